@@ -1,0 +1,258 @@
+// KEL: surface reconstruction from unordered points. The one public header.
+//
+// A caller hands over points and gets a triangle mesh:
+//
+//     std::vector<TARN_KEL::Point3> vPoints;                       // any order, no normals
+//     TARN_KEL::readPoints_auto(filename, vPoints);
+//     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct_auto(vPoints, false, 1.0, -1);
+//     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
+//
+// Coordinates and lengths are doubles in the caller's own unit, angles are degrees. Each call works on the caller's thread
+// and uses all processors through one worker pool of the library; calls from several threads at once are independent, but one
+// Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output.
+//
+// Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
+// internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
+// File functions return false and print a line. Nothing of the library is in a changed state after an exception.
+#pragma once
+
+#include <cmath>
+#include <cstddef>
+#include <exception>
+#include <iosfwd>
+#include <limits>
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// A vector in space. The default value is (0, 0, 0).
+class Vector3 {
+public:
+    constexpr Vector3() = default;
+    constexpr Vector3(double x, double y, double z) : x_(x), y_(y), z_(z) {}
+
+    constexpr double x() const { return x_; }
+    constexpr double y() const { return y_; }
+    constexpr double z() const { return z_; }
+    void set(double x, double y, double z) {
+        x_ = x;
+        y_ = y;
+        z_ = z;
+    }
+
+    double length() const { return std::sqrt(sqLength()); }
+    constexpr double sqLength() const { return x_ * x_ + y_ * y_ + z_ * z_; }
+
+    /// The dot product.
+    constexpr double operator*(const Vector3& v) const { return x_ * v.x_ + y_ * v.y_ + z_ * v.z_; }
+    constexpr Vector3 operator*(double f) const { return {x_ * f, y_ * f, z_ * f}; }
+    /// Division by 0.0 isn't guarded.
+    constexpr Vector3 operator/(double f) const { return {x_ / f, y_ / f, z_ / f}; }
+    constexpr Vector3 operator+(const Vector3& v) const { return {x_ + v.x_, y_ + v.y_, z_ + v.z_}; }
+    constexpr Vector3 operator-(const Vector3& v) const { return {x_ - v.x_, y_ - v.y_, z_ - v.z_}; }
+    constexpr Vector3 operator-() const { return {-x_, -y_, -z_}; }
+    Vector3& operator+=(const Vector3& v) { return *this = *this + v; }
+    Vector3& operator-=(const Vector3& v) { return *this = *this - v; }
+    Vector3& operator*=(double f) { return *this = *this * f; }
+    Vector3& operator/=(double f) { return *this = *this / f; }
+
+    /// Component 0, 1 or 2. Another index prints a line and yields the largest double.
+    double getCartesian(int i) const;
+    /// The largest absolute value of the three components.
+    double getMaxAbsComponent() const;
+    /// The index of the component of largest absolute value; ties go to the lower index.
+    int getMaxAbsIndex() const;
+    /// True when this is a normal vector: its squared length differs from 1 by less than 0.03.
+    bool isNV() const;
+    /// True when all components are exactly 0.0; false with a NaN.
+    constexpr bool isDegenerate() const { return x_ == 0.0 && y_ == 0.0 && z_ == 0.0; }
+
+private:
+    double x_ = 0.0, y_ = 0.0, z_ = 0.0;
+};
+
+/// The cross product a x b.
+constexpr Vector3 crossProduct(const Vector3& a, const Vector3& b) {
+    return {a.y() * b.z() - a.z() * b.y(), a.z() * b.x() - a.x() * b.z(), a.x() * b.y() - a.y() * b.x()};
+}
+
+/// A point in space: a plain value. Ordered by x, then y, then z; equality is exact equality of the three values.
+class Point3 {
+public:
+    constexpr Point3() = default;
+    constexpr Point3(double x, double y, double z) : x_(x), y_(y), z_(z) {}
+
+    constexpr double x() const { return x_; }
+    constexpr double y() const { return y_; }
+    constexpr double z() const { return z_; }
+
+    constexpr bool operator==(const Point3& p) const { return x_ == p.x_ && y_ == p.y_ && z_ == p.z_; }
+    constexpr bool operator!=(const Point3& p) const { return !(*this == p); }
+    constexpr bool operator<(const Point3& p) const {
+        if (x_ != p.x_) return x_ < p.x_;
+        if (y_ != p.y_) return y_ < p.y_;
+        return z_ < p.z_;
+    }
+
+    constexpr Vector3 operator-(const Point3& p) const { return {x_ - p.x_, y_ - p.y_, z_ - p.z_}; }
+    constexpr Point3 operator+(const Vector3& v) const { return {x_ + v.x(), y_ + v.y(), z_ + v.z()}; }
+    constexpr Point3 operator-(const Vector3& v) const { return {x_ - v.x(), y_ - v.y(), z_ - v.z()}; }
+
+private:
+    double x_ = 0.0, y_ = 0.0, z_ = 0.0;
+};
+
+/// Components separated by blanks, in the format of the stream.
+std::ostream& operator<<(std::ostream& out, const Vector3& v);
+std::ostream& operator<<(std::ostream& out, const Point3& p);
+
+/// The one exception of the library: a violated internal condition or wrong use. Its report is on standard output already.
+class KelBugException : public std::exception {
+public:
+    const char* what() const noexcept override;
+};
+
+/// Hears the progress of a run. Derive from it and hand it to subscribe().
+class ProgressBase {
+public:
+    virtual ~ProgressBase() = default;
+    /// Called on the thread of the run about 200 times. name: the kind of run, such as "Reconstruct"; fraction: 0.0 to 1.0.
+    /// Return quickly and don't call back into the library. An exception thrown here ends the run and reaches the caller of
+    /// the run with nothing leaked: this is the way to cancel.
+    virtual void update(const std::string& name, double fraction) = 0;
+};
+
+/// A triangle mesh in the coordinates of the input. Made by the functions below; it needs nothing else of a run.
+///
+/// Point3 pointers that it hands out stay its own; they are valid until the mesh is changed or destroyed.
+class Mesh {
+public:
+    /// Takes ownership.
+    explicit Mesh(RMesh* pRMesh);
+    ~Mesh();
+    Mesh(const Mesh&) = delete;
+    Mesh& operator=(const Mesh&) = delete;
+
+    RMesh* getRMesh() { return pRMesh; }
+    /// Mean length of the edges; -1.0 for a mesh without edges.
+    double getAverageEdgeLength() const;
+    /// Appends three corners a triangle, in orientation order.
+    void getTriangles(std::vector<Point3*>& vCorners) const;
+    /// Every used vertex once. The vector must be empty.
+    void getPoints(std::vector<Point3*>& vPoints) const;
+    /// Indexed form: every used vertex once, and three positions in that list a triangle, from 0. Both vectors must be empty.
+    /// O(n log n).
+    void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices);
+
+    bool writePly_BIN(const std::string& filename) const;
+    bool writePly_ASCII(const std::string& filename) const;
+    bool writeStl_ASCII(const std::string& filename) const;
+    /// A list of the Geomview viewer: the surface in green, border and non-manifold edges in colours of their own.
+    bool writeGeomview_ASCII(const std::string& filename) const;
+    /// Prints the number of triangles and of edges by degree under the given title.
+    void printStatistics(const std::string& title) const;
+
+private:
+    RMesh* pRMesh;
+};
+
+using MeshPtr = std::shared_ptr<Mesh>;
+
+// ---- Runs ---------------------------------------------------------------------------------------------------------------
+
+/// Points to a mesh. The edge of a grid cell is the estimated average spacing of the points times spacingFactor.
+///
+/// vPoints: any order, repeats allowed; copied, not changed. Points with a coordinate that isn't finite are left out, with a
+/// warning that counts them.
+/// bLapTreatment: smooths noisy input before the grid is filled.
+/// spacingFactor: above 0. Between 1 and 2 is usual; larger gives fewer triangles and bridges sparse places.
+/// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open.
+/// Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond the cloud).
+/// Throws KelBugException when spacingFactor isn't above 0 or the cloud needs more than 2^21 cells along an axis.
+/// O(n log n) time.
+MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps);
+
+/// The same with spacingAbs, a length above 0, as the edge of a grid cell; no estimate is made.
+MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps);
+
+/// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle, any winding. spacingAbs: edge of a grid cell.
+/// featureAngle: degrees between normals above which an edge counts as a feature. Null after a warning when nothing came of it.
+MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle);
+
+/// A triangle soup to points: as melt(), but the points of the cells are appended to vOut.
+void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle, std::vector<Point3>& vOut);
+
+/// The average spacing of the points, a length; -1.0 after a warning for no points.
+double estimateAvgSpacing(std::vector<Point3>& vPoints);
+
+// ---- Post-processing, in place ------------------------------------------------------------------------------------------
+// A null MeshPtr throws KelBugException.
+
+/// Decimates: collapses edges up to maxEdgeLength long while no normal turns by more than maxAngle degrees.
+/// Returns the number of collapses.
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
+/// Flips edges where that lowers the energy of the surface, best first.
+void edgeFlips(MeshPtr pMesh);
+/// The same by annealing: slower, gets out of local minima.
+void edgeFlipsSimA(MeshPtr pMesh);
+/// Laplacian smoothing, numIterations rounds.
+void laplacianSmoothing(MeshPtr pMesh, int numIterations);
+/// Writes the mesh and its border edges to "holes.list" for the Geomview viewer.
+void findHoles(MeshPtr pMesh);
+
+// ---- Progress and version -----------------------------------------------------------------------------------------------
+
+/// Sets the listener of the calling thread for all its later runs. Null does nothing. The listener stays the caller's and must
+/// live until unsubscribe() or the end of the thread.
+void subscribe(ProgressBase* pProgress);
+/// Forgets the listener of the calling thread.
+void unsubscribe();
+
+void getVersion(int& major, int& minor);
+/// Prints "KEL, version " and the version on standard output.
+void printVersion();
+bool isRelease();
+
+// ---- Point and mesh files -----------------------------------------------------------------------------------------------
+// The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list. Readers append
+// to the vector. A failure prints a line and returns false. Writers write a temporary neighbour first and rename it, so that a
+// failure leaves an older file as it was.
+
+/// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
+int getFileType(const std::string& filename);
+/// Points from an ASCII, BIN or PLY file.
+bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
+/// Points to an ASCII, BIN, PLY or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes
+/// "kel_output_bin.ply" and says so.
+bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints);
+bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
+/// One point a line: its first three columns. Lines that don't start with three numbers are skipped.
+bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
+/// Six significant digits.
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints);
+/// The same with the given number of significant digits; 17 keeps every double exactly.
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits);
+/// Triangle corners of an ASCII STL file, three a triangle.
+bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
+/// The same by a simpler scan: every "vertex" line is a corner.
+bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints);
+/// Points of a PLY file, or with bPointsOnly false its triangles, three corners each.
+bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints);
+bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+
+/// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes "kel_output.ply" and
+/// says so. Throws KelBugException on a null mesh.
+bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
+/// ASCII STL.
+bool writeSTL(RMesh* pRMesh, const std::string& filename);
+/// Wavefront OBJ.
+void toObj(MeshPtr pMesh, const std::string& filename);
+/// Geomview list; throws KelBugException unless bAuthorized.
+bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized);
+
+}  // namespace TARN_KEL

@@ -1,0 +1,95 @@
+// Messages, assertions, timers and the numbered prefix of debug files.
+//
+// The library has one way to speak, text on standard output, and one way to fail, an assertion that prints a report and throws
+// KelBugException. All assertions stay on in releases; the text work is on the failure path only.
+#pragma once
+
+#include <cstddef>
+#include <sstream>
+#include <string>
+
+#include "kel.h"
+
+#define KEL_STRINGIFY_EXPANDED(...) #__VA_ARGS__
+#define KEL_STRINGIFY(...) KEL_STRINGIFY_EXPANDED(__VA_ARGS__)
+
+/// Where a message comes from: the signature of the function and the source line.
+#define KEL_PLACE ::TARN_KEL::makePlace(__PRETTY_FUNCTION__, __LINE__)
+
+/// Fails the run when the condition doesn't hold. The report shows the condition after macro expansion, so NULL prints as
+/// __null; its text is output and typed as given. It may hold commas, and it must be free of effects.
+#define ASSEX(...)                                                                                           \
+    (static_cast<bool>(__VA_ARGS__)                                                                          \
+         ? static_cast<void>(0)                                                                              \
+         : ::TARN_KEL::assertionFailed(KEL_STRINGIFY(__VA_ARGS__), __FILE__, __LINE__, __PRETTY_FUNCTION__))
+
+namespace TARN_KEL {
+
+// ---- Colours: ESC "[" attribute suffix, the text, the reset sequence ------------------------------------------------------
+
+/// The prefix alone.
+std::string red(int attr);
+std::string redString(const std::string& text, int attr);
+std::string yellowString(const std::string& text, int attr);
+std::string greenString(const std::string& text, int attr);
+std::string magentaString(const std::string& text, int attr, bool bUnderlined);
+
+// ---- Messages: one empty line, the message, a new line, flushed -----------------------------------------------------------
+
+void info(const std::string& place, const std::string& text);
+void warning(const std::string& place, const std::string& text);
+void error(const std::string& place, const std::string& text);
+/// The same text as error(), in red.
+void errorMsg(const std::string& place, const std::string& text);
+
+/// " ** ", the signature, ":", the line, " ** ".
+std::string makePlace(const char* function, int line);
+
+// ---- Ends of a run --------------------------------------------------------------------------------------------------------
+
+/// Prints the report of a failed assertion and throws KelBugException. ASSEX is its only caller.
+[[noreturn]] void assertionFailed(const char* condition, const char* file, int line, const char* function);
+[[noreturn]] void throwKelBugException();
+/// Prints the text and ends the process with exit status 0.
+[[noreturn]] void deliberateExit(const std::string& text);
+/// Prints the text and ends the run by KelBugException.
+[[noreturn]] void goToHell(const std::string& text);
+
+// ---- Measuring ------------------------------------------------------------------------------------------------------------
+
+/// Starts the clock of that name, or stops it and adds the time. "STOP AND REPORT" prints all of them. Safe on any thread.
+void stopWatch(const std::string& name);
+/// Starts the timer of that name, or stops it and prints the time. Silent for names that begin with "[quiet]". One thread.
+void timerx(const std::string& name);
+/// Counts the calls with that name; "GETCOUNTERS" prints all counts. One thread.
+void benchCounter(const std::string& name);
+
+// ---- Numbered prefix of debug files ---------------------------------------------------------------------------------------
+
+/// Increments the process-wide counter and returns it.
+int globalPrefixNumber();
+int globalPrefixNumberNoInc();
+/// The incremented counter in width 5 with leading zeros.
+std::string globalPrefix();
+/// The counter as it is; a negative one becomes 0 first.
+std::string globalPrefixNoInc();
+
+// ---- Text -----------------------------------------------------------------------------------------------------------------
+
+/// A number as text, in the default format of a stream.
+template <typename T>
+std::string toString(const T& value) {
+    std::ostringstream out;
+    out << value;
+    return out.str();
+}
+/// The text, count times.
+std::string repstr(const std::string& text, int count);
+/// A line that stands out in the output: a bar of '=' as wide as the text, the text, the bar again.
+std::string fatBar(const std::string& text);
+/// The 64 bits of a code, highest first, in groups of eight.
+std::string showBin(unsigned long long code);
+/// The three fields of a packed cell code: "(x, y, z)".
+std::string showRCD(unsigned long long rcd);
+
+}  // namespace TARN_KEL

@@ -6,8 +6,9 @@ namespace TARN_KEL {
 
 /// The library's only source of chance: numbers 0 to 2147483647 that depend on the seed alone.
 ///
-/// It belongs to a run or an object and starts from a fixed seed, so that the same input gives the same bytes in every run, in
-/// any thread, after any other run. Work that is cut into tasks seeds one by the index of the element. Copies go on alike.
+/// It belongs to a run or an object and starts from a fixed seed, so that the same input gives the same bytes in every run,
+/// in any thread, after any other run. Work that is cut into tasks seeds one by the index of the element. Copies go on
+/// alike.
 class Random {
 public:
     static constexpr std::int64_t MAX = 2147483647;

@@ -1,7 +1,7 @@
 // Messages, assertions, timers and the numbered prefix of debug files.
 //
-// The library has one way to speak, text on standard output, and one way to fail, an assertion that prints a report and throws
-// KelBugException. All assertions stay on in releases; the text work is on the failure path only.
+// The library has one way to speak, text on standard output, and one way to fail, an assertion that prints a report and
+// throws KelBugException. All assertions stay on in releases; the text work is on the failure path only.
 #pragma once
 
 #include <cstddef>
@@ -18,14 +18,15 @@
 
 /// Fails the run when the condition doesn't hold. The report shows the condition after macro expansion, so NULL prints as
 /// __null; its text is output and typed as given. It may hold commas, and it must be free of effects.
-#define ASSEX(...)                                                                                           \
-    (static_cast<bool>(__VA_ARGS__)                                                                          \
-         ? static_cast<void>(0)                                                                              \
+#define ASSEX(...)                  \
+    (static_cast<bool>(__VA_ARGS__) \
+         ? static_cast<void>(0)     \
          : ::TARN_KEL::assertionFailed(KEL_STRINGIFY(__VA_ARGS__), __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
 namespace TARN_KEL {
 
-// ---- Colours: ESC "[" attribute suffix, the text, the reset sequence ------------------------------------------------------
+// ---- Colours: ESC "[" attribute suffix, the text, the reset sequence
+// ------------------------------------------------------
 
 /// The prefix alone.
 std::string red(int attr);
@@ -34,7 +35,8 @@ std::string yellowString(const std::string& text, int attr);
 std::string greenString(const std::string& text, int attr);
 std::string magentaString(const std::string& text, int attr, bool bUnderlined);
 
-// ---- Messages: one empty line, the message, a new line, flushed -----------------------------------------------------------
+// ---- Messages: one empty line, the message, a new line, flushed
+// -----------------------------------------------------------
 
 void info(const std::string& place, const std::string& text);
 void warning(const std::string& place, const std::string& text);
@@ -45,7 +47,8 @@ void errorMsg(const std::string& place, const std::string& text);
 /// " ** ", the signature, ":", the line, " ** ".
 std::string makePlace(const char* function, int line);
 
-// ---- Ends of a run --------------------------------------------------------------------------------------------------------
+// ---- Ends of a run
+// --------------------------------------------------------------------------------------------------------
 
 /// Prints the report of a failed assertion and throws KelBugException. ASSEX is its only caller.
 [[noreturn]] void assertionFailed(const char* condition, const char* file, int line, const char* function);
@@ -55,7 +58,8 @@ std::string makePlace(const char* function, int line);
 /// Prints the text and ends the run by KelBugException.
 [[noreturn]] void goToHell(const std::string& text);
 
-// ---- Measuring ------------------------------------------------------------------------------------------------------------
+// ---- Measuring
+// ------------------------------------------------------------------------------------------------------------
 
 /// Starts the clock of that name, or stops it and adds the time. "STOP AND REPORT" prints all of them. Safe on any thread.
 void stopWatch(const std::string& name);
@@ -64,7 +68,8 @@ void timerx(const std::string& name);
 /// Counts the calls with that name; "GETCOUNTERS" prints all counts. One thread.
 void benchCounter(const std::string& name);
 
-// ---- Numbered prefix of debug files ---------------------------------------------------------------------------------------
+// ---- Numbered prefix of debug files
+// ---------------------------------------------------------------------------------------
 
 /// Increments the process-wide counter and returns it.
 int globalPrefixNumber();
@@ -74,7 +79,8 @@ std::string globalPrefix();
 /// The counter as it is; a negative one becomes 0 first.
 std::string globalPrefixNoInc();
 
-// ---- Text -----------------------------------------------------------------------------------------------------------------
+// ---- Text
+// -----------------------------------------------------------------------------------------------------------------
 
 /// A number as text, in the default format of a stream.
 template <typename T>

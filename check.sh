@@ -1,0 +1,10 @@
+#!/bin/sh
+# Builds everything and runs all tests; installs what is missing first. Ends with ctest's summary and its exit status.
+set -eu
+cd "$(dirname "$0")"
+
+cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev
+
+cmake --preset dev
+cmake --build --preset dev
+exec ctest --preset dev

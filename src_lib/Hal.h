@@ -1,0 +1,68 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "Bundle.h"
+#include "Calc.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CMesh;
+class CloudMgr;
+class IsoStore;
+
+/// Drives a run once the point stages are over: here stands the order of the pipeline.
+///
+/// It takes the cells that the CloudMgr left, extracts the coarse mesh, has it repaired and converts it to the fine mesh.
+/// One Hal serves one run, by one of reconstruct, oneMelt, toCloud and reconstructInHole. It must die before its CloudMgr,
+/// because its bundles and its grid belong to the cloud. All work is on the calling thread; the stages use the worker pool
+/// for themselves.
+class Hal {
+public:
+    /// pCloudMgr: not owned; must hold its points already.
+    explicit Hal(CloudMgr* pCloudMgr);
+    ~Hal();
+    Hal(const Hal&) = delete;
+    Hal& operator=(const Hal&) = delete;
+
+    /// Scan points to a mesh; null after a warning when no cell is left.
+    MeshPtr reconstruct();
+    /// Soup to a mesh; null after a warning when no cell is left.
+    MeshPtr oneMelt();
+    /// Soup to points: appends the points of the cells, which stay the cloud's.
+    void toCloud(std::vector<Point3*>& vOut);
+    /// The reconstruction inside a hole. The caller takes the mesh; null after a warning when no cell is left.
+    CMesh* reconstructInHole();
+
+    /// Sorts the bundles by cell code and enters them in the map; a code that is there stays as it is. O(n log n).
+    void mapCCD();
+    /// The coarse mesh, once the extraction ran; owned here unless reconstructInHole handed it out.
+    CMesh* getCMesh() const;
+
+    /// Adds a cell for each cell of vPoints that the map doesn't know, with the mean of its points; the new points and
+    /// bundles are owned here. O(n log n).
+    void integrateFillPixels(std::vector<Point3>& vPoints);
+    /// The bundles in a bit volume of blocks of 32 cells along each axis. Not built yet: warns and returns null.
+    std::shared_ptr<IsoStore> getIsoStore();
+    /// Normalises the normals of the bundles and marks in each the axes that are more than 50 degrees away from it:
+    /// 4 for x, 2 for y, 1 for z.
+    void setForbiddenDirections();
+
+private:
+    bool takeBundles(const std::string& nothingToDo);
+    MeshPtr convertToFineMesh();
+
+    CloudMgr* pCloudMgr;    // not owned
+    Calc* pCalc = nullptr;  // the cloud's
+    std::unique_ptr<CMesh> pCMesh;
+    std::vector<Bundle*> vBundles;  // the cloud's; sorted by code after mapCCD
+    std::map<CCD, Bundle*> mCCD2Bundle;
+    std::vector<std::unique_ptr<Point3>> vFillPoints;
+    std::vector<std::unique_ptr<Bundle>> vFillBundles;
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,62 @@
+#include <memory>
+
+#include "SyntheticScan.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+struct ScanOptions {
+    ScanRequest request;
+    std::string out;
+};
+
+void scan(const ScanOptions& options, Program& program) {
+    std::string filename = options.out;
+    const int type = getFileType(filename);
+    if (type < 1 || type > 3)
+        throw Failure("Points are written as .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
+    Program::requireFolder(filename);
+
+    std::vector<Point3> vPoints;
+    ScanTruth truth;
+    program.step("scan", [&] { truth = makeScan(options.request, vPoints); });
+    bool bWritten = false;
+    program.step("write", [&] {
+        const int exactDigits = 17;
+        bWritten = type == 2 ? writePoints_ASCII(filename.c_str(), vPoints, exactDigits)
+                             : writePoints_auto(filename, vPoints, false);
+    });
+    if (!bWritten) throw Failure("Can't write " + filename);
+    program.report()["scan"] = {{"file", filename},
+                                {"shape", options.request.shape},
+                                {"points", vPoints.size()},
+                                {"noise", options.request.noise},
+                                {"seed", options.request.seed}};
+    program.report()["truth"] = {{"area", truth.area},
+                                 {"spacing", truth.spacing},
+                                 {"components", truth.numComponents},
+                                 {"borderLoops", truth.numBorderLoops},
+                                 {"eulerCharacteristic", truth.eulerCharacteristic}};
+    program.say(filename + ": " + std::to_string(vPoints.size()) + " points");
+}
+
+}  // namespace
+
+void addScanCommand(CLI::App& app, Program& program) {
+    auto pOptions = std::make_shared<ScanOptions>();
+    const std::size_t maxPoints = 1000000000;
+    CLI::App& command = *app.add_subcommand("scan", "Make a synthetic scan of a surface of which everything is known");
+    command.add_option("SHAPE", pOptions->request.shape, "The surface")->required()->check(CLI::IsMember(scanShapes()));
+    command.add_option("OUT", pOptions->out, "The points: .xyz, .txt, .asc, .bin or .ply")->required();
+    command.add_option("--points", pOptions->request.numPoints, "Number of points")
+        ->required()
+        ->check(CLI::Range(std::size_t{1}, maxPoints));
+    command.add_option("--noise", pOptions->request.noise, "Standard deviation along the normal, in point spacings")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
+    command.add_option("--seed", pOptions->request.seed, "Another seed gives other points")->capture_default_str();
+    program.addCommonOptions(command);
+    command.callback([pOptions, &program] { scan(*pOptions, program); });
+}

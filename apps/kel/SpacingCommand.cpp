@@ -1,0 +1,29 @@
+#include <memory>
+
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+void estimateSpacing(const std::string& in, Program& program) {
+    std::vector<Point3> vPoints = program.readPoints(in);
+    double spacing = -1.0;
+    program.stepWithProgress("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });
+    if (!(spacing > 0.0)) throw Failure("The points of " + in + " have no spacing");
+    program.report()["spacing"] = spacing;
+    std::ostringstream line;
+    line.precision(17);
+    line << spacing;
+    std::cout << line.str() << std::endl;
+}
+
+}  // namespace
+
+void addSpacingCommand(CLI::App& app, Program& program) {
+    auto pIn = std::make_shared<std::string>();
+    CLI::App& command = *app.add_subcommand("spacing", "Print the estimated average spacing of points");
+    command.add_option("IN", *pIn, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
+    program.addCommonOptions(command);
+    command.callback([pIn, &program] { estimateSpacing(*pIn, program); });
+}

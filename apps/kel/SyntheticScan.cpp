@@ -1,0 +1,201 @@
+// Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal. The
+// square is filled by an additive sequence with two irrational steps: it covers evenly at every number of points, as a
+// scanner does, without the regularity of a grid. The seed shifts the sequence. Pieces get points in proportion to their
+// area.
+#include "SyntheticScan.h"
+
+#include <cmath>
+#include <functional>
+#include <map>
+#include <stdexcept>
+
+using TARN_KEL::crossProduct;
+using TARN_KEL::Point3;
+using TARN_KEL::Vector3;
+
+namespace {
+
+const double PI = 3.14159265358979323846;
+
+struct Sample {
+    Point3 point;
+    Vector3 normal;  // unit length
+};
+
+/// A part of a surface. Points of the square at which accepts is false belong to a missing patch.
+struct Piece {
+    double area;  // of the whole piece, missing patches included
+    std::function<Sample(double u, double v)> at;
+    std::function<bool(const Point3&)> accepts = [](const Point3&) { return true; };
+};
+
+struct Shape {
+    std::vector<Piece> vPieces;
+    ScanTruth truth;
+};
+
+/// Numbers in [0, 1) and normal deviates, the same with every standard library.
+class Chance {
+public:
+    explicit Chance(std::uint64_t seed) : state(seed * 0x9e3779b97f4a7c15ULL + 0x1234567ULL) {}
+    double uniform() {
+        state ^= state >> 12;
+        state ^= state << 25;
+        state ^= state >> 27;
+        return static_cast<double>((state * 0x2545f4914f6cdd1dULL) >> 11) * 0x1p-53;
+    }
+    double normal() {
+        const double radius = std::sqrt(-2.0 * std::log(1.0 - uniform()));
+        return radius * std::cos(2.0 * PI * uniform());
+    }
+
+private:
+    std::uint64_t state;
+};
+
+Sample sphereAt(double u, double v) {
+    const double z = 1.0 - 2.0 * u;
+    const double r = std::sqrt(std::max(0.0, 1.0 - z * z));
+    const Vector3 n(r * std::cos(2.0 * PI * v), r * std::sin(2.0 * PI * v), z);
+    return {Point3() + n, n};
+}
+
+/// The angle round the tube below which the share u of the torus's area lies: t + k sin t = 2 pi u with k = tube / ring.
+double tubeAngle(double u, double k) {
+    double t = 2.0 * PI * u;
+    for (int i = 0; i < 60; ++i)
+        t -= (t + k * std::sin(t) - 2.0 * PI * u) / (1.0 + k * std::cos(t));
+    return t;
+}
+
+Sample torusAt(double u, double v) {
+    const double ring = 1.0;
+    const double tube = 0.4;
+    const double t = tubeAngle(u, tube / ring);
+    const Vector3 outward(std::cos(2.0 * PI * v), std::sin(2.0 * PI * v), 0.0);
+    const Vector3 n = outward * std::cos(t) + Vector3(0.0, 0.0, std::sin(t));
+    return {Point3() + outward * ring + n * tube, n};
+}
+
+Piece rectangle(const Point3& corner, const Vector3& a, const Vector3& b) {
+    const Vector3 c = crossProduct(a, b);
+    const Vector3 n = c / c.length();
+    return {c.length(), [=](double u, double v) { return Sample{corner + a * u + b * v, n}; }};
+}
+
+std::vector<Piece> box(double x, double y, double z) {
+    const Point3 low(0.0, 0.0, 0.0);
+    const Point3 high(x, y, z);
+    const Vector3 ax(x, 0.0, 0.0);
+    const Vector3 ay(0.0, y, 0.0);
+    const Vector3 az(0.0, 0.0, z);
+    return {rectangle(low, ay, ax),    rectangle(low, ax, az),    rectangle(low, az, ay),
+            rectangle(high, -ax, -ay), rectangle(high, -az, -ax), rectangle(high, -ay, -az)};
+}
+
+/// Two parallel unit squares, distance apart.
+Shape doubleWall(double distance) {
+    const Vector3 ax(1.0, 0.0, 0.0);
+    const Vector3 ay(0.0, 1.0, 0.0);
+    return {{rectangle(Point3(), ax, ay), rectangle(Point3(0.0, 0.0, distance), ax, ay)}, {2.0, 0.0, 2, 2, 2}};
+}
+
+/// A sphere of radius 1 without six round patches, the first 0.05 wide and each further one 0.05 wider.
+Shape patchedSphere() {
+    const std::vector<Vector3> vAxes = {{1.0, 0.0, 0.0},  {0.0, 1.0, 0.0},  {0.0, 0.0, 1.0},
+                                        {-1.0, 0.0, 0.0}, {0.0, -1.0, 0.0}, {0.0, 0.0, -1.0}};
+    std::vector<double> vCosines;
+    double missing = 0.0;
+    for (std::size_t i = 0; i < vAxes.size(); ++i) {
+        vCosines.push_back(std::cos(0.05 * static_cast<double>(i + 1)));
+        missing += 2.0 * PI * (1.0 - vCosines.back());
+    }
+    const auto accepts = [=](const Point3& p) {
+        for (std::size_t i = 0; i < vAxes.size(); ++i)
+            if ((p - Point3()) * vAxes[i] > vCosines[i]) return false;
+        return true;
+    };
+    return {{{4.0 * PI, sphereAt, accepts}}, {4.0 * PI - missing, 0.0, 1, 6, -4}};
+}
+
+Shape makeShape(const std::string& name, std::size_t numPoints) {
+    const Piece plane = rectangle(Point3(), {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0});
+    const double wallDistance = 4.0 * std::sqrt(2.0 / static_cast<double>(numPoints));  // four spacings
+    const std::map<std::string, std::function<Shape()>> mMakers = {
+        {"sphere",
+         [] {
+             return Shape{{{4.0 * PI, sphereAt}}, {4.0 * PI, 0.0, 1, 0, 2}};
+         }},
+        {"torus",
+         [] {
+             return Shape{{{4.0 * PI * PI * 0.4, torusAt}}, {4.0 * PI * PI * 0.4, 0.0, 1, 0, 0}};
+         }},
+        {"plane",
+         [&] {
+             return Shape{{plane}, {1.0, 0.0, 1, 1, 1}};
+         }},
+        {"cube",
+         [] {
+             return Shape{box(1.0, 1.0, 1.0), {6.0, 0.0, 1, 0, 2}};
+         }},
+        {"block",
+         [] {
+             return Shape{box(2.0, 1.0, 0.5), {7.0, 0.0, 1, 0, 2}};
+         }},
+        {"wall", [&] { return doubleWall(wallDistance); }},
+        {"patches", [] { return patchedSphere(); }}};
+    const auto it = mMakers.find(name);
+    if (it == mMakers.end()) throw std::invalid_argument("There is no shape '" + name + "'");
+    return it->second();
+}
+
+double fraction(double value) {
+    return value - std::floor(value);
+}
+
+/// Fills one piece with numPoints accepted samples.
+void samplePiece(const Piece& piece, std::size_t numPoints, double noise, Chance& chance, std::vector<Point3>& vPoints) {
+    // Powers of the inverse of the real root of x^3 = x + 1: the two-dimensional companion of the golden ratio.
+    const double stepU = 0.7548776662466927;
+    const double stepV = 0.5698402909980532;
+    double u = chance.uniform();
+    double v = chance.uniform();
+    while (numPoints > 0) {
+        u = fraction(u + stepU);
+        v = fraction(v + stepV);
+        const Sample sample = piece.at(u, v);
+        if (!piece.accepts(sample.point)) continue;
+        const double shift = noise > 0.0 ? noise * chance.normal() : 0.0;
+        vPoints.push_back(sample.point + sample.normal * shift);
+        --numPoints;
+    }
+}
+
+}  // namespace
+
+std::vector<std::string> scanShapes() {
+    return {"sphere", "torus", "plane", "cube", "block", "wall", "patches"};
+}
+
+ScanTruth makeScan(const ScanRequest& request, std::vector<Point3>& vPoints) {
+    Shape shape = makeShape(request.shape, request.numPoints);
+    shape.truth.spacing = std::sqrt(shape.truth.area / static_cast<double>(request.numPoints));
+    double wholeArea = 0.0;
+    for (const Piece& piece : shape.vPieces)
+        wholeArea += piece.area;
+
+    Chance chance(request.seed);
+    std::size_t numMade = 0;
+    double areaSoFar = 0.0;
+    vPoints.reserve(vPoints.size() + request.numPoints);
+    for (const Piece& piece : shape.vPieces) {
+        areaSoFar += piece.area;
+        const bool bLast = &piece == &shape.vPieces.back();
+        const auto numUpToHere =
+            bLast ? request.numPoints
+                  : static_cast<std::size_t>(static_cast<double>(request.numPoints) * (areaSoFar / wholeArea));
+        samplePiece(piece, numUpToHere - numMade, request.noise * shape.truth.spacing, chance, vPoints);
+        numMade = numUpToHere;
+    }
+    return shape.truth;
+}

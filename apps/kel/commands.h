@@ -1,0 +1,10 @@
+// The commands of the program, one file each. A command adds itself to the application: options, help and what to do.
+#pragma once
+
+#include <CLI/CLI.hpp>
+
+#include "Program.h"
+
+void addReconstructCommand(CLI::App& app, Program& program);
+void addScanCommand(CLI::App& app, Program& program);
+void addSpacingCommand(CLI::App& app, Program& program);

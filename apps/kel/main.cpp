@@ -1,0 +1,57 @@
+// kel: the library's functions at the command line. It uses the public header only.
+#include <algorithm>
+#include <iostream>
+#include <string>
+
+#include "commands.h"
+
+namespace {
+
+/// The whole text on one line.
+std::string oneLine(std::string text) {
+    std::replace(text.begin(), text.end(), '\n', ' ');
+    return text;
+}
+
+int fail(const std::string& text, int status) {
+    std::cerr << "kel: " << oneLine(text) << std::endl;
+    return status;
+}
+
+std::string versionText() {
+    int major = 0;
+    int minor = 0;
+    TARN_KEL::getVersion(major, minor);
+    return "kel " + std::to_string(major) + "." + std::to_string(minor);
+}
+
+int runProgram(int argc, char** argv) {
+    CLI::App app("Surface reconstruction: points in, a triangle mesh out", "kel");
+    app.set_version_flag("--version", versionText());
+    app.require_subcommand(1);
+    Program program;
+    addReconstructCommand(app, program);
+    addSpacingCommand(app, program);
+    addScanCommand(app, program);
+    try {
+        app.parse(argc, argv);
+    } catch (const CLI::Success& success) {
+        return app.exit(success);
+    } catch (const CLI::ParseError& wrong) {
+        return fail(wrong.what(), 2);
+    }
+    program.writeReport();
+    return 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    try {
+        return runProgram(argc, argv);
+    } catch (const TARN_KEL::KelBugException&) {
+        return fail("The library stopped the run; its report is above (without --quiet)", 1);
+    } catch (const std::exception& failure) {
+        return fail(failure.what(), 1);
+    }
+}

@@ -1,0 +1,63 @@
+// Hears what the library says on standard output, and what it says before it throws.
+#pragma once
+
+#include <gtest/gtest.h>
+
+#include <iostream>
+#include <sstream>
+#include <string>
+
+#include "kel.h"
+
+namespace TARN_TEST {
+
+/// Holds back everything written to std::cout while it lives. One at a time, and no other thread may write meanwhile.
+class CoutCapture {
+public:
+    CoutCapture() : pFormer(std::cout.rdbuf(out.rdbuf())) {}
+    ~CoutCapture() { std::cout.rdbuf(pFormer); }
+    CoutCapture(const CoutCapture&) = delete;
+    CoutCapture& operator=(const CoutCapture&) = delete;
+
+    std::string text() const { return out.str(); }
+
+private:
+    std::ostringstream out;
+    std::streambuf* pFormer;  // the stream's own buffer, not owned
+};
+
+/// What the call prints.
+template <typename Call>
+std::string outputOf(Call&& call) {
+    const CoutCapture capture;
+    call();
+    return capture.text();
+}
+
+/// The report of a call that must end in KelBugException; a test failure when it doesn't.
+template <typename Call>
+std::string reportOf(Call&& call) {
+    const CoutCapture capture;
+    try {
+        call();
+    } catch (const TARN_KEL::KelBugException&) {
+        return capture.text();
+    }
+    ADD_FAILURE() << "no KelBugException";
+    return capture.text();
+}
+
+/// The line that a failed assertion of this text prints, for a search in reportOf().
+inline std::string conditionFailed(const std::string& condition) {
+    return "Condition [ " + condition + " failed ]";
+}
+
+/// How often the text contains the part.
+inline int countIn(const std::string& text, const std::string& part) {
+    int count = 0;
+    for (std::size_t pos = text.find(part); pos != std::string::npos; pos = text.find(part, pos + part.size()))
+        ++count;
+    return count;
+}
+
+}  // namespace TARN_TEST

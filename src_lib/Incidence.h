@@ -1,0 +1,81 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <utility>
+
+namespace TARN_KEL {
+
+/// The triangles at each vertex: for every vertex a doubly linked list through the corners of its triangles.
+///
+/// Vertices and corners are named by dense 32-bit numbers; corner 3t+k is number k of triangle t, so 3t+k / 3 is the
+/// triangle. A list keeps the order in which its corners were appended. Both ends are closed by the vertex itself, so a
+/// corner is taken out in O(1) however many triangles a vertex has, and a corner needn't know its vertex.
+///
+/// The links live with the elements. The owner hands an access object to the operations:
+///     IncidenceLink& cornerLink(std::uint32_t corner);   // links of a corner
+///     IncidenceLink& vertexLink(std::uint32_t vertex);   // next: first corner of the list, prev: last one
+/// and starts a vertex with link(). Walking changes nothing and may run on several threads.
+struct IncidenceLink {
+    std::uint32_t next;
+    std::uint32_t prev;
+};
+
+namespace Incidence {
+
+/// Marks a link that leads back to the vertex. Vertices and corners have numbers below this.
+inline constexpr std::uint32_t VERTEX = 0x80000000U;
+
+/// The link of a vertex without triangles.
+inline IncidenceLink emptyList(std::uint32_t vertex) {
+    return {vertex | VERTEX, vertex | VERTEX};
+}
+
+/// The element behind a link, corner or vertex.
+template <typename Access>
+IncidenceLink& link(Access& access, std::uint32_t number) {
+    return (number & VERTEX) != 0 ? access.vertexLink(number & ~VERTEX) : access.cornerLink(number);
+}
+
+/// Appends a corner that is in no list to the list of the vertex.
+template <typename Access>
+void append(Access& access, std::uint32_t vertex, std::uint32_t corner) {
+    IncidenceLink& vertexLink = access.vertexLink(vertex);
+    const std::uint32_t last = vertexLink.prev;
+    vertexLink.prev = corner;
+    link(access, last).next = corner;
+    access.cornerLink(corner) = {vertex | VERTEX, last};
+}
+
+/// Takes a corner out of its list. Its own links stay as they were.
+template <typename Access>
+void unlink(Access& access, std::uint32_t corner) {
+    const IncidenceLink own = access.cornerLink(corner);
+    link(access, own.prev).next = own.next;
+    link(access, own.next).prev = own.prev;
+}
+
+/// Lets two corners of one triangle change places in their lists: after a swap of two corners of the triangle, corner 3t+k
+/// is again in the list of its own vertex. The two must be in lists of different vertices.
+template <typename Access>
+void exchange(Access& access, std::uint32_t corner0, std::uint32_t corner1) {
+    const auto occupy = [&access](std::uint32_t corner, IncidenceLink place) {
+        access.cornerLink(corner) = place;
+        link(access, place.prev).next = corner;
+        link(access, place.next).prev = corner;
+    };
+    const IncidenceLink place0 = access.cornerLink(corner0);
+    occupy(corner0, access.cornerLink(corner1));
+    occupy(corner1, place0);
+}
+
+/// Calls visit(triangle) for the triangles at a vertex in the order of appending. visit must not change the lists.
+template <typename Access, typename Visit>
+void forEachTriangle(Access& access, std::uint32_t vertex, Visit&& visit) {
+    for (std::uint32_t corner = access.vertexLink(vertex).next; (corner & VERTEX) == 0;
+         corner = access.cornerLink(corner).next)
+        visit(corner / 3);
+}
+
+}  // namespace Incidence
+}  // namespace TARN_KEL

@@ -1,0 +1,181 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <map>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Bundle.h"
+#include "CEdge.h"
+#include "CTriangle.h"
+#include "Calc.h"
+#include "HashIndex.h"
+#include "Incidence.h"
+#include "SimplePool.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CPatch;
+class Voro;
+
+/// Chooses the constructor of a mesh with a vertex table of its own.
+struct USE_LOCAL_CCD2BUNDLEMAP {};
+
+/// The coarse mesh: triangles between occupied cells, filled by the extractor and repaired by Top.
+///
+/// A vertex is a cell, named by its code; where it lies is the business of the cell's Bundle. So the topology is arithmetic
+/// on integers, and triangles that share a cell share a vertex. Anything goes here: edges with many triangles, triangles
+/// flipped against each other, borders, several components, duplicates.
+///
+/// Triangles are made by createT and taken out by CTriangle::kill, never edited and never freed before reset() or the end of
+/// the mesh: pointers to dead ones stay good. The pools hand out ascending addresses, so order by address is order of
+/// creation.
+///
+/// Invariants:
+/// 1. An alive triangle has three different corners.
+/// 2. An alive triangle stands once in vCT of each of its three edges and once in the list of each of its three vertices, a
+/// dead
+///    one in none.
+/// 3. There is one edge for a pair of cells at most, with v0<v1; edges get lost by reset() only, those of degree 0 stay.
+/// 4. The triangles of a vertex are in order of creation.
+///
+/// One thread at a time, const operations included: they keep what they found out for the next call.
+/// createT, kill, getEdge and the vertex look-ups take constant time, whatever stands at a vertex; the lists come at the
+/// cost of their length. All lists are appended to.
+class CMesh {
+public:
+    /// An empty mesh. pVoro (may be null), pCalc and the table stay the caller's and must outlive the mesh. The table may
+    /// get and replace entries at any time; one that the mesh uses as a vertex must not be erased before reset().
+    CMesh(Voro* pVoro, Calc* pCalc, std::map<CCD, Bundle*>& mCCDBundle);
+    /// The same on mLocalCCDBundle.
+    CMesh(Voro* pVoro, Calc* pCalc, USE_LOCAL_CCD2BUNDLEMAP);
+    ~CMesh();
+    CMesh(const CMesh&) = delete;
+    CMesh& operator=(const CMesh&) = delete;
+
+    // ---- Building
+
+    /// A new triangle on three different cells. Doesn't look for one that is there already (CEdge::hasAdjT does). vcdCube,
+    /// cfg: the dual cube that it came from and its configuration.
+    CTriangle* createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg);
+    /// Takes the triangle off its three vertices. For CTriangle::kill only.
+    void unregisterTriangle(CTriangle* pCT);
+    /// Frees all triangles, edges and patches; bundles, their table and sExtraVtx stay.
+    void reset();
+    /// Clears the mark on every triangle.
+    void resetVisited();
+
+    // ---- Queries at an element
+
+    /// The edge of the pair in either order, of any degree; null when the pair never had a triangle.
+    CEdge* getEdge(VCD a, VCD b) const;
+    /// The edge has a triangle.
+    bool hasEdge(VCD a, VCD b) const;
+    /// The triangles at a vertex, in order of creation.
+    void getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const;
+    /// Those of them that hold b, in the same order. O(n log n) for the triangles on the edge, however many there are at a.
+    void getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const;
+    /// The edges of these triangles that end at the vertex. The whole vector is sorted by pointer, each edge once.
+    void getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const;
+
+    // ---- Vertices. A code without a bundle is an assertion.
+
+    /// The vertex itself, owned by its maker: the bundle's point.
+    Point3* getVtx(VCD vcd) const;
+    Point3* getBundleVtx(VCD vcd) const { return getVtx(vcd); }
+    Point3 getAvgPoint(VCD vcd) const { return *getVtx(vcd); }
+    /// The midpoint of the cell.
+    Point3 getMidPoint(VCD vcd) const { return pCalc->getMidPoint(vcd); }
+    bool hasBundle(VCD vcd) const;
+
+    // ---- Queries on the whole mesh, O(n)
+
+    /// Every edge in key order, by v0, then v1; degree 0 included. New edges since the last such query cost a sort.
+    void getCEdges(std::vector<CEdge*>& vOut) const;
+    /// Of these the edges of degree deg (above 0); -1: 3 and more, -5: 1 or 3 and more, -99: 1 and more. Any other number is
+    /// an assertion.
+    void getDegN(int deg, std::vector<CEdge*>& vOut) const;
+    /// The edges of degree 3 and more.
+    void getME(std::vector<CEdge*>& vOut) const { getDegN(-1, vOut); }
+    /// In the order of vAllCT.
+    void getAllTriangles(std::vector<CTriangle*>& vOut) const;
+    void getAliveTriangles(std::vector<CTriangle*>& vOut) const;
+    /// Three corners per alive triangle.
+    void getTriangleCorners(std::vector<VCD>& vOut) const;
+    void getTriangleCorners(std::vector<Point3*>& vOut) const;
+    /// Three corners for each alive one of the given triangles.
+    void extractAliveVCD(const std::vector<CTriangle*>& vCT, std::vector<VCD>& vOut) const;
+    /// The corners of alive triangles; the whole vector is sorted, each once. O(n log n). The points are sorted by pointer.
+    void getUsedCCD(std::vector<CCD>& vOut) const;
+    void getPoints(std::vector<Point3*>& vOut) const;
+    double getArea() const;
+    /// Replaces the vector; the patches stay the mesh's.
+    void getPatches(std::vector<CPatch*>& vOut) const { vOut = vPatches; }
+    double getSideLen() const { return pCalc->getSideLen(); }
+    Calc* getCalc() const { return pCalc; }
+    std::map<CCD, Bundle*>& getRefToBundleMap() { return mCCDBundle; }
+    /// Every triangle ever made. Its order may be changed, its content not.
+    std::vector<CTriangle*>& getTriRef() { return vAllCT; }
+
+    // ---- Reports on standard output
+
+    /// Used vertices and alive triangles. O(n log n).
+    void getStatistics(std::size_t& numVertices, std::size_t& numTriangles) const;
+    /// These, and the number of edges of each degree.
+    void printStatistics(const std::string& name) const;
+    // Checks for debugging: they print what they found. The first four are true when nothing was found, hasNaN is the
+    // opposite. O(n log n).
+    bool checkNoDegenerate(const std::string& name) const;
+    /// No two alive triangles on the same corners.
+    bool checkNoDups(const std::string& name) const;
+    /// No edge with a triangle has both ends at one point.
+    bool checkNoAdjCoordDups(const std::string& name) const;
+    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key.
+    bool checkCCD(const std::string& name) const;
+    /// Some vertex in the table has a coordinate that isn't a number.
+    bool hasNaN(const std::string& name) const;
+
+    Voro* pVoro;  ///< not owned, may be null
+    Calc* pCalc;  ///< not owned
+    std::map<CCD, Bundle*>& mCCDBundle;
+    std::map<CCD, Bundle*> mLocalCCDBundle;
+    std::vector<CTriangle*> vAllCT;      ///< every triangle ever made, dead ones too; in order of creation unless reordered
+    std::set<Point3*> sExtraVtx;         ///< vertices of vExtraBundles; owned
+    std::vector<Bundle*> vExtraBundles;  ///< owned
+    std::vector<CPatch*> vPatches;       ///< owned
+
+private:
+    /// What is kept for a cell that is or was a corner.
+    struct Vertex {
+        VCD vcd;
+        Bundle* const* pEntry;  ///< the cell's place in mCCDBundle; null: not looked up yet
+        IncidenceLink link;     ///< ends of the list of its triangles
+    };
+    struct LinkAccess {
+        const CMesh& mesh;
+        IncidenceLink& cornerLink(std::uint32_t corner) { return mesh.poolCT->at(corner / 3)->aLink[corner % 3]; }
+        IncidenceLink& vertexLink(std::uint32_t vertex) { return mesh.poolVertex->at(vertex)->link; }
+    };
+
+    std::uint32_t findVertex(VCD vcd) const;
+    std::uint32_t findOrMakeVertex(VCD vcd);
+    CEdge* findOrMakeEdge(VCD a, VCD b);
+    const std::vector<CEdge*>& edgesInKeyOrder() const;
+    void startPools();
+    void destroyEdges();
+
+    // Optional only to be started anew by reset(); never empty otherwise.
+    std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;
+    std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;
+    std::optional<TARN_TOOLS::SimplePool<Vertex>> poolVertex;
+    HashIndex edgeIndex;                    // pair of cells to position in poolCE
+    HashIndex vertexIndex;                  // cell to position in poolVertex
+    mutable std::vector<CEdge*> vSortedCE;  // the first edges of poolCE in key order; queries bring it up to date
+};
+
+}  // namespace TARN_KEL

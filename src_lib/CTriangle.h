@@ -1,0 +1,121 @@
+#pragma once
+
+#include <array>
+#include <vector>
+
+#include "Calc.h"
+#include "Incidence.h"
+#include "Plane.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CEdge;
+class CMesh;
+class CPatch;
+
+/// How a pair of corners runs in a triangle: not an edge of it, along its corner order, against it.
+enum HalfEdgeDir { HE_NONE = 0, HE_SAME = 1, HE_OPPOSITE = 2 };
+
+/// Where a vertex is taken: at the midpoint of its cell, or at the point of its bundle.
+enum VisType { VT_COARSE = 0, VT_REAL = 1 };
+
+/// A triangle of the coarse mesh: three cells in orientation order c0 -> c1 -> c2 -> c0.
+///
+/// Its mesh owns it. A triangle isn't edited (only flipNNV turns it over): it is killed and another one made. A killed
+/// triangle stands on no edge and at no vertex, its fields stay readable until the mesh is reset or dies.
+///
+/// Corner i (0, 1, 2) faces edge i. Another index, and a code that isn't a corner where one is asked for, is an assertion.
+class CTriangle {
+public:
+    CTriangle(VCD c0, VCD c1, VCD c2) : c0(c0), c1(c1), c2(c2) {}
+
+    // ---- Corners and edges
+
+    VCD getC0() const { return c0; }
+    VCD getC1() const { return c1; }
+    VCD getC2() const { return c2; }
+    VCD getCorner(int i) const;
+    bool has(VCD a) const { return a == c0 || a == c1 || a == c2; }
+    bool has(VCD a, VCD b) const { return has(a) && has(b); }
+    /// The index of a corner.
+    int getICI(VCD v) const;
+    /// The index, the code of the one corner that is neither a nor b.
+    int getICI(VCD a, VCD b) const;
+    VCD getThirdCCD(VCD a, VCD b) const { return getCorner(getICI(a, b)); }
+    /// The two corners behind v in cyclic order.
+    void getOtherCCDs(VCD v, VCD& a, VCD& b) const;
+    /// The corners by ascending code.
+    void getSortedCorners(VCD& c0_, VCD& c1_, VCD& c2_) const;
+    /// The edge opposite corner i: pCE12, pCE02, pCE01. Null in a triangle that no mesh made.
+    CEdge* getCEdge(int i) const;
+    CEdge* getCE(int i) const { return getCEdge(i); }
+    /// That edge as a half edge a -> b of this triangle.
+    void getEdgeCCDs(int i, VCD& a, VCD& b) const;
+    /// HE_SAME when a -> b is a half edge, HE_OPPOSITE when b -> a is one, else HE_NONE.
+    int getHEDirection2(VCD a, VCD b) const;
+
+    // ---- Neighbours; the triangle must be one of a mesh
+
+    /// Each edge has exactly two triangles; some edge has exactly one.
+    bool hasOnlyHalfEdges() const;
+    bool hasBorder() const;
+    /// Appends the other triangles on the edge opposite corner i.
+    void getNeigs(int i, std::vector<CTriangle*>& vNeigs) const;
+    /// True when this triangle and the other one disagree in orientation, by the first half edge of this one that they
+    /// share. Triangles without a common edge are an assertion.
+    bool needFlip(const CTriangle* pOther) const;
+
+    // ---- State
+
+    bool isAlive() const { return bAlive; }
+    /// Takes the triangle off its edges and vertices for good. It must be alive. O(degree of its edges).
+    void kill(CMesh* pCMesh);
+    /// Turns the triangle over: swaps c0 with c1 and pCE12 with pCE02.
+    void flipNNV();
+    CPatch* getPatch() const { return pPatch; }
+    void setPatch(CPatch* p) { pPatch = p; }
+
+    // ---- Geometry at the vertices of the mesh. ok tells whether three corners give a normal.
+
+    Plane getRealPlane(const CMesh* pCMesh, bool& ok) const;
+    Vector3 getRealNNV(const CMesh* pCMesh, bool& ok) const;
+    /// The mean of the corners.
+    Point3 getRealBaryc(const CMesh* pCMesh) const;
+    Point3 getCentroid(const CMesh* pCMesh, VisType visType) const;
+    double getArea(const CMesh* pCMesh) const;
+    /// Two corners at one point, or three on a line: exactly, without a tolerance.
+    bool isDegenerate(const CMesh* pCMesh) const;
+    /// The corner opposite the longest edge. Of equal lengths c0-c1 goes before c1-c2, that before c2-c0.
+    int getLargestEdgeICI(const CMesh* pCMesh) const;
+    /// Degrees by which the normal turns when corner i moves to p; 360.0 when there is no new normal, -1.0 when there is no
+    /// old one.
+    double getDevIfRepl(const CMesh* pCMesh, int i, const Point3& p) const;
+    /// A unit normal from the order of the cells along each axis alone; zero when that gives none. It is rough: 26
+    /// directions and a few between them.
+    Vector3 computeNNVcoarse() const;
+
+    VCD c0;
+    VCD c1;
+    VCD c2;
+    VCD vcdCube = ~VCD{0};   ///< key of the dual cube it came from, 0 for what flips and splits make
+    CEdge* pCE01 = nullptr;  ///< edges are the mesh's
+    CEdge* pCE12 = nullptr;
+    CEdge* pCE02 = nullptr;
+    CPatch* pPatch = nullptr;  ///< owned by whoever made it
+    int cfg = -1;              ///< configuration of that cube, below 256; 0 for a triangle that no extraction made
+    bool bVisited = false;     ///< scratch mark of traversals
+    bool bAlive = true;
+
+private:
+    friend class CMesh;
+    struct CornerPoints {
+        const Point3 &p0, &p1, &p2;
+    };
+    CornerPoints pointsOf(const CMesh* pCMesh) const;
+
+    /// Places in the lists of the three vertices; link k belongs to the vertex that was corner k when the triangle was made.
+    std::array<IncidenceLink, 3> aLink;
+};
+
+}  // namespace TARN_KEL

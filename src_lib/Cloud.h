@@ -1,0 +1,117 @@
+#pragma once
+
+#include <cstddef>
+#include <limits>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Bundle.h"
+#include "Calc.h"
+#include "SimplePool.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class Smooth;
+
+/// One input point set on its way to the grid: points, their bounds, the spacing, the grid, and in the end one bundle for
+/// each occupied cell.
+///
+/// Invariants once the points are prepared: cells are cubes of edge usedSpacing, every point lies about 5000 cells off the
+/// sides of the grid (so each neighbour of an occupied cell exists), and no two bundles have the same code. Input points
+/// with a coordinate that isn't finite never get in: they are left out with one warning that counts them.
+class Cloud {
+public:
+    /// name: what messages call it, the file name for a cloud from a file. The other values as in CloudMgr::setInputPoints.
+    Cloud(const std::string& cloudName, double absoluteSpacing, double factor, bool bSoup, int growSteps);
+    /// Frees grid, bundles and points.
+    ~Cloud();
+    Cloud(const Cloud&) = delete;
+    Cloud& operator=(const Cloud&) = delete;
+
+    // ---- Input
+    /// Copies the points, without those that aren't finite (of a soup: without their triangles), and takes their bounds.
+    void setInputPoints(std::vector<Point3>& vInput);
+    /// Bounds of the points, which must not be empty.
+    void setBounds(std::vector<Point3>& vOfPoints);
+    /// Reads the file of the cloud's name into vPoints and measures the time. False when it can't be read.
+    bool load();
+    /// Appends the points of a file; its type goes by the extension. An STL needs a soup and an absolute spacing, else
+    /// KelBugException. False after a printed line when the file can't be read; an empty one prints a line and gives true.
+    bool readPoints(const std::string& filename, std::vector<Point3>& vOut);
+
+    // ---- The roads to bundles
+    /// Spacing, grid, smoothing and bundles of scan points. An empty cloud gives a warning and no grid. pGivenCalc: null, or
+    /// a grid to copy in place of an estimate; it must hold all points with some cells to spare on each side.
+    void prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc);
+    /// The same for a soup. Isn't built yet: warns, and leaves the cloud without bundles.
+    void preparePixelsAndFeatures(double featureAngle);
+
+    // ---- Steps of prepareScanPoints
+    /// Sets usedSpacing, and unless the caller gave a spacing detectedSpacing. Counts occupied blocks of a list sorted by
+    /// interleaved code, no neighbour search: O(n log n), 8 bytes a point. Points that all but coincide give their extent,
+    /// or 1.0 for an extent of 0.
+    void estimateRes2();
+    /// The grid from bounds and usedSpacing; moves the bounds out by the margin. Throws KelBugException for a spacing that
+    /// isn't a positive number, for more than 2^21 cells along an axis, and for a spacing that the coordinates can't
+    /// resolve.
+    void createCalc();
+    /// One point a cell from the smoothed nodes, through the cleaning, to bundles.
+    void createBundles(Smooth* pSmooth);
+
+    // ---- Cleaning on packed codes
+    /// vOut gets one pair for each cell that stays. For now that is every occupied cell: nothing is thinned yet.
+    void cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut);
+    /// One point a cell, the first of its points in the order of vNodePoints: vRCDPoint sorted by code, vAllRCDOut its
+    /// codes.
+    void getRCD2Point(std::vector<Point3>& vNodePoints, std::vector<std::pair<RCD, Point3>>& vRCDPoint, VRCD& vAllRCDOut);
+
+    // ---- Results
+    /// Appends (code, bundle) in the order of creation.
+    void getBundles3(std::vector<std::pair<CCD, Bundle*>>& vOut);
+    /// vOut becomes the pairs (key, bundle), sorted: the key is the code moved by (dx, dy, dz) cells, then cut to blocks of
+    /// 2^level cells along each axis.
+    void getOrderedBundles(int dx, int dy, int dz, int level, std::vector<std::pair<CCD, Bundle*>>& vOut);
+    /// Append the pairs of neighbouring cells on features and borders of a rasterised soup.
+    void getFeatures(std::vector<std::pair<CCD, CCD>>& vOut) const;
+    void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;
+    bool isPixelizer() const { return bMelt; }
+    /// Stays the cloud's; null until there is a grid.
+    Calc* getCalc() { return pCalc; }
+    double getDetectedSpacing() const { return detectedSpacing; }
+    double getInputIOTime() const { return inputIOTime; }
+    void printStatistics() const;
+
+    int numGrowSteps;
+    double inputIOTime = 0.0;  ///< seconds
+    std::string name;
+    double spacingAbs;     ///< length set by the caller; not greater than 0: estimate it
+    double spacingFactor;  ///< on the detected spacing
+    bool bMelt;            ///< the input is a triangle soup
+    std::size_t numInputPoints = 0;
+    double detectedSpacing = -1.0;
+    double usedSpacing = -1.0;  ///< edge of a grid cell
+    Calc* pCalc = nullptr;      ///< owned
+    std::vector<Point3> vPoints;
+    std::vector<Bundle*> vBundles;  ///< in the cloud's pool
+    std::vector<std::pair<CCD, CCD>> vFeatures, vBorders;
+
+private:
+    void dropNonFinitePoints();
+    double getLargestExtent() const;
+    double estimateSpacingFromCodes(double extent);
+    double detectByBlocks(VCCD& vCodes, double extent) const;
+    void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
+
+    struct Bounds {
+        double min[3], max[3];
+    };
+    static constexpr double UNSET = std::numeric_limits<double>::max();
+    Bounds bounds = {{UNSET, UNSET, UNSET}, {-UNSET, -UNSET, -UNSET}};
+    std::vector<Point3*> vBundlePoints;  // in the cloud's pool
+    TARN_TOOLS::SimplePool<Bundle> bundlePool;
+    TARN_TOOLS::SimplePool<Point3> pointPool;
+};
+
+}  // namespace TARN_KEL

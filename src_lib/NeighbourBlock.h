@@ -1,0 +1,60 @@
+// Floods in the 27-block of a cell as operations on one word.
+//
+// A block is the 3x3x3 cells round a cell. Position 9(dz+1) + 3(dy+1) + (dx+1) is bit number of a mask, the centre is 13.
+// In that order a step along x, y or z is a shift by 1, 3 or 9; what would leave the block sideways is masked off first.
+// One ring of a flood costs six shifts, however wide its front is.
+#pragma once
+
+#include <cstdint>
+
+namespace TARN_KEL::NeighbourBlock {
+
+using Mask = std::uint32_t;
+
+constexpr int NUM_POSITIONS = 27;
+constexpr int CENTRE = 13;
+constexpr Mask ALL = (Mask{1} << NUM_POSITIONS) - 1;
+
+constexpr Mask bit(int pos) {
+    return Mask{1} << pos;
+}
+
+/// The positions that share a face with the centre: z-1, y-1, x-1, x+1, y+1, z+1.
+constexpr Mask FACES = bit(4) | bit(10) | bit(12) | bit(14) | bit(16) | bit(22);
+
+/// The order in which the faces are looked at for the first free one, which seeds a flood.
+constexpr int FACE_SCAN[6] = {14, 12, 16, 10, 22, 4};
+
+constexpr Mask X_LOW = 0x1249249;                   ///< the positions with dx = -1
+constexpr Mask X_HIGH = X_LOW << 2;                 ///< dx = +1
+constexpr Mask Y_LOW = 0x7 | 0x7 << 9 | 0x7 << 18;  ///< dy = -1
+constexpr Mask Y_HIGH = Y_LOW << 6;                 ///< dy = +1
+
+/// All positions that share a face with one of the given ones and lie in the block.
+constexpr Mask faceNeighbours(Mask positions) {
+    const Mask alongX = (positions & ~X_HIGH) << 1 | (positions & ~X_LOW) >> 1;
+    const Mask alongY = (positions & ~Y_HIGH) << 3 | (positions & ~Y_LOW) >> 3;
+    const Mask alongZ = positions << 9 | positions >> 9;
+    return (alongX | alongY | alongZ) & ALL;
+}
+
+/// What a flood that starts at the given positions covers after at most maxSteps steps through passable ones. The start
+/// counts as covered, passable or not.
+constexpr Mask flood(Mask start, Mask passable, int maxSteps) {
+    Mask covered = start;
+    Mask front = start;
+    for (int step = 0; step < maxSteps && front != 0; ++step) {
+        front = faceNeighbours(front) & passable & ~covered;
+        covered |= front;
+    }
+    return covered;
+}
+
+/// The first face in scan order that is among the given positions, as a mask; 0 when there is none.
+constexpr Mask firstFace(Mask positions) {
+    for (int pos : FACE_SCAN)
+        if ((positions & bit(pos)) != 0) return bit(pos);
+    return 0;
+}
+
+}  // namespace TARN_KEL::NeighbourBlock

@@ -1,0 +1,136 @@
+// Which cells may go.
+//
+// The block of a cell is 27 bits: what is alive. Both tests work on that word. The simple one looks for patterns: enough
+// free faces, no edge neighbour whose two faces next to it are free, no two opposite free faces in a ring of four occupied
+// ones. The strong one asks whether the free space round the cell is one piece, as far as four steps of a flood can tell:
+// in a flat sheet the free sides above and below don't meet, so the cell stays; at the rim of the sheet they do.
+//
+//        . . .            . . .
+//        # C #  stays     # C .  may go
+//        . . .            . . .
+//
+// A doomed cell is taken out of the bits at once, so that the next question sees the set without it.
+#include "RemoveDecider.h"
+
+#include <algorithm>
+#include <bit>
+#include <utility>
+
+#include "NeighbourBlock.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// An edge neighbour and the two faces next to it.
+struct Diagonal {
+    int edge, face0, face1;
+};
+constexpr Diagonal DIAGONALS[] = {{5, 4, 14},   {7, 4, 16},   {3, 4, 12},   {1, 4, 10},   {23, 22, 14}, {25, 22, 16},
+                                  {21, 22, 12}, {19, 22, 10}, {17, 14, 16}, {15, 16, 12}, {9, 12, 10},  {11, 10, 14}};
+
+constexpr int MIN_FREE_FACES = 3;
+constexpr int MAX_FLOOD_STEPS = 4;
+
+bool isPosition(int b) {
+    return b >= 0 && b < NeighbourBlock::NUM_POSITIONS;
+}
+
+}  // namespace
+
+RemoveDecider::RemoveDecider(VCCD& vCells, Calc* pCalc_) : pvCCD(&vCells), pCalc(pCalc_) {
+    if (!std::is_sorted(vCells.begin(), vCells.end())) std::sort(vCells.begin(), vCells.end());
+    alive = CellBitmap(vCells);
+}
+
+int RemoveDecider::setNewCCD(CCD ccd) {
+    curCCD = ccd;
+    visitedMask = 0;
+    pCalc->completeArray27(ccd, block.data());
+    aliveMask = alive.getMask27(block.data()) & ~NeighbourBlock::bit(NeighbourBlock::CENTRE);
+    if (!isDoomed(ccd)) aliveMask |= NeighbourBlock::bit(NeighbourBlock::CENTRE);
+    return std::popcount(aliveMask);
+}
+
+bool RemoveDecider::isRemovable(CCD ccd) {
+    if (setNewCCD(ccd) == NeighbourBlock::NUM_POSITIONS) return false;
+    if (getNumDirectVisible() < MIN_FREE_FACES) return false;
+    for (const Diagonal& d : DIAGONALS)
+        if (badDiagonal(d.edge, d.face0, d.face1)) return false;
+    return !badDirect(12, 14, 16, 10, 22, 4) && !badDirect(10, 16, 14, 12, 22, 4);
+}
+
+bool RemoveDecider::isRemovableStrong(CCD ccd) {
+    setNewCCD(ccd);
+    const NeighbourBlock::Mask free = NeighbourBlock::ALL & ~static_cast<NeighbourBlock::Mask>(aliveMask);
+    const NeighbourBlock::Mask freeFaces = free & NeighbourBlock::FACES;
+    if (freeFaces == 0) return false;
+    visitedMask = NeighbourBlock::flood(NeighbourBlock::firstFace(freeFaces),
+                                        free & ~NeighbourBlock::bit(NeighbourBlock::CENTRE), MAX_FLOOD_STEPS);
+    return (freeFaces & ~visitedMask) == 0;
+}
+
+std::size_t RemoveDecider::pruneStrong(VCCD& vRemoveCandidates, VCCD& vKeptOut, VCCD& vDoomedOut) {
+    VCCD vWork = vRemoveCandidates;
+    VCCD vKept;
+    std::size_t numDoomed = 0;
+    for (bool bChanged = true; bChanged;) {
+        bChanged = false;
+        vKept.clear();
+        for (auto it = vWork.rbegin(); it != vWork.rend(); ++it) {
+            if (!isRemovableStrong(*it)) {
+                vKept.push_back(*it);
+                continue;
+            }
+            registerDoomed(*it);
+            vDoomedOut.push_back(*it);
+            ++numDoomed;
+            bChanged = true;
+        }
+        vWork.swap(vKept);  // what stayed is asked again, now from the other end
+    }
+    vKeptOut = std::move(vWork);
+    ASSEX(vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size());
+    return numDoomed;
+}
+
+void RemoveDecider::registerDoomed(CCD ccd) {
+    doomed.insert(ccd);
+    alive.erase(ccd);
+}
+
+int RemoveDecider::getNumDirectVisible() const {
+    return std::popcount(~aliveMask & NeighbourBlock::FACES);
+}
+
+bool RemoveDecider::badDiagonal(int a, int b, int c) const {
+    return isAlive(a) && !isAlive(b) && !isAlive(c);
+}
+
+bool RemoveDecider::badDirect(int a, int b, int c, int d, int e, int f) const {
+    return !isAlive(a) && !isAlive(b) && isAlive(c) && isAlive(d) && isAlive(e) && isAlive(f);
+}
+
+void RemoveDecider::getNeigs(int pos, std::vector<int>& vOut) const {
+    if (ewok(pos, pos + 1)) vOut.push_back(pos + 1);
+    if (ewok(pos, pos - 1)) vOut.push_back(pos - 1);
+    if (nsok(pos, pos + 3)) vOut.push_back(pos + 3);
+    if (nsok(pos, pos - 3)) vOut.push_back(pos - 3);
+    if (udok(pos + 9)) vOut.push_back(pos + 9);
+    if (udok(pos - 9)) vOut.push_back(pos - 9);
+}
+
+bool RemoveDecider::ewok(int a, int b) {
+    return isPosition(b) && a / 3 == b / 3;
+}
+
+bool RemoveDecider::nsok(int a, int b) {
+    return isPosition(b) && a / 9 == b / 9;
+}
+
+bool RemoveDecider::udok(int b) {
+    return isPosition(b);
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,72 @@
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+#include "Casx.h"
+
+namespace TARN_KEL {
+
+struct Bundle;
+class CMesh;
+
+/// The extraction: from the set of occupied cells to the first coarse mesh.
+///
+/// The eight cells round a lattice point form a dual cube, named by its key: the code of the cell whose low corner is that
+/// point. vStaticVCD2CCD lists each occupied cell under the eight keys it belongs to, sorted by key, then cell, so that a
+/// dual cube is a run of equal keys and nothing is ever looked up per cube. The configuration of a run selects the
+/// triangles (Casx); a triangle is three cells, no geometry is made here.
+///
+/// A Voro may extract more than once; it must live as long as the repair that asks it to extract again. One thread.
+class Voro {
+public:
+    /// pCalc, mCCD2Bundle: not owned, must outlive this object. All keys of the map become the cells; they must have a
+    /// neighbour on the high sides of the grid (assertion). O(n) for n cells.
+    Voro(Calc* pCalc, std::map<CCD, Bundle*>& mCCD2Bundle, TRIMODE mode);
+    /// Deletes the mesh unless it was handed out.
+    ~Voro();
+    Voro(const Voro&) = delete;
+    Voro& operator=(const Voro&) = delete;
+
+    /// Builds vStaticVCD2CCD from the cells: 8 pairs of 16 bytes per cell. Needs an ascending list of cells, sorts it
+    /// otherwise; one entry per different cell. Linear in the number of cells, apart from a sort of their 4x4x4 blocks.
+    void setVCD2CCD();
+
+    /// The configuration of the dual cube with that key: the sum of the masks of its cells. vCells: occupied cells of the
+    /// cube, each once; any other cell is an assertion. 0 for an empty list.
+    int getConfig(VCD key, std::vector<CCD>& vCells) const;
+
+    /// Fills the mesh, a new one on the first call, the same one after a reset on later calls. Reports under the progress
+    /// steps "VO_ftx" and "VO_amb". O(n log n), or whatever CMesh::createT makes of it.
+    ///
+    /// The triangles come in the order of their cubes' keys; those of flat cubes (four cells on one face) come last.
+    void fatExtractTriangles();
+
+    /// The second pass, when all other triangles stand: a flat cube takes the diagonal that its surroundings hold. Eight
+    /// entries per cube: the six cells of its two triangles, its key, its configuration. In the order of the records: a
+    /// later one sees the edges of the earlier ones.
+    void solveAmbiguousT(std::vector<CCD>& vAmbiguousT);
+
+    /// The mesh; null before the first extraction. From then on it is the caller's to delete, and must not be deleted
+    /// before this object extracts again.
+    CMesh* getCMesh() const;
+
+    Calc* pCalc;                                      ///< the grid, not owned
+    std::map<CCD, Bundle*>& mCCD2Bundle;              ///< the cells, not owned
+    CMesh* pCMesh = nullptr;                          ///< owned until getCMesh hands it out
+    VCCD vCCD;                                        ///< the cells of the current extraction, ascending
+    std::vector<std::pair<VCD, CCD>> vStaticVCD2CCD;  ///< (key, cell), sorted
+    Casx casx;
+
+private:
+    void extractCubes(std::vector<CCD>& vAmbiguousT);
+    void createMissingT(const VCD* corners, VCD key, int config);
+    void solveOneAmbiguous(const CCD* record);
+
+    mutable bool bHandedOut = false;
+};
+
+}  // namespace TARN_KEL

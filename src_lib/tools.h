@@ -4,6 +4,7 @@
 // throws KelBugException. All assertions stay on in releases; the text work is on the failure path only.
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <sstream>
 #include <string>
@@ -25,8 +26,7 @@
 
 namespace TARN_KEL {
 
-// ---- Colours: ESC "[" attribute suffix, the text, the reset sequence
-// ------------------------------------------------------
+// ---- Colours: ESC "[" attribute suffix, the text, the reset sequence ---------------------------------------------------
 
 /// The prefix alone.
 std::string red(int attr);
@@ -35,8 +35,7 @@ std::string yellowString(const std::string& text, int attr);
 std::string greenString(const std::string& text, int attr);
 std::string magentaString(const std::string& text, int attr, bool bUnderlined);
 
-// ---- Messages: one empty line, the message, a new line, flushed
-// -----------------------------------------------------------
+// ---- Messages: one empty line, the message, a new line, flushed --------------------------------------------------------
 
 void info(const std::string& place, const std::string& text);
 void warning(const std::string& place, const std::string& text);
@@ -47,10 +46,10 @@ void errorMsg(const std::string& place, const std::string& text);
 /// " ** ", the signature, ":", the line, " ** ".
 std::string makePlace(const char* function, int line);
 
-// ---- Ends of a run
-// --------------------------------------------------------------------------------------------------------
+// ---- Ends of a run -----------------------------------------------------------------------------------------------------
 
-/// Prints the report of a failed assertion and throws KelBugException. ASSEX is its only caller.
+/// Prints the report of a failed assertion and throws KelBugException. Called by ASSEX, and directly where the report shows
+/// another text than the condition that was tested.
 [[noreturn]] void assertionFailed(const char* condition, const char* file, int line, const char* function);
 [[noreturn]] void throwKelBugException();
 /// Prints the text and ends the process with exit status 0.
@@ -58,8 +57,7 @@ std::string makePlace(const char* function, int line);
 /// Prints the text and ends the run by KelBugException.
 [[noreturn]] void goToHell(const std::string& text);
 
-// ---- Measuring
-// ------------------------------------------------------------------------------------------------------------
+// ---- Measuring ---------------------------------------------------------------------------------------------------------
 
 /// Starts the clock of that name, or stops it and adds the time. "STOP AND REPORT" prints all of them. Safe on any thread.
 void stopWatch(const std::string& name);
@@ -68,9 +66,10 @@ void timerx(const std::string& name);
 /// Counts the calls with that name; "GETCOUNTERS" prints all counts. One thread.
 void benchCounter(const std::string& name);
 
-// ---- Numbered prefix of debug files
-// ---------------------------------------------------------------------------------------
+// ---- Numbered prefix of debug files ------------------------------------------------------------------------------------
 
+/// The number of the last debug file of the process; starts at 0.
+extern std::atomic<int> globalPrefixCtr;
 /// Increments the process-wide counter and returns it.
 int globalPrefixNumber();
 int globalPrefixNumberNoInc();
@@ -79,8 +78,7 @@ std::string globalPrefix();
 /// The counter as it is; a negative one becomes 0 first.
 std::string globalPrefixNoInc();
 
-// ---- Text
-// -----------------------------------------------------------------------------------------------------------------
+// ---- Text --------------------------------------------------------------------------------------------------------------
 
 /// A number as text, in the default format of a stream.
 template <typename T>
@@ -89,11 +87,11 @@ std::string toString(const T& value) {
     out << value;
     return out.str();
 }
-/// The text, count times.
+/// The text, count times; empty for a count below 1.
 std::string repstr(const std::string& text, int count);
-/// A line that stands out in the output: a bar of '=' as wide as the text, the text, the bar again.
-std::string fatBar(const std::string& text);
-/// The 64 bits of a code, highest first, in groups of eight.
+/// Lines that stand out in the output: a bar of '=' as wide as the text, the text, the bar again. For the caller to print.
+[[nodiscard]] std::string fatBar(const std::string& text);
+/// The 64 bits of a code, highest first, in groups of eight with blanks between.
 std::string showBin(unsigned long long code);
 /// The three fields of a packed cell code: "(x, y, z)".
 std::string showRCD(unsigned long long rcd);

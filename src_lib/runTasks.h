@@ -1,0 +1,43 @@
+#pragma once
+
+#include <future>
+#include <thread>
+#include <vector>
+
+#include "thread_pool.h"
+
+namespace TARN_KEL {
+
+/// The number of processors, as the library sees it; 0 when the system doesn't tell.
+inline int numProcessors() {
+    static const int num = static_cast<int>(std::thread::hardware_concurrency());
+    return num;
+}
+
+/// Calls task(index of the worker) for each task on the pool and waits for all of them. When tasks throw, the exception of
+/// the first of them, in order, is thrown when all have ended. Two or three microseconds a task.
+template <typename Task>
+void runTasks_MT(std::vector<Task>& vTask) {
+    auto& pool = ctpl::thread_pool::getLowLevelPool();
+    if (pool.size() == 0) {
+        for (Task& task : vTask)
+            task(0);
+        return;
+    }
+    // The tasks refer to the caller's data, so whatever happens no task may be running when this frame is left.
+    struct Futures : std::vector<std::future<void>> {
+        ~Futures() {
+            for (auto& future : *this)
+                if (future.valid()) future.wait();
+        }
+    } futures;
+    futures.reserve(vTask.size());
+    for (Task& task : vTask)
+        futures.push_back(pool.push([&task](int iWorker) { task(iWorker); }));
+    for (auto& future : futures)
+        future.wait();
+    for (auto& future : futures)
+        future.get();
+}
+
+}  // namespace TARN_KEL

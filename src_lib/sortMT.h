@@ -1,0 +1,284 @@
+// Parallel sorting, unique lists and chunked loops.
+//
+// All parallelism of the library has one shape: the calling thread cuts an array into parts, pushes one task for each part
+// on the pool, and waits. Tasks write disjoint places and take no lock; no phase outlives its call. With one processor, or
+// too little to do, everything runs on the calling thread.
+//
+// The sort cuts its range by middle values before it sorts: a middle is estimated from a sample, the range is partitioned in
+// place, and both halves are cut again, until there are as many ranges as processors. The ranges then lie in order one
+// behind the other and are sorted each for itself, so nothing is merged and no memory of the order of n is needed. The order
+// of elements that the comparator holds for equal depends on the number of processors: give a comparator that tells apart
+// what differs, or use sortByFirstMT, which is stable.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <functional>
+#include <iterator>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "radixSort.h"
+#include "runTasks.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+// ---- Task objects: they hold no more than iterators and references, and live while the caller waits
+// ------------------------
+
+/// Partitions [begin, end): elements that come before mid go to the front.
+template <typename T, typename Compare, typename Iterator = typename std::vector<T>::iterator>
+struct PartitionTask2 {
+    T mid;
+    Iterator begin, end;
+    Iterator result;  ///< the first element of the back part; end until the task has run
+    Compare& comp;
+
+    void operator()(int) {
+        result = std::partition(begin, end, [this](const T& element) { return comp(element, mid); });
+    }
+};
+
+/// Sorts [begin, end).
+template <typename T, typename Compare, typename Iterator = typename std::vector<T>::iterator>
+struct SortTask2 {
+    Iterator begin, end;
+    Compare& comp;
+
+    void operator()(int) { std::sort(begin, end, std::ref(comp)); }
+};
+
+/// out[i] = func(begin[i]).
+template <typename In, typename Out, typename Func>
+struct TransformTask {
+    In begin, end;
+    Out out;
+    Func& func;
+
+    void operator()(int) { std::transform(begin, end, out, std::ref(func)); }
+};
+
+/// func(begin[i], out + N * i): the function writes N elements for each input.
+template <typename In, typename Out, typename Func>
+struct TransformTask_N {
+    In begin, end;
+    Out out;
+    int N;
+    Func& func;
+
+    void operator()(int) {
+        Out place = out;
+        for (In it = begin; it != end; ++it, place += N)
+            func(*it, place);
+    }
+};
+
+/// func(begin[i]).
+template <typename T, typename Func>
+struct ForEachTask {
+    T begin, end;
+    Func& func;
+
+    void operator()(int) {
+        for (T it = begin; it != end; ++it)
+            func(*it);
+    }
+};
+
+// ---- Chunked loops: one function object for all chunks, free of writes to shared state
+// ------------------------------------
+
+/// Cuts 0 .. n-1 into chunks of n / (2 numThreads) positions (of 1 when that is 0) and runs makeTask(begin, end) of each.
+/// One task runs on the calling thread when there is one thread or one position.
+template <typename MakeTask>
+void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
+    if (n == 0) return;
+    const std::size_t numChunks = numThreads <= 1 ? 1 : 2 * static_cast<std::size_t>(numThreads);
+    const std::size_t chunk = numChunks == 1 ? n : std::max<std::size_t>(n / numChunks, 1);
+    std::vector<decltype(makeTask(n, n))> vTask;
+    vTask.reserve(n / chunk + 1);
+    for (std::size_t begin = 0; begin < n; begin += chunk)
+        vTask.push_back(makeTask(begin, std::min(begin + chunk, n)));
+    if (vTask.size() == 1)
+        vTask.front()(0);
+    else
+        runTasks_MT(vTask);
+}
+
+/// func(begin, end) for each chunk of 0 .. n-1.
+template <typename Func>
+void forChunks_MT(std::size_t n, Func&& func) {
+    runChunks(n, numProcessors(),
+              [&func](std::size_t begin, std::size_t end) { return [&func, begin, end](int) { func(begin, end); }; });
+}
+
+/// out[i] = func(vIn[i]); the output is sized first.
+template <typename T, typename U, typename Func>
+void transform_MT(const std::vector<T>& vIn, std::vector<U>& vOut, Func&& func) {
+    using Task = TransformTask<const T*, U*, std::remove_reference_t<Func>>;
+    static_assert(!std::is_same_v<U, bool>, "chunks would share words");
+    vOut.resize(vIn.size());
+    runChunks(vIn.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+        return Task{vIn.data() + begin, vIn.data() + end, vOut.data() + begin, func};
+    });
+}
+
+/// func(vIn[i], pointer to the first of N output elements); the output is sized first.
+template <typename T, typename U, typename Func>
+void transformN_MT(const std::vector<T>& vIn, std::vector<U>& vOut, int N, Func&& func) {
+    using Task = TransformTask_N<const T*, U*, std::remove_reference_t<Func>>;
+    static_assert(!std::is_same_v<U, bool>, "chunks would share words");
+    const auto stride = static_cast<std::size_t>(N);
+    vOut.resize(stride * vIn.size());
+    runChunks(vIn.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+        return Task{vIn.data() + begin, vIn.data() + end, vOut.data() + stride * begin, N, func};
+    });
+}
+
+/// func(element) for each element of the vector.
+template <typename Vector, typename Func>
+void forEach_MT(Vector& v, Func&& func) {
+    using Task = ForEachTask<decltype(v.data()), std::remove_reference_t<Func>>;
+    runChunks(v.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+        return Task{v.data() + begin, v.data() + end, func};
+    });
+}
+
+// ---- Sorting -------------------------------------------------------------------------------------------------------------
+
+/// A value near the middle of the range in the order of comp: the middle of at most 1999 evenly spaced elements. The range
+/// must not be empty.
+template <typename Iterator, typename Compare>
+auto estimateMid2(Iterator first, Iterator last, Compare&& comp) {
+    using Diff = typename std::iterator_traits<Iterator>::difference_type;
+    const Diff n = last - first;
+    const Diff stride = n >= 1000 ? n / 1000 : 1;
+    std::vector<typename std::iterator_traits<Iterator>::value_type> vSample;
+    vSample.reserve(1000);
+    for (Diff i = 0; i < n; i += stride)
+        vSample.push_back(first[i]);
+    ASSEX(!vSample.empty());
+    std::sort(vSample.begin(), vSample.end(), std::ref(comp));
+    return vSample[vSample.size() / 2];
+}
+
+/// A range of positions.
+using SortRange = std::pair<std::size_t, std::size_t>;
+
+/// One step of the cutting: each range in two at its estimated middle, in order. An empty range becomes two empty ones.
+template <typename Iterator, typename Compare>
+std::vector<SortRange> cutRanges(Iterator first, const std::vector<SortRange>& vRange, Compare& comp) {
+    using T = typename std::iterator_traits<Iterator>::value_type;
+    using Diff = typename std::iterator_traits<Iterator>::difference_type;
+    const auto at = [first](std::size_t i) { return first + static_cast<Diff>(i); };
+    std::vector<PartitionTask2<T, Compare, Iterator>> vTask;
+    vTask.reserve(vRange.size());
+    for (const auto& [lo, hi] : vRange)
+        if (lo != hi) vTask.push_back({estimateMid2(at(lo), at(hi), comp), at(lo), at(hi), at(hi), comp});
+    runTasks_MT(vTask);
+
+    std::vector<SortRange> vNext;
+    vNext.reserve(2 * vRange.size());
+    auto itTask = vTask.begin();
+    for (const auto& [lo, hi] : vRange) {
+        const std::size_t cut = lo == hi ? lo : static_cast<std::size_t>((itTask++)->result - first);
+        vNext.emplace_back(lo, cut);
+        vNext.emplace_back(cut, hi);
+    }
+    return vNext;
+}
+
+/// Cuts a range, in place, into ranges that are in sorted order relative to each other: as many as the power of two that
+/// first reaches numThreads. Some may be empty.
+template <typename Iterator, typename Compare>
+std::vector<SortRange> partitionIntoRanges(Iterator first, Iterator last, Compare& comp, int numThreads) {
+    std::vector<SortRange> vRange{{0, static_cast<std::size_t>(last - first)}};
+    while (static_cast<int>(vRange.size()) < numThreads)
+        vRange = cutRanges(first, vRange, comp);
+    return vRange;
+}
+
+/// Sorts a random-access range as sortMT does on a machine with that many processors.
+template <typename Iterator, typename Compare>
+void sortOnThreads(Iterator first, Iterator last, Compare& comp, int numThreads) {
+    using Diff = typename std::iterator_traits<Iterator>::difference_type;
+    const auto vectorSize = static_cast<std::size_t>(last - first);
+    if (numThreads <= 1 || vectorSize < 1000) {
+        std::sort(first, last, std::ref(comp));
+        return;
+    }
+    std::vector<SortTask2<typename std::iterator_traits<Iterator>::value_type, Compare, Iterator>> vTask;
+    std::size_t sumSize = 0;
+    for (const auto& [lo, hi] : partitionIntoRanges(first, last, comp, numThreads)) {
+        if (lo == hi) continue;
+        vTask.push_back({first + static_cast<Diff>(lo), first + static_cast<Diff>(hi), comp});
+        sumSize += hi - lo;
+    }
+    ASSEX(sumSize==vectorSize);
+    runTasks_MT(vTask);
+}
+
+/// Sorts a random-access range. comp is shared by all tasks. In place; not stable, see the top of this file. Below 1000
+/// elements the standard sort on the calling thread.
+template <typename Iterator, typename Compare>
+void sortMT(Iterator first, Iterator last, Compare&& comp) {
+    sortOnThreads(first, last, comp, numProcessors());
+}
+template <typename Iterator>
+void sortMT(Iterator first, Iterator last) {
+    sortMT(first, last, std::less<typename std::iterator_traits<Iterator>::value_type>());
+}
+
+/// Sorts pairs by their first members alone. Stable: equal first members keep their order, on any number of processors.
+/// Numbers go through the radix sort.
+template <typename First, typename Second>
+void sortByFirstMT(std::vector<std::pair<First, Second>>& v) {
+    if constexpr (isRadixKey<First> && std::is_trivially_copy_constructible_v<Second>)
+        radixSortByCode(v);
+    else
+        std::stable_sort(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+}
+
+// ---- Unique lists --------------------------------------------------------------------------------------------------------
+
+/// Drops repeats from a sorted vector.
+template <typename T>
+void dropRepeats(std::vector<T>& vSorted) {
+    vSorted.erase(std::unique(vSorted.begin(), vSorted.end()), vSorted.end());
+}
+
+/// Sorts and drops repeats, on the calling thread.
+template <typename T>
+void oneInstance(std::vector<T>& v) {
+    std::sort(v.begin(), v.end());
+    dropRepeats(v);
+}
+
+/// Sorts and drops repeats, with sortMT.
+template <typename T>
+void oneInstanceMT(std::vector<T>& v) {
+    sortMT(v.begin(), v.end());
+    dropRepeats(v);
+}
+
+/// Sorts pairs by their first members and keeps the first pair, in the order given, of each run of equal first members. On
+/// the calling thread.
+template <typename First, typename Second>
+void oneInstanceFirstComponent(std::vector<std::pair<First, Second>>& v) {
+    std::stable_sort(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    v.erase(std::unique(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first == b.first; }), v.end());
+}
+
+/// Inserts into out (a vector or a set) the elements that occur exactly N times in a sorted vector, each once, in order.
+template <typename T, typename Out>
+void filterN(const std::vector<T>& vSorted, int N, Out& out) {
+    for (auto it = vSorted.begin(); it != vSorted.end();) {
+        const auto itEnd = std::find_if(it, vSorted.end(), [it](const T& element) { return element != *it; });
+        if (itEnd - it == N) out.insert(out.end(), *it);
+        it = itEnd;
+    }
+}
+
+}  // namespace TARN_KEL

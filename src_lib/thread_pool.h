@@ -1,0 +1,68 @@
+#pragma once
+
+#include <sys/types.h>
+
+#include <atomic>
+#include <functional>
+#include <future>
+#include <memory>
+#include <thread>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+namespace ctpl {
+
+/// A set of worker threads that take tasks from one queue, first in, first out.
+///
+/// The library has one pool; a stage pushes its tasks and waits for their futures before it returns. A task must not wait
+/// for another task: with all workers waiting, nobody would be left to run it. push() is safe from any number of threads at
+/// once; resize() and stop() belong to one thread.
+class thread_pool {
+public:
+    /// The pool of the process: made at the first call with one worker for each processor, stopped when the process ends.
+    static thread_pool& getLowLevelPool();
+
+    explicit thread_pool(int numWorkers = 0);
+    /// Does stop(true).
+    ~thread_pool();
+    thread_pool(const thread_pool&) = delete;
+    thread_pool& operator=(const thread_pool&) = delete;
+
+    /// Sets the number of workers (a negative one is 0). Surplus workers end after their current task; this doesn't wait for
+    /// them. When the system refuses more threads, the pool keeps those it got; with none at all std::system_error is
+    /// thrown.
+    void resize(int numWorkers);
+    /// Ends and joins all workers, with bDrain after they ran what is queued, else after their current tasks. What was left
+    /// in the queue or is pushed later is dropped: such a future gets a broken promise. A stopped pool stays stopped.
+    void stop(bool bDrain = false);
+    /// The number of workers. A process forked from the pool's own has none of them, so it sees 0.
+    int size() const;
+    /// The number of workers that sleep, at this moment.
+    int numIdle() const;
+
+    /// Queues f(index of the worker). The future gives its result or rethrows its exception. Three small allocations.
+    template <typename F>
+    auto push(F&& f) -> std::future<std::invoke_result_t<std::decay_t<F>&, int>> {
+        using Result = std::invoke_result_t<std::decay_t<F>&, int>;
+        auto pTask = std::make_shared<std::packaged_task<Result(int)>>(std::forward<F>(f));
+        auto result = pTask->get_future();
+        enqueue([pTask = std::move(pTask)](int iWorker) { (*pTask)(iWorker); });
+        return result;
+    }
+
+private:
+    using Task = std::function<void(int)>;
+    struct State;  // what workers and pool share: a worker that a shrink let go may outlive the pool
+
+    static void work(State& state, const std::atomic<bool>& bStop, int iWorker);
+    void enqueue(Task task);
+    void addWorker();
+
+    std::vector<std::unique_ptr<std::thread>> threads;
+    std::vector<std::shared_ptr<std::atomic<bool>>> flags;  // a worker with its flag set ends after its current task
+    std::shared_ptr<State> pState;
+    pid_t ownerProcess;
+};
+
+}  // namespace ctpl

@@ -52,6 +52,14 @@ public:
         if (numUsed != 0) __builtin_prefetch(&at(home(tagOf(hash))));
     }
 
+    /// Calls visit(index) for every element, in no useful order.
+    template <typename Visit>
+    void forEach(Visit&& visit) const {
+        for (const Line& line : vLine)
+            for (const Slot& slot : line.aSlot)
+                if (slot.entry != 0) visit(slot.entry - 1);
+    }
+
     std::size_t size() const { return numUsed; }
     /// Makes room for that many elements without further growth.
     void reserve(std::size_t numElements) {

@@ -1,0 +1,91 @@
+#include "REdge.h"
+
+#include <iostream>
+
+#include "RTriangle.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+REdge::REdge(Point3* p0, Point3* p1) : pVtx0(p0), pVtx1(p1) {
+    ASSEX(pVtx0<pVtx1);
+}
+
+Point3* REdge::getVertex(int i) const {
+    if (i == 0) return pVtx0;
+    if (i == 1) return pVtx1;
+    ASSEX(false);
+    return nullptr;
+}
+
+Point3* REdge::getOtherPoint(const Point3* p) const {
+    if (p == pVtx0) return pVtx1;
+    if (p == pVtx1) return pVtx0;
+    ASSEX(false);
+    return nullptr;
+}
+
+Point3 REdge::getCenter() const {
+    return Point3((pVtx0->x() + pVtx1->x()) / 2.0, (pVtx0->y() + pVtx1->y()) / 2.0, (pVtx0->z() + pVtx1->z()) / 2.0);
+}
+
+int REdge::getDegree() const {
+    int degree = 0;
+    for (const RTriangle* pRT : vRT)
+        degree += pRT->bAlive ? 1 : 0;
+    return degree;
+}
+
+bool REdge::isAlive() const {
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive) return true;
+    return false;
+}
+
+void REdge::getAliveTriangles(std::vector<RTriangle*>& vAlive) const {
+    for (RTriangle* pRT : vRT)
+        if (pRT->bAlive) vAlive.push_back(pRT);
+}
+
+bool REdge::getTwoTriangles(RTriangle*& pRT0, RTriangle*& pRT1, bool bExactlyTwo) const {
+    pRT0 = nullptr;
+    pRT1 = nullptr;
+    int numAlive = 0;
+    for (RTriangle* pRT : vRT) {
+        if (!pRT->bAlive) continue;
+        if (numAlive == 0) pRT0 = pRT;
+        if (numAlive == 1) pRT1 = pRT;
+        ++numAlive;
+    }
+    return bExactlyTwo ? numAlive == 2 : numAlive >= 2;
+}
+
+RTriangle* REdge::getUniqueOtherTriangle(const RTriangle* pRT) const {
+    RTriangle* pOther = nullptr;
+    for (RTriangle* pCandidate : vRT) {
+        if (pCandidate == pRT || !pCandidate->bAlive) continue;
+        if (pOther != nullptr) return nullptr;
+        pOther = pCandidate;
+    }
+    return pOther;
+}
+
+RTriangle* REdge::getTriangle(bool bRequire, bool bUnique) const {
+    RTriangle* pRet = nullptr;
+    for (RTriangle* pRT : vRT) {
+        if (!pRT->bAlive) continue;
+        if (!bUnique) return pRT;
+        ASSEX(pRet==NULL);
+        pRet = pRT;
+    }
+    if (bRequire) ASSEX(pRet!=NULL);
+    return pRet;
+}
+
+void REdge::checkOut(const RTriangle* pRT) {
+    if (vRT.removeByLast(pRT)) return;
+    std::cout << "REdge::checkOut, triangle live state: " << pRT->bAlive << std::endl;
+    ASSEX(false);
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,54 @@
+#pragma once
+
+#include <vector>
+
+#include "SmallPtrList.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class RTriangle;
+
+/// An edge of the fine mesh: two vertices and the triangles on it, any number of them.
+///
+/// There is at most one REdge for a pair of vertices. It is owned by its mesh and outlives its triangles: an edge of degree
+/// 0 is dead, and comes alive again with the next triangle on the pair. vRT holds alive triangles only.
+class REdge {
+public:
+    /// The vertices belong to the mesh. Requires p0 < p1 by address.
+    REdge(Point3* p0, Point3* p1);
+
+    Point3* getVtx0() const { return pVtx0; }
+    Point3* getVtx1() const { return pVtx1; }
+    /// i is 0 or 1.
+    Point3* getVertex(int i) const;
+    bool has(const Point3* p) const { return p == pVtx0 || p == pVtx1; }
+    /// The end point that isn't p; p must be one.
+    Point3* getOtherPoint(const Point3* p) const;
+    /// The mean of the end points.
+    Point3 getCenter() const;
+    /// The distance of the end points.
+    double getLength() const { return (*pVtx1 - *pVtx0).length(); }
+
+    /// Number of alive triangles on the edge: 1 is a border, above 2 is non-manifold.
+    int getDegree() const;
+    bool isAlive() const;
+    /// Appends the alive triangles.
+    void getAliveTriangles(std::vector<RTriangle*>& vAlive) const;
+    /// The first two alive triangles, null where one is missing. True when there are exactly two, without bExactlyTwo at
+    /// least two.
+    bool getTwoTriangles(RTriangle*& pRT0, RTriangle*& pRT1, bool bExactlyTwo) const;
+    /// The one alive triangle other than pRT; null when there is none or more than one.
+    RTriangle* getUniqueOtherTriangle(const RTriangle* pRT) const;
+    /// An alive triangle. None is an assertion with bRequire, else null; more than one is an assertion with bUnique.
+    RTriangle* getTriangle(bool bRequire, bool bUnique) const;
+
+    /// Takes the triangle off the edge; it must stand on it. The last triangle moves to its place.
+    void checkOut(const RTriangle* pRT);
+
+    Point3* pVtx0;
+    Point3* pVtx1;
+    SmallPtrList<RTriangle> vRT;  ///< not owned
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,514 @@
+// The fine mesh stands on three pools and dense 32-bit indices into them.
+//
+//   vertex by coordinates   mVtx     hash table of positions in poolVtx
+//   edge by its vertices    mRE      hash table of positions in poolRE; the key is the pair of vertex indices
+//   triangles of a vertex   mmVtxT   a linked list through the corners of the triangles, in order of arrival
+//
+// An ordered map from pointers would do the same with a node of 48 bytes and a dozen cache misses for each entry; a mesh of
+// two million triangles has ten million entries. The tables keep no keys but compare with the elements themselves, so
+// whoever changes an element's key takes it out before and enters it afterwards.
+//
+// What must come out in the order of an ordered map (edges in key order) is put in order when it is asked for: bucketed by
+// the lower vertex, each bucket sorted by the higher one. That costs O(n), no more than looking at all edges, and it keeps
+// the queries free of a cache, so that they may run on several threads.
+//
+// The conversion from the coarse mesh goes through the bundles in order of their codes. So vertices come to lie in memory
+// as they lie in space, and their indices ascend with the codes.
+#include "RMesh.h"
+
+#include <algorithm>
+#include <bit>
+#include <iostream>
+#include <map>
+#include <new>
+
+#include "CMesh.h"
+#include "RPatch.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+std::uint32_t toIndex(std::size_t position) {
+    return static_cast<std::uint32_t>(position);
+}
+
+std::pair<Point3*, Point3*> sortedPair(Point3* p, Point3* q) {
+    return p < q ? std::pair(p, q) : std::pair(q, p);
+}
+
+std::uint64_t coordinateHash(const Point3& p) {
+    std::uint64_t hash = 0;
+    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
+    for (const double c : {p.x(), p.y(), p.z()})
+        hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
+    return hash;
+}
+
+/// The position of a code among the codes of the bundles, which is the index of its vertex in a new mesh.
+class VertexByCode {
+public:
+    explicit VertexByCode(const std::map<CCD, Bundle*>& mCCDBundle) {
+        vCode.reserve(mCCDBundle.size());
+        index.reserve(mCCDBundle.size());
+        for (const auto& entry : mCCDBundle) {
+            index.insert(hash(entry.first), toIndex(vCode.size()));
+            vCode.push_back(entry.first);
+        }
+    }
+    std::uint32_t find(VCD vcd) const {
+        const std::uint32_t found = index.find(hash(vcd), [&](std::uint32_t i) { return vCode[i] == vcd; });
+        if (found == HashIndex::NONE) ASSEX(false);  // a corner without a bundle
+        return found;
+    }
+
+private:
+    // The corners of a triangle lie in neighbouring cells, so one cache line for a block of cells serves all of them.
+    static std::uint64_t hash(VCD vcd) { return localHash(vcd >> 3, vcd & 7); }
+
+    std::vector<VCD> vCode;
+    HashIndex index;
+};
+
+double sideLenOf(const CMesh* pCMesh) {
+    ASSEX(pCMesh!=NULL);
+    return pCMesh->getSideLen();
+}
+
+}  // namespace
+
+// ---- Lists at the vertices ----------------------------------------------------------------------------------------------
+
+namespace {
+constexpr IncidenceLink NO_LINK = {0xffffffffU, 0xffffffffU};
+
+bool isLinked(const IncidenceLink& link) {
+    return link.next != NO_LINK.next;
+}
+}  // namespace
+
+VertexTriangles::VertexTriangles() {
+    poolVtxLink.init(3, -1);
+    poolCornerLinks.init(3, -1);
+}
+
+void VertexTriangles::addVertex() {
+    IncidenceLink* pLink = poolVtxLink.nextElement();
+    *pLink = Incidence::emptyList(toIndex(poolVtxLink.indexOf(pLink)));
+}
+
+void VertexTriangles::addTriangle() {
+    *poolCornerLinks.nextElement() = {{NO_LINK, NO_LINK, NO_LINK}};
+}
+
+// ---- Life ---------------------------------------------------------------------------------------------------------------
+
+RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
+    poolVtx.init(3, -1);
+    poolRT.init(3, -1);
+    poolRE.init(3, -1);
+}
+
+// Once the delegate is through, an assertion in here ends in the destructor: nothing leaks.
+RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
+    const auto& mCCDBundle = pCMesh->getRefToBundleMap();
+    mVtx.reserve(mCCDBundle.size());
+    // The first of several vertices at one place is the one that is found there.
+    for (const auto& entry : mCCDBundle)
+        enterVertex(addVertex(*entry.second->pVtx));
+
+    std::vector<CTriangle*> vCT;
+    pCMesh->getAliveTriangles(vCT);
+    const VertexByCode mCCDVertex(mCCDBundle);
+    const auto vertexOf = [&](VCD vcd) { return poolVtx.at(mCCDVertex.find(vcd)); };
+    reserve(vCT.size());
+    for (const CTriangle* pCT : vCT)
+        createT(vertexOf(pCT->getC0()), vertexOf(pCT->getC1()), vertexOf(pCT->getC2()));
+}
+
+RMesh::~RMesh() {
+    while (!vPatches.empty()) {
+        delete vPatches.back();
+        vPatches.pop_back();
+    }
+    for (REdge* pRE : vRE)
+        pRE->~REdge();
+    for (RTriangle* pRT : vRT)
+        pRT->~RTriangle();
+}
+
+void RMesh::reserve(std::size_t numT) {
+    const std::size_t numRE = numT + numT / 2;  // of a closed surface
+    vRT.reserve(numT);
+    vRE.reserve(numRE);
+    mRE.reserve(numRE);
+}
+
+// ---- Vertices -----------------------------------------------------------------------------------------------------------
+
+Point3* RMesh::addVertex(const Point3& p) {
+    Point3* pVtx = new (poolVtx.nextElement()) Point3(p);
+    mmVtxT.addVertex();
+    return pVtx;
+}
+
+Point3* RMesh::findVertex(const Point3& p) const {
+    const std::uint32_t found = mVtx.find(coordinateHash(p), [&](std::uint32_t i) { return *poolVtx.at(i) == p; });
+    return found == HashIndex::NONE ? nullptr : poolVtx.at(found);
+}
+
+void RMesh::enterVertex(Point3* pVtx) {
+    // What isn't a number equals nothing, itself not either: such an entry would never be found.
+    if (*pVtx != *pVtx || findVertex(*pVtx) != nullptr) return;
+    mVtx.insert(coordinateHash(*pVtx), toIndex(poolVtx.indexOf(pVtx)));
+}
+
+Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
+    if (Point3* pFound = findVertex(p)) return bFailIfExists ? nullptr : pFound;
+    Point3* pVtx = addVertex(p);
+    enterVertex(pVtx);
+    return pVtx;
+}
+
+Point3* RMesh::createVertex(double x, double y, double z, bool bFailIfExists) {
+    return createVertex(Point3(x, y, z), bFailIfExists);
+}
+
+bool RMesh::hasVertex(const Point3& p) const {
+    return findVertex(p) != nullptr;
+}
+
+// ---- Triangles and edges ------------------------------------------------------------------------------------------------
+
+std::uint64_t RMesh::keyHash(const Point3* pLower, const Point3* pHigher) const {
+    return mixHash(std::uint64_t{poolVtx.indexOf(pLower)} << 32 | poolVtx.indexOf(pHigher));
+}
+
+RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
+    const auto pair0 = sortedPair(p0, p1);
+    const auto pair1 = sortedPair(p1, p2);
+    const auto pair2 = sortedPair(p2, p0);
+    ASSEX(pair0.first<pair0.second);
+    ASSEX(pair1.first<pair1.second);
+    ASSEX(pair2.first<pair2.second);
+    ASSEX(poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2));
+
+    RTriangle* pRT = new (poolRT.nextElement()) RTriangle(p0, p1, p2);
+    mmVtxT.addTriangle();
+    const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
+    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p0)), firstCorner);
+    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p1)), firstCorner + 1);
+    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p2)), firstCorner + 2);
+    vRT.push_back(pRT);
+
+    pRT->pRE01 = findOrCreateEdge(pair0);
+    pRT->pRE12 = findOrCreateEdge(pair1);
+    pRT->pRE02 = findOrCreateEdge(pair2);
+    for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
+        pRE->vRT.push_back(pRT);
+    return pRT;
+}
+
+REdge* RMesh::findOrCreateEdge(const std::pair<Point3*, Point3*>& key) {
+    if (REdge* pFound = getEdge(key.first, key.second)) return pFound;
+    REdge* pRE = new (poolRE.nextElement()) REdge(key.first, key.second);
+    vRE.push_back(pRE);
+    mRE.insert(keyHash(key.first, key.second), toIndex(poolRE.indexOf(pRE)));
+    return pRE;
+}
+
+void RMesh::unregisterTriangle(RTriangle* pRT) {
+    const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
+    int numDelete = 0;
+    for (std::uint32_t corner = firstCorner; corner < firstCorner + 3; ++corner) {
+        if (!isLinked(mmVtxT.cornerLink(corner))) continue;
+        Incidence::unlink(mmVtxT, corner);
+        mmVtxT.cornerLink(corner) = NO_LINK;
+        ++numDelete;
+    }
+    ASSEX(numDelete==3);
+}
+
+// ---- Queries at an element ----------------------------------------------------------------------------------------------
+
+REdge* RMesh::getEdge(const Point3* p, const Point3* q) const {
+    if (!poolVtx.owns(p) || !poolVtx.owns(q)) return nullptr;
+    const Point3* pLower = std::min(p, q);
+    const Point3* pHigher = std::max(p, q);
+    const std::uint32_t found = mRE.find(keyHash(pLower, pHigher), [&](std::uint32_t i) {
+        const REdge* pRE = poolRE.at(i);
+        return pRE->pVtx0 == pLower && pRE->pVtx1 == pHigher;
+    });
+    return found == HashIndex::NONE ? nullptr : poolRE.at(found);
+}
+
+bool RMesh::hasAliveEdge(const Point3* p, const Point3* q) const {
+    const REdge* pRE = getEdge(p, q);
+    return pRE != nullptr && pRE->isAlive();
+}
+
+/// Calls visit(triangle) for the alive triangles at p, in order of arrival.
+template <typename Visit>
+void RMesh::forEachIncident(const Point3* p, Visit&& visit) const {
+    if (!poolVtx.owns(p)) return;
+    Incidence::forEachTriangle(mmVtxT, toIndex(poolVtx.indexOf(p)),
+                               [&](std::uint32_t triangle) { visit(poolRT.at(triangle)); });
+}
+
+void RMesh::getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const {
+    forEachIncident(p, [&](RTriangle* pRT) { vIncT.push_back(pRT); });
+}
+
+void RMesh::getIncidentRE(const Point3* p, std::vector<REdge*>& vIncRE) const {
+    forEachIncident(p, [&](const RTriangle* pRT) {
+        const int ici = pRT->getICI(p);
+        vIncRE.push_back(pRT->getRE((ici + 1) % 3));
+        vIncRE.push_back(pRT->getRE((ici + 2) % 3));
+    });
+    oneInstance(vIncRE);
+}
+
+void RMesh::getRingRE(const Point3* p, std::vector<REdge*>& vRing) const {
+    forEachIncident(p, [&](const RTriangle* pRT) { vRing.push_back(pRT->getRE(pRT->getICI(p))); });
+}
+
+void RMesh::getRingVtx(const Point3* p, std::vector<Point3*>& vRing) const {
+    forEachIncident(p, [&](const RTriangle* pRT) {
+        const int ici = pRT->getICI(p);
+        vRing.push_back(pRT->aCorners[(ici + 1) % 3]);
+        vRing.push_back(pRT->aCorners[(ici + 2) % 3]);
+    });
+    oneInstance(vRing);
+}
+
+void RMesh::getAdjacentT(const Point3* p0, const Point3* p1, std::vector<RTriangle*>& vAdjT) const {
+    const std::pair q(std::min(p0, p1), std::max(p0, p1));
+    ASSEX(q.first<q.second);
+    if (const REdge* pRE = getEdge(q.first, q.second)) pRE->getAliveTriangles(vAdjT);
+}
+
+// ---- Queries on the whole mesh ------------------------------------------------------------------------------------------
+
+/// True when the edge is found by its end points, as every edge is but what a collapse left over.
+bool RMesh::isKeyed(const REdge* pRE) const {
+    return getEdge(pRE->pVtx0, pRE->pVtx1) == pRE;
+}
+
+void RMesh::getDegN(int deg, std::vector<REdge*>& vDegN) const {
+    if (deg < 0 && deg != -1 && deg != -99) {
+        std::cout << "deg=" << deg << std::endl;
+        ASSEX(false);
+    }
+    std::vector<REdge*> vSelected;
+    for (REdge* pRE : vRE) {
+        const int degree = pRE->getDegree();
+        const bool bWanted = deg == -1 ? degree >= 3 : deg == -99 ? degree >= 1 : degree == deg;
+        if (bWanted && (degree > 0 || isKeyed(pRE))) vSelected.push_back(pRE);
+    }
+    appendInKeyOrder(vSelected, vDegN);
+}
+
+/// Appends the edges ordered by lower, then by higher vertex.
+void RMesh::appendInKeyOrder(const std::vector<REdge*>& vSelected, std::vector<REdge*>& vOut) const {
+    std::vector<std::size_t> vBegin(poolVtx.size() + 1, 0);
+    for (const REdge* pRE : vSelected)
+        ++vBegin[poolVtx.indexOf(pRE->pVtx0) + 1];
+    vBegin[0] = vOut.size();
+    for (std::size_t i = 1; i < vBegin.size(); ++i)
+        vBegin[i] += vBegin[i - 1];
+
+    vOut.resize(vOut.size() + vSelected.size());
+    std::vector<std::size_t> vEnd(vBegin.begin(), vBegin.end() - 1);
+    for (REdge* pRE : vSelected)
+        vOut[vEnd[poolVtx.indexOf(pRE->pVtx0)]++] = pRE;
+    for (std::size_t i = 0; i < vEnd.size(); ++i)
+        std::sort(vOut.data() + vBegin[i], vOut.data() + vEnd[i],
+                  [](const REdge* pRE0, const REdge* pRE1) { return pRE0->pVtx1 < pRE1->pVtx1; });
+}
+
+std::size_t RMesh::getNumT() const {
+    return static_cast<std::size_t>(std::count_if(vRT.begin(), vRT.end(), [](const RTriangle* pRT) { return pRT->bAlive; }));
+}
+
+double RMesh::getAvgLen() const {
+    double sumLen = 0.0;
+    std::size_t numAlive = 0;
+    for (const REdge* pRE : vRE) {
+        if (!pRE->isAlive()) continue;
+        sumLen += pRE->getLength();
+        ++numAlive;
+    }
+    return numAlive == 0 ? -1.0 : sumLen / static_cast<double>(numAlive);
+}
+
+double RMesh::getArea() const {
+    double area = 0.0;
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive) area += pRT->getArea();
+    return area;
+}
+
+void RMesh::getREdges(std::vector<REdge*>& vOut) const {
+    vOut.insert(vOut.end(), vRE.begin(), vRE.end());
+}
+
+void RMesh::getAllTriangles(std::vector<RTriangle*>& vOut) const {
+    vOut.insert(vOut.end(), vRT.begin(), vRT.end());
+}
+
+void RMesh::getAliveTriangles(std::vector<RTriangle*>& vOut) const {
+    std::copy_if(vRT.begin(), vRT.end(), std::back_inserter(vOut), [](const RTriangle* pRT) { return pRT->bAlive; });
+}
+
+void RMesh::getPoints(std::vector<Point3*>& vPoints) const {
+    ASSEX(vPoints.empty());
+    std::vector<char> vUsed(poolVtx.size(), 0);
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive)
+            for (const Point3* pVtx : pRT->aCorners)
+                vUsed[poolVtx.indexOf(pVtx)] = 1;
+    for (std::size_t i = 0; i < vUsed.size(); ++i)
+        if (vUsed[i] != 0) vPoints.push_back(poolVtx.at(i));
+}
+
+void RMesh::getTriangleCorners(std::vector<Point3*>& vCorners) const {
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive) vCorners.insert(vCorners.end(), pRT->aCorners, pRT->aCorners + 3);
+}
+
+void RMesh::getTriangleCorners(std::vector<Point3>& vCorners) const {
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive)
+            for (const Point3* pVtx : pRT->aCorners)
+                vCorners.push_back(*pVtx);
+}
+
+void RMesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
+    ASSEX(vIndices.empty());
+    getPoints(vVertices);
+    std::vector<int> vPosition(poolVtx.size(), -1);
+    for (std::size_t i = 0; i < vVertices.size(); ++i)
+        vPosition[poolVtx.indexOf(vVertices[i])] = static_cast<int>(i);
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive)
+            for (const Point3* pVtx : pRT->aCorners)
+                vIndices.push_back(vPosition[poolVtx.indexOf(pVtx)]);
+}
+
+void RMesh::resetVisited() {
+    for (RTriangle* pRT : vRT)
+        pRT->bVisited = false;
+}
+
+// ---- Reports ------------------------------------------------------------------------------------------------------------
+
+namespace {
+
+/// Two of the edge's alive triangles have the same third corner.
+bool hasDups(const REdge* pRE) {
+    std::vector<Point3*> vThird;
+    for (const RTriangle* pRT : pRE->vRT)
+        if (pRT->bAlive) vThird.push_back(pRT->getThirdPoint(pRE->pVtx0, pRE->pVtx1));
+    std::sort(vThird.begin(), vThird.end());
+    return std::adjacent_find(vThird.begin(), vThird.end()) != vThird.end();
+}
+
+}  // namespace
+
+void RMesh::printStatistics(const std::string& name) const {
+    std::map<int, std::size_t> mDegreeNum;
+    for (const REdge* pRE : vRE)
+        if (const int degree = pRE->getDegree(); degree > 0) ++mDegreeNum[degree];
+    std::cout << "\nRMesh::printStatistics(" << name << ")\n NumTriangles: " << getNumT() << "\n";
+    for (const auto& [degree, num] : mDegreeNum)
+        std::cout << " Degree " << degree << ": " << num << "\n";
+    std::cout << std::flush;
+}
+
+bool RMesh::checkNoDups(const std::string& name) const {
+    const bool bDups = std::any_of(vRE.begin(), vRE.end(), hasDups);
+    std::cout << "RMesh::checkNoDups(" << name << "): " << (bDups ? "has duplicate triangles" : "survived") << std::endl;
+    return !bDups;
+}
+
+bool RMesh::checkNoDegenerate(const std::string& name) const {
+    const auto numDegenerate =
+        std::count_if(vRT.begin(), vRT.end(), [](const RTriangle* pRT) { return pRT->bAlive && pRT->isDegenerate(); });
+    std::cout << "RMesh::checkNoDegenerate(" << name << "): ";
+    if (numDegenerate > 0)
+        std::cout << "has " << numDegenerate << " degenerate triangles!" << std::endl;
+    else
+        std::cout << "survived" << std::endl;
+    return numDegenerate == 0;
+}
+
+void RMesh::checkDataStructures(const std::string& name) const {
+    try {
+        checkEdges();
+        checkTriangles();
+        checkIncidence();
+        checkVertexTable();
+    } catch (const KelBugException&) {
+        errorMsg("RMesh::checkDataStructures", name);
+        throw;
+    }
+}
+
+void RMesh::checkEdges() const {
+    std::size_t numKeyed = 0;
+    std::size_t numStanding = 0;
+    for (const REdge* pRE : vRE) {
+        ASSEX(pRE->pVtx0<pRE->pVtx1);
+        ASSEX(isKeyed(pRE) || pRE->vRT.empty());
+        numKeyed += isKeyed(pRE) ? 1 : 0;
+        numStanding += pRE->vRT.size();
+        std::vector<RTriangle*> vOnce(pRE->vRT.begin(), pRE->vRT.end());
+        oneInstance(vOnce);
+        ASSEX(vOnce.size()==pRE->vRT.size());
+        for (const RTriangle* pRT : vOnce)
+            ASSEX(pRT->bAlive && (pRT->pRE01==pRE || pRT->pRE12==pRE || pRT->pRE02==pRE));
+    }
+    // No entry besides theirs, and each alive triangle on all its edges.
+    ASSEX(numKeyed==mRE.size());
+    ASSEX(numStanding==3*getNumT());
+}
+
+void RMesh::checkTriangles() const {
+    for (const RTriangle* pRT : vRT) {
+        if (!pRT->bAlive) continue;
+        ASSEX(!pRT->isCombinatoriallyDegenerate());
+        for (int i = 0; i < 3; ++i) {
+            const REdge* pRE = pRT->getRE(i);
+            ASSEX(pRE->has(pRT->aCorners[(i + 1) % 3]) && pRE->has(pRT->aCorners[(i + 2) % 3]));
+        }
+    }
+}
+
+void RMesh::checkIncidence() const {
+    std::size_t numEntries = 0;
+    for (std::size_t i = 0; i < poolVtx.size(); ++i) {
+        std::vector<RTriangle*> vIncT;
+        getIncidentT(poolVtx.at(i), vIncT);
+        numEntries += vIncT.size();
+        for (const RTriangle* pRT : vIncT)
+            ASSEX(pRT->bAlive && pRT->has(poolVtx.at(i)));
+        std::vector<RTriangle*> vOnce(vIncT);
+        oneInstance(vOnce);
+        ASSEX(vOnce.size()==vIncT.size());
+    }
+    // So each alive triangle stands at all its corners.
+    ASSEX(numEntries==3*getNumT());
+}
+
+void RMesh::checkVertexTable() const {
+    mVtx.forEach([this](std::uint32_t i) {
+        Point3* pVtx = poolVtx.at(i);
+        // What is found at the coordinates of the entry, and the entry: they differ when the vertex moved under the table.
+        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx), &pVtx);
+        ASSEX(pr.first==*pr.second);
+    });
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,172 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "HashIndex.h"
+#include "Incidence.h"
+#include "REdge.h"
+#include "RTriangle.h"
+#include "SimplePool.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CMesh;
+class RPatch;
+
+/// Where RMesh keeps the links of its lists "vertex to alive triangles", in step with its pools of vertices and triangles.
+class VertexTriangles {
+public:
+    VertexTriangles();
+    /// Starts the list of the next vertex of the mesh.
+    void addVertex();
+    /// Makes room for the next triangle of the mesh; it is in no list yet.
+    void addTriangle();
+
+    IncidenceLink& vertexLink(std::uint32_t vertex) const { return *poolVtxLink.at(vertex); }
+    IncidenceLink& cornerLink(std::uint32_t corner) const { return poolCornerLinks.at(corner / 3)->aCorner[corner % 3]; }
+
+private:
+    struct CornerLinks {
+        IncidenceLink aCorner[3];
+    };
+    TARN_TOOLS::SimplePool<IncidenceLink> poolVtxLink;
+    TARN_TOOLS::SimplePool<CornerLinks> poolCornerLinks;
+};
+
+/// The fine mesh: triangles in real coordinates, on which all post-processing runs. Mesh wraps it for the caller.
+///
+/// A vertex is a Point3* into the pool of the mesh, and everything hangs on that pointer. Vertices, triangles and edges are
+/// compared by address, and the pools hand out ascending addresses: so order by address is order of creation, the same in
+/// every run, and a vertex has a dense index (getVtxIndex) for plain arrays of whatever is kept per vertex.
+///
+/// Nothing is freed before the mesh dies: dead triangles, edges of degree 0 and vertices without triangles (orphans) stay
+/// readable where they are. The mesh may be non-manifold, and may hold duplicate and degenerate triangles.
+///
+/// Invariants (checkDataStructures walks them):
+/// 1. An edge has pVtx0 < pVtx1; one edge at most per pair of vertices; every edge is found by its pair, except one of
+///    degree 0 that a collapse left over.
+/// 2. The three edges of an alive triangle have the end points that their names say, and the triangle stands on each.
+/// 3. No dead triangle stands on an edge.
+/// 4. An alive triangle stands at each of its three vertices once, a dead one at none.
+/// 5. A vertex that is found by its coordinates has these coordinates. Of several vertices at one place one is found.
+///
+/// A vertex that isn't of this mesh, or null, is an assertion in createT; queries find nothing at it.
+/// Queries are const and safe from several threads while nobody changes the mesh; changes belong to one thread.
+class RMesh {
+public:
+    /// An empty mesh to be filled by createVertex and createT. sideLen: edge of a grid cell, the unit for small moves.
+    explicit RMesh(double sideLen);
+    /// The coarse mesh in real coordinates: a vertex for each of its bundles in order of their codes, a triangle for each
+    /// alive one in the same order and orientation. pCMesh isn't changed and isn't needed afterwards. O(n).
+    explicit RMesh(CMesh* pCMesh);
+    ~RMesh();
+    RMesh(const RMesh&) = delete;
+    RMesh& operator=(const RMesh&) = delete;
+
+    // ---- Building ----
+
+    /// A vertex at p that can be found by its coordinates. If there is one at p already: that one, or null with
+    /// bFailIfExists.
+    Point3* createVertex(const Point3& p, bool bFailIfExists);
+    Point3* createVertex(double x, double y, double z, bool bFailIfExists);
+    /// A triangle on three different vertices of this mesh, with edges made where there are none. Duplicates aren't looked
+    /// for. When an assertion stops it the mesh is as before.
+    RTriangle* createT(Point3* p0, Point3* p1, Point3* p2);
+    /// Takes the triangle off its three vertices. For RTriangle::kill only.
+    void unregisterTriangle(RTriangle* pRT);
+
+    // ---- Queries at an element; all but the getters append to the vector ----
+
+    /// The edge of the pair, in either order, dead or alive; null when the pair never had a triangle.
+    REdge* getEdge(const Point3* p, const Point3* q) const;
+    bool hasAliveEdge(const Point3* p, const Point3* q) const;
+    bool hasVertex(const Point3& p) const;
+    /// The alive triangles at p, in the order in which they came to p.
+    void getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const;
+    /// The edges of these triangles that end at p, each once. The whole vector is put in order of creation.
+    void getIncidentRE(const Point3* p, std::vector<REdge*>& vIncRE) const;
+    /// The edges of these triangles opposite p, in the order of the triangles, with repeats.
+    void getRingRE(const Point3* p, std::vector<REdge*>& vRing) const;
+    /// The other corners of these triangles, each once. The whole vector is put in order of creation.
+    void getRingVtx(const Point3* p, std::vector<Point3*>& vRing) const;
+    /// The alive triangles on the edge of two different vertices.
+    void getAdjacentT(const Point3* p0, const Point3* p1, std::vector<RTriangle*>& vAdjT) const;
+
+    // ---- Queries on the whole mesh, O(n); vectors are appended to ----
+
+    /// Edges of degree deg, -1: 3 and more, -99: 1 and more; ordered by lower, then by higher vertex.
+    void getDegN(int deg, std::vector<REdge*>& vDegN) const;
+    std::size_t getNumT() const;
+    /// Edges ever made.
+    std::size_t getNumRE_all() const { return vRE.size(); }
+    /// Vertices ever made.
+    std::size_t getNumVtx_all() const { return poolVtx.size(); }
+    /// 0 to getNumVtx_all() - 1, ascending with the address; p must be of this mesh. Constant time.
+    std::size_t getVtxIndex(const Point3* p) const { return poolVtx.indexOf(p); }
+    double getSideLen() const { return sideLen; }
+    /// Mean length of the alive edges; -1.0 when there is none.
+    double getAvgLen() const;
+    double getArea() const;
+    void getREdges(std::vector<REdge*>& vOut) const;
+    std::vector<REdge*>& getREdgesRef() { return vRE; }
+    const std::vector<REdge*>& getREdgesRef() const { return vRE; }
+    void getAllTriangles(std::vector<RTriangle*>& vOut) const;
+    void getAliveTriangles(std::vector<RTriangle*>& vOut) const;
+    /// Every used vertex once, in order of creation. The vector must be empty.
+    void getPoints(std::vector<Point3*>& vPoints) const;
+    /// Three corners per alive triangle.
+    void getTriangleCorners(std::vector<Point3*>& vCorners) const;
+    void getTriangleCorners(std::vector<Point3>& vCorners) const;
+    /// As getPoints, and for each corner of getTriangleCorners its position in that list. Both vectors must be empty.
+    void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const;
+    /// The patches stay the mesh's.
+    void getPatches(std::vector<RPatch*>& vOut) const { vOut = vPatches; }
+    void resetVisited();
+
+    // ---- Reports on standard output ----
+
+    /// Triangles, and edges by degree.
+    void printStatistics(const std::string& name) const;
+    /// Whether two alive triangles have the same three corners; true when there are none. O(n log n).
+    bool checkNoDups(const std::string& name) const;
+    /// The number of alive triangles without area; true when there are none.
+    bool checkNoDegenerate(const std::string& name) const;
+    /// Walks the invariants; a violated one is an assertion, and its report is followed by the name. O(n).
+    void checkDataStructures(const std::string& name) const;
+
+    // ---- Data, for the operators of the library ----
+
+    HashIndex mVtx;                 ///< coordinates to index in poolVtx
+    HashIndex mRE;                  ///< pair of vertices to index in poolRE
+    std::vector<RTriangle*> vRT;    ///< every triangle ever made, in order of creation
+    std::vector<REdge*> vRE;        ///< every edge ever made, in order of creation
+    std::vector<RPatch*> vPatches;  ///< owned
+    VertexTriangles mmVtxT;         ///< vertex to alive triangles
+    TARN_TOOLS::SimplePool<Point3> poolVtx;
+    TARN_TOOLS::SimplePool<RTriangle> poolRT;
+    TARN_TOOLS::SimplePool<REdge> poolRE;
+    double sideLen;
+
+private:
+    Point3* addVertex(const Point3& p);
+    Point3* findVertex(const Point3& p) const;
+    void enterVertex(Point3* pVtx);
+    REdge* findOrCreateEdge(const std::pair<Point3*, Point3*>& key);
+    bool isKeyed(const REdge* pRE) const;
+    std::uint64_t keyHash(const Point3* pLower, const Point3* pHigher) const;
+    void reserve(std::size_t numT);
+    template <typename Visit>
+    void forEachIncident(const Point3* p, Visit&& visit) const;
+    void appendInKeyOrder(const std::vector<REdge*>& vSelected, std::vector<REdge*>& vOut) const;
+    void checkEdges() const;
+    void checkTriangles() const;
+    void checkIncidence() const;
+    void checkVertexTable() const;
+};
+
+}  // namespace TARN_KEL

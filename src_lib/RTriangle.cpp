@@ -1,0 +1,165 @@
+#include "RTriangle.h"
+
+#include <utility>
+
+#include "REdge.h"
+#include "RMesh.h"
+#include "freeFunctions.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+RTriangle::RTriangle(Point3* p0, Point3* p1, Point3* p2) : aCorners{p0, p1, p2} {}
+
+Point3* RTriangle::getCorner(int i) const {
+    ASSEX(i>=0 && i<=2);
+    return aCorners[i];
+}
+
+void RTriangle::setCorner(int i, Point3* p) {
+    ASSEX(i>=0 && i<=2);
+    aCorners[i] = p;
+    resetNNV();
+}
+
+int RTriangle::getICI(const Point3* p) const {
+    for (int i = 0; i < 3; ++i)
+        if (aCorners[i] == p) return i;
+    ASSEX(false);
+    return -1;
+}
+
+int RTriangle::getICI(const Point3* p, const Point3* q) const {
+    for (int i = 0; i < 3; ++i)
+        if (aCorners[i] != p && aCorners[i] != q && has(p, q)) return i;
+    ASSEX(false);
+    return -1;
+}
+
+Point3* RTriangle::getThirdPoint(const Point3* p, const Point3* q) const {
+    return aCorners[getICI(p, q)];
+}
+
+bool RTriangle::has(const Point3* p) const {
+    return aCorners[0] == p || aCorners[1] == p || aCorners[2] == p;
+}
+
+REdge* RTriangle::getRE(int i) const {
+    switch (i) {
+    case 0:
+        return pRE12;
+    case 1:
+        return pRE02;
+    case 2:
+        return pRE01;
+    default:
+        ASSEX(false);
+        return nullptr;
+    }
+}
+
+void RTriangle::get3RE(std::vector<REdge*>& vRE) const {
+    vRE.insert(vRE.end(), {pRE01, pRE12, pRE02});
+}
+
+void RTriangle::getNeigs(int i, std::vector<RTriangle*>& vRT) const {
+    for (RTriangle* pRT : getRE(i)->vRT)
+        if (pRT != this && pRT->bAlive) vRT.push_back(pRT);
+}
+
+bool RTriangle::hasBorder() const {
+    return pRE01->vRT.size() == 1 || pRE12->vRT.size() == 1 || pRE02->vRT.size() == 1;
+}
+
+int RTriangle::getLargestEdgeICI() const {
+    constexpr int OPPOSITE_IN_ORDER[3] = {2, 0, 1};
+    int best = -1;
+    double bestSqLen = -1.0;
+    for (const int ici : OPPOSITE_IN_ORDER) {
+        const double sqLen = (*aCorners[(ici + 2) % 3] - *aCorners[(ici + 1) % 3]).sqLength();
+        if (best >= 0 && !(sqLen > bestSqLen)) continue;
+        best = ici;
+        bestSqLen = sqLen;
+    }
+    return best;
+}
+
+int RTriangle::getRTriOri(const Point3* a, const Point3* b) const {
+    for (int i = 0; i < 3; ++i) {
+        const Point3* pSrc = aCorners[i];
+        const Point3* pTrg = aCorners[(i + 1) % 3];
+        if (pSrc == a && pTrg == b) return 1;
+        if (pSrc == b && pTrg == a) return 2;
+    }
+    return 0;
+}
+
+bool RTriangle::needFlip(const RTriangle* pOther) const {
+    for (int i = 0; i < 3; ++i) {
+        const int ori = pOther->getRTriOri(aCorners[i], aCorners[(i + 1) % 3]);
+        if (ori != 0) return ori == 1;
+    }
+    ASSEX(false);
+    return false;
+}
+
+void RTriangle::flipNNV() {
+    std::swap(aCorners[0], aCorners[1]);
+    std::swap(pRE12, pRE02);
+    nnv = -nnv;
+}
+
+const Vector3& RTriangle::getNNV(bool& bOK) {
+    if (nnv.isDegenerate())
+        nnv = getNormalVector(*aCorners[0], *aCorners[1], *aCorners[2], bOK);
+    else
+        bOK = true;
+    return nnv;
+}
+
+double RTriangle::getDevIfRepl(int i, const Point3& newPos, bool bCheckCoincide) const {
+    ASSEX(i>=0 && i<=2);
+    if (bCheckCoincide && (newPos == *aCorners[0] || newPos == *aCorners[1] || newPos == *aCorners[2])) return 0.0;
+    const Point3& next = *aCorners[(i + 1) % 3];
+    const Point3& prev = *aCorners[(i + 2) % 3];
+    bool bOldOK = false;
+    bool bNewOK = false;
+    const Vector3 oldNNV = getNormalVector(*aCorners[i], next, prev, bOldOK);
+    const Vector3 newNNV = getNormalVector(newPos, next, prev, bNewOK);
+    if (!bNewOK) return 360.0;
+    if (!bOldOK) return -1.0;
+    return getAngleDegree(oldNNV, newNNV);
+}
+
+bool RTriangle::isCombinatoriallyDegenerate() const {
+    return aCorners[0] == aCorners[1] || aCorners[1] == aCorners[2] || aCorners[0] == aCorners[2];
+}
+
+bool RTriangle::isDegenerate() const {
+    const Vector3 a = *aCorners[1] - *aCorners[0];
+    const Vector3 b = *aCorners[2] - *aCorners[0];
+    return a.isDegenerate() || b.isDegenerate() || crossProduct(a, b).length() == 0.0;
+}
+
+Plane RTriangle::getPlane(bool& bOK) const {
+    const Vector3 normal = getNormalVector(*aCorners[0], *aCorners[1], *aCorners[2], bOK);
+    return Plane(*aCorners[0], normal);
+}
+
+Point3 RTriangle::getCentroid() const {
+    return barycenter(*aCorners[0], *aCorners[1], *aCorners[2]);
+}
+
+double RTriangle::getArea() const {
+    return TARN_KEL::getArea(aCorners[0], aCorners[1], aCorners[2]);
+}
+
+void RTriangle::kill(RMesh* pRMesh) {
+    ASSEX(bAlive);
+    for (int i = 0; i < 3; ++i)
+        getRE(i)->checkOut(this);
+    pRMesh->unregisterTriangle(this);
+    bAlive = false;
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,97 @@
+#pragma once
+
+#include <vector>
+
+#include "Plane.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class REdge;
+class RMesh;
+class RPatch;
+
+/// A triangle of the fine mesh: three vertices in orientation order and the edges between them.
+///
+/// Made by RMesh::createT alone and owned by the mesh, where it stays readable after its death. An alive triangle stands on
+/// each of its three edges and at each of its three vertices; a dead one on none. The corners of an alive triangle are
+/// changed only by the mesh's own operators.
+class RTriangle {
+public:
+    /// The corners belong to the mesh. No edges yet: createT sets them.
+    RTriangle(Point3* p0, Point3* p1, Point3* p2);
+
+    /// The patch isn't owned; null when there is none.
+    void setPatch(RPatch* pPatch_) { pPatch = pPatch_; }
+    RPatch* getPatch() const { return pPatch; }
+
+    // ---- Corners: index 0, 1, 2 in orientation order; another index and a point that is no corner are assertions ----
+
+    Point3* getCorner(int i) const;
+    /// Stores the corner and forgets the normal; edges and incidence are the caller's business.
+    void setCorner(int i, Point3* p);
+    /// Index of corner p.
+    int getICI(const Point3* p) const;
+    /// Index of the one corner that is neither p nor q.
+    int getICI(const Point3* p, const Point3* q) const;
+    /// The one corner that is neither p nor q.
+    Point3* getThirdPoint(const Point3* p, const Point3* q) const;
+    bool has(const Point3* p) const;
+    bool has(const Point3* p, const Point3* q) const { return has(p) && has(q); }
+
+    // ---- Edges ----
+
+    /// The edge opposite corner i.
+    REdge* getRE(int i) const;
+    /// Appends pRE01, pRE12, pRE02.
+    void get3RE(std::vector<REdge*>& vRE) const;
+    /// Appends the other alive triangles on the edge opposite corner i.
+    void getNeigs(int i, std::vector<RTriangle*>& vRT) const;
+    /// True when one of the edges carries this triangle alone.
+    bool hasBorder() const;
+    /// Index of the corner opposite the longest edge; of equal ones c0-c1 comes before c1-c2 before c2-c0.
+    int getLargestEdgeICI() const;
+
+    // ---- Orientation and normal ----
+
+    /// 1 when a -> b is a half edge of this triangle, 2 when b -> a is one, 0 when the two are no edge of it.
+    int getRTriOri(const Point3* a, const Point3* b) const;
+    /// True when the two triangles run the same way along an edge they share, so that they disagree. Without a shared edge:
+    /// an assertion.
+    bool needFlip(const RTriangle* pOther) const;
+    /// Turns the triangle over: swaps corners 0 and 1 with their edges and negates the normal.
+    void flipNNV();
+    /// The unit normal, computed once; the zero vector and bOK false for a degenerate triangle. It isn't noticed when a
+    /// corner moves: call resetNNV then.
+    const Vector3& getNNV(bool& bOK);
+    void resetNNV() { nnv = Vector3(); }
+
+    // ---- Geometry ----
+
+    /// Degrees that the normal would turn by if corner i moved to newPos: 360.0 when no normal would be left, -1.0 when
+    /// there is none now. With bCheckCoincide a newPos at the coordinates of a corner gives 0.0.
+    double getDevIfRepl(int i, const Point3& newPos, bool bCheckCoincide) const;
+    /// Two corners are the same vertex.
+    bool isCombinatoriallyDegenerate() const;
+    /// The corners span no area, exactly.
+    bool isDegenerate() const;
+    /// The plane through the corners; bOK false and a zero normal for a degenerate triangle.
+    Plane getPlane(bool& bOK) const;
+    Point3 getCentroid() const;
+    double getArea() const;
+
+    /// Takes the triangle off its edges and out of pRMesh, its own mesh, for good; corners, edges and patch stay readable.
+    /// It must be alive. O(degree of its edges).
+    void kill(RMesh* pRMesh);
+
+    Vector3 nnv;  ///< zero: not computed yet
+    Point3* aCorners[3];
+    REdge* pRE01 = nullptr;
+    REdge* pRE12 = nullptr;
+    REdge* pRE02 = nullptr;
+    RPatch* pPatch = nullptr;
+    bool bVisited = false;  ///< scratch mark of traversals
+    bool bAlive = true;
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,21 @@
+// Writers of meshes that are of no use outside the library, and what the mesh writers share.
+#pragma once
+
+#include <map>
+#include <string>
+
+#include "Bundle.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CMesh;
+
+/// ASCII STL of the alive triangles of a coarse mesh, each vertex at its bundle's point; for debugging. Every vertex must
+/// have a bundle in the map. False after a warning when the file can't be written.
+bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::string& filename);
+
+/// Geomview list of a coarse mesh.
+bool writeList(CMesh* pCMesh, const std::string& filename, bool bAuthorized);
+
+}  // namespace TARN_KEL

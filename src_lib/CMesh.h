@@ -164,7 +164,9 @@ private:
 
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
-    CEdge* findOrMakeEdge(VCD a, VCD b);
+    std::uint32_t findEdge(std::uint64_t hash, VCD lower, VCD higher) const;
+    CEdge* findOrMakeEdge(VCD lower, VCD higher);
+    Bundle* const* findEntry(VCD vcd) const;
     const std::vector<CEdge*>& edgesInKeyOrder() const;
     void startPools();
     void destroyEdges();

@@ -28,7 +28,7 @@ enum VisType { VT_COARSE = 0, VT_REAL = 1 };
 /// Corner i (0, 1, 2) faces edge i. Another index, and a code that isn't a corner where one is asked for, is an assertion.
 class CTriangle {
 public:
-    CTriangle(VCD c0, VCD c1, VCD c2) : c0(c0), c1(c1), c2(c2) {}
+    CTriangle(VCD corner0, VCD corner1, VCD corner2) : c0(corner0), c1(corner1), c2(corner2) {}
 
     // ---- Corners and edges
 
@@ -115,7 +115,7 @@ private:
     CornerPoints pointsOf(const CMesh* pCMesh) const;
 
     /// Places in the lists of the three vertices; link k belongs to the vertex that was corner k when the triangle was made.
-    std::array<IncidenceLink, 3> aLink;
+    std::array<IncidenceLink, 3> aLink{};
 };
 
 }  // namespace TARN_KEL

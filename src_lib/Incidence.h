@@ -47,12 +47,17 @@ void append(Access& access, std::uint32_t vertex, std::uint32_t corner) {
     access.cornerLink(corner) = {vertex | VERTEX, last};
 }
 
-/// Takes a corner out of its list. Its own links stay as they were.
+/// Takes a corner out of its list; false when it is in none, because its neighbours there don't point to it. Its own links
+/// stay as they were.
 template <typename Access>
-void unlink(Access& access, std::uint32_t corner) {
+bool unlink(Access& access, std::uint32_t corner) {
     const IncidenceLink own = access.cornerLink(corner);
-    link(access, own.prev).next = own.next;
-    link(access, own.next).prev = own.prev;
+    IncidenceLink& before = link(access, own.prev);
+    IncidenceLink& behind = link(access, own.next);
+    if (before.next != corner || behind.prev != corner) return false;
+    before.next = own.next;
+    behind.prev = own.prev;
+    return true;
 }
 
 /// Lets two corners of one triangle change places in their lists: after a swap of two corners of the triangle, corner 3t+k

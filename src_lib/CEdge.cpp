@@ -1,0 +1,156 @@
+#include "CEdge.h"
+
+#include <iostream>
+#include <set>
+
+#include "CMesh.h"
+#include "CTriangle.h"
+#include "freeFunctions.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+// What getDihedralAngle returns where there is no angle.
+constexpr double MANY_TRIANGLES = 362.0;
+constexpr double FEW_TRIANGLES = 363.0;
+constexpr double NO_NORMAL = 364.0;
+
+/// pointOf(vcd): where a corner lies.
+template <typename PointOf>
+double dihedralAngle(const CEdge& edge, PointOf&& pointOf) {
+    if (edge.getDegree() > 2) return MANY_TRIANGLES;
+    if (edge.getDegree() < 2) return FEW_TRIANGLES;
+    Vector3 aNormal[2];
+    for (std::size_t i = 0; i < 2; ++i) {
+        const CTriangle& ct = *edge.vCT[i];
+        bool ok = false;
+        aNormal[i] = getNormalVector(pointOf(ct.c0), pointOf(ct.c1), pointOf(ct.c2), ok);
+        if (!ok) return NO_NORMAL;
+    }
+    return 180.0 - getAngleDegree(aNormal[0], aNormal[1]);
+}
+
+}  // namespace
+
+CEdge::CEdge(VCD end0, VCD end1) : v0(end0), v1(end1) {
+    ASSEX(v0<v1);
+}
+
+VCD CEdge::getOtherVCD(VCD vcd) const {
+    if (vcd == v0) return v1;
+    ASSEX(vcd==v1);
+    return v0;
+}
+
+Point3 CEdge::getCenter(const CMesh* pCMesh) const {
+    const Point3& p0 = *pCMesh->getVtx(v0);
+    const Point3& p1 = *pCMesh->getVtx(v1);
+    return {(p0.x() + p1.x()) / 2.0, (p0.y() + p1.y()) / 2.0, (p0.z() + p1.z()) / 2.0};
+}
+
+VCD CEdge::getSource() const {
+    ASSEX(edgeDir!=ED_NONE);
+    return edgeDir == ED_V0_V1 ? v0 : v1;
+}
+
+VCD CEdge::getTarget() const {
+    ASSEX(edgeDir!=ED_NONE);
+    return edgeDir == ED_V0_V1 ? v1 : v0;
+}
+
+void CEdge::getAliveTriangles(std::vector<CTriangle*>& vAlive) const {
+    vAlive.insert(vAlive.end(), vCT.begin(), vCT.end());
+}
+
+bool CEdge::getTwoTriangles(CTriangle*& t0, CTriangle*& t1, bool bExactlyTwo) const {
+    t0 = vCT.empty() ? nullptr : vCT[0];
+    t1 = vCT.size() < 2 ? nullptr : vCT[1];
+    return bExactlyTwo ? vCT.size() == 2 : vCT.size() >= 2;
+}
+
+CTriangle* CEdge::getUniqueOtherTriangle(const CTriangle* pCT) const {
+    CTriangle* pOther = nullptr;
+    for (CTriangle* pCandidate : vCT) {
+        if (pCandidate == pCT) continue;
+        if (pOther != nullptr) return nullptr;
+        pOther = pCandidate;
+    }
+    return pOther;
+}
+
+CTriangle* CEdge::getTriangle(bool bRequire, bool bUnique) const {
+    CTriangle* pRet = nullptr;
+    for (CTriangle* pCT : vCT) {
+        if (!bUnique) return pCT;
+        ASSEX(pRet==NULL);
+        pRet = pCT;
+    }
+    if (bRequire) ASSEX(pRet!=NULL);
+    return pRet;
+}
+
+bool CEdge::hasAdjT(VCD a, VCD b, VCD c) const {
+    if (a == b || b == c || a == c) return false;
+    for (const CTriangle* pCT : vCT)
+        if (pCT->has(a, b) && pCT->has(c)) return true;
+    return false;
+}
+
+void CEdge::checkOut(const CTriangle* pCT) {
+    if (vCT.removeByLast(pCT)) return;
+    std::cout << "CEdge::checkOut, triangle live state: " << pCT->isAlive() << std::endl;
+    ASSEX(false);
+}
+
+double CEdge::getDihedralAngle(const Calc* pCalc) const {
+    return dihedralAngle(*this, [pCalc](VCD vcd) { return pCalc->getRefPoint(vcd); });
+}
+
+double CEdge::getDihedralAngle(const std::map<VCD, Point3>& mPoints) const {
+    return dihedralAngle(*this, [&mPoints](VCD vcd) {
+        const auto q_it = mPoints.find(vcd);
+        ASSEX(q_it!=mPoints.end());
+        return q_it->second;
+    });
+}
+
+void CEdge::getAdjInPatch(const CPatch* pPatch, std::vector<CTriangle*>& vAdjT) const {
+    for (CTriangle* pCT : vCT)
+        if (pCT->getPatch() == pPatch) vAdjT.push_back(pCT);
+}
+
+int CEdge::getNumPatchTriangles(const CPatch* pPatch) const {
+    int num = 0;
+    for (const CTriangle* pCT : vCT)
+        num += pCT->getPatch() == pPatch ? 1 : 0;
+    return num;
+}
+
+CTriangle* CEdge::getUniquePatchTriangle(const CPatch* pPatch) const {
+    CTriangle* pUnique = nullptr;
+    for (CTriangle* pCT : vCT) {
+        if (pCT->getPatch() != pPatch) continue;
+        if (pUnique != nullptr) return nullptr;
+        pUnique = pCT;
+    }
+    return pUnique;
+}
+
+CTriangle* CEdge::getAdjInPatch(const CTriangle* pCT) const {
+    for (CTriangle* pOther : vCT)
+        if (pOther != pCT && pOther->getPatch() == pCT->getPatch()) return pOther;
+    warning(KEL_PLACE, "no adjacent triangle");
+    return nullptr;
+}
+
+void CEdge::getAdjPatches(std::vector<CPatch*>& vAdjPatches) const {
+    std::set<CPatch*> sSeen;
+    for (const CTriangle* pCT : vCT) {
+        CPatch* pPatch = pCT->getPatch();
+        if (pPatch != nullptr && sSeen.insert(pPatch).second) vAdjPatches.push_back(pPatch);
+    }
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,395 @@
+// The tables behind the mesh.
+//
+// Triangles, edges and vertices lie in pools: an element has a fixed address and a dense position, and both ascend with
+// creation. On these positions stand
+//
+//   - the edge table, HashIndex from a pair of cells to an edge,
+//   - the vertex table, HashIndex from a cell to a vertex record,
+//   - the triangles of a vertex, a linked list through the corners of the triangles (Incidence).
+//
+// The codes are Morton codes, in which the cells of a 2x2x2 block follow each other, and triangles come cube by cube. So the
+// tables hash the block, not the cell: what the next triangle asks for is mostly in the cache lines of the last one. createT
+// asks for its three edge lines ahead of their use, since all else in it depends on memory that is at hand.
+//
+// A vertex joins the end of a list only when its triangle is made, so a list is in order of creation, as are the addresses.
+// That lets getAdjacentT look at the edge instead of the whole star: a hub with a million triangles costs no more than
+// another vertex.
+#include "CMesh.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iostream>
+#include <new>
+#include <tuple>
+#include <utility>
+
+#include "freeFunctions.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // the corners are numbered below that mark
+constexpr int FIRST_BLOCK = 256;
+
+std::uint64_t hashOfVertex(VCD vcd) {
+    return localHash(vcd >> 3, vcd);
+}
+
+// The edges of a block are those whose lower end is in it.
+std::uint64_t hashOfEdge(VCD lower, VCD higher) {
+    return localHash(lower >> 3, (lower * 0x9e3779b97f4a7c15ULL ^ higher * 0xd6e8feb86659fd93ULL) >> 56);
+}
+
+bool isBefore(const CEdge* p, const CEdge* q) {
+    return p->v0 != q->v0 ? p->v0 < q->v0 : p->v1 < q->v1;
+}
+
+bool hasNaNCoordinate(const Point3& p) {
+    return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
+}
+
+// Prints the result of a check.
+bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
+    std::cout << "CMesh::" << check << "(" << name << "): ";
+    if (numFaults == 0)
+        std::cout << "survived" << std::endl;
+    else
+        std::cout << "has " << numFaults << " " << fault << "!" << std::endl;
+    return numFaults == 0;
+}
+
+}  // namespace
+
+// ---- Life
+
+CMesh::CMesh(Voro* voro, Calc* calc, std::map<CCD, Bundle*>& mBundles) : pVoro(voro), pCalc(calc), mCCDBundle(mBundles) {
+    startPools();
+}
+
+CMesh::CMesh(Voro* voro, Calc* calc, USE_LOCAL_CCD2BUNDLEMAP) : pVoro(voro), pCalc(calc), mCCDBundle(mLocalCCDBundle) {
+    startPools();
+}
+
+CMesh::~CMesh() {
+    destroyEdges();
+    for (Bundle* pBundle : vExtraBundles)
+        delete pBundle;
+    for (Point3* pVtx : sExtraVtx)
+        delete pVtx;
+}
+
+void CMesh::startPools() {
+    poolCT.emplace().init(FIRST_BLOCK, -1);
+    poolCE.emplace().init(FIRST_BLOCK, -1);
+    poolVertex.emplace().init(FIRST_BLOCK, -1);
+}
+
+void CMesh::destroyEdges() {
+    for (std::size_t i = 0; i < poolCE->size(); ++i)
+        poolCE->at(i)->~CEdge();
+}
+
+void CMesh::reset() {
+    destroyEdges();
+    startPools();
+    edgeIndex.clear();
+    vertexIndex.clear();
+    vSortedCE.clear();
+    vAllCT.clear();
+}
+
+// ---- Building
+
+CTriangle* CMesh::createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg) {
+    ASSEX(v0!=v1 && v1!=v2 && v0!=v2);
+    const auto number = static_cast<std::uint32_t>(poolCT->size());
+    ASSEX(poolCT->size()<MAX_TRIANGLES);
+    const std::array<std::pair<VCD, VCD>, 3> aPair{std::minmax(v0, v1), std::minmax(v1, v2), std::minmax(v0, v2)};
+    for (const auto& [lower, higher] : aPair)
+        edgeIndex.prefetch(hashOfEdge(lower, higher));
+
+    CTriangle* pCT = new (poolCT->nextElement()) CTriangle(v0, v1, v2);
+    pCT->vcdCube = vcdCube;
+    pCT->cfg = cfg;
+    LinkAccess access{*this};
+    Incidence::append(access, findOrMakeVertex(v0), 3 * number);
+    Incidence::append(access, findOrMakeVertex(v1), 3 * number + 1);
+    Incidence::append(access, findOrMakeVertex(v2), 3 * number + 2);
+    vAllCT.push_back(pCT);
+
+    pCT->pCE01 = findOrMakeEdge(aPair[0].first, aPair[0].second);
+    pCT->pCE12 = findOrMakeEdge(aPair[1].first, aPair[1].second);
+    pCT->pCE02 = findOrMakeEdge(aPair[2].first, aPair[2].second);
+    for (CEdge* pCE : {pCT->pCE01, pCT->pCE12, pCT->pCE02})
+        pCE->vCT.push_back(pCT);
+    return pCT;
+}
+
+std::uint32_t CMesh::findVertex(VCD vcd) const {
+    return vertexIndex.find(hashOfVertex(vcd), [&](std::uint32_t i) { return poolVertex->at(i)->vcd == vcd; });
+}
+
+std::uint32_t CMesh::findOrMakeVertex(VCD vcd) {
+    const std::uint32_t found = findVertex(vcd);
+    if (found != HashIndex::NONE) return found;
+    const auto made = static_cast<std::uint32_t>(poolVertex->size());
+    ASSEX(made<Incidence::VERTEX);
+    new (poolVertex->nextElement()) Vertex{vcd, nullptr, Incidence::emptyList(made)};
+    vertexIndex.insert(hashOfVertex(vcd), made);
+    return made;
+}
+
+CEdge* CMesh::findOrMakeEdge(VCD lower, VCD higher) {
+    const std::uint64_t hash = hashOfEdge(lower, higher);
+    const std::uint32_t found = findEdge(hash, lower, higher);
+    if (found != HashIndex::NONE) return poolCE->at(found);
+    const std::size_t made = poolCE->size();
+    ASSEX(made<HashIndex::NONE);
+    CEdge* pCE = new (poolCE->nextElement()) CEdge(lower, higher);
+    edgeIndex.insert(hash, static_cast<std::uint32_t>(made));
+    return pCE;
+}
+
+void CMesh::unregisterTriangle(CTriangle* pCT) {
+    int numDelete = 0;
+    if (poolCT->owns(pCT)) {
+        const auto firstCorner = static_cast<std::uint32_t>(3 * poolCT->indexOf(pCT));
+        LinkAccess access{*this};
+        for (std::uint32_t k = 0; k < 3; ++k)
+            numDelete += Incidence::unlink(access, firstCorner + k) ? 1 : 0;
+    }
+    ASSEX(numDelete==3);
+}
+
+void CMesh::resetVisited() {
+    for (CTriangle* pCT : vAllCT)
+        pCT->bVisited = false;
+}
+
+// ---- Queries at an element
+
+std::uint32_t CMesh::findEdge(std::uint64_t hash, VCD lower, VCD higher) const {
+    return edgeIndex.find(hash, [&](std::uint32_t i) {
+        const CEdge* pCE = poolCE->at(i);
+        return pCE->v0 == lower && pCE->v1 == higher;
+    });
+}
+
+CEdge* CMesh::getEdge(VCD a, VCD b) const {
+    const auto [lower, higher] = std::minmax(a, b);
+    const std::uint32_t found = findEdge(hashOfEdge(lower, higher), lower, higher);
+    return found == HashIndex::NONE ? nullptr : poolCE->at(found);
+}
+
+bool CMesh::hasEdge(VCD a, VCD b) const {
+    const CEdge* pCE = getEdge(a, b);
+    return pCE != nullptr && pCE->getDegree() > 0;
+}
+
+void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
+    const std::uint32_t vertex = findVertex(vcd);
+    if (vertex == HashIndex::NONE) return;
+    LinkAccess access{*this};
+    Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { vIncT.push_back(poolCT->at(number)); });
+}
+
+void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
+    const CEdge* pCE = getEdge(a, b);
+    if (pCE == nullptr) return;
+    const auto numBefore = static_cast<std::ptrdiff_t>(vAdjT.size());
+    pCE->getAliveTriangles(vAdjT);
+    std::sort(vAdjT.begin() + numBefore, vAdjT.end());
+}
+
+void CMesh::getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const {
+    std::vector<CTriangle*> vIncT;
+    getIncidentT(vcd, vIncT);
+    for (const CTriangle* pCT : vIncT) {
+        const int ici = pCT->getICI(vcd);
+        vIncCE.push_back(pCT->getCEdge((ici + 1) % 3));
+        vIncCE.push_back(pCT->getCEdge((ici + 2) % 3));
+    }
+    oneInstance(vIncCE);
+}
+
+// ---- Vertices
+
+Bundle* const* CMesh::findEntry(VCD vcd) const {
+    const auto q_it = mCCDBundle.find(vcd);
+    ASSEX(q_it!=mCCDBundle.end());
+    return &q_it->second;
+}
+
+// The entry of the table is remembered, not the bundle: a map's entries stay where they are, and one that gets another
+// bundle needn't tell anybody.
+Point3* CMesh::getVtx(VCD vcd) const {
+    const std::uint32_t found = findVertex(vcd);
+    if (found == HashIndex::NONE) return (*findEntry(vcd))->pVtx;
+    Vertex& vertex = *poolVertex->at(found);
+    if (vertex.pEntry == nullptr) vertex.pEntry = findEntry(vcd);
+    return (*vertex.pEntry)->pVtx;
+}
+
+bool CMesh::hasBundle(VCD vcd) const {
+    return mCCDBundle.find(vcd) != mCCDBundle.end();
+}
+
+// ---- Queries on the whole mesh
+
+const std::vector<CEdge*>& CMesh::edgesInKeyOrder() const {
+    const std::size_t numSorted = vSortedCE.size();
+    if (numSorted == poolCE->size()) return vSortedCE;
+    // Sorting pointers alone would jump through memory at every comparison.
+    std::vector<std::pair<VCD, CEdge*>> vNew;
+    vNew.reserve(poolCE->size() - numSorted);
+    for (std::size_t i = numSorted; i < poolCE->size(); ++i)
+        vNew.emplace_back(poolCE->at(i)->v0, poolCE->at(i));
+    sortMT(vNew.begin(), vNew.end(), [](const auto& p, const auto& q) {
+        return p.first != q.first ? p.first < q.first : p.second->v1 < q.second->v1;
+    });
+    vSortedCE.reserve(poolCE->size());
+    for (const auto& [v0, pCE] : vNew)
+        vSortedCE.push_back(pCE);
+    std::inplace_merge(vSortedCE.begin(), vSortedCE.begin() + static_cast<std::ptrdiff_t>(numSorted), vSortedCE.end(),
+                       isBefore);
+    return vSortedCE;
+}
+
+void CMesh::getCEdges(std::vector<CEdge*>& vOut) const {
+    const std::vector<CEdge*>& vAllCE = edgesInKeyOrder();
+    vOut.insert(vOut.end(), vAllCE.begin(), vAllCE.end());
+}
+
+void CMesh::getDegN(int deg, std::vector<CEdge*>& vOut) const {
+    const auto append = [&](auto&& isWanted) {
+        for (CEdge* pCE : edgesInKeyOrder())
+            if (isWanted(pCE->getDegree())) vOut.push_back(pCE);
+    };
+    if (deg > 0) return append([deg](int degree) { return degree == deg; });
+    if (deg == -1) return append([](int degree) { return degree >= 3; });
+    if (deg == -5) return append([](int degree) { return degree == 1 || degree >= 3; });
+    if (deg == -99) return append([](int degree) { return degree >= 1; });
+    warning(KEL_PLACE, "deg=" + toString(deg));
+    ASSEX(false);
+}
+
+void CMesh::getAllTriangles(std::vector<CTriangle*>& vOut) const {
+    vOut.insert(vOut.end(), vAllCT.begin(), vAllCT.end());
+}
+
+void CMesh::getAliveTriangles(std::vector<CTriangle*>& vOut) const {
+    for (CTriangle* pCT : vAllCT)
+        if (pCT->isAlive()) vOut.push_back(pCT);
+}
+
+void CMesh::getTriangleCorners(std::vector<VCD>& vOut) const {
+    extractAliveVCD(vAllCT, vOut);
+}
+
+void CMesh::getTriangleCorners(std::vector<Point3*>& vOut) const {
+    for (const CTriangle* pCT : vAllCT)
+        if (pCT->isAlive()) vOut.insert(vOut.end(), {getVtx(pCT->c0), getVtx(pCT->c1), getVtx(pCT->c2)});
+}
+
+void CMesh::extractAliveVCD(const std::vector<CTriangle*>& vCT, std::vector<VCD>& vOut) const {
+    for (const CTriangle* pCT : vCT)
+        if (pCT->isAlive()) vOut.insert(vOut.end(), {pCT->c0, pCT->c1, pCT->c2});
+}
+
+void CMesh::getUsedCCD(std::vector<CCD>& vOut) const {
+    getTriangleCorners(vOut);
+    oneInstance(vOut);
+}
+
+void CMesh::getPoints(std::vector<Point3*>& vOut) const {
+    std::vector<CCD> vUsed;
+    getUsedCCD(vUsed);
+    for (const CCD ccd : vUsed)
+        vOut.push_back(getVtx(ccd));
+    oneInstance(vOut);
+}
+
+double CMesh::getArea() const {
+    double area = 0.0;
+    for (const CTriangle* pCT : vAllCT)
+        if (pCT->isAlive()) area += pCT->getArea(this);
+    return area;
+}
+
+// ---- Reports
+
+void CMesh::getStatistics(std::size_t& numVertices, std::size_t& numTriangles) const {
+    std::vector<CCD> vCorners;
+    getTriangleCorners(vCorners);
+    numTriangles = vCorners.size() / 3;
+    oneInstance(vCorners);
+    numVertices = vCorners.size();
+}
+
+void CMesh::printStatistics(const std::string& name) const {
+    std::size_t numVertices = 0;
+    std::size_t numTriangles = 0;
+    getStatistics(numVertices, numTriangles);
+    std::map<int, std::size_t> mDegreeCount;
+    for (std::size_t i = 0; i < poolCE->size(); ++i)
+        ++mDegreeCount[poolCE->at(i)->getDegree()];
+    mDegreeCount.erase(0);
+
+    std::cout << "Statistics ( \"" << name << "\" ):\n"
+              << "  Vertices: " << numVertices << "\n"
+              << "  Triangles:  " << numTriangles << "\n";
+    for (const auto& [degree, count] : mDegreeCount)
+        std::cout << "  Edges with degree " << degree << ":\t" << count << "\n";
+    std::cout << std::endl;
+}
+
+bool CMesh::checkNoDegenerate(const std::string& name) const {
+    const auto isBad = [this](const CTriangle* pCT) { return pCT->isAlive() && pCT->isDegenerate(this); };
+    const auto num = static_cast<std::size_t>(std::count_if(vAllCT.begin(), vAllCT.end(), isBad));
+    return report("checkNoDegenerate", name, num, "degenerate triangles");
+}
+
+bool CMesh::checkNoDups(const std::string& name) const {
+    std::vector<std::array<VCD, 3>> vCorners;
+    for (const CTriangle* pCT : vAllCT) {
+        if (!pCT->isAlive()) continue;
+        std::array<VCD, 3>& corners = vCorners.emplace_back();
+        pCT->getSortedCorners(corners[0], corners[1], corners[2]);
+    }
+    const std::size_t numAll = vCorners.size();
+    oneInstance(vCorners);
+    return report("checkNoDups", name, numAll - vCorners.size(), "duplicate triangles");
+}
+
+bool CMesh::checkNoAdjCoordDups(const std::string& name) const {
+    std::size_t num = 0;
+    for (std::size_t i = 0; i < poolCE->size(); ++i) {
+        const CEdge& edge = *poolCE->at(i);
+        if (edge.getDegree() > 0 && samePoint(*getVtx(edge.v0), *getVtx(edge.v1))) ++num;
+    }
+    return report("checkNoAdjCoordDups", name, num, "edges with both ends at one point");
+}
+
+bool CMesh::checkCCD(const std::string& name) const {
+    std::size_t num = 0;
+    for (const auto& [ccd, pBundle] : mCCDBundle)
+        if (pBundle == nullptr || pBundle->pVtx == nullptr || pBundle->ccd != ccd) ++num;
+    std::vector<CCD> vUsed;
+    getUsedCCD(vUsed);
+    for (const CCD ccd : vUsed)
+        if (!hasBundle(ccd)) ++num;
+    return report("checkCCD", name, num, "cells without a proper bundle");
+}
+
+bool CMesh::hasNaN(const std::string& name) const {
+    std::size_t num = 0;
+    for (const auto& [ccd, pBundle] : mCCDBundle)
+        if (hasNaNCoordinate(*pBundle->pVtx)) ++num;
+    return !report("hasNaN", name, num, "vertices with NaN");
+}
+
+}  // namespace TARN_KEL

@@ -12,6 +12,7 @@ namespace TARN_KEL {
 
 struct Bundle;
 class CMesh;
+class Progress;
 
 /// The extraction: from the set of occupied cells to the first coarse mesh.
 ///
@@ -62,8 +63,8 @@ public:
     Casx casx;
 
 private:
-    void extractCubes(std::vector<CCD>& vAmbiguousT);
-    void createMissingT(const VCD* corners, VCD key, int config);
+    void extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT);
+    void createMissingT(VCD a, VCD b, VCD c, VCD key, int config);
     void solveOneAmbiguous(const CCD* record);
 
     mutable bool bHandedOut = false;

@@ -1,0 +1,330 @@
+// From cells to triangles.
+//
+// 1. The list of (key, cell). The plain way is to write the eight keys of each cell and to sort 8n pairs. But an interleaved
+//    code sorts by blocks of 4x4x4 cells, so the pairs of a block of keys stand together, and within a block the order is
+//    that of the lowest six bits. So we go through the blocks that hold a key, ascending. For each of the eight cells round
+//    a lattice point, say the one at -x, one word tells for all 64 keys of the block whether that cell is occupied: it is
+//    the block's occupancy moved by one step, with a slice of the neighbour block moved in.
+//
+//          block x-1   block x              key     1 2 3 4
+//          . . . a     b c d e      ->      at -x   a b c d
+//
+//    Eight such words name all pairs of the block; they are written in order and nothing is sorted but the list of blocks.
+//
+// 2. The first pass reads the list run by run. A run is a dual cube; how a cell's code differs from the key tells its bit.
+//    Cubes that share a face may propose the same triangle, so each is looked for before it is made.
+//
+// 3. A cube with four cells on one face and no others is flat. It may be cut along either diagonal, and its two triangles
+//    would be wrong against a neighbour that took the other one. Flat cubes wait until all others are done; then each takes
+//    the diagonal that is there already. A flat sheet sees each of its squares twice, from the cubes on either side, and the
+//    second one finds what the first one made.
+#include "Voro.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+
+#include "CMesh.h"
+#include "CellBitmap.h"
+#include "Progress.h"
+#include "ThreadSingleton.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+using Word = CellBitmap::Word;
+
+// ---- Blocks of keys. An offset is a cell's place below its key: bits 4, 2, 1 for one step down in x, y, z.
+
+constexpr int NUM_OFFSETS = 8;
+
+constexpr CCD axisBits(int axTriBit) {
+    return CCD_Z_BITS * static_cast<CCD>(axTriBit);
+}
+
+/// One step up or down on one axis of a code or of a block's name. Down from 0 gives a name that no block has.
+constexpr CCD stepUp(CCD code, int axTriBit) {
+    const CCD bits = axisBits(axTriBit);
+    return (((code | ~bits) + 1) & bits) | (code & ~bits);
+}
+constexpr CCD stepDown(CCD code, int axTriBit) {
+    const CCD bits = axisBits(axTriBit);
+    return (((code & bits) - 1) & bits) | (code & ~bits);
+}
+
+/// The places of a word whose local coordinate (0 to 3) on the axis is 0. Local coordinate 1 is axTriBit places higher,
+/// 2 is eight times that, 3 is nine times.
+constexpr Word firstSlice(int axTriBit) {
+    Word slice = 0;
+    for (int local = 0; local < 64; ++local)
+        if ((local & (axTriBit | axTriBit << 3)) == 0) slice |= Word{1} << local;
+    return slice;
+}
+constexpr std::array<Word, 5> FIRST_SLICE = {0, firstSlice(1), firstSlice(2), 0, firstSlice(4)};
+
+constexpr Word lastSlice(int axTriBit) {
+    return FIRST_SLICE[static_cast<std::size_t>(axTriBit)] << 9 * axTriBit;
+}
+
+/// The block's cells moved up by one step; what stands in the last slice of the block below moves in.
+constexpr Word moveUp(Word word, Word wordBelow, int axTriBit) {
+    const Word first = FIRST_SLICE[static_cast<std::size_t>(axTriBit)];
+    const Word evenToOdd = (word & (first | first << 8 * axTriBit)) << axTriBit;
+    const Word oneToTwo = (word & first << axTriBit) << 7 * axTriBit;
+    return evenToOdd | oneToTwo | (wordBelow & lastSlice(axTriBit)) >> 9 * axTriBit;
+}
+
+/// The blocks that hold a key of some cell, ascending. vCells is ascending.
+VCCD findKeyBlocks(const VCCD& vCells) {
+    VCCD vBlock;
+    for (std::size_t i = 0; i < vCells.size();) {
+        const CCD block = CellBitmap::blockOf(vCells[i]);
+        Word word = 0;
+        for (; i < vCells.size() && CellBitmap::blockOf(vCells[i]) == block; ++i)
+            word |= CellBitmap::bitOf(vCells[i]);
+        for (int offset = 0; offset < NUM_OFFSETS; ++offset) {
+            CCD keyBlock = block;
+            Word reaching = word;  // the cells that have a key in that neighbour block
+            for (int axTriBit : {4, 2, 1}) {
+                if ((offset & axTriBit) == 0) continue;
+                keyBlock = stepUp(keyBlock, axTriBit);
+                reaching &= lastSlice(axTriBit);
+            }
+            if (reaching != 0) vBlock.push_back(keyBlock);
+        }
+    }
+    std::sort(vBlock.begin(), vBlock.end());
+    vBlock.erase(std::unique(vBlock.begin(), vBlock.end()), vBlock.end());
+    return vBlock;
+}
+
+/// The pairs of 64 keys that share a block.
+class KeyBlock {
+public:
+    KeyBlock(const CellBitmap& cells, CCD theBlock) : block(theBlock) {
+        for (int offset = 0; offset < NUM_OFFSETS; ++offset) {
+            CCD lowered = block;
+            for (int axTriBit : {4, 2, 1})
+                if ((offset & axTriBit) != 0) lowered = stepDown(lowered, axTriBit);
+            at(offset) = cells.getWord(lowered);
+        }
+        for (int axTriBit : {4, 2, 1})
+            for (int offset = 0; offset < NUM_OFFSETS; ++offset)
+                if ((offset & axTriBit) != 0) at(offset) = moveUp(at(offset - axTriBit), at(offset), axTriBit);
+    }
+
+    void appendPairs(std::vector<std::pair<VCD, CCD>>& vOut) const {
+        Word keys = 0;
+        for (Word word : occupied)
+            keys |= word;
+        for (; keys != 0; keys &= keys - 1)
+            appendPairsOfKey(std::countr_zero(keys), vOut);
+    }
+
+private:
+    struct Step {
+        CCD size;  // as a plain difference of codes
+        int axTriBit;
+    };
+
+    /// The axes by falling size of a step down from the key. A step is larger than all smaller ones together, because the
+    /// highest bit that it changes is higher: so whether a cell is lowered on the first axis decides its place among the
+    /// eight, then the second one.
+    static std::array<Step, 3> stepsDown(VCD key) {
+        std::array<Step, 3> steps{};
+        for (int i = 0; i < 3; ++i) {
+            const int axTriBit = 4 >> i;
+            steps[static_cast<std::size_t>(i)] = {key - stepDown(key, axTriBit), axTriBit};
+        }
+        if (steps[0].size < steps[1].size) std::swap(steps[0], steps[1]);
+        if (steps[1].size < steps[2].size) std::swap(steps[1], steps[2]);
+        if (steps[0].size < steps[1].size) std::swap(steps[0], steps[1]);
+        return steps;
+    }
+
+    void appendPairsOfKey(int local, std::vector<std::pair<VCD, CCD>>& vOut) const {
+        const VCD key = block << 6 | static_cast<VCD>(local);
+        const std::array<Step, 3> steps = stepsDown(key);
+        for (int lowered = NUM_OFFSETS - 1; lowered >= 0; --lowered) {
+            CCD cell = key;
+            int offset = 0;
+            for (int i = 0; i < 3; ++i) {
+                if ((lowered & 4 >> i) == 0) continue;
+                cell -= steps[static_cast<std::size_t>(i)].size;
+                offset |= steps[static_cast<std::size_t>(i)].axTriBit;
+            }
+            if ((at(offset) >> local & 1) != 0) vOut.emplace_back(key, cell);
+        }
+    }
+
+    Word& at(int offset) { return occupied[static_cast<std::size_t>(offset)]; }
+    Word at(int offset) const { return occupied[static_cast<std::size_t>(offset)]; }
+
+    CCD block;
+    std::array<Word, NUM_OFFSETS> occupied{};  // by offset; bit k: that cell of key k is occupied
+};
+
+// ---- Configurations
+
+constexpr int MIN_CELLS = 3;  // fewer make no triangle
+constexpr int MAX_CELLS = 7;  // a full cube lies inside
+
+/// The bit of a cell in the configuration, by the axes in which its code differs from the key's: 4, 2, 1 for x, y, z.
+constexpr std::array<int, 8> BIT_OF_OFFSET = {5, 6, 1, 2, 4, 7, 0, 3};
+
+int bitOfCell(VCD key, CCD cell) {
+    const CCD differing = key ^ cell;
+    int offset = 0;
+    CCD expected = key;
+    for (int axTriBit : {4, 2, 1}) {
+        if ((differing & axisBits(axTriBit)) == 0) continue;
+        offset |= axTriBit;
+        expected = stepDown(expected, axTriBit);
+    }
+    if (expected != cell) ASSEX(false);  // farther away than one step down
+    return BIT_OF_OFFSET[static_cast<std::size_t>(offset)];
+}
+
+/// Exactly the four cells of one face.
+constexpr bool isFlat(int config) {
+    return config == 15 || config == 51 || config == 102 || config == 153 || config == 204 || config == 240;
+}
+
+constexpr std::size_t RECORD_SIZE = 8;  // of a flat cube: six cells, key, configuration
+
+Progress* openStep(const char* name, std::size_t todo) {
+    return ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, todo);
+}
+
+void closeStep(Progress* pStep) {
+    pStep->setDone(true);
+}
+
+}  // namespace
+
+Voro::Voro(Calc* pCalc_, std::map<CCD, Bundle*>& mCCD2Bundle_, TRIMODE mode)
+    : pCalc(pCalc_), mCCD2Bundle(mCCD2Bundle_), casx(mode, false) {
+    vCCD.reserve(mCCD2Bundle.size());
+    for (const auto& [ccd, pBundle] : mCCD2Bundle)
+        vCCD.push_back(ccd);
+    setVCD2CCD();
+}
+
+Voro::~Voro() {
+    if (!bHandedOut) delete pCMesh;
+}
+
+void Voro::setVCD2CCD() {
+    if (!std::is_sorted(vCCD.begin(), vCCD.end())) std::sort(vCCD.begin(), vCCD.end());
+    vCCD.erase(std::unique(vCCD.begin(), vCCD.end()), vCCD.end());
+    for (CCD ccd : vCCD)
+        for (CCD axTriBit : {CCD{4}, CCD{2}, CCD{1}})
+            pCalc->incSparse(ccd, axTriBit);  // fails for a cell on the high side of the grid: it lacks keys
+
+    const CellBitmap cells(vCCD);
+    vStaticVCD2CCD.clear();
+    vStaticVCD2CCD.reserve(vCCD.size() * NUM_OFFSETS);
+    for (CCD block : findKeyBlocks(vCCD))
+        KeyBlock(cells, block).appendPairs(vStaticVCD2CCD);
+}
+
+int Voro::getConfig(VCD key, std::vector<CCD>& vCells) const {
+    int config = 0;
+    for (CCD cell : vCells)
+        config |= 1 << bitOfCell(key, cell);
+    return config;
+}
+
+CMesh* Voro::getCMesh() const {
+    bHandedOut = true;
+    return pCMesh;
+}
+
+void Voro::fatExtractTriangles() {
+    if (pCMesh == nullptr)
+        pCMesh = new CMesh(this, pCalc, mCCD2Bundle);
+    else
+        pCMesh->reset();
+
+    Progress* const pCubes = openStep("VO_ftx", vStaticVCD2CCD.size());
+    std::vector<CCD> vAmbiguousT;
+    extractCubes(pCubes, vAmbiguousT);
+    closeStep(pCubes);
+
+    Progress* const pAmbiguous = openStep("VO_amb", 2);
+    solveAmbiguousT(vAmbiguousT);
+    closeStep(pAmbiguous);
+}
+
+void Voro::extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT) {
+    std::array<CCD, NUM_OFFSETS> cells{};  // by bit; only those of the current configuration are valid
+    std::vector<VCD> vTriVCD;
+    const auto end = vStaticVCD2CCD.cend();
+    for (auto run = vStaticVCD2CCD.cbegin(), next = run; run != end; run = next) {
+        const VCD key = run->first;
+        while (next != end && next->first == key)
+            ++next;
+        pStep->incProgressByOne();
+        if (next - run < MIN_CELLS || next - run > MAX_CELLS) continue;
+
+        int config = 0;
+        for (auto it = run; it != next; ++it) {
+            const int bit = bitOfCell(key, it->second);
+            config |= 1 << bit;
+            cells[static_cast<std::size_t>(bit)] = it->second;
+        }
+        vTriVCD.clear();
+        casx.getTriangles(config, cells.data(), vTriVCD, TUT);
+        if (!isFlat(config)) {
+            for (std::size_t i = 0; i < vTriVCD.size(); i += 3)
+                createMissingT(vTriVCD[i], vTriVCD[i + 1], vTriVCD[i + 2], key, config);
+            continue;
+        }
+        ASSEX(vTriVCD.size()==6);
+        vAmbiguousT.insert(vAmbiguousT.end(), vTriVCD.begin(), vTriVCD.end());
+        vAmbiguousT.push_back(key);
+        vAmbiguousT.push_back(static_cast<CCD>(config));
+    }
+}
+
+/// Unless the triangle is there.
+void Voro::createMissingT(VCD a, VCD b, VCD c, VCD key, int config) {
+    const CEdge* const pCE = pCMesh->getEdge(a, b);
+    if (pCE == nullptr || !pCE->hasAdjT(a, b, c)) pCMesh->createT(a, b, c, key, config);
+}
+
+void Voro::solveAmbiguousT(std::vector<CCD>& vAmbiguousT) {
+    ASSEX(vAmbiguousT.size()%8==0);
+    for (std::size_t i = 0; i < vAmbiguousT.size(); i += RECORD_SIZE)
+        solveOneAmbiguous(&vAmbiguousT[i]);
+}
+
+void Voro::solveOneAmbiguous(const CCD* record) {
+    VCD v0 = record[0], v1 = record[1], v2 = record[2];
+    const CCD* const second = record + 3;
+    const CCD* const pFound = std::find_if(second, second + 3, [&](CCD v) { return v != v0 && v != v1 && v != v2; });
+    const bool bFound = pFound != second + 3;
+    ASSEX(bFound);
+    const VCD v3 = *pFound;
+
+    // From here on v0 and v3 are the ends of one diagonal, v1 and v2 those of the other.
+    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v1);
+    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v2);
+    ASSEX(pCalc->getNeigType(v3,v0)==NT_EDGE);
+
+    const VCD key = record[6];
+    const int config = static_cast<int>(record[7]);
+    if (pCMesh->getEdge(v1, v2) != nullptr) {
+        createMissingT(v0, v1, v2, key, config);
+        createMissingT(v2, v1, v3, key, config);
+    } else {
+        // The surroundings hold the other diagonal or none: the second one of a sheet's two cubes finds it here.
+        createMissingT(v0, v1, v3, key, config);
+        createMissingT(v0, v3, v2, key, config);
+    }
+}
+
+}  // namespace TARN_KEL

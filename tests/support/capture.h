@@ -5,6 +5,7 @@
 
 #include <iostream>
 #include <sstream>
+#include <streambuf>
 #include <string>
 
 #include "kel.h"
@@ -23,6 +24,23 @@ public:
 
 private:
     std::ostringstream out;
+    std::streambuf* pFormer;  // the stream's own buffer, not owned
+};
+
+/// Drops everything written to std::cout while it lives, from any number of threads.
+class CoutSilence {
+public:
+    CoutSilence() : pFormer(std::cout.rdbuf(&sink)) {}
+    ~CoutSilence() { std::cout.rdbuf(pFormer); }
+    CoutSilence(const CoutSilence&) = delete;
+    CoutSilence& operator=(const CoutSilence&) = delete;
+
+private:
+    struct Sink : std::streambuf {
+        int_type overflow(int_type c) override { return traits_type::not_eof(c); }
+        std::streamsize xsputn(const char*, std::streamsize count) override { return count; }
+    };
+    Sink sink;
     std::streambuf* pFormer;  // the stream's own buffer, not owned
 };
 

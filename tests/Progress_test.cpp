@@ -1,0 +1,292 @@
+#include "Progress.h"
+
+#include <cmath>
+#include <future>
+#include <random>
+#include <stdexcept>
+#include <thread>
+#include <vector>
+
+#include "support/capture.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::conditionFailed;
+using TARN_TEST::reportOf;
+
+namespace {
+
+struct Hearer : ProgressBase {
+    std::vector<double> vFrac;
+    std::string lastName;
+    void update(const std::string& name, double fraction) override {
+        vFrac.push_back(fraction);
+        lastName = name;
+    }
+};
+
+// The step counts at which the listener heard something while the node did its steps.
+std::vector<std::size_t> stepsHeard(Progress* pNode, std::size_t numSteps, const Hearer& hearer) {
+    std::vector<std::size_t> vStep;
+    for (std::size_t step = 1; step <= numSteps; ++step) {
+        const std::size_t before = hearer.vFrac.size();
+        pNode->incProgressByOne();
+        if (hearer.vFrac.size() > before) vStep.push_back(step);
+    }
+    return vStep;
+}
+
+// A run of its own, not the thread's.
+struct TestRun {
+    explicit TestRun(const std::vector<std::pair<std::string, double>>& vStep) {
+        root.setListener(&hearer);
+        root.setName("run");
+        for (const auto& [name, weight] : vStep)
+            root.createChild(name, weight);
+    }
+    Hearer hearer;
+    Progress root;
+};
+
+using Steps = std::vector<std::size_t>;
+
+}  // namespace
+
+TEST(Progress, freshRootHasDoneNothingAndRefusesSteps) {
+    Progress root;
+    EXPECT_EQ(root.getFrac(), 0.0);
+    EXPECT_EQ(root.getName(), "empty");
+    EXPECT_NE(reportOf([&] { root.createChild("a", 1.0); }).find(conditionFailed("this->name!=\"empty\"")),
+              std::string::npos);
+    EXPECT_NE(reportOf([&] { root.getChildProgressSetTodo("a", 1); }).find("Condition [ this->name"), std::string::npos);
+    EXPECT_TRUE(root.mNameKids.empty());
+    EXPECT_EQ(std::async(std::launch::async, [&] { return root.getFrac(); }).get(), 0.0) << "the failure left the lock free";
+}
+
+TEST(Progress, nothingToDoIsDone) {
+    TestRun run({{"a", 1.0}, {"b", 3.0}});
+    Progress* pStep = run.root.getChildProgressSetTodo("a", 0);
+    EXPECT_EQ(pStep->getFrac(), 1.0);
+    EXPECT_EQ(run.root.getFrac(), 0.25);
+    pStep->incProgressByOne();
+    EXPECT_EQ(pStep->getFrac(), 1.0);
+}
+
+TEST(Progress, weighsNestedSteps) {
+    TestRun run({{"a", 3.0}, {"b", 1.0}});
+    Progress* pA = run.root.getChildProgressSetTodo("a", 8);
+    Progress* pB = run.root.getChildProgressSetTodo("b", 4);
+    for (int i = 0; i < 6; ++i)
+        pA->incProgressByOne();
+    pB->incProgressByOne();
+    EXPECT_DOUBLE_EQ(run.root.getFrac(), (3.0 * 6 / 8 + 1.0 * 1 / 4) / 4.0);
+    pB->createChild("b1", 2.0);
+    pB->createChild("b2", 6.0);
+    pB->createChild("b2", 900.0);  // a name that exists keeps its weight
+    pB->getChildProgressSetTodo("b2", 3)->incProgressByOne();
+    EXPECT_DOUBLE_EQ(run.root.getFrac(), (3.0 * 6 / 8 + 1.0 * (6.0 / 3) / 8.0) / 4.0);
+    run.root.setDone(true);
+    EXPECT_EQ(run.root.getFrac(), 1.0);
+    EXPECT_EQ(run.hearer.vFrac.back(), 1.0);
+    EXPECT_EQ(run.hearer.lastName, "run");
+}
+
+TEST(Progress, childrenWithoutWeightCountAsNothing) {
+    TestRun run({{"a", 0.0}, {"b", 0.0}});
+    Progress* pA = run.root.getChildProgressSetTodo("a", 400);
+    stepsHeard(pA, 400, run.hearer);
+    EXPECT_EQ(pA->getFrac(), 1.0);
+    EXPECT_EQ(run.root.getFrac(), 0.0);
+}
+
+TEST(Progress, missingStepIsMadeWithWeightTen) {
+    TestRun run({{"a", 30.0}});
+    run.root.getChildProgressSetTodo("new", 1)->setDone(true);
+    EXPECT_DOUBLE_EQ(run.root.getFrac(), 10.0 / 40.0);
+}
+
+TEST(Progress, reportsByShareOfTheRun) {
+    struct Case {
+        double weight, rest;
+        std::size_t numSteps;
+        Steps heard;
+    };
+    for (const Case& c : {Case{1, 99, 1000, {500, 1000}}, Case{1, 999, 100, {75, 100}}, Case{1, 1, 1000, {}},
+                          Case{0, 1, 1000, {}}, Case{50, 50, 3, {1, 2, 3}}}) {
+        TestRun run({{"a", c.weight}, {"b", c.rest}});
+        Steps heard = stepsHeard(run.root.getChildProgressSetTodo("a", c.numSteps), c.numSteps, run.hearer);
+        Steps expected = c.heard;
+        if (c.weight == 0) expected = {5};  // each fifth step is reported; the fraction is 0.0 and heard once
+        for (std::size_t step = 10; c.heard.empty() && c.weight > 0 && step <= c.numSteps; step += 10)
+            expected.push_back(step);
+        EXPECT_EQ(heard, expected) << c.weight << " of " << c.weight + c.rest;
+    }
+}
+
+TEST(Progress, givesAboutTwoHundredRisingReportsForAnyWeights) {
+    for (unsigned seed = 0; seed < 50; ++seed) {
+        std::mt19937 random(seed);
+        std::vector<std::pair<std::string, double>> vStep;
+        for (unsigned i = 0; i < 1 + seed % 12; ++i)
+            vStep.emplace_back("s" + toString(i), std::exp(std::uniform_real_distribution<>(-3.0, 5.0)(random)));
+        TestRun run(vStep);
+        for (const auto& [name, weight] : vStep) {
+            const std::size_t numSteps = std::uniform_int_distribution<std::size_t>(2000, 9000)(random);
+            stepsHeard(run.root.getChildProgressSetTodo(name, numSteps), numSteps, run.hearer);
+        }
+        const std::vector<double>& vFrac = run.hearer.vFrac;
+        EXPECT_GE(vFrac.size(), 150U) << "seed " << seed;
+        EXPECT_LE(vFrac.size(), 200U + 2 * vStep.size()) << "seed " << seed;
+        for (std::size_t i = 1; i < vFrac.size(); ++i)
+            EXPECT_LT(vFrac[i - 1], vFrac[i]) << "seed " << seed;
+        EXPECT_EQ(vFrac.back(), 1.0) << "seed " << seed;
+    }
+}
+
+TEST(Progress, stepsBeyondTheEndChangeNothing) {
+    TestRun run({{"a", 1.0}, {"b", 1.0}});
+    Progress* pStep = run.root.getChildProgressSetTodo("a", 4);
+    EXPECT_EQ(stepsHeard(pStep, 4, run.hearer), (Steps{1, 2, 3, 4}));
+    EXPECT_EQ(stepsHeard(pStep, 10, run.hearer), Steps{}) << "the same fraction isn't heard twice";
+    EXPECT_EQ(pStep->getFrac(), 1.0);
+    run.root.getChildProgressSetTodo("b", 8)->incProgressByOne();
+    const std::size_t before = run.hearer.vFrac.size();
+    run.root.getChildProgressSetTodo("b", 8);  // silent, 1 of 8 becomes 1 of 9
+    EXPECT_EQ(stepsHeard(pStep, 1, run.hearer), Steps{1}) << "yet each such step is a report";
+    EXPECT_EQ(run.hearer.vFrac.size(), before + 1);
+}
+
+TEST(Progress, reopenedStepKeepsItsFraction) {
+    TestRun run({{"a", 1.0}});
+    Progress* pStep = run.root.getChildProgressSetTodo("a", 10);
+    for (int i = 0; i < 5; ++i)
+        pStep->incProgressByOne();
+    EXPECT_EQ(run.root.getChildProgressSetTodo("a", 10), pStep);
+    EXPECT_DOUBLE_EQ(pStep->getFrac(), 7.0 / 15.0);
+    for (int i = 0; i < 8; ++i)
+        pStep->incProgressByOne();
+    EXPECT_EQ(pStep->getFrac(), 1.0);
+    run.root.getChildProgressSetTodo("a", 1000);
+    EXPECT_EQ(pStep->getFrac(), 1.0) << "full stays full";
+    pStep->incProgressByOne();
+    EXPECT_EQ(run.root.getFrac(), 1.0);
+    run.root.getChildProgressSetTodo("a", static_cast<std::size_t>(-1) - 2000);
+    EXPECT_EQ(pStep->getFrac(), 1.0);
+}
+
+TEST(Progress, resetForgetsTheRunAndKeepsTheListener) {
+    TestRun run({{"a", 1.0}});
+    run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
+    run.root.reset();
+    EXPECT_EQ(run.root.getFrac(), 0.0);
+    EXPECT_EQ(run.root.getName(), "empty");
+    EXPECT_TRUE(run.root.mNameKids.empty());
+    EXPECT_EQ(run.root.getListener(), &run.hearer);
+    run.root.setName("second");
+    run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
+    EXPECT_EQ(run.hearer.vFrac, (std::vector<double>{1.0, 1.0}))
+        << "a new run may start with the last fraction of the former";
+    EXPECT_EQ(run.hearer.lastName, "second");
+}
+
+TEST(Progress, listenerThatThrowsLeavesTheTreeUsable) {
+    struct Thrower : ProgressBase {
+        void update(const std::string&, double) override { throw std::runtime_error("cancelled"); }
+    } thrower;
+    TestRun run({{"a", 1.0}});
+    run.root.setListener(&thrower);
+    Progress* pStep = run.root.getChildProgressSetTodo("a", 4);
+    for (int i = 0; i < 3; ++i)
+        EXPECT_THROW(pStep->incProgressByOne(), std::runtime_error);
+    EXPECT_EQ(std::async(std::launch::async, [&] { return run.root.getFrac(); }).get(), 0.75) << "no lock is held";
+    run.root.setListener(&run.hearer);
+    EXPECT_EQ(stepsHeard(pStep, 1, run.hearer), Steps{1});
+}
+
+TEST(Progress, otherThreadsMayWatch) {
+    TestRun run({{"a", 1.0}, {"b", 1.0}});
+    std::atomic<bool> bStop{false};
+    std::future<bool> rising = std::async(std::launch::async, [&] {
+        double last = 0.0;
+        for (bool bRising = true; bRising && !bStop;) {
+            const double frac = run.root.getFrac();
+            bRising = frac >= last;
+            last = frac;
+            if (!bRising) return false;
+        }
+        return true;
+    });
+    for (const char* name : {"a", "b"})
+        stepsHeard(run.root.getChildProgressSetTodo(name, 20000), 20000, run.hearer);
+    bStop = true;
+    EXPECT_TRUE(rising.get());
+    EXPECT_EQ(run.root.getFrac(), 1.0);
+}
+
+TEST(ThreadSingleton, isOneObjectAThread) {
+    Progress* pMine = ThreadSingleton<Progress>::getInstance();
+    EXPECT_EQ(ThreadSingleton<Progress>::getInstance(), pMine);
+    EXPECT_NE(std::async(std::launch::async, [] { return ThreadSingleton<Progress>::getInstance(); }).get(), pMine);
+}
+
+TEST(ThreadSingleton, forgetsAnEndedThread) {
+    Hearer hearer;
+    Progress* pMine = ThreadSingleton<Progress>::getInstance();
+    pMine->setListener(&hearer);
+    for (int i = 0; i < 5; ++i) {
+        std::thread([] {
+            Hearer own;
+            Progress* pRoot = ThreadSingleton<Progress>::getInstance();
+            EXPECT_EQ(pRoot->getListener(), nullptr) << "of an earlier thread with the same id";
+            EXPECT_EQ(pRoot->getName(), "empty");
+            pRoot->setListener(&own);
+            progressForReco();
+            pRoot->setDone(true);
+            EXPECT_EQ(own.vFrac, std::vector<double>{1.0});
+        }).join();
+    }
+    EXPECT_EQ(pMine->getListener(), &hearer);
+    EXPECT_TRUE(hearer.vFrac.empty()) << "runs on other threads aren't heard here";
+    pMine->setListener(nullptr);
+}
+
+TEST(runs, plantTheirSteps) {
+    struct Case {
+        void (*plant)();
+        const char *name, *step;
+        std::size_t numSteps;
+        double share;  // of the one step, from the sums of the lists
+    };
+    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
+    for (const Case& c : {Case{progressForReco, "Reconstruct", "TP_pps", 15, 100.0 / 348.0},
+                          Case{progressForEstimation, "Density Estimation", "SM_run", 3, 1.0 / 3.0},
+                          Case{progressForMelt, "Melt", "RM_redprocprioq", 28, 15.0 / 71.758},
+                          Case{progressForToCloud, "ToCloud", "ar4", 11, 100.0 / 302.0},
+                          Case{[] { progressForReduce(); }, "Reduce", "RM_redprocprioq", 4, 0.93},
+                          Case{[] { progressForEdgeFlips(); }, "EdgeFlips", "efLoop", 3, 1.0 / 3.0}}) {
+        if (hasOpenProgress()) closeProgress();
+        c.plant();
+        EXPECT_EQ(pRoot->getName(), c.name);
+        EXPECT_EQ(pRoot->mNameKids.size(), c.numSteps) << c.name;
+        ASSERT_TRUE(pRoot->mNameKids.contains(c.step)) << c.name;
+        pRoot->mNameKids[c.step]->setDone(true);
+        EXPECT_NEAR(pRoot->getFrac(), c.share, 1e-12) << c.name;
+    }
+    closeProgress();
+}
+
+TEST(runs, ofPostProcessingStayInsideALargerRun) {
+    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
+    progressForMelt();
+    EXPECT_FALSE(progressForReduce() || progressForEdgeFlips() || progressForEdgeFlipsSimA({}) || progressForSmoothing(3));
+    EXPECT_EQ(pRoot->getName(), "Melt");
+    closeProgress();
+    EXPECT_FALSE(hasOpenProgress());
+    EXPECT_TRUE(progressForSmoothing(2));
+    EXPECT_TRUE(pRoot->mNameKids.contains("it%0") && pRoot->mNameKids.contains("it%1"));
+    EXPECT_EQ(pRoot->mNameKids.size(), 5U);
+    closeProgress();
+    EXPECT_TRUE(progressForEdgeFlipsSimA(std::vector<double>{0.018, 0.0162}));
+    EXPECT_EQ(pRoot->getName(), "EdgeFlipsS");
+    EXPECT_TRUE(pRoot->mNameKids.contains("RM_gEfCandMT_0.018") && pRoot->mNameKids.contains("RM_gEfCandMT_0.0162"));
+    closeProgress();
+}

@@ -1,0 +1,180 @@
+#include "tools.h"
+
+#include <bitset>
+#include <chrono>
+#include <functional>
+#include <iomanip>
+#include <mutex>
+#include <set>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include "support/capture.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::conditionFailed;
+using TARN_TEST::countIn;
+using TARN_TEST::outputOf;
+using TARN_TEST::reportOf;
+
+namespace {
+
+void inThreads(int numThreads, const std::function<void()>& work) {
+    std::vector<std::thread> vThread;
+    for (int i = 0; i < numThreads; ++i)
+        vThread.emplace_back(work);
+    for (std::thread& thread : vThread)
+        thread.join();
+}
+
+}  // namespace
+
+TEST(messages, areOneEmptyLineAndOneColouredLine) {
+    EXPECT_EQ(outputOf([] { warning("place", "text"); }), "\n\033[0;93m      [KEL Message] place, WARNING: text\033[m\n");
+    EXPECT_EQ(outputOf([] { errorMsg("place", "text"); }), "\n\033[0;31m      [KEL Message] place, ERROR: text\033[m\n");
+    EXPECT_EQ(outputOf([] { error("place", "text"); }), "\n      [KEL Message] place, ERROR: text\n");
+    EXPECT_EQ(outputOf([] { info("place", "text"); }), "\n      place, INFO: text\n");
+    EXPECT_EQ(outputOf([] { info("", "text"); }), "\n      [KEL Message] INFO: text\n");
+}
+
+TEST(messages, coloursAreWrittenAsTheTerminalReadsThem) {
+    EXPECT_EQ(red(1), "\033[1;31m");
+    EXPECT_EQ(redString("t", 0), "\033[0;31mt\033[m");
+    EXPECT_EQ(yellowString("t", 1), "\033[1;93mt\033[m");
+    EXPECT_EQ(greenString("t", 0), "\033[0;32mt\033[m");
+    EXPECT_EQ(magentaString("t", 0, false), "\033[0;35mt\033[m");
+    EXPECT_EQ(magentaString("t", 0, true), "\033[0;35;4mt\033[m");
+}
+
+TEST(messages, placeNamesSignatureAndLine) {
+    const std::string place = KEL_PLACE, line = toString(__LINE__);
+    EXPECT_EQ(place.substr(0, 4), " ** ");
+    EXPECT_NE(place.find("TestBody()"), std::string::npos);
+    EXPECT_EQ(place.substr(place.rfind(':')), ":" + line + " ** ");
+}
+
+TEST(messages, neitherFollowNorChangeTheFormatOfTheStream) {
+    const std::string plain = outputOf([] { warning("place", "text"); });
+    const std::ios_base::fmtflags flags = std::cout.flags();
+    std::cout << std::hex << std::setw(200) << std::setfill('#');
+    EXPECT_EQ(outputOf([] { warning("place", "text"); }), plain);
+    EXPECT_EQ(outputOf([] { stopWatch("STOP AND REPORT"); }), "");
+    EXPECT_EQ(std::cout.width(0), 200);
+    std::cout.fill(' ');
+    std::cout.flags(flags);
+}
+
+TEST(assertion, printsItsReportAndThrows) {
+    const auto fail = [] { assertionFailed("a<b", "/home/src_lib/build/src_lib/curve/Cloud.cpp", 7, "void f(int)"); };
+    EXPECT_EQ(reportOf(fail),
+              "\033[0;31m      src_lib/curve/Cloud.cpp:7\033[m\n"
+              "\033[0;31m      void f(int)\033[m\n"
+              "\n\033[0;31m      [KEL Message] ASSEX, ERROR: Condition [ a<b failed ]\033[m\n");
+    EXPECT_EQ(reportOf([] { assertionFailed("a<b", "other/x.h", 7, "f"); }).find("\033[0;31m      other/x.h:7\033[m\n"), 0U);
+}
+
+TEST(assertion, showsTheConditionAsTyped) {
+    const int* p = nullptr;
+    const std::pair<int, int> pair(1, 2);
+    EXPECT_NE(reportOf([&] { ASSEX(p!=NULL && pair.first==1); }).find(conditionFailed("p!=__null && pair.first==1")),
+              std::string::npos);
+    EXPECT_NE(reportOf([&] { ASSEX(pair==std::make_pair(2,2)); }).find(conditionFailed("pair==std::make_pair(2,2)")),
+              std::string::npos);
+    EXPECT_NE(reportOf([&] { ASSEX(false); }).find(toString(__LINE__) + "\033[m\n"), std::string::npos);
+}
+
+TEST(assertion, isSilentWhenItHolds) {
+    int numTests = 0;
+    EXPECT_EQ(outputOf([&] { ASSEX(++numTests==1); }), "");
+    EXPECT_EQ(numTests, 1);
+}
+
+TEST(ends, sayTheirReason) {
+    EXPECT_EQ(reportOf([] { goToHell("out of range"); }), "goToHell(): out of range\n");
+    const auto exitLoudly = [] {
+        std::cout.rdbuf(std::cerr.rdbuf());
+        deliberateExit("unreachable");
+    };
+    EXPECT_EXIT(exitLoudly(), testing::ExitedWithCode(0), "\n\ndeliberateExit\\(unreachable\\)\n");
+    EXPECT_EQ(std::string(KelBugException().what()).find("KEL Exception - Bug *OR* wrong usage."), 0U);
+}
+
+TEST(stopWatch, addsUpAndReports) {
+    EXPECT_EQ(outputOf([] { stopWatch("tools test"); }), "\n* START [ tools test ] ");
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    const std::string stop = outputOf([] { stopWatch("tools test"); }), head = "* STOP [ tools test ], Time: [";
+    ASSERT_EQ(stop.substr(0, head.size()), head);
+    EXPECT_GE(std::stod(stop.substr(head.size())), 0.02);
+    EXPECT_EQ(stop.substr(stop.size() - 4), " s]\n");
+    const std::string report = outputOf([] { stopWatch("STOP AND REPORT"); }), line = "1 tools test ";
+    const std::size_t pos = report.find(line);
+    ASSERT_NE(pos, std::string::npos);
+    const std::string seconds = report.substr(pos + line.size(), report.find('\n', pos) - pos - line.size());
+    EXPECT_EQ(seconds.size() - seconds.find('.'), std::string(".123 s").size()) << seconds;
+    EXPECT_GE(std::stod(seconds), 0.02);
+}
+
+TEST(stopWatch, countsCallsOfManyThreads) {
+    inThreads(4, [] {
+        for (int i = 0; i < 50; ++i)
+            stopWatch("shared");
+    });
+    EXPECT_EQ(countIn("\n" + outputOf([] { stopWatch("STOP AND REPORT"); }), "\n100 shared "), 1);
+}
+
+TEST(timers, startStopAndKeepQuiet) {
+    EXPECT_EQ(outputOf([] { timerx("lap"); }), "...Timer [lap] start\n");
+    EXPECT_EQ(outputOf([] { timerx("lap"); }).find("...Timer [lap] stop, elapsed time: "), 0U);
+    EXPECT_EQ(outputOf([] { timerx("lap"); }), "...Timer [lap] start\n") << "a stopped timer starts anew";
+    const auto quietTwice = [] {
+        timerx("[quiet] lap");
+        timerx("[quiet] lap");
+    };
+    EXPECT_EQ(outputOf(quietTwice), "");
+    for (const char* name : {"flips", "kills", "flips"})
+        EXPECT_EQ(outputOf([&] { benchCounter(name); }), "");
+    EXPECT_EQ(outputOf([] { benchCounter("GETCOUNTERS"); }), "Benchmark: \nflips: 2\nkills: 1\n");
+}
+
+TEST(globalPrefix, numbersInFiveDigits) {
+    globalPrefixCtr = 0;
+    EXPECT_EQ(globalPrefix(), "00001");
+    EXPECT_EQ(globalPrefix(), "00002");
+    EXPECT_EQ(globalPrefixNoInc(), "00002");
+    EXPECT_EQ(globalPrefixNumber(), 3);
+    EXPECT_EQ(globalPrefixNumberNoInc(), 3);
+    globalPrefixCtr = 99999;
+    EXPECT_EQ(globalPrefix(), "100000");
+    globalPrefixCtr = -5;
+    EXPECT_EQ(globalPrefixNoInc(), "00000");
+    EXPECT_EQ(globalPrefix(), "00001");
+}
+
+TEST(globalPrefix, neverGivesANumberTwice) {
+    std::mutex mutex;
+    std::set<int> sNumber;
+    inThreads(4, [&] {
+        for (int i = 0; i < 500; ++i) {
+            const int number = globalPrefixNumber();
+            const std::lock_guard<std::mutex> lock(mutex);
+            sNumber.insert(number);
+        }
+    });
+    EXPECT_EQ(sNumber.size(), 2000U);
+}
+
+TEST(text, showsCodes) {
+    for (const unsigned long long code : {0ULL, 1ULL, 0x8000000000000000ULL, 0x123456789abcdef0ULL}) {
+        std::string bits = showBin(code);
+        EXPECT_EQ(bits.size(), 71U);
+        for (std::size_t i = 8; i < bits.size(); i += 9)
+            EXPECT_EQ(bits[i], ' ');
+        std::erase(bits, ' ');
+        EXPECT_EQ(std::bitset<64>(bits).to_ullong(), code);
+    }
+    EXPECT_EQ(showRCD((5000ULL << 42) + (2097151ULL << 21) + 7), "(5000, 2097151, 7)");
+    EXPECT_EQ(repstr("ab", 3) + repstr("ab", 0) + repstr("ab", -1), "ababab");
+    EXPECT_EQ(fatBar("abc"), "===\nabc\n===\n");
+    EXPECT_EQ(toString(0.1) + toString(1e-9) + toString(-7), "0.11e-09-7");
+}

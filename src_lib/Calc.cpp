@@ -133,13 +133,11 @@ Point3 Calc::getMidPoint_RCD(RCD rcd) const {
 }
 
 void Calc::getRefPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const {
-    vOut.reserve(vOut.size() + vCCD.size());
     for (const CCD ccd : vCCD)
         vOut.push_back(getRefPoint(ccd));
 }
 
 void Calc::getMidPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const {
-    vOut.reserve(vOut.size() + vCCD.size());
     for (const CCD ccd : vCCD)
         vOut.push_back(getMidPoint(ccd));
 }

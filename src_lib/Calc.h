@@ -241,7 +241,9 @@ inline Calc::Coordinates Calc::locate(double x, double y, double z) const {
     const double cx = (x - origin[0]) * inverseSteps[0];
     const double cy = (y - origin[1]) * inverseSteps[1];
     const double cz = (z - origin[2]) * inverseSteps[2];
-    ASSEX(cx>=0.0 && cy>=0.0 && cz>=0.0 && cx<coordinateEnd && cy<coordinateEnd && cz<coordinateEnd);
+    const bool bOnGrid =
+        cx >= 0.0 && cy >= 0.0 && cz >= 0.0 && cx < coordinateEnd && cy < coordinateEnd && cz < coordinateEnd;
+    ASSEX(bOnGrid);
     // Through int: that conversion is one instruction, the one to an unsigned 64-bit number isn't.
     return {static_cast<unsigned>(static_cast<int>(cx)), static_cast<unsigned>(static_cast<int>(cy)),
             static_cast<unsigned>(static_cast<int>(cz))};

@@ -1,0 +1,228 @@
+// Lists of cells against plain versions: sets, all pairs, and a literal walk with a stack.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <numeric>
+#include <random>
+#include <set>
+#include <sstream>
+
+#include "freeFunctions.h"
+#include "support/capture.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::CoutCapture;
+
+namespace {
+
+using VCC = std::vector<VRCD>;
+using Edge = std::pair<RCC, RCC>;
+
+RCD at(int x, int y, int z) {
+    return packRCD(static_cast<RCD>(x), static_cast<RCD>(y), static_cast<RCD>(z));
+}
+
+// Random cells of a small cube, at a density between sparse and full; unsorted, with repeats.
+VRCD randomCells(unsigned seed) {
+    std::mt19937 random(seed);
+    const int side = 2 + static_cast<int>(seed % 9);
+    const auto numCells = random() % static_cast<unsigned>(side * side * side) + 1;
+    std::uniform_int_distribution<int> anywhere(100, 99 + side);
+    VRCD vCells;
+    for (auto i = numCells; i > 0; --i)
+        vCells.push_back(at(anywhere(random), anywhere(random), anywhere(random)));
+    return vCells;
+}
+VRCD sorted(VRCD vCells) {
+    const std::set<RCD> sCells(vCells.begin(), vCells.end());
+    return {sCells.begin(), sCells.end()};
+}
+
+bool touch(RCD a, RCD b) {
+    const auto near = [](RCD p, RCD q) { return p > q ? p - q <= 1 : q - p <= 1; };
+    return near(getX_RCD(a), getX_RCD(b)) && near(getY_RCD(a), getY_RCD(b)) && near(getZ_RCD(a), getZ_RCD(b));
+}
+
+// Components by looking at all pairs again and again until no label changes.
+VCC componentsByAllPairs(const VRCD& vCells) {
+    std::vector<std::size_t> vLabel(vCells.size());
+    std::iota(vLabel.begin(), vLabel.end(), 0U);
+    for (bool bChanged = true; bChanged;) {
+        bChanged = false;
+        for (std::size_t i = 0; i < vCells.size(); ++i)
+            for (std::size_t j = 0; j < vCells.size(); ++j)
+                if (vLabel[j] < vLabel[i] && touch(vCells[i], vCells[j])) {
+                    vLabel[i] = vLabel[j];
+                    bChanged = true;
+                }
+    }
+    std::map<std::size_t, VRCD> mCells;  // a label is the place of the first cell
+    for (std::size_t i = 0; i < vCells.size(); ++i)
+        mCells[vLabel[i]].push_back(vCells[i]);
+    VCC vCCs;
+    for (const auto& [label, vCC] : mCells)
+        vCCs.push_back(sorted(vCC));
+    return vCCs;
+}
+
+// Face components with a set, a binary search for each step and a stack.
+VCC componentsByWalk(const VRCD& vSorted, std::size_t minSize) {
+    VCC vCCs;
+    std::set<RCD> sVisited;
+    for (const RCD start : vSorted) {
+        if (!sVisited.insert(start).second) continue;
+        VRCD vStack{start}, vCC;
+        while (!vStack.empty()) {
+            const RCD rcd = vStack.back();
+            vStack.pop_back();
+            vCC.push_back(rcd);
+            for (const RCD neig : {rcd - at(1, 0, 0), rcd + at(1, 0, 0), rcd - at(0, 1, 0), rcd + at(0, 1, 0),
+                                   rcd - at(0, 0, 1), rcd + at(0, 0, 1)})
+                if (std::binary_search(vSorted.begin(), vSorted.end(), neig) && sVisited.insert(neig).second)
+                    vStack.push_back(neig);
+        }
+        if (vCC.size() >= minSize) vCCs.push_back(vCC);
+    }
+    std::stable_sort(vCCs.begin(), vCCs.end(), [](const VRCD& a, const VRCD& b) { return a.size() > b.size(); });
+    return vCCs;
+}
+
+std::string sizesLine(const VCC& vCCs) {
+    std::ostringstream out;
+    out << "\nResult of grow6_RCD: ";
+    for (const VRCD& vCC : vCCs)
+        out << vCC.size() << " ";
+    out << "\n";
+    return out.str();
+}
+
+}  // namespace
+
+TEST(Cells, cornersComeInTheirOrderAndOnceWhenAsked) {
+    VRCC vOut{7};
+    getRCC8({at(5, 6, 7)}, false, vOut);
+    EXPECT_EQ(vOut, (VRCC{7, at(5, 6, 7), at(5, 6, 8), at(5, 7, 7), at(5, 7, 8), at(6, 6, 7), at(6, 6, 8), at(6, 7, 7),
+                          at(6, 7, 8)}));
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        const VRCD vCells = randomCells(seed);
+        std::set<RCC> sCorner{7};
+        std::set<std::pair<RCC, RCD>> sPair;
+        for (const RCD rcd : vCells)
+            for (int i = 0; i < 8; ++i) {
+                const RCC rcc = rcd + at(i & 1, i >> 1 & 1, i >> 2);
+                sCorner.insert(rcc);
+                sPair.emplace(rcc, rcd);
+            }
+        vOut = {7};
+        getRCC8(vCells, true, vOut);
+        EXPECT_TRUE(std::equal(vOut.begin(), vOut.end(), sCorner.begin(), sCorner.end())) << "seed " << seed;
+
+        std::vector<std::pair<RCC, RCD>> vPair;
+        getRCC2RCD(sorted(vCells), vPair);
+        EXPECT_TRUE(std::equal(vPair.begin(), vPair.end(), sPair.begin(), sPair.end())) << "seed " << seed;
+    }
+}
+
+TEST(Cells, faceNeighboursComeInTheirOrderWhateverTheChunks) {
+    for (const std::size_t n : {std::size_t{0}, std::size_t{1}, std::size_t{3}, std::size_t{17}, std::size_t{5001}}) {
+        VRCD vIn(n);
+        std::iota(vIn.begin(), vIn.end(), at(50, 50, 50));
+        VRCC vExpected{9, 9}, vOut{9, 9};
+        for (const RCD rcd : vIn)
+            for (const RCC neig : {rcd - at(1, 0, 0), rcd + at(1, 0, 0), rcd - at(0, 1, 0), rcd + at(0, 1, 0),
+                                   rcd - at(0, 0, 1), rcd + at(0, 0, 1)})
+                vExpected.push_back(neig);
+        getRCC6(vIn, false, vOut);
+        EXPECT_EQ(vOut, vExpected);
+        vOut = {9, 9};
+        getRCC6(vIn, true, vOut);
+        EXPECT_EQ(vOut, sorted(vExpected));
+    }
+}
+
+TEST(Cells, componentsUnderSharedCornersAgreeWithAllPairs) {
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        const VRCD vCells = randomCells(seed);
+        for (const VRCD& vIn : {vCells, sorted(vCells)}) {
+            VCC vExpected = componentsByAllPairs(vIn);
+            vExpected.insert(vExpected.begin(), VRCD{1, 2, 3});
+            VCC vCCs{{1, 2, 3}};
+            createCC_RCD(vIn, vCCs);
+            EXPECT_EQ(vCCs, vExpected) << "seed " << seed;
+        }
+    }
+    VCC vCCs;
+    createCC_RCD({}, vCCs);
+    EXPECT_TRUE(vCCs.empty());
+    createCC_RCD({at(1, 1, 1), at(2, 2, 2), at(4, 2, 2)}, vCCs);
+    EXPECT_EQ(vCCs, (VCC{{at(1, 1, 1), at(2, 2, 2)}, {at(4, 2, 2)}}));
+}
+
+TEST(Cells, componentsUnderSharedFacesAgreeWithTheWalk) {
+    for (unsigned seed = 0; seed < 150; ++seed) {
+        const VRCD vCells = sorted(randomCells(seed));
+        for (const std::size_t minSize : {0U, 2U, 5U}) {
+            const VCC vExpected = componentsByWalk(vCells, minSize);
+            VCC vCCs{{1}};
+            const CoutCapture capture;
+            EXPECT_EQ(grow6_RCD(vCells, vCCs, minSize), vExpected.size());
+            EXPECT_EQ(capture.text(), sizesLine(vExpected));
+            EXPECT_EQ(vCCs.front(), VRCD{1});
+            EXPECT_EQ(VCC(vCCs.begin() + 1, vCCs.end()), vExpected) << "seed " << seed;
+        }
+    }
+}
+
+// A walk as deep as the data, and far more cells than any quadratic way could take.
+TEST(Cells, aSheetOfAMillionCellsIsOneComponent) {
+    VRCD vCells;
+    for (int x = 0; x < 1000; ++x)
+        for (int y = 0; y < 1000; ++y)
+            vCells.push_back(at(5000 + x, 5000 + y, 5000));
+    VCC vCorner, vFace;
+    createCC_RCD(vCells, vCorner);
+    EXPECT_EQ(vCorner, VCC{vCells});
+    const CoutCapture capture;
+    EXPECT_EQ(grow6_RCD(vCells, vFace, 1000000), 1U);
+    EXPECT_EQ(sorted(vFace.front()), vCells);
+}
+
+TEST(Cells, theCubeAroundACellLeavesItsCentreOut) {
+    const RCD centre = at(20, 30, 40);
+    for (const int radius : {-1, 0, 1, 2}) {
+        VRCD vExpected{5}, vOut{5};
+        for (int x = 20 - radius; x <= 20 + radius; ++x)
+            for (int y = 30 - radius; y <= 30 + radius; ++y)
+                for (int z = 40 - radius; z <= 40 + radius; ++z)
+                    if (at(x, y, z) != centre) vExpected.push_back(at(x, y, z));
+        getRCDPositionsAround(centre, radius, vOut);
+        EXPECT_EQ(vOut, vExpected);
+    }
+}
+
+TEST(Cells, edgesArePairsOfCornersAtUnitDistance) {
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        const VRCD vCells = sorted(randomCells(seed));
+        std::set<Edge> sEdge;
+        std::set<std::pair<Edge, RCD>> sEdgeAndCell;
+        for (const RCD rcd : vCells) {
+            VRCC vCorner;
+            getRCC8({rcd}, false, vCorner);
+            for (const RCC low : vCorner)
+                for (const RCC high : vCorner) {
+                    if (high - low != at(1, 0, 0) && high - low != at(0, 1, 0) && high - low != at(0, 0, 1)) continue;
+                    sEdge.emplace(low, high);
+                    sEdgeAndCell.emplace(Edge(low, high), rcd);
+                }
+        }
+        std::vector<Edge> vEdge;
+        createRCCEdges(vCells, vEdge);
+        EXPECT_TRUE(std::equal(vEdge.begin(), vEdge.end(), sEdge.begin(), sEdge.end())) << "seed " << seed;
+        std::vector<std::pair<Edge, RCD>> vEdgeAndCell;
+        createRCCEdgesToRCD(vCells, vEdgeAndCell);
+        EXPECT_EQ(vEdgeAndCell.size(), 12 * vCells.size());
+        EXPECT_TRUE(std::equal(vEdgeAndCell.begin(), vEdgeAndCell.end(), sEdgeAndCell.begin(), sEdgeAndCell.end()))
+            << "seed " << seed;
+    }
+}

@@ -8,10 +8,10 @@
 namespace TARN_KEL {
 
 /// Which triangle table a Casx uses.
-enum TRIMODE { TM_THIN = 0, TM_FAT = 1 };
+enum TRIMODE : int { TM_THIN = 0, TM_FAT = 1 };
 
 /// The class of a triangle in a row. As a filter TUU asks for all triangles, the others for those of that class alone.
-enum TriUse { TUU = 0, TUT = 1, TUF = 2, TUI = 3 };
+enum TriUse : int { TUU = 0, TUT = 1, TUF = 2, TUI = 3 };
 
 /// The case tables of the extraction: which triangles join the occupied cells of a dual cube.
 ///

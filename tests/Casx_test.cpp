@@ -1,0 +1,240 @@
+// The case tables against their construction rule, told a second time with coordinates and rotations in space in place of
+// bits and permutations.
+#include "Casx.h"
+
+#include <gtest/gtest.h>
+
+#include <array>
+#include <map>
+#include <set>
+#include <vector>
+
+#include "support/capture.h"
+#include "support/cellSets.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+// A cell of the cube by the signs of its midpoint, seen from the cube's centre.
+using Sign3 = std::array<int, 3>;
+using Cells = std::set<Sign3>;
+using Row = std::multiset<std::pair<Cells, TriUse>>;
+
+// The order of the bits of a configuration.
+const std::array<Sign3, 8> CELL_OF_BIT = {
+    {{-1, -1, 1}, {1, -1, 1}, {1, -1, -1}, {-1, -1, -1}, {-1, 1, 1}, {1, 1, 1}, {1, 1, -1}, {-1, 1, -1}}};
+
+Cells cellsOf(int mask) {
+    Cells cells;
+    for (std::size_t i = 0; i < 8; ++i)
+        if ((mask >> i & 1) != 0) cells.insert(CELL_OF_BIT[i]);
+    return cells;
+}
+int maskOf(const Cells& cells) {
+    int mask = 0;
+    for (std::size_t i = 0; i < 8; ++i)
+        if (cells.count(CELL_OF_BIT[i]) != 0) mask |= 1 << i;
+    return mask;
+}
+
+Row rowOf(const Casx& casx, int config) {
+    Row row;
+    for (int i = 0; i < Casx::ROW_SIZE; ++i) {
+        const auto slot = static_cast<std::size_t>(config * Casx::ROW_SIZE + i);
+        if (casx.vTriVec[slot] == Casx::END) break;
+        row.emplace(cellsOf(casx.vTriVec[slot]), casx.vTriUse[slot]);
+    }
+    return row;
+}
+
+Sign3 turned(Sign3 s, int timesX, int timesY, int timesZ) {
+    for (; timesX > 0; --timesX)
+        s = {s[0], s[2], -s[1]};
+    for (; timesY > 0; --timesY)
+        s = {-s[2], s[1], s[0]};
+    for (; timesZ > 0; --timesZ)
+        s = {-s[1], s[0], s[2]};
+    return s;
+}
+Cells turned(const Cells& cells, int timesX, int timesY, int timesZ) {
+    Cells image;
+    for (const Sign3& s : cells)
+        image.insert(turned(s, timesX, timesY, timesZ));
+    return image;
+}
+
+// The four cells of a face on the low or high side of an axis; its diagonal runs between the lowest and the highest.
+Cells faceCells(std::size_t axis, int side) {
+    Cells face;
+    for (const Sign3& s : CELL_OF_BIT)
+        if (s[axis] == side) face.insert(s);
+    return face;
+}
+template <typename Visit>
+void forFaces(const Visit& visit) {
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        for (int side : {-1, 1}) {
+            const Cells face = faceCells(axis, side);
+            visit(face, Cells{*face.begin(), *face.rbegin()});
+        }
+}
+
+// Where the triangles in a face fill it, they are replaced by the two along the diagonal.
+Row alongDiagonals(Row row) {
+    forFaces([&](const Cells& face, const Cells& diagonal) {
+        Row inFace, rest;
+        for (const auto& triangle : row) {
+            const bool bInFace = std::includes(face.begin(), face.end(), triangle.first.begin(), triangle.first.end());
+            (bInFace ? inFace : rest).insert(triangle);
+        }
+        if (inFace.size() != 2) return;
+        EXPECT_EQ(inFace.begin()->second, inFace.rbegin()->second) << "no rule says which triangle keeps which class";
+        for (const Sign3& s : face) {
+            Cells triangle = diagonal;
+            if (triangle.insert(s).second) rest.emplace(triangle, inFace.begin()->second);
+        }
+        row = rest;
+    });
+    return row;
+}
+
+std::map<int, Row> rowsByRule(TRIMODE mode) {
+    Casx bases(mode, false);
+    bases.vTriVec.assign(bases.vTriVec.size(), Casx::END);
+    bases.vTriUse.assign(bases.vTriUse.size(), TUU);
+    bases.initBaseCases();
+    std::map<int, Row> rows;
+    for (int base : bases.vBase)
+        for (int abc = 0; abc < 64; ++abc) {
+            const int a = abc / 16, b = abc / 4 % 4, c = abc % 4;
+            Row image;
+            for (const auto& [cells, use] : rowOf(bases, base))
+                image.emplace(turned(cells, a, b, c), use);
+            rows.emplace(maskOf(turned(cellsOf(base), a, b, c)), image);  // the first one stays
+        }
+    for (auto& [config, row] : rows)
+        row = alongDiagonals(row);
+    return rows;
+}
+
+// Triangles delivered under a filter, as a set of sets of bits.
+std::set<Cells> delivered(const Casx& casx, int config, TriUse use) {
+    std::array<CCD, 8> bits = {0, 1, 2, 3, 4, 5, 6, 7};
+    std::vector<CCD> vOut;
+    casx.getTriangles(config, bits.data(), vOut, use);
+    std::set<Cells> triangles;
+    for (std::size_t i = 0; i < vOut.size(); i += 3) {
+        EXPECT_TRUE(vOut[i] < vOut[i + 1] && vOut[i + 1] < vOut[i + 2]) << "from the lowest bit up";
+        triangles.insert(cellsOf(1 << vOut[i] | 1 << vOut[i + 1] | 1 << vOut[i + 2]));
+    }
+    EXPECT_EQ(triangles.size() * 3, vOut.size()) << "a triangle twice in row " << config;
+    return triangles;
+}
+
+std::set<int> orbitOf(const std::set<int>& configs) {
+    std::set<int> orbit;
+    for (int config : configs)
+        for (int abc = 0; abc < 64; ++abc)
+            orbit.insert(maskOf(turned(cellsOf(config), abc / 16, abc / 4 % 4, abc % 4)));
+    return orbit;
+}
+
+}  // namespace
+
+TEST(Casx, rowsFollowFromTheBaseRowsByRotation) {
+    for (TRIMODE mode : {TM_THIN, TM_FAT}) {
+        const Casx casx(mode, false);
+        const std::map<int, Row> expected = rowsByRule(mode);
+        ASSERT_EQ(expected.size(), 256U);
+        for (const auto& [config, row] : expected)
+            EXPECT_EQ(rowOf(casx, config), row) << "mode " << mode << ", row " << config;
+    }
+}
+
+TEST(Casx, isTheSameWhenBuiltFromTheBaseCases) {
+    for (TRIMODE mode : {TM_THIN, TM_FAT}) {
+        const Casx built(mode, false);
+        const TARN_TEST::CoutCapture capture;
+        const Casx experimental(mode, true);
+        EXPECT_EQ(capture.text(), "Casx::Casx, bExperimental=true - using base cases\n");
+        EXPECT_EQ(experimental.vTriVec, built.vTriVec);
+        EXPECT_EQ(experimental.vTriUse, built.vTriUse);
+    }
+    const Casx unknown(static_cast<TRIMODE>(7), false);
+    EXPECT_EQ(unknown.vTriVec, std::vector<int>(3072, Casx::END));
+    EXPECT_EQ(unknown.vTriUse, Casx(TM_FAT, false).vTriUse);
+}
+
+TEST(Casx, neighbouringCubesAgreeOnTheFaceBetweenThem) {
+    // A triangle in a full face holds that face's diagonal, which looks the same from both sides.
+    for (TRIMODE mode : {TM_THIN, TM_FAT}) {
+        const Casx casx(mode, false);
+        for (int config = 0; config < 256; ++config)
+            for (const auto& [triangle, use] : rowOf(casx, config)) {
+                EXPECT_EQ(triangle.size(), 3U);
+                EXPECT_EQ(maskOf(triangle) & ~config, 0) << "a free cell in row " << config;
+                forFaces([&, &cells = triangle](const Cells& face, const Cells& diagonal) {
+                    const bool bFull = (maskOf(face) & ~config) == 0;
+                    if (!bFull || (maskOf(cells) & ~maskOf(face)) != 0) return;
+                    EXPECT_EQ(maskOf(cells) & maskOf(diagonal), maskOf(diagonal)) << mode << ", row " << config;
+                });
+            }
+    }
+}
+
+TEST(Casx, fatRowsHoldTheThinOnesInTheSlotsOfTheMainClass) {
+    const Casx fat(TM_FAT, false), thin(TM_THIN, false);
+    const std::set<int> different = orbitOf({91, 95, 125});
+    for (int config = 0; config < 256; ++config) {
+        const bool bSame = delivered(fat, config, TUT) == delivered(thin, config, TUT);
+        EXPECT_EQ(bSame, different.count(config) == 0) << "row " << config;
+    }
+    // 27 and 7 have triangles, of the other classes.
+    for (int config : orbitOf({7, 27})) {
+        EXPECT_TRUE(delivered(fat, config, TUT).empty());
+        EXPECT_TRUE(delivered(thin, config, TUT).empty());
+        EXPECT_FALSE(delivered(fat, config, TUI).empty());
+    }
+}
+
+TEST(Casx, deliversWhatTheFilterLetsThrough) {
+    const Casx fat(TM_FAT, false);
+    for (int config = 0; config < 256; ++config) {
+        std::size_t numAll = 0;
+        for (TriUse use : {TUT, TUF, TUI})
+            numAll += delivered(fat, config, use).size();
+        EXPECT_EQ(delivered(fat, config, TUU).size(), numAll);
+        const int num = Calc::getNumSet8(config);
+        EXPECT_TRUE(numAll == 0 || (num >= 3 && num <= 7));
+    }
+    EXPECT_EQ(rowOf(fat, 13), (Row{{cellsOf(13), TUI}}));
+    std::array<CCD, 8> cells = {10, 11, 12, 13, 14, 15, 16, 17};
+    std::vector<CCD> vOut = {1, 2, 3};
+    fat.getTriangles(15, cells.data(), vOut, TUT);
+    EXPECT_EQ(vOut, (std::vector<CCD>{1, 2, 3, 10, 11, 13, 11, 12, 13}));
+}
+
+TEST(Casx, aMalformedRowIsReported) {
+    Casx fat(TM_FAT, false);
+    fat.addTriConfig(26, 3, 512, 512, 512, 512, 512, 512, 512, 512, 512, 512, 512);
+    std::array<CCD, 8> cells{};
+    std::vector<CCD> vOut;
+    const std::string report = TARN_TEST::reportOf([&] { fat.getTriangles(26, cells.data(), vOut, TUT); });
+    EXPECT_EQ(report.find("Uh, config=26"), 0U);
+    EXPECT_NE(report.find(TARN_TEST::conditionFailed("vTriCCD.size()%3==0")), std::string::npos);
+    for (int config : {-1, 256})
+        TARN_TEST::reportOf([&] { fat.getTriangles(config, cells.data(), vOut, TUT); });
+}
+
+TEST(Casx, crowdedCubesNameTheCellsToAddAndToRemove) {
+    const std::map<int, int> remove = {{63, 3},   {111, 6},   {119, 34}, {127, 2},   {159, 9},   {187, 17}, {191, 1},
+                                       {207, 12}, {221, 136}, {223, 8},  {238, 68},  {239, 4},   {243, 48}, {246, 96},
+                                       {247, 32}, {249, 144}, {251, 16}, {252, 192}, {253, 128}, {254, 64}};
+    const Casx casx(TM_THIN, false);
+    for (int config = 0; config < 256; ++config) {
+        EXPECT_EQ(casx.getRemoveCbs(config), remove.count(config) != 0 ? remove.at(config) : 0) << config;
+        const int numFree = 8 - static_cast<int>(cellsOf(config).size());
+        EXPECT_EQ(casx.getExtraCbs(config), numFree == 1 || numFree == 2 ? 255 - config : 0) << config;
+    }
+}

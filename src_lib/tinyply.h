@@ -58,7 +58,7 @@ struct PlyElement {
 /// The values of one request.
 struct PlyData {
     Type t = Type::INVALID;
-    std::vector<std::uint8_t> buffer;  ///< values of type t, one behind the other, not aligned
+    std::vector<std::uint8_t> buffer;  ///< values of type t, one behind the other
     std::size_t count = 0;             ///< number of items of the element
     /// For list properties the length of each list, in the order of the file. Empty for plain ones.
     std::vector<std::uint32_t> vListLength;

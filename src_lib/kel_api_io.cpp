@@ -1,0 +1,298 @@
+// The public functions on point files and triangle soups.
+//
+// The format of a file follows from its name alone. Text is read line by line in place, numbers by the rules of a stream; a
+// line that doesn't fit is somebody's header or comment. Binary points are a type, a count and the bare doubles in the byte
+// order of the machine. Readers append as they go, so a reader that fails leaves what it had read behind the older points;
+// what they append is never more than some multiple of the file's length, whatever its header claims.
+#include <algorithm>
+#include <array>
+#include <cstdint>
+#include <cstring>
+#include <iostream>
+#include <new>
+#include <optional>
+#include <stdexcept>
+#include <string>
+#include <string_view>
+
+#include "AtomicFile.h"
+#include "BlockReader.h"
+#include "InputFile.h"
+#include "kel.h"
+#include "ply_io.h"
+#include "textNumbers.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+enum FileType : int { FT_STL, FT_PLY, FT_ASCII, FT_BIN, FT_LIST, FT_UNKNOWN };
+
+/// Other spellings of an extension, such as ".pLy", aren't known.
+struct Extension {
+    std::string_view text;
+    FileType type;
+};
+constexpr std::array<Extension, 21> EXTENSIONS{{
+    {".stl", FT_STL},   {".STL", FT_STL},   {".Stl", FT_STL},    //
+    {".ply", FT_PLY},   {".PLY", FT_PLY},   {".Ply", FT_PLY},    //
+    {".xyz", FT_ASCII}, {".XYZ", FT_ASCII}, {".Xyz", FT_ASCII},  //
+    {".txt", FT_ASCII}, {".TXT", FT_ASCII}, {".Txt", FT_ASCII},  //
+    {".asc", FT_ASCII}, {".ASC", FT_ASCII}, {".Asc", FT_ASCII},  //
+    {".bin", FT_BIN},   {".BIN", FT_BIN},   {".Bin", FT_BIN},    //
+    {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
+}};
+
+bool endsWith(std::string_view text, std::string_view end) {
+    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
+}
+
+std::string nameOf(const char* filename) {
+    return filename != nullptr ? filename : "";
+}
+
+bool fail(const std::string& text) {
+    std::cout << text << std::endl;
+    return false;
+}
+
+/// Three numbers from the start of the text; what follows them is ignored.
+std::optional<Point3> parsePoint(std::string_view text) {
+    std::array<double, 3> aValue{};
+    const char* p = text.data();
+    for (double& value : aValue) {
+        p = extractFloat(p, text.data() + text.size(), value);
+        if (p == nullptr) return std::nullopt;
+    }
+    return Point3(aValue[0], aValue[1], aValue[2]);
+}
+
+bool contains(std::string_view line, std::string_view word) {
+    return line.find(word) != std::string_view::npos;
+}
+
+// ---- Binary points
+
+constexpr std::int32_t BIN_TYPE_3D = 30;
+constexpr std::int32_t BIN_TYPE_2D = 20;
+constexpr std::size_t BIN_HEADER = sizeof(std::int32_t) + sizeof(std::uint64_t);
+
+/// A count that no file of that length was meant to have.
+bool isAbsurdCount(std::uint64_t count, std::uint64_t fileLength) {
+    return count / 8 > fileLength || (count / 8 == fileLength && count % 8 != 0);
+}
+
+/// A point from its first numBytes bytes; coordinates that aren't there in full are 0.0.
+Point3 pointFromBytes(const char* p, std::size_t numBytes) {
+    std::array<double, 3> aValue{};
+    std::memcpy(aValue.data(), p, numBytes - numBytes % sizeof(double));
+    return {aValue[0], aValue[1], aValue[2]};
+}
+
+/// Appends up to count points of the given width in bytes. Returns how many there were, the last one perhaps in part.
+std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_t count, std::vector<Point3>& vPoints) {
+    std::uint64_t numRead = 0;
+    while (numRead < count && reader.fill(width)) {
+        const std::uint64_t numHere = std::min<std::uint64_t>(count - numRead, reader.size() / width);
+        const char* p = reader.begin();
+        for (std::uint64_t i = 0; i < numHere; ++i, p += width)
+            vPoints.push_back(pointFromBytes(p, width));
+        reader.skip(numHere * width);
+        numRead += numHere;
+    }
+    if (numRead < count && reader.size() > 0) {
+        vPoints.push_back(pointFromBytes(reader.begin(), reader.size()));
+        ++numRead;
+    }
+    return numRead;
+}
+
+/// The body of a BIN file of a known type. False when the count is absurd or the disk fails.
+bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, std::vector<Point3>& vPoints) {
+    std::uint64_t count = 0;
+    std::memcpy(&count, reader.begin() + sizeof(std::int32_t), sizeof count);
+    reader.skip(BIN_HEADER);
+    if (file.size() && isAbsurdCount(count, *file.size())) return false;
+    if (file.size()) vPoints.reserve(vPoints.size() + count);
+    const std::size_t numBefore = vPoints.size();
+    const std::uint64_t numRead = readBinPoints(reader, width, count, vPoints);
+    if (reader.failed() || isAbsurdCount(count, BIN_HEADER + numRead * width)) return false;
+    vPoints.resize(numBefore + count);
+    return true;
+}
+
+// ---- Triangle corners
+
+/// The corners of one loop, up to its "endloop" or the end of the file. False at a "vertex" line without three numbers.
+bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints) {
+    std::string_view line;
+    while (reader.nextLine(line) && !contains(line, "endloop")) {
+        if (!contains(line, "vertex")) continue;
+        const char* const end = line.data() + line.size();
+        const char* p = skipSpace(line.data(), end);
+        p = std::find_if(p, end, isSpace);  // behind the word
+        const std::optional<Point3> corner = parsePoint({p, static_cast<std::size_t>(end - p)});
+        if (!corner) return false;
+        vPoints.push_back(*corner);
+    }
+    return true;
+}
+
+}  // namespace
+
+int getFileType(const std::string& filename) {
+    const auto it = std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(),
+                                 [&](const Extension& extension) { return endsWith(filename, extension.text); });
+    return it != EXTENSIONS.end() ? it->type : FT_UNKNOWN;
+}
+
+bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
+    switch (getFileType(filename)) {
+    case FT_ASCII:
+        return readPoints_ASCII(filename.c_str(), vPoints);
+    case FT_BIN:
+        return readPoints_BIN(filename.c_str(), vPoints);
+    case FT_PLY:
+        return readPly(filename.c_str(), true, vPoints);
+    default:
+        return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    }
+}
+
+bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {
+    switch (getFileType(filename)) {
+    case FT_PLY:
+        return writePointsPly(filename, vPoints, bAscii);
+    case FT_ASCII:
+        return writePoints_ASCII(filename.c_str(), vPoints);
+    case FT_BIN:
+        return writePoints_BIN(filename.c_str(), vPoints);
+    case FT_LIST:
+        warning(KEL_PLACE, "Geomview output isn't built yet, not written: " + filename);
+        return false;
+    default:
+        std::cout << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
+        return writePointsPly("kel_output_bin.ply", vPoints, bAscii);
+    }
+}
+
+bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
+    const std::string name = nameOf(filename);
+    InputFile file(name);
+    if (!file.isOpen()) return fail(name + " can't be read");
+    BlockReader reader(file.stream());
+    std::int32_t type = 0;
+    const bool bHeader = reader.fill(BIN_HEADER);
+    std::memcpy(&type, reader.begin(), std::min(sizeof type, reader.size()));
+    if (type != BIN_TYPE_3D && type != BIN_TYPE_2D)
+        return fail(name + " has wrong filetype" + std::to_string(type) + ", expected: 30 or 20");
+    const std::size_t width = (type == BIN_TYPE_3D ? 3 : 2) * sizeof(double);
+    try {
+        if (bHeader && readBinBody(file, reader, width, vPoints)) return true;
+    } catch (const std::bad_alloc&) {  // the same line as for any other count that can't be
+    } catch (const std::length_error&) {
+    }
+    return fail(name + " can't be read");
+}
+
+bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
+    const std::string name = nameOf(filename);
+    AtomicFile file(name);
+    const std::uint64_t count = vPoints.size();
+    std::array<char, BIN_HEADER> header;
+    std::memcpy(header.data(), &BIN_TYPE_3D, sizeof BIN_TYPE_3D);
+    std::memcpy(header.data() + sizeof BIN_TYPE_3D, &count, sizeof count);
+    file.write({header.data(), header.size()});
+    for (const Point3& point : vPoints) {
+        const std::array<double, 3> aValue{point.x(), point.y(), point.z()};
+        file.write({reinterpret_cast<const char*>(aValue.data()), sizeof aValue});
+    }
+    return file.commit() || fail(name + " can't be written");
+}
+
+bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints) {
+    const std::string name = nameOf(filename);
+    InputFile file(name);
+    if (!file.isOpen()) return fail(name + " is unreadable");
+    BlockReader reader(file.stream());
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        if (const std::optional<Point3> point = parsePoint(line)) vPoints.push_back(*point);
+    }
+    if (reader.failed()) return fail(name + " is unreadable");
+    return vPoints.size() > numBefore || fail(name + " holds no points");
+}
+
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints) {
+    return writePoints_ASCII(filename, vPoints, 6);
+}
+
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits) {
+    const std::string name = nameOf(filename);
+    AtomicFile file(name);
+    std::string line;
+    for (const Point3& point : vPoints) {
+        line.clear();
+        appendNumber(line, point.x(), digits);
+        line += ' ';
+        appendNumber(line, point.y(), digits);
+        line += ' ';
+        appendNumber(line, point.z(), digits);
+        line += '\n';
+        file.write(line);
+    }
+    return file.commit() || fail(name + " can't be written");
+}
+
+bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints) {
+    const std::string name = nameOf(filename);
+    InputFile file(name);
+    if (!file.isOpen()) return fail("readSTL(): " + name + " is unreadable");
+    BlockReader reader(file.stream());
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
+        if (!readLoop(reader, vPoints)) return fail("readSTL(): " + name + " has a vertex without three numbers");
+    }
+    if (reader.failed()) return fail("readSTL(): " + name + " is unreadable");
+    return vPoints.size() > numBefore || fail("readSTL(): " + name + " holds no triangles");
+}
+
+bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints) {
+    constexpr std::string_view WORD = "vertex";
+    const auto refuse = [&](const std::string& text) {
+        warning("readTriCorners", text + filename);
+        return false;
+    };
+    InputFile file(filename);
+    if (!file.isOpen()) return refuse("Failed to open ");
+    BlockReader reader(file.stream());
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        const std::size_t pos = line.find(WORD);
+        if (pos == std::string_view::npos) continue;
+        const std::optional<Point3> corner = parsePoint(line.substr(pos + WORD.size()));
+        if (!corner) return refuse("A vertex without three numbers in ");
+        vPoints.push_back(*corner);
+    }
+    if (reader.failed()) return refuse("Failed to read ");
+    return vPoints.size() > numBefore || refuse("No triangles in ");
+}
+
+bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints) {
+    return PLY::readPly(nameOf(filename), bPointsOnly, vPoints);
+}
+
+bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {
+    std::vector<Point3*> vPointer;
+    vPointer.reserve(vPoints.size());
+    for (Point3& point : vPoints)
+        vPointer.push_back(&point);
+    return PLY::writePly(vPointer, filename, bAscii);
+}
+
+}  // namespace TARN_KEL

@@ -116,10 +116,13 @@ TEST(stopWatch, addsUpAndReports) {
 }
 
 TEST(stopWatch, countsCallsOfManyThreads) {
-    inThreads(4, [] {
-        for (int i = 0; i < 50; ++i)
-            stopWatch("shared");
-    });
+    {
+        const TARN_TEST::CoutSilence silence;
+        inThreads(4, [] {
+            for (int i = 0; i < 50; ++i)
+                stopWatch("shared");
+        });
+    }
     EXPECT_EQ(countIn("\n" + outputOf([] { stopWatch("STOP AND REPORT"); }), "\n100 shared "), 1);
 }
 

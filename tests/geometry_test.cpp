@@ -1,0 +1,477 @@
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <random>
+#include <vector>
+
+#include "Bundle.h"
+#include "CMesh.h"
+#include "Segment3.h"
+#include "freeFunctions.h"
+#include "support/capture.h"
+#include "tools.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::conditionFailed;
+using TARN_TEST::outputOf;
+using TARN_TEST::reportOf;
+
+namespace {
+
+constexpr double LARGEST = std::numeric_limits<double>::max();
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+
+// Random values from a fixed seed: points in a cube of side 2, directions on the unit sphere.
+class Chance {
+public:
+    explicit Chance(unsigned seed) : engine(seed) {}
+    double number(double lo = -1.0, double hi = 1.0) { return std::uniform_real_distribution<>(lo, hi)(engine); }
+    Vector3 vector() { return {number(), number(), number()}; }
+    Point3 point() { return Point3() + vector(); }
+    Vector3 direction() {
+        for (;;) {
+            const Vector3 v = vector();
+            if (v.length() > 0.1 && v.length() < 1.0) return v / v.length();
+        }
+    }
+    // Corners of a triangle whose angles stay away from 0.
+    std::array<Point3, 3> triangle() {
+        for (;;) {
+            const std::array<Point3, 3> t = {point(), point(), point()};
+            if (crossProduct(t[1] - t[0], t[2] - t[0]).length() > 0.05) return t;
+        }
+    }
+
+private:
+    std::mt19937 engine;
+};
+
+void expectNear(const Point3& p, const Point3& q, double eps, unsigned seed) {
+    EXPECT_LE((p - q).length(), eps) << p << " against " << q << ", seed " << seed;
+}
+
+void expectCondition(const std::string& report, const std::string& condition) {
+    EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << report;
+}
+
+std::vector<Point3*> pointersTo(std::vector<Point3>& vPoints) {
+    std::vector<Point3*> vPointers;
+    for (Point3& p : vPoints)
+        vPointers.push_back(&p);
+    return vPointers;
+}
+
+}  // namespace
+
+TEST(Vector3, ranksItsComponents) {
+    EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
+    EXPECT_EQ(Vector3(0, 2, -2).getMaxAbsIndex(), 1);
+    EXPECT_EQ(Vector3(0, 2, -2.1).getMaxAbsIndex(), 2);
+    for (unsigned seed = 0; seed < 50; ++seed) {
+        const Vector3 v = Chance(seed).vector();
+        EXPECT_EQ(std::fabs(v.getCartesian(v.getMaxAbsIndex())), v.getMaxAbsComponent()) << "seed " << seed;
+    }
+    double beyond = 0.0;
+    EXPECT_EQ(outputOf([&] { beyond = Vector3(1, 2, 3).getCartesian(3); }), "getCartesian for i=3\n");
+    EXPECT_EQ(beyond, LARGEST);
+}
+
+TEST(Vector3, knowsNormalAndDegenerateOnes) {
+    EXPECT_TRUE(Vector3(1, 0, 0).isNV() && Vector3(1.01, 0, 0).isNV());
+    EXPECT_FALSE(Vector3(1.02, 0, 0).isNV() || Vector3(0.98, 0, 0).isNV() || Vector3(NOT_A_NUMBER, 0, 0).isNV());
+    EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate() || Vector3(0, NOT_A_NUMBER, 0).isDegenerate());
+    EXPECT_TRUE(normalize(Vector3()).isDegenerate() && normalize(Vector3(NOT_A_NUMBER, 1, 1)).isDegenerate());
+    for (unsigned seed = 0; seed < 50; ++seed) {
+        const Vector3 v = Chance(seed).vector();
+        EXPECT_LE((normalize(v) * v.length() - v).length(), 1e-15) << "seed " << seed;
+    }
+}
+
+TEST(Vector3, isPrintedWithBlanksInTheFormatOfTheStream) {
+    std::ostringstream out;
+    out << std::fixed;
+    out.precision(2);
+    out << Vector3(1, -2.5, 3) << "," << Point3(0.125, 0, 1e3);
+    EXPECT_EQ(out.str(), "1.00 -2.50 3.00,0.12 0.00 1000.00");
+}
+
+TEST(Segment3, hasNoDirectionInComparisons) {
+    const Point3 a(1, 2, 3), b(4, 6, 15);
+    EXPECT_TRUE(Segment3(a, b) == Segment3(b, a) && Segment3(a, b) == Segment3(a, b));
+    EXPECT_FALSE(Segment3(a, b) == Segment3(a, a) || Segment3(a, a) == Segment3(b, b) || Segment3(a, b) == Segment3());
+    EXPECT_EQ(Segment3(a, b).getSqLen25D(), 9.0 + 16.0 + 144.0);
+    Segment3 segment(a, b);
+    segment.swapSrcTrg();
+    EXPECT_TRUE(segment.getSrc() == b && segment.getTrg() == a);
+    EXPECT_EQ(Segment3().getTrg(), Point3(-LARGEST, -LARGEST, -LARGEST));
+}
+
+TEST(Plane, liesThroughItsPointsAndDividesSpace) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        const auto [p0, p1, p2] = chance.triangle();
+        bool bOK = false;
+        const Plane plane(p0, p1, p2, bOK);
+        ASSERT_TRUE(bOK && Plane::canConstruct(p0, p1, p2)) << "seed " << seed;
+        EXPECT_NEAR(plane.getNormal().length(), 1.0, 1e-15);
+        for (const Point3& p : {p0, p1, p2})
+            EXPECT_LE(plane.distance(p), 1e-14) << "seed " << seed;
+        const Point3 above = p0 + crossProduct(p1 - p0, p2 - p0), q = chance.point();
+        EXPECT_TRUE(plane.hasOnPositiveSide(above) && !plane.hasOnNegativeSide(above)) << "seed " << seed;
+        expectNear(plane.projection(q) + plane.getNormal() * plane.signedDistance(q), q, 1e-15, seed);
+        EXPECT_LE(plane.distance(plane.projection(q)), 1e-15) << "seed " << seed;
+        const Plane same(p0, p1, p2), shifted(p1, plane.getNormal() * 7.0);
+        EXPECT_EQ((same.getNormal() - plane.getNormal()).length() + std::fabs(same.getD() - plane.getD()), 0.0);
+        EXPECT_NEAR(shifted.signedDistance(q), plane.signedDistance(q), 1e-14) << "seed " << seed;
+    }
+}
+
+TEST(Plane, meetsLines) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        const Plane plane(chance.point(), chance.direction());
+        const Point3 p = chance.point(), q = chance.point();
+        bool bOK = false;
+        const Point3 x = plane.intersectLine(p, q, bOK);
+        const double slope = std::fabs((q - p) * plane.getNormal());
+        EXPECT_TRUE(bOK);
+        EXPECT_LE(plane.distance(x), 1e-13 / slope) << "seed " << seed;
+        EXPECT_LE(crossProduct(x - p, x - q).length(), 1e-12 / slope) << "seed " << seed;
+    }
+    bool bOK = true;
+    const Plane floor(Point3(0, 0, 2), Vector3(0, 0, 3));
+    EXPECT_EQ(floor.intersectLine(Point3(1, 2, 7), Point3(5, 5, 7), bOK), Point3(1, 2, 7));
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(floor.intersectLine(Point3(1, 2, 3), Point3(1, 2, 4), bOK), Point3(1, 2, 2)) << "the line has no ends";
+}
+
+TEST(Plane, refusesPointsThatSpanNone) {
+    const Point3 a(0, 0, 0), b(1, 1, 1), c(2, 2, 2), nan(NOT_A_NUMBER, 0, 0);
+    for (const auto& [p0, p1, p2] : {std::array{a, b, c}, std::array{a, a, b}, std::array{b, b, b}}) {
+        bool bOK = true;
+        const Plane plane(p0, p1, p2, bOK);
+        EXPECT_FALSE(bOK || Plane::canConstruct(p0, p1, p2));
+        EXPECT_TRUE(plane.getNormal().isDegenerate());
+        EXPECT_EQ(plane.getD(), 0.0);
+        const std::string report = reportOf([&] { Plane(p0, p1, p2); });
+        EXPECT_NE(report.find("WARNING: Degenerate plane"), std::string::npos);
+        expectCondition(report, "false");
+    }
+    EXPECT_TRUE(Plane(b, Vector3()).getNormal().isDegenerate());
+    // Infinite coordinates: the unit edges are NaN, and so is the cross product.
+    const Point3 inf(INF, 0, 1);
+    bool bOK = false;
+    expectCondition(reportOf([&] { Plane(a, inf, Point3(0, 1, 0), bOK); }), "cLen<1.0");
+    expectCondition(reportOf([&] { Plane(a, inf, Point3(0, 1, 0)); }), "vecLen>.99 && vecLen<1.01");
+    EXPECT_FALSE(Plane::canConstruct(a, inf, Point3(0, 1, 0)));
+}
+
+TEST(getNormalVector, isAtRightAnglesAndOrdered) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        const auto [p0, p1, p2] = chance.triangle();
+        bool bOK = false;
+        const Vector3 n = getNormalVector(p0, p1, p2, bOK);
+        EXPECT_TRUE(bOK);
+        EXPECT_NEAR(n.length(), 1.0, 1e-15);
+        EXPECT_LE(std::fabs(n * (p1 - p0)) + std::fabs(n * (p2 - p0)), 1e-14) << "seed " << seed;
+        EXPECT_GT(orientation3(p0, p1, p2, p0 - n), 0.0) << "seed " << seed;
+        EXPECT_LE((getNormalVector(p1, p0, p2, bOK) + n).length(), 1e-14) << "seed " << seed;
+    }
+    for (const Point3& p1 : {Point3(0, 0, 0), Point3(1, 2, 3)}) {
+        bool bOK = true;
+        EXPECT_TRUE(getNormalVector(Point3(), p1, Point3(2, 4, 6), bOK).isDegenerate());
+        EXPECT_FALSE(bOK);
+    }
+}
+
+TEST(getNormalVector, findsTheVerticesOfTheMesh) {
+    Calc calc(0, 0, 0, 8, 8, 8, 3);
+    std::array<Point3, 3> corners = {Point3(0, 0, 1), Point3(2, 0, 1), Point3(0, 2, 1)};
+    std::array<Bundle, 3> bundles;
+    std::map<CCD, Bundle*> mCCDBundle;
+    for (std::size_t i = 0; i < 3; ++i) {
+        bundles[i].pVtx = &corners[i];
+        bundles[i].ccd = 10 + i;
+        mCCDBundle[bundles[i].ccd] = &bundles[i];
+    }
+    CMesh mesh(nullptr, &calc, mCCDBundle);
+    bool bOK = false;
+    EXPECT_EQ(getNormalVector(&mesh, 10, 11, 12, bOK) * Vector3(0, 0, 1), 1.0);
+    EXPECT_TRUE(bOK);
+    const std::string report = reportOf([&] { getNormalVector(&mesh, 10, 11, 13, bOK); });
+    EXPECT_NE(report.find("WARNING: pVtx is NULL"), std::string::npos);
+    expectCondition(report, "false");
+}
+
+TEST(estimateNNV, findsThePlaneOfItsPoints) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        const auto t = chance.triangle();
+        const Plane plane(t[0], t[1], t[2]);
+        const Vector3 far(seed % 2 == 0 ? 0.0 : 1e6, 0, 0);
+        std::vector<Point3> vPoints(t.begin(), t.end());
+        while (vPoints.size() < 3 + seed % 20)
+            vPoints.push_back(plane.projection(chance.point()));
+        for (Point3& p : vPoints)
+            p = p + far;
+        Vector3 nv;
+        Point3 centroid;
+        ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
+        EXPECT_NEAR(std::fabs(nv * plane.getNormal()), 1.0, 1e-9) << "seed " << seed;
+        Vector3 sum;
+        for (const Point3& p : vPoints)
+            sum += p - centroid;
+        EXPECT_LE(sum.length(), 1e-15 * (1e6 + 1.0) * static_cast<double>(vPoints.size())) << "seed " << seed;
+    }
+}
+
+// The squared deviations along the axis of the normal's largest component; n describes the plane, of any length.
+double deviationAlongAxis(const std::vector<Point3>& vPoints, const Point3& centroid, const Vector3& n, int axis) {
+    double sum = 0.0;
+    for (const Point3& p : vPoints)
+        sum += std::pow((p - centroid) * n / n.getCartesian(axis), 2.0);
+    return sum;
+}
+
+TEST(estimateNNV, hasTheLeastDeviationForEachAxisThatDecides) {
+    for (int axis = 0; axis < 3; ++axis) {
+        for (unsigned seed = 0; seed < 50; ++seed) {
+            Chance chance(seed);
+            const double slope1 = chance.number(-0.5, 0.5), slope2 = chance.number(-0.5, 0.5);
+            std::vector<Point3> vPoints;
+            for (int i = 0; i < 30; ++i) {
+                const double u = chance.number(), v = chance.number(), w = slope1 * u + slope2 * v + 0.1 * chance.number();
+                vPoints.push_back(axis == 0 ? Point3(w, u, v) : axis == 1 ? Point3(u, w, v) : Point3(u, v, w));
+            }
+            Vector3 nv;
+            Point3 centroid;
+            ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
+            ASSERT_EQ(nv.getMaxAbsIndex(), axis);
+            EXPECT_NEAR(nv.length(), 1.0, 1e-15);
+            const double least = deviationAlongAxis(vPoints, centroid, nv, axis);
+            for (int i = 0; i < 20; ++i)
+                EXPECT_LT(least, deviationAlongAxis(vPoints, centroid, nv + chance.vector() * 0.01, axis))
+                    << "seed " << seed;
+        }
+    }
+}
+
+TEST(estimateNNV, leavesItsArgumentsAloneWithoutAPlane) {
+    std::vector<Point3> vCopies(100, Point3(0.1, 0.2, 0.3)), vLine, vTwo = {Point3(), Point3(1, 0, 0)};
+    for (int i = 0; i < 10; ++i)
+        vLine.emplace_back(i, 2 * i, -i);
+    for (std::vector<Point3>* pPoints : {&vCopies, &vLine, &vTwo}) {
+        Vector3 nv(7, 7, 7);
+        Point3 centroid(8, 8, 8);
+        EXPECT_FALSE(estimateNNV(pointersTo(*pPoints), nv, centroid));
+        EXPECT_TRUE(nv.x() == 7 && centroid == Point3(8, 8, 8));
+    }
+    vLine[3] = Point3(NOT_A_NUMBER, 0, 0);
+    Vector3 nv;
+    Point3 centroid;
+    const std::string report = reportOf([&] { estimateNNV(pointersTo(vLine), nv, centroid); });
+    expectCondition(report, "detZ>=detX && detZ>=detY");
+    EXPECT_EQ(report.find("detX="), 0U) << "the values come first";
+}
+
+TEST(triangle, hasAreaAnglesAndCentres) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        const auto [p0, p1, p2] = Chance(seed).triangle();
+        const double a = (p1 - p2).length(), b = (p2 - p0).length(), c = (p0 - p1).length();
+        const double cosC = (a * a + b * b - c * c) / (2 * a * b), cosB = (a * a + c * c - b * b) / (2 * a * c),
+                     cosA = (b * b + c * c - a * a) / (2 * b * c);
+        EXPECT_NEAR(getArea(&p0, &p1, &p2), 0.5 * a * b * std::sin(std::acos(cosC)), 1e-12) << "seed " << seed;
+        EXPECT_NEAR(getArea25D(&p0, &p1, &p2), getArea(&p0, &p1, &p2), 1e-12) << "seed " << seed;
+        EXPECT_NEAR(getMinInteriorAngle(p0, p1, p2), std::acos(std::max({cosA, cosB, cosC})) * 180.0 / std::acos(-1.0),
+                    1e-7);
+        const Point3 bary = barycenter(p0, p1, p2);
+        EXPECT_LE(((p0 - bary) + (p1 - bary) + (p2 - bary)).length(), 1e-15) << "seed " << seed;
+        const Point3 circum = get3DCircumCenter(&p0, &p1, &p2);
+        const double radius = a * b * c / (4.0 * getArea(&p0, &p1, &p2));
+        for (const Point3& p : {p0, p1, p2})
+            EXPECT_NEAR((p - circum).length(), radius, 1e-10 * radius) << "seed " << seed;
+        EXPECT_LE(Plane(p0, p1, p2).distance(circum), 1e-10 * radius) << "seed " << seed;
+    }
+    const Point3 p, q(1, 2, 3), r(2, 4, 6);
+    EXPECT_EQ(get3DCircumCenter(&p, &q, &r), Point3(LARGEST, LARGEST, LARGEST));
+}
+
+TEST(computeArea, isZeroWhereNoTriangleIs) {
+    EXPECT_EQ(computeArea(3, 4, 5), 6.0);
+    EXPECT_EQ(computeArea(1, 1, 2), 0.0);
+    EXPECT_EQ(computeArea(1, 1, 3), 0.0);
+    const std::string report = reportOf([] { computeArea(1, NOT_A_NUMBER, 2.5); });
+    EXPECT_NE(report.find("computeArea(), WARNING: invalid value, no area for this triangle\033[m\nownHalfCircf="),
+              std::string::npos);
+    EXPECT_NE(report.find("len2=2.5"), std::string::npos);
+    expectCondition(report, "false");
+}
+
+TEST(angles, ofUnitVectorsSurviveRounding) {
+    const Vector3 x(1, 0, 0), over(1.0000000000000002, 0, 0);
+    EXPECT_EQ(getAngleDegree(over, x), 0.0);
+    EXPECT_EQ(getAngleDegree(over, -x), 180.0);
+    EXPECT_EQ(getAngleRad(over, x), 0.0);
+    EXPECT_EQ(getAngleRad(over, -x), 3.14159265359);
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        Chance chance(seed);
+        const Vector3 a = chance.direction(), b = chance.direction();
+        const double angle = std::atan2(crossProduct(a, b).length(), a * b);
+        EXPECT_NEAR(getAngleRad(a, b), angle, 1e-7) << "seed " << seed;
+        EXPECT_NEAR(getAngleDegree(a, b), angle * 180.0 / std::acos(-1.0), 1e-5) << "seed " << seed;
+    }
+}
+
+TEST(line, hasFootPointsAndDistances) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        const Point3 p0 = chance.point(), p1 = chance.point(), q = chance.point();
+        const Point3 foot = getFootPoint3D(p0, p1, q);
+        const double length = (p1 - p0).length(), fromLine = crossProduct(q - p0, p1 - p0).length() / length;
+        EXPECT_LE(std::fabs((q - foot) * (p1 - p0)), 1e-14) << "seed " << seed;
+        EXPECT_NEAR((q - foot).length(), fromLine, 1e-13 / length) << "seed " << seed;
+        EXPECT_NEAR(getPointSegDist(p0, p1, q), std::min({fromLine, (q - p0).length(), (q - p1).length()}), 1e-13 / length);
+    }
+    const Point3 p0, near(1e-11, 0, 0), q(1, 1, 0);
+    EXPECT_EQ(getFootPoint3D(p0, near, q), p0);
+    EXPECT_EQ(getPointSegDist(p0, Point3(0.5, 0, 0), Point3(9, 1, 0)), 1.0) << "the foot may lie beyond the ends";
+    expectCondition(reportOf([&] { getPointSegDist(q, q, p0); }), "p0.x()!=p1.x() || p0.y()!=p1.y() || p0.z()!=p1.z()");
+}
+
+TEST(project2D, movesTheOtherCoordinatesDown) {
+    const Point3 p(1, 2, 3);
+    EXPECT_EQ(project2D(p, 0), Point3(2, 3, 0));
+    EXPECT_EQ(project2D(p, 1), Point3(1, 3, 0));
+    EXPECT_EQ(project2D(p, 2), Point3(1, 2, 0));
+    for (const int wrong : {-1, 3}) {
+        const std::string report = reportOf([&] { project2D(p, wrong); });
+        EXPECT_NE(report.find("WARNING: wrong skipIndex"), std::string::npos);
+        expectCondition(report, "false");
+    }
+}
+
+TEST(getEdgePlane, standsOnTheEdgeAndFacesTheCorner) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        const std::array<Point3, 3> t = Chance(seed).triangle();
+        const Vector3 n = normalize(crossProduct(t[1] - t[0], t[2] - t[0]));
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Plane plane = getEdgePlane(&t[0], &t[1], &t[2], static_cast<int>(i));
+            const double height = 2.0 * getArea(&t[0], &t[1], &t[2]) / (t[(i + 1) % 3] - t[(i + 2) % 3]).length();
+            EXPECT_NEAR(plane.signedDistance(t[i]), height, 1e-12) << "seed " << seed;
+            EXPECT_LE(plane.distance(t[(i + 1) % 3]) + plane.distance(t[(i + 2) % 3]), 1e-13) << "seed " << seed;
+            EXPECT_LE(std::fabs(plane.getNormal() * n), 1e-13) << "seed " << seed;
+        }
+    }
+}
+
+TEST(getEdgePlane, refusesDegenerateTriangles) {
+    const Point3 a(0, 0, 0), copy(0, 0, 0), b(1, 0, 0), c(2, 0, 0), d(0, 1, 0);
+    expectCondition(reportOf([&] { getEdgePlane(&a, &a, &b, 0); }), "p0!=p1");
+    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &b, 0); }), "p1!=p2");
+    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &a, 0); }), "p2!=p0");
+    expectCondition(reportOf([&] { getEdgePlane(&a, &copy, &b, 0); }), "!vecAB.isDegenerate()");
+    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &copy, 0); }), "!vecAC.isDegenerate()");
+    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &c, 0); }), "!nv.isDegenerate()");
+    for (const int wrong : {-1, 3})
+        expectCondition(reportOf([&] { getEdgePlane(&a, &b, &d, wrong); }), "false");
+}
+
+TEST(computeVolume, agreesWithTetrahedra) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        Chance chance(seed);
+        const Point3 a = chance.point(), b = chance.point(), c = chance.point(), d = chance.point();
+        std::vector<Point3> vSolid = {a, b, c, a, d, b, b, d, c, c, d, a};
+        const double volume = orientation3(a, b, c, d) / 6.0;
+        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10) << "seed " << seed;
+        for (const Point3& p : {a, a, b, c, d})
+            vSolid.push_back(p);  // a degenerate triangle and a torn one
+        EXPECT_NEAR(computeVolume(pointersTo(vSolid)), volume, 1e-10) << "seed " << seed;
+        std::rotate(vSolid.begin(), vSolid.begin() + 6, vSolid.begin() + 12);
+        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10) << "seed " << seed << ", another first corner";
+    }
+    EXPECT_EQ(computeVolume(std::vector<Point3*>()), 0.0);
+}
+
+TEST(passThrough, agreesWithThePointInThePolygon) {
+    int numThrough = 0;
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        // A wavy ring round the axis w of a random frame, star-shaped as seen along it; the line runs along w beside the
+        // axis.
+        Chance chance(seed);
+        const Vector3 w = chance.direction(), u = normalize(crossProduct(w, chance.direction())), v = crossProduct(w, u);
+        const int numCorners = 3 + static_cast<int>(seed % 9);
+        std::vector<Point3> vRing;
+        for (int i = 0; i < numCorners; ++i) {
+            const double angle = 2.0 * std::acos(-1.0) * i / numCorners, radius = chance.number(0.5, 2.0);
+            vRing.push_back(Point3() + u * (radius * std::cos(angle)) + v * (radius * std::sin(angle)) +
+                            w * chance.number());
+        }
+        const double lineU = chance.number(-2, 2), lineV = chance.number(-2, 2);
+        const Point3 p0 = Point3() + u * lineU + v * lineV, p1 = p0 + w * chance.number(0.5, 3.0);
+        bool bInside = false;  // crossings of a ray along u
+        for (std::size_t i = 0; i < vRing.size(); ++i) {
+            const Vector3 a = vRing[i] - p0, b = vRing[(i + 1) % vRing.size()] - p0;
+            if ((a * v > 0.0) == (b * v > 0.0)) continue;
+            if (a * u + (b * u - a * u) * (a * v) / (a * v - b * v) > 0.0) bInside = !bInside;
+        }
+        numThrough += bInside ? 1 : 0;
+        EXPECT_EQ(passThrough(p0, p1, vRing), bInside) << "seed " << seed;
+        EXPECT_EQ(passThrough(p1, p0, vRing), bInside) << "seed " << seed;
+        std::reverse(vRing.begin(), vRing.end());
+        EXPECT_EQ(passThrough(p0, p1, vRing), bInside) << "seed " << seed;
+    }
+    EXPECT_TRUE(numThrough > 50 && numThrough < 250) << numThrough;
+    EXPECT_FALSE(passThrough(Point3(), Point3(1, 0, 0), {}));
+    EXPECT_FALSE(passThrough(Point3(), Point3(), {Point3(1, 0, 0), Point3(0, 1, 0), Point3(-1, -1, 0)})) << "no line";
+}
+
+TEST(ranges, meetAndJoin) {
+    double lo = 0.0, hi = 0.0;
+    const std::string text = outputOf([&] { commonRange(0, 1, 2, 3, lo, hi); });
+    EXPECT_NE(text.find("commonRange(), WARNING: empty range, unexpected, returning +DBL_MAX,-DBL_MAX"), std::string::npos);
+    EXPECT_TRUE(lo == LARGEST && hi == -LARGEST);
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        Chance chance(seed);
+        std::array<double, 4> ends;
+        for (double& end : ends)
+            end = std::round(chance.number(-4, 4));
+        const auto [a0, a1, b0, b1] = ends;
+        std::vector<double> vBoth;  // the whole numbers in both ranges
+        for (double x = -5; x <= 5; ++x)
+            if ((x - a0) * (x - a1) <= 0.0 && (x - b0) * (x - b1) <= 0.0) vBoth.push_back(x);
+        const std::string warnings = outputOf([&] { commonRange(a0, a1, b0, b1, lo, hi); });
+        EXPECT_EQ(warnings.empty(), !vBoth.empty()) << "seed " << seed;
+        EXPECT_EQ(lo, vBoth.empty() ? LARGEST : vBoth.front()) << "seed " << seed;
+        EXPECT_EQ(hi, vBoth.empty() ? -LARGEST : vBoth.back()) << "seed " << seed;
+        unionRange(a0, a1, b0, b1, lo, hi);
+        std::sort(ends.begin(), ends.end());
+        EXPECT_TRUE(lo == ends.front() && hi == ends.back()) << "seed " << seed;
+    }
+}
+
+TEST(Bbox3, holdsItsPointsAndMeetsWhatItTouches) {
+    const Point3 a(1, 5, -2), b(0, 7, 3), c(4, 6, 0);
+    const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5), pair = getBbox(c, a, 0.0), single = getBbox(b, 0.25);
+    EXPECT_EQ(Point3(box.minX, box.minY, box.minZ), Point3(-0.5, 4.5, -2.5));
+    EXPECT_EQ(Point3(box.maxX, box.maxY, box.maxZ), Point3(4.5, 7.5, 3.5));
+    EXPECT_EQ(Point3(pair.minX, pair.minY, pair.minZ), Point3(1, 5, -2));
+    EXPECT_EQ(Point3(pair.maxX, pair.maxY, pair.maxZ), Point3(4, 6, 0));
+    EXPECT_EQ(Point3(single.minX, single.minY, single.minZ), Point3(-0.25, 6.75, 2.75));
+    EXPECT_EQ(Point3(single.maxX, single.maxY, single.maxZ), Point3(0.25, 7.25, 3.25));
+    EXPECT_TRUE(box.intersects(getBbox(Point3(4.5, 7.5, 3.5), 0.0)) && getBbox(c, 0.0).intersects(box));
+    EXPECT_FALSE(box.intersects(getBbox(Point3(4.6, 6, 0), 0.0)) || box.intersects(TARN_LOCATE3::Bbox3()));
+}
+
+TEST(bits, tellNumbersFromOthers) {
+    for (const double value : {0.0, -0.0, 1.0, LARGEST, -LARGEST, std::numeric_limits<double>::denorm_min(), INF, -INF,
+                               NOT_A_NUMBER, -NOT_A_NUMBER, std::numeric_limits<double>::signaling_NaN()}) {
+        EXPECT_EQ(tools_isnan(value), std::isnan(value)) << value;
+        EXPECT_EQ(tools_isinf(value), std::isinf(value)) << value;
+    }
+    EXPECT_TRUE(samePoint(Point3(0.0, 1, 2), Point3(-0.0, 1, 2)));
+    EXPECT_FALSE(samePoint(Point3(0, 1, 2), Point3(0, 1, std::nextafter(2.0, 3.0))));
+}

@@ -10,9 +10,9 @@ namespace TARN_KEL {
 /// Writes a file so that its name never stands for half of one.
 ///
 /// The bytes go through a big buffer to a temporary neighbour in the folder of the destination; commit() renames it. Without
-/// commit(), or after any error, the neighbour is removed and an older file stays as it was. A new file gets the mode that any
-/// new file gets, a replaced one keeps its mode; a link is followed, never replaced. What can't be replaced (a device such as
-/// /dev/stdout or /dev/full, a FIFO, an open file reached through /proc) is written directly.
+/// commit(), or after any error, the neighbour is removed and an older file stays as it was. A new file gets the mode that
+/// any new file gets, a replaced one keeps its mode; a link is followed, never replaced. What can't be replaced (a device
+/// such as /dev/stdout or /dev/full, a FIFO, an open file reached through /proc) is written directly.
 ///
 /// Nothing is thrown or printed for an I/O error: it is remembered, and commit() tells it. One thread.
 class AtomicFile {

@@ -21,6 +21,7 @@ public:
     /// The corners belong to the mesh. No edges yet: createT sets them.
     RTriangle(Point3* p0, Point3* p1, Point3* p2);
 
+    bool isAlive() const { return bAlive; }
     /// The patch isn't owned; null when there is none.
     void setPatch(RPatch* pPatch_) { pPatch = pPatch_; }
     RPatch* getPatch() const { return pPatch; }

@@ -21,6 +21,7 @@
 #include <locale>
 #include <optional>
 #include <ostream>
+#include <set>
 #include <stdexcept>
 #include <string_view>
 #include <type_traits>
@@ -381,27 +382,28 @@ void appendBinaryItem(std::string& block, const std::vector<Piece>& vPiece, std:
     }
 }
 
+template <typename T>
+void appendTextValue(std::string& block, T value, int digits) {
+    if constexpr (std::is_floating_point_v<T>)
+        TARN_KEL::appendNumber(block, value, digits);
+    else
+        TARN_KEL::appendInt(block, value);
+    block += ' ';
+}
+
 void appendTextItem(std::string& block, const std::vector<Piece>& vPiece, std::size_t item, int digits) {
-    const auto separate = [&, bFirst = true]() mutable {
-        if (!std::exchange(bFirst, false)) block += ' ';
-    };
+    const std::size_t numBefore = block.size();
     for (const Piece& piece : vPiece) {
-        if (piece.isList) {
-            separate();
-            TARN_KEL::appendInt(block, piece.numValues);
-        }
+        if (piece.isList) appendTextValue(block, piece.numValues, digits);
         const std::uint8_t* p = piece.source.data + item * piece.source.step;
         for (std::size_t i = 0; i < piece.numValues; ++i, p += piece.width) {
-            separate();
             visitType(piece.type, [&](auto value) {
                 std::memcpy(&value, p, sizeof value);
-                if constexpr (std::is_floating_point_v<decltype(value)>)
-                    TARN_KEL::appendNumber(block, value, digits);
-                else
-                    TARN_KEL::appendInt(block, value);
+                appendTextValue(block, value, digits);
             });
         }
     }
+    if (block.size() > numBefore) block.pop_back();  // the blank behind the last value
     block += '\n';
 }
 
@@ -420,6 +422,7 @@ public:
     void prepareBuffers(const std::vector<std::vector<ReadPlan>>& vvPlan, std::size_t numBytesLeft) const;
     void swapBuffers() const;
     std::size_t findOrMakeElement(const std::string& elementKey, std::size_t count);
+    Piece makePiece(PropertyKey key, bool bBinary) const;
     std::vector<Piece> makePieces(std::size_t iElement, bool bBinary) const;
     void writeHeader(std::ostream& out, bool bBinary) const;
 
@@ -570,34 +573,28 @@ std::size_t PlyFileImpl::leastBodySize(const std::vector<std::vector<ReadPlan>>&
     return isBinary || numBytes == 0 ? numBytes : numBytes - 1;
 }
 
-/// Empties the buffers and reserves what they will hold at least, as far as the stream can hold it.
+/// Empties the buffers and reserves what they will hold, as far as the stream can hold it.
 void PlyFileImpl::prepareBuffers(const std::vector<std::vector<ReadPlan>>& vvPlan, std::size_t numBytesLeft) const {
-    for (const auto& [key, request] : mRequest) {
-        request.pData->buffer.clear();
-        request.pData->vListLength.clear();
-    }
-    for (std::size_t iElement = 0; iElement < elements.size(); ++iElement) {
-        for (const ReadPlan& plan : vvPlan[iElement]) {
-            if (plan.pData == nullptr) continue;
-            const std::size_t numItems = std::min(elements[iElement].size, numBytesLeft);
-            const std::size_t perItem = plan.width * (plan.property.isList ? plan.listSizeHint : 1);
-            // In text the value of a type is up to four times as long in memory as its shortest form in the file.
-            const std::size_t limit = checkedProduct(4, numBytesLeft);
-            std::vector<std::uint8_t>& buffer = plan.pData->buffer;
-            buffer.reserve(std::min(limit, buffer.capacity() + checkedProduct(numItems, perItem)));
-            if (plan.property.isList) plan.pData->vListLength.reserve(numItems);
-        }
+    std::map<PlyData*, std::size_t> mBytesPerItem;
+    for (const std::vector<ReadPlan>& vPlan : vvPlan)
+        for (const ReadPlan& plan : vPlan)
+            if (plan.pData != nullptr)
+                mBytesPerItem[plan.pData] += plan.width * (plan.property.isList ? plan.listSizeHint : 1);
+    for (const auto& [pData, bytesPerItem] : mBytesPerItem) {
+        // In text a value of 8 bytes may be a digit and a blank.
+        const std::size_t limit = checkedProduct(4, numBytesLeft);
+        const std::size_t numItems = std::min(pData->count, numBytesLeft);
+        pData->buffer.clear();
+        pData->buffer.reserve(std::min(limit, checkedProduct(numItems, bytesPerItem)));
+        pData->vListLength.clear();
     }
 }
 
 void PlyFileImpl::swapBuffers() const {
-    PlyData* pLast = nullptr;  // the properties of one buffer stand in one element, in any order
-    std::vector<PlyData*> vDone;
+    std::set<PlyData*> sDone;  // several properties share a buffer
     for (const auto& [key, request] : mRequest) {
-        PlyData* const pData = request.pData.get();
-        if (pData == pLast || std::find(vDone.begin(), vDone.end(), pData) != vDone.end()) continue;
-        vDone.push_back(pLast = pData);
-        swapBytes(pData->buffer.data(), pData->buffer.size(), widthOf(pData->t));
+        PlyData& data = *request.pData;
+        if (sDone.insert(&data).second) swapBytes(data.buffer.data(), data.buffer.size(), widthOf(data.t));
     }
 }
 
@@ -648,30 +645,32 @@ void PlyFile::add_properties_to_element(const std::string& elementKey, const std
     }
 }
 
+Piece PlyFileImpl::makePiece(PropertyKey key, bool bBinary) const {
+    const PlyProperty& property = elements[key.first].properties[key.second];
+    const auto it = mSource.find(key);
+    if (it == mSource.end()) throw std::runtime_error("property without data: " + property.name);
+    Piece piece{property.propertyType, widthOf(property.propertyType), property.listCount, it->second, property.isList, ""};
+    if (bBinary && property.isList) {
+        visitType(property.listType, [&](auto value) {
+            value = static_cast<decltype(value)>(property.listCount);
+            const auto* pByte = reinterpret_cast<const std::uint8_t*>(&value);
+            appendBytes(piece.countBytes, pByte, sizeof value, sizeof value, isBigEndian);
+        });
+    }
+    return piece;
+}
+
 /// The parts of an item of an element, in order.
 std::vector<Piece> PlyFileImpl::makePieces(std::size_t iElement, bool bBinary) const {
+    const auto continues = [](const Piece& last, const Piece& piece) {
+        return !last.isList && !piece.isList && last.type == piece.type && last.source.step == piece.source.step &&
+               last.source.data + last.numValues * last.width == piece.source.data;
+    };
     std::vector<Piece> vPiece;
-    const std::vector<PlyProperty>& properties = elements[iElement].properties;
-    for (std::size_t iProperty = 0; iProperty < properties.size(); ++iProperty) {
-        const PlyProperty& property = properties[iProperty];
-        const auto it = mSource.find({iElement, iProperty});
-        if (it == mSource.end()) throw std::runtime_error("property without data: " + property.name);
-        Piece piece{property.propertyType, widthOf(property.propertyType), 1, it->second, property.isList, ""};
-        if (property.isList) {
-            piece.numValues = property.listCount;
-            visitType(property.listType, [&](auto value) {
-                value = static_cast<decltype(value)>(property.listCount);
-                if (bBinary)
-                    appendBytes(piece.countBytes, reinterpret_cast<const std::uint8_t*>(&value), sizeof value, sizeof value,
-                                isBigEndian);
-            });
-        }
-        Piece* const pLast = vPiece.empty() ? nullptr : &vPiece.back();
-        const bool bContinues = pLast != nullptr && !pLast->isList && !piece.isList && pLast->type == piece.type &&
-                                pLast->source.step == piece.source.step &&
-                                pLast->source.data + pLast->numValues * pLast->width == piece.source.data;
-        if (bContinues)
-            ++pLast->numValues;
+    for (std::size_t iProperty = 0; iProperty < elements[iElement].properties.size(); ++iProperty) {
+        Piece piece = makePiece({iElement, iProperty}, bBinary);
+        if (!vPiece.empty() && continues(vPiece.back(), piece))
+            ++vPiece.back().numValues;
         else
             vPiece.push_back(std::move(piece));
     }

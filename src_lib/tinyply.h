@@ -46,7 +46,7 @@ struct PlyProperty {
     Type propertyType = Type::INVALID;  ///< of the value, or of the values of a list
     bool isList = false;
     Type listType = Type::INVALID;  ///< of the count of a list
-    std::size_t listCount = 0;      ///< values of each list, for writing
+    std::size_t listCount = 0;      ///< values per item, for writing
 };
 
 struct PlyElement {

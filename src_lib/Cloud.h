@@ -13,6 +13,7 @@
 
 namespace TARN_KEL {
 
+class Progress;
 class Smooth;
 
 /// One input point set on its way to the grid: points, their bounds, the spacing, the grid, and in the end one bundle for
@@ -98,15 +99,16 @@ public:
     std::vector<std::pair<CCD, CCD>> vFeatures, vBorders;
 
 private:
-    void dropNonFinitePoints();
-    double getLargestExtent() const;
-    double estimateSpacingFromCodes(double extent);
-    double detectByBlocks(VCCD& vCodes, double extent) const;
-    void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
-
     struct Bounds {
         double min[3], max[3];
     };
+
+    void dropNonFinitePoints();
+    double getLargestExtent() const;
+    double detectByBlocks(double extent, Progress* pProgress) const;
+    void checkMargin(const Bounds& ofPoints, double numCells) const;
+    void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
+
     static constexpr double UNSET = std::numeric_limits<double>::max();
     Bounds bounds = {{UNSET, UNSET, UNSET}, {-UNSET, -UNSET, -UNSET}};
     std::vector<Point3*> vBundlePoints;  // in the cloud's pool

@@ -2,6 +2,7 @@
 
 #include <cstdint>
 #include <span>
+#include <utility>
 #include <vector>
 
 #include "Calc.h"
@@ -84,7 +85,13 @@ public:
     void detectFeatures(double angle);
 
 private:
-    SNode* newNode(RCD rcd, const Point3& point, int numPoints);
+    SNode* newNode(RCD rcd, Point3* pPoint, int numPoints);
+    void averageRuns(std::vector<std::pair<RCD, Point3*>>& vCellPoint);
+    std::vector<std::pair<RCD, SNode*>> getNodesByCell() const;
+    void moveToMeanOfLinks(SNode* pSN, const std::vector<Point3>& vBefore) const;
+    void sortNodesByCell();
+    std::vector<std::pair<double, SNode*>> noteUnreliable(double thresh);
+    void addCorrectedNodes(const std::vector<Vector3>& vShift);
 
     std::vector<SNode*> vNodes;  // in nodePool
     std::vector<Point3>& pvPoints;

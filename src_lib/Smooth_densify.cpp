@@ -1,0 +1,247 @@
+// Filling sparse places, in two steps.
+//
+// Between points: two input points one to two cell edges apart belong to the same surface, but the cells between them may be
+// empty. A point goes onto the segment between them, one cell edge from the first. Each cell gets at most one new point, the
+// least in the order of points. There are several pairs for each input point, so what they propose is reduced at once: the
+// points are worked on in small groups of neighbours, and a group hands on one proposal a cell.
+//
+// Between cells: a free cell of whose eight lattice corners six touch occupied cells is a candidate for a hole in the sheet
+// of cells. Many of them merely lie in steps of the sheet; those that may go without opening a way through the surface are
+// dropped again. The others get a node at the mean of the points around.
+#include <algorithm>
+#include <bit>
+#include <iterator>
+#include <utility>
+
+#include "RemoveDecider.h"
+#include "Smooth.h"
+#include "gapCells.h"
+#include "octree/Octree.h"
+#include "radixSort.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+using CellPoint = std::pair<RCD, Point3>;
+
+/// In each cell, how many of its points may pair up. More of them add nothing but time, quadratically.
+const std::size_t MAX_POINTS_IN_CELL = 64;
+/// Points worked on together: enough for their proposals to overlap, few enough for these to stay in the cache.
+const std::size_t GROUP_SIZE = 4096;
+
+/// For each cell the least of the points noted for it: an open table.
+class LeastPoints {
+public:
+    void note(RCD rcd, const Point3& point) {
+        if (2 * (numCells + 1) > vSlot.size()) grow();
+        CellPoint& slot = find(rcd);
+        if (slot.first == NO_CELL) {
+            slot = {rcd, point};
+            ++numCells;
+        } else if (point < slot.second) {
+            slot.second = point;
+        }
+    }
+    /// Hands over what was noted, in no order that counts, and starts anew.
+    std::vector<CellPoint> take() {
+        std::vector<CellPoint> vOut;
+        vOut.reserve(numCells);
+        for (CellPoint& slot : vSlot) {
+            if (slot.first == NO_CELL) continue;
+            vOut.push_back(slot);
+            slot.first = NO_CELL;
+        }
+        numCells = 0;
+        return vOut;
+    }
+
+private:
+    static constexpr RCD NO_CELL = ~RCD{0};
+
+    CellPoint& find(RCD rcd) {
+        std::size_t i = static_cast<std::size_t>((rcd * 0x9e3779b97f4a7c15ULL) >> shift);
+        while (vSlot[i].first != rcd && vSlot[i].first != NO_CELL)
+            i = (i + 1) & (vSlot.size() - 1);
+        return vSlot[i];
+    }
+    void grow() {
+        std::vector<CellPoint> vOld(vSlot.empty() ? 2 * GROUP_SIZE : 2 * vSlot.size(), CellPoint(NO_CELL, Point3()));
+        vOld.swap(vSlot);
+        shift = 64 - static_cast<int>(std::bit_width(vSlot.size() - 1));
+        for (const CellPoint& slot : vOld)
+            if (slot.first != NO_CELL) find(slot.first) = slot;
+    }
+
+    std::vector<CellPoint> vSlot;  // a power of two
+    std::size_t numCells = 0;
+    int shift = 0;
+};
+
+/// The points that pair up, cell by cell along the curve of the interleaved codes, and within a cell in input order.
+std::vector<const Point3*> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
+    std::vector<std::pair<CCD, const Point3*>> vCellPoint;
+    transform_MT(vPoints, vCellPoint, [&calc](const Point3& p) { return std::make_pair(calc.getCCD(&p), &p); });
+    radixSortByCode(vCellPoint);
+    std::vector<const Point3*> vOut;
+    vOut.reserve(vPoints.size());
+    for (std::size_t begin = 0, end = 0; begin < vCellPoint.size(); begin = end) {
+        while (end < vCellPoint.size() && vCellPoint[end].first == vCellPoint[begin].first)
+            ++end;
+        const std::size_t numInCell = end - begin;
+        const std::size_t numTaken = std::min(numInCell, MAX_POINTS_IN_CELL);
+        for (std::size_t i = 0; i < numTaken; ++i)
+            vOut.push_back(vCellPoint[begin + i * numInCell / numTaken].second);
+    }
+    return vOut;
+}
+
+/// The index over the points. vPairing: the ones of vPoints that go in, in any order; they go in by input order.
+void fillOctree(const std::vector<Point3>& vPoints, const std::vector<const Point3*>& vPairing,
+                TARN_OCTREE::Octree& octree) {
+    std::vector<char> vIsPairing(vPoints.size(), 0);
+    for (const Point3* p : vPairing)
+        vIsPairing[static_cast<std::size_t>(p - vPoints.data())] = 1;
+    for (std::size_t i = 0; i < vPoints.size(); ++i) {
+        const Point3& p = vPoints[i];
+        // The index never writes to the object.
+        if (vIsPairing[i] != 0) octree.addObject(const_cast<Point3*>(&p), p.x(), p.y(), p.z());
+    }
+    octree.finish();
+}
+
+/// What a thread proposes for the points that it works on.
+class Pairing {
+public:
+    Pairing(const TARN_OCTREE::Octree& theOctree, const Calc& theCalc)
+        : octree(theOctree), calc(theCalc), sideLen(theCalc.getSideLen()) {}
+
+    /// Proposals on the segments from p to the later points within two cell edges. A cell gets one from p, the first in the
+    /// order in which the index lists the others.
+    void pairUp(const Point3& p) {
+        vNear.clear();
+        octree.getSphereIntersectors(p.x(), p.y(), p.z(), 2.0 * sideLen, vNear);
+        vCellsOfPoint.clear();
+        for (const TARN_OCTREE::OctItem* pItem : vNear) {
+            const auto* q = static_cast<const Point3*>(pItem->pObject);
+            if (q > &p) walk(p, *q);
+        }
+    }
+    std::vector<CellPoint> takeProposals() { return least.take(); }
+
+private:
+    void walk(const Point3& p, const Point3& q) {
+        const Vector3 pq = q - p;
+        const double d = pq.length();
+        if (d < sideLen) return;
+        const Vector3 u = pq / d;
+        for (double t = sideLen; t < d; t += sideLen) {
+            const Point3 point = p + u * t;
+            const RCD rcd = calc.getRCD(&point);
+            if (std::find(vCellsOfPoint.begin(), vCellsOfPoint.end(), rcd) != vCellsOfPoint.end()) continue;
+            vCellsOfPoint.push_back(rcd);  // a few: all lie about one cell edge from p
+            least.note(rcd, point);
+        }
+    }
+
+    const TARN_OCTREE::Octree& octree;
+    const Calc& calc;
+    double sideLen;
+    std::vector<TARN_OCTREE::OctItem*> vNear;
+    std::vector<RCD> vCellsOfPoint;
+    LeastPoints least;
+};
+
+/// The least point proposed for each cell, by ascending code.
+std::vector<Point3> reduceProposals(const std::vector<std::vector<CellPoint>>& vGroup) {
+    std::vector<std::pair<RCD, const Point3*>> vAll;
+    std::size_t numAll = 0;
+    for (const auto& vProposals : vGroup)
+        numAll += vProposals.size();
+    vAll.reserve(numAll);
+    for (const auto& vProposals : vGroup)
+        for (const auto& [rcd, point] : vProposals)
+            vAll.emplace_back(rcd, &point);
+    radixSortByCode(vAll);
+    std::vector<Point3> vLeast;
+    for (std::size_t i = 0; i < vAll.size(); ++i) {
+        if (i == 0 || vAll[i].first != vAll[i - 1].first)
+            vLeast.push_back(*vAll[i].second);
+        else if (*vAll[i].second < vLeast.back())
+            vLeast.back() = *vAll[i].second;
+    }
+    return vLeast;
+}
+
+// ---- Between cells
+
+using CodePoint = std::pair<CCD, const Point3*>;
+
+/// The mean of the points in the 26 cells around a cell. vCodePoint: sorted by code.
+Point3 getMeanAround(CCD ccd, const std::vector<CodePoint>& vCodePoint, const Calc& calc) {
+    CCD block[27];
+    calc.completeArray27(ccd, block);
+    double x = 0.0, y = 0.0, z = 0.0, num = 0.0;
+    for (int pos = 0; pos < 27; ++pos) {
+        if (pos == 13) continue;
+        auto it = std::lower_bound(vCodePoint.begin(), vCodePoint.end(), block[pos],
+                                   [](const CodePoint& entry, CCD code) { return entry.first < code; });
+        for (; it != vCodePoint.end() && it->first == block[pos]; ++it, num += 1.0) {
+            x += it->second->x();
+            y += it->second->y();
+            z += it->second->z();
+        }
+    }
+    ASSEX(num>0);
+    return Point3(x / num, y / num, z / num);
+}
+
+/// The free cells that are holes of the sheet: those of the candidates that can't be taken out again.
+VCCD getHoles(const std::vector<CodePoint>& vCodePoint, Calc* pCalc) {
+    VCCD vExisting, vCandidates, vAll, vKept, vDoomed;
+    transform_MT(vCodePoint, vExisting, [](const CodePoint& entry) { return entry.first; });
+    getGapCells(vExisting, *pCalc, vCandidates);
+    vAll.reserve(vExisting.size() + vCandidates.size());
+    std::merge(vExisting.begin(), vExisting.end(), vCandidates.begin(), vCandidates.end(), std::back_inserter(vAll));
+    RemoveDecider(vAll, pCalc).pruneStrong(vCandidates, vKept, vDoomed);
+    return vKept;
+}
+
+}  // namespace
+
+void Smooth::densifyLap() {
+    const std::vector<const Point3*> vPairing = getPairingPoints(pvPoints, *pCalc);
+    std::vector<std::vector<CellPoint>> vGroup((vPairing.size() + GROUP_SIZE - 1) / GROUP_SIZE);
+    {
+        TARN_OCTREE::Octree octree;
+        fillOctree(pvPoints, vPairing, octree);
+        forChunks_MT(vGroup.size(), [&](std::size_t begin, std::size_t end) {
+            Pairing pairing(octree, *pCalc);
+            for (std::size_t group = begin; group < end; ++group) {
+                const std::size_t endOfGroup = std::min((group + 1) * GROUP_SIZE, vPairing.size());
+                for (std::size_t i = group * GROUP_SIZE; i < endOfGroup; ++i)
+                    pairing.pairUp(*vPairing[i]);
+                vGroup[group] = pairing.takeProposals();
+            }
+        });
+    }
+    const std::vector<Point3> vNew = reduceProposals(vGroup);
+    pvPoints.reserve(pvPoints.size() + vNew.size());
+    pvPoints.insert(pvPoints.end(), vNew.begin(), vNew.end());
+}
+
+void Smooth::densifyNeigs() {
+    std::vector<CodePoint> vCodePoint;
+    transform_MT(vNodes, vCodePoint,
+                 [this](const SNode* pSN) { return CodePoint(pCalc->getCCD(&pSN->smoothedPoint), &pSN->smoothedPoint); });
+    sortMT(vCodePoint.begin(), vCodePoint.end());
+    const VCCD vHoles = getHoles(vCodePoint, pCalc);
+    std::vector<Point3> vMean;
+    transform_MT(vHoles, vMean, [&](CCD ccd) { return getMeanAround(ccd, vCodePoint, *pCalc); });
+    for (std::size_t i = 0; i < vHoles.size(); ++i)
+        newNode(pCalc->ccd2rcd(vHoles[i]), new (pointPool.nextElement()) Point3(vMean[i]), 0);
+}
+
+}  // namespace TARN_KEL

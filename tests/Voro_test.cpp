@@ -1,0 +1,300 @@
+// The extraction against a slow one on ordered maps and sets, and on small sets of cells whose mesh is known.
+#include "Voro.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <vector>
+
+#include "Bundle.h"
+#include "CMesh.h"
+#include "Progress.h"
+#include "support/capture.h"
+#include "support/cellSets.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::cellAt;
+using TARN_TEST::cellsWhere;
+using TARN_TEST::randomCells;
+
+namespace {
+
+struct Triangle {
+    VCD corners[3];
+    VCD key;
+    int config;
+    bool operator==(const Triangle& t) const {
+        return std::equal(corners, corners + 3, t.corners) && key == t.key && config == t.config;
+    }
+};
+
+// A Voro on a set of cells, its mesh extracted.
+class Extraction {
+public:
+    explicit Extraction(const VCCD& vCells, TRIMODE mode = TM_FAT) {
+        for (CCD ccd : vCells)
+            mBundle[ccd] = nullptr;  // the extraction reads the codes only
+        progressForReco();
+        pVoro = std::make_unique<Voro>(&calc, mBundle, mode);
+        pVoro->fatExtractTriangles();
+        pMesh.reset(pVoro->getCMesh());
+    }
+    ~Extraction() { closeProgress(); }
+
+    std::vector<Triangle> triangles() const {
+        std::vector<Triangle> vOut;
+        for (const CTriangle* pCT : pMesh->vAllCT)
+            vOut.push_back({{pCT->getC0(), pCT->getC1(), pCT->getC2()}, pCT->vcdCube, pCT->cfg});
+        return vOut;
+    }
+    std::map<int, int> edgesByDegree() const {
+        std::map<int, int> num;
+        std::vector<CEdge*> vCE;
+        pMesh->getCEdges(vCE);
+        for (const CEdge* pCE : vCE)
+            ++num[pCE->getDegree()];
+        return num;
+    }
+    // V - E + F
+    int euler() const {
+        std::size_t numVertices = 0, numTriangles = 0;
+        pMesh->getStatistics(numVertices, numTriangles);
+        int numEdges = 0;
+        for (const auto& [degree, num] : edgesByDegree())
+            numEdges += num;
+        return static_cast<int>(numVertices) - numEdges + static_cast<int>(numTriangles);
+    }
+
+    Calc calc = TARN_TEST::unitGrid();
+    std::map<CCD, Bundle*> mBundle;
+    std::unique_ptr<Voro> pVoro;
+    std::unique_ptr<CMesh> pMesh;
+};
+
+std::vector<std::pair<VCD, CCD>> pairsBySort(const VCCD& vCells, const Calc& calc) {
+    std::vector<std::pair<VCD, CCD>> vPair;
+    for (CCD ccd : vCells) {
+        CCD keys[8] = {ccd};
+        calc.completeArrayPlus(keys);
+        for (CCD key : keys)
+            vPair.emplace_back(key, ccd);
+    }
+    std::sort(vPair.begin(), vPair.end());
+    return vPair;
+}
+
+// The extraction told with sets: no runs, no mesh.
+class SlowExtraction {
+public:
+    SlowExtraction(const VCCD& vCells, const Calc& theCalc, TRIMODE mode) : calc(theCalc), casx(mode, false) {
+        const std::set<CCD> sCell(vCells.begin(), vCells.end());
+        std::set<VCD> sKey;
+        for (const auto& [key, ccd] : pairsBySort(vCells, calc))
+            sKey.insert(key);
+        std::vector<std::array<CCD, 8>> vFlat;
+        for (VCD key : sKey) {
+            std::array<CCD, 8> cells{};
+            cells[5] = key;
+            calc.completeArraySym(cells.data());
+            int config = 0;
+            for (std::size_t i = 0; i < 8; ++i)
+                config += sCell.count(cells[i]) != 0 ? 1 << i : 0;
+            std::vector<CCD> v;
+            casx.getTriangles(config, cells.data(), v, TUT);
+            if (std::set<int>{15, 51, 102, 153, 204, 240}.count(config) != 0) {
+                vFlat.push_back({v[0], v[1], v[2], v[3], v[4], v[5], key, static_cast<CCD>(config)});
+                continue;
+            }
+            for (std::size_t i = 0; i < v.size(); i += 3)
+                make(v[i], v[i + 1], v[i + 2], key, config);
+        }
+        for (const auto& record : vFlat)
+            solve(record);
+    }
+    std::vector<Triangle> vTriangle;
+
+private:
+    void make(VCD a, VCD b, VCD c, VCD key, int config) {
+        if (!sTriangle.insert({a, b, c}).second) return;
+        vTriangle.push_back({{a, b, c}, key, config});
+        for (const std::set<VCD>& edge : {std::set<VCD>{a, b}, std::set<VCD>{b, c}, std::set<VCD>{a, c}})
+            sEdge.insert(edge);
+    }
+    void solve(const std::array<CCD, 8>& r) {
+        const int config = static_cast<int>(r[7]);
+        const VCD d = *std::find_if(&r[3], &r[6], [&](VCD v) { return std::count(&r[0], &r[3], v) == 0; });
+        // a faces d across the square; the other two keep their places, but for one that swaps with a.
+        std::array<VCD, 3> v = {r[0], r[1], r[2]};
+        if (calc.getNumDifferent_CCD(v[0], d) != 2) std::swap(v[0], v[1]);
+        if (calc.getNumDifferent_CCD(v[0], d) != 2) std::swap(v[0], v[2]);
+        if (sEdge.count({v[1], v[2]}) != 0) {
+            make(v[0], v[1], v[2], r[6], config);
+            make(v[2], v[1], d, r[6], config);
+        } else {
+            make(v[0], v[1], d, r[6], config);
+            make(v[0], d, v[2], r[6], config);
+        }
+    }
+
+    const Calc& calc;
+    Casx casx;
+    std::set<std::set<VCD>> sTriangle, sEdge;
+};
+
+bool isOnShell(int num, int i, int j, int k) {
+    return std::min({i, j, k}) == 0 || std::max({i, j, k}) == num - 1;
+}
+
+}  // namespace
+
+TEST(Voro, pairsAreThoseOfTheSort) {
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        const double chance = 0.01 + seed * 0.02;
+        // At the low side of the grid too, where a block has no lower neighbour.
+        const VCCD vCells = randomCells(10, chance, seed, seed % 2 == 0 ? 0 : 507);
+        Extraction extraction(vCells);
+        const auto vExpected = pairsBySort(vCells, extraction.calc);
+        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected) << "seed " << seed;
+
+        VCCD& vCCD = extraction.pVoro->vCCD;
+        vCCD.insert(vCCD.end(), vCells.rbegin(), vCells.rend());
+        extraction.pVoro->setVCD2CCD();
+        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected) << "in any order, with repeats; seed " << seed;
+    }
+}
+
+TEST(Voro, configurationsOfAllCubes) {
+    const Extraction extraction({});
+    for (int config = 0; config < 256; ++config) {
+        CCD cells[8] = {};
+        cells[5] = cellAt(512, 1 + config, 7);
+        extraction.calc.completeArraySym(cells);
+        std::vector<CCD> vCells;
+        for (std::size_t i = 0; i < 8; ++i)
+            if ((config >> i & 1) != 0) vCells.push_back(cells[i]);
+        EXPECT_EQ(extraction.pVoro->getConfig(cells[5], vCells), config);
+    }
+    for (CCD foreign : {cellAt(6, 5, 5), cellAt(5, 3, 5), cellAt(4, 4, 6)}) {
+        std::vector<CCD> vCells = {foreign};
+        const std::string report = TARN_TEST::reportOf([&] { extraction.pVoro->getConfig(cellAt(5, 5, 5), vCells); });
+        EXPECT_NE(report.find(TARN_TEST::conditionFailed("false")), std::string::npos);
+    }
+}
+
+TEST(Voro, agreesWithTheSlowExtraction) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        VCCD vCells = randomCells(9, 0.05 + 0.015 * seed, seed);
+        if (seed % 3 == 0) vCells = TARN_TEST::sphereShell(3 + static_cast<int>(seed) / 6);
+        const TRIMODE mode = seed % 4 == 1 ? TM_THIN : TM_FAT;
+        const Extraction extraction(vCells, mode);
+        EXPECT_TRUE(extraction.triangles() == SlowExtraction(vCells, extraction.calc, mode).vTriangle);
+    }
+}
+
+TEST(Voro, aSheetBecomesOneManifoldLayerOfTriangles) {
+    const int num = 6;
+    for (int axis = 0; axis < 3; ++axis) {
+        const Extraction extraction(cellsWhere(num, [axis](int i, int j, int k) {
+            return (axis == 0 ? i : axis == 1 ? j : k) == 2;
+        }));
+        const int numSquares = (num - 1) * (num - 1), numBorder = 4 * (num - 1);
+        EXPECT_EQ(extraction.triangles().size(), static_cast<std::size_t>(2 * numSquares));
+        EXPECT_EQ(extraction.edgesByDegree(), (std::map<int, int>{{1, numBorder}, {2, (6 * numSquares - numBorder) / 2}}));
+        EXPECT_EQ(extraction.euler(), 1);
+    }
+}
+
+TEST(Voro, closedSetsOfCellsBecomeClosedSurfaces) {
+    for (int num : {3, 4, 7}) {
+        const auto onShell = [num](int i, int j, int k) { return isOnShell(num, i, j, k); };
+        const auto solid = [](int, int, int) { return true; };
+        for (const VCCD& vCells : {cellsWhere(num, onShell), cellsWhere(num, solid)}) {
+            const Extraction extraction(vCells);
+            EXPECT_EQ(extraction.edgesByDegree().size(), 1U);
+            EXPECT_EQ(extraction.edgesByDegree().count(2), 1U);
+            EXPECT_EQ(extraction.euler(), 2) << vCells.size() << " cells";
+            EXPECT_EQ(extraction.triangles().size(), static_cast<std::size_t>(12 * (num - 1) * (num - 1)));
+        }
+    }
+}
+
+TEST(Voro, linesAndCornersMakeNoTriangles) {
+    const auto row = [](int, int j, int k) { return j == 1 && k == 1; };
+    const auto corner = [](int i, int j, int k) { return i < 2 && j < 2 && k == 0 && i + j < 2; };
+    const auto fullCube = [](int i, int j, int k) { return i < 2 && j < 2 && k < 2; };
+    EXPECT_TRUE(Extraction({}).triangles().empty());
+    EXPECT_TRUE(Extraction(cellsWhere(5, row)).triangles().empty());
+    EXPECT_TRUE(Extraction(cellsWhere(3, corner)).triangles().empty());
+    EXPECT_EQ(Extraction(cellsWhere(3, fullCube)).triangles().size(), 12U) << "its six faces, nothing inside";
+}
+
+TEST(Voro, aFlatCubeTakesTheDiagonalOfItsSurroundings) {
+    const VCD a = cellAt(5, 5, 5), b = cellAt(6, 5, 5), c = cellAt(5, 6, 5), d = cellAt(6, 6, 5);
+    const auto hasSquare = [&](Extraction& on, VCD v0, VCD v1) {
+        return on.pMesh->hasEdge(v0, v1) && on.triangles().size() == 2;
+    };
+    Extraction alone({a, b, c, d});
+    EXPECT_TRUE(hasSquare(alone, b, c)) << "without a hint the diagonal that the table doesn't have";
+    // Once an edge stood on the table's diagonal, with triangles or without, that one is taken.
+    alone.pMesh->reset();
+    alone.pMesh->createT(a, d, cellAt(9, 9, 9), 0, 0)->kill(alone.pMesh.get());
+    std::vector<CCD> vRecord = {a, b, d, a, c, d, cellAt(6, 6, 5), 15};
+    const std::size_t numBefore = alone.pMesh->vAllCT.size();
+    alone.pVoro->solveAmbiguousT(vRecord);
+    alone.pVoro->solveAmbiguousT(vRecord);  // finds both
+    EXPECT_EQ(alone.pMesh->vAllCT.size(), numBefore + 2);
+    EXPECT_TRUE(alone.pMesh->hasEdge(a, d));
+    EXPECT_FALSE(alone.pMesh->hasEdge(b, c));
+
+    vRecord.pop_back();
+    EXPECT_NE(TARN_TEST::reportOf([&] {
+                  alone.pVoro->solveAmbiguousT(vRecord);
+              }).find(TARN_TEST::conditionFailed("vAmbiguousT.size()%8==0")),
+              std::string::npos);
+}
+
+TEST(Voro, aSecondExtractionFillsTheSameMeshAnew) {
+    Extraction extraction(TARN_TEST::sphereShell(5));
+    const std::vector<Triangle> vFirst = extraction.triangles();
+    extraction.pVoro->fatExtractTriangles();
+    EXPECT_EQ(extraction.pVoro->getCMesh(), extraction.pMesh.get());
+    EXPECT_FALSE(vFirst.empty());
+    EXPECT_TRUE(extraction.triangles() == vFirst);
+}
+
+TEST(Voro, bothStepsAreReportedAsDone) {
+    const Extraction extraction(cellsWhere(4, [](int, int, int k) { return k == 1; }));
+    for (const char* name : {"VO_ftx", "VO_amb"})
+        EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->mNameKids.at(name)->getFrac(), 1.0) << name;
+}
+
+TEST(Voro, aListenerThatThrowsEndsTheExtractionWithoutALeak) {
+    struct Cancel : ProgressBase {
+        void update(const std::string&, double fraction) override {
+            if (fraction > 0.0) throw 42;
+        }
+    } cancel;
+    Calc calc = TARN_TEST::unitGrid();
+    std::map<CCD, Bundle*> mBundle;
+    for (CCD ccd : TARN_TEST::sphereShell(20))
+        mBundle[ccd] = nullptr;
+    progressForReco();
+    ThreadSingleton<Progress>::getInstance()->setListener(&cancel);
+    EXPECT_THROW(Voro(&calc, mBundle, TM_FAT).fatExtractTriangles(), int);
+    ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
+    closeProgress();
+}
+
+TEST(Voro, aCellAtTheHighSideOfTheGridIsAnAssertion) {
+    Calc calc = TARN_TEST::unitGrid();
+    for (CCD ccd : {cellAt(4095, 5, 5), cellAt(5, 4095, 5), cellAt(5, 5, 4095)}) {
+        std::map<CCD, Bundle*> mBundle = {{cellAt(1, 1, 1), nullptr}, {ccd, nullptr}};
+        TARN_TEST::reportOf([&] { Voro(&calc, mBundle, TM_FAT); });
+    }
+}

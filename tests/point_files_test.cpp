@@ -1,0 +1,365 @@
+// Point files, triangle soups, the text of numbers, and the two classes that open files.
+#include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstring>
+#include <random>
+#include <sstream>
+#include <thread>
+
+#include "AtomicFile.h"
+#include "kel.h"
+#include "support/TempFolder.h"
+#include "support/capture.h"
+#include "textNumbers.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+using Points = std::vector<Point3>;
+
+namespace {
+
+template <typename T>
+std::string bytesOf(const T& value) {
+    return {reinterpret_cast<const char*>(&value), sizeof value};
+}
+std::string bytesOf(const Points& vPoints) {
+    return {reinterpret_cast<const char*>(vPoints.data()), vPoints.size() * sizeof(Point3)};
+}
+
+/// A line of odd numbers and near-numbers.
+std::string randomText(std::mt19937& random, std::size_t maxPieces) {
+    static const std::array<const char*, 29> PIECES{
+        "1",   "0",  "9",   "-",    "+",     ".",    "e",   "E",    "nan",   "inf", "0x1", "123456",    "e5",
+        "e-3", " ",  "\t",  "e400", "e-400", "e308", "e38", "e-45", "e-320", "4.9", "000", "3.4028236", "1.7976931348623158",
+        "abc", "\r", "2.5 "};
+    std::string text;
+    for (std::size_t i = random() % maxPieces + 1; i > 0; --i)
+        text += PIECES[random() % PIECES.size()];
+    return text;
+}
+
+template <typename Float>
+void expectExtractedLikeAStream(unsigned seed) {
+    std::mt19937 random(seed);
+    for (int i = 0; i < 20000; ++i) {
+        const std::string text = randomText(random, 6);
+        std::istringstream in(text);
+        Float expected{}, value{};
+        const bool bExpected = static_cast<bool>(in >> expected);
+        const char* const behind = extractFloat(text.data(), text.data() + text.size(), value);
+        ASSERT_EQ(behind != nullptr, bExpected) << '[' << text << "] seed " << seed;
+        if (!bExpected) continue;
+        in.clear();
+        const std::string rest(std::istreambuf_iterator<char>(in), {});
+        ASSERT_EQ(bytesOf(value), bytesOf(expected)) << '[' << text << ']';
+        ASSERT_EQ(std::string(behind, text.data() + text.size()), rest) << '[' << text << ']';
+    }
+}
+
+/// The slow and obvious reader.
+Points pointsByStreams(const std::string& text) {
+    Points vPoints;
+    std::istringstream in(text);
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream numbers(line);
+        double x = 0, y = 0, z = 0;
+        if (numbers >> x >> y >> z) vPoints.emplace_back(x, y, z);
+    }
+    return vPoints;
+}
+
+const Points SOME_POINTS{{1.0 / 3, -2e-300, 3}, {0.1, 5e200, -0.0}, {123456789, 0, 4.9e-324}};
+
+using Reader = bool (*)(const char*, Points&);
+bool readCorners(const char* filename, Points& vPoints) {
+    return readSTLTriCorners(filename, vPoints);
+}
+constexpr std::array<Reader, 4> READERS{readPoints_ASCII, readPoints_BIN, readSTL_ASCII, readCorners};
+
+std::string binFile(std::int32_t type, std::uint64_t count, const std::string& body) {
+    return bytesOf(type) + bytesOf(count) + body;
+}
+
+const std::string STL =
+    "solid x\r\nfacet normal 0 0 1\n outer loop\n  vertex 1 2 3\n  vertex 4e0 5 6 7\n note\n\tvertex -7 8 9.5\n"
+    " endloop\nendfacet\n vertex lies outside\n facet\nOUTER LOOP\nvertex 1 1 1\nendloop\nendsolid x";
+
+}  // namespace
+
+TEST(TextNumbers, AreReadAndWrittenAsByAStream) {
+    expectExtractedLikeAStream<double>(1);
+    expectExtractedLikeAStream<float>(2);
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        const std::uint64_t bits = random();
+        double value = static_cast<double>(bits % 2000000) / 1000;
+        if (i % 2 == 0) std::memcpy(&value, &bits, sizeof value);
+        const int digits = i % 500 == 0 ? 900 : static_cast<int>(random() % 22) - 2;
+        std::ostringstream out;
+        out.precision(digits);
+        out << value;
+        std::string text;
+        appendNumber(text, value, digits);
+        ASSERT_EQ(text, out.str()) << digits << " digits";
+    }
+    std::int8_t small = 0;
+    const std::string text = " +12-130";
+    EXPECT_EQ(extractInt(text.data(), text.data() + text.size(), small), text.data() + 4);
+    EXPECT_EQ(small, 12);
+    EXPECT_EQ(extractInt(text.data() + 4, text.data() + text.size(), small), nullptr);  // beyond 8 bits
+}
+
+TEST(FileType, FollowsFromTheEndOfTheName) {
+    const std::vector<std::pair<const char*, int>> CASES{{"a.stl", 0},    {"a.Ply", 1}, {".PLY", 1},  {"a.pLy", 5},
+                                                         {"a.xyz ", 5},   {"a.Asc", 2}, {"a.txt", 2}, {"x/.b/c.BIN", 3},
+                                                         {"abc.list", 4}, {".List", 4}, {"alist", 5}, {"list", 5},
+                                                         {"ply", 5},      {"", 5},      {"a", 5},     {"a.bin.gz", 5}};
+    for (const auto& [name, type] : CASES)
+        EXPECT_EQ(getFileType(name), type) << name;
+}
+
+TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
+    const TempFolder folder;
+    std::mt19937 random(4);
+    std::string text = "# header\n\n1 2\n1 2 3 4 5 6\r\n+1 .5 5. rest\n1,2,3\n" + std::string(700000, ' ') + "7 8 9 " +
+                       std::string(700000, 'x') + "\n" + std::string("\0 1 2 3\n", 8);
+    for (int i = 0; i < 20000; ++i)
+        text += randomText(random, 12) + (i % 3 == 0 ? "\r\n" : "\n");
+    text += "1 2 3";  // no new line at the end
+    const CoutSilence silence;
+    Points vPoints = SOME_POINTS;
+    EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
+    Points vExpected = pointsByStreams(text);
+    EXPECT_GT(vExpected.size(), 200U);
+    vExpected.insert(vExpected.begin(), SOME_POINTS.begin(), SOME_POINTS.end());
+    EXPECT_EQ(bytesOf(vPoints), bytesOf(vExpected));
+}
+
+TEST(AsciiPoints, AreWrittenWithSixDigitsOrAsManyAsAsked) {
+    const TempFolder folder;
+    std::ostringstream expected;
+    for (const Point3& p : SOME_POINTS)
+        expected << p.x() << ' ' << p.y() << ' ' << p.z() << '\n';
+    std::string name = folder.path("a.txt");
+    Points vPoints = SOME_POINTS, vRead;
+    ASSERT_TRUE(writePoints_auto(name, vPoints, false));
+    EXPECT_EQ(folder.read("a.txt"), expected.str());
+    ASSERT_TRUE(writePoints_ASCII(name.c_str(), vPoints, 17));
+    ASSERT_TRUE(readPoints_auto(name, vRead));
+    EXPECT_EQ(bytesOf(vRead), bytesOf(vPoints));
+}
+
+TEST(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
+    const TempFolder folder;
+    std::mt19937_64 random(5);
+    Points vPoints, vRead;
+    for (int i = 0; i < 50000; ++i) {
+        std::array<std::uint64_t, 3> aBits{random(), random(), random()};
+        std::memcpy(static_cast<void*>(&vPoints.emplace_back()), aBits.data(), sizeof aBits);
+    }
+    std::string name = folder.path("a.Bin");
+    ASSERT_TRUE(writePoints_auto(name, vPoints, false));
+    EXPECT_EQ(folder.read("a.Bin"), binFile(30, vPoints.size(), bytesOf(vPoints)));
+    ASSERT_TRUE(readPoints_auto(name, vRead));
+    EXPECT_EQ(bytesOf(vRead), bytesOf(vPoints));
+
+    folder.write("a.Bin", binFile(20, 2, bytesOf(std::array<double, 4>{1, 2, 3, 4})));
+    vRead = {{9, 9, 9}};
+    ASSERT_TRUE(readPoints_auto(name, vRead));
+    EXPECT_EQ(vRead, (Points{{9, 9, 9}, {1, 2, 0}, {3, 4, 0}}));
+    EXPECT_TRUE(readPoints_BIN(folder.write("none.bin", binFile(30, 0, "")).c_str(), vRead));
+}
+
+TEST(BinPoints, DontTrustTypeOrCount) {
+    const TempFolder folder;
+    Points vPoints;
+    const auto read = [&](const std::string& bytes) {
+        return readPoints_BIN(folder.write("a.bin", bytes).c_str(), vPoints);
+    };
+    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(read(binFile(31, 1, bytesOf(SOME_POINTS)))); }),
+              folder.path("a.bin") + " has wrong filetype31, expected: 30 or 20\n");
+    const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 6}});
+    const CoutSilence silence;
+    for (const std::uint64_t count : {std::uint64_t{8 * 60 + 1}, std::uint64_t{1} << 60, ~std::uint64_t{0}})
+        EXPECT_FALSE(read(binFile(30, count, body))) << count;
+    EXPECT_EQ(vPoints.size(), 0U);
+    EXPECT_TRUE(read(binFile(30, 3, body.substr(0, 45))));  // one byte of coordinates is no coordinate
+    EXPECT_EQ(vPoints, (Points{{1, 2, 3}, {4, 5, 0}, {0, 0, 0}}));
+    vPoints.clear();
+    EXPECT_TRUE(read(binFile(30, 8 * 60, body)));
+    EXPECT_EQ(vPoints.size(), 480U);
+    vPoints.clear();
+    EXPECT_TRUE(read(binFile(30, 1, body)));
+    EXPECT_EQ(vPoints, (Points{{1, 2, 3}}));
+}
+
+TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    Points vLoops, vLines;
+    const auto read = [&](const std::string& text, Points& vPoints, Reader reader) {
+        vPoints.clear();
+        return reader(folder.write("a.stl", text).c_str(), vPoints);
+    };
+    EXPECT_TRUE(read(STL, vLoops, readSTL_ASCII));
+    EXPECT_EQ(vLoops, (Points{{1, 2, 3}, {4, 5, 6}, {-7, 8, 9.5}, {1, 1, 1}}));
+    EXPECT_FALSE(read(STL, vLines, readCorners)) << "the line outside has no numbers";
+    EXPECT_TRUE(read("vertex1 2 3\nx vertex 4 5 6", vLines, readCorners));
+    EXPECT_EQ(vLines, (Points{{1, 2, 3}, {4, 5, 6}}));
+    EXPECT_FALSE(read("OUTER LOOP\nVERTEX 1 2 3\nENDLOOP\n", vLoops, readSTL_ASCII));
+    EXPECT_TRUE(vLoops.empty());
+    EXPECT_FALSE(read("outer loop\nvertex 1 2 nan\nendloop\n", vLoops, readSTL_ASCII));
+    const std::string warned = outputOf([&] { EXPECT_FALSE(readSTLTriCorners("/no/such", vLines)); });
+    EXPECT_NE(warned.find("readTriCorners, WARNING: Failed to open /no/such"), std::string::npos) << warned;
+}
+
+TEST(Readers, TakeEveryPrefixOfAFile) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    std::string name = folder.path("17.xyz");
+    ASSERT_TRUE(writePoints_ASCII(name.c_str(), SOME_POINTS, 17));
+    const std::array<std::string, 4> aFile{folder.read("17.xyz"), binFile(30, 3, bytesOf(SOME_POINTS)), STL, STL};
+    for (std::size_t i = 0; i < aFile.size(); ++i) {
+        Points vWhole;
+        READERS[i](folder.write("whole", aFile[i]).c_str(), vWhole);
+        for (std::size_t length = 0; length < aFile[i].size(); ++length) {
+            Points vPoints;
+            const bool bOK = READERS[i](folder.write("part", aFile[i].substr(0, length)).c_str(), vPoints);
+            ASSERT_LE(vPoints.size(), vWhole.size()) << "reader " << i << ", length " << length;
+            ASSERT_TRUE(bOK || length < 80 || i > 1);
+            const std::size_t numSure = i == 1 ? (std::max<std::size_t>(length, 12) - 12) / 24 : vPoints.size();
+            for (std::size_t k = 0; k + (i == 1 ? 0 : 1) < numSure; ++k)
+                ASSERT_EQ(vPoints[k], vWhole[k]) << "reader " << i << ", length " << length;
+        }
+    }
+}
+
+TEST(Readers, RefuseWhatIsNoFile) {
+    const TempFolder folder;
+    const std::string empty = folder.write("empty", ""), missing = folder.path("missing"), here = folder.path(".");
+    const CoutSilence silence;
+    for (const Reader reader : READERS) {
+        Points vPoints;
+        for (const std::string& name : {empty, missing, here, std::string(), std::string("/dev/zero")})
+            EXPECT_FALSE(outputOf([&] { EXPECT_FALSE(reader(name.c_str(), vPoints)) << name; }).empty()) << name;
+        EXPECT_TRUE(vPoints.empty());
+    }
+    Points vPoints;
+    EXPECT_EQ(outputOf([&] { readPoints_ASCII("/no/a.xyz", vPoints); }), "/no/a.xyz is unreadable\n");
+    EXPECT_EQ(outputOf([&] { readPoints_BIN("/no/a.bin", vPoints); }), "/no/a.bin can't be read\n");
+    EXPECT_EQ(outputOf([&] { readSTL_ASCII("/no/a.stl", vPoints); }), "readSTL(): /no/a.stl is unreadable\n");
+    std::string name = "a.stl";
+    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); }),
+              "Filename extension of [a.stl] is not valid, expected *.ply, *.xyz or *.bin\n");
+}
+
+TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    const std::string fifo = folder.path("fifo");
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    Points vSent(30000, Point3(1, 2, 3)), vPoints;
+    for (const bool bAscii : {true, false}) {
+        std::thread writer([&] { bAscii ? writePoints_ASCII(fifo.c_str(), vSent) : writePoints_BIN(fifo.c_str(), vSent); });
+        vPoints.clear();
+        EXPECT_TRUE(bAscii ? readPoints_ASCII(fifo.c_str(), vPoints) : readPoints_BIN(fifo.c_str(), vPoints));
+        writer.join();
+        EXPECT_EQ(vPoints, vSent);
+    }
+    EXPECT_FALSE(readPoints_ASCII(fifo.c_str(), vPoints));
+    EXPECT_FALSE(writePoints_ASCII(fifo.c_str(), vPoints));
+}
+
+TEST(Writers, SayWhatTheyUseInstead) {
+    const TempFolder folder;
+    const std::filesystem::path before = std::filesystem::current_path();
+    std::filesystem::current_path(folder.path("."));
+    std::string stl = "x.stl", list = "x.list";
+    Points vPoints = SOME_POINTS, vRead;
+    EXPECT_EQ(outputOf([&] { EXPECT_TRUE(writePoints_auto(stl, vPoints, true)); }),
+              "Filename [x.stl] is not valid, using [kel_output_bin.ply] instead\nwritePointsPly, received 3 points\n");
+    EXPECT_EQ(folder.read("kel_output_bin.ply").substr(0, 16), "ply\nformat ascii");
+    EXPECT_NE(outputOf([&] { EXPECT_FALSE(writePoints_auto(list, vPoints, true)); }).find("WARNING"), std::string::npos);
+    EXPECT_EQ(folder.numFiles(), 1U);
+    std::filesystem::current_path(before);
+}
+
+TEST(Writers, ReportWhatTheyCantWrite) {
+    Points vPoints(100000, Point3(1, 2, 3));
+    for (const char* name : {"/dev/full", "/no/such/folder/a", "/tmp/", ""}) {
+        const std::string line = std::string(name) + " can't be written\n";
+        EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePoints_ASCII(name, vPoints)); }), line);
+        EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePoints_BIN(name, vPoints)); }), line);
+    }
+}
+
+TEST(AtomicFile, LeavesTheOlderFileUnlessAllWentWell) {
+    const TempFolder folder;
+    const std::string name = folder.write("a", "old");
+    { AtomicFile(name).write("never committed"); }
+    EXPECT_EQ(folder.read("a"), "old");
+
+    // The limit on the size of a file stands in for a full disk.
+    ::signal(SIGXFSZ, SIG_IGN);
+    rlimit former{};
+    ::getrlimit(RLIMIT_FSIZE, &former);
+    const rlimit small{1 << 20, former.rlim_max};
+    ::setrlimit(RLIMIT_FSIZE, &small);
+    AtomicFile big(name);
+    for (int i = 0; i < 3000; ++i)
+        big.write(std::string(1000, 'x'));
+    const bool bBig = big.commit();
+    ::setrlimit(RLIMIT_FSIZE, &former);
+    EXPECT_FALSE(bBig);
+    EXPECT_EQ(folder.read("a"), "old");
+    EXPECT_EQ(folder.numFiles(), 1U) << "the neighbour is removed";
+
+    AtomicFile good(name);
+    std::string expected;
+    for (int i = 0; i < 100000; ++i) {
+        good.stream() << i << ' ';
+        expected += std::to_string(i) + ' ';
+        if (i % 1000 == 0) good.write(expected.substr(0, 400)), expected += expected.substr(0, 400);
+    }
+    EXPECT_EQ(folder.read("a"), "old");
+    EXPECT_TRUE(good.commit());
+    EXPECT_EQ(folder.read("a"), expected);
+    EXPECT_EQ(folder.numFiles(), 1U);
+}
+
+TEST(AtomicFile, KeepsModesAndLinks) {
+    const TempFolder folder;
+    const auto writeTo = [&](const char* name) {
+        AtomicFile file(folder.path(name));
+        file.write("new");
+        return file.commit();
+    };
+    const auto modeOf = [&](const char* name) {
+        struct stat info {};
+        ::stat(folder.path(name).c_str(), &info);
+        return info.st_mode & 0777;
+    };
+    const mode_t former = ::umask(027);
+    EXPECT_TRUE(writeTo("fresh"));
+    ::umask(former);
+    EXPECT_EQ(modeOf("fresh"), 0640U);
+    ::chmod(folder.path("fresh").c_str(), 0604);
+    EXPECT_TRUE(writeTo("fresh"));
+    EXPECT_EQ(modeOf("fresh"), 0604U);
+
+    std::filesystem::create_directory(folder.path("sub"));
+    std::filesystem::create_symlink("sub/target", folder.path("link"));
+    for (const char* when : {"dangling", "existing"}) {
+        EXPECT_TRUE(writeTo("link")) << when;
+        EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link"))) << when;
+        EXPECT_EQ(folder.read("sub/target"), "new") << when;
+    }
+    std::filesystem::create_symlink("loop", folder.path("loop"));
+    EXPECT_FALSE(writeTo("loop"));
+    EXPECT_TRUE(writeTo(std::string(255, 'n').c_str())) << "the longest name";
+}

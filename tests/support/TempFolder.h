@@ -1,0 +1,43 @@
+// A folder for the files of one test, and whole files as strings.
+#pragma once
+
+#include <stdlib.h>
+
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+#include <string>
+
+namespace TARN_TEST {
+
+/// Exists while the object lives, with all that is in it.
+class TempFolder {
+public:
+    TempFolder() {
+        std::string name = (std::filesystem::temp_directory_path() / "kel-test-XXXXXX").string();
+        folder = ::mkdtemp(name.data()) != nullptr ? name : std::string();
+    }
+    ~TempFolder() { std::filesystem::remove_all(folder); }
+    TempFolder(const TempFolder&) = delete;
+    TempFolder& operator=(const TempFolder&) = delete;
+
+    std::string path(const std::string& name) const { return (folder / name).string(); }
+    /// Returns the path of the file.
+    std::string write(const std::string& name, const std::string& bytes) const {
+        std::ofstream(path(name), std::ios_base::binary) << bytes;
+        return path(name);
+    }
+    std::string read(const std::string& name) const {
+        std::ifstream in(path(name), std::ios_base::binary);
+        return {std::istreambuf_iterator<char>(in), {}};
+    }
+    std::size_t numFiles() const {
+        using Iterator = std::filesystem::directory_iterator;
+        return static_cast<std::size_t>(std::distance(Iterator(folder), Iterator()));
+    }
+
+private:
+    std::filesystem::path folder;
+};
+
+}  // namespace TARN_TEST

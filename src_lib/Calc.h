@@ -17,9 +17,7 @@
 #pragma once
 
 #include <array>
-#include <cstddef>
 #include <iosfwd>
-#include <utility>
 #include <vector>
 
 #include "kel.h"

@@ -56,13 +56,13 @@ CCD tribitOf(std::size_t axis) {
     return 4ULL >> axis;
 }
 
-void expectParts(const std::string& text, const std::vector<std::string>& vPart) {
-    for (const std::string& part : vPart)
-        EXPECT_NE(text.find(part), std::string::npos) << part;
+void expectContains(const std::string& text, const std::vector<std::string>& vText) {
+    for (const std::string& expected : vText)
+        EXPECT_NE(text.find(expected), std::string::npos) << expected;
 }
 template <typename Call>
 void expectFailure(const std::string& condition, const Call& call) {
-    expectParts(reportOf(call), {conditionFailed(condition)});
+    expectContains(reportOf(call), {conditionFailed(condition)});
 }
 
 bool sameBits(double a, double b) {
@@ -187,9 +187,9 @@ TEST(Calc, stepsMoveOneAxisByOneAndEndAtTheSides) {
                     const std::string text = outputOf([&] { bMoved = calc.manipOneAxis(inPlace, bIncrease, axTriBit); });
                     EXPECT_FALSE(bMoved);
                     EXPECT_EQ(inPlace, ~0ULL);
-                    expectParts(text, {"ERROR, out of range, bIncrease=" + std::to_string(bIncrease) +
-                                           ", axTribit=" + std::to_string(axTriBit) + "this is ",
-                                       ", numLevels=" + std::to_string(calc.numLevels), "End not found"});
+                    expectContains(text, {"ERROR, out of range, bIncrease=" + std::to_string(bIncrease) +
+                                              ", axTribit=" + std::to_string(axTriBit) + "this is ",
+                                          ", numLevels=" + std::to_string(calc.numLevels), "End not found"});
                     continue;
                 }
                 Cell by{};
@@ -208,12 +208,12 @@ TEST(Calc, getOffValMovesWithinTheGridAndEndsTheRunBeyond) {
         EXPECT_EQ(unitGrid.getOffVal(ccd, value, 2), interleave({5, 6 + value, 7}));
     for (const int value : {-7, std::numeric_limits<int>::min()}) {
         const std::string report = reportOf([&] { unitGrid.getOffVal(ccd, value, 2); });
-        expectParts(report, {"out of range", "value=" + std::to_string(value), "component=6", "goToHell(): "});
+        expectContains(report, {"out of range", "value=" + std::to_string(value), "component=6", "goToHell(): "});
     }
     for (const int value : {1018, std::numeric_limits<int>::max()}) {
         const std::string report = reportOf([&] { unitGrid.getOffVal(ccd, value, 2); });
-        expectParts(report,
-                    {"value=" + std::to_string(value), "new component=" + std::to_string(value + 6LL), "maxVal=1024"});
+        expectContains(report,
+                       {"value=" + std::to_string(value), "new component=" + std::to_string(value + 6LL), "maxVal=1024"});
     }
 }
 
@@ -328,7 +328,7 @@ TEST(CalcNeighbourhoods, ringsAndCubesKeepTheirOrders) {
     }
     std::array<CCD, 8> array{};
     const std::string report = reportOf([&] { unitGrid.getPlaneCCD8(7, 3, array.data()); });
-    expectParts(report, {"Bug, planeIndex=3", conditionFailed("false")});
+    expectContains(report, {"Bug, planeIndex=3", conditionFailed("false")});
     array[5] = interleave({0, 1, 1});
     expectFailure("false", [&] { unitGrid.completeArraySym(array.data()); });
     array[0] = interleave({1, 1, 1023});

@@ -254,7 +254,7 @@ TEST(Calc, comparesCodesAxisByAxis) {
     expectFailure("result_xor", [] { unitGrid.getNeigType(5, 5); });
 }
 
-TEST(Calc, smallHelpersAndTheirGuards) {
+TEST(Calc, smallOperationsKeepTheirTablesAndGuards) {
     for (int value = 0; value < 256; ++value)
         EXPECT_EQ(Calc::getNumSet8(value), __builtin_popcount(static_cast<unsigned>(value)));
     expectFailure("val<256", [] { Calc::getNumSet8(256); });

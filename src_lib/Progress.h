@@ -188,7 +188,7 @@ private:
         if (!(weight > 0.0) || !(total > 0.0)) return todo / 200;
         const double numSteps = static_cast<double>(todo);
         const double wanted = std::ceil((total / weight) * (numSteps / 200.0));
-        return static_cast<std::size_t>(wanted > numSteps ? std::ceil(numSteps * 0.75) : wanted);
+        return static_cast<std::size_t>(wanted <= numSteps ? wanted : std::ceil(numSteps * 0.75));
     }
 
     void report() {

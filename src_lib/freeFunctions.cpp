@@ -7,6 +7,7 @@
 #include <iostream>
 #include <limits>
 #include <ostream>
+#include <utility>
 
 #include "CMesh.h"
 #include "tools.h"
@@ -94,7 +95,8 @@ struct Moments {
 Point3 meanOf(const std::vector<Point3*>& vPoints) {
     const Point3& origin = *vPoints[0];
     Vector3 sum;
-    for (const Point3* p : vPoints) sum += *p - origin;
+    for (const Point3* p : vPoints)
+        sum += *p - origin;
     return origin + sum / static_cast<double>(vPoints.size());
 }
 
@@ -298,9 +300,9 @@ TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, double eps) {
 }
 
 TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, const Point3& c, double eps) {
-    TARN_LOCATE3::Bbox3 box;
-    for (const Point3& p : {a, b, c})
-        box.widen(p.x(), p.y(), p.z());
+    TARN_LOCATE3::Bbox3 box(a.x(), a.y(), a.z(), a.x(), a.y(), a.z());
+    box.widen(b.x(), b.y(), b.z());
+    box.widen(c.x(), c.y(), c.z());
     return {box.minX - eps, box.minY - eps, box.minZ - eps, box.maxX + eps, box.maxY + eps, box.maxZ + eps};
 }
 

@@ -62,15 +62,6 @@ TEST(Progress, freshRootHasDoneNothingAndRefusesSteps) {
     EXPECT_EQ(std::async(std::launch::async, [&] { return root.getFrac(); }).get(), 0.0) << "the failure left the lock free";
 }
 
-TEST(Progress, nothingToDoIsDone) {
-    TestRun run({{"a", 1.0}, {"b", 3.0}});
-    Progress* pStep = run.root.getChildProgressSetTodo("a", 0);
-    EXPECT_EQ(pStep->getFrac(), 1.0);
-    EXPECT_EQ(run.root.getFrac(), 0.25);
-    pStep->incProgressByOne();
-    EXPECT_EQ(pStep->getFrac(), 1.0);
-}
-
 TEST(Progress, weighsNestedSteps) {
     TestRun run({{"a", 3.0}, {"b", 1.0}});
     Progress* pA = run.root.getChildProgressSetTodo("a", 8);
@@ -84,6 +75,10 @@ TEST(Progress, weighsNestedSteps) {
     pB->createChild("b2", 900.0);  // a name that exists keeps its weight
     pB->getChildProgressSetTodo("b2", 3)->incProgressByOne();
     EXPECT_DOUBLE_EQ(run.root.getFrac(), (3.0 * 6 / 8 + 1.0 * (6.0 / 3) / 8.0) / 4.0);
+    pB->getChildProgressSetTodo("b1", 0)->incProgressByOne();
+    EXPECT_DOUBLE_EQ(pB->getFrac(), (2.0 + 6.0 / 3) / 8.0) << "nothing to do is done";
+    run.root.getChildProgressSetTodo("new", 1)->setDone(true);
+    EXPECT_DOUBLE_EQ(run.root.getFrac(), (3.0 * 6 / 8 + 1.0 * 4.0 / 8 + 10.0) / 14.0) << "a missing step has weight 10";
     run.root.setDone(true);
     EXPECT_EQ(run.root.getFrac(), 1.0);
     EXPECT_EQ(run.hearer.vFrac.back(), 1.0);
@@ -96,12 +91,6 @@ TEST(Progress, childrenWithoutWeightCountAsNothing) {
     stepsHeard(pA, 400, run.hearer);
     EXPECT_EQ(pA->getFrac(), 1.0);
     EXPECT_EQ(run.root.getFrac(), 0.0);
-}
-
-TEST(Progress, missingStepIsMadeWithWeightTen) {
-    TestRun run({{"a", 30.0}});
-    run.root.getChildProgressSetTodo("new", 1)->setDone(true);
-    EXPECT_DOUBLE_EQ(run.root.getFrac(), 10.0 / 40.0);
 }
 
 TEST(Progress, reportsByShareOfTheRun) {
@@ -171,6 +160,10 @@ TEST(Progress, reopenedStepKeepsItsFraction) {
     EXPECT_EQ(run.root.getFrac(), 1.0);
     run.root.getChildProgressSetTodo("a", static_cast<std::size_t>(-1) - 2000);
     EXPECT_EQ(pStep->getFrac(), 1.0);
+    Progress* pOther = run.root.getChildProgressSetTodo("other", 2200);  // 10 of 11 of the weight: an interval of 13
+    EXPECT_EQ(stepsHeard(pOther, 13, run.hearer), Steps{13});
+    run.root.getChildProgressSetTodo("other", 50000);
+    EXPECT_EQ(stepsHeard(pOther, 30, run.hearer), (Steps{13, 26})) << "the interval stays";
 }
 
 TEST(Progress, resetForgetsTheRunAndKeepsTheListener) {
@@ -222,15 +215,10 @@ TEST(Progress, otherThreadsMayWatch) {
     EXPECT_EQ(run.root.getFrac(), 1.0);
 }
 
-TEST(ThreadSingleton, isOneObjectAThread) {
-    Progress* pMine = ThreadSingleton<Progress>::getInstance();
-    EXPECT_EQ(ThreadSingleton<Progress>::getInstance(), pMine);
-    EXPECT_NE(std::async(std::launch::async, [] { return ThreadSingleton<Progress>::getInstance(); }).get(), pMine);
-}
-
 TEST(ThreadSingleton, forgetsAnEndedThread) {
     Hearer hearer;
     Progress* pMine = ThreadSingleton<Progress>::getInstance();
+    EXPECT_EQ(ThreadSingleton<Progress>::getInstance(), pMine);
     pMine->setListener(&hearer);
     for (int i = 0; i < 5; ++i) {
         std::thread([] {

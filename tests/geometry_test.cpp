@@ -149,14 +149,14 @@ TEST(Plane, meetsLines) {
 }
 
 TEST(Plane, refusesPointsThatSpanNone) {
-    const Point3 a(0, 0, 0), b(1, 1, 1), c(2, 2, 2), nan(NOT_A_NUMBER, 0, 0);
-    for (const auto& [p0, p1, p2] : {std::array{a, b, c}, std::array{a, a, b}, std::array{b, b, b}}) {
+    const Point3 a(0, 0, 0), b(1, 1, 1), c(2, 2, 2);
+    for (const auto& t : {std::array{a, b, c}, std::array{a, a, b}, std::array{b, b, b}}) {
         bool bOK = true;
-        const Plane plane(p0, p1, p2, bOK);
-        EXPECT_FALSE(bOK || Plane::canConstruct(p0, p1, p2));
+        const Plane plane(t[0], t[1], t[2], bOK);
+        EXPECT_FALSE(bOK || Plane::canConstruct(t[0], t[1], t[2]));
         EXPECT_TRUE(plane.getNormal().isDegenerate());
         EXPECT_EQ(plane.getD(), 0.0);
-        const std::string report = reportOf([&] { Plane(p0, p1, p2); });
+        const std::string report = reportOf([&] { Plane(t[0], t[1], t[2]); });
         EXPECT_NE(report.find("WARNING: Degenerate plane"), std::string::npos);
         expectCondition(report, "false");
     }
@@ -439,7 +439,7 @@ TEST(ranges, meetAndJoin) {
         std::array<double, 4> ends;
         for (double& end : ends)
             end = std::round(chance.number(-4, 4));
-        const auto [a0, a1, b0, b1] = ends;
+        const double a0 = ends[0], a1 = ends[1], b0 = ends[2], b1 = ends[3];
         std::vector<double> vBoth;  // the whole numbers in both ranges
         for (double x = -5; x <= 5; ++x)
             if ((x - a0) * (x - a1) <= 0.0 && (x - b0) * (x - b1) <= 0.0) vBoth.push_back(x);

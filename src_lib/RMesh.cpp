@@ -1,12 +1,12 @@
 // The fine mesh stands on three pools and dense 32-bit indices into them.
 //
 //   vertex by coordinates   mVtx     hash table of positions in poolVtx
-//   edge by its vertices    mRE      hash table of positions in poolRE; the key is the pair of vertex indices
+//   edge by its vertices    mRE      a short list of edges at the lower vertex
 //   triangles of a vertex   mmVtxT   a linked list through the corners of the triangles, in order of arrival
 //
-// An ordered map from pointers would do the same with a node of 48 bytes and a dozen cache misses for each entry; a mesh of
-// two million triangles has ten million entries. The tables keep no keys but compare with the elements themselves, so
-// whoever changes an element's key takes it out before and enters it afterwards.
+// Ordered maps would do the same with a node of 64 bytes and a dozen cache misses for each entry; a mesh of two million
+// triangles has ten million entries. The tables keep no keys but compare with the elements themselves, so whoever changes
+// an element's key takes it out before and enters it afterwards.
 //
 // What must come out in the order of an ordered map (edges in key order) is put in order when it is asked for: bucketed by
 // the lower vertex, each bucket sorted by the higher one. That costs O(n), no more than looking at all edges, and it keeps
@@ -33,10 +33,6 @@ namespace {
 
 std::uint32_t toIndex(std::size_t position) {
     return static_cast<std::uint32_t>(position);
-}
-
-std::pair<Point3*, Point3*> sortedPair(Point3* p, Point3* q) {
-    return p < q ? std::pair(p, q) : std::pair(q, p);
 }
 
 std::uint64_t coordinateHash(const Point3& p) {
@@ -115,9 +111,14 @@ RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
 RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
     const auto& mCCDBundle = pCMesh->getRefToBundleMap();
     mVtx.reserve(mCCDBundle.size());
-    // The first of several vertices at one place is the one that is found there.
-    for (const auto& entry : mCCDBundle)
-        enterVertex(addVertex(*entry.second->pVtx));
+    for (const auto& entry : mCCDBundle) {
+        ASSEX(entry.second!=NULL && entry.second->pVtx!=NULL);
+        const Point3& source = *entry.second->pVtx;
+        // Of several vertices at one place the first is found there; the others are vertices all the same.
+        const Point3* pVtx = createVertex(source, true);
+        if (pVtx == nullptr) pVtx = addVertex(source);
+        if (*pVtx != source) ASSEX(false);  // not a number
+    }
 
     std::vector<CTriangle*> vCT;
     pCMesh->getAliveTriangles(vCT);
@@ -143,7 +144,6 @@ void RMesh::reserve(std::size_t numT) {
     const std::size_t numRE = numT + numT / 2;  // of a closed surface
     vRT.reserve(numT);
     vRE.reserve(numRE);
-    mRE.reserve(numRE);
 }
 
 // ---- Vertices -----------------------------------------------------------------------------------------------------------
@@ -151,24 +151,21 @@ void RMesh::reserve(std::size_t numT) {
 Point3* RMesh::addVertex(const Point3& p) {
     Point3* pVtx = new (poolVtx.nextElement()) Point3(p);
     mmVtxT.addVertex();
+    mRE.addVertex();
     return pVtx;
 }
 
-Point3* RMesh::findVertex(const Point3& p) const {
-    const std::uint32_t found = mVtx.find(coordinateHash(p), [&](std::uint32_t i) { return *poolVtx.at(i) == p; });
+Point3* RMesh::findVertex(const Point3& p, std::uint64_t hash) const {
+    const std::uint32_t found = mVtx.find(hash, [&](std::uint32_t i) { return *poolVtx.at(i) == p; });
     return found == HashIndex::NONE ? nullptr : poolVtx.at(found);
 }
 
-void RMesh::enterVertex(Point3* pVtx) {
-    // What isn't a number equals nothing, itself not either: such an entry would never be found.
-    if (*pVtx != *pVtx || findVertex(*pVtx) != nullptr) return;
-    mVtx.insert(coordinateHash(*pVtx), toIndex(poolVtx.indexOf(pVtx)));
-}
-
 Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
-    if (Point3* pFound = findVertex(p)) return bFailIfExists ? nullptr : pFound;
+    const std::uint64_t hash = coordinateHash(p);
+    if (Point3* pFound = findVertex(p, hash)) return bFailIfExists ? nullptr : pFound;
     Point3* pVtx = addVertex(p);
-    enterVertex(pVtx);
+    // What isn't a number equals nothing, itself not either: its entry would never be found, only be in the way.
+    if (p == p) mVtx.insert(hash, vtxNumber(pVtx));
     return pVtx;
 }
 
@@ -177,19 +174,15 @@ Point3* RMesh::createVertex(double x, double y, double z, bool bFailIfExists) {
 }
 
 bool RMesh::hasVertex(const Point3& p) const {
-    return findVertex(p) != nullptr;
+    return findVertex(p, coordinateHash(p)) != nullptr;
 }
 
 // ---- Triangles and edges ------------------------------------------------------------------------------------------------
 
-std::uint64_t RMesh::keyHash(const Point3* pLower, const Point3* pHigher) const {
-    return mixHash(std::uint64_t{poolVtx.indexOf(pLower)} << 32 | poolVtx.indexOf(pHigher));
-}
-
 RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
-    const auto pair0 = sortedPair(p0, p1);
-    const auto pair1 = sortedPair(p1, p2);
-    const auto pair2 = sortedPair(p2, p0);
+    const std::pair<Point3*, Point3*> pair0 = std::minmax(p0, p1);
+    const std::pair<Point3*, Point3*> pair1 = std::minmax(p1, p2);
+    const std::pair<Point3*, Point3*> pair2 = std::minmax(p2, p0);
     ASSEX(pair0.first<pair0.second);
     ASSEX(pair1.first<pair1.second);
     ASSEX(pair2.first<pair2.second);
@@ -198,24 +191,24 @@ RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
     RTriangle* pRT = new (poolRT.nextElement()) RTriangle(p0, p1, p2);
     mmVtxT.addTriangle();
     const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
-    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p0)), firstCorner);
-    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p1)), firstCorner + 1);
-    Incidence::append(mmVtxT, toIndex(poolVtx.indexOf(p2)), firstCorner + 2);
+    Incidence::append(mmVtxT, vtxNumber(p0), firstCorner);
+    Incidence::append(mmVtxT, vtxNumber(p1), firstCorner + 1);
+    Incidence::append(mmVtxT, vtxNumber(p2), firstCorner + 2);
     vRT.push_back(pRT);
 
-    pRT->pRE01 = findOrCreateEdge(pair0);
-    pRT->pRE12 = findOrCreateEdge(pair1);
-    pRT->pRE02 = findOrCreateEdge(pair2);
+    pRT->pRE01 = findOrCreateEdge(pair0.first, pair0.second);
+    pRT->pRE12 = findOrCreateEdge(pair1.first, pair1.second);
+    pRT->pRE02 = findOrCreateEdge(pair2.first, pair2.second);
     for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
         pRE->vRT.push_back(pRT);
     return pRT;
 }
 
-REdge* RMesh::findOrCreateEdge(const std::pair<Point3*, Point3*>& key) {
-    if (REdge* pFound = getEdge(key.first, key.second)) return pFound;
-    REdge* pRE = new (poolRE.nextElement()) REdge(key.first, key.second);
+REdge* RMesh::findOrCreateEdge(Point3* pLower, Point3* pHigher) {
+    if (REdge* pFound = getEdge(pLower, pHigher)) return pFound;
+    REdge* pRE = new (poolRE.nextElement()) REdge(pLower, pHigher);
     vRE.push_back(pRE);
-    mRE.insert(keyHash(key.first, key.second), toIndex(poolRE.indexOf(pRE)));
+    mRE.addEdge(vtxNumber(pLower), vtxNumber(pHigher));
     return pRE;
 }
 
@@ -235,13 +228,11 @@ void RMesh::unregisterTriangle(RTriangle* pRT) {
 
 REdge* RMesh::getEdge(const Point3* p, const Point3* q) const {
     if (!poolVtx.owns(p) || !poolVtx.owns(q)) return nullptr;
-    const Point3* pLower = std::min(p, q);
-    const Point3* pHigher = std::max(p, q);
-    const std::uint32_t found = mRE.find(keyHash(pLower, pHigher), [&](std::uint32_t i) {
-        const REdge* pRE = poolRE.at(i);
-        return pRE->pVtx0 == pLower && pRE->pVtx1 == pHigher;
+    const auto [pLower, pHigher] = std::minmax(p, q);
+    const std::uint32_t found = mRE.find(vtxNumber(pLower), vtxNumber(pHigher), [&, pLow = pLower, pHigh = pHigher](auto i) {
+        return poolRE.at(i)->pVtx0 == pLow && poolRE.at(i)->pVtx1 == pHigh;
     });
-    return found == HashIndex::NONE ? nullptr : poolRE.at(found);
+    return found == EdgeIndex::NONE ? nullptr : poolRE.at(found);
 }
 
 bool RMesh::hasAliveEdge(const Point3* p, const Point3* q) const {
@@ -253,8 +244,7 @@ bool RMesh::hasAliveEdge(const Point3* p, const Point3* q) const {
 template <typename Visit>
 void RMesh::forEachIncident(const Point3* p, Visit&& visit) const {
     if (!poolVtx.owns(p)) return;
-    Incidence::forEachTriangle(mmVtxT, toIndex(poolVtx.indexOf(p)),
-                               [&](std::uint32_t triangle) { visit(poolRT.at(triangle)); });
+    Incidence::forEachTriangle(mmVtxT, vtxNumber(p), [&](std::uint32_t triangle) { visit(poolRT.at(triangle)); });
 }
 
 void RMesh::getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const {
@@ -284,7 +274,7 @@ void RMesh::getRingVtx(const Point3* p, std::vector<Point3*>& vRing) const {
 }
 
 void RMesh::getAdjacentT(const Point3* p0, const Point3* p1, std::vector<RTriangle*>& vAdjT) const {
-    const std::pair q(std::min(p0, p1), std::max(p0, p1));
+    const std::pair<const Point3*, const Point3*> q = std::minmax(p0, p1);
     ASSEX(q.first<q.second);
     if (const REdge* pRE = getEdge(q.first, q.second)) pRE->getAliveTriangles(vAdjT);
 }
@@ -506,7 +496,7 @@ void RMesh::checkVertexTable() const {
     mVtx.forEach([this](std::uint32_t i) {
         Point3* pVtx = poolVtx.at(i);
         // What is found at the coordinates of the entry, and the entry: they differ when the vertex moved under the table.
-        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx), &pVtx);
+        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx, coordinateHash(*pVtx)), &pVtx);
         ASSEX(pr.first==*pr.second);
     });
 }

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "EdgeIndex.h"
 #include "HashIndex.h"
 #include "Incidence.h"
 #include "REdge.h"
@@ -142,7 +143,7 @@ public:
     // ---- Data, for the operators of the library ----
 
     HashIndex mVtx;                 ///< coordinates to index in poolVtx
-    HashIndex mRE;                  ///< pair of vertices to index in poolRE
+    EdgeIndex mRE;                  ///< pair of vertices to index in poolRE
     std::vector<RTriangle*> vRT;    ///< every triangle ever made, in order of creation
     std::vector<REdge*> vRE;        ///< every edge ever made, in order of creation
     std::vector<RPatch*> vPatches;  ///< owned
@@ -153,12 +154,11 @@ public:
     double sideLen;
 
 private:
+    std::uint32_t vtxNumber(const Point3* p) const { return static_cast<std::uint32_t>(poolVtx.indexOf(p)); }
     Point3* addVertex(const Point3& p);
-    Point3* findVertex(const Point3& p) const;
-    void enterVertex(Point3* pVtx);
-    REdge* findOrCreateEdge(const std::pair<Point3*, Point3*>& key);
+    Point3* findVertex(const Point3& p, std::uint64_t hash) const;
+    REdge* findOrCreateEdge(Point3* pLower, Point3* pHigher);
     bool isKeyed(const REdge* pRE) const;
-    std::uint64_t keyHash(const Point3* pLower, const Point3* pHigher) const;
     void reserve(std::size_t numT);
     template <typename Visit>
     void forEachIncident(const Point3* p, Visit&& visit) const;

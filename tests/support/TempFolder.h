@@ -22,8 +22,9 @@ public:
     TempFolder& operator=(const TempFolder&) = delete;
 
     std::string path(const std::string& name) const { return (folder / name).string(); }
-    /// Returns the path of the file.
+    /// Returns the path of the file. Makes it anew: some file systems wait for the disk when a file is truncated.
     std::string write(const std::string& name, const std::string& bytes) const {
+        std::filesystem::remove(path(name));
         std::ofstream(path(name), std::ios_base::binary) << bytes;
         return path(name);
     }

@@ -1,0 +1,151 @@
+// Thinning a double layer of cells round a ball: the removal test on words against the plain one, which searches each
+// position of the block in the sorted list and keeps what is doomed and what is visited in ordered sets.
+//
+// Argument: the radius in cells; the counter "cells" tells how many there are, all of them candidates.
+#include <benchmark/benchmark.h>
+
+#include <algorithm>
+#include <cstdint>
+#include <set>
+#include <vector>
+
+#include "RemoveDecider.h"
+#include "support/cellSets.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+Calc calc = TARN_TEST::unitGrid();
+
+VCCD doubleLayer(int radius) {
+    VCCD vCells = TARN_TEST::sphereShell(radius);
+    VCCD vGrown;
+    for (CCD ccd : vCells) {
+        CCD keys[8] = {ccd};
+        calc.completeArrayPlus(keys);
+        vGrown.insert(vGrown.end(), {keys[0], keys[1], keys[3], keys[4]});  // the cell, and one step up on each axis
+    }
+    std::sort(vGrown.begin(), vGrown.end());
+    vGrown.erase(std::unique(vGrown.begin(), vGrown.end()), vGrown.end());
+    return vGrown;
+}
+
+// The yardstick.
+class PlainDecider {
+public:
+    explicit PlainDecider(VCCD& vCells) : vCell(vCells) {}
+
+    bool isRemovableStrong(CCD ccd) {
+        setNewCCD(ccd);
+        std::vector<int> vFront, vNext, vNeigs;
+        const int* const pFirst = std::find_if(std::begin(FACES), std::end(FACES), [&](int pos) { return isFree(pos); });
+        if (pFirst == std::end(FACES)) return false;
+        vFront.push_back(*pFirst);
+        sVisited.insert(vFront.front());
+        for (int step = 0; step < 4; ++step, vFront.swap(vNext)) {
+            vNext.clear();
+            for (int pos : vFront) {
+                vNeigs.clear();
+                appendNeigs(pos, vNeigs);
+                for (int neig : vNeigs)
+                    if (neig != 13 && isFree(neig) && sVisited.insert(neig).second) vNext.push_back(neig);
+            }
+        }
+        return std::all_of(std::begin(FACES), std::end(FACES),
+                           [&](int pos) { return !isFree(pos) || sVisited.count(pos) != 0; });
+    }
+
+    std::size_t pruneStrong(const VCCD& vCandidates, VCCD& vKept, VCCD& vDoomed) {
+        vKept = vCandidates;
+        for (bool bChanged = true; bChanged;) {
+            bChanged = false;
+            VCCD vWork;
+            for (vWork.swap(vKept); !vWork.empty(); vWork.pop_back()) {
+                if (!isRemovableStrong(vWork.back())) {
+                    vKept.push_back(vWork.back());
+                    continue;
+                }
+                sDoomed.insert(vWork.back());
+                vDoomed.push_back(vWork.back());
+                bChanged = true;
+            }
+        }
+        return vDoomed.size();
+    }
+
+private:
+    static constexpr int FACES[6] = {14, 12, 16, 10, 22, 4};
+
+    void setNewCCD(CCD ccd) {
+        sVisited.clear();
+        aliveMask = 0;
+        calc.completeArray27(ccd, block);
+        for (int i = 0; i < 27; ++i)
+            if ((i == 13 || std::binary_search(vCell.begin(), vCell.end(), block[i])) && sDoomed.count(block[i]) == 0)
+                aliveMask |= std::uint64_t{1} << i;
+    }
+    bool isFree(int pos) const { return (aliveMask >> pos & 1) == 0 || sDoomed.count(block[pos]) != 0; }
+    static void appendNeigs(int pos, std::vector<int>& vOut) {
+        const auto append = [&](int neig, int group) {
+            if (neig >= 0 && neig < 27 && neig / group == pos / group) vOut.push_back(neig);
+        };
+        append(pos + 1, 3);
+        append(pos - 1, 3);
+        append(pos + 3, 9);
+        append(pos - 3, 9);
+        append(pos + 9, 27);
+        append(pos - 9, 27);
+    }
+
+    const VCCD& vCell;
+    CCD block[27] = {};
+    std::uint64_t aliveMask = 0;
+    std::set<CCD> sDoomed;
+    std::set<int> sVisited;
+};
+
+void report(benchmark::State& state, std::size_t numCells, std::size_t numDoomed) {
+    state.counters["cells"] = static_cast<double>(numCells);
+    state.counters["doomed"] = static_cast<double>(numDoomed);  // the same for both
+    state.SetItemsProcessed(static_cast<std::int64_t>(numCells) * state.iterations());
+}
+
+void pruneStrong(benchmark::State& state) {
+    VCCD vCells = doubleLayer(static_cast<int>(state.range(0)));
+    VCCD vKept, vDoomed;
+    for (auto _ : state) {
+        vDoomed.clear();
+        RemoveDecider(vCells, &calc).pruneStrong(vCells, vKept, vDoomed);
+    }
+    report(state, vCells.size(), vDoomed.size());
+}
+
+void pruneStrongPlain(benchmark::State& state) {
+    VCCD vCells = doubleLayer(static_cast<int>(state.range(0)));
+    VCCD vKept, vDoomed;
+    for (auto _ : state) {
+        vDoomed.clear();
+        PlainDecider(vCells).pruneStrong(vCells, vKept, vDoomed);
+    }
+    report(state, vCells.size(), vDoomed.size());
+}
+
+// The block alone, without a test.
+void setNewCCD(benchmark::State& state) {
+    VCCD vCells = doubleLayer(static_cast<int>(state.range(0)));
+    RemoveDecider decider(vCells, &calc);
+    int sum = 0;
+    for (auto _ : state)
+        for (CCD ccd : vCells)
+            benchmark::DoNotOptimize(sum += decider.setNewCCD(ccd));
+    report(state, vCells.size(), 0);
+}
+
+}  // namespace
+
+BENCHMARK(pruneStrong)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
+BENCHMARK(pruneStrongPlain)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
+BENCHMARK(setNewCCD)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
+
+BENCHMARK_MAIN();

@@ -1,7 +1,6 @@
 #include "Hal.h"
 
 #include <algorithm>
-#include <cmath>
 #include <utility>
 
 #include "CMesh.h"
@@ -22,20 +21,14 @@ namespace {
 
 const char* const NOTHING_TO_DO = "Nothing to do (bad input? wrong resolution?)";
 
-void finishStep(Progress* pStep) {
-    pStep->setDone(true);
-}
-
-/// The angle between a direction and an axis, 0 to 90 degrees. w: the direction's component on that axis.
-double angleToAxis(double w) {
-    double angle = w >= 1.0 ? 0.0 : w <= -1.0 ? 180.0 : std::acos(w) * DEGREES_PER_RADIAN;
-    return angle > 90.0 ? 180.0 - angle : angle;
-}
-
+/// Bits of the axes that are more than 50 degrees away from a unit vector's line.
 int forbiddenAxes(const Vector3& normal) {
-    const double maxAngle = 50.0;
-    return (angleToAxis(normal.x()) > maxAngle ? 4 : 0) + (angleToAxis(normal.y()) > maxAngle ? 2 : 0) +
-           (angleToAxis(normal.z()) > maxAngle ? 1 : 0);
+    const auto isForbidden = [&](const Vector3& axis) {
+        const double angle = getAngleDegree(normal, axis);
+        return (angle > 90.0 ? 180.0 - angle : angle) > 50.0;
+    };
+    return (isForbidden({1.0, 0.0, 0.0}) ? 4 : 0) + (isForbidden({0.0, 1.0, 0.0}) ? 2 : 0) +
+           (isForbidden({0.0, 0.0, 1.0}) ? 1 : 0);
 }
 
 }  // namespace
@@ -50,7 +43,7 @@ MeshPtr Hal::reconstruct() {
     pStep->incProgressByOne();
     mapCCD();
     pStep->incProgressByOne();
-    finishStep(pStep);
+    pStep->setDone(true);
 
     Voro voro(pCalc, mCCD2Bundle, TM_FAT);
     voro.fatExtractTriangles();
@@ -80,7 +73,7 @@ void Hal::toCloud(std::vector<Point3*>& vOut) {
     for (const Bundle* pBundle : vBundles)
         vOut.push_back(pBundle->pVtx);
     pStep->incProgressByOne();
-    finishStep(pStep);
+    pStep->setDone(true);
 }
 
 CMesh* Hal::reconstructInHole() {
@@ -118,9 +111,8 @@ void Hal::mapCCD() {
 }
 
 CMesh* Hal::getCMesh() const {
-    CMesh* pCMesh = this->pCMesh.get();
     ASSEX(pCMesh!=NULL);
-    return pCMesh;
+    return pCMesh.get();
 }
 
 void Hal::integrateFillPixels(std::vector<Point3>& vPoints) {

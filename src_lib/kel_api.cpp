@@ -26,11 +26,6 @@ Progress* progressRoot() {
     return ThreadSingleton<Progress>::getInstance();
 }
 
-void finishRun() {
-    progressRoot()->setDone(true);
-    progressRoot()->reset();
-}
-
 MeshPtr reconstruct(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, double spacingFactor,
                     int numGrowSteps) {
     progressForReco();
@@ -39,7 +34,7 @@ MeshPtr reconstruct(std::vector<Point3>& vPoints, bool bLapTreatment, double spa
                             numGrowSteps);
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.reconstruct();
-    finishRun();
+    closeProgress();
     return pMesh;
 }
 
@@ -59,7 +54,7 @@ MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
     cloudMgr.setInputPoints(vPoints, spacingAbs, NO_FACTOR, true, featureAngle, false, nullptr, NO_GROWTH);
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.oneMelt();
-    finishRun();
+    closeProgress();
     return pMesh;
 }
 
@@ -73,7 +68,7 @@ void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
     vOut.reserve(vOut.size() + vCellPoints.size());
     for (const Point3* pPoint : vCellPoints)
         vOut.push_back(*pPoint);
-    finishRun();
+    closeProgress();
 }
 
 double estimateAvgSpacing(std::vector<Point3>& vPoints) {

@@ -168,6 +168,14 @@ TEST(Voro, pairsAreThoseOfTheSort) {
     }
 }
 
+TEST(Voro, aLoneCellHasItsEightPairsAtEveryPlaceOfABlock) {
+    for (CCD ccd : cellsWhere(
+             4, [](int, int, int) { return true; }, 508)) {
+        const Extraction extraction({ccd});
+        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, pairsBySort({ccd}, extraction.calc)) << "cell " << ccd;
+    }
+}
+
 TEST(Voro, configurationsOfAllCubes) {
     const Extraction extraction({});
     for (int config = 0; config < 256; ++config) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstdint>
 #include <map>
 #include <vector>
 
@@ -75,6 +76,10 @@ public:
     SmallPtrList<CTriangle> vCT;  ///< not owned, in no fixed order
     double cachedValue = -1.0;
     EdgeDir edgeDir = ED_NONE;
+
+private:
+    friend class CMesh;
+    std::uint32_t nextCE = 0;  ///< next edge in the mesh's list of edges with the same v0
 };
 
 }  // namespace TARN_KEL

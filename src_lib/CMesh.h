@@ -155,6 +155,8 @@ private:
         VCD vcd;
         Bundle* const* pEntry;  ///< the cell's place in mCCDBundle; null: not looked up yet
         IncidenceLink link;     ///< ends of the list of its triangles
+        std::uint32_t firstCE;  ///< newest listed edge of which it is the lower end, or HashIndex::NONE
+        std::uint32_t numCE;    ///< edges of which it is the lower end, listed or not
     };
     struct LinkAccess {
         const CMesh& mesh;
@@ -164,9 +166,9 @@ private:
 
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
-    std::uint32_t findEdge(std::uint64_t hash, VCD lower, VCD higher) const;
-    CEdge* findOrMakeEdge(VCD lower, VCD higher);
     Bundle* const* findEntry(VCD vcd) const;
+    CEdge* findEdge(const Vertex& lower, VCD higher) const;
+    CEdge* findOrMakeEdge(Vertex& a, Vertex& b);
     const std::vector<CEdge*>& edgesInKeyOrder() const;
     void startPools();
     void destroyEdges();
@@ -175,8 +177,8 @@ private:
     std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;
     std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;
     std::optional<TARN_TOOLS::SimplePool<Vertex>> poolVertex;
-    HashIndex edgeIndex;                    // pair of cells to position in poolCE
     HashIndex vertexIndex;                  // cell to position in poolVertex
+    HashIndex edgeIndex;                    // pair of cells to position in poolCE, for edges that no list has
     mutable std::vector<CEdge*> vSortedCE;  // the first edges of poolCE in key order; queries bring it up to date
 };
 

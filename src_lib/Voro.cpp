@@ -239,7 +239,7 @@ int Voro::getConfig(VCD key, std::vector<CCD>& vCells) const {
 }
 
 CMesh* Voro::getCMesh() const {
-    bHandedOut = true;
+    bHandedOut = pCMesh != nullptr;
     return pCMesh;
 }
 

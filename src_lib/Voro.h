@@ -41,7 +41,7 @@ public:
     int getConfig(VCD key, std::vector<CCD>& vCells) const;
 
     /// Fills the mesh, a new one on the first call, the same one after a reset on later calls. Reports under the progress
-    /// steps "VO_ftx" and "VO_amb". O(n log n), or whatever CMesh::createT makes of it.
+    /// steps "VO_ftx" and "VO_amb"; a run must be open on the thread. O(n).
     ///
     /// The triangles come in the order of their cubes' keys; those of flat cubes (four cells on one face) come last.
     void fatExtractTriangles();
@@ -51,8 +51,8 @@ public:
     /// later one sees the edges of the earlier ones.
     void solveAmbiguousT(std::vector<CCD>& vAmbiguousT);
 
-    /// The mesh; null before the first extraction. From then on it is the caller's to delete, and must not be deleted
-    /// before this object extracts again.
+    /// The mesh; null before the first extraction. From then on it is the caller's to delete, but not while this object may
+    /// be asked to extract again.
     CMesh* getCMesh() const;
 
     Calc* pCalc;                                      ///< the grid, not owned

@@ -187,14 +187,6 @@ TEST(RemoveDecider, theFloodReportsWhatItReached) {
     EXPECT_EQ(vNeigs, (std::vector<int>{14, 12, 16, 10, 22, 4, 25, 23, 17}));
 }
 
-TEST(RemoveDecider, aDiagonalNeighbourThatHangsOnTheCellKeepsIt) {
-    Calc calc = TARN_TEST::unitGrid();
-    VCCD vCells = {cellAt(513, 513, 513), cellAt(514, 514, 513), cellAt(512, 513, 513)};
-    EXPECT_FALSE(RemoveDecider(vCells, &calc).isRemovable(cellAt(513, 513, 513)));
-    vCells.push_back(cellAt(514, 513, 513));
-    EXPECT_TRUE(RemoveDecider(vCells, &calc).isRemovable(cellAt(513, 513, 513)));
-}
-
 TEST(RemoveDecider, aCountThatDoesntAddUpIsAnAssertion) {
     Calc calc = TARN_TEST::unitGrid();
     VCCD vCells = sheet(3), vKept, vDoomed = {1};

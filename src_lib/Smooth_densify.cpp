@@ -10,7 +10,9 @@
 // dropped again. The others get a node at the mean of the points around.
 #include <algorithm>
 #include <bit>
+#include <cmath>
 #include <iterator>
+#include <span>
 #include <utility>
 
 #include "RemoveDecider.h"
@@ -80,30 +82,37 @@ private:
     int shift = 0;
 };
 
+/// An input point with a copy of its coordinates: those lie all over the memory.
+struct InputPoint {
+    Point3 point;
+    const Point3* pInput;  // its place tells which of two comes first
+};
+
 /// The points that pair up, cell by cell along the curve of the interleaved codes, and within a cell in input order.
-std::vector<const Point3*> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
+std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
     std::vector<std::pair<CCD, const Point3*>> vCellPoint;
     transform_MT(vPoints, vCellPoint, [&calc](const Point3& p) { return std::make_pair(calc.getCCD(&p), &p); });
     radixSortByCode(vCellPoint);
-    std::vector<const Point3*> vOut;
+    std::vector<InputPoint> vOut;
     vOut.reserve(vPoints.size());
     for (std::size_t begin = 0, end = 0; begin < vCellPoint.size(); begin = end) {
         while (end < vCellPoint.size() && vCellPoint[end].first == vCellPoint[begin].first)
             ++end;
         const std::size_t numInCell = end - begin;
         const std::size_t numTaken = std::min(numInCell, MAX_POINTS_IN_CELL);
-        for (std::size_t i = 0; i < numTaken; ++i)
-            vOut.push_back(vCellPoint[begin + i * numInCell / numTaken].second);
+        for (std::size_t i = 0; i < numTaken; ++i) {
+            const Point3* p = vCellPoint[begin + i * numInCell / numTaken].second;
+            vOut.push_back({*p, p});
+        }
     }
     return vOut;
 }
 
 /// The index over the points. vPairing: the ones of vPoints that go in, in any order; they go in by input order.
-void fillOctree(const std::vector<Point3>& vPoints, const std::vector<const Point3*>& vPairing,
-                TARN_OCTREE::Octree& octree) {
+void fillOctree(const std::vector<Point3>& vPoints, const std::vector<InputPoint>& vPairing, TARN_OCTREE::Octree& octree) {
     std::vector<char> vIsPairing(vPoints.size(), 0);
-    for (const Point3* p : vPairing)
-        vIsPairing[static_cast<std::size_t>(p - vPoints.data())] = 1;
+    for (const InputPoint& p : vPairing)
+        vIsPairing[static_cast<std::size_t>(p.pInput - vPoints.data())] = 1;
     for (std::size_t i = 0; i < vPoints.size(); ++i) {
         const Point3& p = vPoints[i];
         // The index never writes to the object.
@@ -115,23 +124,46 @@ void fillOctree(const std::vector<Point3>& vPoints, const std::vector<const Poin
 /// What a thread proposes for the points that it works on.
 class Pairing {
 public:
+    static constexpr int BLOCK_LEVEL = 2;  // points of a block of 2^2 cells along each axis share one question to the index
+
     Pairing(const TARN_OCTREE::Octree& theOctree, const Calc& theCalc)
         : octree(theOctree), calc(theCalc), sideLen(theCalc.getSideLen()) {}
 
-    /// Proposals on the segments from p to the later points within two cell edges. A cell gets one from p, the first in the
-    /// order in which the index lists the others.
-    void pairUp(const Point3& p) {
-        vNear.clear();
-        octree.getSphereIntersectors(p.x(), p.y(), p.z(), 2.0 * sideLen, vNear);
-        vCellsOfPoint.clear();
-        for (const TARN_OCTREE::OctItem* pItem : vNear) {
-            const auto* q = static_cast<const Point3*>(pItem->pObject);
-            if (q > &p) walk(p, *q);
+    /// Proposals on the segments from each of the points, all in that block, to the later points within two cell edges. A
+    /// cell gets one from a point, the first in the order in which the index lists the others.
+    void pairUp(std::span<const InputPoint> vPoints, CCD block) {
+        findNear(block);
+        for (const InputPoint& p : vPoints) {
+            vCellsOfPoint.clear();
+            for (const InputPoint* q : selectPartners(p))
+                walk(p.point, q->point);
         }
     }
     std::vector<CellPoint> takeProposals() { return least.take(); }
 
 private:
+    /// All that is near enough to any point of the block, and more.
+    void findNear(CCD block) {
+        const double halfEdge = std::ldexp(sideLen, BLOCK_LEVEL - 1);
+        const Point3 centre = calc.getRefPoint(block << 3 * BLOCK_LEVEL) + Vector3(halfEdge, halfEdge, halfEdge);
+        vItems.clear();
+        octree.getApproxSphereIntersectors(centre.x(), centre.y(), centre.z(), 2.0 * sideLen + 1.7321 * halfEdge, vItems);
+        vNear.clear();
+        for (const TARN_OCTREE::OctItem* pItem : vItems)
+            vNear.push_back({{pItem->x, pItem->y, pItem->z}, static_cast<const Point3*>(pItem->pObject)});
+        vPartners.resize(vNear.size());
+    }
+    /// Those of them that are near p and come later in the input.
+    std::span<const InputPoint* const> selectPartners(const InputPoint& p) {
+        const double sqRadius = (2.0 * sideLen) * (2.0 * sideLen);
+        std::size_t numPartners = 0;
+        for (const InputPoint& near : vNear) {
+            vPartners[numPartners] = &near;  // written over by the next one unless counted; no branch to guess
+            const bool bNear = (near.point - p.point).sqLength() <= sqRadius;
+            numPartners += static_cast<std::size_t>(bNear & (near.pInput > p.pInput));
+        }
+        return {vPartners.data(), numPartners};
+    }
     void walk(const Point3& p, const Point3& q) {
         const Vector3 pq = q - p;
         const double d = pq.length();
@@ -149,10 +181,24 @@ private:
     const TARN_OCTREE::Octree& octree;
     const Calc& calc;
     double sideLen;
-    std::vector<TARN_OCTREE::OctItem*> vNear;
+    std::vector<TARN_OCTREE::OctItem*> vItems;
+    std::vector<InputPoint> vNear;
+    std::vector<const InputPoint*> vPartners;
     std::vector<RCD> vCellsOfPoint;
     LeastPoints least;
 };
+
+/// Works on the points [begin, end), block by block.
+std::vector<CellPoint> proposeFor(std::span<const InputPoint> vPoints, const Calc& calc, Pairing& pairing) {
+    const auto blockOf = [&calc](const InputPoint& p) { return calc.getCCD(&p.point) >> 3 * Pairing::BLOCK_LEVEL; };
+    for (std::size_t begin = 0, end = 0; begin < vPoints.size(); begin = end) {
+        const CCD block = blockOf(vPoints[begin]);
+        while (end < vPoints.size() && blockOf(vPoints[end]) == block)
+            ++end;
+        pairing.pairUp(vPoints.subspan(begin, end - begin), block);
+    }
+    return pairing.takeProposals();
+}
 
 /// The least point proposed for each cell, by ascending code.
 std::vector<Point3> reduceProposals(const std::vector<std::vector<CellPoint>>& vGroup) {
@@ -212,7 +258,7 @@ VCCD getHoles(const std::vector<CodePoint>& vCodePoint, Calc* pCalc) {
 }  // namespace
 
 void Smooth::densifyLap() {
-    const std::vector<const Point3*> vPairing = getPairingPoints(pvPoints, *pCalc);
+    const std::vector<InputPoint> vPairing = getPairingPoints(pvPoints, *pCalc);
     std::vector<std::vector<CellPoint>> vGroup((vPairing.size() + GROUP_SIZE - 1) / GROUP_SIZE);
     {
         TARN_OCTREE::Octree octree;
@@ -220,10 +266,9 @@ void Smooth::densifyLap() {
         forChunks_MT(vGroup.size(), [&](std::size_t begin, std::size_t end) {
             Pairing pairing(octree, *pCalc);
             for (std::size_t group = begin; group < end; ++group) {
-                const std::size_t endOfGroup = std::min((group + 1) * GROUP_SIZE, vPairing.size());
-                for (std::size_t i = group * GROUP_SIZE; i < endOfGroup; ++i)
-                    pairing.pairUp(*vPairing[i]);
-                vGroup[group] = pairing.takeProposals();
+                const std::size_t first = group * GROUP_SIZE;
+                const std::size_t size = std::min(GROUP_SIZE, vPairing.size() - first);
+                vGroup[group] = proposeFor(std::span<const InputPoint>(vPairing).subspan(first, size), *pCalc, pairing);
             }
         });
     }

@@ -9,6 +9,14 @@
 #include <cstddef>
 #include <cstdint>
 
+#ifdef __SANITIZE_THREAD__
+#define KEL_THREAD_SANITIZER
+#elif defined(__has_feature)
+#if __has_feature(thread_sanitizer)
+#define KEL_THREAD_SANITIZER
+#endif
+#endif
+
 namespace TARN_TOOLS {
 
 /// One run of memory that grows at its end and never moves.
@@ -31,12 +39,18 @@ public:
 
 private:
     static constexpr std::size_t OPEN_STEP = std::size_t{64} << 10;
+#ifdef KEL_THREAD_SANITIZER
+    static constexpr std::size_t LARGEST_RESERVATION = std::size_t{1} << 30;  // it leaves little address space to a program
+#else
     static constexpr std::size_t LARGEST_RESERVATION = std::size_t{64} << 30;
+#endif
 
     static std::size_t preferredReservation();
     static std::size_t limitOfProcess();
     static void* nextPlace();
-    static std::size_t roundUp(std::size_t numBytes, std::size_t step) { return (numBytes + step - 1) / step * step; }
+    static std::size_t roundUp(std::size_t numBytes, std::size_t step) {
+        return (numBytes + step - 1) / step * step;
+    }
     static void* map(void* pPlace, std::size_t numBytes, int flags) {
         return mmap(pPlace, numBytes, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE | flags, -1, 0);
     }
@@ -59,10 +73,11 @@ inline std::size_t AddressRange::limitOfProcess() {
     return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY ? limit.rlim_cur : SIZE_MAX;
 }
 
-// A process may hold thousands of ranges: every 8 TB in use halve the size of the next one, and ranges of a process with a
-// limit stay a small part of it.
+// A process may hold thousands of ranges: each 8 TB in use, 128 of the largest, halve the size of the next one. Ranges of a
+// process with a limit stay a small part of it.
 inline std::size_t AddressRange::preferredReservation() {
-    const std::size_t numHalvings = std::min<std::size_t>(totalReserved.load(std::memory_order_relaxed) >> 43, 20);
+    const std::size_t numHalvings =
+        std::min<std::size_t>(totalReserved.load(std::memory_order_relaxed) / (128 * LARGEST_RESERVATION), 20);
     return std::min(LARGEST_RESERVATION >> numHalvings, limitOfProcess() / 64);
 }
 

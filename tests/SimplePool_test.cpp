@@ -1,0 +1,145 @@
+#include "SimplePool.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <array>
+#include <climits>
+#include <memory>
+#include <vector>
+
+#include "support/capture.h"
+#include "support/sanitized.h"
+
+using TARN_TOOLS::SimplePool;
+
+namespace {
+
+struct Thing {
+    double value;
+    int number[4];
+};
+using Megabyte = std::array<char, 1000000>;
+
+/// The sizes of the first blocks that a pool opens while elements are taken.
+template <typename T>
+std::vector<int> sizesAfter(int firstNum, int growNum, std::size_t numBlocks) {
+    SimplePool<T> pool;
+    pool.init(firstNum, growNum);
+    while (pool.getSizes().size() < numBlocks)
+        pool.nextElement();
+    return pool.getSizes();
+}
+
+/// Ends the process with status 0 when a pool of 64 KB elements can hold the given number of them in one run of addresses,
+/// else with the number of the first element out of place.
+[[noreturn]] void exitAfterFilling(int numElements) {
+    using Big = std::array<char, 65536>;
+    SimplePool<Big> pool;
+    pool.init(3, 7);
+    Big* pFirst = pool.nextElement();
+    for (int i = 1; i < numElements; ++i) {
+        Big* p = pool.nextElement();
+        (*p)[0] = (*p)[65535] = 'x';
+        if (p != pFirst + i) std::exit(1 + i % 100);
+    }
+    std::exit(0);
+}
+
+}  // namespace
+
+TEST(SimplePool, opensBlocksOfTheSizesTold) {
+    using Sizes = std::vector<int>;
+    EXPECT_EQ(sizesAfter<Thing>(256, -1, 5), (Sizes{256, 128, 256, 512, 1024}));
+    EXPECT_EQ(sizesAfter<Thing>(3, -1, 4), (Sizes{3, 1, 2, 4}));
+    EXPECT_EQ(sizesAfter<Thing>(1, -1, 4), (Sizes{1, 1, 2, 4}));
+    EXPECT_EQ(sizesAfter<Thing>(2, 0, 4), (Sizes{2, 1, 2, 4})) << "a grow size of 0 is taken as -1";
+    EXPECT_EQ(sizesAfter<Thing>(5, 7, 4), (Sizes{5, 7, 7, 7}));
+    EXPECT_EQ(sizesAfter<Thing>(0, 7, 3), (Sizes{0, 7, 7}));
+    EXPECT_EQ(sizesAfter<Thing>(0, -1, 4), (Sizes{0, 1, 2, 4}));
+}
+
+TEST(SimplePool, limitsComputedSizesAndOnlyThese) {
+    static_assert(SimplePool<Megabyte>::maxSize == 100 && SimplePool<char>::maxSize == 100000000);
+    EXPECT_EQ(sizesAfter<Megabyte>(60, -1, 5), (std::vector<int>{60, 30, 60, 100, 100}));
+    EXPECT_EQ(sizesAfter<Megabyte>(250, -1, 3), (std::vector<int>{250, 100, 100}));
+    EXPECT_EQ(sizesAfter<Megabyte>(1, 120, 2), (std::vector<int>{1, 120}));
+    EXPECT_EQ((sizesAfter<std::array<Megabyte, 150>>(1, -1, 3)), (std::vector<int>{1, 1, 1})) << "at least one element";
+}
+
+TEST(SimplePool, handsOutAscendingAddressesThatStayValid) {
+    SimplePool<Thing> pool, other;
+    pool.init(3, -1);
+    other.init(1, 5);
+    std::vector<Thing*> vThing;
+    for (int i = 0; i < 20000; ++i) {
+        Thing* p = pool.nextElement();
+        Thing* pOther = other.nextElement();
+        *p = {0.5 * i, {i, i, i, i}};
+        *pOther = {-1.0, {-1, -1, -1, -1}};
+        ASSERT_FALSE(pool.owns(pOther) || other.owns(p));
+        ASSERT_TRUE(vThing.empty() || p == vThing.back() + 1);
+        vThing.push_back(p);
+    }
+    ASSERT_EQ(pool.size(), vThing.size());
+    for (std::size_t i = 0; i < vThing.size(); ++i) {
+        ASSERT_EQ(vThing[i]->number[3], static_cast<int>(i));
+        ASSERT_TRUE(pool.owns(vThing[i]) && pool.indexOf(vThing[i]) == i && pool.at(i) == vThing[i]);
+    }
+    EXPECT_FALSE(pool.owns(vThing.back() + 1));
+    EXPECT_FALSE(pool.owns(vThing.front() - 1));
+    EXPECT_FALSE(pool.owns(nullptr));
+}
+
+TEST(SimplePool, countsWhatABlockLeftUnused) {
+    SimplePool<Thing> pool;
+    pool.init(10, -1);
+    Thing* pFirst = pool.nextElement();
+    pool.alloc(4);
+    Thing* pSecond = pool.nextElement();
+    EXPECT_EQ(pSecond, pFirst + 10);
+    EXPECT_EQ(pool.indexOf(pSecond), 10U);
+    EXPECT_EQ(pool.size(), 11U);
+}
+
+TEST(SimplePool, livesByTheThousands) {
+    std::vector<std::unique_ptr<SimplePool<Thing>>> vPool;
+    for (int i = 0; i < 3000; ++i) {
+        vPool.push_back(std::make_unique<SimplePool<Thing>>());
+        vPool.back()->init(2, 2);
+        for (int k = 0; k < 3; ++k)
+            vPool.back()->nextElement()->number[0] = i + k;
+    }
+    for (int i = 0; i < 3000; ++i)
+        ASSERT_EQ(vPool[static_cast<std::size_t>(i)]->at(2)->number[0], i + 2);
+}
+
+TEST(SimplePool, tellsItsEndWithManyBlocks) {
+    const auto outputWithBlocks = [](std::size_t numBlocks) {
+        return TARN_TEST::outputOf([numBlocks] { sizesAfter<Thing>(1, 1, numBlocks); });
+    };
+    EXPECT_EQ(outputWithBlocks(50), "");
+    EXPECT_EQ(outputWithBlocks(51), "SimplePool::~SimplePool: Number of containers to release: 51\n");
+}
+
+TEST(SimplePoolDeathTest, endsTheProcessWhenMisusedOrOutOfMemory) {
+    SimplePool<Megabyte> pool;
+    pool.init(0, -1);
+    std::cout.flush();
+    const auto toStdErr = [] { std::cout.rdbuf(std::cerr.rdbuf()); };  // where EXPECT_EXIT listens
+    EXPECT_EXIT((toStdErr(), pool.init(1, 1)), testing::ExitedWithCode(1),
+                "SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized");
+    EXPECT_EXIT((toStdErr(), pool.alloc(INT_MAX)), testing::ExitedWithCode(1),
+                "SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry");
+}
+
+TEST(SimplePoolDeathTest, growsPastASmallReservation) {
+    if (TARN_TEST::SANITIZED) GTEST_SKIP() << "a sanitizer needs more address space";
+    const auto limitMemory = [] {
+        const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};  // the reservation is then 16 MB
+        setrlimit(RLIMIT_AS, &limit);
+    };
+    EXPECT_EXIT((limitMemory(), exitAfterFilling(6000)), testing::ExitedWithCode(0), "");
+    EXPECT_EXIT((limitMemory(), std::cout.rdbuf(std::cerr.rdbuf()), exitAfterFilling(20000)), testing::ExitedWithCode(1),
+                "Out of memory, sorry");
+}

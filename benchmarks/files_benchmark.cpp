@@ -1,0 +1,179 @@
+// Point and mesh files in bytes per second, written to and read from the page cache; one processor.
+//
+// CopyFile moves the bytes of a file through a user's buffer into another one and is the yardstick. The folder is
+// KEL_BENCH_DIR, else /dev/shm, where no disk takes part.
+#include <benchmark/benchmark.h>
+#include <unistd.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "RMesh.h"
+#include "kel.h"
+#include "tinyply.h"
+
+using TARN_KEL::Point3;
+
+namespace {
+
+std::string pathOf(const std::string& name) {
+    const char* folder = std::getenv("KEL_BENCH_DIR");
+    return std::string(folder != nullptr ? folder : "/dev/shm") + "/kel-bench-" + std::to_string(::getpid()) + '-' + name;
+}
+
+/// Points with all their digits.
+std::vector<Point3> randomPoints(std::int64_t num) {
+    std::mt19937_64 random(1);
+    std::uniform_real_distribution<double> spread(-100, 100);
+    std::vector<Point3> vPoints;
+    for (std::int64_t i = 0; i < num; ++i)
+        vPoints.emplace_back(spread(random), spread(random), spread(random));
+    return vPoints;
+}
+
+/// A sheet of about that many triangles.
+void fillSheet(TARN_KEL::RMesh& rMesh, std::int64_t numTriangles) {
+    const int side = static_cast<int>(std::sqrt(static_cast<double>(numTriangles) / 2));
+    std::vector<Point3*> vVtx;
+    for (int y = 0; y <= side; ++y)
+        for (int x = 0; x <= side; ++x)
+            vVtx.push_back(rMesh.createVertex(x * 0.1, y * 0.1, std::sin(x * 0.05), true));
+    for (int y = 0; y < side; ++y) {
+        for (int x = 0; x < side; ++x) {
+            Point3** const p = &vVtx[static_cast<std::size_t>(y * (side + 1) + x)];
+            rMesh.createT(p[0], p[1], p[side + 1]);
+            rMesh.createT(p[1], p[side + 2], p[side + 1]);
+        }
+    }
+}
+
+/// No lines of the library in the table while it lives.
+struct Quiet {
+    Quiet() { std::cout.setstate(std::ios_base::failbit); }
+    ~Quiet() { std::cout.clear(); }
+    Quiet(const Quiet&) = delete;
+    Quiet& operator=(const Quiet&) = delete;
+};
+
+/// Times call() on the file, counts the bytes of the file, and removes it at the end.
+template <typename Call>
+void run(benchmark::State& state, const std::string& file, Call&& call) {
+    const Quiet quiet;
+    bool bOK = true;
+    for (auto _ : state)
+        bOK = call() && bOK;
+    if (!bOK) state.SkipWithError("failed");
+    state.SetBytesProcessed(state.iterations() * static_cast<std::int64_t>(std::filesystem::file_size(file)));
+    std::filesystem::remove(file);
+}
+
+void CopyFile(benchmark::State& state) {
+    const std::string from = pathOf("from"), to = pathOf("to");
+    std::ofstream(from) << std::string(static_cast<std::size_t>(state.range(0)) * 24, 'x');
+    std::vector<char> buffer(1 << 18);
+    run(state, from, [&] {
+        std::ifstream in(from);
+        std::ofstream out(to);
+        while (in.read(buffer.data(), static_cast<std::streamsize>(buffer.size())) || in.gcount() > 0)
+            out.write(buffer.data(), in.gcount());
+        return static_cast<bool>(out.flush());
+    });
+    std::filesystem::remove(to);
+}
+
+template <typename Write>
+void writePoints(benchmark::State& state, Write&& write) {
+    std::vector<Point3> vPoints = randomPoints(state.range(0));
+    const std::string file = pathOf("points");
+    run(state, file, [&] { return write(file, vPoints); });
+}
+
+template <typename Write, typename Read>
+void readPoints(benchmark::State& state, Write&& write, Read&& read) {
+    std::vector<Point3> vPoints = randomPoints(state.range(0));
+    const std::string file = pathOf("points");
+    {
+        const Quiet quiet;
+        write(file, vPoints);
+    }
+    run(state, file, [&] {
+        vPoints.clear();
+        return read(file.c_str(), vPoints);
+    });
+}
+
+constexpr auto WRITE_BIN = [](const std::string& file, std::vector<Point3>& v) {
+    return TARN_KEL::writePoints_BIN(file.c_str(), v);
+};
+constexpr auto WRITE_TEXT = [](const std::string& file, const std::vector<Point3>& v) {
+    return TARN_KEL::writePoints_ASCII(file.c_str(), v, 17);
+};
+constexpr auto WRITE_PLY = [](const std::string& file, std::vector<Point3>& v) {
+    return TARN_KEL::writePointsPly(file, v, false);
+};
+constexpr auto WRITE_PLY_TEXT = [](const std::string& file, std::vector<Point3>& v) {
+    return TARN_KEL::writePointsPly(file, v, true);
+};
+constexpr auto READ_PLY = [](const char* file, std::vector<Point3>& v) { return TARN_KEL::readPly(file, true, v); };
+constexpr auto READ_SOUP = [](const char* file, std::vector<Point3>& v) { return TARN_KEL::readPly(file, false, v); };
+
+/// Doubles with a normal and a colour that the reader has to pass over.
+bool writeScan(const std::string& name, std::vector<Point3>& v) {
+    std::vector<double> vNormal(3 * v.size(), 0.5);
+    std::vector<std::uint8_t> vColour(3 * v.size(), 100);
+    PLY::PlyFile file;
+    file.add_properties_to_element("vertex", {"x", "y", "z"}, PLY::Type::FLOAT64, v.size(),
+                                   reinterpret_cast<std::uint8_t*>(v.data()), PLY::Type::INVALID, 0);
+    file.add_properties_to_element("vertex", {"nx", "ny", "nz"}, PLY::Type::FLOAT64, v.size(),
+                                   reinterpret_cast<std::uint8_t*>(vNormal.data()), PLY::Type::INVALID, 0);
+    file.add_properties_to_element("vertex", {"r", "g", "b"}, PLY::Type::UINT8, v.size(), vColour.data(), PLY::Type::INVALID,
+                                   0);
+    std::ofstream out(name);
+    file.write(out, true);
+    return static_cast<bool>(out.flush());
+}
+
+void writeMesh(benchmark::State& state, bool bAscii) {
+    TARN_KEL::RMesh rMesh(0.1);
+    fillSheet(rMesh, state.range(0));
+    const std::string file = pathOf("mesh");
+    run(state, file, [&] { return PLY::writePly(&rMesh, file, bAscii); });
+}
+
+template <typename Read>
+void readMesh(benchmark::State& state, bool bAscii, Read&& read) {
+    TARN_KEL::RMesh rMesh(0.1);
+    fillSheet(rMesh, state.range(0));
+    const std::string file = pathOf("mesh");
+    PLY::writePly(&rMesh, file, bAscii);
+    std::vector<Point3> vPoints;
+    run(state, file, [&] {
+        vPoints.clear();
+        return read(file.c_str(), vPoints);
+    });
+}
+
+}  // namespace
+
+#define KEL_SIZES Arg(20000)->Arg(200000)->Arg(2000000)->Unit(benchmark::kMillisecond)
+BENCHMARK(CopyFile)->KEL_SIZES;
+BENCHMARK_CAPTURE(writePoints, bin, WRITE_BIN)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, bin, WRITE_BIN, TARN_KEL::readPoints_BIN)->KEL_SIZES;
+BENCHMARK_CAPTURE(writePoints, text, WRITE_TEXT)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, text, WRITE_TEXT, TARN_KEL::readPoints_ASCII)->KEL_SIZES;
+BENCHMARK_CAPTURE(writePoints, ply, WRITE_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, ply, WRITE_PLY, READ_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, ply_scan, writeScan, READ_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(writePoints, ply_text, WRITE_PLY_TEXT)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, ply_text, WRITE_PLY_TEXT, READ_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, ply, false)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, ply, false, READ_SOUP)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, ply_text, true)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, ply_text, true, READ_SOUP)->KEL_SIZES;

@@ -14,94 +14,20 @@
 #include <ctime>
 #include <fstream>
 #include <map>
-#include <new>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
+#include "CMesh.h"
 #include "RMesh.h"
+#include "support/plain_fine.h"
 
 namespace {
 
 using TARN_KEL::Point3;
 using TARN_KEL::RMesh;
 using TARN_KEL::RTriangle;
-
-/// The yardstick: elements in pools, relations in ordered maps.
-class PlainMesh {
-public:
-    struct Triangle;
-    struct Edge {
-        Point3 *pVtx0, *pVtx1;
-        std::vector<Triangle*> vT;
-    };
-    struct Triangle {
-        double normal[3];
-        std::array<Point3*, 3> aCorners;
-        std::array<Edge*, 3> aEdges;
-        void* pPatch;
-        bool bVisited, bAlive;
-    };
-    using Key = std::pair<Point3*, Point3*>;
-
-    PlainMesh() {
-        poolVtx.init(3, -1);
-        poolT.init(3, -1);
-        poolE.init(3, -1);
-    }
-    ~PlainMesh() {
-        for (Edge* pE : vE)
-            pE->~Edge();
-    }
-    Point3* createVertex(const Point3& p) {
-        const auto [it, bNew] = mVtx.emplace(p, nullptr);
-        if (bNew) it->second = new (poolVtx.nextElement()) Point3(p);
-        return it->second;
-    }
-    Triangle* createT(Point3* p0, Point3* p1, Point3* p2) {
-        auto* pT = new (poolT.nextElement()) Triangle{{0, 0, 0}, {p0, p1, p2}, {}, nullptr, false, true};
-        vT.push_back(pT);
-        for (std::size_t i = 0; i < 3; ++i) {
-            mmVtxT.emplace(pT->aCorners[i], pT);
-            pT->aEdges[i] = findOrMakeEdge(std::minmax(pT->aCorners[i], pT->aCorners[(i + 1) % 3]));
-            pT->aEdges[i]->vT.push_back(pT);
-        }
-        return pT;
-    }
-    void kill(Triangle* pT) {
-        for (Edge* pE : pT->aEdges)
-            std::erase(pE->vT, pT);
-        for (Point3* p : pT->aCorners) {
-            const auto range = mmVtxT.equal_range(p);
-            mmVtxT.erase(std::find_if(range.first, range.second, [&](const auto& entry) { return entry.second == pT; }));
-        }
-        pT->bAlive = false;
-    }
-    void getIncidentT(Point3* p, std::vector<Triangle*>& vOut) const {
-        const auto range = mmVtxT.equal_range(p);
-        for (auto it = range.first; it != range.second; ++it)
-            vOut.push_back(it->second);
-    }
-    std::vector<Triangle*> vT;
-
-private:
-    Edge* findOrMakeEdge(const Key& key) {
-        const auto [it, bNew] = mE.emplace(key, nullptr);
-        if (bNew) {
-            it->second = new (poolE.nextElement()) Edge{key.first, key.second, {}};
-            vE.push_back(it->second);
-        }
-        return it->second;
-    }
-
-    std::map<Point3, Point3*> mVtx;
-    std::map<Key, Edge*> mE;
-    std::multimap<Point3*, Triangle*> mmVtxT;
-    std::vector<Edge*> vE;
-    TARN_TOOLS::SimplePool<Point3> poolVtx;
-    TARN_TOOLS::SimplePool<Triangle> poolT;
-    TARN_TOOLS::SimplePool<Edge> poolE;
-};
+using TARN_TEST::PlainFineMesh;
 
 /// The fine mesh under the same calls.
 class FineMesh : public RMesh {
@@ -245,11 +171,58 @@ void createAskKill(benchmark::State& state) {
     state.counters["MB"] = memoryOf<M>(sheet);
 }
 
+/// A coarse mesh in the plane, one bundle a cell.
+class CoarseSheet {
+public:
+    explicit CoarseSheet(const Sheet& sheet) : calc(0, 0, 0, 2048, 2048, 2048, 11), coarse(nullptr, &calc, mBundle) {
+        vPoint = sheet.vVtx;
+        vBundle.resize(vPoint.size());
+        for (std::size_t i = 0; i < vPoint.size(); ++i) {
+            vPoint[i] = vPoint[i] + TARN_KEL::Vector3(0.5, 0.5, 0.25);
+            vBundle[i].pVtx = &vPoint[i];
+            vBundle[i].ccd = calc.getCCD(&vPoint[i]);
+            mBundle[vBundle[i].ccd] = &vBundle[i];
+        }
+        for (const auto& t : sheet.vT)
+            coarse.createT(vBundle[t[0]].ccd, vBundle[t[1]].ccd, vBundle[t[2]].ccd, 0, 0);
+    }
+
+    TARN_KEL::Calc calc;
+    std::vector<Point3> vPoint;
+    std::vector<TARN_KEL::Bundle> vBundle;
+    std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mBundle;
+    TARN_KEL::CMesh coarse;
+};
+
+/// From the coarse mesh of as many triangles.
+void convert(benchmark::State& state) {
+    CoarseSheet sheet(sheetOf(state));
+    for (auto _ : state) {
+        const double begin = seconds();
+        const RMesh mesh(&sheet.coarse);
+        state.SetIterationTime(seconds() - begin);
+    }
+}
+
+/// Edges in key order, of all degrees but 0.
+void edgesInKeyOrder(benchmark::State& state) {
+    FineMesh mesh;
+    fill(mesh, sheetOf(state));
+    for (auto _ : state) {
+        std::vector<TARN_KEL::REdge*> vRE;
+        const double begin = seconds();
+        mesh.getDegN(-99, vRE);
+        state.SetIterationTime(seconds() - begin);
+    }
+}
+
 void setUp(benchmark::internal::Benchmark* pBenchmark) {
     pBenchmark->ArgName("zOrder")->Arg(0)->Arg(1)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 }
-BENCHMARK(createAskKill<PlainMesh>)->Apply(setUp);
+BENCHMARK(createAskKill<PlainFineMesh>)->Apply(setUp);
 BENCHMARK(createAskKill<FineMesh>)->Apply(setUp);
+BENCHMARK(convert)->Apply(setUp);
+BENCHMARK(edgesInKeyOrder)->Apply(setUp);
 
 }  // namespace
 

@@ -1,0 +1,140 @@
+// Builders of small fine meshes, and the check that a mesh is in order.
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "RMesh.h"
+
+namespace TARN_TEST {
+
+using TARN_KEL::Point3;
+using TARN_KEL::REdge;
+using TARN_KEL::RMesh;
+using TARN_KEL::RTriangle;
+
+/// Vertices, and triangles as their numbers.
+struct Soup {
+    std::vector<Point3> vVtx;
+    std::vector<std::array<int, 3>> vT;
+};
+
+/// A mesh of the soup; its vertices and triangles are made in the order of the soup. sideLen is 1.
+class FineMesh {
+public:
+    explicit FineMesh(const Soup& soup) : pMesh(std::make_unique<RMesh>(1.0)) {
+        for (const Point3& p : soup.vVtx)
+            vVtx.push_back(pMesh->createVertex(p, false));
+        for (const auto& t : soup.vT)
+            vT.push_back(createT(t[0], t[1], t[2]));
+    }
+    RTriangle* createT(int i, int j, int k) { return pMesh->createT(vtx(i), vtx(j), vtx(k)); }
+    Point3* vtx(int i) const { return vVtx[static_cast<std::size_t>(i)]; }
+    RTriangle* tri(int i) const { return vT[static_cast<std::size_t>(i)]; }
+    REdge* edge(int i, int j) const { return pMesh->getEdge(vtx(i), vtx(j)); }
+    void kill(int i) { tri(i)->kill(pMesh.get()); }
+    RMesh* operator->() const { return pMesh.get(); }
+    RMesh& operator*() const { return *pMesh; }
+    /// Hands the mesh over; the pointers in here stay good while it lives.
+    RMesh* release() { return pMesh.release(); }
+
+    std::vector<Point3*> vVtx;
+    std::vector<RTriangle*> vT;
+
+private:
+    std::unique_ptr<RMesh> pMesh;
+};
+
+/// Closed, of edge length sqrt(2), normals outwards.
+inline Soup tetrahedron() {
+    return {{{0, 0, 0}, {1, 1, 0}, {1, 0, 1}, {0, 1, 1}}, {{0, 1, 2}, {0, 3, 1}, {0, 2, 3}, {1, 3, 2}}};
+}
+
+/// numX x numY unit squares in the plane z = 0, two triangles each, normals up.
+inline Soup sheet(int numX, int numY) {
+    Soup soup;
+    for (int y = 0; y <= numY; ++y)
+        for (int x = 0; x <= numX; ++x)
+            soup.vVtx.emplace_back(x, y, 0);
+    for (int y = 0; y < numY; ++y)
+        for (int x = 0; x < numX; ++x) {
+            const int i = y * (numX + 1) + x;
+            soup.vT.push_back({i, i + 1, i + numX + 1});
+            soup.vT.push_back({i + 1, i + numX + 2, i + numX + 1});
+        }
+    return soup;
+}
+
+/// Closed ring of numU x numV quads, radii 3 and 1.
+inline Soup torus(int numU, int numV) {
+    Soup soup;
+    constexpr double TURN = 6.283185307179586;
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numV; ++v) {
+            const double a = TURN * u / numU, b = TURN * v / numV, r = 3.0 + std::cos(b);
+            soup.vVtx.emplace_back(r * std::cos(a), r * std::sin(a), std::sin(b));
+        }
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numV; ++v) {
+            const int u1 = (u + 1) % numU, v1 = (v + 1) % numV;
+            soup.vT.push_back({u * numV + v, u1 * numV + v, u * numV + v1});
+            soup.vT.push_back({u1 * numV + v, u1 * numV + v1, u * numV + v1});
+        }
+    return soup;
+}
+
+/// numSpokes triangles round vertex hub, which is the first of all vertices or the last.
+inline Soup fan(int numSpokes, bool bHubFirst) {
+    Soup soup;
+    for (int i = 0; i <= numSpokes + 1; ++i)
+        soup.vVtx.emplace_back(i, (i % 1000) * (i % 1000), 0);
+    const int hub = bHubFirst ? 0 : numSpokes + 1;
+    const int rim = bHubFirst ? 1 : 0;
+    for (int i = 0; i < numSpokes; ++i)
+        soup.vT.push_back({hub, rim + i, rim + i + 1});
+    return soup;
+}
+
+/// The first thing that is wrong with the mesh, as text; empty when all is well. It goes from the alive triangles alone, on
+/// plain containers, and asks the mesh for the rest.
+inline std::string firstFault(const RMesh& mesh) {
+    std::map<std::pair<Point3*, Point3*>, std::set<RTriangle*>> mEdgeT;
+    std::map<Point3*, std::set<RTriangle*>> mVtxT;
+    for (RTriangle* pRT : mesh.vRT) {
+        if (!pRT->bAlive) continue;
+        for (std::size_t i = 0; i < 3; ++i) {
+            Point3* p = pRT->aCorners[i];
+            Point3* q = pRT->aCorners[(i + 1) % 3];
+            if (p == q) return "an alive triangle has two equal corners";
+            if (pRT->getRE(static_cast<int>(i + 2) % 3) != mesh.getEdge(p, q)) return "a triangle has a wrong edge";
+            mEdgeT[std::minmax(p, q)].insert(pRT);
+            mVtxT[p].insert(pRT);
+        }
+    }
+    std::vector<REdge*> vAlive;
+    mesh.getDegN(-99, vAlive);
+    if (vAlive.size() != mEdgeT.size()) return "the number of alive edges is wrong";
+    for (const auto& [key, sT] : mEdgeT) {
+        const REdge* pRE = mesh.getEdge(key.first, key.second);
+        if (pRE == nullptr || std::pair(pRE->pVtx0, pRE->pVtx1) != key) return "an edge isn't found by its ends";
+        const std::set<RTriangle*> sOnEdge(pRE->vRT.begin(), pRE->vRT.end());
+        if (sOnEdge != sT || sT.size() != pRE->vRT.size()) return "the triangles on an edge are wrong";
+    }
+    for (std::size_t i = 0; i < mesh.getNumVtx_all(); ++i) {
+        Point3* pVtx = mesh.poolVtx.at(i);
+        std::vector<RTriangle*> vIncT;
+        mesh.getIncidentT(pVtx, vIncT);
+        if (std::set<RTriangle*>(vIncT.begin(), vIncT.end()) != mVtxT[pVtx] || vIncT.size() != mVtxT[pVtx].size())
+            return "the triangles at a vertex are wrong";
+        if (!mesh.hasVertex(*pVtx)) return "a vertex isn't found by its coordinates";
+    }
+    return "";
+}
+
+}  // namespace TARN_TEST

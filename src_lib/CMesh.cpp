@@ -78,6 +78,7 @@ CMesh::CMesh(Voro* voro, Calc* calc, USE_LOCAL_CCD2BUNDLEMAP) : pVoro(voro), pCa
 }
 
 CMesh::~CMesh() {
+    deletePatches();
     destroyEdges();
     for (Bundle* pBundle : vExtraBundles)
         delete pBundle;
@@ -96,7 +97,9 @@ void CMesh::destroyEdges() {
         poolCE->at(i)->~CEdge();
 }
 
+// Patches look at their triangles when they end.
 void CMesh::reset() {
+    deletePatches();
     destroyEdges();
     startPools();
     edgeIndex.clear();
@@ -251,22 +254,26 @@ bool CMesh::hasBundle(VCD vcd) const {
 
 // ---- Queries on the whole mesh
 
+// Edges are mostly asked for many times between changes, so the list is kept, and new edges are merged into it.
 const std::vector<CEdge*>& CMesh::edgesInKeyOrder() const {
     const std::size_t numSorted = vSortedCE.size();
     if (numSorted == poolCE->size()) return vSortedCE;
-    // Sorting pointers alone would jump through memory at every comparison.
+    // Sorting the bare pointers would jump through memory at every comparison.
     std::vector<std::pair<VCD, CEdge*>> vNew;
     vNew.reserve(poolCE->size() - numSorted);
     for (std::size_t i = numSorted; i < poolCE->size(); ++i)
         vNew.emplace_back(poolCE->at(i)->v0, poolCE->at(i));
-    sortMT(vNew.begin(), vNew.end(), [](const auto& p, const auto& q) {
-        return p.first != q.first ? p.first < q.first : p.second->v1 < q.second->v1;
-    });
-    vSortedCE.reserve(poolCE->size());
+    sortByFirstMT(vNew);
     for (const auto& [v0, pCE] : vNew)
         vSortedCE.push_back(pCE);
-    std::inplace_merge(vSortedCE.begin(), vSortedCE.begin() + static_cast<std::ptrdiff_t>(numSorted), vSortedCE.end(),
-                       isBefore);
+
+    const auto itNew = vSortedCE.begin() + static_cast<std::ptrdiff_t>(numSorted);
+    for (auto it = itNew; it != vSortedCE.end();) {
+        const auto itEnd = std::find_if(it, vSortedCE.end(), [it](const CEdge* pCE) { return pCE->v0 != (*it)->v0; });
+        std::sort(it, itEnd, isBefore);
+        it = itEnd;
+    }
+    std::inplace_merge(std::upper_bound(vSortedCE.begin(), itNew, *itNew, isBefore), itNew, vSortedCE.end(), isBefore);
     return vSortedCE;
 }
 

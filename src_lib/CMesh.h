@@ -114,6 +114,17 @@ public:
     void getUsedCCD(std::vector<CCD>& vOut) const;
     void getPoints(std::vector<Point3*>& vOut) const;
     double getArea() const;
+
+    // ---- Patches. Both makers delete all patches made before, so that older pointers to patches are void, and leave the
+    // ---- alive triangles marked visited. O(n).
+
+    /// One patch per connected component, over edges of any degree, in the order of their first triangles in vAllCT.
+    void createCCPatches();
+    /// Patches between borders, MEs and fences (null: no fences), in that order. Appends the patches to vOutPatches; they
+    /// stay the mesh's. Enters for each triangle on an ME its corner off the ME with its patch into mVCD2Patch, where the
+    /// last patch stays. Appends the MEs to vMECE and makes the whole of it sorted and unique.
+    void createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
+                       std::vector<CEdge*>& vMECE);
     /// Replaces the vector; the patches stay the mesh's.
     void getPatches(std::vector<CPatch*>& vOut) const { vOut = vPatches; }
     double getSideLen() const { return pCalc->getSideLen(); }
@@ -172,6 +183,9 @@ private:
     const std::vector<CEdge*>& edgesInKeyOrder() const;
     void startPools();
     void destroyEdges();
+    void deletePatches();
+    void startPatches();
+    CPatch* startPatch();
 
     // Optional only to be started anew by reset(); never empty otherwise.
     std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;

@@ -1,0 +1,210 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <list>
+#include <map>
+#include <set>
+#include <unordered_map>
+#include <vector>
+
+#include "CEdge.h"
+#include "CTriangle.h"
+#include "Calc.h"
+#include "FlatSet.h"
+#include "Random.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CMesh;
+class CPatch;
+
+/// Patches in the order of their making, in place of an order by address.
+struct CPatchOrder {
+    bool operator()(const CPatch* pPatch0, const CPatch* pPatch1) const;
+};
+
+/// A sheet of the coarse mesh: triangles joined over manifold edges, between borders, non-manifold edges (MEs) and fences.
+/// Repair decides by sheets which one of a double layer goes and which way a surface faces.
+///
+/// CMesh::createPatches and createCCPatches cut the mesh into patches and own them, until the next of these calls; other
+/// patches belong to their maker. A patch owns no triangle. Members may die without notice: they stay in the list, and what
+/// is said about members below holds for the alive ones, unless it says every member. A triangle knows one patch, the last
+/// that took it; it should be a member of one patch, once.
+///
+/// The operations take O(n) or O(n log n) for n members, unless they say more. Lists are appended to. Lists of edges are in
+/// pointer order, which is the order of creation.
+class CPatch {
+public:
+    /// An empty patch, alive. Both arguments stay the caller's; the mesh must outlive the patch.
+    CPatch(CMesh* pCMesh, Calc* pCalc);
+    /// Every member whose patch this is has none afterwards.
+    ~CPatch();
+    CPatch(const CPatch&) = delete;
+    CPatch& operator=(const CPatch&) = delete;
+
+    // ---- Members
+
+    /// Appends a triangle to the members and makes this its patch.
+    void add(CTriangle* pCT);
+    /// Kills the members; the patch is dead and empty then.
+    void killPatchAndMembers();
+    /// Takes over all members of another patch, which is dead and empty afterwards. Both must be alive and different. With
+    /// bBoundary the outer boundary of the union comes from those of the two, which must be set: linear in their lengths and
+    /// in the members of the other. Without, it is empty until it is set again.
+    void assimilate(CPatch* pOtherPatch, bool bBoundary);
+    bool isAlive() const { return bAlive; }
+    /// The running number over all meshes of the process, from 0.
+    int getLabel() const { return label; }
+    /// The number of every member.
+    std::size_t getSize() const { return vMemberCT.size(); }
+    std::vector<CTriangle*>& getTriangleRef() { return vMemberCT; }
+
+    // ---- Boundary
+
+    /// Collects the edges on which exactly one member stands into vPatchBoundaryCE. So two patches on the same rim have
+    /// equal lists, a closed one has none, and an ME between members isn't in it. The patch must be alive.
+    void setOuterBoundary();
+    /// What setOuterBoundary found. The patch must be alive.
+    std::size_t getPatchBoundarySize() const;
+    void getPatchBoundaryCE(std::set<CEdge*>& sBoundaryCE) const;
+    void getPatchBoundaryCE(std::vector<CEdge*>& vBoundaryCE) const;
+    /// No edge of a member has only one triangle, and at least two members stand on each. Never for 3 members or fewer.
+    bool isClosed() const;
+
+    // ---- Lists
+
+    /// Each edge of the members once.
+    void getAllCE(std::vector<CEdge*>& vCE) const;
+    /// Three corners of every member, in member order, repeats included.
+    void getAllVCD(std::vector<VCD>& vVCD) const;
+    /// Of the edges those of degree deg; -1 stands for 3 and more.
+    void getDegNCE(int deg, std::list<CEdge*>& lCE) const;
+    void getGlobalDegNEdges(int deg, std::vector<CEdge*>& vCE) const;
+    /// The MEs, as getDegNCE(-1).
+    void getME(std::list<CEdge*>& lCE) const;
+    /// Those on which exactly deg members stand; -99 stands for 3 members and more.
+    void getDegNWithRespectToOwn(int deg, std::vector<CEdge*>& vCE) const;
+    /// Collects the edges without exactly two triangles into vDegNot2CE.
+    void setDegNot2CE();
+
+    // ---- Figures
+
+    /// At the vertices of the mesh.
+    double getArea() const;
+    /// The signed volume, positive when a closed patch faces outward.
+    double computeOrientedVolume() const;
+    /// The first of the corners of every member with the largest z component; all ones when none is above 0.
+    VCD getMaxZCCD() const;
+    /// Sets numInnerVtx: the different corners of every member less the different ends of vPatchBoundaryCE.
+    void setNumInnerVtx();
+    int getNumInnerVtx() const { return numInnerVtx; }
+    /// How many different corners of every member are in the set.
+    int countFeatureCCD(const std::set<VCD>& sFeatureCCD) const;
+    /// Estimates which share of the MEs on the rim has a partner sheet one cell away, from up to 500 of them, picked at
+    /// random where there are more; collects these partners. mVCD2Patch: as createPatches makes it. Reads vDegNot2CE, and
+    /// shuffles it when it is long; a second call on a long list keeps a low share.
+    void setPartnerCertainty(const std::map<VCD, CPatch*>& mVCD2Patch);
+    double getPartnerCertainty() const { return partnerCertainty; }
+
+    // ---- Orientation
+
+    /// Turns every member over.
+    void flipPatch();
+    /// Turns the patch over when the surface around its top, other patches included, faces down. Without a top it warns.
+    void orientPatch();
+    /// Lets the members agree over edges of degree 2, each connected part with its first member, then orientPatch(). Takes
+    /// triangles along that such edges lead to outside the patch, if they aren't marked visited. Clears the marks.
+    void intraOrientation();
+
+    // ---- Repair
+
+    /// Splits a closed patch that touches itself along MEs in two sides, and kills one. True when it did. Refuses, with
+    /// 20 members or more, what isn't thin. Turns members over on the way, also when it fails, and leaves marks.
+    bool splitClosedPatchKill(bool bCareful);
+    /// Nothing is known here: warns and returns false.
+    bool canKillLeaveDeg2() const;
+    /// Appends paths through the patch that join the open ends of chains of edges to other triangles, in pairs, the nearest
+    /// ones along folds; each path from its far end back. mPoints has all corners. O(n log n) a pair in the worst case, what
+    /// lies nearer than the partner as a rule. The patch must be alive.
+    void findPartitioningPath(std::vector<CEdge*>& vPath, const std::map<VCD, Point3>& mPoints) const;
+
+    std::vector<CEdge*> vDegNot2CE;
+    int label;
+    std::vector<CTriangle*> vMemberCT;  ///< not owned
+    double partnerCertainty = 0.0;
+    std::set<CPatch*, CPatchOrder> sPartnerPatches;  ///< not owned, in order of making
+    std::vector<CEdge*> vPatchBoundaryCE;            ///< sorted, each once
+    bool bAlive = true;
+    CMesh* pCMesh;  ///< not owned
+    Calc* pCalc;    ///< not owned
+    int numInnerVtx = -1;
+
+private:
+    friend struct CPatchOrder;
+    CPatch(CMesh* pCMesh, Calc* pCalc, std::uint64_t number);
+    void joinBoundary(const CPatch& other);
+
+    std::uint64_t number;  ///< of making, over all patches of the process
+    Random random;
+};
+
+inline bool CPatchOrder::operator()(const CPatch* pPatch0, const CPatch* pPatch1) const {
+    return pPatch0->number < pPatch1->number;
+}
+
+/// An edge that waits to be crossed by CPatch::splitClosedPatchKill. The order is by priority alone.
+struct ConEdge {
+    /// sPatchT: the triangles of the patch. The edge must have two triangles, above degree 2 two of the patch.
+    ConEdge(CMesh* pCMesh, CEdge* pCE, const FlatSet<CTriangle*>& sPatchT);
+    bool operator<(const ConEdge& other) const { return priority < other.priority; }
+
+    CEdge* pCE;
+    int degree;       ///< of the edge at construction
+    double priority;  ///< degrees of the turn between the two triangles, small goes first; 181.0 for more than two
+    bool bSameSide;   ///< crossing the edge doesn't change sides
+    std::vector<CTriangle*> vMemT;
+};
+
+class Dijkstra;
+using DijkstraMap = std::unordered_map<VCD, Dijkstra>;
+using InnerEdgeMap = std::unordered_map<VCD, std::vector<CEdge*>>;
+
+/// A vertex in the search for a shortest path along inner edges, where folds are short and flat edges long.
+///
+/// The nodes of a search live in one map. Nothing depends on the order of the maps.
+class Dijkstra {
+public:
+    static constexpr double UNREACHED = 2147483647.0;
+
+    /// Both maps stay the caller's. mVCD2InnerCEVec: the edges at each vertex.
+    Dijkstra(VCD vcd_, DijkstraMap* mNodes, const InnerEdgeMap* mEdges)
+        : vcd(vcd_), mVCD2Dijkstra(mNodes), mVCD2InnerCEVec(mEdges) {}
+
+    /// Reaches this node by pCE at that distance. If that is nearer than before, all nodes behind it get what it makes for
+    /// them, and missing ones are made. mPoints has all corners. O(n log n).
+    void update(CEdge* pCE, double dist, const std::map<VCD, Point3>& mPoints);
+    /// The same until the nearest node of the set is known, which is returned, of equally near ones the lowest code; null
+    /// when none can be reached. Nodes farther away may be missing or too far then.
+    const Dijkstra* updateToNearest(const std::set<VCD>& sGoal, CEdge* pCE, double dist,
+                                    const std::map<VCD, Point3>& mPoints);
+    /// Appends the edges from here back to the node at distance 0.
+    void getBackPath(std::vector<CEdge*>& vPath) const;
+
+    CEdge* pIncomingCE = nullptr;
+    VCD vcd;
+    double dist = UNREACHED;
+    DijkstraMap* mVCD2Dijkstra;
+    const InnerEdgeMap* mVCD2InnerCEVec;
+};
+
+/// Replaces vOut by edges of the alive triangles of vT, each once, in pointer order, by the number m of triangles of vT on
+/// them: deg >= 0: m == deg; -1: m odd; -2: m even; -3: m > 2; -4: m even and >= 4; any other: none. O(n log n).
+void getEdgesWithDegree(int deg, const std::vector<CTriangle*>& vT, std::vector<CEdge*>& vOut);
+
+/// Appends the components of the alive triangles of vT that are connected over edges of degree 2 or less, repeats in vT
+/// dropped, in the order of their first triangles by address. O(n log n).
+void getConnectedComponents_HE(const std::vector<CTriangle*>& vT, std::vector<std::vector<CTriangle*>>& vvOut);
+
+}  // namespace TARN_KEL

@@ -3,56 +3,25 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
-#include <algorithm>
-#include <array>
+#include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <iostream>
-#include <sstream>
+#include <optional>
+
+#include "LibraryText.h"
+#include "MeshFigures.h"
+#include "ProgressBar.h"
 
 using namespace TARN_KEL;
+namespace fs = std::filesystem;
 
 namespace {
 
-/// Sends std::cout elsewhere for as long as it lives.
-class CoutDetour {
-public:
-    explicit CoutDetour(std::streambuf* pBuffer) : pOld(std::cout.rdbuf(pBuffer)) {}
-    ~CoutDetour() {
-        std::cout.rdbuf(pOld);
-        std::cout.clear();  // a null buffer leaves the stream bad
-    }
-    CoutDetour(const CoutDetour&) = delete;
-    CoutDetour& operator=(const CoutDetour&) = delete;
-
-private:
-    std::streambuf* pOld;
-};
-
-/// One line on the terminal that is drawn anew at each report.
-class ProgressBar : public ProgressBase {
-public:
-    ProgressBar() { subscribe(this); }
-    ~ProgressBar() override {
-        unsubscribe();
-        if (bDrawn) std::cerr << "\n";
-    }
-    ProgressBar(const ProgressBar&) = delete;
-    ProgressBar& operator=(const ProgressBar&) = delete;
-
-    void update(const std::string& name, double fraction) override {
-        const int width = 40;
-        const auto numFull = static_cast<std::size_t>(std::clamp(fraction, 0.0, 1.0) * width);
-        std::cerr << "\r" << name << " [" << std::string(numFull, '#') << std::string(width - numFull, ' ') << "] "
-                  << static_cast<int>(fraction * 100.0) << "%  " << std::flush;
-        bDrawn = true;
-    }
-
-private:
-    bool bDrawn = false;
-};
+/// What getFileType() says.
+enum FileType { FT_STL = 0, FT_PLY = 1, FT_ASCII = 2, FT_BIN = 3 };
 
 CLI::Validator numberWhere(const std::string& what, const std::function<bool(double)>& isGood) {
     return {[what, isGood](std::string& text) {
@@ -64,11 +33,34 @@ CLI::Validator numberWhere(const std::string& what, const std::function<bool(dou
             "NUMBER"};
 }
 
-std::string extensionOf(const std::string& filename) {
-    std::string extension = std::filesystem::path(filename).extension().string();
-    std::transform(extension.begin(), extension.end(), extension.begin(),
-                   [](unsigned char c) { return static_cast<char>(std::tolower(c)); });
-    return extension;
+bool isPointFile(const std::string& filename) {
+    const int type = getFileType(filename);
+    return type == FT_PLY || type == FT_ASCII || type == FT_BIN;
+}
+
+/// The library knows files by these spellings only.
+bool isObj(const std::string& filename) {
+    const std::string extension = fs::path(filename).extension().string();
+    return extension == ".obj" || extension == ".OBJ" || extension == ".Obj";
+}
+
+bool isMeshFile(const std::string& filename) {
+    const int type = getFileType(filename);
+    return type == FT_PLY || type == FT_STL || isObj(filename);
+}
+
+bool isSameFile(const std::string& a, const std::string& b) {
+    std::error_code noFile;
+    return fs::equivalent(a, b, noFile) || fs::path(a).lexically_normal() == fs::path(b).lexically_normal();
+}
+
+/// Fails where it is plain before any work that a file of that name can't be written.
+void requireWritable(const std::string& filename) {
+    if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
+    const fs::path parent = fs::path(filename).parent_path();
+    const fs::path folder = parent.empty() ? fs::path(".") : parent;
+    if (!fs::is_directory(folder)) throw Failure("There is no folder " + folder.string());
+    if (access(folder.c_str(), W_OK) != 0) throw Failure("The folder " + folder.string() + " can't be written");
 }
 
 /// Megabytes.
@@ -78,12 +70,20 @@ double peakMemory() {
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-/// toObj reports nothing, so what tells is the file: it must be there and whole.
+/// toObj reports nothing. What tells is a file under a name that was free.
 bool writeObj(const std::string& filename, const MeshPtr& pMesh) {
-    std::error_code noError;
-    std::filesystem::remove(filename, noError);
-    toObj(pMesh, filename);
-    return std::filesystem::file_size(filename, noError) > 0 && !noError;
+    const std::string fresh = filename + "." + std::to_string(getpid()) + ".obj";
+    std::error_code failure;
+    fs::remove(fresh, failure);
+    toObj(pMesh, fresh);
+    fs::rename(fresh, filename, failure);
+    return !failure;
+}
+
+std::string figuresText(const MeshFigures& figures) {
+    return std::to_string(figures.numVertices) + " vertices, " + std::to_string(figures.numTriangles) + " triangles, " +
+           std::to_string(figures.numBorderEdges) + " border edges, " + std::to_string(figures.numNonManifoldEdges) +
+           " non-manifold edges, " + std::to_string(figures.numComponents) + " component(s)";
 }
 
 }  // namespace
@@ -92,74 +92,105 @@ const CLI::Validator positiveNumber = numberWhere("a finite number above 0", [](
 const CLI::Validator nonNegativeNumber = numberWhere("a finite number of at least 0", [](double v) { return v >= 0.0; });
 
 void Program::addCommonOptions(CLI::App& command) {
-    command.add_flag("--quiet", bQuiet, "Print nothing but errors");
+    command.add_flag("--quiet", bQuiet, "Print results and errors only");
     command.add_option("--json", jsonFile, "Write a report to this file: what was read and made, seconds, peak memory");
 }
 
-void Program::step(const std::string& name, const std::function<void()>& work) {
-    const CoutDetour detour(bQuiet ? nullptr : std::cerr.rdbuf());
+void Program::requirePointInput(const std::string& filename) {
+    if (!fs::exists(filename)) throw Failure("There is no file " + filename);
+    if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
+    if (!isPointFile(filename))
+        throw Failure("Points are read from .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
+    if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
+    if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
+}
+
+void Program::requirePointOutput(const std::string& filename) const {
+    if (!isPointFile(filename))
+        throw Failure("Points are written as .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
+    requireWritable(filename);
+    requireReport();
+    if (isSameFile(jsonFile, filename)) throw Failure("The report would overwrite " + filename);
+}
+
+void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
+    if (!isMeshFile(filename)) throw Failure("A mesh is written as .ply, .stl or .obj, which " + filename + " isn't");
+    requireWritable(filename);
+    requireReport();
+    if (isSameFile(filename, input)) throw Failure("The mesh would overwrite the input " + input);
+    if (isSameFile(jsonFile, filename) || isSameFile(jsonFile, input))
+        throw Failure("The report would overwrite " + jsonFile);
+}
+
+void Program::requireReport() const {
+    if (!jsonFile.empty()) requireWritable(jsonFile);
+}
+
+void Program::noteTime(const std::string& name, const std::function<void()>& work) {
     const auto start = std::chrono::steady_clock::now();
     work();
     json["seconds"][name] = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    json["peakMegabytes"] = peakMemory();
 }
 
-void Program::stepWithProgress(const std::string& name, const std::function<void()>& work) {
-    if (bQuiet || isatty(STDERR_FILENO) == 0) return step(name, work);
-    const ProgressBar bar;
-    step(name, work);
+void Program::step(const std::string& name, const std::function<void()>& work) {
+    std::optional<ProgressBar> bar;
+    if (!bQuiet && isatty(STDERR_FILENO) != 0) bar.emplace();
+    const LibraryText text(LibraryText::Mode::LIVE, bQuiet);
+    try {
+        noteTime(name, work);
+    } catch (const KelBugException&) {
+        throw Failure("The library stopped the run: " + text.lastWords());
+    }
+}
+
+void Program::fileStep(const std::string& name, const std::string& failure, const std::function<bool()>& work) {
+    LibraryText text(LibraryText::Mode::HELD, bQuiet);
+    bool bDone = false;
+    noteTime(name, [&] { bDone = work(); });
+    if (!bDone) throw Failure(failure + (text.lastWords().empty() ? "" : ": " + text.lastWords()));
+    text.release();
 }
 
 std::vector<Point3> Program::readPoints(std::string filename) {
-    if (!std::filesystem::exists(filename)) throw Failure("There is no file " + filename);
     std::vector<Point3> vPoints;
-    bool bRead = false;
-    step("read", [&] { bRead = readPoints_auto(filename, vPoints); });
-    if (!bRead) throw Failure("Can't read points from " + filename);
+    fileStep("read", "Can't read points from " + filename, [&] { return readPoints_auto(filename, vPoints); });
     if (vPoints.empty()) throw Failure("There is no point in " + filename);
     json["input"] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
 }
 
-void Program::requireMeshOutput(const std::string& filename) {
-    const std::array<std::string, 3> aKnown = {".ply", ".stl", ".obj"};
-    if (std::find(aKnown.begin(), aKnown.end(), extensionOf(filename)) == aKnown.end())
-        throw Failure("A mesh is written as .ply, .stl or .obj, which " + filename + " isn't");
-    requireFolder(filename);
-}
-
-void Program::requireFolder(const std::string& filename) {
-    const std::filesystem::path folder = std::filesystem::path(filename).parent_path();
-    if (!folder.empty() && !std::filesystem::is_directory(folder)) throw Failure("There is no folder " + folder.string());
-    if (std::filesystem::is_directory(filename)) throw Failure(filename + " is a folder");
+void Program::writePoints(std::string filename, std::vector<Point3>& vPoints) {
+    constexpr int EXACT_DIGITS = 17;
+    fileStep("write", "Can't write " + filename, [&] {
+        return getFileType(filename) == FT_ASCII ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
+                                                 : writePoints_auto(filename, vPoints, false);
+    });
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh) {
-    bool bWritten = false;
-    step("write", [&] {
-        bWritten = extensionOf(filename) == ".obj" ? writeObj(filename, pMesh) : writeMesh_auto(filename, pMesh, false);
-    });
-    if (!bWritten) throw Failure("Can't write " + filename);
-
-    std::vector<Point3*> vVertices;
-    std::vector<Point3*> vCorners;
-    pMesh->getPoints(vVertices);
-    pMesh->getTriangles(vCorners);
-    json["mesh"] = {{"file", filename},
-                    {"vertices", vVertices.size()},
-                    {"triangles", vCorners.size() / 3},
-                    {"averageEdgeLength", pMesh->getAverageEdgeLength()}};
-    say(filename + ": " + std::to_string(vVertices.size()) + " vertices, " + std::to_string(vCorners.size() / 3) +
-        " triangles");
+    fileStep("write", "Can't write " + filename,
+             [&] { return isObj(filename) ? writeObj(filename, pMesh) : writeMesh_auto(filename, pMesh, false); });
+    json["output"] = {{"file", filename}};
+    if (bQuiet && jsonFile.empty()) return;  // nobody asks for the figures
+    const MeshFigures figures = measureMesh(*pMesh);
+    json["mesh"] = figures.toJson();
+    say(filename + ": " + figuresText(figures));
 }
 
 void Program::say(const std::string& line) const {
-    if (!bQuiet) std::cout << line << std::endl;
+    if (!bQuiet) print(line);
+}
+
+void Program::print(const std::string& line) {
+    if (!(std::cout << line << std::endl)) throw Failure("Can't write to standard output");
 }
 
 void Program::writeReport() {
     if (jsonFile.empty()) return;
-    json["peakMegabytes"] = peakMemory();
+    // A file name may hold any bytes, a report only UTF-8.
+    const std::string text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
     std::ofstream out(jsonFile);
-    out << json.dump(2) << "\n";
+    out << text << "\n";
     if (!out.flush()) throw Failure("Can't write " + jsonFile);
 }

@@ -3,8 +3,8 @@
 #pragma once
 
 #include <kel.h>
+
 #include <CLI/CLI.hpp>
-#include <chrono>
 #include <functional>
 #include <nlohmann/json.hpp>
 #include <stdexcept>
@@ -19,35 +19,48 @@ public:
 
 /// One run of one command: its common options and its report.
 ///
-/// Standard output belongs to the program: while a library call runs, what the library prints goes to standard error, or
-/// nowhere with --quiet.
+/// A command first calls the require functions, so that nothing that is known to fail costs the user any time, then does its
+/// work in steps. Standard output belongs to the program: while a step runs, what the library prints goes to standard error,
+/// or nowhere with --quiet.
 class Program {
 public:
     /// Adds --quiet and --json to a command.
     void addCommonOptions(CLI::App& command);
 
-    /// Runs a piece of work that calls the library and notes under that name how long it took.
+    /// Fails unless points can be read from a file of that name.
+    static void requirePointInput(const std::string& filename);
+    /// Fails unless points can be written under that name.
+    void requirePointOutput(const std::string& filename) const;
+    /// Fails unless a mesh can be written under that name and no input is lost by it.
+    void requireMeshOutput(const std::string& filename, const std::string& input) const;
+    /// Fails unless the report can be written where --json wants it.
+    void requireReport() const;
+
+    /// Runs a piece of work that calls the library and notes under that name how long it took. Draws a progress bar on
+    /// standard error when that is a terminal. A KelBugException becomes a Failure.
     void step(const std::string& name, const std::function<void()>& work);
-    /// The same with a progress bar on standard error when that is a terminal.
-    void stepWithProgress(const std::string& name, const std::function<void()>& work);
 
     /// The points of a file; fails when it can't be read or holds none.
     std::vector<TARN_KEL::Point3> readPoints(std::string filename);
-    /// Fails unless a mesh can be written under that name. Called before the work starts.
-    static void requireMeshOutput(const std::string& filename);
-    /// Fails unless the folder of that file is there. Called before the work starts.
-    static void requireFolder(const std::string& filename);
-    /// Writes a mesh and notes its figures; fails when it can't be written.
+    void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints);
+    /// Writes a mesh and notes its figures.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
 
     /// What --json writes.
     nlohmann::ordered_json& report() { return json; }
     /// A line on standard output, unless --quiet.
     void say(const std::string& line) const;
+    /// A line on standard output: what the command was asked for.
+    static void print(const std::string& line);
     /// Writes the report where --json wants it.
     void writeReport();
 
 private:
+    /// A step that says by its result whether it succeeded; it fails with that text and the library's own last words, which
+    /// make one line together.
+    void fileStep(const std::string& name, const std::string& failure, const std::function<bool()>& work);
+    void noteTime(const std::string& name, const std::function<void()>& work);
+
     bool bQuiet = false;
     std::string jsonFile;
     nlohmann::ordered_json json;

@@ -16,14 +16,16 @@ struct ReconstructOptions {
 };
 
 void reconstruct(const ReconstructOptions& options, Program& program) {
-    Program::requireMeshOutput(options.out);
+    Program::requirePointInput(options.in);
+    program.requireMeshOutput(options.out, options.in);
     std::vector<Point3> vPoints = program.readPoints(options.in);
     MeshPtr pMesh;
-    program.stepWithProgress("reconstruct", [&] {
+    program.step("reconstruct", [&] {
         pMesh = options.spacing > 0.0 ? reconstruct_abs(vPoints, options.bLaplacian, options.spacing, options.numGrowSteps)
                                       : reconstruct_auto(vPoints, options.bLaplacian, options.factor, options.numGrowSteps);
     });
-    if (!pMesh) throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
+    const bool bNothing = !pMesh || !(pMesh->getAverageEdgeLength() >= 0.0);  // a mesh without an edge is none
+    if (bNothing) throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
     program.writeMesh(options.out, pMesh);
 }
 

@@ -13,33 +13,23 @@ struct ScanOptions {
 };
 
 void scan(const ScanOptions& options, Program& program) {
-    std::string filename = options.out;
-    const int type = getFileType(filename);
-    if (type < 1 || type > 3)
-        throw Failure("Points are written as .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
-    Program::requireFolder(filename);
-
+    program.requirePointOutput(options.out);
+    const ScanRequest& request = options.request;
     std::vector<Point3> vPoints;
     ScanTruth truth;
-    program.step("scan", [&] { truth = makeScan(options.request, vPoints); });
-    bool bWritten = false;
-    program.step("write", [&] {
-        const int exactDigits = 17;
-        bWritten = type == 2 ? writePoints_ASCII(filename.c_str(), vPoints, exactDigits)
-                             : writePoints_auto(filename, vPoints, false);
-    });
-    if (!bWritten) throw Failure("Can't write " + filename);
-    program.report()["scan"] = {{"file", filename},
-                                {"shape", options.request.shape},
+    program.step("scan", [&] { truth = makeScan(request, vPoints); });
+    program.writePoints(options.out, vPoints);
+    program.report()["scan"] = {{"file", options.out},
+                                {"shape", request.shape},
                                 {"points", vPoints.size()},
-                                {"noise", options.request.noise},
-                                {"seed", options.request.seed}};
+                                {"noise", request.noise},
+                                {"seed", request.seed}};
     program.report()["truth"] = {{"area", truth.area},
                                  {"spacing", truth.spacing},
                                  {"components", truth.numComponents},
                                  {"borderLoops", truth.numBorderLoops},
                                  {"eulerCharacteristic", truth.eulerCharacteristic}};
-    program.say(filename + ": " + std::to_string(vPoints.size()) + " points");
+    program.say(options.out + ": " + std::to_string(vPoints.size()) + " points");
 }
 
 }  // namespace
@@ -56,7 +46,9 @@ void addScanCommand(CLI::App& app, Program& program) {
     command.add_option("--noise", pOptions->request.noise, "Standard deviation along the normal, in point spacings")
         ->check(nonNegativeNumber)
         ->capture_default_str();
-    command.add_option("--seed", pOptions->request.seed, "Another seed gives other points")->capture_default_str();
+    command.add_option("--seed", pOptions->request.seed, "Another seed gives other points")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { scan(*pOptions, program); });
 }

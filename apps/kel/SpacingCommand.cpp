@@ -1,4 +1,5 @@
 #include <memory>
+#include <sstream>
 
 #include "commands.h"
 
@@ -7,15 +8,17 @@ using namespace TARN_KEL;
 namespace {
 
 void estimateSpacing(const std::string& in, Program& program) {
+    Program::requirePointInput(in);
+    program.requireReport();
     std::vector<Point3> vPoints = program.readPoints(in);
     double spacing = -1.0;
-    program.stepWithProgress("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });
+    program.step("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });
     if (!(spacing > 0.0)) throw Failure("The points of " + in + " have no spacing");
     program.report()["spacing"] = spacing;
     std::ostringstream line;
-    line.precision(17);
+    line.precision(17);  // every double exactly
     line << spacing;
-    std::cout << line.str() << std::endl;
+    Program::print(line.str());
 }
 
 }  // namespace

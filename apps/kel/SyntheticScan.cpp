@@ -37,7 +37,9 @@ struct Shape {
 /// Numbers in [0, 1) and normal deviates, the same with every standard library.
 class Chance {
 public:
-    explicit Chance(std::uint64_t seed) : state(seed * 0x9e3779b97f4a7c15ULL + 0x1234567ULL) {}
+    explicit Chance(std::uint64_t seed) : state(seed * 0x9e3779b97f4a7c15ULL + 0x1234567ULL) {
+        if (state == 0) state = 1;  // it would stay there
+    }
     double uniform() {
         state ^= state >> 12;
         state ^= state << 25;
@@ -63,8 +65,11 @@ Sample sphereAt(double u, double v) {
 /// The angle round the tube below which the share u of the torus's area lies: t + k sin t = 2 pi u with k = tube / ring.
 double tubeAngle(double u, double k) {
     double t = 2.0 * PI * u;
-    for (int i = 0; i < 60; ++i)
-        t -= (t + k * std::sin(t) - 2.0 * PI * u) / (1.0 + k * std::cos(t));
+    double change = 1.0;
+    for (int i = 0; i < 60 && std::abs(change) > 1e-14; ++i) {  // Newton's steps double the digits, so a few do
+        change = (t + k * std::sin(t) - 2.0 * PI * u) / (1.0 + k * std::cos(t));
+        t -= change;
+    }
     return t;
 }
 

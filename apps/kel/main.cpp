@@ -49,8 +49,6 @@ int runProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return runProgram(argc, argv);
-    } catch (const TARN_KEL::KelBugException&) {
-        return fail("The library stopped the run; its report is above (without --quiet)", 1);
     } catch (const std::exception& failure) {
         return fail(failure.what(), 1);
     }

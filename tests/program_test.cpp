@@ -1,0 +1,225 @@
+// The command line program as a user meets it: exit status, files, and what it prints where.
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+
+#include <cmath>
+#include <cstdlib>
+#include <vector>
+
+#include "kel.h"
+#include "support/TempFolder.h"
+#include "support/capture.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+struct Outcome {
+    int status = -1;
+    std::string out;
+    std::string err;
+};
+
+class ProgramTest : public testing::Test {
+protected:
+    /// Runs the program in the test's folder; the arguments are words of a shell.
+    Outcome run(const std::string& arguments) const {
+        const std::string command = "cd '" + folder.path("") + "' && '" KEL_PROGRAM "' " + arguments + " >'" +
+                                    logs.path("out") + "' 2>'" + logs.path("err") + "'";
+        const int status = std::system(command.c_str());
+        return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, logs.read("out"), logs.read("err")};
+    }
+    std::vector<Point3> points(const std::string& name) const {
+        const CoutSilence silence;
+        std::string filename = folder.path(name);
+        std::vector<Point3> vPoints;
+        EXPECT_TRUE(readPoints_auto(filename, vPoints)) << name;
+        return vPoints;
+    }
+    std::vector<Point3> scan(const std::string& arguments) const {
+        EXPECT_EQ(run("scan --quiet " + arguments + " scan.bin").status, 0) << arguments;
+        return points("scan.bin");
+    }
+
+    TempFolder folder;  // where the program works
+    TempFolder logs;
+};
+
+/// Distance to the surface of that name, patches and rims aside.
+double distanceTo(const std::string& shape, const Point3& p) {
+    const auto box = [&](double x, double y, double z) {
+        return std::min({std::abs(p.x()), std::abs(p.x() - x), std::abs(p.y()), std::abs(p.y() - y), std::abs(p.z()),
+                         std::abs(p.z() - z)});
+    };
+    if (shape == "torus") return std::abs(std::hypot(std::hypot(p.x(), p.y()) - 1.0, p.z()) - 0.4);
+    if (shape == "plane") return std::abs(p.z());
+    if (shape == "cube") return box(1.0, 1.0, 1.0);
+    if (shape == "block") return box(2.0, 1.0, 0.5);
+    return std::abs(std::hypot(p.x(), p.y(), p.z()) - 1.0);
+}
+
+}  // namespace
+
+TEST_F(ProgramTest, makesAMeshOfAScan) {
+    ASSERT_EQ(run("scan cube scan.bin --points 20000 --seed 3").status, 0);
+    for (const std::string mesh : {"mesh.ply", "mesh.stl", "mesh.obj"}) {
+        for (const std::string options : {"", "--factor 1.5", "--spacing 0.03", "--laplacian", "--quiet"}) {
+            const Outcome outcome = run("reconstruct scan.bin " + mesh + " --json report.json " + options);
+            EXPECT_EQ(outcome.status, 0) << mesh << options << outcome.err;
+            EXPECT_EQ(countIn(outcome.out, "\n"), options == "--quiet" ? 0 : 1) << outcome.out;
+            EXPECT_EQ(options == "--quiet", outcome.err.empty()) << outcome.err;
+            EXPECT_GT(folder.read(mesh).size(), 10000u) << mesh << options;
+            const std::string report = folder.read("report.json");
+            for (const char* part : {"\"points\": 20000", "\"read\": ", "\"reconstruct\": ", "\"write\": ",
+                                     "\"peakMegabytes\": ", "\"components\": 1,"})
+                EXPECT_EQ(countIn(report, part), 1) << part << report;
+        }
+    }
+    std::vector<Point3> vCorners;
+    ASSERT_TRUE(readSTL_ASCII(folder.path("mesh.stl").c_str(), vCorners));
+    for (const Point3& p : vCorners)
+        ASSERT_LT(distanceTo("cube", p), 0.02) << p;
+    EXPECT_EQ(folder.numFiles(), 5u);
+}
+
+TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
+    folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    folder.write("copy.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    folder.write("empty.xyz", "");
+    folder.write("text.xyz", "no number\n");
+    folder.write("bad.ply", "no header\n");
+    folder.write("bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12));
+    ASSERT_EQ(run("scan sphere scan.bin --points 2000 --quiet").status, 0);
+    const std::size_t numFiles = folder.numFiles();
+    const std::vector<std::string> vWrong = {"",
+                                             "nonsense",
+                                             "reconstruct",
+                                             "reconstruct scan.bin",
+                                             "reconstruct scan.bin o.ply extra",
+                                             "reconstruct scan.bin o.ply --nonsense",
+                                             "reconstruct scan.bin o.ply --factor nan",
+                                             "reconstruct scan.bin o.ply --factor 0",
+                                             "reconstruct scan.bin o.ply --factor -1",
+                                             "reconstruct scan.bin o.ply --factor 1e999",
+                                             "reconstruct scan.bin o.ply --factor 1x",
+                                             "reconstruct scan.bin o.ply --factor ''",
+                                             "reconstruct scan.bin o.ply --spacing inf",
+                                             "reconstruct scan.bin o.ply --spacing 0.1 --factor 1",
+                                             "reconstruct scan.bin o.ply --grow 1.5",
+                                             "reconstruct scan.bin o.foo",
+                                             "reconstruct scan.bin o.pLy",
+                                             "reconstruct scan.bin none/o.ply",
+                                             "reconstruct scan.bin .",
+                                             "reconstruct scan.bin scan.bin",
+                                             "reconstruct scan.bin o.ply --json o.ply",
+                                             "reconstruct scan.bin o.ply --json none/r.json",
+                                             "reconstruct copy.xyz o.ply --json copy.xyz",
+                                             "reconstruct none.xyz o.ply",
+                                             "reconstruct . o.ply",
+                                             "reconstruct empty.xyz o.ply",
+                                             "reconstruct text.xyz o.ply",
+                                             "reconstruct bad.ply o.ply",
+                                             "reconstruct bad.bin o.ply",
+                                             "reconstruct good.xyz o.ply --quiet",
+                                             "reconstruct scan.bin o.ply --quiet --spacing 1e9",
+                                             "reconstruct scan.bin o.ply --quiet --spacing 1e-9",
+                                             "spacing none.xyz",
+                                             "spacing empty.xyz",
+                                             "scan pear o.bin --points 10",
+                                             "scan sphere o.bin",
+                                             "scan sphere o.stl --points 10",
+                                             "scan sphere none/o.bin --points 10",
+                                             "scan sphere o.bin --points 0",
+                                             "scan sphere o.bin --points -5",
+                                             "scan sphere o.bin --points 5 --noise -1",
+                                             "scan sphere o.bin --points 5 --seed -1"};
+    for (const std::string& arguments : vWrong) {
+        const Outcome outcome = run(arguments);
+        EXPECT_GT(outcome.status, 0) << arguments;
+        EXPECT_EQ(outcome.out, "") << arguments;
+        EXPECT_EQ(outcome.err.rfind("kel: ", 0), 0u) << arguments << ": " << outcome.err;
+        EXPECT_EQ(countIn(outcome.err, "\n"), 1) << arguments << ": " << outcome.err;
+        EXPECT_EQ(folder.numFiles(), numFiles) << arguments;
+    }
+}
+
+TEST_F(ProgramTest, leavesAnOlderMeshAloneWhenItFails) {
+    folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    folder.write("mesh.obj", "older");
+    EXPECT_EQ(run("reconstruct good.xyz mesh.obj").status, 1);
+    EXPECT_EQ(folder.read("mesh.obj"), "older");
+}
+
+TEST_F(ProgramTest, failsWhenStandardOutputIsFull) {
+    folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
+    EXPECT_EQ(run("spacing good.xyz").status, 0);
+    const std::string command =
+        "cd '" + folder.path("") + "' && '" KEL_PROGRAM "' spacing good.xyz >/dev/full 2>'" + logs.path("err") + "'";
+    EXPECT_NE(std::system(command.c_str()), 0);
+}
+
+TEST_F(ProgramTest, printsTheSpacingAlone) {
+    std::vector<Point3> vPoints = scan("plane --points 10000 --seed 2");
+    const CoutSilence silence;
+    const Outcome outcome = run("spacing scan.bin");
+    EXPECT_EQ(outcome.status, 0);
+    EXPECT_EQ(std::strtod(outcome.out.c_str(), nullptr), estimateAvgSpacing(vPoints));
+    EXPECT_EQ(countIn(outcome.out, "\n"), 1);
+}
+
+TEST_F(ProgramTest, scansTheShapeThatItNames) {
+    for (const std::string shape : {"sphere", "torus", "plane", "cube", "block", "patches"}) {
+        const std::vector<Point3> vPoints = scan(shape + " --points 5001 --seed 7");
+        ASSERT_EQ(vPoints.size(), 5001u);
+        for (const Point3& p : vPoints)
+            ASSERT_LT(distanceTo(shape, p), 1e-12) << shape << p;
+        EXPECT_EQ(scan(shape + " --points 5001 --seed 7"), vPoints);
+        EXPECT_NE(scan(shape + " --points 5001 --seed 8"), vPoints);
+    }
+    for (const Point3& p : scan("patches --points 5000 --seed 7"))  // the widest patch looks down
+        ASSERT_GT(p.z(), -std::cos(0.3));
+}
+
+TEST_F(ProgramTest, scansEvenly) {
+    // Parts of equal area get equally many points, but for a few at their rims.
+    std::vector<double> vBand(10);
+    for (const Point3& p : scan("sphere --points 10000"))
+        ++vBand[static_cast<std::size_t>(std::min(9.0, (p.z() + 1.0) * 5.0))];
+    for (const double count : vBand)
+        EXPECT_NEAR(count, 1000.0, 10.0);
+    // The torus has the share 1/2 + 1/pi of r / R on its outer half.
+    double numOuter = 0.0;
+    for (const Point3& p : scan("torus --points 10000"))
+        numOuter += std::hypot(p.x(), p.y()) > 1.0 ? 1.0 : 0.0;
+    EXPECT_NEAR(numOuter, 10000.0 * (0.5 + 0.4 / 3.14159265), 20.0);
+}
+
+TEST_F(ProgramTest, movesPointsByTheNoiseAlongTheNormal) {
+    const int numPoints = 20000;
+    const double spacing = std::sqrt(1.0 / numPoints);
+    double sum = 0.0;
+    double sumOfSquares = 0.0;
+    for (const Point3& p : scan("plane --points 20000 --noise 0.5")) {
+        sum += p.z();
+        sumOfSquares += p.z() * p.z();
+        ASSERT_TRUE(p.x() >= 0.0 && p.x() <= 1.0 && p.y() >= 0.0 && p.y() <= 1.0) << p;
+    }
+    EXPECT_NEAR(sum / numPoints, 0.0, 0.02 * spacing);
+    EXPECT_NEAR(std::sqrt(sumOfSquares / numPoints), 0.5 * spacing, 0.02 * spacing);
+}
+
+TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
+    const std::vector<Point3> vPoints = scan("torus --points 100 --noise 1 --seed 5");
+    ASSERT_EQ(run("scan torus scan.xyz --points 100 --noise 1 --seed 5").status, 0);
+    EXPECT_EQ(points("scan.xyz"), vPoints);
+}
+
+TEST_F(ProgramTest, explainsItself) {
+    for (const std::string arguments : {"--help", "reconstruct --help", "spacing --help", "scan --help", "--version"}) {
+        const Outcome outcome = run(arguments);
+        EXPECT_EQ(outcome.status, 0) << arguments;
+        EXPECT_EQ(outcome.err, "") << arguments;
+        EXPECT_NE(outcome.out, "") << arguments;
+    }
+}

@@ -167,7 +167,8 @@ private:
     void walk(const Point3& p, const Point3& q) {
         const Vector3 pq = q - p;
         const double d = pq.length();
-        if (d < sideLen) return;
+        // More than two cell edges (and a rounding) can only come of coordinates whose squares overflow.
+        if (!(d >= sideLen && d < 3.0 * sideLen)) return;
         const Vector3 u = pq / d;
         for (double t = sideLen; t < d; t += sideLen) {
             const Point3 point = p + u * t;

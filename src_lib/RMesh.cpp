@@ -77,14 +77,6 @@ double sideLenOf(const CMesh* pCMesh) {
 
 // ---- Lists at the vertices ----------------------------------------------------------------------------------------------
 
-namespace {
-constexpr IncidenceLink NO_LINK = {0xffffffffU, 0xffffffffU};
-
-bool isLinked(const IncidenceLink& link) {
-    return link.next != NO_LINK.next;
-}
-}  // namespace
-
 VertexTriangles::VertexTriangles() {
     poolVtxLink.init(3, -1);
     poolCornerLinks.init(3, -1);
@@ -95,8 +87,11 @@ void VertexTriangles::addVertex() {
     *pLink = Incidence::emptyList(toIndex(poolVtxLink.indexOf(pLink)));
 }
 
-void VertexTriangles::addTriangle() {
-    *poolCornerLinks.nextElement() = {{NO_LINK, NO_LINK, NO_LINK}};
+void VertexTriangles::appendTriangle(std::uint32_t vertex0, std::uint32_t vertex1, std::uint32_t vertex2) {
+    const std::uint32_t firstCorner = 3 * toIndex(poolCornerLinks.indexOf(poolCornerLinks.nextElement()));
+    Incidence::append(*this, vertex0, firstCorner);
+    Incidence::append(*this, vertex1, firstCorner + 1);
+    Incidence::append(*this, vertex2, firstCorner + 2);
 }
 
 // ---- Life ---------------------------------------------------------------------------------------------------------------
@@ -189,11 +184,7 @@ RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
     ASSEX(poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2));
 
     RTriangle* pRT = new (poolRT.nextElement()) RTriangle(p0, p1, p2);
-    mmVtxT.addTriangle();
-    const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
-    Incidence::append(mmVtxT, vtxNumber(p0), firstCorner);
-    Incidence::append(mmVtxT, vtxNumber(p1), firstCorner + 1);
-    Incidence::append(mmVtxT, vtxNumber(p2), firstCorner + 2);
+    mmVtxT.appendTriangle(vtxNumber(p0), vtxNumber(p1), vtxNumber(p2));
     vRT.push_back(pRT);
 
     pRT->pRE01 = findOrCreateEdge(pair0.first, pair0.second);
@@ -215,12 +206,8 @@ REdge* RMesh::findOrCreateEdge(Point3* pLower, Point3* pHigher) {
 void RMesh::unregisterTriangle(RTriangle* pRT) {
     const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
     int numDelete = 0;
-    for (std::uint32_t corner = firstCorner; corner < firstCorner + 3; ++corner) {
-        if (!isLinked(mmVtxT.cornerLink(corner))) continue;
-        Incidence::unlink(mmVtxT, corner);
-        mmVtxT.cornerLink(corner) = NO_LINK;
-        ++numDelete;
-    }
+    for (std::uint32_t corner = firstCorner; corner < firstCorner + 3; ++corner)
+        if (Incidence::unlink(mmVtxT, corner)) ++numDelete;
     ASSEX(numDelete==3);
 }
 

@@ -25,8 +25,8 @@ public:
     VertexTriangles();
     /// Starts the list of the next vertex of the mesh.
     void addVertex();
-    /// Makes room for the next triangle of the mesh; it is in no list yet.
-    void addTriangle();
+    /// Enters the next triangle of the mesh at its three vertices.
+    void appendTriangle(std::uint32_t vertex0, std::uint32_t vertex1, std::uint32_t vertex2);
 
     IncidenceLink& vertexLink(std::uint32_t vertex) const { return *poolVtxLink.at(vertex); }
     IncidenceLink& cornerLink(std::uint32_t corner) const { return poolCornerLinks.at(corner / 3)->aCorner[corner % 3]; }

@@ -1,0 +1,384 @@
+// The cloud and its manager: spacing, grid, bundles, and what becomes of bad input.
+#include "Cloud.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <memory>
+
+#include "CloudMgr.h"
+#include "Progress.h"
+#include "support/TempFolder.h"
+#include "support/capture.h"
+#include "support/points.h"
+
+namespace {
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+const double INF = std::numeric_limits<double>::infinity();
+const double QUIET_NAN = std::numeric_limits<double>::quiet_NaN();
+const double LARGEST = std::numeric_limits<double>::max();
+
+double detectedSpacing(std::vector<Point3> vPoints) {
+    progressForEstimation();
+    Cloud cloud("c", -1.0, 1.0, false, -1);
+    cloud.setInputPoints(vPoints);
+    cloud.estimateRes2();
+    return cloud.getDetectedSpacing();
+}
+
+// ---- Spacing
+
+/// The estimate written down step by step, with lists and single bits.
+double spacingByLists(const std::vector<Point3>& vPoints) {
+    double low[3] = {INF, INF, INF}, high[3] = {-INF, -INF, -INF};
+    for (const Point3& p : vPoints)
+        for (int i = 0; i < 3; ++i) {
+            const double c = i == 0 ? p.x() : i == 1 ? p.y() : p.z();
+            low[i] = std::min(low[i], c);
+            high[i] = std::max(high[i], c);
+        }
+    const double s = std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2]});
+    const Calc calc(low[0], low[1], low[2], s, s, s, 20);
+    VCCD vCodes;
+    for (const Point3& p : vPoints)
+        vCodes.push_back(calc.getCCD(&p));
+    std::sort(vCodes.begin(), vCodes.end());
+    std::vector<int> vLevels;
+    for (std::size_t i = 1; i < vCodes.size(); ++i)
+        for (int level = 20; level > 1; --level)
+            if ((((vCodes[i] ^ vCodes[i - 1]) >> 3 * level) & 7) != 0) {
+                vLevels.push_back(level);
+                break;
+            }
+    if (vLevels.empty()) return s;
+    std::sort(vLevels.begin(), vLevels.end());
+    const int level = vLevels[vLevels.size() / 2] + 2;
+    for (CCD& code : vCodes)
+        for (int i = 0; i < 3 * level; ++i)
+            code >>= 1;
+    const double numBlocks = static_cast<double>(std::unique(vCodes.begin(), vCodes.end()) - vCodes.begin());
+    const double blockEdge = std::pow(2.0, level) * (s / std::pow(2.0, 20));
+    return std::sqrt((numBlocks * (blockEdge * blockEdge) / 1.307025) / static_cast<double>(vPoints.size()) * 1.5396);
+}
+
+std::vector<std::vector<Point3>> scans() {
+    return {Scan(1).sphere(20000),
+            Scan(2).plane(5000),
+            Scan(3, 0.02).torus(10000),
+            Scan(4).dust(3000),
+            Scan(5).plane(2),
+            scaled(Scan(6).sphere(10), 3),
+            {{0, 0, 0}, {0, 0, 1e-9}, {0, 0, 1}},
+            {{0, 0, 0}, {1, 1, 1}, {1, 1, 1}}};
+}
+
+TEST(estimateRes2, agreesWithThePlainForm) {
+    for (const auto& vPoints : scans())
+        EXPECT_EQ(detectedSpacing(vPoints), spacingByLists(vPoints)) << vPoints.size();
+}
+
+TEST(estimateRes2, scalesWithTheCloudAndHeedsNoOrder) {
+    for (auto vPoints : scans()) {
+        const double spacing = detectedSpacing(vPoints);
+        EXPECT_EQ(detectedSpacing(scaled(vPoints, 1024.0)), 1024.0 * spacing);
+        for (const double f : {10.0, 1e-6, 1e9})
+            EXPECT_NEAR(detectedSpacing(scaled(vPoints, f)) / f, spacing, 1e-2 * spacing);
+        Scan(9).shuffle(vPoints);
+        EXPECT_EQ(detectedSpacing(vPoints), spacing);
+    }
+    const auto vPlane = Scan(2).plane(5000);
+    EXPECT_NEAR(detectedSpacing(scaled(vPlane, 1.0, 1e7)), detectedSpacing(vPlane), 1e-2 * detectedSpacing(vPlane));
+}
+
+TEST(estimateRes2, isASmallMultipleOfThePitchOfALattice) {
+    std::vector<Point3> vPoints;
+    for (int i = 0; i < 10000; ++i)
+        vPoints.emplace_back(i % 100, i / 100, 0.0);
+    EXPECT_GT(detectedSpacing(vPoints), 0.8);
+    EXPECT_LT(detectedSpacing(vPoints), 2.0);
+}
+
+TEST(estimateRes2, takesTheExtentWherePointsAllButCoincide) {
+    EXPECT_EQ(detectedSpacing({{5, 5, 5}}), 1.0);
+    EXPECT_EQ(detectedSpacing({{5, 5, 5}, {5, 5, 5}}), 1.0);
+    EXPECT_EQ(detectedSpacing({{0, 0, 0}, {1e-310, 0, 0}}), 1e-310);  // too small to be divided by
+    const std::vector<Point3> vHuge = {{-LARGEST, 0, 0}, {LARGEST, 0, 0}};
+    EXPECT_EQ(detectedSpacing(vHuge), INF);
+}
+
+TEST(estimateRes2, leavesASpacingOfTheCallerAlone) {
+    progressForEstimation();
+    auto vPoints = Scan(1).sphere(100);
+    Cloud cloud("c", 0.1, -1.0, false, -1);
+    cloud.setInputPoints(vPoints);
+    cloud.estimateRes2();
+    cloud.createCalc();
+    EXPECT_EQ(cloud.detectedSpacing, -1.0);
+    EXPECT_EQ(cloud.usedSpacing, 0.1);
+    EXPECT_EQ(cloud.getCalc()->getSideLen(), 0.1);
+}
+
+// ---- Grid
+
+/// A cloud of the given extent with a spacing set by the caller, up to its grid.
+std::unique_ptr<Cloud> cloudWithGrid(double extent, double spacing, double offset = 0.0) {
+    std::vector<Point3> vPoints = {{offset, offset, offset}, {offset + extent, offset, offset}};
+    auto pCloud = std::make_unique<Cloud>("c", spacing, -1.0, false, -1);
+    pCloud->setInputPoints(vPoints);
+    pCloud->estimateRes2();
+    pCloud->createCalc();
+    return pCloud;
+}
+
+TEST(createCalc, takesTheLeastLevelWithAMarginOfFiveThousandCells) {
+    const struct {
+        double extent;
+        int level;
+    } table[] = {{0, 14}, {1000, 14}, {6383, 14}, {6384, 15}, {(1 << 21) - 10000.0, 21}};
+    for (const auto& [extent, level] : table) {
+        std::unique_ptr<Cloud> pCloud;
+        const std::string text = outputOf([&] { pCloud = cloudWithGrid(0.25 * extent, 0.25); });
+        EXPECT_EQ(pCloud->getCalc()->getNumLevels(), level) << extent;
+        EXPECT_EQ(countIn(text, "BaseLevel out of range: 22"), extent > 1e6 ? 1 : 0);
+        const Point3 low(0, 0, 0), high(0.25 * extent, 0, 0);
+        EXPECT_EQ(getX_RCD(pCloud->getCalc()->getRCD(&low)), 5000U);
+        EXPECT_EQ(getX_RCD(pCloud->getCalc()->getRCD(&high)), 5000U + static_cast<unsigned>(extent));
+    }
+}
+
+TEST(createCalc, refusesWhatCannotBeAGrid) {
+    const struct {
+        double extent, spacing, offset;
+        const char* reported;
+    } table[] = {{1.0, -1.0, 0, "usedSpacing>0"},
+                 {1.0, 0.0, 0, "usedSpacing>0"},
+                 {1.0, QUIET_NAN, 0, "usedSpacing>0"},
+                 {1.0, INF, 0, "usedSpacing>0"},
+                 {1.0, 1e-300, 0, "BaseLevel out of range: 997"},
+                 {1.0, 1e-300, 0, "numCReal>=numReqC"},
+                 {LARGEST, 1e-300, 0, "BaseLevel out of range: 1025"},
+                 {1.0, 4.7e-7, 0, "numCReal>=numReqC"},
+                 {1.0, LARGEST, 0, "bHasMargin"},
+                 {0.0, 1e-300, 1.0, "can't resolve the spacing 1e-300"},
+                 {1e-9, 1e-14, 1e7, "bHasMargin"}};
+    for (const auto& [extent, spacing, offset, reported] : table) {
+        progressForEstimation();
+        const std::string text = reportOf([&, e = extent, s = spacing, o = offset] { cloudWithGrid(e, s, o); });
+        EXPECT_NE(text.find(reported), std::string::npos) << extent << " at " << spacing << ":\n" << text;
+    }
+}
+
+// ---- Bad input
+
+TEST(setInputPoints, leavesOutWhatIsNotFiniteAndCountsIt) {
+    std::vector<Point3> vPoints = {{0, 0, 0}, {QUIET_NAN, 0, 0}, {1, 0, 0}, {0, INF, 0}, {2, 0, -INF}, {3, 3, 3}, {4, 4, 4}};
+    const struct {
+        bool bSoup;
+        std::vector<Point3> vKept;
+    } table[] = {{false, {{0, 0, 0}, {1, 0, 0}, {3, 3, 3}, {4, 4, 4}}}, {true, {{4, 4, 4}}}};
+    for (const auto& [bSoup, vKept] : table) {
+        Cloud cloud("c", 1.0, -1.0, bSoup, -1);
+        const std::string text = outputOf([&] { cloud.setInputPoints(vPoints); });
+        EXPECT_EQ(cloud.vPoints, vKept);
+        EXPECT_EQ(cloud.numInputPoints, vKept.size());
+        EXPECT_EQ(countIn(text, "aren't finite, left out: 3"), 1) << text;
+    }
+    EXPECT_EQ(vPoints.size(), 7U);
+    EXPECT_EQ(outputOf([] {
+                  std::vector<Point3> vGood = {{0, 0, 0}};
+                  Cloud("c", 1.0, -1.0, false, -1).setInputPoints(vGood);
+              }),
+              "");
+}
+
+/// The number of bundles; -1 for an exception. The text goes to the capture.
+int numBundlesOf(std::vector<Point3> vPoints, double spacingAbs, double factor) {
+    const CoutCapture capture;
+    progressForReco();
+    CloudMgr cloudMgr;
+    try {
+        cloudMgr.setInputPoints(vPoints, spacingAbs, factor, false, 361.0, true, nullptr, -1);
+    } catch (const KelBugException&) {
+        return -1;
+    }
+    std::vector<Bundle*> vBundles;
+    Calc* pCalc = nullptr;
+    cloudMgr.getBundles(vBundles, pCalc);
+    return static_cast<int>(vBundles.size());
+}
+
+TEST(CloudMgr, givesNothingForPointsWithoutASurface) {
+    std::vector<Point3> vLine;
+    for (int i = 0; i < 500; ++i)
+        vLine.emplace_back(0.1 * i, 0.2 * i, 0.3 * i);
+    const std::vector<Point3> aCloud[] = {
+        {},   {{1, 2, 3}}, std::vector<Point3>(100, Point3(1, 2, 3)), {{1, 2, 3}, {2, 3, 4}}, {{1, 2, 3}, {1, 2, 3 + 1e-15}},
+        vLine};
+    for (const auto& vPoints : aCloud)
+        for (const auto& [f, offset] :
+             {std::pair{1.0, 0.0}, {1e-6, 0.0}, {1e-300, 0.0}, {1e300, 0.0}, {1.0, 1e7}, {1.0, 1e300}})
+            for (const auto& [spacing, factor] : {std::pair{-1.0, 1.0},
+                                                  {0.1, -1.0},
+                                                  {1e-300, -1.0},
+                                                  {1e300, -1.0},
+                                                  {QUIET_NAN, QUIET_NAN},
+                                                  {-1.0, 1e-9},
+                                                  {-1.0, INF}})
+                EXPECT_LE(numBundlesOf(scaled(vPoints, f, offset), spacing, factor), 0)
+                    << vPoints.size() << " points times " << f << " plus " << offset << ", " << spacing << ", " << factor;
+}
+
+TEST(CloudMgr, findsTheSameSurfaceAtAnyScaleAndPlace) {
+    const auto vPoints = Scan(1).sphere(3000);
+    const int numBundles = numBundlesOf(vPoints, -1.0, 1.0);
+    EXPECT_GT(numBundles, 2000);
+    EXPECT_EQ(numBundlesOf(scaled(vPoints, 0x1p-20), -1.0, 1.0), numBundles);
+    EXPECT_EQ(numBundlesOf(scaled(vPoints, 0x1p60), -1.0, 1.0), numBundles);
+    EXPECT_NEAR(numBundlesOf(scaled(vPoints, 1.0, 1e7), -1.0, 1.0), numBundles, 50);
+    EXPECT_LE(numBundlesOf(vPoints, 1000.0, -1.0), 0);  // all in a few cells
+    EXPECT_LE(numBundlesOf(vPoints, -1.0, QUIET_NAN), 0);
+}
+
+TEST(CloudMgr, wantsOneInput) {
+    CloudMgr cloudMgr;
+    Calc* pCalc = nullptr;
+    std::vector<Bundle*> vBundles;
+    std::vector<std::pair<CCD, CCD>> vPairs;
+    EXPECT_NE(reportOf([&] { cloudMgr.getBundles(vBundles, pCalc); }).find("!vClouds.empty()"), std::string::npos);
+    EXPECT_NE(reportOf([&] { cloudMgr.getBorders(vPairs); }).find("!vClouds.empty()"), std::string::npos);
+    EXPECT_NE(reportOf([&] {
+                  cloudMgr.readFiles({"a.xyz", "b.xyz"}, 1.0, 1.0, false, false, -1);
+              }).find("only one input file"),
+              std::string::npos);
+}
+
+// ---- Bundles
+
+TEST(CloudMgr, givesOneBundleACellWithItsPointInside) {
+    progressForReco();
+    auto vPoints = Scan(3, 0.01).sphere(20000);
+    CloudMgr cloudMgr;
+    cloudMgr.setInputPoints(vPoints, -1.0, 1.2, false, 361.0, false, nullptr, -1);
+    std::vector<Bundle*> vBundles;
+    Calc* pCalc = nullptr;
+    cloudMgr.getBundles(vBundles, pCalc);
+    EXPECT_GT(vBundles.size(), 10000U);
+    double sumDeviation = 0.0;
+    for (std::size_t i = 0; i < vBundles.size(); ++i) {
+        const Bundle& bundle = *vBundles[i];
+        EXPECT_EQ(pCalc->getCCD(bundle.pVtx), bundle.ccd);
+        EXPECT_EQ(*bundle.pVtx, bundle.deliveredPoint);
+        EXPECT_TRUE(i == 0 || vBundles[i - 1]->ccd < bundle.ccd);
+        sumDeviation += std::fabs((*bundle.pVtx - Point3()).length() - 1.0);
+    }
+    EXPECT_LT(sumDeviation / static_cast<double>(vBundles.size()), 0.004);  // the noise alone is 0.005 on average
+}
+
+TEST(Cloud, usesAGridOfTheCaller) {
+    progressForReco();
+    auto vPoints = Scan(3).sphere(2000);
+    const Calc calc(-10.0, -10.0, -10.0, 25.6, 25.6, 25.6, 8);
+    Cloud cloud("c", -1.0, 1.0, false, -1);
+    cloud.setInputPoints(vPoints);
+    cloud.prepareScanPoints(false, const_cast<Calc*>(&calc));
+    EXPECT_NE(cloud.getCalc(), &calc);
+    EXPECT_EQ(cloud.getCalc()->getNumLevels(), 8);
+    EXPECT_EQ(cloud.getDetectedSpacing(), -1.0);
+    EXPECT_GT(cloud.vBundles.size(), 500U);
+}
+
+TEST(Cloud, keepsTheFirstPointOfEachCell) {
+    auto vPoints = Scan(4).dust(5000);
+    const auto pCloud = cloudWithGrid(1.0, 0.07);
+    std::map<RCD, Point3> mFirst;
+    for (const Point3& p : vPoints)
+        mFirst.emplace(pCloud->pCalc->getRCD(&p), p);
+    std::vector<std::pair<RCD, Point3>> vRCDPoint;
+    VRCD vAllRCD;
+    pCloud->getRCD2Point(vPoints, vRCDPoint, vAllRCD);
+    EXPECT_TRUE(std::equal(vRCDPoint.begin(), vRCDPoint.end(), mFirst.begin(), mFirst.end(),
+                           [](const auto& a, const auto& b) { return a.first == b.first && a.second == b.second; }));
+    EXPECT_TRUE(std::equal(vAllRCD.begin(), vAllRCD.end(), mFirst.begin(), mFirst.end(),
+                           [](RCD rcd, const auto& cell) { return rcd == cell.first; }));
+}
+
+TEST(Cloud, ordersBundlesByMovedAndCoarsenedCodes) {
+    progressForReco();
+    auto vPoints = Scan(3).sphere(2000);
+    Cloud cloud("c", 0.1, -1.0, false, -1);
+    cloud.setInputPoints(vPoints);
+    cloud.prepareScanPoints(false, nullptr);
+    std::vector<std::pair<CCD, Bundle*>> vOrdered;
+    cloud.getOrderedBundles(3, -2, 0, 2, vOrdered);
+    ASSERT_EQ(vOrdered.size(), cloud.vBundles.size());
+    for (std::size_t i = 0; i < vOrdered.size(); ++i) {
+        unsigned long long x, y, z, blockX, blockY, blockZ;
+        cloud.pCalc->extractIntCCD(vOrdered[i].second->ccd, x, y, z);
+        cloud.pCalc->extractIntCCD(vOrdered[i].first, blockX, blockY, blockZ);
+        EXPECT_EQ((std::array{blockX, blockY, blockZ}), (std::array{(x + 3) / 4, (y - 2) / 4, z / 4}));
+        EXPECT_TRUE(i == 0 || vOrdered[i - 1] < vOrdered[i]);
+    }
+    cloud.getOrderedBundles(0, 0, 0, 22, vOrdered);
+    EXPECT_EQ(vOrdered.back().first, 0U);
+}
+
+// ---- Files
+
+TEST(CloudMgr, readsAFileAsItTakesPoints) {
+    const TempFolder folder;
+    auto vPoints = Scan(3).sphere(2000);
+    const std::string name = folder.path("scan.bin");
+    ASSERT_TRUE(writePoints_BIN(name.c_str(), vPoints));
+    std::vector<Bundle*> vFromFile, vFromMemory;
+    Calc* pCalc = nullptr;
+    CloudMgr fromFile, fromMemory;
+    progressForReco();
+    fromFile.readFiles({name}, -1.0, 1.0, false, false, -1);
+    fromMemory.setInputPoints(vPoints, -1.0, 1.0, false, 361.0, false, nullptr, -1);
+    fromFile.getBundles(vFromFile, pCalc);
+    fromMemory.getBundles(vFromMemory, pCalc);
+    EXPECT_GT(fromFile.getSumTimeInputIO(), 0.0);
+    ASSERT_EQ(vFromFile.size(), vFromMemory.size());
+    for (std::size_t i = 0; i < vFromFile.size(); ++i)
+        EXPECT_EQ(*vFromFile[i]->pVtx, *vFromMemory[i]->pVtx);
+}
+
+TEST(Cloud, saysWhatIsWrongWithAFile) {
+    const TempFolder folder;
+    const std::string empty = folder.path("empty.bin"), missing = folder.path("missing.xyz");
+    std::vector<Point3> vNothing;
+    ASSERT_TRUE(writePoints_BIN(empty.c_str(), vNothing));
+    const auto read = [](const std::string& name, bool bSoup, bool bExpected) {
+        std::vector<Point3> vOut;
+        EXPECT_EQ(Cloud(name, -1.0, 1.0, bSoup, -1).readPoints(name, vOut), bExpected);
+    };
+    EXPECT_NE(outputOf([&] { read(empty, false, true); }).find("Empty file: " + empty), std::string::npos);
+    EXPECT_NE(outputOf([&] { read(missing, false, false); }).find("Error reading file: " + missing), std::string::npos);
+    EXPECT_NE(outputOf([&] { read("a.what", false, false); }).find("Unknown file format"), std::string::npos);
+    EXPECT_NE(reportOf([&] { read("a.stl", false, true); }).find("use --fmelt (-m) instead"), std::string::npos);
+    EXPECT_NE(reportOf([&] { read("a.stl", true, true); }).find("spacingAbs>0"), std::string::npos);
+    CloudMgr cloudMgr;
+    EXPECT_NE(outputOf([&] {
+                  cloudMgr.readFiles({missing}, -1.0, 1.0, false, false, -1);
+              }).find("Nothing to do for cloud " + missing),
+              std::string::npos);
+}
+
+TEST(Cloud, printsItsStatistics) {
+    Cloud given("a", 0.5, -1.0, false, -1), estimated("b", -1.0, 1.25, false, -1);
+    const std::string line(60, '-');
+    EXPECT_EQ(outputOf([&] { given.printStatistics(); }),
+              "\nCloud::printStatistics( a )\n" + line + "\nInput points: 0\nSpacing is user defined: 0.5\n");
+    EXPECT_EQ(outputOf([&] { estimated.printStatistics(); }),
+              "\nCloud::printStatistics( b )\n" + line +
+                  "\nInput points: 0\n\nSpacing factor:     1.25\nDetected spacing:       -1\n");
+}
+
+}  // namespace

@@ -8,41 +8,67 @@
 
 namespace TARN_KEL {
 
-/// A set of cells, by interleaved code, for questions about neighbourhoods.
+/// How interleaved codes name the 4x4x4 blocks and the 64 cells of one: the lowest six bits of a code run through a block,
+/// the rest names it.
+struct InterleavedBlocks {
+    static constexpr std::size_t RUNS_A_BLOCK = 1;  // in an ascending list the cells of a block stand together
+    static CCD blockOf(CCD ccd) { return ccd >> 6; }
+    static std::size_t localOf(CCD ccd) { return ccd & 63; }
+    static std::uint32_t toMask27(const std::uint64_t* words, std::size_t local);
+    static std::size_t crossing(std::size_t local);
+};
+
+/// The same for packed codes: the lowest two bits of each field tell the cell, 16z + 4y + x, the code without them the
+/// block.
+struct PackedBlocks {
+    static constexpr std::size_t RUNS_A_BLOCK = 16;  // at most: one for each row along z
+    static constexpr RCD LOCAL_BITS = packRCD(3, 3, 3);
+    static RCD blockOf(RCD rcd) { return rcd & ~LOCAL_BITS; }
+    static std::size_t localOf(RCD rcd) { return (rcd & 3) << 4 | (rcd >> 19 & 12) | (rcd >> 42 & 3); }
+    static std::uint32_t toMask27(const std::uint64_t* words, std::size_t local);
+    static std::size_t crossing(std::size_t local);
+};
+
+/// A set of cells for questions about neighbourhoods, for one of the two layouts of codes.
 ///
-/// The lowest six bits of a code run through a block of 4x4x4 cells, the rest names the block: so a block of cells is one
-/// word. A word that is 0 and a block that was never met are the same. Membership, insertion and removal take constant time
-/// on average; 2 to 5 bytes a cell on a surface, at most 64 where each cell has a block to itself.
-class CellBitmap {
+/// A block of 4x4x4 cells is one word. A word that is 0 and a block that was never met are the same. Membership, insertion
+/// and removal take constant time on average; 2 to 5 bytes a cell on a surface, at most 64 where each cell has a block to
+/// itself.
+template <typename Blocks>
+class BlockBitmap {
 public:
     using Word = std::uint64_t;
+    using Code = unsigned long long;
 
-    static CCD blockOf(CCD ccd) { return ccd >> 6; }
-    static Word bitOf(CCD ccd) { return Word{1} << (ccd & 63); }
+    static Code blockOf(Code code) { return Blocks::blockOf(code); }
+    static Word bitOf(Code code) { return Word{1} << Blocks::localOf(code); }
 
-    CellBitmap() : CellBitmap(VCCD()) {}
+    BlockBitmap() : BlockBitmap(std::vector<Code>()) {}
     /// In any order, but ascending is faster and takes less memory; repeats do no harm.
-    explicit CellBitmap(const VCCD& vCells);
+    explicit BlockBitmap(const std::vector<Code>& vCells);
 
-    bool contains(CCD ccd) const { return (getWord(blockOf(ccd)) & bitOf(ccd)) != 0; }
-    void insert(CCD ccd) { add(blockOf(ccd), bitOf(ccd)); }
-    void erase(CCD ccd) { vEntry[find(blockOf(ccd))].word &= ~bitOf(ccd); }
+    bool contains(Code code) const { return (getWord(blockOf(code)) & bitOf(code)) != 0; }
+    void insert(Code code) { add(blockOf(code), bitOf(code)); }
+    void erase(Code code) { vEntry[find(blockOf(code))].word &= ~bitOf(code); }
 
-    /// The cells of a block, bit i for the cell that has i as the lowest six bits of its code; 0 for an unknown block.
-    Word getWord(CCD block) const { return vEntry[find(block)].word; }
+    /// The cells of a block, bit i for the cell that is number i in it; 0 for an unknown block.
+    Word getWord(Code block) const { return vEntry[find(block)].word; }
 
-    /// Which positions of a 27-block are in the set, as bits. block: the 27 codes of Calc::completeArray27.
-    std::uint32_t getMask27(const CCD* block) const;
+    /// Which positions of the 27-block of a cell are in the set, as bits. cornerCode(i): the cell one step off on all three
+    /// axes, up where bit 0, 1, 2 of i is set for x, y, z, down elsewhere.
+    template <typename CornerCode>
+    std::uint32_t getMask27(Code centre, const CornerCode& cornerCode) const;
 
 private:
     struct Entry {
-        CCD block = NO_BLOCK;
+        Code block = NO_BLOCK;
         Word word = 0;  // stays 0 in a free entry
     };
-    static constexpr CCD NO_BLOCK = ~CCD{0};  // no code shifted by six has these bits
+    static constexpr Code NO_BLOCK = ~Code{0};  // no name of a block
 
-    std::size_t find(CCD block) const;
-    void add(CCD block, Word word);
+    std::size_t find(Code block) const;
+    void add(Code block, Word word);
+    /// To the smallest table that holds more than that many blocks.
     void grow(std::size_t numBlocksToHold);
 
     std::vector<Entry> vEntry;  // a power of two, at least twice the blocks
@@ -50,10 +76,16 @@ private:
     int shift = 0;  // 64 - log2(vEntry.size())
 };
 
+/// Cells by interleaved code.
+using CellBitmap = BlockBitmap<InterleavedBlocks>;
+/// Cells by packed code.
+using CellBitmap_RCD = BlockBitmap<PackedBlocks>;
+
 // ---- The innermost operations
 
 /// The entry of the block, or the free one where it would go.
-inline std::size_t CellBitmap::find(CCD block) const {
+template <typename Blocks>
+std::size_t BlockBitmap<Blocks>::find(Code block) const {
     // The high bits of the product depend on all bits of the name; the fold spreads names that differ in high bits only.
     std::size_t i = static_cast<std::size_t>(((block ^ (block >> 32)) * 0x9e3779b97f4a7c15ULL) >> shift);
     while (vEntry[i].block != block && vEntry[i].block != NO_BLOCK)
@@ -61,14 +93,26 @@ inline std::size_t CellBitmap::find(CCD block) const {
     return i;
 }
 
-inline void CellBitmap::add(CCD block, Word word) {
-    if (2 * (numBlocks + 1) > vEntry.size()) grow(2 * (numBlocks + 1));
+template <typename Blocks>
+void BlockBitmap<Blocks>::add(Code block, Word word) {
+    if (2 * (numBlocks + 1) > vEntry.size()) grow(vEntry.size() / 2);
     Entry& entry = vEntry[find(block)];
     if (entry.block == NO_BLOCK) {
         entry.block = block;
         ++numBlocks;
     }
     entry.word |= word;
+}
+
+template <typename Blocks>
+template <typename CornerCode>
+std::uint32_t BlockBitmap<Blocks>::getMask27(Code centre, const CornerCode& cornerCode) const {
+    const std::size_t local = Blocks::localOf(centre), crossing = Blocks::crossing(local);
+    Word words[8];
+    for (std::size_t corner = crossing;; corner = (corner - 1) & crossing) {  // all subsets of the axes that are crossed
+        words[corner] = getWord(blockOf(cornerCode(corner)));
+        if (corner == 0) return Blocks::toMask27(words, local);
+    }
 }
 
 }  // namespace TARN_KEL

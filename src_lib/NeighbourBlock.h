@@ -5,7 +5,10 @@
 // One ring of a flood costs six shifts, however wide its front is.
 #pragma once
 
+#include <bit>
+#include <cstddef>
 #include <cstdint>
+#include <vector>
 
 namespace TARN_KEL::NeighbourBlock {
 
@@ -21,6 +24,15 @@ constexpr Mask bit(int pos) {
 
 /// The positions that share a face with the centre: z-1, y-1, x-1, x+1, y+1, z+1.
 constexpr Mask FACES = bit(4) | bit(10) | bit(12) | bit(14) | bit(16) | bit(22);
+
+/// The positions that share an edge with the centre, or no more than a corner.
+constexpr Mask CORNERS = bit(0) | bit(2) | bit(6) | bit(8) | bit(18) | bit(20) | bit(24) | bit(26);
+constexpr Mask EDGES = ALL & ~(FACES | CORNERS | bit(CENTRE));
+
+/// The position one step off the centre on all axes: up where bit 0, 1, 2 of corner is set for x, y, z, down elsewhere.
+constexpr std::size_t cornerPosition(std::size_t corner) {
+    return 2 * (corner & 1) + 6 * (corner >> 1 & 1) + 18 * (corner >> 2 & 1);
+}
 
 /// The order in which the faces are looked at for the first free one, which seeds a flood.
 constexpr int FACE_SCAN[6] = {14, 12, 16, 10, 22, 4};
@@ -50,11 +62,58 @@ constexpr Mask flood(Mask start, Mask passable, int maxSteps) {
     return covered;
 }
 
+/// All that can be reached from the given positions through passable ones. The start counts as reached, passable or not.
+/// Goes along one axis after the other and so needs fewer rounds than a flood ring by ring.
+constexpr Mask fill(Mask start, Mask passable) {
+    Mask reached = start;
+    for (Mask before = 0; reached != before;) {
+        before = reached;
+        reached |= ((reached & ~X_HIGH) << 1 | (reached & ~X_LOW) >> 1) & passable;
+        reached |= ((reached & ~Y_HIGH) << 3 | (reached & ~Y_LOW) >> 3) & passable;
+        reached |= (reached << 9 | reached >> 9) & passable;
+    }
+    return reached;
+}
+
 /// The first face in scan order that is among the given positions, as a mask; 0 when there is none.
 constexpr Mask firstFace(Mask positions) {
     for (int pos : FACE_SCAN)
         if ((positions & bit(pos)) != 0) return bit(pos);
     return 0;
 }
+
+/// Appends the positions that share a face with the position, in the order +1, -1, +3, -3, +9, -9. None for a number that
+/// isn't a position.
+inline void appendFaceNeighbours(int pos, std::vector<int>& vOut) {
+    if (pos < 0 || pos >= NUM_POSITIONS) return;
+    const Mask neighbours = faceNeighbours(bit(pos));
+    for (const int step : {1, -1, 3, -3, 9, -9})
+        if (pos + step >= 0 && (neighbours & bit(pos + step)) != 0) vOut.push_back(pos + step);
+}
+
+/// A set of positions as bits, read like a standard set: in ascending order.
+struct PositionSet {
+    class Iterator {
+    public:
+        explicit Iterator(Mask positionsLeft) : left(positionsLeft) {}
+        int operator*() const { return std::countr_zero(left); }
+        Iterator& operator++() {
+            left &= left - 1;
+            return *this;
+        }
+        bool operator==(const Iterator&) const = default;
+
+    private:
+        Mask left;
+    };
+
+    Iterator begin() const { return Iterator(mask); }
+    Iterator end() const { return Iterator(0); }
+    std::size_t size() const { return static_cast<std::size_t>(std::popcount(mask)); }
+    bool empty() const { return mask == 0; }
+    std::size_t count(int pos) const { return mask >> pos & 1U; }
+
+    Mask mask = 0;
+};
 
 }  // namespace TARN_KEL::NeighbourBlock

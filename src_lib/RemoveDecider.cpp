@@ -14,9 +14,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <utility>
 
 #include "NeighbourBlock.h"
+#include "pruneRounds.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -48,7 +48,8 @@ int RemoveDecider::setNewCCD(CCD ccd) {
     curCCD = ccd;
     visitedMask = 0;
     pCalc->completeArray27(ccd, block.data());
-    aliveMask = alive.getMask27(block.data()) & ~NeighbourBlock::bit(NeighbourBlock::CENTRE);
+    const auto cornerCode = [this](std::size_t corner) { return block[NeighbourBlock::cornerPosition(corner)]; };
+    aliveMask = alive.getMask27(ccd, cornerCode) & ~NeighbourBlock::bit(NeighbourBlock::CENTRE);
     if (!isDoomed(ccd)) aliveMask |= NeighbourBlock::bit(NeighbourBlock::CENTRE);
     return std::popcount(aliveMask);
 }
@@ -72,25 +73,14 @@ bool RemoveDecider::isRemovableStrong(CCD ccd) {
 }
 
 std::size_t RemoveDecider::pruneStrong(VCCD& vRemoveCandidates, VCCD& vKeptOut, VCCD& vDoomedOut) {
-    VCCD vWork = vRemoveCandidates;
-    VCCD vKept;
     std::size_t numDoomed = 0;
-    for (bool bChanged = true; bChanged;) {
-        bChanged = false;
-        vKept.clear();
-        for (auto it = vWork.rbegin(); it != vWork.rend(); ++it) {
-            if (!isRemovableStrong(*it)) {
-                vKept.push_back(*it);
-                continue;
-            }
-            registerDoomed(*it);
-            vDoomedOut.push_back(*it);
-            ++numDoomed;
-            bChanged = true;
-        }
-        vWork.swap(vKept);  // what stayed is asked again, now from the other end
-    }
-    vKeptOut = std::move(vWork);
+    vKeptOut = pruneRounds(vRemoveCandidates, [&](CCD ccd) {
+        if (!isRemovableStrong(ccd)) return false;
+        registerDoomed(ccd);
+        vDoomedOut.push_back(ccd);
+        ++numDoomed;
+        return true;
+    });
     ASSEX(vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size());
     return numDoomed;
 }
@@ -113,12 +103,7 @@ bool RemoveDecider::badDirect(int a, int b, int c, int d, int e, int f) const {
 }
 
 void RemoveDecider::getNeigs(int pos, std::vector<int>& vOut) const {
-    if (ewok(pos, pos + 1)) vOut.push_back(pos + 1);
-    if (ewok(pos, pos - 1)) vOut.push_back(pos - 1);
-    if (nsok(pos, pos + 3)) vOut.push_back(pos + 3);
-    if (nsok(pos, pos - 3)) vOut.push_back(pos - 3);
-    if (udok(pos + 9)) vOut.push_back(pos + 9);
-    if (udok(pos - 9)) vOut.push_back(pos - 9);
+    NeighbourBlock::appendFaceNeighbours(pos, vOut);
 }
 
 bool RemoveDecider::ewok(int a, int b) {

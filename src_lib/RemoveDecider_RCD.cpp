@@ -1,0 +1,373 @@
+// Thinning a layer of cells to a sheet.
+//
+// The block of a cell is 27 bits: what is alive. All tests are floods through the free bits, word by word.
+//
+//     gap      From a free face over free edge neighbours to other free faces: if that doesn't reach all of them, the cell
+//              separates two sides. The faces and edges alone form the way, the corners don't.
+//     border   From the first free face through all free positions but the centre: if that reaches all of them, the free
+//              space of the block is one region, and the sheet ends at the cell. In the middle of a sheet there are two.
+//
+//        . . .            . . .            . # .
+//        # C #  area      # C .  border    # C #  an inner cell of a solid: both tests say no, it stays
+//        . . .            . . .            . # .
+//
+// A flood over faces can't enter a free corner whose three edge neighbours in the block are occupied, though in the cells
+// beyond the block it may well be joined to the rest. So such a prevented corner counts as reached.
+//
+// Pruning by priority is a queue by weight. Most entries of a pass are known at its start: they are sorted once. What is
+// weighed again after a neighbour's end goes into a heap, and the smaller front of the two comes next; each heap entry has
+// a number, so that equal weights come out in the order in which they went in. A cell's point is looked up once, and the
+// places of face neighbours in the list of candidates come from a hash table: no search in the inner loop.
+#include "RemoveDecider_RCD.h"
+
+#include <algorithm>
+#include <bit>
+#include <queue>
+
+#include "HashIndex.h"
+#include "freeFunctions.h"
+#include "pruneRounds.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+using NeighbourBlock::ALL;
+using NeighbourBlock::CENTRE;
+using NeighbourBlock::FACES;
+using NeighbourBlock::Mask;
+using NeighbourBlock::NUM_POSITIONS;
+
+/// A corner of the block and the edge neighbours around it.
+struct CornerRow {
+    int corner, a, b, c;
+};
+constexpr CornerRow arr[] = {{0, 1, 3, 9},    {2, 1, 5, 11},    {8, 5, 7, 17},    {6, 3, 7, 15},
+                             {18, 19, 21, 9}, {20, 19, 23, 11}, {26, 23, 25, 17}, {24, 25, 21, 15}};
+
+constexpr int MIN_SUM = NUM_POSITIONS - 8;             // below, not even eight prevented corners make up for the rest
+constexpr std::size_t MAX_SMALL_CC = 40;               // cells of a component of border cells that counts as small
+constexpr std::array<RCD, 8> BLOCK_CORNER_OFFSETS = {  // cornerPosition() as a difference of codes
+    0 - RCD_STEP_X - RCD_STEP_Y - RCD_STEP_Z, RCD_STEP_X - RCD_STEP_Y - RCD_STEP_Z, RCD_STEP_Y - RCD_STEP_X - RCD_STEP_Z,
+    RCD_STEP_X + RCD_STEP_Y - RCD_STEP_Z,     RCD_STEP_Z - RCD_STEP_X - RCD_STEP_Y, RCD_STEP_X - RCD_STEP_Y + RCD_STEP_Z,
+    RCD_STEP_Y - RCD_STEP_X + RCD_STEP_Z,     RCD_STEP_X + RCD_STEP_Y + RCD_STEP_Z};
+
+using VRCDPoint = RemoveDecider_RCD::VRCDPoint;
+
+/// The point of a cell that must be in the sorted list from itFrom on. Near cells are found faster than far ones.
+VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const_iterator itFrom, RCD rcd) {
+    const auto isBefore = [](const std::pair<RCD, Point3>& cell, RCD code) { return cell.first < code; };
+    std::ptrdiff_t reach = 1;
+    while (reach < vRCDPoint.end() - itFrom && itFrom[reach].first < rcd)
+        reach *= 2;
+    const auto itTo = itFrom + std::min(reach + 1, vRCDPoint.end() - itFrom);
+    auto q_it = std::lower_bound(itFrom, itTo, rcd, isBefore);
+    if (q_it != vRCDPoint.end() && q_it->first != rcd) q_it = vRCDPoint.end();
+    ASSEX(q_it!=vRCDPoint.end());
+    return q_it;
+}
+
+/// Numbers with weights; the smallest weight comes out first, of equal ones the one that went in first.
+class WeightQueue {
+public:
+    /// vAtStart: (weight, number), in any order.
+    explicit WeightQueue(std::vector<std::pair<double, std::uint32_t>> vAtStart) : vStart(std::move(vAtStart)) {
+        sortByFirstMT(vStart);
+    }
+    void push(double weight, std::uint32_t number) { later.push({radixCode(weight), numPushed++, number}); }
+    bool empty() const { return iStart == vStart.size() && later.empty(); }
+    std::uint32_t pop() {
+        const bool bFromStart =
+            later.empty() || (iStart < vStart.size() && radixCode(vStart[iStart].first) <= later.top().weightCode);
+        if (bFromStart) return vStart[iStart++].second;
+        const std::uint32_t number = later.top().number;
+        later.pop();
+        return number;
+    }
+
+private:
+    struct Later {
+        std::uint64_t weightCode;  // in the order of the weights
+        std::uint64_t turn;
+        std::uint32_t number;
+        bool operator>(const Later& l) const {
+            return weightCode != l.weightCode ? weightCode > l.weightCode : turn > l.turn;
+        }
+    };
+    std::vector<std::pair<double, std::uint32_t>> vStart;
+    std::size_t iStart = 0;
+    std::priority_queue<Later, std::vector<Later>, std::greater<>> later;
+    std::uint64_t numPushed = 0;
+};
+
+}  // namespace
+
+/// The cells that may go, with what their weights need.
+class RemoveDecider_RCD::Candidates {
+public:
+    /// vSorted: refers to the caller's list.
+    Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) : vRCD(vSorted) {
+        ASSEX(vRCD.size()<HashIndex::NONE);
+        index.reserve(vRCD.size());
+        vOffCentre.reserve(vRCD.size());
+        auto itPoint = vRCDPoint.begin();
+        for (std::uint32_t i = 0; i < vRCD.size(); ++i) {
+            itPoint = findPoint(vRCDPoint, itPoint, vRCD[i]);
+            vOffCentre.push_back(decider.getOffCentre(vRCD[i], itPoint->second));
+            if (i == 0 || vRCD[i] != vRCD[i - 1]) index.insert(hashOf(vRCD[i]), i);
+        }
+    }
+    /// The place of a cell in the list, HashIndex::NONE when it is no candidate.
+    std::uint32_t find(RCD rcd) const {
+        return index.find(hashOf(rcd), [this, rcd](std::uint32_t i) { return vRCD[i] == rcd; });
+    }
+
+    const VRCD& vRCD;
+    std::vector<double> vOffCentre;  // by place in vRCD
+
+private:
+    static std::uint64_t hashOf(RCD rcd) {
+        constexpr RCD MEMBER = packRCD(1, 1, 1);
+        return localHash(rcd & ~MEMBER, (rcd >> 40 & 4) | (rcd >> 20 & 2) | (rcd & 1));
+    }
+
+    HashIndex index;
+};
+
+// ---- The block --------------------------------------------------------------------------------------------------------
+
+RemoveDecider_RCD::RemoveDecider_RCD(VRCD& vCells, Calc* pGrid)
+    : sideLen(pGrid->getSideLen()), pvRCD(&vCells), pCalc(pGrid) {
+    if (!std::is_sorted(vCells.begin(), vCells.end())) sortMT(vCells.begin(), vCells.end());
+    alive = CellBitmap_RCD(vCells);
+    vNeigs.reserve(NUM_POSITIONS);
+}
+
+int RemoveDecider_RCD::setNewRCD(RCD rcd) {
+    return setBlock(rcd, getAliveMask(rcd));
+}
+
+Mask RemoveDecider_RCD::getAliveMask(RCD rcd) const {
+    const Mask inList = alive.getMask27(rcd, [rcd](std::size_t corner) { return rcd + BLOCK_CORNER_OFFSETS[corner]; });
+    const bool bStrangerAlive = (inList & NeighbourBlock::bit(CENTRE)) == 0 && !isDoomed(rcd);
+    return bStrangerAlive ? inList | NeighbourBlock::bit(CENTRE) : inList;
+}
+
+int RemoveDecider_RCD::setBlock(RCD rcd, Mask alivePositions) {
+    curRCD = rcd;
+    sVisited.mask = 0;
+    aliveMask = alivePositions;
+    pCalc->completeArray27_RCD(rcd, block.data());
+    vNeigs.clear();
+    for (Mask left = alivePositions; left != 0; left &= left - 1)
+        vNeigs.push_back(block[static_cast<std::size_t>(std::countr_zero(left))]);
+    return std::popcount(alivePositions);
+}
+
+void RemoveDecider_RCD::registerDoomed(RCD rcd) {
+    sDoomedRCD.insert(rcd);
+    alive.erase(rcd);
+}
+
+void RemoveDecider_RCD::getAliveRCD(VRCD& vOut) const {
+    vOut.clear();
+    std::copy_if(pvRCD->begin(), pvRCD->end(), std::back_inserter(vOut), [this](RCD rcd) { return alive.contains(rcd); });
+}
+
+void RemoveDecider_RCD::getDirectNeig27Positions(int pos, std::vector<int>& vOut) const {
+    NeighbourBlock::appendFaceNeighbours(pos, vOut);
+}
+
+Mask RemoveDecider_RCD::freePositions() const {
+    return ALL & ~static_cast<Mask>(aliveMask);
+}
+
+void RemoveDecider_RCD::floodFrom(Mask start) {
+    const NeighbourBlock::PositionSet vWorkspace{start};
+    ASSEX(vWorkspace.size()==1);
+    sVisited.mask = NeighbourBlock::fill(start, freePositions() & ~NeighbourBlock::bit(CENTRE));
+}
+
+// ---- Tests ------------------------------------------------------------------------------------------------------------
+
+bool RemoveDecider_RCD::blockCreatesGap() const {
+    const Mask free = freePositions();
+    if ((free & FACES) == 0) return true;
+    const Mask reached = NeighbourBlock::fill(NeighbourBlock::firstFace(free), free & (FACES | NeighbourBlock::EDGES));
+    return (free & FACES & ~reached) != 0;
+}
+
+/// Whether the free space of the block is one region, prevented corners aside. False without a free face.
+bool RemoveDecider_RCD::blockJoinsFreeSpace() {
+    const Mask freeFaces = freePositions() & FACES;
+    if (freeFaces == 0) return false;
+    floodFrom(NeighbourBlock::firstFace(freeFaces));
+    const int sum = std::popcount(aliveMask) + static_cast<int>(sVisited.size());
+    return sum == NUM_POSITIONS || (sum >= MIN_SUM && sum + numPreventedCorners() == NUM_POSITIONS);
+}
+
+bool RemoveDecider_RCD::blockIsBorder() {
+    return blockJoinsFreeSpace() && !blockCreatesGap();
+}
+
+/// Whether the centre can be taken away.
+bool RemoveDecider_RCD::blockMayGo(bool bAllowBorder) {
+    return !blockCreatesGap() && (bAllowBorder || !blockJoinsFreeSpace());
+}
+
+bool RemoveDecider_RCD::removingCreatesGap(RCD rcd) {
+    setNewRCD(rcd);
+    return blockCreatesGap();
+}
+
+bool RemoveDecider_RCD::isBorder(RCD rcd) {
+    setNewRCD(rcd);
+    return blockIsBorder();
+}
+
+OppState RemoveDecider_RCD::getOppState(RCD rcd, int idx6) {
+    ASSEX(idx6>=0 && idx6<6);
+    setNewRCD(rcd);
+    const int oppIdx27 = vIdx6ToIdx27[static_cast<std::size_t>(idx6 ^ 1)];
+    const int fromIdx27 = vIdx6ToIdx27[static_cast<std::size_t>(idx6)];
+    if (exists_int27(oppIdx27)) return OPP_OCCUPIED;
+    ASSEX(!exists_int27(fromIdx27));
+    floodFrom(NeighbourBlock::bit(fromIdx27));
+    return sVisited.count(oppIdx27) != 0 ? OPP_CONNECTED : OPP_SEPARATED;
+}
+
+bool RemoveDecider_RCD::wouldBecomeNewBorder(RCD neig, RCD removeRCD) {
+    if (isDoomed(removeRCD))
+        assertionFailed("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    setNewRCD(neig);
+    if ((freePositions() & FACES) == 0 || blockIsBorder()) return false;
+    const auto removed = std::find(block.begin(), block.end(), removeRCD) - block.begin();
+    if (removed == NUM_POSITIONS) return false;  // out of sight
+    setBlock(neig, static_cast<Mask>(aliveMask) & ~NeighbourBlock::bit(static_cast<int>(removed)));
+    return blockIsBorder();
+}
+
+bool RemoveDecider_RCD::removingCreatesAnotherBorder(RCD rcd) {
+    if (curRCD != rcd) setNewRCD(rcd);
+    const VRCD vMembers = vNeigs;  // the tests renew the block
+    const bool bAnother =
+        std::any_of(vMembers.begin(), vMembers.end(), [this, rcd](RCD member) { return wouldBecomeNewBorder(member, rcd); });
+    curRCD = ~RCD{0};
+    return bAnother;
+}
+
+bool RemoveDecider_RCD::isPreventedCorner(int corner, int a, int b, int c) const {
+    return !exists_int27(corner) && sVisited.count(corner) == 0 && exists_int27(a) && exists_int27(b) && exists_int27(c);
+}
+
+int RemoveDecider_RCD::numPreventedCorners() const {
+    return static_cast<int>(std::count_if(std::begin(arr), std::end(arr), [this](const CornerRow& row) {
+        return isPreventedCorner(row.corner, row.a, row.b, row.c);
+    }));
+}
+
+// ---- Passes -----------------------------------------------------------------------------------------------------------
+
+void RemoveDecider_RCD::detectAreaAndBorder(VRCD& vArea, VRCD& vBorder) {
+    vArea.clear();
+    vBorder.clear();
+    for (const RCD rcd : *pvRCD)
+        if (alive.contains(rcd)) (isBorder(rcd) ? vBorder : vArea).push_back(rcd);
+}
+
+void RemoveDecider_RCD::detectBorders(VRCD& vRCDs, VRCD& vBorderRCDs) {
+    ASSEX(vBorderRCDs.empty());
+    std::copy_if(vRCDs.begin(), vRCDs.end(), std::back_inserter(vBorderRCDs), [this](RCD rcd) { return isBorder(rcd); });
+}
+
+double RemoveDecider_RCD::getOffCentre(RCD rcd, const Point3& point) const {
+    return (point - pCalc->getMidPoint_RCD(rcd)).length() / sideLen;
+}
+
+double RemoveDecider_RCD::weigh(RCD rcd, double offCentre) const {
+    return std::popcount(getAliveMask(rcd) & FACES) + sideLen - offCentre;
+}
+
+double RemoveDecider_RCD::getWeight(VRCDPoint& vRCDPoint, RCD rcd) {
+    return weigh(rcd, getOffCentre(rcd, findPoint(vRCDPoint, vRCDPoint.begin(), rcd)->second));
+}
+
+int RemoveDecider_RCD::prePruneSmallBorderCCs(VRCD& vDoomedOut) {
+    VRCD vArea, vBorder;
+    detectAreaAndBorder(vArea, vBorder);
+    std::vector<VRCD> vCCs;
+    createCC_RCD(vBorder, vCCs);
+    int numDoomed = 0;
+    for (const VRCD& vCC : vCCs) {
+        if (vCC.size() > MAX_SMALL_CC) continue;
+        const bool bCarriesOthers =
+            std::any_of(vCC.begin(), vCC.end(), [this](RCD rcd) { return removingCreatesAnotherBorder(rcd); });
+        if (bCarriesOthers) continue;
+        for (const RCD rcd : vCC) {
+            if (removingCreatesGap(rcd)) continue;
+            registerDoomed(rcd);
+            vDoomedOut.push_back(rcd);
+            ++numDoomed;
+        }
+    }
+    return numDoomed;
+}
+
+int RemoveDecider_RCD::prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut,
+                                  bool bAllowBorder, bool bPrePrune) {
+    if (!std::is_sorted(vRemoveCandidates.begin(), vRemoveCandidates.end()))
+        sortMT(vRemoveCandidates.begin(), vRemoveCandidates.end());
+    int numDoomed = bPrePrune ? prePruneSmallBorderCCs(vDoomedOut) : 0;
+    const Candidates candidates(vRemoveCandidates, vRCDPoint, *this);
+    for (int numInPass = -1; numInPass != 0; numDoomed += numInPass)
+        numInPass = prunePass(candidates, vDoomedOut, bAllowBorder);
+    sortMT(vDoomedOut.begin(), vDoomedOut.end());
+    vKeptOut.clear();
+    for (auto itDoomed = vDoomedOut.cbegin(); const RCD rcd : vRemoveCandidates) {
+        itDoomed = std::find_if(itDoomed, vDoomedOut.cend(), [rcd](RCD doomed) { return doomed >= rcd; });
+        if (itDoomed == vDoomedOut.cend() || *itDoomed != rcd) vKeptOut.push_back(rcd);
+    }
+    return numDoomed;
+}
+
+int RemoveDecider_RCD::prunePass(const Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
+    std::vector<std::pair<double, std::uint32_t>> vWeight;
+    vWeight.reserve(candidates.vRCD.size());
+    for (std::uint32_t i = 0; i < candidates.vRCD.size(); ++i)
+        vWeight.emplace_back(weigh(candidates.vRCD[i], candidates.vOffCentre[i]), i);
+    int numDoomed = 0;
+    for (WeightQueue queue(std::move(vWeight)); !queue.empty();) {
+        const RCD rcd = candidates.vRCD[queue.pop()];
+        setNewRCD(rcd);
+        if (!exists_int27(CENTRE) || !blockMayGo(bAllowBorder)) continue;
+        registerDoomed(rcd);
+        vDoomedOut.push_back(rcd);
+        ++numDoomed;
+        for (const int pos : vIdx6ToIdx27) {
+            const RCD neig = block[static_cast<std::size_t>(pos)];
+            const std::uint32_t i = candidates.find(neig);
+            if (i != HashIndex::NONE && !isDoomed(neig)) queue.push(weigh(neig, candidates.vOffCentre[i]), i);
+        }
+    }
+    return numDoomed;
+}
+
+std::size_t RemoveDecider_RCD::pruneStrong(VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder) {
+    std::size_t numDoomed = 0;
+    vKeptOut = pruneRounds(vRemoveCandidates, [&](RCD rcd) {
+        setNewRCD(rcd);
+        if (!blockMayGo(bAllowBorder)) return false;
+        registerDoomed(rcd);
+        vDoomedOut.push_back(rcd);
+        ++numDoomed;
+        return true;
+    });
+    sortMT(vKeptOut.begin(), vKeptOut.end());
+    sortMT(vDoomedOut.begin(), vDoomedOut.end());
+    ASSEX(vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size());
+    return numDoomed;
+}
+
+}  // namespace TARN_KEL

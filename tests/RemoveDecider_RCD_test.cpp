@@ -1,0 +1,274 @@
+// The removal decisions on packed codes against their plain form, and what pruning must keep whatever the cells.
+#include "RemoveDecider_RCD.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <random>
+#include <string>
+
+#include "support/capture.h"
+#include "support/cellSets.h"
+#include "support/packedCells.h"
+#include "support/plain_decider.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+constexpr int POSITIONS = 27, CENTRE = 13;
+
+/// The cells of a block round the centre, bit i for position i.
+VRCD cellsOfBlock(RCD centre, unsigned bits) {
+    VRCD vRCD;
+    for (int pos = 0; pos < POSITIONS; ++pos)
+        if ((bits >> pos & 1U) != 0) vRCD.push_back(shifted(centre, pos % 3 - 1, pos / 3 % 3 - 1, pos / 9 - 1));
+    std::sort(vRCD.begin(), vRCD.end());
+    return vRCD;
+}
+
+/// All combinations of full rows along an axis, all combinations of faces with none, all and random other cells, and
+/// random cells of every density.
+std::vector<unsigned> blocksToTry() {
+    std::vector<unsigned> vBits;
+    for (unsigned rows = 0; rows < 512; ++rows)
+        for (const int stride : {1, 3, 9}) {
+            unsigned bits = 0;
+            for (int pos = 0, row = 0; pos < POSITIONS; ++pos)
+                if (pos / stride % 3 == 0 && (rows >> row++ & 1U) != 0)
+                    bits |= (1U | 1U << stride | 1U << 2 * stride) << pos;
+            vBits.push_back(bits);
+        }
+    std::mt19937 random(1);
+    const auto randomBits = [&random](unsigned density) {
+        unsigned bits = 0;
+        for (int pos = 0; pos < POSITIONS; ++pos)
+            bits |= (random() % 16 < density ? 1U : 0U) << pos;
+        return bits;
+    };
+    for (unsigned faces = 0; faces < 64; ++faces)
+        for (unsigned density = 0; density <= 16; ++density)
+            for (int repeat = 0; repeat < 8; ++repeat) {
+                unsigned bits = randomBits(density);
+                for (unsigned i = 0; i < 6; ++i) {
+                    const int pos = RemoveDecider_RCD::vIdx6ToIdx27[i];
+                    bits = (bits & ~(1U << pos)) | (faces >> i & 1U) << pos;
+                }
+                vBits.push_back(bits);
+            }
+    return vBits;
+}
+
+/// A point in each cell; every fourth at the midpoint, so that many weights are equal.
+RemoveDecider_RCD::VRCDPoint pointsIn(const VRCD& vRCD, const Calc& calc, unsigned seed) {
+    std::mt19937 random(seed);
+    RemoveDecider_RCD::VRCDPoint vRCDPoint;
+    for (const RCD rcd : vRCD) {
+        const auto off = [&random] { return static_cast<double>(random() % 1024) / 1024.0 - 0.5; };
+        const Point3 mid = calc.getMidPoint_RCD(rcd);
+        vRCDPoint.emplace_back(rcd, random() % 4 == 0 ? mid : Point3(mid.x() + off(), mid.y() + off(), mid.z() + off()));
+    }
+    return vRCDPoint;
+}
+
+VRCD sheet(int num) {
+    return packedWhere(num, [](int, int, int k) { return k == 3; });
+}
+
+}  // namespace
+
+TEST(RemoveDecider_RCD, agreesWithThePlainDeciderOnBlocks) {
+    Calc calc = unitGrid();
+    int numBorder = 0, numGap = 0, numPrevented = 0, numNewBorder = 0, numState[3] = {0, 0, 0};
+    std::mt19937 random(2);
+    for (const unsigned bits : blocksToTry()) {
+        const auto coordinate = [&random] { return static_cast<int>(508 + random() % 8); };  // every place in a 4x4x4 block
+        const RCD centre = packedAt(coordinate(), coordinate(), coordinate());
+        VRCD vRCD = cellsOfBlock(centre, bits);
+        SCOPED_TRACE("bits " + std::to_string(bits));
+        PlainDecider_RCD plain(vRCD, calc);
+        RemoveDecider_RCD decider(vRCD, &calc);
+        ASSERT_EQ(decider.setNewRCD(centre), plain.setNewRCD(centre));
+        ASSERT_EQ(decider.aliveMask, bits | 1U << CENTRE);
+        ASSERT_EQ(decider.vNeigs, plain.vNeigs);
+        ASSERT_EQ(decider.removingCreatesGap(centre), plain.removingCreatesGap(centre));
+        ASSERT_EQ(decider.isBorder(centre), plain.isBorder(centre));
+        numBorder += plain.isBorder(centre) ? 1 : 0;
+        numPrevented += decider.isBorder(centre) && decider.numPreventedCorners() > 0 ? 1 : 0;
+        numGap += plain.removingCreatesGap(centre) ? 1 : 0;
+        for (int i = 0; i < 6; ++i) {
+            if ((bits >> RemoveDecider_RCD::vIdx6ToIdx27[static_cast<std::size_t>(i)] & 1U) != 0) continue;
+            const OppState state = decider.getOppState(centre, i);
+            ASSERT_EQ(state, plain.getOppState(centre, i));
+            ++numState[state];
+        }
+        for (const RCD neig : vRCD) {
+            const bool bNew = plain.wouldBecomeNewBorder(neig, centre);
+            ASSERT_EQ(decider.wouldBecomeNewBorder(neig, centre), bNew);
+            numNewBorder += bNew ? 1 : 0;
+        }
+    }
+    for (const int num : {numBorder, numGap, numPrevented, numNewBorder, numState[0], numState[1], numState[2]})
+        EXPECT_GT(num, 40) << "an answer that hardly occurs isn't tested";
+}
+
+TEST(RemoveDecider_RCD, agreesWithThePlainDeciderWhileCellsAreDoomed) {
+    Calc calc = unitGrid();
+    for (unsigned seed = 0; seed < 24; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        VRCD vRCD = randomPacked(6, 0.1 + 0.8 * seed / 24.0, seed);
+        auto vRCDPoint = pointsIn(vRCD, calc, seed);
+        const VRCD vSorted = vRCD;
+        std::mt19937 random(seed);
+        std::shuffle(vRCD.begin(), vRCD.end(), random);
+        RemoveDecider_RCD decider(vRCD, &calc);
+        EXPECT_EQ(vRCD, vSorted);
+        PlainDecider_RCD plain(vSorted, calc);
+        for (const RCD rcd : packedWhere(6, [](int, int, int) { return true; })) {  // in the list or not
+            if (random() % 4 == 0) {
+                decider.registerDoomed(rcd);
+                plain.sDoomed.insert(rcd);
+            }
+            ASSERT_EQ(decider.isDoomed(rcd), plain.sDoomed.count(rcd) != 0);
+            ASSERT_EQ(decider.setNewRCD(rcd), plain.setNewRCD(rcd));
+            ASSERT_EQ(decider.vNeigs, plain.vNeigs);
+            ASSERT_EQ(decider.isBorder(rcd), plain.isBorder(rcd));
+            ASSERT_EQ(decider.removingCreatesGap(rcd), plain.removingCreatesGap(rcd));
+        }
+        for (const RCD rcd : vSorted)
+            ASSERT_EQ(decider.getWeight(vRCDPoint, rcd), plain.getWeight(vRCDPoint, rcd));
+        VRCD vArea, vBorder, vPlainArea, vPlainBorder, vAlive, vAmongAlive;
+        decider.detectAreaAndBorder(vArea, vBorder);
+        plain.detectAreaAndBorder(vPlainArea, vPlainBorder);
+        EXPECT_EQ(vArea, vPlainArea);
+        EXPECT_EQ(vBorder, vPlainBorder);
+        decider.getAliveRCD(vAlive);
+        EXPECT_EQ(vAlive.size(), vArea.size() + vBorder.size());
+        decider.detectBorders(vAlive, vAmongAlive);
+        EXPECT_EQ(vAmongAlive, vBorder);
+    }
+}
+
+TEST(RemoveDecider_RCD, prunesLikeThePlainDecider) {
+    Calc calc = unitGrid();
+    std::size_t numPrePruned = 0;
+    for (unsigned seed = 0; seed < 64; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        const bool bAllowBorder = (seed & 1) != 0, bPrePrune = (seed & 2) != 0;
+        VRCD vRCD = seed % 3 == 0 ? randomShell(8, seed) : randomPacked(9, 0.05 + 0.014 * seed, seed);
+        auto vRCDPoint = pointsIn(vRCD, calc, seed);
+        std::mt19937 random(seed);
+        VRCD vCandidates, vKept = {1, 2}, vDoomed, vPlainKept, vPlainDoomed;
+        std::copy_if(vRCD.begin(), vRCD.end(), std::back_inserter(vCandidates), [&](RCD) { return random() % 8 != 0; });
+        PlainDecider_RCD plain(vRCD, calc);
+        RemoveDecider_RCD decider(vRCD, &calc);
+        const int num = plain.prunePrioq(vRCDPoint, vCandidates, vPlainKept, vPlainDoomed, bAllowBorder, bPrePrune);
+        std::shuffle(vCandidates.begin(), vCandidates.end(), random);
+        EXPECT_EQ(decider.prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, bAllowBorder, bPrePrune), num);
+        EXPECT_EQ(vKept, vPlainKept);
+        EXPECT_EQ(vDoomed, vPlainDoomed);
+        if (bPrePrune) numPrePruned += vDoomed.size() + vKept.size() - vCandidates.size();
+
+        PlainDecider_RCD plainStrong(vRCD, calc);
+        RemoveDecider_RCD strong(vRCD, &calc);
+        vDoomed.clear();
+        vPlainDoomed.clear();
+        EXPECT_EQ(strong.pruneStrong(vCandidates, vKept, vDoomed, bAllowBorder),
+                  plainStrong.pruneStrong(vCandidates, vPlainKept, vPlainDoomed, bAllowBorder));
+        EXPECT_EQ(vKept, vPlainKept);
+        EXPECT_EQ(vDoomed, vPlainDoomed);
+    }
+    EXPECT_GT(numPrePruned, 20U) << "cells that are no candidates";
+}
+
+TEST(RemoveDecider_RCD, pruningLeavesNoCellThatMayGoAndJoinsNoTwoFreeRegions) {
+    Calc calc = unitGrid();
+    for (unsigned seed = 0; seed < 12; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        VRCD vRCD = seed % 2 == 0 ? randomShell(12, seed) : randomPacked(20, 0.75, seed);
+        const int numRegions = countFreeRegions(vRCD);
+        EXPECT_GT(numRegions, 1);
+        auto vRCDPoint = pointsIn(vRCD, calc, seed);
+        VRCD vKept, vDoomed, vCandidates = vRCD;
+        RemoveDecider_RCD decider(vRCD, &calc);
+        EXPECT_GT(decider.prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, true, true), 0);
+        EXPECT_EQ(countFreeRegions(vKept), numRegions);
+        for (const RCD rcd : vKept)
+            EXPECT_TRUE(decider.removingCreatesGap(rcd));
+    }
+}
+
+TEST(RemoveDecider_RCD, tellsTheMiddleOfASheetFromItsRim) {
+    Calc calc = unitGrid();
+    VRCD vSheet = sheet(7), vLone = {packedAt(600, 600, 600)}, vArea, vBorder, vKept, vDoomed;
+    RemoveDecider_RCD onSheet(vSheet, &calc), onLone(vLone, &calc);
+    EXPECT_FALSE(onLone.removingCreatesGap(vLone[0]));
+    EXPECT_TRUE(onLone.isBorder(vLone[0]));
+    EXPECT_EQ(onLone.sVisited.size(), 26U);
+    EXPECT_EQ(onLone.sVisited.count(CENTRE), 0U);
+    onSheet.detectAreaAndBorder(vArea, vBorder);
+    EXPECT_EQ(vArea, packedWhere(7, [](int i, int j, int k) { return k == 3 && i % 6 != 0 && j % 6 != 0; }));
+    EXPECT_EQ(onSheet.getOppState(packedAt(513, 513, 513), 4), OPP_SEPARATED);
+    EXPECT_EQ(onSheet.getOppState(packedAt(510, 513, 513), 5), OPP_CONNECTED);
+    EXPECT_EQ(onSheet.getOppState(packedAt(510, 513, 513), 0), OPP_OCCUPIED);
+    auto vRCDPoint = pointsIn(vSheet, calc, 1);
+    VRCD vCandidates = vSheet;
+    EXPECT_EQ(onSheet.prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, false, false), 0);
+    EXPECT_EQ(vKept, vSheet);
+    std::vector<int> vPositions;
+    onSheet.getDirectNeig27Positions(CENTRE, vPositions);
+    onSheet.getDirectNeig27Positions(26, vPositions);
+    onSheet.getDirectNeig27Positions(27, vPositions);
+    EXPECT_EQ(vPositions, (std::vector<int>{14, 12, 16, 10, 22, 4, 25, 23, 17}));
+}
+
+TEST(RemoveDecider_RCD, onlySmallComponentsOfBorderCellsAreEatenFirst) {
+    Calc calc = unitGrid();
+    for (const int length : {39, 40, 41}) {
+        VRCD vRow, vDoomed;
+        for (int i = 0; i < length; ++i)
+            vRow.push_back(packedAt(500, 500, 500 + i));
+        EXPECT_EQ(RemoveDecider_RCD(vRow, &calc).prePruneSmallBorderCCs(vDoomed), length <= 40 ? length : 0);
+    }
+    // A small sheet is left alone: without its rim the next cells would be the rim.
+    VRCD vSheet = sheet(7), vDoomed;
+    RemoveDecider_RCD decider(vSheet, &calc);
+    EXPECT_EQ(decider.prePruneSmallBorderCCs(vDoomed), 0);
+    decider.setNewRCD(packedAt(511, 510, 513));
+    EXPECT_TRUE(decider.removingCreatesAnotherBorder(packedAt(511, 510, 513)));
+    EXPECT_EQ(decider.curRCD, ~RCD{0});
+}
+
+TEST(RemoveDecider_RCD, theWeightCountsFacesAndTheWayToTheMidpoint) {
+    Calc calc(0.0, 0.0, 0.0, 32.0, 32.0, 32.0, 4);  // cells of length 2
+    VRCD vRCD = {packedAt(5, 5, 5), packedAt(5, 5, 6), packedAt(5, 6, 6), packedAt(6, 5, 5)};
+    RemoveDecider_RCD::VRCDPoint vRCDPoint = {{vRCD[0], Point3(11.0, 11.0, 11.5)}, {vRCD[1], Point3(11.0, 11.0, 13.0)}};
+    RemoveDecider_RCD decider(vRCD, &calc);
+    EXPECT_EQ(decider.getWeight(vRCDPoint, vRCD[0]), 2 + 2.0 - 0.25);
+    decider.registerDoomed(vRCD[3]);
+    EXPECT_EQ(decider.getWeight(vRCDPoint, vRCD[0]), 1 + 2.0 - 0.25);
+    EXPECT_EQ(decider.getWeight(vRCDPoint, vRCD[1]), 2 + 2.0);
+}
+
+TEST(RemoveDecider_RCD, wrongUseIsAnAssertion) {
+    Calc calc = unitGrid();
+    VRCD vRCD = sheet(7), vOther = {1}, vKept;
+    RemoveDecider_RCD decider(vRCD, &calc);
+    const RCD middle = packedAt(513, 513, 513);
+    decider.registerDoomed(packedAt(510, 510, 513));
+    RemoveDecider_RCD::VRCDPoint vNone, vHigher = {{~RCD{0}, Point3()}};
+    const auto expectReport = [](const std::string& report, const std::string& condition) {
+        EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << report;
+    };
+    expectReport(reportOf([&] { decider.getOppState(packedAt(516, 513, 513), 0); }), "!exists_int27(fromIdx27)");
+    expectReport(reportOf([&] { decider.detectBorders(vRCD, vOther); }), "vBorderRCDs.empty()");
+    expectReport(reportOf([&] { decider.getWeight(vNone, middle); }), "q_it!=vRCDPoint.end()");
+    expectReport(reportOf([&] { decider.getWeight(vHigher, middle); }), "q_it!=vRCDPoint.end()");
+    expectReport(reportOf([&] { decider.prunePrioq(vNone, vRCD, vKept, vOther, true, false); }), "q_it!=vRCDPoint.end()");
+    expectReport(reportOf([&] { decider.wouldBecomeNewBorder(middle, packedAt(510, 510, 513)); }),
+                 "sDoomedRCD.find(removeRCD)==sDoomedRCD.end()");
+    expectReport(reportOf([&] { decider.pruneStrong(vRCD, vKept, vOther, false); }),
+                 "vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size()");
+}

@@ -1,0 +1,78 @@
+// Sets of cells by packed code, and the regions of free space round them. All lists come ascending, each cell once.
+#pragma once
+
+#include <algorithm>
+#include <cmath>
+#include <random>
+#include <set>
+
+#include "support/cellSets.h"
+
+namespace TARN_TEST {
+
+inline TARN_KEL::RCD packedAt(int x, int y, int z) {
+    return TARN_KEL::packRCD(static_cast<unsigned>(x), static_cast<unsigned>(y), static_cast<unsigned>(z));
+}
+inline TARN_KEL::RCD shifted(TARN_KEL::RCD rcd, int dx, int dy, int dz) {
+    return packedAt(static_cast<int>(TARN_KEL::getX_RCD(rcd)) + dx, static_cast<int>(TARN_KEL::getY_RCD(rcd)) + dy,
+                    static_cast<int>(TARN_KEL::getZ_RCD(rcd)) + dz);
+}
+inline TARN_KEL::VRCD toPacked(const TARN_KEL::VCCD& vCCD) {
+    TARN_KEL::VRCD vRCD;
+    for (const TARN_KEL::CCD ccd : vCCD)
+        vRCD.push_back(unitGrid().ccd2rcd(ccd));
+    std::sort(vRCD.begin(), vRCD.end());
+    return vRCD;
+}
+/// As cellsWhere() and randomCells().
+template <typename IsOccupied>
+TARN_KEL::VRCD packedWhere(int num, const IsOccupied& isOccupied, int base = 510) {
+    return toPacked(cellsWhere(num, isOccupied, base));
+}
+inline TARN_KEL::VRCD randomPacked(int num, double chance, unsigned seed) {
+    return toPacked(randomCells(num, chance, seed));
+}
+
+/// The cells of a closed layer, one to four cells thick, round a bumpy ball of about that radius.
+inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
+    std::mt19937 random(seed);
+    const auto chance = [&random] { return static_cast<double>(random()) / 4294967296.0; };
+    const double phase = 6.3 * chance(), wave = 0.2 + 0.3 * chance(), height = 1.5 * chance(),
+                 thickness = 2.0 + 2.0 * chance();
+    const int num = 2 * radius + 12;
+    return packedWhere(num, [&](int i, int j, int k) {
+        const double x = i - 0.5 * num, y = j - 0.5 * num, z = k - 0.5 * num;
+        const double r = std::sqrt(x * x + y * y + z * z) - radius - height * std::sin(wave * (x + 2.0 * y - z) + phase);
+        return r >= 0.0 && (r < thickness - 0.8 || (r < thickness && chance() < 0.5));
+    });
+}
+
+/// How many pieces the space outside the cells falls into, where pieces hang together over faces. Slow.
+inline int countFreeRegions(const TARN_KEL::VRCD& vRCD) {
+    int low[3], high[3];
+    const auto axes = {TARN_KEL::getX_RCD, TARN_KEL::getY_RCD, TARN_KEL::getZ_RCD};
+    int axis = 0;
+    for (const auto& coordinate : axes) {
+        const auto isLess = [&](TARN_KEL::RCD a, TARN_KEL::RCD b) { return coordinate(a) < coordinate(b); };
+        const auto [itLow, itHigh] = std::minmax_element(vRCD.begin(), vRCD.end(), isLess);
+        low[axis] = static_cast<int>(coordinate(*itLow)) - 1;
+        high[axis++] = static_cast<int>(coordinate(*itHigh)) + 1;
+    }
+    std::set<TARN_KEL::RCD> sFree;
+    for (int x = low[0]; x <= high[0]; ++x)
+        for (int y = low[1]; y <= high[1]; ++y)
+            for (int z = low[2]; z <= high[2]; ++z)
+                if (!std::binary_search(vRCD.begin(), vRCD.end(), packedAt(x, y, z))) sFree.insert(packedAt(x, y, z));
+    int numRegions = 0;
+    for (; !sFree.empty(); ++numRegions)
+        for (TARN_KEL::VRCD vStack = {sFree.extract(sFree.begin()).value()}; !vStack.empty();) {
+            const TARN_KEL::RCD rcd = vStack.back();
+            vStack.pop_back();
+            for (const auto step : {TARN_KEL::RCD_STEP_X, TARN_KEL::RCD_STEP_Y, TARN_KEL::RCD_STEP_Z})
+                for (const TARN_KEL::RCD neig : {rcd - step, rcd + step})
+                    if (sFree.erase(neig) != 0) vStack.push_back(neig);
+        }
+    return numRegions;
+}
+
+}  // namespace TARN_TEST

@@ -337,8 +337,10 @@ TEST(ReadPly, TakesCoordinatesAndIndicesOfAnyType) {
     const TempFolder folder;
     for (const Encoding encoding : ENCODINGS) {
         for (const auto& [xType, yzType] : {std::pair{"float", "float"}, {"float64", "float64"}, {"float64", "float"}})
-            for (const std::vector<std::string>& vName :
-                 {std::vector<std::string>{"x", "y", "z"}, {"n", "z", "n2", "x", "y"}}) {
+            for (const std::vector<std::string>& vName : {std::vector<std::string>{"x", "y", "z"},
+                                                          {"x", "n", "y", "n2", "z"},
+                                                          {"y", "n", "x", "z"},
+                                                          {"x", "z", "y"}}) {
                 const std::string bytes = makePly({vertexElement(xType, yzType, vName)}, encoding);
                 EXPECT_EQ(readBytes(folder, bytes, true), CORNERS) << bytes;
             }

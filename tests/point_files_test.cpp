@@ -12,6 +12,7 @@
 #include <thread>
 
 #include "AtomicFile.h"
+#include "BlockReader.h"
 #include "kel.h"
 #include "support/TempFolder.h"
 #include "support/capture.h"
@@ -140,6 +141,14 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
     EXPECT_EQ(bytesOf(vPoints), bytesOf(vExpected));
 }
 
+TEST(AsciiPoints, StandAtTheStartOfALineOfAnyLength) {
+    const TempFolder folder;
+    const std::string text = "1 2 3" + std::string(BlockReader::MAX_TEXT, ' ') + "4 5 6\n7 8 9\n";
+    Points vPoints;
+    EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
+    EXPECT_EQ(vPoints, (Points{{1, 2, 3}, {7, 8, 9}}));
+}
+
 TEST(AsciiPoints, AreWrittenWithSixDigitsOrAsManyAsAsked) {
     const TempFolder folder;
     std::ostringstream expected;
@@ -183,7 +192,7 @@ TEST(BinPoints, DontTrustTypeOrCount) {
     };
     EXPECT_EQ(outputOf([&] { EXPECT_FALSE(read(binFile(31, 1, bytesOf(SOME_POINTS)))); }),
               folder.path("a.bin") + " has wrong filetype31, expected: 30 or 20\n");
-    const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 6}});
+    const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 0.1}});
     const CoutSilence silence;
     for (const std::uint64_t count : {std::uint64_t{8 * 60 + 1}, std::uint64_t{1} << 60, ~std::uint64_t{0}})
         EXPECT_FALSE(read(binFile(30, count, body))) << count;

@@ -8,8 +8,8 @@
 //     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
 //
 // Coordinates and lengths are doubles in the caller's own unit, angles are degrees. Each call works on the caller's thread
-// and uses all processors through one worker pool of the library; calls from several threads at once are independent, but one
-// Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output.
+// and uses all processors through one worker pool of the library; calls from several threads at once are independent, but
+// one Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output.
 //
 // Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
 // internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
@@ -144,8 +144,8 @@ public:
     void getTriangles(std::vector<Point3*>& vCorners) const;
     /// Every used vertex once. The vector must be empty.
     void getPoints(std::vector<Point3*>& vPoints) const;
-    /// Indexed form: every used vertex once, and three positions in that list a triangle, from 0. Both vectors must be empty.
-    /// O(n log n).
+    /// Indexed form: every used vertex once, and three positions in that list a triangle, from 0. Both vectors must be
+    /// empty. O(n log n).
     void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices);
 
     bool writePly_BIN(const std::string& filename) const;
@@ -179,8 +179,9 @@ MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, doubl
 /// The same with spacingAbs, a length above 0, as the edge of a grid cell; no estimate is made.
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps);
 
-/// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle, any winding. spacingAbs: edge of a grid cell.
-/// featureAngle: degrees between normals above which an edge counts as a feature. Null after a warning when nothing came of it.
+/// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle, any winding. spacingAbs: edge of a grid
+/// cell. featureAngle: degrees between normals above which an edge counts as a feature. Null after a warning when nothing
+/// came of it.
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle);
 
 /// A triangle soup to points: as melt(), but the points of the cells are appended to vOut.
@@ -206,8 +207,8 @@ void findHoles(MeshPtr pMesh);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
 
-/// Sets the listener of the calling thread for all its later runs. Null does nothing. The listener stays the caller's and must
-/// live until unsubscribe() or the end of the thread.
+/// Sets the listener of the calling thread for all its later runs. Null does nothing. The listener stays the caller's and
+/// must live until unsubscribe() or the end of the thread.
 void subscribe(ProgressBase* pProgress);
 /// Forgets the listener of the calling thread.
 void unsubscribe();
@@ -218,9 +219,9 @@ void printVersion();
 bool isRelease();
 
 // ---- Point and mesh files -----------------------------------------------------------------------------------------------
-// The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list. Readers append
-// to the vector. A failure prints a line and returns false. Writers write a temporary neighbour first and rename it, so that a
-// failure leaves an older file as it was.
+// The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list. Readers
+// append to the vector. A failure prints a line and returns false. Writers write a temporary neighbour first and rename it,
+// so that a failure leaves an older file as it was.
 
 /// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
 int getFileType(const std::string& filename);

@@ -103,8 +103,8 @@ bool tools_isinf(double value);
 // Lists of packed cell codes and lattice points. All steps are additions on the codes: they lean on the margin that keeps
 // occupied cells off the sides of the grid. "Appends" leaves what vOut holds in front.
 
-/// Appends the 8 corners of each cell, in the order: the cell, +z, +y, +yz, +x, +xz, +xy, +xyz. bUnique: then sorts the whole
-/// of vOut and removes repeats.
+/// Appends the 8 corners of each cell, in the order: the cell, +z, +y, +yz, +x, +xz, +xy, +xyz. bUnique: then sorts the
+/// whole of vOut and removes repeats.
 void getRCC8(const VRCD& vCells, bool bUnique, VRCC& vOut);
 /// Appends the 6 face neighbours of each code, in the order -x, +x, -y, +y, -z, +z. bUnique as above. Uses the pool.
 void getRCC6(const VRCC& vIn, bool bUnique, VRCC& vOut);

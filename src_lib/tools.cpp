@@ -250,7 +250,8 @@ std::string showBin(unsigned long long code) {
 
 std::string showRCD(unsigned long long rcd) {
     constexpr unsigned long long FIELD = 0x1fffff;
-    return std::string("(") + toString(rcd >> 42) + ", " + toString((rcd >> 21) & FIELD) + ", " + toString(rcd & FIELD) + ")";
+    return std::string("(") + toString(rcd >> 42) + ", " + toString((rcd >> 21) & FIELD) + ", " + toString(rcd & FIELD) +
+           ")";
 }
 
 }  // namespace TARN_KEL

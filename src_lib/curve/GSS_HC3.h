@@ -4,8 +4,8 @@ namespace TARN_OCTREE {
 
 /// A curve that fills a box: near points of the curve are near in space. It puts elements into an order of locality.
 ///
-/// The box is halved along all axes again and again; each time the curve goes through the eight octants in one of twelve orders
-/// (its state), from octant to adjoining octant, so consecutive keys belong to cells with a common side.
+/// The box is halved along all axes again and again; each time the curve goes through the eight octants in one of twelve
+/// orders (its state), from octant to adjoining octant, so consecutive keys belong to cells with a common side.
 class GSS_HC3 {
 public:
     /// The box, and the length of a key: three bits for each halving. Ends the process with exit status 1 when bits isn't

@@ -1,6 +1,7 @@
 // kel: the library's functions at the command line. It uses the public header only.
 #include <algorithm>
 #include <iostream>
+#include <new>
 #include <string>
 
 #include "commands.h"
@@ -49,6 +50,8 @@ int runProgram(int argc, char** argv) {
 int main(int argc, char** argv) {
     try {
         return runProgram(argc, argv);
+    } catch (const std::bad_alloc&) {
+        return fail("Out of memory", 1);
     } catch (const std::exception& failure) {
         return fail(failure.what(), 1);
     }

@@ -24,7 +24,6 @@
 #include <cmath>
 #include <iostream>
 #include <new>
-#include <tuple>
 #include <utility>
 
 #include "freeFunctions.h"
@@ -121,8 +120,9 @@ CTriangle* CMesh::createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg) {
 
     LinkAccess access{*this};
     std::array<Vertex*, 3> aVertex{};
+    const std::array<VCD, 3> aCorner{v0, v1, v2};
     for (std::uint32_t k = 0; k < 3; ++k) {
-        const std::uint32_t vertex = findOrMakeVertex(pCT->getCorner(static_cast<int>(k)));
+        const std::uint32_t vertex = findOrMakeVertex(aCorner[k]);
         Incidence::append(access, vertex, 3 * number + k);
         aVertex[k] = poolVertex->at(vertex);
     }
@@ -204,11 +204,16 @@ bool CMesh::hasEdge(VCD a, VCD b) const {
     return pCE != nullptr && pCE->getDegree() > 0;
 }
 
-void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
+template <typename Visit>
+void CMesh::forEachTriangleAt(VCD vcd, Visit&& visit) const {
     const std::uint32_t vertex = findVertex(vcd);
     if (vertex == HashIndex::NONE) return;
     LinkAccess access{*this};
-    Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { vIncT.push_back(poolCT->at(number)); });
+    Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { visit(poolCT->at(number)); });
+}
+
+void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
+    forEachTriangleAt(vcd, [&vIncT](CTriangle* pCT) { vIncT.push_back(pCT); });
 }
 
 void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
@@ -220,13 +225,11 @@ void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
 }
 
 void CMesh::getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const {
-    std::vector<CTriangle*> vIncT;
-    getIncidentT(vcd, vIncT);
-    for (const CTriangle* pCT : vIncT) {
+    forEachTriangleAt(vcd, [&](const CTriangle* pCT) {
         const int ici = pCT->getICI(vcd);
         vIncCE.push_back(pCT->getCEdge((ici + 1) % 3));
         vIncCE.push_back(pCT->getCEdge((ici + 2) % 3));
-    }
+    });
     oneInstance(vIncCE);
 }
 
@@ -319,7 +322,8 @@ void CMesh::extractAliveVCD(const std::vector<CTriangle*>& vCT, std::vector<VCD>
 }
 
 void CMesh::getUsedCCD(std::vector<CCD>& vOut) const {
-    getTriangleCorners(vOut);
+    for (std::size_t i = 0; i < poolVertex->size(); ++i)
+        if (!Incidence::isEmpty(poolVertex->at(i)->link)) vOut.push_back(poolVertex->at(i)->vcd);
     oneInstance(vOut);
 }
 
@@ -341,11 +345,11 @@ double CMesh::getArea() const {
 // ---- Reports
 
 void CMesh::getStatistics(std::size_t& numVertices, std::size_t& numTriangles) const {
-    std::vector<CCD> vCorners;
-    getTriangleCorners(vCorners);
-    numTriangles = vCorners.size() / 3;
-    oneInstance(vCorners);
-    numVertices = vCorners.size();
+    std::vector<CCD> vUsed;
+    getUsedCCD(vUsed);
+    numVertices = vUsed.size();
+    const auto isAlive = [](const CTriangle* pCT) { return pCT->isAlive(); };
+    numTriangles = static_cast<std::size_t>(std::count_if(vAllCT.begin(), vAllCT.end(), isAlive));
 }
 
 void CMesh::printStatistics(const std::string& name) const {

@@ -175,6 +175,8 @@ private:
         IncidenceLink& vertexLink(std::uint32_t vertex) { return mesh.poolVertex->at(vertex)->link; }
     };
 
+    template <typename Visit>
+    void forEachTriangleAt(VCD vcd, Visit&& visit) const;
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
     Bundle* const* findEntry(VCD vcd) const;

@@ -1,8 +1,6 @@
 #pragma once
 
-#include <cstddef>
 #include <cstdint>
-#include <utility>
 
 namespace TARN_KEL {
 
@@ -29,6 +27,10 @@ inline constexpr std::uint32_t VERTEX = 0x80000000U;
 /// The link of a vertex without triangles.
 inline IncidenceLink emptyList(std::uint32_t vertex) {
     return {vertex | VERTEX, vertex | VERTEX};
+}
+
+inline bool isEmpty(const IncidenceLink& vertexLink) {
+    return (vertexLink.next & VERTEX) != 0;
 }
 
 /// The element behind a link, corner or vertex.
@@ -58,20 +60,6 @@ bool unlink(Access& access, std::uint32_t corner) {
     before.next = own.next;
     behind.prev = own.prev;
     return true;
-}
-
-/// Lets two corners of one triangle change places in their lists: after a swap of two corners of the triangle, corner 3t+k
-/// is again in the list of its own vertex. The two must be in lists of different vertices.
-template <typename Access>
-void exchange(Access& access, std::uint32_t corner0, std::uint32_t corner1) {
-    const auto occupy = [&access](std::uint32_t corner, IncidenceLink place) {
-        access.cornerLink(corner) = place;
-        link(access, place.prev).next = corner;
-        link(access, place.next).prev = corner;
-    };
-    const IncidenceLink place0 = access.cornerLink(corner0);
-    occupy(corner0, access.cornerLink(corner1));
-    occupy(corner1, place0);
 }
 
 /// Calls visit(triangle) for the triangles at a vertex in the order of appending. visit must not change the lists.

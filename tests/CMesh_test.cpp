@@ -4,14 +4,17 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
+#include <cstdint>
+#include <iterator>
 #include <map>
-#include <memory>
+#include <set>
 #include <string>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include "HashIndex.h"
-#include "Incidence.h"
 #include "Random.h"
 #include "SmallPtrList.h"
 #include "freeFunctions.h"
@@ -576,53 +579,6 @@ TEST(SmallPtrList, readsLikeAVector) {
                 }
             }
             ASSERT_EQ(std::vector<int*>(list.begin(), list.end()), v);
-        }
-    }
-}
-
-TEST(Incidence, keepsOrderWhenCornersLeaveAndChangePlaces) {
-    struct Access {
-        std::vector<IncidenceLink> vCorner = std::vector<IncidenceLink>(300), vVertex;
-        IncidenceLink& cornerLink(std::uint32_t corner) { return vCorner[corner]; }
-        IncidenceLink& vertexLink(std::uint32_t vertex) { return vVertex[vertex]; }
-    } access;
-    constexpr std::uint32_t NUM_VERTICES = 7;
-    std::vector<std::vector<std::uint32_t>> vvModel(NUM_VERTICES);  // corners at a vertex
-    for (std::uint32_t v = 0; v < NUM_VERTICES; ++v)
-        access.vVertex.push_back(Incidence::emptyList(v));
-    Random random(5);
-    std::vector<std::array<std::uint32_t, 3>> vTriangle;
-    for (std::uint32_t t = 0; t < 100; ++t) {
-        const auto first = static_cast<std::uint32_t>(pick(random, NUM_VERTICES));
-        vTriangle.push_back({first, (first + 1) % NUM_VERTICES, (first + 3) % NUM_VERTICES});
-        for (std::uint32_t k = 0; k < 3; ++k) {
-            Incidence::append(access, vTriangle[t][k], 3 * t + k);
-            vvModel[vTriangle[t][k]].push_back(3 * t + k);
-        }
-        const std::uint32_t chosen = static_cast<std::uint32_t>(pick(random, t + 1));
-        auto& corners = vTriangle[chosen];
-        if (t % 3 != 0) {  // change places, or leave and return at the end
-            const auto place = [&](std::uint32_t k) -> std::uint32_t& {
-                auto& v = vvModel[corners[k]];
-                return *std::find_if(v.begin(), v.end(), [&](std::uint32_t corner) { return corner / 3 == chosen; });
-            };
-            Incidence::exchange(access, place(0), place(2));
-            std::swap(place(0), place(2));
-        } else {
-            auto& v = vvModel[corners[1]];
-            const std::uint32_t corner = v[pick(random, v.size())];
-            ASSERT_TRUE(Incidence::unlink(access, corner));
-            ASSERT_FALSE(Incidence::unlink(access, corner));
-            v.erase(std::find(v.begin(), v.end(), corner));
-            Incidence::append(access, corners[1], corner);
-            v.push_back(corner);
-        }
-        for (std::uint32_t vertex = 0; vertex < NUM_VERTICES; ++vertex) {
-            std::vector<std::uint32_t> vFound, vExpected;
-            Incidence::forEachTriangle(access, vertex, [&](std::uint32_t triangle) { vFound.push_back(triangle); });
-            for (const std::uint32_t corner : vvModel[vertex])
-                vExpected.push_back(corner / 3);
-            ASSERT_EQ(vFound, vExpected);
         }
     }
 }

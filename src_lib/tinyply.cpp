@@ -522,7 +522,7 @@ std::shared_ptr<PlyData> PlyFile::request_properties_from_element(const std::str
     const PlyProperty& first = element.properties[vProperty.front()];
 
     std::map<PropertyKey, Request> mNew;
-    const auto pData = std::make_shared<PlyData>();
+    auto pData = std::make_shared<PlyData>();
     for (const std::size_t iProperty : vProperty) {
         const PlyProperty& property = element.properties[iProperty];
         const PropertyKey key(iElement, iProperty);

@@ -47,6 +47,14 @@ public:
     /// Takes out the element of that hash and index; false when it isn't there.
     bool erase(std::uint64_t hash, std::uint32_t index);
 
+    /// Calls visit(index) for every element, in no useful order. The fine mesh's check needs it.
+    template <typename Visit>
+    void forEach(Visit&& visit) const {
+        for (const Line& line : vLine)
+            for (const Slot& slot : line.aSlot)
+                if (slot.entry != 0) visit(slot.entry - 1);
+    }
+
     std::size_t size() const { return numUsed; }
     /// Makes room for that many elements without further growth.
     void reserve(std::size_t numElements) {

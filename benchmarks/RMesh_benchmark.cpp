@@ -13,13 +13,12 @@
 #include <cstdint>
 #include <ctime>
 #include <fstream>
-#include <map>
 #include <type_traits>
 #include <utility>
 #include <vector>
 
-#include "CMesh.h"
 #include "RMesh.h"
+#include "support/coarse_soup.h"
 #include "support/plain_fine.h"
 
 namespace {
@@ -28,6 +27,7 @@ using TARN_KEL::Point3;
 using TARN_KEL::RMesh;
 using TARN_KEL::RTriangle;
 using TARN_TEST::PlainFineMesh;
+using TARN_TEST::Soup;
 
 /// The fine mesh under the same calls.
 class FineMesh : public RMesh {
@@ -36,12 +36,6 @@ public:
     Point3* createVertex(const Point3& p) { return RMesh::createVertex(p, false); }
     void kill(RTriangle* pRT) { pRT->kill(this); }
     std::vector<RTriangle*>& vT = vRT;
-};
-
-/// A square sheet: vertices, and triangles as their indices.
-struct Sheet {
-    std::vector<Point3> vVtx;
-    std::vector<std::array<std::uint32_t, 3>> vT;
 };
 
 std::uint64_t zOrder(std::uint32_t x, std::uint32_t y) {
@@ -54,17 +48,17 @@ std::uint64_t zOrder(std::uint32_t x, std::uint32_t y) {
 }
 
 /// side x side quads. bCurve: along the curve, else row by row.
-Sheet makeSheet(std::uint32_t side, bool bCurve) {
+Soup makeSheet(std::uint32_t side, bool bCurve) {
     const std::uint32_t width = side + 1;
     std::vector<std::pair<std::uint64_t, std::uint32_t>> vOrder;
     for (std::uint32_t i = 0; i < width * width; ++i)
         vOrder.emplace_back(bCurve ? zOrder(i % width, i / width) : i, i);
     std::sort(vOrder.begin(), vOrder.end());
 
-    Sheet sheet;
-    std::vector<std::uint32_t> vRank(vOrder.size());
+    Soup sheet;
+    std::vector<int> vRank(vOrder.size());
     for (const auto& [code, i] : vOrder) {
-        vRank[i] = static_cast<std::uint32_t>(sheet.vVtx.size());
+        vRank[i] = static_cast<int>(sheet.vVtx.size());
         sheet.vVtx.emplace_back(i % width, i / width, 0.25);
     }
     for (const auto& [code, i] : vOrder) {
@@ -77,18 +71,19 @@ Sheet makeSheet(std::uint32_t side, bool bCurve) {
 
 constexpr std::uint32_t SIDE = 1000;
 
-const Sheet& sheetOf(const benchmark::State& state) {
-    static const Sheet aSheets[2] = {makeSheet(SIDE, false), makeSheet(SIDE, true)};
+const Soup& sheetOf(const benchmark::State& state) {
+    static const Soup aSheets[2] = {makeSheet(SIDE, false), makeSheet(SIDE, true)};
     return aSheets[state.range(0)];
 }
 
 template <typename M>
-std::vector<Point3*> fill(M& mesh, const Sheet& sheet) {
+std::vector<Point3*> fill(M& mesh, const Soup& sheet) {
     std::vector<Point3*> vVtx;
+    const auto vtx = [&vVtx](int i) { return vVtx[static_cast<std::size_t>(i)]; };
     for (const Point3& p : sheet.vVtx)
         vVtx.push_back(mesh.createVertex(p));
     for (const auto& t : sheet.vT)
-        mesh.createT(vVtx[t[0]], vVtx[t[1]], vVtx[t[2]]);
+        mesh.createT(vtx(t[0]), vtx(t[1]), vtx(t[2]));
     return vVtx;
 }
 
@@ -119,7 +114,7 @@ double residentMB() {
 
 /// Fills a mesh in a process of its own; what that process grew by.
 template <typename M>
-double memoryOf(const Sheet& sheet) {
+double memoryOf(const Soup& sheet) {
     int aPipe[2];
     double grown = -1.0;
     if (pipe(aPipe) != 0) return grown;
@@ -148,7 +143,7 @@ double seconds() {
 
 template <typename M>
 void createAskKill(benchmark::State& state) {
-    const Sheet& sheet = sheetOf(state);
+    const Soup& sheet = sheetOf(state);
     double create = 0.0, ask = 0.0, kill = 0.0;
     for (auto _ : state) {
         const double begin = seconds();
@@ -171,35 +166,12 @@ void createAskKill(benchmark::State& state) {
     state.counters["MB"] = memoryOf<M>(sheet);
 }
 
-/// A coarse mesh in the plane, one bundle a cell.
-class CoarseSheet {
-public:
-    explicit CoarseSheet(const Sheet& sheet) : calc(0, 0, 0, 2048, 2048, 2048, 11), coarse(nullptr, &calc, mBundle) {
-        vPoint = sheet.vVtx;
-        vBundle.resize(vPoint.size());
-        for (std::size_t i = 0; i < vPoint.size(); ++i) {
-            vPoint[i] = vPoint[i] + TARN_KEL::Vector3(0.5, 0.5, 0.25);
-            vBundle[i].pVtx = &vPoint[i];
-            vBundle[i].ccd = calc.getCCD(&vPoint[i]);
-            mBundle[vBundle[i].ccd] = &vBundle[i];
-        }
-        for (const auto& t : sheet.vT)
-            coarse.createT(vBundle[t[0]].ccd, vBundle[t[1]].ccd, vBundle[t[2]].ccd, 0, 0);
-    }
-
-    TARN_KEL::Calc calc;
-    std::vector<Point3> vPoint;
-    std::vector<TARN_KEL::Bundle> vBundle;
-    std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mBundle;
-    TARN_KEL::CMesh coarse;
-};
-
 /// From the coarse mesh of as many triangles.
 void convert(benchmark::State& state) {
-    CoarseSheet sheet(sheetOf(state));
+    TARN_TEST::CoarseSoup soup(sheetOf(state), 11);
     for (auto _ : state) {
         const double begin = seconds();
-        const RMesh mesh(&sheet.coarse);
+        const RMesh mesh(&soup.coarse);
         state.SetIterationTime(seconds() - begin);
     }
 }

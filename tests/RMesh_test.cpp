@@ -9,10 +9,10 @@
 #include <random>
 #include <thread>
 
-#include "CMesh.h"
 #include "RPatch.h"
 #include "freeFunctions.h"
 #include "support/capture.h"
+#include "support/coarse_soup.h"
 #include "support/fine.h"
 #include "support/plain_fine.h"
 
@@ -220,34 +220,9 @@ TEST(RMesh, aVertexIsFoundByItsCoordinates) {
 
 // ---- From the coarse mesh -----------------------------------------------------------------------------------------------
 
-/// A coarse sheet of 4 x 4 cells with a point in each, and its fine mesh.
-class Conversion : public ::testing::Test {
-protected:
-    Conversion() : calc(0, 0, 0, 16, 16, 16, 4), coarse(nullptr, &calc, mBundle) {
-        for (int i = 0; i < 16; ++i) {
-            vPoint.emplace_back(i % 4 + 0.5, i / 4 + 0.5, 0.25 * (i % 3));
-            vBundle.emplace_back();
-        }
-        for (std::size_t i = 0; i < 16; ++i) {
-            vCode.push_back(calc.getCCD(&vPoint[i]));
-            vBundle[i].pVtx = &vPoint[i];
-            vBundle[i].ccd = vCode[i];
-            mBundle[vCode[i]] = &vBundle[i];
-        }
-        for (const auto& t : sheet(3, 3).vT)
-            createT(t[0], t[1], t[2]);
-    }
-    CTriangle* createT(int i, int j, int k) {
-        const auto code = [&](int n) { return vCode[static_cast<std::size_t>(n)]; };
-        return coarse.createT(code(i), code(j), code(k), 0, 0);
-    }
-
-    Calc calc;
-    std::vector<Point3> vPoint;
-    std::vector<Bundle> vBundle;
-    std::vector<VCD> vCode;
-    std::map<CCD, Bundle*> mBundle;
-    CMesh coarse;
+/// 4 x 4 cells.
+struct Conversion : ::testing::Test, CoarseSoup {
+    Conversion() : CoarseSoup(sheet(3, 3), 4) {}
 };
 
 TEST_F(Conversion, keepsVerticesInCodeOrderAndTrianglesAsTheyAre) {
@@ -279,7 +254,7 @@ TEST_F(Conversion, ofCoincidingPointsTheFirstIsFoundAndAllAreVertices) {
     EXPECT_EQ(mesh.getNumVtx_all(), 16U);
     EXPECT_EQ(mesh.mVtx.size(), 15U);
     EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 16U);
-    const auto itFirst = mBundle.find(std::min(vCode[5], vCode[6]));
+    const auto itFirst = mBundle.find(std::min(code(5), code(6)));
     EXPECT_EQ(mesh.createVertex(vPoint[5], false),
               mesh.poolVtx.at(static_cast<std::size_t>(std::distance(mBundle.begin(), itFirst))));
     mesh.checkDataStructures("coinciding");
@@ -297,7 +272,7 @@ TEST_F(Conversion, emptyAndBrokenMeshesAreTold) {
     vPoint[15] = Point3(std::nan(""), 0, 0);
     reportOf([&] { RMesh broken(&coarse); });
     vPoint[15] = Point3(9, 9, 9);
-    mBundle.erase(vCode[2]);
+    mBundle.erase(code(2));
     reportOf([&] { RMesh broken(&coarse); });
     reportOf([&] { RMesh broken(static_cast<CMesh*>(nullptr)); });
 }

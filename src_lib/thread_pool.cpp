@@ -118,6 +118,7 @@ void thread_pool::stop(bool bDrain) {
         if (!bDrain || threads.empty()) dropped.swap(pState->queue);
         pState->cv.notify_all();
     }
+    dropped.clear();  // whoever waits for these learns it now, also when a worker waits for him
     for (const auto& pThread : threads)
         pThread->join();
     threads.clear();

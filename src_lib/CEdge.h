@@ -71,6 +71,18 @@ public:
     /// Appends the patches of the triangles in their order, each once. O(n log n).
     void getAdjPatches(std::vector<CPatch*>& vAdjPatches) const;
 
+    // ---- Changing the mesh. The old triangles are killed, the edge itself stays.
+
+    /// Replaces this edge by the other diagonal of the quad of its two triangles, which are searched when null; both keep
+    /// the orientation of pCT0 and have no patch. Returns the new edge; null after a warning when there aren't exactly two
+    /// triangles or one given is dead. Looks neither at the geometry nor at what stands on the other diagonal. Two triangles
+    /// on the same corners are an assertion.
+    CEdge* flipEdge(CMesh* pCMesh, CTriangle* pCT0, CTriangle* pCT1);
+    /// Takes out a flat triangle whose corner ici lies opposite this edge: kills it and splits each other triangle on the
+    /// edge in two at that corner. The new ones take over the patch and are appended. False, and nothing changes, when some
+    /// half would turn by more than 90 degrees or has no normal. A triangle alone on the edge is just killed.
+    bool trySplitNeigsKillT(CMesh* pCMesh, CTriangle* pKillCT, int ici, std::vector<CTriangle*>& vNewT);
+
     VCD v0;
     VCD v1;
     SmallPtrList<CTriangle> vCT;  ///< not owned, in no fixed order

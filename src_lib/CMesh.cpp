@@ -79,10 +79,6 @@ CMesh::CMesh(Voro* voro, Calc* calc, USE_LOCAL_CCD2BUNDLEMAP) : pVoro(voro), pCa
 CMesh::~CMesh() {
     deletePatches();
     destroyEdges();
-    for (Bundle* pBundle : vExtraBundles)
-        delete pBundle;
-    for (Point3* pVtx : sExtraVtx)
-        delete pVtx;
 }
 
 void CMesh::startPools() {

@@ -15,6 +15,7 @@
 #include "Calc.h"
 #include "HashIndex.h"
 #include "Incidence.h"
+#include "Random.h"
 #include "SimplePool.h"
 #include "kel.h"
 
@@ -82,6 +83,46 @@ public:
     void getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const;
     /// The edges of these triangles that end at the vertex. The whole vector is sorted by pointer, each edge once.
     void getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const;
+
+    // ---- Changing the mesh. Triangles are killed and others made, in the order of the lists above; a new one has no patch.
+
+    /// Moves the higher end v1 to the middle of the edge and hangs all triangles at v0 on it; those on the edge go. Returns
+    /// v1, or all ones for an edge of degree 0. The vertex may leave its cell, and triangles may come out twice (killDups).
+    /// Both ends must have bundles.
+    CCD collapseEdgeToMidpoint(CEdge* pCE);
+    /// Hangs all triangles at src on trg, the other end of the edge; those on the edge go. False, and nothing changes, for
+    /// an edge of degree 0 and where canCollapseWithoutDups(src, trg) is false. Other ends are an assertion.
+    bool collapseEdgeToEndpoint(CEdge* pCE, VCD src, VCD trg);
+    /// Both cells have triangles, and none would be there twice if those at src were hung on trg. Looks at every triangle on
+    /// the ring of src.
+    bool canCollapseWithoutDups(VCD src, VCD trg) const;
+    /// Kills all triangles but the oldest of those on the same corners and returns how many. Sorts vAllCT by ascending
+    /// sorted corners, then creation, dead triangles included. O(n log n).
+    int killDups();
+    /// Takes each degenerate triangle out by splitting its neighbours at the corner opposite its longest edge
+    /// (CEdge::trySplitNeigsKillT), the last one of vAllCT first. Where that can't be done it prints a line and moves one of
+    /// the corners (laplacianForOne). What can't be helped stays. Every corner must have a bundle.
+    void treatDegenerateT();
+    /// Moves a vertex towards the mean of its neighbours, each counted once, by a tenth of a cell edge at most. False, and
+    /// it stays, when it has no triangle or one of them would turn by more than 90 degrees. Prints a line a triangle.
+    bool laplacianForOne(VCD vcd);
+
+    // ---- Vertices of cells that had no points
+
+    /// Enters a bundle of the mesh's own for the cell, in place of what the table has there, at a point of the cell
+    /// (assertion), then averages it. Three times the largest double stands for the midpoint.
+    void addBundle(CCD ccd, double x, double y, double z);
+    /// Places the vertex a little beyond the mean of its neighbours, those of sExtraVtx left out when there are three
+    /// others. Where that isn't in the cell, and without neighbours that have bundles, it becomes the midpoint. It stays
+    /// with fewer than two edges.
+    void averageBundle(Bundle* pBundle);
+    /// The same for vExtraBundles in order; each sees the earlier ones moved.
+    void averageBundles();
+    /// Collapses the bundle's cell into a neighbour: the oldest edge that can be collapsed. False when none can.
+    bool integrateBundle(Bundle* pBundle);
+    /// The same for vExtraBundles; those that succeed leave vExtraBundles and sExtraVtx, the rest is in order of creation.
+    /// The table keeps them.
+    void integrateAdditionalBundles();
 
     // ---- Vertices. A code without a bundle is an assertion.
 
@@ -155,9 +196,10 @@ public:
     Calc* pCalc;  ///< not owned
     std::map<CCD, Bundle*>& mCCDBundle;
     std::map<CCD, Bundle*> mLocalCCDBundle;
-    std::vector<CTriangle*> vAllCT;      ///< every triangle ever made, dead ones too; in order of creation unless reordered
-    std::set<Point3*> sExtraVtx;         ///< vertices of vExtraBundles; owned
-    std::vector<Bundle*> vExtraBundles;  ///< owned
+    std::vector<CTriangle*> vAllCT;  ///< every triangle ever made, dead ones too; in order of creation unless reordered
+    // What addBundle makes lives as long as the mesh, listed here or not: the table may refer to it.
+    std::set<Point3*> sExtraVtx;         ///< vertices of vExtraBundles
+    std::vector<Bundle*> vExtraBundles;  ///< bundles of addBundle that stand for a vertex
     std::vector<CPatch*> vPatches;       ///< owned
 
 private:
@@ -168,6 +210,11 @@ private:
         IncidenceLink link;     ///< ends of the list of its triangles
         std::uint32_t firstCE;  ///< newest listed edge of which it is the lower end, or HashIndex::NONE
         std::uint32_t numCE;    ///< edges of which it is the lower end, listed or not
+    };
+    /// What addBundle makes.
+    struct ExtraBundle {
+        Bundle bundle;
+        Point3 vtx;
     };
     struct LinkAccess {
         const CMesh& mesh;
@@ -183,6 +230,7 @@ private:
     CEdge* findEdge(const Vertex& lower, VCD higher) const;
     CEdge* findOrMakeEdge(Vertex& a, Vertex& b);
     const std::vector<CEdge*>& edgesInKeyOrder() const;
+    void hangTriangles(VCD src, VCD trg);
     void startPools();
     void destroyEdges();
     void deletePatches();
@@ -193,6 +241,8 @@ private:
     std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;
     std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;
     std::optional<TARN_TOOLS::SimplePool<Vertex>> poolVertex;
+    TARN_TOOLS::SimplePool<ExtraBundle> poolExtraBundle;
+    Random random;                          // what there is of chance in the operations
     HashIndex vertexIndex;                  // cell to position in poolVertex
     HashIndex edgeIndex;                    // pair of cells to position in poolCE, for edges that no list has
     mutable std::vector<CEdge*> vSortedCE;  // the first edges of poolCE in key order; queries bring it up to date

@@ -267,7 +267,7 @@ void Voro::extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT) {
         const VCD key = run->first;
         while (next != end && next->first == key)
             ++next;
-        pStep->incProgressByOne();
+        if (pStep != nullptr) pStep->incProgressByOne();
         if (next - run < MIN_CELLS || next - run > MAX_CELLS) continue;
 
         int config = 0;

@@ -46,6 +46,28 @@ public:
     /// The triangles come in the order of their cubes' keys; those of flat cubes (four cells on one face) come last.
     void fatExtractTriangles();
 
+    // ---- Extracting again, for the repair
+
+    /// Completes the dual cubes that lack one or two cells, takes the cells opposite to those out where the sheet stays
+    /// whole without them, and fills the mesh anew, as fatExtractTriangles does (a first one if there was none). The new
+    /// cells get bundles of the mesh (CMesh::addBundle), as many as possible are collapsed into neighbours and the rest
+    /// averaged. All pointers to triangles and edges are void. Returns the mesh, which belongs to whom it belonged before.
+    /// O(n) for n cells and O(log n) a key.
+    CMesh* meshAgain(std::vector<CCD>& vKeys);
+    /// What the cubes of these keys lack when it is one or two cells, and their cells diagonally opposite to that: appended,
+    /// then both lists are sorted, each cell once. A key above all keys that have cells is an assertion; others without
+    /// cells are skipped.
+    void createExtraCCDs_borderFix(std::vector<CCD>& vKeys, std::vector<CCD>& vExtra, std::vector<CCD>& vRemove);
+    /// Takes each cell of vRemove out of vCCD that isn't in vExtra and that RemoveDecider::isRemovable lets go, in this
+    /// order: each that went changes the answer for the next. Sorts vExtra. vStaticVCD2CCD doesn't follow.
+    void removeRemovable(std::vector<CCD>& vRemove, std::vector<CCD>& vExtra);
+    /// Another extraction: always into a new mesh, without progress steps, and with pruneCase27() behind it. A mesh that
+    /// wasn't handed out is deleted before.
+    void thinNewExtractTriangles();
+    /// Kills triangles of the flat corners (six configurations) that have an edge without another triangle. Prints the
+    /// statistics of the mesh before.
+    void pruneCase27();
+
     /// The second pass, when all other triangles stand: a flat cube takes the diagonal that its surroundings hold. Eight
     /// entries per cube: the six cells of its two triangles, its key, its configuration. In the order of the records: a
     /// later one sees the edges of the earlier ones.
@@ -63,7 +85,9 @@ public:
     Casx casx;
 
 private:
+    /// pStep counts the cubes unless it is null.
     void extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT);
+    void addCells(const VCCD& vExtra);
     void createMissingT(VCD a, VCD b, VCD c, VCD key, int config);
     void solveOneAmbiguous(const CCD* record);
 

@@ -31,6 +31,9 @@ namespace TARN_KEL {
 
 namespace {
 
+constexpr std::size_t MAX_VERTICES = Incidence::VERTEX;
+constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // their corners are numbered below that mark
+
 std::uint32_t toIndex(std::size_t position) {
     return static_cast<std::uint32_t>(position);
 }
@@ -144,6 +147,7 @@ void RMesh::reserve(std::size_t numT) {
 // ---- Vertices -----------------------------------------------------------------------------------------------------------
 
 Point3* RMesh::addVertex(const Point3& p) {
+    ASSEX(poolVtx.size()<MAX_VERTICES);
     Point3* pVtx = new (poolVtx.nextElement()) Point3(p);
     mmVtxT.addVertex();
     mRE.addVertex();
@@ -182,6 +186,7 @@ RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
     ASSEX(pair1.first<pair1.second);
     ASSEX(pair2.first<pair2.second);
     ASSEX(poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2));
+    ASSEX(poolRT.size()<MAX_TRIANGLES);
 
     RTriangle* pRT = new (poolRT.nextElement()) RTriangle(p0, p1, p2);
     mmVtxT.appendTriangle(vtxNumber(p0), vtxNumber(p1), vtxNumber(p2));

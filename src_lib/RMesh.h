@@ -57,6 +57,7 @@ private:
 /// 5. A vertex that is found by its coordinates has these coordinates. Of several vertices at one place one is found.
 ///
 /// A vertex that isn't of this mesh, or null, is an assertion in createT; queries find nothing at it.
+/// At most 2^31 vertices and a third of that of triangles; one more is an assertion.
 /// Queries are const and safe from several threads while nobody changes the mesh; changes belong to one thread.
 class RMesh {
 public:

@@ -14,14 +14,17 @@
 // A flood over faces can't enter a free corner whose three edge neighbours in the block are occupied, though in the cells
 // beyond the block it may well be joined to the rest. So such a prevented corner counts as reached.
 //
-// Pruning by priority is a queue by weight. Most entries of a pass are known at its start: they are sorted once. What is
-// weighed again after a neighbour's end goes into a heap, and the smaller front of the two comes next; each heap entry has
-// a number, so that equal weights come out in the order in which they went in. A cell's point is looked up once, and the
-// places of face neighbours in the list of candidates come from a hash table: no search in the inner loop.
+// Pruning by priority goes through all candidates in the order of their weights and again through the face neighbours of
+// what was doomed, until a pass dooms none. The answer for a cell hangs on its block alone: a cell that was refused is
+// refused again unless a cell of its block has gone since. So a refused cell waits outside the queue, and enters it at the
+// place of its weight when the first cell of its block goes; if the pass is beyond that place, it is asked in the next pass.
+// That gives the order of a queue of all cells in all passes, at the cost of what changes.
 #include "RemoveDecider_RCD.h"
 
 #include <algorithm>
 #include <bit>
+#include <compare>
+#include <functional>
 #include <queue>
 
 #include "HashIndex.h"
@@ -69,63 +72,88 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
     return q_it;
 }
 
-/// Numbers with weights; the smallest weight comes out first, of equal ones the one that went in first.
+/// A place in the queue: by weight, among equal weights by turn.
+struct Rank {
+    std::uint64_t weightCode;  // in the order of the weights
+    std::uint64_t turn;
+    auto operator<=>(const Rank&) const = default;
+};
+
+/// Numbers by weight, the smallest first, among equal weights the one of the earlier turn.
 class WeightQueue {
 public:
-    /// vAtStart: (weight, number), in any order.
-    explicit WeightQueue(std::vector<std::pair<double, std::uint32_t>> vAtStart) : vStart(std::move(vAtStart)) {
+    /// vAtStart: (weight, number) by ascending number; the number is the turn as well. Later turns begin at firstTurn.
+    WeightQueue(std::vector<std::pair<double, std::uint32_t>> vAtStart, std::size_t firstTurn)
+        : vStart(std::move(vAtStart)), nextTurn(firstTurn) {
         sortByFirstMT(vStart);
     }
-    void push(double weight, std::uint32_t number) { later.push({radixCode(weight), numPushed++, number}); }
     bool empty() const { return iStart == vStart.size() && later.empty(); }
     std::uint32_t pop() {
-        const bool bFromStart =
-            later.empty() || (iStart < vStart.size() && radixCode(vStart[iStart].first) <= later.top().weightCode);
-        if (bFromStart) return vStart[iStart++].second;
-        const std::uint32_t number = later.top().number;
-        later.pop();
+        const bool bFromStart = later.empty() || (iStart < vStart.size() && startRank() < later.top().first);
+        const auto [rank, number] = bFromStart ? std::make_pair(startRank(), vStart[iStart].second) : later.top();
+        if (bFromStart)
+            ++iStart;
+        else
+            later.pop();
+        farthest = std::max(farthest, rank);
         return number;
+    }
+    /// Behind all of that weight.
+    void push(double weight, std::uint32_t number) { later.emplace(Rank{radixCode(weight), nextTurn++}, number); }
+    /// Where it would have been from the start, if the queue isn't beyond that place.
+    void pushAsAtStart(double weight, std::uint32_t number) {
+        const Rank rank{radixCode(weight), number};
+        if (farthest < rank) later.emplace(rank, number);
     }
 
 private:
-    struct Later {
-        std::uint64_t weightCode;  // in the order of the weights
-        std::uint64_t turn;
-        std::uint32_t number;
-        bool operator>(const Later& l) const {
-            return weightCode != l.weightCode ? weightCode > l.weightCode : turn > l.turn;
-        }
-    };
+    Rank startRank() const { return {radixCode(vStart[iStart].first), vStart[iStart].second}; }
+
+    using Entry = std::pair<Rank, std::uint32_t>;
     std::vector<std::pair<double, std::uint32_t>> vStart;
     std::size_t iStart = 0;
-    std::priority_queue<Later, std::vector<Later>, std::greater<>> later;
-    std::uint64_t numPushed = 0;
+    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> later;
+    std::uint64_t nextTurn;
+    Rank farthest{0, 0};  // all that was in the queue from the start and ranks lower has come out
 };
 
 }  // namespace
 
-/// The cells that may go, with what their weights need.
+/// The cells that may go, with what their weights and the queue need. A cell is known by its number: its place in the sorted
+/// list.
 class RemoveDecider_RCD::Candidates {
 public:
-    /// vSorted: refers to the caller's list.
-    Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) : vRCD(vSorted) {
-        ASSEX(vRCD.size()<HashIndex::NONE);
-        index.reserve(vRCD.size());
-        vOffCentre.reserve(vRCD.size());
+    struct Candidate {
+        RCD rcd;
+        double offCentre;       // from its point to its midpoint, in cells
+        int numFaces = 0;       // alive face neighbours
+        bool bGone = false;     // doomed
+        bool bAsk = false;      // a cell of its block has gone since it was last refused, or it was never asked
+        bool bWaiting = false;  // refused before the pass began, and nothing in its block has changed since
+    };
+
+    /// Repeats are dropped. Nothing is known of faces and states.
+    Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider)
+        : bAllInList(std::includes(decider.pvRCD->begin(), decider.pvRCD->end(), vSorted.begin(), vSorted.end())) {
+        ASSEX(vSorted.size()<HashIndex::NONE);
+        vCandidate.reserve(vSorted.size());
+        index.reserve(vSorted.size());
         auto itPoint = vRCDPoint.begin();
-        for (std::uint32_t i = 0; i < vRCD.size(); ++i) {
-            itPoint = findPoint(vRCDPoint, itPoint, vRCD[i]);
-            vOffCentre.push_back(decider.getOffCentre(vRCD[i], itPoint->second));
-            if (i == 0 || vRCD[i] != vRCD[i - 1]) index.insert(hashOf(vRCD[i]), i);
+        for (const RCD rcd : vSorted) {
+            if (!vCandidate.empty() && vCandidate.back().rcd == rcd) continue;
+            itPoint = findPoint(vRCDPoint, itPoint, rcd);
+            index.insert(hashOf(rcd), static_cast<std::uint32_t>(vCandidate.size()));
+            vCandidate.push_back({rcd, decider.getOffCentre(rcd, itPoint->second)});
         }
     }
-    /// The place of a cell in the list, HashIndex::NONE when it is no candidate.
+    /// The number of a cell, NONE when it is no candidate.
     std::uint32_t find(RCD rcd) const {
-        return index.find(hashOf(rcd), [this, rcd](std::uint32_t i) { return vRCD[i] == rcd; });
+        return index.find(hashOf(rcd), [this, rcd](std::uint32_t i) { return vCandidate[i].rcd == rcd; });
     }
 
-    const VRCD& vRCD;
-    std::vector<double> vOffCentre;  // by place in vRCD
+    static constexpr std::uint32_t NONE = HashIndex::NONE;
+    std::vector<Candidate> vCandidate;
+    bool bAllInList;  // each candidate is in the decider's list
 
 private:
     static std::uint64_t hashOf(RCD rcd) {
@@ -286,12 +314,13 @@ double RemoveDecider_RCD::getOffCentre(RCD rcd, const Point3& point) const {
     return (point - pCalc->getMidPoint_RCD(rcd)).length() / sideLen;
 }
 
-double RemoveDecider_RCD::weigh(RCD rcd, double offCentre) const {
-    return std::popcount(getAliveMask(rcd) & FACES) + sideLen - offCentre;
+double RemoveDecider_RCD::weigh(int numFaces, double offCentre) const {
+    return numFaces + sideLen - offCentre;
 }
 
 double RemoveDecider_RCD::getWeight(VRCDPoint& vRCDPoint, RCD rcd) {
-    return weigh(rcd, getOffCentre(rcd, findPoint(vRCDPoint, vRCDPoint.begin(), rcd)->second));
+    const Point3& point = findPoint(vRCDPoint, vRCDPoint.begin(), rcd)->second;
+    return weigh(std::popcount(getAliveMask(rcd) & FACES), getOffCentre(rcd, point));
 }
 
 int RemoveDecider_RCD::prePruneSmallBorderCCs(VRCD& vDoomedOut) {
@@ -320,7 +349,8 @@ int RemoveDecider_RCD::prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates,
     if (!std::is_sorted(vRemoveCandidates.begin(), vRemoveCandidates.end()))
         sortMT(vRemoveCandidates.begin(), vRemoveCandidates.end());
     int numDoomed = bPrePrune ? prePruneSmallBorderCCs(vDoomedOut) : 0;
-    const Candidates candidates(vRemoveCandidates, vRCDPoint, *this);
+    Candidates candidates(vRemoveCandidates, vRCDPoint, *this);
+    askAll(candidates, bAllowBorder);
     for (int numInPass = -1; numInPass != 0; numDoomed += numInPass)
         numInPass = prunePass(candidates, vDoomedOut, bAllowBorder);
     sortMT(vDoomedOut.begin(), vDoomedOut.end());
@@ -332,26 +362,71 @@ int RemoveDecider_RCD::prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates,
     return numDoomed;
 }
 
-int RemoveDecider_RCD::prunePass(const Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
-    std::vector<std::pair<double, std::uint32_t>> vWeight;
-    vWeight.reserve(candidates.vRCD.size());
-    for (std::uint32_t i = 0; i < candidates.vRCD.size(); ++i)
-        vWeight.emplace_back(weigh(candidates.vRCD[i], candidates.vOffCentre[i]), i);
+/// Asks each candidate in turn, dooms none.
+void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) {
+    for (auto& candidate : candidates.vCandidate) {
+        setNewRCD(candidate.rcd);
+        candidate.numFaces = std::popcount(aliveMask & FACES);
+        candidate.bGone = !exists_int27(CENTRE);
+        candidate.bAsk = !candidate.bGone && blockMayGo(bAllowBorder);
+    }
+}
+
+int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
+    std::vector<std::pair<double, std::uint32_t>> vAtStart;
+    for (std::uint32_t i = 0; i < candidates.vCandidate.size(); ++i) {
+        auto& candidate = candidates.vCandidate[i];
+        candidate.bWaiting = !candidate.bAsk && !candidate.bGone;
+        if (candidate.bAsk) vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), i);
+    }
     int numDoomed = 0;
-    for (WeightQueue queue(std::move(vWeight)); !queue.empty();) {
-        const RCD rcd = candidates.vRCD[queue.pop()];
-        setNewRCD(rcd);
-        if (!exists_int27(CENTRE) || !blockMayGo(bAllowBorder)) continue;
-        registerDoomed(rcd);
-        vDoomedOut.push_back(rcd);
+    for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty();) {
+        auto& candidate = candidates.vCandidate[queue.pop()];
+        if (!candidate.bAsk) continue;
+        candidate.bAsk = false;
+        setNewRCD(candidate.rcd);
+        if (!blockMayGo(bAllowBorder)) continue;
+        candidate.bGone = true;
+        const bool bInList = alive.contains(candidate.rcd);  // what isn't in the list counts in no other cell's block
+        registerDoomed(candidate.rcd);
+        vDoomedOut.push_back(candidate.rcd);
         ++numDoomed;
-        for (const int pos : vIdx6ToIdx27) {
-            const RCD neig = block[static_cast<std::size_t>(pos)];
-            const std::uint32_t i = candidates.find(neig);
-            if (i != HashIndex::NONE && !isDoomed(neig)) queue.push(weigh(neig, candidates.vOffCentre[i]), i);
-        }
+        if (bInList) askNeigsAgain(candidates, queue);
+        weighFacesAgain(candidates, queue, bInList ? 1 : 0);
     }
     return numDoomed;
+}
+
+/// The number of the candidate at a position of the block; NONE when there is none or it is doomed.
+std::uint32_t RemoveDecider_RCD::findAt(const Candidates& candidates, std::size_t pos) const {
+    if (candidates.bAllInList && !exists_int27(static_cast<int>(pos))) return Candidates::NONE;
+    const std::uint32_t number = candidates.find(block[pos]);
+    return number == Candidates::NONE || candidates.vCandidate[number].bGone ? Candidates::NONE : number;
+}
+
+/// The centre has gone from the blocks of its neighbours.
+template <typename Queue>
+void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, Queue& queue) const {
+    for (std::size_t pos = 0; pos < block.size(); ++pos) {
+        const std::uint32_t number = findAt(candidates, pos);
+        if (number == Candidates::NONE) continue;
+        auto& neig = candidates.vCandidate[number];
+        if (neig.bWaiting) queue.pushAsAtStart(weigh(neig.numFaces, neig.offCentre), number);
+        neig.bWaiting = false;
+        neig.bAsk = true;
+    }
+}
+
+/// The centre has been doomed. numLost: by how many alive face neighbours poorer each of its face neighbours is.
+template <typename Queue>
+void RemoveDecider_RCD::weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const {
+    for (const int pos : vIdx6ToIdx27) {
+        const std::uint32_t number = findAt(candidates, static_cast<std::size_t>(pos));
+        if (number == Candidates::NONE) continue;
+        auto& neig = candidates.vCandidate[number];
+        neig.numFaces -= numLost;
+        queue.push(weigh(neig.numFaces, neig.offCentre), number);
+    }
 }
 
 std::size_t RemoveDecider_RCD::pruneStrong(VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder) {

@@ -115,9 +115,15 @@ private:
     bool blockJoinsFreeSpace();
     bool blockIsBorder();
     bool blockMayGo(bool bAllowBorder);
-    double weigh(RCD rcd, double offCentre) const;
+    double weigh(int numFaces, double offCentre) const;
     double getOffCentre(RCD rcd, const Point3& point) const;
-    int prunePass(const Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder);
+    void askAll(Candidates& candidates, bool bAllowBorder);
+    std::uint32_t findAt(const Candidates& candidates, std::size_t pos) const;
+    template <typename Queue>
+    void askNeigsAgain(Candidates& candidates, Queue& queue) const;
+    template <typename Queue>
+    void weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const;
+    int prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder);
 
     CellBitmap_RCD alive;  // what is in the list and not doomed
 };

@@ -158,10 +158,13 @@ TEST(RemoveDecider_RCD, prunesLikeThePlainDecider) {
         SCOPED_TRACE("seed " + std::to_string(seed));
         const bool bAllowBorder = (seed & 1) != 0, bPrePrune = (seed & 2) != 0;
         VRCD vRCD = seed % 3 == 0 ? randomShell(8, seed) : randomPacked(9, 0.05 + 0.014 * seed, seed);
-        auto vRCDPoint = pointsIn(vRCD, calc, seed);
         std::mt19937 random(seed);
+        auto vRCDPoint = pointsIn(vRCD, calc, seed);
+        if (seed % 4 == 0)  // some candidates aren't in the list
+            vRCD.erase(std::remove_if(vRCD.begin(), vRCD.end(), [&](RCD) { return random() % 16 == 0; }), vRCD.end());
         VRCD vCandidates, vKept = {1, 2}, vDoomed, vPlainKept, vPlainDoomed;
-        std::copy_if(vRCD.begin(), vRCD.end(), std::back_inserter(vCandidates), [&](RCD) { return random() % 8 != 0; });
+        for (const auto& [rcd, point] : vRCDPoint)
+            if (random() % 8 != 0) vCandidates.push_back(rcd);
         PlainDecider_RCD plain(vRCD, calc);
         RemoveDecider_RCD decider(vRCD, &calc);
         const int num = plain.prunePrioq(vRCDPoint, vCandidates, vPlainKept, vPlainDoomed, bAllowBorder, bPrePrune);

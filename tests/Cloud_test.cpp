@@ -144,7 +144,7 @@ TEST(createCalc, takesTheLeastLevelWithAMarginOfFiveThousandCells) {
     } table[] = {{0, 14}, {1000, 14}, {6383, 14}, {6384, 15}, {(1 << 21) - 10000.0, 21}};
     for (const auto& [extent, level] : table) {
         std::unique_ptr<Cloud> pCloud;
-        const std::string text = outputOf([&] { pCloud = cloudWithGrid(0.25 * extent, 0.25); });
+        const std::string text = outputOf([&, e = extent] { pCloud = cloudWithGrid(0.25 * e, 0.25); });
         EXPECT_EQ(pCloud->getCalc()->getNumLevels(), level) << extent;
         EXPECT_EQ(countIn(text, "BaseLevel out of range: 22"), extent > 1e6 ? 1 : 0);
         const Point3 low(0, 0, 0), high(0.25 * extent, 0, 0);

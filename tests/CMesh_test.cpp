@@ -225,6 +225,7 @@ TEST(CMesh, resetKeepsBundlesAndStartsAnew) {
         sheet.withFin(x, 1).withFin(x, 1);  // edges with memory of their own
     const VCD corner = sheet.at(1, 1);
     const Point3* pVtx = sheet.mesh.getVtx(corner);
+    EXPECT_EQ(firstFault(sheet.mesh), "");  // and lets the mesh make its lists
     sheet.mesh.reset();
     EXPECT_TRUE(sheet.mesh.getTriRef().empty() && sheet.mesh.getEdge(corner, sheet.at(1, 2)) == nullptr);
     std::vector<CEdge*> vCE;
@@ -284,8 +285,8 @@ TEST(CMesh, listsCornersAndPointsOfAliveTriangles) {
 
 TEST(CMesh, reportsWhatItHas) {
     Sheet sheet(2, 1);
-    sheet.withFin(0, 0);
-    sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
+    sheet.withFin(0, 1);
+    sheet.mesh.vAllCT.back()->kill(&sheet.mesh);  // its edges are left over, its tip isn't used any more
     sheet.withFin(0, 0).withFin(0, 0);
     EXPECT_EQ(outputOf([&] { sheet.mesh.printStatistics("x"); }),
               "Statistics ( \"x\" ):\n  Vertices: 7\n  Triangles:  6\n"
@@ -475,6 +476,9 @@ TEST(CEdge, handsOutItsTriangles) {
     EXPECT_EQ(std::pair(pCE->getSource(), pCE->getTarget()), std::pair(pCE->getV0(), pCE->getV1()));
     for (CTriangle* pCT : vAlive)
         pCT->kill(&world.mesh);
+    CTriangle *t0, *t1;
+    EXPECT_FALSE(pCE->getTwoTriangles(t0, t1, false));
+    EXPECT_TRUE(t0 == nullptr && t1 == nullptr);
     expectFails("pRet!=__null", [pCE] { pCE->getTriangle(true, true); });
     EXPECT_EQ(pCE->getTriangle(false, true), nullptr);
 }

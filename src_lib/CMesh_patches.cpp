@@ -4,7 +4,7 @@
 // They differ in the edges that they cross. Repair cuts the mesh anew in every pass, so the flood does nothing per triangle
 // but look at its three edges: what is found at MEs, which are few, goes into plain lists, and these are sorted once at the
 // end. A map filled on the way would be asked again and again for the same corners.
-#include <cstddef>
+#include <iterator>
 #include <unordered_set>
 #include <utility>
 
@@ -41,10 +41,8 @@ void flood(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vStack, 
 void enterLast(std::vector<std::pair<VCD, CPatch*>>& vPair, std::map<VCD, CPatch*>& mVCD2Patch) {
     sortByFirstMT(vPair);
     auto itHint = mVCD2Patch.end();
-    for (std::size_t i = 0; i < vPair.size(); ++i) {
-        if (i + 1 < vPair.size() && vPair[i + 1].first == vPair[i].first) continue;
-        itHint = std::next(mVCD2Patch.insert_or_assign(itHint, vPair[i].first, vPair[i].second));
-    }
+    for (const auto& [vcd, pPatch] : vPair)
+        itHint = std::next(mVCD2Patch.insert_or_assign(itHint, vcd, pPatch));
 }
 
 }  // namespace

@@ -30,6 +30,10 @@ std::size_t pick(Random& random, std::size_t n) {
     return static_cast<std::size_t>(random.next()) % n;
 }
 
+void expectText(const std::string& part, const std::string& text) {
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+}
+
 template <typename T>
 std::vector<T> sorted(std::vector<T> v) {
     std::sort(v.begin(), v.end());
@@ -141,6 +145,10 @@ bool allAgree(const CMesh& mesh) {
     return std::none_of(vDeg2.begin(), vDeg2.end(), [](const CEdge* pCE) { return pCE->vCT[0]->needFlip(pCE->vCT[1]); });
 }
 
+bool anyVisited(const CMesh& mesh) {
+    return std::any_of(mesh.vAllCT.begin(), mesh.vAllCT.end(), [](const CTriangle* pCT) { return pCT->bVisited; });
+}
+
 /// The surface of a block of cells' corners, facing outward; squares of two triangles on every side.
 struct Block : CoarseWorld {
     Block(unsigned x, unsigned y, unsigned z) {
@@ -210,7 +218,7 @@ TEST(createPatches, endsAllPatchesBefore) {
     CPatch* pLargest = cut.largest();
     pLargest->killPatchAndMembers();
     EXPECT_TRUE(!pLargest->isAlive() && pLargest->getSize() == 0);
-    EXPECT_NE(reportOf([&] { pLargest->setOuterBoundary(); }).find(conditionFailed("isAlive()")), std::string::npos);
+    expectText(conditionFailed("isAlive()"), reportOf([&] { pLargest->setOuterBoundary(); }));
     EXPECT_EQ(sheet.mesh.vAllCT.front()->getPatch(), nullptr);
     sheet.mesh.createCCPatches();  // address sanitizer: what the dead point to
     EXPECT_EQ(membersOf(sheet.mesh.vPatches), std::vector<Triangles>{{pFin}});
@@ -273,18 +281,15 @@ TEST(CPatch, freeListsAgreeWithSlowOnes) {
         for (int i = 0; i < 60; ++i)
             vSome.push_back(w.mesh.vAllCT[pick(w.random, w.mesh.vAllCT.size())]);
         const std::map<CEdge*, int> mCount = countEdges(vSome);
-        const std::map<int, std::function<bool(int)>> mRule = {{0, [](int m) { return m == 0; }},
-                                                               {1, [](int m) { return m == 1; }},
-                                                               {3, [](int m) { return m == 3; }},
-                                                               {-1, [](int m) { return m % 2 != 0; }},
-                                                               {-2, [](int m) { return m % 2 == 0; }},
-                                                               {-3, [](int m) { return m > 2; }},
-                                                               {-4, [](int m) { return m == 4 || m == 6 || m == 8; }},
-                                                               {-5, [](int) { return false; }}};
-        for (const auto& [deg, rule] : mRule) {
+        const std::map<int, std::string> mSelected = {{0, ""},      {1, "1"},        {3, "3"},    {-1, "13579"},
+                                                      {-2, "2468"}, {-3, "3456789"}, {-4, "468"}, {-5, ""}};
+        for (const auto& [deg, numbers] : mSelected) {
+            const auto isSelected = [&numbers = numbers](CEdge*, int m) {
+                return numbers.find(toString(m)) != std::string::npos;
+            };
             Edges vOut{nullptr};
             getEdgesWithDegree(deg, vSome, vOut);
-            EXPECT_EQ(vOut, edgesWhere(mCount, [&rule = rule](CEdge*, int m) { return rule(m); })) << "deg " << deg;
+            EXPECT_EQ(vOut, edgesWhere(mCount, isSelected)) << "deg " << deg;
         }
         Triangles vSet = sorted(vSome);
         vSet.erase(std::unique(vSet.begin(), vSet.end()), vSet.end());
@@ -322,6 +327,13 @@ TEST(CPatch, sheetsCountAsDiscsAndClosedOnesAsSpheres) {
     for (int i = 0; i < 3; ++i)
         tooSmall.add(block.mesh.vAllCT.front());  // listed three times: each edge has members enough
     EXPECT_FALSE(tooSmall.isClosed());
+    CPatch part(&block.mesh, &block.calc);  // no edge of it is a border edge
+    for (std::size_t i = 0; i < 10; ++i)
+        part.add(block.mesh.vAllCT[i]);
+    EXPECT_FALSE(part.isClosed());
+    block.mesh.resetVisited();
+    part.intraOrientation();  // runs over the whole block
+    EXPECT_FALSE(anyVisited(block.mesh));
 }
 
 TEST(CPatch, assimilatesPieceByPieceToTheRimOfTheWhole) {
@@ -367,8 +379,7 @@ TEST(CPatch, orientsClosedBlocksOutward) {
         EXPECT_EQ(firstFault(block.mesh), "");
         EXPECT_NEAR(pPatch->computeOrientedVolume(), 24.0, 1e-9);
         EXPECT_NEAR(pPatch->getArea(), 52.0, 1e-9);
-        EXPECT_FALSE(
-            std::any_of(block.mesh.vAllCT.begin(), block.mesh.vAllCT.end(), [](auto* pCT) { return pCT->bVisited; }));
+        EXPECT_FALSE(anyVisited(block.mesh));
         pPatch->flipPatch();
         EXPECT_NEAR(pPatch->computeOrientedVolume(), -24.0, 1e-9);
         EXPECT_FALSE(pPatch->splitClosedPatchKill(false));  // no ME to start from
@@ -388,7 +399,7 @@ TEST(CPatch, orientationLeavesUprightSheetsAndWarnsWithoutATop) {
     CPatch bottom(&world.mesh, &world.calc);
     bottom.add(world.triangle(world.put(1, 1, 0), world.put(1, 2, 0), world.put(2, 2, 0)));
     EXPECT_EQ(bottom.getMaxZCCD(), ~VCD{0});
-    EXPECT_NE(outputOf([&] { bottom.orientPatch(); }).find("reorientation failed"), std::string::npos);
+    expectText("reorientation failed", outputOf([&] { bottom.orientPatch(); }));
 }
 
 // ---- Splitting
@@ -518,6 +529,10 @@ TEST(splitClosedPatchKill, sparesTheSideThatOthersHangOn) {
         EXPECT_EQ(pPatch->splitClosedPatchKill(bCareful), !bUpperStays || !bLowerStays);
         EXPECT_EQ(numAlive(pillow.vUpper), bUpperStays ? pillow.vUpper.size() : 0);
         EXPECT_EQ(numAlive(pillow.vLower), bLowerStays ? pillow.vLower.size() : 0);
+        if (!bUpperStays || !bLowerStays) continue;
+        const auto isRimME = [](const CEdge* pCE, int num) { return num == 2 && pCE->getDegree() == 3; };
+        for (const CEdge* pCE : edgesWhere(countEdges(pPatch->vMemberCT), isRimME))
+            EXPECT_TRUE(pCE->vCT[0]->needFlip(pCE->vCT[1]));  // both sheets face the same way
     }
 }
 
@@ -537,9 +552,8 @@ TEST(ConEdge, ranksByTheTurnOfTheSurface) {
 
             CTriangle* pFin = world.triangle(a, b, world.put(5, 5, 9));
             sPatchT.insert(p0);
-            EXPECT_NE(reportOf([&] { ConEdge(&world.mesh, p0->pCE01, sPatchT); }).find("vMemT.size()>=2"),
-                      std::string::npos);
-            EXPECT_NE(reportOf([&] { ConEdge(&world.mesh, p0->pCE12, sPatchT); }).find("degree>=2"), std::string::npos);
+            expectText("vMemT.size()>=2", reportOf([&] { ConEdge(&world.mesh, p0->pCE01, sPatchT); }));
+            expectText("degree>=2", reportOf([&] { ConEdge(&world.mesh, p0->pCE12, sPatchT); }));
             sPatchT.insert(p1);
             const ConEdge touching(&world.mesh, p0->pCE01, sPatchT);
             EXPECT_TRUE(!touching.bSameSide && touching.degree == 3 && touching.vMemT == (Triangles{p0, p1}));
@@ -622,12 +636,10 @@ TEST(Dijkstra, findsTheDistancesOfAnExhaustiveSearch) {
         Dijkstra& node = mNodes.at(sheet.at(6, 6));
         node.pIncomingCE = nullptr;
         Edges vPath;
-        EXPECT_NE(reportOf([&] { node.getBackPath(vPath); }).find(conditionFailed("pIncomingCE!=__null")),
-                  std::string::npos);
+        expectText(conditionFailed("pIncomingCE!=__null"), reportOf([&] { node.getBackPath(vPath); }));
         node.pIncomingCE = sheet.mesh.getEdge(sheet.at(6, 6), sheet.at(7, 6));
         mNodes.erase(sheet.at(7, 6));
-        EXPECT_NE(reportOf([&] { node.getBackPath(vPath); }).find(conditionFailed("q_it2!=mVCD2Dijkstra.end()")),
-                  std::string::npos);
+        expectText(conditionFailed("q_it2!=mVCD2Dijkstra.end()"), reportOf([&] { node.getBackPath(vPath); }));
     }
 }
 
@@ -667,7 +679,7 @@ TEST(findPartitioningPath, joinsEachOpenEndWithItsNearest) {
     world.triangle(a, b, world.put(5, 5, 6));
     std::vector<CEdge*> vPath;  // the two ends of the one foreign edge are ends of no inner edge but that one
     world.triangle(a, b, world.put(5, 5, 7));
-    EXPECT_NE(outputOf([&] { patch.findPartitioningPath(vPath, {}); }).find("sEndVtx.empty()"), std::string::npos);
+    expectText("sEndVtx.empty()", outputOf([&] { patch.findPartitioningPath(vPath, {}); }));
     EXPECT_TRUE(vPath.empty());
 }
 

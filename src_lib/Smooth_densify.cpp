@@ -146,8 +146,11 @@ private:
     void findNear(CCD block) {
         const double halfEdge = std::ldexp(sideLen, BLOCK_LEVEL - 1);
         const Point3 centre = calc.getRefPoint(block << 3 * BLOCK_LEVEL) + Vector3(halfEdge, halfEdge, halfEdge);
+        // The index looks at the sphere's box, which is what has to hold the block and two cell edges on all sides; a little
+        // more, for the rounding of clouds far from the origin.
+        const double reach = 1.001 * (halfEdge + 2.0 * sideLen);
         vItems.clear();
-        octree.getApproxSphereIntersectors(centre.x(), centre.y(), centre.z(), 2.0 * sideLen + 1.7321 * halfEdge, vItems);
+        octree.getApproxSphereIntersectors(centre.x(), centre.y(), centre.z(), reach, vItems);
         vNear.clear();
         for (const TARN_OCTREE::OctItem* pItem : vItems)
             vNear.push_back({{pItem->x, pItem->y, pItem->z}, static_cast<const Point3*>(pItem->pObject)});

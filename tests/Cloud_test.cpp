@@ -9,9 +9,11 @@
 #include <limits>
 #include <map>
 #include <memory>
+#include <set>
 
 #include "CloudMgr.h"
 #include "Progress.h"
+#include "Smooth.h"
 #include "support/TempFolder.h"
 #include "support/capture.h"
 #include "support/points.h"
@@ -69,7 +71,12 @@ double spacingByLists(const std::vector<Point3>& vPoints) {
 }
 
 std::vector<std::vector<Point3>> scans() {
-    return {Scan(1).sphere(20000),
+    std::vector<Point3> vTwins = Scan(7).plane(500);  // most steps between codes are too fine to count
+    for (std::size_t i = 0; i < 500; ++i)
+        for (double d = 1e-6; d < 4e-6; d += 1e-6)
+            vTwins.emplace_back(vTwins[i].x() + d, vTwins[i].y(), 0.0);
+    return {vTwins,
+            Scan(1).sphere(20000),
             Scan(2).plane(5000),
             Scan(3, 0.02).torus(10000),
             Scan(4).dust(3000),
@@ -279,6 +286,38 @@ TEST(CloudMgr, givesOneBundleACellWithItsPointInside) {
         sumDeviation += std::fabs((*bundle.pVtx - Point3()).length() - 1.0);
     }
     EXPECT_LT(sumDeviation / static_cast<double>(vBundles.size()), 0.004);  // the noise alone is 0.005 on average
+}
+
+TEST(Cloud, takesTheFootOfTheMidpointOnFlatPiecesAndTheNodeItselfElsewhere) {
+    progressForReco();
+    auto vPoints = Scan(5, 0.005).fold(6000);
+    Cloud cloud("c", 0.03, -1.0, false, -1);
+    cloud.setInputPoints(vPoints);
+    cloud.estimateRes2();
+    cloud.createCalc();
+    Smooth smooth(cloud.vPoints, cloud.pCalc);
+    smooth.run(true);
+    std::map<CCD, const SNode*> mFirst;  // the node of lowest address in each cell
+    for (const SNode* pSN : smooth.getNodesRef()) {
+        const SNode*& pFirst = mFirst.emplace(cloud.pCalc->getCCD(&pSN->smoothedPoint), pSN).first->second;
+        pFirst = std::min(pFirst, pSN);
+    }
+    std::set<Point3> sFeet, sOwn;
+    for (const auto& [ccd, pSN] : mFirst) {
+        if (!pSN->bHasPlane) continue;
+        if (pSN->vLinkedNodes.size() >= 8 && !pSN->bFeature)
+            sFeet.insert(pSN->plane.projection(cloud.pCalc->getMidPoint(ccd)));
+        else
+            sOwn.insert(pSN->smoothedPoint);
+    }
+    cloud.createBundles(&smooth);
+    std::size_t numFeet = 0, numOwn = 0;
+    for (const Bundle* pBundle : cloud.vBundles) {
+        numFeet += sFeet.count(pBundle->deliveredPoint);
+        numOwn += sOwn.count(pBundle->deliveredPoint);
+    }
+    EXPECT_EQ(numFeet + numOwn, cloud.vBundles.size());
+    EXPECT_GT(std::min(numFeet, numOwn), 30U);
 }
 
 TEST(Cloud, usesAGridOfTheCaller) {

@@ -251,7 +251,8 @@ void Voro::fatExtractTriangles() {
 
     Progress* const pCubes = openStep("VO_ftx", vStaticVCD2CCD.size());
     std::vector<CCD> vAmbiguousT;
-    extractCubes(pCubes, vAmbiguousT);
+    // A step that an earlier extraction filled stays full: each cube would tell the listener the same once more.
+    extractCubes(pCubes->getFrac() < 1.0 ? pCubes : nullptr, vAmbiguousT);
     closeStep(pCubes);
 
     Progress* const pAmbiguous = openStep("VO_amb", 2);

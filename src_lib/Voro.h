@@ -64,8 +64,8 @@ public:
     /// Another extraction: always into a new mesh, without progress steps, and with pruneCase27() behind it. A mesh that
     /// wasn't handed out is deleted before.
     void thinNewExtractTriangles();
-    /// Kills triangles of the flat corners (six configurations) that have an edge without another triangle. Prints the
-    /// statistics of the mesh before.
+    /// Kills the triangles of six configurations of a flat corner that have an edge without another triangle; extractions
+    /// make none of these, other builders of the mesh may. Prints the statistics of the mesh before.
     void pruneCase27();
 
     /// The second pass, when all other triangles stand: a flat cube takes the diagonal that its surroundings hold. Eight

@@ -1,0 +1,358 @@
+// The operators against their description as sets of corner triples, on meshes where anything goes, and on small meshes
+// whose result is known.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <limits>
+#include <map>
+#include <numeric>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CMesh.h"
+#include "CPatch.h"
+#include "Random.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Triple = std::array<VCD, 3>;
+using Triples = std::multiset<Triple>;
+constexpr double MISSING = std::numeric_limits<double>::max();
+
+/// From the lowest corner on: the orientation stays.
+Triple turned(Triple t) {
+    std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
+    return t;
+}
+
+Triple sorted(Triple t) {
+    std::sort(t.begin(), t.end());
+    return t;
+}
+
+Triples triplesOf(const CMesh& mesh) {
+    Triples s;
+    for (const CTriangle* pCT : mesh.vAllCT)
+        if (pCT->isAlive()) s.insert(turned({pCT->c0, pCT->c1, pCT->c2}));
+    return s;
+}
+
+/// What is left when every src becomes trg.
+Triples substituted(const Triples& triples, VCD src, VCD trg) {
+    Triples s;
+    for (Triple t : triples) {
+        std::replace(t.begin(), t.end(), src, trg);
+        if (t[0] != t[1] && t[1] != t[2] && t[0] != t[2]) s.insert(turned(t));
+    }
+    return s;
+}
+
+std::size_t numDifferent(const Triples& triples) {
+    std::set<Triple> s;
+    for (const Triple& t : triples)
+        s.insert(sorted(t));
+    return s.size();
+}
+
+/// How often each directed edge occurs, those along the pair left out.
+std::multiset<std::pair<VCD, VCD>> halfEdges(const std::vector<CTriangle*>& vCT, VCD a, VCD b) {
+    std::multiset<std::pair<VCD, VCD>> s;
+    for (const CTriangle* pCT : vCT)
+        for (int i = 0; i < 3; ++i) {
+            VCD from, to;
+            pCT->getEdgeCCDs(i, from, to);
+            if (std::minmax(from, to) != std::minmax(a, b)) s.emplace(from, to);
+        }
+    return s;
+}
+
+/// Random triangles on some cells, each set of corners at most once.
+class Soup : public CoarseWorld {
+public:
+    Soup(unsigned seed, std::size_t numCells, std::size_t numTriangles) : random(seed) {
+        for (unsigned i = 0; i < numCells; ++i)
+            vCell.push_back(put(30 + i % 3, 30 + i / 3 % 3, 30 + i / 9));
+        for (std::size_t i = 0; i < numTriangles; ++i)
+            addTriangle();
+        mesh.killDups();
+    }
+    void addTriangle() {
+        const VCD a = vCell[pick(vCell.size())], b = vCell[pick(vCell.size())], c = vCell[pick(vCell.size())];
+        if (a != b && b != c && a != c) triangle(a, b, c);
+    }
+    std::size_t pick(std::size_t n) { return static_cast<std::size_t>(random.next()) % n; }
+    CEdge* pickEdge() {
+        std::vector<CEdge*> vCE;
+        mesh.getCEdges(vCE);
+        return vCE[pick(vCE.size())];
+    }
+
+    Random random;
+    std::vector<VCD> vCell;
+};
+
+void collapseAndCompare(Soup& soup, CEdge* pCE, bool bToMidpoint) {
+    CMesh& mesh = soup.mesh;
+    const bool bDown = !bToMidpoint && soup.pick(2) == 0;
+    const VCD src = bDown ? pCE->v1 : pCE->v0, trg = pCE->getOtherVCD(src);
+    const Triples before = triplesOf(mesh), hung = substituted(before, src, trg);
+    const bool bPossible = pCE->getDegree() > 0;
+    const bool bDups = numDifferent(hung) != hung.size();
+    if (bPossible) {
+        EXPECT_EQ(mesh.canCollapseWithoutDups(src, trg), !bDups);
+    }
+    if (!bToMidpoint) {
+        EXPECT_EQ(mesh.collapseEdgeToEndpoint(pCE, src, trg), bPossible && !bDups);
+        EXPECT_EQ(triplesOf(mesh), bPossible && !bDups ? hung : before);
+        return;
+    }
+    const Point3 middle = pCE->getCenter(&mesh);
+    EXPECT_EQ(mesh.collapseEdgeToMidpoint(pCE), bPossible ? pCE->v1 : ~CCD{0});
+    EXPECT_EQ(triplesOf(mesh), bPossible ? hung : before);
+    if (bPossible) {
+        EXPECT_EQ(mesh.getAvgPoint(trg), middle);
+    }
+}
+
+void flipAndCompare(Soup& soup, CEdge* pCE) {
+    if (pCE->getDegree() != 2) {
+        EXPECT_NE(outputOf([&] {
+                      EXPECT_EQ(pCE->flipEdge(&soup.mesh, nullptr, nullptr), nullptr);
+                  }).find("Edge not flipped, !getTwoTriangles()"),
+                  std::string::npos);
+        return;
+    }
+    CTriangle *pCT0 = pCE->vCT[1], *pCT1 = pCE->vCT[0];
+    const VCD ccd0 = pCT0->getThirdCCD(pCE->v0, pCE->v1), ccd1 = pCT1->getThirdCCD(pCE->v0, pCE->v1);
+    if (pCT0->needFlip(pCT1)) pCT1->flipNNV();
+    const auto rim = halfEdges({pCT0, pCT1}, pCE->v0, pCE->v1);
+    const std::size_t numBefore = soup.mesh.vAllCT.size();
+    CEdge* pNewCE = soup.pick(2) == 0 ? pCE->flipEdge(&soup.mesh, pCT0, pCT1) : pCE->flipEdge(&soup.mesh, nullptr, nullptr);
+    EXPECT_EQ(pNewCE, soup.mesh.getEdge(ccd0, ccd1));
+    EXPECT_EQ(pCE->getDegree(), 0);
+    ASSERT_EQ(soup.mesh.vAllCT.size(), numBefore + 2);
+    EXPECT_EQ(halfEdges({soup.mesh.vAllCT.end() - 2, soup.mesh.vAllCT.end()}, ccd0, ccd1), rim);
+}
+
+void killDupsAndCompare(CMesh& mesh) {
+    std::map<Triple, const CTriangle*> mOldest;
+    for (const CTriangle* pCT : mesh.vAllCT) {
+        if (!pCT->isAlive()) continue;
+        const CTriangle*& pOldest = mOldest[sorted({pCT->c0, pCT->c1, pCT->c2})];
+        if (pOldest == nullptr || pCT < pOldest) pOldest = pCT;
+    }
+    const std::size_t numBefore = triplesOf(mesh).size();
+    EXPECT_EQ(static_cast<std::size_t>(mesh.killDups()), numBefore - mOldest.size());
+    for (const auto& [triple, pCT] : mOldest)
+        EXPECT_TRUE(pCT->isAlive());
+    EXPECT_EQ(triplesOf(mesh).size(), mOldest.size());
+    const auto keyOf = [](const CTriangle* pCT) { return std::pair(sorted({pCT->c0, pCT->c1, pCT->c2}), pCT); };
+    EXPECT_TRUE(
+        std::is_sorted(mesh.vAllCT.begin(), mesh.vAllCT.end(), [&](auto* p, auto* q) { return keyOf(p) < keyOf(q); }));
+}
+
+void expectFails(const std::string& condition, const auto& call) {
+    const std::string report = reportOf(call);
+    EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << condition << "\n" << report;
+}
+
+struct PointSum {
+    void add(const Point3& p) {
+        sum += p - Point3();
+        num += 1.0;
+    }
+    Point3 mean() const { return Point3() + sum / num; }
+
+    Vector3 sum;
+    double num = 0.0;
+};
+
+}  // namespace
+
+TEST(CMeshOperators, agreeWithSetsOfTriplesOnAnyMesh) {
+    for (const auto& [numCells, numTriangles] : {std::pair(5U, 10U), std::pair(9U, 30U), std::pair(27U, 300U)})
+        for (unsigned seed = 0; seed < 12; ++seed) {
+            SCOPED_TRACE(std::to_string(numCells) + " cells, seed " + std::to_string(seed));
+            Soup soup(seed, numCells, numTriangles);
+            for (int step = 0; step < 120 && !HasFailure(); ++step) {
+                CEdge* pCE = soup.pickEdge();
+                const std::size_t what = soup.pick(8);
+                if (what < 4) flipAndCompare(soup, pCE);
+                if (what == 4) collapseAndCompare(soup, pCE, true);
+                if (what > 4) collapseAndCompare(soup, pCE, false);
+                if (step % 10 == 0) {
+                    EXPECT_EQ(firstFault(soup.mesh), "");
+                }
+                if (soup.pick(2) == 0) soup.addTriangle();
+                killDupsAndCompare(soup.mesh);  // the others start without duplicates
+            }
+        }
+}
+
+TEST(CMeshOperators, refuseWhatWouldBreakTheMesh) {
+    CoarseWorld world;
+    CMesh& mesh = world.mesh;
+    const VCD a = world.put(3, 3, 3), b = world.put(4, 3, 3), c = world.put(3, 4, 3), d = world.put(3, 3, 4);
+    for (const Triple& t : {Triple{a, b, c}, Triple{a, c, d}, Triple{a, d, b}, Triple{b, d, c}})
+        world.triangle(t[0], t[1], t[2]);
+    CEdge* pCE = mesh.getEdge(a, b);
+    CTriangle *pCT0 = pCE->vCT[0], *pCT1 = pCE->vCT[1];
+    EXPECT_FALSE(mesh.collapseEdgeToEndpoint(pCE, a, b)) << "a tetrahedron";
+    EXPECT_FALSE(mesh.canCollapseWithoutDups(a, cell(9, 9, 9)) || mesh.canCollapseWithoutDups(cell(9, 9, 9), a));
+    expectFails("(src==pCE->v0 && trg==pCE->v1) || (src==pCE->v1 && trg==pCE->v0)",
+                [&] { mesh.collapseEdgeToEndpoint(pCE, a, c); });
+    expectFails("pCT1==__null", [&] { pCE->flipEdge(&mesh, nullptr, pCT1); });
+    EXPECT_NE(reportOf([&] { pCE->flipEdge(&mesh, pCT0, pCT0); }).find("CEdge::flipEdge(), BUG:"), std::string::npos);
+    EXPECT_EQ(triplesOf(mesh).size(), 4);
+    pCT0->kill(&mesh);
+    EXPECT_NE(outputOf([&] { EXPECT_EQ(pCE->flipEdge(&mesh, pCT0, pCT1), nullptr); }).find("pCT0 or pCT1 not alive"),
+              std::string::npos);
+    std::vector<CTriangle*> vNewT;
+    expectFails("pKillCT->isAlive()", [&] { pCE->trySplitNeigsKillT(&mesh, pCT0, 1, vNewT); });
+}
+
+TEST(CMeshOperators, aFlatTriangleIsSplitIntoItsNeighbours) {
+    // m lies on the edge a-b, or is pulled beyond the first neighbour of it, so that a half of that one would turn over.
+    for (const int numNeigs : {0, 1, 2, 3})
+        for (const bool bPulled : {false, true}) {
+            SCOPED_TRACE(std::to_string(numNeigs) + (bPulled ? ", pulled" : ""));
+            CoarseWorld world;
+            CMesh& mesh = world.mesh;
+            const VCD a = world.put(4, 4, 4), b = world.put(8, 4, 4), m = cell(6, 4, 4);
+            world.put(m, bPulled ? Point3(6.5, 0.0, 4.5) : Point3(6.5, 4.5, 4.5));
+            CTriangle* pKillCT = world.triangle(a, m, b);
+            CPatch patch(&mesh, &world.calc);
+            for (const VCD off : {world.put(6, 2, 4), world.put(6, 6, 4), world.put(6, 4, 6)})
+                if (static_cast<int>(mesh.vAllCT.size()) <= numNeigs) patch.add(world.triangle(b, a, off));
+            const Triples before = triplesOf(mesh);
+            std::vector<CTriangle*> vNewT;
+            const bool bDone = mesh.getEdge(a, b)->trySplitNeigsKillT(&mesh, pKillCT, pKillCT->getICI(m), vNewT);
+            ASSERT_EQ(bDone, !bPulled || numNeigs == 0);
+            EXPECT_EQ(firstFault(mesh), "");
+            if (!bDone) {
+                EXPECT_EQ(triplesOf(mesh), before);
+                continue;
+            }
+            EXPECT_EQ(vNewT.size(), static_cast<std::size_t>(2 * numNeigs));
+            EXPECT_EQ(triplesOf(mesh).size(), vNewT.size());
+            EXPECT_NEAR(mesh.getArea(), 4.0 * numNeigs, 1e-9);
+            for (const CTriangle* pCT : vNewT) {
+                EXPECT_EQ(pCT->getPatch(), &patch);
+                EXPECT_EQ(pCT->getHEDirection2(m, a) == HE_SAME || pCT->getHEDirection2(b, m) == HE_SAME, true);
+            }
+        }
+}
+
+TEST(CMeshOperators, degenerateTrianglesGoWhereNeighboursCanBeSplit) {
+    Sheet sheet(5, 5);
+    CMesh& mesh = sheet.mesh;
+    for (const unsigned y : {1U, 3U})  // onto the middle of the edge to their right
+        sheet.put(sheet.at(1, y), Point3(18.5, 17.0 + y, 16.5));
+    const VCD far = sheet.put(42, 16, 16);
+    sheet.triangle(sheet.put(40, 16, 16), sheet.put(41, 16, 16), far);
+    EXPECT_EQ(countIn(outputOf([&] { mesh.treatDegenerateT(); }), "Not able"), 0);
+    EXPECT_FALSE(mesh.hasEdge(sheet.at(2, 1), sheet.at(2, 2)) || mesh.hasEdge(cell(40, 16, 16), far));
+    EXPECT_EQ(triplesOf(mesh).size(), 50) << "of 51, three went and two neighbours are two each";
+    outputOf([&] { EXPECT_TRUE(mesh.checkNoDegenerate("")); });
+
+    // A vertex on its neighbour: no edge can be split there, it is pushed off instead.
+    sheet.put(sheet.at(4, 4), mesh.getAvgPoint(sheet.at(3, 3)));
+    EXPECT_GE(countIn(outputOf([&] { mesh.treatDegenerateT(); }), "\n Not able to split: "), 1);
+    EXPECT_NEAR((mesh.getAvgPoint(sheet.at(4, 4)) - mesh.getAvgPoint(sheet.at(3, 3))).length(), 0.1, 0.02);
+    outputOf([&] { EXPECT_TRUE(mesh.checkNoDegenerate("")); });
+    EXPECT_EQ(firstFault(mesh), "");
+}
+
+TEST(CMeshOperators, aVertexMovesToTheMeanOfItsNeighboursInShortSteps) {
+    for (const double away : {0.05, 0.1, 0.3, 5.0}) {
+        Sheet sheet(2, 2);
+        const VCD v = sheet.at(1, 1);
+        const Point3 mean(17.5, 17.5, 16.5);
+        sheet.put(v, mean + Vector3(0.0, 0.0, away));
+        std::string text = outputOf([&] { EXPECT_TRUE(sheet.mesh.laplacianForOne(v)); });
+        EXPECT_EQ(countIn(text, "devAngle would be "), 6);
+        if (away < 0.1) {
+            EXPECT_EQ(sheet.mesh.getAvgPoint(v), mean);
+        }
+        EXPECT_NEAR(sheet.mesh.getAvgPoint(v).z() - 16.5, std::max(0.0, away - 0.1), 1e-12);
+    }
+    // Beyond the rim of its ring the way back turns a triangle over.
+    Sheet sheet(2, 2);
+    const VCD v = sheet.at(1, 1);
+    sheet.put(v, Point3(18.55, 17.5, 16.5));
+    outputOf([&] { EXPECT_FALSE(sheet.mesh.laplacianForOne(v)); });
+    EXPECT_EQ(sheet.mesh.getAvgPoint(v), Point3(18.55, 17.5, 16.5));
+    EXPECT_FALSE(sheet.mesh.laplacianForOne(cell(1, 1, 1)));
+}
+
+TEST(CMeshOperators, anAddedVertexIsPlacedBeyondTheMeanOfRealNeighbours) {
+    // numExtra of the six neighbours of the middle are added ones, all of them lifted.
+    for (const double lift : {0.25, 1.0})
+        for (std::size_t numExtra = 0; numExtra <= 6; ++numExtra) {
+            SCOPED_TRACE(std::to_string(numExtra) + " extra, lift " + std::to_string(lift));
+            Sheet sheet(2, 2);
+            CMesh& mesh = sheet.mesh;
+            const VCD v = sheet.at(1, 1), last = sheet.at(2, 2);  // the end of the newest edge
+            PointSum sum, sumOfReal;
+            const VCD ring[] = {sheet.at(0, 1), sheet.at(1, 2), sheet.at(1, 0), sheet.at(2, 1), sheet.at(0, 0), last};
+            for (std::size_t i = 0; i < 6; ++i) {
+                if (i < numExtra) mesh.addBundle(ring[i], MISSING, MISSING, MISSING);
+                *mesh.getVtx(ring[i]) = mesh.getMidPoint(ring[i]) + Vector3(0.0, 0.0, lift);
+                sum.add(mesh.getAvgPoint(ring[i]));
+                if (i >= numExtra) sumOfReal.add(mesh.getAvgPoint(ring[i]));
+            }
+            mesh.addBundle(v, 17.1, 17.9, 16.2);
+            const Point3 mean = numExtra > 3 ? sum.mean() : sumOfReal.mean(), p = mesh.getAvgPoint(v),
+                         expected = mean + (mean - mesh.getAvgPoint(last)) * 0.003;
+            if (sheet.calc.getCCD(&expected) != v) {
+                EXPECT_EQ(p, mesh.getMidPoint(v));
+            } else {
+                EXPECT_NEAR((p - expected).length(), 0.0, 1.001e-5);
+                EXPECT_GT(p.x(), expected.x());
+            }
+        }
+}
+
+TEST(CMeshOperators, anAddedVertexStartsInItsCell) {
+    CoarseWorld world;
+    CMesh& mesh = world.mesh;
+    const CCD ccd = cell(7, 7, 7);
+    mesh.addBundle(ccd, 7.25, 7.5, 7.0);
+    EXPECT_EQ(mesh.getAvgPoint(ccd), Point3(7.25, 7.5, 7.0)) << "no edges: it stays";
+    mesh.addBundle(ccd, MISSING, MISSING, MISSING);
+    EXPECT_EQ(mesh.getAvgPoint(ccd), mesh.getMidPoint(ccd)) << "the table has the later one";
+    world.triangle(ccd, cell(8, 8, 8), cell(9, 9, 9));
+    mesh.addBundle(ccd, 7.25, 7.5, 7.0);
+    EXPECT_EQ(mesh.getAvgPoint(ccd), mesh.getMidPoint(ccd)) << "neighbours without bundles";
+    expectFails("pCalc->getCCD(pVtx)==ccd", [&] { mesh.addBundle(ccd, 8.0, 7.5, 7.5); });
+    EXPECT_EQ(std::pair(mesh.vExtraBundles.size(), mesh.sExtraVtx.size()), std::pair(std::size_t{3}, std::size_t{3}));
+}
+
+TEST(CMeshOperators, addedVerticesAreIntegratedWhereTheyCan) {
+    Sheet sheet(3, 3);
+    CMesh& mesh = sheet.mesh;
+    const VCD inner = sheet.at(1, 1), lone = cell(3, 3, 3);
+    for (const VCD vcd : {inner, lone})
+        mesh.addBundle(vcd, MISSING, MISSING, MISSING);
+    std::swap(mesh.vExtraBundles[0], mesh.vExtraBundles[1]);
+    Bundle* pInner = mesh.vExtraBundles[1];
+    const Triples before = triplesOf(mesh);
+    mesh.integrateAdditionalBundles();
+    // Into the end of the oldest edge.
+    EXPECT_EQ(triplesOf(mesh), substituted(before, inner, sheet.at(1, 0)));
+    ASSERT_EQ(mesh.vExtraBundles.size(), 1);
+    EXPECT_EQ(mesh.vExtraBundles[0]->ccd, lone);
+    EXPECT_EQ(mesh.sExtraVtx, std::set<Point3*>{mesh.vExtraBundles[0]->pVtx});
+    EXPECT_EQ(sheet.mBundle.at(inner), pInner) << "the table keeps it";
+    EXPECT_EQ(mesh.getAvgPoint(inner), *pInner->pVtx);
+    EXPECT_FALSE(mesh.integrateBundle(pInner));
+    EXPECT_EQ(firstFault(mesh), "");
+}

@@ -1,0 +1,235 @@
+// The second extraction: which cells come and go against sets and single questions, and the mesh against a first extraction
+// of the cells that are left.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <deque>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "CMesh.h"
+#include "Progress.h"
+#include "RemoveDecider.h"
+#include "ThreadSingleton.h"
+#include "Voro.h"
+#include "support/capture.h"
+#include "support/cellSets.h"
+#include "support/coarse.h"
+
+using namespace TARN_KEL;
+using TARN_TEST::cellAt;
+
+namespace {
+
+using Triangle = std::tuple<VCD, VCD, VCD, VCD, int>;
+
+/// A Voro on cells that have their points at the midpoints, and its mesh.
+class Extraction {
+public:
+    explicit Extraction(const VCCD& vCells, TRIMODE mode = TM_FAT) {
+        for (CCD ccd : vCells) {
+            dVtx.push_back(calc.getMidPoint(ccd));
+            dBundle.emplace_back();
+            dBundle.back().ccd = ccd;
+            dBundle.back().pVtx = &dVtx.back();
+            mBundle[ccd] = &dBundle.back();
+        }
+        pVoro = std::make_unique<Voro>(&calc, mBundle, mode);
+        pVoro->fatExtractTriangles();
+    }
+
+    std::vector<Triangle> triangles() const {
+        std::vector<Triangle> v;
+        for (const CTriangle* pCT : pVoro->pCMesh->vAllCT)
+            if (pCT->isAlive()) v.emplace_back(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
+        return v;
+    }
+    VCCD allKeys() const {
+        std::set<VCD> sKey;
+        for (const auto& [key, ccd] : pVoro->vStaticVCD2CCD)
+            sKey.insert(key);
+        return {sKey.begin(), sKey.end()};
+    }
+
+    Calc calc = TARN_TEST::unitGrid();
+    std::map<CCD, Bundle*> mBundle;
+    std::unique_ptr<Voro> pVoro;
+
+private:
+    std::deque<Point3> dVtx;
+    std::deque<Bundle> dBundle;
+};
+
+/// The extraction reports to a run.
+class VoroAgain : public ::testing::Test {
+protected:
+    VoroAgain() { progressForReco(); }
+    ~VoroAgain() override { closeProgress(); }
+};
+
+/// What createExtraCCDs_borderFix has to find.
+void findBySets(const VCCD& vCells, const VCCD& vKeys, const Calc& calc, std::set<CCD>& sExtra, std::set<CCD>& sRemove) {
+    for (const VCD key : vKeys) {
+        CCD cube[8] = {0, 0, 0, 0, 0, key};
+        calc.completeArraySym(cube);
+        std::vector<std::size_t> vMissing;
+        for (std::size_t i = 0; i < 8; ++i)
+            if (!std::binary_search(vCells.begin(), vCells.end(), cube[i])) vMissing.push_back(i);
+        if (vMissing.empty() || vMissing.size() > 2) continue;
+        const bool bRemove = calc.getNumDifferent_CCD(cube[vMissing.front()], cube[vMissing.back()]) < 2;
+        for (const std::size_t i : vMissing) {
+            sExtra.insert(cube[i]);
+            if (bRemove) sRemove.insert(cube[i ^ 6U]);  // -z and -xy, and so on
+        }
+    }
+}
+
+/// vCells without what goes when each is asked for in turn of a decider that knows nothing of the ones before.
+VCCD withoutRemovable(VCCD vCells, const VCCD& vRemove, const VCCD& vExtra, Calc& calc) {
+    for (const CCD ccd : vRemove) {
+        if (std::count(vExtra.begin(), vExtra.end(), ccd) != 0 || !RemoveDecider(vCells, &calc).isRemovable(ccd)) continue;
+        vCells.erase(std::remove(vCells.begin(), vCells.end(), ccd), vCells.end());
+    }
+    return vCells;
+}
+
+std::set<Triangle> trianglesWithout(const Extraction& world, const std::set<CCD>& sCell) {
+    std::set<Triangle> s;
+    for (const Triangle& t : world.triangles())
+        if (sCell.count(std::get<0>(t)) + sCell.count(std::get<1>(t)) + sCell.count(std::get<2>(t)) == 0) s.insert(t);
+    return s;
+}
+
+}  // namespace
+
+TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
+    struct Counter : ProgressBase {
+        void update(const std::string&, double) override { ++num; }
+        int num = 0;
+    } counter;
+    Extraction sphere(TARN_TEST::sphereShell(6));
+    Voro& voro = *sphere.pVoro;
+    const std::vector<Triangle> vBefore = sphere.triangles();
+    const VCCD vCells = voro.vCCD;
+    VCCD vKeys = sphere.allKeys(), vNone, vBeyond = {cellAt(4000, 4000, 4000)};
+    vKeys.push_back(cellAt(3, 3, 3));  // no cells there at all
+    std::set<CCD> sExtra, sRemove;
+    findBySets(vCells, vKeys, sphere.calc, sExtra, sRemove);
+    ASSERT_TRUE(sExtra.empty() && vKeys.size() > 100);
+    ThreadSingleton<Progress>::getInstance()->setListener(&counter);
+    for (VCCD* pKeys : {&vNone, &vKeys}) {
+        EXPECT_EQ(voro.meshAgain(*pKeys), voro.pCMesh);
+        EXPECT_EQ(voro.vCCD, vCells);
+        EXPECT_EQ(sphere.triangles(), vBefore);
+        EXPECT_TRUE(voro.pCMesh->vExtraBundles.empty());
+    }
+    ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
+    EXPECT_LE(counter.num, 20) << "a full step isn't told cube by cube";
+    EXPECT_NE(TARN_TEST::reportOf([&] { voro.meshAgain(vBeyond); }).find("q_it!=vStaticVCD2CCD.end()"), std::string::npos);
+}
+
+TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
+    std::size_t numRemoved = 0, numIntegrated = 0, numKept = 0;
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        SCOPED_TRACE("seed " + std::to_string(seed));
+        Extraction world(TARN_TEST::randomCells(7, 0.25 + 0.015 * seed, seed));
+        Voro& voro = *world.pVoro;
+        std::set<CCD> sEverExtra;
+        for (int round = 0; round < 2; ++round) {
+            const VCCD vBefore = voro.vCCD;
+            VCCD vKeys = world.allKeys(), vExtra, vRemove;
+            std::shuffle(vKeys.begin(), vKeys.end(), std::mt19937(seed));
+            if (round == 0) vKeys.resize(vKeys.size() / 2);
+            std::set<CCD> sExtra, sRemove;
+            findBySets(vBefore, vKeys, world.calc, sExtra, sRemove);
+            voro.createExtraCCDs_borderFix(vKeys, vExtra, vRemove);
+            ASSERT_EQ(vExtra, VCCD(sExtra.begin(), sExtra.end()));
+            ASSERT_EQ(vRemove, VCCD(sRemove.begin(), sRemove.end()));
+            sExtra.insert(vBefore.begin(), vBefore.end());
+            const VCCD vAfter = withoutRemovable({sExtra.begin(), sExtra.end()}, vRemove, vExtra, world.calc);
+            numRemoved += vBefore.size() + vExtra.size() - vAfter.size();
+
+            const CMesh& mesh = *voro.pCMesh;
+            numIntegrated += mesh.vExtraBundles.size() + vExtra.size();
+            voro.meshAgain(vKeys);
+            numIntegrated -= mesh.vExtraBundles.size();
+            numKept += mesh.vExtraBundles.size();
+            ASSERT_EQ(voro.vCCD, vAfter);
+            EXPECT_EQ(TARN_TEST::firstFault(mesh), "");
+            EXPECT_EQ(mesh.sExtraVtx.size(), mesh.vExtraBundles.size());
+            for (const Bundle* pBundle : mesh.vExtraBundles)
+                EXPECT_EQ(world.calc.getCCD(pBundle->pVtx), pBundle->ccd);
+
+            // Away from the cells that may have been collapsed it is the mesh of a first extraction.
+            sEverExtra.insert(vExtra.begin(), vExtra.end());
+            const Extraction fresh(vAfter);
+            EXPECT_EQ(voro.vStaticVCD2CCD, fresh.pVoro->vStaticVCD2CCD);
+            const std::set<Triangle> sAgain = trianglesWithout(world, sEverExtra),
+                                     sFresh = trianglesWithout(fresh, sEverExtra);
+            EXPECT_TRUE(std::includes(sAgain.begin(), sAgain.end(), sFresh.begin(), sFresh.end()));
+        }
+    }
+    EXPECT_GT(std::min({numRemoved, numIntegrated, numKept}), 20U) << "nothing tested";
+}
+
+TEST_F(VoroAgain, theOrderOfTheCandidatesDecides) {
+    std::size_t numOrders = 0;
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        Extraction world(TARN_TEST::randomCells(5, 0.4, seed));
+        VCCD vExtra, vRemove = world.pVoro->vCCD;
+        const VCCD vCells = vRemove;
+        std::shuffle(vRemove.begin(), vRemove.end(), std::mt19937(seed));
+        vExtra.assign(vRemove.begin(), vRemove.begin() + 8);  // unsorted
+        const VCCD vExpected = withoutRemovable(vCells, vRemove, vExtra, world.calc);
+        numOrders += vExpected != withoutRemovable(vCells, vCells, vExtra, world.calc) ? 1 : 0;
+        world.pVoro->removeRemovable(vRemove, vExtra);
+        EXPECT_EQ(world.pVoro->vCCD, vExpected) << "seed " << seed;
+    }
+    EXPECT_GT(numOrders, 10U);
+}
+
+TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
+    // An octahedron without a face; X lies behind Y, which lies at the hole. X goes only when Y went before.
+    const auto survivors = [](int configX, int configY) {
+        Extraction world({});
+        for (const VCD x : {1, 2})
+            for (const VCD y : {3, 4})
+                for (const VCD z : {5, 6}) {
+                    const int cfg = x == 2 && z == 5 ? (y == 4 ? configX : configY) : -1;
+                    if (x + y + z != 9) world.pVoro->pCMesh->createT(x, y, z, 0, cfg);
+                }
+        const std::string text = TARN_TEST::outputOf([&] { world.pVoro->pruneCase27(); });
+        EXPECT_NE(text.find("Statistics ( \"before pruneCase27()\" ):"), std::string::npos);
+        return world.triangles().size();
+    };
+    const std::array<int, 6> aOrder = {78, 114, 141, 177, 216, 228};
+    for (int config = 0; config < 256; ++config) {
+        const bool bGoes = std::count(aOrder.begin(), aOrder.end(), config) != 0;
+        EXPECT_EQ(survivors(0, config), bGoes ? 6U : 7U) << config;
+        for (const int configY : aOrder)
+            EXPECT_EQ(survivors(config, configY), bGoes && configY <= config ? 5U : 6U) << config << " " << configY;
+    }
+    EXPECT_THROW(TARN_TEST::outputOf([&] { survivors(256, 0); }), KelBugException);
+}
+
+TEST_F(VoroAgain, theThinExtractionMakesANewMesh) {
+    for (const bool bHandOut : {false, true}) {
+        Extraction world(TARN_TEST::randomCells(6, 0.4, 5), TM_THIN);
+        const std::vector<Triangle> vBefore = world.triangles();
+        // A mesh that was handed out stays with its new owner, another one is deleted.
+        const std::unique_ptr<CMesh> pFormer(bHandOut ? world.pVoro->getCMesh() : nullptr);
+        closeProgress();  // no run is needed
+        const std::string text = TARN_TEST::outputOf([&] { world.pVoro->thinNewExtractTriangles(); });
+        progressForReco();
+        EXPECT_EQ(text.find("This is thinNewExtractTriangles\n"), 0U);
+        EXPECT_NE(text.find("before pruneCase27()"), std::string::npos);
+        EXPECT_EQ(world.triangles(), vBefore);
+        EXPECT_TRUE(!bHandOut || pFormer->vAllCT.size() == vBefore.size());
+    }
+}

@@ -1,0 +1,406 @@
+#include "sortMT.h"
+
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <cstdlib>
+#include <functional>
+#include <iostream>
+#include <limits>
+#include <map>
+#include <mutex>
+#include <numeric>
+#include <random>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <thread>
+
+#include "radixSort.h"
+#include "support/capture.h"
+#include "thread_pool.h"
+
+using namespace TARN_KEL;
+using ctpl::thread_pool;
+
+namespace {
+
+using U64 = std::uint64_t;
+using Pairs = std::vector<std::pair<U64, int>>;
+
+/// Numbers below the limit, from a seed.
+std::vector<U64> randomNumbers(std::size_t n, U64 limit, unsigned seed) {
+    std::mt19937_64 random(seed);
+    std::vector<U64> v(n);
+    for (U64& number : v)
+        number = random() % limit;
+    return v;
+}
+
+/// Pairs of the numbers and their positions.
+Pairs numbered(const std::vector<U64>& vFirst) {
+    Pairs v;
+    for (const U64 first : vFirst)
+        v.emplace_back(first, static_cast<int>(v.size()));
+    return v;
+}
+
+/// The input orders on which a partitioning sort could stumble.
+std::map<std::string, std::vector<U64>> inputs(std::size_t n) {
+    std::map<std::string, std::vector<U64>> m{{"random", randomNumbers(n, ~U64{0}, 1)},
+                                              {"few values", randomNumbers(n, 7, 2)},
+                                              {"equal", std::vector<U64>(n, 42)}};
+    m["sorted"] = m["random"];
+    std::sort(m["sorted"].begin(), m["sorted"].end());
+    m["reversed"] = {m["sorted"].rbegin(), m["sorted"].rend()};
+    m["one low"] = m["equal"];
+    if (n != 0) m["one low"].back() = 0;
+    return m;
+}
+
+template <typename T>
+std::vector<T> standardSorted(std::vector<T> v) {
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+/// Waits up to ten seconds.
+template <typename Condition>
+bool becomesTrue(const Condition& condition) {
+    for (int i = 0; i < 10000 && !condition(); ++i)
+        std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    return condition();
+}
+
+}  // namespace
+
+TEST(sortMT, sortsLikeTheStandardSortOnAnyNumberOfThreads) {
+    for (const std::size_t n : {0U, 1U, 2U, 999U, 1000U, 1001U, 2500U, 100000U})
+        for (const auto& [name, vInput] : inputs(n))
+            for (const int numThreads : {0, 1, 2, 3, 6, 8}) {
+                std::vector<U64> v = vInput;
+                std::less<U64> comp;
+                sortOnThreads(v.begin(), v.end(), comp, numThreads);
+                ASSERT_EQ(v, standardSorted(vInput)) << name << ", " << n << " numbers, " << numThreads << " threads";
+            }
+}
+
+TEST(sortMT, takesComparatorsAndPairs) {
+    std::vector<U64> v = randomNumbers(5000, 1000, 3);
+    sortMT(v.begin(), v.end(), [](U64 a, U64 b) { return a > b; });
+    EXPECT_TRUE(std::is_sorted(v.rbegin(), v.rend()));
+    Pairs vPair = numbered(v);
+    sortMT(vPair.begin(), vPair.end());
+    EXPECT_TRUE(std::is_sorted(vPair.begin(), vPair.end()));
+    sortMT(v.begin() + 100, v.begin() + 2000);
+    EXPECT_TRUE(std::is_sorted(v.begin() + 100, v.begin() + 2000));
+    EXPECT_TRUE(std::is_sorted(v.rbegin(), v.rbegin() + 3000)) << "what is outside the range stays";
+}
+
+TEST(sortMT, cutsIntoOrderedRanges) {
+    std::less<U64> comp;
+    for (const auto& [numThreads, numRanges] : {std::pair<int, std::size_t>{1, 1}, {2, 2}, {4, 4}, {6, 8}})
+        for (auto& [name, v] : inputs(20000)) {
+            const std::vector<U64> vSorted = standardSorted(v);
+            const auto vRange = partitionIntoRanges(v.begin(), v.end(), comp, numThreads);
+            ASSERT_EQ(vRange.size(), numRanges);
+            std::size_t end = 0;
+            for (const auto& [lo, hi] : vRange) {
+                ASSERT_EQ(lo, end) << name;
+                end = hi;
+                EXPECT_TRUE(name != "random" || hi - lo < 20000 / numRanges * 3 / 2) << "a middle is near the middle";
+                for (std::size_t i = lo; i < hi; ++i)
+                    ASSERT_TRUE(vSorted[lo] <= v[i] && v[i] <= vSorted[hi - 1]) << name;
+            }
+            ASSERT_EQ(end, v.size());
+        }
+}
+
+TEST(sortMT, countsOnTheCallingThreadBelowAThousand) {
+    const auto runsHere = [](std::size_t n) {
+        std::vector<U64> v = randomNumbers(n, 1000, 4);
+        std::atomic<bool> bElsewhere = false;
+        const auto comp = [&, caller = std::this_thread::get_id()](U64 a, U64 b) {
+            if (std::this_thread::get_id() != caller) bElsewhere = true;
+            return a < b;
+        };
+        sortOnThreads(v.begin(), v.end(), comp, 2);
+        return !bElsewhere;
+    };
+    EXPECT_TRUE(runsHere(999));
+    EXPECT_FALSE(runsHere(1000));
+}
+
+TEST(sortMT, takesTheMiddleOfASample) {
+    std::vector<U64> v(2999);
+    std::iota(v.begin(), v.end(), 0);
+    const auto middle = [&v](int n) { return estimateMid2(v.begin(), v.begin() + n, std::less<U64>()); };
+    EXPECT_EQ(middle(1), 0U);
+    EXPECT_EQ(middle(2), 1U);
+    EXPECT_EQ(middle(999), 499U);
+    EXPECT_EQ(middle(1000), 500U);
+    EXPECT_EQ(middle(1999), 999U) << "1999 samples, stride 1";
+    EXPECT_EQ(middle(2500), 1250U) << "1250 samples, stride 2";
+    EXPECT_EQ(middle(2999), 1500U) << "1500 samples, stride 2";
+    const std::string report = TARN_TEST::reportOf([&] { middle(0); });
+    EXPECT_EQ(TARN_TEST::countIn(report, TARN_TEST::conditionFailed("!vSample.empty()")), 1) << report;
+}
+
+TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {
+    std::vector<U64> v = randomNumbers(50000, ~U64{0}, 5);
+    std::atomic<int> numCalls = 0;
+    const auto comp = [&numCalls](U64 a, U64 b) {
+        if (++numCalls == 40000) throw std::runtime_error("stop");
+        return a < b;
+    };
+    EXPECT_THROW(sortOnThreads(v.begin(), v.end(), comp, 4), std::runtime_error);
+    const int numAtReturn = numCalls;
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    EXPECT_EQ(numCalls, numAtReturn);
+
+    std::vector<std::function<void(int)>> vTask;
+    for (int i = 0; i < 6; ++i)
+        vTask.emplace_back([i](int) {
+            std::this_thread::sleep_for(std::chrono::milliseconds(6 - i));
+            if (i >= 2) throw std::runtime_error(std::to_string(i));
+        });
+    try {
+        runTasks_MT(vTask);
+        ADD_FAILURE() << "no exception";
+    } catch (const std::runtime_error& e) {
+        EXPECT_STREQ(e.what(), "2");
+    }
+}
+
+TEST(sortMT, worksOnSeveralThreadsAtOnce) {
+    std::vector<std::thread> vThread;
+    std::atomic<int> numGood = 0;
+    for (unsigned i = 0; i < 4; ++i)
+        vThread.emplace_back([i, &numGood] {
+            for (unsigned k = 0; k < 5; ++k) {
+                std::vector<U64> v = randomNumbers(20000, 100000, 10 * i + k);
+                const std::vector<U64> vSorted = standardSorted(v);
+                std::less<U64> comp;
+                sortOnThreads(v.begin(), v.end(), comp, 4);
+                numGood += v == vSorted ? 1 : 0;
+            }
+        });
+    for (std::thread& thread : vThread)
+        thread.join();
+    EXPECT_EQ(numGood, 20);
+}
+
+TEST(sortByFirstMT, isStableWhateverTheKeyAndTheThreads) {
+    const auto byFirst = [](const auto& a, const auto& b) { return a.first < b.first; };
+    for (const std::size_t n : {0U, 1U, 1499U, 1500U, 120001U})
+        for (const U64 limit : {U64{3}, U64{1} << 13, ~U64{0} / 2})
+            for (const int shift : {0, 20}) {
+                const Pairs vInput = numbered(randomNumbers(n, (limit >> shift) + 1, 6));
+                Pairs vExpected = vInput;
+                for (auto& [code, position] : vExpected)
+                    code <<= shift;
+                Pairs v = vExpected;
+                std::stable_sort(vExpected.begin(), vExpected.end(), byFirst);
+                for (const int numThreads : {1, 2, 4}) {
+                    Pairs vRadix = v;
+                    radixSortOnThreads(
+                        vRadix.data(), n, [](const auto& pair) { return pair.first; }, numThreads);
+                    ASSERT_EQ(vRadix, vExpected) << n << " below " << limit << ", " << numThreads << " threads";
+                }
+                sortByFirstMT(v);
+                ASSERT_EQ(v, vExpected);
+            }
+
+    std::vector<std::pair<std::pair<int, int>, std::string>> vNamed{{{2, 1}, "a"}, {{1, 9}, "b"}, {{2, 1}, "c"}};
+    sortByFirstMT(vNamed);
+    EXPECT_EQ(vNamed[0].second + vNamed[1].second + vNamed[2].second, "bac");
+}
+
+TEST(sortByFirstMT, keepsTheOrderOfNumbersOfAnyKind) {
+    constexpr double INF = std::numeric_limits<double>::infinity(), MAX = std::numeric_limits<double>::max();
+    std::vector<std::pair<double, int>> vDouble;
+    for (int i = 0; i < 3000; ++i)
+        for (const double d : {1.5 * i, -1.5 * i, 1e-310 * i, INF, -INF, MAX, -MAX, 0.0, -0.0})
+            vDouble.emplace_back(d, i);
+    auto vExpected = vDouble;
+    std::stable_sort(vExpected.begin(), vExpected.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+    sortByFirstMT(vDouble);
+    EXPECT_EQ(vDouble, vExpected);
+
+    std::vector<int> vInt;
+    for (const U64 number : randomNumbers(5000, ~U64{0}, 7))
+        vInt.push_back(static_cast<int>(number));
+    const std::vector<int> vSorted = standardSorted(vInt);
+    radixSort(vInt);
+    EXPECT_EQ(vInt, vSorted);
+}
+
+TEST(oneInstance, keepsEachElementOnce) {
+    for (const std::size_t n : {0U, 1U, 500U, 30000U}) {
+        std::vector<U64> v = randomNumbers(n, n / 3 + 1, 8), vMT = v;
+        const std::set<U64> sExpected(v.begin(), v.end());
+        const std::vector<U64> vExpected(sExpected.begin(), sExpected.end());
+        oneInstance(v);
+        oneInstanceMT(vMT);
+        EXPECT_EQ(v, vExpected);
+        EXPECT_EQ(vMT, vExpected);
+    }
+}
+
+TEST(oneInstance, keepsTheFirstPairOfEachFirstMember) {
+    Pairs v = numbered(randomNumbers(3000, 400, 9));
+    std::map<U64, int> mFirst;
+    for (const auto& pair : v)
+        mFirst.insert(pair);
+    oneInstanceFirstComponent(v);
+    EXPECT_EQ(v, Pairs(mFirst.begin(), mFirst.end()));
+}
+
+TEST(filterN, keepsWhatOccursExactlySoOften) {
+    const std::vector<U64> v = standardSorted(randomNumbers(2000, 700, 10));
+    std::map<U64, int> mCount;
+    for (const U64 number : v)
+        ++mCount[number];
+    for (const int N : {1, 2, 5}) {
+        std::set<U64> sExpected, sOut;
+        for (const auto& [number, count] : mCount)
+            if (count == N) sExpected.insert(number);
+        filterN(v, N, sOut);
+        EXPECT_EQ(sOut, sExpected);
+        std::vector<U64> vOut{99};
+        filterN(v, N, vOut);
+        ASSERT_EQ(vOut.size(), sExpected.size() + 1);
+        EXPECT_TRUE(std::equal(sExpected.begin(), sExpected.end(), vOut.begin() + 1));
+    }
+}
+
+TEST(chunkedLoop, cutsAsTold) {
+    using Chunks = std::vector<std::pair<std::size_t, std::size_t>>;
+    const auto chunks = [](std::size_t n, int numThreads) {
+        std::mutex mutex;
+        Chunks vChunk;
+        runChunks(n, numThreads, [&](std::size_t begin, std::size_t end) {
+            return [&, begin, end](int) {
+                const std::lock_guard<std::mutex> lock(mutex);
+                vChunk.emplace_back(begin, end);
+            };
+        });
+        return standardSorted(vChunk);
+    };
+    EXPECT_EQ(chunks(0, 2), Chunks());
+    EXPECT_EQ(chunks(3, 2), (Chunks{{0, 1}, {1, 2}, {2, 3}})) << "below 2T, each element by itself";
+    EXPECT_EQ(chunks(11, 2), (Chunks{{0, 2}, {2, 4}, {4, 6}, {6, 8}, {8, 10}, {10, 11}}));
+    EXPECT_EQ(chunks(11, 1), (Chunks{{0, 11}}));
+    EXPECT_EQ(chunks(11, 0), (Chunks{{0, 11}}));
+}
+
+TEST(chunkedLoop, reachesEachElementOnce) {
+    for (const std::size_t n : {0U, 1U, 2U, 3U, 7U, 1000U, 20011U}) {
+        const std::vector<U64> vIn = randomNumbers(n, 1000000, 11);
+        std::vector<U64> vOut, vTwice, vExpected, vExpectedTwice;
+        for (const U64 number : vIn) {
+            vExpected.push_back(number + 1);
+            vExpectedTwice.insert(vExpectedTwice.end(), {number, number * 2});
+        }
+        transform_MT(vIn, vOut, [](U64 number) { return number + 1; });
+        EXPECT_EQ(vOut, vExpected);
+        transformN_MT(vIn, vTwice, 2, [](U64 number, U64* pOut) {
+            pOut[0] = number;
+            pOut[1] = number * 2;
+        });
+        EXPECT_EQ(vTwice, vExpectedTwice);
+        std::vector<U64> vChanged = vIn, vByIndex = vIn;
+        forEach_MT(vChanged, [](U64& number) { ++number; });
+        EXPECT_EQ(vChanged, vExpected);
+        forChunks_MT(n, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                ++vByIndex[i];
+        });
+        EXPECT_EQ(vByIndex, vExpected);
+    }
+}
+
+TEST(threadPool, runsTasksFromManyThreads) {
+    thread_pool pool(3);
+    std::atomic<int> sum = 0;
+    std::vector<std::thread> vThread;
+    for (int i = 0; i < 4; ++i)
+        vThread.emplace_back([&pool, &sum] {
+            std::vector<std::future<int>> vFuture;
+            for (int k = 0; k < 500; ++k)
+                vFuture.push_back(pool.push([k](int iWorker) { return iWorker >= 0 && iWorker < 3 ? k : -100000; }));
+            for (auto& future : vFuture)
+                sum += future.get();
+        });
+    for (std::thread& thread : vThread)
+        thread.join();
+    EXPECT_EQ(sum, 4 * 499 * 500 / 2);
+    auto failing = pool.push([](int) -> int { throw std::runtime_error("no"); });
+    EXPECT_THROW(failing.get(), std::runtime_error);
+    EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 3; }));
+}
+
+TEST(threadPool, growsAndShrinks) {
+    std::promise<void> gate;
+    const std::shared_future<void> opened = gate.get_future().share();
+    std::atomic<int> numRun = 0;
+    std::future<void> slow;
+    {
+        thread_pool pool;
+        auto queued = pool.push([&numRun](int) { ++numRun; });
+        EXPECT_EQ(queued.wait_for(std::chrono::milliseconds(5)), std::future_status::timeout) << "no worker yet";
+        pool.resize(4);
+        queued.get();
+        slow = pool.push([opened](int) { opened.wait(); });
+        EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 3; }));
+        pool.resize(-1);
+        EXPECT_EQ(pool.size(), 0);
+        EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 0; }));
+        pool.resize(2);
+        for (int i = 0; i < 50; ++i)
+            pool.push([&numRun](int) { ++numRun; });
+    }
+    EXPECT_EQ(numRun, 51) << "the end of a pool runs what is queued";
+    gate.set_value();  // a worker that was let go outlives the pool
+    slow.get();
+}
+
+TEST(threadPool, stopsAtOnce) {
+    thread_pool pool(1);
+    std::promise<void> gate;
+    std::atomic<bool> bStarted = false;
+    auto running = pool.push([&](int) {
+        bStarted = true;
+        gate.get_future().wait();
+    });
+    auto queued = pool.push([](int) {});
+    ASSERT_TRUE(becomesTrue([&] { return bStarted.load(); }));
+    std::thread stopper([&pool] { pool.stop(); });
+    EXPECT_THROW(queued.get(), std::future_error) << "dropped while the first one still runs";
+    gate.set_value();
+    stopper.join();
+    running.get();
+    pool.resize(2);
+    EXPECT_EQ(pool.size(), 0);
+    EXPECT_THROW(pool.push([](int) {}).get(), std::future_error);
+}
+
+TEST(threadPool, leavesAForkedProcessWorkingAndEnding) {
+    EXPECT_EQ(thread_pool::getLowLevelPool().size(), numProcessors());
+    std::cout.flush();
+    const pid_t child = fork();
+    if (child == 0) {
+        alarm(20);
+        std::vector<U64> v = randomNumbers(5000, 1000, 12);
+        std::less<U64> comp;
+        sortOnThreads(v.begin(), v.end(), comp, 4);
+        std::exit(std::is_sorted(v.begin(), v.end()) ? 7 : 8);
+    }
+    int status = 0;
+    ASSERT_EQ(waitpid(child, &status, 0), child);
+    EXPECT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 7) << status;
+}

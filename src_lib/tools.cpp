@@ -24,9 +24,14 @@ std::string coloured(const std::string& text, int attr, const char* suffix) {
     return colourPrefix(attr, suffix) + text + COLOUR_RESET;
 }
 
+// Tasks of one run may fail at the same time, and a caller may have put a buffer of its own, which no lock guards, behind
+// the stream.
+std::mutex printMutex;
+
 // One unformatted write for each piece of output: the flags and the width that a caller has set on the stream neither change
-// it nor are changed by it, and the lines of concurrent runs seldom mix.
+// it nor are changed by it, and the pieces of concurrent runs don't mix.
 void print(const std::string& text) {
+    const std::lock_guard<std::mutex> lock(printMutex);
     std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
     std::cout.flush();
 }

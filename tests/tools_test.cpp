@@ -65,6 +65,18 @@ TEST(messages, neitherFollowNorChangeTheFormatOfTheStream) {
     std::cout.flags(flags);
 }
 
+TEST(messages, ofManyThreadsStayWholeInABufferWithoutLock) {
+    const std::string message = outputOf([] { info("place", "text"); });
+    const std::string all = outputOf([] {
+        inThreads(4, [] {
+            for (int i = 0; i < 1000; ++i)
+                info("place", "text");
+        });
+    });
+    EXPECT_EQ(all.size(), 4000 * message.size());
+    EXPECT_EQ(countIn(all, message), 4000);
+}
+
 TEST(assertion, printsItsReportAndThrows) {
     const auto fail = [] { assertionFailed("a<b", "/home/src_lib/build/src_lib/curve/Cloud.cpp", 7, "void f(int)"); };
     EXPECT_EQ(reportOf(fail),

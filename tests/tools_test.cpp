@@ -69,12 +69,12 @@ TEST(messages, ofManyThreadsStayWholeInABufferWithoutLock) {
     const std::string message = outputOf([] { info("place", "text"); });
     const std::string all = outputOf([] {
         inThreads(4, [] {
-            for (int i = 0; i < 1000; ++i)
+            for (int i = 0; i < 20000; ++i)
                 info("place", "text");
         });
     });
-    EXPECT_EQ(all.size(), 4000 * message.size());
-    EXPECT_EQ(countIn(all, message), 4000);
+    EXPECT_EQ(all.size(), 80000 * message.size());
+    EXPECT_EQ(countIn(all, message), 80000);
 }
 
 TEST(assertion, printsItsReportAndThrows) {

@@ -198,9 +198,9 @@ TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
     // An octahedron without a face; X lies behind Y, which lies at the hole. X goes only when Y went before.
     const auto survivors = [](int configX, int configY) {
         Extraction world({});
-        for (const VCD x : {1, 2})
-            for (const VCD y : {3, 4})
-                for (const VCD z : {5, 6}) {
+        for (const VCD x : {1U, 2U})
+            for (const VCD y : {3U, 4U})
+                for (const VCD z : {5U, 6U}) {
                     const int cfg = x == 2 && z == 5 ? (y == 4 ? configX : configY) : -1;
                     if (x + y + z != 9) world.pVoro->pCMesh->createT(x, y, z, 0, cfg);
                 }

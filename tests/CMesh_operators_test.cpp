@@ -294,7 +294,7 @@ TEST(CMeshOperators, aVertexMovesToTheMeanOfItsNeighboursInShortSteps) {
 }
 
 TEST(CMeshOperators, anAddedVertexIsPlacedBeyondTheMeanOfRealNeighbours) {
-    // numExtra of the six neighbours of the middle are added ones, all of them lifted.
+    // numExtra of the six neighbours of the middle are added ones. All are lifted; the last two or three are off the middle.
     for (const double lift : {0.25, 1.0})
         for (std::size_t numExtra = 0; numExtra <= 6; ++numExtra) {
             SCOPED_TRACE(std::to_string(numExtra) + " extra, lift " + std::to_string(lift));
@@ -302,7 +302,7 @@ TEST(CMeshOperators, anAddedVertexIsPlacedBeyondTheMeanOfRealNeighbours) {
             CMesh& mesh = sheet.mesh;
             const VCD v = sheet.at(1, 1), last = sheet.at(2, 2);  // the end of the newest edge
             PointSum sum, sumOfReal;
-            const VCD ring[] = {sheet.at(0, 1), sheet.at(1, 2), sheet.at(1, 0), sheet.at(2, 1), sheet.at(0, 0), last};
+            const VCD ring[] = {sheet.at(0, 1), sheet.at(1, 2), sheet.at(1, 0), sheet.at(0, 0), sheet.at(2, 1), last};
             for (std::size_t i = 0; i < 6; ++i) {
                 if (i < numExtra) mesh.addBundle(ring[i], MISSING, MISSING, MISSING);
                 *mesh.getVtx(ring[i]) = mesh.getMidPoint(ring[i]) + Vector3(0.0, 0.0, lift);

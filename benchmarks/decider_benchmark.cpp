@@ -1,5 +1,6 @@
-// Thinning a double layer of cells round a ball: the removal test on words against the plain one, which searches each
-// position of the block in the sorted list and keeps what is doomed and what is visited in ordered sets.
+// Thinning a double layer of cells round a ball: the removal tests on words against the plain ones, which search each
+// position of the block in the sorted list and keep what is doomed and what is visited in ordered sets. Rounds on
+// interleaved codes, a queue by weight on packed ones.
 //
 // Argument: the radius in cells; the counter "cells" tells how many there are, all of them candidates.
 #include <benchmark/benchmark.h>
@@ -10,7 +11,10 @@
 #include <vector>
 
 #include "RemoveDecider.h"
+#include "RemoveDecider_RCD.h"
 #include "support/cellSets.h"
+#include "support/packedCells.h"
+#include "support/plain_decider.h"
 
 using namespace TARN_KEL;
 
@@ -142,10 +146,63 @@ void setNewCCD(benchmark::State& state) {
     report(state, vCells.size(), 0);
 }
 
+// Cells of the double layer by packed code, with a point anywhere in each.
+RemoveDecider_RCD::VRCDPoint layerWithPoints(int radius) {
+    std::mt19937 random(1);
+    RemoveDecider_RCD::VRCDPoint vRCDPoint;
+    for (const RCD rcd : TARN_TEST::toPacked(doubleLayer(radius))) {
+        const auto off = [&random] { return static_cast<double>(random()) / 4294967296.0 - 0.5; };
+        const Point3 mid = calc.getMidPoint_RCD(rcd);
+        vRCDPoint.emplace_back(rcd, Point3(mid.x() + off(), mid.y() + off(), mid.z() + off()));
+    }
+    return vRCDPoint;
+}
+
+template <typename Decider, typename Grid>
+void prunePrioqOf(benchmark::State& state, Grid&& grid, bool bAllowBorder) {
+    RemoveDecider_RCD::VRCDPoint vRCDPoint = layerWithPoints(static_cast<int>(state.range(0)));
+    VRCD vCells, vKept, vDoomed;
+    for (const auto& cell : vRCDPoint)
+        vCells.push_back(cell.first);
+    for (auto _ : state) {
+        vDoomed.clear();
+        VRCD vCandidates = vCells;
+        Decider(vCells, grid).prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, bAllowBorder, true);
+    }
+    report(state, vCells.size(), vDoomed.size());
+}
+void prunePrioq(benchmark::State& state) {
+    prunePrioqOf<RemoveDecider_RCD>(state, &calc, true);
+}
+void prunePrioqPlain(benchmark::State& state) {
+    prunePrioqOf<TARN_TEST::PlainDecider_RCD>(state, calc, true);
+}
+void prunePrioqKeepingBorders(benchmark::State& state) {
+    prunePrioqOf<RemoveDecider_RCD>(state, &calc, false);
+}
+void prunePrioqKeepingBordersPlain(benchmark::State& state) {
+    prunePrioqOf<TARN_TEST::PlainDecider_RCD>(state, calc, false);
+}
+
+void isBorder(benchmark::State& state) {
+    VRCD vCells = TARN_TEST::toPacked(doubleLayer(static_cast<int>(state.range(0))));
+    RemoveDecider_RCD decider(vCells, &calc);
+    int num = 0;
+    for (auto _ : state)
+        for (const RCD rcd : vCells)
+            benchmark::DoNotOptimize(num += decider.isBorder(rcd) ? 1 : 0);
+    report(state, vCells.size(), 0);
+}
+
 }  // namespace
 
 BENCHMARK(pruneStrong)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
 BENCHMARK(pruneStrongPlain)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
 BENCHMARK(setNewCCD)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
+BENCHMARK(prunePrioq)->Arg(24)->Arg(75)->Arg(160)->Arg(240)->Unit(benchmark::kMillisecond);
+BENCHMARK(prunePrioqPlain)->Arg(24)->Arg(75)->Unit(benchmark::kMillisecond);
+BENCHMARK(prunePrioqKeepingBorders)->Arg(24)->Arg(75)->Arg(160)->Arg(240)->Unit(benchmark::kMillisecond);
+BENCHMARK(prunePrioqKeepingBordersPlain)->Arg(24)->Arg(75)->Unit(benchmark::kMillisecond);
+BENCHMARK(isBorder)->Arg(24)->Arg(75)->Arg(160)->Unit(benchmark::kMillisecond);
 
 BENCHMARK_MAIN();

@@ -14,6 +14,7 @@
 namespace TARN_KEL {
 
 class Progress;
+class RemoveDecider_RCD;
 class Smooth;
 
 /// One input point set on its way to the grid: points, their bounds, the spacing, the grid, and in the end one bundle for
@@ -61,12 +62,31 @@ public:
     /// One point a cell from the smoothed nodes, through the cleaning, to bundles.
     void createBundles(Smooth* pSmooth);
 
-    // ---- Cleaning on packed codes
-    /// vOut gets one pair for each cell that stays. For now that is every occupied cell: nothing is thinned yet.
+    // ---- Cleaning on packed codes. Lists of cells with points are sorted by code, one pair a cell
+    using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
+    /// vOut becomes one pair for each cell that stays: the occupied cells thinned to a sheet one cell thick. With
+    /// numGrowSteps above 0 the volume labelling would add cells in the gaps; it isn't built yet: warns. O(n log n).
     void cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut);
     /// One point a cell, the first of its points in the order of vNodePoints: vRCDPoint sorted by code, vAllRCDOut its
     /// codes.
-    void getRCD2Point(std::vector<Point3>& vNodePoints, std::vector<std::pair<RCD, Point3>>& vRCDPoint, VRCD& vAllRCDOut);
+    void getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint, VRCD& vAllRCDOut);
+    /// Thins the cells vAllRCDOut, the codes of vRCDPoint. vRemainingRCDPoint becomes what stays, sorted.
+    void orgPruning(VRCDPoint& vRCDPoint, VRCD& vAllRCDOut, VRCD& vRemainingRCDPoint);
+    /// Dooms the rim cells that lie in a flat face, no cell of a corner around them, unless that creates a gap. Neighbours
+    /// count as long as vRCDPoint has them, doomed or not.
+    void postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint);
+    /// vAllRmg becomes the pairs whose codes are in vRemainingRCDPoint. Both inputs sorted. Linear.
+    void copyRmg(VRCDPoint& vRCDPoint, VRCD& vRemainingRCDPoint, VRCDPoint& vAllRmg);
+    /// Thins the proposed cells vRCD2ZeroPoint, none of which is in the old sheet vLocalArea and vLocalBorder, and appends
+    /// those that stay to vAllRmg. Sorts vRCD2ZeroPoint, clears vLocalArea and vLocalBorder. O(n log n).
+    void pruneZeros(VRCD& vLocalArea, VRCD& vLocalBorder, VRCDPoint& vRCD2ZeroPoint, VRCDPoint& vAllRmg);
+    /// Appends the components of the proposed cells, each sorted, with the part of their rim cells that touch the rim of the
+    /// old sheet; 1.0 for a component of at most 9 rim cells. O(n log n).
+    void getZeroComponents(VRCD& vZeroRCD, VRCD& vLocalBorder, std::vector<std::pair<double, VRCD>>& vOut);
+    /// How far the surface opens round the first point as its neighbours, the other points, show it: of the neighbour in the
+    /// middle of the list (the last one aside), the largest angle to another one, in degrees. 0.0 for fewer than two
+    /// neighbours; there must be a point. O(n).
+    double getMedianWedge(std::vector<Point3>& vAxPlusNeigs);
 
     // ---- Results
     /// Appends (code, bundle) in the order of creation.

@@ -88,7 +88,7 @@ inline void appendFaceNeighbours(int pos, std::vector<int>& vOut) {
     if (pos < 0 || pos >= NUM_POSITIONS) return;
     const Mask neighbours = faceNeighbours(bit(pos));
     for (const int step : {1, -1, 3, -3, 9, -9})
-        if (pos + step >= 0 && (neighbours & bit(pos + step)) != 0) vOut.push_back(pos + step);
+        if (pos + step >= 0 && pos + step < NUM_POSITIONS && (neighbours & bit(pos + step)) != 0) vOut.push_back(pos + step);
 }
 
 /// A set of positions as bits, read like a standard set: in ascending order.

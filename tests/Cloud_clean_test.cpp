@@ -1,0 +1,303 @@
+// The raster cleaning: thresholds, what stays of sheets and slabs, and what no cleaning may join.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+
+#include "Cloud.h"
+#include "RemoveDecider_RCD.h"
+#include "freeFunctions.h"
+#include "support/capture.h"
+#include "support/packedCells.h"
+#include "support/plain_decider.h"
+#include "support/points.h"
+
+namespace {
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+using VRCDPoint = Cloud::VRCDPoint;
+
+/// A cloud with no more than the unit grid.
+struct GridCloud : Cloud {
+    explicit GridCloud(int growSteps = -1) : Cloud("c", -1.0, 1.0, false, growSteps) { pCalc = new Calc(unitGrid()); }
+};
+
+VRCDPoint atMidpoints(const VRCD& vRCD) {
+    VRCDPoint vRCDPoint;
+    for (const RCD rcd : vRCD)
+        vRCDPoint.emplace_back(rcd, unitGrid().getMidPoint_RCD(rcd));
+    return vRCDPoint;
+}
+VRCD codesOf(const VRCDPoint& vRCDPoint) {
+    VRCD vRCD;
+    for (const auto& cell : vRCDPoint)
+        vRCD.push_back(cell.first);
+    return vRCD;
+}
+VRCD rowOf(int num, int x = 500, int y = 500) {
+    VRCD vRCD;
+    for (int i = 0; i < num; ++i)
+        vRCD.push_back(packedAt(x, y, 500 + i));
+    return vRCD;
+}
+
+VRCD thinned(VRCD vRCD) {
+    GridCloud cloud;
+    VRCDPoint vRCDPoint = atMidpoints(vRCD);
+    VRCD vRemaining = {1};
+    cloud.orgPruning(vRCDPoint, vRCD, vRemaining);
+    return vRemaining;
+}
+
+/// The wedge as a list of all pivots.
+double wedgeByList(const std::vector<Point3>& vPoints) {
+    std::vector<Vector3> vUnit;
+    for (std::size_t i = 1; i < vPoints.size(); ++i)
+        vUnit.push_back(normalize(vPoints[i] - vPoints[0]));
+    std::vector<double> vLargest;
+    for (std::size_t i = 0; i + 1 < vUnit.size(); ++i) {
+        vLargest.push_back(0.0);
+        for (std::size_t k = 0; k < vUnit.size(); ++k)
+            if (k != i && getAngleDegree(vUnit[i], vUnit[k]) > vLargest.back())
+                vLargest.back() = getAngleDegree(vUnit[i], vUnit[k]);
+    }
+    return vLargest[(vUnit.size() - 1) / 2];
+}
+
+TEST(getMedianWedge, isTheLargestAngleOfTheMiddleNeighbour) {
+    GridCloud cloud;
+    std::vector<Point3> vPoints;
+    EXPECT_NE(reportOf([&] { cloud.getMedianWedge(vPoints); }).find(conditionFailed("!vAxPlusNeigs.empty()")),
+              std::string::npos);
+    vPoints = {{1, 1, 1}, {2, 1, 1}};
+    EXPECT_EQ(cloud.getMedianWedge(vPoints), 0.0);
+    vPoints.emplace_back(1, 3, 1);
+    EXPECT_NEAR(cloud.getMedianWedge(vPoints), 90.0, 1e-6);
+    Scan scan(1);
+    for (std::size_t n = 3; n < 28; ++n) {
+        vPoints = scan.dust(n);
+        EXPECT_EQ(cloud.getMedianWedge(vPoints), wedgeByList(vPoints)) << n;
+    }
+    vPoints.assign(5, Point3(1, 1, 1));
+    EXPECT_EQ(cloud.getMedianWedge(vPoints), wedgeByList(vPoints)) << "points at one place";
+}
+
+/// What stays of a row of seven cells whose points lie on a line with a bend of that angle at the middle cell.
+VRCD keptOfBentRow(double angle, double& wedge) {
+    GridCloud cloud;
+    const double rad = angle * std::acos(-1.0) / 180.0;
+    const Vector3 back(1.0, 0.0, 0.0), forth(std::cos(rad), std::sin(rad), 0.0);
+    VRCD vRow = rowOf(7), vAlive;
+    VRCDPoint vRCDPoint;
+    for (int i = 0; i < 7; ++i)
+        vRCDPoint.emplace_back(vRow[static_cast<std::size_t>(i)],
+                               Point3() + (i < 3 ? back * static_cast<double>(3 - i) : forth * static_cast<double>(i - 3)));
+    std::vector<Point3> vMiddle = {vRCDPoint[3].second, vRCDPoint[2].second, vRCDPoint[4].second};
+    wedge = cloud.getMedianWedge(vMiddle);
+    RemoveDecider_RCD decider(vRow, cloud.pCalc);
+    cloud.postBorderPruning(decider, vRCDPoint);
+    decider.getAliveRCD(vAlive);
+    return vAlive;
+}
+
+TEST(postBorderPruning, aWedgeOf150DegreesIsFixedAndProtectsItsNeighbours) {
+    // The ends of the row have one neighbour, so they are fixed, and the cells next to them stay.
+    const VRCD vRow = rowOf(7), vEnds = {vRow[0], vRow[1], vRow[5], vRow[6]};
+    bool bExact = false, bAbove = false;
+    double angle = 149.999999999999, wedge = 0.0;
+    for (; wedge < 150.0000000000005; angle = std::nextafter(angle, 180.0)) {
+        const VRCD vKept = keptOfBentRow(angle, wedge);
+        bExact = bExact || wedge == 150.0;
+        bAbove = bAbove || wedge > 150.0;
+        EXPECT_EQ(vKept, wedge > 150.0 ? vEnds : vRow) << wedge - 150.0;
+    }
+    EXPECT_TRUE(bExact && bAbove);
+}
+
+/// The cells left alive, by sets and maps.
+std::set<RCD> keptByMaps(const VRCD& vRCD, const VRCD& vDoomed, const VRCDPoint& vRCDPoint, Calc& calc) {
+    PlainDecider_RCD plain(vRCD, calc);
+    plain.sDoomed.insert(vDoomed.begin(), vDoomed.end());
+    const std::map<RCD, Point3> mPoint(vRCDPoint.begin(), vRCDPoint.end());
+    VRCD vArea, vBorder;
+    plain.detectAreaAndBorder(vArea, vBorder);
+    std::set<RCD> sFixed;
+    std::map<RCD, VRCD> mWide;
+    for (const RCD rcd : vBorder) {
+        std::vector<Point3> vPoints = {mPoint.at(rcd)};
+        VRCD vAround, vNeigs;
+        getRCDPositionsAround(rcd, 1, vAround);
+        for (const RCD neig : vAround)
+            if (mPoint.count(neig) != 0) {
+                vNeigs.push_back(neig);
+                vPoints.push_back(mPoint.at(neig));
+            }
+        if (vPoints.size() > 2 && wedgeByList(vPoints) > 150.0)
+            mWide[rcd] = vNeigs;
+        else
+            sFixed.insert(rcd);
+    }
+    for (const auto& [rcd, vNeigs] : mWide)
+        if (std::none_of(vNeigs.begin(), vNeigs.end(), [&](RCD neig) { return sFixed.count(neig) != 0; }) &&
+            !plain.removingCreatesGap(rcd))
+            plain.sDoomed.insert(rcd);
+    std::set<RCD> sKept(vRCD.begin(), vRCD.end());
+    for (const RCD rcd : plain.sDoomed)
+        sKept.erase(rcd);
+    return sKept;
+}
+
+TEST(postBorderPruning, agreesWithSetsAndMaps) {
+    GridCloud cloud;
+    std::size_t numDoomed = 0;
+    for (unsigned seed = 0; seed < 30; ++seed) {
+        // A bumpy sheet with cells astride it, the points within a tenth of a cell or anywhere; some cells doomed before.
+        std::mt19937 random(seed);
+        VRCD vRCD = packedWhere(16, [&](int i, int j, int k) {
+            return k == 6 + i * static_cast<int>(seed % 3) / 6 || (k == 8 && random() % (4 + seed) == 0 && j > 0);
+        });
+        const double spread = seed % 2 == 0 ? 0.2 : 1.0;
+        VRCDPoint vRCDPoint = atMidpoints(vRCD);
+        for (auto& cell : vRCDPoint) {
+            const auto off = [&] { return spread * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
+            cell.second = {cell.second.x() + off(), cell.second.y() + off(), cell.second.z() + off()};
+        }
+        VRCD vDoomed, vAlive, vBefore;
+        RemoveDecider_RCD decider(vRCD, cloud.pCalc);
+        for (const RCD rcd : vRCD)
+            if (seed % 5 != 0 && random() % 32 == 0) {
+                vDoomed.push_back(rcd);
+                decider.registerDoomed(rcd);
+            }
+        decider.getAliveRCD(vBefore);
+        cloud.postBorderPruning(decider, vRCDPoint);
+        decider.getAliveRCD(vAlive);
+        const std::set<RCD> sKept = keptByMaps(vRCD, vDoomed, vRCDPoint, *cloud.pCalc);
+        EXPECT_EQ(vAlive, VRCD(sKept.begin(), sKept.end())) << "seed " << seed;
+        numDoomed += vBefore.size() - vAlive.size();
+    }
+    EXPECT_GT(numDoomed, 20U);
+    VRCD vRow = rowOf(3);
+    VRCDPoint vTooFew = atMidpoints({vRow[0], vRow[2]});
+    RemoveDecider_RCD decider(vRow, cloud.pCalc);
+    EXPECT_NE(reportOf([&] {
+                  cloud.postBorderPruning(decider, vTooFew);
+              }).find(conditionFailed("it!=vRCDPoint.end() || it->first==rcd")),
+              std::string::npos);
+}
+
+TEST(orgPruning, keepsAThinPlane) {
+    const VRCD vPlane = packedWhere(20, [](int, int j, int) { return j == 4; });
+    EXPECT_EQ(thinned(vPlane), vPlane);
+    EXPECT_TRUE(thinned({}).empty());
+}
+
+TEST(orgPruning, joinsNoTwoSidesOfALayer) {
+    for (unsigned seed = 0; seed < 16; ++seed) {
+        const VRCD vLayer = seed % 2 == 0 ? randomShell(10 + static_cast<int>(seed), seed) : randomPacked(16, 0.7, seed);
+        const VRCD vKept = thinned(vLayer);
+        EXPECT_EQ(countFreeRegions(vKept), countFreeRegions(vLayer)) << "seed " << seed;
+        EXPECT_TRUE(std::includes(vLayer.begin(), vLayer.end(), vKept.begin(), vKept.end()));
+        EXPECT_LT(vKept.size(), vLayer.size());
+    }
+}
+
+TEST(copyRmg, filtersByCode) {
+    GridCloud cloud;
+    VRCDPoint vRCDPoint = atMidpoints(rowOf(6)), vAllRmg = vRCDPoint;
+    VRCD vRemaining = {1, vRCDPoint[1].first, vRCDPoint[4].first, ~RCD{0}};
+    cloud.copyRmg(vRCDPoint, vRemaining, vAllRmg);
+    EXPECT_EQ(vAllRmg, (VRCDPoint{vRCDPoint[1], vRCDPoint[4]}));
+    vRemaining.clear();
+    cloud.copyRmg(vRCDPoint, vRemaining, vAllRmg);
+    EXPECT_TRUE(vAllRmg.empty());
+}
+
+// A row of proposed cells, all of them rim, and one rim cell of the old sheet beside its cell number iBeside: it shares
+// corners with the cells iBeside - 1 to iBeside + 1.
+TEST(pruneZeros, aPieceThatHangsOnTooLittleMayBeEatenFromItsRim) {
+    struct Case {
+        int length, iBeside;
+        double score;
+        bool bKept;
+    };
+    for (const Case& c :
+         {Case{10, 0, 0.2, false}, Case{10, 1, 0.3, true}, Case{9, -3, 1.0, true}, Case{10, -3, 0.0, false}}) {
+        SCOPED_TRACE(std::to_string(c.length) + " cells beside " + std::to_string(c.iBeside));
+        GridCloud cloud;
+        VRCD vZero = rowOf(c.length), vArea = {packedAt(700, 700, 700)}, vBorder = {packedAt(501, 500, 500 + c.iBeside)};
+        std::vector<std::pair<double, VRCD>> vComponents;
+        cloud.getZeroComponents(vZero, vBorder, vComponents);
+        ASSERT_EQ(vComponents.size(), 1U);
+        EXPECT_EQ(vComponents[0], std::make_pair(c.score, vZero));
+        VRCDPoint vProposed = atMidpoints(vZero), vAllRmg = atMidpoints(vArea);
+        std::reverse(vProposed.begin(), vProposed.end());
+        vProposed.push_back(vProposed.front());
+        cloud.pruneZeros(vArea, vBorder, vProposed, vAllRmg);
+        EXPECT_EQ(vAllRmg.size(), 1U + (c.bKept ? vZero.size() : 0U));
+        EXPECT_TRUE(vArea.empty() && vBorder.empty());
+    }
+}
+
+TEST(pruneZeros, thinsWithinTheWholeSheetAndRefusesCellsOfTheOldOne) {
+    GridCloud cloud;
+    // A hole of 4 x 4 in a plane, filled by a plug two cells thick: one layer of it must stay, and no more than needed.
+    const auto isHole = [](int i, int j) { return i >= 8 && i < 12 && j >= 8 && j < 12; };
+    VRCD vSheet = packedWhere(20, [&](int i, int j, int k) { return k == 5 && !isHole(i, j); });
+    VRCD vArea, vBorder;
+    RemoveDecider_RCD(vSheet, cloud.pCalc).detectAreaAndBorder(vArea, vBorder);
+    VRCDPoint vProposed =
+        atMidpoints(packedWhere(20, [&](int i, int j, int k) { return (k == 5 || k == 6) && isHole(i, j); }));
+    VRCDPoint vAllRmg = atMidpoints(vSheet);
+    VRCD vAreaCopy = vArea, vBorderCopy = vBorder;
+    cloud.pruneZeros(vAreaCopy, vBorderCopy, vProposed, vAllRmg);
+    VRCD vAll = codesOf(vAllRmg);
+    EXPECT_TRUE(std::is_sorted(vAll.begin(), vAll.begin() + static_cast<std::ptrdiff_t>(vSheet.size())));
+    std::sort(vAll.begin(), vAll.end());
+    // A lid over the box above the sheet: closed exactly when the sheet has no hole.
+    for (const RCD rcd :
+         packedWhere(20, [](int i, int j, int k) { return k == 19 || (k > 5 && (i == 0 || j == 0 || i == 19 || j == 19)); }))
+        vAll.push_back(rcd);
+    std::sort(vAll.begin(), vAll.end());
+    EXPECT_EQ(countFreeRegions(vAll), 2);
+
+    vProposed = atMidpoints({vArea.front()});
+    EXPECT_NE(reportOf([&] {
+                  cloud.pruneZeros(vArea, vBorder, vProposed, vAllRmg);
+              }).find(conditionFailed("vLocalArea.size()+vLocalBorder.size()+vZeroRCD.size()==vArBorZer.size()")),
+              std::string::npos);
+}
+
+TEST(cleanPoints_RCD, givesOnePointToEachCellOfAClosedSheet) {
+    std::vector<Point3> vPoints;
+    for (const Point3& p : Scan(3, 0.02).sphere(60000))  // about 20 points a cell in a layer two or three cells thick
+        vPoints.emplace_back(600.0 + 25.0 * p.x(), 600.0 + 25.0 * p.y(), 600.0 + 25.0 * p.z());
+    GridCloud cloud, growing(3);
+    VRCDPoint vRCDPoint;
+    VRCD vAll, vKept;
+    cloud.getRCD2Point(vPoints, vRCDPoint, vAll);
+    EXPECT_EQ(codesOf(vRCDPoint), vAll);
+    std::vector<std::pair<CCD, Point3>> vOut, vOutGrowing;
+    cloud.cleanPoints_RCD(vPoints, vOut);
+    for (const auto& [ccd, point] : vOut) {
+        EXPECT_EQ(cloud.pCalc->getCCD(&point), ccd);
+        EXPECT_EQ(*std::find(vPoints.begin(), vPoints.end(), point), point);
+        vKept.push_back(cloud.pCalc->ccd2rcd(ccd));
+    }
+    EXPECT_TRUE(std::is_sorted(vKept.begin(), vKept.end()));
+    EXPECT_LT(vKept.size(), 3 * vAll.size() / 4);
+    EXPECT_EQ(countFreeRegions(vKept), countFreeRegions(vAll));
+    const std::string said = outputOf([&] { growing.cleanPoints_RCD(vPoints, vOutGrowing); });
+    EXPECT_EQ(vOutGrowing, vOut);
+    EXPECT_NE(said.find("WARNING"), std::string::npos);
+    vPoints.clear();
+    cloud.cleanPoints_RCD(vPoints, vOut);
+    EXPECT_TRUE(vOut.empty());
+}
+
+}  // namespace

@@ -144,14 +144,15 @@ public:
     void getTriangles(std::vector<Point3*>& vCorners) const;
     /// Every used vertex once. The vector must be empty.
     void getPoints(std::vector<Point3*>& vPoints) const;
-    /// Indexed form: every used vertex once, and three positions in that list a triangle, from 0. Both vectors must be
-    /// empty. O(n log n).
+    /// Indexed form: every used vertex once, into vVertices, which must be empty; three positions in that list a triangle,
+    /// from 0, appended to vIndices. O(n).
     void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices);
 
     bool writePly_BIN(const std::string& filename) const;
     bool writePly_ASCII(const std::string& filename) const;
     bool writeStl_ASCII(const std::string& filename) const;
-    /// A list of the Geomview viewer: the surface in green, border and non-manifold edges in colours of their own.
+    /// A list of the Geomview viewer: the surface in green, border and non-manifold edges in colours of their own. Not built
+    /// yet: warns, writes nothing and returns false.
     bool writeGeomview_ASCII(const std::string& filename) const;
     /// Prints the number of triangles and of edges by degree under the given title.
     void printStatistics(const std::string& title) const;
@@ -219,9 +220,9 @@ void printVersion();
 bool isRelease();
 
 // ---- Point and mesh files -----------------------------------------------------------------------------------------------
-// The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list. Readers
-// append to the vector. A failure prints a line and returns false. Writers write a temporary neighbour first and rename it,
-// so that a failure leaves an older file as it was.
+// The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list
+// (Geomview; its writers aren't built yet and fail). Readers append to the vector. A failure prints a line and returns
+// false. Writers write a temporary neighbour first and rename it, so that a failure leaves an older file as it was.
 
 /// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
 int getFileType(const std::string& filename);
@@ -253,7 +254,7 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
 /// Wavefront OBJ.
 void toObj(MeshPtr pMesh, const std::string& filename);
-/// Geomview list; throws KelBugException unless bAuthorized.
+/// Geomview list. Not built yet: warns, writes nothing and returns false.
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized);
 
 }  // namespace TARN_KEL

@@ -13,7 +13,7 @@ namespace TARN_KEL {
 /// The links live with the elements. The owner hands an access object to the operations:
 ///     IncidenceLink& cornerLink(std::uint32_t corner);   // links of a corner
 ///     IncidenceLink& vertexLink(std::uint32_t vertex);   // next: first corner of the list, prev: last one
-/// and starts a vertex with link(). Walking changes nothing and may run on several threads.
+/// and starts a vertex with emptyList(). Walking changes nothing and may run on several threads.
 struct IncidenceLink {
     std::uint32_t next;
     std::uint32_t prev;

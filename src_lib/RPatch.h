@@ -17,6 +17,9 @@ class RTriangle;
 ///
 /// Owned by the mesh through its list of patches. A triangle knows at most one patch, the last that it was added to. Both
 /// sets are in order of creation (of address). Killing a triangle leaves it in the set; what counts is alive ones.
+///
+/// The first reading of the triangles after add() puts the set in order. So several threads may read a patch only when one
+/// of them has read it alone before.
 class RPatch {
 public:
     /// An empty patch of pRMesh, with the next label.

@@ -1,4 +1,4 @@
-// Writers of meshes that are of no use outside the library, and what the mesh writers share.
+// Writers of the coarse mesh, which callers of the library never see.
 #pragma once
 
 #include <map>
@@ -15,7 +15,7 @@ class CMesh;
 /// have a bundle in the map. False after a warning when the file can't be written.
 bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::string& filename);
 
-/// Geomview list of a coarse mesh.
+/// Geomview list of a coarse mesh. Not built yet: warns, writes nothing and returns false.
 bool writeList(CMesh* pCMesh, const std::string& filename, bool bAuthorized);
 
 }  // namespace TARN_KEL

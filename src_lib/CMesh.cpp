@@ -54,6 +54,11 @@ bool hasNaNCoordinate(const Point3& p) {
     return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
 }
 
+Point3* vtxOf(const Bundle* pBundle) {
+    ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
+    return pBundle->pVtx;
+}
+
 // Prints the result of a check.
 bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
     std::cout << "CMesh::" << check << "(" << name << "): ";
@@ -213,6 +218,7 @@ void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
 }
 
 void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
+    if (a == b) return getIncidentT(a, vAdjT);
     const CEdge* pCE = getEdge(a, b);
     if (pCE == nullptr) return;
     const auto numBefore = static_cast<std::ptrdiff_t>(vAdjT.size());
@@ -241,10 +247,10 @@ Bundle* const* CMesh::findEntry(VCD vcd) const {
 // bundle needn't tell anybody.
 Point3* CMesh::getVtx(VCD vcd) const {
     const std::uint32_t found = findVertex(vcd);
-    if (found == HashIndex::NONE) return (*findEntry(vcd))->pVtx;
+    if (found == HashIndex::NONE) return vtxOf(*findEntry(vcd));
     Vertex& vertex = *poolVertex->at(found);
     if (vertex.pEntry == nullptr) vertex.pEntry = findEntry(vcd);
-    return (*vertex.pEntry)->pVtx;
+    return vtxOf(*vertex.pEntry);
 }
 
 bool CMesh::hasBundle(VCD vcd) const {
@@ -406,7 +412,7 @@ bool CMesh::checkCCD(const std::string& name) const {
 bool CMesh::hasNaN(const std::string& name) const {
     std::size_t num = 0;
     for (const auto& [ccd, pBundle] : mCCDBundle)
-        if (hasNaNCoordinate(*pBundle->pVtx)) ++num;
+        if (pBundle != nullptr && pBundle->pVtx != nullptr && hasNaNCoordinate(*pBundle->pVtx)) ++num;
     return !report("hasNaN", name, num, "vertices with NaN");
 }
 

@@ -39,9 +39,8 @@ struct USE_LOCAL_CCD2BUNDLEMAP {};
 ///
 /// Invariants:
 /// 1. An alive triangle has three different corners.
-/// 2. An alive triangle stands once in vCT of each of its three edges and once in the list of each of its three vertices, a
-/// dead
-///    one in none.
+/// 2. An alive triangle stands once in vCT of each of its three edges and once in the list of each of its three vertices; a
+///    dead one in none.
 /// 3. There is one edge for a pair of cells at most, with v0<v1; edges get lost by reset() only, those of degree 0 stay.
 /// 4. The triangles of a vertex are in order of creation.
 ///
@@ -79,7 +78,8 @@ public:
     bool hasEdge(VCD a, VCD b) const;
     /// The triangles at a vertex, in order of creation.
     void getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const;
-    /// Those of them that hold b, in the same order. O(n log n) for the triangles on the edge, however many there are at a.
+    /// Those of them that hold b, in the same order; all of them when b is a. O(n log n) for the triangles on the edge,
+    /// however many there are at a.
     void getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const;
     /// The edges of these triangles that end at the vertex. The whole vector is sorted by pointer, each edge once.
     void getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const;
@@ -124,7 +124,7 @@ public:
     /// The table keeps them.
     void integrateAdditionalBundles();
 
-    // ---- Vertices. A code without a bundle is an assertion.
+    // ---- Vertices. A code without a bundle, or whose bundle has no point, is an assertion.
 
     /// The vertex itself, owned by its maker: the bundle's point.
     Point3* getVtx(VCD vcd) const;
@@ -189,7 +189,7 @@ public:
     bool checkNoAdjCoordDups(const std::string& name) const;
     /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key.
     bool checkCCD(const std::string& name) const;
-    /// Some vertex in the table has a coordinate that isn't a number.
+    /// Some vertex in the table has a coordinate that isn't a number. Bundles without a vertex are checkCCD's business.
     bool hasNaN(const std::string& name) const;
 
     Voro* pVoro;  ///< not owned, may be null

@@ -9,8 +9,9 @@
 // an element's key takes it out before and enters it afterwards.
 //
 // What must come out in the order of an ordered map (edges in key order) is put in order when it is asked for: bucketed by
-// the lower vertex, each bucket sorted by the higher one. That costs O(n), no more than looking at all edges, and it keeps
-// the queries free of a cache, so that they may run on several threads.
+// the lower vertex, each bucket sorted by the higher one. In a surface the buckets are small, and that costs no more than
+// looking at all edges; a hub's bucket of k edges costs k log k. It keeps the queries free of a cache, so that they may run
+// on several threads.
 //
 // The conversion from the coarse mesh goes through the bundles in order of their codes. So vertices come to lie in memory
 // as they lie in space, and their indices ascend with the codes.
@@ -46,7 +47,8 @@ std::uint64_t coordinateHash(const Point3& p) {
     return hash;
 }
 
-/// The position of a code among the codes of the bundles, which is the index of its vertex in a new mesh.
+/// The position of a code among the codes of the bundles. RMesh makes a vertex for each bundle in this order, so that it is
+/// the index of the vertex, too.
 class VertexByCode {
 public:
     explicit VertexByCode(const std::map<CCD, Bundle*>& mCCDBundle) {
@@ -62,6 +64,7 @@ public:
         if (found == HashIndex::NONE) ASSEX(false);  // a corner without a bundle
         return found;
     }
+    std::size_t size() const { return vCode.size(); }
 
 private:
     // The corners of a triangle lie in neighbouring cells, so one cache line for a block of cells serves all of them.
@@ -120,8 +123,10 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
 
     std::vector<CTriangle*> vCT;
     pCMesh->getAliveTriangles(vCT);
-    const VertexByCode mCCDVertex(mCCDBundle);
-    const auto vertexOf = [&](VCD vcd) { return poolVtx.at(mCCDVertex.find(vcd)); };
+    const VertexByCode vCCDVertex(mCCDBundle);
+    const auto& vPointVertex = poolVtx;
+    ASSEX(vCCDVertex.size()==vPointVertex.size());
+    const auto vertexOf = [&](VCD vcd) { return vPointVertex.at(vCCDVertex.find(vcd)); };
     reserve(vCT.size());
     for (const CTriangle* pCT : vCT)
         createT(vertexOf(pCT->getC0()), vertexOf(pCT->getC1()), vertexOf(pCT->getC2()));
@@ -209,10 +214,12 @@ REdge* RMesh::findOrCreateEdge(Point3* pLower, Point3* pHigher) {
 }
 
 void RMesh::unregisterTriangle(RTriangle* pRT) {
-    const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
     int numDelete = 0;
-    for (std::uint32_t corner = firstCorner; corner < firstCorner + 3; ++corner)
-        if (Incidence::unlink(mmVtxT, corner)) ++numDelete;
+    if (poolRT.owns(pRT)) {
+        const std::uint32_t firstCorner = 3 * toIndex(poolRT.indexOf(pRT));
+        for (std::uint32_t corner = firstCorner; corner < firstCorner + 3; ++corner)
+            if (Incidence::unlink(mmVtxT, corner)) ++numDelete;
+    }
     ASSEX(numDelete==3);
 }
 
@@ -368,7 +375,6 @@ void RMesh::getTriangleCorners(std::vector<Point3>& vCorners) const {
 }
 
 void RMesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
-    ASSEX(vIndices.empty());
     getPoints(vVertices);
     std::vector<int> vPosition(poolVtx.size(), -1);
     for (std::size_t i = 0; i < vVertices.size(); ++i)

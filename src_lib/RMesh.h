@@ -79,7 +79,7 @@ public:
     /// A triangle on three different vertices of this mesh, with edges made where there are none. Duplicates aren't looked
     /// for. When an assertion stops it the mesh is as before.
     RTriangle* createT(Point3* p0, Point3* p1, Point3* p2);
-    /// Takes the triangle off its three vertices. For RTriangle::kill only.
+    /// Takes the triangle off its three vertices, at which it must stand. For RTriangle::kill only.
     void unregisterTriangle(RTriangle* pRT);
 
     // ---- Queries at an element; all but the getters append to the vector ----
@@ -90,18 +90,19 @@ public:
     bool hasVertex(const Point3& p) const;
     /// The alive triangles at p, in the order in which they came to p.
     void getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const;
-    /// The edges of these triangles that end at p, each once. The whole vector is put in order of creation.
+    /// The edges of these triangles that end at p, each once. The whole vector is put in order of creation: O(n log n).
     void getIncidentRE(const Point3* p, std::vector<REdge*>& vIncRE) const;
     /// The edges of these triangles opposite p, in the order of the triangles, with repeats.
     void getRingRE(const Point3* p, std::vector<REdge*>& vRing) const;
-    /// The other corners of these triangles, each once. The whole vector is put in order of creation.
+    /// The other corners of these triangles, each once. The whole vector is put in order of creation: O(n log n).
     void getRingVtx(const Point3* p, std::vector<Point3*>& vRing) const;
     /// The alive triangles on the edge of two different vertices.
     void getAdjacentT(const Point3* p0, const Point3* p1, std::vector<RTriangle*>& vAdjT) const;
 
     // ---- Queries on the whole mesh, O(n); vectors are appended to ----
 
-    /// Edges of degree deg, -1: 3 and more, -99: 1 and more; ordered by lower, then by higher vertex.
+    /// Edges of degree deg, -1: 3 and more, -99: 1 and more; ordered by lower, then by higher vertex. O(n log n) when a
+    /// vertex has a large part of the edges.
     void getDegN(int deg, std::vector<REdge*>& vDegN) const;
     std::size_t getNumT() const;
     /// Edges ever made.
@@ -124,7 +125,8 @@ public:
     /// Three corners per alive triangle.
     void getTriangleCorners(std::vector<Point3*>& vCorners) const;
     void getTriangleCorners(std::vector<Point3>& vCorners) const;
-    /// As getPoints, and for each corner of getTriangleCorners its position in that list. Both vectors must be empty.
+    /// As getPoints into vVertices, which must be empty, and appended to vIndices for each corner of getTriangleCorners its
+    /// position in that list.
     void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const;
     /// The patches stay the mesh's.
     void getPatches(std::vector<RPatch*>& vOut) const { vOut = vPatches; }
@@ -138,7 +140,7 @@ public:
     bool checkNoDups(const std::string& name) const;
     /// The number of alive triangles without area; true when there are none.
     bool checkNoDegenerate(const std::string& name) const;
-    /// Walks the invariants; a violated one is an assertion, and its report is followed by the name. O(n).
+    /// Walks the invariants; a violated one is an assertion, and its report is followed by the name. O(n log n).
     void checkDataStructures(const std::string& name) const;
 
     // ---- Data, for the operators of the library ----

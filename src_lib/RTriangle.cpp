@@ -30,8 +30,9 @@ int RTriangle::getICI(const Point3* p) const {
 }
 
 int RTriangle::getICI(const Point3* p, const Point3* q) const {
-    for (int i = 0; i < 3; ++i)
-        if (aCorners[i] != p && aCorners[i] != q && has(p, q)) return i;
+    if (p != q && has(p, q))
+        for (int i = 0; i < 3; ++i)
+            if (aCorners[i] != p && aCorners[i] != q) return i;
     ASSEX(false);
     return -1;
 }

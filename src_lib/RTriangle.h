@@ -33,7 +33,7 @@ public:
     void setCorner(int i, Point3* p);
     /// Index of corner p.
     int getICI(const Point3* p) const;
-    /// Index of the one corner that is neither p nor q.
+    /// Index of the one corner that is neither p nor q; these must be two different corners.
     int getICI(const Point3* p, const Point3* q) const;
     /// The one corner that is neither p nor q.
     Point3* getThirdPoint(const Point3* p, const Point3* q) const;

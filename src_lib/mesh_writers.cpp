@@ -140,7 +140,9 @@ bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
     for (const VCD vcd : vVCD) {
         const auto q_it = mCCDBundle.find(vcd);
         ASSEX(q_it!=mCCDBundle.end());
-        vCorners.push_back(q_it->second->pVtx);
+        const Bundle* pBundle = q_it->second;
+        ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
+        vCorners.push_back(pBundle->pVtx);
     }
     return writeStlCorners(vCorners, filename, KEL_PLACE);
 }

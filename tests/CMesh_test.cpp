@@ -99,7 +99,6 @@ struct Pair {
         mesh.getAdjacentT(vcd, other, vAdjT);
         const auto holdsBoth = [&](const PlainTriangle* pT) { return std::count(pT->corners, pT->corners + 3, other) == 1; };
         std::copy_if(vPlain.begin(), vPlain.end(), std::back_inserter(vPlainAdj), holdsBoth);
-        if (vcd == other) vPlainAdj.clear();  // no edge joins a cell with itself
         EXPECT_EQ(numbers(vAdjT), plainNumbers(vPlainAdj));
 
         std::set<std::pair<VCD, VCD>> sExpected, sFound;
@@ -308,6 +307,14 @@ TEST(CMesh, reportsWhatItHas) {
     EXPECT_EQ(verdicts(), (Verdicts{true, true, true, true, false}));
     sheet.mBundle[sheet.at(0, 0)]->ccd = 1;
     EXPECT_EQ(verdicts(), (Verdicts{true, true, true, false, false}));
+
+    CMesh empty(nullptr, nullptr, USE_LOCAL_CCD2BUNDLEMAP());
+    Bundle hollow;
+    for (Bundle* pBundle : {&hollow, static_cast<Bundle*>(nullptr)}) {
+        empty.mLocalCCDBundle[0] = pBundle;
+        outputOf([&] { EXPECT_TRUE(!empty.hasNaN("") && !empty.checkCCD("")); });
+        expectFails("pBundle!=__null && pBundle->pVtx!=__null", [&] { empty.getVtx(0); });
+    }
 }
 
 // ---- Triangles

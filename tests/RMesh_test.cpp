@@ -286,6 +286,7 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
     Point3* const p = mesh.vtx(0);
     const auto createT = [&](Point3* p0, Point3* p1, Point3* p2) { return [=, &mesh] { mesh->createT(p0, p1, p2); }; };
     RTriangle* const pT = mesh.tri(0);
+    RTriangle stranger(mesh.vtx(0), mesh.vtx(1), mesh.vtx(2));
     mesh.kill(2);
     std::vector<REdge*> vRE{nullptr};
     std::vector<Point3*> vPoints{nullptr};
@@ -301,6 +302,7 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
         {"poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2)", createT(nullptr, p, mesh.vtx(1))},
         {"bAlive", [&] { mesh.kill(2); }},
         {"numDelete==3", [&] { mesh->unregisterTriangle(mesh.tri(2)); }},
+        {"numDelete==3", [&] { mesh->unregisterTriangle(&stranger); }},
         {"false", [&] { degN(*mesh, -2); }},
         {"q.first<q.second", [&] { listOf<RTriangle*>([&](auto& v) { mesh->getAdjacentT(p, p, v); }); }},
         {"vPoints.empty()", [&] { mesh->getPoints(vPoints); }},
@@ -308,6 +310,7 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
         {"i>=0 && i<=2", [&] { pT->getCorner(-1); }},
         {"false", [&] { pT->getICI(&foreign); }},
         {"false", [&] { pT->getICI(p, &foreign); }},
+        {"false", [&] { pT->getICI(p, p); }},
         {"false", [&] { pT->getThirdPoint(mesh.vtx(5), mesh.vtx(1)); }},
         {"false", [&] { pT->needFlip(mesh.tri(3)); }},
         {"false", [&] { pT->pRE01->getVertex(2); }},

@@ -110,6 +110,10 @@ TEST(MeshFiles, theIndexedFormIsTheMesh) {
     EXPECT_LT(vPoints.size(), 63U);
     EXPECT_EQ(vByIndex, vCorners);
     EXPECT_EQ(vIndices.size(), 3U * (126 - 40));
+    std::vector<Point3*> vAgain;
+    facade.getVertexIndexData(vAgain, vIndices);
+    EXPECT_EQ(vIndices.size(), 6U * (126 - 40)) << "appended";
+    EXPECT_TRUE(std::equal(vIndices.begin(), vIndices.begin() + 258, vIndices.begin() + 258));
 }
 
 TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
@@ -122,6 +126,12 @@ TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
     const auto mLess = std::map<CCD, Bundle*>(std::next(soup.mBundle.begin()), soup.mBundle.end());
     const std::string report = reportOf([&] { writeSTL(&soup.coarse, mLess, folder.path("coarse.stl")); });
     EXPECT_EQ(countIn(report, conditionFailed("q_it!=mCCDBundle.end()")), 1);
+    Bundle hollow;
+    for (Bundle* pBundle : {&hollow, static_cast<Bundle*>(nullptr)}) {
+        auto mBroken = soup.mBundle;
+        mBroken.begin()->second = pBundle;
+        reportOf([&] { writeSTL(&soup.coarse, mBroken, folder.path("coarse.stl")); });
+    }
 }
 
 TEST(MeshFiles, anUnknownExtensionGivesABinaryPlyOfAFixedName) {

@@ -88,13 +88,23 @@ constexpr unsigned long long compressBits(CCD ccd) {
     return (ccd | ccd >> 32) & 0x1fffff;
 }
 
+/// A code moved one step up or down on one axis, named by all its bits of the code. The other axes stay. The step knows no
+/// end: up from all ones gives 0, down from 0 all ones.
+constexpr CCD stepUpOnBits(CCD code, CCD axisBits) {
+    // With ones in all other places the carry runs straight from one bit of the axis to the next.
+    return (((code | ~axisBits) + 1) & axisBits) | (code & ~axisBits);
+}
+constexpr CCD stepDownOnBits(CCD code, CCD axisBits) {
+    return (((code & axisBits) - 1) & axisBits) | (code & ~axisBits);
+}
+
 /// How two neighbouring cells touch.
 enum NeigTyp { NT_NONE = 1, NT_FACE = 2, NT_EDGE = 3, NT_VERTEX = 4 };
 
 /// The grid: a plain value. Only offsetRange() changes it, so it is read from any thread without a lock.
 ///
-/// All failures are assertions. Nothing here allocates but the list forms. Every operation takes constant time, a few
-/// nanoseconds; extractDoubleCCD and what is built on it add up the set bits.
+/// Failures are assertions, but for the two that say otherwise. Nothing here allocates but the list forms. Every operation
+/// takes constant time, a few nanoseconds; extractDoubleCCD and what is built on it add up the set bits.
 class Calc {
 public:
     /// Low corner (x0, y0, z0) and edge lengths of the whole grid in the cloud's unit; 2^numLevels cells along every axis,
@@ -115,10 +125,10 @@ public:
 
     // ---- Points to codes and back
 
-    /// The cell that holds the point: trunc((x - origin) * inverse step) on each axis. The point must lie on the grid, else
-    /// an assertion fails (as with a NaN). On the top side a coordinate is 2^L; this is no cell, the operations that see the
-    /// levels below L only take it for 0, but its code is unlike that of any cell. With 21 levels there is no room for it in
-    /// a code, and a point on the top side isn't on the grid.
+    /// The cell that holds the point: trunc((x - origin) * inverse step) on each axis. The point must lie on the grid or
+    /// less than a cell above its top side, else an assertion fails (as with a NaN). From the top side on a coordinate is
+    /// 2^L; this is no cell, the operations that see the levels below L only take it for 0, but its code is unlike that of
+    /// any cell. With 21 levels there is no room for it in a code, and a point on the top side isn't on the grid.
     CCD getCCD(const Point3* p) const;
     /// The same for the point moved by eps along all three axes.
     CCD getCCDPlus(const Point3* p, double eps) const;
@@ -177,9 +187,10 @@ public:
     /// The number of set bits of a value from 0 to 255.
     static int getNumSet8(int val);
 
-    // ---- Neighbourhoods. Case tables index into these arrays, so their orders are fixed. The interleaved forms fail an
-    // ---- assertion at the ends of the grid; the packed forms add and subtract, and lean on the margin around occupied
-    // cells.
+    // ---- Neighbourhoods: case tables index into these arrays, so their orders are fixed
+
+    // The interleaved forms fail an assertion at the ends of the grid; the packed forms add and subtract, and lean on the
+    // margin around occupied cells.
 
     /// 27 codes, (dx+1) + 3*(dy+1) + 9*(dz+1): x fastest, the cell itself at 13.
     void completeArray27(CCD ccd, CCD* array) const;
@@ -192,9 +203,9 @@ public:
     /// Eight codes, array[5] given: the cells around its low corner, one step lower on any subset of the axes, in the order
     /// -xy, -y, -yz, -xyz, -x, self, -z, -xz. Position i is bit i of the configuration of a dual cube.
     void completeArraySym(CCD* array) const;
-    /// The eight cells around the code in the plane across that axis, as a ring: (-a,-b) (0,-b) (+a,-b) (+a,0) (+a,+b)
-    /// (0,+b)
-    /// (-a,+b) (-a,0), where (a, b) is (y, z) in the plane across x, (x, z) across y, (y, x) across z.
+    /// The eight cells around the code in the plane across that axis, as a ring:
+    /// (-a,-b) (0,-b) (+a,-b) (+a,0) (+a,+b) (0,+b) (-a,+b) (-a,0), where (a, b) is (y, z) in the plane across x, (x, z)
+    /// across y, (y, x) across z.
     void getXPlaneCCD8(CCD ccd, CCD* array) const;
     void getYPlaneCCD8(CCD ccd, CCD* array) const;
     void getZPlaneCCD8(CCD ccd, CCD* array) const;
@@ -288,14 +299,13 @@ inline CCD Calc::numberToSparse(CCD number, CCD axTriBit) const {
 inline CCD Calc::incSparse(CCD ccd, CCD axTriBit) const {
     const CCD axisBits = getAxisBits(axTriBit);
     if ((ccd & axisBits) == axisBits) ASSEX(false);  // it is the last cell of the axis
-    // With ones in all other places the carry runs straight from one bit of the axis to the next.
-    return (((ccd | ~axisBits) + 1) & axisBits) | (ccd & ~axisBits);
+    return stepUpOnBits(ccd, axisBits);
 }
 
 inline CCD Calc::decSparse(CCD ccd, CCD axTriBit) const {
     const CCD axisBits = getAxisBits(axTriBit);
     if ((ccd & axisBits) == 0) ASSEX(false);  // it is the first cell of the axis
-    return (((ccd & axisBits) - 1) & axisBits) | (ccd & ~axisBits);
+    return stepDownOnBits(ccd, axisBits);
 }
 
 inline bool Calc::manipOneAxis(CCD& ccd, bool bIncrease, CCD axTribit) const {

@@ -22,6 +22,7 @@
 #include <cmath>
 #include <cstdint>
 #include <iostream>
+#include <utility>
 
 #include "Progress.h"
 #include "Smooth.h"
@@ -81,7 +82,11 @@ std::size_t countBlocks(const VCCD& vSortedCodes, int level) {
 }  // namespace
 
 Cloud::Cloud(const std::string& cloudName, double absoluteSpacing, double factor, bool bSoup, int growSteps)
-    : numGrowSteps(growSteps), name(cloudName), spacingAbs(absoluteSpacing), spacingFactor(factor), bMelt(bSoup) {}
+    : numGrowSteps(growSteps),
+      name(cloudName),
+      spacingAbs(std::isfinite(absoluteSpacing) ? absoluteSpacing : -1.0),
+      spacingFactor(factor),
+      bMelt(bSoup) {}
 
 Cloud::~Cloud() {
     delete pCalc;
@@ -183,7 +188,9 @@ void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
         return;
     }
     if (pGivenCalc != nullptr) {
+        delete std::exchange(pCalc, nullptr);
         pCalc = new Calc(*pGivenCalc);
+        usedSpacing = pCalc->getSideLen();
     } else {
         estimateRes2();
         createCalc();
@@ -207,7 +214,7 @@ double Cloud::getLargestExtent() const {
 }
 
 void Cloud::estimateRes2() {
-    if (isLength(spacingAbs)) {
+    if (spacingAbs > 0.0) {
         usedSpacing = spacingAbs;
         return;
     }
@@ -247,7 +254,7 @@ void Cloud::createCalc() {
     if (!std::isfinite(usedSpacing)) usedSpacing = -1.0;  // no length, and to be reported like one that isn't positive
     ASSEX(usedSpacing>0);
     const double numReqC = std::ceil(getLargestExtent() / usedSpacing) + 2.0 * MARGIN_CELLS;
-    int baseLevel = static_cast<int>(std::min(std::trunc(std::log2(numReqC)) + 1.0, LARGEST_LEVEL));
+    int baseLevel = static_cast<int>(std::fmin(std::trunc(std::log2(numReqC)) + 1.0, LARGEST_LEVEL));
     if (baseLevel > MAXLEVELS) {
         warning(KEL_PLACE, "BaseLevel out of range: " + toString(baseLevel));
         baseLevel = MAXLEVELS;
@@ -262,8 +269,7 @@ void Cloud::createCalc() {
     ASSEX(numCReal>=numReqC);
     checkMargin(ofPoints, numCReal);
     const double s = usedSpacing * numCReal;
-    delete pCalc;
-    pCalc = nullptr;
+    delete std::exchange(pCalc, nullptr);
     pCalc = new Calc(bounds.min[0], bounds.min[1], bounds.min[2], s, s, s, baseLevel);
 }
 

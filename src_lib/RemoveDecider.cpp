@@ -46,7 +46,7 @@ RemoveDecider::RemoveDecider(VCCD& vCells, Calc* pCalc_) : pvCCD(&vCells), pCalc
 
 int RemoveDecider::setNewCCD(CCD ccd) {
     curCCD = ccd;
-    visitedMask = 0;
+    sVisited = {};
     pCalc->completeArray27(ccd, block.data());
     const auto cornerCode = [this](std::size_t corner) { return block[NeighbourBlock::cornerPosition(corner)]; };
     aliveMask = alive.getMask27(ccd, cornerCode) & ~NeighbourBlock::bit(NeighbourBlock::CENTRE);
@@ -67,9 +67,9 @@ bool RemoveDecider::isRemovableStrong(CCD ccd) {
     const NeighbourBlock::Mask free = NeighbourBlock::ALL & ~static_cast<NeighbourBlock::Mask>(aliveMask);
     const NeighbourBlock::Mask freeFaces = free & NeighbourBlock::FACES;
     if (freeFaces == 0) return false;
-    visitedMask = NeighbourBlock::flood(NeighbourBlock::firstFace(freeFaces),
-                                        free & ~NeighbourBlock::bit(NeighbourBlock::CENTRE), MAX_FLOOD_STEPS);
-    return (freeFaces & ~visitedMask) == 0;
+    sVisited.mask = NeighbourBlock::flood(NeighbourBlock::firstFace(freeFaces),
+                                          free & ~NeighbourBlock::bit(NeighbourBlock::CENTRE), MAX_FLOOD_STEPS);
+    return (freeFaces & ~sVisited.mask) == 0;
 }
 
 std::size_t RemoveDecider::pruneStrong(VCCD& vRemoveCandidates, VCCD& vKeptOut, VCCD& vDoomedOut) {
@@ -86,7 +86,7 @@ std::size_t RemoveDecider::pruneStrong(VCCD& vRemoveCandidates, VCCD& vKeptOut, 
 }
 
 void RemoveDecider::registerDoomed(CCD ccd) {
-    doomed.insert(ccd);
+    sDoomed.insert(ccd);
     alive.erase(ccd);
 }
 

@@ -7,6 +7,7 @@
 
 #include "Calc.h"
 #include "CellBitmap.h"
+#include "NeighbourBlock.h"
 
 namespace TARN_KEL {
 
@@ -35,12 +36,12 @@ public:
     bool isRemovableStrong(CCD ccd);
 
     /// Rounds of isRemovableStrong over the candidates, each from the back, until a round dooms none. vDoomedOut is in the
-    /// order of dooming, vKeptOut holds the others in the order of the last round; both must come in empty. Returns the
+    /// order of dooming and must come in empty, vKeptOut becomes the others in the order of the last round. Returns the
     /// number of doomed cells. A candidate that is in the list twice is judged twice.
     std::size_t pruneStrong(VCCD& vRemoveCandidates, VCCD& vKeptOut, VCCD& vDoomedOut);
 
     void registerDoomed(CCD ccd);
-    bool isDoomed(CCD ccd) const { return doomed.contains(ccd); }
+    bool isDoomed(CCD ccd) const { return sDoomed.contains(ccd); }
 
     // ---- The block of the last setNewCCD; positions 0 to 26
 
@@ -56,21 +57,18 @@ public:
     static bool ewok(int a, int b);
     static bool nsok(int a, int b);
     static bool udok(int b);
-    /// Whether the last isRemovableStrong reached the position.
-    bool isVisited(int pos) const { return (visitedMask >> pos & 1U) != 0; }
-
-    VCCD* pvCCD;                    ///< the caller's list, sorted
-    Calc* pCalc;                    ///< the grid, not owned
-    CCD curCCD = ~CCD{0};           ///< the centre; all ones before the first setNewCCD
-    std::array<CCD, 27> block{};    ///< the codes of the block
-    std::uint64_t aliveMask = 0;    ///< bit i: position i is in the list and not doomed
-    std::uint32_t visitedMask = 0;  ///< bit i: the last flood reached position i
+    VCCD* pvCCD;                           ///< the caller's list, sorted
+    Calc* pCalc;                           ///< the grid, not owned
+    CCD curCCD = ~CCD{0};                  ///< the centre; all ones before the first setNewCCD
+    CellBitmap sDoomed;                    ///< what was registered, in the list or not
+    std::array<CCD, 27> block{};           ///< the codes of the block
+    std::uint64_t aliveMask = 0;           ///< bit i: position i is in the list and not doomed
+    NeighbourBlock::PositionSet sVisited;  ///< what the last flood reached
 
 private:
     bool isAlive(int pos) const { return (aliveMask >> pos & 1U) != 0; }
 
-    CellBitmap alive;   // what is in the list and not doomed
-    CellBitmap doomed;  // what was registered, in the list or not
+    CellBitmap alive;  // what is in the list and not doomed
 };
 
 }  // namespace TARN_KEL

@@ -25,6 +25,7 @@
 #include <bit>
 #include <cstdint>
 
+#include "BlockWord.h"
 #include "CMesh.h"
 #include "CellBitmap.h"
 #include "Progress.h"
@@ -35,7 +36,7 @@ namespace TARN_KEL {
 
 namespace {
 
-using Word = CellBitmap::Word;
+using BlockWord::Word;
 
 // ---- Blocks of keys. An offset is a cell's place below its key: bits 4, 2, 1 for one step down in x, y, z.
 
@@ -47,34 +48,20 @@ constexpr CCD axisBits(int axTriBit) {
 
 /// One step up or down on one axis of a code or of a block's name. Down from 0 gives a name that no block has.
 constexpr CCD stepUp(CCD code, int axTriBit) {
-    const CCD bits = axisBits(axTriBit);
-    return (((code | ~bits) + 1) & bits) | (code & ~bits);
+    return stepUpOnBits(code, axisBits(axTriBit));
 }
 constexpr CCD stepDown(CCD code, int axTriBit) {
-    const CCD bits = axisBits(axTriBit);
-    return (((code & bits) - 1) & bits) | (code & ~bits);
+    return stepDownOnBits(code, axisBits(axTriBit));
 }
 
-/// The places of a word whose local coordinate (0 to 3) on the axis is 0. Local coordinate 1 is axTriBit places higher,
-/// 2 is eight times that, 3 is nine times.
-constexpr Word firstSlice(int axTriBit) {
-    Word slice = 0;
-    for (int local = 0; local < 64; ++local)
-        if ((local & (axTriBit | axTriBit << 3)) == 0) slice |= Word{1} << local;
-    return slice;
-}
-constexpr std::array<Word, 5> FIRST_SLICE = {0, firstSlice(1), firstSlice(2), 0, firstSlice(4)};
-
-constexpr Word lastSlice(int axTriBit) {
-    return FIRST_SLICE[static_cast<std::size_t>(axTriBit)] << 9 * axTriBit;
+constexpr Word highSide(int axTriBit) {
+    return axTriBit == 4 ? BlockWord::HIGH_SIDE<4> : axTriBit == 2 ? BlockWord::HIGH_SIDE<2> : BlockWord::HIGH_SIDE<1>;
 }
 
-/// The block's cells moved up by one step; what stands in the last slice of the block below moves in.
 constexpr Word moveUp(Word word, Word wordBelow, int axTriBit) {
-    const Word first = FIRST_SLICE[static_cast<std::size_t>(axTriBit)];
-    const Word evenToOdd = (word & (first | first << 8 * axTriBit)) << axTriBit;
-    const Word oneToTwo = (word & first << axTriBit) << 7 * axTriBit;
-    return evenToOdd | oneToTwo | (wordBelow & lastSlice(axTriBit)) >> 9 * axTriBit;
+    return axTriBit == 4   ? BlockWord::moveUp<4>(word, wordBelow)
+           : axTriBit == 2 ? BlockWord::moveUp<2>(word, wordBelow)
+                           : BlockWord::moveUp<1>(word, wordBelow);
 }
 
 /// The blocks that hold a key of some cell, ascending. vCells is ascending.
@@ -91,7 +78,7 @@ VCCD findKeyBlocks(const VCCD& vCells) {
             for (int axTriBit : {4, 2, 1}) {
                 if ((offset & axTriBit) == 0) continue;
                 keyBlock = stepUp(keyBlock, axTriBit);
-                reaching &= lastSlice(axTriBit);
+                reaching &= highSide(axTriBit);
             }
             if (reaching != 0) vBlock.push_back(keyBlock);
         }
@@ -168,9 +155,6 @@ private:
 };
 
 // ---- Configurations
-
-constexpr int MIN_CELLS = 3;  // fewer make no triangle
-constexpr int MAX_CELLS = 7;  // a full cube lies inside
 
 /// The bit of a cell in the configuration, by the axes in which its code differs from the key's: 4, 2, 1 for x, y, z.
 constexpr std::array<int, 8> BIT_OF_OFFSET = {5, 6, 1, 2, 4, 7, 0, 3};
@@ -269,7 +253,7 @@ void Voro::extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT) {
         while (next != end && next->first == key)
             ++next;
         if (pStep != nullptr) pStep->incProgressByOne();
-        if (next - run < MIN_CELLS || next - run > MAX_CELLS) continue;
+        if (!makesTriangles(next - run)) continue;
 
         int config = 0;
         for (auto it = run; it != next; ++it) {

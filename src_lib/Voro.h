@@ -85,6 +85,10 @@ public:
     Casx casx;
 
 private:
+    /// Whether a dual cube with so many occupied cells can make triangles: fewer than three span none, a full one lies
+    /// inside.
+    static constexpr bool makesTriangles(std::ptrdiff_t numCells) { return numCells >= 3 && numCells <= 7; }
+
     /// pStep counts the cubes unless it is null.
     void extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT);
     void addCells(const VCCD& vExtra);

@@ -19,6 +19,7 @@
 #include <array>
 #include <cstddef>
 #include <iostream>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -31,8 +32,6 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int MIN_CELLS = 3;
-constexpr int MAX_CELLS = 7;
 constexpr int KEY_POSITION = 5;  // of the key's own cell in a dual cube
 
 /// Six of the eight rotations of the flat corner, base row 27.
@@ -75,8 +74,7 @@ void Voro::createExtraCCDs_borderFix(std::vector<CCD>& vKeys, std::vector<CCD>& 
         vCells.clear();
         for (; q_it != vStaticVCD2CCD.cend() && q_it->first == key; ++q_it)
             vCells.push_back(q_it->second);
-        const auto numCells = static_cast<int>(vCells.size());
-        if (numCells < MIN_CELLS || numCells > MAX_CELLS) continue;
+        if (!makesTriangles(std::ssize(vCells))) continue;
         const int config = getConfig(key, vCells);
         const int extra = casx.getExtraCbs(config);
         if (extra <= 0) continue;

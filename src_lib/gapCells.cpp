@@ -16,6 +16,7 @@
 #include <bit>
 #include <cstddef>
 
+#include "BlockWord.h"
 #include "CellBitmap.h"
 #include "radixSort.h"
 #include "sortMT.h"
@@ -24,30 +25,8 @@ namespace TARN_KEL {
 
 namespace {
 
-using Word = CellBitmap::Word;
-
-/// The places i of a word with (i & bits) == value. Bits 1, 2, 4 of a place are the low bits of z, y, x, bits 8, 16, 32 the
-/// high ones.
-constexpr Word placesWhere(unsigned bits, unsigned value) {
-    Word places = 0;
-    for (unsigned i = 0; i < 64; ++i)
-        if ((i & bits) == value) places |= Word{1} << i;
-    return places;
-}
-
-/// The word moved one cell up along an axis (4, 2, 1 for x, y, z). below: the block before it on that axis.
-template <unsigned AXIS>
-Word stepUp(Word word, Word below) {
-    return (word & placesWhere(AXIS, 0)) << AXIS | (word & placesWhere(9 * AXIS, AXIS)) << 7 * AXIS |
-           (below & placesWhere(9 * AXIS, 9 * AXIS)) >> 9 * AXIS;
-}
-
-/// The word moved one cell down. above: the block behind it on that axis.
-template <unsigned AXIS>
-Word stepDown(Word word, Word above) {
-    return (word & placesWhere(AXIS, AXIS)) >> AXIS | (word & placesWhere(9 * AXIS, 8 * AXIS)) >> 7 * AXIS |
-           (above & placesWhere(9 * AXIS, 0)) << 9 * AXIS;
-}
+using BlockWord::placesWhere;
+using BlockWord::Word;
 
 /// 64 counters of four bits.
 struct Counters {
@@ -58,8 +37,8 @@ struct Counters {
 template <unsigned AXIS>
 Counters addStepDown(const Counters& a, const Counters& above) {
     const auto majority = [](Word x, Word y, Word z) { return (x & y) | (z & (x | y)); };
-    const Counters b = {stepDown<AXIS>(a.ones, above.ones), stepDown<AXIS>(a.twos, above.twos),
-                        stepDown<AXIS>(a.fours, above.fours), 0};
+    const Counters b = {BlockWord::moveDown<AXIS>(a.ones, above.ones), BlockWord::moveDown<AXIS>(a.twos, above.twos),
+                        BlockWord::moveDown<AXIS>(a.fours, above.fours), 0};
     const Word carry1 = a.ones & b.ones;
     const Word carry2 = majority(a.twos, b.twos, carry1);
     return {a.ones ^ b.ones, a.twos ^ b.twos ^ carry1, a.fours ^ b.fours ^ carry2, majority(a.fours, b.fours, carry2)};
@@ -69,7 +48,7 @@ Counters addStepDown(const Counters& a, const Counters& above) {
 template <unsigned AXIS>
 void spreadUp(std::array<Word, 27>& words, std::size_t stride) {
     for (std::size_t i = 27; i-- > 0;)  // downwards, so that what is taken up hasn't been spread yet
-        if (i / stride % 3 != 0) words[i] |= stepUp<AXIS>(words[i], words[i - stride]);
+        if (i / stride % 3 != 0) words[i] |= BlockWord::moveUp<AXIS>(words[i], words[i - stride]);
 }
 
 /// words: the occupied cells of the 27 blocks around a block. The free cells of the block with six touched corners or more.

@@ -25,8 +25,7 @@
 
 namespace TARN_KEL {
 
-// ---- Task objects: they hold no more than iterators and references, and live while the caller waits
-// ------------------------
+// ---- Task objects: no more than iterators and references; they live while the caller waits
 
 /// Partitions [begin, end): elements that come before mid go to the front.
 template <typename T, typename Compare, typename Iterator = typename std::vector<T>::iterator>
@@ -88,7 +87,6 @@ struct ForEachTask {
 };
 
 // ---- Chunked loops: one function object for all chunks, free of writes to shared state
-// ------------------------------------
 
 /// Cuts 0 .. n-1 into chunks of n / (2 numThreads) positions (of 1 when that is 0) and runs makeTask(begin, end) of each.
 /// One task runs on the calling thread when there is one thread or one position.

@@ -180,7 +180,7 @@ TEST(RemoveDecider, theFloodReportsWhatItReached) {
     RemoveDecider decider(vSheet, &calc);
     decider.isRemovableStrong(cellAt(513, 513, 513));
     for (int pos = 0; pos < 27; ++pos)
-        EXPECT_EQ(decider.isVisited(pos), pos >= 18) << "the layer above, where the first free face is";
+        EXPECT_EQ(decider.sVisited.count(pos) == 1, pos >= 18) << "the layer above, where the first free face is";
     std::vector<int> vNeigs;
     decider.getNeigs(13, vNeigs);
     decider.getNeigs(26, vNeigs);

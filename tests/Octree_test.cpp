@@ -1,0 +1,252 @@
+#include "octree/Octree.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <cstdlib>
+#include <iostream>
+#include <limits>
+#include <map>
+#include <memory>
+#include <string>
+#include <thread>
+
+#include "Random.h"
+#include "curve/GSS_HC3.h"
+#include "kel.h"
+#include "support/points.h"
+
+using namespace TARN_OCTREE;
+using TARN_KEL::Point3;
+using TARN_LOCATE3::Bbox3;
+
+namespace {
+
+using Points = std::vector<Point3>;
+using Indices = std::vector<std::size_t>;
+
+/// A tree over points, with answers as positions in the list of points.
+struct PointTree {
+    explicit PointTree(const Points& vPoint_) : vPoint(vPoint_) {
+        for (Point3& p : vPoint)
+            tree.addObject(&p, p.x(), p.y(), p.z());
+        tree.finish();
+    }
+    Indices within(const Point3& p, double r) const { return ask(&Octree::getSphereIntersectors, p, r); }
+    Indices near(const Point3& p, double r) const { return ask(&Octree::getApproxSphereIntersectors, p, r); }
+
+    template <typename Query>
+    Indices ask(Query query, const Point3& p, double r) const {
+        std::vector<OctItem*> vItem;
+        (tree.*query)(p.x(), p.y(), p.z(), r, vItem);
+        Indices v;
+        for (const OctItem* pItem : vItem) {
+            const auto* pPoint = static_cast<const Point3*>(pItem->pObject);
+            EXPECT_EQ(*pPoint, Point3(pItem->x, pItem->y, pItem->z));
+            v.push_back(static_cast<std::size_t>(pPoint - vPoint.data()));
+        }
+        return v;
+    }
+
+    Points vPoint;
+    Octree tree;
+};
+
+/// The tree's own rule, node by node, for lists below a hundred points: these are split without chance.
+struct PlainNode {
+    PlainNode(const Points& vPoint, const Indices& vList_) : vList(vList_) {
+        for (const std::size_t i : vList)
+            box.widen(vPoint[i].x(), vPoint[i].y(), vPoint[i].z());
+        if (vList.size() <= 4) return;
+        std::vector<double> x, y, z;
+        for (const std::size_t i : vList) {
+            x.push_back(vPoint[i].x());
+            y.push_back(vPoint[i].y());
+            z.push_back(vPoint[i].z());
+        }
+        for (auto* v : {&x, &y, &z})
+            std::sort(v->begin(), v->end());
+        const Point3 middle(x[x.size() / 2], y[y.size() / 2], z[z.size() / 2]);
+        std::map<int, Indices> mList;
+        for (const std::size_t i : vList) {
+            const Point3& p = vPoint[i];
+            mList[(p.x() < middle.x()) + 2 * (p.y() < middle.y()) + 4 * (p.z() < middle.z())].push_back(i);
+        }
+        if (mList.size() == 1) return;
+        for (const auto& [octant, vChildList] : mList)
+            vChild.push_back(std::make_unique<PlainNode>(vPoint, vChildList));
+    }
+    void collect(const Bbox3& sphereBox, Indices& vResult) const {
+        if (!box.intersects(sphereBox)) return;
+        for (const auto& pChild : vChild)
+            pChild->collect(sphereBox, vResult);
+        if (vChild.empty()) vResult.insert(vResult.end(), vList.begin(), vList.end());
+    }
+
+    Indices vList;
+    Bbox3 box;
+    std::vector<std::unique_ptr<PlainNode>> vChild;
+};
+
+/// All points in curve order, equal keys in the order given.
+Indices curveOrder(const Points& vPoint) {
+    Bbox3 box;
+    for (const Point3& p : vPoint)
+        box.widen(p.x(), p.y(), p.z());
+    const GSS_HC3 curve(box.minX, box.minY, box.minZ, box.maxX, box.maxY, box.maxZ, 27);
+    std::vector<std::pair<unsigned, std::size_t>> vKey;
+    for (const Point3& p : vPoint)
+        vKey.emplace_back(curve.iReset(p.x(), p.y(), p.z()), vKey.size());
+    std::sort(vKey.begin(), vKey.end());
+    Indices v;
+    for (const auto& keyIndex : vKey)
+        v.push_back(keyIndex.second);
+    return v;
+}
+
+/// Points that repeat, lie on a line or in a plane, gather at one place, or are just spread.
+std::map<std::string, Points> clouds(std::size_t n, std::uint64_t seed) {
+    TARN_KEL::Random random(seed);
+    const auto digit = [&random] { return random.next() % 5; };
+    std::map<std::string, Points> m{{"equal", Points(n, Point3(1.0, 2.0, 3.0))},
+                                    {"sphere", TARN_TEST::Scan(seed).sphere(n)},
+                                    {"plane", TARN_TEST::Scan(seed).plane(n)}};
+    for (std::size_t i = 0; i < n; ++i) {
+        m["grid"].emplace_back(digit(), digit(), digit());
+        m["line"].emplace_back(0.1 * random.next(), 7.0, 7.0);
+        m["mostly low"].emplace_back(i % 3 == 0 ? Point3(digit(), digit(), digit()) : Point3(0.0, 0.0, 0.0));
+        m["gathering"].emplace_back(std::ldexp(1.0, -random.next() % 500), std::ldexp(1.0, -random.next() % 500),
+                                    1e7 + digit());
+    }
+    return m;
+}
+
+/// Radii from nothing to everything for queries in a cloud.
+std::vector<double> radii(const Points& vPoint) {
+    const double size = vPoint.empty() ? 1.0 : std::sqrt((vPoint.front() - vPoint.back()).sqLength());
+    return {0.0, 0.01 * size, 0.2 * size, 1.0, 3.0 * size, std::numeric_limits<double>::infinity()};
+}
+
+Indices sorted(Indices v) {
+    std::sort(v.begin(), v.end());
+    return v;
+}
+
+}  // namespace
+
+TEST(GSS_HC3, walksFromCellToAdjoiningCell) {
+    const GSS_HC3 curve(0.0, 0.0, 0.0, 8.0, 16.0, 4.0, 9), coarse(0.0, 0.0, 0.0, 8.0, 16.0, 4.0, 6);
+    std::map<unsigned, std::vector<int>> mCell;
+    for (int x = 0; x < 8; ++x)
+        for (int y = 0; y < 8; ++y)
+            for (int z = 0; z < 8; ++z) {
+                const unsigned key = curve.iReset(x, 2.0 * y, 0.5 * z);
+                mCell[key] = {x, y, z};
+                EXPECT_EQ(coarse.iReset(x + 0.9, 2.0 * y + 1.9, 0.5 * z + 0.4), key >> 3);
+            }
+    ASSERT_EQ(mCell.size(), 512U);
+    EXPECT_EQ(mCell.rbegin()->first, 511U);
+    for (unsigned key = 1; key < 512; ++key) {
+        int steps = 0;
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            steps += std::abs(mCell[key][axis] - mCell[key - 1][axis]);
+        ASSERT_EQ(steps, 1) << "key " << key;
+    }
+}
+
+TEST(GSS_HC3, keepsKeysWithinTheirBits) {
+    for (const unsigned bits : {0U, 3U, 27U, 30U}) {
+        const GSS_HC3 curve(-1.0, -1.0, -1.0, 1.0, 1.0, 1.0, bits);
+        unsigned highest = 0;
+        for (const Point3& p : TARN_TEST::Scan(1).sphere(2000))
+            highest = std::max(highest, curve.iReset(p.x(), p.y(), p.z()));
+        EXPECT_LT(highest, std::uint64_t{1} << bits);
+    }
+    const GSS_HC3 flat(2.0, 2.0, 2.0, 2.0, 2.0, 2.0, 27);
+    EXPECT_LT(flat.iReset(2.0, 2.0, 2.0), 1U << 27);
+}
+
+TEST(GSS_HC3DeathTest, refusesOtherBitLengths) {
+    for (const unsigned bits : {28U, 33U})
+        EXPECT_EXIT((std::cout.rdbuf(std::cerr.rdbuf()), GSS_HC3(0, 0, 0, 1, 1, 1, bits)), testing::ExitedWithCode(1),
+                    "GSS_HC3::GSS_HC3\\(\\.\\.\\): invalid bitlength");
+}
+
+TEST(Octree, splitsAndOrdersByItsRule) {
+    for (std::size_t n = 0; n < 100; n += n < 10 ? 1 : 13)
+        for (const auto& [name, vPoint] : clouds(n, n)) {
+            const PointTree tree(vPoint);
+            const PlainNode root(vPoint, curveOrder(vPoint));
+            for (const double r : radii(vPoint))
+                for (const Point3& p : vPoint) {
+                    Indices vExpected;
+                    root.collect(Bbox3(p.x() - r, p.y() - r, p.z() - r, p.x() + r, p.y() + r, p.z() + r), vExpected);
+                    ASSERT_EQ(tree.near(p, r), vExpected) << name << ", " << n << " points, radius " << r;
+                }
+        }
+}
+
+TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {
+    for (const auto& [name, vPoint] : clouds(3000, 5)) {
+        const PointTree tree(vPoint), twin(vPoint);
+        for (const double r : radii(vPoint))
+            for (std::size_t k = 0; k < vPoint.size(); k += 211) {
+                const Point3& p = vPoint[k];
+                Indices vExpected;
+                for (std::size_t i = 0; i < vPoint.size(); ++i)
+                    if ((vPoint[i] - p).sqLength() <= r * r) vExpected.push_back(i);
+                const Indices vWithin = tree.within(p, r), vNear = tree.near(p, r);
+                ASSERT_EQ(sorted(vWithin), vExpected) << name << ", radius " << r;
+                Indices vRest = vNear;  // what is near and within keeps its order
+                std::erase_if(vRest, [&](std::size_t i) { return (tree.vPoint[i] - p).sqLength() > r * r; });
+                ASSERT_EQ(vRest, vWithin) << name << ", radius " << r;
+                ASSERT_EQ(twin.near(p, r), vNear) << "the same objects give the same tree";
+            }
+    }
+}
+
+TEST(Octree, passesByWhatIsFar) {
+    const Points vPoint = TARN_TEST::Scan(2).sphere(50000);
+    const PointTree tree(vPoint);
+    for (std::size_t k = 0; k < vPoint.size(); k += 1000) {
+        EXPECT_LE(tree.near(vPoint[k], 0.0).size(), 12U);
+        EXPECT_LE(tree.near(vPoint[k], 0.02).size(), 150U) << "5 points are within on average";
+    }
+}
+
+TEST(Octree, answersAtItsLimits) {
+    Octree tree;
+    std::vector<OctItem*> vItem;
+    tree.getSphereIntersectors(0.0, 0.0, 0.0, 1.0, vItem);
+    EXPECT_TRUE(vItem.empty()) << "not finished";
+    tree.finish();
+    tree.getApproxSphereIntersectors(0.0, 0.0, 0.0, std::numeric_limits<double>::infinity(), vItem);
+    EXPECT_TRUE(vItem.empty());
+
+    const PointTree equal(Points(5, Point3(1.0, 2.0, 3.0)));
+    EXPECT_EQ(equal.within(Point3(1.0, 2.0, 3.0), 0.0), (Indices{0, 1, 2, 3, 4}));
+    EXPECT_EQ(equal.within(Point3(1.0, 2.0, 5.0), 2.0).size(), 5U) << "at the radius";
+    EXPECT_EQ(equal.near(Point3(3.0, 4.0, 5.0), 2.0).size(), 5U) << "the sphere's box touches the leaf's";
+    EXPECT_EQ(equal.within(Point3(3.0, 4.0, 5.0), 2.0).size(), 0U);
+    EXPECT_EQ(equal.near(Point3(1.0, 2.0, 3.0), -1.0).size(), 0U);
+    EXPECT_EQ(equal.near(Point3(1.0, 2.0, 3.0), std::nan("")).size(), 0U);
+}
+
+TEST(Octree, answersSeveralThreadsAtOnce) {
+    const Points vPoint = TARN_TEST::Scan(3).torus(5000);
+    const PointTree tree(vPoint);
+    std::vector<Indices> vAnswer(4);
+    std::vector<std::thread> vThread;
+    for (Indices& vMine : vAnswer)
+        vThread.emplace_back([&tree, &vMine] {
+            for (const Point3& p : tree.vPoint)
+                for (const std::size_t i : tree.within(p, 0.05))
+                    vMine.push_back(i);
+        });
+    for (std::thread& thread : vThread)
+        thread.join();
+    for (const Indices& v : vAnswer)
+        EXPECT_EQ(v, vAnswer.front());
+    EXPECT_GT(vAnswer.front().size(), vPoint.size());
+}

@@ -125,16 +125,15 @@ class RemoveDecider_RCD::Candidates {
 public:
     struct Candidate {
         RCD rcd;
-        double offCentre;       // from its point to its midpoint, in cells
-        int numFaces = 0;       // alive face neighbours
-        bool bGone = false;     // doomed
-        bool bAsk = false;      // a cell of its block has gone since it was last refused, or it was never asked
-        bool bWaiting = false;  // refused before the pass began, and nothing in its block has changed since
+        double offCentre;    // from its point to its midpoint, in cells
+        int numFaces = 0;    // alive face neighbours
+        bool bGone = false;  // doomed
+        bool bAsk = false;   // a cell of its block has gone since it was last refused, or it was never asked
+        int lastPass = 0;    // the last pass that asked it or is to ask it; before that pass it waits outside the queue
     };
 
-    /// Repeats are dropped. Nothing is known of faces and states.
-    Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider)
-        : bAllInList(std::includes(decider.pvRCD->begin(), decider.pvRCD->end(), vSorted.begin(), vSorted.end())) {
+    /// Repeats are dropped. What depends on the other cells is left to askAll().
+    Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) {
         ASSEX(vSorted.size()<HashIndex::NONE);
         vCandidate.reserve(vSorted.size());
         index.reserve(vSorted.size());
@@ -151,9 +150,22 @@ public:
         return index.find(hashOf(rcd), [this, rcd](std::uint32_t i) { return vCandidate[i].rcd == rcd; });
     }
 
+    /// The cells to be asked as they stand when a pass begins, ascending.
+    std::vector<std::uint32_t> takeToAsk() {
+        std::vector<std::uint32_t> vNumbers;
+        vNumbers.swap(vToAsk);
+        vNumbers.erase(std::remove_if(vNumbers.begin(), vNumbers.end(),
+                                      [this](std::uint32_t number) { return !vCandidate[number].bAsk; }),
+                       vNumbers.end());
+        oneInstance(vNumbers);
+        return vNumbers;
+    }
+
     static constexpr std::uint32_t NONE = HashIndex::NONE;
     std::vector<Candidate> vCandidate;
-    bool bAllInList;  // each candidate is in the decider's list
+    std::vector<std::uint32_t> vToAsk;  // all with bAsk, some without
+    int pass = 0;
+    bool bAllInList = true;  // all that aren't doomed are in the decider's list
 
 private:
     static std::uint64_t hashOf(RCD rcd) {
@@ -364,20 +376,24 @@ int RemoveDecider_RCD::prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates,
 
 /// Asks each candidate in turn, dooms none.
 void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) {
-    for (auto& candidate : candidates.vCandidate) {
+    for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number) {
+        auto& candidate = candidates.vCandidate[number];
         setNewRCD(candidate.rcd);
         candidate.numFaces = std::popcount(aliveMask & FACES);
         candidate.bGone = !exists_int27(CENTRE);
         candidate.bAsk = !candidate.bGone && blockMayGo(bAllowBorder);
+        if (candidate.bAsk) candidates.vToAsk.push_back(number);
+        candidates.bAllInList = candidates.bAllInList && (candidate.bGone || alive.contains(candidate.rcd));
     }
 }
 
 int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
+    ++candidates.pass;
     std::vector<std::pair<double, std::uint32_t>> vAtStart;
-    for (std::uint32_t i = 0; i < candidates.vCandidate.size(); ++i) {
-        auto& candidate = candidates.vCandidate[i];
-        candidate.bWaiting = !candidate.bAsk && !candidate.bGone;
-        if (candidate.bAsk) vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), i);
+    for (const std::uint32_t number : candidates.takeToAsk()) {
+        auto& candidate = candidates.vCandidate[number];
+        candidate.lastPass = candidates.pass;
+        vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), number);
     }
     int numDoomed = 0;
     for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty();) {
@@ -411,8 +427,9 @@ void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, Queue& queue) cons
         const std::uint32_t number = findAt(candidates, pos);
         if (number == Candidates::NONE) continue;
         auto& neig = candidates.vCandidate[number];
-        if (neig.bWaiting) queue.pushAsAtStart(weigh(neig.numFaces, neig.offCentre), number);
-        neig.bWaiting = false;
+        if (neig.lastPass != candidates.pass) queue.pushAsAtStart(weigh(neig.numFaces, neig.offCentre), number);
+        neig.lastPass = candidates.pass;
+        if (!neig.bAsk) candidates.vToAsk.push_back(number);
         neig.bAsk = true;
     }
 }

@@ -5,9 +5,7 @@
 //
 //   - the vertex table, HashIndex from a cell to a vertex record,
 //   - the triangles of a vertex, a doubly linked list through the corners of the triangles (Incidence),
-//   - the edges of a vertex, a list of those of which it is the lower end: three on average in a sheet. A vertex that is the
-//     lower end of more than MAX_LISTED edges has the further ones in the edge table, HashIndex from a pair of cells to an
-//     edge.
+//   - the edges of a vertex, a list of those of which it is the lower end, with a hash table for those of a hub (EdgeIndex).
 //
 // The codes are Morton codes, in which the cells of a 2x2x2 block follow each other, and triangles come cube by cube. So the
 // vertex table hashes the block, not the cell, and elements made together lie together: what the next triangle asks for is
@@ -35,15 +33,10 @@ namespace TARN_KEL {
 namespace {
 
 constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // the corners are numbered below that mark
-constexpr std::uint32_t MAX_LISTED = 16;
 constexpr int FIRST_BLOCK = 256;
 
 std::uint64_t hashOfVertex(VCD vcd) {
     return localHash(vcd >> 3, vcd);
-}
-
-std::uint64_t hashOfEdge(VCD lower, VCD higher) {
-    return mixHash(lower ^ mixHash(higher));
 }
 
 bool isBefore(const CEdge* p, const CEdge* q) {
@@ -70,6 +63,21 @@ bool report(const std::string& check, const std::string& name, std::size_t numFa
 }
 
 }  // namespace
+
+/// Two cells with v0<v1, for EdgeIndex.
+struct CMesh::EdgePair {
+    const CMesh& mesh;
+    Vertex& lower;
+    VCD higher;
+
+    EdgeStar& star() const { return lower.star; }
+    std::uint32_t& next(std::uint32_t edge) const { return mesh.poolCE->at(edge)->nextCE; }
+    bool matches(std::uint32_t edge) const {
+        const CEdge* pCE = mesh.poolCE->at(edge);
+        return pCE->v1 == higher && pCE->v0 == lower.vcd;
+    }
+    std::uint64_t hash() const { return mixHash(lower.vcd ^ mixHash(higher)); }
+};
 
 // ---- Life
 
@@ -144,24 +152,19 @@ std::uint32_t CMesh::findOrMakeVertex(VCD vcd) {
     if (found != HashIndex::NONE) return found;
     const auto made = static_cast<std::uint32_t>(poolVertex->size());
     ASSEX(made<Incidence::VERTEX);
-    new (poolVertex->nextElement()) Vertex{vcd, nullptr, Incidence::emptyList(made), HashIndex::NONE, 0};
+    new (poolVertex->nextElement()) Vertex{vcd, nullptr, Incidence::emptyList(made), EdgeStar()};
     vertexIndex.insert(hashOfVertex(vcd), made);
     return made;
 }
 
 CEdge* CMesh::findOrMakeEdge(Vertex& a, Vertex& b) {
-    Vertex& lower = a.vcd < b.vcd ? a : b;
-    const VCD higher = a.vcd < b.vcd ? b.vcd : a.vcd;
-    if (CEdge* pFound = findEdge(lower, higher)) return pFound;
+    const EdgePair pair{*this, a.vcd < b.vcd ? a : b, std::max(a.vcd, b.vcd)};
+    const std::uint32_t found = edgeIndex.find(pair);
+    if (found != EdgeIndex::NONE) return poolCE->at(found);
     const auto made = static_cast<std::uint32_t>(poolCE->size());
-    ASSEX(poolCE->size()<HashIndex::NONE);
-    CEdge* pCE = new (poolCE->nextElement()) CEdge(lower.vcd, higher);
-    if (++lower.numCE > MAX_LISTED) {
-        edgeIndex.insert(hashOfEdge(lower.vcd, higher), made);
-    } else {
-        pCE->nextCE = lower.firstCE;
-        lower.firstCE = made;
-    }
+    ASSEX(poolCE->size()<EdgeIndex::NONE);
+    CEdge* pCE = new (poolCE->nextElement()) CEdge(pair.lower.vcd, pair.higher);
+    edgeIndex.insert(pair, made);
     return pCE;
 }
 
@@ -183,21 +186,12 @@ void CMesh::resetVisited() {
 
 // ---- Queries at an element
 
-CEdge* CMesh::findEdge(const Vertex& lower, VCD higher) const {
-    for (std::uint32_t i = lower.firstCE; i != HashIndex::NONE; i = poolCE->at(i)->nextCE)
-        if (poolCE->at(i)->v1 == higher) return poolCE->at(i);
-    if (lower.numCE <= MAX_LISTED) return nullptr;
-    const std::uint32_t found = edgeIndex.find(hashOfEdge(lower.vcd, higher), [&](std::uint32_t i) {
-        const CEdge* pCE = poolCE->at(i);
-        return pCE->v0 == lower.vcd && pCE->v1 == higher;
-    });
-    return found == HashIndex::NONE ? nullptr : poolCE->at(found);
-}
-
 CEdge* CMesh::getEdge(VCD a, VCD b) const {
     const auto [lower, higher] = std::minmax(a, b);
     const std::uint32_t vertex = findVertex(lower);
-    return vertex == HashIndex::NONE ? nullptr : findEdge(*poolVertex->at(vertex), higher);
+    if (vertex == HashIndex::NONE) return nullptr;
+    const std::uint32_t found = edgeIndex.find(EdgePair{*this, *poolVertex->at(vertex), higher});
+    return found == EdgeIndex::NONE ? nullptr : poolCE->at(found);
 }
 
 bool CMesh::hasEdge(VCD a, VCD b) const {

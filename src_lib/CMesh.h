@@ -13,6 +13,7 @@
 #include "CEdge.h"
 #include "CTriangle.h"
 #include "Calc.h"
+#include "EdgeIndex.h"
 #include "HashIndex.h"
 #include "Incidence.h"
 #include "Random.h"
@@ -208,8 +209,7 @@ private:
         VCD vcd;
         Bundle* const* pEntry;  ///< the cell's place in mCCDBundle; null: not looked up yet
         IncidenceLink link;     ///< ends of the list of its triangles
-        std::uint32_t firstCE;  ///< newest listed edge of which it is the lower end, or HashIndex::NONE
-        std::uint32_t numCE;    ///< edges of which it is the lower end, listed or not
+        EdgeStar star;          ///< edges of which it is the lower end
     };
     /// What addBundle makes.
     struct ExtraBundle {
@@ -222,12 +222,13 @@ private:
         IncidenceLink& vertexLink(std::uint32_t vertex) { return mesh.poolVertex->at(vertex)->link; }
     };
 
+    struct EdgePair;
+
     template <typename Visit>
     void forEachTriangleAt(VCD vcd, Visit&& visit) const;
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
     Bundle* const* findEntry(VCD vcd) const;
-    CEdge* findEdge(const Vertex& lower, VCD higher) const;
     CEdge* findOrMakeEdge(Vertex& a, Vertex& b);
     const std::vector<CEdge*>& edgesInKeyOrder() const;
     void hangTriangles(VCD src, VCD trg);
@@ -244,7 +245,7 @@ private:
     TARN_TOOLS::SimplePool<ExtraBundle> poolExtraBundle;
     Random random;                          // what there is of chance in the operations
     HashIndex vertexIndex;                  // cell to position in poolVertex
-    HashIndex edgeIndex;                    // pair of cells to position in poolCE, for edges that no list has
+    EdgeIndex edgeIndex;                    // pair of cells to position in poolCE
     mutable std::vector<CEdge*> vSortedCE;  // the first edges of poolCE in key order; queries bring it up to date
 };
 

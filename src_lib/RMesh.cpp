@@ -100,12 +100,29 @@ void VertexTriangles::appendTriangle(std::uint32_t vertex0, std::uint32_t vertex
     Incidence::append(*this, vertex2, firstCorner + 2);
 }
 
+/// Two vertices in ascending order, for EdgeIndex.
+struct RMesh::EdgePair {
+    const RMesh& mesh;
+    const Point3* pLower;
+    const Point3* pHigher;
+
+    EdgeStar& star() const { return *mesh.poolStar.at(mesh.vtxNumber(pLower)); }
+    std::uint32_t& next(std::uint32_t edge) const { return *mesh.poolNextRE.at(edge); }
+    bool matches(std::uint32_t edge) const {
+        const REdge* pRE = mesh.poolRE.at(edge);
+        return pRE->pVtx1 == pHigher && pRE->pVtx0 == pLower;
+    }
+    std::uint64_t hash() const { return mixHash(std::uint64_t{mesh.vtxNumber(pLower)} << 32 | mesh.vtxNumber(pHigher)); }
+};
+
 // ---- Life ---------------------------------------------------------------------------------------------------------------
 
 RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
     poolVtx.init(3, -1);
     poolRT.init(3, -1);
     poolRE.init(3, -1);
+    poolStar.init(3, -1);
+    poolNextRE.init(3, -1);
 }
 
 // Once the delegate is through, an assertion in here ends in the destructor: nothing leaks.
@@ -155,7 +172,7 @@ Point3* RMesh::addVertex(const Point3& p) {
     ASSEX(poolVtx.size()<MAX_VERTICES);
     Point3* pVtx = new (poolVtx.nextElement()) Point3(p);
     mmVtxT.addVertex();
-    mRE.addVertex();
+    *poolStar.nextElement() = EdgeStar();
     return pVtx;
 }
 
@@ -197,19 +214,22 @@ RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
     mmVtxT.appendTriangle(vtxNumber(p0), vtxNumber(p1), vtxNumber(p2));
     vRT.push_back(pRT);
 
-    pRT->pRE01 = findOrCreateEdge(pair0.first, pair0.second);
-    pRT->pRE12 = findOrCreateEdge(pair1.first, pair1.second);
-    pRT->pRE02 = findOrCreateEdge(pair2.first, pair2.second);
+    pRT->pRE01 = findOrMakeEdge(pair0.first, pair0.second);
+    pRT->pRE12 = findOrMakeEdge(pair1.first, pair1.second);
+    pRT->pRE02 = findOrMakeEdge(pair2.first, pair2.second);
     for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
         pRE->vRT.push_back(pRT);
     return pRT;
 }
 
-REdge* RMesh::findOrCreateEdge(Point3* pLower, Point3* pHigher) {
-    if (REdge* pFound = getEdge(pLower, pHigher)) return pFound;
+REdge* RMesh::findOrMakeEdge(Point3* pLower, Point3* pHigher) {
+    const EdgePair pair{*this, pLower, pHigher};
+    const std::uint32_t found = mRE.find(pair);
+    if (found != EdgeIndex::NONE) return poolRE.at(found);
     REdge* pRE = new (poolRE.nextElement()) REdge(pLower, pHigher);
     vRE.push_back(pRE);
-    mRE.addEdge(vtxNumber(pLower), vtxNumber(pHigher));
+    poolNextRE.nextElement();
+    mRE.insert(pair, toIndex(poolRE.indexOf(pRE)));
     return pRE;
 }
 
@@ -228,9 +248,7 @@ void RMesh::unregisterTriangle(RTriangle* pRT) {
 REdge* RMesh::getEdge(const Point3* p, const Point3* q) const {
     if (!poolVtx.owns(p) || !poolVtx.owns(q)) return nullptr;
     const auto [pLower, pHigher] = std::minmax(p, q);
-    const std::uint32_t found = mRE.find(vtxNumber(pLower), vtxNumber(pHigher), [&, pLow = pLower, pHigh = pHigher](auto i) {
-        return poolRE.at(i)->pVtx0 == pLow && poolRE.at(i)->pVtx1 == pHigh;
-    });
+    const std::uint32_t found = mRE.find(EdgePair{*this, pLower, pHigher});
     return found == EdgeIndex::NONE ? nullptr : poolRE.at(found);
 }
 

@@ -154,13 +154,17 @@ public:
     TARN_TOOLS::SimplePool<Point3> poolVtx;
     TARN_TOOLS::SimplePool<RTriangle> poolRT;
     TARN_TOOLS::SimplePool<REdge> poolRE;
+    TARN_TOOLS::SimplePool<EdgeStar> poolStar;         ///< of mRE, in step with poolVtx
+    TARN_TOOLS::SimplePool<std::uint32_t> poolNextRE;  ///< links of mRE, in step with poolRE
     double sideLen;
 
 private:
+    struct EdgePair;
+
     std::uint32_t vtxNumber(const Point3* p) const { return static_cast<std::uint32_t>(poolVtx.indexOf(p)); }
     Point3* addVertex(const Point3& p);
     Point3* findVertex(const Point3& p, std::uint64_t hash) const;
-    REdge* findOrCreateEdge(Point3* pLower, Point3* pHigher);
+    REdge* findOrMakeEdge(Point3* pLower, Point3* pHigher);
     bool isKeyed(const REdge* pRE) const;
     void reserve(std::size_t numT);
     template <typename Visit>

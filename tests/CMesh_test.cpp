@@ -8,12 +8,14 @@
 #include <cstdint>
 #include <iterator>
 #include <map>
+#include <numeric>
 #include <set>
 #include <string>
 #include <tuple>
 #include <utility>
 #include <vector>
 
+#include "EdgeIndex.h"
 #include "HashIndex.h"
 #include "Random.h"
 #include "SmallPtrList.h"
@@ -567,6 +569,58 @@ TEST(HashIndex, agreesWithAMapUnderGoodAndBadHashes) {
         }
         index.clear();
         EXPECT_EQ(index.find(hash(1), [](unsigned) { return true; }), HashIndex::NONE);
+    }
+}
+
+/// Vertices and edges that are but numbers.
+struct Ends {
+    using Key = std::pair<std::uint32_t, std::uint32_t>;
+    std::vector<EdgeStar> vStar;
+    std::vector<std::uint32_t> vNext;
+    std::vector<Key> vKey;  // of edge i
+    std::uint64_t (*hashOf)(Key);
+
+    struct Pair {
+        Ends& ends;
+        Key key;
+        EdgeStar& star() const { return ends.vStar[key.first]; }
+        std::uint32_t& next(std::uint32_t edge) const { return ends.vNext[edge]; }
+        bool matches(std::uint32_t edge) const { return ends.vKey[edge] == key; }
+        std::uint64_t hash() const { return ends.hashOf(key); }
+    };
+};
+
+TEST(EdgeIndex, agreesWithAMapWhileEdgesComeGoAndChangeTheirEnds) {
+    constexpr std::uint32_t NUM_VTX = 50, NUM_EDGES = 200;  // lists that overflow, shrink, and fill again
+    for (const auto hashOf : {+[](Ends::Key key) { return mixHash(std::uint64_t{key.first} << 32 | key.second); },
+                              +[](Ends::Key) { return std::uint64_t{7}; }}) {
+        Random random(11);
+        Ends ends{std::vector<EdgeStar>(4), std::vector<std::uint32_t>(NUM_EDGES), std::vector<Ends::Key>(NUM_EDGES),
+                  hashOf};
+        EdgeIndex index;
+        std::map<Ends::Key, std::uint32_t> mEdge;
+        std::vector<std::uint32_t> vFree(NUM_EDGES);
+        std::iota(vFree.begin(), vFree.end(), 0U);
+        for (int step = 0; step < 20000; ++step) {
+            const Ends::Pair pair{
+                ends, {static_cast<std::uint32_t>(pick(random, 4)), static_cast<std::uint32_t>(4 + pick(random, NUM_VTX))}};
+            const auto it = mEdge.find(pair.key);
+            ASSERT_EQ(index.find(pair), it == mEdge.end() ? EdgeIndex::NONE : it->second) << "step " << step;
+            ASSERT_EQ(index.size(), mEdge.size());
+            const bool bGrow = step / 700 % 2 == 0 || random.next() % 4 == 0;
+            if (it != mEdge.end() && !bGrow) {
+                vFree.push_back(it->second);
+                EXPECT_EQ(index.erase(pair), it->second);
+                mEdge.erase(it);
+            } else if (it == mEdge.end() && bGrow) {
+                EXPECT_EQ(index.erase(pair), EdgeIndex::NONE);
+                const std::uint32_t edge = vFree.back();
+                vFree.pop_back();
+                ends.vKey[edge] = pair.key;
+                index.insert(pair, edge);
+                mEdge[pair.key] = edge;
+            }
+        }
     }
 }
 

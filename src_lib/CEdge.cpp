@@ -5,6 +5,7 @@
 
 #include "CMesh.h"
 #include "CTriangle.h"
+#include "edgeTriangles.h"
 #include "freeFunctions.h"
 #include "tools.h"
 
@@ -45,9 +46,7 @@ VCD CEdge::getOtherVCD(VCD vcd) const {
 }
 
 Point3 CEdge::getCenter(const CMesh* pCMesh) const {
-    const Point3& p0 = *pCMesh->getVtx(v0);
-    const Point3& p1 = *pCMesh->getVtx(v1);
-    return {(p0.x() + p1.x()) / 2.0, (p0.y() + p1.y()) / 2.0, (p0.z() + p1.z()) / 2.0};
+    return midpoint(*pCMesh->getVtx(v0), *pCMesh->getVtx(v1));
 }
 
 VCD CEdge::getSource() const {
@@ -65,30 +64,15 @@ void CEdge::getAliveTriangles(std::vector<CTriangle*>& vAlive) const {
 }
 
 bool CEdge::getTwoTriangles(CTriangle*& t0, CTriangle*& t1, bool bExactlyTwo) const {
-    t0 = vCT.empty() ? nullptr : vCT[0];
-    t1 = vCT.size() < 2 ? nullptr : vCT[1];
-    return bExactlyTwo ? vCT.size() == 2 : vCT.size() >= 2;
+    return firstTwoTriangles(vCT, t0, t1, bExactlyTwo);
 }
 
 CTriangle* CEdge::getUniqueOtherTriangle(const CTriangle* pCT) const {
-    CTriangle* pOther = nullptr;
-    for (CTriangle* pCandidate : vCT) {
-        if (pCandidate == pCT) continue;
-        if (pOther != nullptr) return nullptr;
-        pOther = pCandidate;
-    }
-    return pOther;
+    return uniqueOtherTriangle(vCT, pCT);
 }
 
 CTriangle* CEdge::getTriangle(bool bRequire, bool bUnique) const {
-    CTriangle* pRet = nullptr;
-    for (CTriangle* pCT : vCT) {
-        if (!bUnique) return pCT;
-        ASSEX(pRet==NULL);
-        pRet = pCT;
-    }
-    if (bRequire) ASSEX(pRet!=NULL);
-    return pRet;
+    return firstTriangle(vCT, bRequire, bUnique);
 }
 
 bool CEdge::hasAdjT(VCD a, VCD b, VCD c) const {

@@ -20,8 +20,8 @@ enum EdgeDir { ED_NONE = 0, ED_V0_V1 = 1, ED_V1_V0 = 2 };
 /// An edge of the coarse mesh: two cells and the triangles on it, any number of them.
 ///
 /// There is at most one CEdge for a pair of cells. Its mesh owns it, and it outlives its triangles: one of degree 0 is left
-/// over and may gain triangles again. vCT holds exactly the alive triangles on it, so that nothing here asks a triangle
-/// whether it is alive. Which way the surface runs over the edge is only in the corner order of its triangles.
+/// over and may gain triangles again. vCT holds exactly the alive triangles on it. Which way the surface runs over the edge
+/// is only in the corner order of its triangles.
 class CEdge {
 public:
     /// Requires v0<v1.
@@ -91,7 +91,7 @@ public:
 
 private:
     friend class CMesh;
-    std::uint32_t nextCE = 0;  ///< next edge in the mesh's list of edges with the same v0
+    std::uint32_t nextCE = 0;  ///< link of the mesh's EdgeIndex
 };
 
 }  // namespace TARN_KEL

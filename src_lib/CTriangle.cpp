@@ -151,30 +151,18 @@ double CTriangle::getArea(const CMesh* pCMesh) const {
 bool CTriangle::isDegenerate(const CMesh* pCMesh) const {
     const auto [p0, p1, p2] = pointsOf(pCMesh);
     if (isBitwiseEqual(p0, p1) || isBitwiseEqual(p1, p2) || isBitwiseEqual(p0, p2)) return true;
-    const Vector3 a = p1 - p0;
-    const Vector3 b = p2 - p0;
-    return a.isDegenerate() || b.isDegenerate() || crossProduct(a, b).sqLength() == 0.0;
+    return isFlatTriangle(p0, p1, p2);
 }
 
 int CTriangle::getLargestEdgeICI(const CMesh* pCMesh) const {
     const auto [p0, p1, p2] = pointsOf(pCMesh);
-    const double len01 = (p1 - p0).sqLength();
-    const double len12 = (p2 - p1).sqLength();
-    const double len20 = (p0 - p2).sqLength();
-    if (len01 >= len12 && len01 >= len20) return 2;
-    return len12 >= len20 ? 0 : 1;
+    return largestEdgeICI(p0, p1, p2);
 }
 
 double CTriangle::getDevIfRepl(const CMesh* pCMesh, int i, const Point3& p) const {
-    const Point3& corner = *pCMesh->getVtx(getCorner(i));
-    const Point3& next = *pCMesh->getVtx(getCorner((i + 1) % 3));
-    const Point3& previous = *pCMesh->getVtx(getCorner((i + 2) % 3));
-    bool ok = false;
-    const Vector3 newNNV = getNormalVector(p, next, previous, ok);
-    if (!ok) return 360.0;
-    const Vector3 oldNNV = getNormalVector(corner, next, previous, ok);
-    if (!ok) return -1.0;
-    return getAngleDegree(oldNNV, newNNV);
+    VCD next, previous;
+    getEdgeCCDs(i, next, previous);
+    return normalTurn(*pCMesh->getVtx(getCorner(i)), *pCMesh->getVtx(next), *pCMesh->getVtx(previous), p);
 }
 
 Vector3 CTriangle::computeNNVcoarse() const {

@@ -3,6 +3,8 @@
 #include <iostream>
 
 #include "RTriangle.h"
+#include "edgeTriangles.h"
+#include "freeFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -26,7 +28,7 @@ Point3* REdge::getOtherPoint(const Point3* p) const {
 }
 
 Point3 REdge::getCenter() const {
-    return Point3((pVtx0->x() + pVtx1->x()) / 2.0, (pVtx0->y() + pVtx1->y()) / 2.0, (pVtx0->z() + pVtx1->z()) / 2.0);
+    return midpoint(*pVtx0, *pVtx1);
 }
 
 int REdge::getDegree() const {
@@ -48,38 +50,15 @@ void REdge::getAliveTriangles(std::vector<RTriangle*>& vAlive) const {
 }
 
 bool REdge::getTwoTriangles(RTriangle*& pRT0, RTriangle*& pRT1, bool bExactlyTwo) const {
-    pRT0 = nullptr;
-    pRT1 = nullptr;
-    int numAlive = 0;
-    for (RTriangle* pRT : vRT) {
-        if (!pRT->bAlive) continue;
-        if (numAlive == 0) pRT0 = pRT;
-        if (numAlive == 1) pRT1 = pRT;
-        ++numAlive;
-    }
-    return bExactlyTwo ? numAlive == 2 : numAlive >= 2;
+    return firstTwoTriangles(vRT, pRT0, pRT1, bExactlyTwo);
 }
 
 RTriangle* REdge::getUniqueOtherTriangle(const RTriangle* pRT) const {
-    RTriangle* pOther = nullptr;
-    for (RTriangle* pCandidate : vRT) {
-        if (pCandidate == pRT || !pCandidate->bAlive) continue;
-        if (pOther != nullptr) return nullptr;
-        pOther = pCandidate;
-    }
-    return pOther;
+    return uniqueOtherTriangle(vRT, pRT);
 }
 
 RTriangle* REdge::getTriangle(bool bRequire, bool bUnique) const {
-    RTriangle* pRet = nullptr;
-    for (RTriangle* pRT : vRT) {
-        if (!pRT->bAlive) continue;
-        if (!bUnique) return pRT;
-        ASSEX(pRet==NULL);
-        pRet = pRT;
-    }
-    if (bRequire) ASSEX(pRet!=NULL);
-    return pRet;
+    return firstTriangle(vRT, bRequire, bUnique);
 }
 
 void REdge::checkOut(const RTriangle* pRT) {

@@ -73,16 +73,7 @@ bool RTriangle::hasBorder() const {
 }
 
 int RTriangle::getLargestEdgeICI() const {
-    constexpr int OPPOSITE_IN_ORDER[3] = {2, 0, 1};
-    int best = -1;
-    double bestSqLen = -1.0;
-    for (const int ici : OPPOSITE_IN_ORDER) {
-        const double sqLen = (*aCorners[(ici + 2) % 3] - *aCorners[(ici + 1) % 3]).sqLength();
-        if (best >= 0 && !(sqLen > bestSqLen)) continue;
-        best = ici;
-        bestSqLen = sqLen;
-    }
-    return best;
+    return largestEdgeICI(*aCorners[0], *aCorners[1], *aCorners[2]);
 }
 
 int RTriangle::getRTriOri(const Point3* a, const Point3* b) const {
@@ -121,15 +112,7 @@ const Vector3& RTriangle::getNNV(bool& bOK) {
 double RTriangle::getDevIfRepl(int i, const Point3& newPos, bool bCheckCoincide) const {
     ASSEX(i>=0 && i<=2);
     if (bCheckCoincide && (newPos == *aCorners[0] || newPos == *aCorners[1] || newPos == *aCorners[2])) return 0.0;
-    const Point3& next = *aCorners[(i + 1) % 3];
-    const Point3& prev = *aCorners[(i + 2) % 3];
-    bool bOldOK = false;
-    bool bNewOK = false;
-    const Vector3 oldNNV = getNormalVector(*aCorners[i], next, prev, bOldOK);
-    const Vector3 newNNV = getNormalVector(newPos, next, prev, bNewOK);
-    if (!bNewOK) return 360.0;
-    if (!bOldOK) return -1.0;
-    return getAngleDegree(oldNNV, newNNV);
+    return normalTurn(*aCorners[i], *aCorners[(i + 1) % 3], *aCorners[(i + 2) % 3], newPos);
 }
 
 bool RTriangle::isCombinatoriallyDegenerate() const {
@@ -137,9 +120,7 @@ bool RTriangle::isCombinatoriallyDegenerate() const {
 }
 
 bool RTriangle::isDegenerate() const {
-    const Vector3 a = *aCorners[1] - *aCorners[0];
-    const Vector3 b = *aCorners[2] - *aCorners[0];
-    return a.isDegenerate() || b.isDegenerate() || crossProduct(a, b).length() == 0.0;
+    return isFlatTriangle(*aCorners[0], *aCorners[1], *aCorners[2]);
 }
 
 Plane RTriangle::getPlane(bool& bOK) const {

@@ -83,6 +83,14 @@ Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK) {
     return getNormalVector(*pCMesh->getBundleVtx(v0), *pCMesh->getBundleVtx(v1), *pCMesh->getBundleVtx(v2), bOK);
 }
 
+double normalTurn(const Point3& p, const Point3& next, const Point3& previous, const Point3& newP) {
+    bool bOK = false;
+    const Vector3 newNNV = getNormalVector(newP, next, previous, bOK);
+    if (!bOK) return 360.0;
+    const Vector3 oldNNV = getNormalVector(p, next, previous, bOK);
+    return bOK ? getAngleDegree(oldNNV, newNNV) : -1.0;
+}
+
 namespace {
 
 // Sums of products of the offsets from the centroid: the upper half of the symmetric 3x3 matrix of the points.
@@ -213,6 +221,21 @@ double computeVolume(std::vector<Point3>& vCorners) {
 
 Point3 barycenter(const Point3& p0, const Point3& p1, const Point3& p2) {
     return {(p0.x() + p1.x() + p2.x()) / 3.0, (p0.y() + p1.y() + p2.y()) / 3.0, (p0.z() + p1.z() + p2.z()) / 3.0};
+}
+
+Point3 midpoint(const Point3& p, const Point3& q) {
+    return {(p.x() + q.x()) / 2.0, (p.y() + q.y()) / 2.0, (p.z() + q.z()) / 2.0};
+}
+
+bool isFlatTriangle(const Point3& p0, const Point3& p1, const Point3& p2) {
+    const Vector3 a = p1 - p0, b = p2 - p0;
+    return a.isDegenerate() || b.isDegenerate() || crossProduct(a, b).sqLength() == 0.0;
+}
+
+int largestEdgeICI(const Point3& p0, const Point3& p1, const Point3& p2) {
+    const double len01 = (p1 - p0).sqLength(), len12 = (p2 - p1).sqLength(), len20 = (p0 - p2).sqLength();
+    if (len01 >= len12 && len01 >= len20) return 2;
+    return len12 >= len20 ? 0 : 1;
 }
 
 bool samePoint(const Point3& p, const Point3& q) {

@@ -34,6 +34,9 @@ Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2, bo
 /// The same for three vertices of the coarse mesh. Throws KelBugException, after a warning, when the mesh has no such
 /// vertex.
 Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK);
+/// Degrees by which the normal of the triangle (p, next, previous) turns when p moves to newP; 360.0 when there is no new
+/// normal, -1.0 when there is no old one.
+double normalTurn(const Point3& p, const Point3& next, const Point3& previous, const Point3& newP);
 /// The least-squares plane of at least 3 points: unit normal and mean. False, with both left alone, for fewer points and
 /// when they span no plane. Throws KelBugException for NaN. O(n).
 bool estimateNNV(const std::vector<Point3*>& vPoints, Vector3& nv, Point3& centroid);
@@ -55,6 +58,12 @@ double getMinInteriorAngle(const Point3& p0, const Point3& p1, const Point3& p2)
 
 /// The mean of three points.
 Point3 barycenter(const Point3& p0, const Point3& p1, const Point3& p2);
+/// The mean of two points.
+Point3 midpoint(const Point3& p, const Point3& q);
+/// A corner coincides with the first one, or the three lie on a line: exactly, without a tolerance.
+bool isFlatTriangle(const Point3& p0, const Point3& p1, const Point3& p2);
+/// The index of the corner opposite the longest edge. Of equal lengths p0-p1 goes before p1-p2, that before p2-p0.
+int largestEdgeICI(const Point3& p0, const Point3& p1, const Point3& p2);
 /// Exact equality of all coordinates.
 bool samePoint(const Point3& p, const Point3& q);
 /// Six times the signed volume of the tetrahedron; positive when a, b, c run counterclockwise as seen from the side opposite

@@ -17,6 +17,7 @@
 
 #include "AtomicFile.h"
 #include "BlockReader.h"
+#include "FileType.h"
 #include "InputFile.h"
 #include "kel.h"
 #include "ply_io.h"
@@ -26,8 +27,6 @@
 namespace TARN_KEL {
 
 namespace {
-
-enum FileType : int { FT_STL, FT_PLY, FT_ASCII, FT_BIN, FT_LIST, FT_UNKNOWN };
 
 /// Other spellings of an extension, such as ".pLy", aren't known.
 struct Extension {

@@ -9,6 +9,7 @@
 
 #include "AtomicFile.h"
 #include "CMesh.h"
+#include "FileType.h"
 #include "RMesh.h"
 #include "freeFunctions.h"
 #include "textNumbers.h"
@@ -94,9 +95,6 @@ bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& fi
 }
 
 bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
-    constexpr int FT_STL = 0;
-    constexpr int FT_PLY = 1;
-    constexpr int FT_LIST = 4;
     switch (getFileType(filename)) {
     case FT_PLY:
         return bAscii ? mesh.writePly_ASCII(filename) : mesh.writePly_BIN(filename);

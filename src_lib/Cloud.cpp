@@ -24,6 +24,7 @@
 #include <iostream>
 #include <utility>
 
+#include "FileType.h"
 #include "Progress.h"
 #include "Smooth.h"
 #include "ThreadSingleton.h"
@@ -147,7 +148,7 @@ bool Cloud::load() {
 bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
     bool bRead = false;
     switch (getFileType(filename)) {
-    case 0:
+    case FT_STL:
         if (!bMelt) {
             std::cout << "\n Input file is of type STL, use --fmelt (-m) instead" << std::endl;
             ASSEX(bMelt);
@@ -158,13 +159,13 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
         }
         bRead = readSTL_ASCII(filename.c_str(), vOut);
         break;
-    case 1:
+    case FT_PLY:
         bRead = readPly(filename.c_str(), true, vOut);
         break;
-    case 2:
+    case FT_ASCII:
         bRead = readPoints_ASCII(filename.c_str(), vOut);
         break;
-    case 3:
+    case FT_BIN:
         bRead = readPoints_BIN(filename.c_str(), vOut);
         break;
     default:

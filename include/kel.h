@@ -13,7 +13,8 @@
 //
 // Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
 // internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
-// File functions return false and print a line. Nothing of the library is in a changed state after an exception.
+// File functions return false and print a line. What a run holds is freed
+// on the way out, and the next run of the thread starts afresh.
 #pragma once
 
 #include <cmath>
@@ -157,8 +158,7 @@ public:
     /// Prints the number of triangles and of edges by degree under the given title.
     void printStatistics(const std::string& title) const;
 
-private:
-    RMesh* pRMesh;
+    RMesh* pRMesh;  ///< owned
 };
 
 using MeshPtr = std::shared_ptr<Mesh>;
@@ -171,9 +171,11 @@ using MeshPtr = std::shared_ptr<Mesh>;
 /// warning that counts them.
 /// bLapTreatment: smooths noisy input before the grid is filled.
 /// spacingFactor: above 0. Between 1 and 2 is usual; larger gives fewer triangles and bridges sparse places.
-/// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open.
-/// Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond the cloud).
-/// Throws KelBugException when spacingFactor isn't above 0 or the cloud needs more than 2^21 cells along an axis.
+/// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open. Not built yet: gaps stay open, with a warning.
+/// Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond the cloud). Where a
+/// few cells stayed, which make no triangle, the mesh has none.
+/// Throws KelBugException when spacingFactor isn't above 0, when the cloud needs more than 2^21 cells along an axis, and
+/// when its coordinates are too large to resolve the spacing.
 /// O(n log n) time.
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps);
 
@@ -182,10 +184,10 @@ MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double
 
 /// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle, any winding. spacingAbs: edge of a grid
 /// cell. featureAngle: degrees between normals above which an edge counts as a feature. Null after a warning when nothing
-/// came of it.
+/// came of it. Not built yet: warns and returns null.
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle);
 
-/// A triangle soup to points: as melt(), but the points of the cells are appended to vOut.
+/// A triangle soup to points: as melt(), but the points of the cells are appended to vOut. Not built yet: warns.
 void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle, std::vector<Point3>& vOut);
 
 /// The average spacing of the points, a length; -1.0 after a warning for no points.
@@ -195,15 +197,15 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 // A null MeshPtr throws KelBugException.
 
 /// Decimates: collapses edges up to maxEdgeLength long while no normal turns by more than maxAngle degrees.
-/// Returns the number of collapses.
+/// Returns the number of triangles that went. Not built yet: warns, changes nothing and returns 0.
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
-/// Flips edges where that lowers the energy of the surface, best first.
+/// Flips edges where that lowers the energy of the surface, best first. Not built yet: warns and changes nothing.
 void edgeFlips(MeshPtr pMesh);
-/// The same by annealing: slower, gets out of local minima.
+/// The same by annealing: slower, gets out of local minima. Not built yet: warns and changes nothing.
 void edgeFlipsSimA(MeshPtr pMesh);
-/// Laplacian smoothing, numIterations rounds.
+/// Laplacian smoothing, numIterations rounds. Not built yet: warns and changes nothing.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
-/// Writes the mesh and its border edges to "holes.list" for the Geomview viewer.
+/// Writes the mesh and its border edges to "holes.list" for the Geomview viewer. Not built yet: warns.
 void findHoles(MeshPtr pMesh);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
@@ -258,3 +260,22 @@ void toObj(MeshPtr pMesh, const std::string& filename);
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized);
 
 }  // namespace TARN_KEL
+
+/// What readPly, writePointsPly and Mesh::writePly_... stand on.
+namespace PLY {
+
+/// Reads a PLY file in any of its three encodings. bPointsOnly true appends the vertices; false appends the faces as a soup
+/// of three corners a triangle, polygons cut into triangles from their first corner. Coordinates may be float, double or
+/// int. False for anything that doesn't fit: no such file, no such properties, a body shorter than its header says, an index
+/// out of range, a face of fewer than three corners; vOut is then as it was. Memory is bound by the length of the file,
+/// whatever its header claims.
+bool readPly(const std::string& filename, bool bPointsOnly, std::vector<TARN_KEL::Point3>& vOut);
+
+// Coordinates are written in single precision. False when the file can't be written.
+
+/// The triangles of a mesh, which isn't changed. Vertices are numbered in the order in which the corners use them first.
+bool writePly(TARN_KEL::RMesh* pRMesh, const std::string& filename, bool bAscii);
+/// Points, in their order.
+bool writePly(std::vector<TARN_KEL::Point3*>& vPoints, const std::string& filename, bool bAscii);
+
+}  // namespace PLY

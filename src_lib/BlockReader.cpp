@@ -15,8 +15,9 @@ BlockReader::BlockReader(std::istream& in_)
 bool BlockReader::readMore(std::size_t numBytes) {
     const std::size_t numKept = size();
     if (numBytes > capacity) {
-        capacity = std::max(numBytes, 2 * capacity);
-        std::unique_ptr<char[]> pBigger(new char[capacity]);
+        const std::size_t bigger = std::max(numBytes, 2 * capacity);
+        std::unique_ptr<char[]> pBigger(new char[bigger]);
+        capacity = bigger;
         std::memcpy(pBigger.get(), pBegin, numKept);
         buffer = std::move(pBigger);
     } else {

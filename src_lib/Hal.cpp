@@ -116,6 +116,7 @@ CMesh* Hal::getCMesh() const {
 }
 
 void Hal::integrateFillPixels(std::vector<Point3>& vPoints) {
+    ASSEX(pCalc!=NULL);
     std::vector<std::pair<CCD, Point3>> vCodePoint;
     vCodePoint.reserve(vPoints.size());
     for (const Point3& p : vPoints)

@@ -23,7 +23,7 @@ class IsoStore;
 /// for themselves.
 class Hal {
 public:
-    /// pCloudMgr: not owned; must hold its points already.
+    /// pCloudMgr: not owned; must hold its points when a run starts.
     explicit Hal(CloudMgr* pCloudMgr);
     ~Hal();
     Hal(const Hal&) = delete;
@@ -43,8 +43,8 @@ public:
     /// The coarse mesh, once the extraction ran; owned here unless reconstructInHole handed it out.
     CMesh* getCMesh() const;
 
-    /// Adds a cell for each cell of vPoints that the map doesn't know, with the mean of its points; the new points and
-    /// bundles are owned here. O(n log n).
+    /// Adds, once a run has taken its bundles, a cell for each cell of vPoints that the map doesn't know, with the mean of
+    /// its points; the new points and bundles are owned here. O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
     /// The bundles in a bit volume of blocks of 32 cells along each axis. Not built yet: warns and returns null.
     std::shared_ptr<IsoStore> getIsoStore();

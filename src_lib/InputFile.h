@@ -8,7 +8,7 @@
 
 namespace TARN_KEL {
 
-/// A file opened for reading that can't hang or flood its reader.
+/// A file opened for reading that, but for a writer that holds a FIFO open, can't hang or flood its reader.
 ///
 /// Folders aren't opened. A FIFO is read like a file; one that nobody writes to is empty after two seconds. A device that
 /// isn't at its end after 256 MB, such as /dev/zero, counts as a read error: stream().bad() is then set, as it is when the

@@ -16,7 +16,7 @@ public:
     /// Through p, at right angles to nv, which may have any length. A zero nv gives a zero normal and d = 0.
     Plane(const Point3& p, const Vector3& nv);
     /// Through three points. bOK is false, and the plane is the default one, when they span none. Throws KelBugException
-    /// when a coordinate isn't finite.
+    /// when a coordinate is infinite.
     Plane(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK);
     /// Through three points that must span a plane: throws KelBugException, after a warning with the points, when they
     /// don't.

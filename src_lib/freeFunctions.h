@@ -28,7 +28,7 @@ inline Vector3 normalize(const Vector3& v) {
     return length > 0.0 ? v / length : Vector3();
 }
 
-/// The unit normal of a triangle. bOK false: two corners that coincide with the first give the zero vector, corners on one
+/// The unit normal of a triangle. bOK false: a corner that coincides with the first gives the zero vector, corners on one
 /// line their cross product of length 0.0.
 Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK);
 /// The same for three vertices of the coarse mesh. Throws KelBugException, after a warning, when the mesh has no such

@@ -275,6 +275,8 @@ bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints
         const std::size_t pos = line.find(WORD);
         if (pos == std::string_view::npos) continue;
         const std::optional<Point3> corner = parsePoint(line.substr(pos + WORD.size()));
+        // A name may hold the word; a corner begins with it.
+        if (!corner && line.find_first_not_of(" \t") < pos) continue;
         if (!corner) return refuse("A vertex without three numbers in ");
         vPoints.push_back(*corner);
     }

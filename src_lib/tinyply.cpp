@@ -641,7 +641,7 @@ void PlyFile::add_properties_to_element(const std::string& elementKey, const std
     for (const std::string& key : propertyKeys) {
         pImpl->mSource[{iElement, properties.size()}] = {data, step};
         properties.push_back({key, type, isList, listType, valuesPerKey});
-        data += valuesPerKey * width;
+        if (data != nullptr) data += valuesPerKey * width;  // null: there are no values
     }
 }
 

@@ -494,3 +494,14 @@ TEST(WritePly, PointsComeBackInSinglePrecisionEvenThroughAFifo) {
     EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePointsPly("/dev/full", vPoints, true)); }),
               "writePointsPly, received 100000 points\nCan't write /dev/full\n");
 }
+
+TEST(writePointsPly, writesAnEmptyList) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    Points vNone, vRead;
+    for (const bool bAscii : {true, false}) {
+        EXPECT_TRUE(writePointsPly(folder.path("none.ply"), vNone, bAscii));
+        EXPECT_TRUE(readPly(folder.path("none.ply").c_str(), true, vRead));
+    }
+    EXPECT_TRUE(vRead.empty());
+}

@@ -44,23 +44,14 @@ MeshPtr Hal::reconstruct() {
     mapCCD();
     pStep->incProgressByOne();
     pStep->setDone(true);
-
-    Voro voro(pCalc, mCCD2Bundle, TM_FAT);
-    voro.fatExtractTriangles();
-    pCMesh.reset(voro.getCMesh());
-    Top top(pCMesh.get(), pCalc);
-    top.finalizeReconstructedMesh(&voro);
+    extractAndRepair(&Top::finalizeReconstructedMesh);
     return convertToFineMesh();
 }
 
 MeshPtr Hal::oneMelt() {
     if (!takeBundles("MELT: Nothing to do")) return nullptr;
     mapCCD();
-    Voro voro(pCalc, mCCD2Bundle, TM_FAT);
-    voro.fatExtractTriangles();
-    pCMesh.reset(voro.getCMesh());
-    Top top(pCMesh.get(), pCalc);
-    top.finalizeOneMelted(&voro);
+    extractAndRepair(&Top::finalizeOneMelted);
     return convertToFineMesh();
 }
 
@@ -79,11 +70,7 @@ void Hal::toCloud(std::vector<Point3*>& vOut) {
 CMesh* Hal::reconstructInHole() {
     if (!takeBundles(NOTHING_TO_DO)) return nullptr;
     mapCCD();
-    Voro voro(pCalc, mCCD2Bundle, TM_FAT);
-    voro.fatExtractTriangles();
-    pCMesh.reset(voro.getCMesh());
-    Top top(pCMesh.get(), pCalc);
-    top.finalizeHoleMesh(&voro);
+    extractAndRepair(&Top::finalizeHoleMesh);
     return pCMesh.release();
 }
 
@@ -91,6 +78,14 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
     pCloudMgr->getBundles(vBundles, pCalc);
     if (vBundles.empty()) warning(KEL_PLACE, nothingToDo);
     return !vBundles.empty();
+}
+
+void Hal::extractAndRepair(void (Top::*finalize)(Voro*)) {
+    Voro voro(pCalc, mCCD2Bundle, TM_FAT);
+    voro.fatExtractTriangles();
+    pCMesh.reset(voro.getCMesh());
+    Top top(pCMesh.get(), pCalc);
+    (top.*finalize)(&voro);
 }
 
 MeshPtr Hal::convertToFineMesh() {

@@ -14,6 +14,8 @@ namespace TARN_KEL {
 class CMesh;
 class CloudMgr;
 class IsoStore;
+class Top;
+class Voro;
 
 /// Drives a run once the point stages are over: here stands the order of the pipeline.
 ///
@@ -54,6 +56,7 @@ public:
 
 private:
     bool takeBundles(const std::string& nothingToDo);
+    void extractAndRepair(void (Top::*finalize)(Voro*));
     MeshPtr convertToFineMesh();
 
     CloudMgr* pCloudMgr;    // not owned

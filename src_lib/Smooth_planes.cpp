@@ -12,6 +12,7 @@
 #include <cmath>
 #include <utility>
 
+#include "Moments.h"
 #include "Smooth.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
@@ -26,7 +27,7 @@ namespace {
 class AngleLimit {
 public:
     explicit AngleLimit(double degrees)
-        : limit(degrees), cosine(std::cos(degrees / DEGREES)), bUsesCosine(degrees > 0.0 && degrees < 180.0) {}
+        : limit(degrees), cosine(std::cos(degrees / DEGREES_PER_RADIAN)), bUsesCosine(degrees > 0.0 && degrees < 180.0) {}
 
     bool isBelow(const Vector3& a, const Vector3& b) const {
         const int side = getSide(a, b);
@@ -38,7 +39,6 @@ public:
     }
 
 private:
-    static constexpr double DEGREES = 57.295779513;
     static constexpr double UNSURE = 1e-9;  // far above the rounding of dot product and arc
 
     /// -1 below the limit, 1 above, 0 for both can't be told.
@@ -50,30 +50,6 @@ private:
 
     double limit, cosine;
     bool bUsesCosine;
-};
-
-/// Second moments of offsets.
-struct Moments {
-    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
-
-    void add(const Vector3& d) {
-        xx += d.x() * d.x();
-        xy += d.x() * d.y();
-        xz += d.x() * d.z();
-        yy += d.y() * d.y();
-        yz += d.y() * d.z();
-        zz += d.z() * d.z();
-    }
-    /// The direction of least extent, not normalised; zero when the offsets span no plane.
-    Vector3 getNormal() const {
-        const double detX = yy * zz - yz * yz;
-        const double detY = xx * zz - xz * xz;
-        const double detZ = xx * yy - xy * xy;
-        if (detX >= detY && detX >= detZ) return {detX, xz * yz - zz * xy, xy * yz - xz * yy};
-        if (detY >= detX && detY >= detZ) return {xz * yz - zz * xy, detY, xy * xz - xx * yz};
-        ASSEX(detZ>=detX && detZ>=detY);
-        return {xy * yz - xz * yy, xy * xz - xx * yz, detZ};
-    }
 };
 
 /// The area of the fan of links: half the cross products of the first offset with each other one.

@@ -10,13 +10,13 @@
 #include <utility>
 
 #include "CMesh.h"
+#include "Moments.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-constexpr double DEGREES_PER_RADIAN = 57.295779513;
 constexpr double PI = 3.14159265359;
 constexpr double LARGEST = std::numeric_limits<double>::max();
 
@@ -93,11 +93,6 @@ double normalTurn(const Point3& p, const Point3& next, const Point3& previous, c
 
 namespace {
 
-// Sums of products of the offsets from the centroid: the upper half of the symmetric 3x3 matrix of the points.
-struct Moments {
-    double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
-};
-
 // Summed as offsets from the first point: the mean of copies of one point is that point exactly, and a cloud far from the
 // origin loses no digits.
 Point3 meanOf(const std::vector<Point3*>& vPoints) {
@@ -108,41 +103,15 @@ Point3 meanOf(const std::vector<Point3*>& vPoints) {
     return origin + sum / static_cast<double>(vPoints.size());
 }
 
-Moments momentsAround(const Point3& centroid, const std::vector<Point3*>& vPoints) {
-    Moments m;
-    for (const Point3* p : vPoints) {
-        const Vector3 r = *p - centroid;
-        m.xx += r.x() * r.x();
-        m.xy += r.x() * r.y();
-        m.xz += r.x() * r.z();
-        m.yy += r.y() * r.y();
-        m.yz += r.y() * r.z();
-        m.zz += r.z() * r.z();
-    }
-    return m;
-}
-
-// A normal of the least-squares plane. Its component along the axis of the largest determinant is set to 1 and the two
-// equations of the other axes are solved, all times the determinant. The largest one makes that system well conditioned; it
-// is 0.0 when the points lie on one line.
-Vector3 rawNormal(const Moments& m) {
-    const double detX = m.yy * m.zz - m.yz * m.yz;
-    const double detY = m.xx * m.zz - m.xz * m.xz;
-    const double detZ = m.xx * m.yy - m.xy * m.xy;
-    if (detX >= detY && detX >= detZ) return {detX, m.xz * m.yz - m.xy * m.zz, m.xy * m.yz - m.xz * m.yy};
-    if (detY >= detX && detY >= detZ) return {m.xz * m.yz - m.xy * m.zz, detY, m.xy * m.xz - m.xx * m.yz};
-    if (!(detZ >= detX && detZ >= detY))
-        std::cout << "detX=" + toString(detX) + " detY=" + toString(detY) + " detZ=" + toString(detZ) + "\n" << std::flush;
-    ASSEX(detZ>=detX && detZ>=detY);
-    return {m.xy * m.yz - m.xz * m.yy, m.xy * m.xz - m.xx * m.yz, detZ};
-}
-
 }  // namespace
 
 bool estimateNNV(const std::vector<Point3*>& vPoints, Vector3& nv, Point3& centroid) {
     if (vPoints.size() < 3) return false;
     const Point3 mean = meanOf(vPoints);
-    const Vector3 raw = rawNormal(momentsAround(mean, vPoints));
+    Moments moments;
+    for (const Point3* p : vPoints)
+        moments.add(*p - mean);
+    const Vector3 raw = moments.getNormal();
     if (raw.isDegenerate()) return false;
     nv = normalize(raw);
     centroid = mean;

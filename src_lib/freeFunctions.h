@@ -19,6 +19,9 @@ namespace TARN_KEL {
 
 class CMesh;
 
+/// From radians to degrees, wherever angles are turned.
+constexpr double DEGREES_PER_RADIAN = 57.295779513;
+
 // ---- Geometry -----------------------------------------------------------------------------------------------------------
 
 /// The vector divided by its length; the zero vector when the length isn't above 0.0 (a NaN component, squares that

@@ -1,0 +1,61 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <vector>
+
+#include "Calc.h"
+#include "Rotx.h"
+
+namespace TARN_KEL {
+
+class CMesh;
+class CPatch;
+class CTriangle;
+
+/// Takes out of a patch what can't belong to one sheet with a triangle that is known to be good.
+///
+/// The good part grows from that triangle over manifold edges, and its members come to agree with it in orientation. What it
+/// doesn't reach leaves the patch, has no patch then, and is killed by killRemovedT(). Members must be alive and have the
+/// patch as their own. Both ways of growing are linear up to look-ups in sets and sort the members by address.
+class Inspector {
+public:
+    /// Nothing is owned: the mesh and the caller's list of its patches must outlive this object.
+    Inspector(CMesh* pCMesh, std::vector<CPatch*>& vPatches);
+
+    /// Some edge has more than two members of the patch on it. O(n log n).
+    bool isBad(CPatch* pTestPatch) const;
+    /// Leaves a patch that isn't bad alone; else cuts it down to what grows from pGoodT without coming near itself, and what
+    /// lies smoothly against that.
+    void keepGoodPart(CPatch* pTestPatch, CTriangle* pGoodT);
+    /// Cuts the patch down to what grows from pGoodT up to the vertices of sBorder. With an empty set that is all that
+    /// manifold edges connect with pGoodT. A triangle that is reached over an edge with one end in sBorder is turned over
+    /// where needed, but isn't kept. A way to a triangle of another patch is an assertion.
+    void keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT, const std::set<VCD>& sBorder);
+    /// Kills the removed triangles.
+    void killRemovedT();
+
+    // ---- Steps of keepGoodPart
+
+    /// Inserts pairs of vertices, both ways round, that lie in one dual cube while no edges within the cube join them: on
+    /// different sheets. Looks at cubes that have more than four corners of members, a vertex counted once a member.
+    void getOppositeMap(std::multimap<VCD, VCD>& mmOpposite, const CPatch* pTestPatch) const;
+    /// Keeps the part that grows from pGoodT and never takes a triangle with a corner that is the opposite of an earlier
+    /// one's; then giveBack() on the rest.
+    void splitFromT(const std::multimap<VCD, VCD>& mmOpposite, CPatch* pTestPatch, CTriangle* pGoodT);
+    /// Returns those connected pieces of vT to the patch, out of vT, that fold against it nowhere by more than 160 degrees
+    /// and by 120 at most in the mean. The triangles of vT have no patch. vT is sorted by pointer afterwards.
+    void giveBack(std::vector<CTriangle*>& vT, CPatch* pTestPatch) const;
+
+    CMesh* pCMesh;
+    Calc* pCalc;
+    std::vector<CPatch*>* pvPatches;
+    Rotx rotx;
+    std::vector<CTriangle*> vRemovedT;  ///< the triangles decided to be removed, not owned
+
+private:
+    std::vector<CTriangle*> cutDownTo(CPatch* pTestPatch, std::vector<CTriangle*>& vKept) const;
+    bool liesSmoothly(const std::vector<CTriangle*>& vPiece, const CPatch* pTestPatch) const;
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,58 @@
+#pragma once
+
+#include <map>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+
+namespace TARN_KEL {
+
+class CEdge;
+class CMesh;
+class CTriangle;
+
+/// The order in which the triangles on an edge follow each other in a turn round it, from a table.
+///
+/// The corners of an extracted triangle are cells one step apart at most, so up to a shift there are few edges and few third
+/// corners. All of them are put in order once; a look-up then gives the place of a triangle round its edge without touching
+/// a coordinate. The turn is right-handed about the direction in which the triangle of reference has the edge, so the
+/// triangle behind it is the first one met on the side to which its normal points.
+///
+/// The table doesn't depend on the mesh. Building it takes a fraction of a millisecond.
+class Rotx {
+public:
+    /// The mesh stays the caller's. With bDev the table is built; without it there is none.
+    Rotx(CMesh* pCMesh, bool bDev);
+
+    /// Sorts pCE->vCT: pRefCT, which must be alive and on the edge, then the others in the order of the turn. False, and a
+    /// line, when two triangles lie in the same direction; these stand in order of creation. Every triangle stays on the
+    /// edge. Corners more than a step apart are an assertion. O(n log n) for n triangles on the edge.
+    bool sortStar(CTriangle* pRefCT, CEdge* pCE);
+    /// The place of t in the turn about the direction from r0 to r1, from 0; equal places are equal directions. The two
+    /// cells of {1, 2} cubed must differ, and t be a neighbour of both (assertion).
+    int getIdx(RCD r0, RCD r1, RCD t) const;
+
+    // ---- Steps of building the table
+
+    /// Replaces vThird by the cells that touch both r0 and r1, ascending. The two must share a corner (assertion).
+    void createThirdRCDs(RCD r0, RCD r1, VRCD& vThird) const;
+    /// Replaces vSorted by the cells of vThird, the first of which gives the direction 0, with their angles in degrees, 0 to
+    /// below 360, ascending.
+    void sortThirdRCDs(RCD r0, RCD r1, const VRCD& vThird, std::vector<std::pair<double, RCD>>& vSorted) const;
+    /// Replaces vRCC by the 8 corners of a cell, ascending.
+    static void getSortedRCDCorners(RCD rcd, VRCC& vRCC);
+
+    CMesh* pCMesh;  ///< not owned
+    bool bDev;
+    Calc* pCalc;                                       ///< of the mesh, not owned
+    std::set<std::pair<RCD, RCD>> sEdges;              ///< all ordered pairs of different cells of {1, 2} cubed
+    std::map<unsigned long long, int> mEncoded2Index;  ///< r0, r1 and t packed into one key, to the place
+
+private:
+    void createTable();
+    int placeOf(const CTriangle& ct, VCD a, VCD b) const;
+};
+
+}  // namespace TARN_KEL

@@ -1,19 +1,40 @@
 #pragma once
 
+#include <cstddef>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
 #include "Calc.h"
+#include "Random.h"
 
 namespace TARN_KEL {
 
+class CEdge;
 class CMesh;
+class CPatch;
+class CTriangle;
+class Progress;
 class Voro;
 
-/// Repairs a coarse mesh as the extractor made it until the fine mesh can be built from it.
+/// Repairs a coarse mesh as the extractor made it until the fine mesh can be built from it: no degenerate triangles, one
+/// diagonal a square, no thin double sheets and bubbles, no ragged pieces at borders, few non-manifold edges (MEs), the
+/// triangles of a sheet oriented alike. MEs that no rule resolves stay.
 ///
-/// The passes aren't built yet: each finaliser says so and leaves the mesh as extracted.
+/// A fixed sequence of passes over one mesh, each of them a simple local rule. A pass walks a list taken at its start and
+/// asks each element again when its turn comes, so what it makes itself is not visited. What can't be repaired is left; only
+/// broken invariants fail (assertions). Passes cost O(n log n), less what is said at one of them.
+///
+/// A run must be open on the thread for the finalisers, cbsComplete and patchPairSolving: they report progress. An object
+/// lives for one run and keeps nothing between passes but the mesh. The marks on triangles are scratch: a pass may leave
+/// any.
 class Top {
 public:
     /// Neither is owned; both must outlive this object.
     Top(CMesh* pCMesh, Calc* pCalc);
+
+    // ---- The sequences. pVoro: the one that made the mesh, in a state to extract again; not owned.
 
     /// The whole repair for a point cloud.
     void finalizeReconstructedMesh(Voro* pVoro);
@@ -22,8 +43,87 @@ public:
     /// The repair for melted input.
     void finalizeOneMelted(Voro* pVoro);
 
+    // ---- Their passes
+
+    /// Leaves one diagonal in squares of four cells in a grid plane that have triangles on both: the crossing one of a
+    /// two-triangle diagonal, with a triangle on either side. New ones that are degenerate are treated at once.
+    void unifyDiagonals();
+    /// Takes flat triangles out: splits their neighbours, or else moves one of their corners. Where neither can be done it
+    /// warns and leaves the triangle.
+    void killDegenerate();
+    /// Extracts again with the dual cubes at borders and at edges of degree 4 completed, then averages the added vertices
+    /// and unifies the diagonals. All pointers to triangles and edges are void afterwards.
+    void cbsComplete(Voro* pVoro);
+    /// Kills the border triangles whose two other edges are MEs; appends the border edges of the others, in key order.
+    void getBordersKillDeg1nn(std::vector<CEdge*>& vBorderCE);
+    /// Folds a triangle with two border edges, whose third is an ME, into the other triangles there; kills one that stands
+    /// alone. Anything else stays, and an edge without exactly one triangle is passed over.
+    void integrateCCD(CEdge* pBorderCE);
+    /// Kills pieces of at most maxNumT triangles that have a long border for their size. A piece goes as far as manifold
+    /// edges lead.
+    void killTinyBorderPatches(int maxNumT);
+    /// Moves vertices that lie exactly where another one does by less than a hundredth of a cell edge, all but the one of
+    /// the lowest code. Warns, and leaves them, where the coordinates are too large for so small a step.
+    void oneCoordTriplePerCCD();
+
+    // ---- Passes beside the sequences
+
+    /// Kills patches that consist of border more or less; returns and prints how many.
+    int removeTinyBorderPatches(std::vector<CPatch*>& vPatches);
+    /// Kills border triangles at MEs, the smallest first, as long as the edge is an ME. O(d^2) at an edge of degree d.
+    void removeBorderTrianglesAtME();
+    /// Kills triangles with an edge of degree below 2 that the flat corners made (8 configurations of a dual cube).
+    void pruneCases();
+    /// Isn't built yet and says so.
+    void fillHoles(Voro* pVoro);
+
+    // ---- Patch pairs: sheets with the same rim. Patches are not owned.
+
+    /// Cuts the mesh into patches, kills the smaller one of each pair on the same rim where it is small, splits or kills
+    /// closed patches. True when it did something; then another pass may find more, and a finite number of passes ends with
+    /// false. bCareful: closed patches that hang on other sheets on both sides stay.
+    bool patchPairSolving(bool bCareful);
+    /// Sets the boundaries, sorts vPatches by them, then by age, and appends to the lists: neighbours in this order with
+    /// equal boundaries as a pair, the rest as closed (no boundary) or open. Of three on one rim the pairs (1, 2) and (2, 3)
+    /// are made, and 3 is open as well. Dead ones are in no list.
+    void getPatchPairs(std::vector<CPatch*>& vPatches, std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs,
+                       std::vector<CPatch*>& vClosedPatches, std::vector<CPatch*>& vOpenPatches);
+    /// Kills the one with fewer triangles, the second when equal, if both are small or the two cover at most a tenth of the
+    /// mesh. True when it did. A patch that is dead counts as smallest.
+    bool solveOnePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea);
+    /// Splits the closed ones among the patches, small ones first, and kills tiny ones without an ME. Sorts the list. True
+    /// when one was split.
+    bool simplifyClosedPatches(std::vector<CPatch*>& vClosedPatches, bool bCareful);
+    /// Kills the patches that have a border edge, each with a warning.
+    void killBoundaryPatches(std::vector<CPatch*>& vPatches);
+
+    /// Another solver, for sheets that MEs have cut into several patches: looks for two groups of patches with the same rim
+    /// among those that hang together. Prints what it does.
+    void solvePatchPairsFrac(std::vector<CPatch*>& vPatches);
+    /// Appends the start patch, which must be alive, and what hangs on it over MEs, but at each edge the largest sheet. Sets
+    /// their boundaries. Always true.
+    bool frac_createCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster);
+    /// Looks for two groups among the patches whose union is closed, merges each and solves the pair. True when a patch was
+    /// killed. The boundaries must be set. False for more than 12 patches: the search takes 3^n steps for n.
+    bool frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea);
+
+    // ---- Orientation
+
+    // ---- Degree three
+
     CMesh* pCMesh;
     Calc* pCalc;
+    std::set<CCD> sFeatureCCD;  ///< vertices on feature lines
+    std::set<CCD> sBorderCCD;   ///< vertices at which walks stop
+
+private:
+    void repairAfterDiagonals(Voro* pVoro);
+    void unifyDiagonal(CEdge* pCE);
+    bool splitOrMove(CTriangle* pCT, int ici);
+    void solvePatchPairs(bool bCareful, Progress* pStep);
+    void tidyBorders(Progress* pStep);
+
+    Random random;  // of oneCoordTriplePerCCD
 };
 
 }  // namespace TARN_KEL

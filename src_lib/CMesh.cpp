@@ -47,11 +47,6 @@ bool hasNaNCoordinate(const Point3& p) {
     return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
 }
 
-Point3* vtxOf(const Bundle* pBundle) {
-    ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
-    return pBundle->pVtx;
-}
-
 // Prints the result of a check.
 bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
     std::cout << "CMesh::" << check << "(" << name << "): ";
@@ -207,6 +202,11 @@ void CMesh::forEachTriangleAt(VCD vcd, Visit&& visit) const {
     Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { visit(poolCT->at(number)); });
 }
 
+bool CMesh::hasIncidentT(VCD vcd) const {
+    const std::uint32_t vertex = findVertex(vcd);
+    return vertex != HashIndex::NONE && !Incidence::isEmpty(poolVertex->at(vertex)->link);
+}
+
 void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
     forEachTriangleAt(vcd, [&vIncT](CTriangle* pCT) { vIncT.push_back(pCT); });
 }
@@ -239,6 +239,11 @@ Bundle* const* CMesh::findEntry(VCD vcd) const {
 
 // The entry of the table is remembered, not the bundle: a map's entries stay where they are, and one that gets another
 // bundle needn't tell anybody.
+Point3* CMesh::vtxOf(const Bundle* pBundle) {
+    ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
+    return pBundle->pVtx;
+}
+
 Point3* CMesh::getVtx(VCD vcd) const {
     const std::uint32_t found = findVertex(vcd);
     if (found == HashIndex::NONE) return vtxOf(*findEntry(vcd));

@@ -226,6 +226,8 @@ private:
 
     template <typename Visit>
     void forEachTriangleAt(VCD vcd, Visit&& visit) const;
+    bool hasIncidentT(VCD vcd) const;
+    static Point3* vtxOf(const Bundle* pBundle);
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
     Bundle* const* findEntry(VCD vcd) const;

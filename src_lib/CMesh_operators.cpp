@@ -97,10 +97,9 @@ void CMesh::hangTriangles(VCD src, VCD trg) {
 }
 
 bool CMesh::canCollapseWithoutDups(VCD src, VCD trg) const {
-    std::vector<CTriangle*> vSrcT, vTrgT;
+    std::vector<CTriangle*> vSrcT;
     getIncidentT(src, vSrcT);
-    getIncidentT(trg, vTrgT);
-    if (vSrcT.empty() || vTrgT.empty()) return false;
+    if (vSrcT.empty() || !hasIncidentT(trg)) return false;
     return std::none_of(vSrcT.begin(), vSrcT.end(), [&](const CTriangle* pCT) {
         if (pCT->has(trg)) return false;
         const CEdge* pRingCE = pCT->getCEdge(pCT->getICI(src));
@@ -197,13 +196,13 @@ void CMesh::averageBundle(Bundle* pBundle) {
     getIncidentCE(pBundle->ccd, vIncCE);
     if (vIncCE.size() < 2) return;
     PointSum real, extra;
-    const Point3* pAnyRingVtx = nullptr;
+    Point3* pAnyRingVtx = nullptr;
     for (const CEdge* pCE : vIncCE) {
         ASSEX(pCE->getDegree()>0);
         const auto q_it = mCCDBundle.find(pCE->getOtherVCD(pBundle->ccd));
         if (q_it == mCCDBundle.end()) continue;
-        pAnyRingVtx = q_it->second->pVtx;
-        (sExtraVtx.count(q_it->second->pVtx) != 0 ? extra : real).add(*pAnyRingVtx);
+        pAnyRingVtx = vtxOf(q_it->second);
+        (sExtraVtx.count(pAnyRingVtx) != 0 ? extra : real).add(*pAnyRingVtx);
     }
     if (real.num < ENOUGH_REAL_NEIGHBOURS) real.add(extra);
 

@@ -72,6 +72,7 @@ CEdge* CTriangle::getCEdge(int i) const {
 }
 
 void CTriangle::getEdgeCCDs(int i, VCD& a, VCD& b) const {
+    ASSEX(i>=0 && i<3);
     a = getCorner((i + 1) % 3);
     b = getCorner((i + 2) % 3);
 }

@@ -282,6 +282,7 @@ void Voro::createMissingT(VCD a, VCD b, VCD c, VCD key, int config) {
 }
 
 void Voro::solveAmbiguousT(std::vector<CCD>& vAmbiguousT) {
+    ASSEX(pCMesh!=NULL);
     ASSEX(vAmbiguousT.size()%8==0);
     for (std::size_t i = 0; i < vAmbiguousT.size(); i += RECORD_SIZE)
         solveOneAmbiguous(&vAmbiguousT[i]);

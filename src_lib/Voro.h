@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <map>
+#include <memory>
 #include <utility>
 #include <vector>
 
@@ -62,7 +63,7 @@ public:
     /// order: each that went changes the answer for the next. Sorts vExtra. vStaticVCD2CCD doesn't follow.
     void removeRemovable(std::vector<CCD>& vRemove, std::vector<CCD>& vExtra);
     /// Another extraction: always into a new mesh, without progress steps, and with pruneCase27() behind it. A mesh that
-    /// wasn't handed out is deleted before.
+    /// wasn't handed out lives on as long as this object: the table may name bundles of it.
     void thinNewExtractTriangles();
     /// Kills the triangles of six configurations of a flat corner that have an edge without another triangle; extractions
     /// make none of these, other builders of the mesh may. Prints the statistics of the mesh before.
@@ -95,6 +96,7 @@ private:
     void createMissingT(VCD a, VCD b, VCD c, VCD key, int config);
     void solveOneAmbiguous(const CCD* record);
 
+    std::vector<std::unique_ptr<CMesh>> vFormerMeshes;
     mutable bool bHandedOut = false;
 };
 

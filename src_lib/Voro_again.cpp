@@ -12,7 +12,7 @@
 // each cell that went weakens its neighbours.
 //
 // The extraction as a whole is made again. The list of (key, cell) is made in linear time, in a small part of the time that
-// the triangles need, so it isn't mended in place; but it is made once, and not at all when no cell has changed.
+// the triangles need, so it isn't mended in place.
 #include "Voro.h"
 
 #include <algorithm>
@@ -51,11 +51,9 @@ bool hasLooseEdge(const CTriangle& ct) {
 CMesh* Voro::meshAgain(std::vector<CCD>& vKeys) {
     VCCD vExtra, vRemove;
     createExtraCCDs_borderFix(vKeys, vExtra, vRemove);
-    const std::size_t numBefore = vCCD.size();
     addCells(vExtra);
-    const std::size_t numWithExtra = vCCD.size();
     removeRemovable(vRemove, vExtra);
-    if (numWithExtra != numBefore || vCCD.size() != numWithExtra) setVCD2CCD();
+    setVCD2CCD();
     fatExtractTriangles();
 
     constexpr double MISSING = std::numeric_limits<double>::max();
@@ -106,7 +104,7 @@ void Voro::removeRemovable(std::vector<CCD>& vRemove, std::vector<CCD>& vExtra) 
 
 void Voro::thinNewExtractTriangles() {
     std::cout << "This is thinNewExtractTriangles" << std::endl;
-    if (!bHandedOut) delete pCMesh;
+    if (!bHandedOut) vFormerMeshes.emplace_back(pCMesh);
     bHandedOut = false;
     pCMesh = nullptr;  // in case that the next one can't be made
     pCMesh = new CMesh(this, pCalc, mCCD2Bundle);
@@ -117,6 +115,7 @@ void Voro::thinNewExtractTriangles() {
 }
 
 void Voro::pruneCase27() {
+    ASSEX(pCMesh!=NULL);
     pCMesh->printStatistics("before pruneCase27()");
     std::array<std::vector<CTriangle*>, 256> buckets;
     for (CTriangle* pCT : pCMesh->getTriRef()) {

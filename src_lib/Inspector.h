@@ -54,7 +54,6 @@ public:
     std::vector<CTriangle*> vRemovedT;  ///< the triangles decided to be removed, not owned
 
 private:
-    std::vector<CTriangle*> cutDownTo(CPatch* pTestPatch, std::vector<CTriangle*>& vKept) const;
     bool liesSmoothly(const std::vector<CTriangle*>& vPiece, const CPatch* pTestPatch) const;
 };
 

@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <map>
 #include <set>
 #include <string>
 #include <utility>
@@ -8,6 +9,7 @@
 
 #include "Calc.h"
 #include "Random.h"
+#include "Rotx.h"
 
 namespace TARN_KEL {
 
@@ -109,12 +111,43 @@ public:
 
     // ---- Orientation
 
+    /// Cuts the triangles of vT into patches at borders and MEs and lets the members of each agree with its first one in vT.
+    /// Those that touch a border or an ME come last; a sheet with one side only keeps edges of disagreement. vPatches must
+    /// be empty and gets the patches, which are the caller's then. Goes on to triangles outside vT unless they are marked.
+    void createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches);
+    /// The same for all triangles; no patch is left.
+    void orient();
+    void resetVisited(std::vector<CTriangle*>& vT);
+
+    // Orientation across MEs, for melted input. Corners must be within one step of each other, as extraction makes them.
+
+    /// Orients what hangs together with the first alive triangle, sharp turns last: at an ME a sheet goes on in the next
+    /// triangle on either side. Inserts the edges of two triangles that still disagree into sFences, those of components
+    /// that it doesn't reach included. No triangle has a patch afterwards. The mesh must have an alive triangle, the first
+    /// one with a normal (assertions).
+    void strategyMST(std::set<CEdge*>& sFences);
+    /// Puts the steps from a triangle over its edge opposite corner ici into mmQueue: to the next triangles on both sides
+    /// that have no patch. The triangle must have one, and a normal.
+    void enqueue(CTriangle* pCT, int ici);
+    /// Grows a patch to the outer skin of the model: from the sheet of getMaxT(), facing outward, over its boundary to the
+    /// sheet met next in a turn on that side. Returns that one of the patches, with what it took over, which is dead then;
+    /// null after a warning when nothing faces along x. The other patches stay. Kills what manifold edges don't connect with
+    /// the first sheet, and with sBorderCCD what lies behind these vertices. Each triangle must have its patch in vPatches.
+    CPatch* patchGrowing(std::vector<CPatch*>& vPatches);
+    /// A triangle of the outside: at the vertex of the largest code, so of the highest x; of those there the one with fewest
+    /// corners at this x, then the oldest, whose coarse normal has an x component. bFlip: it points inward. Null after a
+    /// warning when there is none; no alive triangle at all is an assertion.
+    CTriangle* getMaxT(std::vector<CPatch*>& vPatches, bool& bFlip);
+
     // ---- Degree three
 
     CMesh* pCMesh;
     Calc* pCalc;
     std::set<CCD> sFeatureCCD;  ///< vertices on feature lines
     std::set<CCD> sBorderCCD;   ///< vertices at which walks stop
+    Rotx rotx{pCMesh, true};
+    /// Steps of strategyMST: degrees of turn, from a triangle with a patch to the next. Empty before and after it.
+    std::multimap<float, std::pair<CTriangle*, CTriangle*>> mmQueue;
 
 private:
     void repairAfterDiagonals(Voro* pVoro);
@@ -122,6 +155,8 @@ private:
     bool splitOrMove(CTriangle* pCT, int ici);
     void solvePatchPairs(bool bCareful, Progress* pStep);
     void tidyBorders(Progress* pStep);
+    void enqueueStep(CTriangle* pCT, CTriangle* pNeigT, const Vector3& ownNNV, const std::string& missing);
+    CPatch* findNextSheet(CEdge* pCE, CPatch* pCurrentPatch);
 
     Random random;  // of oneCoordTriplePerCCD
 };

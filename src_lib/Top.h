@@ -17,7 +17,6 @@ class CEdge;
 class CMesh;
 class CPatch;
 class CTriangle;
-class Progress;
 class Voro;
 
 /// Repairs a coarse mesh as the extractor made it until the fine mesh can be built from it: no degenerate triangles, one
@@ -100,7 +99,8 @@ public:
     void killBoundaryPatches(std::vector<CPatch*>& vPatches);
 
     /// Another solver, for sheets that MEs have cut into several patches: looks for two groups of patches with the same rim
-    /// among those that hang together. Prints what it does.
+    /// among those that hang together. Prints what it does. Each patch costs the size of the group it hangs together with,
+    /// as far as that is searched.
     void solvePatchPairsFrac(std::vector<CPatch*>& vPatches);
     /// Appends the start patch, which must be alive, and what hangs on it over MEs, but at each edge the largest sheet. Sets
     /// their boundaries. Always true.
@@ -150,11 +150,12 @@ public:
     std::multimap<float, std::pair<CTriangle*, CTriangle*>> mmQueue;
 
 private:
-    void repairAfterDiagonals(Voro* pVoro);
-    void unifyDiagonal(CEdge* pCE);
+    void finalizeUnified(Voro* pVoro);
+    void solvePatchPairsCarefully();
+    void integrateBorders(const std::vector<CEdge*>& vBorderCE);
+    void refreshPatches();
+    void unifyDiagonal(CEdge* pDiagonalCE);
     bool splitOrMove(CTriangle* pCT, int ici);
-    void solvePatchPairs(bool bCareful, Progress* pStep);
-    void tidyBorders(Progress* pStep);
     void enqueueStep(CTriangle* pCT, CTriangle* pNeigT, const Vector3& ownNNV, const std::string& missing);
     CPatch* findNextSheet(CEdge* pCE, CPatch* pCurrentPatch);
 

@@ -25,6 +25,7 @@
 
 #include "CMesh.h"
 #include "RemoveDecider.h"
+#include "looseTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -40,10 +41,6 @@ constexpr std::array<int, 6> FLAT_CORNERS = {78, 114, 141, 177, 216, 228};
 void appendCells(const std::array<CCD, 8>& cube, int mask, VCCD& vOut) {
     for (std::size_t bit = 0; bit < cube.size(); ++bit)
         if ((mask >> bit & 1) != 0) vOut.push_back(cube[bit]);
-}
-
-bool hasLooseEdge(const CTriangle& ct) {
-    return ct.pCE01->getDegree() < 2 || ct.pCE12->getDegree() < 2 || ct.pCE02->getDegree() < 2;
 }
 
 }  // namespace
@@ -117,16 +114,7 @@ void Voro::thinNewExtractTriangles() {
 void Voro::pruneCase27() {
     ASSEX(pCMesh!=NULL);
     pCMesh->printStatistics("before pruneCase27()");
-    std::array<std::vector<CTriangle*>, 256> buckets;
-    for (CTriangle* pCT : pCMesh->getTriRef()) {
-        if (!pCT->isAlive()) continue;
-        const int cfg = pCT->cfg;
-        ASSEX(cfg<256);
-        buckets[static_cast<std::size_t>(std::max(cfg, 0))].push_back(pCT);
-    }
-    for (const int config : FLAT_CORNERS)
-        for (CTriangle* pCT : buckets[static_cast<std::size_t>(config)])
-            if (hasLooseEdge(*pCT)) pCT->kill(pCMesh);
+    killLooseTriangles(pCMesh, FLAT_CORNERS);
 }
 
 }  // namespace TARN_KEL

@@ -1,0 +1,33 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <span>
+#include <vector>
+
+#include "CMesh.h"
+#include "CTriangle.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+/// Kills the triangles of these configurations of a dual cube that have an edge without another triangle, configuration by
+/// configuration, each in the order of vAllCT. Each is asked when its turn comes. A triangle without a configuration counts
+/// as one of 0. O(n).
+inline void killLooseTriangles(CMesh* pCMesh, std::span<const int> configs) {
+    std::array<std::vector<CTriangle*>, 256> buckets;
+    for (CTriangle* pCT : pCMesh->getTriRef()) {
+        if (!pCT->isAlive()) continue;
+        const int cfg = pCT->cfg;
+        ASSEX(cfg<256);
+        buckets[static_cast<std::size_t>(cfg < 0 ? 0 : cfg)].push_back(pCT);
+    }
+    const auto isLoose = [](const CTriangle* pCT) {
+        return pCT->pCE01->getDegree() < 2 || pCT->pCE12->getDegree() < 2 || pCT->pCE02->getDegree() < 2;
+    };
+    for (const int config : configs)
+        for (CTriangle* pCT : buckets[static_cast<std::size_t>(config)])
+            if (isLoose(pCT)) pCT->kill(pCMesh);
+}
+
+}  // namespace TARN_KEL

@@ -87,6 +87,9 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
     folder.write("copy.xyz", "0 0 0\n1 0 0\n0 1 0\n");
     folder.write("empty.xyz", "");
+    folder.write("empty.stl", "");
+    folder.write("text.stl", "no triangle\n");
+    folder.write("good.stl", "outer loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\n");
     folder.write("text.xyz", "no number\n");
     folder.write("bad.ply", "no header\n");
     folder.write("bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12));
@@ -126,6 +129,19 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "reconstruct scan.bin o.ply --quiet --spacing 1e-9",
                                              "spacing none.xyz",
                                              "spacing empty.xyz",
+                                             "spacing scan.bin --json scan.bin",
+                                             "info",
+                                             "info none.ply",
+                                             "info scan.bin",
+                                             "info bad.ply",
+                                             "info empty.stl",
+                                             "info text.stl",
+                                             "info good.stl --within 1",
+                                             "info good.stl --reference none.xyz",
+                                             "info good.stl --reference text.xyz",
+                                             "info good.stl --reference good.xyz --within 0",
+                                             "info good.stl --json good.stl",
+                                             "info good.stl --reference good.xyz --json good.xyz",
                                              "scan pear o.bin --points 10",
                                              "scan sphere o.bin",
                                              "scan sphere o.stl --points 10",
@@ -157,6 +173,25 @@ TEST_F(ProgramTest, failsWhenStandardOutputIsFull) {
     const std::string command =
         "cd '" + folder.path("") + "' && '" KEL_PROGRAM "' spacing good.xyz >/dev/full 2>'" + logs.path("err") + "'";
     EXPECT_NE(std::system(command.c_str()), 0);
+}
+
+TEST_F(ProgramTest, tellsHowGoodAMeshIs) {
+    ASSERT_EQ(run("scan torus scan.bin --points 20000 --seed 3").status, 0);
+    for (const std::string mesh : {"mesh.ply", "mesh.stl"}) {
+        ASSERT_EQ(run("reconstruct scan.bin " + mesh).status, 0);
+        const Outcome outcome = run("info " + mesh + " --quiet --reference scan.bin --within 1e-9 --json report.json");
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(outcome.err, "");
+        const std::string report = folder.read("report.json");
+        for (const char* part : {"\"points\": 20000", "\"degree1\": 0", "\"degree3\": 0", "\"components\": 1",
+                                 "\"eulerCharacteristic\": 0", "\"borderLoops\": 0", "\"degenerateTriangles\": 0",
+                                 "\"shareWithinAverageEdge\": 1.0", "\"within\": 1e-09", "\"shareWithin\": 0.0"})
+            EXPECT_EQ(countIn(report, part), 1) << part << report;
+        for (const char* part : {"1: 0, 2: ", "Euler characteristic      0\n", "border loops              0\n",
+                                 "within an average edge    100% ", "within the given length   0% "})
+            EXPECT_EQ(countIn(outcome.out, part), 1) << part << outcome.out;
+    }
+    EXPECT_EQ(countIn(run("info mesh.stl").out, "distance"), 0);
 }
 
 TEST_F(ProgramTest, printsTheSpacingAlone) {
@@ -216,7 +251,8 @@ TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
 }
 
 TEST_F(ProgramTest, explainsItself) {
-    for (const std::string arguments : {"--help", "reconstruct --help", "spacing --help", "scan --help", "--version"}) {
+    for (const std::string arguments :
+         {"--help", "reconstruct --help", "info --help", "spacing --help", "scan --help", "--version"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 0) << arguments;
         EXPECT_EQ(outcome.err, "") << arguments;

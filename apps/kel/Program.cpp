@@ -12,7 +12,7 @@
 #include <optional>
 
 #include "LibraryText.h"
-#include "MeshFigures.h"
+#include "MeshAnalysis.h"
 #include "ProgressBar.h"
 
 using namespace TARN_KEL;
@@ -44,14 +44,27 @@ bool isObj(const std::string& filename) {
     return extension == ".obj" || extension == ".OBJ" || extension == ".Obj";
 }
 
-bool isMeshFile(const std::string& filename) {
+bool isTriangleFile(const std::string& filename) {
     const int type = getFileType(filename);
-    return type == FT_PLY || type == FT_STL || isObj(filename);
+    return type == FT_PLY || type == FT_STL;
+}
+
+bool isMeshFile(const std::string& filename) {
+    return isTriangleFile(filename) || isObj(filename);
 }
 
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code noFile;
     return fs::equivalent(a, b, noFile) || fs::path(a).lexically_normal() == fs::path(b).lexically_normal();
+}
+
+/// Fails where it is plain before any work that a file of that name can't be read. kinds: the text on what isOfKind accepts.
+void requireReadable(const std::string& filename, bool (*isOfKind)(const std::string&), const std::string& kinds) {
+    if (!fs::exists(filename)) throw Failure("There is no file " + filename);
+    if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
+    if (!isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
+    if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
+    if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
 }
 
 /// Fails where it is plain before any work that a file of that name can't be written.
@@ -80,9 +93,19 @@ bool writeObj(const std::string& filename, const MeshPtr& pMesh) {
     return !failure;
 }
 
+std::vector<Point3> cornersOf(const Mesh& mesh) {
+    std::vector<Point3*> vPointers;
+    mesh.getTriangles(vPointers);
+    std::vector<Point3> vCorners;
+    vCorners.reserve(vPointers.size());
+    for (const Point3* p : vPointers)
+        vCorners.push_back(*p);
+    return vCorners;
+}
+
 std::string figuresText(const MeshFigures& figures) {
     return std::to_string(figures.numVertices) + " vertices, " + std::to_string(figures.numTriangles) + " triangles, " +
-           std::to_string(figures.numBorderEdges) + " border edges, " + std::to_string(figures.numNonManifoldEdges) +
+           std::to_string(figures.vNumEdges[0]) + " border edges, " + std::to_string(figures.numNonManifoldEdges()) +
            " non-manifold edges, " + std::to_string(figures.numComponents) + " component(s)";
 }
 
@@ -97,39 +120,40 @@ void Program::addCommonOptions(CLI::App& command) {
 }
 
 void Program::requirePointInput(const std::string& filename) {
-    if (!fs::exists(filename)) throw Failure("There is no file " + filename);
-    if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
-    if (!isPointFile(filename))
-        throw Failure("Points are read from .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
-    if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
-    if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
+    requireReadable(filename, isPointFile, "Points are read from .xyz, .txt, .asc, .bin or .ply");
+}
+
+void Program::requireMeshInput(const std::string& filename) {
+    requireReadable(filename, isTriangleFile, "Triangles are read from .ply or .stl");
 }
 
 void Program::requirePointOutput(const std::string& filename) const {
     if (!isPointFile(filename))
         throw Failure("Points are written as .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
     requireWritable(filename);
-    requireReport();
-    if (isSameFile(jsonFile, filename)) throw Failure("The report would overwrite " + filename);
+    requireReport({filename});
 }
 
 void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
     if (!isMeshFile(filename)) throw Failure("A mesh is written as .ply, .stl or .obj, which " + filename + " isn't");
     requireWritable(filename);
-    requireReport();
+    requireReport({filename, input});
     if (isSameFile(filename, input)) throw Failure("The mesh would overwrite the input " + input);
-    if (isSameFile(jsonFile, filename) || isSameFile(jsonFile, input))
-        throw Failure("The report would overwrite " + jsonFile);
 }
 
-void Program::requireReport() const {
-    if (!jsonFile.empty()) requireWritable(jsonFile);
+void Program::requireReport(const std::vector<std::string>& vFiles) const {
+    if (jsonFile.empty()) return;
+    requireWritable(jsonFile);
+    for (const std::string& file : vFiles)
+        if (isSameFile(jsonFile, file)) throw Failure("The report would overwrite " + file);
 }
 
 void Program::noteTime(const std::string& name, const std::function<void()>& work) {
     const auto start = std::chrono::steady_clock::now();
     work();
-    json["seconds"][name] = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    nlohmann::ordered_json& noted = json["seconds"][name];
+    noted = (noted.is_null() ? 0.0 : noted.get<double>()) + seconds;
     json["peakMegabytes"] = peakMemory();
 }
 
@@ -152,12 +176,23 @@ void Program::fileStep(const std::string& name, const std::string& failure, cons
     text.release();
 }
 
-std::vector<Point3> Program::readPoints(std::string filename) {
+std::vector<Point3> Program::readPoints(std::string filename, const std::string& role) {
     std::vector<Point3> vPoints;
     fileStep("read", "Can't read points from " + filename, [&] { return readPoints_auto(filename, vPoints); });
     if (vPoints.empty()) throw Failure("There is no point in " + filename);
-    json["input"] = {{"file", filename}, {"points", vPoints.size()}};
+    json[role] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
+}
+
+std::vector<Point3> Program::readTriangles(const std::string& filename) {
+    std::vector<Point3> vCorners;
+    fileStep("read", "Can't read triangles from " + filename, [&] {
+        return getFileType(filename) == FT_STL ? readSTL_ASCII(filename.c_str(), vCorners)
+                                               : readPly(filename.c_str(), false, vCorners);
+    });
+    if (vCorners.empty()) throw Failure("There is no triangle in " + filename);
+    json["input"] = {{"file", filename}, {"triangles", vCorners.size() / 3}};
+    return vCorners;
 }
 
 void Program::writePoints(std::string filename, std::vector<Point3>& vPoints) {
@@ -173,7 +208,7 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh) {
              [&] { return isObj(filename) ? writeObj(filename, pMesh) : writeMesh_auto(filename, pMesh, false); });
     json["output"] = {{"file", filename}};
     if (bQuiet && jsonFile.empty()) return;  // nobody asks for the figures
-    const MeshFigures figures = measureMesh(*pMesh);
+    const MeshFigures figures = measureMesh(unifiedCorners(cornersOf(*pMesh)));
     json["mesh"] = figures.toJson();
     say(filename + ": " + figuresText(figures));
 }

@@ -29,19 +29,23 @@ public:
 
     /// Fails unless points can be read from a file of that name.
     static void requirePointInput(const std::string& filename);
+    /// Fails unless triangles can be read from a file of that name.
+    static void requireMeshInput(const std::string& filename);
     /// Fails unless points can be written under that name.
     void requirePointOutput(const std::string& filename) const;
     /// Fails unless a mesh can be written under that name and no input is lost by it.
     void requireMeshOutput(const std::string& filename, const std::string& input) const;
-    /// Fails unless the report can be written where --json wants it.
-    void requireReport() const;
+    /// Fails unless the report can be written where --json wants it and overwrites none of these files.
+    void requireReport(const std::vector<std::string>& vFiles) const;
 
-    /// Runs a piece of work that calls the library and notes under that name how long it took. Draws a progress bar on
-    /// standard error when that is a terminal. A KelBugException becomes a Failure.
+    /// Runs a piece of work that calls the library and adds to the seconds under that name how long it took. Draws a
+    /// progress bar on standard error when that is a terminal. A KelBugException becomes a Failure.
     void step(const std::string& name, const std::function<void()>& work);
 
-    /// The points of a file; fails when it can't be read or holds none.
-    std::vector<TARN_KEL::Point3> readPoints(std::string filename);
+    /// The points of a file; fails when it can't be read or holds none. role: its entry in the report.
+    std::vector<TARN_KEL::Point3> readPoints(std::string filename, const std::string& role = "input");
+    /// The triangles of a file, three corners each; fails when it can't be read or holds none.
+    std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints);
     /// Writes a mesh and notes its figures.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);

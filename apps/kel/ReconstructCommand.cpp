@@ -9,7 +9,7 @@ namespace {
 struct ReconstructOptions {
     std::string in;
     std::string out;
-    double factor = 1.0;
+    double factor = 1.1;
     double spacing = -1.0;  // not above 0: estimated
     bool bLaplacian = false;
     int numGrowSteps = -1;

@@ -9,7 +9,7 @@ namespace {
 
 void estimateSpacing(const std::string& in, Program& program) {
     Program::requirePointInput(in);
-    program.requireReport();
+    program.requireReport({in});
     std::vector<Point3> vPoints = program.readPoints(in);
     double spacing = -1.0;
     program.step("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });

@@ -5,6 +5,7 @@
 
 #include "Program.h"
 
+void addInfoCommand(CLI::App& app, Program& program);
 void addReconstructCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
 void addSpacingCommand(CLI::App& app, Program& program);

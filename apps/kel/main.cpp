@@ -32,6 +32,7 @@ int runProgram(int argc, char** argv) {
     app.require_subcommand(1);
     Program program;
     addReconstructCommand(app, program);
+    addInfoCommand(app, program);
     addSpacingCommand(app, program);
     addScanCommand(app, program);
     try {

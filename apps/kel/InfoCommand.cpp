@@ -1,0 +1,95 @@
+#include <memory>
+#include <sstream>
+
+#include "MeshAnalysis.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+struct InfoOptions {
+    std::string mesh;
+    std::string reference;  // empty: none
+    double within = -1.0;   // not above 0: not asked
+};
+
+/// A name and its values, in columns.
+template <typename... Values>
+void printFigure(const std::string& name, const Values&... values) {
+    constexpr std::size_t WIDTH = 26;
+    std::ostringstream line;
+    line << name << std::string(name.size() < WIDTH ? WIDTH - name.size() : 1, ' ');
+    (line << ... << values);
+    Program::print(line.str());
+}
+
+void printMesh(const MeshFigures& f) {
+    printFigure("vertices", f.numVertices, " (", f.numPinchedVertices, " pinched)");
+    printFigure("triangles", f.numTriangles, " (", f.numDegenerate, " degenerate, ", f.numDuplicates, " duplicate)");
+    if (f.numNotFinite > 0) printFigure("triangles left out", f.numNotFinite, " (a coordinate isn't finite)");
+    printFigure("edges by degree", "1: ", f.vNumEdges[0], ", 2: ", f.vNumEdges[1], ", 3: ", f.vNumEdges[2],
+                ", 4: ", f.vNumEdges[3], ", more: ", f.vNumEdges[4]);
+    printFigure("average edge length", f.averageEdgeLength);
+    printFigure("orientation conflicts", f.numOrientationConflicts);
+    printFigure("components", f.numComponents, " (", f.numPieces, " joined by edges)");
+    printFigure("Euler characteristic", f.eulerCharacteristic);
+    printFigure("border loops", f.numBorderLoops);
+    printFigure("closed pieces", f.numOutward, " outward, ", f.numInward, " inward, ", f.numUnclear, " unclear");
+    if (f.numOutward + f.numInward > 0) printFigure("volume", f.volume);
+}
+
+void printDistances(const CloudDistances& d) {
+    printFigure("distance to the points", "max ", d.max, ", mean ", d.mean, ", 99% within ", d.quantile99);
+    printFigure("within an average edge", 100.0 * d.shareWithinAverageEdge, "% of the vertices");
+    if (d.within) printFigure("within the given length", 100.0 * *d.shareWithinAsked, "% of the vertices");
+}
+
+/// The reference's points; those that aren't finite are left out and counted in the report.
+std::vector<Point3> readReference(const std::string& filename, Program& program) {
+    std::vector<Point3> vCloud = program.readPoints(filename, "reference");
+    program.report()["reference"]["notFinite"] = std::erase_if(vCloud, [](const Point3& p) { return !isFinite(p); });
+    if (vCloud.empty()) throw Failure("There is no point with finite coordinates in " + filename);
+    return vCloud;
+}
+
+void info(const InfoOptions& options, Program& program) {
+    const bool bReference = !options.reference.empty();
+    Program::requireMeshInput(options.mesh);
+    if (bReference) Program::requirePointInput(options.reference);
+    program.requireReport({options.mesh, options.reference});
+
+    const IndexedTriangles mesh = unifiedCorners(program.readTriangles(options.mesh));
+    if (mesh.vTriangles.empty()) throw Failure("There is no triangle with finite coordinates in " + options.mesh);
+    const std::vector<Point3> vCloud = bReference ? readReference(options.reference, program) : std::vector<Point3>();
+
+    MeshFigures figures;
+    program.step("measure", [&] { figures = measureMesh(mesh); });
+    program.report()["mesh"] = figures.toJson();
+    printMesh(figures);
+    if (!bReference) return;
+
+    CloudDistances distances;
+    const auto within = options.within > 0.0 ? std::optional(options.within) : std::nullopt;
+    program.step("measure",
+                 [&] { distances = measureDistances(mesh.vVertices, vCloud, figures.averageEdgeLength, within); });
+    program.report()["distances"] = distances.toJson();
+    printDistances(distances);
+}
+
+}  // namespace
+
+void addInfoCommand(CLI::App& app, Program& program) {
+    auto pOptions = std::make_shared<InfoOptions>();
+    CLI::App& command = *app.add_subcommand("info", "Print the figures of a mesh: topology, orientation, faults, distances");
+    command.add_option("MESH", pOptions->mesh, "Triangles: .ply or ASCII .stl")->required();
+    CLI::Option* pReference = command.add_option("--reference", pOptions->reference,
+                                                 "Points from which the distances of the vertices are taken: .xyz, .txt, "
+                                                 ".asc, .bin or .ply");
+    command
+        .add_option("--within", pOptions->within, "Tell which share of the vertices is no farther than this from the points")
+        ->check(positiveNumber)
+        ->needs(pReference);
+    program.addCommonOptions(command);
+    command.callback([pOptions, &program] { info(*pOptions, program); });
+}

@@ -1,0 +1,385 @@
+// All topology follows from one sorted list: the sides of all triangles, equal edges beside each other. Sets that are joined
+// edge by edge give the rest:
+//
+//   pieces      triangles, joined along every edge
+//   fans        corners, joined along every edge at both of its ends with the corner of the next triangle at that vertex
+//   loops       border edges, joined where their ends belong to one fan: the loops that are there once every vertex is split
+//               into its fans
+//   components  vertices, joined by every triangle
+//
+// None of it asks how the triangles are oriented or how many meet at an edge, so it holds on any soup.
+#include "MeshAnalysis.h"
+
+#include <algorithm>
+#include <bit>
+#include <cmath>
+#include <limits>
+#include <numeric>
+#include <span>
+#include <stdexcept>
+#include <utility>
+
+#include "PointTree.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+using Index = std::uint32_t;
+using Triangle = IndexedTriangles::Triangle;
+
+constexpr Index NONE = std::numeric_limits<Index>::max();
+
+/// Numbers places from 0 in the order in which they come first, the same number for equal ones.
+class PlaceNumbers {
+public:
+    PlaceNumbers(std::size_t maxPlaces, std::vector<Point3>& places)
+        : vSlot(std::bit_ceil(2 * maxPlaces + 1), NONE), vPlaces(places) {}
+
+    Index numberOf(const Point3& p) {
+        const std::size_t mask = vSlot.size() - 1;
+        std::size_t slot = hash(p) & mask;
+        while (vSlot[slot] != NONE && vPlaces[vSlot[slot]] != p)
+            slot = (slot + 1) & mask;
+        if (vSlot[slot] == NONE) {
+            vSlot[slot] = static_cast<Index>(vPlaces.size());
+            vPlaces.push_back(p);
+        }
+        return vSlot[slot];
+    }
+
+private:
+    static std::size_t hash(const Point3& p) {
+        std::uint64_t h = 0;
+        for (const double value : {p.x(), p.y(), p.z()}) {
+            h = (h ^ std::bit_cast<std::uint64_t>(value + 0.0)) * 0x9E3779B97F4A7C15;  // -0.0 is 0.0
+            h ^= h >> 32;
+        }
+        return h;
+    }
+
+    std::vector<Index> vSlot;      // a number, or NONE; at most half of them are taken
+    std::vector<Point3>& vPlaces;  // of each number
+};
+
+/// Disjoint sets with path halving; the least member stands for its set.
+class Sets {
+public:
+    explicit Sets(std::size_t size) : vParent(size), count(size) { std::iota(vParent.begin(), vParent.end(), 0); }
+    void join(Index a, Index b) {
+        const auto [low, high] = std::minmax({root(a), root(b)});
+        if (low == high) return;
+        vParent[high] = low;
+        --count;
+    }
+    Index root(Index i) {
+        while (vParent[i] != i)
+            i = vParent[i] = vParent[vParent[i]];
+        return i;
+    }
+    std::size_t numSets() const { return count; }
+
+private:
+    std::vector<Index> vParent;
+    std::size_t count;
+};
+
+/// The side of a triangle that begins at a corner. Corner 3 t + k is the k-th of triangle t.
+struct Side {
+    std::uint64_t edge;  // lower vertex in front, higher vertex behind
+    Index corner;
+
+    Index lowVertex() const { return static_cast<Index>(edge >> 32); }
+    Index highVertex() const { return static_cast<Index>(edge); }
+    Index triangle() const { return corner / 3; }
+    Index endCorner() const { return corner % 3 == 2 ? corner - 2 : corner + 1; }
+    bool operator<(const Side& s) const { return edge != s.edge ? edge < s.edge : corner < s.corner; }
+};
+using Sides = std::span<const Side>;
+
+bool hasEqualCorners(const Triangle& t) {
+    return t[0] == t[1] || t[1] == t[2] || t[2] == t[0];
+}
+
+/// Scaled by the longest side first, so that the size of the mesh doesn't count.
+bool isFlat(const Point3& a, const Point3& b, const Point3& c) {
+    constexpr double LEAST_HEIGHT = 1e-6;  // coordinates in single precision hide anything less
+    const double longest = std::max({(b - a).length(), (c - b).length(), (a - c).length()});
+    return !(crossProduct((b - a) / longest, (c - a) / longest).length() > LEAST_HEIGHT);
+}
+
+/// The topology of triangles that have three different corners.
+class Topology {
+public:
+    Topology(const std::vector<Point3>& vertices, std::vector<Triangle> triangles)
+        : vVertices(vertices), vTriangles(std::move(triangles)) {
+        sortSides();
+    }
+    void measure(MeshFigures& figures) const {
+        countDuplicates(figures);
+        measureEdges(figures);
+        countComponents(figures);
+        measureFans(figures);
+        measurePieces(figures);
+    }
+
+private:
+    struct Piece {
+        bool bClosed = true;
+        bool bOriented = true;
+        double volume = 0.0;
+        double absVolume = 0.0;  // of all its parts: the measure of rounding
+    };
+
+    Index vertexOf(Index corner) const { return vTriangles[corner / 3][corner % 3]; }
+    bool isForward(const Side& side) const { return vertexOf(side.corner) == side.lowVertex(); }
+    Index lowCorner(const Side& side) const { return isForward(side) ? side.corner : side.endCorner(); }
+    Index highCorner(const Side& side) const { return isForward(side) ? side.endCorner() : side.corner; }
+
+    void sortSides();
+    /// Calls visit(Sides) for each edge with all its sides.
+    template <typename Visit>
+    void forEachEdge(Visit&& visit) const;
+
+    void countDuplicates(MeshFigures& figures) const;
+    void measureEdges(MeshFigures& figures) const;
+    void countComponents(MeshFigures& figures) const;
+    void measureFans(MeshFigures& figures) const;
+    std::size_t countLoops(Sets& fans) const;
+    void measurePieces(MeshFigures& figures) const;
+    void addVolumes(Sets& pieces, std::vector<Piece>& vPiece) const;
+
+    const std::vector<Point3>& vVertices;  // of the caller, may hold more than the triangles use
+    const std::vector<Triangle> vTriangles;
+    std::vector<Side> vSides;  // sorted: the sides of an edge stand together
+};
+
+void Topology::sortSides() {
+    vSides.reserve(3 * vTriangles.size());
+    for (Index corner = 0; corner < 3 * vTriangles.size(); ++corner) {
+        const auto [low, high] = std::minmax({vertexOf(corner), vertexOf(Side{0, corner}.endCorner())});
+        vSides.push_back({static_cast<std::uint64_t>(low) << 32 | high, corner});
+    }
+    std::sort(vSides.begin(), vSides.end());
+}
+
+template <typename Visit>
+void Topology::forEachEdge(Visit&& visit) const {
+    for (auto it = vSides.begin(); it != vSides.end();) {
+        const auto next = std::find_if(it, vSides.end(), [&](const Side& side) { return side.edge != it->edge; });
+        visit(Sides(it, next));
+        it = next;
+    }
+}
+
+void Topology::countDuplicates(MeshFigures& figures) const {
+    std::vector<Triangle> vSorted = vTriangles;
+    for (Triangle& t : vSorted)
+        std::sort(t.begin(), t.end());
+    std::sort(vSorted.begin(), vSorted.end());
+    figures.numDuplicates = static_cast<std::size_t>(vSorted.end() - std::unique(vSorted.begin(), vSorted.end()));
+}
+
+void Topology::measureEdges(MeshFigures& figures) const {
+    double sum = 0.0;
+    forEachEdge([&](Sides sides) {
+        ++figures.vNumEdges[std::min(sides.size(), MeshFigures::NUM_DEGREES) - 1];
+        const bool bConflict = sides.size() == 2 && isForward(sides[0]) == isForward(sides[1]);
+        if (bConflict) ++figures.numOrientationConflicts;
+        sum += (vVertices[sides[0].highVertex()] - vVertices[sides[0].lowVertex()]).length();
+    });
+    const std::size_t numEdges = figures.numEdges();
+    if (numEdges > 0) figures.averageEdgeLength = sum / static_cast<double>(numEdges);
+}
+
+void Topology::countComponents(MeshFigures& figures) const {
+    Sets sets(vVertices.size());
+    std::vector<bool> vUsed(vVertices.size());
+    for (const Triangle& t : vTriangles) {
+        sets.join(t[0], t[1]);
+        sets.join(t[0], t[2]);
+        vUsed[t[0]] = vUsed[t[1]] = vUsed[t[2]] = true;
+    }
+    const auto numUnused = static_cast<std::size_t>(std::count(vUsed.begin(), vUsed.end(), false));
+    figures.numComponents = sets.numSets() - numUnused;
+    figures.eulerCharacteristic = static_cast<long long>(vVertices.size() - numUnused + vTriangles.size()) -
+                                  static_cast<long long>(figures.numEdges());
+}
+
+void Topology::measureFans(MeshFigures& figures) const {
+    Sets fans(3 * vTriangles.size());
+    forEachEdge([&](Sides sides) {
+        for (const Side& side : sides.subspan(1)) {
+            fans.join(lowCorner(sides[0]), lowCorner(side));
+            fans.join(highCorner(sides[0]), highCorner(side));
+        }
+    });
+    std::vector<Index> vNumFans(vVertices.size());
+    for (Index corner = 0; corner < 3 * vTriangles.size(); ++corner)
+        vNumFans[vertexOf(corner)] += fans.root(corner) == corner ? 1 : 0;
+    figures.numPinchedVertices =
+        static_cast<std::size_t>(std::count_if(vNumFans.begin(), vNumFans.end(), [](Index count) { return count > 1; }));
+    figures.numBorderLoops = countLoops(fans);
+}
+
+std::size_t Topology::countLoops(Sets& fans) const {
+    std::vector<Side> vBorder;
+    forEachEdge([&](Sides sides) {
+        if (sides.size() == 1) vBorder.push_back(sides[0]);
+    });
+    Sets loops(vBorder.size());
+    std::vector<Index> vBorderOfFan(3 * vTriangles.size(), NONE);  // at the corner that stands for the fan
+    for (Index i = 0; i < vBorder.size(); ++i) {
+        for (const Index corner : {vBorder[i].corner, vBorder[i].endCorner()}) {
+            Index& first = vBorderOfFan[fans.root(corner)];
+            if (first == NONE) first = i;
+            loops.join(first, i);
+        }
+    }
+    return loops.numSets();
+}
+
+void Topology::measurePieces(MeshFigures& figures) const {
+    constexpr double ROUNDING = 1e-12;
+    Sets pieces(vTriangles.size());
+    forEachEdge([&](Sides sides) {
+        for (const Side& side : sides)
+            pieces.join(sides[0].triangle(), side.triangle());
+    });
+    figures.numPieces = pieces.numSets();
+
+    std::vector<Piece> vPiece(vTriangles.size());  // at the triangle that stands for the piece
+    forEachEdge([&](Sides sides) {
+        Piece& piece = vPiece[pieces.root(sides[0].triangle())];
+        const auto numForward = std::count_if(sides.begin(), sides.end(), [&](const Side& s) { return isForward(s); });
+        if (sides.size() % 2 != 0) piece.bClosed = false;
+        if (2 * static_cast<std::size_t>(numForward) != sides.size()) piece.bOriented = false;
+    });
+    addVolumes(pieces, vPiece);
+    for (Index t = 0; t < vTriangles.size(); ++t) {
+        const Piece& piece = vPiece[t];
+        if (pieces.root(t) != t || !piece.bClosed) continue;
+        const bool bVolume = piece.bOriented && std::abs(piece.volume) > ROUNDING * piece.absVolume;
+        ++(!bVolume ? figures.numUnclear : piece.volume > 0.0 ? figures.numOutward : figures.numInward);
+        if (bVolume) figures.volume += piece.volume;
+    }
+}
+
+/// Tetrahedra from a vertex of the piece to each triangle; from a place far off their sum would be all rounding.
+void Topology::addVolumes(Sets& pieces, std::vector<Piece>& vPiece) const {
+    for (Index t = 0; t < vTriangles.size(); ++t) {
+        const Index root = pieces.root(t);
+        const Point3& origin = vVertices[vTriangles[root][0]];
+        const auto arm = [&](std::size_t k) { return vVertices[vTriangles[t][k]] - origin; };
+        const double volume = arm(0) * crossProduct(arm(1), arm(2)) / 6.0;
+        vPiece[root].volume += volume;
+        vPiece[root].absVolume += std::abs(volume);
+    }
+}
+
+double shareBelow(const std::vector<double>& vDistance, double limit) {
+    const auto count = std::count_if(vDistance.begin(), vDistance.end(), [=](double d) { return d <= limit; });
+    return static_cast<double>(count) / static_cast<double>(vDistance.size());
+}
+
+}  // namespace
+
+bool isFinite(const Point3& p) {
+    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
+}
+
+IndexedTriangles unifiedCorners(const std::vector<Point3>& vCorners) {
+    if (vCorners.size() >= NONE) throw std::length_error("The mesh has too many triangles");
+    IndexedTriangles mesh;
+    mesh.vTriangles.reserve(vCorners.size() / 3);
+    PlaceNumbers numbers(vCorners.size(), mesh.vVertices);
+    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
+        if (!isFinite(vCorners[i]) || !isFinite(vCorners[i + 1]) || !isFinite(vCorners[i + 2])) {
+            ++mesh.numNotFinite;
+            continue;
+        }
+        Triangle t;
+        for (std::size_t k = 0; k < 3; ++k)
+            t[k] = numbers.numberOf(vCorners[i + k]);
+        mesh.vTriangles.push_back(t);
+    }
+    return mesh;
+}
+
+MeshFigures measureMesh(const IndexedTriangles& mesh) {
+    MeshFigures figures;
+    figures.numVertices = mesh.vVertices.size();
+    figures.numTriangles = mesh.vTriangles.size();
+    figures.numNotFinite = mesh.numNotFinite;
+    std::vector<Triangle> vProper;
+    vProper.reserve(mesh.vTriangles.size());
+    for (const Triangle& t : mesh.vTriangles) {
+        const bool bCollapsed = hasEqualCorners(t);
+        if (!bCollapsed) vProper.push_back(t);
+        if (bCollapsed || isFlat(mesh.vVertices[t[0]], mesh.vVertices[t[1]], mesh.vVertices[t[2]])) ++figures.numDegenerate;
+    }
+    Topology(mesh.vVertices, std::move(vProper)).measure(figures);
+    return figures;
+}
+
+CloudDistances measureDistances(const std::vector<Point3>& vVertices, const std::vector<Point3>& vCloud,
+                                double averageEdgeLength, std::optional<double> within) {
+    const PointTree tree(vCloud);
+    std::vector<double> vDistance;
+    vDistance.reserve(vVertices.size());
+    for (const Point3& p : vVertices)
+        vDistance.push_back(tree.distanceTo(p));
+
+    CloudDistances distances;
+    distances.max = *std::max_element(vDistance.begin(), vDistance.end());
+    distances.mean = std::accumulate(vDistance.begin(), vDistance.end(), 0.0) / static_cast<double>(vDistance.size());
+    distances.shareWithinAverageEdge = shareBelow(vDistance, averageEdgeLength);
+    distances.within = within;
+    if (within) distances.shareWithinAsked = shareBelow(vDistance, *within);
+    const std::size_t rank = vDistance.size() - 1 - vDistance.size() / 100;  // all but one of each full hundred lie below
+    const auto quantile = vDistance.begin() + static_cast<std::ptrdiff_t>(rank);
+    std::nth_element(vDistance.begin(), quantile, vDistance.end());
+    distances.quantile99 = *quantile;
+    return distances;
+}
+
+std::size_t MeshFigures::numEdges() const {
+    return std::accumulate(vNumEdges.begin(), vNumEdges.end(), std::size_t{0});
+}
+
+std::size_t MeshFigures::numNonManifoldEdges() const {
+    return std::accumulate(vNumEdges.begin() + 2, vNumEdges.end(), std::size_t{0});
+}
+
+nlohmann::ordered_json MeshFigures::toJson() const {
+    return {{"vertices", numVertices},
+            {"triangles", numTriangles},
+            {"notFiniteTriangles", numNotFinite},
+            {"degenerateTriangles", numDegenerate},
+            {"duplicateTriangles", numDuplicates},
+            {"edges",
+             {{"degree1", vNumEdges[0]},
+              {"degree2", vNumEdges[1]},
+              {"degree3", vNumEdges[2]},
+              {"degree4", vNumEdges[3]},
+              {"higher", vNumEdges[4]}}},
+            {"averageEdgeLength", averageEdgeLength},
+            {"orientationConflicts", numOrientationConflicts},
+            {"components", numComponents},
+            {"pieces", numPieces},
+            {"eulerCharacteristic", eulerCharacteristic},
+            {"borderLoops", numBorderLoops},
+            {"pinchedVertices", numPinchedVertices},
+            {"closedPieces", {{"outward", numOutward}, {"inward", numInward}, {"unclear", numUnclear}}},
+            {"volume", volume}};
+}
+
+nlohmann::ordered_json CloudDistances::toJson() const {
+    nlohmann::ordered_json json = {
+        {"max", max}, {"mean", mean}, {"quantile99", quantile99}, {"shareWithinAverageEdge", shareWithinAverageEdge}};
+    if (within) {
+        json["within"] = *within;
+        json["shareWithin"] = *shareWithinAsked;
+    }
+    return json;
+}

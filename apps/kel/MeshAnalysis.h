@@ -1,0 +1,81 @@
+// The figures that tell how good a triangle mesh is: its topology, its orientation, its faults, and how far it lies from the
+// points that it was made of.
+//
+// Words used here: a fan is a set of triangles round a vertex that hang together by edges of this vertex; a piece is a set
+// of triangles that hang together by edges; a component is one that hangs together by vertices. Lengths are in the unit of
+// the mesh.
+#pragma once
+
+#include <kel.h>
+
+#include <array>
+#include <cstdint>
+#include <nlohmann/json.hpp>
+#include <optional>
+#include <vector>
+
+/// Triangles on numbered vertices. No two vertices are at one place, each belongs to a triangle, and all are finite.
+struct IndexedTriangles {
+    using Triangle = std::array<std::uint32_t, 3>;
+
+    std::vector<TARN_KEL::Point3> vVertices;  ///< in the order in which the triangles use them first
+    std::vector<Triangle> vTriangles;         ///< corners in orientation order
+    std::size_t numNotFinite = 0;             ///< triangles left out because a coordinate isn't finite
+};
+
+/// Makes one vertex of all corners with exactly equal coordinates. vCorners: three a triangle. Throws std::length_error for
+/// more than 2^32 - 1 corners. O(n) expected time.
+IndexedTriangles unifiedCorners(const std::vector<TARN_KEL::Point3>& vCorners);
+
+struct MeshFigures {
+    static constexpr std::size_t NUM_DEGREES = 5;
+
+    std::size_t numVertices = 0;
+    std::size_t numTriangles = 0;   ///< with the degenerate ones, without those that aren't finite
+    std::size_t numNotFinite = 0;   ///< triangles
+    std::size_t numDegenerate = 0;  ///< triangles with a height of no more than a millionth of their longest side
+    std::size_t numDuplicates = 0;  ///< triangles beyond the first on the same three vertices, whatever their orientation
+
+    // Triangles with two equal corners take no part in the figures below.
+
+    std::array<std::size_t, NUM_DEGREES> vNumEdges{};  ///< of degree 1, 2, 3, 4, and more
+    double averageEdgeLength = -1.0;                   ///< -1.0 without edges
+    std::size_t numOrientationConflicts = 0;           ///< edges of degree 2 along which both triangles go the same way
+    std::size_t numComponents = 0;
+    std::size_t numPieces = 0;
+    long long eulerCharacteristic = 0;   ///< vertices - edges + triangles
+    std::size_t numBorderLoops = 0;      ///< those of the mesh with each vertex split into its fans
+    std::size_t numPinchedVertices = 0;  ///< vertices with more than one fan
+
+    // Pieces without an edge of odd degree bound a volume when each edge is used equally often in both directions.
+
+    std::size_t numOutward = 0;  ///< of positive volume: seen from outside, their triangles turn counterclockwise
+    std::size_t numInward = 0;
+    std::size_t numUnclear = 0;  ///< closed as well, but without common orientation or without volume
+    double volume = 0.0;         ///< signed, of all that face outward or inward
+
+    std::size_t numEdges() const;
+    std::size_t numNonManifoldEdges() const;
+    nlohmann::ordered_json toJson() const;
+};
+
+/// O(n log n) time for n triangles, about 80 bytes for each.
+MeshFigures measureMesh(const IndexedTriangles& mesh);
+
+/// How far vertices lie from their nearest point of a cloud.
+struct CloudDistances {
+    double max = 0.0;
+    double mean = 0.0;
+    double quantile99 = 0.0;                 ///< the smallest length within which 99% of the vertices lie
+    double shareWithinAverageEdge = 0.0;     ///< 0.0 to 1.0
+    std::optional<double> within;            ///< a length that the caller asks about
+    std::optional<double> shareWithinAsked;  ///< 0.0 to 1.0, where the caller asks
+
+    nlohmann::ordered_json toJson() const;
+};
+
+/// Neither list may be empty; all coordinates are finite. O((v + n) log n) for clouds that lie near the v vertices.
+CloudDistances measureDistances(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<TARN_KEL::Point3>& vCloud,
+                                double averageEdgeLength, std::optional<double> within);
+
+bool isFinite(const TARN_KEL::Point3& p);

@@ -1,0 +1,288 @@
+// The figures of the program's mesh analysis: known shapes, and a slow second way on random soups.
+#include "MeshAnalysis.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <limits>
+#include <map>
+#include <set>
+
+#include "PointTree.h"
+#include "support/points.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+using Triangles = std::vector<IndexedTriangles::Triangle>;
+
+void append(Points& vTo, const Points& vFrom) {
+    vTo.insert(vTo.end(), vFrom.begin(), vFrom.end());
+}
+
+Points turned(Points vCorners) {
+    for (std::size_t i = 0; i < vCorners.size(); i += 3)
+        std::swap(vCorners[i], vCorners[i + 1]);
+    return vCorners;
+}
+
+/// A tetrahedron of volume f^3 / 6 at (x, y, z) that faces outward.
+Points tetra(double x, double y, double z, double f = 1.0) {
+    const Point3 o(x, y, z), a(x + f, y, z), b(x, y + f, z), c(x, y, z + f);
+    return {o, b, a, o, a, c, o, c, b, a, b, c};
+}
+
+/// A ring of n quads; with bTwist its ends meet upside down.
+Points band(int n, bool bTwist) {
+    const auto at = [=](int i, int side) {
+        const bool bFlip = bTwist && i >= n;
+        return Point3(std::cos(i % n), std::sin(i % n), bFlip != (side == 1) ? 1.0 : 0.0);
+    };
+    Points vCorners;
+    for (int i = 0; i < n; ++i)
+        append(vCorners, {at(i, 0), at(i + 1, 0), at(i + 1, 1), at(i, 0), at(i + 1, 1), at(i, 1)});
+    return vCorners;
+}
+
+/// A flat sheet of n by n quads without the inner quads of which isHole is true.
+template <typename IsHole>
+Points sheet(int n, IsHole&& isHole) {
+    Points vCorners;
+    for (int x = 0; x < n; ++x)
+        for (int y = 0; y < n; ++y)
+            if (!isHole(x, y)) {
+                const Point3 a(x, y, 0), b(x + 1, y, 0), c(x + 1, y + 1, 0), d(x, y + 1, 0);
+                append(vCorners, {a, b, c, a, c, d});
+            }
+    return vCorners;
+}
+
+MeshFigures measured(const Points& vCorners) {
+    return measureMesh(unifiedCorners(vCorners));
+}
+
+/// All that doesn't depend on lengths, in the order of the fields.
+std::vector<long long> countsOf(const MeshFigures& f) {
+    std::vector<long long> vOut;
+    const auto add = [&](auto value) { vOut.push_back(static_cast<long long>(value)); };
+    for (const std::size_t numEdges : f.vNumEdges)
+        add(numEdges);
+    for (const std::size_t count :
+         {f.numDegenerate, f.numDuplicates, f.numOrientationConflicts, f.numComponents, f.numPieces})
+        add(count);
+    add(f.eulerCharacteristic);
+    for (const std::size_t count : {f.numBorderLoops, f.numPinchedVertices, f.numOutward, f.numInward, f.numUnclear})
+        add(count);
+    return vOut;
+}
+
+/// The least member of the class of each of 0 .. n - 1 when isJoined holds between members: labels sink until nothing
+/// changes.
+template <typename IsJoined>
+std::vector<std::size_t> labels(std::size_t n, IsJoined&& isJoined) {
+    std::vector<std::size_t> vLabel(n);
+    for (std::size_t i = 0; i < n; ++i)
+        vLabel[i] = i;
+    for (bool bChanged = true; bChanged;) {
+        bChanged = false;
+        for (std::size_t i = 0; i < n; ++i)
+            for (std::size_t j = 0; j < n; ++j)
+                if (vLabel[j] < vLabel[i] && isJoined(i, j)) {
+                    vLabel[i] = vLabel[j];
+                    bChanged = true;
+                }
+    }
+    return vLabel;
+}
+
+std::size_t numDifferent(const std::vector<std::size_t>& vLabel) {
+    return std::set<std::size_t>(vLabel.begin(), vLabel.end()).size();
+}
+
+/// The counts from their definitions, all pairs of triangles, all pairs of edges.
+std::vector<long long> plainCounts(const Triangles& vT) {
+    using Edge = std::set<std::uint32_t>;
+    std::map<Edge, std::pair<int, int>> mEdge;  // times used, and forward less backward
+    std::set<std::uint32_t> sVertex;
+    std::set<std::set<std::uint32_t>> sTriple;
+    const auto edgesOf = [](const auto& t) { return std::vector<Edge>{{t[0], t[1]}, {t[1], t[2]}, {t[2], t[0]}}; };
+    for (const auto& t : vT) {
+        for (std::size_t k = 0; k < 3; ++k) {
+            auto& [degree, balance] = mEdge[{t[k], t[(k + 1) % 3]}];
+            ++degree;
+            balance += t[k] < t[(k + 1) % 3] ? 1 : -1;
+        }
+        sVertex.insert(t.begin(), t.end());
+        sTriple.insert({t.begin(), t.end()});
+    }
+    const auto shareEdgeAt = [&](std::size_t i, std::size_t j, int vertex) {  // vertex -1: anywhere
+        for (const Edge& e : edgesOf(vT[i]))
+            for (const Edge& f : edgesOf(vT[j]))
+                if (e == f && (vertex < 0 || e.count(static_cast<std::uint32_t>(vertex)) > 0)) return true;
+        return false;
+    };
+    const auto has = [](const auto& t, std::uint32_t v) { return std::find(t.begin(), t.end(), v) != t.end(); };
+    const auto vComponent = labels(vT.size(), [&](std::size_t i, std::size_t j) {
+        return std::any_of(vT[i].begin(), vT[i].end(), [&](std::uint32_t v) { return has(vT[j], v); });
+    });
+    const auto vPiece = labels(vT.size(), [&](std::size_t i, std::size_t j) { return shareEdgeAt(i, j, -1); });
+
+    std::vector<std::pair<std::size_t, Edge>> vBorder;  // with its triangle
+    for (std::size_t i = 0; i < vT.size(); ++i)
+        for (const Edge& e : edgesOf(vT[i]))
+            if (mEdge[e].first == 1) vBorder.emplace_back(i, e);
+    std::set<std::pair<std::size_t, std::size_t>> sMeet;
+    long long numPinched = 0;
+    for (const std::uint32_t v : sVertex) {
+        const auto isRound = [&](std::size_t i) { return has(vT[i], v); };
+        const auto vFan = labels(vT.size(), [&](std::size_t i, std::size_t j) {
+            return isRound(i) && isRound(j) && shareEdgeAt(i, j, static_cast<int>(v));
+        });
+        std::set<std::size_t> sFan;
+        for (std::size_t i = 0; i < vT.size(); ++i)
+            if (isRound(i)) sFan.insert(vFan[i]);
+        numPinched += sFan.size() > 1 ? 1 : 0;
+        for (std::size_t a = 0; a < vBorder.size(); ++a)
+            for (std::size_t b = 0; b < vBorder.size(); ++b)
+                if (vBorder[a].second.count(v) && vBorder[b].second.count(v) &&
+                    vFan[vBorder[a].first] == vFan[vBorder[b].first])
+                    sMeet.insert({a, b});
+    }
+    const auto vLoop = labels(vBorder.size(), [&](std::size_t a, std::size_t b) { return sMeet.count({a, b}) > 0; });
+
+    std::vector<long long> vOut(5);
+    long long numConflicts = 0;
+    for (const auto& [edge, use] : mEdge) {
+        ++vOut[static_cast<std::size_t>(std::min(use.first, 5) - 1)];
+        numConflicts += use.first == 2 && use.second != 0 ? 1 : 0;
+    }
+    const auto size = [](const auto& container) { return static_cast<long long>(container.size()); };
+    const auto add = [&](auto value) { vOut.push_back(static_cast<long long>(value)); };
+    add(size(vT) - size(sTriple));
+    add(numConflicts);
+    add(numDifferent(vComponent));
+    add(numDifferent(vPiece));
+    add(size(sVertex) - size(mEdge) + size(vT));
+    add(numDifferent(vLoop));
+    add(numPinched);
+    return vOut;
+}
+
+}  // namespace
+
+TEST(MeshAnalysis, knowsShapes) {
+    const Points vUnit = tetra(0, 0, 0);
+    const auto joined = [](Points a, const Points& b) {
+        append(a, b);
+        return a;
+    };
+    Points vOneTurned = vUnit;
+    std::swap(vOneTurned[0], vOneTurned[1]);
+    const auto noHole = [](int, int) { return false; };
+    const auto twoHoles = [](int x, int y) { return (x == 1 && y == 1) || (x == 2 && y == 2); };
+    const Point3 a(0, 0, 0), b(1, 0, 0), c(0, 1, 0);
+    struct Case {
+        const char* name;
+        Points vCorners;
+        // edges by degree; degenerate, duplicate; conflicts; components, pieces, Euler; loops, pinched; out, in, unclear
+        std::vector<long long> vCounts;
+        double volume = 0.0;
+    };
+    const std::vector<Case> vCases = {
+        {"outward", vUnit, {0, 6, 0, 0, 0, 0, 0, 0, 1, 1, 2, 0, 0, 1, 0, 0}, 1.0 / 6.0},
+        {"inward", turned(vUnit), {0, 6, 0, 0, 0, 0, 0, 0, 1, 1, 2, 0, 0, 0, 1, 0}, -1.0 / 6.0},
+        {"far off and tiny",
+         tetra(1e6, -1e6, 1e6, 0x1p-10),
+         {0, 6, 0, 0, 0, 0, 0, 0, 1, 1, 2, 0, 0, 1, 0, 0},
+         0x1p-30 / 6.0},
+        {"one turned", vOneTurned, {0, 6, 0, 0, 0, 0, 0, 3, 1, 1, 2, 0, 0, 0, 0, 1}},
+        {"two that touch in a vertex",
+         joined(vUnit, tetra(1, 0, 0)),
+         {0, 12, 0, 0, 0, 0, 0, 0, 1, 2, 3, 0, 1, 2, 0, 0},
+         1.0 / 3.0},
+        {"a shell in another",
+         joined(tetra(0, 0, 0, 10.0), turned(tetra(1, 1, 1))),
+         {0, 12, 0, 0, 0, 0, 0, 0, 2, 2, 4, 0, 0, 1, 1, 0},
+         999.0 / 6.0},
+        {"both sides of a triangle", {a, b, c, a, c, b}, {0, 3, 0, 0, 0, 0, 1, 0, 1, 1, 2, 0, 0, 0, 0, 1}},
+        {"thrice the same", {a, b, c, b, c, a, c, a, b}, {0, 0, 3, 0, 0, 0, 2, 0, 1, 1, 3, 0, 0, 0, 0, 0}},
+        {"without area", {a, a, b, c, c, c, a, b, {2, 1e-7, 0}}, {3, 0, 0, 0, 0, 3, 0, 0, 1, 1, 1, 1, 0, 0, 0, 0}},
+        {"sheet", sheet(2, noHole), {8, 8, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 0, 0, 0}},
+        // The fan between the holes leads from one to the other: their rims are one.
+        {"two holes that touch", sheet(4, twoHoles), {24, 30, 0, 0, 0, 0, 0, 0, 1, 1, -1, 2, 1, 0, 0, 0}},
+        {"ring", band(6, false), {12, 12, 0, 0, 0, 0, 0, 0, 1, 1, 0, 2, 0, 0, 0, 0}},
+        {"twisted ring", band(6, true), {12, 12, 0, 0, 0, 0, 0, 1, 1, 1, 0, 1, 0, 0, 0, 0}},
+        {"nothing", {}, std::vector<long long>(16)}};
+    for (const Case& test : vCases) {
+        const MeshFigures figures = measured(test.vCorners);
+        EXPECT_EQ(countsOf(figures), test.vCounts) << test.name;
+        EXPECT_NEAR(figures.volume, test.volume, 1e-9 * std::abs(test.volume)) << test.name;
+    }
+    EXPECT_NEAR(measured(vUnit).averageEdgeLength, (1.0 + std::sqrt(2.0)) / 2.0, 1e-15);
+    EXPECT_EQ(measured({}).averageEdgeLength, -1.0);
+}
+
+TEST(MeshAnalysis, agreesWithAllPairsOnRandomSoups) {
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        Scan scan(seed);
+        const Points vPlaces = scan.dust(4 + seed % 9);
+        Points vCorners;
+        Triangles vT;
+        for (unsigned i = 0; i < 1 + seed % 14; ++i) {
+            IndexedTriangles::Triangle t;
+            for (std::uint32_t& v : t)
+                v = static_cast<std::uint32_t>(scan.uniform(0.0, static_cast<double>(vPlaces.size())));
+            for (const std::uint32_t v : t)
+                vCorners.push_back(vPlaces[v]);
+            if (std::set<std::uint32_t>(t.begin(), t.end()).size() == 3) vT.push_back(t);
+        }
+        std::vector<long long> vCounts = countsOf(measured(vCorners));
+        vCounts.resize(13);                  // without the facing
+        vCounts.erase(vCounts.begin() + 5);  // without the degenerate ones, which a random triangle may be by its form
+        EXPECT_EQ(vCounts, plainCounts(vT)) << "seed " << seed;
+    }
+}
+
+TEST(MeshAnalysis, unifiesEqualCornersAndLeavesOutWhatIsNotFinite) {
+    const double nan = std::numeric_limits<double>::quiet_NaN(), inf = std::numeric_limits<double>::infinity();
+    Points vCorners = {{0.0, 1, 2},  {1, 1, 2}, {0, 5, 2}, {-0.0, 1, 2}, {1, nan, 2}, {0, 7, 2},
+                       {-0.0, 1, 2}, {0, 5, 2}, {0, 6, 2}, {inf, 1, 2},  {0, 5, 2},   {0, 6, 2}};
+    const IndexedTriangles mesh = unifiedCorners(vCorners);
+    EXPECT_EQ(mesh.vVertices, (Points{{0, 1, 2}, {1, 1, 2}, {0, 5, 2}, {0, 6, 2}}));
+    EXPECT_EQ(mesh.vTriangles, (Triangles{{0, 1, 2}, {0, 2, 3}}));
+    EXPECT_EQ(mesh.numNotFinite, 2u);
+}
+
+TEST(PointTree, agreesWithAllPairs) {
+    Scan scan(11);
+    Points vEqual(100, Point3(0.5, 0.5, 0.5));
+    append(vEqual, scan.plane(50));
+    Points vQuery = scan.dust(200);
+    append(vQuery, scaled(scan.dust(50), 100.0, -50.0));
+    for (Points vCloud :
+         {scan.dust(1), scan.dust(8), scan.dust(9), scan.dust(1000), scan.plane(777), scan.sphere(500), vEqual}) {
+        const PointTree tree(vCloud);
+        append(vQuery, {vCloud.front(), vCloud.back()});
+        for (const Point3& q : vQuery) {
+            double nearest = std::numeric_limits<double>::infinity();
+            for (const Point3& p : vCloud)
+                nearest = std::min(nearest, (p - q).length());
+            ASSERT_DOUBLE_EQ(tree.distanceTo(q), nearest) << vCloud.size() << " points, " << q;
+        }
+    }
+}
+
+TEST(CloudDistances, areThoseOfTheVertices) {
+    const Points vCloud = {{0, 0, 0}, {10, 0, 0}};
+    const CloudDistances d = measureDistances({{0, 0, 0}, {10, 0, 0.5}, {10, 0, -3}, {1, 0, 0}}, vCloud, 0.5, 2.9);
+    EXPECT_EQ(std::tuple(d.max, d.mean, d.quantile99), std::tuple(3.0, 1.125, 3.0));
+    EXPECT_EQ(std::tuple(d.shareWithinAverageEdge, *d.shareWithinAsked), std::tuple(0.5, 0.75));
+    Points vLine;
+    for (int i = 299; i > 0; --i)
+        vLine.emplace_back(0.0, i, 0.0);
+    for (const auto& [numVertices, quantile] : {std::pair{99, 99.0}, {100, 99.0}, {101, 100.0}, {200, 198.0}, {299, 297.0}})
+        EXPECT_EQ(measureDistances({vLine.end() - numVertices, vLine.end()}, vCloud, -1.0, {}).quantile99, quantile);
+}

@@ -89,9 +89,10 @@ CMesh::~CMesh() {
     destroyEdges();
 }
 
+// The edges first: once they are destroyed no way out may pass them again.
 void CMesh::startPools() {
-    poolCT.emplace().init(FIRST_BLOCK, -1);
     poolCE.emplace().init(FIRST_BLOCK, -1);
+    poolCT.emplace().init(FIRST_BLOCK, -1);
     poolVertex.emplace().init(FIRST_BLOCK, -1);
 }
 
@@ -103,12 +104,12 @@ void CMesh::destroyEdges() {
 // Patches look at their triangles when they end.
 void CMesh::reset() {
     deletePatches();
-    destroyEdges();
-    startPools();
     edgeIndex.clear();
     vertexIndex.clear();
     vSortedCE.clear();
     vAllCT.clear();
+    destroyEdges();
+    startPools();
 }
 
 // ---- Building

@@ -48,7 +48,7 @@ public:
 
     /// Appends a triangle to the members and makes this its patch.
     void add(CTriangle* pCT);
-    /// Kills the members; the patch is dead and empty then.
+    /// Kills the members, which belong to no patch afterwards; the patch is dead and empty then.
     void killPatchAndMembers();
     /// Takes over all members of another patch, which is dead and empty afterwards. Both must be alive and different. With
     /// bBoundary the outer boundary of the union comes from those of the two, which must be set: linear in their lengths and

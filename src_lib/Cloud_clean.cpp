@@ -112,6 +112,9 @@ double scoreOf(const VRCD& vRim, const VRCC& vBorderCorners) {
 }  // namespace
 
 void Cloud::cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut) {
+    vOut.clear();
+    if (vNodePoints.empty()) return;
+    ASSEX(pCalc!=NULL);
     VRCDPoint vRCDPoint, vAllRmg;
     VRCD vAllRCD, vRemainingRCDPoint;
     getRCD2Point(vNodePoints, vRCDPoint, vAllRCD);

@@ -8,7 +8,7 @@
 //              space of the block is one region, and the sheet ends at the cell. In the middle of a sheet there are two.
 //
 //        . . .            . . .            . # .
-//        # C #  area      # C .  border    # C #  an inner cell of a solid: both tests say no, it stays
+//        # C #  area      # C .  border    # C #  an inner cell of a solid: no free face, it stays
 //        . . .            . . .            . # .
 //
 // A flood over faces can't enter a free corner whose three edge neighbours in the block are occupied, though in the cells

@@ -100,7 +100,7 @@ public:
     RCD curRCD = ~RCD{0};                  ///< the centre; all ones when no cell is current
     CellBitmap_RCD sDoomedRCD;             ///< what was given up, in the list or not
     std::array<RCD, 27> block{};           ///< the codes of the block
-    std::uint64_t aliveMask = 0;           ///< bit i: position i is in the list and not doomed
+    std::uint64_t aliveMask = 0;           ///< bit i: position i is in the list (the centre: or not) and not doomed
     NeighbourBlock::PositionSet sVisited;  ///< what the last flood reached
 
 private:

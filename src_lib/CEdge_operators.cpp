@@ -24,14 +24,12 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
-#include "freeFunctions.h"
+#include "edgeGeometry.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-constexpr double MAX_TURN = 90.0;  // degrees
 
 bool hasDifferentCorners(const CTriangle& ct) {
     return ct.c0 != ct.c1 && ct.c1 != ct.c2 && ct.c0 != ct.c2;
@@ -56,12 +54,7 @@ struct Cut {
     bool isGentle(const CMesh* pCMesh, const Point3& p) const {
         bool ok = false;
         const Vector3 nnv = pNeigT->getRealNNV(pCMesh, ok);
-        if (!ok) return false;
-        const Point3 &pa = *pCMesh->getVtx(a), &pb = *pCMesh->getVtx(b), &pc = *pCMesh->getVtx(c);
-        const Vector3 n1 = getNormalVector(pa, pb, p, ok);
-        if (!ok || getAngleDegree(nnv, n1) > MAX_TURN) return false;
-        const Vector3 n2 = getNormalVector(pa, p, pc, ok);
-        return ok && getAngleDegree(nnv, n2) <= MAX_TURN;
+        return ok && isGentleCut(nnv, *pCMesh->getVtx(a), *pCMesh->getVtx(b), *pCMesh->getVtx(c), p);
     }
 
     /// Kills the triangle and makes its halves, which take over its patch.

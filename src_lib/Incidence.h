@@ -62,6 +62,19 @@ bool unlink(Access& access, std::uint32_t corner) {
     return true;
 }
 
+/// Appends the list of one vertex to that of another one, and leaves the former empty. The two must differ. O(1).
+template <typename Access>
+void moveAll(Access& access, std::uint32_t from, std::uint32_t to) {
+    IncidenceLink& fromLink = access.vertexLink(from);
+    IncidenceLink& toLink = access.vertexLink(to);
+    if (isEmpty(fromLink)) return;
+    link(access, toLink.prev).next = fromLink.next;
+    access.cornerLink(fromLink.next).prev = toLink.prev;
+    access.cornerLink(fromLink.prev).next = to | VERTEX;
+    toLink.prev = fromLink.prev;
+    fromLink = emptyList(from);
+}
+
 /// Calls visit(triangle) for the triangles at a vertex in the order of appending. visit must not change the lists.
 template <typename Access, typename Visit>
 void forEachTriangle(Access& access, std::uint32_t vertex, Visit&& visit) {

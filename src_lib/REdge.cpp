@@ -1,6 +1,8 @@
 #include "REdge.h"
 
+#include <algorithm>
 #include <iostream>
+#include <iterator>
 
 #include "RTriangle.h"
 #include "edgeTriangles.h"
@@ -59,6 +61,16 @@ RTriangle* REdge::getUniqueOtherTriangle(const RTriangle* pRT) const {
 
 RTriangle* REdge::getTriangle(bool bRequire, bool bUnique) const {
     return firstTriangle(vRT, bRequire, bUnique);
+}
+
+bool REdge::hasDups() const {
+    if (vRT.size() < 2) return false;
+    const auto third = [this](const RTriangle* pRT) { return pRT->getThirdPoint(pVtx0, pVtx1); };
+    if (vRT.size() == 2) return third(vRT[0]) == third(vRT[1]);
+    std::vector<Point3*> vThird;
+    std::transform(vRT.begin(), vRT.end(), std::back_inserter(vThird), third);
+    std::sort(vThird.begin(), vThird.end());
+    return std::adjacent_find(vThird.begin(), vThird.end()) != vThird.end();
 }
 
 void REdge::checkOut(const RTriangle* pRT) {

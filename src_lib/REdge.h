@@ -7,6 +7,7 @@
 
 namespace TARN_KEL {
 
+class RMesh;
 class RTriangle;
 
 /// An edge of the fine mesh: two vertices and the triangles on it, any number of them.
@@ -42,9 +43,26 @@ public:
     RTriangle* getUniqueOtherTriangle(const RTriangle* pRT) const;
     /// An alive triangle. None is an assertion with bRequire, else null; more than one is an assertion with bUnique.
     RTriangle* getTriangle(bool bRequire, bool bUnique) const;
+    /// Two of the triangles have the same three corners. O(d log d) for degree d; no allocation up to 2.
+    bool hasDups() const;
 
     /// Takes the triangle off the edge; it must stand on it. The last triangle moves to its place.
     void checkOut(const RTriangle* pRT);
+
+    // ---- Operators: they keep the mesh's invariants and change nothing where they refuse ----
+
+    /// Replaces two alive triangles on the edge by the two on the other diagonal of their quad, which agree with pRT0.
+    /// Returns that diagonal. Both null: the two on the edge, when it has just two.
+    /// Null, with nothing changed: a triangle missing or dead; the diagonal is an alive edge; an angle that the diagonal
+    /// makes with the sides of the quad at pRT0's end of it would be below 0.01 or above 179.99 degrees, or a length 0.
+    /// Two triangles on the same corners are an assertion. This edge stays behind without the two.
+    REdge* tryFlipEdge(RMesh* pMesh, RTriangle* pRT0, RTriangle* pRT1);
+    /// Cuts every triangle on the edge in two at pNew, a vertex of pMesh that is no corner of them. There must be one.
+    void split(Point3* pNew, RMesh* pMesh);
+    /// Removes pRT, the sliver on this edge whose corner ici, the one opposite it, lies nearly on it: the other triangles on
+    /// the edge are cut in two at that corner. The new ones are appended. False, with nothing changed: a normal of these is
+    /// missing or would turn by more than 90 degrees, or the cut would bring an edge that is there already.
+    bool trySplitNeigsKillT(RMesh* pMesh, RTriangle* pRT, int ici, std::vector<RTriangle*>& vNewT);
 
     Point3* pVtx0;
     Point3* pVtx1;

@@ -150,14 +150,18 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
 }
 
 RMesh::~RMesh() {
-    while (!vPatches.empty()) {
-        delete vPatches.back();
-        vPatches.pop_back();
-    }
+    deletePatches();
     for (REdge* pRE : vRE)
         pRE->~REdge();
     for (RTriangle* pRT : vRT)
         pRT->~RTriangle();
+}
+
+void RMesh::deletePatches() {
+    while (!vPatches.empty()) {
+        delete vPatches.back();
+        vPatches.pop_back();
+    }
 }
 
 void RMesh::reserve(std::size_t numT) {
@@ -198,6 +202,19 @@ bool RMesh::hasVertex(const Point3& p) const {
     return findVertex(p, coordinateHash(p)) != nullptr;
 }
 
+void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
+    ASSEX(poolVtx.owns(pVtx));
+    ASSEX(*pVtx!=newPoint);
+    const std::uint64_t hash = coordinateHash(newPoint);
+    const bool bOK = newPoint == newPoint && findVertex(newPoint, hash) == nullptr;
+    ASSEX(bOK);
+    // Another vertex at the same place may be the one that is found there; then this one has no entry.
+    mVtx.erase(coordinateHash(*pVtx), vtxNumber(pVtx));
+    *pVtx = newPoint;
+    mVtx.insert(hash, vtxNumber(pVtx));
+    forEachIncident(pVtx, [](RTriangle* pRT) { pRT->resetNNV(); });
+}
+
 // ---- Triangles and edges ------------------------------------------------------------------------------------------------
 
 RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
@@ -231,6 +248,25 @@ REdge* RMesh::findOrMakeEdge(Point3* pLower, Point3* pHigher) {
     poolNextRE.nextElement();
     mRE.insert(pair, toIndex(poolRE.indexOf(pRE)));
     return pRE;
+}
+
+/// Enters an edge under other ends, pTrg in place of pSrc. When there is an edge with these ends: returns that one, and pRE
+/// keeps its ends but isn't found by them any more; else null.
+REdge* RMesh::rekey(REdge* pRE, const Point3* pSrc, Point3* pTrg) {
+    const std::pair<Point3*, Point3*> key(pRE->pVtx0, pRE->pVtx1);
+    ASSEX(key.first<key.second);
+    Point3* pRingVtx = pRE->getOtherPoint(pSrc);
+    ASSEX(pRingVtx!=pTrg);
+    mRE.erase(EdgePair{*this, key.first, key.second});
+
+    const auto [pLower, pHigher] = std::minmax(pRingVtx, pTrg);
+    const EdgePair newPair{*this, pLower, pHigher};
+    const std::uint32_t existing = mRE.find(newPair);
+    if (existing != EdgeIndex::NONE) return poolRE.at(existing);
+    mRE.insert(newPair, toIndex(poolRE.indexOf(pRE)));
+    pRE->pVtx0 = pLower;
+    pRE->pVtx1 = pHigher;
+    return nullptr;
 }
 
 void RMesh::unregisterTriangle(RTriangle* pRT) {
@@ -410,19 +446,6 @@ void RMesh::resetVisited() {
 
 // ---- Reports ------------------------------------------------------------------------------------------------------------
 
-namespace {
-
-/// Two of the edge's alive triangles have the same third corner.
-bool hasDups(const REdge* pRE) {
-    std::vector<Point3*> vThird;
-    for (const RTriangle* pRT : pRE->vRT)
-        if (pRT->bAlive) vThird.push_back(pRT->getThirdPoint(pRE->pVtx0, pRE->pVtx1));
-    std::sort(vThird.begin(), vThird.end());
-    return std::adjacent_find(vThird.begin(), vThird.end()) != vThird.end();
-}
-
-}  // namespace
-
 void RMesh::printStatistics(const std::string& name) const {
     std::map<int, std::size_t> mDegreeNum;
     for (const REdge* pRE : vRE)
@@ -434,7 +457,7 @@ void RMesh::printStatistics(const std::string& name) const {
 }
 
 bool RMesh::checkNoDups(const std::string& name) const {
-    const bool bDups = std::any_of(vRE.begin(), vRE.end(), hasDups);
+    const bool bDups = std::any_of(vRE.begin(), vRE.end(), [](const REdge* pRE) { return pRE->hasDups(); });
     std::cout << "RMesh::checkNoDups(" << name << "): " << (bDups ? "has duplicate triangles" : "survived") << std::endl;
     return !bDups;
 }

@@ -11,6 +11,7 @@
 #include "Incidence.h"
 #include "REdge.h"
 #include "RTriangle.h"
+#include "Random.h"
 #include "SimplePool.h"
 #include "kel.h"
 
@@ -54,7 +55,9 @@ private:
 /// 2. The three edges of an alive triangle have the end points that their names say, and the triangle stands on each.
 /// 3. No dead triangle stands on an edge.
 /// 4. An alive triangle stands at each of its three vertices once, a dead one at none.
-/// 5. A vertex that is found by its coordinates has these coordinates. Of several vertices at one place one is found.
+/// 5. A vertex that is found by its coordinates has these coordinates. Of several vertices at one place one at most is
+/// found:
+///    the first that came, none any more once that one has moved.
 ///
 /// A vertex that isn't of this mesh, or null, is an assertion in createT; queries find nothing at it.
 /// At most 2^31 vertices and a third of that of triangles; one more is an assertion.
@@ -132,6 +135,42 @@ public:
     void getPatches(std::vector<RPatch*>& vOut) const { vOut = vPatches; }
     void resetVisited();
 
+    // ---- Operators: each keeps the invariants; none makes a vertex ----
+
+    /// Collapses pSrc onto pTrg: the triangles on both die, the others at pSrc stay the objects they are with pTrg as their
+    /// corner, behind those that are at pTrg already. An edge at pSrc moves along, or hands its triangles to the edge that
+    /// is there; then it stays behind empty, with its old ends, and isn't found any more. pSrc becomes an orphan. The two
+    /// need no common edge, but they must not have a dead one. Geometry isn't looked at. Duplicates aren't either: ask
+    /// canCollapseWithoutDups before or call removeDups afterwards. O(k log k) for k triangles at pSrc.
+    void exchangeCorner(Point3* pSrc, Point3* pTrg);
+    /// True when no triangle at pSrc has its opposite edge in common with one at pTrg, so that a collapse of one onto the
+    /// other makes no duplicates. O(k log k) for k triangles at both.
+    bool canCollapseWithoutDups(const Point3* pSrc, const Point3* pTrg) const;
+    /// Moves a vertex to a place that is another one, a number, and not that of any vertex found by its coordinates; else an
+    /// assertion with nothing changed. The triangles around forget their normals.
+    void updateVertex(Point3* pVtx, const Point3& newPoint);
+    /// Moves a vertex to the mean of its neighbours, or towards it by a tenth of the side length, and prints what normals
+    /// would turn by. False, with nothing moved: no neighbours; a normal would turn by more than 170 degrees; no free place.
+    bool laplacianForOne(Point3* pVtx);
+    /// Leaves one of the triangles with the same three corners, however they run round. Returns how often a triangle stood
+    /// behind its like in the list of an edge: a plain pair counts for each of its three edges. O(n), O(d log d) for an edge
+    /// of d triangles.
+    std::size_t removeDups();
+    /// Collapses away the triangles whose angle at corner 0 is below 0.01 or above 179.99 degrees, or whose corner 0
+    /// coincides with another one, along the edge that turns the normals around it least; then removes duplicates. A thin
+    /// triangle with a fair angle at corner 0 stays. Counts under the step "RM_kdeg", so a run must be open.
+    void killDegenerate();
+    /// Makes the patches anew: what hangs together over edges of degree 2, each piece turned to agree with its oldest
+    /// triangle. On a piece that can't be oriented conflicts stay along some edges. Returns the number of patches. Counts
+    /// under the step "RM_cpo", so a run must be open. O(n).
+    std::size_t createPatchesOrient();
+    /// Makes the patches anew from the alive triangles that aren't marked as visited, and marks them: connected over edges
+    /// of degree 2, each of one triangle, or of fewer than maxSize. Call resetVisited() before. O(n).
+    void createPatches(unsigned long maxSize);
+    /// Appends the closed fans of triangles around a vertex. When one of them isn't closed: a warning, and all triangles at
+    /// the vertex as the only list. O(k log k).
+    void getUmbrellas(const Point3* pCenter, std::vector<std::vector<RTriangle*>>& vUmbrellas) const;
+
     // ---- Reports on standard output ----
 
     /// Triangles, and edges by degree.
@@ -165,6 +204,14 @@ private:
     Point3* addVertex(const Point3& p);
     Point3* findVertex(const Point3& p, std::uint64_t hash) const;
     REdge* findOrMakeEdge(Point3* pLower, Point3* pHigher);
+    REdge* rekey(REdge* pRE, const Point3* pSrc, Point3* pTrg);
+    void killBetween(const Point3* pSrc, const Point3* pTrg);
+    Point3* collapseCheapest(const RTriangle& rt);
+    bool findFreePlace(Point3& p, double maxStep);
+    void deletePatches();
+    template <typename Expand>
+    void growPatch(RTriangle* pSeed, Expand&& expand);
+    void enterInPatches();
     bool isKeyed(const REdge* pRE) const;
     void reserve(std::size_t numT);
     template <typename Visit>
@@ -174,6 +221,8 @@ private:
     void checkTriangles() const;
     void checkIncidence() const;
     void checkVertexTable() const;
+
+    Random random;  // what there is of chance in the operators
 };
 
 }  // namespace TARN_KEL

@@ -1,13 +1,17 @@
 #include "RTop.h"
 
-#include "tools.h"
+#include "RMesh.h"
 
 namespace TARN_KEL {
 
 RTop::RTop(RMesh* pRMesh_) : pRMesh(pRMesh_) {}
 
+// Duplicates first: two triangles on the same corners make each other's edges look like edges of a surface, or close, and
+// patches must not end or go on there. Collapses keep the orientation, so they may come last.
 void RTop::finalizeBase() {
-    info("", "The clean-up of the fine mesh isn't built yet: triangles aren't oriented alike");
+    pRMesh->removeDups();
+    pRMesh->createPatchesOrient();
+    pRMesh->killDegenerate();
 }
 
 }  // namespace TARN_KEL

@@ -10,8 +10,7 @@ public:
     /// pRMesh: not owned.
     explicit RTop(RMesh* pRMesh);
 
-    /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. Not built yet: says so and leaves
-    /// the mesh as it is.
+    /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. A run must be open. About O(n).
     void finalizeBase();
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}

@@ -1,0 +1,34 @@
+// Tests on the shape of triangles, asked before an edge is flipped, split or collapsed.
+#pragma once
+
+#include "freeFunctions.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// The angle of two sides of a triangle is below 0.01 or above 179.99 degrees, or one of the sides has no length.
+inline bool isSliverAngle(const Vector3& a, const Vector3& b) {
+    constexpr double MIN_ANGLE = 0.01, MAX_ANGLE = 179.99;  // degrees
+    // Six degrees off the limits the cosine leaves no doubt: no square roots and no arc cosine for nearly all triangles.
+    constexpr double FAR_SQ_COSINE = 0.99;
+    const auto isUsual = [](double square) { return square > 1e-100 && square < 1e100; };
+    const double dot = a * b, aa = a.sqLength(), bb = b.sqLength();
+    if (isUsual(aa) && isUsual(bb) && dot * dot < FAR_SQ_COSINE * (aa * bb)) return false;
+
+    if (a.isDegenerate() || b.isDegenerate()) return true;
+    const double angle = getAngleDegree(normalize(a), normalize(b));
+    return angle < MIN_ANGLE || angle > MAX_ANGLE;
+}
+
+/// A triangle of normal nnv is cut from corner a to p, which lies on the side from b to c or near it: true when both halves,
+/// a-b-p and a-p-c, have a normal that turns by at most 90 degrees.
+inline bool isGentleCut(const Vector3& nnv, const Point3& a, const Point3& b, const Point3& c, const Point3& p) {
+    constexpr double MAX_TURN = 90.0;  // degrees
+    bool bOK = false;
+    const Vector3 n1 = getNormalVector(a, b, p, bOK);
+    if (!bOK || getAngleDegree(nnv, n1) > MAX_TURN) return false;
+    const Vector3 n2 = getNormalVector(a, p, c, bOK);
+    return bOK && getAngleDegree(nnv, n2) <= MAX_TURN;
+}
+
+}  // namespace TARN_KEL

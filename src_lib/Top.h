@@ -17,6 +17,7 @@ class CEdge;
 class CMesh;
 class CPatch;
 class CTriangle;
+class Chain;
 class Voro;
 
 /// Repairs a coarse mesh as the extractor made it until the fine mesh can be built from it: no degenerate triangles, one
@@ -139,7 +140,35 @@ public:
     /// warning when there is none; no alive triangle at all is an assertion.
     CTriangle* getMaxT(std::vector<CPatch*>& vPatches, bool& bFlip);
 
-    // ---- Degree three
+    // ---- Degree three: edges on which a sheet ends in the middle of another one. Triangles are killed, none is made.
+
+    /// Thins out the flaps that can be told by the border that runs into the edge at an end. Other edges keep their three
+    /// triangles.
+    void repairDeg3();
+    /// vT: the triangles on the edge, smallest first. Kills the first that is no part of a sheet: one with fewer than two
+    /// neighbours over manifold edges, or else with fewer than two that aren't ears, which have two border edges; the last
+    /// such ear goes along. True when it killed.
+    bool tryRepairEvilDeg3(CEdge* pCE, const std::vector<CTriangle*>& vT);
+    /// At each end of the edge where exactly one border edge ends, kills its triangle, as long as the edge has degree 3.
+    /// Appends the edges of the killed triangles that have degree 3 then. True when it killed.
+    bool deleteAroundEvilDeg3(CEdge* pCE, std::vector<CEdge*>& vNext);
+
+    /// Another way, for flaps whose edges of degree 3 form chains: closes each chain over edges of the mesh and kills the
+    /// small piece that the ring cuts off.
+    void completeDeg3ChainsAndRemoveT();
+    /// Appends one or two edges that close the chain, of any degree above 0. True also for a closed chain. False when there
+    /// are none, and for an open chain with an edge of degree 0 or 2.
+    bool tryClose(Chain* pChain, std::vector<CEdge*>& vSolution);
+    /// Kills the first piece within the ring of the chain and vSolution that has a triangle on every edge of the chain and
+    /// no more triangles than the chain has edges. True when it killed.
+    bool tryKillT(Chain* pChain, std::vector<CEdge*>& vSolution);
+    /// Floods from the triangles on the stack, which must be alive, over the edges that aren't in sFences. vGroup becomes
+    /// what was reached, in pointer order. False when that is nothing, or more than maxNumT triangles: both lists are empty
+    /// then.
+    bool bfs(std::size_t maxNumT, std::vector<CTriangle*>& vStack, std::set<CEdge*>& sFences,
+             std::vector<CTriangle*>& vGroup);
+    /// Sorts the list, each edge once, and enters the edges under both their ends.
+    void createMap(std::vector<CEdge*>& vCE, std::multimap<VCD, CEdge*>& mmVCD2CE) const;
 
     CMesh* pCMesh;
     Calc* pCalc;

@@ -21,50 +21,15 @@
 #include "support/capture.h"
 #include "support/cellSets.h"
 #include "support/coarse.h"
+#include "support/extraction.h"
 
 using namespace TARN_KEL;
 using TARN_TEST::cellAt;
+using TARN_TEST::Extraction;
 
 namespace {
 
-using Triangle = std::tuple<VCD, VCD, VCD, VCD, int>;
-
-/// A Voro on cells that have their points at the midpoints, and its mesh.
-class Extraction {
-public:
-    explicit Extraction(const VCCD& vCells, TRIMODE mode = TM_FAT) {
-        for (CCD ccd : vCells) {
-            dVtx.push_back(calc.getMidPoint(ccd));
-            dBundle.emplace_back();
-            dBundle.back().ccd = ccd;
-            dBundle.back().pVtx = &dVtx.back();
-            mBundle[ccd] = &dBundle.back();
-        }
-        pVoro = std::make_unique<Voro>(&calc, mBundle, mode);
-        pVoro->fatExtractTriangles();
-    }
-
-    std::vector<Triangle> triangles() const {
-        std::vector<Triangle> v;
-        for (const CTriangle* pCT : pVoro->pCMesh->vAllCT)
-            if (pCT->isAlive()) v.emplace_back(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
-        return v;
-    }
-    VCCD allKeys() const {
-        std::set<VCD> sKey;
-        for (const auto& [key, ccd] : pVoro->vStaticVCD2CCD)
-            sKey.insert(key);
-        return {sKey.begin(), sKey.end()};
-    }
-
-    Calc calc = TARN_TEST::unitGrid();
-    std::map<CCD, Bundle*> mBundle;
-    std::unique_ptr<Voro> pVoro;
-
-private:
-    std::deque<Point3> dVtx;
-    std::deque<Bundle> dBundle;
-};
+using Triangle = TARN_TEST::TriangleRecord;
 
 /// The extraction reports to a run.
 class VoroAgain : public ::testing::Test {

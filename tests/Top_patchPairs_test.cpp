@@ -1,0 +1,293 @@
+// Pairs of patches at their limits, groups of patches against a search through all of them, and wild meshes to the end.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CMesh.h"
+#include "CPatch.h"
+#include "Progress.h"
+#include "Random.h"
+#include "Top.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+#include "support/extraction.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Triangles = std::vector<CTriangle*>;
+using Edges = std::vector<CEdge*>;
+using Patches = std::vector<CPatch*>;
+
+std::size_t numAlive(const CMesh& mesh) {
+    Triangles vT;
+    mesh.getAliveTriangles(vT);
+    return vT.size();
+}
+
+Patches cut(CMesh& mesh) {
+    Patches vPatches;
+    std::map<VCD, CPatch*> mVCD2Patch;
+    Edges vMECE;
+    mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    return vPatches;
+}
+
+/// A plate of numRim outer triangles round a polygon, and lids on it.
+struct Plate : CoarseWorld {
+    explicit Plate(unsigned numRim) {
+        for (unsigned i = 0; i < numRim; ++i)
+            vRim.push_back(put(100 + 2 * i, 100, 100));
+        for (unsigned i = 0; i < numRim; ++i)
+            triangle(vRim[i], vRim[(i + 1) % numRim], put(100 + 2 * i, 101, 100));
+    }
+    /// A disc on the corners: a fan, of which one triangle is cut in three again and again up to numT triangles.
+    Triangles lid(const std::vector<VCD>& vCorner, std::size_t numT) {
+        Triangles vT;
+        const VCD top = put(200, 200, ++level);
+        for (std::size_t i = 0; i < vCorner.size(); ++i)
+            vT.push_back(triangle(vCorner[i], vCorner[(i + 1) % vCorner.size()], top));
+        while (vT.size() < numT) {
+            CTriangle* pCT = vT.back();
+            const VCD inner = put(200, 200, ++level);
+            vT.pop_back();
+            pCT->kill(&mesh);
+            for (int i = 0; i < 3; ++i)
+                vT.push_back(triangle(pCT->getCorner(i), pCT->getCorner((i + 1) % 3), inner));
+        }
+        return vT;
+    }
+    std::vector<VCD> vRim;
+    unsigned level = 0;
+};
+
+bool isAlive(const Triangles& vT) {
+    return vT.front()->isAlive();
+}
+
+/// The passes report to a run, and say much.
+class TopPatchPairs : public ::testing::Test {
+protected:
+    TopPatchPairs() { progressForReco(); }
+    ~TopPatchPairs() override { closeProgress(); }
+    CoutSilence silence;
+};
+
+/// A patch with the first numT triangles of a list.
+void fill(CPatch& patch, Triangles& vT, std::size_t numT) {
+    for (; numT > 0; --numT, vT.pop_back())
+        patch.add(vT.back());
+}
+
+/// The first pair of disjoint groups with equal boundaries, by comparing all of them; group 0 for none.
+std::pair<unsigned, unsigned> slowMatch(const Patches& vCluster) {
+    std::vector<std::map<CEdge*, bool>> vBoundary(std::size_t{1} << vCluster.size());
+    for (unsigned group = 1; group < vBoundary.size(); ++group)
+        for (std::size_t i = 0; i < vCluster.size(); ++i)
+            for (CEdge* pCE : (group >> i & 1) != 0 ? vCluster[i]->vPatchBoundaryCE : Edges())
+                if (!vBoundary[group].emplace(pCE, true).second) vBoundary[group].erase(pCE);
+    for (unsigned a = 1; a < vBoundary.size(); ++a)
+        for (unsigned b = a + 1; b < vBoundary.size(); ++b)
+            if ((a & b) == 0 && vBoundary[a] == vBoundary[b]) return {a, b};
+    return {0, 0};
+}
+
+}  // namespace
+
+TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
+    struct Case {
+        std::size_t numT0, numT1;
+        double meshArea;
+        int goes;  // -1: none
+    };
+    // Each triangle of the sheet has an area of 0.5.
+    for (const auto& [numT0, numT1, meshArea, goes] :
+         {Case{20, 20, 20.0, 1}, Case{19, 20, 20.0, 0}, Case{21, 5, 130.0, 1}, Case{5, 21, 130.0, 0}, Case{21, 5, 129.0, -1},
+          Case{21, 21, 1000.0, 1}, Case{20, 21, 20.0, -1}, Case{21, 0, 20.0, -1}, Case{0, 21, 1000.0, 0}}) {
+        Sheet sheet(5, 5);
+        Triangles vT = sheet.mesh.vAllCT;
+        CPatch patch0(&sheet.mesh, &sheet.calc), patch1(&sheet.mesh, &sheet.calc);
+        fill(patch0, vT, numT0), fill(patch1, vT, numT1);
+        const std::string name = std::to_string(numT0) + " and " + std::to_string(numT1);
+        EXPECT_EQ(Top(&sheet.mesh, &sheet.calc).solveOnePatchPair(&patch0, &patch1, meshArea), goes >= 0) << name;
+        EXPECT_EQ(patch0.isAlive(), goes != 0) << name;
+        EXPECT_EQ(patch1.isAlive(), goes != 1) << name;
+    }
+}
+
+TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
+    Plate plate(4);
+    for (const std::size_t numT : {8, 4, 6})
+        plate.lid(plate.vRim, numT);
+    plate.lid({plate.put(1, 1, 1), plate.put(2, 1, 1), plate.put(1, 2, 1)}, 3);                // alone, open
+    const std::vector<VCD> vBase{plate.put(5, 1, 1), plate.put(6, 1, 1), plate.put(5, 2, 1)};  // closed
+    plate.lid(vBase, 3), plate.lid(vBase, 3);
+    Patches vPatches = cut(plate.mesh), vClosed, vOpen;
+    ASSERT_EQ(vPatches.size(), 4U + 3U + 2U) << "outer triangles, lids, two pieces apart";
+    const Patches vLids(vPatches.begin() + 4, vPatches.begin() + 7);
+    const Patches vRest = {vPatches[0], vPatches[1], vPatches[2], vPatches[3], vLids[2], vPatches[7]};
+    CPatch* pClosed = vPatches[8];
+    std::reverse(vPatches.begin(), vPatches.end());  // the order given doesn't matter
+    std::vector<std::pair<CPatch*, CPatch*>> vPairs;
+    Top top(&plate.mesh, &plate.calc);
+    top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
+    const std::vector<std::pair<CPatch*, CPatch*>> vExpected = {{vLids[0], vLids[1]}, {vLids[1], vLids[2]}};
+    EXPECT_EQ(vPairs, vExpected);
+    EXPECT_EQ(vClosed, Patches{pClosed});
+    EXPECT_EQ(std::set<CPatch*>(vOpen.begin(), vOpen.end()), std::set<CPatch*>(vRest.begin(), vRest.end()));
+
+    vLids[1]->killPatchAndMembers();
+    vPairs.clear(), vClosed.clear(), vOpen.clear();
+    top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
+    EXPECT_EQ(vPairs, (std::vector<std::pair<CPatch*, CPatch*>>{{vLids[0], vLids[2]}}));
+    EXPECT_EQ(vOpen.size() + vClosed.size(), 7U) << "the dead one is nowhere";
+}
+
+TEST_F(TopPatchPairs, doublesGoUntilOneSheetIsLeft) {
+    Plate plate(4);
+    const Triangles vLid0 = plate.lid(plate.vRim, 4), vLid1 = plate.lid(plate.vRim, 8), vLid2 = plate.lid(plate.vRim, 6);
+    Top top(&plate.mesh, &plate.calc);
+    EXPECT_TRUE(top.patchPairSolving(true));
+    EXPECT_FALSE(isAlive(vLid0));
+    EXPECT_TRUE(isAlive(vLid1)) << "of the second pair, too, it is the larger one";
+    EXPECT_FALSE(isAlive(vLid2));
+    EXPECT_FALSE(top.patchPairSolving(true)) << "the lid and the plate are one sheet now";
+    EXPECT_EQ(numAlive(plate.mesh), 4U + 8U);
+}
+
+TEST_F(TopPatchPairs, tinyClosedPatchesGoAndLargerOnesStay) {
+    for (const unsigned numRim : {3U, 4U}) {  // two fans on one polygon, closed by themselves
+        CoarseWorld world;
+        const auto corner = [&](unsigned i) { return world.put(16 + i % numRim, 16, 16); };
+        for (unsigned i = 0; i < numRim; ++i)
+            for (const unsigned z : {10U, 22U})
+                world.triangle(corner(i), corner(i + 1), world.put(16, 17, z));
+        EXPECT_FALSE(Top(&world.mesh, &world.calc).patchPairSolving(true)) << "doesn't count";
+        EXPECT_EQ(numAlive(world.mesh), numRim == 3 ? 0U : 8U);
+    }
+    Sheet sheet(3, 3);  // a tetrahedron on an edge of a sheet is one closed patch with an ME
+    const VCD a = sheet.at(1, 1), b = sheet.at(2, 1), c = sheet.put(17, 17, 20), d = sheet.put(18, 17, 20);
+    sheet.triangle(a, b, c), sheet.triangle(a, b, d), sheet.triangle(a, c, d), sheet.triangle(b, c, d);
+    Top top(&sheet.mesh, &sheet.calc);
+    EXPECT_TRUE(top.patchPairSolving(true)) << "split";
+    EXPECT_LT(numAlive(sheet.mesh), 22U);
+    EXPECT_GT(numAlive(sheet.mesh), 18U);
+}
+
+TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        Extraction world(randomCells(8, 0.15 + 0.01 * (seed % 40), seed));
+        world.withScatteredPoints(seed, 3);
+        Top top(&world.mesh(), &world.calc);
+        top.unifyDiagonals();
+        for (const bool bCareful : {true, false}) {
+            std::size_t numBefore = numAlive(world.mesh());
+            while (top.patchPairSolving(bCareful)) {
+                ASSERT_LT(numAlive(world.mesh()), numBefore) << "seed " << seed << ": a change without a kill";
+                numBefore = numAlive(world.mesh());
+            }
+        }
+        EXPECT_EQ(firstFault(world.mesh()), "") << "seed " << seed;
+        Patches vPatches = cut(world.mesh()), vClosed, vOpen;
+        std::vector<std::pair<CPatch*, CPatch*>> vPairs;
+        top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
+        for (const auto& [pPatch0, pPatch1] : vPairs)
+            EXPECT_GT(std::max(pPatch0->getSize(), pPatch1->getSize()), 20U) << "seed " << seed;
+    }
+}
+
+TEST_F(TopPatchPairs, patchesWithABorderAreKilled) {
+    Plate plate(4);
+    plate.lid(plate.vRim, 4), plate.lid(plate.vRim, 6);
+    Patches vPatches = cut(plate.mesh);
+    EXPECT_EQ(countIn(outputOf([&] { Top(&plate.mesh, &plate.calc).killBoundaryPatches(vPatches); }), "Killing a patch"), 4);
+    EXPECT_EQ(numAlive(plate.mesh), 10U) << "the lids close each other";
+}
+
+// ---- Groups of patches
+
+TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
+    Random random(7);
+    Sheet sheet(2, 2);
+    Edges vCE;
+    sheet.mesh.getCEdges(vCE);
+    Top top(&sheet.mesh, &sheet.calc);
+    int numMatches = 0;
+    for (int round = 0; round < 200; ++round) {
+        std::vector<std::unique_ptr<CPatch>> vOwner;
+        Patches vCluster;
+        for (int i = 0; i < 2 + round % 5; ++i) {
+            vCluster.push_back(vOwner.emplace_back(std::make_unique<CPatch>(&sheet.mesh, &sheet.calc)).get());
+            for (std::size_t k = 0; k < 5; ++k)
+                if (random.next() % 2 == 0) vCluster.back()->vPatchBoundaryCE.push_back(vCE[k]);
+            std::sort(vCluster.back()->vPatchBoundaryCE.begin(), vCluster.back()->vPatchBoundaryCE.end());
+        }
+        const auto [a, b] = slowMatch(vCluster);
+        const std::string said = outputOf([&] { EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), a != 0); });
+        numMatches += a != 0 ? 1 : 0;
+        EXPECT_EQ(countIn(said, "by end-of-loops"), a == 0 ? 1 : 0);
+        // All are without members: the first of each group takes the others over, then the second of the two is killed.
+        unsigned alive = 0;
+        for (std::size_t i = 0; i < vCluster.size(); ++i)
+            alive |= vCluster[i]->isAlive() ? 1U << i : 0U;
+        const unsigned all = (1U << vCluster.size()) - 1;
+        EXPECT_EQ(alive, (all & ~(a | b)) | (a & (~a + 1))) << "round " << round;
+    }
+    EXPECT_GT(numMatches, 50);
+    EXPECT_LT(numMatches, 150);
+}
+
+TEST_F(TopPatchPairs, largeClustersAreRefused) {
+    Sheet sheet(1, 1);
+    Top top(&sheet.mesh, &sheet.calc);
+    for (const std::size_t num : {12, 13}) {
+        std::vector<std::unique_ptr<CPatch>> vOwner(num);
+        Patches vCluster;
+        for (auto& pOwner : vOwner)
+            vCluster.push_back((pOwner = std::make_unique<CPatch>(&sheet.mesh, &sheet.calc)).get());
+        EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), num == 12) << num;
+        vCluster.back()->killPatchAndMembers();
+        EXPECT_FALSE(top.frac_solvePatchCluster(vCluster, 1.0)) << "one is dead";
+    }
+    Patches vNone;
+    EXPECT_NE(reportOf([&] { top.frac_solvePatchCluster(vNone, 1.0); }).find(conditionFailed("!pvPatches->empty()")),
+              std::string::npos);
+    EXPECT_NE(reportOf([&] {
+                  top.frac_createCluster(nullptr, vNone);
+              }).find(conditionFailed("pStartPatch!=__null && pStartPatch->isAlive()")),
+              std::string::npos);
+}
+
+TEST_F(TopPatchPairs, sheetsInPiecesAreSolvedAsGroups) {
+    // A lid of 10 triangles, and one of two halves of 3 on the same rim with a fin between them. The plate goes on in large
+    // sheets, so that it isn't taken in. The three lids are closed together; the first way to cut them in two groups is the
+    // second half against the rest.
+    Plate plate(4);
+    const auto& r = plate.vRim;
+    for (unsigned i = 0; i < 4; ++i)
+        plate.lid({r[i], plate.put(100 + 2 * i, 101, 100), plate.put(300, 300 + i, 300)}, 31);
+    const Triangles vWhole = plate.lid(r, 10), vHalf0 = plate.lid({r[0], r[1], r[2]}, 3),
+                    vHalf1 = plate.lid({r[0], r[2], r[3]}, 3);
+    CTriangle* pFinT = plate.triangle(r[0], r[2], plate.put(301, 301, 301));
+    Top top(&plate.mesh, &plate.calc);
+    EXPECT_FALSE(top.patchPairSolving(false)) << "no two patches have the same rim";
+    const std::size_t numBefore = numAlive(plate.mesh);
+    Patches vPatches = cut(plate.mesh), vCluster;
+    top.frac_createCluster(pFinT->getPatch(), vCluster);
+    EXPECT_EQ(vCluster, (Patches{pFinT->getPatch(), vHalf1[0]->getPatch(), vWhole[0]->getPatch(), vHalf0[0]->getPatch()}));
+
+    const std::string said = outputOf([&] { top.solvePatchPairsFrac(vPatches); });
+    EXPECT_EQ(countIn(said, "FOUND A REAL MATCH, vPatches0.size()=1, vPatches1.size()=2\n*** SUCCESS ***"), 1) << said;
+    EXPECT_EQ(countIn(said, "+++++ Have assimilated a patch +++++, new size=14"), 1) << "the fin and the rest are one sheet";
+    EXPECT_FALSE(isAlive(vHalf1));
+    EXPECT_EQ(numAlive(plate.mesh), numBefore - 3);
+    EXPECT_TRUE(vWhole[0]->getPatch() == vHalf0[0]->getPatch() && vWhole[0]->getPatch() == pFinT->getPatch());
+}

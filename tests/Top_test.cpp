@@ -1,0 +1,386 @@
+// The passes of the repair at their limits, against slow ones on wild meshes, and the whole sequences.
+#include "Top.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <set>
+#include <string>
+#include <tuple>
+#include <vector>
+
+#include "CMesh.h"
+#include "CPatch.h"
+#include "Progress.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+#include "support/extraction.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Triangles = std::vector<CTriangle*>;
+using Edges = std::vector<CEdge*>;
+
+Triangles aliveOf(const CMesh& mesh) {
+    Triangles vT;
+    mesh.getAliveTriangles(vT);
+    return vT;
+}
+
+std::size_t numAlive(const CMesh& mesh) {
+    return aliveOf(mesh).size();
+}
+
+Edges edgesOf(const CMesh& mesh, int degree) {
+    Edges vCE;
+    mesh.getDegN(degree, vCE);
+    return vCE;
+}
+
+/// Random cells extracted, with points that often lie on one line or plane, and what repairs the mesh.
+struct Wild {
+    explicit Wild(unsigned seed) : world(randomCells(7, 0.2 + 0.02 * (seed % 20), seed)), top(&world.mesh(), &world.calc) {
+        world.withScatteredPoints(seed, 2);
+    }
+    Extraction world;
+    Top top;
+};
+
+/// The passes report to a run, and say much.
+class TopPasses : public ::testing::Test {
+protected:
+    TopPasses() { progressForReco(); }
+    ~TopPasses() override { closeProgress(); }
+    CoutSilence silence;
+};
+
+/// A strip of numT triangles with numBorder border edges; each other edge of its rim is an ME by a tetrahedron on it.
+struct Strip : CoarseWorld {
+    Strip(int numT, int numBorder) {
+        const auto at = [this](int i) {
+            return put(16 + static_cast<unsigned>(i) / 2, 16 + static_cast<unsigned>(i) % 2, 16);
+        };
+        for (int i = 0; i < numT; ++i)
+            vStripT.push_back(triangle(at(i), at(i + 1), at(i + 2)));
+        unsigned z = 20;
+        Edges vRim = edgesOf(mesh, 1);
+        for (auto it = vRim.begin() + numBorder; it != vRim.end(); ++it, ++z) {
+            const VCD a = (*it)->v0, b = (*it)->v1, c = put(16, 16, z), d = put(17, 16, z);
+            triangle(a, b, c), triangle(a, b, d), triangle(a, c, d), triangle(b, c, d);
+        }
+    }
+    bool isWhole() const { return vStripT[0]->isAlive(); }
+
+    Triangles vStripT;
+};
+
+/// killTinyBorderPatches without marks and short cuts.
+void slowKillTiny(CMesh& mesh, int maxNumT) {
+    std::set<CEdge*> sBorderCE;
+    for (CEdge* pCE : edgesOf(mesh, 1)) {
+        const std::size_t numBefore = sBorderCE.size();
+        if (!sBorderCE.insert(pCE).second || pCE->getDegree() == 0) continue;
+        std::set<CTriangle*> sPiece{pCE->vCT[0]};
+        Triangles vStack{pCE->vCT[0]};
+        while (!vStack.empty()) {
+            const CTriangle* pCT = vStack.back();
+            vStack.pop_back();
+            for (int i = 0; i < 3; ++i) {
+                if (pCT->getCE(i)->getDegree() == 1) sBorderCE.insert(pCT->getCE(i));
+                if (pCT->getCE(i)->getDegree() != 2) continue;
+                CTriangle* pNeigT = pCT->getCE(i)->getUniqueOtherTriangle(pCT);
+                if (sPiece.insert(pNeigT).second) vStack.push_back(pNeigT);
+            }
+        }
+        const std::size_t numT = sPiece.size(), numBorder = sBorderCE.size() - numBefore;
+        if (numT > static_cast<std::size_t>(maxNumT)) continue;
+        if (5 * numBorder > numT || (numT <= 24 && numBorder >= 2) || (numT <= 6 && numBorder == 1))
+            for (CTriangle* pCT : sPiece)
+                pCT->kill(&mesh);
+    }
+}
+
+/// A square of cells across an axis with the corners p, q on one diagonal and r, s on the other, r moved up by lift. What
+/// stands on each diagonal is up to the test.
+struct Square : CoarseWorld {
+    explicit Square(std::size_t axis, unsigned lift = 0) {
+        const auto at = [&](unsigned i, unsigned j, unsigned up) {
+            std::array<unsigned, 3> xyz{};
+            xyz[axis] = 16 + up, xyz[(axis + 1) % 3] = 17 + i, xyz[(axis + 2) % 3] = 17 + j;
+            return put(xyz[0], xyz[1], xyz[2]);
+        };
+        p = at(0, 0, 0), q = at(1, 1, 0), r = at(1, 0, lift), s = at(0, 1, 0);
+    }
+    /// True when each diagonal that has triangles has two, and in all there are num.
+    void expectDiagonals(int numPQ, int numRS, const std::string& name) const {
+        const auto degree = [this](VCD a, VCD b) {
+            return mesh.getEdge(a, b) == nullptr ? 0 : mesh.getEdge(a, b)->getDegree();
+        };
+        EXPECT_EQ(degree(p, q), numPQ) << name;
+        EXPECT_EQ(degree(r, s), numRS) << name;
+        EXPECT_EQ(firstFault(mesh), "") << name;
+    }
+    VCD p, q, r, s;
+};
+
+}  // namespace
+
+// ---- Diagonals and flat triangles
+
+TEST_F(TopPasses, aSquareKeepsOneDiagonal) {
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const std::string name = "axis " + std::to_string(axis);
+        const auto unified = [](Square& square) { Top(&square.mesh, &square.calc).unifyDiagonals(); };
+        {
+            Square square(axis);
+            square.triangle(square.p, square.q, square.r), square.triangle(square.q, square.p, square.s);
+            unified(square);
+            square.expectDiagonals(2, 0, name + ": one diagonal");
+            EXPECT_EQ(square.mesh.vAllCT.size(), 2U) << "left as it was";
+            square.triangle(square.r, square.s, square.p), square.triangle(square.s, square.r, square.q);
+            unified(square);  // each of them gives way when its turn comes, and p-q, the first, is made again
+            square.expectDiagonals(2, 0, name + ": both diagonals");
+        }
+        {
+            Square square(axis);
+            square.triangle(square.p, square.q, square.r)->kill(&square.mesh);
+            square.triangle(square.r, square.s, square.p), square.triangle(square.s, square.r, square.q);
+            unified(square);
+            square.expectDiagonals(2, 0, name + ": the other one is left over");
+            EXPECT_EQ(square.mesh.vAllCT.back()->cfg, 0);
+            EXPECT_EQ(square.mesh.vAllCT.back()->vcdCube, square.r) << "of the first of the two";
+        }
+        {
+            Square square(axis);
+            square.triangle(square.r, square.s, square.p), square.triangle(square.r, square.s, square.q);
+            square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.s);
+            square.triangle(square.p, square.q, square.put(60, 60, 60));
+            unified(square);
+            square.expectDiagonals(3, 0, name + ": the other one has its triangles");
+        }
+        {
+            Square square(axis), bent(axis, 1);
+            square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.r);
+            square.triangle(square.r, square.s, square.put(60, 60, 60));
+            unified(square);
+            square.expectDiagonals(2, 1, name + ": two triangles on the same corners");
+            bent.triangle(bent.p, bent.q, bent.r), bent.triangle(bent.p, bent.q, bent.s);
+            bent.triangle(bent.r, bent.s, bent.put(60, 60, 60));
+            unified(bent);
+            bent.expectDiagonals(2, 1, name + ": not in one plane");
+        }
+    }
+}
+
+TEST_F(TopPasses, aNewTriangleWithoutAreaIsTreatedAtOnce) {
+    Square square(2);  // p lies on the line from r to s
+    square.put(square.p, Point3(17.75, 17.75, 16.5)), square.put(square.q, Point3(18.75, 18.75, 16.5));
+    square.put(square.r, Point3(18.25, 17.25, 16.5)), square.put(square.s, Point3(17.25, 18.25, 16.5));
+    square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.s);
+    for (const unsigned x : {17U, 18U})
+        square.triangle(square.r, square.s, square.put(x, 18, 17));
+    Top(&square.mesh, &square.calc).unifyDiagonals();
+    square.expectDiagonals(2, 0, "the three other triangles on r-s are cut at p");
+    EXPECT_EQ(numAlive(square.mesh), 6U);
+}
+
+TEST_F(TopPasses, flatTrianglesGoOrAreWarnedOf) {
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        Wild wild(seed);
+        const std::string said = outputOf([&] {
+            wild.top.unifyDiagonals();
+            wild.top.killDegenerate();
+        });
+        std::size_t numFlat = 0;
+        for (const CTriangle* pCT : aliveOf(wild.world.mesh()))
+            numFlat += pCT->isDegenerate(&wild.world.mesh()) ? 1 : 0;
+        EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
+        const int numWarned = countIn(said, "trySplitNeigsKillT() and laplacianForOne()");
+        EXPECT_TRUE(numFlat == 0 || numWarned > 0) << "seed " << seed;
+    }
+}
+
+// ---- Borders
+
+TEST_F(TopPasses, piecesGoByTheirBorder) {
+    struct Case {
+        int numT, numBorder, maxNumT;
+        bool bStays;
+    };
+    for (const auto& [numT, numBorder, maxNumT, bStays] :
+         {Case{10, 3, 8, true}, Case{10, 3, 9, true}, Case{10, 3, 10, false}, Case{10, 3, 40, false}, Case{30, 6, 40, true},
+          Case{30, 7, 40, false}, Case{24, 2, 40, false}, Case{25, 2, 40, true}, Case{24, 1, 40, true},
+          Case{6, 1, 40, false}, Case{7, 1, 40, true}, Case{6, 1, 5, true}, Case{4, 1, 40, false}, Case{35, 7, 40, true},
+          Case{41, 40, 40, true}}) {
+        Strip strip(numT, numBorder);
+        const std::size_t numBefore = numAlive(strip.mesh);
+        Top(&strip.mesh, &strip.calc).killTinyBorderPatches(maxNumT);
+        EXPECT_EQ(strip.isWhole(), bStays) << numT << " triangles, " << numBorder << " border edges, limit " << maxNumT;
+        EXPECT_EQ(numAlive(strip.mesh), numBefore - (bStays ? 0 : strip.vStripT.size())) << "all or none, nothing else";
+    }
+}
+
+TEST_F(TopPasses, piecesGoAsTheSlowPassSays) {
+    for (unsigned seed = 0; seed < 60; ++seed)
+        for (const int maxNumT : {1, 8, 40, 100}) {
+            Wild fast(seed), slow(seed);
+            fast.top.killTinyBorderPatches(maxNumT);
+            slowKillTiny(slow.world.mesh(), maxNumT);
+            EXPECT_EQ(fast.world.triangles(), slow.world.triangles()) << "seed " << seed << ", limit " << maxNumT;
+        }
+}
+
+TEST_F(TopPasses, bordersAreListedAndHangingTrianglesGo) {
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        Wild wild(seed);
+        const Edges vBefore = edgesOf(wild.world.mesh(), 1);
+        Edges vBorderCE;
+        wild.top.getBordersKillDeg1nn(vBorderCE);
+        Edges vExpected;  // what is still a border of those that were
+        std::copy_if(vBefore.begin(), vBefore.end(), std::back_inserter(vExpected),
+                     [](const CEdge* pCE) { return pCE->getDegree() == 1; });
+        EXPECT_EQ(vBorderCE, vExpected) << "seed " << seed;
+        for (CEdge* pCE : vBorderCE)
+            wild.top.integrateCCD(pCE);
+        EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
+    }
+    CoarseWorld world;
+    const VCD a = world.put(16, 16, 16), b = world.put(17, 16, 16), tip = world.put(16, 17, 16);
+    CTriangle* pHangingT = world.triangle(a, b, tip);
+    for (const unsigned z : {18U, 19U})
+        world.triangle(a, tip, world.put(16, 16, z)), world.triangle(b, tip, world.put(16, 16, z));
+    Edges vBorderCE;
+    Top(&world.mesh, &world.calc).getBordersKillDeg1nn(vBorderCE);
+    EXPECT_FALSE(pHangingT->isAlive());
+    EXPECT_EQ(vBorderCE, edgesOf(world.mesh, 1)) << "the MEs became manifold, no border is new";
+    EXPECT_EQ(numAlive(world.mesh), 4U);
+}
+
+TEST_F(TopPasses, earsAreFoldedIn) {
+    const auto integrateAll = [](CoarseWorld& world) {
+        for (CEdge* pCE : edgesOf(world.mesh, 1))
+            Top(&world.mesh, &world.calc).integrateCCD(pCE);
+    };
+    CoarseWorld single;
+    single.triangle(single.put(16, 16, 16), single.put(17, 16, 16), single.put(16, 17, 16));
+    integrateAll(single);
+    EXPECT_EQ(numAlive(single.mesh), 0U);
+
+    Sheet plain(3, 3), withEar(3, 3), withSteepEar(3, 3);
+    integrateAll(plain);
+    EXPECT_EQ(numAlive(plain.mesh), 18U) << "its ears hang on manifold edges";
+    withEar.withFin(1, 1);
+    withEar.put(cell(17, 17, 17), Point3(18.1, 17.6, 17.0));  // above the edge, so the halves hardly turn
+    integrateAll(withEar);
+    EXPECT_EQ(numAlive(withEar.mesh), 20U) << "both neighbours in two, the ear is gone";
+    EXPECT_TRUE(edgesOf(withEar.mesh, 3).empty());
+    withSteepEar.withFin(1, 1);
+    withSteepEar.put(cell(17, 17, 17), Point3(18.0, 30.0, 17.0));  // one neighbour would be turned over
+    integrateAll(withSteepEar);
+    EXPECT_EQ(numAlive(withSteepEar.mesh), 18U) << "the ear is gone, and nothing else has changed";
+}
+
+// ---- Extracting again
+
+TEST_F(TopPasses, cubesAtBordersAndCrossingsAreExtractedAgain) {
+    for (unsigned seed = 0; seed < 40; ++seed) {
+        Wild wild(seed), slow(seed);
+        wild.top.cbsComplete(wild.world.pVoro.get());
+
+        // The same by sets: a cube is taken when all corners of a border triangle or of an edge of degree 4 are among its
+        // cells.
+        CMesh& mesh = slow.world.mesh();
+        Edges vBorderCE;
+        slow.top.getBordersKillDeg1nn(vBorderCE);
+        std::vector<std::set<VCD>> vCells;
+        for (const CEdge* pCE : vBorderCE)
+            vCells.push_back({pCE->vCT[0]->c0, pCE->vCT[0]->c1, pCE->vCT[0]->c2});
+        for (const CEdge* pCE : edgesOf(mesh, 4))
+            vCells.push_back({pCE->v0, pCE->v1});
+        std::vector<VCD> vCubes;
+        for (const VCD key : slow.world.allKeys()) {
+            CCD cube[8] = {0, 0, 0, 0, 0, key};
+            slow.world.calc.completeArraySym(cube);
+            const std::set<VCD> sCube(cube, cube + 8);
+            if (std::any_of(vCells.begin(), vCells.end(), [&](const std::set<VCD>& sCell) {
+                    return std::includes(sCube.begin(), sCube.end(), sCell.begin(), sCell.end());
+                }))
+                vCubes.push_back(key);
+        }
+        slow.world.pVoro->meshAgain(vCubes);
+        mesh.averageBundles();
+        slow.top.unifyDiagonals();
+        EXPECT_EQ(wild.world.triangles(), slow.world.triangles()) << "seed " << seed;
+    }
+    Extraction sphere(sphereShell(6));
+    const auto before = sphere.triangles();
+    Top(&sphere.mesh(), &sphere.calc).cbsComplete(sphere.pVoro.get());
+    EXPECT_EQ(sphere.triangles(), before) << "no border, no edge of degree 4";
+}
+
+// ---- Vertices
+
+TEST_F(TopPasses, verticesAtOnePlaceAreMovedApart) {
+    CoarseWorld world;
+    const Point3 p(20.5, 20.5, 20.5), far(1e18, 1e18, 1e18);
+    std::vector<VCD> vSame;
+    for (unsigned x = 0; x < 50; ++x)
+        vSame.push_back(world.put(cell(x, 5, 5), p));
+    world.put(cell(70, 5, 5), Point3(20.5, 20.5, 20.25));
+    const std::string said = outputOf([&] { Top(&world.mesh, &world.calc).oneCoordTriplePerCCD(); });
+    EXPECT_EQ(countIn(said, "WARNING"), 0);
+    std::set<std::tuple<double, double, double>> sPlace;
+    for (const VCD vcd : vSame) {
+        const Vector3 shift = *world.mesh.getVtx(vcd) - p;
+        for (const double d : {shift.x(), shift.y(), shift.z()})
+            EXPECT_TRUE(d >= 0.0 && d < 0.01);
+        sPlace.emplace(shift.x(), shift.y(), shift.z());
+    }
+    EXPECT_EQ(sPlace.size(), vSame.size());
+    EXPECT_EQ((*world.mesh.getVtx(vSame[0]) - p).length(), 0.0) << "the first one keeps its place";
+    EXPECT_EQ(world.mesh.getVtx(cell(70, 5, 5))->z(), 20.25);
+
+    for (unsigned x = 0; x < 2; ++x)  // a step is less than the last digit of these
+        world.put(cell(x, 6, 6), far);
+    EXPECT_EQ(countIn(outputOf([&] { Top(&world.mesh, &world.calc).oneCoordTriplePerCCD(); }), "WARNING"), 1);
+}
+
+// ---- Beside the sequences
+
+TEST_F(TopPasses, thePassesBesideTheSequences) {
+    Sheet sheet(4, 4);
+    sheet.withFin(1, 1).withFin(2, 2);
+    std::vector<CPatch*> vPatches;
+    std::map<VCD, CPatch*> mVCD2Patch;
+    Edges vMECE;
+    sheet.mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    Top top(&sheet.mesh, &sheet.calc);
+    EXPECT_EQ(top.removeTinyBorderPatches(vPatches), 2) << "the fins: two border edges, one ME, one triangle";
+    EXPECT_EQ(numAlive(sheet.mesh), 32U);
+
+    Triangles vFin;  // on an edge with one more triangle, which has no other border; two must go
+    for (const double height : {0.75, 0.25, 0.5})
+        vFin.push_back(sheet.triangle(
+            sheet.at(0, 0), sheet.at(1, 0),
+            sheet.put(cell(9, 9, 100 - static_cast<unsigned>(vFin.size())), Point3(16.5, 16.5, 16.5 + height))));
+    top.removeBorderTrianglesAtME();
+    EXPECT_TRUE(vFin[0]->isAlive() && !vFin[1]->isAlive() && !vFin[2]->isAlive()) << "the two smaller ones";
+    EXPECT_EQ(numAlive(sheet.mesh), 33U);
+
+    const std::set<int> flatCorners = {27, 39, 78, 114, 141, 177, 216, 228};
+    CoarseWorld cases;
+    for (int cfg = -1; cfg < 256; ++cfg) {
+        const auto x = static_cast<unsigned>(cfg + 1);
+        cases.mesh.createT(cases.put(x, 1, 1), cases.put(x, 2, 1), cases.put(x, 1, 2), 0, cfg);
+    }
+    Top(&cases.mesh, &cases.calc).pruneCases();
+    for (const CTriangle* pCT : cases.mesh.vAllCT)
+        EXPECT_EQ(pCT->isAlive(), flatCorners.count(pCT->cfg) == 0) << pCT->cfg;
+    EXPECT_NE(outputOf([&] { top.fillHoles(nullptr); }).find("Top::fillHoles() calls Holex - experimental"),
+              std::string::npos);
+}

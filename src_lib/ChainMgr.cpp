@@ -1,0 +1,170 @@
+// A vertex where more than two edges meet gives no answer to the question which way to go on. So a round first hides these
+// vertices: the edges end there, and what is left are simple paths and rings. Rings are chains that close. A path between
+// two hidden vertices may close over an edge or two of the mesh. What closes is kept, and its edges are taken:
+//
+//        .--.        .--.                       Three holes of a sheet touch at v and w. The first round hides v and w,
+//       /    \  A   /    \                      and finds the rings at both ends (they start and end at one vertex) and the
+//      |      v    w      |                     two paths A and B. Without the rings two edges are left at v and at w, so
+//       \    /  B   \    /                      the next round chains A and B to one ring.
+//        '--'        '--'
+//
+// When a round closes nothing, neither would any later one: the last round chains what is left once more, and these open
+// chains stay.
+//
+// Rounds unpeel a long row of such holes from both ends. Chaining all that is left in each of them would cost the square of
+// the row's length, and as many dissolved chains. But a path changes only where a vertex at its end has come out of hiding.
+// The others would be chained in the same way again, and what didn't close before won't do so now, since there are never
+// more free edges than before. So in later rounds the map holds only the paths through the vertices that came out.
+#include "ChainMgr.h"
+
+#include <iterator>
+#include <set>
+#include <utility>
+
+#include "CMesh.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr int ROUNDS_OF_ALL = 32;
+
+/// The edges that no closed chain has, under their ends: by code, then by age.
+class Remainder {
+public:
+    explicit Remainder(const EdgesByEnd& mm) : sEnd(mm.begin(), mm.end()) {}
+
+    EdgesByEnd all() const { return {sEnd.begin(), sEnd.end()}; }
+
+    /// Appends the vertices that lose an edge. Edges of the chain that aren't here, since it closed over them, are no
+    /// matter.
+    void take(const Chain& chain, std::vector<VCD>& vTouched) {
+        for (CEdge* pCE : chain.lMemberCE)
+            for (const VCD vcd : {pCE->v0, pCE->v1})
+                if (sEnd.erase({vcd, pCE}) != 0) vTouched.push_back(vcd);
+    }
+
+    /// The paths through those of the vertices that aren't of high degree, up to vertices of high degree, whose entries are
+    /// left out.
+    EdgesByEnd pathsThrough(std::vector<VCD> vStack) const {
+        std::erase_if(vStack, [this](VCD vcd) { return isHigh(vcd); });
+        oneInstance(vStack);
+        std::set<VCD> sSeen(vStack.begin(), vStack.end());
+        EdgesByEnd mm;
+        while (!vStack.empty()) {
+            const VCD vcd = vStack.back();
+            vStack.pop_back();
+            for (auto it = firstAt(vcd); it != sEnd.end() && it->first == vcd; ++it) {
+                mm.insert(*it);
+                const VCD otherVCD = it->second->getOtherVCD(vcd);
+                if (!isHigh(otherVCD) && sSeen.insert(otherVCD).second) vStack.push_back(otherVCD);
+            }
+        }
+        return mm;
+    }
+
+private:
+    using Ends = std::set<std::pair<VCD, CEdge*>>;
+
+    Ends::const_iterator firstAt(VCD vcd) const { return sEnd.lower_bound({vcd, nullptr}); }
+    bool isHigh(VCD vcd) const {
+        int num = 0;
+        for (auto it = firstAt(vcd); num < 3 && it != sEnd.end() && it->first == vcd; ++it)
+            ++num;
+        return num > 2;
+    }
+
+    Ends sEnd;
+};
+
+}  // namespace
+
+ChainMgr::ChainMgr(CMesh* pMesh, bool bClose) : pCMesh(pMesh), bTryClose(bClose) {}
+
+// The chains made before a failed assertion have an owner: with the other constructor the object is complete.
+ChainMgr::ChainMgr(CMesh* pMesh, const EdgesByEnd& mm, bool bClose) : ChainMgr(pMesh, bClose) {
+    mmVCD2CE = mm;
+    for (const auto& [vcd, pCE] : mmVCD2CE)
+        pCE->setDirection(ED_NONE);
+    if (!mmVCD2CE.empty()) createChains();
+}
+
+ChainMgr::~ChainMgr() {
+    for (const Chain* pChain : vChains)
+        delete pChain;
+}
+
+Chain* ChainMgr::getChain(std::size_t i) const {
+    ASSEX(i<vChains.size());
+    return vChains[i];
+}
+
+bool ChainMgr::tryCloseChain(const Chain* pChain, std::vector<CEdge*>& vSolution) const {
+    if (pChain->isClosed()) return true;
+    return pChain->findClosingEdges([](const CEdge* pCE) { return pCE->edgeDir == ED_NONE; }, true, vSolution);
+}
+
+void ChainMgr::removeHighDegree(EdgesByEnd& mm, std::vector<CEdge*>& vRemovedCE) {
+    const std::size_t numBefore = vHighVCD.size();
+    for (auto it = mm.begin(); it != mm.end();) {
+        const auto itEnd = mm.upper_bound(it->first);
+        if (std::distance(it, itEnd) <= 2) {
+            it = itEnd;
+            continue;
+        }
+        vHighVCD.push_back(it->first);
+        while (it != itEnd) {
+            vRemovedCE.push_back(it->second);
+            it = mm.erase(it);
+        }
+    }
+    if (vHighVCD.size() != numBefore) oneInstance(vHighVCD);
+}
+
+void ChainMgr::createChains() {
+    Remainder remainder(mmVCD2CE);
+    bool bLast = false;
+    for (int round = 1;; ++round) {
+        const std::size_t firstNew = vChains.size();
+        std::vector<CEdge*> vHiddenCE;  // some of them may be in no chain of this round; the remainder has them all
+        removeHighDegree(mmVCD2CE, vHiddenCE);
+        while (!mmVCD2CE.empty())
+            addChain();
+        const std::size_t numClosed = settleChains(firstNew, bLast);
+        if (bLast) return;
+
+        std::vector<VCD> vTouched;
+        for (std::size_t i = firstNew; i < vChains.size(); ++i)
+            remainder.take(*vChains[i], vTouched);
+        bLast = numClosed == 0;
+        mmVCD2CE = bLast || round < ROUNDS_OF_ALL ? remainder.all() : remainder.pathsThrough(std::move(vTouched));
+        for (const auto& [vcd, pCE] : mmVCD2CE)
+            pCE->setDirection(ED_NONE);
+    }
+}
+
+void ChainMgr::addChain() {
+    Chain*& pChain = vChains.emplace_back(nullptr);  // first the place, so that the chain has an owner from the start
+    pChain = new Chain(pCMesh, mmVCD2CE);
+}
+
+// Closes what can be closed and dissolves what stays open, unless this is the last round. Returns how many are closed. All
+// new chains stand before the first one is closed, and dissolved ones keep their edges' directions until the round ends: a
+// chain closes over edges that none of them has.
+std::size_t ChainMgr::settleChains(std::size_t firstNew, bool bLast) {
+    std::size_t numClosed = 0;
+    for (std::size_t i = firstNew; i < vChains.size(); ++i) {
+        Chain* pChain = vChains[i];
+        std::vector<CEdge*> vSolution;
+        if (bTryClose && tryCloseChain(pChain, vSolution)) pChain->assimilate(vSolution);
+        if (pChain->isClosed())
+            ++numClosed;
+        else if (!bLast)
+            pChain->reset();
+    }
+    return numClosed;
+}
+
+}  // namespace TARN_KEL

@@ -29,8 +29,8 @@ public:
     /// lies smoothly against that.
     void keepGoodPart(CPatch* pTestPatch, CTriangle* pGoodT);
     /// Cuts the patch down to what grows from pGoodT up to the vertices of sBorder. With an empty set that is all that
-    /// manifold edges connect with pGoodT. A triangle that is reached over an edge with one end in sBorder is turned over
-    /// where needed, but isn't kept. A way to a triangle of another patch is an assertion.
+    /// manifold edges connect with pGoodT. A triangle that is seen first over an edge with one end in sBorder is turned over
+    /// where needed, but isn't kept, though other ways may lead to it. A way to a triangle of another patch is an assertion.
     void keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT, const std::set<VCD>& sBorder);
     /// Kills the removed triangles.
     void killRemovedT();

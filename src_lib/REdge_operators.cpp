@@ -17,10 +17,11 @@
 //      next--p--prev        next--p--prev
 //          \   /       ->       \ | /
 //            c                    c
+#include "REdge.h"
+
 #include <algorithm>
 #include <iostream>
 
-#include "REdge.h"
 #include "RMesh.h"
 #include "RTriangle.h"
 #include "edgeGeometry.h"

@@ -15,6 +15,8 @@
 //
 // Patches are grown first in, first out over edges with two triangles. For the orientation this means that each triangle
 // agrees with the one through which it was reached first, so conflicts on a one-sided piece lie where the fronts meet.
+#include "RMesh.h"
+
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -26,7 +28,6 @@
 #include <tuple>
 
 #include "Progress.h"
-#include "RMesh.h"
 #include "RPatch.h"
 #include "edgeGeometry.h"
 #include "sortMT.h"

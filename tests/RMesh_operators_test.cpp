@@ -1,0 +1,501 @@
+// The operators against their description as sets of corner triples, on soups where anything goes, and on surfaces whose
+// properties must survive.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+#include <map>
+#include <random>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "Progress.h"
+#include "RMesh.h"
+#include "RPatch.h"
+#include "RTop.h"
+#include "support/capture.h"
+#include "support/fine.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Triple = std::array<std::size_t, 3>;
+using Triples = std::multiset<Triple>;
+
+/// The numbers of three vertices, from the lowest on: the orientation stays.
+Triple tripleOf(const RMesh& mesh, const Point3* a, const Point3* b, const Point3* c) {
+    Triple t{mesh.getVtxIndex(a), mesh.getVtxIndex(b), mesh.getVtxIndex(c)};
+    std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
+    return t;
+}
+
+/// The triangle, or what becomes of it when pOld is replaced.
+Triple tripleOf(const RMesh& mesh, const RTriangle* pRT, const Point3* pOld = nullptr, const Point3* pNew = nullptr) {
+    const Point3* a[3];
+    std::replace_copy(pRT->aCorners, pRT->aCorners + 3, a, const_cast<Point3*>(pOld), const_cast<Point3*>(pNew));
+    return tripleOf(mesh, a[0], a[1], a[2]);
+}
+
+Triples triplesOf(const RMesh& mesh) {
+    Triples s;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive()) s.insert(tripleOf(mesh, pRT));
+    return s;
+}
+
+std::map<std::set<std::size_t>, int> groupsOf(const Triples& triples) {
+    std::map<std::set<std::size_t>, int> mNum;
+    for (const Triple& t : triples)
+        ++mNum[{t[0], t[1], t[2]}];
+    return mNum;
+}
+
+std::vector<RTriangle*> incident(const RMesh& mesh, const Point3* p) {
+    std::vector<RTriangle*> v;
+    mesh.getIncidentT(p, v);
+    return v;
+}
+
+std::vector<REdge*> edges(const RMesh& mesh, int deg) {
+    std::vector<REdge*> v;
+    mesh.getDegN(deg, v);
+    return v;
+}
+
+/// Edges of degree 2 along which both triangles run the same way.
+std::size_t numConflicts(const RMesh& mesh) {
+    const auto v = edges(mesh, 2);
+    return static_cast<std::size_t>(
+        std::count_if(v.begin(), v.end(), [](const REdge* pRE) { return pRE->vRT[0]->needFlip(pRE->vRT[1]); }));
+}
+
+/// V - E + F of a mesh all of whose edges have degree 2; 999 for another one.
+long eulerOfClosed(const RMesh& mesh) {
+    std::vector<Point3*> vVtx;
+    mesh.getPoints(vVtx);
+    const std::size_t numE = edges(mesh, -99).size();
+    if (edges(mesh, 2).size() != numE) return 999;
+    return static_cast<long>(vVtx.size()) - static_cast<long>(numE) + static_cast<long>(mesh.getNumT());
+}
+
+/// Runs the call within a run of the library.
+template <typename Call>
+auto inRun(Call&& call) {
+    struct Run {
+        Run() { progressForReco(); }
+        ~Run() { closeProgress(); }
+    } const run;
+    return call();
+}
+
+/// The angle at corner 0 in degrees, by another formula than the library's; 0 where a side has no length.
+double angleAtCorner0(const RTriangle& rt) {
+    const Vector3 a = *rt.aCorners[1] - *rt.aCorners[0], b = *rt.aCorners[2] - *rt.aCorners[0];
+    return std::atan2(crossProduct(a, b).length(), a * b) * 57.29577951308232;
+}
+
+/// Random triangles, of which some share all corners, on vertices of a lattice or anywhere.
+struct RandomSoup : std::mt19937, FineMesh {
+    RandomSoup(unsigned seed, int numVtx, int numT, bool bLattice) : std::mt19937(seed), FineMesh(Soup()) {
+        while (vVtx.size() < static_cast<std::size_t>(numVtx))
+            if (Point3* p = (*this)->createVertex(coordinate(bLattice), coordinate(bLattice), coordinate(bLattice), true))
+                vVtx.push_back(p);
+        for (int i = 0; i < numT; ++i)
+            addTriangle();
+    }
+    double coordinate(bool bLattice) {
+        return bLattice ? static_cast<double>(below(3)) : std::uniform_real_distribution<double>(0.0, 2.0)(*this);
+    }
+    std::size_t below(std::size_t n) { return (*this)() % n; }
+    Point3* any() { return vVtx[below(vVtx.size())]; }
+    void addTriangle() {
+        Point3 *a = any(), *b = any(), *c = any();
+        if (a != b && b != c && a != c) (*this)->createT(a, b, c);
+    }
+};
+
+void collapseAndCompare(RandomSoup& soup) {
+    RMesh& mesh = *soup;
+    Point3 *pSrc = soup.any(), *pTrg = soup.any();
+    const REdge* pRE = mesh.getEdge(pSrc, pTrg);
+    if (pSrc == pTrg || (pRE != nullptr && !pRE->isAlive())) {
+        const std::string condition = pSrc != pTrg ? "pKillEdge==__null || pKillEdge->isAlive()" : "!pRE->has(pTrg)";
+        if (pSrc == pTrg && incident(mesh, pSrc).empty()) return;
+        EXPECT_NE(reportOf([&] { mesh.exchangeCorner(pSrc, pTrg); }).find(conditionFailed(condition)), std::string::npos);
+        return;
+    }
+    Triples expected;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive() && !pRT->has(pSrc, pTrg)) expected.insert(tripleOf(mesh, pRT, pSrc, pTrg));
+    bool bShared = false;
+    for (const RTriangle* pRT : incident(mesh, pSrc))
+        for (const RTriangle* pOtherT : incident(mesh, pTrg))
+            bShared |= pRT->getRE(pRT->getICI(pSrc)) == pOtherT->getRE(pOtherT->getICI(pTrg));
+    std::vector<RTriangle*> vExpectedT;
+    for (const Point3* p : {pTrg, pSrc})
+        for (RTriangle* pRT : incident(mesh, p))
+            if (!pRT->has(pSrc, pTrg)) vExpectedT.push_back(pRT);
+
+    EXPECT_EQ(mesh.canCollapseWithoutDups(pSrc, pTrg), !bShared);
+    mesh.exchangeCorner(pSrc, pTrg);
+    EXPECT_EQ(triplesOf(mesh), expected);
+    EXPECT_EQ(incident(mesh, pTrg), vExpectedT);
+    EXPECT_TRUE(incident(mesh, pSrc).empty() && mesh.hasVertex(*pSrc));
+}
+
+void flipAndCompare(RandomSoup& soup) {
+    RMesh& mesh = *soup;
+    REdge* pRE = mesh.vRE[soup.below(mesh.vRE.size())];
+    Triples expected = triplesOf(mesh);
+    const RTriangle *pRT0 = pRE->vRT[0], *pRT1 = pRE->vRT[1];  // null where there is none
+    const Point3 *v0 = pRE->pVtx0, *v1 = pRE->pVtx1, *pA = nullptr, *pB = nullptr;
+    const bool bTwo = pRE->getDegree() == 2;
+    if (bTwo) pA = pRT0->getThirdPoint(v0, v1), pB = pRT1->getThirdPoint(v0, v1);
+    if (bTwo && pA == pB) return;  // duplicates
+    const bool bFlips = bTwo && !mesh.hasAliveEdge(pA, pB);
+    if (bFlips) {
+        for (const RTriangle* pRT : {pRT0, pRT1})
+            expected.erase(expected.find(tripleOf(mesh, pRT)));
+        if (pRT0->getRTriOri(pA, v0) == 2) std::swap(v0, v1);
+        expected.insert({tripleOf(mesh, pA, v0, pB), tripleOf(mesh, pB, v1, pA)});
+    }
+    const REdge* pNewRE = pRE->tryFlipEdge(&mesh, nullptr, nullptr);
+    EXPECT_EQ(pNewRE, bFlips ? mesh.getEdge(pA, pB) : nullptr);
+    EXPECT_EQ(triplesOf(mesh), expected);
+}
+
+void splitAndCompare(RandomSoup& soup) {
+    RMesh& mesh = *soup;
+    REdge* pRE = mesh.vRE[soup.below(mesh.vRE.size())];
+    if (!pRE->isAlive()) return;
+    Point3* pNew = mesh.createVertex(soup.coordinate(false), soup.coordinate(false), 3.0, true);
+    Triples expected = triplesOf(mesh);
+    for (const RTriangle* pRT : pRE->vRT) {
+        expected.erase(expected.find(tripleOf(mesh, pRT)));
+        expected.insert({tripleOf(mesh, pRT, pRE->pVtx0, pNew), tripleOf(mesh, pRT, pRE->pVtx1, pNew)});
+    }
+    pRE->split(pNew, &mesh);
+    EXPECT_EQ(triplesOf(mesh), expected);
+    soup.vVtx.push_back(pNew);
+}
+
+TEST(RMeshOperators, doOnSoupsWhatTheySay) {
+    for (unsigned seed = 0; seed < 60; ++seed) {
+        SCOPED_TRACE(seed);
+        RandomSoup soup(seed, 30, seed % 3 == 0 ? 200 : 40, false);
+        for (int i = 0; i < 60; ++i) {
+            const std::size_t kind = soup.below(8);
+            if (kind < 2) collapseAndCompare(soup);
+            if (kind < 5 && kind >= 2) flipAndCompare(soup);
+            if (kind == 5) splitAndCompare(soup);
+            if (kind == 6) soup.addTriangle();
+            RTriangle* pRT = soup->vRT[soup.below(soup->vRT.size())];
+            if (kind == 7 && pRT->isAlive()) pRT->kill(&*soup);
+            ASSERT_EQ(firstFault(*soup), "");
+        }
+        soup->checkDataStructures("soup");
+        // Of each group one is left; each edge counted what stood behind its like.
+        const auto groups = groupsOf(triplesOf(*soup));
+        std::size_t numBehind = 0;
+        for (const auto& [corners, num] : groups)
+            numBehind += 3 * static_cast<std::size_t>(num - 1);
+        EXPECT_EQ(soup->removeDups(), numBehind);
+        EXPECT_EQ(soup->getNumT(), groups.size());
+        EXPECT_EQ(groupsOf(triplesOf(*soup)).size(), groups.size());
+        EXPECT_EQ(firstFault(*soup), "");
+    }
+}
+
+TEST(RMeshOperators, keepATorusATorus) {
+    FineMesh mesh(torus(40, 20));
+    std::mt19937 random(7);
+    int numCollapses = 0, numFlips = 0;
+    while (mesh->getNumT() > 400) {
+        REdge* pRE = mesh->vRE[random() % mesh->vRE.size()];
+        if (pRE->isAlive() && random() % 2 == 0) numFlips += pRE->tryFlipEdge(&*mesh, nullptr, nullptr) != nullptr ? 1 : 0;
+        if (!pRE->isAlive()) continue;
+        std::vector<Point3*> vRing0, vRing1, vCommon;
+        mesh->getRingVtx(pRE->pVtx0, vRing0);
+        mesh->getRingVtx(pRE->pVtx1, vRing1);
+        std::set_intersection(vRing0.begin(), vRing0.end(), vRing1.begin(), vRing1.end(), std::back_inserter(vCommon));
+        if (vCommon.size() != 2) continue;
+        mesh->exchangeCorner(pRE->pVtx0, pRE->pVtx1);
+        ++numCollapses;
+    }
+    EXPECT_EQ(numCollapses, 600);
+    EXPECT_GT(numFlips, 200);
+    EXPECT_EQ(eulerOfClosed(*mesh), 0);
+    EXPECT_EQ(numConflicts(*mesh), 0U);
+    EXPECT_EQ(firstFault(*mesh), "");
+}
+
+TEST(RMeshOperators, flipRefusesThinTrianglesAtTheFirstCornerOnly) {
+    // A at the origin, B along x, v1 so that B-A-v1 is the angle. Seen from B small angles at A are fair.
+    for (const auto& [degrees, bFlips] : {std::pair(0.009, false), {0.011, true}, {179.989, true}, {179.991, false}}) {
+        const double rad = degrees / 57.29577951308232;
+        const Soup soup{{{0, 0, 0}, {2, 0, 0}, {1, -1, 0}, {2 * std::cos(rad), 2 * std::sin(rad), 0}},
+                        {{0, 2, 3}, {1, 3, 2}}};
+        FineMesh mesh(soup), fromB(soup);
+        EXPECT_EQ(mesh.edge(2, 3)->tryFlipEdge(&*mesh, mesh.tri(0), mesh.tri(1)) != nullptr, bFlips) << degrees;
+        EXPECT_EQ(fromB.edge(2, 3)->tryFlipEdge(&*fromB, fromB.tri(1), fromB.tri(0)) != nullptr, degrees < 90.0) << degrees;
+    }
+    FineMesh twins(Soup{sheet(1, 1).vVtx, {{0, 1, 2}, {0, 2, 1}}});
+    EXPECT_NE(reportOf([&] { twins.edge(0, 1)->tryFlipEdge(&*twins, nullptr, nullptr); }).find("REdge::flipEdge(), BUG:"),
+              std::string::npos);
+}
+
+/// The plain form: a stack with repeats, all angles by their formula, all turns of all edges.
+void killDegeneratePlainly(RMesh& mesh) {
+    std::vector<RTriangle*> vStack = mesh.vRT;
+    while (!vStack.empty()) {
+        const RTriangle* pRT = vStack.back();
+        vStack.pop_back();
+        if (!pRT->isAlive()) continue;
+        const double angle = angleAtCorner0(*pRT);
+        if (!(*pRT->aCorners[0] == *pRT->aCorners[1]) && angle >= 0.01 && angle <= 179.99) continue;
+        double bestDev = 361.0;
+        Point3 *pBestSrc = nullptr, *pBestTrg = nullptr;
+        for (Point3* p : pRT->aCorners) {
+            std::vector<REdge*> vIncRE;
+            mesh.getIncidentRE(p, vIncRE);
+            for (const REdge* pRE : vIncRE) {
+                double dev = 0.0;
+                for (const RTriangle* pIncT : incident(mesh, p))
+                    dev = std::max(dev, pIncT->getDevIfRepl(pIncT->getICI(p), *pRE->getOtherPoint(p), true));
+                if (bestDev > dev) bestDev = dev, pBestSrc = p, pBestTrg = pRE->getOtherPoint(p);
+            }
+        }
+        mesh.exchangeCorner(pBestSrc, pBestTrg);
+        for (RTriangle* pIncT : incident(mesh, pBestTrg))
+            vStack.push_back(pIncT);
+    }
+    mesh.removeDups();
+}
+
+TEST(KillDegenerate, agreesWithThePlainFormOnLattices) {
+    std::size_t numKilled = 0;
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        RandomSoup soup(seed, 25, 60, true), plain(seed, 25, 60, true);
+        for (RandomSoup* pSoup : {&soup, &plain})  // several vertices at one place
+            for (int i = 0; i < 5; ++i)
+                *pSoup->any() = *pSoup->any();
+        soup->mVtx.clear();  // its entries were for the places before
+        const std::size_t numBefore = soup->getNumT();
+        inRun([&] { soup->killDegenerate(); });
+        killDegeneratePlainly(*plain);
+        ASSERT_EQ(triplesOf(*soup), triplesOf(*plain)) << "seed " << seed;
+        soup->checkDataStructures("lattice");
+        numKilled += numBefore - soup->getNumT();
+    }
+    EXPECT_GT(numKilled, 400U);
+}
+
+TEST(KillDegenerate, looksAtCorner0Only) {
+    for (const auto& [degrees, bStays] : {std::pair(0.009, false), {0.011, true}, {179.989, true}, {179.991, false}})
+        for (int corner = 0; corner < 3; ++corner) {
+            const double rad = degrees / 57.29577951308232;
+            FineMesh mesh(Soup{{{0, 0, 0}, {1, 0, 0}, {std::cos(rad), std::sin(rad), 0}}, {}});
+            mesh.createT((3 - corner) % 3, (4 - corner) % 3, (5 - corner) % 3);
+            const double own = angleAtCorner0(*mesh->vRT[0]);
+            const bool bOwnFair = corner == 0 ? bStays : own > 0.01;
+            inRun([&] { mesh->killDegenerate(); });
+            EXPECT_EQ(mesh->getNumT(), bOwnFair ? 1U : 0U) << degrees << " at " << corner;
+        }
+}
+
+TEST(KillDegenerate, endsSoonWhereAllIsFlat) {
+    Soup strip = sheet(300, 3), hub = fan(3000, true);
+    for (Soup* pSoup : {&strip, &hub})
+        for (std::size_t i = 0; i < pSoup->vVtx.size(); ++i)
+            pSoup->vVtx[i] = Point3(static_cast<double>(i * 7919 % 10007), 0, 0);
+    for (const Soup& soup : {strip, hub}) {
+        FineMesh mesh(soup);
+        inRun([&] { mesh->killDegenerate(); });
+        EXPECT_EQ(mesh->getNumT(), 0U);
+        EXPECT_EQ(firstFault(*mesh), "");
+    }
+}
+
+/// The triangles in random order, each with a random first corner and winding; the first stays as it is.
+Soup scrambled(Soup soup, unsigned seed) {
+    std::mt19937 random(seed);
+    std::shuffle(soup.vT.begin() + 1, soup.vT.end(), random);
+    for (auto t = soup.vT.begin() + 1; t != soup.vT.end(); ++t) {
+        std::rotate(t->begin(), t->begin() + random() % 3, t->end());
+        if (random() % 2 == 0) std::swap((*t)[0], (*t)[1]);
+    }
+    return soup;
+}
+
+/// Every alive triangle is in the one patch that it names, and only there; each patch hangs together.
+void expectPartition(const RMesh& mesh) {
+    std::size_t numEntries = 0;
+    for (RPatch* pPatch : mesh.vPatches) {
+        const auto& sRT = pPatch->getTriangleRef();
+        EXPECT_TRUE(std::is_sorted(sRT.begin(), sRT.end()));
+        numEntries += sRT.size();
+        std::set<RTriangle*> sSeen{*sRT.begin()};
+        for (std::vector<RTriangle*> vStack{*sRT.begin()}; !vStack.empty();) {
+            const RTriangle* pRT = vStack.back();
+            vStack.pop_back();
+            EXPECT_EQ(pRT->getPatch(), pPatch);
+            for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
+                for (RTriangle* pNeigT : pRE->vRT)
+                    if (pRE->getDegree() == 2 && pNeigT->getPatch() == pPatch && sSeen.insert(pNeigT).second)
+                        vStack.push_back(pNeigT);
+        }
+        EXPECT_EQ(sSeen.size(), sRT.size());
+    }
+    EXPECT_EQ(numEntries, mesh.getNumT());
+}
+
+TEST(CreatePatches, orientsByTheOldestTriangle) {
+    const std::vector<Point3> five{{0, 0, 0}, {0, 0, 1}, {1, 0, 0}, {0, 1, 0}, {-1, -1, 0}};
+    const Soup moebius{five, {{0, 1, 2}, {1, 2, 3}, {2, 3, 4}, {3, 4, 0}, {4, 0, 1}}};
+    const Soup pages{five, {{0, 1, 2}, {0, 1, 3}, {0, 1, 4}}};
+    for (const auto& [soup, numPatches, bOneSided] :
+         {std::tuple(torus(12, 9), 1U, false), {sheet(5, 4), 1U, false}, {moebius, 1U, true}, {pages, 3U, false}})
+        for (unsigned seed = 0; seed < 10; ++seed) {
+            FineMesh mesh(scrambled(soup, seed)), right(soup);
+            EXPECT_EQ(inRun([&] { return mesh->createPatchesOrient(); }), numPatches);
+            expectPartition(*mesh);
+            EXPECT_EQ(numConflicts(*mesh) > 0, bOneSided);
+            if (numPatches == 1 && !bOneSided) {
+                EXPECT_EQ(triplesOf(*mesh), triplesOf(*right));
+            }
+            EXPECT_EQ(firstFault(*mesh), "");
+            EXPECT_EQ(inRun([&] { return mesh->createPatchesOrient(); }), numPatches);  // the former ones are gone
+            EXPECT_EQ(mesh->vPatches.size(), numPatches);
+        }
+}
+
+TEST(CreatePatches, keepsToTheSize) {
+    for (const unsigned long maxSize : {0UL, 1UL, 2UL, 3UL, 7UL, 50UL, 100000UL}) {
+        FineMesh mesh(scrambled(torus(12, 9), 3));
+        mesh.kill(17);
+        mesh->createPatches(maxSize);
+        expectPartition(*mesh);
+        for (const RPatch* pPatch : mesh->vPatches)
+            EXPECT_LE(pPatch->getSize(), std::max(maxSize, 2UL) - 1);
+        if (maxSize == 100000) {
+            EXPECT_EQ(mesh->vPatches.size(), 1U);
+        }
+    }
+}
+
+TEST(RTop, cleansASpoiltTorus) {
+    Soup soup = torus(30, 12);
+    for (std::size_t i = 0; i < 100; ++i)
+        soup.vT.push_back(soup.vT[3 * i]);
+    FineMesh mesh(scrambled(soup, 5));
+    for (int i = 0; i < 360; i += 24)  // two vertices at one place
+        *mesh.vtx(i) = *mesh.vtx(i + 1);
+    mesh->mVtx.clear();  // its entries were for the places before
+    inRun([&] { RTop(&*mesh).finalizeBase(); });
+    EXPECT_EQ(mesh->getNumT(), 720U - 2 * 15);
+    EXPECT_EQ(eulerOfClosed(*mesh), 0);
+    EXPECT_EQ(numConflicts(*mesh), 0U);
+    mesh->checkDataStructures("torus");
+}
+
+TEST(UpdateVertex, testsThePlaceFirst) {
+    FineMesh mesh(tetrahedron());
+    Point3* p = mesh.vtx(0);
+    bool bOK = false;
+    const Vector3 before = mesh.tri(0)->getNNV(bOK);
+    EXPECT_NE(reportOf([&] { mesh->updateVertex(p, *p); }).find(conditionFailed("*pVtx!=newPoint")), std::string::npos);
+    for (const Point3& taken : {*mesh.vtx(1), Point3(std::nan(""), 0, 0)})
+        EXPECT_NE(reportOf([&] { mesh->updateVertex(p, taken); }).find(conditionFailed("bOK")), std::string::npos);
+    EXPECT_EQ(firstFault(*mesh), "");
+    mesh->updateVertex(p, {0.1, 0.2, 0.1});
+    EXPECT_FALSE(mesh->hasVertex({0, 0, 0}));
+    EXPECT_EQ(firstFault(*mesh), "");
+    EXPECT_GT((mesh.tri(0)->getNNV(bOK) - before).length(), 0.01);
+    // Two at one place: the entry stays with its owner while the other one moves.
+    FineMesh twins(tetrahedron());
+    *twins.vtx(0) = *twins.vtx(1);
+    twins->updateVertex(twins.vtx(0), {5, 5, 5});
+    EXPECT_TRUE(twins->hasVertex(*twins.vtx(0)) && twins->hasVertex(*twins.vtx(1)));
+}
+
+TEST(LaplacianForOne, movesByATenthAtMost) {
+    const CoutSilence silence;
+    FineMesh mesh(sheet(2, 2));
+    Point3* p = mesh.vtx(4);
+    for (const auto& [z, moved] : {std::pair(0.05, 0.0), {10.0, 9.9}, {-0.3, -0.2}}) {
+        mesh->updateVertex(p, {1, 1, z});
+        EXPECT_TRUE(mesh->laplacianForOne(p));
+        EXPECT_NEAR((*p - Point3(1, 1, moved)).length(), 0.0, 1e-12);
+        EXPECT_EQ(firstFault(*mesh), "");
+    }
+    // The mean is taken, first by another vertex, then by itself: a step aside.
+    for (const bool bSelf : {false, true}) {
+        mesh->updateVertex(p, {1, 1, 0.001});
+        if (!bSelf) mesh->createVertex(1, 1, 0, true);
+        EXPECT_TRUE(mesh->laplacianForOne(p));
+        EXPECT_GT((*p - Point3(1, 1, 0)).length(), 1e-6);
+        EXPECT_LT((*p - Point3(1, 1, 0)).length(), 0.1 * std::sqrt(3.0));
+        EXPECT_EQ(firstFault(*mesh), "");
+    }
+    for (const double badLen : {0.0, -1.0, std::nan(""), std::numeric_limits<double>::infinity(), 1e-300}) {
+        mesh->updateVertex(p, {1, 1, 1e-3 + std::fabs(p->z())});
+        mesh->sideLen = badLen;
+        const Point3 before = *p;
+        EXPECT_FALSE(mesh->laplacianForOne(p)) << badLen;
+        EXPECT_EQ(*p, before);
+    }
+    // Over the far side of its triangle the normal would turn round.
+    FineMesh single(Soup{{{0, 0, 0}, {1, 0, 0}, {0.5, 0.02, 0}, {0.5, -9, 0}, {0.5, -9, 1}}, {{0, 1, 2}, {2, 3, 4}}});
+    single->sideLen = 1e3;
+    const Point3 apex = *single.vtx(2);
+    EXPECT_NE(outputOf([&] { EXPECT_FALSE(single->laplacianForOne(single.vtx(2))); }).find("devAngle would be 176"),
+              std::string::npos);
+    EXPECT_EQ(*single.vtx(2), apex);
+    EXPECT_FALSE(single->laplacianForOne(single->createVertex(7, 7, 7, true)));
+}
+
+TEST(GetUmbrellas, findsClosedFansOrGivesUp) {
+    std::vector<Point3> vPoint;
+    for (int i = 0; i < 7; ++i)
+        vPoint.emplace_back(i, i * i, 0);
+    FineMesh mesh(Soup{vPoint, {{0, 1, 2}, {0, 2, 3}, {3, 1, 0}, {0, 4, 5}, {0, 6, 5}, {0, 6, 4}}});
+    std::vector<std::vector<RTriangle*>> v;
+    mesh->getUmbrellas(mesh.vtx(0), v);
+    ASSERT_EQ(v.size(), 2U);
+    for (auto& fan : v)
+        std::sort(fan.begin(), fan.end());
+    EXPECT_EQ(v[0], (std::vector{mesh.tri(0), mesh.tri(1), mesh.tri(2)}));
+    EXPECT_EQ(v[1], (std::vector{mesh.tri(3), mesh.tri(4), mesh.tri(5)}));
+    mesh.kill(5);
+    v.clear();
+    EXPECT_NE(outputOf([&] { mesh->getUmbrellas(mesh.vtx(0), v); }).find("Bad umbrella"), std::string::npos);
+    EXPECT_EQ(v, (std::vector<std::vector<RTriangle*>>{incident(*mesh, mesh.vtx(0))}));
+}
+
+TEST(TrySplitNeigsKillT, closesTheGapOfASliver) {
+    // Triangle (0,1,2) with 2 nearly on 0-1; (1,0,3) beyond that edge, and a second one with bBranch.
+    for (const bool bBranch : {false, true})
+        for (const auto& [y3, bTied, bDone] : {std::tuple(-1.0, false, true), {-1.0, true, false}, {1.0, false, false}}) {
+            Soup soup{{{0, 0, 0}, {2, 0, 0}, {1, bDone ? 1e-6 : -1e-6, 0}, {1, y3, 0.2}, {1, -0.1, 1}, {1, 1, -3}},
+                      {{0, 1, 2}, {1, 0, 3}}};
+            if (y3 > 0) soup.vVtx[2] = {-1, 1e-6, 0};  // the foot lies outside: a half would turn over
+            if (bBranch) soup.vT.push_back({0, 1, 4});
+            if (bTied) soup.vT.push_back({2, 3, 5});  // joins 2 and 3 already
+            FineMesh mesh(soup);
+            const Triples before = triplesOf(*mesh);
+            std::vector<RTriangle*> vNewT;
+            EXPECT_EQ(mesh.edge(0, 1)->trySplitNeigsKillT(&*mesh, mesh.tri(0), 2, vNewT), bDone);
+            EXPECT_EQ(vNewT.size(), bDone ? (bBranch ? 4U : 2U) : 0U);
+            Triples expected{{0, 3, 2}, {1, 2, 3}};
+            if (bBranch) expected.insert({{0, 2, 4}, {1, 4, 2}});
+            EXPECT_EQ(triplesOf(*mesh), bDone ? expected : before);
+            EXPECT_EQ(firstFault(*mesh), "");
+        }
+}
+
+}  // namespace

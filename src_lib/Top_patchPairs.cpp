@@ -108,8 +108,8 @@ std::vector<PatchBits> holdersOfEdges(const std::vector<CPatch*>& vCluster) {
     return vHolders;
 }
 
-/// Looks for two disjoint groups whose union is closed; of several the one with the lowest bits0, then the lowest bits1
-/// above it.
+/// Looks for two disjoint groups whose union is closed; of several the pair with the lowest bits0, then the lowest bits1.
+/// bits1 is above bits0: a pair the other way round would have been found before.
 bool findMatch(const std::vector<CPatch*>& vCluster, PatchBits& bits0, PatchBits& bits1) {
     const PatchBits all = (PatchBits{1} << vCluster.size()) - 1;
     const std::vector<PatchBits> vHolders = holdersOfEdges(vCluster);
@@ -121,7 +121,7 @@ bool findMatch(const std::vector<CPatch*>& vCluster, PatchBits& bits0, PatchBits
         const PatchBits rest = all & ~bits0;
         // The subtraction runs through the groups of the rest in ascending order, and from the last one to the empty group.
         for (bits1 = (0 - rest) & rest; bits1 != 0; bits1 = (bits1 - rest) & rest)
-            if (bits1 > bits0 && vClosed[bits0 | bits1] != 0) return true;
+            if (vClosed[bits0 | bits1] != 0) return true;
     }
     return false;
 }

@@ -384,3 +384,37 @@ TEST_F(TopPasses, thePassesBesideTheSequences) {
     EXPECT_NE(outputOf([&] { top.fillHoles(nullptr); }).find("Top::fillHoles() calls Holex - experimental"),
               std::string::npos);
 }
+
+// ---- The sequences
+
+TEST_F(TopPasses, wildMeshesComeToTheSameEnd) {
+    for (const auto finalize : {&Top::finalizeReconstructedMesh, &Top::finalizeHoleMesh, &Top::finalizeOneMelted})
+        for (unsigned seed = 0; seed < 40; ++seed) {
+            Wild one(seed), other(seed);
+            for (Wild* pWild : {&one, &other})
+                (pWild->top.*finalize)(pWild->world.pVoro.get());
+            EXPECT_EQ(firstFault(one.world.mesh()), "") << "seed " << seed;
+            EXPECT_EQ(one.world.triangles(), other.world.triangles()) << "seed " << seed;
+            for (const auto& [ccd, pBundle] : one.world.mBundle)
+                EXPECT_EQ((*pBundle->pVtx - *other.world.mBundle[ccd]->pVtx).length(), 0.0) << "seed " << seed;
+        }
+}
+
+TEST_F(TopPasses, aSphereWithASpurAndADoubleComesOutClean) {
+    VCCD vCells = sphereShell(8);
+    for (int i = 0; i < 2; ++i)  // two cells thick at the pole, and a spur at the side
+        for (int j = 0; j < 2; ++j)
+            vCells.push_back(cellAt(1007 + i, 1007 + j, 1016));
+    vCells.push_back(cellAt(1016, 1008, 1008)), vCells.push_back(cellAt(1017, 1008, 1008));
+    std::sort(vCells.begin(), vCells.end());
+    vCells.erase(std::unique(vCells.begin(), vCells.end()), vCells.end());
+    Extraction world(vCells);
+    Top top(&world.mesh(), &world.calc);
+    top.finalizeReconstructedMesh(world.pVoro.get());
+    Edges vCE = edgesOf(world.mesh(), -99);
+    EXPECT_EQ(vCE.size(), edgesOf(world.mesh(), 2).size()) << "closed and manifold";
+    EXPECT_TRUE(std::none_of(vCE.begin(), vCE.end(), [](CEdge* pCE) { return pCE->vCT[0]->needFlip(pCE->vCT[1]); }));
+    std::vector<CCD> vUsed;
+    world.mesh().getUsedCCD(vUsed);
+    EXPECT_EQ(vUsed.size() + numAlive(world.mesh()), vCE.size() + 2) << "one sphere";
+}

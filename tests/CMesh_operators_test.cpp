@@ -17,6 +17,7 @@
 #include "Random.h"
 #include "support/capture.h"
 #include "support/coarse.h"
+#include "support/random_coarse.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -25,6 +26,7 @@ namespace {
 
 using Triple = std::array<VCD, 3>;
 using Triples = std::multiset<Triple>;
+using Soup = RandomCoarse;
 constexpr double MISSING = std::numeric_limits<double>::max();
 
 /// From the lowest corner on: the orientation stays.
@@ -73,31 +75,6 @@ std::multiset<std::pair<VCD, VCD>> halfEdges(const std::vector<CTriangle*>& vCT,
         }
     return s;
 }
-
-/// Random triangles on some cells, each set of corners at most once.
-class Soup : public CoarseWorld {
-public:
-    Soup(unsigned seed, std::size_t numCells, std::size_t numTriangles) : random(seed) {
-        for (unsigned i = 0; i < numCells; ++i)
-            vCell.push_back(put(30 + i % 3, 30 + i / 3 % 3, 30 + i / 9));
-        for (std::size_t i = 0; i < numTriangles; ++i)
-            addTriangle();
-        mesh.killDups();
-    }
-    void addTriangle() {
-        const VCD a = vCell[pick(vCell.size())], b = vCell[pick(vCell.size())], c = vCell[pick(vCell.size())];
-        if (a != b && b != c && a != c) triangle(a, b, c);
-    }
-    std::size_t pick(std::size_t n) { return static_cast<std::size_t>(random.next()) % n; }
-    CEdge* pickEdge() {
-        std::vector<CEdge*> vCE;
-        mesh.getCEdges(vCE);
-        return vCE[pick(vCE.size())];
-    }
-
-    Random random;
-    std::vector<VCD> vCell;
-};
 
 void collapseAndCompare(Soup& soup, CEdge* pCE, bool bToMidpoint) {
     CMesh& mesh = soup.mesh;

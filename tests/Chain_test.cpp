@@ -1,0 +1,379 @@
+// Chains against a plain calculation that does every round in full, on graphs of chance and on rows of holes; strips with a
+// twist; votes of known outcome.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Chain.h"
+#include "ChainMgr.h"
+#include "Random.h"
+#include "freeFunctions.h"
+#include "sortMT.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+#include "support/random_coarse.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+EdgesByEnd byEnd(const std::vector<CEdge*>& vCE) {
+    EdgesByEnd mm;
+    for (CEdge* pCE : vCE) {
+        mm.emplace(pCE->v0, pCE);
+        mm.emplace(pCE->v1, pCE);
+    }
+    return mm;
+}
+
+EdgesByEnd border(const CMesh& mesh) {
+    std::vector<CEdge*> vCE;
+    mesh.getDegN(1, vCE);
+    return byEnd(vCE);
+}
+
+/// The chains with members: each as its edges, and whether it is closed.
+using Chains = std::vector<std::pair<std::vector<CEdge*>, bool>>;
+
+/// Chaining as it is described: every round makes all chains anew.
+class PlainChains {
+public:
+    PlainChains(const CMesh& m, std::vector<CEdge*> vCE, bool bTryClose) : mesh(m) {
+        bool bLast = false;
+        for (;;) {
+            const std::size_t first = vChain.size();
+            sDirected = sClosed;
+            const At at = edgesAt(vCE);
+            for (const auto& [vcd, vEdge] : at)
+                startAt(vcd, at);
+            bool bClosed = false;
+            for (std::size_t i = first; i < vChain.size(); ++i) {
+                if (bTryClose && !isClosed(vChain[i])) close(vChain[i]);
+                bClosed |= isClosed(vChain[i]);
+            }
+            if (bLast) return;
+            for (std::size_t i = first; i < vChain.size(); ++i) {
+                if (isClosed(vChain[i]))
+                    sClosed.insert(vChain[i].edges.begin(), vChain[i].edges.end());
+                else
+                    vChain[i].edges.clear();
+            }
+            std::erase_if(vCE, [this](CEdge* pCE) { return sClosed.count(pCE) != 0; });
+            bLast = !bClosed;
+        }
+    }
+    Chains chains() const {
+        Chains found;
+        for (const Link& chain : vChain)
+            if (!chain.edges.empty())
+                found.emplace_back(std::vector(chain.edges.begin(), chain.edges.end()), isClosed(chain));
+        return found;
+    }
+    std::size_t numMade() const { return vChain.size(); }
+
+private:
+    struct Link {
+        std::deque<CEdge*> edges;
+        VCD left, right;
+    };
+    static bool isClosed(const Link& chain) { return chain.left == chain.right; }
+
+    using At = std::map<VCD, std::vector<CEdge*>>;
+    static At edgesAt(const std::vector<CEdge*>& vCE) {
+        At at;
+        for (CEdge* pCE : vCE)
+            for (const VCD vcd : {pCE->v0, pCE->v1})
+                at[vcd].push_back(pCE);
+        return at;
+    }
+    /// The first free edge at a vertex where two of the edges meet at most.
+    CEdge* next(const At& at, VCD vcd) const {
+        if (at.count(vcd) == 0 || at.at(vcd).size() > 2) return nullptr;
+        for (CEdge* pCE : at.at(vcd))
+            if (sDirected.count(pCE) == 0) return pCE;
+        return nullptr;
+    }
+    void startAt(VCD vcd, const At& at) {
+        CEdge* pStart = next(at, vcd);
+        if (pStart == nullptr) return;
+        vChain.push_back({{pStart}, pStart->v0, pStart->v1});
+        sDirected.insert(pStart);
+        grow(vChain.back(), at);
+    }
+    void grow(Link& chain, const At& at) {
+        while (CEdge* pCE = next(at, chain.left)) {
+            chain.edges.push_front(pCE);
+            chain.left = pCE->getOtherVCD(chain.left);
+            sDirected.insert(pCE);
+        }
+        while (CEdge* pCE = next(at, chain.right)) {
+            chain.edges.push_back(pCE);
+            chain.right = pCE->getOtherVCD(chain.right);
+            sDirected.insert(pCE);
+        }
+    }
+    void close(Link& chain) {
+        std::vector<CEdge*> vInc0, vInc1, vBest;
+        mesh.getIncidentCE(chain.left, vInc0);
+        mesh.getIncidentCE(chain.right, vInc1);
+        int best = std::numeric_limits<int>::max();
+        for (CEdge* pCE : vInc0)
+            if (pCE->has(chain.right) && sDirected.count(pCE) == 0) vBest = {pCE};
+        if (vBest.empty())
+            for (CEdge* e0 : vInc0)
+                for (CEdge* e1 : vInc1) {
+                    const VCD vcd = e0->getOtherVCD(chain.left);
+                    if (sDirected.count(e0) + sDirected.count(e1) != 0 || !e1->has(vcd)) continue;
+                    bool bOnChain = vcd == chain.right;
+                    for (const CEdge* pCE : chain.edges)
+                        bOnChain |= pCE->has(vcd);
+                    if (bOnChain || e0->getDegree() + e1->getDegree() >= best) continue;
+                    best = e0->getDegree() + e1->getDegree();
+                    vBest = {e0, e1};
+                }
+        grow(chain, edgesAt(vBest));
+    }
+
+    const CMesh& mesh;
+    std::vector<Link> vChain;
+    std::set<CEdge*> sDirected, sClosed;
+};
+
+/// The chains with members; a failure where an edge doesn't go on from the one before.
+Chains chainsOf(const ChainMgr& mgr) {
+    Chains found;
+    for (std::size_t i = 0; i < mgr.getSize(); ++i) {
+        const Chain& chain = *mgr.getChain(i);
+        if (chain.empty()) continue;
+        found.emplace_back(std::vector<CEdge*>(), chain.isClosed());
+        chain.getEdges(found.back().first);
+        VCD at = chain.left;
+        for (const CEdge* pCE : chain.lMemberCE) {
+            EXPECT_EQ(pCE->getSource(), at);
+            at = pCE->getTarget();
+        }
+        EXPECT_EQ(chain.right, at);
+    }
+    return found;
+}
+
+/// A sheet without the squares (i, i) for 0 < i <= numHoles: each hole touches the next one at a corner.
+class HoleRow : public Sheet {
+public:
+    explicit HoleRow(unsigned numHoles) : Sheet(numHoles + 2, numHoles + 2) {
+        for (unsigned i = 1; i <= numHoles; ++i)
+            for (unsigned k : {0U, 1U})
+                mesh.vAllCT[2 * (i * (numHoles + 2) + i) + k]->kill(&mesh);
+    }
+};
+
+/// Squares of two triangles each in a ring, with a half twist or without.
+class Strip : public CoarseWorld {
+public:
+    Strip(unsigned num, bool bTwisted) {
+        const auto corner = [&](unsigned i, bool bUpper) {
+            return put(40 + i % num, 40, 40 + (bUpper != (bTwisted && i >= num)));
+        };
+        for (unsigned i = 0; i < num; ++i) {
+            triangle(corner(i, false), corner(i, true), corner(i + 1, false));
+            triangle(corner(i, true), corner(i + 1, true), corner(i + 1, false));
+        }
+    }
+};
+
+/// A ring of equal edges on a circle. Each has a triangle in the plane of the ring, outside or inside, and that has a
+/// neighbour folded by an angle in degrees.
+struct Voter {
+    int num;
+    bool bInside;
+    double angle;
+};
+class VotingRing : public CoarseWorld {
+public:
+    explicit VotingRing(const std::vector<Voter>& vVoter) {
+        int num = 0;
+        for (const Voter& voter : vVoter)
+            num += voter.num;
+        std::vector<CEdge*> vCE;
+        int i = 0;
+        for (const Voter& voter : vVoter)
+            for (int k = 0; k < voter.num; ++k, ++i)
+                vCE.push_back(addEdge(i, num, voter));
+        EdgesByEnd mm = byEnd(vCE);
+        bGood = Chain(&mesh, mm).isGoodHole();
+    }
+    bool bGood;
+
+private:
+    CEdge* addEdge(int i, int num, const Voter& voter) {
+        const auto onCircle = [num](double k, double radius) {
+            return Point3(500 + radius * std::cos(2 * M_PI * k / num), 500 + radius * std::sin(2 * M_PI * k / num), 500);
+        };
+        const double middle = 100 * std::cos(M_PI / num), height = 50.0 / num;
+        const Point3 p = onCircle(i, 100), r = onCircle(i + 0.5, middle + (voter.bInside ? -height : height));
+        const Point3 q = onCircle(i + 1, 100), foot = getFootPoint3D(p, r, q);
+        const double fold = voter.angle / DEGREES_PER_RADIAN;
+        const Point3 s = foot + (foot - q) * std::cos(fold) + Vector3(0, 0, (foot - q).length() * std::sin(fold));
+        const auto at = [&](int k, int row, const Point3& point) {
+            return put(cell(static_cast<unsigned>(k), static_cast<unsigned>(row), 7), point, false);
+        };
+        const VCD a = at(i, 0, p), b = at((i + 1) % num, 0, q), c = at(i, 1, r), d = at(i, 2, s);
+        triangle(a, b, c);
+        triangle(c, d, a);
+        return mesh.getEdge(a, b);
+    }
+};
+
+}  // namespace
+
+TEST(ChainMgr, agreesWithThePlainRoundsOnGraphsOfChance) {
+    std::size_t numClosed = 0, numDissolved = 0;
+    for (unsigned seed = 0; seed < 400; ++seed) {
+        RandomCoarse soup(seed, 5 + seed % 20, 6 + seed % 29);
+        std::vector<CEdge*> vCE, vChosen;
+        for (std::size_t i = 0; i < seed % 4; ++i)
+            if (soup.mesh.vAllCT[i]->isAlive()) soup.mesh.vAllCT[i]->kill(&soup.mesh);  // leaves edges of degree 0
+        soup.mesh.getCEdges(vCE);
+        std::sort(vCE.begin(), vCE.end());
+        for (CEdge* pCE : vCE)
+            if (pCE->getDegree() > 0 && soup.pick(5) != 0) vChosen.push_back(pCE);
+        for (const bool bTryClose : {false, true}) {
+            const PlainChains plain(soup.mesh, vChosen, bTryClose);
+            const ChainMgr mgr(&soup.mesh, byEnd(vChosen), bTryClose);
+            EXPECT_EQ(chainsOf(mgr), plain.chains()) << "seed " << seed << " close " << bTryClose;
+            EXPECT_EQ(mgr.getSize(), plain.numMade()) << "seed " << seed << " close " << bTryClose;
+            for (const auto& [vEdge, bClosed] : plain.chains())
+                numClosed += bClosed ? 1 : 0;
+            numDissolved += plain.numMade() - plain.chains().size();
+        }
+    }
+    EXPECT_GT(numClosed, 400U);  // the inputs reach all cases
+    EXPECT_GT(numDissolved, 400U);
+}
+
+TEST(ChainMgr, unpeelsALongRowOfHolesThatTouch) {
+    for (const unsigned numHoles : {1U, 2U, 3U, 4U, 90U})
+        for (unsigned numStray = 0; numStray < 5; ++numStray) {
+            HoleRow row(numHoles);
+            std::vector<CEdge*> vCE, vAllCE;
+            row.mesh.getDegN(1, vCE);
+            row.mesh.getDegN(2, vAllCE);
+            Random random(numStray);
+            for (unsigned i = 0; i < numStray; ++i)  // somewhere among the holes
+                vCE.push_back(vAllCE[static_cast<std::size_t>(random.next()) % vAllCE.size()]);
+            oneInstance(vCE);
+            const ChainMgr mgr(&row.mesh, byEnd(vCE), numStray % 2 == 0);
+            const PlainChains plain(row.mesh, vCE, numStray % 2 == 0);
+            const Chains chains = chainsOf(mgr);
+            EXPECT_EQ(chains, plain.chains()) << numHoles << " holes, " << numStray;
+            EXPECT_TRUE(mgr.mmVCD2CE.empty());
+            if (numHoles == 90) {
+                EXPECT_LT(mgr.getSize(), plain.numMade());  // not all is chained anew in every round
+            }
+            if (numStray != 0) continue;
+            EXPECT_EQ(chains.size(), numHoles + 1);
+            for (const auto& [vEdge, bClosed] : chains)
+                EXPECT_TRUE(bClosed && (vEdge.size() == 4 || vEdge.size() == 4 * (numHoles + 2)));
+        }
+}
+
+TEST(ChainMgr, hidesVerticesOfMoreThanTwoEdges) {
+    Sheet sheet(2, 1);
+    std::vector<CEdge*> vCE;
+    sheet.mesh.getIncidentCE(sheet.at(0, 0), vCE);
+    ChainMgr mgr(&sheet.mesh, byEnd(vCE), false);  // three edges
+    EXPECT_EQ(mgr.vHighVCD, std::vector<VCD>{sheet.at(0, 0)});
+    EXPECT_EQ(chainsOf(mgr).size(), 3U);
+    EdgesByEnd mm = byEnd(vCE);
+    std::vector<CEdge*> vRemovedCE;
+    mgr.removeHighDegree(mm, vRemovedCE);
+    EXPECT_EQ(vRemovedCE, vCE);
+    EXPECT_EQ(mm.size(), 3U);
+    EXPECT_EQ(mm.count(sheet.at(0, 0)), 0U);
+    EXPECT_NE(reportOf([&] { mgr.getChain(mgr.getSize()); }).find(conditionFailed("i<vChains.size()")), std::string::npos);
+    EXPECT_EQ(ChainMgr(&sheet.mesh, {}, true).getSize(), 0U);
+}
+
+TEST(Chain, reportsWhatCannotBeAChain) {
+    Sheet sheet(2, 1);
+    std::vector<CEdge*> vCE;
+    sheet.mesh.getIncidentCE(sheet.at(0, 0), vCE);
+    EdgesByEnd none, one = byEnd({vCE[0]}), star = byEnd(vCE);
+    EXPECT_NE(reportOf([&] { Chain(&sheet.mesh, none); }).find(conditionFailed("!mmVCD2CE.empty()")), std::string::npos);
+    EXPECT_NE(reportOf([&] { Chain(&sheet.mesh, star); }).find(conditionFailed("mm.count(end)==1")), std::string::npos);
+
+    Chain chain(&sheet.mesh, one);
+    EXPECT_TRUE(one.empty());
+    EXPECT_EQ(std::make_pair(chain.left, chain.right), std::make_pair(vCE[0]->v0, vCE[0]->v1));
+    EXPECT_NE(reportOf([&] { chain.hasMoebius(); }).find("BUG"), std::string::npos);
+    EXPECT_NE(reportOf([&] { chain.fixMoebius(); }).find(conditionFailed("!vMoebiusCE.empty()")), std::string::npos);
+    EXPECT_NE(reportOf([&] {
+                  chain.assimilate({sheet.mesh.getEdge(sheet.at(2, 0), sheet.at(2, 1))});
+              }).find(conditionFailed("mmVCD2CE.empty()")),
+              std::string::npos);
+}
+
+TEST(Chain, findsAndCutsTheTwistOfAStrip) {
+    for (const unsigned num : {5U, 6U, 41U})
+        for (const bool bTwisted : {false, true}) {
+            Strip strip(num, bTwisted);
+            ChainMgr mgr(&strip.mesh, border(strip.mesh), false);
+            ASSERT_EQ(chainsOf(mgr).size(), bTwisted ? 1U : 2U);
+            for (std::size_t i = 0; i < mgr.getSize(); ++i) {
+                Chain& chain = *mgr.getChain(i);
+                if (chain.empty()) continue;
+                EXPECT_EQ(chain.hasMoebius(), bTwisted);
+                for (const CEdge* pCE : chain.lMemberCE)
+                    EXPECT_EQ(pCE->vCT[0]->getHEDirection2(pCE->getSource(), pCE->getTarget()), HE_OPPOSITE);
+                if (bTwisted) chain.fixMoebius();
+            }
+            EXPECT_EQ(firstFault(strip.mesh), "");
+            ChainMgr again(&strip.mesh, border(strip.mesh), false);
+            EXPECT_EQ(chainsOf(again).size(), 2U) << num;  // one rim a side
+            std::vector<CEdge*> vCE;
+            strip.mesh.getDegN(2, vCE);
+            EXPECT_EQ(vCE.size(), 2 * num);
+        }
+}
+
+TEST(Chain, knowsAnOpeningFromTheRimOfASheet) {
+    Sheet sheet(7, 7);
+    for (int i : {48, 49})
+        sheet.mesh.vAllCT[static_cast<std::size_t>(i)]->kill(&sheet.mesh);
+    const ChainMgr mgr(&sheet.mesh, border(sheet.mesh), false);
+    ASSERT_EQ(mgr.getSize(), 2U);
+    for (std::size_t i : {0U, 1U})
+        EXPECT_EQ(mgr.getChain(i)->isGoodHole(), mgr.getChain(i)->getSize() == 4);
+
+    CoarseWorld lone;  // its rim has no neighbours that could tell
+    lone.triangle(lone.put(5, 5, 5), lone.put(6, 5, 5), lone.put(5, 6, 5));
+    EXPECT_FALSE(ChainMgr(&lone.mesh, border(lone.mesh), false).getChain(0)->isGoodHole());
+}
+
+TEST(Chain, votesByTheFlattestTriangles) {
+    using Voters = std::vector<Voter>;
+    constexpr bool IN = true, OUT = false;
+    const std::vector<std::pair<Voters, bool>> vCase{
+        {Voters{{4, OUT, 1}, {3, IN, 1}}, true},
+        {Voters{{4, OUT, 1}, {4, IN, 1}}, false},                  // a tie
+        {Voters{{6, IN, 50}, {4, OUT, 60}, {9, OUT, 70}}, false},  // above 45 degrees up to ten only
+        {Voters{{4, IN, 50}, {6, OUT, 60}, {9, IN, 70}}, true},
+        {Voters{{6, OUT, 10}, {5, IN, 46}, {40, IN, 47}}, true},  // five more than ten are too many
+        {Voters{{6, OUT, 10}, {5, IN, 44}, {40, IN, 44.5}}, false},
+        {Voters{{26, OUT, 1}, {24, IN, 2}, {20, IN, 3}}, true},  // the first 50 of less than 100
+        {Voters{{25, OUT, 1}, {25, IN, 2}, {20, OUT, 3}}, false},
+        {Voters{{49, OUT, 1}, {51, IN, 2}}, false},              // every second of 100
+        {Voters{{51, OUT, 1}, {49, IN, 2}, {49, IN, 3}}, true},  // of 149: fifty all the same
+    };
+    for (std::size_t i = 0; i < vCase.size(); ++i)
+        EXPECT_EQ(VotingRing(vCase[i].first).bGood, vCase[i].second) << "case " << i;
+}

@@ -1,0 +1,248 @@
+// The repair of edges of degree three: each rule on small flaps of known fate, and the whole against the plain loop, which
+// looks at every edge in every round.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Chain.h"
+#include "ChainMgr.h"
+#include "Top.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+#include "support/random_coarse.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+/// Which triangles are alive, by age.
+std::vector<bool> aliveOf(const CMesh& mesh) {
+    std::vector<CTriangle*> vCT = mesh.vAllCT;
+    std::sort(vCT.begin(), vCT.end());
+    std::vector<bool> vAlive;
+    for (const CTriangle* pCT : vCT)
+        vAlive.push_back(pCT->isAlive());
+    return vAlive;
+}
+
+std::size_t numDeg(const CMesh& mesh, int degree) {
+    std::vector<CEdge*> vCE;
+    mesh.getDegN(degree, vCE);
+    return vCE.size();
+}
+
+void plainRepair(CMesh& mesh, Top& top) {
+    std::vector<CEdge*> vDeg3, vEvil;
+    mesh.getDegN(3, vDeg3);
+    for (CEdge* pCE : vDeg3)
+        for (const VCD vcd : {pCE->v0, pCE->v1}) {
+            std::vector<CEdge*> vInc;
+            mesh.getIncidentCE(vcd, vInc);
+            if (std::count_if(vInc.begin(), vInc.end(), [](const CEdge* p) { return p->getDegree() == 1; }) != 1) continue;
+            vEvil.push_back(pCE);
+            break;
+        }
+    for (CEdge* pCE : vEvil) {
+        if (pCE->getDegree() != 3) continue;
+        std::vector<CTriangle*> vT(pCE->vCT.begin(), pCE->vCT.end());
+        std::sort(vT.begin(), vT.end(), [&](const CTriangle* p, const CTriangle* q) {
+            return std::pair(p->getArea(&mesh), p) < std::pair(q->getArea(&mesh), q);
+        });
+        top.tryRepairEvilDeg3(pCE, vT);
+    }
+    for (bool bAny = true; bAny;) {
+        bAny = false;
+        std::vector<CEdge*> vNext;
+        for (CEdge* pCE : vDeg3) {
+            while (top.deleteAroundEvilDeg3(pCE, vNext))
+                bAny = true;
+            if (pCE->getDegree() == 3) vNext.push_back(pCE);
+        }
+        vDeg3 = vNext;
+    }
+}
+
+/// A sheet with a wall on the row in the middle, from column first to column last: a line of edges of degree 3.
+class Wall : public Sheet {
+public:
+    Wall(unsigned numX, unsigned first, unsigned last, unsigned height) : Sheet(numX, 4) {
+        for (unsigned x = first; x < last; ++x)
+            for (unsigned z = 0; z < height; ++z) {
+                triangle(up(x, z), up(x + 1, z), up(x + 1, z + 1));
+                triangle(up(x, z), up(x + 1, z + 1), up(x, z + 1));
+            }
+    }
+    VCD up(unsigned x, unsigned z) { return put(16 + x, 18, 16 + z); }
+};
+
+/// The edge a-b with the triangles to c, d and e, of which each may be continued: over its edge at a and at b, by nothing,
+/// by an ear, or by a triangle with a further neighbour.
+enum Beyond { NOTHING, EAR, SHEET };
+class ThreeAtAnEdge : public CoarseWorld {
+public:
+    explicit ThreeAtAnEdge(const std::array<std::array<Beyond, 2>, 3>& flaps) {
+        for (unsigned i = 0; i < 3; ++i)
+            vT.push_back(triangle(a, b, tip(i)));
+        for (unsigned i = 0; i < 3; ++i)
+            for (unsigned k = 0; k < 2; ++k) {
+                if (flaps[i][k] == NOTHING) continue;
+                const VCD beyond = put(110 + i, 110 + k, 100), end = k == 0 ? a : b;
+                vBeyond.push_back(triangle(end, tip(i), beyond));
+                if (flaps[i][k] == SHEET) triangle(end, beyond, put(120 + i, 120 + k, 100));
+            }
+    }
+    VCD tip(unsigned i) { return put(100 + i, 101, 100 + i); }
+
+    VCD a = put(100, 100, 100), b = put(101, 100, 100);
+    std::vector<CTriangle*> vT, vBeyond;
+};
+
+EdgesByEnd deg3Map(Top& top, const CMesh& mesh) {
+    std::vector<CEdge*> vCE;
+    mesh.getDegN(3, vCE);
+    EdgesByEnd mm;
+    top.createMap(vCE, mm);
+    return mm;
+}
+
+}  // namespace
+
+TEST(Degree3, rulesTellTheFlapFromTheSheets) {
+    using Flap = std::array<Beyond, 2>;
+    constexpr Flap WHOLE{SHEET, SHEET};
+    struct Case {
+        std::array<Flap, 3> flaps;
+        int killedT;                   // which of the three goes, -1 for none
+        std::vector<bool> beyondLeft;  // of the triangles beyond, in order
+    };
+    const std::vector<Case> vCase{
+        {{WHOLE, WHOLE, Flap{NOTHING, NOTHING}}, 2, {true, true, true, true}},
+        {{WHOLE, WHOLE, Flap{NOTHING, SHEET}}, 2, {true, true, true, true, true}},
+        {{WHOLE, Flap{EAR, NOTHING}, Flap{NOTHING, NOTHING}}, 1, {true, true, true}},  // the first of two
+        {{WHOLE, Flap{EAR, SHEET}, Flap{NOTHING, SHEET}},
+         2,
+         {true, true, true, true, true}},  // rule one goes before rule two
+        {{WHOLE, WHOLE, WHOLE}, -1, {true, true, true, true, true, true}},
+        {{WHOLE, WHOLE, Flap{EAR, SHEET}}, 2, {true, true, true, true, false, true}},
+        {{WHOLE, Flap{SHEET, EAR}, Flap{EAR, EAR}}, 1, {true, true, true, false, true, true}},
+        {{WHOLE, WHOLE, Flap{EAR, EAR}}, 2, {true, true, true, true, false, true}},  // the edge at b comes first, a last
+    };
+    for (std::size_t n = 0; n < vCase.size(); ++n) {
+        ThreeAtAnEdge world(vCase[n].flaps);
+        Top top(&world.mesh, &world.calc);
+        EXPECT_EQ(top.tryRepairEvilDeg3(world.mesh.getEdge(world.a, world.b), world.vT), vCase[n].killedT >= 0) << n;
+        for (int i = 0; i < 3; ++i)
+            EXPECT_EQ(world.vT[static_cast<std::size_t>(i)]->isAlive(), i != vCase[n].killedT) << n;
+        for (std::size_t i = 0; i < world.vBeyond.size(); ++i)
+            EXPECT_EQ(world.vBeyond[i]->isAlive(), vCase[n].beyondLeft[i]) << n << " beyond " << i;
+    }
+}
+
+TEST(Degree3, wallsAreEatenFromAnEndInTheSheet) {
+    for (const unsigned first : {0U, 2U})
+        for (const unsigned last : {6U, 8U}) {
+            Wall wall(8, first, last, 3);
+            ASSERT_EQ(numDeg(wall.mesh, 3), last - first);
+            Top(&wall.mesh, &wall.calc).repairDeg3();
+            // Where the wall ends at the rim of the sheet three border edges meet, so that nothing starts there.
+            EXPECT_EQ(numDeg(wall.mesh, 3), first == 0 && last == 8 ? 8U : 0U) << first << ' ' << last;
+            EXPECT_EQ(firstFault(wall.mesh), "");
+        }
+}
+
+TEST(Degree3, endsWithTwoBorderEdgesAreLeftAlone) {
+    Sheet sheet(6, 6);
+    const std::array<VCD, 4> ring{sheet.at(2, 2), sheet.at(3, 2), sheet.at(3, 3), sheet.at(2, 3)};
+    for (unsigned i = 0; i < 4; ++i)  // at each corner two fins meet
+        sheet.triangle(ring[i], ring[(i + 1) % 4], sheet.put(18 + i, 18, 17));
+    Top top(&sheet.mesh, &sheet.calc);
+    top.repairDeg3();
+    EXPECT_EQ(numDeg(sheet.mesh, 3), 4U);
+    sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
+    top.repairDeg3();
+    EXPECT_EQ(numDeg(sheet.mesh, 3), 0U);
+}
+
+TEST(Degree3, agreesWithThePlainLoop) {
+    int numKilled = 0;
+    const auto compare = [&](auto&& make, const std::string& name) {
+        auto one = make(), two = make();
+        const std::vector<bool> before = aliveOf(one->mesh);
+        Top top(&one->mesh, &one->calc), plainTop(&two->mesh, &two->calc);
+        top.repairDeg3();
+        plainRepair(two->mesh, plainTop);
+        EXPECT_EQ(aliveOf(one->mesh), aliveOf(two->mesh)) << name;
+        EXPECT_EQ(firstFault(one->mesh), "");
+        numKilled += before != aliveOf(one->mesh) ? 1 : 0;
+    };
+    for (unsigned seed = 0; seed < 600; ++seed)
+        compare([seed] { return std::make_unique<RandomCoarse>(seed, 8 + seed % 19, 10 + seed % 61); },
+                "seed " + std::to_string(seed));
+    for (const unsigned last : {9U, 33U})
+        compare([last] { return std::make_unique<Wall>(40, 3, last, last / 3); }, "wall");
+    EXPECT_GT(numKilled, 100);  // the inputs reach the rules
+}
+
+TEST(Degree3, ringsAroundAPieceLoseIt) {
+    for (const bool bOpen : {false, true}) {
+        Sheet sheet(6, 6);
+        const VCD apex = sheet.put(19, 19, 18);
+        const std::array<VCD, 4> ring{sheet.at(2, 2), sheet.at(3, 2), sheet.at(3, 3), sheet.at(2, 3)};
+        for (std::size_t i = 0; i < (bOpen ? 3U : 4U); ++i)
+            sheet.triangle(ring[i], ring[(i + 1) % 4], apex);
+        ASSERT_EQ(numDeg(sheet.mesh, 3), bOpen ? 3U : 4U);
+        Top top(&sheet.mesh, &sheet.calc);
+        top.completeDeg3ChainsAndRemoveT();
+        EXPECT_EQ(numDeg(sheet.mesh, 3), 0U);
+        const auto vAlive = aliveOf(sheet.mesh);
+        EXPECT_EQ(std::count(vAlive.begin(), vAlive.end(), false), 2);  // the square under the tent, the oldest piece
+    }
+}
+
+TEST(Degree3, chainsOfOneEdgeLoseTheTriangleThatIsTheRing) {
+    Sheet sheet(6, 6);
+    sheet.withFin(2, 3);
+    Top top(&sheet.mesh, &sheet.calc);
+    const EdgesByEnd mm = deg3Map(top, sheet.mesh);
+    const ChainMgr mgr(&sheet.mesh, mm, false);
+    Chain* pChain = mgr.getChain(mgr.getSize() - 1);
+    std::vector<CEdge*> vSolution;
+    ASSERT_TRUE(top.tryClose(pChain, vSolution));
+    ASSERT_EQ(vSolution.size(), 2U);  // the fin's edges: no other pair has a sum of degrees of 2
+    EXPECT_EQ(vSolution[0]->getDegree() + vSolution[1]->getDegree(), 2);
+    std::vector<CEdge*> vTooFew{vSolution[0]};
+    EXPECT_FALSE(top.tryKillT(pChain, vTooFew));
+    EXPECT_TRUE(top.tryKillT(pChain, vSolution));
+    EXPECT_FALSE(sheet.mesh.vAllCT.back()->isAlive());
+
+    vSolution.clear();  // the edge has degree 2 now
+    EXPECT_FALSE(top.tryClose(pChain, vSolution));
+    EXPECT_TRUE(vSolution.empty());
+}
+
+TEST(Degree3, floodsStopAtFencesAndAtTheirLimit) {
+    Sheet sheet(3, 3);
+    Top top(&sheet.mesh, &sheet.calc);
+    std::set<CEdge*> sFences;
+    for (unsigned x = 0; x < 3; ++x)
+        sFences.insert(sheet.mesh.getEdge(sheet.at(x, 1), sheet.at(x + 1, 1)));
+    for (const std::size_t limit : {0U, 5U, 6U, 7U}) {
+        std::vector<CTriangle*> vStack{sheet.mesh.vAllCT[6]}, vGroup;  // six on this side of the fences
+        EXPECT_EQ(top.bfs(limit, vStack, sFences, vGroup), limit >= 6);
+        EXPECT_TRUE(vStack.empty());
+        EXPECT_EQ(vGroup.size(), limit >= 6 ? 6U : 0U);
+        EXPECT_TRUE(std::is_sorted(vGroup.begin(), vGroup.end()));
+    }
+    std::vector<CTriangle*> vNone, vGroup, vDead{sheet.mesh.vAllCT[0]};
+    EXPECT_FALSE(top.bfs(9, vNone, sFences, vGroup));
+    vDead[0]->kill(&sheet.mesh);
+    EXPECT_NE(reportOf([&] { top.bfs(9, vDead, sFences, vGroup); }).find(conditionFailed("pCT->isAlive()")),
+              std::string::npos);
+}

@@ -1,0 +1,38 @@
+// Coarse meshes of chance.
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "CMesh.h"
+#include "Random.h"
+#include "support/coarse.h"
+
+namespace TARN_TEST {
+
+/// Random triangles on some cells, each set of corners at most once.
+class RandomCoarse : public CoarseWorld {
+public:
+    RandomCoarse(unsigned seed, std::size_t numCells, std::size_t numTriangles) : random(seed) {
+        for (unsigned i = 0; i < numCells; ++i)
+            vCell.push_back(put(30 + i % 3, 30 + i / 3 % 3, 30 + i / 9));
+        for (std::size_t i = 0; i < numTriangles; ++i)
+            addTriangle();
+        mesh.killDups();
+    }
+    void addTriangle() {
+        const TARN_KEL::VCD a = vCell[pick(vCell.size())], b = vCell[pick(vCell.size())], c = vCell[pick(vCell.size())];
+        if (a != b && b != c && a != c) triangle(a, b, c);
+    }
+    std::size_t pick(std::size_t n) { return static_cast<std::size_t>(random.next()) % n; }
+    TARN_KEL::CEdge* pickEdge() {
+        std::vector<TARN_KEL::CEdge*> vCE;
+        mesh.getCEdges(vCE);
+        return vCE[pick(vCE.size())];
+    }
+
+    TARN_KEL::Random random;
+    std::vector<TARN_KEL::VCD> vCell;
+};
+
+}  // namespace TARN_TEST

@@ -18,8 +18,10 @@
 //      \  /  <- border      Here a piece is what manifold edges hold together, so a strip that hangs on a sheet by an ME is
 //     --ME----              a piece of its own.
 //
-// Pieces are grown again and again as kills turn MEs into manifold edges. What has been found too large once stays too
-// large, because it can't lose triangles any more; it is marked, and to touch it ends a growth. That keeps the pass linear.
+// Kills turn MEs into manifold edges and so join pieces, which are grown again then. What is too large stays too large: a
+// piece goes as a whole or not at all. So a growth ends as soon as it is too large, what it has reached is marked, and to
+// touch a mark ends a later one. Each triangle is marked once, which keeps the pass linear, and the inside of a large sheet
+// isn't looked at. The border edges of a large piece needn't be known: they never count for one that may go.
 #include <algorithm>
 #include <array>
 #include <initializer_list>
@@ -91,64 +93,54 @@ void appendCommonCubes(const Calc& calc, std::initializer_list<VCD> cells, std::
 /// Grows pieces of the mesh over manifold edges for killTinyBorderPatches.
 class PieceGrower {
 public:
-    /// No triangle may be marked. The marks belong to this object then: they stand for pieces found too large.
+    /// No triangle may be marked. Marks belong to this object then: they stand for pieces found too large.
     explicit PieceGrower(std::size_t maxSize_) : maxSize(maxSize_) {}
 
-    /// The border edge has been seen in a piece.
     bool isSeen(CEdge* pCE) const { return sBorderCE.count(pCE) != 0; }
     std::size_t numSeen() const { return sBorderCE.size(); }
     void see(CEdge* pCE) { sBorderCE.insert(pCE); }
-    /// Sees all border edges of the piece. False for one of more than maxSize triangles; otherwise vPieceT is the piece.
+    /// True when vPieceT is the piece, of at most maxSize triangles; all its border edges are seen then.
     bool grow(CTriangle* pStartT);
 
     std::vector<CTriangle*> vPieceT;
 
 private:
-    void take(CTriangle* pCT);
-    void setLarge();
+    bool take(CTriangle* pCT);
 
     std::size_t maxSize;
-    std::unordered_set<CEdge*> sBorderCE;    // no walk goes over it
-    std::unordered_set<CTriangle*> sPieceT;  // the present piece, while it isn't known to be large; no walk goes over it
+    // No walk goes over the sets.
+    std::unordered_set<CEdge*> sBorderCE;
+    std::unordered_set<CTriangle*> sPieceT;  // the present piece
     std::vector<CTriangle*> vStack;
-    bool bLarge = false;
 };
 
 bool PieceGrower::grow(CTriangle* pStartT) {
     vPieceT.clear();
     sPieceT.clear();
-    bLarge = false;
-    take(pStartT);
-    while (!vStack.empty()) {
+    vStack.clear();
+    bool bSmall = take(pStartT);
+    while (bSmall && !vStack.empty()) {
         const CTriangle* pCT = vStack.back();
         vStack.pop_back();
         for (int i = 0; i < 3; ++i) {
             CEdge* pCE = pCT->getCE(i);
             if (pCE->getDegree() == 1) see(pCE);
-            if (pCE->getDegree() == 2) take(pCE->getUniqueOtherTriangle(pCT));
+            if (pCE->getDegree() == 2 && !take(pCE->getUniqueOtherTriangle(pCT))) bSmall = false;
         }
     }
-    return !bLarge;
+    if (!bSmall)
+        for (CTriangle* pCT : vPieceT)
+            pCT->bVisited = true;
+    return bSmall;
 }
 
-void PieceGrower::take(CTriangle* pCT) {
-    if (pCT->bVisited) {
-        if (!bLarge) setLarge();
-        return;
-    }
-    if (bLarge)
-        pCT->bVisited = true;
-    else if (!sPieceT.insert(pCT).second)
-        return;
+// False when the piece is too large by now.
+bool PieceGrower::take(CTriangle* pCT) {
+    if (pCT->bVisited) return false;
+    if (!sPieceT.insert(pCT).second) return true;
     vStack.push_back(pCT);
     vPieceT.push_back(pCT);
-    if (!bLarge && vPieceT.size() > maxSize) setLarge();
-}
-
-void PieceGrower::setLarge() {
-    bLarge = true;
-    for (CTriangle* pCT : vPieceT)
-        pCT->bVisited = true;
+    return vPieceT.size() <= maxSize;
 }
 
 /// A vertex and where it is.

@@ -17,6 +17,7 @@
 #include <utility>
 #include <vector>
 
+#include "Progress.h"
 #include "RMesh.h"
 #include "support/coarse_soup.h"
 #include "support/plain_fine.h"
@@ -188,6 +189,65 @@ void edgesInKeyOrder(benchmark::State& state) {
     }
 }
 
+/// The clean-up of a sheet with a half of its triangles turned over, a hundredth there twice, a thousandth without area.
+void cleanUp(benchmark::State& state) {
+    double dups = 0.0, patches = 0.0, degenerate = 0.0;
+    for (auto _ : state) {
+        FineMesh mesh;
+        const std::vector<Point3*> vVtx = fill(mesh, sheetOf(state));
+        for (std::size_t i = 0; i < mesh.vRT.size(); i += 2)
+            mesh.vRT[i]->flipNNV();
+        for (std::size_t i = mesh.vRT.size(); i >= 100; i -= 100)
+            mesh.createT(mesh.vRT[i - 1]->aCorners[0], mesh.vRT[i - 1]->aCorners[1], mesh.vRT[i - 1]->aCorners[2]);
+        for (std::size_t i = 1000; i < vVtx.size(); i += 1000)
+            *mesh.vRT[i]->aCorners[0] = *mesh.vRT[i]->aCorners[1];
+        TARN_KEL::progressForReco();
+        const double begin = seconds();
+        mesh.removeDups();
+        const double unique = seconds();
+        mesh.createPatchesOrient();
+        const double oriented = seconds();
+        mesh.killDegenerate();
+        const double end = seconds();
+        TARN_KEL::closeProgress();
+        dups += unique - begin;
+        patches += oriented - unique;
+        degenerate += end - oriented;
+        state.SetIterationTime(end - begin);
+    }
+    using benchmark::Counter;
+    state.counters["removeDups"] = Counter(dups, Counter::kAvgIterations);
+    state.counters["createPatchesOrient"] = Counter(patches, Counter::kAvgIterations);
+    state.counters["killDegenerate"] = Counter(degenerate, Counter::kAvgIterations);
+}
+
+/// Half a million tries to collapse a random edge, then one to flip each edge.
+void collapseAndFlip(benchmark::State& state) {
+    double collapse = 0.0, flip = 0.0;
+    for (auto _ : state) {
+        FineMesh mesh;
+        fill(mesh, sheetOf(state));
+        TARN_KEL::Random random;
+        const std::size_t numT = mesh.vRT.size(), numRE = mesh.vRE.size();
+        const double begin = seconds();
+        for (std::size_t i = 0; i < numT / 4; ++i) {
+            const TARN_KEL::REdge* pRE = mesh.vRE[static_cast<std::size_t>(random.next()) % numRE];
+            if (pRE->isAlive() && mesh.canCollapseWithoutDups(pRE->pVtx0, pRE->pVtx1))
+                mesh.exchangeCorner(pRE->pVtx0, pRE->pVtx1);
+        }
+        const double collapsed = seconds();
+        for (std::size_t i = 0; i < numRE; ++i)
+            mesh.vRE[i]->tryFlipEdge(&mesh, nullptr, nullptr);
+        const double end = seconds();
+        collapse += collapsed - begin;
+        flip += end - collapsed;
+        state.SetIterationTime(end - begin);
+    }
+    using benchmark::Counter;
+    state.counters["collapse"] = Counter(collapse, Counter::kAvgIterations);
+    state.counters["flip"] = Counter(flip, Counter::kAvgIterations);
+}
+
 void setUp(benchmark::internal::Benchmark* pBenchmark) {
     pBenchmark->ArgName("zOrder")->Arg(0)->Arg(1)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 }
@@ -195,6 +255,8 @@ BENCHMARK(createAskKill<PlainFineMesh>)->Apply(setUp);
 BENCHMARK(createAskKill<FineMesh>)->Apply(setUp);
 BENCHMARK(convert)->Apply(setUp);
 BENCHMARK(edgesInKeyOrder)->Apply(setUp);
+BENCHMARK(cleanUp)->Apply(setUp);
+BENCHMARK(collapseAndFlip)->Apply(setUp);
 
 }  // namespace
 

@@ -158,7 +158,8 @@ public:
     std::size_t removeDups();
     /// Collapses away the triangles whose angle at corner 0 is below 0.01 or above 179.99 degrees, or whose corner 0
     /// coincides with another one, along the edge that turns the normals around it least; then removes duplicates. A thin
-    /// triangle with a fair angle at corner 0 stays. Counts under the step "RM_kdeg", so a run must be open.
+    /// triangle with a fair angle at corner 0 stays. Counts under the step "RM_kdeg", so a run must be open. O(n), and
+    /// O(k log k) for each collapse with k triangles at the corners of the degenerate one.
     void killDegenerate();
     /// Makes the patches anew: what hangs together over edges of degree 2, each piece turned to agree with its oldest
     /// triangle. On a piece that can't be oriented conflicts stay along some edges. Returns the number of patches. Counts

@@ -24,6 +24,7 @@
 // isn't looked at. The border edges of a large piece needn't be known: they never count for one that may go.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <initializer_list>
 #include <iostream>
 #include <set>
@@ -72,22 +73,24 @@ bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
     return a == c;
 }
 
-/// Appends the keys of the dual cubes that hold all of the cells.
-void appendCommonCubes(const Calc& calc, std::initializer_list<VCD> cells, std::vector<VCD>& vCubes) {
+/// The keys of the dual cubes that hold the cells, eight for each cell, sorted.
+std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
     std::vector<VCD> vKeys;
+    vKeys.reserve(8 * cells.size());
     for (const VCD vcd : cells) {
         std::array<CCD, 8> keys{vcd};
         calc.completeArrayPlus(keys.data());
         vKeys.insert(vKeys.end(), keys.begin(), keys.end());
     }
-    if (cells.size() == 3) {
-        const std::vector<VCD>& vVCD24 = vKeys;
-        ASSEX(vVCD24.size()==24);
-    }
     std::sort(vKeys.begin(), vKeys.end());
-    // The keys of one cell are all different, so a key can't occur more often than there are cells.
-    for (std::size_t i = 0; i + cells.size() <= vKeys.size(); ++i)
-        if (vKeys[i] == vKeys[i + cells.size() - 1]) vCubes.push_back(vKeys[i]);
+    return vKeys;
+}
+
+/// Appends the keys that occur numCells times, once for each cell: those of cubes that hold all of them. No key can occur
+/// more often.
+void appendCommonKeys(const std::vector<VCD>& vKeys, std::size_t numCells, std::vector<VCD>& vCubes) {
+    for (std::size_t i = 0; i + numCells <= vKeys.size(); ++i)
+        if (vKeys[i] == vKeys[i + numCells - 1]) vCubes.push_back(vKeys[i]);
 }
 
 /// Grows pieces of the mesh over manifold edges for killTinyBorderPatches.
@@ -238,13 +241,15 @@ void Top::cbsComplete(Voro* pVoro) {
     pStep->incProgressByOne();
     for (const CEdge* pCE : vBorderCE) {
         const CTriangle* pCT = pCE->getTriangle(true, true);
-        appendCommonCubes(*pCalc, {pCT->c0, pCT->c1, pCT->c2}, vCubes);
+        const std::vector<VCD> vVCD24 = keysOf(*pCalc, {pCT->c0, pCT->c1, pCT->c2});
+        ASSEX(vVCD24.size()==24);
+        appendCommonKeys(vVCD24, 3, vCubes);
     }
     pStep->incProgressByOne();
     pCMesh->getDegN(4, vDeg4);
     pStep->incProgressByOne();
     for (const CEdge* pCE : vDeg4)
-        appendCommonCubes(*pCalc, {pCE->v0, pCE->v1}, vCubes);
+        appendCommonKeys(keysOf(*pCalc, {pCE->v0, pCE->v1}), 2, vCubes);
     pStep->incProgressByOne();
     oneInstance(vCubes);
     pCMesh = pVoro->meshAgain(vCubes);
@@ -374,7 +379,7 @@ void Top::oneCoordTriplePerCCD() {
     vPlaced.reserve(pCMesh->mCCDBundle.size());
     for (const auto& [ccd, pBundle] : pCMesh->mCCDBundle) {
         const Point3& p = *pCMesh->getBundleVtx(ccd);
-        vPlaced.push_back({p.x(), p.y(), p.z(), pBundle});
+        if (std::isfinite(p.x() + p.y() + p.z())) vPlaced.push_back({p.x(), p.y(), p.z(), pBundle});
     }
     sortMT(vPlaced.begin(), vPlaced.end());
     for (auto it = vPlaced.begin(); it != vPlaced.end();) {

@@ -125,7 +125,7 @@ TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
 
 TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
     Plate plate(4);
-    for (const std::size_t numT : {8, 4, 6})
+    for (const unsigned numT : {8U, 4U, 6U})
         plate.lid(plate.vRim, numT);
     plate.lid({plate.put(1, 1, 1), plate.put(2, 1, 1), plate.put(1, 2, 1)}, 3);                // alone, open
     const std::vector<VCD> vBase{plate.put(5, 1, 1), plate.put(6, 1, 1), plate.put(5, 2, 1)};  // closed
@@ -230,7 +230,8 @@ TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
                 if (random.next() % 2 == 0) vCluster.back()->vPatchBoundaryCE.push_back(vCE[k]);
             std::sort(vCluster.back()->vPatchBoundaryCE.begin(), vCluster.back()->vPatchBoundaryCE.end());
         }
-        const auto [a, b] = slowMatch(vCluster);
+        const std::pair<unsigned, unsigned> match = slowMatch(vCluster);
+        const unsigned a = match.first, b = match.second;
         const std::string said = outputOf([&] { EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), a != 0); });
         numMatches += a != 0 ? 1 : 0;
         EXPECT_EQ(countIn(said, "by end-of-loops"), a == 0 ? 1 : 0);
@@ -248,7 +249,7 @@ TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
 TEST_F(TopPatchPairs, largeClustersAreRefused) {
     Sheet sheet(1, 1);
     Top top(&sheet.mesh, &sheet.calc);
-    for (const std::size_t num : {12, 13}) {
+    for (const unsigned num : {12U, 13U}) {
         std::vector<std::unique_ptr<CPatch>> vOwner(num);
         Patches vCluster;
         for (auto& pOwner : vOwner)

@@ -332,6 +332,7 @@ TEST_F(TopPasses, verticesAtOnePlaceAreMovedApart) {
     for (unsigned x = 0; x < 50; ++x)
         vSame.push_back(world.put(cell(x, 5, 5), p));
     world.put(cell(70, 5, 5), Point3(20.5, 20.5, 20.25));
+    world.put(cell(71, 5, 5), Point3(20.5, std::nan(""), 20.5));  // nowhere, and in no one's way
     const std::string said = outputOf([&] { Top(&world.mesh, &world.calc).oneCoordTriplePerCCD(); });
     EXPECT_EQ(countIn(said, "WARNING"), 0);
     std::set<std::tuple<double, double, double>> sPlace;

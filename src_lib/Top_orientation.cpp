@@ -76,18 +76,23 @@ void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>&
     resetVisited(vT);
     for (CTriangle* pStartT : vT) {
         if (!pStartT->isAlive() || pStartT->bVisited) continue;
-        vPatches.push_back(new CPatch(pCMesh, pCalc));
+        vPatches.push_back(nullptr);  // first the place, so that the patch has an owner from the start
+        vPatches.back() = new CPatch(pCMesh, pCalc);
         growOriented(pStartT, *vPatches.back());
     }
 }
 
 void Top::orient() {
+    struct Sheets {
+        ~Sheets() {
+            for (const CPatch* pPatch : vPatches)
+                delete pPatch;
+        }
+        std::vector<CPatch*> vPatches;
+    } sheets;
     std::vector<CTriangle*> vAllCT;
-    std::vector<CPatch*> vPatches;
     pCMesh->getAllTriangles(vAllCT);
-    createPatchesOrient(vAllCT, vPatches);
-    for (CPatch* pPatch : vPatches)
-        delete pPatch;
+    createPatchesOrient(vAllCT, sheets.vPatches);
 }
 
 // ---- Across MEs by the smallest turn
@@ -199,7 +204,7 @@ CPatch* Top::findNextSheet(CEdge* pCE, CPatch* pCurrentPatch) {
     CTriangle* pOwnPatchT = pCE->getUniquePatchTriangle(pCurrentPatch);
     if (pOwnPatchT == nullptr) return nullptr;
     if (!rotx.sortStar(pOwnPatchT, pCE)) {
-        static std::atomic_flag bWarned;
+        static std::atomic_flag bWarned = ATOMIC_FLAG_INIT;
         if (!bWarned.test_and_set()) warning(KEL_PLACE, "!bRotxOK, unique-wrn");
         return nullptr;
     }

@@ -29,7 +29,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int ROUNDS_OF_ALL = 32;
+constexpr int ROUNDS_OF_ALL = 16;
 
 /// The edges that no closed chain has, under their ends: by code, then by age.
 class Remainder {

@@ -14,7 +14,7 @@ namespace TARN_KEL {
 /// until nothing closes any more. What is left stays as open chains; an edge between two vertices of high degree is then in
 /// none.
 ///
-/// vChains lists all chains in order of creation, dissolved ones too, which are empty. For the first 32 rounds all edges
+/// vChains lists all chains in order of creation, dissolved ones too, which are empty. For the first 16 rounds all edges
 /// that are left are chained in every round; afterwards only those that a closed chain has set free, because a row of holes
 /// that touch each other takes half as many rounds as there are holes. The chains with members are the same.
 ///

@@ -1,7 +1,7 @@
-// Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal. The
-// square is filled by an additive sequence with two irrational steps: it covers evenly at every number of points, as a
-// scanner does, without the regularity of a grid. The seed shifts the sequence. Pieces get points in proportion to their
-// area.
+// Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal and
+// the part is about as long as it is wide: a map that stretches would leave gaps between rows of points. The square is
+// filled by an additive sequence with two irrational steps: it covers evenly at every number of points, as a scanner does,
+// without the regularity of a grid. The seed shifts the sequence. Pieces get points in proportion to their area.
 #include "SyntheticScan.h"
 
 #include <cmath>
@@ -55,11 +55,35 @@ private:
     std::uint64_t state;
 };
 
-Sample sphereAt(double u, double v) {
-    const double z = 1.0 - 2.0 * u;
+Sample sphereAt(double z, double longitude) {
     const double r = std::sqrt(std::max(0.0, 1.0 - z * z));
-    const Vector3 n(r * std::cos(2.0 * PI * v), r * std::sin(2.0 * PI * v), z);
+    const Vector3 n(r * std::cos(longitude), r * std::sin(longitude), z);
     return {Point3() + n, n};
+}
+
+/// A square from the equator to a pole, a quarter of the way round it. Beyond the diagonal the lines towards the pole
+/// converge.
+Sample polarSquareAt(double quarter, double pole, double u, double v) {
+    if (u + v < 1.0) return sphereAt(pole * 2.0 / 3.0 * (u + v), PI / 2.0 * quarter + PI / 4.0 * (1.0 + v - u));
+    const double toPole = 2.0 - u - v;
+    const double share = toPole > 0.0 ? (1.0 - u) / toPole : 0.0;
+    return sphereAt(pole * (1.0 - toPole * toPole / 3.0), PI / 2.0 * (quarter + share));
+}
+
+/// A square that stands on a corner across the equator, between two polar ones.
+Sample equatorSquareAt(double quarter, double u, double v) {
+    return sphereAt(2.0 / 3.0 * (u + v - 1.0), PI / 2.0 * quarter + PI / 4.0 * (v - u));
+}
+
+/// Twelve squares of the unit sphere: four round each pole, four along the equator.
+std::vector<Piece> sphere(const std::function<bool(const Point3&)>& accepts) {
+    std::vector<Piece> vPieces;
+    for (const double quarter : {0.0, 1.0, 2.0, 3.0}) {
+        for (const double pole : {1.0, -1.0})
+            vPieces.push_back({PI / 3.0, [=](double u, double v) { return polarSquareAt(quarter, pole, u, v); }, accepts});
+        vPieces.push_back({PI / 3.0, [=](double u, double v) { return equatorSquareAt(quarter, u, v); }, accepts});
+    }
+    return vPieces;
 }
 
 /// The angle round the tube below which the share u of the torus's area lies: t + k sin t = 2 pi u with k = tube / ring.
@@ -73,19 +97,48 @@ double tubeAngle(double u, double k) {
     return t;
 }
 
-Sample torusAt(double u, double v) {
-    const double ring = 1.0;
-    const double tube = 0.4;
-    const double t = tubeAngle(u, tube / ring);
-    const Vector3 outward(std::cos(2.0 * PI * v), std::sin(2.0 * PI * v), 0.0);
+constexpr double RING = 1.0;
+constexpr double TUBE = 0.4;
+
+Sample torusAt(double u, double longitude) {
+    const double t = tubeAngle(u, TUBE / RING);
+    const Vector3 outward(std::cos(longitude), std::sin(longitude), 0.0);
     const Vector3 n = outward * std::cos(t) + Vector3(0.0, 0.0, std::sin(t));
-    return {Point3() + outward * ring + n * tube, n};
+    return {Point3() + outward * RING + n * TUBE, n};
 }
 
-Piece rectangle(const Point3& corner, const Vector3& a, const Vector3& b) {
-    const Vector3 c = crossProduct(a, b);
-    const Vector3 n = c / c.length();
-    return {c.length(), [=](double u, double v) { return Sample{corner + a * u + b * v, n}; }};
+/// Cut across the ring into sections as long as the tube is round.
+std::vector<Piece> torus() {
+    const int numSections = static_cast<int>(std::lround(RING / TUBE));
+    std::vector<Piece> vPieces;
+    for (int i = 0; i < numSections; ++i)
+        vPieces.push_back({4.0 * PI * PI * RING * TUBE / numSections,
+                           [=](double u, double v) { return torusAt(u, 2.0 * PI * (i + v) / numSections); }});
+    return vPieces;
+}
+
+/// Cut into squares as far as the sides allow it.
+void addRectangle(const Point3& corner, const Vector3& a, const Vector3& b, std::vector<Piece>& vPieces) {
+    const auto parts = [](const Vector3& side, const Vector3& other) {
+        return std::max(1, static_cast<int>(std::lround(side.length() / other.length())));
+    };
+    const int numA = parts(a, b);
+    const int numB = parts(b, a);
+    const Vector3 partA = a / numA;
+    const Vector3 partB = b / numB;
+    const Vector3 c = crossProduct(partA, partB);
+    for (int i = 0; i < numA * numB; ++i) {
+        const Point3 low = corner + partA * (i % numA) + partB * (i / numA);
+        vPieces.push_back({c.length(), [=](double u, double v) {
+                               return Sample{low + partA * u + partB * v, c / c.length()};
+                           }});
+    }
+}
+
+std::vector<Piece> rectangle(const Point3& corner, const Vector3& a, const Vector3& b) {
+    std::vector<Piece> vPieces;
+    addRectangle(corner, a, b, vPieces);
+    return vPieces;
 }
 
 std::vector<Piece> box(double x, double y, double z) {
@@ -94,15 +147,24 @@ std::vector<Piece> box(double x, double y, double z) {
     const Vector3 ax(x, 0.0, 0.0);
     const Vector3 ay(0.0, y, 0.0);
     const Vector3 az(0.0, 0.0, z);
-    return {rectangle(low, ay, ax),    rectangle(low, ax, az),    rectangle(low, az, ay),
-            rectangle(high, -ax, -ay), rectangle(high, -az, -ax), rectangle(high, -ay, -az)};
+    std::vector<Piece> vPieces;
+    addRectangle(low, ay, ax, vPieces);
+    addRectangle(low, ax, az, vPieces);
+    addRectangle(low, az, ay, vPieces);
+    addRectangle(high, -ax, -ay, vPieces);
+    addRectangle(high, -az, -ax, vPieces);
+    addRectangle(high, -ay, -az, vPieces);
+    return vPieces;
 }
 
 /// Two parallel unit squares, distance apart.
 Shape doubleWall(double distance) {
     const Vector3 ax(1.0, 0.0, 0.0);
     const Vector3 ay(0.0, 1.0, 0.0);
-    return {{rectangle(Point3(), ax, ay), rectangle(Point3(0.0, 0.0, distance), ax, ay)}, {2.0, 0.0, 2, 2, 2}};
+    std::vector<Piece> vPieces;
+    addRectangle(Point3(), ax, ay, vPieces);
+    addRectangle(Point3(0.0, 0.0, distance), ax, ay, vPieces);
+    return {vPieces, {2.0, 0.0, 2, 2, 2}};
 }
 
 /// A sphere of radius 1 without six round patches, the first 0.05 wide and each further one 0.05 wider.
@@ -120,24 +182,23 @@ Shape patchedSphere() {
             if ((p - Point3()) * vAxes[i] > vCosines[i]) return false;
         return true;
     };
-    return {{{4.0 * PI, sphereAt, accepts}}, {4.0 * PI - missing, 0.0, 1, 6, -4}};
+    return {sphere(accepts), {4.0 * PI - missing, 0.0, 1, 6, -4}};
 }
 
 Shape makeShape(const std::string& name, std::size_t numPoints) {
-    const Piece plane = rectangle(Point3(), {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0});
     const double wallDistance = 4.0 * std::sqrt(2.0 / static_cast<double>(numPoints));  // four spacings
     const std::map<std::string, std::function<Shape()>> mMakers = {
         {"sphere",
          [] {
-             return Shape{{{4.0 * PI, sphereAt}}, {4.0 * PI, 0.0, 1, 0, 2}};
+             return Shape{sphere([](const Point3&) { return true; }), {4.0 * PI, 0.0, 1, 0, 2}};
          }},
         {"torus",
          [] {
-             return Shape{{{4.0 * PI * PI * 0.4, torusAt}}, {4.0 * PI * PI * 0.4, 0.0, 1, 0, 0}};
+             return Shape{torus(), {4.0 * PI * PI * RING * TUBE, 0.0, 1, 0, 0}};
          }},
         {"plane",
-         [&] {
-             return Shape{{plane}, {1.0, 0.0, 1, 1, 1}};
+         [] {
+             return Shape{rectangle(Point3(), {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}), {1.0, 0.0, 1, 1, 1}};
          }},
         {"cube",
          [] {

@@ -129,6 +129,7 @@ CTriangle* CMesh::createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg) {
     for (std::uint32_t k = 0; k < 3; ++k) {
         const std::uint32_t vertex = findOrMakeVertex(aCorner[k]);
         Incidence::append(access, vertex, 3 * number + k);
+        pCT->aVertex[k] = vertex;
         aVertex[k] = poolVertex->at(vertex);
     }
     pCT->pCE01 = findOrMakeEdge(*aVertex[0], *aVertex[1]);
@@ -247,9 +248,12 @@ Point3* CMesh::vtxOf(const Bundle* pBundle) {
 
 Point3* CMesh::getVtx(VCD vcd) const {
     const std::uint32_t found = findVertex(vcd);
-    if (found == HashIndex::NONE) return vtxOf(*findEntry(vcd));
-    Vertex& vertex = *poolVertex->at(found);
-    if (vertex.pEntry == nullptr) vertex.pEntry = findEntry(vcd);
+    return found == HashIndex::NONE ? vtxOf(*findEntry(vcd)) : getVtxAt(found);
+}
+
+Point3* CMesh::getVtxAt(std::uint32_t number) const {
+    Vertex& vertex = *poolVertex->at(number);
+    if (vertex.pEntry == nullptr) vertex.pEntry = findEntry(vertex.vcd);
     return vtxOf(*vertex.pEntry);
 }
 

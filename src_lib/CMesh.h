@@ -204,6 +204,8 @@ public:
     std::vector<CPatch*> vPatches;       ///< owned
 
 private:
+    friend class CTriangle;
+
     /// What is kept for a cell that is or was a corner.
     struct Vertex {
         VCD vcd;
@@ -228,6 +230,7 @@ private:
     void forEachTriangleAt(VCD vcd, Visit&& visit) const;
     bool hasIncidentT(VCD vcd) const;
     static Point3* vtxOf(const Bundle* pBundle);
+    Point3* getVtxAt(std::uint32_t number) const;
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
     Bundle* const* findEntry(VCD vcd) const;

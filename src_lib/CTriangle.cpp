@@ -118,10 +118,12 @@ void CTriangle::kill(CMesh* pCMesh) {
 void CTriangle::flipNNV() {
     std::swap(c0, c1);
     std::swap(pCE12, pCE02);
+    std::swap(aVertex[0], aVertex[1]);
 }
 
 CTriangle::CornerPoints CTriangle::pointsOf(const CMesh* pCMesh) const {
-    return {*pCMesh->getVtx(c0), *pCMesh->getVtx(c1), *pCMesh->getVtx(c2)};
+    if (aVertex[0] == NO_VERTEX) return {*pCMesh->getVtx(c0), *pCMesh->getVtx(c1), *pCMesh->getVtx(c2)};
+    return {*pCMesh->getVtxAt(aVertex[0]), *pCMesh->getVtxAt(aVertex[1]), *pCMesh->getVtxAt(aVertex[2])};
 }
 
 Vector3 CTriangle::getRealNNV(const CMesh* pCMesh, bool& ok) const {

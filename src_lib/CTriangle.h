@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <cstdint>
 #include <vector>
 
 #include "Calc.h"
@@ -116,6 +117,9 @@ private:
 
     /// Places in the lists of the three vertices; link k belongs to the vertex that was corner k when the triangle was made.
     std::array<IncidenceLink, 3> aLink{};
+    /// The mesh's numbers of the vertices at the corners, so that a sweep over all triangles needs no look-up by code.
+    std::array<std::uint32_t, 3> aVertex{NO_VERTEX, NO_VERTEX, NO_VERTEX};
+    static constexpr std::uint32_t NO_VERTEX = ~std::uint32_t{0};  ///< in a triangle that no mesh made
 };
 
 }  // namespace TARN_KEL

@@ -27,7 +27,6 @@
 #include "FileType.h"
 #include "Progress.h"
 #include "Smooth.h"
-#include "ThreadSingleton.h"
 #include "radixSort.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -219,7 +218,7 @@ void Cloud::estimateRes2() {
         usedSpacing = spacingAbs;
         return;
     }
-    Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("CL_eres", 6);
+    Progress* pProgress = openStep("CL_eres", 6);
     pProgress->incProgressByOne();
     const double extent = getLargestExtent();
     detectedSpacing = -1.0;

@@ -9,7 +9,6 @@
 #include "Cloud.h"
 #include "Progress.h"
 #include "Smooth.h"
-#include "ThreadSingleton.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -51,7 +50,7 @@ void initPool(TARN_TOOLS::SimplePool<T>& pool, std::size_t n) {
 }  // namespace
 
 void Cloud::createBundles(Smooth* pSmooth) {
-    Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("CL_creb", 6);
+    Progress* pProgress = openStep("CL_creb", 6);
     const std::vector<SNode*>& vNodes = pSmooth->getNodesRef();
     pProgress->incProgressByOne();
     auto vCellNode = getCellNodes(vNodes, *pCalc);  // codes, sorting and choice in one

@@ -8,7 +8,6 @@
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
-#include "ThreadSingleton.h"
 #include "Top.h"
 #include "Voro.h"
 #include "freeFunctions.h"
@@ -38,7 +37,7 @@ Hal::Hal(CloudMgr* pCloudMgr_) : pCloudMgr(pCloudMgr_) {}
 Hal::~Hal() = default;
 
 MeshPtr Hal::reconstruct() {
-    Progress* pStep = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("HL_st", 9);
+    Progress* pStep = openStep("HL_st", 9);
     if (!takeBundles(NOTHING_TO_DO)) return nullptr;
     pStep->incProgressByOne();
     mapCCD();
@@ -56,7 +55,7 @@ MeshPtr Hal::oneMelt() {
 }
 
 void Hal::toCloud(std::vector<Point3*>& vOut) {
-    Progress* pStep = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("hal-part", 2);
+    Progress* pStep = openStep("hal-part", 2);
     const bool bCells = takeBundles("toCloud: Nothing to do");
     pStep->incProgressByOne();
     if (!bCells) return;

@@ -4,7 +4,7 @@
 // and under it the named steps that a run of this kind may take, each with a weight, its guessed share of the time. A stage
 // looks up its step by name, says how many steps it will do, and counts them:
 //
-//     Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("VO_ftx", vPairs.size());
+//     Progress* pProgress = openStep("VO_ftx", vPairs.size());
 //     for (...) pProgress->incProgressByOne();
 //     pProgress->setDone(true);
 //
@@ -261,6 +261,11 @@ inline void closeProgress() {
     Progress* pRoot = ThreadSingleton<Progress>::getInstance();
     pRoot->setDone(true);
     pRoot->reset();
+}
+
+/// The step of that name in this thread's run, with so many steps to do (getChildProgressSetTodo of the root).
+inline Progress* openStep(const std::string& name, std::size_t todo) {
+    return ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, todo);
 }
 
 /// True when a run is open on the calling thread.

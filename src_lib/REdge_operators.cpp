@@ -97,6 +97,7 @@ void REdge::split(Point3* pNew, RMesh* pMesh) {
     std::vector<RTriangle*> vCopy, vNewT;
     getAliveTriangles(vCopy);
     ASSEX(!vCopy.empty());
+    ASSEX(pMesh->owns(pNew));
     for (const RTriangle* pRT : vCopy)
         ASSEX(!pRT->has(pNew));
     for (RTriangle* pRT : vCopy) {

@@ -87,7 +87,8 @@ public:
 
     // ---- Queries at an element; all but the getters append to the vector ----
 
-    /// The edge of the pair, in either order, dead or alive; null when the pair never had a triangle.
+    /// The edge of the pair, in either order, dead or alive; null when the pair never had a triangle, or a
+    /// collapse took the edge away.
     REdge* getEdge(const Point3* p, const Point3* q) const;
     bool hasAliveEdge(const Point3* p, const Point3* q) const;
     bool hasVertex(const Point3& p) const;
@@ -114,6 +115,8 @@ public:
     std::size_t getNumVtx_all() const { return poolVtx.size(); }
     /// 0 to getNumVtx_all() - 1, ascending with the address; p must be of this mesh. Constant time.
     std::size_t getVtxIndex(const Point3* p) const { return poolVtx.indexOf(p); }
+    /// True for a vertex of this mesh.
+    bool owns(const Point3* p) const { return poolVtx.owns(p); }
     double getSideLen() const { return sideLen; }
     /// Mean length of the alive edges; -1.0 when there is none.
     double getAvgLen() const;
@@ -150,16 +153,17 @@ public:
     /// assertion with nothing changed. The triangles around forget their normals.
     void updateVertex(Point3* pVtx, const Point3& newPoint);
     /// Moves a vertex to the mean of its neighbours, or towards it by a tenth of the side length, and prints what normals
-    /// would turn by. False, with nothing moved: no neighbours; a normal would turn by more than 170 degrees; no free place.
+    /// would turn by. False, with nothing moved: no neighbours; a normal would turn by more than 170 degrees; no free place;
+    /// a side length that isn't positive.
     bool laplacianForOne(Point3* pVtx);
     /// Leaves one of the triangles with the same three corners, however they run round. Returns how often a triangle stood
     /// behind its like in the list of an edge: a plain pair counts for each of its three edges. O(n), O(d log d) for an edge
-    /// of d triangles.
+    /// of d triangles, and at worst O(d^2) for d of them killed there.
     std::size_t removeDups();
     /// Collapses away the triangles whose angle at corner 0 is below 0.01 or above 179.99 degrees, or whose corner 0
     /// coincides with another one, along the edge that turns the normals around it least; then removes duplicates. A thin
     /// triangle with a fair angle at corner 0 stays. Counts under the step "RM_kdeg", so a run must be open. O(n), and
-    /// O(k log k) for each collapse with k triangles at the corners of the degenerate one.
+    /// for each collapse with k triangles at the corners of the degenerate one mostly O(k log k), at worst O(k^2).
     void killDegenerate();
     /// Makes the patches anew: what hangs together over edges of degree 2, each piece turned to agree with its oldest
     /// triangle. On a piece that can't be oriented conflicts stay along some edges. Returns the number of patches. Counts

@@ -296,7 +296,7 @@ std::size_t RMesh::removeDups() {
 
 // It ends because each collapse takes a vertex out of use.
 void RMesh::killDegenerate() {
-    Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("RM_kdeg", 3 * vRT.size());
+    Progress* pProgress = openStep("RM_kdeg", 3 * vRT.size());
     WorkStack stack(vRT.size());
     std::vector<RTriangle*> vIncT;
     while (!stack.empty()) {
@@ -360,7 +360,7 @@ void RMesh::enterInPatches() {
 }
 
 std::size_t RMesh::createPatchesOrient() {
-    Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("RM_cpo", vRT.size());
+    Progress* pProgress = openStep("RM_cpo", vRT.size());
     deletePatches();
     for (RTriangle* pRT : vRT) {
         if (!pRT->bAlive) continue;
@@ -370,7 +370,7 @@ std::size_t RMesh::createPatchesOrient() {
     const auto expand = [pProgress](RTriangle& rt, std::vector<RTriangle*>& vQueue) {
         pProgress->incProgressByOne();
         for (const REdge* pRE : {rt.pRE12, rt.pRE02, rt.pRE01}) {
-            RTriangle* pNeigT = pRE->getDegree() == 2 ? pRE->getUniqueOtherTriangle(&rt) : nullptr;
+            RTriangle* pNeigT = pRE->getUniqueOtherTriangle(&rt);
             if (pNeigT == nullptr || pNeigT->bVisited) continue;
             if (rt.needFlip(pNeigT)) pNeigT->flipNNV();
             pNeigT->bVisited = true;
@@ -389,6 +389,8 @@ std::size_t RMesh::createPatchesOrient() {
 
 void RMesh::createPatches(unsigned long maxSize) {
     deletePatches();
+    for (RTriangle* pRT : vRT)
+        pRT->setPatch(nullptr);
     for (RTriangle* pSeed : vRT) {
         if (!pSeed->bAlive || pSeed->bVisited) continue;
         unsigned long count = 1;

@@ -21,7 +21,6 @@
 #include <utility>
 
 #include "Progress.h"
-#include "ThreadSingleton.h"
 #include "radixSort.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -156,7 +155,7 @@ Smooth::Smooth(std::vector<Point3>& vPoints, Calc* pTheCalc)
 }
 
 void Smooth::run(bool bLapTreatment) {
-    Progress* pProgress = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("SM_run", 9);
+    Progress* pProgress = openStep("SM_run", 9);
     const auto step = [pProgress](auto&& work) {
         work();
         pProgress->incProgressByOne();

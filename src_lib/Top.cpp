@@ -12,15 +12,10 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "Progress.h"
-#include "ThreadSingleton.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-Progress* openStep(const char* name, std::size_t numSteps) {
-    return ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, numSteps);
-}
 
 /// Runs the passes in this order, each counted in the step of that name.
 template <typename... Pass>
@@ -37,7 +32,7 @@ Top::Top(CMesh* pCMesh_, Calc* pCalc_) : pCMesh(pCMesh_), pCalc(pCalc_) {}
 void Top::finalizeReconstructedMesh(Voro* pVoro) {
     runCounted(
         "TP_unif", 2,                   //
-        [this] { unifyDiagonals(); },   // no square has triangles on both diagonals
+        [this] { unifyDiagonals(); },   // no square has a second diagonal with two triangles
         [this] { killDegenerate(); });  // no flat triangle, or a warning for it
     finalizeUnified(pVoro);
 }
@@ -76,7 +71,7 @@ void Top::finalizeUnified(Voro* pVoro) {
 void Top::finalizeOneMelted(Voro* pVoro) {
     std::vector<CEdge*> vBorderCE;
 
-    unifyDiagonals();                 // no square has triangles on both diagonals
+    unifyDiagonals();                 // no square has a second diagonal with two triangles
     cbsComplete(pVoro);               // cubes at borders and edges of degree 4 are completed; all triangles are new
     getBordersKillDeg1nn(vBorderCE);  // no triangle hangs by a border edge between MEs
     integrateBorders(vBorderCE);      // no ear on an ME

@@ -26,7 +26,7 @@ class Voro;
 ///
 /// A fixed sequence of passes over one mesh, each of them a simple local rule. A pass walks a list taken at its start and
 /// asks each element again when its turn comes, so what it makes itself is not visited. What can't be repaired is left; only
-/// broken invariants fail (assertions). Passes cost O(n log n), less what is said at one of them.
+/// broken invariants fail (assertions). Passes cost O(n log n) unless one says more.
 ///
 /// A run must be open on the thread for the finalisers, cbsComplete and patchPairSolving: they report progress. An object
 /// lives for one run and keeps nothing between passes but the mesh. The marks on triangles are scratch: a pass may leave
@@ -47,8 +47,9 @@ public:
 
     // ---- Their passes
 
-    /// Leaves one diagonal in squares of four cells in a grid plane that have triangles on both: the crossing one of a
-    /// two-triangle diagonal, with a triangle on either side. New ones that are degenerate are treated at once.
+    /// Squares of four cells in a grid plane with two triangles on one diagonal, while the crossing one is, or was, an edge
+    /// of the mesh: the crossing one stays, with a triangle on either side. New ones that are degenerate are treated at
+    /// once.
     void unifyDiagonals();
     /// Takes flat triangles out: splits their neighbours, or else moves one of their corners. Where neither can be done it
     /// warns and leaves the triangle.
@@ -82,8 +83,8 @@ public:
     // ---- Patch pairs: sheets with the same rim. Patches are not owned.
 
     /// Cuts the mesh into patches, kills the smaller one of each pair on the same rim where it is small, splits or kills
-    /// closed patches. True when it did something; then another pass may find more, and a finite number of passes ends with
-    /// false. bCareful: closed patches that hang on other sheets on both sides stay.
+    /// closed patches. True when it killed one of a pair or split one; then another pass may find more, and a finite number
+    /// of passes ends with false. bCareful: closed patches that hang on other sheets on both sides stay.
     bool patchPairSolving(bool bCareful);
     /// Sets the boundaries, sorts vPatches by them, then by age, and appends to the lists: neighbours in this order with
     /// equal boundaries as a pair, the rest as closed (no boundary) or open. Of three on one rim the pairs (1, 2) and (2, 3)
@@ -101,7 +102,7 @@ public:
 
     /// Another solver, for sheets that MEs have cut into several patches: looks for two groups of patches with the same rim
     /// among those that hang together. Prints what it does. Each patch costs the size of the group it hangs together with,
-    /// as far as that is searched.
+    /// as far as that is searched, and of what it is joined with in the end.
     void solvePatchPairsFrac(std::vector<CPatch*>& vPatches);
     /// Appends the start patch, which must be alive, and what hangs on it over MEs, but at each edge the largest sheet. Sets
     /// their boundaries. Always true.

@@ -37,7 +37,6 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "Progress.h"
-#include "ThreadSingleton.h"
 #include "Top.h"
 #include "Voro.h"
 #include "looseTriangles.h"
@@ -233,7 +232,7 @@ bool Top::splitOrMove(CTriangle* pCT, int ici) {
 // ---- Extracting again
 
 void Top::cbsComplete(Voro* pVoro) {
-    Progress* pStep = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("TP_cbcpl", 7);
+    Progress* pStep = openStep("TP_cbcpl", 7);
     std::vector<CEdge*> vBorderCE, vDeg4;
     std::vector<VCD> vCubes;
 

@@ -31,7 +31,6 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "Progress.h"
-#include "ThreadSingleton.h"
 #include "Top.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -43,7 +42,7 @@ namespace {
 constexpr std::size_t MAX_SMALL_PATCH = 20;  // triangles of a patch that goes whatever its area
 constexpr double MAX_AREA_SHARE = 0.1;       // of the mesh, for a pair with a larger patch
 constexpr std::size_t MAX_TINY_CLOSED = 6;   // triangles of a closed patch that may go as a whole
-constexpr std::size_t MAX_CLUSTER = 12;      // patches; see frac_solvePatchCluster
+constexpr std::size_t MAX_CLUSTER = 12;      // patches: the search for two groups takes 3^n steps
 
 using PatchBits = std::uint32_t;  // a set of patches of a cluster, by their positions
 
@@ -148,10 +147,35 @@ CPatch* patchBeyond(const CEdge* pCE, const CPatch* pPatch) {
     return pOther != pPatch ? pOther : nullptr;
 }
 
-using PatchesBySize = std::multimap<std::size_t, CPatch*>;
+/// Patches, the smallest first, of equal ones the one entered first. What has grown meanwhile goes back to its new place.
+class PatchQueue {
+public:
+    /// Unless it has no members, or is there with its present size.
+    void enter(CPatch* pPatch) {
+        std::size_t& enteredSize = mEnteredSize[pPatch];
+        if (enteredSize == pPatch->getSize()) return;
+        enteredSize = pPatch->getSize();
+        mmPatches.emplace(enteredSize, pPatch);
+    }
+    /// Takes out the first one that is alive; null when there is none left.
+    CPatch* next() {
+        while (!mmPatches.empty()) {
+            const auto [size, pPatch] = *mmPatches.begin();
+            mmPatches.erase(mmPatches.begin());
+            if (!pPatch->isAlive()) continue;
+            if (size == pPatch->getSize()) return pPatch;
+            enter(pPatch);
+        }
+        return nullptr;
+    }
+
+private:
+    std::multimap<std::size_t, CPatch*> mmPatches;
+    std::unordered_map<const CPatch*, std::size_t> mEnteredSize;  // at the last time; no walk goes over it
+};
 
 /// Joins what has become one sheet with the patch, and enters the patch anew.
-void assimilateNeighbours(CPatch* pPatch, PatchesBySize& mmPatches) {
+void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
     std::vector<CEdge*> vBoundaryCE;  // assimilating clears the patch's own list
     pPatch->getPatchBoundaryCE(vBoundaryCE);
     for (const CEdge* pCE : vBoundaryCE) {
@@ -159,14 +183,14 @@ void assimilateNeighbours(CPatch* pPatch, PatchesBySize& mmPatches) {
         if (pOther == nullptr) continue;
         pPatch->assimilate(pOther, false);
         std::cout << "+++++ Have assimilated a patch +++++, new size=" << pPatch->getSize() << "\n";
-        mmPatches.emplace(pPatch->getSize(), pPatch);
+        queue.enter(pPatch);
     }
 }
 
 }  // namespace
 
 bool Top::patchPairSolving(bool bCareful) {
-    Progress* pStep = ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo("TP_pps", 100);
+    Progress* pStep = openStep("TP_pps", 100);
     std::vector<CPatch*> vPatches, vClosedPatches, vOpenPatches;
     std::map<VCD, CPatch*> mVCD2Patch;
     std::vector<CEdge*> vMECE;
@@ -248,17 +272,15 @@ void Top::killBoundaryPatches(std::vector<CPatch*>& vPatches) {
 void Top::solvePatchPairsFrac(std::vector<CPatch*>& vPatches) {
     const double meshArea = pCMesh->getArea();
     std::cout << "SolvePatchPairsFrac: meshArea=" << meshArea << "\n";
-    PatchesBySize mmPatches;
+    PatchQueue queue;
     for (CPatch* pPatch : vPatches)
-        if (pPatch->isAlive() && pPatch->getSize() > 0) mmPatches.emplace(pPatch->getSize(), pPatch);
-    while (!mmPatches.empty()) {
-        CPatch* pPatch = mmPatches.extract(mmPatches.begin()).mapped();
-        if (!pPatch->isAlive()) continue;
+        if (pPatch->isAlive()) queue.enter(pPatch);
+    while (CPatch* pPatch = queue.next()) {
         std::vector<CPatch*> vCluster;
         growCluster(pPatch, MAX_CLUSTER, vCluster);
         if (!frac_solvePatchCluster(vCluster, meshArea)) continue;
         for (CPatch* pMember : vCluster)
-            if (pMember->isAlive()) assimilateNeighbours(pMember, mmPatches);
+            if (pMember->isAlive()) assimilateNeighbours(pMember, queue);
     }
 }
 
@@ -272,9 +294,10 @@ bool Top::frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea
     const std::vector<CPatch*>* pvPatches = &vCluster;
     ASSEX(!pvPatches->empty());
     const auto isDead = [](const CPatch* pPatch) { return !pPatch->isAlive(); };
-    if (std::any_of(vCluster.begin(), vCluster.end(), isDead)) return false;
+    const bool bLarge = vCluster.size() > MAX_CLUSTER;
+    if (!bLarge && std::any_of(vCluster.begin(), vCluster.end(), isDead)) return false;
     PatchBits bits0 = 0, bits1 = 0;
-    if (vCluster.size() > MAX_CLUSTER || !findMatch(vCluster, bits0, bits1)) {
+    if (bLarge || !findMatch(vCluster, bits0, bits1)) {
         std::cout << "--- FAILED ----, by end-of-loops\n";
         return false;
     }

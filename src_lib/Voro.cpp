@@ -29,7 +29,7 @@
 #include "CMesh.h"
 #include "CellBitmap.h"
 #include "Progress.h"
-#include "ThreadSingleton.h"
+#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -83,8 +83,7 @@ VCCD findKeyBlocks(const VCCD& vCells) {
             if (reaching != 0) vBlock.push_back(keyBlock);
         }
     }
-    std::sort(vBlock.begin(), vBlock.end());
-    vBlock.erase(std::unique(vBlock.begin(), vBlock.end()), vBlock.end());
+    oneInstance(vBlock);
     return vBlock;
 }
 
@@ -179,14 +178,6 @@ constexpr bool isFlat(int config) {
 
 constexpr std::size_t RECORD_SIZE = 8;  // of a flat cube: six cells, key, configuration
 
-Progress* openStep(const char* name, std::size_t todo) {
-    return ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, todo);
-}
-
-void closeStep(Progress* pStep) {
-    pStep->setDone(true);
-}
-
 }  // namespace
 
 Voro::Voro(Calc* pCalc_, std::map<CCD, Bundle*>& mCCD2Bundle_, TRIMODE mode)
@@ -203,7 +194,7 @@ Voro::~Voro() {
 
 void Voro::setVCD2CCD() {
     if (!std::is_sorted(vCCD.begin(), vCCD.end())) std::sort(vCCD.begin(), vCCD.end());
-    vCCD.erase(std::unique(vCCD.begin(), vCCD.end()), vCCD.end());
+    dropRepeats(vCCD);
     for (CCD ccd : vCCD)
         for (CCD axTriBit : {CCD{4}, CCD{2}, CCD{1}})
             pCalc->incSparse(ccd, axTriBit);  // fails for a cell on the high side of the grid: it lacks keys
@@ -237,11 +228,11 @@ void Voro::fatExtractTriangles() {
     std::vector<CCD> vAmbiguousT;
     // A step that an earlier extraction filled stays full: each cube would tell the listener the same once more.
     extractCubes(pCubes->getFrac() < 1.0 ? pCubes : nullptr, vAmbiguousT);
-    closeStep(pCubes);
+    pCubes->setDone(true);
 
     Progress* const pAmbiguous = openStep("VO_amb", 2);
     solveAmbiguousT(vAmbiguousT);
-    closeStep(pAmbiguous);
+    pAmbiguous->setDone(true);
 }
 
 void Voro::extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT) {

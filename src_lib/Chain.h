@@ -69,13 +69,14 @@ public:
     /// The label, members and ends on standard output.
     void print() const;
 
-    // ---- Triangles along a closed chain. An open one is an assertion.
+    // ---- Triangles along a closed chain
 
     /// Turns the triangles on the chain's border edges over where they run along the chain, so that all run against it, each
-    /// as its first member has it, and inserts them. Members with two and more triangles turn nothing.
+    /// as its first member has it, and inserts them. Members with two and more triangles turn nothing. An open chain is an
+    /// assertion.
     void getOriented(std::set<CTriangle*>& sOriented);
     /// Orients the chain as above and appends the edges to vMoebiusCE over which two of these triangles disagree all the
-    /// same. True when there are such edges, earlier ones included: the strip has one side only.
+    /// same. An open chain is an assertion. True when there are such edges, earlier ones included: the strip has one side only.
     bool hasMoebius();
     /// Exchanges the ends of the first edge of vMoebiusCE in the triangles on one side of it: those at its ends that can be
     /// reached without crossing it. This takes the twist out. Kills and makes triangles, so that the members may lose

@@ -16,7 +16,8 @@ namespace TARN_KEL {
 ///
 /// vChains lists all chains in order of creation, dissolved ones too, which are empty. For the first 16 rounds all edges
 /// that are left are chained in every round; afterwards only those that a closed chain has set free, because a row of holes
-/// that touch each other takes half as many rounds as there are holes. The chains with members are the same.
+/// that touch each other takes half as many rounds as there are holes. The chains with members are the same; their
+/// labels are lower than if all had been chained again.
 ///
 /// The directions of the edges hold until the next ChainMgr on these edges. Only refers to the mesh and its edges, which
 /// must outlive it. O(n log n) for n edges, and as much again for the edges that a round chains anew.

@@ -133,8 +133,8 @@ public:
     void enqueue(CTriangle* pCT, int ici);
     /// Grows a patch to the outer skin of the model: from the sheet of getMaxT(), facing outward, over its boundary to the
     /// sheet met next in a turn on that side. Returns that one of the patches, with what it took over, which is dead then;
-    /// null after a warning when nothing faces along x. The other patches stay. Kills what manifold edges don't connect with
-    /// the first sheet, and with sBorderCCD what lies behind these vertices. Each triangle must have its patch in vPatches.
+    /// null after a warning when nothing faces along x. The other patches stay. Kills those members of the first sheet that
+    /// manifold edges don't connect with its start, and what lies behind vertices of sBorderCCD. Each triangle must have its patch in vPatches.
     CPatch* patchGrowing(std::vector<CPatch*>& vPatches);
     /// A triangle of the outside: at the vertex of the largest code, so of the highest x; of those there the one with fewest
     /// corners at this x, then the oldest, whose coarse normal has an x component. bFlip: it points inward. Null after a
@@ -161,7 +161,8 @@ public:
     /// are none, and for an open chain with an edge of degree 0 or 2.
     bool tryClose(Chain* pChain, std::vector<CEdge*>& vSolution);
     /// Kills the first piece within the ring of the chain and vSolution that has a triangle on every edge of the chain and
-    /// no more triangles than the chain has edges. True when it killed.
+    /// no more triangles than the chain has edges; for a chain of one edge, the one triangle that is the ring. True when it
+    /// killed.
     bool tryKillT(Chain* pChain, std::vector<CEdge*>& vSolution);
     /// Floods from the triangles on the stack, which must be alive, over the edges that aren't in sFences. vGroup becomes
     /// what was reached, in pointer order. False when that is nothing, or more than maxNumT triangles: both lists are empty

@@ -76,7 +76,8 @@ public:
     /// assertion.
     void getOriented(std::set<CTriangle*>& sOriented);
     /// Orients the chain as above and appends the edges to vMoebiusCE over which two of these triangles disagree all the
-    /// same. An open chain is an assertion. True when there are such edges, earlier ones included: the strip has one side only.
+    /// same. An open chain is an assertion. True when there are such edges, earlier ones included: the strip has one side
+    /// only.
     bool hasMoebius();
     /// Exchanges the ends of the first edge of vMoebiusCE in the triangles on one side of it: those at its ends that can be
     /// reached without crossing it. This takes the twist out. Kills and makes triangles, so that the members may lose

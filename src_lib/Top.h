@@ -134,7 +134,8 @@ public:
     /// Grows a patch to the outer skin of the model: from the sheet of getMaxT(), facing outward, over its boundary to the
     /// sheet met next in a turn on that side. Returns that one of the patches, with what it took over, which is dead then;
     /// null after a warning when nothing faces along x. The other patches stay. Kills those members of the first sheet that
-    /// manifold edges don't connect with its start, and what lies behind vertices of sBorderCCD. Each triangle must have its patch in vPatches.
+    /// manifold edges don't connect with its start, and what lies behind vertices of sBorderCCD. Each triangle must have its
+    /// patch in vPatches.
     CPatch* patchGrowing(std::vector<CPatch*>& vPatches);
     /// A triangle of the outside: at the vertex of the largest code, so of the highest x; of those there the one with fewest
     /// corners at this x, then the oldest, whose coarse normal has an x component. bFlip: it points inward. Null after a

@@ -5,15 +5,14 @@
 #include <algorithm>
 #include <cstring>
 #include <random>
+#include <regex>
 #include <sstream>
 #include <thread>
 
-#include "Bundle.h"
-#include "CMesh.h"
-#include "Calc.h"
-#include "RMesh.h"
 #include "support/TempFolder.h"
 #include "support/capture.h"
+#include "support/coarse_soup.h"
+#include "support/points.h"
 #include "tinyply.h"
 
 using namespace TARN_KEL;
@@ -26,7 +25,30 @@ namespace {
 
 enum Encoding { ASCII, LITTLE, BIG };
 constexpr std::array<Encoding, 3> ENCODINGS{ASCII, LITTLE, BIG};
-const std::vector<std::string> TYPES{"char", "uchar", "int16", "ushort", "int", "uint32", "float", "float64"};
+
+/// One type of the format: the bytes of a value in the machine's order, and the value of the i-th entry of a buffer.
+struct Codec {
+    const char* name;
+    std::string (*encode)(double value);
+    double (*decode)(const std::uint8_t* buffer, std::size_t i);
+};
+template <typename T>
+Codec codec(const char* name) {
+    return {name,
+            [](double value) {
+                const T t = static_cast<T>(value);
+                return std::string(reinterpret_cast<const char*>(&t), sizeof t);
+            },
+            [](const std::uint8_t* buffer, std::size_t i) {
+                T t{};
+                std::memcpy(&t, buffer + i * sizeof t, sizeof t);
+                return static_cast<double>(t);
+            }};
+}
+/// In the order of PLY::Type from INT8 on; both spellings occur.
+const std::array<Codec, 8> CODECS{
+    codec<std::int8_t>("char"), codec<std::uint8_t>("uchar"),   codec<std::int16_t>("int16"), codec<std::uint16_t>("ushort"),
+    codec<std::int32_t>("int"), codec<std::uint32_t>("uint32"), codec<float>("float"),        codec<double>("float64")};
 
 struct Property {
     std::string name, type, countType;  // countType empty: a plain property
@@ -38,14 +60,6 @@ struct Element {
     std::vector<std::vector<Values>> vItem;  // item, property, values
 };
 
-template <typename T>
-std::string encodeAs(double value, Encoding encoding) {
-    const T t = static_cast<T>(value);
-    std::string bytes(reinterpret_cast<const char*>(&t), sizeof t);
-    if (encoding == BIG) std::reverse(bytes.begin(), bytes.end());
-    return bytes;
-}
-
 std::string encode(const std::string& type, double value, Encoding encoding) {
     if (encoding == ASCII) {
         std::ostringstream out;
@@ -53,41 +67,21 @@ std::string encode(const std::string& type, double value, Encoding encoding) {
         out << value << ' ';
         return out.str();
     }
-    switch (std::find(TYPES.begin(), TYPES.end(), type) - TYPES.begin()) {
-    case 0:
-        return encodeAs<std::int8_t>(value, encoding);
-    case 1:
-        return encodeAs<std::uint8_t>(value, encoding);
-    case 2:
-        return encodeAs<std::int16_t>(value, encoding);
-    case 3:
-        return encodeAs<std::uint16_t>(value, encoding);
-    case 4:
-        return encodeAs<std::int32_t>(value, encoding);
-    case 5:
-        return encodeAs<std::uint32_t>(value, encoding);
-    case 6:
-        return encodeAs<float>(value, encoding);
-    default:
-        return encodeAs<double>(value, encoding);
-    }
+    std::string bytes = std::ranges::find(CODECS, type, &Codec::name)->encode(value);
+    if (encoding == BIG) std::ranges::reverse(bytes);
+    return bytes;
 }
 
-std::string headerOf(const std::vector<Element>& vElement, Encoding encoding) {
-    std::string text = "ply\nformat ";
-    text += encoding == ASCII ? "ascii" : encoding == LITTLE ? "binary_little_endian" : "binary_big_endian";
-    text += " 1.0\ncomment made by a test\nobj_info more\n";
+std::string makePly(const std::vector<Element>& vElement, Encoding encoding) {
+    static constexpr std::array<const char*, 3> FORMATS{"ascii", "binary_little_endian", "binary_big_endian"};
+    std::string text = std::string("ply\nformat ") + FORMATS[encoding] + " 1.0\ncomment made by a test\n";
     for (const Element& element : vElement) {
         text += "element " + element.name + ' ' + std::to_string(element.vItem.size()) + '\n';
         for (const Property& p : element.vProperty)
             text += "property " + (p.countType.empty() ? "" : "list " + p.countType + ' ') + p.type + ' ' + p.name + '\n';
     }
-    return text + "end_header\n";
-}
-
-std::string makePly(const std::vector<Element>& vElement, Encoding encoding) {
-    std::string text = headerOf(vElement, encoding);
-    for (const Element& element : vElement) {
+    text += "end_header\n";
+    for (const Element& element : vElement)
         for (const std::vector<Values>& item : element.vItem) {
             for (std::size_t i = 0; i < item.size(); ++i) {
                 const Property& p = element.vProperty[i];
@@ -97,34 +91,7 @@ std::string makePly(const std::vector<Element>& vElement, Encoding encoding) {
             }
             if (encoding == ASCII) text.back() = '\n';
         }
-    }
     return text;
-}
-
-double decode(const PLY::PlyData& data, std::size_t i) {
-    const std::uint8_t* const p = data.buffer.data();
-    const auto at = [&](auto value) {
-        std::memcpy(&value, p + i * sizeof value, sizeof value);
-        return static_cast<double>(value);
-    };
-    switch (data.t) {
-    case PLY::Type::INT8:
-        return at(std::int8_t{});
-    case PLY::Type::UINT8:
-        return at(std::uint8_t{});
-    case PLY::Type::INT16:
-        return at(std::int16_t{});
-    case PLY::Type::UINT16:
-        return at(std::uint16_t{});
-    case PLY::Type::INT32:
-        return at(std::int32_t{});
-    case PLY::Type::UINT32:
-        return at(std::uint32_t{});
-    case PLY::Type::FLOAT32:
-        return at(float{});
-    default:
-        return at(double{});
-    }
 }
 
 std::vector<Element> randomElements(std::mt19937& random) {
@@ -134,7 +101,7 @@ std::vector<Element> randomElements(std::mt19937& random) {
         element.name = "e" + std::to_string(e);
         for (std::size_t i = random() % 5 + 1; i > 0; --i)
             element.vProperty.push_back(
-                {"p" + std::to_string(i), TYPES[random() % 8], random() % 3 ? "" : TYPES[random() % 6]});
+                {"p" + std::to_string(i), CODECS[random() % 8].name, random() % 3 ? "" : CODECS[random() % 6].name});
         for (std::size_t n = random() % (e == 0 ? 20000 : 50); n > 0; --n) {
             std::vector<Values>& item = element.vItem.emplace_back();
             for (const Property& p : element.vProperty) {
@@ -166,7 +133,7 @@ void expectValues(const std::vector<Element>& vElement, std::istream& in, const 
                 if (!element.vProperty[i].countType.empty()) vLength.push_back(static_cast<std::uint32_t>(item[i].size()));
             }
             for (std::size_t k = 0; k < vExpected.size(); ++k)
-                vFound.push_back(decode(**it, k));
+                vFound.push_back(CODECS[static_cast<std::size_t>((*it)->t) - 1].decode((*it)->buffer.data(), k));
             ASSERT_EQ(vFound, vExpected) << where << ' ' << element.name << ' ' << element.vProperty[i].name;
             ASSERT_EQ((*it)->vListLength, vLength) << where;
             ASSERT_EQ((*it)->count, element.vItem.size()) << where;
@@ -180,10 +147,12 @@ const Points CORNERS{{0, 0, 0}, {1.5, 0, 0}, {0, 2.5, 0}, {0, 0, 3}};
 const Points TETRAHEDRON{CORNERS[0], CORNERS[2], CORNERS[1], CORNERS[0], CORNERS[1], CORNERS[3],
                          CORNERS[1], CORNERS[2], CORNERS[3], CORNERS[2], CORNERS[0], CORNERS[3]};
 
+const std::vector<Values> FACES{{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}};
+
 Element vertexElement(const std::string& xType, const std::string& yzType, const std::vector<std::string>& vName) {
     Element element{"vertex", {}, {}};
     for (const std::string& name : vName)
-        element.vProperty.push_back({name, name == "x" ? xType : name == "n" ? "uchar" : yzType, ""});
+        element.vProperty.push_back({name, name == "x" ? xType : name[0] == 'n' ? "uchar" : yzType, ""});
     for (const Point3& p : CORNERS) {
         std::vector<Values>& item = element.vItem.emplace_back();
         for (const std::string& name : vName)
@@ -192,16 +161,12 @@ Element vertexElement(const std::string& xType, const std::string& yzType, const
     return element;
 }
 
-Element faceElement(const std::string& countType, const std::string& type, const std::vector<Values>& vFace) {
-    Element element{"face", {{"vertex_indices", type, countType}}, {}};
+std::vector<Element> meshElements(const std::vector<Values>& vFace, const std::string& countType = "uchar",
+                                  const std::string& type = "int", const std::string& name = "vertex_indices") {
+    Element faces{"face", {{name, type, countType}}, {}};
     for (const Values& face : vFace)
-        element.vItem.push_back({face});
-    return element;
-}
-
-const std::vector<Values> FACES{{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}};
-std::vector<Element> tetrahedron() {
-    return {vertexElement("float64", "float64", {"x", "y", "z"}), faceElement("uchar", "int", FACES)};
+        faces.vItem.push_back({face});
+    return {vertexElement("float64", "float64", {"x", "y", "z"}), faces};
 }
 
 /// The soup of a file; a single marked point when reading fails, which must leave the vector as it was.
@@ -220,13 +185,13 @@ Points readBytes(const TempFolder& folder, const std::string& bytes, bool bPoint
 }
 const Points FAILED{{9, 9, 9}};
 
-std::string requestError(PLY::PlyFile& file, const std::string& element, const std::vector<std::string>& keys) {
+bool canRequest(PLY::PlyFile& file, const std::string& element, const std::vector<std::string>& keys) {
     try {
         file.request_properties_from_element(element, keys);
-    } catch (const std::exception& e) {
-        return e.what();
+    } catch (const std::exception&) {
+        return false;
     }
-    return "no error";
+    return true;
 }
 
 }  // namespace
@@ -245,32 +210,26 @@ TEST(PlyFile, ReadsEveryTypeInEveryEncoding) {
 }
 
 TEST(PlyFile, WritesWhatThePlainWriterWrites) {
-    const std::vector<float> vXyz{1, 2.5F, -3, 4, 5e10F, 6};
-    const std::vector<std::uint16_t> vList{1, 2, 3, 4};
-    const auto bytes = [](const auto& v) {
-        return reinterpret_cast<std::uint8_t*>(const_cast<char*>(reinterpret_cast<const char*>(v.data())));
-    };
+    std::vector<float> vXyz{1, 2.5F, -3, 4, 5000, 6};
+    std::vector<std::uint16_t> vList{1, 2, 3, 4};
+    auto* const xyz = reinterpret_cast<std::uint8_t*>(vXyz.data());
+    auto* const list = reinterpret_cast<std::uint8_t*>(vList.data());
     const std::vector<Element> vElement{
         {"v",
          {{"x", "float", ""}, {"y", "float", ""}, {"z", "float", ""}, {"l", "ushort", "int"}},
-         {{{1}, {2.5}, {-3}, {1, 2}}, {{4}, {5e10}, {6}, {3, 4}}}}};
+         {{{1}, {2.5}, {-3}, {1, 2}}, {{4}, {5000}, {6}, {3, 4}}}}};
     for (const Encoding encoding : ENCODINGS) {
         PLY::PlyFile file;
         std::istringstream format(encoding == BIG ? "format binary_big_endian 1.0\nend_header\n" : "");
         file.parse_header(format);
         file.get_comments().push_back("made by a test");
-        file.add_properties_to_element("v", {"x", "y", "z"}, PLY::Type::FLOAT32, 2, bytes(vXyz), PLY::Type::INVALID, 0);
-        file.add_properties_to_element("v", {"l"}, PLY::Type::UINT16, 2, bytes(vList), PLY::Type::INT32, 2);
+        file.add_properties_to_element("v", {"x", "y", "z"}, PLY::Type::FLOAT32, 2, xyz, PLY::Type::INVALID, 0);
+        file.add_properties_to_element("v", {"l"}, PLY::Type::UINT16, 2, list, PLY::Type::INT32, 2);
         std::ostringstream out;
         file.write(out, encoding != ASCII);
-        std::string expected = makePly(vElement, encoding);
-        expected.erase(expected.find("obj_info"), 14);
-        if (encoding == ASCII) expected.replace(expected.find("50000000000"), 11, "5e+10");
-        EXPECT_EQ(out.str(), expected);
+        EXPECT_EQ(out.str(), makePly(vElement, encoding));
     }
-    PLY::PlyFile file;
-    EXPECT_THROW(file.add_properties_to_element("v", {"l"}, PLY::Type::INT8, 1, bytes(vList), PLY::Type::INT8, 128),
-                 std::exception);
+    EXPECT_ANY_THROW(PLY::PlyFile().add_properties_to_element("v", {"l"}, PLY::Type::INT8, 1, list, PLY::Type::INT8, 128));
 }
 
 TEST(PlyFile, HeadersMayComeInOddShapes) {
@@ -288,94 +247,89 @@ TEST(PlyFile, HeadersMayComeInOddShapes) {
     ASSERT_EQ(odd.get_elements().size(), 1U);
     EXPECT_EQ(odd.get_elements()[0].size, 3U);
     EXPECT_EQ(odd.get_elements()[0].properties[0].propertyType, PLY::Type::INVALID);
-    EXPECT_EQ(odd.get_elements()[0].properties[0].listType, PLY::Type::UINT8);
     EXPECT_FALSE(parse("ply\nelements v 3\nend_header\n", unknown));
     EXPECT_TRUE(parse("ply\nelement v 3", cut));
-    for (const char* text : {"property int x\n", "element v\n", "element v -1\n", "element v 18446744073709551616\n",
-                             "element v 1x\n", "element v 1\nproperty int\n", "element v 1\nproperty list int int\n"}) {
+    for (const std::string text :
+         {"property int x\n", "element v\n", "element v -1\n", "element v 18446744073709551616\n", "element v 1x\n",
+          "element v 1\nproperty int\n", "element v 1\nproperty list int int\n"}) {
         PLY::PlyFile file;
         EXPECT_THROW(parse(text, file), std::runtime_error) << text;
     }
     EXPECT_THROW(parse(std::string(5 << 20, 'x'), unknown), std::runtime_error);
 }
 
-TEST(PlyFile, RequestsSayWhatIsWrong) {
-    PLY::PlyFile file, empty;
-    std::istringstream in(makePly(tetrahedron(), ASCII));
+TEST(PlyFile, RequestsFailWithoutATrace) {
+    PLY::PlyFile file;
+    std::istringstream in(makePly(meshElements(FACES), ASCII));
     file.parse_header(in);
-    EXPECT_EQ(requestError(empty, "v", {"x"}), "header had no elements defined. malformed file?");
-    EXPECT_EQ(requestError(file, "", {"x"}), "`elementKey` argument is empty");
-    EXPECT_EQ(requestError(file, "v", {}), "`propertyKeys` argument is empty");
-    EXPECT_EQ(requestError(file, "v", {"x"}), "the element key was not found in the header: v");
-    EXPECT_EQ(requestError(file, "vertex", {"x", "u", "v"}),
-              "the following property keys were not found in the header: u, v");
-    EXPECT_EQ(requestError(file, "vertex", {"y"}), "no error");
-    EXPECT_EQ(requestError(file, "vertex", {"x", "y"}), "element-property key has already been requested: vertex-y");
-    EXPECT_EQ(requestError(file, "vertex", {"x"}), "no error") << "the failed request left nothing behind";
+    EXPECT_FALSE(canRequest(file, "v", {"x"}));
+    EXPECT_FALSE(canRequest(file, "vertex", {}));
+    EXPECT_FALSE(canRequest(file, "vertex", {"x", "u"}));
+    EXPECT_TRUE(canRequest(file, "vertex", {"y"}));
+    EXPECT_FALSE(canRequest(file, "vertex", {"x", "y"})) << "y was requested before";
+    EXPECT_TRUE(canRequest(file, "vertex", {"x"})) << "the failed requests left nothing behind";
 }
 
 TEST(PlyFile, HoldsListsToTheirHint) {
-    for (const Encoding encoding : ENCODINGS) {
-        std::istringstream good(makePly(tetrahedron(), encoding));
-        PLY::PlyFile file;
-        file.parse_header(good);
-        const auto pFaces = file.request_properties_from_element("face", {"vertex_indices"}, 3);
-        file.read(good);
-        EXPECT_EQ(pFaces->buffer.size(), 4U * 3U * 4U);
-        std::vector<Element> vElement = tetrahedron();
-        vElement[1].vItem[2][0] = {0, 1, 2, 3};
-        std::istringstream quad(makePly(vElement, encoding));
-        PLY::PlyFile other;
-        other.parse_header(quad);
-        const auto pQuad = other.request_properties_from_element("face", {"vertex_indices"}, 3);
-        EXPECT_THROW(other.read(quad), std::runtime_error);
-        EXPECT_LE(pQuad->buffer.size(), 4U * 3U * 4U);
-    }
+    const std::size_t numBytes = 4 * 3 * 4;
+    for (const Encoding encoding : ENCODINGS)
+        for (const bool bQuad : {false, true}) {
+            std::vector<Values> vFace = FACES;
+            if (bQuad) vFace[2] = {0, 1, 2, 3};
+            std::istringstream in(makePly(meshElements(vFace), encoding));
+            PLY::PlyFile file;
+            file.parse_header(in);
+            const auto pFaces = file.request_properties_from_element("face", {"vertex_indices"}, 3);
+            if (bQuad)
+                EXPECT_THROW(file.read(in), std::runtime_error);
+            else
+                file.read(in);
+            EXPECT_TRUE(bQuad ? pFaces->buffer.size() <= numBytes : pFaces->buffer.size() == numBytes);
+        }
 }
 
-TEST(ReadPly, TakesCoordinatesAndIndicesOfAnyType) {
+TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
     const TempFolder folder;
-    for (const Encoding encoding : ENCODINGS) {
+    const std::vector<std::vector<std::string>> vvName{
+        {"x", "y", "z"}, {"x", "n", "y", "n2", "z"}, {"y", "n", "x", "z"}, {"x", "z", "y"}};
+    for (const Encoding encoding : ENCODINGS)
         for (const auto& [xType, yzType] : {std::pair{"float", "float"}, {"float64", "float64"}, {"float64", "float"}})
-            for (const std::vector<std::string>& vName : {std::vector<std::string>{"x", "y", "z"},
-                                                          {"x", "n", "y", "n2", "z"},
-                                                          {"y", "n", "x", "z"},
-                                                          {"x", "z", "y"}}) {
+            for (const auto& vName : vvName) {
                 const std::string bytes = makePly({vertexElement(xType, yzType, vName)}, encoding);
                 EXPECT_EQ(readBytes(folder, bytes, true), CORNERS) << bytes;
             }
-        EXPECT_EQ(readBytes(folder, makePly({vertexElement("int", "int", {"x", "y", "z"})}, LITTLE), true)[1],
-                  Point3(1, 0, 0));
-        for (const std::string& type : TYPES) {
-            std::vector<Element> vElement = tetrahedron();
-            vElement[1] = faceElement(type[0] == 'f' ? "uchar" : type, type, FACES);
-            EXPECT_EQ(readBytes(folder, makePly(vElement, encoding)), type[0] == 'f' ? FAILED : TETRAHEDRON) << type;
-            vElement[1].vProperty[0].name = "vertex_index";
-            EXPECT_EQ(readBytes(folder, makePly(vElement, encoding)), type[0] == 'f' ? FAILED : TETRAHEDRON) << type;
-        }
-        std::vector<Element> vElement{vertexElement("float64", "float64", {"x", "y", "z"}),
-                                      faceElement("uchar", "int", {{0, 1, 2, 3}, {3, 2, 1}, {0, 1, 2, 3, 0}})};
-        const Points& c = CORNERS;
-        EXPECT_EQ(readBytes(folder, makePly(vElement, encoding)),
-                  (Points{c[0], c[1], c[2], c[0], c[2], c[3], c[3], c[2], c[1], c[0], c[1], c[2], c[0], c[2], c[3], c[0],
-                          c[3], c[0]}));
-        vElement[1].vItem[1][0].pop_back();
-        EXPECT_EQ(readBytes(folder, makePly(vElement, encoding)), FAILED) << "a face of two corners";
-        for (const double index : {-1.0, 4.0, 2147483647.0}) {
-            vElement[1].vItem[1][0] = {0, index, 1};
-            EXPECT_EQ(readBytes(folder, makePly(vElement, encoding)), FAILED) << index;
-        }
+    const Points vWhole{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}, {0, 0, 3}};
+    EXPECT_EQ(readBytes(folder, makePly({vertexElement("int", "int", vvName[0])}, LITTLE), true), vWhole);
+}
+
+TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
+    const TempFolder folder;
+    const Points& c = CORNERS;
+    const Points vFans{c[0], c[1], c[2], c[0], c[2], c[3], c[3], c[2], c[1],
+                       c[0], c[1], c[2], c[0], c[2], c[3], c[0], c[3], c[0]};
+    for (const Encoding encoding : ENCODINGS) {
+        const auto read = [&](const std::vector<Element>& vElement) {
+            return readBytes(folder, makePly(vElement, encoding));
+        };
+        for (const auto& codec : CODECS)
+            for (const char* name : {"vertex_indices", "vertex_index"}) {
+                const std::string type = codec.name;
+                const bool bWhole = type[0] != 'f';
+                EXPECT_EQ(read(meshElements(FACES, bWhole ? type : "uchar", type, name)), bWhole ? TETRAHEDRON : FAILED)
+                    << type;
+            }
+        EXPECT_EQ(readBytes(folder, std::regex_replace(makePly(meshElements(FACES), ASCII), std::regex("\n"), "\r\n")),
+                  TETRAHEDRON);
+        EXPECT_EQ(read(meshElements({{0, 1, 2, 3}, {3, 2, 1}, {0, 1, 2, 3, 0}})), vFans);
+        for (const Values& face : {Values{0, 1}, {0, -1, 1}, {0, 4, 1}, {0, 2147483647, 1}})
+            EXPECT_EQ(read(meshElements({{0, 1, 2}, face})), FAILED) << ::testing::PrintToString(face);
     }
-    std::string crlf = makePly(tetrahedron(), ASCII);
-    for (std::size_t pos = 0; (pos = crlf.find('\n', pos)) != std::string::npos; pos += 2)
-        crlf.insert(pos, 1, '\r');
-    EXPECT_EQ(readBytes(folder, crlf), TETRAHEDRON);
 }
 
 TEST(ReadPly, RefusesEveryPrefix) {
     const TempFolder folder;
     for (const Encoding encoding : ENCODINGS) {
-        const std::string bytes = makePly(tetrahedron(), encoding);
+        const std::string bytes = makePly(meshElements(FACES), encoding);
         const std::size_t numNeeded = bytes.size() - (encoding == ASCII ? 1 : 0);  // the last new line can be spared
         for (std::size_t length = 0; length < numNeeded; ++length)
             for (const bool bPointsOnly : {false, true})
@@ -387,121 +341,94 @@ TEST(ReadPly, RefusesEveryPrefix) {
 TEST(ReadPly, BelievesNoClaimOfTheHeader) {
     const TempFolder folder;
     const std::string xyz = "property float x\nproperty float y\nproperty float z\n", body(1000, '1');
-    for (const std::string format : {"ascii", "binary_little_endian", "binary_big_endian"}) {
-        const auto read = [&](const std::string& header, const std::string& content, bool bPointsOnly) {
-            return readBytes(folder, "ply\nformat " + format + " 1.0\n" + header + "end_header\n" + content, bPointsOnly);
-        };
-        for (const char* count :
-             {"1152921504606846976", "18446744073709551615", "18446744073709551616", "-1", "1e3", "84", ""})
-            EXPECT_EQ(read(std::string("element vertex ") + count + '\n' + xyz, body.substr(0, 500), true), FAILED) << count;
-        EXPECT_EQ(read("element vertex 0\n" + xyz + "element e 1000000000000\n", body, true), FAILED) << "no properties";
-        for (const char* type : {"float", "double", "zzz"})
-            EXPECT_EQ(read("element vertex 0\n" + xyz + "element e 1\nproperty list " + type + " uchar l\n", body, true),
-                      FAILED);
-        EXPECT_EQ(read("element vertex 0\n" + xyz + "element face 1\nproperty list int int vertex_indices\n",
-                       "-1 \xff\xff\xff\xff" + body, false),
-                  FAILED);
-        EXPECT_EQ(read("element vertex 0\n" + xyz + "element face 1\nproperty list int int vertex_indices\n", body, false),
-                  FAILED);
-        EXPECT_EQ(read("element vertex 0\n" + xyz + "element face 0\nproperty int vertex_indices\n", "", false), Points());
-        EXPECT_EQ(read("element vertex 0\n" + xyz + "foo\n", "", true), FAILED) << "an unknown word";
-        EXPECT_EQ(
-            read("element vertex 1\nproperty list uchar float x\nproperty list uchar float y\nproperty list uchar float z\n",
-                 body, true),
-            FAILED);
-        EXPECT_EQ(read("element vertex 1\nproperty uchar x\nproperty uchar y\nproperty uchar z\n", "1 2 3\n", true), FAILED);
-    }
+    const std::string noVertex = "element vertex 0\n" + xyz, oneFace = noVertex + "element face 1\nproperty ";
+    const struct {
+        std::string header, content;
+        bool bPointsOnly;
+    } table[] = {
+        {"element vertex 1152921504606846976\n" + xyz, body, true},
+        {"element vertex 18446744073709551615\n" + xyz, body, true},
+        {"element vertex 18446744073709551616\n" + xyz, body, true},
+        {"element vertex -1\n" + xyz, body, true},
+        {"element vertex 1e3\n" + xyz, body, true},
+        {"element vertex 84\n" + xyz, body, true},  // one more than there are bytes
+        {"element vertex \n" + xyz, body, true},
+        {noVertex + "element e 1000000000000\n", body, true},  // no properties
+        {noVertex + "element e 1\nproperty list float uchar l\n", body, true},
+        {noVertex + "element e 1\nproperty list zzz uchar l\n", body, true},
+        {noVertex + "foo\n", "", true},
+        {"element vertex 1\nproperty list uchar float x\nproperty list uchar float y\nproperty list uchar float z\n", body,
+         true},
+        {"element vertex 1\nproperty uchar x\nproperty uchar y\nproperty uchar z\n", "1 2 3\n", true},
+        {oneFace + "list int int vertex_indices\n", "-1 \xff\xff\xff\xff" + body, false},
+        {oneFace + "list int int vertex_indices\n", body, false},
+    };
+    for (const std::string format : {"ascii", "binary_little_endian", "binary_big_endian"})
+        for (const auto& [header, content, bPointsOnly] : table) {
+            const std::string bytes = "ply\nformat " + format + " 1.0\n" + header + "end_header\n" + content;
+            EXPECT_EQ(readBytes(folder, bytes, bPointsOnly), FAILED) << format << '\n' << header;
+        }
     for (const char* row : {"1 2", "1 2 x", "1 2 3x", "1 2-3 4", "1 nan 3", "1 inf 3", "1 1e39 3", "1 2e 3"})
         EXPECT_EQ(readBytes(folder, "ply\nelement vertex 1\n" + xyz + "end_header\n" + row + "\n", true), FAILED) << row;
-    Points vPoints;
-    EXPECT_NE(outputOf([&] {
-                  EXPECT_FALSE(readPly("/no/such", true, vPoints));
-              }).find("readPly, WARNING: Failed to open /no/such"),
-              std::string::npos);
-    const std::string name = folder.write("b.ply", "ply\nproperty float x\n");
-    const std::string text = outputOf([&] { EXPECT_FALSE(readPly(name.c_str(), true, vPoints)); });
-    for (const std::string& line :
-         {std::string("tinyply exception: no elements defined; file is malformed\n"),
-          std::string("Error: no elements defined; file is malformed\n"), "WARNING: " + name + " not read"})
-        EXPECT_NE(text.find(line), std::string::npos) << text;
-    const CoutSilence silence;
-    for (const char* device : {"/dev/zero", "/tmp"})
-        EXPECT_FALSE(readPly(device, true, vPoints)) << device;
+}
+
+TEST(ReadPly, SaysWhatItCannotRead) {
+    const TempFolder folder;
+    const std::string noElement = folder.write("b.ply", "ply\nproperty float x\n");
+    for (const auto& [name, text] : {std::pair<std::string, std::string>{"/no/such", "WARNING: Failed to open /no/such"},
+                                     {noElement, "WARNING: " + noElement + " not read"},
+                                     {noElement, "tinyply exception: no elements defined; file is malformed\n"},
+                                     {"/dev/zero", ""},
+                                     {"/tmp", ""}}) {
+        Points vPoints;
+        const std::string output = outputOf([&, n = name] { EXPECT_FALSE(readPly(n.c_str(), true, vPoints)) << n; });
+        EXPECT_NE(output.find(text), std::string::npos) << output;
+    }
 }
 
 TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     const TempFolder folder;
-    const std::string body =
-        "element vertex 4\nproperty float x\nproperty float y\nproperty float z\nelement face 4\n"
-        "property list uchar uint vertex_indices\nend_header\n"
-        "0 0 0\n0 2.5 0\n1.5 0 0\n0 0 3\n3 0 1 2\n3 0 2 3\n3 2 1 3\n3 1 0 3\n";
-    RMesh rMesh(1.0);
-    std::vector<Point3*> vVtx;
-    Calc calc(0, 0, 0, 32, 32, 32, 5);
-    std::map<CCD, Bundle*> mCCDBundle;
-    Points vMoved = CORNERS;
-    std::array<Bundle, 4> aBundle;
-    for (std::size_t i = 0; i < 4; ++i) {
-        vVtx.push_back(rMesh.createVertex(CORNERS[i], true));
-        aBundle[i].pVtx = &vMoved[i];
-        mCCDBundle[i + 1] = &aBundle[i];
-    }
-    CMesh cMesh(nullptr, &calc, mCCDBundle);
-    rMesh.createVertex(7, 7, 7, true);  // without a triangle
-    for (const Values& face : FACES) {
-        std::array<std::size_t, 3> c{};
-        std::transform(face.begin(), face.end(), c.begin(), [](double index) { return static_cast<std::size_t>(index); });
-        rMesh.createT(vVtx[c[0]], vVtx[c[1]], vVtx[c[2]]);
-        cMesh.createT(c[0] + 1, c[1] + 1, c[2] + 1, 0, 0);
-    }
-    rMesh.createT(vVtx[0], vVtx[1], vVtx[2])->kill(&rMesh);
-    EXPECT_TRUE(PLY::writePly(&rMesh, folder.path("r.ply"), true));
-    EXPECT_EQ(folder.read("r.ply"), "ply\nformat ascii 1.0\n" + body);
-    EXPECT_TRUE(PLY::writePly(&cMesh, mCCDBundle, folder.path("c.ply"), true));
-    EXPECT_EQ(folder.read("c.ply"), folder.read("r.ply"));
-    EXPECT_TRUE(writeMeshPly(rMesh, folder.path("b.ply"), false));
+    Soup soup{CORNERS, {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 1, 2}}};
+    soup.vVtx.emplace_back(7, 7, 7);  // without a triangle
+    FineMesh mesh(soup);
+    mesh.kill(4);
+    EXPECT_TRUE(PLY::writePly(&*mesh, folder.path("a.ply"), true));
+    EXPECT_EQ(folder.read("a.ply"),
+              "ply\nformat ascii 1.0\n"
+              "element vertex 4\nproperty float x\nproperty float y\nproperty float z\nelement face 4\n"
+              "property list uchar uint vertex_indices\nend_header\n"
+              "0 0 0\n0 2.5 0\n1.5 0 0\n0 0 3\n3 0 1 2\n3 0 2 3\n3 2 1 3\n3 1 0 3\n");
+    EXPECT_TRUE(writeMeshPly(*mesh, folder.path("b.ply"), false));
     EXPECT_EQ(readBytes(folder, folder.read("b.ply")), TETRAHEDRON);
-    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writeMeshPly(rMesh, "/no/a.ply", true)); }),
-              "Failed, filename=/no/a.ply\nfailed to write /no/a.ply\n");
-    mCCDBundle.erase(2);
-    EXPECT_NE(reportOf([&] {
-                  PLY::writePly(&cMesh, mCCDBundle, folder.path("c.ply"), true);
-              }).find(conditionFailed("q_it!=mCCDBundle.end()")),
-              std::string::npos);
+
+    CoarseSoup coarse(sheet(2, 2), 3);
+    RMesh fine(&coarse.coarse);
+    EXPECT_TRUE(PLY::writePly(&fine, folder.path("fine.ply"), true));
+    EXPECT_TRUE(PLY::writePly(&coarse.coarse, coarse.mBundle, folder.path("coarse.ply"), true));
+    EXPECT_EQ(folder.read("coarse.ply"), folder.read("fine.ply"));
+    coarse.mBundle.erase(coarse.mBundle.begin());
+    reportOf([&] { PLY::writePly(&coarse.coarse, coarse.mBundle, folder.path("coarse.ply"), true); });
 }
 
 TEST(WritePly, PointsComeBackInSinglePrecisionEvenThroughAFifo) {
     const TempFolder folder;
-    const std::string fifo = folder.path("fifo");
+    const std::string fifo = folder.path("fifo"), file = folder.path("a.ply");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    std::mt19937 random(6);
-    std::uniform_real_distribution<double> spread(-500, 500);
-    Points vPoints, vExpected;
-    for (int i = 0; i < 100000; ++i) {
-        const Point3 p(spread(random), spread(random), spread(random));
-        vPoints.push_back(p);
-        vExpected.emplace_back(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
-    }
+    Points vPoints = scaled(Scan(6).dust(100000), 1000.0), vSingle = vPoints, vNone;
+    for (Point3& p : vSingle)
+        p = Point3(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
     const CoutSilence silence;
-    for (const std::string& name : {folder.path("a.ply"), fifo}) {
+    for (const std::string& name : {file, fifo}) {
         Points vRead;
         std::thread writer([&] { EXPECT_TRUE(writePointsPly(name, vPoints, false)); });
-        if (name != fifo) writer.join();
+        if (name == file) writer.join();
         EXPECT_TRUE(readPly(name.c_str(), true, vRead));
         if (name == fifo) writer.join();
-        EXPECT_EQ(vRead, vExpected);
+        EXPECT_EQ(vRead, vSingle);
     }
-    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePointsPly("/dev/full", vPoints, true)); }),
-              "writePointsPly, received 100000 points\nCan't write /dev/full\n");
-}
-
-TEST(writePointsPly, writesAnEmptyList) {
-    const TempFolder folder;
-    const CoutSilence silence;
-    Points vNone, vRead;
+    EXPECT_FALSE(writePointsPly("/dev/full", vPoints, true));
     for (const bool bAscii : {true, false}) {
-        EXPECT_TRUE(writePointsPly(folder.path("none.ply"), vNone, bAscii));
-        EXPECT_TRUE(readPly(folder.path("none.ply").c_str(), true, vRead));
+        EXPECT_TRUE(writePointsPly(file, vNone, bAscii));
+        EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vNone);
     }
-    EXPECT_TRUE(vRead.empty());
 }

@@ -1,0 +1,169 @@
+// Drawings for the Geomview viewer, and the one place that decides which of them reach the disk.
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <fstream>
+#include <functional>
+#include <map>
+#include <string>
+#include <vector>
+
+#include "Calc.h"
+#include "Segment3.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CEdge;
+class CMesh;
+class CTriangle;
+class REdge;
+class RTriangle;
+
+// Colours as OFF and VECT objects take them: red, green, blue, alpha.
+inline constexpr const char* CLIGHTBLUE = "0 0.70 .9 0.5";
+inline constexpr const char* CDARKBLUE = "0 0.2 .85 0.5";
+inline constexpr const char* CYELLOW = "1 1 0 0.5";
+inline constexpr const char* CPINK = "1 0.411 0.705 0.5";
+inline constexpr const char* CBLACK = "0.1 0.1 0.1 0.5";
+inline constexpr const char* CLIGHTBROWN = "0.823 0.705 0.549 0.5";
+inline constexpr const char* CDARKBROWN = "0.545 0.271 0.074 0.5";
+inline constexpr const char* CORANGE = "1 0.627 0 0.5";
+inline constexpr const char* CPURPLE = "0.627 0.125 0.941 0.5";
+inline constexpr const char* CGRAY = ".745 .745 .745 0.5";
+inline constexpr const char* CLIGHTGRAY = ".445 .445 .445 0.5";
+inline constexpr const char* CRED = "1 0 0 0.5";
+inline constexpr const char* CGREEN = "0 1 0 0.5";
+inline constexpr const char* CWHITE = "1 1 1 0.5";
+inline constexpr const char* CCRIMSON = ".86 .08 .24 0.5";
+inline constexpr const char* CDARKORANGE = "1 .55 0 0.5";
+inline constexpr const char* CGOLDENROD = ".85 .65 .13 0.5";
+inline constexpr const char* COLIVE = ".5 .5 .0 0.5";
+inline constexpr const char* CLAWNGREEN = "0.49\t0.99 0.00 0.5";
+inline constexpr const char* CGREENYELLOW = "0.68 1.00 0.18 0.5";
+inline constexpr const char* CPALEGREEN = "0.60\t0.98 0.60 0.5";
+inline constexpr const char* CMEDSPRINGGREEN = "0.00 0.98 0.60 0.5";
+inline constexpr const char* CLIGHTSEAGREAN = "0.13 0.70 0.67 0.5";
+inline constexpr const char* CCYAN = "0.00 1.00 1.00 0.5";
+inline constexpr const char* CSTEELBLUE = "0.27 0.51 0.71 0.5";
+inline constexpr const char* MIDNIGHTBLUE = "0.10 0.10 0.44 0.5";
+inline constexpr const char* CWHEAT = "0.96 0.87 0.7 0.5";
+
+/// A file of the Geomview viewer in its OOGL format: a list of coloured objects, each written by one operation.
+///
+/// The file is complete once it is closed. It is written in place, not through a temporary neighbour, so a failure leaves a
+/// part of it. On an object that isn't valid every operation writes nothing.
+///
+/// A drawing that the user asks for is authorised. All others, the show operations of the classes, are for debugging and go
+/// by bDebugAuthorized; without it they end in the failed assertion of the constructor. A drawing that an operation
+/// makes on its way stands inside drawOnTheWay(), so that the operation isn't disturbed.
+///
+/// All writers take O(n). Pointers must not be null. Elements are written as they are, dead ones included.
+class Visualizer3 : public std::ofstream {
+public:
+    /// Authorised: says so and opens the file; when that fails it warns, and the object is invalid. Not authorised: says so,
+    /// and it is an assertion; no file is touched. pCalc: the grid for cells, may be null; stays the caller's and must
+    /// outlive this object.
+    Visualizer3(const std::string& filename, const Calc* pCalc, bool bAuthorized);
+    /// Closes the file.
+    ~Visualizer3() override;
+    Visualizer3(const Visualizer3&) = delete;
+    Visualizer3& operator=(const Visualizer3&) = delete;
+
+    /// False after a warning when the file can't be written. For the constructor.
+    bool openFile(const std::string& filename);
+    /// Ends the list. True when all of the file was written; false also when none is open.
+    bool closeFile();
+    /// The file is open and the list has begun.
+    bool isValid() const { return bValid && is_open(); }
+
+    /// Whether startList() has back faces lit like front faces. True at the start.
+    void setBackfaces(bool bBackfaces_) { bBackfaces = bBackfaces_; }
+    /// From now on coarse triangles and edges are drawn at the points of this mesh; null: at the midpoints of their cells,
+    /// for which there must be a grid. The mesh stays the caller's and must outlive the drawing.
+    void setMesh(const CMesh* pMesh) { pCMesh = pMesh; }
+    const CMesh* getMesh() const { return pCMesh; }
+    bool hasCalc() const { return pCalc != nullptr; }
+
+    // ---- Surfaces
+
+    /// The head of an OFF object, and its end. Between them stand numVertices lines of coordinates, then numFaces of faces.
+    void startList(std::size_t numVertices, std::size_t numFaces, bool bEdges);
+    void endList();
+    void writeTriangle(const Point3& p0, const Point3& p1, const Point3& p2, const std::string& color);
+    void writeTriangle(const RTriangle* pRT, const std::string& color);
+    /// Corners three a triangle. bNormals: in addition the normals, of length 1 from the centroids; triangles without area
+    /// have none.
+    void writeTriangles(const std::vector<Point3>& vCorners, const std::string& color, bool bNormals);
+    void writeTriangles(const std::vector<RTriangle*>& vRT, const std::string& color, bool bNormals);
+    void writeTriangles(const std::vector<CTriangle*>& vCT, const std::string& color, bool bNormals);
+
+    // ---- Points: dots of so many pixels. An empty list prints a line.
+
+    void writePoint(const Point3& point, unsigned size, const std::string& color);
+    void writePoints(const std::vector<Point3>& vPoints, unsigned size, const std::string& color);
+    void writePoints(const std::vector<Point3*>& vPoints, unsigned size, const std::string& color);
+
+    // ---- Lines, with bEnds dots on their ends. An empty list writes nothing.
+
+    void writeSegments(const std::vector<Segment3>& vSegments, const std::string& color, bool bEnds);
+    void writeSegments(const std::vector<REdge*>& vRE, const std::string& color, bool bEnds);
+    void writeSegments(const std::vector<CEdge*>& vCE, const std::string& color, bool bEnds);
+    /// Edges by their degree, lowest first: 1 in red, 3 in purple, 4 in light blue, 5 and more in pink, one object a degree
+    /// and one for its ends. Degrees 0 and 2 aren't drawn.
+    void writeDegrees(const std::map<int, std::vector<Segment3>>& mDegSegments);
+
+    // ---- Cells of the grid, which must be there (assertion)
+
+    /// The cells as boxes, one object for all of them.
+    void writeCb(CCD ccd, const std::string& color);
+    void writeCbs(const VCCD& vCCD, const std::string& color);
+    void writeRCD(RCD rcd, const std::string& color);
+    void writeRCD(const VRCD& vRCD, const std::string& color);
+    /// Lattice points.
+    void writeRCC(RCC rcc, unsigned size, const std::string& color);
+    void writeRCC(const VRCC& vRCC, unsigned size, const std::string& color);
+    /// The midpoints of the cells.
+    void writePoints(const VCCD& vCCD, unsigned size, const std::string& color);
+
+    // ---- Colours
+
+    /// The colour of that index, 0 to 26, in the order above. Higher ones count modulo 26, negative ones as 0.
+    static std::string getColor(int i);
+    /// The next colour of the process; black, purple, light gray and white are passed over. Safe on any thread.
+    static std::string getNextColor();
+
+    static std::atomic<int> nextColor;  ///< where getNextColor() goes on, from 0
+    /// Lets drawings for debugging through. False, and nothing in the library changes that, so that no file gets on a user's
+    /// disk that the user didn't ask for; a developer sets it from a debugger or a test.
+    static std::atomic<bool> bDebugAuthorized;
+
+    const Calc* pCalc;  ///< not owned, may be null
+    bool bAuthorized;
+
+private:
+    Point3 getPosition(VCD vcd) const;
+    void writeFaces(const std::vector<Point3>& vCorners, std::size_t faceSize, const std::string& color);
+
+    bool bBackfaces = true;
+    bool bValid = false;
+    const CMesh* pCMesh = nullptr;  // not owned
+};
+
+/// A whole file: draw() gets the open list. False when it can't be opened or, after a warning, when it can't be written to
+/// its end.
+bool writeDrawing(const std::string& filename, const Calc* pCalc, bool bAuthorized,
+                  const std::function<void(Visualizer3&)>& draw);
+
+/// The same for debugging: an assertion unless Visualizer3::bDebugAuthorized.
+void writeDebugDrawing(const std::string& filename, const Calc* pCalc, const std::function<void(Visualizer3&)>& draw);
+
+/// For drawings that an operation makes on its way: calls draw() when drawings for debugging are let through. Else nothing
+/// happens, no file, no line, no exception, and the operation goes on.
+template <typename Draw>
+void drawOnTheWay(Draw&& draw) {
+    if (Visualizer3::bDebugAuthorized) draw();
+}
+
+}  // namespace TARN_KEL

@@ -40,6 +40,14 @@ private:
     TARN_TOOLS::SimplePool<CornerLinks> poolCornerLinks;
 };
 
+/// A collapse that reduce may make: of one end of an edge onto the other. A plain value.
+struct RECandidate {
+    REdge* pRE = nullptr;            ///< the mesh's; null: no collapse
+    int iDir = 0;                    ///< 0: pVtx0 goes to pVtx1, 1: the reverse
+    std::uint32_t numCollapses = 0;  ///< how many collapses of its run the penalty takes into account
+    double penalty = 0.0;            ///< of RMesh::getPenalty
+};
+
 /// The fine mesh: triangles in real coordinates, on which all post-processing runs. Mesh wraps it for the caller.
 ///
 /// A vertex is a Point3* into the pool of the mesh, and everything hangs on that pointer. Vertices, triangles and edges are
@@ -152,6 +160,12 @@ public:
     /// Moves a vertex to a place that is another one, a number, and not that of any vertex found by its coordinates; else an
     /// assertion with nothing changed. The triangles around forget their normals.
     void updateVertex(Point3* pVtx, const Point3& newPoint);
+    /// A vertex and its new place.
+    using VertexMove = std::pair<Point3*, Point3>;
+    /// updateVertex for each in order where that may be: a place that isn't another one, or a finite one, or at which a
+    /// vertex is found when the turn comes, is left out. Several times as fast, but the triangles around keep their
+    /// normals: that is the caller's business.
+    void updateVertices(const std::vector<VertexMove>& vMoves);
     /// Moves a vertex to the mean of its neighbours, or towards it by a tenth of the side length, and prints what normals
     /// would turn by. False, with nothing moved: no neighbours; a normal would turn by more than 170 degrees; no free place;
     /// a side length that isn't positive.
@@ -176,7 +190,57 @@ public:
     /// the vertex as the only list. O(k log k).
     void getUmbrellas(const Point3* pCenter, std::vector<std::vector<RTriangle*>>& vUmbrellas) const;
 
+    // ---- Reduction: collapses onto end points. Where vertices are stays, and which are used ----
+
+    /// Collapses edges of at most maxSqLen squared length, cheapest first, that turn no normal around them by more than
+    /// maxDevDeg degrees, until none is left; both limits hold for each collapse, against the triangles as it finds them. A
+    /// border vertex goes only along a border that is straight there within 10 degrees. A limit that isn't a number: nothing
+    /// happens. Returns the number of triangles that went with the collapsed edges.
+    ///
+    /// Closed and manifold meshes stay so. Thin triangles that no collapse looked at may stay: call killDegenerate. Patches
+    /// keep the dead triangles. Counts under the steps "RM_redborder", "RM_redprioq" and "RM_redprocprioq", so a run must be
+    /// open. When the listener throws, the collapses so far stand and the mesh is in order. Uses the pool; the result doesn't
+    /// depend on the number of workers. O(n log n) for vertices of bounded degree; a vertex of k triangles costs O(k^2).
+    int reduce(double maxSqLen, double maxDevDeg);
+    /// What the collapse of the edge by iDir costs: the mean turn of the normals in units of 0.01 radians plus the square
+    /// root of the edge's length in side lengths. The largest double when it isn't allowed: the edge is dead or too long, a
+    /// normal would turn by more than maxDevRad radians or be lost (a triangle of less than 5e-11 in area, whatever the
+    /// scale), two triangles would have the same corners, or the sum isn't finite.
+    /// vIncT: overwritten by the triangles at the vertex that goes; empty for an edge that is too long or dead. A triangle
+    /// without area among them has no say, and a line on standard output tells of it. O(k) for k triangles at that vertex
+    /// and on the edges opposite it. Safe on several threads.
+    double getPenalty(const REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const;
+    /// The candidate of that edge and direction; one without an edge when the collapse isn't allowed. vIncT: as above.
+    RECandidate getRECand(REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const;
+    /// The candidates of the edges [from, to) of vInRE into the slots [2 * from, 2 * to) of vEntries: a task of the pool.
+    void createREC_MT(std::size_t from, std::size_t to, double maxSqLen, double maxDevRad, const std::vector<REdge*>& vInRE,
+                      std::vector<RECandidate>& vEntries, int threadId) const;
+    /// The allowed candidates of the edges in their order, direction 0 before 1; vEntries is overwritten. On the pool.
+    void getPrioqEntries(double maxDevRad, double maxSqLen, const std::vector<REdge*>& vInRE,
+                         std::vector<RECandidate>& vEntries) const;
+
+    // ---- Flips: the energy and what a flip gains are those of REdgeEnergy ----
+
+    /// What the flip of an edge gains, and the edge.
+    using FlipCandidate = std::pair<double, REdge*>;
+    /// The flips of the edges of vInRE that gain at least minImprovement or at least 0.0, the smallest gain first, equal
+    /// ones in the order of vInRE. With a temperature other than 0.0 also each of the others with probability
+    /// exp(gain / temperature); the draw depends on the position in vInRE and the temperature alone. vImpRE must be empty.
+    /// Uses the pool; the calling thread then moves opposite corners that are at the same place apart. Counts under the step
+    /// "RM_gEfCandMT", with the temperature behind it when that is above 0.0, so a run must be open. O(n), sorting included.
+    void getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double minImprovement, double temperature,
+                                  std::vector<FlipCandidate>& vImpRE);
+    /// One task of it: vImpRE[i] for the edges at positions from to to - 1, left alone where the flip is out. An edge whose
+    /// opposite corners are at the same place gets REdgeEnergy::IMPOSSIBLE and the edge: it waits for a thread that may move
+    /// them. Changes nothing else. threadId isn't used.
+    void getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minImprovement, double temperature,
+                                       std::size_t from, std::size_t to, std::vector<FlipCandidate>& vImpRE, int threadId);
+
     // ---- Reports on standard output ----
+
+    /// The angles between the normals on the edges with two good triangles, in degrees: their histogram and their mean, which
+    /// is returned; DBL_MAX when there is no such edge.
+    double printEnergy(const std::string& name) const;
 
     /// Triangles, and edges by degree.
     void printStatistics(const std::string& name) const;

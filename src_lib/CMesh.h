@@ -23,6 +23,7 @@
 namespace TARN_KEL {
 
 class CPatch;
+class Visualizer3;
 class Voro;
 
 /// Chooses the constructor of a mesh with a vertex table of its own.
@@ -174,6 +175,16 @@ public:
     std::map<CCD, Bundle*>& getRefToBundleMap() { return mCCDBundle; }
     /// Every triangle ever made. Its order may be changed, its content not.
     std::vector<CTriangle*>& getTriRef() { return vAllCT; }
+
+    // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL bundles with points for the corners. The
+    // ---- visualizer stays set to what was drawn (Visualizer3::setMesh). O(n), edges O(n log n).
+
+    /// The alive triangles.
+    void show(Visualizer3* pVisualizer, VisType visType, const std::string& color) const;
+    /// The edges by degree (Visualizer3::writeDegrees).
+    void showDeg(Visualizer3* pVisualizer, VisType visType) const;
+    /// Both into a file of their own; an assertion when drawings for debugging aren't let through.
+    void debugShow(const std::string& filename, VisType visType, const std::string& color) const;
 
     // ---- Reports on standard output
 

@@ -5,6 +5,7 @@
 #include <list>
 #include <map>
 #include <set>
+#include <string>
 #include <unordered_map>
 #include <vector>
 
@@ -19,6 +20,7 @@ namespace TARN_KEL {
 
 class CMesh;
 class CPatch;
+class Visualizer3;
 
 /// Patches in the order of their making, in place of an order by address.
 struct CPatchOrder {
@@ -129,6 +131,13 @@ public:
     /// ones along folds; each path from its far end back. mPoints has all corners. O(n log n) a pair in the worst case, what
     /// lies nearer than the partner as a rule. The patch must be alive.
     void findPartitioningPath(std::vector<CEdge*>& vPath, const std::map<VCD, Point3>& mPoints) const;
+
+    // ---- Drawings for debugging, as those of CMesh
+
+    /// The members.
+    void show(Visualizer3* pVisualizer, VisType visType, const std::string& color) const;
+    /// The same, and in red what is in vPatchBoundaryCE, into a file of their own.
+    void show(const std::string& filename, VisType visType, const std::string& color) const;
 
     std::vector<CEdge*> vDegNot2CE;
     int label;

@@ -18,12 +18,17 @@
 
 #include <array>
 #include <iosfwd>
+#include <string>
 #include <vector>
 
 #include "kel.h"
 #include "tools.h"
 
 namespace TARN_KEL {
+
+class CEdge;
+class CTriangle;
+class Visualizer3;
 
 using CCD = unsigned long long;  ///< interleaved, a cell
 using VCD = unsigned long long;  ///< interleaved, a cell as mesh vertex or as key of a dual cube
@@ -215,6 +220,21 @@ public:
     /// cell of the lower point, lower on the first other axis, on the second, on both. Other pairs fail an assertion. The
     /// coordinates on the two other axes must not be 0.
     void getCbsAroundEdge(RCC a, RCC b, VRCD& vOut) const;
+
+    // ---- Drawings of cells of this grid, whatever grid the visualizer has; each is one object of the list
+
+    /// Cells as boxes.
+    void writeCb(Visualizer3* pVisualizer, CCD ccd, const std::string& color) const;
+    void writeCbs(Visualizer3* pVisualizer, const VCCD& vCCD, const std::string& color) const;
+    /// Low corners and midpoints as dots of so many pixels.
+    void writeRefPoint(Visualizer3* pVisualizer, CCD ccd, unsigned size, const std::string& color) const;
+    void writeRefPoints(Visualizer3* pVisualizer, const VCCD& vCCD, unsigned size, const std::string& color) const;
+    void writeMidPoints(Visualizer3* pVisualizer, const VCCD& vCCD, unsigned size, const std::string& color) const;
+    /// Edges and triangles of the coarse mesh between the midpoints of their cells.
+    void writeCEdge(Visualizer3* pVisualizer, CEdge* pCE, const std::string& color) const;
+    void writeCEdges(Visualizer3* pVisualizer, const std::vector<CEdge*>& vCE, const std::string& color) const;
+    void writeTriangle(Visualizer3* pVisualizer, CTriangle* pCT, const std::string& color) const;
+    void writeTriangles(Visualizer3* pVisualizer, const std::vector<CTriangle*>& vCT, const std::string& color) const;
 
 private:
     std::array<double, 3> origin;

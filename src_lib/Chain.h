@@ -6,15 +6,16 @@
 #include <list>
 #include <map>
 #include <set>
+#include <string>
 #include <vector>
 
 #include "CEdge.h"
+#include "CTriangle.h"
 #include "Calc.h"
 
 namespace TARN_KEL {
 
 class CMesh;
-class CTriangle;
 
 /// Edges of a coarse mesh, each under both its ends.
 using EdgesByEnd = std::multimap<VCD, CEdge*>;
@@ -68,6 +69,8 @@ public:
                           std::vector<CEdge*>& vSolution) const;
     /// The label, members and ends on standard output.
     void print() const;
+    /// For debugging: draws the members into a file, those of vMoebiusCE in light blue on top, and prints their numbers.
+    void show(const std::string& filename, VisType visType, const std::string& color) const;
 
     // ---- Triangles along a closed chain
 

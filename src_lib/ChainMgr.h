@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <string>
 #include <vector>
 
 #include "Chain.h"
@@ -44,6 +45,10 @@ public:
     void removeHighDegree(EdgesByEnd& mm, std::vector<CEdge*>& vRemovedCE);
     /// Makes the chains of mmVCD2CE, which must be the edges as they were handed in; the constructor has done it.
     void createChains();
+
+    /// For debugging: draws the mesh into a file, white, and on it the closed chains in green, those among them with entries
+    /// in vMoebiusCE in light blue, and the open ones in red. Dissolved chains don't show.
+    void show(const std::string& filename) const;
 
     CMesh* pCMesh;                ///< not owned
     std::vector<VCD> vHighVCD;    ///< every code that had a high degree at some time; sorted, unique

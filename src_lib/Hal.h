@@ -54,6 +54,16 @@ public:
     /// 4 for x, 2 for y, 1 for z.
     void setForbiddenDirections();
 
+    // ---- Drawings for debugging, each into a file of its own; assertions as long as there is nothing to draw
+
+    /// The cells that have bundles.
+    void showCCD(const std::string& filename) const;
+    /// The coarse mesh, its edges by degree.
+    void showMesh(const std::string& filename) const;
+    /// The alive triangles of the coarse mesh, one colour a configuration of the dual cube that they came from
+    /// (Visualizer3::getColor).
+    void showMeshCases(const std::string& filename) const;
+
 private:
     bool takeBundles(const std::string& nothingToDo);
     void extractAndRepair(void (Top::*finalize)(Voro*));

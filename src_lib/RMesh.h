@@ -19,6 +19,7 @@ namespace TARN_KEL {
 
 class CMesh;
 class RPatch;
+class Visualizer3;
 
 /// Where RMesh keeps the links of its lists "vertex to alive triangles", in step with its pools of vertices and triangles.
 class VertexTriangles {
@@ -251,6 +252,13 @@ public:
     /// Walks the invariants; a violated one is an assertion, and its report is followed by the name. O(n log n).
     void checkDataStructures(const std::string& name) const;
 
+    // ---- Drawing ----
+
+    /// The alive triangles in the colour, with bNormals their normals too, and over them the alive edges by degree
+    /// (Visualizer3::writeDegrees). So a closed manifold mesh is a plain surface, and each border or non-manifold edge
+    /// stands out. bBackfaces: see Visualizer3::setBackfaces, which stays set. O(n).
+    void show(Visualizer3* pVisualizer, const std::string& color, bool bNormals, bool bBackfaces) const;
+
     // ---- Data, for the operators of the library ----
 
     HashIndex mVtx;                 ///< coordinates to index in poolVtx
@@ -282,6 +290,7 @@ private:
     void growPatch(RTriangle* pSeed, Expand&& expand);
     void enterInPatches();
     bool isKeyed(const REdge* pRE) const;
+    void judgeFolded(double minImprovement, double temperature, std::vector<FlipCandidate>& vImpRE);
     void reserve(std::size_t numT);
     template <typename Visit>
     void forEachIncident(const Point3* p, Visit&& visit) const;

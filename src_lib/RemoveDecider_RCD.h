@@ -3,6 +3,7 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <string>
 #include <utility>
 #include <vector>
 
@@ -89,6 +90,16 @@ public:
     /// Dooms candidates under the same conditions without priorities: rounds, each from the back, until one dooms none. Both
     /// output lists come out sorted; vDoomedOut must come in empty. A candidate that is in the list twice is judged twice.
     std::size_t pruneStrong(VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder);
+
+    // ---- Drawings for debugging, each into a file of its own
+
+    /// The alive cells of the current block in light blue, its centre in red when there is one.
+    void show(const std::string& filename) const;
+    /// The alive cells up to three steps from the centre, in light gray, and the block over them as in show(). There must be
+    /// a centre.
+    void showBig(const std::string& filename) const;
+    /// All alive cells: border cells in red, the others in light blue. The last one is current then.
+    void showAliveAreaAndBorder(const std::string& filename);
 
     /// The positions behind the sides of getOppState().
     static constexpr std::array<int, 6> vIdx6ToIdx27 = {12, 14, 10, 16, 4, 22};

@@ -158,12 +158,6 @@ void appendBox(const Point3& low, const Vector3& edges, std::vector<Point3>& vCo
                                          (corner & 4) != 0 ? edges.z() : 0.0));
 }
 
-const char* colourOfDegree(int degree) {
-    if (degree >= 5) return CPINK;
-    constexpr std::array<const char*, 5> OF_DEGREE = {nullptr, CRED, nullptr, CPURPLE, CLIGHTBLUE};
-    return degree > 0 ? OF_DEGREE[static_cast<std::size_t>(degree)] : nullptr;
-}
-
 }  // namespace
 
 Visualizer3::Visualizer3(const std::string& filename, const Calc* pGrid, bool bAuthorized_)
@@ -295,11 +289,6 @@ void Visualizer3::writeSegments(const std::vector<CEdge*>& vCE, const std::strin
     writeSegments(vSegments, color, bEnds);
 }
 
-void Visualizer3::writeDegrees(const std::map<int, std::vector<Segment3>>& mDegSegments) {
-    for (const auto& [degree, vSegments] : mDegSegments)
-        if (const char* color = colourOfDegree(degree)) writeSegments(vSegments, color, true);
-}
-
 // ---- Cells --------------------------------------------------------------------------------------------------------------
 
 void Visualizer3::writeCb(CCD ccd, const std::string& color) {
@@ -360,6 +349,19 @@ std::string Visualizer3::getNextColor() {
         i = isPoorColour(before) ? before + 1 : before;
     } while (!nextColor.compare_exchange_weak(before, (i + 1) % NUM_COLOURS));
     return getColor(i);
+}
+
+const char* Visualizer3::getDegreeColor(int degree) {
+    switch (degree) {
+    case 1:
+        return CRED;
+    case 3:
+        return CPURPLE;
+    case 4:
+        return CLIGHTBLUE;
+    default:
+        return degree >= 5 ? CPINK : nullptr;
+    }
 }
 
 // ---- Whole files --------------------------------------------------------------------------------------------------------

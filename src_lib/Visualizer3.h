@@ -110,9 +110,10 @@ public:
     void writeSegments(const std::vector<Segment3>& vSegments, const std::string& color, bool bEnds);
     void writeSegments(const std::vector<REdge*>& vRE, const std::string& color, bool bEnds);
     void writeSegments(const std::vector<CEdge*>& vCE, const std::string& color, bool bEnds);
-    /// Edges by their degree, lowest first: 1 in red, 3 in purple, 4 in light blue, 5 and more in pink, one object a degree
-    /// and one for its ends. Degrees 0 and 2 aren't drawn.
-    void writeDegrees(const std::map<int, std::vector<Segment3>>& mDegSegments);
+    /// REdge or CEdge by degree, lowest first, in the order of the list: 1 in red, 3 in purple, 4 in light blue, 5 and more
+    /// in pink, one object a degree and one for its ends. Degrees 0 and 2 aren't drawn.
+    template <typename Edge>
+    void writeDegrees(const std::vector<Edge*>& vEdges);
 
     // ---- Cells of the grid, which must be there (assertion)
 
@@ -133,6 +134,8 @@ public:
     static std::string getColor(int i);
     /// The next colour of the process; black, purple, light gray and white are passed over. Safe on any thread.
     static std::string getNextColor();
+    /// The colour of writeDegrees(); null for a degree that isn't drawn.
+    static const char* getDegreeColor(int degree);
 
     static std::atomic<int> nextColor;  ///< where getNextColor() goes on, from 0
     /// Lets drawings for debugging through. False, and nothing in the library changes that, so that no file gets on a user's
@@ -150,6 +153,15 @@ private:
     bool bValid = false;
     const CMesh* pCMesh = nullptr;  // not owned
 };
+
+template <typename Edge>
+void Visualizer3::writeDegrees(const std::vector<Edge*>& vEdges) {
+    std::map<int, std::vector<Edge*>> mDegEdges;
+    for (Edge* pEdge : vEdges)
+        if (getDegreeColor(pEdge->getDegree()) != nullptr) mDegEdges[pEdge->getDegree()].push_back(pEdge);
+    for (const auto& [degree, vOfDegree] : mDegEdges)
+        writeSegments(vOfDegree, getDegreeColor(degree), true);
+}
 
 /// A whole file: draw() gets the open list. False when it can't be opened or, after a warning, when it can't be written to
 /// its end.

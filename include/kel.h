@@ -152,8 +152,8 @@ public:
     bool writePly_BIN(const std::string& filename) const;
     bool writePly_ASCII(const std::string& filename) const;
     bool writeStl_ASCII(const std::string& filename) const;
-    /// A list of the Geomview viewer: the surface in green, border and non-manifold edges in colours of their own. Not built
-    /// yet: warns, writes nothing and returns false.
+    /// A list of the Geomview viewer: the surface in green, over it border edges in red, those of 3 triangles in purple, of
+    /// 4 in light blue and of more in pink, with dots on their ends.
     bool writeGeomview_ASCII(const std::string& filename) const;
     /// Prints the number of triangles and of edges by degree under the given title.
     void printStatistics(const std::string& title) const;
@@ -199,13 +199,22 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// Decimates: collapses edges up to maxEdgeLength long while no normal turns by more than maxAngle degrees.
 /// Returns the number of triangles that went. Not built yet: warns, changes nothing and returns 0.
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
-/// Flips edges where that lowers the energy of the surface, best first. Not built yet: warns and changes nothing.
+/// Flips edges where that makes the surface smoother, the largest gain first, until none of the edges that it started with
+/// gains; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of the
+/// two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds. Vertices
+/// don't move and their number stays, but for degenerate triangles. The result doesn't depend on the number of processors.
+/// O(n log n).
 void edgeFlips(MeshPtr pMesh);
-/// The same by annealing: slower, gets out of local minima. Not built yet: warns and changes nothing.
+/// The same by annealing: edgeFlips, 29 rounds of flips of which by chance some lose at first, edgeFlips. Some thirty times
+/// as slow, gets out of local minima. The same mesh gives the same result in every call.
 void edgeFlipsSimA(MeshPtr pMesh);
-/// Laplacian smoothing, numIterations rounds. Not built yet: warns and changes nothing.
+/// Laplacian smoothing: numIterations times, each vertex off the border moves to the mean of its neighbours, as they stood
+/// before the round; below 1 none does. A vertex whose mean is the place of another one waits for the next round. Border
+/// vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take vertices out
+/// of use. O(n log n), a round O(n); progress costs the square of numIterations on top, so make a few calls of thousands.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
-/// Writes the mesh and its border edges to "holes.list" for the Geomview viewer. Not built yet: warns.
+/// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
+/// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
@@ -223,8 +232,9 @@ bool isRelease();
 
 // ---- Point and mesh files -----------------------------------------------------------------------------------------------
 // The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list
-// (Geomview; its writers aren't built yet and fail). Readers append to the vector. A failure prints a line and returns
-// false. Writers write a temporary neighbour first and rename it, so that a failure leaves an older file as it was.
+// (Geomview, written only). Readers append to the vector. A failure prints a line and returns false. Writers write a
+// temporary neighbour first and rename it, so that a failure leaves an older file as it was; but a Geomview list is written
+// in place.
 
 /// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
 int getFileType(const std::string& filename);
@@ -252,11 +262,23 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 /// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes "kel_output.ply" and
 /// says so. Throws KelBugException on a null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
+/// The mesh of a PLY or ASCII STL file, for the functions above; null after a line where it can't be read, has an extension
+/// of another format, or nothing is left of it. An addition to the functions of a reconstruction.
+///
+/// Corners of exactly equal coordinates become one vertex. Polygons of a PLY file are cut into triangles from their first
+/// corner. Triangles with a coordinate that isn't finite, and such with two equal corners, are left out with one warning
+/// that counts them. What is left goes through the clean-up of every mesh: of equal triangles one stays, triangles are
+/// turned to agree with the oldest one of their piece (connected over edges of two triangles), and degenerate ones are
+/// collapsed away. So a consistently oriented mesh keeps its orientation, and vertices of the file may be out of use.
+/// sideLen: the unit for small moves, as the edge of a grid cell would be; not above 0 or not finite: the mean length of the
+/// edges. O(n).
+MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0);
 /// ASCII STL.
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
 /// Wavefront OBJ.
 void toObj(MeshPtr pMesh, const std::string& filename);
-/// Geomview list. Not built yet: warns, writes nothing and returns false.
+/// Geomview list of the triangles alone, in dark orange. bAuthorized false refuses: it throws KelBugException and writes
+/// nothing.
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized);
 
 }  // namespace TARN_KEL

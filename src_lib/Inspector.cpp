@@ -25,6 +25,7 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
+#include "Visualizer3.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -47,6 +48,11 @@ std::vector<CTriangle*> membersWithout(CPatch& patch, std::vector<CTriangle*>& v
     std::set_difference(patch.vMemberCT.begin(), patch.vMemberCT.end(), vKept.begin(), vKept.end(),
                         std::back_inserter(vRest));
     return vRest;
+}
+
+/// At the midpoints of the cells.
+void showGroup(const std::string& filename, const std::vector<CTriangle*>& vGroup, const Calc* pCalc, const char* color) {
+    writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) { visualizer.writeTriangles(vGroup, color, false); });
 }
 
 /// Leaves the patch with vKept; vRest are the members without these.
@@ -173,6 +179,12 @@ void Inspector::splitFromT(const OppositeMap& mmOpposite, CPatch* pTestPatch, CT
     }
     std::vector<CTriangle*> vGroupB = membersWithout(*pTestPatch, vGroupA);
     ASSEX(vGroupA.size()+vGroupB.size()==pTestPatch->vMemberCT.size());
+    if (!vGroupB.empty()) {
+        drawOnTheWay([&] {
+            showGroup("groups_ownDegree.list", vGroupA, pCalc, CGREEN);
+            showGroup("groups_otherDegree.list", vGroupB, pCalc, CRED);
+        });
+    }
     cutDownTo(vGroupA, *pTestPatch, vGroupB);
     giveBack(vGroupB, pTestPatch);
     vRemovedT.insert(vRemovedT.end(), vGroupB.begin(), vGroupB.end());

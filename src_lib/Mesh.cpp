@@ -1,5 +1,6 @@
 // The facade that a caller holds: every operation is the fine mesh's or a writer's.
 #include "RMesh.h"
+#include "Visualizer3.h"
 #include "kel.h"
 #include "ply_io.h"
 #include "tools.h"
@@ -48,7 +49,9 @@ bool Mesh::writeStl_ASCII(const std::string& filename) const {
 }
 
 bool Mesh::writeGeomview_ASCII(const std::string& filename) const {
-    return writeList(pRMesh, filename, true);
+    const RMesh& mesh = checked(pRMesh);
+    return writeDrawing(filename, nullptr, true,
+                        [&](Visualizer3& visualizer) { mesh.show(&visualizer, CGREEN, false, false); });
 }
 
 void Mesh::printStatistics(const std::string& title) const {

@@ -24,6 +24,7 @@
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "Plane.h"
+#include "Visualizer3.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -64,6 +65,16 @@ Cell cellOf(const Calc& calc, CCD ccd) {
 
 RCD shifted(const Cell& cell, const Cell& low) {
     return packRCD(shifted(cell.x, low.x), shifted(cell.y, low.y), shifted(cell.z, low.z));
+}
+
+/// The edge and the triangles on it, at the midpoints of their cells.
+void showStar(const CEdge& ce, const Calc* pCalc) {
+    writeDebugDrawing("rx_" + globalPrefix() + ".list", pCalc, [&](Visualizer3& visualizer) {
+        for (CTriangle* pCT : ce.vCT)
+            visualizer.writeTriangles(std::vector<CTriangle*>{pCT}, Visualizer3::getNextColor(), false);
+        const Segment3 edge(pCalc->getMidPoint(ce.v0), pCalc->getMidPoint(ce.v1));
+        visualizer.writeSegments(std::vector<Segment3>{edge}, CRED, true);
+    });
 }
 
 }  // namespace
@@ -170,8 +181,10 @@ bool Rotx::sortStar(CTriangle* pRefCT, CEdge* pCE) {
     // In cyclic order equal places stand side by side, except that the turn may start between them.
     const bool bTie = std::adjacent_find(vTurn.begin(), vTurn.end(), isTie) != vTurn.end() ||
                       (vTurn.size() > 1 && isTie(vTurn.front(), vTurn.back()));
-    if (bTie) std::cout << "ROTX-BUG: " << std::endl;
-    return !bTie;
+    if (!bTie) return true;
+    std::cout << "ROTX-BUG: " << std::endl;
+    drawOnTheWay([&] { showStar(*pCE, pCalc); });
+    return false;
 }
 
 }  // namespace TARN_KEL

@@ -25,6 +25,7 @@
 
 #include "CMesh.h"
 #include "RemoveDecider.h"
+#include "Visualizer3.h"
 #include "looseTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -113,6 +114,7 @@ void Voro::thinNewExtractTriangles() {
 
 void Voro::pruneCase27() {
     ASSEX(pCMesh!=NULL);
+    drawOnTheWay([&] { pCMesh->debugShow(globalPrefix() + "beforePruneCase27.list", VT_REAL, CGREEN); });
     pCMesh->printStatistics("before pruneCase27()");
     killLooseTriangles(pCMesh, FLAT_CORNERS);
 }

@@ -1,4 +1,8 @@
 // Post-processing of a finished mesh.
+#include "Progress.h"
+#include "RMesh.h"
+#include "RTop.h"
+#include "Visualizer3.h"
 #include "kel.h"
 #include "tools.h"
 
@@ -10,6 +14,27 @@ void sayNotBuilt(const std::string& place, const std::string& what) {
     warning(place, what + " isn't built yet: the mesh stays as it is");
 }
 
+/// The end of a run that a function opened for itself; nothing where it works inside a larger run. When the function throws
+/// the tree of its run goes as well, so that the next one doesn't take it for a larger run.
+class OwnRun {
+public:
+    explicit OwnRun(bool bOpened) : bOpen(bOpened) {}
+    ~OwnRun() {
+        if (bOpen) ThreadSingleton<Progress>::getInstance()->reset();
+    }
+    OwnRun(const OwnRun&) = delete;
+    OwnRun& operator=(const OwnRun&) = delete;
+
+    /// All is done. The listener hears it, and may throw.
+    void close() {
+        if (bOpen) closeProgress();
+        bOpen = false;
+    }
+
+private:
+    bool bOpen;
+};
+
 }  // namespace
 
 int reduce(MeshPtr pMesh, double, double) {
@@ -20,22 +45,39 @@ int reduce(MeshPtr pMesh, double, double) {
 
 void edgeFlips(MeshPtr pMesh) {
     ASSEX(pMesh!=NULL);
-    sayNotBuilt(KEL_PLACE, "Edge flipping");
+    OwnRun run(progressForEdgeFlips());
+    RTop(pMesh->getRMesh()).edgeFlipsKillDeg();
+    run.close();
 }
 
 void edgeFlipsSimA(MeshPtr pMesh) {
     ASSEX(pMesh!=NULL);
-    sayNotBuilt(KEL_PLACE, "Annealed edge flipping");
+    const std::vector<double> vTemperature = annealingTemperatures();
+    OwnRun run(progressForEdgeFlipsSimA(vTemperature));
+    edgeFlips(pMesh);
+    for (const double temperature : vTemperature)
+        edgeFlipsSimA(pMesh->getRMesh(), temperature);
+    edgeFlips(pMesh);
+    run.close();
 }
 
-void laplacianSmoothing(MeshPtr pMesh, int) {
+void laplacianSmoothing(MeshPtr pMesh, int numIterations) {
     ASSEX(pMesh!=NULL);
-    sayNotBuilt(KEL_PLACE, "Smoothing");
+    OwnRun run(progressForSmoothing(numIterations));
+    RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations);
+    run.close();
 }
 
 void findHoles(MeshPtr pMesh) {
     ASSEX(pMesh!=NULL);
-    sayNotBuilt(KEL_PLACE, "The drawing of holes");
+    const RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    writeDrawing("holes.list", nullptr, true, [&](Visualizer3& visualizer) {
+        pRMesh->show(&visualizer, CWHITE, false, false);
+        std::vector<REdge*> vBorder;
+        pRMesh->getDegN(1, vBorder);
+        visualizer.writeSegments(vBorder, CRED, true);
+    });
 }
 
 }  // namespace TARN_KEL

@@ -19,6 +19,7 @@
 #include "BlockReader.h"
 #include "FileType.h"
 #include "InputFile.h"
+#include "Visualizer3.h"
 #include "kel.h"
 #include "ply_io.h"
 #include "textNumbers.h"
@@ -42,6 +43,8 @@ constexpr std::array<Extension, 21> EXTENSIONS{{
     {".bin", FT_BIN},   {".BIN", FT_BIN},   {".Bin", FT_BIN},    //
     {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
 }};
+
+constexpr unsigned LIST_POINT_SIZE = 10;  // of the dots in a Geomview list
 
 bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -168,8 +171,8 @@ bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool 
     case FT_BIN:
         return writePoints_BIN(filename.c_str(), vPoints);
     case FT_LIST:
-        warning(KEL_PLACE, "Geomview output isn't built yet, not written: " + filename);
-        return false;
+        return writeDrawing(filename, nullptr, true,
+                            [&](Visualizer3& visualizer) { visualizer.writePoints(vPoints, LIST_POINT_SIZE, CRED); });
     default:
         std::cout << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
         return writePointsPly("kel_output_bin.ply", vPoints, bAscii);

@@ -1,7 +1,8 @@
-// Meshes to STL and OBJ files, and the choice of a writer by the name of the file.
+// Meshes to STL, OBJ and Geomview files, and the choice of a writer by the name of the file.
 //
 // Text is gathered in a buffer by appendNumber, ten times as fast as a stream, and goes to an AtomicFile: a mesh file is
-// there as a whole or not at all. Coordinates have ten significant digits in both formats.
+// there as a whole or not at all. Coordinates have ten significant digits in STL and OBJ. A Geomview list is a drawing; it
+// is the visualizer's.
 #include "mesh_writers.h"
 
 #include <iostream>
@@ -11,6 +12,7 @@
 #include "CMesh.h"
 #include "FileType.h"
 #include "RMesh.h"
+#include "Visualizer3.h"
 #include "freeFunctions.h"
 #include "textNumbers.h"
 #include "tools.h"
@@ -108,9 +110,16 @@ bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
     }
 }
 
-bool refuseGeomview(const std::string& place, const std::string& filename) {
-    warning(place, "Geomview output isn't built yet, not written: " + filename);
-    return false;
+/// Three corners a triangle.
+bool writeListCorners(const std::vector<Point3*>& vCorners, const std::string& filename, bool bAuthorized) {
+    std::vector<Point3> vPoints;
+    vPoints.reserve(vCorners.size());
+    for (const Point3* pCorner : vCorners)
+        vPoints.push_back(*pCorner);
+    return writeDrawing(filename, nullptr, bAuthorized, [&](Visualizer3& visualizer) {
+        visualizer.setBackfaces(true);
+        visualizer.writeTriangles(vPoints, CDARKORANGE, false);
+    });
 }
 
 }  // namespace
@@ -169,14 +178,18 @@ void toObj(MeshPtr pMesh, const std::string& filename) {
     if (!out.commit()) std::cerr << "Can't write " << filename << std::endl;
 }
 
-bool writeList(RMesh* pRMesh, const std::string& filename, bool) {
+bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized) {
     ASSEX(pRMesh!=NULL);
-    return refuseGeomview(KEL_PLACE, filename);
+    std::vector<Point3*> vCorners;
+    pRMesh->getTriangleCorners(vCorners);
+    return writeListCorners(vCorners, filename, bAuthorized);
 }
 
-bool writeList(CMesh* pCMesh, const std::string& filename, bool) {
+bool writeList(CMesh* pCMesh, const std::string& filename, bool bAuthorized) {
     ASSEX(pCMesh!=NULL);
-    return refuseGeomview(KEL_PLACE, filename);
+    std::vector<Point3*> vCorners;
+    pCMesh->getTriangleCorners(vCorners);
+    return writeListCorners(vCorners, filename, bAuthorized);
 }
 
 }  // namespace TARN_KEL

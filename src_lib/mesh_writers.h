@@ -15,7 +15,8 @@ class CMesh;
 /// have a bundle in the map. False after a warning when the file can't be written.
 bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::string& filename);
 
-/// Geomview list of a coarse mesh. Not built yet: warns, writes nothing and returns false.
+/// Geomview list of the alive triangles of a coarse mesh, as writeList() of a fine mesh; for debugging. Every vertex must
+/// have a bundle with a point.
 bool writeList(CMesh* pCMesh, const std::string& filename, bool bAuthorized);
 
 }  // namespace TARN_KEL

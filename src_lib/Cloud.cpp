@@ -27,6 +27,7 @@
 #include "FileType.h"
 #include "Progress.h"
 #include "Smooth.h"
+#include "freeFunctions.h"
 #include "radixSort.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -38,10 +39,6 @@ namespace {
 const int FINE_LEVELS = 20;           // of the grid of the estimate
 const double MARGIN_CELLS = 5000.0;   // between the points and each side of the grid
 const double LARGEST_LEVEL = 1025.0;  // what the largest double asks for; an overflow counts as much
-
-bool isFinitePoint(const Point3& p) {
-    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-}
 
 /// A length that the caller gave or that came out of a product counts only if it is a positive number.
 bool isLength(double length) {

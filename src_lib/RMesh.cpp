@@ -25,6 +25,7 @@
 
 #include "CMesh.h"
 #include "RPatch.h"
+#include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -213,6 +214,16 @@ void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
     *pVtx = newPoint;
     mVtx.insert(hash, vtxNumber(pVtx));
     forEachIncident(pVtx, [](RTriangle* pRT) { pRT->resetNNV(); });
+}
+
+void RMesh::updateVertices(const std::vector<VertexMove>& vMoves) {
+    for (const auto& [pVtx, newPoint] : vMoves) {
+        const std::uint64_t hash = coordinateHash(newPoint);
+        if (!isFinitePoint(newPoint) || newPoint == *pVtx || findVertex(newPoint, hash) != nullptr) continue;
+        mVtx.erase(coordinateHash(*pVtx), vtxNumber(pVtx));
+        *pVtx = newPoint;
+        mVtx.insert(hash, vtxNumber(pVtx));
+    }
 }
 
 // ---- Triangles and edges ------------------------------------------------------------------------------------------------

@@ -30,6 +30,7 @@
 #include "Progress.h"
 #include "RPatch.h"
 #include "edgeGeometry.h"
+#include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -267,8 +268,7 @@ bool RMesh::laplacianForOne(Point3* pVtx) {
 
 /// Moves p by random steps of up to maxStep along each axis until no vertex is there. False when that comes to nothing.
 bool RMesh::findFreePlace(Point3& p, double maxStep) {
-    if (!std::isfinite(p.x()) || !std::isfinite(p.y()) || !std::isfinite(p.z())) return false;
-    if (!std::isfinite(maxStep) || !(maxStep > 0.0)) return false;
+    if (!isFinitePoint(p) || !std::isfinite(maxStep) || !(maxStep > 0.0)) return false;
     const auto step = [&] { return random.next() * maxStep / static_cast<double>(Random::MAX); };
     for (int i = 0; i < MAX_TRIES; ++i) {
         if (!hasVertex(p)) return true;

@@ -1,0 +1,83 @@
+// Laplacian smoothing of the fine mesh.
+//
+// Each vertex off the border goes to the mean of its neighbours, all of them at once: a round takes the means of the places
+// before it, then moves. Which vertices are neighbours doesn't change meanwhile, so their pairs are made and sorted once,
+// and a round is a walk over them. Where the mean of a vertex is the place of another one, the vertex stays: two vertices at
+// one place would be one for whoever looks them up by coordinates.
+//
+//        b---c            b---c         a, which was off the middle, moves to the mean of b, c, d, e. Those of them that
+//        | \a| \    ->    |\ /|\        aren't on the border move as well, each by the places on the left.
+//        d---e            d-a-e
+//
+// Triangles may shrink to slivers by that; they are collapsed away at the end.
+#include "Progress.h"
+#include "RMesh.h"
+#include "RTop.h"
+#include "neighbourMeans.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// Counts under a step of the run, or not at all.
+class StepCounter {
+public:
+    StepCounter(bool bProgress, const std::string& name, std::size_t todo)
+        : pProgress(bProgress ? openStep(name, todo) : nullptr) {}
+    void operator()() const {
+        if (pProgress != nullptr) pProgress->incProgressByOne();
+    }
+
+private:
+    Progress* pProgress;  // the run's; null: don't count
+};
+
+/// For each vertex by its index, 1 at the end of a border edge.
+std::vector<char> markBorder(const RMesh& mesh, bool bProgress) {
+    const StepCounter count(bProgress, "border", mesh.vRE.size());
+    std::vector<char> vBorder(mesh.getNumVtx_all(), 0);
+    for (const REdge* pRE : mesh.vRE) {
+        if (pRE->getDegree() == 1) vBorder[mesh.getVtxIndex(pRE->pVtx0)] = vBorder[mesh.getVtxIndex(pRE->pVtx1)] = 1;
+        count();
+    }
+    return vBorder;
+}
+
+/// What a vertex off the border depends on. Edges of degree 0 count.
+std::vector<NeighbourPair> neighbourPairsOf(const RMesh& mesh, const std::vector<char>& vBorder, bool bProgress) {
+    return neighbourPairs(
+        mesh.vRE, [](const REdge& edge) { return NeighbourPair(edge.pVtx0, edge.pVtx1); },
+        [&](const Point3* p) { return vBorder[mesh.getVtxIndex(p)] != 0; }, StepCounter(bProgress, "list", mesh.vRE.size()));
+}
+
+/// The normals of the triangles at vertices that may move. It is done before the first move: nobody asks for a normal until
+/// the last one, and a listener may end the run in between.
+void forgetNormals(RMesh& mesh, const std::vector<char>& vBorder) {
+    const auto mayMove = [&](const Point3* p) { return vBorder[mesh.getVtxIndex(p)] == 0; };
+    for (RTriangle* pRT : mesh.vRT)
+        if (std::any_of(pRT->aCorners, pRT->aCorners + 3, mayMove)) pRT->resetNNV();
+}
+
+void smooth(RMesh& mesh, int numIterations, bool bProgress) {
+    const std::vector<char> vBorder = markBorder(mesh, bProgress);
+    const std::vector<NeighbourPair> vPairs = neighbourPairsOf(mesh, vBorder, bProgress);
+    if (numIterations > 0) forgetNormals(mesh, vBorder);
+    std::vector<RMesh::VertexMove> vMoves;
+    for (int i = 0; i < numIterations; ++i) {
+        computeMeans(vPairs, vMoves, StepCounter(bProgress, "it%" + toString(i), vPairs.size()));
+        mesh.updateVertices(vMoves);
+    }
+    mesh.killDegenerate();
+}
+
+}  // namespace
+
+void RTop::laplacianSmoothingKillDeg(int numIterations) {
+    smooth(*pRMesh, numIterations, false);
+}
+
+void RTop::laplacianSmoothing(int numIterations) {
+    smooth(*pRMesh, numIterations, true);
+}
+
+}  // namespace TARN_KEL

@@ -18,8 +18,8 @@ public:
 
     /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. A run must be open. About O(n).
     void finalizeBase();
-    /// Moves every vertex that isn't at the end of a border edge to the mean of its neighbours, numIterations times (below 1:
-    /// never), then collapses degenerate triangles. Within a round all means are taken before a vertex moves; a move onto
+    /// Moves every vertex that isn't at the end of a border edge to the mean of its neighbours, numIterations times (below
+    /// 1: never), then collapses degenerate triangles. Within a round all means are taken before a vertex moves; a move onto
     /// the place of another vertex is left out for that round. Edges of degree 0 count as neighbours too. Without progress
     /// but for that of killDegenerate, so a run must be open. O(n log n), a round O(n).
     void laplacianSmoothingKillDeg(int numIterations);

@@ -1,0 +1,116 @@
+// The search for edges whose flip is worth a try.
+//
+// Workers judge the edges of a list, each its own part, and write what they find to the same position of the result: so
+// nothing depends on how the list was cut. They read the mesh alone. The normals that all of them need are cached before,
+// each by the one worker that has its triangle. Where the two corners opposite an edge are at the same place one of them has
+// to move before the flip can be judged: these few edges are left for the calling thread.
+//
+// With a temperature flips that lose are taken by the Metropolis rule. The chance comes from the position of the edge and
+// the temperature, so each sweep of an annealing draws anew, and alike on any number of workers.
+#include <algorithm>
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <iostream>
+
+#include "Histogram.h"
+#include "Progress.h"
+#include "REdgeEnergy.h"
+#include "RMesh.h"
+#include "Random.h"
+#include "freeFunctions.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::size_t MIN_CHUNK = 100;  // edges
+constexpr std::size_t STEPS_PER_TASK =
+    5;  // one of them is counted: a search is a fifth of its step until that is marked as done
+
+/// Whether a flip is worth a try. position: of its edge in the list.
+bool isAccepted(double gain, double minImprovement, double temperature, std::size_t position) {
+    if (gain == REdgeEnergy::IMPOSSIBLE) return false;
+    if (gain >= minImprovement || gain >= 0.0) return true;
+    if (temperature == 0.0) return false;
+    Random random(std::bit_cast<std::uint64_t>(temperature) + position);
+    const double r = random.next() / static_cast<double>(Random::MAX);
+    return !(r > std::exp(gain / temperature));
+}
+
+}  // namespace
+
+void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double minImprovement, double temperature,
+                                     std::vector<FlipCandidate>& vImpRE) {
+    ASSEX(vImpRE.empty());
+    const std::size_t n = vInRE.size();
+    vImpRE.resize(n, {0.0, nullptr});
+    forEach_MT(vRT, [](RTriangle* pRT) {
+        bool bOK;
+        if (pRT->bAlive) pRT->getNNV(bOK);
+    });
+
+    const std::size_t chunk = std::max(n / static_cast<std::size_t>(std::max(numProcessors(), 1)), MIN_CHUNK);
+    std::vector<std::function<void(int)>> vTask;
+    for (std::size_t from = 0; from < n; from += chunk)
+        vTask.emplace_back([&, from](int threadId) {
+            getEdgeFlipCandidates_MT_priv(vInRE, minImprovement, temperature, from, std::min(from + chunk, n), vImpRE,
+                                          threadId);
+        });
+    const std::string stepName = temperature > 0.0 ? annealingStepName(temperature) : "RM_gEfCandMT";
+    Progress* pProgress = openStep(stepName, STEPS_PER_TASK * vTask.size());
+    runTasks_MT(vTask);
+    for (std::size_t i = 0; i < vTask.size(); ++i)
+        pProgress->incProgressByOne();
+
+    judgeFolded(minImprovement, temperature, vImpRE);
+    std::erase_if(vImpRE, [](const FlipCandidate& candidate) { return candidate.second == nullptr; });
+    sortByFirstMT(vImpRE);
+    if (temperature > 0.0) pProgress->setDone(true);
+}
+
+void RMesh::getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minImprovement, double temperature,
+                                          std::size_t from, std::size_t to, std::vector<FlipCandidate>& vImpRE, int) {
+    ASSEX(to<=vImpRE.size());
+    ASSEX(to<=vInRE.size());
+    REdgeEnergy ee(this, nullptr);
+    for (std::size_t i = from; i < to; ++i) {
+        ee.pRE = vInRE[i];
+        const bool bJudged = ee.computeReadOnly();
+        if (!bJudged || isAccepted(ee.improvement, minImprovement, temperature, i)) vImpRE[i] = {ee.improvement, ee.pRE};
+    }
+}
+
+/// Judges the edges that the workers have left because their opposite corners are at the same place. Here these may move.
+void RMesh::judgeFolded(double minImprovement, double temperature, std::vector<FlipCandidate>& vImpRE) {
+    for (std::size_t i = 0; i < vImpRE.size(); ++i) {
+        auto& [gain, pRE] = vImpRE[i];
+        if (gain != REdgeEnergy::IMPOSSIBLE) continue;
+        REdgeEnergy ee(this, nullptr);
+        ee.pRE = pRE;
+        ee.tryCompute();
+        gain = ee.improvement;
+        if (!isAccepted(gain, minImprovement, temperature, i)) pRE = nullptr;
+    }
+}
+
+double RMesh::printEnergy(const std::string& name) const {
+    Histogram histogram("DIHEDRAL ANGLES (" + name + ")");
+    for (int bound = 10; bound <= 170; bound += 10)
+        histogram.addBound(bound);
+    std::vector<REdge*> vDeg2;
+    getDegN(2, vDeg2);
+    for (const REdge* pRE : vDeg2) {
+        Vector3 normal0, normal1;
+        if (getAgreeingNormals(*pRE, normal0, normal1)) histogram.addVal(getAngleDegree(normal0, normal1));
+    }
+    histogram.show();
+    if (histogram.size() == 0) return DBL_MAX;
+    std::cout << "avg. energy (" << name << ")=" << histogram.getAvg() << std::endl;
+    return histogram.getAvg();
+}
+
+}  // namespace TARN_KEL

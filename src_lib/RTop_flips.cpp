@@ -1,0 +1,292 @@
+// Flips and collapses of single edges, and the loops that apply them to a whole mesh.
+//
+// The greedy descent keeps its candidates in a queue by what they gained when they were judged last. A flip changes what the
+// edges around it gain, but they aren't looked for: each is judged again when it comes up, and goes back under its fresh
+// value when that fell. So an edge is judged as often as it comes up, and no relation from flips to queue entries is needed.
+//
+// The annealing repeats sweeps of a falling temperature. A sweep takes all flips that gain and, by chance, some that lose,
+// as the mesh is at its start, and applies them in random order, each as long as it is possible at all: what it costs by
+// then isn't asked. So the surface gets out of places where each single flip would lose; the descent behind the last sweep
+// takes back what didn't pay.
+#include <algorithm>
+#include <bit>
+#include <cfloat>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <iostream>
+#include <set>
+#include <string>
+#include <tuple>
+
+#include "Progress.h"
+#include "REdge.h"
+#include "REdgeEnergy.h"
+#include "RMesh.h"
+#include "RTop.h"
+#include "RTriangle.h"
+#include "Random.h"
+#include "freeFunctions.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr double MIN_GAIN = 0.005;         // below it an edge whose gain has fallen is given up
+constexpr double CAP_ANGLE = 170.0;        // degrees
+constexpr double MAX_FOLD_GROWTH = 2.0;    // degrees
+constexpr double MAX_FOLD_OF_FLIP = 90.0;  // degrees
+constexpr double MIN_NEW_NORMAL = 1e-10;   // twice an area
+
+/// The interior angle of a triangle at p in degrees.
+double angleAt(const Point3* p, const Point3* q, const Point3* r) {
+    return getAngleDegree(normalize(*q - *p), normalize(*r - *p));
+}
+
+/// Replaces the triangles of a quad by those on the other diagonal.
+void replaceTriangles(const REdge* pRE, const FlipQuad& quad, RMesh* pRMesh) {
+    Point3 *pAltVtx0 = quad.pOppCorner0, *pAltVtx1 = quad.pOppCorner1;
+    const Point3* pNextVtx = quad.pA;
+    ASSEX(pRE->getVtx0()!=pRE->getVtx1());
+    ASSEX(pAltVtx1!=pRE->getVtx0() && pAltVtx1!=pRE->getVtx1());
+    if (pNextVtx != pRE->getVtx0()) ASSEX(pNextVtx==pRE->getVtx1());
+    quad.pT0->kill(pRMesh);
+    quad.pT1->kill(pRMesh);
+    pRMesh->createT(pAltVtx0, pAltVtx1, quad.pB);
+    pRMesh->createT(pAltVtx1, pAltVtx0, quad.pA);
+}
+
+/// When the corner moves the normal turns by at most maxDevDeg degrees. A degenerate triangle gives a line of output, and
+/// may turn.
+bool keepsNormal(const RTriangle& rt, const Point3* pMoving, const Point3& newPos, double maxDevDeg) {
+    const int i = rt.getICI(pMoving);
+    const Point3 &a = *rt.getCorner((i + 1) % 3), &b = *rt.getCorner((i + 2) % 3);
+    const Vector3 e = a - b;
+    const Vector3 nOld = crossProduct(e, *pMoving - b);
+    if (nOld.isDegenerate()) {
+        std::cout << "current triangle is degenerate" << std::endl;
+        return true;
+    }
+    const Vector3 nNew = crossProduct(e, newPos - b);
+    if (!(nNew.length() >= MIN_NEW_NORMAL)) return false;
+    return getAngleDegree(normalize(nOld), normalize(nNew)) <= maxDevDeg;
+}
+
+/// The triangles at p that aren't at q as well.
+std::vector<RTriangle*> trianglesBeside(const RMesh& rmesh, const Point3* p, const Point3* q) {
+    std::vector<RTriangle*> vIncT;
+    rmesh.getIncidentT(p, vIncT);
+    std::erase_if(vIncT, [q](const RTriangle* pRT) { return pRT->has(q); });
+    return vIncT;
+}
+
+void enterShortEdges(const RMesh& rmesh, const Point3* p, double maxSqLen, std::multimap<double, REdge*>& mmEdges) {
+    std::vector<REdge*> vIncRE;
+    rmesh.getIncidentRE(p, vIncRE);
+    for (REdge* pRE : vIncRE) {
+        const double sqLen = (*pRE->pVtx1 - *pRE->pVtx0).sqLength();
+        if (sqLen < maxSqLen) mmEdges.emplace(sqLen, pRE);
+    }
+}
+
+void markDone(const std::string& stepName) {
+    openStep(stepName, 1)->setDone(true);
+}
+
+}  // namespace
+
+// ---- Greedy descent -----------------------------------------------------------------------------------------------------
+
+void RTop::flipBestFirst(bool bCountSteps) {
+    const std::vector<REdge*> vRE = pRMesh->getREdgesRef();  // a copy: flips add edges
+    std::vector<RMesh::FlipCandidate> vCand;
+    pRMesh->getEdgeFlipCandidates_MT(vRE, MIN_GAIN, 0.0, vCand);
+    std::multimap<double, REdge*, std::greater<>> mmCand(vCand.begin(), vCand.end());
+    Progress* pProgress = bCountSteps ? openStep("efLoop", 3 * vRE.size()) : nullptr;
+    REdgeEnergy ee(pRMesh, nullptr);
+    while (!mmCand.empty()) {
+        const auto [savedImprovement, pRE] = *mmCand.begin();
+        mmCand.erase(mmCand.begin());
+        ASSEX(savedImprovement>-double(1.79769313486231570814527423731704357e+308L));
+        ASSEX(pRE!=NULL);
+        ee.pRE = pRE;
+        ee.tryCompute();
+        const double freshImprovement = ee.improvement;
+        if (savedImprovement > freshImprovement) {
+            if (freshImprovement > MIN_GAIN) mmCand.emplace(freshImprovement, pRE);
+            continue;
+        }
+        if (pProgress != nullptr) pProgress->incProgressByOne();
+        ASSEX(freshImprovement>=0);
+        ASSEX(pRE->getDegree()==2);
+        pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
+    }
+    if (pProgress != nullptr) pProgress->setDone(true);
+}
+
+void RTop::edgeFlips() {
+    flipBestFirst(false);
+    markDone("RM_gEfCandMT");
+    markDone("RM_kdeg");
+}
+
+void RTop::edgeFlipsKillDeg() {
+    flipBestFirst(true);
+    pRMesh->killDegenerate();
+}
+
+// ---- Annealing ----------------------------------------------------------------------------------------------------------
+
+void edgeFlipsSimA(RMesh* pRMesh, double temperature) {
+    std::vector<RMesh::FlipCandidate> vCand;
+    pRMesh->getEdgeFlipCandidates_MT(pRMesh->getREdgesRef(), 0.0, temperature, vCand);
+    Random random(std::bit_cast<std::uint64_t>(temperature));
+    for (std::size_t i = 1; i < vCand.size(); ++i)
+        std::swap(vCand[i], vCand[static_cast<std::size_t>(random.next()) % (i + 1)]);
+    REdgeEnergy ee(pRMesh, nullptr);
+    for (const auto& [gainAtStart, pRE] : vCand) {
+        if (pRE->getDegree() != 2) continue;
+        ee.pRE = pRE;
+        ee.tryCompute();
+        if (ee.improvement != REdgeEnergy::IMPOSSIBLE) pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
+    }
+}
+
+std::vector<double> annealingTemperatures() {
+    constexpr double START = 0.02, FACTOR = 0.9, END = 0.001;
+    std::vector<double> vTemperature;
+    double temperature = START;
+    do {
+        temperature = FACTOR * temperature;
+        vTemperature.push_back(temperature);
+    } while (temperature > END);
+    return vTemperature;
+}
+
+void RTop::edgeFlipsSimA(double temperature) {
+    TARN_KEL::edgeFlipsSimA(pRMesh, temperature);
+}
+
+void RTop::edgeFlipsSimACtrl() {
+    edgeFlips();
+    for (const double temperature : annealingTemperatures())
+        edgeFlipsSimA(temperature);
+    edgeFlips();
+}
+
+// ---- Caps ---------------------------------------------------------------------------------------------------------------
+
+double RTop::getFlipPenalty(REdge* pRE, double& maxOldAngle, double& maxNewAngle, double& curDihedral, double& altDihedral) {
+    RTriangle *pRT0, *pRT1;
+    if (!pRE->getTwoTriangles(pRT0, pRT1, true)) return DBL_MAX;
+    ASSEX(pRT0!=pRT1 && pRT0!=NULL && pRT1!=NULL);
+    const auto& [pT0, pT1, pOpp0, pOpp1, pA, pB] = FlipQuad(*pRE, pRT0, pRT1);
+    maxOldAngle = std::max(angleAt(pOpp0, pA, pB), angleAt(pOpp1, pA, pB));
+    maxNewAngle = std::max(angleAt(pB, pOpp1, pOpp0), angleAt(pA, pOpp1, pOpp0));
+    bool bOK0 = false, bOK1 = false;
+    const Vector3 &nnv0 = pRT0->getNNV(bOK0), &nnv1 = pRT1->getNNV(bOK1);
+    curDihedral = bOK0 && bOK1 ? getAngleDegree(nnv0, nnv1) : 360.0;
+
+    const Vector3 n0 = getNormalVector(*pOpp0, *pOpp1, *pB, bOK0), n1 = getNormalVector(*pOpp0, *pA, *pOpp1, bOK1);
+    if (!bOK0 || !bOK1) return DBL_MAX;
+    altDihedral = getAngleDegree(normalize(n1), normalize(n0));
+    if (CAP_ANGLE > maxOldAngle) return DBL_MAX;
+    if (maxNewAngle - maxOldAngle > 0.0) return DBL_MAX;
+    if (altDihedral - curDihedral > MAX_FOLD_GROWTH) return DBL_MAX;
+    return (maxNewAngle - maxOldAngle) + (altDihedral - curDihedral);
+}
+
+bool RTop::canFlip(Point3* p0, Point3* p1, Point3* pAlt0, Point3* pAlt1, double maxAngle) {
+    const REdge* pRE = pRMesh->getEdge(p0, p1);
+    if (pRE == nullptr || pRE->getDegree() != 2) return false;
+    if (pRMesh->hasAliveEdge(pAlt0, pAlt1)) return false;
+    if (pAlt0 == pAlt1 || pRE->has(pAlt0) || pRE->has(pAlt1)) return false;
+    if (p0 >= p1) {
+        warning(KEL_PLACE, "ccd0>=ccd1");
+        return false;
+    }
+    bool bOK0 = false, bOK1 = false;
+    const Vector3 n0 = getNormalVector(*pAlt0, *pAlt1, *p1, bOK0), n1 = getNormalVector(*pAlt1, *pAlt0, *p0, bOK1);
+    return bOK0 && bOK1 && maxAngle > getAngleDegree(n0, n1);
+}
+
+int RTop::flipExtremeCaps() {
+    double maxOldAngle, maxNewAngle, curDihedral, altDihedral;
+    const auto penaltyOf = [&](REdge* pRE) {
+        return getFlipPenalty(pRE, maxOldAngle, maxNewAngle, curDihedral, altDihedral);
+    };
+    std::multimap<double, REdge*> mmCap;
+    for (REdge* pRE : pRMesh->getREdgesRef()) {
+        const double penalty = penaltyOf(pRE);
+        if (penalty < DBL_MAX) mmCap.emplace(penalty, pRE);
+    }
+    int numFlips = 0;
+    while (!mmCap.empty()) {
+        const auto [key, pRE] = *mmCap.begin();
+        mmCap.erase(mmCap.begin());
+        const double penalty = penaltyOf(pRE);
+        if (penalty > key) {
+            if (penalty < DBL_MAX) mmCap.emplace(penalty, pRE);
+            continue;
+        }
+        RTriangle *pRT0, *pRT1;
+        if (!pRE->getTwoTriangles(pRT0, pRT1, true)) continue;
+        const FlipQuad quad(*pRE, pRT0, pRT1);
+        if (!canFlip(pRE->pVtx0, pRE->pVtx1, quad.pOppCorner0, quad.pOppCorner1, MAX_FOLD_OF_FLIP)) continue;
+        replaceTriangles(pRE, quad, pRMesh);
+        ++numFlips;
+    }
+    return numFlips;
+}
+
+void RTop::getEdgesForOptimization(double angle, std::vector<REdge*>& vOut) {
+    const double limit = std::cos(angle / 180.0 * 3.14159);
+    std::vector<REdge*> vRE;
+    pRMesh->getDegN(2, vRE);
+    for (REdge* pRE : vRE) {
+        Vector3 normal0, normal1;
+        if (!getAgreeingNormals(*pRE, normal0, normal1)) {
+            warning(KEL_PLACE, "No NNV, skipped edge");
+            continue;
+        }
+        if (!(std::clamp(normal0 * normal1, -1.0, 1.0) > limit)) vOut.push_back(pRE);
+    }
+}
+
+// ---- Collapses ----------------------------------------------------------------------------------------------------------
+
+bool RTop::tryCollapseEnd(REdge* pRE, int iDir, double maxSqLen, double maxDevDeg, std::multimap<double, REdge*>& mmEdges) {
+    if (iDir != 0 && iDir != 1) ASSEX(false);
+    Point3 *pSrc = pRE->getVertex(iDir), *pTrg = pRE->getVertex(1 - iDir);
+    std::vector<RTriangle*> vSrcT, vTrgT;
+    pRMesh->getIncidentT(pSrc, vSrcT);
+    pRMesh->getIncidentT(pTrg, vTrgT);
+    ASSEX(!vSrcT.empty());
+    ASSEX(!vTrgT.empty());
+    for (const RTriangle* pRT : vSrcT)
+        if (!pRT->has(pTrg) && !keepsNormal(*pRT, pSrc, *pTrg, maxDevDeg)) return false;
+    if (!pRMesh->canCollapseWithoutDups(pSrc, pTrg)) return false;
+    pRMesh->exchangeCorner(pSrc, pTrg);
+    enterShortEdges(*pRMesh, pTrg, maxSqLen, mmEdges);
+    return true;
+}
+
+bool RTop::tryCollapseMid(REdge* pRE, const Point3& midPoint, double maxSqLen, double maxDevDeg,
+                          std::multimap<double, REdge*>& mmEdges) {
+    Point3 *pVtx0 = pRE->pVtx0, *pVtx1 = pRE->pVtx1;  // the first collapse changes the edge
+    std::set<const REdge*> sRing;
+    for (Point3* p : {pVtx0, pVtx1})
+        for (const RTriangle* pRT : trianglesBeside(*pRMesh, p, pRE->getOtherPoint(p))) {
+            if (!sRing.insert(pRT->getRE(pRT->getICI(p))).second) return false;
+            if (!keepsNormal(*pRT, p, midPoint, maxDevDeg)) return false;
+        }
+    Point3* pNew = pRMesh->createVertex(midPoint, true);
+    if (pNew == nullptr) return false;
+    pRMesh->exchangeCorner(pVtx0, pNew);
+    pRMesh->exchangeCorner(pVtx1, pNew);
+    enterShortEdges(*pRMesh, pNew, maxSqLen, mmEdges);
+    return true;
+}
+
+}  // namespace TARN_KEL

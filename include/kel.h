@@ -196,8 +196,13 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 // ---- Post-processing, in place ------------------------------------------------------------------------------------------
 // A null MeshPtr throws KelBugException.
 
-/// Decimates: collapses edges up to maxEdgeLength long while no normal turns by more than maxAngle degrees.
-/// Returns the number of triangles that went. Not built yet: warns, changes nothing and returns 0.
+/// Decimates: lets vertices go, cheapest first (where it is flat, and there along short edges), until no more may. Those that
+/// stay don't move. A vertex goes onto a neighbour at most maxEdgeLength away when that turns no normal around it by more
+/// than maxAngle degrees. Both limits hold for each such step against the mesh as it is then: over many steps turns add up,
+/// and maxEdgeLength is what bounds the coarsening. Of a border only what is straight within 10 degrees goes, corners stay.
+/// Closed manifold meshes stay so. No step makes a triangle of less than 5e-11 in area, in squared units of the caller.
+/// Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went with the first
+/// kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// Flips edges where that makes the surface smoother, the largest gain first, until none of the edges that it started with
 /// gains; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of the

@@ -55,6 +55,28 @@ std::pair<Point3*, Point3*> sourceAndTarget(const REdge& edge, int iDir) {
     return iDir == 0 ? std::pair(edge.pVtx0, edge.pVtx1) : std::pair(edge.pVtx1, edge.pVtx0);
 }
 
+/// The side of a triangle opposite one of its corners, from a to b in the triangle's order.
+struct RingSide {
+    RingSide(const RTriangle& rt, const Point3* pCentre) {
+        if (rt.aCorners[0] == pCentre) {
+            a = rt.aCorners[1], b = rt.aCorners[2], pRE = rt.pRE12;
+        } else if (rt.aCorners[1] == pCentre) {
+            a = rt.aCorners[2], b = rt.aCorners[0], pRE = rt.pRE02;
+        } else {
+            a = rt.aCorners[0], b = rt.aCorners[1], pRE = rt.pRE01;
+        }
+    }
+    /// A triangle with corner p stands on this side, too; p is no end of it.
+    bool isSideOf(const Point3* p) const {
+        return std::any_of(pRE->vRT.begin(), pRE->vRT.end(), [p](const RTriangle* pRT) {
+            return pRT->aCorners[0] == p || pRT->aCorners[1] == p || pRT->aCorners[2] == p;
+        });
+    }
+
+    const Point3 *a, *b;
+    const REdge* pRE;
+};
+
 bool isAllowed(double penalty) {
     return penalty != FORBIDDEN;
 }
@@ -69,17 +91,18 @@ public:
     bool empty() const { return numEntries == 0; }
     std::size_t size() const { return numEntries; }
     /// The lowest penalty; there must be one.
-    double firstPenalty() const { return isHeapFirst() ? vHeap.front().candidate.penalty : vLot[firstLot()].head().penalty; }
+    double firstPenalty() const { return first().penalty; }
 
     RECandidate pop() {
+        const RECandidate candidate = first();
         --numEntries;
-        if (!isHeapFirst()) {
-            Lot& lot = vLot[firstLot()];
-            return lot.vSorted[lot.next++];
+        if (pFirstLot != nullptr) {
+            pFirstLot->advance();
+        } else {
+            std::pop_heap(vHeap.begin(), vHeap.end(), isLater);
+            vHeap.pop_back();
         }
-        std::pop_heap(vHeap.begin(), vHeap.end(), isLater);
-        const RECandidate candidate = vHeap.back().candidate;
-        vHeap.pop_back();
+        findFirst();
         return candidate;
     }
     /// O(log n).
@@ -87,22 +110,18 @@ public:
         ++numEntries;
         vHeap.push_back({candidate, numPushed++});
         std::push_heap(vHeap.begin(), vHeap.end(), isLater);
+        findFirst();
     }
     /// As if pushed one after the other. Amortised O(log n) a candidate.
     void pushAll(std::vector<RECandidate>&& vCandidates) {
         numEntries += vCandidates.size();
-        std::vector<RECandidate> vSingles;
-        vSingles.reserve(vHeap.size());
-        std::sort_heap(vHeap.begin(), vHeap.end(), isLater);
-        for (const Single& single : vHeap)
-            vSingles.push_back(single.candidate);
-        vHeap.clear();
-        addLot(std::move(vSingles));
-
+        std::erase_if(vLot, [](const Lot& lot) { return lot.empty(); });
+        addLot(takeHeap());
         radixSortOnThreads(
             vCandidates.data(), vCandidates.size(), [](const RECandidate& c) { return radixCode(c.penalty); },
             numProcessors());
         addLot(std::move(vCandidates));
+        findFirst();
     }
 
 private:
@@ -115,6 +134,12 @@ private:
         const RECandidate& head() const { return vSorted[next]; }
         auto begin() const { return vSorted.begin() + static_cast<std::ptrdiff_t>(next); }
         auto end() const { return vSorted.end(); }
+        /// The edges of a lot lie anywhere in memory, so the one whose turn is soon is fetched ahead.
+        void advance() {
+            constexpr std::size_t AHEAD = 8;
+            ++next;
+            if (size() > AHEAD) __builtin_prefetch(vSorted[next + AHEAD].pRE);
+        }
     };
     struct Single {
         RECandidate candidate;
@@ -125,22 +150,26 @@ private:
     }
     static bool isCheaper(const RECandidate& a, const RECandidate& b) { return a.penalty < b.penalty; }
 
-    /// The oldest of the lots with the lowest head; the number of lots when all are empty. They are about log n.
-    std::size_t firstLot() const {
-        std::size_t iFirst = vLot.size();
-        for (std::size_t i = 0; i < vLot.size(); ++i)
-            if (!vLot[i].empty() && (iFirst == vLot.size() || isCheaper(vLot[i].head(), vLot[iFirst].head()))) iFirst = i;
-        return iFirst;
+    const RECandidate& first() const { return pFirstLot != nullptr ? pFirstLot->head() : vHeap.front().candidate; }
+    /// The oldest of the lots with the lowest head; null when the heap has a lower one. The lots are about log n.
+    void findFirst() {
+        pFirstLot = nullptr;
+        for (Lot& lot : vLot)
+            if (!lot.empty() && (pFirstLot == nullptr || isCheaper(lot.head(), pFirstLot->head()))) pFirstLot = &lot;
+        // What is in the heap is younger than all lots.
+        if (pFirstLot != nullptr && !vHeap.empty() && isCheaper(vHeap.front().candidate, pFirstLot->head()))
+            pFirstLot = nullptr;
     }
-    /// What is in the heap is younger than all lots.
-    bool isHeapFirst() const {
-        if (vHeap.empty()) return false;
-        const std::size_t iLot = firstLot();
-        return iLot == vLot.size() || isCheaper(vHeap.front().candidate, vLot[iLot].head());
+    /// Empties the heap; what was in it, in order.
+    std::vector<RECandidate> takeHeap() {
+        std::sort_heap(vHeap.begin(), vHeap.end(), isLater);
+        std::vector<RECandidate> vSorted(vHeap.size());
+        std::transform(vHeap.rbegin(), vHeap.rend(), vSorted.begin(), [](const Single& s) { return s.candidate; });
+        vHeap.clear();
+        return vSorted;
     }
     /// Merges it with the lots before it until each is more than twice as large as the next one.
     void addLot(std::vector<RECandidate>&& vSorted) {
-        std::erase_if(vLot, [](const Lot& lot) { return lot.empty(); });
         if (vSorted.empty()) return;
         vLot.push_back({std::move(vSorted)});
         while (vLot.size() > 1 && vLot[vLot.size() - 2].size() <= 2 * vLot.back().size()) {
@@ -157,6 +186,7 @@ private:
     std::vector<Single> vHeap;  // the first to go at the front
     std::size_t numPushed = 0;
     std::size_t numEntries = 0;
+    Lot* pFirstLot = nullptr;  // in vLot, of the first candidate; null: that is in the heap, or there is none
 };
 
 }  // namespace
@@ -166,26 +196,24 @@ private:
 double RMesh::getPenalty(const REdge* pRE, int iDir, double maxSqLen, double maxDevRad,
                          std::vector<RTriangle*>& vIncT) const {
     vIncT.clear();
+    if (pRE->vRT.empty()) return FORBIDDEN;
     const auto [pSrc, pTrg] = sourceAndTarget(*pRE, iDir);
     const double sqLen = (*pTrg - *pSrc).sqLength();
-    if (sqLen > maxSqLen || !pRE->isAlive()) return FORBIDDEN;
+    if (sqLen > maxSqLen) return FORBIDDEN;
     getIncidentT(pSrc, vIncT);
     double sum = 0.0;
     int count = 0;
     for (const RTriangle* pRT : vIncT) {
-        const int i = pRT->aCorners[0] == pSrc ? 0 : pRT->aCorners[1] == pSrc ? 1 : 2;
-        const Point3 *a = pRT->aCorners[(i + 1) % 3], *b = pRT->aCorners[(i + 2) % 3];
-        if (a == pTrg || b == pTrg) continue;  // dies
-        // A triangle of both ends on this edge would become two on the same corners.
-        for (const RTriangle* pOther : pRT->getRE(i)->vRT)
-            if (pOther->has(pTrg)) return FORBIDDEN;
-        const Vector3 side = *b - *a;
-        const Vector3 oldNormal = crossProduct(side, *pSrc - *a);
+        const RingSide ring(*pRT, pSrc);
+        if (ring.a == pTrg || ring.b == pTrg) continue;  // dies
+        if (ring.isSideOf(pTrg)) return FORBIDDEN;       // two triangles on the same corners
+        const Vector3 side = *ring.b - *ring.a;
+        const Vector3 oldNormal = crossProduct(side, *pSrc - *ring.a);
         if (oldNormal.isDegenerate()) {
             std::cout << "current triangle is degenerate\n";
             continue;
         }
-        const Vector3 newNormal = crossProduct(side, *pTrg - *a);
+        const Vector3 newNormal = crossProduct(side, *pTrg - *ring.a);
         if (MIN_NORMAL > newNormal.length()) return FORBIDDEN;
         const double angle = getAngleRad(normalize(oldNormal), normalize(newNormal));
         if (angle > maxDevRad) return FORBIDDEN;
@@ -296,6 +324,9 @@ private:
         pProgress->incProgressByOne();
         const auto [pSrc, pTrg] = sourceAndTarget(*candidate.pRE, candidate.iDir);
         if (!isAllowed(penalty) || !mayLeaveBorder(*candidate.pRE, pSrc)) return;
+        vIncT.clear();
+        mesh.getIncidentT(pSrc, vIncT);
+        if (wouldPinch(pSrc, pTrg)) return;
         const int degree = candidate.pRE->getDegree();
         collapse(pSrc, pTrg);
         if (isRefillDue()) refill();
@@ -324,10 +355,28 @@ private:
         return !(STRAIGHT > getAngleDegree(vVecs[0], vVecs[1]));
     }
 
+    /// Where src and trg have a neighbour in common but no triangle between the three, a tunnel of three edges leads through
+    /// and would close to an edge of more triangles than one should have. vIncT: the triangles at pSrc.
+    bool wouldPinch(const Point3* pSrc, const Point3* pTrg) const {
+        return std::any_of(vIncT.begin(), vIncT.end(), [&](const RTriangle* pRT) {
+            return std::any_of(std::begin(pRT->aCorners), std::end(pRT->aCorners), [&](const Point3* p) {
+                return p != pSrc && p != pTrg && wouldCrowd(mesh.getEdge(pSrc, p), mesh.getEdge(pTrg, p), pTrg);
+            });
+        });
+    }
+
+    /// The edges of both ends to a third vertex would become one of more than two triangles, and of more than either has.
+    static bool wouldCrowd(const REdge* pSrcRE, const REdge* pTrgRE, const Point3* pTrg) {
+        if (pTrgRE == nullptr || !pTrgRE->isAlive()) return false;
+        const auto numShared =
+            std::count_if(pSrcRE->vRT.begin(), pSrcRE->vRT.end(), [pTrg](const RTriangle* pRT) { return pRT->has(pTrg); });
+        const int degree = pSrcRE->getDegree() + pTrgRE->getDegree() - 2 * static_cast<int>(numShared);
+        return degree > std::max({2, pSrcRE->getDegree(), pTrgRE->getDegree()});
+    }
+
+    /// vIncT: the triangles at pSrc.
     void collapse(Point3* pSrc, Point3* pTrg) {
         ++numCollapses;
-        vIncT.clear();
-        mesh.getIncidentT(pSrc, vIncT);
         for (const RTriangle* pRT : vIncT)
             for (const Point3* p : pRT->aCorners)
                 vLastChange[mesh.getVtxIndex(p)] = numCollapses;
@@ -351,13 +400,19 @@ private:
     /// In order of creation.
     std::vector<REdge*> edgesAtTouched() {
         oneInstanceMT(vTouched);
-        std::vector<REdge*> vEdges, vIncRE;
+        std::vector<std::size_t> vNumber;
         for (const Point3* p : vTouched) {
-            vIncRE.clear();
-            mesh.getIncidentRE(p, vIncRE);
-            vEdges.insert(vEdges.end(), vIncRE.begin(), vIncRE.end());
+            vIncT.clear();
+            mesh.getIncidentT(p, vIncT);
+            for (const RTriangle* pRT : vIncT)
+                for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
+                    if (pRE->has(p)) vNumber.push_back(mesh.poolRE.indexOf(pRE));
         }
-        oneInstance(vEdges);
+        radixSort(vNumber);
+        dropRepeats(vNumber);
+        std::vector<REdge*> vEdges;
+        for (const std::size_t number : vNumber)
+            vEdges.push_back(mesh.poolRE.at(number));
         return vEdges;
     }
 

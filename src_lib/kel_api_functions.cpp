@@ -1,4 +1,6 @@
 // Post-processing of a finished mesh.
+#include <cmath>
+
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
@@ -37,10 +39,19 @@ private:
 
 }  // namespace
 
-int reduce(MeshPtr pMesh, double, double) {
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle) {
     ASSEX(pMesh!=NULL);
-    sayNotBuilt(KEL_PLACE, "Reduction");
-    return 0;
+    RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    if (std::isnan(maxEdgeLength) || std::isnan(maxAngle)) {
+        warning(KEL_PLACE, "A limit isn't a number: the mesh stays as it is");
+        return 0;
+    }
+    OwnRun run(progressForReduce());
+    const int numKilled = pRMesh->reduce(maxEdgeLength * maxEdgeLength, maxAngle);
+    pRMesh->killDegenerate();
+    run.close();
+    return numKilled;
 }
 
 void edgeFlips(MeshPtr pMesh) {

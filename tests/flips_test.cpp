@@ -1,0 +1,591 @@
+// Flips of the fine mesh: what one gains against the energy of the whole surface before and after, which ones a search
+// finds, what the loops do to noisy surfaces; caps and collapses of single edges.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cmath>
+#include <functional>
+#include <map>
+#include <random>
+#include <set>
+#include <string>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "Histogram.h"
+#include "Progress.h"
+#include "REdgeEnergy.h"
+#include "RTop.h"
+#include "support/capture.h"
+#include "support/fine.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+constexpr double IMPOSSIBLE = REdgeEnergy::IMPOSSIBLE;
+using Candidates = std::vector<RMesh::FlipCandidate>;
+
+/// A run of the library while it lives.
+struct OpenRun {
+    OpenRun() { progressForReco(); }
+    ~OpenRun() { closeProgress(); }
+};
+
+// ---- The energy the plain way: triangles as places, all edges looked at, angles by the law of cosines
+
+using Places = std::array<Point3, 3>;
+
+std::vector<Places> placesOf(const RMesh& mesh) {
+    std::vector<Places> v;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->bAlive) v.push_back({*pRT->aCorners[0], *pRT->aCorners[1], *pRT->aCorners[2]});
+    return v;
+}
+
+/// The places off each edge.
+std::map<std::pair<Point3, Point3>, std::vector<Point3>> tipsOf(const std::vector<Places>& vTriangle) {
+    std::map<std::pair<Point3, Point3>, std::vector<Point3>> mTips;
+    for (const Places& t : vTriangle)
+        for (std::size_t i = 0; i < 3; ++i)
+            mTips[std::minmax(t[i], t[(i + 1) % 3])].push_back(t[(i + 2) % 3]);
+    return mTips;
+}
+
+double cosineOfNormals(const Point3& a, const Point3& b, const Point3& tip0, const Point3& tip1) {
+    const Vector3 n0 = crossProduct(b - a, tip0 - a), n1 = crossProduct(tip1 - a, b - a);
+    return std::clamp(n0 * n1 / (n0.length() * n1.length()), -1.0, 1.0);
+}
+
+/// The energy, and the mean angle of the normals in degrees.
+std::pair<double, double> energyAndAngle(const std::vector<Places>& vTriangle) {
+    double energy = 0.0, angle = 0.0, num = 0.0;
+    for (const auto& [ab, vTip] : tipsOf(vTriangle)) {
+        if (vTip.size() != 2) continue;
+        const double cosine = cosineOfNormals(ab.first, ab.second, vTip[0], vTip[1]);
+        energy += std::pow((ab.second - ab.first).length() * (1.0 - cosine), 0.335);
+        angle += std::acos(cosine) * 57.29577951308232;
+        num += 1.0;
+    }
+    return {energy, angle / num};
+}
+
+double largestAngle(const Places& t) {
+    std::array<double, 3> aSq;
+    for (std::size_t i = 0; i < 3; ++i)
+        aSq[i] = (t[(i + 1) % 3] - t[i]).sqLength();
+    std::sort(aSq.begin(), aSq.end());
+    return std::acos((aSq[0] + aSq[1] - aSq[2]) / (2.0 * std::sqrt(aSq[0] * aSq[1]))) * 57.29577951308232;
+}
+
+/// What the flip of the edge gains; charge: what it is charged for a flat triangle, in tenths.
+double plainGain(const std::vector<Places>& vTriangle, const REdge& edge, int& charge) {
+    const auto mTips = tipsOf(vTriangle);
+    const Point3 a = *edge.pVtx0, b = *edge.pVtx1;
+    const auto& vTip = mTips.at(std::minmax(a, b));
+    charge = 0;
+    if (vTip.size() != 2 || mTips.contains(std::minmax(vTip[0], vTip[1]))) return IMPOSSIBLE;
+    const double cur = cosineOfNormals(a, b, vTip[0], vTip[1]), alt = cosineOfNormals(vTip[0], vTip[1], b, a);
+    if (1.0 - alt > 1.984807753 && alt < cur) return IMPOSSIBLE;
+
+    std::vector<Places> vNew = {{vTip[0], a, vTip[1]}, {vTip[0], vTip[1], b}};
+    const double newAngle = std::max(largestAngle(vNew[0]), largestAngle(vNew[1]));
+    double oldAngle = 0.0;
+    for (const Places& t : vTriangle) {
+        const bool bOld = std::count(t.begin(), t.end(), a) + std::count(t.begin(), t.end(), b) == 2;
+        if (bOld) oldAngle = std::max(oldAngle, largestAngle(t));
+        if (!bOld) vNew.push_back(t);
+    }
+    if (newAngle > 130.0 && newAngle > oldAngle) charge = newAngle > 160.0 ? 10 : 1;
+    const double gain = energyAndAngle(vTriangle).first - energyAndAngle(vNew).first - 0.1 * charge;
+    return gain < 0.1 ? gain - charge : gain;
+}
+
+// ---- Meshes
+
+Soup noisyTorus(int numU, int numV, double noise, unsigned seed) {
+    Soup soup = torus(numU, numV);
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> step(-noise, noise);
+    for (Point3& p : soup.vVtx)
+        p = p + Vector3(step(random), step(random), step(random));
+    return soup;
+}
+
+/// Kites in the plane z = 0, 8 apart: A below, B above by height, tips at -1 and 1. The edge AB is 4i, 4i + 1.
+Soup kites(int num, double height) {
+    Soup soup;
+    for (int i = 0; i < num; ++i) {
+        const double x = 8.0 * i;
+        for (const auto& [dx, y] : {std::pair(0.0, -2.0), {0.0, height}, {-1.0, 0.0}, {1.0, 0.0}})
+            soup.vVtx.emplace_back(x + dx, y, 0);
+        soup.vT.push_back({4 * i, 4 * i + 1, 4 * i + 2});
+        soup.vT.push_back({4 * i + 1, 4 * i, 4 * i + 3});
+    }
+    return soup;
+}
+
+std::vector<std::array<std::size_t, 3>> cornersOf(const RMesh& mesh) {
+    std::vector<std::array<std::size_t, 3>> v;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->bAlive)
+            v.push_back({mesh.getVtxIndex(pRT->aCorners[0]), mesh.getVtxIndex(pRT->aCorners[1]),
+                         mesh.getVtxIndex(pRT->aCorners[2])});
+    return v;
+}
+
+std::size_t numOfDegree(const RMesh& mesh, int deg) {
+    std::vector<REdge*> v;
+    mesh.getDegN(deg, v);
+    return v.size();
+}
+
+Candidates candidatesOf(RMesh& mesh, double temperature) {
+    const OpenRun run;
+    Candidates v;
+    mesh.getEdgeFlipCandidates_MT(mesh.getREdgesRef(), 0.005, temperature, v);
+    return v;
+}
+
+}  // namespace
+
+// ---- Energy -------------------------------------------------------------------------------------------------------------
+
+TEST(REdgeEnergy, isWhatTheWholeSurfaceLoses) {
+    for (unsigned seed = 0; seed < 3; ++seed) {
+        FineMesh mesh(noisyTorus(12, 7, 0.3, seed));
+        for (int i = 0; i < 4; ++i)
+            mesh.kill(11 * i);  // some borders
+        mesh.tri(60)->flipNNV();
+        const auto vTriangle = placesOf(*mesh);
+        for (REdge* pRE : mesh->vRE) {
+            if (!pRE->isAlive()) continue;
+            int charge = 0;
+            const double expected = plainGain(vTriangle, *pRE, charge);
+            REdgeEnergy ee(&*mesh, nullptr);
+            ee.pRE = pRE;
+            EXPECT_TRUE(ee.computeReadOnly());
+            EXPECT_NEAR(ee.improvement, expected, 1e-9) << "seed " << seed;
+        }
+    }
+}
+
+TEST(REdgeEnergy, chargesCapsAndRefusesFoldsOfRandomPairs) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    std::map<int, int> mNumByCharge;
+    int numImpossible = 0;
+    for (int i = 0; i < 3000; ++i) {
+        const double height = i % 2 == 0 ? 0.02 : 1.0;
+        Soup soup{{}, {{0, 1, 2}, {1, 0, 3}}};
+        for (int j = 0; j < 4; ++j)
+            soup.vVtx.emplace_back(uniform(random), uniform(random), height * uniform(random));
+        const FineMesh mesh(soup);
+        int charge = 0;
+        const double expected = plainGain(placesOf(*mesh), *mesh.edge(0, 1), charge);
+        EXPECT_NEAR(REdgeEnergy(&*mesh, mesh.edge(0, 1)).improvement, expected, 1e-8) << i;
+        if (expected == IMPOSSIBLE) ++numImpossible;
+        if (expected >= 0.0) ++mNumByCharge[charge];
+        if (expected < 0.0 && charge != 0) ++mNumByCharge[-charge];
+    }
+    for (const int charge : {0, 1, 10, -1, -10})
+        EXPECT_GT(mNumByCharge[charge], 5) << charge;
+    EXPECT_GT(numImpossible, 5);
+}
+
+TEST(REdgeEnergy, knowsFlatPairs) {
+    for (const auto& [height, expected] : {std::pair(1.0, 0.0), {0.4, -1.1}, {0.125, -11.0}, {-0.4, -11.0}}) {
+        const FineMesh mesh(kites(1, height));
+        EXPECT_NEAR(REdgeEnergy(&*mesh, mesh.edge(0, 1)).improvement, height < 0 ? IMPOSSIBLE : expected, 1e-14) << height;
+        EXPECT_EQ(REdgeEnergy(&*mesh, mesh.edge(0, 2)).improvement, IMPOSSIBLE);  // border
+    }
+    FineMesh three(kites(1, 1.0));
+    three.vVtx.push_back(three->createVertex(0, 0, 1, true));
+    three.createT(0, 1, 4);
+    EXPECT_EQ(REdgeEnergy(&*three, three.edge(0, 1)).improvement, IMPOSSIBLE);
+    const FineMesh closed(tetrahedron());
+    EXPECT_EQ(REdgeEnergy(&*closed, closed.edge(0, 1)).improvement, IMPOSSIBLE);
+    EXPECT_EQ(fold(1.0000001), 0.0);
+    EXPECT_EQ(fold(-1.0000001), 2.0);
+    EXPECT_EQ(fold(0.25), 0.75);
+    const Point3 a(0, 0, 0), b(4, 0, 0), c(0, 3, 0);
+    const REdgeEnergy ee(&*closed, nullptr);
+    EXPECT_DOUBLE_EQ(ee.getMinCosPhi(&a, &b, &c), 0.0);
+    EXPECT_EQ(ee.getMinCosPhi(&a, &b, &b), IMPOSSIBLE);
+    EXPECT_NE(reportOf([] { REdgeEnergy(nullptr, nullptr); }).find(conditionFailed("pRMesh!=__null")), std::string::npos);
+}
+
+TEST(REdgeEnergy, turnsTheSecondTriangleInComputeAlone) {
+    FineMesh mesh(noisyTorus(8, 6, 0.2, 3));
+    REdge* pRE = mesh.edge(7, 12);
+    ASSERT_EQ(pRE->getDegree(), 2);
+    REdgeEnergy ee(&*mesh, pRE);
+    const double gain = ee.improvement;
+    RTriangle *pT0 = pRE->vRT[0], *pT1 = pRE->vRT[1];
+    pT1->flipNNV();
+    ee.computeReadOnly();
+    EXPECT_NEAR(ee.improvement, gain, 1e-12);
+    EXPECT_TRUE(pT0->needFlip(pT1));
+    ee.compute();
+    EXPECT_NEAR(ee.improvement, gain, 1e-12);
+    EXPECT_FALSE(pT0->needFlip(pT1));
+}
+
+TEST(REdgeEnergy, movesOppositeCornersApart) {
+    const CoutSilence silence;
+    FineMesh mesh(sheet(3, 3));
+    *mesh.vtx(10) = *mesh.vtx(5);
+    REdgeEnergy ee(&*mesh, nullptr);
+    ee.pRE = mesh.edge(6, 9);
+    EXPECT_FALSE(ee.computeReadOnly());
+    EXPECT_EQ(ee.improvement, IMPOSSIBLE);
+    EXPECT_EQ(*mesh.vtx(10), *mesh.vtx(5));
+    ee.compute();
+    EXPECT_NE(*mesh.vtx(10), *mesh.vtx(5));
+    EXPECT_TRUE(ee.computeReadOnly());
+    // Smoothing would leave no normal, so the first one is lifted off its triangle.
+    FineMesh low({{{0, 0, 0}, {1, 0, 0}, {0.5, 0.05, 0}, {9, 9, 9}}, {{0, 1, 2}, {1, 0, 3}}});
+    *low.vtx(3) = *low.vtx(2);
+    REdgeEnergy(&*low, low.edge(0, 1));
+    EXPECT_EQ(*low.vtx(2), Point3(0.5, 0.05, 0.1));
+    EXPECT_EQ(*low.vtx(3), Point3(0.5, 0.05, 0));
+}
+
+TEST(REdgeEnergy, stopsAtDuplicates) {
+    FineMesh mesh(kites(1, 1.0));
+    mesh.kill(1);
+    mesh.createT(1, 0, 2);
+    REdgeEnergy ee(&*mesh, nullptr);
+    ee.pRE = mesh.edge(0, 1);
+    EXPECT_NE(reportOf([&] { ee.compute(); }).find(conditionFailed("pOppCorner0!=pOppCorner1")), std::string::npos);
+    const CoutSilence silence;
+    ee.improvement = 1.0;
+    ee.tryCompute();
+    EXPECT_EQ(ee.improvement, IMPOSSIBLE);
+}
+
+// ---- Candidates ---------------------------------------------------------------------------------------------------------
+
+TEST(FlipCandidates, areTheSameHoweverTheListIsCut) {
+    FineMesh mesh(noisyTorus(30, 12, 0.2, 7));
+    const auto& vIn = mesh->getREdgesRef();
+    for (const double temperature : {0.0, 0.05}) {
+        const Candidates vFound = candidatesOf(*mesh, temperature);
+        for (const std::size_t chunk : {std::size_t{7}, vIn.size()}) {
+            Candidates vCut(vIn.size(), {0.0, nullptr});
+            for (std::size_t from = 0; from < vIn.size(); from += chunk)
+                mesh->getEdgeFlipCandidates_MT_priv(vIn, 0.005, temperature, from, std::min(from + chunk, vIn.size()), vCut,
+                                                    0);
+            std::erase_if(vCut, [](const auto& candidate) { return candidate.second == nullptr; });
+            std::stable_sort(vCut.begin(), vCut.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
+            EXPECT_EQ(vFound, vCut);
+        }
+        std::size_t numGains = 0;
+        for (REdge* pRE : vIn)
+            numGains += REdgeEnergy(&*mesh, pRE).improvement >= 0.0 ? 1U : 0U;
+        EXPECT_GT(numGains, 100U);
+        const auto numLosses = static_cast<std::size_t>(
+            std::count_if(vFound.begin(), vFound.end(), [](const auto& candidate) { return candidate.first < 0.0; }));
+        EXPECT_EQ(vFound.size(), numGains + numLosses);
+        EXPECT_EQ(numLosses != 0, temperature != 0.0);
+    }
+    Candidates vFull(1);
+    EXPECT_NE(
+        reportOf([&] { mesh->getEdgeFlipCandidates_MT(vIn, 0.0, 0.0, vFull); }).find(conditionFailed("vImpRE.empty()")),
+        std::string::npos);
+}
+
+TEST(FlipCandidates, takeLossesByChance) {
+    constexpr int NUM = 4000;
+    FineMesh mesh(kites(NUM, 0.4));  // each flip of an inner edge loses 1.1
+    std::set<REdge*> sHot, sCool;
+    for (const auto& [temperature, pFound] : {std::pair(1.1, &sHot), {0.99, &sCool}}) {
+        for (const auto& [gain, pRE] : candidatesOf(*mesh, temperature))
+            pFound->insert(pRE);
+        const double p = std::exp(-1.1 / temperature);
+        EXPECT_NEAR(static_cast<double>(pFound->size()), NUM * p, 4.0 * std::sqrt(NUM * p * (1.0 - p)));
+    }
+    EXPECT_FALSE(std::includes(sHot.begin(), sHot.end(), sCool.begin(), sCool.end()));
+    EXPECT_TRUE(candidatesOf(*mesh, 0.0).empty());
+}
+
+TEST(FlipCandidates, moveCornersApartAfterTheSearch) {
+    const CoutSilence silence;
+    FineMesh mesh(sheet(3, 3));
+    *mesh.vtx(10) = *mesh.vtx(5);
+    for (const auto& [gain, pRE] : candidatesOf(*mesh, 0.0))
+        EXPECT_TRUE(gain >= 0.0 && pRE != nullptr);
+    EXPECT_NE(*mesh.vtx(10), *mesh.vtx(5));
+}
+
+// ---- The loops ----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+struct Watcher : ProgressBase {
+    void update(const std::string& name, double frac) override {
+        sRun.insert(name);
+        for (const auto& [step, pStep] : ThreadSingleton<Progress>::getInstance()->mNameKids)
+            sStep.insert(step);
+        bRises = bRises && frac >= last;
+        last = frac;
+        if (frac > stopAt) throw std::runtime_error("enough");
+    }
+    std::set<std::string> sRun, sStep;
+    bool bRises = true;
+    double last = 0.0, stopAt = 2.0;
+};
+
+}  // namespace
+
+TEST(EdgeFlips, makeNoisySurfacesSmoother) {
+    const std::vector<std::pair<std::string, std::function<void(MeshPtr)>>> aWays = {
+        {"public", [](MeshPtr pMesh) { edgeFlips(pMesh); }},
+        {"public annealing", [](MeshPtr pMesh) { edgeFlipsSimA(pMesh); }},
+        {"descent", [](MeshPtr pMesh) { RTop(pMesh->getRMesh()).edgeFlips(); }},
+        {"annealing", [](MeshPtr pMesh) { RTop(pMesh->getRMesh()).edgeFlipsSimACtrl(); }}};
+    std::map<std::string, double> mEnergy;
+    for (const auto& [name, flip] : aWays) {
+        std::vector<std::array<std::size_t, 3>> aCorners[2];
+        for (auto& vCorners : aCorners) {
+            FineMesh fine(noisyTorus(48, 20, 0.1, 11));
+            MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+            RMesh& mesh = *pMesh->getRMesh();
+            const auto [energy, angle] = energyAndAngle(placesOf(mesh));
+            {
+                const OpenRun run;
+                flip(pMesh);
+            }
+            const auto [newEnergy, newAngle] = energyAndAngle(placesOf(mesh));
+            EXPECT_LT(newEnergy, 0.95 * energy) << name;
+            EXPECT_LT(newAngle, angle) << name;
+            EXPECT_EQ(firstFault(mesh), "") << name;
+            EXPECT_EQ(mesh.getNumT(), 1920U) << name;
+            EXPECT_EQ(numOfDegree(mesh, 2), 2880U) << name;
+            vCorners = cornersOf(mesh);
+            mEnergy[name] = newEnergy;
+        }
+        EXPECT_EQ(aCorners[0], aCorners[1]) << name;
+    }
+    EXPECT_LT(mEnergy["public annealing"], mEnergy["public"]);
+    EXPECT_LT(mEnergy["annealing"], mEnergy["descent"]);
+}
+
+TEST(EdgeFlips, leaveNoLargeGainOfTheirOwn) {
+    FineMesh mesh(noisyTorus(40, 16, 0.1, 12));
+    double last = energyAndAngle(placesOf(*mesh)).first;
+    for (int round = 0; round < 12; ++round) {
+        const OpenRun run;
+        RTop(&*mesh).edgeFlips();
+        const double energy = energyAndAngle(placesOf(*mesh)).first;
+        EXPECT_LE(energy, last + 1e-9);
+        last = energy;
+    }
+    const Candidates vLeft = candidatesOf(*mesh, 0.0);
+    EXPECT_TRUE(vLeft.empty() || vLeft.back().first < 0.005);
+}
+
+TEST(EdgeFlips, changeNothingWithoutInnerEdges) {
+    FineMesh fine({{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}}});
+    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    for (const auto& flip : {static_cast<void (*)(MeshPtr)>(edgeFlips), static_cast<void (*)(MeshPtr)>(edgeFlipsSimA)}) {
+        flip(pMesh);
+        EXPECT_EQ(cornersOf(*pMesh->getRMesh()), (std::vector<std::array<std::size_t, 3>>{{0, 1, 2}}));
+        EXPECT_NE(reportOf([&] { flip(nullptr); }).find(conditionFailed("pMesh!=__null")), std::string::npos);
+    }
+}
+
+TEST(EdgeFlips, bearVerticesAtOnePlace) {
+    const CoutSilence silence;
+    FineMesh fine(noisyTorus(24, 10, 0.1, 13));
+    for (int i = 0; i < 240; i += 20) {
+        *fine.vtx(i) = *fine.vtx(i + 1);                // neighbours
+        *fine.vtx(i + 5) = *fine.vtx(i + 10);           // no neighbours
+        *fine.vtx((i + 21) % 240) = *fine.vtx(i + 12);  // opposite an edge
+    }
+    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    EXPECT_NO_THROW(edgeFlipsSimA(pMesh));
+    EXPECT_LE(pMesh->getRMesh()->getNumT(), 480U);
+}
+
+TEST(EdgeFlips, openARunOfTheirOwn) {
+    Watcher watcher;
+    subscribe(&watcher);
+    const auto flipTorus = [](void (*flip)(MeshPtr)) {
+        FineMesh fine(noisyTorus(16, 8, 0.1, 14));
+        flip(std::make_shared<Mesh>(fine.release()));
+    };
+    flipTorus(edgeFlips);
+    EXPECT_EQ(watcher.sRun, std::set<std::string>{"EdgeFlips"});
+    EXPECT_EQ(watcher.sStep, (std::set<std::string>{"RM_gEfCandMT", "RM_kdeg", "efLoop"}));
+    EXPECT_TRUE(watcher.bRises && watcher.last == 1.0);
+
+    watcher = Watcher();
+    flipTorus(edgeFlipsSimA);
+    EXPECT_EQ(watcher.sRun, std::set<std::string>{"EdgeFlipsS"});
+    EXPECT_EQ(watcher.sStep.size(), 3U + 29U);
+    for (const char* step : {"RM_gEfCandMT_0.018", "RM_gEfCandMT_0.0162", "RM_gEfCandMT_0.01458", "efLoop"})
+        EXPECT_TRUE(watcher.sStep.contains(step)) << step;
+    EXPECT_TRUE(watcher.bRises && watcher.last == 1.0);
+
+    watcher = Watcher();
+    watcher.stopAt = 0.3;
+    EXPECT_THROW(flipTorus(edgeFlipsSimA), std::runtime_error);
+    EXPECT_FALSE(hasOpenProgress());
+    unsubscribe();
+}
+
+// ---- Caps ---------------------------------------------------------------------------------------------------------------
+
+TEST(FlipPenalty, aimsAtCapsAlone) {
+    // The apex over a base of length 2 at the height that makes that angle there; its base is flipped.
+    for (const auto& [angle, bTarget] : {std::pair(169.9, false), {170.1, true}, {178.0, true}}) {
+        const double height = 1.0 / std::tan(angle / 2.0 / 57.29577951308232);
+        const FineMesh mesh({{{-1, 0, 0}, {1, 0, 0}, {0, height, 0}, {0, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}});
+        double maxOldAngle, maxNewAngle, curDihedral, altDihedral;
+        const double penalty =
+            RTop(&*mesh).getFlipPenalty(mesh.edge(0, 1), maxOldAngle, maxNewAngle, curDihedral, altDihedral);
+        EXPECT_NEAR(maxOldAngle, angle, 1e-6);
+        EXPECT_NEAR(maxNewAngle, 45.0 + 90.0 - angle / 2.0, 1e-6);
+        EXPECT_NEAR(curDihedral, 0.0, 1e-6);
+        EXPECT_NEAR(altDihedral, 0.0, 1e-6);
+        EXPECT_NEAR(penalty, bTarget ? maxNewAngle - maxOldAngle : DBL_MAX, 1e-6);
+        EXPECT_EQ(RTop(&*mesh).flipExtremeCaps(), bTarget ? 1 : 0);
+        EXPECT_EQ(mesh->hasAliveEdge(mesh.vtx(2), mesh.vtx(3)), bTarget);
+        EXPECT_EQ(firstFault(*mesh), "");
+        std::vector<RTriangle*> vAlive;
+        mesh->getAliveTriangles(vAlive);
+        bool bOK;
+        for (RTriangle* pRT : vAlive)
+            EXPECT_GT(pRT->getNNV(bOK).z(), 0.9);
+    }
+    // On an arc that bends by 9 degrees and then by 5: the flip would leave 175 degrees for 171.
+    const auto bend = [](double degrees) {
+        return Vector3(std::cos(degrees / 57.29577951308232), -std::sin(degrees / 57.29577951308232), 0);
+    };
+    const Point3 b(0, 0, 0), cap(1, 0, 0), a = cap + bend(9.0);
+    const FineMesh arc({{b, a, cap, a + bend(14.0)}, {{0, 1, 2}, {1, 0, 3}}});
+    EXPECT_EQ(RTop(&*arc).flipExtremeCaps(), 0);
+}
+
+TEST(CanFlip, looksAtEdgesAndNormals) {
+    const FineMesh mesh(kites(1, 1.0));
+    RTop top(&*mesh);
+    Point3 *a = mesh.vtx(0), *b = mesh.vtx(1), *left = mesh.vtx(2), *right = mesh.vtx(3);
+    EXPECT_TRUE(top.canFlip(a, b, left, right, 90.0));
+    EXPECT_FALSE(top.canFlip(a, b, left, right, 0.0));
+    EXPECT_FALSE(top.canFlip(a, left, b, right, 90.0));  // a border
+    EXPECT_FALSE(top.canFlip(a, b, left, left, 90.0));
+    EXPECT_FALSE(top.canFlip(a, b, left, a, 90.0));
+    EXPECT_FALSE(top.canFlip(left, right, a, b, 90.0));  // no edge
+    EXPECT_NE(outputOf([&] { EXPECT_FALSE(top.canFlip(b, a, left, right, 90.0)); }).find("ccd0>=ccd1"), std::string::npos);
+    const FineMesh dented(kites(1, -0.4));
+    EXPECT_FALSE(RTop(&*dented).canFlip(dented.vtx(0), dented.vtx(1), dented.vtx(2), dented.vtx(3), 90.0));
+    const FineMesh closed(tetrahedron());
+    EXPECT_FALSE(RTop(&*closed).canFlip(closed.vtx(0), closed.vtx(1), closed.vtx(2), closed.vtx(3), 200.0));
+}
+
+// ---- Reports ------------------------------------------------------------------------------------------------------------
+
+TEST(FoldedEdges, areListedAndCounted) {
+    FineMesh mesh(sheet(2, 1));  // folded by 45 degrees along the middle, one triangle turned over
+    for (const int i : {2, 5})
+        mesh->updateVertex(mesh.vtx(i), *mesh.vtx(i) + Vector3(0, 0, 1));
+    mesh.tri(2)->flipNNV();
+    for (const auto& [angle, num] : {std::pair(44.9, 1U), {45.1, 0U}, {0.0, 3U}}) {
+        std::vector<REdge*> vFound;
+        RTop(&*mesh).getEdgesForOptimization(angle, vFound);
+        EXPECT_EQ(vFound.size(), num) << angle;
+    }
+    double mean = 0.0;
+    const std::string out = outputOf([&] { mean = mesh->printEnergy("sheet"); });
+    EXPECT_NEAR(mean, 15.0, 1e-6);
+    EXPECT_NE(out.find("DIHEDRAL ANGLES (sheet) (avg=15 , min=0, max=45):\n  min - 10: 2"), std::string::npos) << out;
+    EXPECT_NE(out.find("\n40 - 50: 1\n"), std::string::npos) << out;
+    EXPECT_NE(out.find("\n170 -   max: 0\navg. energy (sheet)=15\n"), std::string::npos) << out;
+
+    *mesh.vtx(4) = *mesh.vtx(1);  // two triangles without area
+    std::vector<REdge*> vFound;
+    const std::string warnings = outputOf([&] { RTop(&*mesh).getEdgesForOptimization(0.0, vFound); });
+    EXPECT_EQ(countIn(warnings, "No NNV, skipped edge"), 3);
+    const FineMesh single({{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}}});
+    EXPECT_EQ(outputOf([&] { EXPECT_EQ(single->printEnergy("t"), DBL_MAX); }), "Empty histogram [ DIHEDRAL ANGLES (t) ]\n");
+}
+
+TEST(Histogram, countsUpToEachBound) {
+    Histogram histogram("h");
+    for (const double bound : {2.0, 1.0, 2.0})
+        histogram.addBound(bound);
+    for (const double value : {1.0, 1.5, 2.0, 2.5, 7.0, -3.0})
+        histogram.addVal(value);
+    const auto shown = [&] { return outputOf([&] { histogram.show(); }); };
+    const std::string aMedian = "   ( median is 2 )";
+    const std::string out = shown();
+    EXPECT_EQ(out.find("h (avg=1.83333 , min=-3, max=7):\n  min - 1: 2\n1 - 2: 2"), 0U) << out;
+    EXPECT_NE(out.find(aMedian), std::string::npos) << out;
+    EXPECT_NE(out.find("\n2 -   max: 2\n"), std::string::npos) << out;
+    histogram.addBound(2.0);
+    EXPECT_EQ(countIn(shown(), "1 - 2: 0"), 1);
+    for (const double value : {std::nan(""), HUGE_VAL})
+        EXPECT_EQ(countIn(outputOf([&] { histogram.addVal(value); }), "WARNING"), 1);
+    EXPECT_EQ(histogram.size(), 6U);
+}
+
+// ---- Collapses of one edge ----------------------------------------------------------------------------------------------
+
+TEST(CollapseOfAnEdge, keepsNormalsOrRefuses) {
+    for (const int iDir : {0, 1, 2}) {  // 2: to the middle
+        for (const double height : {0.0, 1.0}) {
+            FineMesh mesh(sheet(4, 4));
+            for (const int i : {11, 12})
+                if (height > 0.0) mesh->updateVertex(mesh.vtx(i), *mesh.vtx(i) + Vector3(0, 0, i == 11 ? height : -height));
+            REdge* pRE = mesh.edge(11, 12);
+            const auto before = cornersOf(*mesh);
+            std::multimap<double, REdge*> mmShort;
+            RTop top(&*mesh);
+            const Point3 middle = pRE->getCenter();
+            const bool bDone = iDir == 2 ? top.tryCollapseMid(pRE, middle, 2.1, 20.0, mmShort)
+                                         : top.tryCollapseEnd(pRE, iDir, 2.1, 20.0, mmShort);
+            EXPECT_EQ(firstFault(*mesh), "");
+            EXPECT_EQ(bDone, height == 0.0) << iDir;
+            EXPECT_EQ(mesh->getNumT(), bDone ? 30U : 32U);
+            if (!bDone) {
+                EXPECT_EQ(cornersOf(*mesh), before);
+                EXPECT_TRUE(mmShort.empty());
+                continue;
+            }
+            const Point3* pLeft = iDir == 2 ? mesh->poolVtx.at(25) : mesh.vtx(iDir == 0 ? 12 : 11);
+            std::vector<REdge*> vIncRE;
+            mesh->getIncidentRE(pLeft, vIncRE);
+            const auto numShort =
+                std::count_if(vIncRE.begin(), vIncRE.end(), [](const REdge* p) { return p->getLength() < 1.449; });
+            EXPECT_EQ(static_cast<long>(mmShort.size()), numShort);
+            EXPECT_LT(mmShort.size(), vIncRE.size());
+            for (const auto& [sqLen, pShort] : mmShort)
+                EXPECT_TRUE(pShort->has(pLeft) && std::abs(sqLen - pShort->getLength() * pShort->getLength()) < 1e-12);
+        }
+    }
+}
+
+TEST(CollapseOfAnEdge, refusesDuplicatesAndTakenPlaces) {
+    FineMesh closed(tetrahedron());
+    RTop top(&*closed);
+    std::multimap<double, REdge*> mmShort;
+    EXPECT_FALSE(top.tryCollapseEnd(closed.edge(0, 1), 0, 9.0, 200.0, mmShort));
+    EXPECT_FALSE(top.tryCollapseMid(closed.edge(0, 1), {0.5, 0.5, 0}, 9.0, 200.0, mmShort));
+    FineMesh flat(sheet(4, 4));
+    EXPECT_FALSE(RTop(&*flat).tryCollapseMid(flat.edge(11, 12), *flat.vtx(12), 9.0, 200.0, mmShort));
+    EXPECT_TRUE(mmShort.empty());
+    EXPECT_EQ(closed->getNumT() + flat->getNumT(), 36U);
+    EXPECT_NE(
+        reportOf([&] { top.tryCollapseEnd(closed.edge(0, 1), 2, 9.0, 200.0, mmShort); }).find(conditionFailed("false")),
+        std::string::npos);
+    *flat.vtx(6) = *flat.vtx(7);  // a triangle at 12 without area is said and may turn
+    EXPECT_EQ(countIn(outputOf([&] { RTop(&*flat).tryCollapseEnd(flat.edge(11, 12), 0, 9.0, 20.0, mmShort); }),
+                      "current triangle is degenerate"),
+              1);
+}

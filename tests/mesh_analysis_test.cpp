@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <algorithm>
+#include <chrono>
 #include <limits>
 #include <map>
 #include <set>
@@ -198,6 +199,8 @@ TEST(MeshAnalysis, knowsShapes) {
          tetra(1e6, -1e6, 1e6, 0x1p-10),
          {0, 6, 0, 0, 0, 0, 0, 0, 1, 1, 2, 0, 0, 1, 0, 0},
          0x1p-30 / 6.0},
+        {"as small as can be", scaled(sheet(2, noHole), 1e-200), {8, 8, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 0, 0, 0}},
+        {"as large as can be", scaled(sheet(2, noHole), 1e200), {8, 8, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 0, 0, 0}},
         {"one turned", vOneTurned, {0, 6, 0, 0, 0, 0, 0, 3, 1, 1, 2, 0, 0, 0, 0, 1}},
         {"two that touch in a vertex",
          joined(vUnit, tetra(1, 0, 0)),
@@ -273,6 +276,24 @@ TEST(PointTree, agreesWithAllPairs) {
             ASSERT_DOUBLE_EQ(tree.distanceTo(q), nearest) << vCloud.size() << " points, " << q;
         }
     }
+}
+
+TEST(PointTree, isFastWhenAllPointsAreFarOffOrAtOnePlace) {
+    Scan scan(12);
+    const Points vPlane = scan.plane(100000), vQuery = scan.plane(100000);
+    const Points vEqual(100000, Point3(0.5, 0.5, 0.5));
+    const auto seconds = [&](const Points& vCloud, double height) {
+        const auto start = std::chrono::steady_clock::now();
+        const PointTree tree(vCloud);
+        double most = 0.0;
+        for (const Point3& p : vQuery)
+            most = std::max(most, tree.distanceTo(p + Vector3(0.0, 0.0, height)));
+        EXPECT_GE(most, height - 1.0);
+        return std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
+    };
+    const double near = seconds(vPlane, 0.0);
+    EXPECT_LT(seconds(vPlane, 10.0), 20.0 * near);
+    EXPECT_LT(seconds(vEqual, 10.0), 20.0 * near);
 }
 
 TEST(CloudDistances, areThoseOfTheVertices) {

@@ -2,8 +2,10 @@
 #include <gtest/gtest.h>
 #include <sys/wait.h>
 
+#include <algorithm>
 #include <cmath>
 #include <cstdlib>
+#include <filesystem>
 #include <vector>
 
 #include "kel.h"
@@ -68,7 +70,7 @@ TEST_F(ProgramTest, makesAMeshOfAScan) {
             const Outcome outcome = run("reconstruct scan.bin " + mesh + " --json report.json " + options);
             EXPECT_EQ(outcome.status, 0) << mesh << options << outcome.err;
             EXPECT_EQ(countIn(outcome.out, "\n"), options == "--quiet" ? 0 : 1) << outcome.out;
-            EXPECT_EQ(options == "--quiet", outcome.err.empty()) << outcome.err;
+            EXPECT_TRUE(options != "--quiet" || outcome.err.empty()) << outcome.err;
             EXPECT_GT(folder.read(mesh).size(), 10000u) << mesh << options;
             const std::string report = folder.read("report.json");
             for (const char* part : {"\"points\": 20000", "\"read\": ", "\"reconstruct\": ", "\"write\": ",
@@ -116,6 +118,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "reconstruct scan.bin .",
                                              "reconstruct scan.bin scan.bin",
                                              "reconstruct scan.bin o.ply --json o.ply",
+                                             "reconstruct scan.bin o.ply --json $PWD/o.ply",
                                              "reconstruct scan.bin o.ply --json none/r.json",
                                              "reconstruct copy.xyz o.ply --json copy.xyz",
                                              "reconstruct none.xyz o.ply",
@@ -167,6 +170,46 @@ TEST_F(ProgramTest, leavesAnOlderMeshAloneWhenItFails) {
     EXPECT_EQ(folder.read("mesh.obj"), "older");
 }
 
+TEST_F(ProgramTest, writesThroughLinksAndKeepsPermissions) {
+    namespace fs = std::filesystem;
+    const auto mode = fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read;
+    scan("sphere --points 2000");
+    fs::create_symlink("/dev/full", folder.path("full.obj"));
+    for (const std::string name : {"mesh.obj", "report.json"}) {
+        folder.write("real " + name, "older");
+        fs::permissions(folder.path("real " + name), mode);
+        fs::create_symlink("real " + name, folder.path(name));
+    }
+    const std::size_t numFiles = folder.numFiles();
+    EXPECT_EQ(run("reconstruct scan.bin full.obj --quiet").status, 1);
+    EXPECT_EQ(run("reconstruct scan.bin mesh.obj --quiet --json report.json").status, 0);
+    EXPECT_EQ(run("reconstruct scan.bin mesh.obj --quiet --json 'real report.json'").status, 0);
+    for (const std::string name : {"mesh.obj", "report.json"}) {
+        EXPECT_TRUE(fs::is_symlink(folder.path(name)));
+        EXPECT_GT(folder.read(name).size(), 100u);
+        EXPECT_EQ(fs::status(folder.path("real " + name)).permissions(), mode);
+    }
+    EXPECT_EQ(folder.numFiles(), numFiles);
+}
+
+TEST_F(ProgramTest, reportsTheMeshThatTheFileHolds) {
+    const auto meshOf = [&](const std::string& name) {
+        const std::string report = folder.read(name);
+        return report.substr(std::min(report.size(), report.find("\"mesh\": ")));
+    };
+    std::vector<Point3> vPoints = scan("plane --points 20000");
+    for (const bool bFar : {false, true}) {
+        for (Point3& p : vPoints)
+            p = p + (bFar ? Vector3(3e5, 4e5, 0.0) : Vector3());  // as far as a float resolves a fiftieth
+        writePoints_BIN(folder.path("scan.bin").c_str(), vPoints);
+        const Outcome outcome = run("reconstruct scan.bin mesh.ply --json report.json");
+        EXPECT_EQ(countIn(outcome.err, "kel: warning: Single precision"), bFar ? 1 : 0) << outcome.err;
+        ASSERT_EQ(run("info mesh.ply --json info.json").status, 0);
+        EXPECT_EQ(meshOf("report.json"), meshOf("info.json"));
+        EXPECT_GT(meshOf("info.json").size(), 100u);
+    }
+}
+
 TEST_F(ProgramTest, failsWhenStandardOutputIsFull) {
     folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
     EXPECT_EQ(run("spacing good.xyz").status, 0);
@@ -194,6 +237,16 @@ TEST_F(ProgramTest, tellsHowGoodAMeshIs) {
     EXPECT_EQ(countIn(run("info mesh.stl").out, "distance"), 0);
 }
 
+TEST_F(ProgramTest, saysWhatItLeavesOutOfAMesh) {
+    std::vector<Point3> vPoints = {{0, 0, 0}, {1, std::nan(""), 0}, {2, 0, 0}};
+    writePoints_BIN(folder.path("some.bin").c_str(), vPoints);
+    folder.write("point.stl", "outer loop\nvertex 0 0 0\nvertex 0 0 0\nvertex 0 0 0\nendloop\n");
+    const Outcome outcome = run("info point.stl --reference some.bin --json report.json");
+    EXPECT_EQ(countIn(outcome.out, "points left out           1 "), 1) << outcome.out;
+    EXPECT_EQ(countIn(folder.read("report.json"), "\"points\": 2"), 1);
+    EXPECT_EQ(countIn(outcome.out, "average edge length"), 0) << outcome.out;
+}
+
 TEST_F(ProgramTest, printsTheSpacingAlone) {
     std::vector<Point3> vPoints = scan("plane --points 10000 --seed 2");
     const CoutSilence silence;
@@ -201,6 +254,9 @@ TEST_F(ProgramTest, printsTheSpacingAlone) {
     EXPECT_EQ(outcome.status, 0);
     EXPECT_EQ(std::strtod(outcome.out.c_str(), nullptr), estimateAvgSpacing(vPoints));
     EXPECT_EQ(countIn(outcome.out, "\n"), 1);
+    EXPECT_EQ(countIn(outcome.err, "warning"), 0) << outcome.err;
+    folder.write("one.xyz", "3 4 5\n3 4 5\n");
+    EXPECT_EQ(countIn(run("spacing one.xyz").err, "kel: warning: All points"), 1);
 }
 
 TEST_F(ProgramTest, scansTheShapeThatItNames) {
@@ -228,6 +284,19 @@ TEST_F(ProgramTest, scansEvenly) {
     for (const Point3& p : scan("torus --points 10000"))
         numOuter += std::hypot(p.x(), p.y()) > 1.0 ? 1.0 : 0.0;
     EXPECT_NEAR(numOuter, 10000.0 * (0.5 + 0.4 / 3.14159265), 20.0);
+    // Rings round the missing patches, of one area though these aren't.
+    const std::vector<Vector3> vAxes = {{1, 0, 0}, {0, 1, 0}, {0, 0, 1}, {-1, 0, 0}, {0, -1, 0}, {0, 0, -1}};
+    std::vector<double> vRing(vAxes.size());
+    double whole = 2.0;  // areas as heights of zones: the sphere has that of its diameter
+    for (const Point3& p : scan("patches --points 50000"))
+        for (std::size_t i = 0; i < vAxes.size(); ++i) {
+            const double depth = std::cos(0.05 * static_cast<double>(i + 1)) - (p - Point3()) * vAxes[i];
+            vRing[i] += depth < 0.08 ? 1.0 : 0.0;
+        }
+    for (std::size_t i = 0; i < vAxes.size(); ++i)
+        whole -= 1.0 - std::cos(0.05 * static_cast<double>(i + 1));
+    for (const double count : vRing)
+        EXPECT_NEAR(count, 50000.0 * 0.08 / whole, 30.0);
 }
 
 TEST_F(ProgramTest, movesPointsByTheNoiseAlongTheNormal) {

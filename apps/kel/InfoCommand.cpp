@@ -1,5 +1,7 @@
+#include <algorithm>
 #include <memory>
 #include <sstream>
+#include <utility>
 
 #include "MeshAnalysis.h"
 #include "commands.h"
@@ -30,7 +32,7 @@ void printMesh(const MeshFigures& f) {
     if (f.numNotFinite > 0) printFigure("triangles left out", f.numNotFinite, " (a coordinate isn't finite)");
     printFigure("edges by degree", "1: ", f.vNumEdges[0], ", 2: ", f.vNumEdges[1], ", 3: ", f.vNumEdges[2],
                 ", 4: ", f.vNumEdges[3], ", more: ", f.vNumEdges[4]);
-    printFigure("average edge length", f.averageEdgeLength);
+    if (f.numEdges() > 0) printFigure("average edge length", f.averageEdgeLength);
     printFigure("orientation conflicts", f.numOrientationConflicts);
     printFigure("components", f.numComponents, " (", f.numPieces, " joined by edges)");
     printFigure("Euler characteristic", f.eulerCharacteristic);
@@ -39,17 +41,26 @@ void printMesh(const MeshFigures& f) {
     if (f.numOutward + f.numInward > 0) printFigure("volume", f.volume);
 }
 
-void printDistances(const CloudDistances& d) {
-    printFigure("distance to the points", "max ", d.max, ", mean ", d.mean, ", 99% within ", d.quantile99);
-    printFigure("within an average edge", 100.0 * d.shareWithinAverageEdge, "% of the vertices");
-    if (d.within) printFigure("within the given length", 100.0 * *d.shareWithinAsked, "% of the vertices");
+/// 100 only for all of them, however many they are.
+double percent(double share) {
+    constexpr double MOST = 99.9999;  // the last number below 100 that is printed
+    return share < 1.0 ? std::min(100.0 * share, MOST) : 100.0;
 }
 
-/// The reference's points; those that aren't finite are left out and counted in the report.
+void printDistances(const CloudDistances& d, std::size_t numNotFinite) {
+    if (numNotFinite > 0) printFigure("points left out", numNotFinite, " (a coordinate isn't finite)");
+    printFigure("distance to the points", "max ", d.max, ", mean ", d.mean, ", 99% within ", d.quantile99);
+    printFigure("within an average edge", percent(d.shareWithinAverageEdge), "% of the vertices");
+    if (d.within) printFigure("within the given length", percent(*d.shareWithinAsked), "% of the vertices");
+}
+
+/// The reference's points; those that aren't finite are left out and counted.
 std::vector<Point3> readReference(const std::string& filename, Program& program) {
     std::vector<Point3> vCloud = program.readPoints(filename, "reference");
-    program.report()["reference"]["notFinite"] = std::erase_if(vCloud, [](const Point3& p) { return !isFinite(p); });
+    const std::size_t numNotFinite = std::erase_if(vCloud, [](const Point3& p) { return !isFinite(p); });
     if (vCloud.empty()) throw Failure("There is no point with finite coordinates in " + filename);
+    program.report()["reference"]["points"] = vCloud.size();
+    program.report()["reference"]["notFinite"] = numNotFinite;
     return vCloud;
 }
 
@@ -59,7 +70,9 @@ void info(const InfoOptions& options, Program& program) {
     if (bReference) Program::requirePointInput(options.reference);
     program.requireReport({options.mesh, options.reference});
 
-    const IndexedTriangles mesh = unifiedCorners(program.readTriangles(options.mesh));
+    std::vector<Point3> vCorners = program.readTriangles(options.mesh);
+    IndexedTriangles mesh;
+    program.step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
     if (mesh.vTriangles.empty()) throw Failure("There is no triangle with finite coordinates in " + options.mesh);
     const std::vector<Point3> vCloud = bReference ? readReference(options.reference, program) : std::vector<Point3>();
 
@@ -74,7 +87,7 @@ void info(const InfoOptions& options, Program& program) {
     program.step("measure",
                  [&] { distances = measureDistances(mesh.vVertices, vCloud, figures.averageEdgeLength, within); });
     program.report()["distances"] = distances.toJson();
-    printDistances(distances);
+    printDistances(distances, program.report()["reference"]["notFinite"]);
 }
 
 }  // namespace

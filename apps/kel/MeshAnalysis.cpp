@@ -93,6 +93,7 @@ struct Side {
     Index highVertex() const { return static_cast<Index>(edge); }
     Index triangle() const { return corner / 3; }
     Index endCorner() const { return corner % 3 == 2 ? corner - 2 : corner + 1; }
+    Index oppositeCorner() const { return corner % 3 == 0 ? corner + 2 : corner - 1; }
     bool operator<(const Side& s) const { return edge != s.edge ? edge < s.edge : corner < s.corner; }
 };
 using Sides = std::span<const Side>;
@@ -101,10 +102,15 @@ bool hasEqualCorners(const Triangle& t) {
     return t[0] == t[1] || t[1] == t[2] || t[2] == t[0];
 }
 
+/// Of any size: the square of a component may leave the range of doubles.
+double lengthOf(const Vector3& v) {
+    return std::hypot(v.x(), v.y(), v.z());
+}
+
 /// Scaled by the longest side first, so that the size of the mesh doesn't count.
 bool isFlat(const Point3& a, const Point3& b, const Point3& c) {
     constexpr double LEAST_HEIGHT = 1e-6;  // coordinates in single precision hide anything less
-    const double longest = std::max({(b - a).length(), (c - b).length(), (a - c).length()});
+    const double longest = std::max({lengthOf(b - a), lengthOf(c - b), lengthOf(a - c)});
     return !(crossProduct((b - a) / longest, (c - a) / longest).length() > LEAST_HEIGHT);
 }
 
@@ -154,13 +160,28 @@ private:
     std::vector<Side> vSides;  // sorted: the sides of an edge stand together
 };
 
+/// First by the lower vertex, counted: what is left to sort are the few sides at one vertex.
 void Topology::sortSides() {
-    vSides.reserve(3 * vTriangles.size());
-    for (Index corner = 0; corner < 3 * vTriangles.size(); ++corner) {
+    const auto sideAt = [&](Index corner) {
         const auto [low, high] = std::minmax({vertexOf(corner), vertexOf(Side{0, corner}.endCorner())});
-        vSides.push_back({static_cast<std::uint64_t>(low) << 32 | high, corner});
+        return Side{static_cast<std::uint64_t>(low) << 32 | high, corner};
+    };
+    const auto numSides = static_cast<Index>(3 * vTriangles.size());
+    std::vector<Index> vEnd(vVertices.size() + 1);  // of the sides at each vertex; until they are placed, their begin
+    for (Index corner = 0; corner < numSides; ++corner)
+        ++vEnd[sideAt(corner).lowVertex() + 1];
+    std::partial_sum(vEnd.begin(), vEnd.end(), vEnd.begin());
+    vSides.resize(numSides);
+    for (Index corner = 0; corner < numSides; ++corner) {
+        const Side side = sideAt(corner);
+        vSides[vEnd[side.lowVertex()]++] = side;
     }
-    std::sort(vSides.begin(), vSides.end());
+    auto begin = vSides.begin();
+    for (std::size_t vertex = 0; vertex < vVertices.size(); ++vertex) {
+        const auto end = vSides.begin() + vEnd[vertex];
+        std::sort(begin, end);
+        begin = end;
+    }
 }
 
 template <typename Visit>
@@ -172,12 +193,19 @@ void Topology::forEachEdge(Visit&& visit) const {
     }
 }
 
+/// Each triangle is looked at along the edge of its two lower vertices.
 void Topology::countDuplicates(MeshFigures& figures) const {
-    std::vector<Triangle> vSorted = vTriangles;
-    for (Triangle& t : vSorted)
-        std::sort(t.begin(), t.end());
-    std::sort(vSorted.begin(), vSorted.end());
-    figures.numDuplicates = static_cast<std::size_t>(vSorted.end() - std::unique(vSorted.begin(), vSorted.end()));
+    std::vector<Index> vHighest;
+    forEachEdge([&](Sides sides) {
+        if (sides.size() == 1) return;
+        vHighest.clear();
+        for (const Side& side : sides) {
+            const Index vertex = vertexOf(side.oppositeCorner());
+            if (vertex > side.highVertex()) vHighest.push_back(vertex);
+        }
+        std::sort(vHighest.begin(), vHighest.end());
+        figures.numDuplicates += static_cast<std::size_t>(vHighest.end() - std::unique(vHighest.begin(), vHighest.end()));
+    });
 }
 
 void Topology::measureEdges(MeshFigures& figures) const {
@@ -186,7 +214,7 @@ void Topology::measureEdges(MeshFigures& figures) const {
         ++figures.vNumEdges[std::min(sides.size(), MeshFigures::NUM_DEGREES) - 1];
         const bool bConflict = sides.size() == 2 && isForward(sides[0]) == isForward(sides[1]);
         if (bConflict) ++figures.numOrientationConflicts;
-        sum += (vVertices[sides[0].highVertex()] - vVertices[sides[0].lowVertex()]).length();
+        sum += lengthOf(vVertices[sides[0].highVertex()] - vVertices[sides[0].lowVertex()]);
     });
     const std::size_t numEdges = figures.numEdges();
     if (numEdges > 0) figures.averageEdgeLength = sum / static_cast<double>(numEdges);
@@ -277,6 +305,26 @@ void Topology::addVolumes(Sets& pieces, std::vector<Piece>& vPiece) const {
     }
 }
 
+/// placeOf: of each corner. At most maxPlaces of them differ.
+template <typename PlaceOf>
+IndexedTriangles unified(std::size_t numCorners, std::size_t maxPlaces, const PlaceOf& placeOf) {
+    if (numCorners >= NONE) throw std::length_error("The mesh has too many triangles");
+    IndexedTriangles mesh;
+    mesh.vTriangles.reserve(numCorners / 3);
+    PlaceNumbers numbers(maxPlaces, mesh.vVertices);
+    for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
+        if (!isFinite(placeOf(i)) || !isFinite(placeOf(i + 1)) || !isFinite(placeOf(i + 2))) {
+            ++mesh.numNotFinite;
+            continue;
+        }
+        Triangle t;
+        for (std::size_t k = 0; k < 3; ++k)
+            t[k] = numbers.numberOf(placeOf(i + k));
+        mesh.vTriangles.push_back(t);
+    }
+    return mesh;
+}
+
 double shareBelow(const std::vector<double>& vDistance, double limit) {
     const auto count = std::count_if(vDistance.begin(), vDistance.end(), [=](double d) { return d <= limit; });
     return static_cast<double>(count) / static_cast<double>(vDistance.size());
@@ -289,21 +337,12 @@ bool isFinite(const Point3& p) {
 }
 
 IndexedTriangles unifiedCorners(const std::vector<Point3>& vCorners) {
-    if (vCorners.size() >= NONE) throw std::length_error("The mesh has too many triangles");
-    IndexedTriangles mesh;
-    mesh.vTriangles.reserve(vCorners.size() / 3);
-    PlaceNumbers numbers(vCorners.size(), mesh.vVertices);
-    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
-        if (!isFinite(vCorners[i]) || !isFinite(vCorners[i + 1]) || !isFinite(vCorners[i + 2])) {
-            ++mesh.numNotFinite;
-            continue;
-        }
-        Triangle t;
-        for (std::size_t k = 0; k < 3; ++k)
-            t[k] = numbers.numberOf(vCorners[i + k]);
-        mesh.vTriangles.push_back(t);
-    }
-    return mesh;
+    return unified(vCorners.size(), vCorners.size(), [&](std::size_t i) -> const Point3& { return vCorners[i]; });
+}
+
+IndexedTriangles unifiedVertices(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices) {
+    return unified(vIndices.size(), vVertices.size(),
+                   [&](std::size_t i) -> const Point3& { return vVertices[static_cast<std::size_t>(vIndices[i])]; });
 }
 
 MeshFigures measureMesh(const IndexedTriangles& mesh) {

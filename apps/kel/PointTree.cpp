@@ -18,61 +18,73 @@ std::size_t middle(std::size_t begin, std::size_t end) {
 
 }  // namespace
 
-PointTree::PointTree(const std::vector<Point3>& vPoints) : vAxis(vPoints.size()) {
+PointTree::PointTree(const std::vector<Point3>& vPoints) {
     vPlace.reserve(vPoints.size());
     for (const Point3& p : vPoints)
         vPlace.push_back(placeOf(p));
-    build(0, vPlace.size());
+    build(0, 0, vPlace.size());
 }
 
 double PointTree::distanceTo(const Point3& p) const {
     double nearest = std::numeric_limits<double>::infinity();
-    search(0, vPlace.size(), placeOf(p), Place{}, nearest);
+    search(0, 0, vPlace.size(), placeOf(p), nearest);
     return std::sqrt(nearest);
 }
 
-void PointTree::build(std::size_t begin, std::size_t end) {
-    if (end - begin <= LEAF_SIZE) return;
-    const std::size_t mid = middle(begin, end);
-    const std::uint8_t axis = widestAxis(begin, end);
-    const auto at = [&](std::size_t i) { return vPlace.begin() + static_cast<std::ptrdiff_t>(i); };
-    std::nth_element(at(begin), at(mid), at(end), [axis](const Place& a, const Place& b) { return a[axis] < b[axis]; });
-    vAxis[mid] = axis;
-    build(begin, mid);
-    build(mid + 1, end);
+/// 0.0 inside.
+double PointTree::sqDistance(const Place& p, const Box& box) {
+    Place toBox;
+    for (std::size_t k = 0; k < 3; ++k)
+        toBox[k] = std::max(0.0, std::max(box.low[k] - p[k], p[k] - box.high[k]));
+    return sqLength(toBox);
 }
 
-std::uint8_t PointTree::widestAxis(std::size_t begin, std::size_t end) const {
-    Place low = vPlace[begin];
-    Place high = low;
+PointTree::Box PointTree::boxOf(std::size_t begin, std::size_t end) const {
+    Box box{vPlace[begin], vPlace[begin]};
     for (std::size_t i = begin; i < end; ++i) {
         for (std::size_t k = 0; k < 3; ++k) {
-            low[k] = std::min(low[k], vPlace[i][k]);
-            high[k] = std::max(high[k], vPlace[i][k]);
+            box.low[k] = std::min(box.low[k], vPlace[i][k]);
+            box.high[k] = std::max(box.high[k], vPlace[i][k]);
         }
     }
-    const Place width = {high[0] - low[0], high[1] - low[1], high[2] - low[2]};
-    return static_cast<std::uint8_t>(std::max_element(width.begin(), width.end()) - width.begin());
+    return box;
 }
 
-/// toBox: from p to the box of the range, along each axis. nearest: the square of the least distance so far.
-void PointTree::search(std::size_t begin, std::size_t end, const Place& p, const Place& toBox, double& nearest) const {
-    const auto visit = [&](const Place& place) {
-        nearest = std::min(nearest, sqLength({place[0] - p[0], place[1] - p[1], place[2] - p[2]}));
-    };
+void PointTree::build(std::size_t node, std::size_t begin, std::size_t end) {
+    if (vBox.size() <= node) vBox.resize(node + 1);
+    const Box box = vBox[node] = boxOf(begin, end);
+    if (end - begin <= LEAF_SIZE) return;
+    const Place width = {box.high[0] - box.low[0], box.high[1] - box.low[1], box.high[2] - box.low[2]};
+    const auto axis = static_cast<std::size_t>(std::max_element(width.begin(), width.end()) - width.begin());
+    const std::size_t mid = middle(begin, end);
+    const auto at = [&](std::size_t i) { return vPlace.begin() + static_cast<std::ptrdiff_t>(i); };
+    std::nth_element(at(begin), at(mid), at(end), [axis](const Place& a, const Place& b) { return a[axis] < b[axis]; });
+    build(2 * node + 1, begin, mid);
+    build(2 * node + 2, mid, end);
+}
+
+/// nearest: the square of the least distance so far. A box that is no nearer holds nothing new: of points at one place, or
+/// at one distance, the first is enough.
+void PointTree::search(std::size_t node, std::size_t begin, std::size_t end, const Place& p, double& nearest) const {
     if (end - begin <= LEAF_SIZE) {
         for (std::size_t i = begin; i < end; ++i)
-            visit(vPlace[i]);
+            nearest = std::min(nearest, sqLength({vPlace[i][0] - p[0], vPlace[i][1] - p[1], vPlace[i][2] - p[2]}));
         return;
     }
     const std::size_t mid = middle(begin, end);
-    const std::uint8_t axis = vAxis[mid];
-    const double toPlane = vPlace[mid][axis] - p[axis];
-    const bool bLowFirst = toPlane > 0.0;
-    Place toFar = toBox;
-    toFar[axis] = toPlane;
-    bLowFirst ? search(begin, mid, p, toBox, nearest) : search(mid + 1, end, p, toBox, nearest);
-    visit(vPlace[mid]);
-    if (sqLength(toFar) >= nearest) return;
-    bLowFirst ? search(mid + 1, end, p, toFar, nearest) : search(begin, mid, p, toFar, nearest);
+    const double toLow = sqDistance(p, vBox[2 * node + 1]);
+    const double toHigh = sqDistance(p, vBox[2 * node + 2]);
+    const auto searchLow = [&] {
+        if (toLow < nearest) search(2 * node + 1, begin, mid, p, nearest);
+    };
+    const auto searchHigh = [&] {
+        if (toHigh < nearest) search(2 * node + 2, mid, end, p, nearest);
+    };
+    if (toHigh < toLow) {
+        searchHigh();
+        searchLow();
+    } else {
+        searchLow();
+        searchHigh();
+    }
 }

@@ -5,9 +5,9 @@
 
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
-#include <fstream>
 #include <iostream>
 #include <optional>
 
@@ -53,9 +53,15 @@ bool isMeshFile(const std::string& filename) {
     return isTriangleFile(filename) || isObj(filename);
 }
 
+/// The whole name with links followed, as far as it exists; empty where it can't be one.
+fs::path targetOf(const std::string& filename) {
+    std::error_code failure;
+    return fs::weakly_canonical(fs::absolute(filename, failure), failure);
+}
+
 bool isSameFile(const std::string& a, const std::string& b) {
     std::error_code noFile;
-    return fs::equivalent(a, b, noFile) || fs::path(a).lexically_normal() == fs::path(b).lexically_normal();
+    return fs::equivalent(a, b, noFile) || targetOf(a) == targetOf(b);
 }
 
 /// Fails where it is plain before any work that a file of that name can't be read. kinds: the text on what isOfKind accepts.
@@ -70,6 +76,9 @@ void requireReadable(const std::string& filename, bool (*isOfKind)(const std::st
 /// Fails where it is plain before any work that a file of that name can't be written.
 void requireWritable(const std::string& filename) {
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
+    if (fs::exists(filename) && access(filename.c_str(), W_OK) != 0)
+        throw Failure("The file " + filename + " can't be written: no permission");
+    if (fs::is_other(filename)) return;  // a device or a pipe: written in place
     const fs::path parent = fs::path(filename).parent_path();
     const fs::path folder = parent.empty() ? fs::path(".") : parent;
     if (!fs::is_directory(folder)) throw Failure("There is no folder " + folder.string());
@@ -83,24 +92,29 @@ double peakMemory() {
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-/// toObj reports nothing. What tells is a file under a name that was free.
-bool writeObj(const std::string& filename, const MeshPtr& pMesh) {
-    const std::string fresh = filename + "." + std::to_string(getpid()) + ".obj";
+/// A whole file or none where the name is free or that of a plain file, which keeps its permissions; a link, a device or a
+/// pipe is written in place.
+bool writeText(const std::string& filename, const std::string& text) {
+    const fs::file_status former = fs::symlink_status(filename);
+    const bool bInPlace = fs::exists(former) && !fs::is_regular_file(former);
+    const std::string fresh = fs::path(filename).replace_filename(".kel-" + std::to_string(getpid()) + ".tmp").string();
+    std::FILE* const pFile = bInPlace ? std::fopen(filename.c_str(), "w") : std::fopen(fresh.c_str(), "wx");
+    if (pFile == nullptr) return false;
+    const bool bWritten = std::fwrite(text.data(), 1, text.size(), pFile) == text.size();
+    const bool bDone = (std::fclose(pFile) == 0) && bWritten;
+    if (bInPlace) return bDone;
     std::error_code failure;
+    if (fs::exists(former)) fs::permissions(fresh, former.permissions(), failure);
+    if (bDone && !failure) fs::rename(fresh, filename, failure);
+    if (bDone && !failure) return true;
     fs::remove(fresh, failure);
-    toObj(pMesh, fresh);
-    fs::rename(fresh, filename, failure);
-    return !failure;
+    return false;
 }
 
-std::vector<Point3> cornersOf(const Mesh& mesh) {
-    std::vector<Point3*> vPointers;
-    mesh.getTriangles(vPointers);
-    std::vector<Point3> vCorners;
-    vCorners.reserve(vPointers.size());
-    for (const Point3* p : vPointers)
-        vCorners.push_back(*p);
-    return vCorners;
+/// As a file of that name holds it: a .ply in single precision, the text formats in enough digits to be taken as exact.
+Point3 placeInFile(const Point3& p, const std::string& filename) {
+    const auto single = [](double value) { return static_cast<double>(static_cast<float>(value)); };
+    return getFileType(filename) == FT_PLY ? Point3(single(p.x()), single(p.y()), single(p.z())) : p;
 }
 
 std::string figuresText(const MeshFigures& figures) {
@@ -168,17 +182,19 @@ void Program::step(const std::string& name, const std::function<void()>& work) {
     }
 }
 
-void Program::fileStep(const std::string& name, const std::string& failure, const std::function<bool()>& work) {
+void Program::fileStep(const std::string& name, const std::string& failure,
+                       const std::function<bool(const LibraryText&)>& work) {
     LibraryText text(LibraryText::Mode::HELD, bQuiet);
     bool bDone = false;
-    noteTime(name, [&] { bDone = work(); });
+    noteTime(name, [&] { bDone = work(text); });
     if (!bDone) throw Failure(failure + (text.lastWords().empty() ? "" : ": " + text.lastWords()));
     text.release();
 }
 
 std::vector<Point3> Program::readPoints(std::string filename, const std::string& role) {
     std::vector<Point3> vPoints;
-    fileStep("read", "Can't read points from " + filename, [&] { return readPoints_auto(filename, vPoints); });
+    fileStep("read", "Can't read points from " + filename,
+             [&](const LibraryText&) { return readPoints_auto(filename, vPoints); });
     if (vPoints.empty()) throw Failure("There is no point in " + filename);
     json[role] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
@@ -186,7 +202,7 @@ std::vector<Point3> Program::readPoints(std::string filename, const std::string&
 
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
-    fileStep("read", "Can't read triangles from " + filename, [&] {
+    fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
         return getFileType(filename) == FT_STL ? readSTL_ASCII(filename.c_str(), vCorners)
                                                : readPly(filename.c_str(), false, vCorners);
     });
@@ -197,24 +213,47 @@ std::vector<Point3> Program::readTriangles(const std::string& filename) {
 
 void Program::writePoints(std::string filename, std::vector<Point3>& vPoints) {
     constexpr int EXACT_DIGITS = 17;
-    fileStep("write", "Can't write " + filename, [&] {
+    fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         return getFileType(filename) == FT_ASCII ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
                                                  : writePoints_auto(filename, vPoints, false);
     });
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh) {
-    fileStep("write", "Can't write " + filename,
-             [&] { return isObj(filename) ? writeObj(filename, pMesh) : writeMesh_auto(filename, pMesh, false); });
+    fileStep("write", "Can't write " + filename, [&](const LibraryText& text) {
+        if (!isObj(filename)) return writeMesh_auto(filename, pMesh, false);
+        toObj(pMesh, filename);
+        return text.lastWords().rfind("Can't", 0) != 0;  // its last words are all that it reports
+    });
     json["output"] = {{"file", filename}};
-    if (bQuiet && jsonFile.empty()) return;  // nobody asks for the figures
-    const MeshFigures figures = measureMesh(unifiedCorners(cornersOf(*pMesh)));
+    if (!bQuiet || !jsonFile.empty()) measureFile(filename, *pMesh);  // else nobody asks for the figures
+}
+
+void Program::measureFile(const std::string& filename, Mesh& mesh) {
+    std::vector<Point3*> vPointers;
+    MeshFigures figures;
+    step("measure", [&] {
+        std::vector<int> vIndices;
+        mesh.getVertexIndexData(vPointers, vIndices);
+        std::vector<Point3> vVertices;
+        vVertices.reserve(vPointers.size());
+        for (const Point3* p : vPointers)
+            vVertices.push_back(placeInFile(*p, filename));
+        figures = measureMesh(unifiedVertices(vVertices, vIndices));
+    });
     json["mesh"] = figures.toJson();
+    if (figures.numVertices < vPointers.size() && getFileType(filename) == FT_PLY)
+        warn("Single precision, which " + filename + " holds, leaves " + std::to_string(figures.numVertices) + " of " +
+             std::to_string(vPointers.size()) + " vertices apart: write .obj or .stl, or move the points to the origin");
     say(filename + ": " + figuresText(figures));
 }
 
 void Program::say(const std::string& line) const {
     if (!bQuiet) print(line);
+}
+
+void Program::warn(const std::string& line) const {
+    if (!bQuiet) std::cerr << "kel: warning: " << line << std::endl;
 }
 
 void Program::print(const std::string& line) {
@@ -225,7 +264,5 @@ void Program::writeReport() {
     if (jsonFile.empty()) return;
     // A file name may hold any bytes, a report only UTF-8.
     const std::string text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
-    std::ofstream out(jsonFile);
-    out << text << "\n";
-    if (!out.flush()) throw Failure("Can't write " + jsonFile);
+    if (!writeText(jsonFile, text + "\n")) throw Failure("Can't write " + jsonFile);
 }

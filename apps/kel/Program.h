@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+class LibraryText;
+
 /// What ends a command: printed as one line on standard error, exit status 1.
 class Failure : public std::runtime_error {
 public:
@@ -47,13 +49,15 @@ public:
     /// The triangles of a file, three corners each; fails when it can't be read or holds none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints);
-    /// Writes a mesh and notes its figures.
+    /// Writes a mesh, notes the figures of what the file holds, and warns when rounding cost it vertices.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
 
     /// What --json writes.
     nlohmann::ordered_json& report() { return json; }
     /// A line on standard output, unless --quiet.
     void say(const std::string& line) const;
+    /// A line on standard error, unless --quiet.
+    void warn(const std::string& line) const;
     /// A line on standard output: what the command was asked for.
     static void print(const std::string& line);
     /// Writes the report where --json wants it.
@@ -62,7 +66,8 @@ public:
 private:
     /// A step that says by its result whether it succeeded; it fails with that text and the library's own last words, which
     /// make one line together.
-    void fileStep(const std::string& name, const std::string& failure, const std::function<bool()>& work);
+    void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
+    void measureFile(const std::string& filename, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
 
     bool bQuiet = false;

@@ -45,7 +45,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
         ->check(positiveNumber)
         ->excludes(pFactor);
     command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points first");
-    command.add_option("--grow", pOptions->numGrowSteps, "Steps of gap closing (not built yet: gaps stay open)")
+    command.add_option("--grow", pOptions->numGrowSteps, "Steps of gap closing (not built yet: gaps stay open, with a warning)")
         ->check(CLI::Range(0, 1000));
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { reconstruct(*pOptions, program); });

@@ -1,11 +1,19 @@
+#include <algorithm>
 #include <memory>
 #include <sstream>
 
+#include "MeshAnalysis.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
 
 namespace {
+
+/// Those that aren't finite aside.
+bool isAtOnePlace(const std::vector<Point3>& vPoints) {
+    const auto first = std::find_if(vPoints.begin(), vPoints.end(), isFinite);
+    return std::all_of(first, vPoints.end(), [&](const Point3& p) { return !isFinite(p) || p == *first; });
+}
 
 void estimateSpacing(const std::string& in, Program& program) {
     Program::requirePointInput(in);
@@ -14,6 +22,7 @@ void estimateSpacing(const std::string& in, Program& program) {
     double spacing = -1.0;
     program.step("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });
     if (!(spacing > 0.0)) throw Failure("The points of " + in + " have no spacing");
+    if (isAtOnePlace(vPoints)) program.warn("All points of " + in + " are at one place: their spacing is a mere convention");
     program.report()["spacing"] = spacing;
     std::ostringstream line;
     line.precision(17);  // every double exactly

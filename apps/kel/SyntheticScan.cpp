@@ -1,7 +1,8 @@
 // Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal and
 // the part is about as long as it is wide: a map that stretches would leave gaps between rows of points. The square is
 // filled by an additive sequence with two irrational steps: it covers evenly at every number of points, as a scanner does,
-// without the regularity of a grid. The seed shifts the sequence. Pieces get points in proportion to their area.
+// without the regularity of a grid. The seed shifts the sequence. Pieces are tried in proportion to their area; where a
+// patch is missing, tries that fall into it are made up for on all pieces alike, so that the density is the same everywhere.
 #include "SyntheticScan.h"
 
 #include <cmath>
@@ -167,7 +168,8 @@ Shape doubleWall(double distance) {
     return {vPieces, {2.0, 0.0, 2, 2, 2}};
 }
 
-/// A sphere of radius 1 without six round patches, the first 0.05 wide and each further one 0.05 wider.
+/// A sphere of radius 1 without six round patches. Seen from its centre the radius of the first is 0.05 radians, that of
+/// each further one 0.05 more.
 Shape patchedSphere() {
     const std::vector<Vector3> vAxes = {{1.0, 0.0, 0.0},  {0.0, 1.0, 0.0},  {0.0, 0.0, 1.0},
                                         {-1.0, 0.0, 0.0}, {0.0, -1.0, 0.0}, {0.0, 0.0, -1.0}};
@@ -219,21 +221,24 @@ double fraction(double value) {
     return value - std::floor(value);
 }
 
-/// Fills one piece with numPoints accepted samples.
-void samplePiece(const Piece& piece, std::size_t numPoints, double noise, Chance& chance, std::vector<Point3>& vPoints) {
+/// Where the sequence of a piece stands.
+struct Sequence {
+    double u;
+    double v;
+};
+
+/// Goes on with a piece for numTries samples and appends those that it accepts.
+void samplePiece(const Piece& piece, std::size_t numTries, double noise, Sequence& at, Chance& chance,
+                 std::vector<Point3>& vPoints) {
     // Powers of the inverse of the real root of x^3 = x + 1: the two-dimensional companion of the golden ratio.
     const double stepU = 0.7548776662466927;
     const double stepV = 0.5698402909980532;
-    double u = chance.uniform();
-    double v = chance.uniform();
-    while (numPoints > 0) {
-        u = fraction(u + stepU);
-        v = fraction(v + stepV);
-        const Sample sample = piece.at(u, v);
+    for (; numTries > 0; --numTries) {
+        at = {fraction(at.u + stepU), fraction(at.v + stepV)};
+        const Sample sample = piece.at(at.u, at.v);
         if (!piece.accepts(sample.point)) continue;
         const double shift = noise > 0.0 ? noise * chance.normal() : 0.0;
         vPoints.push_back(sample.point + sample.normal * shift);
-        --numPoints;
     }
 }
 
@@ -251,17 +256,23 @@ ScanTruth makeScan(const ScanRequest& request, std::vector<Point3>& vPoints) {
         wholeArea += piece.area;
 
     Chance chance(request.seed);
-    std::size_t numMade = 0;
-    double areaSoFar = 0.0;
-    vPoints.reserve(vPoints.size() + request.numPoints);
-    for (const Piece& piece : shape.vPieces) {
-        areaSoFar += piece.area;
-        const bool bLast = &piece == &shape.vPieces.back();
-        const auto numUpToHere =
-            bLast ? request.numPoints
-                  : static_cast<std::size_t>(static_cast<double>(request.numPoints) * (areaSoFar / wholeArea));
-        samplePiece(piece, numUpToHere - numMade, request.noise * shape.truth.spacing, chance, vPoints);
-        numMade = numUpToHere;
+    std::vector<Sequence> vSequence;
+    const std::size_t numWanted = vPoints.size() + request.numPoints;
+    vPoints.reserve(numWanted);
+    while (vPoints.size() < numWanted) {
+        const std::size_t numTries = numWanted - vPoints.size();
+        std::size_t numTried = 0;
+        double areaSoFar = 0.0;
+        for (std::size_t i = 0; i < shape.vPieces.size(); ++i) {
+            const Piece& piece = shape.vPieces[i];
+            areaSoFar += piece.area;
+            const bool bLast = i + 1 == shape.vPieces.size();
+            const auto numUpToHere =
+                bLast ? numTries : static_cast<std::size_t>(static_cast<double>(numTries) * (areaSoFar / wholeArea));
+            if (vSequence.size() == i) vSequence.push_back({chance.uniform(), chance.uniform()});
+            samplePiece(piece, numUpToHere - numTried, request.noise * shape.truth.spacing, vSequence[i], chance, vPoints);
+            numTried = numUpToHere;
+        }
     }
     return shape.truth;
 }

@@ -16,7 +16,8 @@ struct ScanTruth {
     int eulerCharacteristic = 0;
 };
 
-/// One scan; the same arguments give the same points on every machine.
+/// One scan; the same arguments give the same points, but for last digits where another mathematical library rounds
+/// otherwise.
 struct ScanRequest {
     std::string shape;  ///< one of scanShapes()
     std::size_t numPoints = 0;
@@ -27,6 +28,6 @@ struct ScanRequest {
 /// The names of the shapes.
 std::vector<std::string> scanShapes();
 
-/// Samples the shape evenly (no two scans of different seeds share a point) and moves each point along the normal.
-/// Appends numPoints points. Throws std::invalid_argument on an unknown shape.
+/// Samples the shape evenly, other points of it for another seed, and moves each point along the normal. Appends numPoints
+/// points. Throws std::invalid_argument on an unknown shape.
 ScanTruth makeScan(const ScanRequest& request, std::vector<TARN_KEL::Point3>& vPoints);

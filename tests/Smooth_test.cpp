@@ -298,19 +298,6 @@ TEST(setNNVs, findsThePlanesOfASphere) {
     }
 }
 
-TEST(setNNVs, givesAFoldItsFeatures) {
-    Stage folded(Scan(2).fold(6000), 0.03);
-    progressForReco();
-    folded.smooth.run(false);
-    std::size_t numOnFold = 0;
-    for (const SNode* pSN : folded.nodes()) {
-        if (!pSN->bFeature) continue;
-        ++numOnFold;
-        EXPECT_LT(std::max(pSN->smoothedPoint.y(), pSN->smoothedPoint.z()), 4.0 * folded.side);
-    }
-    EXPECT_GT(numOnFold, 33U);  // a cell edge is a 33rd of the fold
-}
-
 TEST(setNNVs, mendsUnreliablePlanesFromTheLargestFanDown) {
     const std::vector<Point3> vPoints = Scan(8, 0.06).torus(6000);
     Stage stage(vPoints, 0.07), byHand(vPoints, 0.07);
@@ -407,6 +394,18 @@ TEST(Smooth, judgesANodeByThePlanesOfItsLinks) {
     Star unsure({10.0, 10.0, 10.0, 10.0});
     unsure.nodes[4].area = 1.0;
     EXPECT_FALSE(Stage({}, 0.5).smooth.makeReliableAverage(unsure.centre()));
+}
+
+TEST(estimateNNVatCentroid, wantsAFanOfAFifthOfACellEdgeSquared) {
+    Stage stage({Point3()}, 0.5);
+    Star star({0.0, 0.0});
+    const Vector3 a = star.points[1] - Point3(), b = star.points[2] - Point3();
+    for (const double factor : {0.99, 1.01}) {
+        const double scale = std::sqrt(factor * 0.1 * 0.1 / (0.5 * crossProduct(a, b).length()));
+        star.nodes[1].smoothedPoint = Point3() + a * scale;
+        star.nodes[2].smoothedPoint = Point3() + b * scale;
+        EXPECT_EQ(stage.smooth.estimateNNVatCentroid(star.centre()), factor > 1.0);
+    }
 }
 
 TEST(makeReliableSearch, looksTwoCellsFar) {

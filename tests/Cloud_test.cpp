@@ -9,7 +9,6 @@
 #include <limits>
 #include <map>
 #include <memory>
-#include <ranges>
 
 #include "CloudMgr.h"
 #include "Progress.h"
@@ -276,7 +275,7 @@ TEST(Cloud, keepsTheFirstPointOfEachCell) {
     VRCD vAllRCD;
     pCloud->getRCD2Point(vPoints, vRCDPoint, vAllRCD);
     EXPECT_EQ(vRCDPoint, Cloud::VRCDPoint(mFirst.begin(), mFirst.end()));
-    EXPECT_TRUE(std::ranges::equal(vAllRCD, std::views::keys(mFirst)));
+    EXPECT_TRUE(std::ranges::equal(vAllRCD, vRCDPoint, {}, {}, &Cloud::VRCDPoint::value_type::first));
 }
 
 TEST(Cloud, ordersBundlesByMovedAndCoarsenedCodes) {

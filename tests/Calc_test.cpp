@@ -114,6 +114,8 @@ TEST(Calc, cornersAreTheSumOfTheLevelsToTheLastBit) {
 }
 
 TEST(Calc, conversionsSeeTheLevelsOfTheGridOnly) {
+    expectFailure("numLevels<=MAXLEVELS", [] { Calc(0, 0, 0, 1, 1, 1, 22); });
+    expectFailure("numLevels>=0", [] { Calc(0, 0, 0, 1, 1, 1, -1); });
     Calc calc(1, 2, 3, 8, 16, 32, 3);
     EXPECT_EQ(calc.ccd2rcd(interleave({8 + 1, 16 + 2, 3})), pack({1, 2, 3}));
     EXPECT_EQ(calc.rcd2ccd(pack({8 + 1, 16 + 2, 3})), interleave({1, 2, 3}));
@@ -210,18 +212,12 @@ TEST(Calc, comparesCodesAxisByAxis) {
     expectFailure("result_xor", [] { unitGrid.getNeigType(5, 5); });
 }
 
-TEST(Calc, smallOperationsKeepTheirGuards) {
+TEST(Calc, givesTheTwoOtherAxes) {
     CCD a = 0, b = 0;
     for (const auto& [axis, first, second] : {std::array<CCD, 3>{4, 2, 1}, {2, 4, 1}, {1, 4, 2}}) {
         Calc::getOrthoTribs(axis, a, b);
         EXPECT_TRUE(a == first && b == second) << axis;
     }
-    expectFailure("numLevels<=MAXLEVELS", [] { Calc(0, 0, 0, 1, 1, 1, 22); });
-    expectFailure("numLevels>=0", [] { Calc(0, 0, 0, 1, 1, 1, -1); });
-    for (const int value : {0, 1, 0xa5, 255})
-        EXPECT_EQ(Calc::getNumSet8(value), std::popcount(static_cast<unsigned>(value)));
-    expectFailure("val<256", [] { Calc::getNumSet8(256); });
-    expectFailure("axTriBit<8", [] { unitGrid.sparseToNumber(1, 8); });
     expectFailure("false", [&] { Calc::getOrthoTribs(3, a, b); });
 }
 

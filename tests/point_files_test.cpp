@@ -3,8 +3,8 @@
 #include <signal.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
-#include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <cstring>
 #include <random>
@@ -20,6 +20,7 @@
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
+namespace fs = std::filesystem;
 using Points = std::vector<Point3>;
 
 namespace {
@@ -49,16 +50,17 @@ void expectExtractedLikeAStream(unsigned seed) {
     std::mt19937 random(seed);
     for (int i = 0; i < 20000; ++i) {
         const std::string text = randomText(random, 6);
+        SCOPED_TRACE(text);
         std::istringstream in(text);
         Float expected{}, value{};
         const bool bExpected = static_cast<bool>(in >> expected);
         const char* const behind = extractFloat(text.data(), text.data() + text.size(), value);
-        ASSERT_EQ(behind != nullptr, bExpected) << '[' << text << "] seed " << seed;
+        ASSERT_EQ(behind != nullptr, bExpected);
         if (!bExpected) continue;
         in.clear();
         const std::string rest(std::istreambuf_iterator<char>(in), {});
-        ASSERT_EQ(bytesOf(value), bytesOf(expected)) << '[' << text << ']';
-        ASSERT_EQ(std::string(behind, text.data() + text.size()), rest) << '[' << text << ']';
+        ASSERT_EQ(bytesOf(value), bytesOf(expected));
+        ASSERT_EQ(std::string(behind, text.data() + text.size()), rest);
     }
 }
 
@@ -116,10 +118,9 @@ TEST(TextNumbers, AreReadAndWrittenAsByAStream) {
 }
 
 TEST(FileType, FollowsFromTheEndOfTheName) {
-    const std::vector<std::pair<const char*, int>> CASES{{"a.stl", 0},    {"a.Ply", 1}, {".PLY", 1},  {"a.pLy", 5},
-                                                         {"a.xyz ", 5},   {"a.Asc", 2}, {"a.txt", 2}, {"x/.b/c.BIN", 3},
-                                                         {"abc.list", 4}, {".List", 4}, {"alist", 5}, {"list", 5},
-                                                         {"ply", 5},      {"", 5},      {"a", 5},     {"a.bin.gz", 5}};
+    const std::vector<std::pair<const char*, int>> CASES{
+        {"a.stl", 0},      {"a.Ply", 1}, {".PLY", 1},  {"a.pLy", 5}, {"a.Asc", 2}, {"a.txt", 2}, {"a.xyz ", 5},
+        {"x/.b/c.BIN", 3}, {".List", 4}, {"alist", 5}, {"list", 5},  {"ply", 5},   {"", 5},      {"a.bin.gz", 5}};
     for (const auto& [name, type] : CASES)
         EXPECT_EQ(getFileType(name), type) << name;
 }
@@ -149,18 +150,15 @@ TEST(AsciiPoints, StandAtTheStartOfALineOfAnyLength) {
     EXPECT_EQ(vPoints, (Points{{1, 2, 3}, {7, 8, 9}}));
 }
 
-TEST(AsciiPoints, AreWrittenWithSixDigitsOrAsManyAsAsked) {
+TEST(AsciiPoints, AreWrittenAsByAStream) {
     const TempFolder folder;
+    std::string name = folder.path("a.txt");
+    Points vPoints = SOME_POINTS;
     std::ostringstream expected;
     for (const Point3& p : SOME_POINTS)
         expected << p.x() << ' ' << p.y() << ' ' << p.z() << '\n';
-    std::string name = folder.path("a.txt");
-    Points vPoints = SOME_POINTS, vRead;
     ASSERT_TRUE(writePoints_auto(name, vPoints, false));
     EXPECT_EQ(folder.read("a.txt"), expected.str());
-    ASSERT_TRUE(writePoints_ASCII(name.c_str(), vPoints, 17));
-    ASSERT_TRUE(readPoints_auto(name, vRead));
-    EXPECT_EQ(bytesOf(vRead), bytesOf(vPoints));
 }
 
 TEST(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
@@ -186,64 +184,63 @@ TEST(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
 
 TEST(BinPoints, DontTrustTypeOrCount) {
     const TempFolder folder;
-    Points vPoints;
-    const auto read = [&](const std::string& bytes) {
-        return readPoints_BIN(folder.write("a.bin", bytes).c_str(), vPoints);
-    };
-    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(read(binFile(31, 1, bytesOf(SOME_POINTS)))); }),
-              folder.path("a.bin") + " has wrong filetype31, expected: 30 or 20\n");
-    const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 0.1}});
     const CoutSilence silence;
+    const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 0.1}});
+    const auto read = [&](const std::string& bytes, std::size_t numExpected, bool bExpected = true) {
+        Points vPoints;
+        EXPECT_EQ(readPoints_BIN(folder.write("a.bin", bytes).c_str(), vPoints), bExpected);
+        EXPECT_EQ(vPoints.size(), numExpected);
+        return vPoints;
+    };
+    read(binFile(31, 1, body), 0, false);
     for (const std::uint64_t count : {std::uint64_t{8 * 60 + 1}, std::uint64_t{1} << 60, ~std::uint64_t{0}})
-        EXPECT_FALSE(read(binFile(30, count, body))) << count;
-    EXPECT_EQ(vPoints.size(), 0U);
-    EXPECT_TRUE(read(binFile(30, 3, body.substr(0, 45))));  // one byte of coordinates is no coordinate
-    EXPECT_EQ(vPoints, (Points{{1, 2, 3}, {4, 5, 0}, {0, 0, 0}}));
-    vPoints.clear();
-    EXPECT_TRUE(read(binFile(30, 8 * 60, body)));
-    EXPECT_EQ(vPoints.size(), 480U);
-    vPoints.clear();
-    EXPECT_TRUE(read(binFile(30, 1, body)));
-    EXPECT_EQ(vPoints, (Points{{1, 2, 3}}));
+        read(binFile(30, count, body), 0, false);
+    read(binFile(30, 8 * 60, body), 480);
+    EXPECT_EQ(read(binFile(30, 1, body), 1), (Points{{1, 2, 3}}));
+    // One byte of a coordinate is no coordinate.
+    EXPECT_EQ(read(binFile(30, 3, body.substr(0, 45)), 3), (Points{{1, 2, 3}, {4, 5, 0}, {0, 0, 0}}));
 }
 
 TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
     const TempFolder folder;
     const CoutSilence silence;
-    Points vLoops, vLines;
-    const auto read = [&](const std::string& text, Points& vPoints, Reader reader) {
-        vPoints.clear();
-        return reader(folder.write("a.stl", text).c_str(), vPoints);
-    };
-    EXPECT_TRUE(read(STL, vLoops, readSTL_ASCII));
-    EXPECT_EQ(vLoops, (Points{{1, 2, 3}, {4, 5, 6}, {-7, 8, 9.5}, {1, 1, 1}}));
-    EXPECT_FALSE(read(STL, vLines, readCorners)) << "the line outside has no numbers";
-    EXPECT_TRUE(read("vertex1 2 3\nx vertex 4 5 6", vLines, readCorners));
-    EXPECT_EQ(vLines, (Points{{1, 2, 3}, {4, 5, 6}}));
-    EXPECT_FALSE(read("OUTER LOOP\nVERTEX 1 2 3\nENDLOOP\n", vLoops, readSTL_ASCII));
-    EXPECT_TRUE(vLoops.empty());
-    EXPECT_FALSE(read("outer loop\nvertex 1 2 nan\nendloop\n", vLoops, readSTL_ASCII));
-    const std::string warned = outputOf([&] { EXPECT_FALSE(readSTLTriCorners("/no/such", vLines)); });
-    EXPECT_NE(warned.find("readTriCorners, WARNING: Failed to open /no/such"), std::string::npos) << warned;
+    const struct {
+        Reader reader;
+        std::string text;
+        Points vExpected;  // none: the reader says no
+    } table[] = {{readSTL_ASCII, STL, {{1, 2, 3}, {4, 5, 6}, {-7, 8, 9.5}, {1, 1, 1}}},
+                 {readSTL_ASCII, "OUTER LOOP\nVERTEX 1 2 3\nENDLOOP\n", {}},
+                 {readSTL_ASCII, "outer loop\nvertex 1 2 nan\nendloop\n", {}},
+                 {readCorners, "vertex1 2 3\nx vertex 4 5 6", {{1, 2, 3}, {4, 5, 6}}}};
+    for (const auto& [reader, text, vExpected] : table) {
+        Points vPoints;
+        EXPECT_EQ(reader(folder.write("a.stl", text).c_str(), vPoints), !vExpected.empty()) << text;
+        EXPECT_EQ(vPoints, vExpected) << text;
+    }
+    Points vPoints;
+    EXPECT_FALSE(readCorners(folder.write("a.stl", STL).c_str(), vPoints)) << "the line outside has no numbers";
 }
 
 TEST(Readers, TakeEveryPrefixOfAFile) {
     const TempFolder folder;
     const CoutSilence silence;
-    std::string name = folder.path("17.xyz");
+    const std::string name = folder.path("17.xyz");
     ASSERT_TRUE(writePoints_ASCII(name.c_str(), SOME_POINTS, 17));
     const std::array<std::string, 4> aFile{folder.read("17.xyz"), binFile(30, 3, bytesOf(SOME_POINTS)), STL, STL};
     for (std::size_t i = 0; i < aFile.size(); ++i) {
         Points vWhole;
         READERS[i](folder.write("whole", aFile[i]).c_str(), vWhole);
+        ASSERT_TRUE(i > 1 || bytesOf(vWhole) == bytesOf(SOME_POINTS));
         for (std::size_t length = 0; length < aFile[i].size(); ++length) {
+            SCOPED_TRACE("reader " + std::to_string(i) + ", length " + std::to_string(length));
             Points vPoints;
             const bool bOK = READERS[i](folder.write("part", aFile[i].substr(0, length)).c_str(), vPoints);
-            ASSERT_LE(vPoints.size(), vWhole.size()) << "reader " << i << ", length " << length;
             ASSERT_TRUE(bOK || length < 80 || i > 1);
-            const std::size_t numSure = i == 1 ? (std::max<std::size_t>(length, 12) - 12) / 24 : vPoints.size();
-            for (std::size_t k = 0; k + (i == 1 ? 0 : 1) < numSure; ++k)
-                ASSERT_EQ(vPoints[k], vWhole[k]) << "reader " << i << ", length " << length;
+            ASSERT_LE(vPoints.size(), vWhole.size());
+            // The last one may be cut within; a binary file has zeros for what it lacks.
+            const std::size_t numSure =
+                i == 1 ? (std::max<std::size_t>(length, 12) - 12) / 24 : vPoints.size() - !vPoints.empty();
+            ASSERT_TRUE(std::equal(vPoints.begin(), vPoints.begin() + static_cast<std::ptrdiff_t>(numSure), vWhole.begin()));
         }
     }
 }
@@ -251,20 +248,14 @@ TEST(Readers, TakeEveryPrefixOfAFile) {
 TEST(Readers, RefuseWhatIsNoFile) {
     const TempFolder folder;
     const std::string empty = folder.write("empty", ""), missing = folder.path("missing"), here = folder.path(".");
-    const CoutSilence silence;
-    for (const Reader reader : READERS) {
-        Points vPoints;
+    Points vPoints;
+    for (const Reader reader : READERS)
         for (const std::string& name : {empty, missing, here, std::string(), std::string("/dev/zero")})
             EXPECT_FALSE(outputOf([&] { EXPECT_FALSE(reader(name.c_str(), vPoints)) << name; }).empty()) << name;
-        EXPECT_TRUE(vPoints.empty());
-    }
-    Points vPoints;
-    EXPECT_EQ(outputOf([&] { readPoints_ASCII("/no/a.xyz", vPoints); }), "/no/a.xyz is unreadable\n");
-    EXPECT_EQ(outputOf([&] { readPoints_BIN("/no/a.bin", vPoints); }), "/no/a.bin can't be read\n");
-    EXPECT_EQ(outputOf([&] { readSTL_ASCII("/no/a.stl", vPoints); }), "readSTL(): /no/a.stl is unreadable\n");
+    EXPECT_TRUE(vPoints.empty());
     std::string name = "a.stl";
-    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); }),
-              "Filename extension of [a.stl] is not valid, expected *.ply, *.xyz or *.bin\n");
+    EXPECT_NE(outputOf([&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); }).find("[a.stl] is not valid"),
+              std::string::npos);
 }
 
 TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
@@ -284,22 +275,17 @@ TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
     EXPECT_FALSE(writePoints_ASCII(fifo.c_str(), vPoints));
 }
 
-TEST(Writers, SayWhatTheyUseInstead) {
+TEST(Writers, SayWhatTheyUseInsteadAndWhatTheyCantWrite) {
     const TempFolder folder;
-    const std::filesystem::path before = std::filesystem::current_path();
-    std::filesystem::current_path(folder.path("."));
-    std::string stl = "x.stl", list = "x.list";
-    Points vPoints = SOME_POINTS, vRead;
-    EXPECT_EQ(outputOf([&] { EXPECT_TRUE(writePoints_auto(stl, vPoints, true)); }),
-              "Filename [x.stl] is not valid, using [kel_output_bin.ply] instead\nwritePointsPly, received 3 points\n");
-    EXPECT_EQ(folder.read("kel_output_bin.ply").substr(0, 16), "ply\nformat ascii");
-    EXPECT_NE(outputOf([&] { EXPECT_FALSE(writePoints_auto(list, vPoints, true)); }).find("WARNING"), std::string::npos);
-    EXPECT_EQ(folder.numFiles(), 1U);
-    std::filesystem::current_path(before);
-}
-
-TEST(Writers, ReportWhatTheyCantWrite) {
+    const fs::path before = fs::current_path();
+    fs::current_path(folder.path("."));
+    std::string stl = "x.stl";
     Points vPoints(100000, Point3(1, 2, 3));
+    EXPECT_NE(outputOf([&] { EXPECT_TRUE(writePoints_auto(stl, vPoints, true)); }).find("kel_output_bin.ply"),
+              std::string::npos);
+    EXPECT_EQ(folder.read("kel_output_bin.ply").substr(0, 16), "ply\nformat ascii");
+    EXPECT_EQ(folder.numFiles(), 1U);
+    fs::current_path(before);
     for (const char* name : {"/dev/full", "/no/such/folder/a", "/tmp/", ""}) {
         const std::string line = std::string(name) + " can't be written\n";
         EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePoints_ASCII(name, vPoints)); }), line);
@@ -329,15 +315,12 @@ TEST(AtomicFile, LeavesTheOlderFileUnlessAllWentWell) {
     EXPECT_EQ(folder.numFiles(), 1U) << "the neighbour is removed";
 
     AtomicFile good(name);
-    std::string expected;
-    for (int i = 0; i < 100000; ++i) {
-        good.stream() << i << ' ';
-        expected += std::to_string(i) + ' ';
-        if (i % 1000 == 0) good.write(expected.substr(0, 400)), expected += expected.substr(0, 400);
-    }
+    good.stream() << "by both ";
+    good.write("ways, ");
+    good.stream() << "in turn";
     EXPECT_EQ(folder.read("a"), "old");
     EXPECT_TRUE(good.commit());
-    EXPECT_EQ(folder.read("a"), expected);
+    EXPECT_EQ(folder.read("a"), "by both ways, in turn");
     EXPECT_EQ(folder.numFiles(), 1U);
 }
 
@@ -348,27 +331,23 @@ TEST(AtomicFile, KeepsModesAndLinks) {
         file.write("new");
         return file.commit();
     };
-    const auto modeOf = [&](const char* name) {
-        struct stat info {};
-        ::stat(folder.path(name).c_str(), &info);
-        return info.st_mode & 0777;
-    };
+    const auto modeOf = [&](const char* name) { return static_cast<unsigned>(fs::status(folder.path(name)).permissions()); };
     const mode_t former = ::umask(027);
     EXPECT_TRUE(writeTo("fresh"));
     ::umask(former);
     EXPECT_EQ(modeOf("fresh"), 0640U);
-    ::chmod(folder.path("fresh").c_str(), 0604);
+    fs::permissions(folder.path("fresh"), fs::perms{0604});
     EXPECT_TRUE(writeTo("fresh"));
     EXPECT_EQ(modeOf("fresh"), 0604U);
 
-    std::filesystem::create_directory(folder.path("sub"));
-    std::filesystem::create_symlink("sub/target", folder.path("link"));
+    fs::create_directory(folder.path("sub"));
+    fs::create_symlink("sub/target", folder.path("link"));
     for (const char* when : {"dangling", "existing"}) {
         EXPECT_TRUE(writeTo("link")) << when;
-        EXPECT_TRUE(std::filesystem::is_symlink(folder.path("link"))) << when;
+        EXPECT_TRUE(fs::is_symlink(folder.path("link"))) << when;
         EXPECT_EQ(folder.read("sub/target"), "new") << when;
     }
-    std::filesystem::create_symlink("loop", folder.path("loop"));
+    fs::create_symlink("loop", folder.path("loop"));
     EXPECT_FALSE(writeTo("loop"));
     EXPECT_TRUE(writeTo(std::string(255, 'n').c_str())) << "the longest name";
 }

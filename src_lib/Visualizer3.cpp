@@ -176,7 +176,7 @@ Visualizer3::~Visualizer3() {
 
 bool Visualizer3::openFile(const std::string& filename) {
     open(filename);
-    if (is_open()) return true;
+    if (good()) return true;
     warning("Visualizer3::openFile()", filename + " not writeable");
     return false;
 }

@@ -12,10 +12,6 @@ namespace TARN_KEL {
 
 namespace {
 
-void sayNotBuilt(const std::string& place, const std::string& what) {
-    warning(place, what + " isn't built yet: the mesh stays as it is");
-}
-
 /// The end of a run that a function opened for itself; nothing where it works inside a larger run. When the function throws
 /// the tree of its run goes as well, so that the next one doesn't take it for a larger run.
 class OwnRun {

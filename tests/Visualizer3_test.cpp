@@ -1,0 +1,485 @@
+// Drawings: read back by a small reader of the format, which refuses what isn't well formed, and held against the meshes and
+// cells that were drawn. What isn't authorised leaves no file.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+#include <functional>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "CPatch.h"
+#include "ChainMgr.h"
+#include "Hal.h"
+#include "RemoveDecider_RCD.h"
+#include "Rotx.h"
+#include "Visualizer3.h"
+#include "mesh_writers.h"
+#include "support/TempFolder.h"
+#include "support/capture.h"
+#include "support/coarse.h"
+#include "support/fine.h"
+#include "support/packedCells.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+/// One object of a list. Faces of a surface, or lines, as their points.
+struct Drawn {
+    std::string kind, appearance, color;
+    std::vector<std::vector<Point3>> vParts;
+};
+
+/// The objects of a file; a test failure where it isn't well formed.
+std::vector<Drawn> readList(const std::string& text) {
+    std::istringstream in(text);
+    std::string line;
+    const auto next = [&] {
+        std::getline(in, line);
+        return line;
+    };
+    const auto pointsOf = [&](std::size_t count) {
+        std::vector<Point3> vPoints;
+        double x = 0, y = 0, z = 0;
+        while (count-- > 0 && std::istringstream(next()) >> x >> y >> z)
+            vPoints.emplace_back(x, y, z);
+        return vPoints;
+    };
+    EXPECT_EQ(next(), "LIST");
+    EXPECT_EQ(next(), "{");
+    std::vector<Drawn> vDrawn;
+    while (next().empty() && in) {
+        Drawn& drawn = vDrawn.emplace_back();
+        EXPECT_EQ(next(), "{");
+        drawn.appearance = next();
+        const bool bGroup = next() == "{";
+        drawn.kind = bGroup ? next() : line;
+        std::size_t num0 = 0, num1 = 0, size = 0;
+        std::istringstream(next()) >> num0 >> num1;
+        if (drawn.kind == "OFF") {
+            const std::vector<Point3> vVtx = pointsOf(num0);
+            while (num1-- > 0) {
+                std::istringstream face(next());
+                std::vector<Point3>& vPart = drawn.vParts.emplace_back();
+                std::size_t i = 0;
+                for (face >> size; size > 0 && face >> i; --size)
+                    vPart.push_back(vVtx.at(i));
+                std::getline(face >> std::ws, drawn.color);
+            }
+        } else {
+            std::istringstream sizes(next());
+            for (next(); sizes >> size; num1 -= size)
+                drawn.vParts.push_back(pointsOf(size));
+            EXPECT_EQ(drawn.kind, "VECT");
+            EXPECT_TRUE(drawn.vParts.size() == num0 && num1 == 0);
+            drawn.color = next();
+        }
+        for (int depth = bGroup ? 2 : 1; depth > 0; --depth)
+            EXPECT_EQ(next(), "}");
+    }
+    EXPECT_EQ(line, "}");
+    EXPECT_EQ(next(), "");
+    return vDrawn;
+}
+
+/// What a drawing operation writes, as text.
+template <typename Draw>
+std::string textOf(Draw&& draw) {
+    const TempFolder folder;
+    outputOf([&] { EXPECT_TRUE(writeDrawing(folder.path("a.list"), nullptr, true, draw)); });
+    return folder.read("a.list");
+}
+template <typename Draw>
+std::vector<Drawn> drawnBy(Draw&& draw) {
+    return readList(textOf(draw));
+}
+
+/// Works in a folder of its own, with drawings for debugging let through or not.
+class Workplace {
+public:
+    explicit Workplace(bool bDebug) : before(std::filesystem::current_path()) {
+        std::filesystem::current_path(folder.path("."));
+        Visualizer3::bDebugAuthorized = bDebug;
+    }
+    ~Workplace() {
+        Visualizer3::bDebugAuthorized = false;
+        std::filesystem::current_path(before);
+    }
+    Workplace(const Workplace&) = delete;
+    Workplace& operator=(const Workplace&) = delete;
+    template <typename Draw>
+    std::vector<Drawn> shown(const std::string& name, Draw&& draw) const {
+        EXPECT_EQ(countIn(outputOf(draw), "Writing " + name + "\n"), 1);
+        return readList(folder.read(name));
+    }
+    const TempFolder folder;
+
+private:
+    std::filesystem::path before;
+};
+
+std::size_t numParts(const std::vector<Drawn>& vDrawn, const std::string& kind, const std::string& color) {
+    std::size_t num = 0;
+    for (const Drawn& drawn : vDrawn)
+        if (drawn.kind == kind && drawn.color == color && drawn.appearance.find("linewidth 9") == std::string::npos)
+            num += drawn.vParts.size();
+    return num;
+}
+
+constexpr const char* LIT = "material { backdiffuse 0 0 0 } lighting {ambient 0 0 1 }";
+
+}  // namespace
+
+TEST(Visualizer3, colours) {
+    std::set<std::string> sColor;
+    for (int i = 0; i < 27; ++i)
+        sColor.insert(Visualizer3::getColor(i));
+    EXPECT_EQ(sColor.size(), 27U);
+    const auto colorsAt = [](const std::vector<int>& vIndex) {
+        std::string text;
+        for (const int i : vIndex)
+            text += Visualizer3::getColor(i) + ",";
+        return text;
+    };
+    EXPECT_EQ(colorsAt({0, 18, 26}), "0 0.70 .9 0.5,0.49\t0.99 0.00 0.5,0.96 0.87 0.7 0.5,");
+    EXPECT_EQ(colorsAt({27, 52, 2147483647, -7}), colorsAt({1, 0, 2147483647 % 26, 0}));
+
+    Visualizer3::nextColor = 0;
+    std::vector<std::string> vNext;
+    for (int i = 0; i < 46; ++i)
+        vNext.push_back(Visualizer3::getNextColor());
+    for (const char* poor : {CBLACK, CPURPLE, CLIGHTGRAY, CWHITE})
+        sColor.erase(poor);
+    EXPECT_EQ(std::set<std::string>(vNext.begin(), vNext.begin() + 23), sColor);
+    EXPECT_TRUE(std::equal(vNext.begin(), vNext.begin() + 23, vNext.begin() + 23)) << "a cycle of 23";
+    EXPECT_EQ(vNext[4], CLIGHTBROWN);
+}
+
+TEST(Visualizer3, textByteForByte) {
+    const Point3 a(0, 0.1, 1.0 / 3.0), b(3, 0, 0), c(0, 3e20, -1);
+    const std::string vertices = "0 0.1 0.333333333333333\n3 0 0\n0 3e+20 -1\n";
+    const auto list = [](const std::string& text) { return "LIST\n{\n" + text + "}\n"; };
+    EXPECT_EQ(
+        textOf([&](Visualizer3& v) { v.writeTriangle(a, b, c, CRED); }),
+        list(std::string("\n{\nappearance { +edge ") + LIT + " }\nOFF\n3 1 0\n" + vertices + "3 0 1 2 1 0 0 0.5\n}\n"));
+    const auto frames = [](Visualizer3& v) {
+        v.startList(7, 2, false);
+        v.setBackfaces(false);
+        v.startList(1, 0, true);
+        v.endList();
+    };
+    EXPECT_EQ(textOf(frames), list(std::string("\n{\nappearance { -edge  material ") + LIT +
+                                   " }\nOFF\n7 2 0\n\n{\nappearance { +edge  }\nOFF\n1 0 0\n}\n"));
+    const std::string dots = "VECT\n3 3 1\n1 1 1\n1 0 0\n" + vertices + "1 0 0 0.5\n}\n";
+    const std::vector<Point3> vPoints{a, b, c};
+    const std::vector<Segment3> vSegments{{a, b}};
+    EXPECT_EQ(textOf([&](Visualizer3& v) { v.writePoints(vPoints, 12, CRED); }),
+              list("\n{\nappearance{linewidth 12}\n" + dots));
+    EXPECT_EQ(textOf([&](Visualizer3& v) { v.writeSegments(vSegments, CRED, false); }),
+              list("\n{\nappearance{linewidth 2}\n{\nVECT\n1 2 1\n2\n1\n0 0.1 0.333333333333333\n3 0 0\n1 0 0 0.5\n}\n}\n"));
+    EXPECT_EQ(textOf([](Visualizer3& v) { v.writeSegments(std::vector<Segment3>(), CRED, true); }), list(""));
+    textOf([](Visualizer3& v) {
+        EXPECT_EQ(outputOf([&] { v.writePoints(std::vector<Point3*>(), 3, CRED); }),
+                  "Visualizer3::writePoints: no points\n");
+    });
+}
+
+TEST(Visualizer3, normalsStandOnTheCentroids) {
+    FineMesh mesh(tetrahedron());
+    const auto vDrawn = drawnBy([&](Visualizer3& v) {
+        v.writeTriangles(mesh.vT, CGREEN, true);
+        v.writeTriangles(std::vector<Point3>{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {0, 0, 0}}, CRED, true);  // no area, a rest
+    });
+    ASSERT_EQ(vDrawn.size(), 3U);
+    ASSERT_EQ(vDrawn[1].vParts.size(), 4U);
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::vector<Point3>& vLine = vDrawn[1].vParts[i];
+        const Vector3 normal = vLine[1] - vLine[0];
+        EXPECT_NEAR(normal.length(), 1.0, 1e-12);
+        Vector3 sum;
+        for (const Point3& corner : vDrawn[0].vParts[i]) {
+            EXPECT_NEAR(normal * (corner - vLine[0]), 0.0, 1e-12);
+            sum += corner - vLine[0];
+        }
+        EXPECT_LT(sum.length(), 1e-12);
+        EXPECT_GT(normal * (vLine[0] - Point3(0.5, 0.5, 0.5)), 0.0) << "outward, as the triangles are";
+    }
+    EXPECT_EQ(vDrawn[2].vParts.size(), 1U);
+}
+
+TEST(Visualizer3, failuresAreToldAndNothingThrows) {
+    for (const std::string name : {"/no/such/folder/a.list", ""}) {
+        const std::string text = outputOf([&] {
+            Visualizer3 visualizer(name, nullptr, true);
+            EXPECT_FALSE(visualizer.isValid());
+            visualizer.writePoint(Point3(), 3, CRED);
+            visualizer.writeTriangle(Point3(), Point3(), Point3(), CRED);
+            EXPECT_FALSE(visualizer.closeFile());
+        });
+        EXPECT_EQ(text.find("Writing " + name + "\n"), 0U);
+        EXPECT_EQ(countIn(text, "Visualizer3::openFile(), WARNING: " + name + " not writeable"), 1) << text;
+    }
+    FineMesh fine(sheet(40, 40));
+    Mesh mesh(fine.release());
+    std::vector<Point3> vPoints(1);
+    const TempFolder folder;
+    std::string full = folder.path("full.list");
+    std::filesystem::create_symlink("/dev/full", full);
+    const std::string text = outputOf([&] {
+        EXPECT_FALSE(mesh.writeGeomview_ASCII(full));
+        EXPECT_FALSE(writeList(mesh.getRMesh(), full, true));
+        EXPECT_FALSE(writePoints_auto(full, vPoints, true)) << "what fails when the file is closed";
+    });
+    EXPECT_EQ(countIn(text, "Failed to write " + full), 3) << text;
+    EXPECT_EQ(countIn(reportOf([] { Mesh(nullptr).writeGeomview_ASCII("a.list"); }), conditionFailed("pRMesh!=__null")), 1);
+    EXPECT_EQ(countIn(reportOf([] { findHoles(nullptr); }), conditionFailed("pMesh!=__null")), 1);
+}
+
+// ---- Meshes
+
+TEST(Geomview, ClosedMeshIsASurfaceAndNothingElse) {
+    FineMesh fine(torus(24, 16));
+    std::vector<Point3> vCorners;
+    fine->getTriangleCorners(vCorners);
+    Mesh mesh(fine.release());
+    const TempFolder folder;
+    outputOf([&] {
+        EXPECT_TRUE(mesh.writeGeomview_ASCII(folder.path("m.list")));
+        EXPECT_TRUE(writeList(mesh.getRMesh(), folder.path("l.list"), true));
+    });
+    const auto vDrawn = readList(folder.read("m.list")), vList = readList(folder.read("l.list"));
+    ASSERT_TRUE(vDrawn.size() == 1 && vList.size() == 1);
+    EXPECT_EQ(vDrawn[0].appearance + vDrawn[0].color, std::string("appearance { +edge  }") + CGREEN);
+    EXPECT_EQ(vList[0].appearance + vList[0].color, std::string("appearance { +edge ") + LIT + " }" + CDARKORANGE);
+    EXPECT_EQ(vList[0].vParts, vDrawn[0].vParts);
+    ASSERT_EQ(3 * vDrawn[0].vParts.size(), vCorners.size());
+    for (std::size_t i = 0; i < vCorners.size(); ++i)
+        EXPECT_LT((vDrawn[0].vParts[i / 3][i % 3] - vCorners[i]).length(), 1e-13);
+}
+
+TEST(Geomview, EdgesStandOutByDegree) {
+    // Triangles of chance on few vertices: all degrees from 1 on.
+    std::mt19937 random(11);
+    for (int round = 0; round < 20; ++round) {
+        Soup soup;
+        for (int i = 0; i < 12; ++i)
+            soup.vVtx.emplace_back(i, i * i % 7, i * i * i % 11);
+        for (int i = 0; i < 3 * round; ++i) {
+            const auto pick = [&] { return static_cast<int>(random() % 12); };
+            const std::array<int, 3> t{pick(), pick(), pick()};
+            if (t[0] != t[1] && t[1] != t[2] && t[2] != t[0]) soup.vT.push_back(t);
+        }
+        soup.vT.push_back({0, 1, 2});  // to be killed
+        FineMesh mesh(soup);
+        mesh.kill(static_cast<int>(soup.vT.size()) - 1);
+        soup.vT.pop_back();
+        std::map<std::pair<Point3, Point3>, int> mEdge;
+        for (const auto& t : soup.vT)
+            for (std::size_t k = 0; k < 3; ++k)
+                ++mEdge[std::minmax(*mesh.vtx(t[k]), *mesh.vtx(t[(k + 1) % 3]))];
+        std::map<int, std::multiset<std::pair<Point3, Point3>>> mExpected;
+        for (const auto& [edge, degree] : mEdge)
+            if (degree != 2) mExpected[degree].insert(edge);
+
+        const auto vDrawn = drawnBy([&](Visualizer3& v) { mesh->show(&v, CGREEN, false, true); });
+        ASSERT_EQ(vDrawn.size(), 1 + 2 * mExpected.size());
+        ASSERT_EQ(vDrawn[0].vParts.size(), soup.vT.size());
+        auto itDrawn = vDrawn.begin() + 1;
+        for (const auto& [degree, sEdges] : mExpected) {
+            const Drawn &lines = *itDrawn++, &ends = *itDrawn++;
+            EXPECT_EQ(lines.color, degree == 1 ? CRED : degree == 3 ? CPURPLE : degree == 4 ? CLIGHTBLUE : CPINK);
+            std::multiset<std::pair<Point3, Point3>> sDrawn;
+            for (const auto& vLine : lines.vParts)
+                sDrawn.insert(std::minmax(vLine.at(0), vLine.at(1)));
+            EXPECT_EQ(sDrawn, sEdges);
+            EXPECT_EQ(ends.appearance + ends.color, "appearance{linewidth 9}" + lines.color);
+            EXPECT_EQ(ends.vParts.size(), 2 * sEdges.size());
+        }
+    }
+}
+
+TEST(Geomview, FindHolesDrawsTheBorder) {
+    const Workplace here(false);
+    FineMesh fine(tetrahedron());
+    fine.kill(2);
+    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    const auto vDrawn = here.shown("holes.list", [&] { findHoles(pMesh); });
+    EXPECT_EQ(numParts(vDrawn, "OFF", CWHITE), 3U);
+    EXPECT_EQ(numParts(vDrawn, "VECT", CRED), 6U) << "as an edge of degree 1, and as a border";
+    std::vector<Point3> vPoints{{1, 2, 3}, {4, 5, 6}};
+    std::string name = "p.list";
+    const auto vDots = here.shown(name, [&] { EXPECT_TRUE(writePoints_auto(name, vPoints, true)); });
+    ASSERT_EQ(vDots.size(), 1U);
+    EXPECT_EQ(vDots[0].appearance + vDots[0].color, std::string("appearance{linewidth 10}") + CRED);
+    EXPECT_EQ(vDots[0].vParts, (std::vector<std::vector<Point3>>{{{1, 2, 3}}, {{4, 5, 6}}}));
+}
+
+// ---- Drawings for debugging
+
+namespace {
+
+/// Every drawing that opens a file of its own, by the file's name.
+class Drawings {
+public:
+    Drawings() {
+        sheet.withFin(1, 1);
+        patch.add(sheet.mesh.vAllCT[0]);
+        patch.add(sheet.mesh.vAllCT[1]);
+        patch.setOuterBoundary();
+        mShow = {{"patch.list", [&] { patch.show("patch.list", VT_COARSE, CGREEN); }},
+                 {"mesh.list", [&] { sheet.mesh.debugShow("mesh.list", VT_REAL, CGREEN); }},
+                 {"chain.list", [&] { chains.getChain(0)->show("chain.list", VT_REAL, CGREEN); }},
+                 {"chains.list", [&] { chains.show("chains.list"); }},
+                 {"block.list", [&] { centred().show("block.list"); }},
+                 {"big.list", [&] { centred().showBig("big.list"); }},
+                 {"area.list", [&] { decider.showAliveAreaAndBorder("area.list"); }},
+                 {"list.list", [&] { writeList(&sheet.mesh, "list.list", Visualizer3::bDebugAuthorized); }}};
+    }
+    RemoveDecider_RCD& centred() {
+        decider.setNewRCD(packedAt(512, 512, 512));
+        return decider;
+    }
+    static EdgesByEnd borderOf(const CMesh& mesh) {
+        std::vector<CEdge*> vCE;
+        mesh.getDegN(1, vCE);
+        EdgesByEnd mm;
+        for (CEdge* pCE : vCE) {
+            mm.emplace(pCE->v0, pCE);
+            mm.emplace(pCE->v1, pCE);
+        }
+        return mm;
+    }
+    Sheet sheet{3, 3};
+    CPatch patch{&sheet.mesh, &sheet.calc};
+    Sheet plain{3, 3};
+    ChainMgr chains{&plain.mesh, borderOf(plain.mesh), false};
+    Calc grid = unitGrid();
+    VRCD vCells = packedWhere(5, [](int, int, int z) { return z == 2; });
+    RemoveDecider_RCD decider{vCells, &grid};
+    std::map<std::string, std::function<void()>> mShow;
+};
+
+}  // namespace
+
+TEST(DebugDrawings, areRefusedWhenCalledDirectly) {
+    const Workplace here(false);
+    const std::string refused = conditionFailed("bAuthorized");
+    EXPECT_EQ(countIn(reportOf([] { Visualizer3("x.list", nullptr, false); }), "Unauthorized write of x.list\n"), 1);
+    FineMesh fine(tetrahedron());
+    EXPECT_EQ(countIn(reportOf([&] { writeList(&*fine, "x.list", false); }), refused), 1);
+    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showCCD("x.list"); }), refused), 1);
+    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showMeshCases("x.list"); }), refused), 1);
+    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showMesh("x.list"); }), "Condition"), 1);
+    Drawings drawings;
+    for (const auto& [name, show] : drawings.mShow) {
+        const std::string report = reportOf(show);
+        EXPECT_EQ(countIn(report, "Unauthorized write of " + name + "\n"), 1) << report;
+        EXPECT_EQ(countIn(report, refused), 1) << report;
+    }
+    EXPECT_EQ(here.folder.numFiles(), 0U);
+}
+
+TEST(DebugDrawings, showWhatThereIs) {
+    const Workplace here(true);
+    Drawings drawings;
+    std::map<std::string, std::vector<Drawn>> mDrawn;
+    for (const auto& [name, show] : drawings.mShow)
+        mDrawn[name] = here.shown(name, show);
+    struct Expected {
+        const char *name, *kind, *color;
+        std::size_t num;
+    };
+    for (const Expected& e : {Expected{"patch", "OFF", CGREEN, 2},
+                              {"patch", "VECT", CRED, 4},
+                              {"mesh", "OFF", CGREEN, 19},
+                              {"mesh", "VECT", CRED, 14},
+                              {"mesh", "VECT", CPURPLE, 1},
+                              {"list", "OFF", CDARKORANGE, 19},
+                              {"chain", "VECT", CGREEN, 12},
+                              {"chains", "OFF", CWHITE, 18},
+                              {"chains", "VECT", CGREEN, 12},
+                              {"block", "OFF", CLIGHTBLUE, 6 * 8},
+                              {"block", "OFF", CRED, 6},
+                              {"big", "OFF", CLIGHTGRAY, 6 * 16},
+                              {"area", "OFF", CRED, 6 * 16},
+                              {"area", "OFF", CLIGHTBLUE, 6 * 9}})
+        EXPECT_EQ(numParts(mDrawn[std::string(e.name) + ".list"], e.kind, e.color), e.num) << e.name << " " << e.color;
+}
+
+TEST(DebugDrawings, cellsAreBoxesOfTheGrid) {
+    const Calc grid(-5.0, 10.0, 0.0, 16.0, 32.0, 64.0, 4);  // cells of 1 x 2 x 4
+    const CCD ccd = cellAt(3, 4, 5);
+    const RCD rcd = grid.ccd2rcd(ccd);
+    const Point3 low = grid.getRefPoint(ccd);
+    const auto vDrawn = drawnBy([&](Visualizer3& v) {
+        EXPECT_FALSE(v.hasCalc());
+        grid.writeCb(&v, ccd, CRED);
+        grid.writeRefPoint(&v, ccd, 3, CRED);
+        grid.writeMidPoints(&v, VCCD{ccd}, 3, CRED);
+        EXPECT_FALSE(v.hasCalc()) << "the grid was lent";
+        v.pCalc = &grid;
+        v.writeRCD(rcd, CRED);
+        v.writeRCC(rcd, 3, CRED);
+        v.writePoints(VCCD{ccd}, 3, CRED);
+    });
+    ASSERT_EQ(vDrawn.size(), 6U);
+    ASSERT_EQ(vDrawn[0].vParts.size(), 6U);
+    // The faces run outward: the cone from the box's midpoint over each has a positive volume, together that of the cell.
+    const Point3 mid = grid.getMidPoint(ccd);
+    double volume = 0.0;
+    for (const auto& vFace : vDrawn[0].vParts) {
+        ASSERT_EQ(vFace.size(), 4U);
+        const Vector3 area = crossProduct(vFace[2] - vFace[0], vFace[3] - vFace[1]) / 2.0;
+        EXPECT_GT(area * (vFace[0] - mid), 0.0);
+        volume += area * (vFace[0] - mid) / 3.0;
+    }
+    EXPECT_NEAR(volume, 8.0, 1e-12);
+    EXPECT_EQ(vDrawn[1].vParts[0][0], low);
+    EXPECT_EQ(vDrawn[2].vParts[0][0], mid);
+    for (std::size_t i = 0; i < 3; ++i)
+        EXPECT_EQ(vDrawn[i].vParts, vDrawn[i + 3].vParts);
+    textOf([&](Visualizer3& v) {
+        EXPECT_EQ(countIn(reportOf([&] { v.writeCb(ccd, CRED); }), conditionFailed("pCalc!=__null")), 1);
+    });
+}
+
+TEST(DebugDrawings, coarseVerticesLieInCellsOrAtThePoints) {
+    Sheet sheet(1, 1);
+    const VCD moved = sheet.put(cell(17, 17, 16), Point3(17.25, 17.125, 16.5));
+    std::vector<CTriangle*> vCT = sheet.mesh.vAllCT;
+    std::vector<CEdge*> vCE{sheet.mesh.getEdge(sheet.at(0, 0), moved)};
+    const auto vDrawn = drawnBy([&](Visualizer3& v) {
+        sheet.mesh.show(&v, VT_REAL, CGREEN);
+        sheet.calc.writeTriangles(&v, vCT, CGREEN);
+        sheet.calc.writeCEdge(&v, vCE[0], CGREEN);
+        v.writeSegments(vCE, CGREEN, false);
+    });
+    ASSERT_EQ(vDrawn.size(), 4U);
+    EXPECT_EQ(vDrawn[0].vParts[0][2], Point3(17.25, 17.125, 16.5));
+    EXPECT_EQ(vDrawn[1].vParts[0][2], sheet.calc.getMidPoint(moved));
+    EXPECT_EQ(vDrawn[2].vParts[0][1], sheet.calc.getMidPoint(moved));
+    EXPECT_EQ(vDrawn[3].vParts[0][1], Point3(17.25, 17.125, 16.5)) << "the mesh is there again";
+}
+
+TEST(DebugDrawings, onTheWayNothingHappensUnlessLetThrough) {
+    for (const bool bDebug : {false, true}) {
+        const Workplace here(bDebug);
+        Sheet sheet(2, 1);
+        CEdge* pCE = sheet.mesh.getEdge(sheet.at(1, 0), sheet.at(1, 1));
+        sheet.triangle(sheet.at(1, 0), sheet.at(1, 1), sheet.at(2, 0));
+        sheet.triangle(sheet.at(1, 0), sheet.at(1, 1), sheet.at(2, 0));  // a tie
+        Rotx rotx(&sheet.mesh, true);
+        const std::string text = outputOf([&] { EXPECT_FALSE(rotx.sortStar(pCE->vCT[0], pCE)); });
+        EXPECT_EQ(text.substr(0, 11), "ROTX-BUG: \n");
+        EXPECT_EQ(text.size() > 11, bDebug) << text;
+        EXPECT_EQ(here.folder.numFiles(), bDebug ? 1U : 0U);
+    }
+}

@@ -34,7 +34,8 @@ fi
 "$kel" reconstruct "$input" out/mesh.ply --json out/report.json
 
 echo
-cat out/report.json
+"$kel" info out/mesh.ply --reference "$input"
+echo
 echo "Points:  $input"
 echo "Report:  $PWD/out/report.json"
 echo "Mesh:    $PWD/out/mesh.ply"

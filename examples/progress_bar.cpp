@@ -44,7 +44,7 @@ int main() {
     ImpatientListener listener;
     subscribe(&listener);
     try {
-        const MeshPtr pMesh = reconstruct_auto(vPoints, false, 1.0, -1);
+        const MeshPtr pMesh = reconstruct_auto(vPoints, false, 1.1, -1);
         unsubscribe();
         if (!pMesh) return 1;
         std::vector<Point3*> vCorners;  // three a triangle, owned by the mesh

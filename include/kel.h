@@ -4,17 +4,18 @@
 //
 //     std::vector<TARN_KEL::Point3> vPoints;                       // any order, no normals
 //     TARN_KEL::readPoints_auto(filename, vPoints);
-//     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct_auto(vPoints, false, 1.0, -1);
+//     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct_auto(vPoints, false, 1.1, -1);
 //     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
 //
 // Coordinates and lengths are doubles in the caller's own unit, angles are degrees. Each call works on the caller's thread
 // and uses all processors through one worker pool of the library; calls from several threads at once are independent, but
-// one Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output.
+// one Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output, but for two that
+// say so.
 //
 // Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
 // internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
-// File functions return false and print a line. What a run holds is freed
-// on the way out, and the next run of the thread starts afresh.
+// File functions return false and print a line. What a run holds is freed on the way out, and the next run of the thread
+// starts afresh.
 #pragma once
 
 #include <cmath>
@@ -174,9 +175,11 @@ using MeshPtr = std::shared_ptr<Mesh>;
 /// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open. Not built yet: gaps stay open, with a warning.
 /// Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond the cloud). Where a
 /// few cells stayed, which make no triangle, the mesh has none.
-/// Throws KelBugException when spacingFactor isn't above 0, when the cloud needs more than 2^21 cells along an axis, and
-/// when its coordinates are too large to resolve the spacing.
-/// O(n log n) time.
+/// The triangles that edges of degree 2 hold together are turned alike, as far as their sheet has two sides; as a rule
+/// closed ones face outward, but nothing enforces that. No two triangles have the same corners. Edges of degree 1 stay where
+/// the points end or leave gaps wider than a cell, a few of degree 3 and more where sheets meet, touch or cross. Throws
+/// KelBugException when there are points and spacingFactor isn't above 0, when the cloud needs more than about two million
+/// cells along an axis, and when its coordinates are too large to resolve the spacing. O(n log n) time.
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps);
 
 /// The same with spacingAbs, a length above 0, as the edge of a grid cell; no estimate is made.
@@ -190,7 +193,9 @@ MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
 /// A triangle soup to points: as melt(), but the points of the cells are appended to vOut. Not built yet: warns.
 void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle, std::vector<Point3>& vOut);
 
-/// The average spacing of the points, a length; -1.0 after a warning for no points.
+/// The average spacing of the points, a length; -1.0 after a warning for no points, 1.0 where all points are at one
+/// place and have none. Prepares the points as reconstruct_auto with factor 1.0 does, so it costs as much as that part of a
+/// run, and may throw what it throws. O(n log n).
 double estimateAvgSpacing(std::vector<Point3>& vPoints);
 
 // ---- Post-processing, in place ------------------------------------------------------------------------------------------
@@ -200,9 +205,9 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// that stay don't move. A vertex goes onto a neighbour at most maxEdgeLength away when that turns no normal around it by
 /// more than maxAngle degrees. Both limits hold for each such step against the mesh as it is then: over many steps turns add
 /// up, and maxEdgeLength is what bounds the coarsening. Of a border only what is straight within 10 degrees goes, corners
-/// stay. Closed manifold meshes stay so. No step makes a triangle of less than 5e-11 in area, in squared units of the caller.
-/// Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went with the first
-/// kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
+/// stay. Closed manifold meshes stay so. No step makes a triangle of less than 5e-11 in area, in squared units of the
+/// caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went with the
+/// first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// Flips edges where that makes the surface smoother, the largest gain first, until none of the edges that it started with
 /// gains; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of the
@@ -237,9 +242,9 @@ bool isRelease();
 
 // ---- Point and mesh files -----------------------------------------------------------------------------------------------
 // The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list
-// (Geomview, written only). Readers append to the vector. A failure prints a line and returns false. Writers write a
-// temporary neighbour first and rename it, so that a failure leaves an older file as it was; but a Geomview list is written
-// in place.
+// (Geomview, written only). Readers append to the vector. A failure prints a line and returns false; but for PLY, what was
+// read before it stays in the vector. Writers write a temporary neighbour first and rename it, so that a failure leaves an
+// older file as it was; but a Geomview list is written in place.
 
 /// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
 int getFileType(const std::string& filename);
@@ -248,6 +253,8 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
 /// Points to an ASCII, BIN, PLY or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes
 /// "kel_output_bin.ply" and says so.
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+/// Coordinates that a file lacks, because it ends too early, are 0.0; one whose count of points is above eight times its
+/// length in bytes can't be read.
 bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 /// One point a line: its first three columns. Lines that don't start with three numbers are skipped.
@@ -265,7 +272,8 @@ bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoint
 bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
 
 /// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes "kel_output.ply" and
-/// says so. Throws KelBugException on a null mesh.
+/// says so on standard error. A PLY holds single precision, STL and OBJ ten significant digits. Throws KelBugException on a
+/// null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// The mesh of a PLY or ASCII STL file, for the functions above; null after a line where it can't be read, has an extension
 /// of another format, or nothing is left of it. An addition to the functions of a reconstruction.
@@ -280,7 +288,7 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0);
 /// ASCII STL.
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
-/// Wavefront OBJ.
+/// Wavefront OBJ. A failure is a line on standard error, beginning with "Can't write", and nothing else.
 void toObj(MeshPtr pMesh, const std::string& filename);
 /// Geomview list of the triangles alone, in dark orange. bAuthorized false refuses: it throws KelBugException and writes
 /// nothing.

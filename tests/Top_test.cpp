@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <map>
 #include <set>
 #include <string>
 #include <tuple>
@@ -44,7 +45,8 @@ Edges edgesOf(const CMesh& mesh, int degree) {
 
 /// Random cells extracted, with points that often lie on one line or plane, and what repairs the mesh.
 struct Wild {
-    explicit Wild(unsigned seed) : world(randomCells(7, 0.2 + 0.02 * (seed % 20), seed)), top(&world.mesh(), &world.calc) {
+    explicit Wild(unsigned seed, int num = 7)
+        : world(randomCells(num, 0.2 + 0.02 * (seed % 20), seed)), top(&world.mesh(), &world.calc) {
         world.withScatteredPoints(seed, 2);
     }
     Extraction world;
@@ -103,6 +105,38 @@ void slowKillTiny(CMesh& mesh, int maxNumT) {
             for (CTriangle* pCT : sPiece)
                 pCT->kill(&mesh);
     }
+}
+
+/// What the finalisers do, pass by pass.
+void runPasses(Wild& wild, bool bMelted) {
+    Top& top = wild.top;
+    CMesh& mesh = wild.world.mesh();
+    const auto solvePairs = [&](bool bCareful) {
+        while (top.patchPairSolving(bCareful)) {
+        }
+    };
+    const auto tidyBorders = [&](int maxNumT) {
+        Edges vBorderCE;
+        top.getBordersKillDeg1nn(vBorderCE);
+        for (CEdge* pCE : vBorderCE)
+            top.integrateCCD(pCE);
+        top.killTinyBorderPatches(maxNumT);
+    };
+    top.unifyDiagonals();
+    if (bMelted) {
+        top.cbsComplete(wild.world.pVoro.get());
+        tidyBorders(8), solvePairs(true), top.killTinyBorderPatches(8);
+        mesh.averageBundles(), mesh.treatDegenerateT(), top.oneCoordTriplePerCCD();
+        return;
+    }
+    top.killDegenerate(), solvePairs(true);
+    top.cbsComplete(wild.world.pVoro.get()), top.killDegenerate();
+    tidyBorders(40), solvePairs(false), top.killTinyBorderPatches(100);
+    std::vector<CPatch*> vPatches;
+    std::map<VCD, CPatch*> mVCD2Patch;
+    Edges vMECE;
+    mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    top.orient(), top.repairDeg3();
 }
 
 /// A square of cells across an axis with the corners p, q on one diagonal and r, s on the other, r moved up by lift. What
@@ -388,17 +422,34 @@ TEST_F(TopPasses, thePassesBesideTheSequences) {
 
 // ---- The sequences
 
-TEST_F(TopPasses, wildMeshesComeToTheSameEnd) {
+TEST_F(TopPasses, sequencesAreTheirPassesInOrder) {
     for (const auto finalize : {&Top::finalizeReconstructedMesh, &Top::finalizeHoleMesh, &Top::finalizeOneMelted})
-        for (unsigned seed = 0; seed < 40; ++seed) {
-            Wild one(seed), other(seed);
-            for (Wild* pWild : {&one, &other})
-                (pWild->top.*finalize)(pWild->world.pVoro.get());
-            EXPECT_EQ(firstFault(one.world.mesh()), "") << "seed " << seed;
-            EXPECT_EQ(one.world.triangles(), other.world.triangles()) << "seed " << seed;
-            for (const auto& [ccd, pBundle] : one.world.mBundle)
-                EXPECT_EQ((*pBundle->pVtx - *other.world.mBundle[ccd]->pVtx).length(), 0.0) << "seed " << seed;
+        for (unsigned seed = 0; seed < 60; ++seed) {
+            Wild wild(seed, 7 + seed % 4), byHand(seed, 7 + seed % 4);
+            (wild.top.*finalize)(wild.world.pVoro.get());
+            runPasses(byHand, finalize == &Top::finalizeOneMelted);
+            EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
+            EXPECT_EQ(wild.world.triangles(), byHand.world.triangles()) << "seed " << seed;
+            for (const auto& [ccd, pBundle] : wild.world.mBundle)
+                EXPECT_EQ((*pBundle->pVtx - *byHand.world.mBundle[ccd]->pVtx).length(), 0.0) << "seed " << seed;
         }
+}
+
+TEST_F(TopPasses, sequencesFinishTheStepsThatTheyOpen) {
+    const auto stepsOf = [](auto finalize) {
+        Wild wild(11);
+        const Progress* pRoot = plantProgress("Test", {});  // nothing but what the sequence opens
+        (wild.top.*finalize)(wild.world.pVoro.get());
+        std::map<std::string, double> mStep;
+        for (const auto& [name, pStep] : pRoot->mNameKids)
+            if (name.starts_with("TP_")) mStep[name] = pStep->getFrac();
+        return mStep;
+    };
+    using Steps = std::map<std::string, double>;
+    Steps mStep = {{"TP_cbcpl", 1.0}, {"TP_fin", 1.0}, {"TP_itr", 1.0}, {"TP_pps", 1.0}, {"TP_unif", 1.0}};
+    EXPECT_EQ(stepsOf(&Top::finalizeReconstructedMesh), mStep);
+    mStep.erase("TP_unif");
+    EXPECT_EQ(stepsOf(&Top::finalizeHoleMesh), mStep);
 }
 
 TEST_F(TopPasses, aSphereWithASpurAndADoubleComesOutClean) {

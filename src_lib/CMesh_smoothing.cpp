@@ -3,37 +3,42 @@
 #include <algorithm>
 
 #include "CMesh.h"
-#include "neighbourMeans.h"
+#include "NeighbourLists.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-void countNothing() {}
-
-std::vector<NeighbourPair> neighbourPairsOf(const CMesh& mesh, const std::vector<Point3*>& vPinned) {
-    std::vector<CEdge*> vAll;
-    mesh.getCEdges(vAll);
-    const auto endsOf = [&](const CEdge& edge) { return NeighbourPair(mesh.getVtx(edge.v0), mesh.getVtx(edge.v1)); };
-    const auto isPinned = [&](Point3* p) { return std::binary_search(vPinned.begin(), vPinned.end(), p); };
-    return neighbourPairs(vAll, endsOf, isPinned, countNothing);
-}
-
-/// The ends of the border edges, in order of their addresses.
-std::vector<Point3*> borderVertices(const CMesh& mesh) {
-    std::vector<CEdge*> vBorder;
-    mesh.getDegN(1, vBorder);
+/// The ends of these edges, in order of their addresses.
+std::vector<Point3*> endsOf(const CMesh& mesh, const std::vector<CEdge*>& vCE) {
     std::vector<Point3*> vVtx;
-    for (const CEdge* pCE : vBorder)
+    for (const CEdge* pCE : vCE)
         vVtx.insert(vVtx.end(), {mesh.getVtx(pCE->v0), mesh.getVtx(pCE->v1)});
-    oneInstance(vVtx);
+    oneInstanceMT(vVtx);
     return vVtx;
 }
 
-void smoothOnce(const std::vector<NeighbourPair>& vPairs) {
-    std::vector<std::pair<Point3*, Point3>> vMoves;
-    computeMeans(vPairs, vMoves, countNothing);
+NeighbourLists neighbourLists(const CMesh& mesh, bool bPinBorder) {
+    std::vector<CEdge*> vAll, vBorder;
+    mesh.getCEdges(vAll);
+    if (bPinBorder) mesh.getDegN(1, vBorder);
+    const std::vector<Point3*> vVtx = endsOf(mesh, vAll);
+    const auto numberOf = [&](const Point3* p) {
+        return static_cast<std::size_t>(std::lower_bound(vVtx.begin(), vVtx.end(), p) - vVtx.begin());
+    };
+    std::vector<char> vPinned(vVtx.size(), 0);
+    for (const Point3* p : endsOf(mesh, vBorder))
+        vPinned[numberOf(p)] = 1;
+    const auto numbersOf = [&](const CEdge& edge) {
+        return std::pair(numberOf(mesh.getVtx(edge.v0)), numberOf(mesh.getVtx(edge.v1)));
+    };
+    return NeighbourLists(vAll, vVtx, vPinned, numbersOf, [] {});
+}
+
+void smoothOnce(const NeighbourLists& lists) {
+    std::vector<VertexMove> vMoves;
+    lists.computeMeans(vMoves);
     for (const auto& [pVtx, mean] : vMoves)
         *pVtx = mean;
 }
@@ -42,14 +47,14 @@ void smoothOnce(const std::vector<NeighbourPair>& vPairs) {
 
 void laplacianSmoothing(CMesh* pCMesh) {
     ASSEX(pCMesh!=NULL);
-    smoothOnce(neighbourPairsOf(*pCMesh, {}));
+    smoothOnce(neighbourLists(*pCMesh, false));
 }
 
 void laplacianSmoothingKillDeg(CMesh* pCMesh, int numIterations) {
     ASSEX(pCMesh!=NULL);
-    const std::vector<NeighbourPair> vPairs = neighbourPairsOf(*pCMesh, borderVertices(*pCMesh));
+    const NeighbourLists lists = neighbourLists(*pCMesh, true);
     for (int i = 0; i < numIterations; ++i)
-        smoothOnce(vPairs);
+        smoothOnce(lists);
     pCMesh->treatDegenerateT();
 }
 

@@ -98,9 +98,11 @@ public:
     }
     /// Counts one step. No lock and no allocation unless a report is due. Steps beyond the announced ones are reported, but
     /// don't raise the fraction.
-    void incProgressByOne() {
-        ++sinceReport;
-        const std::size_t next = doneSteps() + 1;
+    void incProgressByOne() { incProgressBy(1); }
+    /// Counts that many steps as one: one report at most. They must not add up to more than a std::size_t holds.
+    void incProgressBy(std::size_t numSteps) {
+        sinceReport += numSteps;
+        const std::size_t next = doneSteps() + numSteps;
         if (next <= todo) {
             setDoneSteps(next);
             if (sinceReport < interval && next != todo) return;
@@ -245,6 +247,8 @@ inline constexpr ProgressStep STEPS_EDGE_FLIPS_SIM_A[] = {{"RM_kdeg", 10}, {"RM_
 /// Without the iterations, one step each.
 inline constexpr ProgressStep STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {"RM_kdeg", 10}};
 
+inline constexpr ProgressStep STEPS_READ_MESH[] = {{"RM_cpo", 10}, {"RM_kdeg", 10}};
+
 /// Opens a run on the calling thread: drops the tree of an earlier run, names the root, and creates the steps. Returns the
 /// root.
 inline Progress* plantProgress(const std::string& runName, std::span<const ProgressStep> steps) {
@@ -262,6 +266,27 @@ inline void closeProgress() {
     pRoot->setDone(true);
     pRoot->reset();
 }
+
+/// The end of a run that a function opened for itself; nothing where it works inside a larger run. When the function throws
+/// the tree of its run goes as well, so that the next one doesn't take it for a larger run.
+class OwnRun {
+public:
+    explicit OwnRun(bool bOpened) : bOpen(bOpened) {}
+    ~OwnRun() {
+        if (bOpen) ThreadSingleton<Progress>::getInstance()->reset();
+    }
+    OwnRun(const OwnRun&) = delete;
+    OwnRun& operator=(const OwnRun&) = delete;
+
+    /// All is done. The listener hears it, and may throw.
+    void close() {
+        if (bOpen) closeProgress();
+        bOpen = false;
+    }
+
+private:
+    bool bOpen;
+};
 
 /// The step of that name in this thread's run, with so many steps to do (getChildProgressSetTodo of the root).
 inline Progress* openStep(const std::string& name, std::size_t todo) {
@@ -286,8 +311,8 @@ inline void progressForToCloud() {
     plantProgress("ToCloud", STEPS_TO_CLOUD);
 }
 
-// Post-processing may run inside a larger run: then these leave its tree alone and return false. True: they opened a run of
-// their own, which the caller must end by closeProgress().
+// Post-processing and reading may run inside a larger run: then these leave its tree alone and return false. True: they
+// opened a run of their own, which the caller must end by closeProgress().
 
 inline bool progressForReduce() {
     if (hasOpenProgress()) return false;
@@ -320,6 +345,12 @@ inline bool progressForSmoothing(int numIterations) {
     Progress* pRoot = plantProgress("Smoothing", STEPS_SMOOTHING);
     for (int i = 0; i < numIterations; ++i)
         pRoot->createChild("it%" + toString(i), 10.0);
+    return true;
+}
+
+inline bool progressForReadMesh() {
+    if (hasOpenProgress()) return false;
+    plantProgress("ReadMesh", STEPS_READ_MESH);
     return true;
 }
 

@@ -25,7 +25,6 @@
 
 #include "CMesh.h"
 #include "RPatch.h"
-#include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -38,14 +37,6 @@ constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // their corners a
 
 std::uint32_t toIndex(std::size_t position) {
     return static_cast<std::uint32_t>(position);
-}
-
-std::uint64_t coordinateHash(const Point3& p) {
-    std::uint64_t hash = 0;
-    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
-    for (const double c : {p.x(), p.y(), p.z()})
-        hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
-    return hash;
 }
 
 /// The position of a code among the codes of the bundles. RMesh makes a vertex for each bundle in this order, so that it is
@@ -181,13 +172,21 @@ Point3* RMesh::addVertex(const Point3& p) {
     return pVtx;
 }
 
+std::uint64_t RMesh::placeHash(const Point3& p) {
+    std::uint64_t hash = 0;
+    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
+    for (const double c : {p.x(), p.y(), p.z()})
+        hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
+    return hash;
+}
+
 Point3* RMesh::findVertex(const Point3& p, std::uint64_t hash) const {
     const std::uint32_t found = mVtx.find(hash, [&](std::uint32_t i) { return *poolVtx.at(i) == p; });
     return found == HashIndex::NONE ? nullptr : poolVtx.at(found);
 }
 
 Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
-    const std::uint64_t hash = coordinateHash(p);
+    const std::uint64_t hash = placeHash(p);
     if (Point3* pFound = findVertex(p, hash)) return bFailIfExists ? nullptr : pFound;
     Point3* pVtx = addVertex(p);
     // What isn't a number equals nothing, itself not either: its entry would never be found, only be in the way.
@@ -200,30 +199,20 @@ Point3* RMesh::createVertex(double x, double y, double z, bool bFailIfExists) {
 }
 
 bool RMesh::hasVertex(const Point3& p) const {
-    return findVertex(p, coordinateHash(p)) != nullptr;
+    return findVertex(p, placeHash(p)) != nullptr;
 }
 
 void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
     ASSEX(poolVtx.owns(pVtx));
     ASSEX(*pVtx!=newPoint);
-    const std::uint64_t hash = coordinateHash(newPoint);
+    const std::uint64_t hash = placeHash(newPoint);
     const bool bOK = newPoint == newPoint && findVertex(newPoint, hash) == nullptr;
     ASSEX(bOK);
     // Another vertex at the same place may be the one that is found there; then this one has no entry.
-    mVtx.erase(coordinateHash(*pVtx), vtxNumber(pVtx));
+    mVtx.erase(placeHash(*pVtx), vtxNumber(pVtx));
     *pVtx = newPoint;
     mVtx.insert(hash, vtxNumber(pVtx));
     forEachIncident(pVtx, [](RTriangle* pRT) { pRT->resetNNV(); });
-}
-
-void RMesh::updateVertices(const std::vector<VertexMove>& vMoves) {
-    for (const auto& [pVtx, newPoint] : vMoves) {
-        const std::uint64_t hash = coordinateHash(newPoint);
-        if (!isFinitePoint(newPoint) || newPoint == *pVtx || findVertex(newPoint, hash) != nullptr) continue;
-        mVtx.erase(coordinateHash(*pVtx), vtxNumber(pVtx));
-        *pVtx = newPoint;
-        mVtx.insert(hash, vtxNumber(pVtx));
-    }
 }
 
 // ---- Triangles and edges ------------------------------------------------------------------------------------------------
@@ -546,7 +535,7 @@ void RMesh::checkVertexTable() const {
     mVtx.forEach([this](std::uint32_t i) {
         Point3* pVtx = poolVtx.at(i);
         // What is found at the coordinates of the entry, and the entry: they differ when the vertex moved under the table.
-        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx, coordinateHash(*pVtx)), &pVtx);
+        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx, placeHash(*pVtx)), &pVtx);
         ASSEX(pr.first==*pr.second);
     });
 }

@@ -161,12 +161,6 @@ public:
     /// Moves a vertex to a place that is another one, a number, and not that of any vertex found by its coordinates; else an
     /// assertion with nothing changed. The triangles around forget their normals.
     void updateVertex(Point3* pVtx, const Point3& newPoint);
-    /// A vertex and its new place.
-    using VertexMove = std::pair<Point3*, Point3>;
-    /// updateVertex for each in order where that may be: a place that isn't another one, or a finite one, or at which a
-    /// vertex is found when the turn comes, is left out. Several times as fast, but the triangles around keep their
-    /// normals: that is the caller's business.
-    void updateVertices(const std::vector<VertexMove>& vMoves);
     /// Moves a vertex to the mean of its neighbours, or towards it by a tenth of the side length, and prints what normals
     /// would turn by. False, with nothing moved: no neighbours; a normal would turn by more than 170 degrees; no free place;
     /// a side length that isn't positive.
@@ -200,8 +194,9 @@ public:
     ///
     /// Closed and manifold meshes stay so. Thin triangles that no collapse looked at may stay: call killDegenerate. Patches
     /// keep the dead triangles. Counts under the steps "RM_redborder", "RM_redprioq" and "RM_redprocprioq", so a run must be
-    /// open. When the listener throws, the collapses so far stand and the mesh is in order. Uses the pool; the result doesn't
-    /// depend on the number of workers. O(n log n) for vertices of bounded degree; a vertex of k triangles costs O(k^2).
+    /// open. When the listener throws, the collapses so far stand and the mesh is in order. Uses the pool; the result
+    /// doesn't depend on the number of workers. O(n log n) for vertices of bounded degree; a vertex of k triangles costs
+    /// O(k^2).
     int reduce(double maxSqLen, double maxDevDeg);
     /// What the collapse of the edge by iDir costs: the mean turn of the normals in units of 0.01 radians plus the square
     /// root of the edge's length in side lengths. The largest double when it isn't allowed: the edge is dead or too long, a
@@ -239,8 +234,8 @@ public:
 
     // ---- Reports on standard output ----
 
-    /// The angles between the normals on the edges with two good triangles, in degrees: their histogram and their mean, which
-    /// is returned; DBL_MAX when there is no such edge.
+    /// The angles between the normals on the edges with two good triangles, in degrees: their histogram and their mean,
+    /// which is returned; DBL_MAX when there is no such edge.
     double printEnergy(const std::string& name) const;
 
     /// Triangles, and edges by degree.
@@ -260,6 +255,9 @@ public:
     void show(Visualizer3* pVisualizer, const std::string& color, bool bNormals, bool bBackfaces) const;
 
     // ---- Data, for the operators of the library ----
+
+    /// The hash of a place in mVtx.
+    static std::uint64_t placeHash(const Point3& p);
 
     HashIndex mVtx;                 ///< coordinates to index in poolVtx
     EdgeIndex mRE;                  ///< pair of vertices to index in poolRE

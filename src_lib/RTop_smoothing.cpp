@@ -1,19 +1,23 @@
 // Laplacian smoothing of the fine mesh.
 //
 // Each vertex off the border goes to the mean of its neighbours, all of them at once: a round takes the means of the places
-// before it, then moves. Which vertices are neighbours doesn't change meanwhile, so their pairs are made and sorted once,
-// and a round is a walk over them. Where the mean of a vertex is the place of another one, the vertex stays: two vertices at
-// one place would be one for whoever looks them up by coordinates.
+// before it, then moves. Which vertices are neighbours doesn't change meanwhile, so their lists are made once, and a round
+// is a walk over them. Where the mean of a vertex is the place of another one, the vertex stays: two vertices at one place
+// would be one for whoever looks them up by coordinates.
 //
 //        b---c            b---c         a, which was off the middle, moves to the mean of b, c, d, e. Those of them that
 //        | \a| \    ->    |\ /|\        aren't on the border move as well, each by the places on the left.
 //        d---e            d-a-e
 //
 // Triangles may shrink to slivers by that; they are collapsed away at the end.
+#include <algorithm>
+#include <string>
+
+#include "NeighbourLists.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
-#include "neighbourMeans.h"
+#include "VertexMover.h"
 
 namespace TARN_KEL {
 
@@ -24,8 +28,8 @@ class StepCounter {
 public:
     StepCounter(bool bProgress, const std::string& name, std::size_t todo)
         : pProgress(bProgress ? openStep(name, todo) : nullptr) {}
-    void operator()() const {
-        if (pProgress != nullptr) pProgress->incProgressByOne();
+    void operator()(std::size_t numSteps = 1) const {
+        if (pProgress != nullptr) pProgress->incProgressBy(numSteps);
     }
 
 private:
@@ -43,11 +47,15 @@ std::vector<char> markBorder(const RMesh& mesh, bool bProgress) {
     return vBorder;
 }
 
-/// What a vertex off the border depends on. Edges of degree 0 count.
-std::vector<NeighbourPair> neighbourPairsOf(const RMesh& mesh, const std::vector<char>& vBorder, bool bProgress) {
-    return neighbourPairs(
-        mesh.vRE, [](const REdge& edge) { return NeighbourPair(edge.pVtx0, edge.pVtx1); },
-        [&](const Point3* p) { return vBorder[mesh.getVtxIndex(p)] != 0; }, StepCounter(bProgress, "list", mesh.vRE.size()));
+/// Of the vertices off the border. Edges of degree 0 count.
+NeighbourLists neighbourLists(const RMesh& mesh, const std::vector<char>& vBorder, bool bProgress) {
+    std::vector<Point3*> vVtx(mesh.getNumVtx_all());
+    for (std::size_t i = 0; i < vVtx.size(); ++i)
+        vVtx[i] = mesh.poolVtx.at(i);
+    const auto numbersOf = [&](const REdge& edge) {
+        return std::pair(mesh.getVtxIndex(edge.pVtx0), mesh.getVtxIndex(edge.pVtx1));
+    };
+    return NeighbourLists(mesh.vRE, std::move(vVtx), vBorder, numbersOf, StepCounter(bProgress, "list", mesh.vRE.size()));
 }
 
 /// The normals of the triangles at vertices that may move. It is done before the first move: nobody asks for a normal until
@@ -58,14 +66,26 @@ void forgetNormals(RMesh& mesh, const std::vector<char>& vBorder) {
         if (std::any_of(pRT->aCorners, pRT->aCorners + 3, mayMove)) pRT->resetNNV();
 }
 
-void smooth(RMesh& mesh, int numIterations, bool bProgress) {
-    const std::vector<char> vBorder = markBorder(mesh, bProgress);
-    const std::vector<NeighbourPair> vPairs = neighbourPairsOf(mesh, vBorder, bProgress);
-    if (numIterations > 0) forgetNormals(mesh, vBorder);
-    std::vector<RMesh::VertexMove> vMoves;
+void runRounds(RMesh& mesh, const NeighbourLists& lists, int numIterations, bool bProgress) {
+    VertexMover mover(mesh);
+    std::vector<VertexMove> vMoves;
     for (int i = 0; i < numIterations; ++i) {
-        computeMeans(vPairs, vMoves, StepCounter(bProgress, "it%" + toString(i), vPairs.size()));
-        mesh.updateVertices(vMoves);
+        const StepCounter count(bProgress, "it%" + toString(i), lists.numPairs());
+        lists.computeMeans(vMoves);
+        mover.move(vMoves);
+        for (std::size_t list = 0; list < lists.numLists(); ++list)
+            count(lists.length(list));
+    }
+}
+
+void smooth(RMesh* pRMesh, int numIterations, bool bProgress) {
+    ASSEX(pRMesh!=NULL);
+    RMesh& mesh = *pRMesh;
+    const std::vector<char> vBorder = markBorder(mesh, bProgress);
+    const NeighbourLists lists = neighbourLists(mesh, vBorder, bProgress);
+    if (numIterations > 0) {
+        forgetNormals(mesh, vBorder);
+        runRounds(mesh, lists, numIterations, bProgress);
     }
     mesh.killDegenerate();
 }
@@ -73,11 +93,11 @@ void smooth(RMesh& mesh, int numIterations, bool bProgress) {
 }  // namespace
 
 void RTop::laplacianSmoothingKillDeg(int numIterations) {
-    smooth(*pRMesh, numIterations, false);
+    smooth(pRMesh, numIterations, false);
 }
 
 void RTop::laplacianSmoothing(int numIterations) {
-    smooth(*pRMesh, numIterations, true);
+    smooth(pRMesh, numIterations, true);
 }
 
 }  // namespace TARN_KEL

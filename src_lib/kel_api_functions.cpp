@@ -10,31 +10,6 @@
 
 namespace TARN_KEL {
 
-namespace {
-
-/// The end of a run that a function opened for itself; nothing where it works inside a larger run. When the function throws
-/// the tree of its run goes as well, so that the next one doesn't take it for a larger run.
-class OwnRun {
-public:
-    explicit OwnRun(bool bOpened) : bOpen(bOpened) {}
-    ~OwnRun() {
-        if (bOpen) ThreadSingleton<Progress>::getInstance()->reset();
-    }
-    OwnRun(const OwnRun&) = delete;
-    OwnRun& operator=(const OwnRun&) = delete;
-
-    /// All is done. The listener hears it, and may throw.
-    void close() {
-        if (bOpen) closeProgress();
-        bOpen = false;
-    }
-
-private:
-    bool bOpen;
-};
-
-}  // namespace
-
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle) {
     ASSEX(pMesh!=NULL);
     RMesh* pRMesh = pMesh->getRMesh();

@@ -1,4 +1,4 @@
-// The public functions on point files and triangle soups.
+// The public functions on point files and triangle soups, and the way from a soup in a file to a mesh.
 //
 // The format of a file follows from its name alone. Text is read line by line in place, numbers by the rules of a stream; a
 // line that doesn't fit is somebody's header or comment. Binary points are a type, a count and the bare doubles in the byte
@@ -6,9 +6,11 @@
 // what they append is never more than some multiple of the file's length, whatever its header claims.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstdint>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -19,7 +21,11 @@
 #include "BlockReader.h"
 #include "FileType.h"
 #include "InputFile.h"
+#include "Progress.h"
+#include "RMesh.h"
+#include "RTop.h"
 #include "Visualizer3.h"
+#include "freeFunctions.h"
 #include "kel.h"
 #include "ply_io.h"
 #include "textNumbers.h"
@@ -141,6 +147,58 @@ bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints) {
     return true;
 }
 
+/// What readSTL_ASCII does. bTrianglesOnly: a loop that hasn't three corners is a failure as well.
+bool readLoops(const std::string& name, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
+    InputFile file(name);
+    if (!file.isOpen()) return fail("readSTL(): " + name + " is unreadable");
+    BlockReader reader(file.stream());
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
+        const std::size_t loopBegin = vPoints.size();
+        if (!readLoop(reader, vPoints)) return fail("readSTL(): " + name + " has a vertex without three numbers");
+        if (bTrianglesOnly && vPoints.size() != loopBegin + 3)
+            return fail("readSTL(): " + name + " has a loop that is no triangle");
+    }
+    if (reader.failed()) return fail("readSTL(): " + name + " is unreadable");
+    return vPoints.size() > numBefore || fail("readSTL(): " + name + " holds no triangles");
+}
+
+// ---- Meshes
+
+/// Three corners a triangle.
+bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
+    switch (getFileType(filename)) {
+    case FT_PLY:
+        return PLY::readPly(filename, false, vCorners);
+    case FT_STL:
+        return readLoops(filename, true, vCorners);
+    default:
+        return fail("Filename extension of [" + filename + "] is not valid, expected *.ply or *.stl");
+    }
+}
+
+/// Makes the triangles of three different places, all finite, and says how many others there were.
+void createTriangles(RMesh& mesh, const std::vector<Point3>& vCorners, const std::string& filename) {
+    std::size_t numEqual = 0, numNotFinite = 0;
+    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
+        const Point3 &p0 = vCorners[i], &p1 = vCorners[i + 1], &p2 = vCorners[i + 2];
+        if (!isFinitePoint(p0) || !isFinitePoint(p1) || !isFinitePoint(p2)) {
+            ++numNotFinite;
+        } else if (p0 == p1 || p1 == p2 || p2 == p0) {
+            ++numEqual;
+        } else {
+            Point3* const pVtx0 = mesh.createVertex(p0, false);
+            Point3* const pVtx1 = mesh.createVertex(p1, false);
+            mesh.createT(pVtx0, pVtx1, mesh.createVertex(p2, false));
+        }
+    }
+    if (numEqual + numNotFinite == 0) return;
+    warning("readMesh_auto", filename + ": left out " + toString(numEqual) + " triangles with equal corners and " +
+                                 toString(numNotFinite) + " with coordinates that aren't finite");
+}
+
 }  // namespace
 
 int getFileType(const std::string& filename) {
@@ -249,18 +307,7 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
 }
 
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints) {
-    const std::string name = nameOf(filename);
-    InputFile file(name);
-    if (!file.isOpen()) return fail("readSTL(): " + name + " is unreadable");
-    BlockReader reader(file.stream());
-    const std::size_t numBefore = vPoints.size();
-    std::string_view line;
-    while (reader.nextLine(line)) {
-        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
-        if (!readLoop(reader, vPoints)) return fail("readSTL(): " + name + " has a vertex without three numbers");
-    }
-    if (reader.failed()) return fail("readSTL(): " + name + " is unreadable");
-    return vPoints.size() > numBefore || fail("readSTL(): " + name + " holds no triangles");
+    return readLoops(nameOf(filename), false, vPoints);
 }
 
 bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints) {
@@ -297,6 +344,23 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
     for (Point3& point : vPoints)
         vPointer.push_back(&point);
     return PLY::writePly(vPointer, filename, bAscii);
+}
+
+MeshPtr readMesh_auto(const std::string& filename, double sideLen) {
+    std::vector<Point3> vCorners;
+    if (!readTriangles(filename, vCorners)) return nullptr;
+    OwnRun run(progressForReadMesh());
+    auto pRMesh = std::make_unique<RMesh>(sideLen);
+    createTriangles(*pRMesh, vCorners, filename);
+    std::vector<Point3>().swap(vCorners);
+    RTop(pRMesh.get()).finalizeBase();
+    run.close();
+    if (pRMesh->getNumT() == 0) {
+        warning("readMesh_auto", filename + " has no triangles");
+        return nullptr;
+    }
+    if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
+    return std::make_shared<Mesh>(pRMesh.release());
 }
 
 }  // namespace TARN_KEL

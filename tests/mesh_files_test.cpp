@@ -7,12 +7,14 @@
 #include <random>
 #include <sstream>
 
+#include "Progress.h"
 #include "freeFunctions.h"
 #include "mesh_writers.h"
 #include "support/TempFolder.h"
 #include "support/capture.h"
 #include "support/coarse_soup.h"
 #include "support/fine.h"
+#include "support/points.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -180,6 +182,123 @@ TEST(MeshFiles, noMeshIsAnAssertion) {
     reportOf([&] { writeSTL(static_cast<RMesh*>(nullptr), folder.path("m.stl")); });
     reportOf([&] { Mesh(nullptr).getAverageEdgeLength(); });
     EXPECT_EQ(folder.numFiles(), 0U);
+}
+
+// ---- Reading ------------------------------------------------------------------------------------------------------------
+
+/// Triangles, used vertices, then edges of degree 1, 2 and above.
+std::vector<std::size_t> figuresOf(Mesh& mesh) {
+    std::vector<Point3*> vPoints;
+    mesh.getPoints(vPoints);
+    std::vector<std::size_t> vFigure{mesh.getRMesh()->getNumT(), vPoints.size()};
+    for (const int degree : {1, 2, -1}) {
+        std::vector<REdge*> vRE;
+        mesh.getRMesh()->getDegN(degree, vRE);
+        vFigure.push_back(vRE.size());
+    }
+    return vFigure;
+}
+
+std::vector<Point3> cornersOf(Mesh& mesh) {
+    std::vector<Point3> vCorners;
+    mesh.getRMesh()->getTriangleCorners(vCorners);
+    return vCorners;
+}
+
+TEST(ReadMesh, bringsBackWhatWasWritten) {
+    const TempFolder folder;
+    std::vector<Point3> vPoints = Scan(3, 0.01).torus(8000);
+    MeshPtr pScan;
+    outputOf([&] { pScan = reconstruct_auto(vPoints, false, 1.1, -1); });
+    for (const MeshPtr& pMesh : {pScan, meshOf(sheet(7, 4)), meshOf(torus(20, 9)), meshOf(tetrahedron())})
+        for (const std::string name : {"a.ply", "b.ply", "c.stl"}) {
+            const std::string file = folder.path(name);
+            ASSERT_TRUE(writeMesh_auto(file, pMesh, name[0] == 'a'));
+            const MeshPtr pRead = readMesh_auto(file);
+            ASSERT_TRUE(pRead) << name;
+            EXPECT_EQ(figuresOf(*pRead), figuresOf(*pMesh)) << name;
+            EXPECT_EQ(firstFault(*pRead->getRMesh()), "");
+            const std::vector<Point3> vBefore = cornersOf(*pMesh), vAfter = cornersOf(*pRead);
+            for (std::size_t i = 0; i < vAfter.size(); ++i)  // oriented as before
+                ASSERT_LT((vAfter[i] - vBefore[i]).length(), 1e-5) << name << ", corner " << i;
+            EXPECT_EQ(pRead->getRMesh()->getSideLen(), pRead->getAverageEdgeLength());
+            laplacianSmoothing(pRead, 1);
+        }
+}
+
+TEST(ReadMesh, takesALengthAsTheSideAndElseTheAverageEdge) {
+    const TempFolder folder;
+    ASSERT_TRUE(writeMesh_auto(folder.path("m.ply"), meshOf(tetrahedron()), false));
+    for (const double sideLen : {0.0, -1.0, std::numeric_limits<double>::quiet_NaN(), HUGE_VAL})
+        EXPECT_NEAR(readMesh_auto(folder.path("m.ply"), sideLen)->getRMesh()->getSideLen(), std::sqrt(2.0), 1e-9);
+    EXPECT_EQ(readMesh_auto(folder.path("m.ply"), 0.25)->getRMesh()->getSideLen(), 0.25);
+}
+
+TEST(ReadMesh, cleansUpLikeARun) {
+    const TempFolder folder;
+    Soup soup = torus(20, 9);
+    for (std::size_t i = 1; i < soup.vT.size(); ++i)  // the oldest keeps its side
+        if (i % 3 == 0) std::swap(soup.vT[i][0], soup.vT[i][1]);
+    for (int i = 0; i < 5; ++i)
+        soup.vT.push_back(soup.vT[static_cast<std::size_t>(7 * i)]);
+    const int n = static_cast<int>(soup.vVtx.size());
+    constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+    for (const Point3& p : {Point3(NOT_A_NUMBER, 0, 0), Point3(0, -HUGE_VAL, 0), soup.vVtx[1] + Vector3(1e-12, 0, 0)})
+        soup.vVtx.push_back(p);  // the last one is vertex 1 in single precision
+    for (const auto& t : {std::array{0, 1, n}, {n, 1, 2}, {3, n + 1, 4}, {1, 2, n + 2}})
+        soup.vT.push_back(t);
+    ASSERT_TRUE(writeMesh_auto(folder.path("m.ply"), meshOf(soup), false));
+    MeshPtr pRead;
+    const std::string text = outputOf([&] { pRead = readMesh_auto(folder.path("m.ply")); });
+    EXPECT_EQ(countIn(text, "left out 1 triangles with equal corners and 3 with coordinates"), 1) << text;
+    EXPECT_EQ(figuresOf(*pRead), figuresOf(*meshOf(torus(20, 9))));
+    const std::vector<Point3> vClean = cornersOf(*meshOf(torus(20, 9))), vCorners = cornersOf(*pRead);
+    for (std::size_t i = 0; i < vClean.size(); i += 3) {
+        bool bOK = false;
+        const Vector3 clean = getNormalVector(vClean[i], vClean[i + 1], vClean[i + 2], bOK);
+        EXPECT_GT(getNormalVector(vCorners[i], vCorners[i + 1], vCorners[i + 2], bOK) * clean, 0.99) << i;
+    }
+}
+
+TEST(ReadMesh, takesFilesOfOtherPrograms) {
+    const TempFolder folder;
+    const std::string vertices = "0 0 0\r\n1 0 0\r\n1 1 0\r\n0 1 0\r\n";
+    const std::string ply =
+        "ply\r\nformat ascii 1.0\r\ncomment made elsewhere\r\nelement vertex 4\r\nproperty double x\r\n"
+        "property double y\r\nproperty double z\r\nelement face 1\r\n"
+        "property list uchar int vertex_index\r\nend_header\r\n" +
+        vertices + "4 0 1 2 3\r\n";
+    std::string stl = "solid\ta vertex of mine\r\n";
+    for (const std::string third : {"\tvertex 1.0E+00 1 0\r\n", "\tvertex +0 1 -0\r\n"})
+        stl += "facet normal 0 0 1\r\n\touter loop\r\n\tvertex 0 0 0\r\n\tvertex 1 0 0\r\n" + third +
+               "\tendloop\r\nendfacet\r\n";
+    folder.write("m.ply", ply);
+    folder.write("m.stl", stl);
+    EXPECT_EQ(figuresOf(*readMesh_auto(folder.path("m.ply"))), (std::vector<std::size_t>{2, 4, 4, 1, 0}));
+    EXPECT_EQ(figuresOf(*readMesh_auto(folder.path("m.stl"))), (std::vector<std::size_t>{2, 4, 4, 1, 0}));
+}
+
+TEST(ReadMesh, whatIsNoMeshGivesNullAndALine) {
+    const TempFolder folder;
+    const std::string begin = "facet\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n", end = "endloop\nendfacet\n";
+    folder.write("empty.ply", "");
+    folder.write("empty.stl", "");
+    folder.write("two.stl", begin + end);
+    folder.write("four.stl", begin + "vertex 1 1 0\nvertex 0 1 0\n" + end + begin + end);
+    folder.write("broken.stl", begin + "vertex 0 x 0\n" + end);
+    folder.write("flat.stl", begin + "vertex 1 0 0\n" + end);
+    folder.write("line.stl", begin + "vertex 2 0 0\n" + end);
+    std::vector<Point3> vPoints{{0, 0, 0}, {1, 0, 0}};
+    ASSERT_TRUE(writePointsPly(folder.path("points.ply"), vPoints, true));
+    ASSERT_TRUE(writePoints_ASCII(folder.path("points.xyz").c_str(), vPoints));
+    for (const std::string name : {"missing.ply", "missing.stl", "empty.ply", "empty.stl", "two.stl", "four.stl",
+                                   "broken.stl", "flat.stl", "line.stl", "points.ply", "points.xyz", ""}) {
+        MeshPtr pMesh;
+        const std::string text = outputOf([&] { pMesh = readMesh_auto(name.empty() ? name : folder.path(name)); });
+        EXPECT_EQ(pMesh, nullptr) << name;
+        EXPECT_NE(text, "") << name;
+        EXPECT_FALSE(hasOpenProgress());
+    }
 }
 
 }  // namespace

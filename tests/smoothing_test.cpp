@@ -1,0 +1,319 @@
+// Smoothing of both meshes against a plain form of it: sorted pairs, and for the fine mesh one call a vertex.
+#include <gtest/gtest.h>
+
+#include <array>
+#include <bit>
+#include <cmath>
+#include <random>
+#include <stdexcept>
+
+#include "CMesh_smoothing.h"
+#include "Progress.h"
+#include "RTop.h"
+#include "sortMT.h"
+#include "support/capture.h"
+#include "support/coarse_soup.h"
+#include "support/fine.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Pairs = std::vector<std::pair<Point3*, Point3*>>;
+
+/// What a run needs around it.
+class OpenRun {
+public:
+    OpenRun() { plantProgress("Test", {}); }
+    ~OpenRun() { ThreadSingleton<Progress>::getInstance()->reset(); }
+};
+
+std::vector<std::pair<Point3*, Point3>> plainMeans(const Pairs& vPairs) {
+    std::vector<std::pair<Point3*, Point3>> vMoves;
+    for (auto it = vPairs.begin(); it != vPairs.end();) {
+        Point3* p = it->first;
+        Vector3 sum;
+        double num = 0.0;
+        for (; it != vPairs.end() && it->first == p; ++it, num += 1.0)
+            sum += *it->second - Point3();
+        vMoves.emplace_back(p, Point3() + sum / num);
+    }
+    return vMoves;
+}
+
+template <typename Edge, typename EndsOf>
+Pairs plainPairs(const std::vector<Edge*>& vAll, bool bPinBorder, EndsOf endsOf) {
+    std::vector<Point3*> vBorder;
+    for (const Edge* pEdge : vAll)
+        if (bPinBorder && pEdge->getDegree() == 1)
+            vBorder.insert(vBorder.end(), {endsOf(pEdge).first, endsOf(pEdge).second});
+    oneInstance(vBorder);
+    Pairs vPairs;
+    for (const Edge* pEdge : vAll) {
+        const auto [a, b] = endsOf(pEdge);
+        if (!std::binary_search(vBorder.begin(), vBorder.end(), a)) vPairs.emplace_back(a, b);
+        if (!std::binary_search(vBorder.begin(), vBorder.end(), b)) vPairs.emplace_back(b, a);
+    }
+    std::sort(vPairs.begin(), vPairs.end());
+    return vPairs;
+}
+
+/// Returns how many moves onto the place of another vertex were left out.
+int plainSmoothing(RMesh& mesh, int numIterations) {
+    std::vector<REdge*> vAll;
+    mesh.getREdges(vAll);
+    const Pairs vPairs = plainPairs(vAll, true, [](const REdge* pRE) { return std::pair(pRE->pVtx0, pRE->pVtx1); });
+    int numLeftOut = 0;
+    for (int i = 0; i < numIterations; ++i)
+        for (const auto& [p, mean] : plainMeans(vPairs)) {
+            if (*p == mean) continue;
+            if (mesh.hasVertex(mean))
+                ++numLeftOut;
+            else
+                mesh.updateVertex(p, mean);
+        }
+    mesh.killDegenerate();
+    return numLeftOut;
+}
+
+std::vector<std::uint64_t> bitsOf(const Point3& p) {
+    return {std::bit_cast<std::uint64_t>(p.x()), std::bit_cast<std::uint64_t>(p.y()), std::bit_cast<std::uint64_t>(p.z())};
+}
+
+/// All places bit for bit and who is found there, and the alive triangles.
+std::vector<std::uint64_t> stateOf(const RMesh& mesh) {
+    std::vector<std::uint64_t> vState;
+    for (std::size_t i = 0; i < mesh.getNumVtx_all(); ++i)
+        for (const std::uint64_t bits : bitsOf(*mesh.poolVtx.at(i)))
+            vState.push_back(bits);
+    std::vector<std::uint32_t> vFound;
+    mesh.mVtx.forEach([&](std::uint32_t i) { vFound.push_back(i); });
+    std::sort(vFound.begin(), vFound.end());
+    vState.insert(vState.end(), vFound.begin(), vFound.end());
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->bAlive)
+            for (const Point3* p : pRT->aCorners)
+                vState.push_back(mesh.getVtxIndex(p));
+    return vState;
+}
+
+Soup jittered(Soup soup, double size, unsigned seed) {
+    std::mt19937 random(seed);
+    const auto step = [&] { return size * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
+    for (Point3& p : soup.vVtx) {
+        const double x = step(), y = step(), z = step();
+        p = p + Vector3(x, y, z);
+    }
+    return soup;
+}
+
+/// Any triangles on the points of a small lattice, both zeros among the coordinates: means fall on other vertices often.
+Soup latticeSoup(unsigned seed) {
+    std::mt19937 random(seed);
+    const auto place = [&] { return std::array{-8.0, -0.0, 0.0, 8.0}[random() % 4]; };
+    Soup soup;
+    for (int i = 0; i < 30; ++i) {
+        const double x = place(), y = place(), z = place();
+        soup.vVtx.emplace_back(x, y, z);
+    }
+    for (int i = 0; i < 14; ++i) {
+        const std::array<int, 3> t{static_cast<int>(random() % 30), static_cast<int>(random() % 30),
+                                   static_cast<int>(random() % 30)};
+        const auto at = [&](int k) { return soup.vVtx[static_cast<std::size_t>(t[static_cast<std::size_t>(k)])]; };
+        if (at(0) == at(1) || at(1) == at(2) || at(2) == at(0)) continue;
+        soup.vT.insert(soup.vT.end(), {t, t});  // twice, so that there is hardly any border
+    }
+    return soup;
+}
+
+TEST(FineSmoothing, agreesWithThePlainForm) {
+    int numLeftOut = 0;
+    const auto compare = [&](const Soup& soup, int numIterations, int numKill) {
+        FineMesh mesh(soup), plain(soup), run(soup);
+        for (int i = 0; i < numKill; ++i)
+            for (FineMesh* pMesh : {&mesh, &plain, &run})
+                pMesh->kill(i * 5);
+        bool bOK = false;
+        for (RTriangle* pRT : mesh->vRT)
+            pRT->getNNV(bOK);
+        {
+            const OpenRun open;
+            numLeftOut += plainSmoothing(*plain, numIterations);
+            RTop(&*run).laplacianSmoothingKillDeg(numIterations);
+        }
+        const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+        laplacianSmoothing(pMesh, numIterations);
+        const RMesh& result = *pMesh->getRMesh();
+        ASSERT_EQ(stateOf(result), stateOf(*plain)) << numIterations << " rounds, " << numKill << " killed";
+        EXPECT_EQ(stateOf(*run), stateOf(*plain));
+        EXPECT_EQ(firstFault(*plain), firstFault(result));
+        for (RTriangle* pRT : result.vRT) {
+            if (!pRT->bAlive) continue;
+            const Vector3 cached = pRT->getNNV(bOK);
+            pRT->resetNNV();
+            EXPECT_LT((pRT->getNNV(bOK) - cached).length(), 1e-12) << "a stale normal";
+        }
+    };
+    for (const int numIterations : {-1, 0, 1, 2, 5})
+        for (const int numKill : {0, 6}) {
+            compare(jittered(torus(17, 9), 0.3, 1), numIterations, numKill);
+            compare(jittered(sheet(12, 9), 0.8, 2), numIterations, numKill);
+            compare(sheet(6, 6), numIterations, numKill);
+        }
+    compare(jittered(torus(200, 100), 0.02, 3), 3, 50);  // large enough for equal hashes of different places
+    EXPECT_EQ(numLeftOut, 0);
+    for (unsigned seed = 0; seed < 400; ++seed)
+        compare(latticeSoup(seed), static_cast<int>(seed % 4), seed % 3 == 0 ? 2 : 0);
+    EXPECT_GT(numLeftOut, 100);
+}
+
+TEST(FineSmoothing, verticesAtOnePlaceDontStopIt) {
+    std::vector<std::uint64_t> aState[2];
+    for (const bool bPlain : {false, true}) {
+        CoarseSoup soup(sheet(5, 5), 3);
+        for (const auto& [i, k] : {std::pair(14, 15), std::pair(20, 15), std::pair(0, 21), std::pair(28, 16)})
+            soup.vPoint[static_cast<std::size_t>(i)] = soup.vPoint[static_cast<std::size_t>(k)];
+        RMesh mesh(&soup.coarse);
+        const OpenRun open;
+        if (bPlain)
+            plainSmoothing(mesh, 3);
+        else
+            RTop(&mesh).laplacianSmoothing(3);
+        aState[bPlain] = stateOf(mesh);
+    }
+    EXPECT_EQ(aState[0], aState[1]);
+}
+
+TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
+    const Soup flat = sheet(10, 10);
+    Soup soup = flat;
+    const Soup rough = jittered(flat, 0.4, 5);
+    const auto isBorder = [&](std::size_t i) { return i % 11 == 0 || i % 11 == 10 || i < 11 || i >= 110; };
+    for (std::size_t i = 0; i < soup.vVtx.size(); ++i)
+        if (!isBorder(i)) soup.vVtx[i] = rough.vVtx[i];
+    FineMesh mesh(soup);
+    const std::vector<Point3*> vVtx = mesh.vVtx;
+    const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+    laplacianSmoothing(pMesh, 400);
+    for (std::size_t i = 0; i < vVtx.size(); ++i) {
+        EXPECT_TRUE(!isBorder(i) || bitsOf(*vVtx[i]) == bitsOf(flat.vVtx[i])) << i;
+        EXPECT_LT((*vVtx[i] - flat.vVtx[i]).length(), 1e-6) << i;
+    }
+    EXPECT_EQ(pMesh->getRMesh()->getNumT(), 200U);
+}
+
+TEST(FineSmoothing, noRoundsStillClearDegenerateTriangles) {
+    Soup soup = sheet(4, 4);
+    soup.vVtx[12] = Point3(1.0 + 1e-7, 2, 0);  // beside vertex 11: slivers
+    FineMesh mesh(soup);
+    const std::size_t numBefore = mesh->getNumT();
+    const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+    laplacianSmoothing(pMesh, 0);
+    EXPECT_LT(pMesh->getRMesh()->getNumT(), numBefore);
+    for (std::size_t i = 0; i < soup.vVtx.size(); ++i)
+        EXPECT_EQ(*pMesh->getRMesh()->poolVtx.at(i), soup.vVtx[i]);
+}
+
+TEST(FineSmoothing, aMeanThatOverflowsMovesNothing) {
+    Soup soup = torus(8, 5);
+    for (Point3& p : soup.vVtx)
+        p = Point3(p.x() > 0 ? 1e308 : -1e308, p.y(), p.z());
+    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+    laplacianSmoothing(pMesh, 3);
+    for (std::size_t i = 0; i < pMesh->getRMesh()->getNumVtx_all(); ++i)
+        EXPECT_TRUE(std::isfinite(pMesh->getRMesh()->poolVtx.at(i)->x()));
+}
+
+/// Remembers what it hears; throws from a fraction on.
+struct Listener : ProgressBase {
+    explicit Listener(double theLimit = 2.0) : limit(theLimit) { subscribe(this); }
+    ~Listener() override { unsubscribe(); }
+    void update(const std::string& name, double fraction) override {
+        sName.insert(name);
+        vFraction.push_back(fraction);
+        if (fraction > limit) throw std::runtime_error("enough");
+    }
+    double limit;
+    std::set<std::string> sName;
+    std::vector<double> vFraction;
+};
+
+TEST(FineSmoothing, isARunOfItsOwnUnlessOneIsOpen) {
+    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(jittered(torus(30, 20), 0.1, 1)).release());
+    Listener listener;
+    laplacianSmoothing(pMesh, 3);
+    EXPECT_EQ(listener.sName, std::set<std::string>{"Smoothing"});
+    EXPECT_TRUE(std::is_sorted(listener.vFraction.begin(), listener.vFraction.end()));
+    EXPECT_GT(listener.vFraction.size(), 50U);
+    EXPECT_LT(listener.vFraction.size(), 400U);
+    EXPECT_EQ(listener.vFraction.back(), 1.0);
+    EXPECT_FALSE(hasOpenProgress());
+    const OpenRun open;
+    laplacianSmoothing(pMesh, 1);
+    EXPECT_TRUE(hasOpenProgress());
+    EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->getName(), "Test");
+}
+
+TEST(FineSmoothing, aListenerThatThrowsLeavesTheMeshInOrder) {
+    for (double limit = -0.5; limit < 1.0; limit += 0.125) {
+        const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(jittered(torus(30, 20), 0.1, 1)).release());
+        const Listener listener(limit);
+        EXPECT_THROW(laplacianSmoothing(pMesh, 4), std::runtime_error);
+        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << limit;
+        EXPECT_FALSE(hasOpenProgress());
+    }
+}
+
+TEST(FineSmoothing, noMeshIsAnAssertion) {
+    reportOf([] { laplacianSmoothing(nullptr, 1); });
+    reportOf([] { laplacianSmoothing(std::make_shared<Mesh>(nullptr), 1); });
+    reportOf([] { laplacianSmoothing(nullptr); });
+    reportOf([] { laplacianSmoothingKillDeg(nullptr, 1); });
+}
+
+void plainSmoothing(CMesh& mesh, bool bPinBorder, int numIterations) {
+    std::vector<CEdge*> vAll;
+    mesh.getCEdges(vAll);
+    const Pairs vPairs = plainPairs(vAll, bPinBorder,
+                                    [&](const CEdge* pCE) { return std::pair(mesh.getVtx(pCE->v0), mesh.getVtx(pCE->v1)); });
+    for (int i = 0; i < numIterations; ++i)
+        for (const auto& [p, mean] : plainMeans(vPairs))
+            *p = mean;
+}
+
+TEST(CoarseSmoothing, agreesWithThePlainForm) {
+    Soup closed = sheet(5, 4);  // with a lid on the same border
+    const int numT = static_cast<int>(closed.vT.size());
+    closed.vVtx.emplace_back(2, 2, 9);
+    for (int i = 0; i < numT; ++i) {
+        const auto& t = closed.vT[static_cast<std::size_t>(i)];
+        closed.vT.push_back({t[1], t[0], 30});
+    }
+    for (const Soup& soup : {sheet(6, 5), closed})
+        for (const int numIterations : {-1, 0, 1, 4}) {
+            CoarseSoup smooth(soup, 4), plain(soup, 4);
+            for (CoarseSoup* pSoup : {&smooth, &plain}) {
+                std::mt19937 random(1);
+                const auto step = [&] { return 0.004 * static_cast<double>(random() % 100); };
+                for (Point3& p : pSoup->vPoint) {
+                    const double x = step(), z = step();
+                    p = p + Vector3(x, 0.0, z);
+                }
+                for (const std::size_t i : {0, 9, 17})
+                    pSoup->coarse.vAllCT[i]->kill(&pSoup->coarse);
+            }
+            outputOf([&] { laplacianSmoothingKillDeg(&smooth.coarse, numIterations); });
+            plainSmoothing(plain.coarse, true, numIterations);
+            outputOf([&] { plain.coarse.treatDegenerateT(); });
+            EXPECT_EQ(smooth.vPoint, plain.vPoint) << numIterations << " rounds";
+            EXPECT_EQ(smooth.coarse.vAllCT.size(), plain.coarse.vAllCT.size());
+            const std::vector<Point3> vBefore = smooth.vPoint;
+            laplacianSmoothing(&smooth.coarse);
+            plainSmoothing(plain.coarse, false, 1);
+            EXPECT_EQ(smooth.vPoint, plain.vPoint) << "the border moves too";
+            EXPECT_NE(smooth.vPoint[5], vBefore[5]);
+        }
+}
+
+}  // namespace

@@ -176,8 +176,8 @@ public:
     /// Every triangle ever made. Its order may be changed, its content not.
     std::vector<CTriangle*>& getTriRef() { return vAllCT; }
 
-    // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL bundles with points for the corners. The
-    // ---- visualizer stays set to what was drawn (Visualizer3::setMesh). O(n), edges O(n log n).
+    // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL bundles with points for the corners.
+    // ---- The visualizer stays set to what was drawn (Visualizer3::setMesh). O(n), edges O(n log n).
 
     /// The alive triangles.
     void show(Visualizer3* pVisualizer, VisType visType, const std::string& color) const;

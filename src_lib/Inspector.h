@@ -38,7 +38,8 @@ public:
     // ---- Steps of keepGoodPart
 
     /// Inserts pairs of vertices, both ways round, that lie in one dual cube on different sheets: one that edges within the
-    /// cube join with its highest one, and one that they don't. Looks at cubes that have more than four corners of members, a vertex counted once a member.
+    /// cube join with its highest one, and one that they don't. Looks at cubes that have more than four corners of members,
+    /// a vertex counted once a member.
     void getOppositeMap(std::multimap<VCD, VCD>& mmOpposite, const CPatch* pTestPatch) const;
     /// Keeps the part that grows from pGoodT and never takes a triangle with a corner that is the opposite of an earlier
     /// one's; then giveBack() on the rest.

@@ -273,13 +273,13 @@ TEST(HardClouds, alwaysEndInASoundMesh) {
         bool bSurface;
     };
     const Vector3 ex(1, 0, 0), ey(0, 1, 0), ez(0, 0, 1);
-    const std::vector<Case> vCases = {{"dust", scaled(Scan(1).dust(1500), 11.0), true},
-                                      {"dense dust", scaled(Scan(2).dust(4000), 9.0), true},
+    const std::vector<Case> vCases = {{"dust", scaled(Scan(1).dust(1500), 11.0), false},
+                                      {"dense dust", scaled(Scan(2).dust(4000), 9.0), false},
                                       {"block", solidBlock(12), true},
                                       {"two planes", fan(24, 2), true},
                                       {"three planes", planes(20, {{ex, ey}, {ey, ez}, {ez, ex}}), true},
                                       {"fan of five planes", fan(24, 5), true},
-                                      {"fan of forty planes", fan(16, 30), true},
+                                      {"fan of thirty planes", fan(16, 30), true},
                                       {"pairs of points", copies({{0, 0, 0}, {1, 0, 0}}, 10, 5.0), false},
                                       {"crumbs", copies(scaled(Scan(3).dust(12), 2.0), 6, 6.0), false},
                                       {"line along an axis", row(1000, {0.5, 0.0, 0.0}), false},
@@ -289,13 +289,9 @@ TEST(HardClouds, alwaysEndInASoundMesh) {
             for (const double spacing : {-1.0, 0.8, 1.7}) {
                 std::ostringstream name;
                 name << test.name << ", treatment " << bLapTreatment << ", spacing " << spacing;
-                try {
-                    const MeshFigures figures = measured(test.vPoints, bLapTreatment, spacing);
-                    EXPECT_EQ(numUnsound(figures), 0U) << name.str();
-                    EXPECT_EQ(test.bSurface && figures.numTriangles == 0, false) << name.str();
-                } catch (const KelBugException&) {
-                    EXPECT_FALSE(test.bSurface) << name.str();
-                }
+                const MeshFigures figures = measured(test.vPoints, bLapTreatment, spacing);
+                EXPECT_EQ(numUnsound(figures), 0U) << name.str();
+                EXPECT_TRUE(figures.numTriangles > 0 || !test.bSurface) << name.str();
             }
 }
 

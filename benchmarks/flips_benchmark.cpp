@@ -1,4 +1,4 @@
-// Edge flips on noisy closed surfaces of 20 thousand, 200 thousand and 2 million triangles.
+// Edge flips, and ten rounds of smoothing, on noisy closed surfaces of 20 thousand, 200 thousand and 2 million triangles.
 //
 // The counter sorts gives the time in times of std::sort on 10 million random 64-bit keys, measured in the same process just
 // before, so that figures of different and of noisy machines compare; search is the search for candidates alone, on all
@@ -105,6 +105,29 @@ BENCHMARK(flip<TARN_KEL::edgeFlipsSimA>)
     ->Arg(200000)
     ->UseManualTime()
     ->Iterations(1)
+    ->Unit(benchmark::kMillisecond);
+
+void smooth(benchmark::State& state) {
+    const double unit = secondsOfOneSort();
+    double all = 0.0;
+    for (auto _ : state) {
+        const MeshPtr pMesh = noisyTorus(static_cast<int>(state.range(0)));
+        const double begin = seconds();
+        TARN_KEL::laplacianSmoothing(pMesh, 10);
+        const double time = seconds() - begin;
+        state.SetIterationTime(time);
+        all += time;
+    }
+    state.counters["sorts"] = benchmark::Counter(all / unit, benchmark::Counter::kAvgIterations);
+}
+BENCHMARK(smooth)
+    ->ArgName("triangles")
+    ->Arg(20000)
+    ->Arg(200000)
+    ->Arg(870000)
+    ->Arg(2000000)
+    ->UseManualTime()
+    ->Iterations(3)
     ->Unit(benchmark::kMillisecond);
 
 }  // namespace

@@ -2,21 +2,17 @@
 #include <array>
 #include <cmath>
 #include <limits>
-#include <map>
 #include <random>
 #include <vector>
 
-#include "Bundle.h"
-#include "CMesh.h"
 #include "Segment3.h"
 #include "freeFunctions.h"
 #include "support/capture.h"
+#include "support/coarse.h"
 #include "tools.h"
 
 using namespace TARN_KEL;
-using TARN_TEST::conditionFailed;
-using TARN_TEST::outputOf;
-using TARN_TEST::reportOf;
+using namespace TARN_TEST;
 
 namespace {
 
@@ -103,10 +99,6 @@ TEST(Segment3, hasNoDirectionInComparisons) {
     EXPECT_TRUE(Segment3(a, b) == Segment3(b, a) && Segment3(a, b) == Segment3(a, b));
     EXPECT_FALSE(Segment3(a, b) == Segment3(a, a) || Segment3(a, a) == Segment3(b, b) || Segment3(a, b) == Segment3());
     EXPECT_EQ(Segment3(a, b).getSqLen25D(), 9.0 + 16.0 + 144.0);
-    Segment3 segment(a, b);
-    segment.swapSrcTrg();
-    EXPECT_TRUE(segment.getSrc() == b && segment.getTrg() == a);
-    EXPECT_EQ(Segment3().getTrg(), Point3(-LARGEST, -LARGEST, -LARGEST));
 }
 
 TEST(Plane, liesThroughItsPointsAndDividesSpace) {
@@ -156,9 +148,7 @@ TEST(Plane, refusesPointsThatSpanNone) {
         EXPECT_FALSE(bOK || Plane::canConstruct(t[0], t[1], t[2]));
         EXPECT_TRUE(plane.getNormal().isDegenerate());
         EXPECT_EQ(plane.getD(), 0.0);
-        const std::string report = reportOf([&] { Plane(t[0], t[1], t[2]); });
-        EXPECT_NE(report.find("WARNING: Degenerate plane"), std::string::npos);
-        expectCondition(report, "false");
+        expectCondition(reportOf([&] { Plane(t[0], t[1], t[2]); }), "false");
     }
     EXPECT_TRUE(Plane(b, Vector3()).getNormal().isDegenerate());
     // Infinite coordinates: the unit edges are NaN, and so is the cross product.
@@ -189,44 +179,12 @@ TEST(getNormalVector, isAtRightAnglesAndOrdered) {
 }
 
 TEST(getNormalVector, findsTheVerticesOfTheMesh) {
-    Calc calc(0, 0, 0, 8, 8, 8, 3);
-    std::array<Point3, 3> corners = {Point3(0, 0, 1), Point3(2, 0, 1), Point3(0, 2, 1)};
-    std::array<Bundle, 3> bundles;
-    std::map<CCD, Bundle*> mCCDBundle;
-    for (std::size_t i = 0; i < 3; ++i) {
-        bundles[i].pVtx = &corners[i];
-        bundles[i].ccd = 10 + i;
-        mCCDBundle[bundles[i].ccd] = &bundles[i];
-    }
-    CMesh mesh(nullptr, &calc, mCCDBundle);
+    CoarseWorld world;
+    const VCD a = world.put(1, 1, 1), b = world.put(2, 1, 1), c = world.put(1, 2, 1);
     bool bOK = false;
-    EXPECT_EQ(getNormalVector(&mesh, 10, 11, 12, bOK) * Vector3(0, 0, 1), 1.0);
+    EXPECT_EQ(getNormalVector(&world.mesh, a, b, c, bOK) * Vector3(0, 0, 1), 1.0);
     EXPECT_TRUE(bOK);
-    const std::string report = reportOf([&] { getNormalVector(&mesh, 10, 11, 13, bOK); });
-    EXPECT_NE(report.find("WARNING: pVtx is NULL"), std::string::npos);
-    expectCondition(report, "false");
-}
-
-TEST(estimateNNV, findsThePlaneOfItsPoints) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        Chance chance(seed);
-        const auto t = chance.triangle();
-        const Plane plane(t[0], t[1], t[2]);
-        const Vector3 far(seed % 2 == 0 ? 0.0 : 1e6, 0, 0);
-        std::vector<Point3> vPoints(t.begin(), t.end());
-        while (vPoints.size() < 3 + seed % 20)
-            vPoints.push_back(plane.projection(chance.point()));
-        for (Point3& p : vPoints)
-            p = p + far;
-        Vector3 nv;
-        Point3 centroid;
-        ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
-        EXPECT_NEAR(std::fabs(nv * plane.getNormal()), 1.0, 1e-9) << "seed " << seed;
-        Vector3 sum;
-        for (const Point3& p : vPoints)
-            sum += p - centroid;
-        EXPECT_LE(sum.length(), 1e-15 * (1e6 + 1.0) * static_cast<double>(vPoints.size())) << "seed " << seed;
-    }
+    expectCondition(reportOf([&] { getNormalVector(&world.mesh, a, b, cell(9, 9, 9), bOK); }), "false");
 }
 
 // The squared deviations along the axis of the normal's largest component; n describes the plane, of any length.
@@ -238,25 +196,31 @@ double deviationAlongAxis(const std::vector<Point3>& vPoints, const Point3& cent
 }
 
 TEST(estimateNNV, hasTheLeastDeviationForEachAxisThatDecides) {
-    for (int axis = 0; axis < 3; ++axis) {
-        for (unsigned seed = 0; seed < 50; ++seed) {
-            Chance chance(seed);
-            const double slope1 = chance.number(-0.5, 0.5), slope2 = chance.number(-0.5, 0.5);
-            std::vector<Point3> vPoints;
-            for (int i = 0; i < 30; ++i) {
-                const double u = chance.number(), v = chance.number(), w = slope1 * u + slope2 * v + 0.1 * chance.number();
-                vPoints.push_back(axis == 0 ? Point3(w, u, v) : axis == 1 ? Point3(u, w, v) : Point3(u, v, w));
-            }
-            Vector3 nv;
-            Point3 centroid;
-            ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
-            ASSERT_EQ(nv.getMaxAbsIndex(), axis);
-            EXPECT_NEAR(nv.length(), 1.0, 1e-15);
-            const double least = deviationAlongAxis(vPoints, centroid, nv, axis);
-            for (int i = 0; i < 20; ++i)
-                EXPECT_LT(least, deviationAlongAxis(vPoints, centroid, nv + chance.vector() * 0.01, axis))
-                    << "seed " << seed;
+    for (unsigned seed = 0; seed < 240; ++seed) {
+        Chance chance(seed);
+        const int axis = static_cast<int>(seed % 3);
+        const double slope1 = chance.number(-0.5, 0.5), slope2 = chance.number(-0.5, 0.5);
+        const bool bFlat = seed % 2 == 0;
+        const unsigned numPoints = bFlat ? 3 + seed % 20 : 30;
+        const Vector3 far(seed % 8 < 4 ? 0.0 : 1e6, 0, 0);
+        std::vector<Point3> vPoints;
+        while (vPoints.size() < numPoints) {
+            const double u = chance.number(), v = chance.number(),
+                         w = slope1 * u + slope2 * v + (bFlat ? 0.0 : 0.1 * chance.number());
+            vPoints.push_back((axis == 0 ? Point3(w, u, v) : axis == 1 ? Point3(u, w, v) : Point3(u, v, w)) + far);
         }
+        Vector3 nv, sum;
+        Point3 centroid;
+        ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
+        ASSERT_EQ(nv.getMaxAbsIndex(), axis) << "seed " << seed;
+        EXPECT_NEAR(nv.length(), 1.0, 1e-15);
+        for (const Point3& p : vPoints)
+            sum += p - centroid;
+        EXPECT_LE(sum.length(), 1e-15 * (1.0 + far.length()) * numPoints) << "seed " << seed;
+        const double least = deviationAlongAxis(vPoints, centroid, nv, axis);
+        EXPECT_LE(least, bFlat ? 1e-18 : 1.0) << "seed " << seed;
+        for (int i = 0; i < 20; ++i)
+            EXPECT_LT(least, deviationAlongAxis(vPoints, centroid, nv + chance.vector() * 0.01, axis)) << "seed " << seed;
     }
 }
 
@@ -273,9 +237,7 @@ TEST(estimateNNV, leavesItsArgumentsAloneWithoutAPlane) {
     vLine[3] = Point3(NOT_A_NUMBER, 0, 0);
     Vector3 nv;
     Point3 centroid;
-    const std::string report = reportOf([&] { estimateNNV(pointersTo(vLine), nv, centroid); });
-    expectCondition(report, "detZ>=detX && detZ>=detY");
-    EXPECT_EQ(report.find("detX="), 0U) << "the values come first";
+    expectCondition(reportOf([&] { estimateNNV(pointersTo(vLine), nv, centroid); }), "detZ>=detX && detZ>=detY");
 }
 
 TEST(triangle, hasAreaAnglesAndCentres) {
@@ -304,11 +266,7 @@ TEST(computeArea, isZeroWhereNoTriangleIs) {
     EXPECT_EQ(computeArea(3, 4, 5), 6.0);
     EXPECT_EQ(computeArea(1, 1, 2), 0.0);
     EXPECT_EQ(computeArea(1, 1, 3), 0.0);
-    const std::string report = reportOf([] { computeArea(1, NOT_A_NUMBER, 2.5); });
-    EXPECT_NE(report.find("computeArea(), WARNING: invalid value, no area for this triangle\033[m\nownHalfCircf="),
-              std::string::npos);
-    EXPECT_NE(report.find("len2=2.5"), std::string::npos);
-    expectCondition(report, "false");
+    expectCondition(reportOf([] { computeArea(1, NOT_A_NUMBER, 2.5); }), "false");
 }
 
 TEST(angles, ofUnitVectorsSurviveRounding) {
@@ -347,11 +305,8 @@ TEST(project2D, movesTheOtherCoordinatesDown) {
     EXPECT_EQ(project2D(p, 0), Point3(2, 3, 0));
     EXPECT_EQ(project2D(p, 1), Point3(1, 3, 0));
     EXPECT_EQ(project2D(p, 2), Point3(1, 2, 0));
-    for (const int wrong : {-1, 3}) {
-        const std::string report = reportOf([&] { project2D(p, wrong); });
-        EXPECT_NE(report.find("WARNING: wrong skipIndex"), std::string::npos);
-        expectCondition(report, "false");
-    }
+    for (const int wrong : {-1, 3})
+        expectCondition(reportOf([&] { project2D(p, wrong); }), "false");
 }
 
 TEST(getEdgePlane, standsOnTheEdgeAndFacesTheCorner) {
@@ -370,14 +325,17 @@ TEST(getEdgePlane, standsOnTheEdgeAndFacesTheCorner) {
 
 TEST(getEdgePlane, refusesDegenerateTriangles) {
     const Point3 a(0, 0, 0), copy(0, 0, 0), b(1, 0, 0), c(2, 0, 0), d(0, 1, 0);
-    expectCondition(reportOf([&] { getEdgePlane(&a, &a, &b, 0); }), "p0!=p1");
-    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &b, 0); }), "p1!=p2");
-    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &a, 0); }), "p2!=p0");
-    expectCondition(reportOf([&] { getEdgePlane(&a, &copy, &b, 0); }), "!vecAB.isDegenerate()");
-    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &copy, 0); }), "!vecAC.isDegenerate()");
-    expectCondition(reportOf([&] { getEdgePlane(&a, &b, &c, 0); }), "!nv.isDegenerate()");
-    for (const int wrong : {-1, 3})
-        expectCondition(reportOf([&] { getEdgePlane(&a, &b, &d, wrong); }), "false");
+    const auto refuses = [](const Point3& p, const Point3& q, const Point3& r, int i, const char* condition) {
+        expectCondition(reportOf([&] { getEdgePlane(&p, &q, &r, i); }), condition);
+    };
+    refuses(a, a, b, 0, "p0!=p1");
+    refuses(a, b, b, 0, "p1!=p2");
+    refuses(a, b, a, 0, "p2!=p0");
+    refuses(a, copy, b, 0, "!vecAB.isDegenerate()");
+    refuses(a, b, copy, 0, "!vecAC.isDegenerate()");
+    refuses(a, b, c, 0, "!nv.isDegenerate()");
+    refuses(a, b, d, -1, "false");
+    refuses(a, b, d, 3, "false");
 }
 
 TEST(computeVolume, agreesWithTetrahedra) {
@@ -431,9 +389,6 @@ TEST(passThrough, agreesWithThePointInThePolygon) {
 
 TEST(ranges, meetAndJoin) {
     double lo = 0.0, hi = 0.0;
-    const std::string text = outputOf([&] { commonRange(0, 1, 2, 3, lo, hi); });
-    EXPECT_NE(text.find("commonRange(), WARNING: empty range, unexpected, returning +DBL_MAX,-DBL_MAX"), std::string::npos);
-    EXPECT_TRUE(lo == LARGEST && hi == -LARGEST);
     for (unsigned seed = 0; seed < 200; ++seed) {
         Chance chance(seed);
         std::array<double, 4> ends;
@@ -455,13 +410,14 @@ TEST(ranges, meetAndJoin) {
 
 TEST(Bbox3, holdsItsPointsAndMeetsWhatItTouches) {
     const Point3 a(1, 5, -2), b(0, 7, 3), c(4, 6, 0);
-    const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5), pair = getBbox(c, a, 0.0), single = getBbox(b, 0.25);
-    EXPECT_EQ(Point3(box.minX, box.minY, box.minZ), Point3(-0.5, 4.5, -2.5));
-    EXPECT_EQ(Point3(box.maxX, box.maxY, box.maxZ), Point3(4.5, 7.5, 3.5));
-    EXPECT_EQ(Point3(pair.minX, pair.minY, pair.minZ), Point3(1, 5, -2));
-    EXPECT_EQ(Point3(pair.maxX, pair.maxY, pair.maxZ), Point3(4, 6, 0));
-    EXPECT_EQ(Point3(single.minX, single.minY, single.minZ), Point3(-0.25, 6.75, 2.75));
-    EXPECT_EQ(Point3(single.maxX, single.maxY, single.maxZ), Point3(0.25, 7.25, 3.25));
+    const auto expectCorners = [](const TARN_LOCATE3::Bbox3& box, const Point3& low, const Point3& high) {
+        EXPECT_EQ(Point3(box.minX, box.minY, box.minZ), low);
+        EXPECT_EQ(Point3(box.maxX, box.maxY, box.maxZ), high);
+    };
+    expectCorners(getBbox(a, b, c, 0.5), Point3(-0.5, 4.5, -2.5), Point3(4.5, 7.5, 3.5));
+    expectCorners(getBbox(c, a, 0.0), Point3(1, 5, -2), Point3(4, 6, 0));
+    expectCorners(getBbox(b, 0.25), Point3(-0.25, 6.75, 2.75), Point3(0.25, 7.25, 3.25));
+    const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5);
     EXPECT_TRUE(box.intersects(getBbox(Point3(4.5, 7.5, 3.5), 0.0)) && getBbox(c, 0.0).intersects(box));
     EXPECT_FALSE(box.intersects(getBbox(Point3(4.6, 6, 0), 0.0)) || box.intersects(TARN_LOCATE3::Bbox3()));
 }

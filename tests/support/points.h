@@ -11,7 +11,8 @@
 
 namespace TARN_TEST {
 
-/// Makes the points of one scan after the other. Lengths in any unit; noise is added along each axis, uniformly.
+/// Makes the points of one scan after the other. Lengths in any unit; noise is added along each axis, uniformly. Braces give
+/// the draws of one point the same order with every compiler.
 class Scan {
 public:
     explicit Scan(std::uint64_t seed, double theNoise = 0.0) : random(seed), noise(theNoise) {}
@@ -25,7 +26,7 @@ public:
     }
     /// Evenly spread over the unit square, z = 0.
     std::vector<TARN_KEL::Point3> plane(std::size_t n) {
-        return make(n, [this] { return TARN_KEL::Point3(uniform(0.0, 1.0), uniform(0.0, 1.0), 0.0); });
+        return make(n, [this] { return TARN_KEL::Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), 0.0}; });
     }
     /// A ring of radius 1 and tube radius 0.3; denser on the inner side.
     std::vector<TARN_KEL::Point3> torus(std::size_t n) {
@@ -43,7 +44,7 @@ public:
     }
     /// Anywhere in the unit cube.
     std::vector<TARN_KEL::Point3> dust(std::size_t n) {
-        return make(n, [this] { return TARN_KEL::Point3(uniform(0.0, 1.0), uniform(0.0, 1.0), uniform(0.0, 1.0)); });
+        return make(n, [this] { return TARN_KEL::Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), uniform(0.0, 1.0)}; });
     }
     double uniform(double low, double high) {
         return low + (high - low) * (random.next() / (static_cast<double>(TARN_KEL::Random::MAX) + 1.0));

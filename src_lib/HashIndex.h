@@ -47,7 +47,7 @@ public:
     /// Takes out the element of that hash and index; false when it isn't there.
     bool erase(std::uint64_t hash, std::uint32_t index);
 
-    /// Calls visit(index) for every element, in no useful order. The fine mesh's check needs it.
+    /// Calls visit(index) for every element, in no useful order.
     template <typename Visit>
     void forEach(Visit&& visit) const {
         for (const Line& line : vLine)

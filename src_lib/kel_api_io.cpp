@@ -132,11 +132,14 @@ bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, 
 
 // ---- Triangle corners
 
-/// The corners of one loop, up to its "endloop" or the end of the file. False at a "vertex" line without three numbers.
-bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints) {
+/// The corners of one loop, up to its "endloop" or the end of the file (bEnded: it has one). False at a "vertex" line
+/// without three numbers.
+bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints, bool& bEnded) {
     std::string_view line;
-    while (reader.nextLine(line) && !contains(line, "endloop")) {
-        if (!contains(line, "vertex")) continue;
+    bEnded = false;
+    while (!bEnded && reader.nextLine(line)) {
+        bEnded = contains(line, "endloop");
+        if (bEnded || !contains(line, "vertex")) continue;
         const char* const end = line.data() + line.size();
         const char* p = skipSpace(line.data(), end);
         p = std::find_if(p, end, isSpace);  // behind the word
@@ -147,7 +150,7 @@ bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints) {
     return true;
 }
 
-/// What readSTL_ASCII does. bTrianglesOnly: a loop that hasn't three corners is a failure as well.
+/// What readSTL_ASCII does. bTrianglesOnly: a loop that hasn't three corners or no end is a failure as well.
 bool readLoops(const std::string& name, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
     InputFile file(name);
     if (!file.isOpen()) return fail("readSTL(): " + name + " is unreadable");
@@ -157,7 +160,9 @@ bool readLoops(const std::string& name, bool bTrianglesOnly, std::vector<Point3>
     while (reader.nextLine(line)) {
         if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
         const std::size_t loopBegin = vPoints.size();
-        if (!readLoop(reader, vPoints)) return fail("readSTL(): " + name + " has a vertex without three numbers");
+        bool bEnded = false;
+        if (!readLoop(reader, vPoints, bEnded)) return fail("readSTL(): " + name + " has a vertex without three numbers");
+        if (bTrianglesOnly && !bEnded) return fail("readSTL(): " + name + " ends within a triangle");
         if (bTrianglesOnly && vPoints.size() != loopBegin + 3)
             return fail("readSTL(): " + name + " has a loop that is no triangle");
     }
@@ -360,7 +365,9 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen) {
         return nullptr;
     }
     if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
-    return std::make_shared<Mesh>(pRMesh.release());
+    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
+    pRMesh.release();
+    return pMesh;
 }
 
 }  // namespace TARN_KEL

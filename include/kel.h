@@ -209,11 +209,11 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went with the
 /// first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
-/// Flips edges where that makes the surface smoother, the largest gain first, until none of the edges that it started with
-/// gains; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of the
-/// two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds. Vertices
-/// don't move and their number stays, but for degenerate triangles. The result doesn't depend on the number of processors.
-/// O(n log n).
+/// Flips edges where that makes the surface smoother, the largest gain first: those that gained at the start, each while it
+/// still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
+/// the two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds.
+/// Vertices don't move and their number stays, but for degenerate triangles and for vertices at one place opposite an edge.
+/// The result doesn't depend on the number of processors. O(n log n).
 void edgeFlips(MeshPtr pMesh);
 /// The same by annealing: edgeFlips, 29 rounds of flips of which by chance some lose at first, edgeFlips. Some thirty times
 /// as slow, gets out of local minima. The same mesh gives the same result in every call.

@@ -50,10 +50,10 @@ public:
     /// Neither is owned. pRE may be null; else it is judged at once by compute().
     REdgeEnergy(RMesh* pRMesh, REdge* pRE);
 
-    /// Sets the improvement for pRE, which must not be null. The edge must have two triangles and the diagonal must not be
-    /// an edge. It may change the mesh: the second triangle is turned over when it disagrees with the first, and the corners
-    /// opposite the edge are moved when they are at the same place. Two triangles on the same corners, or such corners that
-    /// find no other place, are an assertion. O(1) but for such moves.
+    /// Sets the improvement for pRE, which must not be null. IMPOSSIBLE unless the edge has just two triangles and the
+    /// diagonal is no edge. It may change the mesh: the second triangle is turned over when it disagrees with the first, and
+    /// the corners opposite the edge are moved when they are at the same place. Two triangles on the same corners, or such
+    /// corners that find no other place, are an assertion. O(1) but for such moves.
     void compute();
     /// The same, but what an assertion stops is an impossible flip.
     void tryCompute();

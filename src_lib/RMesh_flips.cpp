@@ -28,14 +28,14 @@ namespace TARN_KEL {
 namespace {
 
 constexpr std::size_t MIN_CHUNK = 100;  // edges
-constexpr std::size_t STEPS_PER_TASK =
-    5;  // one of them is counted: a search is a fifth of its step until that is marked as done
+/// One of them is counted: a search is a fifth of its step until that is marked as done.
+constexpr std::size_t STEPS_PER_TASK = 5;
 
 /// Whether a flip is worth a try. position: of its edge in the list.
 bool isAccepted(double gain, double minImprovement, double temperature, std::size_t position) {
     if (gain == REdgeEnergy::IMPOSSIBLE) return false;
     if (gain >= minImprovement || gain >= 0.0) return true;
-    if (temperature == 0.0) return false;
+    if (temperature == 0.0 || std::isnan(temperature)) return false;
     Random random(std::bit_cast<std::uint64_t>(temperature) + position);
     const double r = random.next() / static_cast<double>(Random::MAX);
     return !(r > std::exp(gain / temperature));

@@ -30,8 +30,9 @@ public:
 
     // ---- Flips: the energy and what a flip gains are those of REdgeEnergy. A run must be open
 
-    /// Flips edges where that lowers the energy, the largest gain first, until none of those that were there at the start
-    /// gains. Edges that come by a flip wait for another call. Marks "RM_gEfCandMT" and "RM_kdeg" as done. O(n log n).
+    /// Flips edges where that doesn't raise the energy, the largest gain first: those that qualified at the start, each
+    /// while its gain holds or stays above 0.005. Others, and edges that come by a flip, wait for another call. Marks
+    /// "RM_gEfCandMT" and "RM_kdeg" as done. O(n log n).
     void edgeFlips();
     /// The same, counting under the step "efLoop"; then collapses degenerate triangles.
     void edgeFlipsKillDeg();
@@ -41,8 +42,9 @@ public:
     /// edgeFlips, a sweep for each of annealingTemperatures(), edgeFlips.
     void edgeFlipsSimACtrl();
 
-    /// Flips the edges opposite angles of 170 degrees and more where neither that angle nor the fold at the edge gets
-    /// worse, and where the two new normals differ by less than 90 degrees. Returns the number of flips. O(n log n).
+    /// Flips the edges opposite angles of 170 degrees and more where that angle doesn't grow, the fold at the edge doesn't
+    /// by more than 2 degrees, and where the two new normals differ by less than 90 degrees. Returns the number of flips.
+    /// O(n log n).
     int flipExtremeCaps();
     /// What flipExtremeCaps goes by, in degrees, negative for a gain: what the largest of the angles opposite the edge would
     /// grow by, and the angle of the two normals on top. DBL_MAX: no two triangles, no cap of 170 degrees, an angle that

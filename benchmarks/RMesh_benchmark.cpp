@@ -10,9 +10,12 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
+#include <cmath>
 #include <cstdint>
 #include <ctime>
 #include <fstream>
+#include <random>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -248,6 +251,68 @@ void collapseAndFlip(benchmark::State& state) {
     state.counters["flip"] = Counter(flip, Counter::kAvgIterations);
 }
 
+/// A closed ring of bumps, noisy, of about so many triangles.
+Soup bumpyTorus(std::int64_t numT) {
+    const int numV = static_cast<int>(std::sqrt(static_cast<double>(numT) / 5.0));
+    Soup soup = TARN_TEST::torus(static_cast<int>(2.5 * numV), numV);
+    TARN_KEL::Random random;
+    const auto noise = [&] { return 0.2 / numV * (random.next() / static_cast<double>(TARN_KEL::Random::MAX) - 0.5); };
+    for (Point3& p : soup.vVtx) {
+        const double bump = 1.0 + 0.1 * std::sin(5.0 * std::atan2(p.y(), p.x())) * std::cos(7.0 * p.z());
+        const double x = noise(), y = noise(), z = noise();
+        p = Point3(bump * p.x() + x, bump * p.y() + y, bump * p.z() + z);
+    }
+    return soup;
+}
+
+double wallSeconds() {
+    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
+}
+
+double processSeconds() {
+    timespec time{};
+    clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
+    return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
+}
+
+/// What std::sort takes for 10 million random keys: the unit for times that shall compare.
+double sortUnit() {
+    std::mt19937_64 random(1);
+    std::vector<std::uint64_t> vKey(10000000);
+    std::generate(vKey.begin(), vKey.end(), random);
+    const double begin = seconds();
+    std::sort(vKey.begin(), vKey.end());
+    return seconds() - begin;
+}
+
+/// To about a twentieth. Wall time, which an idle machine alone makes comparable; main: processor time of the calling
+/// thread; all: of all threads; units: half of what the workers took beside the calling thread, as on two free processors,
+/// and main.
+void reduce(benchmark::State& state) {
+    const Soup soup = bumpyTorus(state.range(0));
+    double main = 0.0, all = 0.0;
+    std::size_t numLeft = 0;
+    for (auto _ : state) {
+        FineMesh mesh;
+        fill(mesh, soup);
+        mesh.sideLen = mesh.getAvgLen();
+        TARN_KEL::progressForReduce();
+        const double begin = wallSeconds(), mainBegin = seconds(), allBegin = processSeconds();
+        mesh.reduce(6.0 * mesh.sideLen * mesh.sideLen, 40.0);
+        state.SetIterationTime(wallSeconds() - begin);
+        main += seconds() - mainBegin;
+        all += processSeconds() - allBegin;
+        TARN_KEL::closeProgress();
+        numLeft = mesh.getNumT();
+    }
+    using benchmark::Counter;
+    static const double unit = sortUnit();
+    state.counters["main"] = Counter(main, Counter::kAvgIterations);
+    state.counters["all"] = Counter(all, Counter::kAvgIterations);
+    state.counters["units"] = Counter((main + 0.5 * (all - main)) / unit, Counter::kAvgIterations);
+    state.counters["left"] = static_cast<double>(numLeft) / static_cast<double>(soup.vT.size());
+}
+
 void setUp(benchmark::internal::Benchmark* pBenchmark) {
     pBenchmark->ArgName("zOrder")->Arg(0)->Arg(1)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 }
@@ -257,6 +322,7 @@ BENCHMARK(convert)->Apply(setUp);
 BENCHMARK(edgesInKeyOrder)->Apply(setUp);
 BENCHMARK(cleanUp)->Apply(setUp);
 BENCHMARK(collapseAndFlip)->Apply(setUp);
+BENCHMARK(reduce)->Arg(20000)->Arg(200000)->Arg(2000000)->UseManualTime()->Iterations(3)->Unit(benchmark::kMillisecond);
 
 }  // namespace
 

@@ -77,6 +77,23 @@ struct RingSide {
     const REdge* pRE;
 };
 
+/// Fetches what a penalty reads, one step along the pointers ahead of it: the triangles lie anywhere in memory, and waiting
+/// for one after the other is what a penalty costs.
+void prefetchRing(const std::vector<RTriangle*>& vIncT, const Point3* pCentre) {
+    for (const RTriangle* pRT : vIncT) {
+        __builtin_prefetch(pRT->aCorners);
+        __builtin_prefetch(&pRT->pRE02);
+    }
+    for (const RTriangle* pRT : vIncT)
+        __builtin_prefetch(&RingSide(*pRT, pCentre).pRE->vRT);
+}
+
+/// The angle of two normals, radians, from their dot product and the product of their lengths: an eighth of the divisions
+/// that unit vectors take. A right angle when a length underflows.
+double turn(double dot, double lengths) {
+    return getAngleRad({lengths > 0.0 ? dot / lengths : 0.0, 0.0, 0.0}, {1.0, 0.0, 0.0});
+}
+
 bool isAllowed(double penalty) {
     return penalty != FORBIDDEN;
 }
@@ -201,12 +218,12 @@ double RMesh::getPenalty(const REdge* pRE, int iDir, double maxSqLen, double max
     const double sqLen = (*pTrg - *pSrc).sqLength();
     if (sqLen > maxSqLen) return FORBIDDEN;
     getIncidentT(pSrc, vIncT);
+    prefetchRing(vIncT, pSrc);
     double sum = 0.0;
     int count = 0;
     for (const RTriangle* pRT : vIncT) {
         const RingSide ring(*pRT, pSrc);
         if (ring.a == pTrg || ring.b == pTrg) continue;  // dies
-        if (ring.isSideOf(pTrg)) return FORBIDDEN;       // two triangles on the same corners
         const Vector3 side = *ring.b - *ring.a;
         const Vector3 oldNormal = crossProduct(side, *pSrc - *ring.a);
         if (oldNormal.isDegenerate()) {
@@ -214,11 +231,16 @@ double RMesh::getPenalty(const REdge* pRE, int iDir, double maxSqLen, double max
             continue;
         }
         const Vector3 newNormal = crossProduct(side, *pTrg - *ring.a);
-        if (MIN_NORMAL > newNormal.length()) return FORBIDDEN;
-        const double angle = getAngleRad(normalize(oldNormal), normalize(newNormal));
+        const double newLength = newNormal.length();
+        if (MIN_NORMAL > newLength) return FORBIDDEN;
+        const double angle = turn(oldNormal * newNormal, oldNormal.length() * newLength);
         if (angle > maxDevRad) return FORBIDDEN;
         sum += angle;
         ++count;
+    }
+    for (const RTriangle* pRT : vIncT) {
+        const RingSide ring(*pRT, pSrc);
+        if (ring.a != pTrg && ring.b != pTrg && ring.isSideOf(pTrg)) return FORBIDDEN;  // two triangles on the same corners
     }
     const double meanTurn = count == 0 ? 0.0 : sum * TURN_WEIGHT / count;
     const double penalty = meanTurn + std::sqrt(std::sqrt(sqLen) / sideLen);
@@ -358,11 +380,12 @@ private:
     /// Where src and trg have a neighbour in common but no triangle between the three, a tunnel of three edges leads through
     /// and would close to an edge of more triangles than one should have. vIncT: the triangles at pSrc.
     bool wouldPinch(const Point3* pSrc, const Point3* pTrg) const {
-        return std::any_of(vIncT.begin(), vIncT.end(), [&](const RTriangle* pRT) {
-            return std::any_of(std::begin(pRT->aCorners), std::end(pRT->aCorners), [&](const Point3* p) {
-                return p != pSrc && p != pTrg && wouldCrowd(mesh.getEdge(pSrc, p), mesh.getEdge(pTrg, p), pTrg);
-            });
-        });
+        for (const RTriangle* pRT : vIncT)
+            for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02}) {
+                if (pRE->vRT[0] != pRT || !pRE->has(pSrc) || pRE->has(pTrg)) continue;  // each edge at pSrc once
+                if (wouldCrowd(pRE, mesh.getEdge(pTrg, pRE->getOtherPoint(pSrc)), pTrg)) return true;
+            }
+        return false;
     }
 
     /// The edges of both ends to a third vertex would become one of more than two triangles, and of more than either has.
@@ -381,7 +404,7 @@ private:
             for (const Point3* p : pRT->aCorners)
                 vLastChange[mesh.getVtxIndex(p)] = numCollapses;
         mesh.exchangeCorner(pSrc, pTrg);
-        vTouched.push_back(pTrg);
+        vTouched.push_back(static_cast<std::uint32_t>(mesh.getVtxIndex(pTrg)));
     }
 
     bool isRefillDue() const {
@@ -399,9 +422,11 @@ private:
 
     /// In order of creation.
     std::vector<REdge*> edgesAtTouched() {
-        oneInstanceMT(vTouched);
+        radixSort(vTouched);
+        dropRepeats(vTouched);
         std::vector<std::size_t> vNumber;
-        for (const Point3* p : vTouched) {
+        for (const std::uint32_t number : vTouched) {
+            const Point3* p = mesh.poolVtx.at(number);
             vIncT.clear();
             mesh.getIncidentT(p, vIncT);
             for (const RTriangle* pRT : vIncT)
@@ -421,7 +446,7 @@ private:
     std::vector<char> vBorder;               // by vertex, as it was at the start
     std::vector<std::uint32_t> vLastChange;  // by vertex: the last collapse that changed a triangle there, from 1 on
     CandidateQueue queue;
-    std::vector<Point3*> vTouched;  // targets since the last refill, with repeats
+    std::vector<std::uint32_t> vTouched;  // targets, as vertex numbers, since the last refill, with repeats
     std::uint32_t numCollapses = 0;
     int numRefills = 0;
     int numKilled = 0;

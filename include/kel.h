@@ -205,9 +205,9 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// that stay don't move. A vertex goes onto a neighbour at most maxEdgeLength away when that turns no normal around it by
 /// more than maxAngle degrees. Both limits hold for each such step against the mesh as it is then: over many steps turns add
 /// up, and maxEdgeLength is what bounds the coarsening. Of a border only what is straight within 10 degrees goes, corners
-/// stay. Closed manifold meshes stay so. No step makes a triangle of less than 5e-11 in area, in squared units of the
-/// caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went with the
-/// first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
+/// stay. These steps keep a closed manifold mesh so. No step makes a triangle of less than 5e-11 in area, in squared units
+/// of the caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went
+/// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// Flips edges where that makes the surface smoother, the largest gain first: those that gained at the start, each while it
 /// still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of

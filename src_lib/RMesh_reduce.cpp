@@ -24,8 +24,12 @@
 // is always larger, with a heap for what came one by one since the last lot: nearly every removal is a step along an array.
 #include <algorithm>
 #include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <iostream>
 #include <limits>
 #include <utility>
+#include <vector>
 
 #include "Progress.h"
 #include "RMesh.h"
@@ -292,7 +296,6 @@ public:
     int run() {
         markBorder();
         enterAllEdges();
-        vTouched.reserve(queue.size() / 2);
         openCollapses();
         while (!queue.empty())
             tryFirst();

@@ -1,0 +1,126 @@
+// make_seeds FOLDER: the files that the fuzzers start from, FOLDER/READER/..., by the writers of the library. They are
+// small, so that most changes to a file hit something that matters.
+#include <array>
+#include <cstdint>
+#include <filesystem>
+#include <fstream>
+#include <iostream>
+#include <iterator>
+#include <memory>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "RMesh.h"
+#include "kel.h"
+#include "support/fine.h"
+#include "tinyply.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+namespace fs = std::filesystem;
+
+namespace {
+
+void demand(bool bWritten, const std::string& what) {
+    if (bWritten) return;
+    std::cerr << "make_seeds: can't write " << what << std::endl;
+    std::exit(1);
+}
+
+class Corpus {
+public:
+    explicit Corpus(fs::path folder_) : folder(std::move(folder_)) {}
+
+    /// The place of a new seed. Readers of one format share seeds: see copy().
+    std::string path(const std::string& reader, const std::string& name) const {
+        fs::create_directories(folder / reader);
+        return (folder / reader / name).string();
+    }
+    void copy(const std::string& reader, const std::string& toReader) const {
+        fs::copy(folder / reader, folder / toReader, fs::copy_options::recursive | fs::copy_options::overwrite_existing);
+    }
+
+private:
+    fs::path folder;
+};
+
+void makePoints(const Corpus& corpus) {
+    std::vector<Point3> vPoints{{0, 0, 0}, {1.5, -2, 1e-3}, {1e7, 1.0 / 3.0, 5}, {-1e-300, 12345678, 0.1}};
+    const auto write = [&](const std::string& reader, const std::string& name, bool bAscii) {
+        std::string path = corpus.path(reader, name);
+        demand(writePoints_auto(path, vPoints, bAscii), path);
+    };
+    write("points_ascii", "points.xyz", true);
+    write("points_bin", "points.bin", false);
+    write("ply_points", "points_text.ply", true);
+    write("ply_points", "points_binary.ply", false);
+    const std::string path = corpus.path("points_ascii", "points_exact.xyz");
+    demand(writePoints_ASCII(path.c_str(), vPoints, 17), path);
+}
+
+void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
+    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+    const auto write = [&](const std::string& reader, const std::string& ending, bool bAscii) {
+        const std::string path = corpus.path(reader, name + ending);
+        demand(writeMesh_auto(path, pMesh, bAscii), path);
+    };
+    write("stl", ".stl", true);
+    write("ply_mesh", "_text.ply", true);
+    write("ply_mesh", "_binary.ply", false);
+}
+
+/// A square pyramid as other programs write one: comments, doubles, colours, a square and triangles, short indices.
+void makeForeignPly(const Corpus& corpus, const std::string& format) {
+    struct Xyz {
+        double x, y, z;
+    };
+    std::vector<Xyz> vVertex{{0, 0, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}, {0.5, 0.5, 1}};
+    std::vector<std::uint8_t> vRed{0, 64, 128, 192, 255};
+    std::vector<std::int16_t> vSquare{3, 2, 1, 0};
+    PLY::PlyFile file;
+    std::istringstream header("ply\nformat " + format + " 1.0\ncomment pyramid\nobj_info from nowhere\nend_header\n");
+    demand(file.parse_header(header), "the header of a PLY");
+    file.add_properties_to_element("vertex", {"x", "y", "z"}, PLY::Type::FLOAT64, vVertex.size(),
+                                   reinterpret_cast<std::uint8_t*>(vVertex.data()), PLY::Type::INVALID, 0);
+    file.add_properties_to_element("vertex", {"red"}, PLY::Type::UINT8, vRed.size(), vRed.data(), PLY::Type::INVALID, 0);
+    file.add_properties_to_element("face", {"vertex_index"}, PLY::Type::INT16, 1,
+                                   reinterpret_cast<std::uint8_t*>(vSquare.data()), PLY::Type::INT32, 4);
+    const std::string path = corpus.path("ply_mesh", "foreign_" + format + ".ply");
+    std::ofstream out(path, std::ios_base::binary);
+    file.write(out, format != "ascii");
+    demand(!out.flush().fail(), path);
+}
+
+/// The same text with the line ends of another system.
+void makeForeignLineEnds(const Corpus& corpus, const std::string& reader, const std::string& name) {
+    std::ifstream in(corpus.path(reader, name), std::ios_base::binary);
+    const std::string path = corpus.path(reader, "crlf_" + name);
+    std::ofstream out(path, std::ios_base::binary);
+    for (std::string line; std::getline(in, line);)
+        out << line << "\r\n";
+    demand(!out.flush().fail(), path);
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc != 2) {
+        std::cerr << "make_seeds FOLDER" << std::endl;
+        return 1;
+    }
+    const Corpus corpus(argv[1]);
+    makePoints(corpus);
+    makeMesh(corpus, "closed", tetrahedron());
+    makeMesh(corpus, "sheet", sheet(3, 2));
+    makeMesh(corpus, "torus", torus(5, 4));
+    for (const char* format : {"ascii", "binary_little_endian", "binary_big_endian"})
+        makeForeignPly(corpus, format);
+    makeForeignLineEnds(corpus, "points_ascii", "points.xyz");
+    makeForeignLineEnds(corpus, "ply_mesh", "foreign_ascii.ply");
+    makeForeignLineEnds(corpus, "stl", "closed.stl");
+    corpus.copy("ply_mesh", "ply_points");
+    corpus.copy("ply_mesh", "mesh_ply");
+    corpus.copy("stl", "mesh_stl");
+    return 0;
+}

@@ -1,0 +1,155 @@
+// The readers of point and mesh files on the bytes that libFuzzer invents.
+//
+// The readers take names, so the bytes go to a file in the folder for temporary files; run.sh makes that one in memory. Each
+// program holds all readers and runs the one that KEL_FUZZ_READER names.
+//
+// Beside what the sanitizers see, four promises are held against each call: points that were there before stay, nothing is
+// appended out of proportion to the file, a PLY reader that fails leaves the vector as it was, and a mesh is either null or
+// in order. Text points are also held against a stream. A broken promise, like any exception, ends the program.
+#include <unistd.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kel.h"
+#include "support/fine.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+using Points = std::vector<Point3>;
+
+void demand(bool bHolds, const char* promise) {
+    if (bHolds) return;
+    std::fprintf(stderr, "broken promise: %s\n", promise);
+    std::abort();
+}
+
+/// One file that is written again and again, and goes when the program ends.
+class InputOnDisk {
+public:
+    explicit InputOnDisk(std::string_view extension)
+        : name(std::filesystem::temp_directory_path() /
+               ("kel-fuzz-" + std::to_string(::getpid()) + std::string(extension))) {}
+    ~InputOnDisk() { std::filesystem::remove(name); }
+    InputOnDisk(const InputOnDisk&) = delete;
+    InputOnDisk& operator=(const InputOnDisk&) = delete;
+
+    std::string write(std::string_view bytes) const {
+        std::ofstream out(name, std::ios_base::binary | std::ios_base::trunc);
+        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        out.close();
+        demand(!out.fail(), "the folder for temporary files takes the input");
+        return name.string();
+    }
+
+private:
+    std::filesystem::path name;
+};
+
+/// What a reader appends. read: bool(Points&).
+template <typename Read>
+Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read) {
+    const Points vBefore{{1, 2, 3}, {4, 5, 6}};
+    Points vPoints = vBefore;
+    const bool bOk = read(vPoints);
+    demand(vPoints.size() >= vBefore.size() && std::equal(vBefore.begin(), vBefore.end(), vPoints.begin()),
+           "older points stay");
+    vPoints.erase(vPoints.begin(), vPoints.begin() + 2);
+    demand(vPoints.size() <= 8 * bytes.size(), "at most eight points a byte");
+    demand(bOk || !bAllOrNothing || vPoints.empty(), "a failure appends nothing");
+    return vPoints;
+}
+
+/// The points of a text file by streams alone.
+Points pointsByStream(std::string_view bytes) {
+    std::istringstream in{std::string(bytes)};
+    Points vPoints;
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream numbers(line);
+        numbers.imbue(std::locale::classic());
+        double x = 0, y = 0, z = 0;
+        if (numbers >> x >> y >> z) vPoints.emplace_back(x, y, z);
+    }
+    return vPoints;
+}
+
+void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
+    std::string name = file;
+    const Points vRead = appended(bytes, false, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    const Points vExpected = pointsByStream(bytes);
+    demand(vRead.size() == vExpected.size() && std::equal(vRead.begin(), vRead.end(), vExpected.begin()),
+           "text points are what a stream extracts");
+}
+
+void fuzzPointsBin(const std::string& file, std::string_view bytes) {
+    appended(bytes, false, [&](Points& vPoints) { return readPoints_BIN(file.c_str(), vPoints); });
+}
+
+void fuzzStl(const std::string& file, std::string_view bytes) {
+    appended(bytes, false, [&](Points& vPoints) { return readSTL_ASCII(file.c_str(), vPoints); });
+    appended(bytes, false, [&](Points& vPoints) { return readSTLTriCorners(file, vPoints); });
+}
+
+void fuzzPlyPoints(const std::string& file, std::string_view bytes) {
+    appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), true, vPoints); });
+}
+
+void fuzzPlyMesh(const std::string& file, std::string_view bytes) {
+    const Points vCorners = appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), false, vPoints); });
+    demand(vCorners.size() % 3 == 0, "three corners a triangle");
+}
+
+void fuzzMesh(const std::string& file, std::string_view bytes) {
+    const MeshPtr pMesh = readMesh_auto(file);
+    if (!pMesh) return;
+    std::vector<Point3*> vCorners;
+    pMesh->getTriangles(vCorners);
+    demand(!vCorners.empty() && vCorners.size() <= 3 * bytes.size(), "a mesh has triangles, and not more than its file");
+    for (const Point3* p : vCorners)
+        demand(std::isfinite(p->x()) && std::isfinite(p->y()) && std::isfinite(p->z()), "the vertices of a mesh are finite");
+    const std::string fault = TARN_TEST::firstFault(*pMesh->getRMesh());
+    demand(fault.empty(), fault.c_str());
+}
+
+struct Target {
+    std::string_view reader, extension;
+    void (*run)(const std::string& file, std::string_view bytes);
+};
+constexpr std::array<Target, 7> TARGETS{{
+    {"mesh_ply", ".ply", fuzzMesh},
+    {"mesh_stl", ".stl", fuzzMesh},
+    {"ply_mesh", ".ply", fuzzPlyMesh},
+    {"ply_points", ".ply", fuzzPlyPoints},
+    {"points_ascii", ".xyz", fuzzPointsAscii},
+    {"points_bin", ".bin", fuzzPointsBin},
+    {"stl", ".stl", fuzzStl},
+}};
+
+constexpr Target chosenTarget() {
+    for (const Target& target : TARGETS)
+        if (target.reader == KEL_FUZZ_READER) return target;
+    throw "no such reader";  // reached by no program that compiles: the call below is a constant
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+    static constexpr Target TARGET = chosenTarget();
+    static const InputOnDisk input(TARGET.extension);
+    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
+    TARGET.run(input.write(bytes), bytes);
+    return 0;
+}

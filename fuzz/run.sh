@@ -1,0 +1,40 @@
+#!/bin/sh
+# run.sh [SECONDS [READER...]]: fuzzes the readers (all of them unless named), SECONDS each (60), two at a time. Status 1 when
+# one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in build/fuzz/corpus, so a later
+# run goes on from there; remove that folder to start anew. FUZZ_SEED is the seed of chance, 0 a new one in each run.
+set -eu
+cd "$(dirname "$0")/.."
+
+seconds=${1:-60}
+[ $# -eq 0 ] || shift
+
+cmake/install-packages.sh clang libclang-rt-dev llvm cmake ninja-build ccache  # llvm: names in the stacks of a finding
+cmake --preset fuzz
+cmake --build --preset fuzz
+
+build=build/fuzz
+mkdir -p $build/findings $build/logs $build/corpus
+$build/fuzz/make_seeds $build/seeds
+memory=/dev/shm
+[ -w $memory ] || memory=${TMPDIR:-/tmp}
+TMPDIR=$(mktemp -d $memory/kel-fuzz-XXXXXX)
+export TMPDIR build seconds
+trap 'rm -rf "$TMPDIR"' EXIT
+trap 'exit 1' HUP INT TERM
+
+# A file of 64 kB must not make a reader ask for 64 MB at once. Standard output is closed, as each input makes a line.
+# shellcheck disable=SC2016  # for the inner shell
+fuzz_one='
+    reader=$1
+    mkdir -p "$build/corpus/$reader"
+    if "$build/fuzz/fuzz_$reader" "$build/corpus/$reader" "$build/seeds/$reader" -max_total_time="$seconds" \
+        -max_len=65536 -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=64 -dict=fuzz/words.dict -close_fd_mask=1 \
+        -seed="${FUZZ_SEED:-1}" -artifact_prefix="$build/findings/$reader-" >"$build/logs/$reader" 2>&1; then
+        echo "$reader: no finding; $(grep "^Done" "$build/logs/$reader")"
+    else
+        echo "$reader: FINDING, see $build/logs/$reader, which ends:"
+        tail -n 50 "$build/logs/$reader"
+        exit 1
+    fi'
+[ $# -gt 0 ] || set -- $(ls $build/fuzz | sed -n "s/^fuzz_//p")
+printf '%s\n' "$@" | xargs -P 2 -I{} sh -c "$fuzz_one" sh {} || exit 1

@@ -1,0 +1,97 @@
+// Every proper prefix of a small file of each format: what a copy that was cut off gives.
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "support/TempFolder.h"
+#include "support/capture.h"
+#include "support/fine.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+using Points = std::vector<Point3>;
+
+namespace {
+
+Points somePoints() {
+    return {{0, 0, 0}, {1.25, -2, 0.001}, {1e7, 0.5, 5}, {-3, 12345.5, 0.125}};
+}
+
+/// Reads each prefix behind an old point. read: bool(file, points). check: (bytes, what was returned, what was appended).
+template <typename Read, typename Check>
+void forEachPrefix(const TempFolder& folder, const std::string& name, Read&& read, Check&& check) {
+    const CoutSilence silence;
+    const std::string whole = folder.read(name);
+    ASSERT_GT(whole.size(), 50U);
+    for (std::size_t length = 0; length < whole.size() && !testing::Test::HasFailure(); ++length) {
+        SCOPED_TRACE(name + ", its first bytes: " + std::to_string(length));
+        std::string file = folder.write("cut_" + name, whole.substr(0, length));
+        Points vPoints{{7, 8, 9}};
+        const bool bOk = read(file, vPoints);
+        ASSERT_TRUE(!vPoints.empty() && vPoints[0] == Point3(7, 8, 9));
+        check(whole.substr(0, length), bOk, Points(vPoints.begin() + 1, vPoints.end()));
+    }
+}
+
+TEST(Prefixes, aCutTextGivesThePointsOfItsWholeLinesAndAtMostOneMore) {
+    const TempFolder folder;
+    const Points vAll = somePoints();
+    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(sheet(2, 1)).release());
+    Points vCorners;
+    pMesh->getRMesh()->getTriangleCorners(vCorners);
+    ASSERT_TRUE(writePoints_ASCII(folder.path("p.xyz").c_str(), vAll, 17) &&
+                writeMesh_auto(folder.path("m.stl"), pMesh, true));
+    const auto checker = [](const Points& vFull, const std::string& word) {
+        return [&vFull, word](const std::string& bytes, bool, const Points& vRead) {
+            std::size_t n = 0;  // of whole lines with the word
+            for (std::size_t end = 0, i = 0; (end = bytes.find('\n', i)) != std::string::npos; i = end + 1)
+                n += bytes.substr(i, end - i).find(word) != std::string::npos ? 1 : 0;
+            ASSERT_TRUE(vRead.size() == n || vRead.size() == n + 1) << vRead.size() << " of " << n;
+            EXPECT_EQ(Points(vRead.begin(), vRead.end() - (vRead.size() > n ? 1 : 0)), Points(&vFull[0], &vFull[0] + n));
+        };
+    };
+    forEachPrefix(
+        folder, "p.xyz", [](auto& file, auto& v) { return readPoints_auto(file, v); }, checker(vAll, ""));
+    const auto bySoup = [](auto& file, auto& v) { return readSTL_ASCII(file.c_str(), v); };
+    forEachPrefix(folder, "m.stl", bySoup, checker(vCorners, "vertex"));
+    forEachPrefix(folder, "m.stl", readSTLTriCorners, checker(vCorners, "vertex"));
+    const auto byMesh = [](auto& file, auto&) { return readMesh_auto(file) != nullptr; };
+    forEachPrefix(folder, "m.stl", byMesh, [](const std::string& bytes, bool bOk, const Points&) {
+        const int n = countIn(bytes, "outer loop"), numCorners = countIn(bytes, "vertex");  // a cut corner may lack numbers
+        EXPECT_TRUE(bOk ? n > 0 && numCorners == 3 * n : n == 0 || n > countIn(bytes, "endloop"));
+    });
+}
+
+TEST(Prefixes, binaryPointsThatAreMissingAreZero) {
+    const TempFolder folder;
+    Points vAll = somePoints();
+    ASSERT_TRUE(writePoints_BIN(folder.path("p.bin").c_str(), vAll));
+    const auto read = [](auto& file, auto& v) { return readPoints_BIN(file.c_str(), v); };
+    forEachPrefix(folder, "p.bin", read, [&](const std::string& bytes, bool bOk, const Points& vRead) {
+        ASSERT_EQ(bOk, bytes.size() >= 12);  // type and count
+        Points vExpected(bOk ? vAll.size() : 0);
+        if (bOk) std::memcpy(static_cast<void*>(vExpected.data()), vAll.data(), (bytes.size() - 12) / 8 * 8);
+        EXPECT_EQ(vRead, vExpected);
+    });
+}
+
+TEST(Prefixes, aPlyIsReadWholeOrNotAtAll) {
+    const TempFolder folder;
+    Points vAll = somePoints();
+    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(sheet(2, 1)).release());
+    for (const std::string name : {"p_text.ply", "m_text.ply", "p_binary.ply", "m_binary.ply"}) {
+        const bool bPoints = name[0] == 'p', bText = name[2] == 't';
+        const std::string path = folder.path(name);
+        ASSERT_TRUE(bPoints ? writePointsPly(path, vAll, bText) : writeMesh_auto(path, pMesh, bText));
+        const std::string whole = folder.read(name);
+        // A text that is cut in its last number, or right behind it, can't be told from a whole one.
+        const std::size_t enough = bText ? whole.find_last_of(" \n", whole.size() - 2) + 2 : whole.size();
+        const auto read = [&](auto& file, auto& v) { return readPly(file.c_str(), bPoints, v); };
+        forEachPrefix(folder, name, read, [&](const std::string& bytes, bool bOk, const Points& vRead) {
+            EXPECT_EQ(bOk, bytes.size() >= enough);
+            EXPECT_EQ(vRead.size(), !bOk ? 0 : bPoints ? vAll.size() : 12);
+        });
+    }
+}
+
+}  // namespace

@@ -17,7 +17,7 @@ mkdir -p $build/findings $build/logs $build/corpus
 $build/fuzz/make_seeds $build/seeds
 memory=/dev/shm
 [ -w $memory ] || memory=${TMPDIR:-/tmp}
-TMPDIR=$(mktemp -d $memory/kel-fuzz-XXXXXX)
+TMPDIR=$(mktemp -d "$memory/kel-fuzz-XXXXXX")
 export TMPDIR build seconds
 trap 'rm -rf "$TMPDIR"' EXIT
 trap 'exit 1' HUP INT TERM
@@ -36,5 +36,6 @@ fuzz_one='
         tail -n 50 "$build/logs/$reader"
         exit 1
     fi'
-[ $# -gt 0 ] || set -- $(ls $build/fuzz | sed -n "s/^fuzz_//p")
+# shellcheck disable=SC2046  # one word a reader
+[ $# -gt 0 ] || set -- $(find $build/fuzz -maxdepth 1 -type f -name "fuzz_*" | sed "s/.*fuzz_//" | sort)
 printf '%s\n' "$@" | xargs -P 2 -I{} sh -c "$fuzz_one" sh {} || exit 1

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 #include <vector>
 
 #include "kel.h"
@@ -61,6 +62,18 @@ double distanceTo(const std::string& shape, const Point3& p) {
     return std::abs(std::hypot(p.x(), p.y(), p.z()) - 1.0);
 }
 
+/// Four triangles round a vertex, which make a roof over a square; with bFloor closed by the two halves of the square.
+std::string roof(bool bFloor) {
+    const std::vector<std::string> vRim = {"1 1 0", "-1 1 0", "-1 -1 0", "1 -1 0"};
+    const auto triangle = [](const std::string& a, const std::string& b, const std::string& c) {
+        return "outer loop\nvertex " + a + "\nvertex " + b + "\nvertex " + c + "\nendloop\n";
+    };
+    std::string text;
+    for (std::size_t i = 0; i < 4; ++i)
+        text += triangle("0 0 1", vRim[i], vRim[(i + 1) % 4]);
+    return bFloor ? text + triangle(vRim[2], vRim[1], vRim[0]) + triangle(vRim[0], vRim[3], vRim[2]) : text;
+}
+
 }  // namespace
 
 TEST_F(ProgramTest, makesAMeshOfAScan) {
@@ -92,6 +105,11 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     folder.write("empty.stl", "");
     folder.write("text.stl", "no triangle\n");
     folder.write("good.stl", "outer loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\n");
+    folder.write("flat.stl", "outer loop\nvertex 0 0 0\nvertex 0 0 0\nvertex 0 1 0\nendloop\n");
+    folder.write("ball.stl", roof(true));
+    folder.write("points.ply",
+                 "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nproperty float z\n"
+                 "end_header\n1 2 3\n");
     folder.write("text.xyz", "no number\n");
     folder.write("bad.ply", "no header\n");
     folder.write("bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12));
@@ -133,6 +151,43 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "spacing none.xyz",
                                              "spacing empty.xyz",
                                              "spacing scan.bin --json scan.bin",
+                                             "reconstruct scan.bin o.ply --reduce 1",
+                                             "reconstruct scan.bin o.ply --reduce 1 nan",
+                                             "reconstruct scan.bin o.ply --smooth 0",
+                                             "reconstruct scan.bin o.ply --smooth 1 --smooth 2",
+                                             "reduce good.stl o.ply",
+                                             "reduce good.stl o.ply --max-edge 1",
+                                             "reduce good.stl o.ply --max-angle 1",
+                                             "reduce good.stl o.ply --max-edge -1 --max-angle 1",
+                                             "reduce good.stl o.ply --max-edge 1 --max-angle inf",
+                                             "reduce good.stl good.stl --max-edge 1 --max-angle 1",
+                                             "reduce scan.bin o.ply --max-edge 1 --max-angle 1",
+                                             "reduce points.ply o.ply --max-edge 1 --max-angle 1",
+                                             "flip good.stl",
+                                             "flip good.stl o.xyz",
+                                             "flip good.stl o.ply --json good.stl",
+                                             "flip empty.stl o.ply",
+                                             "flip text.stl o.ply",
+                                             "flip flat.stl o.ply --quiet",
+                                             "flip none.ply o.ply",
+                                             "smooth good.stl o.ply",
+                                             "smooth good.stl o.ply -n 0",
+                                             "smooth good.stl o.ply -n 1.5",
+                                             "smooth ball.stl o.obj -n 40 --quiet",
+                                             "convert good.stl o.foo",
+                                             "convert good.stl o.xyz",
+                                             "convert good.stl none/o.ply",
+                                             "convert good.stl o.stl --ascii",
+                                             "convert scan.bin o.stl",
+                                             "convert scan.bin ./scan.bin",
+                                             "convert points.ply o.stl",
+                                             "convert points.ply points.ply",
+                                             "convert bad.ply o.ply",
+                                             "convert bad.bin o.ply",
+                                             "convert text.xyz o.ply",
+                                             "holes good.stl o.ply",
+                                             "holes good.stl none/o.list",
+                                             "holes points.ply o.list",
                                              "info",
                                              "info none.ply",
                                              "info scan.bin",
@@ -161,6 +216,101 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         EXPECT_EQ(countIn(outcome.err, "\n"), 1) << arguments << ": " << outcome.err;
         EXPECT_EQ(folder.numFiles(), numFiles) << arguments;
     }
+}
+
+TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
+    scan("torus --points 20000 --noise 0.3");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    struct Case {
+        std::string arguments;
+        std::function<void(const MeshPtr&)> change;
+    };
+    const Case reduceCase{"reduce mesh.ply o.ply --max-edge 0.3 --max-angle 20",
+                          [](const auto& p) { reduce(p, 0.3, 20.0); }};
+    const Case flipCase{"flip mesh.ply o.ply", [](const auto& p) { edgeFlips(p); }};
+    const Case annealCase{"flip mesh.ply o.ply --anneal", [](const auto& p) { edgeFlipsSimA(p); }};
+    const Case smoothCase{"smooth mesh.ply o.ply -n 3", [](const auto& p) { laplacianSmoothing(p, 3); }};
+    const auto chain = [](const std::vector<Case>& vCases) {
+        return [vCases](const MeshPtr& pMesh) {
+            for (const Case& c : vCases)
+                c.change(pMesh);
+        };
+    };
+    const std::string chained = "reconstruct scan.bin o.ply ";
+    std::vector<std::string> vBytes = {folder.read("mesh.ply")};
+    for (const Case& c :
+         {reduceCase, flipCase, annealCase, smoothCase,
+          Case{chained + "--reduce 0.3 20 --flip --smooth 3", chain({reduceCase, flipCase, smoothCase})},
+          Case{chained + "--smooth 3 --reduce 0.3 20 --flip --flip", chain({smoothCase, reduceCase, flipCase})}}) {
+        const Outcome outcome = run(c.arguments + " --json report.json");
+        ASSERT_EQ(outcome.status, 0) << c.arguments << outcome.err;
+        EXPECT_EQ(countIn(outcome.out, "\n"), 1) << outcome.out;
+        EXPECT_EQ(countIn(outcome.out, " 0 border edges, 0 non-manifold edges, 1 component"), 1)
+            << c.arguments << outcome.out;
+        const CoutSilence silence;
+        MeshPtr pMesh;
+        if (c.arguments.rfind(chained, 0) == 0) {
+            std::vector<Point3> vPoints = points("scan.bin");
+            pMesh = reconstruct_auto(vPoints, false, 1.1, -1);
+        } else {
+            pMesh = readMesh_auto(folder.path("mesh.ply"));
+        }
+        c.change(pMesh);
+        ASSERT_TRUE(writeMesh_auto(logs.path("o.ply"), pMesh, false));
+        vBytes.push_back(folder.read("o.ply"));
+        EXPECT_TRUE(vBytes.back() == logs.read("o.ply")) << c.arguments;
+        std::vector<Point3*> vCorners;
+        pMesh->getTriangles(vCorners);
+        EXPECT_EQ(countIn(folder.read("report.json"), "\"triangles\": " + std::to_string(vCorners.size() / 3) + ","), 1);
+        EXPECT_EQ(vBytes.back().size() < vBytes.front().size(), c.arguments.find("reduce") != std::string::npos);
+    }
+    std::sort(vBytes.begin(), vBytes.end());
+    EXPECT_EQ(std::adjacent_find(vBytes.begin(), vBytes.end()), vBytes.end());
+}
+
+TEST_F(ProgramTest, convertsThereAndBack) {
+    const auto convert = [&](const std::string& arguments) {
+        const Outcome outcome = run("convert " + arguments + " --quiet");
+        EXPECT_EQ(outcome.status, 0) << arguments << outcome.err;
+        EXPECT_EQ(outcome.out + outcome.err, "") << arguments;
+    };
+    scan("plane --points 3000 --noise 0.1");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    for (const std::string arguments : {"mesh.ply m.ply", "mesh.ply text.ply --ascii", "mesh.ply m.stl", "text.ply t.ply",
+                                        "m.stl s.ply", "mesh.ply m.obj", "mesh.ply m.list"})
+        convert(arguments);
+    EXPECT_EQ(folder.read("t.ply").size(), folder.read("m.ply").size());  // the text has six digits
+    EXPECT_TRUE(folder.read("s.ply") == folder.read("m.ply"));            // ten digits hold a float
+    EXPECT_EQ(folder.read("text.ply").rfind("ply\nformat ascii", 0), 0u);
+    for (const std::string arguments : {"scan.bin p.xyz", "p.xyz p.bin", "scan.bin p.ply", "p.ply text.ply --ascii",
+                                        "text.ply t.ply", "p.ply p.list", "mesh.ply v.xyz", "v.xyz v.ply"})
+        convert(arguments);
+    EXPECT_TRUE(folder.read("p.bin") == folder.read("scan.bin"));
+    EXPECT_EQ(folder.read("t.ply").size(), folder.read("p.ply").size());
+    EXPECT_EQ(points("v.ply"), points("mesh.ply"));
+    EXPECT_EQ(countIn(folder.read("p.list"), "OFF"), 0);
+    EXPECT_EQ(countIn(folder.read("m.list"), "OFF"), 1);
+    EXPECT_EQ(countIn(run("convert mesh.ply v.xyz").err, "kel: warning: Of the mesh"), 1);
+}
+
+TEST_F(ProgramTest, drawsHolesWithoutTouchingAnotherDrawing) {
+    folder.write("roof.stl", roof(false));
+    folder.write("holes.list", "mine");
+    std::filesystem::create_directory(logs.path("tmp"));
+    const auto holes = [&](const std::string& out) { return run("holes roof.stl " + out); };
+    ASSERT_EQ(setenv("TMPDIR", logs.path("tmp").c_str(), 1), 0);
+    std::filesystem::create_symlink("/dev/full", folder.path("full.list"));
+    EXPECT_EQ(holes("full.list").status, 1);
+    const Outcome outcome = holes("drawing.list");
+    EXPECT_EQ(outcome.out, "drawing.list: 1 border loop(s), 4 border edges, 0 non-manifold edges\n");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(folder.read("holes.list"), "mine");
+    EXPECT_EQ(folder.numFiles(), 4u);
+    EXPECT_EQ(holes("'" + folder.path("holes.list") + "'").status, 0);  // asked for by name
+    EXPECT_TRUE(folder.read("holes.list") == folder.read("drawing.list"));
+    EXPECT_EQ(countIn(folder.read("drawing.list"), "{"), countIn(folder.read("drawing.list"), "}"));
+    EXPECT_TRUE(std::filesystem::is_empty(logs.path("tmp")));
+    unsetenv("TMPDIR");
 }
 
 TEST_F(ProgramTest, leavesAnOlderMeshAloneWhenItFails) {
@@ -321,7 +471,8 @@ TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
 
 TEST_F(ProgramTest, explainsItself) {
     for (const std::string arguments :
-         {"--help", "reconstruct --help", "info --help", "spacing --help", "scan --help", "--version"}) {
+         {"--help", "reconstruct --help", "reduce --help", "flip --help", "smooth --help", "convert --help", "holes --help",
+          "info --help", "spacing --help", "scan --help", "--version"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 0) << arguments;
         EXPECT_EQ(outcome.err, "") << arguments;

@@ -4,6 +4,7 @@
 #include <utility>
 
 #include "MeshAnalysis.h"
+#include "PostProcessing.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -95,7 +96,7 @@ void info(const InfoOptions& options, Program& program) {
 void addInfoCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<InfoOptions>();
     CLI::App& command = *app.add_subcommand("info", "Print the figures of a mesh: topology, orientation, faults, distances");
-    command.add_option("MESH", pOptions->mesh, "Triangles: .ply or ASCII .stl")->required();
+    command.add_option("MESH", pOptions->mesh, MESH_IN)->required();
     CLI::Option* pReference = command.add_option("--reference", pOptions->reference,
                                                  "Points from which the distances of the vertices are taken: .xyz, .txt, "
                                                  ".asc, .bin or .ply");

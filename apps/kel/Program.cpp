@@ -5,23 +5,20 @@
 
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
 #include <optional>
 
+#include "FileKinds.h"
 #include "LibraryText.h"
-#include "MeshAnalysis.h"
+#include "OutputFile.h"
 #include "ProgressBar.h"
 
 using namespace TARN_KEL;
 namespace fs = std::filesystem;
 
 namespace {
-
-/// What getFileType() says.
-enum FileType { FT_STL = 0, FT_PLY = 1, FT_ASCII = 2, FT_BIN = 3 };
 
 CLI::Validator numberWhere(const std::string& what, const std::function<bool(double)>& isGood) {
     return {[what, isGood](std::string& text) {
@@ -31,26 +28,6 @@ CLI::Validator numberWhere(const std::string& what, const std::function<bool(dou
                 return bNumber && isGood(value) ? std::string() : "'" + text + "' isn't " + what;
             },
             "NUMBER"};
-}
-
-bool isPointFile(const std::string& filename) {
-    const int type = getFileType(filename);
-    return type == FT_PLY || type == FT_ASCII || type == FT_BIN;
-}
-
-/// The library knows files by these spellings only.
-bool isObj(const std::string& filename) {
-    const std::string extension = fs::path(filename).extension().string();
-    return extension == ".obj" || extension == ".OBJ" || extension == ".Obj";
-}
-
-bool isTriangleFile(const std::string& filename) {
-    const int type = getFileType(filename);
-    return type == FT_PLY || type == FT_STL;
-}
-
-bool isMeshFile(const std::string& filename) {
-    return isTriangleFile(filename) || isObj(filename);
 }
 
 /// The whole name with links followed, as far as it exists; empty where it can't be one.
@@ -92,29 +69,16 @@ double peakMemory() {
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-/// A whole file or none where the name is free or that of a plain file, which keeps its permissions; a link, a device or a
-/// pipe is written in place.
-bool writeText(const std::string& filename, const std::string& text) {
-    const fs::file_status former = fs::symlink_status(filename);
-    const bool bInPlace = fs::exists(former) && !fs::is_regular_file(former);
-    const std::string fresh = fs::path(filename).replace_filename(".kel-" + std::to_string(getpid()) + ".tmp").string();
-    std::FILE* const pFile = bInPlace ? std::fopen(filename.c_str(), "w") : std::fopen(fresh.c_str(), "wx");
-    if (pFile == nullptr) return false;
-    const bool bWritten = std::fwrite(text.data(), 1, text.size(), pFile) == text.size();
-    const bool bDone = (std::fclose(pFile) == 0) && bWritten;
-    if (bInPlace) return bDone;
-    std::error_code failure;
-    if (fs::exists(former)) fs::permissions(fresh, former.permissions(), failure);
-    if (bDone && !failure) fs::rename(fresh, filename, failure);
-    if (bDone && !failure) return true;
-    fs::remove(fresh, failure);
-    return false;
-}
-
 /// As a file of that name holds it: a .ply in single precision, the text formats in enough digits to be taken as exact.
 Point3 placeInFile(const Point3& p, const std::string& filename) {
     const auto single = [](double value) { return static_cast<double>(static_cast<float>(value)); };
-    return getFileType(filename) == FT_PLY ? Point3(single(p.x()), single(p.y()), single(p.z())) : p;
+    return isPlyFile(filename) ? Point3(single(p.x()), single(p.y()), single(p.z())) : p;
+}
+
+std::size_t numTrianglesOf(const Mesh& mesh) {
+    std::vector<Point3*> vCorners;
+    mesh.getTriangles(vCorners);
+    return vCorners.size() / 3;
 }
 
 std::string figuresText(const MeshFigures& figures) {
@@ -141,18 +105,27 @@ void Program::requireMeshInput(const std::string& filename) {
     requireReadable(filename, isTriangleFile, "Triangles are read from .ply or .stl");
 }
 
-void Program::requirePointOutput(const std::string& filename) const {
-    if (!isPointFile(filename))
-        throw Failure("Points are written as .xyz, .txt, .asc, .bin or .ply, which " + filename + " isn't");
-    requireWritable(filename);
-    requireReport({filename});
+void Program::requirePointOutput(const std::string& filename, const std::string& input) const {
+    if (!isPointFile(filename) && !isListFile(filename))
+        throw Failure("Points are written as .xyz, .txt, .asc, .bin, .ply or .list, which " + filename + " isn't");
+    requireOutput(filename, input);
 }
 
 void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
-    if (!isMeshFile(filename)) throw Failure("A mesh is written as .ply, .stl or .obj, which " + filename + " isn't");
+    if (!isTriangleFile(filename) && !isObjFile(filename) && !isListFile(filename))
+        throw Failure("A mesh is written as .ply, .stl, .obj or .list, which " + filename + " isn't");
+    requireOutput(filename, input);
+}
+
+void Program::requireDrawingOutput(const std::string& filename, const std::string& input) const {
+    if (!isListFile(filename)) throw Failure("A drawing is written as .list, which " + filename + " isn't");
+    requireOutput(filename, input);
+}
+
+void Program::requireOutput(const std::string& filename, const std::string& input) const {
     requireWritable(filename);
     requireReport({filename, input});
-    if (isSameFile(filename, input)) throw Failure("The mesh would overwrite the input " + input);
+    if (!input.empty() && isSameFile(filename, input)) throw Failure("The output would overwrite the input " + input);
 }
 
 void Program::requireReport(const std::vector<std::string>& vFiles) const {
@@ -182,11 +155,13 @@ void Program::step(const std::string& name, const std::function<void()>& work) {
     }
 }
 
-void Program::fileStep(const std::string& name, const std::string& failure,
-                       const std::function<bool(const LibraryText&)>& work) {
+void Program::fileStep(const std::string& name, const std::string& failure, const std::function<bool(LibraryText&)>& work) {
     LibraryText text(LibraryText::Mode::HELD, bQuiet);
     bool bDone = false;
-    noteTime(name, [&] { bDone = work(text); });
+    try {
+        noteTime(name, [&] { bDone = work(text); });
+    } catch (const KelBugException&) {  // its report is in the text
+    }
     if (!bDone) throw Failure(failure + (text.lastWords().empty() ? "" : ": " + text.lastWords()));
     text.release();
 }
@@ -203,33 +178,73 @@ std::vector<Point3> Program::readPoints(std::string filename, const std::string&
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        return getFileType(filename) == FT_STL ? readSTL_ASCII(filename.c_str(), vCorners)
-                                               : readPly(filename.c_str(), false, vCorners);
+        return isPlyFile(filename) ? readPly(filename.c_str(), false, vCorners) : readSTL_ASCII(filename.c_str(), vCorners);
     });
     if (vCorners.empty()) throw Failure("There is no triangle in " + filename);
     json["input"] = {{"file", filename}, {"triangles", vCorners.size() / 3}};
     return vCorners;
 }
 
-void Program::writePoints(std::string filename, std::vector<Point3>& vPoints) {
-    constexpr int EXACT_DIGITS = 17;
-    fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
-        return getFileType(filename) == FT_ASCII ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
-                                                 : writePoints_auto(filename, vPoints, false);
+MeshPtr Program::readMesh(const std::string& filename) {
+    MeshPtr pMesh;
+    fileStep("read", "Can't read a mesh from " + filename, [&](const LibraryText&) {
+        pMesh = readMesh_auto(filename);
+        return pMesh != nullptr;
+    });
+    json["input"] = {{"file", filename}, {"triangles", numTrianglesOf(*pMesh)}};
+    return pMesh;
+}
+
+void Program::drawStep(const std::string& filename, const std::function<bool()>& draw) {
+    fileStep("write", "Can't write " + filename, [&](LibraryText& text) {
+        if (!writeDrawing(filename, draw)) return false;
+        text.forget();  // it speaks of the temporary file
+        return true;
     });
 }
 
-void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh) {
-    fileStep("write", "Can't write " + filename, [&](const LibraryText& text) {
-        if (!isObj(filename)) return writeMesh_auto(filename, pMesh, false);
+void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii) {
+    constexpr int EXACT_DIGITS = 17;
+    std::string drawing = DRAWING;
+    if (isListFile(filename)) return drawStep(filename, [&] { return writePoints_auto(drawing, vPoints, bAscii); });
+    fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
+        return isPointsText(filename) ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
+                                      : writePoints_auto(filename, vPoints, bAscii);
+    });
+}
+
+void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
+    const auto write = [&](const LibraryText& text) {
+        if (!isObjFile(filename)) return writeMesh_auto(filename, pMesh, bAscii);
         toObj(pMesh, filename);
         return text.lastWords().rfind("Can't", 0) != 0;  // its last words are all that it reports
-    });
+    };
+    if (isListFile(filename))
+        drawStep(filename, [&] { return writeMesh_auto(DRAWING, pMesh, bAscii); });
+    else
+        fileStep("write", "Can't write " + filename, write);
     json["output"] = {{"file", filename}};
-    if (!bQuiet || !jsonFile.empty()) measureFile(filename, *pMesh);  // else nobody asks for the figures
+    if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, *pMesh)));
 }
 
-void Program::measureFile(const std::string& filename, Mesh& mesh) {
+void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
+    drawStep(filename, [&] {
+        findHoles(pMesh);
+        return true;
+    });
+    json["output"] = {{"file", filename}};
+    if (!isWatched()) return;
+    const MeshFigures figures = measureFile(filename, *pMesh);
+    say(filename + ": " + std::to_string(figures.numBorderLoops) + " border loop(s), " +
+        std::to_string(figures.vNumEdges[0]) + " border edges, " + std::to_string(figures.numNonManifoldEdges()) +
+        " non-manifold edges");
+}
+
+bool Program::isWatched() const {
+    return !bQuiet || !jsonFile.empty();
+}
+
+MeshFigures Program::measureFile(const std::string& filename, Mesh& mesh) {
     std::vector<Point3*> vPointers;
     MeshFigures figures;
     step("measure", [&] {
@@ -242,10 +257,10 @@ void Program::measureFile(const std::string& filename, Mesh& mesh) {
         figures = measureMesh(unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
-    if (figures.numVertices < vPointers.size() && getFileType(filename) == FT_PLY)
+    if (figures.numVertices < vPointers.size() && isPlyFile(filename))
         warn("Single precision, which " + filename + " holds, leaves " + std::to_string(figures.numVertices) + " of " +
              std::to_string(vPointers.size()) + " vertices apart: write .obj or .stl, or move the points to the origin");
-    say(filename + ": " + figuresText(figures));
+    return figures;
 }
 
 void Program::say(const std::string& line) const {

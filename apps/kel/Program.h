@@ -11,6 +11,8 @@
 #include <string>
 #include <vector>
 
+#include "MeshAnalysis.h"
+
 class LibraryText;
 
 /// What ends a command: printed as one line on standard error, exit status 1.
@@ -33,10 +35,12 @@ public:
     static void requirePointInput(const std::string& filename);
     /// Fails unless triangles can be read from a file of that name.
     static void requireMeshInput(const std::string& filename);
-    /// Fails unless points can be written under that name.
-    void requirePointOutput(const std::string& filename) const;
+    /// Fails unless points can be written under that name and no input, where there is one, is lost by it.
+    void requirePointOutput(const std::string& filename, const std::string& input = "") const;
     /// Fails unless a mesh can be written under that name and no input is lost by it.
     void requireMeshOutput(const std::string& filename, const std::string& input) const;
+    /// The same for a drawing.
+    void requireDrawingOutput(const std::string& filename, const std::string& input) const;
     /// Fails unless the report can be written where --json wants it and overwrites none of these files.
     void requireReport(const std::vector<std::string>& vFiles) const;
 
@@ -48,9 +52,14 @@ public:
     std::vector<TARN_KEL::Point3> readPoints(std::string filename, const std::string& role = "input");
     /// The triangles of a file, three corners each; fails when it can't be read or holds none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
-    void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints);
+    /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or nothing is left of it.
+    TARN_KEL::MeshPtr readMesh(const std::string& filename);
+    /// bAscii chooses the form of a .ply, here and below.
+    void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false);
     /// Writes a mesh, notes the figures of what the file holds, and warns when rounding cost it vertices.
-    void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
+    void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false);
+    /// Writes the drawing that findHoles() makes, notes the figures of the mesh, and says how many borders it has.
+    void writeHoles(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
 
     /// What --json writes.
     nlohmann::ordered_json& report() { return json; }
@@ -66,8 +75,13 @@ public:
 private:
     /// A step that says by its result whether it succeeded; it fails with that text and the library's own last words, which
     /// make one line together.
-    void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
-    void measureFile(const std::string& filename, TARN_KEL::Mesh& mesh);
+    void fileStep(const std::string& name, const std::string& failure, const std::function<bool(LibraryText&)>& work);
+    /// The file step of a drawing, as writeDrawing() takes it.
+    void drawStep(const std::string& filename, const std::function<bool()>& draw);
+    void requireOutput(const std::string& filename, const std::string& input) const;
+    /// True when somebody asks for figures.
+    bool isWatched() const;
+    MeshFigures measureFile(const std::string& filename, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
 
     bool bQuiet = false;

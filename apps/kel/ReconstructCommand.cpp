@@ -1,5 +1,10 @@
+#include <functional>
+#include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
+#include "PostProcessing.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -13,9 +18,12 @@ struct ReconstructOptions {
     double spacing = -1.0;  // not above 0: estimated
     bool bLaplacian = false;
     int numGrowSteps = -1;
+    std::pair<double, double> reduceLimits;  // longest edge, largest turn
+    int numSmoothRounds = 0;
 };
+using MeshStep = std::function<void(const MeshPtr&)>;
 
-void reconstruct(const ReconstructOptions& options, Program& program) {
+void reconstruct(const ReconstructOptions& options, const std::vector<MeshStep>& vSteps, Program& program) {
     Program::requirePointInput(options.in);
     program.requireMeshOutput(options.out, options.in);
     std::vector<Point3> vPoints = program.readPoints(options.in);
@@ -26,7 +34,40 @@ void reconstruct(const ReconstructOptions& options, Program& program) {
     });
     const bool bNothing = !pMesh || !(pMesh->getAverageEdgeLength() >= 0.0);  // a mesh without an edge is none
     if (bNothing) throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
+    for (const MeshStep& step : vSteps)
+        step(pMesh);
     program.writeMesh(options.out, pMesh);
+}
+
+/// Adds the options that change the mesh once it is made, and what each of them does.
+std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, ReconstructOptions& options, Program& program) {
+    constexpr const char* ORDER = "Done in the order in which these three options are given";
+    CLI::Option* pReduce =
+        command
+            .add_option("--reduce", options.reduceLimits,
+                        "Then let vertices go, each at most L, a length, and turning no normal by more than D degrees")
+            ->type_name("L D")
+            ->check(nonNegativeNumber);
+    CLI::Option* pFlip = command.add_flag("--flip")->description("Then flip edges where that makes the surface smoother");
+    CLI::Option* pSmooth = command.add_option("--smooth", options.numSmoothRounds, "Then smooth in N rounds")
+                               ->type_name("N")
+                               ->check(smoothRounds);
+    for (CLI::Option* pOption : {pReduce, pFlip, pSmooth})
+        pOption->group(ORDER);
+    return {
+        {pReduce,
+         [&](const MeshPtr& pMesh) { reduceMesh(pMesh, options.reduceLimits.first, options.reduceLimits.second, program); }},
+        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, program); }},
+        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, options.numSmoothRounds, program); }},
+    };
+}
+
+/// The steps that the user asks for, each once, in the order of the command line.
+std::vector<MeshStep> stepsInOrder(const CLI::App& command, std::map<const CLI::Option*, MeshStep> mSteps) {
+    std::vector<MeshStep> vSteps;
+    for (const CLI::Option* pOption : command.parse_order())  // has an option once for each of its values
+        if (const auto node = mSteps.extract(pOption)) vSteps.push_back(node.mapped());
+    return vSteps;
 }
 
 }  // namespace
@@ -35,7 +76,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ReconstructOptions>();
     CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
     command.add_option("IN", pOptions->in, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
-    command.add_option("OUT", pOptions->out, "The mesh: .ply, .stl or .obj")->required();
+    command.add_option("OUT", pOptions->out, MESH_OUT)->required();
     CLI::Option* pFactor =
         command
             .add_option("--factor", pOptions->factor, "The edge of a grid cell as a multiple of the estimated point spacing")
@@ -45,8 +86,11 @@ void addReconstructCommand(CLI::App& app, Program& program) {
         ->check(positiveNumber)
         ->excludes(pFactor);
     command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points first");
-    command.add_option("--grow", pOptions->numGrowSteps, "Steps of gap closing (not built yet: gaps stay open, with a warning)")
+    command
+        .add_option("--grow", pOptions->numGrowSteps, "Steps of gap closing (not built yet: gaps stay open, with a warning)")
         ->check(CLI::Range(0, 1000));
+    const auto mSteps = addMeshSteps(command, *pOptions, program);
     program.addCommonOptions(command);
-    command.callback([pOptions, &program] { reconstruct(*pOptions, program); });
+    command.callback(
+        [pOptions, mSteps, &command, &program] { reconstruct(*pOptions, stepsInOrder(command, mSteps), program); });
 }

@@ -5,7 +5,12 @@
 
 #include "Program.h"
 
+void addConvertCommand(CLI::App& app, Program& program);
+void addFlipCommand(CLI::App& app, Program& program);
+void addHolesCommand(CLI::App& app, Program& program);
 void addInfoCommand(CLI::App& app, Program& program);
 void addReconstructCommand(CLI::App& app, Program& program);
+void addReduceCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);
+void addSmoothCommand(CLI::App& app, Program& program);
 void addSpacingCommand(CLI::App& app, Program& program);

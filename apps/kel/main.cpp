@@ -32,6 +32,11 @@ int runProgram(int argc, char** argv) {
     app.require_subcommand(1);
     Program program;
     addReconstructCommand(app, program);
+    addReduceCommand(app, program);
+    addFlipCommand(app, program);
+    addSmoothCommand(app, program);
+    addConvertCommand(app, program);
+    addHolesCommand(app, program);
     addInfoCommand(app, program);
     addSpacingCommand(app, program);
     addScanCommand(app, program);

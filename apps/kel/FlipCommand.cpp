@@ -1,0 +1,27 @@
+#include <memory>
+
+#include "PostProcessing.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+struct FlipOptions {
+    MeshFiles files;
+    bool bAnneal = false;
+};
+
+}  // namespace
+
+void addFlipCommand(CLI::App& app, Program& program) {
+    auto pOptions = std::make_shared<FlipOptions>();
+    CLI::App& command = *app.add_subcommand("flip", "Flip edges of a mesh where that makes the surface smoother");
+    addMeshFiles(command, pOptions->files);
+    command.add_flag("--anneal", pOptions->bAnneal, "Anneal: some thirty times as slow, gets out of local minima");
+    program.addCommonOptions(command);
+    command.callback([pOptions, &program] {
+        changeMesh(
+            pOptions->files, [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, program); }, program);
+    });
+}

@@ -1,0 +1,46 @@
+#include "PostProcessing.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+void requireTriangles(const Mesh& mesh, const std::string& step) {
+    if (!(mesh.getAverageEdgeLength() >= 0.0)) throw Failure("No triangle is left after the step '" + step + "'");
+}
+
+}  // namespace
+
+// Progress costs the library the square of the rounds: at this number some seconds.
+const CLI::Range smoothRounds(1, 10000);
+
+void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, Program& program) {
+    int numGone = 0;
+    program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle); });
+    program.report()["reduce"] = {{"maxEdge", maxEdge}, {"maxAngle", maxAngle}, {"trianglesGone", numGone}};
+    requireTriangles(*pMesh, "reduce");
+}
+
+void flipMesh(const MeshPtr& pMesh, bool bAnneal, Program& program) {
+    program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh) : edgeFlips(pMesh); });
+    program.report()["flip"] = {{"anneal", bAnneal}};
+    requireTriangles(*pMesh, "flip");
+}
+
+void smoothMesh(const MeshPtr& pMesh, int numRounds, Program& program) {
+    program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds); });
+    program.report()["smooth"] = {{"rounds", numRounds}};
+    requireTriangles(*pMesh, "smooth");
+}
+
+void addMeshFiles(CLI::App& command, MeshFiles& files) {
+    command.add_option("IN", files.in, MESH_IN)->required();
+    command.add_option("OUT", files.out, MESH_OUT)->required();
+}
+
+void changeMesh(const MeshFiles& files, const std::function<void(const MeshPtr&)>& change, Program& program) {
+    Program::requireMeshInput(files.in);
+    program.requireMeshOutput(files.out, files.in);
+    const MeshPtr pMesh = program.readMesh(files.in);
+    change(pMesh);
+    program.writeMesh(files.out, pMesh);
+}

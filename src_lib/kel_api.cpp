@@ -29,12 +29,13 @@ Progress* progressRoot() {
 MeshPtr reconstruct(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, double spacingFactor,
                     int numGrowSteps) {
     progressForReco();
+    OwnRun run(true);
     CloudMgr cloudMgr;
     cloudMgr.setInputPoints(vPoints, spacingAbs, spacingFactor, false, NO_FEATURE_ANGLE, bLapTreatment, nullptr,
                             numGrowSteps);
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.reconstruct();
-    closeProgress();
+    run.close();
     return pMesh;
 }
 
@@ -50,16 +51,18 @@ MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double
 
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle) {
     progressForMelt();
+    OwnRun run(true);
     CloudMgr cloudMgr;
     cloudMgr.setInputPoints(vPoints, spacingAbs, NO_FACTOR, true, featureAngle, false, nullptr, NO_GROWTH);
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.oneMelt();
-    closeProgress();
+    run.close();
     return pMesh;
 }
 
 void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle, std::vector<Point3>& vOut) {
     progressForToCloud();
+    OwnRun run(true);
     CloudMgr cloudMgr;
     cloudMgr.setInputPoints(vPoints, spacingAbs, NO_FACTOR, true, featureAngle, false, nullptr, NO_GROWTH);
     Hal hal(&cloudMgr);
@@ -68,7 +71,7 @@ void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
     vOut.reserve(vOut.size() + vCellPoints.size());
     for (const Point3* pPoint : vCellPoints)
         vOut.push_back(*pPoint);
-    closeProgress();
+    run.close();
 }
 
 double estimateAvgSpacing(std::vector<Point3>& vPoints) {

@@ -8,6 +8,7 @@
 #include <stdexcept>
 #include <thread>
 
+#include "Progress.h"
 #include "kel.h"
 #include "support/capture.h"
 #include "support/points.h"
@@ -191,6 +192,7 @@ TEST(Reconstruct, isCancelledByAListenerThatThrows) {
         listener.throwAbove = when;
         const Subscription subscription(&listener);
         EXPECT_THROW(reconstruct_auto(vPoints, false, 1.2, -1), std::runtime_error) << when;
+        EXPECT_FALSE(hasOpenProgress()) << "the next call would count within this run";
     }
     EXPECT_EQ(reconstructed(vPoints), vReference);
 }

@@ -269,11 +269,12 @@ bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
 bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints);
 /// Points of a PLY file, or with bPointsOnly false its triangles, three corners each.
 bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints);
+/// In single precision, as text in six digits.
 bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
 
 /// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes "kel_output.ply" and
-/// says so on standard error. A PLY holds single precision, STL and OBJ ten significant digits. Throws KelBugException on a
-/// null mesh.
+/// says so on standard error. A PLY holds single precision, as text six digits of it, STL and OBJ ten significant digits.
+/// Throws KelBugException on a null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// The mesh of a PLY or ASCII STL file, for the functions above; null after a line where it can't be read, has an extension
 /// of another format, or nothing is left of it. An addition to the functions of a reconstruction.

@@ -11,6 +11,7 @@
 
 #include <array>
 #include <iostream>
+#include <locale>
 
 #include "CEdge.h"
 #include "CMesh.h"
@@ -166,6 +167,7 @@ Visualizer3::Visualizer3(const std::string& filename, const Calc* pGrid, bool bA
     ASSEX(bAuthorized);
     if (!openFile(filename)) return;
     bValid = true;
+    imbue(std::locale::classic());  // another one may put marks into the counts
     precision(DIGITS);
     *this << "LIST\n{\n";
 }

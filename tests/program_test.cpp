@@ -358,6 +358,14 @@ TEST_F(ProgramTest, reportsTheMeshThatTheFileHolds) {
         EXPECT_EQ(meshOf("report.json"), meshOf("info.json"));
         EXPECT_GT(meshOf("info.json").size(), 100u);
     }
+    for (Point3& p : vPoints)
+        p = p - Vector3(6e5, 8e5, 0.0) + Vector3(1e4, 1e4, 0.0);  // six digits resolve a tenth there
+    writePoints_BIN(folder.path("scan.bin").c_str(), vPoints);
+    ASSERT_EQ(run("reconstruct scan.bin mesh.stl").status, 0);
+    const Outcome outcome = run("convert mesh.stl mesh.ply --ascii --json report.json");
+    EXPECT_EQ(countIn(outcome.err, "kel: warning: Six digits"), 1) << outcome.err;
+    ASSERT_EQ(run("info mesh.ply --json info.json").status, 0);
+    EXPECT_EQ(meshOf("report.json"), meshOf("info.json"));
 }
 
 TEST_F(ProgramTest, failsWhenStandardOutputIsFull) {

@@ -40,15 +40,17 @@ void convert(const ConvertOptions& options, Program& program) {
 
 void addConvertCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ConvertOptions>();
-    CLI::App& command =
-        *app.add_subcommand("convert", "Write a mesh, without its degenerate triangles, or points in another format");
+    CLI::App& command = *app.add_subcommand(
+        "convert",
+        "Write a mesh, without its degenerate and equal triangles and turned to agree, or points in another format");
     command
         .add_option("IN", pOptions->in,
                     "A mesh: .ply or ASCII .stl; or points: .xyz, .txt, .asc, .bin or a .ply without faces")
         ->required();
     command
-        .add_option("OUT", pOptions->out,
-                    "A mesh: .ply, .stl, .obj or .list; or points: .xyz, .txt, .asc, .bin, .ply or .list")
+        .add_option(
+            "OUT", pOptions->out,
+            "A mesh: .ply, .stl, .obj or .list; or points, of all but an .stl: .xyz, .txt, .asc, .bin, .ply or .list")
         ->required();
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, which has six digits");
     program.addCommonOptions(command);

@@ -22,9 +22,12 @@ public:
         std::error_code none;
         const fs::path parent = fs::temp_directory_path(none);
         folder = ((none ? fs::path("/tmp") : parent) / "kel-XXXXXX").string();
-        if (former >= 0 && mkdtemp(folder.data()) != nullptr && chdir(folder.c_str()) == 0) return;
+        bMade = former >= 0 && mkdtemp(folder.data()) != nullptr;
+        if (bMade && chdir(folder.c_str()) == 0) return;
         leave();
-        throw std::runtime_error("No temporary folder can be made in " + fs::path(folder).parent_path().string());
+        throw std::runtime_error(former < 0
+                                     ? "The current folder can't be opened"
+                                     : "No temporary folder can be made in " + fs::path(folder).parent_path().string());
     }
     ~TemporaryWorkplace() { leave(); }
     TemporaryWorkplace(const TemporaryWorkplace&) = delete;
@@ -35,11 +38,12 @@ private:
         if (former >= 0 && fchdir(former) != 0) std::perror("kel: fchdir");  // it was the current one a moment ago
         if (former >= 0) close(former);
         std::error_code failure;
-        fs::remove_all(folder, failure);
+        if (bMade) fs::remove_all(folder, failure);
     }
 
     const int former;  // descriptor of the folder to go back to: it may have no name any more
     std::string folder;
+    bool bMade = false;
 };
 
 std::string readText(const std::string& filename) {
@@ -55,8 +59,11 @@ bool isWholeList(const std::string& text) {
 
 }  // namespace
 
-bool writeText(const std::string& filename, const std::string& text) {
-    const fs::file_status former = fs::symlink_status(filename);
+bool writeText(const std::string& givenName, const std::string& text) {
+    std::error_code none;
+    const fs::path target = fs::weakly_canonical(givenName, none);  // a link stays, its target is replaced
+    const std::string filename = none ? givenName : target.string();
+    const fs::file_status former = fs::status(filename);
     const bool bInPlace = fs::exists(former) && !fs::is_regular_file(former);
     const std::string fresh = fs::path(filename).replace_filename(".kel-" + std::to_string(getpid()) + ".tmp").string();
     std::FILE* const pFile = bInPlace ? std::fopen(filename.c_str(), "w") : std::fopen(fresh.c_str(), "wx");

@@ -3,8 +3,10 @@
 #include <sys/resource.h>
 #include <unistd.h>
 
+#include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -69,10 +71,17 @@ double peakMemory() {
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-/// As a file of that name holds it: a .ply in single precision, the text formats in enough digits to be taken as exact.
-Point3 placeInFile(const Point3& p, const std::string& filename) {
-    const auto single = [](double value) { return static_cast<double>(static_cast<float>(value)); };
-    return isPlyFile(filename) ? Point3(single(p.x()), single(p.y()), single(p.z())) : p;
+/// As a file of that name holds it: a .ply in single precision, as text in six digits of that; the other text formats in
+/// enough digits to be taken as exact.
+Point3 placeInFile(const Point3& p, const std::string& filename, bool bAscii) {
+    const auto inPly = [bAscii](double value) {
+        const auto single = static_cast<double>(static_cast<float>(value));
+        if (!bAscii) return single;
+        std::array<char, 32> digits{};
+        std::snprintf(digits.data(), digits.size(), "%g", single);
+        return std::strtod(digits.data(), nullptr);
+    };
+    return isPlyFile(filename) ? Point3(inPly(p.x()), inPly(p.y()), inPly(p.z())) : p;
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -224,7 +233,7 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     else
         fileStep("write", "Can't write " + filename, write);
     json["output"] = {{"file", filename}};
-    if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, *pMesh)));
+    if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, *pMesh)));
 }
 
 void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
@@ -234,7 +243,7 @@ void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
     });
     json["output"] = {{"file", filename}};
     if (!isWatched()) return;
-    const MeshFigures figures = measureFile(filename, *pMesh);
+    const MeshFigures figures = measureFile(filename, false, *pMesh);
     say(filename + ": " + std::to_string(figures.numBorderLoops) + " border loop(s), " +
         std::to_string(figures.vNumEdges[0]) + " border edges, " + std::to_string(figures.numNonManifoldEdges()) +
         " non-manifold edges");
@@ -244,7 +253,7 @@ bool Program::isWatched() const {
     return !bQuiet || !jsonFile.empty();
 }
 
-MeshFigures Program::measureFile(const std::string& filename, Mesh& mesh) {
+MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh& mesh) {
     std::vector<Point3*> vPointers;
     MeshFigures figures;
     step("measure", [&] {
@@ -253,13 +262,14 @@ MeshFigures Program::measureFile(const std::string& filename, Mesh& mesh) {
         std::vector<Point3> vVertices;
         vVertices.reserve(vPointers.size());
         for (const Point3* p : vPointers)
-            vVertices.push_back(placeInFile(*p, filename));
+            vVertices.push_back(placeInFile(*p, filename, bAscii));
         figures = measureMesh(unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
     if (figures.numVertices < vPointers.size() && isPlyFile(filename))
-        warn("Single precision, which " + filename + " holds, leaves " + std::to_string(figures.numVertices) + " of " +
-             std::to_string(vPointers.size()) + " vertices apart: write .obj or .stl, or move the points to the origin");
+        warn((bAscii ? "Six digits, which " : "Single precision, which ") + filename + " holds, leaves " +
+             std::to_string(figures.numVertices) + " of " + std::to_string(vPointers.size()) +
+             " vertices apart: write .obj or .stl, or move the points to the origin");
     return figures;
 }
 

@@ -81,7 +81,7 @@ private:
     void requireOutput(const std::string& filename, const std::string& input) const;
     /// True when somebody asks for figures.
     bool isWatched() const;
-    MeshFigures measureFile(const std::string& filename, TARN_KEL::Mesh& mesh);
+    MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
 
     bool bQuiet = false;

@@ -359,7 +359,7 @@ TEST_F(ProgramTest, reportsTheMeshThatTheFileHolds) {
         EXPECT_GT(meshOf("info.json").size(), 100u);
     }
     for (Point3& p : vPoints)
-        p = p - Vector3(6e5, 8e5, 0.0) + Vector3(1e4, 1e4, 0.0);  // six digits resolve a tenth there
+        p = p - Vector3(3e5, 4e5, 0.0) + Vector3(1e4, 1e4, 0.0);  // six digits resolve a tenth there
     writePoints_BIN(folder.path("scan.bin").c_str(), vPoints);
     ASSERT_EQ(run("reconstruct scan.bin mesh.stl").status, 0);
     const Outcome outcome = run("convert mesh.stl mesh.ply --ascii --json report.json");

@@ -79,7 +79,7 @@ Point3 placeInFile(const Point3& p, const std::string& filename, bool bAscii) {
         if (!bAscii) return single;
         std::array<char, 32> digits{};
         std::snprintf(digits.data(), digits.size(), "%g", single);
-        return std::strtod(digits.data(), nullptr);
+        return static_cast<double>(std::strtof(digits.data(), nullptr));
     };
     return isPlyFile(filename) ? Point3(inPly(p.x()), inPly(p.y()), inPly(p.z())) : p;
 }

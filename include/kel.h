@@ -285,7 +285,7 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// turned to agree with the oldest one of their piece (connected over edges of two triangles), and degenerate ones are
 /// collapsed away. So a consistently oriented mesh keeps its orientation, and vertices of the file may be out of use.
 /// sideLen: the unit for small moves, as the edge of a grid cell would be; not above 0 or not finite: the mean length of the
-/// edges. O(n); k flat triangles round one vertex, or k times the same triangle, cost k squared.
+/// edges. O(n log n), but k flat triangles round one vertex cost k squared.
 MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0);
 /// ASCII STL.
 bool writeSTL(RMesh* pRMesh, const std::string& filename);

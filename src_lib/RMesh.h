@@ -124,6 +124,8 @@ public:
     std::size_t getNumVtx_all() const { return poolVtx.size(); }
     /// 0 to getNumVtx_all() - 1, ascending with the address; p must be of this mesh. Constant time.
     std::size_t getVtxIndex(const Point3* p) const { return poolVtx.indexOf(p); }
+    /// The vertex of that number.
+    Point3* getVtx(std::size_t index) const { return poolVtx.at(index); }
     /// True for a vertex of this mesh.
     bool owns(const Point3* p) const { return poolVtx.owns(p); }
     double getSideLen() const { return sideLen; }

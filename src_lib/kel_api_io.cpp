@@ -28,6 +28,7 @@
 #include "freeFunctions.h"
 #include "kel.h"
 #include "ply_io.h"
+#include "sortMT.h"
 #include "textNumbers.h"
 #include "tools.h"
 
@@ -184,8 +185,13 @@ bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
     }
 }
 
-/// Makes the triangles of three different places, all finite, and says how many others there were.
-void createTriangles(RMesh& mesh, const std::vector<Point3>& vCorners, const std::string& filename) {
+/// Three vertices by number, in the order of the file.
+using Triple = std::array<std::size_t, 3>;
+
+/// Makes the vertices of the triangles of three different places, all finite, and says how many others there were.
+std::vector<Triple> createVertices(RMesh& mesh, const std::vector<Point3>& vCorners, const std::string& filename) {
+    std::vector<Triple> vTriple;
+    vTriple.reserve(vCorners.size() / 3);
     std::size_t numEqual = 0, numNotFinite = 0;
     for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
         const Point3 &p0 = vCorners[i], &p1 = vCorners[i + 1], &p2 = vCorners[i + 2];
@@ -194,14 +200,36 @@ void createTriangles(RMesh& mesh, const std::vector<Point3>& vCorners, const std
         } else if (p0 == p1 || p1 == p2 || p2 == p0) {
             ++numEqual;
         } else {
-            Point3* const pVtx0 = mesh.createVertex(p0, false);
-            Point3* const pVtx1 = mesh.createVertex(p1, false);
-            mesh.createT(pVtx0, pVtx1, mesh.createVertex(p2, false));
+            const auto number = [&mesh](const Point3& p) { return mesh.getVtxIndex(mesh.createVertex(p, false)); };
+            vTriple.push_back(Triple{number(p0), number(p1), number(p2)});
         }
     }
-    if (numEqual + numNotFinite == 0) return;
-    warning("readMesh_auto", filename + ": left out " + toString(numEqual) + " triangles with equal corners and " +
-                                 toString(numNotFinite) + " with coordinates that aren't finite");
+    if (numEqual + numNotFinite != 0)
+        warning("readMesh_auto", filename + ": left out " + toString(numEqual) + " triangles with equal corners and " +
+                                     toString(numNotFinite) + " with coordinates that aren't finite");
+    return vTriple;
+}
+
+/// Of triangles with the same vertices the first one stays. A file may hold one a million times, and an edge gives up its
+/// triangles one by one, so they aren't made at all.
+void dropEqual(std::vector<Triple>& vTriple) {
+    std::vector<std::pair<Triple, std::size_t>> vSorted(vTriple.size());
+    for (std::size_t i = 0; i < vTriple.size(); ++i) {
+        vSorted[i] = {vTriple[i], i};
+        std::sort(vSorted[i].first.begin(), vSorted[i].first.end());
+    }
+    sortMT(vSorted.begin(), vSorted.end());
+    vSorted.erase(
+        std::unique(vSorted.begin(), vSorted.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+        vSorted.end());
+    if (vSorted.size() == vTriple.size()) return;
+    std::vector<std::size_t> vStays;
+    for (const auto& [triple, i] : vSorted)
+        vStays.push_back(i);
+    std::sort(vStays.begin(), vStays.end());
+    for (std::size_t i = 0; i < vStays.size(); ++i)
+        vTriple[i] = vTriple[vStays[i]];
+    vTriple.resize(vStays.size());
 }
 
 }  // namespace
@@ -356,8 +384,11 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen) {
     if (!readTriangles(filename, vCorners)) return nullptr;
     OwnRun run(progressForReadMesh());
     auto pRMesh = std::make_unique<RMesh>(sideLen);
-    createTriangles(*pRMesh, vCorners, filename);
+    std::vector<Triple> vTriple = createVertices(*pRMesh, vCorners, filename);
     std::vector<Point3>().swap(vCorners);
+    dropEqual(vTriple);
+    for (const auto& [a, b, c] : vTriple)
+        pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));
     RTop(pRMesh.get()).finalizeBase();
     run.close();
     if (pRMesh->getNumT() == 0) {

@@ -241,6 +241,7 @@ TEST(ReadMesh, cleansUpLikeARun) {
         if (i % 3 == 0) std::swap(soup.vT[i][0], soup.vT[i][1]);
     for (int i = 0; i < 5; ++i)
         soup.vT.push_back(soup.vT[static_cast<std::size_t>(7 * i)]);
+    soup.vT.insert(soup.vT.end(), 100000, soup.vT.front());  // its square would take minutes
     const int n = static_cast<int>(soup.vVtx.size());
     constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
     for (const Point3& p : {Point3(NOT_A_NUMBER, 0, 0), Point3(0, -HUGE_VAL, 0), soup.vVtx[1] + Vector3(1e-12, 0, 0)})

@@ -1,0 +1,130 @@
+#pragma once
+
+#include <atomic>
+#include <cstddef>
+#include <memory>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+#include "Facet.h"
+#include "FacetLinks.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+struct ConnectionStruct;
+struct Corner;
+class CornerStore;
+
+/// A sheet of cells with two coloured sides; or, as a master component, all sheets that hang together across gaps, with the
+/// signed field that closes the gaps.
+///
+/// A sheet colours the two sides of its surface when it is made: the lower one 0, the upper one 1, and a thin seam between
+/// them, round its rim, -1. Where it has no two sides all facets keep -1. Which side is called upper is a guess; votes of
+/// the sheets that face each other across gaps tell which sheets must be flipped. When all are oriented, a master component
+/// takes over cells and colours of its sheets, gives every lattice corner near them a signed distance, grows this field
+/// outward, and finds the cells of its zero crossings.
+///
+/// The Filler owns all components. A component isn't copied or moved, and belongs to one thread.
+class Component {
+public:
+    using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
+
+    /// A sheet, coloured. cells: sorted, unique. border: those at the rim, sorted. vRCDPoint: all cells of the run with
+    /// their points, sorted; only referred to, as is the grid. O(n log n).
+    Component(const VRCD& cells, const VRCD& border, const VRCDPoint& vRCDPoint, Calc* pGrid);
+    /// A master component of oriented sheets. growSteps: the most steps that the field grows. O(n log n).
+    Component(const std::vector<Component*>& vGroup, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid);
+    ~Component();
+    Component(const Component&) = delete;
+    Component& operator=(const Component&) = delete;
+
+    /// The number of cells.
+    std::size_t getSize() const { return vCells.size(); }
+
+    // ---- Orientation
+
+    void registerConnectionStruct(ConnectionStruct* pConnection) { vConnectionStructs.push_back(pConnection); }
+    /// How far the related sheets agree with this one's colours, summed in the order of registration; 0.0 without votes.
+    double getScore() const;
+    /// Appends for each vote the other sheet.
+    void getRelatedComponents(std::vector<Component*>& vOut) const;
+    void setOriented() { bOriented = true; }
+    bool isOriented() const { return bOriented; }
+    /// Swaps the two sides, and with them the sign of every vote.
+    void flip();
+    /// Counts the facets of the 27 cells round the cell, itself included, by side: those of colour 0 in a0, those of colour
+    /// 1 in a1, six counters each. O(log n).
+    void getOrientationCount(RCD rcd, int* a0, int* a1) const;
+
+    // ---- Colours of a sheet. Facets are passed as pointers to elements of vVisibleFacets.
+
+    /// Finds the facets and their two sides. False, and no facet coloured, when there are no two sides; prints a line then.
+    bool stage1_createFacetCCs();
+    /// Makes vVisibleFacets anew, without colours. O(n).
+    void cc_createVisibleFacets();
+    /// Floods over the facets of inner cells; a flood may not reach the facets that lie across the sheet from its own.
+    /// Colours from 2 on; below -1 what was forbidden to a flood. Returns the number of floods less one. O(n log n).
+    int cc_createFacetComponents();
+    /// Gives the facets of neither colour one of the two, as far as their surroundings tell, then thins the seam.
+    void cc_postColorize(int lower, int upper);
+    /// Colours facets by the majority of their 27-blocks, at least minCount of facets on the same side, in passes until none
+    /// changes. Coloured facets leave the list. bAllowTie: blocks of both colours count too.
+    void cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie);
+    /// Colours facets without colour by their neighbours, the heaviest first, none of less than minWeight. Coloured facets
+    /// leave the list; returns their number. The list comes out sorted by pointer.
+    int cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, double minWeight);
+    /// The colour that the neighbours propose, and its weight; (-99, 0.0) for none.
+    std::pair<int, double> cc_getWeight(Facet* pFacet, int lower, int upper) const;
+    /// Takes the colour from listed facets until no facet of the list touches one of another colour.
+    void cc_makeThinBorder(std::vector<Facet*>& vList);
+    /// The priority of a facet to become a part of the seam; 0.0 when it touches no other colour.
+    double getThinBorderWeight(Facet* pFacet) const;
+    /// Colours the uncoloured facets whose coloured neighbours agree, one after the other.
+    void eliminateBorderIslands();
+    /// The facets of vColored within numLayers steps of the open cells, over facets of their own colour: in vStrip, which is
+    /// replaced, sorted by pointer. O(n).
+    void getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& vStrip, int numLayers);
+
+    // ---- The field of a master component
+
+    /// The whole of it; the cells of the zero crossings with points are appended. Once.
+    bool run(VRCDPoint& vOut);
+    void defineBounds(int margin);
+    void assignFirstDistances();
+    void assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign);
+    void inflateCtrl2();
+    bool inflateOneStep2();
+    void infl_createFront(std::vector<Corner*>& vOut);
+    void lowPass2(int numIter, bool bUseWeights);
+    void getZeroRCD(VRCDPoint& vOut);
+
+    int numGrowSteps;                          ///< 0 for a sheet
+    int minX, minY, minZ;                      ///< the box in which the field grows, in cells; the largest int until
+    int maxX, maxY, maxZ;                      ///< defineBounds(), these 0
+    int label;                                 ///< counts sheets and master components, each for itself
+    std::string name;                          ///< the start of names of debug files
+    const VRCDPoint* pRCDPoint;                ///< all cells of the run with their points, not owned
+    Calc* pCalc;                               ///< the grid, not owned
+    std::unique_ptr<CornerStore> cornerStore;  ///< the field; null for a sheet
+    float sideLen = 0.0F;                      ///< the edge of a cell; 0 for a sheet
+    float halfSideLen = 0.0F;
+    bool bOriented;
+    VRCD vCells;                        ///< all cells, sorted
+    VRCD vBorder;                       ///< the cells at the rim, sorted
+    VRCD vArea;                         ///< the others, sorted
+    VRCD vOpenCells;                    ///< the cells that have a facet without colour; set by assignFirstDistances()
+    std::vector<Facet> vVisibleFacets;  ///< sorted; never changed in number after construction
+    std::vector<ConnectionStruct*> vConnectionStructs;  ///< the votes in which this sheet takes part, not owned
+
+    // They name components in debug output and decide nothing.
+    static std::atomic<int> seqNum;
+    static std::atomic<int> seqNumMaster;
+
+private:
+    FacetLinks links;  // of vVisibleFacets
+};
+
+}  // namespace TARN_KEL

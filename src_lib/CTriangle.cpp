@@ -86,11 +86,18 @@ int CTriangle::getHEDirection2(VCD a, VCD b) const {
 }
 
 bool CTriangle::hasOnlyHalfEdges() const {
-    return pCE01->getDegree() == 2 && pCE12->getDegree() == 2 && pCE02->getDegree() == 2;
+    return countEdges(2, 2) == 3;
 }
 
 bool CTriangle::hasBorder() const {
-    return pCE01->getDegree() == 1 || pCE12->getDegree() == 1 || pCE02->getDegree() == 1;
+    return countEdges(1, 1) > 0;
+}
+
+int CTriangle::countEdges(int minDegree, int maxDegree) const {
+    int count = 0;
+    for (const CEdge* pCE : {pCE01, pCE12, pCE02})
+        count += pCE->getDegree() >= minDegree && pCE->getDegree() <= maxDegree ? 1 : 0;
+    return count;
 }
 
 void CTriangle::getNeigs(int i, std::vector<CTriangle*>& vNeigs) const {

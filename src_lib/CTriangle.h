@@ -61,6 +61,8 @@ public:
     /// Each edge has exactly two triangles; some edge has exactly one.
     bool hasOnlyHalfEdges() const;
     bool hasBorder() const;
+    /// How many of the edges have a degree in [minDegree, maxDegree].
+    int countEdges(int minDegree, int maxDegree) const;
     /// Appends the other triangles on the edge opposite corner i.
     void getNeigs(int i, std::vector<CTriangle*>& vNeigs) const;
     /// True when this triangle and the other one disagree in orientation, by the first half edge of this one that they

@@ -151,6 +151,13 @@ std::vector<const CTriangle*> pickVoters(const std::vector<Flatness>& vFlat) {
 
 }  // namespace
 
+void enterBothEnds(EdgesByEnd& mm, const std::vector<CEdge*>& vCE) {
+    for (CEdge* pCE : vCE) {
+        mm.emplace(pCE->v0, pCE);
+        mm.emplace(pCE->v1, pCE);
+    }
+}
+
 void eraseCertainEntry(EdgesByEnd& mm, VCD key, const CEdge* pCE) {
     const auto [it, itEnd] = mm.equal_range(key);
     const auto itEntry = std::find_if(it, itEnd, [pCE](const auto& entry) { return entry.second == pCE; });
@@ -189,10 +196,7 @@ void Chain::takeEdgesFromMap(EdgesByEnd& mmVCD2CE) {
 
 void Chain::assimilate(const std::vector<CEdge*>& vCE) {
     EdgesByEnd mmVCD2CE;
-    for (CEdge* pCE : vCE) {
-        mmVCD2CE.emplace(pCE->v0, pCE);
-        mmVCD2CE.emplace(pCE->v1, pCE);
-    }
+    enterBothEnds(mmVCD2CE, vCE);
     takeEdgesFromMap(mmVCD2CE);
     ASSEX(mmVCD2CE.empty());
 }

@@ -20,6 +20,7 @@ class CMesh;
 /// Edges of a coarse mesh, each under both its ends.
 using EdgesByEnd = std::multimap<VCD, CEdge*>;
 
+void enterBothEnds(EdgesByEnd& mm, const std::vector<CEdge*>& vCE);
 /// Removes the entry when there is one. O(log n), and linear in the number of edges under the key.
 void eraseCertainEntry(EdgesByEnd& mm, VCD key, const CEdge* pCE);
 

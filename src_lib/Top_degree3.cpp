@@ -81,13 +81,6 @@ std::vector<CTriangle*> smallestFirst(const CMesh* pCMesh, const CEdge* pCE) {
     return vT;
 }
 
-int countEdges(const CTriangle* pCT, int degree) {
-    int num = 0;
-    for (int i = 0; i < 3; ++i)
-        num += pCT->getCE(i)->getDegree() == degree ? 1 : 0;
-    return num;
-}
-
 /// The neighbours over manifold edges, the edge pCE left out.
 std::vector<CTriangle*> manifoldNeighbours(const CTriangle* pCT, const CEdge* pCE) {
     std::vector<CTriangle*> vNeigT;
@@ -243,7 +236,7 @@ bool Top::tryRepairEvilDeg3(CEdge* pCE, const std::vector<CTriangle*>& vT) {
         int numGood = 0;
         CTriangle* pEar = nullptr;
         for (CTriangle* pNeigT : manifoldNeighbours(pCT, pCE)) {
-            if (countEdges(pNeigT, 1) == 2)
+            if (pNeigT->countEdges(1, 1) == 2)
                 pEar = pNeigT;
             else
                 ++numGood;
@@ -324,10 +317,7 @@ bool Top::bfs(std::size_t maxNumT, std::vector<CTriangle*>& vStack, std::set<CEd
 
 void Top::createMap(std::vector<CEdge*>& vCE, std::multimap<VCD, CEdge*>& mmVCD2CE) const {
     oneInstance(vCE);
-    for (CEdge* pCE : vCE) {
-        mmVCD2CE.emplace(pCE->v0, pCE);
-        mmVCD2CE.emplace(pCE->v1, pCE);
-    }
+    enterBothEnds(mmVCD2CE, vCE);
 }
 
 }  // namespace TARN_KEL

@@ -24,12 +24,12 @@
 // isn't looked at. The border edges of a large piece needn't be known: they never count for one that may go.
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <initializer_list>
 #include <iostream>
 #include <set>
-#include <tuple>
 #include <unordered_set>
+#include <utility>
+#include <vector>
 
 #include "Bundle.h"
 #include "CEdge.h"
@@ -39,6 +39,7 @@
 #include "Progress.h"
 #include "Top.h"
 #include "Voro.h"
+#include "freeFunctions.h"
 #include "looseTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -55,14 +56,6 @@ constexpr std::array<int, 8> FLAT_CORNERS = {27, 39, 78, 114, 141, 177, 216, 228
 /// A border longer than this share of the triangles makes a piece ragged.
 constexpr double RAGGED = 0.2;
 
-template <typename IsWanted>
-int countEdges(const CTriangle& ct, IsWanted&& isWanted) {
-    int count = 0;
-    for (int i = 0; i < 3; ++i)
-        count += isWanted(ct.getCE(i)->getDegree()) ? 1 : 0;
-    return count;
-}
-
 /// All four cells lie in one plane across that axis. Both pairs differ in the two other axes only.
 bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
     const CCD bits = AXIS_BITS[static_cast<std::size_t>(axis)];
@@ -72,7 +65,8 @@ bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
     return a == c;
 }
 
-/// The keys of the dual cubes that hold the cells, eight for each cell, sorted.
+/// The keys of the dual cubes that hold the cells, eight for each cell, sorted. The key of a cube that holds all of them
+/// occurs once for each.
 std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
     std::vector<VCD> vKeys;
     vKeys.reserve(8 * cells.size());
@@ -83,13 +77,6 @@ std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
     }
     std::sort(vKeys.begin(), vKeys.end());
     return vKeys;
-}
-
-/// Appends the keys that occur numCells times, once for each cell: those of cubes that hold all of them. No key can occur
-/// more often.
-void appendCommonKeys(const std::vector<VCD>& vKeys, std::size_t numCells, std::vector<VCD>& vCubes) {
-    for (std::size_t i = 0; i + numCells <= vKeys.size(); ++i)
-        if (vKeys[i] == vKeys[i + numCells - 1]) vCubes.push_back(vKeys[i]);
 }
 
 /// Grows pieces of the mesh over manifold edges for killTinyBorderPatches.
@@ -145,25 +132,12 @@ bool PieceGrower::take(CTriangle* pCT) {
     return vPieceT.size() <= maxSize;
 }
 
-/// A vertex and where it is.
-struct PlacedBundle {
-    double x, y, z;
-    Bundle* pBundle;
-
-    bool isAtSamePlace(const PlacedBundle& other) const { return x == other.x && y == other.y && z == other.z; }
-    bool operator<(const PlacedBundle& other) const {
-        return std::tie(x, y, z, pBundle->ccd) < std::tie(other.x, other.y, other.z, other.pBundle->ccd);
-    }
-};
-
-using Place = std::tuple<double, double, double>;
-
 /// Moves a point until its place is a new one and enters that. False when many steps lead nowhere.
-bool moveToNewPlace(Point3& p, std::set<Place>& sPlace, double sideLen, Random& random) {
+bool moveToNewPlace(Point3& p, std::set<Point3>& sPlace, double sideLen, Random& random) {
     constexpr int MAX_STEPS = 1000;
     const auto step = [&] { return (random.next() % 1000) / 100000.0 * sideLen; };
     for (int i = 0; i < MAX_STEPS; ++i) {
-        if (sPlace.emplace(p.x(), p.y(), p.z()).second) return true;
+        if (sPlace.insert(p).second) return true;
         const double dx = step(), dy = step(), dz = step();
         p = p + Vector3(dx, dy, dz);
     }
@@ -242,13 +216,13 @@ void Top::cbsComplete(Voro* pVoro) {
         const CTriangle* pCT = pCE->getTriangle(true, true);
         const std::vector<VCD> vVCD24 = keysOf(*pCalc, {pCT->c0, pCT->c1, pCT->c2});
         ASSEX(vVCD24.size()==24);
-        appendCommonKeys(vVCD24, 3, vCubes);
+        filterN(vVCD24, 3, vCubes);
     }
     pStep->incProgressByOne();
     pCMesh->getDegN(4, vDeg4);
     pStep->incProgressByOne();
     for (const CEdge* pCE : vDeg4)
-        appendCommonKeys(keysOf(*pCalc, {pCE->v0, pCE->v1}), 2, vCubes);
+        filterN(keysOf(*pCalc, {pCE->v0, pCE->v1}), 2, vCubes);
     pStep->incProgressByOne();
     oneInstance(vCubes);
     pCMesh = pVoro->meshAgain(vCubes);
@@ -270,8 +244,7 @@ void Top::getBordersKillDeg1nn(std::vector<CEdge*>& vBorderCE) {
         const auto& vCT = pCE->vCT;
         ASSEX(vCT.size()==1);
         CTriangle* pCT = vCT[0];
-        const int numBelow3 = countEdges(*pCT, [](int degree) { return degree < 3; });
-        if (numBelow3 > 1)
+        if (pCT->countEdges(1, 2) > 1)
             vBorderCE.push_back(pCE);
         else
             pCT->kill(pCMesh);
@@ -374,18 +347,19 @@ void Top::fillHoles(Voro*) {
 // ---- Vertices
 
 void Top::oneCoordTriplePerCCD() {
-    std::vector<PlacedBundle> vPlaced;
+    std::vector<std::pair<Point3, Bundle*>> vPlaced;
     vPlaced.reserve(pCMesh->mCCDBundle.size());
     for (const auto& [ccd, pBundle] : pCMesh->mCCDBundle) {
         const Point3& p = *pCMesh->getBundleVtx(ccd);
-        if (std::isfinite(p.x() + p.y() + p.z())) vPlaced.push_back({p.x(), p.y(), p.z(), pBundle});
+        if (isFinitePoint(p)) vPlaced.emplace_back(p, pBundle);
     }
-    sortMT(vPlaced.begin(), vPlaced.end());
+    // Stable, so that by ascending code at each place.
+    std::stable_sort(vPlaced.begin(), vPlaced.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     for (auto it = vPlaced.begin(); it != vPlaced.end();) {
-        const auto itEnd = std::find_if(it, vPlaced.end(), [it](const auto& placed) { return !placed.isAtSamePlace(*it); });
-        std::set<Place> sPlace;
-        for (; it != itEnd; ++it)
-            if (!moveToNewPlace(*it->pBundle->pVtx, sPlace, pCalc->getSideLen(), random))
+        const Point3 place = it->first;
+        std::set<Point3> sPlace;
+        for (; it != vPlaced.end() && it->first == place; ++it)
+            if (!moveToNewPlace(*it->second->pVtx, sPlace, pCalc->getSideLen(), random))
                 warning(KEL_PLACE, "Two vertices stay at one place");
     }
 }

@@ -37,7 +37,7 @@ namespace {
 constexpr int KEY_POSITION = 5;  // of the key's own cell in a dual cube
 
 /// Six of the eight rotations of the flat corner, base row 27.
-constexpr std::array<int, 6> FLAT_CORNERS = {78, 114, 141, 177, 216, 228};
+constexpr std::array<int, 6> LATE_FLAT_CORNERS = {78, 114, 141, 177, 216, 228};
 
 void appendCells(const std::array<CCD, 8>& cube, int mask, VCCD& vOut) {
     for (std::size_t bit = 0; bit < cube.size(); ++bit)
@@ -116,7 +116,7 @@ void Voro::pruneCase27() {
     ASSEX(pCMesh!=NULL);
     drawOnTheWay([&] { pCMesh->debugShow(globalPrefix() + "beforePruneCase27.list", VT_REAL, CGREEN); });
     pCMesh->printStatistics("before pruneCase27()");
-    killLooseTriangles(pCMesh, FLAT_CORNERS);
+    killLooseTriangles(pCMesh, LATE_FLAT_CORNERS);
 }
 
 }  // namespace TARN_KEL

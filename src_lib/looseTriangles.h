@@ -22,12 +22,9 @@ inline void killLooseTriangles(CMesh* pCMesh, std::span<const int> configs) {
         ASSEX(cfg<256);
         buckets[static_cast<std::size_t>(cfg < 0 ? 0 : cfg)].push_back(pCT);
     }
-    const auto isLoose = [](const CTriangle* pCT) {
-        return pCT->pCE01->getDegree() < 2 || pCT->pCE12->getDegree() < 2 || pCT->pCE02->getDegree() < 2;
-    };
     for (const int config : configs)
         for (CTriangle* pCT : buckets[static_cast<std::size_t>(config)])
-            if (isLoose(pCT)) pCT->kill(pCMesh);
+            if (pCT->isAlive() && pCT->hasBorder()) pCT->kill(pCMesh);
 }
 
 }  // namespace TARN_KEL

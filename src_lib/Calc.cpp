@@ -132,6 +132,12 @@ Point3 Calc::getMidPoint_RCD(RCD rcd) const {
             (static_cast<double>(getZ_RCD(rcd)) + 0.5) * steps[2] + origin[2]};
 }
 
+Point3 Calc::getRefPoint_RCC(RCC rcc) const {
+    return {static_cast<double>(getX_RCD(rcc)) / inverseSteps[0] + origin[0],
+            static_cast<double>(getY_RCD(rcc)) / inverseSteps[1] + origin[1],
+            static_cast<double>(getZ_RCD(rcc)) / inverseSteps[2] + origin[2]};
+}
+
 void Calc::getRefPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const {
     for (const CCD ccd : vCCD)
         vOut.push_back(getRefPoint(ccd));

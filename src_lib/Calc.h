@@ -58,6 +58,9 @@ constexpr RCD RCD_ALL_FIELDS = 0x7fffffffffffffff;
 constexpr RCD RCD_STEP_X = 0x40000000000;
 constexpr RCD RCD_STEP_Y = 0x200000;
 constexpr RCD RCD_STEP_Z = 1;
+/// What to add to a packed code for its face neighbours: -x, +x, -y, +y, -z, +z. Sums wrap as needed.
+constexpr std::array<RCD, 6> RCD_FACE_STEPS{0 - RCD_STEP_X, RCD_STEP_X,     0 - RCD_STEP_Y,
+                                            RCD_STEP_Y,     0 - RCD_STEP_Z, RCD_STEP_Z};
 
 /// The packed code of a cell. Coordinates must be below 2^21.
 constexpr RCD packRCD(unsigned long long x, unsigned long long y, unsigned long long z) {
@@ -153,6 +156,8 @@ public:
     /// The midpoint of a cell by its packed code: (coordinate + 0.5) * step + origin. Its last bits may differ from those of
     /// getMidPoint(), which sums the levels.
     Point3 getMidPoint_RCD(RCD rcd) const;
+    /// The lattice point of a packed code: coordinate / inverse step + origin. Its last bits may differ from getRefPoint().
+    Point3 getRefPoint_RCC(RCC rcc) const;
 
     /// Pulls a point into a cell along the line to the cell's midpoint, and not farther than needed: by 2^-10 of the way, or
     /// the smallest power of two above that suffices. False, and p untouched, when p is in the cell already. An assertion

@@ -5,6 +5,7 @@
 #include <cstdint>
 #include <vector>
 
+#include "Calc.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -146,6 +147,12 @@ inline std::uint64_t mixHash(std::uint64_t key) {
 inline std::uint64_t localHash(std::uint64_t block, std::uint64_t member) {
     constexpr std::uint64_t MEMBER = 0xffULL << 32;
     return (mixHash(block) & ~MEMBER) | ((member << 32) & MEMBER);
+}
+
+/// The local hash of a packed code: the eight of a 2x2x2 block share a block.
+inline std::uint64_t localHash_RCD(RCD rcd) {
+    constexpr RCD MEMBER = packRCD(1, 1, 1);
+    return localHash(rcd & ~MEMBER, (rcd >> 40 & 4) | (rcd >> 20 & 2) | (rcd & 1));
 }
 
 }  // namespace TARN_KEL

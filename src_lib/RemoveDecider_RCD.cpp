@@ -141,13 +141,13 @@ public:
         for (const RCD rcd : vSorted) {
             if (!vCandidate.empty() && vCandidate.back().rcd == rcd) continue;
             itPoint = findPoint(vRCDPoint, itPoint, rcd);
-            index.insert(hashOf(rcd), static_cast<std::uint32_t>(vCandidate.size()));
+            index.insert(localHash_RCD(rcd), static_cast<std::uint32_t>(vCandidate.size()));
             vCandidate.push_back({rcd, decider.getOffCentre(rcd, itPoint->second)});
         }
     }
     /// The number of a cell, NONE when it is no candidate.
     std::uint32_t find(RCD rcd) const {
-        return index.find(hashOf(rcd), [this, rcd](std::uint32_t i) { return vCandidate[i].rcd == rcd; });
+        return index.find(localHash_RCD(rcd), [this, rcd](std::uint32_t i) { return vCandidate[i].rcd == rcd; });
     }
 
     /// The cells to be asked as they stand when a pass begins, ascending.
@@ -168,11 +168,6 @@ public:
     bool bAllInList = true;  // all that aren't doomed are in the decider's list
 
 private:
-    static std::uint64_t hashOf(RCD rcd) {
-        constexpr RCD MEMBER = packRCD(1, 1, 1);
-        return localHash(rcd & ~MEMBER, (rcd >> 40 & 4) | (rcd >> 20 & 2) | (rcd & 1));
-    }
-
     HashIndex index;
 };
 

@@ -39,8 +39,6 @@ constexpr std::array<RCD, 8> CORNER_OFFSETS{0,
                                             RCD_STEP_X + RCD_STEP_Z,
                                             RCD_STEP_X + RCD_STEP_Y,
                                             RCD_STEP_X + RCD_STEP_Y + RCD_STEP_Z};
-constexpr std::array<RCD, 6> FACE_OFFSETS{0 - RCD_STEP_X, RCD_STEP_X,     0 - RCD_STEP_Y,
-                                          RCD_STEP_Y,     0 - RCD_STEP_Z, RCD_STEP_Z};
 
 // The first of count new elements at the end. Unlike reserve() it keeps repeated appending linear.
 template <typename T>
@@ -103,7 +101,7 @@ Forest joinCornerNeighbours(const VRCD& vSorted) {
     return forest;
 }
 
-// For each cell the positions of its face neighbours, in the order of FACE_OFFSETS; NO_POSITION for a free cell.
+// For each cell the positions of its face neighbours, in the order of RCD_FACE_STEPS; NO_POSITION for a free cell.
 using FaceNeigs = std::vector<std::array<Position, 6>>;
 
 FaceNeigs findFaceNeigs(const VRCD& vSorted) {
@@ -113,9 +111,9 @@ FaceNeigs findFaceNeigs(const VRCD& vSorted) {
     for (const std::size_t iUp : {1U, 3U, 5U}) {
         Position lower = 0;
         for (Position pos = 0; pos < vSorted.size(); ++pos) {
-            while (lower < pos && vSorted[pos] - vSorted[lower] > FACE_OFFSETS[iUp])
+            while (lower < pos && vSorted[pos] - vSorted[lower] > RCD_FACE_STEPS[iUp])
                 ++lower;
-            if (vSorted[pos] - vSorted[lower] != FACE_OFFSETS[iUp]) continue;
+            if (vSorted[pos] - vSorted[lower] != RCD_FACE_STEPS[iUp]) continue;
             vNeigs[pos][iUp - 1] = lower;
             vNeigs[lower][iUp] = pos;
         }
@@ -182,7 +180,7 @@ void getRCC8(const VRCD& vCells, bool bUnique, VRCC& vOut) {
 
 void getRCC6(const VRCC& vIn, bool bUnique, VRCC& vOut) {
     auto writeNeigs = [](RCC rcc, RCC* place) {
-        for (const RCC offset : FACE_OFFSETS)
+        for (const RCC offset : RCD_FACE_STEPS)
             *place++ = rcc + offset;
     };
     using Task = TransformTask_N<const RCC*, RCC*, decltype(writeNeigs)>;

@@ -105,20 +105,25 @@ void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
         runTasks_MT(vTask);
 }
 
+/// The number of threads for n elements, where fewer than minParallel of them are done before a task has started.
+inline int numThreadsFor(std::size_t n, std::size_t minParallel) {
+    return n < minParallel ? 1 : numProcessors();
+}
+
 /// func(begin, end) for each chunk of 0 .. n-1.
 template <typename Func>
-void forChunks_MT(std::size_t n, Func&& func) {
-    runChunks(n, numProcessors(),
+void forChunks_MT(std::size_t n, Func&& func, std::size_t minParallel = 0) {
+    runChunks(n, numThreadsFor(n, minParallel),
               [&func](std::size_t begin, std::size_t end) { return [&func, begin, end](int) { func(begin, end); }; });
 }
 
 /// out[i] = func(vIn[i]); the output is sized first.
 template <typename T, typename U, typename Func>
-void transform_MT(const std::vector<T>& vIn, std::vector<U>& vOut, Func&& func) {
+void transform_MT(const std::vector<T>& vIn, std::vector<U>& vOut, Func&& func, std::size_t minParallel = 0) {
     using Task = TransformTask<const T*, U*, std::remove_reference_t<Func>>;
     static_assert(!std::is_same_v<U, bool>, "chunks would share words");
     vOut.resize(vIn.size());
-    runChunks(vIn.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+    runChunks(vIn.size(), numThreadsFor(vIn.size(), minParallel), [&](std::size_t begin, std::size_t end) {
         return Task{vIn.data() + begin, vIn.data() + end, vOut.data() + begin, func};
     });
 }

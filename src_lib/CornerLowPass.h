@@ -1,0 +1,60 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "CornerStore.h"
+
+namespace TARN_KEL {
+
+/// Smooths the values of the free corners of a field: each becomes the mean of itself and its neighbours, in rounds that
+/// work from the values of the round before (Jacobi).
+///
+/// Free corners are those of the states ST_LOWER_BORDER, ST_UPPER_BORDER and ST_INFLATED. All others stay as they are and
+/// pull their free neighbours. A border corner keeps its sign and no more than half a cell of distance. A mean of 0 becomes
+/// the smallest normal number, so that every free corner has a sign.
+///
+/// This is where gap closing spends its time, so the rounds run on arrays of their own, see the source file. All arithmetic
+/// is in single precision in the order of the slots: the same bits on any number of processors.
+class CornerLowPass {
+public:
+    /// Takes the values of all corners; no corner may be added before store(). Throws KelBugException when a free corner or
+    /// a neighbour of one has no value, or a border corner the wrong sign. vCorners: in the order of their indexes.
+    /// bUseWeights: means by weight, else plain ones, after which all weights are 1. halfSideLen: half a cell. O(all
+    /// corners).
+    CornerLowPass(const std::vector<Corner*>& vCorners, float halfSideLen, bool bUseWeights);
+    /// One round over the free corners, on the pool.
+    void runRound();
+    /// Writes the values and weights back.
+    void store() const;
+
+private:
+    /// What a corner adds to a mean. A free slot adds nothing: two zeros.
+    struct Term {
+        float weighted = 0.0F;
+        float weight = 0.0F;
+    };
+    /// A free corner: its place and those of its neighbours among the terms, free slots at the place of the empty term.
+    struct NeigStruct {
+        std::uint32_t own;
+        std::array<std::uint32_t, 6> neigs;
+        std::int16_t numTerms;  // with its own
+        std::int16_t state;
+    };
+
+    Term makeTerm(const Corner& corner) const;
+    NeigStruct makeNeigStruct(std::uint32_t idx) const;
+    float keepSide(int state, float newVal) const;
+    void smooth(std::size_t i);
+
+    const std::vector<Corner*>& corners;
+    float halfSideLen;
+    bool bUseWeights;
+    std::vector<Term> vTerm, vNextTerm;  // by index; fixed corners alike in both; one empty term behind them
+    std::vector<NeigStruct> vFree;
+    std::vector<float> vVal;  // of the free corners, in their order
+};
+
+}  // namespace TARN_KEL

@@ -17,9 +17,9 @@
 // piece by piece: a piece whose rim hangs on the rim of the old sheet keeps its rim, a flap that floats free may be eaten
 // from it.
 #include <algorithm>
-#include <array>
 
 #include "Cloud.h"
+#include "NeighbourWalk.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
@@ -35,30 +35,23 @@ constexpr double WIDE_WEDGE = 150.0;        // degrees; above, a rim cell lies i
 constexpr std::size_t MAX_SMALL_RIM = 9;    // rim cells of a proposed piece that is taken as it is
 constexpr double MIN_ATTACHED_SCORE = 0.3;  // below, a proposed piece hangs on too little to keep its rim
 
-/// Finds the neighbours of cells in a sorted list. The cells are asked for in ascending order: in each of the nine rows of a
-/// 27-block along z the place in the list never goes back.
-class NeighbourWalk {
+/// The places of a cell and of its neighbours in the list of points. The cells are asked for in ascending order.
+class PointWalk {
 public:
-    explicit NeighbourWalk(const VRCDPoint& vSorted) : vRCDPoint(vSorted) {}
+    explicit PointWalk(const VRCDPoint& vSorted) : walk(vSorted) {}
 
-    /// Finds the places of the cell and of its neighbours in the list. False when the cell itself isn't in it.
+    /// False when the cell itself isn't in the list.
     bool moveTo(RCD rcd) {
         vNeigs.clear();
         bool bFound = false;
-        for (std::size_t row = 0; row < ROW_OFFSETS.size(); ++row) {
-            const auto mid = static_cast<long long>(rcd) + ROW_OFFSETS[row];
-            std::size_t& place = places[row];
-            while (place < vRCDPoint.size() && codeAt(place) < mid - 1)
-                ++place;
-            for (std::size_t i = place; i < vRCDPoint.size() && codeAt(i) <= mid + 1; ++i) {
-                if (vRCDPoint[i].first != rcd) {
-                    vNeigs.push_back(i);
-                    continue;
-                }
-                bFound = true;
-                centre = i;
+        walk.visitBlock(rcd, [&](int position, std::size_t place) {
+            if (position != NeighbourWalk<VRCDPoint::value_type>::CENTRE) {
+                vNeigs.push_back(place);
+                return;
             }
-        }
+            bFound = true;
+            centre = place;
+        });
         return bFound;
     }
     std::size_t getCentre() const { return centre; }
@@ -66,14 +59,7 @@ public:
     const std::vector<std::size_t>& getNeigs() const { return vNeigs; }
 
 private:
-    static constexpr long long X = RCD_STEP_X, Y = RCD_STEP_Y;
-    static constexpr std::array<long long, 9> ROW_OFFSETS = {-X - Y, -X, -X + Y, -Y, 0, Y, X - Y, X, X + Y};
-
-    // Signed, so that a row below the first code of all is just empty.
-    long long codeAt(std::size_t i) const { return static_cast<long long>(vRCDPoint[i].first); }
-
-    const VRCDPoint& vRCDPoint;
-    std::array<std::size_t, 9> places{};
+    NeighbourWalk<VRCDPoint::value_type> walk;
     std::size_t centre = 0;
     std::vector<std::size_t> vNeigs;
 };
@@ -161,7 +147,7 @@ void Cloud::postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint) 
     decider.detectAreaAndBorder(vArea, vBorder);
     std::vector<char> vFixed(vRCDPoint.size(), 0);  // by place
     std::vector<Point3> vAxPlusNeigs;
-    NeighbourWalk walk(vRCDPoint);
+    PointWalk walk(vRCDPoint);
     for (const RCD rcd : vBorder) {
         if (!walk.moveTo(rcd))
             assertionFailed("it!=vRCDPoint.end() || it->first==rcd", __FILE__, __LINE__, __PRETTY_FUNCTION__);
@@ -173,7 +159,7 @@ void Cloud::postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint) 
         else
             vFixed[walk.getCentre()] = 1;
     }
-    NeighbourWalk walkWide(vRCDPoint);
+    PointWalk walkWide(vRCDPoint);
     for (const RCD rcd : vWide) {
         walkWide.moveTo(rcd);
         const auto& vNeigs = walkWide.getNeigs();

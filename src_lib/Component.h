@@ -70,7 +70,7 @@ public:
     int cc_createFacetComponents();
     /// Gives the facets of neither colour one of the two, as far as their surroundings tell, then thins the seam.
     void cc_postColorize(int lower, int upper);
-    /// Colours facets by the majority of their 27-blocks, at least minCount of facets on the same side, in passes until none
+    /// vList: sorted by pointer. Colours facets by the majority of their 27-blocks, at least minCount of facets on the same side, in passes until none
     /// changes. Coloured facets leave the list. bAllowTie: blocks of both colours count too.
     void cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie);
     /// Colours facets without colour by their neighbours, the heaviest first, none of less than minWeight. Coloured facets
@@ -124,7 +124,12 @@ public:
     static std::atomic<int> seqNumMaster;
 
 private:
-    FacetLinks links;  // of vVisibleFacets
+    Component(const char* kind, int number, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid);
+    const FacetLinks& getLinks() const;
+    std::size_t positionOf(const Facet* pFacet) const;
+    int countOtherColors(std::size_t position) const;
+
+    mutable FacetLinks links;  // of vVisibleFacets; made when they are first needed
 };
 
 }  // namespace TARN_KEL

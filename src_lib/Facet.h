@@ -71,7 +71,8 @@ struct Facet {
         {0, 1, -1, 2, 0, 1, 0, 4, 3},   {-1, 0, -1, 1, -1, 0, 0, 4, 0}, {0, -1, 1, 3, 0, -1, 0, 5, 2},
         {1, 0, 1, 0, 1, 0, 0, 5, 1},    {0, 1, 1, 2, 0, 1, 0, 5, 3},    {-1, 0, 1, 1, -1, 0, 0, 5, 0}};
     /// By side: the unit vector that points out of the cell.
-    static const Vector3 axes[6];
+    static constexpr Vector3 axes[6] = {{-1.0, 0.0, 0.0}, {1.0, 0.0, 0.0},  {0.0, -1.0, 0.0},
+                                        {0.0, 1.0, 0.0},  {0.0, 0.0, -1.0}, {0.0, 0.0, 1.0}};
 };
 
 }  // namespace TARN_KEL

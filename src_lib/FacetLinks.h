@@ -1,6 +1,7 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -10,21 +11,49 @@
 
 namespace TARN_KEL {
 
+/// Where the facets of each cell stand in the sorted list of all facets. 8 bytes a cell.
+class CellSides {
+public:
+    using Position = std::uint32_t;
+    static constexpr Position NONE = 0xffffffffU;
+
+    /// vCells: sorted, unique. vFacets: sorted, of these cells. O(n). Assertions fail when a facet is of no cell, or for
+    /// 2^32 - 1 facets or more.
+    CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets);
+
+    /// The position of a facet by the place of its cell in the list of cells; NONE when that side has no facet.
+    Position find(std::size_t place, int idx) const {
+        const Sides& sides = vSides[place];
+        const std::uint32_t bit = 1U << idx;
+        if ((sides.mask & bit) == 0) return NONE;
+        return sides.first + static_cast<Position>(std::popcount(sides.mask & (bit - 1)));
+    }
+
+private:
+    struct Sides {
+        Position first = 0;      // of the cell's facets
+        std::uint32_t mask = 0;  // bit idx: that side has a facet
+    };
+    std::vector<Sides> vSides;  // by place of the cell
+};
+
 /// The four neighbours of every facet of a set of cells, by position in the sorted list of facets.
 ///
 /// The links say what Facet::fetchNeig() finds by searching, and stay true as long as the list keeps its facets; colours
 /// don't matter. 16 bytes a facet.
 class FacetLinks {
 public:
-    using Position = std::uint32_t;
+    using Position = CellSides::Position;
 
     FacetLinks() = default;
     /// vCells: sorted, unique. vFacets: all of their visible facets, sorted. O(n). An assertion fails when a facet is
-    /// missing, or for 2^32 - 1 facets or more.
+    /// missing.
     FacetLinks(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
     /// The positions of the neighbours across edges 0 to 3.
     const std::array<Position, 4>& operator[](std::size_t position) const { return vNeigs[position]; }
+    /// The number of facets.
+    std::size_t size() const { return vNeigs.size(); }
 
 private:
     std::vector<std::array<Position, 4>> vNeigs;

@@ -23,11 +23,9 @@
 
 #include <algorithm>
 #include <bit>
-#include <compare>
-#include <functional>
-#include <queue>
 
 #include "HashIndex.h"
+#include "WeightQueue.h"
 #include "freeFunctions.h"
 #include "pruneRounds.h"
 #include "sortMT.h"
@@ -71,51 +69,6 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
     ASSEX(q_it!=vRCDPoint.end());
     return q_it;
 }
-
-/// A place in the queue: by weight, among equal weights by turn.
-struct Rank {
-    std::uint64_t weightCode;  // in the order of the weights
-    std::uint64_t turn;
-    auto operator<=>(const Rank&) const = default;
-};
-
-/// Numbers by weight, the smallest first, among equal weights the one of the earlier turn.
-class WeightQueue {
-public:
-    /// vAtStart: (weight, number) by ascending number; the number is the turn as well. Later turns begin at firstTurn.
-    WeightQueue(std::vector<std::pair<double, std::uint32_t>> vAtStart, std::size_t firstTurn)
-        : vStart(std::move(vAtStart)), nextTurn(firstTurn) {
-        sortByFirstMT(vStart);
-    }
-    bool empty() const { return iStart == vStart.size() && later.empty(); }
-    std::uint32_t pop() {
-        const bool bFromStart = later.empty() || (iStart < vStart.size() && startRank() < later.top().first);
-        const auto [rank, number] = bFromStart ? std::make_pair(startRank(), vStart[iStart].second) : later.top();
-        if (bFromStart)
-            ++iStart;
-        else
-            later.pop();
-        farthest = std::max(farthest, rank);
-        return number;
-    }
-    /// Behind all of that weight.
-    void push(double weight, std::uint32_t number) { later.emplace(Rank{radixCode(weight), nextTurn++}, number); }
-    /// Where it would have been from the start, if the queue isn't beyond that place.
-    void pushAsAtStart(double weight, std::uint32_t number) {
-        const Rank rank{radixCode(weight), number};
-        if (farthest < rank) later.emplace(rank, number);
-    }
-
-private:
-    Rank startRank() const { return {radixCode(vStart[iStart].first), vStart[iStart].second}; }
-
-    using Entry = std::pair<Rank, std::uint32_t>;
-    std::vector<std::pair<double, std::uint32_t>> vStart;
-    std::size_t iStart = 0;
-    std::priority_queue<Entry, std::vector<Entry>, std::greater<>> later;
-    std::uint64_t nextTurn;
-    Rank farthest{0, 0};  // all that was in the queue from the start and ranks lower has come out
-};
 
 }  // namespace
 

@@ -1,0 +1,75 @@
+#pragma once
+
+#include <algorithm>
+#include <array>
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+
+namespace TARN_KEL {
+
+inline RCD rcdOf(RCD rcd) {
+    return rcd;
+}
+template <typename T>
+RCD rcdOf(const std::pair<RCD, T>& cell) {
+    return cell.first;
+}
+
+/// Finds the cells around cell after cell in a sorted list of codes, or of pairs of a code and something.
+///
+/// A block of cells is (2 RADIUS + 1)^2 rows along z, each a run of consecutive codes. The cells are asked for in ascending
+/// order, so in each row the place in the list never goes back: it moves on in steps that double, and a walk over all cells
+/// is linear. The first cell costs a search for each row.
+template <typename Element, int RADIUS = 1>
+class NeighbourWalk {
+public:
+    static constexpr int WIDTH = 2 * RADIUS + 1;
+    static constexpr int CENTRE = WIDTH * WIDTH * WIDTH / 2;
+    /// The position of an offset in the block: ascending with the codes, z fastest.
+    static constexpr int positionOf(int dx, int dy, int dz) {
+        return ((dx + RADIUS) * WIDTH + dy + RADIUS) * WIDTH + dz + RADIUS;
+    }
+
+    /// The list is only referred to.
+    explicit NeighbourWalk(const std::vector<Element>& vSorted) : vCell(vSorted) {}
+
+    /// visit(position, place in the list) for each cell of the block that is in the list, ascending; the cell itself, too,
+    /// if it is there.
+    template <typename Visit>
+    void visitBlock(RCD rcd, const Visit& visit) {
+        for (int row = 0; row < WIDTH * WIDTH; ++row) {
+            // Signed, so that a row below the first code of all is just empty.
+            const long long first = static_cast<long long>(rcd) + offsetOf(row) - RADIUS;
+            std::size_t& place = places[static_cast<std::size_t>(row)];
+            advance(place, first);
+            for (std::size_t i = place; i < vCell.size() && codeAt(i) < first + WIDTH; ++i)
+                visit(row * WIDTH + static_cast<int>(codeAt(i) - first), i);
+        }
+    }
+
+private:
+    static constexpr long long offsetOf(int row) {
+        return (row / WIDTH - RADIUS) * static_cast<long long>(RCD_STEP_X) +
+               (row % WIDTH - RADIUS) * static_cast<long long>(RCD_STEP_Y);
+    }
+    long long codeAt(std::size_t i) const { return static_cast<long long>(rcdOf(vCell[i])); }
+
+    // To the first cell that isn't below the code.
+    void advance(std::size_t& place, long long code) const {
+        std::size_t step = 1;
+        while (place + step < vCell.size() && codeAt(place + step) < code)
+            place += std::exchange(step, 2 * step);
+        const auto itFrom = vCell.begin() + static_cast<std::ptrdiff_t>(place);
+        const auto itTo = vCell.begin() + static_cast<std::ptrdiff_t>(std::min(place + step, vCell.size()));
+        const auto isBefore = [](const Element& cell, long long c) { return static_cast<long long>(rcdOf(cell)) < c; };
+        place = static_cast<std::size_t>(std::lower_bound(itFrom, itTo, code, isBefore) - vCell.begin());
+    }
+
+    const std::vector<Element>& vCell;
+    std::array<std::size_t, static_cast<std::size_t>(WIDTH* WIDTH)> places{};
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,225 @@
+// From cells to sheets, from sheets to master components.
+//
+// Each sheet guesses for itself which of its sides is the upper one. Where the rims of two sheets face each other, the
+// surface goes on across the gap, so facets that look the same way near both rim cells should have like colours:
+//
+//         1 1 1 1 1       0 0 0 0         a vote against these two colourings: the sum over the six sides of
+//        [ ][ ][a]   gap  [b][ ][ ]       min(A0, B0) + min(A1, B1) - min(A0, B1) - min(A1, B0) is negative
+//         0 0 0 0 0       1 1 1 1
+//
+// Flipping a sheet negates its votes. The sheets are oriented greedily, the one with the clearest sum of votes first; from
+// there on its neighbours come next, as far as their votes are clear.
+#include "Filler.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+#include <iostream>
+#include <iterator>
+#include <map>
+#include <set>
+
+#include "CornerStore.h"
+#include "PartnerSearch.h"
+#include "freeFunctions.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr int MAX_PARTNER_DIST = 150;  // cells
+constexpr int FIRST_RADIUS = 10;       // cells; the search for a partner looks within 10, 15, 20 and so on
+constexpr int RADIUS_STEP = 5;
+constexpr double SMALL_SHEET_REACH = 5.0;  // cell edges
+constexpr double DETOUR = 3.0;             // cells by which a connection may be longer than the nearest one of its ends
+constexpr double FULL_WEIGHT = 100.0;      // of a vote over no distance
+constexpr double MIN_WEIGHT = 0.1;
+
+double getLength(const Filler::AffiPair& pr) {
+    return std::sqrt(static_cast<double>(PartnerSearch::getSqDist(*pr.first, *pr.second)));
+}
+
+/// The largest radius that is looked at for partners nearer than maxDist; 0 for none.
+int getLastRadius(int maxDist) {
+    if (maxDist <= FIRST_RADIUS) return 0;
+    return FIRST_RADIUS + (maxDist - FIRST_RADIUS - 1) / RADIUS_STEP * RADIUS_STEP;
+}
+
+/// The vote of a pair without its weight: positive when facets of one colour look the same way on both sides.
+int countAgreement(const AffiData& a, const AffiData& b) {
+    int a0[6], a1[6], b0[6], b1[6];
+    a.pComponent->getOrientationCount(a.rcd, a0, a1);
+    b.pComponent->getOrientationCount(b.rcd, b0, b1);
+    int sum = 0;
+    for (int idx = 0; idx < 6; ++idx)
+        sum += std::min(a0[idx], b0[idx]) + std::min(a1[idx], b1[idx]) - std::min(a0[idx], b1[idx]) -
+               std::min(a1[idx], b0[idx]);
+    return sum;
+}
+
+/// All sheets that votes connect with the first one, directly or by others, which is put into sVisited.
+std::vector<Component*> collectGroup(Component* pFirst, std::set<Component*>& sVisited) {
+    std::vector<Component*> vGroup, vRelated, vStack{pFirst};
+    sVisited.insert(pFirst);
+    while (!vStack.empty()) {
+        Component* pComp = vStack.back();
+        vStack.pop_back();
+        vGroup.push_back(pComp);
+        vRelated.clear();
+        pComp->getRelatedComponents(vRelated);
+        std::copy_if(vRelated.begin(), vRelated.end(), std::back_inserter(vStack),
+                     [&sVisited](Component* pRelated) { return sVisited.insert(pRelated).second; });
+    }
+    return vGroup;
+}
+
+}  // namespace
+
+Filler::Filler(int growSteps, VRCD& vBorderRCD, VRCD& vAreaRCD, const VRCDPoint& vRCDPoint, Calc* pGrid)
+    : numGrowSteps(growSteps),
+      vGlobalBorderRCD(vBorderRCD),
+      vGlobalAreaRCD(vAreaRCD),
+      vGlobalRCDPoint(vRCDPoint),
+      pCalc(pGrid),
+      pOctree(std::make_unique<TARN_OCTREE::Octree>()) {
+    oneInstanceMT(vGlobalAreaRCD);
+    oneInstanceMT(vGlobalBorderRCD);
+    if (vGlobalAreaRCD.size() + vGlobalBorderRCD.size() != vGlobalRCDPoint.size())
+        std::cout << "vGlobalAreaRCD.size()=" << vGlobalAreaRCD.size()
+                  << "\nvGlobalBorderRCD.size()=" << vGlobalBorderRCD.size()
+                  << "\nvGlobalRCDPoint.size()=" << vGlobalRCDPoint.size() << std::endl;
+    ASSEX(vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size());
+    componentPool.init(100, -1);
+    affiPool.init(100, -1);
+    connectionPool.init(100, -1);
+}
+
+Filler::~Filler() {
+    std::for_each(vMasterComponents.begin(), vMasterComponents.end(), std::destroy_at<Component>);
+    std::for_each(vComponents.begin(), vComponents.end(), std::destroy_at<Component>);
+}
+
+void Filler::run(VRCDPoint& vOut) {
+    std::vector<AffiPair> vPairs;
+    createComponents();                              // sheets with two coloured sides
+    determineAffiliation(MAX_PARTNER_DIST, vPairs);  // which rim cells face each other
+    orient(vPairs);                                  // like colours on the same side
+    createMasterComponents();
+    const auto isThere = [this](const std::pair<RCD, Point3>& cell) {
+        const auto it = std::lower_bound(vGlobalRCDPoint.begin(), vGlobalRCDPoint.end(), cell.first,
+                                         [](const auto& other, RCD rcd) { return other.first < rcd; });
+        return it != vGlobalRCDPoint.end() && it->first == cell.first;
+    };
+    for (Component* pMaster : vMasterComponents) {
+        VRCDPoint vProposed;
+        pMaster->run(vProposed);
+        pMaster->cornerStore.reset();  // the field has done its work, and is large
+        std::remove_copy_if(vProposed.begin(), vProposed.end(), std::back_inserter(vOut), isThere);
+    }
+    oneInstanceFirstComponent(vOut);
+}
+
+void Filler::createComponents() {
+    VRCD vAll;
+    std::merge(vGlobalAreaRCD.begin(), vGlobalAreaRCD.end(), vGlobalBorderRCD.begin(), vGlobalBorderRCD.end(),
+               std::back_inserter(vAll));
+    std::vector<VRCD> vCCs;
+    createCC_RCD(vAll, vCCs);
+    for (const VRCD& vCells : vCCs)
+        createSheet(vCells);
+    pOctree->finish();
+}
+
+void Filler::createSheet(const VRCD& vCells) {
+    VRCD vBorder;
+    std::copy_if(vCells.begin(), vCells.end(), std::back_inserter(vBorder),
+                 [this](RCD rcd) { return std::binary_search(vGlobalBorderRCD.begin(), vGlobalBorderRCD.end(), rcd); });
+    Component* pSheet = std::construct_at(componentPool.nextElement(), vCells, vBorder, vGlobalRCDPoint, pCalc);
+    vComponents.push_back(pSheet);
+    for (const RCD rcd : vBorder) {
+        AffiData* pAffi = std::construct_at(affiPool.nextElement(), rcd, pSheet);
+        vAffi.push_back(pAffi);
+        pOctree->addObject(pAffi, static_cast<double>(getX_RCD(rcd)), static_cast<double>(getY_RCD(rcd)),
+                           static_cast<double>(getZ_RCD(rcd)));
+    }
+}
+
+void Filler::determineAffiliation(int maxDist, std::vector<AffiPair>& vPairs) {
+    const int maxRadius = getLastRadius(maxDist);
+    if (maxRadius == 0 || vComponents.size() < 2) return;
+    const PartnerSearch search(*pOctree, SMALL_SHEET_REACH * pCalc->getSideLen());
+    std::vector<AffiPair> vNoted;
+    for (AffiData* pA : vAffi) {
+        AffiData* pB = search.find(*pA, maxRadius);
+        if (pB == nullptr) continue;
+        vNoted.push_back(std::minmax(pA, pB));
+        const auto dist = static_cast<float>(getLength(vNoted.back()));
+        pA->dist = std::min(pA->dist, dist);
+        pB->dist = std::min(pB->dist, dist);
+    }
+    for (const AffiPair& pr : vNoted) {
+        ASSEX(pr.first<pr.second);
+        const double excess = static_cast<double>(static_cast<float>(getLength(pr))) - DETOUR;
+        if (excess < pr.first->dist && excess < pr.second->dist) vPairs.push_back(pr);
+    }
+}
+
+void Filler::orient(std::vector<AffiPair>& vPairs) {
+    castVotes(vPairs);
+    orientSheets();
+}
+
+void Filler::castVotes(const std::vector<AffiPair>& vPairs) {
+    std::map<std::pair<Component*, Component*>, ConnectionStruct*> mConnection;
+    for (const AffiPair& pr : vPairs) {
+        const auto [pComponent0, pComponent1] = std::minmax(pr.first->pComponent, pr.second->pComponent);
+        ASSEX(pComponent0<pComponent1);
+        ConnectionStruct*& pConnection = mConnection[{pComponent0, pComponent1}];
+        if (pConnection == nullptr) {
+            pConnection = std::construct_at(connectionPool.nextElement(), pComponent0, pComponent1);
+            pComponent0->registerConnectionStruct(pConnection);
+            pComponent1->registerConnectionStruct(pConnection);
+        }
+        const double weight = std::max(FULL_WEIGHT - getLength(pr), MIN_WEIGHT);
+        pConnection->score += weight * static_cast<float>(countAgreement(*pr.first, *pr.second));
+    }
+}
+
+void Filler::orientSheets() {
+    std::multimap<double, Component*, std::greater<>> mmQueue;
+    for (Component* pComp : vComponents)
+        mmQueue.emplace(std::fabs(pComp->getScore()), pComp);
+    std::vector<Component*> vRelated;
+    while (!mmQueue.empty()) {
+        const auto [key, pComp] = *mmQueue.begin();
+        mmQueue.erase(mmQueue.begin());
+        if (pComp->isOriented()) continue;
+        const double score = pComp->getScore();
+        if (std::fabs(score) != key) {  // the votes have changed since
+            mmQueue.emplace(std::fabs(score), pComp);
+            continue;
+        }
+        if (!(score > 0.0)) pComp->flip();
+        pComp->setOriented();
+        vRelated.clear();
+        pComp->getRelatedComponents(vRelated);
+        for (Component* pRelated : vRelated)
+            if (!pRelated->isOriented()) mmQueue.emplace(pRelated->getScore(), pRelated);
+    }
+    for (const Component* pComp : vComponents)
+        ASSEX(pComp->isOriented());
+}
+
+void Filler::createMasterComponents() {
+    std::set<Component*> sVisited;
+    for (Component* pComp : vComponents) {
+        if (sVisited.count(pComp) != 0) continue;
+        const std::vector<Component*> vGroup = collectGroup(pComp, sVisited);
+        vMasterComponents.push_back(
+            std::construct_at(componentPool.nextElement(), vGroup, numGrowSteps, vGlobalRCDPoint, pCalc));
+    }
+}
+
+}  // namespace TARN_KEL

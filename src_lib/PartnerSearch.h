@@ -1,0 +1,77 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "Filler.h"
+#include "octree/Octree.h"
+
+namespace TARN_KEL {
+
+/// Finds for a rim cell the nearest rim cell of another sheet, in cells of the raster.
+///
+/// A tree of boxes over the rim cells in the order of the index. A node knows whether it holds more than one sheet, so what
+/// belongs to the asking sheet alone is passed over as a whole, however many rim cells it has around the asking one. Sheets
+/// of at most 4 cells are seen from a smaller distance only, and are told apart from the others.
+class PartnerSearch {
+public:
+    /// The index is finished, its objects are AffiData. smallReach: the distance below which a small sheet is seen. O(n).
+    PartnerSearch(const TARN_OCTREE::Octree& octree, double smallReach);
+
+    /// The partner of a, not farther than maxRadius; of equally near ones the last in the order of the index. Null when
+    /// there is none. O(log n) where sheets lie apart.
+    AffiData* find(const AffiData& a, int maxRadius) const;
+
+    /// The squared distance of two rim cells.
+    static std::int64_t getSqDist(const AffiData& a, const AffiData& b);
+
+private:
+    struct Cell {
+        std::int32_t x, y, z;
+    };
+    /// The sheets of a node: none, one, or several.
+    class Sheets {
+    public:
+        void add(const Component* pSheet) {
+            bSeveral = bSeveral || (pOne != nullptr && pSheet != nullptr && pOne != pSheet);
+            if (pOne == nullptr) pOne = pSheet;
+        }
+        void add(const Sheets& other) {
+            add(other.pOne);
+            bSeveral = bSeveral || other.bSeveral;
+        }
+        bool hasOtherThan(const Component* pSheet) const { return bSeveral || (pOne != nullptr && pOne != pSheet); }
+
+    private:
+        const Component* pOne = nullptr;
+        bool bSeveral = false;
+    };
+    struct Node {
+        Cell low, high;
+        Sheets large, small;
+    };
+    struct Best {
+        std::int64_t sqDist;
+        std::size_t item;
+    };
+
+    static Cell cellOf(const AffiData& affi);
+    static bool isSmall(const Component& sheet) { return sheet.getSize() <= MAX_SMALL; }
+    static std::int64_t getSqDist(const Node& node, const Cell& cell);
+    Node makeLeaf(std::size_t leaf) const;
+    static Node join(const Node& a, const Node& b);
+    bool mayHold(const Node& node, const AffiData& a, const Cell& cell, const Best& best) const;
+    void searchLeaf(std::size_t leaf, const AffiData& a, const Cell& cell, Best& best) const;
+
+    static constexpr std::size_t MAX_SMALL = 4;  // cells of a small sheet
+    static constexpr std::size_t LEAF_SIZE = 8;
+    static constexpr std::size_t NONE = SIZE_MAX;
+
+    double smallReach;
+    std::vector<AffiData*> vItem;           // in the order of the index
+    std::vector<Cell> vCell;                // of the items
+    std::vector<std::vector<Node>> vLevel;  // the leaves first; two nodes of a level are joined in one of the next
+};
+
+}  // namespace TARN_KEL

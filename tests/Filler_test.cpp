@@ -1,0 +1,312 @@
+// From cells to oriented sheets: who faces whom across gaps, votes, flips, groups.
+#include "Filler.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <map>
+#include <memory>
+#include <random>
+#include <set>
+#include <string>
+
+#include "PartnerSearch.h"
+#include "RemoveDecider_RCD.h"
+#include "support/capture.h"
+#include "support/packedCells.h"
+
+namespace {
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+using AffiPair = Filler::AffiPair;
+
+/// A Filler on a set of cells, with all that it refers to.
+struct FillerCase {
+    explicit FillerCase(VRCD vCells, int growSteps = 3, double sideLen = 1.0)
+        : calc(0.0, 0.0, 0.0, 4096.0 * sideLen, 4096.0 * sideLen, 4096.0 * sideLen, 12) {
+        std::sort(vCells.begin(), vCells.end());
+        for (const RCD rcd : vCells)
+            vRCDPoint.emplace_back(rcd, calc.getMidPoint_RCD(rcd));
+        RemoveDecider_RCD(vCells, &calc).detectAreaAndBorder(vArea, vBorder);
+        const CoutSilence silence;
+        pFiller = std::make_unique<Filler>(growSteps, vBorder, vArea, vRCDPoint, &calc);
+        pFiller->createComponents();
+    }
+    std::vector<AffiPair> pairs(int maxDist = 150) {
+        std::vector<AffiPair> vPairs;
+        pFiller->determineAffiliation(maxDist, vPairs);
+        return vPairs;
+    }
+    void orient() {
+        std::vector<AffiPair> vPairs = pairs();
+        pFiller->orient(vPairs);
+    }
+
+    Calc calc;
+    VRCD vArea, vBorder;
+    Component::VRCDPoint vRCDPoint;
+    std::unique_ptr<Filler> pFiller;
+};
+
+VRCD joined(std::initializer_list<VRCD> lists) {
+    VRCD vAll;
+    for (const VRCD& v : lists)
+        vAll.insert(vAll.end(), v.begin(), v.end());
+    std::sort(vAll.begin(), vAll.end());
+    return vAll;
+}
+/// A flat sheet of so many cells a side with its low corner there.
+VRCD plate(int num, int x, int y, int z) {
+    VRCD vRCD;
+    for (int i = 0; i < num; ++i)
+        for (int j = 0; j < num; ++j)
+            vRCD.push_back(packedAt(x + i, y + j, z));
+    return vRCD;
+}
+/// A shell cut across x, y and z where asked for, by slots of so many cells.
+VRCD cutShell(int radius, int slot, std::array<bool, 3> across) {
+    VRCD vRCD;
+    for (const RCD rcd : toPacked(sphereShell(radius))) {
+        const auto isInSlot = [&](auto coordinate) {
+            const int c = static_cast<int>(coordinate(rcd)) - 1000 - radius;
+            return c >= -slot / 2 && c < slot - slot / 2;
+        };
+        if (!(across[0] && isInSlot(getX_RCD)) && !(across[1] && isInSlot(getY_RCD)) && !(across[2] && isInSlot(getZ_RCD)))
+            vRCD.push_back(rcd);
+    }
+    return vRCD;
+}
+/// Single cells, rows, and plates strewn over a cube.
+VRCD strewn(int range, int numPieces, unsigned seed) {
+    std::mt19937 random(seed);
+    std::set<RCD> sRCD;
+    for (int piece = 0; piece < numPieces; ++piece) {
+        int at[3];
+        for (int& c : at)
+            c = 1000 + static_cast<int>(random() % static_cast<unsigned>(range));
+        const int size = 1 + static_cast<int>(random() % 4), axis = static_cast<int>(random() % 3);
+        const bool bRow = random() % 2 == 0;
+        for (int i = 0; i < size * size; ++i) {
+            const int u = bRow ? i : i / size, v = bRow ? 0 : i % size;
+            sRCD.insert(packedAt(at[0] + (axis == 0 ? 0 : u),
+                                 at[1] + (axis == 1   ? 0
+                                          : axis == 0 ? u
+                                                      : v),
+                                 at[2] + (axis == 2 ? 0 : v)));
+        }
+    }
+    return {sRCD.begin(), sRCD.end()};
+}
+
+/// The search in growing spheres.
+std::vector<AffiPair> plainAffiliation(Filler& filler, int maxDist) {
+    std::vector<AffiPair> vNoted, vPairs;
+    std::map<AffiData*, float> mDist;
+    const auto sqDistOf = [](const AffiData* pA, const AffiData* pB) {
+        std::int64_t sum = 0;
+        for (const auto& coordinate : {getX_RCD, getY_RCD, getZ_RCD}) {
+            const auto d = static_cast<std::int64_t>(coordinate(pA->rcd)) - static_cast<std::int64_t>(coordinate(pB->rcd));
+            sum += d * d;
+        }
+        return sum;
+    };
+    for (AffiData* pA : filler.vAffi) {
+        mDist.emplace(pA, FLT_MAX);
+        if (maxDist < 11) continue;
+        AffiData* pPartner = nullptr;
+        std::int64_t best = 2147483647;
+        for (int r = 10; pPartner == nullptr && (r == 10 || r < maxDist); r += 5) {
+            std::vector<TARN_OCTREE::OctItem*> vItems;
+            filler.pOctree->getApproxSphereIntersectors(static_cast<double>(getX_RCD(pA->rcd)),
+                                                        static_cast<double>(getY_RCD(pA->rcd)),
+                                                        static_cast<double>(getZ_RCD(pA->rcd)), r, vItems);
+            for (const auto* pItem : vItems) {
+                auto* pB = static_cast<AffiData*>(pItem->pObject);
+                const std::int64_t sqDist = sqDistOf(pA, pB);
+                const double d = std::sqrt(static_cast<double>(sqDist));
+                if (pB->pComponent == pA->pComponent || sqDist > best || d > r) continue;
+                if (pB->pComponent->getSize() <= 4 && d >= 5.0 * filler.pCalc->getSideLen()) continue;
+                pPartner = pB;
+                best = sqDist;
+            }
+        }
+        if (pPartner != nullptr) vNoted.emplace_back(std::min(pA, pPartner), std::max(pA, pPartner));
+    }
+    const auto lengthOf = [&](const AffiPair& pr) {
+        return static_cast<float>(std::sqrt(static_cast<double>(sqDistOf(pr.first, pr.second))));
+    };
+    for (const AffiPair& pr : vNoted)
+        for (AffiData* pEnd : {pr.first, pr.second})
+            mDist[pEnd] = std::min(mDist[pEnd], lengthOf(pr));
+    for (const AffiPair& pr : vNoted)
+        if (lengthOf(pr) - 3.0 < mDist[pr.first] && lengthOf(pr) - 3.0 < mDist[pr.second]) vPairs.push_back(pr);
+    return vPairs;
+}
+
+TEST(Filler, theListsMustMatchThePoints) {
+    const Calc grid = unitGrid();
+    VRCD vArea = plate(2, 500, 500, 500), vBorder = plate(1, 500, 500, 500);  // a cell in both
+    const Component::VRCDPoint vRCDPoint(4);
+    const std::string report = reportOf([&] { Filler(1, vBorder, vArea, vRCDPoint, const_cast<Calc*>(&grid)); });
+    for (const char* text : {"vGlobalAreaRCD.size()=4", "vGlobalBorderRCD.size()=1", "vGlobalRCDPoint.size()=4",
+                             "vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size() failed"})
+        EXPECT_EQ(countIn(report, text), 1) << text;
+}
+
+TEST(Filler, partnersAreThoseOfTheSearchInGrowingSpheres) {
+    std::size_t numPairs = 0;
+    for (unsigned seed = 1; seed <= 10; ++seed)
+        for (const double sideLen : {0.3, 1.0, 7.0, 1000.0}) {
+            FillerCase c(strewn(20 + 15 * static_cast<int>(seed * seed), 12 * static_cast<int>(seed), seed), 3, sideLen);
+            for (const int maxDist : {10, 11, 16, 40, 150}) {
+                for (AffiData* pAffi : c.pFiller->vAffi)
+                    pAffi->dist = FLT_MAX;
+                const std::vector<AffiPair> vPairs = c.pairs(maxDist);
+                ASSERT_EQ(vPairs, plainAffiliation(*c.pFiller, maxDist)) << seed << " " << sideLen << " " << maxDist;
+                numPairs += vPairs.size();
+                for (const AffiPair& pr : vPairs)
+                    ASSERT_NE(pr.first->pComponent, pr.second->pComponent);
+            }
+        }
+    EXPECT_GT(numPairs, 5000U);
+}
+
+TEST(Filler, partnersReachOneHundredAndFortyFiveCells) {
+    for (const auto& [distance, numMasters] : {std::pair(145, 1U), std::pair(146, 2U)}) {
+        FillerCase c(joined({plate(6, 500, 500, 500), plate(6, 505 + distance, 500, 500)}));
+        c.orient();
+        c.pFiller->createMasterComponents();
+        EXPECT_EQ(c.pFiller->vMasterComponents.size(), numMasters) << distance;
+    }
+}
+
+TEST(Filler, aConnectionIsLessThanThreeCellsLongerThanTheNearest) {
+    for (const auto& [nearest, numConnections] : {std::pair(5, 0), std::pair(6, 2)}) {
+        const auto rowAt = [](int x) {
+            VRCD vRow;
+            for (int j = 0; j < 6; ++j)
+                vRow.push_back(packedAt(x, 500 + j, 500));
+            return vRow;
+        };
+        FillerCase c(joined({rowAt(500), rowAt(508), rowAt(508 + nearest)}));
+        const std::vector<AffiPair> vPairs = c.pairs();
+        const Component* pFar = c.pFiller->vComponents[0];
+        // Each cell of the far row chooses one of the middle row; those have nearer ones on their other side.
+        const auto numFar =
+            std::count_if(vPairs.begin(), vPairs.end(), [pFar](const AffiPair& pr) { return pr.first->pComponent == pFar; });
+        EXPECT_EQ(numFar, 3 * numConnections);
+        EXPECT_EQ(vPairs.size() - static_cast<std::size_t>(numFar), 12U);  // mutual ones twice
+    }
+}
+
+TEST(Filler, aLoneSheetIsFlippedOnceAndStandsForItself) {
+    FillerCase c(plate(9, 500, 500, 500));
+    c.orient();
+    ASSERT_EQ(c.pFiller->vComponents.size(), 1U);
+    const Component& sheet = *c.pFiller->vComponents.front();
+    EXPECT_TRUE(sheet.isOriented());
+    EXPECT_EQ(sheet.getScore(), 0.0);
+    EXPECT_EQ(c.pFiller->vAffi.front()->dist, FLT_MAX);
+    for (const Facet& facet : sheet.vVisibleFacets) {
+        const int expected = facet.idx == 4 ? 1 : 0;
+        EXPECT_TRUE(facet.state == FACET_STATE_BORDER || facet.color == expected);
+    }
+    c.pFiller->createMasterComponents();
+    ASSERT_EQ(c.pFiller->vMasterComponents.size(), 1U);
+    const Component& master = *c.pFiller->vMasterComponents.front();
+    EXPECT_EQ(master.vCells, sheet.vCells);
+    EXPECT_EQ(master.vBorder, sheet.vBorder);
+    EXPECT_EQ(master.vArea, sheet.vArea);
+    EXPECT_EQ(master.vVisibleFacets, sheet.vVisibleFacets);
+    EXPECT_EQ(master.numGrowSteps, 3);
+    EXPECT_EQ(sheet.numGrowSteps, 0);
+}
+
+/// Each vote by hand: two plates side by side in one plane.
+TEST(Filler, votesAreWeighedByLengthAndAddUp) {
+    for (const int gap : {4, 10, 120}) {
+        FillerCase c(joined({plate(7, 500, 500, 500), plate(7, 506 + gap, 500, 500)}));
+        std::vector<AffiPair> vPairs = c.pairs();
+        ASSERT_FALSE(vPairs.empty());
+        double expected = 0.0;
+        for (const AffiPair& pr : vPairs) {
+            std::array<std::array<int, 6>, 4> n;
+            pr.first->pComponent->getOrientationCount(pr.first->rcd, n[0].data(), n[1].data());
+            pr.second->pComponent->getOrientationCount(pr.second->rcd, n[2].data(), n[3].data());
+            int sum = 0;
+            for (std::size_t i = 0; i < 6; ++i)
+                sum += std::min(n[0][i], n[2][i]) + std::min(n[1][i], n[3][i]) - std::min(n[0][i], n[3][i]) -
+                       std::min(n[1][i], n[2][i]);
+            const double length = std::sqrt(static_cast<double>(PartnerSearch::getSqDist(*pr.first, *pr.second)));
+            expected += (length > 99.9 ? 0.1 : 100.0 - length) * sum;
+        }
+        c.pFiller->orient(vPairs);
+        ASSERT_EQ(c.pFiller->vComponents[0]->vConnectionStructs.size(), 1U);
+        EXPECT_GT(expected, 0.0);
+        EXPECT_NEAR(c.pFiller->vComponents[0]->getScore(), expected, 1e-9 * expected) << gap;
+    }
+}
+
+/// Two halves, whichever of them is flipped before, and four slices. An upper and a lower half take different sides for the
+/// upper one at first.
+TEST(Filler, piecesOfOneSurfaceGetLikeSides) {
+    const std::array<bool, 3> acrossX{true, false, false}, acrossZ{false, false, true}, acrossXY{true, true, false};
+    for (const int slot : {2, 5, 8})
+        for (const auto& [across, flips] : {std::pair(acrossX, 0), std::pair(acrossX, 1), std::pair(acrossX, 2),
+                                            std::pair(acrossX, 3), std::pair(acrossZ, 0), std::pair(acrossXY, 0)}) {
+            FillerCase c(cutShell(14, slot, across));
+            auto& vComponents = c.pFiller->vComponents;
+            ASSERT_EQ(vComponents.size(), across == acrossXY ? 4U : 2U);
+            for (std::size_t i = 0; i < vComponents.size(); ++i)
+                if ((flips >> i & 1) != 0) vComponents[i]->flip();
+            c.orient();
+            int aCount[2] = {0, 0};  // facets that look outward, by color
+            for (const Component* pSheet : vComponents) {
+                EXPECT_GT(pSheet->getScore(), 0.0);
+                for (const Facet& facet : pSheet->vVisibleFacets) {
+                    const Vector3 radial = c.calc.getMidPoint_RCD(facet.rcd) - Point3(1014.5, 1014.5, 1014.5);
+                    if (facet.color != -1 && radial * Facet::axes[facet.idx] > 7.0) ++aCount[facet.color];
+                }
+            }
+            EXPECT_EQ(std::min(aCount[0], aCount[1]), 0) << slot << " " << flips;
+            EXPECT_GT(std::max(aCount[0], aCount[1]), 400);
+            c.pFiller->createMasterComponents();
+            ASSERT_EQ(c.pFiller->vMasterComponents.size(), 1U);
+            EXPECT_EQ(c.pFiller->vMasterComponents.front()->getSize(), c.vRCDPoint.size());
+        }
+}
+
+/// Ends, proposes free cells inside the grid only, each once.
+TEST(Filler, anyInputEnds) {
+    const auto isBefore = [](const auto& a, const auto& b) { return a.first < b.first; };
+    VRCD vLone;
+    for (int i = 0; i < 3000; ++i)
+        vLone.push_back(packedAt(1000 + 3 * (i % 15), 1000 + 3 * (i / 15 % 15), 1000 + 3 * (i / 225)));
+    const std::vector<VRCD> vInput = {{},
+                                      vLone,
+                                      plate(2, 500, 500, 500),
+                                      packedWhere(8, [](int, int, int) { return true; }),
+                                      strewn(60, 200, 1),
+                                      randomPacked(12, 0.3, 2),
+                                      randomPacked(12, 0.7, 3),
+                                      cutShell(10, 3, {true, true, false})};
+    for (const VRCD& vCells : vInput) {
+        FillerCase c(vCells, 4);
+        Filler filler(4, c.vBorder, c.vArea, c.vRCDPoint, &c.calc);
+        Component::VRCDPoint vOut;
+        outputOf([&] { filler.run(vOut); });
+        EXPECT_TRUE(std::is_sorted(vOut.begin(), vOut.end(), isBefore));
+        EXPECT_EQ(
+            std::adjacent_find(vOut.begin(), vOut.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+            vOut.end());
+        for (const auto& cell : vOut) {
+            EXPECT_FALSE(std::binary_search(c.vRCDPoint.begin(), c.vRCDPoint.end(), cell, isBefore));
+            EXPECT_EQ(c.calc.getRCD(&cell.second), cell.first);
+        }
+    }
+}
+
+}  // namespace

@@ -209,8 +209,8 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// of the caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went
 /// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
-/// Flips edges where that makes the surface smoother, the largest gain first: those that gained at the start, each while it
-/// still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
+/// Flips edges where that doesn't raise the sum below, which makes the surface smoother, the largest gain first: those that
+/// qualified at the start, flat quads included, each while it still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
 /// the two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds.
 /// Vertices don't move and their number stays, but for degenerate triangles and for vertices at one place opposite an edge.
 /// The result doesn't depend on the number of processors. O(n log n).
@@ -226,6 +226,9 @@ void laplacianSmoothing(MeshPtr pMesh, int numIterations);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);
+/// The same into a file of that name, whatever its extension. False after a warning when it can't be written. An addition to
+/// the functions of a reconstruction.
+bool findHoles(MeshPtr pMesh, const std::string& filename);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
 
@@ -244,7 +247,7 @@ bool isRelease();
 // The format follows from the extension: .xyz .txt .asc (ASCII points), .bin (binary points), .ply, .stl, .list
 // (Geomview, written only). Readers append to the vector. A failure prints a line and returns false; but for PLY, what was
 // read before it stays in the vector. Writers write a temporary neighbour first and rename it, so that a failure leaves an
-// older file as it was; but a Geomview list is written in place.
+// older file as it was.
 
 /// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
 int getFileType(const std::string& filename);

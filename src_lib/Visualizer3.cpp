@@ -12,7 +12,9 @@
 #include <array>
 #include <iostream>
 #include <locale>
+#include <utility>
 
+#include "AtomicFile.h"
 #include "CEdge.h"
 #include "CMesh.h"
 #include "CTriangle.h"
@@ -166,29 +168,36 @@ Visualizer3::Visualizer3(const std::string& filename, const Calc* pGrid, bool bA
     std::cout << (bAuthorized ? "Writing " : "Unauthorized write of ") << filename << std::endl;
     ASSEX(bAuthorized);
     if (!openFile(filename)) return;
-    bValid = true;
     imbue(std::locale::classic());  // another one may put marks into the counts
     precision(DIGITS);
     *this << "LIST\n{\n";
 }
 
 Visualizer3::~Visualizer3() {
+    if (std::uncaught_exceptions() > numExceptionsBefore) pFile.reset();
     closeFile();
 }
 
+// The stream's own file stays closed: its bytes go to the sink of the AtomicFile instead.
 bool Visualizer3::openFile(const std::string& filename) {
-    open(filename);
-    if (good()) return true;
-    warning("Visualizer3::openFile()", filename + " not writeable");
-    return false;
+    auto pNewFile = std::make_unique<AtomicFile>(filename);
+    if (!pNewFile->isOpen()) {
+        setstate(badbit);
+        warning("Visualizer3::openFile()", filename + " not writeable");
+        return false;
+    }
+    pFile = std::move(pNewFile);
+    std::ios::rdbuf(pFile->stream().rdbuf());
+    return true;
 }
 
 bool Visualizer3::closeFile() {
-    if (!is_open()) return false;
+    if (!isValid()) return false;
     *this << "}\n";
-    close();
-    bValid = false;
-    return good();
+    const bool bDone = good() && pFile->commit();
+    std::ios::rdbuf(nullptr);  // what is written from now on goes nowhere
+    pFile.reset();
+    return bDone;
 }
 
 // ---- Surfaces -----------------------------------------------------------------------------------------------------------

@@ -3,9 +3,11 @@
 
 #include <atomic>
 #include <cstddef>
+#include <exception>
 #include <fstream>
 #include <functional>
 #include <map>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -15,6 +17,7 @@
 
 namespace TARN_KEL {
 
+class AtomicFile;
 class CEdge;
 class CMesh;
 class CTriangle;
@@ -52,8 +55,8 @@ inline constexpr const char* CWHEAT = "0.96 0.87 0.7 0.5";
 
 /// A file of the Geomview viewer in its OOGL format: a list of coloured objects, each written by one operation.
 ///
-/// The file is complete once it is closed. It is written in place, not through a temporary neighbour, so a failure leaves a
-/// part of it. On an object that isn't valid every operation writes nothing.
+/// The file is there once it is closed, as a whole or not at all: the stream ends in an AtomicFile. An older one stays when
+/// something fails, and when an exception ends the drawing. On an object that isn't valid every operation writes nothing.
 ///
 /// A drawing that the user asks for is authorised. All others, the show operations of the classes, are for debugging and go
 /// by bDebugAuthorized; without it they end in the failed assertion of the constructor. A drawing that an operation
@@ -66,17 +69,17 @@ public:
     /// and it is an assertion; no file is touched. pCalc: the grid for cells, may be null; stays the caller's and must
     /// outlive this object.
     Visualizer3(const std::string& filename, const Calc* pCalc, bool bAuthorized);
-    /// Closes the file.
+    /// Closes the file; drops it when an exception is on its way.
     ~Visualizer3() override;
     Visualizer3(const Visualizer3&) = delete;
     Visualizer3& operator=(const Visualizer3&) = delete;
 
     /// False after a warning when the file can't be written. For the constructor.
     bool openFile(const std::string& filename);
-    /// Ends the list. True when all of the file was written; false also when none is open.
+    /// Ends the list and puts the file in its place. True when all of it was written; false also when none is open.
     bool closeFile();
     /// The file is open and the list has begun.
-    bool isValid() const { return bValid && is_open(); }
+    bool isValid() const { return pFile != nullptr; }
 
     /// Whether startList() has back faces lit like front faces. True at the start.
     void setBackfaces(bool bBackfaces_) { bBackfaces = bBackfaces_; }
@@ -150,8 +153,9 @@ private:
     void writeFaces(const std::vector<Point3>& vCorners, std::size_t faceSize, const std::string& color);
 
     bool bBackfaces = true;
-    bool bValid = false;
-    const CMesh* pCMesh = nullptr;  // not owned
+    std::unique_ptr<AtomicFile> pFile;                           // while it is open; the buffer of the stream is its own
+    const int numExceptionsBefore = std::uncaught_exceptions();  // at the start of the drawing
+    const CMesh* pCMesh = nullptr;                               // not owned
 };
 
 template <typename Edge>

@@ -1,5 +1,6 @@
 // Post-processing of a finished mesh.
 #include <cmath>
+#include <utility>
 
 #include "Progress.h"
 #include "RMesh.h"
@@ -51,10 +52,14 @@ void laplacianSmoothing(MeshPtr pMesh, int numIterations) {
 }
 
 void findHoles(MeshPtr pMesh) {
+    findHoles(std::move(pMesh), "holes.list");
+}
+
+bool findHoles(MeshPtr pMesh, const std::string& filename) {
     ASSEX(pMesh!=NULL);
     const RMesh* pRMesh = pMesh->getRMesh();
     ASSEX(pRMesh!=NULL);
-    writeDrawing("holes.list", nullptr, true, [&](Visualizer3& visualizer) {
+    return writeDrawing(filename, nullptr, true, [&](Visualizer3& visualizer) {
         pRMesh->show(&visualizer, CWHITE, false, false);
         std::vector<REdge*> vBorder;
         pRMesh->getDegN(1, vBorder);

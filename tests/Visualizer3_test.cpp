@@ -11,6 +11,7 @@
 #include <random>
 #include <set>
 #include <sstream>
+#include <stdexcept>
 #include <string>
 #include <vector>
 
@@ -236,11 +237,39 @@ TEST(Visualizer3, failuresAreToldAndNothingThrows) {
     const std::string text = outputOf([&] {
         EXPECT_FALSE(mesh.writeGeomview_ASCII(full));
         EXPECT_FALSE(writeList(mesh.getRMesh(), full, true));
+        EXPECT_FALSE(findHoles(std::shared_ptr<Mesh>(&mesh, [](Mesh*) {}), full));
         EXPECT_FALSE(writePoints_auto(full, vPoints, true)) << "what fails when the file is closed";
     });
-    EXPECT_EQ(countIn(text, "Failed to write " + full), 3) << text;
+    EXPECT_EQ(countIn(text, "Failed to write " + full), 4) << text;
     EXPECT_EQ(countIn(reportOf([] { Mesh(nullptr).writeGeomview_ASCII("a.list"); }), conditionFailed("pRMesh!=__null")), 1);
     EXPECT_EQ(countIn(reportOf([] { findHoles(nullptr); }), conditionFailed("pMesh!=__null")), 1);
+}
+
+TEST(Visualizer3, replacesAnOlderFileByAWholeListOnly) {
+    const CoutSilence silence;
+    const TempFolder folder;
+    const std::string name = folder.write("a.list", "older");
+    const auto drawMuch = [](Visualizer3& v) {
+        for (int i = 0; i < 100000; ++i)
+            v.writePoint(Point3(i, 0, 0), 3, CRED);
+    };
+    const auto failing = [&](Visualizer3& v) {
+        drawMuch(v);
+        throw std::runtime_error("on the way");
+    };
+    EXPECT_THROW(writeDrawing(name, nullptr, true, failing), std::runtime_error);
+    const auto breaking = [&](Visualizer3& v) {
+        drawMuch(v);
+        v.setstate(std::ios::failbit);
+    };
+    EXPECT_FALSE(writeDrawing(name, nullptr, true, breaking));
+    {
+        Visualizer3 visualizer(name, nullptr, true);
+        drawMuch(visualizer);
+        EXPECT_EQ(folder.read("a.list"), "older");
+    }
+    EXPECT_EQ(readList(folder.read("a.list")).size(), 100000U) << "the destructor closes the list";
+    EXPECT_EQ(folder.numFiles(), 1U) << "no neighbour is left";
 }
 
 // ---- Meshes
@@ -314,6 +343,8 @@ TEST(Geomview, FindHolesDrawsTheBorder) {
     const auto vDrawn = here.shown("holes.list", [&] { findHoles(pMesh); });
     EXPECT_EQ(numParts(vDrawn, "OFF", CWHITE), 3U);
     EXPECT_EQ(numParts(vDrawn, "VECT", CRED), 6U) << "as an edge of degree 1, and as a border";
+    here.shown("b.list", [&] { EXPECT_TRUE(findHoles(pMesh, "b.list")); });
+    EXPECT_EQ(here.folder.read("b.list"), here.folder.read("holes.list"));
     std::vector<Point3> vPoints{{1, 2, 3}, {4, 5, 6}};
     std::string name = "p.list";
     const auto vDots = here.shown(name, [&] { EXPECT_TRUE(writePoints_auto(name, vPoints, true)); });

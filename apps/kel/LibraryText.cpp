@@ -49,10 +49,6 @@ void LibraryText::release() {
     text.clear();
 }
 
-void LibraryText::forget() {
-    text.clear();
-}
-
 std::string LibraryText::lastWords() const {
     std::istringstream lines(withoutColours(text));
     std::string words;

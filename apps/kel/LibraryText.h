@@ -24,8 +24,6 @@ public:
 
     /// Passes on what was held back.
     void release();
-    /// Drops what was held back.
-    void forget();
     /// The line that tells best why a call failed: the condition of a failed assertion, else the last plain line, else the
     /// last message. One line without colours; may be empty.
     std::string lastWords() const;

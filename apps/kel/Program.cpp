@@ -12,9 +12,9 @@
 #include <iostream>
 #include <optional>
 
+#include "../../src_lib/AtomicFile.h"
 #include "FileKinds.h"
 #include "LibraryText.h"
-#include "OutputFile.h"
 #include "ProgressBar.h"
 
 using namespace TARN_KEL;
@@ -164,7 +164,8 @@ void Program::step(const std::string& name, const std::function<void()>& work) {
     }
 }
 
-void Program::fileStep(const std::string& name, const std::string& failure, const std::function<bool(LibraryText&)>& work) {
+void Program::fileStep(const std::string& name, const std::string& failure,
+                       const std::function<bool(const LibraryText&)>& work) {
     LibraryText text(LibraryText::Mode::HELD, bQuiet);
     bool bDone = false;
     try {
@@ -204,18 +205,8 @@ MeshPtr Program::readMesh(const std::string& filename) {
     return pMesh;
 }
 
-void Program::drawStep(const std::string& filename, const std::function<bool()>& draw) {
-    fileStep("write", "Can't write " + filename, [&](LibraryText& text) {
-        if (!writeDrawing(filename, draw)) return false;
-        text.forget();  // it speaks of the temporary file
-        return true;
-    });
-}
-
 void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii) {
     constexpr int EXACT_DIGITS = 17;
-    std::string drawing = DRAWING;
-    if (isListFile(filename)) return drawStep(filename, [&] { return writePoints_auto(drawing, vPoints, bAscii); });
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         return isPointsText(filename) ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
                                       : writePoints_auto(filename, vPoints, bAscii);
@@ -223,24 +214,17 @@ void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bo
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
-    const auto write = [&](const LibraryText& text) {
+    fileStep("write", "Can't write " + filename, [&](const LibraryText& text) {
         if (!isObjFile(filename)) return writeMesh_auto(filename, pMesh, bAscii);
         toObj(pMesh, filename);
         return text.lastWords().rfind("Can't", 0) != 0;  // its last words are all that it reports
-    };
-    if (isListFile(filename))
-        drawStep(filename, [&] { return writeMesh_auto(DRAWING, pMesh, bAscii); });
-    else
-        fileStep("write", "Can't write " + filename, write);
+    });
     json["output"] = {{"file", filename}};
     if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, *pMesh)));
 }
 
 void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
-    drawStep(filename, [&] {
-        findHoles(pMesh);
-        return true;
-    });
+    fileStep("write", "Can't write " + filename, [&](const LibraryText&) { return findHoles(pMesh, filename); });
     json["output"] = {{"file", filename}};
     if (!isWatched()) return;
     const MeshFigures figures = measureFile(filename, false, *pMesh);
@@ -289,5 +273,7 @@ void Program::writeReport() {
     if (jsonFile.empty()) return;
     // A file name may hold any bytes, a report only UTF-8.
     const std::string text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
-    if (!writeText(jsonFile, text + "\n")) throw Failure("Can't write " + jsonFile);
+    AtomicFile file(jsonFile);
+    file.write(text + "\n");
+    if (!file.commit()) throw Failure("Can't write " + jsonFile);
 }

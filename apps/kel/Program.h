@@ -75,9 +75,7 @@ public:
 private:
     /// A step that says by its result whether it succeeded; it fails with that text and the library's own last words, which
     /// make one line together.
-    void fileStep(const std::string& name, const std::string& failure, const std::function<bool(LibraryText&)>& work);
-    /// The file step of a drawing, as writeDrawing() takes it.
-    void drawStep(const std::string& filename, const std::function<bool()>& draw);
+    void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
     void requireOutput(const std::string& filename, const std::string& input) const;
     /// True when somebody asks for figures.
     bool isWatched() const;

@@ -1,4 +1,4 @@
-// kel: the library's functions at the command line. It uses the public header only.
+// kel: the library's functions at the command line. It uses the public header only, but for AtomicFile under its report.
 #include <algorithm>
 #include <iostream>
 #include <new>

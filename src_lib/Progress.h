@@ -15,6 +15,10 @@
 // thread may ask for the fraction. There is one lock a tree, the root's. A report climbs from a step to the root and the
 // fraction is gathered from the root down to the steps, so a lock in each node would be taken in both orders. It is
 // recursive, because the report holds it while it asks for the fraction.
+//
+// A run may have as many steps as a caller asks for rounds, and each of them reports. So a node keeps the sum over its
+// children at hand: a fraction that changed is carried from its step up to the root, and only the few steps that are being
+// counted are looked at when somebody asks.
 #pragma once
 
 #include <algorithm>
@@ -27,6 +31,8 @@
 #include <mutex>
 #include <span>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ThreadSingleton.h"
 #include "kel.h"
@@ -34,12 +40,63 @@
 
 namespace TARN_KEL {
 
+/// The shares of steps in what they belong to, and their sum, which is cheap to ask for while single ones change.
+///
+/// Halves are added pairwise. So the sum hangs on the shares alone and not on what they were before, it doesn't fall when
+/// one grows, and that of what is done is that of the weights, to the bit, when all is done.
+class ShareSums {
+public:
+    struct Share {
+        double weight = 0.0;
+        double done = 0.0;  ///< the part of the weight that is done
+        Share operator+(const Share& other) const { return {weight + other.weight, done + other.done}; }
+    };
+
+    std::size_t size() const { return numShares; }
+    /// At position size(). O(log n) on average.
+    void append(const Share& share) {
+        if (numShares == capacity()) grow();
+        set(numShares++, share);
+    }
+    /// O(log n).
+    void set(std::size_t position, const Share& share) {
+        std::size_t i = capacity() + position;
+        vNode[i] = share;
+        while (i > 1) {
+            i /= 2;
+            vNode[i] = vNode[2 * i] + vNode[2 * i + 1];
+        }
+    }
+    Share sum() const { return vNode.empty() ? Share() : vNode[1]; }
+    void clear() {
+        vNode.clear();
+        numShares = 0;
+    }
+
+private:
+    std::size_t capacity() const { return vNode.size() / 2; }
+    void grow() {
+        const std::vector<Share> vFormer =
+            std::exchange(vNode, std::vector<Share>(std::max<std::size_t>(4 * capacity(), 2)));
+        std::copy(vFormer.begin() + static_cast<std::ptrdiff_t>(vFormer.size() / 2), vFormer.end(),
+                  vNode.begin() + static_cast<std::ptrdiff_t>(capacity()));
+        for (std::size_t i = capacity() - 1; i > 0; --i)
+            vNode[i] = vNode[2 * i] + vNode[2 * i + 1];
+    }
+
+    std::vector<Share> vNode;  // a binary tree: the children of i are 2 * i and 2 * i + 1, the shares are the second half
+    std::size_t numShares = 0;
+};
+
 /// A step of a run, or the run itself at the root of the tree.
 class Progress {
 public:
     /// A root without a run: it is named "empty".
     Progress() = default;
-    ~Progress() { removeKids(); }
+    ~Progress() {
+        removeKids();
+        if (bCounting) std::erase(pRoot->vCounting, this);
+    }
     Progress(const Progress&) = delete;
     Progress& operator=(const Progress&) = delete;
 
@@ -63,8 +120,10 @@ public:
         const Lock lock(treeMutex());
         if (mNameKids.contains(childName)) return;
         std::unique_ptr<Progress> pKid(new Progress(this, childName, childWeight));
+        shares.append(pKid->share());
         mNameKids.emplace(childName, pKid.get());
         pKid.release();
+        carryUp();
     }
     /// Back to the state of a fresh root, except for the listener. Pointers to its children die.
     void reset() {
@@ -76,6 +135,7 @@ public:
         interval = 1;
         sinceReport = 0;
         lastFrac = -1.0;
+        carryUp();
     }
     /// The end of the thread that owns this root: the listener is gone as well.
     void onThreadEnd() {
@@ -111,24 +171,19 @@ public:
         }
         report();
     }
-    /// Marks this step, or all steps under it, as done.
+    /// Marks this step, or all steps under it, as done. O(k log k) for k of them.
     void setDone(bool bBroadcast) {
         const Lock lock(treeMutex());
-        for (const auto& [kidName, pKid] : mNameKids)
-            pKid->setDone(false);
-        if (mNameKids.empty()) setDoneSteps(todo);
+        finish();
+        carryUp();
         if (bBroadcast) broadcast(name);
     }
-    /// The fraction that is done, 0.0 to 1.0. O(number of nodes below).
+    /// The fraction that is done, 0.0 to 1.0. O(log k) for each step of the tree that is opened and not complete, k their
+    /// number of siblings.
     double getFrac() const {
         const Lock lock(treeMutex());
-        if (todo == 0) return 1.0;
-        if (mNameKids.empty()) return std::min(1.0, static_cast<double>(doneSteps()) / static_cast<double>(todo));
-        double sum = 0.0;
-        for (const auto& [kidName, pKid] : mNameKids)
-            sum += pKid->weight * pKid->getFrac();
-        const double total = weightOfKids();
-        return total > 0.0 ? sum / total : 0.0;
+        pRoot->settle();
+        return fraction();
     }
     /// Passes a report up to the root, which tells the listener when the fraction has changed. text: the step it comes from.
     /// What the listener throws comes through; the tree stays usable.
@@ -152,7 +207,11 @@ private:
     using Lock = std::lock_guard<std::recursive_mutex>;
 
     Progress(Progress* pTheParent, const std::string& childName, double childWeight)
-        : name(childName), weight(childWeight), pParent(pTheParent), pRoot(pTheParent->pRoot) {}
+        : name(childName),
+          weight(childWeight),
+          pParent(pTheParent),
+          pRoot(pTheParent->pRoot),
+          position(pTheParent->shares.size()) {}
 
     std::recursive_mutex& treeMutex() const { return pRoot->mutex; }
     std::size_t doneSteps() const { return done.load(std::memory_order_relaxed); }
@@ -162,13 +221,47 @@ private:
         for (const auto& [kidName, pKid] : mNameKids)
             delete pKid;
         mNameKids.clear();
+        shares.clear();
     }
 
-    double weightOfKids() const {
-        double total = 0.0;
-        for (const auto& [kidName, pKid] : mNameKids)
-            total += pKid->weight;
-        return total;
+    // As far as it is carried up to here.
+    double fraction() const {
+        if (todo == 0) return 1.0;
+        if (mNameKids.empty()) return std::min(1.0, static_cast<double>(doneSteps()) / static_cast<double>(todo));
+        const ShareSums::Share sum = shares.sum();
+        return sum.weight > 0.0 ? sum.done / sum.weight : 0.0;
+    }
+    ShareSums::Share share() const { return {weight, weight * fraction()}; }
+
+    // After a change of the fraction.
+    void carryUp() {
+        for (const Progress* p = this; p->pParent != nullptr; p = p->pParent)
+            p->pParent->shares.set(p->position, p->share());
+    }
+
+    // Steps are counted without the lock, so nobody carries them up. From here on the root looks at this step when it is
+    // asked, until it is complete.
+    void watch() {
+        if (bCounting) return;
+        pRoot->vCounting.push_back(this);
+        bCounting = true;
+    }
+
+    // For the root: carries up what was counted since the last time.
+    void settle() {
+        std::erase_if(vCounting, [](Progress* pStep) {
+            pStep->carryUp();
+            pStep->bCounting = pStep->doneSteps() < pStep->todo;
+            return !pStep->bCounting;
+        });
+    }
+
+    void finish() {
+        if (mNameKids.empty()) setDoneSteps(todo);
+        for (const auto& [kidName, pKid] : mNameKids) {
+            pKid->finish();
+            shares.set(pKid->position, pKid->share());
+        }
     }
 
     // Announces steps. The fraction of a step that is opened again must not fall, or the listener would hear it go back.
@@ -182,11 +275,12 @@ private:
             setDoneSteps(frac < 1.0 ? static_cast<std::size_t>(static_cast<double>(todo) * frac) : todo);
         }
         interval = std::max<std::size_t>(doneSteps() == 0 ? freshInterval() : interval, 1);
+        watch();
     }
 
     // A step with share s of the total weight gets about 200 * s reports. One that would get none reports once on its way.
     std::size_t freshInterval() const {
-        const double total = pParent->weightOfKids();
+        const double total = pParent->shares.sum().weight;
         if (!(weight > 0.0) || !(total > 0.0)) return todo / 200;
         const double numSteps = static_cast<double>(todo);
         const double wanted = std::ceil((total / weight) * (numSteps / 200.0));
@@ -196,6 +290,7 @@ private:
     void report() {
         const Lock lock(treeMutex());
         sinceReport = 0;
+        watch();
         broadcast(name);
     }
 
@@ -204,6 +299,10 @@ private:
     ProgressBase* pListener = nullptr;  // the caller's; at a root only
     Progress* const pParent = nullptr;  // the owner; null at a root
     Progress* const pRoot = this;       // of the tree; its mutex guards all nodes
+    const std::size_t position = 0;     // in the shares of the parent
+    ShareSums shares;                   // of the children, in the order in which they were made
+    bool bCounting = false;             // it stands in the root's vCounting
+    std::vector<Progress*> vCounting;   // at the root: the steps that may change without the lock, not owned
     std::recursive_mutex mutex;
     std::size_t todo = 1;
     std::atomic<std::size_t> done{0};  // written without the lock by the one thread that counts, read by any
@@ -312,18 +411,22 @@ inline void progressForToCloud() {
 }
 
 // Post-processing and reading may run inside a larger run: then these leave its tree alone and return false. True: they
-// opened a run of their own, which the caller must end by closeProgress().
+// opened a run of their own, which an OwnRun ends.
 
-inline bool progressForReduce() {
+inline bool plantUnlessOpen(const std::string& runName, std::span<const ProgressStep> steps) {
     if (hasOpenProgress()) return false;
-    plantProgress("Reduce", STEPS_REDUCE);
+    plantProgress(runName, steps);
     return true;
 }
 
+inline bool progressForReduce() {
+    return plantUnlessOpen("Reduce", STEPS_REDUCE);
+}
 inline bool progressForEdgeFlips() {
-    if (hasOpenProgress()) return false;
-    plantProgress("EdgeFlips", STEPS_EDGE_FLIPS);
-    return true;
+    return plantUnlessOpen("EdgeFlips", STEPS_EDGE_FLIPS);
+}
+inline bool progressForReadMesh() {
+    return plantUnlessOpen("ReadMesh", STEPS_READ_MESH);
 }
 
 /// The name of the step that seeks the candidates of one sweep of the annealing schedule.
@@ -333,24 +436,17 @@ inline std::string annealingStepName(double temperature) {
 
 /// temperatures: those of the annealing schedule.
 inline bool progressForEdgeFlipsSimA(std::span<const double> temperatures) {
-    if (hasOpenProgress()) return false;
-    Progress* pRoot = plantProgress("EdgeFlipsS", STEPS_EDGE_FLIPS_SIM_A);
+    if (!plantUnlessOpen("EdgeFlipsS", STEPS_EDGE_FLIPS_SIM_A)) return false;
     for (const double temperature : temperatures)
-        pRoot->createChild(annealingStepName(temperature), 10.0);
+        ThreadSingleton<Progress>::getInstance()->createChild(annealingStepName(temperature), 10.0);
     return true;
 }
 
 inline bool progressForSmoothing(int numIterations) {
-    if (hasOpenProgress()) return false;
-    Progress* pRoot = plantProgress("Smoothing", STEPS_SMOOTHING);
+    if (!plantUnlessOpen("Smoothing", STEPS_SMOOTHING)) return false;
+    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
     for (int i = 0; i < numIterations; ++i)
         pRoot->createChild("it%" + toString(i), 10.0);
-    return true;
-}
-
-inline bool progressForReadMesh() {
-    if (hasOpenProgress()) return false;
-    plantProgress("ReadMesh", STEPS_READ_MESH);
     return true;
 }
 

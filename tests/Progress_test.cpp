@@ -1,7 +1,10 @@
 #include "Progress.h"
 
+#include <algorithm>
 #include <cmath>
 #include <future>
+#include <iterator>
+#include <map>
 #include <random>
 #include <stdexcept>
 #include <thread>
@@ -193,6 +196,87 @@ TEST(Progress, listenerThatThrowsLeavesTheTreeUsable) {
     EXPECT_EQ(std::async(std::launch::async, [&] { return run.root.getFrac(); }).get(), 0.75) << "no lock is held";
     run.root.setListener(&run.hearer);
     EXPECT_EQ(stepsHeard(pStep, 1, run.hearer), Steps{1});
+}
+
+namespace {
+
+// The steps of a tree a second time, with sums that walk over all of them.
+struct PlainStep {
+    Progress* pStep = nullptr;
+    double weight = 1.0;
+    std::size_t todo = 1, done = 0;
+    std::map<std::string, PlainStep> mKids;
+
+    double frac() const {
+        if (todo == 0) return 1.0;
+        if (mKids.empty()) return std::min(1.0, static_cast<double>(done) / static_cast<double>(todo));
+        double sum = 0.0, total = 0.0;
+        for (const auto& [name, kid] : mKids) {
+            sum += kid.weight * kid.frac();
+            total += kid.weight;
+        }
+        return total > 0.0 ? sum / total : 0.0;
+    }
+    void open(const std::string& name, std::size_t newTodo) {
+        if (todo == 0) todo = 1;
+        PlainStep& kid = mKids.try_emplace(name, PlainStep{nullptr, 10.0, 1, 0, {}}).first->second;
+        const double before = kid.frac();
+        kid.todo = newTodo + kid.done;
+        if (kid.done > 0 && before < 1.0) kid.done = static_cast<std::size_t>(static_cast<double>(kid.todo) * before);
+        if (kid.done > 0 && before >= 1.0) kid.done = kid.todo;
+        kid.pStep = pStep->getChildProgressSetTodo(name, newTodo);
+    }
+    void finish() {
+        for (auto& [name, kid] : mKids)
+            kid.finish();
+        if (mKids.empty()) done = todo;
+    }
+};
+
+}  // namespace
+
+TEST(Progress, agreesWithSumsOverAllSteps) {
+    for (unsigned seed = 0; seed < 100; ++seed) {
+        std::mt19937 random(seed);
+        const auto below = [&](std::size_t n) { return random() % n; };
+        TestRun run({});
+        PlainStep root{&run.root, 1.0, 1, 0, {}};
+        for (int round = 0; round < 300; ++round) {
+            PlainStep* pStep = &root;
+            while (!pStep->mKids.empty() && below(3) > 0)
+                pStep = &std::next(pStep->mKids.begin(), static_cast<std::ptrdiff_t>(below(pStep->mKids.size())))->second;
+            const std::string name = toString(below(20));
+            if (const std::size_t what = below(8); what == 0 && !pStep->mKids.contains(name)) {
+                const double weight = 0.1 * static_cast<double>(below(100));
+                pStep->pStep->createChild(name, weight);
+                pStep->mKids[name] = {pStep->pStep->mNameKids.at(name), weight, 1, 0, {}};
+            } else if (what <= 2) {
+                pStep->open(name, below(1000));
+            } else if (what == 3) {
+                pStep->pStep->setDone(below(2) == 0);
+                pStep->finish();
+            } else {
+                for (std::size_t i = below(300); i > 0; --i) {
+                    pStep->pStep->incProgressByOne();
+                    pStep->done = std::min(pStep->done + 1, pStep->todo);
+                }
+            }
+            const PlainStep& asked = below(2) == 0 ? root : *pStep;
+            ASSERT_NEAR(asked.pStep->getFrac(), asked.frac(), 1e-12) << "seed " << seed;
+        }
+    }
+}
+
+TEST(Progress, carriesAnyNumberOfSteps) {
+    const int numSteps = 100000;  // hours, if each of them looked at all others
+    TestRun run({});
+    for (int i = 0; i < numSteps; ++i)
+        run.root.createChild(toString(i), 0.3);
+    for (int i = 0; i < numSteps; ++i)
+        run.root.getChildProgressSetTodo(toString(i), 3)->incProgressBy(3);
+    ASSERT_EQ(run.hearer.vFrac.size(), static_cast<std::size_t>(numSteps));
+    EXPECT_TRUE(std::is_sorted(run.hearer.vFrac.begin(), run.hearer.vFrac.end()));
+    EXPECT_EQ(run.hearer.vFrac.back(), 1.0);
 }
 
 TEST(Progress, otherThreadsMayWatch) {

@@ -1,0 +1,173 @@
+// Triangle corners of STL files.
+//
+// A text is a line for each corner between the lines of a loop; whatever else stands there is passed over. A binary file has
+// 80 bytes of anything, the number of triangles, and for each of them a normal, three corners and two bytes that some
+// programs use for a colour; whole numbers and floats have their low bytes first.
+//
+// Which of the two it is can't be told by the name, nor by the first word: a binary file may begin with "solid" as a text
+// does. So its length is held against its count, which is conclusive: the count of a text would be made of letters, some
+// hundred million. A binary file of another length, because it was cut or has something behind its triangles, is betrayed
+// by its first bytes.
+#include "stl_io.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <cstdint>
+#include <iostream>
+#include <optional>
+#include <string_view>
+
+#include "BlockReader.h"
+#include "InputFile.h"
+#include "textNumbers.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+bool contains(std::string_view line, std::string_view word) {
+    return line.find(word) != std::string_view::npos;
+}
+
+// ---- Binary
+
+constexpr std::size_t HEADER = 84;        // bytes, with the count
+constexpr std::size_t FACET = 50;         // bytes
+constexpr std::size_t FIRST_CORNER = 12;  // behind the normal
+
+std::uint32_t loadUint32(const char* p) {
+    std::uint32_t value = 0;
+    for (std::size_t i = 0; i < sizeof value; ++i)
+        value |= std::uint32_t{static_cast<unsigned char>(p[i])} << (8 * i);
+    return value;
+}
+
+double loadFloat(const char* p) {
+    return std::bit_cast<float>(loadUint32(p));
+}
+
+/// A character that no text has, in whatever language.
+bool isControl(char c) {
+    return static_cast<unsigned char>(c) < ' ' && !isSpace(c);
+}
+
+std::uint64_t lengthFor(std::uint32_t numTriangles) {
+    return HEADER + std::uint64_t{FACET} * numTriangles;
+}
+
+/// Shows the header in the window of the reader and consumes nothing.
+bool isBinary(const InputFile& file, BlockReader& reader) {
+    if (!reader.fill(HEADER)) return false;
+    return file.size() == lengthFor(loadUint32(reader.begin() + HEADER - 4)) ||
+           std::any_of(reader.begin(), reader.begin() + HEADER, isControl);
+}
+
+void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
+    const char* p = pFacet + FIRST_CORNER;
+    for (int i = 0; i < 3; ++i, p += 12)
+        vPoints.emplace_back(loadFloat(p), loadFloat(p + 4), loadFloat(p + 8));
+}
+
+/// Null, or why it can't be read. Where the length of the file is known nothing is appended then.
+const char* readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+    constexpr const char* TOO_SHORT = "is too short for its number of triangles";
+    std::uint32_t numLeft = loadUint32(reader.begin() + HEADER - 4);
+    if (numLeft == 0) return "holds no triangles";
+    if (file.size() && *file.size() < lengthFor(numLeft)) return TOO_SHORT;
+    if (file.size()) vPoints.reserve(vPoints.size() + std::size_t{3} * numLeft);
+    reader.skip(HEADER);
+    while (numLeft > 0) {
+        if (!reader.fill(FACET)) return reader.failed() ? "is unreadable" : TOO_SHORT;
+        const auto numHere = static_cast<std::uint32_t>(std::min<std::size_t>(numLeft, reader.size() / FACET));
+        for (std::uint32_t i = 0; i < numHere; ++i)
+            appendCorners(reader.begin() + i * FACET, vPoints);
+        reader.skip(numHere * FACET);
+        numLeft -= numHere;
+    }
+    return nullptr;
+}
+
+// ---- Text
+
+/// The corners of one loop, up to its "endloop" or the end of the file (bEnded: it has one). False at a "vertex" line
+/// without three numbers.
+bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints, bool& bEnded) {
+    std::string_view line;
+    bEnded = false;
+    while (!bEnded && reader.nextLine(line)) {
+        bEnded = contains(line, "endloop");
+        if (bEnded || !contains(line, "vertex")) continue;
+        const char* const end = line.data() + line.size();
+        const char* p = skipSpace(line.data(), end);
+        p = std::find_if(p, end, isSpace);  // behind the word
+        const std::optional<Point3> corner = extractPoint({p, static_cast<std::size_t>(end - p)});
+        if (!corner) return false;
+        vPoints.push_back(*corner);
+    }
+    return true;
+}
+
+/// Null, or why it can't be read. What was read before stays.
+const char* readLoops(BlockReader& reader, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
+        const std::size_t loopBegin = vPoints.size();
+        bool bEnded = false;
+        if (!readLoop(reader, vPoints, bEnded)) return "has a vertex without three numbers";
+        if (bTrianglesOnly && !bEnded) return "ends within a triangle";
+        if (bTrianglesOnly && vPoints.size() != loopBegin + 3) return "has a loop that is no triangle";
+    }
+    if (reader.failed()) return "is unreadable";
+    return vPoints.size() > numBefore ? nullptr : "holds no triangles";
+}
+
+/// Null, or why it can't be read. What was read before stays.
+const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
+    constexpr std::string_view WORD = "vertex";
+    const std::size_t numBefore = vPoints.size();
+    std::string_view line;
+    while (reader.nextLine(line)) {
+        const std::size_t pos = line.find(WORD);
+        if (pos == std::string_view::npos) continue;
+        const std::optional<Point3> corner = extractPoint(line.substr(pos + WORD.size()));
+        // A name may hold the word; a corner begins with it.
+        if (!corner && line.find_first_not_of(" \t") < pos) continue;
+        if (!corner) return "has a vertex without three numbers";
+        vPoints.push_back(*corner);
+    }
+    if (reader.failed()) return "is unreadable";
+    return vPoints.size() > numBefore ? nullptr : "holds no triangles";
+}
+
+}  // namespace
+
+bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
+    InputFile file(filename);
+    const auto refuse = [&](const char* why) {
+        std::cout << "readSTL(): " << filename << " " << why << std::endl;
+        return false;
+    };
+    if (!file.isOpen()) return refuse("is unreadable");
+    BlockReader reader(file.stream());
+    const char* const why =
+        isBinary(file, reader) ? readBinary(file, reader, vPoints) : readLoops(reader, bTrianglesOnly, vPoints);
+    return why == nullptr || refuse(why);
+}
+
+bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints) {
+    InputFile file(filename);
+    const auto refuse = [&](const std::string& text) {
+        warning("readTriCorners", text);
+        return false;
+    };
+    if (!file.isOpen()) return refuse("Failed to open " + filename);
+    BlockReader reader(file.stream());
+    const char* const why = isBinary(file, reader) ? readBinary(file, reader, vPoints) : readVertexLines(reader, vPoints);
+    return why == nullptr || refuse(filename + " " + why);
+}
+
+}  // namespace TARN_KEL

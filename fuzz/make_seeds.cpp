@@ -1,5 +1,5 @@
-// make_seeds FOLDER: the files that the fuzzers start from, FOLDER/READER/..., by the writers of the library. They are
-// small, so that most changes to a file hit something that matters.
+// make_seeds FOLDER: the files that the fuzzers start from, FOLDER/READER/..., by the writers of the library where it has
+// one. They are small, so that most changes to a file hit something that matters.
 #include <array>
 #include <cstdint>
 #include <filesystem>
@@ -13,6 +13,7 @@
 
 #include "RMesh.h"
 #include "kel.h"
+#include "support/binary_stl.h"
 #include "support/fine.h"
 #include "tinyply.h"
 
@@ -68,6 +69,18 @@ void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
     write("stl", ".stl", true);
     write("ply_mesh", "_text.ply", true);
     write("ply_mesh", "_binary.ply", false);
+
+    std::vector<Point3*> vPointers;
+    pMesh->getTriangles(vPointers);
+    std::vector<Point3> vCorners;
+    for (const Point3* p : vPointers)
+        vCorners.push_back(*p);
+    for (const char* header : {"", "solid"}) {
+        const std::string path = corpus.path("stl", name + header + "_binary.stl");
+        std::ofstream out(path, std::ios_base::binary);
+        out << binaryStl(vCorners, header);
+        demand(!out.flush().fail(), path);
+    }
 }
 
 /// A square pyramid as other programs write one: comments, doubles, colours, a square and triangles, short indices.

@@ -15,7 +15,7 @@
 // Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
 // internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
 // File functions return false and print a line. What a run holds is freed on the way out, and the next run of the thread
-// starts afresh.
+// starts afresh, whatever became of this one.
 #pragma once
 
 #include <cmath>
@@ -108,6 +108,10 @@ private:
     double x_ = 0.0, y_ = 0.0, z_ = 0.0;
 };
 
+inline bool isFinitePoint(const Point3& p) {
+    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
+}
+
 /// Components separated by blanks, in the format of the stream.
 std::ostream& operator<<(std::ostream& out, const Vector3& v);
 std::ostream& operator<<(std::ostream& out, const Point3& p);
@@ -195,7 +199,8 @@ void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
 
 /// The average spacing of the points, a length; -1.0 after a warning for no points, 1.0 where all points are at one
 /// place and have none. Prepares the points as reconstruct_auto with factor 1.0 does, so it costs as much as that part of a
-/// run, and may throw what it throws. O(n log n).
+/// run, and may throw what it throws. O(n log n). Its progress stays open: a listener hears post-processing that follows on
+/// the thread, up to the next run, under the name "Density Estimation".
 double estimateAvgSpacing(std::vector<Point3>& vPoints);
 
 // ---- Post-processing, in place ------------------------------------------------------------------------------------------
@@ -209,8 +214,8 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// of the caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went
 /// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
-/// Flips edges where that doesn't raise the sum below, which makes the surface smoother, the largest gain first: those that
-/// qualified at the start, flat quads included, each while it still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
+/// Flips edges where that doesn't make the surface rougher, flat quads included, the largest gain first: those that
+/// qualified at the start, each while it still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
 /// the two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds.
 /// Vertices don't move and their number stays, but for degenerate triangles and for vertices at one place opposite an edge.
 /// The result doesn't depend on the number of processors. O(n log n).
@@ -221,7 +226,7 @@ void edgeFlipsSimA(MeshPtr pMesh);
 /// Laplacian smoothing: numIterations times, each vertex off the border moves to the mean of its neighbours, as they stood
 /// before the round; below 1 none does. A vertex whose mean is the place of another one waits for the next round. Border
 /// vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take vertices out
-/// of use. O(n log n), a round O(n); progress costs the square of numIterations on top, so make a few calls of thousands.
+/// of use. O(n log n), a round O(n). Each round is a step of the progress, of some 400 bytes.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
@@ -249,7 +254,16 @@ bool isRelease();
 // read before it stays in the vector. Writers write a temporary neighbour first and rename it, so that a failure leaves an
 // older file as it was.
 
-/// 0 STL, 1 PLY, 2 ASCII points, 3 BIN, 4 Geomview list, 5 unknown.
+/// The formats of files.
+enum FileType : int {
+    FT_STL,
+    FT_PLY,
+    FT_ASCII,  ///< points
+    FT_BIN,    ///< points
+    FT_LIST,   ///< for the Geomview viewer
+    FT_UNKNOWN
+};
+/// The format of a file by its name: 0 to 5, one of FileType.
 int getFileType(const std::string& filename);
 /// Points from an ASCII, BIN or PLY file.
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
@@ -266,9 +280,11 @@ bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints);
 /// The same with the given number of significant digits; 17 keeps every double exactly.
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits);
-/// Triangle corners of an ASCII STL file, three a triangle.
+/// Triangle corners of an STL file, three a triangle. A binary one is read as well, which is an addition: it is told by its
+/// length, which fits its count of triangles, or by bytes within its first 84 that no text has. It is refused when it is
+/// too short for its count; what is behind the last triangle, the normals and the attributes aren't looked at.
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
-/// The same by a simpler scan: every "vertex" line is a corner.
+/// The same, by a simpler scan of a text: every "vertex" line is a corner.
 bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints);
 /// Points of a PLY file, or with bPointsOnly false its triangles, three corners each.
 bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints);
@@ -279,7 +295,7 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 /// says so on standard error. A PLY holds single precision, as text six digits of it, STL and OBJ ten significant digits.
 /// Throws KelBugException on a null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
-/// The mesh of a PLY or ASCII STL file, for the functions above; null after a line where it can't be read, has an extension
+/// The mesh of a PLY or STL file, for the functions above; null after a line where it can't be read, has an extension
 /// of another format, or nothing is left of it. An addition to the functions of a reconstruction.
 ///
 /// Corners of exactly equal coordinates become one vertex. Polygons of a PLY file are cut into triangles from their first

@@ -169,6 +169,12 @@ private:
     bool bFailed = true;
 };
 
+bool AtomicFile::mayOpen(const std::string& filename) {
+    const std::optional<Destination> dest = findDestination(filename);
+    if (!dest || (dest->bExists && ::access(dest->path.c_str(), W_OK) != 0)) return false;
+    return dest->bReplace ? ::access(dest->path.parent_path().c_str(), W_OK | X_OK) == 0 : dest->bExists;
+}
+
 AtomicFile::AtomicFile(const std::string& filename) : pSink(std::make_unique<Sink>(filename)), out(pSink.get()) {
     out.imbue(std::locale::classic());
 }

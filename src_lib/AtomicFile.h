@@ -17,6 +17,9 @@ namespace TARN_KEL {
 /// Nothing is thrown or printed for an I/O error: it is remembered, and commit() tells it. One thread.
 class AtomicFile {
 public:
+    /// Whether a file of that name could be opened, as far as that can be told without touching anything.
+    static bool mayOpen(const std::string& filename);
+
     /// Opens. Look at isOpen().
     explicit AtomicFile(const std::string& filename);
     ~AtomicFile();

@@ -24,7 +24,6 @@
 #include <iostream>
 #include <utility>
 
-#include "FileType.h"
 #include "Progress.h"
 #include "Smooth.h"
 #include "freeFunctions.h"

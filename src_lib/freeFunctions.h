@@ -25,9 +25,6 @@ constexpr double DEGREES_PER_RADIAN = 57.295779513;
 
 // ---- Geometry -----------------------------------------------------------------------------------------------------------
 
-inline bool isFinitePoint(const Point3& p) {
-    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-}
 /// The vector divided by its length; the zero vector when the length isn't above 0.0 (a NaN component, squares that
 /// underflow).
 inline Vector3 normalize(const Vector3& v) {

@@ -19,7 +19,6 @@
 
 #include "AtomicFile.h"
 #include "BlockReader.h"
-#include "FileType.h"
 #include "InputFile.h"
 #include "Progress.h"
 #include "RMesh.h"
@@ -29,6 +28,7 @@
 #include "kel.h"
 #include "ply_io.h"
 #include "sortMT.h"
+#include "stl_io.h"
 #include "textNumbers.h"
 #include "tools.h"
 
@@ -64,21 +64,6 @@ std::string nameOf(const char* filename) {
 bool fail(const std::string& text) {
     std::cout << text << std::endl;
     return false;
-}
-
-/// Three numbers from the start of the text; what follows them is ignored.
-std::optional<Point3> parsePoint(std::string_view text) {
-    std::array<double, 3> aValue{};
-    const char* p = text.data();
-    for (double& value : aValue) {
-        p = extractFloat(p, text.data() + text.size(), value);
-        if (p == nullptr) return std::nullopt;
-    }
-    return Point3(aValue[0], aValue[1], aValue[2]);
-}
-
-bool contains(std::string_view line, std::string_view word) {
-    return line.find(word) != std::string_view::npos;
 }
 
 // ---- Binary points
@@ -131,46 +116,6 @@ bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, 
     return true;
 }
 
-// ---- Triangle corners
-
-/// The corners of one loop, up to its "endloop" or the end of the file (bEnded: it has one). False at a "vertex" line
-/// without three numbers.
-bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints, bool& bEnded) {
-    std::string_view line;
-    bEnded = false;
-    while (!bEnded && reader.nextLine(line)) {
-        bEnded = contains(line, "endloop");
-        if (bEnded || !contains(line, "vertex")) continue;
-        const char* const end = line.data() + line.size();
-        const char* p = skipSpace(line.data(), end);
-        p = std::find_if(p, end, isSpace);  // behind the word
-        const std::optional<Point3> corner = parsePoint({p, static_cast<std::size_t>(end - p)});
-        if (!corner) return false;
-        vPoints.push_back(*corner);
-    }
-    return true;
-}
-
-/// What readSTL_ASCII does. bTrianglesOnly: a loop that hasn't three corners or no end is a failure as well.
-bool readLoops(const std::string& name, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
-    InputFile file(name);
-    if (!file.isOpen()) return fail("readSTL(): " + name + " is unreadable");
-    BlockReader reader(file.stream());
-    const std::size_t numBefore = vPoints.size();
-    std::string_view line;
-    while (reader.nextLine(line)) {
-        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
-        const std::size_t loopBegin = vPoints.size();
-        bool bEnded = false;
-        if (!readLoop(reader, vPoints, bEnded)) return fail("readSTL(): " + name + " has a vertex without three numbers");
-        if (bTrianglesOnly && !bEnded) return fail("readSTL(): " + name + " ends within a triangle");
-        if (bTrianglesOnly && vPoints.size() != loopBegin + 3)
-            return fail("readSTL(): " + name + " has a loop that is no triangle");
-    }
-    if (reader.failed()) return fail("readSTL(): " + name + " is unreadable");
-    return vPoints.size() > numBefore || fail("readSTL(): " + name + " holds no triangles");
-}
-
 // ---- Meshes
 
 /// Three corners a triangle.
@@ -179,7 +124,7 @@ bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
     case FT_PLY:
         return PLY::readPly(filename, false, vCorners);
     case FT_STL:
-        return readLoops(filename, true, vCorners);
+        return readStl(filename, true, vCorners);
     default:
         return fail("Filename extension of [" + filename + "] is not valid, expected *.ply or *.stl");
     }
@@ -312,7 +257,7 @@ bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints) {
     const std::size_t numBefore = vPoints.size();
     std::string_view line;
     while (reader.nextLine(line)) {
-        if (const std::optional<Point3> point = parsePoint(line)) vPoints.push_back(*point);
+        if (const std::optional<Point3> point = extractPoint(line)) vPoints.push_back(*point);
     }
     if (reader.failed()) return fail(name + " is unreadable");
     return vPoints.size() > numBefore || fail(name + " holds no points");
@@ -340,31 +285,7 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
 }
 
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints) {
-    return readLoops(nameOf(filename), false, vPoints);
-}
-
-bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints) {
-    constexpr std::string_view WORD = "vertex";
-    const auto refuse = [&](const std::string& text) {
-        warning("readTriCorners", text + filename);
-        return false;
-    };
-    InputFile file(filename);
-    if (!file.isOpen()) return refuse("Failed to open ");
-    BlockReader reader(file.stream());
-    const std::size_t numBefore = vPoints.size();
-    std::string_view line;
-    while (reader.nextLine(line)) {
-        const std::size_t pos = line.find(WORD);
-        if (pos == std::string_view::npos) continue;
-        const std::optional<Point3> corner = parsePoint(line.substr(pos + WORD.size()));
-        // A name may hold the word; a corner begins with it.
-        if (!corner && line.find_first_not_of(" \t") < pos) continue;
-        if (!corner) return refuse("A vertex without three numbers in ");
-        vPoints.push_back(*corner);
-    }
-    if (reader.failed()) return refuse("Failed to read ");
-    return vPoints.size() > numBefore || refuse("No triangles in ");
+    return readStl(nameOf(filename), false, vPoints);
 }
 
 bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints) {

@@ -10,7 +10,6 @@
 
 #include "AtomicFile.h"
 #include "CMesh.h"
-#include "FileType.h"
 #include "RMesh.h"
 #include "Visualizer3.h"
 #include "freeFunctions.h"

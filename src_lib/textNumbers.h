@@ -15,9 +15,13 @@
 #include <charconv>
 #include <cstddef>
 #include <locale>
+#include <optional>
 #include <sstream>
 #include <string>
+#include <string_view>
 #include <system_error>
+
+#include "kel.h"
 
 namespace TARN_KEL {
 
@@ -64,6 +68,17 @@ const char* extractFloat(const char* p, const char* end, Float& value) {
     // A stream takes the exponent's letter before it looks for the exponent's digits, and fails when there are none.
     const bool bDanglingExponent = behind != end && isExponentSign(*behind) && std::none_of(digits, behind, isExponentSign);
     return bDanglingExponent ? nullptr : behind;
+}
+
+/// A point from the three numbers at the start of a text; what follows them is ignored. Nothing when there aren't three.
+inline std::optional<Point3> extractPoint(std::string_view text) {
+    std::array<double, 3> aValue{};
+    const char* p = text.data();
+    for (double& value : aValue) {
+        p = extractFloat(p, text.data() + text.size(), value);
+        if (p == nullptr) return std::nullopt;
+    }
+    return Point3(aValue[0], aValue[1], aValue[2]);
 }
 
 /// Extracts a whole decimal number that fits into Int, which may be an 8-bit type: text is a number here, never a character.

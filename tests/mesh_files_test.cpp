@@ -11,6 +11,7 @@
 #include "freeFunctions.h"
 #include "mesh_writers.h"
 #include "support/TempFolder.h"
+#include "support/binary_stl.h"
 #include "support/capture.h"
 #include "support/coarse_soup.h"
 #include "support/fine.h"
@@ -277,6 +278,22 @@ TEST(ReadMesh, takesFilesOfOtherPrograms) {
     folder.write("m.stl", stl);
     EXPECT_EQ(figuresOf(*readMesh_auto(folder.path("m.ply"))), (std::vector<std::size_t>{2, 4, 4, 1, 0}));
     EXPECT_EQ(figuresOf(*readMesh_auto(folder.path("m.stl"))), (std::vector<std::size_t>{2, 4, 4, 1, 0}));
+}
+
+TEST(ReadMesh, takesABinaryStlAsItsTextTwin) {
+    const TempFolder folder;
+    const auto pMesh = meshOf(torus(20, 9));
+    std::vector<Point3> vCorners = cornersOf(*pMesh);
+    for (Point3& p : vCorners)
+        p = Point3(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
+    for (int i = 0; i < 3; ++i)
+        vCorners.emplace_back(i, std::numeric_limits<double>::quiet_NaN(), 0);
+    folder.write("m.stl", binaryStl(vCorners, "solid"));
+    MeshPtr pRead;
+    const std::string text = outputOf([&] { pRead = readMesh_auto(folder.path("m.stl")); });
+    EXPECT_EQ(countIn(text, "left out 0 triangles with equal corners and 1 with coordinates"), 1) << text;
+    vCorners.resize(vCorners.size() - 3);
+    EXPECT_EQ(cornersOf(*pRead), vCorners);
 }
 
 TEST(ReadMesh, whatIsNoMeshGivesNullAndALine) {

@@ -15,6 +15,7 @@
 #include "BlockReader.h"
 #include "kel.h"
 #include "support/TempFolder.h"
+#include "support/binary_stl.h"
 #include "support/capture.h"
 #include "textNumbers.h"
 
@@ -221,6 +222,40 @@ TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
     EXPECT_FALSE(readCorners(folder.write("a.stl", STL).c_str(), vPoints)) << "the line outside has no numbers";
 }
 
+TEST(Stl, BinaryIsToldByLengthOrByItsBytes) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    std::mt19937 random(5);
+    const auto read = [&](Reader reader, const std::string& bytes) {
+        Points vPoints{{7, 8, 9}};
+        const bool bOK = reader(folder.write("a.txt", bytes).c_str(), vPoints);
+        EXPECT_EQ(vPoints[0], Point3(7, 8, 9));
+        vPoints.erase(vPoints.begin());
+        EXPECT_EQ(bOK, !vPoints.empty()) << "nothing of a file that is refused";
+        return vPoints;
+    };
+    for (const std::size_t numTriangles : {1U, 2U, 20000U}) {
+        Points vCorners;
+        for (std::size_t i = 0; i < 3 * numTriangles; ++i)
+            vCorners.emplace_back(static_cast<float>(random()) / 3e7F, -1e-30F, static_cast<float>(i));
+        for (const std::string& header :
+             {std::string(), std::string("solid"), std::string("solid x\nouter loop\nvertex 1 2 3\nendloop\n")}) {
+            const std::string bytes = binaryStl(vCorners, header);
+            for (const Reader reader : {readSTL_ASCII, readCorners}) {
+                EXPECT_EQ(read(reader, bytes), vCorners);
+                EXPECT_EQ(read(reader, bytes + "behind"), vCorners);
+                EXPECT_EQ(read(reader, bytes.substr(0, bytes.size() - 1)), Points());
+            }
+        }
+    }
+    std::string liar = binaryStl(SOME_POINTS);
+    liar.replace(80, 4, "\xff\xff\xff\xff");
+    EXPECT_EQ(read(readSTL_ASCII, liar.replace(0, 1, 1, '\0')), Points());
+    EXPECT_EQ(read(readSTL_ASCII, binaryStl({})), Points());
+    const std::string longName = "solid " + std::string(100, 'n') + "\xc3\xa9\n";
+    EXPECT_EQ(read(readSTL_ASCII, longName + STL).size(), 4U) << "a text stays one";
+}
+
 TEST(Readers, TakeEveryPrefixOfAFile) {
     const TempFolder folder;
     const CoutSilence silence;
@@ -270,6 +305,15 @@ TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
         EXPECT_TRUE(bAscii ? readPoints_ASCII(fifo.c_str(), vPoints) : readPoints_BIN(fifo.c_str(), vPoints));
         writer.join();
         EXPECT_EQ(vPoints, vSent);
+    }
+    for (const std::size_t numCut : {0U, 1U}) {
+        const std::string bytes = binaryStl(vSent);
+        std::thread writer([&] { std::ofstream(fifo) << bytes.substr(0, bytes.size() - numCut); });
+        vPoints.clear();
+        EXPECT_EQ(readSTL_ASCII(fifo.c_str(), vPoints), numCut == 0);
+        writer.join();
+        EXPECT_EQ(vPoints.size(), vSent.size() - 3 * numCut);
+        EXPECT_TRUE(std::equal(vPoints.begin(), vPoints.end(), vSent.begin()));
     }
     EXPECT_FALSE(readPoints_ASCII(fifo.c_str(), vPoints));
     EXPECT_FALSE(writePoints_ASCII(fifo.c_str(), vPoints));

@@ -4,6 +4,7 @@
 #include <cstring>
 
 #include "support/TempFolder.h"
+#include "support/binary_stl.h"
 #include "support/capture.h"
 #include "support/fine.h"
 
@@ -73,6 +74,21 @@ TEST(Prefixes, binaryPointsThatAreMissingAreZero) {
         if (bOk) std::memcpy(static_cast<void*>(vExpected.data()), vAll.data(), (bytes.size() - 12) / 8 * 8);
         EXPECT_EQ(vRead, vExpected);
     });
+}
+
+TEST(Prefixes, aBinaryStlIsReadWholeOrNotAtAll) {
+    const TempFolder folder;
+    const Points vCorners{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {1, 0, 0}, {1, 1, 0}, {0, 1, 0}};
+    for (const std::string& header : {std::string(80, '\0'), std::string("solid")}) {
+        folder.write("b.stl", binaryStl(vCorners, header));
+        const auto isNothing = [](const std::string&, bool bOk, const Points& vRead) { EXPECT_TRUE(!bOk && vRead.empty()); };
+        const auto bySoup = [](auto& file, auto& v) { return readSTL_ASCII(file.c_str(), v); };
+        forEachPrefix(folder, "b.stl", bySoup, isNothing);
+        forEachPrefix(folder, "b.stl", readSTLTriCorners, isNothing);
+        const auto byMesh = [](auto& file, auto&) { return readMesh_auto(file) != nullptr; };
+        forEachPrefix(folder, "b.stl", byMesh, isNothing);
+        EXPECT_NE(readMesh_auto(folder.path("b.stl")), nullptr);
+    }
 }
 
 TEST(Prefixes, aPlyIsReadWholeOrNotAtAll) {

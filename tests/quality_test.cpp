@@ -6,12 +6,12 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <numeric>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "MeshAnalysis.h"
+#include "Sets.h"
 #include "SyntheticScan.h"
 #include "support/capture.h"
 #include "support/points.h"
@@ -41,18 +41,14 @@ std::size_t numUnsound(const MeshFigures& f) {
 
 /// The share of the triangles that belong to the largest component.
 double shareOfLargest(const IndexedTriangles& mesh) {
-    std::vector<std::uint32_t> vParent(mesh.vVertices.size());
-    std::iota(vParent.begin(), vParent.end(), 0U);
-    const auto rootOf = [&](std::uint32_t v) {
-        while (vParent[v] != v)
-            v = vParent[v] = vParent[vParent[v]];
-        return v;
-    };
-    for (const auto& t : mesh.vTriangles)
-        vParent[rootOf(t[1])] = vParent[rootOf(t[2])] = rootOf(t[0]);
+    Sets sets(mesh.vVertices.size());
+    for (const auto& [a, b, c] : mesh.vTriangles) {
+        sets.join(a, b);
+        sets.join(a, c);
+    }
     std::vector<std::size_t> vCount(mesh.vVertices.size());
     for (const auto& t : mesh.vTriangles)
-        ++vCount[rootOf(t[0])];
+        ++vCount[sets.root(t[0])];
     return static_cast<double>(*std::max_element(vCount.begin(), vCount.end())) /
            static_cast<double>(mesh.vTriangles.size());
 }

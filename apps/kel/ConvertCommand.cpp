@@ -17,8 +17,6 @@ void convertPoints(const ConvertOptions& options, bool bDropsTriangles, Program&
     std::vector<Point3> vPoints = program.readPoints(options.in);
     if (bDropsTriangles) program.warn("Of the mesh in " + options.in + " only the vertices are written");
     program.writePoints(options.out, vPoints, options.bAscii);
-    program.report()["output"] = {{"file", options.out}};
-    program.say(options.out + ": " + std::to_string(vPoints.size()) + " points");
 }
 
 void convert(const ConvertOptions& options, Program& program) {
@@ -44,8 +42,7 @@ void addConvertCommand(CLI::App& app, Program& program) {
         "convert",
         "Write a mesh, without its degenerate and equal triangles and turned to agree, or points in another format");
     command
-        .add_option("IN", pOptions->in,
-                    "A mesh: .ply or ASCII .stl; or points: .xyz, .txt, .asc, .bin or a .ply without faces")
+        .add_option("IN", pOptions->in, "A mesh: .ply or .stl; or points: .xyz, .txt, .asc, .bin or a .ply without faces")
         ->required();
     command
         .add_option(

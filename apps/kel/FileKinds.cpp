@@ -6,13 +6,12 @@
 #include <fstream>
 #include <sstream>
 
+using namespace TARN_KEL;
+
 namespace {
 
-/// What getFileType() says.
-enum FileType { FT_STL = 0, FT_PLY = 1, FT_ASCII = 2, FT_BIN = 3, FT_LIST = 4 };
-
 bool isOfType(const std::string& filename, FileType type) {
-    return TARN_KEL::getFileType(filename) == type;
+    return getFileType(filename) == type;
 }
 
 bool headerCountsFaces(std::istream& in) {

@@ -1,7 +1,10 @@
 #include <algorithm>
 #include <memory>
+#include <optional>
 #include <sstream>
+#include <string>
 #include <utility>
+#include <vector>
 
 #include "MeshAnalysis.h"
 #include "PostProcessing.h"
@@ -13,8 +16,8 @@ namespace {
 
 struct InfoOptions {
     std::string mesh;
-    std::string reference;  // empty: none
-    double within = -1.0;   // not above 0: not asked
+    std::optional<std::string> reference;
+    std::optional<double> within;
 };
 
 /// A name and its values, in columns.
@@ -55,40 +58,44 @@ void printDistances(const CloudDistances& d, std::size_t numNotFinite) {
     if (d.within) printFigure("within the given length", percent(*d.shareWithinAsked), "% of the vertices");
 }
 
-/// The reference's points; those that aren't finite are left out and counted.
-std::vector<Point3> readReference(const std::string& filename, Program& program) {
-    std::vector<Point3> vCloud = program.readPoints(filename, "reference");
-    const std::size_t numNotFinite = std::erase_if(vCloud, [](const Point3& p) { return !isFinite(p); });
-    if (vCloud.empty()) throw Failure("There is no point with finite coordinates in " + filename);
-    program.report()["reference"]["points"] = vCloud.size();
-    program.report()["reference"]["notFinite"] = numNotFinite;
-    return vCloud;
+struct Reference {
+    std::vector<Point3> vPoints;  // finite
+    std::size_t numNotFinite = 0;
+};
+
+Reference readReference(const std::string& filename, Program& program) {
+    Reference reference{program.readPoints(filename, "reference"), 0};
+    reference.numNotFinite = std::erase_if(reference.vPoints, [](const Point3& p) { return !isFinitePoint(p); });
+    if (reference.vPoints.empty()) throw Failure("There is no point with finite coordinates in " + filename);
+    program.report()["reference"]["points"] = reference.vPoints.size();
+    program.report()["reference"]["notFinite"] = reference.numNotFinite;
+    return reference;
 }
 
 void info(const InfoOptions& options, Program& program) {
-    const bool bReference = !options.reference.empty();
     Program::requireMeshInput(options.mesh);
-    if (bReference) Program::requirePointInput(options.reference);
-    program.requireReport({options.mesh, options.reference});
+    if (options.reference) Program::requirePointInput(*options.reference);
+    program.requireReport({options.mesh, options.reference.value_or("")});
 
     std::vector<Point3> vCorners = program.readTriangles(options.mesh);
     IndexedTriangles mesh;
     program.step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
     if (mesh.vTriangles.empty()) throw Failure("There is no triangle with finite coordinates in " + options.mesh);
-    const std::vector<Point3> vCloud = bReference ? readReference(options.reference, program) : std::vector<Point3>();
+    Reference reference;
+    if (options.reference) reference = readReference(*options.reference, program);
 
     MeshFigures figures;
     program.step("measure", [&] { figures = measureMesh(mesh); });
     program.report()["mesh"] = figures.toJson();
     printMesh(figures);
-    if (!bReference) return;
+    if (!options.reference) return;
 
     CloudDistances distances;
-    const auto within = options.within > 0.0 ? std::optional(options.within) : std::nullopt;
-    program.step("measure",
-                 [&] { distances = measureDistances(mesh.vVertices, vCloud, figures.averageEdgeLength, within); });
+    program.step("measure", [&] {
+        distances = measureDistances(mesh.vVertices, reference.vPoints, figures.averageEdgeLength, options.within);
+    });
     program.report()["distances"] = distances.toJson();
-    printDistances(distances, program.report()["reference"]["notFinite"]);
+    printDistances(distances, reference.numNotFinite);
 }
 
 }  // namespace

@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "PointTree.h"
+#include "Sets.h"
 
 using namespace TARN_KEL;
 
@@ -60,28 +61,6 @@ private:
 
     std::vector<Index> vSlot;      // a number, or NONE; at most half of them are taken
     std::vector<Point3>& vPlaces;  // of each number
-};
-
-/// Disjoint sets with path halving; the least member stands for its set.
-class Sets {
-public:
-    explicit Sets(std::size_t size) : vParent(size), count(size) { std::iota(vParent.begin(), vParent.end(), 0); }
-    void join(Index a, Index b) {
-        const auto [low, high] = std::minmax({root(a), root(b)});
-        if (low == high) return;
-        vParent[high] = low;
-        --count;
-    }
-    Index root(Index i) {
-        while (vParent[i] != i)
-            i = vParent[i] = vParent[vParent[i]];
-        return i;
-    }
-    std::size_t numSets() const { return count; }
-
-private:
-    std::vector<Index> vParent;
-    std::size_t count;
 };
 
 /// The side of a triangle that begins at a corner. Corner 3 t + k is the k-th of triangle t.
@@ -313,7 +292,7 @@ IndexedTriangles unified(std::size_t numCorners, std::size_t maxPlaces, const Pl
     mesh.vTriangles.reserve(numCorners / 3);
     PlaceNumbers numbers(maxPlaces, mesh.vVertices);
     for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
-        if (!isFinite(placeOf(i)) || !isFinite(placeOf(i + 1)) || !isFinite(placeOf(i + 2))) {
+        if (!isFinitePoint(placeOf(i)) || !isFinitePoint(placeOf(i + 1)) || !isFinitePoint(placeOf(i + 2))) {
             ++mesh.numNotFinite;
             continue;
         }
@@ -331,10 +310,6 @@ double shareBelow(const std::vector<double>& vDistance, double limit) {
 }
 
 }  // namespace
-
-bool isFinite(const Point3& p) {
-    return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
-}
 
 IndexedTriangles unifiedCorners(const std::vector<Point3>& vCorners) {
     return unified(vCorners.size(), vCorners.size(), [&](std::size_t i) -> const Point3& { return vCorners[i]; });

@@ -80,5 +80,3 @@ struct CloudDistances {
 /// points near each other or apart along an axis; up to n for a vertex from which the points look equally far.
 CloudDistances measureDistances(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<TARN_KEL::Point3>& vCloud,
                                 double averageEdgeLength, std::optional<double> within);
-
-bool isFinite(const TARN_KEL::Point3& p);

@@ -4,32 +4,36 @@ using namespace TARN_KEL;
 
 namespace {
 
-void requireTriangles(const Mesh& mesh, const std::string& step) {
-    if (!(mesh.getAverageEdgeLength() >= 0.0)) throw Failure("No triangle is left after the step '" + step + "'");
+void requireTriangles(const MeshPtr& pMesh, const std::string& step) {
+    if (isEmpty(pMesh)) throw Failure("No triangle is left after the step '" + step + "'");
 }
 
 }  // namespace
 
-// Progress costs the library the square of the rounds: at this number some seconds.
-const CLI::Range smoothRounds(1, 10000);
+bool isEmpty(const MeshPtr& pMesh) {
+    return !pMesh || !(pMesh->getAverageEdgeLength() >= 0.0);
+}
+
+// Each round is a step of the progress: at this number some 400 MB.
+const CLI::Range smoothRounds(1, 1000000);
 
 void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, Program& program) {
     int numGone = 0;
     program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle); });
     program.report()["reduce"] = {{"maxEdge", maxEdge}, {"maxAngle", maxAngle}, {"trianglesGone", numGone}};
-    requireTriangles(*pMesh, "reduce");
+    requireTriangles(pMesh, "reduce");
 }
 
 void flipMesh(const MeshPtr& pMesh, bool bAnneal, Program& program) {
     program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh) : edgeFlips(pMesh); });
     program.report()["flip"] = {{"anneal", bAnneal}};
-    requireTriangles(*pMesh, "flip");
+    requireTriangles(pMesh, "flip");
 }
 
 void smoothMesh(const MeshPtr& pMesh, int numRounds, Program& program) {
     program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds); });
     program.report()["smooth"] = {{"rounds", numRounds}};
-    requireTriangles(*pMesh, "smooth");
+    requireTriangles(pMesh, "smooth");
 }
 
 void addMeshFiles(CLI::App& command, MeshFiles& files) {

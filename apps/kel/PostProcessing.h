@@ -8,6 +8,9 @@
 
 #include "Program.h"
 
+/// No mesh, or one without an edge.
+bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
+
 // One step of the program each, with its entry in the report. It fails when no triangle is left.
 
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
@@ -30,5 +33,6 @@ void addMeshFiles(CLI::App& command, MeshFiles& files);
 /// Reads, changes and writes a mesh.
 void changeMesh(const MeshFiles& files, const std::function<void(const TARN_KEL::MeshPtr&)>& change, Program& program);
 
-inline constexpr const char* MESH_IN = "Triangles: .ply or ASCII .stl";
+inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
+inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
 inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";

@@ -4,9 +4,9 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <cmath>
-#include <cstdio>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -55,13 +55,8 @@ void requireReadable(const std::string& filename, bool (*isOfKind)(const std::st
 /// Fails where it is plain before any work that a file of that name can't be written.
 void requireWritable(const std::string& filename) {
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
-    if (fs::exists(filename) && access(filename.c_str(), W_OK) != 0)
-        throw Failure("The file " + filename + " can't be written: no permission");
-    if (fs::is_other(filename)) return;  // a device or a pipe: written in place
-    const fs::path parent = fs::path(filename).parent_path();
-    const fs::path folder = parent.empty() ? fs::path(".") : parent;
-    if (!fs::is_directory(folder)) throw Failure("There is no folder " + folder.string());
-    if (access(folder.c_str(), W_OK) != 0) throw Failure("The folder " + folder.string() + " can't be written");
+    if (!AtomicFile::mayOpen(filename))
+        throw Failure("The file " + filename + " can't be written: there is no such folder, or no permission");
 }
 
 /// Megabytes.
@@ -71,17 +66,33 @@ double peakMemory() {
     return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
-/// As a file of that name holds it: a .ply in single precision, as text in six digits of that; the other text formats in
-/// enough digits to be taken as exact.
-Point3 placeInFile(const Point3& p, const std::string& filename, bool bAscii) {
-    const auto inPly = [bAscii](double value) {
-        const auto single = static_cast<double>(static_cast<float>(value));
-        if (!bAscii) return single;
-        std::array<char, 32> digits{};
-        std::snprintf(digits.data(), digits.size(), "%g", single);
-        return static_cast<double>(std::strtof(digits.data(), nullptr));
-    };
-    return isPlyFile(filename) ? Point3(inPly(p.x()), inPly(p.y()), inPly(p.z())) : p;
+/// How a mesh file holds coordinates.
+struct Precision {
+    bool bSingle;   ///< rounded to single precision
+    int numDigits;  ///< then to a text of so many digits; 0: kept as bytes
+    const char* name;
+};
+
+Precision precisionOf(const std::string& filename, bool bAscii) {
+    if (isPlyFile(filename)) return bAscii ? Precision{true, 6, "Six digits"} : Precision{true, 0, "Single precision"};
+    return isListFile(filename) ? Precision{false, 15, "Fifteen digits"} : Precision{false, 10, "Ten digits"};
+}
+
+template <typename Float>
+double throughText(double value, int numDigits) {
+    std::array<char, 32> text{};
+    const auto [pEnd, none] =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, numDigits);
+    Float read = 0;
+    std::from_chars(text.data(), pEnd, read);
+    return static_cast<double>(read);
+}
+
+double inFile(double value, const Precision& precision) {
+    const double rounded = precision.bSingle ? static_cast<double>(static_cast<float>(value)) : value;
+    if (precision.numDigits == 0) return rounded;
+    return precision.bSingle ? throughText<float>(rounded, precision.numDigits)
+                             : throughText<double>(rounded, precision.numDigits);
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -211,6 +222,8 @@ void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bo
         return isPointsText(filename) ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
                                       : writePoints_auto(filename, vPoints, bAscii);
     });
+    json["output"] = {{"file", filename}, {"points", vPoints.size()}};
+    say(filename + ": " + std::to_string(vPoints.size()) + " points");
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
@@ -238,6 +251,7 @@ bool Program::isWatched() const {
 }
 
 MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh& mesh) {
+    const Precision precision = precisionOf(filename, bAscii);
     std::vector<Point3*> vPointers;
     MeshFigures figures;
     step("measure", [&] {
@@ -246,14 +260,14 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh&
         std::vector<Point3> vVertices;
         vVertices.reserve(vPointers.size());
         for (const Point3* p : vPointers)
-            vVertices.push_back(placeInFile(*p, filename, bAscii));
+            vVertices.emplace_back(inFile(p->x(), precision), inFile(p->y(), precision), inFile(p->z(), precision));
         figures = measureMesh(unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
-    if (figures.numVertices < vPointers.size() && isPlyFile(filename))
-        warn((bAscii ? "Six digits, which " : "Single precision, which ") + filename + " holds, leaves " +
-             std::to_string(figures.numVertices) + " of " + std::to_string(vPointers.size()) +
-             " vertices apart: write .obj or .stl, or move the points to the origin");
+    if (figures.numVertices < vPointers.size())
+        warn(std::string(precision.name) + ", which " + filename + " holds, leaves " + std::to_string(figures.numVertices) +
+             " of " + std::to_string(vPointers.size()) +
+             " vertices apart: " + (isPlyFile(filename) ? "write .obj or .stl, or " : "") + "move the points to the origin");
     return figures;
 }
 

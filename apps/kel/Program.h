@@ -54,7 +54,7 @@ public:
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or nothing is left of it.
     TARN_KEL::MeshPtr readMesh(const std::string& filename);
-    /// bAscii chooses the form of a .ply, here and below.
+    /// Writes points and says how many. bAscii chooses the form of a .ply, here and below.
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false);
     /// Writes a mesh, notes the figures of what the file holds, and warns when rounding cost it vertices.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false);

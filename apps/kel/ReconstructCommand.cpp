@@ -1,6 +1,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -15,7 +16,7 @@ struct ReconstructOptions {
     std::string in;
     std::string out;
     double factor = 1.1;
-    double spacing = -1.0;  // not above 0: estimated
+    std::optional<double> spacing;  // estimated without
     bool bLaplacian = false;
     int numGrowSteps = -1;
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
@@ -29,11 +30,11 @@ void reconstruct(const ReconstructOptions& options, const std::vector<MeshStep>&
     std::vector<Point3> vPoints = program.readPoints(options.in);
     MeshPtr pMesh;
     program.step("reconstruct", [&] {
-        pMesh = options.spacing > 0.0 ? reconstruct_abs(vPoints, options.bLaplacian, options.spacing, options.numGrowSteps)
-                                      : reconstruct_auto(vPoints, options.bLaplacian, options.factor, options.numGrowSteps);
+        pMesh = options.spacing ? reconstruct_abs(vPoints, options.bLaplacian, *options.spacing, options.numGrowSteps)
+                                : reconstruct_auto(vPoints, options.bLaplacian, options.factor, options.numGrowSteps);
     });
-    const bool bNothing = !pMesh || !(pMesh->getAverageEdgeLength() >= 0.0);  // a mesh without an edge is none
-    if (bNothing) throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
+    if (isEmpty(pMesh))
+        throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
     for (const MeshStep& step : vSteps)
         step(pMesh);
     program.writeMesh(options.out, pMesh);

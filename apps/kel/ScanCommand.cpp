@@ -1,5 +1,6 @@
 #include <memory>
 
+#include "PostProcessing.h"
 #include "SyntheticScan.h"
 #include "commands.h"
 
@@ -19,17 +20,12 @@ void scan(const ScanOptions& options, Program& program) {
     ScanTruth truth;
     program.step("scan", [&] { truth = makeScan(request, vPoints); });
     program.writePoints(options.out, vPoints);
-    program.report()["scan"] = {{"file", options.out},
-                                {"shape", request.shape},
-                                {"points", vPoints.size()},
-                                {"noise", request.noise},
-                                {"seed", request.seed}};
+    program.report()["scan"] = {{"shape", request.shape}, {"noise", request.noise}, {"seed", request.seed}};
     program.report()["truth"] = {{"area", truth.area},
                                  {"spacing", truth.spacing},
                                  {"components", truth.numComponents},
                                  {"borderLoops", truth.numBorderLoops},
                                  {"eulerCharacteristic", truth.eulerCharacteristic}};
-    program.say(options.out + ": " + std::to_string(vPoints.size()) + " points");
 }
 
 }  // namespace
@@ -39,7 +35,7 @@ void addScanCommand(CLI::App& app, Program& program) {
     const std::size_t maxPoints = 1000000000;
     CLI::App& command = *app.add_subcommand("scan", "Make a synthetic scan of a surface of which everything is known");
     command.add_option("SHAPE", pOptions->request.shape, "The surface")->required()->check(CLI::IsMember(scanShapes()));
-    command.add_option("OUT", pOptions->out, "The points: .xyz, .txt, .asc, .bin or .ply")->required();
+    command.add_option("OUT", pOptions->out, POINTS_OUT)->required();
     command.add_option("--points", pOptions->request.numPoints, "Number of points")
         ->required()
         ->check(CLI::Range(std::size_t{1}, maxPoints));

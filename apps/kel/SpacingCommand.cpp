@@ -2,7 +2,6 @@
 #include <memory>
 #include <sstream>
 
-#include "MeshAnalysis.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -11,8 +10,8 @@ namespace {
 
 /// Those that aren't finite aside.
 bool isAtOnePlace(const std::vector<Point3>& vPoints) {
-    const auto first = std::find_if(vPoints.begin(), vPoints.end(), isFinite);
-    return std::all_of(first, vPoints.end(), [&](const Point3& p) { return !isFinite(p) || p == *first; });
+    const auto first = std::find_if(vPoints.begin(), vPoints.end(), isFinitePoint);
+    return std::all_of(first, vPoints.end(), [&](const Point3& p) { return !isFinitePoint(p) || p == *first; });
 }
 
 void estimateSpacing(const std::string& in, Program& program) {

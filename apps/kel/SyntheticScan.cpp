@@ -5,9 +5,10 @@
 // patch is missing, tries that fall into it are made up for on all pieces alike, so that the density is the same everywhere.
 #include "SyntheticScan.h"
 
+#include <algorithm>
 #include <cmath>
 #include <functional>
-#include <map>
+#include <iterator>
 #include <stdexcept>
 
 using TARN_KEL::crossProduct;
@@ -187,34 +188,45 @@ Shape patchedSphere() {
     return {sphere(accepts), {4.0 * PI - missing, 0.0, 1, 6, -4}};
 }
 
+/// The surfaces by name. numPoints: of the scan to come.
+struct NamedShape {
+    const char* name;
+    Shape (*make)(std::size_t numPoints);
+};
+const NamedShape SHAPES[] = {
+    {"sphere",
+     [](std::size_t) {
+         return Shape{sphere([](const Point3&) { return true; }), {4.0 * PI, 0.0, 1, 0, 2}};
+     }},
+    {"torus",
+     [](std::size_t) {
+         return Shape{torus(), {4.0 * PI * PI * RING * TUBE, 0.0, 1, 0, 0}};
+     }},
+    {"plane",
+     [](std::size_t) {
+         return Shape{rectangle(Point3(), {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}), {1.0, 0.0, 1, 1, 1}};
+     }},
+    {"cube",
+     [](std::size_t) {
+         return Shape{box(1.0, 1.0, 1.0), {6.0, 0.0, 1, 0, 2}};
+     }},
+    {"block",
+     [](std::size_t) {
+         return Shape{box(2.0, 1.0, 0.5), {7.0, 0.0, 1, 0, 2}};
+     }},
+    {"wall",
+     [](std::size_t numPoints) {
+         const double spacing = std::sqrt(2.0 / static_cast<double>(numPoints));
+         return doubleWall(4.0 * spacing);
+     }},
+    {"patches", [](std::size_t) { return patchedSphere(); }},
+};
+
 Shape makeShape(const std::string& name, std::size_t numPoints) {
-    const double wallDistance = 4.0 * std::sqrt(2.0 / static_cast<double>(numPoints));  // four spacings
-    const std::map<std::string, std::function<Shape()>> mMakers = {
-        {"sphere",
-         [] {
-             return Shape{sphere([](const Point3&) { return true; }), {4.0 * PI, 0.0, 1, 0, 2}};
-         }},
-        {"torus",
-         [] {
-             return Shape{torus(), {4.0 * PI * PI * RING * TUBE, 0.0, 1, 0, 0}};
-         }},
-        {"plane",
-         [] {
-             return Shape{rectangle(Point3(), {1.0, 0.0, 0.0}, {0.0, 1.0, 0.0}), {1.0, 0.0, 1, 1, 1}};
-         }},
-        {"cube",
-         [] {
-             return Shape{box(1.0, 1.0, 1.0), {6.0, 0.0, 1, 0, 2}};
-         }},
-        {"block",
-         [] {
-             return Shape{box(2.0, 1.0, 0.5), {7.0, 0.0, 1, 0, 2}};
-         }},
-        {"wall", [&] { return doubleWall(wallDistance); }},
-        {"patches", [] { return patchedSphere(); }}};
-    const auto it = mMakers.find(name);
-    if (it == mMakers.end()) throw std::invalid_argument("There is no shape '" + name + "'");
-    return it->second();
+    const auto it =
+        std::find_if(std::begin(SHAPES), std::end(SHAPES), [&](const auto& shape) { return shape.name == name; });
+    if (it == std::end(SHAPES)) throw std::invalid_argument("There is no shape '" + name + "'");
+    return it->make(numPoints);
 }
 
 double fraction(double value) {
@@ -245,7 +257,10 @@ void samplePiece(const Piece& piece, std::size_t numTries, double noise, Sequenc
 }  // namespace
 
 std::vector<std::string> scanShapes() {
-    return {"sphere", "torus", "plane", "cube", "block", "wall", "patches"};
+    std::vector<std::string> vNames;
+    for (const NamedShape& shape : SHAPES)
+        vNames.emplace_back(shape.name);
+    return vNames;
 }
 
 ScanTruth makeScan(const ScanRequest& request, std::vector<Point3>& vPoints) {

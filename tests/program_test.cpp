@@ -11,6 +11,7 @@
 
 #include "kel.h"
 #include "support/TempFolder.h"
+#include "support/binary_stl.h"
 #include "support/capture.h"
 
 using namespace TARN_KEL;
@@ -113,6 +114,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     folder.write("text.xyz", "no number\n");
     folder.write("bad.ply", "no header\n");
     folder.write("bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12));
+    std::filesystem::create_symlink("none/o.ply", folder.path("dangling.ply"));
     ASSERT_EQ(run("scan sphere scan.bin --points 2000 --quiet").status, 0);
     const std::size_t numFiles = folder.numFiles();
     const std::vector<std::string> vWrong = {"",
@@ -155,6 +157,18 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "reconstruct scan.bin o.ply --reduce 1 nan",
                                              "reconstruct scan.bin o.ply --smooth 0",
                                              "reconstruct scan.bin o.ply --smooth 1 --smooth 2",
+                                             "melt good.stl o.ply",
+                                             "melt good.stl o.ply --spacing 0",
+                                             "melt good.stl o.ply --spacing 1 --feature-angle -1",
+                                             "melt good.stl o.xyz --spacing 1",
+                                             "melt good.stl good.stl --spacing 1",
+                                             "melt good.xyz o.ply --spacing 1",
+                                             "melt flat.stl o.ply --spacing 1 --quiet",
+                                             "cloud good.stl o.xyz",
+                                             "cloud good.stl o.stl --spacing 1",
+                                             "cloud none.stl o.xyz --spacing 1",
+                                             "cloud good.stl o.xyz --spacing nan",
+                                             "cloud flat.stl o.xyz --spacing 1 --quiet",
                                              "reduce good.stl o.ply",
                                              "reduce good.stl o.ply --max-edge 1",
                                              "reduce good.stl o.ply --max-angle 1",
@@ -173,6 +187,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "smooth good.stl o.ply",
                                              "smooth good.stl o.ply -n 0",
                                              "smooth good.stl o.ply -n 1.5",
+                                             "smooth good.stl o.ply -n 1000001",
                                              "smooth ball.stl o.obj -n 40 --quiet",
                                              "convert good.stl o.foo",
                                              "convert good.stl o.xyz",
@@ -216,6 +231,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         EXPECT_EQ(countIn(outcome.err, "\n"), 1) << arguments << ": " << outcome.err;
         EXPECT_EQ(folder.numFiles(), numFiles) << arguments;
     }
+    EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
+        << "before it reads";
 }
 
 TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
@@ -282,6 +299,11 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_EQ(folder.read("t.ply").size(), folder.read("m.ply").size());  // the text has six digits
     EXPECT_TRUE(folder.read("s.ply") == folder.read("m.ply"));            // ten digits hold a float
     EXPECT_EQ(folder.read("text.ply").rfind("ply\nformat ascii", 0), 0u);
+    std::vector<Point3> vCorners;
+    ASSERT_TRUE(readSTL_ASCII(folder.path("m.stl").c_str(), vCorners));
+    folder.write("b.stl", binaryStl(vCorners));
+    convert("b.stl b.ply");
+    EXPECT_TRUE(folder.read("b.ply") == folder.read("m.ply"));
     for (const std::string arguments : {"scan.bin p.xyz", "p.xyz p.bin", "scan.bin p.ply", "p.ply text.ply --ascii",
                                         "text.ply t.ply", "p.ply p.list", "mesh.ply v.xyz", "v.xyz v.ply"})
         convert(arguments);
@@ -362,6 +384,16 @@ TEST_F(ProgramTest, reportsTheMeshThatTheFileHolds) {
     EXPECT_EQ(countIn(outcome.err, "kel: warning: Six digits"), 1) << outcome.err;
     ASSERT_EQ(run("info mesh.ply --json info.json").status, 0);
     EXPECT_EQ(meshOf("report.json"), meshOf("info.json"));
+    for (const double far : {0.0, 1e8}) {
+        std::vector<Point3> vMoved = points("scan.bin");
+        for (Point3& p : vMoved)
+            p = p + Vector3(far, 0.0, 0.0);
+        writePoints_BIN(folder.path("moved.bin").c_str(), vMoved);
+        const Outcome moved = run("reconstruct moved.bin mesh.stl --json report.json");
+        EXPECT_EQ(countIn(moved.err, "kel: warning: Ten digits"), far > 0.0 ? 1 : 0) << moved.err;
+        ASSERT_EQ(run("info mesh.stl --json info.json").status, 0);
+        EXPECT_EQ(meshOf("report.json"), meshOf("info.json"));
+    }
 }
 
 TEST_F(ProgramTest, failsWhenStandardOutputIsFull) {
@@ -476,7 +508,7 @@ TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
 TEST_F(ProgramTest, explainsItself) {
     for (const std::string arguments :
          {"--help", "reconstruct --help", "reduce --help", "flip --help", "smooth --help", "convert --help", "holes --help",
-          "info --help", "spacing --help", "scan --help", "--version"}) {
+          "melt --help", "cloud --help", "info --help", "spacing --help", "scan --help", "--version"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 0) << arguments;
         EXPECT_EQ(outcome.err, "") << arguments;

@@ -5,10 +5,12 @@
 
 #include "Program.h"
 
+void addCloudCommand(CLI::App& app, Program& program);
 void addConvertCommand(CLI::App& app, Program& program);
 void addFlipCommand(CLI::App& app, Program& program);
 void addHolesCommand(CLI::App& app, Program& program);
 void addInfoCommand(CLI::App& app, Program& program);
+void addMeltCommand(CLI::App& app, Program& program);
 void addReconstructCommand(CLI::App& app, Program& program);
 void addReduceCommand(CLI::App& app, Program& program);
 void addScanCommand(CLI::App& app, Program& program);

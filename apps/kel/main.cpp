@@ -32,6 +32,8 @@ int runProgram(int argc, char** argv) {
     app.require_subcommand(1);
     Program program;
     addReconstructCommand(app, program);
+    addMeltCommand(app, program);
+    addCloudCommand(app, program);
     addReduceCommand(app, program);
     addFlipCommand(app, program);
     addSmoothCommand(app, program);

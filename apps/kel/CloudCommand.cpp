@@ -1,0 +1,31 @@
+#include <memory>
+
+#include "SoupOptions.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+void makeCloud(const SoupOptions& options, Program& program) {
+    const auto& [in, out] = options.files;
+    Program::requireMeshInput(in);
+    program.requirePointOutput(out, in);
+    std::vector<Point3> vCorners = program.readTriangles(in);
+    std::vector<Point3> vPoints;
+    program.step("cloud", [&] { toCloud(vCorners, options.spacing, options.featureAngle, vPoints); });
+    program.report()["cloud"] = options.toJson();
+    if (vPoints.empty()) throw Failure("No point came of " + in);
+    program.writePoints(out, vPoints);
+}
+
+}  // namespace
+
+void addCloudCommand(CLI::App& app, Program& program) {
+    auto pOptions = std::make_shared<SoupOptions>();
+    CLI::App& command =
+        *app.add_subcommand("cloud", "Make points of triangles: one for each cell of a grid that they touch");
+    addSoupOptions(command, *pOptions, POINTS_OUT);
+    program.addCommonOptions(command);
+    command.callback([pOptions, &program] { makeCloud(*pOptions, program); });
+}

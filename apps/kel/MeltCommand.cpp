@@ -1,0 +1,31 @@
+#include <memory>
+
+#include "SoupOptions.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+void meltSoup(const SoupOptions& options, Program& program) {
+    const auto& [in, out] = options.files;
+    Program::requireMeshInput(in);
+    program.requireMeshOutput(out, in);
+    std::vector<Point3> vCorners = program.readTriangles(in);
+    MeshPtr pMesh;
+    program.step("melt", [&] { pMesh = melt(vCorners, options.spacing, options.featureAngle); });
+    program.report()["melt"] = options.toJson();
+    if (isEmpty(pMesh)) throw Failure("No mesh came of " + in);
+    program.writeMesh(out, pMesh);
+}
+
+}  // namespace
+
+void addMeltCommand(CLI::App& app, Program& program) {
+    auto pOptions = std::make_shared<SoupOptions>();
+    CLI::App& command = *app.add_subcommand(
+        "melt", "Make a clean mesh of triangles that needn't fit together, by way of the cells of a grid that they touch");
+    addSoupOptions(command, *pOptions, MESH_OUT);
+    program.addCommonOptions(command);
+    command.callback([pOptions, &program] { meltSoup(*pOptions, program); });
+}

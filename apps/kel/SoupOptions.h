@@ -1,0 +1,17 @@
+// What the commands that rasterise a triangle soup have in common.
+#pragma once
+
+#include <nlohmann/json.hpp>
+
+#include "PostProcessing.h"
+
+struct SoupOptions {
+    MeshFiles files;
+    double spacing = 0.0;        ///< edge of a grid cell
+    double featureAngle = 10.0;  ///< degrees; what the library takes for a soup that it reads itself
+
+    nlohmann::ordered_json toJson() const;
+};
+
+/// Adds IN, OUT, with this text, and the options of the grid to a command.
+void addSoupOptions(CLI::App& command, SoupOptions& options, const char* outText);

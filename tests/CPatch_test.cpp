@@ -1,34 +1,16 @@
 #include "CPatch.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <map>
-#include <numeric>
-#include <random>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "CMesh.h"
-#include "support/capture.h"
 #include "support/coarse.h"
 #include "support/coarse_soup.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
 using Triangles = std::vector<CTriangle*>;
 using Edges = std::vector<CEdge*>;
-
-Triangles sorted(Triangles v) {
-    std::sort(v.begin(), v.end());
-    return v;
-}
 
 /// The result of a cut, with names.
 struct Cut {
@@ -64,8 +46,7 @@ struct Wreck : Sheet {
 };
 
 std::set<CEdge*> someEdges(const CMesh& mesh, std::mt19937& random) {
-    Edges vAll;
-    mesh.getCEdges(vAll);
+    const Edges vAll = listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); });
     std::set<CEdge*> sSome;
     std::sample(vAll.begin(), vAll.end(), std::inserter(sSome, sSome.end()), vAll.size() / 3, random);
     return sSome;
@@ -77,16 +58,10 @@ std::vector<Triangles> slowComponents(const Triangles& vT, const auto& isCrossed
     Triangles vCT;
     for (CTriangle* pCT : vT)
         if (pCT->isAlive() && std::count(vCT.begin(), vCT.end(), pCT) == 0) vCT.push_back(pCT);
-    std::vector<std::size_t> vLabel(vCT.size());  // the number of a component's first triangle
-    std::iota(vLabel.begin(), vLabel.end(), 0U);
-    for (std::size_t i = 0; i < vCT.size(); ++i)
-        for (std::size_t j = 0; j < i; ++j)
-            for (CEdge* pCE : {vCT[i]->pCE01, vCT[i]->pCE12, vCT[i]->pCE02}) {
-                const bool bShared = pCE == vCT[j]->pCE01 || pCE == vCT[j]->pCE12 || pCE == vCT[j]->pCE02;
-                if (!bShared || !isCrossed(pCE)) continue;
-                const auto [first, second] = std::minmax({vLabel[i], vLabel[j]});
-                std::replace(vLabel.begin(), vLabel.end(), second, first);
-            }
+    const auto vLabel = labels(vCT.size(), [&](std::size_t i, std::size_t j) {
+        const auto edgesOf = [&](std::size_t k) { return std::set{vCT[k]->pCE01, vCT[k]->pCE12, vCT[k]->pCE02}; };
+        return std::ranges::any_of(edgesOf(i), [&](CEdge* pCE) { return edgesOf(j).count(pCE) != 0 && isCrossed(pCE); });
+    });
     std::map<std::size_t, Triangles> mComponent;
     for (std::size_t i = 0; i < vCT.size(); ++i)
         mComponent[vLabel[i]].push_back(vCT[i]);
@@ -120,8 +95,7 @@ Edges edgesWhere(const std::map<CEdge*, int>& mCount, const auto& isWanted) {
 }
 
 TEST(createPatches, agreesWithSlowComponentsOnWrecks) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(40, [](unsigned seed) {
         Wreck w(seed);
         std::set<CEdge*> sFences = someEdges(w.mesh, w.random);
         for (std::set<CEdge*>* pFences : {static_cast<std::set<CEdge*>*>(nullptr), &sFences}) {
@@ -145,7 +119,7 @@ TEST(createPatches, agreesWithSlowComponentsOnWrecks) {
         }
         w.mesh.createCCPatches();
         EXPECT_EQ(membersOf(w.mesh.vPatches), slowComponents(w.mesh.vAllCT, [](CEdge*) { return true; }));
-    }
+    });
 }
 
 TEST(createPatches, noTriangleKnowsAPatchThatIsGone) {
@@ -179,8 +153,7 @@ TEST(createCCPatches, staysLinearAtAnEdgeOfManyTriangles) {
 }
 
 TEST(CPatch, listsAgreeWithCountsOnWrecks) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(40, [](unsigned seed) {
         Wreck w(seed);
         for (CPatch* pPatch : Cut(w.mesh).vPatches) {
             for (std::size_t i = 0; i < pPatch->getSize(); i += 9)
@@ -190,9 +163,7 @@ TEST(CPatch, listsAgreeWithCountsOnWrecks) {
                 EXPECT_EQ(vFound, edgesWhere(mCount, isWanted));
             };
             const auto list = [pPatch](auto query, auto... args) {
-                Edges v;
-                (pPatch->*query)(args..., v);
-                return v;
+                return listOf<CEdge*>([&](auto& v) { (pPatch->*query)(args..., v); });
             };
             pPatch->setOuterBoundary();
             expect(pPatch->vPatchBoundaryCE, [](CEdge*, int num) { return num == 1; });
@@ -219,16 +190,14 @@ TEST(CPatch, listsAgreeWithCountsOnWrecks) {
             sRim.insert(cell(900, 0, 0));
             EXPECT_EQ(pPatch->countFeatureCCD(sRim), numRim);
         }
-    }
+    });
 }
 
 TEST(CPatch, freeListsAgreeWithSlowOnes) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(40, [](unsigned seed) {
         Wreck w(seed);
-        Triangles vSome;  // dead ones and repeats too
-        for (int i = 0; i < 60; ++i)
-            vSome.push_back(w.any());
+        Triangles vSome(60);  // dead ones and repeats too
+        std::generate(vSome.begin(), vSome.end(), [&w] { return w.any(); });
         const std::map<int, std::string> mSelected = {{0, ""},      {1, "1"},        {3, "3"},    {-1, "13579"},
                                                       {-2, "2468"}, {-3, "3456789"}, {-4, "468"}, {-5, ""}};
         for (const auto& [deg, numbers] : mSelected) {
@@ -241,14 +210,14 @@ TEST(CPatch, freeListsAgreeWithSlowOnes) {
         }
         std::vector<Triangles> vvOut;
         getConnectedComponents_HE(vSome, vvOut);
-        std::transform(vvOut.begin(), vvOut.end(), vvOut.begin(), sorted);
+        for (Triangles& v : vvOut)
+            v = sorted(v);
         EXPECT_EQ(vvOut, slowComponents(sorted(vSome), [](CEdge* pCE) { return pCE->getDegree() <= 2; }));
-    }
+    });
 }
 
 TEST(CPatch, assimilatesPieceByPieceToTheRimOfTheWhole) {
-    for (unsigned seed = 0; seed < 20; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(20, [](unsigned seed) {
         Sheet sheet(8, 8);
         std::mt19937 random(seed);
         std::set<CEdge*> sFences = someEdges(sheet.mesh, random);
@@ -266,7 +235,7 @@ TEST(CPatch, assimilatesPieceByPieceToTheRimOfTheWhole) {
         EXPECT_EQ(pWhole->getSize(), 128U);
         for (const CTriangle* pCT : sheet.mesh.vAllCT)
             EXPECT_TRUE(pCT->isAlive() && pCT->getPatch() == pWhole);
-    }
+    });
 }
 
 TEST(CPatch, closedSurfacesComeOutFacingOutward) {
@@ -309,8 +278,6 @@ TEST(CPatch, orientationLeavesUprightSheetsAndWarnsWithoutATop) {
     EXPECT_EQ(std::pair(upright.getMaxZCCD(), bottom.getMaxZCCD()), std::pair(cell(5, 5, 6), ~VCD{0}));
 }
 
-// ---- Splitting
-
 struct PillowShape {
     unsigned numX, numY;
     int splitUpper = 0, splitLower = 0;  ///< triangles cut in three: two triangles more each
@@ -331,8 +298,7 @@ struct Pillow : CoarseWorld {
             split(vUpper);
         for (int i = 0; i < shape.splitLower; ++i)
             split(vLower);
-        Edges vCE;
-        mesh.getCEdges(vCE);
+        const Edges vCE = listOf<CEdge*>([this](auto& v) { mesh.getCEdges(v); });
         bool bBeforeFirst = true;
         for (const CEdge* pCE : vCE) {
             const bool bRim = sRim.count(pCE->v0) != 0 && sRim.count(pCE->v1) != 0;
@@ -379,13 +345,9 @@ struct Pillow : CoarseWorld {
 };
 
 TEST(splitClosedPatchKill, killsTheSmallerSideOrSparesTheOneThatOthersHangOn) {
-    struct Case {
-        PillowShape shape;
-        double thickness;  // mean, in cells
-        bool bCareful, bUpperStays, bLowerStays;
-    };
-    const Case aCases[] = {{{2, 2, 0, 1}, 5.0, true, false, true},  // 18 triangles
-                           {{2, 2, 0, 2}, 1.01, true, true, true},  // 20
+    using Case = std::tuple<PillowShape, double, bool, bool, bool>;  // thickness, as a mean in cells; careful; what stays
+    const Case aCases[] = {{{2, 2, 0, 1}, 5.0, true, false, true},   // 18 triangles
+                           {{2, 2, 0, 2}, 1.01, true, true, true},   // 20
                            {{2, 2, 0, 2}, 0.99, true, false, true},
                            {{2, 2, 2, 0}, 0.99, true, true, false},
                            {{4, 6, 0, 1}, 0.99, true, false, true},  // 98
@@ -440,8 +402,6 @@ TEST(ConEdge, ranksByTheTurnOfTheSurface) {
         }
 }
 
-// ---- Paths
-
 /// A crumpled sheet, so that edges have all three lengths, with two walls on it.
 struct Crumpled : Sheet {
     explicit Crumpled(unsigned seed) : Sheet(12, 9) {
@@ -482,8 +442,7 @@ struct Crumpled : Sheet {
 };
 
 TEST(findPartitioningPath, joinsEachOpenEndWithItsNearest) {
-    for (unsigned seed = 0; seed < 20; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(20, [](unsigned seed) {
         Crumpled sheet(seed);
         Edges vPath;
         sheet.pPatch->findPartitioningPath(vPath, sheet.mPoints);
@@ -502,7 +461,7 @@ TEST(findPartitioningPath, joinsEachOpenEndWithItsNearest) {
             }
         }
         EXPECT_EQ(it, vPath.end());
-    }
+    });
     CoarseWorld world;
     const VCD a = world.put(5, 5, 5), b = world.put(5, 6, 5);
     CPatch patch(&world.mesh, &world.calc);

@@ -1,30 +1,16 @@
 // The cloud and its manager: spacing, grid, bundles, and what becomes of bad input.
 #include "Cloud.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <limits>
-#include <map>
-#include <memory>
-
 #include "CloudMgr.h"
 #include "Progress.h"
 #include "Smooth.h"
 #include "support/TempFolder.h"
-#include "support/capture.h"
 #include "support/points.h"
+#include "support/prelude.h"
 
-namespace {
-
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
-const double INF = std::numeric_limits<double>::infinity();
-const double QUIET_NAN = std::numeric_limits<double>::quiet_NaN();
-const double LARGEST = std::numeric_limits<double>::max();
+namespace {
 
 /// A cloud of the points up to the spacing; a detected one is of no use to the grid.
 std::unique_ptr<Cloud> cloudOf(std::vector<Point3> vPoints, double spacingAbs) {
@@ -49,8 +35,6 @@ struct Prepared {
     Calc* pCalc = nullptr;
     std::vector<Bundle*> vBundles;
 };
-
-// ---- Spacing
 
 /// The estimate written down step by step, with lists and single bits.
 double spacingByLists(const std::vector<Point3>& vPoints) {
@@ -122,8 +106,6 @@ TEST(estimateRes2, takesTheExtentWherePointsAllButCoincide) {
     EXPECT_EQ(detectedSpacing({{-LARGEST, 0, 0}, {LARGEST, 0, 0}}), INF);
 }
 
-// ---- Grid
-
 /// A cloud of the given extent with a spacing set by the caller, up to its grid.
 std::unique_ptr<Cloud> cloudWithGrid(double extent, double spacing, double offset = 0.0) {
     auto pCloud = cloudOf({{offset, offset, offset}, {offset + extent, offset, offset}}, spacing);
@@ -132,11 +114,8 @@ std::unique_ptr<Cloud> cloudWithGrid(double extent, double spacing, double offse
 }
 
 TEST(createCalc, takesTheLeastLevelWithAMarginOfFiveThousandCells) {
-    const struct {
-        double extent;
-        int level;
-    } table[] = {{0, 14}, {1000, 14}, {6383, 14}, {6384, 15}, {(1 << 21) - 10000.0, 21}};
-    for (const auto& [extent, level] : table) {
+    for (const auto& [extent, level] :
+         std::vector<std::pair<double, int>>{{0, 14}, {1000, 14}, {6383, 14}, {6384, 15}, {(1 << 21) - 10000.0, 21}}) {
         std::unique_ptr<Cloud> pCloud;
         const std::string text = outputOf([&, e = extent] { pCloud = cloudWithGrid(0.25 * e, 0.25); });
         EXPECT_EQ(pCloud->getCalc()->getNumLevels(), level) << extent;
@@ -150,35 +129,28 @@ TEST(createCalc, takesTheLeastLevelWithAMarginOfFiveThousandCells) {
 }
 
 TEST(createCalc, refusesWhatCannotBeAGrid) {
-    const struct {
-        double extent, spacing, offset;
-        const char* reported;
-    } table[] = {{1.0, -1.0, 0, "usedSpacing>0"},
-                 {1.0, 0.0, 0, "usedSpacing>0"},
-                 {1.0, QUIET_NAN, 0, "usedSpacing>0"},
-                 {1.0, INF, 0, "usedSpacing>0"},
-                 {1.0, 1e-300, 0, "BaseLevel out of range: 997"},
-                 {1.0, 1e-300, 0, "numCReal>=numReqC"},
-                 {LARGEST, 1e-300, 0, "BaseLevel out of range: 1025"},
-                 {1.0, 4.7e-7, 0, "numCReal>=numReqC"},
-                 {1.0, LARGEST, 0, "bHasMargin"},
-                 {0.0, 1e-300, 1.0, "can't resolve the spacing 1e-300"},
-                 {1e-9, 1e-14, 1e7, "bHasMargin"}};
+    const std::tuple<double, double, double, const char*> table[] = {{1.0, -1.0, 0, "usedSpacing>0"},
+                                                                     {1.0, 0.0, 0, "usedSpacing>0"},
+                                                                     {1.0, NOT_A_NUMBER, 0, "usedSpacing>0"},
+                                                                     {1.0, INF, 0, "usedSpacing>0"},
+                                                                     {1.0, 1e-300, 0, "BaseLevel out of range: 997"},
+                                                                     {1.0, 1e-300, 0, "numCReal>=numReqC"},
+                                                                     {LARGEST, 1e-300, 0, "BaseLevel out of range: 1025"},
+                                                                     {1.0, 4.7e-7, 0, "numCReal>=numReqC"},
+                                                                     {1.0, LARGEST, 0, "bHasMargin"},
+                                                                     {0.0, 1e-300, 1.0, "can't resolve the spacing 1e-300"},
+                                                                     {1e-9, 1e-14, 1e7, "bHasMargin"}};
     for (const auto& [extent, spacing, offset, reported] : table) {
         const std::string text = reportOf([&, e = extent, s = spacing, o = offset] { cloudWithGrid(e, s, o); });
-        EXPECT_NE(text.find(reported), std::string::npos) << extent << " at " << spacing << ":\n" << text;
+        EXPECT_GT(countIn(text, reported), 0) << extent << " at " << spacing << ":\n" << text;
     }
 }
 
-// ---- Bad input
-
 TEST(setInputPoints, leavesOutWhatIsNotFiniteAndCountsIt) {
-    std::vector<Point3> vPoints = {{0, 0, 0}, {QUIET_NAN, 0, 0}, {1, 0, 0}, {0, INF, 0}, {2, 0, -INF}, {3, 3, 3}, {4, 4, 4}};
-    const struct {
-        bool bSoup;
-        std::vector<Point3> vKept;
-    } table[] = {{false, {{0, 0, 0}, {1, 0, 0}, {3, 3, 3}, {4, 4, 4}}}, {true, {{4, 4, 4}}}};
-    for (const auto& [bSoup, vKept] : table) {
+    std::vector<Point3> vPoints = {{0, 0, 0}, {NOT_A_NUMBER, 0, 0}, {1, 0, 0}, {0, INF, 0}, {2, 0, -INF}, {3, 3, 3},
+                                   {4, 4, 4}};
+    for (const auto& [bSoup, vKept] :
+         std::map<bool, std::vector<Point3>>{{false, {{0, 0, 0}, {1, 0, 0}, {3, 3, 3}, {4, 4, 4}}}, {true, {{4, 4, 4}}}}) {
         Cloud cloud("c", 1.0, -1.0, bSoup, -1);
         const std::string text = outputOf([&] { cloud.setInputPoints(vPoints); });
         EXPECT_EQ(cloud.vPoints, vKept);
@@ -211,21 +183,17 @@ TEST(CloudMgr, wantsOneInput) {
     reportOf([&] { cloudMgr.readFiles({"a.xyz", "b.xyz"}, 1.0, 1.0, false, false, -1); });
 }
 
-// ---- Bundles
-
 TEST(CloudMgr, givesOneBundleACellWithItsPointInside) {
     const Prepared run(Scan(3, 0.01).sphere(20000), 1.2);
-    const std::vector<Bundle*>& vBundles = run.vBundles;
-    EXPECT_GT(vBundles.size(), 6500U);
+    EXPECT_GT(run.vBundles.size(), 6500U);
+    EXPECT_TRUE(std::ranges::is_sorted(run.vBundles, std::less_equal<>(), &Bundle::ccd));
     double sumDeviation = 0.0;
-    for (std::size_t i = 0; i < vBundles.size(); ++i) {
-        const Bundle& bundle = *vBundles[i];
-        EXPECT_EQ(run.pCalc->getCCD(bundle.pVtx), bundle.ccd);
-        EXPECT_EQ(*bundle.pVtx, bundle.deliveredPoint);
-        EXPECT_TRUE(i == 0 || vBundles[i - 1]->ccd < bundle.ccd);
-        sumDeviation += std::fabs((*bundle.pVtx - Point3()).length() - 1.0);
+    for (const Bundle* pBundle : run.vBundles) {
+        EXPECT_EQ(run.pCalc->getCCD(pBundle->pVtx), pBundle->ccd);
+        EXPECT_EQ(*pBundle->pVtx, pBundle->deliveredPoint);
+        sumDeviation += std::fabs((*pBundle->pVtx - Point3()).length() - 1.0);
     }
-    EXPECT_LT(sumDeviation / static_cast<double>(vBundles.size()), 0.004);  // the noise alone is 0.005 on average
+    EXPECT_LT(sumDeviation / static_cast<double>(run.vBundles.size()), 0.004);  // the noise alone is 0.005 on average
 }
 
 TEST(Cloud, takesTheFootOfTheMidpointOnFlatPiecesAndTheNodeItselfElsewhere) {
@@ -297,8 +265,6 @@ TEST(Cloud, ordersBundlesByMovedAndCoarsenedCodes) {
     cloud.getOrderedBundles(0, 0, 0, 22, vOrdered);
     EXPECT_EQ(vOrdered.back().first, 0U);
 }
-
-// ---- Files
 
 TEST(CloudMgr, readsAFileAsItTakesPoints) {
     const TempFolder folder;

@@ -1,24 +1,13 @@
 #include "octree/Octree.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <iostream>
-#include <limits>
-#include <map>
-#include <memory>
-#include <string>
-#include <thread>
-
 #include "Random.h"
 #include "curve/GSS_HC3.h"
 #include "kel.h"
 #include "support/points.h"
+#include "support/prelude.h"
 
 using namespace TARN_OCTREE;
-using TARN_KEL::Point3;
+using namespace TARN_TEST;
 using TARN_LOCATE3::Bbox3;
 
 namespace {
@@ -56,15 +45,13 @@ struct PointTree {
 /// The tree's own rule, node by node, for lists below a hundred points: these are split without chance.
 struct PlainNode {
     PlainNode(const Points& vPoint, const Indices& vList_) : vList(vList_) {
-        for (const std::size_t i : vList)
-            box.widen(vPoint[i].x(), vPoint[i].y(), vPoint[i].z());
-        if (vList.size() <= 4) return;
         std::vector<double> x, y, z;
         for (const std::size_t i : vList) {
-            x.push_back(vPoint[i].x());
-            y.push_back(vPoint[i].y());
-            z.push_back(vPoint[i].z());
+            const Point3& p = vPoint[i];
+            box.widen(p.x(), p.y(), p.z());
+            x.push_back(p.x()), y.push_back(p.y()), z.push_back(p.z());
         }
+        if (vList.size() <= 4) return;
         for (auto* v : {&x, &y, &z})
             std::sort(v->begin(), v->end());
         const Point3 middle(x[x.size() / 2], y[y.size() / 2], z[z.size() / 2]);
@@ -107,11 +94,10 @@ Indices curveOrder(const Points& vPoint) {
 
 /// Points that repeat, lie on a line or in a plane, gather at one place, or are just spread.
 std::map<std::string, Points> clouds(std::size_t n, std::uint64_t seed) {
-    TARN_KEL::Random random(seed);
+    Random random(seed);
     const auto digit = [&random] { return random.next() % 5; };
-    std::map<std::string, Points> m{{"equal", Points(n, Point3(1.0, 2.0, 3.0))},
-                                    {"sphere", TARN_TEST::Scan(seed).sphere(n)},
-                                    {"plane", TARN_TEST::Scan(seed).plane(n)}};
+    std::map<std::string, Points> m{
+        {"equal", Points(n, Point3(1.0, 2.0, 3.0))}, {"sphere", Scan(seed).sphere(n)}, {"plane", Scan(seed).plane(n)}};
     for (std::size_t i = 0; i < n; ++i) {
         m["grid"].emplace_back(digit(), digit(), digit());
         m["line"].emplace_back(0.1 * random.next(), 7.0, 7.0);
@@ -125,12 +111,7 @@ std::map<std::string, Points> clouds(std::size_t n, std::uint64_t seed) {
 /// Radii from nothing to everything for queries in a cloud.
 std::vector<double> radii(const Points& vPoint) {
     const double size = vPoint.empty() ? 1.0 : std::sqrt((vPoint.front() - vPoint.back()).sqLength());
-    return {0.0, 0.01 * size, 0.2 * size, 1.0, 3.0 * size, std::numeric_limits<double>::infinity()};
-}
-
-Indices sorted(Indices v) {
-    std::sort(v.begin(), v.end());
-    return v;
+    return {0.0, 0.01 * size, 0.2 * size, 1.0, 3.0 * size, INF};
 }
 
 }  // namespace
@@ -159,7 +140,7 @@ TEST(GSS_HC3, keepsKeysWithinTheirBits) {
     for (const unsigned bits : {0U, 3U, 27U, 30U}) {
         const GSS_HC3 curve(-1.0, -1.0, -1.0, 1.0, 1.0, 1.0, bits);
         unsigned highest = 0;
-        for (const Point3& p : TARN_TEST::Scan(1).sphere(2000))
+        for (const Point3& p : Scan(1).sphere(2000))
             highest = std::max(highest, curve.iReset(p.x(), p.y(), p.z()));
         EXPECT_LT(highest, std::uint64_t{1} << bits);
     }
@@ -193,21 +174,22 @@ TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {
         for (const double r : radii(vPoint))
             for (std::size_t k = 0; k < vPoint.size(); k += 211) {
                 const Point3& p = vPoint[k];
-                Indices vExpected;
-                for (std::size_t i = 0; i < vPoint.size(); ++i)
-                    if ((vPoint[i] - p).sqLength() <= r * r) vExpected.push_back(i);
-                const Indices vWithin = tree.within(p, r), vNear = tree.near(p, r);
-                ASSERT_EQ(sorted(vWithin), vExpected) << name << ", radius " << r;
-                Indices vRest = vNear;  // what is near and within keeps its order
-                std::erase_if(vRest, [&](std::size_t i) { return (tree.vPoint[i] - p).sqLength() > r * r; });
-                ASSERT_EQ(vRest, vWithin) << name << ", radius " << r;
+                const auto isBeyond = [&](std::size_t i) { return (vPoint[i] - p).sqLength() > r * r; };
+                Indices vExpected(vPoint.size()), vWithin = tree.within(p, r);
+                std::iota(vExpected.begin(), vExpected.end(), 0U);
+                std::erase_if(vExpected, isBeyond);
+                Indices vNear = tree.near(p, r);
                 ASSERT_EQ(twin.near(p, r), vNear) << "the same objects give the same tree";
+                std::erase_if(vNear, isBeyond);  // what is near and within keeps its order
+                ASSERT_EQ(vNear, vWithin) << name << ", radius " << r;
+                std::sort(vWithin.begin(), vWithin.end());
+                ASSERT_EQ(vWithin, vExpected) << name << ", radius " << r;
             }
     }
 }
 
 TEST(Octree, passesByWhatIsFar) {
-    const Points vPoint = TARN_TEST::Scan(2).sphere(50000);
+    const Points vPoint = Scan(2).sphere(50000);
     const PointTree tree(vPoint);
     for (std::size_t k = 0; k < vPoint.size(); k += 1000) {
         EXPECT_LE(tree.near(vPoint[k], 0.0).size(), 12U);
@@ -221,7 +203,7 @@ TEST(Octree, answersAtItsLimits) {
     tree.getSphereIntersectors(0.0, 0.0, 0.0, 1.0, vItem);
     EXPECT_TRUE(vItem.empty()) << "not finished";
     tree.finish();
-    tree.getApproxSphereIntersectors(0.0, 0.0, 0.0, std::numeric_limits<double>::infinity(), vItem);
+    tree.getApproxSphereIntersectors(0.0, 0.0, 0.0, INF, vItem);
     EXPECT_TRUE(vItem.empty());
 
     const PointTree equal(Points(5, Point3(1.0, 2.0, 3.0)));
@@ -234,19 +216,14 @@ TEST(Octree, answersAtItsLimits) {
 }
 
 TEST(Octree, answersSeveralThreadsAtOnce) {
-    const Points vPoint = TARN_TEST::Scan(3).torus(5000);
-    const PointTree tree(vPoint);
+    const PointTree tree(Scan(3).torus(5000));
     std::vector<Indices> vAnswer(4);
-    std::vector<std::thread> vThread;
-    for (Indices& vMine : vAnswer)
-        vThread.emplace_back([&tree, &vMine] {
-            for (const Point3& p : tree.vPoint)
-                for (const std::size_t i : tree.within(p, 0.05))
-                    vMine.push_back(i);
-        });
-    for (std::thread& thread : vThread)
-        thread.join();
+    onThreads(4, [&](std::size_t thread) {
+        for (const Point3& p : tree.vPoint)
+            for (const std::size_t i : tree.within(p, 0.05))
+                vAnswer[thread].push_back(i);
+    });
     for (const Indices& v : vAnswer)
         EXPECT_EQ(v, vAnswer.front());
-    EXPECT_GT(vAnswer.front().size(), vPoint.size());
+    EXPECT_GT(vAnswer.front().size(), tree.vPoint.size());
 }

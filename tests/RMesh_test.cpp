@@ -1,39 +1,15 @@
 #include "RMesh.h"
 
-#include <gtest/gtest.h>
-
-#include <cmath>
-#include <functional>
-#include <limits>
-#include <map>
-#include <random>
-#include <thread>
-
 #include "RPatch.h"
 #include "freeFunctions.h"
-#include "support/capture.h"
 #include "support/coarse_soup.h"
 #include "support/fine.h"
 #include "support/plain_fine.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
-
-template <typename T>
-using Query = std::function<void(std::vector<T>&)>;
-
-template <typename T>
-std::vector<T> listOf(const Query<T>& query) {
-    std::vector<T> v;
-    query(v);
-    return v;
-}
-
-std::vector<REdge*> degN(const RMesh& mesh, int deg) {
-    return listOf<REdge*>([&](auto& v) { mesh.getDegN(deg, v); });
-}
 
 /// A mesh and its counterpart on ordered maps; elements of both are named by their numbers.
 class Twins {
@@ -122,28 +98,24 @@ void Twins::compareEdges() const {
             mDegEdges[deg].push_back(pRE);
     }
     ASSERT_EQ(mesh.getNumRE_all(), plain.mE.size());
-    for (const auto& [deg, vExpected] : mDegEdges) {
-        const std::vector<REdge*> vFound = degN(mesh, deg);
-        ASSERT_EQ(std::vector<const REdge*>(vFound.begin(), vFound.end()), vExpected) << "degree " << deg;
-    }
+    for (const auto& [deg, vExpected] : mDegEdges)
+        ASSERT_TRUE(std::ranges::equal(edges(mesh, deg), vExpected)) << "degree " << deg;
 }
 
 TEST(RMesh, agreesWithOrderedMapsWhateverIsMadeAndKilled) {
-    for (unsigned seed = 0; seed < 12; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+    forSeeds(12, [](unsigned seed) {
         Twins twins(seed % 2 == 0 ? 9 : 60, seed);
-        for (int round = 0; round < 8; ++round) {
+        for (int round = 0; round < 8 && !HasFatalFailure(); ++round) {
             for (int i = 0; i < 40; ++i)
                 twins.makeTriangle();
             for (int i = 0; i < 25; ++i)
                 twins.killTriangle();
             twins.compareVertices();
             twins.compareEdges();
-            if (HasFatalFailure()) return;
         }
         EXPECT_EQ(firstFault(twins.mesh), "");
         twins.mesh.checkDataStructures("twins");
-    }
+    });
 }
 
 TEST(RMesh, hasAnAreaAndAMeanLength) {
@@ -161,7 +133,7 @@ TEST(RMesh, aHubOfManyTrianglesCostsNoMoreThanOtherVertices) {
             EXPECT_NE(mesh.edge(bHubFirst ? 0 : 300001, numSpoke), nullptr);
         for (int i = 0; i < 300000; i += 3)
             mesh.kill(299999 - i);
-        EXPECT_EQ(degN(*mesh, -99).size(), 200000U + 300000U);
+        EXPECT_EQ(edges(*mesh, -99).size(), 200000U + 300000U);
         mesh->checkDataStructures("fan");
     }
 }
@@ -172,12 +144,9 @@ TEST(RMesh, aVertexIsFoundByItsCoordinates) {
     EXPECT_EQ(mesh.createVertex(Point3(-0.0, 1.0, 2.0), false), p) << "-0.0 equals 0.0";
     EXPECT_EQ(mesh.createVertex(0.0, 1.0, 2.0, true), nullptr);
     EXPECT_FALSE(mesh.hasVertex(Point3(0.0, 1.0, std::nextafter(2.0, 3.0))));
-    const double nan = std::numeric_limits<double>::quiet_NaN();
-    EXPECT_NE(mesh.createVertex(nan, 0.0, 0.0, false), mesh.createVertex(nan, 0.0, 0.0, false)) << "NaN equals nothing";
+    EXPECT_NE(mesh.createVertex(NOT_A_NUMBER, 0, 0, false), mesh.createVertex(NOT_A_NUMBER, 0, 0, false)) << "NaN is no one";
     EXPECT_EQ(mesh.getNumVtx_all(), 3U);
 }
-
-// ---- From the coarse mesh -----------------------------------------------------------------------------------------------
 
 /// 4 x 4 cells.
 struct Conversion : ::testing::Test, CoarseSoup {
@@ -195,12 +164,10 @@ TEST_F(Conversion, keepsVerticesInCodeOrderAndTrianglesAsTheyAre) {
         EXPECT_EQ(*mesh.poolVtx.at(index++), *pBundle->pVtx);
 
     std::vector<Point3*> vCoarseCorners;
+    std::vector<Point3> vCorners;
     coarse.getTriangleCorners(vCoarseCorners);
-    std::vector<Point3> vExpected, vCorners;
-    for (const Point3* p : vCoarseCorners)
-        vExpected.push_back(*p);
     mesh.getTriangleCorners(vCorners);
-    EXPECT_EQ(vCorners, vExpected);
+    EXPECT_TRUE(std::ranges::equal(vCorners, vCoarseCorners, {}, {}, [](const Point3* p) { return *p; }));
     EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 14U) << "two have lost their triangles";
     mesh.checkDataStructures("converted");
 }
@@ -211,9 +178,8 @@ TEST_F(Conversion, ofCoincidingPointsTheFirstIsFoundAndAllAreVertices) {
     EXPECT_EQ(mesh.getNumVtx_all(), 16U);
     EXPECT_EQ(mesh.mVtx.size(), 15U);
     EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 16U);
-    const auto itFirst = mBundle.find(std::min(code(5), code(6)));
-    EXPECT_EQ(mesh.createVertex(vPoint[5], false),
-              mesh.poolVtx.at(static_cast<std::size_t>(std::distance(mBundle.begin(), itFirst))));
+    const auto first = std::distance(mBundle.begin(), mBundle.find(std::min(code(5), code(6))));
+    EXPECT_EQ(mesh.createVertex(vPoint[5], false), mesh.poolVtx.at(static_cast<std::size_t>(first)));
     mesh.checkDataStructures("coinciding");
 }
 
@@ -234,8 +200,6 @@ TEST_F(Conversion, emptyAndBrokenMeshesAreTold) {
     reportOf([&] { RMesh broken(static_cast<CMesh*>(nullptr)); });
 }
 
-// ---- Elements -----------------------------------------------------------------------------------------------------------
-
 TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
     FineMesh mesh(sheet(2, 1));
     mesh.createT(0, 1, 5);
@@ -253,7 +217,7 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
         {"numDelete==3", [&] { mesh->unregisterTriangle(mesh.tri(2)); }},
         {"numDelete==3", [&] { mesh->unregisterTriangle(&stranger); }},
         {"q.first<q.second", [&] { listOf<RTriangle*>([&](auto& v) { mesh->getAdjacentT(p, p, v); }); }},
-        {"false", [&] { degN(*mesh, -2); }},
+        {"false", [&] { edges(*mesh, -2); }},
         {"false", [&] { mesh.tri(0)->getICI(p, &foreign); }},
         {"false", [&] { mesh.tri(0)->needFlip(mesh.tri(3)); }},
         {"pRet==__null", [&] { mesh.edge(0, 1)->getTriangle(false, true); }},
@@ -275,15 +239,14 @@ TEST(REdge, answersByTheNumberOfItsTriangles) {
     mesh.kill(1);
     const REdge* pRE = mesh.edge(1, 2);
     RTriangle *pFirst = mesh.tri(0), *pSecond = nullptr, *pT0, *pT1;
-    for (int num = 1; num <= 3; ++num) {
+    for (std::size_t num = 1; num <= 3; ++num) {
         EXPECT_EQ(pRE->getTwoTriangles(pT0, pT1, true), num == 2);
         EXPECT_EQ(pRE->getTwoTriangles(pT0, pT1, false), num >= 2);
         EXPECT_EQ(std::pair(pT0, pT1), std::pair(pFirst, pSecond));
         EXPECT_EQ(pRE->getUniqueOtherTriangle(pFirst), num == 2 ? pSecond : nullptr);
         EXPECT_EQ(pRE->getTriangle(true, num == 1), pFirst);
         for (const int i : {0, 1, 2})
-            EXPECT_EQ(listOf<RTriangle*>([&](auto& v) { pFirst->getNeigs(i, v); }).size(),
-                      i == 0 ? static_cast<std::size_t>(num - 1) : 0U);
+            EXPECT_EQ(listOf<RTriangle*>([&](auto& v) { pFirst->getNeigs(i, v); }).size(), i == 0 ? num - 1 : 0U);
         RTriangle* pNew = mesh.createT(3, 2, 1);
         if (num == 1) pSecond = pNew;
     }
@@ -342,8 +305,6 @@ TEST(RTriangle, measuresItself) {
     EXPECT_TRUE(line.tri(0)->isCombinatoriallyDegenerate());
     line.tri(0)->setCorner(1, line.vtx(1));
 }
-
-// ---- Patches, reports, threads ------------------------------------------------------------------------------------------
 
 TEST(RPatch, knowsItsTrianglesAndTheirBoundary) {
     FineMesh mesh(sheet(6, 4));
@@ -408,21 +369,14 @@ TEST(RMesh, theCheckSeesWhatIsBroken) {
 
 TEST(RMesh, queriesRunOnSeveralThreads) {
     const FineMesh mesh(torus(40, 30));
-    std::vector<std::size_t> vSums(4, 0);
-    const auto ask = [&mesh](std::size_t& sum) {
-        for (Point3* p : mesh.vVtx) {
-            sum += listOf<RTriangle*>([&](auto& v) { mesh->getIncidentT(p, v); }).size();
-            sum += listOf<REdge*>([&](auto& v) { mesh->getIncidentRE(p, v); }).size();
-            sum += mesh->hasVertex(*p) ? 1 : 0;
-        }
-        sum += degN(*mesh, 2).size() + mesh->getNumT();
-    };
-    std::vector<std::thread> vThreads;
-    for (std::size_t& sum : vSums)
-        vThreads.emplace_back(ask, std::ref(sum));
-    for (std::thread& thread : vThreads)
-        thread.join();
-    EXPECT_EQ(vSums, std::vector<std::size_t>(4, 1200 * (6 + 6 + 1) + 3600 + 2400));
+    std::vector<std::size_t> vSum(4);
+    onThreads(4, [&](std::size_t i) {
+        vSum[i] = edges(*mesh, 2).size() + mesh->getNumT();
+        for (Point3* p : mesh.vVtx)
+            vSum[i] += listOf<RTriangle*>([&](auto& v) { mesh->getIncidentT(p, v); }).size() +
+                       listOf<REdge*>([&](auto& v) { mesh->getIncidentRE(p, v); }).size() + (mesh->hasVertex(*p) ? 1 : 0);
+    });
+    EXPECT_EQ(vSum, std::vector<std::size_t>(4, 1200 * (6 + 6 + 1) + 3600 + 2400));
 }
 
 }  // namespace

@@ -1,19 +1,11 @@
 // The removal decisions on packed codes against their plain form, and what pruning must keep whatever the cells.
 #include "RemoveDecider_RCD.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <limits>
-#include <random>
-#include <string>
-
-#include "support/capture.h"
 #include "support/cellSets.h"
 #include "support/packedCells.h"
 #include "support/plain_decider.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
@@ -116,8 +108,7 @@ TEST(RemoveDecider_RCD, agreesWithThePlainDeciderOnBlocks) {
 
 TEST(RemoveDecider_RCD, agreesWithThePlainDeciderWhileCellsAreDoomed) {
     Calc calc = unitGrid();
-    for (unsigned seed = 0; seed < 24; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+    forSeeds(24, [&](unsigned seed) {
         VRCD vRCD = randomPacked(6, 0.1 + 0.8 * seed / 24.0, seed);
         auto vRCDPoint = pointsIn(vRCD, calc, seed);
         const VRCD vSorted = vRCD;
@@ -142,20 +133,18 @@ TEST(RemoveDecider_RCD, agreesWithThePlainDeciderWhileCellsAreDoomed) {
         VRCD vArea, vBorder, vPlainArea, vPlainBorder, vAlive, vAmongAlive;
         decider.detectAreaAndBorder(vArea, vBorder);
         plain.detectAreaAndBorder(vPlainArea, vPlainBorder);
-        EXPECT_EQ(vArea, vPlainArea);
-        EXPECT_EQ(vBorder, vPlainBorder);
+        EXPECT_EQ(std::pair(vArea, vBorder), std::pair(vPlainArea, vPlainBorder));
         decider.getAliveRCD(vAlive);
         EXPECT_EQ(vAlive.size(), vArea.size() + vBorder.size());
         decider.detectBorders(vAlive, vAmongAlive);
         EXPECT_EQ(vAmongAlive, vBorder);
-    }
+    });
 }
 
 TEST(RemoveDecider_RCD, prunesLikeThePlainDecider) {
     Calc calc = unitGrid();
     std::size_t numPrePruned = 0;
-    for (unsigned seed = 0; seed < 64; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+    forSeeds(64, [&](unsigned seed) {
         const bool bAllowBorder = (seed & 1) != 0, bPrePrune = (seed & 2) != 0;
         VRCD vRCD = seed % 3 == 0 ? randomShell(8, seed) : randomPacked(9, 0.05 + 0.014 * seed, seed);
         std::mt19937 random(seed);
@@ -170,26 +159,22 @@ TEST(RemoveDecider_RCD, prunesLikeThePlainDecider) {
         const int num = plain.prunePrioq(vRCDPoint, vCandidates, vPlainKept, vPlainDoomed, bAllowBorder, bPrePrune);
         std::shuffle(vCandidates.begin(), vCandidates.end(), random);
         EXPECT_EQ(decider.prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, bAllowBorder, bPrePrune), num);
-        EXPECT_EQ(vKept, vPlainKept);
-        EXPECT_EQ(vDoomed, vPlainDoomed);
+        EXPECT_EQ(std::pair(vKept, vDoomed), std::pair(vPlainKept, vPlainDoomed));
         if (bPrePrune) numPrePruned += vDoomed.size() + vKept.size() - vCandidates.size();
 
         PlainDecider_RCD plainStrong(vRCD, calc);
         RemoveDecider_RCD strong(vRCD, &calc);
-        vDoomed.clear();
-        vPlainDoomed.clear();
+        vDoomed.clear(), vPlainDoomed.clear();
         EXPECT_EQ(strong.pruneStrong(vCandidates, vKept, vDoomed, bAllowBorder),
                   plainStrong.pruneStrong(vCandidates, vPlainKept, vPlainDoomed, bAllowBorder));
-        EXPECT_EQ(vKept, vPlainKept);
-        EXPECT_EQ(vDoomed, vPlainDoomed);
-    }
+        EXPECT_EQ(std::pair(vKept, vDoomed), std::pair(vPlainKept, vPlainDoomed));
+    });
     EXPECT_GT(numPrePruned, 20U) << "cells that are no candidates";
 }
 
 TEST(RemoveDecider_RCD, pruningLeavesNoCellThatMayGoAndJoinsNoTwoFreeRegions) {
     Calc calc = unitGrid();
-    for (unsigned seed = 0; seed < 12; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+    forSeeds(12, [&](unsigned seed) {
         VRCD vRCD = seed % 2 == 0 ? randomShell(12, seed) : randomPacked(20, 0.75, seed);
         const int numRegions = countFreeRegions(vRCD);
         EXPECT_GT(numRegions, 1);
@@ -200,7 +185,7 @@ TEST(RemoveDecider_RCD, pruningLeavesNoCellThatMayGoAndJoinsNoTwoFreeRegions) {
         EXPECT_EQ(countFreeRegions(vKept), numRegions);
         for (const RCD rcd : vKept)
             EXPECT_TRUE(decider.removingCreatesGap(rcd));
-    }
+    });
 }
 
 TEST(RemoveDecider_RCD, tellsTheMiddleOfASheetFromItsRim) {
@@ -262,16 +247,13 @@ TEST(RemoveDecider_RCD, wrongUseIsAnAssertion) {
     const RCD middle = packedAt(513, 513, 513);
     decider.registerDoomed(packedAt(510, 510, 513));
     RemoveDecider_RCD::VRCDPoint vNone, vHigher = {{~RCD{0}, Point3()}};
-    const auto expectReport = [](const std::string& report, const std::string& condition) {
-        EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << report;
-    };
-    expectReport(reportOf([&] { decider.getOppState(packedAt(516, 513, 513), 0); }), "!exists_int27(fromIdx27)");
-    expectReport(reportOf([&] { decider.detectBorders(vRCD, vOther); }), "vBorderRCDs.empty()");
-    expectReport(reportOf([&] { decider.getWeight(vNone, middle); }), "q_it!=vRCDPoint.end()");
-    expectReport(reportOf([&] { decider.getWeight(vHigher, middle); }), "q_it!=vRCDPoint.end()");
-    expectReport(reportOf([&] { decider.prunePrioq(vNone, vRCD, vKept, vOther, true, false); }), "q_it!=vRCDPoint.end()");
-    expectReport(reportOf([&] { decider.wouldBecomeNewBorder(middle, packedAt(510, 510, 513)); }),
-                 "sDoomedRCD.find(removeRCD)==sDoomedRCD.end()");
-    expectReport(reportOf([&] { decider.pruneStrong(vRCD, vKept, vOther, false); }),
-                 "vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size()");
+    expectFails("!exists_int27(fromIdx27)", [&] { decider.getOppState(packedAt(516, 513, 513), 0); });
+    expectFails("vBorderRCDs.empty()", [&] { decider.detectBorders(vRCD, vOther); });
+    for (auto* pPoints : {&vNone, &vHigher})
+        expectFails("q_it!=vRCDPoint.end()", [&] { decider.getWeight(*pPoints, middle); });
+    expectFails("q_it!=vRCDPoint.end()", [&] { decider.prunePrioq(vNone, vRCD, vKept, vOther, true, false); });
+    expectFails("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()",
+                [&] { decider.wouldBecomeNewBorder(middle, packedAt(510, 510, 513)); });
+    expectFails("vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size()",
+                [&] { decider.pruneStrong(vRCD, vKept, vOther, false); });
 }

@@ -1,23 +1,12 @@
 // The passes of the repair at their limits, against slow ones on wild meshes, and the whole sequences.
 #include "Top.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
-#include <set>
-#include <string>
-#include <tuple>
-#include <vector>
-
 #include "CMesh.h"
 #include "CPatch.h"
 #include "Progress.h"
-#include "support/capture.h"
 #include "support/coarse.h"
 #include "support/extraction.h"
+#include "support/prelude.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -26,22 +15,6 @@ namespace {
 
 using Triangles = std::vector<CTriangle*>;
 using Edges = std::vector<CEdge*>;
-
-Triangles aliveOf(const CMesh& mesh) {
-    Triangles vT;
-    mesh.getAliveTriangles(vT);
-    return vT;
-}
-
-std::size_t numAlive(const CMesh& mesh) {
-    return aliveOf(mesh).size();
-}
-
-Edges edgesOf(const CMesh& mesh, int degree) {
-    Edges vCE;
-    mesh.getDegN(degree, vCE);
-    return vCE;
-}
 
 /// Random cells extracted, with points that often lie on one line or plane, and what repairs the mesh.
 struct Wild {
@@ -70,7 +43,7 @@ struct Strip : CoarseWorld {
         for (int i = 0; i < numT; ++i)
             vStripT.push_back(triangle(at(i), at(i + 1), at(i + 2)));
         unsigned z = 20;
-        Edges vRim = edgesOf(mesh, 1);
+        Edges vRim = edges(mesh, 1);
         for (auto it = vRim.begin() + numBorder; it != vRim.end(); ++it, ++z) {
             const VCD a = (*it)->v0, b = (*it)->v1, c = put(16, 16, z), d = put(17, 16, z);
             triangle(a, b, c), triangle(a, b, d), triangle(a, c, d), triangle(b, c, d);
@@ -84,7 +57,7 @@ struct Strip : CoarseWorld {
 /// killTinyBorderPatches without marks and short cuts.
 void slowKillTiny(CMesh& mesh, int maxNumT) {
     std::set<CEdge*> sBorderCE;
-    for (CEdge* pCE : edgesOf(mesh, 1)) {
+    for (CEdge* pCE : edges(mesh, 1)) {
         const std::size_t numBefore = sBorderCE.size();
         if (!sBorderCE.insert(pCE).second || pCE->getDegree() == 0) continue;
         std::set<CTriangle*> sPiece{pCE->vCT[0]};
@@ -139,24 +112,26 @@ void runPasses(Wild& wild, bool bMelted) {
     top.orient(), top.repairDeg3();
 }
 
-/// A square of cells across an axis with the corners p, q on one diagonal and r, s on the other, r moved up by lift. What
-/// stands on each diagonal is up to the test.
+/// A square of cells across an axis with the corners p, q on one diagonal and r, s on the other, r moved up by lift, and a
+/// cell far from it. Triangles are named by the letters of their corners.
 struct Square : CoarseWorld {
-    explicit Square(std::size_t axis, unsigned lift = 0) {
+    explicit Square(std::size_t axis, const std::string& triangles = "", unsigned lift = 0) {
         const auto at = [&](unsigned i, unsigned j, unsigned up) {
             std::array<unsigned, 3> xyz{};
             xyz[axis] = 16 + up, xyz[(axis + 1) % 3] = 17 + i, xyz[(axis + 2) % 3] = 17 + j;
             return put(xyz[0], xyz[1], xyz[2]);
         };
         p = at(0, 0, 0), q = at(1, 1, 0), r = at(1, 0, lift), s = at(0, 1, 0);
+        std::map<char, VCD> mCorner{{'p', p}, {'q', q}, {'r', r}, {'s', s}, {'*', put(60, 60, 60)}};
+        for (std::size_t i = 0; i < triangles.size(); i += 4)
+            triangle(mCorner[triangles[i]], mCorner[triangles[i + 1]], mCorner[triangles[i + 2]]);
     }
-    /// True when each diagonal that has triangles has two, and in all there are num.
-    void expectDiagonals(int numPQ, int numRS, const std::string& name) const {
+    void unifyAndExpect(int numPQ, int numRS, const std::string& name) {
         const auto degree = [this](VCD a, VCD b) {
             return mesh.getEdge(a, b) == nullptr ? 0 : mesh.getEdge(a, b)->getDegree();
         };
-        EXPECT_EQ(degree(p, q), numPQ) << name;
-        EXPECT_EQ(degree(r, s), numRS) << name;
+        Top(&mesh, &calc).unifyDiagonals();
+        EXPECT_EQ(std::pair(degree(p, q), degree(r, s)), std::pair(numPQ, numRS)) << name;
         EXPECT_EQ(firstFault(mesh), "") << name;
     }
     VCD p, q, r, s;
@@ -168,89 +143,64 @@ struct Square : CoarseWorld {
 
 TEST_F(TopPasses, aSquareKeepsOneDiagonal) {
     for (std::size_t axis = 0; axis < 3; ++axis) {
-        const std::string name = "axis " + std::to_string(axis);
-        const auto unified = [](Square& square) { Top(&square.mesh, &square.calc).unifyDiagonals(); };
-        {
-            Square square(axis);
-            square.triangle(square.p, square.q, square.r), square.triangle(square.q, square.p, square.s);
-            unified(square);
-            square.expectDiagonals(2, 0, name + ": one diagonal");
-            EXPECT_EQ(square.mesh.vAllCT.size(), 2U) << "left as it was";
-            square.triangle(square.r, square.s, square.p), square.triangle(square.s, square.r, square.q);
-            unified(square);  // each of them gives way when its turn comes, and p-q, the first, is made again
-            square.expectDiagonals(2, 0, name + ": both diagonals");
-        }
-        {
-            Square square(axis);
-            square.triangle(square.p, square.q, square.r)->kill(&square.mesh);
-            square.triangle(square.r, square.s, square.p), square.triangle(square.s, square.r, square.q);
-            unified(square);
-            square.expectDiagonals(2, 0, name + ": the other one is left over");
-            EXPECT_EQ(square.mesh.vAllCT.back()->cfg, 0);
-            EXPECT_EQ(square.mesh.vAllCT.back()->vcdCube, square.r) << "of the first of the two";
-        }
-        {
-            Square square(axis);
-            square.triangle(square.r, square.s, square.p), square.triangle(square.r, square.s, square.q);
-            square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.s);
-            square.triangle(square.p, square.q, square.put(60, 60, 60));
-            unified(square);
-            square.expectDiagonals(3, 0, name + ": the other one has its triangles");
-        }
-        {
-            Square square(axis), bent(axis, 1);
-            square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.r);
-            square.triangle(square.r, square.s, square.put(60, 60, 60));
-            unified(square);
-            square.expectDiagonals(2, 1, name + ": two triangles on the same corners");
-            bent.triangle(bent.p, bent.q, bent.r), bent.triangle(bent.p, bent.q, bent.s);
-            bent.triangle(bent.r, bent.s, bent.put(60, 60, 60));
-            unified(bent);
-            bent.expectDiagonals(2, 1, name + ": not in one plane");
-        }
+        Square one(axis, "pqr qps"), other(axis, "pqr rsp srq"), both(axis, "rsp rsq pqr pqs pq*");
+        one.unifyAndExpect(2, 0, "one diagonal");
+        EXPECT_EQ(one.mesh.vAllCT.size(), 2U) << "left as it was";
+        one.triangle(one.r, one.s, one.p), one.triangle(one.s, one.r, one.q);
+        one.unifyAndExpect(2, 0, "each gives way when its turn comes, and p-q, the first, is made again");
+        other.mesh.vAllCT[0]->kill(&other.mesh);
+        other.unifyAndExpect(2, 0, "the other one is left over");
+        EXPECT_EQ(other.mesh.vAllCT.back()->cfg, 0);
+        EXPECT_EQ(other.mesh.vAllCT.back()->vcdCube, other.r) << "of the first of the two";
+        both.unifyAndExpect(3, 0, "the other one has its triangles");
+        Square(axis, "pqr pqr rs*").unifyAndExpect(2, 1, "two triangles on the same corners");
+        Square(axis, "pqr pqs rs*", 1).unifyAndExpect(2, 1, "not in one plane");
     }
 }
 
 TEST_F(TopPasses, aNewTriangleWithoutAreaIsTreatedAtOnce) {
-    Square square(2);  // p lies on the line from r to s
+    Square square(2, "pqr pqs");  // p lies on the line from r to s
     square.put(square.p, Point3(17.75, 17.75, 16.5)), square.put(square.q, Point3(18.75, 18.75, 16.5));
     square.put(square.r, Point3(18.25, 17.25, 16.5)), square.put(square.s, Point3(17.25, 18.25, 16.5));
-    square.triangle(square.p, square.q, square.r), square.triangle(square.p, square.q, square.s);
     for (const unsigned x : {17U, 18U})
         square.triangle(square.r, square.s, square.put(x, 18, 17));
-    Top(&square.mesh, &square.calc).unifyDiagonals();
-    square.expectDiagonals(2, 0, "the three other triangles on r-s are cut at p");
+    square.unifyAndExpect(2, 0, "the three other triangles on r-s are cut at p");
     EXPECT_EQ(numAlive(square.mesh), 6U);
 }
 
 TEST_F(TopPasses, flatTrianglesGoOrAreWarnedOf) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    forSeeds(40, [](unsigned seed) {
         Wild wild(seed);
         const std::string said = outputOf([&] {
             wild.top.unifyDiagonals();
             wild.top.killDegenerate();
         });
-        std::size_t numFlat = 0;
-        for (const CTriangle* pCT : aliveOf(wild.world.mesh()))
-            numFlat += pCT->isDegenerate(&wild.world.mesh()) ? 1 : 0;
-        EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
-        const int numWarned = countIn(said, "trySplitNeigsKillT() and laplacianForOne()");
-        EXPECT_TRUE(numFlat == 0 || numWarned > 0) << "seed " << seed;
-    }
+        const Triangles vT = aliveT(wild.world.mesh());
+        const auto isFlat = [&](const CTriangle* pCT) { return pCT->isDegenerate(&wild.world.mesh()); };
+        EXPECT_EQ(firstFault(wild.world.mesh()), "");
+        EXPECT_TRUE(std::none_of(vT.begin(), vT.end(), isFlat) ||
+                    countIn(said, "trySplitNeigsKillT() and laplacianForOne()") > 0);
+    });
 }
 
 // ---- Borders
 
 TEST_F(TopPasses, piecesGoByTheirBorder) {
-    struct Case {
-        int numT, numBorder, maxNumT;
-        bool bStays;
-    };
-    for (const auto& [numT, numBorder, maxNumT, bStays] :
-         {Case{10, 3, 8, true}, Case{10, 3, 9, true}, Case{10, 3, 10, false}, Case{10, 3, 40, false}, Case{30, 6, 40, true},
-          Case{30, 7, 40, false}, Case{24, 2, 40, false}, Case{25, 2, 40, true}, Case{24, 1, 40, true},
-          Case{6, 1, 40, false}, Case{7, 1, 40, true}, Case{6, 1, 5, true}, Case{4, 1, 40, false}, Case{35, 7, 40, true},
-          Case{41, 40, 40, true}}) {
+    for (const auto& [numT, numBorder, maxNumT, bStays] : std::vector<std::tuple<int, int, int, bool>>{{10, 3, 8, true},
+                                                                                                       {10, 3, 9, true},
+                                                                                                       {10, 3, 10, false},
+                                                                                                       {10, 3, 40, false},
+                                                                                                       {30, 6, 40, true},
+                                                                                                       {30, 7, 40, false},
+                                                                                                       {24, 2, 40, false},
+                                                                                                       {25, 2, 40, true},
+                                                                                                       {24, 1, 40, true},
+                                                                                                       {6, 1, 40, false},
+                                                                                                       {7, 1, 40, true},
+                                                                                                       {6, 1, 5, true},
+                                                                                                       {4, 1, 40, false},
+                                                                                                       {35, 7, 40, true},
+                                                                                                       {41, 40, 40, true}}) {
         Strip strip(numT, numBorder);
         const std::size_t numBefore = numAlive(strip.mesh);
         Top(&strip.mesh, &strip.calc).killTinyBorderPatches(maxNumT);
@@ -270,19 +220,16 @@ TEST_F(TopPasses, piecesGoAsTheSlowPassSays) {
 }
 
 TEST_F(TopPasses, bordersAreListedAndHangingTrianglesGo) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    forSeeds(40, [](unsigned seed) {
         Wild wild(seed);
-        const Edges vBefore = edgesOf(wild.world.mesh(), 1);
-        Edges vBorderCE;
+        Edges vExpected = edges(wild.world.mesh(), 1), vBorderCE;
         wild.top.getBordersKillDeg1nn(vBorderCE);
-        Edges vExpected;  // what is still a border of those that were
-        std::copy_if(vBefore.begin(), vBefore.end(), std::back_inserter(vExpected),
-                     [](const CEdge* pCE) { return pCE->getDegree() == 1; });
-        EXPECT_EQ(vBorderCE, vExpected) << "seed " << seed;
+        std::erase_if(vExpected, [](const CEdge* pCE) { return pCE->getDegree() != 1; });
+        EXPECT_EQ(vBorderCE, vExpected) << "what is still a border of those that were";
         for (CEdge* pCE : vBorderCE)
             wild.top.integrateCCD(pCE);
-        EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
-    }
+        EXPECT_EQ(firstFault(wild.world.mesh()), "");
+    });
     CoarseWorld world;
     const VCD a = world.put(16, 16, 16), b = world.put(17, 16, 16), tip = world.put(16, 17, 16);
     CTriangle* pHangingT = world.triangle(a, b, tip);
@@ -291,13 +238,13 @@ TEST_F(TopPasses, bordersAreListedAndHangingTrianglesGo) {
     Edges vBorderCE;
     Top(&world.mesh, &world.calc).getBordersKillDeg1nn(vBorderCE);
     EXPECT_FALSE(pHangingT->isAlive());
-    EXPECT_EQ(vBorderCE, edgesOf(world.mesh, 1)) << "the MEs became manifold, no border is new";
+    EXPECT_EQ(vBorderCE, edges(world.mesh, 1)) << "the MEs became manifold, no border is new";
     EXPECT_EQ(numAlive(world.mesh), 4U);
 }
 
 TEST_F(TopPasses, earsAreFoldedIn) {
     const auto integrateAll = [](CoarseWorld& world) {
-        for (CEdge* pCE : edgesOf(world.mesh, 1))
+        for (CEdge* pCE : edges(world.mesh, 1))
             Top(&world.mesh, &world.calc).integrateCCD(pCE);
     };
     CoarseWorld single;
@@ -312,7 +259,7 @@ TEST_F(TopPasses, earsAreFoldedIn) {
     withEar.put(cell(17, 17, 17), Point3(18.1, 17.6, 17.0));  // above the edge, so the halves hardly turn
     integrateAll(withEar);
     EXPECT_EQ(numAlive(withEar.mesh), 20U) << "both neighbours in two, the ear is gone";
-    EXPECT_TRUE(edgesOf(withEar.mesh, 3).empty());
+    EXPECT_TRUE(edges(withEar.mesh, 3).empty());
     withSteepEar.withFin(1, 1);
     withSteepEar.put(cell(17, 17, 17), Point3(18.0, 30.0, 17.0));  // one neighbour would be turned over
     integrateAll(withSteepEar);
@@ -322,7 +269,7 @@ TEST_F(TopPasses, earsAreFoldedIn) {
 // ---- Extracting again
 
 TEST_F(TopPasses, cubesAtBordersAndCrossingsAreExtractedAgain) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    forSeeds(40, [&](unsigned seed) {
         Wild wild(seed), slow(seed);
         wild.top.cbsComplete(wild.world.pVoro.get());
 
@@ -334,7 +281,7 @@ TEST_F(TopPasses, cubesAtBordersAndCrossingsAreExtractedAgain) {
         std::vector<std::set<VCD>> vCells;
         for (const CEdge* pCE : vBorderCE)
             vCells.push_back({pCE->vCT[0]->c0, pCE->vCT[0]->c1, pCE->vCT[0]->c2});
-        for (const CEdge* pCE : edgesOf(mesh, 4))
+        for (const CEdge* pCE : edges(mesh, 4))
             vCells.push_back({pCE->v0, pCE->v1});
         std::vector<VCD> vCubes;
         for (const VCD key : slow.world.allKeys()) {
@@ -349,8 +296,8 @@ TEST_F(TopPasses, cubesAtBordersAndCrossingsAreExtractedAgain) {
         slow.world.pVoro->meshAgain(vCubes);
         mesh.averageBundles();
         slow.top.unifyDiagonals();
-        EXPECT_EQ(wild.world.triangles(), slow.world.triangles()) << "seed " << seed;
-    }
+        EXPECT_EQ(wild.world.triangles(), slow.world.triangles());
+    });
     Extraction sphere(sphereShell(6));
     const auto before = sphere.triangles();
     Top(&sphere.mesh(), &sphere.calc).cbsComplete(sphere.pVoro.get());
@@ -416,23 +363,22 @@ TEST_F(TopPasses, thePassesBesideTheSequences) {
     Top(&cases.mesh, &cases.calc).pruneCases();
     for (const CTriangle* pCT : cases.mesh.vAllCT)
         EXPECT_EQ(pCT->isAlive(), flatCorners.count(pCT->cfg) == 0) << pCT->cfg;
-    EXPECT_NE(outputOf([&] { top.fillHoles(nullptr); }).find("Top::fillHoles() calls Holex - experimental"),
-              std::string::npos);
+    expectText("Top::fillHoles() calls Holex - experimental", [&] { top.fillHoles(nullptr); });
 }
 
 // ---- The sequences
 
 TEST_F(TopPasses, sequencesAreTheirPassesInOrder) {
     for (const auto finalize : {&Top::finalizeReconstructedMesh, &Top::finalizeHoleMesh, &Top::finalizeOneMelted})
-        for (unsigned seed = 0; seed < 60; ++seed) {
+        forSeeds(60, [&](unsigned seed) {
             Wild wild(seed, 7 + seed % 4), byHand(seed, 7 + seed % 4);
             (wild.top.*finalize)(wild.world.pVoro.get());
             runPasses(byHand, finalize == &Top::finalizeOneMelted);
-            EXPECT_EQ(firstFault(wild.world.mesh()), "") << "seed " << seed;
-            EXPECT_EQ(wild.world.triangles(), byHand.world.triangles()) << "seed " << seed;
+            EXPECT_EQ(firstFault(wild.world.mesh()), "");
+            EXPECT_EQ(wild.world.triangles(), byHand.world.triangles());
             for (const auto& [ccd, pBundle] : wild.world.mBundle)
-                EXPECT_EQ((*pBundle->pVtx - *byHand.world.mBundle[ccd]->pVtx).length(), 0.0) << "seed " << seed;
-        }
+                EXPECT_EQ((*pBundle->pVtx - *byHand.world.mBundle[ccd]->pVtx).length(), 0.0);
+        });
 }
 
 TEST_F(TopPasses, sequencesFinishTheStepsThatTheyOpen) {
@@ -463,8 +409,8 @@ TEST_F(TopPasses, aSphereWithASpurAndADoubleComesOutClean) {
     Extraction world(vCells);
     Top top(&world.mesh(), &world.calc);
     top.finalizeReconstructedMesh(world.pVoro.get());
-    Edges vCE = edgesOf(world.mesh(), -99);
-    EXPECT_EQ(vCE.size(), edgesOf(world.mesh(), 2).size()) << "closed and manifold";
+    Edges vCE = edges(world.mesh(), -99);
+    EXPECT_EQ(vCE.size(), edges(world.mesh(), 2).size()) << "closed and manifold";
     EXPECT_TRUE(std::none_of(vCE.begin(), vCE.end(), [](CEdge* pCE) { return pCE->vCT[0]->needFlip(pCE->vCT[1]); }));
     std::vector<CCD> vUsed;
     world.mesh().getUsedCCD(vUsed);

@@ -1,24 +1,12 @@
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <limits>
-#include <random>
-#include <vector>
-
 #include "Segment3.h"
 #include "freeFunctions.h"
-#include "support/capture.h"
 #include "support/coarse.h"
+#include "support/prelude.h"
 #include "tools.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
-
-constexpr double LARGEST = std::numeric_limits<double>::max();
-constexpr double INF = std::numeric_limits<double>::infinity();
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 // Random values from a fixed seed: points in a cube of side 2, directions on the unit sphere.
 class Chance {
@@ -45,14 +33,6 @@ private:
     std::mt19937 engine;
 };
 
-void expectNear(const Point3& p, const Point3& q, double eps, unsigned seed) {
-    EXPECT_LE((p - q).length(), eps) << p << " against " << q << ", seed " << seed;
-}
-
-void expectCondition(const std::string& report, const std::string& condition) {
-    EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << report;
-}
-
 std::vector<Point3*> pointersTo(std::vector<Point3>& vPoints) {
     std::vector<Point3*> vPointers;
     for (Point3& p : vPoints)
@@ -66,10 +46,11 @@ TEST(Vector3, ranksItsComponents) {
     EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
     EXPECT_EQ(Vector3(0, 2, -2).getMaxAbsIndex(), 1);
     EXPECT_EQ(Vector3(0, 2, -2.1).getMaxAbsIndex(), 2);
-    for (unsigned seed = 0; seed < 50; ++seed) {
+    forSeeds(50, [](unsigned seed) {
         const Vector3 v = Chance(seed).vector();
-        EXPECT_EQ(std::fabs(v.getCartesian(v.getMaxAbsIndex())), v.getMaxAbsComponent()) << "seed " << seed;
-    }
+        EXPECT_EQ(std::fabs(v.getCartesian(v.getMaxAbsIndex())), v.getMaxAbsComponent());
+        EXPECT_LE((normalize(v) * v.length() - v).length(), 1e-15);
+    });
     double beyond = 0.0;
     EXPECT_EQ(outputOf([&] { beyond = Vector3(1, 2, 3).getCartesian(3); }), "getCartesian for i=3\n");
     EXPECT_EQ(beyond, LARGEST);
@@ -80,13 +61,6 @@ TEST(Vector3, knowsNormalAndDegenerateOnes) {
     EXPECT_FALSE(Vector3(1.02, 0, 0).isNV() || Vector3(0.98, 0, 0).isNV() || Vector3(NOT_A_NUMBER, 0, 0).isNV());
     EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate() || Vector3(0, NOT_A_NUMBER, 0).isDegenerate());
     EXPECT_TRUE(normalize(Vector3()).isDegenerate() && normalize(Vector3(NOT_A_NUMBER, 1, 1)).isDegenerate());
-    for (unsigned seed = 0; seed < 50; ++seed) {
-        const Vector3 v = Chance(seed).vector();
-        EXPECT_LE((normalize(v) * v.length() - v).length(), 1e-15) << "seed " << seed;
-    }
-}
-
-TEST(Vector3, isPrintedWithBlanksInTheFormatOfTheStream) {
     std::ostringstream out;
     out << std::fixed;
     out.precision(2);
@@ -102,37 +76,34 @@ TEST(Segment3, hasNoDirectionInComparisons) {
 }
 
 TEST(Plane, liesThroughItsPointsAndDividesSpace) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
+    forSeeds(200, [](unsigned seed) {
         Chance chance(seed);
         const auto [p0, p1, p2] = chance.triangle();
         bool bOK = false;
-        const Plane plane(p0, p1, p2, bOK);
-        ASSERT_TRUE(bOK && Plane::canConstruct(p0, p1, p2)) << "seed " << seed;
-        EXPECT_NEAR(plane.getNormal().length(), 1.0, 1e-15);
-        for (const Point3& p : {p0, p1, p2})
-            EXPECT_LE(plane.distance(p), 1e-14) << "seed " << seed;
+        const Plane plane(p0, p1, p2, bOK), same(p0, p1, p2), shifted(p1, plane.getNormal() * 7.0);
+        ASSERT_TRUE(bOK && Plane::canConstruct(p0, p1, p2));
+        const Vector3 n = plane.getNormal();
         const Point3 above = p0 + crossProduct(p1 - p0, p2 - p0), q = chance.point();
-        EXPECT_TRUE(plane.hasOnPositiveSide(above) && !plane.hasOnNegativeSide(above)) << "seed " << seed;
-        expectNear(plane.projection(q) + plane.getNormal() * plane.signedDistance(q), q, 1e-15, seed);
-        EXPECT_LE(plane.distance(plane.projection(q)), 1e-15) << "seed " << seed;
-        const Plane same(p0, p1, p2), shifted(p1, plane.getNormal() * 7.0);
-        EXPECT_EQ((same.getNormal() - plane.getNormal()).length() + std::fabs(same.getD() - plane.getD()), 0.0);
-        EXPECT_NEAR(shifted.signedDistance(q), plane.signedDistance(q), 1e-14) << "seed " << seed;
-    }
-}
+        EXPECT_NEAR(n.length(), 1.0, 1e-15);
+        for (const Point3& p : {p0, p1, p2})
+            EXPECT_LE(plane.distance(p), 1e-14);
+        EXPECT_TRUE(plane.hasOnPositiveSide(above) && !plane.hasOnNegativeSide(above));
+        EXPECT_LE((plane.projection(q) + n * plane.signedDistance(q) - q).length(), 1e-15);
+        EXPECT_LE(plane.distance(plane.projection(q)), 1e-15);
+        EXPECT_EQ((same.getNormal() - n).length() + std::fabs(same.getD() - plane.getD()), 0.0);
+        EXPECT_NEAR(shifted.signedDistance(q), plane.signedDistance(q), 1e-14);
 
-TEST(Plane, meetsLines) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        Chance chance(seed);
-        const Plane plane(chance.point(), chance.direction());
-        const Point3 p = chance.point(), q = chance.point();
-        bool bOK = false;
-        const Point3 x = plane.intersectLine(p, q, bOK);
-        const double slope = std::fabs((q - p) * plane.getNormal());
+        const Point3 x = plane.intersectLine(above, q, bOK);
+        const double slope = std::fabs((q - above) * n);
         EXPECT_TRUE(bOK);
-        EXPECT_LE(plane.distance(x), 1e-13 / slope) << "seed " << seed;
-        EXPECT_LE(crossProduct(x - p, x - q).length(), 1e-12 / slope) << "seed " << seed;
-    }
+        EXPECT_LE(plane.distance(x), 1e-13 / slope);
+        EXPECT_LE(crossProduct(x - above, x - q).length(), 1e-12 / slope);
+
+        const Vector3 nv = getNormalVector(p0, p1, p2, bOK);
+        EXPECT_TRUE(bOK);
+        EXPECT_LE((nv - n).length() + (getNormalVector(p1, p0, p2, bOK) + n).length(), 1e-14);
+        EXPECT_GT(orientation3(p0, p1, p2, p0 - nv), 0.0);
+    });
     bool bOK = true;
     const Plane floor(Point3(0, 0, 2), Vector3(0, 0, 3));
     EXPECT_EQ(floor.intersectLine(Point3(1, 2, 7), Point3(5, 5, 7), bOK), Point3(1, 2, 7));
@@ -141,41 +112,22 @@ TEST(Plane, meetsLines) {
 }
 
 TEST(Plane, refusesPointsThatSpanNone) {
-    const Point3 a(0, 0, 0), b(1, 1, 1), c(2, 2, 2);
-    for (const auto& t : {std::array{a, b, c}, std::array{a, a, b}, std::array{b, b, b}}) {
+    const Point3 a(0, 0, 0), b(1, 1, 1), c(2, 2, 2), d(0, 1, 0), inf(INF, 0, 1);
+    for (const auto& [p, q, r] : {std::array{a, b, c}, std::array{a, a, b}, std::array{b, b, b}}) {
         bool bOK = true;
-        const Plane plane(t[0], t[1], t[2], bOK);
-        EXPECT_FALSE(bOK || Plane::canConstruct(t[0], t[1], t[2]));
-        EXPECT_TRUE(plane.getNormal().isDegenerate());
-        EXPECT_EQ(plane.getD(), 0.0);
-        expectCondition(reportOf([&] { Plane(t[0], t[1], t[2]); }), "false");
+        const Plane plane(p, q, r, bOK);
+        EXPECT_FALSE(bOK || Plane::canConstruct(p, q, r));
+        EXPECT_TRUE(plane.getNormal().isDegenerate() && plane.getD() == 0.0);
+        bOK = true;
+        EXPECT_TRUE(getNormalVector(p, q, r, bOK).isDegenerate() && !bOK);
+        expectFails("false", [p = p, q = q, r = r] { Plane(p, q, r); });
     }
     EXPECT_TRUE(Plane(b, Vector3()).getNormal().isDegenerate());
     // Infinite coordinates: the unit edges are NaN, and so is the cross product.
-    const Point3 inf(INF, 0, 1);
     bool bOK = false;
-    expectCondition(reportOf([&] { Plane(a, inf, Point3(0, 1, 0), bOK); }), "cLen<1.0");
-    expectCondition(reportOf([&] { Plane(a, inf, Point3(0, 1, 0)); }), "vecLen>.99 && vecLen<1.01");
-    EXPECT_FALSE(Plane::canConstruct(a, inf, Point3(0, 1, 0)));
-}
-
-TEST(getNormalVector, isAtRightAnglesAndOrdered) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        Chance chance(seed);
-        const auto [p0, p1, p2] = chance.triangle();
-        bool bOK = false;
-        const Vector3 n = getNormalVector(p0, p1, p2, bOK);
-        EXPECT_TRUE(bOK);
-        EXPECT_NEAR(n.length(), 1.0, 1e-15);
-        EXPECT_LE(std::fabs(n * (p1 - p0)) + std::fabs(n * (p2 - p0)), 1e-14) << "seed " << seed;
-        EXPECT_GT(orientation3(p0, p1, p2, p0 - n), 0.0) << "seed " << seed;
-        EXPECT_LE((getNormalVector(p1, p0, p2, bOK) + n).length(), 1e-14) << "seed " << seed;
-    }
-    for (const Point3& p1 : {Point3(0, 0, 0), Point3(1, 2, 3)}) {
-        bool bOK = true;
-        EXPECT_TRUE(getNormalVector(Point3(), p1, Point3(2, 4, 6), bOK).isDegenerate());
-        EXPECT_FALSE(bOK);
-    }
+    expectFails("cLen<1.0", [&] { Plane(a, inf, d, bOK); });
+    expectFails("vecLen>.99 && vecLen<1.01", [&] { Plane(a, inf, d); });
+    EXPECT_FALSE(Plane::canConstruct(a, inf, d));
 }
 
 TEST(getNormalVector, findsTheVerticesOfTheMesh) {
@@ -184,19 +136,18 @@ TEST(getNormalVector, findsTheVerticesOfTheMesh) {
     bool bOK = false;
     EXPECT_EQ(getNormalVector(&world.mesh, a, b, c, bOK) * Vector3(0, 0, 1), 1.0);
     EXPECT_TRUE(bOK);
-    expectCondition(reportOf([&] { getNormalVector(&world.mesh, a, b, cell(9, 9, 9), bOK); }), "false");
+    expectFails("false", [&] { getNormalVector(&world.mesh, a, b, cell(9, 9, 9), bOK); });
 }
 
 // The squared deviations along the axis of the normal's largest component; n describes the plane, of any length.
 double deviationAlongAxis(const std::vector<Point3>& vPoints, const Point3& centroid, const Vector3& n, int axis) {
-    double sum = 0.0;
-    for (const Point3& p : vPoints)
-        sum += std::pow((p - centroid) * n / n.getCartesian(axis), 2.0);
-    return sum;
+    return std::accumulate(vPoints.begin(), vPoints.end(), 0.0, [&](double sum, const Point3& p) {
+        return sum + std::pow((p - centroid) * n / n.getCartesian(axis), 2.0);
+    });
 }
 
 TEST(estimateNNV, hasTheLeastDeviationForEachAxisThatDecides) {
-    for (unsigned seed = 0; seed < 240; ++seed) {
+    forSeeds(240, [](unsigned seed) {
         Chance chance(seed);
         const int axis = static_cast<int>(seed % 3);
         const double slope1 = chance.number(-0.5, 0.5), slope2 = chance.number(-0.5, 0.5);
@@ -212,61 +163,77 @@ TEST(estimateNNV, hasTheLeastDeviationForEachAxisThatDecides) {
         Vector3 nv, sum;
         Point3 centroid;
         ASSERT_TRUE(estimateNNV(pointersTo(vPoints), nv, centroid));
-        ASSERT_EQ(nv.getMaxAbsIndex(), axis) << "seed " << seed;
+        ASSERT_EQ(nv.getMaxAbsIndex(), axis);
         EXPECT_NEAR(nv.length(), 1.0, 1e-15);
         for (const Point3& p : vPoints)
             sum += p - centroid;
-        EXPECT_LE(sum.length(), 1e-15 * (1.0 + far.length()) * numPoints) << "seed " << seed;
+        EXPECT_LE(sum.length(), 1e-15 * (1.0 + far.length()) * numPoints);
         const double least = deviationAlongAxis(vPoints, centroid, nv, axis);
-        EXPECT_LE(least, bFlat ? 1e-18 : 1.0) << "seed " << seed;
+        EXPECT_LE(least, bFlat ? 1e-18 : 1.0);
         for (int i = 0; i < 20; ++i)
-            EXPECT_LT(least, deviationAlongAxis(vPoints, centroid, nv + chance.vector() * 0.01, axis)) << "seed " << seed;
-    }
+            EXPECT_LT(least, deviationAlongAxis(vPoints, centroid, nv + chance.vector() * 0.01, axis));
+    });
 }
 
 TEST(estimateNNV, leavesItsArgumentsAloneWithoutAPlane) {
     std::vector<Point3> vCopies(100, Point3(0.1, 0.2, 0.3)), vLine, vTwo = {Point3(), Point3(1, 0, 0)};
     for (int i = 0; i < 10; ++i)
         vLine.emplace_back(i, 2 * i, -i);
+    Vector3 nv(7, 7, 7);
+    Point3 centroid(8, 8, 8);
     for (std::vector<Point3>* pPoints : {&vCopies, &vLine, &vTwo}) {
-        Vector3 nv(7, 7, 7);
-        Point3 centroid(8, 8, 8);
         EXPECT_FALSE(estimateNNV(pointersTo(*pPoints), nv, centroid));
         EXPECT_TRUE(nv.x() == 7 && centroid == Point3(8, 8, 8));
     }
     vLine[3] = Point3(NOT_A_NUMBER, 0, 0);
-    Vector3 nv;
-    Point3 centroid;
-    expectCondition(reportOf([&] { estimateNNV(pointersTo(vLine), nv, centroid); }), "detZ>=detX && detZ>=detY");
+    expectFails("detZ>=detX && detZ>=detY", [&] { estimateNNV(pointersTo(vLine), nv, centroid); });
 }
 
-TEST(triangle, hasAreaAnglesAndCentres) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        const auto [p0, p1, p2] = Chance(seed).triangle();
+TEST(triangle, hasAreaAnglesCentresAndEdgePlanes) {
+    forSeeds(200, [](unsigned seed) {
+        const std::array<Point3, 3> t = Chance(seed).triangle();
+        const auto& [p0, p1, p2] = t;
         const double a = (p1 - p2).length(), b = (p2 - p0).length(), c = (p0 - p1).length();
         const double cosC = (a * a + b * b - c * c) / (2 * a * b), cosB = (a * a + c * c - b * b) / (2 * a * c),
-                     cosA = (b * b + c * c - a * a) / (2 * b * c);
-        EXPECT_NEAR(getArea(&p0, &p1, &p2), 0.5 * a * b * std::sin(std::acos(cosC)), 1e-12) << "seed " << seed;
-        EXPECT_NEAR(getArea25D(&p0, &p1, &p2), getArea(&p0, &p1, &p2), 1e-12) << "seed " << seed;
+                     cosA = (b * b + c * c - a * a) / (2 * b * c), area = getArea(&p0, &p1, &p2);
+        EXPECT_NEAR(area, 0.5 * a * b * std::sin(std::acos(cosC)), 1e-12);
+        EXPECT_NEAR(getArea25D(&p0, &p1, &p2), area, 1e-12);
         EXPECT_NEAR(getMinInteriorAngle(p0, p1, p2), std::acos(std::max({cosA, cosB, cosC})) * 180.0 / std::acos(-1.0),
                     1e-7);
-        const Point3 bary = barycenter(p0, p1, p2);
-        EXPECT_LE(((p0 - bary) + (p1 - bary) + (p2 - bary)).length(), 1e-15) << "seed " << seed;
-        const Point3 circum = get3DCircumCenter(&p0, &p1, &p2);
-        const double radius = a * b * c / (4.0 * getArea(&p0, &p1, &p2));
-        for (const Point3& p : {p0, p1, p2})
-            EXPECT_NEAR((p - circum).length(), radius, 1e-10 * radius) << "seed " << seed;
-        EXPECT_LE(Plane(p0, p1, p2).distance(circum), 1e-10 * radius) << "seed " << seed;
-    }
+        const Point3 bary = barycenter(p0, p1, p2), circum = get3DCircumCenter(&p0, &p1, &p2);
+        EXPECT_LE(((p0 - bary) + (p1 - bary) + (p2 - bary)).length(), 1e-15);
+        const double radius = a * b * c / (4.0 * area);
+        const Plane plane(p0, p1, p2);
+        EXPECT_LE(plane.distance(circum), 1e-10 * radius);
+        for (std::size_t i = 0; i < 3; ++i) {
+            const Point3 &next = t[(i + 1) % 3], &last = t[(i + 2) % 3];
+            EXPECT_NEAR((t[i] - circum).length(), radius, 1e-10 * radius);
+            const Plane edgePlane = getEdgePlane(&p0, &p1, &p2, static_cast<int>(i));
+            EXPECT_NEAR(edgePlane.signedDistance(t[i]), 2.0 * area / (next - last).length(), 1e-12);
+            EXPECT_LE(edgePlane.distance(next) + edgePlane.distance(last), 1e-13);
+            EXPECT_LE(std::fabs(edgePlane.getNormal() * plane.getNormal()), 1e-13);
+        }
+    });
     const Point3 p, q(1, 2, 3), r(2, 4, 6);
     EXPECT_EQ(get3DCircumCenter(&p, &q, &r), Point3(LARGEST, LARGEST, LARGEST));
+    EXPECT_EQ(computeArea(3, 4, 5), 6.0);
+    EXPECT_EQ(computeArea(1, 1, 2) + computeArea(1, 1, 3), 0.0) << "no triangle";
+    expectFails("false", [] { computeArea(1, NOT_A_NUMBER, 2.5); });
 }
 
-TEST(computeArea, isZeroWhereNoTriangleIs) {
-    EXPECT_EQ(computeArea(3, 4, 5), 6.0);
-    EXPECT_EQ(computeArea(1, 1, 2), 0.0);
-    EXPECT_EQ(computeArea(1, 1, 3), 0.0);
-    expectCondition(reportOf([] { computeArea(1, NOT_A_NUMBER, 2.5); }), "false");
+TEST(triangle, hasNoEdgePlaneWhenDegenerate) {
+    const Point3 a(0, 0, 0), copy(0, 0, 0), b(1, 0, 0), c(2, 0, 0), d(0, 1, 0);
+    const std::tuple<const char*, const Point3*, const Point3*, const Point3*, int> cases[] = {
+        {"p0!=p1", &a, &a, &b, 0},
+        {"p1!=p2", &a, &b, &b, 0},
+        {"p2!=p0", &a, &b, &a, 0},
+        {"!vecAB.isDegenerate()", &a, &copy, &b, 0},
+        {"!vecAC.isDegenerate()", &a, &b, &copy, 0},
+        {"!nv.isDegenerate()", &a, &b, &c, 0},
+        {"false", &a, &b, &d, -1},
+        {"false", &a, &b, &d, 3}};
+    for (const auto& [condition, p, q, r, i] : cases)
+        expectFails(condition, [p = p, q = q, r = r, i = i] { getEdgePlane(p, q, r, i); });
 }
 
 TEST(angles, ofUnitVectorsSurviveRounding) {
@@ -275,82 +242,51 @@ TEST(angles, ofUnitVectorsSurviveRounding) {
     EXPECT_EQ(getAngleDegree(over, -x), 180.0);
     EXPECT_EQ(getAngleRad(over, x), 0.0);
     EXPECT_EQ(getAngleRad(over, -x), 3.14159265359);
-    for (unsigned seed = 0; seed < 100; ++seed) {
+    forSeeds(100, [](unsigned seed) {
         Chance chance(seed);
         const Vector3 a = chance.direction(), b = chance.direction();
         const double angle = std::atan2(crossProduct(a, b).length(), a * b);
-        EXPECT_NEAR(getAngleRad(a, b), angle, 1e-7) << "seed " << seed;
-        EXPECT_NEAR(getAngleDegree(a, b), angle * 180.0 / std::acos(-1.0), 1e-5) << "seed " << seed;
-    }
+        EXPECT_NEAR(getAngleRad(a, b), angle, 1e-7);
+        EXPECT_NEAR(getAngleDegree(a, b), angle * 180.0 / std::acos(-1.0), 1e-5);
+    });
 }
 
 TEST(line, hasFootPointsAndDistances) {
-    for (unsigned seed = 0; seed < 200; ++seed) {
+    forSeeds(200, [](unsigned seed) {
         Chance chance(seed);
-        const Point3 p0 = chance.point(), p1 = chance.point(), q = chance.point();
-        const Point3 foot = getFootPoint3D(p0, p1, q);
+        const Point3 p0 = chance.point(), p1 = chance.point(), q = chance.point(), foot = getFootPoint3D(p0, p1, q);
         const double length = (p1 - p0).length(), fromLine = crossProduct(q - p0, p1 - p0).length() / length;
-        EXPECT_LE(std::fabs((q - foot) * (p1 - p0)), 1e-14) << "seed " << seed;
-        EXPECT_NEAR((q - foot).length(), fromLine, 1e-13 / length) << "seed " << seed;
+        EXPECT_LE(std::fabs((q - foot) * (p1 - p0)), 1e-14);
+        EXPECT_NEAR((q - foot).length(), fromLine, 1e-13 / length);
         EXPECT_NEAR(getPointSegDist(p0, p1, q), std::min({fromLine, (q - p0).length(), (q - p1).length()}), 1e-13 / length);
-    }
+    });
     const Point3 p0, near(1e-11, 0, 0), q(1, 1, 0);
     EXPECT_EQ(getFootPoint3D(p0, near, q), p0);
     EXPECT_EQ(getPointSegDist(p0, Point3(0.5, 0, 0), Point3(9, 1, 0)), 1.0) << "the foot may lie beyond the ends";
-    expectCondition(reportOf([&] { getPointSegDist(q, q, p0); }), "p0.x()!=p1.x() || p0.y()!=p1.y() || p0.z()!=p1.z()");
+    expectFails("p0.x()!=p1.x() || p0.y()!=p1.y() || p0.z()!=p1.z()", [&] { getPointSegDist(q, q, p0); });
 }
 
 TEST(project2D, movesTheOtherCoordinatesDown) {
-    const Point3 p(1, 2, 3);
-    EXPECT_EQ(project2D(p, 0), Point3(2, 3, 0));
-    EXPECT_EQ(project2D(p, 1), Point3(1, 3, 0));
-    EXPECT_EQ(project2D(p, 2), Point3(1, 2, 0));
+    const Point3 p(1, 2, 3), aProjected[] = {Point3(2, 3, 0), Point3(1, 3, 0), Point3(1, 2, 0)};
+    for (int axis = 0; axis < 3; ++axis)
+        EXPECT_EQ(project2D(p, axis), aProjected[axis]);
     for (const int wrong : {-1, 3})
-        expectCondition(reportOf([&] { project2D(p, wrong); }), "false");
-}
-
-TEST(getEdgePlane, standsOnTheEdgeAndFacesTheCorner) {
-    for (unsigned seed = 0; seed < 100; ++seed) {
-        const std::array<Point3, 3> t = Chance(seed).triangle();
-        const Vector3 n = normalize(crossProduct(t[1] - t[0], t[2] - t[0]));
-        for (std::size_t i = 0; i < 3; ++i) {
-            const Plane plane = getEdgePlane(&t[0], &t[1], &t[2], static_cast<int>(i));
-            const double height = 2.0 * getArea(&t[0], &t[1], &t[2]) / (t[(i + 1) % 3] - t[(i + 2) % 3]).length();
-            EXPECT_NEAR(plane.signedDistance(t[i]), height, 1e-12) << "seed " << seed;
-            EXPECT_LE(plane.distance(t[(i + 1) % 3]) + plane.distance(t[(i + 2) % 3]), 1e-13) << "seed " << seed;
-            EXPECT_LE(std::fabs(plane.getNormal() * n), 1e-13) << "seed " << seed;
-        }
-    }
-}
-
-TEST(getEdgePlane, refusesDegenerateTriangles) {
-    const Point3 a(0, 0, 0), copy(0, 0, 0), b(1, 0, 0), c(2, 0, 0), d(0, 1, 0);
-    const auto refuses = [](const Point3& p, const Point3& q, const Point3& r, int i, const char* condition) {
-        expectCondition(reportOf([&] { getEdgePlane(&p, &q, &r, i); }), condition);
-    };
-    refuses(a, a, b, 0, "p0!=p1");
-    refuses(a, b, b, 0, "p1!=p2");
-    refuses(a, b, a, 0, "p2!=p0");
-    refuses(a, copy, b, 0, "!vecAB.isDegenerate()");
-    refuses(a, b, copy, 0, "!vecAC.isDegenerate()");
-    refuses(a, b, c, 0, "!nv.isDegenerate()");
-    refuses(a, b, d, -1, "false");
-    refuses(a, b, d, 3, "false");
+        expectFails("false", [&] { project2D(p, wrong); });
 }
 
 TEST(computeVolume, agreesWithTetrahedra) {
-    for (unsigned seed = 0; seed < 100; ++seed) {
+    forSeeds(100, [](unsigned seed) {
         Chance chance(seed);
         const Point3 a = chance.point(), b = chance.point(), c = chance.point(), d = chance.point();
         std::vector<Point3> vSolid = {a, b, c, a, d, b, b, d, c, c, d, a};
         const double volume = orientation3(a, b, c, d) / 6.0;
-        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10) << "seed " << seed;
+        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10);
         for (const Point3& p : {a, a, b, c, d})
             vSolid.push_back(p);  // a degenerate triangle and a torn one
-        EXPECT_NEAR(computeVolume(pointersTo(vSolid)), volume, 1e-10) << "seed " << seed;
+        EXPECT_NEAR(computeVolume(pointersTo(vSolid)), volume, 1e-10);
         std::rotate(vSolid.begin(), vSolid.begin() + 6, vSolid.begin() + 12);
-        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10) << "seed " << seed << ", another first corner";
-    }
+        EXPECT_NEAR(computeVolume(vSolid), volume, 1e-10) << "another first corner";
+    });
     EXPECT_EQ(computeVolume(std::vector<Point3*>()), 0.0);
 }
 

@@ -1,57 +1,16 @@
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
-
 #include "CPatch.h"
 #include "Inspector.h"
-#include "Random.h"
 #include "Rotx.h"
 #include "Top.h"
-#include "support/capture.h"
 #include "support/coarse.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
 using Triangles = std::vector<CTriangle*>;
 using Place = std::array<int, 3>;
-
-std::size_t pick(Random& random, std::size_t n) {
-    return static_cast<std::size_t>(random.next()) % n;
-}
-
-/// The call must end in a failure of that condition.
-template <typename Call>
-void expectFailure(const std::string& condition, Call&& call) {
-    EXPECT_NE(reportOf(call).find(conditionFailed(condition)), std::string::npos) << condition;
-}
-
-/// The call must print that text, among others.
-template <typename Call>
-void expectText(const std::string& part, Call&& call) {
-    EXPECT_NE(outputOf(call).find(part), std::string::npos) << part;
-}
-
-Triangles sorted(Triangles vT) {
-    std::sort(vT.begin(), vT.end());
-    return vT;
-}
-
-Triangles aliveOf(const CMesh& mesh) {
-    Triangles vT;
-    mesh.getAliveTriangles(vT);
-    return vT;
-}
 
 VCD cellAt(const Place& p) {
     return cell(static_cast<unsigned>(p[0]), static_cast<unsigned>(p[1]), static_cast<unsigned>(p[2]));
@@ -131,21 +90,21 @@ std::set<CTriangle*> reach(CTriangle* pStartT, IsCrossed&& isCrossed) {
 
 /// Edges of two triangles that run against each other.
 std::set<CEdge*> conflicts(const CMesh& mesh) {
-    std::vector<CEdge*> vCE;
-    mesh.getDegN(2, vCE);
     std::set<CEdge*> sConflict;
-    for (CEdge* pCE : vCE)
+    for (CEdge* pCE : edges(mesh, 2))
         if (pCE->vCT[0]->needFlip(pCE->vCT[1])) sConflict.insert(pCE);
     return sConflict;
 }
 
-std::vector<std::unique_ptr<CPatch>> orientedPatches(Top& top, Triangles vT, std::vector<CPatch*>& vPatches) {
-    top.createPatchesOrient(vT, vPatches);
-    std::vector<std::unique_ptr<CPatch>> vOwner;
-    for (CPatch* pPatch : vPatches)
-        vOwner.emplace_back(pPatch);
-    return vOwner;
-}
+/// What createPatchesOrient() makes of the triangles; deletes the patches.
+struct Oriented {
+    Oriented(Top& top, Triangles vT) { top.createPatchesOrient(vT, vPatches); }
+    ~Oriented() {
+        for (CPatch* pPatch : vPatches)
+            delete pPatch;
+    }
+    std::vector<CPatch*> vPatches;
+};
 
 /// A band of numSteps quads whose ends are joined upside down, with one dent.
 struct Moebius : CoarseWorld {
@@ -166,44 +125,41 @@ struct Moebius : CoarseWorld {
 }  // namespace
 
 TEST(Orientation, sheetsBetweenNonManifoldEdgesAgreeWithTheirFirstTriangle) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    forSeeds(40, [](unsigned seed) {
         Columns world(seed, 2, {40, 50});
-        const Triangles vT = aliveOf(world.mesh);
+        const Triangles vT = aliveT(world.mesh);
         std::map<CTriangle*, VCD> mC0;
         for (CTriangle* pCT : vT)
             mC0[pCT] = pCT->c0;
         Top top(&world.mesh, &world.calc);
-        std::vector<CPatch*> vPatches;
-        const auto vOwner = orientedPatches(top, vT, vPatches);
-
-        EXPECT_TRUE(conflicts(world.mesh).empty()) << "seed " << seed;
+        const Oriented oriented(top, vT);
+        EXPECT_TRUE(conflicts(world.mesh).empty());
         std::vector<Triangles> vMembers, vExpected;
-        for (CPatch* pPatch : vPatches) {
-            EXPECT_EQ(pPatch->vMemberCT[0]->c0, mC0[pPatch->vMemberCT[0]]) << "seed " << seed;
+        for (const CPatch* pPatch : oriented.vPatches) {
+            EXPECT_EQ(pPatch->vMemberCT[0]->c0, mC0[pPatch->vMemberCT[0]]);
             vMembers.push_back(sorted(pPatch->vMemberCT));
         }
         std::vector<CPatch*> vCut;
         std::map<VCD, CPatch*> mVCD2Patch;
         std::vector<CEdge*> vMECE;
         world.mesh.createPatches(nullptr, vCut, mVCD2Patch, vMECE);
-        for (CPatch* pPatch : vCut)
+        for (const CPatch* pPatch : vCut)
             vExpected.push_back(sorted(pPatch->vMemberCT));
-        EXPECT_EQ(vMembers, vExpected) << "seed " << seed;
+        EXPECT_EQ(vMembers, vExpected);
         EXPECT_EQ(firstFault(world.mesh), "");
-    }
+    });
 }
 
 TEST(Orientation, theRimOfASheetWaitsForItsInside) {
     Sheet world(8, 8);
-    Triangles vT = aliveOf(world.mesh);
+    Triangles vT = aliveT(world.mesh);
     std::swap(vT[0], vT[60]);
     Top top(&world.mesh, &world.calc);
-    std::vector<CPatch*> vPatches;
-    const auto vOwner = orientedPatches(top, vT, vPatches);
-    ASSERT_EQ(vPatches.size(), 1U);
+    const Oriented oriented(top, vT);
+    ASSERT_EQ(oriented.vPatches.size(), 1U);
     ASSERT_TRUE(vT[0]->hasOnlyHalfEdges());
     const std::set<CTriangle*> sInside = reach(vT[0], [](CEdge*, CTriangle* p) { return p->hasOnlyHalfEdges(); });
-    const Triangles& vMember = vPatches[0]->vMemberCT;
+    const Triangles& vMember = oriented.vPatches[0]->vMemberCT;
     const auto itRim = vMember.begin() + static_cast<std::ptrdiff_t>(sInside.size());
     EXPECT_EQ(std::set<CTriangle*>(vMember.begin(), itRim), sInside);
     EXPECT_EQ(sorted(vMember), sorted(vT));
@@ -214,45 +170,42 @@ TEST(Orientation, aMoebiusBandKeepsOneConflictAtItsSharpestBend) {
     Top top(&world.mesh, &world.calc);
     top.orient();
     EXPECT_EQ(conflicts(world.mesh).size(), 1U);
-    for (CTriangle* pCT : aliveOf(world.mesh))
+    for (CTriangle* pCT : aliveT(world.mesh))
         EXPECT_EQ(pCT->getPatch(), nullptr);
 
     std::set<CEdge*> sFences;
     expectText("Fences: 1\n", [&] { top.strategyMST(sFences); });
     EXPECT_EQ(sFences, conflicts(world.mesh));
-    std::vector<CEdge*> vCE;
-    world.mesh.getDegN(2, vCE);
     const auto turn = [&](CEdge* pCE) {
         bool bOK = false;
         const Vector3 n0 = pCE->vCT[0]->getRealNNV(&world.mesh, bOK), n1 = pCE->vCT[1]->getRealNNV(&world.mesh, bOK);
         return (pCE->vCT[0]->needFlip(pCE->vCT[1]) ? -1.0 : 1.0) * (n0 * n1);  // falls as the turn grows
     };
-    EXPECT_EQ(*sFences.begin(),
-              *std::min_element(vCE.begin(), vCE.end(), [&](CEdge* p, CEdge* q) { return turn(p) < turn(q); }));
+    EXPECT_EQ(*sFences.begin(), std::ranges::min(edges(world.mesh, 2), {}, turn));
 }
 
 TEST(Orientation, smallTurnsOrientASkinAcrossTouchingEdges) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
+    forSeeds(40, [&](unsigned seed) {
         Columns world(seed, 1, {40});
         Top top(&world.mesh, &world.calc);
         std::set<CEdge*> sFences;
         const CoutSilence silence;
         top.strategyMST(sFences);
-        EXPECT_TRUE(sFences.empty() && top.mmQueue.empty()) << "seed " << seed;
+        EXPECT_TRUE(sFences.empty() && top.mmQueue.empty());
         const Triangles vSkin = world.skin();
         for (CTriangle* pCT : vSkin) {
-            ASSERT_EQ(world.isOutward(pCT), world.isOutward(vSkin[0])) << "seed " << seed;
+            ASSERT_EQ(world.isOutward(pCT), world.isOutward(vSkin[0]));
             EXPECT_EQ(pCT->getPatch(), nullptr);
         }
-    }
+    });
 }
 
 TEST(Orientation, stepsEndAtBordersFlatTrianglesAndTies) {
     Sheet world(1, 1);
     Top top(&world.mesh, &world.calc);
-    const Triangles vT = aliveOf(world.mesh);
+    const Triangles vT = aliveT(world.mesh);
     CPatch patch(&world.mesh, &world.calc);
-    expectFailure("pCT->getPatch()!=__null", [&] { top.enqueue(vT[0], 0); });
+    expectFails("pCT->getPatch()!=__null", [&] { top.enqueue(vT[0], 0); });
     patch.add(vT[0]);
     top.enqueue(vT[0], 0);
     EXPECT_TRUE(top.mmQueue.empty());
@@ -270,203 +223,203 @@ TEST(Orientation, stepsEndAtBordersFlatTrianglesAndTies) {
     EXPECT_TRUE(top.mmQueue.empty());
     std::set<CEdge*> sFences;
     vT[0]->kill(&world.mesh);
-    expectFailure("bOwnOK", [&] { top.strategyMST(sFences); });
+    expectFails("bOwnOK", [&] { top.strategyMST(sFences); });
     EXPECT_EQ(vT[1]->getPatch(), nullptr) << "the mark died with the walk";
 }
 
 TEST(Orientation, theOuterSkinGrowsAroundInnerWalls) {
-    for (unsigned seed = 0; seed < 60; ++seed) {
+    forSeeds(60, [&](unsigned seed) {
         Columns world(seed, 3, {40});
         Top top(&world.mesh, &world.calc);
-        std::vector<CPatch*> vPatches;
-        const auto vOwner = orientedPatches(top, aliveOf(world.mesh), vPatches);
+        const Oriented oriented(top, aliveT(world.mesh));
+        std::vector<CPatch*> vPatches = oriented.vPatches;
         const CoutSilence silence;
-        const std::size_t numAlive = aliveOf(world.mesh).size();
+        const std::size_t numAlive = aliveT(world.mesh).size();
         CPatch* pSkin = top.patchGrowing(vPatches);
         ASSERT_NE(pSkin, nullptr);
-        EXPECT_EQ(sorted(pSkin->vMemberCT), world.skin()) << "seed " << seed;
+        EXPECT_EQ(sorted(pSkin->vMemberCT), world.skin());
         for (CTriangle* pCT : world.skin())
-            ASSERT_TRUE(world.isOutward(pCT)) << "seed " << seed;
+            ASSERT_TRUE(world.isOutward(pCT));
         EXPECT_TRUE(pSkin->vPatchBoundaryCE.empty());
-        EXPECT_EQ(aliveOf(world.mesh).size(), numAlive);
-    }
+        EXPECT_EQ(aliveT(world.mesh).size(), numAlive);
+    });
 }
 
 TEST(Orientation, noSkinGrowsWhereNothingFacesAlongX) {
     Sheet world(3, 3);
     Top top(&world.mesh, &world.calc);
-    std::vector<CPatch*> vPatches;
-    const auto vOwner = orientedPatches(top, aliveOf(world.mesh), vPatches);
+    const Oriented oriented(top, aliveT(world.mesh));
+    std::vector<CPatch*> vPatches = oriented.vPatches;
     const std::string text = outputOf([&] { EXPECT_EQ(top.patchGrowing(vPatches), nullptr); });
-    EXPECT_NE(text.find("Number of input patches: 1\n"), std::string::npos);
-    EXPECT_NE(text.find("no usable pMaxT"), std::string::npos);
+    EXPECT_EQ(countIn(text, "Number of input patches: 1\n") + countIn(text, "no usable pMaxT"), 2) << text;
 }
 
 TEST(Rotx, agreesWithASortByAngle) {
     Random random(7);
-    const auto stepFrom = [&](Place p) {
-        for (int& coordinate : p)
-            coordinate += static_cast<int>(pick(random, 3)) - 1;
-        return p;
+    const auto stepFrom =
+        [&](Place p) {
+            for (int& coordinate : p)
+                coordinate += static_cast<int>(pick(random, 3)) - 1;
+            return p;
+            };
+    const auto vectorTo = [](const Place& p, const Place& q) {
+                return Vector3(q[0] - p[0], q[1] - p[1], q[2] - p[2]);
+            };
+            for (int turn = 0; turn < 3000; ++turn) {
+                CoarseWorld world;
+                const Place a{30 + static_cast<int>(pick(random, 9)), 50, 63 + static_cast<int>(pick(random, 2))};
+                const Place b = stepFrom(a);
+                std::map<CTriangle*, Place> mThird;
+                for (int i = 0; i < 7; ++i) {
+                    const Place c = stepFrom(a);
+                    const Vector3 d = vectorTo(b, c);
+                    if (a == b || c == a || c == b || d.getMaxAbsComponent() > 1.0) continue;
+                    CTriangle* pCT = world.triangle(cellAt(a), cellAt(b), cellAt(c));
+                    mThird[pCT] = c;
+                    if (random.next() % 2 == 0) pCT->flipNNV();
+                }
+                if (mThird.empty()) continue;
+                CTriangle* pRefCT = world.mesh.vAllCT[pick(random, mThird.size())];
+                const Vector3 u = pRefCT->getHEDirection2(cellAt(a), cellAt(b)) == HE_SAME ? vectorTo(a, b) : vectorTo(b, a);
+                const Vector3 ref = crossProduct(u, vectorTo(a, mThird[pRefCT]));
+                std::vector<std::pair<double, CTriangle*>> vSlow;
+                for (const auto& [pCT, c] : mThird) {
+                    const Vector3 n = crossProduct(u, vectorTo(a, c));
+                    const double angle = std::atan2(crossProduct(ref, n) * u, (ref * n) * u.length());
+                    vSlow.emplace_back(angle < 0.0 ? angle + 6.283185307179586 : angle, pCT);
+                }
+                std::sort(vSlow.begin(), vSlow.end());
+                const bool bTie = std::ranges::adjacent_find(
+                                      vSlow, [](auto& p, auto& q) { return q.first - p.first < 1e-9; }) != vSlow.end();
+
+                Rotx rotx(&world.mesh, true);
+                CEdge* pCE = world.mesh.getEdge(cellAt(a), cellAt(b));
+                const std::string text = outputOf([&] { ASSERT_EQ(rotx.sortStar(pRefCT, pCE), !bTie); });
+                ASSERT_EQ(text, bTie ? "ROTX-BUG: \n" : "");
+                ASSERT_EQ(pCE->vCT[0], pRefCT);
+                ASSERT_EQ(firstFault(world.mesh), "");
+                for (std::size_t i = 0; i < vSlow.size() && !bTie; ++i)
+                    ASSERT_EQ(pCE->vCT[i], vSlow[i].second);
+            }
+        }
+
+    TEST(Rotx, refusesWhatItHasNoOrderFor) {
+        Sheet world(1, 1);
+        CTriangle* pDeadT = world.triangle(world.at(0, 0), world.at(1, 0), world.put(14, 16, 16));  // two steps from one end
+        CEdge* pCE = pDeadT->getCE(2);
+        Rotx rotx(&world.mesh, true), empty(&world.mesh, false);
+        EXPECT_EQ(rotx.sEdges.size(), 56U);
+        EXPECT_EQ(rotx.mEncoded2Index.size(), 24U * 16 + 24U * 10 + 8U * 6);
+        const std::string missing = "q_it!=mEncoded2Index.end()";
+        expectFails(missing, [&] { rotx.sortStar(pDeadT, pCE); });
+        expectFails(missing, [&] { empty.getIdx(packRCD(1, 1, 1), packRCD(1, 1, 2), packRCD(1, 2, 1)); });
+        pDeadT->kill(&world.mesh);
+        expectFails("pRefCT->isAlive()", [&] { rotx.sortStar(pDeadT, pCE); });
+    }
+
+    namespace {
+
+    /// All alive triangles of a mesh as a patch, and an inspector.
+    struct Inspection {
+        CPatch patch;
+        std::vector<CPatch*> vPatches{&patch};
+        Inspector inspector;
+
+        explicit Inspection(CoarseWorld& world) : patch(&world.mesh, &world.calc), inspector(&world.mesh, vPatches) {
+            for (CTriangle* pCT : aliveT(world.mesh))
+                patch.add(pCT);
+        }
     };
-    const auto vectorTo = [](const Place& p, const Place& q) { return Vector3(q[0] - p[0], q[1] - p[1], q[2] - p[2]); };
-    for (int turn = 0; turn < 3000; ++turn) {
+
+    /// A triangle and three flaps, which run against it, turned down at its sides by these degrees.
+    struct Flaps : CoarseWorld {
+        explicit Flaps(const std::array<double, 3>& degrees) {
+            std::array<Point3, 3> p;
+            for (std::size_t i = 0; i < 3; ++i) {
+                const double a = 2.0943951023931953 * static_cast<double>(i);
+                p[i] = {50.0 + std::cos(a), 50.0 + std::sin(a), 50.0};
+                put(cell(static_cast<unsigned>(i), 0, 0), p[i]);
+            }
+            triangle(cell(0, 0, 0), cell(1, 0, 0), cell(2, 0, 0));
+            for (unsigned i = 0; i < 3; ++i) {
+                const double a = 2.0943951023931953 * (i + 0.5), turn = degrees[i] / 57.29577951308232;
+                const double r = 0.5 + std::cos(turn);
+                put(cell(i, 1, 0), {50.0 + r * std::cos(a), 50.0 + r * std::sin(a), 50.0 - std::sin(turn)});
+                triangle(cell(i, 0, 0), cell((i + 1) % 3, 0, 0), cell(i, 1, 0));
+            }
+        }
+    };
+
+    }  // namespace
+
+    TEST(Inspector, growsUpToAKnownBorder) {
+        forSeeds(50, [&](unsigned seed) {
+            Random random(seed);
+            Sheet world(6, 6);
+            Inspection it(world);
+            const Triangles vT = aliveT(world.mesh);
+            std::set<VCD> sBorder;
+            for (unsigned i = 0; i < seed % 7; ++i)
+                sBorder.insert(world.at(static_cast<unsigned>(pick(random, 7)), static_cast<unsigned>(pick(random, 7))));
+            for (CTriangle* pCT : vT)
+                if (random.next() % 2 == 0) pCT->flipNNV();
+            CTriangle* pGoodT = vT[pick(random, vT.size())];
+            const CoutSilence silence;
+            it.inspector.keepGoodPartForKnownBorder(&it.patch, pGoodT, sBorder);
+            const std::set<CTriangle*> sKept(it.patch.vMemberCT.begin(), it.patch.vMemberCT.end());
+            const auto numEnds = [&](CEdge* pCE) { return sBorder.count(pCE->v0) + sBorder.count(pCE->v1); };
+            const auto isKept = [&](CEdge* pCE, CTriangle* pCT) { return numEnds(pCE) == 0 && sKept.count(pCT) != 0; };
+            EXPECT_EQ(reach(pGoodT, isKept), sKept);
+            EXPECT_TRUE(!sBorder.empty() || sKept.size() == vT.size());
+            it.inspector.killRemovedT();
+            EXPECT_EQ(it.patch.vMemberCT, aliveT(world.mesh));
+            EXPECT_TRUE(conflicts(world.mesh).empty());
+        });
+    }
+
+    TEST(Inspector, cutsABentSheetWhereItFacesItself) {
+        constexpr unsigned SIZE = 6;
         CoarseWorld world;
-        const Place a{30 + static_cast<int>(pick(random, 9)), 50, 63 + static_cast<int>(pick(random, 2))};
-        const Place b = stepFrom(a);
-        std::map<CTriangle*, Place> mThird;
-        for (int i = 0; i < 7; ++i) {
-            const Place c = stepFrom(a);
-            const Vector3 d = vectorTo(b, c);
-            if (a == b || c == a || c == b || std::max({std::fabs(d.x()), std::fabs(d.y()), std::fabs(d.z())}) > 1.0)
-                continue;
-            CTriangle* pCT = world.triangle(cellAt(a), cellAt(b), cellAt(c));
-            mThird[pCT] = c;
-            if (random.next() % 2 == 0) pCT->flipNNV();
-        }
-        if (mThird.empty()) continue;
-        CTriangle* pRefCT = world.mesh.vAllCT[pick(random, mThird.size())];
-        const Vector3 u = pRefCT->getHEDirection2(cellAt(a), cellAt(b)) == HE_SAME ? vectorTo(a, b) : vectorTo(b, a);
-        const Vector3 ref = crossProduct(u, vectorTo(a, mThird[pRefCT]));
-        std::vector<std::pair<double, CTriangle*>> vSlow;
-        for (const auto& [pCT, c] : mThird) {
-            const Vector3 n = crossProduct(u, vectorTo(a, c));
-            const double angle = std::atan2(crossProduct(ref, n) * u, (ref * n) * u.length());
-            vSlow.emplace_back(angle < 0.0 ? angle + 6.283185307179586 : angle, pCT);
-        }
-        std::sort(vSlow.begin(), vSlow.end());
-        const bool bTie = std::adjacent_find(vSlow.begin(), vSlow.end(), [](const auto& p, const auto& q) {
-                              return q.first - p.first < 1e-9;
-                          }) != vSlow.end();
+        Triangles vGood, vBad;
+        const auto squareAt = [&](Triangles& vT, VCD a, VCD b, VCD c, VCD d) {
+            vT.insert(vT.end(), {world.triangle(a, b, c), world.triangle(a, c, d)});
+        };
+        for (unsigned y = 20; y < 20 + SIZE; ++y)
+            for (unsigned x = 20; x < 20 + SIZE; ++x) {
+                for (const unsigned z : {20U, 21U})
+                    squareAt(z == 20 ? vGood : vBad, world.put(x, y, z), world.put(x + 1, y, z), world.put(x + 1, y + 1, z),
+                             world.put(x, y + 1, z));
+                if (x + 1 < 20 + SIZE) continue;
+                squareAt(vGood, cell(x + 1, y, 20), cell(x + 1, y, 21), cell(x + 1, y + 1, 21), cell(x + 1, y + 1, 20));
+            }
+        Inspection whole(world);
+        whole.inspector.keepGoodPart(&whole.patch, vGood[0]);
+        EXPECT_EQ(whole.patch.getSize(), vGood.size() + vBad.size()) << "a patch that isn't bad stays";
 
-        Rotx rotx(&world.mesh, true);
-        CEdge* pCE = world.mesh.getEdge(cellAt(a), cellAt(b));
-        const std::string text = outputOf([&] { ASSERT_EQ(rotx.sortStar(pRefCT, pCE), !bTie); });
-        ASSERT_EQ(text, bTie ? "ROTX-BUG: \n" : "");
-        ASSERT_EQ(pCE->vCT[0], pRefCT);
-        ASSERT_EQ(firstFault(world.mesh), "");
-        for (std::size_t i = 0; i < vSlow.size() && !bTie; ++i)
-            ASSERT_EQ(pCE->vCT[i], vSlow[i].second);
-    }
-}
-
-TEST(Rotx, refusesWhatItHasNoOrderFor) {
-    Sheet world(1, 1);
-    CTriangle* pDeadT = world.triangle(world.at(0, 0), world.at(1, 0), world.put(14, 16, 16));  // two steps from one end
-    CEdge* pCE = pDeadT->getCE(2);
-    Rotx rotx(&world.mesh, true), empty(&world.mesh, false);
-    EXPECT_EQ(rotx.sEdges.size(), 56U);
-    EXPECT_EQ(rotx.mEncoded2Index.size(), 24U * 16 + 24U * 10 + 8U * 6);
-    const std::string missing = "q_it!=mEncoded2Index.end()";
-    expectFailure(missing, [&] { rotx.sortStar(pDeadT, pCE); });
-    expectFailure(missing, [&] { empty.getIdx(packRCD(1, 1, 1), packRCD(1, 1, 2), packRCD(1, 2, 1)); });
-    pDeadT->kill(&world.mesh);
-    expectFailure("pRefCT->isAlive()", [&] { rotx.sortStar(pDeadT, pCE); });
-}
-
-namespace {
-
-/// All alive triangles of a mesh as a patch, and an inspector.
-struct Inspection {
-    CPatch patch;
-    std::vector<CPatch*> vPatches{&patch};
-    Inspector inspector;
-
-    explicit Inspection(CoarseWorld& world) : patch(&world.mesh, &world.calc), inspector(&world.mesh, vPatches) {
-        for (CTriangle* pCT : aliveOf(world.mesh))
-            patch.add(pCT);
-    }
-};
-
-/// A triangle and three flaps, which run against it, turned down at its sides by these degrees.
-struct Flaps : CoarseWorld {
-    explicit Flaps(const std::array<double, 3>& degrees) {
-        std::array<Point3, 3> p;
-        for (std::size_t i = 0; i < 3; ++i) {
-            const double a = 2.0943951023931953 * static_cast<double>(i);
-            p[i] = {50.0 + std::cos(a), 50.0 + std::sin(a), 50.0};
-            put(cell(static_cast<unsigned>(i), 0, 0), p[i]);
-        }
-        triangle(cell(0, 0, 0), cell(1, 0, 0), cell(2, 0, 0));
-        for (unsigned i = 0; i < 3; ++i) {
-            const double a = 2.0943951023931953 * (i + 0.5), turn = degrees[i] / 57.29577951308232;
-            const double r = 0.5 + std::cos(turn);
-            put(cell(i, 1, 0), {50.0 + r * std::cos(a), 50.0 + r * std::sin(a), 50.0 - std::sin(turn)});
-            triangle(cell(i, 0, 0), cell((i + 1) % 3, 0, 0), cell(i, 1, 0));
-        }
-    }
-};
-
-}  // namespace
-
-TEST(Inspector, growsUpToAKnownBorder) {
-    for (unsigned seed = 0; seed < 50; ++seed) {
-        Random random(seed);
-        Sheet world(6, 6);
+        vBad.push_back(world.triangle(cell(22, 22, 20), cell(23, 22, 20), world.put(22, 22, 19)));
         Inspection it(world);
-        const Triangles vT = aliveOf(world.mesh);
-        std::set<VCD> sBorder;
-        for (unsigned i = 0; i < seed % 7; ++i)
-            sBorder.insert(world.at(static_cast<unsigned>(pick(random, 7)), static_cast<unsigned>(pick(random, 7))));
-        for (CTriangle* pCT : vT)
-            if (random.next() % 2 == 0) pCT->flipNNV();
-        CTriangle* pGoodT = vT[pick(random, vT.size())];
-        const CoutSilence silence;
-        it.inspector.keepGoodPartForKnownBorder(&it.patch, pGoodT, sBorder);
-        const std::set<CTriangle*> sKept(it.patch.vMemberCT.begin(), it.patch.vMemberCT.end());
-        const auto numEnds = [&](CEdge* pCE) { return sBorder.count(pCE->v0) + sBorder.count(pCE->v1); };
-        const auto isKept = [&](CEdge* pCE, CTriangle* pCT) { return numEnds(pCE) == 0 && sKept.count(pCT) != 0; };
-        EXPECT_EQ(reach(pGoodT, isKept), sKept) << "seed " << seed;
-        EXPECT_TRUE(!sBorder.empty() || sKept.size() == vT.size()) << "seed " << seed;
-        it.inspector.killRemovedT();
-        EXPECT_EQ(it.patch.vMemberCT, aliveOf(world.mesh)) << "seed " << seed;
-        EXPECT_TRUE(conflicts(world.mesh).empty()) << "seed " << seed;
+        EXPECT_TRUE(it.inspector.isBad(&it.patch));
+        const std::string text = outputOf([&] { it.inspector.keepGoodPart(&it.patch, vGood[0]); });
+        EXPECT_EQ(text, "split: REMOVING 73 triangles from pTestPatch\n");
+        EXPECT_EQ(it.patch.vMemberCT, sorted(vGood));
+        EXPECT_EQ(it.inspector.vRemovedT, sorted(vBad));
     }
-}
 
-TEST(Inspector, cutsABentSheetWhereItFacesItself) {
-    constexpr unsigned SIZE = 6;
-    CoarseWorld world;
-    Triangles vGood, vBad;
-    const auto square = [&](Triangles& vT, VCD a, VCD b, VCD c, VCD d) {
-        vT.insert(vT.end(), {world.triangle(a, b, c), world.triangle(a, c, d)});
-    };
-    for (unsigned y = 20; y < 20 + SIZE; ++y)
-        for (unsigned x = 20; x < 20 + SIZE; ++x) {
-            square(vGood, world.put(x, y, 20), world.put(x + 1, y, 20), world.put(x + 1, y + 1, 20),
-                   world.put(x, y + 1, 20));
-            square(vBad, world.put(x, y, 21), world.put(x + 1, y, 21), world.put(x + 1, y + 1, 21), world.put(x, y + 1, 21));
-            if (x + 1 < 20 + SIZE) continue;
-            square(vGood, cell(x + 1, y, 20), cell(x + 1, y, 21), cell(x + 1, y + 1, 21), cell(x + 1, y + 1, 20));
+    TEST(Inspector, givesBackWhatLiesSmoothly) {
+        for (const auto& [degrees, bBack] : std::vector<std::pair<std::array<double, 3>, bool>>{{{0, 0, 0}, true},
+                                                                                                {{119, 119, 119}, true},
+                                                                                                {{121, 121, 120}, false},
+                                                                                                {{0, 159, 0}, true},
+                                                                                                {{0, 161, 0}, false},
+                                                                                                {{159, 159, 41}, true},
+                                                                                                {{159, 159, 43}, false}}) {
+            Flaps world(degrees);
+            Inspection it(world);
+            Triangles vT{it.patch.vMemberCT[0]};
+            it.patch.vMemberCT.erase(it.patch.vMemberCT.begin());
+            vT[0]->setPatch(nullptr);
+            it.inspector.giveBack(vT, &it.patch);
+            EXPECT_EQ(vT.empty(), bBack) << degrees[0] << " " << degrees[1] << " " << degrees[2];
+            EXPECT_EQ(it.patch.getSize(), bBack ? 4U : 3U);
         }
-    Inspection whole(world);
-    whole.inspector.keepGoodPart(&whole.patch, vGood[0]);
-    EXPECT_EQ(whole.patch.getSize(), vGood.size() + vBad.size()) << "a patch that isn't bad stays";
-
-    vBad.push_back(world.triangle(cell(22, 22, 20), cell(23, 22, 20), world.put(22, 22, 19)));
-    Inspection it(world);
-    EXPECT_TRUE(it.inspector.isBad(&it.patch));
-    const std::string text = outputOf([&] { it.inspector.keepGoodPart(&it.patch, vGood[0]); });
-    EXPECT_EQ(text, "split: REMOVING 73 triangles from pTestPatch\n");
-    EXPECT_EQ(it.patch.vMemberCT, sorted(vGood));
-    EXPECT_EQ(it.inspector.vRemovedT, sorted(vBad));
-}
-
-TEST(Inspector, givesBackWhatLiesSmoothly) {
-    struct Case {
-        std::array<double, 3> degrees;
-        bool bBack;
-    };
-    for (const auto& [degrees, bBack] :
-         {Case{{0, 0, 0}, true}, Case{{119, 119, 119}, true}, Case{{121, 121, 120}, false}, Case{{0, 159, 0}, true},
-          Case{{0, 161, 0}, false}, Case{{159, 159, 41}, true}, Case{{159, 159, 43}, false}}) {
-        Flaps world(degrees);
-        Inspection it(world);
-        Triangles vT{it.patch.vMemberCT[0]};
-        it.patch.vMemberCT.erase(it.patch.vMemberCT.begin());
-        vT[0]->setPatch(nullptr);
-        it.inspector.giveBack(vT, &it.patch);
-        EXPECT_EQ(vT.empty(), bBack) << degrees[0] << " " << degrees[1] << " " << degrees[2];
-        EXPECT_EQ(it.patch.getSize(), bBack ? 4U : 3U);
     }
-}

@@ -70,6 +70,17 @@ inline std::string conditionFailed(const std::string& condition) {
     return "Condition [ " + condition + " failed ]";
 }
 
+/// The call must end in KelBugException, and its report must name the condition.
+inline void expectFails(const std::string& condition, const auto& call) {
+    const std::string report = reportOf(call);
+    EXPECT_NE(report.find(conditionFailed(condition)), std::string::npos) << condition << "\n" << report;
+}
+/// The text that the call prints must contain the part.
+inline void expectText(const std::string& part, const auto& call) {
+    const std::string text = outputOf(call);
+    EXPECT_NE(text.find(part), std::string::npos) << part << "\n" << text;
+}
+
 /// How often the text contains the part.
 inline int countIn(const std::string& text, const std::string& part) {
     int count = 0;

@@ -70,6 +70,26 @@ public:
     TARN_KEL::VCD at(unsigned x, unsigned y) { return put(16 + x, 16 + y, 16); }
 };
 
+/// The mesh's lists as results.
+inline std::vector<TARN_KEL::CEdge*> edges(const TARN_KEL::CMesh& mesh, int degree) {
+    std::vector<TARN_KEL::CEdge*> v;
+    mesh.getDegN(degree, v);
+    return v;
+}
+inline std::vector<TARN_KEL::CTriangle*> aliveT(const TARN_KEL::CMesh& mesh) {
+    std::vector<TARN_KEL::CTriangle*> v;
+    mesh.getAliveTriangles(v);
+    return v;
+}
+inline std::size_t numAlive(const TARN_KEL::CMesh& mesh) {
+    return aliveT(mesh).size();
+}
+inline std::vector<TARN_KEL::CTriangle*> incidentT(const TARN_KEL::CMesh& mesh, TARN_KEL::VCD vcd) {
+    std::vector<TARN_KEL::CTriangle*> v;
+    mesh.getIncidentT(vcd, v);
+    return v;
+}
+
 /// The first violated invariant of the mesh as text, empty when all hold. Looks at everything, by plain search: O(n log n).
 inline std::string firstFault(const TARN_KEL::CMesh& mesh) {
     using namespace TARN_KEL;

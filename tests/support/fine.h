@@ -101,6 +101,13 @@ inline Soup fan(int numSpokes, bool bHubFirst) {
     return soup;
 }
 
+/// The mesh's list as a result.
+inline std::vector<REdge*> edges(const RMesh& mesh, int degree) {
+    std::vector<REdge*> v;
+    mesh.getDegN(degree, v);
+    return v;
+}
+
 /// The first thing that is wrong with the mesh, as text; empty when all is well. It goes from the alive triangles alone, on
 /// plain containers, and asks the mesh for the rest.
 inline std::string firstFault(const RMesh& mesh) {

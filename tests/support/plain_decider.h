@@ -39,6 +39,10 @@ public:
         }
         return static_cast<int>(vNeigs.size());
     }
+    /// Of two positions in the block, in steps over faces.
+    static int distance(int pos, int next) {
+        return std::abs(pos % 3 - next % 3) + std::abs(pos / 3 % 3 - next / 3 % 3) + std::abs(pos / 9 - next / 9);
+    }
     bool isFree(int pos) const { return (aliveMask >> pos & 1) == 0 || sDoomed.count(block[pos]) != 0; }
 
     bool removingCreatesGap(RCD rcd) {
@@ -180,9 +184,7 @@ private:
         for (front.push(start); !front.empty(); front.pop())
             for (int next = 0; next < 27; ++next) {
                 const int pos = front.front();
-                const int distance =
-                    std::abs(pos % 3 - next % 3) + std::abs(pos / 3 % 3 - next / 3 % 3) + std::abs(pos / 9 - next / 9);
-                if (distance == 1 && next != 13 && isFree(next) && sVisited.insert(next).second) front.push(next);
+                if (distance(pos, next) == 1 && next != 13 && isFree(next) && sVisited.insert(next).second) front.push(next);
             }
     }
 

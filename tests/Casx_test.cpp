@@ -2,17 +2,10 @@
 // bits and permutations.
 #include "Casx.h"
 
-#include <gtest/gtest.h>
-
-#include <array>
-#include <map>
-#include <set>
-#include <vector>
-
-#include "support/capture.h"
 #include "support/cellSets.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
+using namespace TARN_TEST;
 
 namespace {
 
@@ -155,9 +148,9 @@ TEST(Casx, rowsFollowFromTheBaseRowsByRotation) {
 TEST(Casx, isTheSameWhenBuiltFromTheBaseCases) {
     for (TRIMODE mode : {TM_THIN, TM_FAT}) {
         const Casx built(mode, false);
-        const TARN_TEST::CoutCapture capture;
+        EXPECT_EQ(outputOf([mode] { Casx(mode, true); }), "Casx::Casx, bExperimental=true - using base cases\n");
+        const CoutSilence silence;
         const Casx experimental(mode, true);
-        EXPECT_EQ(capture.text(), "Casx::Casx, bExperimental=true - using base cases\n");
         EXPECT_EQ(experimental.vTriVec, built.vTriVec);
         EXPECT_EQ(experimental.vTriUse, built.vTriUse);
     }
@@ -186,14 +179,11 @@ TEST(Casx, neighbouringCubesAgreeOnTheFaceBetweenThem) {
 TEST(Casx, fatRowsHoldTheThinOnesInTheSlotsOfTheMainClass) {
     const Casx fat(TM_FAT, false), thin(TM_THIN, false);
     const std::set<int> different = orbitOf({91, 95, 125});
-    for (int config = 0; config < 256; ++config) {
-        const bool bSame = delivered(fat, config, TUT) == delivered(thin, config, TUT);
-        EXPECT_EQ(bSame, different.count(config) == 0) << "row " << config;
-    }
+    for (int config = 0; config < 256; ++config)
+        EXPECT_EQ(delivered(fat, config, TUT) == delivered(thin, config, TUT), different.count(config) == 0) << config;
     // 27 and 7 have triangles, of the other classes.
     for (int config : orbitOf({7, 27})) {
-        EXPECT_TRUE(delivered(fat, config, TUT).empty());
-        EXPECT_TRUE(delivered(thin, config, TUT).empty());
+        EXPECT_TRUE(delivered(fat, config, TUT).empty() && delivered(thin, config, TUT).empty());
         EXPECT_FALSE(delivered(fat, config, TUI).empty());
     }
 }
@@ -220,11 +210,12 @@ TEST(Casx, aMalformedRowIsReported) {
     fat.addTriConfig(26, 3, 512, 512, 512, 512, 512, 512, 512, 512, 512, 512, 512);
     std::array<CCD, 8> cells{};
     std::vector<CCD> vOut;
-    const std::string report = TARN_TEST::reportOf([&] { fat.getTriangles(26, cells.data(), vOut, TUT); });
-    EXPECT_EQ(report.find("Uh, config=26"), 0U);
-    EXPECT_NE(report.find(TARN_TEST::conditionFailed("vTriCCD.size()%3==0")), std::string::npos);
+    const auto deliver = [&] { fat.getTriangles(26, cells.data(), vOut, TUT); };
+    EXPECT_EQ(reportOf(deliver).find("Uh, config=26"), 0U);
+    vOut.clear();
+    expectFails("vTriCCD.size()%3==0", deliver);
     for (int config : {-1, 256})
-        TARN_TEST::reportOf([&] { fat.getTriangles(config, cells.data(), vOut, TUT); });
+        reportOf([&] { fat.getTriangles(config, cells.data(), vOut, TUT); });
 }
 
 TEST(Casx, crowdedCubesNameTheCellsToAddAndToRemove) {

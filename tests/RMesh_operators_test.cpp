@@ -1,12 +1,12 @@
 // The operators against their description as sets of corner triples, on soups where anything goes, and on surfaces whose
 // properties must survive.
 
-#include "Progress.h"
 #include "RMesh.h"
 #include "RPatch.h"
 #include "RTop.h"
 #include "support/fine.h"
 #include "support/prelude.h"
+#include "support/run.h"
 
 using namespace TARN_TEST;
 
@@ -63,10 +63,7 @@ long eulerOfClosed(const RMesh& mesh) {
 /// Runs the call within a run of the library.
 template <typename Call>
 auto inRun(Call&& call) {
-    struct Run {
-        Run() { progressForReco(); }
-        ~Run() { closeProgress(); }
-    } const run;
+    const OpenRun run;
     return call();
 }
 

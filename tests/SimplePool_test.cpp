@@ -1,16 +1,13 @@
 #include "SimplePool.h"
 
-#include <gtest/gtest.h>
 #include <sys/resource.h>
 
-#include <array>
 #include <climits>
-#include <memory>
-#include <vector>
 
-#include "support/capture.h"
+#include "support/prelude.h"
 #include "support/sanitized.h"
 
+using namespace TARN_TEST;
 using TARN_TOOLS::SimplePool;
 
 namespace {
@@ -58,7 +55,6 @@ TEST(SimplePool, opensBlocksOfTheSizesTold) {
     EXPECT_EQ(sizesAfter<Thing>(0, 7, 3), (Sizes{0, 7, 7}));
     EXPECT_EQ(sizesAfter<Thing>(0, -1, 4), (Sizes{0, 1, 2, 4}));
 }
-
 TEST(SimplePool, limitsComputedSizesAndOnlyThese) {
     static_assert(SimplePool<Megabyte>::maxSize == 100 && SimplePool<char>::maxSize == 100000000);
     EXPECT_EQ(sizesAfter<Megabyte>(60, -1, 5), (std::vector<int>{60, 30, 60, 100, 100}));
@@ -86,9 +82,7 @@ TEST(SimplePool, handsOutAscendingAddressesThatStayValid) {
         ASSERT_EQ(vThing[i]->number[3], static_cast<int>(i));
         ASSERT_TRUE(pool.owns(vThing[i]) && pool.indexOf(vThing[i]) == i && pool.at(i) == vThing[i]);
     }
-    EXPECT_FALSE(pool.owns(vThing.back() + 1));
-    EXPECT_FALSE(pool.owns(vThing.front() - 1));
-    EXPECT_FALSE(pool.owns(nullptr));
+    EXPECT_FALSE(pool.owns(vThing.back() + 1) || pool.owns(vThing.front() - 1) || pool.owns(nullptr));
 }
 
 TEST(SimplePool, countsWhatABlockLeftUnused) {
@@ -115,11 +109,9 @@ TEST(SimplePool, livesByTheThousands) {
 }
 
 TEST(SimplePool, tellsItsEndWithManyBlocks) {
-    const auto outputWithBlocks = [](std::size_t numBlocks) {
-        return TARN_TEST::outputOf([numBlocks] { sizesAfter<Thing>(1, 1, numBlocks); });
-    };
-    EXPECT_EQ(outputWithBlocks(50), "");
-    EXPECT_EQ(outputWithBlocks(51), "SimplePool::~SimplePool: Number of containers to release: 51\n");
+    EXPECT_EQ(outputOf([] { sizesAfter<Thing>(1, 1, 50); }), "");
+    EXPECT_EQ(outputOf([] { sizesAfter<Thing>(1, 1, 51); }),
+              "SimplePool::~SimplePool: Number of containers to release: 51\n");
 }
 
 TEST(SimplePoolDeathTest, endsTheProcessWhenMisusedOrOutOfMemory) {
@@ -134,7 +126,7 @@ TEST(SimplePoolDeathTest, endsTheProcessWhenMisusedOrOutOfMemory) {
 }
 
 TEST(SimplePoolDeathTest, growsPastASmallReservation) {
-    if (TARN_TEST::SANITIZED) GTEST_SKIP() << "a sanitizer needs more address space";
+    if (SANITIZED) GTEST_SKIP() << "a sanitizer needs more address space";
     const auto limitMemory = [] {
         const rlimit limit{rlim_t{1} << 30, rlim_t{1} << 30};  // the reservation is then 16 MB
         setrlimit(RLIMIT_AS, &limit);

@@ -1,60 +1,41 @@
 // The repair of edges of degree three: each rule on small flaps of known fate, and the whole against the plain loop, which
 // looks at every edge in every round.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "Chain.h"
 #include "ChainMgr.h"
 #include "Top.h"
-#include "support/capture.h"
 #include "support/coarse.h"
+#include "support/prelude.h"
 #include "support/random_coarse.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
 /// Which triangles are alive, by age.
-std::vector<bool> aliveOf(const CMesh& mesh) {
-    std::vector<CTriangle*> vCT = mesh.vAllCT;
-    std::sort(vCT.begin(), vCT.end());
+std::vector<bool> survivors(const CMesh& mesh) {
     std::vector<bool> vAlive;
-    for (const CTriangle* pCT : vCT)
+    for (const CTriangle* pCT : sorted(mesh.vAllCT))
         vAlive.push_back(pCT->isAlive());
     return vAlive;
 }
 
 std::size_t numDeg(const CMesh& mesh, int degree) {
-    std::vector<CEdge*> vCE;
-    mesh.getDegN(degree, vCE);
-    return vCE.size();
+    return edges(mesh, degree).size();
 }
 
 void plainRepair(CMesh& mesh, Top& top) {
-    std::vector<CEdge*> vDeg3, vEvil;
-    mesh.getDegN(3, vDeg3);
+    std::vector<CEdge*> vDeg3 = edges(mesh, 3), vEvil;
     for (CEdge* pCE : vDeg3)
-        for (const VCD vcd : {pCE->v0, pCE->v1}) {
-            std::vector<CEdge*> vInc;
-            mesh.getIncidentCE(vcd, vInc);
-            if (std::count_if(vInc.begin(), vInc.end(), [](const CEdge* p) { return p->getDegree() == 1; }) != 1) continue;
+        if (std::ranges::any_of(std::array{pCE->v0, pCE->v1}, [&](VCD vcd) {
+                const auto vInc = listOf<CEdge*>([&](auto& v) { mesh.getIncidentCE(vcd, v); });
+                return std::ranges::count(vInc, 1, &CEdge::getDegree) == 1;
+            }))
             vEvil.push_back(pCE);
-            break;
-        }
     for (CEdge* pCE : vEvil) {
         if (pCE->getDegree() != 3) continue;
         std::vector<CTriangle*> vT(pCE->vCT.begin(), pCE->vCT.end());
-        std::sort(vT.begin(), vT.end(), [&](const CTriangle* p, const CTriangle* q) {
-            return std::pair(p->getArea(&mesh), p) < std::pair(q->getArea(&mesh), q);
-        });
+        std::ranges::sort(vT, {}, [&](const CTriangle* p) { return std::pair(p->getArea(&mesh), p); });
         top.tryRepairEvilDeg3(pCE, vT);
     }
     for (bool bAny = true; bAny;) {
@@ -104,44 +85,30 @@ public:
     std::vector<CTriangle*> vT, vBeyond;
 };
 
-EdgesByEnd deg3Map(Top& top, const CMesh& mesh) {
-    std::vector<CEdge*> vCE;
-    mesh.getDegN(3, vCE);
-    EdgesByEnd mm;
-    top.createMap(vCE, mm);
-    return mm;
-}
-
 }  // namespace
 
 TEST(Degree3, rulesTellTheFlapFromTheSheets) {
     using Flap = std::array<Beyond, 2>;
-    constexpr Flap WHOLE{SHEET, SHEET};
-    struct Case {
-        std::array<Flap, 3> flaps;
-        int killedT;                   // which of the three goes, -1 for none
-        std::vector<bool> beyondLeft;  // of the triangles beyond, in order
-    };
-    const std::vector<Case> vCase{
-        {{WHOLE, WHOLE, Flap{NOTHING, NOTHING}}, 2, {true, true, true, true}},
+    constexpr Flap WHOLE{SHEET, SHEET}, NONE{NOTHING, NOTHING};
+    // The flaps; which of the three goes, -1 for none; which of the triangles beyond stay, in order.
+    const std::vector<std::tuple<std::array<Flap, 3>, int, std::vector<bool>>> vCase{
+        {{WHOLE, WHOLE, NONE}, 2, {true, true, true, true}},
         {{WHOLE, WHOLE, Flap{NOTHING, SHEET}}, 2, {true, true, true, true, true}},
-        {{WHOLE, Flap{EAR, NOTHING}, Flap{NOTHING, NOTHING}}, 1, {true, true, true}},  // the first of two
-        {{WHOLE, Flap{EAR, SHEET}, Flap{NOTHING, SHEET}},
-         2,
-         {true, true, true, true, true}},  // rule one goes before rule two
+        {{WHOLE, Flap{EAR, NOTHING}, NONE}, 1, {true, true, true}},                            // the first of two
+        {{WHOLE, Flap{EAR, SHEET}, Flap{NOTHING, SHEET}}, 2, {true, true, true, true, true}},  // rule one, then rule two
         {{WHOLE, WHOLE, WHOLE}, -1, {true, true, true, true, true, true}},
         {{WHOLE, WHOLE, Flap{EAR, SHEET}}, 2, {true, true, true, true, false, true}},
         {{WHOLE, Flap{SHEET, EAR}, Flap{EAR, EAR}}, 1, {true, true, true, false, true, true}},
         {{WHOLE, WHOLE, Flap{EAR, EAR}}, 2, {true, true, true, true, false, true}},  // the edge at b comes first, a last
     };
-    for (std::size_t n = 0; n < vCase.size(); ++n) {
-        ThreeAtAnEdge world(vCase[n].flaps);
+    for (const auto& [flaps, killedT, beyondLeft] : vCase) {
+        SCOPED_TRACE(&flaps - &std::get<0>(vCase[0]));
+        ThreeAtAnEdge world(flaps);
         Top top(&world.mesh, &world.calc);
-        EXPECT_EQ(top.tryRepairEvilDeg3(world.mesh.getEdge(world.a, world.b), world.vT), vCase[n].killedT >= 0) << n;
+        EXPECT_EQ(top.tryRepairEvilDeg3(world.mesh.getEdge(world.a, world.b), world.vT), killedT >= 0);
         for (int i = 0; i < 3; ++i)
-            EXPECT_EQ(world.vT[static_cast<std::size_t>(i)]->isAlive(), i != vCase[n].killedT) << n;
-        for (std::size_t i = 0; i < world.vBeyond.size(); ++i)
-            EXPECT_EQ(world.vBeyond[i]->isAlive(), vCase[n].beyondLeft[i]) << n << " beyond " << i;
+            EXPECT_EQ(world.vT[static_cast<std::size_t>(i)]->isAlive(), i != killedT);
+        EXPECT_TRUE(std::ranges::equal(world.vBeyond, beyondLeft, {}, &CTriangle::isAlive));
     }
 }
 
@@ -172,21 +139,21 @@ TEST(Degree3, endsWithTwoBorderEdgesAreLeftAlone) {
 
 TEST(Degree3, agreesWithThePlainLoop) {
     int numKilled = 0;
-    const auto compare = [&](auto&& make, const std::string& name) {
+    const auto compare = [&](auto&& make) {
         auto one = make(), two = make();
-        const std::vector<bool> before = aliveOf(one->mesh);
+        const std::vector<bool> before = survivors(one->mesh);
         Top top(&one->mesh, &one->calc), plainTop(&two->mesh, &two->calc);
         top.repairDeg3();
         plainRepair(two->mesh, plainTop);
-        EXPECT_EQ(aliveOf(one->mesh), aliveOf(two->mesh)) << name;
+        EXPECT_EQ(survivors(one->mesh), survivors(two->mesh));
         EXPECT_EQ(firstFault(one->mesh), "");
-        numKilled += before != aliveOf(one->mesh) ? 1 : 0;
+        numKilled += before != survivors(one->mesh) ? 1 : 0;
     };
-    for (unsigned seed = 0; seed < 1000; ++seed)
-        compare([seed] { return std::make_unique<RandomCoarse>(seed, 6 + seed % 23, 8 + seed % 67); },
-                "seed " + std::to_string(seed));
+    forSeeds(1000, [&](unsigned seed) {
+        compare([seed] { return std::make_unique<RandomCoarse>(seed, 6 + seed % 23, 8 + seed % 67); });
+    });
     for (const unsigned last : {9U, 33U})
-        compare([last] { return std::make_unique<Wall>(40, 3, last, last / 3); }, "wall");
+        compare([last] { return std::make_unique<Wall>(40, 3, last, last / 3); });
     EXPECT_GT(numKilled, 100);  // the inputs reach the rules
 }
 
@@ -201,8 +168,7 @@ TEST(Degree3, ringsAroundAPieceLoseIt) {
         Top top(&sheet.mesh, &sheet.calc);
         top.completeDeg3ChainsAndRemoveT();
         EXPECT_EQ(numDeg(sheet.mesh, 3), 0U);
-        const auto vAlive = aliveOf(sheet.mesh);
-        EXPECT_EQ(std::count(vAlive.begin(), vAlive.end(), false), 2);  // the square under the tent, the oldest piece
+        EXPECT_EQ(std::ranges::count(survivors(sheet.mesh), false), 2) << "the square under the tent, the oldest piece";
     }
 }
 
@@ -210,7 +176,9 @@ TEST(Degree3, chainsOfOneEdgeLoseTheTriangleThatIsTheRing) {
     Sheet sheet(6, 6);
     sheet.withFin(2, 3);
     Top top(&sheet.mesh, &sheet.calc);
-    const EdgesByEnd mm = deg3Map(top, sheet.mesh);
+    std::vector<CEdge*> vDeg3 = edges(sheet.mesh, 3);
+    EdgesByEnd mm;
+    top.createMap(vDeg3, mm);
     const ChainMgr mgr(&sheet.mesh, mm, false);
     Chain* pChain = mgr.getChain(mgr.getSize() - 1);
     std::vector<CEdge*> vSolution;
@@ -243,6 +211,5 @@ TEST(Degree3, floodsStopAtFencesAndAtTheirLimit) {
     std::vector<CTriangle*> vNone, vGroup, vDead{sheet.mesh.vAllCT[0]};
     EXPECT_FALSE(top.bfs(9, vNone, sFences, vGroup));
     vDead[0]->kill(&sheet.mesh);
-    EXPECT_NE(reportOf([&] { top.bfs(9, vDead, sFences, vGroup); }).find(conditionFailed("pCT->isAlive()")),
-              std::string::npos);
+    expectFails("pCT->isAlive()", [&] { top.bfs(9, vDead, sFences, vGroup); });
 }

@@ -1,24 +1,13 @@
 // Pairs of patches at their limits, groups of patches against a search through all of them, and wild meshes to the end.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "CMesh.h"
 #include "CPatch.h"
-#include "Progress.h"
-#include "Random.h"
 #include "Top.h"
-#include "support/capture.h"
 #include "support/coarse.h"
 #include "support/extraction.h"
+#include "support/prelude.h"
+#include "support/run.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
@@ -26,12 +15,6 @@ namespace {
 using Triangles = std::vector<CTriangle*>;
 using Edges = std::vector<CEdge*>;
 using Patches = std::vector<CPatch*>;
-
-std::size_t numAlive(const CMesh& mesh) {
-    Triangles vT;
-    mesh.getAliveTriangles(vT);
-    return vT.size();
-}
 
 Patches cut(CMesh& mesh) {
     Patches vPatches;
@@ -74,10 +57,7 @@ bool isAlive(const Triangles& vT) {
 }
 
 /// The passes report to a run, and say much.
-class TopPatchPairs : public ::testing::Test {
-protected:
-    TopPatchPairs() { progressForReco(); }
-    ~TopPatchPairs() override { closeProgress(); }
+struct TopPatchPairs : ::testing::Test, OpenRun {
     CoutSilence silence;
 };
 
@@ -103,15 +83,17 @@ std::pair<unsigned, unsigned> slowMatch(const Patches& vCluster) {
 }  // namespace
 
 TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
-    struct Case {
-        std::size_t numT0, numT1;
-        double meshArea;
-        int goes;  // -1: none
-    };
-    // Each triangle of the sheet has an area of 0.5.
+    // Triangles in the two, area of the mesh, which one goes; each triangle of the sheet has an area of 0.5.
     for (const auto& [numT0, numT1, meshArea, goes] :
-         {Case{20, 20, 20.0, 1}, Case{19, 20, 20.0, 0}, Case{21, 5, 130.0, 1}, Case{5, 21, 130.0, 0}, Case{21, 5, 129.0, -1},
-          Case{21, 21, 1000.0, 1}, Case{20, 21, 20.0, -1}, Case{21, 0, 20.0, -1}, Case{0, 21, 1000.0, 0}}) {
+         std::vector<std::tuple<std::size_t, std::size_t, double, int>>{{20, 20, 20.0, 1},
+                                                                        {19, 20, 20.0, 0},
+                                                                        {21, 5, 130.0, 1},
+                                                                        {5, 21, 130.0, 0},
+                                                                        {21, 5, 129.0, -1},
+                                                                        {21, 21, 1000.0, 1},
+                                                                        {20, 21, 20.0, -1},
+                                                                        {21, 0, 20.0, -1},
+                                                                        {0, 21, 1000.0, 0}}) {
         Sheet sheet(5, 5);
         Triangles vT = sheet.mesh.vAllCT;
         CPatch patch0(&sheet.mesh, &sheet.calc), patch1(&sheet.mesh, &sheet.calc);
@@ -156,9 +138,7 @@ TEST_F(TopPatchPairs, doublesGoUntilOneSheetIsLeft) {
     const Triangles vLid0 = plate.lid(plate.vRim, 4), vLid1 = plate.lid(plate.vRim, 8), vLid2 = plate.lid(plate.vRim, 6);
     Top top(&plate.mesh, &plate.calc);
     EXPECT_TRUE(top.patchPairSolving(true));
-    EXPECT_FALSE(isAlive(vLid0));
-    EXPECT_TRUE(isAlive(vLid1)) << "of the second pair, too, it is the larger one";
-    EXPECT_FALSE(isAlive(vLid2));
+    EXPECT_TRUE(!isAlive(vLid0) && isAlive(vLid1) && !isAlive(vLid2)) << "of the second pair, too, the larger one stays";
     EXPECT_FALSE(top.patchPairSolving(true)) << "the lid and the plate are one sheet now";
     EXPECT_EQ(numAlive(plate.mesh), 4U + 8U);
 }
@@ -178,12 +158,11 @@ TEST_F(TopPatchPairs, tinyClosedPatchesGoAndLargerOnesStay) {
     sheet.triangle(a, b, c), sheet.triangle(a, b, d), sheet.triangle(a, c, d), sheet.triangle(b, c, d);
     Top top(&sheet.mesh, &sheet.calc);
     EXPECT_TRUE(top.patchPairSolving(true)) << "split";
-    EXPECT_LT(numAlive(sheet.mesh), 22U);
-    EXPECT_GT(numAlive(sheet.mesh), 18U);
+    EXPECT_TRUE(numAlive(sheet.mesh) < 22U && numAlive(sheet.mesh) > 18U);
 }
 
 TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {
-    for (unsigned seed = 0; seed < 60; ++seed) {
+    forSeeds(60, [](unsigned seed) {
         Extraction world(randomCells(8, 0.15 + 0.01 * (seed % 40), seed));
         world.withScatteredPoints(seed, 3);
         Top top(&world.mesh(), &world.calc);
@@ -191,17 +170,17 @@ TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {
         for (const bool bCareful : {true, false}) {
             std::size_t numBefore = numAlive(world.mesh());
             while (top.patchPairSolving(bCareful)) {
-                ASSERT_LT(numAlive(world.mesh()), numBefore) << "seed " << seed << ": a change without a kill";
+                ASSERT_LT(numAlive(world.mesh()), numBefore) << "a change without a kill";
                 numBefore = numAlive(world.mesh());
             }
         }
-        EXPECT_EQ(firstFault(world.mesh()), "") << "seed " << seed;
+        EXPECT_EQ(firstFault(world.mesh()), "");
         Patches vPatches = cut(world.mesh()), vClosed, vOpen;
         std::vector<std::pair<CPatch*, CPatch*>> vPairs;
         top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
         for (const auto& [pPatch0, pPatch1] : vPairs)
-            EXPECT_GT(std::max(pPatch0->getSize(), pPatch1->getSize()), 20U) << "seed " << seed;
-    }
+            EXPECT_GT(std::max(pPatch0->getSize(), pPatch1->getSize()), 20U);
+    });
 }
 
 TEST_F(TopPatchPairs, patchesWithABorderAreKilled) {
@@ -212,13 +191,10 @@ TEST_F(TopPatchPairs, patchesWithABorderAreKilled) {
     EXPECT_EQ(numAlive(plate.mesh), 10U) << "the lids close each other";
 }
 
-// ---- Groups of patches
-
 TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
     Random random(7);
     Sheet sheet(2, 2);
-    Edges vCE;
-    sheet.mesh.getCEdges(vCE);
+    const Edges vCE = listOf<CEdge*>([&](auto& v) { sheet.mesh.getCEdges(v); });
     Top top(&sheet.mesh, &sheet.calc);
     int numMatches = 0;
     for (int round = 0; round < 200; ++round) {
@@ -230,11 +206,11 @@ TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
                 if (random.next() % 2 == 0) vCluster.back()->vPatchBoundaryCE.push_back(vCE[k]);
             std::sort(vCluster.back()->vPatchBoundaryCE.begin(), vCluster.back()->vPatchBoundaryCE.end());
         }
-        const std::pair<unsigned, unsigned> match = slowMatch(vCluster);
-        const unsigned a = match.first, b = match.second;
-        const std::string said = outputOf([&] { EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), a != 0); });
-        numMatches += a != 0 ? 1 : 0;
-        EXPECT_EQ(countIn(said, "by end-of-loops"), a == 0 ? 1 : 0);
+        const auto [a, b] = slowMatch(vCluster);
+        const bool bMatch = a != 0;
+        const std::string said = outputOf([&] { EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), bMatch); });
+        numMatches += bMatch ? 1 : 0;
+        EXPECT_EQ(countIn(said, "by end-of-loops"), bMatch ? 0 : 1);
         // All are without members: the first of each group takes the others over, then the second of the two is killed.
         unsigned alive = 0;
         for (std::size_t i = 0; i < vCluster.size(); ++i)
@@ -242,8 +218,7 @@ TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
         const unsigned all = (1U << vCluster.size()) - 1;
         EXPECT_EQ(alive, (all & ~(a | b)) | (a & (~a + 1))) << "round " << round;
     }
-    EXPECT_GT(numMatches, 50);
-    EXPECT_LT(numMatches, 150);
+    EXPECT_TRUE(numMatches > 50 && numMatches < 150) << numMatches;
 }
 
 TEST_F(TopPatchPairs, largeClustersAreRefused) {
@@ -259,12 +234,8 @@ TEST_F(TopPatchPairs, largeClustersAreRefused) {
         EXPECT_FALSE(top.frac_solvePatchCluster(vCluster, 1.0)) << "one is dead";
     }
     Patches vNone;
-    EXPECT_NE(reportOf([&] { top.frac_solvePatchCluster(vNone, 1.0); }).find(conditionFailed("!pvPatches->empty()")),
-              std::string::npos);
-    EXPECT_NE(reportOf([&] {
-                  top.frac_createCluster(nullptr, vNone);
-              }).find(conditionFailed("pStartPatch!=__null && pStartPatch->isAlive()")),
-              std::string::npos);
+    expectFails("!pvPatches->empty()", [&] { top.frac_solvePatchCluster(vNone, 1.0); });
+    expectFails("pStartPatch!=__null && pStartPatch->isAlive()", [&] { top.frac_createCluster(nullptr, vNone); });
 }
 
 TEST_F(TopPatchPairs, sheetsInPiecesAreSolvedAsGroups) {

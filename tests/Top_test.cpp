@@ -7,6 +7,7 @@
 #include "support/coarse.h"
 #include "support/extraction.h"
 #include "support/prelude.h"
+#include "support/run.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -27,10 +28,7 @@ struct Wild {
 };
 
 /// The passes report to a run, and say much.
-class TopPasses : public ::testing::Test {
-protected:
-    TopPasses() { progressForReco(); }
-    ~TopPasses() override { closeProgress(); }
+struct TopPasses : ::testing::Test, OpenRun {
     CoutSilence silence;
 };
 

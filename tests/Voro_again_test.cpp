@@ -1,42 +1,22 @@
 // The second extraction: which cells come and go against sets and single questions, and the mesh against a first extraction
 // of the cells that are left.
-#include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
 #include <deque>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <string>
-#include <tuple>
-#include <vector>
 
-#include "CMesh.h"
-#include "Progress.h"
 #include "RemoveDecider.h"
-#include "ThreadSingleton.h"
-#include "Voro.h"
-#include "support/capture.h"
-#include "support/cellSets.h"
 #include "support/coarse.h"
 #include "support/extraction.h"
+#include "support/prelude.h"
+#include "support/run.h"
 
-using namespace TARN_KEL;
-using TARN_TEST::cellAt;
-using TARN_TEST::Extraction;
+using namespace TARN_TEST;
 
 namespace {
 
-using Triangle = TARN_TEST::TriangleRecord;
+using Triangle = TriangleRecord;
 
 /// The extraction reports to a run.
-class VoroAgain : public ::testing::Test {
-protected:
-    VoroAgain() { progressForReco(); }
-    ~VoroAgain() override { closeProgress(); }
-};
+struct VoroAgain : ::testing::Test, OpenRun {};
 
 /// What createExtraCCDs_borderFix has to find.
 void findBySets(const VCCD& vCells, const VCCD& vKeys, const Calc& calc, std::set<CCD>& sExtra, std::set<CCD>& sRemove) {
@@ -74,11 +54,8 @@ std::set<Triangle> trianglesWithout(const Extraction& world, const std::set<CCD>
 }  // namespace
 
 TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
-    struct Counter : ProgressBase {
-        void update(const std::string&, double) override { ++num; }
-        int num = 0;
-    } counter;
-    Extraction sphere(TARN_TEST::sphereShell(6));
+    Hearer hearer;
+    Extraction sphere(sphereShell(6));
     Voro& voro = *sphere.pVoro;
     const std::vector<Triangle> vBefore = sphere.triangles();
     const VCCD vCells = voro.vCCD;
@@ -87,7 +64,7 @@ TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
     std::set<CCD> sExtra, sRemove;
     findBySets(vCells, vKeys, sphere.calc, sExtra, sRemove);
     ASSERT_TRUE(sExtra.empty() && vKeys.size() > 100);
-    ThreadSingleton<Progress>::getInstance()->setListener(&counter);
+    ThreadSingleton<Progress>::getInstance()->setListener(&hearer);
     for (VCCD* pKeys : {&vNone, &vKeys}) {
         EXPECT_EQ(voro.meshAgain(*pKeys), voro.pCMesh);
         EXPECT_EQ(voro.vCCD, vCells);
@@ -95,15 +72,14 @@ TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
         EXPECT_TRUE(voro.pCMesh->vExtraBundles.empty());
     }
     ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
-    EXPECT_LE(counter.num, 20) << "a full step isn't told cube by cube";
-    EXPECT_NE(TARN_TEST::reportOf([&] { voro.meshAgain(vBeyond); }).find("q_it!=vStaticVCD2CCD.end()"), std::string::npos);
+    EXPECT_LE(hearer.vName.size(), 20U) << "a full step isn't told cube by cube";
+    EXPECT_GT(countIn(reportOf([&] { voro.meshAgain(vBeyond); }), "q_it!=vStaticVCD2CCD.end()"), 0);
 }
 
 TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
     std::size_t numRemoved = 0, numIntegrated = 0, numKept = 0;
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        Extraction world(TARN_TEST::randomCells(7, 0.25 + 0.015 * seed, seed));
+    forSeeds(40, [&](unsigned seed) {
+        Extraction world(randomCells(7, 0.25 + 0.015 * seed, seed));
         Voro& voro = *world.pVoro;
         std::set<CCD> sEverExtra;
         for (int round = 0; round < 2; ++round) {
@@ -126,7 +102,7 @@ TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
             numIntegrated -= mesh.vExtraBundles.size();
             numKept += mesh.vExtraBundles.size();
             ASSERT_EQ(voro.vCCD, vAfter);
-            EXPECT_EQ(TARN_TEST::firstFault(mesh), "");
+            EXPECT_EQ(firstFault(mesh), "");
             EXPECT_EQ(mesh.sExtraVtx.size(), mesh.vExtraBundles.size());
             for (const Bundle* pBundle : mesh.vExtraBundles)
                 EXPECT_EQ(world.calc.getCCD(pBundle->pVtx), pBundle->ccd);
@@ -139,26 +115,25 @@ TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
                                      sFresh = trianglesWithout(fresh, sEverExtra);
             EXPECT_TRUE(std::includes(sAgain.begin(), sAgain.end(), sFresh.begin(), sFresh.end()));
         }
-    }
+    });
     EXPECT_GT(std::min({numRemoved, numIntegrated, numKept}), 20U) << "nothing tested";
 }
 
 TEST_F(VoroAgain, theOrderOfTheCandidatesDecides) {
     std::size_t numOrders = 0;
-    for (unsigned seed = 0; seed < 60; ++seed) {
-        Extraction world(TARN_TEST::randomCells(5, 0.4, seed));
-        VCCD vExtra, vRemove = world.pVoro->vCCD;
+    forSeeds(60, [&](unsigned seed) {
+        Extraction world(randomCells(5, 0.4, seed));
+        VCCD vExtra, vRemove = world.pVoro->vCCD, vNoKeys;
         const VCCD vCells = vRemove;
         std::shuffle(vRemove.begin(), vRemove.end(), std::mt19937(seed));
         vExtra.assign(vRemove.begin(), vRemove.begin() + 8);  // unsorted
         const VCCD vExpected = withoutRemovable(vCells, vRemove, vExtra, world.calc);
         numOrders += vExpected != withoutRemovable(vCells, vCells, vExtra, world.calc) ? 1 : 0;
         world.pVoro->removeRemovable(vRemove, vExtra);
-        EXPECT_EQ(world.pVoro->vCCD, vExpected) << "seed " << seed;
-        VCCD vNoKeys;
+        EXPECT_EQ(world.pVoro->vCCD, vExpected);
         world.pVoro->meshAgain(vNoKeys);
-        EXPECT_EQ(world.triangles(), Extraction(vExpected).triangles()) << "seed " << seed;
-    }
+        EXPECT_EQ(world.triangles(), Extraction(vExpected).triangles());
+    });
     EXPECT_GT(numOrders, 10U);
 }
 
@@ -172,8 +147,7 @@ TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
                     const int cfg = x == 2 && z == 5 ? (y == 4 ? configX : configY) : -1;
                     if (x + y + z != 9) world.pVoro->pCMesh->createT(x, y, z, 0, cfg);
                 }
-        const std::string text = TARN_TEST::outputOf([&] { world.pVoro->pruneCase27(); });
-        EXPECT_NE(text.find("Statistics ( \"before pruneCase27()\" ):"), std::string::npos);
+        expectText("Statistics ( \"before pruneCase27()\" ):", [&] { world.pVoro->pruneCase27(); });
         return world.triangles().size();
     };
     const std::array<int, 6> aOrder = {78, 114, 141, 177, 216, 228};
@@ -183,12 +157,12 @@ TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
         for (const int configY : aOrder)
             EXPECT_EQ(survivors(config, configY), bGoes && configY <= config ? 5U : 6U) << config << " " << configY;
     }
-    EXPECT_THROW(TARN_TEST::outputOf([&] { survivors(256, 0); }), KelBugException);
+    EXPECT_THROW(outputOf([&] { survivors(256, 0); }), KelBugException);
 }
 
 TEST_F(VoroAgain, theThinExtractionMakesANewMesh) {
     for (const bool bHandOut : {false, true}) {
-        Extraction world(TARN_TEST::randomCells(7, 0.55, 20));
+        Extraction world(randomCells(7, 0.55, 20));
         VCCD vKeys = world.allKeys();
         world.pVoro->meshAgain(vKeys);
         ASSERT_FALSE(world.pVoro->pCMesh->vExtraBundles.empty());
@@ -196,10 +170,9 @@ TEST_F(VoroAgain, theThinExtractionMakesANewMesh) {
         // A mesh that was handed out stays with its new owner; the bundles that another one made stay, too.
         const std::unique_ptr<CMesh> pFormer(bHandOut ? world.pVoro->getCMesh() : nullptr);
         closeProgress();  // no run is needed
-        const std::string text = TARN_TEST::outputOf([&] { world.pVoro->thinNewExtractTriangles(); });
+        const std::string text = outputOf([&] { world.pVoro->thinNewExtractTriangles(); });
         progressForReco();
-        EXPECT_EQ(text.find("This is thinNewExtractTriangles\n"), 0U);
-        EXPECT_NE(text.find("before pruneCase27()"), std::string::npos);
+        EXPECT_TRUE(text.starts_with("This is thinNewExtractTriangles\n") && countIn(text, "before pruneCase27()") == 1);
         EXPECT_EQ(world.triangles(), Extraction(world.pVoro->vCCD).triangles());
         EXPECT_TRUE(!bHandOut || pFormer->vAllCT.size() == numBefore);
         for (const CCD ccd : world.pVoro->vCCD)

@@ -1,66 +1,23 @@
 // The extraction against a slow one on ordered maps and sets, and on small sets of cells whose mesh is known.
 #include "Voro.h"
 
-#include <gtest/gtest.h>
+#include "support/extraction.h"
+#include "support/prelude.h"
+#include "support/run.h"
 
-#include <algorithm>
-#include <array>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <vector>
-
-#include "Bundle.h"
-#include "CMesh.h"
-#include "Progress.h"
-#include "support/capture.h"
-#include "support/cellSets.h"
-
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
-struct Triangle {
-    std::array<VCD, 3> corners;
-    VCD key;
-    int config;
-    bool operator==(const Triangle&) const = default;
-};
+/// The extraction reports to a run.
+struct VoroTest : ::testing::Test, OpenRun {};
 
-// A Voro on a set of cells, its mesh extracted.
-class Extraction {
-public:
-    explicit Extraction(const VCCD& vCells, TRIMODE mode = TM_FAT) {
-        for (CCD ccd : vCells)
-            mBundle[ccd] = nullptr;  // the extraction reads the codes only
-        progressForReco();
-        pVoro = std::make_unique<Voro>(&calc, mBundle, mode);
-        pVoro->fatExtractTriangles();
-        pMesh.reset(pVoro->getCMesh());
-    }
-    ~Extraction() { closeProgress(); }
-
-    std::vector<Triangle> triangles() const {
-        std::vector<Triangle> vOut;
-        for (const CTriangle* pCT : pMesh->vAllCT)
-            vOut.push_back({{pCT->getC0(), pCT->getC1(), pCT->getC2()}, pCT->vcdCube, pCT->cfg});
-        return vOut;
-    }
-    std::map<int, int> edgesByDegree() const {
-        std::map<int, int> num;
-        std::vector<CEdge*> vCE;
-        pMesh->getCEdges(vCE);
-        for (const CEdge* pCE : vCE)
-            ++num[pCE->getDegree()];
-        return num;
-    }
-    Calc calc = unitGrid();
-    std::map<CCD, Bundle*> mBundle;
-    std::unique_ptr<Voro> pVoro;
-    std::unique_ptr<CMesh> pMesh;
-};
+std::map<int, int> edgesByDegree(const CMesh& mesh) {
+    std::map<int, int> num;
+    for (const CEdge* pCE : listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); }))
+        ++num[pCE->getDegree()];
+    return num;
+}
 
 std::vector<std::pair<VCD, CCD>> pairsBySort(const VCCD& vCells, const Calc& calc) {
     std::vector<std::pair<VCD, CCD>> vPair;
@@ -102,14 +59,13 @@ public:
         for (const auto& record : vFlat)
             solve(record);
     }
-    std::vector<Triangle> vTriangle;
+    std::vector<TriangleRecord> vTriangle;
 
 private:
     void make(VCD a, VCD b, VCD c, VCD key, int config) {
         if (!sTriangle.insert({a, b, c}).second) return;
-        vTriangle.push_back({{a, b, c}, key, config});
-        for (const std::set<VCD>& edge : {std::set<VCD>{a, b}, std::set<VCD>{b, c}, std::set<VCD>{a, c}})
-            sEdge.insert(edge);
+        vTriangle.emplace_back(a, b, c, key, config);
+        sEdge.insert({{a, b}, {b, c}, {a, c}});
     }
     void solve(const std::array<CCD, 8>& r) {
         const int config = static_cast<int>(r[7]);
@@ -134,20 +90,18 @@ private:
 
 }  // namespace
 
-TEST(Voro, pairsAreThoseOfTheSort) {
-    for (unsigned seed = 0; seed < 40; ++seed) {
-        const double chance = 0.01 + seed * 0.02;
+TEST_F(VoroTest, pairsAreThoseOfTheSort) {
+    forSeeds(40, [](unsigned seed) {
         // At the low side of the grid too, where a block has no lower neighbour.
-        const VCCD vCells = randomCells(10, chance, seed, seed % 2 == 0 ? 0 : 507);
+        const VCCD vCells = randomCells(10, 0.01 + seed * 0.02, seed, seed % 2 == 0 ? 0 : 507);
         Extraction extraction(vCells);
         const auto vExpected = pairsBySort(vCells, extraction.calc);
-        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected) << "seed " << seed;
-
+        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected);
         VCCD& vCCD = extraction.pVoro->vCCD;
         vCCD.insert(vCCD.end(), vCells.rbegin(), vCells.rend());
         extraction.pVoro->setVCD2CCD();
-        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected) << "in any order, with repeats; seed " << seed;
-    }
+        EXPECT_EQ(extraction.pVoro->vStaticVCD2CCD, vExpected) << "in any order, with repeats";
+    });
     const auto anywhere = [](int, int, int) { return true; };
     for (CCD ccd : cellsWhere(4, anywhere, 508)) {  // every place of a block
         const Extraction alone({ccd});
@@ -155,7 +109,7 @@ TEST(Voro, pairsAreThoseOfTheSort) {
     }
 }
 
-TEST(Voro, configurationsOfAllCubes) {
+TEST_F(VoroTest, configurationsOfAllCubes) {
     const Extraction extraction({});
     for (int config = 0; config < 256; ++config) {
         CCD cells[8] = {};
@@ -172,72 +126,67 @@ TEST(Voro, configurationsOfAllCubes) {
     }
 }
 
-TEST(Voro, agreesWithTheSlowExtraction) {
-    for (unsigned seed = 0; seed < 60; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
-        VCCD vCells = randomCells(9, 0.05 + 0.015 * seed, seed);
-        if (seed % 3 == 0) vCells = sphereShell(3 + static_cast<int>(seed) / 6);
+TEST_F(VoroTest, agreesWithTheSlowExtraction) {
+    forSeeds(60, [](unsigned seed) {
+        const VCCD vCells =
+            seed % 3 == 0 ? sphereShell(3 + static_cast<int>(seed) / 6) : randomCells(9, 0.05 + 0.015 * seed, seed);
         const TRIMODE mode = seed % 4 == 1 ? TM_THIN : TM_FAT;
         const Extraction extraction(vCells, mode);
         EXPECT_TRUE(extraction.triangles() == SlowExtraction(vCells, extraction.calc, mode).vTriangle);
-    }
+    });
 }
 
-TEST(Voro, theSurfaceOfABlockIsClosedAndOneLayer) {
+TEST_F(VoroTest, theSurfaceOfABlockIsClosedAndOneLayer) {
     for (int num : {2, 3, 7})
         for (const bool bSolid : {false, true}) {
             const Extraction extraction(cellsWhere(num, [=](int i, int j, int k) {
                 return bSolid || std::min({i, j, k}) == 0 || std::max({i, j, k}) == num - 1;
             }));
-            EXPECT_EQ(extraction.edgesByDegree(), (std::map<int, int>{{2, 18 * (num - 1) * (num - 1)}}));
+            EXPECT_EQ(edgesByDegree(extraction.mesh()), (std::map<int, int>{{2, 18 * (num - 1) * (num - 1)}}));
         }
 }
 
-TEST(Voro, aFlatCubeTakesTheDiagonalOfItsSurroundings) {
+TEST_F(VoroTest, aFlatCubeTakesTheDiagonalOfItsSurroundings) {
     const VCD a = cellAt(5, 5, 5), b = cellAt(6, 5, 5), c = cellAt(5, 6, 5), d = cellAt(6, 6, 5);
     Extraction alone({a, b, c, d});
-    EXPECT_TRUE(alone.pMesh->hasEdge(b, c)) << "without a hint the diagonal that the table doesn't have";
+    CMesh& mesh = alone.mesh();
+    EXPECT_TRUE(mesh.hasEdge(b, c)) << "without a hint the diagonal that the table doesn't have";
     EXPECT_EQ(alone.triangles().size(), 2U);
     // Once an edge stood on the table's diagonal, with triangles or without, that one is taken.
-    alone.pMesh->reset();
-    alone.pMesh->createT(a, d, cellAt(9, 9, 9), 0, 0)->kill(alone.pMesh.get());
+    mesh.reset();
+    mesh.createT(a, d, cellAt(9, 9, 9), 0, 0)->kill(&mesh);
     std::vector<CCD> vRecord = {a, b, d, a, c, d, d, 15};
-    const std::size_t numBefore = alone.pMesh->vAllCT.size();
+    const std::size_t numBefore = mesh.vAllCT.size();
     alone.pVoro->solveAmbiguousT(vRecord);
     alone.pVoro->solveAmbiguousT(vRecord);  // finds both
-    EXPECT_EQ(alone.pMesh->vAllCT.size(), numBefore + 2);
-    EXPECT_TRUE(alone.pMesh->hasEdge(a, d) && !alone.pMesh->hasEdge(b, c));
+    EXPECT_EQ(mesh.vAllCT.size(), numBefore + 2);
+    EXPECT_TRUE(mesh.hasEdge(a, d) && !mesh.hasEdge(b, c));
 }
 
-TEST(Voro, aSecondExtractionFillsTheSameMeshAnew) {
+TEST_F(VoroTest, aSecondExtractionFillsTheSameMeshAnew) {
     Extraction extraction(sphereShell(5));
-    const std::vector<Triangle> vFirst = extraction.triangles();
+    const std::vector<TriangleRecord> vFirst = extraction.triangles();
+    const std::unique_ptr<CMesh> pMesh(extraction.pVoro->getCMesh());
     extraction.pVoro->fatExtractTriangles();
-    EXPECT_EQ(extraction.pVoro->getCMesh(), extraction.pMesh.get());
+    EXPECT_EQ(extraction.pVoro->getCMesh(), pMesh.get());
     EXPECT_FALSE(vFirst.empty());
     EXPECT_TRUE(extraction.triangles() == vFirst);
     for (const char* name : {"VO_ftx", "VO_amb"})
         EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->mNameKids.at(name)->getFrac(), 1.0) << name;
 }
 
-TEST(Voro, aListenerThatThrowsEndsTheExtractionWithoutALeak) {
-    struct Cancel : ProgressBase {
-        void update(const std::string&, double fraction) override {
-            if (fraction > 0.0) throw 42;
-        }
-    } cancel;
+TEST_F(VoroTest, aListenerThatThrowsEndsTheExtractionWithoutALeak) {
+    Hearer cancel(0.0);
     Calc calc = unitGrid();
     std::map<CCD, Bundle*> mBundle;
     for (CCD ccd : sphereShell(20))
-        mBundle[ccd] = nullptr;
-    progressForReco();
+        mBundle[ccd] = nullptr;  // the extraction reads the codes only
     ThreadSingleton<Progress>::getInstance()->setListener(&cancel);
-    EXPECT_THROW(Voro(&calc, mBundle, TM_FAT).fatExtractTriangles(), int);
+    EXPECT_THROW(Voro(&calc, mBundle, TM_FAT).fatExtractTriangles(), double);
     ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
-    closeProgress();
 }
 
-TEST(Voro, aCellAtTheHighSideOfTheGridIsAnAssertion) {
+TEST_F(VoroTest, aCellAtTheHighSideOfTheGridIsAnAssertion) {
     Calc calc = unitGrid();
     for (CCD ccd : {cellAt(4095, 5, 5), cellAt(5, 4095, 5), cellAt(5, 5, 4095)}) {
         std::map<CCD, Bundle*> mBundle = {{cellAt(1, 1, 1), nullptr}, {ccd, nullptr}};

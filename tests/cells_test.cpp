@@ -1,18 +1,9 @@
 // Lists of cells against plain versions: sets, all pairs, and a literal walk with a stack.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <map>
-#include <numeric>
-#include <random>
-#include <set>
-#include <sstream>
 
 #include "freeFunctions.h"
-#include "support/capture.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
-using TARN_TEST::CoutCapture;
+using namespace TARN_TEST;
 
 namespace {
 
@@ -34,9 +25,13 @@ VRCD randomCells(unsigned seed) {
         vCells.push_back(at(anywhere(random), anywhere(random), anywhere(random)));
     return vCells;
 }
-VRCD sorted(VRCD vCells) {
+VRCD unique(VRCD vCells) {
     const std::set<RCD> sCells(vCells.begin(), vCells.end());
     return {sCells.begin(), sCells.end()};
+}
+std::vector<RCD> faceNeighbours(RCD rcd) {
+    return {rcd - at(1, 0, 0), rcd + at(1, 0, 0), rcd - at(0, 1, 0),
+            rcd + at(0, 1, 0), rcd - at(0, 0, 1), rcd + at(0, 0, 1)};
 }
 
 bool touch(RCD a, RCD b) {
@@ -44,25 +39,14 @@ bool touch(RCD a, RCD b) {
     return near(getX_RCD(a), getX_RCD(b)) && near(getY_RCD(a), getY_RCD(b)) && near(getZ_RCD(a), getZ_RCD(b));
 }
 
-// Components by looking at all pairs again and again until no label changes.
 VCC componentsByAllPairs(const VRCD& vCells) {
-    std::vector<std::size_t> vLabel(vCells.size());
-    std::iota(vLabel.begin(), vLabel.end(), 0U);
-    for (bool bChanged = true; bChanged;) {
-        bChanged = false;
-        for (std::size_t i = 0; i < vCells.size(); ++i)
-            for (std::size_t j = 0; j < vCells.size(); ++j)
-                if (vLabel[j] < vLabel[i] && touch(vCells[i], vCells[j])) {
-                    vLabel[i] = vLabel[j];
-                    bChanged = true;
-                }
-    }
-    std::map<std::size_t, VRCD> mCells;  // a label is the place of the first cell
+    const auto vLabel = labels(vCells.size(), [&](std::size_t i, std::size_t j) { return touch(vCells[i], vCells[j]); });
+    std::map<std::size_t, VRCD> mCells;
     for (std::size_t i = 0; i < vCells.size(); ++i)
         mCells[vLabel[i]].push_back(vCells[i]);
     VCC vCCs;
     for (const auto& [label, vCC] : mCells)
-        vCCs.push_back(sorted(vCC));
+        vCCs.push_back(unique(vCC));
     return vCCs;
 }
 
@@ -77,8 +61,7 @@ VCC componentsByWalk(const VRCD& vSorted, std::size_t minSize) {
             const RCD rcd = vStack.back();
             vStack.pop_back();
             vCC.push_back(rcd);
-            for (const RCD neig : {rcd - at(1, 0, 0), rcd + at(1, 0, 0), rcd - at(0, 1, 0), rcd + at(0, 1, 0),
-                                   rcd - at(0, 0, 1), rcd + at(0, 0, 1)})
+            for (const RCD neig : faceNeighbours(rcd))
                 if (std::binary_search(vSorted.begin(), vSorted.end(), neig) && sVisited.insert(neig).second)
                     vStack.push_back(neig);
         }
@@ -104,7 +87,7 @@ TEST(Cells, cornersComeInTheirOrderAndOnceWhenAsked) {
     getRCC8({at(5, 6, 7)}, false, vOut);
     EXPECT_EQ(vOut, (VRCC{7, at(5, 6, 7), at(5, 6, 8), at(5, 7, 7), at(5, 7, 8), at(6, 6, 7), at(6, 6, 8), at(6, 7, 7),
                           at(6, 7, 8)}));
-    for (unsigned seed = 0; seed < 20; ++seed) {
+    forSeeds(20, [&](unsigned seed) {
         const VRCD vCells = randomCells(seed);
         std::set<RCC> sCorner{7};
         std::set<std::pair<RCC, RCD>> sPair;
@@ -116,42 +99,40 @@ TEST(Cells, cornersComeInTheirOrderAndOnceWhenAsked) {
             }
         vOut = {7};
         getRCC8(vCells, true, vOut);
-        EXPECT_TRUE(std::equal(vOut.begin(), vOut.end(), sCorner.begin(), sCorner.end())) << "seed " << seed;
-
+        EXPECT_TRUE(std::ranges::equal(vOut, sCorner));
         std::vector<std::pair<RCC, RCD>> vPair;
-        getRCC2RCD(sorted(vCells), vPair);
-        EXPECT_TRUE(std::equal(vPair.begin(), vPair.end(), sPair.begin(), sPair.end())) << "seed " << seed;
-    }
+        getRCC2RCD(unique(vCells), vPair);
+        EXPECT_TRUE(std::ranges::equal(vPair, sPair));
+    });
 }
 
 TEST(Cells, faceNeighboursComeInTheirOrderWhateverTheChunks) {
-    for (const std::size_t n : {std::size_t{0}, std::size_t{1}, std::size_t{3}, std::size_t{17}, std::size_t{5001}}) {
+    for (const std::size_t n : {0U, 1U, 3U, 17U, 5001U}) {
         VRCD vIn(n);
         std::iota(vIn.begin(), vIn.end(), at(50, 50, 50));
         VRCC vExpected{9, 9}, vOut{9, 9};
         for (const RCD rcd : vIn)
-            for (const RCC neig : {rcd - at(1, 0, 0), rcd + at(1, 0, 0), rcd - at(0, 1, 0), rcd + at(0, 1, 0),
-                                   rcd - at(0, 0, 1), rcd + at(0, 0, 1)})
+            for (const RCC neig : faceNeighbours(rcd))
                 vExpected.push_back(neig);
         getRCC6(vIn, false, vOut);
         EXPECT_EQ(vOut, vExpected);
         vOut = {9, 9};
         getRCC6(vIn, true, vOut);
-        EXPECT_EQ(vOut, sorted(vExpected));
+        EXPECT_EQ(vOut, unique(vExpected));
     }
 }
 
 TEST(Cells, componentsUnderSharedCornersAgreeWithAllPairs) {
-    for (unsigned seed = 0; seed < 150; ++seed) {
+    forSeeds(150, [](unsigned seed) {
         const VRCD vCells = randomCells(seed);
-        for (const VRCD& vIn : {vCells, sorted(vCells)}) {
+        for (const VRCD& vIn : {vCells, unique(vCells)}) {
             VCC vExpected = componentsByAllPairs(vIn);
             vExpected.insert(vExpected.begin(), VRCD{1, 2, 3});
             VCC vCCs{{1, 2, 3}};
             createCC_RCD(vIn, vCCs);
-            EXPECT_EQ(vCCs, vExpected) << "seed " << seed;
+            EXPECT_EQ(vCCs, vExpected);
         }
-    }
+    });
     VCC vCCs;
     createCC_RCD({}, vCCs);
     EXPECT_TRUE(vCCs.empty());
@@ -160,18 +141,16 @@ TEST(Cells, componentsUnderSharedCornersAgreeWithAllPairs) {
 }
 
 TEST(Cells, componentsUnderSharedFacesAgreeWithTheWalk) {
-    for (unsigned seed = 0; seed < 150; ++seed) {
-        const VRCD vCells = sorted(randomCells(seed));
+    forSeeds(150, [](unsigned seed) {
+        const VRCD vCells = unique(randomCells(seed));
         for (const std::size_t minSize : {0U, 2U, 5U}) {
-            const VCC vExpected = componentsByWalk(vCells, minSize);
-            VCC vCCs{{1}};
-            const CoutCapture capture;
-            EXPECT_EQ(grow6_RCD(vCells, vCCs, minSize), vExpected.size());
-            EXPECT_EQ(capture.text(), sizesLine(vExpected));
-            EXPECT_EQ(vCCs.front(), VRCD{1});
-            EXPECT_EQ(VCC(vCCs.begin() + 1, vCCs.end()), vExpected) << "seed " << seed;
+            VCC vExpected = componentsByWalk(vCells, minSize), vCCs{{1}};
+            const std::string said = outputOf([&] { EXPECT_EQ(grow6_RCD(vCells, vCCs, minSize), vExpected.size()); });
+            EXPECT_EQ(said, sizesLine(vExpected));
+            vExpected.insert(vExpected.begin(), VRCD{1});
+            EXPECT_EQ(vCCs, vExpected);
         }
-    }
+    });
 }
 
 // A walk as deep as the data, and far more cells than any quadratic way could take.
@@ -185,7 +164,7 @@ TEST(Cells, aSheetOfAMillionCellsIsOneComponent) {
     EXPECT_EQ(vCorner, VCC{vCells});
     const CoutCapture capture;
     EXPECT_EQ(grow6_RCD(vCells, vFace, 1000000), 1U);
-    EXPECT_EQ(sorted(vFace.front()), vCells);
+    EXPECT_EQ(unique(vFace.front()), vCells);
 }
 
 TEST(Cells, theCubeAroundACellLeavesItsCentreOut) {
@@ -202,8 +181,8 @@ TEST(Cells, theCubeAroundACellLeavesItsCentreOut) {
 }
 
 TEST(Cells, edgesArePairsOfCornersAtUnitDistance) {
-    for (unsigned seed = 0; seed < 20; ++seed) {
-        const VRCD vCells = sorted(randomCells(seed));
+    forSeeds(20, [](unsigned seed) {
+        const VRCD vCells = unique(randomCells(seed));
         std::set<Edge> sEdge;
         std::set<std::pair<Edge, RCD>> sEdgeAndCell;
         for (const RCD rcd : vCells) {
@@ -218,11 +197,10 @@ TEST(Cells, edgesArePairsOfCornersAtUnitDistance) {
         }
         std::vector<Edge> vEdge;
         createRCCEdges(vCells, vEdge);
-        EXPECT_TRUE(std::equal(vEdge.begin(), vEdge.end(), sEdge.begin(), sEdge.end())) << "seed " << seed;
+        EXPECT_TRUE(std::ranges::equal(vEdge, sEdge));
         std::vector<std::pair<Edge, RCD>> vEdgeAndCell;
         createRCCEdgesToRCD(vCells, vEdgeAndCell);
         EXPECT_EQ(vEdgeAndCell.size(), 12 * vCells.size());
-        EXPECT_TRUE(std::equal(vEdgeAndCell.begin(), vEdgeAndCell.end(), sEdgeAndCell.begin(), sEdgeAndCell.end()))
-            << "seed " << seed;
-    }
+        EXPECT_TRUE(std::ranges::equal(vEdgeAndCell, sEdgeAndCell));
+    });
 }

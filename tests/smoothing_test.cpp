@@ -1,33 +1,32 @@
 // Smoothing of both meshes against a plain form of it: sorted pairs, and for the fine mesh one call a vertex.
-#include <gtest/gtest.h>
 
-#include <array>
 #include <bit>
-#include <cmath>
-#include <random>
-#include <stdexcept>
 
 #include "CMesh_smoothing.h"
-#include "Progress.h"
 #include "RTop.h"
 #include "sortMT.h"
-#include "support/capture.h"
 #include "support/coarse_soup.h"
 #include "support/fine.h"
+#include "support/points.h"
+#include "support/prelude.h"
+#include "support/run.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
 using Pairs = std::vector<std::pair<Point3*, Point3*>>;
 
-/// What a run needs around it.
-class OpenRun {
+/// What a pass needs around it.
+class TestRun {
 public:
-    OpenRun() { plantProgress("Test", {}); }
-    ~OpenRun() { ThreadSingleton<Progress>::getInstance()->reset(); }
+    TestRun() { plantProgress("Test", {}); }
+    ~TestRun() { ThreadSingleton<Progress>::getInstance()->reset(); }
 };
+
+MeshPtr meshOf(FineMesh&& mesh) {
+    return std::make_shared<Mesh>(mesh.release());
+}
 
 std::vector<std::pair<Point3*, Point3>> plainMeans(const Pairs& vPairs) {
     std::vector<std::pair<Point3*, Point3>> vMoves;
@@ -61,8 +60,7 @@ Pairs plainPairs(const std::vector<Edge*>& vAll, bool bPinBorder, EndsOf endsOf)
 
 /// Returns how many moves onto the place of another vertex were left out.
 int plainSmoothing(RMesh& mesh, int numIterations) {
-    std::vector<REdge*> vAll;
-    mesh.getREdges(vAll);
+    const auto vAll = listOf<REdge*>([&](auto& v) { mesh.getREdges(v); });
     const Pairs vPairs = plainPairs(vAll, true, [](const REdge* pRE) { return std::pair(pRE->pVtx0, pRE->pVtx1); });
     int numLeftOut = 0;
     for (int i = 0; i < numIterations; ++i)
@@ -99,12 +97,10 @@ std::vector<std::uint64_t> stateOf(const RMesh& mesh) {
 }
 
 Soup jittered(Soup soup, double size, unsigned seed) {
-    std::mt19937 random(seed);
-    const auto step = [&] { return size * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
-    for (Point3& p : soup.vVtx) {
-        const double x = step(), y = step(), z = step();
-        p = p + Vector3(x, y, z);
-    }
+    Scan scan(seed);
+    for (Point3& p : soup.vVtx)
+        p = p +
+            Vector3{scan.uniform(-size / 2, size / 2), scan.uniform(-size / 2, size / 2), scan.uniform(-size / 2, size / 2)};
     return soup;
 }
 
@@ -138,11 +134,11 @@ TEST(FineSmoothing, agreesWithThePlainForm) {
         for (RTriangle* pRT : mesh->vRT)
             pRT->getNNV(bOK);
         {
-            const OpenRun open;
+            const TestRun open;
             numLeftOut += plainSmoothing(*plain, numIterations);
             RTop(&*run).laplacianSmoothingKillDeg(numIterations);
         }
-        const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+        const MeshPtr pMesh = meshOf(std::move(mesh));
         laplacianSmoothing(pMesh, numIterations);
         const RMesh& result = *pMesh->getRMesh();
         ASSERT_EQ(stateOf(result), stateOf(*plain)) << numIterations << " rounds, " << numKill << " killed";
@@ -169,7 +165,7 @@ TEST(FineSmoothing, agreesWithThePlainForm) {
 }
 
 TEST(FineSmoothing, verticesAtOnePlaceDontStopIt) {
-    for (unsigned seed = 0; seed < 60; ++seed) {
+    forSeeds(60, [](unsigned seed) {
         std::vector<std::uint64_t> aState[2];
         for (const bool bPlain : {false, true}) {
             CoarseSoup soup(sheet(5, 5), 3);
@@ -177,15 +173,15 @@ TEST(FineSmoothing, verticesAtOnePlaceDontStopIt) {
             for (unsigned i = 0; i < seed % 8; ++i)
                 soup.vPoint[random() % 36] = soup.vPoint[random() % 36];
             RMesh mesh(&soup.coarse);
-            const OpenRun open;
+            const TestRun open;
             if (bPlain)
                 plainSmoothing(mesh, 3);
             else
                 RTop(&mesh).laplacianSmoothing(3);
             aState[bPlain] = stateOf(mesh);
         }
-        EXPECT_EQ(aState[0], aState[1]) << "seed " << seed;
-    }
+        EXPECT_EQ(aState[0], aState[1]);
+    });
 }
 
 TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
@@ -197,7 +193,7 @@ TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
         if (!isBorder(i)) soup.vVtx[i] = rough.vVtx[i];
     FineMesh mesh(soup);
     const std::vector<Point3*> vVtx = mesh.vVtx;
-    const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+    const MeshPtr pMesh = meshOf(std::move(mesh));
     laplacianSmoothing(pMesh, 400);
     for (std::size_t i = 0; i < vVtx.size(); ++i) {
         EXPECT_TRUE(!isBorder(i) || bitsOf(*vVtx[i]) == bitsOf(flat.vVtx[i])) << i;
@@ -209,11 +205,9 @@ TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
 TEST(FineSmoothing, noRoundsStillClearDegenerateTriangles) {
     Soup soup = sheet(4, 4);
     soup.vVtx[12] = Point3(1.0 + 1e-7, 2, 0);  // beside vertex 11: slivers
-    FineMesh mesh(soup);
-    const std::size_t numBefore = mesh->getNumT();
-    const MeshPtr pMesh = std::make_shared<Mesh>(mesh.release());
+    const MeshPtr pMesh = meshOf(FineMesh(soup));
     laplacianSmoothing(pMesh, 0);
-    EXPECT_LT(pMesh->getRMesh()->getNumT(), numBefore);
+    EXPECT_LT(pMesh->getRMesh()->getNumT(), soup.vT.size());
     for (std::size_t i = 0; i < soup.vVtx.size(); ++i)
         EXPECT_EQ(*pMesh->getRMesh()->poolVtx.at(i), soup.vVtx[i]);
 }
@@ -222,37 +216,24 @@ TEST(FineSmoothing, aMeanThatOverflowsMovesNothing) {
     Soup soup = torus(8, 5);
     for (Point3& p : soup.vVtx)
         p = Point3(p.x() > 0 ? 1e308 : -1e308, p.y(), p.z());
-    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+    const MeshPtr pMesh = meshOf(FineMesh(soup));
     laplacianSmoothing(pMesh, 3);
     for (std::size_t i = 0; i < pMesh->getRMesh()->getNumVtx_all(); ++i)
         EXPECT_TRUE(std::isfinite(pMesh->getRMesh()->poolVtx.at(i)->x()));
 }
 
-/// Remembers what it hears; throws from a fraction on.
-struct Listener : ProgressBase {
-    explicit Listener(double theLimit = 2.0) : limit(theLimit) { subscribe(this); }
-    ~Listener() override { unsubscribe(); }
-    void update(const std::string& name, double fraction) override {
-        sName.insert(name);
-        vFraction.push_back(fraction);
-        if (fraction > limit) throw std::runtime_error("enough");
-    }
-    double limit;
-    std::set<std::string> sName;
-    std::vector<double> vFraction;
-};
-
 TEST(FineSmoothing, isARunOfItsOwnUnlessOneIsOpen) {
-    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(jittered(torus(30, 20), 0.1, 1)).release());
-    Listener listener;
+    const MeshPtr pMesh = meshOf(FineMesh(jittered(torus(30, 20), 0.1, 1)));
+    Hearer hearer;
+    subscribe(&hearer);
     laplacianSmoothing(pMesh, 3);
-    EXPECT_EQ(listener.sName, std::set<std::string>{"Smoothing"});
-    EXPECT_TRUE(std::is_sorted(listener.vFraction.begin(), listener.vFraction.end()));
-    EXPECT_GT(listener.vFraction.size(), 50U);
-    EXPECT_LT(listener.vFraction.size(), 400U);
-    EXPECT_EQ(listener.vFraction.back(), 1.0);
+    unsubscribe();
+    EXPECT_EQ(std::set(hearer.vName.begin(), hearer.vName.end()), std::set<std::string>{"Smoothing"});
+    EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction));
+    EXPECT_TRUE(hearer.vFraction.size() > 50 && hearer.vFraction.size() < 400) << hearer.vFraction.size();
+    EXPECT_EQ(hearer.vFraction.back(), 1.0);
     EXPECT_FALSE(hasOpenProgress());
-    const OpenRun open;
+    const TestRun open;
     laplacianSmoothing(pMesh, 1);
     EXPECT_TRUE(hasOpenProgress());
     EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->getName(), "Test");
@@ -260,9 +241,11 @@ TEST(FineSmoothing, isARunOfItsOwnUnlessOneIsOpen) {
 
 TEST(FineSmoothing, aListenerThatThrowsLeavesTheMeshInOrder) {
     for (double limit = -0.5; limit < 1.0; limit += 0.125) {
-        const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(jittered(torus(30, 20), 0.1, 1)).release());
-        const Listener listener(limit);
-        EXPECT_THROW(laplacianSmoothing(pMesh, 4), std::runtime_error);
+        const MeshPtr pMesh = meshOf(FineMesh(jittered(torus(30, 20), 0.1, 1)));
+        Hearer hearer(limit);
+        subscribe(&hearer);
+        EXPECT_THROW(laplacianSmoothing(pMesh, 4), double);
+        unsubscribe();
         EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << limit;
         EXPECT_FALSE(hasOpenProgress());
     }
@@ -276,8 +259,7 @@ TEST(FineSmoothing, noMeshIsAnAssertion) {
 }
 
 void plainSmoothing(CMesh& mesh, bool bPinBorder, int numIterations) {
-    std::vector<CEdge*> vAll;
-    mesh.getCEdges(vAll);
+    const auto vAll = listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); });
     const Pairs vPairs = plainPairs(vAll, bPinBorder,
                                     [&](const CEdge* pCE) { return std::pair(mesh.getVtx(pCE->v0), mesh.getVtx(pCE->v1)); });
     for (int i = 0; i < numIterations; ++i)
@@ -297,12 +279,9 @@ TEST(CoarseSmoothing, agreesWithThePlainForm) {
         for (const int numIterations : {-1, 0, 1, 4}) {
             CoarseSoup smooth(soup, 4), plain(soup, 4);
             for (CoarseSoup* pSoup : {&smooth, &plain}) {
-                std::mt19937 random(1);
-                const auto step = [&] { return 0.004 * static_cast<double>(random() % 100); };
-                for (Point3& p : pSoup->vPoint) {
-                    const double x = step(), z = step();
-                    p = p + Vector3(x, 0.0, z);
-                }
+                Scan scan(1);
+                for (Point3& p : pSoup->vPoint)
+                    p = p + Vector3{scan.uniform(0.0, 0.4), 0.0, scan.uniform(0.0, 0.4)};
                 for (const std::size_t i : {0U, 9U, 17U})
                     pSoup->coarse.vAllCT[i]->kill(&pSoup->coarse);
             }

@@ -1,31 +1,18 @@
 #include "sortMT.h"
 
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <atomic>
 #include <chrono>
-#include <cstdint>
-#include <cstdlib>
-#include <functional>
-#include <iostream>
-#include <limits>
-#include <map>
 #include <mutex>
-#include <numeric>
-#include <random>
-#include <set>
-#include <stdexcept>
-#include <string>
-#include <thread>
 
 #include "radixSort.h"
-#include "support/capture.h"
+#include "support/prelude.h"
 #include "support/sanitized.h"
 #include "thread_pool.h"
 
-using namespace TARN_KEL;
+using namespace TARN_TEST;
 using ctpl::thread_pool;
 
 namespace {
@@ -63,27 +50,12 @@ std::map<std::string, std::vector<U64>> inputs(std::size_t n) {
     return m;
 }
 
-template <typename T>
-std::vector<T> standardSorted(std::vector<T> v) {
-    std::sort(v.begin(), v.end());
-    return v;
-}
-
 /// Waits up to ten seconds.
 template <typename Condition>
 bool becomesTrue(const Condition& condition) {
     for (int i = 0; i < 10000 && !condition(); ++i)
         std::this_thread::sleep_for(std::chrono::milliseconds(1));
     return condition();
-}
-
-/// Runs the call on n threads at once.
-void onThreads(int n, const std::function<void(int)>& call) {
-    std::vector<std::thread> vThread;
-    for (int i = 0; i < n; ++i)
-        vThread.emplace_back(call, i);
-    for (std::thread& thread : vThread)
-        thread.join();
 }
 
 }  // namespace
@@ -95,7 +67,7 @@ TEST(sortMT, sortsLikeTheStandardSortOnAnyNumberOfThreads) {
                 std::vector<U64> v = vInput;
                 std::less<U64> comp;
                 sortOnThreads(v.begin(), v.end(), comp, numThreads);
-                ASSERT_EQ(v, standardSorted(vInput)) << name << ", " << n << " numbers, " << numThreads << " threads";
+                ASSERT_EQ(v, sorted(vInput)) << name << ", " << n << " numbers, " << numThreads << " threads";
             }
 }
 
@@ -112,7 +84,7 @@ TEST(sortMT, cutsIntoOrderedRanges) {
     std::less<U64> comp;
     for (const auto& [numThreads, numRanges] : {std::pair<int, std::size_t>{1, 1}, {2, 2}, {4, 4}, {6, 8}})
         for (auto& [name, v] : inputs(20000)) {
-            const std::vector<U64> vSorted = standardSorted(v);
+            const std::vector<U64> vSorted = sorted(v);
             const auto vRange = partitionIntoRanges(v.begin(), v.end(), comp, numThreads);
             ASSERT_EQ(vRange.size(), numRanges);
             std::size_t end = 0;
@@ -148,7 +120,7 @@ TEST(sortMT, takesTheMiddleOfASample) {
     for (const auto& [n, expected] :
          {std::pair{1, 0U}, {2, 1U}, {999, 499U}, {1000, 500U}, {1999, 999U}, {2500, 1250U}, {2999, 1500U}})
         EXPECT_EQ(middle(n), expected) << n;
-    TARN_TEST::reportOf([&] { middle(0); });
+    reportOf([&] { middle(0); });
 }
 
 TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {
@@ -179,10 +151,10 @@ TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {
 
 TEST(sortMT, worksOnSeveralThreadsAtOnce) {
     std::atomic<int> numGood = 0;
-    onThreads(4, [&numGood](int i) {
+    onThreads(4, [&numGood](std::size_t i) {
         for (int k = 0; k < 5; ++k) {
-            std::vector<U64> v = randomNumbers(20000, 100000, static_cast<unsigned>(10 * i + k));
-            const std::vector<U64> vSorted = standardSorted(v);
+            std::vector<U64> v = randomNumbers(20000, 100000, static_cast<unsigned>(10 * i) + static_cast<unsigned>(k));
+            const std::vector<U64> vSorted = sorted(v);
             std::less<U64> comp;
             sortOnThreads(v.begin(), v.end(), comp, 4);
             numGood += v == vSorted ? 1 : 0;
@@ -218,10 +190,9 @@ TEST(sortByFirstMT, isStableWhateverTheKeyAndTheThreads) {
 }
 
 TEST(sortByFirstMT, keepsTheOrderOfNumbersOfAnyKind) {
-    constexpr double INF = std::numeric_limits<double>::infinity(), MAX = std::numeric_limits<double>::max();
     std::vector<std::pair<double, int>> vDouble;
     for (int i = 0; i < 3000; ++i)
-        for (const double d : {1.5 * i, -1.5 * i, 1e-310 * i, INF, -INF, MAX, -MAX, 0.0, -0.0})
+        for (const double d : {1.5 * i, -1.5 * i, 1e-310 * i, INF, -INF, LARGEST, -LARGEST, 0.0, -0.0})
             vDouble.emplace_back(d, i);
     auto vExpected = vDouble;
     std::stable_sort(vExpected.begin(), vExpected.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -231,7 +202,7 @@ TEST(sortByFirstMT, keepsTheOrderOfNumbersOfAnyKind) {
     std::vector<int> vInt;
     for (const U64 number : randomNumbers(5000, ~U64{0}, 7))
         vInt.push_back(static_cast<int>(number));
-    const std::vector<int> vSorted = standardSorted(vInt);
+    const std::vector<int> vSorted = sorted(vInt);
     radixSort(vInt);
     EXPECT_EQ(vInt, vSorted);
 }
@@ -249,15 +220,13 @@ TEST(selections, agreeWithMaps) {
         EXPECT_EQ(vFirst, Pairs(mFirst.begin(), mFirst.end()));
         for (const auto& [number, count] : mCount)
             vKeys.push_back(number);
-        oneInstance(vOnce);
-        EXPECT_EQ(vOnce, vKeys);
-        oneInstanceMT(vOnceMT);
-        EXPECT_EQ(vOnceMT, vKeys);
+        oneInstance(vOnce), oneInstanceMT(vOnceMT);
+        EXPECT_EQ(std::pair(vOnce, vOnceMT), std::pair(vKeys, vKeys));
         for (const int N : {1, 2, 5}) {
             std::vector<U64> vExpected{99}, vOut{99};
             for (const auto& [number, count] : mCount)
                 if (count == N) vExpected.push_back(number);
-            filterN(standardSorted(v), N, vOut);
+            filterN(sorted(v), N, vOut);
             EXPECT_EQ(vOut, vExpected);
         }
     }
@@ -274,7 +243,7 @@ TEST(chunkedLoop, cutsAsTold) {
                 vChunk.emplace_back(begin, end);
             };
         });
-        return standardSorted(vChunk);
+        return sorted(vChunk);
     };
     EXPECT_EQ(chunks(0, 2), Chunks());
     EXPECT_EQ(chunks(3, 2), (Chunks{{0, 1}, {1, 2}, {2, 3}})) << "below 2T, each element by itself";
@@ -311,7 +280,7 @@ TEST(chunkedLoop, reachesEachElementOnce) {
 TEST(threadPool, runsTasksFromManyThreads) {
     thread_pool pool(3);
     std::atomic<int> sum = 0;
-    onThreads(4, [&pool, &sum](int) {
+    onThreads(4, [&pool, &sum](std::size_t) {
         std::vector<std::future<int>> vFuture;
         for (int k = 0; k < 500; ++k)
             vFuture.push_back(pool.push([k](int iWorker) { return iWorker >= 0 && iWorker < 3 ? k : -100000; }));
@@ -379,7 +348,7 @@ TEST(threadPool, leavesAForkedProcessWorkingAndEnding) {
         std::less<U64> comp;
         sortOnThreads(v.begin(), v.end(), comp, 4);
         const int status = std::is_sorted(v.begin(), v.end()) ? 7 : 8;
-        if (TARN_TEST::SANITIZED) _exit(status);  // a search for leaks would look for the threads of the other process
+        if (SANITIZED) _exit(status);  // a search for leaks would look for the threads of the other process
         std::exit(status);
     }
     int status = 0;

@@ -256,170 +256,167 @@ TEST(Orientation, noSkinGrowsWhereNothingFacesAlongX) {
 
 TEST(Rotx, agreesWithASortByAngle) {
     Random random(7);
-    const auto stepFrom =
-        [&](Place p) {
-            for (int& coordinate : p)
-                coordinate += static_cast<int>(pick(random, 3)) - 1;
-            return p;
-            };
-    const auto vectorTo = [](const Place& p, const Place& q) {
-                return Vector3(q[0] - p[0], q[1] - p[1], q[2] - p[2]);
-            };
-            for (int turn = 0; turn < 3000; ++turn) {
-                CoarseWorld world;
-                const Place a{30 + static_cast<int>(pick(random, 9)), 50, 63 + static_cast<int>(pick(random, 2))};
-                const Place b = stepFrom(a);
-                std::map<CTriangle*, Place> mThird;
-                for (int i = 0; i < 7; ++i) {
-                    const Place c = stepFrom(a);
-                    const Vector3 d = vectorTo(b, c);
-                    if (a == b || c == a || c == b || d.getMaxAbsComponent() > 1.0) continue;
-                    CTriangle* pCT = world.triangle(cellAt(a), cellAt(b), cellAt(c));
-                    mThird[pCT] = c;
-                    if (random.next() % 2 == 0) pCT->flipNNV();
-                }
-                if (mThird.empty()) continue;
-                CTriangle* pRefCT = world.mesh.vAllCT[pick(random, mThird.size())];
-                const Vector3 u = pRefCT->getHEDirection2(cellAt(a), cellAt(b)) == HE_SAME ? vectorTo(a, b) : vectorTo(b, a);
-                const Vector3 ref = crossProduct(u, vectorTo(a, mThird[pRefCT]));
-                std::vector<std::pair<double, CTriangle*>> vSlow;
-                for (const auto& [pCT, c] : mThird) {
-                    const Vector3 n = crossProduct(u, vectorTo(a, c));
-                    const double angle = std::atan2(crossProduct(ref, n) * u, (ref * n) * u.length());
-                    vSlow.emplace_back(angle < 0.0 ? angle + 6.283185307179586 : angle, pCT);
-                }
-                std::sort(vSlow.begin(), vSlow.end());
-                const bool bTie = std::ranges::adjacent_find(
-                                      vSlow, [](auto& p, auto& q) { return q.first - p.first < 1e-9; }) != vSlow.end();
-
-                Rotx rotx(&world.mesh, true);
-                CEdge* pCE = world.mesh.getEdge(cellAt(a), cellAt(b));
-                const std::string text = outputOf([&] { ASSERT_EQ(rotx.sortStar(pRefCT, pCE), !bTie); });
-                ASSERT_EQ(text, bTie ? "ROTX-BUG: \n" : "");
-                ASSERT_EQ(pCE->vCT[0], pRefCT);
-                ASSERT_EQ(firstFault(world.mesh), "");
-                for (std::size_t i = 0; i < vSlow.size() && !bTie; ++i)
-                    ASSERT_EQ(pCE->vCT[i], vSlow[i].second);
-            }
-        }
-
-    TEST(Rotx, refusesWhatItHasNoOrderFor) {
-        Sheet world(1, 1);
-        CTriangle* pDeadT = world.triangle(world.at(0, 0), world.at(1, 0), world.put(14, 16, 16));  // two steps from one end
-        CEdge* pCE = pDeadT->getCE(2);
-        Rotx rotx(&world.mesh, true), empty(&world.mesh, false);
-        EXPECT_EQ(rotx.sEdges.size(), 56U);
-        EXPECT_EQ(rotx.mEncoded2Index.size(), 24U * 16 + 24U * 10 + 8U * 6);
-        const std::string missing = "q_it!=mEncoded2Index.end()";
-        expectFails(missing, [&] { rotx.sortStar(pDeadT, pCE); });
-        expectFails(missing, [&] { empty.getIdx(packRCD(1, 1, 1), packRCD(1, 1, 2), packRCD(1, 2, 1)); });
-        pDeadT->kill(&world.mesh);
-        expectFails("pRefCT->isAlive()", [&] { rotx.sortStar(pDeadT, pCE); });
-    }
-
-    namespace {
-
-    /// All alive triangles of a mesh as a patch, and an inspector.
-    struct Inspection {
-        CPatch patch;
-        std::vector<CPatch*> vPatches{&patch};
-        Inspector inspector;
-
-        explicit Inspection(CoarseWorld& world) : patch(&world.mesh, &world.calc), inspector(&world.mesh, vPatches) {
-            for (CTriangle* pCT : aliveT(world.mesh))
-                patch.add(pCT);
-        }
+    const auto stepFrom = [&](Place p) {
+        for (int& coordinate : p)
+            coordinate += static_cast<int>(pick(random, 3)) - 1;
+        return p;
     };
-
-    /// A triangle and three flaps, which run against it, turned down at its sides by these degrees.
-    struct Flaps : CoarseWorld {
-        explicit Flaps(const std::array<double, 3>& degrees) {
-            std::array<Point3, 3> p;
-            for (std::size_t i = 0; i < 3; ++i) {
-                const double a = 2.0943951023931953 * static_cast<double>(i);
-                p[i] = {50.0 + std::cos(a), 50.0 + std::sin(a), 50.0};
-                put(cell(static_cast<unsigned>(i), 0, 0), p[i]);
-            }
-            triangle(cell(0, 0, 0), cell(1, 0, 0), cell(2, 0, 0));
-            for (unsigned i = 0; i < 3; ++i) {
-                const double a = 2.0943951023931953 * (i + 0.5), turn = degrees[i] / 57.29577951308232;
-                const double r = 0.5 + std::cos(turn);
-                put(cell(i, 1, 0), {50.0 + r * std::cos(a), 50.0 + r * std::sin(a), 50.0 - std::sin(turn)});
-                triangle(cell(i, 0, 0), cell((i + 1) % 3, 0, 0), cell(i, 1, 0));
-            }
-        }
-    };
-
-    }  // namespace
-
-    TEST(Inspector, growsUpToAKnownBorder) {
-        forSeeds(50, [&](unsigned seed) {
-            Random random(seed);
-            Sheet world(6, 6);
-            Inspection it(world);
-            const Triangles vT = aliveT(world.mesh);
-            std::set<VCD> sBorder;
-            for (unsigned i = 0; i < seed % 7; ++i)
-                sBorder.insert(world.at(static_cast<unsigned>(pick(random, 7)), static_cast<unsigned>(pick(random, 7))));
-            for (CTriangle* pCT : vT)
-                if (random.next() % 2 == 0) pCT->flipNNV();
-            CTriangle* pGoodT = vT[pick(random, vT.size())];
-            const CoutSilence silence;
-            it.inspector.keepGoodPartForKnownBorder(&it.patch, pGoodT, sBorder);
-            const std::set<CTriangle*> sKept(it.patch.vMemberCT.begin(), it.patch.vMemberCT.end());
-            const auto numEnds = [&](CEdge* pCE) { return sBorder.count(pCE->v0) + sBorder.count(pCE->v1); };
-            const auto isKept = [&](CEdge* pCE, CTriangle* pCT) { return numEnds(pCE) == 0 && sKept.count(pCT) != 0; };
-            EXPECT_EQ(reach(pGoodT, isKept), sKept);
-            EXPECT_TRUE(!sBorder.empty() || sKept.size() == vT.size());
-            it.inspector.killRemovedT();
-            EXPECT_EQ(it.patch.vMemberCT, aliveT(world.mesh));
-            EXPECT_TRUE(conflicts(world.mesh).empty());
-        });
-    }
-
-    TEST(Inspector, cutsABentSheetWhereItFacesItself) {
-        constexpr unsigned SIZE = 6;
+    const auto vectorTo = [](const Place& p, const Place& q) { return Vector3(q[0] - p[0], q[1] - p[1], q[2] - p[2]); };
+    for (int turn = 0; turn < 3000; ++turn) {
         CoarseWorld world;
-        Triangles vGood, vBad;
-        const auto squareAt = [&](Triangles& vT, VCD a, VCD b, VCD c, VCD d) {
-            vT.insert(vT.end(), {world.triangle(a, b, c), world.triangle(a, c, d)});
-        };
-        for (unsigned y = 20; y < 20 + SIZE; ++y)
-            for (unsigned x = 20; x < 20 + SIZE; ++x) {
-                for (const unsigned z : {20U, 21U})
-                    squareAt(z == 20 ? vGood : vBad, world.put(x, y, z), world.put(x + 1, y, z), world.put(x + 1, y + 1, z),
-                             world.put(x, y + 1, z));
-                if (x + 1 < 20 + SIZE) continue;
-                squareAt(vGood, cell(x + 1, y, 20), cell(x + 1, y, 21), cell(x + 1, y + 1, 21), cell(x + 1, y + 1, 20));
-            }
-        Inspection whole(world);
-        whole.inspector.keepGoodPart(&whole.patch, vGood[0]);
-        EXPECT_EQ(whole.patch.getSize(), vGood.size() + vBad.size()) << "a patch that isn't bad stays";
+        const Place a{30 + static_cast<int>(pick(random, 9)), 50, 63 + static_cast<int>(pick(random, 2))};
+        const Place b = stepFrom(a);
+        std::map<CTriangle*, Place> mThird;
+        for (int i = 0; i < 7; ++i) {
+            const Place c = stepFrom(a);
+            const Vector3 d = vectorTo(b, c);
+            if (a == b || c == a || c == b || d.getMaxAbsComponent() > 1.0) continue;
+            CTriangle* pCT = world.triangle(cellAt(a), cellAt(b), cellAt(c));
+            mThird[pCT] = c;
+            if (random.next() % 2 == 0) pCT->flipNNV();
+        }
+        if (mThird.empty()) continue;
+        CTriangle* pRefCT = world.mesh.vAllCT[pick(random, mThird.size())];
+        const Vector3 u = pRefCT->getHEDirection2(cellAt(a), cellAt(b)) == HE_SAME ? vectorTo(a, b) : vectorTo(b, a);
+        const Vector3 ref = crossProduct(u, vectorTo(a, mThird[pRefCT]));
+        std::vector<std::pair<double, CTriangle*>> vSlow;
+        for (const auto& [pCT, c] : mThird) {
+            const Vector3 n = crossProduct(u, vectorTo(a, c));
+            const double angle = std::atan2(crossProduct(ref, n) * u, (ref * n) * u.length());
+            vSlow.emplace_back(angle < 0.0 ? angle + 6.283185307179586 : angle, pCT);
+        }
+        std::sort(vSlow.begin(), vSlow.end());
+        const bool bTie =
+            std::ranges::adjacent_find(vSlow, [](auto& p, auto& q) { return q.first - p.first < 1e-9; }) != vSlow.end();
 
-        vBad.push_back(world.triangle(cell(22, 22, 20), cell(23, 22, 20), world.put(22, 22, 19)));
-        Inspection it(world);
-        EXPECT_TRUE(it.inspector.isBad(&it.patch));
-        const std::string text = outputOf([&] { it.inspector.keepGoodPart(&it.patch, vGood[0]); });
-        EXPECT_EQ(text, "split: REMOVING 73 triangles from pTestPatch\n");
-        EXPECT_EQ(it.patch.vMemberCT, sorted(vGood));
-        EXPECT_EQ(it.inspector.vRemovedT, sorted(vBad));
+        Rotx rotx(&world.mesh, true);
+        CEdge* pCE = world.mesh.getEdge(cellAt(a), cellAt(b));
+        const std::string text = outputOf([&] { ASSERT_EQ(rotx.sortStar(pRefCT, pCE), !bTie); });
+        ASSERT_EQ(text, bTie ? "ROTX-BUG: \n" : "");
+        ASSERT_EQ(pCE->vCT[0], pRefCT);
+        ASSERT_EQ(firstFault(world.mesh), "");
+        for (std::size_t i = 0; i < vSlow.size() && !bTie; ++i)
+            ASSERT_EQ(pCE->vCT[i], vSlow[i].second);
     }
+}
 
-    TEST(Inspector, givesBackWhatLiesSmoothly) {
-        for (const auto& [degrees, bBack] : std::vector<std::pair<std::array<double, 3>, bool>>{{{0, 0, 0}, true},
-                                                                                                {{119, 119, 119}, true},
-                                                                                                {{121, 121, 120}, false},
-                                                                                                {{0, 159, 0}, true},
-                                                                                                {{0, 161, 0}, false},
-                                                                                                {{159, 159, 41}, true},
-                                                                                                {{159, 159, 43}, false}}) {
-            Flaps world(degrees);
-            Inspection it(world);
-            Triangles vT{it.patch.vMemberCT[0]};
-            it.patch.vMemberCT.erase(it.patch.vMemberCT.begin());
-            vT[0]->setPatch(nullptr);
-            it.inspector.giveBack(vT, &it.patch);
-            EXPECT_EQ(vT.empty(), bBack) << degrees[0] << " " << degrees[1] << " " << degrees[2];
-            EXPECT_EQ(it.patch.getSize(), bBack ? 4U : 3U);
+TEST(Rotx, refusesWhatItHasNoOrderFor) {
+    Sheet world(1, 1);
+    CTriangle* pDeadT = world.triangle(world.at(0, 0), world.at(1, 0), world.put(14, 16, 16));  // two steps from one end
+    CEdge* pCE = pDeadT->getCE(2);
+    Rotx rotx(&world.mesh, true), empty(&world.mesh, false);
+    EXPECT_EQ(rotx.sEdges.size(), 56U);
+    EXPECT_EQ(rotx.mEncoded2Index.size(), 24U * 16 + 24U * 10 + 8U * 6);
+    const std::string missing = "q_it!=mEncoded2Index.end()";
+    expectFails(missing, [&] { rotx.sortStar(pDeadT, pCE); });
+    expectFails(missing, [&] { empty.getIdx(packRCD(1, 1, 1), packRCD(1, 1, 2), packRCD(1, 2, 1)); });
+    pDeadT->kill(&world.mesh);
+    expectFails("pRefCT->isAlive()", [&] { rotx.sortStar(pDeadT, pCE); });
+}
+
+namespace {
+
+/// All alive triangles of a mesh as a patch, and an inspector.
+struct Inspection {
+    CPatch patch;
+    std::vector<CPatch*> vPatches{&patch};
+    Inspector inspector;
+
+    explicit Inspection(CoarseWorld& world) : patch(&world.mesh, &world.calc), inspector(&world.mesh, vPatches) {
+        for (CTriangle* pCT : aliveT(world.mesh))
+            patch.add(pCT);
+    }
+};
+
+/// A triangle and three flaps, which run against it, turned down at its sides by these degrees.
+struct Flaps : CoarseWorld {
+    explicit Flaps(const std::array<double, 3>& degrees) {
+        std::array<Point3, 3> p;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double a = 2.0943951023931953 * static_cast<double>(i);
+            p[i] = {50.0 + std::cos(a), 50.0 + std::sin(a), 50.0};
+            put(cell(static_cast<unsigned>(i), 0, 0), p[i]);
+        }
+        triangle(cell(0, 0, 0), cell(1, 0, 0), cell(2, 0, 0));
+        for (unsigned i = 0; i < 3; ++i) {
+            const double a = 2.0943951023931953 * (i + 0.5), turn = degrees[i] / 57.29577951308232;
+            const double r = 0.5 + std::cos(turn);
+            put(cell(i, 1, 0), {50.0 + r * std::cos(a), 50.0 + r * std::sin(a), 50.0 - std::sin(turn)});
+            triangle(cell(i, 0, 0), cell((i + 1) % 3, 0, 0), cell(i, 1, 0));
         }
     }
+};
+
+}  // namespace
+
+TEST(Inspector, growsUpToAKnownBorder) {
+    forSeeds(50, [&](unsigned seed) {
+        Random random(seed);
+        Sheet world(6, 6);
+        Inspection it(world);
+        const Triangles vT = aliveT(world.mesh);
+        std::set<VCD> sBorder;
+        for (unsigned i = 0; i < seed % 7; ++i)
+            sBorder.insert(world.at(static_cast<unsigned>(pick(random, 7)), static_cast<unsigned>(pick(random, 7))));
+        for (CTriangle* pCT : vT)
+            if (random.next() % 2 == 0) pCT->flipNNV();
+        CTriangle* pGoodT = vT[pick(random, vT.size())];
+        const CoutSilence silence;
+        it.inspector.keepGoodPartForKnownBorder(&it.patch, pGoodT, sBorder);
+        const std::set<CTriangle*> sKept(it.patch.vMemberCT.begin(), it.patch.vMemberCT.end());
+        const auto numEnds = [&](CEdge* pCE) { return sBorder.count(pCE->v0) + sBorder.count(pCE->v1); };
+        const auto isKept = [&](CEdge* pCE, CTriangle* pCT) { return numEnds(pCE) == 0 && sKept.count(pCT) != 0; };
+        EXPECT_EQ(reach(pGoodT, isKept), sKept);
+        EXPECT_TRUE(!sBorder.empty() || sKept.size() == vT.size());
+        it.inspector.killRemovedT();
+        EXPECT_EQ(it.patch.vMemberCT, aliveT(world.mesh));
+        EXPECT_TRUE(conflicts(world.mesh).empty());
+    });
+}
+
+TEST(Inspector, cutsABentSheetWhereItFacesItself) {
+    constexpr unsigned SIZE = 6;
+    CoarseWorld world;
+    Triangles vGood, vBad;
+    const auto squareAt = [&](Triangles& vT, VCD a, VCD b, VCD c, VCD d) {
+        vT.insert(vT.end(), {world.triangle(a, b, c), world.triangle(a, c, d)});
+    };
+    for (unsigned y = 20; y < 20 + SIZE; ++y)
+        for (unsigned x = 20; x < 20 + SIZE; ++x) {
+            for (const unsigned z : {20U, 21U})
+                squareAt(z == 20 ? vGood : vBad, world.put(x, y, z), world.put(x + 1, y, z), world.put(x + 1, y + 1, z),
+                         world.put(x, y + 1, z));
+            if (x + 1 < 20 + SIZE) continue;
+            squareAt(vGood, cell(x + 1, y, 20), cell(x + 1, y, 21), cell(x + 1, y + 1, 21), cell(x + 1, y + 1, 20));
+        }
+    Inspection whole(world);
+    whole.inspector.keepGoodPart(&whole.patch, vGood[0]);
+    EXPECT_EQ(whole.patch.getSize(), vGood.size() + vBad.size()) << "a patch that isn't bad stays";
+
+    vBad.push_back(world.triangle(cell(22, 22, 20), cell(23, 22, 20), world.put(22, 22, 19)));
+    Inspection it(world);
+    EXPECT_TRUE(it.inspector.isBad(&it.patch));
+    const std::string text = outputOf([&] { it.inspector.keepGoodPart(&it.patch, vGood[0]); });
+    EXPECT_EQ(text, "split: REMOVING 73 triangles from pTestPatch\n");
+    EXPECT_EQ(it.patch.vMemberCT, sorted(vGood));
+    EXPECT_EQ(it.inspector.vRemovedT, sorted(vBad));
+}
+
+TEST(Inspector, givesBackWhatLiesSmoothly) {
+    for (const auto& [degrees, bBack] : std::vector<std::pair<std::array<double, 3>, bool>>{{{0, 0, 0}, true},
+                                                                                            {{119, 119, 119}, true},
+                                                                                            {{121, 121, 120}, false},
+                                                                                            {{0, 159, 0}, true},
+                                                                                            {{0, 161, 0}, false},
+                                                                                            {{159, 159, 41}, true},
+                                                                                            {{159, 159, 43}, false}}) {
+        Flaps world(degrees);
+        Inspection it(world);
+        Triangles vT{it.patch.vMemberCT[0]};
+        it.patch.vMemberCT.erase(it.patch.vMemberCT.begin());
+        vT[0]->setPatch(nullptr);
+        it.inspector.giveBack(vT, &it.patch);
+        EXPECT_EQ(vT.empty(), bBack) << degrees[0] << " " << degrees[1] << " " << degrees[2];
+        EXPECT_EQ(it.patch.getSize(), bBack ? 4U : 3U);
+    }
+}

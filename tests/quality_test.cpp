@@ -1,6 +1,5 @@
 // The whole road as its caller sees it: how good the meshes of scans are of which everything is known, and how a run ends
 // where there is no surface or too much of one.
-
 #include "MeshAnalysis.h"
 #include "Sets.h"
 #include "SyntheticScan.h"

@@ -174,7 +174,7 @@ TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {
         for (const double r : radii(vPoint))
             for (std::size_t k = 0; k < vPoint.size(); k += 211) {
                 const Point3& p = vPoint[k];
-                const auto isBeyond = [&](std::size_t i) { return (vPoint[i] - p).sqLength() > r * r; };
+                const auto isBeyond = [&, &vPoint = vPoint](std::size_t i) { return (vPoint[i] - p).sqLength() > r * r; };
                 Indices vExpected(vPoint.size()), vWithin = tree.within(p, r);
                 std::iota(vExpected.begin(), vExpected.end(), 0U);
                 std::erase_if(vExpected, isBeyond);

@@ -228,6 +228,30 @@ void edgeFlipsSimA(MeshPtr pMesh);
 /// vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take vertices out
 /// of use. O(n log n), a round O(n). Each round is a step of the progress, of some 400 bytes.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
+/// What makeManifold() did.
+struct ManifoldReport {
+    std::size_t numFlat = 0;         ///< triangles with a height of no more than a millionth of their longest side
+    std::size_t numDuplicates = 0;   ///< triangles removed because others have the same corners
+    std::size_t numMembranes = 0;    ///< triangles removed as parts of inner walls and of flaps
+    std::size_t numSplinters = 0;    ///< triangles removed as parts of small pieces that came off
+    std::size_t numTurned = 0;       ///< triangles turned over
+    std::size_t numNewVertices = 0;  ///< vertices made at the place of another one, or in the middle of an edge
+    std::size_t numCuts = 0;         ///< sides of triangles that border on nothing now, but did before
+    bool bClosed = false;            ///< no edge of the mesh is a border
+};
+
+/// Makes the mesh manifold and oriented: afterwards each edge has one or two triangles, each vertex one fan of them, the
+/// triangles of a component agree in orientation, components without a border face outward, and no triangle is flat (a
+/// height of no more than a millionth of its longest side) or there twice. An addition to the functions of a reconstruction.
+///
+/// Where sheets cross or touch they are taken apart, neighbours in the order of rotation staying together: new vertices
+/// appear at the place of old ones, so files that tell vertices apart by their places alone (STL) bring the touch back.
+/// Before that, walls of at most 100 triangles inside the body go, and flaps of that size that hang on an edge; afterwards
+/// pieces of at most 20 triangles that came off a larger one. A sheet with one side only is cut open. Surface that is
+/// closed stays closed where that can be. A mesh that is in order stays as it is.
+///
+/// Runs under a progress root of its own, "Manifold", when none is open. The same mesh gives the same result. Near O(n).
+ManifoldReport makeManifold(MeshPtr pMesh);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);

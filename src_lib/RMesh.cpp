@@ -124,10 +124,7 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
     for (const auto& entry : mCCDBundle) {
         ASSEX(entry.second!=NULL && entry.second->pVtx!=NULL);
         const Point3& source = *entry.second->pVtx;
-        // Of several vertices at one place the first is found there; the others are vertices all the same.
-        const Point3* pVtx = createVertex(source, true);
-        if (pVtx == nullptr) pVtx = addVertex(source);
-        if (*pVtx != source) ASSEX(false);  // not a number
+        if (*createVertexApart(source) != source) ASSEX(false);  // not a number
     }
 
     std::vector<CTriangle*> vCT;
@@ -196,6 +193,11 @@ Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
 
 Point3* RMesh::createVertex(double x, double y, double z, bool bFailIfExists) {
     return createVertex(Point3(x, y, z), bFailIfExists);
+}
+
+Point3* RMesh::createVertexApart(const Point3& p) {
+    Point3* pVtx = createVertex(p, true);
+    return pVtx != nullptr ? pVtx : addVertex(p);
 }
 
 bool RMesh::hasVertex(const Point3& p) const {

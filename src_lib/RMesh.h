@@ -88,6 +88,8 @@ public:
     /// bFailIfExists.
     Point3* createVertex(const Point3& p, bool bFailIfExists);
     Point3* createVertex(double x, double y, double z, bool bFailIfExists);
+    /// A vertex of its own at p, whatever there is at p already. It can be found by its coordinates where it is the first.
+    Point3* createVertexApart(const Point3& p);
     /// A triangle on three different vertices of this mesh, with edges made where there are none. Duplicates aren't looked
     /// for. When an assertion stops it the mesh is as before.
     RTriangle* createT(Point3* p0, Point3* p1, Point3* p2);

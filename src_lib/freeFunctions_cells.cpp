@@ -18,8 +18,8 @@
 #include <cstdint>
 #include <iostream>
 #include <limits>
-#include <numeric>
 
+#include "Forest.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 
@@ -61,24 +61,6 @@ Position findFrom(const VRCD& vSorted, RCD rcd, Position hint) {
         if (pos < vSorted.size() && vSorted[pos] == rcd) return pos;
     return static_cast<Position>(std::lower_bound(vSorted.begin(), vSorted.end(), rcd) - vSorted.begin());
 }
-
-// Disjoint sets of positions. The root of a set is its lowest member.
-class Forest {
-public:
-    explicit Forest(std::size_t numMembers) : vParent(numMembers) { std::iota(vParent.begin(), vParent.end(), Position{0}); }
-    Position findRoot(Position pos) {
-        while (vParent[pos] != pos)
-            pos = vParent[pos] = vParent[vParent[pos]];
-        return pos;
-    }
-    void join(Position a, Position b) {
-        const auto [low, high] = std::minmax({findRoot(a), findRoot(b)});
-        vParent[high] = low;
-    }
-
-private:
-    std::vector<Position> vParent;
-};
 
 // Joins each cell with the cells whose codes are lower by distance - 1 to distance + 1.
 void joinRow(const VRCD& vSorted, RCD distance, Forest& forest) {

@@ -2,6 +2,7 @@
 #include <cmath>
 #include <utility>
 
+#include "ManifoldMaker.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
@@ -49,6 +50,16 @@ void laplacianSmoothing(MeshPtr pMesh, int numIterations) {
     OwnRun run(progressForSmoothing(numIterations));
     RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations);
     run.close();
+}
+
+ManifoldReport makeManifold(MeshPtr pMesh) {
+    ASSEX(pMesh!=NULL);
+    RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    OwnRun run(progressForManifold());
+    const ManifoldReport report = makeManifold(*pRMesh);
+    run.close();
+    return report;
 }
 
 void findHoles(MeshPtr pMesh) {

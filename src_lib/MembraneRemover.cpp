@@ -1,0 +1,113 @@
+// The patches are found once. Afterwards only the rims of what went are looked at: an edge that is left with two triangles
+// joins their patches, and every small patch beside it is asked again. Large patches are told by their size alone, so the
+// work follows the small ones.
+#include "MembraneRemover.h"
+
+#include <algorithm>
+
+#include "RMesh.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr Forest::Member NO_PATCH = ~Forest::Member{0};
+
+}  // namespace
+
+MembraneRemover::MembraneRemover(RMesh& theMesh, std::size_t theMaxSize)
+    : mesh(theMesh), maxSize(theMaxSize), vPatchOf(mesh.vRT.size(), NO_PATCH), joined(mesh.vRT.size()) {
+    for (RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive() && vPatchOf[mesh.poolRT.indexOf(pRT)] == NO_PATCH) growPatch(pRT);
+}
+
+/// Its name is the number of patches so far, so that older patches have lower names.
+void MembraneRemover::growPatch(RTriangle* pSeed) {
+    const auto patch = static_cast<Patch>(vMembers.size());
+    Members& members = vMembers.emplace_back();
+    vPatchOf[mesh.poolRT.indexOf(pSeed)] = patch;
+    std::vector<RTriangle*> vT{pSeed};
+    for (std::size_t i = 0; i < vT.size(); ++i)
+        for (const REdge* pRE : {vT[i]->pRE12, vT[i]->pRE02, vT[i]->pRE01}) {
+            RTriangle* pNeigT = pRE->getUniqueOtherTriangle(vT[i]);
+            if (pNeigT == nullptr || vPatchOf[mesh.poolRT.indexOf(pNeigT)] != NO_PATCH) continue;
+            vPatchOf[mesh.poolRT.indexOf(pNeigT)] = patch;
+            vT.push_back(pNeigT);
+        }
+    members.size = vT.size();
+    if (isSmall(patch)) members.vT = std::move(vT);
+}
+
+MembraneRemover::Patch MembraneRemover::patchOf(const RTriangle* pRT) {
+    return joined.findRoot(vPatchOf[mesh.poolRT.indexOf(pRT)]);
+}
+
+void MembraneRemover::enqueue(Patch patch) {
+    if (isSmall(patch)) sQueue.emplace(vMembers[patch].size, patch);
+}
+
+std::size_t MembraneRemover::run(bool bFlaps) {
+    for (Patch patch = 0; patch < vMembers.size(); ++patch)
+        enqueue(patch);
+    std::size_t numRemoved = 0;
+    while (!sQueue.empty()) {
+        const Patch patch = sQueue.begin()->second;
+        sQueue.erase(sQueue.begin());
+        if (isRemovable(patch, bFlaps)) numRemoved += remove(patch);
+    }
+    return numRemoved;
+}
+
+/// No edge is left with one triangle, and more edges come to an even number than to an odd one. So a body that touches
+/// others along edges isn't a wall: it comes to each of them with two triangles.
+bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) {
+    int gain = 0;
+    for (const RTriangle* pRT : vMembers[patch].vT)
+        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01}) {
+            const int degree = pRE->getDegree();
+            if (degree == 1 && !bFlaps) return false;
+            if (degree <= 2) continue;
+            const auto numOwn = static_cast<int>(std::count_if(
+                pRE->vRT.begin(), pRE->vRT.end(), [&](const RTriangle* pEdgeT) { return patchOf(pEdgeT) == patch; }));
+            if (numOwn == degree - 1) return false;
+            if (numOwn % 2 == 1) gain += degree % 2 == 1 ? 1 : -1;
+        }
+    return gain > 0;
+}
+
+/// Returns the number of triangles.
+std::size_t MembraneRemover::remove(Patch patch) {
+    std::vector<RTriangle*> vT;
+    vT.swap(vMembers[patch].vT);
+    vMembers[patch].size = 0;
+    std::vector<const REdge*> vRim;
+    for (RTriangle* pRT : vT) {
+        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
+            if (pRE->getDegree() > 2) vRim.push_back(pRE);
+        pRT->kill(&mesh);
+    }
+    for (const REdge* pRE : vRim)
+        if (pRE->getDegree() == 2) join(patchOf(pRE->vRT[0]), patchOf(pRE->vRT[1]));
+    for (const REdge* pRE : vRim)
+        for (const RTriangle* pRT : pRE->vRT)
+            enqueue(patchOf(pRT));
+    return vT.size();
+}
+
+void MembraneRemover::join(Patch a, Patch b) {
+    if (a == b) return;
+    for (const Patch patch : {a, b})
+        sQueue.erase({vMembers[patch].size, patch});
+    joined.join(a, b);
+    const auto [root, other] = std::minmax(a, b);
+    Members& members = vMembers[root];
+    Members& gone = vMembers[other];
+    members.size += gone.size;
+    if (isSmall(root))
+        members.vT.insert(members.vT.end(), gone.vT.begin(), gone.vT.end());
+    else
+        members.vT = {};
+    gone = {};
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <set>
+#include <utility>
+#include <vector>
+
+#include "Forest.h"
+
+namespace TARN_KEL {
+
+class REdge;
+class RMesh;
+class RTriangle;
+
+/// Removes small patches from a fine mesh where that opens nothing.
+///
+/// A patch is what hangs together over edges of degree 2. A membrane is one whose rim edges all have degree 3 or more, so
+/// that at least two triangles stay on each of them: a wall across a bubble, the floor under a bump. A flap has border edges
+/// as well; its removal takes them along and makes none. Each removal may turn rim edges into inner ones, and so join the
+/// patches beside it to one.
+class MembraneRemover {
+public:
+    /// Finds the patches. maxSize: the largest one, in triangles, that may go. The mesh must outlive this object and be
+    /// changed by it alone. O(n).
+    MembraneRemover(RMesh& mesh, std::size_t maxSize);
+
+    /// While there is one, removes the smallest membrane, with bFlaps also flaps; of equal ones the oldest. Returns the
+    /// number of triangles that went. O(n log n).
+    std::size_t run(bool bFlaps);
+
+private:
+    using Patch = Forest::Member;
+
+    struct Members {
+        std::size_t size = 0;
+        std::vector<RTriangle*> vT;  // none in a patch that is too large
+    };
+
+    void growPatch(RTriangle* pSeed);
+    Patch patchOf(const RTriangle* pRT);
+    bool isSmall(Patch patch) const { return vMembers[patch].size > 0 && vMembers[patch].size <= maxSize; }
+    void enqueue(Patch patch);
+    bool isRemovable(Patch patch, bool bFlaps);
+    std::size_t remove(Patch patch);
+    void join(Patch a, Patch b);
+
+    RMesh& mesh;
+    const std::size_t maxSize;
+    std::vector<Patch> vPatchOf;                     // by triangle; the first name of a patch
+    std::vector<Members> vMembers;                   // by root
+    Forest joined;                                   // patches that became one; at first each triangle counts as one
+    std::set<std::pair<std::size_t, Patch>> sQueue;  // small patches by size that may be removable
+};
+
+}  // namespace TARN_KEL

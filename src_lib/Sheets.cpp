@@ -1,0 +1,251 @@
+// Seen along an edge its triangles stand round it like the hours round a clock. Sheets that don't cross are neighbours
+// there, so an even number of triangles leaves two choices, and an odd number one for each triangle that stays alone:
+//
+//        t1   t2              t1   t2            t1   t2
+//          \ /                  \ /                | |
+//           +           ->      ) (       or       | |
+//          / \                  / \                | |
+//        t0   t3              t0   t3            t0   t3
+//
+// That choice is taken which lets most sheets keep two sides, and of these the flattest.
+//
+// Which triangles agree is known from sets with parity, joined side by side, flat sides first. So where a sheet comes back
+// to itself the wrong way round, it is found at the sharpest fold on the way. The sides where this happens make a seam,
+// which may run long ways: turning a triangle over exchanges its seams for its other sides, and is done while that shortens
+// them.
+#include "Sheets.h"
+
+#include <algorithm>
+#include <cmath>
+#include <numbers>
+#include <utility>
+
+#include "RMesh.h"
+#include "freeFunctions.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+Vector3 normalOf(const RTriangle& rt) {
+    return crossProduct(*rt.aCorners[1] - *rt.aCorners[0], *rt.aCorners[2] - *rt.aCorners[0]);
+}
+
+}  // namespace
+
+// ---- Sides --------------------------------------------------------------------------------------------------------------
+
+RTriangle* Sheets::triangleOf(Side side) const {
+    return mesh.poolRT.at(side / 3);
+}
+
+const REdge* Sheets::edgeOf(Side side) const {
+    return triangleOf(side)->getRE(static_cast<int>(side % 3));
+}
+
+Sheets::Side Sheets::firstSideOf(const RTriangle* pRT) const {
+    return static_cast<Side>(3 * mesh.poolRT.indexOf(pRT));
+}
+
+Sheets::Side Sheets::sideOf(const RTriangle* pRT, const REdge* pRE) const {
+    return firstSideOf(pRT) + (pRE == pRT->pRE12 ? 0 : pRE == pRT->pRE02 ? 1 : 2);
+}
+
+void Sheets::link(Side a, Side b) {
+    vAcross[a] = b;
+    vAcross[b] = a;
+}
+
+void Sheets::cut(Side side) {
+    const Side other = std::exchange(vAcross[side], NONE);
+    if (other != NONE) vAcross[other] = NONE;
+}
+
+void Sheets::cutAll(const RTriangle* pRT) {
+    forEachSide(pRT, [this](Side side) { cut(side); });
+}
+
+bool Sheets::isTurned(const RTriangle* pRT) const {
+    return vTurn[mesh.poolRT.indexOf(pRT)] != 0;
+}
+
+void Sheets::turn(const RTriangle* pRT) {
+    vTurn[mesh.poolRT.indexOf(pRT)] ^= 1;
+}
+
+/// As the mesh has them, both triangles run the same way along the edge, so that they disagree.
+bool Sheets::runAlike(Side a, Side b) const {
+    const REdge* pRE = edgeOf(a);
+    const auto isForward = [pRE](const RTriangle* pRT) { return pRT->getRTriOri(pRE->pVtx0, pRE->pVtx1) == 1; };
+    return isForward(triangleOf(a)) == isForward(triangleOf(b));
+}
+
+/// The two triangles disagree there even if they are turned as they should be.
+bool Sheets::isSeam(Side side) const {
+    const Side next = vAcross[side];
+    return next != NONE && runAlike(side, next) == (vTurn[side / 3] == vTurn[next / 3]);
+}
+
+// ---- Orientation --------------------------------------------------------------------------------------------------------
+
+Sheets::Sheets(const RMesh& theMesh)
+    : mesh(theMesh), vAcross(3 * mesh.vRT.size(), NONE), parities(mesh.vRT.size()), vTurn(mesh.vRT.size(), 0) {
+    std::vector<Side> vPairs;  // one side of each
+    std::vector<const REdge*> vStars;
+    for (const REdge* pRE : mesh.vRE) {
+        if (pRE->vRT.size() > 2) vStars.push_back(pRE);
+        if (pRE->vRT.size() != 2) continue;
+        vPairs.push_back(sideOf(pRE->vRT[0], pRE));
+        link(vPairs.back(), sideOf(pRE->vRT[1], pRE));
+    }
+    if (!orientPairs(vPairs)) {
+        parities = ParityForest(mesh.vRT.size());
+        sortFlattestFirst(vPairs);
+        orientPairs(vPairs);
+    }
+    for (const REdge* pRE : vStars)
+        linkStar(pRE);
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive()) vTurn[firstSideOf(pRT) / 3] = parities.find(firstSideOf(pRT) / 3).second ? 1 : 0;
+    shortenSeams();
+    cutSeams();
+}
+
+/// False when a sheet has one side only.
+bool Sheets::orientPairs(const std::vector<Side>& vPairs) {
+    bool bTwoSided = true;
+    for (const Side side : vPairs)
+        bTwoSided = parities.join(side / 3, vAcross[side] / 3, runAlike(side, vAcross[side])) && bTwoSided;
+    return bTwoSided;
+}
+
+/// What bends by less than about 25 degrees is flat, and not sorted: there is no place for a seam. Of the others the
+/// flattest comes first, of equal ones the oldest.
+void Sheets::sortFlattestFirst(std::vector<Side>& vPairs) const {
+    constexpr double FLAT = 0.9;  // cosine of the turn
+    std::vector<std::pair<double, Side>> vBent;
+    std::vector<Side> vSorted;
+    for (const Side side : vPairs) {
+        const Vector3 a = normalOf(*triangleOf(side)), b = normalOf(*triangleOf(vAcross[side]));
+        const double cosine = a * b / std::sqrt(a.sqLength() * b.sqLength()) * (runAlike(side, vAcross[side]) ? -1.0 : 1.0);
+        if (cosine >= FLAT)
+            vSorted.push_back(side);
+        else
+            vBent.emplace_back(std::isfinite(cosine) ? -cosine : 1.0, side);
+    }
+    std::sort(vBent.begin(), vBent.end());
+    for (const auto& [bend, side] : vBent)
+        vSorted.push_back(side);
+    vPairs.swap(vSorted);
+}
+
+/// Turns a triangle over while that leaves less of the seams at its sides.
+void Sheets::shortenSeams() {
+    std::vector<const RTriangle*> vStack;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive())
+            forEachSide(pRT, [&](Side side) {
+                if (isSeam(side)) vStack.push_back(pRT);
+            });
+    while (!vStack.empty()) {
+        const RTriangle* pRT = vStack.back();
+        vStack.pop_back();
+        int numGained = 0;
+        forEachSide(pRT, [&](Side side) {
+            if (vAcross[side] != NONE) numGained += isSeam(side) ? 1 : -1;
+        });
+        if (numGained <= 0) continue;
+        turn(pRT);
+        forEachSide(pRT, [&](Side side) {
+            if (vAcross[side] != NONE) vStack.push_back(triangleOf(vAcross[side]));
+        });
+    }
+}
+
+void Sheets::cutSeams() {
+    for (Side side = 0; side < vAcross.size(); ++side)
+        if (isSeam(side)) cut(side);
+}
+
+// ---- Edges of more than two triangles -----------------------------------------------------------------------------------
+
+/// In the order of rotation, from -pi to pi.
+std::vector<Sheets::Spoke> Sheets::spokesOf(const REdge& edge) const {
+    const Point3& origin = *edge.pVtx0;
+    const Vector3 axis = normalize(*edge.pVtx1 - origin);
+    const auto offAxis = [&](const RTriangle* pRT) {
+        const Vector3 v = *pRT->getThirdPoint(edge.pVtx0, edge.pVtx1) - origin;
+        return v - axis * (v * axis);
+    };
+    const Vector3 zero = normalize(offAxis(edge.vRT[0]));
+    const Vector3 quarter = crossProduct(axis, zero);
+    std::vector<Spoke> vSpoke;
+    for (const RTriangle* pRT : edge.vRT) {
+        const Vector3 v = offAxis(pRT);
+        const double angle = std::atan2(v * quarter, v * zero);
+        vSpoke.push_back({std::isfinite(angle) ? angle : 0.0, sideOf(pRT, &edge)});
+    }
+    std::sort(vSpoke.begin(), vSpoke.end());
+    return vSpoke;
+}
+
+/// Of a sheet that goes from each spoke to the next one round the edge.
+std::vector<Sheets::Cost> Sheets::costsOf(const std::vector<Spoke>& vSpoke) {
+    std::vector<Cost> vCost;
+    for (std::size_t i = 0; i < vSpoke.size(); ++i) {
+        const bool bLast = i + 1 == vSpoke.size();
+        const Spoke &spoke = vSpoke[i], &next = vSpoke[bLast ? 0 : i + 1];
+        const auto [root, bAgainst] = parities.find(spoke.side / 3);
+        const auto [nextRoot, bNextAgainst] = parities.find(next.side / 3);
+        const bool bSeam = root == nextRoot && runAlike(spoke.side, next.side) == (bAgainst == bNextAgainst);
+        const double wedge = next.angle - spoke.angle + (bLast ? 2.0 * std::numbers::pi : 0.0);
+        vCost.push_back({bSeam ? 1 : 0, std::fabs(std::numbers::pi - wedge)});
+    }
+    return vCost;
+}
+
+/// The spoke at which the cheapest pairs begin: (first, first + 1), (first + 2, first + 3) and so on round the edge. Of an
+/// odd number the one before the first stays alone.
+std::size_t Sheets::firstOfCheapest(const std::vector<Cost>& vCost) {
+    const std::size_t n = vCost.size();
+    const auto sumFrom = [&](std::size_t first) {
+        Cost sum{0, 0.0};
+        for (std::size_t i = first; i < first + n - 1; i += 2)
+            sum.add(vCost[i % n], 1);
+        return sum;
+    };
+    Cost sum = sumFrom(0);
+    Cost bestSum = sum;
+    std::size_t best = 0;
+    const auto offer = [&](std::size_t first) {
+        if (!sum.isBelow(bestSum)) return;
+        bestSum = sum;
+        best = first;
+    };
+    if (n % 2 == 0) {
+        sum = sumFrom(1);
+        offer(1);
+        return best;
+    }
+    // From the pairs that begin at one spoke to those that begin two further: the first pair goes, and one that begins at
+    // what stayed alone comes.
+    for (std::size_t first = 2; first != 0; first = (first + 2) % n) {
+        sum.add(vCost[(first + n - 2) % n], -1);
+        sum.add(vCost[(first + n - 3) % n], 1);
+        offer(first);
+    }
+    return best;
+}
+
+void Sheets::linkStar(const REdge* pRE) {
+    const std::vector<Spoke> vSpoke = spokesOf(*pRE);
+    const std::size_t n = vSpoke.size();
+    const std::size_t first = firstOfCheapest(costsOf(vSpoke));
+    for (std::size_t i = first; i < first + n - 1; i += 2) {
+        const Side side = vSpoke[i % n].side, next = vSpoke[(i + 1) % n].side;
+        link(side, next);
+        parities.join(side / 3, next / 3, runAlike(side, next));
+    }
+}
+
+}  // namespace TARN_KEL

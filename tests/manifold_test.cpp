@@ -1,0 +1,279 @@
+// makeManifold on meshes that are in order, on the classic flaws one by one, and on anything.
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <random>
+
+#include "freeFunctions.h"
+#include "kel.h"
+#include "support/capture.h"
+#include "support/fine.h"
+#include "support/manifold.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+MeshPtr meshOf(const Soup& soup) {
+    FineMesh mesh(soup);
+    return std::make_shared<Mesh>(mesh.release());
+}
+
+/// Vertices and indices, as a file would hold them.
+std::pair<std::vector<Point3>, std::vector<int>> contentOf(Mesh& mesh) {
+    std::vector<Point3*> vVtx;
+    std::vector<int> vIndices;
+    mesh.getVertexIndexData(vVtx, vIndices);
+    std::vector<Point3> vPoints;
+    for (const Point3* p : vVtx)
+        vPoints.push_back(*p);
+    return {vPoints, vIndices};
+}
+
+double volumeOf(const Mesh& mesh) {
+    std::vector<Point3*> vCorners;
+    mesh.getTriangles(vCorners);
+    return computeVolume(vCorners);
+}
+
+std::size_t numRemoved(const ManifoldReport& report) {
+    return report.numFlat + report.numDuplicates + report.numMembranes + report.numSplinters;
+}
+
+bool isUnchanged(const ManifoldReport& report) {
+    return numRemoved(report) + report.numTurned + report.numNewVertices + report.numCuts == 0;
+}
+
+/// Makes it manifold and holds that against the promise: no flaw, the mesh's own invariants, a second run that changes
+/// nothing.
+ManifoldReport makeChecked(const MeshPtr& pMesh) {
+    const ManifoldReport report = makeManifold(pMesh);
+    EXPECT_EQ(firstFlaw(*pMesh->getRMesh()), "");
+    EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
+    const auto content = contentOf(*pMesh);
+    EXPECT_TRUE(isUnchanged(makeManifold(pMesh)));
+    EXPECT_EQ(contentOf(*pMesh), content);
+    return report;
+}
+
+/// The outside of unit cubes at lattice places, two triangles a face; vertices are shared wherever cubes touch.
+Soup voxels(const std::set<std::array<int, 3>>& sCube) {
+    Soup soup;
+    std::map<std::array<int, 3>, int> mVtx;
+    const auto vertex = [&](std::array<int, 3> place) {
+        const auto [it, bNew] = mVtx.emplace(place, static_cast<int>(soup.vVtx.size()));
+        if (bNew) soup.vVtx.emplace_back(place[0], place[1], place[2]);
+        return it->second;
+    };
+    for (const auto& cube : sCube)
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            for (const int side : {0, 1}) {
+                auto beside = cube;
+                beside[axis] += side == 1 ? 1 : -1;
+                if (sCube.count(beside) != 0) continue;
+                std::array<int, 4> quad{};
+                for (std::size_t i = 0; i < 4; ++i) {
+                    auto corner = cube;
+                    corner[axis] += side;
+                    corner[(axis + 1) % 3] += i == 1 || i == 2 ? 1 : 0;
+                    corner[(axis + 2) % 3] += i >= 2 ? 1 : 0;
+                    quad[i] = vertex(corner);
+                }
+                if (side == 0) std::swap(quad[1], quad[3]);
+                soup.vT.push_back({quad[0], quad[1], quad[2]});
+                soup.vT.push_back({quad[0], quad[2], quad[3]});
+            }
+    return soup;
+}
+
+/// A ring of numU x numV quads whose two ends are joined after a half turn; numV quads across, closed across too for a
+/// Klein bottle.
+Soup twistedRing(int numU, int numV, bool bKlein) {
+    Soup soup;
+    constexpr double TURN = 6.283185307179586;
+    const int numRows = bKlein ? numV : numV + 1;
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numRows; ++v) {
+            const double a = TURN * u / numU, half = a / 2,
+                         w = bKlein ? TURN * v / numV : static_cast<double>(v) / numV - 0.5;
+            const double r = bKlein ? std::cos(half) * std::sin(w) - std::sin(half) * std::sin(2 * w) : w * std::cos(half);
+            const double z = bKlein ? std::sin(half) * std::sin(w) + std::cos(half) * std::sin(2 * w) : w * std::sin(half);
+            soup.vVtx.emplace_back((3 + r) * std::cos(a), (3 + r) * std::sin(a), z);
+        }
+    const auto vertex = [&](int u, int v) {
+        if (u == numU) return bKlein ? (numV - v) % numV : numV - v;
+        return u * numRows + v % numRows;
+    };
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numV; ++v) {
+            soup.vT.push_back({vertex(u, v), vertex(u + 1, v), vertex(u, v + 1)});
+            soup.vT.push_back({vertex(u + 1, v), vertex(u + 1, v + 1), vertex(u, v + 1)});
+        }
+    return soup;
+}
+
+TEST(Manifold, leavesWhatIsInOrderAlone) {
+    for (const Soup& soup : {tetrahedron(), torus(12, 8), sheet(5, 4), fan(9, true), voxels({{0, 0, 0}, {1, 0, 0}})}) {
+        const MeshPtr pMesh = meshOf(soup);
+        const auto content = contentOf(*pMesh);
+        EXPECT_TRUE(isUnchanged(makeManifold(pMesh)));
+        EXPECT_EQ(contentOf(*pMesh), content);
+    }
+    MeshPtr none;
+    EXPECT_NE(reportOf([&] { makeManifold(none); }).find(conditionFailed("pMesh!=__null")), std::string::npos);
+    EXPECT_FALSE(makeManifold(std::make_shared<Mesh>(new RMesh(1.0))).numCuts > 0);
+}
+
+TEST(Manifold, turnsTrianglesToAgreeAndToFaceOutward) {
+    Soup ring = torus(12, 8);
+    for (std::size_t t = 0; t < ring.vT.size(); t += 3)
+        std::swap(ring.vT[t][0], ring.vT[t][1]);
+    const MeshPtr pRing = meshOf(ring);
+    EXPECT_EQ(makeChecked(pRing).numTurned, ring.vT.size() / 3);
+    EXPECT_GT(volumeOf(*pRing), 0.0);
+
+    Soup inward = tetrahedron();
+    for (auto& t : inward.vT)
+        std::swap(t[0], t[1]);
+    EXPECT_EQ(makeChecked(meshOf(inward)).numTurned, 4U);
+
+    Soup flat = sheet(4, 4);
+    std::swap(flat.vT[0][0], flat.vT[0][1]);  // the oldest one is outvoted
+    EXPECT_EQ(makeChecked(meshOf(flat)).numTurned, 1U);
+}
+
+TEST(Manifold, takesBodiesThatTouchApart) {
+    // Sizes above those of splinters. Two bars along an edge, at a corner, and across each other at an edge.
+    const auto bar = [](int x, int y, int z, std::size_t axis) {
+        std::set<std::array<int, 3>> sCube;
+        for (int i = 0; i < 4; ++i) {
+            std::array<int, 3> cube{x, y, z};
+            cube[axis] += i;
+            sCube.insert(cube);
+        }
+        return sCube;
+    };
+    for (const auto& [other, numNew] : {std::pair{bar(0, 1, 1, 0), 5U}, {bar(4, 1, 1, 0), 1U}, {bar(1, 1, 1, 1), 2U}}) {
+        auto sCube = bar(0, 0, 0, 0);
+        sCube.insert(other.begin(), other.end());
+        const MeshPtr pMesh = meshOf(voxels(sCube));
+        const ManifoldReport report = makeChecked(pMesh);
+        EXPECT_EQ(report.numNewVertices, numNew);
+        EXPECT_EQ(numRemoved(report) + report.numCuts, 0U);
+        EXPECT_TRUE(report.bClosed);
+        EXPECT_DOUBLE_EQ(volumeOf(*pMesh), 8.0);
+    }
+}
+
+TEST(Manifold, removesWallsFlapsAndRepeats) {
+    // A wall across a bar of cubes, a flap on its edge, a triangle once more, one without area.
+    Soup soup = voxels({{0, 0, 0}, {1, 0, 0}, {2, 0, 0}});
+    const std::size_t numT = soup.vT.size();
+    const auto vertex = [&soup](double x, double y, double z) {
+        const auto it = std::find(soup.vVtx.begin(), soup.vVtx.end(), Point3(x, y, z));
+        if (it != soup.vVtx.end()) return static_cast<int>(it - soup.vVtx.begin());
+        soup.vVtx.emplace_back(x, y, z);
+        return static_cast<int>(soup.vVtx.size()) - 1;
+    };
+    soup.vT.push_back({vertex(1, 0, 0), vertex(1, 1, 0), vertex(1, 1, 1)});
+    soup.vT.push_back({vertex(1, 0, 0), vertex(1, 1, 1), vertex(1, 0, 1)});
+    soup.vT.push_back({vertex(2, 0, 0), vertex(2, 1, 0), vertex(2.5, 0.5, -1)});
+    soup.vT.push_back({soup.vT[0][1], soup.vT[0][0], soup.vT[0][2]});
+    const MeshPtr pMesh = meshOf(soup);
+    const ManifoldReport report = makeChecked(pMesh);
+    EXPECT_EQ(report.numMembranes, 3U);
+    EXPECT_EQ(report.numDuplicates, 1U);
+    EXPECT_TRUE(report.bClosed);
+    EXPECT_EQ(pMesh->getRMesh()->getNumT(), numT);
+    EXPECT_DOUBLE_EQ(volumeOf(*pMesh), 3.0);
+}
+
+TEST(Manifold, takesFlatTrianglesOutWithoutAHole) {
+    // A corner of one triangle on the side of the next, with a cap between, and a needle of one ten-millionth.
+    Soup soup = tetrahedron();
+    soup.vVtx.push_back(Point3(0.5, 0.5, 0.0));                        // 4, on the edge 0-1
+    soup.vVtx.push_back(Point3(0.5, 0.5, 0.0) + Vector3(0, 1e-8, 0));  // 5
+    soup.vT = {{0, 4, 2}, {4, 1, 2}, {0, 3, 5}, {5, 3, 1}, {0, 5, 4}, {4, 5, 1}, {0, 2, 3}, {1, 3, 2}};
+    const MeshPtr pMesh = meshOf(soup);
+    const ManifoldReport report = makeChecked(pMesh);
+    EXPECT_EQ(report.numFlat, 2U);
+    EXPECT_TRUE(report.bClosed);
+    EXPECT_EQ(pMesh->getRMesh()->getNumT(), 6U);
+    EXPECT_NEAR(volumeOf(*pMesh), 1.0 / 3.0, 1e-7);
+}
+
+TEST(Manifold, cutsWhatHasOneSideOnly) {
+    for (const bool bKlein : {false, true}) {
+        const MeshPtr pMesh = meshOf(twistedRing(24, 6, bKlein));
+        const std::size_t numT = pMesh->getRMesh()->getNumT();
+        const ManifoldReport report = makeChecked(pMesh);
+        EXPECT_EQ(pMesh->getRMesh()->getNumT(), numT);
+        // The band is cut across once. No such line is the only short one in the bottle.
+        EXPECT_GE(report.numCuts, 12U) << bKlein;
+        if (!bKlein) EXPECT_LE(report.numCuts, 14U);
+    }
+}
+
+TEST(Manifold, splitsEdgesAndFansOfMany) {
+    for (const int numSheets : {3, 4, 7, 50}) {
+        Soup book;
+        book.vVtx = {{0, 0, 0}, {0, 0, 1}};
+        for (int i = 0; i < numSheets; ++i) {
+            const double a = 6.0 * i / numSheets;
+            book.vVtx.emplace_back(std::cos(a), std::sin(a), 0.5);
+            book.vT.push_back({0, 1, i + 2});
+        }
+        const MeshPtr pMesh = meshOf(book);
+        makeChecked(pMesh);
+        EXPECT_LE(pMesh->getRMesh()->getNumT(), static_cast<std::size_t>(numSheets));
+    }
+}
+
+/// Whatever the voxels, their surface stays closed and keeps its volume, but for small bodies that hang on larger ones.
+TEST(Manifold, keepsTheSurfaceOfAnyVoxelsClosed) {
+    std::mt19937 random(5);
+    for (int run = 0; run < 60; ++run) {
+        std::set<std::array<int, 3>> sCube;
+        const unsigned share = 10 + static_cast<unsigned>(run);
+        for (int x = 0; x < 6; ++x)
+            for (int y = 0; y < 6; ++y)
+                for (int z = 0; z < 6; ++z)
+                    if (random() % 100 < share) sCube.insert({x, y, z});
+        const MeshPtr pMesh = meshOf(voxels(sCube));
+        const ManifoldReport report = makeChecked(pMesh);
+        EXPECT_EQ(report.numCuts + report.numMembranes + report.numFlat, 0U) << "run " << run;
+        EXPECT_TRUE(report.bClosed);
+        // A splinter has ten triangles or more for each cube. Caves that became bodies face outward now.
+        const double volume = volumeOf(*pMesh), numCubes = static_cast<double>(sCube.size());
+        EXPECT_GE(volume, numCubes - static_cast<double>(report.numSplinters) / 10.0 - 1e-9) << "run " << run;
+        EXPECT_TRUE(volume <= numCubes + 1e-9 || report.numTurned > 0) << "run " << run;
+    }
+}
+
+TEST(Manifold, makesAnythingManifold) {
+    std::mt19937 random(9);
+    for (int run = 0; run < 3000; ++run) {
+        Soup soup;
+        const int numVtx = 4 + static_cast<int>(random() % 20);
+        for (int i = 0; i < numVtx; ++i) {
+            const double x = random() % 4, y = random() % 4,
+                         z = random() % 4;  // some coincide with others, some are on a line
+            soup.vVtx.emplace_back(x, y, z);
+        }
+        std::sort(soup.vVtx.begin(), soup.vVtx.end());
+        soup.vVtx.erase(std::unique(soup.vVtx.begin(), soup.vVtx.end()), soup.vVtx.end());
+        const auto n = static_cast<unsigned>(soup.vVtx.size());
+        const unsigned numT = 1 + static_cast<unsigned>(random() % 60);
+        for (unsigned t = 0; t < numT; ++t) {
+            const int i = static_cast<int>(random() % n), j = static_cast<int>(random() % n),
+                      k = static_cast<int>(random() % n);
+            if (i != j && j != k && i != k) soup.vT.push_back({i, j, k});
+        }
+        const MeshPtr pMesh = meshOf(soup);
+        makeChecked(pMesh);
+        ASSERT_FALSE(HasFailure()) << "run " << run;
+    }
+}
+
+}  // namespace

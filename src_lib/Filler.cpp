@@ -139,7 +139,7 @@ void Filler::createSheet(const VRCD& vCells) {
     Component* pSheet = std::construct_at(componentPool.nextElement(), vCells, vBorder, vGlobalRCDPoint, pCalc);
     vComponents.push_back(pSheet);
     for (const RCD rcd : vBorder) {
-        AffiData* pAffi = std::construct_at(affiPool.nextElement(), rcd, pSheet);
+        AffiData* pAffi = std::construct_at(affiPool.nextElement(), AffiData{rcd, pSheet});
         vAffi.push_back(pAffi);
         pOctree->addObject(pAffi, static_cast<double>(getX_RCD(rcd)), static_cast<double>(getY_RCD(rcd)),
                            static_cast<double>(getZ_RCD(rcd)));
@@ -178,7 +178,7 @@ void Filler::castVotes(const std::vector<AffiPair>& vPairs) {
         ASSEX(pComponent0<pComponent1);
         ConnectionStruct*& pConnection = mConnection[{pComponent0, pComponent1}];
         if (pConnection == nullptr) {
-            pConnection = std::construct_at(connectionPool.nextElement(), pComponent0, pComponent1);
+            pConnection = std::construct_at(connectionPool.nextElement(), ConnectionStruct{pComponent0, pComponent1});
             pComponent0->registerConnectionStruct(pConnection);
             pComponent1->registerConnectionStruct(pConnection);
         }

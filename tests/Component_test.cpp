@@ -62,7 +62,7 @@ std::vector<VRCD> manyShapes() {
                                 toPacked(sphereShell(6))};
     for (unsigned seed = 1; seed <= 12; ++seed) {
         vShape.push_back(randomPacked(7, 0.08 * seed, seed));
-        vShape.push_back(raggedSheet(14 + static_cast<int>(seed), seed));
+        vShape.push_back(raggedSheet(12 + static_cast<int>(seed), seed));
     }
     for (unsigned seed = 1; seed <= 3; ++seed)
         vShape.push_back(randomShell(6, seed));
@@ -197,9 +197,9 @@ TEST(Component, colouringAgreesWithThePlainForm) {
 }
 
 TEST(Component, eachStepOfTheColouringAgreesWithThePlainForm) {
-    int number = 0;
+    unsigned number = 0;
     for (const VRCD& vCells : manyShapes())
-        for (unsigned seed = 1; seed <= 4; ++seed, ++number) {
+        for (const unsigned seed : {1 + number / 2 % 4, 1 + (number / 2 + 1) % 4}) {
             const SheetCase sheet(vCells, seed);
             PlainSheet plain(*sheet.pSheet);
             // Random colors in spots, few or many.
@@ -240,6 +240,7 @@ TEST(Component, eachStepOfTheColouringAgreesWithThePlainForm) {
             sheet.pSheet->cc_makeThinBorder(vList);
             plain.makeThinBorder(vPlainList);
             expectAgreement("seam");
+            ++number;
         }
 }
 

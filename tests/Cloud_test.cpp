@@ -161,18 +161,6 @@ TEST(setInputPoints, leavesOutWhatIsNotFiniteAndCountsIt) {
     EXPECT_EQ(outputOf([&] { Cloud("c", 1.0, -1.0, false, -1).setInputPoints(vGood); }), "");
 }
 
-TEST(CloudMgr, givesNothingForPointsWithoutASurface) {
-    const CoutSilence silence;
-    std::vector<Point3> vLine;
-    for (int i = 0; i < 500; ++i)
-        vLine.emplace_back(0.1 * i, 0.2 * i, 0.3 * i);
-    const std::vector<Point3> aCloud[] = {
-        {}, {{1, 2, 3}}, std::vector<Point3>(100, Point3(1, 2, 3)), {{1, 2, 3}, {2, 3, 4}}, vLine};
-    for (const auto& vPoints : aCloud)
-        for (const bool bLapTreatment : {false, true})
-            EXPECT_TRUE(Prepared(vPoints, 1.0, bLapTreatment).vBundles.empty()) << vPoints.size();
-}
-
 TEST(CloudMgr, wantsOneInput) {
     CloudMgr cloudMgr;
     Calc* pCalc = nullptr;

@@ -1,20 +1,13 @@
 // The signed field of a master component, against maps.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
-#include <memory>
-#include <random>
 
 #include "Component.h"
 #include "CornerStore.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"
-#include "support/capture.h"
 #include "support/packedCells.h"
 #include "support/plain_field.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
@@ -75,8 +68,7 @@ VRCD randomPlates(unsigned seed) {
 TEST(Inflation, agreesWithMapsBitByBit) {
     const CoutSilence silence;
     std::size_t numCrossings = 0, numConflicts = 0;
-    for (unsigned seed = 0; seed < 12; ++seed) {
-        SCOPED_TRACE("seed " + std::to_string(seed));
+    forSeeds(12, [&](unsigned seed) {
         const VRCD vRCD = randomPlates(seed);
         const int numGrowSteps = 1 + static_cast<int>(seed % 10), margin = seed % 5 == 0 ? 1 : 30;
         Sheets sheets(vRCD, withPoints(vRCD, 0.9, seed), numGrowSteps), again(vRCD, sheets.vRCDPoint, numGrowSteps);
@@ -105,7 +97,7 @@ TEST(Inflation, agreesWithMapsBitByBit) {
         master.getZeroRCD(vZero);
         EXPECT_EQ(vZero, plain.zeros(master));
         numCrossings += vZero.size();
-    }
+    });
     EXPECT_GT(numCrossings, 1000U);
     EXPECT_GT(numConflicts, 20U);
 }
@@ -121,5 +113,5 @@ TEST(Inflation, boundsTheFieldByTheCells) {
               (std::vector<int>{0, 0, 1, 46, 47, 45}));
     Component& sheet = *sheets.vSheets.front();
     VRCDPoint vOut;
-    EXPECT_NE(reportOf([&] { sheet.run(vOut); }).find(conditionFailed("numGrowSteps>0")), std::string::npos);
+    expectFails("numGrowSteps>0", [&] { sheet.run(vOut); });
 }

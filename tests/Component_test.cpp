@@ -1,25 +1,14 @@
 // Facets and the colours of sheets: the surface is closed, both sides are found, and the fast colouring is the plain one.
 #include "Component.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-
 #include "Filler.h"
-#include "support/capture.h"
 #include "support/packedCells.h"
 #include "support/plain_sheet.h"
+#include "support/prelude.h"
 #include "support/sheets.h"
 
 namespace {
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 VRCD flatSheet(int num) {
@@ -304,9 +293,7 @@ TEST(Component, countsTheFacetsAroundACell) {
         }
         sheet.pSheet->vVisibleFacets.front().color = 2;
         int a0[6], a1[6];
-        EXPECT_NE(
-            reportOf([&] { sheet.pSheet->getOrientationCount(vCells.front(), a0, a1); }).find(conditionFailed("false")),
-            std::string::npos);
+        expectFails("false", [&] { sheet.pSheet->getOrientationCount(vCells.front(), a0, a1); });
     }
 }
 

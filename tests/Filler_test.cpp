@@ -1,25 +1,13 @@
 // From cells to oriented sheets: who faces whom across gaps, votes, flips, groups.
 #include "Filler.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <string>
-
 #include "PartnerSearch.h"
 #include "RemoveDecider_RCD.h"
-#include "support/capture.h"
 #include "support/packedCells.h"
+#include "support/prelude.h"
 
 namespace {
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 using AffiPair = Filler::AffiPair;
 

@@ -306,20 +306,16 @@ Soup scrambled(Soup soup, unsigned seed) {
 void expectPartition(const RMesh& mesh) {
     std::size_t numEntries = 0;
     for (RPatch* pPatch : mesh.vPatches) {
-        const auto& sRT = pPatch->getTriangleRef();
-        EXPECT_TRUE(std::is_sorted(sRT.begin(), sRT.end()));
-        numEntries += sRT.size();
-        std::set<RTriangle*> sSeen{*sRT.begin()};
-        for (std::vector<RTriangle*> vStack{*sRT.begin()}; !vStack.empty();) {
-            const RTriangle* pRT = vStack.back();
-            vStack.pop_back();
-            EXPECT_EQ(pRT->getPatch(), pPatch);
-            for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
-                for (RTriangle* pNeigT : pRE->vRT)
-                    if (pRE->getDegree() == 2 && pNeigT->getPatch() == pPatch && sSeen.insert(pNeigT).second)
-                        vStack.push_back(pNeigT);
-        }
-        EXPECT_EQ(sSeen.size(), sRT.size());
+        const std::vector<RTriangle*> vRT(pPatch->getTriangleRef().begin(), pPatch->getTriangleRef().end());
+        EXPECT_TRUE(std::ranges::is_sorted(vRT));
+        EXPECT_TRUE(std::ranges::all_of(vRT, [&](const RTriangle* pRT) { return pRT->getPatch() == pPatch; }));
+        const auto vLabel = labels(vRT.size(), [&](std::size_t i, std::size_t j) {
+            return std::ranges::any_of(std::array{vRT[i]->pRE01, vRT[i]->pRE12, vRT[i]->pRE02}, [&](const REdge* pRE) {
+                return pRE->getDegree() == 2 && std::ranges::count(pRE->vRT, vRT[j]) == 1;
+            });
+        });
+        EXPECT_EQ(std::ranges::max(vLabel), 0U);
+        numEntries += vRT.size();
     }
     EXPECT_EQ(numEntries, mesh.getNumT());
 }

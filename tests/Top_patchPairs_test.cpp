@@ -16,14 +16,6 @@ using Triangles = std::vector<CTriangle*>;
 using Edges = std::vector<CEdge*>;
 using Patches = std::vector<CPatch*>;
 
-Patches cut(CMesh& mesh) {
-    Patches vPatches;
-    std::map<VCD, CPatch*> mVCD2Patch;
-    Edges vMECE;
-    mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
-    return vPatches;
-}
-
 /// A plate of numRim outer triangles round a polygon, and lids on it.
 struct Plate : CoarseWorld {
     explicit Plate(unsigned numRim) {

@@ -103,10 +103,7 @@ void runPasses(Wild& wild, bool bMelted) {
     top.killDegenerate(), solvePairs(true);
     top.cbsComplete(wild.world.pVoro.get()), top.killDegenerate();
     tidyBorders(40), solvePairs(false), top.killTinyBorderPatches(100);
-    std::vector<CPatch*> vPatches;
-    std::map<VCD, CPatch*> mVCD2Patch;
-    Edges vMECE;
-    mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    cut(mesh);
     top.orient(), top.repairDeg3();
 }
 
@@ -335,10 +332,7 @@ TEST_F(TopPasses, verticesAtOnePlaceAreMovedApart) {
 TEST_F(TopPasses, thePassesBesideTheSequences) {
     Sheet sheet(4, 4);
     sheet.withFin(1, 1).withFin(2, 2);
-    std::vector<CPatch*> vPatches;
-    std::map<VCD, CPatch*> mVCD2Patch;
-    Edges vMECE;
-    sheet.mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    std::vector<CPatch*> vPatches = cut(sheet.mesh);
     Top top(&sheet.mesh, &sheet.calc);
     EXPECT_EQ(top.removeTinyBorderPatches(vPatches), 2) << "the fins: two border edges, one ME, one triangle";
     EXPECT_EQ(numAlive(sheet.mesh), 32U);

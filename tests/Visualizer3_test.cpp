@@ -1,34 +1,18 @@
 // Drawings: read back by a small reader of the format, which refuses what isn't well formed, and held against the meshes and
 // cells that were drawn. What isn't authorised leaves no file.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
-#include <filesystem>
-#include <functional>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <vector>
-
+#include "Visualizer3.h"
 #include "CPatch.h"
 #include "ChainMgr.h"
 #include "Hal.h"
 #include "RemoveDecider_RCD.h"
 #include "Rotx.h"
-#include "Visualizer3.h"
 #include "mesh_writers.h"
 #include "support/TempFolder.h"
-#include "support/capture.h"
 #include "support/coarse.h"
 #include "support/fine.h"
 #include "support/packedCells.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
@@ -104,35 +88,22 @@ std::vector<Drawn> drawnBy(Draw&& draw) {
 }
 
 /// Works in a folder of its own, with drawings for debugging let through or not.
-class Workplace {
+class Workplace : public WorkingFolder {
 public:
-    explicit Workplace(bool bDebug) : before(std::filesystem::current_path()) {
-        std::filesystem::current_path(folder.path("."));
-        Visualizer3::bDebugAuthorized = bDebug;
-    }
-    ~Workplace() {
-        Visualizer3::bDebugAuthorized = false;
-        std::filesystem::current_path(before);
-    }
-    Workplace(const Workplace&) = delete;
-    Workplace& operator=(const Workplace&) = delete;
+    explicit Workplace(bool bDebug) { Visualizer3::bDebugAuthorized = bDebug; }
+    ~Workplace() { Visualizer3::bDebugAuthorized = false; }
     template <typename Draw>
     std::vector<Drawn> shown(const std::string& name, Draw&& draw) const {
         EXPECT_EQ(countIn(outputOf(draw), "Writing " + name + "\n"), 1);
-        return readList(folder.read(name));
+        return readList(read(name));
     }
-    const TempFolder folder;
-
-private:
-    std::filesystem::path before;
 };
 
 std::size_t numParts(const std::vector<Drawn>& vDrawn, const std::string& kind, const std::string& color) {
-    std::size_t num = 0;
-    for (const Drawn& drawn : vDrawn)
-        if (drawn.kind == kind && drawn.color == color && drawn.appearance.find("linewidth 9") == std::string::npos)
-            num += drawn.vParts.size();
-    return num;
+    return std::accumulate(vDrawn.begin(), vDrawn.end(), std::size_t{0}, [&](std::size_t num, const Drawn& drawn) {
+        const bool bCounts = drawn.kind == kind && drawn.color == color && countIn(drawn.appearance, "linewidth 9") == 0;
+        return num + (bCounts ? drawn.vParts.size() : 0);
+    });
 }
 
 constexpr const char* LIT = "material { backdiffuse 0 0 0 } lighting {ambient 0 0 1 }";
@@ -241,8 +212,7 @@ TEST(Visualizer3, failuresAreToldAndNothingThrows) {
         EXPECT_FALSE(writePoints_auto(full, vPoints, true)) << "what fails when the file is closed";
     });
     EXPECT_EQ(countIn(text, "Failed to write " + full), 4) << text;
-    EXPECT_EQ(countIn(reportOf([] { Mesh(nullptr).writeGeomview_ASCII("a.list"); }), conditionFailed("pRMesh!=__null")), 1);
-    EXPECT_EQ(countIn(reportOf([] { findHoles(nullptr); }), conditionFailed("pMesh!=__null")), 1);
+    expectFails("pRMesh!=__null", [] { Mesh(nullptr).writeGeomview_ASCII("a.list"); });
 }
 
 TEST(Visualizer3, replacesAnOlderFileByAWholeListOnly) {
@@ -272,8 +242,6 @@ TEST(Visualizer3, replacesAnOlderFileByAWholeListOnly) {
     EXPECT_EQ(folder.numFiles(), 1U) << "no neighbour is left";
 }
 
-// ---- Meshes
-
 TEST(Geomview, ClosedMeshIsASurfaceAndNothingElse) {
     FineMesh fine(torus(24, 16));
     std::vector<Point3> vCorners;
@@ -296,14 +264,14 @@ TEST(Geomview, ClosedMeshIsASurfaceAndNothingElse) {
 
 TEST(Geomview, EdgesStandOutByDegree) {
     // Triangles of chance on few vertices: all degrees from 1 on.
-    std::mt19937 random(11);
-    for (int round = 0; round < 20; ++round) {
+    forSeeds(20, [](unsigned round) {
+        std::mt19937 random(round);
         Soup soup;
         for (int i = 0; i < 12; ++i)
             soup.vVtx.emplace_back(i, i * i % 7, i * i * i % 11);
-        for (int i = 0; i < 3 * round; ++i) {
-            const auto pick = [&] { return static_cast<int>(random() % 12); };
-            const std::array<int, 3> t{pick(), pick(), pick()};
+        for (unsigned i = 0; i < 3 * round; ++i) {
+            const auto any = [&] { return static_cast<int>(random() % 12); };
+            const std::array<int, 3> t{any(), any(), any()};
             if (t[0] != t[1] && t[1] != t[2] && t[2] != t[0]) soup.vT.push_back(t);
         }
         soup.vT.push_back({0, 1, 2});  // to be killed
@@ -332,19 +300,19 @@ TEST(Geomview, EdgesStandOutByDegree) {
             EXPECT_EQ(ends.appearance + ends.color, "appearance{linewidth 9}" + lines.color);
             EXPECT_EQ(ends.vParts.size(), 2 * sEdges.size());
         }
-    }
+    });
 }
 
 TEST(Geomview, FindHolesDrawsTheBorder) {
     const Workplace here(false);
     FineMesh fine(tetrahedron());
     fine.kill(2);
-    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    const MeshPtr pMesh = meshOf(std::move(fine));
     const auto vDrawn = here.shown("holes.list", [&] { findHoles(pMesh); });
     EXPECT_EQ(numParts(vDrawn, "OFF", CWHITE), 3U);
     EXPECT_EQ(numParts(vDrawn, "VECT", CRED), 6U) << "as an edge of degree 1, and as a border";
     here.shown("b.list", [&] { EXPECT_TRUE(findHoles(pMesh, "b.list")); });
-    EXPECT_EQ(here.folder.read("b.list"), here.folder.read("holes.list"));
+    EXPECT_EQ(here.read("b.list"), here.read("holes.list"));
     std::vector<Point3> vPoints{{1, 2, 3}, {4, 5, 6}};
     std::string name = "p.list";
     const auto vDots = here.shown(name, [&] { EXPECT_TRUE(writePoints_auto(name, vPoints, true)); });
@@ -352,8 +320,6 @@ TEST(Geomview, FindHolesDrawsTheBorder) {
     EXPECT_EQ(vDots[0].appearance + vDots[0].color, std::string("appearance{linewidth 10}") + CRED);
     EXPECT_EQ(vDots[0].vParts, (std::vector<std::vector<Point3>>{{{1, 2, 3}}, {{4, 5, 6}}}));
 }
-
-// ---- Drawings for debugging
 
 namespace {
 
@@ -379,13 +345,8 @@ public:
         return decider;
     }
     static EdgesByEnd borderOf(const CMesh& mesh) {
-        std::vector<CEdge*> vCE;
-        mesh.getDegN(1, vCE);
         EdgesByEnd mm;
-        for (CEdge* pCE : vCE) {
-            mm.emplace(pCE->v0, pCE);
-            mm.emplace(pCE->v1, pCE);
-        }
+        enterBothEnds(mm, edges(mesh, 1));
         return mm;
     }
     Sheet sheet{3, 3};
@@ -402,20 +363,19 @@ public:
 
 TEST(DebugDrawings, areRefusedWhenCalledDirectly) {
     const Workplace here(false);
-    const std::string refused = conditionFailed("bAuthorized");
     EXPECT_EQ(countIn(reportOf([] { Visualizer3("x.list", nullptr, false); }), "Unauthorized write of x.list\n"), 1);
     FineMesh fine(tetrahedron());
-    EXPECT_EQ(countIn(reportOf([&] { writeList(&*fine, "x.list", false); }), refused), 1);
-    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showCCD("x.list"); }), refused), 1);
-    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showMeshCases("x.list"); }), refused), 1);
-    EXPECT_EQ(countIn(reportOf([&] { Hal(nullptr).showMesh("x.list"); }), "Condition"), 1);
+    expectFails("bAuthorized", [&] { writeList(&*fine, "x.list", false); });
+    expectFails("bAuthorized", [&] { Hal(nullptr).showCCD("x.list"); });
+    expectFails("bAuthorized", [&] { Hal(nullptr).showMeshCases("x.list"); });
+    reportOf([&] { Hal(nullptr).showMesh("x.list"); });
     Drawings drawings;
     for (const auto& [name, show] : drawings.mShow) {
         const std::string report = reportOf(show);
         EXPECT_EQ(countIn(report, "Unauthorized write of " + name + "\n"), 1) << report;
-        EXPECT_EQ(countIn(report, refused), 1) << report;
+        EXPECT_EQ(countIn(report, conditionFailed("bAuthorized")), 1) << report;
     }
-    EXPECT_EQ(here.folder.numFiles(), 0U);
+    EXPECT_EQ(here.numFiles(), 0U);
 }
 
 TEST(DebugDrawings, showWhatThereIs) {
@@ -424,25 +384,22 @@ TEST(DebugDrawings, showWhatThereIs) {
     std::map<std::string, std::vector<Drawn>> mDrawn;
     for (const auto& [name, show] : drawings.mShow)
         mDrawn[name] = here.shown(name, show);
-    struct Expected {
-        const char *name, *kind, *color;
-        std::size_t num;
-    };
-    for (const Expected& e : {Expected{"patch", "OFF", CGREEN, 2},
-                              {"patch", "VECT", CRED, 4},
-                              {"mesh", "OFF", CGREEN, 19},
-                              {"mesh", "VECT", CRED, 14},
-                              {"mesh", "VECT", CPURPLE, 1},
-                              {"list", "OFF", CDARKORANGE, 19},
-                              {"chain", "VECT", CGREEN, 12},
-                              {"chains", "OFF", CWHITE, 18},
-                              {"chains", "VECT", CGREEN, 12},
-                              {"block", "OFF", CLIGHTBLUE, 6 * 8},
-                              {"block", "OFF", CRED, 6},
-                              {"big", "OFF", CLIGHTGRAY, 6 * 16},
-                              {"area", "OFF", CRED, 6 * 16},
-                              {"area", "OFF", CLIGHTBLUE, 6 * 9}})
-        EXPECT_EQ(numParts(mDrawn[std::string(e.name) + ".list"], e.kind, e.color), e.num) << e.name << " " << e.color;
+    for (const auto& [name, kind, color, num] :
+         std::vector<std::tuple<std::string, const char*, const char*, std::size_t>>{{"patch", "OFF", CGREEN, 2},
+                                                                                     {"patch", "VECT", CRED, 4},
+                                                                                     {"mesh", "OFF", CGREEN, 19},
+                                                                                     {"mesh", "VECT", CRED, 14},
+                                                                                     {"mesh", "VECT", CPURPLE, 1},
+                                                                                     {"list", "OFF", CDARKORANGE, 19},
+                                                                                     {"chain", "VECT", CGREEN, 12},
+                                                                                     {"chains", "OFF", CWHITE, 18},
+                                                                                     {"chains", "VECT", CGREEN, 12},
+                                                                                     {"block", "OFF", CLIGHTBLUE, 6 * 8},
+                                                                                     {"block", "OFF", CRED, 6},
+                                                                                     {"big", "OFF", CLIGHTGRAY, 6 * 16},
+                                                                                     {"area", "OFF", CRED, 6 * 16},
+                                                                                     {"area", "OFF", CLIGHTBLUE, 6 * 9}})
+        EXPECT_EQ(numParts(mDrawn[name + ".list"], kind, color), num) << name << " " << color;
 }
 
 TEST(DebugDrawings, cellsAreBoxesOfTheGrid) {
@@ -477,9 +434,7 @@ TEST(DebugDrawings, cellsAreBoxesOfTheGrid) {
     EXPECT_EQ(vDrawn[2].vParts[0][0], mid);
     for (std::size_t i = 0; i < 3; ++i)
         EXPECT_EQ(vDrawn[i].vParts, vDrawn[i + 3].vParts);
-    textOf([&](Visualizer3& v) {
-        EXPECT_EQ(countIn(reportOf([&] { v.writeCb(ccd, CRED); }), conditionFailed("pCalc!=__null")), 1);
-    });
+    textOf([&](Visualizer3& v) { expectFails("pCalc!=__null", [&] { v.writeCb(ccd, CRED); }); });
 }
 
 TEST(DebugDrawings, coarseVerticesLieInCellsOrAtThePoints) {
@@ -511,6 +466,6 @@ TEST(DebugDrawings, onTheWayNothingHappensUnlessLetThrough) {
         const std::string text = outputOf([&] { EXPECT_FALSE(rotx.sortStar(pCE->vCT[0], pCE)); });
         EXPECT_EQ(text.substr(0, 11), "ROTX-BUG: \n");
         EXPECT_EQ(text.size() > 11, bDebug) << text;
-        EXPECT_EQ(here.folder.numFiles(), bDebug ? 1U : 0U);
+        EXPECT_EQ(here.numFiles(), bDebug ? 1U : 0U);
     }
 }

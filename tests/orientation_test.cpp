@@ -139,11 +139,7 @@ TEST(Orientation, sheetsBetweenNonManifoldEdgesAgreeWithTheirFirstTriangle) {
             EXPECT_EQ(pPatch->vMemberCT[0]->c0, mC0[pPatch->vMemberCT[0]]);
             vMembers.push_back(sorted(pPatch->vMemberCT));
         }
-        std::vector<CPatch*> vCut;
-        std::map<VCD, CPatch*> mVCD2Patch;
-        std::vector<CEdge*> vMECE;
-        world.mesh.createPatches(nullptr, vCut, mVCD2Patch, vMECE);
-        for (const CPatch* pPatch : vCut)
+        for (const CPatch* pPatch : cut(world.mesh))
             vExpected.push_back(sorted(pPatch->vMemberCT));
         EXPECT_EQ(vMembers, vExpected);
         EXPECT_EQ(firstFault(world.mesh), "");

@@ -241,30 +241,6 @@ TEST(Stl, BinaryIsToldByLengthOrByItsBytes) {
     EXPECT_EQ(read(readSTL_ASCII, longName + STL).size(), 4U) << "a text stays one";
 }
 
-TEST(Readers, TakeEveryPrefixOfAFile) {
-    const TempFolder folder;
-    const CoutSilence silence;
-    const std::string name = folder.path("17.xyz");
-    ASSERT_TRUE(writePoints_ASCII(name.c_str(), SOME_POINTS, 17));
-    const std::array<std::string, 4> aFile{folder.read("17.xyz"), binFile(30, 3, bytesOf(SOME_POINTS)), STL, STL};
-    for (std::size_t i = 0; i < aFile.size(); ++i) {
-        Points vWhole;
-        READERS[i](folder.write("whole", aFile[i]).c_str(), vWhole);
-        ASSERT_TRUE(i > 1 || bytesOf(vWhole) == bytesOf(SOME_POINTS));
-        for (std::size_t length = 0; length < aFile[i].size(); ++length) {
-            SCOPED_TRACE("reader " + std::to_string(i) + ", length " + std::to_string(length));
-            Points vPoints;
-            const bool bOK = READERS[i](folder.write("part", aFile[i].substr(0, length)).c_str(), vPoints);
-            ASSERT_TRUE(bOK || length < 80 || i > 1);
-            ASSERT_LE(vPoints.size(), vWhole.size());
-            // The last one may be cut within; a binary file has zeros for what it lacks.
-            const std::size_t numSure =
-                i == 1 ? (std::max<std::size_t>(length, 12) - 12) / 24 : vPoints.size() - !vPoints.empty();
-            ASSERT_TRUE(std::equal(vPoints.begin(), vPoints.begin() + static_cast<std::ptrdiff_t>(numSure), vWhole.begin()));
-        }
-    }
-}
-
 TEST(Readers, RefuseWhatIsNoFile) {
     const TempFolder folder;
     const std::string empty = folder.write("empty", ""), missing = folder.path("missing"), here = folder.path(".");

@@ -1,14 +1,12 @@
 // Every proper prefix of a small file of each format: what a copy that was cut off gives.
-#include <gtest/gtest.h>
 
 #include <cstring>
 
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
-#include "support/capture.h"
 #include "support/fine.h"
+#include "support/prelude.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 using Points = std::vector<Point3>;
 
@@ -37,7 +35,7 @@ void forEachPrefix(const TempFolder& folder, const std::string& name, Read&& rea
 TEST(Prefixes, aCutTextGivesThePointsOfItsWholeLinesAndAtMostOneMore) {
     const TempFolder folder;
     const Points vAll = somePoints();
-    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(sheet(2, 1)).release());
+    const MeshPtr pMesh = meshOf(sheet(2, 1));
     Points vCorners;
     pMesh->getRMesh()->getTriangleCorners(vCorners);
     ASSERT_TRUE(writePoints_ASCII(folder.path("p.xyz").c_str(), vAll, 17) &&
@@ -88,25 +86,6 @@ TEST(Prefixes, aBinaryStlIsReadWholeOrNotAtAll) {
         const auto byMesh = [](auto& file, auto&) { return readMesh_auto(file) != nullptr; };
         forEachPrefix(folder, "b.stl", byMesh, isNothing);
         EXPECT_NE(readMesh_auto(folder.path("b.stl")), nullptr);
-    }
-}
-
-TEST(Prefixes, aPlyIsReadWholeOrNotAtAll) {
-    const TempFolder folder;
-    Points vAll = somePoints();
-    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(sheet(2, 1)).release());
-    for (const std::string name : {"p_text.ply", "m_text.ply", "p_binary.ply", "m_binary.ply"}) {
-        const bool bPoints = name[0] == 'p', bText = name[2] == 't';
-        const std::string path = folder.path(name);
-        ASSERT_TRUE(bPoints ? writePointsPly(path, vAll, bText) : writeMesh_auto(path, pMesh, bText));
-        const std::string whole = folder.read(name);
-        // A text that is cut in its last number, or right behind it, can't be told from a whole one.
-        const std::size_t enough = bText ? whole.find_last_of(" \n", whole.size() - 2) + 2 : whole.size();
-        const auto read = [&](auto& file, auto& v) { return readPly(file.c_str(), bPoints, v); };
-        forEachPrefix(folder, name, read, [&](const std::string& bytes, bool bOk, const Points& vRead) {
-            EXPECT_EQ(bOk, bytes.size() >= enough);
-            EXPECT_EQ(vRead.size(), !bOk ? 0 : bPoints ? vAll.size() : 12);
-        });
     }
 }
 

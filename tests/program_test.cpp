@@ -1,18 +1,9 @@
 // The command line program as a user meets it: exit status, files, and what it prints where.
-#include <gtest/gtest.h>
 #include <sys/wait.h>
 
-#include <algorithm>
-#include <cmath>
-#include <cstdlib>
-#include <filesystem>
-#include <functional>
-#include <vector>
-
-#include "kel.h"
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
-#include "support/capture.h"
+#include "support/prelude.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -21,8 +12,7 @@ namespace {
 
 struct Outcome {
     int status = -1;
-    std::string out;
-    std::string err;
+    std::string out, err;
 };
 
 class ProgramTest : public testing::Test {
@@ -100,137 +90,76 @@ TEST_F(ProgramTest, makesAMeshOfAScan) {
 }
 
 TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
-    folder.write("good.xyz", "0 0 0\n1 0 0\n0 1 0\n");
-    folder.write("copy.xyz", "0 0 0\n1 0 0\n0 1 0\n");
-    folder.write("empty.xyz", "");
-    folder.write("empty.stl", "");
-    folder.write("text.stl", "no triangle\n");
-    folder.write("good.stl", "outer loop\nvertex 0 0 0\nvertex 1 0 0\nvertex 0 1 0\nendloop\n");
-    folder.write("flat.stl", "outer loop\nvertex 0 0 0\nvertex 0 0 0\nvertex 0 1 0\nendloop\n");
-    folder.write("ball.stl", roof(true));
-    folder.write("points.ply",
-                 "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\nproperty float z\n"
-                 "end_header\n1 2 3\n");
-    folder.write("text.xyz", "no number\n");
-    folder.write("bad.ply", "no header\n");
-    folder.write("bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12));
+    const std::string corner = "vertex 0 0 0\n", begin = "outer loop\n" + corner, end = "vertex 0 1 0\nendloop\n";
+    for (const auto& [name, bytes] :
+         std::map<std::string, std::string>{{"good.xyz", "0 0 0\n1 0 0\n0 1 0\n"},
+                                            {"copy.xyz", "0 0 0\n1 0 0\n0 1 0\n"},
+                                            {"empty.xyz", ""},
+                                            {"empty.stl", ""},
+                                            {"text.stl", "no triangle\n"},
+                                            {"good.stl", begin + "vertex 1 0 0\n" + end},
+                                            {"flat.stl", begin + corner + end},
+                                            {"ball.stl", roof(true)},
+                                            {"points.ply",
+                                             "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
+                                             "property float z\nend_header\n1 2 3\n"},
+                                            {"text.xyz", "no number\n"},
+                                            {"bad.ply", "no header\n"},
+                                            {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
+        folder.write(name, bytes);
     std::filesystem::create_symlink("none/o.ply", folder.path("dangling.ply"));
     ASSERT_EQ(run("scan sphere scan.bin --points 2000 --quiet").status, 0);
     const std::size_t numFiles = folder.numFiles();
-    const std::vector<std::string> vWrong = {"",
-                                             "nonsense",
-                                             "reconstruct",
-                                             "reconstruct scan.bin",
-                                             "reconstruct scan.bin o.ply extra",
-                                             "reconstruct scan.bin o.ply --nonsense",
-                                             "reconstruct scan.bin o.ply --factor nan",
-                                             "reconstruct scan.bin o.ply --factor 0",
-                                             "reconstruct scan.bin o.ply --factor -1",
-                                             "reconstruct scan.bin o.ply --factor 1e999",
-                                             "reconstruct scan.bin o.ply --factor 1x",
-                                             "reconstruct scan.bin o.ply --factor ''",
-                                             "reconstruct scan.bin o.ply --spacing inf",
-                                             "reconstruct scan.bin o.ply --spacing 0.1 --factor 1",
-                                             "reconstruct scan.bin o.ply --grow 1.5",
-                                             "reconstruct scan.bin o.foo",
-                                             "reconstruct scan.bin o.pLy",
-                                             "reconstruct scan.bin none/o.ply",
-                                             "reconstruct scan.bin .",
-                                             "reconstruct scan.bin scan.bin",
-                                             "reconstruct scan.bin o.ply --json o.ply",
-                                             "reconstruct scan.bin o.ply --json $PWD/o.ply",
-                                             "reconstruct scan.bin o.ply --json none/r.json",
-                                             "reconstruct copy.xyz o.ply --json copy.xyz",
-                                             "reconstruct none.xyz o.ply",
-                                             "reconstruct . o.ply",
-                                             "reconstruct empty.xyz o.ply",
-                                             "reconstruct text.xyz o.ply",
-                                             "reconstruct bad.ply o.ply",
-                                             "reconstruct bad.bin o.ply",
-                                             "reconstruct good.xyz o.ply --quiet",
-                                             "reconstruct scan.bin o.ply --quiet --spacing 1e9",
-                                             "reconstruct scan.bin o.ply --quiet --spacing 1e-9",
-                                             "spacing none.xyz",
-                                             "spacing empty.xyz",
-                                             "spacing scan.bin --json scan.bin",
-                                             "reconstruct scan.bin o.ply --reduce 1",
-                                             "reconstruct scan.bin o.ply --reduce 1 nan",
-                                             "reconstruct scan.bin o.ply --smooth 0",
-                                             "reconstruct scan.bin o.ply --smooth 1 --smooth 2",
-                                             "melt good.stl o.ply",
-                                             "melt good.stl o.ply --spacing 0",
-                                             "melt good.stl o.ply --spacing 1 --feature-angle -1",
-                                             "melt good.stl o.xyz --spacing 1",
-                                             "melt good.stl good.stl --spacing 1",
-                                             "melt good.xyz o.ply --spacing 1",
-                                             "melt flat.stl o.ply --spacing 1 --quiet",
-                                             "cloud good.stl o.xyz",
-                                             "cloud good.stl o.stl --spacing 1",
-                                             "cloud none.stl o.xyz --spacing 1",
-                                             "cloud good.stl o.xyz --spacing nan",
-                                             "cloud flat.stl o.xyz --spacing 1 --quiet",
-                                             "reduce good.stl o.ply",
-                                             "reduce good.stl o.ply --max-edge 1",
-                                             "reduce good.stl o.ply --max-angle 1",
-                                             "reduce good.stl o.ply --max-edge -1 --max-angle 1",
-                                             "reduce good.stl o.ply --max-edge 1 --max-angle inf",
-                                             "reduce good.stl good.stl --max-edge 1 --max-angle 1",
-                                             "reduce scan.bin o.ply --max-edge 1 --max-angle 1",
-                                             "reduce points.ply o.ply --max-edge 1 --max-angle 1",
-                                             "flip good.stl",
-                                             "flip good.stl o.xyz",
-                                             "flip good.stl o.ply --json good.stl",
-                                             "flip empty.stl o.ply",
-                                             "flip text.stl o.ply",
-                                             "flip flat.stl o.ply --quiet",
-                                             "flip none.ply o.ply",
-                                             "smooth good.stl o.ply",
-                                             "smooth good.stl o.ply -n 0",
-                                             "smooth good.stl o.ply -n 1.5",
-                                             "smooth good.stl o.ply -n 1000001",
-                                             "smooth ball.stl o.obj -n 40 --quiet",
-                                             "convert good.stl o.foo",
-                                             "convert good.stl o.xyz",
-                                             "convert good.stl none/o.ply",
-                                             "convert good.stl o.stl --ascii",
-                                             "convert scan.bin o.stl",
-                                             "convert scan.bin ./scan.bin",
-                                             "convert points.ply o.stl",
-                                             "convert points.ply points.ply",
-                                             "convert bad.ply o.ply",
-                                             "convert bad.bin o.ply",
-                                             "convert text.xyz o.ply",
-                                             "holes good.stl o.ply",
-                                             "holes good.stl none/o.list",
-                                             "holes points.ply o.list",
-                                             "info",
-                                             "info none.ply",
-                                             "info scan.bin",
-                                             "info bad.ply",
-                                             "info empty.stl",
-                                             "info text.stl",
-                                             "info good.stl --within 1",
-                                             "info good.stl --reference none.xyz",
-                                             "info good.stl --reference text.xyz",
-                                             "info good.stl --reference good.xyz --within 0",
-                                             "info good.stl --json good.stl",
-                                             "info good.stl --reference good.xyz --json good.xyz",
-                                             "scan pear o.bin --points 10",
-                                             "scan sphere o.bin",
-                                             "scan sphere o.stl --points 10",
-                                             "scan sphere none/o.bin --points 10",
-                                             "scan sphere o.bin --points 0",
-                                             "scan sphere o.bin --points -5",
-                                             "scan sphere o.bin --points 5 --noise -1",
-                                             "scan sphere o.bin --points 5 --seed -1"};
-    for (const std::string& arguments : vWrong) {
-        const Outcome outcome = run(arguments);
-        EXPECT_GT(outcome.status, 0) << arguments;
-        EXPECT_EQ(outcome.out, "") << arguments;
-        EXPECT_EQ(outcome.err.rfind("kel: ", 0), 0u) << arguments << ": " << outcome.err;
-        EXPECT_EQ(countIn(outcome.err, "\n"), 1) << arguments << ": " << outcome.err;
-        EXPECT_EQ(folder.numFiles(), numFiles) << arguments;
-    }
+    // What all of a line begin with, and how they go on.
+    const std::vector<std::pair<std::string, std::vector<std::string>>> vWrong = {
+        {"",
+         {"", "nonsense", "smooth ball.stl o.obj -n 40 --quiet", "scan pear o.bin --points 10",
+          "scan sphere o.stl --points 10", "scan sphere none/o.bin --points 10"}},
+        {"reconstruct",
+         {"", "copy.xyz o.ply --json copy.xyz", "none.xyz o.ply", ". o.ply", "empty.xyz o.ply", "text.xyz o.ply",
+          "bad.ply o.ply", "bad.bin o.ply", "good.xyz o.ply --quiet"}},
+        {"reconstruct scan.bin", {"", "o.foo", "o.pLy", "none/o.ply", ".", "scan.bin"}},
+        {"reconstruct scan.bin o.ply --factor", {"nan", "0", "-1", "1e999", "1x", "''"}},
+        {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
+        {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json"}},
+        {"reconstruct scan.bin o.ply",
+         {"extra", "--nonsense", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 0", "--smooth 1 --smooth 2"}},
+        {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},
+        {"melt",
+         {"good.stl o.ply", "good.stl o.ply --spacing 0", "good.stl o.ply --spacing 1 --feature-angle -1",
+          "good.stl o.xyz --spacing 1", "good.stl good.stl --spacing 1", "good.xyz o.ply --spacing 1",
+          "flat.stl o.ply --spacing 1 --quiet"}},
+        {"cloud",
+         {"good.stl o.xyz", "good.stl o.stl --spacing 1", "none.stl o.xyz --spacing 1", "good.stl o.xyz --spacing nan",
+          "flat.stl o.xyz --spacing 1 --quiet"}},
+        {"reduce good.stl o.ply",
+         {"", "--max-edge 1", "--max-angle 1", "--max-edge -1 --max-angle 1", "--max-edge 1 --max-angle inf"}},
+        {"reduce",
+         {"good.stl good.stl --max-edge 1 --max-angle 1", "scan.bin o.ply --max-edge 1 --max-angle 1",
+          "points.ply o.ply --max-edge 1 --max-angle 1"}},
+        {"flip good.stl", {"", "o.xyz", "o.ply --json good.stl"}},
+        {"flip", {"empty.stl o.ply", "text.stl o.ply", "flat.stl o.ply --quiet", "none.ply o.ply"}},
+        {"smooth good.stl o.ply", {"", "-n 0", "-n 1.5", "-n 1000001"}},
+        {"convert good.stl", {"o.foo", "o.xyz", "none/o.ply", "o.stl --ascii"}},
+        {"convert",
+         {"scan.bin o.stl", "scan.bin ./scan.bin", "points.ply o.stl", "points.ply points.ply", "bad.ply o.ply",
+          "bad.bin o.ply", "text.xyz o.ply"}},
+        {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
+        {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl", "text.stl"}},
+        {"info good.stl",
+         {"--within 1", "--reference none.xyz", "--reference text.xyz", "--reference good.xyz --within 0", "--json good.stl",
+          "--reference good.xyz --json good.xyz"}},
+        {"scan sphere o.bin", {"", "--points 0", "--points -5", "--points 5 --noise -1", "--points 5 --seed -1"}}};
+    for (const auto& [command, vRest] : vWrong)
+        for (const std::string& rest : vRest) {
+            const std::string arguments = command + " " + rest;
+            const Outcome outcome = run(arguments);
+            EXPECT_GT(outcome.status, 0) << arguments;
+            EXPECT_EQ(outcome.out, "") << arguments;
+            EXPECT_EQ(outcome.err.rfind("kel: ", 0), 0u) << arguments << ": " << outcome.err;
+            EXPECT_EQ(countIn(outcome.err, "\n"), 1) << arguments << ": " << outcome.err;
+            EXPECT_EQ(folder.numFiles(), numFiles) << arguments;
+        }
     EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
         << "before it reads";
 }
@@ -488,8 +417,7 @@ TEST_F(ProgramTest, scansEvenly) {
 TEST_F(ProgramTest, movesPointsByTheNoiseAlongTheNormal) {
     const int numPoints = 20000;
     const double spacing = std::sqrt(1.0 / numPoints);
-    double sum = 0.0;
-    double sumOfSquares = 0.0;
+    double sum = 0.0, sumOfSquares = 0.0;
     for (const Point3& p : scan("plane --points 20000 --noise 0.5")) {
         sum += p.z();
         sumOfSquares += p.z() * p.z();

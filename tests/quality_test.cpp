@@ -3,6 +3,7 @@
 #include "MeshAnalysis.h"
 #include "Sets.h"
 #include "SyntheticScan.h"
+#include "support/fine.h"
 #include "support/points.h"
 #include "support/prelude.h"
 
@@ -15,12 +16,7 @@ using Points = std::vector<Point3>;
 const double PI = std::acos(-1.0);
 
 IndexedTriangles trianglesOf(const MeshPtr& pMesh) {
-    std::vector<Point3*> vCorners;
-    pMesh->getTriangles(vCorners);
-    Points vPlaces;
-    for (const Point3* p : vCorners)
-        vPlaces.push_back(*p);
-    return unifiedCorners(vPlaces);
+    return unifiedCorners(cornersOf(pMesh));
 }
 
 /// How many triangles no mesh may have, whatever it was made of.

@@ -41,4 +41,14 @@ private:
     std::filesystem::path folder;
 };
 
+/// A folder that is the working folder, too, while the object lives.
+class WorkingFolder : public TempFolder {
+public:
+    WorkingFolder() : before(std::filesystem::current_path()) { std::filesystem::current_path(path("")); }
+    ~WorkingFolder() { std::filesystem::current_path(before); }
+
+private:
+    std::filesystem::path before;
+};
+
 }  // namespace TARN_TEST

@@ -90,6 +90,15 @@ inline std::vector<TARN_KEL::CTriangle*> incidentT(const TARN_KEL::CMesh& mesh, 
     return v;
 }
 
+/// The patches between borders and edges of more than two triangles. They stay the mesh's.
+inline std::vector<TARN_KEL::CPatch*> cut(TARN_KEL::CMesh& mesh) {
+    std::vector<TARN_KEL::CPatch*> vPatches;
+    std::map<TARN_KEL::VCD, TARN_KEL::CPatch*> mVCD2Patch;
+    std::vector<TARN_KEL::CEdge*> vMECE;
+    mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+    return vPatches;
+}
+
 /// The first violated invariant of the mesh as text, empty when all hold. Looks at everything, by plain search: O(n log n).
 inline std::string firstFault(const TARN_KEL::CMesh& mesh) {
     using namespace TARN_KEL;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <map>
 #include <memory>
+#include <random>
 #include <set>
 #include <string>
 #include <vector>
@@ -71,6 +72,15 @@ inline Soup sheet(int numX, int numY) {
     return soup;
 }
 
+/// The soup with each vertex moved by up to noise along each axis.
+inline Soup withNoise(Soup soup, double noise, unsigned seed) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> step(-noise, noise);
+    for (Point3& p : soup.vVtx)
+        p = p + TARN_KEL::Vector3{step(random), step(random), step(random)};  // braces: in this order
+    return soup;
+}
+
 /// Closed ring of numU x numV quads, radii 3 and 1.
 inline Soup torus(int numU, int numV) {
     Soup soup;
@@ -106,6 +116,21 @@ inline std::vector<REdge*> edges(const RMesh& mesh, int degree) {
     std::vector<REdge*> v;
     mesh.getDegN(degree, v);
     return v;
+}
+
+/// The mesh for the functions that callers use.
+inline TARN_KEL::MeshPtr meshOf(FineMesh&& mesh) {
+    return std::make_shared<TARN_KEL::Mesh>(mesh.release());
+}
+inline TARN_KEL::MeshPtr meshOf(const Soup& soup) {
+    return meshOf(FineMesh(soup));
+}
+
+/// The corners of all triangles, in the mesh's order.
+inline std::vector<Point3> cornersOf(const TARN_KEL::MeshPtr& pMesh) {
+    std::vector<Point3> vCorners;
+    if (pMesh) pMesh->getRMesh()->getTriangleCorners(vCorners);
+    return vCorners;
 }
 
 /// The first thing that is wrong with the mesh, as text; empty when all is well. It goes from the alive triangles alone, on

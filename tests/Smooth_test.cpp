@@ -44,19 +44,16 @@ void forScans(const Check& check) {
     for (int i = 0; i < 3000; ++i)
         vLattice.emplace_back(0.5 * (i % 50), 0.5 * (i / 50), 0.0);
     vTwin.insert(vTwin.end(), vTwin.begin(), vTwin.end());
-    const struct {
-        const char* name;
-        std::vector<Point3> vPoints;
-        double side;
-    } table[] = {{"sphere", Scan(1).sphere(4000), 0.06},
-                 {"noisy torus", Scan(2, 0.05).torus(6000), 0.08},
-                 {"sparse plane", Scan(3).plane(500), 0.03},
-                 {"dense plane", Scan(4, 0.01).plane(5000), 0.2},
-                 {"dust", Scan(5).dust(12000), 0.05},
-                 {"lattice", vLattice, 0.5},
-                 {"every point twice", vTwin, 0.1},
-                 {"one point", Scan(6).plane(1), 0.1},
-                 {"nothing", {}, 0.1}};
+    // Name, points, edge of a cell.
+    const std::tuple<const char*, std::vector<Point3>, double> table[] = {{"sphere", Scan(1).sphere(4000), 0.06},
+                                                                          {"noisy torus", Scan(2, 0.05).torus(6000), 0.08},
+                                                                          {"sparse plane", Scan(3).plane(500), 0.03},
+                                                                          {"dense plane", Scan(4, 0.01).plane(5000), 0.2},
+                                                                          {"dust", Scan(5).dust(12000), 0.05},
+                                                                          {"lattice", vLattice, 0.5},
+                                                                          {"every point twice", vTwin, 0.1},
+                                                                          {"one point", Scan(6).plane(1), 0.1},
+                                                                          {"nothing", {}, 0.1}};
     for (const auto& [name, vPoints, side] : table) {
         SCOPED_TRACE(name);
         Stage stage(vPoints, side);

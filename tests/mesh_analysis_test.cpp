@@ -61,17 +61,11 @@ MeshFigures measured(const Points& vCorners) {
 
 /// All that doesn't depend on lengths, in the order of the fields.
 std::vector<long long> countsOf(const MeshFigures& f) {
-    std::vector<long long> vOut;
-    const auto add = [&](auto value) { vOut.push_back(static_cast<long long>(value)); };
-    for (const std::size_t numEdges : f.vNumEdges)
-        add(numEdges);
-    for (const std::size_t count :
-         {f.numDegenerate, f.numDuplicates, f.numOrientationConflicts, f.numComponents, f.numPieces})
-        add(count);
-    add(f.eulerCharacteristic);
-    for (const std::size_t count : {f.numBorderLoops, f.numPinchedVertices, f.numOutward, f.numInward, f.numUnclear})
-        add(count);
-    return vOut;
+    std::vector<std::size_t> vCount(f.vNumEdges.begin(), f.vNumEdges.end());
+    vCount.insert(vCount.end(), {f.numDegenerate, f.numDuplicates, f.numOrientationConflicts, f.numComponents, f.numPieces,
+                                 static_cast<std::size_t>(f.eulerCharacteristic), f.numBorderLoops, f.numPinchedVertices,
+                                 f.numOutward, f.numInward, f.numUnclear});
+    return {vCount.begin(), vCount.end()};  // a negative one comes back
 }
 
 std::size_t numDifferent(const std::vector<std::size_t>& vLabel) {

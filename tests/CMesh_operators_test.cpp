@@ -1,6 +1,5 @@
 // The operators against their description as sets of corner triples, on meshes where anything goes, and on small meshes
 // whose result is known.
-
 #include "CMesh.h"
 #include "CPatch.h"
 #include "support/coarse.h"

@@ -1,6 +1,5 @@
 // Chains against a plain calculation that does every round in full, on graphs of chance and on rows of holes; strips with a
 // twist; votes of known outcome.
-
 #include <deque>
 
 #include "Chain.h"

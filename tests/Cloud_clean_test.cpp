@@ -1,5 +1,4 @@
 // The raster cleaning: thresholds, what stays of sheets and slabs, and what no cleaning may join.
-
 #include "Cloud.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"

@@ -1,5 +1,4 @@
 // The signed field of a master component, against maps.
-
 #include "Component.h"
 #include "CornerStore.h"
 #include "RemoveDecider_RCD.h"

@@ -1,6 +1,5 @@
 // The operators against their description as sets of corner triples, on soups where anything goes, and on surfaces whose
 // properties must survive.
-
 #include "RMesh.h"
 #include "RPatch.h"
 #include "RTop.h"

@@ -1,6 +1,5 @@
 // The repair of edges of degree three: each rule on small flaps of known fate, and the whole against the plain loop, which
 // looks at every edge in every round.
-
 #include "Chain.h"
 #include "ChainMgr.h"
 #include "Top.h"

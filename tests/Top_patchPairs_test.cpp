@@ -1,5 +1,4 @@
 // Pairs of patches at their limits, groups of patches against a search through all of them, and wild meshes to the end.
-
 #include "CMesh.h"
 #include "CPatch.h"
 #include "Top.h"

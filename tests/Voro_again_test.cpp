@@ -1,6 +1,5 @@
 // The second extraction: which cells come and go against sets and single questions, and the mesh against a first extraction
 // of the cells that are left.
-
 #include <deque>
 
 #include "RemoveDecider.h"

@@ -1,5 +1,4 @@
 // Lists of cells against plain versions: sets, all pairs, and a literal walk with a stack.
-
 #include "freeFunctions.h"
 #include "support/prelude.h"
 

@@ -1,5 +1,4 @@
 // Every proper prefix of a small file of each format: what a copy that was cut off gives.
-
 #include <cstring>
 
 #include "support/TempFolder.h"

@@ -1,5 +1,4 @@
 // The whole road, from points in memory to a mesh, as a caller sees it.
-
 #include "support/fine.h"
 #include "support/points.h"
 #include "support/prelude.h"

@@ -1,5 +1,4 @@
 // Smoothing of both meshes against a plain form of it: sorted pairs, and for the fine mesh one call a vertex.
-
 #include <bit>
 
 #include "CMesh_smoothing.h"

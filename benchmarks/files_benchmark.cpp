@@ -17,6 +17,7 @@
 
 #include "RMesh.h"
 #include "kel.h"
+#include "support/binary_stl.h"
 #include "tinyply.h"
 
 using TARN_KEL::Point3;
@@ -140,19 +141,31 @@ bool writeScan(const std::string& name, std::vector<Point3>& v) {
     return static_cast<bool>(out.flush());
 }
 
-void writeMesh(benchmark::State& state, bool bAscii) {
-    TARN_KEL::RMesh rMesh(0.1);
-    fillSheet(rMesh, state.range(0));
-    const std::string file = pathOf("mesh");
-    run(state, file, [&] { return PLY::writePly(&rMesh, file, bAscii); });
+constexpr auto MESH_PLY = [](TARN_KEL::RMesh* p, const std::string& file) { return PLY::writePly(p, file, false); };
+constexpr auto MESH_PLY_TEXT = [](TARN_KEL::RMesh* p, const std::string& file) { return PLY::writePly(p, file, true); };
+constexpr auto MESH_STL_TEXT = [](TARN_KEL::RMesh* p, const std::string& file) { return TARN_KEL::writeSTL(p, file); };
+constexpr auto MESH_LIST = [](TARN_KEL::RMesh* p, const std::string& file) { return TARN_KEL::writeList(p, file, true); };
+/// The library reads it only.
+bool writeStl(TARN_KEL::RMesh* pRMesh, const std::string& file) {
+    std::vector<Point3> vCorners;
+    pRMesh->getTriangleCorners(vCorners);
+    return static_cast<bool>(std::ofstream(file) << TARN_TEST::binaryStl(vCorners) << std::flush);
 }
 
-template <typename Read>
-void readMesh(benchmark::State& state, bool bAscii, Read&& read) {
+template <typename Write>
+void writeMesh(benchmark::State& state, Write&& write) {
     TARN_KEL::RMesh rMesh(0.1);
     fillSheet(rMesh, state.range(0));
     const std::string file = pathOf("mesh");
-    PLY::writePly(&rMesh, file, bAscii);
+    run(state, file, [&] { return write(&rMesh, file); });
+}
+
+template <typename Write, typename Read>
+void readMesh(benchmark::State& state, Write&& write, Read&& read) {
+    TARN_KEL::RMesh rMesh(0.1);
+    fillSheet(rMesh, state.range(0));
+    const std::string file = pathOf("mesh");
+    write(&rMesh, file);
     std::vector<Point3> vPoints;
     run(state, file, [&] {
         vPoints.clear();
@@ -173,7 +186,11 @@ BENCHMARK_CAPTURE(readPoints, ply, WRITE_PLY, READ_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, ply_scan, writeScan, READ_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(writePoints, ply_text, WRITE_PLY_TEXT)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, ply_text, WRITE_PLY_TEXT, READ_PLY)->KEL_SIZES;
-BENCHMARK_CAPTURE(writeMesh, ply, false)->KEL_SIZES;
-BENCHMARK_CAPTURE(readMesh, ply, false, READ_SOUP)->KEL_SIZES;
-BENCHMARK_CAPTURE(writeMesh, ply_text, true)->KEL_SIZES;
-BENCHMARK_CAPTURE(readMesh, ply_text, true, READ_SOUP)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, ply, MESH_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, ply, MESH_PLY, READ_SOUP)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, ply_text, MESH_PLY_TEXT)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, ply_text, MESH_PLY_TEXT, READ_SOUP)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, stl, writeStl, TARN_KEL::readSTL_ASCII)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, stl_text, MESH_STL_TEXT)->KEL_SIZES;
+BENCHMARK_CAPTURE(readMesh, stl_text, MESH_STL_TEXT, TARN_KEL::readSTL_ASCII)->KEL_SIZES;
+BENCHMARK_CAPTURE(writeMesh, list, MESH_LIST)->KEL_SIZES;

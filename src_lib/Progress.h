@@ -349,14 +349,22 @@ inline constexpr ProgressStep STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {
 inline constexpr ProgressStep STEPS_MANIFOLD[] = {{"MF_make", 1}};
 inline constexpr ProgressStep STEPS_READ_MESH[] = {{"RM_cpo", 10}, {"RM_kdeg", 10}};
 
-/// Opens a run on the calling thread: drops the tree of an earlier run, names the root, and creates the steps. Returns the
-/// root.
-inline Progress* plantProgress(const std::string& runName, std::span<const ProgressStep> steps) {
+/// Opens a run on the calling thread: drops the tree of an earlier run, names the root, and creates the steps, the further
+/// ones with weight 10.0. Returns the root. When that fails no run is open.
+inline Progress* plantProgress(const std::string& runName, std::span<const ProgressStep> steps,
+                               std::span<const std::string> furtherSteps = {}) {
     Progress* pRoot = ThreadSingleton<Progress>::getInstance();
     pRoot->reset();
-    pRoot->setName(runName);
-    for (const ProgressStep& step : steps)
-        pRoot->createChild(step.name, step.weight);
+    try {
+        pRoot->setName(runName);
+        for (const ProgressStep& step : steps)
+            pRoot->createChild(step.name, step.weight);
+        for (const std::string& step : furtherSteps)
+            pRoot->createChild(step, 10.0);
+    } catch (...) {
+        pRoot->reset();
+        throw;
+    }
     return pRoot;
 }
 
@@ -414,9 +422,10 @@ inline void progressForToCloud() {
 // Post-processing and reading may run inside a larger run: then these leave its tree alone and return false. True: they
 // opened a run of their own, which an OwnRun ends.
 
-inline bool plantUnlessOpen(const std::string& runName, std::span<const ProgressStep> steps) {
+inline bool plantUnlessOpen(const std::string& runName, std::span<const ProgressStep> steps,
+                            std::span<const std::string> furtherSteps = {}) {
     if (hasOpenProgress()) return false;
-    plantProgress(runName, steps);
+    plantProgress(runName, steps, furtherSteps);
     return true;
 }
 
@@ -440,18 +449,17 @@ inline std::string annealingStepName(double temperature) {
 
 /// temperatures: those of the annealing schedule.
 inline bool progressForEdgeFlipsSimA(std::span<const double> temperatures) {
-    if (!plantUnlessOpen("EdgeFlipsS", STEPS_EDGE_FLIPS_SIM_A)) return false;
+    std::vector<std::string> vSweeps;
     for (const double temperature : temperatures)
-        ThreadSingleton<Progress>::getInstance()->createChild(annealingStepName(temperature), 10.0);
-    return true;
+        vSweeps.push_back(annealingStepName(temperature));
+    return plantUnlessOpen("EdgeFlipsS", STEPS_EDGE_FLIPS_SIM_A, vSweeps);
 }
 
 inline bool progressForSmoothing(int numIterations) {
-    if (!plantUnlessOpen("Smoothing", STEPS_SMOOTHING)) return false;
-    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
+    std::vector<std::string> vRounds;
     for (int i = 0; i < numIterations; ++i)
-        pRoot->createChild("it%" + toString(i), 10.0);
-    return true;
+        vRounds.push_back("it%" + toString(i));
+    return plantUnlessOpen("Smoothing", STEPS_SMOOTHING, vRounds);
 }
 
 }  // namespace TARN_KEL

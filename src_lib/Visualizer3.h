@@ -56,7 +56,8 @@ inline constexpr const char* CWHEAT = "0.96 0.87 0.7 0.5";
 /// A file of the Geomview viewer in its OOGL format: a list of coloured objects, each written by one operation.
 ///
 /// The file is there once it is closed, as a whole or not at all: the stream ends in an AtomicFile. An older one stays when
-/// something fails, and when an exception ends the drawing. On an object that isn't valid every operation writes nothing.
+/// something fails, and when an exception ends the drawing. The base's own file is never open. On an object that isn't valid
+/// every operation writes nothing.
 ///
 /// A drawing that the user asks for is authorised. All others, the show operations of the classes, are for debugging and go
 /// by bDebugAuthorized; without it they end in the failed assertion of the constructor. A drawing that an operation

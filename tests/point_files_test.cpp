@@ -330,7 +330,9 @@ TEST(AtomicFile, LeavesTheOlderFileUnlessAllWentWell) {
 TEST(AtomicFile, KeepsModesAndLinks) {
     const TempFolder folder;
     const auto writeTo = [&](const char* name) {
+        const bool bMayOpen = AtomicFile::mayOpen(folder.path(name));
         AtomicFile file(folder.path(name));
+        EXPECT_EQ(file.isOpen(), bMayOpen) << name;
         file.write("new");
         return file.commit();
     };
@@ -351,6 +353,8 @@ TEST(AtomicFile, KeepsModesAndLinks) {
         EXPECT_EQ(folder.read("sub/target"), "new") << when;
     }
     fs::create_symlink("loop", folder.path("loop"));
-    EXPECT_FALSE(writeTo("loop"));
+    fs::create_symlink("none/file", folder.path("astray"));
+    for (const char* name : {"loop", "astray", "none/file", "sub"})
+        EXPECT_FALSE(writeTo(name)) << name;
     EXPECT_TRUE(writeTo(std::string(255, 'n').c_str())) << "the longest name";
 }

@@ -215,10 +215,10 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// Flips edges where that doesn't make the surface rougher, flat quads included, the largest gain first: those that
-/// qualified at the start, each while it still does; then collapses degenerate triangles away. What falls is the sum of (edge length * (1 - cosine of the angle of
-/// the two normals))^0.335 over the edges with two triangles, which favours a few sharp creases over many slight folds.
-/// Vertices don't move and their number stays, but for degenerate triangles and for vertices at one place opposite an edge.
-/// The result doesn't depend on the number of processors. O(n log n).
+/// qualified at the start, each while it still does; then collapses degenerate triangles away. What doesn't rise is the sum
+/// of (edge length * (1 - cosine of the angle of the two normals))^0.335 over the edges with two triangles, which favours a
+/// few sharp creases over many slight folds. Vertices don't move and their number stays, but for degenerate triangles and
+/// for vertices at one place opposite an edge. The result doesn't depend on the number of processors. O(n log n).
 void edgeFlips(MeshPtr pMesh);
 /// The same by annealing: edgeFlips, 29 rounds of flips of which by chance some lose at first, edgeFlips. Some thirty times
 /// as slow, gets out of local minima. The same mesh gives the same result in every call.

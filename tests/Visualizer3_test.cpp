@@ -111,25 +111,18 @@ constexpr const char* LIT = "material { backdiffuse 0 0 0 } lighting {ambient 0 
 }  // namespace
 
 TEST(Visualizer3, colours) {
+    const auto& at = Visualizer3::getColor;
+    EXPECT_EQ(at(0) + "," + at(18) + "," + at(26), "0 0.70 .9 0.5,0.49\t0.99 0.00 0.5,0.96 0.87 0.7 0.5");
+    EXPECT_TRUE(at(27) == at(1) && at(52) == at(0) && at(2147483647) == at(2147483647 % 26) && at(-7) == at(0));
     std::set<std::string> sColor;
     for (int i = 0; i < 27; ++i)
-        sColor.insert(Visualizer3::getColor(i));
+        sColor.insert(at(i));
     EXPECT_EQ(sColor.size(), 27U);
-    const auto colorsAt = [](const std::vector<int>& vIndex) {
-        std::string text;
-        for (const int i : vIndex)
-            text += Visualizer3::getColor(i) + ",";
-        return text;
-    };
-    EXPECT_EQ(colorsAt({0, 18, 26}), "0 0.70 .9 0.5,0.49\t0.99 0.00 0.5,0.96 0.87 0.7 0.5,");
-    EXPECT_EQ(colorsAt({27, 52, 2147483647, -7}), colorsAt({1, 0, 2147483647 % 26, 0}));
-
-    Visualizer3::nextColor = 0;
-    std::vector<std::string> vNext;
-    for (int i = 0; i < 46; ++i)
-        vNext.push_back(Visualizer3::getNextColor());
     for (const char* poor : {CBLACK, CPURPLE, CLIGHTGRAY, CWHITE})
         sColor.erase(poor);
+    Visualizer3::nextColor = 0;
+    std::vector<std::string> vNext(46);
+    std::generate(vNext.begin(), vNext.end(), [] { return Visualizer3::getNextColor(); });
     EXPECT_EQ(std::set<std::string>(vNext.begin(), vNext.begin() + 23), sColor);
     EXPECT_TRUE(std::equal(vNext.begin(), vNext.begin() + 23, vNext.begin() + 23)) << "a cycle of 23";
     EXPECT_EQ(vNext[4], CLIGHTBROWN);

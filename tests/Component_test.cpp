@@ -18,19 +18,6 @@ VRCD flatSheet(int num) {
 VRCD bentSheet(int num) {
     return packedWhere(num, [num](int i, int, int k) { return k == (i < num / 2 ? i : num - 1 - i); });
 }
-/// A strip of cells along a Moebius strip of that radius.
-VRCD moebius(int radius) {
-    std::set<RCD> sRCD;
-    for (int i = 0; i < 40 * radius; ++i)
-        for (int j = -20; j <= 20; ++j) {
-            const double phi = 2.0 * 3.141592653589793 * i / (40 * radius), s = 0.25 * j;
-            const double r = radius + s * std::cos(phi / 2.0);
-            sRCD.insert(packedAt(500 + static_cast<int>(std::lround(r * std::cos(phi))),
-                                 500 + static_cast<int>(std::lround(r * std::sin(phi))),
-                                 500 + static_cast<int>(std::lround(s * std::sin(phi / 2.0)))));
-        }
-    return {sRCD.begin(), sRCD.end()};
-}
 /// A piece of a sheet that is one to three cells thick and has holes.
 VRCD raggedSheet(int num, unsigned seed) {
     std::mt19937 random(seed);

@@ -47,6 +47,19 @@ inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
     });
 }
 
+/// A strip of cells along a Moebius strip of that radius.
+inline TARN_KEL::VRCD moebius(int radius) {
+    std::set<TARN_KEL::RCD> sRCD;
+    for (int i = 0; i < 40 * radius; ++i)
+        for (int j = -20; j <= 20; ++j) {
+            const double phi = 2.0 * 3.141592653589793 * i / (40 * radius), s = 0.25 * j;
+            const double r = radius + s * std::cos(phi / 2.0);
+            sRCD.insert(packedAt(500 + static_cast<int>(std::lround(r * std::cos(phi))),
+                                 500 + static_cast<int>(std::lround(r * std::sin(phi))),
+                                 500 + static_cast<int>(std::lround(s * std::sin(phi / 2.0)))));
+        }
+    return {sRCD.begin(), sRCD.end()};
+}
 /// How many pieces the space outside the cells falls into, where pieces hang together over faces. Slow.
 inline int countFreeRegions(const TARN_KEL::VRCD& vRCD) {
     int low[3], high[3];

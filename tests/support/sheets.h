@@ -15,7 +15,7 @@ namespace TARN_TEST {
 
 /// A sheet, its grid and the points of its cells.
 struct SheetCase {
-    /// rim: its rim cells, found by the decider when there are none given.
+    /// The points are the midpoints of the cells, with a seed anywhere in them.
     explicit SheetCase(const TARN_KEL::VRCD& vCells, unsigned seed = 0) {
         std::mt19937 random(seed);
         const auto off = [&] { return seed == 0 ? 0.0 : static_cast<double>(random() % 1024) / 1024.0 - 0.5; };

@@ -70,15 +70,17 @@ public:
     int cc_createFacetComponents();
     /// Gives the facets of neither colour one of the two, as far as their surroundings tell, then thins the seam.
     void cc_postColorize(int lower, int upper);
-    /// vList: sorted by pointer. Colours facets by the majority of their 27-blocks, at least minCount of facets on the same side, in passes until none
-    /// changes. Coloured facets leave the list. bAllowTie: blocks of both colours count too.
+    /// Colours facets by their 27-blocks in passes until none changes: a block of one of the two colours gives it when at
+    /// least minCount of its facets on the same side have it; with bAllowTie one of both colours gives the more frequent
+    /// one. vList: sorted by pointer; coloured facets leave it.
     void cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie);
     /// Colours facets without colour by their neighbours, the heaviest first, none of less than minWeight. Coloured facets
     /// leave the list; returns their number. The list comes out sorted by pointer.
     int cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, double minWeight);
     /// The colour that the neighbours propose, and its weight; (-99, 0.0) for none.
     std::pair<int, double> cc_getWeight(Facet* pFacet, int lower, int upper) const;
-    /// Takes the colour from listed facets until no facet of the list touches one of another colour.
+    /// Takes the colour from listed facets that touch another colour, those that stand across the surface first, until none
+    /// touches one any more. Facets that lie flat in the surface keep theirs.
     void cc_makeThinBorder(std::vector<Facet*>& vList);
     /// The priority of a facet to become a part of the seam; 0.0 when it touches no other colour.
     double getThinBorderWeight(Facet* pFacet) const;

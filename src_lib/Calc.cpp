@@ -126,6 +126,12 @@ Point3 Calc::getMidPoint(CCD ccd) const {
     return getRefPoint(ccd) + Vector3(0.5 * steps[0], 0.5 * steps[1], 0.5 * steps[2]);
 }
 
+Point3 Calc::getRefPoint_RCD(RCD rcd) const {
+    return {static_cast<double>(getX_RCD(rcd)) / inverseSteps[0] + origin[0],
+            static_cast<double>(getY_RCD(rcd)) / inverseSteps[1] + origin[1],
+            static_cast<double>(getZ_RCD(rcd)) / inverseSteps[2] + origin[2]};
+}
+
 Point3 Calc::getMidPoint_RCD(RCD rcd) const {
     return {(static_cast<double>(getX_RCD(rcd)) + 0.5) * steps[0] + origin[0],
             (static_cast<double>(getY_RCD(rcd)) + 0.5) * steps[1] + origin[1],

@@ -153,6 +153,9 @@ public:
     /// The same for lists: one point a code is appended, in order.
     void getRefPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const;
     void getMidPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const;
+    /// The low corner of a cell by its packed code: coordinate / inverse step + origin. Its last bits may differ from those
+    /// of getRefPoint(), which sums the levels.
+    Point3 getRefPoint_RCD(RCD rcd) const;
     /// The midpoint of a cell by its packed code: (coordinate + 0.5) * step + origin. Its last bits may differ from those of
     /// getMidPoint(), which sums the levels.
     Point3 getMidPoint_RCD(RCD rcd) const;

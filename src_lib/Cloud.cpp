@@ -98,21 +98,29 @@ void Cloud::setInputPoints(std::vector<Point3>& vInput) {
 }
 
 void Cloud::dropNonFinitePoints() {
-    const std::size_t groupSize = bMelt ? 3 : 1;  // a triangle goes as a whole
-    std::size_t numBad = 0, numKept = 0;
-    for (std::size_t i = 0; i < vPoints.size(); i += groupSize) {
-        const std::size_t end = std::min(i + groupSize, vPoints.size());
-        const auto numBadHere = std::count_if(vPoints.begin() + static_cast<std::ptrdiff_t>(i),
-                                              vPoints.begin() + static_cast<std::ptrdiff_t>(end),
-                                              [](const Point3& p) { return !isFinitePoint(p); });
-        numBad += static_cast<std::size_t>(numBadHere);
-        if (numBadHere != 0) continue;
-        for (std::size_t j = i; j < end; ++j)
-            vPoints[numKept++] = vPoints[j];
+    if (bMelt) {
+        flattenNonFiniteTriangles();
+        return;
     }
-    if (numBad == 0) return;
-    vPoints.resize(numKept);
-    warning(KEL_PLACE, "Points with coordinates that aren't finite, left out: " + toString(numBad));
+    const std::size_t numPoints = vPoints.size();
+    vPoints.erase(std::remove_if(vPoints.begin(), vPoints.end(), [](const Point3& p) { return !isFinitePoint(p); }),
+                  vPoints.end());
+    const std::size_t numBad = numPoints - vPoints.size();
+    if (numBad > 0) warning(KEL_PLACE, "Points with coordinates that aren't finite, left out: " + toString(numBad));
+}
+
+// The rasteriser leaves flat triangles out and counts them. The place is one of the soup, so that the bounds stay those of
+// what is good.
+void Cloud::flattenNonFiniteTriangles() {
+    const auto triangleEnd = [this](std::size_t i) { return std::min(i + 3, vPoints.size()); };
+    const auto isFiniteTriangle = [&](std::size_t i) {
+        return std::all_of(&vPoints[i], vPoints.data() + triangleEnd(i), isFinitePoint);
+    };
+    Point3 place;
+    for (std::size_t i = vPoints.size() / 3; i > 0; --i)
+        if (isFiniteTriangle(3 * i - 3)) place = vPoints[3 * i - 3];
+    for (std::size_t i = 0; i < vPoints.size(); i += 3)
+        if (!isFiniteTriangle(i)) std::fill(&vPoints[i], vPoints.data() + triangleEnd(i), place);
 }
 
 void Cloud::setBounds(std::vector<Point3>& vOfPoints) {
@@ -194,13 +202,6 @@ void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
     Smooth smooth(vPoints, pCalc);
     smooth.run(bLapTreatment);
     createBundles(&smooth);
-}
-
-void Cloud::preparePixelsAndFeatures(double /*featureAngle*/) {
-    if (vPoints.empty())
-        warning(KEL_PLACE, "Nothing to do for cloud " + name);
-    else
-        warning(KEL_PLACE, "The rasteriser of triangle soups isn't built yet");
 }
 
 // ---- Spacing and grid ---------------------------------------------------------------------------------------------------

@@ -22,7 +22,8 @@ class Smooth;
 ///
 /// Invariants once the points are prepared: cells are cubes of edge usedSpacing, every point lies about 5000 cells off the
 /// sides of the grid (so each neighbour of an occupied cell exists), and no two bundles have the same code. Input points
-/// with a coordinate that isn't finite never get in: they are left out with one warning that counts them.
+/// with a coordinate that isn't finite never get in: they are left out with one warning that counts them. A triangle of a
+/// soup that has one becomes flat, all corners in one place, and goes with the other flat ones.
 class Cloud {
 public:
     /// name: what messages call it, the file name for a cloud from a file. The other values as in CloudMgr::setInputPoints.
@@ -33,7 +34,7 @@ public:
     Cloud& operator=(const Cloud&) = delete;
 
     // ---- Input
-    /// Copies the points, without those that aren't finite (of a soup: without their triangles), and takes their bounds.
+    /// Copies the points, without those that aren't finite, and takes their bounds.
     void setInputPoints(std::vector<Point3>& vInput);
     /// Bounds of the points, which must not be empty.
     void setBounds(std::vector<Point3>& vOfPoints);
@@ -47,7 +48,9 @@ public:
     /// Spacing, grid, smoothing and bundles of scan points. An empty cloud gives a warning and no grid. pGivenCalc: null, or
     /// a grid to copy in place of an estimate; it must hold all points with some cells to spare on each side.
     void prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc);
-    /// The same for a soup. Isn't built yet: warns, and leaves the cloud without bundles.
+    /// The same for a soup, by the rasteriser; vPoints becomes the points of the cells, which the bundles refer to. A soup
+    /// of flat triangles only gives a grid and no bundles. featureAngle: as in Pixel::pixelTriangles. Throws KelBugException
+    /// when the points aren't three a triangle.
     void preparePixelsAndFeatures(double featureAngle);
 
     // ---- Steps of prepareScanPoints
@@ -124,10 +127,12 @@ private:
     };
 
     void dropNonFinitePoints();
+    void flattenNonFiniteTriangles();
     double getLargestExtent() const;
     double detectByBlocks(double extent, Progress* pProgress) const;
     void checkMargin(const Bounds& ofPoints, double numCells) const;
     void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
+    void addBundle(CCD ccd, Point3* pVtx);
 
     static constexpr double UNSET = std::numeric_limits<double>::max();
     Bounds bounds = {{UNSET, UNSET, UNSET}, {-UNSET, -UNSET, -UNSET}};

@@ -1,12 +1,18 @@
-// From smoothed nodes to bundles: a point from each cell, the cleaning, and a bundle for each cell that stays.
+// From smoothed nodes, or from a triangle soup, to bundles.
 //
+// Nodes: a point from each cell, the cleaning, and a bundle for each cell that stays.
 // A node with a full ring of links on a flat piece delivers the foot of its cell's midpoint on its plane, so that the point
 // doesn't depend on where in the cell the samples fell. On rims and folds, where the plane says less, it delivers its own
 // position. A foot may lie in the next cell; the cleaning files each point under the cell that holds it.
+//
+// A soup needs neither smoothing nor cleaning: corners of equal coordinates become one, the rasteriser makes one point a
+// cell, and the soup is gone.
 #include <algorithm>
 #include <limits>
 
 #include "Cloud.h"
+#include "HashIndex.h"
+#include "Pixel.h"
 #include "Progress.h"
 #include "Smooth.h"
 #include "sortMT.h"
@@ -38,6 +44,24 @@ std::vector<Point3> getDeliveredPoints(const std::vector<std::pair<CCD, SNode*>>
         vDelivered.push_back(bOwnPosition ? pSN->smoothedPoint : pSN->plane.projection(calc.getMidPoint(ccd)));
     }
     return vDelivered;
+}
+
+/// For each point the first one of the same coordinates.
+std::vector<Point3*> unifyCorners(std::vector<Point3>& vPoints) {
+    ASSEX(vPoints.size()<HashIndex::NONE);
+    HashIndex index;
+    std::vector<Point3*> vCorners;
+    vCorners.reserve(vPoints.size());
+    for (std::size_t i = 0; i < vPoints.size(); ++i) {
+        const std::uint64_t hash = placeHash(vPoints[i]);
+        std::uint32_t first = index.find(hash, [&](std::uint32_t j) { return vPoints[j] == vPoints[i]; });
+        if (first == HashIndex::NONE) {
+            first = static_cast<std::uint32_t>(i);
+            index.insert(hash, first);
+        }
+        vCorners.push_back(&vPoints[first]);
+    }
+    return vCorners;
 }
 
 /// Block sizes of a pool: n elements at once, a fifth of that more at a time.
@@ -74,12 +98,37 @@ void Cloud::makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells) {
     vBundles.reserve(vCells.size());
     for (const auto& [ccd, point] : vCells) {
         vBundlePoints.push_back(new (pointPool.nextElement()) Point3(point));
-        auto* pBundle = new (bundlePool.nextElement()) Bundle();
-        pBundle->pVtx = vBundlePoints.back();
-        pBundle->ccd = ccd;
-        pBundle->deliveredPoint = point;
-        vBundles.push_back(pBundle);
+        addBundle(ccd, vBundlePoints.back());
     }
+}
+
+void Cloud::addBundle(CCD ccd, Point3* pVtx) {
+    auto* pBundle = new (bundlePool.nextElement()) Bundle();
+    pBundle->pVtx = pVtx;
+    pBundle->ccd = ccd;
+    pBundle->deliveredPoint = *pVtx;
+    vBundles.push_back(pBundle);
+}
+
+void Cloud::preparePixelsAndFeatures(double featureAngle) {
+    ASSEX(bMelt);
+    if (vPoints.empty()) {
+        warning(KEL_PLACE, "Nothing to do for cloud " + name);
+        return;
+    }
+    estimateRes2();
+    createCalc();
+    std::vector<Point3> vPixelPoints;
+    {
+        std::vector<Point3*> vCorners = unifyCorners(vPoints);
+        Pixel pixel(vCorners, pCalc);
+        pixel.pixelTriangles(vPixelPoints, vFeatures, vBorders, featureAngle);
+    }
+    vPoints.swap(vPixelPoints);
+    initPool(bundlePool, vPoints.size());
+    vBundles.reserve(vPoints.size());
+    for (Point3& point : vPoints)
+        addBundle(pCalc->getCCD(&point), &point);
 }
 
 // ---- Results ------------------------------------------------------------------------------------------------------------

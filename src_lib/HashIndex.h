@@ -1,11 +1,13 @@
 #pragma once
 
 #include <array>
+#include <bit>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
 
 #include "Calc.h"
+#include "kel.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -153,6 +155,15 @@ inline std::uint64_t localHash(std::uint64_t block, std::uint64_t member) {
 inline std::uint64_t localHash_RCD(RCD rcd) {
     constexpr RCD MEMBER = packRCD(1, 1, 1);
     return localHash(rcd & ~MEMBER, (rcd >> 40 & 4) | (rcd >> 20 & 2) | (rcd & 1));
+}
+
+/// The hash of a place; points that are equal have one.
+inline std::uint64_t placeHash(const Point3& p) {
+    std::uint64_t hash = 0;
+    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
+    for (const double c : {p.x(), p.y(), p.z()})
+        hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
+    return hash;
 }
 
 }  // namespace TARN_KEL

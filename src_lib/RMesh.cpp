@@ -18,7 +18,6 @@
 #include "RMesh.h"
 
 #include <algorithm>
-#include <bit>
 #include <iostream>
 #include <map>
 #include <new>
@@ -167,14 +166,6 @@ Point3* RMesh::addVertex(const Point3& p) {
     mmVtxT.addVertex();
     *poolStar.nextElement() = EdgeStar();
     return pVtx;
-}
-
-std::uint64_t RMesh::placeHash(const Point3& p) {
-    std::uint64_t hash = 0;
-    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
-    for (const double c : {p.x(), p.y(), p.z()})
-        hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
-    return hash;
 }
 
 Point3* RMesh::findVertex(const Point3& p, std::uint64_t hash) const {

@@ -261,10 +261,7 @@ public:
 
     // ---- Data, for the operators of the library ----
 
-    /// The hash of a place in mVtx.
-    static std::uint64_t placeHash(const Point3& p);
-
-    HashIndex mVtx;                 ///< coordinates to index in poolVtx
+    HashIndex mVtx;                 ///< coordinates (placeHash) to index in poolVtx
     EdgeIndex mRE;                  ///< pair of vertices to index in poolRE
     std::vector<RTriangle*> vRT;    ///< every triangle ever made, in order of creation
     std::vector<REdge*> vRE;        ///< every edge ever made, in order of creation

@@ -17,7 +17,7 @@ constexpr std::uint64_t IS_MOVE = 0x80000000;
 constexpr int HASH_BITS = 27;  // three passes of the sort; a few thousand of a million places fall together by chance
 
 std::uint64_t codeOf(const Point3& place, std::uint64_t whose) {
-    return RMesh::placeHash(place) >> (64 - HASH_BITS) << HASH_SHIFT | whose;
+    return placeHash(place) >> (64 - HASH_BITS) << HASH_SHIFT | whose;
 }
 
 bool isMove(const VertexMove& move) {
@@ -101,7 +101,7 @@ void VertexMover::noteFound() {
 
 void VertexMover::renewTable() {
     for (std::size_t i = 0; i < vFound.size(); ++i)
-        if (vFound[i] != 0) freshTable.insert(RMesh::placeHash(*mesh.poolVtx.at(i)), static_cast<std::uint32_t>(i));
+        if (vFound[i] != 0) freshTable.insert(placeHash(*mesh.poolVtx.at(i)), static_cast<std::uint32_t>(i));
     mesh.mVtx = std::move(freshTable);
     freshTable = HashIndex();
 }

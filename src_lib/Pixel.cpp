@@ -1,0 +1,388 @@
+// The order in which a soup's cells are claimed.
+//
+// What is claimed first decides what survives. Ends of feature edges come before all else, so that corners stay where they
+// are; then feature edges, chain by chain, so that a cell that two of them pass through goes to the longer line; then other
+// edges; then insides. Of several triangles in one cell the first one in breadth-first order has it: neighbours in the list
+// are neighbours in space, which keeps the choice even over a surface, and the cells of a stretch of the list in the cache.
+#include "Pixel.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <functional>
+#include <iostream>
+
+#include "FeatureMgr.h"
+#include "HashIndex.h"
+#include "Progress.h"
+#include "freeFunctions.h"
+#include "radixSort.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr double BORDER_ANGLE = 9999.0;  // of an edge with one triangle
+constexpr double NO_FOLDS = 360.0;       // from this feature angle on only borders are features
+
+/// Whether corners in this order have a unit normal, by which all later steps take them for a plane. A triangle so thin that
+/// the squares of its sine underflow has a normal of another length.
+bool spansPlane(const Point3& p0, const Point3& p1, const Point3& p2) {
+    bool bOK = false;
+    const Vector3 normal = getNormalVector(p0, p1, p2, bOK);
+    return bOK && std::fabs(normal.length() - 1.0) < 0.01;
+}
+
+/// Keeps the first pixel of each cell, by ascending code.
+void keepFirstOfCells(Pixel::VRCDPoint& vPixels, int numThreads) {
+    radixSortOnThreads(
+        vPixels.data(), vPixels.size(), [](const auto& pixel) { return pixel.first; }, numThreads);
+    vPixels.erase(
+        std::unique(vPixels.begin(), vPixels.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+        vPixels.end());
+}
+
+}  // namespace
+
+/// Takes pixels in; the first one of a cell stays.
+class Pixel::PixelSet {
+public:
+    explicit PixelSet(VRCDPoint& vOfCells) : vPixels(vOfCells) {}
+    /// makePoint() is called when the cell is free.
+    template <typename MakePoint>
+    void claim(RCD rcd, const MakePoint& makePoint) {
+        const std::uint64_t hash = localHash_RCD(rcd);
+        const auto isSame = [&](std::uint32_t i) { return vPixels[i].first == rcd; };
+        if (index.find(hash, isSame) != HashIndex::NONE) return;
+        index.insert(hash, static_cast<std::uint32_t>(vPixels.size()));
+        vPixels.emplace_back(rcd, makePoint());
+    }
+
+private:
+    VRCDPoint& vPixels;
+    HashIndex index;
+};
+
+/// A stretch of vTri and the pixels of its insides.
+struct Pixel::InsideBlock {
+    std::size_t begin, end;
+    VRCDPoint vPixels;
+};
+
+// ---- Triangles ----------------------------------------------------------------------------------------------------------
+
+Tri::Tri(Point3* p0, Point3* p1, Point3* p2) : pVtx0(p0), pVtx1(p1), pVtx2(p2) {
+    ASSEX(pVtx0<pVtx1 && pVtx1<pVtx2);
+}
+
+Vector3 Tri::getNNV(Point3* pA, Point3* pB) {
+    if (normal.isDegenerate()) {
+        bool bOK = false;
+        normal = getNormalVector(*pVtx0, *pVtx1, *pVtx2, bOK);
+        if (!bOK)
+            std::cout << "uh, degenerate Tri\n"
+                      << *pVtx0 << '\n'
+                      << *pVtx1 << '\n'
+                      << *pVtx2 << "\nvec01=" << *pVtx1 - *pVtx0 << "\nvec12=" << *pVtx2 - *pVtx1 << std::endl;
+        ASSEX(bOK);
+    }
+    if (pA == pVtx0) {
+        if (pB == pVtx1) return normal;
+        ASSEX(pVtx2==pB);
+    } else if (pA == pVtx1) {
+        if (pB == pVtx2) return normal;
+        ASSEX(pVtx0==pB);
+    } else {
+        ASSEX(pVtx2==pA);
+        if (pB == pVtx0) return normal;
+        ASSEX(pVtx1==pB);
+    }
+    return -normal;
+}
+
+Pixel::Pixel(std::vector<Point3*>& vTriangleCorners, Calc* pGrid) : pCalc(pGrid), spacingAbs(pGrid->getSideLen()) {
+    ASSEX(!vTriangleCorners.empty());
+    ASSEX(vTriangleCorners.size()%3==0);
+    ASSEX(spacingAbs>0);
+    linkEdge2T(vTriangleCorners);
+    if (vTri.empty()) {
+        warning(KEL_PLACE, "No non-degenerate triangles");
+        return;
+    }
+    bfsSort();
+}
+
+void Pixel::linkEdge2T(std::vector<Point3*>& vTriangleCorners) {
+    vTriStore.reserve(vTriangleCorners.size() / 3);
+    for (std::size_t i = 0; i < vTriangleCorners.size(); i += 3) {
+        std::array<Point3*, 3> c = {vTriangleCorners[i], vTriangleCorners[i + 1], vTriangleCorners[i + 2]};
+        const bool bFinite = isFinitePoint(*c[0]) && isFinitePoint(*c[1]) && isFinitePoint(*c[2]);
+        if (!bFinite || !spansPlane(*c[0], *c[1], *c[2])) continue;
+        std::sort(c.begin(), c.end(), std::less<>());
+        // Rounding may leave a plane at one corner and none at another one.
+        if (spansPlane(*c[0], *c[1], *c[2])) vTriStore.emplace_back(c[0], c[1], c[2]);
+    }
+    const std::size_t numDropped = vTriangleCorners.size() / 3 - vTriStore.size();
+    if (numDropped > 0) warning(KEL_PLACE, "Skipped " + toString(numDropped) + " degenerate triangles");
+
+    vTri.reserve(vTriStore.size());
+    vEdge2Tri.reserve(3 * vTriStore.size());
+    for (Tri& tri : vTriStore) {
+        vTri.push_back(&tri);
+        vEdge2Tri.push_back({{tri.pVtx0, tri.pVtx1}, &tri});
+        vEdge2Tri.push_back({{tri.pVtx0, tri.pVtx2}, &tri});
+        vEdge2Tri.push_back({{tri.pVtx1, tri.pVtx2}, &tri});
+    }
+    sortEdgeTable();
+}
+
+// By lower vertex, then by higher vertex, then by triangle: the last is the order in which the entries come, and these sorts
+// are stable.
+void Pixel::sortEdgeTable() {
+    const auto code = [](const Point3* p) { return reinterpret_cast<std::uintptr_t>(p); };
+    radixSortOnThreads(
+        vEdge2Tri.data(), vEdge2Tri.size(), [code](const EdgeTri& entry) { return code(entry.first.second); },
+        numProcessors());
+    radixSortOnThreads(
+        vEdge2Tri.data(), vEdge2Tri.size(), [code](const EdgeTri& entry) { return code(entry.first.first); },
+        numProcessors());
+}
+
+std::size_t Pixel::endOfGroup(std::size_t begin) const {
+    std::size_t end = begin + 1;
+    while (end < vEdge2Tri.size() && vEdge2Tri[end].first == vEdge2Tri[begin].first)
+        ++end;
+    return end;
+}
+
+void Pixel::bfsSort() {
+    const std::size_t triSiz = vTri.size();
+    const auto numberOf = [this](const Tri* pTri) { return static_cast<std::size_t>(pTri - vTriStore.data()); };
+
+    // Where the group of each edge begins: of each triangle the edges opposite corners 0, 1, 2.
+    std::vector<std::array<std::size_t, 3>> vGroupBegin(triSiz);
+    for (std::size_t i = 0; i < vEdge2Tri.size();) {
+        const std::size_t begin = i, end = endOfGroup(begin);
+        for (; i < end; ++i) {
+            const auto& [ends, pTri] = vEdge2Tri[i];
+            const std::size_t opposite = ends.first == pTri->pVtx1 ? 0 : ends.second == pTri->pVtx2 ? 1 : 2;
+            vGroupBegin[numberOf(pTri)][opposite] = begin;
+        }
+    }
+
+    // The output is the queue as well. After the first visit to a group all its triangles are in there.
+    std::vector<Tri*> vOrdered;
+    vOrdered.reserve(triSiz);
+    std::vector<char> vSeen(triSiz), vGroupSeen(vEdge2Tri.size());
+    const auto enqueue = [&](Tri* pTri) {
+        char& bSeen = vSeen[numberOf(pTri)];
+        if (bSeen == 0) vOrdered.push_back(pTri);
+        bSeen = 1;
+    };
+    const auto enqueueGroup = [&](std::size_t begin) {
+        if (std::exchange(vGroupSeen[begin], 1) != 0) return;
+        const std::size_t end = endOfGroup(begin);
+        for (std::size_t i = begin; i < end; ++i)
+            enqueue(vEdge2Tri[i].second);
+    };
+    for (; !vTri.empty(); vTri.pop_back()) {
+        std::size_t head = vOrdered.size();
+        enqueue(vTri.back());
+        for (; head < vOrdered.size(); ++head)
+            for (const std::size_t begin : vGroupBegin[numberOf(vOrdered[head])])
+                enqueueGroup(begin);
+    }
+    vTri.swap(vOrdered);
+    ASSEX(vTri.size()==triSiz);
+}
+
+// ---- The whole soup -----------------------------------------------------------------------------------------------------
+
+void Pixel::pixelTriangles(std::vector<Point3>& vOut, std::vector<std::pair<CCD, CCD>>& vFeatures,
+                           std::vector<std::pair<CCD, CCD>>& vBorders, double featureAngle) {
+    if (vTri.empty()) return;
+    VRCDPoint vEdgePixels, vTriPixels;
+    pixelAllEdges(featureAngle, vEdgePixels, vFeatures, vBorders);
+    pixelAllInsides(vTriPixels);
+
+    vOut.reserve(vOut.size() + vEdgePixels.size() + vTriPixels.size());
+    Progress* pProgress = openStep("mandiffe", vEdgePixels.size());
+    VRCD vTaken;
+    vTaken.reserve(vEdgePixels.size());
+    for (const auto& [rcd, point] : vEdgePixels) {
+        vTaken.push_back(rcd);
+        vOut.push_back(point);
+        pProgress->incProgressByOne();
+    }
+    pProgress->setDone(true);
+    VRCDPoint().swap(vEdgePixels);
+
+    pProgress = openStep("mandiffa", vTriPixels.size());
+    radixSort(vTaken);
+    auto itTaken = vTaken.begin();
+    for (const auto& [rcd, point] : vTriPixels) {
+        while (itTaken != vTaken.end() && *itTaken < rcd)
+            ++itTaken;
+        if (itTaken == vTaken.end() || *itTaken != rcd) vOut.push_back(point);
+        pProgress->incProgressByOne();
+    }
+    pProgress->setDone(true);
+}
+
+// Tasks of the pool rasterise blocks of triangles. A block drops what it has several times before all blocks, in order, are
+// put together and sorted: most pixels go then, and the first of a cell stays the first.
+void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
+    Progress* pProgress = openStep("ar4", vTri.size());
+    std::vector<InsideBlock> vBlocks;
+    for (std::size_t begin = 0; begin < vTri.size(); begin = vBlocks.back().end) {
+        cutBlocks(begin, vBlocks);
+        forEach_MT(vBlocks, [this](InsideBlock& block) {
+            for (std::size_t i = block.begin; i < block.end; ++i)
+                convertOneT(vTri[i]->pVtx0, vTri[i]->pVtx1, vTri[i]->pVtx2, block.vPixels);
+            keepFirstOfCells(block.vPixels, 1);
+        });
+        for (const InsideBlock& block : vBlocks) {
+            vTriPixels.insert(vTriPixels.end(), block.vPixels.begin(), block.vPixels.end());
+            for (std::size_t i = block.begin; i < block.end; ++i)
+                pProgress->incProgressByOne();
+        }
+    }
+    pProgress->setDone(true);
+
+    pProgress = openStep("oifc", 1);
+    keepFirstOfCells(vTriPixels, numProcessors());
+    pProgress->incProgressByOne();
+    pProgress->setDone(true);
+}
+
+/// The blocks of the next round, from that triangle on: enough for all processors, and of a bounded number of pixels each
+/// but for triangles that have more.
+void Pixel::cutBlocks(std::size_t begin, std::vector<InsideBlock>& vBlocks) const {
+    constexpr std::size_t MAX_BLOCKS = 64;
+    constexpr double MAX_PIXELS = 30000.0, PIXELS_OF_A_CELL = 3.0, PIXELS_OF_A_TRIANGLE = 10.0;
+    vBlocks.clear();
+    while (begin < vTri.size() && vBlocks.size() < MAX_BLOCKS) {
+        InsideBlock block{begin, begin, {}};
+        for (double numPixels = 0.0; block.end < vTri.size() && numPixels < MAX_PIXELS; ++block.end) {
+            const Tri& tri = *vTri[block.end];
+            const double numCells = getArea(tri.pVtx0, tri.pVtx1, tri.pVtx2) / (spacingAbs * spacingAbs);
+            numPixels += PIXELS_OF_A_TRIANGLE + PIXELS_OF_A_CELL * numCells;
+        }
+        begin = block.end;
+        vBlocks.push_back(std::move(block));
+    }
+}
+
+// ---- Edges --------------------------------------------------------------------------------------------------------------
+
+void Pixel::pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<std::pair<CCD, CCD>>& vFeatures,
+                          std::vector<std::pair<CCD, CCD>>& vBorders) {
+    std::vector<AngleEdge> vFeatureEdges;
+    std::vector<FlatEdge> vFlatEdges;
+    sortOutEdges(featureAngle, vFeatureEdges, vFlatEdges);
+
+    Progress* pProgress = openStep("reo", 1);
+    sortMT(vFeatureEdges.begin(), vFeatureEdges.end());
+    reorderFeatureEdges(vFeatureEdges);
+    // The back of the list comes first. Borders alone make one kind of chains; each is walked from its first edge.
+    if (featureAngle >= NO_FOLDS) std::reverse(vFeatureEdges.begin(), vFeatureEdges.end());
+    pProgress->incProgressByOne();
+    pProgress->setDone(true);
+
+    PixelSet pixelSet(vPixels);
+    claimFeatureEnds(vFeatureEdges, pixelSet);
+    claimFeatureEdges(vFeatureEdges, pixelSet, vFeatures, vBorders);
+    claimFlatEdges(vFlatEdges, pixelSet);
+}
+
+void Pixel::reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges) {
+    const FeatureMgr featureMgr(vFeatureEdges);
+    vFeatureEdges.clear();
+    featureMgr.getOrderedPairs(vFeatureEdges);
+}
+
+/// Parts the edges into those that must stay sharp, with the largest angle by which a triangle folds against the first one,
+/// and the others, with the plane of the first one.
+void Pixel::sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges,
+                         std::vector<FlatEdge>& vFlatEdges) const {
+    Progress* pProgress = openStep("dih2e", vEdge2Tri.size());
+    for (std::size_t i = 0; i < vEdge2Tri.size();) {
+        const auto [p, q] = vEdge2Tri[i].first;
+        const std::size_t begin = i, end = endOfGroup(begin);
+        const Vector3 firstNNV = vEdge2Tri[begin].second->getNNV(p, q);
+        double angle = -1.0;
+        for (; i < end; ++i) {
+            // Triangles on opposite sides of the edge see it run the other way.
+            if (i > begin) angle = std::max(angle, getAngleDegree(firstNNV, -vEdge2Tri[i].second->getNNV(p, q)));
+            pProgress->incProgressByOne();
+        }
+        const bool bBorder = end - begin == 1;
+        if (bBorder) angle = BORDER_ANGLE;
+        if (bBorder ? !(featureAngle >= BORDER_ANGLE) : angle > featureAngle)
+            vFeatureEdges.push_back({angle, {p, q}});
+        else
+            vFlatEdges.push_back({p, q, Plane(*p, firstNNV)});
+    }
+    pProgress->setDone(true);
+}
+
+void Pixel::claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const {
+    Progress* pProgress = openStep("rFins", vFeatureEdges.size());
+    for (auto it = vFeatureEdges.rbegin(); it != vFeatureEdges.rend(); ++it) {
+        for (const Point3* pEnd : {it->second.first, it->second.second})
+            pixelSet.claim(pCalc->getRCD(pEnd), [pEnd] { return *pEnd; });
+        pProgress->incProgressByOne();
+    }
+    pProgress->setDone(true);
+}
+
+void Pixel::claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,
+                              std::vector<std::pair<CCD, CCD>>& vFeatures,
+                              std::vector<std::pair<CCD, CCD>>& vBorders) const {
+    Progress* pProgress = openStep("feate", vFeatureEdges.size());
+    VRCDPoint vEdgeRaster;
+    for (auto it = vFeatureEdges.rbegin(); it != vFeatureEdges.rend(); ++it) {
+        const auto& [angle, ends] = *it;
+        vEdgeRaster.clear();
+        rasterizeEdge(*ends.first, *ends.second, vEdgeRaster);
+        for (std::size_t i = 0; i < vEdgeRaster.size(); ++i) {
+            const auto& [rcd, point] = vEdgeRaster[i];
+            pixelSet.claim(rcd, [&point = point] { return point; });
+            if (i == 0) continue;
+            const CCD ccd0 = pCalc->getCCD(&vEdgeRaster[i - 1].second), ccd1 = pCalc->getCCD(&point);
+            ASSEX(ccd0!=ccd1);
+            vFeatures.emplace_back(std::minmax(ccd0, ccd1));
+            if (angle == BORDER_ANGLE) vBorders.push_back(vFeatures.back());
+        }
+        pProgress->incProgressByOne();
+    }
+    pProgress->setDone(true);
+}
+
+void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const {
+    Progress* pProgress = openStep("nfeate", vFlatEdges.size());
+    VRCDPoint vEdgeRaster;
+    for (const auto& [p, q, plane] : vFlatEdges) {
+        vEdgeRaster.clear();
+        rasterizeEdge(*p, *q, vEdgeRaster);
+        for (const auto& [rcd, own] : vEdgeRaster)
+            pixelSet.claim(rcd, [&, &cell = rcd, &point = own, &flat = plane] { return placeOnPlane(cell, flat, point); });
+        pProgress->incProgressByOne();
+    }
+    pProgress->setDone(true);
+}
+
+/// Where a plane that passes a cell is nearest to its midpoint, or else in the middle of what it cuts out of the cell; own
+/// where neither is in the cell.
+Point3 Pixel::placeOnPlane(RCD rcd, const Plane& plane, const Point3& own) const {
+    const Point3 foot = plane.projection(pCalc->getMidPoint_RCD(rcd));
+    if (isIn(rcd, foot)) return foot;
+    bool bOK = false;
+    const Point3 mid = getMidOfCutPlane(rcd, plane, bOK);
+    return bOK && isIn(rcd, mid) ? mid : own;
+}
+
+}  // namespace TARN_KEL

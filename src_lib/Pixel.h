@@ -1,0 +1,110 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+#include "Plane.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// One triangle of a soup that spans a plane. Its corners are vertices: corners of equal coordinates are one pointer.
+class Tri {
+public:
+    /// Corners ascending by address, else an assertion fails.
+    Tri(Point3* p0, Point3* p1, Point3* p2);
+
+    /// The unit normal, signed by one of the edges: seen from its tip the triangle lies to the left of the way from pA to
+    /// pB. So it doesn't depend on the winding of the soup. Other pairs fail an assertion.
+    Vector3 getNNV(Point3* pA, Point3* pB);
+
+    Point3 *pVtx0, *pVtx1, *pVtx2;
+
+private:
+    Vector3 normal;  // of pVtx0, pVtx1, pVtx2; zero until first asked for
+};
+
+/// Turns a triangle soup into cells, one point each, in such a way that sharp edges survive all later stages.
+///
+/// A cell belongs to who claims it first: the ends of feature edges, which so keep their exact places, then feature edges
+/// cell by cell, then other edges, then the insides of triangles. Feature edges are borders and folds of more than the
+/// feature angle; they come chain by chain, those of the sharpest chain first. Elsewhere the point of a cell lies on a
+/// triangle's plane, as near as may be to the cell's midpoint.
+///
+/// Each point lies in its cell, and no cell has two. Insides are sampled by scan lines 0.577 cells apart, so a cell of which
+/// a triangle cuts off a sliver only may be missed.
+///
+/// The order of addresses of the corners decides which way edges run, so the same order must come from the same soup. All
+/// other results are independent of addresses, and of the number of processors.
+class Pixel {
+public:
+    using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
+    using AngleEdge = std::pair<double, std::pair<Point3*, Point3*>>;
+
+    /// vTriangleCorners: three a triangle, not empty, equal ones as one pointer; the points stay the caller's and must
+    /// outlive this object, as must the grid. Triangles with a corner that isn't finite and those that span no plane are
+    /// left out, with one warning that counts them. O(n log n).
+    Pixel(std::vector<Point3*>& vTriangleCorners, Calc* pCalc);
+    Pixel(const Pixel&) = delete;
+    Pixel& operator=(const Pixel&) = delete;
+
+    /// Appends one point a cell: those of edges as they claim cells, then those of insides by ascending code. Appends the
+    /// pairs of neighbouring cells along feature edges, and along those that are borders, lower code first; a pair may come
+    /// twice. featureAngle: degrees; from 360 on only borders are features, from 9999 on nothing is. Time and memory for the
+    /// cells made and the triangles read, and what sorting them takes.
+    void pixelTriangles(std::vector<Point3>& vOut, std::vector<std::pair<CCD, CCD>>& vFeatures,
+                        std::vector<std::pair<CCD, CCD>>& vBorders, double featureAngle);
+
+    // ---- Its steps
+    /// Appends the pixels of all edges, one a cell.
+    void pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<std::pair<CCD, CCD>>& vFeatures,
+                       std::vector<std::pair<CCD, CCD>>& vBorders);
+    /// The feature edges, sorted ascending, in the order and direction of their chains (FeatureMgr).
+    void reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges);
+    /// Appends the cells that a segment passes through, in order: the first with a, the last with b, those between with the
+    /// middle of the piece in them. Nothing for a segment in one cell. Ends after a few steps a cell for all points on the
+    /// grid.
+    void rasterizeEdge(const Point3& a, const Point3& b, VRCDPoint& vEdgeRaster) const;
+    /// Appends the pixels of the inside of a triangle, most cells several times. The corners must span a plane.
+    void convertOneT(Point3* c0, Point3* c1, Point3* c2, VRCDPoint& vOut) const;
+    /// One scan line of convertOneT, from a to b, both on the plane; the cell of a is left out at the start.
+    void rasterizePlane(const Plane& plane, const Point3& a, const Point3& b, VRCDPoint& vOut) const;
+    /// The mean of the points in which a plane cuts the edges of a cell. bOK false, after a warning, when these aren't three
+    /// at least.
+    Point3 getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const;
+
+    using EdgeTri = std::pair<std::pair<Point3*, Point3*>, Tri*>;
+
+    Calc* pCalc;                     ///< not owned
+    double spacingAbs;               ///< the edge of a cell
+    std::vector<Tri*> vTri;          ///< breadth first over shared edges, piece by piece; owned
+    std::vector<EdgeTri> vEdge2Tri;  ///< the three edges of each triangle, lower pointer first; sorted
+
+private:
+    class PixelSet;
+    struct InsideBlock;
+    struct FlatEdge {
+        Point3 *p, *q;
+        Plane plane;
+    };
+
+    void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
+    void sortEdgeTable();
+    std::size_t endOfGroup(std::size_t begin) const;
+    void bfsSort();
+    void sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges, std::vector<FlatEdge>& vFlatEdges) const;
+    void claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const;
+    void claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,
+                           std::vector<std::pair<CCD, CCD>>& vFeatures, std::vector<std::pair<CCD, CCD>>& vBorders) const;
+    void claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const;
+    void pixelAllInsides(VRCDPoint& vTriPixels) const;
+    void cutBlocks(std::size_t begin, std::vector<InsideBlock>& vBlocks) const;
+    Point3 placeOnPlane(RCD rcd, const Plane& plane, const Point3& own) const;
+    bool isIn(RCD rcd, const Point3& p) const { return pCalc->getRCD(&p) == rcd; }
+
+    std::vector<Tri> vTriStore;  // never grows, so that pointers stay valid
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,471 @@
+// The rasteriser of triangle soups: which cells segments, triangles and whole soups get, and what stands in them.
+#include "Pixel.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <deque>
+#include <limits>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "Cloud.h"
+#include "FeatureMgr.h"
+#include "Progress.h"
+#include "Random.h"
+#include "freeFunctions.h"
+#include "support/capture.h"
+#include "support/soups.h"
+
+namespace {
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+using VRCDPoint = Pixel::VRCDPoint;
+using CellPairs = std::vector<std::pair<CCD, CCD>>;
+
+const double QUIET_NAN = std::numeric_limits<double>::quiet_NaN();
+
+std::array<double, 3> coordinatesOf(const Point3& p) {
+    return {p.x(), p.y(), p.z()};
+}
+
+/// A rasteriser on its own, with a grid round the place where a test works.
+struct Bench {
+    explicit Bench(double cellEdge = 1.0, double offset = 0.0)
+        : calc(offset - cellEdge * 2048.0, offset - cellEdge * 2048.0, offset - cellEdge * 2048.0, cellEdge * 4096.0,
+               cellEdge * 4096.0, cellEdge * 4096.0, 12),
+          vVtx{{offset, offset, offset}, {offset + cellEdge, offset, offset}, {offset, offset + cellEdge, offset}},
+          vCorners{&vVtx[0], &vVtx[1], &vVtx[2]},
+          pixel(vCorners, &calc) {}
+
+    VRCDPoint walk(const Point3& a, const Point3& b) const {
+        VRCDPoint v;
+        pixel.rasterizeEdge(a, b, v);
+        return v;
+    }
+    /// The part 0 to 1 of a segment that is in a cell, grown by eps cells on all sides; negative when none is.
+    double partInCell(const Point3& a, const Point3& b, RCD rcd, double eps) const {
+        const auto low = coordinatesOf(calc.getRefPoint_RCD(rcd)), from = coordinatesOf(a), to = coordinatesOf(b);
+        const double side = calc.getSideLen();
+        double t0 = 0.0, t1 = 1.0;
+        for (std::size_t i = 0; i < 3; ++i) {
+            const double lo = low[i] - eps * side, hi = low[i] + side + eps * side, d = to[i] - from[i];
+            if (d == 0.0) {
+                if (from[i] < lo || from[i] > hi) return -1.0;
+                continue;
+            }
+            t0 = std::max(t0, std::min((lo - from[i]) / d, (hi - from[i]) / d));
+            t1 = std::min(t1, std::max((lo - from[i]) / d, (hi - from[i]) / d));
+        }
+        return t1 - t0;
+    }
+    /// What is wrong with the cells of a segment; empty when nothing is. eps: cells by which rounding may err.
+    std::string fault(const Point3& a, const Point3& b, double eps) const {
+        const VRCDPoint v = walk(a, b);
+        const RCD start = calc.getRCD(&a), stop = calc.getRCD(&b);
+        if (start == stop) return v.empty() ? "" : "a segment in one cell has a raster";
+        if (v.front() != std::pair(start, a) || v.back() != std::pair(stop, b)) return "an end is wrong";
+        std::set<RCD> sCell;
+        for (std::size_t i = 0; i < v.size(); ++i) {
+            const auto& [rcd, p] = v[i];
+            if (!sCell.insert(rcd).second) return "a cell comes twice";
+            if (calc.getRCD(&p) != rcd) return "a point isn't in its cell";
+            if (partInCell(a, b, rcd, eps) < 0.0) return "a cell is off the segment";
+            if (i > 0 && !areNeighbours(v[i - 1].first, rcd)) return "a gap";
+        }
+        const double length = (b - a).length() / calc.getSideLen();
+        for (const RCD rcd : cellsBetween(start, stop))
+            if (sCell.count(rcd) == 0 && partInCell(a, b, rcd, -eps) * length > 4.0 * eps) return "a cell is missing";
+        return "";
+    }
+    static bool areNeighbours(RCD a, RCD b) {
+        const auto near = [](unsigned long long i, unsigned long long j) { return i <= j + 1 && j <= i + 1; };
+        return near(getX_RCD(a), getX_RCD(b)) && near(getY_RCD(a), getY_RCD(b)) && near(getZ_RCD(a), getZ_RCD(b));
+    }
+    /// All cells of the box of two cells; none when these are many.
+    static VRCD cellsBetween(RCD a, RCD b) {
+        const auto [x0, x1] = std::minmax({getX_RCD(a), getX_RCD(b)});
+        const auto [y0, y1] = std::minmax({getY_RCD(a), getY_RCD(b)});
+        const auto [z0, z1] = std::minmax({getZ_RCD(a), getZ_RCD(b)});
+        VRCD v;
+        if ((x1 - x0 + 1) * (y1 - y0 + 1) * (z1 - z0 + 1) > 1000) return v;
+        for (auto x = x0; x <= x1; ++x)
+            for (auto y = y0; y <= y1; ++y)
+                for (auto z = z0; z <= z1; ++z)
+                    v.push_back(packRCD(x, y, z));
+        return v;
+    }
+
+    Calc calc;
+    std::vector<Point3> vVtx;
+    std::vector<Point3*> vCorners;
+    Pixel pixel;
+};
+
+/// The soup in the cells of a grid, as a run has it up to the bundles.
+struct Rasterised {
+    explicit Rasterised(TriangleSoup soup, double spacing = 1.0, double featureAngle = 30.0)
+        : cloud("soup", spacing, -1.0, true, -1) {
+        progressForMelt();
+        text = outputOf([&] {
+            cloud.setInputPoints(soup);
+            cloud.preparePixelsAndFeatures(featureAngle);
+        });
+    }
+    CCD cellOf(const Point3& p) const { return cloud.pCalc->getCCD(&p); }
+    std::set<CCD> cells() const {
+        std::set<CCD> sCell;
+        for (const Bundle* pBundle : cloud.vBundles)
+            sCell.insert(pBundle->ccd);
+        return sCell;
+    }
+    bool has(const Point3& p) const { return std::count(cloud.vPoints.begin(), cloud.vPoints.end(), p) == 1; }
+
+    Cloud cloud;
+    std::string text;
+};
+
+/// Triangles of all sizes between corners that are often shared; some are flat, some come twice.
+TriangleSoup wildSoup(unsigned seed, int numTriangles, double size) {
+    Scan scan(seed);
+    std::vector<Point3> vVtx = scaled(scan.dust(static_cast<std::size_t>(numTriangles)), size);
+    TriangleSoup soup;
+    for (int i = 0; i < 3 * numTriangles; ++i)
+        soup.push_back(vVtx[static_cast<std::size_t>(scan.uniform(0.0, static_cast<double>(vVtx.size())))]);
+    return soup;
+}
+
+// ---- Segments
+
+TEST(rasterizeEdge, givesTheCellsThatTheSegmentPassesThrough) {
+    for (const auto& [offset, eps] : {std::pair{0.0, 1e-11}, {1e6, 1e-8}, {-3e9, 1e-5}}) {
+        const Bench bench(0.37, offset);
+        Scan scan(1);
+        for (int n = 0; n < 40000; ++n) {
+            const double reach = std::pow(10.0, scan.uniform(-2.0, n % 50 == 0 ? 2.0 : 0.5));
+            double c[6];
+            for (double& value : c)
+                value = offset + scan.uniform(-reach, reach);
+            const int same = n % 8;  // axes on which it stands still
+            const Point3 a(c[0], c[1], c[2]);
+            const Point3 b((same & 4) != 0 ? c[0] : c[3], (same & 2) != 0 ? c[1] : c[4], (same & 1) != 0 ? c[2] : c[5]);
+            ASSERT_EQ(bench.fault(a, b, eps), "") << "offset " << offset << ", segment " << n;
+        }
+    }
+}
+
+// Ends and crossings on planes, edges and corners of the grid, where each decision is on the knife's edge.
+TEST(rasterizeEdge, passesThroughLatticePoints) {
+    const Bench bench;
+    Random random(2);
+    const auto half = [&] { return (random.next() % 13 - 6) / 2.0; };
+    for (int n = 0; n < 20000; ++n) {
+        const Point3 a(half(), half(), half()), b(half(), half(), half());
+        ASSERT_EQ(bench.fault(a, b, 1e-12), "") << a << " to " << b;
+    }
+    const VRCDPoint vDiagonal = bench.walk({0.5, 0.5, 0.5}, {3.5, 3.5, 3.5});
+    EXPECT_EQ(vDiagonal.size(), 4U);
+    EXPECT_EQ(vDiagonal[1].second, Point3(1.5, 1.5, 1.5)) << "the middle of the piece in the cell";
+}
+
+TEST(rasterizeEdge, endsWhateverTheSegment) {
+    const Bench bench;
+    const double tiny = 1e-310, small = 1e-300;
+    for (const auto& [a, b] : {std::pair{Point3(0, 0, 0), Point3(-tiny, 0, 0)},
+                               {Point3(small, 0, 0), Point3(-small, tiny, 0)},
+                               {Point3(0, 0, 0), Point3(-1e3, tiny, -tiny)},
+                               {Point3(tiny, 0, 0), Point3(-900, 0, 0)}}) {
+        EXPECT_EQ(bench.fault(a, b, 1e-12), "") << a << " to " << b;
+        EXPECT_EQ(bench.fault(b, a, 1e-12), "") << b << " to " << a;
+    }
+    // Cells below an ulp: there is no way through all of them, but an end.
+    const Bench coarse(1.0, 1e17);
+    const VRCDPoint v = coarse.walk({1e17, 1e17, 1e17}, {1e17 + 1600, 1e17 - 800, 1e17});
+    EXPECT_TRUE(v.size() >= 2 && v.size() < 10000);
+}
+
+// ---- Triangles
+
+TEST(convertOneT, fillsTheInside) {
+    for (const double offset : {0.0, 1e6}) {
+        const Bench bench(1.0, offset);
+        Scan scan(3);
+        for (int n = 0; n < 300; ++n) {
+            const double reach = std::pow(10.0, scan.uniform(-1.0, 1.5));
+            std::vector<Point3> v;
+            for (int i = 0; i < 3; ++i) {
+                const double x = scan.uniform(-reach, reach), y = scan.uniform(-reach, reach),
+                             z = scan.uniform(-reach, reach);
+                v.emplace_back(offset + x, offset + y, offset + z);
+            }
+            VRCDPoint vPixels;
+            bench.pixel.convertOneT(&v[0], &v[1], &v[2], vPixels);
+            std::set<RCD> sCell;
+            for (const auto& [rcd, p] : vPixels) {
+                sCell.insert(rcd);
+                ASSERT_EQ(bench.calc.getRCD(&p), rcd);
+                ASSERT_LT(Plane(v[0], v[1], v[2]).distance(p), 1e-8);
+                // A sample is in the triangle and in the cell, and so is a place of its neighbourhood.
+                ASSERT_LT(distanceToTriangle(bench.calc.getMidPoint_RCD(rcd), v[0], v[1], v[2]), 0.867);
+            }
+            // Where a disc of a cell's half diagonal round the place is in the triangle, a sample falls near it.
+            for (int i = 0; i < 200; ++i) {
+                const double s = std::sqrt(scan.uniform(0.0, 1.0)), t = scan.uniform(0.0, 1.0);
+                const Point3 p = v[0] + (v[1] - v[0]) * (s * (1.0 - t)) + (v[2] - v[0]) * (s * t);
+                const RCD rcd = bench.calc.getRCD(&p);
+                bool bNear = sCell.count(rcd) != 0;
+                const Point3 mid = bench.calc.getMidPoint_RCD(rcd);
+                const bool bSliver = Plane(v[0], v[1], v[2]).distance(mid) > 0.3;
+                const double rim = std::min(
+                    {getPointSegDist(v[0], v[1], p), getPointSegDist(v[1], v[2], p), getPointSegDist(v[2], v[0], p)});
+                ASSERT_TRUE(bNear || bSliver || rim < 1.8) << "a cell is missing in the inside";
+            }
+        }
+    }
+}
+
+TEST(getMidOfCutPlane, isTheMiddleOfTheSection) {
+    const Bench bench;
+    const Point3 low(3, 4, 5);
+    const RCD rcd = bench.calc.getRCD(&low);
+    bool bOK = false;
+    EXPECT_EQ(bench.pixel.getMidOfCutPlane(rcd, Plane({3.25, 0, 0}, {1, 0, 0}), bOK), Point3(3.25, 4.5, 5.5));
+    EXPECT_TRUE(bOK);
+    const Point3 cut = bench.pixel.getMidOfCutPlane(rcd, Plane({3.3, 4, 5}, {1, 1, 1}), bOK);
+    EXPECT_TRUE(bOK);
+    EXPECT_NEAR((cut - Point3(3.1, 4.1, 5.1)).length(), 0.0, 1e-14) << "a corner cut off";
+    const std::string text = outputOf([&] { bench.pixel.getMidOfCutPlane(rcd, Plane({2.9, 0, 0}, {1, 0, 0}), bOK); });
+    EXPECT_FALSE(bOK);
+    EXPECT_EQ(countIn(text, "Not enough intersections") + countIn(text, "numCuts: 0"), 2);
+}
+
+TEST(Tri, hasANormalSignedByTheEdge) {
+    std::vector<Point3> v = {{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {5, 5, 5}};
+    Tri tri(&v[0], &v[1], &v[2]);
+    for (int i = 0; i < 3; ++i) {
+        Point3 *pA = &v[static_cast<std::size_t>(i)], *pB = &v[static_cast<std::size_t>((i + 1) % 3)];
+        EXPECT_EQ(tri.getNNV(pA, pB) * Vector3(0, 0, 1), 1.0);
+        EXPECT_EQ(tri.getNNV(pB, pA) * Vector3(0, 0, 1), -1.0);
+    }
+    EXPECT_EQ(countIn(reportOf([&] { tri.getNNV(&v[0], &v[3]); }), conditionFailed("pVtx2==pB")), 1);
+    EXPECT_EQ(countIn(reportOf([&] { Tri(&v[1], &v[0], &v[2]); }), conditionFailed("pVtx0<pVtx1 && pVtx1<pVtx2")), 1);
+    Point3 aRow[] = {{0, 0, 0}, {1, 1, 1}, {2, 2, 2}};
+    Tri flat(&aRow[0], &aRow[1], &aRow[2]);
+    const std::string report = reportOf([&] { flat.getNNV(&aRow[0], &aRow[1]); });
+    EXPECT_EQ(countIn(report, "uh, degenerate Tri") + countIn(report, "vec01=1 1 1") + countIn(report, "vec12="), 3);
+    EXPECT_EQ(countIn(report, conditionFailed("bOK")), 1);
+}
+
+// ---- Soups
+
+/// The rules for a whole soup once more, on maps and sets, from the walk and the scan lines alone.
+class PlainRaster {
+public:
+    PlainRaster(std::vector<Point3*>& vCorners, const Calc& grid, const Pixel& walks, double featureAngle)
+        : calc(grid), pixel(walks) {
+        for (std::size_t i = 0; i < vCorners.size(); i += 3)
+            addTriangle({vCorners[i], vCorners[i + 1], vCorners[i + 2]});
+        std::vector<FeatureMgr::AngleEdge> vFeature;
+        std::vector<std::pair<Ends, Plane>> vFlat;
+        for (const auto& [ends, vOnEdge] : mEdgeT) {
+            const Vector3 first = normalAlong(vOnEdge[0], ends);
+            double angle = vOnEdge.size() == 1 ? 9999.0 : -1.0;
+            for (std::size_t i = 1; i < vOnEdge.size(); ++i)
+                angle = std::max(angle, getAngleDegree(first, -normalAlong(vOnEdge[i], ends)));
+            if (angle > featureAngle)
+                vFeature.push_back({angle, ends});
+            else
+                vFlat.emplace_back(ends, Plane(*ends.first, first));
+        }
+        std::sort(vFeature.begin(), vFeature.end());
+        std::vector<FeatureMgr::AngleEdge> vOrdered;
+        FeatureMgr(vFeature).getOrderedPairs(vOrdered);
+        if (featureAngle < 360.0) std::reverse(vOrdered.begin(), vOrdered.end());
+        for (const auto& [angle, ends] : vOrdered)
+            for (const Point3* p : {ends.first, ends.second})
+                claim(calc.getRCD(p), *p);
+        for (const auto& [angle, ends] : vOrdered)
+            claimFeature(angle, ends);
+        for (const auto& [ends, plane] : vFlat)
+            claimFlat(ends, plane);
+        claimInsides();
+    }
+
+    std::vector<Point3> vOut;
+    CellPairs vFeatures, vBorders;
+
+private:
+    using Ends = std::pair<Point3*, Point3*>;
+    using Corners = std::array<Point3*, 3>;
+
+    void addTriangle(Corners t) {
+        std::sort(t.begin(), t.end());
+        if (!Plane::canConstruct(*t[0], *t[1], *t[2])) return;
+        for (const Ends& ends : {Ends(t[0], t[1]), Ends(t[0], t[2]), Ends(t[1], t[2])})
+            mEdgeT[ends].push_back(vT.size());
+        vT.push_back(t);
+    }
+    Vector3 normalAlong(std::size_t i, const Ends& ends) const {
+        bool bOK = false;
+        const Vector3 normal = getNormalVector(*vT[i][0], *vT[i][1], *vT[i][2], bOK);
+        return ends == Ends(vT[i][0], vT[i][2]) ? -normal : normal;
+    }
+    bool claim(RCD rcd, const Point3& p) {
+        if (!sTaken.insert(rcd).second) return false;
+        vOut.push_back(p);
+        return true;
+    }
+    void claimFeature(double angle, const Ends& ends) {
+        VRCDPoint v;
+        pixel.rasterizeEdge(*ends.first, *ends.second, v);
+        for (std::size_t i = 0; i < v.size(); ++i) {
+            claim(v[i].first, v[i].second);
+            if (i == 0) continue;
+            vFeatures.emplace_back(std::minmax(calc.rcd2ccd(v[i - 1].first), calc.rcd2ccd(v[i].first)));
+            if (angle == 9999.0) vBorders.push_back(vFeatures.back());
+        }
+    }
+    void claimFlat(const Ends& ends, const Plane& plane) {
+        VRCDPoint v;
+        pixel.rasterizeEdge(*ends.first, *ends.second, v);
+        for (const auto& [rcd, own] : v) {
+            if (!claim(rcd, own)) continue;
+            bool bOK = false;
+            const Point3 foot = plane.projection(calc.getMidPoint_RCD(rcd));
+            const Point3 cut = pixel.getMidOfCutPlane(rcd, plane, bOK);
+            if (calc.getRCD(&foot) == rcd)
+                vOut.back() = foot;
+            else if (bOK && calc.getRCD(&cut) == rcd)
+                vOut.back() = cut;
+        }
+    }
+    void claimInsides() {
+        std::map<RCD, Point3> mInside;
+        for (const std::size_t t : breadthFirst()) {
+            VRCDPoint v;
+            pixel.convertOneT(vT[t][0], vT[t][1], vT[t][2], v);
+            mInside.insert(v.begin(), v.end());
+        }
+        for (const auto& [rcd, p] : mInside)
+            claim(rcd, p);
+    }
+    std::vector<std::size_t> breadthFirst() const {
+        std::vector<std::size_t> vOrder;
+        std::set<std::size_t> sSeen;
+        for (std::size_t seed = vT.size(); seed-- > 0;) {
+            std::deque<std::size_t> dQueue;
+            if (sSeen.insert(seed).second) dQueue.push_back(seed);
+            for (; !dQueue.empty(); dQueue.pop_front()) {
+                const Corners& t = vT[dQueue.front()];
+                vOrder.push_back(dQueue.front());
+                for (const Ends& ends : {Ends(t[1], t[2]), Ends(t[0], t[2]), Ends(t[0], t[1])})
+                    for (const std::size_t other : mEdgeT.at(ends))
+                        if (sSeen.insert(other).second) dQueue.push_back(other);
+            }
+        }
+        return vOrder;
+    }
+
+    const Calc& calc;
+    const Pixel& pixel;
+    std::vector<Corners> vT;
+    std::map<Ends, std::vector<std::size_t>> mEdgeT;
+    std::set<RCD> sTaken;
+};
+
+std::string faultOf(const Rasterised& run) {
+    if (run.cells().size() != run.cloud.vBundles.size()) return "a cell has two points";
+    if (run.cloud.vPoints.size() != run.cloud.vBundles.size()) return "there is a point without a bundle";
+    for (std::size_t i = 0; i < run.cloud.vPoints.size(); ++i) {
+        const Bundle& bundle = *run.cloud.vBundles[i];
+        if (bundle.pVtx != &run.cloud.vPoints[i] || bundle.deliveredPoint != *bundle.pVtx)
+            return "a bundle has another point";
+        if (run.cellOf(*bundle.pVtx) != bundle.ccd) return "a point isn't in its cell";
+    }
+    return "";
+}
+
+TEST(pixelTriangles, agreesWithTheRulesWrittenPlainly) {
+    const CoutSilence silence;
+    for (unsigned seed = 0; seed < 120; ++seed) {
+        TriangleSoup soup = wildSoup(seed, 1 + static_cast<int>(seed % 20), std::array{0.3, 1.0, 2.0, 4.0, 8.0}[seed % 5]);
+        if (seed % 3 == 0) soup = joined(soup, torusSoup(8));
+        const double featureAngle = std::array{30.0, 0.0, 150.0, 361.0}[seed % 4];
+        progressForMelt();
+        const Rasterised run(soup, 0.21, featureAngle);
+        EXPECT_EQ(faultOf(run), "") << "seed " << seed;
+
+        std::map<Point3, Point3*> mFirst;
+        std::vector<Point3*> vCorners;
+        for (Point3& p : soup)
+            vCorners.push_back(mFirst.emplace(p, &p).first->second);
+        const Pixel walks(vCorners, run.cloud.pCalc);
+        const PlainRaster plain(vCorners, *run.cloud.pCalc, walks, featureAngle);
+        EXPECT_EQ(run.cloud.vPoints, plain.vOut) << "seed " << seed;
+        EXPECT_EQ(run.cloud.vFeatures, plain.vFeatures) << "seed " << seed;
+        EXPECT_EQ(run.cloud.vBorders, plain.vBorders) << "seed " << seed;
+    }
+}
+
+TEST(pixelTriangles, keepsCornersAndEdgesOfFeatures) {
+    const TriangleSoup box = turned(boxSoup({0, 0, 0}, {9, 8, 7}), 25.0);
+    const Rasterised run(box);
+    for (const Point3& corner : box)
+        EXPECT_TRUE(run.has(corner));
+    EXPECT_FALSE(run.cloud.vFeatures.empty());
+    EXPECT_TRUE(run.cloud.vBorders.empty());
+    for (const auto& [ccd0, ccd1] : run.cloud.vFeatures)
+        EXPECT_TRUE(ccd0 < ccd1 && run.cells().count(ccd0) + run.cells().count(ccd1) == 2);
+    EXPECT_TRUE(Rasterised(box, 1.0, 361.0).cloud.vFeatures.empty()) << "no borders, and no other features then";
+}
+
+TEST(pixelTriangles, takesAnOpenSheetForWhatItIs) {
+    const Point3 a(0.5, 0.5, 0.2), b(20.5, 0.5, 0.2), c(20.5, 15.5, 0.2), d(0.5, 15.5, 0.2);
+    const Rasterised same({a, b, c, a, c, d}), opposite({a, b, c, a, d, c});
+    EXPECT_EQ(same.cloud.vPoints, opposite.cloud.vPoints) << "winding plays no part";
+    EXPECT_EQ(same.cloud.vBorders, opposite.cloud.vBorders);
+    EXPECT_EQ(same.cloud.vBorders, same.cloud.vFeatures);
+    EXPECT_EQ(same.cloud.vBorders.size(), 70U) << "the steps round the sheet, none along its diagonal";
+    EXPECT_EQ(same.cells().size(), 21U * 16U) << "all cells of the rectangle";
+    EXPECT_TRUE(Rasterised({a, b, c, a, c, d}, 1.0, 9999.0).cloud.vFeatures.empty()) << "not even borders";
+    // Three sheets on one edge, the third folds.
+    const Rasterised three({a, b, c, a, c, d, a, c, {10, 5, 9}}, 1.0, 30.0);
+    EXPECT_GT(three.cloud.vFeatures.size(), three.cloud.vBorders.size());
+}
+
+TEST(pixelTriangles, makesNothingOfWhatHasNoInside) {
+    const Point3 a(0, 0, 0), b(3, 0, 0), c(0, 3, 0), nan(QUIET_NAN, 0, 0);
+    const Rasterised run({a, b, c, a, a, b, a, b, {1.5, 0, 0}, a, b, nan, {1e30, 0, 0}, nan, b});
+    EXPECT_EQ(countIn(run.text, "WARNING"), 1) << run.text;
+    EXPECT_EQ(countIn(run.text, "Skipped 4 degenerate triangles"), 1) << run.text;
+    EXPECT_EQ(run.cloud.vPoints, Rasterised({a, b, c}).cloud.vPoints);
+    for (const TriangleSoup& soup : {TriangleSoup{a, b, nan}, {a, a, a}, {a, b, {1, 0, 0}}}) {
+        const Rasterised nothing(soup);
+        EXPECT_EQ(countIn(nothing.text, "Skipped 1 degenerate triangles"), 1) << nothing.text;
+        EXPECT_EQ(countIn(nothing.text, "No non-degenerate triangles"), 1) << nothing.text;
+        EXPECT_TRUE(nothing.cloud.vBundles.empty() && nothing.cloud.vPoints.empty());
+    }
+    EXPECT_EQ(countIn(Rasterised({}).text, "Nothing to do for cloud soup"), 1);
+    // A triangle in one cell leaves the first of its corners, however thin it is.
+    EXPECT_EQ(Rasterised({{0.1, 0.1, 0.1}, {0.2, 0.1, 0.1}, {0.2, 0.1 + 1e-13, 0.1}}).cloud.vPoints.size(), 1U);
+    const CoutSilence silence;
+    EXPECT_THROW(Rasterised({a, b, c, a}), KelBugException);
+}
+
+TEST(pixelTriangles, keepsItsInvariantsFarFromTheOrigin) {
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        const TriangleSoup soup =
+            scaled(seed % 2 == 0 ? wildSoup(seed, 40, 8.0) : turned(boredBlockSoup(16), seed), 1.0, 1e6);
+        EXPECT_EQ(faultOf(Rasterised(soup, 0.05, 30.0)), "") << "seed " << seed;
+    }
+    const Rasterised big({{0, 0, 0.3}, {1414, 0, 500}, {0, 1414, 500}});
+    EXPECT_EQ(faultOf(big), "");
+    EXPECT_GT(big.cloud.vPoints.size(), 1000000U);
+}
+
+}  // namespace

@@ -1,23 +1,14 @@
 // Feature edges in chains: which edges continue each other, and in which order and direction they come out.
 #include "FeatureMgr.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <list>
-#include <map>
-#include <memory>
-#include <set>
-#include <string>
-#include <vector>
 
-#include "Random.h"
 #include "freeFunctions.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
 
 namespace {
-
-using namespace TARN_KEL;
 
 using AngleEdge = FeatureMgr::AngleEdge;
 using Edges = std::vector<AngleEdge>;

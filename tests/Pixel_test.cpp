@@ -1,34 +1,21 @@
 // The rasteriser of triangle soups: which cells segments, triangles and whole soups get, and what stands in them.
 #include "Pixel.h"
 
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <cmath>
 #include <deque>
-#include <limits>
-#include <map>
-#include <set>
-#include <string>
-#include <vector>
 
 #include "Cloud.h"
 #include "FeatureMgr.h"
 #include "Progress.h"
-#include "Random.h"
 #include "freeFunctions.h"
-#include "support/capture.h"
+#include "support/prelude.h"
 #include "support/soups.h"
+
+using namespace TARN_TEST;
 
 namespace {
 
-using namespace TARN_KEL;
-using namespace TARN_TEST;
-
 using VRCDPoint = Pixel::VRCDPoint;
 using CellPairs = std::vector<std::pair<CCD, CCD>>;
-
-const double QUIET_NAN = std::numeric_limits<double>::quiet_NaN();
 
 std::array<double, 3> coordinatesOf(const Point3& p) {
     return {p.x(), p.y(), p.z()};
@@ -439,7 +426,7 @@ TEST(pixelTriangles, takesAnOpenSheetForWhatItIs) {
 }
 
 TEST(pixelTriangles, makesNothingOfWhatHasNoInside) {
-    const Point3 a(0, 0, 0), b(3, 0, 0), c(0, 3, 0), nan(QUIET_NAN, 0, 0);
+    const Point3 a(0, 0, 0), b(3, 0, 0), c(0, 3, 0), nan(NOT_A_NUMBER, 0, 0);
     const Rasterised run({a, b, c, a, a, b, a, b, {1.5, 0, 0}, a, b, nan, {1e30, 0, 0}, nan, b});
     EXPECT_EQ(countIn(run.text, "WARNING"), 1) << run.text;
     EXPECT_EQ(countIn(run.text, "Skipped 4 degenerate triangles"), 1) << run.text;

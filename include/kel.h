@@ -258,6 +258,17 @@ struct ManifoldReport {
 ///
 /// Runs under a progress root of its own, "Manifold", when none is open. The same mesh gives the same result. Near O(n).
 ManifoldReport makeManifold(MeshPtr pMesh);
+/// Closes holes: border loops of at most maxEdges edges, each filled by triangles between its own vertices, the narrowest
+/// corner first. Returns the number of holes closed. An addition to the functions of a reconstruction.
+///
+/// A loop of n edges gets n - 2 triangles that face as their neighbours do; no vertex is made, and no other triangle changes.
+/// Left as they are and not counted: loops that touch another one or themselves in a vertex, or that have a twist; loops
+/// along which triangles face both ways; loops whose corners don't let them be closed, and such where closing would make an
+/// edge of three triangles. The outer border of a sheet is a loop like any other: that of a vase, which narrows towards it,
+/// is closed, that of a flat sheet or a bowl isn't. Triangles may overlap in a hole that winds a lot, so keep maxEdges to
+/// holes that are small for the shape around them. Below 3 nothing is done. O(n log n), and progress for a listener as
+/// "FillHoles".
+int fillHoles(MeshPtr pMesh, int maxEdges);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);

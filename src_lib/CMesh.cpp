@@ -213,6 +213,20 @@ void CMesh::getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const {
     forEachTriangleAt(vcd, [&vIncT](CTriangle* pCT) { vIncT.push_back(pCT); });
 }
 
+void CMesh::getIncidentTSince(VCD vcd, const CTriangle* pCT, std::vector<CTriangle*>& vIncT) const {
+    const std::uint32_t vertex = findVertex(vcd);
+    if (vertex == HashIndex::NONE) return;
+    const auto numBefore = static_cast<std::ptrdiff_t>(vIncT.size());
+    LinkAccess access{*this};
+    Incidence::forEachTriangleFromLast(access, vertex, [&](std::uint32_t number) {
+        CTriangle* pLaterT = poolCT->at(number);
+        const bool bLater = pCT == nullptr || pCT < pLaterT;
+        if (bLater) vIncT.push_back(pLaterT);
+        return bLater;
+    });
+    std::reverse(vIncT.begin() + numBefore, vIncT.end());
+}
+
 void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
     if (a == b) return getIncidentT(a, vAdjT);
     const CEdge* pCE = getEdge(a, b);
@@ -404,8 +418,10 @@ bool CMesh::checkNoAdjCoordDups(const std::string& name) const {
 
 bool CMesh::checkCCD(const std::string& name) const {
     std::size_t num = 0;
-    for (const auto& [ccd, pBundle] : mCCDBundle)
-        if (pBundle == nullptr || pBundle->pVtx == nullptr || pBundle->ccd != ccd) ++num;
+    for (const auto& [ccd, pBundle] : mCCDBundle) {
+        const bool bComplete = pBundle != nullptr && pBundle->pVtx != nullptr && pBundle->ccd == ccd;
+        if (!bComplete || !pCalc->isInCell(pBundle->pVtx, ccd)) ++num;
+    }
     std::vector<CCD> vUsed;
     getUsedCCD(vUsed);
     for (const CCD ccd : vUsed)

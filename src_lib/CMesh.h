@@ -80,6 +80,8 @@ public:
     bool hasEdge(VCD a, VCD b) const;
     /// The triangles at a vertex, in order of creation.
     void getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const;
+    /// Those of them that were made after that triangle, which needn't be one of them; null: all. Costs as much as they are.
+    void getIncidentTSince(VCD vcd, const CTriangle* pCT, std::vector<CTriangle*>& vIncT) const;
     /// Those of them that hold b, in the same order; all of them when b is a. O(n log n) for the triangles on the edge,
     /// however many there are at a.
     void getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const;
@@ -199,7 +201,7 @@ public:
     bool checkNoDups(const std::string& name) const;
     /// No edge with a triangle has both ends at one point.
     bool checkNoAdjCoordDups(const std::string& name) const;
-    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key.
+    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key and a point in that cell.
     bool checkCCD(const std::string& name) const;
     /// Some vertex in the table has a coordinate that isn't a number. Bundles without a vertex are checkCCD's business.
     bool hasNaN(const std::string& name) const;

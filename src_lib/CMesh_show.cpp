@@ -1,10 +1,12 @@
-// Pictures of the coarse mesh, its patches and chains, for debugging.
+// Pictures of the coarse mesh, its patches, chains and loops, for debugging.
 #include <iostream>
 
 #include "CMesh.h"
 #include "CPatch.h"
 #include "ChainMgr.h"
+#include "Loop.h"
 #include "Visualizer3.h"
+#include "fillChain.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -78,6 +80,19 @@ void ChainMgr::show(const std::string& filename) const {
             pChain->getEdges(vCE);
             visualizer.writeSegments(vCE, colourOf(*pChain), true);
         }
+    });
+}
+
+void Loop::show(Visualizer3* pVisualizer, VisType visType, const std::string& color) const {
+    setVertices(pVisualizer, visType, pCMesh);
+    pVisualizer->writeSegments(vCE, color, true);
+    pVisualizer->writeTriangles(vFillT, CLIGHTBLUE, false);
+}
+
+void showLoops(const std::vector<Loop*>& vLoops, const Calc* pCalc, const std::string& filename) {
+    writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) {
+        for (const Loop* pLoop : vLoops)
+            pLoop->show(&visualizer, VT_REAL, Visualizer3::getNextColor());
     });
 }
 

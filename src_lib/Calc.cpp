@@ -101,6 +101,14 @@ std::ostream& operator<<(std::ostream& out, const Calc& calc) {
                << ", levels " << calc.numLevels << ")";
 }
 
+// ---- Points to codes
+
+bool Calc::isInCell(const Point3* p, CCD ccd) const {
+    const bool bOnGrid = isOnGrid((p->x() - origin[0]) * inverseSteps[0], (p->y() - origin[1]) * inverseSteps[1],
+                                  (p->z() - origin[2]) * inverseSteps[2]);
+    return bOnGrid && getCCD(p) == ccd;
+}
+
 // ---- Codes to points
 
 CCD Calc::getCCDPlus(const Point3* p, double eps) const {

@@ -138,6 +138,8 @@ public:
     /// 2^L; this is no cell, the operations that see the levels below L only take it for 0, but its code is unlike that of
     /// any cell. With 21 levels there is no room for it in a code, and a point on the top side isn't on the grid.
     CCD getCCD(const Point3* p) const;
+    /// The point is on the grid and in that cell; false for one that isn't on the grid.
+    bool isInCell(const Point3* p, CCD ccd) const;
     /// The same for the point moved by eps along all three axes.
     CCD getCCDPlus(const Point3* p, double eps) const;
     RCD getRCD(const Point3* p) const;
@@ -261,6 +263,7 @@ private:
         unsigned long long x, y, z;
     };
     Coordinates locate(double x, double y, double z) const;
+    bool isOnGrid(double cx, double cy, double cz) const;
     // The bits of an axis (or of several) on the levels below L.
     CCD getAxisBits(CCD axTriBit) const { return (CCD_Z_BITS >> 3 * (MAXLEVELS - numLevels)) * axTriBit; }
     void fillRing(CCD ccd, CCD axisA, CCD axisB, CCD* array) const;
@@ -274,12 +277,15 @@ std::ostream& operator<<(std::ostream& out, const Calc& calc);
 
 // ---- The innermost operations
 
+inline bool Calc::isOnGrid(double cx, double cy, double cz) const {
+    return cx >= 0.0 && cy >= 0.0 && cz >= 0.0 && cx < coordinateEnd && cy < coordinateEnd && cz < coordinateEnd;
+}
+
 inline Calc::Coordinates Calc::locate(double x, double y, double z) const {
     const double cx = (x - origin[0]) * inverseSteps[0];
     const double cy = (y - origin[1]) * inverseSteps[1];
     const double cz = (z - origin[2]) * inverseSteps[2];
-    const bool bOnGrid =
-        cx >= 0.0 && cy >= 0.0 && cz >= 0.0 && cx < coordinateEnd && cy < coordinateEnd && cz < coordinateEnd;
+    const bool bOnGrid = isOnGrid(cx, cy, cz);
     ASSEX(bOnGrid);
     // Through int: that conversion is one instruction, the one to an unsigned 64-bit number isn't.
     return {static_cast<unsigned>(static_cast<int>(cx)), static_cast<unsigned>(static_cast<int>(cy)),

@@ -43,11 +43,6 @@ constexpr double FLAT_ANGLE = 45.0;     // degrees
 /// A triangle by the largest angle to a neighbour, in degrees.
 using Flatness = std::pair<double, CTriangle*>;
 
-void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE) {
-    eraseCertainEntry(mm, pCE->v0, pCE);
-    eraseCertainEntry(mm, pCE->v1, pCE);
-}
-
 CEdge* takeOnlyEdge(EdgesByEnd& mm, VCD end) {
     ASSEX(mm.count(end)==1);
     CEdge* pCE = mm.find(end)->second;
@@ -162,6 +157,11 @@ void eraseCertainEntry(EdgesByEnd& mm, VCD key, const CEdge* pCE) {
     const auto [it, itEnd] = mm.equal_range(key);
     const auto itEntry = std::find_if(it, itEnd, [pCE](const auto& entry) { return entry.second == pCE; });
     if (itEntry != itEnd) mm.erase(itEntry);
+}
+
+void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE) {
+    eraseCertainEntry(mm, pCE->v0, pCE);
+    eraseCertainEntry(mm, pCE->v1, pCE);
 }
 
 // ---- Growing ------------------------------------------------------------------------------------------------------------

@@ -23,6 +23,7 @@ using EdgesByEnd = std::multimap<VCD, CEdge*>;
 void enterBothEnds(EdgesByEnd& mm, const std::vector<CEdge*>& vCE);
 /// Removes the entry when there is one. O(log n), and linear in the number of edges under the key.
 void eraseCertainEntry(EdgesByEnd& mm, VCD key, const CEdge* pCE);
+void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE);
 
 /// A directed sequence of edges of the coarse mesh: a border that was walked from one end to the other.
 ///

@@ -83,5 +83,13 @@ void forEachTriangle(Access& access, std::uint32_t vertex, Visit&& visit) {
         visit(corner / 3);
 }
 
+/// The same from the last one backwards, as long as visit(triangle) returns true.
+template <typename Access, typename Visit>
+void forEachTriangleFromLast(Access& access, std::uint32_t vertex, Visit&& visit) {
+    for (std::uint32_t corner = access.vertexLink(vertex).prev; (corner & VERTEX) == 0;
+         corner = access.cornerLink(corner).prev)
+        if (!visit(corner / 3)) return;
+}
+
 }  // namespace Incidence
 }  // namespace TARN_KEL

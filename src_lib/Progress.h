@@ -347,6 +347,7 @@ inline constexpr ProgressStep STEPS_EDGE_FLIPS_SIM_A[] = {{"RM_kdeg", 10}, {"RM_
 inline constexpr ProgressStep STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {"RM_kdeg", 10}};
 
 inline constexpr ProgressStep STEPS_MANIFOLD[] = {{"MF_make", 1}};
+inline constexpr ProgressStep STEPS_FILL_HOLES[] = {{"RT_fill", 1}};
 inline constexpr ProgressStep STEPS_READ_MESH[] = {{"RM_cpo", 10}, {"RM_kdeg", 10}};
 
 /// Opens a run on the calling thread: drops the tree of an earlier run, names the root, and creates the steps, the further
@@ -434,6 +435,9 @@ inline bool progressForReduce() {
 }
 inline bool progressForEdgeFlips() {
     return plantUnlessOpen("EdgeFlips", STEPS_EDGE_FLIPS);
+}
+inline bool progressForFillHoles() {
+    return plantUnlessOpen("FillHoles", STEPS_FILL_HOLES);
 }
 inline bool progressForManifold() {
     return plantUnlessOpen("Manifold", STEPS_MANIFOLD);

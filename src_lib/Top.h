@@ -77,8 +77,8 @@ public:
     void removeBorderTrianglesAtME();
     /// Kills triangles with an edge of degree below 2 that the flat corners made (8 configurations of a dual cube).
     void pruneCases();
-    /// Isn't built yet and says so.
-    void fillHoles(Voro* pVoro);
+    /// Says so and runs Holex, an experiment that ends the process with exit status 0.
+    [[noreturn]] void fillHoles(Voro* pVoro);
 
     // ---- Patch pairs: sheets with the same rim. Patches are not owned.
 

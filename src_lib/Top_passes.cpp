@@ -36,6 +36,7 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
+#include "Holex.h"
 #include "Progress.h"
 #include "Top.h"
 #include "Voro.h"
@@ -341,7 +342,8 @@ void Top::pruneCases() {
 
 void Top::fillHoles(Voro*) {
     info("", "Top::fillHoles() calls Holex - experimental");
-    warning(KEL_PLACE, "Holex isn't built yet: the holes stay");
+    std::vector<Point3> vNothing;
+    Holex(pCMesh, pCalc).run(vNothing);
 }
 
 // ---- Vertices

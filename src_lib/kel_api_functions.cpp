@@ -62,6 +62,14 @@ ManifoldReport makeManifold(MeshPtr pMesh) {
     return report;
 }
 
+int fillHoles(MeshPtr pMesh, int maxEdges) {
+    ASSEX(pMesh!=NULL);
+    OwnRun run(progressForFillHoles());
+    const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges);
+    run.close();
+    return numClosed;
+}
+
 void findHoles(MeshPtr pMesh) {
     findHoles(std::move(pMesh), "holes.list");
 }

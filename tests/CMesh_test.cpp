@@ -211,11 +211,13 @@ TEST(CMesh, reportsWhatItHas) {
     sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
     EXPECT_EQ(faults(sheet.mesh), "");
     sheet.put(sheet.at(0, 0), sheet.mesh.getAvgPoint(sheet.at(1, 0)));
-    EXPECT_EQ(faults(sheet.mesh), "degenerate points ");
+    EXPECT_EQ(faults(sheet.mesh), "degenerate points codes ");
     sheet.put(sheet.at(0, 0), Point3(0.0, std::nan(""), 0.0));
-    EXPECT_EQ(faults(sheet.mesh), "nan ");
-    sheet.mBundle[sheet.at(0, 0)]->ccd = 1;
     EXPECT_EQ(faults(sheet.mesh), "codes nan ");
+    sheet.put(sheet.at(0, 0), sheet.calc.getMidPoint(sheet.at(0, 0)));
+    EXPECT_EQ(faults(sheet.mesh), "");
+    sheet.mBundle[sheet.at(0, 0)]->ccd = 1;
+    EXPECT_EQ(faults(sheet.mesh), "codes ");
 
     CMesh empty(nullptr, nullptr, USE_LOCAL_CCD2BUNDLEMAP());
     Bundle hollow;

@@ -355,7 +355,6 @@ TEST_F(TopPasses, thePassesBesideTheSequences) {
     Top(&cases.mesh, &cases.calc).pruneCases();
     for (const CTriangle* pCT : cases.mesh.vAllCT)
         EXPECT_EQ(pCT->isAlive(), flatCorners.count(pCT->cfg) == 0) << pCT->cfg;
-    expectText("Top::fillHoles() calls Holex - experimental", [&] { top.fillHoles(nullptr); });
 }
 
 // ---- The sequences

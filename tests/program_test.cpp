@@ -137,6 +137,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reduce",
          {"good.stl good.stl --max-edge 1 --max-angle 1", "scan.bin o.ply --max-edge 1 --max-angle 1",
           "points.ply o.ply --max-edge 1 --max-angle 1"}},
+        {"fill good.stl", {"o.ply", "o.ply --max-edges 2", "o.ply --max-edges 4.5", "o.xyz --max-edges 4"}},
         {"flip good.stl", {"", "o.xyz", "o.ply --json good.stl"}},
         {"flip", {"empty.stl o.ply", "text.stl o.ply", "flat.stl o.ply --quiet", "none.ply o.ply"}},
         {"smooth good.stl o.ply", {"", "-n 0", "-n 1.5", "-n 1000001"}},
@@ -212,6 +213,15 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     }
     std::sort(vBytes.begin(), vBytes.end());
     EXPECT_EQ(std::adjacent_find(vBytes.begin(), vBytes.end()), vBytes.end());
+}
+
+TEST_F(ProgramTest, fillsHoles) {
+    std::string text = roof(true);
+    folder.write("open.stl", text.substr(text.find("endloop") + 8));  // one triangle is gone
+    const Outcome outcome = run("fill open.stl o.ply --max-edges 3 --json report.json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(countIn(outcome.out, "1 hole(s) closed\no.ply: 5 vertices, 6 triangles, 0 border edges"), 1) << outcome.out;
+    EXPECT_EQ(countIn(folder.read("report.json"), "\"holesClosed\": 1"), 1);
 }
 
 TEST_F(ProgramTest, convertsThereAndBack) {
@@ -435,8 +445,8 @@ TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
 
 TEST_F(ProgramTest, explainsItself) {
     for (const std::string arguments :
-         {"--help", "reconstruct --help", "reduce --help", "flip --help", "smooth --help", "convert --help", "holes --help",
-          "melt --help", "cloud --help", "info --help", "spacing --help", "scan --help", "--version"}) {
+         {"--help", "reconstruct --help", "reduce --help", "fill --help", "flip --help", "smooth --help", "convert --help",
+          "holes --help", "melt --help", "cloud --help", "info --help", "spacing --help", "scan --help", "--version"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 0) << arguments;
         EXPECT_EQ(outcome.err, "") << arguments;

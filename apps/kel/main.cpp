@@ -35,6 +35,7 @@ int runProgram(int argc, char** argv) {
     addMeltCommand(app, program);
     addCloudCommand(app, program);
     addReduceCommand(app, program);
+    addFillCommand(app, program);
     addFlipCommand(app, program);
     addSmoothCommand(app, program);
     addConvertCommand(app, program);

@@ -1,0 +1,154 @@
+// What it costs to fill holes: 10,000 of six edges in a wavy sheet of two million triangles, on the fine mesh (fillHoles)
+// and on the coarse one (HoleFiller, HoleToCCD); and single borders of many edges (Loop). "disc" is a round one, its ears
+// make a strip; of "sector", three quarters of a disc, all ears share the centre. A border twice as long should take little
+// more than twice the time. Times are those of all processors together.
+//
+//     holes_benchmark [--benchmark_filter=...]
+#include <benchmark/benchmark.h>
+
+#include <cmath>
+#include <ctime>
+#include <iostream>
+#include <memory>
+#include <vector>
+
+#include "Bundle.h"
+#include "CMesh.h"
+#include "HoleFiller.h"
+#include "HoleToCCD.h"
+#include "Loop.h"
+#include "RMesh.h"
+#include "fillChain.h"
+#include "kel.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+constexpr unsigned SIDE = 1000;  // squares along a side; two triangles each
+constexpr unsigned PITCH = 10;   // of the holes
+
+/// A coarse mesh with a bundle for each vertex.
+struct Coarse {
+    explicit Coarse(std::size_t numVertices) {
+        vPoint.reserve(numVertices);
+        vBundle.reserve(numVertices);
+    }
+    VCD vertex(VCD vcd, const Point3& p) {
+        if (mBundle.count(vcd) != 0) return vcd;
+        Bundle& bundle = vBundle.emplace_back();
+        bundle.pVtx = &vPoint.emplace_back(p);
+        bundle.ccd = vcd;
+        mBundle[vcd] = &bundle;
+        return vcd;
+    }
+
+    std::vector<Point3> vPoint;
+    std::vector<Bundle> vBundle;
+    std::map<CCD, Bundle*> mBundle;
+    Calc calc{0.0, 0.0, 0.0, 8192.0, 8192.0, 8192.0, 13};
+    CMesh mesh{nullptr, &calc, mBundle};
+};
+
+std::unique_ptr<Coarse> punchedSheet() {
+    auto pCoarse = std::make_unique<Coarse>((SIDE + 1) * (SIDE + 1));
+    const auto at = [&](unsigned x, unsigned y) {
+        const double height = 5000.5 + 40.0 * std::sin(x / 50.0) * std::cos(y / 70.0);
+        const VCD vcd = spreadBits(x) << 2 | spreadBits(y) << 1 | spreadBits(static_cast<unsigned>(height));
+        return pCoarse->vertex(vcd, Point3(x + 0.5, y + 0.5, height));
+    };
+    const auto isHub = [](unsigned x, unsigned y) { return x % PITCH == PITCH / 2 && y % PITCH == PITCH / 2; };
+    for (unsigned x = 0; x < SIDE; ++x)
+        for (unsigned y = 0; y < SIDE; ++y) {
+            if (isHub(x, y) || isHub(x + 1, y + 1)) continue;
+            if (!isHub(x + 1, y)) pCoarse->mesh.createT(at(x, y), at(x + 1, y), at(x + 1, y + 1), 0, 0);
+            if (!isHub(x, y + 1)) pCoarse->mesh.createT(at(x, y), at(x + 1, y + 1), at(x, y + 1), 0, 0);
+        }
+    return pCoarse;
+}
+
+/// A flat ring of triangles round an arc of num edges, whose ends meet in the centre unless it is a whole turn.
+std::unique_ptr<Coarse> arc(unsigned num, double turn, std::vector<CEdge*>& vBorderCE) {
+    const bool bSector = turn < 1.0;
+    const unsigned numVertices = bSector ? num + 2 : num;
+    auto pCoarse = std::make_unique<Coarse>(2 * numVertices);
+    const auto at = [&](unsigned i, unsigned row) {
+        const double a = 2 * M_PI * turn * i / num, radius = 1000.0 + 10.0 * row;
+        const Point3 onArc(4000 + radius * std::cos(a), 4000 + radius * std::sin(a), 4000);
+        const Point3 centre(4000 + 10.0 * row, 4000 - 10.0 * row, 4000);  // of the mouth, which opens to the lower right
+        return pCoarse->vertex(spreadBits(i) << 2 | spreadBits(row) << 1, i > num ? centre : onArc);
+    };
+    for (unsigned i = 0; i < numVertices; ++i) {
+        const unsigned next = (i + 1) % numVertices;
+        pCoarse->mesh.createT(at(next, 0), at(i, 0), at(i, 1), 0, 0);
+        pCoarse->mesh.createT(at(next, 0), at(i, 1), at(next, 1), 0, 0);
+        vBorderCE.push_back(pCoarse->mesh.getEdge(at(i, 0), at(next, 0)));
+    }
+    return pCoarse;
+}
+
+/// Time of one call of work() on each of what make() makes.
+template <typename Make, typename Work>
+void measure(benchmark::State& state, Make&& make, Work&& work) {
+    std::streambuf* pBuffer = std::cout.rdbuf(nullptr);
+    double numMade = 0;
+    for (auto _ : state) {
+        const auto pThing = make();
+        const std::clock_t start = std::clock();
+        numMade = work(*pThing);
+        state.SetIterationTime(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+    }
+    std::cout.rdbuf(pBuffer);
+    state.counters["made"] = numMade;
+}
+
+void fine(benchmark::State& state) {
+    measure(
+        state, [] { return std::make_unique<MeshPtr>(std::make_shared<Mesh>(new RMesh(&punchedSheet()->mesh))); },
+        [](const MeshPtr& pMesh) { return fillHoles(pMesh, 20); });
+}
+
+void filler(benchmark::State& state) {
+    measure(state, punchedSheet, [](Coarse& coarse) {
+        const std::size_t numBefore = coarse.mesh.vAllCT.size();
+        HoleFiller(&coarse.mesh, &coarse.calc).run();
+        return static_cast<double>(coarse.mesh.vAllCT.size() - numBefore);
+    });
+}
+
+void toCCD(benchmark::State& state) {
+    measure(state, punchedSheet, [](Coarse& coarse) {
+        std::vector<Point3> vOut;
+        HoleToCCD(&coarse.mesh, &coarse.calc).run(vOut);
+        return static_cast<double>(vOut.size() / 3);
+    });
+}
+
+void border(benchmark::State& state, double turn) {
+    std::vector<CEdge*> vCE;
+    measure(
+        state,
+        [&] {
+            vCE.clear();
+            return arc(static_cast<unsigned>(state.range(0)), turn, vCE);
+        },
+        [&](Coarse& coarse) {
+            const auto pLoop = makeLoop(&coarse.mesh, &coarse.calc, vCE);
+            pLoop->fill();
+            return static_cast<double>(pLoop->vFillT.size());
+        });
+}
+
+void settings(benchmark::internal::Benchmark* pBenchmark) {
+    pBenchmark->UseManualTime()->Unit(benchmark::kMillisecond)->Iterations(3);
+}
+void lengths(benchmark::internal::Benchmark* pBenchmark) {
+    pBenchmark->Apply(settings)->Arg(1000)->Arg(10000)->Arg(100000);
+}
+BENCHMARK(fine)->Apply(settings);
+BENCHMARK(filler)->Apply(settings);
+BENCHMARK(toCCD)->Apply(settings);
+BENCHMARK_CAPTURE(border, disc, 1.0)->Apply(lengths);
+BENCHMARK_CAPTURE(border, sector, 0.75)->Apply(lengths);
+
+}  // namespace

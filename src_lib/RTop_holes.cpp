@@ -1,0 +1,144 @@
+// Holes of the fine mesh are closed by the ears of the coarse one. Loop only asks a mesh for triangles and edges between
+// numbered vertices at points, so the neighbourhood of all borders is copied into a coarse mesh in which a vertex has its
+// number in the fine mesh for a code. There chains and loops may turn and kill triangles as they like. What closes a hole
+// is made in the fine mesh; an edge's number of triangles is right in the copy, since it has all those at a border vertex.
+#include <algorithm>
+#include <map>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "Bundle.h"
+#include "CMesh.h"
+#include "ChainMgr.h"
+#include "Loop.h"
+#include "Progress.h"
+#include "REdge.h"
+#include "RMesh.h"
+#include "RTop.h"
+#include "fillChain.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// The triangles at the borders of a fine mesh as a coarse mesh.
+class RimCopy {
+public:
+    explicit RimCopy(const RMesh& fineMesh);
+
+    /// The edges of the copy that are a border of the fine mesh.
+    const EdgesByEnd& border() const { return mmVCD2CE; }
+    CMesh& mesh() { return coarseMesh; }
+
+private:
+    VCD codeOf(const Point3* p) const { return fine.getVtxIndex(p); }
+    void copyTriangles(const std::vector<RTriangle*>& vRT);
+
+    const RMesh& fine;
+    std::vector<Bundle> vBundle;
+    CMesh coarseMesh{nullptr, nullptr, USE_LOCAL_CCD2BUNDLEMAP()};
+    EdgesByEnd mmVCD2CE;
+};
+
+RimCopy::RimCopy(const RMesh& fineMesh) : fine(fineMesh) {
+    std::vector<REdge*> vBorderRE;
+    fine.getDegN(1, vBorderRE);
+    std::vector<Point3*> vBorderVtx;
+    for (const REdge* pRE : vBorderRE)
+        vBorderVtx.insert(vBorderVtx.end(), {pRE->getVtx0(), pRE->getVtx1()});
+    oneInstance(vBorderVtx);
+    std::vector<RTriangle*> vRT;
+    for (const Point3* p : vBorderVtx)
+        fine.getIncidentT(p, vRT);
+    oneInstance(vRT);  // by address, so in order of creation
+    copyTriangles(vRT);
+
+    std::vector<CEdge*> vBorderCE;
+    for (const REdge* pRE : vBorderRE)
+        vBorderCE.push_back(coarseMesh.getEdge(codeOf(pRE->getVtx0()), codeOf(pRE->getVtx1())));
+    enterBothEnds(mmVCD2CE, vBorderCE);
+}
+
+void RimCopy::copyTriangles(const std::vector<RTriangle*>& vRT) {
+    std::vector<VCD> vUsed;
+    for (const RTriangle* pRT : vRT) {
+        const VCD c0 = codeOf(pRT->getCorner(0)), c1 = codeOf(pRT->getCorner(1)), c2 = codeOf(pRT->getCorner(2));
+        coarseMesh.createT(c0, c1, c2, 0, 0);
+        vUsed.insert(vUsed.end(), {c0, c1, c2});
+    }
+    oneInstance(vUsed);
+    vBundle.resize(vUsed.size());
+    std::map<CCD, Bundle*>& mBundle = coarseMesh.getRefToBundleMap();
+    for (std::size_t i = 0; i < vUsed.size(); ++i) {
+        vBundle[i].ccd = vUsed[i];
+        vBundle[i].pVtx = fine.getVtx(vUsed[i]);
+        mBundle.emplace_hint(mBundle.end(), vUsed[i], &vBundle[i]);
+    }
+}
+
+/// A ring of at most that many edges that touches no other border and has no twist.
+bool isPlainRing(Chain& chain, std::size_t maxEdges, const std::vector<VCD>& vHighVCD) {
+    if (chain.empty() || !chain.isClosed() || chain.getSize() > maxEdges) return false;
+    const auto isHigh = [&](VCD vcd) { return std::binary_search(vHighVCD.begin(), vHighVCD.end(), vcd); };
+    const bool bTouches = std::any_of(chain.lMemberCE.begin(), chain.lMemberCE.end(),
+                                      [&](const CEdge* pCE) { return isHigh(pCE->v0) || isHigh(pCE->v1); });
+    return !bTouches && !chain.hasMoebius();
+}
+
+/// The triangles on the border run against the walk of the loop in the fine mesh (true) or along it; empty: some of each.
+std::optional<bool> runAgainst(const RMesh& fine, const Loop& loop) {
+    const auto isAgainst = [&](const CEdge* pCE) {
+        const Point3 *pSource = fine.getVtx(pCE->getSource()), *pTarget = fine.getVtx(pCE->getTarget());
+        return fine.getEdge(pSource, pTarget)->getTriangle(true, true)->getRTriOri(pSource, pTarget) == 2;
+    };
+    const auto numAgainst = static_cast<std::size_t>(std::count_if(loop.vCE.begin(), loop.vCE.end(), isAgainst));
+    if (numAgainst != 0 && numAgainst != loop.getSize()) return std::nullopt;
+    return numAgainst != 0;
+}
+
+/// Two corners are left, and all new edges have two triangles.
+bool closesHole(const Loop& loop) {
+    const auto isInside = [](const CTriangle* pCT) { return pCT->hasOnlyHalfEdges(); };
+    return loop.isFilled() && std::all_of(loop.vFillT.begin(), loop.vFillT.end(), isInside);
+}
+
+/// Closes the hole in the fine mesh and in the copy, or leaves both as they are.
+bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
+    std::vector<CEdge*> vCE;
+    chain.getEdges(vCE);
+    const std::unique_ptr<Loop> pLoop = makeLoop(&rim.mesh(), nullptr, vCE, LR_RING);
+    const std::optional<bool> bAgainst = runAgainst(fine, *pLoop);
+    if (!bAgainst) return false;
+    if (!pLoop->fill() || !closesHole(*pLoop)) {
+        for (CTriangle* pCT : pLoop->vFillT)
+            pCT->kill(&rim.mesh());
+        return false;
+    }
+    for (const CTriangle* pCT : pLoop->vFillT) {
+        Point3 *p0 = fine.getVtx(pCT->c0), *p1 = fine.getVtx(pCT->c1), *p2 = fine.getVtx(pCT->c2);
+        *bAgainst ? fine.createT(p0, p1, p2) : fine.createT(p1, p0, p2);
+    }
+    return true;
+}
+
+}  // namespace
+
+int RTop::fillHoles(int maxEdges) {
+    RimCopy rim(*pRMesh);
+    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    Progress* pStep = openStep("RT_fill", chains.getSize());
+    int numClosed = 0;
+    for (std::size_t i = 0; i < chains.getSize(); ++i) {
+        Chain& chain = *chains.getChain(i);
+        if (isPlainRing(chain, static_cast<std::size_t>(std::max(maxEdges, 0)), chains.vHighVCD) &&
+            closeHole(*pRMesh, rim, chain))
+            ++numClosed;
+        pStep->incProgressByOne();
+    }
+    pStep->setDone(true);
+    return numClosed;
+}
+
+}  // namespace TARN_KEL

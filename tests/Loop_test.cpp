@@ -1,0 +1,306 @@
+// Ears: single corners by table, planar polygons against a plain calculation with angles in the plane, and closed surfaces
+// from which a disc was taken.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "AngleEntry.h"
+#include "Loop.h"
+#include "fillChain.h"
+#include "freeFunctions.h"
+#include "support/capture.h"
+#include "support/holes.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+using Triples = std::vector<std::array<int, 3>>;
+
+/// A flat ring of triangles round a polygon, seen from its normals with the polygon on the left of each edge i -> i + 1.
+/// The polygon must be star-shaped from the origin. Vertex i is number i, its place in the plane is turned into space.
+class PolygonRing {
+public:
+    explicit PolygonRing(const std::vector<std::array<double, 2>>& vPlane, unsigned seed = 0) : num(vPlane.size()) {
+        Random random(seed);
+        const auto chance = [&random] { return random.next() / 2147483647.0 - 0.5; };
+        const Vector3 u = normalize(Vector3(chance(), chance(), 1.0));
+        const Vector3 v = normalize(crossProduct(u, Vector3(chance(), 1.0, chance())));
+        normal = crossProduct(u, v);
+        Soup soup;
+        for (const double scale : {1.0, 1.5})
+            for (const auto& [x, y] : vPlane)
+                soup.vVtx.push_back(Point3(3, 4, 5) + u * (scale * x) + v * (scale * y));
+        const int n = static_cast<int>(num);
+        for (int i = 0; i < n; ++i) {
+            const int i1 = (i + 1) % n;
+            soup.vT.push_back({i1, i, n + i});
+            soup.vT.push_back({i1, n + i, n + i1});
+        }
+        pWorld = std::make_unique<CoarseCopy>(soup);
+        for (CTriangle* pCT : pWorld->mesh.vAllCT)
+            if (seed != 0 && random.next() % 2 == 0) pCT->flipNNV();
+        std::vector<CEdge*> vCE;
+        for (int i = 0; i < n; ++i)
+            vCE.push_back(pWorld->mesh.getEdge(CoarseCopy::code(i), CoarseCopy::code((i + 1) % n)));
+        pLoop = makeLoop(&pWorld->mesh, &pWorld->calc, vCE);
+    }
+    /// The fill triangles by vertex numbers, the corner that was cut off in the middle.
+    Triples fill() const {
+        EXPECT_TRUE(pLoop->fill());
+        Triples triples;
+        for (const CTriangle* pCT : pLoop->vFillT)
+            triples.push_back({numberOf(pCT->c0), numberOf(pCT->c1), numberOf(pCT->c2)});
+        return triples;
+    }
+
+    std::size_t num;
+    Vector3 normal;
+    std::unique_ptr<CoarseCopy> pWorld;
+    std::unique_ptr<Loop> pLoop;
+
+private:
+    int numberOf(VCD vcd) const {
+        for (int i = 0; i < static_cast<int>(num); ++i)
+            if (CoarseCopy::code(i) == vcd) return i;
+        return -1;
+    }
+};
+
+double polygonArea(const std::vector<std::array<double, 2>>& v) {
+    double sum = 0;
+    for (std::size_t i = 0; i < v.size(); ++i) {
+        const auto &p = v[i], &q = v[(i + 1) % v.size()];
+        sum += p[0] * q[1] - p[1] * q[0];
+    }
+    return sum / 2;
+}
+
+/// Ears of a polygon in the plane, the smallest interior angle first, all angles anew each time. Counterclockwise.
+Triples plainEars(const std::vector<std::array<double, 2>>& v, bool bReversed) {
+    std::vector<int> vLeft(v.size());
+    for (std::size_t i = 0; i < v.size(); ++i)
+        vLeft[i] = static_cast<int>(i);
+    Triples triples;
+    while (vLeft.size() > 2) {
+        double best = 179.9;
+        std::size_t bestAt = vLeft.size();
+        for (std::size_t i = 0; i < vLeft.size(); ++i) {
+            const auto& p = v[static_cast<std::size_t>(vLeft[(i + vLeft.size() - 1) % vLeft.size()])];
+            const auto &c = v[static_cast<std::size_t>(vLeft[i])],
+                       &n = v[static_cast<std::size_t>(vLeft[(i + 1) % vLeft.size()])];
+            double turn = std::atan2(p[1] - c[1], p[0] - c[0]) - std::atan2(n[1] - c[1], n[0] - c[0]);
+            if (turn < 0) turn += 2 * M_PI;
+            if (turn * 180 / M_PI >= best) continue;
+            best = turn * 180 / M_PI;
+            bestAt = i;
+        }
+        if (bestAt == vLeft.size()) break;
+        const int p = vLeft[(bestAt + vLeft.size() - 1) % vLeft.size()], n = vLeft[(bestAt + 1) % vLeft.size()];
+        triples.push_back({bReversed ? n : p, vLeft[bestAt], bReversed ? p : n});
+        vLeft.erase(vLeft.begin() + static_cast<std::ptrdiff_t>(bestAt));
+    }
+    return triples;
+}
+
+/// Star-shaped, with corners on the unit circle where bConvex, else between it and the half of it.
+std::vector<std::array<double, 2>> polygonOfChance(unsigned seed, std::size_t num, bool bConvex) {
+    Random random(seed);
+    const auto chance = [&random] { return random.next() / 2147483647.0; };
+    std::vector<std::array<double, 2>> v;
+    for (std::size_t i = 0; i < num; ++i) {
+        const double a = 2 * M_PI * (static_cast<double>(i) + 0.8 * chance()) / static_cast<double>(num);
+        const double r = bConvex ? 1.0 : 0.5 + 0.5 * chance();
+        v.push_back({r * std::cos(a), r * std::sin(a)});
+    }
+    return v;
+}
+
+/// A corner at c between n in direction 0 and p in that direction of the plane, in degrees; one triangle at c, which faces
+/// up or down.
+class LoneCorner : public CoarseWorld {
+public:
+    LoneCorner(double degrees, bool bUp, bool bBothBorder) {
+        const double turn = degrees / DEGREES_PER_RADIAN;
+        const VCD c = put(5, 5, 5), x = put(9, 5, 5), y = put(9, 9, 5);
+        const Point3 at = mesh.getAvgPoint(c);
+        const VCD n = put(cell(1, 1, 1), at + Vector3(3, 0, 0));
+        const VCD p = put(cell(2, 2, 2),
+                          degrees == 180 ? at - Vector3(2, 0, 0) : at + Vector3(2 * std::cos(turn), 2 * std::sin(turn), 0));
+        triangle(c, bUp ? x : y, bUp ? y : x);
+        for (const VCD vcd : {p, c, n})
+            vAE.push_back(std::make_unique<AngleEntry>(&mesh, vcd, mesh.getVtx(vcd), nullptr, nullptr, bBothBorder));
+        own().setPrevAE(vAE[0].get());
+        own().setNextAE(vAE[2].get());
+    }
+    AngleEntry& own() { return *vAE[1]; }
+
+    std::vector<std::unique_ptr<AngleEntry>> vAE;
+};
+
+}  // namespace
+
+TEST(AngleEntry, measuresTheAngleOnTheSideOfTheHole) {
+    for (const double degrees : {10.0, 90.0, 179.89, 179.91, 180.0, 180.5, 270.0, 350.0})
+        for (const bool bUp : {true, false})
+            for (const bool bBothBorder : {true, false}) {
+                LoneCorner corner(degrees, bUp, bBothBorder);
+                double expected = bUp ? degrees : 360 - degrees;
+                if (!bBothBorder) expected = std::max(degrees, 360 - degrees);
+                if (degrees == 180) expected = 720;
+                AngleEntryState state = AES_NONE;
+                EXPECT_NEAR(corner.own().getBorderAngle(true, state), expected, 1e-6);
+                EXPECT_EQ(state, expected < 179.9 ? AES_CONVEX : AES_REFLEX) << degrees;
+                EXPECT_NEAR(corner.own().getBorderAngle(false, state), degrees == 180 ? -1 : expected, 1e-6);
+                EXPECT_NEAR(corner.own().getVertexNNV(false).z(), degrees == 180 ? 0 : bUp ? 1 : -1, 1e-9);
+            }
+}
+
+TEST(AngleEntry, followsTheMesh) {
+    LoneCorner corner(90, true, true);
+    AngleEntryState state = AES_NONE;
+    EXPECT_NEAR(corner.own().getBorderAngle(true, state), 90, 1e-9);
+    corner.mesh.vAllCT[0]->flipNNV();
+    EXPECT_NEAR(corner.own().getBorderAngle(true, state), 270, 1e-9);
+    corner.mesh.vAllCT[0]->kill(&corner.mesh);  // no normal at all
+    EXPECT_EQ(corner.own().getVertexNNV(true).x(), 1.0);
+    EXPECT_TRUE(corner.own().vertexNNV.isDegenerate());
+    EXPECT_NEAR(corner.own().getPrevNextDihedral(), 0, 1e-9) << "no normals there either";
+    corner.vAE[0]->kill();
+    EXPECT_NE(reportOf([&] { corner.own().getPrevNextDihedral(); }).find(conditionFailed("pPrevAE->isAlive()")),
+              std::string::npos);
+    EXPECT_NE(reportOf([&] { corner.own().setNextAE(nullptr); }).find(conditionFailed("pAE!=__null")), std::string::npos);
+    corner.own().setNextAE(corner.vAE[0].get());
+    EXPECT_EQ(corner.own().getBorderAngle(true, state), 720);
+    EXPECT_EQ(state, AES_TWO_LEFT);
+}
+
+TEST(Loop, cutsPlanarPolygonsAsAPlainCalculationDoes) {
+    std::size_t numOpen = 0;
+    for (unsigned seed = 1; seed <= 300; ++seed)
+        for (const bool bConvex : {true, false}) {
+            const std::size_t num = 3 + seed % 40;
+            const auto polygon = polygonOfChance(seed, num, bConvex);
+            const PolygonRing ring(polygon, seed);
+            const Triples triples = ring.fill();
+            // The walk starts on the edge 0 - 1 or on 0 - (n - 1), and triangles run along it.
+            const bool bReversed = ring.pLoop->vCE.front()->has(CoarseCopy::code(static_cast<int>(num) - 1)) && num > 3;
+            if (num > 3) {
+                EXPECT_EQ(triples, plainEars(polygon, bReversed)) << "seed " << seed << " convex " << bConvex;
+            }
+            EXPECT_EQ(ring.pLoop->isFilled(), triples.size() == num - 2);
+            numOpen += ring.pLoop->isFilled() ? 0 : 1;
+
+            double area = 0;
+            for (const CTriangle* pCT : ring.pLoop->vFillT) {
+                bool bOK = false;
+                area += pCT->getArea(&ring.pWorld->mesh);
+                const double side = pCT->getRealNNV(&ring.pWorld->mesh, bOK) * ring.normal;
+                EXPECT_NEAR(std::abs(side), 1.0, 1e-6);
+            }
+            if (ring.pLoop->isFilled()) {
+                EXPECT_NEAR(area, polygonArea(polygon), 1e-9) << "seed " << seed;
+            }
+            const Figures figures = figuresOf(ring.pWorld->mesh);
+            EXPECT_EQ(figures.numConflicts, 0) << "seed " << seed;
+            EXPECT_EQ(firstFault(ring.pWorld->mesh), "");
+        }
+    EXPECT_LT(numOpen, 60U);
+}
+
+TEST(Loop, closesDiscsPunchedIntoCurvedSurfaces) {
+    for (unsigned seed = 0; seed < 60; ++seed)
+        for (Soup soup : {sphere(24, 11), torus(20, 10)}) {
+            const CoarseCopy whole(soup);
+            ASSERT_EQ(punch(soup, 1, seed), 1);
+            CoarseCopy copy(soup);
+            Random random(seed);
+            for (CTriangle* pCT : copy.mesh.vAllCT)
+                if (random.next() % 2 == 0) pCT->flipNNV();
+            EdgesByEnd mm;
+            enterBorder(&copy.mesh, mm);
+            Loop loop(mm, &copy.calc, &copy.mesh);
+            const std::size_t num = loop.getSize();
+            EXPECT_TRUE(mm.empty() && loop.isClosed() && loop.fill() && loop.isFilled());
+            EXPECT_EQ(loop.vFillT.size(), num - 2);
+            EXPECT_GT(loop.signedArea, 0.0);
+            EXPECT_EQ(figuresOf(copy.mesh), figuresOf(whole.mesh)) << "seed " << seed;
+            EXPECT_EQ(firstFault(copy.mesh), "");
+            EXPECT_NEAR(copy.mesh.getArea(), whole.mesh.getArea(), 0.02 * whole.mesh.getArea());
+        }
+}
+
+TEST(Loop, waitsWhereTheSurfacesTurnAway) {
+    // A slit in the edge of a roof: its two narrow corners have neighbours on either slope.
+    Soup soup = sheet(4, 4);
+    for (Point3& p : soup.vVtx)
+        p = Point3(p.x() + 10, p.y() + 10, 20 - 2 * std::abs(p.x() - 2));
+    std::erase_if(soup.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 12) != 0; });
+    CoarseCopy roof(soup);
+    std::vector<CEdge*> vCE, vHole;
+    roof.mesh.getDegN(1, vCE);
+    for (CEdge* pCE : vCE) {
+        const Point3 centre = pCE->getCenter(&roof.mesh);
+        if (std::abs(centre.x() - 12) < 1.2 && std::abs(centre.y() - 12) < 1.2) vHole.push_back(pCE);
+    }
+    const auto pLoop = makeLoop(&roof.mesh, &roof.calc, vHole);
+    pLoop->initPrioq();
+    std::size_t numRaised = 0;
+    while (AngleEntry* pAE = pLoop->getMinAngleEntry()) {
+        AngleEntryState state = AES_NONE;
+        const double angle = pAE->getBorderAngle(true, state);
+        EXPECT_EQ(state, AES_CONVEX);
+        for (const auto& [key, pQueuedAE] : pLoop->mmPrioq)
+            EXPECT_GE(key, angle + (pAE->getPrevNextDihedral() > 45.0 ? 100.0 : 0.0));
+        numRaised += pAE->getPrevNextDihedral() > 45.0 ? 1 : 0;
+    }
+    EXPECT_GT(numRaised, 0U);
+}
+
+TEST(Loop, turnsNoMoreThanItsReach) {
+    const auto conflicts = [](LoopReach reach) {
+        Soup soup = sheet(9, 9);
+        std::erase_if(soup.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 44) != 0; });
+        CoarseCopy copy(soup);
+        copy.mesh.vAllCT[0]->flipNNV();  // far away
+        std::vector<CEdge*> vCE, vHole;
+        copy.mesh.getDegN(1, vCE);
+        for (CEdge* pCE : vCE) {
+            const Point3 centre = pCE->getCenter(&copy.mesh);
+            if (centre.x() > 0.5 && centre.x() < 8.5 && centre.y() > 0.5 && centre.y() < 8.5) vHole.push_back(pCE);
+        }
+        const auto pLoop = makeLoop(&copy.mesh, &copy.calc, vHole, reach);
+        EXPECT_TRUE(pLoop->fill() && pLoop->isFilled());
+        for (const CTriangle* pCT : pLoop->vFillT)
+            for (int i = 0; i < 3; ++i)
+                EXPECT_FALSE(pCT->needFlip(pCT->getCE(i)->getUniqueOtherTriangle(pCT)));
+        return figuresOf(copy.mesh).numConflicts;
+    };
+    EXPECT_EQ(conflicts(LR_COMPONENT), 0);
+    EXPECT_GT(conflicts(LR_RING), 0);
+}
+
+TEST(Loop, reportsWhatIsNoBorder) {
+    Sheet sheet(3, 3);
+    EdgesByEnd none, path;
+    EXPECT_NE(reportOf([&] { Loop(none, &sheet.calc, &sheet.mesh); }).find(conditionFailed("!mmVCD2CE.empty()")),
+              std::string::npos);
+    CEdge* pCE = sheet.mesh.getEdge(sheet.at(0, 0), sheet.at(1, 0));
+    enterBothEnds(path, {pCE, sheet.mesh.getEdge(sheet.at(1, 0), sheet.at(2, 1))});
+    const Loop open(path, &sheet.calc, &sheet.mesh);
+    EXPECT_FALSE(open.isClosed());
+    EXPECT_EQ(open.sThickCE.size(), 1U);
+    EXPECT_TRUE(open.hasBorderVCD(sheet.at(2, 1)) && !open.hasBorderVCD(sheet.at(2, 2)));
+    std::vector<CEdge*> vRemaining;
+    open.getRemainingBorders(vRemaining);
+    EXPECT_EQ(vRemaining, std::vector<CEdge*>{pCE});
+    sheet.mesh.vAllCT[0]->kill(&sheet.mesh);
+    EXPECT_NE(reportOf([&] { makeLoop(&sheet.mesh, &sheet.calc, {pCE}); }).find(conditionFailed("degree>0")),
+              std::string::npos);
+}

@@ -1,0 +1,397 @@
+// Filling of holes on both meshes: punched spheres, tori and plates must be left without a border but the outer one, as
+// good as before they were punched; what must stay open stays.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cmath>
+#include <iostream>
+#include <memory>
+#include <set>
+#include <stdexcept>
+#include <string>
+#include <vector>
+
+#include "HoleFiller.h"
+#include "HoleToCCD.h"
+#include "Holex.h"
+#include "Top.h"
+#include "Visualizer3.h"
+#include "support/TempFolder.h"
+#include "support/capture.h"
+#include "support/holes.h"
+
+using namespace TARN_KEL;
+using namespace TARN_TEST;
+
+namespace {
+
+struct Case {
+    std::string name;
+    Soup soup;
+};
+std::vector<Case> surfaces() {
+    return {{"sphere", sphere(24, 15)}, {"torus", torus(30, 12)}, {"plate", sheet(14, 12)}};
+}
+
+/// Every surface with some holes, and what it should be afterwards.
+template <typename Check>
+void forEachPunched(Check&& check) {
+    for (const auto& [name, soup] : surfaces())
+        for (unsigned seed = 0; seed < 25; ++seed) {
+            SCOPED_TRACE(name + " " + std::to_string(seed));
+            Soup punched = soup;
+            const int numHoles = punch(punched, 1 + static_cast<int>(seed) % 9, seed);
+            ASSERT_GT(numHoles, 0);
+            check(punched, numHoles, figuresOf(soup.vT));
+        }
+}
+
+int closeHoles(const std::shared_ptr<Mesh>& pMesh, int maxEdges) {
+    const CoutSilence silence;
+    return fillHoles(pMesh, maxEdges);
+}
+
+MeshPtr fineMesh(const Soup& soup) {
+    return std::make_shared<Mesh>(FineMesh(soup).release());
+}
+
+/// Squares of two triangles each in a ring with a half twist; the orientation breaks off at one edge.
+Soup moebiusStrip(int num) {
+    Soup soup;
+    for (int i = 0; i < num; ++i)
+        for (const double side : {-1.0, 1.0}) {
+            const double a = 2 * M_PI * i / num, r = 5 + side * std::cos(a / 2);
+            soup.vVtx.emplace_back(r * std::cos(a), r * std::sin(a), side * std::sin(a / 2));
+        }
+    for (int i = 0; i < num; ++i) {
+        const int j = (i + 1) % num, low = 2 * j + (j == 0 ? 1 : 0), high = 2 * j + (j == 0 ? 0 : 1);
+        soup.vT.push_back({2 * i, low, 2 * i + 1});
+        soup.vT.push_back({low, high, 2 * i + 1});
+    }
+    return soup;
+}
+
+/// Everything that a call prints goes to standard error, where a death test looks.
+template <typename Call>
+void loudly(Call&& call) {
+    std::cout.rdbuf(std::cerr.rdbuf());
+    call();
+}
+
+}  // namespace
+
+// ---- The coarse mesh
+
+TEST(HoleToCCD, leavesNoBorderButTheOuterOne) {
+    forEachPunched([](const Soup& punched, int numHoles, const Figures& expected) {
+        const CoutSilence silence;
+        CoarseCopy copy(punched);
+        HoleToCCD filler(&copy.mesh, &copy.calc);
+        std::vector<Point3> vOut;
+        EXPECT_TRUE(filler.run(vOut));
+        Figures figures = figuresOf(copy.mesh);
+        figures.numConflicts = 0;  // the new triangles may face either way
+        EXPECT_EQ(figures, expected);
+        EXPECT_EQ(filler.vLoops.size(), static_cast<std::size_t>(numHoles));
+        EXPECT_EQ(vOut.size(), 3 * filler.vFilledT.size());
+        EXPECT_EQ(copy.mesh.vAllCT.size(), punched.vT.size() + filler.vFilledT.size());
+        std::vector<CEdge*> vOpenCE;
+        for (const Loop* pLoop : filler.vLoops) {  // they live in the mesh now
+            EXPECT_EQ(pLoop->getCMesh(), &copy.mesh);
+            pLoop->getRemainingBorders(vOpenCE);
+            pLoop->getOpenFillCE(vOpenCE);
+        }
+        EXPECT_TRUE(vOpenCE.empty());
+        EXPECT_EQ(firstFault(copy.mesh), "");
+    });
+}
+
+TEST(HoleToCCD, takesTheTwistOutAndFindsNothingInAClosedMesh) {
+    const CoutSilence silence;
+    std::vector<Point3> vOut;
+    CoarseCopy closed(sphere(8, 5));
+    EXPECT_FALSE(HoleToCCD(&closed.mesh, &closed.calc).run(vOut));
+    CoarseCopy strip(moebiusStrip(12));
+    HoleToCCD filler(&strip.mesh, &strip.calc);
+    filler.run(vOut);
+    for (std::size_t i = 0; i < filler.pChainMgr->getSize(); ++i)
+        EXPECT_TRUE(filler.pChainMgr->getChain(i)->vMoebiusCE.empty());
+    EXPECT_EQ(firstFault(strip.mesh), "");
+}
+
+TEST(HoleFiller, leavesNoBorderButTheOuterOne) {
+    forEachPunched([](const Soup& punched, int, const Figures& expected) {
+        for (const bool bTurned : {false, true}) {
+            CoarseCopy copy(punched);
+            Random random(1);
+            for (CTriangle* pCT : copy.mesh.vAllCT)
+                if (bTurned && random.next() % 2 == 0) pCT->flipNNV();
+            HoleFiller filler(&copy.mesh, &copy.calc);
+            EXPECT_EQ(outputOf([&] { filler.run(); }), "");
+            EXPECT_EQ(figuresOf(copy.mesh), expected);
+            EXPECT_EQ(firstFault(copy.mesh), "");
+        }
+    });
+}
+
+TEST(HoleFiller, triesAgainWhatIsOpen) {
+    // A flat cross-shaped plate: its outer rim gets an ear in each of the four corners and is convex then.
+    Soup cross = sheet(9, 9);
+    std::erase_if(cross.vT, [](const auto& t) {
+        return std::all_of(t.begin(), t.end(), [](int i) { return i % 10 <= 3 || i % 10 >= 6; }) &&
+               std::all_of(t.begin(), t.end(), [](int i) { return i / 10 <= 3 || i / 10 >= 6; });
+    });
+    CoarseCopy copy(cross);
+    EXPECT_EQ(outputOf([&] { HoleFiller(&copy.mesh, &copy.calc).run(); }), "");
+    const Figures figures = figuresOf(copy.mesh);
+    EXPECT_GT(figures.numBorder, 0);
+    EXPECT_EQ(std::make_pair(figures.euler, figures.numConflicts), std::make_pair(1, 0));
+    std::size_t numBefore = copy.mesh.vAllCT.size();
+    HoleFiller(&copy.mesh, &copy.calc).run();
+    EXPECT_EQ(copy.mesh.vAllCT.size(), numBefore);
+}
+
+TEST(HoleFiller, separatesHolesThatTouch) {
+    // Squares (3, 3) and (4, 4) touch in the vertex (4, 4); a third one in a row (5, 5) touches the second.
+    for (const unsigned numHoles : {2U, 3U, 20U}) {
+        Sheet sheet(numHoles + 4, numHoles + 4);
+        for (unsigned i = 2; i < numHoles + 2; ++i)
+            for (unsigned k : {0U, 1U})
+                sheet.mesh.vAllCT[2 * (i * (numHoles + 4) + i) + k]->kill(&sheet.mesh);
+        EXPECT_EQ(outputOf([&] { HoleFiller(&sheet.mesh, &sheet.calc).run(); }), "");
+        const Figures figures = figuresOf(sheet.mesh);
+        EXPECT_EQ(figures.numBorder, static_cast<int>(4 * (numHoles + 4)));
+        EXPECT_EQ(std::make_pair(figures.euler, figures.numConflicts), std::make_pair(1, 0));
+        EXPECT_EQ(figures.numME, 0);
+        EXPECT_EQ(firstFault(sheet.mesh), "");
+    }
+}
+
+TEST(HoleFiller, leavesOtherVerticesOfManyBordersAfterAWarning) {
+    CoarseWorld world;
+    const VCD hub = world.put(5, 5, 5);
+    for (unsigned i = 0; i < 3; ++i)
+        world.triangle(hub, world.put(7, 5 + 3 * i, 5), world.put(7, 6 + 3 * i, 5));
+    EdgesByEnd mm;
+    std::vector<CEdge*> vCE;
+    world.mesh.getDegN(1, vCE);
+    enterBothEnds(mm, vCE);
+    HoleFiller filler(&world.mesh, &world.calc);
+    EXPECT_EQ(countIn(outputOf([&] { filler.solveMultiVCD(hub, mm); }), "Distance is 6"), 1);
+    const std::string text = outputOf([&] { filler.solveMultiVCD(world.put(7, 5, 5), mm); });
+    EXPECT_EQ(countIn(text, "empty groups") + countIn(text, "vGroup0=1, vGroup1=0") + countIn(text, "Distance is 2"), 3);
+    EXPECT_EQ(world.mesh.vAllCT.size(), 3U);
+    EXPECT_EQ(mm.size(), 18U);
+    vCE[0]->vCT.push_back(world.mesh.vAllCT[0]);
+    EXPECT_NE(reportOf([&] { filler.createLoopsStrategy(vCE); }).find(conditionFailed("pCE->getDegree()==1")),
+              std::string::npos);
+}
+
+TEST(HoleFiller, bridgesTheNearerGapOfTwoFans) {
+    // Two fans of one triangle each, with the far ends 0, 1 and 2, 3 round v, in degrees.
+    struct Round {
+        std::array<double, 4> at;
+        std::size_t first, second;  // what is bridged; equal: nothing
+        int numConflicts;           // the new triangle agrees with the second fan
+    };
+    for (const auto& [at, first, second, numConflicts] :
+         {Round{{30, 150, -20, -160}, 0, 2, 1}, Round{{30, 150, -160, -20}, 0, 3, 0}, Round{{10, 160, -100, -80}, 0, 2, 0},
+          Round{{30, 150, -20, -30}, 0, 0, 0}}) {
+        CoarseWorld world;
+        const VCD v = world.put(500, 500, 500);
+        std::vector<VCD> vFar;
+        for (unsigned i = 0; i < 4; ++i) {
+            const double a = at[i] * M_PI / 180;
+            vFar.push_back(world.put(cell(i, 0, 0), world.calc.getMidPoint(v) + Vector3(std::cos(a), std::sin(a), 0)));
+        }
+        world.triangle(v, vFar[0], vFar[1]);
+        world.triangle(v, vFar[2], vFar[3]);
+        EdgesByEnd mm;
+        for (const VCD far : vFar)
+            enterBothEnds(mm, {world.mesh.getEdge(v, far)});
+        HoleFiller(&world.mesh, &world.calc).solveMultiVCD(v, mm);
+        ASSERT_EQ(world.mesh.vAllCT.size(), first == second ? 2U : 3U);
+        EXPECT_EQ(figuresOf(world.mesh).numConflicts, numConflicts);
+        if (first == second) continue;
+        EXPECT_TRUE(world.mesh.vAllCT[2]->has(v) && world.mesh.vAllCT[2]->has(vFar[first], vFar[second])) << at[2];
+        EXPECT_EQ(mm.count(v), 2U);
+        EXPECT_EQ(mm.find(vFar[first])->second, world.mesh.getEdge(vFar[first], vFar[second]));
+    }
+}
+
+TEST(Holex, endsTheProcessBehindItsSteps) {
+    Sheet sheet(7, 7);
+    for (const std::size_t i : {48U, 49U})
+        sheet.mesh.vAllCT[i]->kill(&sheet.mesh);
+    std::vector<Point3> vOut;
+    EXPECT_EXIT(loudly([&] { Holex(&sheet.mesh, &sheet.calc).run(vOut); }), testing::ExitedWithCode(0),
+                "hole [01] stays(.|\n)*deliberateExit\\( \\*\\* .*determineHoles");
+    EXPECT_EXIT(loudly([&] { Top(&sheet.mesh, &sheet.calc).fillHoles(nullptr); }), testing::ExitedWithCode(0),
+                "Top::fillHoles\\(\\) calls Holex - experimental");
+    CoarseWorld empty;
+    EXPECT_EXIT(loudly([&] { Holex(&empty.mesh, &empty.calc).run(vOut); }), testing::ExitedWithCode(0), "deliberateExit");
+
+    const CoutSilence silence;
+    Holex holex(&sheet.mesh, &sheet.calc);
+    holex.chainBorder();
+    int numFilled = 0;
+    for (std::size_t i = 0; i < holex.pChainMgr->getSize(); ++i) {
+        Chain* pChain = holex.pChainMgr->getChain(i);
+        EXPECT_EQ(holex.examine(i), pChain->getSize() == 4);
+        numFilled += holex.fill(pChain) ? 1 : 0;
+    }
+    EXPECT_EQ(numFilled, 1);
+    EXPECT_EQ(figuresOf(sheet.mesh).numBorder, 28);
+    sheet.put(sheet.at(0, 0), Point3(-1, 0, 0));  // off its cell, and off the grid
+    EXPECT_NE(reportOf([&] { Holex(&sheet.mesh, &sheet.calc); }).find("Condition [ "), std::string::npos);
+    EXPECT_TRUE(gtVec({nullptr, nullptr}, {nullptr}) && !gtVec({nullptr}, {nullptr}));
+}
+
+TEST(Holex, drawsOnlyWhenItMay) {
+    Sheet sheet(7, 7);
+    for (const std::size_t i : {48U, 49U})
+        sheet.mesh.vAllCT[i]->kill(&sheet.mesh);
+    const TempFolder folder;
+    const auto drawn = [&](bool bAuthorized) {
+        EXPECT_EXIT(
+            {
+                std::filesystem::current_path(folder.path(""));
+                Visualizer3::bDebugAuthorized = bAuthorized;
+                globalPrefixCtr = 0;
+                std::vector<Point3> vOut;
+                Holex(&sheet.mesh, &sheet.calc).run(vOut);
+            },
+            testing::ExitedWithCode(0), "");
+        std::set<std::string> sName;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path("")))
+            sName.insert(entry.path().filename().string());
+        return sName;
+    };
+    EXPECT_EQ(drawn(false), std::set<std::string>());
+    EXPECT_EQ(drawn(true), (std::set<std::string>{"00001holex_deg.list", "closed_0.list", "closed_1.list"}));
+    HoleToCCD filler(&sheet.mesh, &sheet.calc);
+    EXPECT_NE(reportOf([&] { filler.showLoops("loops.list"); }).find(conditionFailed("bAuthorized")), std::string::npos);
+}
+
+// ---- The fine mesh
+
+TEST(fillHoles, makesPunchedSurfacesWhole) {
+    forEachPunched([](const Soup& punched, int numHoles, const Figures& expected) {
+        const MeshPtr pMesh = fineMesh(punched);
+        EXPECT_EQ(closeHoles(pMesh, 12), numHoles);
+        EXPECT_EQ(figuresOf(*pMesh->getRMesh()), expected);
+        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
+        EXPECT_EQ(pMesh->getRMesh()->getNumVtx_all(), punched.vVtx.size());
+        EXPECT_EQ(closeHoles(pMesh, 12), 0);
+    });
+}
+
+TEST(fillHoles, keepsToTheNumberOfEdges) {
+    Soup soup = sheet(12, 12);
+    std::erase_if(soup.vT, [](const auto& t) {
+        const auto has = [&t](int i) { return std::count(t.begin(), t.end(), i) != 0; };
+        return has(43) || has(94) || has(95) || (has(16) && has(28));  // holes of 6, 8 and 4 edges
+    });
+    for (const auto& [maxEdges, num] : {std::pair(-1, 0), {3, 0}, {4, 1}, {5, 1}, {6, 2}, {7, 2}, {8, 3}, {2147483647, 3}})
+        EXPECT_EQ(closeHoles(fineMesh(soup), maxEdges), num) << maxEdges;
+    const MeshPtr pMesh = fineMesh(soup);
+    closeHoles(pMesh, 2147483647);
+    EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numBorder, 48) << "the outer border of a flat sheet turns outwards";
+    EXPECT_NEAR(pMesh->getRMesh()->getArea(), 144.0, 1e-9);
+
+    for (const auto& [numRows, num] : {std::pair(4, 0), {6, 1}}) {  // a bowl, and a vase that narrows towards its rim
+        Soup bowl = sphere(24, 9);
+        std::erase_if(bowl.vT, [&](const auto& t) {
+            return std::any_of(t.begin(), t.end(), [&](int i) { return i >= 24 * numRows && i != 24 * 9; });
+        });
+        const MeshPtr pBowl = fineMesh(bowl);
+        EXPECT_EQ(closeHoles(pBowl, 24), num);
+        EXPECT_EQ(figuresOf(*pBowl->getRMesh()).numBorder, 24 - 24 * num);
+        EXPECT_EQ(figuresOf(*pBowl->getRMesh()).numConflicts, 0);
+    }
+}
+
+TEST(fillHoles, leavesWhatTouchesTwistsOrWouldMakeAnEdgeOfThree) {
+    Soup touching = sheet(8, 8);  // squares (2, 2), (3, 3) and, alone, (6, 6)
+    std::erase_if(touching.vT, [](const auto& t) {
+        const int i = *std::min_element(t.begin(), t.end());
+        return std::count(t.begin(), t.end(), i + 1) + std::count(t.begin(), t.end(), i + 9) != 0 &&
+               (i == 20 || i == 21 || i == 30 || i == 31 || i == 60 || i == 61) &&
+               std::all_of(t.begin(), t.end(), [i](int k) {
+                   const int first = i == 21 || i == 31 || i == 61 ? i - 1 : i;
+                   return k == first || k == first + 1 || k == first + 9 || k == first + 10;
+               });
+    });
+    const MeshPtr pTouching = fineMesh(touching);
+    EXPECT_EQ(figuresOf(touching.vT).numBorder, 32 + 12);
+    EXPECT_EQ(closeHoles(pTouching, 10), 1);
+    EXPECT_EQ(figuresOf(*pTouching->getRMesh()).numBorder, 32 + 8);
+
+    for (const int num : {5, 6, 13})
+        EXPECT_EQ(closeHoles(fineMesh(moebiusStrip(num)), 100), 0) << num;
+
+    // A square hole whose both diagonals are edges elsewhere.
+    Soup blocked = sheet(3, 3);
+    std::erase_if(blocked.vT, [](const auto& t) {
+        return std::all_of(t.begin(), t.end(), [](int i) { return i == 5 || i == 6 || i == 9 || i == 10; });
+    });
+    EXPECT_EQ(closeHoles(fineMesh(blocked), 4), 1);
+    blocked.vVtx.insert(blocked.vVtx.end(), {Point3(1.5, 1.5, 3), Point3(1.5, 1.5, -3)});
+    blocked.vT.push_back({5, 10, 16});
+    EXPECT_EQ(closeHoles(fineMesh(blocked), 4), 0) << "its corners belong to two borders";
+    for (const auto& [a, b, apex] : {std::array{5, 10, 16}, {6, 9, 17}})  // closed pockets on the diagonals
+        for (const auto& t : {std::array{a, b, apex}, {b, a, apex + 2}, {a, apex, apex + 2}, {apex, b, apex + 2}})
+            blocked.vT.push_back(t);
+    std::erase(blocked.vT, std::array{5, 10, 16});
+    blocked.vT.push_back({5, 10, 16});
+    blocked.vVtx.insert(blocked.vVtx.end(), {Point3(1.5, 1.5, 4), Point3(1.5, 1.5, -4)});
+    const MeshPtr pBlocked = fineMesh(blocked);
+    const Figures before = figuresOf(blocked.vT);
+    EXPECT_EQ(closeHoles(pBlocked, 4), 0);
+    EXPECT_EQ(figuresOf(*pBlocked->getRMesh()), before);
+}
+
+TEST(fillHoles, followsTheNeighboursWhicheverWayTheyFace) {
+    for (const bool bTurned : {false, true}) {
+        Soup soup = sphere(12, 7);
+        punch(soup, 3, 5);
+        for (auto& t : soup.vT)
+            if (bTurned) std::swap(t[0], t[1]);
+        const MeshPtr pMesh = fineMesh(soup);
+        EXPECT_GT(closeHoles(pMesh, 20), 0);
+        EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numConflicts, 0);
+        const RTriangle& first = *pMesh->getRMesh()->vRT[0];
+        EXPECT_EQ(first.aCorners[0], pMesh->getRMesh()->getVtx(static_cast<std::size_t>(soup.vT[0][0])));
+    }
+    Soup mixed = sheet(4, 4);  // one triangle at the hole faces down: no way to agree with all
+    std::erase_if(mixed.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 12) != 0; });
+    ASSERT_EQ(closeHoles(fineMesh(mixed), 10), 1);
+    for (auto& t : mixed.vT)
+        if (std::count(t.begin(), t.end(), 7) + std::count(t.begin(), t.end(), 6) == 2) std::swap(t[0], t[1]);
+    EXPECT_EQ(closeHoles(fineMesh(mixed), 10), 0);
+    EXPECT_NE(reportOf([] { fillHoles(nullptr, 3); }).find(conditionFailed("pMesh!=__null")), std::string::npos);
+}
+
+TEST(fillHoles, isHeardAndCancelled) {
+    struct Listener : ProgressBase {
+        void update(const std::string& name, double fraction) override {
+            EXPECT_EQ(name, "FillHoles");
+            last = fraction;
+            if (fraction > limit) throw std::runtime_error("enough");
+        }
+        double limit = 2.0, last = -1.0;
+    } listener;
+    Soup soup = sphere(40, 31);
+    const int numHoles = punch(soup, 40, 1);
+    subscribe(&listener);
+    EXPECT_EQ(closeHoles(fineMesh(soup), 20), numHoles);
+    EXPECT_EQ(listener.last, 1.0);
+    listener.limit = 0.5;
+    const MeshPtr pMesh = fineMesh(soup);
+    EXPECT_THROW(closeHoles(pMesh, 20), std::runtime_error);
+    unsubscribe();
+    EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
+    const int numLeft = closeHoles(pMesh, 20);
+    EXPECT_TRUE(numLeft > 0 && numLeft < numHoles) << numLeft;
+    EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numBorder, 0);
+}

@@ -1,7 +1,7 @@
 // What it costs to fill holes: 10,000 of six edges in a wavy sheet of two million triangles, on the fine mesh (fillHoles)
-// and on the coarse one (HoleFiller, HoleToCCD); and single borders of many edges (Loop). "disc" is a round one, its ears
-// make a strip; of "sector", three quarters of a disc, all ears share the centre. A border twice as long should take little
-// more than twice the time. Times are those of all processors together.
+// and on the coarse one (HoleFiller, HoleToCCD); and single borders of many edges (Loop). "disc" is a round one with a
+// ragged rim, whose ears make strips; of "sector", three quarters of a disc, all ears share the centre. A border ten times
+// as long should take little more than ten times as long. Times are those of all processors together.
 //
 //     holes_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>
@@ -73,7 +73,7 @@ std::unique_ptr<Coarse> arc(unsigned num, double turn, std::vector<CEdge*>& vBor
     const unsigned numVertices = bSector ? num + 2 : num;
     auto pCoarse = std::make_unique<Coarse>(2 * numVertices);
     const auto at = [&](unsigned i, unsigned row) {
-        const double a = 2 * M_PI * turn * i / num, radius = 1000.0 + 10.0 * row;
+        const double a = 2 * M_PI * turn * i / num, radius = 1000.0 + 10.0 * row + (bSector ? 0.0 : 3000.0 / num * (i % 2));
         const Point3 onArc(4000 + radius * std::cos(a), 4000 + radius * std::sin(a), 4000);
         const Point3 centre(4000 + 10.0 * row, 4000 - 10.0 * row, 4000);  // of the mouth, which opens to the lower right
         return pCoarse->vertex(spreadBits(i) << 2 | spreadBits(row) << 1, i > num ? centre : onArc);

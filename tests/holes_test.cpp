@@ -195,7 +195,7 @@ TEST(HoleFiller, bridgesTheNearerGapOfTwoFans) {
         int numConflicts;           // the new triangle agrees with the second fan
     };
     for (const auto& [at, first, second, numConflicts] :
-         {Round{{30, 150, -20, -160}, 0, 2, 1}, Round{{30, 150, -160, -20}, 0, 3, 0}, Round{{10, 160, -100, -80}, 0, 2, 0},
+         {Round{{30, 150, -20, -160}, 0, 2, 1}, Round{{30, 150, -160, -20}, 0, 3, 0}, Round{{10, 160, -100, -80}, 0, 2, 1},
           Round{{30, 150, -20, -30}, 0, 0, 0}}) {
         CoarseWorld world;
         const VCD v = world.put(500, 500, 500);

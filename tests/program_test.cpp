@@ -254,6 +254,29 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_EQ(countIn(run("convert mesh.ply v.xyz").err, "kel: warning: Of the mesh"), 1);
 }
 
+TEST_F(ProgramTest, rasterisesASoupAsTheLibraryDoes) {
+    folder.write("soup.stl", roof(true));
+    std::vector<Point3> vCorners, vCloud;
+    for (const double angle : {10.0, 100.0}) {
+        const std::string options =
+            std::string(angle == 10.0 ? "" : "--feature-angle 100") + " --spacing 0.05 --json report.json";
+        const Outcome outcome = run("melt soup.stl mesh.ply " + options);
+        ASSERT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(countIn(folder.read("report.json"), "\"melt\": {\n    \"spacing\": 0.05,"), 1);
+        const Outcome cloud = run("cloud soup.stl cloud.bin " + options);
+        ASSERT_EQ(cloud.status, 0) << cloud.err;
+        const CoutSilence silence;
+        vCorners.clear();
+        vCloud.clear();
+        ASSERT_TRUE(readSTL_ASCII(folder.path("soup.stl").c_str(), vCorners));
+        ASSERT_TRUE(writeMesh_auto(logs.path("mesh.ply"), melt(vCorners, 0.05, angle), false));
+        EXPECT_TRUE(folder.read("mesh.ply") == logs.read("mesh.ply"));
+        toCloud(vCorners, 0.05, angle, vCloud);
+        EXPECT_EQ(points("cloud.bin"), vCloud);
+        EXPECT_EQ(cloud.out, "cloud.bin: " + std::to_string(vCloud.size()) + " points\n");
+    }
+}
+
 TEST_F(ProgramTest, drawsHolesIntoTheFileThatItNames) {
     folder.write("roof.stl", roof(false));
     folder.write("holes.list", "mine");

@@ -6,12 +6,15 @@
 #include "Segment3.h"
 #include "Visualizer3.h"
 #include "freeFunctions.h"
+#include "octree/Octree.h"
 #include "radixSort.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
+
+using Entry = FeatureEdgeMap::Entry;
 
 const double MAX_TURN = 60.0;  // degrees between an edge and the next one of its chain
 const double ABOVE_ANY_TURN = 361.0;
@@ -23,24 +26,86 @@ bool isOtherKind(double angle, double otherAngle) {
            (angle < ABOVE_ANY_FOLD && otherAngle > ABOVE_ANY_FOLD);
 }
 
-/// The edge at pJunction that continues pEdge, which arrives there in direction dir, with the smallest turn; of equals the
-/// first. Null when none may.
-FeatureEdge* straightestNext(const FeatureEdge* pEdge, const Point3* pJunction, const Vector3& dir,
-                             const FeatureEdgeMap& mEdges) {
+/// Away from the vertex under which the edge is entered.
+Vector3 directionOf(const Entry& entry) {
+    const auto& [pVtx, pFE] = entry;
+    const Point3* pFar = pFE->pSrc == pVtx ? pFE->pTrg : pFE->pSrc;
+    return normalize(*pFar - *pVtx);
+}
+
+/// Looks for the best of the edges that it is shown, in their order.
+struct Straightest {
+    const FeatureEdge* pEdge;
+    const Vector3& dir;
     FeatureEdge* pBest = nullptr;
     double bestTurn = ABOVE_ANY_TURN;
-    for (const auto& [pVtx, pFE] : mEdges.at(pJunction)) {
-        if (pFE == pEdge || isOtherKind(pFE->angle, pEdge->angle)) continue;
-        const Point3* pFar = pFE->pSrc == pJunction ? pFE->pTrg : pFE->pSrc;
-        const double turn = getAngleDegree(dir, normalize(*pFar - *pJunction));
-        if (turn > MAX_TURN || !(turn < bestTurn)) continue;
+
+    void look(const Entry& entry) {
+        FeatureEdge* pFE = entry.second;
+        if (pFE == pEdge || isOtherKind(pFE->angle, pEdge->angle)) return;
+        const double turn = getAngleDegree(dir, directionOf(entry));
+        if (turn > MAX_TURN || !(turn < bestTurn)) return;
         bestTurn = turn;
         pBest = pFE;
     }
-    return pBest;
-}
+};
+
+constexpr std::size_t MANY = 64;  // edges at a vertex, from which on looking at all of them takes longer
+
+struct ByVertex {
+    bool operator()(const Entry& a, const Point3* p) const { return std::less<>()(a.first, p); }
+    bool operator()(const Point3* p, const Entry& b) const { return std::less<>()(p, b.first); }
+};
 
 }  // namespace
+
+// ---- Edges at a vertex --------------------------------------------------------------------------------------------------
+
+/// The edges at a vertex with many, as points of the unit sphere: of two directions the one with the smaller turn is nearer.
+class FeatureEdgeMap::Fan {
+public:
+    Fan(const Entry* pBegin, const Entry* pEnd) : pVtx(pBegin->first) {
+        for (const Entry* pEntry = pBegin; pEntry != pEnd; ++pEntry) {
+            const Vector3 d = directionOf(*pEntry);
+            void* pObject = const_cast<Entry*>(pEntry);
+            if (pEntry->second->angle >= ABOVE_ANY_FOLD) borders.addObject(pObject, d.x(), d.y(), d.z());
+            if (pEntry->second->angle <= ABOVE_ANY_FOLD) folds.addObject(pObject, d.x(), d.y(), d.z());
+        }
+        borders.finish();
+        folds.finish();
+    }
+
+    /// All edges at the vertex that may continue pEdge with the smallest turn, and perhaps others, in the order of the map.
+    std::vector<const Entry*> nearest(const FeatureEdge* pEdge, const Vector3& dir) const {
+        // pEdge itself points away and is farther than any that may.
+        double chord = FAR;
+        for (const TARN_OCTREE::Octree* pTree : treesFor(pEdge))
+            chord = std::min(chord, pTree->getNearestDistance(dir.x(), dir.y(), dir.z()));
+        std::vector<TARN_OCTREE::OctItem*> vItems;
+        for (const TARN_OCTREE::Octree* pTree : treesFor(pEdge))
+            if (chord < FAR) pTree->getSphereIntersectors(dir.x(), dir.y(), dir.z(), chord + NEAR, vItems);
+        std::vector<const Entry*> vFound;
+        for (const TARN_OCTREE::OctItem* pItem : vItems)
+            vFound.push_back(static_cast<const Entry*>(pItem->pObject));
+        std::sort(vFound.begin(), vFound.end());
+        return vFound;
+    }
+
+    const Point3* pVtx;
+
+private:
+    // Chords. Turns are told apart down to the root of a double's precision only; what is nearer than that is looked at.
+    static constexpr double NEAR = 1e-7;
+    static constexpr double FAR = 1.1;  // above the chord of the largest turn
+
+    std::vector<const TARN_OCTREE::Octree*> treesFor(const FeatureEdge* pEdge) const {
+        if (pEdge->angle > ABOVE_ANY_FOLD) return {&borders};
+        if (pEdge->angle < ABOVE_ANY_FOLD) return {&folds};
+        return {&borders, &folds};
+    }
+
+    TARN_OCTREE::Octree borders, folds;  // what is neither one nor the other is in both
+};
 
 FeatureEdgeMap::FeatureEdgeMap(std::vector<FeatureEdge>& vEdges) {
     vEntry.reserve(2 * vEdges.size());
@@ -51,15 +116,37 @@ FeatureEdgeMap::FeatureEdgeMap(std::vector<FeatureEdge>& vEdges) {
     radixSortOnThreads(
         vEntry.data(), vEntry.size(), [](const Entry& entry) { return reinterpret_cast<std::uintptr_t>(entry.first); },
         numProcessors());
+    findFans();
 }
 
-FeatureEdgeMap::Range FeatureEdgeMap::at(const Point3* pVtx) const {
-    struct ByVertex {
-        bool operator()(const Entry& a, const Point3* p) const { return std::less<>()(a.first, p); }
-        bool operator()(const Point3* p, const Entry& b) const { return std::less<>()(p, b.first); }
-    };
-    const auto [itBegin, itEnd] = std::equal_range(vEntry.begin(), vEntry.end(), pVtx, ByVertex());
-    return {vEntry.data() + (itBegin - vEntry.begin()), vEntry.data() + (itEnd - vEntry.begin())};
+FeatureEdgeMap::FeatureEdgeMap(const std::multimap<Point3*, FeatureEdge*>& mmEdges)
+    : vEntry(mmEdges.begin(), mmEdges.end()) {
+    findFans();
+}
+
+FeatureEdgeMap::~FeatureEdgeMap() = default;
+
+void FeatureEdgeMap::findFans() {
+    for (std::size_t begin = 0, end = 0; begin < vEntry.size(); begin = end) {
+        while (end < vEntry.size() && vEntry[end].first == vEntry[begin].first)
+            ++end;
+        if (end - begin > MANY) vFans.emplace_back(vEntry.data() + begin, vEntry.data() + end);
+    }
+}
+
+FeatureEdge* FeatureEdgeMap::straightestNext(const FeatureEdge* pEdge, const Point3* pJunction, const Vector3& dir) const {
+    Straightest straightest{pEdge, dir};
+    const auto [itBegin, itEnd] = std::equal_range(vEntry.begin(), vEntry.end(), pJunction, ByVertex());
+    if (static_cast<std::size_t>(itEnd - itBegin) <= MANY) {
+        for (auto it = itBegin; it != itEnd; ++it)
+            straightest.look(*it);
+    } else {
+        const auto itFan = std::partition_point(vFans.begin(), vFans.end(),
+                                                [&](const Fan& fan) { return std::less<>()(fan.pVtx, pJunction); });
+        for (const Entry* pEntry : itFan->nearest(pEdge, dir))
+            straightest.look(*pEntry);
+    }
+    return straightest.pBest;
 }
 
 // ---- One chain ----------------------------------------------------------------------------------------------------------
@@ -79,7 +166,7 @@ FeatureChain::FeatureChain(FeatureEdge* pSeed, const FeatureEdgeMap& mEdges) : l
 bool FeatureChain::growBack(const FeatureEdgeMap& mEdges) {
     const FeatureEdge* pFE = lEdges.back();
     Point3* q = pFE->pTrg;
-    FeatureEdge* pNextFE = straightestNext(pFE, q, normalize(*q - *pFE->pSrc), mEdges);
+    FeatureEdge* pNextFE = mEdges.straightestNext(pFE, q, normalize(*q - *pFE->pSrc));
     if (pNextFE == nullptr || pNextFE->pChain != nullptr) return false;
     if (pNextFE->pSrc != q) std::swap(pNextFE->pSrc, pNextFE->pTrg);
     ASSEX(pNextFE->pSrc==q);
@@ -91,7 +178,7 @@ bool FeatureChain::growBack(const FeatureEdgeMap& mEdges) {
 bool FeatureChain::growFront(const FeatureEdgeMap& mEdges) {
     const FeatureEdge* pFE = lEdges.front();
     Point3* q = pFE->pSrc;
-    FeatureEdge* pPrevFE = straightestNext(pFE, q, normalize(*q - *pFE->pTrg), mEdges);
+    FeatureEdge* pPrevFE = mEdges.straightestNext(pFE, q, normalize(*q - *pFE->pTrg));
     if (pPrevFE == nullptr || pPrevFE->pChain != nullptr) return false;
     if (pPrevFE->pTrg != q) std::swap(pPrevFE->pSrc, pPrevFE->pTrg);
     ASSEX(pPrevFE->pTrg==q);

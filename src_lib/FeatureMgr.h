@@ -26,21 +26,23 @@ struct FeatureEdge {
 class FeatureEdgeMap {
 public:
     using Entry = std::pair<Point3*, FeatureEdge*>;
-    /// Enters each edge under both its ends. The edges stay the caller's.
+    /// Enters each edge under both its ends. The edges stay the caller's. O(n log n).
     explicit FeatureEdgeMap(std::vector<FeatureEdge>& vEdges);
     /// What the map holds, which needn't be all.
-    FeatureEdgeMap(const std::multimap<Point3*, FeatureEdge*>& mmEdges) : vEntry(mmEdges.begin(), mmEdges.end()) {}
+    FeatureEdgeMap(const std::multimap<Point3*, FeatureEdge*>& mmEdges);
+    ~FeatureEdgeMap();
 
-    struct Range {
-        const Entry *pBegin, *pEnd;
-        const Entry* begin() const { return pBegin; }
-        const Entry* end() const { return pEnd; }
-    };
-    /// The edges at a vertex; may be empty. O(log n).
-    Range at(const Point3* pVtx) const;
+    /// Of the edges at pJunction the one that continues pEdge, which arrives there in direction dir, a unit vector: of its
+    /// kind, with the smallest turn and none above 60 degrees; of equals the first. Null when there is none. O(log n), but
+    /// linear in the number of edges there that go the same way.
+    FeatureEdge* straightestNext(const FeatureEdge* pEdge, const Point3* pJunction, const Vector3& dir) const;
 
 private:
+    class Fan;
+    void findFans();
+
     std::vector<Entry> vEntry;  // by vertex
+    std::vector<Fan> vFans;     // of the vertices with many edges, ascending
 };
 
 /// A run of feature edges of one kind (borders, or folds) that continue each other without a turn of more than 60 degrees.

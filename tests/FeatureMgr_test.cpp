@@ -91,8 +91,8 @@ private:
             const FeatureEdge& other = *it->second;
             const Point3* pFar = other.pSrc == pAt ? other.pTrg : other.pSrc;
             const double turn = getAngleDegree(normalize(*pAt - *pFrom), normalize(*pFar - *pAt));
-            if (it->second != pEdge && turn <= 60.0 && (other.angle > 360.0) == (pEdge->angle > 360.0))
-                vMay.emplace_back(turn, it->second);
+            const bool bOtherKind = (other.angle - 360.0) * (pEdge->angle - 360.0) < 0.0;
+            if (it->second != pEdge && turn <= 60.0 && !bOtherKind) vMay.emplace_back(turn, it->second);
         }
         const auto it =
             std::min_element(vMay.begin(), vMay.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
@@ -180,6 +180,29 @@ TEST(FeatureMgr, agreesWithTheRulesWrittenPlainly) {
             EXPECT_TRUE(count == 1 || count == 2) << "seed " << seed;
         }
     }
+}
+
+// Vertices with hundreds of edges are searched another way. Half of the directions are there several times or almost.
+TEST(FeatureMgr, agreesAtVerticesOfManyEdges) {
+    forSeeds(40, [](unsigned seed) {
+        Random random(seed);
+        const auto uniform = [&] { return random.next() / (Random::MAX + 1.0) - 0.5; };
+        Graph graph;
+        for (int hub = 0; hub < 3; ++hub)
+            graph.vVtx.emplace_back(hub, hub * uniform(), 0.1 * uniform());
+        const double aAngle[] = {20.0, 90.0, 360.0, BORDER};
+        for (int n = 3; n < 600; ++n) {
+            const double flat = seed % 3 == 0 ? 0.0 : seed % 3 == 1 ? 1.0 : 1e-9;
+            const Point3 q(4.0 * uniform(), 4.0 * uniform(), flat * uniform());
+            const Point3& former = graph.vVtx[pick(random, graph.vVtx.size())];
+            graph.vVtx.push_back(n % 2 == 0 ? q : graph.vVtx[0] + (former - graph.vVtx[0]) * (1.5 + uniform()));
+            for (int hub = 0; hub < 3; ++hub)
+                if (graph.vVtx.back() != graph.vVtx[static_cast<std::size_t>(hub)])
+                    graph.vEdges.emplace_back(aAngle[pick(random, 4)], hub, n);
+        }
+        std::sort(graph.vEdges.begin(), graph.vEdges.end());
+        EXPECT_EQ(orderedPairs(graph.edges()), PlainChains(graph.edges()).orderedPairs());
+    });
 }
 
 TEST(FeatureChain, growsWithinTheEdgesOfAMapMadeByHand) {

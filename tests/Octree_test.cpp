@@ -188,6 +188,21 @@ TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {
     }
 }
 
+TEST(Octree, knowsTheDistanceToTheNearestItem) {
+    Scan scan(7);
+    for (const auto& [name, vPoint] : clouds(1000, 5)) {
+        const PointTree tree(vPoint);
+        for (int k = 0; k < 200; ++k) {
+            const Point3 q = vPoint[static_cast<std::size_t>(k * 4) % vPoint.size()] +
+                             Vector3(k % 4 * scan.uniform(-1, 1), k % 3 * scan.uniform(-1, 1), k % 2 * scan.uniform(-1, 1));
+            double expected = INF;
+            for (const Point3& p : vPoint)
+                expected = std::min(expected, (p - q).length());
+            ASSERT_EQ(tree.tree.getNearestDistance(q.x(), q.y(), q.z()), expected) << name;
+        }
+    }
+}
+
 TEST(Octree, passesByWhatIsFar) {
     const Points vPoint = Scan(2).sphere(50000);
     const PointTree tree(vPoint);
@@ -202,6 +217,7 @@ TEST(Octree, answersAtItsLimits) {
     std::vector<OctItem*> vItem;
     tree.getSphereIntersectors(0.0, 0.0, 0.0, 1.0, vItem);
     EXPECT_TRUE(vItem.empty()) << "not finished";
+    EXPECT_EQ(tree.getNearestDistance(0.0, 0.0, 0.0), INF);
     tree.finish();
     tree.getApproxSphereIntersectors(0.0, 0.0, 0.0, INF, vItem);
     EXPECT_TRUE(vItem.empty());

@@ -13,6 +13,9 @@
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
+#include <functional>
+#include <limits>
+#include <queue>
 #include <utility>
 
 #include "Random.h"
@@ -198,6 +201,27 @@ void Octree::getApproxSphereIntersectors(double x, double y, double z, double r,
         for (OctItem* p = pBegin; p != pEnd; ++p)
             vItems.push_back(p);
     });
+}
+
+// Nearest boxes first: what is left when they are farther than the nearest item needn't be looked at.
+double Octree::getNearestDistance(double x, double y, double z) const {
+    double nearest = std::numeric_limits<double>::infinity();  // squared
+    using DistanceNode = std::pair<double, std::uint32_t>;
+    std::priority_queue<DistanceNode, std::vector<DistanceNode>, std::greater<>> queue;
+    if (!vNode.empty()) queue.emplace(0.0, 0);
+    for (; !queue.empty() && queue.top().first < nearest;) {
+        const std::uint32_t i = queue.top().second;
+        const OctNode& node = vNode[i];
+        queue.pop();
+        for (std::uint32_t child = i + 1; child < node.afterSubtree; child = vNode[child].afterSubtree)
+            queue.emplace(vNode[child].box.sqDistance(x, y, z), child);
+        if (node.afterSubtree != i + 1) continue;
+        for (std::uint32_t item = node.begin; item < node.end; ++item) {
+            const double dx = vItem[item].x - x, dy = vItem[item].y - y, dz = vItem[item].z - z;
+            nearest = std::min(nearest, dx * dx + dy * dy + dz * dz);
+        }
+    }
+    return std::sqrt(nearest);
 }
 
 }  // namespace TARN_OCTREE

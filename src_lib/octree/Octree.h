@@ -45,6 +45,9 @@ public:
     void getSphereIntersectors(double x, double y, double z, double r, std::vector<OctItem*>& vItems) const;
     /// The same, but appends all items of each leaf whose box touches the sphere's box: those within r and perhaps others.
     void getApproxSphereIntersectors(double x, double y, double z, double r, std::vector<OctItem*>& vItems) const;
+    /// The distance of a finite place to the nearest item; infinite without items, and before finish(). O(log n), and as
+    /// many more as there are items that look equally far.
+    double getNearestDistance(double x, double y, double z) const;
 
 private:
     void sortAlongCurve(const TARN_LOCATE3::Bbox3& box);

@@ -37,6 +37,14 @@ struct Bbox3 {
         return !(minX > box.maxX || maxX < box.minX || minY > box.maxY || maxY < box.minY || minZ > box.maxZ ||
                  maxZ < box.minZ);
     }
+
+    /// The squared distance of a place to the box, 0.0 inside. The box must not be empty.
+    double sqDistance(double x, double y, double z) const {
+        const double dx = std::max({minX - x, 0.0, x - maxX});
+        const double dy = std::max({minY - y, 0.0, y - maxY});
+        const double dz = std::max({minZ - z, 0.0, z - maxZ});
+        return dx * dx + dy * dy + dz * dz;
+    }
 };
 
 }  // namespace TARN_LOCATE3

@@ -193,6 +193,8 @@ MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double
 /// vertex. Windings, holes, double walls, edges of any number of triangles don't matter: the triangles are drawn into the
 /// cells of a grid, sharp edges first, and the mesh is made of the cells. So its triangles are about a cell in size, and what
 /// lies within a cell or two of something else becomes one with it.
+/// Triangles parallel to the grid fill their cells without a gap. Others miss some cells of which they cut off a sliver only:
+/// up to a few edges in a thousand then stay borders (pinholes of a triangle), or have three and more triangles.
 /// spacingAbs: edge of a grid cell, above 0. featureAngle: degrees between normals above which an edge stays sharp, its ends
 /// where they are; 20 to 40 is usual. Borders stay sharp too; from 360 on only they do, from 9999 on nothing does.
 /// Triangles that are degenerate or have a coordinate that isn't finite are left out, with one warning that counts them. Null

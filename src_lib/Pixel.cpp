@@ -163,7 +163,8 @@ void Pixel::bfsSort() {
     const auto numberOf = [this](const Tri* pTri) { return static_cast<std::size_t>(pTri - vTriStore.data()); };
 
     // Where the group of each edge begins: of each triangle the edges opposite corners 0, 1, 2.
-    std::vector<std::array<std::size_t, 3>> vGroupBegin(triSiz);
+    const std::size_t none = vEdge2Tri.size();
+    std::vector<std::array<std::size_t, 3>> vGroupBegin(triSiz, {none, none, none});
     for (std::size_t i = 0; i < vEdge2Tri.size();) {
         const std::size_t begin = i, end = endOfGroup(begin);
         for (; i < end; ++i) {
@@ -183,10 +184,11 @@ void Pixel::bfsSort() {
         bSeen = 1;
     };
     const auto enqueueGroup = [&](std::size_t begin) {
+        auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
+        ASSEX(it!=vEdge2Tri.end());
         if (std::exchange(vGroupSeen[begin], 1) != 0) return;
-        const std::size_t end = endOfGroup(begin);
-        for (std::size_t i = begin; i < end; ++i)
-            enqueue(vEdge2Tri[i].second);
+        for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
+            enqueue(it->second);
     };
     for (; !vTri.empty(); vTri.pop_back()) {
         std::size_t head = vOrdered.size();

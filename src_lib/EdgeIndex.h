@@ -19,7 +19,7 @@ struct EdgeStar {
 /// Every edge belongs to its lower vertex, which lists its first few edges; what a hub has beyond these is in a hash table.
 /// In a surface a vertex is the lower one of three edges on average, made one after the other and lying together, so a
 /// look-up is a short walk through memory at hand where a hash table alone would go to a far place each time. The list's
-/// bound keeps it O(1) at a hub of a million edges too. 4 bytes an edge and 8 a vertex.
+/// bound keeps it O(1) at a hub of a million edges too. A link of 4 bytes an edge and 8 bytes a vertex.
 ///
 /// Edges are named by dense 32-bit numbers. Links and ends live with the elements, so the caller brings a pair of vertices
 /// that knows where:

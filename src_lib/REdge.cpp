@@ -22,28 +22,8 @@ Point3* REdge::getVertex(int i) const {
     return nullptr;
 }
 
-Point3* REdge::getOtherPoint(const Point3* p) const {
-    if (p == pVtx0) return pVtx1;
-    if (p == pVtx1) return pVtx0;
-    ASSEX(false);
-    return nullptr;
-}
-
 Point3 REdge::getCenter() const {
     return midpoint(*pVtx0, *pVtx1);
-}
-
-int REdge::getDegree() const {
-    int degree = 0;
-    for (const RTriangle* pRT : vRT)
-        degree += pRT->bAlive ? 1 : 0;
-    return degree;
-}
-
-bool REdge::isAlive() const {
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive) return true;
-    return false;
 }
 
 void REdge::getAliveTriangles(std::vector<RTriangle*>& vAlive) const {

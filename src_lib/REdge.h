@@ -2,13 +2,14 @@
 
 #include <vector>
 
+#include "RTriangle.h"
 #include "SmallPtrList.h"
 #include "kel.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
 class RMesh;
-class RTriangle;
 
 /// An edge of the fine mesh: two vertices and the triangles on it, any number of them.
 ///
@@ -68,5 +69,25 @@ public:
     Point3* pVtx1;
     SmallPtrList<RTriangle> vRT;  ///< not owned
 };
+
+inline Point3* REdge::getOtherPoint(const Point3* p) const {
+    if (p == pVtx0) return pVtx1;
+    if (p == pVtx1) return pVtx0;
+    ASSEX(false);
+    return nullptr;
+}
+
+inline int REdge::getDegree() const {
+    int degree = 0;
+    for (const RTriangle* pRT : vRT)
+        degree += pRT->bAlive ? 1 : 0;
+    return degree;
+}
+
+inline bool REdge::isAlive() const {
+    for (const RTriangle* pRT : vRT)
+        if (pRT->bAlive) return true;
+    return false;
+}
 
 }  // namespace TARN_KEL

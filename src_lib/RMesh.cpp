@@ -98,10 +98,10 @@ struct RMesh::EdgePair {
     const Point3* pHigher;
 
     EdgeStar& star() const { return *mesh.poolStar.at(mesh.vtxNumber(pLower)); }
-    std::uint32_t& next(std::uint32_t edge) const { return *mesh.poolNextRE.at(edge); }
+    std::uint32_t& next(std::uint32_t edge) const { return mesh.poolLinkRE.at(edge)->next; }
+    /// The links of a list mostly lie together, the edges don't: most of the others in it are passed over unseen.
     bool matches(std::uint32_t edge) const {
-        const REdge* pRE = mesh.poolRE.at(edge);
-        return pRE->pVtx1 == pHigher && pRE->pVtx0 == pLower;
+        return mesh.poolLinkRE.at(edge)->higher == mesh.vtxNumber(pHigher) && mesh.poolRE.at(edge)->pVtx0 == pLower;
     }
     std::uint64_t hash() const { return mixHash(std::uint64_t{mesh.vtxNumber(pLower)} << 32 | mesh.vtxNumber(pHigher)); }
 };
@@ -113,7 +113,7 @@ RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
     poolRT.init(3, -1);
     poolRE.init(3, -1);
     poolStar.init(3, -1);
-    poolNextRE.init(3, -1);
+    poolLinkRE.init(3, -1);
 }
 
 // Once the delegate is through, an assertion in here ends in the destructor: nothing leaks.
@@ -238,9 +238,19 @@ REdge* RMesh::findOrMakeEdge(Point3* pLower, Point3* pHigher) {
     if (found != EdgeIndex::NONE) return poolRE.at(found);
     REdge* pRE = new (poolRE.nextElement()) REdge(pLower, pHigher);
     vRE.push_back(pRE);
-    poolNextRE.nextElement();
-    mRE.insert(pair, toIndex(poolRE.indexOf(pRE)));
+    poolLinkRE.nextElement();
+    enter(pRE);
     return pRE;
+}
+
+void RMesh::takeOut(const REdge* pRE) {
+    mRE.erase(EdgePair{*this, pRE->pVtx0, pRE->pVtx1});
+}
+
+void RMesh::enter(REdge* pRE) {
+    const std::uint32_t number = toIndex(poolRE.indexOf(pRE));
+    poolLinkRE.at(number)->higher = vtxNumber(pRE->pVtx1);
+    mRE.insert(EdgePair{*this, pRE->pVtx0, pRE->pVtx1}, number);
 }
 
 /// Enters an edge under other ends, pTrg in place of pSrc. When there is an edge with these ends: returns that one, and pRE
@@ -250,15 +260,15 @@ REdge* RMesh::rekey(REdge* pRE, const Point3* pSrc, Point3* pTrg) {
     ASSEX(key.first<key.second);
     Point3* pRingVtx = pRE->getOtherPoint(pSrc);
     ASSEX(pRingVtx!=pTrg);
-    mRE.erase(EdgePair{*this, key.first, key.second});
+    takeOut(pRE);
 
     const auto [pLower, pHigher] = std::minmax(pRingVtx, pTrg);
     const EdgePair newPair{*this, pLower, pHigher};
     const std::uint32_t existing = mRE.find(newPair);
     if (existing != EdgeIndex::NONE) return poolRE.at(existing);
-    mRE.insert(newPair, toIndex(poolRE.indexOf(pRE)));
     pRE->pVtx0 = pLower;
     pRE->pVtx1 = pHigher;
+    enter(pRE);
     return nullptr;
 }
 

@@ -41,12 +41,17 @@ private:
     TARN_TOOLS::SimplePool<CornerLinks> poolCornerLinks;
 };
 
+/// What RMesh keeps with each edge for EdgeIndex.
+struct EdgeLink {
+    std::uint32_t next;    ///< the next edge of the same lower end
+    std::uint32_t higher;  ///< the number of the higher end
+};
+
 /// A collapse that reduce may make: of one end of an edge onto the other. A plain value.
 struct RECandidate {
-    REdge* pRE = nullptr;            ///< the mesh's; null: no collapse
-    int iDir = 0;                    ///< 0: pVtx0 goes to pVtx1, 1: the reverse
-    std::uint32_t numCollapses = 0;  ///< how many collapses of its run the penalty takes into account
-    double penalty = 0.0;            ///< of RMesh::getPenalty
+    REdge* pRE = nullptr;  ///< the mesh's; null: no collapse
+    int iDir = 0;          ///< 0: pVtx0 goes to pVtx1, 1: the reverse
+    double penalty = 0.0;  ///< of RMesh::getPenalty
 };
 
 /// The fine mesh: triangles in real coordinates, on which all post-processing runs. Mesh wraps it for the caller.
@@ -270,8 +275,8 @@ public:
     TARN_TOOLS::SimplePool<Point3> poolVtx;
     TARN_TOOLS::SimplePool<RTriangle> poolRT;
     TARN_TOOLS::SimplePool<REdge> poolRE;
-    TARN_TOOLS::SimplePool<EdgeStar> poolStar;         ///< of mRE, in step with poolVtx
-    TARN_TOOLS::SimplePool<std::uint32_t> poolNextRE;  ///< links of mRE, in step with poolRE
+    TARN_TOOLS::SimplePool<EdgeStar> poolStar;    ///< of mRE, in step with poolVtx
+    TARN_TOOLS::SimplePool<EdgeLink> poolLinkRE;  ///< of mRE, in step with poolRE
     double sideLen;
 
 private:
@@ -281,6 +286,8 @@ private:
     Point3* addVertex(const Point3& p);
     Point3* findVertex(const Point3& p, std::uint64_t hash) const;
     REdge* findOrMakeEdge(Point3* pLower, Point3* pHigher);
+    void enter(REdge* pRE);
+    void takeOut(const REdge* pRE);
     REdge* rekey(REdge* pRE, const Point3* pSrc, Point3* pTrg);
     void killBetween(const Point3* pSrc, const Point3* pTrg);
     Point3* collapseCheapest(const RTriangle& rt);
@@ -300,7 +307,9 @@ private:
     void checkIncidence() const;
     void checkVertexTable() const;
 
-    Random random;  // what there is of chance in the operators
+    Random random;                      // what there is of chance in the operators
+    std::vector<RTriangle*> vScratchT;  // of exchangeCorner, which is called too often to ask for memory each time
+    std::vector<REdge*> vScratchRE;
 };
 
 }  // namespace TARN_KEL

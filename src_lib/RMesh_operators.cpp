@@ -52,17 +52,18 @@ std::array<REdge*, 2> edgesAt(const RTriangle& rt, const Point3* p) {
 // ---- Collapse
 
 /// The edges from pSrc to its ring, in order of creation. None may lead to pTrg.
-std::vector<REdge*> edgesToMove(const std::vector<RTriangle*>& vIncT, const Point3* pSrc, const Point3* pTrg) {
-    std::vector<REdge*> vChangeRE;
+void edgesToMove(const std::vector<RTriangle*>& vIncT, const Point3* pSrc, const Point3* pTrg,
+                 std::vector<REdge*>& vChangeRE) {
+    vChangeRE.clear();
     for (const RTriangle* pRT : vIncT)
         for (REdge* pRE : edgesAt(*pRT, pSrc)) {
-            ASSEX(pRE->has(pSrc));
             ASSEX(pRE->isAlive());
+            if (pRE->vRT[0] != pRT) continue;  // all its triangles are at pSrc: each edge once
+            ASSEX(pRE->has(pSrc));
             ASSEX(!pRE->has(pTrg));
             vChangeRE.push_back(pRE);
         }
-    oneInstance(vChangeRE);
-    return vChangeRE;
+    std::sort(vChangeRE.begin(), vChangeRE.end());
 }
 
 void replaceEdge(RTriangle* pRT, const REdge* pRE, REdge* pNewRE) {
@@ -205,9 +206,11 @@ bool isClosedFan(const Point3* pCenter, const std::vector<RTriangle*>& vFan) {
 void RMesh::exchangeCorner(Point3* pSrc, Point3* pTrg) {
     ASSEX(poolVtx.owns(pSrc) && poolVtx.owns(pTrg));
     killBetween(pSrc, pTrg);
-    std::vector<RTriangle*> vIncT;
+    std::vector<RTriangle*>& vIncT = vScratchT;
+    vIncT.clear();
     getIncidentT(pSrc, vIncT);
-    for (REdge* pRE : edgesToMove(vIncT, pSrc, pTrg))
+    edgesToMove(vIncT, pSrc, pTrg, vScratchRE);
+    for (REdge* pRE : vScratchRE)
         if (REdge* pExistingRE = rekey(pRE, pSrc, pTrg)) mergeEdge(pRE, pExistingRE);
     Incidence::moveAll(mmVtxT, vtxNumber(pSrc), vtxNumber(pTrg));
     for (RTriangle* pRT : vIncT) {
@@ -220,9 +223,9 @@ void RMesh::killBetween(const Point3* pSrc, const Point3* pTrg) {
     const REdge* pKillEdge = getEdge(pSrc, pTrg);
     ASSEX(pKillEdge==NULL || pKillEdge->isAlive());
     if (pKillEdge == nullptr) return;
-    std::vector<RTriangle*> vKill;
-    pKillEdge->getAliveTriangles(vKill);
-    for (RTriangle* pRT : vKill)
+    vScratchT.clear();
+    pKillEdge->getAliveTriangles(vScratchT);
+    for (RTriangle* pRT : vScratchT)
         pRT->kill(this);
 }
 

@@ -20,8 +20,10 @@
 // each vertex keeps the number of the last collapse that changed a triangle of its own, and a candidate how many collapses
 // its penalty knows.
 //
-// The queue is filled in sorted lots, and few candidates go back. So it is a short row of sorted lots, of which an older one
-// is always larger, with a heap for what came one by one since the last lot: nearly every removal is a step along an array.
+// The order of penalties jumps about the mesh, so memory is what a reduction waits for. Of the candidates that come up most
+// are dead, which a bit for each edge tells without a look at the edge; what the others need is fetched some pops ahead
+// (CollapseLookahead). Where many edges are evaluated at once it is done vertex by vertex: all collapses of a vertex share
+// the normals round it.
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
@@ -31,9 +33,12 @@
 #include <utility>
 #include <vector>
 
+#include "CandidateQueue.h"
+#include "CollapseLookahead.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "freeFunctions.h"
+#include "radixSort.h"
 #include "runTasks.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -55,160 +60,162 @@ constexpr int MAX_FULL_REFILLS = 4;                            // but only so of
 constexpr double STRAIGHT = 170.0;                             // degrees between the border edges of a vertex that may go
 constexpr std::size_t NUM_CHUNKS = 36, MIN_CHUNK = 100;        // edges a task
 
-std::pair<Point3*, Point3*> sourceAndTarget(const REdge& edge, int iDir) {
-    return iDir == 0 ? std::pair(edge.pVtx0, edge.pVtx1) : std::pair(edge.pVtx1, edge.pVtx0);
-}
-
-/// The side of a triangle opposite one of its corners, from a to b in the triangle's order.
-struct RingSide {
-    RingSide(const RTriangle& rt, const Point3* pCentre) {
-        if (rt.aCorners[0] == pCentre) {
-            a = rt.aCorners[1], b = rt.aCorners[2], pRE = rt.pRE12;
-        } else if (rt.aCorners[1] == pCentre) {
-            a = rt.aCorners[2], b = rt.aCorners[0], pRE = rt.pRE02;
-        } else {
-            a = rt.aCorners[0], b = rt.aCorners[1], pRE = rt.pRE01;
-        }
-    }
-    /// A triangle with corner p stands on this side, too; p is no end of it.
-    bool isSideOf(const Point3* p) const {
-        return std::any_of(pRE->vRT.begin(), pRE->vRT.end(), [p](const RTriangle* pRT) {
-            return pRT->aCorners[0] == p || pRT->aCorners[1] == p || pRT->aCorners[2] == p;
-        });
-    }
-
-    const Point3 *a, *b;
-    const REdge* pRE;
-};
-
-/// Fetches what a penalty reads, one step along the pointers ahead of it: the triangles lie anywhere in memory, and waiting
-/// for one after the other is what a penalty costs.
-void prefetchRing(const std::vector<RTriangle*>& vIncT, const Point3* pCentre) {
-    for (const RTriangle* pRT : vIncT) {
-        __builtin_prefetch(pRT->aCorners);
-        __builtin_prefetch(&pRT->pRE02);
-    }
-    for (const RTriangle* pRT : vIncT)
-        __builtin_prefetch(&RingSide(*pRT, pCentre).pRE->vRT);
-}
-
 /// The angle of two normals, radians, from their dot product and the product of their lengths: an eighth of the divisions
 /// that unit vectors take. A right angle when a length underflows.
 double turn(double dot, double lengths) {
     return getAngleRad({lengths > 0.0 ? dot / lengths : 0.0, 0.0, 0.0}, {1.0, 0.0, 0.0});
 }
 
+/// The side of a triangle opposite src, from a to b in the triangle's order, and what a collapse of src needs to know of the
+/// triangle, whatever trg is.
+struct RingSide {
+    RingSide(const RTriangle& rt, const Point3* pSrc) : pRT(&rt) {
+        if (rt.aCorners[0] == pSrc) {
+            a = rt.aCorners[1], b = rt.aCorners[2], pRE = rt.pRE12;
+        } else if (rt.aCorners[1] == pSrc) {
+            a = rt.aCorners[2], b = rt.aCorners[0], pRE = rt.pRE02;
+        } else {
+            a = rt.aCorners[0], b = rt.aCorners[1], pRE = rt.pRE01;
+        }
+    }
+    bool isMeasured() const { return !(length < 0.0); }
+    void measure(const Point3* pSrc) {
+        side = *b - *a;
+        normal = crossProduct(side, *pSrc - *a);
+        length = normal.length();
+    }
+    bool has(const Point3* pTrg) const { return a == pTrg || b == pTrg; }
+    /// The third corner of the other triangle on this side, when there is one.
+    void findApex() {
+        const auto& vRT = pRE->vRT;
+        bCrowded = vRT.size() > 2;
+        if (vRT.size() != 2) return;
+        const Point3* const* p = vRT[vRT[0] == pRT ? 1 : 0]->aCorners;
+        pApex = !has(p[0]) ? p[0] : !has(p[1]) ? p[1] : p[2];
+    }
+    /// Another triangle with corner pTrg stands on this side.
+    bool isSideOf(const Point3* pTrg) const {
+        if (!bCrowded) return pTrg == pApex;
+        return std::any_of(pRE->vRT.begin(), pRE->vRT.end(),
+                           [this, pTrg](const RTriangle* pOther) { return pOther != pRT && pOther->has(pTrg); });
+    }
+
+    const RTriangle* pRT;
+    const Point3 *a, *b;
+    const REdge* pRE;
+    Vector3 side, normal;  // the normal as it is, of twice the area as its length
+    double length = -1.0;  // below 0: not measured yet
+    const Point3* pApex = nullptr;
+    bool bCrowded = false;  // more than one other triangle
+};
+
+/// The triangles at a vertex that may go, looked at once for all its neighbours.
+class SourceRing {
+public:
+    /// vIncT: the triangles at pSrc. They lie anywhere in memory, and waiting for one after the other is most of what a
+    /// penalty costs; so all is fetched one step along the pointers ahead of its use.
+    void gather(const std::vector<RTriangle*>& vIncT, const Point3* pSrc) {
+        vSide.clear();
+        pCentre = pSrc;
+        bApexes = false;
+        for (const RTriangle* pRT : vIncT) {
+            __builtin_prefetch(pRT->aCorners);
+            __builtin_prefetch(&pRT->pRE02);
+        }
+        for (const RTriangle* pRT : vIncT) {
+            const RingSide& ringSide = vSide.emplace_back(*pRT, pSrc);
+            __builtin_prefetch(&ringSide.pRE->vRT);
+            __builtin_prefetch(ringSide.a);
+        }
+    }
+    const std::vector<RingSide>& sides() const { return vSide; }
+
+    /// The mean turn of the normals in a collapse onto pTrg, radians; FORBIDDEN when it isn't allowed.
+    double meanTurn(const Point3* pTrg, double maxDevRad) {
+        double sum = 0.0;
+        int count = 0;
+        for (RingSide& ringSide : vSide) {
+            if (ringSide.has(pTrg)) continue;  // dies
+            if (!ringSide.isMeasured()) ringSide.measure(pCentre);
+            if (ringSide.normal.isDegenerate()) {
+                std::cout << "current triangle is degenerate\n";
+                continue;
+            }
+            const Vector3 newNormal = crossProduct(ringSide.side, *pTrg - *ringSide.a);
+            const double newLength = newNormal.length();
+            if (MIN_NORMAL > newLength) return FORBIDDEN;
+            const double angle = turn(ringSide.normal * newNormal, ringSide.length * newLength);
+            if (angle > maxDevRad) return FORBIDDEN;
+            sum += angle;
+            ++count;
+        }
+        if (!std::exchange(bApexes, true))
+            for (RingSide& ringSide : vSide)
+                ringSide.findApex();
+        for (const RingSide& ringSide : vSide)
+            if (!ringSide.has(pTrg) && ringSide.isSideOf(pTrg)) return FORBIDDEN;  // two triangles on the same corners
+        return count == 0 ? 0.0 : sum * TURN_WEIGHT / count;
+    }
+
+private:
+    std::vector<RingSide> vSide;
+    const Point3* pCentre = nullptr;
+    bool bApexes = false;  // found; a collapse that turns too much doesn't get there
+};
+
 bool isAllowed(double penalty) {
     return penalty != FORBIDDEN;
 }
 
+/// Without an edge when the collapse isn't allowed.
+RECandidate candidateOf(REdge* pRE, int iDir, double penalty) {
+    return isAllowed(penalty) ? RECandidate{pRE, iDir, penalty} : RECandidate{};
+}
+
+/// Penalties on a mesh, one after the other. What a vertex has around it is kept for the next question, so it is cheap to
+/// ask for all collapses of a vertex in turn.
+class PenaltyMeter {
+public:
+    PenaltyMeter(const RMesh& theMesh, double theMaxSqLen, double theMaxDevRad)
+        : mesh(theMesh), maxSqLen(theMaxSqLen), maxDevRad(theMaxDevRad) {}
+
+    double penaltyOf(const REdge& edge, int iDir) {
+        if (edge.vRT.empty()) return FORBIDDEN;
+        const auto [pSrc, pTrg] = sourceAndTarget(edge, iDir);
+        const double sqLen = (*pTrg - *pSrc).sqLength();
+        if (sqLen > maxSqLen) return FORBIDDEN;
+        lookAt(pSrc);
+        const double penalty = ring.meanTurn(pTrg, maxDevRad) + std::sqrt(std::sqrt(sqLen) / mesh.getSideLen());
+        return std::isfinite(penalty) && penalty < FORBIDDEN ? penalty : FORBIDDEN;
+    }
+    /// As before a question about a collapse of that vertex.
+    void lookAt(const Point3* pSrc) {
+        if (pSrc == pLookedAt) return;
+        vIncT.clear();
+        mesh.getIncidentT(pSrc, vIncT);
+        ring.gather(vIncT, pSrc);
+        pLookedAt = pSrc;
+    }
+    /// To be called when the mesh has changed.
+    void forget() {
+        pLookedAt = nullptr;
+        vIncT.clear();
+    }
+    /// The triangles at the vertex last looked at, none when the mesh has changed since; and what is opposite it.
+    const std::vector<RTriangle*>& trianglesLookedAt() const { return vIncT; }
+    const std::vector<RingSide>& sidesLookedAt() const { return ring.sides(); }
+
+private:
+    const RMesh& mesh;
+    const double maxSqLen, maxDevRad;
+    const Point3* pLookedAt = nullptr;
+    std::vector<RTriangle*> vIncT;
+    SourceRing ring;
+};
+
 bool isCandidate(const RECandidate& candidate) {
     return candidate.pRE != nullptr;
 }
-
-/// Candidates by ascending penalty; of equal ones the one that came first.
-class CandidateQueue {
-public:
-    bool empty() const { return numEntries == 0; }
-    std::size_t size() const { return numEntries; }
-    /// The lowest penalty; there must be one.
-    double firstPenalty() const { return first().penalty; }
-
-    RECandidate pop() {
-        const RECandidate candidate = first();
-        --numEntries;
-        if (pFirstLot != nullptr) {
-            pFirstLot->advance();
-        } else {
-            std::pop_heap(vHeap.begin(), vHeap.end(), isLater);
-            vHeap.pop_back();
-        }
-        findFirst();
-        return candidate;
-    }
-    /// O(log n).
-    void push(const RECandidate& candidate) {
-        ++numEntries;
-        vHeap.push_back({candidate, numPushed++});
-        std::push_heap(vHeap.begin(), vHeap.end(), isLater);
-        findFirst();
-    }
-    /// As if pushed one after the other. Amortised O(log n) a candidate.
-    void pushAll(std::vector<RECandidate>&& vCandidates) {
-        numEntries += vCandidates.size();
-        std::erase_if(vLot, [](const Lot& lot) { return lot.empty(); });
-        addLot(takeHeap());
-        radixSortOnThreads(
-            vCandidates.data(), vCandidates.size(), [](const RECandidate& c) { return radixCode(c.penalty); },
-            numProcessors());
-        addLot(std::move(vCandidates));
-        findFirst();
-    }
-
-private:
-    struct Lot {
-        std::vector<RECandidate> vSorted;
-        std::size_t next = 0;  // what is before has left
-
-        bool empty() const { return next == vSorted.size(); }
-        std::size_t size() const { return vSorted.size() - next; }
-        const RECandidate& head() const { return vSorted[next]; }
-        auto begin() const { return vSorted.begin() + static_cast<std::ptrdiff_t>(next); }
-        auto end() const { return vSorted.end(); }
-        /// The edges of a lot lie anywhere in memory, so the one whose turn is soon is fetched ahead.
-        void advance() {
-            constexpr std::size_t AHEAD = 8;
-            ++next;
-            if (size() > AHEAD) __builtin_prefetch(vSorted[next + AHEAD].pRE);
-        }
-    };
-    struct Single {
-        RECandidate candidate;
-        std::size_t number;
-    };
-    static bool isLater(const Single& a, const Single& b) {
-        return std::pair(b.candidate.penalty, b.number) < std::pair(a.candidate.penalty, a.number);
-    }
-    static bool isCheaper(const RECandidate& a, const RECandidate& b) { return a.penalty < b.penalty; }
-
-    const RECandidate& first() const { return pFirstLot != nullptr ? pFirstLot->head() : vHeap.front().candidate; }
-    /// The oldest of the lots with the lowest head; null when the heap has a lower one. The lots are about log n.
-    void findFirst() {
-        pFirstLot = nullptr;
-        for (Lot& lot : vLot)
-            if (!lot.empty() && (pFirstLot == nullptr || isCheaper(lot.head(), pFirstLot->head()))) pFirstLot = &lot;
-        // What is in the heap is younger than all lots.
-        if (pFirstLot != nullptr && !vHeap.empty() && isCheaper(vHeap.front().candidate, pFirstLot->head()))
-            pFirstLot = nullptr;
-    }
-    /// Empties the heap; what was in it, in order.
-    std::vector<RECandidate> takeHeap() {
-        std::sort_heap(vHeap.begin(), vHeap.end(), isLater);
-        std::vector<RECandidate> vSorted(vHeap.size());
-        std::transform(vHeap.rbegin(), vHeap.rend(), vSorted.begin(), [](const Single& s) { return s.candidate; });
-        vHeap.clear();
-        return vSorted;
-    }
-    /// Merges it with the lots before it until each is more than twice as large as the next one.
-    void addLot(std::vector<RECandidate>&& vSorted) {
-        if (vSorted.empty()) return;
-        vLot.push_back({std::move(vSorted)});
-        while (vLot.size() > 1 && vLot[vLot.size() - 2].size() <= 2 * vLot.back().size()) {
-            const Lot younger = std::move(vLot.back());
-            vLot.pop_back();
-            const Lot& older = vLot.back();
-            Lot merged{std::vector<RECandidate>(older.size() + younger.size())};
-            std::merge(older.begin(), older.end(), younger.begin(), younger.end(), merged.vSorted.begin(), isCheaper);
-            vLot.back() = std::move(merged);
-        }
-    }
-
-    std::vector<Lot> vLot;      // the oldest first
-    std::vector<Single> vHeap;  // the first to go at the front
-    std::size_t numPushed = 0;
-    std::size_t numEntries = 0;
-    Lot* pFirstLot = nullptr;  // in vLot, of the first candidate; null: that is in the heap, or there is none
-};
 
 }  // namespace
 
@@ -216,58 +223,67 @@ private:
 
 double RMesh::getPenalty(const REdge* pRE, int iDir, double maxSqLen, double maxDevRad,
                          std::vector<RTriangle*>& vIncT) const {
-    vIncT.clear();
-    if (pRE->vRT.empty()) return FORBIDDEN;
-    const auto [pSrc, pTrg] = sourceAndTarget(*pRE, iDir);
-    const double sqLen = (*pTrg - *pSrc).sqLength();
-    if (sqLen > maxSqLen) return FORBIDDEN;
-    getIncidentT(pSrc, vIncT);
-    prefetchRing(vIncT, pSrc);
-    double sum = 0.0;
-    int count = 0;
-    for (const RTriangle* pRT : vIncT) {
-        const RingSide ring(*pRT, pSrc);
-        if (ring.a == pTrg || ring.b == pTrg) continue;  // dies
-        const Vector3 side = *ring.b - *ring.a;
-        const Vector3 oldNormal = crossProduct(side, *pSrc - *ring.a);
-        if (oldNormal.isDegenerate()) {
-            std::cout << "current triangle is degenerate\n";
-            continue;
-        }
-        const Vector3 newNormal = crossProduct(side, *pTrg - *ring.a);
-        const double newLength = newNormal.length();
-        if (MIN_NORMAL > newLength) return FORBIDDEN;
-        const double angle = turn(oldNormal * newNormal, oldNormal.length() * newLength);
-        if (angle > maxDevRad) return FORBIDDEN;
-        sum += angle;
-        ++count;
-    }
-    for (const RTriangle* pRT : vIncT) {
-        const RingSide ring(*pRT, pSrc);
-        if (ring.a != pTrg && ring.b != pTrg && ring.isSideOf(pTrg)) return FORBIDDEN;  // two triangles on the same corners
-    }
-    const double meanTurn = count == 0 ? 0.0 : sum * TURN_WEIGHT / count;
-    const double penalty = meanTurn + std::sqrt(std::sqrt(sqLen) / sideLen);
-    return std::isfinite(penalty) ? penalty : FORBIDDEN;
+    PenaltyMeter meter(*this, maxSqLen, maxDevRad);
+    const double penalty = meter.penaltyOf(*pRE, iDir);
+    vIncT = meter.trianglesLookedAt();
+    return penalty;
 }
 
 RECandidate RMesh::getRECand(REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const {
-    const double penalty = getPenalty(pRE, iDir, maxSqLen, maxDevRad, vIncT);
-    return isAllowed(penalty) ? RECandidate{pRE, iDir, 0, penalty} : RECandidate{};
+    return candidateOf(pRE, iDir, getPenalty(pRE, iDir, maxSqLen, maxDevRad, vIncT));
 }
+
+namespace {
+
+/// The collapses of the edges [from, to) of a list, source by source in the order in which vertices lie in memory, and each
+/// as its position: twice that of the edge in the list, and iDir. Dead edges have none.
+std::vector<std::size_t> collapsesBySource(const RMesh& mesh, const std::vector<REdge*>& vRE, std::size_t from,
+                                           std::size_t to) {
+    constexpr int OFFSET_BITS = 33;  // what the number of a vertex leaves
+    constexpr std::uint64_t OFFSET = (std::uint64_t{1} << OFFSET_BITS) - 1;
+    std::vector<std::uint64_t> vCode;
+    vCode.reserve(2 * (to - from));
+    for (std::size_t i = from; i < to; ++i) {
+        if (vRE[i]->vRT.empty()) continue;
+        for (const int iDir : {0, 1}) {
+            const std::uint64_t source = mesh.getVtxIndex(vRE[i]->getVertex(iDir));
+            vCode.push_back(source << OFFSET_BITS | (2 * (i - from) + static_cast<std::size_t>(iDir)));
+        }
+    }
+    radixSortOnThreads(
+        vCode.data(), vCode.size(), [](std::uint64_t code) { return code; }, 1);
+    for (std::uint64_t& code : vCode)
+        code = 2 * from + (code & OFFSET);
+    return vCode;
+}
+
+}  // namespace
 
 void RMesh::createREC_MT(std::size_t from, std::size_t to, double maxSqLen, double maxDevRad,
                          const std::vector<REdge*>& vInRE, std::vector<RECandidate>& vEntries, int) const {
-    std::vector<RTriangle*> vIncT;
-    for (std::size_t i = from; i < to; ++i)
-        for (const int iDir : {0, 1})
-            vEntries[2 * i + static_cast<std::size_t>(iDir)] = getRECand(vInRE[i], iDir, maxSqLen, maxDevRad, vIncT);
+    constexpr std::size_t AHEAD = 24;
+    std::fill(vEntries.begin() + static_cast<std::ptrdiff_t>(2 * from),
+              vEntries.begin() + static_cast<std::ptrdiff_t>(2 * to), RECandidate());
+    const auto sourceOf = [&vInRE](std::size_t i) { return vInRE[i / 2]->getVertex(static_cast<int>(i % 2)); };
+    const std::vector<std::size_t> vCollapse = collapsesBySource(*this, vInRE, from, to);
+    PenaltyMeter meter(*this, maxSqLen, maxDevRad);
+    CollapseLookahead lookahead(*this);
+    for (std::size_t k = 0; k < vCollapse.size(); ++k) {
+        const std::size_t i = vCollapse[k];
+        const int iDir = static_cast<int>(i % 2);
+        lookahead.step();
+        if (k + AHEAD < vCollapse.size()) {
+            const std::size_t next = vCollapse[k + AHEAD], before = vCollapse[k + AHEAD - 1];
+            if (sourceOf(next) != sourceOf(before)) lookahead.add(vInRE[next / 2], static_cast<int>(next % 2));
+        }
+        vEntries[i] = candidateOf(vInRE[i / 2], iDir, meter.penaltyOf(*vInRE[i / 2], iDir));
+    }
 }
 
 void RMesh::getPrioqEntries(double maxDevRad, double maxSqLen, const std::vector<REdge*>& vInRE,
                             std::vector<RECandidate>& vEntries) const {
     const std::size_t n = vInRE.size();
-    vEntries.assign(2 * n, RECandidate());
+    vEntries.resize(2 * n);
     const auto makeTask = [&](std::size_t from, std::size_t to) {
         return [&, from, to](int threadId) { createREC_MT(from, to, maxSqLen, maxDevRad, vInRE, vEntries, threadId); };
     };
@@ -290,8 +306,11 @@ public:
         : mesh(theMesh),
           maxSqLen(theMaxSqLen),
           maxDevRad(theMaxDevRad),
+          meter(theMesh, theMaxSqLen, theMaxDevRad),
           vBorder(mesh.getNumVtx_all(), 0),
-          vLastChange(mesh.getNumVtx_all(), 0) {}
+          vLastChange(mesh.getNumVtx_all(), 0),
+          vGone(mesh.getNumRE_all() / 64 + 1, 0),
+          lookahead(theMesh) {}
 
     int run() {
         markBorder();
@@ -318,19 +337,18 @@ private:
 
     void enterAllEdges() {
         Progress* pStep = openStep("RM_redprioq", 2);
-        std::vector<RECandidate> vEntries = candidatesOf(mesh.vRE);
+        enterCandidates(mesh.vRE);
         pStep->incProgressByOne();
-        queue.pushAll(std::move(vEntries));
         pStep->incProgressByOne();
         pStep->setDone(true);
     }
 
-    std::vector<RECandidate> candidatesOf(const std::vector<REdge*>& vRE) const {
-        std::vector<RECandidate> vEntries;
+    void enterCandidates(const std::vector<REdge*>& vRE) {
         mesh.getPrioqEntries(maxDevRad, maxSqLen, vRE, vEntries);
-        for (RECandidate& candidate : vEntries)
-            candidate.numCollapses = numCollapses;
-        return vEntries;
+        queue.pushAll(vEntries, [this](const RECandidate& candidate) {
+            const auto number = static_cast<std::uint32_t>(mesh.poolRE.indexOf(candidate.pRE));
+            return Waiting{candidate.penalty, 2 * number + static_cast<std::uint32_t>(candidate.iDir), numCollapses};
+        });
     }
 
     void openCollapses() {
@@ -338,31 +356,45 @@ private:
     }
 
     void tryFirst() {
-        RECandidate candidate = queue.pop();
-        const double penalty = penaltyNow(candidate);
-        if (isAllowed(penalty) && penalty > CHEAP && penalty > candidate.penalty + MAX_RISE) {
-            candidate.penalty = penalty;
-            candidate.numCollapses = numCollapses;
-            queue.push(candidate);
+        Waiting first = queue.pop();
+        lookAhead();
+        const double penalty = penaltyNow(first);
+        if (isAllowed(penalty) && penalty > CHEAP && penalty > first.penalty + MAX_RISE) {
+            queue.push({penalty, first.collapse, numCollapses});
             return;
         }
         pProgress->incProgressByOne();
-        const auto [pSrc, pTrg] = sourceAndTarget(*candidate.pRE, candidate.iDir);
-        if (!isAllowed(penalty) || !mayLeaveBorder(*candidate.pRE, pSrc)) return;
-        vIncT.clear();
-        mesh.getIncidentT(pSrc, vIncT);
-        if (wouldPinch(pSrc, pTrg)) return;
-        const int degree = candidate.pRE->getDegree();
+        if (!isAllowed(penalty)) return;
+        const REdge* pRE = edgeOf(first);
+        const auto [pSrc, pTrg] = sourceAndTarget(*pRE, directionOf(first));
+        if (!mayLeaveBorder(*pRE, pSrc)) return;
+        meter.lookAt(pSrc);
+        fetchForCollapse(pTrg);
+        if (wouldPinch(pRE, pSrc, pTrg)) return;
+        const int degree = pRE->getDegree();
         collapse(pSrc, pTrg);
         if (isRefillDue()) refill();
         numKilled += degree;
     }
 
-    double penaltyNow(const RECandidate& candidate) {
+    REdge* edgeOf(const Waiting& waiting) const { return mesh.poolRE.at(waiting.collapse / 2); }
+    static int directionOf(const Waiting& waiting) { return static_cast<int>(waiting.collapse % 2); }
+
+    bool isGone(std::size_t number) const { return (vGone[number / 64] >> number % 64 & 1) != 0; }
+
+    void lookAhead() {
+        lookahead.step();
+        const Waiting* pComingUp = queue.comingUp();
+        if (pComingUp != nullptr && !isGone(pComingUp->collapse / 2))
+            lookahead.add(edgeOf(*pComingUp), directionOf(*pComingUp));
+    }
+
+    double penaltyNow(const Waiting& waiting) {
+        if (isGone(waiting.collapse / 2)) return FORBIDDEN;
+        const REdge& edge = *edgeOf(waiting);
         const auto lastChange = [this](const Point3* p) { return vLastChange[mesh.getVtxIndex(p)]; };
-        if (std::max(lastChange(candidate.pRE->pVtx0), lastChange(candidate.pRE->pVtx1)) <= candidate.numCollapses)
-            return candidate.penalty;
-        return mesh.getPenalty(candidate.pRE, candidate.iDir, maxSqLen, maxDevRad, vIncT);
+        if (std::max(lastChange(edge.pVtx0), lastChange(edge.pVtx1)) <= waiting.numCollapses) return waiting.penalty;
+        return meter.penaltyOf(edge, directionOf(waiting));
     }
 
     /// True off the border, and along it where it is straight.
@@ -380,12 +412,22 @@ private:
         return !(STRAIGHT > getAngleDegree(vVecs[0], vVecs[1]));
     }
 
+    /// The edges of trg to the ring of src are looked up by their ends: what that reads is fetched first.
+    void fetchForCollapse(const Point3* pTrg) const {
+        for (const RingSide& ringSide : meter.sidesLookedAt())
+            __builtin_prefetch(mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg))));
+        for (const RingSide& ringSide : meter.sidesLookedAt()) {
+            const std::uint32_t first = mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg)))->first;
+            if (first != EdgeIndex::NONE) __builtin_prefetch(mesh.poolLinkRE.at(first));
+        }
+    }
+
     /// Where src and trg have a neighbour in common but no triangle between the three, a tunnel of three edges leads through
-    /// and would close to an edge of more triangles than one should have. vIncT: the triangles at pSrc.
-    bool wouldPinch(const Point3* pSrc, const Point3* pTrg) const {
-        for (const RTriangle* pRT : vIncT)
-            for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02}) {
-                if (pRE->vRT[0] != pRT || !pRE->has(pSrc) || pRE->has(pTrg)) continue;  // each edge at pSrc once
+    /// and would close to an edge of more triangles than one should have. The meter looks at pSrc.
+    bool wouldPinch(const REdge* pCollapsed, const Point3* pSrc, const Point3* pTrg) const {
+        for (const RingSide& ringSide : meter.sidesLookedAt())
+            for (const REdge* pRE : {ringSide.pRT->pRE01, ringSide.pRT->pRE12, ringSide.pRT->pRE02}) {
+                if (pRE == ringSide.pRE || pRE == pCollapsed || pRE->vRT[0] != ringSide.pRT) continue;  // each edge once
                 if (wouldCrowd(pRE, mesh.getEdge(pTrg, pRE->getOtherPoint(pSrc)), pTrg)) return true;
             }
         return false;
@@ -393,20 +435,31 @@ private:
 
     /// The edges of both ends to a third vertex would become one of more than two triangles, and of more than either has.
     static bool wouldCrowd(const REdge* pSrcRE, const REdge* pTrgRE, const Point3* pTrg) {
-        if (pTrgRE == nullptr || !pTrgRE->isAlive()) return false;
+        if (pTrgRE == nullptr || pTrgRE->vRT.empty()) return false;
+        const std::size_t srcDegree = pSrcRE->vRT.size(), trgDegree = pTrgRE->vRT.size();
         const auto numShared =
             std::count_if(pSrcRE->vRT.begin(), pSrcRE->vRT.end(), [pTrg](const RTriangle* pRT) { return pRT->has(pTrg); });
-        const int degree = pSrcRE->getDegree() + pTrgRE->getDegree() - 2 * static_cast<int>(numShared);
-        return degree > std::max({2, pSrcRE->getDegree(), pTrgRE->getDegree()});
+        return srcDegree + trgDegree - 2 * static_cast<std::size_t>(numShared) >
+               std::max({std::size_t{2}, srcDegree, trgDegree});
     }
 
-    /// vIncT: the triangles at pSrc.
+    /// The meter looks at pSrc.
     void collapse(Point3* pSrc, Point3* pTrg) {
         ++numCollapses;
-        for (const RTriangle* pRT : vIncT)
-            for (const Point3* p : pRT->aCorners)
+        vAtSource.clear();
+        for (const RingSide& ringSide : meter.sidesLookedAt()) {
+            for (const Point3* p : {ringSide.a, ringSide.b})
                 vLastChange[mesh.getVtxIndex(p)] = numCollapses;
+            for (const REdge* pRE : {ringSide.pRT->pRE01, ringSide.pRT->pRE12, ringSide.pRT->pRE02})
+                if (pRE != ringSide.pRE && pRE->vRT[0] == ringSide.pRT) vAtSource.push_back(pRE);
+        }
+        vLastChange[mesh.getVtxIndex(pSrc)] = numCollapses;
         mesh.exchangeCorner(pSrc, pTrg);
+        meter.forget();
+        for (const REdge* pRE : vAtSource) {
+            const std::size_t number = mesh.poolRE.indexOf(pRE);
+            if (pRE->vRT.empty()) vGone[number / 64] |= std::uint64_t{1} << number % 64;
+        }
         vTouched.push_back(static_cast<std::uint32_t>(mesh.getVtxIndex(pTrg)));
     }
 
@@ -418,9 +471,16 @@ private:
     void refill() {
         const bool bFew = vTouched.size() >= MIN_FULL && vTouched.size() <= MAX_FULL;
         const bool bFull = bFew && ++numRefills <= MAX_FULL_REFILLS;
-        queue.pushAll(candidatesOf(bFull ? mesh.vRE : edgesAtTouched()));
+        enterCandidates(bFull ? edgesLeft() : edgesAtTouched());
         vTouched.clear();
         openCollapses();
+    }
+
+    std::vector<REdge*> edgesLeft() const {
+        std::vector<REdge*> vEdges;
+        for (std::size_t number = 0; number < mesh.vRE.size(); ++number)
+            if (!isGone(number)) vEdges.push_back(mesh.vRE[number]);
+        return vEdges;
     }
 
     /// In order of creation.
@@ -434,7 +494,7 @@ private:
             mesh.getIncidentT(p, vIncT);
             for (const RTriangle* pRT : vIncT)
                 for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
-                    if (pRE->has(p)) vNumber.push_back(mesh.poolRE.indexOf(pRE));
+                    if (pRE->vRT[0] == pRT && pRE->has(p)) vNumber.push_back(mesh.poolRE.indexOf(pRE));
         }
         radixSort(vNumber);
         dropRepeats(vNumber);
@@ -446,15 +506,20 @@ private:
 
     RMesh& mesh;
     const double maxSqLen, maxDevRad;
+    PenaltyMeter meter;
     std::vector<char> vBorder;               // by vertex, as it was at the start
     std::vector<std::uint32_t> vLastChange;  // by vertex: the last collapse that changed a triangle there, from 1 on
+    std::vector<std::uint64_t> vGone;        // by edge, a bit: dead for good, because its end left the mesh
     CandidateQueue queue;
+    CollapseLookahead lookahead;
     std::vector<std::uint32_t> vTouched;  // targets, as vertex numbers, since the last refill, with repeats
     std::uint32_t numCollapses = 0;
     int numRefills = 0;
     int numKilled = 0;
     Progress* pProgress = nullptr;  // the step, owned by the thread's tree
     std::vector<RTriangle*> vIncT;  // scratch
+    std::vector<const REdge*> vAtSource;
+    std::vector<RECandidate> vEntries;
 };
 
 }  // namespace

@@ -16,19 +16,6 @@ Point3* RTriangle::getCorner(int i) const {
     return aCorners[i];
 }
 
-void RTriangle::setCorner(int i, Point3* p) {
-    ASSEX(i>=0 && i<=2);
-    aCorners[i] = p;
-    resetNNV();
-}
-
-int RTriangle::getICI(const Point3* p) const {
-    for (int i = 0; i < 3; ++i)
-        if (aCorners[i] == p) return i;
-    ASSEX(false);
-    return -1;
-}
-
 int RTriangle::getICI(const Point3* p, const Point3* q) const {
     if (p != q && has(p, q))
         for (int i = 0; i < 3; ++i)
@@ -39,24 +26,6 @@ int RTriangle::getICI(const Point3* p, const Point3* q) const {
 
 Point3* RTriangle::getThirdPoint(const Point3* p, const Point3* q) const {
     return aCorners[getICI(p, q)];
-}
-
-bool RTriangle::has(const Point3* p) const {
-    return aCorners[0] == p || aCorners[1] == p || aCorners[2] == p;
-}
-
-REdge* RTriangle::getRE(int i) const {
-    switch (i) {
-    case 0:
-        return pRE12;
-    case 1:
-        return pRE02;
-    case 2:
-        return pRE01;
-    default:
-        ASSEX(false);
-        return nullptr;
-    }
 }
 
 void RTriangle::get3RE(std::vector<REdge*>& vRE) const {

@@ -4,6 +4,7 @@
 
 #include "Plane.h"
 #include "kel.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -37,7 +38,7 @@ public:
     int getICI(const Point3* p, const Point3* q) const;
     /// The one corner that is neither p nor q.
     Point3* getThirdPoint(const Point3* p, const Point3* q) const;
-    bool has(const Point3* p) const;
+    bool has(const Point3* p) const { return aCorners[0] == p || aCorners[1] == p || aCorners[2] == p; }
     bool has(const Point3* p, const Point3* q) const { return has(p) && has(q); }
 
     // ---- Edges ----
@@ -94,5 +95,32 @@ public:
     bool bVisited = false;  ///< scratch mark of traversals
     bool bAlive = true;
 };
+
+inline void RTriangle::setCorner(int i, Point3* p) {
+    ASSEX(i>=0 && i<=2);
+    aCorners[i] = p;
+    resetNNV();
+}
+
+inline int RTriangle::getICI(const Point3* p) const {
+    for (int i = 0; i < 3; ++i)
+        if (aCorners[i] == p) return i;
+    ASSEX(false);
+    return -1;
+}
+
+inline REdge* RTriangle::getRE(int i) const {
+    switch (i) {
+    case 0:
+        return pRE12;
+    case 1:
+        return pRE02;
+    case 2:
+        return pRE01;
+    default:
+        ASSEX(false);
+        return nullptr;
+    }
+}
 
 }  // namespace TARN_KEL

@@ -176,14 +176,16 @@ using MeshPtr = std::shared_ptr<Mesh>;
 /// warning that counts them.
 /// bLapTreatment: smooths noisy input before the grid is filled.
 /// spacingFactor: above 0. Between 1 and 2 is usual; larger gives fewer triangles and bridges sparse places.
-/// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open. Not built yet: gaps stay open, with a warning.
-/// Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond the cloud). Where a
-/// few cells stayed, which make no triangle, the mesh has none.
-/// The triangles that edges of degree 2 hold together are turned alike, as far as their sheet has two sides; as a rule
-/// closed ones face outward, but nothing enforces that. No two triangles have the same corners. Edges of degree 1 stay where
-/// the points end or leave gaps wider than a cell, a few of degree 3 and more where sheets meet, touch or cross. Throws
-/// KelBugException when there are points and spacingFactor isn't above 0, when the cloud needs more than about two million
-/// cells along an axis, and when its coordinates are too large to resolve the spacing. O(n log n) time.
+/// numGrowSteps: steps of gap closing; not greater than 0 leaves gaps open. N steps close a gap of about N - 3 cells' radius
+/// (half its width) in a surface of two sides, without normals, by a surface that spans it like a soap film. Points and
+/// cells that are there stay as they are, and a closed surface stays as it is. Not for surfaces that end in the open: their
+/// outer rims grow too. Returns null after a warning when nothing came of the points (none, too few, or a spacing far beyond
+/// the cloud). Where a few cells stayed, which make no triangle, the mesh has none. The triangles that edges of degree 2
+/// hold together are turned alike, as far as their sheet has two sides; as a rule closed ones face outward, but nothing
+/// enforces that. No two triangles have the same corners. Edges of degree 1 stay where the points end or leave gaps wider
+/// than a cell, a few of degree 3 and more where sheets meet, touch or cross. Throws KelBugException when there are points
+/// and spacingFactor isn't above 0, when the cloud needs more than about two million cells along an axis, and when its
+/// coordinates are too large to resolve the spacing. O(n log n) time.
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps);
 
 /// The same with spacingAbs, a length above 0, as the edge of a grid cell; no estimate is made.

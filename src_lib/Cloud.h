@@ -67,8 +67,9 @@ public:
 
     // ---- Cleaning on packed codes. Lists of cells with points are sorted by code, one pair a cell
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
-    /// vOut becomes one pair for each cell that stays: the occupied cells thinned to a sheet one cell thick. With
-    /// numGrowSteps above 0 the volume labelling would add cells in the gaps; it isn't built yet: warns. O(n log n).
+    /// vOut becomes one pair for each cell that stays: the occupied cells thinned to a sheet one cell thick, by packed
+    /// code. With numGrowSteps above 0 the cells follow that the volume labelling proposes for the gaps and pruneZeros()
+    /// accepts. O(n log n), and the field of the labelling for each step.
     void cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut);
     /// One point a cell, the first of its points in the order of vNodePoints: vRCDPoint sorted by code, vAllRCDOut its
     /// codes.

@@ -19,6 +19,7 @@
 #include <algorithm>
 
 #include "Cloud.h"
+#include "Filler.h"
 #include "NeighbourWalk.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"
@@ -111,7 +112,7 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::p
         VRCD vLocalArea, vLocalBorder;
         RemoveDecider_RCD(vRemainingRCDPoint, pCalc).detectAreaAndBorder(vLocalArea, vLocalBorder);
         VRCDPoint vRCD2ZeroPoint;
-        warning(KEL_PLACE, "the volume labelling isn't built yet: no cells are grown into the gaps");
+        Filler(numGrowSteps, vLocalBorder, vLocalArea, vAllRmg, pCalc).run(vRCD2ZeroPoint);
         pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vAllRmg);
     }
     transform_MT(vAllRmg, vOut, [this](const std::pair<RCD, Point3>& cell) {

@@ -272,8 +272,9 @@ TEST(cleanPoints_RCD, givesOnePointToEachCellOfAClosedSheet) {
     EXPECT_TRUE(std::is_sorted(vKept.begin(), vKept.end()));
     EXPECT_LT(vKept.size(), 3 * vAll.size() / 4);
     EXPECT_EQ(countFreeRegions(vKept), countFreeRegions(vAll));
-    expectText("WARNING", [&] { growing.cleanPoints_RCD(vPoints, vOutGrowing); });
-    EXPECT_EQ(vOutGrowing, vOut);
+    growing.cleanPoints_RCD(vPoints, vOutGrowing);
+    ASSERT_GE(vOutGrowing.size(), vOut.size());
+    EXPECT_TRUE(std::equal(vOut.begin(), vOut.end(), vOutGrowing.begin())) << "what was there stays, in front";
     vPoints.clear();
     cloud.cleanPoints_RCD(vPoints, vOut);
     EXPECT_TRUE(vOut.empty());

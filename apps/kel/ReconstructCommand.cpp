@@ -88,7 +88,9 @@ void addReconstructCommand(CLI::App& app, Program& program) {
         ->excludes(pFactor);
     command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points first");
     command
-        .add_option("--grow", pOptions->numGrowSteps, "Steps of gap closing (not built yet: gaps stay open, with a warning)")
+        .add_option("--grow", pOptions->numGrowSteps,
+                    "Close gaps of a closed surface in at most N steps: gaps of about N - 3 cells' radius")
+        ->type_name("N")
         ->check(CLI::Range(0, 1000));
     const auto mSteps = addMeshSteps(command, *pOptions, program);
     program.addCommonOptions(command);

@@ -1,0 +1,172 @@
+// The raster cleaning with growth, on surfaces with gaps of which everything is known. One unit is a cell.
+#include "Cloud.h"
+#include "support/packedCells.h"
+#include "support/points.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+using Cells = std::map<RCD, Point3>;
+
+constexpr double BASE = 530.3;  // of the middle of all bodies, off the lattice
+
+/// The cells that the cleaning leaves, with growth of so many steps.
+Cells cleaned(Points vPoints, int numGrowSteps) {
+    const CoutSilence silence;
+    Cloud cloud("c", -1.0, 1.0, false, numGrowSteps);
+    cloud.pCalc = new Calc(unitGrid());
+    std::vector<std::pair<CCD, Point3>> vOut;
+    cloud.cleanPoints_RCD(vPoints, vOut);
+    Cells mOut;
+    for (const auto& [ccd, point] : vOut) {
+        EXPECT_EQ(unitGrid().getCCD(&point), ccd);
+        EXPECT_TRUE(mOut.emplace(unitGrid().ccd2rcd(ccd), point).second) << "a cell twice";
+    }
+    return mOut;
+}
+
+VRCD codesOf(const Cells& mCells) {
+    VRCD vRCD;
+    for (const auto& cell : mCells)
+        vRCD.push_back(cell.first);
+    return vRCD;
+}
+
+/// The cells that growth adds. All that are there without it must stay.
+Cells added(const Points& vPoints, int numGrowSteps, Cells& mAll) {
+    const Cells mBefore = cleaned(vPoints, 0);
+    mAll = cleaned(vPoints, numGrowSteps);
+    Cells mNew = mAll;
+    for (const auto& [rcd, point] : mBefore)
+        EXPECT_EQ(mNew.extract(rcd).mapped(), point);
+    return mNew;
+}
+
+/// About ten points a cell.
+Points sphere(double radius, const std::function<bool(const Vector3&)>& isKept) {
+    Points vPoints;
+    for (const Point3& p : Scan(5).sphere(static_cast<std::size_t>(125.0 * radius * radius)))
+        if (isKept(p - Point3())) vPoints.push_back(p);
+    return scaled(vPoints, radius, BASE);
+}
+
+/// The sphere is open, growth closes it and adds no cell farther off than the given distance.
+void expectClosed(const Points& vPoints, int numGrowSteps, double radius, double tolerance) {
+    EXPECT_EQ(countFreeRegions(codesOf(cleaned(vPoints, 0))), 1);
+    Cells mAll;
+    const Cells mNew = added(vPoints, numGrowSteps, mAll);
+    EXPECT_EQ(countFreeRegions(codesOf(mAll)), 2);
+    for (const auto& cell : mNew)
+        EXPECT_NEAR((cell.second - Point3(BASE, BASE, BASE)).length(), radius, tolerance) << cell.second;
+}
+
+Points plate(double width, const std::function<bool(double x, double y)>& isKept) {
+    Points vPoints;
+    for (const Point3& p : scaled(Scan(6).plane(static_cast<std::size_t>(10.0 * width * width)), width))
+        if (isKept(p.x(), p.y())) vPoints.emplace_back(p.x() + BASE, p.y() + BASE, 0.1 * p.x() + BASE);
+    return vPoints;
+}
+
+/// Every point of the band within half of the width of a circle of three times the width, turned once over.
+Points moebiusBand(double width) {
+    Points vPoints;
+    for (const Point3& p : Scan(7).plane(static_cast<std::size_t>(200.0 * width * width))) {
+        const double t = 2.0 * std::acos(-1.0) * p.x(), s = width * (p.y() - 0.5), r = 3.0 * width + s * std::cos(t / 2.0);
+        vPoints.emplace_back(BASE + r * std::cos(t), BASE + r * std::sin(t), BASE + s * std::sin(t / 2.0));
+    }
+    return vPoints;
+}
+
+}  // namespace
+
+// N steps close a gap of about N - 3 cells' radius. The surface in it is a membrane, so it lies below a cap.
+TEST(GapClosing, closesRoundPatchesOfASphere) {
+    const double radius = 32.0;
+    for (int gap = 2; gap <= 6; ++gap) {
+        SCOPED_TRACE("radius of the gaps: " + std::to_string(gap));
+        const Points vPoints = sphere(radius, [&](const Vector3& v) {
+            for (const Vector3& axis : {Vector3(1, 0, 0), Vector3(0, -0.6, 0.8), Vector3(-0.48, 0.6, 0.64)})
+                if ((v - axis).length() * radius < gap) return false;
+            return true;
+        });
+        expectClosed(vPoints, gap + 3, radius, gap <= 5 ? 1.0 : 1.5);
+    }
+}
+
+// Gaps of a single slanted cell, which may stay, are left out.
+TEST(GapClosing, joinsTwoHalfShells) {
+    const double radius = 24.0;
+    for (const Vector3& axis : {Vector3(0, 0, 1), Vector3(0.6, 0.8, 0)})
+        for (int gap = 3; gap <= 8; ++gap) {
+            SCOPED_TRACE("width of the gap: " + std::to_string(gap));
+            const auto isKept = [&](const Vector3& v) { return std::fabs(v * axis) * radius > 0.5 * gap; };
+            expectClosed(sphere(radius, isKept), (gap + 1) / 2 + 3, radius, gap <= 7 ? 1.0 : 1.7);
+        }
+}
+
+TEST(GapClosing, closesASlotInAPlate) {
+    const double width = 44.0;
+    for (const double slot : {2.0, 4.0, 6.0}) {
+        SCOPED_TRACE(slot);
+        const auto isInSlot = [=](double x, double y, double more) {
+            return std::fabs(x - 0.5 * width) < 0.5 * slot + more && std::fabs(y - 0.5 * width) < 9.0 + more;
+        };
+        Cells mAll;
+        const Cells mNew = added(plate(width, [&](double x, double y) { return !isInSlot(x, y, 0.0); }), 12, mAll);
+        std::set<std::pair<RCD, RCD>> sColumns;
+        for (const auto& cell : mAll)
+            sColumns.emplace(getX_RCD(cell.first), getY_RCD(cell.first));
+        // Every column of cells in the plate is taken, and what is new in the slot lies in the plane.
+        for (int x = 2; x < width - 2; ++x)
+            for (int y = 2; y < width - 2; ++y)
+                EXPECT_EQ(sColumns.count({static_cast<RCD>(BASE + x), static_cast<RCD>(BASE + y)}), 1U) << x << " " << y;
+        for (const auto& cell : mNew) {
+            const double x = cell.second.x() - BASE, y = cell.second.y() - BASE;
+            if (!isInSlot(x, y, 1.0)) continue;
+            EXPECT_NEAR(cell.second.z(), BASE + 0.1 * x, 1.0);
+        }
+    }
+}
+
+TEST(GapClosing, growsNothingOnClosedShapes) {
+    Points vCube;
+    for (const Point3& p : Scan(8).plane(6000)) {
+        const double x = p.x() * 22.0 + BASE, y = p.y() * 22.0 + BASE;
+        for (const double z : {BASE, BASE + 22.0})
+            for (const Point3& side : {Point3(x, y, z), Point3(y, z, x), Point3(z, x, y)})
+                vCube.push_back(side);
+    }
+    const auto all = [](const Vector3&) { return true; };
+    for (const Points& vPoints :
+         {sphere(5.0, all), sphere(20.0, all), vCube, scaled(Scan(9, 0.03).torus(60000), 20.0, BASE)})
+        EXPECT_EQ(cleaned(vPoints, 0), cleaned(vPoints, 12));
+}
+
+TEST(GapClosing, losesNoCellWhateverTheInput) {
+    Points vRow, vBlock, vPatches;
+    for (int i = 0; i < 60; ++i)
+        vRow.emplace_back(BASE + i, BASE, BASE);
+    for (const Point3& p : Scan(10).dust(20000))
+        vBlock.emplace_back(BASE + 12.0 * p.x(), BASE + 12.0 * p.y(), BASE + 12.0 * p.z());
+    for (int i = 0; i < 1000; ++i)  // of 5 x 5 cells, all far from each other or all within reach
+        for (const Point3& p : Scan(11).plane(60))
+            vPatches.emplace_back(100.0 + 12.0 * (i % 50) + 5.0 * p.x(), 100.0 + 12.0 * (i / 50) + 5.0 * p.y(), 100.5);
+    const Points vDust = scaled(Scan(12).dust(3000), 60.0, BASE);
+    for (const Points& vPoints : {Points{{BASE, BASE, BASE}}, vRow, vBlock, vPatches, vDust, moebiusBand(10.0)})
+        for (const int numGrowSteps : {1, 12}) {
+            Cells mAll;
+            added(vPoints, numGrowSteps, mAll);
+        }
+}
+
+// Nothing hangs on what ran before or on which thread.
+TEST(GapClosing, repeatsItself) {
+    const Points vPoints = sphere(15.0, [](const Vector3& v) { return v.z() < 0.8 && std::fabs(v.x()) > 0.1; });
+    const Cells mFirst = cleaned(vPoints, 8);
+    cleaned(moebiusBand(6.0), 3);
+    EXPECT_EQ(cleaned(vPoints, 8), mFirst);
+    onThreads(1, [&](std::size_t) { EXPECT_EQ(cleaned(vPoints, 8), mFirst); });
+}

@@ -1,7 +1,6 @@
 #pragma once
 
-#include <limits>
-
+#include "flipEnergy.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -9,13 +8,6 @@ namespace TARN_KEL {
 class REdge;
 class RMesh;
 class RTriangle;
-
-/// How far two unit normals with that dot product are from lying in one plane: 0 for equal ones, 2 for opposite ones.
-constexpr double fold(double dot) {
-    if (dot > 1.0) return 0.0;
-    if (dot < -1.0) return 2.0;
-    return 1.0 - dot;
-}
 
 /// The two triangles on an edge AB and what they have off it: T0 runs opp0, A, B. The flip puts opp0-opp1 in the place of
 /// AB. Pointers into the mesh.
@@ -26,6 +18,7 @@ struct FlipQuad {
     const REdge& side02() const;
     const REdge& side11() const;
     const REdge& side12() const;
+    FlipCorners corners() const { return {*pOppCorner0, *pOppCorner1, *pA, *pB}; }
 
     RTriangle *pT0, *pT1;
     Point3 *pOppCorner0, *pOppCorner1, *pA, *pB;
@@ -45,7 +38,7 @@ bool getAgreeingNormals(const REdge& edge, Vector3& normal0, Vector3& normal1);
 /// before, by 0.1, above 160 degrees by 1. The charge counts eleven times unless the flip gains 0.1 all the same.
 class REdgeEnergy {
 public:
-    static constexpr double IMPOSSIBLE = std::numeric_limits<double>::lowest();
+    static constexpr double IMPOSSIBLE = FLIP_IMPOSSIBLE;
 
     /// Neither is owned. pRE may be null; else it is judged at once by compute().
     REdgeEnergy(RMesh* pRMesh, REdge* pRE);
@@ -68,10 +61,9 @@ public:
     double improvement = IMPOSSIBLE;  ///< what the flip gains, or IMPOSSIBLE
 
 private:
-    struct Normals;
     double gain(const FlipQuad& quad) const;
     double capCharge(const FlipQuad& quad, double altCos) const;
-    double energyDrop(const FlipQuad& quad, const Normals& n) const;
+    double energyDrop(const FlipQuad& quad, const FlipNormals& n) const;
     void moveApart(const FlipQuad& quad);
 };
 

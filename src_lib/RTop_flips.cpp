@@ -26,6 +26,7 @@
 #include "RTop.h"
 #include "RTriangle.h"
 #include "Random.h"
+#include "edgeGeometry.h"
 #include "freeFunctions.h"
 #include "tools.h"
 
@@ -37,12 +38,6 @@ constexpr double MIN_GAIN = 0.005;         // below it an edge whose gain has fa
 constexpr double CAP_ANGLE = 170.0;        // degrees
 constexpr double MAX_FOLD_GROWTH = 2.0;    // degrees
 constexpr double MAX_FOLD_OF_FLIP = 90.0;  // degrees
-constexpr double MIN_NEW_NORMAL = 1e-10;   // twice an area
-
-/// The interior angle of a triangle at p in degrees.
-double angleAt(const Point3* p, const Point3* q, const Point3* r) {
-    return getAngleDegree(normalize(*q - *p), normalize(*r - *p));
-}
 
 /// Replaces the triangles of a quad by those on the other diagonal.
 void replaceTriangles(const REdge* pRE, const FlipQuad& quad, RMesh* pRMesh) {
@@ -68,9 +63,7 @@ bool keepsNormal(const RTriangle& rt, const Point3* pMoving, const Point3& newPo
         std::cout << "current triangle is degenerate" << std::endl;
         return true;
     }
-    const Vector3 nNew = crossProduct(e, newPos - b);
-    if (!(nNew.length() >= MIN_NEW_NORMAL)) return false;
-    return getAngleDegree(normalize(nOld), normalize(nNew)) <= maxDevDeg;
+    return isGentleTurn(nOld, crossProduct(e, newPos - b), maxDevDeg);
 }
 
 /// The triangles at p that aren't at q as well.
@@ -84,10 +77,8 @@ std::vector<RTriangle*> trianglesBeside(const RMesh& rmesh, const Point3* p, con
 void enterShortEdges(const RMesh& rmesh, const Point3* p, double maxSqLen, std::multimap<double, REdge*>& mmEdges) {
     std::vector<REdge*> vIncRE;
     rmesh.getIncidentRE(p, vIncRE);
-    for (REdge* pRE : vIncRE) {
-        const double sqLen = (*pRE->pVtx1 - *pRE->pVtx0).sqLength();
-        if (sqLen < maxSqLen) mmEdges.emplace(sqLen, pRE);
-    }
+    const auto sqLengthOf = [](const REdge& edge) { return (*edge.pVtx1 - *edge.pVtx0).sqLength(); };
+    enterShortEdges(vIncRE, maxSqLen, sqLengthOf, mmEdges);
 }
 
 void markDone(const std::string& stepName) {
@@ -182,8 +173,8 @@ double RTop::getFlipPenalty(REdge* pRE, double& maxOldAngle, double& maxNewAngle
     if (!pRE->getTwoTriangles(pRT0, pRT1, true)) return DBL_MAX;
     ASSEX(pRT0!=pRT1 && pRT0!=NULL && pRT1!=NULL);
     const auto& [pT0, pT1, pOpp0, pOpp1, pA, pB] = FlipQuad(*pRE, pRT0, pRT1);
-    maxOldAngle = std::max(angleAt(pOpp0, pA, pB), angleAt(pOpp1, pA, pB));
-    maxNewAngle = std::max(angleAt(pB, pOpp1, pOpp0), angleAt(pA, pOpp1, pOpp0));
+    maxOldAngle = std::max(angleAt(*pOpp0, *pA, *pB), angleAt(*pOpp1, *pA, *pB));
+    maxNewAngle = std::max(angleAt(*pB, *pOpp1, *pOpp0), angleAt(*pA, *pOpp1, *pOpp0));
     bool bOK0 = false, bOK1 = false;
     const Vector3 &nnv0 = pRT0->getNNV(bOK0), &nnv1 = pRT1->getNNV(bOK1);
     curDihedral = bOK0 && bOK1 ? getAngleDegree(nnv0, nnv1) : 360.0;
@@ -206,9 +197,7 @@ bool RTop::canFlip(Point3* p0, Point3* p1, Point3* pAlt0, Point3* pAlt1, double 
         warning(KEL_PLACE, "ccd0>=ccd1");
         return false;
     }
-    bool bOK0 = false, bOK1 = false;
-    const Vector3 n0 = getNormalVector(*pAlt0, *pAlt1, *p1, bOK0), n1 = getNormalVector(*pAlt1, *pAlt0, *p0, bOK1);
-    return bOK0 && bOK1 && maxAngle > getAngleDegree(n0, n1);
+    return isGentleFlip(*p0, *p1, *pAlt0, *pAlt1, maxAngle);
 }
 
 int RTop::flipExtremeCaps() {
@@ -241,17 +230,9 @@ int RTop::flipExtremeCaps() {
 }
 
 void RTop::getEdgesForOptimization(double angle, std::vector<REdge*>& vOut) {
-    const double limit = std::cos(angle / 180.0 * 3.14159);
     std::vector<REdge*> vRE;
     pRMesh->getDegN(2, vRE);
-    for (REdge* pRE : vRE) {
-        Vector3 normal0, normal1;
-        if (!getAgreeingNormals(*pRE, normal0, normal1)) {
-            warning(KEL_PLACE, "No NNV, skipped edge");
-            continue;
-        }
-        if (!(std::clamp(normal0 * normal1, -1.0, 1.0) > limit)) vOut.push_back(pRE);
-    }
+    appendFolds(vRE, angle, getAgreeingNormals, vOut);
 }
 
 // ---- Collapses ----------------------------------------------------------------------------------------------------------

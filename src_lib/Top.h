@@ -20,6 +20,9 @@ class CTriangle;
 class Chain;
 class Voro;
 
+/// What Top::simplify tries on an edge: to collapse it to its midpoint, or else onto one of its ends; one of these alone.
+enum SimplifyMode { SM_MID_THEN_SINGLE = 0, SM_SINGLE = 1, SM_MID = 2 };
+
 /// Repairs a coarse mesh as the extractor made it until the fine mesh can be built from it: no degenerate triangles, one
 /// diagonal a square, no thin double sheets and bubbles, no ragged pieces at borders, few non-manifold edges (MEs), the
 /// triangles of a sheet oriented alike. MEs that no rule resolves stay.
@@ -173,6 +176,48 @@ public:
     /// Sorts the list, each edge once, and enters the edges under both their ends.
     void createMap(std::vector<CEdge*>& vCE, std::multimap<VCD, CEdge*>& mmVCD2CE) const;
 
+    // ---- Simplification and flips, by the geometry at the vertices: beside the sequences, for who wants a smoother coarse
+    // ---- mesh. Every corner must have a bundle. The topology must be sound: no two triangles on the same corners.
+
+    /// The whole recipe: flips, short edges collapsed, flips.
+    void simplifyAndSmooth();
+    /// Collapses edges shorter than maxLen, the shortest first, where no normal around turns by more than 5 degrees.
+    /// Vertices of border edges stay where they are. maxLen in the cloud's unit; DBL_MAX: edges of any length. Returns
+    /// whether another pass is worth it: after more than 10 collapses, in pass 0 after any. O(n log n); prints how many.
+    bool simplify(int passNo, double maxLen, SimplifyMode mode);
+    /// Collapses the edge onto one of its ends; iKill 0: v0 goes, 1: v1, another one is an assertion, and so is an end
+    /// without triangles. False, and nothing changes, when a normal would turn by more than 5 degrees or triangles would be
+    /// there twice. Enters the edges at the end that is left under their squared length where that is below maxSq.
+    bool killSingle(CEdge* pCE, int iKill, double maxSq, std::multimap<double, CEdge*>& prioq);
+    /// The same to the middle of the edge, which is M. Triangles may be there twice afterwards (CMesh::killDups).
+    bool killMid(CEdge* pCE, const Point3& M, double maxSq, std::multimap<double, CEdge*>& prioq);
+    /// Collapses all edges shorter than a third of a cell edge to their midpoints, whatever turns.
+    void collapseSmallEdges();
+
+    /// Flips edges whose triangles meet at angleDeg degrees or more, the largest gain of EdgeEnergy first, as long as it
+    /// gains more than 0.01. Edges that come by a flip wait for another call.
+    void edgeFlips(double angleDeg);
+    /// Appends the edges of degree 2 whose triangles meet at angleDeg degrees or more, in key order; after a warning those
+    /// with a degenerate triangle are left out. O(n).
+    void getEdgesForOptimization(double angleDeg, std::vector<CEdge*>& vE);
+    /// Enters the edges with two triangles that meet at more than minAngle degrees under that angle: 0 is flat, 180 folded
+    /// back. Equal angles are in order of creation.
+    void buildPrioq(std::multimap<double, CEdge*>& q, double minAngle);
+    /// Flips edges folded by more than 150 degrees, the sharpest first, where the fold falls by 5 degrees or more.
+    void flipBadAngles();
+    /// Flips the edges opposite angles of 179 degrees and more where canFlip(). bKill: where it can't be, one of the other
+    /// two edges is collapsed onto an end. Returns the number of changes. O(n).
+    int flipExtremeCaps(bool bKill);
+    /// Three times: flips edges so that vertices of sFeatureCCD in neighbouring cells are joined, unless the edge itself
+    /// joins two of them and goes on a feature line straighter. O(n) for the triangles at such vertices.
+    void flipFeatures();
+    /// The edge ccd0-ccd1 can become alt0-alt1: that is no edge, the four differ, alt0 and alt1 aren't in sBorderCCD, and
+    /// the two new normals differ by less than 120 degrees. ccd0 above ccd1 is a warning and false.
+    bool canFlip(VCD ccd0, VCD ccd1, VCD alt0, VCD alt1);
+    /// How many edges to vertices of sFeatureCCD go on the line of the two, which must be in it, straight within 0.2 degrees
+    /// at either end. Such vertices at one place are an assertion.
+    int countCollinearConnectors(VCD ccd0, VCD ccd1);
+
     CMesh* pCMesh;
     Calc* pCalc;
     std::set<CCD> sFeatureCCD;  ///< vertices on feature lines
@@ -180,6 +225,10 @@ public:
     Rotx rotx{pCMesh, true};
     /// Steps of strategyMST: degrees of turn, from a triangle with a patch to the next. Empty before and after it.
     std::multimap<float, std::pair<CTriangle*, CTriangle*>> mmQueue;
+
+protected:
+    /// flipBadAngles with another limit in degrees.
+    void flipFolds(double minAngle);
 
 private:
     void finalizeUnified(Voro* pVoro);
@@ -190,6 +239,14 @@ private:
     bool splitOrMove(CTriangle* pCT, int ici);
     void enqueueStep(CTriangle* pCT, CTriangle* pNeigT, const Vector3& ownNNV, const std::string& missing);
     CPatch* findNextSheet(CEdge* pCE, CPatch* pCurrentPatch);
+    bool tryCollapse(CEdge* pCE, SimplifyMode mode, double maxSq, std::multimap<double, CEdge*>& prioq);
+    bool keepsNormals(VCD vcd, VCD otherEnd, const Point3& target) const;
+    void enterShortEdgesAt(VCD vcd, double maxSq, std::multimap<double, CEdge*>& prioq) const;
+    double foldAngle(VCD v0, VCD v1, VCD a, VCD b) const;
+    void tryFlipFold(const CEdge& edge, double angle, CTriangle* pCT0, CTriangle* pCT1);
+    bool collapseCap(CTriangle* pCT, VCD altVCD);
+    void joinFeatureAt(CTriangle* pCT, VCD ccd0);
+    int countCollinearAt(VCD ccdA, VCD ccdB) const;
 
     Random random;  // of oneCoordTriplePerCCD
 };

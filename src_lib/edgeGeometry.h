@@ -1,6 +1,9 @@
 // Tests on the shape of triangles, asked before an edge is flipped, split or collapsed.
 #pragma once
 
+#include <map>
+#include <vector>
+
 #include "freeFunctions.h"
 #include "kel.h"
 
@@ -29,6 +32,36 @@ inline bool isGentleCut(const Vector3& nnv, const Point3& a, const Point3& b, co
     if (!bOK || getAngleDegree(nnv, n1) > MAX_TURN) return false;
     const Vector3 n2 = getNormalVector(a, p, c, bOK);
     return bOK && getAngleDegree(nnv, n2) <= MAX_TURN;
+}
+
+/// The interior angle of a triangle at p in degrees.
+inline double angleAt(const Point3& p, const Point3& q, const Point3& r) {
+    return getAngleDegree(normalize(q - p), normalize(r - p));
+}
+
+/// The normals of a triangle before and after a corner moves, as cross products of two sides: true when it keeps some area
+/// and turns by at most maxDegrees. The old one must not be the zero vector.
+inline bool isGentleTurn(const Vector3& nOld, const Vector3& nNew, double maxDegrees) {
+    constexpr double MIN_NEW_NORMAL = 1e-10;  // twice an area
+    if (!(nNew.length() >= MIN_NEW_NORMAL)) return false;
+    return getAngleDegree(normalize(nOld), normalize(nNew)) <= maxDegrees;
+}
+
+/// The edge p0-p1 is to be flipped to alt0-alt1: true when the two new triangles have normals less than maxDegrees apart.
+inline bool isGentleFlip(const Point3& p0, const Point3& p1, const Point3& alt0, const Point3& alt1, double maxDegrees) {
+    bool bOK0 = false, bOK1 = false;
+    const Vector3 n0 = getNormalVector(alt0, alt1, p1, bOK0), n1 = getNormalVector(alt1, alt0, p0, bOK1);
+    return bOK0 && bOK1 && maxDegrees > getAngleDegree(n0, n1);
+}
+
+/// Enters those of the edges under their squared length where that is below maxSqLen.
+template <typename Edge, typename SqLengthOf>
+void enterShortEdges(const std::vector<Edge*>& vEdge, double maxSqLen, SqLengthOf&& sqLengthOf,
+                     std::multimap<double, Edge*>& mmEdges) {
+    for (Edge* pEdge : vEdge) {
+        const double sqLen = sqLengthOf(*pEdge);
+        if (sqLen < maxSqLen) mmEdges.emplace(sqLen, pEdge);
+    }
 }
 
 }  // namespace TARN_KEL

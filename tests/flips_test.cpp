@@ -21,6 +21,7 @@
 #include "RTop.h"
 #include "support/capture.h"
 #include "support/fine.h"
+#include "support/plain_energy.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -36,10 +37,7 @@ struct OpenRun {
     ~OpenRun() { closeProgress(); }
 };
 
-// ---- The energy the plain way: triangles as places, all edges looked at, angles by the law of cosines
-
-using Places = std::array<Point3, 3>;
-
+/// The places of the corners of all alive triangles.
 std::vector<Places> placesOf(const RMesh& mesh) {
     std::vector<Places> v;
     for (const RTriangle* pRT : mesh.vRT)
@@ -47,82 +45,17 @@ std::vector<Places> placesOf(const RMesh& mesh) {
     return v;
 }
 
-/// The places off each edge.
-std::map<std::pair<Point3, Point3>, std::vector<Point3>> tipsOf(const std::vector<Places>& vTriangle) {
-    std::map<std::pair<Point3, Point3>, std::vector<Point3>> mTips;
-    for (const Places& t : vTriangle)
-        for (std::size_t i = 0; i < 3; ++i)
-            mTips[std::minmax(t[i], t[(i + 1) % 3])].push_back(t[(i + 2) % 3]);
-    return mTips;
-}
-
-double cosineOfNormals(const Point3& a, const Point3& b, const Point3& tip0, const Point3& tip1) {
-    const Vector3 n0 = crossProduct(b - a, tip0 - a), n1 = crossProduct(tip1 - a, b - a);
-    return std::clamp(n0 * n1 / (n0.length() * n1.length()), -1.0, 1.0);
-}
-
-/// The energy, and the mean angle of the normals in degrees.
-std::pair<double, double> energyAndAngle(const std::vector<Places>& vTriangle) {
-    double energy = 0.0, angle = 0.0, num = 0.0;
-    for (const auto& [ab, vTip] : tipsOf(vTriangle)) {
-        if (vTip.size() != 2) continue;
-        const double cosine = cosineOfNormals(ab.first, ab.second, vTip[0], vTip[1]);
-        energy += std::pow((ab.second - ab.first).length() * (1.0 - cosine), 0.335);
-        angle += std::acos(cosine) * 57.29577951308232;
-        num += 1.0;
-    }
-    return {energy, angle / num};
-}
-
-double largestAngle(const Places& t) {
-    std::array<double, 3> aSq;
-    for (std::size_t i = 0; i < 3; ++i)
-        aSq[i] = (t[(i + 1) % 3] - t[i]).sqLength();
-    std::sort(aSq.begin(), aSq.end());
-    return std::acos((aSq[0] + aSq[1] - aSq[2]) / (2.0 * std::sqrt(aSq[0] * aSq[1]))) * 57.29577951308232;
-}
-
 /// What the flip of the edge gains; charge: what it is charged for a flat triangle, in tenths.
 double plainGain(const std::vector<Places>& vTriangle, const REdge& edge, int& charge) {
-    const auto mTips = tipsOf(vTriangle);
-    const Point3 a = *edge.pVtx0, b = *edge.pVtx1;
-    const auto& vTip = mTips.at(std::minmax(a, b));
     charge = 0;
-    if (vTip.size() != 2 || mTips.contains(std::minmax(vTip[0], vTip[1]))) return IMPOSSIBLE;
-    const double cur = cosineOfNormals(a, b, vTip[0], vTip[1]), alt = cosineOfNormals(vTip[0], vTip[1], b, a);
-    if (1.0 - alt > 1.984807753 && alt < cur) return IMPOSSIBLE;
-
-    std::vector<Places> vNew = {{vTip[0], a, vTip[1]}, {vTip[0], vTip[1], b}};
-    const double newAngle = std::max(largestAngle(vNew[0]), largestAngle(vNew[1]));
-    double oldAngle = 0.0;
-    for (const Places& t : vTriangle) {
-        const bool bOld = std::count(t.begin(), t.end(), a) + std::count(t.begin(), t.end(), b) == 2;
-        if (bOld) oldAngle = std::max(oldAngle, largestAngle(t));
-        if (!bOld) vNew.push_back(t);
-    }
-    if (newAngle > 130.0 && newAngle > oldAngle) charge = newAngle > 160.0 ? 10 : 1;
-    const double gain = energyAndAngle(vTriangle).first - energyAndAngle(vNew).first - 0.1 * charge;
+    const auto flip = plainFlip(vTriangle, *edge.pVtx0, *edge.pVtx1, 0.335);
+    if (!flip) return IMPOSSIBLE;
+    if (flip->newAngle > 130.0 && flip->newAngle > flip->oldAngle) charge = flip->newAngle > 160.0 ? 10 : 1;
+    const double gain = flip->drop - 0.1 * charge;
     return gain < 0.1 ? gain - charge : gain;
 }
 
 // ---- Meshes
-
-Soup noisyTorus(int numU, int numV, double noise, unsigned seed) {
-    return withNoise(torus(numU, numV), noise, seed);
-}
-
-/// Kites in the plane z = 0, 8 apart: A below, B above by height, tips at -1 and 1. The edge AB is 4i, 4i + 1.
-Soup kites(int num, double height) {
-    Soup soup;
-    for (int i = 0; i < num; ++i) {
-        const double x = 8.0 * i;
-        for (const auto& [dx, y] : {std::pair(0.0, -2.0), {0.0, height}, {-1.0, 0.0}, {1.0, 0.0}})
-            soup.vVtx.emplace_back(x + dx, y, 0);
-        soup.vT.push_back({4 * i, 4 * i + 1, 4 * i + 2});
-        soup.vT.push_back({4 * i + 1, 4 * i, 4 * i + 3});
-    }
-    return soup;
-}
 
 std::vector<std::array<std::size_t, 3>> cornersOf(const RMesh& mesh) {
     std::vector<std::array<std::size_t, 3>> v;

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CMesh.h"
+#include "support/coarse.h"
 #include "support/fine.h"
 
 namespace TARN_TEST {
@@ -40,6 +41,23 @@ public:
     std::vector<TARN_KEL::Bundle> vBundle;
     std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mBundle;
     TARN_KEL::CMesh coarse;
+};
+
+/// The triangles of a soup, with vertices anywhere: vertex i is the cell (i % 1000, i / 1000, 1), where its point needn't
+/// lie.
+class CoarsePlaces : public CoarseWorld {
+public:
+    explicit CoarsePlaces(const Soup& soup) {
+        for (std::size_t i = 0; i < soup.vVtx.size(); ++i)
+            put(code(static_cast<int>(i)), soup.vVtx[i]);
+        for (const auto& t : soup.vT)
+            vT.push_back(triangle(code(t[0]), code(t[1]), code(t[2])));
+    }
+    static TARN_KEL::VCD code(int i) { return cell(static_cast<unsigned>(i % 1000), static_cast<unsigned>(i / 1000), 1); }
+    Point3& vtx(int i) { return *mesh.getVtx(code(i)); }
+    TARN_KEL::CEdge* edge(int i, int j) const { return mesh.getEdge(code(i), code(j)); }
+
+    std::vector<TARN_KEL::CTriangle*> vT;
 };
 
 }  // namespace TARN_TEST

@@ -1,0 +1,44 @@
+#pragma once
+
+#include "flipEnergy.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class CEdge;
+class CMesh;
+
+/// Judges the flip of one edge of the coarse mesh: by how much it lowers the energy of the surface at its vertices.
+///
+/// The energy is the sum of (length * fold)^0.3 over the edges with two triangles, lengths in the cloud's unit; it favours a
+/// few sharp creases over many soft ones. A flip changes five terms: that of the edge and those of the four sides round its
+/// triangles. A flip that leaves a largest angle above 160 degrees, worse than the one before, is impossible; above 130
+/// degrees it is where the new pair lies flat, within 2 degrees, or folded back, within 20. The twin on the fine mesh,
+/// REdgeEnergy, charges such flips instead.
+class EdgeEnergy {
+public:
+    static constexpr double IMPOSSIBLE = FLIP_IMPOSSIBLE;
+
+    /// Neither is owned. Computes nothing yet.
+    EdgeEnergy(CMesh* pCMesh_, CEdge* pCE_) : pCMesh(pCMesh_), pCE(pCE_) {}
+
+    /// Sets the improvement. IMPOSSIBLE unless the edge has just two triangles and the diagonal is no edge. It may change
+    /// the mesh: the second triangle is turned over when it disagrees with the first, and the corners opposite the edge are
+    /// moved, after a report, when they are at the same place. Two triangles on the same corners, a triangle without a
+    /// normal, and opposite corners that find no other place are assertions. O(1) but for such moves.
+    void compute();
+    /// The cosine of the largest angle of the triangle. A side without direction is an assertion, after a check of the whole
+    /// mesh for what may have caused it.
+    double getMinCosPhi(const Point3* p0, const Point3* p1, const Point3* p2) const;
+
+    CMesh* pCMesh;                    ///< not owned
+    CEdge* pCE;                       ///< not owned
+    double improvement = IMPOSSIBLE;  ///< what the flip gains, or IMPOSSIBLE
+
+private:
+    struct Quad;
+    void moveApart(const Quad& quad);
+    double gain(const Quad& quad) const;
+};
+
+}  // namespace TARN_KEL

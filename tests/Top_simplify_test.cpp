@@ -1,0 +1,485 @@
+// Collapses and flips of the coarse mesh: the gain of a flip against the energy of the whole surface, the limits of each
+// operation from both sides, and what whole passes do to meshes of chance.
+#include <cfloat>
+
+#include "CMesh.h"
+#include "EdgeEnergy.h"
+#include "Progress.h"
+#include "Top.h"
+#include "support/coarse_soup.h"
+#include "support/extraction.h"
+#include "support/plain_energy.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+constexpr double IMPOSSIBLE = EdgeEnergy::IMPOSSIBLE;
+using EdgeQueue = std::multimap<double, CEdge*>;
+
+std::vector<Places> placesOf(const CMesh& mesh) {
+    std::vector<Places> v;
+    for (const CTriangle* pCT : mesh.vAllCT)
+        if (pCT->isAlive()) v.push_back({*mesh.getVtx(pCT->c0), *mesh.getVtx(pCT->c1), *mesh.getVtx(pCT->c2)});
+    return v;
+}
+
+double gainOf(CMesh& mesh, CEdge* pCE) {
+    EdgeEnergy ee(&mesh, pCE);
+    EXPECT_EQ(ee.improvement, IMPOSSIBLE);
+    ee.compute();
+    return ee.improvement;
+}
+
+enum Verdict { OPEN, CAP, STRICT, REFUSED_STRICT, REFUSED_CAP };
+
+double plainGain(const CMesh& mesh, const CEdge& edge, Verdict& verdict) {
+    const auto flip = plainFlip(placesOf(mesh), *mesh.getVtx(edge.v0), *mesh.getVtx(edge.v1), 0.3);
+    verdict = OPEN;
+    if (!flip) return IMPOSSIBLE;
+    if (flip->newAngle > 130.0) verdict = CAP;
+    if (flip->newAngle > 130.0 && flip->newAngle > flip->oldAngle)
+        verdict = flip->newAngle > 160.0                                 ? REFUSED_CAP
+                  : flip->foldDegrees < 2.0 || flip->foldDegrees > 160.0 ? REFUSED_STRICT
+                                                                         : STRICT;
+    return verdict == REFUSED_CAP || verdict == REFUSED_STRICT ? IMPOSSIBLE : flip->drop;
+}
+
+/// Each edge of two triangles is run through in both directions.
+bool isOriented(const CMesh& mesh) {
+    const std::vector<CEdge*> v = edges(mesh, 2);
+    return std::none_of(v.begin(), v.end(), [](const CEdge* pCE) { return pCE->vCT[0]->needFlip(pCE->vCT[1]); });
+}
+
+/// Two triangles in the plane z = 0 and the edge 0-1 from (0, 0) to (10, 0), that stands on its own.
+Soup pair(const Point3& tip0, const Point3& tip1) {
+    return {{{0, 0, 0}, {10, 0, 0}, tip0, tip1}, {{0, 1, 2}, {1, 0, 3}}};
+}
+
+double degrees(double angle) {
+    return angle / 57.29577951308232;
+}
+
+/// Flat squares of length 1 in which pairs of inner neighbours, far from each other, are close: num edges of length 0.1.
+Soup sheetWithShortEdges(int num) {
+    Soup soup = sheet(4 * num, 4);
+    for (int i = 0; i < num; ++i)
+        soup.vVtx[static_cast<std::size_t>(2 * (4 * num + 1) + 4 * i + 1)] = Point3(4 * i + 1.9, 2, 0);
+    return soup;
+}
+
+class TopSimplify : public ::testing::Test {
+protected:
+    CoutSilence silence;
+};
+
+}  // namespace
+
+// ---- Energy -------------------------------------------------------------------------------------------------------------
+
+TEST(EdgeEnergy, isWhatTheWholeSurfaceLoses) {
+    for (unsigned seed = 0; seed < 3; ++seed) {
+        CoarsePlaces world(noisyTorus(12, 7, 0.3, seed));
+        for (int i = 0; i < 4; ++i)
+            world.vT[static_cast<std::size_t>(11 * i)]->kill(&world.mesh);  // some borders
+        world.vT[60]->flipNNV();
+        for (CEdge* pCE : edges(world.mesh, -99)) {
+            Verdict verdict;
+            const double expected = plainGain(world.mesh, *pCE, verdict);
+            EXPECT_NEAR(gainOf(world.mesh, pCE), expected, 1e-9) << "seed " << seed;
+            EXPECT_FALSE(pCE->getDegree() == 2 && pCE->vCT[0]->needFlip(pCE->vCT[1]));
+        }
+    }
+}
+
+TEST(EdgeEnergy, refusesCapsAndFoldsOfRandomPairs) {
+    std::mt19937 random(1);
+    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
+    std::map<Verdict, int> mCount;
+    for (int i = 0; i < 3000; ++i) {
+        const double height = i % 2 == 0 ? 0.02 : 1.0;
+        Soup soup{{}, {{0, 1, 2}, {1, 0, 3}}};
+        for (int j = 0; j < 4; ++j)
+            soup.vVtx.push_back(Point3{uniform(random), uniform(random), height * uniform(random)});
+        CoarsePlaces world(soup);
+        Verdict verdict;
+        const double expected = plainGain(world.mesh, *world.edge(0, 1), verdict);
+        EXPECT_NEAR(gainOf(world.mesh, world.edge(0, 1)), expected, 1e-8) << i;
+        ++mCount[verdict];
+    }
+    for (const Verdict verdict : {OPEN, CAP, STRICT, REFUSED_STRICT, REFUSED_CAP})
+        EXPECT_GT(mCount[verdict], 5) << verdict;
+}
+
+TEST(EdgeEnergy, knowsSpecialPairs) {
+    CoarsePlaces flat(kites(1, 1.0));
+    EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 1)), 0.0);
+    EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 2)), IMPOSSIBLE);  // border
+    flat.triangle(flat.code(0), flat.code(1), flat.put(9, 9, 9));
+    EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 1)), IMPOSSIBLE);  // three triangles
+    CoarsePlaces closed(tetrahedron());
+    EXPECT_EQ(gainOf(closed.mesh, closed.edge(0, 1)), IMPOSSIBLE);
+
+    const EdgeEnergy ee(&closed.mesh, nullptr);
+    const Point3 a(0, 0, 0), b(4, 0, 0), c(0, 3, 0);
+    EXPECT_DOUBLE_EQ(ee.getMinCosPhi(&a, &b, &c), 0.0);
+    const std::string report = reportOf([&] { ee.getMinCosPhi(&a, &b, &b); });
+    for (const char* check : {"checkNoDegenerate(EdgeEnergy)", "checkNoDups(EdgeEnergy)", "checkNoAdjCoordDups(EdgeEnergy)"})
+        EXPECT_NE(report.find(check), std::string::npos) << check;
+    EXPECT_NE(report.find(conditionFailed("vec01.isNV() && vec02.isNV() && vec12.isNV()")), std::string::npos);
+
+    CoarsePlaces dup(pair({5, 5, 0}, {5, -5, 0}));
+    dup.vT[1]->kill(&dup.mesh);
+    dup.triangle(dup.code(1), dup.code(0), dup.code(2));
+    expectFails("p0!=px", [&] { gainOf(dup.mesh, dup.edge(0, 1)); });
+}
+
+TEST(EdgeEnergy, movesOppositeCornersApart) {
+    CoarsePlaces world(sheet(3, 3));
+    world.vtx(10) = world.vtx(5);
+    const std::string said = outputOf([&] { gainOf(world.mesh, world.edge(6, 9)); });
+    EXPECT_NE(world.vtx(10), world.vtx(5));
+    for (const char* part :
+         {"EDGE ENERGY, p0==px", "pT0=", "pT1=", "p0=", " = px=", "oppCorner0=", "oppCorner1=", "corrected"})
+        EXPECT_NE(said.find(part), std::string::npos) << part;
+    // Smoothing would leave no normal, so the first one is lifted off its triangle by a tenth of a cell edge.
+    CoarsePlaces low(pair({5, 0.05, 0}, {5, 0.05, 0}));
+    outputOf([&] { gainOf(low.mesh, low.edge(0, 1)); });
+    EXPECT_EQ(low.vtx(2), Point3(5, 0.05, 0.1));
+    EXPECT_EQ(low.vtx(3), Point3(5, 0.05, 0));
+}
+
+// ---- Collapses ----------------------------------------------------------------------------------------------------------
+
+TEST_F(TopSimplify, wantsAnotherPassByTheNumberOfCollapses) {
+    for (const int num : {0, 1, 10, 11})
+        for (const int passNo : {0, 1}) {
+            CoarsePlaces world(sheetWithShortEdges(num == 0 ? 1 : num));
+            const std::size_t numBefore = numAlive(world.mesh);
+            const double area = world.mesh.getArea();
+            Top top(&world.mesh, &world.calc);
+            EXPECT_EQ(top.simplify(passNo, num == 0 ? 0.09 : 0.11, SM_MID_THEN_SINGLE),
+                      num > 10 || (num > 0 && passNo == 0));
+            EXPECT_EQ(numAlive(world.mesh), numBefore - 2 * static_cast<std::size_t>(num));
+            EXPECT_NEAR(world.mesh.getArea(), area, 1e-12 * area);
+            EXPECT_EQ(firstFault(world.mesh), "");
+        }
+}
+
+TEST_F(TopSimplify, triesWhatTheModeSays) {
+    // The higher end of the short edge lies on a ridge: only the lower one may move, and only onto the higher one.
+    const auto ridge = [] {
+        Soup soup = sheetWithShortEdges(1);
+        soup.vVtx[11] = Point3(1.6, 2, 0);
+        for (Point3& p : soup.vVtx)
+            p = Point3(p.x(), p.y(), std::max(0.0, p.x() - 2.0));
+        return soup;
+    };
+    for (const auto& [mode, bCollapses] :
+         {std::pair(SM_MID_THEN_SINGLE, true), {SM_SINGLE, true}, {SM_MID, false}, {static_cast<SimplifyMode>(3), false}}) {
+        CoarsePlaces world(ridge());
+        const Point3 high = world.vtx(12);
+        ASSERT_LT(world.code(11), world.code(12));
+        EXPECT_EQ(Top(&world.mesh, &world.calc).simplify(0, 0.5, mode), bCollapses) << mode;
+        EXPECT_EQ(world.mesh.hasEdge(world.code(11), world.code(12)), !bCollapses);
+        EXPECT_EQ(world.vtx(12), high);
+    }
+    for (const auto& [mode, x] : {std::pair(SM_MID_THEN_SINGLE, 1.95), {SM_MID, 1.95}, {SM_SINGLE, 2.0}}) {
+        CoarsePlaces world(sheetWithShortEdges(1));
+        EXPECT_TRUE(Top(&world.mesh, &world.calc).simplify(0, 0.2, mode));
+        EXPECT_EQ(world.vtx(12), Point3(x, 2, 0));
+    }
+}
+
+TEST_F(TopSimplify, queuesEdgesAgainUnderTheirNewLength) {
+    for (const auto& [maxLen, num] : {std::pair(0.16, 1U), {0.18, 2U}}) {
+        Soup soup = sheetWithShortEdges(2);
+        soup.vVtx[21] = Point3(2.12, 2, 0);  // 0.12 from the one before; 0.17 when that has moved
+        soup.vVtx[23] = Point3(5, 2, 0);
+        CoarsePlaces world(soup);
+        const std::size_t numBefore = numAlive(world.mesh);
+        Top(&world.mesh, &world.calc).simplify(0, maxLen, SM_MID);
+        EXPECT_EQ(numAlive(world.mesh), numBefore - 2 * num) << maxLen;
+    }
+}
+
+TEST_F(TopSimplify, leavesTheBorderAndTheShapeOfAnyMesh) {
+    for (const SimplifyMode mode : {SM_MID_THEN_SINGLE, SM_SINGLE, SM_MID}) {
+        Soup soup = sheet(20, 20);
+        std::mt19937 random(5);
+        std::uniform_real_distribution<double> step(-0.3, 0.3);
+        for (Point3& p : soup.vVtx)
+            p = p + Vector3{step(random), step(random), 0.0};
+        CoarsePlaces world(soup);
+        const double area = world.mesh.getArea();
+        std::set<std::pair<VCD, VCD>> sBorder, sBorderAfter;
+        std::map<VCD, Point3> mBorderPoint;
+        for (const CEdge* pCE : edges(world.mesh, 1)) {
+            sBorder.emplace(pCE->v0, pCE->v1);
+            mBorderPoint[pCE->v0] = world.mesh.getAvgPoint(pCE->v0);
+        }
+        EXPECT_TRUE(Top(&world.mesh, &world.calc).simplify(0, DBL_MAX, mode));
+        EXPECT_LT(numAlive(world.mesh), 140U) << mode;  // 78 with no inner vertex left
+        EXPECT_NEAR(world.mesh.getArea(), area, 1e-9);
+        for (const CEdge* pCE : edges(world.mesh, 1))
+            sBorderAfter.emplace(pCE->v0, pCE->v1);
+        EXPECT_EQ(sBorderAfter, sBorder);
+        for (const auto& [vcd, p] : mBorderPoint)
+            EXPECT_EQ(world.mesh.getAvgPoint(vcd), p);
+        EXPECT_EQ(firstFault(world.mesh), "");
+    }
+}
+
+TEST_F(TopSimplify, collapsesTurnNormalsByFiveDegreesAtMost) {
+    // A flat fan round vertex 0 but for vertex 2, which lies higher. What turns most is the triangle 0-3-4.
+    const auto fan = [](double height) {
+        return Soup{{{1, 0.5, 0}, {0, 0, 0}, {1, 0, height}, {2, 0.5, 0}, {1, 1, 0}, {0, 1, 0}},
+                    {{0, 1, 2}, {0, 2, 3}, {0, 3, 4}, {0, 4, 5}, {0, 5, 1}}};
+    };
+    constexpr double MAX_SQ = 1.44;  // of the four other vertices one is farther away
+    for (const auto& [angle, bPossible] : {std::pair(4.9, true), {5.1, false}}) {
+        const double slope = std::tan(degrees(angle));
+        CoarsePlaces single(fan(2.0 / std::sqrt(5.0) * slope)), mid(fan(3.0 / std::sqrt(5.0) * slope));
+        EdgeQueue qSingle, qMid;
+        EXPECT_EQ(Top(&single.mesh, &single.calc).killSingle(single.edge(0, 2), 0, MAX_SQ, qSingle), bPossible) << angle;
+        CEdge* pMidCE = mid.edge(0, 2);
+        EXPECT_EQ(Top(&mid.mesh, &mid.calc).killMid(pMidCE, pMidCE->getCenter(&mid.mesh), MAX_SQ, qMid), bPossible) << angle;
+        for (const auto& [q, num] : {std::pair(qSingle, numAlive(single.mesh)), {qMid, numAlive(mid.mesh)}}) {
+            EXPECT_EQ(q.size(), bPossible ? 3U : 0U);
+            EXPECT_EQ(num, bPossible ? 3U : 5U);
+        }
+        if (!bPossible) continue;
+        expectFails("!vIncT.empty()", [&] { Top(&mid.mesh, &mid.calc).killMid(pMidCE, {}, MAX_SQ, qMid); });
+    }
+    CoarsePlaces world(sheet(2, 2));
+    Top top(&world.mesh, &world.calc);
+    EdgeQueue q;
+    expectFails("false", [&] { top.killSingle(world.edge(0, 1), 2, 1.0, q); });
+}
+
+TEST_F(TopSimplify, collapsesSmallEdgesWhateverTurns) {
+    Soup soup = sheetWithShortEdges(2);
+    soup.vVtx[19] = Point3(2.0, 2.0, 0.3);
+    soup.vVtx[0] = Point3(0.7, 0, 0);  // a short border edge
+    CoarsePlaces world(soup);
+    const std::size_t numBefore = numAlive(world.mesh);
+    Top(&world.mesh, &world.calc).collapseSmallEdges();
+    EXPECT_EQ(numAlive(world.mesh), numBefore - 5);
+    for (const CEdge* pCE : edges(world.mesh, -99))
+        EXPECT_GE((*world.mesh.getVtx(pCE->v1) - *world.mesh.getVtx(pCE->v0)).length(), 1.0 / 3.0);
+    EXPECT_EQ(firstFault(world.mesh), "");
+}
+
+// ---- Flips --------------------------------------------------------------------------------------------------------------
+
+TEST_F(TopSimplify, flipsLowerTheEnergyOfNoise) {
+    for (unsigned seed = 0; seed < 3; ++seed) {
+        CoarsePlaces world(noisyTorus(30, 12, 0.2, seed));
+        Top top(&world.mesh, &world.calc);
+        const double energy = energyAndAngle(placesOf(world.mesh), 0.3).first;
+        for (int i = 0; i < 20; ++i)
+            top.edgeFlips(0.1);
+        EXPECT_LT(energyAndAngle(placesOf(world.mesh), 0.3).first, 0.9 * energy);
+        EXPECT_EQ(numAlive(world.mesh), 720U);
+        EXPECT_EQ(firstFault(world.mesh), "");
+        EXPECT_TRUE(isOriented(world.mesh));
+        std::vector<CEdge*> vCE;
+        top.getEdgesForOptimization(0.1, vCE);
+        for (CEdge* pCE : vCE)
+            EXPECT_LE(gainOf(world.mesh, pCE), 0.01);
+    }
+}
+
+TEST_F(TopSimplify, selectsFoldsByTheirAngle) {
+    for (const bool bTurned : {false, true}) {
+        CoarsePlaces world(pair({5, 5, 0}, {5, -5 * std::cos(degrees(30)), 5 * std::sin(degrees(30))}));
+        if (bTurned) world.vT[1]->flipNNV();
+        Top top(&world.mesh, &world.calc);
+        for (const auto& [angle, num] : {std::pair(29.9, 1U), {30.1, 0U}}) {
+            std::vector<CEdge*> vCE;
+            top.getEdgesForOptimization(angle, vCE);
+            EXPECT_EQ(vCE.size(), num);
+            EdgeQueue q;
+            top.buildPrioq(q, angle);
+            ASSERT_EQ(q.size(), num);
+            EXPECT_TRUE(num == 0 || std::abs(q.begin()->first - 30.0) < 1e-9);
+        }
+    }
+    CoarsePlaces flat(pair({5, 0, 0}, {5, 5, 0}));
+    std::vector<CEdge*> vCE;
+    expectText("No NNV, skipped edge", [&] { Top(&flat.mesh, &flat.calc).getEdgesForOptimization(0.0, vCE); });
+    EXPECT_TRUE(vCE.empty());
+}
+
+TEST_F(TopSimplify, flipsBadAnglesWhereTheFoldFalls) {
+    // Folded back over the edge by angle; the other diagonal is flatter when the tips are far apart along the edge.
+    for (const auto& [angle, dx, height, bFlips] :
+         {std::tuple(151.0, 4.0, 5.0, true), {149.0, 4.0, 5.0, false}, {170.0, 0.0, 42.0, false}, {170.0, 0.0, 35.0, true}})
+        for (const bool bSwapped : {false, true}) {
+            const double y = height * std::cos(degrees(180 - angle)), z = height * std::sin(degrees(180 - angle));
+            const Point3 tip0(5 + dx, height, 0), tip1(5 - dx, y, z);
+            CoarsePlaces world(bSwapped ? pair(tip1, tip0) : pair(tip0, tip1));
+            const auto rim = [&world](int i, int j) {
+                return world.edge(i, j)->vCT[0]->getHEDirection2(world.code(i), world.code(j));
+            };
+            const std::array<int, 4> before = {rim(1, 2), rim(2, 0), rim(0, 3), rim(3, 1)};
+            Top(&world.mesh, &world.calc).flipBadAngles();
+            EXPECT_EQ(world.mesh.hasEdge(world.code(2), world.code(3)), bFlips) << angle << " " << dx;
+            EXPECT_EQ((std::array<int, 4>{rim(1, 2), rim(2, 0), rim(0, 3), rim(3, 1)}), before);
+            EXPECT_EQ(world.mesh.vAllCT.size(), bFlips ? 4U : 2U);
+            const bool bFirstRunsAlong = world.vT[0]->getHEDirection2(world.edge(0, 1)->v0, world.edge(0, 1)->v1) == HE_SAME;
+            EXPECT_TRUE(!bFlips || world.mesh.vAllCT.back()->vcdCube == world.vT[bFirstRunsAlong ? 1 : 0]->vcdCube);
+        }
+    // The sharpest fold goes first, of equal ones the older.
+    Soup soup;
+    for (const auto& [offset, angle] : {std::pair(0, 152.0), {64, 160.0}, {128, 170.0}, {192, 170.0}}) {
+        const auto i = static_cast<int>(soup.vVtx.size());
+        const double y = 5 * std::cos(degrees(180 - angle)), z = 5 * std::sin(degrees(180 - angle));
+        for (const Point3& p : pair({5, 5, 0}, {5, y, z}).vVtx)
+            soup.vVtx.push_back(p + Vector3(offset, 0, 0));
+        soup.vT.push_back({i, i + 1, i + 2});
+        soup.vT.push_back({i + 1, i, i + 3});
+    }
+    CoarsePlaces four(soup);
+    Top(&four.mesh, &four.calc).flipBadAngles();
+    ASSERT_EQ(four.mesh.vAllCT.size(), 16U);
+    for (const auto& [i, first] : {std::pair(8U, 8), {10U, 12}, {12U, 4}, {14U, 0}})
+        EXPECT_TRUE(four.mesh.vAllCT[i]->has(four.code(first + 2), four.code(first + 3))) << i;
+
+    CoarsePlaces world(noisyTorus(30, 12, 0.6, 3));
+    Top top(&world.mesh, &world.calc);
+    EdgeQueue before, after;
+    top.buildPrioq(before, 150.0);
+    top.flipBadAngles();
+    top.buildPrioq(after, 150.0);
+    EXPECT_GT(before.size(), 20U);
+    EXPECT_LT(after.size(), before.size());
+    EXPECT_EQ(firstFault(world.mesh), "");
+    EXPECT_TRUE(isOriented(world.mesh));
+}
+
+TEST_F(TopSimplify, flipsOrCollapsesExtremeCaps) {
+    for (const auto& [height, num] : {std::pair(-0.008, 1), {-0.01, 0}}) {
+        // The upper tip is nearly on the edge from (-1, 0) to (1, 0).
+        CoarsePlaces world({{{-1, 0, 0}, {1, 0, 0}, {0, -height, 0}, {0, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}});
+        EXPECT_EQ(Top(&world.mesh, &world.calc).flipExtremeCaps(false), num) << height;
+        EXPECT_EQ(world.mesh.hasEdge(world.code(2), world.code(3)), num == 1);
+        EXPECT_TRUE(isOriented(world.mesh));
+    }
+    for (const bool bKill : {false, true}) {
+        // The other diagonal is there already; only the cap's own edges can go.
+        CoarsePlaces world({{{-1, 0, 0}, {1, 0, 0}, {0, 0.008, 0}, {0, -1, 0}, {0, 1, 0}, {0, 0, 9}},
+                            {{0, 1, 2}, {1, 0, 3}, {2, 1, 4}, {0, 2, 4}, {2, 3, 5}}});
+        EXPECT_EQ(Top(&world.mesh, &world.calc).flipExtremeCaps(bKill), bKill ? 1 : 0);
+        EXPECT_EQ(numAlive(world.mesh), bKill ? 3U : 5U);
+        EXPECT_EQ(firstFault(world.mesh), "");
+    }
+}
+
+TEST_F(TopSimplify, canFlipAsFarAsTheNewNormalsAgree) {
+    for (const auto& [angle, bCan] : {std::pair(119.9, true), {120.1, false}}) {
+        // The new edge runs along y; the ends 0 and 1 of the old one hang to both sides of it.
+        const double x = std::sin(degrees(90 - angle / 2)), z = -std::cos(degrees(90 - angle / 2));
+        CoarsePlaces world({{{-x, 0, z}, {x, 0, z}, {0, 1, 0}, {0, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}});
+        Top top(&world.mesh, &world.calc);
+        const VCD v0 = std::min(world.code(0), world.code(1)), v1 = std::max(world.code(0), world.code(1));
+        EXPECT_EQ(top.canFlip(v0, v1, world.code(2), world.code(3)), bCan) << angle;
+        EXPECT_FALSE(top.canFlip(v0, v1, world.code(2), world.code(2)));
+        EXPECT_FALSE(top.canFlip(v0, v1, v0, world.code(3)));
+        EXPECT_FALSE(top.canFlip(v0, world.code(2), v1, world.code(3)));  // v1 - 3 is an edge
+        expectText("ccd0>=ccd1", [&] { EXPECT_FALSE(top.canFlip(v1, v0, world.code(2), world.code(3))); });
+        top.sBorderCCD = {world.code(3)};
+        EXPECT_FALSE(top.canFlip(v0, v1, world.code(2), world.code(3)));
+    }
+}
+
+// ---- Features -----------------------------------------------------------------------------------------------------------
+
+TEST_F(TopSimplify, flipsFeaturesOntoTheirLine) {
+    const auto numJoined = [](Sheet& sheet) {
+        unsigned num = 0;
+        for (unsigned i = 0; i < 10; ++i)
+            num += sheet.mesh.hasEdge(sheet.at(i, 10 - i), sheet.at(i + 1, 9 - i)) ? 1U : 0U;
+        return num;
+    };
+    using Range = std::pair<unsigned, unsigned>;
+    const Range all{0, 10}, none{1, 0};
+    for (const auto& [line, diagonal, bBorder, num] :
+         {std::tuple(all, none, false, 10U),
+          {all, Range(5, 6), false, 10U},         // the line goes on, the diagonal doesn't
+          {Range(5, 6), Range(3, 8), false, 0U},  // the other way round
+          {all, none, true, 8U}}) {
+        Sheet sheet(10, 10);
+        EXPECT_EQ(numJoined(sheet), 0U);
+        Top top(&sheet.mesh, &sheet.calc);
+        for (unsigned i = line.first; i <= line.second; ++i)
+            top.sFeatureCCD.insert(sheet.at(i, 10 - i));
+        for (unsigned i = diagonal.first; i <= diagonal.second; ++i)  // crosses the line from (5, 5) to (6, 4)
+            top.sFeatureCCD.insert(sheet.at(i, i - 1));
+        if (bBorder) top.sBorderCCD = {sheet.at(5, 5)};
+        EXPECT_EQ(countIn(outputOf([&top] { top.flipFeatures(); }), "NEW FLIP TURN "), 3);
+        EXPECT_EQ(numJoined(sheet), num);
+        EXPECT_TRUE(isOriented(sheet.mesh));
+        EXPECT_EQ(numAlive(sheet.mesh), 200U);
+    }
+
+    // Two cells apart: no line.
+    CoarseWorld wide;
+    const VCD a = wide.put(10, 10, 10), b = wide.put(12, 10, 10), c = wide.put(12, 12, 10), d = wide.put(10, 12, 10);
+    wide.triangle(a, b, c);
+    wide.triangle(a, c, d);
+    Top top(&wide.mesh, &wide.calc);
+    top.sFeatureCCD = {b, d};
+    top.flipFeatures();
+    EXPECT_FALSE(wide.mesh.hasEdge(b, d));
+}
+
+TEST_F(TopSimplify, countsConnectorsThatGoOnStraight) {
+    for (const auto& [angle, num] : {std::pair(0.1, 2), {0.3, 1}}) {
+        // The line 0-1-2-3 along x turns by the angle at 2; 4 is off it.
+        const Soup soup{
+            {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {2 + std::cos(degrees(angle)), std::sin(degrees(angle)), 0}, {1, 1, 0}},
+            {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}}};
+        CoarsePlaces world(soup);
+        Top top(&world.mesh, &world.calc);
+        for (int i = 0; i < 5; ++i)
+            top.sFeatureCCD.insert(world.code(i));
+        EXPECT_EQ(top.countCollinearConnectors(world.code(1), world.code(2)), num);
+        EXPECT_EQ(top.countCollinearConnectors(world.code(2), world.code(1)), num);
+        top.sFeatureCCD.erase(world.code(0));
+        EXPECT_EQ(top.countCollinearConnectors(world.code(1), world.code(2)), num - 1);
+        const auto fails = [&](int i, int j, const std::string& condition) {
+            expectFails(condition, [&] { top.countCollinearConnectors(world.code(i), world.code(j)); });
+        };
+        fails(1, 1, "ccd0!=ccd1");
+        fails(0, 1, "sFeatureCCD.find(ccd0)!=sFeatureCCD.end()");
+        fails(1, 0, "sFeatureCCD.find(ccd1)!=sFeatureCCD.end()");
+        world.vtx(4) = world.vtx(2);
+        fails(1, 2, "*pOtherVtx!=*pVtxA");
+        world.vtx(1) = world.vtx(2);
+        fails(1, 2, "*pVtxA!=*pVtxB");
+    }
+}
+
+// ---- The recipe ---------------------------------------------------------------------------------------------------------
+
+TEST_F(TopSimplify, recipeKeepsTheTopologyOfASphere) {
+    progressForReco();
+    Extraction extraction(sphereShell(9));
+    extraction.withScatteredPoints(1, 7);
+    Top top(&extraction.mesh(), &extraction.calc);
+    top.finalizeReconstructedMesh(extraction.pVoro.get());
+    closeProgress();
+    CMesh& mesh = *top.pCMesh;
+    const std::size_t numBefore = numAlive(mesh);
+    const double energy = energyAndAngle(placesOf(mesh), 0.3).first;
+    expectText("lap deactivated", [&top] { top.simplifyAndSmooth(); });
+    EXPECT_LT(energyAndAngle(placesOf(mesh), 0.3).first, 0.9 * energy);
+    EXPECT_LE(numAlive(mesh), numBefore);
+    EXPECT_TRUE(edges(mesh, -5).empty());
+    std::size_t numVertices, numTriangles;
+    mesh.getStatistics(numVertices, numTriangles);
+    EXPECT_EQ(2 * numVertices, numTriangles + 4);
+    EXPECT_EQ(firstFault(mesh), "");
+}

@@ -191,17 +191,17 @@ MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, doubl
 /// The same with spacingAbs, a length above 0, as the edge of a grid cell; no estimate is made.
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps);
 
-/// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle; corners of exactly equal coordinates are one
-/// vertex. Windings, holes, double walls, edges of any number of triangles don't matter: the triangles are drawn into the
-/// cells of a grid, sharp edges first, and the mesh is made of the cells. So its triangles are about a cell in size, and what
-/// lies within a cell or two of something else becomes one with it.
-/// Triangles parallel to the grid fill their cells without a gap. Others miss some cells of which they cut off a sliver only:
-/// up to a few edges in a thousand then stay borders (pinholes of a triangle), or have three and more triangles.
-/// spacingAbs: edge of a grid cell, above 0. featureAngle: degrees between normals above which an edge stays sharp, its ends
-/// where they are; 20 to 40 is usual. Borders stay sharp too; from 360 on only they do, from 9999 on nothing does.
-/// Triangles that are degenerate or have a coordinate that isn't finite are left out, with one warning that counts them. Null
-/// after a warning when none is left. Throws KelBugException when spacingAbs isn't above 0, when the points aren't three a
-/// triangle, and where reconstruct_abs does. O(n log n) in the triangles and the cells that they pass through.
+/// A triangle soup to a clean mesh. vPoints: triangle corners, three a triangle; corners of exactly equal coordinates are
+/// one vertex. Windings, holes, double walls, edges of any number of triangles don't matter: the triangles are drawn into
+/// the cells of a grid, sharp edges first, and the mesh is made of the cells. So its triangles are about a cell in size, and
+/// what lies within a cell or two of something else becomes one with it. Triangles parallel to the grid fill their cells
+/// without a gap. Others miss some cells of which they cut off a sliver only: up to a few edges in a thousand then stay
+/// borders (pinholes of a triangle), or have three and more triangles. spacingAbs: edge of a grid cell, above 0.
+/// featureAngle: degrees between normals above which an edge stays sharp, its ends where they are; 20 to 40 is usual.
+/// Borders stay sharp too; from 360 on only they do, from 9999 on nothing does. Triangles that are degenerate or have a
+/// coordinate that isn't finite are left out, with one warning that counts them. Null after a warning when none is left.
+/// Throws KelBugException when spacingAbs isn't above 0, when the points aren't three a triangle, and where reconstruct_abs
+/// does. O(n log n) in the triangles and the cells that they pass through.
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle);
 
 /// A triangle soup to points: as melt(), but the points of the cells, one each, are appended to vOut.
@@ -265,13 +265,13 @@ ManifoldReport makeManifold(MeshPtr pMesh);
 /// Closes holes: border loops of at most maxEdges edges, each filled by triangles between its own vertices, the narrowest
 /// corner first. Returns the number of holes closed. An addition to the functions of a reconstruction.
 ///
-/// A loop of n edges gets n - 2 triangles that face as their neighbours do; no vertex is made, and no other triangle changes.
-/// Left as they are and not counted: loops that touch another one or themselves in a vertex, or that have a twist; loops
-/// along which triangles face both ways; loops whose corners don't let them be closed, and such where closing would make an
-/// edge of three triangles. The outer border of a sheet is a loop like any other: that of a vase, which narrows towards it,
-/// is closed, that of a flat sheet or a bowl isn't. Triangles may overlap in a hole that winds a lot, so keep maxEdges to
-/// holes that are small for the shape around them. Below 3 nothing is done. O(n log n), and progress for a listener as
-/// "FillHoles".
+/// A loop of n edges gets n - 2 triangles that face as their neighbours do; no vertex is made, and no other triangle
+/// changes. Left as they are and not counted: loops that touch another one or themselves in a vertex, or that have a twist;
+/// loops along which triangles face both ways; loops whose corners don't let them be closed, and such where closing would
+/// make an edge of three triangles. The outer border of a sheet is a loop like any other: that of a vase, which narrows
+/// towards it, is closed, that of a flat sheet or a bowl isn't. Triangles may overlap in a hole that winds a lot, so keep
+/// maxEdges to holes that are small for the shape around them. Below 3 nothing is done. O(n log n), and progress for a
+/// listener as "FillHoles".
 int fillHoles(MeshPtr pMesh, int maxEdges);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.

@@ -201,7 +201,8 @@ public:
     bool checkNoDups(const std::string& name) const;
     /// No edge with a triangle has both ends at one point.
     bool checkNoAdjCoordDups(const std::string& name) const;
-    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key and a point in that cell.
+    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key and a point in that
+    /// cell.
     bool checkCCD(const std::string& name) const;
     /// Some vertex in the table has a coordinate that isn't a number. Bundles without a vertex are checkCCD's business.
     bool hasNaN(const std::string& name) const;

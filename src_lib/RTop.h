@@ -28,8 +28,8 @@ public:
     /// Closes the holes with a border of at most maxEdges edges by cutting ears (Loop) and returns how many. A border that
     /// touches another one or itself in a vertex, that has a twist, whose triangles don't face one way, or whose ears don't
     /// close it or would make an edge of three triangles, stays as it is. The new triangles agree with their neighbours.
-    /// Counts under the step "RT_fill", so a run must be open; when the listener throws, the holes closed so far stay closed.
-    /// O(n log n).
+    /// Counts under the step "RT_fill", so a run must be open; when the listener throws, the holes closed so far stay
+    /// closed. O(n log n).
     int fillHoles(int maxEdges);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}

@@ -49,8 +49,8 @@ struct EdgeEnergy::Quad {
         ct0.getEdgeCCDs(i, a, b);
         opp1 = ct1.getThirdCCD(a, b);
     }
-    FlipCorners corners(const CMesh* pCMesh) const {
-        return {*pCMesh->getVtx(opp0), *pCMesh->getVtx(opp1), *pCMesh->getVtx(a), *pCMesh->getVtx(b)};
+    FlipCorners cornersIn(const CMesh& mesh) const {
+        return {*mesh.getVtx(opp0), *mesh.getVtx(opp1), *mesh.getVtx(a), *mesh.getVtx(b)};
     }
     /// The triangle of the pair that has the side, and the side.
     std::pair<const CTriangle&, const CEdge&> at(FlipSide side) const {
@@ -105,7 +105,7 @@ double EdgeEnergy::getMinCosPhi(const Point3* p0, const Point3* p1, const Point3
 }
 
 double EdgeEnergy::gain(const Quad& quad) const {
-    const FlipCorners c = quad.corners(pCMesh);
+    const FlipCorners c = quad.cornersIn(*pCMesh);
     const Point3 *p0 = &c.opp0, *px = &c.opp1, *p1 = &c.a, *p2 = &c.b;
     const FlipCap cap = capOfFlip(std::min(getMinCosPhi(p0, px, p2), getMinCosPhi(p0, p1, px)),
                                   [&] { return std::min(getMinCosPhi(p2, p1, px), getMinCosPhi(p0, p1, p2)); });

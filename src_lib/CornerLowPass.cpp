@@ -18,7 +18,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MIN_PARALLEL = 2000;  // free corners
+constexpr std::size_t MIN_PARALLEL = 20000;  // free corners: fewer are done before a worker has woken
 
 }  // namespace
 

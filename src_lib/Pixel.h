@@ -102,7 +102,8 @@ private:
     void pixelAllInsides(VRCDPoint& vTriPixels) const;
     void cutBlocks(std::size_t begin, std::vector<InsideBlock>& vBlocks) const;
     Point3 placeOnPlane(RCD rcd, const Plane& plane, const Point3& own) const;
-    bool isIn(RCD rcd, const Point3& p) const { return pCalc->getRCD(&p) == rcd; }
+    /// False off the grid as well: the plane of a needle points anywhere.
+    bool isIn(RCD rcd, const Point3& p) const { return pCalc->isInCell(&p, pCalc->rcd2ccd(rcd)); }
 
     std::vector<Tri> vTriStore;  // never grows, so that pointers stay valid
 };

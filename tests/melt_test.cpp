@@ -186,4 +186,14 @@ TEST(ToCloud, givesAPointACell) {
     EXPECT_EQ(std::adjacent_find(vPoints.begin(), vPoints.end()), vPoints.end());
 }
 
+// The normal of a needle is noise, and the foot of a cell on its plane may lie off the grid.
+TEST(Melt, passesANeedleWhosePlaneLeavesTheGrid) {
+    const CoutSilence silence;
+    std::vector<Point3> vSoup{
+        {0, 0, 0}, {20565.899999999998, 23935.799999999999, 27618.299999999999}, {68553, 79786, 92061}};
+    std::vector<Point3> vOut;
+    EXPECT_NO_THROW(toCloud(vSoup, 1.0, 9999.0, vOut));
+    EXPECT_GT(vOut.size(), 90000U);
+}
+
 }  // namespace

@@ -96,7 +96,7 @@ public:
 private:
     // Chords. Turns are told apart down to the root of a double's precision only; what is nearer than that is looked at.
     static constexpr double NEAR = 1e-7;
-    static constexpr double FAR = 1.1;  // above the chord of the largest turn
+    static constexpr double FAR = 1.0 + 2.0 * NEAR;  // above the chord of the largest turn
 
     std::vector<const TARN_OCTREE::Octree*> treesFor(const FeatureEdge* pEdge) const {
         if (pEdge->angle > ABOVE_ANY_FOLD) return {&borders};

@@ -59,6 +59,27 @@ int countAgreement(const AffiData& a, const AffiData& b) {
     return sum;
 }
 
+/// Component::getScore(), which sums all votes of a sheet, kept until one of them changes: thousands of crumbs may ask for
+/// the score of the sheet that they lie round.
+class SheetScores {
+public:
+    double of(const Component* pComp) {
+        const auto [it, bNew] = mScore.emplace(pComp, 0.0);
+        if (bNew) it->second = pComp->getScore();
+        return it->second;
+    }
+    /// After pComp was flipped. To negate a vote of nothing changes nothing.
+    void forgetBeside(const Component* pComp) {
+        for (const ConnectionStruct* pConnection : pComp->vConnectionStructs)
+            if (pConnection->score != 0.0)
+                for (const Component* pEnd : {pConnection->pComponent0, pConnection->pComponent1})
+                    mScore.erase(pEnd);
+    }
+
+private:
+    std::map<const Component*, double> mScore;  // never walked
+};
+
 /// All sheets that votes connect with the first one, directly or by others, which is put into sVisited.
 std::vector<Component*> collectGroup(Component* pFirst, std::set<Component*>& sVisited) {
     std::vector<Component*> vGroup, vRelated, vStack{pFirst};
@@ -188,25 +209,29 @@ void Filler::castVotes(const std::vector<AffiPair>& vPairs) {
 }
 
 void Filler::orientSheets() {
+    SheetScores scores;
     std::multimap<double, Component*, std::greater<>> mmQueue;
     for (Component* pComp : vComponents)
-        mmQueue.emplace(std::fabs(pComp->getScore()), pComp);
+        mmQueue.emplace(std::fabs(scores.of(pComp)), pComp);
     std::vector<Component*> vRelated;
     while (!mmQueue.empty()) {
         const auto [key, pComp] = *mmQueue.begin();
         mmQueue.erase(mmQueue.begin());
         if (pComp->isOriented()) continue;
-        const double score = pComp->getScore();
+        const double score = scores.of(pComp);
         if (std::fabs(score) != key) {  // the votes have changed since
             mmQueue.emplace(std::fabs(score), pComp);
             continue;
         }
-        if (!(score > 0.0)) pComp->flip();
+        if (!(score > 0.0)) {
+            pComp->flip();
+            scores.forgetBeside(pComp);
+        }
         pComp->setOriented();
         vRelated.clear();
         pComp->getRelatedComponents(vRelated);
         for (Component* pRelated : vRelated)
-            if (!pRelated->isOriented()) mmQueue.emplace(pRelated->getScore(), pRelated);
+            if (!pRelated->isOriented()) mmQueue.emplace(scores.of(pRelated), pRelated);
     }
     for (const Component* pComp : vComponents)
         ASSEX(pComp->isOriented());

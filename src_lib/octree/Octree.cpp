@@ -169,16 +169,14 @@ void Octree::sortAlongCurve(const Bbox3& box) {
     vItem.swap(vSorted);
 }
 
-template <typename VisitLeaf>
-void Octree::forLeaves(double x, double y, double z, double r, const VisitLeaf& visitLeaf) const {
-    if (!(r >= 0.0)) return;
-    const Bbox3 sphereBox(x - r, y - r, z - r, x + r, y + r, z + r);
+template <typename IsNear, typename VisitLeaf>
+void Octree::forLeaves(const IsNear& isNear, const VisitLeaf& visitLeaf) const {
     const auto numNodes = static_cast<std::uint32_t>(vNode.size());
     // The items are the user's to change, the tree isn't.
     OctItem* pItems = const_cast<OctItem*>(vItem.data());
     for (std::uint32_t i = 0; i < numNodes;) {
         const OctNode& node = vNode[i];
-        if (!node.box.intersects(sphereBox)) {
+        if (!isNear(node.box)) {
             i = node.afterSubtree;
             continue;
         }
@@ -187,8 +185,11 @@ void Octree::forLeaves(double x, double y, double z, double r, const VisitLeaf& 
 }
 
 void Octree::getSphereIntersectors(double x, double y, double z, double r, std::vector<OctItem*>& vItems) const {
+    if (!(r >= 0.0)) return;
     const double sqRadius = r * r;
-    forLeaves(x, y, z, r, [&](OctItem* pBegin, OctItem* pEnd) {
+    // A box is no farther than what is in it, in rounded numbers as well: each of its differences is no larger.
+    const auto isNear = [&](const Bbox3& box) { return box.sqDistance(x, y, z) <= sqRadius; };
+    forLeaves(isNear, [&](OctItem* pBegin, OctItem* pEnd) {
         for (OctItem* p = pBegin; p != pEnd; ++p) {
             const double dx = p->x - x, dy = p->y - y, dz = p->z - z;
             if (dx * dx + dy * dy + dz * dz <= sqRadius) vItems.push_back(p);
@@ -197,7 +198,10 @@ void Octree::getSphereIntersectors(double x, double y, double z, double r, std::
 }
 
 void Octree::getApproxSphereIntersectors(double x, double y, double z, double r, std::vector<OctItem*>& vItems) const {
-    forLeaves(x, y, z, r, [&](OctItem* pBegin, OctItem* pEnd) {
+    if (!(r >= 0.0)) return;
+    const Bbox3 sphereBox(x - r, y - r, z - r, x + r, y + r, z + r);
+    const auto isNear = [&](const Bbox3& box) { return box.intersects(sphereBox); };
+    forLeaves(isNear, [&](OctItem* pBegin, OctItem* pEnd) {
         for (OctItem* p = pBegin; p != pEnd; ++p)
             vItems.push_back(p);
     });

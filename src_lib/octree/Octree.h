@@ -51,8 +51,8 @@ public:
 
 private:
     void sortAlongCurve(const TARN_LOCATE3::Bbox3& box);
-    template <typename VisitLeaf>
-    void forLeaves(double x, double y, double z, double r, const VisitLeaf& visitLeaf) const;
+    template <typename IsNear, typename VisitLeaf>
+    void forLeaves(const IsNear& isNear, const VisitLeaf& visitLeaf) const;
 
     std::vector<OctItem> vItem;  // as added, after finish() in the order of the leaves
     std::vector<OctNode> vNode;  // the root first; empty before finish()

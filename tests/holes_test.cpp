@@ -347,8 +347,9 @@ TEST(fillHoles, keepsToTheNumberOfEdges) {
 
     for (const auto& [numRows, num] : {std::pair(4, 0), {6, 1}}) {  // a bowl, and a vase that narrows towards its rim
         Soup bowl = sphere(24, 9);
-        std::erase_if(bowl.vT, [&](const auto& t) {
-            return std::any_of(t.begin(), t.end(), [&](int i) { return i >= 24 * numRows && i != 24 * 9; });
+        const int firstGone = 24 * numRows;
+        std::erase_if(bowl.vT, [firstGone](const auto& t) {
+            return std::any_of(t.begin(), t.end(), [firstGone](int i) { return i >= firstGone && i != 24 * 9; });
         });
         const MeshPtr pBowl = fineMesh(bowl);
         EXPECT_EQ(closeHoles(pBowl, 24), num);

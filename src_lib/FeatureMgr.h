@@ -31,6 +31,8 @@ public:
     /// What the map holds, which needn't be all.
     FeatureEdgeMap(const std::multimap<Point3*, FeatureEdge*>& mmEdges);
     ~FeatureEdgeMap();
+    FeatureEdgeMap(const FeatureEdgeMap&) = delete;  // the fans point into it
+    FeatureEdgeMap& operator=(const FeatureEdgeMap&) = delete;
 
     /// Of the edges at pJunction the one that continues pEdge, which arrives there in direction dir, a unit vector: of its
     /// kind, with the smallest turn and none above 60 degrees; of equals the first. Null when there is none. O(log n), but

@@ -56,9 +56,8 @@ MeshPtr Hal::oneMelt() {
 
 void Hal::toCloud(std::vector<Point3*>& vOut) {
     Progress* pStep = openStep("hal-part", 2);
-    const bool bCells = takeBundles("toCloud: Nothing to do");
+    takeBundles("toCloud: Nothing to do");
     pStep->incProgressByOne();
-    if (!bCells) return;
     vOut.reserve(vOut.size() + vBundles.size());
     for (const Bundle* pBundle : vBundles)
         vOut.push_back(pBundle->pVtx);

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <limits>
 
 namespace TARN_KEL {
 
@@ -102,7 +103,7 @@ AffiData* PartnerSearch::find(const AffiData& a, int maxRadius) const {
     };
     if (vItem.empty()) return nullptr;
     const Cell cell = cellOf(a);
-    Best best{square(maxRadius), NONE};
+    Best best{std::min<std::int64_t>(square(maxRadius), std::numeric_limits<std::int32_t>::max()), NONE};
     Visit stack[2 * 64];  // two for each level at most
     std::size_t numVisits = 0;
     stack[numVisits++] = {vLevel.size() - 1, 0};

@@ -58,6 +58,10 @@ public:
                         std::vector<std::pair<CCD, CCD>>& vBorders, double featureAngle);
 
     // ---- Its steps
+    /// Makes the triangles and sorts the table of their edges; those without a plane are dropped, with one warning.
+    void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
+    /// Puts the triangles in breadth-first order over shared edges, piece by piece.
+    void bfsSort();
     /// Appends the pixels of all edges, one a cell.
     void pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<std::pair<CCD, CCD>>& vFeatures,
                        std::vector<std::pair<CCD, CCD>>& vBorders);
@@ -90,10 +94,8 @@ private:
         Plane plane;
     };
 
-    void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
     void sortEdgeTable();
     std::size_t endOfGroup(std::size_t begin) const;
-    void bfsSort();
     void sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges, std::vector<FlatEdge>& vFlatEdges) const;
     void claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const;
     void claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,

@@ -35,7 +35,7 @@ struct Bench {
         pixel.rasterizeEdge(a, b, v);
         return v;
     }
-    /// The part 0 to 1 of a segment that is in a cell, grown by eps cells on all sides; negative when none is.
+    /// The share of a segment, 0 to 1, that is in a cell grown by eps cells on all sides; negative when none is.
     double partInCell(const Point3& a, const Point3& b, RCD rcd, double eps) const {
         const auto low = coordinatesOf(calc.getRefPoint_RCD(rcd)), from = coordinatesOf(a), to = coordinatesOf(b);
         const double side = calc.getSideLen();

@@ -216,13 +216,15 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 // ---- Post-processing, in place ------------------------------------------------------------------------------------------
 // A null MeshPtr throws KelBugException.
 
-/// Decimates: lets vertices go, cheapest first (where it is flat, and there along short edges), until no more may. Those
-/// that stay don't move. A vertex goes onto a neighbour at most maxEdgeLength away when that turns no normal around it by
-/// more than maxAngle degrees. Both limits hold for each such step against the mesh as it is then: over many steps turns add
-/// up, and maxEdgeLength is what bounds the coarsening. Of a border only what is straight within 10 degrees goes, corners
-/// stay. These steps keep a closed manifold mesh so. No step makes a triangle of less than 5e-11 in area, in squared units
-/// of the caller. Then triangles that have become degenerate are collapsed away. Returns the number of triangles that went
-/// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n).
+/// Decimates: lets vertices go, cheapest first (where it is flat, and there along short edges), until next to none
+/// is left that may: some whose surroundings changed last aren't asked again. Those that stay don't move. A vertex goes onto
+/// a neighbour at most maxEdgeLength away when that turns no normal around it by more than maxAngle degrees. Both limits
+/// hold for each such step against the mesh as it is then: over many steps turns add up, and maxEdgeLength is what bounds
+/// the coarsening. Of a border only what is straight within 10 degrees goes, corners stay. These steps keep a closed
+/// manifold mesh so. No step makes a triangle of less than 5e-11 in area, in squared units of the caller, of one that had
+/// any. Then degenerate triangles are collapsed away, whatever the limits say. Returns the number of triangles that went
+/// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n) where few
+/// triangles meet at each vertex; one with k triangles costs O(k^2).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// Flips edges where that doesn't make the surface rougher, flat quads included, the largest gain first: those that
 /// qualified at the start, each while it still does; then collapses degenerate triangles away. What doesn't rise is the sum
@@ -312,14 +314,14 @@ enum FileType : int {
 int getFileType(const std::string& filename);
 /// Points from an ASCII, BIN or PLY file.
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
-/// Points to an ASCII, BIN, PLY or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes
-/// "kel_output_bin.ply" and says so.
+/// Points to an ASCII, BIN, PLY or Geomview file; bAscii chooses the form of a PLY. Another extension writes
+/// "kel_output_bin.ply", a binary one, and says so.
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
 /// Coordinates that a file lacks, because it ends too early, are 0.0; one whose count of points is above eight times its
 /// length in bytes can't be read.
 bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
-/// One point a line: its first three columns. Lines that don't start with three numbers are skipped.
+/// One point a line: its first three columns. Lines that don't start with three numbers are skipped; false without a point.
 bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
 /// Six significant digits.
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints);
@@ -329,16 +331,16 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
 /// length, which fits its count of triangles, or by bytes within its first 84 that no text has. It is refused when it is
 /// too short for its count; what is behind the last triangle, the normals and the attributes aren't looked at.
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
-/// The same, by a simpler scan of a text: every "vertex" line is a corner.
+/// The same, by a simpler scan of a text: every "vertex" line is a corner. Neither counts the corners of a text.
 bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints);
 /// Points of a PLY file, or with bPointsOnly false its triangles, three corners each.
 bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints);
 /// In single precision, as text in six digits.
 bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
 
-/// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. An unknown extension writes "kel_output.ply" and
-/// says so on standard error. A PLY holds single precision, as text six digits of it, STL and OBJ ten significant digits.
-/// Throws KelBugException on a null mesh.
+/// A mesh to a PLY, STL or Geomview file; bAscii chooses the form of a PLY. Another extension writes "kel_output.ply", a
+/// binary one, and says so on standard error. A PLY holds single precision, as text six digits of it, STL and OBJ ten
+/// significant digits. Throws KelBugException on a null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// The mesh of a PLY or STL file, for the functions above; null after a line where it can't be read, has an extension
 /// of another format, or nothing is left of it. An addition to the functions of a reconstruction.

@@ -197,10 +197,10 @@ public:
     // ---- Reduction: collapses onto end points. Where vertices are stays, and which are used ----
 
     /// Collapses edges of at most maxSqLen squared length, cheapest first, that turn no normal around them by more than
-    /// maxDevDeg degrees, until none is left; both limits hold for each collapse, against the triangles as it finds them. A
-    /// border vertex goes only along a border that is straight there within 10 degrees, and no collapse closes a tunnel of
-    /// three edges, which would pinch the surface. A limit that isn't a number: nothing happens. Returns the number of
-    /// triangles that went with the collapsed edges.
+    /// maxDevDeg degrees, until next to none is left (what changed last isn't asked again); both limits hold for each
+    /// collapse, against the triangles as it finds them. A border vertex goes only along a border that is straight there
+    /// within 10 degrees, and no collapse closes a tunnel of three edges, which would pinch the surface. A limit that isn't
+    /// a number: nothing happens. Returns the number of triangles that went with the collapsed edges.
     ///
     /// Closed and manifold meshes stay so. Thin triangles that no collapse looked at may stay: call killDegenerate. Patches
     /// keep the dead triangles. Counts under the steps "RM_redborder", "RM_redprioq" and "RM_redprocprioq", so a run must be

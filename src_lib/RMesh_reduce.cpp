@@ -60,12 +60,6 @@ constexpr int MAX_FULL_REFILLS = 4;                            // but only so of
 constexpr double STRAIGHT = 170.0;                             // degrees between the border edges of a vertex that may go
 constexpr std::size_t NUM_CHUNKS = 36, MIN_CHUNK = 100;        // edges a task
 
-/// The angle of two normals, radians, from their dot product and the product of their lengths: an eighth of the divisions
-/// that unit vectors take. A right angle when a length underflows.
-double turn(double dot, double lengths) {
-    return getAngleRad({lengths > 0.0 ? dot / lengths : 0.0, 0.0, 0.0}, {1.0, 0.0, 0.0});
-}
-
 /// The side of a triangle opposite src, from a to b in the triangle's order, and what a collapse of src needs to know of the
 /// triangle, whatever trg is.
 struct RingSide {
@@ -78,11 +72,12 @@ struct RingSide {
             a = rt.aCorners[0], b = rt.aCorners[1], pRE = rt.pRE01;
         }
     }
-    bool isMeasured() const { return !(length < 0.0); }
     void measure(const Point3* pSrc) {
         side = *b - *a;
-        normal = crossProduct(side, *pSrc - *a);
-        length = normal.length();
+        const Vector3 normal = crossProduct(side, *pSrc - *a);
+        bDegenerate = normal.isDegenerate();
+        unitNormal = normalize(normal);
+        bMeasured = true;
     }
     bool has(const Point3* pTrg) const { return a == pTrg || b == pTrg; }
     /// The third corner of the other triangle on this side, when there is one.
@@ -103,10 +98,11 @@ struct RingSide {
     const RTriangle* pRT;
     const Point3 *a, *b;
     const REdge* pRE;
-    Vector3 side, normal;  // the normal as it is, of twice the area as its length
-    double length = -1.0;  // below 0: not measured yet
+    Vector3 side, unitNormal;
     const Point3* pApex = nullptr;
-    bool bCrowded = false;  // more than one other triangle
+    bool bMeasured = false;    // side, unitNormal and bDegenerate are known
+    bool bDegenerate = false;  // without a normal
+    bool bCrowded = false;     // more than one other triangle
 };
 
 /// The triangles at a vertex that may go, looked at once for all its neighbours.
@@ -136,15 +132,15 @@ public:
         int count = 0;
         for (RingSide& ringSide : vSide) {
             if (ringSide.has(pTrg)) continue;  // dies
-            if (!ringSide.isMeasured()) ringSide.measure(pCentre);
-            if (ringSide.normal.isDegenerate()) {
+            if (!ringSide.bMeasured) ringSide.measure(pCentre);
+            if (ringSide.bDegenerate) {
                 std::cout << "current triangle is degenerate\n";
                 continue;
             }
             const Vector3 newNormal = crossProduct(ringSide.side, *pTrg - *ringSide.a);
             const double newLength = newNormal.length();
             if (MIN_NORMAL > newLength) return FORBIDDEN;
-            const double angle = turn(ringSide.normal * newNormal, ringSide.length * newLength);
+            const double angle = getAngleRad(ringSide.unitNormal, newNormal / newLength);
             if (angle > maxDevRad) return FORBIDDEN;
             sum += angle;
             ++count;

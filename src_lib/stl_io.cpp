@@ -15,7 +15,9 @@
 #include <bit>
 #include <cstdint>
 #include <iostream>
+#include <new>
 #include <optional>
+#include <stdexcept>
 #include <string_view>
 
 #include "BlockReader.h"
@@ -125,6 +127,17 @@ const char* readLoops(BlockReader& reader, bool bTrianglesOnly, std::vector<Poin
     return vPoints.size() > numBefore ? nullptr : "holds no triangles";
 }
 
+/// Calls read(), which tells why the file can't be read, or null; triangles that find no room are one more reason.
+template <typename Read>
+const char* withinMemory(Read&& read) {
+    try {
+        return read();
+    } catch (const std::bad_alloc&) {
+    } catch (const std::length_error&) {
+    }
+    return "holds more triangles than the memory";
+}
+
 /// Null, or why it can't be read. What was read before stays.
 const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr std::string_view WORD = "vertex";
@@ -153,8 +166,9 @@ bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point
     };
     if (!file.isOpen()) return refuse("is unreadable");
     BlockReader reader(file.stream());
-    const char* const why =
-        isBinary(file, reader) ? readBinary(file, reader, vPoints) : readLoops(reader, bTrianglesOnly, vPoints);
+    const char* const why = withinMemory([&] {
+        return isBinary(file, reader) ? readBinary(file, reader, vPoints) : readLoops(reader, bTrianglesOnly, vPoints);
+    });
     return why == nullptr || refuse(why);
 }
 
@@ -166,7 +180,8 @@ bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints
     };
     if (!file.isOpen()) return refuse("Failed to open " + filename);
     BlockReader reader(file.stream());
-    const char* const why = isBinary(file, reader) ? readBinary(file, reader, vPoints) : readVertexLines(reader, vPoints);
+    const char* const why = withinMemory(
+        [&] { return isBinary(file, reader) ? readBinary(file, reader, vPoints) : readVertexLines(reader, vPoints); });
     return why == nullptr || refuse(filename + " " + why);
 }
 

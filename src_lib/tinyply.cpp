@@ -663,6 +663,7 @@ Piece PlyFileImpl::makePiece(PropertyKey key, bool bBinary) const {
 /// The parts of an item of an element, in order.
 std::vector<Piece> PlyFileImpl::makePieces(std::size_t iElement, bool bBinary) const {
     const auto continues = [](const Piece& last, const Piece& piece) {
+        if (last.source.data == nullptr) return false;  // no items at all
         return !last.isList && !piece.isList && last.type == piece.type && last.source.step == piece.source.step &&
                last.source.data + last.numValues * last.width == piece.source.data;
     };

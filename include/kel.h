@@ -233,12 +233,14 @@ int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// for vertices at one place opposite an edge. The result doesn't depend on the number of processors. O(n log n).
 void edgeFlips(MeshPtr pMesh);
 /// The same by annealing: edgeFlips, 29 rounds of flips of which by chance some lose at first, edgeFlips. Some thirty times
-/// as slow, gets out of local minima. The same mesh gives the same result in every call.
+/// as slow, gets out of local minima; the sum that edgeFlips lowers may end
+/// higher than it was. Temperatures are absolute, so the unit of lengths has a say. The same mesh gives the same result.
 void edgeFlipsSimA(MeshPtr pMesh);
 /// Laplacian smoothing: numIterations times, each vertex off the border moves to the mean of its neighbours, as they stood
-/// before the round; below 1 none does. A vertex whose mean is the place of another one waits for the next round. Border
-/// vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take vertices out
-/// of use. O(n log n), a round O(n). Each round is a step of the progress, of some 400 bytes.
+/// before the round; below 1 none does. Edges that flips and collapses have left without a triangle still make neighbours of
+/// their ends: write and read a mesh to be rid of them. A vertex whose mean is the place of another one waits for the next
+/// round. Border vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take
+/// vertices out of use. O(n log n), a round O(n). Each round is a step of the progress, of some 400 bytes.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
 /// What makeManifold() did.
 struct ManifoldReport {
@@ -248,13 +250,13 @@ struct ManifoldReport {
     std::size_t numSplinters = 0;    ///< triangles removed as parts of small pieces that came off
     std::size_t numTurned = 0;       ///< triangles turned over
     std::size_t numNewVertices = 0;  ///< vertices made at the place of another one, or in the middle of an edge
-    std::size_t numCuts = 0;         ///< sides of triangles that border on nothing now, but did before
+    std::size_t numCuts = 0;         ///< sides of triangles that are border now and had a neighbour before
     bool bClosed = false;            ///< no edge of the mesh is a border
 };
 
 /// Makes the mesh manifold and oriented: afterwards each edge has one or two triangles, each vertex one fan of them, the
 /// triangles of a component agree in orientation, components without a border face outward, and no triangle is flat (a
-/// height of no more than a millionth of its longest side) or there twice. An addition to the functions of a reconstruction.
+/// height of no more than a millionth of its longest side) or there twice.
 ///
 /// Where sheets cross or touch they are taken apart, neighbours in the order of rotation staying together: new vertices
 /// appear at the place of old ones, so files that tell vertices apart by their places alone (STL) bring the touch back.
@@ -262,10 +264,11 @@ struct ManifoldReport {
 /// pieces of at most 20 triangles that came off a larger one. A sheet with one side only is cut open. Surface that is
 /// closed stays closed where that can be. A mesh that is in order stays as it is.
 ///
-/// Runs under a progress root of its own, "Manifold", when none is open. The same mesh gives the same result. Near O(n).
+/// Runs under a progress root of its own, "Manifold", when none is open; when the listener throws, the mesh is in order
+/// but perhaps not done. The same mesh gives the same result. O(n log n).
 ManifoldReport makeManifold(MeshPtr pMesh);
 /// Closes holes: border loops of at most maxEdges edges, each filled by triangles between its own vertices, the narrowest
-/// corner first. Returns the number of holes closed. An addition to the functions of a reconstruction.
+/// corner first. Returns the number of holes closed.
 ///
 /// A loop of n edges gets n - 2 triangles that face as their neighbours do; no vertex is made, and no other triangle
 /// changes. Left as they are and not counted: loops that touch another one or themselves in a vertex, or that have a twist;
@@ -278,8 +281,7 @@ int fillHoles(MeshPtr pMesh, int maxEdges);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);
-/// The same into a file of that name, whatever its extension. False after a warning when it can't be written. An addition to
-/// the functions of a reconstruction.
+/// The same into a file of that name, whatever its extension. False after a warning when it can't be written.
 bool findHoles(MeshPtr pMesh, const std::string& filename);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
@@ -343,7 +345,7 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 /// significant digits. Throws KelBugException on a null mesh.
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// The mesh of a PLY or STL file, for the functions above; null after a line where it can't be read, has an extension
-/// of another format, or nothing is left of it. An addition to the functions of a reconstruction.
+/// of another format, or nothing is left of it.
 ///
 /// Corners of exactly equal coordinates become one vertex. Polygons of a PLY file are cut into triangles from their first
 /// corner. Triangles with a coordinate that isn't finite, and such with two equal corners, are left out with one warning

@@ -265,6 +265,8 @@ private:
             if (sheets.across(side) != Sheets::NONE) vMiddle[sheets.across(side)] = vMiddle[side];
         }
         report.numNewVertices = mesh.getNumVtx_all() - numBefore;
+        std::vector<RTriangle*> vGone;
+        std::vector<Corners> vPieces;
         forEachAlive([&](RTriangle* pRT) {
             const bool bTurn = sheets.isTurned(pRT);
             report.numTurned += bTurn ? 1 : 0;
@@ -277,10 +279,15 @@ private:
                 if (bTurn) pRT->flipNNV();
                 return;
             }
-            pRT->kill(&mesh);
+            vGone.push_back(pRT);
             for (const auto& [a, b, c] : cutAtMiddles(corners, middles))
-                bTurn ? mesh.createT(b, a, c) : mesh.createT(a, b, c);
+                vPieces.push_back(bTurn ? Corners{b, a, c} : Corners{a, b, c});
         });
+        // The youngest first: they stand last on their edges, where a long list gives them up at once.
+        for (auto it = vGone.rbegin(); it != vGone.rend(); ++it)
+            (*it)->kill(&mesh);
+        for (const auto& [a, b, c] : vPieces)
+            mesh.createT(a, b, c);
     }
 
     /// By the root of each fan. The largest fan at a vertex keeps it, of equal ones the one of the oldest triangle.
@@ -329,8 +336,10 @@ std::size_t numRemovedBy(const RMesh& mesh, Remove&& remove) {
 ManifoldReport makeManifold(RMesh& mesh) {
     ManifoldReport report;
     Progress* pStep = openStep("MF_make", 3);
-    report.numDuplicates = numRemovedBy(mesh, [&] { mesh.removeDups(); });
+    const auto removeDuplicates = [&] { report.numDuplicates += numRemovedBy(mesh, [&] { mesh.removeDups(); }); };
+    removeDuplicates();
     report.numFlat = removeFlatTriangles(mesh);
+    if (report.numFlat > 0) removeDuplicates();  // collapses bring triangles together
     pStep->incProgressByOne();
     MembraneRemover membranes(mesh, MAX_MEMBRANE);
     report.numMembranes = membranes.run(false);

@@ -6,12 +6,25 @@
 #include <algorithm>
 
 #include "RMesh.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
 
 constexpr Forest::Member NO_PATCH = ~Forest::Member{0};
+constexpr std::size_t MAX_STAR = 64;  // on an edge of more triangles a removal makes no other patch be asked again
+
+/// The edges of the triangles that aren't inner ones of a sheet, in order of creation, each as often as the triangles come
+/// to it.
+std::vector<const REdge*> rimOf(const std::vector<RTriangle*>& vT) {
+    std::vector<const REdge*> vRim;
+    for (const RTriangle* pRT : vT)
+        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
+            if (pRE->vRT.size() != 2) vRim.push_back(pRE);
+    std::sort(vRim.begin(), vRim.end());
+    return vRim;
+}
 
 }  // namespace
 
@@ -60,18 +73,17 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 
 /// No edge is left with one triangle, and more edges come to an even number than to an odd one. So a body that touches
 /// others along edges isn't a wall: it comes to each of them with two triangles.
-bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) {
+bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
     int gain = 0;
-    for (const RTriangle* pRT : vMembers[patch].vT)
-        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01}) {
-            const int degree = pRE->getDegree();
-            if (degree == 1 && !bFlaps) return false;
-            if (degree <= 2) continue;
-            const auto numOwn = static_cast<int>(std::count_if(
-                pRE->vRT.begin(), pRE->vRT.end(), [&](const RTriangle* pEdgeT) { return patchOf(pEdgeT) == patch; }));
-            if (numOwn == degree - 1) return false;
-            if (numOwn % 2 == 1) gain += degree % 2 == 1 ? 1 : -1;
-        }
+    const std::vector<const REdge*> vRim = rimOf(vMembers[patch].vT);
+    for (auto it = vRim.begin(); it != vRim.end();) {
+        const auto itEnd = std::find_if(it, vRim.end(), [it](const REdge* pRE) { return pRE != *it; });
+        const auto numOwn = static_cast<std::size_t>(itEnd - it), degree = (*it)->vRT.size();
+        it = itEnd;
+        if (degree == 1 && !bFlaps) return false;
+        if (numOwn + 1 == degree) return false;
+        if (degree > 1 && numOwn % 2 == 1) gain += degree % 2 == 1 ? 1 : -1;
+    }
     return gain > 0;
 }
 
@@ -80,17 +92,16 @@ std::size_t MembraneRemover::remove(Patch patch) {
     std::vector<RTriangle*> vT;
     vT.swap(vMembers[patch].vT);
     vMembers[patch].size = 0;
-    std::vector<const REdge*> vRim;
-    for (RTriangle* pRT : vT) {
-        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
-            if (pRE->getDegree() > 2) vRim.push_back(pRE);
+    std::vector<const REdge*> vRim = rimOf(vT);
+    dropRepeats(vRim);
+    for (RTriangle* pRT : vT)
         pRT->kill(&mesh);
-    }
     for (const REdge* pRE : vRim)
-        if (pRE->getDegree() == 2) join(patchOf(pRE->vRT[0]), patchOf(pRE->vRT[1]));
+        if (pRE->vRT.size() == 2) join(patchOf(pRE->vRT[0]), patchOf(pRE->vRT[1]));
     for (const REdge* pRE : vRim)
-        for (const RTriangle* pRT : pRE->vRT)
-            enqueue(patchOf(pRT));
+        if (pRE->vRT.size() <= MAX_STAR)
+            for (const RTriangle* pRT : pRE->vRT)
+                enqueue(patchOf(pRT));
     return vT.size();
 }
 

@@ -42,7 +42,7 @@ private:
     Patch patchOf(const RTriangle* pRT);
     bool isSmall(Patch patch) const { return vMembers[patch].size > 0 && vMembers[patch].size <= maxSize; }
     void enqueue(Patch patch);
-    bool isRemovable(Patch patch, bool bFlaps);
+    bool isRemovable(Patch patch, bool bFlaps) const;
     std::size_t remove(Patch patch);
     void join(Patch a, Patch b);
 

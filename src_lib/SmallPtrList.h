@@ -47,8 +47,13 @@ public:
     void pop_back() { --numUsed; }
     void clear() { numUsed = 0; }
 
-    /// Takes the first entry that equals p out by moving the last entry into its place; false when there is none. O(size).
+    /// Takes the entry of p, of which there is one at most, out by moving the last entry into its place; false when there is
+    /// none. O(size), but constant time for the last one.
     bool removeByLast(const T* p) {
+        if (!empty() && back() == p) {
+            pop_back();
+            return true;
+        }
         for (T*& pEntry : *this) {
             if (pEntry != p) continue;
             pEntry = back();

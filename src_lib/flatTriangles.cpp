@@ -48,7 +48,6 @@ public:
             --numSteps;
             removeOne(pRT);
         }
-        if (numFlat > 0) mesh.removeDups();
         return numFlat;
     }
 

@@ -9,7 +9,8 @@ class RMesh;
 /// Takes the flat triangles out of a fine mesh: those with a height of no more than a millionth of their longest side. Short
 /// sides are collapsed, and where a corner lies on the side opposite it the triangles beyond are cut there, so that no
 /// hole opens. Nothing moves by more than that height. Few flat triangles that make each other flat again are dropped.
-/// Returns how many flat triangles there were. O(n), and O(k log k) for each flat triangle with k triangles at its corners.
+/// Triangles with equal corners may be left. Returns how many flat triangles there were. O(n), and O(k log k) for each flat
+/// triangle with k triangles at its corners.
 std::size_t removeFlatTriangles(RMesh& mesh);
 
 }  // namespace TARN_KEL

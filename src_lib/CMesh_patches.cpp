@@ -5,11 +5,13 @@
 // but look at its three edges: what is found at MEs, which are few, goes into plain lists, and these are sorted once at the
 // end. A map filled on the way would be asked again and again for the same corners.
 #include <iterator>
+#include <memory>
 #include <unordered_set>
 #include <utility>
 
 #include "CMesh.h"
 #include "CPatch.h"
+#include "handOver.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -62,11 +64,8 @@ void CMesh::startPatches() {
     }
 }
 
-// The place is made first, so that the patch has an owner from its first moment.
 CPatch* CMesh::startPatch() {
-    CPatch*& pPatch = vPatches.emplace_back(nullptr);
-    pPatch = new CPatch(this, pCalc);
-    return pPatch;
+    return handOver(std::make_unique<CPatch>(this, pCalc), vPatches);
 }
 
 void CMesh::createCCPatches() {

@@ -68,8 +68,7 @@ void selectByDegree(const std::vector<CTriangle*>& vT, int deg, Out& out) {
 std::vector<VCD> differentCorners(const CPatch& patch) {
     std::vector<VCD> vVCD;
     patch.getAllVCD(vVCD);
-    radixSort(vVCD);
-    dropRepeats(vVCD);
+    oneInstanceOfNumbers(vVCD);
     return vVCD;
 }
 

@@ -18,10 +18,12 @@
 #include "ChainMgr.h"
 
 #include <iterator>
+#include <memory>
 #include <set>
 #include <utility>
 
 #include "CMesh.h"
+#include "handOver.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -146,8 +148,7 @@ void ChainMgr::createChains() {
 }
 
 void ChainMgr::addChain() {
-    Chain*& pChain = vChains.emplace_back(nullptr);  // first the place, so that the chain has an owner from the start
-    pChain = new Chain(pCMesh, mmVCD2CE);
+    handOver(std::make_unique<Chain>(pCMesh, mmVCD2CE), vChains);
 }
 
 // Closes what can be closed and dissolves what stays open, unless this is the last round. Returns how many are closed. All

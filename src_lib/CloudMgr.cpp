@@ -1,8 +1,10 @@
 #include "CloudMgr.h"
 
 #include <iostream>
+#include <memory>
 
 #include "Cloud.h"
+#include "handOver.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -50,9 +52,7 @@ void CloudMgr::readFiles(const std::vector<std::string>& vNames, double absolute
 }
 
 Cloud* CloudMgr::addCloud(const std::string& name, int numGrowSteps) {
-    vClouds.reserve(vClouds.size() + 1);  // so that nothing can throw between making a cloud and owning it
-    vClouds.push_back(new Cloud(name, spacingAbs, spacingFactor, bMelt, numGrowSteps));
-    return vClouds.back();
+    return handOver(std::make_unique<Cloud>(name, spacingAbs, spacingFactor, bMelt, numGrowSteps), vClouds);
 }
 
 void CloudMgr::prepare(Cloud* pCloud, double featureAngle, bool bLapTreatment, Calc* pCalc) {

@@ -13,6 +13,11 @@ inline std::pair<Point3*, Point3*> sourceAndTarget(const REdge& edge, int iDir) 
     return iDir == 0 ? std::pair(edge.pVtx0, edge.pVtx1) : std::pair(edge.pVtx1, edge.pVtx0);
 }
 
+/// Starts to fetch what is there into the cache, without waiting for it. The pointer may be any.
+inline void prefetch(const void* p) {
+    __builtin_prefetch(p);
+}
+
 /// Brings what penalties need near before they are asked for. Candidates come up all over the mesh, the triangles at a
 /// vertex are a linked list through memory, and waiting for each in turn would cost more than the penalty. So the lists of
 /// the next few candidates are walked side by side, each by one link at a time while others are at work. The mesh may change
@@ -24,7 +29,7 @@ public:
     /// A collapse that is coming up. Ignored when there are too many.
     void add(const REdge* pRE, int iDir) {
         if (numWalks == MAX_WALKS) return;
-        __builtin_prefetch(pRE);
+        prefetch(pRE);
         aWalk[numWalks++] = {pRE, iDir, 0, 0};
     }
     /// To be called between one penalty and the next. Every second call does nothing: memory takes longer than the work of
@@ -51,10 +56,10 @@ private:
         if ((walk.link & Incidence::VERTEX) == 0) fetchAround(*mesh.poolRT.at(walk.link / 3), walk.link % 3);
         walk.link = Incidence::link(mesh.mmVtxT, walk.link).next;
         if ((walk.link & Incidence::VERTEX) != 0 || ++walk.numSteps == MAX_STEPS) return false;
-        __builtin_prefetch(&mesh.mmVtxT.cornerLink(walk.link));
+        prefetch(&mesh.mmVtxT.cornerLink(walk.link));
         const RTriangle* pRT = mesh.poolRT.at(walk.link / 3);
-        __builtin_prefetch(pRT->aCorners);
-        __builtin_prefetch(&pRT->pRE02);
+        prefetch(pRT->aCorners);
+        prefetch(&pRT->pRE02);
         return true;
     }
     bool findList(Walk& walk) const {
@@ -63,16 +68,16 @@ private:
         const auto [pSrc, pTrg] = sourceAndTarget(*pRE, walk.iDir);
         const auto vertex = static_cast<std::uint32_t>(mesh.getVtxIndex(pSrc));
         walk.link = vertex | Incidence::VERTEX;
-        __builtin_prefetch(&mesh.mmVtxT.vertexLink(vertex));
-        __builtin_prefetch(pSrc);
-        __builtin_prefetch(pTrg);
+        prefetch(&mesh.mmVtxT.vertexLink(vertex));
+        prefetch(pSrc);
+        prefetch(pTrg);
         return true;
     }
     /// What the triangle has that the next one round corner i hasn't.
     static void fetchAround(const RTriangle& rt, unsigned i) {
-        __builtin_prefetch(rt.aCorners[i == 2 ? 0 : i + 1]);
-        __builtin_prefetch(&(i == 0 ? rt.pRE12 : i == 1 ? rt.pRE02 : rt.pRE01)->vRT);
-        __builtin_prefetch(i == 0 ? rt.pRE01 : i == 1 ? rt.pRE12 : rt.pRE02);
+        prefetch(rt.aCorners[i == 2 ? 0 : i + 1]);
+        prefetch(&(i == 0 ? rt.pRE12 : i == 1 ? rt.pRE02 : rt.pRE01)->vRT);
+        prefetch(i == 0 ? rt.pRE01 : i == 1 ? rt.pRE12 : rt.pRE02);
     }
 
     const RMesh& mesh;

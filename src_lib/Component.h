@@ -90,24 +90,42 @@ public:
     /// replaced, sorted by pointer. O(n).
     void getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& vStrip, int numLayers);
 
-    // ---- The field of a master component
+    // ---- The field of a master component. Values are signed distances in the cloud's unit, the lower side negative.
 
-    /// The whole of it; the cells of the zero crossings with points are appended. Once.
+    /// The whole of it, once: the steps below in their order. Appends what getZeroRCD() finds; always true. numGrowSteps
+    /// must be above 0 (assertion). O(n log n) for n cells, and for c corners O(c) each step of growth.
     bool run(VRCDPoint& vOut);
+    /// Sets the box in which the field may grow: that of the cells, and margin cells more on each side, but not below 0.
     void defineBounds(int margin);
+    /// Makes the corners of all facets and gives them their first values: signed distances in the strips, which are the
+    /// facets near the seam, 0 where the strips meet and off them. Corners of rim cells in one strip only are free. Sets
+    /// vOpenCells. O(n log n).
     void assignFirstDistances();
+    /// Gives each corner of the strip's facets the distance to the nearest point of the facets' cells at it, times sign
+    /// (-1.0 for the lower strip, 1.0 for the upper one). The corners must be there (assertion). Sorts, so O(n log n).
     void assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign);
+    /// Grows the field and smooths it after each step: seven steps, and more as long as the two sides meet somewhere, but no
+    /// more than numGrowSteps.
     void inflateCtrl2();
+    /// Grows the field by one layer of corners. A new corner is a cell farther off than its nearest neighbour, but where its
+    /// neighbours have both signs it takes their mean. True when no new corner saw both signs: the sides met nowhere.
     bool inflateOneStep2();
+    /// Makes the missing neighbours, inside the box or one step off it, of all corners nearer than four cells and not 0, and
+    /// appends them by ascending code, without values. O(all corners) and O(m log m) for m new ones.
     void infl_createFront(std::vector<Corner*>& vOut);
+    /// Smooths the free corners in numIter rounds (CornerLowPass), by the corners' weights or without. Nothing for 0 rounds
+    /// or fewer.
     void lowPass2(int numIter, bool bUseWeights);
+    /// Appends the cells round all edges between free corners of opposite signs, but for the component's own, by ascending
+    /// code, each once, with the mean of the zeros on its edges, moved into the cell. Corners of value 0 count as upper and
+    /// lose that value. O(c log c) for c corners.
     void getZeroRCD(VRCDPoint& vOut);
 
     int numGrowSteps;                          ///< 0 for a sheet
     int minX, minY, minZ;                      ///< the box in which the field grows, in cells; the largest int until
     int maxX, maxY, maxZ;                      ///< defineBounds(), these 0
     int label;                                 ///< counts sheets and master components, each for itself
-    std::string name;                          ///< the start of names of debug files
+    std::string name;                          ///< for names of debug files; only written
     const VRCDPoint* pRCDPoint;                ///< all cells of the run with their points, not owned
     Calc* pCalc;                               ///< the grid, not owned
     std::unique_ptr<CornerStore> cornerStore;  ///< the field; null for a sheet

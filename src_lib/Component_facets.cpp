@@ -13,6 +13,7 @@
 // what is around them, and where the two colours meet a thin seam loses it again. Last, the side with more facets that look
 // up becomes the upper one.
 #include <algorithm>
+#include <functional>
 #include <iostream>
 
 #include "Component.h"

@@ -26,6 +26,7 @@
 #include "CornerStore.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -61,17 +62,12 @@ void forEachCorner(const Facet& facet, const Visit& visit) {
     }
 }
 
-void sortUnique(VRCC& v) {
-    radixSort(v);
-    dropRepeats(v);
-}
-
 VRCC cornersOf(const std::vector<Facet*>& vFacets) {
     VRCC vRCC;
     vRCC.reserve(4 * vFacets.size());
     for (const Facet* pFacet : vFacets)
         forEachCorner(*pFacet, [&vRCC](RCC rcc) { vRCC.push_back(rcc); });
-    sortUnique(vRCC);
+    oneInstanceOfNumbers(vRCC);
     return vRCC;
 }
 
@@ -271,10 +267,9 @@ void Component::assignFirstDistances() {
 void Component::assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign) {
     std::vector<std::pair<RCC, float>> vDistances;
     vDistances.reserve(4 * vStrip.size());
-    const auto isBefore = [](const std::pair<RCD, Point3>& cell, RCD rcd) { return cell.first < rcd; };
     const VRCDPoint& vRemainingRCDPoint = *pRCDPoint;
     for (const Facet* pFacet : vStrip) {
-        const auto q_it = std::lower_bound(vRemainingRCDPoint.begin(), vRemainingRCDPoint.end(), pFacet->rcd, isBefore);
+        const auto q_it = findFirstFrom(vRemainingRCDPoint.begin(), vRemainingRCDPoint.end(), pFacet->rcd);
         ASSEX(q_it!=vRemainingRCDPoint.end());
         ASSEX(q_it->first==pFacet->rcd);
         forEachCorner(*pFacet, [&](RCC rcc) {
@@ -331,7 +326,7 @@ void Component::infl_createFront(std::vector<Corner*>& vOut) {
     };
     for (const RCC rcc : vEmitters)
         if (isInBounds(rcc)) cornerStore->getMissingNeigs(*cornerStore->find(rcc), vNew);
-    sortUnique(vNew);
+    oneInstanceOfNumbers(vNew);
     for (const RCC rcc : vNew)
         vOut.push_back(cornerStore->createCorner(rcc));
 }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <functional>
 
 #include "Segment3.h"
 #include "Visualizer3.h"
@@ -16,9 +17,8 @@ namespace {
 
 using Entry = FeatureEdgeMap::Entry;
 
-const double MAX_TURN = 60.0;  // degrees between an edge and the next one of its chain
-const double ABOVE_ANY_TURN = 361.0;
-const double ABOVE_ANY_FOLD = 360.0;  // angles above it mark borders
+constexpr double MAX_TURN = 60.0;  // degrees between an edge and the next one of its chain
+constexpr double ABOVE_ANY_TURN = 361.0;
 
 /// A border never continues a fold, nor the reverse.
 bool isOtherKind(double angle, double otherAngle) {

@@ -14,12 +14,15 @@ namespace TARN_KEL {
 class FeatureChain;
 class Visualizer3;
 
+constexpr double BORDER_ANGLE = 9999.0;   ///< in place of the angle of a fold: the edge is a border
+constexpr double ABOVE_ANY_FOLD = 360.0;  ///< degrees; angles above it mark borders
+
 /// An edge of a triangle soup that shall stay sharp.
 struct FeatureEdge {
     Point3* pSrc;          ///< where its chain enters it
     Point3* pTrg;          ///< where its chain leaves it
     FeatureChain* pChain;  ///< the chain that took it up by growing; null until then, and for the seed of a chain
-    double angle;          ///< degrees of the fold; 9999.0 for a border
+    double angle;          ///< degrees of the fold; BORDER_ANGLE for a border
 };
 
 /// The feature edges at each vertex, in the order in which they were handed in.
@@ -80,8 +83,8 @@ class FeatureMgr {
 public:
     using AngleEdge = std::pair<double, std::pair<Point3*, Point3*>>;
 
-    /// (angle, ends), sorted ascending for chains from the sharpest edge on. Read in here only. O(n log n), but a vertex of
-    /// d feature edges costs d for each chain that comes by.
+    /// (angle, ends), sorted ascending for chains from the sharpest edge on. Read in here only. O(n log n), but where many
+    /// edges at a vertex go the same way each chain that goes that way looks at all of them.
     explicit FeatureMgr(std::vector<AngleEdge>& vAngleEdges);
     FeatureMgr(const FeatureMgr&) = delete;
     FeatureMgr& operator=(const FeatureMgr&) = delete;

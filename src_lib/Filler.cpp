@@ -23,6 +23,7 @@
 #include "PartnerSearch.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -129,9 +130,7 @@ void Filler::run(VRCDPoint& vOut) {
     orient(vPairs);                                  // like colours on the same side
     createMasterComponents();
     const auto isThere = [this](const std::pair<RCD, Point3>& cell) {
-        const auto it = std::lower_bound(vGlobalRCDPoint.begin(), vGlobalRCDPoint.end(), cell.first,
-                                         [](const auto& other, RCD rcd) { return other.first < rcd; });
-        return it != vGlobalRCDPoint.end() && it->first == cell.first;
+        return findCell(vGlobalRCDPoint.begin(), vGlobalRCDPoint.end(), cell.first) != vGlobalRCDPoint.end();
     };
     for (Component* pMaster : vMasterComponents) {
         VRCDPoint vProposed;

@@ -50,7 +50,8 @@ public:
     Filler& operator=(const Filler&) = delete;
 
     /// The whole labelling: appends the proposed cells, each with a point in it, then sorts the whole of vOut by code; no
-    /// cell twice, and none that is there already.
+    /// cell twice, and none that is there already. O(n log n) for n cells, and for the corners of all fields as much as
+    /// Component::run().
     void run(VRCDPoint& vOut);
 
     // ---- Its steps
@@ -62,9 +63,11 @@ public:
     /// that chose each other come twice. Of equally near cells the last one in the order of the index is the partner. Sheets
     /// of at most 4 cells are partners from no farther than 5 times the grid's cell edge. O(n log n) for n rim cells.
     void determineAffiliation(int maxDist, std::vector<AffiPair>& vPairs);
-    /// Lets the pairs vote, and flips sheets until like colours lie on the same side, as far as the votes agree.
+    /// Lets the pairs vote, and flips sheets until like colours lie on the same side, as far as the votes agree. O(log n)
+    /// for each pair. Two sheets share one vote, the sum of their pairs; a sheet that is flipped has the votes of all sheets
+    /// beside it summed once more.
     void orient(std::vector<AffiPair>& vPairs);
-    /// Makes a master component of each group of sheets that votes connect.
+    /// Makes a master component of each group of sheets that votes connect, in the order of their first sheets. O(n log n).
     void createMasterComponents();
 
     int numGrowSteps;

@@ -10,12 +10,14 @@
 namespace TARN_KEL {
 
 /// Disjoint sets of the numbers 0 to numMembers - 1, each a set of its own at first. The root of a set is its lowest member.
-/// All operations take O(log n) at worst when averaged, next to nothing in practice.
+/// join() and findRoot() take O(log n) at worst when averaged, next to nothing in practice.
 class Forest {
 public:
     using Member = std::uint32_t;
 
-    explicit Forest(std::size_t numMembers) : vParent(numMembers) { std::iota(vParent.begin(), vParent.end(), Member{0}); }
+    explicit Forest(std::size_t numMembers) : vParent(numMembers), count(numMembers) {
+        std::iota(vParent.begin(), vParent.end(), Member{0});
+    }
     Member findRoot(Member member) {
         while (vParent[member] != member)
             member = vParent[member] = vParent[vParent[member]];
@@ -23,48 +25,44 @@ public:
     }
     void join(Member a, Member b) {
         const auto [low, high] = std::minmax({findRoot(a), findRoot(b)});
+        if (low == high) return;
         vParent[high] = low;
+        --count;
     }
+    std::size_t numSets() const { return count; }
 
 private:
     std::vector<Member> vParent;
+    std::size_t count;
 };
 
-/// Disjoint sets as above, whose members stand in one of two ways to each other, as the two sides of a sheet do.
+/// Disjoint sets as above, whose members stand in one of two ways to each other, as the two sides of a sheet do. At most
+/// 2^31 members.
+///
+/// Each member is in a forest twice, as itself and as its own opposite. Members that stand against each other are joined
+/// with each other's opposites, so that each set is there twice, the second time as a mirror image.
 class ParityForest {
 public:
     using Member = Forest::Member;
 
-    explicit ParityForest(std::size_t numMembers) : vParent(numMembers), vParity(numMembers, 0) {
-        std::iota(vParent.begin(), vParent.end(), Member{0});
-    }
+    explicit ParityForest(std::size_t numMembers) : images(2 * numMembers) {}
     /// The root, and whether the member stands against it.
     std::pair<Member, bool> find(Member member) {
-        char parity = 0;
-        while (vParent[member] != member) {
-            vParity[member] ^= vParity[vParent[member]];
-            vParent[member] = vParent[vParent[member]];
-            parity ^= vParity[member];
-            member = vParent[member];
-        }
-        return {member, parity != 0};
+        const Member root = images.findRoot(2 * member);
+        return {root / 2, root % 2 != 0};
     }
     /// Joins the sets of two members that stand against each other, or not. False when they are in one set already and stand
     /// the other way.
     bool join(Member a, Member b, bool bAgainst) {
-        const auto [rootA, parityA] = find(a);
-        const auto [rootB, parityB] = find(b);
-        const bool bRootsAgainst = (parityA != parityB) != bAgainst;
-        if (rootA == rootB) return !bRootsAgainst;
-        const auto [low, high] = std::minmax(rootA, rootB);
-        vParent[high] = low;
-        vParity[high] = bRootsAgainst ? 1 : 0;
+        const Member like = 2 * b + (bAgainst ? 1 : 0), unlike = like ^ 1;
+        if (images.findRoot(2 * a) == images.findRoot(unlike)) return false;
+        images.join(2 * a, like);
+        images.join(2 * a + 1, unlike);
         return true;
     }
 
 private:
-    std::vector<Member> vParent;
-    std::vector<char> vParity;  // against the parent; 0 for a root
+    Forest images;  // 2 i: member i; 2 i + 1: its opposite
 };
 
 }  // namespace TARN_KEL

@@ -19,12 +19,14 @@
 #include <array>
 #include <iostream>
 #include <memory>
+#include <set>
 #include <utility>
 
 #include "CMesh.h"
 #include "Top.h"
 #include "fillChain.h"
 #include "freeFunctions.h"
+#include "handOver.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -137,10 +139,8 @@ void HoleFiller::createLoopsStrategy(const std::vector<CEdge*>& vCE) {
         requireBorder(pCE);
 
     mmVCD2CE = outgoingFirst(mmVCD2CE);
-    while (!mmVCD2CE.empty()) {
-        vLoops.push_back(nullptr);  // first the place, so that the loop has an owner from the start
-        vLoops.back() = new Loop(mmVCD2CE, pCalc, pCMesh, LR_RING);
-    }
+    while (!mmVCD2CE.empty())
+        handOver(std::make_unique<Loop>(mmVCD2CE, pCalc, pCMesh, LR_RING), vLoops);
 }
 
 void HoleFiller::solveMultiVCD(VCD vcd, EdgesByEnd& mmVCD2CE) {

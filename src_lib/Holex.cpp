@@ -2,20 +2,13 @@
 
 #include "CMesh.h"
 #include "Visualizer3.h"
-#include "fillChain.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
-Holex::Holex(CMesh* pMesh, Calc* pGrid) : pCMesh(pMesh), pCalc(pGrid) {
+Holex::Holex(CMesh* pMesh, Calc* pGrid) : ChainFiller(pMesh, pGrid) {
     const bool bProper = pCMesh->checkCCD("CTOR of Holex");
     ASSEX(bProper);
-}
-
-Holex::~Holex() {
-    delete pChainMgr;
-    for (const Loop* pLoop : vLoops)
-        delete pLoop;
 }
 
 void Holex::run(std::vector<Point3>&) {
@@ -36,14 +29,6 @@ void Holex::determineHoles() {
     deliberateExit(KEL_PLACE);
 }
 
-void Holex::chainBorder() {
-    delete pChainMgr;
-    pChainMgr = nullptr;
-    EdgesByEnd mmVCD2CE;
-    mapDeg1(pCMesh, mmVCD2CE);
-    pChainMgr = new ChainMgr(pCMesh, mmVCD2CE, true);
-}
-
 bool Holex::examine(std::size_t i) const {
     const Chain* pChain = pChainMgr->getChain(i);
     const bool bClosed = pChain->isClosed();
@@ -52,26 +37,6 @@ bool Holex::examine(std::size_t i) const {
         pChain->show(name + toString(i) + ".list", VT_REAL, bClosed ? CGREEN : CRED);
     });
     return bClosed && pChain->isGoodHole();
-}
-
-bool Holex::fill(Chain* pChain) {
-    return fillChain(*pChain, pCalc, vLoops, vFilledT);
-}
-
-void Holex::mapDeg1(CMesh* pCMesh, EdgesByEnd& mmVCD2CE) {
-    enterBorder(pCMesh, mmVCD2CE);
-}
-
-CMesh* Holex::createBorderMesh(Chain* pChain, std::vector<CEdge*>& vBorderCE) const {
-    return copyBorder(*pChain, pCalc, vBorderCE).release();
-}
-
-Loop* Holex::createLoop(CMesh* pBorderMesh, const std::vector<CEdge*>& vCE) const {
-    return makeLoop(pBorderMesh, pCalc, vCE).release();
-}
-
-void Holex::showLoops(const std::string& filename) const {
-    TARN_KEL::showLoops(vLoops, pCalc, filename);
 }
 
 }  // namespace TARN_KEL

@@ -14,9 +14,11 @@
 #include <algorithm>
 #include <atomic>
 #include <iterator>
+#include <memory>
 
 #include "CEdge.h"
 #include "CMesh.h"
+#include "handOver.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -137,8 +139,7 @@ void Loop::initPrioq() {
         const bool bBothBorder = pCE->getDegree() == 1 && pPrevCE->getDegree() == 1;
         const VCD vcd = pCE->getSource();
         Point3* pVtx = pCMesh->getVtx(vcd);
-        AngleEntry*& pAE = vAllAE.emplace_back(nullptr);  // first the place, so that the entry has an owner from the start
-        pAE = new AngleEntry(pCMesh, vcd, pVtx, nullptr, nullptr, bBothBorder);
+        AngleEntry* pAE = handOver(std::make_unique<AngleEntry>(pCMesh, vcd, pVtx, nullptr, nullptr, bBothBorder), vAllAE);
         vTmpAE.push_back(pAE);
         mVtxAE[pVtx] = pAE;
     }

@@ -93,8 +93,9 @@ public:
     CMesh* pCMesh;  ///< not owned
     /// Corners by key in degrees; of equal ones the first that came. An entry may be stale, and a corner may have several.
     std::multimap<double, AngleEntry*> mmPrioq;
-    std::map<Point3*, AngleEntry*> mVtxAE;  ///< of a vertex that the border passes twice the last corner
-    std::vector<CTriangle*> vFillT;         ///< in order of creation, not owned
+    /// For debugging, only written: the corner at a vertex, the last one where the border passes it twice.
+    std::map<Point3*, AngleEntry*> mVtxAE;
+    std::vector<CTriangle*> vFillT;  ///< in order of creation, not owned
     int label;
     std::set<CEdge*> sThickCE;        ///< border edges that hadn't exactly one triangle
     std::set<CTriangle*> sOrientedT;  ///< triangles that agree with the border

@@ -3,20 +3,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <utility>
 #include <vector>
 
 #include "Calc.h"
+#include "sortedCodes.h"
 
 namespace TARN_KEL {
-
-inline RCD rcdOf(RCD rcd) {
-    return rcd;
-}
-template <typename T>
-RCD rcdOf(const std::pair<RCD, T>& cell) {
-    return cell.first;
-}
 
 /// Finds the cells around cell after cell in a sorted list of codes, or of pairs of a code and something.
 ///
@@ -55,17 +47,13 @@ private:
         return (row / WIDTH - RADIUS) * static_cast<long long>(RCD_STEP_X) +
                (row % WIDTH - RADIUS) * static_cast<long long>(RCD_STEP_Y);
     }
-    long long codeAt(std::size_t i) const { return static_cast<long long>(rcdOf(vCell[i])); }
+    long long codeAt(std::size_t i) const { return static_cast<long long>(codeOf(vCell[i])); }
 
     // To the first cell that isn't below the code.
     void advance(std::size_t& place, long long code) const {
-        std::size_t step = 1;
-        while (place + step < vCell.size() && codeAt(place + step) < code)
-            place += std::exchange(step, 2 * step);
         const auto itFrom = vCell.begin() + static_cast<std::ptrdiff_t>(place);
-        const auto itTo = vCell.begin() + static_cast<std::ptrdiff_t>(std::min(place + step, vCell.size()));
-        const auto isBefore = [](const Element& cell, long long c) { return static_cast<long long>(rcdOf(cell)) < c; };
-        place = static_cast<std::size_t>(std::lower_bound(itFrom, itTo, code, isBefore) - vCell.begin());
+        const auto it = findFirstNear(itFrom, vCell.end(), static_cast<RCD>(std::max(code, 0LL)));
+        place = static_cast<std::size_t>(it - vCell.begin());
     }
 
     const std::vector<Element>& vCell;

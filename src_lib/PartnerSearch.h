@@ -30,14 +30,14 @@ private:
     struct Cell {
         std::int32_t x, y, z;
     };
-    /// The sheets of a node: none, one, or several.
-    class Sheets {
+    /// The sheets that have a rim cell in a node: none, one, or several.
+    class Owners {
     public:
         void add(const Component* pSheet) {
             bSeveral = bSeveral || (pOne != nullptr && pSheet != nullptr && pOne != pSheet);
             if (pOne == nullptr) pOne = pSheet;
         }
-        void add(const Sheets& other) {
+        void add(const Owners& other) {
             add(other.pOne);
             bSeveral = bSeveral || other.bSeveral;
         }
@@ -49,7 +49,7 @@ private:
     };
     struct Node {
         Cell low, high;
-        Sheets large, small;
+        Owners large, small;
     };
     struct Best {
         std::int64_t sqDist;

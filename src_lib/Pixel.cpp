@@ -12,8 +12,8 @@
 #include <cstdint>
 #include <functional>
 #include <iostream>
+#include <utility>
 
-#include "FeatureMgr.h"
 #include "HashIndex.h"
 #include "Progress.h"
 #include "freeFunctions.h"
@@ -24,9 +24,6 @@
 namespace TARN_KEL {
 
 namespace {
-
-constexpr double BORDER_ANGLE = 9999.0;  // of an edge with one triangle
-constexpr double NO_FOLDS = 360.0;       // from this feature angle on only borders are features
 
 /// Whether corners in this order have a unit normal, by which all later steps take them for a plane. A triangle so thin that
 /// the squares of its sine underflow has a normal of another length.
@@ -160,45 +157,47 @@ std::size_t Pixel::endOfGroup(std::size_t begin) const {
 
 void Pixel::bfsSort() {
     const std::size_t triSiz = vTri.size();
-    const auto numberOf = [this](const Tri* pTri) { return static_cast<std::size_t>(pTri - vTriStore.data()); };
+    vTri = breadthFirst(findGroups());
+    ASSEX(vTri.size()==triSiz);
+}
 
-    // Where the group of each edge begins: of each triangle the edges opposite corners 0, 1, 2.
+/// By number of the triangle.
+std::vector<Pixel::GroupsOfTri> Pixel::findGroups() const {
     const std::size_t none = vEdge2Tri.size();
-    std::vector<std::array<std::size_t, 3>> vGroupBegin(triSiz, {none, none, none});
+    std::vector<GroupsOfTri> vGroups(vTri.size(), {none, none, none});
     for (std::size_t i = 0; i < vEdge2Tri.size();) {
         const std::size_t begin = i, end = endOfGroup(begin);
         for (; i < end; ++i) {
             const auto& [ends, pTri] = vEdge2Tri[i];
             const std::size_t opposite = ends.first == pTri->pVtx1 ? 0 : ends.second == pTri->pVtx2 ? 1 : 2;
-            vGroupBegin[numberOf(pTri)][opposite] = begin;
+            vGroups[numberOf(pTri)][opposite] = begin;
         }
     }
+    return vGroups;
+}
 
-    // The output is the queue as well. After the first visit to a group all its triangles are in there.
+/// Each piece from the last of its triangles on. The output is the queue as well. After the first visit to a group all its
+/// triangles are in there.
+std::vector<Tri*> Pixel::breadthFirst(const std::vector<GroupsOfTri>& vGroups) const {
     std::vector<Tri*> vOrdered;
-    vOrdered.reserve(triSiz);
-    std::vector<char> vSeen(triSiz), vGroupSeen(vEdge2Tri.size());
+    vOrdered.reserve(vTri.size());
+    std::vector<char> vSeen(vTri.size()), vGroupSeen(vEdge2Tri.size());
     const auto enqueue = [&](Tri* pTri) {
-        char& bSeen = vSeen[numberOf(pTri)];
-        if (bSeen == 0) vOrdered.push_back(pTri);
-        bSeen = 1;
+        if (std::exchange(vSeen[numberOf(pTri)], 1) == 0) vOrdered.push_back(pTri);
     };
-    const auto enqueueGroup = [&](std::size_t begin) {
-        auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
-        ASSEX(it!=vEdge2Tri.end());
-        if (std::exchange(vGroupSeen[begin], 1) != 0) return;
-        for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
-            enqueue(it->second);
-    };
-    for (; !vTri.empty(); vTri.pop_back()) {
+    for (auto itStart = vTri.rbegin(); itStart != vTri.rend(); ++itStart) {
         std::size_t head = vOrdered.size();
-        enqueue(vTri.back());
+        enqueue(*itStart);
         for (; head < vOrdered.size(); ++head)
-            for (const std::size_t begin : vGroupBegin[numberOf(vOrdered[head])])
-                enqueueGroup(begin);
+            for (const std::size_t begin : vGroups[numberOf(vOrdered[head])]) {
+                auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
+                ASSEX(it!=vEdge2Tri.end());
+                if (std::exchange(vGroupSeen[begin], 1) != 0) continue;
+                for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
+                    enqueue(it->second);
+            }
     }
-    vTri.swap(vOrdered);
-    ASSEX(vTri.size()==triSiz);
+    return vOrdered;
 }
 
 // ---- The whole soup -----------------------------------------------------------------------------------------------------
@@ -290,7 +289,7 @@ void Pixel::pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<s
     sortMT(vFeatureEdges.begin(), vFeatureEdges.end());
     reorderFeatureEdges(vFeatureEdges);
     // The back of the list comes first. Borders alone make one kind of chains; each is walked from its first edge.
-    if (featureAngle >= NO_FOLDS) std::reverse(vFeatureEdges.begin(), vFeatureEdges.end());
+    if (featureAngle >= ABOVE_ANY_FOLD) std::reverse(vFeatureEdges.begin(), vFeatureEdges.end());
     pProgress->incProgressByOne();
     pProgress->setDone(true);
 

@@ -1,10 +1,12 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <utility>
 #include <vector>
 
 #include "Calc.h"
+#include "FeatureMgr.h"
 #include "Plane.h"
 #include "kel.h"
 
@@ -41,7 +43,7 @@ private:
 class Pixel {
 public:
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
-    using AngleEdge = std::pair<double, std::pair<Point3*, Point3*>>;
+    using AngleEdge = FeatureMgr::AngleEdge;
 
     /// vTriangleCorners: three a triangle, not empty, equal ones as one pointer; the points stay the caller's and must
     /// outlive this object, as must the grid. Triangles with a corner that isn't finite and those that span no plane are
@@ -60,7 +62,7 @@ public:
     // ---- Its steps
     /// Makes the triangles and sorts the table of their edges; those without a plane are dropped, with one warning.
     void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
-    /// Puts the triangles in breadth-first order over shared edges, piece by piece.
+    /// Puts the triangles in breadth-first order over shared edges, piece by piece. O(n).
     void bfsSort();
     /// Appends the pixels of all edges, one a cell.
     void pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<std::pair<CCD, CCD>>& vFeatures,
@@ -94,8 +96,14 @@ private:
         Plane plane;
     };
 
+    using GroupsOfTri = std::array<std::size_t, 3>;  // of the edges opposite corners 0, 1, 2: where the group begins
+
     void sortEdgeTable();
+    /// The entries of an edge stand together in vEdge2Tri, a group.
     std::size_t endOfGroup(std::size_t begin) const;
+    std::size_t numberOf(const Tri* pTri) const { return static_cast<std::size_t>(pTri - vTriStore.data()); }
+    std::vector<GroupsOfTri> findGroups() const;
+    std::vector<Tri*> breadthFirst(const std::vector<GroupsOfTri>& vGroups) const;
     void sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges, std::vector<FlatEdge>& vFlatEdges) const;
     void claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const;
     void claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,

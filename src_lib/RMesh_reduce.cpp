@@ -115,13 +115,13 @@ public:
         pCentre = pSrc;
         bApexes = false;
         for (const RTriangle* pRT : vIncT) {
-            __builtin_prefetch(pRT->aCorners);
-            __builtin_prefetch(&pRT->pRE02);
+            prefetch(pRT->aCorners);
+            prefetch(&pRT->pRE02);
         }
         for (const RTriangle* pRT : vIncT) {
             const RingSide& ringSide = vSide.emplace_back(*pRT, pSrc);
-            __builtin_prefetch(&ringSide.pRE->vRT);
-            __builtin_prefetch(ringSide.a);
+            prefetch(&ringSide.pRE->vRT);
+            prefetch(ringSide.a);
         }
     }
     const std::vector<RingSide>& sides() const { return vSide; }
@@ -333,14 +333,14 @@ private:
 
     void enterAllEdges() {
         Progress* pStep = openStep("RM_redprioq", 2);
-        enterCandidates(mesh.vRE);
+        mesh.getPrioqEntries(maxDevRad, maxSqLen, mesh.vRE, vEntries);
         pStep->incProgressByOne();
+        enqueueEntries();
         pStep->incProgressByOne();
         pStep->setDone(true);
     }
 
-    void enterCandidates(const std::vector<REdge*>& vRE) {
-        mesh.getPrioqEntries(maxDevRad, maxSqLen, vRE, vEntries);
+    void enqueueEntries() {
         queue.pushAll(vEntries, [this](const RECandidate& candidate) {
             const auto number = static_cast<std::uint32_t>(mesh.poolRE.indexOf(candidate.pRE));
             return Waiting{candidate.penalty, 2 * number + static_cast<std::uint32_t>(candidate.iDir), numCollapses};
@@ -411,10 +411,10 @@ private:
     /// The edges of trg to the ring of src are looked up by their ends: what that reads is fetched first.
     void fetchForCollapse(const Point3* pTrg) const {
         for (const RingSide& ringSide : meter.sidesLookedAt())
-            __builtin_prefetch(mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg))));
+            prefetch(mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg))));
         for (const RingSide& ringSide : meter.sidesLookedAt()) {
             const std::uint32_t first = mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg)))->first;
-            if (first != EdgeIndex::NONE) __builtin_prefetch(mesh.poolLinkRE.at(first));
+            if (first != EdgeIndex::NONE) prefetch(mesh.poolLinkRE.at(first));
         }
     }
 
@@ -467,7 +467,8 @@ private:
     void refill() {
         const bool bFew = vTouched.size() >= MIN_FULL && vTouched.size() <= MAX_FULL;
         const bool bFull = bFew && ++numRefills <= MAX_FULL_REFILLS;
-        enterCandidates(bFull ? edgesLeft() : edgesAtTouched());
+        mesh.getPrioqEntries(maxDevRad, maxSqLen, bFull ? edgesLeft() : edgesAtTouched(), vEntries);
+        enqueueEntries();
         vTouched.clear();
         openCollapses();
     }
@@ -481,8 +482,7 @@ private:
 
     /// In order of creation.
     std::vector<REdge*> edgesAtTouched() {
-        radixSort(vTouched);
-        dropRepeats(vTouched);
+        oneInstanceOfNumbers(vTouched);
         std::vector<std::size_t> vNumber;
         for (const std::uint32_t number : vTouched) {
             const Point3* p = mesh.poolVtx.at(number);
@@ -492,8 +492,7 @@ private:
                 for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
                     if (pRE->vRT[0] == pRT && pRE->has(p)) vNumber.push_back(mesh.poolRE.indexOf(pRE));
         }
-        radixSort(vNumber);
-        dropRepeats(vNumber);
+        oneInstanceOfNumbers(vNumber);
         std::vector<REdge*> vEdges;
         for (const std::size_t number : vNumber)
             vEdges.push_back(mesh.poolRE.at(number));

@@ -129,12 +129,11 @@ int RTop::fillHoles(int maxEdges) {
     RimCopy rim(*pRMesh);
     const ChainMgr chains(&rim.mesh(), rim.border(), false);
     Progress* pStep = openStep("RT_fill", chains.getSize());
+    const auto maxSize = static_cast<std::size_t>(std::max(maxEdges, 0));
     int numClosed = 0;
     for (std::size_t i = 0; i < chains.getSize(); ++i) {
         Chain& chain = *chains.getChain(i);
-        if (isPlainRing(chain, static_cast<std::size_t>(std::max(maxEdges, 0)), chains.vHighVCD) &&
-            closeHole(*pRMesh, rim, chain))
-            ++numClosed;
+        if (isPlainRing(chain, maxSize, chains.vHighVCD) && closeHole(*pRMesh, rim, chain)) ++numClosed;
         pStep->incProgressByOne();
     }
     pStep->setDone(true);

@@ -29,6 +29,7 @@
 #include "freeFunctions.h"
 #include "pruneRounds.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -59,12 +60,7 @@ using VRCDPoint = RemoveDecider_RCD::VRCDPoint;
 
 /// The point of a cell that must be in the sorted list from itFrom on. Near cells are found faster than far ones.
 VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const_iterator itFrom, RCD rcd) {
-    const auto isBefore = [](const std::pair<RCD, Point3>& cell, RCD code) { return cell.first < code; };
-    std::ptrdiff_t reach = 1;
-    while (reach < vRCDPoint.end() - itFrom && itFrom[reach].first < rcd)
-        reach *= 2;
-    const auto itTo = itFrom + std::min(reach + 1, vRCDPoint.end() - itFrom);
-    auto q_it = std::lower_bound(itFrom, itTo, rcd, isBefore);
+    auto q_it = findFirstNear(itFrom, vRCDPoint.end(), rcd);
     if (q_it != vRCDPoint.end() && q_it->first != rcd) q_it = vRCDPoint.end();
     ASSEX(q_it!=vRCDPoint.end());
     return q_it;

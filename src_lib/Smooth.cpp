@@ -23,6 +23,7 @@
 #include "Progress.h"
 #include "radixSort.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -89,9 +90,7 @@ private:
     static constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
 
     std::size_t lowerBound(RCD rcd) const {
-        const auto it = std::lower_bound(vSorted.begin(), vSorted.end(), rcd,
-                                         [](const CellNode& entry, RCD value) { return entry.first < value; });
-        return static_cast<std::size_t>(it - vSorted.begin());
+        return static_cast<std::size_t>(findFirstFrom(vSorted.begin(), vSorted.end(), rcd) - vSorted.begin());
     }
 
     const std::vector<CellNode>& vSorted;

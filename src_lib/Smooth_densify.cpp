@@ -21,6 +21,7 @@
 #include "octree/Octree.h"
 #include "radixSort.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -236,8 +237,7 @@ Point3 getMeanAround(CCD ccd, const std::vector<CodePoint>& vCodePoint, const Ca
     double x = 0.0, y = 0.0, z = 0.0, num = 0.0;
     for (int pos = 0; pos < 27; ++pos) {
         if (pos == 13) continue;
-        auto it = std::lower_bound(vCodePoint.begin(), vCodePoint.end(), block[pos],
-                                   [](const CodePoint& entry, CCD code) { return entry.first < code; });
+        auto it = findFirstFrom(vCodePoint.begin(), vCodePoint.end(), block[pos]);
         for (; it != vCodePoint.end() && it->first == block[pos]; ++it, num += 1.0) {
             x += it->second->x();
             y += it->second->y();

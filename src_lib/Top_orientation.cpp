@@ -24,6 +24,7 @@
 #include <atomic>
 #include <cmath>
 #include <iostream>
+#include <memory>
 
 #include "CEdge.h"
 #include "CMesh.h"
@@ -32,6 +33,7 @@
 #include "Inspector.h"
 #include "Top.h"
 #include "freeFunctions.h"
+#include "handOver.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -76,9 +78,7 @@ void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>&
     resetVisited(vT);
     for (CTriangle* pStartT : vT) {
         if (!pStartT->isAlive() || pStartT->bVisited) continue;
-        vPatches.push_back(nullptr);  // first the place, so that the patch has an owner from the start
-        vPatches.back() = new CPatch(pCMesh, pCalc);
-        growOriented(pStartT, *vPatches.back());
+        growOriented(pStartT, *handOver(std::make_unique<CPatch>(pCMesh, pCalc), vPatches));
     }
 }
 

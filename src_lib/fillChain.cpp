@@ -2,9 +2,11 @@
 
 #include <algorithm>
 #include <map>
+#include <utility>
 
 #include "Bundle.h"
 #include "CMesh.h"
+#include "handOver.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -84,8 +86,7 @@ bool fillChain(const Chain& chain, Calc* pCalc, std::vector<Loop*>& vLoops, std:
     pLoop->carryOver(chain.pCMesh);  // the border mesh goes, the loop stays
     const std::size_t numBefore = vFilledT.size();
     if (bFilled) pLoop->getFillT(vFilledT);
-    vLoops.push_back(nullptr);
-    vLoops.back() = pLoop.release();
+    handOver(std::move(pLoop), vLoops);
     return vFilledT.size() != numBefore;
 }
 

@@ -21,6 +21,11 @@ namespace {
 
 constexpr double FLAT = 1e-6;  // of the longest side
 
+// Steps for each triangle that was flat at first. A step removes a flat triangle, so this is far more than is needed, unless
+// neighbours make each other flat again: that could go on for ever, and is what the limit ends. No result hangs on its size
+// elsewhere.
+constexpr std::size_t MAX_STEPS = 20;
+
 /// Scaled by the longest side first, so that the size of the mesh doesn't count.
 bool isFlat(const RTriangle& rt) {
     const Point3 &a = *rt.aCorners[0], &b = *rt.aCorners[1], &c = *rt.aCorners[2];
@@ -36,7 +41,7 @@ public:
         for (RTriangle* pRT : mesh.vRT)
             if (pRT->isAlive() && isFlat(*pRT)) vFlat.push_back(pRT);
         const std::size_t numFlat = vFlat.size();
-        std::size_t numSteps = 20 * numFlat;
+        std::size_t numSteps = MAX_STEPS * numFlat;
         while (!vFlat.empty()) {
             RTriangle* pRT = vFlat.back();
             vFlat.pop_back();
@@ -79,6 +84,8 @@ private:
             if (pRT->has(pCorner)) continue;  // the same triangle once more
             const std::array<Point3*, 3> corners{pRT->aCorners[0], pRT->aCorners[1], pRT->aCorners[2]};
             pRT->kill(&mesh);
+            // With its last triangle the edge is dead, too. It keeps its ends: pools keep what they gave out, and what dies
+            // keeps its content.
             for (const Point3* pOld : {pRE->pVtx0, pRE->pVtx1}) {
                 const auto cut = [&](std::size_t i) { return corners[i] == pOld ? pCorner : corners[i]; };
                 RTriangle* pNewT = mesh.createT(cut(0), cut(1), cut(2));

@@ -18,7 +18,6 @@
 
 #include "BlockWord.h"
 #include "CellBitmap.h"
-#include "radixSort.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -92,8 +91,7 @@ VCCD getBlocksToSearch(const VCCD& vSortedCells, const CellBitmap& occupied, con
         for (std::size_t pos = 0; pos < 27; ++pos)
             if ((word & REACH[pos]) != 0) vBlocks.push_back(around[pos]);
     }
-    radixSort(vBlocks);
-    dropRepeats(vBlocks);
+    oneInstanceOfNumbers(vBlocks);
     return vBlocks;
 }
 

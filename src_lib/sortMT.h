@@ -259,6 +259,13 @@ void oneInstance(std::vector<T>& v) {
     dropRepeats(v);
 }
 
+/// Sorts numbers, codes for instance, and drops repeats. O(n), with n elements of memory.
+template <typename Number>
+void oneInstanceOfNumbers(std::vector<Number>& v) {
+    radixSort(v);
+    dropRepeats(v);
+}
+
 /// Sorts and drops repeats, with sortMT.
 template <typename T>
 void oneInstanceMT(std::vector<T>& v) {

@@ -1,7 +1,7 @@
 // The whole road as its caller sees it: how good the meshes of scans are of which everything is known, and how a run ends
 // where there is no surface or too much of one.
+#include "Forest.h"
 #include "MeshAnalysis.h"
-#include "Sets.h"
 #include "SyntheticScan.h"
 #include "support/fine.h"
 #include "support/points.h"
@@ -26,14 +26,14 @@ std::size_t numUnsound(const MeshFigures& f) {
 
 /// The share of the triangles that belong to the largest component.
 double shareOfLargest(const IndexedTriangles& mesh) {
-    Sets sets(mesh.vVertices.size());
+    Forest sets(mesh.vVertices.size());
     for (const auto& [a, b, c] : mesh.vTriangles) {
         sets.join(a, b);
         sets.join(a, c);
     }
     std::vector<std::size_t> vCount(mesh.vVertices.size());
     for (const auto& t : mesh.vTriangles)
-        ++vCount[sets.root(t[0])];
+        ++vCount[sets.findRoot(t[0])];
     return static_cast<double>(*std::max_element(vCount.begin(), vCount.end())) /
            static_cast<double>(mesh.vTriangles.size());
 }

@@ -19,8 +19,8 @@
 #include <stdexcept>
 #include <utility>
 
+#include "../../src_lib/Forest.h"
 #include "PointTree.h"
-#include "Sets.h"
 
 using namespace TARN_KEL;
 
@@ -130,9 +130,9 @@ private:
     void measureEdges(MeshFigures& figures) const;
     void countComponents(MeshFigures& figures) const;
     void measureFans(MeshFigures& figures) const;
-    std::size_t countLoops(Sets& fans) const;
+    std::size_t countLoops(Forest& fans) const;
     void measurePieces(MeshFigures& figures) const;
-    void addVolumes(Sets& pieces, std::vector<Piece>& vPiece) const;
+    void addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const;
 
     const std::vector<Point3>& vVertices;  // of the caller, may hold more than the triangles use
     const std::vector<Triangle> vTriangles;
@@ -200,7 +200,7 @@ void Topology::measureEdges(MeshFigures& figures) const {
 }
 
 void Topology::countComponents(MeshFigures& figures) const {
-    Sets sets(vVertices.size());
+    Forest sets(vVertices.size());
     std::vector<bool> vUsed(vVertices.size());
     for (const Triangle& t : vTriangles) {
         sets.join(t[0], t[1]);
@@ -214,7 +214,7 @@ void Topology::countComponents(MeshFigures& figures) const {
 }
 
 void Topology::measureFans(MeshFigures& figures) const {
-    Sets fans(3 * vTriangles.size());
+    Forest fans(3 * vTriangles.size());
     forEachEdge([&](Sides sides) {
         for (const Side& side : sides.subspan(1)) {
             fans.join(lowCorner(sides[0]), lowCorner(side));
@@ -223,22 +223,22 @@ void Topology::measureFans(MeshFigures& figures) const {
     });
     std::vector<Index> vNumFans(vVertices.size());
     for (Index corner = 0; corner < 3 * vTriangles.size(); ++corner)
-        vNumFans[vertexOf(corner)] += fans.root(corner) == corner ? 1 : 0;
+        vNumFans[vertexOf(corner)] += fans.findRoot(corner) == corner ? 1 : 0;
     figures.numPinchedVertices =
         static_cast<std::size_t>(std::count_if(vNumFans.begin(), vNumFans.end(), [](Index count) { return count > 1; }));
     figures.numBorderLoops = countLoops(fans);
 }
 
-std::size_t Topology::countLoops(Sets& fans) const {
+std::size_t Topology::countLoops(Forest& fans) const {
     std::vector<Side> vBorder;
     forEachEdge([&](Sides sides) {
         if (sides.size() == 1) vBorder.push_back(sides[0]);
     });
-    Sets loops(vBorder.size());
+    Forest loops(vBorder.size());
     std::vector<Index> vBorderOfFan(3 * vTriangles.size(), NONE);  // at the corner that stands for the fan
     for (Index i = 0; i < vBorder.size(); ++i) {
         for (const Index corner : {vBorder[i].corner, vBorder[i].endCorner()}) {
-            Index& first = vBorderOfFan[fans.root(corner)];
+            Index& first = vBorderOfFan[fans.findRoot(corner)];
             if (first == NONE) first = i;
             loops.join(first, i);
         }
@@ -248,7 +248,7 @@ std::size_t Topology::countLoops(Sets& fans) const {
 
 void Topology::measurePieces(MeshFigures& figures) const {
     constexpr double ROUNDING = 1e-12;
-    Sets pieces(vTriangles.size());
+    Forest pieces(vTriangles.size());
     forEachEdge([&](Sides sides) {
         for (const Side& side : sides)
             pieces.join(sides[0].triangle(), side.triangle());
@@ -257,7 +257,7 @@ void Topology::measurePieces(MeshFigures& figures) const {
 
     std::vector<Piece> vPiece(vTriangles.size());  // at the triangle that stands for the piece
     forEachEdge([&](Sides sides) {
-        Piece& piece = vPiece[pieces.root(sides[0].triangle())];
+        Piece& piece = vPiece[pieces.findRoot(sides[0].triangle())];
         const auto numForward = std::count_if(sides.begin(), sides.end(), [&](const Side& s) { return isForward(s); });
         if (sides.size() % 2 != 0) piece.bClosed = false;
         if (2 * static_cast<std::size_t>(numForward) != sides.size()) piece.bOriented = false;
@@ -265,7 +265,7 @@ void Topology::measurePieces(MeshFigures& figures) const {
     addVolumes(pieces, vPiece);
     for (Index t = 0; t < vTriangles.size(); ++t) {
         const Piece& piece = vPiece[t];
-        if (pieces.root(t) != t || !piece.bClosed) continue;
+        if (pieces.findRoot(t) != t || !piece.bClosed) continue;
         const bool bVolume = piece.bOriented && std::abs(piece.volume) > ROUNDING * piece.absVolume;
         ++(!bVolume ? figures.numUnclear : piece.volume > 0.0 ? figures.numOutward : figures.numInward);
         if (bVolume) figures.volume += piece.volume;
@@ -273,9 +273,9 @@ void Topology::measurePieces(MeshFigures& figures) const {
 }
 
 /// Tetrahedra from a vertex of the piece to each triangle; from a place far off their sum would be all rounding.
-void Topology::addVolumes(Sets& pieces, std::vector<Piece>& vPiece) const {
+void Topology::addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const {
     for (Index t = 0; t < vTriangles.size(); ++t) {
-        const Index root = pieces.root(t);
+        const Index root = pieces.findRoot(t);
         const Point3& origin = vVertices[vTriangles[root][0]];
         const auto arm = [&](std::size_t k) { return vVertices[vTriangles[t][k]] - origin; };
         const double volume = arm(0) * crossProduct(arm(1), arm(2)) / 6.0;

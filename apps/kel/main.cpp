@@ -1,4 +1,5 @@
-// kel: the library's functions at the command line. It uses the public header only, but for AtomicFile under its report.
+// kel: the library's functions at the command line. It links nothing but the public functions; of the library's own headers
+// it includes two that need no linking, AtomicFile.h and Forest.h.
 #include <algorithm>
 #include <iostream>
 #include <new>

@@ -1,0 +1,15 @@
+#pragma once
+
+#include <memory>
+#include <vector>
+
+namespace TARN_KEL {
+
+/// Appends an object to a vector whose class deletes what is in it. Where the vector can't grow, the object is deleted.
+template <typename T>
+T* handOver(std::unique_ptr<T> pOwned, std::vector<T*>& vOwner) {
+    vOwner.push_back(pOwned.get());
+    return pOwned.release();
+}
+
+}  // namespace TARN_KEL

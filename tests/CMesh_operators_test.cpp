@@ -63,7 +63,7 @@ std::multiset<std::pair<VCD, VCD>> halfEdges(const std::vector<CTriangle*>& vCT,
 
 void collapseAndCompare(Soup& soup, CEdge* pCE, bool bToMidpoint) {
     CMesh& mesh = soup.mesh;
-    const bool bDown = !bToMidpoint && soup.pick(2) == 0;
+    const bool bDown = !bToMidpoint && pick(soup.random, 2) == 0;
     const VCD src = bDown ? pCE->v1 : pCE->v0, trg = pCE->getOtherVCD(src);
     const Triples before = triplesOf(mesh), hung = substituted(before, src, trg);
     const bool bPossible = pCE->getDegree() > 0, bDups = numDifferent(hung) != hung.size();
@@ -90,7 +90,8 @@ void flipAndCompare(Soup& soup, CEdge* pCE) {
     if (pCT0->needFlip(pCT1)) pCT1->flipNNV();
     const auto rim = halfEdges({pCT0, pCT1}, pCE->v0, pCE->v1);
     const std::size_t numBefore = soup.mesh.vAllCT.size();
-    CEdge* pNewCE = soup.pick(2) == 0 ? pCE->flipEdge(&soup.mesh, pCT0, pCT1) : pCE->flipEdge(&soup.mesh, nullptr, nullptr);
+    CEdge* pNewCE =
+        pick(soup.random, 2) == 0 ? pCE->flipEdge(&soup.mesh, pCT0, pCT1) : pCE->flipEdge(&soup.mesh, nullptr, nullptr);
     EXPECT_EQ(pNewCE, soup.mesh.getEdge(ccd0, ccd1));
     EXPECT_EQ(pCE->getDegree(), 0);
     ASSERT_EQ(soup.mesh.vAllCT.size(), numBefore + 2);
@@ -122,12 +123,12 @@ TEST(CMeshOperators, agreeWithSetsOfTriplesOnAnyMesh) {
             Soup soup(seed, numCells, numTriangles);
             for (int step = 0; step < 120 && !HasFailure(); ++step) {
                 CEdge* pCE = soup.pickEdge();
-                const std::size_t what = soup.pick(8);
+                const std::size_t what = pick(soup.random, 8);
                 if (what < 4) flipAndCompare(soup, pCE);
                 if (what == 4) collapseAndCompare(soup, pCE, true);
                 if (what > 4) collapseAndCompare(soup, pCE, false);
                 EXPECT_TRUE(step % 10 != 0 || firstFault(soup.mesh).empty());
-                if (soup.pick(2) == 0) soup.addTriangle();
+                if (pick(soup.random, 2) == 0) soup.addTriangle();
                 killDupsAndCompare(soup.mesh);  // the others start without duplicates
             }
         }

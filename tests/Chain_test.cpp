@@ -6,7 +6,7 @@
 #include "ChainMgr.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
-#include "support/coarse.h"
+#include "support/coarse_soup.h"
 #include "support/prelude.h"
 #include "support/random_coarse.h"
 
@@ -155,20 +155,6 @@ public:
     }
 };
 
-/// Squares of two triangles each in a ring, with a half twist or without.
-class Strip : public CoarseWorld {
-public:
-    Strip(unsigned num, bool bTwisted) {
-        const auto corner = [&](unsigned i, bool bUpper) {
-            return put(40 + i % num, 40, 40 + (bUpper != (bTwisted && i >= num)));
-        };
-        for (unsigned i = 0; i < num; ++i) {
-            triangle(corner(i, false), corner(i, true), corner(i + 1, false));
-            triangle(corner(i, true), corner(i + 1, true), corner(i + 1, false));
-        }
-    }
-};
-
 /// A ring of equal edges on a circle. Each has a triangle in the plane of the ring, outside or inside, and that has a
 /// neighbour folded by an angle in degrees.
 struct Voter {
@@ -222,7 +208,7 @@ TEST(ChainMgr, agreesWithThePlainRoundsOnGraphsOfChance) {
         soup.mesh.getCEdges(vCE);
         std::sort(vCE.begin(), vCE.end());
         for (CEdge* pCE : vCE)
-            if (pCE->getDegree() > 0 && soup.pick(5) != 0) vChosen.push_back(pCE);
+            if (pCE->getDegree() > 0 && pick(soup.random, 5) != 0) vChosen.push_back(pCE);
         for (const bool bTryClose : {false, true}) {
             const PlainChains plain(soup.mesh, vChosen, bTryClose);
             const ChainMgr mgr(&soup.mesh, byEnd(vChosen), bTryClose);
@@ -293,9 +279,9 @@ TEST(Chain, reportsWhatCannotBeAChain) {
 }
 
 TEST(Chain, findsAndCutsTheTwistOfAStrip) {
-    for (const unsigned num : {5U, 6U, 41U})
+    for (const int num : {5, 6, 41})
         for (const bool bTwisted : {false, true}) {
-            Strip strip(num, bTwisted);
+            CoarsePlaces strip(ring(bTwisted ? Ring::MOEBIUS : Ring::FLAT, num, 1));
             ChainMgr mgr(&strip.mesh, byEnd(edges(strip.mesh, 1)), false);
             ASSERT_EQ(chainsOf(mgr).size(), bTwisted ? 1U : 2U);
             for (std::size_t i = 0; i < mgr.getSize(); ++i) {
@@ -309,7 +295,7 @@ TEST(Chain, findsAndCutsTheTwistOfAStrip) {
             EXPECT_EQ(firstFault(strip.mesh), "");
             ChainMgr again(&strip.mesh, byEnd(edges(strip.mesh, 1)), false);
             EXPECT_EQ(chainsOf(again).size(), 2U) << num;  // one rim a side
-            EXPECT_EQ(edges(strip.mesh, 2).size(), 2 * num);
+            EXPECT_EQ(std::ssize(edges(strip.mesh, 2)), 2 * num);
         }
 }
 

@@ -80,7 +80,7 @@ protected:
 
 TEST(EdgeEnergy, isWhatTheWholeSurfaceLoses) {
     for (unsigned seed = 0; seed < 3; ++seed) {
-        CoarsePlaces world(noisyTorus(12, 7, 0.3, seed));
+        CoarsePlaces world(withNoise(torus(12, 7), 0.3, seed));
         for (int i = 0; i < 4; ++i)
             world.vT[static_cast<std::size_t>(11 * i)]->kill(&world.mesh);  // some borders
         world.vT[60]->flipNNV();
@@ -275,7 +275,7 @@ TEST_F(TopSimplify, collapsesSmallEdgesWhateverTurns) {
 
 TEST_F(TopSimplify, flipsLowerTheEnergyOfNoise) {
     for (unsigned seed = 0; seed < 3; ++seed) {
-        CoarsePlaces world(noisyTorus(30, 12, 0.2, seed));
+        CoarsePlaces world(withNoise(torus(30, 12), 0.2, seed));
         Top top(&world.mesh, &world.calc);
         const double energy = energyAndAngle(placesOf(world.mesh), 0.3).first;
         for (int i = 0; i < 20; ++i)
@@ -347,7 +347,7 @@ TEST_F(TopSimplify, flipsBadAnglesWhereTheFoldFalls) {
     for (const auto& [i, first] : {std::pair(8U, 8), {10U, 12}, {12U, 4}, {14U, 0}})
         EXPECT_TRUE(four.mesh.vAllCT[i]->has(four.code(first + 2), four.code(first + 3))) << i;
 
-    CoarsePlaces world(noisyTorus(30, 12, 0.6, 3));
+    CoarsePlaces world(withNoise(torus(30, 12), 0.6, 3));
     Top top(&world.mesh, &world.calc);
     EdgeQueue before, after;
     top.buildPrioq(before, 150.0);

@@ -1,41 +1,22 @@
 // Flips of the fine mesh: what one gains against the energy of the whole surface before and after, which ones a search
 // finds, what the loops do to noisy surfaces; caps and collapses of single edges.
-#include <gtest/gtest.h>
-
-#include <algorithm>
-#include <array>
 #include <cfloat>
-#include <cmath>
-#include <functional>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-#include <tuple>
-#include <utility>
-#include <vector>
 
 #include "Histogram.h"
 #include "Progress.h"
 #include "REdgeEnergy.h"
 #include "RTop.h"
-#include "support/capture.h"
 #include "support/fine.h"
 #include "support/plain_energy.h"
+#include "support/prelude.h"
+#include "support/run.h"
 
-using namespace TARN_KEL;
 using namespace TARN_TEST;
 
 namespace {
 
 constexpr double IMPOSSIBLE = REdgeEnergy::IMPOSSIBLE;
 using Candidates = std::vector<RMesh::FlipCandidate>;
-
-/// A run of the library while it lives.
-struct OpenRun {
-    OpenRun() { progressForReco(); }
-    ~OpenRun() { closeProgress(); }
-};
 
 /// The places of the corners of all alive triangles.
 std::vector<Places> placesOf(const RMesh& mesh) {
@@ -77,7 +58,7 @@ Candidates candidatesOf(RMesh& mesh, double temperature) {
 
 TEST(REdgeEnergy, isWhatTheWholeSurfaceLoses) {
     for (unsigned seed = 0; seed < 3; ++seed) {
-        FineMesh mesh(noisyTorus(12, 7, 0.3, seed));
+        FineMesh mesh(withNoise(torus(12, 7), 0.3, seed));
         for (int i = 0; i < 4; ++i)
             mesh.kill(11 * i);  // some borders
         mesh.tri(60)->flipNNV();
@@ -138,7 +119,7 @@ TEST(REdgeEnergy, knowsFlatPairs) {
 }
 
 TEST(REdgeEnergy, turnsTheSecondTriangleInComputeAlone) {
-    FineMesh mesh(noisyTorus(8, 6, 0.2, 3));
+    FineMesh mesh(withNoise(torus(8, 6), 0.2, 3));
     REdge* pRE = mesh.edge(7, 12);
     ASSERT_EQ(pRE->getDegree(), 2);
     REdgeEnergy ee(&*mesh, pRE);
@@ -187,7 +168,7 @@ TEST(REdgeEnergy, stopsAtDuplicates) {
 }
 
 TEST(FlipCandidates, areTheSameHoweverTheListIsCut) {
-    FineMesh mesh(noisyTorus(30, 12, 0.2, 7));
+    FineMesh mesh(withNoise(torus(30, 12), 0.2, 7));
     const auto& vIn = mesh->getREdgesRef();
     for (const double temperature : {0.0, 0.05}) {
         const Candidates vFound = candidatesOf(*mesh, temperature);
@@ -262,8 +243,8 @@ TEST(EdgeFlips, makeNoisySurfacesSmoother) {
     for (const auto& [name, flip] : aWays) {
         std::vector<std::array<std::size_t, 3>> aCorners[2];
         for (auto& vCorners : aCorners) {
-            FineMesh fine(noisyTorus(48, 20, 0.1, 11));
-            MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+            FineMesh fine(withNoise(torus(48, 20), 0.1, 11));
+            MeshPtr pMesh = meshOf(std::move(fine));
             RMesh& mesh = *pMesh->getRMesh();
             const auto [energy, angle] = energyAndAngle(placesOf(mesh));
             {
@@ -286,7 +267,7 @@ TEST(EdgeFlips, makeNoisySurfacesSmoother) {
 }
 
 TEST(EdgeFlips, leaveNoLargeGainOfTheirOwn) {
-    FineMesh mesh(noisyTorus(40, 16, 0.1, 12));
+    FineMesh mesh(withNoise(torus(40, 16), 0.1, 12));
     double last = energyAndAngle(placesOf(*mesh)).first;
     for (int round = 0; round < 12; ++round) {
         const OpenRun run;
@@ -301,7 +282,7 @@ TEST(EdgeFlips, leaveNoLargeGainOfTheirOwn) {
 
 TEST(EdgeFlips, changeNothingWithoutInnerEdges) {
     FineMesh fine({{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}}});
-    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    const MeshPtr pMesh = meshOf(std::move(fine));
     for (const auto& flip : {static_cast<void (*)(MeshPtr)>(edgeFlips), static_cast<void (*)(MeshPtr)>(edgeFlipsSimA)}) {
         flip(pMesh);
         EXPECT_EQ(cornersOf(*pMesh->getRMesh()), (std::vector<std::array<std::size_t, 3>>{{0, 1, 2}}));
@@ -310,22 +291,22 @@ TEST(EdgeFlips, changeNothingWithoutInnerEdges) {
 
 TEST(EdgeFlips, bearVerticesAtOnePlace) {
     const CoutSilence silence;
-    FineMesh fine(noisyTorus(24, 10, 0.1, 13));
+    FineMesh fine(withNoise(torus(24, 10), 0.1, 13));
     for (int i = 0; i < 240; i += 20) {
         *fine.vtx(i) = *fine.vtx(i + 1);                // neighbours
         *fine.vtx(i + 5) = *fine.vtx(i + 10);           // no neighbours
         *fine.vtx((i + 21) % 240) = *fine.vtx(i + 12);  // opposite an edge
     }
-    const MeshPtr pMesh = std::make_shared<Mesh>(fine.release());
+    const MeshPtr pMesh = meshOf(std::move(fine));
     EXPECT_NO_THROW(edgeFlipsSimA(pMesh));
     EXPECT_LE(pMesh->getRMesh()->getNumT(), 480U);
 }
 
 TEST(EdgeFlips, openARunOfTheirOwn) {
     const auto flipTorus = [](Watcher& watcher, void (*flip)(MeshPtr)) {
-        FineMesh fine(noisyTorus(16, 8, 0.1, 14));
+        FineMesh fine(withNoise(torus(16, 8), 0.1, 14));
         subscribe(&watcher);
-        flip(std::make_shared<Mesh>(fine.release()));
+        flip(meshOf(std::move(fine)));
         EXPECT_TRUE(watcher.bRises && watcher.last == 1.0);
     };
     Watcher descent, annealing, cancelled;

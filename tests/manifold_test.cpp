@@ -75,32 +75,6 @@ Soup voxels(const std::set<std::array<int, 3>>& sCube) {
     return soup;
 }
 
-/// A ring of numU x numV quads whose two ends are joined after a half turn; numV quads across, closed across too for a
-/// Klein bottle.
-Soup twistedRing(int numU, int numV, bool bKlein) {
-    Soup soup;
-    constexpr double TURN = 6.283185307179586;
-    const int numRows = bKlein ? numV : numV + 1;
-    for (int u = 0; u < numU; ++u)
-        for (int v = 0; v < numRows; ++v) {
-            const double a = TURN * u / numU, half = a / 2,
-                         w = bKlein ? TURN * v / numV : static_cast<double>(v) / numV - 0.5;
-            const double r = bKlein ? std::cos(half) * std::sin(w) - std::sin(half) * std::sin(2 * w) : w * std::cos(half);
-            const double z = bKlein ? std::sin(half) * std::sin(w) + std::cos(half) * std::sin(2 * w) : w * std::sin(half);
-            soup.vVtx.emplace_back((3 + r) * std::cos(a), (3 + r) * std::sin(a), z);
-        }
-    const auto vertex = [&](int u, int v) {
-        if (u == numU) return bKlein ? (numV - v) % numV : numV - v;
-        return u * numRows + v % numRows;
-    };
-    for (int u = 0; u < numU; ++u)
-        for (int v = 0; v < numV; ++v) {
-            soup.vT.push_back({vertex(u, v), vertex(u + 1, v), vertex(u, v + 1)});
-            soup.vT.push_back({vertex(u + 1, v), vertex(u + 1, v + 1), vertex(u, v + 1)});
-        }
-    return soup;
-}
-
 TEST(Manifold, leavesWhatIsInOrderAlone) {
     for (const Soup& soup : {tetrahedron(), torus(12, 8), sheet(5, 4), fan(9, true), voxels({{0, 0, 0}, {1, 0, 0}})}) {
         const MeshPtr pMesh = meshOf(soup);
@@ -193,7 +167,7 @@ TEST(Manifold, takesFlatTrianglesOutWithoutAHole) {
 
 TEST(Manifold, cutsWhatHasOneSideOnly) {
     for (const bool bKlein : {false, true}) {
-        const MeshPtr pMesh = meshOf(twistedRing(24, 6, bKlein));
+        const MeshPtr pMesh = meshOf(ring(bKlein ? Ring::KLEIN : Ring::MOEBIUS, 24, 6));
         const std::size_t numT = pMesh->getRMesh()->getNumT();
         const ManifoldReport report = makeChecked(pMesh);
         EXPECT_EQ(pMesh->getRMesh()->getNumT(), numT);

@@ -4,6 +4,7 @@
 #include <ctime>
 
 #include "PointTree.h"
+#include "support/fine.h"
 #include "support/points.h"
 #include "support/prelude.h"
 
@@ -28,18 +29,6 @@ Points turned(Points vCorners) {
 Points tetra(double x, double y, double z, double f = 1.0) {
     const Point3 o(x, y, z), a(x + f, y, z), b(x, y + f, z), c(x, y, z + f);
     return {o, b, a, o, a, c, o, c, b, a, b, c};
-}
-
-/// A ring of n quads; with bTwist its ends meet upside down.
-Points band(int n, bool bTwist) {
-    const auto at = [=](int i, int side) {
-        const bool bFlip = bTwist && i >= n;
-        return Point3(std::cos(i % n), std::sin(i % n), bFlip != (side == 1) ? 1.0 : 0.0);
-    };
-    Points vCorners;
-    for (int i = 0; i < n; ++i)
-        append(vCorners, {at(i, 0), at(i + 1, 0), at(i + 1, 1), at(i, 0), at(i + 1, 1), at(i, 1)});
-    return vCorners;
 }
 
 /// A flat sheet of n by n quads without the inner quads of which isHole is true.
@@ -181,8 +170,8 @@ TEST(MeshAnalysis, knowsShapes) {
         {"sheet", sheet(2, noHole), {8, 8, 0, 0, 0, 0, 0, 0, 1, 1, 1, 1, 0, 0, 0, 0}, 0},
         // The fan between the holes leads from one to the other: their rims are one.
         {"two holes that touch", sheet(4, twoHoles), {24, 30, 0, 0, 0, 0, 0, 0, 1, 1, -1, 2, 1, 0, 0, 0}, 0},
-        {"ring", band(6, false), {12, 12, 0, 0, 0, 0, 0, 0, 1, 1, 0, 2, 0, 0, 0, 0}, 0},
-        {"twisted ring", band(6, true), {12, 12, 0, 0, 0, 0, 0, 1, 1, 1, 0, 1, 0, 0, 0, 0}, 0},
+        {"ring", cornersOf(ring(Ring::FLAT, 6, 1)), {12, 12, 0, 0, 0, 0, 0, 0, 1, 1, 0, 2, 0, 0, 0, 0}, 0},
+        {"twisted ring", cornersOf(ring(Ring::MOEBIUS, 6, 1)), {12, 12, 0, 0, 0, 0, 0, 1, 1, 1, 0, 1, 0, 0, 0, 0}, 0},
         {"nothing", {}, std::vector<long long>(16), 0}};
     for (const auto& [name, vCorners, vCounts, volume] : aCases) {
         const MeshFigures figures = measured(vCorners);

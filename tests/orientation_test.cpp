@@ -2,7 +2,7 @@
 #include "Inspector.h"
 #include "Rotx.h"
 #include "Top.h"
-#include "support/coarse.h"
+#include "support/coarse_soup.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
@@ -106,22 +106,6 @@ struct Oriented {
     std::vector<CPatch*> vPatches;
 };
 
-/// A band of numSteps quads whose ends are joined upside down, with one dent.
-struct Moebius : CoarseWorld {
-    explicit Moebius(unsigned numSteps) {
-        const auto vtx = [&](unsigned i, unsigned side) {
-            if (i == numSteps) side = 1 - side;
-            const double a = 6.283185307179586 * (i % numSteps) / numSteps, w = side == 0 ? -0.5 : 0.5;
-            const double r = (i == numSteps / 3 && side == 0 ? 9.0 : 10.0) + w * std::cos(a / 2);
-            return put(cell(i % numSteps, side, 0), {r * std::cos(a), r * std::sin(a), w * std::sin(a / 2)});
-        };
-        for (unsigned i = 0; i < numSteps; ++i) {
-            triangle(vtx(i, 0), vtx(i + 1, 0), vtx(i, 1));
-            triangle(vtx(i + 1, 1), vtx(i, 1), vtx(i + 1, 0));
-        }
-    }
-};
-
 }  // namespace
 
 TEST(Orientation, sheetsBetweenNonManifoldEdgesAgreeWithTheirFirstTriangle) {
@@ -162,7 +146,10 @@ TEST(Orientation, theRimOfASheetWaitsForItsInside) {
 }
 
 TEST(Orientation, aMoebiusBandKeepsOneConflictAtItsSharpestBend) {
-    Moebius world(40);
+    Soup band = ring(Ring::MOEBIUS, 40, 1);
+    Point3& dent = band.vVtx[26];
+    dent = dent + (Point3() - dent) * 0.1;
+    CoarsePlaces world(band);
     Top top(&world.mesh, &world.calc);
     top.orient();
     EXPECT_EQ(conflicts(world.mesh).size(), 1U);

@@ -6,6 +6,7 @@
 #include "support/fine.h"
 #include "support/prelude.h"
 #include "support/run.h"
+#include "support/soups.h"
 #include "thread_pool.h"
 
 using namespace TARN_TEST;
@@ -201,23 +202,6 @@ std::vector<Case> cases() {
             {"many struts", withNoise(withStruts(torus(20, 10), 600, 7), 0.1, 8), 4.0, 180.0}};
 }
 
-/// The distance from p to the nearest place of a triangle.
-double distanceTo(const RTriangle& rt, const Point3& p) {
-    const Point3 &a = *rt.aCorners[0], &b = *rt.aCorners[1], &c = *rt.aCorners[2];
-    const Vector3 normal = crossProduct(b - a, c - a);
-    const auto isInside = [&](const Point3& from, const Point3& to) {
-        return crossProduct(to - from, p - from) * normal >= 0.0;
-    };
-    if (isInside(a, b) && isInside(b, c) && isInside(c, a) && normal.length() > 0.0)
-        return std::fabs((p - a) * normal) / normal.length();
-    const auto toSide = [&p](const Point3& from, const Point3& to) {
-        const Vector3 side = to - from;
-        const double t = std::clamp((p - from) * side / side.sqLength(), 0.0, 1.0);
-        return (p - (from + side * t)).length();
-    };
-    return std::min({toSide(a, b), toSide(b, c), toSide(c, a)});
-}
-
 /// Mean and largest distance of the points to the surface of the mesh.
 std::pair<double, double> distances(const std::vector<Point3>& vPoints, const RMesh& mesh) {
     const auto vRT = listOf<RTriangle*>([&](auto& v) { mesh.getAliveTriangles(v); });
@@ -225,7 +209,7 @@ std::pair<double, double> distances(const std::vector<Point3>& vPoints, const RM
     for (const Point3& p : vPoints) {
         double nearest = LARGEST;
         for (const RTriangle* pRT : vRT)
-            nearest = std::min(nearest, distanceTo(*pRT, p));
+            nearest = std::min(nearest, distanceToTriangle(p, *pRT->aCorners[0], *pRT->aCorners[1], *pRT->aCorners[2]));
         sum += nearest;
         largest = std::max(largest, nearest);
     }
@@ -369,7 +353,7 @@ TEST(Reduce, readsItsLimits) {
                                                    {9.0, -1.0, false},
                                                    {INF, INF, true},
                                                    {0.25, 180.0, true}}) {
-        const auto pMesh = std::make_shared<Mesh>(FineMesh(torus(60, 20)).release());
+        const auto pMesh = meshOf(torus(60, 20));
         const auto before = stateOf(*pMesh->getRMesh());
         int numKilled = -1;
         const std::string output = outputOf([&, len = maxLen, deg = maxDeg] { numKilled = reduce(pMesh, len, deg); });
@@ -398,7 +382,7 @@ TEST(Reduce, dependsOnNoNumberOfWorkersAndEndsByItsListener) {
     for (const double fraction : {0.01, 0.3, 0.8, 2.0}) {
         Hearer hearer(fraction);
         subscribe(&hearer);
-        const auto pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+        const auto pMesh = meshOf(soup);
         if (fraction < 1.0)
             EXPECT_THROW(reduce(pMesh, 1.0, 40.0), double);
         else

@@ -99,6 +99,34 @@ inline Soup torus(int numU, int numV) {
     return soup;
 }
 
+/// A ring of numU x numV quads round the z axis: flat; with a half turn, so that it has one side only; or a Klein bottle,
+/// where the quads close across, too. Vertex v of row u is u * (numV + 1) + v, in the bottle u * numV + v. Radius 3,
+/// width 1.
+enum class Ring { FLAT, MOEBIUS, KLEIN };
+inline Soup ring(Ring kind, int numU, int numV) {
+    Soup soup;
+    constexpr double TURN = 6.283185307179586;
+    const bool bKlein = kind == Ring::KLEIN;
+    const int numRows = bKlein ? numV : numV + 1;
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numRows; ++v) {
+            const double a = TURN * u / numU, half = kind == Ring::FLAT ? 0.0 : a / 2, w = static_cast<double>(v) / numV;
+            const double x = bKlein ? std::sin(TURN * w) : w - 0.5, y = bKlein ? std::sin(2 * TURN * w) : 0.0;
+            const double r = 3.0 + x * std::cos(half) - y * std::sin(half);
+            soup.vVtx.emplace_back(r * std::cos(a), r * std::sin(a), x * std::sin(half) + y * std::cos(half));
+        }
+    const auto vertex = [&](int u, int v) {
+        if (u == numU && kind != Ring::FLAT) return (numV - v) % numRows;
+        return u % numU * numRows + v % numRows;
+    };
+    for (int u = 0; u < numU; ++u)
+        for (int v = 0; v < numV; ++v) {
+            soup.vT.push_back({vertex(u, v), vertex(u + 1, v), vertex(u, v + 1)});
+            soup.vT.push_back({vertex(u + 1, v), vertex(u + 1, v + 1), vertex(u, v + 1)});
+        }
+    return soup;
+}
+
 /// numSpokes triangles round vertex hub, which is the first of all vertices or the last.
 inline Soup fan(int numSpokes, bool bHubFirst) {
     Soup soup;
@@ -126,7 +154,15 @@ inline TARN_KEL::MeshPtr meshOf(const Soup& soup) {
     return meshOf(FineMesh(soup));
 }
 
-/// The corners of all triangles, in the mesh's order.
+/// The corners of all triangles, three a triangle.
+inline std::vector<Point3> cornersOf(const Soup& soup) {
+    std::vector<Point3> vCorners;
+    for (const auto& t : soup.vT)
+        for (const int i : t)
+            vCorners.push_back(soup.vVtx[static_cast<std::size_t>(i)]);
+    return vCorners;
+}
+/// The same in the mesh's order.
 inline std::vector<Point3> cornersOf(const TARN_KEL::MeshPtr& pMesh) {
     std::vector<Point3> vCorners;
     if (pMesh) pMesh->getRMesh()->getTriangleCorners(vCorners);

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <map>
 #include <optional>
-#include <random>
 #include <utility>
 #include <vector>
 
@@ -78,15 +77,6 @@ inline std::optional<PlainFlip> plainFlip(const std::vector<Places>& vTriangle, 
     }
     flip.drop = energyAndAngle(vTriangle, exponent).first - energyAndAngle(vNew, exponent).first;
     return flip;
-}
-
-inline Soup noisyTorus(int numU, int numV, double noise, unsigned seed) {
-    Soup soup = torus(numU, numV);
-    std::mt19937 random(seed);
-    std::uniform_real_distribution<double> step(-noise, noise);
-    for (Point3& p : soup.vVtx)
-        p = p + TARN_KEL::Vector3{step(random), step(random), step(random)};
-    return soup;
 }
 
 /// Kites in the plane z = 0, 8 apart: A below, B above by height, tips at -1 and 1. The edge AB is 4i, 4i + 1.

@@ -7,6 +7,7 @@
 #include "CMesh.h"
 #include "Random.h"
 #include "support/coarse.h"
+#include "support/prelude.h"
 
 namespace TARN_TEST {
 
@@ -21,14 +22,14 @@ public:
         mesh.killDups();
     }
     void addTriangle() {
-        const TARN_KEL::VCD a = vCell[pick(vCell.size())], b = vCell[pick(vCell.size())], c = vCell[pick(vCell.size())];
+        const auto any = [this] { return vCell[pick(random, vCell.size())]; };
+        const TARN_KEL::VCD a = any(), b = any(), c = any();
         if (a != b && b != c && a != c) triangle(a, b, c);
     }
-    std::size_t pick(std::size_t n) { return static_cast<std::size_t>(random.next()) % n; }
     TARN_KEL::CEdge* pickEdge() {
         std::vector<TARN_KEL::CEdge*> vCE;
         mesh.getCEdges(vCE);
-        return vCE[pick(vCE.size())];
+        return vCE[pick(random, vCE.size())];
     }
 
     TARN_KEL::Random random;

@@ -84,6 +84,36 @@ CMesh::CMesh(Voro* voro, Calc* calc, USE_LOCAL_CCD2BUNDLEMAP) : pVoro(voro), pCa
     startPools();
 }
 
+CMesh::CMesh(const CMesh& other, SELF_CONTAINED)
+    : pVoro(nullptr), pCalc(new Calc(*other.pCalc)), mCCDBundle(mLocalCCDBundle), pOwnCalc(pCalc) {
+    startPools();
+    std::map<const Bundle*, Bundle*> mCopy;  // of the bundles of addBundle, some of which stand for a vertex
+    for (const Bundle* pBundle : other.vExtraBundles) {
+        vExtraBundles.push_back(copyBundle(*pBundle));
+        sExtraVtx.insert(vExtraBundles.back()->pVtx);
+        mCopy.emplace(pBundle, vExtraBundles.back());
+    }
+    for (const auto& [ccd, pBundle] : other.mCCDBundle) {
+        const auto q_it = mCopy.find(pBundle);
+        Bundle* pCopy = nullptr;
+        if (q_it != mCopy.end())
+            pCopy = q_it->second;
+        else if (pBundle != nullptr)
+            pCopy = copyBundle(*pBundle);
+        mLocalCCDBundle.emplace_hint(mLocalCCDBundle.end(), ccd, pCopy);
+    }
+    for (const CTriangle* pCT : other.vAllCT)
+        if (pCT->isAlive()) createT(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
+}
+
+Bundle* CMesh::copyBundle(const Bundle& bundle) {
+    auto* pExtra = new (poolExtraBundle.nextElement()) ExtraBundle{bundle, Point3()};
+    if (bundle.pVtx == nullptr) return &pExtra->bundle;
+    pExtra->vtx = *bundle.pVtx;
+    pExtra->bundle.pVtx = &pExtra->vtx;
+    return &pExtra->bundle;
+}
+
 CMesh::~CMesh() {
     deletePatches();
     destroyEdges();

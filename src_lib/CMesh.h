@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -28,6 +29,9 @@ class Voro;
 
 /// Chooses the constructor of a mesh with a vertex table of its own.
 struct USE_LOCAL_CCD2BUNDLEMAP {};
+
+/// Chooses the constructor of a mesh that refers to nothing outside itself.
+struct SELF_CONTAINED {};
 
 /// The coarse mesh: triangles between occupied cells, filled by the extractor and repaired by Top.
 ///
@@ -56,6 +60,9 @@ public:
     CMesh(Voro* pVoro, Calc* pCalc, std::map<CCD, Bundle*>& mCCDBundle);
     /// The same on mLocalCCDBundle.
     CMesh(Voro* pVoro, Calc* pCalc, USE_LOCAL_CCD2BUNDLEMAP);
+    /// A copy of the alive triangles, in the order of vAllCT, and of all entries of the table with its own bundles, points
+    /// and grid: it outlives whatever the other mesh refers to. Patches and pVoro aren't taken along. O(n log n).
+    CMesh(const CMesh& other, SELF_CONTAINED);
     ~CMesh();
     CMesh(const CMesh&) = delete;
     CMesh& operator=(const CMesh&) = delete;
@@ -208,11 +215,11 @@ public:
     bool hasNaN(const std::string& name) const;
 
     Voro* pVoro;  ///< not owned, may be null
-    Calc* pCalc;  ///< not owned
+    Calc* pCalc;  ///< not owned, unless the mesh is self-contained
     std::map<CCD, Bundle*>& mCCDBundle;
     std::map<CCD, Bundle*> mLocalCCDBundle;
     std::vector<CTriangle*> vAllCT;  ///< every triangle ever made, dead ones too; in order of creation unless reordered
-    // What addBundle makes lives as long as the mesh, listed here or not: the table may refer to it.
+    // What addBundle or a copy makes lives as long as the mesh, listed here or not: the table may refer to it.
     std::set<Point3*> sExtraVtx;         ///< vertices of vExtraBundles
     std::vector<Bundle*> vExtraBundles;  ///< bundles of addBundle that stand for a vertex
     std::vector<CPatch*> vPatches;       ///< owned
@@ -227,7 +234,7 @@ private:
         IncidenceLink link;     ///< ends of the list of its triangles
         EdgeStar star;          ///< edges of which it is the lower end
     };
-    /// What addBundle makes.
+    /// What addBundle makes, and a bundle of a self-contained mesh.
     struct ExtraBundle {
         Bundle bundle;
         Point3 vtx;
@@ -244,6 +251,7 @@ private:
     void forEachTriangleAt(VCD vcd, Visit&& visit) const;
     bool hasIncidentT(VCD vcd) const;
     static Point3* vtxOf(const Bundle* pBundle);
+    Bundle* copyBundle(const Bundle& bundle);
     Point3* getVtxAt(std::uint32_t number) const;
     std::uint32_t findVertex(VCD vcd) const;
     std::uint32_t findOrMakeVertex(VCD vcd);
@@ -257,6 +265,7 @@ private:
     void startPatches();
     CPatch* startPatch();
 
+    std::unique_ptr<Calc> pOwnCalc;  // of a self-contained mesh
     // Optional only to be started anew by reset(); never empty otherwise.
     std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;
     std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;

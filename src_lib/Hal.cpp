@@ -69,7 +69,7 @@ CMesh* Hal::reconstructInHole() {
     if (!takeBundles(NOTHING_TO_DO)) return nullptr;
     mapCCD();
     extractAndRepair(&Top::finalizeHoleMesh);
-    return pCMesh.release();
+    return new CMesh(*pCMesh, SELF_CONTAINED());
 }
 
 bool Hal::takeBundles(const std::string& nothingToDo) {

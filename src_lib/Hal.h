@@ -37,12 +37,13 @@ public:
     MeshPtr oneMelt();
     /// Soup to points: appends the points of the cells, which stay the cloud's.
     void toCloud(std::vector<Point3*>& vOut);
-    /// The reconstruction inside a hole. The caller takes the mesh; null after a warning when no cell is left.
+    /// The reconstruction inside a hole. The caller takes the mesh, which is self-contained: it outlives this object and the
+    /// cloud. Null after a warning when no cell is left.
     CMesh* reconstructInHole();
 
     /// Sorts the bundles by cell code and enters them in the map; a code that is there stays as it is. O(n log n).
     void mapCCD();
-    /// The coarse mesh, once the extraction ran; owned here unless reconstructInHole handed it out.
+    /// The coarse mesh, once the extraction ran, in the state of its repair; owned here. reconstructInHole hands a copy out.
     CMesh* getCMesh() const;
 
     /// Adds, once a run has taken its bundles, a cell for each cell of vPoints that the map doesn't know, with the mean of

@@ -11,13 +11,7 @@
 //
 //    Eight such words name all pairs of the block; they are written in order and nothing is sorted but the list of blocks.
 //
-// 2. The first pass reads the list run by run. A run is a dual cube; how a cell's code differs from the key tells its bit.
-//    Cubes that share a face may propose the same triangle, so each is looked for before it is made.
-//
-// 3. A cube with four cells on one face and no others is flat. It may be cut along either diagonal, and its two triangles
-//    would be wrong against a neighbour that took the other one. Flat cubes wait until all others are done; then each takes
-//    the diagonal that is there already. A flat sheet sees each of its squares twice, from the cubes on either side, and the
-//    second one finds what the first one made.
+// 2. Two passes over the list, see cubeTriangles: the cubes whose triangles are certain, then the flat ones.
 #include "Voro.h"
 
 #include <algorithm>
@@ -29,6 +23,7 @@
 #include "CMesh.h"
 #include "CellBitmap.h"
 #include "Progress.h"
+#include "cubeTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -153,31 +148,6 @@ private:
     std::array<Word, NUM_OFFSETS> occupied{};  // by offset; bit k: that cell of key k is occupied
 };
 
-// ---- Configurations
-
-/// The bit of a cell in the configuration, by the axes in which its code differs from the key's: 4, 2, 1 for x, y, z.
-constexpr std::array<int, 8> BIT_OF_OFFSET = {5, 6, 1, 2, 4, 7, 0, 3};
-
-int bitOfCell(VCD key, CCD cell) {
-    const CCD differing = key ^ cell;
-    int offset = 0;
-    CCD expected = key;
-    for (int axTriBit : {4, 2, 1}) {
-        if ((differing & axisBits(axTriBit)) == 0) continue;
-        offset |= axTriBit;
-        expected = stepDown(expected, axTriBit);
-    }
-    if (expected != cell) ASSEX(false);  // farther away than one step down
-    return BIT_OF_OFFSET[static_cast<std::size_t>(offset)];
-}
-
-/// Exactly the four cells of one face.
-constexpr bool isFlat(int config) {
-    return config == 15 || config == 51 || config == 102 || config == 153 || config == 204 || config == 240;
-}
-
-constexpr std::size_t RECORD_SIZE = 8;  // of a flat cube: six cells, key, configuration
-
 }  // namespace
 
 Voro::Voro(Calc* pCalc_, std::map<CCD, Bundle*>& mCCD2Bundle_, TRIMODE mode)
@@ -207,10 +177,7 @@ void Voro::setVCD2CCD() {
 }
 
 int Voro::getConfig(VCD key, std::vector<CCD>& vCells) const {
-    int config = 0;
-    for (CCD cell : vCells)
-        config |= 1 << bitOfCell(key, cell);
-    return config;
+    return configOfCube(key, vCells);
 }
 
 CMesh* Voro::getCMesh() const {
@@ -227,7 +194,8 @@ void Voro::fatExtractTriangles() {
     Progress* const pCubes = openStep("VO_ftx", vStaticVCD2CCD.size());
     std::vector<CCD> vAmbiguousT;
     // A step that an earlier extraction filled stays full: each cube would tell the listener the same once more.
-    extractCubes(pCubes->getFrac() < 1.0 ? pCubes : nullptr, vAmbiguousT);
+    Progress* const pCounted = pCubes->getFrac() < 1.0 ? pCubes : nullptr;
+    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, pCounted, vAmbiguousT);
     pCubes->setDone(true);
 
     Progress* const pAmbiguous = openStep("VO_amb", 2);
@@ -235,73 +203,9 @@ void Voro::fatExtractTriangles() {
     pAmbiguous->setDone(true);
 }
 
-void Voro::extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT) {
-    std::array<CCD, NUM_OFFSETS> cells{};  // by bit; only those of the current configuration are valid
-    std::vector<VCD> vTriVCD;
-    const auto end = vStaticVCD2CCD.cend();
-    for (auto run = vStaticVCD2CCD.cbegin(), next = run; run != end; run = next) {
-        const VCD key = run->first;
-        while (next != end && next->first == key)
-            ++next;
-        if (pStep != nullptr) pStep->incProgressByOne();
-        if (!makesTriangles(next - run)) continue;
-
-        int config = 0;
-        for (auto it = run; it != next; ++it) {
-            const int bit = bitOfCell(key, it->second);
-            config |= 1 << bit;
-            cells[static_cast<std::size_t>(bit)] = it->second;
-        }
-        vTriVCD.clear();
-        casx.getTriangles(config, cells.data(), vTriVCD, TUT);
-        if (!isFlat(config)) {
-            for (std::size_t i = 0; i < vTriVCD.size(); i += 3)
-                createMissingT(vTriVCD[i], vTriVCD[i + 1], vTriVCD[i + 2], key, config);
-            continue;
-        }
-        ASSEX(vTriVCD.size()==6);
-        vAmbiguousT.insert(vAmbiguousT.end(), vTriVCD.begin(), vTriVCD.end());
-        vAmbiguousT.push_back(key);
-        vAmbiguousT.push_back(static_cast<CCD>(config));
-    }
-}
-
-/// Unless the triangle is there.
-void Voro::createMissingT(VCD a, VCD b, VCD c, VCD key, int config) {
-    const CEdge* const pCE = pCMesh->getEdge(a, b);
-    if (pCE == nullptr || !pCE->hasAdjT(a, b, c)) pCMesh->createT(a, b, c, key, config);
-}
-
 void Voro::solveAmbiguousT(std::vector<CCD>& vAmbiguousT) {
     ASSEX(pCMesh!=NULL);
-    ASSEX(vAmbiguousT.size()%8==0);
-    for (std::size_t i = 0; i < vAmbiguousT.size(); i += RECORD_SIZE)
-        solveOneAmbiguous(&vAmbiguousT[i]);
-}
-
-void Voro::solveOneAmbiguous(const CCD* record) {
-    VCD v0 = record[0], v1 = record[1], v2 = record[2];
-    const CCD* const second = record + 3;
-    const CCD* const pFound = std::find_if(second, second + 3, [&](CCD v) { return v != v0 && v != v1 && v != v2; });
-    const bool bFound = pFound != second + 3;
-    ASSEX(bFound);
-    const VCD v3 = *pFound;
-
-    // From here on v0 and v3 are the ends of one diagonal, v1 and v2 those of the other.
-    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v1);
-    if (pCalc->getNeigType(v3, v0) != NT_EDGE) std::swap(v0, v2);
-    ASSEX(pCalc->getNeigType(v3,v0)==NT_EDGE);
-
-    const VCD key = record[6];
-    const int config = static_cast<int>(record[7]);
-    if (pCMesh->getEdge(v1, v2) != nullptr) {
-        createMissingT(v0, v1, v2, key, config);
-        createMissingT(v2, v1, v3, key, config);
-    } else {
-        // The surroundings hold the other diagonal or none: the second one of a sheet's two cubes finds it here.
-        createMissingT(v0, v1, v3, key, config);
-        createMissingT(v0, v3, v2, key, config);
-    }
+    createTrianglesOfFlatCubes(pCMesh, vAmbiguousT);
 }
 
 }  // namespace TARN_KEL

@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cstddef>
 #include <map>
 #include <memory>
 #include <utility>
@@ -13,7 +12,6 @@ namespace TARN_KEL {
 
 struct Bundle;
 class CMesh;
-class Progress;
 
 /// The extraction: from the set of occupied cells to the first coarse mesh.
 ///
@@ -86,15 +84,7 @@ public:
     Casx casx;
 
 private:
-    /// Whether a dual cube with so many occupied cells can make triangles: fewer than three span none, a full one lies
-    /// inside.
-    static constexpr bool makesTriangles(std::ptrdiff_t numCells) { return numCells >= 3 && numCells <= 7; }
-
-    /// pStep counts the cubes unless it is null.
-    void extractCubes(Progress* pStep, std::vector<CCD>& vAmbiguousT);
     void addCells(const VCCD& vExtra);
-    void createMissingT(VCD a, VCD b, VCD c, VCD key, int config);
-    void solveOneAmbiguous(const CCD* record);
 
     std::vector<std::unique_ptr<CMesh>> vFormerMeshes;
     mutable bool bHandedOut = false;

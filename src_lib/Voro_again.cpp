@@ -26,6 +26,7 @@
 #include "CMesh.h"
 #include "RemoveDecider.h"
 #include "Visualizer3.h"
+#include "cubeTriangles.h"
 #include "looseTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -107,7 +108,7 @@ void Voro::thinNewExtractTriangles() {
     pCMesh = nullptr;  // in case that the next one can't be made
     pCMesh = new CMesh(this, pCalc, mCCD2Bundle);
     std::vector<CCD> vAmbiguousT;
-    extractCubes(nullptr, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, nullptr, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
     pruneCase27();
 }

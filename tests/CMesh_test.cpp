@@ -161,6 +161,36 @@ TEST(CMesh, resetKeepsBundlesAndStartsAnew) {
     EXPECT_EQ(edges(sheet.mesh, 1).size(), 3);
 }
 
+TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
+    const auto contentsOf = [](const CMesh& mesh) {
+        std::vector<std::tuple<VCD, VCD, VCD, VCD, int>> vT;
+        for (const CTriangle* pCT : aliveT(mesh))
+            vT.emplace_back(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
+        std::vector<std::pair<CCD, Point3>> vVtx;
+        for (const auto& [ccd, pBundle] : mesh.mCCDBundle)
+            vVtx.emplace_back(pBundle->ccd, *pBundle->pVtx);
+        std::vector<CCD> vExtra;
+        for (const Bundle* pBundle : mesh.vExtraBundles)
+            vExtra.push_back(pBundle->ccd);
+        return std::tuple(vT, vVtx, vExtra, mesh.sExtraVtx.size(), mesh.getSideLen());
+    };
+    std::unique_ptr<CMesh> pCopy;
+    decltype(contentsOf(*pCopy)) expected;
+    {
+        Sheet sheet(3, 3);
+        sheet.mesh.addBundle(sheet.at(1, 1), LARGEST, LARGEST, LARGEST);  // in place of the one of the sheet
+        sheet.mesh.addBundle(cell(7, 7, 7), LARGEST, LARGEST, LARGEST);
+        sheet.mesh.vAllCT[4]->kill(&sheet.mesh);
+        expected = contentsOf(sheet.mesh);
+        pCopy = std::make_unique<CMesh>(sheet.mesh, SELF_CONTAINED());
+        for (auto& [ccd, pBundle] : sheet.mBundle)
+            *pBundle->pVtx = Point3();
+    }
+    EXPECT_EQ(contentsOf(*pCopy), expected);
+    EXPECT_EQ(firstFault(*pCopy), "");
+    EXPECT_EQ(pCopy->sExtraVtx.count(pCopy->getVtx(cell(17, 17, 16))), 1U) << "the table and the list know one bundle";
+}
+
 TEST(CMesh, readsTheVertexTableAsItIsNow) {
     Sheet sheet(1, 1);
     CMesh local(nullptr, &sheet.calc, USE_LOCAL_CCD2BUNDLEMAP());

@@ -247,7 +247,7 @@ struct ManifoldReport {
     std::size_t numFlat = 0;         ///< triangles with a height of no more than a millionth of their longest side
     std::size_t numDuplicates = 0;   ///< triangles removed because others have the same corners
     std::size_t numMembranes = 0;    ///< triangles removed as parts of inner walls and of flaps
-    std::size_t numSplinters = 0;    ///< triangles removed as parts of small pieces that came off
+    std::size_t numSplinters = 0;    ///< triangles removed as parts of small pieces that came off, and of strips
     std::size_t numTurned = 0;       ///< triangles turned over
     std::size_t numNewVertices = 0;  ///< vertices made at the place of another one, or in the middle of an edge
     std::size_t numCuts = 0;         ///< sides of triangles that are border now and had a neighbour before
@@ -261,8 +261,8 @@ struct ManifoldReport {
 /// Where sheets cross or touch they are taken apart, neighbours in the order of rotation staying together: new vertices
 /// appear at the place of old ones, so files that tell vertices apart by their places alone (STL) bring the touch back.
 /// Before that, walls of at most 100 triangles inside the body go, and flaps of that size that hang on an edge; afterwards
-/// pieces of at most 20 triangles that came off a larger one. A sheet with one side only is cut open. Surface that is
-/// closed stays closed where that can be. A mesh that is in order stays as it is.
+/// pieces of at most 20 triangles that came off a larger one. A sheet with one side only is cut open; a narrow strip of it
+/// that was cut goes. Surface that is closed stays closed where that can be. A mesh that is in order stays as it is.
 ///
 /// Runs under a progress root of its own, "Manifold", when none is open; when the listener throws, the mesh is in order
 /// but perhaps not done. The same mesh gives the same result. O(n log n).

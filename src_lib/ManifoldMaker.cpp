@@ -75,7 +75,7 @@ public:
 
     void run(ManifoldReport& report) {
         growSheets();
-        report.numSplinters = dropSplinters();
+        report.numSplinters = dropSplinters() + dropTatters();
         for (const Sheet& sheet : vSheets)
             if (isWrongWayRound(sheet)) turnOver(sheet);
         do
@@ -151,6 +151,43 @@ private:
         return numDropped;
     }
 
+    /// Where a cut goes across a strip of one triangle's width, the strip goes up to where its sheet is wider, unless that
+    /// is far: so a cut makes less of a border. Returns the number of triangles that went.
+    std::size_t dropTatters() {
+        std::vector<RTriangle*> vCut;
+        forEachAlive([&](RTriangle* pRT) {
+            sheets.forEachSide(pRT, [&](Side side) {
+                if (isCut(side)) vCut.push_back(pRT);
+            });
+        });
+        std::size_t numDropped = 0;
+        for (RTriangle* pRT : vCut)
+            for (RTriangle* pGone : stripFrom(pRT)) {
+                drop(pGone);
+                ++numDropped;
+            }
+        return numDropped;
+    }
+
+    /// The triangles of the strip that ends with this one; none when it is too long, or the whole of its sheet.
+    std::vector<RTriangle*> stripFrom(RTriangle* pRT) const {
+        std::vector<RTriangle*> vStrip;
+        const auto isOnStrip = [&](const RTriangle* p) { return !vStrip.empty() && vStrip.back() == p; };
+        while (vStrip.size() <= MAX_SPLINTER && pRT->isAlive()) {
+            std::vector<RTriangle*> vBeside;
+            sheets.forEachSide(pRT, [&](Side side) {
+                RTriangle* pNext = sheets.across(side) == Sheets::NONE ? nullptr : sheets.triangleOf(sheets.across(side));
+                if (pNext != nullptr && !isOnStrip(pNext)) vBeside.push_back(pNext);
+            });
+            if (vBeside.size() > 1) return vStrip.size() > 1 ? vStrip : std::vector<RTriangle*>();
+            if (vBeside.empty()) break;
+            vStrip.push_back(pRT);
+            pRT = vBeside[0];
+        }
+        return {};
+    }
+
+    bool isCut(Side side) const { return sheets.across(side) == Sheets::NONE && sheets.edgeOf(side)->getDegree() > 1; }
     void drop(RTriangle* pRT) {
         sheets.cutAll(pRT);
         pRT->kill(&mesh);
@@ -249,9 +286,8 @@ private:
         report.bClosed = true;
         forEachAlive([&](const RTriangle* pRT) {
             sheets.forEachSide(pRT, [&](Side side) {
-                if (sheets.across(side) != Sheets::NONE) return;
-                report.bClosed = false;
-                if (sheets.edgeOf(side)->getDegree() > 1) ++report.numCuts;
+                if (sheets.across(side) == Sheets::NONE) report.bClosed = false;
+                if (isCut(side)) ++report.numCuts;
             });
         });
     }

@@ -177,6 +177,17 @@ TEST(Manifold, cutsWhatHasOneSideOnly) {
             EXPECT_LE(report.numCuts, 14U);
         }
     }
+    // A narrow bridge with a half twist from one place of a rim to another goes as a whole.
+    Soup bridged = sheet(8, 8);
+    bridged.vVtx.emplace_back(3.0, -2.0, 1.0);   // 81
+    bridged.vVtx.emplace_back(4.0, -2.0, -1.0);  // 82
+    for (const auto& t : {std::array{1, 81, 2}, {2, 81, 82}, {81, 6, 82}, {82, 6, 7}})
+        bridged.vT.push_back(t);
+    const MeshPtr pMesh = meshOf(bridged);
+    const ManifoldReport report = makeChecked(pMesh);
+    EXPECT_EQ(report.numSplinters, 4U);
+    EXPECT_EQ(report.numCuts, 0U);
+    EXPECT_EQ(pMesh->getRMesh()->getNumT(), 128U);
 }
 
 TEST(Manifold, splitsEdgesAndFansOfMany) {

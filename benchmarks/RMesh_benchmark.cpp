@@ -10,12 +10,10 @@
 
 #include <algorithm>
 #include <array>
-#include <chrono>
 #include <cmath>
 #include <cstdint>
 #include <ctime>
 #include <fstream>
-#include <random>
 #include <type_traits>
 #include <utility>
 #include <vector>
@@ -24,6 +22,7 @@
 #include "RMesh.h"
 #include "support/coarse_soup.h"
 #include "support/plain_fine.h"
+#include "unit.h"
 
 namespace {
 
@@ -265,24 +264,10 @@ Soup bumpyTorus(std::int64_t numT) {
     return soup;
 }
 
-double wallSeconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
 double processSeconds() {
     timespec time{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &time);
     return static_cast<double>(time.tv_sec) + 1e-9 * static_cast<double>(time.tv_nsec);
-}
-
-/// What std::sort takes for 10 million random keys: the unit for times that shall compare.
-double sortUnit() {
-    std::mt19937_64 random(1);
-    std::vector<std::uint64_t> vKey(10000000);
-    std::generate(vKey.begin(), vKey.end(), random);
-    const double begin = seconds();
-    std::sort(vKey.begin(), vKey.end());
-    return seconds() - begin;
 }
 
 /// To about a twentieth. Wall time, which an idle machine alone makes comparable; main: processor time of the calling
@@ -297,9 +282,9 @@ void reduce(benchmark::State& state) {
         fill(mesh, soup);
         mesh.sideLen = mesh.getAvgLen();
         TARN_KEL::progressForReduce();
-        const double begin = wallSeconds(), mainBegin = seconds(), allBegin = processSeconds();
+        const double begin = seconds(), mainBegin = seconds(), allBegin = processSeconds();
         mesh.reduce(6.0 * mesh.sideLen * mesh.sideLen, 40.0);
-        state.SetIterationTime(wallSeconds() - begin);
+        state.SetIterationTime(seconds() - begin);
         main += seconds() - mainBegin;
         all += processSeconds() - allBegin;
         TARN_KEL::closeProgress();

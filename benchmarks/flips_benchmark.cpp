@@ -6,7 +6,6 @@
 #include <benchmark/benchmark.h>
 
 #include <algorithm>
-#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <random>
@@ -17,6 +16,7 @@
 #include "RTop.h"
 #include "freeFunctions.h"
 #include "support/fine.h"
+#include "unit.h"
 
 namespace {
 
@@ -24,19 +24,6 @@ using TARN_KEL::MeshPtr;
 using TARN_KEL::Point3;
 using TARN_KEL::RMesh;
 using TARN_KEL::Vector3;
-
-double seconds() {
-    return std::chrono::duration<double>(std::chrono::steady_clock::now().time_since_epoch()).count();
-}
-
-double secondsOfOneSort() {
-    std::mt19937_64 random(1);
-    std::vector<std::uint64_t> vKey(10000000);
-    std::generate(vKey.begin(), vKey.end(), random);
-    const double begin = seconds();
-    std::sort(vKey.begin(), vKey.end());
-    return seconds() - begin;
-}
 
 /// numT triangles, with noise of a fifth of the tube's spacing.
 MeshPtr noisyTorus(int numT) {
@@ -72,7 +59,7 @@ double secondsOfSearch(RMesh& mesh) {
 
 template <void (*FLIP)(MeshPtr)>
 void flip(benchmark::State& state) {
-    const double unit = secondsOfOneSort();
+    const double unit = sortUnit();
     double all = 0.0, search = 0.0;
     for (auto _ : state) {
         const MeshPtr pMesh = noisyTorus(static_cast<int>(state.range(0)));
@@ -108,7 +95,7 @@ BENCHMARK(flip<TARN_KEL::edgeFlipsSimA>)
     ->Unit(benchmark::kMillisecond);
 
 void smooth(benchmark::State& state) {
-    const double unit = secondsOfOneSort();
+    const double unit = sortUnit();
     double all = 0.0;
     for (auto _ : state) {
         const MeshPtr pMesh = noisyTorus(static_cast<int>(state.range(0)));

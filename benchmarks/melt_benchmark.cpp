@@ -15,6 +15,7 @@
 #include "kel.h"
 #include "support/capture.h"
 #include "support/soups.h"
+#include "unit.h"
 
 namespace {
 
@@ -85,11 +86,9 @@ void meltPart(benchmark::State& state) {
 }
 
 void sortKeys(benchmark::State& state) {
-    std::mt19937_64 random(1);
-    std::vector<std::uint64_t> vKeys(10000000);
     for (auto _ : state) {
         state.PauseTiming();
-        std::generate(vKeys.begin(), vKeys.end(), random);
+        std::vector<std::uint64_t> vKeys = unitKeys();
         state.ResumeTiming();
         std::sort(vKeys.begin(), vKeys.end());
     }

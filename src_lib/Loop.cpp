@@ -226,6 +226,8 @@ void Loop::carryOver(CMesh* pTarget) {
         pCE = pTarget->getEdge(pCE->v0, pCE->v1);
         ASSEX(pCE!=NULL);
     }
+    // Edges of a chain have the directions of the chain, which may be walked the other way.
+    if (vCE.size() > 1 && vCE[0]->getTarget() != vCE[1]->getSource()) std::reverse(vCE.begin(), vCE.end());
     pCMesh = pTarget;
 }
 

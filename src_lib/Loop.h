@@ -45,7 +45,7 @@ public:
     /// see isFilled().
     bool fill();
     /// Makes the fill triangles in another mesh as well, and refers to that mesh from now on. It must have the edges of the
-    /// border. What fill() worked with is dropped.
+    /// border as links of a chain, and the border is then in the chain's direction. What fill() worked with is dropped.
     void carryOver(CMesh* pTarget);
 
     /// The border came back to its start.

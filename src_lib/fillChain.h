@@ -24,7 +24,7 @@ std::unique_ptr<Loop> makeLoop(CMesh* pCMesh, Calc* pCalc, const std::vector<CEd
 
 /// Cuts ears inside a closed chain (assertion) that is a good hole, and makes them in the chain's mesh. The loop goes to
 /// vLoops, the new triangles are appended to vFilledT. True when there are any. False also when the chain has an edge
-/// without a triangle, which an earlier fill may have taken.
+/// without a triangle, which mending a twist of another chain may have taken.
 bool fillChain(const Chain& chain, Calc* pCalc, std::vector<Loop*>& vLoops, std::vector<CTriangle*>& vFilledT);
 
 /// For debugging: draws the loops into a file, each in another colour.

@@ -70,6 +70,10 @@ TEST(HoleToCCD, leavesNoBorderButTheOuterOne) {
         std::vector<CEdge*> vOpenCE;
         for (const Loop* pLoop : filler.vLoops) {  // they live in the mesh now
             EXPECT_EQ(pLoop->getCMesh(), &copy.mesh);
+            std::vector<CEdge*> vRing;
+            pLoop->getVecCE(vRing);
+            for (std::size_t i = 0; i < vRing.size(); ++i)
+                EXPECT_EQ(vRing[i]->getTarget(), vRing[(i + 1) % vRing.size()]->getSource());
             pLoop->getRemainingBorders(vOpenCE);
             pLoop->getOpenFillCE(vOpenCE);
         }

@@ -203,6 +203,8 @@ private:
 
     void liftZeros();
     std::vector<Crossing> findCrossings() const;
+    void addCrossing(int source, int axis, std::vector<Crossing>& vCrossing) const;
+    int upperEnd(int source, int axis) const;
     VRCD cellsAround(const Crossing& crossing) const;
     VCCDPoint meansOfCells(VRCDPoint vNotes) const;
     void addThirdCorners(VCCD& vCells) const;

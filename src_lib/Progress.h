@@ -442,6 +442,10 @@ inline bool progressForFillHoles() {
 inline bool progressForManifold() {
     return plantUnlessOpen("Manifold", STEPS_MANIFOLD);
 }
+/// A hole that is reconstructed by itself.
+inline bool progressForHole() {
+    return plantUnlessOpen("Hole", STEPS_RECONSTRUCT);
+}
 inline bool progressForReadMesh() {
     return plantUnlessOpen("ReadMesh", STEPS_READ_MESH);
 }

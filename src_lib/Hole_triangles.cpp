@@ -1,0 +1,248 @@
+// From the field to triangles, on two roads.
+//
+// grow() puts the surface into the mesh itself. The cells round the lattice edges where the field changes its sign are a
+// layer of two to three cells; cells of the old surface leave it, and the removal test thins it to a sheet that the chain
+// holds at its rim. Dual cubes over sheet and chain then give triangles, as they do for a whole model:
+//
+//        chain               sheet               chain
+//       --- # ---  +   +   +   +   +   +   +  --- # ---        # cells of the chain, + new ones
+//
+// The old triangles stand in the mesh while that happens, so that none is made twice and flat cubes follow the diagonals
+// that are there.
+//
+// createCMesh() hands the points of the sheet and one row of the old surface to a reconstruction of their own, on the grid
+// of the mesh, and gives a separate mesh.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <iostream>
+#include <limits>
+#include <memory>
+#include <set>
+#include <utility>
+
+#include "CMesh.h"
+#include "Chain.h"
+#include "CloudMgr.h"
+#include "Hal.h"
+#include "Hole.h"
+#include "Progress.h"
+#include "RemoveDecider.h"
+#include "Segment3.h"
+#include "Visualizer3.h"
+#include "cubeTriangles.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// Some triangle stands on the cell: it is one of the old surface.
+bool hasTriangles(const CMesh& mesh, CCD ccd) {
+    std::vector<CTriangle*> vIncT;
+    mesh.getIncidentT(ccd, vIncT);
+    return !vIncT.empty();
+}
+
+/// Each cell under the eight keys of its dual cubes, sorted.
+std::vector<std::pair<VCD, CCD>> keysOf(const VCCD& vCells, const Calc& calc) {
+    std::vector<std::pair<VCD, CCD>> vKeyCell;
+    vKeyCell.reserve(8 * vCells.size());
+    std::array<VCD, 8> keys{};
+    for (const CCD ccd : vCells) {
+        keys[0] = ccd;
+        calc.completeArrayPlus(keys.data());
+        for (const VCD key : keys)
+            vKeyCell.emplace_back(key, ccd);
+    }
+    sortMT(vKeyCell.begin(), vKeyCell.end());
+    return vKeyCell;
+}
+
+void drawCells(const std::string& filename, const Calc* pCalc, const VCCD& vRed, const VCCD& vBlue) {
+    writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) {
+        visualizer.writeCbs(vRed, CRED);
+        visualizer.writeCbs(vBlue, CDARKBLUE);
+    });
+}
+
+}  // namespace
+
+// ---- The sheet of new cells
+
+void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
+    std::cout << fatBar("extractAndCleanHole");
+    liftZeros();
+    vCCDPoints = meansOfCells(noteZeros());
+    std::erase_if(vCCDPoints, [this](const auto& cellPoint) {
+        return std::binary_search(vCCD.begin(), vCCD.end(), cellPoint.first) || hasTriangles(*pCMesh, cellPoint.first);
+    });
+    vHoleCCDs.clear();
+    for (const auto& [ccd, point] : vCCDPoints)
+        vHoleCCDs.push_back(ccd);
+    drawOnTheWay([&] { drawCells(name + "z.list", pCalc, vHoleCCDs, vCCD); });
+
+    addThirdCorners(vCCD);
+    VCCD vExisting = vCCD;
+    vExisting.insert(vExisting.end(), vHoleCCDs.begin(), vHoleCCDs.end());
+    std::cout << "vBorderCCDs: " << vCCD.size() << "\nvHoleCCDs:   " << vHoleCCDs.size() << std::endl;
+    oneInstance(vExisting);
+    drawOnTheWay([&] {
+        drawCells(name + "bo_plus_holes.list", pCalc, vHoleCCDs, vCCD);
+        showCornerVals(name + "plusMinus.list", vExisting);
+    });
+
+    thinSheet(vExisting, vHoleCCDs);
+    std::erase_if(vCCDPoints, [&](const auto& cellPoint) {
+        return !std::binary_search(vHoleCCDs.begin(), vHoleCCDs.end(), cellPoint.first);
+    });
+}
+
+// The cells round each lattice edge on which the sign changes, each with the zero of that edge.
+Hole::VRCDPoint Hole::noteZeros() {
+    VRCDPoint vNotes;
+    std::vector<Segment3> vSeg, vIncompleteSeg;
+    std::vector<Point3> vNegative, vPositive;
+    for (const Crossing& crossing : findCrossings()) {
+        const float trgVal = crossing.trgVal;
+        if (crossing.srcVal > 0) {
+            ASSEX(trgVal<0);
+        } else {
+            ASSEX(trgVal>0);
+        }
+        vSeg.emplace_back(crossing.src, crossing.trg);
+        vNegative.push_back(trgVal < 0 ? crossing.trg : crossing.src);
+        vPositive.push_back(trgVal < 0 ? crossing.src : crossing.trg);
+        VRCD vAround = cellsAround(crossing);
+        oneInstance(vAround);
+        if (vAround.size() < 4) {
+            vIncompleteSeg.push_back(vSeg.back());
+            std::cout << "--\n";
+        }
+        for (const RCD rcd : vAround) {
+            std::cout << "emplacing for rcd=" << rcd << "\n";
+            vNotes.emplace_back(rcd, crossing.zero);
+        }
+    }
+    std::cout << "vIncompleteSeg.size()=" << vIncompleteSeg.size() << std::endl;
+    drawOnTheWay([&] {
+        const auto draw = [&](const std::string& file, const auto& write) { writeDebugDrawing(name + file, pCalc, write); };
+        draw("incomplete.list", [&](Visualizer3& visualizer) { visualizer.writeSegments(vIncompleteSeg, CRED, true); });
+        draw("zeroPoints.list", [&](Visualizer3& visualizer) {
+            visualizer.writeSegments(vSeg, CGREEN, false);
+            visualizer.writePoints(vNegative, 5, CDARKBLUE);
+            visualizer.writePoints(vPositive, 5, CRED);
+        });
+        draw("mapped.list", [&](Visualizer3& visualizer) {
+            VRCD vMapped;
+            for (const auto& [rcd, point] : vNotes)
+                vMapped.push_back(rcd);
+            oneInstance(vMapped);
+            visualizer.writeRCD(vMapped, CORANGE);
+        });
+    });
+    return vNotes;
+}
+
+// Takes the cells out that the removal test lets go; vExisting is what it sees.
+void Hole::thinSheet(VCCD& vExisting, VCCD& vHoleCCDs) {
+    VCCD vKept, vDoomed;
+    RemoveDecider(vExisting, pCalc).pruneStrong(vHoleCCDs, vKept, vDoomed);
+    std::cout << "vHoleCCDs start: " << vHoleCCDs.size() << "\nDoomed ones: " << vDoomed.size()
+              << "\nvHoleCCDs final: " << vKept.size() << std::endl;
+    vHoleCCDs = std::move(vKept);
+    std::sort(vHoleCCDs.begin(), vHoleCCDs.end());
+    drawOnTheWay([&] { drawCells(name + "types.list", pCalc, vHoleCCDs, vDoomed); });
+}
+
+// ---- Triangles in the mesh
+
+void Hole::grow() {
+    VCCD vHoleCCDs;
+    VCCDPoint vCCDPoints;
+    extractAndCleanHole(vHoleCCDs, vCCDPoints);
+    const VCCD vBorderCCDs = vCCD;
+    ASSEX(!shareAnEntry(vHoleCCDs,vBorderCCDs));
+
+    for (const auto& [ccd, point] : vCCDPoints) {
+        const CCD freshCCD = pCalc->getCCD(&point);
+        ASSEX(ccd==freshCCD);
+        pCMesh->addBundle(ccd, point.x(), point.y(), point.z());
+    }
+    VCCD vAll = vHoleCCDs;
+    vAll.insert(vAll.end(), vBorderCCDs.begin(), vBorderCCDs.end());
+    std::vector<CCD> vAmbiguousT;
+    createTrianglesOfCubes(pCMesh, casx, keysOf(vAll, *pCalc), nullptr, vAmbiguousT);
+    solveAmbiguousT(vAmbiguousT);
+}
+
+bool Hole::shareAnEntry(VCCD a, VCCD b) {
+    oneInstanceMT(a);
+    oneInstanceMT(b);
+    const std::size_t sizeA = a.size(), sizeB = b.size();
+    a.insert(a.end(), b.begin(), b.end());
+    oneInstanceMT(a);
+    const std::size_t sizeS = a.size();
+    if (sizeS == sizeA + sizeB) return false;
+    ASSEX(sizeS<sizeA+sizeB);
+    return true;
+}
+
+int Hole::getConfig(VCD key, VCCD& vCells) {
+    return configOfCube(key, vCells);
+}
+
+void Hole::solveAmbiguousT(VCCD& vAmbiguousT) {
+    createTrianglesOfFlatCubes(pCMesh, vAmbiguousT);
+    drawOnTheWay([this] {
+        pCMesh->debugShow(name + "finalR.list", VT_REAL, CGREEN);
+        pCMesh->debugShow(name + "finalC.list", VT_COARSE, CGREEN);
+    });
+}
+
+// ---- A mesh of its own
+
+void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
+    VVCD vFront;
+    pChain->getVCD(vFront);
+    std::set<VCD> sSeen;
+    std::vector<CTriangle*> vRow;
+    for (int i = 0; i < n; ++i) {
+        vRow.clear();
+        for (const VCD vcd : vFront)
+            if (sSeen.insert(vcd).second) pCMesh->getIncidentT(vcd, vRow);
+        oneInstance(vRow);
+        vOut.insert(vOut.end(), vRow.begin(), vRow.end());
+        vFront.clear();
+        pCMesh->extractAliveVCD(vRow, vFront);
+        oneInstanceMT(vFront);
+    }
+    oneInstanceMT(vOut);
+}
+
+CMesh* Hole::createCMesh(VCCDPoint& vCCD2Point) {
+    std::vector<Point3> vPoints;
+    for (const auto& [ccd, point] : vCCD2Point)
+        vPoints.push_back(point);
+    std::vector<CTriangle*> vRow;
+    getNTriangleRows(1, vRow);
+    VVCD vCorners;
+    pCMesh->extractAliveVCD(vRow, vCorners);
+    for (const VCD vcd : vCorners)
+        vPoints.push_back(pCMesh->getAvgPoint(vcd));
+    oneInstanceMT(vPoints);
+
+    OwnRun run(progressForHole());
+    CloudMgr cloudMgr;
+    cloudMgr.setInputPoints(vPoints, -1.0, -1.0, false, 361.0, false, pCalc, -1);
+    Hal hal(&cloudMgr);
+    std::unique_ptr<CMesh> pHoleMesh(hal.reconstructInHole());
+    run.close();
+    drawOnTheWay([&] {
+        if (pHoleMesh != nullptr) pHoleMesh->debugShow(name + "holeTri.list", VT_REAL, CGREEN);
+    });
+    return pHoleMesh.release();
+}
+
+}  // namespace TARN_KEL

@@ -347,14 +347,15 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 /// The mesh of a PLY or STL file, for the functions above; null after a line where it can't be read, has an extension
 /// of another format, or nothing is left of it.
 ///
-/// Corners of exactly equal coordinates become one vertex. Polygons of a PLY file are cut into triangles from their first
+/// Corners of exactly equal coordinates become one vertex; with bJoin false only those that a PLY file gives one number, so
+/// that sheets that makeManifold() took apart stay apart. Polygons of a PLY file are cut into triangles from their first
 /// corner. Triangles with a coordinate that isn't finite, and such with two equal corners, are left out with one warning
 /// that counts them. What is left goes through the clean-up of every mesh: of equal triangles one stays, triangles are
 /// turned to agree with the oldest one of their piece (connected over edges of two triangles), and degenerate ones are
 /// collapsed away. So a consistently oriented mesh keeps its orientation, and vertices of the file may be out of use.
 /// sideLen: the unit for small moves, as the edge of a grid cell would be; not above 0 or not finite: the mean length of the
 /// edges. O(n log n), but k flat triangles round one vertex cost k squared.
-MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0);
+MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0, bool bJoin = true);
 /// ASCII STL.
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
 /// Wavefront OBJ. A failure is a line on standard error, beginning with "Can't write", and nothing else.
@@ -374,6 +375,10 @@ namespace PLY {
 /// out of range, a face of fewer than three corners; vOut is then as it was. Memory is bound by the length of the file,
 /// whatever its header claims.
 bool readPly(const std::string& filename, bool bPointsOnly, std::vector<TARN_KEL::Point3>& vOut);
+/// The mesh of a PLY file as the file numbers its vertices: all of them, used or not, into vVertices, which must be empty
+/// (assertion); three positions in that list a triangle, from 0, appended to vIndices. Polygons, failures and memory as
+/// above.
+bool readPly(const std::string& filename, std::vector<TARN_KEL::Point3>& vVertices, std::vector<int>& vIndices);
 
 // Coordinates are written in single precision. False when the file can't be written.
 

@@ -10,6 +10,7 @@
 #include <cstdint>
 #include <cstring>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <new>
 #include <optional>
@@ -134,25 +135,55 @@ bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
 using Triple = std::array<std::size_t, 3>;
 
 /// Makes the vertices of the triangles of three different places, all finite, and says how many others there were.
-std::vector<Triple> createVertices(RMesh& mesh, const std::vector<Point3>& vCorners, const std::string& filename) {
+/// placeOf, vertexOf: of each corner; vertexOf makes the vertex where it is new.
+template <typename PlaceOf, typename VertexOf>
+std::vector<Triple> createVertices(std::size_t numCorners, const PlaceOf& placeOf, const VertexOf& vertexOf,
+                                   const std::string& filename) {
     std::vector<Triple> vTriple;
-    vTriple.reserve(vCorners.size() / 3);
+    vTriple.reserve(numCorners / 3);
     std::size_t numEqual = 0, numNotFinite = 0;
-    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
-        const Point3 &p0 = vCorners[i], &p1 = vCorners[i + 1], &p2 = vCorners[i + 2];
+    for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
+        const Point3 &p0 = placeOf(i), &p1 = placeOf(i + 1), &p2 = placeOf(i + 2);
         if (!isFinitePoint(p0) || !isFinitePoint(p1) || !isFinitePoint(p2)) {
             ++numNotFinite;
         } else if (p0 == p1 || p1 == p2 || p2 == p0) {
             ++numEqual;
         } else {
-            const auto number = [&mesh](const Point3& p) { return mesh.getVtxIndex(mesh.createVertex(p, false)); };
-            vTriple.push_back(Triple{number(p0), number(p1), number(p2)});
+            vTriple.push_back(Triple{vertexOf(i), vertexOf(i + 1), vertexOf(i + 2)});
         }
     }
     if (numEqual + numNotFinite != 0)
         warning("readMesh_auto", filename + ": left out " + toString(numEqual) + " triangles with equal corners and " +
                                      toString(numNotFinite) + " with coordinates that aren't finite");
     return vTriple;
+}
+
+/// Reads the triangles of a file and makes their vertices, one for each place. False when the file can't be read.
+bool readJoined(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
+    std::vector<Point3> vCorners;
+    if (!readTriangles(filename, vCorners)) return false;
+    const auto placeOf = [&](std::size_t i) -> const Point3& { return vCorners[i]; };
+    const auto vertexOf = [&](std::size_t i) { return mesh.getVtxIndex(mesh.createVertex(vCorners[i], false)); };
+    vTriple = createVertices(vCorners.size(), placeOf, vertexOf, filename);
+    return true;
+}
+
+/// The same for a PLY file, with a vertex for each of its numbers that is used.
+bool readNumbered(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
+    constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
+    if (!PLY::readPly(filename, vVertices, vIndices)) return false;
+    std::vector<std::size_t> vNumber(vVertices.size(), NONE);
+    const auto indexOf = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]); };
+    const auto placeOf = [&](std::size_t i) -> const Point3& { return vVertices[indexOf(i)]; };
+    const auto vertexOf = [&](std::size_t i) {
+        std::size_t& number = vNumber[indexOf(i)];
+        if (number == NONE) number = mesh.getVtxIndex(mesh.createVertexApart(placeOf(i)));
+        return number;
+    };
+    vTriple = createVertices(vIndices.size(), placeOf, vertexOf, filename);
+    return true;
 }
 
 /// Of triangles with the same vertices the first one stays. A file may hold one a million times, and an edge gives up its
@@ -300,13 +331,12 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
     return PLY::writePly(vPointer, filename, bAscii);
 }
 
-MeshPtr readMesh_auto(const std::string& filename, double sideLen) {
-    std::vector<Point3> vCorners;
-    if (!readTriangles(filename, vCorners)) return nullptr;
-    OwnRun run(progressForReadMesh());
+MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {
     auto pRMesh = std::make_unique<RMesh>(sideLen);
-    std::vector<Triple> vTriple = createVertices(*pRMesh, vCorners, filename);
-    std::vector<Point3>().swap(vCorners);
+    std::vector<Triple> vTriple;
+    const bool bNumbered = !bJoin && getFileType(filename) == FT_PLY;
+    if (!(bNumbered ? readNumbered : readJoined)(filename, *pRMesh, vTriple)) return nullptr;
+    OwnRun run(progressForReadMesh());
     dropEqual(vTriple);
     for (const auto& [a, b, c] : vTriple)
         pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));

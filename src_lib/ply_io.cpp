@@ -134,49 +134,54 @@ void appendVertices(const Content& content, std::vector<Point3>& vOut) {
         vOut.emplace_back(coordinate(x, i), coordinate(y, i), coordinate(z, i));
 }
 
-/// Each face as triangles round its first corner.
-template <typename Index>
-void appendTriangles(const std::vector<Point3>& vVertex, const PlyData& faces, std::vector<Point3>& vOut) {
+/// Calls visit(number of a vertex) for three corners a triangle: each face as triangles round its first corner.
+template <typename Index, typename Visit>
+void visitCorners(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
     std::size_t first = 0;
-    const auto corner = [&](std::size_t i) -> const Point3& {
+    const auto visitCorner = [&](std::size_t i) {
         const Index index = load<Index>(faces, first + i);
-        if (index < 0 || static_cast<std::size_t>(index) >= vVertex.size())
+        if (index < 0 || static_cast<std::size_t>(index) >= numVertices)
             throw std::runtime_error("index out of range: " + std::to_string(index));
-        return vVertex[static_cast<std::size_t>(index)];
+        visit(static_cast<std::size_t>(index));
     };
     for (const std::uint32_t length : faces.vListLength) {
         if (length < 3) throw std::runtime_error("a face of fewer than three corners");
         for (std::size_t i = 1; i + 1 < length; ++i) {
-            vOut.push_back(corner(0));
-            vOut.push_back(corner(i));
-            vOut.push_back(corner(i + 1));
+            visitCorner(0);
+            visitCorner(i);
+            visitCorner(i + 1);
         }
         first += length;
     }
 }
 
-void appendSoup(const Content& content, std::vector<Point3>& vOut) {
-    const PlyData& faces = *content.pFaces;
+/// The same for whatever type the numbers have.
+template <typename Visit>
+void visitCorners(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
     if (faces.vListLength.size() != faces.count) throw std::runtime_error("indices of faces aren't lists");
-    std::vector<Point3> vVertex;
-    appendVertices(content, vVertex);
-    vOut.reserve(vOut.size() + 3 * faces.count);
     switch (faces.t) {
     case Type::INT8:
-        return appendTriangles<std::int8_t>(vVertex, faces, vOut);
+        return visitCorners<std::int8_t>(faces, numVertices, visit);
     case Type::UINT8:
-        return appendTriangles<std::uint8_t>(vVertex, faces, vOut);
+        return visitCorners<std::uint8_t>(faces, numVertices, visit);
     case Type::INT16:
-        return appendTriangles<std::int16_t>(vVertex, faces, vOut);
+        return visitCorners<std::int16_t>(faces, numVertices, visit);
     case Type::UINT16:
-        return appendTriangles<std::uint16_t>(vVertex, faces, vOut);
+        return visitCorners<std::uint16_t>(faces, numVertices, visit);
     case Type::INT32:
-        return appendTriangles<std::int32_t>(vVertex, faces, vOut);
+        return visitCorners<std::int32_t>(faces, numVertices, visit);
     case Type::UINT32:
-        return appendTriangles<std::uint32_t>(vVertex, faces, vOut);
+        return visitCorners<std::uint32_t>(faces, numVertices, visit);
     default:
         throw std::runtime_error("indices of faces aren't whole numbers");
     }
+}
+
+void appendSoup(const Content& content, std::vector<Point3>& vOut) {
+    std::vector<Point3> vVertex;
+    appendVertices(content, vVertex);
+    vOut.reserve(vOut.size() + 3 * content.pFaces->count);
+    visitCorners(*content.pFaces, vVertex.size(), [&](std::size_t i) { vOut.push_back(vVertex[i]); });
 }
 
 /// fetch() with a line for the user when the file isn't as it should be.
@@ -187,6 +192,35 @@ Content fetchOrReport(std::istream& in, bool bPointsOnly) {
         std::cout << "tinyply exception: " << e.what() << std::endl;
         throw;
     }
+}
+
+/// Fetches a file and hands it to use(). A failure, of use() as well, is false and lines for the user.
+template <typename Use>
+bool readContent(const std::string& filename, bool bPointsOnly, const Use& use) {
+    try {
+        TARN_KEL::InputFile file(filename);
+        if (!file.isOpen()) {
+            warning("readPly", "Failed to open " + filename);
+            return false;
+        }
+        const Content content = fetchOrReport(file.stream(), bPointsOnly);
+        for (const Column& column : content.aColumn) {
+            if (isCoordinateType(column.pData->t)) continue;
+            warning("readPly", "unsupported type in " + filename);
+            return false;
+        }
+        use(content);
+        return true;
+    } catch (const std::exception& e) {
+        std::cout << "Error: " << e.what() << std::endl;
+        warning("readPly", filename + " not read");
+        return false;
+    }
+}
+
+int toIndex(std::size_t i) {
+    if (i > static_cast<std::size_t>(std::numeric_limits<int>::max())) throw std::runtime_error("too many vertices");
+    return static_cast<int>(i);
 }
 
 // ---- Writing
@@ -234,26 +268,26 @@ bool writeMesh(geometry& geo, const std::string& filename, bool bAscii) {
 
 bool readPly(const std::string& filename, bool bPointsOnly, std::vector<Point3>& vOut) {
     const std::size_t numBefore = vOut.size();
-    try {
-        TARN_KEL::InputFile file(filename);
-        if (!file.isOpen()) {
-            warning("readPly", "Failed to open " + filename);
-            return false;
-        }
-        const Content content = fetchOrReport(file.stream(), bPointsOnly);
-        for (const Column& column : content.aColumn) {
-            if (isCoordinateType(column.pData->t)) continue;
-            warning("readPly", "unsupported type in " + filename);
-            return false;
-        }
+    const bool bRead = readContent(filename, bPointsOnly, [&](const Content& content) {
         bPointsOnly ? appendVertices(content, vOut) : appendSoup(content, vOut);
-        return true;
-    } catch (const std::exception& e) {
-        vOut.resize(numBefore);
-        std::cout << "Error: " << e.what() << std::endl;
-        warning("readPly", filename + " not read");
-        return false;
+    });
+    if (!bRead) vOut.resize(numBefore);
+    return bRead;
+}
+
+bool readPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+    ASSEX(vVertices.empty());
+    const std::size_t numBefore = vIndices.size();
+    const bool bRead = readContent(filename, false, [&](const Content& content) {
+        appendVertices(content, vVertices);
+        vIndices.reserve(vIndices.size() + 3 * content.pFaces->count);
+        visitCorners(*content.pFaces, vVertices.size(), [&](std::size_t i) { vIndices.push_back(toIndex(i)); });
+    });
+    if (!bRead) {
+        vVertices.clear();
+        vIndices.resize(numBefore);
     }
+    return bRead;
 }
 
 bool writePly(RMesh* pRMesh, const std::string& filename, bool bAscii) {

@@ -203,6 +203,30 @@ TEST(MeshAnalysis, agreesWithAllPairsOnRandomSoups) {
     });
 }
 
+TEST(MeshAnalysis, takesVerticesByNumberOrByPlace) {
+    forSeeds(100, [](unsigned seed) {
+        Scan scan(seed);
+        const Points vApart = scan.dust(12);
+        Points vTogether = vApart;
+        vTogether[3] = vTogether[8] = vTogether[0];
+        std::vector<int> vIndices;
+        for (int i = 0; i < 45; ++i)
+            vIndices.push_back(static_cast<int>(scan.uniform(0.0, 12.0)));
+        const IndexedTriangles apart = unifiedVertices(vApart, vIndices);
+        const IndexedTriangles numbered = numberedVertices(vTogether, vIndices),
+                               joined = unifiedVertices(vTogether, vIndices);
+        EXPECT_EQ(numbered.vTriangles, apart.vTriangles);
+        EXPECT_EQ(numbered.vVertices.size(), apart.vVertices.size());
+        EXPECT_EQ(joined.vVertices.size(), numPlaces(numbered.vVertices));
+        EXPECT_LE(joined.vVertices.size(), numPlaces(vTogether));
+    });
+    const IndexedTriangles mesh =
+        numberedVertices({{9, 9, 9}, {0, 0, 0}, {0, 0, 0}, {1, INF, 0}, {0, 1, 0}}, {4, 2, 1, 3, 1, 2});
+    EXPECT_EQ(mesh.vVertices, (Points{{0, 1, 0}, {0, 0, 0}, {0, 0, 0}}));
+    EXPECT_EQ(mesh.vTriangles, (Triangles{{0, 1, 2}}));
+    EXPECT_EQ(mesh.numNotFinite, 1u);
+}
+
 TEST(MeshAnalysis, unifiesEqualCornersAndLeavesOutWhatIsNotFinite) {
     Points vCorners = {{0.0, 1, 2}, {1, 1, 2},    {0, 5, 2}, {-0.0, 1, 2}, {1, NOT_A_NUMBER, 2},
                        {0, 7, 2},   {-0.0, 1, 2}, {0, 5, 2}, {0, 6, 2},    {INF, 1, 2},

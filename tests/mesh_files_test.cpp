@@ -181,6 +181,44 @@ TEST(ReadMesh, bringsBackWhatWasWritten) {
         }
 }
 
+TEST(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {
+    const TempFolder folder;
+    Soup soup = torus(12, 8);
+    const int num = static_cast<int>(soup.vVtx.size());
+    for (const Point3& p : torus(12, 8).vVtx)
+        soup.vVtx.push_back(p + Vector3(5, 0, 0));
+    for (auto t : torus(12, 8).vT) {  // has vertex 0 with the first one in common
+        for (int& i : t)
+            i = i == 0 ? 0 : i + num;
+        soup.vT.push_back(t);
+    }
+    const MeshPtr pMesh = meshOf(soup);
+    EXPECT_EQ(makeManifold(pMesh).numNewVertices, 1U);
+    ASSERT_TRUE(writeMesh_auto(folder.path("m.ply"), pMesh, false));
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices = {7};
+    ASSERT_TRUE(PLY::readPly(folder.path("m.ply"), vVertices, vIndices));
+    EXPECT_EQ(vVertices.size(), 192U);
+    EXPECT_EQ(vIndices.size(), 1 + 3 * soup.vT.size());
+    const std::vector<Point3> vCorners = cornersOf(pMesh);
+    for (std::size_t i = 0; i < vCorners.size(); ++i)
+        ASSERT_LT((vVertices[static_cast<std::size_t>(vIndices[i + 1])] - vCorners[i]).length(), 1e-5);
+    EXPECT_EQ(sizeOf(readMesh_auto(folder.path("m.ply"), 0.0, false)), sizeOf(pMesh));
+    EXPECT_EQ(figuresOf(*readMesh_auto(folder.path("m.ply"))->getRMesh()).euler, -1);
+
+    std::string bytes = folder.read("m.ply");
+    bytes.back() = '\x7f';  // an index out of range
+    folder.write("m.ply", bytes);
+    expectFails("vVertices.empty()", [&] { PLY::readPly(folder.path("m.ply"), vVertices, vIndices); });
+    vVertices.clear();
+    vIndices = {7};
+    const CoutSilence silence;
+    EXPECT_FALSE(PLY::readPly(folder.path("m.ply"), vVertices, vIndices));
+    EXPECT_TRUE(vVertices.empty());
+    EXPECT_EQ(vIndices, std::vector<int>{7});
+    EXPECT_FALSE(readMesh_auto(folder.path("m.ply"), 0.0, false));
+}
+
 TEST(ReadMesh, takesALengthAsTheSideAndElseTheAverageEdge) {
     const TempFolder folder;
     ASSERT_TRUE(writeMesh_auto(folder.path("m.ply"), meshOf(tetrahedron()), false));

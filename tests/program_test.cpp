@@ -54,14 +54,16 @@ double distanceTo(const std::string& shape, const Point3& p) {
 }
 
 /// Four triangles round a vertex, which make a roof over a square; with bFloor closed by the two halves of the square.
-std::string roof(bool bFloor) {
-    const std::vector<std::string> vRim = {"1 1 0", "-1 1 0", "-1 -1 0", "1 -1 0"};
+/// middle: x and y of the vertex.
+std::string roof(bool bFloor, int middle = 0) {
+    const std::string low = std::to_string(middle - 1) + " ", high = std::to_string(middle + 1) + " ";
+    const std::vector<std::string> vRim = {high + high + "0", low + high + "0", low + low + "0", high + low + "0"};
     const auto triangle = [](const std::string& a, const std::string& b, const std::string& c) {
         return "outer loop\nvertex " + a + "\nvertex " + b + "\nvertex " + c + "\nendloop\n";
     };
     std::string text;
     for (std::size_t i = 0; i < 4; ++i)
-        text += triangle("0 0 1", vRim[i], vRim[(i + 1) % 4]);
+        text += triangle(std::to_string(middle) + " " + std::to_string(middle) + " 1", vRim[i], vRim[(i + 1) % 4]);
     return bFloor ? text + triangle(vRim[2], vRim[1], vRim[0]) + triangle(vRim[0], vRim[3], vRim[2]) : text;
 }
 
@@ -224,6 +226,51 @@ TEST_F(ProgramTest, fillsHoles) {
     EXPECT_EQ(countIn(folder.read("report.json"), "\"holesClosed\": 1"), 1);
 }
 
+TEST_F(ProgramTest, writesManifoldMeshesUnlessTheyShallBeRaw) {
+    const auto verdict = [&](const std::string& arguments) {
+        const std::string out = run("info --json info.json " + arguments).out;
+        return out.substr(out.find("the mesh is"));
+    };
+    const std::string good = "the mesh is               manifold, closed, oriented\n";
+    const std::string bad = "the mesh is               not manifold, closed, oriented\n";
+    folder.write("two.stl", roof(true) + roof(true, 2));  // they have a corner in common
+    EXPECT_EQ(verdict("two.stl"), bad);
+    EXPECT_EQ(countIn(folder.read("info.json"), "\"manifold\": false,\n    \"closed\": true,"), 1);
+    const Outcome outcome = run("manifold two.stl two.ply --json report.json");
+    EXPECT_EQ(outcome.out,
+              "made manifold: triangles removed 0, vertices added 1, sides cut 0\n"
+              "two.ply: 10 vertices, 12 triangles, 0 border edges, 0 non-manifold edges, 2 component(s)\n");
+    EXPECT_EQ(countIn(folder.read("report.json"), "\"newVertices\": 1"), 1);
+    EXPECT_EQ(verdict("two.ply"), good);
+    EXPECT_EQ(verdict("two.ply --join"), bad);
+    ASSERT_EQ(run("convert two.ply again.ply").status, 0);
+    EXPECT_TRUE(folder.read("again.ply") == folder.read("two.ply"));
+    for (const std::string change : {"fill two.ply o.ply --max-edges 3", "flip two.ply o.ply", "smooth two.ply o.ply -n 1",
+                                     "reduce two.ply o.ply --max-edge 0.1 --max-angle 1"}) {
+        EXPECT_EQ(run(change).status, 0);
+        EXPECT_EQ(verdict("o.ply"), good) << change;
+        EXPECT_EQ(run(change + " --raw").status, 0);
+        EXPECT_EQ(verdict("o.ply"), bad) << change;
+    }
+}
+
+TEST_F(ProgramTest, finishesTheMeshesThatItMakes) {
+    std::vector<Point3> vPoints = scan("torus --points 5000 --noise 0.5 --seed 4");
+    for (const std::string options : {"", "--raw", "--close 12", "--raw --close 12", "--close 12 --smooth 2"}) {
+        ASSERT_EQ(run("reconstruct scan.bin mesh.ply --json report.json " + options).status, 0);
+        const CoutSilence silence;
+        const MeshPtr pMesh = reconstruct_auto(vPoints, false, 1.1, -1);
+        if (options.find("raw") == std::string::npos) makeManifold(pMesh);
+        const int numClosed = options.find("close") == std::string::npos ? 0 : fillHoles(pMesh, 12);
+        if (options.find("smooth") != std::string::npos) laplacianSmoothing(pMesh, 2);
+        ASSERT_TRUE(writeMesh_auto(logs.path("mesh.ply"), pMesh, false));
+        EXPECT_TRUE(folder.read("mesh.ply") == logs.read("mesh.ply")) << options;
+        EXPECT_EQ(countIn(folder.read("report.json"), "\"holesClosed\": " + std::to_string(numClosed) + "\n"),
+                  options.find("close") == std::string::npos ? 0 : 1);
+        EXPECT_TRUE(numClosed > 0 || options.find("close") == std::string::npos) << "the scan has holes to close";
+    }
+}
+
 TEST_F(ProgramTest, convertsThereAndBack) {
     const auto convert = [&](const std::string& arguments) {
         const Outcome outcome = run("convert " + arguments + " --quiet");
@@ -269,7 +316,9 @@ TEST_F(ProgramTest, rasterisesASoupAsTheLibraryDoes) {
         vCorners.clear();
         vCloud.clear();
         ASSERT_TRUE(readSTL_ASCII(folder.path("soup.stl").c_str(), vCorners));
-        ASSERT_TRUE(writeMesh_auto(logs.path("mesh.ply"), melt(vCorners, 0.05, angle), false));
+        const MeshPtr pMesh = melt(vCorners, 0.05, angle);
+        makeManifold(pMesh);
+        ASSERT_TRUE(writeMesh_auto(logs.path("mesh.ply"), pMesh, false));
         EXPECT_TRUE(folder.read("mesh.ply") == logs.read("mesh.ply"));
         toCloud(vCorners, 0.05, angle, vCloud);
         EXPECT_EQ(points("cloud.bin"), vCloud);
@@ -467,9 +516,9 @@ TEST_F(ProgramTest, keepsEveryDigitInTextFiles) {
 }
 
 TEST_F(ProgramTest, explainsItself) {
-    for (const std::string arguments :
-         {"--help", "reconstruct --help", "reduce --help", "fill --help", "flip --help", "smooth --help", "convert --help",
-          "holes --help", "melt --help", "cloud --help", "info --help", "spacing --help", "scan --help", "--version"}) {
+    for (const std::string arguments : {"--help", "reconstruct --help", "reduce --help", "fill --help", "flip --help",
+                                        "smooth --help", "convert --help", "holes --help", "melt --help", "manifold --help",
+                                        "cloud --help", "info --help", "spacing --help", "scan --help", "--version"}) {
         const Outcome outcome = run(arguments);
         EXPECT_EQ(outcome.status, 0) << arguments;
         EXPECT_EQ(outcome.err, "") << arguments;

@@ -26,7 +26,7 @@ void convert(const ConvertOptions& options, Program& program) {
     const bool bTriangles = holdsTriangles(options.in);
     if (bTriangles && !isPointsOnlyFile(options.out)) {
         program.requireMeshOutput(options.out, options.in);
-        program.writeMesh(options.out, program.readMesh(options.in), options.bAscii);
+        program.writeMesh(options.out, program.readMesh(options.in, false), options.bAscii);
     } else {
         Program::requirePointInput(options.in);
         program.requirePointOutput(options.out, options.in);

@@ -8,7 +8,7 @@ using namespace TARN_KEL;
 namespace {
 
 struct FlipOptions {
-    MeshFiles files;
+    MeshChange change;
     bool bAnneal = false;
 };
 
@@ -17,11 +17,11 @@ struct FlipOptions {
 void addFlipCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FlipOptions>();
     CLI::App& command = *app.add_subcommand("flip", "Flip edges of a mesh where that makes the surface smoother");
-    addMeshFiles(command, pOptions->files);
+    addMeshChange(command, pOptions->change);
     command.add_flag("--anneal", pOptions->bAnneal, "Anneal: some thirty times as slow, gets out of local minima");
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->files, [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, program); }, program);
+            pOptions->change, [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, program); }, program);
     });
 }

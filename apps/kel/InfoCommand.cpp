@@ -18,6 +18,7 @@ struct InfoOptions {
     std::string mesh;
     std::optional<std::string> reference;
     std::optional<double> within;
+    bool bJoin = false;
 };
 
 /// A name and its values, in columns.
@@ -43,6 +44,12 @@ void printMesh(const MeshFigures& f) {
     printFigure("border loops", f.numBorderLoops);
     printFigure("closed pieces", f.numOutward, " outward, ", f.numInward, " inward, ", f.numUnclear, " unclear");
     if (f.numOutward + f.numInward > 0) printFigure("volume", f.volume);
+}
+
+void printVerdict(const MeshFigures& f) {
+    const auto orNot = [](bool bHolds, const std::string& what) { return (bHolds ? "" : "not ") + what; };
+    printFigure("the mesh is", orNot(f.isManifold(), "manifold"), ", ", orNot(f.isClosed(), "closed"), ", ",
+                orNot(f.isOriented(), "oriented"));
 }
 
 /// 100 only for all of them, however many they are.
@@ -77,9 +84,7 @@ void info(const InfoOptions& options, Program& program) {
     if (options.reference) Program::requirePointInput(*options.reference);
     program.requireReport({options.mesh, options.reference.value_or("")});
 
-    std::vector<Point3> vCorners = program.readTriangles(options.mesh);
-    IndexedTriangles mesh;
-    program.step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
+    const IndexedTriangles mesh = program.readIndexedTriangles(options.mesh, options.bJoin);
     if (mesh.vTriangles.empty()) throw Failure("There is no triangle with finite coordinates in " + options.mesh);
     Reference reference;
     if (options.reference) reference = readReference(*options.reference, program);
@@ -88,14 +93,15 @@ void info(const InfoOptions& options, Program& program) {
     program.step("measure", [&] { figures = measureMesh(mesh); });
     program.report()["mesh"] = figures.toJson();
     printMesh(figures);
-    if (!options.reference) return;
-
-    CloudDistances distances;
-    program.step("measure", [&] {
-        distances = measureDistances(mesh.vVertices, reference.vPoints, figures.averageEdgeLength, options.within);
-    });
-    program.report()["distances"] = distances.toJson();
-    printDistances(distances, reference.numNotFinite);
+    if (options.reference) {
+        CloudDistances distances;
+        program.step("measure", [&] {
+            distances = measureDistances(mesh.vVertices, reference.vPoints, figures.averageEdgeLength, options.within);
+        });
+        program.report()["distances"] = distances.toJson();
+        printDistances(distances, reference.numNotFinite);
+    }
+    printVerdict(figures);
 }
 
 }  // namespace
@@ -104,6 +110,8 @@ void addInfoCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<InfoOptions>();
     CLI::App& command = *app.add_subcommand("info", "Print the figures of a mesh: topology, orientation, faults, distances");
     command.add_option("MESH", pOptions->mesh, MESH_IN)->required();
+    command.add_flag("--join", pOptions->bJoin,
+                     "Make one vertex of those of a .ply that are at one place, as is always done for an .stl");
     CLI::Option* pReference = command.add_option("--reference", pOptions->reference,
                                                  "Points from which the distances of the vertices are taken: .xyz, .txt, "
                                                  ".asc, .bin or .ply");

@@ -7,7 +7,11 @@ using namespace TARN_KEL;
 
 namespace {
 
-void meltSoup(const SoupOptions& options, Program& program) {
+struct MeltOptions : SoupOptions {
+    FreshMesh fresh;
+};
+
+void meltSoup(const MeltOptions& options, Program& program) {
     const auto& [in, out] = options.files;
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
@@ -16,16 +20,18 @@ void meltSoup(const SoupOptions& options, Program& program) {
     program.step("melt", [&] { pMesh = melt(vCorners, options.spacing, options.featureAngle); });
     program.report()["melt"] = options.toJson();
     if (isEmpty(pMesh)) throw Failure("No mesh came of " + in);
+    finishFreshMesh(pMesh, options.fresh, program);
     program.writeMesh(out, pMesh);
 }
 
 }  // namespace
 
 void addMeltCommand(CLI::App& app, Program& program) {
-    auto pOptions = std::make_shared<SoupOptions>();
+    auto pOptions = std::make_shared<MeltOptions>();
     CLI::App& command = *app.add_subcommand(
         "melt", "Make a clean mesh of triangles that needn't fit together, by way of the cells of a grid that they touch");
     addSoupOptions(command, *pOptions, MESH_OUT);
+    addFreshMesh(command, pOptions->fresh);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { meltSoup(*pOptions, program); });
 }

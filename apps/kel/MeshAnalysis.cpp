@@ -284,23 +284,26 @@ void Topology::addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const {
     }
 }
 
+/// placeOf: of each corner; numberOf: of the vertex at each corner of a triangle that is finite.
+template <typename PlaceOf, typename NumberOf>
+void addTriangles(std::size_t numCorners, const PlaceOf& placeOf, const NumberOf& numberOf, IndexedTriangles& mesh) {
+    if (numCorners >= NONE) throw std::length_error("The mesh has too many triangles");
+    mesh.vTriangles.reserve(numCorners / 3);
+    for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
+        if (isFinitePoint(placeOf(i)) && isFinitePoint(placeOf(i + 1)) && isFinitePoint(placeOf(i + 2)))
+            mesh.vTriangles.push_back({numberOf(i), numberOf(i + 1), numberOf(i + 2)});
+        else
+            ++mesh.numNotFinite;
+    }
+}
+
 /// placeOf: of each corner. At most maxPlaces of them differ.
 template <typename PlaceOf>
 IndexedTriangles unified(std::size_t numCorners, std::size_t maxPlaces, const PlaceOf& placeOf) {
-    if (numCorners >= NONE) throw std::length_error("The mesh has too many triangles");
     IndexedTriangles mesh;
-    mesh.vTriangles.reserve(numCorners / 3);
     PlaceNumbers numbers(maxPlaces, mesh.vVertices);
-    for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
-        if (!isFinitePoint(placeOf(i)) || !isFinitePoint(placeOf(i + 1)) || !isFinitePoint(placeOf(i + 2))) {
-            ++mesh.numNotFinite;
-            continue;
-        }
-        Triangle t;
-        for (std::size_t k = 0; k < 3; ++k)
-            t[k] = numbers.numberOf(placeOf(i + k));
-        mesh.vTriangles.push_back(t);
-    }
+    addTriangles(
+        numCorners, placeOf, [&](std::size_t i) { return numbers.numberOf(placeOf(i)); }, mesh);
     return mesh;
 }
 
@@ -318,6 +321,31 @@ IndexedTriangles unifiedCorners(const std::vector<Point3>& vCorners) {
 IndexedTriangles unifiedVertices(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices) {
     return unified(vIndices.size(), vVertices.size(),
                    [&](std::size_t i) -> const Point3& { return vVertices[static_cast<std::size_t>(vIndices[i])]; });
+}
+
+IndexedTriangles numberedVertices(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices) {
+    IndexedTriangles mesh;
+    std::vector<Index> vNumber(vVertices.size(), NONE);
+    const auto positionOf = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]); };
+    const auto numberOf = [&](std::size_t i) {
+        Index& number = vNumber[positionOf(i)];
+        if (number == NONE) {
+            number = static_cast<Index>(mesh.vVertices.size());
+            mesh.vVertices.push_back(vVertices[positionOf(i)]);
+        }
+        return number;
+    };
+    addTriangles(
+        vIndices.size(), [&](std::size_t i) -> const Point3& { return vVertices[positionOf(i)]; }, numberOf, mesh);
+    return mesh;
+}
+
+std::size_t numPlaces(const std::vector<Point3>& vPoints) {
+    std::vector<Point3> vPlaces;
+    PlaceNumbers numbers(vPoints.size(), vPlaces);
+    for (const Point3& p : vPoints)
+        numbers.numberOf(p);
+    return vPlaces.size();
 }
 
 MeshFigures measureMesh(const IndexedTriangles& mesh) {
@@ -365,6 +393,10 @@ std::size_t MeshFigures::numNonManifoldEdges() const {
     return std::accumulate(vNumEdges.begin() + 2, vNumEdges.end(), std::size_t{0});
 }
 
+bool MeshFigures::isManifold() const {
+    return numNonManifoldEdges() + numPinchedVertices + numDegenerate + numDuplicates == 0;
+}
+
 nlohmann::ordered_json MeshFigures::toJson() const {
     return {{"vertices", numVertices},
             {"triangles", numTriangles},
@@ -385,7 +417,10 @@ nlohmann::ordered_json MeshFigures::toJson() const {
             {"borderLoops", numBorderLoops},
             {"pinchedVertices", numPinchedVertices},
             {"closedPieces", {{"outward", numOutward}, {"inward", numInward}, {"unclear", numUnclear}}},
-            {"volume", volume}};
+            {"volume", volume},
+            {"manifold", isManifold()},
+            {"closed", isClosed()},
+            {"oriented", isOriented()}};
 }
 
 nlohmann::ordered_json CloudDistances::toJson() const {

@@ -14,7 +14,7 @@
 #include <optional>
 #include <vector>
 
-/// Triangles on numbered vertices. No two vertices are at one place, each belongs to a triangle, and all are finite.
+/// Triangles on numbered vertices. Each vertex belongs to a triangle, and all are finite.
 struct IndexedTriangles {
     using Triangle = std::array<std::uint32_t, 3>;
 
@@ -28,6 +28,10 @@ struct IndexedTriangles {
 IndexedTriangles unifiedCorners(const std::vector<TARN_KEL::Point3>& vCorners);
 /// The same for corners given as positions in a list of vertices, which may hold equal and unused ones.
 IndexedTriangles unifiedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
+/// The same, but vertices at one place stay as many as there are.
+IndexedTriangles numberedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
+/// How many different places the points take up. O(n) expected time.
+std::size_t numPlaces(const std::vector<TARN_KEL::Point3>& vPoints);
 
 struct MeshFigures {
     static constexpr std::size_t NUM_DEGREES = 5;
@@ -58,6 +62,12 @@ struct MeshFigures {
 
     std::size_t numEdges() const;
     std::size_t numNonManifoldEdges() const;
+    /// Each edge has one or two triangles and each vertex one fan, and no triangle is degenerate or a duplicate.
+    bool isManifold() const;
+    /// No edge has one triangle.
+    bool isClosed() const { return vNumEdges[0] == 0; }
+    /// The two triangles of an edge go along it in different ways.
+    bool isOriented() const { return numOrientationConflicts == 0; }
     nlohmann::ordered_json toJson() const;
 };
 

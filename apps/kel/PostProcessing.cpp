@@ -1,5 +1,7 @@
 #include "PostProcessing.h"
 
+#include <limits>
+
 using namespace TARN_KEL;
 
 namespace {
@@ -36,15 +38,63 @@ void smoothMesh(const MeshPtr& pMesh, int numRounds, Program& program) {
     requireTriangles(pMesh, "smooth");
 }
 
-void addMeshFiles(CLI::App& command, MeshFiles& files) {
-    command.add_option("IN", files.in, MESH_IN)->required();
-    command.add_option("OUT", files.out, MESH_OUT)->required();
+void makeMeshManifold(const MeshPtr& pMesh, Program& program) {
+    ManifoldReport done;
+    program.step("manifold", [&] { done = makeManifold(pMesh); });
+    const std::size_t numRemoved = done.numFlat + done.numDuplicates + done.numMembranes + done.numSplinters;
+    program.report()["manifold"] = {{"trianglesRemoved", numRemoved},     {"flat", done.numFlat},
+                                    {"duplicates", done.numDuplicates},   {"membranes", done.numMembranes},
+                                    {"splinters", done.numSplinters},     {"trianglesTurned", done.numTurned},
+                                    {"newVertices", done.numNewVertices}, {"cuts", done.numCuts}};
+    if (numRemoved + done.numNewVertices + done.numCuts > 0)
+        program.say("made manifold: triangles removed " + std::to_string(numRemoved) + ", vertices added " +
+                    std::to_string(done.numNewVertices) + ", sides cut " + std::to_string(done.numCuts));
+    requireTriangles(pMesh, "manifold");
 }
 
-void changeMesh(const MeshFiles& files, const std::function<void(const MeshPtr&)>& change, Program& program) {
-    Program::requireMeshInput(files.in);
-    program.requireMeshOutput(files.out, files.in);
-    const MeshPtr pMesh = program.readMesh(files.in);
-    change(pMesh);
-    program.writeMesh(files.out, pMesh);
+void fillMesh(const MeshPtr& pMesh, int maxEdges, Program& program) {
+    int numClosed = 0;
+    program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges); });
+    program.report()["fill"] = {{"maxEdges", maxEdges}, {"holesClosed", numClosed}};
+    program.say(std::to_string(numClosed) + " hole(s) closed");
+}
+
+const CLI::Range holeEdges(3, std::numeric_limits<int>::max());
+
+void addRawOption(CLI::App& command, bool& bRaw) {
+    command.add_flag("--raw", bRaw, "Leave edges of three and more triangles, and whatever else isn't manifold");
+}
+
+void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
+    command.add_option("IN", files.in, MESH_IN)->required();
+    command.add_option("OUT", files.out, outText)->required();
+}
+
+void addMeshChange(CLI::App& command, MeshChange& change) {
+    addMeshFiles(command, change.files);
+    addRawOption(command, change.bRaw);
+}
+
+void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr&)>& work, Program& program) {
+    const auto& [in, out] = change.files;
+    Program::requireMeshInput(in);
+    program.requireMeshOutput(out, in);
+    const MeshPtr pMesh = program.readMesh(in);
+    if (!change.bRaw) makeMeshManifold(pMesh, program);
+    work(pMesh);
+    program.writeMesh(out, pMesh);
+}
+
+void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
+    addRawOption(command, fresh.bRaw);
+    command
+        .add_option("--close", fresh.closeEdges,
+                    "Close holes of up to N edges, such as pinholes (8), but not the rim of a flat or small piece")
+        ->type_name("N")
+        ->check(holeEdges);
+}
+
+void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {
+    if (!fresh.bRaw) makeMeshManifold(pMesh, program);
+    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, program);
 }

@@ -20,19 +20,47 @@ void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
 void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, Program& program);
 
+/// See TARN_KEL::makeManifold(). Says what was done, if anything.
+void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
+/// See TARN_KEL::fillHoles(). Says how many holes were closed.
+void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, Program& program);
+
 /// For CLI11: a number of rounds.
 extern const CLI::Range smoothRounds;
 
-/// The two files of a command from mesh to mesh.
+/// For CLI11: a number of edges of the border of a hole.
+extern const CLI::Range holeEdges;
+
+inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
+inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
+inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";
+
+/// The two files of a command that reads triangles.
 struct MeshFiles {
     std::string in;
     std::string out;
 };
 /// Adds IN and OUT to a command.
-void addMeshFiles(CLI::App& command, MeshFiles& files);
-/// Reads, changes and writes a mesh.
-void changeMesh(const MeshFiles& files, const std::function<void(const TARN_KEL::MeshPtr&)>& change, Program& program);
+void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText = MESH_OUT);
 
-inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
-inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
-inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";
+/// What the commands from mesh to mesh have in common.
+struct MeshChange {
+    MeshFiles files;
+    bool bRaw = false;  ///< the mesh may be non-manifold
+};
+/// Adds IN, OUT and --raw to a command.
+void addMeshChange(CLI::App& command, MeshChange& change);
+/// Adds --raw.
+void addRawOption(CLI::App& command, bool& bRaw);
+/// Reads a mesh, makes it manifold unless it is to be raw, changes and writes it.
+void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program);
+
+/// What the commands have in common that make a mesh.
+struct FreshMesh {
+    bool bRaw = false;
+    int closeEdges = 0;  ///< holes of up to so many edges are closed; 0: none
+};
+/// Adds --raw and --close.
+void addFreshMesh(CLI::App& command, FreshMesh& fresh);
+/// Makes the mesh manifold and closes holes, as asked for.
+void finishFreshMesh(const TARN_KEL::MeshPtr& pMesh, const FreshMesh& fresh, Program& program);

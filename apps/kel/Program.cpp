@@ -11,6 +11,7 @@
 #include <filesystem>
 #include <iostream>
 #include <optional>
+#include <utility>
 
 #include "../../src_lib/AtomicFile.h"
 #include "FileKinds.h"
@@ -201,18 +202,38 @@ std::vector<Point3> Program::readTriangles(const std::string& filename) {
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
         return isPlyFile(filename) ? readPly(filename.c_str(), false, vCorners) : readSTL_ASCII(filename.c_str(), vCorners);
     });
-    if (vCorners.empty()) throw Failure("There is no triangle in " + filename);
-    json["input"] = {{"file", filename}, {"triangles", vCorners.size() / 3}};
+    noteTriangles(filename, vCorners.size() / 3);
     return vCorners;
 }
 
-MeshPtr Program::readMesh(const std::string& filename) {
+IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool bJoin) {
+    IndexedTriangles mesh;
+    if (bJoin || !isPlyFile(filename)) {
+        std::vector<Point3> vCorners = readTriangles(filename);
+        step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
+        return mesh;
+    }
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
+    fileStep("read", "Can't read triangles from " + filename,
+             [&](const LibraryText&) { return PLY::readPly(filename, vVertices, vIndices); });
+    noteTriangles(filename, vIndices.size() / 3);
+    step("measure", [&] { mesh = numberedVertices(std::exchange(vVertices, {}), std::exchange(vIndices, {})); });
+    return mesh;
+}
+
+void Program::noteTriangles(const std::string& filename, std::size_t numTriangles) {
+    if (numTriangles == 0) throw Failure("There is no triangle in " + filename);
+    json["input"] = {{"file", filename}, {"triangles", numTriangles}};
+}
+
+MeshPtr Program::readMesh(const std::string& filename, bool bJoin) {
     MeshPtr pMesh;
     fileStep("read", "Can't read a mesh from " + filename, [&](const LibraryText&) {
-        pMesh = readMesh_auto(filename);
+        pMesh = readMesh_auto(filename, 0.0, bJoin);
         return pMesh != nullptr;
     });
-    json["input"] = {{"file", filename}, {"triangles", numTrianglesOf(*pMesh)}};
+    noteTriangles(filename, numTrianglesOf(*pMesh));
     return pMesh;
 }
 
@@ -252,22 +273,29 @@ bool Program::isWatched() const {
 
 MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh& mesh) {
     const Precision precision = precisionOf(filename, bAscii);
-    std::vector<Point3*> vPointers;
+    const bool bNumbersVertices = isPlyFile(filename) || isObjFile(filename);
     MeshFigures figures;
+    std::size_t numExact = 0, numRounded = 0;  // places
     step("measure", [&] {
+        std::vector<Point3*> vPointers;
         std::vector<int> vIndices;
         mesh.getVertexIndexData(vPointers, vIndices);
         std::vector<Point3> vVertices;
         vVertices.reserve(vPointers.size());
         for (const Point3* p : vPointers)
-            vVertices.emplace_back(inFile(p->x(), precision), inFile(p->y(), precision), inFile(p->z(), precision));
-        figures = measureMesh(unifiedVertices(vVertices, vIndices));
+            vVertices.push_back(*p);
+        numExact = numPlaces(vVertices);
+        for (Point3& p : vVertices)
+            p = Point3(inFile(p.x(), precision), inFile(p.y(), precision), inFile(p.z(), precision));
+        numRounded = numPlaces(vVertices);
+        figures =
+            measureMesh(bNumbersVertices ? numberedVertices(vVertices, vIndices) : unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
-    if (figures.numVertices < vPointers.size())
-        warn(std::string(precision.name) + ", which " + filename + " holds, leaves " + std::to_string(figures.numVertices) +
-             " of " + std::to_string(vPointers.size()) +
-             " vertices apart: " + (isPlyFile(filename) ? "write .obj or .stl, or " : "") + "move the points to the origin");
+    if (numRounded < numExact)
+        warn(std::string(precision.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
+             std::to_string(numExact) + " places apart: " + (isPlyFile(filename) ? "write .obj or .stl, or " : "") +
+             "move the points to the origin");
     return figures;
 }
 

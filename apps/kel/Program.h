@@ -52,11 +52,13 @@ public:
     std::vector<TARN_KEL::Point3> readPoints(std::string filename, const std::string& role = "input");
     /// The triangles of a file, three corners each; fails when it can't be read or holds none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
+    /// The same on vertices: those that the file numbers or, with bJoin or where it numbers none, one for each place.
+    IndexedTriangles readIndexedTriangles(const std::string& filename, bool bJoin);
     /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or nothing is left of it.
-    TARN_KEL::MeshPtr readMesh(const std::string& filename);
+    TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true);
     /// Writes points and says how many. bAscii chooses the form of a .ply, here and below.
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false);
-    /// Writes a mesh, notes the figures of what the file holds, and warns when rounding cost it vertices.
+    /// Writes a mesh, notes the figures of what the file holds, and warns when rounding brought vertices together.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false);
     /// Writes the drawing that findHoles() makes, notes the figures of the mesh, and says how many borders it has.
     void writeHoles(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
@@ -77,6 +79,8 @@ private:
     /// make one line together.
     void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
     void requireOutput(const std::string& filename, const std::string& input) const;
+    /// Fails where there is none.
+    void noteTriangles(const std::string& filename, std::size_t numTriangles);
     /// True when somebody asks for figures.
     bool isWatched() const;
     MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Mesh& mesh);

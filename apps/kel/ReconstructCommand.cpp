@@ -21,6 +21,7 @@ struct ReconstructOptions {
     int numGrowSteps = -1;
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
     int numSmoothRounds = 0;
+    FreshMesh fresh;
 };
 using MeshStep = std::function<void(const MeshPtr&)>;
 
@@ -35,6 +36,7 @@ void reconstruct(const ReconstructOptions& options, const std::vector<MeshStep>&
     });
     if (isEmpty(pMesh))
         throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
+    finishFreshMesh(pMesh, options.fresh, program);
     for (const MeshStep& step : vSteps)
         step(pMesh);
     program.writeMesh(options.out, pMesh);
@@ -92,6 +94,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
                     "Close gaps of a closed surface in at most N steps: gaps of about N - 3 cells' radius")
         ->type_name("N")
         ->check(CLI::Range(0, 1000));
+    addFreshMesh(command, pOptions->fresh);
     const auto mSteps = addMeshSteps(command, *pOptions, program);
     program.addCommonOptions(command);
     command.callback(

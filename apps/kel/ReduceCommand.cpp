@@ -8,7 +8,7 @@ using namespace TARN_KEL;
 namespace {
 
 struct ReduceOptions {
-    MeshFiles files;
+    MeshChange change;
     double maxEdge = 0.0;
     double maxAngle = 0.0;
 };
@@ -18,7 +18,7 @@ struct ReduceOptions {
 void addReduceCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ReduceOptions>();
     CLI::App& command = *app.add_subcommand("reduce", "Make a mesh of fewer triangles, flat places first");
-    addMeshFiles(command, pOptions->files);
+    addMeshChange(command, pOptions->change);
     command.add_option("--max-edge", pOptions->maxEdge, "How far away a vertex may go onto another one, a length")
         ->required()
         ->check(nonNegativeNumber);
@@ -28,7 +28,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->files,
+            pOptions->change,
             [&](const MeshPtr& pMesh) { reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, program); }, program);
     });
 }

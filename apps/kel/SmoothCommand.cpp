@@ -8,7 +8,7 @@ using namespace TARN_KEL;
 namespace {
 
 struct SmoothOptions {
-    MeshFiles files;
+    MeshChange change;
     int numRounds = 0;
 };
 
@@ -17,13 +17,13 @@ struct SmoothOptions {
 void addSmoothCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<SmoothOptions>();
     CLI::App& command = *app.add_subcommand("smooth", "Move the vertices of a mesh to the means of their neighbours");
-    addMeshFiles(command, pOptions->files);
+    addMeshChange(command, pOptions->change);
     command.add_option("-n", pOptions->numRounds, "Rounds; vertices on a border stay where they are")
         ->required()
         ->check(smoothRounds);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->files, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, program); }, program);
+            pOptions->change, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, program); }, program);
     });
 }

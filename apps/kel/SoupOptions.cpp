@@ -5,8 +5,7 @@ nlohmann::ordered_json SoupOptions::toJson() const {
 }
 
 void addSoupOptions(CLI::App& command, SoupOptions& options, const char* outText) {
-    command.add_option("IN", options.files.in, MESH_IN)->required();
-    command.add_option("OUT", options.files.out, outText)->required();
+    addMeshFiles(command, options.files, outText);
     command.add_option("--spacing", options.spacing, "The edge of a grid cell, a length")->required()->check(positiveNumber);
     command
         .add_option("--feature-angle", options.featureAngle,

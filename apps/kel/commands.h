@@ -11,6 +11,7 @@ void addFillCommand(CLI::App& app, Program& program);
 void addFlipCommand(CLI::App& app, Program& program);
 void addHolesCommand(CLI::App& app, Program& program);
 void addInfoCommand(CLI::App& app, Program& program);
+void addManifoldCommand(CLI::App& app, Program& program);
 void addMeltCommand(CLI::App& app, Program& program);
 void addReconstructCommand(CLI::App& app, Program& program);
 void addReduceCommand(CLI::App& app, Program& program);

@@ -35,6 +35,7 @@ int runProgram(int argc, char** argv) {
     addReconstructCommand(app, program);
     addMeltCommand(app, program);
     addCloudCommand(app, program);
+    addManifoldCommand(app, program);
     addReduceCommand(app, program);
     addFillCommand(app, program);
     addFlipCommand(app, program);

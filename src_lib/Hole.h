@@ -19,6 +19,7 @@ namespace TARN_KEL {
 class CEdge;
 class CMesh;
 class Chain;
+class Visualizer3;
 
 /// The value of a lattice point that has none: the largest float.
 constexpr float FLT_UNDEF = 3.40282346638528859811704183484516925e+38F;
@@ -126,7 +127,7 @@ public:
     bool isValidRCD(RCD rcd) const;
     /// Coordinates inside the box. Beyond its high sides is an assertion, below its low ones they are negative.
     void getNormedIntFromVCD(VCD vcd, int& x, int& y, int& z) const;
-    // Outside the box is an assertion.
+    // Outside the box is an assertion, and so is an address that isn't one of the matrix.
     int getAddress(int x, int y, int z) const;
     int getAddress(RCD rcd) const;
     /// -1, after a line, outside the box.
@@ -191,15 +192,14 @@ private:
         float srcVal, trgVal;
         Point3 src, trg, zero;  // the ends, and where the value is 0 between them
     };
-    class LowPass;
 
     BoxPoint toBox(VCD vcd) const;
     BoxPoint toBox(int address) const;
     bool isInBox(const BoxPoint& p) const;
-    unsigned char neigsInside(int address) const;
-    std::array<int, 6> neigSteps() const;
-    void seed(int address, double distance, bool bReliable);
+    void seed(MatrixEntry& entry, int address, double distance, bool bReliable);
     std::vector<std::pair<int, int>> outerEdges() const;
+    void writeBySign(Visualizer3& visualizer, const std::vector<int>& vAddresses) const;
+    VCCD cornersOfRegion() const;
 
     void liftZeros();
     std::vector<Crossing> findCrossings() const;

@@ -110,6 +110,10 @@ bool passThrough(const Point3& p0, const Point3& p1, const std::vector<Point3>& 
 /// Tests on the bits of the double, which no setting of the compiler can fold away.
 bool tools_isnan(double value);
 bool tools_isinf(double value);
+/// A real number: neither of these.
+inline bool tools_isVal(double value) {
+    return !tools_isnan(value) && !tools_isinf(value);
+}
 
 // ---- Cell lists ---------------------------------------------------------------------------------------------------------
 //

@@ -222,9 +222,8 @@ private:
             sheets.forEachSide(pRT, [&](Side side) {
                 const Side next = sheets.across(side);
                 if (next == Sheets::NONE || next < side) return;
-                const REdge* pRE = sheets.edgeOf(side);
-                for (const Point3* p : {pRE->pVtx0, pRE->pVtx1})
-                    fans.join(cornerOf(pRT, p), cornerOf(sheets.triangleOf(next), p));
+                for (const auto& [corner, cornerAcross] : sheets.cornersAcross(side))
+                    fans.join(corner, cornerAcross);
             });
         });
     }
@@ -235,7 +234,7 @@ private:
         mMiddle.clear();
         bool bDropped = false;
         for (const REdge* pRE : mesh.vRE) {
-            if (pRE->getDegree() < 2) continue;
+            if (pRE->getDegree() < 2 || isPlain(*pRE)) continue;
             const Point3 middle = midpoint(*pRE->pVtx0, *pRE->pVtx1);
             const bool bRoom = middle != *pRE->pVtx0 && middle != *pRE->pVtx1;
             for (const Side side : crowdedSides(*pRE)) {
@@ -252,6 +251,11 @@ private:
             }
         }
         return !bDropped;
+    }
+
+    /// One sheet goes over the edge, and none else comes to it.
+    bool isPlain(const REdge& edge) const {
+        return edge.getDegree() == 2 && sheets.across(sheets.sideOf(edge.vRT[0], &edge)) != Sheets::NONE;
     }
 
     /// Of each sheet that comes to the edge one side, if another sheet has the same fans at both ends. Sheets that run over

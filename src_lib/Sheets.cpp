@@ -54,6 +54,7 @@ Sheets::Side Sheets::sideOf(const RTriangle* pRT, const REdge* pRE) const {
 void Sheets::link(Side a, Side b) {
     vAcross[a] = b;
     vAcross[b] = a;
+    vAlike[a] = vAlike[b] = compareRun(a, b) ? 1 : 0;
 }
 
 void Sheets::cut(Side side) {
@@ -73,8 +74,19 @@ void Sheets::turn(const RTriangle* pRT) {
     vTurn[mesh.poolRT.indexOf(pRT)] ^= 1;
 }
 
+std::array<std::pair<Sheets::Side, Sheets::Side>, 2> Sheets::cornersAcross(Side side) const {
+    const auto ends = [](Side s) {
+        const Side first = s - s % 3;
+        return std::pair(first + (s + 1) % 3, first + (s + 2) % 3);
+    };
+    const auto [a, b] = ends(side);
+    const auto [c, d] = ends(vAcross[side]);
+    if (vAlike[side] != 0) return {{{a, c}, {b, d}}};
+    return {{{a, d}, {b, c}}};
+}
+
 /// As the mesh has them, both triangles run the same way along the edge, so that they disagree.
-bool Sheets::runAlike(Side a, Side b) const {
+bool Sheets::compareRun(Side a, Side b) const {
     const REdge* pRE = edgeOf(a);
     const auto isForward = [pRE](const RTriangle* pRT) { return pRT->getRTriOri(pRE->pVtx0, pRE->pVtx1) == 1; };
     return isForward(triangleOf(a)) == isForward(triangleOf(b));
@@ -83,13 +95,17 @@ bool Sheets::runAlike(Side a, Side b) const {
 /// The two triangles disagree there even if they are turned as they should be.
 bool Sheets::isSeam(Side side) const {
     const Side next = vAcross[side];
-    return next != NONE && runAlike(side, next) == (vTurn[side / 3] == vTurn[next / 3]);
+    return next != NONE && (vAlike[side] != 0) == (vTurn[side / 3] == vTurn[next / 3]);
 }
 
 // ---- Orientation --------------------------------------------------------------------------------------------------------
 
 Sheets::Sheets(const RMesh& theMesh)
-    : mesh(theMesh), vAcross(3 * mesh.vRT.size(), NONE), parities(mesh.vRT.size()), vTurn(mesh.vRT.size(), 0) {
+    : mesh(theMesh),
+      vAcross(3 * mesh.vRT.size(), NONE),
+      vAlike(vAcross.size()),
+      parities(mesh.vRT.size()),
+      vTurn(mesh.vRT.size(), 0) {
     std::vector<Side> vPairs;  // one side of each
     std::vector<const REdge*> vStars;
     for (const REdge* pRE : mesh.vRE) {
@@ -115,7 +131,7 @@ Sheets::Sheets(const RMesh& theMesh)
 bool Sheets::orientPairs(const std::vector<Side>& vPairs) {
     bool bTwoSided = true;
     for (const Side side : vPairs)
-        bTwoSided = parities.join(side / 3, vAcross[side] / 3, runAlike(side, vAcross[side])) && bTwoSided;
+        bTwoSided = parities.join(side / 3, vAcross[side] / 3, vAlike[side] != 0) && bTwoSided;
     return bTwoSided;
 }
 
@@ -127,7 +143,7 @@ void Sheets::sortFlattestFirst(std::vector<Side>& vPairs) const {
     std::vector<Side> vSorted;
     for (const Side side : vPairs) {
         const Vector3 a = normalOf(*triangleOf(side)), b = normalOf(*triangleOf(vAcross[side]));
-        const double cosine = a * b / std::sqrt(a.sqLength() * b.sqLength()) * (runAlike(side, vAcross[side]) ? -1.0 : 1.0);
+        const double cosine = a * b / std::sqrt(a.sqLength() * b.sqLength()) * (vAlike[side] != 0 ? -1.0 : 1.0);
         if (cosine >= FLAT)
             vSorted.push_back(side);
         else
@@ -197,7 +213,7 @@ std::vector<Sheets::Cost> Sheets::costsOf(const std::vector<Spoke>& vSpoke) {
         const Spoke &spoke = vSpoke[i], &next = vSpoke[bLast ? 0 : i + 1];
         const auto [root, bAgainst] = parities.find(spoke.side / 3);
         const auto [nextRoot, bNextAgainst] = parities.find(next.side / 3);
-        const bool bSeam = root == nextRoot && runAlike(spoke.side, next.side) == (bAgainst == bNextAgainst);
+        const bool bSeam = root == nextRoot && compareRun(spoke.side, next.side) == (bAgainst == bNextAgainst);
         const double wedge = next.angle - spoke.angle + (bLast ? 2.0 * std::numbers::pi : 0.0);
         vCost.push_back({bSeam ? 1 : 0, std::fabs(std::numbers::pi - wedge)});
     }
@@ -244,7 +260,7 @@ void Sheets::linkStar(const REdge* pRE) {
     for (std::size_t i = first; i < first + n - 1; i += 2) {
         const Side side = vSpoke[i % n].side, next = vSpoke[(i + 1) % n].side;
         link(side, next);
-        parities.join(side / 3, next / 3, runAlike(side, next));
+        parities.join(side / 3, next / 3, vAlike[side] != 0);
     }
 }
 

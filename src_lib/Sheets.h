@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <utility>
@@ -43,6 +44,9 @@ public:
 
     /// The side where the sheet goes on; NONE where it ends.
     Side across(Side side) const { return vAcross[side]; }
+    /// The two corners at the ends of a side, as numbers 3 * t + i, and those that they meet in the triangle across, in the
+    /// same order. The sheet must go on there.
+    std::array<std::pair<Side, Side>, 2> cornersAcross(Side side) const;
     /// Ends the sheet on all three sides of the triangle.
     void cutAll(const RTriangle* pRT);
 
@@ -83,13 +87,14 @@ private:
 
     void link(Side a, Side b);
     void cut(Side side);
-    bool runAlike(Side a, Side b) const;
+    bool compareRun(Side a, Side b) const;
     bool isSeam(Side side) const;
 
     const RMesh& mesh;
     std::vector<Side> vAcross;
-    ParityForest parities;    // of triangles; while the sheets are made
-    std::vector<char> vTurn;  // by triangle
+    std::vector<char> vAlike;  // by side that has one across: both run the same way along their edge, as the mesh has them
+    ParityForest parities;     // of triangles; while the sheets are made
+    std::vector<char> vTurn;   // by triangle
 };
 
 }  // namespace TARN_KEL

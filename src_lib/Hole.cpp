@@ -80,15 +80,8 @@ void Hole::print() const {
 // ---- Box ----------------------------------------------------------------------------------------------------------------
 
 void Hole::setRanges() {
-    vCE.clear();
-    pChain->getEdges(vCE);
-    vCCD.clear();
-    for (const CEdge* pCE : vCE)
-        vCCD.insert(vCCD.end(), {pCE->v0, pCE->v1});
-    ASSEX(!vCCD.empty());
-    oneInstanceMT(vCCD);
-
-    std::array<Range, 3> ranges;
+    takeChain();
+    std::array<Range, 3> ranges, extended;
     for (const CCD ccd : vCCD) {
         unsigned long long x, y, z;
         pCalc->extractIntCCD(ccd, x, y, z);
@@ -96,16 +89,14 @@ void Hole::setRanges() {
         ranges[1].take(y);
         ranges[2].take(z);
     }
-    std::array<unsigned long long, 3> spans{}, sizes{};
-    std::array<Range, 3> extended;
+    std::array<unsigned long long, 3> spans{};
     for (std::size_t i = 0; i < 3; ++i) {
-        const Range& range = ranges[i];
-        spans[i] = range.high - range.low;
-        extended[i] = {range.low > BOX_MARGIN ? range.low - BOX_MARGIN : 0, range.high + BOX_MARGIN};
-        sizes[i] = extended[i].high + 1 - extended[i].low;
+        const auto [low, high] = ranges[i];
+        spans[i] = high - low;
+        extended[i] = {low > BOX_MARGIN ? low - BOX_MARGIN : 0, high + BOX_MARGIN};
     }
+    // The sides meet over the shorter extent of the gap, each after half of the way.
     std::sort(spans.begin(), spans.end());
-    // The gap closes from both sides, over the shorter one of its two extents.
     numGrowSteps = std::max(MIN_GROW_STEPS, static_cast<int>(spans[1] / 2 + 3));
     xLow = ranges[0].low, yLow = ranges[1].low, zLow = ranges[2].low;
     xHigh = ranges[0].high, yHigh = ranges[1].high, zHigh = ranges[2].high;
@@ -114,14 +105,27 @@ void Hole::setRanges() {
     std::cout << "UNSHIFTED HOLE RANGE: \ndata x: " << ranges[0] << "\ndata y: " << ranges[1] << "\ndata z: " << ranges[2]
               << "\nUNSHIFTED EXTENDED RANGE: \nlo/hi x: " << extended[0] << "\nlo/hi y: " << extended[1]
               << "\nlo/hi z: " << extended[2] << std::endl;
+    sizeMatrix();
+}
 
-    // Three sides of at most 2^21 cells and the margins: their product fits in 64 bits.
-    constexpr unsigned long long MAX_ENTRIES = std::numeric_limits<int>::max();
-    const unsigned long long numEntries = sizes[0] * sizes[1] * sizes[2];
+void Hole::takeChain() {
+    vCE.clear();
+    pChain->getEdges(vCE);
+    vCCD.clear();
+    for (const CEdge* pCE : vCE)
+        vCCD.insert(vCCD.end(), {pCE->v0, pCE->v1});
+    ASSEX(!vCCD.empty());
+    oneInstanceMT(vCCD);
+}
+
+void Hole::sizeMatrix() {
+    const unsigned long long numX = xHighExt + 1 - xLowExt, numY = yHighExt + 1 - yLowExt, numZ = zHighExt + 1 - zLowExt;
+    constexpr unsigned long long MAX_ENTRIES = std::numeric_limits<int>::max();  // addresses are ints
+    const unsigned long long numEntries = numX * numY * numZ;  // 64 bits do: no side has much more than 2^21 points
     ASSEX(numEntries<=MAX_ENTRIES);
-    rgx = static_cast<int>(sizes[0]);
-    rgy = static_cast<int>(sizes[1]);
-    rgz = static_cast<int>(sizes[2]);
+    rgx = static_cast<int>(numX);
+    rgy = static_cast<int>(numY);
+    rgz = static_cast<int>(numZ);
     rgxy = rgx * rgy;
     arrSiz = static_cast<int>(numEntries);
     std::cout << "MATRIX RANGE: \nrgx: " << rgx << "\nrgy: " << rgy << "\nrgz: " << rgz << "\narrSiz=" << arrSiz
@@ -315,11 +319,12 @@ void Hole::initializeFirstRow_T(CTriangle* pCT) {
     const bool bReliable = sUnrelT.count(pCT) == 0;
     for (const VCD vcd : vPoints) {
         const int address = getAddressFromVCD(vcd);
-        if (address >= 0) seed(pArray[address], address, plane.signedDistance(pCalc->getRefPoint(vcd)), bReliable);
+        if (address >= 0) seed(address, plane.signedDistance(pCalc->getRefPoint(vcd)), bReliable);
     }
 }
 
-void Hole::seed(MatrixEntry& entry, int address, double distance, bool bReliable) {
+void Hole::seed(int address, double distance, bool bReliable) {
+    MatrixEntry& entry = pArray[address];
     if (entry.weight != (bReliable ? WEIGHT_REL_LOW : WEIGHT_REL)) entry.weight = bReliable ? WEIGHT_REL : WEIGHT_REL_LOW;
     if (entry.val == FLT_UNDEF) {
         vAddr.push_back(address);

@@ -193,10 +193,12 @@ private:
         Point3 src, trg, zero;  // the ends, and where the value is 0 between them
     };
 
+    void takeChain();
+    void sizeMatrix();
     BoxPoint toBox(VCD vcd) const;
     BoxPoint toBox(int address) const;
     bool isInBox(const BoxPoint& p) const;
-    void seed(MatrixEntry& entry, int address, double distance, bool bReliable);
+    void seed(int address, double distance, bool bReliable);
     std::vector<std::pair<int, int>> outerEdges() const;
     void writeBySign(Visualizer3& visualizer, const std::vector<int>& vAddresses) const;
     VCCD cornersOfRegion() const;

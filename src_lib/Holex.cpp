@@ -1,6 +1,9 @@
 #include "Holex.h"
 
+#include <utility>
+
 #include "CMesh.h"
+#include "Hole.h"
 #include "Visualizer3.h"
 #include "tools.h"
 
@@ -23,9 +26,13 @@ void Holex::run(std::vector<Point3>&) {
 
 void Holex::determineHoles() {
     chainBorder();
-    for (std::size_t i = 0; i < pChainMgr->getSize(); ++i)
-        if (!pChainMgr->getChain(i)->empty() && examine(i))
-            warning(KEL_PLACE, "The reconstruction in a hole isn't built yet: hole " + toString(i) + " stays");
+    for (std::size_t i = 0; i < pChainMgr->getSize(); ++i) {
+        Chain* pChain = pChainMgr->getChain(i);
+        if (pChain->empty() || !examine(i)) continue;
+        vHoles.push_back(std::make_shared<Hole>(pCMesh, pChain));
+        std::vector<std::pair<VCD, Point3>> vCCD2Zero;
+        vHoles.back()->run(vCCD2Zero);
+    }
     deliberateExit(KEL_PLACE);
 }
 

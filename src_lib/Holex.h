@@ -1,17 +1,21 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <vector>
 
 #include "ChainFiller.h"
 
 namespace TARN_KEL {
 
-/// An experiment: finds the holes of a coarse mesh, draws their borders and hands each to a reconstruction of the volume
-/// around it. That one isn't built yet: a warning tells of each hole.
+class Hole;
+
+/// An experiment: finds the holes of a coarse mesh, draws their borders and hands each to the reconstruction of the volume
+/// around it (Hole). That one ends the process, so the first hole is the last.
 ///
 /// run() and determineHoles() end the process, with exit status 0. A caller who wants the holes and goes on takes their
-/// steps: chainBorder(), then examine() or fill() for each chain. run() never fills. O(n log n).
+/// steps: chainBorder(), then for each chain examine() and a Hole of one's own, or fill(). run() never fills.
+/// O(n log n) up to the first hole.
 class Holex : public ChainFiller {
 public:
     /// Codes without a bundle or with one whose point lies elsewhere are an assertion (CMesh::checkCCD).
@@ -19,11 +23,13 @@ public:
 
     /// Draws the mesh with its edges by degree, then determineHoles(): the process ends. vOut stays as it is.
     [[noreturn]] void run(std::vector<Point3>& vOut);
-    /// chainBorder(), then examine() for each chain with members; the process ends.
+    /// chainBorder(), then examine() for each chain with members and Hole::run() for a hole; the process ends.
     [[noreturn]] void determineHoles();
 
     /// Draws the chain of that number. True for a hole: a closed chain that is an opening of the surface.
     bool examine(std::size_t i) const;
+
+    std::vector<std::shared_ptr<Hole>> vHoles;  ///< of determineHoles(); they refer to the chains
 };
 
 /// True when a has more triangles than b: for groups, the largest first.

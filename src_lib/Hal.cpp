@@ -5,6 +5,7 @@
 
 #include "CMesh.h"
 #include "CloudMgr.h"
+#include "IsoStore.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
@@ -94,11 +95,15 @@ MeshPtr Hal::convertToFineMesh() {
     return pMesh;
 }
 
-void Hal::mapCCD() {
+void Hal::sortBundles() {
     const auto byCode = [](const Bundle* a, const Bundle* b) { return a->ccd < b->ccd; };
     // The cloud hands them out in order, and so does an earlier call.
     if (!std::is_sorted(vBundles.begin(), vBundles.end(), byCode))
         std::stable_sort(vBundles.begin(), vBundles.end(), byCode);
+}
+
+void Hal::mapCCD() {
+    sortBundles();
     for (Bundle* pBundle : vBundles)
         mCCD2Bundle.emplace_hint(mCCD2Bundle.end(), pBundle->ccd, pBundle);
 }
@@ -132,8 +137,19 @@ void Hal::integrateFillPixels(std::vector<Point3>& vPoints) {
 }
 
 std::shared_ptr<IsoStore> Hal::getIsoStore() {
-    warning(KEL_PLACE, "The iso slices aren't built yet");
-    return nullptr;
+    constexpr CCD UPPER_PART = ~CCD{0x7fff};
+    ASSEX(pCalc!=NULL);
+    sortBundles();
+    auto pStore = std::make_shared<IsoStore>(pCalc, vBundles);
+    for (auto it = vBundles.begin(); it != vBundles.end();) {
+        const CCD upper = (*it)->ccd & UPPER_PART;
+        const auto itEnd =
+            std::find_if(it, vBundles.end(), [upper](const Bundle* p) { return (p->ccd & UPPER_PART) != upper; });
+        std::vector<Bundle*> vSlice(it, itEnd);
+        pStore->init(upper, vSlice);
+        it = itEnd;
+    }
+    return pStore;
 }
 
 void Hal::setForbiddenDirections() {

@@ -49,7 +49,8 @@ public:
     /// Adds, once a run has taken its bundles, a cell for each cell of vPoints that the map doesn't know, with the mean of
     /// its points; the new points and bundles are owned here. O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
-    /// The bundles in a bit volume of blocks of 32 cells along each axis. Not built yet: warns and returns null.
+    /// The bundles that a run has taken in a bit volume of blocks of 32 cells along each axis, which must not outlive this
+    /// object. Sorts them by cell code. An assertion before a run. O(n log n).
     std::shared_ptr<IsoStore> getIsoStore();
     /// Normalises the normals of the bundles and marks in each the axes that are more than 50 degrees away from it:
     /// 4 for x, 2 for y, 1 for z.
@@ -67,6 +68,7 @@ public:
 
 private:
     bool takeBundles(const std::string& nothingToDo);
+    void sortBundles();
     void extractAndRepair(void (Top::*finalize)(Voro*));
     MeshPtr convertToFineMesh();
 

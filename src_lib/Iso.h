@@ -1,0 +1,32 @@
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "Calc.h"
+
+namespace TARN_KEL {
+
+/// A block of 32 cells along each axis, a bit each. Rows that were never set take no memory.
+class Iso {
+public:
+    explicit Iso(CCD upper) : upperPart(upper) {}
+
+    // Coordinates inside the block must be in 0 to 31, else an assertion fails.
+    bool get(int x, int y, int z) const;
+    void set(int x, int y, int z, bool bSet);
+    /// The code of the block's first cell.
+    CCD getUpperPart() const { return upperPart; }
+    /// Spreads the low five bits of value: bit k goes to bit shift + 3k.
+    CCD convert5To15(int value, int shift) const;
+    /// Appends the codes of the cells that are set: y outermost, then z, then x.
+    void getCCD(std::vector<CCD>& vOut) const;
+
+private:
+    static unsigned addressOf(unsigned x, unsigned y, unsigned z);
+
+    std::vector<std::uint32_t> vRows;  // row (y << 5) + z, bit x
+    CCD upperPart;
+};
+
+}  // namespace TARN_KEL

@@ -1,0 +1,292 @@
+// The bit volume and its two ways to thin a set of cells, against the same rules on a plain set of coordinates.
+#include "IsoStore.h"
+#include "Bundle.h"
+#include "CloudMgr.h"
+#include "Hal.h"
+#include "Progress.h"
+#include "sortMT.h"
+#include "support/cellSets.h"
+#include "support/points.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Place = std::array<int, 3>;
+
+Place placeOf(CCD ccd) {
+    return {static_cast<int>(compressBits(ccd >> 2)), static_cast<int>(compressBits(ccd >> 1)),
+            static_cast<int>(compressBits(ccd))};
+}
+
+/// Bundles in cells, in the order given, with their points somewhere in there, in a store of their blocks.
+struct Cells {
+    Cells(const VCCD& vCCD, unsigned seed, int numLevels = 12)
+        : calc(0.0, 0.0, 0.0, std::ldexp(1.0, numLevels), std::ldexp(1.0, numLevels), std::ldexp(1.0, numLevels), numLevels),
+          vPoint(vCCD.size()),
+          vBundle(vCCD.size()),
+          store(&calc, vpBundle) {
+        std::mt19937 random(seed);
+        const auto within = [&random] { return 0.01 + 0.98 * static_cast<double>(random()) / 4294967296.0; };
+        std::map<CCD, VCCD> mBlock;
+        for (std::size_t i = 0; i < vCCD.size(); ++i) {
+            const Point3 low = calc.getRefPoint(vCCD[i]);
+            vPoint[i] = Point3(low.x() + within(), low.y() + within(), low.z() + within());
+            vBundle[i].pVtx = &vPoint[i];
+            vBundle[i].ccd = vCCD[i];
+            vBundle[i].forbiddenDirection = random() % 4 == 0 ? static_cast<int>(random() % 8) : 0;
+            vpBundle.push_back(&vBundle[i]);
+            mBlock[vCCD[i] & ~CCD{0x7fff}].push_back(vCCD[i]);
+        }
+        for (auto& [upper, vCodes] : mBlock)
+            store.add(upper, vCodes);
+    }
+    VCCD alive() const {
+        VCCD v;
+        for (const Bundle& bundle : vBundle)
+            if (bundle.forbiddenDirection >= 0) v.push_back(bundle.ccd);
+        return sorted(v);
+    }
+    VCCD stored() const {
+        return sorted(listOf<CCD>([&](VCCD& v) { store.getCCD(v); }));
+    }
+
+    Calc calc;
+    std::vector<Point3> vPoint;
+    std::vector<Bundle> vBundle;
+    std::vector<Bundle*> vpBundle;
+    IsoStore store;
+};
+
+/// The rules on a set of places.
+struct PlainStore {
+    bool has(Place p, int axis, int length) const {
+        p[static_cast<std::size_t>(axis)] += length;
+        return sPlace.count(p) != 0;
+    }
+    bool isLink(const Place& p, int axis, int side) const {
+        for (int other = 0; other < 3; ++other)
+            for (const int length : {-1, 1}) {
+                if (other == axis) continue;
+                Place n = p;
+                n[static_cast<std::size_t>(other)] += length;
+                if (has(n, axis, side) && sPlace.count(n) == 0) return true;
+            }
+        return false;
+    }
+    bool kill(const Place& p, int axis, int side, bool bTwoLayers) {
+        if (sPlace.count(p) == 0 || has(p, axis, side) || !has(p, axis, -side)) return false;
+        if ((bTwoLayers && has(p, axis, -2 * side)) || isLink(p, axis, side)) return false;
+        return sPlace.erase(p) == 1;
+    }
+    bool killWeak(const Place& p, const Place& other) {
+        int axis = -1;
+        for (int i = 0; i < 3; ++i) {
+            if (p[static_cast<std::size_t>(i)] == other[static_cast<std::size_t>(i)]) continue;
+            if (axis >= 0) return false;
+            axis = i;
+        }
+        const int side = other > p ? -1 : 1;
+        return axis >= 0 && !has(p, axis, side) && !isLink(p, axis, side) && sPlace.erase(p) == 1;
+    }
+    /// Rounds over the places, whose masks of forbidden axes become -1 when they go.
+    void simplify(std::vector<std::pair<Place, int>>& vCell, bool bAlternate, bool bTwoLayers) {
+        int side = 1;
+        for (int num = 1; num > 0;) {
+            if (bAlternate) side = -side;
+            num = 0;
+            for (const int axis : {2, 1, 0})
+                for (auto& [place, mask] : vCell) {
+                    if (mask < 0 || (mask >> (2 - axis) & 1) != 0) continue;
+                    if (!kill(place, axis, side, bTwoLayers) && !kill(place, axis, -side, bTwoLayers)) continue;
+                    mask = -1;
+                    ++num;
+                }
+        }
+    }
+    void slide(const Cells& cells) {
+        struct Corner {
+            Place place;
+            int score;
+        };
+        std::map<CCD, std::vector<Corner>> mCube;
+        for (const Bundle& bundle : cells.vBundle) {
+            const Vector3 off = *bundle.pVtx - cells.calc.getMidPoint(bundle.ccd);
+            const Place p = placeOf(bundle.ccd);
+            for (int i = 0; i < 8; ++i)
+                mCube[cellAt(p[0] + i % 2, p[1] + i / 2 % 2, p[2] + i / 4)].push_back(
+                    {p, static_cast<int>(off.length() / (0.5 * std::sqrt(3.0)) * 32.0)});
+        }
+        const auto forEachCube = [&](const auto& visit) {
+            for (const auto& [key, vAll] : mCube) {
+                std::vector<Corner> vCorner;
+                for (const Corner& corner : vAll)
+                    if (sPlace.count(corner.place) != 0) vCorner.push_back(corner);
+                if (vCorner.size() > 4) visit(vCorner);
+            }
+        };
+        const auto isWeaker = [](const Corner& a, const Corner& b) { return a.score < b.score; };
+        forEachCube([&](std::vector<Corner>& v) {
+            std::swap(*std::min_element(v.begin(), v.end(), isWeaker), v.back());
+            for (std::size_t i = 0; i + 1 < v.size(); ++i)
+                if (killWeak(v.back().place, v[i].place)) return;
+        });
+        forEachCube([&](std::vector<Corner>& v) {
+            std::stable_sort(v.begin(), v.end(), isWeaker);
+            std::vector<Corner> vLeft = v;
+            for (const Corner& weak : v)
+                for (std::size_t i = 0; i < vLeft.size() && vLeft.size() > 4; ++i) {
+                    if (!killWeak(weak.place, vLeft[i].place)) continue;
+                    std::erase_if(vLeft, [&](const Corner& c) { return c.place == weak.place; });
+                    break;
+                }
+        });
+    }
+    std::set<Place> sPlace;
+};
+
+std::set<Place> placesOf(const VCCD& vCCD) {
+    std::set<Place> sPlace;
+    for (const CCD ccd : vCCD)
+        sPlace.insert(placeOf(ccd));
+    return sPlace;
+}
+
+TEST(IsoStore, thinsAsOnAPlainSet) {
+    const CoutSilence silence;
+    std::size_t numGone = 0, numSlid = 0;
+    forSeeds(120, [&](unsigned seed) {
+        std::mt19937 random(seed);
+        const unsigned thickness = 1 + seed % 4;
+        VCCD vCCD = seed % 3 == 0 ? randomCells(8, 0.1 * (2 + seed % 7), seed, 28)
+                                  : cellsWhere(
+                                        12,
+                                        [&](int x, int y, int z) {
+                                            return static_cast<unsigned>(z - (x * (seed % 5) + y) / 4) < thickness &&
+                                                   random() % 16 != 0;
+                                        },
+                                        26);
+        std::shuffle(vCCD.begin(), vCCD.end(), random);
+        Cells cells(vCCD, seed);
+        PlainStore plain{placesOf(vCCD)};
+        const VCCD vBefore = cells.alive();
+
+        std::vector<std::pair<Place, int>> vMasks;
+        for (const Bundle& bundle : cells.vBundle)
+            vMasks.emplace_back(placeOf(bundle.ccd), bundle.forbiddenDirection);
+        cells.store.simplify();
+        plain.simplify(vMasks, true, true);
+        EXPECT_EQ(placesOf(cells.stored()), plain.sPlace);
+        EXPECT_EQ(cells.stored(), cells.alive());
+        numGone += vBefore.size() - cells.alive().size();
+
+        const std::size_t numSimple = plain.sPlace.size();
+        cells.store.slide();
+        plain.slide(cells);
+        EXPECT_EQ(placesOf(cells.stored()), plain.sPlace);
+        EXPECT_EQ(cells.stored(), cells.alive());
+        numSlid += numSimple - plain.sPlace.size();
+        EXPECT_EQ(cells.store.getSize(), vCCD.size());
+
+        std::vector<std::pair<CCD, int>> vLoose;
+        vMasks.clear();
+        for (const CCD ccd : cells.stored()) {
+            vLoose.emplace_back(ccd, static_cast<int>(ccd % 8));
+            vMasks.emplace_back(placeOf(ccd), static_cast<int>(ccd % 8));
+        }
+        cells.store.simplifyInflates(vLoose);
+        plain.simplify(vMasks, false, false);
+        EXPECT_EQ(placesOf(cells.stored()), plain.sPlace);
+    });
+    EXPECT_GT(numGone, 1000U);
+    EXPECT_GT(numSlid, 1000U);
+}
+
+TEST(IsoStore, takesOneOfTwoLayersAndNoneOfThree) {
+    const CoutSilence silence;
+    for (const int thickness : {1, 2, 3}) {
+        Cells cells(cellsWhere(12, [&](int, int, int z) { return z < thickness; }), 1);
+        for (Bundle& bundle : cells.vBundle)
+            bundle.forbiddenDirection = 6;  // along z only
+        cells.store.simplify();
+        EXPECT_EQ(cells.alive().size(), thickness == 2 ? 144U : 144U * static_cast<unsigned>(thickness));
+        EXPECT_EQ(cells.store.posNeg, thickness == 2 ? 1 : -1);
+    }
+    Cells single({cellAt(40, 40, 40)}, 1);
+    for (const int axis : {1, 2, 4})
+        EXPECT_FALSE(single.store.tryKill(single.vpBundle[0], cellAt(40, 40, 40), axis, 1));
+    expectFails("axis==1 || axis==2 || axis==4",
+                [&] { single.store.tryKill(single.vpBundle[0], cellAt(40, 40, 40), 3, 1); });
+}
+
+TEST(IsoStore, seesAcrossBlocksAndNothingBeyondTheGrid) {
+    for (const int numLevels : {3, 5, 6, 9, 21}) {
+        const int last = (1 << numLevels) - 1;
+        VCCD vCCD;
+        for (const int x : {0, 31, 32, 33, last - 32, last})
+            for (const int y : {0, 31, 32, last})
+                if (x >= 0 && x <= last && y <= last) vCCD.push_back(cellAt(x, y, last));
+        oneInstance(vCCD);
+        Cells cells(vCCD, 1, numLevels);
+        const std::set<Place> sPlace = placesOf(vCCD);
+        EXPECT_EQ(outputOf([&] {
+                      for (const auto& [upper, pIso] : cells.store.mUpperQuad2Iso) {
+                          const Place base = placeOf(upper);
+                          for (const int x : {-32, -1, 0, 31, 32, 33, 63})
+                              for (const int y : {-32, -1, 0, 31, 32, 63})
+                                  for (const int z : {-1, last % 32, 32})
+                                      EXPECT_EQ(cells.store.exists(pIso.get(), x, y, z),
+                                                sPlace.count({base[0] + x, base[1] + y, base[2] + z}) != 0)
+                                          << numLevels << " " << x << " " << y << " " << z;
+                      }
+                  }),
+                  "");
+    }
+}
+
+TEST(IsoStore, setsCellsOnceAndCountsThemAll) {
+    Cells cells({}, 1);
+    std::vector<Bundle> vTwice(3);
+    vTwice[0].ccd = vTwice[2].ccd = cellAt(5, 0, 31);
+    vTwice[1].ccd = cellAt(0, 31, 31);
+    std::vector<Bundle*> vpTwice{&vTwice[0], &vTwice[1], &vTwice[2]};
+    EXPECT_TRUE(cells.store.empty());
+    cells.store.init(0, vpTwice);
+    EXPECT_EQ(cells.store.getSize(), 3U);
+    EXPECT_EQ(listOf<CCD>([&](VCCD& v) { cells.store.getCCD(v); }), (VCCD{cellAt(5, 0, 31), cellAt(0, 31, 31)}));
+    EXPECT_FALSE(cells.store.getIso(0)->get(31, 31, 30));
+    EXPECT_TRUE(cells.store.isSet(cellAt(0, 31, 31)));
+    cells.store.set(cellAt(0, 31, 31), false);
+    EXPECT_FALSE(cells.store.isSet(cellAt(0, 31, 31)));
+    expectFails("bOK", [&] { cells.store.init(0, vpTwice); });
+    expectFails("pIso!=__null", [&] { cells.store.isSet(cellAt(32, 0, 0)); });
+    expectFails("false", [&] { cells.store.getIso(cellAt(32, 0, 0)); });
+    for (const Place& p : {Place{32, 0, 0}, {0, -1, 0}, {-1, 5, 5}, {0, 0, 32}})
+        expectFails("x<32 && y<32 && z<32", [&] { cells.store.getIso(0)->get(p[0], p[1], p[2]); });
+}
+
+TEST(IsoStore, comesFromARunWithAllItsCells) {
+    const CoutSilence silence;
+    std::vector<Point3> vPoints = Scan(3, 0.2).sphere(5000);
+    progressForReco();
+    CloudMgr cloudMgr;
+    cloudMgr.setInputPoints(vPoints, -1.0, 1.1, false, 361.0, false, nullptr, -1);
+    Hal hal(&cloudMgr);
+    expectFails("pCalc!=__null", [&] { hal.getIsoStore(); });
+    ASSERT_TRUE(hal.reconstruct());
+    const std::shared_ptr<IsoStore> pStore = hal.getIsoStore();
+    const VCCD vCCD = sorted(listOf<CCD>([&](VCCD& v) { pStore->getCCD(v); }));
+    EXPECT_EQ(pStore->getSize(), vCCD.size());
+    pStore->simplify();
+    pStore->slide();
+    std::size_t numAlive = 0;
+    for (const Bundle* pBundle : pStore->vBundles) {
+        EXPECT_EQ(pStore->isSet(pBundle->ccd), pBundle->forbiddenDirection >= 0);
+        numAlive += pBundle->forbiddenDirection >= 0 ? 1 : 0;
+    }
+    EXPECT_LE(numAlive, vCCD.size());
+    EXPECT_GT(numAlive, vCCD.size() / 2);
+}
+
+}  // namespace

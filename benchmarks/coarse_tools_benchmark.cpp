@@ -13,10 +13,13 @@
 #include <map>
 #include <memory>
 
+#include "Bundle.h"
 #include "CMesh.h"
+#include "IsoStore.h"
 #include "Random.h"
 #include "Top.h"
 #include "support/capture.h"
+#include "support/cellSets.h"
 
 using namespace TARN_KEL;
 
@@ -102,6 +105,39 @@ void flipFeatures(benchmark::State& state) {
         top.flipFeatures();
     });
 }
+/// A wavy slab of two layers of cells, so many along a side.
+void isoSlices(benchmark::State& state) {
+    const auto num = static_cast<int>(state.range(0));
+    TARN_KEL::Calc calc = TARN_TEST::unitGrid();
+    std::deque<Point3> vPoint;
+    std::deque<TARN_KEL::Bundle> vBundle;
+    std::vector<TARN_KEL::Bundle*> vpBundle;
+    std::map<TARN_KEL::CCD, std::vector<TARN_KEL::Bundle*>> mBlock;
+    for (int x = 0; x < num; ++x)
+        for (int y = 0; y < num; ++y)
+            for (int layer = 0; layer < 2; ++layer) {
+                const auto wave = static_cast<int>(20.0 * std::sin(0.02 * x) * std::cos(0.03 * y));
+                TARN_KEL::Bundle& bundle = vBundle.emplace_back();
+                bundle.ccd = TARN_TEST::cellAt(100 + x, 100 + y, 100 + wave + layer);
+                bundle.pVtx = &vPoint.emplace_back(calc.getMidPoint(bundle.ccd));
+                vpBundle.push_back(&bundle);
+                mBlock[bundle.ccd & ~TARN_KEL::CCD{0x7fff}].push_back(&bundle);
+            }
+    const TARN_TEST::CoutSilence silence;
+    for (auto _ : state) {
+        TARN_KEL::IsoStore store(&calc, vpBundle);
+        for (auto& [upper, vBlock] : mBlock)
+            store.init(upper, vBlock);
+        const std::clock_t start = std::clock();
+        store.simplify();
+        store.slide();
+        state.SetIterationTime(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC);
+        for (TARN_KEL::Bundle& bundle : vBundle)
+            bundle.forbiddenDirection = 0;
+    }
+}
+
+BENCHMARK(isoSlices)->Apply(settings);
 BENCHMARK(simplifyShort)->Apply(settings);
 BENCHMARK(simplifyPlane)->Apply(settings);
 BENCHMARK(collapseSmallEdges)->Apply(settings);

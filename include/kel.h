@@ -215,6 +215,14 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 
 // ---- Post-processing, in place ------------------------------------------------------------------------------------------
 // A null MeshPtr throws KelBugException.
+//
+// The forms that end with bKeepManifold, true: a manifold mesh (each edge with one or two triangles, each vertex with one
+// fan of them, neighbours agreeing in orientation, no triangle flat or there twice, see makeManifold()) is one afterwards,
+// and faces as it did. Two vertices may be at one place. Triangles that are, or would become, degenerate are cleared away
+// only by steps that leave the surface in order; thin ones without such a step stay, as long as their height is above a
+// millionth of their longest side. Flatter ones go in any case, in the last resort by makeManifold(), which parts the
+// surface where it was pinched. A mesh that isn't manifold before comes out as it may. Costs a few percent at most, but for
+// the last resort. With false they do just what the forms without it do.
 
 /// Decimates: lets vertices go, cheapest first (where it is flat, and there along short edges), until next to none
 /// is left that may: some whose surroundings changed last aren't asked again. Those that stay don't move. A vertex goes onto
@@ -226,22 +234,26 @@ double estimateAvgSpacing(std::vector<Point3>& vPoints);
 /// with the first kind of steps; 0, after a warning and with nothing done, when a limit isn't a number. O(n log n) where few
 /// triangles meet at each vertex; one with k triangles costs O(k^2).
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, bool bKeepManifold);
 /// Flips edges where that doesn't make the surface rougher, flat quads included, the largest gain first: those that
 /// qualified at the start, each while it still does; then collapses degenerate triangles away. What doesn't rise is the sum
 /// of (edge length * (1 - cosine of the angle of the two normals))^0.335 over the edges with two triangles, which favours a
 /// few sharp creases over many slight folds. Vertices don't move and their number stays, but for degenerate triangles and
 /// for vertices at one place opposite an edge. The result doesn't depend on the number of processors. O(n log n).
 void edgeFlips(MeshPtr pMesh);
+void edgeFlips(MeshPtr pMesh, bool bKeepManifold);
 /// The same by annealing: edgeFlips, 29 rounds of flips of which by chance some lose at first, edgeFlips. Some thirty times
 /// as slow, gets out of local minima; the sum that edgeFlips lowers may end
 /// higher than it was. Temperatures are absolute, so the unit of lengths has a say. The same mesh gives the same result.
 void edgeFlipsSimA(MeshPtr pMesh);
+void edgeFlipsSimA(MeshPtr pMesh, bool bKeepManifold);
 /// Laplacian smoothing: numIterations times, each vertex off the border moves to the mean of its neighbours, as they stood
 /// before the round; below 1 none does. Edges that flips and collapses have left without a triangle still make neighbours of
 /// their ends: write and read a mesh to be rid of them. A vertex whose mean is the place of another one waits for the next
 /// round. Border vertices stay where they are. Then triangles that have become degenerate are collapsed away, which may take
 /// vertices out of use. O(n log n), a round O(n). Each round is a step of the progress, of some 400 bytes.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations);
+void laplacianSmoothing(MeshPtr pMesh, int numIterations, bool bKeepManifold);
 /// What makeManifold() did.
 struct ManifoldReport {
     std::size_t numFlat = 0;         ///< triangles with a height of no more than a millionth of their longest side
@@ -278,6 +290,9 @@ ManifoldReport makeManifold(MeshPtr pMesh);
 /// maxEdges to holes that are small for the shape around them. Below 3 nothing is done. O(n log n), and progress for a
 /// listener as "FillHoles".
 int fillHoles(MeshPtr pMesh, int maxEdges);
+/// The same; bKeepManifold true: flat triangles, as a hole without area gets, are taken out again, so that it becomes a
+/// seam.
+int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold);
 /// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer;
 /// non-manifold edges as in Mesh::writeGeomview_ASCII. Warns when the file can't be written.
 void findHoles(MeshPtr pMesh);

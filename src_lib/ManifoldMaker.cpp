@@ -52,7 +52,7 @@ struct Sheet {
     bool bClosed = true;
 };
 
-/// The triangles into which a triangle with up to three vertices more on its sides is cut; none of them is flat.
+/// The triangles into which a triangle with up to three vertices more on its sides is cut.
 /// middles[i], null for none, lies on the side opposite corners[i].
 std::vector<Corners> cutAtMiddles(const Corners& corners, const Corners& middles) {
     const auto numMiddles = std::count_if(middles.begin(), middles.end(), [](const Point3* p) { return p != nullptr; });
@@ -71,11 +71,11 @@ std::vector<Corners> cutAtMiddles(const Corners& corners, const Corners& middles
 /// Takes the sheets of a mesh apart and turns each one to agree with itself.
 class SheetParter {
 public:
-    explicit SheetParter(RMesh& mesh_) : mesh(mesh_), sheets(mesh), numT(mesh.vRT.size()), fans(0) {}
+    SheetParter(RMesh& mesh_, Facing facing_) : mesh(mesh_), facing(facing_), sheets(mesh), numT(mesh.vRT.size()), fans(0) {}
 
     void run(ManifoldReport& report) {
         growSheets();
-        report.numSplinters = dropSplinters() + dropTatters();
+        report.numSplinters += dropSplinters() + dropTatters();
         for (const Sheet& sheet : vSheets)
             if (isWrongWayRound(sheet)) turnOver(sheet);
         do
@@ -193,9 +193,8 @@ private:
         pRT->kill(&mesh);
     }
 
-    /// A closed sheet is to face outward, an open one as most of its triangles do.
     bool isWrongWayRound(const Sheet& sheet) const {
-        if (!sheet.bClosed) {
+        if (!sheet.bClosed || facing == Facing::AS_MOST) {
             const auto numTurned = std::count_if(sheet.vT.begin(), sheet.vT.end(),
                                                  [this](const RTriangle* pRT) { return sheets.isTurned(pRT); });
             return 2 * static_cast<std::size_t>(numTurned) > sheet.vT.size();
@@ -304,7 +303,7 @@ private:
             vMiddle[side] = mesh.createVertexApart(place);
             if (sheets.across(side) != Sheets::NONE) vMiddle[sheets.across(side)] = vMiddle[side];
         }
-        report.numNewVertices = mesh.getNumVtx_all() - numBefore;
+        report.numNewVertices += mesh.getNumVtx_all() - numBefore;
         std::vector<RTriangle*> vGone;
         std::vector<Corners> vPieces;
         forEachAlive([&](RTriangle* pRT) {
@@ -356,6 +355,7 @@ private:
     static constexpr Corner NO_CORNER = ~Corner{0};
 
     RMesh& mesh;
+    const Facing facing;
     Sheets sheets;
     const std::size_t numT;  // dead ones included, before new ones are made
     std::vector<Sheet> vSheets;
@@ -371,9 +371,20 @@ std::size_t numRemovedBy(const RMesh& mesh, Remove&& remove) {
     return numBefore - mesh.getNumT();
 }
 
+/// A triangle that was hardly more than flat may have been cut in the middle of a side, and be flat now in parts. One that
+/// can't go otherwise leaves a hole.
+void removeFlatPieces(RMesh& mesh, Facing facing, ManifoldReport& report) {
+    std::vector<RTriangle*> vLeft;
+    report.numFlat += removeFlatKeepingManifold(mesh, vLeft);
+    if (vLeft.empty()) return;
+    for (RTriangle* pRT : vLeft)
+        pRT->kill(&mesh);
+    SheetParter(mesh, facing).run(report);  // for fans; without edges of many triangles it cuts no side
+}
+
 }  // namespace
 
-ManifoldReport makeManifold(RMesh& mesh) {
+ManifoldReport makeManifold(RMesh& mesh, Facing facing) {
     ManifoldReport report;
     Progress* pStep = openStep("MF_make", 3);
     const auto removeDuplicates = [&] { report.numDuplicates += numRemovedBy(mesh, [&] { mesh.removeDups(); }); };
@@ -385,10 +396,17 @@ ManifoldReport makeManifold(RMesh& mesh) {
     report.numMembranes = membranes.run(false);
     report.numMembranes += membranes.run(true);
     pStep->incProgressByOne();
-    SheetParter(mesh).run(report);
+    SheetParter(mesh, facing).run(report);
+    if (report.numNewVertices > 0) removeFlatPieces(mesh, facing, report);
     pStep->incProgressByOne();
     pStep->setDone(true);
     return report;
+}
+
+void removeFlatFromManifold(RMesh& mesh) {
+    std::vector<RTriangle*> vLeft;
+    removeFlatKeepingManifold(mesh, vLeft);
+    if (!vLeft.empty()) makeManifold(mesh, Facing::AS_MOST);
 }
 
 }  // namespace TARN_KEL

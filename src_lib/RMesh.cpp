@@ -316,6 +316,16 @@ void RMesh::getIncidentRE(const Point3* p, std::vector<REdge*>& vIncRE) const {
     oneInstance(vIncRE);
 }
 
+bool RMesh::isAtBorder(const Point3* p) const {
+    bool bBorder = false;
+    forEachIncident(p, [&](const RTriangle* pRT) {
+        const int ici = pRT->getICI(p);
+        for (const int side : {(ici + 1) % 3, (ici + 2) % 3})
+            bBorder = bBorder || pRT->getRE(side)->getDegree() == 1;
+    });
+    return bBorder;
+}
+
 void RMesh::getRingRE(const Point3* p, std::vector<REdge*>& vRing) const {
     forEachIncident(p, [&](const RTriangle* pRT) { vRing.push_back(pRT->getRE(pRT->getICI(p))); });
 }

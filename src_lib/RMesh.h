@@ -107,6 +107,8 @@ public:
     /// collapse took the edge away.
     REdge* getEdge(const Point3* p, const Point3* q) const;
     bool hasAliveEdge(const Point3* p, const Point3* q) const;
+    /// The vertex is the end of an edge of one triangle.
+    bool isAtBorder(const Point3* p) const;
     bool hasVertex(const Point3& p) const;
     /// The alive triangles at p, in the order in which they came to p.
     void getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const;
@@ -167,6 +169,10 @@ public:
     /// True when no triangle at pSrc has its opposite edge in common with one at pTrg, so that a collapse of one onto the
     /// other makes no duplicates. O(k log k) for k triangles at both.
     bool canCollapseWithoutDups(const Point3* pSrc, const Point3* pTrg) const;
+    /// True when the two have an edge whose collapse, in a mesh of manifold surfaces, leaves these as they are but for the
+    /// place of the vertex: they have no neighbours in common but the corners opposite their edge, no ring edge, and an
+    /// inner edge isn't a bridge between borders. A triangle alone may vanish. O(k log k) for k triangles at both.
+    bool canCollapseManifold(const Point3* pSrc, const Point3* pTrg) const;
     /// Moves a vertex to a place that is another one, a number, and not that of any vertex found by its coordinates; else an
     /// assertion with nothing changed. The triangles around forget their normals.
     void updateVertex(Point3* pVtx, const Point3& newPoint);
@@ -182,7 +188,12 @@ public:
     /// coincides with another one, along the edge that turns the normals around it least; then removes duplicates. A thin
     /// triangle with a fair angle at corner 0 stays. Counts under the step "RM_kdeg", so a run must be open. O(n), and
     /// for each collapse with k triangles at the corners of the degenerate one mostly O(k log k), at worst O(k^2).
-    void killDegenerate();
+    /// bKeepManifold: only collapses that canCollapseManifold allows; a triangle without one stays.
+    void killDegenerate(bool bKeepManifold = false);
+    /// One step of killDegenerate: of the edges at the corners of the triangle, collapses the one that turns the normals
+    /// around the corner least. Returns the vertex that is left; null, with nothing changed, when none may be collapsed,
+    /// which can't be without bKeepManifold.
+    Point3* collapseCheapest(const RTriangle& rt, bool bKeepManifold);
     /// Makes the patches anew: what hangs together over edges of degree 2, each piece turned to agree with its oldest
     /// triangle. On a piece that can't be oriented conflicts stay along some edges. Returns the number of patches. Counts
     /// under the step "RM_cpo", so a run must be open. O(n).
@@ -290,7 +301,6 @@ private:
     void takeOut(const REdge* pRE);
     REdge* rekey(REdge* pRE, const Point3* pSrc, Point3* pTrg);
     void killBetween(const Point3* pSrc, const Point3* pTrg);
-    Point3* collapseCheapest(const RTriangle& rt);
     bool findFreePlace(Point3& p, double maxStep);
     void deletePatches();
     template <typename Expand>

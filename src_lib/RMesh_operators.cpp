@@ -239,6 +239,17 @@ bool RMesh::canCollapseWithoutDups(const Point3* pSrc, const Point3* pTrg) const
     return vShared.empty();
 }
 
+bool RMesh::canCollapseManifold(const Point3* pSrc, const Point3* pTrg) const {
+    const REdge* pRE = getEdge(pSrc, pTrg);
+    if (pRE == nullptr || !pRE->isAlive()) return false;
+    if (pRE->getDegree() > 1 && isAtBorder(pSrc) && isAtBorder(pTrg)) return false;
+    std::vector<Point3*> vSrcRing, vTrgRing, vShared;
+    getRingVtx(pSrc, vSrcRing);
+    getRingVtx(pTrg, vTrgRing);
+    std::set_intersection(vSrcRing.begin(), vSrcRing.end(), vTrgRing.begin(), vTrgRing.end(), std::back_inserter(vShared));
+    return vShared.size() == static_cast<std::size_t>(pRE->getDegree()) && canCollapseWithoutDups(pSrc, pTrg);
+}
+
 // ---- Smoothing ----------------------------------------------------------------------------------------------------------
 
 bool RMesh::laplacianForOne(Point3* pVtx) {
@@ -298,7 +309,7 @@ std::size_t RMesh::removeDups() {
 }
 
 // It ends because each collapse takes a vertex out of use.
-void RMesh::killDegenerate() {
+void RMesh::killDegenerate(bool bKeepManifold) {
     Progress* pProgress = openStep("RM_kdeg", 3 * vRT.size());
     WorkStack stack(vRT.size());
     std::vector<RTriangle*> vIncT;
@@ -307,16 +318,17 @@ void RMesh::killDegenerate() {
         pProgress->incProgressByOne();
         if (!pRT->bAlive || !isDegenerateAtCorner0(*pRT)) continue;
         vIncT.clear();
-        getIncidentT(collapseCheapest(*pRT), vIncT);
+        getIncidentT(collapseCheapest(*pRT, bKeepManifold), vIncT);  // none at null
         for (const RTriangle* pIncT : vIncT)
             stack.push(static_cast<std::uint32_t>(poolRT.indexOf(pIncT)));
     }
     removeDups();
 }
 
-/// Collapses the edge at a corner of the triangle that turns the normals around the corner least. Returns the vertex that is
-/// left.
-Point3* RMesh::collapseCheapest(const RTriangle& rt) {
+Point3* RMesh::collapseCheapest(const RTriangle& rt, bool bKeepManifold) {
+    const auto mayCollapse = [&](const Point3* pSrc, const REdge& edge) {
+        return !bKeepManifold || canCollapseManifold(pSrc, edge.getOtherPoint(pSrc));
+    };
     double bestDev = NO_TURN_YET;
     const REdge* pBestRE = nullptr;
     Point3* pBestSrc = nullptr;
@@ -329,9 +341,10 @@ Point3* RMesh::collapseCheapest(const RTriangle& rt) {
         ASSEX(!vIncRE.empty());
         for (const REdge* pRE : vIncRE) {
             const double dev = largestTurn(vIncT, p, *pRE->getOtherPoint(p), bestDev);
-            if (bestDev > dev) std::tie(bestDev, pBestRE, pBestSrc) = std::tuple(dev, pRE, p);
+            if (bestDev > dev && mayCollapse(p, *pRE)) std::tie(bestDev, pBestRE, pBestSrc) = std::tuple(dev, pRE, p);
         }
     }
+    if (bKeepManifold && pBestRE == nullptr) return nullptr;
     ASSEX(pBestRE!=NULL);
     ASSEX(pBestSrc!=NULL);
     Point3* pTrg = pBestRE->getOtherPoint(pBestSrc);

@@ -1,5 +1,6 @@
 #include "RTop.h"
 
+#include "ManifoldMaker.h"
 #include "RMesh.h"
 #include "tools.h"
 
@@ -15,6 +16,11 @@ void RTop::finalizeBase() {
     pRMesh->removeDups();
     pRMesh->createPatchesOrient();
     pRMesh->killDegenerate();
+}
+
+void RTop::clearDegenerate(bool bKeepManifold) {
+    pRMesh->killDegenerate(bKeepManifold);
+    if (bKeepManifold) removeFlatFromManifold(*pRMesh);
 }
 
 }  // namespace TARN_KEL

@@ -18,19 +18,24 @@ public:
 
     /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. A run must be open. About O(n).
     void finalizeBase();
+    /// What ends most operations: collapses degenerate triangles (RMesh::killDegenerate). bKeepManifold: as
+    /// removeFlatFromManifold says, and thin triangles that only a collapse beyond that would clear may stay. A run must be
+    /// open. About O(n).
+    void clearDegenerate(bool bKeepManifold);
     /// Moves every vertex that isn't at the end of a border edge to the mean of its neighbours, numIterations times (below
     /// 1: never), then collapses degenerate triangles. Within a round all means are taken before a vertex moves; a move onto
     /// the place of another vertex is left out for that round. Edges of degree 0 count as neighbours too. Without progress
     /// but for that of killDegenerate, so a run must be open. O(n log n), a round O(n).
     void laplacianSmoothingKillDeg(int numIterations);
-    /// The same, counting under the steps "border", "list", and "it%0" and so on.
-    void laplacianSmoothing(int numIterations);
+    /// The same, counting under the steps "border", "list", and "it%0" and so on. At the end clearDegenerate.
+    void laplacianSmoothing(int numIterations, bool bKeepManifold = false);
     /// Closes the holes with a border of at most maxEdges edges by cutting ears (Loop) and returns how many. A border that
     /// touches another one or itself in a vertex, that has a twist, whose triangles don't face one way, or whose ears don't
     /// close it or would make an edge of three triangles, stays as it is. The new triangles agree with their neighbours.
     /// Counts under the step "RT_fill", so a run must be open; when the listener throws, the holes closed so far stay
     /// closed. O(n log n).
-    int fillHoles(int maxEdges);
+    /// bKeepManifold: ends with removeFlatFromManifold.
+    int fillHoles(int maxEdges, bool bKeepManifold = false);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}
 
@@ -40,8 +45,8 @@ public:
     /// while its gain holds or stays above 0.005. Others, and edges that come by a flip, wait for another call. Marks
     /// "RM_gEfCandMT" and "RM_kdeg" as done. O(n log n).
     void edgeFlips();
-    /// The same, counting under the step "efLoop"; then collapses degenerate triangles.
-    void edgeFlipsKillDeg();
+    /// The same, counting under the step "efLoop"; then clearDegenerate.
+    void edgeFlipsKillDeg(bool bKeepManifold = false);
     /// One sweep at that temperature: all flips that gain, and each that loses with probability exp(gain / temperature),
     /// both as the mesh is at the start, in random order. The temperature has the unit of the energy. O(n log n).
     void edgeFlipsSimA(double temperature);

@@ -122,9 +122,9 @@ void RTop::edgeFlips() {
     markDone("RM_kdeg");
 }
 
-void RTop::edgeFlipsKillDeg() {
+void RTop::edgeFlipsKillDeg(bool bKeepManifold) {
     flipBestFirst(true);
-    pRMesh->killDegenerate();
+    clearDegenerate(bKeepManifold);
 }
 
 // ---- Annealing ----------------------------------------------------------------------------------------------------------

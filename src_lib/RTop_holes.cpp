@@ -12,6 +12,7 @@
 #include "CMesh.h"
 #include "ChainMgr.h"
 #include "Loop.h"
+#include "ManifoldMaker.h"
 #include "Progress.h"
 #include "REdge.h"
 #include "RMesh.h"
@@ -125,7 +126,7 @@ bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
 
 }  // namespace
 
-int RTop::fillHoles(int maxEdges) {
+int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
     RimCopy rim(*pRMesh);
     const ChainMgr chains(&rim.mesh(), rim.border(), false);
     Progress* pStep = openStep("RT_fill", chains.getSize());
@@ -137,6 +138,7 @@ int RTop::fillHoles(int maxEdges) {
         pStep->incProgressByOne();
     }
     pStep->setDone(true);
+    if (bKeepManifold) removeFlatFromManifold(*pRMesh);
     return numClosed;
 }
 

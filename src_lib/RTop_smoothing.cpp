@@ -78,26 +78,25 @@ void runRounds(RMesh& mesh, const NeighbourLists& lists, int numIterations, bool
     }
 }
 
-void smooth(RMesh* pRMesh, int numIterations, bool bProgress) {
-    ASSEX(pRMesh!=NULL);
-    RMesh& mesh = *pRMesh;
+void moveVertices(RMesh& mesh, int numIterations, bool bProgress) {
     const std::vector<char> vBorder = markBorder(mesh, bProgress);
     const NeighbourLists lists = neighbourLists(mesh, vBorder, bProgress);
     if (numIterations > 0) {
         forgetNormals(mesh, vBorder);
         runRounds(mesh, lists, numIterations, bProgress);
     }
-    mesh.killDegenerate();
 }
 
 }  // namespace
 
 void RTop::laplacianSmoothingKillDeg(int numIterations) {
-    smooth(pRMesh, numIterations, false);
+    moveVertices(*pRMesh, numIterations, false);
+    clearDegenerate(false);
 }
 
-void RTop::laplacianSmoothing(int numIterations) {
-    smooth(pRMesh, numIterations, true);
+void RTop::laplacianSmoothing(int numIterations, bool bKeepManifold) {
+    moveVertices(*pRMesh, numIterations, true);
+    clearDegenerate(bKeepManifold);
 }
 
 }  // namespace TARN_KEL

@@ -6,6 +6,10 @@
 //          c               c             c
 //
 // Each step may leave neighbours flat, so these are looked at again.
+//
+// A collapse across a waist of three edges would pinch the surface there, and a cut towards a vertex that the corner has an
+// edge to already would make that edge one of four triangles. Where the mesh is to stay manifold such steps are left out;
+// the collapse near the triangle that turns normals least, of those that are allowed, takes their place.
 #include "flatTriangles.h"
 
 #include <algorithm>
@@ -14,6 +18,7 @@
 
 #include "RMesh.h"
 #include "freeFunctions.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -35,8 +40,9 @@ bool isFlat(const RTriangle& rt) {
 
 class FlatRemover {
 public:
-    explicit FlatRemover(RMesh& mesh_) : mesh(mesh_) {}
+    FlatRemover(RMesh& mesh_, bool bKeepManifold_) : mesh(mesh_), bKeepManifold(bKeepManifold_) {}
 
+    /// Returns how many flat triangles there were.
     std::size_t run() {
         for (RTriangle* pRT : mesh.vRT)
             if (pRT->isAlive() && isFlat(*pRT)) vFlat.push_back(pRT);
@@ -47,7 +53,7 @@ public:
             vFlat.pop_back();
             if (!pRT->isAlive() || !isFlat(*pRT)) continue;
             if (numSteps == 0) {
-                pRT->kill(&mesh);
+                giveUp(pRT);
                 continue;
             }
             --numSteps;
@@ -56,25 +62,87 @@ public:
         return numFlat;
     }
 
+    /// With bKeepManifold, after run(): what is flat still.
+    void getLeft(std::vector<RTriangle*>& vOut) {
+        std::erase_if(vLeft, [](const RTriangle* pRT) { return !pRT->isAlive() || !isFlat(*pRT); });
+        oneInstance(vLeft);
+        vOut = vLeft;
+    }
+
 private:
     void removeOne(RTriangle* pRT) {
         const auto length = [pRT](int i) { return pRT->getRE(i)->getLength(); };
         const int shortest = std::min({0, 1, 2}, [&](int i, int j) { return length(i) < length(j); });
         const int longest = pRT->getLargestEdgeICI();
         // Both other sides of a needle have nearly the same length.
-        if (length(shortest) <= 2.0 * FLAT * length(longest))
-            collapse(pRT->getRE(shortest));
+        const bool bNeedle = length(shortest) <= 2.0 * FLAT * length(longest);
+        const REdge* pRE = pRT->getRE(bNeedle ? shortest : longest);
+        Point3* pCorner = pRT->getCorner(longest);
+        if (bKeepManifold && !(bNeedle ? mesh.canCollapseManifold(pRE->pVtx1, pRE->pVtx0) : canCutManifold(pCorner, *pRE)))
+            removeOtherwise(pRT);
+        else if (bNeedle)
+            collapse(pRE);
         else
-            cutBeyond(pRT, pRT->getCorner(longest), pRT->getRE(longest));
+            cutBeyond(pRT, pCorner, pRE);
+    }
+
+    /// With bKeepManifold.
+    void removeOtherwise(RTriangle* pRT) {
+        if (const Point3* pLeft = mesh.collapseCheapest(*pRT, true))
+            enterFlatAt(pLeft);
+        else if (isTetrahedron(*pRT))
+            killTetrahedron(pRT);
+        else
+            giveUp(pRT);
+    }
+
+    /// The triangle and those beside it are a body of their own. It has no volume when one of them is flat.
+    bool isTetrahedron(const RTriangle& rt) const {
+        const Point3* pApex = nullptr;
+        for (int i = 0; i < 3; ++i) {
+            const RTriangle* pNeigT = rt.getRE(i)->getUniqueOtherTriangle(&rt);
+            if (pNeigT == nullptr) return false;
+            const Point3* pThird = pNeigT->getThirdPoint(rt.getRE(i)->pVtx0, rt.getRE(i)->pVtx1);
+            if (i > 0 && pThird != pApex) return false;
+            pApex = pThird;
+        }
+        return true;
+    }
+
+    void killTetrahedron(RTriangle* pRT) {
+        for (int i = 0; i < 3; ++i)
+            pRT->getRE(i)->getUniqueOtherTriangle(pRT)->kill(&mesh);
+        pRT->kill(&mesh);
+    }
+
+    void giveUp(RTriangle* pRT) {
+        if (bKeepManifold)
+            vLeft.push_back(pRT);
+        else
+            pRT->kill(&mesh);
     }
 
     void collapse(const REdge* pRE) {
         Point3* pTrg = pRE->pVtx0;
         mesh.exchangeCorner(pRE->pVtx1, pTrg);
+        enterFlatAt(pTrg);
+    }
+
+    void enterFlatAt(const Point3* p) {
         std::vector<RTriangle*> vIncT;
-        mesh.getIncidentT(pTrg, vIncT);
+        mesh.getIncidentT(p, vIncT);
         for (RTriangle* pRT : vIncT)
             if (isFlat(*pRT)) vFlat.push_back(pRT);
+    }
+
+    /// The cap with that corner opposite the edge may be exchanged for a cut. On a border it goes without one, and its
+    /// corner comes to the border, where it mustn't be yet.
+    bool canCutManifold(const Point3* pCorner, const REdge& edge) const {
+        if (edge.getDegree() == 1) return !mesh.isAtBorder(pCorner);
+        return edge.getDegree() == 2 && std::none_of(edge.vRT.begin(), edge.vRT.end(), [&](const RTriangle* pRT) {
+                   const Point3* pBeyond = pRT->getThirdPoint(edge.pVtx0, edge.pVtx1);
+                   return pBeyond != pCorner && mesh.hasAliveEdge(pBeyond, pCorner);
+               });
     }
 
     void cutBeyond(RTriangle* pCap, Point3* pCorner, const REdge* pRE) {
@@ -95,13 +163,22 @@ private:
     }
 
     RMesh& mesh;
+    const bool bKeepManifold;
     std::vector<RTriangle*> vFlat;
+    std::vector<RTriangle*> vLeft;  // given up
 };
 
 }  // namespace
 
 std::size_t removeFlatTriangles(RMesh& mesh) {
-    return FlatRemover(mesh).run();
+    return FlatRemover(mesh, false).run();
+}
+
+std::size_t removeFlatKeepingManifold(RMesh& mesh, std::vector<RTriangle*>& vLeft) {
+    FlatRemover remover(mesh, true);
+    const std::size_t numFlat = remover.run();
+    remover.getLeft(vLeft);
+    return numFlat;
 }
 
 }  // namespace TARN_KEL

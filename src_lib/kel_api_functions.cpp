@@ -13,6 +13,10 @@
 namespace TARN_KEL {
 
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle) {
+    return reduce(std::move(pMesh), maxEdgeLength, maxAngle, false);
+}
+
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, bool bKeepManifold) {
     ASSEX(pMesh!=NULL);
     RMesh* pRMesh = pMesh->getRMesh();
     ASSEX(pRMesh!=NULL);
@@ -22,33 +26,45 @@ int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle) {
     }
     OwnRun run(progressForReduce());
     const int numKilled = pRMesh->reduce(maxEdgeLength * maxEdgeLength, maxAngle);
-    pRMesh->killDegenerate();
+    RTop(pRMesh).clearDegenerate(bKeepManifold);
     run.close();
     return numKilled;
 }
 
 void edgeFlips(MeshPtr pMesh) {
+    edgeFlips(std::move(pMesh), false);
+}
+
+void edgeFlips(MeshPtr pMesh, bool bKeepManifold) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForEdgeFlips());
-    RTop(pMesh->getRMesh()).edgeFlipsKillDeg();
+    RTop(pMesh->getRMesh()).edgeFlipsKillDeg(bKeepManifold);
     run.close();
 }
 
 void edgeFlipsSimA(MeshPtr pMesh) {
+    edgeFlipsSimA(std::move(pMesh), false);
+}
+
+void edgeFlipsSimA(MeshPtr pMesh, bool bKeepManifold) {
     ASSEX(pMesh!=NULL);
     const std::vector<double> vTemperature = annealingTemperatures();
     OwnRun run(progressForEdgeFlipsSimA(vTemperature));
-    edgeFlips(pMesh);
+    edgeFlips(pMesh, bKeepManifold);
     for (const double temperature : vTemperature)
         edgeFlipsSimA(pMesh->getRMesh(), temperature);
-    edgeFlips(pMesh);
+    edgeFlips(pMesh, bKeepManifold);
     run.close();
 }
 
 void laplacianSmoothing(MeshPtr pMesh, int numIterations) {
+    laplacianSmoothing(std::move(pMesh), numIterations, false);
+}
+
+void laplacianSmoothing(MeshPtr pMesh, int numIterations, bool bKeepManifold) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForSmoothing(numIterations));
-    RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations);
+    RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations, bKeepManifold);
     run.close();
 }
 
@@ -63,9 +79,13 @@ ManifoldReport makeManifold(MeshPtr pMesh) {
 }
 
 int fillHoles(MeshPtr pMesh, int maxEdges) {
+    return fillHoles(std::move(pMesh), maxEdges, false);
+}
+
+int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForFillHoles());
-    const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges);
+    const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges, bKeepManifold);
     run.close();
     return numClosed;
 }

@@ -45,36 +45,6 @@ ManifoldReport makeChecked(const MeshPtr& pMesh) {
     return report;
 }
 
-/// The outside of unit cubes at lattice places, two triangles a face; vertices are shared wherever cubes touch.
-Soup voxels(const std::set<std::array<int, 3>>& sCube) {
-    Soup soup;
-    std::map<std::array<int, 3>, int> mVtx;
-    const auto vertex = [&](std::array<int, 3> place) {
-        const auto [it, bNew] = mVtx.emplace(place, static_cast<int>(soup.vVtx.size()));
-        if (bNew) soup.vVtx.emplace_back(place[0], place[1], place[2]);
-        return it->second;
-    };
-    for (const auto& cube : sCube)
-        for (std::size_t axis = 0; axis < 3; ++axis)
-            for (const int side : {0, 1}) {
-                auto beside = cube;
-                beside[axis] += side == 1 ? 1 : -1;
-                if (sCube.count(beside) != 0) continue;
-                std::array<int, 4> quad{};
-                for (std::size_t i = 0; i < 4; ++i) {
-                    auto corner = cube;
-                    corner[axis] += side;
-                    corner[(axis + 1) % 3] += i == 1 || i == 2 ? 1 : 0;
-                    corner[(axis + 2) % 3] += i >= 2 ? 1 : 0;
-                    quad[i] = vertex(corner);
-                }
-                if (side == 0) std::swap(quad[1], quad[3]);
-                soup.vT.push_back({quad[0], quad[1], quad[2]});
-                soup.vT.push_back({quad[0], quad[2], quad[3]});
-            }
-    return soup;
-}
-
 TEST(Manifold, leavesWhatIsInOrderAlone) {
     for (const Soup& soup : {tetrahedron(), torus(12, 8), sheet(5, 4), fan(9, true), voxels({{0, 0, 0}, {1, 0, 0}})}) {
         const MeshPtr pMesh = meshOf(soup);
@@ -229,23 +199,7 @@ TEST(Manifold, keepsTheSurfaceOfAnyVoxelsClosed) {
 TEST(Manifold, makesAnythingManifold) {
     std::mt19937 random(9);
     for (int run = 0; run < 3000; ++run) {
-        Soup soup;
-        const int numVtx = 4 + static_cast<int>(random() % 20);
-        for (int i = 0; i < numVtx; ++i) {
-            const auto step = [&random] { return static_cast<double>(random() % 4); };
-            const double x = step(), y = step(), z = step();  // some coincide with others, some are on a line
-            soup.vVtx.emplace_back(x, y, z);
-        }
-        std::sort(soup.vVtx.begin(), soup.vVtx.end());
-        soup.vVtx.erase(std::unique(soup.vVtx.begin(), soup.vVtx.end()), soup.vVtx.end());
-        const auto n = static_cast<unsigned>(soup.vVtx.size());
-        const unsigned numT = 1 + static_cast<unsigned>(random() % 60);
-        for (unsigned t = 0; t < numT; ++t) {
-            const int i = static_cast<int>(random() % n), j = static_cast<int>(random() % n),
-                      k = static_cast<int>(random() % n);
-            if (i != j && j != k && i != k) soup.vT.push_back({i, j, k});
-        }
-        const MeshPtr pMesh = meshOf(soup);
+        const MeshPtr pMesh = meshOf(soupOfChance(random));
         makeChecked(pMesh);
         ASSERT_FALSE(HasFailure()) << "run " << run;
     }

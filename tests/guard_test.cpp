@@ -1,0 +1,159 @@
+// The operations of post-processing when they are to keep a manifold mesh manifold.
+#include "ManifoldMaker.h"
+#include "support/figures.h"
+#include "support/fine.h"
+#include "support/manifold.h"
+#include "support/prelude.h"
+#include "support/run.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+struct Operation {
+    std::string name;
+    std::function<void(const MeshPtr&, bool)> run;
+};
+const std::vector<Operation> operations = {
+    {"reduce", [](const MeshPtr& pMesh, bool bKeep) { reduce(pMesh, 1.5, 60.0, bKeep); }},
+    {"reduce all", [](const MeshPtr& pMesh, bool bKeep) { reduce(pMesh, LARGEST, 180.0, bKeep); }},
+    {"flip", [](const MeshPtr& pMesh, bool bKeep) { edgeFlips(pMesh, bKeep); }},
+    {"smooth", [](const MeshPtr& pMesh, bool bKeep) { laplacianSmoothing(pMesh, 2, bKeep); }},
+    {"smooth long", [](const MeshPtr& pMesh, bool bKeep) { laplacianSmoothing(pMesh, 20, bKeep); }},
+    {"fill", [](const MeshPtr& pMesh, bool bKeep) { fillHoles(pMesh, 20, bKeep); }},
+};
+
+/// A manifold mesh of chance: bodies of cubes or loose triangles, taken apart where they touched, so with vertices at one
+/// place; most of the bodies dented, some of the meshes pressed until many triangles are thin.
+MeshPtr manifoldOfChance(unsigned seed) {
+    std::mt19937 random(seed);
+    std::set<std::array<int, 3>> sCube;
+    for (int i = 0; i < 27; ++i)
+        if (random() % 100 < 30 + seed % 40) sCube.insert({i / 9, i / 3 % 3, i % 3});
+    Soup soup = random() % 4 == 0 ? soupOfChance(random) : withNoise(voxels(sCube), 0.15 * (seed % 3), seed);
+    for (Point3& p : soup.vVtx)
+        if (seed % 5 == 0) p = Point3(p.x() * 1e-5, p.y(), p.z());
+    const MeshPtr pMesh = meshOf(soup);
+    makeManifold(pMesh);
+    return pMesh;
+}
+
+/// Closed, of rings of three vertices. Every third ring has a short side, with needles on it.
+Soup tube(int numRings, double shortSide) {
+    Soup soup;
+    for (int i = 0; i < numRings; ++i) {
+        const double z = i;
+        soup.vVtx.insert(soup.vVtx.end(), {{0, 0, z}, {1, 0, z}, {i % 3 == 1 ? shortSide : 0.2, i % 3 == 1 ? 0.0 : 1.0, z}});
+    }
+    const int last = 3 * numRings - 3;
+    soup.vT = {{0, 2, 1}, {last, last + 1, last + 2}};
+    for (int i = 0; i < last; i += 3)
+        for (int k = 0; k < 3; ++k) {
+            const int a = i + k, b = i + (k + 1) % 3;
+            soup.vT.push_back({a, b, b + 3});
+            soup.vT.push_back({a, b + 3, a + 3});
+        }
+    return soup;
+}
+
+/// A sheet with a spike here and there; nearly all columns are pushed together to that width.
+Soup spikes(double width) {
+    Soup soup = sheet(12, 6);
+    for (Point3& p : soup.vVtx)
+        p = Point3(p.x() < 11.0 ? p.x() * width : 11.0, p.y(), std::fmod(p.x() + 3.0 * p.y(), 5.0) == 0.0 ? 1e3 : 0.0);
+    return soup;
+}
+
+/// What is closed stays closed, and of as many pieces and holes; but where bodies shrink until they part or are gone.
+void expectKept(const Operation& operation, const MeshPtr& pMesh) {
+    const CoutSilence silence;
+    const RMesh& mesh = *pMesh->getRMesh();
+    const Figures before = figuresOf(mesh);
+    operation.run(pMesh, true);
+    EXPECT_EQ(firstFlawButFacing(mesh), "") << operation.name;
+    mesh.checkDataStructures(operation.name);
+    if (before.numBorder != 0 || operation.name == "smooth long") return;
+    EXPECT_EQ(std::pair(figuresOf(mesh).numBorder, figuresOf(mesh).euler), std::pair(0, before.euler)) << operation.name;
+}
+
+}  // namespace
+
+TEST(KeptManifold, isWhatComesOfMeshesOfChance) {
+    int numBrokenWithout = 0;
+    forSeeds(1200, [&](unsigned seed) {
+        const Operation& operation = operations[seed % operations.size()];
+        expectKept(operation, manifoldOfChance(seed));
+        if (seed % 5 != 0 && operation.name != "fill") return;
+        const CoutSilence silence;
+        const MeshPtr pMesh = manifoldOfChance(seed);
+        operation.run(pMesh, false);
+        const bool bBroken = !firstFlawButFacing(*pMesh->getRMesh()).empty();
+        EXPECT_FALSE(bBroken && operation.name == "fill") << "it closes nothing that touches";
+        numBrokenWithout += bBroken ? 1 : 0;
+    });
+    EXPECT_GT(numBrokenWithout, 20);
+}
+
+TEST(KeptManifold, isWhatComesOfWaistsSpikesAndTouchingRims) {
+    Soup rims = sheet(6, 4);
+    std::erase_if(rims.vT, [](const auto& t) { return t[0] == 16 || t[1] == 17 || t[0] == 24 || t[1] == 25; });
+    for (const double shortSide : {0.1, 1e-5, 1e-8, 1e-300})
+        for (const Soup& soup : {tube(8, shortSide), spikes(shortSide), rims, torus(12, 8)})
+            for (const Operation& operation : operations) {
+                const MeshPtr pMesh = meshOf(soup);
+                if (!PlainSurface(*pMesh->getRMesh()).flawOfLinks().empty()) makeManifold(pMesh);
+                expectKept(operation, pMesh);
+            }
+}
+
+/// What is allowed against what comes of it. Borders are kept from more than has to be, such as the loss of an ear.
+TEST(KeptManifold, isWhatACollapseIsAskedFor) {
+    int numAllowed = 0, numRefused = 0;
+    const auto reduced = [](unsigned seed) {
+        const CoutSilence silence;
+        const MeshPtr pMesh = manifoldOfChance(seed);
+        reduce(pMesh, 1.5, 100.0);  // so that little is left that may be collapsed
+        return pMesh;
+    };
+    forSeeds(40, [&](unsigned seed) {
+        const Figures before = figuresOf(*reduced(seed)->getRMesh());
+        const std::size_t numRE = edges(*reduced(seed)->getRMesh(), -99).size();
+        for (std::size_t i = seed % 4; i < numRE; i += 4) {
+            const MeshPtr pMesh = reduced(seed);
+            RMesh& mesh = *pMesh->getRMesh();
+            const REdge& edge = *edges(mesh, -99)[i];
+            Point3 *pSrc = edge.getVertex(static_cast<int>(i % 2)), *pTrg = edge.getOtherPoint(pSrc);
+            const bool bAllowed = mesh.canCollapseManifold(pSrc, pTrg);
+            mesh.exchangeCorner(pSrc, pTrg);
+            const bool bGood = PlainSurface(mesh).flawOfLinks().empty();
+            EXPECT_TRUE(bGood || !bAllowed) << i;
+            if (before.numBorder == 0) {
+                EXPECT_EQ(bAllowed, bGood && figuresOf(mesh).euler == before.euler) << i;
+            }
+            ++(bAllowed ? numAllowed : numRefused);
+        }
+    });
+    EXPECT_GT(std::min(numAllowed, numRefused), 100);
+}
+
+TEST(KeptManifold, hasASeamWhereASlitWasAndFacesAsBefore) {
+    Soup slit = sheet(4, 4);  // a crack between vertex 12 and the edge 11-13
+    std::erase_if(slit.vT, [](const auto& t) {
+        return std::all_of(t.begin(), t.end(), [](int i) { return (i >= 6 && i <= 8) || (i >= 11 && i <= 13); });
+    });
+    slit.vVtx[12] = Point3(2.0, 2.0 + 1e-7, 0.0);
+    slit.vT.insert(slit.vT.end(), {{6, 7, 11}, {7, 13, 11}, {7, 8, 13}});
+    for (const bool bKeep : {false, true}) {
+        const MeshPtr pMesh = meshOf(slit);
+        EXPECT_EQ(fillHoles(pMesh, 3, bKeep), 1);
+        EXPECT_EQ(firstFlaw(*pMesh->getRMesh()), bKeep ? "" : "a triangle is flat");
+        EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numBorder, 16);
+    }
+    Soup inward = tetrahedron();
+    for (std::size_t t = 1; t < 4; ++t)
+        std::swap(inward.vT[t][0], inward.vT[t][1]);
+    for (const auto& [facing, numTurned] : {std::pair(Facing::OUTWARD, 3U), {Facing::AS_MOST, 1U}}) {
+        const OpenRun run;
+        EXPECT_EQ(makeManifold(*meshOf(inward)->getRMesh(), facing).numTurned, numTurned);
+    }
+}

@@ -38,21 +38,11 @@ MeshPtr manifoldOfChance(unsigned seed) {
     return pMesh;
 }
 
-/// Closed, of rings of three vertices. Every third ring has a short side, with needles on it.
-Soup tube(int numRings, double shortSide) {
-    Soup soup;
-    for (int i = 0; i < numRings; ++i) {
-        const double z = i;
-        soup.vVtx.insert(soup.vVtx.end(), {{0, 0, z}, {1, 0, z}, {i % 3 == 1 ? shortSide : 0.2, i % 3 == 1 ? 0.0 : 1.0, z}});
-    }
-    const int last = 3 * numRings - 3;
-    soup.vT = {{0, 2, 1}, {last, last + 1, last + 2}};
-    for (int i = 0; i < last; i += 3)
-        for (int k = 0; k < 3; ++k) {
-            const int a = i + k, b = i + (k + 1) % 3;
-            soup.vT.push_back({a, b, b + 3});
-            soup.vT.push_back({a, b + 3, a + 3});
-        }
+/// A ring-shaped tube with waists of three edges, of which two have a short side with needles on it.
+Soup tube(double shortSide) {
+    Soup soup = torus(9, 3);
+    for (const std::size_t i : {0, 9})
+        soup.vVtx[i + 1] = soup.vVtx[i] + Vector3(0.0, 0.0, shortSide);
     return soup;
 }
 
@@ -60,19 +50,22 @@ Soup tube(int numRings, double shortSide) {
 Soup spikes(double width) {
     Soup soup = sheet(12, 6);
     for (Point3& p : soup.vVtx)
-        p = Point3(p.x() < 11.0 ? p.x() * width : 11.0, p.y(), std::fmod(p.x() + 3.0 * p.y(), 5.0) == 0.0 ? 1e3 : 0.0);
+        p = Point3(p.x() < 11.0 ? p.x() * width : p.x(), p.y(), std::fmod(p.x() + 3.0 * p.y(), 5.0) == 0.0 ? 1e3 : 0.0);
     return soup;
 }
 
-/// What is closed stays closed, and of as many pieces and holes; but where bodies shrink until they part or are gone.
+/// What is closed stays closed, and of as many pieces and holes; but where bodies shrink until they part or are gone, or
+/// where flat triangles are there at first and all other collapses are made that could have taken them away.
 void expectKept(const Operation& operation, const MeshPtr& pMesh) {
     const CoutSilence silence;
     const RMesh& mesh = *pMesh->getRMesh();
     const Figures before = figuresOf(mesh);
+    const bool bMayPart =
+        operation.name == "smooth long" || (operation.name == "reduce all" && PlainSurface(mesh).hasFlat());
     operation.run(pMesh, true);
     EXPECT_EQ(firstFlawButFacing(mesh), "") << operation.name;
     mesh.checkDataStructures(operation.name);
-    if (before.numBorder != 0 || operation.name == "smooth long") return;
+    if (before.numBorder != 0 || bMayPart) return;
     EXPECT_EQ(std::pair(figuresOf(mesh).numBorder, figuresOf(mesh).euler), std::pair(0, before.euler)) << operation.name;
 }
 
@@ -98,7 +91,7 @@ TEST(KeptManifold, isWhatComesOfWaistsSpikesAndTouchingRims) {
     Soup rims = sheet(6, 4);
     std::erase_if(rims.vT, [](const auto& t) { return t[0] == 16 || t[1] == 17 || t[0] == 24 || t[1] == 25; });
     for (const double shortSide : {0.1, 1e-5, 1e-8, 1e-300})
-        for (const Soup& soup : {tube(8, shortSide), spikes(shortSide), rims, torus(12, 8)})
+        for (const Soup& soup : {tube(shortSide), spikes(shortSide), rims, torus(12, 8)})
             for (const Operation& operation : operations) {
                 const MeshPtr pMesh = meshOf(soup);
                 if (!PlainSurface(*pMesh->getRMesh()).flawOfLinks().empty()) makeManifold(pMesh);

@@ -24,6 +24,7 @@ void addFillCommand(CLI::App& app, Program& program) {
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->change, [&](const MeshPtr& pMesh) { fillMesh(pMesh, pOptions->maxEdges, program); }, program);
+            pOptions->change,
+            [&](const MeshPtr& pMesh) { fillMesh(pMesh, pOptions->maxEdges, pOptions->change.bRaw, program); }, program);
     });
 }

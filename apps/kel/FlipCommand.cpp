@@ -22,6 +22,7 @@ void addFlipCommand(CLI::App& app, Program& program) {
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->change, [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, program); }, program);
+            pOptions->change,
+            [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, pOptions->change.bRaw, program); }, program);
     });
 }

@@ -19,21 +19,21 @@ bool isEmpty(const MeshPtr& pMesh) {
 // Each round is a step of the progress: at this number some 400 MB.
 const CLI::Range smoothRounds(1, 1000000);
 
-void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, Program& program) {
+void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program) {
     int numGone = 0;
-    program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle); });
+    program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle, !bRaw); });
     program.report()["reduce"] = {{"maxEdge", maxEdge}, {"maxAngle", maxAngle}, {"trianglesGone", numGone}};
     requireTriangles(pMesh, "reduce");
 }
 
-void flipMesh(const MeshPtr& pMesh, bool bAnneal, Program& program) {
-    program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh) : edgeFlips(pMesh); });
+void flipMesh(const MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program) {
+    program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh, !bRaw) : edgeFlips(pMesh, !bRaw); });
     program.report()["flip"] = {{"anneal", bAnneal}};
     requireTriangles(pMesh, "flip");
 }
 
-void smoothMesh(const MeshPtr& pMesh, int numRounds, Program& program) {
-    program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds); });
+void smoothMesh(const MeshPtr& pMesh, int numRounds, bool bRaw, Program& program) {
+    program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds, !bRaw); });
     program.report()["smooth"] = {{"rounds", numRounds}};
     requireTriangles(pMesh, "smooth");
 }
@@ -52,9 +52,9 @@ void makeMeshManifold(const MeshPtr& pMesh, Program& program) {
     requireTriangles(pMesh, "manifold");
 }
 
-void fillMesh(const MeshPtr& pMesh, int maxEdges, Program& program) {
+void fillMesh(const MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program) {
     int numClosed = 0;
-    program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges); });
+    program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges, !bRaw); });
     program.report()["fill"] = {{"maxEdges", maxEdges}, {"holesClosed", numClosed}};
     program.say(std::to_string(numClosed) + " hole(s) closed");
 }
@@ -62,7 +62,7 @@ void fillMesh(const MeshPtr& pMesh, int maxEdges, Program& program) {
 const CLI::Range holeEdges(3, std::numeric_limits<int>::max());
 
 void addRawOption(CLI::App& command, bool& bRaw) {
-    command.add_flag("--raw", bRaw, "Leave edges of three and more triangles, and whatever else isn't manifold");
+    command.add_flag("--raw", bRaw, "Leave and make edges of three and more triangles, and whatever else isn't manifold");
 }
 
 void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
@@ -96,5 +96,5 @@ void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
 
 void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {
     if (!fresh.bRaw) makeMeshManifold(pMesh, program);
-    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, program);
+    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, fresh.bRaw, program);
 }

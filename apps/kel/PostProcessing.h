@@ -11,19 +11,20 @@
 /// No mesh, or one without an edge.
 bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
 
-// One step of the program each, with its entry in the report. It fails when no triangle is left.
+// One step of the program each, with its entry in the report. It fails when no triangle is left. bRaw: the mesh may become
+// non-manifold; else it stays manifold.
 
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
-void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, Program& program);
+void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program);
 /// bAnneal: the slow way, which gets out of local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
-void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, Program& program);
+void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
-void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, Program& program);
+void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, bool bRaw, Program& program);
 
 /// See TARN_KEL::makeManifold(). Says what was done, if anything.
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
 /// See TARN_KEL::fillHoles(). Says how many holes were closed.
-void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, Program& program);
+void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program);
 
 /// For CLI11: a number of rounds.
 extern const CLI::Range smoothRounds;

@@ -59,9 +59,11 @@ std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, Reconstru
         pOption->group(ORDER);
     return {
         {pReduce,
-         [&](const MeshPtr& pMesh) { reduceMesh(pMesh, options.reduceLimits.first, options.reduceLimits.second, program); }},
-        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, program); }},
-        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, options.numSmoothRounds, program); }},
+         [&](const MeshPtr& pMesh) {
+             reduceMesh(pMesh, options.reduceLimits.first, options.reduceLimits.second, options.fresh.bRaw, program);
+         }},
+        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, options.fresh.bRaw, program); }},
+        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, options.numSmoothRounds, options.fresh.bRaw, program); }},
     };
 }
 

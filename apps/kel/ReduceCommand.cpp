@@ -29,6 +29,9 @@ void addReduceCommand(CLI::App& app, Program& program) {
     command.callback([pOptions, &program] {
         changeMesh(
             pOptions->change,
-            [&](const MeshPtr& pMesh) { reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, program); }, program);
+            [&](const MeshPtr& pMesh) {
+                reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, pOptions->change.bRaw, program);
+            },
+            program);
     });
 }

@@ -24,6 +24,7 @@ void addSmoothCommand(CLI::App& app, Program& program) {
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(
-            pOptions->change, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, program); }, program);
+            pOptions->change,
+            [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, pOptions->change.bRaw, program); }, program);
     });
 }

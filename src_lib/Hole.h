@@ -105,7 +105,9 @@ public:
     /// The new cells, sorted, and their points in the same order; cells that triangles stand on are left out. Adds the third
     /// corners of diagonal chain edges to vCCD.
     void extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints);
-    /// Adds the new cells to the mesh and makes the triangles over them and the chain.
+    /// Adds the new cells to the mesh and makes the triangles over them and the chain. What stood in the mesh stays, and no
+    /// triangle is made twice. Along the chain gaps of mostly three edges may be left, and edges of three triangles: a cube
+    /// sees the cells of the chain, none behind it. The new triangles aren't oriented. O(n log n).
     void grow();
     /// The configuration of the dual cube of that key: bits in the order of Calc::completeArraySym. A cell that isn't one of
     /// its eight is an assertion. No cells give 0.
@@ -113,10 +115,14 @@ public:
     /// Makes the two triangles of each flat cube in the mesh, on the diagonal that suits what is there. Records of eight:
     /// the cells of both triangles, key, configuration.
     void solveAmbiguousT(VCCD& vAmbiguousT);
+    /// Whether a code is in both lists, which may hold repeats.
     bool shareAnEntry(VCCD a, VCCD b);
     /// Appends the triangles that n steps over vertices reach from the chain, then sorts the whole of vOut, each once.
     void getNTriangleRows(int n, std::vector<CTriangle*>& vOut);
-    /// A mesh of its own from these points and one row of triangles round the hole: the caller's; null when there is none.
+    /// A mesh of its own from these points and one row of triangles round the hole, repaired and oriented: the caller's and
+    /// self-contained, it outlives this mesh. On the grid of this mesh, which must hold the points with some cells to spare.
+    /// Null when no cell is left; without triangles where the repair has taken a tiny piece for a ragged one. Opens a run
+    /// unless one is open on the thread.
     CMesh* createCMesh(VCCDPoint& vCCD2Point);
 
     // ---- Addresses

@@ -227,6 +227,12 @@ CMesh* Hole::createCMesh(VCCDPoint& vCCD2Point) {
         vPoints.push_back(point);
     std::vector<CTriangle*> vRow;
     getNTriangleRows(1, vRow);
+    drawOnTheWay([&] {
+        writeDebugDrawing(name + "rows.list", pCalc, [&](Visualizer3& visualizer) {
+            visualizer.setMesh(pCMesh);
+            visualizer.writeTriangles(vRow, CRED, false);
+        });
+    });
     VVCD vCorners;
     pCMesh->extractAliveVCD(vRow, vCorners);
     for (const VCD vcd : vCorners)

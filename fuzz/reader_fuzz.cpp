@@ -14,6 +14,7 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <locale>
@@ -110,11 +111,21 @@ void fuzzPlyPoints(const std::string& file, std::string_view bytes) {
 void fuzzPlyMesh(const std::string& file, std::string_view bytes) {
     const Points vCorners = appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), false, vPoints); });
     demand(vCorners.size() % 3 == 0, "three corners a triangle");
+    Points vVertices;
+    std::vector<int> vIndices;
+    PLY::readPly(file, vVertices, vIndices);
+    const auto isSame = [&](int i, const Point3& p) {
+        const Point3& q = vVertices.at(static_cast<std::size_t>(i));
+        return std::memcmp(&p, &q, sizeof p) == 0;  // not a number is, too
+    };
+    demand(std::equal(vIndices.begin(), vIndices.end(), vCorners.begin(), vCorners.end(), isSame),
+           "numbered vertices are the corners");
 }
 
-void fuzzMesh(const std::string& file, std::string_view bytes) {
-    const MeshPtr pMesh = readMesh_auto(file);
+void fuzzMeshFile(const std::string& file, std::string_view bytes, bool bJoin) {
+    const MeshPtr pMesh = readMesh_auto(file, 0.0, bJoin);
     if (!pMesh) return;
+
     std::vector<Point3*> vCorners;
     pMesh->getTriangles(vCorners);
     demand(!vCorners.empty() && vCorners.size() <= 3 * bytes.size(), "a mesh has triangles, and not more than its file");
@@ -122,6 +133,11 @@ void fuzzMesh(const std::string& file, std::string_view bytes) {
         demand(std::isfinite(p->x()) && std::isfinite(p->y()) && std::isfinite(p->z()), "the vertices of a mesh are finite");
     const std::string fault = TARN_TEST::firstFault(*pMesh->getRMesh());
     demand(fault.empty(), fault.c_str());
+}
+
+void fuzzMesh(const std::string& file, std::string_view bytes) {
+    for (const bool bJoin : {false, true})
+        fuzzMeshFile(file, bytes, bJoin);
 }
 
 struct Target {

@@ -262,7 +262,7 @@ VCCD Hole::cornersOfRegion() const {
 // ---- First values -------------------------------------------------------------------------------------------------------
 
 void Hole::initializeFirstRow() {
-    pArray = std::make_unique<MatrixEntry[]>(static_cast<std::size_t>(arrSiz));
+    pArray = Matrix(arrSiz);
     vAddr.clear();
     for (CTriangle* pCT : vT)
         initializeFirstRow_T(pCT);

@@ -33,6 +33,18 @@ struct MatrixEntry {
     float weight = 1.0F;    ///< confidence of the value in averages, and the mark of seeded entries
 };
 
+/// Lattice points by address.
+class Matrix {
+public:
+    Matrix() = default;
+    explicit Matrix(int size) : pEntries(std::make_unique<MatrixEntry[]>(static_cast<std::size_t>(size))) {}
+    MatrixEntry& operator[](int address) { return pEntries[static_cast<std::size_t>(address)]; }
+    const MatrixEntry& operator[](int address) const { return pEntries[static_cast<std::size_t>(address)]; }
+
+private:
+    std::unique_ptr<MatrixEntry[]> pEntries;
+};
+
 /// Closes one hole of a coarse mesh by volume: the surface round the hole gives a signed distance field on a dense box of
 /// lattice points, the field grows across the gap, and the cells where its sign changes are the missing ones.
 ///
@@ -175,16 +187,16 @@ public:
     // The cells of the chain, and the same extended: the box. Grid coordinates, ends included.
     unsigned long long xLow = 0, yLow = 0, zLow = 0, xHigh = 0, yHigh = 0, zHigh = 0;
     unsigned long long xLowExt = 0, yLowExt = 0, zLowExt = 0, xHighExt = 0, yHighExt = 0, zHighExt = 0;
-    int rgx = 0, rgy = 0, rgz = 0;          ///< points along each axis
-    int rgxy = 0;                           ///< points of a layer
-    int numGrowSteps = 0;                   ///< rings
-    std::unique_ptr<MatrixEntry[]> pArray;  ///< the matrix; x runs fastest, then y, then z
-    int arrSiz = 0;                         ///< its entries
-    float sideLen;                          ///< cell edge
-    std::set<CTriangle*> sBoundaryT;        ///< at the chain's vertices
-    std::set<CTriangle*> sUnrelT;           ///< of these and their neighbours: at a crease, or without a normal
-    std::set<VCD> sRimVCD;                  ///< corners of the triangles at the rim of the region
-    std::vector<int> vAddr;                 ///< the addresses with a value, in order of assignment until inflate()
+    int rgx = 0, rgy = 0, rgz = 0;    ///< points along each axis
+    int rgxy = 0;                     ///< points of a layer
+    int numGrowSteps = 0;             ///< rings
+    Matrix pArray;                    ///< x runs fastest, then y, then z
+    int arrSiz = 0;                   ///< its entries
+    float sideLen;                    ///< cell edge
+    std::set<CTriangle*> sBoundaryT;  ///< at the chain's vertices
+    std::set<CTriangle*> sUnrelT;     ///< of these and their neighbours: at a crease, or without a normal
+    std::set<VCD> sRimVCD;            ///< corners of the triangles at the rim of the region
+    std::vector<int> vAddr;           ///< the addresses with a value, in order of assignment until inflate()
     Casx casx;
     VCCD vCCD;  ///< codes of the chain, sorted, each once
 

@@ -60,7 +60,7 @@ void forEachNeig(const Hole& hole, int address, const Visit& visit) {
 class LowPass {
 public:
     LowPass(Hole& hole, const std::vector<int>& vAddr, bool bUseWeights_)
-        : pArray(hole.pArray.get()), steps{-1, 1, -hole.rgx, hole.rgx, -hole.rgxy, hole.rgxy}, bUseWeights(bUseWeights_) {
+        : pArray(hole.pArray), steps{-1, 1, -hole.rgx, hole.rgx, -hole.rgxy, hole.rgxy}, bUseWeights(bUseWeights_) {
         for (const int address : vAddr) {
             if (isFixed(pArray[address].weight)) continue;
             vFree.push_back({address, 0});
@@ -104,7 +104,7 @@ private:
         return mean;
     }
 
-    MatrixEntry* pArray;
+    Matrix& pArray;
     std::array<int, 6> steps;  // of addresses, by slot
     bool bUseWeights;
     std::vector<Free> vFree;
@@ -231,8 +231,9 @@ void Hole::getCbsAroundEdge(RCD a, RCD b, int x, int y, int z, int axis, VRCD& v
     constexpr std::array<std::array<std::size_t, 2>, 3> OTHER_AXES = {{{1, 2}, {0, 2}, {0, 1}}};
     ASSEX(axis>=0 && axis<3);
     const std::array<RCD, 3> steps = {RCD_STEP_X, RCD_STEP_Y, RCD_STEP_Z};
-    ASSEX(b==a+steps[axis]);
-    const auto [first, second] = OTHER_AXES[static_cast<std::size_t>(axis)];
+    const auto axisIndex = static_cast<std::size_t>(axis);
+    ASSEX(b==a+steps[axisIndex]);
+    const std::size_t first = OTHER_AXES[axisIndex][0], second = OTHER_AXES[axisIndex][1];
     const std::array<int, 3> at = {x, y, z};
     const bool bLowerOnFirst = at[first] > 1, bLowerOnSecond = at[second] > 1;
     const auto append = [&](int onFirst, int onSecond) {

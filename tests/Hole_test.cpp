@@ -381,7 +381,7 @@ TEST(Hole, keepsMeansOffTheMarksOfSeeds) {
     Triangle world({At{20, 20, 20}, {21, 20, 20}, {20, 21, 20}});
     Hole hole(&world.mesh, world.pChain.get());
     hole.setRanges();
-    hole.pArray = std::make_unique<MatrixEntry[]>(static_cast<std::size_t>(hole.arrSiz));
+    hole.pArray = Matrix(hole.arrSiz);
     hole.pArray[1] = {1.0F, 0.2F};
     hole.pArray[2] = {-0.5F, 0.4F};
     std::vector<int> vAddresses = {1};

@@ -137,14 +137,13 @@ void Hal::integrateFillPixels(std::vector<Point3>& vPoints) {
 }
 
 std::shared_ptr<IsoStore> Hal::getIsoStore() {
-    constexpr CCD UPPER_PART = ~CCD{0x7fff};
     ASSEX(pCalc!=NULL);
     sortBundles();
     auto pStore = std::make_shared<IsoStore>(pCalc, vBundles);
     for (auto it = vBundles.begin(); it != vBundles.end();) {
-        const CCD upper = (*it)->ccd & UPPER_PART;
+        const CCD upper = (*it)->ccd & ~Iso::LOWER_PART;
         const auto itEnd =
-            std::find_if(it, vBundles.end(), [upper](const Bundle* p) { return (p->ccd & UPPER_PART) != upper; });
+            std::find_if(it, vBundles.end(), [upper](const Bundle* p) { return (p->ccd & ~Iso::LOWER_PART) != upper; });
         std::vector<Bundle*> vSlice(it, itEnd);
         pStore->init(upper, vSlice);
         it = itEnd;

@@ -50,7 +50,8 @@ public:
     /// its points; the new points and bundles are owned here. O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
     /// The bundles that a run has taken in a bit volume of blocks of 32 cells along each axis, which must not outlive this
-    /// object. Sorts them by cell code. An assertion before a run. O(n log n).
+    /// object. Sorts them by cell code. Cells that an earlier store took out are set
+    /// again. An assertion before a run. O(n log n).
     std::shared_ptr<IsoStore> getIsoStore();
     /// Normalises the normals of the bundles and marks in each the axes that are more than 50 degrees away from it:
     /// 4 for x, 2 for y, 1 for z.

@@ -7,9 +7,12 @@
 
 namespace TARN_KEL {
 
-/// A block of 32 cells along each axis, a bit each. Rows that were never set take no memory.
+/// A block of 32 cells along each axis, a bit each. Rows behind the last one that was set take no memory.
 class Iso {
 public:
+    /// The bits of a code that tell the cell inside its block: five levels. The other ones are the upper part.
+    static constexpr CCD LOWER_PART = 0x7fff;
+
     explicit Iso(CCD upper) : upperPart(upper) {}
 
     // Coordinates inside the block must be in 0 to 31, else an assertion fails.

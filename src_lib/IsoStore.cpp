@@ -1,19 +1,24 @@
 // Each removal asks for cells a step or two from the one that may go, by coordinates inside its block; only those across a
 // side of the block are looked up by code.
 //
-//         e           c may go when c + e is free and c - e is set; with a bundle, c - 2e must be free as well. A cell
-//     n+e ? n+e       above a neighbour n must have n below it: it would lose its only link otherwise.
-//      n  c  n
+//        c+e          A cell c may go when c + e is free, and no cell n + e loses its only link: it must have n below it.
+//     n+e   n+e       simplify() wants c - e set, and with a bundle c - 2e free; slide() has another cell of the cube there,
+//      n  c  n        or farther down.
 //        c-e
 #include "IsoStore.h"
 
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdlib>
+#include <functional>
 #include <iostream>
+#include <queue>
+#include <utility>
 
 #include "Bundle.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -22,7 +27,6 @@ namespace {
 
 constexpr int BLOCK = 32;                // cells along each axis
 constexpr int BLOCK_BITS = 15;           // of a code: five levels
-constexpr CCD LOWER_PART = 0x7fff;       // the cell inside its block
 constexpr std::size_t MOST_CORNERS = 4;  // of a cube that is left alone
 
 using Step = std::array<int, 3>;  // cells along x, y, z
@@ -36,25 +40,96 @@ Step stepAlong(int axis, int length) {
 struct Candidate {
     Bundle* pBundle;  // null: a cell alone
     CCD ccd;
-    int& forbiddenAxes;  // below 0 once it went
+    int* pForbiddenAxes;  // below 0 once it went
 };
 
-/// Tries all candidates along each axis that they don't forbid, from the given side first. Returns how many went.
-template <typename Element, typename CandidateOf>
-int killRound(IsoStore& store, std::vector<Element>& vElement, int firstSide, const CandidateOf& candidateOf) {
-    int numSucc = 0;
-    for (const int axis : {1, 2, 4})
-        for (Element& element : vElement) {
-            const Candidate candidate = candidateOf(element);
-            if (candidate.forbiddenAxes < 0 || (candidate.forbiddenAxes & axis) != 0) continue;
-            if (!store.tryKill(candidate.pBundle, candidate.ccd, axis, firstSide) &&
-                !store.tryKill(candidate.pBundle, candidate.ccd, axis, -firstSide))
-                continue;
-            candidate.forbiddenAxes = -1;
-            ++numSucc;
+/// The rounds of simplify(): in each all candidates are tried along 1, 2, 4, in their order. One that failed along an axis
+/// fails again until a cell goes that the test looks at, so only then is it tried again. O(n log n) for n candidates.
+class Thinning {
+public:
+    Thinning(IsoStore& theStore, std::vector<Candidate> theCandidates)
+        : store(theStore), vCandidate(std::move(theCandidates)), vPending(vCandidate.size(), 0) {
+        for (std::size_t i = 0; i < vCandidate.size(); ++i) {
+            vCellNumber.emplace_back(vCandidate[i].ccd, i);
+            wake(i);
         }
-    return numSucc;
-}
+        sortMT(vCellNumber.begin(), vCellNumber.end());
+    }
+    /// Tries the given side first. Returns how many cells went.
+    int runRound(int firstSide) {
+        int numSucc = 0;
+        for (std::size_t k = 0; k < AXES.size(); ++k)
+            numSucc += runPass(k, firstSide);
+        return numSucc;
+    }
+
+private:
+    using Queue = std::priority_queue<std::size_t, std::vector<std::size_t>, std::greater<>>;  // the lowest first
+    static constexpr std::array<int, 3> AXES{1, 2, 4};
+
+    int runPass(std::size_t k, int firstSide) {
+        int numSucc = 0;
+        current = Pass{k, 0, Queue(std::greater<>(), std::exchange(vNext[k], {}))};
+        while (!current.queue.empty()) {
+            current.number = current.queue.top();
+            current.queue.pop();
+            vPending[current.number] &= static_cast<unsigned char>(~AXES[k]);
+            const Candidate& candidate = vCandidate[current.number];
+            if (*candidate.pForbiddenAxes < 0 || (*candidate.pForbiddenAxes & AXES[k]) != 0) continue;
+            if (!store.tryKill(candidate.pBundle, candidate.ccd, AXES[k], firstSide) &&
+                !store.tryKill(candidate.pBundle, candidate.ccd, AXES[k], -firstSide))
+                continue;
+            *candidate.pForbiddenAxes = -1;
+            ++numSucc;
+            wakeAround(candidate.ccd);
+        }
+        current.k = AXES.size();
+        return numSucc;
+    }
+
+    /// The tests of these cells look at the given one: face and edge neighbours, and two steps along an axis.
+    void wakeAround(CCD ccd) {
+        const Iso* pIso = store.getIso(ccd);
+        int x, y, z;
+        IsoStore::getCoords(ccd, x, y, z);
+        for (int dx = -2; dx <= 2; ++dx)
+            for (int dy = -2; dy <= 2; ++dy)
+                for (int dz = -2; dz <= 2; ++dz) {
+                    const int distance = std::abs(dx) + std::abs(dy) + std::abs(dz);
+                    if (distance == 0 || distance > 2 || !store.exists(pIso, x + dx, y + dy, z + dz)) continue;
+                    const CCD neig =
+                        store.pCalc->getOffVal(store.pCalc->getOffVal(store.pCalc->getOffVal(ccd, dx, 4), dy, 2), dz, 1);
+                    for (auto it = findFirstFrom(vCellNumber.begin(), vCellNumber.end(), neig);
+                         it != vCellNumber.end() && it->first == neig; ++it)
+                        wake(it->second);
+                }
+    }
+
+    /// To be tried along all axes, in this pass where its turn is still to come.
+    void wake(std::size_t number) {
+        for (std::size_t k = 0; k < AXES.size(); ++k) {
+            if ((vPending[number] & AXES[k]) != 0) continue;
+            vPending[number] |= static_cast<unsigned char>(AXES[k]);
+            if (k == current.k && number > current.number)
+                current.queue.push(number);
+            else
+                vNext[k].push_back(number);
+        }
+    }
+
+    struct Pass {
+        std::size_t k;  // of its axis; none outside of passes
+        std::size_t number;
+        Queue queue;
+    };
+
+    IsoStore& store;
+    std::vector<Candidate> vCandidate;
+    std::vector<std::pair<CCD, std::size_t>> vCellNumber;  // sorted
+    std::vector<unsigned char> vPending;                   // by number: the axes along which it waits
+    std::array<std::vector<std::size_t>, 3> vNext;         // by axis: whose turn it is in the next pass
+    Pass current{AXES.size(), 0, {}};
+};
 
 /// The eight keys of each cell with its bundle: equal keys are the occupied corners of a dual cube.
 std::vector<std::pair<CCD, Bundle*>> cornersOfCubes(const std::vector<Bundle*>& vBundles, const Calc& calc) {
@@ -91,32 +166,26 @@ IsoStore::IsoStore(Calc* pGrid, std::vector<Bundle*>& vAllBundles) : pCalc(pGrid
 
 IsoStore::~IsoStore() = default;
 
-Iso* IsoStore::makeIso(CCD upper) {
-    const auto [it, bOK] = mUpperQuad2Iso.try_emplace(upper, std::make_unique<Iso>(upper));
-    return bOK ? it->second.get() : nullptr;
-}
-
 void IsoStore::init(CCD upper, std::vector<Bundle*>& vBlockBundles) {
     size += vBlockBundles.size();
-    Iso* pIso = makeIso(upper);
-    const bool bOK = pIso != nullptr;
+    const bool bOK = findIso(upper) == nullptr;
     ASSEX(bOK);
     std::vector<CCD> vCCD;
     vCCD.reserve(vBlockBundles.size());
     for (const Bundle* pBundle : vBlockBundles)
         vCCD.push_back(pBundle->ccd);
     oneInstance(vCCD);
-    for (const CCD ccd : vCCD) {
-        int x, y, z;
-        getCoords(ccd, x, y, z);
-        pIso->set(x, y, z, true);
-    }
+    setAll(upper, vCCD);
 }
 
 void IsoStore::add(CCD upper, std::vector<CCD>& vCCD) {
     size += vCCD.size();
-    Iso* pIso = findIso(upper);
-    if (pIso == nullptr) pIso = makeIso(upper);
+    setAll(upper, vCCD);
+}
+
+void IsoStore::setAll(CCD upper, const std::vector<CCD>& vCCD) {
+    upper &= ~Iso::LOWER_PART;
+    Iso* pIso = mUpperQuad2Iso.try_emplace(upper, std::make_unique<Iso>(upper)).first->second.get();
     for (const CCD ccd : vCCD) {
         int x, y, z;
         getCoords(ccd, x, y, z);
@@ -125,14 +194,14 @@ void IsoStore::add(CCD upper, std::vector<CCD>& vCCD) {
 }
 
 void IsoStore::getCoords(CCD ccd, int& x, int& y, int& z) {
-    const CCD inBlock = ccd & LOWER_PART;
+    const CCD inBlock = ccd & Iso::LOWER_PART;
     x = static_cast<int>(compressBits(inBlock >> 2));
     y = static_cast<int>(compressBits(inBlock >> 1));
     z = static_cast<int>(compressBits(inBlock));
 }
 
 Iso* IsoStore::findIso(CCD ccd) const {
-    const auto it = mUpperQuad2Iso.find(ccd & ~LOWER_PART);
+    const auto it = mUpperQuad2Iso.find(ccd & ~Iso::LOWER_PART);
     return it != mUpperQuad2Iso.end() ? it->second.get() : nullptr;
 }
 
@@ -246,33 +315,35 @@ void IsoStore::announce(const char* opening) const {
 
 void IsoStore::simplify() {
     announce("\n\n\n\n\n Hi, this is simplify");
-    int numSucc = 0;
-    do {
+    std::vector<Candidate> vCandidate;
+    for (Bundle* pBundle : vBundles)
+        vCandidate.push_back({pBundle, pBundle->ccd, &pBundle->forbiddenDirection});
+    Thinning thinning(*this, std::move(vCandidate));
+    do
         posNeg = -posNeg;
-        numSucc = killRound(*this, vBundles, posNeg, [](Bundle* pBundle) {
-            return Candidate{pBundle, pBundle->ccd, pBundle->forbiddenDirection};
-        });
-    } while (numSucc > 0);
+    while (thinning.runRound(posNeg) > 0);
 }
 
 void IsoStore::simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbDir) {
     announce("\n\n\n\n\n* Hi, this is simplifyInflates");
     std::cout << "vInflCCD2forbDir for loop is " << vInflCCD2forbDir.size() << std::endl;
+    std::vector<Candidate> vCandidate;
+    for (auto& [ccd, forbiddenAxes] : vInflCCD2forbDir)
+        vCandidate.push_back({nullptr, ccd, &forbiddenAxes});
+    Thinning thinning(*this, std::move(vCandidate));
     int numSucc = 0;
     do {
-        numSucc = killRound(*this, vInflCCD2forbDir, 1, [](std::pair<CCD, int>& cell) {
-            return Candidate{nullptr, cell.first, cell.second};
-        });
+        numSucc = thinning.runRound(1);
         std::cout << "simplifyInflates, numSucc=" << numSucc << std::endl;
     } while (numSucc > 0);
 }
 
-/// 0 for a point at the midpoint of its cell, 32 in a corner.
+/// 0 for a point at the midpoint of its cell, 32 in a corner; more for one that was moved out of its cell, up to 255.
 void IsoStore::scoreBundles() {
     const double factor = 32.0 / (pCalc->getSideLen() * 0.5 * std::sqrt(3.0));
     for (Bundle* pBundle : vBundles) {
         const double score = factor * (*pBundle->pVtx - pCalc->getMidPoint(pBundle->ccd)).length();
-        pBundle->score = static_cast<std::uint8_t>(std::clamp(score, 0.0, 255.0));
+        pBundle->score = score < 255.0 ? static_cast<std::uint8_t>(score) : std::uint8_t{255};
     }
 }
 

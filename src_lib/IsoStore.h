@@ -29,8 +29,9 @@ public:
     IsoStore& operator=(const IsoStore&) = delete;
 
     /// Makes the block of that upper part, which must be new (assertion), and sets the cells of the bundles, all in there.
+    /// Upper parts may be any code of their block.
     void init(CCD upper, std::vector<Bundle*>& vBlockBundles);
-    /// Sets cells of the block of that upper part, which is made where it is missing.
+    /// Sets cells, all of the block of that upper part, which is made where it is missing.
     void add(CCD upper, std::vector<CCD>& vCCD);
 
     /// The coordinates inside the block.
@@ -56,8 +57,8 @@ public:
     /// went.
     bool tryKillWeakBundle(Bundle* pWeak, const Bundle* pOther);
 
-    /// Takes cells of bundles out, along axes that the bundles don't forbid, until a round takes none. A round is
-    /// O(n log b) for n bundles in b blocks; there are about as many as a heap of cells is thick.
+    /// Takes cells of bundles out, along axes that the bundles don't forbid, until a round over all takes none.
+    /// O(n log n).
     void simplify();
     /// The same for cells without bundles, pairs (code, forbidden axes); the axes of one that went become -1.
     void simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbDir);
@@ -73,9 +74,9 @@ public:
 
 private:
     Iso* findIso(CCD ccd) const;
-    Iso* makeIso(CCD upper);
+    void setAll(CCD upper, const std::vector<CCD>& vCCD);
     void announce(const char* opening) const;
-    bool isOnlyLink(const Iso* pIso, CCD ccd, int axis, int step) const;
+    bool isOnlyLink(const Iso* pIso, CCD ccd, int axis, int side) const;
     void scoreBundles();
     bool killWeakest(std::vector<Bundle*>& vCorners);
     std::size_t killWeakOnes(std::vector<Bundle*>& vCorners);

@@ -212,7 +212,21 @@ TEST(IsoStore, takesOneOfTwoLayersAndNoneOfThree) {
         cells.store.simplify();
         EXPECT_EQ(cells.alive().size(), thickness == 2 ? 144U : 144U * static_cast<unsigned>(thickness));
         EXPECT_EQ(cells.store.posNeg, thickness == 2 ? 1 : -1);
+        cells.store.simplify();  // goes on where it was
+        EXPECT_EQ(cells.store.posNeg, thickness == 2 ? -1 : 1);
     }
+    // Loose cells from the middle of a bar outwards: each round takes one at either end.
+    constexpr int NUM = 2000;
+    VCCD vBar;
+    for (int i = 0; i < NUM; ++i)
+        vBar.push_back(cellAt(1100 + (i % 2 == 0 ? i / 2 : -(i + 1) / 2), 7, 7));
+    Cells bar(vBar, 1);
+    std::vector<std::pair<CCD, int>> vLoose;
+    for (const CCD ccd : vBar)
+        vLoose.emplace_back(ccd, 0);
+    EXPECT_EQ(countIn(outputOf([&] { bar.store.simplifyInflates(vLoose); }), "simplifyInflates, numSucc=2\n"), NUM / 2 - 1);
+    EXPECT_EQ(bar.stored().size(), 1U);
+
     Cells single({cellAt(40, 40, 40)}, 1);
     for (const int axis : {1, 2, 4})
         EXPECT_FALSE(single.store.tryKill(single.vpBundle[0], cellAt(40, 40, 40), axis, 1));
@@ -259,9 +273,15 @@ TEST(IsoStore, setsCellsOnceAndCountsThemAll) {
     EXPECT_TRUE(cells.store.isSet(cellAt(0, 31, 31)));
     cells.store.set(cellAt(0, 31, 31), false);
     EXPECT_FALSE(cells.store.isSet(cellAt(0, 31, 31)));
+    VCCD vMore = {cellAt(1, 2, 3)};
+    for (const CCD upper : {cellAt(0, 0, 0), cellAt(7, 1, 0), cellAt(40, 0, 0), cellAt(33, 0, 1)})
+        cells.store.add(upper, vMore);
+    EXPECT_EQ(cells.store.mUpperQuad2Iso.size(), 2U);
+    EXPECT_TRUE(cells.store.isSet(cellAt(1, 2, 3)) && cells.store.isSet(cellAt(33, 2, 3)));
+    EXPECT_EQ(cells.store.getSize(), 7U);
     expectFails("bOK", [&] { cells.store.init(0, vpTwice); });
-    expectFails("pIso!=__null", [&] { cells.store.isSet(cellAt(32, 0, 0)); });
-    expectFails("false", [&] { cells.store.getIso(cellAt(32, 0, 0)); });
+    expectFails("pIso!=__null", [&] { cells.store.isSet(cellAt(0, 32, 0)); });
+    expectFails("false", [&] { cells.store.getIso(cellAt(0, 32, 0)); });
     for (const Place& p : {Place{32, 0, 0}, {0, -1, 0}, {-1, 5, 5}, {0, 0, 32}})
         expectFails("x<32 && y<32 && z<32", [&] { cells.store.getIso(0)->get(p[0], p[1], p[2]); });
 }

@@ -1,4 +1,5 @@
-// What the tools for the coarse mesh cost beside the road from points to a mesh: collapses, flips, bubbles, iso slices.
+// What the tools for the coarse mesh cost beside the road from points to a mesh: collapses, flips, the finish of a melt, iso
+// slices.
 // The argument is the number of squares along a side of a noisy sheet, of two triangles each; a million triangles have 707.
 // Two sizes with four times the triangles tell whether a tool is linear. Times are those of all processors together.
 //
@@ -17,7 +18,7 @@
 #include "CMesh.h"
 #include "IsoStore.h"
 #include "Random.h"
-#include "Top.h"
+#include "TopMelt.h"
 #include "support/capture.h"
 #include "support/cellSets.h"
 
@@ -64,7 +65,7 @@ void measure(benchmark::State& state, double noise, double waves, Tool&& tool) {
     std::size_t numMade = 0;
     for (auto _ : state) {
         NoisySheet sheet(static_cast<unsigned>(state.range(0)), noise, waves);
-        Top top(&sheet.mesh, &sheet.calc);
+        TopMelt top(&sheet.mesh, &sheet.calc);
         const std::size_t numBefore = sheet.mesh.vAllCT.size();
         const std::clock_t start = std::clock();
         tool(top);
@@ -104,6 +105,27 @@ void flipFeatures(benchmark::State& state) {
                 top.sFeatureCCD.insert(NoisySheet::code(x, y));
         top.flipFeatures();
     });
+}
+void meshGrowing(benchmark::State& state) {
+    measure(state, 0.2, 40.0, [](TopMelt& top) { top.meshGrowing(top.pCMesh->getTriRef()); });
+}
+void meshGrowingToBorder(benchmark::State& state) {
+    measure(state, 0.2, 40.0, [](TopMelt& top) {
+        top.sBorderCCD = {NoisySheet::code(0, 0)};  // the far end
+        top.meshGrowing(top.pCMesh->getTriRef());
+    });
+}
+void components(benchmark::State& state) {
+    measure(state, 0.2, 40.0, [](TopMelt& top) {
+        std::vector<std::vector<CTriangle*>> vvT;
+        top.getCC(vvT);
+    });
+}
+void replaceRemaining180(benchmark::State& state) {
+    measure(state, 0.9, 40.0, [](TopMelt& top) { top.replaceRemaining180(); });
+}
+void solveFencedPairs(benchmark::State& state) {
+    measure(state, 0.2, 40.0, [](TopMelt& top) { top.solveFencedPairs(); });
 }
 /// A wavy slab of two layers of cells, so many along a side.
 void isoSlices(benchmark::State& state) {
@@ -145,6 +167,11 @@ BENCHMARK(edgeFlips)->Apply(settings);
 BENCHMARK(flipBadAngles)->Apply(settings);
 BENCHMARK(flipExtremeCaps)->Apply(settings);
 BENCHMARK(flipFeatures)->Apply(settings);
+BENCHMARK(meshGrowing)->Apply(settings);
+BENCHMARK(meshGrowingToBorder)->Apply(settings);
+BENCHMARK(components)->Apply(settings);
+BENCHMARK(replaceRemaining180)->Apply(settings);
+BENCHMARK(solveFencedPairs)->Apply(settings);
 
 }  // namespace
 

@@ -1,16 +1,16 @@
 // The mesh cut into patches.
 //
-// Both ways are a flood with a stack over the alive triangles; a triangle is marked when it is pushed, so it is pushed once.
-// They differ in the edges that they cross. Repair cuts the mesh anew in every pass, so the flood does nothing per triangle
-// but look at its three edges: what is found at MEs, which are few, goes into plain lists, and these are sorted once at the
-// end. A map filled on the way would be asked again and again for the same corners.
+// Both ways are a flood over the alive triangles. They differ in the edges that they cross. Repair cuts the mesh anew in
+// every pass, so the flood does nothing per triangle but look at its three edges: what is found at MEs, which are few, goes
+// into plain lists, and these are sorted once at the end. A map filled on the way would be asked again and again for the
+// same corners.
 #include <iterator>
 #include <memory>
-#include <unordered_set>
 #include <utility>
 
 #include "CMesh.h"
 #include "CPatch.h"
+#include "floodTriangles.h"
 #include "handOver.h"
 #include "sortMT.h"
 
@@ -18,25 +18,10 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Adds to the patch what can be reached from a triangle over the edges opposite corner i that cross(pCT, i) lets through.
-/// vStack: empty, before and after.
+/// Adds to the patch what can be reached from a triangle over the edges that cross lets through.
 template <typename Cross>
-void flood(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vStack, Cross&& cross) {
-    pStartCT->bVisited = true;
-    vStack.push_back(pStartCT);
-    while (!vStack.empty()) {
-        CTriangle* pCT = vStack.back();
-        vStack.pop_back();
-        patch.add(pCT);
-        for (int i = 0; i < 3; ++i) {
-            if (!cross(pCT, i)) continue;
-            for (CTriangle* pNeigT : pCT->getCE(i)->vCT) {
-                if (pNeigT->bVisited) continue;
-                pNeigT->bVisited = true;
-                vStack.push_back(pNeigT);
-            }
-        }
-    }
+void fillPatch(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vStack, Cross&& cross) {
+    floodTriangles(pStartCT, vStack, cross, [&patch](CTriangle* pCT) { patch.add(pCT); });
 }
 
 /// Enters pairs into a map; of equal corners the last pair stays.
@@ -69,18 +54,11 @@ CPatch* CMesh::startPatch() {
 }
 
 void CMesh::createCCPatches() {
-    // An edge has to be crossed by the first of its triangles only. Where many meet, asking all of them for all others
-    // would take their number squared.
-    constexpr int MANY = 16;
-    std::unordered_set<const CEdge*> sCrossed;
-    const auto cross = [&sCrossed](const CTriangle* pCT, int i) {
-        const CEdge* pCE = pCT->getCE(i);
-        return pCE->getDegree() <= MANY || sCrossed.insert(pCE).second;
-    };
+    AnyEdge cross;
     startPatches();
     std::vector<CTriangle*> vStack;
     for (CTriangle* pCT : vAllCT)
-        if (pCT->isAlive() && !pCT->bVisited) flood(pCT, *startPatch(), vStack, cross);
+        if (pCT->isAlive() && !pCT->bVisited) fillPatch(pCT, *startPatch(), vStack, cross);
 }
 
 void CMesh::createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
@@ -101,7 +79,7 @@ void CMesh::createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutP
         if (!pCT->isAlive() || pCT->bVisited) continue;
         CPatch* pPatch = startPatch();
         vOutPatches.push_back(pPatch);
-        flood(pCT, *pPatch, vStack, cross);
+        fillPatch(pCT, *pPatch, vStack, cross);
     }
     enterLast(vCornerOffME, mVCD2Patch);
     oneInstanceMT(vMECE);

@@ -229,6 +229,15 @@ public:
 protected:
     /// flipBadAngles with another limit in degrees.
     void flipFolds(double minAngle);
+    /// solveOnePatchPair for each pair; true when one was solved.
+    bool solvePatchPairs(const std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs);
+
+    /// A triangle at a vertex, and how many of its other corners lie at the x of that one.
+    using CountT = std::pair<int, CTriangle*>;
+    /// All triangles at the largest of the codes, so at the highest x of them; none there is an assertion.
+    std::vector<CountT> countAtMaxX(const std::vector<VCD>& vVCD) const;
+    /// The first one whose coarse normal has an x component; null when there is none.
+    static CTriangle* firstFacingX(const std::vector<CountT>& vCountT);
 
 private:
     void finalizeUnified(Voro* pVoro);

@@ -40,6 +40,8 @@ namespace TARN_KEL {
 
 namespace {
 
+constexpr double MIN_FACING_X = 0.001;  // of a unit normal
+
 /// Takes all that manifold edges connect with pStartT into the patch and lets it agree with pStartT.
 void growOriented(CTriangle* pStartT, CPatch& patch) {
     std::vector<CTriangle*> vQueue{pStartT};
@@ -170,32 +172,40 @@ void Top::enqueueStep(CTriangle* pCT, CTriangle* pNeigT, const Vector3& ownNNV, 
 
 // ---- The outer skin
 
-CTriangle* Top::getMaxT(std::vector<CPatch*>& vPatches, bool& bFlip) {
-    bFlip = false;
-    VCD maxVCD = 0;
-    for (const CPatch* pPatch : vPatches)
-        for (const CTriangle* pCT : pPatch->vMemberCT)
-            if (pCT->isAlive()) maxVCD = std::max({maxVCD, pCT->c0, pCT->c1, pCT->c2});
+std::vector<Top::CountT> Top::countAtMaxX(const std::vector<VCD>& vVCD) const {
     std::vector<CTriangle*> vIncT;
-    pCMesh->getIncidentT(maxVCD, vIncT);
+    const VCD maxVCD = vVCD.empty() ? 0 : *std::max_element(vVCD.begin(), vVCD.end());
+    if (!vVCD.empty()) pCMesh->getIncidentT(maxVCD, vIncT);
     ASSEX(!vIncT.empty());
-
-    std::vector<std::pair<int, CTriangle*>> vCountT;  // how many of the other corners lie at the same x
+    std::vector<CountT> vCountT;
     for (CTriangle* pCT : vIncT) {
         int count = -1;
         for (const VCD vcd : {pCT->c0, pCT->c1, pCT->c2})
             if (((vcd ^ maxVCD) & CCD_X_BITS) == 0) ++count;
         vCountT.emplace_back(count, pCT);
     }
+    return vCountT;
+}
+
+CTriangle* Top::firstFacingX(const std::vector<CountT>& vCountT) {
+    const auto facesX = [](const CountT& entry) { return std::fabs(entry.second->computeNNVcoarse().x()) >= MIN_FACING_X; };
+    const auto it = std::find_if(vCountT.begin(), vCountT.end(), facesX);
+    return it == vCountT.end() ? nullptr : it->second;
+}
+
+CTriangle* Top::getMaxT(std::vector<CPatch*>& vPatches, bool& bFlip) {
+    bFlip = false;
+    std::vector<VCD> vVCD;
+    for (const CPatch* pPatch : vPatches)
+        pCMesh->extractAliveVCD(pPatch->vMemberCT, vVCD);
+    std::vector<CountT> vCountT = countAtMaxX(vVCD);
     std::sort(vCountT.begin(), vCountT.end());
-    for (const auto& [count, pCT] : vCountT) {
-        const double x = pCT->computeNNVcoarse().x();
-        if (std::fabs(x) < 0.001) continue;
-        bFlip = x < 0.0;
-        return pCT;
-    }
-    warning(KEL_PLACE, "no usable pMaxT");
-    return nullptr;
+    CTriangle* pMaxT = firstFacingX(vCountT);
+    if (pMaxT == nullptr)
+        warning(KEL_PLACE, "no usable pMaxT");
+    else
+        bFlip = pMaxT->computeNNVcoarse().x() < 0.0;
+    return pMaxT;
 }
 
 /// The patch met first in a turn from the patch over an edge of its boundary, agreeing with it there; null when there is

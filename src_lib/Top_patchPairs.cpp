@@ -200,10 +200,7 @@ bool Top::patchPairSolving(bool bCareful) {
     pStep->incProgressByOne();
     getPatchPairs(vPatches, vPatchPairs, vClosedPatches, vOpenPatches);
     pStep->incProgressByOne();
-    const double meshArea = pCMesh->getArea();
-    bool bChanged = false;
-    for (const auto& [pPatch0, pPatch1] : vPatchPairs)
-        if (solveOnePatchPair(pPatch0, pPatch1, meshArea)) bChanged = true;
+    bool bChanged = solvePatchPairs(vPatchPairs);
     pStep->incProgressByOne();
     if (simplifyClosedPatches(vClosedPatches, bCareful)) bChanged = true;
     pStep->incProgressByOne();
@@ -232,6 +229,14 @@ void Top::getPatchPairs(std::vector<CPatch*>& vPatches, std::vector<std::pair<CP
             vOpenPatches.push_back(pPatch);
         }
     }
+}
+
+bool Top::solvePatchPairs(const std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs) {
+    const double meshArea = pCMesh->getArea();
+    bool bChanged = false;
+    for (const auto& [pPatch0, pPatch1] : vPatchPairs)
+        if (solveOnePatchPair(pPatch0, pPatch1, meshArea)) bChanged = true;
+    return bChanged;
 }
 
 bool Top::solveOnePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea) {

@@ -220,6 +220,9 @@ void Top::getEdgesForOptimization(double angleDeg, std::vector<CEdge*>& vE) {
     pCMesh->getDegN(2, vCE);
     const auto normalOf = [this](const CTriangle& ct, bool& bOK) { return ct.getRealNNV(pCMesh, bOK); };
     const auto normalsOf = [&normalOf](const CEdge& edge, Vector3& normal0, Vector3& normal1) {
+        CTriangle *pCT0, *pCT1;
+        edge.getTwoTriangles(pCT0, pCT1, true);
+        ASSEX(pCT0->isAlive() && pCT1->isAlive());
         return agreeingNormals<CTriangle>(edge, normalOf, normal0, normal1);
     };
     appendFolds(vCE, angleDeg, normalsOf, vE);

@@ -43,13 +43,6 @@ int closeHoles(const std::shared_ptr<Mesh>& pMesh, int maxEdges) {
     return fillHoles(pMesh, maxEdges);
 }
 
-/// Everything that a call prints goes to standard error, where a death test looks.
-template <typename Call>
-void loudly(Call&& call) {
-    std::cout.rdbuf(std::cerr.rdbuf());
-    call();
-}
-
 }  // namespace
 
 // ---- The coarse mesh

@@ -65,6 +65,13 @@ std::string reportOf(Call&& call) {
     return capture.text();
 }
 
+/// Everything that a call prints goes to standard error, where a death test looks.
+template <typename Call>
+void loudly(Call&& call) {
+    std::cout.rdbuf(std::cerr.rdbuf());
+    call();
+}
+
 /// The line that a failed assertion of this text prints, for a search in reportOf().
 inline std::string conditionFailed(const std::string& condition) {
     return "Condition [ " + condition + " failed ]";

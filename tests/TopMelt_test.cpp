@@ -1,0 +1,266 @@
+// The finish of a melted mesh: spikes at the limits of their angles, the outer sheet against the skin that is known,
+// doubles.
+#include "TopMelt.h"
+
+#include "Visualizer3.h"
+#include "support/TempFolder.h"
+#include "support/coarse_soup.h"
+#include "support/columns.h"
+#include "support/extraction.h"
+#include "support/figures.h"
+#include "support/random_coarse.h"
+#include "support/run.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+double cosOf(double degrees) {
+    return std::cos(degrees / 57.29577951308232);
+}
+Point3 onCircle(double r, double turn, double z) {
+    return {r * cosOf(turn), r * cosOf(turn - 90), z};
+}
+
+/// Vertex 0 within the triangle 1-2-3, a flap behind each of its sides turned up by so many degrees, and edges 7-8 and 11-12
+/// with such a fold. Hung on vertex i, the triangles at 0 leave the angle flaps[i - 1] and no other one.
+Soup spike(const std::array<double, 3>& flaps, double fold) {
+    Soup soup{{{0, 0, 1}, onCircle(2, 90, 0), onCircle(2, 210, 0), onCircle(2, 330, 0)}, {{0, 1, 2}, {0, 2, 3}, {0, 3, 1}}};
+    for (int i = 0; i < 3; ++i) {
+        const Point3 flap = onCircle(1, flaps[static_cast<std::size_t>(i)], 0);
+        soup.vVtx.push_back(onCircle(1 + flap.x(), 270 + 120 * i, flap.y()));
+        soup.vT.push_back({1 + (i + 2) % 3, 1 + (i + 1) % 3, 4 + i});
+    }
+    for (const int i : {7, 11}) {
+        soup.vVtx.insert(soup.vVtx.end(), {{-1, 0, 0}, {1, 0, 0}, {0, 1, 0}, {0, -cosOf(fold), cosOf(fold - 90)}});
+        soup.vT.insert(soup.vT.end(), {{i, i + 1, i + 2}, {i + 1, i, i + 3}});
+    }
+    return soup;
+}
+using Edges = std::vector<CEdge*>;
+/// False must mean that nothing has changed.
+bool removeTip(CoarsePlaces& world, Edges vE) {
+    const std::size_t numMade = world.mesh.vAllCT.size(), numBefore = numAlive(world.mesh);
+    const bool bRemoved = TopMelt(&world.mesh, &world.calc).tryRemoveCCD(world.code(0), vE, 140.0);
+    EXPECT_EQ(numAlive(world.mesh), numBefore - (bRemoved ? 2 : 0));
+    EXPECT_EQ(world.mesh.vAllCT.size(), numMade + (bRemoved ? 1 : 0));
+    EXPECT_EQ(firstFault(world.mesh), "");
+    return bRemoved;
+}
+/// Tries each neighbour as the best one, the others leaving so much more; how often the vertex went to the best.
+int numRemoved(double fold, double left, double more) {
+    int num = 0;
+    for (std::size_t best = 0; best < 3; ++best) {
+        std::array<double, 3> flaps{left + 2 * more, left + more, left + 3 * more};
+        flaps[best] = left;
+        CoarsePlaces world(spike(flaps, fold));
+        if (!removeTip(world, {world.edge(7, 8), world.edge(11, 12)})) continue;
+        const bool bBest = world.mesh.vAllCT.back()->c0 == world.code(more == 0.0 ? 1 : static_cast<int>(best) + 1);
+        num += bBest ? 1 : -9;
+    }
+    return num;
+}
+
+/// A lid on 2 x 2 squares of a sheet, from the row y0 on. In row 0 one of its sides is the border of the sheet.
+struct Lid : Sheet {
+    explicit Lid(unsigned y0) : Sheet(8, 8) {
+        const unsigned x[9] = {1, 2, 3, 3, 3, 2, 1, 1, 1}, y[9] = {0, 0, 0, 1, 2, 2, 2, 1, 0};
+        for (int i = 0; i < 8; ++i)
+            triangle(at(x[i], y0 + y[i]), at(x[i + 1], y0 + y[i + 1]), put(18, 17 + y0, 17));
+    }
+};
+
+/// The edges folded by more than 140 degrees, by their ends; counts them.
+std::map<VCD, Edges> foldsOf(TopMelt& top, std::size_t& num) {
+    std::map<VCD, Edges> mFold;
+    std::multimap<double, CEdge*> q;
+    top.buildPrioq(q, 140.0);
+    for (const auto& [angle, pCE] : q)
+        for (const VCD vcd : {pCE->v0, pCE->v1})
+            mFold[vcd].push_back(pCE);
+    num = q.size();
+    return mFold;
+}
+
+}  // namespace
+
+TEST(TopMelt, removesAVertexWhereThatFlattens) {
+    using Angles = std::vector<std::pair<double, double>>;
+    for (const auto& [fold, left] : Angles{{170, 150}, {170, 154.9}, {170, 139.9}, {141, 139.9}, {140.1, 10}})
+        EXPECT_EQ(numRemoved(fold, left, 5), 3) << fold << " " << left;
+    for (const auto& [fold, left] : Angles{{170, 155.1}, {170, 160}, {141, 140.1}, {139.9, 10}})
+        EXPECT_EQ(numRemoved(fold, left, 5), 0) << fold << " " << left;
+    EXPECT_EQ(numRemoved(170, 0, 0), 3) << "equal angles: the lowest code";
+
+    const auto vSpoil = std::to_array<void (*)(CoarsePlaces&, Edges&)>(
+        {[](CoarsePlaces&, Edges& vE) { vE.clear(); }, [](CoarsePlaces&, Edges& vE) { vE.pop_back(); },
+         [](CoarsePlaces& w, Edges& vE) { vE.push_back(w.edge(1, 6)); },                 // a border edge
+         [](CoarsePlaces& w, Edges&) { w.vtx(13) = w.vtx(12); },                         // a fold without a normal
+         [](CoarsePlaces& w, Edges&) { w.vT[4]->kill(&w.mesh); },                        // a border opposite the vertex
+         [](CoarsePlaces& w, Edges&) { w.triangle(w.code(2), w.code(3), w.code(14)); },  // two triangles there
+         [](CoarsePlaces& w, Edges&) { w.vtx(5) = w.vtx(3); }});                         // one without a normal there
+    for (const auto& spoil : vSpoil) {
+        CoarsePlaces world(spike({10, 10, 10}, 170));
+        Edges vE{world.edge(7, 8), world.edge(11, 12)};
+        spoil(world, vE);
+        EXPECT_FALSE(removeTip(world, vE)) << &spoil - vSpoil.data();
+    }
+}
+
+TEST(TopMelt, flipsAndReplacesFoldsOfNoise) {
+    std::array<std::size_t, 3> total{};
+    forSeeds(10, [&total](unsigned seed) {
+        const Soup soup = withNoise(torus(30, 12), 0.6, seed);
+        CoarsePlaces world(soup), copy(soup);
+        TopMelt top(&world.mesh, &world.calc), slow(&copy.mesh, &copy.calc);
+        std::array<std::size_t, 3> num{};
+        foldsOf(top, num[0]);
+        top.flip180new();
+        EXPECT_EQ(figuresOf(world.mesh), figuresOf(soup.vT));
+        slow.flip180new();
+        for (auto& [vcd, vE] : foldsOf(slow, num[1]))
+            if (vE.size() > 1) slow.tryRemoveCCD(vcd, vE, 140.0);
+        top.replaceRemaining180();
+        foldsOf(top, num[2]);
+        EXPECT_TRUE(std::ranges::is_sorted(num, std::greater<>()));
+        std::ranges::transform(total, num, total.begin(), std::plus<>());
+        EXPECT_EQ(figuresOf(world.mesh).numConflicts, 0);
+        EXPECT_EQ(firstFault(world.mesh), "");
+        const auto corners = [](const CTriangle* p) { return std::array{p->c0, p->c1, p->c2}; };
+        EXPECT_TRUE(std::ranges::equal(aliveT(world.mesh), aliveT(copy.mesh), {}, corners, corners));
+    });
+    EXPECT_LT(10 * total[1], 7 * total[0]);
+    EXPECT_LT(10 * total[2], 7 * total[1]);
+}
+
+TEST(TopMelt, keepsTheOuterSkinOfTheLastShell) {
+    forSeeds(60, [](unsigned seed) {
+        Columns world(seed, 3, {40, 50});
+        TopMelt top(&world.mesh, &world.calc);
+        world.triangle(cell(40, 40, 60), cell(41, 40, 60), cell(41, 41, 60))->kill(&world.mesh);
+        std::vector<CTriangle*> vT = world.mesh.vAllCT, vSkin = world.skin();
+        vT.push_back(vT[0]);
+        const VCD far = std::ranges::max(listOf<VCD>([&](auto& v) { world.mesh.extractAliveVCD(vT, v); }));
+        std::vector<CTriangle*> vFlat = incidentT(world.mesh, far);
+        std::erase_if(
+            vFlat, [=](const CTriangle* p) { return (((p->c0 ^ far) | (p->c1 ^ far) | (p->c2 ^ far)) & CCD_X_BITS) != 0; });
+        CTriangle* pMaxT = top.getFlippedMaxT_for_closed_melt(vT);
+        EXPECT_EQ(pMaxT, vFlat.back()) << "the youngest of those with all corners far right";
+        EXPECT_TRUE(world.isOutward(pMaxT));
+        std::erase_if(vSkin, [](const CTriangle* pCT) { return pCT->c0 < cell(48, 48, 48); });
+        top.meshGrowing(vT);
+        EXPECT_EQ(sorted(aliveT(world.mesh)), sorted(vSkin));
+        EXPECT_TRUE(std::ranges::all_of(vSkin, [&world](CTriangle* pCT) { return world.isOutward(pCT); }));
+        EXPECT_EQ(firstFault(world.mesh), "");
+    });
+}
+
+TEST(TopMelt, growsUpToTheBorderOfAnOpenSheet) {
+    const OpenRun run;
+    const CoutSilence silence;
+    forSeeds(18, [](unsigned seed) {
+        Extraction shell(sphereShell(8));
+        CMesh& mesh = shell.mesh();
+        TopMelt top(&mesh, &shell.calc);
+        Random random(seed);
+        std::vector<CTriangle*> vT = aliveT(mesh);
+        for (CTriangle* pCT : vT) {
+            if (random.next() % 2 == 0) pCT->flipNNV();
+            for (const VCD vcd : {pCT->c0, pCT->c1, pCT->c2}) {  // all that lies in a plane across one of the axes
+                const Point3 p = mesh.getMidPoint(vcd);
+                if (std::floor(std::array{p.x(), p.y(), p.z()}[seed % 3]) == 1003 + 2 * (seed / 3))
+                    top.sBorderCCD.insert(vcd);
+            }
+        }
+        const auto isBorder = [&](VCD vcd) { return top.sBorderCCD.count(vcd) != 0; };
+        CTriangle* pStart = top.getFlippedMaxT_for_open_melt(vT);
+        EXPECT_TRUE(isBorder(pStart->c0) || isBorder(pStart->c1) || isBorder(pStart->c2));
+        const std::set<CTriangle*> sExpected =
+            reach(pStart, [&](const CEdge* pCE, CTriangle*) { return !isBorder(pCE->v0) || !isBorder(pCE->v1); });
+        top.meshGrowing(vT);
+        EXPECT_TRUE(std::ranges::equal(aliveT(mesh), sExpected));
+        EXPECT_LT(sExpected.size(), vT.size());
+        for (CTriangle* pCT : sExpected) {
+            bool bOK = false;
+            EXPECT_GT(pCT->getRealNNV(&mesh, bOK) * (pCT->getRealBaryc(&mesh) - Point3(1008.5, 1008.5, 1008.5)), 0.0);
+        }
+    });
+}
+
+TEST(TopMelt, findsTheNeighbourOnItsSide) {
+    Sheet world(1, 1);
+    TopMelt top(&world.mesh, &world.calc);
+    CTriangle *pCT = world.mesh.vAllCT[0], *pNeigT = world.mesh.vAllCT[1];  // behind its edge 1
+    pNeigT->flipNNV();
+    EXPECT_EQ(top.findFlippedNeig(pCT, 2), nullptr);
+    top.sBorderCCD = {world.at(0, 0), world.at(1, 1)};
+    EXPECT_EQ(top.findFlippedNeig(pCT, 1), nullptr);
+    EXPECT_FALSE(pNeigT->needFlip(pCT)) << "turned, though not returned";
+    top.sBorderCCD.erase(world.at(0, 0));
+    EXPECT_EQ(top.findFlippedNeig(pCT, 1), pNeigT);
+    EXPECT_EQ(top.getFlippedMaxT_for_closed_melt(world.mesh.vAllCT), pCT) << "none faces along x";
+    CTriangle* pWallT = world.triangle(world.at(0, 0), world.at(1, 1), world.put(17, 16, 17));  // above
+    EXPECT_EQ(top.findFlippedNeig(pCT, 1), pWallT);
+    world.triangle(world.at(0, 0), world.at(1, 1), world.at(0, 1));
+    expectText("ROTX-BUG: ", [&] { EXPECT_EQ(top.findFlippedNeig(pCT, 1), nullptr); });
+}
+
+TEST(TopMelt, componentsHangTogetherOverAnyEdge) {
+    forSeeds(60, [](unsigned seed) {
+        RandomCoarse world(seed, 27, 12);
+        for (unsigned i = 0; i < 40 && seed % 2 == 0; ++i)  // many on one edge
+            world.triangle(world.vCell[0], world.vCell[1], world.put(60 + i, 60, 60));
+        world.mesh.vAllCT[0]->kill(&world.mesh);
+        const std::vector<CTriangle*> vT = aliveT(world.mesh);
+        const auto isJoined = [&vT](std::size_t i, std::size_t j) {
+            return vT[i]->has(vT[j]->c0) + vT[i]->has(vT[j]->c1) + vT[i]->has(vT[j]->c2) >= 2;
+        };
+        const auto vLabel = labels(vT.size(), isJoined);
+        std::vector<std::vector<CTriangle*>> vvT, vvExpected(vT.size());
+        for (std::size_t i = 0; i < vT.size(); ++i)
+            vvExpected[vLabel[i]].push_back(vT[i]);
+        std::erase_if(vvExpected, [](const auto& v) { return v.empty(); });
+        TopMelt(&world.mesh, &world.calc).getCC(vvT);
+        EXPECT_TRUE(std::ranges::equal(vvT, vvExpected, [](auto v, auto w) { return sorted(v) == sorted(w); }));
+    });
+}
+
+TEST(TopMelt, solvesDoublesAtOnceOrWithFences) {
+    for (const unsigned y0 : {1U, 0U}) {
+        Lid world(y0);
+        TopMelt top(&world.mesh, &world.calc);
+        const CoutSilence silence;
+        top.solvePairs();
+        EXPECT_EQ(numAlive(world.mesh), y0 == 1 ? 128U : 136U);
+        expectText(y0 == 1 ? "Fences: 0\n" : "Fences: 2\n", [&] { top.solveFencedPairs(); });
+        EXPECT_EQ(numAlive(world.mesh), 128U);
+        EXPECT_EQ(figuresOf(world.mesh), (Figures{32, 0, 0, 1, 0}));
+        top.takeFeatures({{world.at(0, 7), world.at(1, 6)}, {world.at(1, 6), world.at(2, 5)}});
+        EXPECT_EQ(top.sFeatureCCD.size(), 3U);
+        EXPECT_TRUE(world.mesh.hasEdge(world.at(0, 7), world.at(1, 6)));
+        EXPECT_EQ(firstFault(world.mesh), "");
+    }
+}
+
+TEST(TopMeltDeathTest, finalizeEndsTheProcessBehindItsSteps) {
+    const WorkingFolder folder;
+    Lid world(0);
+    TopMelt top(&world.mesh, &world.calc);
+    EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0),
+                "NEW FLIP TURN 3(.|\n)*---\nCalling strategyMST\\(\\)\\.\\.\\.\n(.|\n)*\nShowing the "
+                "patches\\.\\.\n-+\nsumPatches=3\n"
+                "vClosedPatches\\.size\\(\\)=0\nvOpenPatches\\.size\\(\\)=2\nvPatchPairs\\.size\\(\\)=1\n-+\n(.|\n)*"
+                "\"beforeSolvePatches2"
+                "(.|\n)*degree 3(.|\n)*\"afterSolvePatches2(.|\n)*deliberateExit\\( \\*\\* .*TopMelt::finalize2.*:[0-9]+ "
+                "\\*\\* \\)");
+    EXPECT_EQ(folder.numFiles(), 0U);
+    Visualizer3::bDebugAuthorized = true;
+    EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0), "Writing patch_[0-9]+\\.list\n");
+    Visualizer3::bDebugAuthorized = false;
+    EXPECT_EQ(folder.numFiles(), 7U);
+    for (CTriangle* pCT : aliveT(world.mesh))
+        pCT->kill(&world.mesh);
+    expectFails("pStartT!=__null", [&] { top.finalize2({}); });
+    expectFails("!vIncT.empty()", [&] { top.meshGrowing(world.mesh.vAllCT); });
+    expectFails("!sBorderCCD.empty()", [&] { top.getFlippedMaxT_for_open_melt(world.mesh.vAllCT); });
+}

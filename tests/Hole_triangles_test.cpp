@@ -31,7 +31,7 @@ Chain* shortestChain(const ChainMgr& mgr) {
     return pShortest;
 }
 
-/// Squares of two triangles each on 24 x 24 places, without the triangles at the places of the hole.
+/// Squares of two triangles each, size of them along both sides, without the triangles at the places of the hole.
 template <typename Cell>
 void makeSheet(CoarseWorld& world, unsigned size, bool bRising, const std::set<Place>& sHole, const Cell& cellAt) {
     const auto add = [&](Place a, Place b, Place c) {
@@ -267,8 +267,10 @@ TEST(HoleTriangles, bothRoadsCloseHolesOfScans) {
             const Figures f = figuresOf(*pOwnMesh);
             EXPECT_EQ(std::tuple(f.numME, f.numConflicts, f.euler, f.numDoubles), std::tuple(0, 0, 1, 0));
             const auto vPoint = listOf<Point3*>([&](auto& v) { pOwnMesh->getPoints(v); });
-            for (const auto& [ccd, p] : vCCDPoints)
-                EXPECT_TRUE(std::any_of(vPoint.begin(), vPoint.end(), [&](auto* q) { return (*q - p).length() < 1.5; }));
+            for (const auto& cellPoint : vCCDPoints) {
+                const auto isNear = [&](const Point3* p) { return (*p - cellPoint.second).length() < 1.5; };
+                EXPECT_TRUE(std::any_of(vPoint.begin(), vPoint.end(), isNear));
+            }
         });
     // What grow leaves are gaps of three edges and some more along the chain.
     EXPECT_LT(numBorder, 0.25 * numChainEdges);

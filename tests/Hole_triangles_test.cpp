@@ -56,7 +56,7 @@ public:
         pChainMgr = chainsOf(mesh);
         pHole = std::make_unique<Hole>(&mesh, shortestChain(*pChainMgr));
         pHole->setRanges();
-        pHole->pArray = std::make_unique<MatrixEntry[]>(static_cast<std::size_t>(pHole->arrSiz));
+        pHole->pArray = Matrix(pHole->arrSiz);
         for (int address = 0; address < pHole->arrSiz; ++address) {
             const auto p = coordinates(address);
             if (p[0] * p[1] * p[2] == 0 || random.next() % 4 == 0) continue;  // cells need neighbours on all sides
@@ -102,7 +102,8 @@ private:
         return {a % x, a / x % static_cast<unsigned>(pHole->rgy), a / x / static_cast<unsigned>(pHole->rgy)};
     }
     MatrixEntry& entryAt(const std::array<unsigned, 3>& p) {
-        return pHole->pArray[p[0] + static_cast<unsigned>(pHole->rgx) * (p[1] + static_cast<unsigned>(pHole->rgy) * p[2])];
+        const auto x = static_cast<int>(p[0]), y = static_cast<int>(p[1]), z = static_cast<int>(p[2]);
+        return pHole->pArray[x + pHole->rgx * (y + pHole->rgy * z)];
     }
 
     std::map<Place, unsigned> mZ;

@@ -71,13 +71,16 @@ public:
     /// The label and the number of edges on standard output.
     void print() const;
 
-    /// makeField() and getZeroCbs(); the process ends, with exit status 0. vCCD2Zero stays as it is.
+    /// makeField(1) and getZeroCbs(); the process ends, with exit status 0. vCCD2Zero stays as it is.
     [[noreturn]] void run(std::vector<std::pair<VCD, Point3>>& vCCD2Zero);
 
     // ---- Region and first values
 
-    /// All steps from setRanges() to inflate().
-    void makeField();
+    /// All steps from setRanges() to inflate(), with ringFactor times the numGrowSteps that setRanges() finds. As many as
+    /// those only just meet in the middle of a gap. Where that is wider than some 20 cells they leave lattice points free
+    /// near the surface: the sheet of new cells leaks there, and the thinning eats it up from the leak. Twice as many hold
+    /// up to 120 cells in flat surfaces; beyond that the smoothing doesn't reach across.
+    void makeField(int ringFactor = 2);
     /// Takes the edges of the chain and measures its cells: ranges, box and numGrowSteps. A chain without edges and a box
     /// with more points than an int can count are assertions.
     void setRanges();

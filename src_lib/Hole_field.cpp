@@ -13,7 +13,6 @@
 // Seeded points are fixed, and a ring starts with slightly less weight than they have, so that the field leans on them.
 // Values are in single precision, in the cloud's unit.
 #include <algorithm>
-#include <bit>
 #include <cmath>
 #include <cstdint>
 #include <iostream>
@@ -87,17 +86,18 @@ private:
     };
 
     MatrixEntry meanAt(const Free& point) const {
-        double sum = 0.0, sumW = 0.0;
+        double sum = 0.0, sumW = 0.0, count = 0.0;
         const auto add = [&](const MatrixEntry& entry) {
             const float weight = bUseWeights ? entry.weight : 1.0F;
             sum += static_cast<double>(entry.val * weight);
             sumW += static_cast<double>(weight);
+            count += 1.0;
         };
         add(pArray[point.address]);
         for (unsigned slot = 0; slot < steps.size(); ++slot)
             if ((point.neigMask >> slot & 1U) != 0) add(pArray[point.address + steps[slot]]);
         MatrixEntry mean;
-        mean.weight = static_cast<float>(sumW / (1 + std::popcount(point.neigMask)));
+        mean.weight = static_cast<float>(sumW / count);
         if (isFixed(mean.weight)) mean.weight = static_cast<float>(static_cast<double>(mean.weight) * UNFIXED_WEIGHT);
         mean.val = static_cast<float>(sum / sumW);
         if (mean.val == 0.0F) mean.val = std::numeric_limits<float>::min();
@@ -115,14 +115,15 @@ private:
 
 void Hole::run(std::vector<std::pair<VCD, Point3>>&) {
     std::cout << "Hole::run() does not use vCCD2Zero currently" << std::endl;
-    makeField();
+    makeField(1);
     extractStrategy();
     getZeroCbs();
     deliberateExit(KEL_PLACE);
 }
 
-void Hole::makeField() {
+void Hole::makeField(int ringFactor) {
     setRanges();
+    numGrowSteps *= ringFactor;
     determineTriangles();
     setBoundaryAndUnrelT();
     drawOnTheWay([this] { show(name + "holeMeshR.list", VT_REAL); });
@@ -179,7 +180,12 @@ void Hole::inflateOneStep(int, std::vector<int>& vAddrIn, std::vector<int>& vNex
 }
 
 void Hole::lowPassFor(std::vector<int>& vAddresses, int numIter, bool bUseWeights) {
-    sortMT(vAddresses.begin(), vAddresses.end());
+    // Behind a ring the list is the sorted one of before and the sorted ring.
+    const auto itRing = std::is_sorted_until(vAddresses.begin(), vAddresses.end());
+    if (std::is_sorted(itRing, vAddresses.end()))
+        std::inplace_merge(vAddresses.begin(), itRing, vAddresses.end());
+    else
+        sortMT(vAddresses.begin(), vAddresses.end());
     if (numIter < 1) return;
     LowPass lowPass(*this, vAddresses, bUseWeights);
     for (int i = 0; i < numIter; ++i)

@@ -166,7 +166,7 @@ std::string firstDifference(const PlainField& plain, const Hole& hole) {
     plain.forAll([&](const At& at, const MatrixEntry& entry) {
         const int address = hole.getAddress(at[0], at[1], at[2]);
         if (entry.val != FLT_UNDEF && plain.mCarried.count(at) == 0) vAddr.push_back(address);
-        const MatrixEntry& other = hole.pArray[static_cast<std::size_t>(address)];
+        const MatrixEntry& other = hole.pArray[address];
         if (out.str().empty() && (entry.val != other.val || entry.weight != other.weight))
             out << "val " << entry.val << ", " << other.val << "; weight " << entry.weight << ", " << other.weight << " at "
                 << at[0] << " " << at[1] << " " << at[2];

@@ -158,13 +158,13 @@ TEST(IsoStore, thinsAsOnAPlainSet) {
     std::size_t numGone = 0, numSlid = 0;
     forSeeds(120, [&](unsigned seed) {
         std::mt19937 random(seed);
-        const unsigned thickness = 1 + seed % 4;
+        const int thickness = 1 + static_cast<int>(seed % 4), slope = static_cast<int>(seed % 5);
         VCCD vCCD = seed % 3 == 0 ? randomCells(8, 0.1 * (2 + seed % 7), seed, 28)
                                   : cellsWhere(
                                         12,
                                         [&](int x, int y, int z) {
-                                            return static_cast<unsigned>(z - (x * (seed % 5) + y) / 4) < thickness &&
-                                                   random() % 16 != 0;
+                                            const int layer = z - (x * slope + y) / 4;
+                                            return layer >= 0 && layer < thickness && random() % 16 != 0;
                                         },
                                         26);
         std::shuffle(vCCD.begin(), vCCD.end(), random);

@@ -41,7 +41,7 @@ MeshPtr manifoldOfChance(unsigned seed) {
 /// A ring-shaped tube with waists of three edges, of which two have a short side with needles on it.
 Soup tube(double shortSide) {
     Soup soup = torus(9, 3);
-    for (const std::size_t i : {0, 9})
+    for (const std::size_t i : {0U, 9U})
         soup.vVtx[i + 1] = soup.vVtx[i] + Vector3(0.0, 0.0, shortSide);
     return soup;
 }

@@ -306,18 +306,23 @@ bool TopMelt::getSides(CCD ccd, const std::vector<CTriangle*>& vIncT, std::vecto
 }
 
 /// The largest angle over the sides once the vertex is moved to fromCCD; not looked for further once it isn't below enough.
-double TopMelt::largestAngle(CCD killCCD, CCD fromCCD, const std::vector<Side>& vSide, double enough) const {
+/// iDecisive: the side that said so last. It is asked first, as it will likely say so for the next neighbour, too.
+double TopMelt::largestAngle(CCD killCCD, CCD fromCCD, const std::vector<Side>& vSide, double enough,
+                             std::size_t& iDecisive) const {
     ASSEX(fromCCD!=killCCD);
     const Point3& from = *pCMesh->getVtx(fromCCD);
     double worst = 0.0;
-    for (const auto& [ccd1, ccd2, neigNNV] : vSide) {
+    for (std::size_t k = 0; k <= vSide.size(); ++k) {
+        const std::size_t i = k == 0 ? iDecisive : k - 1;
+        const auto& [ccd1, ccd2, neigNNV] = vSide[i];
         if (fromCCD == ccd1 || fromCCD == ccd2) continue;
         ASSEX(fromCCD!=ccd1 && fromCCD!=ccd2 && ccd1!=ccd2);
         bool bOK = false;
         const Vector3 nnv = getNormalVector(from, *pCMesh->getVtx(ccd1), *pCMesh->getVtx(ccd2), bOK);
-        if (!bOK) return NOT_POSSIBLE;
-        worst = std::max(worst, getAngleDegree(neigNNV, nnv));
-        if (!(worst < enough)) return worst;
+        worst = std::max(worst, bOK ? getAngleDegree(neigNNV, nnv) : NOT_POSSIBLE);
+        if (worst < enough) continue;
+        iDecisive = i;
+        return worst;
     }
     return worst;
 }
@@ -330,8 +335,9 @@ CCD TopMelt::findFlattest(CCD killCCD, const std::vector<Side>& vSide, double& b
         vFromCCD.insert(vFromCCD.end(), {side.ccd1, side.ccd2});
     oneInstance(vFromCCD);
     CCD bestCCD = killCCD;
+    std::size_t iDecisive = 0;
     for (const CCD fromCCD : vFromCCD) {
-        const double worst = largestAngle(killCCD, fromCCD, vSide, bestAngle);
+        const double worst = largestAngle(killCCD, fromCCD, vSide, bestAngle, iDecisive);
         if (!(worst < bestAngle)) continue;
         bestAngle = worst;
         bestCCD = fromCCD;

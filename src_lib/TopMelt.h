@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <set>
 #include <utility>
 #include <vector>
@@ -85,7 +86,8 @@ private:
     bool hasBorderVertex(const CTriangle& ct) const;
     int countFolds(const std::vector<CEdge*>& vE, double minAngle, double& maxAngle) const;
     bool getSides(CCD ccd, const std::vector<CTriangle*>& vIncT, std::vector<Side>& vSide) const;
-    double largestAngle(CCD killCCD, CCD fromCCD, const std::vector<Side>& vSide, double enough) const;
+    double largestAngle(CCD killCCD, CCD fromCCD, const std::vector<Side>& vSide, double enough,
+                        std::size_t& iDecisive) const;
     CCD findFlattest(CCD killCCD, const std::vector<Side>& vSide, double& bestAngle) const;
 };
 

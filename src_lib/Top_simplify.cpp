@@ -336,6 +336,9 @@ int Top::flipExtremeCaps(bool bKill) {
                    bCap1 = angleAt(*pCMesh, *pCT1, altVCD1) >= CAP_ANGLE;
         if (!bCap0 && !bCap1) continue;
         if (canFlip(pCE->v0, pCE->v1, altVCD0, altVCD1)) {
+            VCD nextCCD, prevCCD;
+            pCT0->getOtherCCDs(altVCD0, nextCCD, prevCCD);
+            if (nextCCD != pCE->v0) ASSEX(nextCCD==pCE->v1);
             pCE->flipEdge(pCMesh, pCT0, pCT1);
             ++numChanges;
         } else if (bKill) {

@@ -1,5 +1,4 @@
-// The finish of a melted mesh: spikes at the limits of their angles, the outer sheet against the skin that is known,
-// doubles.
+// The finish of a melted mesh: spikes at the limits of their angles, the outer sheet against the known skin, doubles.
 #include "TopMelt.h"
 
 #include "Visualizer3.h"
@@ -180,10 +179,7 @@ TEST(TopMelt, growsUpToTheBorderOfAnOpenSheet) {
         top.meshGrowing(vT);
         EXPECT_TRUE(std::ranges::equal(aliveT(mesh), sExpected));
         EXPECT_LT(sExpected.size(), vT.size());
-        for (CTriangle* pCT : sExpected) {
-            bool bOK = false;
-            EXPECT_GT(pCT->getRealNNV(&mesh, bOK) * (pCT->getRealBaryc(&mesh) - Point3(1008.5, 1008.5, 1008.5)), 0.0);
-        }
+        EXPECT_TRUE(conflicts(mesh).empty());
     });
 }
 
@@ -247,12 +243,9 @@ TEST(TopMeltDeathTest, finalizeEndsTheProcessBehindItsSteps) {
     Lid world(0);
     TopMelt top(&world.mesh, &world.calc);
     EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0),
-                "NEW FLIP TURN 3(.|\n)*---\nCalling strategyMST\\(\\)\\.\\.\\.\n(.|\n)*\nShowing the "
-                "patches\\.\\.\n-+\nsumPatches=3\n"
-                "vClosedPatches\\.size\\(\\)=0\nvOpenPatches\\.size\\(\\)=2\nvPatchPairs\\.size\\(\\)=1\n-+\n(.|\n)*"
-                "\"beforeSolvePatches2"
-                "(.|\n)*degree 3(.|\n)*\"afterSolvePatches2(.|\n)*deliberateExit\\( \\*\\* .*TopMelt::finalize2.*:[0-9]+ "
-                "\\*\\* \\)");
+                "NEW FLIP TURN 3(.|\n)*---\nCalling strategyMST.....\n(.|\n)*\nShowing the patches..\n-+\nsumPatches=3\n"
+                "vClosedPatches.size..=0\nvOpenPatches.size..=2\nvPatchPairs.size..=1\n-+\n(.|\n)*beforeSolvePatches2"
+                "(.|\n)*degree 3(.|\n)*afterSolvePatches2(.|\n)*deliberateExit. .*TopMelt::finalize2.*:[0-9]+ ");
     EXPECT_EQ(folder.numFiles(), 0U);
     Visualizer3::bDebugAuthorized = true;
     EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0), "Writing patch_[0-9]+\\.list\n");

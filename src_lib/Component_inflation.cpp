@@ -25,6 +25,7 @@
 #include "CornerLowPass.h"
 #include "CornerStore.h"
 #include "freeFunctions.h"
+#include "signedField.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -124,10 +125,6 @@ float signedDistance(const Corner& corner, float distance, double sign) {
     return FLT_MAX;
 }
 
-bool haveOppositeSigns(float a, float b) {
-    return (a > 0 && b < 0) || (a < 0 && b > 0);
-}
-
 /// The weighted mean of what a new corner sees.
 GrownValue meanOfNeigs(const Corner& corner, const std::vector<Corner*>& corners) {
     float sumV = 0.0F, sumWeight = 0.0F;
@@ -168,13 +165,6 @@ GrownValue growOne(const Corner& corner, const std::vector<Corner*>& corners, fl
     return {assignVal > 0 ? assignVal + sideLen : assignVal - sideLen, assignWeight, false};
 }
 
-/// The zero on the lattice edge between two corners of opposite signs, as seen from the first.
-Point3 zeroBetween(const CornerStore& store, const Corner& source, const Corner& target) {
-    const Point3 a = store.getPosition(source.rcc), b = store.getPosition(target.rcc);
-    const float srcAbs = std::fabs(source.val), trgAbs = std::fabs(target.val);
-    return a + ((b - a) / (srcAbs + trgAbs)) * srcAbs;
-}
-
 /// Appends the cells round each lattice edge with a change of sign, each with the zero of that edge; each edge twice, once
 /// from either end.
 void findCrossings(CornerStore& store, const Calc& calc, VRCDPoint& vOut) {
@@ -190,7 +180,8 @@ void findCrossings(CornerStore& store, const Calc& calc, VRCDPoint& vOut) {
             ASSEX(srcVal!=0 && trgVal!=0);
             if ((srcVal > 0) == (trgVal > 0)) continue;
             ASSEX((srcVal<0 && trgVal>0) || (srcVal>0 && trgVal<0));
-            const Point3 zero = zeroBetween(store, *pSource, *pTarget);
+            const Point3 zero = zeroBetween(store.getPosition(pSource->rcc), std::fabs(srcVal),
+                                            store.getPosition(pTarget->rcc), std::fabs(trgVal));
             vAround.clear();
             calc.getCbsAroundEdge(pSource->rcc, pTarget->rcc, vAround);
             for (const RCD rcd : vAround)

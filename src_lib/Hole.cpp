@@ -24,6 +24,7 @@
 #include "Chain.h"
 #include "Visualizer3.h"
 #include "freeFunctions.h"
+#include "signedField.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -54,10 +55,6 @@ std::array<int, 3> signs(VCD a, VCD b) {
         return ((b & axisBits) > (a & axisBits)) - ((b & axisBits) < (a & axisBits));
     };
     return {compare(CCD_X_BITS), compare(CCD_Y_BITS), compare(CCD_Z_BITS)};
-}
-
-bool haveOppositeSigns(float a, float b) {
-    return (a > 0 && b < 0) || (a < 0 && b > 0);
 }
 
 }  // namespace

@@ -14,6 +14,7 @@
 
 #include "CEdge.h"
 #include "Hole.h"
+#include "signedField.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -58,8 +59,7 @@ void Hole::addCrossing(int source, int axis, std::vector<Crossing>& vCrossing) c
     ASSEX((srcVal<0 && trgVal>0) || (srcVal>0 && trgVal<0));
     const Point3 src = pCalc->getRefPoint_RCC(addressToRCD(source));
     const Point3 trg = pCalc->getRefPoint_RCC(addressToRCD(target));
-    const double srcAbs = std::fabs(srcVal), trgAbs = std::fabs(trgVal);
-    const Point3 zero = src + (trg - src) / (srcAbs + trgAbs) * srcAbs;
+    const Point3 zero = zeroBetween<double>(src, std::fabs(srcVal), trg, std::fabs(trgVal));
     vCrossing.push_back({source, axis, srcVal, trgVal, src, trg, zero});
 }
 

@@ -352,10 +352,17 @@ TEST(Hole, keepsMeansOffTheMarksOfSeeds) {
     EXPECT_EQ(hole.pArray[1].val, 0.25F);
     EXPECT_EQ(hole.pArray[2].val, 0.25F);
     EXPECT_EQ(hole.pArray[2].weight, 1.0F);
+    hole.pArray[1] = {0.5F, 0.8F};  // of equal offers the first one
+    hole.pArray[2] = {};
+    hole.pArray[3] = {-0.5F, 0.8F};
+    std::vector<int> vNext;
+    vAddresses = {3, 1};
+    hole.inflateOneStep(0, vAddresses, vNext);
+    EXPECT_EQ(hole.pArray[2].val, -1.5F);
+    vNext.clear();
     hole.pArray[1] = {0.5F, 1.002F};  // two offers to the point between: the nearer value, the mean weight
     hole.pArray[2] = {};
     hole.pArray[3] = {-0.4F, 0.8F};
-    std::vector<int> vNext;
     vAddresses = {1, 3};
     hole.inflateOneStep(0, vAddresses, vNext);
     EXPECT_EQ(hole.pArray[2].val, -0.4F - 1.0F);

@@ -1,11 +1,13 @@
 // What it costs to fill holes: 10,000 of six edges in a wavy sheet of two million triangles, on the fine mesh (fillHoles)
-// and on the coarse one (HoleFiller, HoleToCCD); and single borders of many edges (Loop). "disc" is a round one with a
-// ragged rim, whose ears make strips; of "sector", three quarters of a disc, all ears share the centre. A border ten times
-// as long should take little more than ten times as long. Times are those of all processors together.
+// and on the coarse one (HoleFiller, HoleToCCD); a round one of some radius by volume (Hole), where "made" counts the
+// lattice points with a value, which are smoothed once a ring and 150 times more; and single borders of many edges (Loop). "disc" is a round one
+// with a ragged rim, whose ears make strips; of "sector", three quarters of a disc, all ears share the centre. A border ten
+// times as long should take little more than ten times as long. Times are those of all processors together.
 //
 //     holes_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>
 
+#include <algorithm>
 #include <cmath>
 #include <ctime>
 #include <iostream>
@@ -14,6 +16,8 @@
 
 #include "Bundle.h"
 #include "CMesh.h"
+#include "ChainMgr.h"
+#include "Hole.h"
 #include "HoleFiller.h"
 #include "HoleToCCD.h"
 #include "Loop.h"
@@ -50,21 +54,34 @@ struct Coarse {
     CMesh mesh{nullptr, &calc, mBundle};
 };
 
-std::unique_ptr<Coarse> punchedSheet() {
-    auto pCoarse = std::make_unique<Coarse>((SIDE + 1) * (SIDE + 1));
+/// A wavy sheet of side squares a side, without the triangles at vertices that are gone.
+template <typename IsGone>
+std::unique_ptr<Coarse> sheetWithout(unsigned side, const IsGone& isGone) {
+    auto pCoarse = std::make_unique<Coarse>((side + 1) * (side + 1));
     const auto at = [&](unsigned x, unsigned y) {
         const double height = 5000.5 + 40.0 * std::sin(x / 50.0) * std::cos(y / 70.0);
         const VCD vcd = spreadBits(x) << 2 | spreadBits(y) << 1 | spreadBits(static_cast<unsigned>(height));
         return pCoarse->vertex(vcd, Point3(x + 0.5, y + 0.5, height));
     };
-    const auto isHub = [](unsigned x, unsigned y) { return x % PITCH == PITCH / 2 && y % PITCH == PITCH / 2; };
-    for (unsigned x = 0; x < SIDE; ++x)
-        for (unsigned y = 0; y < SIDE; ++y) {
-            if (isHub(x, y) || isHub(x + 1, y + 1)) continue;
-            if (!isHub(x + 1, y)) pCoarse->mesh.createT(at(x, y), at(x + 1, y), at(x + 1, y + 1), 0, 0);
-            if (!isHub(x, y + 1)) pCoarse->mesh.createT(at(x, y), at(x + 1, y + 1), at(x, y + 1), 0, 0);
+    for (unsigned x = 0; x < side; ++x)
+        for (unsigned y = 0; y < side; ++y) {
+            if (isGone(x, y) || isGone(x + 1, y + 1)) continue;
+            if (!isGone(x + 1, y)) pCoarse->mesh.createT(at(x, y), at(x + 1, y), at(x + 1, y + 1), 0, 0);
+            if (!isGone(x, y + 1)) pCoarse->mesh.createT(at(x, y), at(x + 1, y + 1), at(x, y + 1), 0, 0);
         }
     return pCoarse;
+}
+
+std::unique_ptr<Coarse> punchedSheet() {
+    return sheetWithout(SIDE, [](unsigned x, unsigned y) { return x % PITCH == PITCH / 2 && y % PITCH == PITCH / 2; });
+}
+
+/// A sheet with one round hole in its middle.
+std::unique_ptr<Coarse> roundHole(unsigned radius) {
+    const unsigned middle = radius + 20;
+    return sheetWithout(2 * middle, [=](unsigned x, unsigned y) {
+        return (x - middle) * (x - middle) + (y - middle) * (y - middle) < radius * radius;  // wraps twice
+    });
 }
 
 /// A flat ring of triangles round an arc of num edges, whose ends meet in the centre unless it is a whole turn.
@@ -124,6 +141,22 @@ void toCCD(benchmark::State& state) {
     });
 }
 
+void volume(benchmark::State& state) {
+    measure(
+        state, [&] { return roundHole(static_cast<unsigned>(state.range(0))); },
+        [](Coarse& coarse) {
+            EdgesByEnd mm;
+            enterBorder(&coarse.mesh, mm);
+            const ChainMgr chainMgr(&coarse.mesh, mm, false);
+            Chain* pInner = *std::min_element(chainMgr.vChains.begin(), chainMgr.vChains.end(),
+                                              [](Chain* p, Chain* q) { return p->getSize() < q->getSize(); });
+            Hole hole(&coarse.mesh, pInner);
+            hole.makeField();
+            hole.getZeroCbs();
+            return static_cast<double>(hole.vAddr.size());
+        });
+}
+
 void border(benchmark::State& state, double turn) {
     std::vector<CEdge*> vCE;
     measure(
@@ -148,6 +181,7 @@ void lengths(benchmark::internal::Benchmark* pBenchmark) {
 BENCHMARK(fine)->Apply(settings);
 BENCHMARK(filler)->Apply(settings);
 BENCHMARK(toCCD)->Apply(settings);
+BENCHMARK(volume)->Apply(settings)->Arg(10)->Arg(30)->Arg(90);
 BENCHMARK_CAPTURE(border, disc, 1.0)->Apply(lengths);
 BENCHMARK_CAPTURE(border, sector, 0.75)->Apply(lengths);
 

@@ -1,6 +1,7 @@
 // Coarse meshes of scans with a hole.
 #pragma once
 
+#include <algorithm>
 #include <functional>
 #include <memory>
 #include <vector>
@@ -38,7 +39,10 @@ public:
                 vPoints.push_back(Point3() + u * (p.x() - 20.0) + v * (p.y() - 20.0));
             distance = [normal](const Point3& p) { return (p - Point3()) * normal; };
         }
-        std::erase_if(vPoints, [&](const Point3& p) { return (p - centre).length() < radius; });
+        const auto itMissing = std::stable_partition(vPoints.begin(), vPoints.end(),
+                                                     [&](const Point3& p) { return (p - centre).length() >= radius; });
+        vMissing.assign(itMissing, vPoints.end());
+        vPoints.erase(itMissing, vPoints.end());
         const CoutSilence silence;
         const OpenRun run;
         CloudMgr cloudMgr;
@@ -54,8 +58,9 @@ public:
 
     std::unique_ptr<TARN_KEL::CMesh> pMesh;
     std::unique_ptr<TARN_KEL::ChainMgr> pChainMgr;
-    TARN_KEL::Chain* pHoleChain = nullptr;                    ///< round the missing points
-    TARN_KEL::Point3 centre;                                  ///< of the missing points
+    TARN_KEL::Chain* pHoleChain = nullptr;  ///< round the missing points
+    TARN_KEL::Point3 centre;                ///< of the missing points
+    std::vector<TARN_KEL::Point3> vMissing;
     std::function<double(const TARN_KEL::Point3&)> distance;  ///< to the true surface, signed
 };
 

@@ -78,8 +78,8 @@ public:
 
     /// All steps from setRanges() to inflate(), with ringFactor times the numGrowSteps that setRanges() finds. As many as
     /// those only just meet in the middle of a gap. Where that is wider than some 20 cells they leave lattice points free
-    /// near the surface: the sheet of new cells leaks there, and the thinning eats it up from the leak. Twice as many hold
-    /// up to 120 cells in flat surfaces; beyond that the smoothing doesn't reach across.
+    /// near the surface: the sheet of new cells leaks there, and the thinning eats it up from the leak. Twice as many held
+    /// in flat scans with gaps of up to 120 cells.
     void makeField(int ringFactor = 2);
     /// Takes the edges of the chain and measures its cells: ranges, box and numGrowSteps. A chain without edges and a box
     /// with more points than an int can count are assertions.
@@ -96,8 +96,8 @@ public:
 
     /// numGrowSteps rings, each smoothed, then a long smoothing. vAddr becomes sorted, each address once.
     void inflate();
-    /// One ring: gives a value to each free neighbour of the points of vAddrIn that have a distance above 0 and aren't
-    /// seeded at a crease. A new point is a cell edge farther off than the nearest of those that reach it; of equal ones
+    /// One ring: gives a value to each free neighbour of the points of vAddrIn whose value isn't 0 and wasn't seeded
+    /// at a crease. A new point is a cell edge farther off than the nearest of those that reach it; of equal ones
     /// the first in vAddrIn decides. Appends the new addresses to vAddr and, ascending, to vNextAddr, which must come in
     /// empty (assertion). step isn't used. O(n log n).
     void inflateOneStep(int step, std::vector<int>& vAddrIn, std::vector<int>& vNextAddr);

@@ -238,17 +238,23 @@ TEST(TopMelt, solvesDoublesAtOnceOrWithFences) {
     }
 }
 
+bool bEndsInTheMiddle = false;  // the objects of this process aren't destroyed
+
 TEST(TopMeltDeathTest, finalizeEndsTheProcessBehindItsSteps) {
     const WorkingFolder folder;
     Lid world(0);
     TopMelt top(&world.mesh, &world.calc);
-    EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0),
+    const auto finalize = [&] {
+        bEndsInTheMiddle = true;
+        loudly([&] { top.finalize2({}); });
+    };
+    EXPECT_EXIT(finalize(), testing::ExitedWithCode(0),
                 "NEW FLIP TURN 3(.|\n)*---\nCalling strategyMST.....\n(.|\n)*\nShowing the patches..\n-+\nsumPatches=3\n"
                 "vClosedPatches.size..=0\nvOpenPatches.size..=2\nvPatchPairs.size..=1\n-+\n(.|\n)*beforeSolvePatches2"
                 "(.|\n)*degree 3(.|\n)*afterSolvePatches2(.|\n)*deliberateExit. .*TopMelt::finalize2.*:[0-9]+ ");
     EXPECT_EQ(folder.numFiles(), 0U);
     Visualizer3::bDebugAuthorized = true;
-    EXPECT_EXIT(loudly([&] { top.finalize2({}); }), testing::ExitedWithCode(0), "Writing patch_[0-9]+\\.list\n");
+    EXPECT_EXIT(finalize(), testing::ExitedWithCode(0), "Writing patch_[0-9]+\\.list\n");
     Visualizer3::bDebugAuthorized = false;
     EXPECT_EQ(folder.numFiles(), 7U);
     for (CTriangle* pCT : aliveT(world.mesh))
@@ -256,4 +262,9 @@ TEST(TopMeltDeathTest, finalizeEndsTheProcessBehindItsSteps) {
     expectFails("pStartT!=__null", [&] { top.finalize2({}); });
     expectFails("!vIncT.empty()", [&] { top.meshGrowing(world.mesh.vAllCT); });
     expectFails("!sBorderCCD.empty()", [&] { top.getFlippedMaxT_for_open_melt(world.mesh.vAllCT); });
+}
+
+/// Asked by the leak checker, which doesn't look for pointers where a mesh has its edges.
+extern "C" int __lsan_is_turned_off() {
+    return bEndsInTheMiddle ? 1 : 0;
 }

@@ -152,7 +152,7 @@ void volume(benchmark::State& state) {
             Chain* pInner = *std::min_element(chainMgr.vChains.begin(), chainMgr.vChains.end(),
                                               [](Chain* p, Chain* q) { return p->getSize() < q->getSize(); });
             Hole hole(&coarse.mesh, pInner);
-            hole.makeField();
+            hole.makeField(2);
             hole.getZeroCbs();
             return static_cast<double>(hole.vAddr.size());
         });

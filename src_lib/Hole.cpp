@@ -291,7 +291,7 @@ void singleToDualGenerators(Calc* pCalc, CTriangle* pCT, VCD gen, VCD& a, VCD& b
         const std::size_t next = (axis + 1) % 3, last = (axis + 2) % 3;
         const auto step = static_cast<unsigned long long>(static_cast<long long>(u[next] * w[last] - u[last] * w[next]));
         const CCD coordinate = pCalc->sparseToNumber(gen, axTriBits[axis]);
-        // Beyond an end of the grid the coordinate wraps, to a point that no box around the gap holds.
+        // A single key has cells on both sides along every axis, so a step stays on the grid.
         a |= pCalc->numberToSparse(coordinate - step, axTriBits[axis]);
         b |= pCalc->numberToSparse(coordinate + step, axTriBits[axis]);
     }

@@ -62,7 +62,7 @@ public:
     using VCCDPoint = std::vector<std::pair<CCD, Point3>>;
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
 
-    /// pChain: closed, of border edges. The work is left to the operations.
+    /// pChain: closed; of border edges, and inner ones where it was closed over them. The work is left to the operations.
     Hole(CMesh* pCMesh, Chain* pChain);
     Hole(const Hole&) = delete;
     Hole& operator=(const Hole&) = delete;
@@ -71,16 +71,17 @@ public:
     /// The label and the number of edges on standard output.
     void print() const;
 
-    /// makeField(1) and getZeroCbs(); the process ends, with exit status 0. vCCD2Zero stays as it is.
+    /// makeField() and getZeroCbs(); the process ends, with exit status 0. vCCD2Zero stays as it is.
     [[noreturn]] void run(std::vector<std::pair<VCD, Point3>>& vCCD2Zero);
 
     // ---- Region and first values
 
-    /// All steps from setRanges() to inflate(), with ringFactor times the numGrowSteps that setRanges() finds. As many as
-    /// those only just meet in the middle of a gap. Where that is wider than some 20 cells they leave lattice points free
-    /// near the surface: the sheet of new cells leaks there, and the thinning eats it up from the leak. Twice as many held
-    /// in flat scans with gaps of up to 120 cells.
-    void makeField(int ringFactor = 2);
+    /// All steps from setRanges() to inflate(), with ringFactor (at least 1, an assertion) times the numGrowSteps that
+    /// setRanges() finds. As many as those only just meet in the middle of a gap. Where that is wider than some 20 cells
+    /// they leave lattice points free near the surface: the sheet of new cells leaks there, and the thinning eats it up from
+    /// the leak. Twice as many held in flat scans with gaps of up to 120 cells, and make the membrane over a curved one
+    /// flatter.
+    void makeField(int ringFactor = 1);
     /// Takes the edges of the chain and measures its cells: ranges, box and numGrowSteps. A chain without edges and a box
     /// with more points than an int can count are assertions.
     void setRanges();
@@ -111,8 +112,8 @@ public:
     /// vT; ascending, each with the mean of the zeros on its edges. Empty where the sign doesn't change. O(n log n).
     VCCDPoint getZeroCbs();
     /// Appends the cells round the lattice edge from a, which has the coordinates x, y, z in the box, one step along the
-    /// axis (0, 1, 2 for x, y, z) to b: a, lower on the first other axis, on the second, on both. Cells that would have the
-    /// coordinate 0 on the other axes are left out.
+    /// axis (0, 1, 2 for x, y, z) to b: a, lower on the first other axis, on the second, on both. Lower cells that would
+    /// have the coordinate 0 on that axis are left out.
     void getCbsAroundEdge(RCD a, RCD b, int x, int y, int z, int axis, VRCD& vOut) const;
 
     // ---- Cells to triangles, with the field made
@@ -199,7 +200,7 @@ public:
     std::set<CTriangle*> sBoundaryT;  ///< at the chain's vertices
     std::set<CTriangle*> sUnrelT;     ///< of these and their neighbours: at a crease, or without a normal
     std::set<VCD> sRimVCD;            ///< corners of the triangles at the rim of the region
-    std::vector<int> vAddr;           ///< the addresses with a value, in order of assignment until inflate()
+    std::vector<int> vAddr;           ///< the addresses with a value, but for carried ones, in order until inflate()
     Casx casx;
     VCCD vCCD;  ///< codes of the chain, sorted, each once
 

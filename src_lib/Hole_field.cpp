@@ -115,13 +115,14 @@ private:
 
 void Hole::run(std::vector<std::pair<VCD, Point3>>&) {
     std::cout << "Hole::run() does not use vCCD2Zero currently" << std::endl;
-    makeField(1);
+    makeField();
     extractStrategy();
     getZeroCbs();
     deliberateExit(KEL_PLACE);
 }
 
 void Hole::makeField(int ringFactor) {
+    ASSEX(ringFactor >= 1);
     setRanges();
     numGrowSteps *= ringFactor;
     determineTriangles();

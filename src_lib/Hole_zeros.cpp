@@ -72,6 +72,10 @@ VRCD Hole::cellsAround(const Crossing& crossing) const {
     const RCD target = addressToRCD(upperEnd(crossing.source, crossing.axis));
     VRCD vAround;
     getCbsAroundEdge(addressToRCD(crossing.source), target, x, y, z, crossing.axis, vAround);
+    const auto isOffGrid = [this](RCD rcd) {  // lattice points go one farther than cells
+        return std::max({getX_RCD(rcd), getY_RCD(rcd), getZ_RCD(rcd)}) >= pCalc->numCells;
+    };
+    std::erase_if(vAround, isOffGrid);
     return vAround;
 }
 
@@ -94,12 +98,13 @@ Hole::VCCDPoint Hole::meansOfCells(VRCDPoint vNotes) const {
     return vCCDPoints;
 }
 
-// Those of the chain's triangles on edges that run through the inside of a dual cube.
+// Those of the triangles on the chain's edges that run through the inside of a dual cube. A chain that was closed over an
+// inner edge has two there.
 void Hole::addThirdCorners(VCCD& vCells) const {
     for (const CEdge* pCE : vCE) {
         if (pCalc->getNumDifferent_CCD(pCE->v0, pCE->v1) != 3) continue;
-        const CTriangle* pCT = pCE->getTriangle(true, true);
-        vCells.push_back(pCT->getCorner(pCT->getICI(pCE->v0, pCE->v1)));
+        for (const CTriangle* pCT : pCE->vCT)
+            vCells.push_back(pCT->getCorner(pCT->getICI(pCE->v0, pCE->v1)));
     }
     oneInstance(vCells);
 }

@@ -204,7 +204,7 @@ TEST(HoleTriangles, growFillsTheSquaresOfAFlatSheet) {
         ASSERT_EQ(std::count_if(pChainMgr->vChains.begin(), pChainMgr->vChains.end(), [](auto* p) { return !p->empty(); }),
                   2);
         Hole hole(&world.mesh, shortestChain(*pChainMgr));
-        hole.makeField();
+        hole.makeField(2);
         for (unsigned x = 0; x <= 24; ++x)
             for (unsigned y = 0; y <= 24; ++y)  // places that have lost their last triangle as well
                 if (incidentT(world.mesh, cellAt({x, y})).empty()) sHole.insert({x, y});
@@ -239,7 +239,7 @@ TEST(HoleTriangles, bothRoadsCloseHolesOfScans) {
             {
                 PunchedScan scan(bSphere, seed);
                 Hole hole(scan.pMesh.get(), scan.pHoleChain);
-                hole.makeField();
+                hole.makeField(2);
                 size = hole.vCE.size();
                 VCCD vHoleCCDs;
                 hole.extractAndCleanHole(vHoleCCDs, vCCDPoints);
@@ -286,7 +286,7 @@ TEST(HoleTriangles, drawsOnTheWayOnlyWhenAuthorized) {
         const TempFolder folder;
         PunchedScan scan(false, 0);
         Hole hole(scan.pMesh.get(), scan.pHoleChain);
-        hole.makeField();
+        hole.makeField(2);
         hole.name = folder.path("hole_");
         Hole::VCCDPoint vNone;
         Visualizer3::bDebugAuthorized = bAuthorized;

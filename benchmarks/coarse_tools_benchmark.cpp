@@ -19,6 +19,7 @@
 #include "IsoStore.h"
 #include "Random.h"
 #include "TopMelt.h"
+#include "VolSolver.h"
 #include "support/capture.h"
 #include "support/cellSets.h"
 
@@ -58,13 +59,16 @@ public:
     CMesh mesh{nullptr, &calc, mBundle};
 };
 
-/// Runs the tool once on a fresh sheet each time.
-template <typename Tool>
-void measure(benchmark::State& state, double noise, double waves, Tool&& tool) {
+void asItIs(CMesh&) {}
+
+/// Runs the tool once on a fresh sheet each time, of which prepare() made what the tool is for.
+template <typename Tool, typename Prepare = void (*)(CMesh&)>
+void measure(benchmark::State& state, double noise, double waves, Tool&& tool, Prepare&& prepare = asItIs) {
     const TARN_TEST::CoutSilence silence;
     std::size_t numMade = 0;
     for (auto _ : state) {
         NoisySheet sheet(static_cast<unsigned>(state.range(0)), noise, waves);
+        prepare(sheet.mesh);
         TopMelt top(&sheet.mesh, &sheet.calc);
         const std::size_t numBefore = sheet.mesh.vAllCT.size();
         const std::clock_t start = std::clock();
@@ -161,6 +165,18 @@ void isoSlices(benchmark::State& state) {
 }
 
 BENCHMARK(isoSlices)->Apply(settings);
+// Fins on both long sides of every fourth row of squares: the rows between are strong patches, that row a weak one with a
+// long boundary, which closes the surface, and each fin a bubble that was queued before.
+void presolveBubbles(benchmark::State& state) {
+    const auto numSide = static_cast<unsigned>(state.range(0));
+    measure(
+        state, 0.2, 40.0, [](Top& top) { VolSolver(top.pCMesh, top.pCalc, nullptr).presolveBubbles(); },
+        [numSide](CMesh& mesh) {
+            for (unsigned y = 4; y + 3 <= numSide; ++y)
+                for (unsigned x = 0; x < numSide && y % 4 < 2; ++x)
+                    mesh.createT(NoisySheet::code(x, y), NoisySheet::code(x + 1, y), NoisySheet::code(x, y + 3), 0, 27);
+        });
+}
 BENCHMARK(simplifyShort)->Apply(settings);
 BENCHMARK(simplifyPlane)->Apply(settings);
 BENCHMARK(collapseSmallEdges)->Apply(settings);
@@ -173,6 +189,7 @@ BENCHMARK(meshGrowingToBorder)->Apply(settings);
 BENCHMARK(components)->Apply(settings);
 BENCHMARK(replaceRemaining180)->Apply(settings);
 BENCHMARK(solveFencedPairs)->Apply(settings);
+BENCHMARK(presolveBubbles)->Apply(settings);
 
 }  // namespace
 

@@ -167,8 +167,8 @@ public:
     void getPoints(std::vector<Point3*>& vOut) const;
     double getArea() const;
 
-    // ---- Patches. Both makers delete all patches made before, so that older pointers to patches are void, and leave the
-    // ---- alive triangles marked visited. O(n).
+    // ---- Patches. createCCPatches and createPatches delete all patches that they made before, so that older pointers to
+    // ---- patches are void. All makers leave the alive triangles marked visited. O(n).
 
     /// One patch per connected component, over edges of any degree, in the order of their first triangles in vAllCT.
     void createCCPatches();
@@ -177,6 +177,10 @@ public:
     /// last patch stays. Appends the MEs to vMECE and makes the whole of it sorted and unique.
     void createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
                        std::vector<CEdge*>& vMECE);
+    /// The same for the triangles that aren't marked visited. The patches are appended to vOwnerPatches and belong to
+    /// whoever owns that list; they must be deleted before the mesh is reset or dies. The mesh's own patches stay.
+    void cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& vOwnerPatches,
+                      std::map<VCD, CPatch*>& mVCD2Patch, std::vector<CEdge*>& vMECE);
     /// Replaces the vector; the patches stay the mesh's.
     void getPatches(std::vector<CPatch*>& vOut) const { vOut = vPatches; }
     double getSideLen() const { return pCalc->getSideLen(); }
@@ -263,7 +267,7 @@ private:
     void destroyEdges();
     void deletePatches();
     void startPatches();
-    CPatch* startPatch();
+    CPatch* startPatch(std::vector<CPatch*>& vOwnerPatches);
 
     std::unique_ptr<Calc> pOwnCalc;  // of a self-contained mesh
     // Optional only to be started anew by reset(); never empty otherwise.

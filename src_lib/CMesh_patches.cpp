@@ -49,8 +49,8 @@ void CMesh::startPatches() {
     }
 }
 
-CPatch* CMesh::startPatch() {
-    return handOver(std::make_unique<CPatch>(this, pCalc), vPatches);
+CPatch* CMesh::startPatch(std::vector<CPatch*>& vOwnerPatches) {
+    return handOver(std::make_unique<CPatch>(this, pCalc), vOwnerPatches);
 }
 
 void CMesh::createCCPatches() {
@@ -58,11 +58,18 @@ void CMesh::createCCPatches() {
     startPatches();
     std::vector<CTriangle*> vStack;
     for (CTriangle* pCT : vAllCT)
-        if (pCT->isAlive() && !pCT->bVisited) fillPatch(pCT, *startPatch(), vStack, cross);
+        if (pCT->isAlive() && !pCT->bVisited) fillPatch(pCT, *startPatch(vPatches), vStack, cross);
 }
 
 void CMesh::createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
                           std::vector<CEdge*>& vMECE) {
+    startPatches();
+    cutUnvisited(pFences, vPatches, mVCD2Patch, vMECE);
+    vOutPatches.insert(vOutPatches.end(), vPatches.begin(), vPatches.end());
+}
+
+void CMesh::cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& vOwnerPatches,
+                         std::map<VCD, CPatch*>& mVCD2Patch, std::vector<CEdge*>& vMECE) {
     std::vector<std::pair<VCD, CPatch*>> vCornerOffME;
     const auto cross = [&](const CTriangle* pCT, int i) {
         CEdge* pCE = pCT->getCE(i);
@@ -73,14 +80,9 @@ void CMesh::createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutP
         }
         return degree == 2 && (pFences == nullptr || pFences->count(pCE) == 0);
     };
-    startPatches();
     std::vector<CTriangle*> vStack;
-    for (CTriangle* pCT : vAllCT) {
-        if (!pCT->isAlive() || pCT->bVisited) continue;
-        CPatch* pPatch = startPatch();
-        vOutPatches.push_back(pPatch);
-        fillPatch(pCT, *pPatch, vStack, cross);
-    }
+    for (CTriangle* pCT : vAllCT)
+        if (pCT->isAlive() && !pCT->bVisited) fillPatch(pCT, *startPatch(vOwnerPatches), vStack, cross);
     enterLast(vCornerOffME, mVCD2Patch);
     oneInstanceMT(vMECE);
 }

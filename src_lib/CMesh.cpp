@@ -466,4 +466,13 @@ bool CMesh::hasNaN(const std::string& name) const {
     return !report("hasNaN", name, num, "vertices with NaN");
 }
 
+Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK) {
+    for (const VCD vcd : {v0, v1, v2}) {
+        if (pCMesh->hasBundle(vcd)) continue;
+        warning(KEL_PLACE, "pVtx is NULL");
+        ASSEX(false);
+    }
+    return getNormalVector(*pCMesh->getBundleVtx(v0), *pCMesh->getBundleVtx(v1), *pCMesh->getBundleVtx(v2), bOK);
+}
+
 }  // namespace TARN_KEL

@@ -5,6 +5,7 @@
 #include <limits>
 #include <memory>
 
+#include "codeHash.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {

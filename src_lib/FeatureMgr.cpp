@@ -4,8 +4,6 @@
 #include <cstdint>
 #include <functional>
 
-#include "Segment3.h"
-#include "Visualizer3.h"
 #include "freeFunctions.h"
 #include "octree/Octree.h"
 #include "radixSort.h"
@@ -187,14 +185,6 @@ bool FeatureChain::growFront(const FeatureEdgeMap& mEdges) {
     return pPrevFE->pSrc != lEdges.back()->pTrg;
 }
 
-void FeatureChain::show(Visualizer3* pVisualizer, const std::string& color) const {
-    ASSEX(pVisualizer!=NULL);
-    std::vector<Segment3> vSegments;
-    for (const FeatureEdge* pFE : lEdges)
-        vSegments.emplace_back(*pFE->pSrc, *pFE->pTrg);
-    pVisualizer->writeSegments(vSegments, color, true);
-}
-
 // ---- All chains ---------------------------------------------------------------------------------------------------------
 
 FeatureMgr::FeatureMgr(std::vector<AngleEdge>& vAngleEdges) {
@@ -215,11 +205,6 @@ void FeatureMgr::getOrderedPairs(std::vector<AngleEdge>& vOut) const {
     for (const auto& [angle, pChain] : vAngleChain)
         for (const FeatureEdge* pFE : pChain->getEdges())
             vOut.emplace_back(pFE->angle, std::make_pair(pFE->pSrc, pFE->pTrg));
-}
-
-void FeatureMgr::show(Visualizer3* pVisualizer) const {
-    for (const FeatureChain& chain : dChains)
-        chain.show(pVisualizer, Visualizer3::getNextColor());
 }
 
 }  // namespace TARN_KEL

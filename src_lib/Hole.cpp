@@ -22,7 +22,7 @@
 #include "CEdge.h"
 #include "CMesh.h"
 #include "Chain.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "freeFunctions.h"
 #include "signedField.h"
 #include "sortMT.h"

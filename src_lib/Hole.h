@@ -19,6 +19,7 @@ namespace TARN_KEL {
 class CEdge;
 class CMesh;
 class Chain;
+class Segment3;
 class Visualizer3;
 
 /// The value of a lattice point that has none: the largest float.
@@ -233,6 +234,9 @@ private:
     VCCDPoint meansOfCells(VRCDPoint vNotes) const;
     void addThirdCorners(VCCD& vCells) const;
     VRCDPoint noteZeros();
+    void drawZeros(const std::vector<Segment3>& vSeg, const std::vector<Point3>& vNegative,
+                   const std::vector<Point3>& vPositive) const;
+    void drawNotes(const VRCDPoint& vNotes) const;
     void thinSheet(VCCD& vExisting, VCCD& vHoleCCDs);
 };
 

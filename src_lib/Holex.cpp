@@ -4,7 +4,7 @@
 
 #include "CMesh.h"
 #include "Hole.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -15,12 +15,7 @@ Holex::Holex(CMesh* pMesh, Calc* pGrid) : ChainFiller(pMesh, pGrid) {
 }
 
 void Holex::run(std::vector<Point3>&) {
-    drawOnTheWay([this] {
-        writeDebugDrawing(globalPrefix() + "holex_deg.list", pCalc, [this](Visualizer3& visualizer) {
-            pCMesh->showDeg(&visualizer, VT_REAL);
-            pCMesh->show(&visualizer, VT_REAL, CGREEN);
-        });
-    });
+    drawOnTheWay([this] { drawDegrees(globalPrefix() + "holex_deg.list", *pCMesh); });
     determineHoles();
 }
 

@@ -25,7 +25,7 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -48,11 +48,6 @@ std::vector<CTriangle*> membersWithout(CPatch& patch, std::vector<CTriangle*>& v
     std::set_difference(patch.vMemberCT.begin(), patch.vMemberCT.end(), vKept.begin(), vKept.end(),
                         std::back_inserter(vRest));
     return vRest;
-}
-
-/// At the midpoints of the cells.
-void showGroup(const std::string& filename, const std::vector<CTriangle*>& vGroup, const Calc* pCalc, const char* color) {
-    writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) { visualizer.writeTriangles(vGroup, color, false); });
 }
 
 /// Leaves the patch with vKept; vRest are the members without these.
@@ -181,8 +176,8 @@ void Inspector::splitFromT(const OppositeMap& mmOpposite, CPatch* pTestPatch, CT
     ASSEX(vGroupA.size()+vGroupB.size()==pTestPatch->vMemberCT.size());
     if (!vGroupB.empty()) {
         drawOnTheWay([&] {
-            showGroup("groups_ownDegree.list", vGroupA, pCalc, CGREEN);
-            showGroup("groups_otherDegree.list", vGroupB, pCalc, CRED);
+            drawTriangles("groups_ownDegree.list", pCalc, vGroupA, CGREEN, nullptr);
+            drawTriangles("groups_otherDegree.list", pCalc, vGroupB, CRED, nullptr);
         });
     }
     cutDownTo(vGroupA, *pTestPatch, vGroupB);

@@ -14,8 +14,8 @@
 #include <iostream>
 #include <utility>
 
-#include "HashIndex.h"
 #include "Progress.h"
+#include "codeHash.h"
 #include "freeFunctions.h"
 #include "radixSort.h"
 #include "sortMT.h"

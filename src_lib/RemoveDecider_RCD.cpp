@@ -24,8 +24,8 @@
 #include <algorithm>
 #include <bit>
 
-#include "HashIndex.h"
 #include "WeightQueue.h"
+#include "codeHash.h"
 #include "freeFunctions.h"
 #include "pruneRounds.h"
 #include "sortMT.h"

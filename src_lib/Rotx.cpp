@@ -24,7 +24,7 @@
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "Plane.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -65,16 +65,6 @@ Cell cellOf(const Calc& calc, CCD ccd) {
 
 RCD shifted(const Cell& cell, const Cell& low) {
     return packRCD(shifted(cell.x, low.x), shifted(cell.y, low.y), shifted(cell.z, low.z));
-}
-
-/// The edge and the triangles on it, at the midpoints of their cells.
-void showStar(const CEdge& ce, const Calc* pCalc) {
-    writeDebugDrawing("rx_" + globalPrefix() + ".list", pCalc, [&](Visualizer3& visualizer) {
-        for (CTriangle* pCT : ce.vCT)
-            visualizer.writeTriangles(std::vector<CTriangle*>{pCT}, Visualizer3::getNextColor(), false);
-        const Segment3 edge(pCalc->getMidPoint(ce.v0), pCalc->getMidPoint(ce.v1));
-        visualizer.writeSegments(std::vector<Segment3>{edge}, CRED, true);
-    });
 }
 
 }  // namespace
@@ -183,7 +173,7 @@ bool Rotx::sortStar(CTriangle* pRefCT, CEdge* pCE) {
                       (vTurn.size() > 1 && isTie(vTurn.front(), vTurn.back()));
     if (!bTie) return true;
     std::cout << "ROTX-BUG: " << std::endl;
-    drawOnTheWay([&] { showStar(*pCE, pCalc); });
+    drawOnTheWay([&] { drawStar("rx_" + globalPrefix() + ".list", pCalc, *pCE); });
     return false;
 }
 

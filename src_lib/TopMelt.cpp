@@ -27,7 +27,7 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "floodTriangles.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
@@ -47,14 +47,8 @@ void printDashes() {
     std::cout << repstr("-", 60) << "\n";
 }
 
-void drawMesh(const CMesh& mesh, const std::string& filename, const std::vector<CEdge*>& vHighlightCE = {}) {
-    drawOnTheWay([&] {
-        writeDebugDrawing(filename, mesh.pCalc, [&](Visualizer3& visualizer) {
-            visualizer.setMesh(&mesh);
-            visualizer.writeSegments(vHighlightCE, CORANGE, true);
-            mesh.show(&visualizer, VT_REAL, CGREEN);
-        });
-    });
+void drawIfAsked(const CMesh& mesh, const std::string& filename, const std::vector<CEdge*>& vHighlightCE = {}) {
+    drawOnTheWay([&] { drawMesh(filename, mesh, vHighlightCE); });
 }
 
 }  // namespace
@@ -70,7 +64,7 @@ void TopMelt::finalize2(const std::vector<std::pair<VCD, VCD>>& vFeatures) {
 
 void TopMelt::takeFeatures(const std::vector<std::pair<VCD, VCD>>& vFeatures) {
     unifyDiagonals();
-    drawMesh(*pCMesh, "unifiedDiagonals.list");
+    drawIfAsked(*pCMesh, "unifiedDiagonals.list");
     std::vector<VCD> vVCD;
     vVCD.reserve(2 * vFeatures.size());
     for (const auto& [vcd0, vcd1] : vFeatures)
@@ -104,24 +98,21 @@ void TopMelt::solveFencedPairs() {
     std::cout << "Calling strategyMST()..." << std::endl;
     std::set<CEdge*> sFences;
     strategyMST(sFences);
-    drawMesh(*pCMesh, "afterMST.list", {sFences.begin(), sFences.end()});
+    drawIfAsked(*pCMesh, "afterMST.list", {sFences.begin(), sFences.end()});
 
     const CutMesh cut = cutAt(&sFences);
     std::cout << "Showing the patches.." << std::endl;
-    drawOnTheWay([&cut] {
-        for (const CPatch* pPatch : cut.vPatches)
-            pPatch->show("patch_" + toString(pPatch->getLabel()) + ".list", VT_REAL, Visualizer3::getNextColor());
-    });
+    drawOnTheWay([&cut] { drawPatches(cut.vPatches); });
     printDashes();
     std::cout << "sumPatches=" << cut.vPatches.size() << "\nvClosedPatches.size()=" << cut.vClosedPatches.size()
               << "\nvOpenPatches.size()=" << cut.vOpenPatches.size() << "\nvPatchPairs.size()=" << cut.vPatchPairs.size()
               << "\n";
     printDashes();
     pCMesh->printStatistics("beforeSolvePatches2");
-    drawMesh(*pCMesh, "beforeSolvePatches2.list");
+    drawIfAsked(*pCMesh, "beforeSolvePatches2.list");
     solvePatchPairs(cut.vPatchPairs);
     pCMesh->printStatistics("afterSolvePatches2");
-    drawMesh(*pCMesh, "afterSolvePatches2.list");
+    drawIfAsked(*pCMesh, "afterSolvePatches2.list");
 }
 
 // ---- The outer sheet
@@ -159,13 +150,7 @@ bool TopMelt::findNextInTurn(CTriangle* pCT, CEdge* pCE, CTriangle*& pNeigT) {
 CTriangle* TopMelt::findFlippedNeig(CTriangle* pCT, int i) {
     CEdge* pCE = pCT->getCEdge(i);
     CTriangle* pNeigT;
-    if (!findNextInTurn(pCT, pCE, pNeigT))
-        drawOnTheWay([&] {
-            writeDebugDrawing("rotbug.list", pCalc, [&](Visualizer3& visualizer) {
-                visualizer.setMesh(pCMesh);
-                visualizer.writeSegments(std::vector<CEdge*>{pCE}, CRED, true);
-            });
-        });
+    if (!findNextInTurn(pCT, pCE, pNeigT)) drawOnTheWay([&] { drawEdges("rotbug.list", *pCMesh, {pCE}, CRED); });
     if (pNeigT == nullptr) return nullptr;
     if (pCT->needFlip(pNeigT)) pNeigT->flipNNV();
     const bool bBorder = sBorderCCD.count(pCE->v0) != 0 && sBorderCCD.count(pCE->v1) != 0;

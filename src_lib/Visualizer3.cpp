@@ -27,7 +27,7 @@
 namespace TARN_KEL {
 
 std::atomic<int> Visualizer3::nextColor{0};
-std::atomic<bool> Visualizer3::bDebugAuthorized{false};
+std::atomic<bool>& Visualizer3::bDebugAuthorized = bDebugDrawing;
 
 namespace {
 

@@ -28,7 +28,7 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -136,16 +136,6 @@ std::vector<CPatch*> VolSolver::sortByStrength() {
     return vWeakPatches;
 }
 
-// Both files at once, since the colours go on from patch to patch.
-void VolSolver::drawPatches() const {
-    writeDebugDrawing("spatches.list", pCalc, [this](Visualizer3& strong) {
-        writeDebugDrawing("wpatches.list", pCalc, [&](Visualizer3& weak) {
-            for (CPatch* pPatch : vPatches)
-                pPatch->show(sStrongPatches.count(pPatch) != 0 ? &strong : &weak, VT_REAL, Visualizer3::getNextColor());
-        });
-    });
-}
-
 // ---- Bubbles
 
 void VolSolver::presolveBubbles() {
@@ -157,7 +147,7 @@ void VolSolver::findBubbles() {
     std::cout << fatBar("PreSolve Bubbles...");
     init();
     const std::vector<CPatch*> vWeakPatches = sortByStrength();
-    drawOnTheWay([this] { drawPatches(); });
+    drawOnTheWay([this] { drawPatchGroups(pCalc, vPatches, sStrongPatches); });
     std::cout << "NumPatches: " << vPatches.size() << "\nsStrongPatches: " << sStrongPatches.size()
               << "\nvWeakPatches: " << vWeakPatches.size() << std::endl;
     if (sStrongPatches.empty()) {

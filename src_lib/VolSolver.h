@@ -72,7 +72,6 @@ public:
 private:
     void deletePatches();
     std::vector<CPatch*> sortByStrength();
-    void drawPatches() const;
     std::set<CEdge*> findCurrentBorders() const;
     void joinWeakPatches(const std::vector<CPatch*>& vWeakPatches, const std::set<CEdge*>& sCurrentBorders);
     double distanceTo(const CEdge& edge, VCD vcd) const;

@@ -1,336 +1,236 @@
-#include "freeFunctions.h"
-
+// Corners, neighbours, edges and connected components of lists of packed cell codes.
+//
+// Components are found without a search structure. In a sorted list of codes the neighbours of cell after cell at one fixed
+// offset ascend as the cells do, so a second pointer that never goes back meets all of them in one walk over the list:
+//
+//     list      ... a  b  c ...... d  e  f ...         two cells share a corner when their codes differ by dx, dy, dz in
+//                   ^ lowest        ^ cell             -1 .. 1 steps on the axes
+//     row       cell - (x step) - (y step) + {-1, 0, 1}
+//
+// By symmetry only the lower neighbours are looked at. Under shared corners these lie in four rows of three consecutive
+// codes each, (-x -y), (-x), (-x +y) and (-y), and in the code just before the cell. A forest of disjoint sets joins them.
+// The root of a set is its lowest position.
+//
+// Under shared faces the order of the cells in a component is that of a walk with a stack, which needs the neighbours of any
+// cell at any time, so there the walks with two pointers fill a table of six positions a cell.
 #include <algorithm>
-#include <bit>
-#include <cmath>
+#include <array>
 #include <cstdint>
 #include <iostream>
 #include <limits>
-#include <ostream>
-#include <utility>
 
-#include "CMesh.h"
-#include "Moments.h"
-#include "tools.h"
+#include "Forest.h"
+#include "freeFunctions.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-constexpr double PI = 3.14159265359;
-constexpr double LARGEST = std::numeric_limits<double>::max();
+// A place in a sorted list of cells. Half the memory of a size_t, which the walks feel.
+using Position = std::uint32_t;
+constexpr Position NO_POSITION = std::numeric_limits<Position>::max();
 
-std::ostream& printTriple(std::ostream& out, double x, double y, double z) {
-    return out << x << " " << y << " " << z;
+constexpr std::array<RCD, 8> CORNER_OFFSETS{0,
+                                            RCD_STEP_Z,
+                                            RCD_STEP_Y,
+                                            RCD_STEP_Y + RCD_STEP_Z,
+                                            RCD_STEP_X,
+                                            RCD_STEP_X + RCD_STEP_Z,
+                                            RCD_STEP_X + RCD_STEP_Y,
+                                            RCD_STEP_X + RCD_STEP_Y + RCD_STEP_Z};
+
+// The first of count new elements at the end. Unlike reserve() it keeps repeated appending linear.
+template <typename T>
+T* growBy(std::vector<T>& v, std::size_t count) {
+    v.resize(v.size() + count);
+    return v.data() + (v.size() - count);
+}
+
+VRCD makeSortedUnique(const VRCD& vCells) {
+    VRCD vSorted(vCells);
+    if (!std::is_sorted(vSorted.begin(), vSorted.end())) sortMT(vSorted.begin(), vSorted.end());
+    dropRepeats(vSorted);
+    ASSEX(vSorted.size()<NO_POSITION);
+    return vSorted;
+}
+
+// The position of a cell that is in the list. Near at hand when cells are asked for in ascending order.
+Position findFrom(const VRCD& vSorted, RCD rcd, Position hint) {
+    for (const Position pos : {hint, hint + 1})
+        if (pos < vSorted.size() && vSorted[pos] == rcd) return pos;
+    return static_cast<Position>(std::lower_bound(vSorted.begin(), vSorted.end(), rcd) - vSorted.begin());
+}
+
+// Joins each cell with the cells whose codes are lower by distance - 1 to distance + 1.
+void joinRow(const VRCD& vSorted, RCD distance, Forest& forest) {
+    Position lowest = 0;
+    for (Position pos = 0; pos < vSorted.size(); ++pos) {
+        const RCD rcd = vSorted[pos];
+        while (lowest < pos && rcd - vSorted[lowest] > distance + 1)
+            ++lowest;
+        for (Position neig = lowest; neig < pos && rcd - vSorted[neig] >= distance - 1; ++neig)
+            forest.join(neig, pos);
+    }
+}
+
+Forest joinCornerNeighbours(const VRCD& vSorted) {
+    Forest forest(vSorted.size());
+    for (Position pos = 1; pos < vSorted.size(); ++pos)
+        if (vSorted[pos] - vSorted[pos - 1] == RCD_STEP_Z) forest.join(pos - 1, pos);
+    for (const RCD distance : {RCD_STEP_Y, RCD_STEP_X - RCD_STEP_Y, RCD_STEP_X, RCD_STEP_X + RCD_STEP_Y})
+        joinRow(vSorted, distance, forest);
+    return forest;
+}
+
+// For each cell the positions of its face neighbours, in the order of RCD_FACE_STEPS; NO_POSITION for a free cell.
+using FaceNeigs = std::vector<std::array<Position, 6>>;
+
+FaceNeigs findFaceNeigs(const VRCD& vSorted) {
+    FaceNeigs vNeigs(vSorted.size());
+    for (auto& neigs : vNeigs)
+        neigs.fill(NO_POSITION);
+    for (const std::size_t iUp : {1U, 3U, 5U}) {
+        Position lower = 0;
+        for (Position pos = 0; pos < vSorted.size(); ++pos) {
+            while (lower < pos && vSorted[pos] - vSorted[lower] > RCD_FACE_STEPS[iUp])
+                ++lower;
+            if (vSorted[pos] - vSorted[lower] != RCD_FACE_STEPS[iUp]) continue;
+            vNeigs[pos][iUp - 1] = lower;
+            vNeigs[lower][iUp] = pos;
+        }
+    }
+    return vNeigs;
+}
+
+// The cells that can be reached from a cell over shared faces, in the order in which the stack gives them out.
+VRCD walkFaces(const VRCD& vSorted, const FaceNeigs& vNeigs, Position start, std::vector<bool>& vVisited) {
+    VRCD vCC;
+    std::vector<Position> vStack{start};
+    vVisited[start] = true;
+    while (!vStack.empty()) {
+        const Position pos = vStack.back();
+        vStack.pop_back();
+        vCC.push_back(vSorted[pos]);
+        for (const Position neig : vNeigs[pos]) {
+            if (neig == NO_POSITION || vVisited[neig]) continue;
+            vVisited[neig] = true;
+            vStack.push_back(neig);
+        }
+    }
+    return vCC;
+}
+
+// Moves the components that are large enough to the end of vCCs, the largest first, and prints their sizes.
+std::size_t appendBySize(std::vector<VRCD>& vTempCCs, std::size_t minSize, std::vector<VRCD>& vCCs) {
+    std::vector<std::pair<std::size_t, std::size_t>> vSizeAndIdx;
+    for (std::size_t i = 0; i < vTempCCs.size(); ++i)
+        if (vTempCCs[i].size() >= minSize) vSizeAndIdx.emplace_back(vTempCCs[i].size(), i);
+    std::stable_sort(vSizeAndIdx.begin(), vSizeAndIdx.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
+
+    std::cout << "\nResult of grow6_RCD: ";
+    for (const auto& [siz, idx] : vSizeAndIdx) {
+        VRCD& vTempCC = vTempCCs[idx];
+        ASSEX(vTempCC.size()==siz);
+        const VRCD& vCC = vCCs.emplace_back(std::move(vTempCC));
+        ASSEX(vCC.size()==siz);
+        std::cout << siz << " ";
+    }
+    std::cout << std::endl;
+    return vSizeAndIdx.size();
+}
+
+// Calls visit(lower corner, upper corner) for the 12 edges of a cell.
+template <typename Visit>
+void forEachEdge(RCD rcd, const Visit& visit) {
+    constexpr std::array<std::array<RCD, 3>, 3> axes{
+        {{RCD_STEP_X, RCD_STEP_Y, RCD_STEP_Z}, {RCD_STEP_Y, RCD_STEP_X, RCD_STEP_Z}, {RCD_STEP_Z, RCD_STEP_X, RCD_STEP_Y}}};
+    for (const auto& [along, a, b] : axes)
+        for (const RCC low : {rcd, rcd + a, rcd + b, rcd + a + b})
+            visit(low, low + along);
 }
 
 }  // namespace
 
-// ---- The value types of the public header -------------------------------------------------------------------------------
-
-double Vector3::getCartesian(int i) const {
-    if (i == 0) return x_;
-    if (i == 1) return y_;
-    if (i == 2) return z_;
-    std::cout << "getCartesian for i=" + toString(i) + "\n" << std::flush;
-    return LARGEST;
+void getRCC8(const VRCD& vCells, bool bUnique, VRCC& vOut) {
+    RCC* place = growBy(vOut, 8 * vCells.size());
+    for (const RCD rcd : vCells)
+        for (const RCD offset : CORNER_OFFSETS)
+            *place++ = rcd + offset;
+    if (bUnique) oneInstanceMT(vOut);
 }
 
-double Vector3::getMaxAbsComponent() const {
-    return std::max({std::fabs(x_), std::fabs(y_), std::fabs(z_)});
+void getRCC6(const VRCC& vIn, bool bUnique, VRCC& vOut) {
+    auto writeNeigs = [](RCC rcc, RCC* place) {
+        for (const RCC offset : RCD_FACE_STEPS)
+            *place++ = rcc + offset;
+    };
+    using Task = TransformTask_N<const RCC*, RCC*, decltype(writeNeigs)>;
+    RCC* const first = growBy(vOut, 6 * vIn.size());
+    runChunks(vIn.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+        return Task{vIn.data() + begin, vIn.data() + end, first + 6 * begin, 6, writeNeigs};
+    });
+    if (bUnique) oneInstanceMT(vOut);
 }
 
-int Vector3::getMaxAbsIndex() const {
-    const double x = std::fabs(x_), y = std::fabs(y_), z = std::fabs(z_);
-    if (!(x < y) && !(x < z)) return 0;
-    return !(y < z) ? 1 : 2;
+void getRCC2RCD(const VRCD& vCells, std::vector<std::pair<RCC, RCD>>& vOut) {
+    auto* place = growBy(vOut, 8 * vCells.size());
+    for (const RCD rcd : vCells)
+        for (const RCD offset : CORNER_OFFSETS)
+            *place++ = {rcd + offset, rcd};
+    sortMT(vOut.begin(), vOut.end());
 }
 
-bool Vector3::isNV() const {
-    return std::fabs(sqLength() - 1.0) < 0.03;
-}
+void createCC_RCD(const VRCD& vCells, std::vector<VRCD>& vCCs) {
+    const VRCD vSorted = makeSortedUnique(vCells);
+    Forest forest = joinCornerNeighbours(vSorted);
 
-std::ostream& operator<<(std::ostream& out, const Vector3& v) {
-    return printTriple(out, v.x(), v.y(), v.z());
-}
-
-std::ostream& operator<<(std::ostream& out, const Point3& p) {
-    return printTriple(out, p.x(), p.y(), p.z());
-}
-
-const char* KelBugException::what() const noexcept {
-    return "KEL Exception - Bug *OR* wrong usage. Report a bug and it will be fixed quickly bugs@kel.example";
-}
-
-// ---- Normals and the least-squares plane --------------------------------------------------------------------------------
-
-Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK) {
-    bOK = false;
-    const Vector3 a = p1 - p0, b = p2 - p0;
-    if (a.isDegenerate() || b.isDegenerate()) return {};
-    const Vector3 c = crossProduct(normalize(a), normalize(b));
-    if (c.length() == 0.0) return c;
-    bOK = true;
-    return normalize(c);
-}
-
-Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK) {
-    for (const VCD vcd : {v0, v1, v2}) {
-        if (pCMesh->hasBundle(vcd)) continue;
-        warning(KEL_PLACE, "pVtx is NULL");
-        ASSEX(false);
+    std::vector<Position> vCCOfRoot(vSorted.size(), NO_POSITION);
+    Position numCCs = 0;
+    Position pos = 0;
+    for (const RCD rcd : vCells) {
+        pos = findFrom(vSorted, rcd, pos);
+        Position& iCC = vCCOfRoot[forest.findRoot(pos)];
+        if (iCC == NO_POSITION) iCC = numCCs++;
     }
-    return getNormalVector(*pCMesh->getBundleVtx(v0), *pCMesh->getBundleVtx(v1), *pCMesh->getBundleVtx(v2), bOK);
+
+    VRCD* const first = growBy(vCCs, numCCs);
+    for (pos = 0; pos < vSorted.size(); ++pos)
+        first[vCCOfRoot[forest.findRoot(pos)]].push_back(vSorted[pos]);
 }
 
-double normalTurn(const Point3& p, const Point3& next, const Point3& previous, const Point3& newP) {
-    bool bOK = false;
-    const Vector3 newNNV = getNormalVector(newP, next, previous, bOK);
-    if (!bOK) return 360.0;
-    const Vector3 oldNNV = getNormalVector(p, next, previous, bOK);
-    return bOK ? getAngleDegree(oldNNV, newNNV) : -1.0;
+std::size_t grow6_RCD(const VRCD& vSortedCells, std::vector<VRCD>& vCCs, std::size_t minSize) {
+    const VRCD vSorted = makeSortedUnique(vSortedCells);
+    const FaceNeigs vNeigs = findFaceNeigs(vSorted);
+    std::vector<bool> vVisited(vSorted.size(), false);
+    std::vector<VRCD> vTemp;
+    for (Position pos = 0; pos < vSorted.size(); ++pos)
+        if (!vVisited[pos]) vTemp.push_back(walkFaces(vSorted, vNeigs, pos, vVisited));
+    return appendBySize(vTemp, minSize, vCCs);
 }
 
-namespace {
-
-// Summed as offsets from the first point: the mean of copies of one point is that point exactly, and a cloud far from the
-// origin loses no digits.
-Point3 meanOf(const std::vector<Point3*>& vPoints) {
-    const Point3& origin = *vPoints[0];
-    Vector3 sum;
-    for (const Point3* p : vPoints)
-        sum += *p - origin;
-    return origin + sum / static_cast<double>(vPoints.size());
+void getRCDPositionsAround(RCD rcd, int radius, VRCD& vOut) {
+    for (long long dx = -static_cast<long long>(radius); dx <= radius; ++dx)
+        for (long long dy = -static_cast<long long>(radius); dy <= radius; ++dy)
+            for (long long dz = -static_cast<long long>(radius); dz <= radius; ++dz) {
+                if (dx == 0 && dy == 0 && dz == 0) continue;
+                vOut.push_back(rcd + static_cast<RCD>(dx) * RCD_STEP_X + static_cast<RCD>(dy) * RCD_STEP_Y +
+                               static_cast<RCD>(dz) * RCD_STEP_Z);
+            }
 }
 
-}  // namespace
-
-bool estimateNNV(const std::vector<Point3*>& vPoints, Vector3& nv, Point3& centroid) {
-    if (vPoints.size() < 3) return false;
-    const Point3 mean = meanOf(vPoints);
-    Moments moments;
-    for (const Point3* p : vPoints)
-        moments.add(*p - mean);
-    const Vector3 raw = moments.getNormal();
-    if (raw.isDegenerate()) return false;
-    nv = normalize(raw);
-    centroid = mean;
-    return true;
+void createRCCEdges(const VRCD& vCells, std::vector<std::pair<RCC, RCC>>& vOut) {
+    auto* place = growBy(vOut, 12 * vCells.size());
+    for (const RCD rcd : vCells)
+        forEachEdge(rcd, [&place](RCC low, RCC high) { *place++ = {low, high}; });
+    oneInstanceMT(vOut);
 }
 
-// ---- Areas, angles, volumes ---------------------------------------------------------------------------------------------
-
-double getArea(const Point3* p0, const Point3* p1, const Point3* p2) {
-    return crossProduct(*p1 - *p0, *p2 - *p0).length() * 0.5;
-}
-
-double computeArea(double len0, double len1, double len2) {
-    const double s = (len0 + len1 + len2) * 0.5;
-    const double v = (s - len0) * s * (s - len1) * (s - len2);
-    if (tools_isnan(v)) {
-        warning("computeArea()", "invalid value, no area for this triangle");
-        std::cout << "ownHalfCircf=" + toString(s) + "\nlen0=" + toString(len0) + "\nlen1=" + toString(len1) +
-                         "\nlen2=" + toString(len2) + "\n"
-                  << std::flush;
-        ASSEX(false);
-    }
-    return v > 0.0 ? std::sqrt(v) : 0.0;
-}
-
-double getArea25D(const Point3* p0, const Point3* p1, const Point3* p2) {
-    return computeArea((*p1 - *p0).length(), (*p2 - *p1).length(), (*p0 - *p2).length());
-}
-
-double getAngleDegree(const Vector3& a, const Vector3& b) {
-    const double dot = a * b;
-    if (dot > 1.0) return 0.0;
-    if (dot < -1.0) return 180.0;
-    return DEGREES_PER_RADIAN * std::acos(dot);
-}
-
-double getAngleRad(const Vector3& a, const Vector3& b) {
-    const double dot = a * b;
-    if (dot > 1.0) return 0.0;
-    if (dot < -1.0) return PI;
-    return std::acos(dot);
-}
-
-double getMinInteriorAngle(const Point3& p0, const Point3& p1, const Point3& p2) {
-    const Vector3 e01 = normalize(p1 - p0), e12 = normalize(p2 - p1), e20 = normalize(p0 - p2);
-    return std::min({getAngleDegree(e01, -e20), getAngleDegree(e12, -e01), getAngleDegree(e20, -e12)});
-}
-
-double orientation3(const Point3& a, const Point3& b, const Point3& c, const Point3& d) {
-    return (a - d) * crossProduct(b - d, c - d);
-}
-
-// Cones from the first corner r to the triangles; those that leave the solid count negative.
-double computeVolume(const std::vector<Point3*>& vCorners) {
-    if (vCorners.empty()) return 0.0;
-    const Point3& r = *vCorners[0];
-    double sum = 0.0;
-    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
-        const Point3 &t0 = *vCorners[i], &t1 = *vCorners[i + 1], &t2 = *vCorners[i + 2];
-        bool bOK = false;  // a degenerate triangle has a zero normal and adds 0
-        const Vector3 n = getNormalVector(t0, t1, t2, bOK);
-        sum += getArea25D(&t0, &t1, &t2) * ((t0 - r) * n) / 3.0;
-    }
-    return sum;
-}
-
-double computeVolume(std::vector<Point3>& vCorners) {
-    std::vector<Point3*> vPointers;
-    vPointers.reserve(vCorners.size());
-    for (Point3& p : vCorners)
-        vPointers.push_back(&p);
-    return computeVolume(vPointers);
-}
-
-// ---- Points, lines, planes ----------------------------------------------------------------------------------------------
-
-Point3 barycenter(const Point3& p0, const Point3& p1, const Point3& p2) {
-    return {(p0.x() + p1.x() + p2.x()) / 3.0, (p0.y() + p1.y() + p2.y()) / 3.0, (p0.z() + p1.z() + p2.z()) / 3.0};
-}
-
-Point3 midpoint(const Point3& p, const Point3& q) {
-    return {(p.x() + q.x()) / 2.0, (p.y() + q.y()) / 2.0, (p.z() + q.z()) / 2.0};
-}
-
-bool isFlatTriangle(const Point3& p0, const Point3& p1, const Point3& p2) {
-    const Vector3 a = p1 - p0, b = p2 - p0;
-    return a.isDegenerate() || b.isDegenerate() || crossProduct(a, b).sqLength() == 0.0;
-}
-
-int largestEdgeICI(const Point3& p0, const Point3& p1, const Point3& p2) {
-    const double len01 = (p1 - p0).sqLength(), len12 = (p2 - p1).sqLength(), len20 = (p0 - p2).sqLength();
-    if (len01 >= len12 && len01 >= len20) return 2;
-    return len12 >= len20 ? 0 : 1;
-}
-
-bool samePoint(const Point3& p, const Point3& q) {
-    return p == q;
-}
-
-Point3 get3DCircumCenter(const Point3* p0, const Point3* p1, const Point3* p2) {
-    const Vector3 a = *p2 - *p0, b = *p1 - *p0;
-    const Vector3 c = crossProduct(b, a);
-    const double sqLen = c.sqLength();
-    if (sqLen == 0.0) return {LARGEST, LARGEST, LARGEST};
-    const Vector3 e = crossProduct(c, b), f = crossProduct(a, c);
-    return *p0 + (e * a.sqLength() + f * b.sqLength()) / (2.0 * sqLen);
-}
-
-Point3 getFootPoint3D(const Point3& p0, const Point3& p1, const Point3& q) {
-    ASSEX(p0.x()!=p1.x() || p0.y()!=p1.y() || p0.z()!=p1.z());
-    const Vector3 u = p1 - p0;
-    const double len = u.length();
-    if (len < 1e-10) return p0;
-    const Vector3 unit = u / len;
-    return p0 + unit * ((q - p0) * unit);
-}
-
-double getPointSegDist(const Point3& p0, const Point3& p1, const Point3& q) {
-    const Point3 foot = getFootPoint3D(p0, p1, q);
-    return std::sqrt(std::min({(q - p0).sqLength(), (q - p1).sqLength(), (q - foot).sqLength()}));
-}
-
-Point3 project2D(const Point3& p, int skipIndex) {
-    if (skipIndex == 0) return {p.y(), p.z(), 0.0};
-    if (skipIndex == 1) return {p.x(), p.z(), 0.0};
-    if (skipIndex != 2) {
-        warning(KEL_PLACE, "wrong skipIndex");
-        ASSEX(false);
-    }
-    return {p.x(), p.y(), 0.0};
-}
-
-Plane getEdgePlane(const Point3* p0, const Point3* p1, const Point3* p2, int idx) {
-    ASSEX(p0!=p1);
-    ASSEX(p1!=p2);
-    ASSEX(p2!=p0);
-    if (idx < 0 || idx > 2) {
-        error(KEL_PLACE, "wrong idx=" + toString(idx));
-        ASSEX(false);
-    }
-    const Point3* const corners[] = {p0, p1, p2};
-    const Point3 &A = *corners[idx], &B = *corners[(idx + 1) % 3], &C = *corners[(idx + 2) % 3];
-    const Vector3 vecAB = normalize(B - A), vecAC = normalize(C - A);
-    ASSEX(!vecAB.isDegenerate());
-    ASSEX(!vecAC.isDegenerate());
-    const Vector3 nv = normalize(crossProduct(vecAB, vecAC));
-    ASSEX(!nv.isDegenerate());
-    return Plane(B, B + nv, C);
-}
-
-// Each edge of the ring turns round the line by the angle between the planes through the line and its two ends. The turns
-// of a ring that the line threads add up to a full one, those of any other ring to nothing.
-bool passThrough(const Point3& p0, const Point3& p1, const std::vector<Point3>& vRing) {
-    double sum = 0.0;
-    for (std::size_t i = 0; i < vRing.size(); ++i) {
-        const Point3 &a = vRing[i], &b = vRing[(i + 1) % vRing.size()];
-        bool bOkP = false, bOkQ = false;
-        const Plane P(p0, p1, a, bOkP), Q(p1, p0, b, bOkQ);  // the swapped line turns the normal round: equal planes give -1
-        if (!bOkP || !bOkQ) continue;
-        const double t = std::clamp(P.getNormal() * Q.getNormal(), -1.0, 1.0);
-        const double angle = (PI - std::acos(t)) / PI * 180.0;
-        sum += orientation3(p0, p1, a, b) < 0.0 ? -angle : angle;
-    }
-    const double s = std::fabs(sum);
-    if (std::fabs(s - 360.0) < 1.0) return true;
-    if (s < 1.0) return false;
-    return s > 180.0;
-}
-
-// ---- Boxes, ranges, bits ------------------------------------------------------------------------------------------------
-
-TARN_LOCATE3::Bbox3 getBbox(const Point3& a, double eps) {
-    return getBbox(a, a, a, eps);
-}
-
-TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, double eps) {
-    return getBbox(a, b, b, eps);
-}
-
-TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, const Point3& c, double eps) {
-    TARN_LOCATE3::Bbox3 box(a.x(), a.y(), a.z(), a.x(), a.y(), a.z());
-    box.widen(b.x(), b.y(), b.z());
-    box.widen(c.x(), c.y(), c.z());
-    return {box.minX - eps, box.minY - eps, box.minZ - eps, box.maxX + eps, box.maxY + eps, box.maxZ + eps};
-}
-
-void commonRange(double a0, double a1, double b0, double b1, double& lo, double& hi) {
-    if (a0 > a1) std::swap(a0, a1);
-    if (b0 > b1) std::swap(b0, b1);
-    if (a0 > b1 || b0 > a1) {
-        warning("commonRange()", "empty range, unexpected, returning +DBL_MAX,-DBL_MAX");
-        lo = LARGEST;
-        hi = -LARGEST;
-        return;
-    }
-    lo = std::max(a0, b0);
-    hi = std::min(a1, b1);
-}
-
-void unionRange(double a0, double a1, double b0, double b1, double& lo, double& hi) {
-    lo = std::min({a0, a1, b0, b1});
-    hi = std::max({a0, a1, b0, b1});
-}
-
-namespace {
-
-constexpr std::uint64_t EXPONENT_BITS = 0x7ff0000000000000;
-constexpr std::uint64_t MANTISSA_BITS = 0x000fffffffffffff;
-
-}  // namespace
-
-bool tools_isnan(double value) {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    return (bits & EXPONENT_BITS) == EXPONENT_BITS && (bits & MANTISSA_BITS) != 0;
-}
-
-bool tools_isinf(double value) {
-    const auto bits = std::bit_cast<std::uint64_t>(value);
-    return (bits & EXPONENT_BITS) == EXPONENT_BITS && (bits & MANTISSA_BITS) == 0;
+void createRCCEdgesToRCD(const VRCD& vCells, std::vector<std::pair<std::pair<RCC, RCC>, RCD>>& vOut) {
+    auto* place = growBy(vOut, 12 * vCells.size());
+    for (const RCD rcd : vCells)
+        forEachEdge(rcd, [&place, rcd](RCC low, RCC high) { *place++ = {{low, high}, rcd}; });
+    sortMT(vOut.begin(), vOut.end());
 }
 
 }  // namespace TARN_KEL

@@ -20,9 +20,20 @@
 #include <string>
 #include <vector>
 
-#include "ply_io.h"
+#include "Calc.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+class CMesh;
+struct Bundle;
+}  // namespace TARN_KEL
 
 namespace PLY {
+
+/// The alive triangles of a coarse mesh with the points of the given bundles; for debugging. Every corner must have a
+/// bundle.
+bool writePly(TARN_KEL::CMesh* pCMesh, std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mCCDBundle, const std::string& filename,
+              bool bAscii);
 
 enum class Type : std::uint8_t { INVALID, INT8, UINT8, INT16, UINT16, INT32, UINT32, FLOAT32, FLOAT64 };
 

@@ -4,6 +4,7 @@
 #include <cstring>
 #include <regex>
 
+#include "ply_io.h"
 #include "support/TempFolder.h"
 #include "support/coarse_soup.h"
 #include "support/points.h"

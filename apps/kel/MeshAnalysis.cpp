@@ -19,7 +19,7 @@
 #include <stdexcept>
 #include <utility>
 
-#include "../../src_lib/Forest.h"
+#include "../../src_lib/base/Forest.h"
 #include "PointTree.h"
 
 using namespace TARN_KEL;

@@ -6,7 +6,6 @@
 #include <cstdint>
 #include <vector>
 
-#include "Calc.h"
 #include "kel.h"
 #include "tools.h"
 
@@ -149,12 +148,6 @@ inline std::uint64_t mixHash(std::uint64_t key) {
 inline std::uint64_t localHash(std::uint64_t block, std::uint64_t member) {
     constexpr std::uint64_t MEMBER = 0xffULL << 32;
     return (mixHash(block) & ~MEMBER) | ((member << 32) & MEMBER);
-}
-
-/// The local hash of a packed code: the eight of a 2x2x2 block share a block.
-inline std::uint64_t localHash_RCD(RCD rcd) {
-    constexpr RCD MEMBER = packRCD(1, 1, 1);
-    return localHash(rcd & ~MEMBER, (rcd >> 40 & 4) | (rcd >> 20 & 2) | (rcd & 1));
 }
 
 /// The hash of a place; points that are equal have one.

@@ -52,6 +52,25 @@ void Hole::showCornerVals(const std::string& filename, const VCCD& vCells) const
     writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) { writeBySign(visualizer, vCorners); });
 }
 
+void Hole::drawZeros(const std::vector<Segment3>& vSeg, const std::vector<Point3>& vNegative,
+                     const std::vector<Point3>& vPositive) const {
+    writeDebugDrawing(name + "zeroPoints.list", pCalc, [&](Visualizer3& visualizer) {
+        visualizer.writeSegments(vSeg, CGREEN, false);
+        visualizer.writePoints(vNegative, 5, CDARKBLUE);
+        visualizer.writePoints(vPositive, 5, CRED);
+    });
+}
+
+void Hole::drawNotes(const VRCDPoint& vNotes) const {
+    writeDebugDrawing(name + "mapped.list", pCalc, [&](Visualizer3& visualizer) {
+        VRCD vMapped;
+        for (const auto& [rcd, point] : vNotes)
+            vMapped.push_back(rcd);
+        oneInstance(vMapped);
+        visualizer.writeRCD(vMapped, CORANGE);
+    });
+}
+
 // Points of value 0 count with the negative ones.
 void Hole::writeBySign(Visualizer3& visualizer, const std::vector<int>& vAddresses) const {
     VRCC vPos, vNeg;

@@ -4,7 +4,7 @@
 #include <map>
 #include <vector>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "kel.h"
 
 namespace TARN_KEL {

@@ -21,7 +21,7 @@
 #include "CEdge.h"
 #include "Hole.h"
 #include "RemoveDecider.h"
-#include "Visualizer3.h"
+#include "drawings.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -223,12 +223,7 @@ Hole::VCCDPoint Hole::getZeroCbs() {
     std::cout << "vRemoveCandidates start: " << vRed.size() << "\nDoomed ones: " << vDoomed.size()
               << "\nvRemoveCandidates final: " << vKept.size() << std::endl;
     vRed = std::move(vKept);
-    drawOnTheWay([&] {
-        writeDebugDrawing(name + "prunedCandidates.list", pCalc, [&](Visualizer3& visualizer) {
-            visualizer.writeCbs(vRed, CRED);
-            visualizer.writeCbs(vBlue, CDARKBLUE);
-        });
-    });
+    drawOnTheWay([&] { drawCells(name + "prunedCandidates.list", pCalc, vRed, vBlue); });
     std::sort(vRed.begin(), vRed.end());
     std::erase_if(vZeros, [&](const auto& zero) { return !std::binary_search(vRed.begin(), vRed.end(), zero.first); });
     return vZeros;

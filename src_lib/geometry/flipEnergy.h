@@ -23,7 +23,7 @@
 #include <limits>
 #include <vector>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "kel.h"
 #include "tools.h"
 

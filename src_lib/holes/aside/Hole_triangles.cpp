@@ -1,4 +1,4 @@
-// From the field to triangles, on two roads.
+// From the field to triangles.
 //
 // grow() puts the surface into the mesh itself. The cells round the lattice edges where the field changes its sign are a
 // layer of two to three cells; cells of the old surface leave it, and the removal test thins it to a sheet that the chain
@@ -9,9 +9,6 @@
 //
 // The old triangles stand in the mesh while that happens, so that none is made twice and flat cubes follow the diagonals
 // that are there.
-//
-// createCMesh() hands the points of the sheet and one row of the old surface to a reconstruction of their own, on the grid
-// of the mesh, and gives a separate mesh.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -23,14 +20,11 @@
 
 #include "CMesh.h"
 #include "Chain.h"
-#include "CloudMgr.h"
-#include "Hal.h"
 #include "Hole.h"
-#include "Progress.h"
 #include "RemoveDecider.h"
 #include "Segment3.h"
-#include "Visualizer3.h"
 #include "cubeTriangles.h"
+#include "drawings.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -58,13 +52,6 @@ std::vector<std::pair<VCD, CCD>> keysOf(const VCCD& vCells, const Calc& calc) {
     }
     sortMT(vKeyCell.begin(), vKeyCell.end());
     return vKeyCell;
-}
-
-void drawCells(const std::string& filename, const Calc* pCalc, const VCCD& vRed, const VCCD& vBlue) {
-    writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) {
-        visualizer.writeCbs(vRed, CRED);
-        visualizer.writeCbs(vBlue, CDARKBLUE);
-    });
 }
 
 }  // namespace
@@ -127,20 +114,9 @@ Hole::VRCDPoint Hole::noteZeros() {
     }
     std::cout << "vIncompleteSeg.size()=" << vIncompleteSeg.size() << std::endl;
     drawOnTheWay([&] {
-        const auto draw = [&](const std::string& file, const auto& write) { writeDebugDrawing(name + file, pCalc, write); };
-        draw("incomplete.list", [&](Visualizer3& visualizer) { visualizer.writeSegments(vIncompleteSeg, CRED, true); });
-        draw("zeroPoints.list", [&](Visualizer3& visualizer) {
-            visualizer.writeSegments(vSeg, CGREEN, false);
-            visualizer.writePoints(vNegative, 5, CDARKBLUE);
-            visualizer.writePoints(vPositive, 5, CRED);
-        });
-        draw("mapped.list", [&](Visualizer3& visualizer) {
-            VRCD vMapped;
-            for (const auto& [rcd, point] : vNotes)
-                vMapped.push_back(rcd);
-            oneInstance(vMapped);
-            visualizer.writeRCD(vMapped, CORANGE);
-        });
+        drawSegments(name + "incomplete.list", vIncompleteSeg, CRED);
+        drawZeros(vSeg, vNegative, vPositive);
+        drawNotes(vNotes);
     });
     return vNotes;
 }
@@ -201,7 +177,7 @@ void Hole::solveAmbiguousT(VCCD& vAmbiguousT) {
     });
 }
 
-// ---- A mesh of its own
+// ---- Rows round the hole
 
 void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
     VVCD vFront;
@@ -219,36 +195,6 @@ void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
         oneInstanceMT(vFront);
     }
     oneInstanceMT(vOut);
-}
-
-CMesh* Hole::createCMesh(VCCDPoint& vCCD2Point) {
-    std::vector<Point3> vPoints;
-    for (const auto& [ccd, point] : vCCD2Point)
-        vPoints.push_back(point);
-    std::vector<CTriangle*> vRow;
-    getNTriangleRows(1, vRow);
-    drawOnTheWay([&] {
-        writeDebugDrawing(name + "rows.list", pCalc, [&](Visualizer3& visualizer) {
-            visualizer.setMesh(pCMesh);
-            visualizer.writeTriangles(vRow, CRED, false);
-        });
-    });
-    VVCD vCorners;
-    pCMesh->extractAliveVCD(vRow, vCorners);
-    for (const VCD vcd : vCorners)
-        vPoints.push_back(pCMesh->getAvgPoint(vcd));
-    oneInstanceMT(vPoints);
-
-    OwnRun run(progressForHole());
-    CloudMgr cloudMgr;
-    cloudMgr.setInputPoints(vPoints, -1.0, -1.0, false, 361.0, false, pCalc, -1);
-    Hal hal(&cloudMgr);
-    std::unique_ptr<CMesh> pHoleMesh(hal.reconstructInHole());
-    run.close();
-    drawOnTheWay([&] {
-        if (pHoleMesh != nullptr) pHoleMesh->debugShow(name + "holeTri.list", VT_REAL, CGREEN);
-    });
-    return pHoleMesh.release();
 }
 
 }  // namespace TARN_KEL

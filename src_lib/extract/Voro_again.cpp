@@ -25,8 +25,8 @@
 
 #include "CMesh.h"
 #include "RemoveDecider.h"
-#include "Visualizer3.h"
 #include "cubeTriangles.h"
+#include "drawings.h"
 #include "looseTriangles.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -1,0 +1,49 @@
+"""Holds the includes of src_lib against docs/modules.txt: every file has a module, every include goes to the same module or to
+one that it may use, which stands above it in the list, and no units include each other in a circle."""
+import pathlib
+import re
+import sys
+
+root = pathlib.Path(__file__).resolve().parent.parent
+source = root / "src_lib"
+uses, units, faults = {}, {}, []
+for line in (root / "docs/modules.txt").read_text().splitlines():
+    if match := re.match(r"(\w+):(.*)", line):
+        module, below = match[1], match[2].split()
+        faults += [f"{module} may not use {name}, which doesn't stand above it" for name in below if name not in uses]
+        uses[module] = {module, *below}
+    elif line.startswith("    "):
+        units |= dict.fromkeys(line.split(), module)
+
+
+def module_of(file):
+    relative = file.relative_to(source)
+    return units.get(str(relative.with_suffix("")), relative.parts[0] if relative.parts[0] in uses else None)
+
+
+files = [file for file in source.rglob("*") if file.suffix in (".h", ".cpp")]
+faults += [f"{file} has no module" for file in files if module_of(file) is None]
+headers = {file.name: file for file in files if file.suffix == ".h"}
+graph = {}  # header and source of one name are one unit
+for file in files:
+    for name in re.findall(r'#include "(?:.*/)?(.*)"', file.read_text()):
+        if name not in headers:
+            continue
+        graph.setdefault(file.stem, set()).add(headers[name].stem)
+        if module_of(headers[name]) not in uses.get(module_of(file), set()):
+            faults.append(f"{file.name} ({module_of(file)}) may not include {name} ({module_of(headers[name])})")
+
+
+def peel(edges):
+    """Takes out, again and again, the units that lead to none of those left."""
+    while leaves := [unit for unit, below in edges.items() if not any(other in edges for other in below - {unit})]:
+        for unit in leaves:
+            del edges[unit]
+    return edges
+
+
+above = {unit: {other for other, below in graph.items() if unit in below} for unit in peel(dict(graph))}
+if circles := peel(above):
+    faults.append("circles among these: " + " ".join(sorted(circles)))
+print("\n".join(faults) or f"{len(files)} files in {len(uses)} modules, no arrow up, no circle")
+sys.exit(bool(faults))

@@ -1,6 +1,6 @@
 #!/bin/sh
-# run.sh [SECONDS [READER...]]: fuzzes the readers (all of them unless named), SECONDS each (60), two at a time. Status 1 when
-# one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in build/fuzz/corpus, so a later
+# run.sh [SECONDS [NAME...]]: fuzzes readers of files and whole operations (all of them unless named), SECONDS each (60), two
+# at a time. Status 1 when one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in build/fuzz/corpus, so a later
 # run goes on from there; remove that folder to start anew. FUZZ_SEED is the seed of chance, 0 a new one in each run.
 set -eu
 cd "$(dirname "$0")/.."
@@ -26,7 +26,7 @@ trap 'exit 1' HUP INT TERM
 # shellcheck disable=SC2016  # for the inner shell
 fuzz_one='
     reader=$1
-    mkdir -p "$build/corpus/$reader"
+    mkdir -p "$build/corpus/$reader" "$build/seeds/$reader"
     if "$build/fuzz/fuzz_$reader" "$build/corpus/$reader" "$build/seeds/$reader" -max_total_time="$seconds" \
         -max_len=65536 -timeout=10 -rss_limit_mb=2048 -malloc_limit_mb=64 -dict=fuzz/words.dict -close_fd_mask=1 \
         -seed="${FUZZ_SEED:-1}" -artifact_prefix="$build/findings/$reader-" >"$build/logs/$reader" 2>&1; then

@@ -6,8 +6,8 @@
 #include <limits>
 
 #include "CornerStore.h"
-#include "Filler.h"
 #include "NeighbourBlock.h"
+#include "connections.h"
 #include "sortMT.h"
 #include "tools.h"
 

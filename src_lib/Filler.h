@@ -1,6 +1,5 @@
 #pragma once
 
-#include <cfloat>
 #include <memory>
 #include <utility>
 #include <vector>
@@ -8,25 +7,11 @@
 #include "Calc.h"
 #include "Component.h"
 #include "SimplePool.h"
+#include "connections.h"
 #include "kel.h"
 #include "octree/Octree.h"
 
 namespace TARN_KEL {
-
-/// A rim cell of a sheet that looks for partners on other sheets.
-struct AffiData {
-    RCD rcd;
-    Component* pComponent;  ///< its sheet
-    float dist = FLT_MAX;   ///< to its nearest partner, in cells
-};
-
-/// Two sheets that face each other across a gap, and how far their colours agree.
-struct ConnectionStruct {
-    Component* pComponent0;  ///< the lower pointer of the two, the sheet that was made first
-    Component* pComponent1;
-    int count = 1;
-    double score = 0.0;  ///< the sum of the votes; positive when like colours are on the same side
-};
 
 /// Proposes cells that close the gaps between sheets of cells and within them.
 ///

@@ -4,7 +4,9 @@
 #include <cstdint>
 #include <vector>
 
-#include "Filler.h"
+#include "Calc.h"
+#include "Component.h"
+#include "connections.h"
 #include "octree/Octree.h"
 
 namespace TARN_KEL {

@@ -3,7 +3,6 @@
 #include <iostream>
 #include <set>
 
-#include "CMesh.h"
 #include "CTriangle.h"
 #include "edgeTriangles.h"
 #include "freeFunctions.h"
@@ -43,10 +42,6 @@ VCD CEdge::getOtherVCD(VCD vcd) const {
     if (vcd == v0) return v1;
     ASSEX(vcd==v1);
     return v0;
-}
-
-Point3 CEdge::getCenter(const CMesh* pCMesh) const {
-    return midpoint(*pCMesh->getVtx(v0), *pCMesh->getVtx(v1));
 }
 
 VCD CEdge::getSource() const {

@@ -1,21 +1,13 @@
 #include "CTriangle.h"
 
-#include <algorithm>
-#include <cstring>
 #include <utility>
 
-#include "CEdge.h"
-#include "CMesh.h"
 #include "freeFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-bool isBitwiseEqual(const Point3& p, const Point3& q) {
-    return std::memcmp(&p, &q, sizeof(Point3)) == 0;
-}
 
 double sign(VCD from, VCD to, VCD axisBits) {
     const VCD a = from & axisBits;
@@ -85,26 +77,6 @@ int CTriangle::getHEDirection2(VCD a, VCD b) const {
     return isHalfEdge(b, a) ? HE_OPPOSITE : HE_NONE;
 }
 
-bool CTriangle::hasOnlyHalfEdges() const {
-    return countEdges(2, 2) == 3;
-}
-
-bool CTriangle::hasBorder() const {
-    return countEdges(1, 1) > 0;
-}
-
-int CTriangle::countEdges(int minDegree, int maxDegree) const {
-    int count = 0;
-    for (const CEdge* pCE : {pCE01, pCE12, pCE02})
-        count += pCE->getDegree() >= minDegree && pCE->getDegree() <= maxDegree ? 1 : 0;
-    return count;
-}
-
-void CTriangle::getNeigs(int i, std::vector<CTriangle*>& vNeigs) const {
-    for (CTriangle* pCT : getCEdge(i)->vCT)
-        if (pCT != this) vNeigs.push_back(pCT);
-}
-
 bool CTriangle::needFlip(const CTriangle* pOther) const {
     for (const auto& [from, to] : {std::pair{c0, c1}, std::pair{c1, c2}, std::pair{c2, c0}}) {
         const int direction = pOther->getHEDirection2(from, to);
@@ -114,65 +86,10 @@ bool CTriangle::needFlip(const CTriangle* pOther) const {
     return false;
 }
 
-void CTriangle::kill(CMesh* pCMesh) {
-    ASSEX(bAlive);
-    for (int i = 0; i < 3; ++i)
-        getCE(i)->checkOut(this);
-    pCMesh->unregisterTriangle(this);
-    bAlive = false;
-}
-
 void CTriangle::flipNNV() {
     std::swap(c0, c1);
     std::swap(pCE12, pCE02);
     std::swap(aVertex[0], aVertex[1]);
-}
-
-CTriangle::CornerPoints CTriangle::pointsOf(const CMesh* pCMesh) const {
-    if (aVertex[0] == NO_VERTEX) return {*pCMesh->getVtx(c0), *pCMesh->getVtx(c1), *pCMesh->getVtx(c2)};
-    return {*pCMesh->getVtxAt(aVertex[0]), *pCMesh->getVtxAt(aVertex[1]), *pCMesh->getVtxAt(aVertex[2])};
-}
-
-Vector3 CTriangle::getRealNNV(const CMesh* pCMesh, bool& ok) const {
-    const auto [p0, p1, p2] = pointsOf(pCMesh);
-    return getNormalVector(p0, p1, p2, ok);
-}
-
-Plane CTriangle::getRealPlane(const CMesh* pCMesh, bool& ok) const {
-    const Vector3 nnv = getRealNNV(pCMesh, ok);
-    return {*pCMesh->getVtx(c0), nnv};
-}
-
-Point3 CTriangle::getRealBaryc(const CMesh* pCMesh) const {
-    const auto [p0, p1, p2] = pointsOf(pCMesh);
-    return barycenter(p0, p1, p2);
-}
-
-Point3 CTriangle::getCentroid(const CMesh* pCMesh, VisType visType) const {
-    if (visType == VT_REAL) return getRealBaryc(pCMesh);
-    return barycenter(pCMesh->getMidPoint(c0), pCMesh->getMidPoint(c1), pCMesh->getMidPoint(c2));
-}
-
-double CTriangle::getArea(const CMesh* pCMesh) const {
-    const auto [p0, p1, p2] = pointsOf(pCMesh);
-    return TARN_KEL::getArea(&p0, &p1, &p2);
-}
-
-bool CTriangle::isDegenerate(const CMesh* pCMesh) const {
-    const auto [p0, p1, p2] = pointsOf(pCMesh);
-    if (isBitwiseEqual(p0, p1) || isBitwiseEqual(p1, p2) || isBitwiseEqual(p0, p2)) return true;
-    return isFlatTriangle(p0, p1, p2);
-}
-
-int CTriangle::getLargestEdgeICI(const CMesh* pCMesh) const {
-    const auto [p0, p1, p2] = pointsOf(pCMesh);
-    return largestEdgeICI(p0, p1, p2);
-}
-
-double CTriangle::getDevIfRepl(const CMesh* pCMesh, int i, const Point3& p) const {
-    VCD next, previous;
-    getEdgeCCDs(i, next, previous);
-    return normalTurn(*pCMesh->getVtx(getCorner(i)), *pCMesh->getVtx(next), *pCMesh->getVtx(previous), p);
 }
 
 Vector3 CTriangle::computeNNVcoarse() const {

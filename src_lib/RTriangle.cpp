@@ -2,8 +2,6 @@
 
 #include <utility>
 
-#include "REdge.h"
-#include "RMesh.h"
 #include "freeFunctions.h"
 #include "tools.h"
 
@@ -30,15 +28,6 @@ Point3* RTriangle::getThirdPoint(const Point3* p, const Point3* q) const {
 
 void RTriangle::get3RE(std::vector<REdge*>& vRE) const {
     vRE.insert(vRE.end(), {pRE01, pRE12, pRE02});
-}
-
-void RTriangle::getNeigs(int i, std::vector<RTriangle*>& vRT) const {
-    for (RTriangle* pRT : getRE(i)->vRT)
-        if (pRT != this && pRT->bAlive) vRT.push_back(pRT);
-}
-
-bool RTriangle::hasBorder() const {
-    return pRE01->vRT.size() == 1 || pRE12->vRT.size() == 1 || pRE02->vRT.size() == 1;
 }
 
 int RTriangle::getLargestEdgeICI() const {
@@ -103,14 +92,6 @@ Point3 RTriangle::getCentroid() const {
 
 double RTriangle::getArea() const {
     return TARN_KEL::getArea(aCorners[0], aCorners[1], aCorners[2]);
-}
-
-void RTriangle::kill(RMesh* pRMesh) {
-    ASSEX(bAlive);
-    for (int i = 0; i < 3; ++i)
-        getRE(i)->checkOut(this);
-    pRMesh->unregisterTriangle(this);
-    bAlive = false;
 }
 
 }  // namespace TARN_KEL

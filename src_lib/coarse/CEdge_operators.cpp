@@ -75,6 +75,10 @@ struct Cut {
 
 }  // namespace
 
+Point3 CEdge::getCenter(const CMesh* pCMesh) const {
+    return midpoint(*pCMesh->getVtx(v0), *pCMesh->getVtx(v1));
+}
+
 CEdge* CEdge::flipEdge(CMesh* pCMesh, CTriangle* pCT0, CTriangle* pCT1) {
     if (pCT0 == nullptr) {
         ASSEX(pCT1==NULL);

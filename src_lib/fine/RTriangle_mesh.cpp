@@ -1,0 +1,26 @@
+// What a triangle of the fine mesh asks of its edges and of the mesh that it stands in.
+#include "REdge.h"
+#include "RMesh.h"
+#include "RTriangle.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+void RTriangle::getNeigs(int i, std::vector<RTriangle*>& vRT) const {
+    for (RTriangle* pRT : getRE(i)->vRT)
+        if (pRT != this && pRT->bAlive) vRT.push_back(pRT);
+}
+
+bool RTriangle::hasBorder() const {
+    return pRE01->vRT.size() == 1 || pRE12->vRT.size() == 1 || pRE02->vRT.size() == 1;
+}
+
+void RTriangle::kill(RMesh* pRMesh) {
+    ASSEX(bAlive);
+    for (int i = 0; i < 3; ++i)
+        getRE(i)->checkOut(this);
+    pRMesh->unregisterTriangle(this);
+    bAlive = false;
+}
+
+}  // namespace TARN_KEL

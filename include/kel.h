@@ -8,9 +8,9 @@
 //     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
 //
 // Coordinates and lengths are doubles in the caller's own unit, angles are degrees. Each call works on the caller's thread
-// and uses all processors through one worker pool of the library; calls from several threads at once are independent, but
-// one Mesh belongs to one thread at a time. There is nothing to initialise. Messages go to standard output, but for two that
-// say so.
+// and uses all processors, or as many as setNumThreads() says, through one worker pool of the library; calls from several
+// threads at once are independent, but one Mesh belongs to one thread at a time. There is nothing to initialise. Messages go
+// to standard output, but for two that say so, or where setMessageSink() sends them.
 //
 // Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0 and a warning. Wrong use and violated
 // internal conditions print a report and throw KelBugException; what the caller's own listener throws comes through as well.
@@ -21,10 +21,12 @@
 #include <cmath>
 #include <cstddef>
 #include <exception>
+#include <functional>
 #include <iosfwd>
 #include <limits>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
 namespace TARN_KEL {
@@ -298,6 +300,34 @@ int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold);
 void findHoles(MeshPtr pMesh);
 /// The same into a file of that name, whatever its extension. False after a warning when it can't be written.
 bool findHoles(MeshPtr pMesh, const std::string& filename);
+
+// ---- Processors and messages --------------------------------------------------------------------------------------------
+
+/// Sets how many threads of its pool the library uses, in the whole process.
+///
+/// No result depends on the number. It takes effect for phases that start afterwards, so a run that is going on takes it up
+/// as well. May be called while other threads run, but not by a listener or a sink.
+/// numThreads: at most 1024 are used; 0 or less: as many as the machine has processors, which is the default.
+void setNumThreads(int numThreads);
+
+/// The kinds of text that the library prints.
+enum MessageKind : int {
+    MK_TEXT,     ///< plain lines: what was found and done
+    MK_INFO,     ///< a message worth a place of its own
+    MK_WARNING,  ///< input that yields nothing, or was used in part
+    MK_ERROR     ///< a failure, and the report of one before KelBugException is thrown
+};
+/// Takes a text: whole lines as a rule, with the ends of lines and the colour codes that standard output would get. The text
+/// is gone when the call is over.
+using MessageSink = std::function<void(MessageKind, std::string_view)>;
+
+/// Sends what the library prints on behalf of this thread to a sink instead of standard output and standard error.
+///
+/// A run's texts come in their order, one at a time, some perhaps on a thread of the pool. The sink must not call the
+/// library; what it throws is dropped. A sink that does nothing silences the library; other threads aren't affected.
+/// sink: an empty one sends texts to standard output again, which is the default.
+/// Returns: the sink that was set before; empty for none.
+MessageSink setMessageSink(MessageSink sink);
 
 // ---- Progress and version -----------------------------------------------------------------------------------------------
 

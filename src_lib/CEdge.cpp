@@ -1,6 +1,5 @@
 #include "CEdge.h"
 
-#include <iostream>
 #include <set>
 
 #include "CTriangle.h"
@@ -79,7 +78,7 @@ bool CEdge::hasAdjT(VCD a, VCD b, VCD c) const {
 
 void CEdge::checkOut(const CTriangle* pCT) {
     if (vCT.removeByLast(pCT)) return;
-    std::cout << "CEdge::checkOut, triangle live state: " << pCT->isAlive() << std::endl;
+    out() << "CEdge::checkOut, triangle live state: " << pCT->isAlive() << std::endl;
     ASSEX(false);
 }
 

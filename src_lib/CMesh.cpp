@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iostream>
 #include <new>
 #include <utility>
 
@@ -49,11 +48,11 @@ bool hasNaNCoordinate(const Point3& p) {
 
 // Prints the result of a check.
 bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
-    std::cout << "CMesh::" << check << "(" << name << "): ";
+    out() << "CMesh::" << check << "(" << name << "): ";
     if (numFaults == 0)
-        std::cout << "survived" << std::endl;
+        out() << "survived" << std::endl;
     else
-        std::cout << "has " << numFaults << " " << fault << "!" << std::endl;
+        out() << "has " << numFaults << " " << fault << "!" << std::endl;
     return numFaults == 0;
 }
 
@@ -411,12 +410,12 @@ void CMesh::printStatistics(const std::string& name) const {
         ++mDegreeCount[poolCE->at(i)->getDegree()];
     mDegreeCount.erase(0);
 
-    std::cout << "Statistics ( \"" << name << "\" ):\n"
-              << "  Vertices: " << numVertices << "\n"
-              << "  Triangles:  " << numTriangles << "\n";
+    out() << "Statistics ( \"" << name << "\" ):\n"
+          << "  Vertices: " << numVertices << "\n"
+          << "  Triangles:  " << numTriangles << "\n";
     for (const auto& [degree, count] : mDegreeCount)
-        std::cout << "  Edges with degree " << degree << ":\t" << count << "\n";
-    std::cout << std::endl;
+        out() << "  Edges with degree " << degree << ":\t" << count << "\n";
+    out() << std::endl;
 }
 
 bool CMesh::checkNoDegenerate(const std::string& name) const {

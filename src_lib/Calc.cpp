@@ -1,7 +1,8 @@
 #include "Calc.h"
 
 #include <algorithm>
-#include <iostream>
+
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -179,8 +180,8 @@ bool Calc::adaptPointToRCD(RCD rcd, Point3& p) const {
 // ---- Arithmetic on interleaved codes
 
 bool Calc::reportStepOffGrid(CCD& ccd, bool bIncrease, CCD axTribit) const {
-    std::cout << "ERROR, out of range, bIncrease=" << bIncrease << ", axTribit=" << axTribit << "this is " << *this
-              << ", numLevels=" << numLevels << std::endl;
+    out() << "ERROR, out of range, bIncrease=" << bIncrease << ", axTribit=" << axTribit << "this is " << *this
+          << ", numLevels=" << numLevels << std::endl;
     warning(KEL_PLACE, "End not found");
     ccd = ~0ULL;
     return false;
@@ -193,9 +194,9 @@ CCD Calc::getOffVal(CCD ccd, int value, CCD axTriBit) const {
     if (moved < 0 || moved >= maxVal) {
         errorMsg(KEL_PLACE, "out of range");
         if (moved < 0)
-            std::cout << "value=" << value << " component=" << component << std::endl;
+            out() << "value=" << value << " component=" << component << std::endl;
         else
-            std::cout << "value=" << value << " new component=" << moved << " maxVal=" << maxVal << std::endl;
+            out() << "value=" << value << " new component=" << moved << " maxVal=" << maxVal << std::endl;
         goToHell("Calc::getOffVal");
     }
     return (ccd & ~getAxisBits(axTriBit)) | numberToSparse(static_cast<CCD>(moved), axTriBit);
@@ -337,7 +338,7 @@ void Calc::getPlaneCCD8(CCD ccd, int planeIndex, CCD* array) const {
     default:
         break;
     }
-    std::cout << "Bug, planeIndex=" << planeIndex << std::endl;
+    out() << "Bug, planeIndex=" << planeIndex << std::endl;
     ASSEX(false);
 }
 

@@ -332,13 +332,13 @@ inline CCD Calc::numberToSparse(CCD number, CCD axTriBit) const {
 
 inline CCD Calc::incSparse(CCD ccd, CCD axTriBit) const {
     const CCD axisBits = getAxisBits(axTriBit);
-    if ((ccd & axisBits) == axisBits) ASSEX(false);  // it is the last cell of the axis
+    ASSEX_AS("false", (ccd & axisBits) != axisBits);  // it is the last cell of the axis
     return stepUpOnBits(ccd, axisBits);
 }
 
 inline CCD Calc::decSparse(CCD ccd, CCD axTriBit) const {
     const CCD axisBits = getAxisBits(axTriBit);
-    if ((ccd & axisBits) == 0) ASSEX(false);  // it is the first cell of the axis
+    ASSEX_AS("false", (ccd & axisBits) != 0);  // it is the first cell of the axis
     return stepDownOnBits(ccd, axisBits);
 }
 

@@ -21,7 +21,6 @@
 #include <algorithm>
 #include <bitset>
 #include <cstddef>
-#include <iostream>
 #include <iterator>
 
 #include "tools.h"
@@ -181,7 +180,7 @@ Casx::Casx(TRIMODE mode_, bool bExperimental_) : Casx(mode_, bExperimental_, Emp
         initAllCases();
         return;
     }
-    std::cout << "Casx::Casx, bExperimental=true - using base cases" << std::endl;
+    out() << "Casx::Casx, bExperimental=true - using base cases" << std::endl;
     initBaseCases();
     expandBaseCases();
 }
@@ -206,7 +205,7 @@ void Casx::getTriangles(int config, CCD* cells, std::vector<CCD>& vTriCCD, TriUs
         for (int i = 0; i < NUM_CELLS; ++i)
             if ((vTriVec[slot] >> i & 1) != 0) vTriCCD.push_back(cells[i]);
     }
-    if (vTriCCD.size() % 3 != 0) std::cout << "Uh, config=" << config << std::endl;
+    if (vTriCCD.size() % 3 != 0) out() << "Uh, config=" << config << std::endl;
     ASSEX(vTriCCD.size()%3==0);
 }
 

@@ -18,7 +18,6 @@
 #include "Chain.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <utility>
@@ -245,11 +244,11 @@ bool Chain::findClosingEdges(const std::function<bool(const CEdge*)>& mayUse, bo
 }
 
 void Chain::print() const {
-    std::cout << "\nEdge::print() for label " << label << "\n";
+    out() << "\nEdge::print() for label " << label << "\n";
     for (const CEdge* pCE : lMemberCE)
-        std::cout << "  EDGE: " << pCE->v0 << " " << pCE->v1 << "\n";
-    std::cout << "  left end: " << left << "\n";
-    std::cout << "  right end: " << right << std::endl;
+        out() << "  EDGE: " << pCE->v0 << " " << pCE->v1 << "\n";
+    out() << "  left end: " << left << "\n";
+    out() << "  right end: " << right << std::endl;
 }
 
 // ---- Triangles along a closed chain -------------------------------------------------------------------------------------
@@ -259,7 +258,7 @@ void Chain::getOriented(std::set<CTriangle*>& sOriented) {
         const auto itNext = std::next(it);
         const CEdge *pCE0 = *it, *pCE1 = itNext == lMemberCE.end() ? lMemberCE.front() : *itNext;
         if (pCE0->getTarget() != pCE1->getSource()) {
-            std::cout << fatBar("BUG");
+            out() << fatBar("BUG");
             print();
         }
         ASSEX(pCE0->getTarget()==pCE1->getSource());

@@ -21,7 +21,6 @@
 #include <chrono>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <utility>
 
 #include "Progress.h"
@@ -153,11 +152,11 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
     switch (getFileType(filename)) {
     case FT_STL:
         if (!bMelt) {
-            std::cout << "\n Input file is of type STL, use --fmelt (-m) instead" << std::endl;
+            out() << "\n Input file is of type STL, use --fmelt (-m) instead" << std::endl;
             ASSEX(bMelt);
         }
         if (!(spacingAbs > 0)) {
-            std::cout << "\nFor an STL provide also the -a option please\n" << std::endl;
+            out() << "\nFor an STL provide also the -a option please\n" << std::endl;
             ASSEX(spacingAbs>0);
         }
         bRead = readSTL_ASCII(filename.c_str(), vOut);
@@ -172,12 +171,12 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
         bRead = readPoints_BIN(filename.c_str(), vOut);
         break;
     default:
-        std::cout << "Unknown file format" << std::endl;
+        out() << "Unknown file format" << std::endl;
     }
     if (!bRead)
-        std::cout << "void Cloud::readPoints(), Error reading file: " << filename << std::endl;
+        out() << "void Cloud::readPoints(), Error reading file: " << filename << std::endl;
     else if (vOut.empty())
-        std::cout << "void Cloud::readPoints(), Empty file: " << filename << std::endl;
+        out() << "void Cloud::readPoints(), Empty file: " << filename << std::endl;
     else
         numInputPoints = vOut.size();
     return bRead;
@@ -215,34 +214,34 @@ void Cloud::estimateRes2() {
         usedSpacing = spacingAbs;
         return;
     }
-    Progress* pProgress = openStep("CL_eres", 6);
-    pProgress->incProgressByOne();
+    ProgressStep progress("CL_eres", 6);
+    progress.advance();
     const double extent = getLargestExtent();
     detectedSpacing = -1.0;
-    if (canBeCoded(extent)) detectedSpacing = detectByBlocks(extent, pProgress);
+    if (canBeCoded(extent)) detectedSpacing = detectByBlocks(extent, progress);
     // No two points that are more than a few fine cells apart: there is no surface, and any spacing will do.
     if (detectedSpacing == -1.0) detectedSpacing = extent > 0.0 ? extent : 1.0;
     usedSpacing = spacingFactor * detectedSpacing;
-    pProgress->setDone(true);
+    progress.finish();
 }
 
-double Cloud::detectByBlocks(double extent, Progress* pProgress) const {
+double Cloud::detectByBlocks(double extent, ProgressStep progress) const {
     const Calc fineGrid(bounds.min[0], bounds.min[1], bounds.min[2], extent, extent, extent, FINE_LEVELS);
     VCCD vCodes(vPoints.size());
     forChunks_MT(vPoints.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             vCodes[i] = fineGrid.getCCD(&vPoints[i]);
     });
-    pProgress->incProgressByOne();
+    progress.advance();
     radixSort(vCodes);
-    pProgress->incProgressByOne();
+    progress.advance();
     const int medianLevel = getMedianLevel(vCodes);
-    pProgress->incProgressByOne();
+    progress.advance();
     if (medianLevel < 0) return -1.0;
     const int level = medianLevel + 2;
-    pProgress->incProgressByOne();
+    progress.advance();
     const double numBlocks = static_cast<double>(countBlocks(vCodes, level));
-    pProgress->incProgressByOne();
+    progress.advance();
     const double blockEdge = std::ldexp(1.0, level) * (extent / std::ldexp(1.0, FINE_LEVELS));
     return std::sqrt((numBlocks * (blockEdge * blockEdge) / 1.307025) / static_cast<double>(numInputPoints) * 1.5396);
 }
@@ -283,13 +282,12 @@ void Cloud::checkMargin(const Bounds& ofPoints, double numCells) const {
 }
 
 void Cloud::printStatistics() const {
-    std::cout << "\nCloud::printStatistics( " << name << " )\n" << std::string(60, '-') << '\n';
-    std::cout << "Input points: " << numInputPoints << '\n';
+    out() << "\nCloud::printStatistics( " << name << " )\n" << std::string(60, '-') << '\n';
+    out() << "Input points: " << numInputPoints << '\n';
     if (spacingAbs > 0.0)
-        std::cout << "Spacing is user defined: " << spacingAbs << std::endl;
+        out() << "Spacing is user defined: " << spacingAbs << std::endl;
     else
-        std::cout << "\nSpacing factor:     " << spacingFactor << "\nDetected spacing:       " << detectedSpacing
-                  << std::endl;
+        out() << "\nSpacing factor:     " << spacingFactor << "\nDetected spacing:       " << detectedSpacing << std::endl;
 }
 
 }  // namespace TARN_KEL

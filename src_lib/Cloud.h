@@ -13,7 +13,7 @@
 
 namespace TARN_KEL {
 
-class Progress;
+class ProgressStep;
 class RemoveDecider_RCD;
 class Smooth;
 
@@ -130,7 +130,7 @@ private:
     void dropNonFinitePoints();
     void flattenNonFiniteTriangles();
     double getLargestExtent() const;
-    double detectByBlocks(double extent, Progress* pProgress) const;
+    double detectByBlocks(double extent, ProgressStep progress) const;
     void checkMargin(const Bounds& ofPoints, double numCells) const;
     void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
     void addBundle(CCD ccd, Point3* pVtx);

@@ -1,6 +1,5 @@
 #include "CloudMgr.h"
 
-#include <iostream>
 #include <memory>
 
 #include "Cloud.h"
@@ -35,8 +34,8 @@ double CloudMgr::setInputPoints(std::vector<Point3>& vPoints, double absoluteSpa
 void CloudMgr::readFiles(const std::vector<std::string>& vNames, double absoluteSpacing, double factor, bool bSoup,
                          bool bLapTreatment, int numGrowSteps) {
     if (vNames.size() > 1) {
-        std::cout << "\nSorry, the current implementation state allows only one input file." << std::endl;
-        std::cout << "Multiple input point clouds will be supported in later versions" << std::endl;
+        out() << "\nSorry, the current implementation state allows only one input file." << std::endl;
+        out() << "Multiple input point clouds will be supported in later versions" << std::endl;
         ASSEX(false);
     }
     vFilenames = vNames;

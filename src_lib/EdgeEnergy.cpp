@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <utility>
 
 #include "CEdge.h"
@@ -79,8 +78,8 @@ void EdgeEnergy::compute() {
 
 void EdgeEnergy::moveApart(const Quad& quad) {
     Point3 &p0 = *pCMesh->getVtx(quad.opp0), &px = *pCMesh->getVtx(quad.opp1);
-    std::cout << "EDGE ENERGY, p0==px\npT0=" << quad.ct0 << "\npT1=" << quad.ct1 << "\np0=" << p0 << " = px=" << px
-              << "\noppCorner0=" << quad.opp0 << "\noppCorner1=" << quad.opp1 << std::endl;
+    out() << "EDGE ENERGY, p0==px\npT0=" << quad.ct0 << "\npT1=" << quad.ct1 << "\np0=" << p0 << " = px=" << px
+          << "\noppCorner0=" << quad.opp0 << "\noppCorner1=" << quad.opp1 << std::endl;
     pCMesh->laplacianForOne(quad.opp0);
     pCMesh->laplacianForOne(quad.opp1);
     if (p0 == px) {
@@ -89,7 +88,7 @@ void EdgeEnergy::moveApart(const Quad& quad) {
         p0 = p0 + (bOK ? normal : Vector3(1, 0, 0)) * (STEP_APART * pCMesh->getSideLen());
     }
     ASSEX(p0!=px);
-    std::cout << "corrected" << std::endl;
+    out() << "corrected" << std::endl;
 }
 
 double EdgeEnergy::getMinCosPhi(const Point3* p0, const Point3* p1, const Point3* p2) const {

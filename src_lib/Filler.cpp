@@ -14,7 +14,6 @@
 #include <algorithm>
 #include <cmath>
 #include <functional>
-#include <iostream>
 #include <iterator>
 #include <map>
 #include <set>
@@ -109,9 +108,8 @@ Filler::Filler(int growSteps, VRCD& vBorderRCD, VRCD& vAreaRCD, const VRCDPoint&
     oneInstanceMT(vGlobalAreaRCD);
     oneInstanceMT(vGlobalBorderRCD);
     if (vGlobalAreaRCD.size() + vGlobalBorderRCD.size() != vGlobalRCDPoint.size())
-        std::cout << "vGlobalAreaRCD.size()=" << vGlobalAreaRCD.size()
-                  << "\nvGlobalBorderRCD.size()=" << vGlobalBorderRCD.size()
-                  << "\nvGlobalRCDPoint.size()=" << vGlobalRCDPoint.size() << std::endl;
+        out() << "vGlobalAreaRCD.size()=" << vGlobalAreaRCD.size() << "\nvGlobalBorderRCD.size()=" << vGlobalBorderRCD.size()
+              << "\nvGlobalRCDPoint.size()=" << vGlobalRCDPoint.size() << std::endl;
     ASSEX(vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size());
     componentPool.init(100, -1);
     affiPool.init(100, -1);

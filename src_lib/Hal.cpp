@@ -38,12 +38,12 @@ Hal::Hal(CloudMgr* pCloudMgr_) : pCloudMgr(pCloudMgr_) {}
 Hal::~Hal() = default;
 
 MeshPtr Hal::reconstruct() {
-    Progress* pStep = openStep("HL_st", 9);
+    ProgressStep step("HL_st", 9);
     if (!takeBundles(NOTHING_TO_DO)) return nullptr;
-    pStep->incProgressByOne();
+    step.advance();
     mapCCD();
-    pStep->incProgressByOne();
-    pStep->setDone(true);
+    step.advance();
+    step.finish();
     extractAndRepair(&Top::finalizeReconstructedMesh);
     return convertToFineMesh();
 }
@@ -56,14 +56,14 @@ MeshPtr Hal::oneMelt() {
 }
 
 void Hal::toCloud(std::vector<Point3*>& vOut) {
-    Progress* pStep = openStep("hal-part", 2);
+    ProgressStep step("hal-part", 2);
     takeBundles("toCloud: Nothing to do");
-    pStep->incProgressByOne();
+    step.advance();
     vOut.reserve(vOut.size() + vBundles.size());
     for (const Bundle* pBundle : vBundles)
         vOut.push_back(pBundle->pVtx);
-    pStep->incProgressByOne();
-    pStep->setDone(true);
+    step.advance();
+    step.finish();
 }
 
 CMesh* Hal::reconstructInHole() {

@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 
 #include "tools.h"
 
@@ -40,20 +39,20 @@ double Histogram::median() const {
 
 void Histogram::show() const {
     if (vVal.empty()) {
-        std::cout << "Empty histogram [ " << name << " ]" << std::endl;
+        out() << "Empty histogram [ " << name << " ]" << std::endl;
         return;
     }
-    std::cout << name << " (avg=" << getAvg() << " , min=" << minVal << ", max=" << maxVal << "):\n";
+    out() << name << " (avg=" << getAvg() << " , min=" << minVal << ", max=" << maxVal << "):\n";
     const double medianVal = median();
     const double medianBound = mBoundCount.lower_bound(medianVal)->first;
     std::string lower = "  min";  // the lowest bucket has no lower end
     for (const auto& [bound, count] : mBoundCount) {
-        std::cout << lower << " - " << (bound == OPEN_END ? "  max: " : toString(bound) + ": ") << count;
-        if (bound == medianBound) std::cout << redString("   ( median is " + toString(medianVal) + " )", 0);
-        std::cout << "\n";
+        out() << lower << " - " << (bound == OPEN_END ? "  max: " : toString(bound) + ": ") << count;
+        if (bound == medianBound) out() << redString("   ( median is " + toString(medianVal) + " )", 0);
+        out() << "\n";
         lower = toString(bound);
     }
-    std::cout << std::flush;
+    out() << std::flush;
 }
 
 }  // namespace TARN_KEL

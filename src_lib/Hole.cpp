@@ -13,7 +13,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <unordered_map>
@@ -71,7 +70,7 @@ Hole::Hole(CMesh* pMesh, Chain* pBorder)
       casx(TM_THIN, false) {}
 
 void Hole::print() const {
-    std::cout << "\nHole label: " << label << "  numCE: " << vCE.size() << std::endl;
+    out() << "\nHole label: " << label << "  numCE: " << vCE.size() << std::endl;
 }
 
 // ---- Box ----------------------------------------------------------------------------------------------------------------
@@ -99,9 +98,9 @@ void Hole::setRanges() {
     xHigh = ranges[0].high, yHigh = ranges[1].high, zHigh = ranges[2].high;
     xLowExt = extended[0].low, yLowExt = extended[1].low, zLowExt = extended[2].low;
     xHighExt = extended[0].high, yHighExt = extended[1].high, zHighExt = extended[2].high;
-    std::cout << "UNSHIFTED HOLE RANGE: \ndata x: " << ranges[0] << "\ndata y: " << ranges[1] << "\ndata z: " << ranges[2]
-              << "\nUNSHIFTED EXTENDED RANGE: \nlo/hi x: " << extended[0] << "\nlo/hi y: " << extended[1]
-              << "\nlo/hi z: " << extended[2] << std::endl;
+    out() << "UNSHIFTED HOLE RANGE: \ndata x: " << ranges[0] << "\ndata y: " << ranges[1] << "\ndata z: " << ranges[2]
+          << "\nUNSHIFTED EXTENDED RANGE: \nlo/hi x: " << extended[0] << "\nlo/hi y: " << extended[1]
+          << "\nlo/hi z: " << extended[2] << std::endl;
     sizeMatrix();
 }
 
@@ -125,8 +124,8 @@ void Hole::sizeMatrix() {
     rgz = static_cast<int>(numZ);
     rgxy = rgx * rgy;
     arrSiz = static_cast<int>(numEntries);
-    std::cout << "MATRIX RANGE: \nrgx: " << rgx << "\nrgy: " << rgy << "\nrgz: " << rgz << "\narrSiz=" << arrSiz
-              << "\nsetRanges() done" << std::endl;
+    out() << "MATRIX RANGE: \nrgx: " << rgx << "\nrgy: " << rgy << "\nrgz: " << rgz << "\narrSiz=" << arrSiz
+          << "\nsetRanges() done" << std::endl;
 }
 
 Hole::BoxPoint Hole::toBox(VCD vcd) const {
@@ -156,9 +155,8 @@ bool Hole::inRange(const CTriangle* pCT) const {
 bool Hole::isValidRCD(RCD rcd) const {
     const unsigned long long x = getX_RCD(rcd), y = getY_RCD(rcd), z = getZ_RCD(rcd);
     if (x >= xLowExt && x <= xHighExt && y >= yLowExt && y <= yHighExt && z >= zLowExt && z <= zHighExt) return true;
-    std::cout << "\n WRONG RCD: " << rcd << " rcdx=" << x << " rcdy=" << y << " rcdz=" << z << " bounds: " << xLowExt
-              << " - " << xHighExt << ", " << yLowExt << " - " << yHighExt << ", " << zLowExt << " - " << zHighExt
-              << std::endl;
+    out() << "\n WRONG RCD: " << rcd << " rcdx=" << x << " rcdy=" << y << " rcdz=" << z << " bounds: " << xLowExt << " - "
+          << xHighExt << ", " << yLowExt << " - " << yHighExt << ", " << zLowExt << " - " << zHighExt << std::endl;
     return false;
 }
 
@@ -188,7 +186,7 @@ int Hole::getAddress(RCD rcd) const {
 int Hole::getAddressFromVCD(VCD vcd) const {
     const BoxPoint p = toBox(vcd);
     if (isInBox(p)) return getAddress(p[0], p[1], p[2]);
-    std::cout << "getAddressFromVCD, bad range, x=" << p[0] << ", y=" << p[1] << ", z=" << p[2] << std::endl;
+    out() << "getAddressFromVCD, bad range, x=" << p[0] << ", y=" << p[1] << ", z=" << p[2] << std::endl;
     return -1;
 }
 
@@ -352,7 +350,7 @@ std::vector<std::pair<int, int>> Hole::outerEdges() const {
     }
     sortMT(vEdgeAddressPairs.begin(), vEdgeAddressPairs.end());
     filterN(vEdgeAddressPairs, 1, vUniqueEdges);
-    std::cout << "vEdgeAddressPairs: " << vEdgeAddressPairs.size() << "\nvUniqueEdges: " << vUniqueEdges.size() << std::endl;
+    out() << "vEdgeAddressPairs: " << vEdgeAddressPairs.size() << "\nvUniqueEdges: " << vUniqueEdges.size() << std::endl;
     return vUniqueEdges;
 }
 
@@ -376,12 +374,12 @@ void Hole::completeInitCbs() {
 }
 
 void Hole::checkIntegrity(const std::string& text) const {
-    std::cout << "CheckIntegrity(" << text << ") starts" << std::endl;
+    out() << "CheckIntegrity(" << text << ") starts" << std::endl;
     for (const int addr : vAddr) {
         ASSEX(tools_isVal(pArray[addr].val));
         ASSEX(tools_isVal(pArray[addr].weight));
     }
-    std::cout << "CheckIntegrity(" << text << ") survived" << std::endl;
+    out() << "CheckIntegrity(" << text << ") survived" << std::endl;
 }
 
 }  // namespace TARN_KEL

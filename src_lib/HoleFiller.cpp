@@ -17,7 +17,6 @@
 
 #include <algorithm>
 #include <array>
-#include <iostream>
 #include <memory>
 #include <set>
 #include <utility>
@@ -147,7 +146,7 @@ void HoleFiller::solveMultiVCD(VCD vcd, EdgesByEnd& mmVCD2CE) {
     const auto [vGroup0, vGroup1] = fansAt(pCMesh, vcd);
     if (vGroup0.empty() || vGroup1.empty()) {
         warning(KEL_PLACE, "empty groups");
-        std::cout << "vGroup0=" << vGroup0.size() << ", vGroup1=" << vGroup1.size() << std::endl;
+        out() << "vGroup0=" << vGroup0.size() << ", vGroup1=" << vGroup1.size() << std::endl;
     }
     const std::size_t num = mmVCD2CE.count(vcd);
     if (num != 4) return warning(KEL_PLACE, "Distance is " + toString(num));

@@ -16,7 +16,6 @@
 #include "Inspector.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 #include <unordered_set>
 #include <utility>
@@ -53,7 +52,7 @@ std::vector<CTriangle*> membersWithout(CPatch& patch, std::vector<CTriangle*>& v
 /// Leaves the patch with vKept; vRest are the members without these.
 void cutDownTo(const std::vector<CTriangle*>& vKept, CPatch& patch, const std::vector<CTriangle*>& vRest) {
     if (vRest.empty()) return;
-    std::cout << "split: REMOVING " << vRest.size() << " triangles from pTestPatch" << std::endl;
+    out() << "split: REMOVING " << vRest.size() << " triangles from pTestPatch" << std::endl;
     for (CTriangle* pCT : vRest)
         pCT->setPatch(nullptr);
     patch.vMemberCT = vKept;
@@ -196,7 +195,7 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
             const CEdge* pCE = pCT->getCE(i);
             const std::size_t borderCount = sBorder.count(pCE->v0) + sBorder.count(pCE->v1);
             if (borderCount == 2) {
-                std::cout << "BorderCount=2, continue" << std::endl;
+                out() << "BorderCount=2, continue" << std::endl;
                 continue;
             }
             CTriangle* pNeigT = neighbourOver(pCE, pCT);

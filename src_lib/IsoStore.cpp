@@ -12,7 +12,6 @@
 #include <cmath>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <queue>
 #include <utility>
 
@@ -256,7 +255,7 @@ void IsoStore::getCCD(std::vector<CCD>& vOut) const {
 
 bool IsoStore::tryKill(Bundle* pBundle, CCD ccd, int axis, int side) {
     const bool bAxis = axis == 1 || axis == 2 || axis == 4;
-    if (!bAxis) std::cout << "Wrong axis: " << axis << std::endl;
+    if (!bAxis) out() << "Wrong axis: " << axis << std::endl;
     ASSEX(axis==1 || axis==2 || axis==4);
     if (!isSet(ccd)) return false;
     const Iso* pIso = getIso(ccd);
@@ -310,7 +309,7 @@ bool IsoStore::tryKillWeakBundle(Bundle* pWeak, const Bundle* pOther) {
 // ---- Thinning -----------------------------------------------------------------------------------------------------------
 
 void IsoStore::announce(const char* opening) const {
-    std::cout << opening << ", numIso=" << mUpperQuad2Iso.size() << " and size is " << size << std::endl;
+    out() << opening << ", numIso=" << mUpperQuad2Iso.size() << " and size is " << size << std::endl;
 }
 
 void IsoStore::simplify() {
@@ -326,7 +325,7 @@ void IsoStore::simplify() {
 
 void IsoStore::simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbDir) {
     announce("\n\n\n\n\n* Hi, this is simplifyInflates");
-    std::cout << "vInflCCD2forbDir for loop is " << vInflCCD2forbDir.size() << std::endl;
+    out() << "vInflCCD2forbDir for loop is " << vInflCCD2forbDir.size() << std::endl;
     std::vector<Candidate> vCandidate;
     for (auto& [ccd, forbiddenAxes] : vInflCCD2forbDir)
         vCandidate.push_back({nullptr, ccd, &forbiddenAxes});
@@ -334,7 +333,7 @@ void IsoStore::simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbD
     int numSucc = 0;
     do {
         numSucc = thinning.runRound(1);
-        std::cout << "simplifyInflates, numSucc=" << numSucc << std::endl;
+        out() << "simplifyInflates, numSucc=" << numSucc << std::endl;
     } while (numSucc > 0);
 }
 
@@ -354,7 +353,7 @@ void IsoStore::slide() {
     std::size_t numSucc2 = 0;
     forEachCrowdedCube(vCorner, [&](std::vector<Bundle*>& vAlive) { numSucc2 += killWeakest(vAlive) ? 1 : 0; });
     forEachCrowdedCube(vCorner, [&](std::vector<Bundle*>& vAlive) { numSucc2 += killWeakOnes(vAlive); });
-    std::cout << "tryKillWeakBundle, numSucc2=" << numSucc2 << std::endl;
+    out() << "tryKillWeakBundle, numSucc2=" << numSucc2 << std::endl;
 }
 
 /// Tries the bundle of the lowest score, of equal ones the first, against all others.

@@ -11,7 +11,6 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <iostream>
 #include <utility>
 
 #include "Progress.h"
@@ -80,10 +79,10 @@ Vector3 Tri::getNNV(Point3* pA, Point3* pB) {
         bool bOK = false;
         normal = getNormalVector(*pVtx0, *pVtx1, *pVtx2, bOK);
         if (!bOK)
-            std::cout << "uh, degenerate Tri\n"
-                      << *pVtx0 << '\n'
-                      << *pVtx1 << '\n'
-                      << *pVtx2 << "\nvec01=" << *pVtx1 - *pVtx0 << "\nvec12=" << *pVtx2 - *pVtx1 << std::endl;
+            out() << "uh, degenerate Tri\n"
+                  << *pVtx0 << '\n'
+                  << *pVtx1 << '\n'
+                  << *pVtx2 << "\nvec01=" << *pVtx1 - *pVtx0 << "\nvec12=" << *pVtx2 - *pVtx1 << std::endl;
         ASSEX(bOK);
     }
     if (pA == pVtx0) {
@@ -210,33 +209,33 @@ void Pixel::pixelTriangles(std::vector<Point3>& vOut, std::vector<std::pair<CCD,
     pixelAllInsides(vTriPixels);
 
     vOut.reserve(vOut.size() + vEdgePixels.size() + vTriPixels.size());
-    Progress* pProgress = openStep("mandiffe", vEdgePixels.size());
+    ProgressStep progress("mandiffe", vEdgePixels.size());
     VRCD vTaken;
     vTaken.reserve(vEdgePixels.size());
     for (const auto& [rcd, point] : vEdgePixels) {
         vTaken.push_back(rcd);
         vOut.push_back(point);
-        pProgress->incProgressByOne();
+        progress.advance();
     }
-    pProgress->setDone(true);
+    progress.finish();
     VRCDPoint().swap(vEdgePixels);
 
-    pProgress = openStep("mandiffa", vTriPixels.size());
+    progress = ProgressStep("mandiffa", vTriPixels.size());
     radixSort(vTaken);
     auto itTaken = vTaken.begin();
     for (const auto& [rcd, point] : vTriPixels) {
         while (itTaken != vTaken.end() && *itTaken < rcd)
             ++itTaken;
         if (itTaken == vTaken.end() || *itTaken != rcd) vOut.push_back(point);
-        pProgress->incProgressByOne();
+        progress.advance();
     }
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 // Tasks of the pool rasterise blocks of triangles. A block drops what it has several times before all blocks, in order, are
 // put together and sorted: most pixels go then, and the first of a cell stays the first.
 void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
-    Progress* pProgress = openStep("ar4", vTri.size());
+    ProgressStep progress("ar4", vTri.size());
     std::vector<InsideBlock> vBlocks;
     for (std::size_t begin = 0; begin < vTri.size(); begin = vBlocks.back().end) {
         cutBlocks(begin, vBlocks);
@@ -248,15 +247,15 @@ void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
         for (const InsideBlock& block : vBlocks) {
             vTriPixels.insert(vTriPixels.end(), block.vPixels.begin(), block.vPixels.end());
             for (std::size_t i = block.begin; i < block.end; ++i)
-                pProgress->incProgressByOne();
+                progress.advance();
         }
     }
-    pProgress->setDone(true);
+    progress.finish();
 
-    pProgress = openStep("oifc", 1);
+    progress = ProgressStep("oifc", 1);
     keepFirstOfCells(vTriPixels, numProcessors());
-    pProgress->incProgressByOne();
-    pProgress->setDone(true);
+    progress.advance();
+    progress.finish();
 }
 
 /// The blocks of the next round, from that triangle on: enough for all processors, and of a bounded number of pixels each
@@ -285,13 +284,13 @@ void Pixel::pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<s
     std::vector<FlatEdge> vFlatEdges;
     sortOutEdges(featureAngle, vFeatureEdges, vFlatEdges);
 
-    Progress* pProgress = openStep("reo", 1);
+    ProgressStep progress("reo", 1);
     sortMT(vFeatureEdges.begin(), vFeatureEdges.end());
     reorderFeatureEdges(vFeatureEdges);
     // The back of the list comes first. Borders alone make one kind of chains; each is walked from its first edge.
     if (featureAngle >= ABOVE_ANY_FOLD) std::reverse(vFeatureEdges.begin(), vFeatureEdges.end());
-    pProgress->incProgressByOne();
-    pProgress->setDone(true);
+    progress.advance();
+    progress.finish();
 
     PixelSet pixelSet(vPixels);
     claimFeatureEnds(vFeatureEdges, pixelSet);
@@ -309,7 +308,7 @@ void Pixel::reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges) {
 /// and the others, with the plane of the first one.
 void Pixel::sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges,
                          std::vector<FlatEdge>& vFlatEdges) const {
-    Progress* pProgress = openStep("dih2e", vEdge2Tri.size());
+    ProgressStep progress("dih2e", vEdge2Tri.size());
     for (std::size_t i = 0; i < vEdge2Tri.size();) {
         const auto [p, q] = vEdge2Tri[i].first;
         const std::size_t begin = i, end = endOfGroup(begin);
@@ -318,7 +317,7 @@ void Pixel::sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEd
         for (; i < end; ++i) {
             // Triangles on opposite sides of the edge see it run the other way.
             if (i > begin) angle = std::max(angle, getAngleDegree(firstNNV, -vEdge2Tri[i].second->getNNV(p, q)));
-            pProgress->incProgressByOne();
+            progress.advance();
         }
         const bool bBorder = end - begin == 1;
         if (bBorder) angle = BORDER_ANGLE;
@@ -327,23 +326,23 @@ void Pixel::sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEd
         else
             vFlatEdges.push_back({p, q, Plane(*p, firstNNV)});
     }
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 void Pixel::claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const {
-    Progress* pProgress = openStep("rFins", vFeatureEdges.size());
+    ProgressStep progress("rFins", vFeatureEdges.size());
     for (auto it = vFeatureEdges.rbegin(); it != vFeatureEdges.rend(); ++it) {
         for (const Point3* pEnd : {it->second.first, it->second.second})
             pixelSet.claim(pCalc->getRCD(pEnd), [pEnd] { return *pEnd; });
-        pProgress->incProgressByOne();
+        progress.advance();
     }
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 void Pixel::claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,
                               std::vector<std::pair<CCD, CCD>>& vFeatures,
                               std::vector<std::pair<CCD, CCD>>& vBorders) const {
-    Progress* pProgress = openStep("feate", vFeatureEdges.size());
+    ProgressStep progress("feate", vFeatureEdges.size());
     VRCDPoint vEdgeRaster;
     for (auto it = vFeatureEdges.rbegin(); it != vFeatureEdges.rend(); ++it) {
         const auto& [angle, ends] = *it;
@@ -358,22 +357,22 @@ void Pixel::claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, Pixel
             vFeatures.emplace_back(std::minmax(ccd0, ccd1));
             if (angle == BORDER_ANGLE) vBorders.push_back(vFeatures.back());
         }
-        pProgress->incProgressByOne();
+        progress.advance();
     }
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const {
-    Progress* pProgress = openStep("nfeate", vFlatEdges.size());
+    ProgressStep progress("nfeate", vFlatEdges.size());
     VRCDPoint vEdgeRaster;
     for (const auto& [p, q, plane] : vFlatEdges) {
         vEdgeRaster.clear();
         rasterizeEdge(*p, *q, vEdgeRaster);
         for (const auto& [rcd, own] : vEdgeRaster)
             pixelSet.claim(rcd, [&, &cell = rcd, &point = own, &flat = plane] { return placeOnPlane(cell, flat, point); });
-        pProgress->incProgressByOne();
+        progress.advance();
     }
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 /// Where a plane that passes a cell is nearest to its midpoint, or else in the middle of what it cuts out of the cell; own

@@ -29,7 +29,7 @@ Plane::Plane(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK) {
     normal = c / sine;
     const double cLen = normal.length();
     // Fails for NaN, and for a sine whose square is too small for a full double. The report has a shorter text.
-    if (!(cLen > 0.99 && cLen < 1.01)) assertionFailed("cLen<1.0", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    ASSEX_AS("cLen<1.0", cLen > 0.99 && cLen < 1.01);
     d = dotNormal(p0);
 }
 

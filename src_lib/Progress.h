@@ -4,9 +4,11 @@
 // and under it the named steps that a run of this kind may take, each with a weight, its guessed share of the time. A stage
 // looks up its step by name, says how many steps it will do, and counts them:
 //
-//     Progress* pProgress = openStep("VO_ftx", vPairs.size());
-//     for (...) pProgress->incProgressByOne();
-//     pProgress->setDone(true);
+//     ProgressStep step("VO_ftx", vPairs.size());
+//     for (...) step.advance();
+//     step.finish();
+//
+// Where no run is open that does nothing, so a stage works by itself as well.
 //
 // A count reaches the root, and through it the listener, only once in an interval of steps. The interval is chosen from the
 // step's share of the total weight so that the whole run gives about 200 reports, however the weights are spread.
@@ -315,18 +317,18 @@ private:
 // ---- The steps of the runs ----------------------------------------------------------------------------------------------
 
 /// A step that a kind of run may take, and its share among the steps of that run.
-struct ProgressStep {
+struct StepShare {
     const char* name;
     double weight;
 };
 
-inline constexpr ProgressStep STEPS_RECONSTRUCT[] = {
+inline constexpr StepShare STEPS_RECONSTRUCT[] = {
     {"CL_eres", 3}, {"SM_run", 3},   {"CL_creb", 3},  {"HL_st", 3},         {"VO_ftx", 3},
     {"VO_amb", 3},  {"TP_unif", 10}, {"TP_pps", 100}, {"TP_cbcpl", 100},    {"TP_itr", 50},
     {"TP_fin", 30}, {"RM_cpo", 10},  {"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10},
 };
-inline constexpr ProgressStep STEPS_ESTIMATION[] = {{"CL_eres", 3}, {"SM_run", 3}, {"CL_creb", 3}};
-inline constexpr ProgressStep STEPS_MELT[] = {
+inline constexpr StepShare STEPS_ESTIMATION[] = {{"CL_eres", 3}, {"SM_run", 3}, {"CL_creb", 3}};
+inline constexpr StepShare STEPS_MELT[] = {
     {"dih2e", 0.061},       {"reo", 0.013},          {"rFins", 0.002},    {"feate", 0.019},    {"nfeate", 0.084},
     {"ar4", 0.092},         {"oifc", 0.025},         {"mandiffe", 0.042}, {"mandiffa", 0.943}, {"VO_ftx", 3},
     {"VO_amb", 3},          {"TP_cbcpl", 6},         {"TP_pps", 5},       {"RM_cpo", 1.09},    {"RM_kdeg", 4},
@@ -334,31 +336,30 @@ inline constexpr ProgressStep STEPS_MELT[] = {
     {"TP_unif", 0.6},       {"TP_itr", 1},           {"TP_fin", 1.7},     {"efLoop", 5},       {"RM_redborder", 0.263},
     {"RM_redprioq", 0.824}, {"RM_redprocprioq", 15}, {"RM_gEfCandMT", 2},
 };
-inline constexpr ProgressStep STEPS_TO_CLOUD[] = {
+inline constexpr StepShare STEPS_TO_CLOUD[] = {
     {"CL_eres", 3},   {"dih2e", 3}, {"reo", 3},   {"rFins", 3},     {"feate", 10},     {"nfeate", 50},
     {"hal-part", 10}, {"ar4", 100}, {"oifc", 10}, {"mandiffe", 10}, {"mandiffa", 100},
 };
-inline constexpr ProgressStep STEPS_REDUCE[] = {
+inline constexpr StepShare STEPS_REDUCE[] = {
     {"RM_kdeg", 3}, {"RM_redborder", 1}, {"RM_redprioq", 3}, {"RM_redprocprioq", 93}};
-inline constexpr ProgressStep STEPS_EDGE_FLIPS[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10}};
+inline constexpr StepShare STEPS_EDGE_FLIPS[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10}};
 /// Without the sweeps of the annealing schedule, one step for each of its temperatures.
-inline constexpr ProgressStep STEPS_EDGE_FLIPS_SIM_A[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 3}};
+inline constexpr StepShare STEPS_EDGE_FLIPS_SIM_A[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 3}};
 /// Without the iterations, one step each.
-inline constexpr ProgressStep STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {"RM_kdeg", 10}};
+inline constexpr StepShare STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {"RM_kdeg", 10}};
 
-inline constexpr ProgressStep STEPS_MANIFOLD[] = {{"MF_make", 1}};
-inline constexpr ProgressStep STEPS_FILL_HOLES[] = {{"RT_fill", 1}};
-inline constexpr ProgressStep STEPS_READ_MESH[] = {{"RM_cpo", 10}, {"RM_kdeg", 10}};
+inline constexpr StepShare STEPS_MANIFOLD[] = {{"MF_make", 1}};
+inline constexpr StepShare STEPS_FILL_HOLES[] = {{"RT_fill", 1}};
 
 /// Opens a run on the calling thread: drops the tree of an earlier run, names the root, and creates the steps, the further
 /// ones with weight 10.0. Returns the root. When that fails no run is open.
-inline Progress* plantProgress(const std::string& runName, std::span<const ProgressStep> steps,
+inline Progress* plantProgress(const std::string& runName, std::span<const StepShare> steps,
                                std::span<const std::string> furtherSteps = {}) {
     Progress* pRoot = ThreadSingleton<Progress>::getInstance();
     pRoot->reset();
     try {
         pRoot->setName(runName);
-        for (const ProgressStep& step : steps)
+        for (const StepShare& step : steps)
             pRoot->createChild(step.name, step.weight);
         for (const std::string& step : furtherSteps)
             pRoot->createChild(step, 10.0);
@@ -397,15 +398,38 @@ private:
     bool bOpen;
 };
 
-/// The step of that name in this thread's run, with so many steps to do (getChildProgressSetTodo of the root).
-inline Progress* openStep(const std::string& name, std::size_t todo) {
-    return ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, todo);
-}
-
 /// True when a run is open on the calling thread.
 inline bool hasOpenProgress() {
     return ThreadSingleton<Progress>::getInstance()->getName() != "empty";
 }
+
+/// A step of the calling thread's run, as the stage that does it sees it. All of it does nothing where no run is open.
+///
+/// A handle, copied at will; good until the run ends. There is no end by itself: the listener that hears of an end may
+/// throw, which a destructor couldn't pass on, and a step that an exception ends isn't done.
+class ProgressStep {
+public:
+    /// A step of no run.
+    ProgressStep() = default;
+    /// The step of that name, with todo units of work ahead. One that has counted before gets so many more.
+    ProgressStep(const std::string& name, std::size_t todo)
+        : pNode(hasOpenProgress() ? ThreadSingleton<Progress>::getInstance()->getChildProgressSetTodo(name, todo)
+                                  : nullptr) {}
+
+    /// That many units are done. No lock and no allocation unless a report is due.
+    void advance(std::size_t numUnits = 1) const {
+        if (pNode != nullptr) pNode->incProgressBy(numUnits);
+    }
+    /// All of it is done.
+    void finish() const {
+        if (pNode != nullptr) pNode->setDone(true);
+    }
+    /// True when nothing is left to count.
+    bool isComplete() const { return pNode == nullptr || pNode->getFrac() >= 1.0; }
+
+private:
+    Progress* pNode = nullptr;  // in the tree of the thread, which owns it
+};
 
 inline void progressForReco() {
     plantProgress("Reconstruct", STEPS_RECONSTRUCT);
@@ -420,10 +444,10 @@ inline void progressForToCloud() {
     plantProgress("ToCloud", STEPS_TO_CLOUD);
 }
 
-// Post-processing and reading may run inside a larger run: then these leave its tree alone and return false. True: they
+// Post-processing may run inside a larger run: then these leave its tree alone and return false. True: they
 // opened a run of their own, which an OwnRun ends.
 
-inline bool plantUnlessOpen(const std::string& runName, std::span<const ProgressStep> steps,
+inline bool plantUnlessOpen(const std::string& runName, std::span<const StepShare> steps,
                             std::span<const std::string> furtherSteps = {}) {
     if (hasOpenProgress()) return false;
     plantProgress(runName, steps, furtherSteps);
@@ -442,14 +466,6 @@ inline bool progressForFillHoles() {
 inline bool progressForManifold() {
     return plantUnlessOpen("Manifold", STEPS_MANIFOLD);
 }
-/// A hole that is reconstructed by itself.
-inline bool progressForHole() {
-    return plantUnlessOpen("Hole", STEPS_RECONSTRUCT);
-}
-inline bool progressForReadMesh() {
-    return plantUnlessOpen("ReadMesh", STEPS_READ_MESH);
-}
-
 /// The name of the step that seeks the candidates of one sweep of the annealing schedule.
 inline std::string annealingStepName(double temperature) {
     return "RM_gEfCandMT_" + toString(temperature);

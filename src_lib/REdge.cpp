@@ -1,7 +1,6 @@
 #include "REdge.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 
 #include "RTriangle.h"
@@ -55,7 +54,7 @@ bool REdge::hasDups() const {
 
 void REdge::checkOut(const RTriangle* pRT) {
     if (vRT.removeByLast(pRT)) return;
-    std::cout << "REdge::checkOut, triangle live state: " << pRT->bAlive << std::endl;
+    out() << "REdge::checkOut, triangle live state: " << pRT->bAlive << std::endl;
     ASSEX(false);
 }
 

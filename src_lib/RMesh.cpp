@@ -18,7 +18,6 @@
 #include "RMesh.h"
 
 #include <algorithm>
-#include <iostream>
 #include <map>
 #include <new>
 
@@ -354,7 +353,7 @@ bool RMesh::isKeyed(const REdge* pRE) const {
 
 void RMesh::getDegN(int deg, std::vector<REdge*>& vDegN) const {
     if (deg < 0 && deg != -1 && deg != -99) {
-        std::cout << "deg=" << deg << std::endl;
+        out() << "deg=" << deg << std::endl;
         ASSEX(false);
     }
     std::vector<REdge*> vSelected;
@@ -463,26 +462,26 @@ void RMesh::printStatistics(const std::string& name) const {
     std::map<int, std::size_t> mDegreeNum;
     for (const REdge* pRE : vRE)
         if (const int degree = pRE->getDegree(); degree > 0) ++mDegreeNum[degree];
-    std::cout << "\nRMesh::printStatistics(" << name << ")\n NumTriangles: " << getNumT() << "\n";
+    out() << "\nRMesh::printStatistics(" << name << ")\n NumTriangles: " << getNumT() << "\n";
     for (const auto& [degree, num] : mDegreeNum)
-        std::cout << " Degree " << degree << ": " << num << "\n";
-    std::cout << std::flush;
+        out() << " Degree " << degree << ": " << num << "\n";
+    out() << std::flush;
 }
 
 bool RMesh::checkNoDups(const std::string& name) const {
     const bool bDups = std::any_of(vRE.begin(), vRE.end(), [](const REdge* pRE) { return pRE->hasDups(); });
-    std::cout << "RMesh::checkNoDups(" << name << "): " << (bDups ? "has duplicate triangles" : "survived") << std::endl;
+    out() << "RMesh::checkNoDups(" << name << "): " << (bDups ? "has duplicate triangles" : "survived") << std::endl;
     return !bDups;
 }
 
 bool RMesh::checkNoDegenerate(const std::string& name) const {
     const auto numDegenerate =
         std::count_if(vRT.begin(), vRT.end(), [](const RTriangle* pRT) { return pRT->bAlive && pRT->isDegenerate(); });
-    std::cout << "RMesh::checkNoDegenerate(" << name << "): ";
+    out() << "RMesh::checkNoDegenerate(" << name << "): ";
     if (numDegenerate > 0)
-        std::cout << "has " << numDegenerate << " degenerate triangles!" << std::endl;
+        out() << "has " << numDegenerate << " degenerate triangles!" << std::endl;
     else
-        std::cout << "survived" << std::endl;
+        out() << "survived" << std::endl;
     return numDegenerate == 0;
 }
 

@@ -17,7 +17,6 @@
 #include "Rotx.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 
 #include "CEdge.h"
@@ -172,7 +171,7 @@ bool Rotx::sortStar(CTriangle* pRefCT, CEdge* pCE) {
     const bool bTie = std::adjacent_find(vTurn.begin(), vTurn.end(), isTie) != vTurn.end() ||
                       (vTurn.size() > 1 && isTie(vTurn.front(), vTurn.back()));
     if (!bTie) return true;
-    std::cout << "ROTX-BUG: " << std::endl;
+    out() << "ROTX-BUG: " << std::endl;
     drawOnTheWay([&] { drawStar("rx_" + globalPrefix() + ".list", pCalc, *pCE); });
     return false;
 }

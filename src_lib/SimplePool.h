@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdlib>
 #include <functional>
-#include <iostream>
 #include <vector>
 
 #include "AddressRange.h"
+#include "messages.h"
 
 namespace TARN_TOOLS {
 
@@ -63,7 +63,7 @@ private:
     int computedSize() const;
     T* first() const { return reinterpret_cast<T*>(range.begin()); }
     [[noreturn]] static void fail(const char* text) {
-        std::cout << text << std::endl;
+        TARN_KEL::out() << text << std::endl;
         std::exit(1);
     }
 
@@ -81,7 +81,7 @@ private:
 template <typename T>
 SimplePool<T>::~SimplePool() {
     if (sizes.size() > MAX_SILENT_BLOCKS)
-        std::cout << "SimplePool::~SimplePool: Number of containers to release: " << sizes.size() << std::endl;
+        TARN_KEL::out() << "SimplePool::~SimplePool: Number of containers to release: " << sizes.size() << std::endl;
 }
 
 template <typename T>

@@ -154,10 +154,10 @@ Smooth::Smooth(std::vector<Point3>& vPoints, Calc* pTheCalc)
 }
 
 void Smooth::run(bool bLapTreatment) {
-    Progress* pProgress = openStep("SM_run", 9);
-    const auto step = [pProgress](auto&& work) {
+    ProgressStep progress("SM_run", 9);
+    const auto step = [progress](auto&& work) {
         work();
-        pProgress->incProgressByOne();
+        progress.advance();
     };
     step([this] { densifyLap(); });
     step([this] { createNodes(true); });
@@ -169,7 +169,7 @@ void Smooth::run(bool bLapTreatment) {
         step([this] { relinkNodes(); });
     }
     step([this] { setNNVs(); });
-    pProgress->setDone(true);
+    progress.finish();
 }
 
 SNode* Smooth::newNode(RCD rcd, Point3* pPoint, int numPoints) {

@@ -20,9 +20,9 @@ namespace {
 /// Runs the passes in this order, each counted in the step of that name.
 template <typename... Pass>
 void runCounted(const char* name, std::size_t numSteps, Pass&&... pass) {
-    Progress* pStep = openStep(name, numSteps);
-    ((pass(), pStep->incProgressByOne()), ...);
-    pStep->setDone(true);
+    ProgressStep step(name, numSteps);
+    ((pass(), step.advance()), ...);
+    step.finish();
 }
 
 }  // namespace
@@ -55,10 +55,10 @@ void Top::finalizeUnified(Voro* pVoro) {
         [&] { integrateBorders(vBorderCE); },      // no ear on an ME
         [&] { killTinyBorderPatches(40); });       // no tiny piece at a border
 
-    Progress* pStep = openStep("TP_pps", 5);
+    ProgressStep step("TP_pps", 5);
     while (patchPairSolving(false))  // no small pair, no thin bubble, whatever hangs on it
-        pStep->incProgressByOne();
-    pStep->setDone(true);
+        step.advance();
+    step.finish();
 
     runCounted(
         "TP_fin", 1,                             //

@@ -19,7 +19,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iostream>
 #include <map>
 #include <unordered_set>
 
@@ -44,7 +43,7 @@ constexpr double NOT_POSSIBLE = 360.0;   // an angle above all others
 constexpr int MIN_FOLDS = 2;             // at the tip of a spike
 
 void printDashes() {
-    std::cout << repstr("-", 60) << "\n";
+    out() << repstr("-", 60) << "\n";
 }
 
 void drawIfAsked(const CMesh& mesh, const std::string& filename, const std::vector<CEdge*>& vHighlightCE = {}) {
@@ -95,18 +94,18 @@ void TopMelt::solvePairs() {
 
 void TopMelt::solveFencedPairs() {
     printDashes();
-    std::cout << "Calling strategyMST()..." << std::endl;
+    out() << "Calling strategyMST()..." << std::endl;
     std::set<CEdge*> sFences;
     strategyMST(sFences);
     drawIfAsked(*pCMesh, "afterMST.list", {sFences.begin(), sFences.end()});
 
     const CutMesh cut = cutAt(&sFences);
-    std::cout << "Showing the patches.." << std::endl;
+    out() << "Showing the patches.." << std::endl;
     drawOnTheWay([&cut] { drawPatches(cut.vPatches); });
     printDashes();
-    std::cout << "sumPatches=" << cut.vPatches.size() << "\nvClosedPatches.size()=" << cut.vClosedPatches.size()
-              << "\nvOpenPatches.size()=" << cut.vOpenPatches.size() << "\nvPatchPairs.size()=" << cut.vPatchPairs.size()
-              << "\n";
+    out() << "sumPatches=" << cut.vPatches.size() << "\nvClosedPatches.size()=" << cut.vClosedPatches.size()
+          << "\nvOpenPatches.size()=" << cut.vOpenPatches.size() << "\nvPatchPairs.size()=" << cut.vPatchPairs.size()
+          << "\n";
     printDashes();
     pCMesh->printStatistics("beforeSolvePatches2");
     drawIfAsked(*pCMesh, "beforeSolvePatches2.list");
@@ -183,7 +182,7 @@ CTriangle* TopMelt::getFlippedMaxT_for_open_melt(std::vector<CTriangle*>& vT) {
         CTriangle* pCT = vStack.back();
         vStack.pop_back();
         if (hasBorderVertex(*pCT)) {
-            std::cout << "has border" << std::endl;
+            out() << "has border" << std::endl;
             return pCT;
         }
         for (int i = 0; i < 3; ++i) {

@@ -10,7 +10,6 @@
 #include "Visualizer3.h"
 
 #include <array>
-#include <iostream>
 #include <locale>
 #include <utility>
 
@@ -116,7 +115,7 @@ void writeVect(std::ostream& out, std::size_t numLines, std::size_t lineSize, co
 template <typename PointAt>
 void writeDots(std::ostream& out, std::size_t numPoints, unsigned size, const std::string& color, PointAt&& pointAt) {
     if (numPoints == 0) {
-        std::cout << "Visualizer3::writePoints: no points" << std::endl;
+        TARN_KEL::out() << "Visualizer3::writePoints: no points" << std::endl;
         return;
     }
     out << appearance(size);
@@ -165,7 +164,7 @@ void appendBox(const Point3& low, const Vector3& edges, std::vector<Point3>& vCo
 
 Visualizer3::Visualizer3(const std::string& filename, const Calc* pGrid, bool bAuthorized_)
     : pCalc(pGrid), bAuthorized(bAuthorized_) {
-    std::cout << (bAuthorized ? "Writing " : "Unauthorized write of ") << filename << std::endl;
+    TARN_KEL::out() << (bAuthorized ? "Writing " : "Unauthorized write of ") << filename << std::endl;
     ASSEX(bAuthorized);
     if (!openFile(filename)) return;
     imbue(std::locale::classic());  // another one may put marks into the counts

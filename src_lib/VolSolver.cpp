@@ -20,7 +20,6 @@
 
 #include <algorithm>
 #include <functional>
-#include <iostream>
 #include <unordered_map>
 #include <utility>
 
@@ -144,18 +143,18 @@ void VolSolver::presolveBubbles() {
 }
 
 void VolSolver::findBubbles() {
-    std::cout << fatBar("PreSolve Bubbles...");
+    out() << fatBar("PreSolve Bubbles...");
     init();
     const std::vector<CPatch*> vWeakPatches = sortByStrength();
     drawOnTheWay([this] { drawPatchGroups(pCalc, vPatches, sStrongPatches); });
-    std::cout << "NumPatches: " << vPatches.size() << "\nsStrongPatches: " << sStrongPatches.size()
-              << "\nvWeakPatches: " << vWeakPatches.size() << std::endl;
+    out() << "NumPatches: " << vPatches.size() << "\nsStrongPatches: " << sStrongPatches.size()
+          << "\nvWeakPatches: " << vWeakPatches.size() << std::endl;
     if (sStrongPatches.empty()) {
-        std::cout << "VolSolver::solveBubbles(), sStrongPatches.size()=0, returning" << std::endl;
+        out() << "VolSolver::solveBubbles(), sStrongPatches.size()=0, returning" << std::endl;
         return;
     }
     const std::set<CEdge*> sCurrentBorders = findCurrentBorders();
-    std::cout << "sCurrentBorders.size()=" << sCurrentBorders.size() << std::endl;
+    out() << "sCurrentBorders.size()=" << sCurrentBorders.size() << std::endl;
     joinWeakPatches(vWeakPatches, sCurrentBorders);
 }
 
@@ -225,8 +224,8 @@ void VolSolver::integrateDanglingAndKill() {
             else
                 warning(KEL_PLACE, "Uh, degree is " + toString(degree));
         }
-    std::cout << "vBorderCE=" << vBorderCE.size() << "\nvDeg3CE=" << vDeg3CE.size() << "\nvDeg4CE=" << vDeg4CE.size()
-              << std::endl;
+    out() << "vBorderCE=" << vBorderCE.size() << "\nvDeg3CE=" << vDeg3CE.size() << "\nvDeg4CE=" << vDeg4CE.size()
+          << std::endl;
     vDanglingVCD.clear();
     for (const CEdge* pCE : vBorderCE)
         vDanglingVCD.insert(vDanglingVCD.end(), {pCE->getV0(), pCE->getV1()});

@@ -191,16 +191,16 @@ void Voro::fatExtractTriangles() {
     else
         pCMesh->reset();
 
-    Progress* const pCubes = openStep("VO_ftx", vStaticVCD2CCD.size());
+    ProgressStep cubes("VO_ftx", vStaticVCD2CCD.size());
     std::vector<CCD> vAmbiguousT;
     // A step that an earlier extraction filled stays full: each cube would tell the listener the same once more.
-    Progress* const pCounted = pCubes->getFrac() < 1.0 ? pCubes : nullptr;
-    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, pCounted, vAmbiguousT);
-    pCubes->setDone(true);
+    const ProgressStep counted = cubes.isComplete() ? ProgressStep() : cubes;
+    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, counted, vAmbiguousT);
+    cubes.finish();
 
-    Progress* const pAmbiguous = openStep("VO_amb", 2);
+    ProgressStep ambiguous("VO_amb", 2);
     solveAmbiguousT(vAmbiguousT);
-    pAmbiguous->setDone(true);
+    ambiguous.finish();
 }
 
 void Voro::solveAmbiguousT(std::vector<CCD>& vAmbiguousT) {

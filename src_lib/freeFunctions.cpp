@@ -16,12 +16,12 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 
 #include "Forest.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -128,15 +128,15 @@ std::size_t appendBySize(std::vector<VRCD>& vTempCCs, std::size_t minSize, std::
         if (vTempCCs[i].size() >= minSize) vSizeAndIdx.emplace_back(vTempCCs[i].size(), i);
     std::stable_sort(vSizeAndIdx.begin(), vSizeAndIdx.end(), [](const auto& a, const auto& b) { return a.first > b.first; });
 
-    std::cout << "\nResult of grow6_RCD: ";
+    out() << "\nResult of grow6_RCD: ";
     for (const auto& [siz, idx] : vSizeAndIdx) {
         VRCD& vTempCC = vTempCCs[idx];
         ASSEX(vTempCC.size()==siz);
         const VRCD& vCC = vCCs.emplace_back(std::move(vTempCC));
         ASSEX(vCC.size()==siz);
-        std::cout << siz << " ";
+        out() << siz << " ";
     }
-    std::cout << std::endl;
+    out() << std::endl;
     return vSizeAndIdx.size();
 }
 

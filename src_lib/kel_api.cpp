@@ -1,7 +1,6 @@
 // The run frames: each entry function opens the thread's progress tree, builds a CloudMgr and a Hal on its own stack, runs
 // them and tears them down in reverse order. What it hands to CloudMgr::setInputPoints is the whole difference between them.
 #include <iomanip>
-#include <iostream>
 #include <sstream>
 
 #include "CloudMgr.h"
@@ -9,6 +8,7 @@
 #include "Progress.h"
 #include "ThreadSingleton.h"
 #include "kel.h"
+#include "messages.h"
 
 namespace TARN_KEL {
 
@@ -94,9 +94,9 @@ void getVersion(int& major, int& minor) {
 }
 
 void printVersion() {
-    std::ostringstream out;
-    out << "KEL, version " << VERSION_MAJOR << "." << std::setw(2) << std::setfill('0') << VERSION_MINOR << "\n";
-    std::cout << out.str() << std::flush;
+    std::ostringstream text;
+    text << "KEL, version " << VERSION_MAJOR << "." << std::setw(2) << std::setfill('0') << VERSION_MINOR << "\n";
+    printText(MK_TEXT, text.str());
 }
 
 bool isRelease() {

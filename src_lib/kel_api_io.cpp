@@ -9,7 +9,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <new>
@@ -21,7 +20,6 @@
 #include "AtomicFile.h"
 #include "BlockReader.h"
 #include "InputFile.h"
-#include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
 #include "Visualizer3.h"
@@ -63,7 +61,7 @@ std::string nameOf(const char* filename) {
 }
 
 bool fail(const std::string& text) {
-    std::cout << text << std::endl;
+    out() << text << std::endl;
     return false;
 }
 
@@ -241,7 +239,7 @@ bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool 
         return writeDrawing(filename, nullptr, true,
                             [&](Visualizer3& visualizer) { visualizer.writePoints(vPoints, LIST_POINT_SIZE, CRED); });
     default:
-        std::cout << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
+        out() << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
         return writePointsPly("kel_output_bin.ply", vPoints, bAscii);
     }
 }
@@ -336,12 +334,10 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {
     std::vector<Triple> vTriple;
     const bool bNumbered = !bJoin && getFileType(filename) == FT_PLY;
     if (!(bNumbered ? readNumbered : readJoined)(filename, *pRMesh, vTriple)) return nullptr;
-    OwnRun run(progressForReadMesh());
     dropEqual(vTriple);
     for (const auto& [a, b, c] : vTriple)
         pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));
     RTop(pRMesh.get()).finalizeBase();
-    run.close();
     if (pRMesh->getNumT() == 0) {
         warning("readMesh_auto", filename + " has no triangles");
         return nullptr;

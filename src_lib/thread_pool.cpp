@@ -19,6 +19,9 @@ struct thread_pool::State {
     bool isStop = false;  // end at once
     int nWaiting = 0;     // sleeping workers
 
+    std::mutex sizeMutex;             // guards threads and flags of the pool; taken before the other one
+    std::atomic<int> numWorkers = 0;  // the length of both, for anybody to read
+
     bool isEnding() const { return isDone || isStop; }
 };
 
@@ -28,7 +31,7 @@ thread_pool& thread_pool::getLowLevelPool() {
     // neither join nor destroy them when it ends, so it leaves the object alone.
     static struct Stopper {
         ~Stopper() {
-            if (pPool->ownerProcess == getpid()) delete pPool;
+            if (!pPool->isForked()) delete pPool;
         }
     } stopper;
     return *pPool;
@@ -42,8 +45,12 @@ thread_pool::~thread_pool() {
     stop(true);
 }
 
+bool thread_pool::isForked() const {
+    return ownerProcess != getpid();
+}
+
 int thread_pool::size() const {
-    return ownerProcess == getpid() ? static_cast<int>(threads.size()) : 0;
+    return isForked() ? 0 : pState->numWorkers.load();
 }
 
 int thread_pool::numIdle() const {
@@ -59,10 +66,16 @@ void thread_pool::addWorker() {
     threads.push_back(
         std::make_unique<std::thread>([pShared = pState, pStop, iWorker] { work(*pShared, *pStop, iWorker); }));
     flags.push_back(std::move(pStop));
+    ++pState->numWorkers;
 }
 
 void thread_pool::resize(int numWorkers) {
-    if (pState->isEnding()) return;
+    if (isForked()) return;
+    const std::lock_guard<std::mutex> sizeLock(pState->sizeMutex);
+    {
+        const std::lock_guard<std::mutex> lock(pState->mutex);
+        if (pState->isEnding()) return;
+    }
     const auto wanted = static_cast<std::size_t>(std::max(numWorkers, 0));
     try {
         while (threads.size() < wanted)
@@ -78,6 +91,7 @@ void thread_pool::resize(int numWorkers) {
     }
     threads.resize(wanted);
     flags.resize(wanted);
+    pState->numWorkers = static_cast<int>(wanted);
     const std::lock_guard<std::mutex> lock(pState->mutex);
     pState->cv.notify_all();
 }
@@ -110,6 +124,7 @@ void thread_pool::work(State& state, const std::atomic<bool>& bStop, int iWorker
 }
 
 void thread_pool::stop(bool bDrain) {
+    const std::lock_guard<std::mutex> sizeLock(pState->sizeMutex);
     std::deque<Task> dropped;
     {
         const std::lock_guard<std::mutex> lock(pState->mutex);
@@ -123,6 +138,7 @@ void thread_pool::stop(bool bDrain) {
         pThread->join();
     threads.clear();
     flags.clear();
+    pState->numWorkers = 0;
 }
 
 }  // namespace ctpl

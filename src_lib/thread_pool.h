@@ -16,8 +16,8 @@ namespace ctpl {
 /// A set of worker threads that take tasks from one queue, first in, first out.
 ///
 /// The library has one pool; a stage pushes its tasks and waits for their futures before it returns. A task must not wait
-/// for another task: with all workers waiting, nobody would be left to run it. push() is safe from any number of threads at
-/// once; resize() and stop() belong to one thread.
+/// for another task: with all workers waiting, nobody would be left to run it. All operations are safe from any number of
+/// threads at once, but a task must not call resize() or stop().
 class thread_pool {
 public:
     /// The pool of the process: made at the first call with one worker for each processor, stopped when the process ends.
@@ -31,7 +31,7 @@ public:
 
     /// Sets the number of workers (a negative one is 0). Surplus workers end after their current task; this doesn't wait for
     /// them. When the system refuses more threads, the pool keeps those it got; with none at all std::system_error is
-    /// thrown.
+    /// thrown. Nothing happens in a process forked from the pool's own, and once the pool is stopped.
     void resize(int numWorkers);
     /// Ends and joins all workers, with bDrain after they ran what is queued, else after their current tasks. What was left
     /// in the queue or is pushed later is dropped: such a future gets a broken promise. A stopped pool stays stopped.
@@ -55,6 +55,7 @@ private:
     using Task = std::function<void(int)>;
     struct State;  // what workers and pool share: a worker that a shrink let go may outlive the pool
 
+    bool isForked() const;
     static void work(State& state, const std::atomic<bool>& bStop, int iWorker);
     void enqueue(Task task);
     void addWorker();

@@ -3,7 +3,6 @@
 #include <chrono>
 #include <cstdlib>
 #include <iomanip>
-#include <iostream>
 #include <map>
 #include <mutex>
 #include <string_view>
@@ -24,20 +23,8 @@ std::string coloured(const std::string& text, int attr, const char* suffix) {
     return colourPrefix(attr, suffix) + text + COLOUR_RESET;
 }
 
-// Tasks of one run may fail at the same time, and a caller may have put a buffer of its own, which no lock guards, behind
-// the stream.
-std::mutex printMutex;
-
-// One unformatted write for each piece of output: the flags and the width that a caller has set on the stream neither change
-// it nor are changed by it, and the pieces of concurrent runs don't mix.
-void print(const std::string& text) {
-    const std::lock_guard<std::mutex> lock(printMutex);
-    std::cout.write(text.data(), static_cast<std::streamsize>(text.size()));
-    std::cout.flush();
-}
-
-void printMessage(const std::string& message) {
-    print("\n" + message + "\n");
+void printMessage(MessageKind kind, const std::string& message) {
+    printText(kind, "\n" + message + "\n");
 }
 
 // The path from the last "src_lib/" on, so that a report doesn't depend on where the library was built.
@@ -82,19 +69,19 @@ std::string magentaString(const std::string& text, int attr, bool bUnderlined) {
 // ---- Messages -----------------------------------------------------------------------------------------------------------
 
 void info(const std::string& place, const std::string& text) {
-    printMessage(place.empty() ? MESSAGE_HEAD + ("INFO: " + text) : MESSAGE_INDENT + place + ", INFO: " + text);
+    printMessage(MK_INFO, place.empty() ? MESSAGE_HEAD + ("INFO: " + text) : MESSAGE_INDENT + place + ", INFO: " + text);
 }
 
 void warning(const std::string& place, const std::string& text) {
-    printMessage(yellowString(MESSAGE_HEAD + place + ", WARNING: " + text, 0));
+    printMessage(MK_WARNING, yellowString(MESSAGE_HEAD + place + ", WARNING: " + text, 0));
 }
 
 void error(const std::string& place, const std::string& text) {
-    printMessage(MESSAGE_HEAD + place + ", ERROR: " + text);
+    printMessage(MK_ERROR, MESSAGE_HEAD + place + ", ERROR: " + text);
 }
 
 void errorMsg(const std::string& place, const std::string& text) {
-    printMessage(redString(MESSAGE_HEAD + place + ", ERROR: " + text, 0));
+    printMessage(MK_ERROR, redString(MESSAGE_HEAD + place + ", ERROR: " + text, 0));
 }
 
 std::string makePlace(const char* function, int line) {
@@ -105,7 +92,7 @@ std::string makePlace(const char* function, int line) {
 
 void assertionFailed(const char* condition, const char* file, int line, const char* function) {
     const std::string source = MESSAGE_INDENT + std::string(pathInProject(file)) + ":" + toString(line);
-    print(redString(source, 0) + "\n" + redString(MESSAGE_INDENT + std::string(function), 0) + "\n");
+    printText(MK_ERROR, redString(source, 0) + "\n" + redString(MESSAGE_INDENT + std::string(function), 0) + "\n");
     errorMsg("ASSEX", "Condition [ " + std::string(condition) + " failed ]");
     throwKelBugException();
 }
@@ -115,12 +102,12 @@ void throwKelBugException() {
 }
 
 void deliberateExit(const std::string& text) {
-    print("\n\ndeliberateExit(" + text + ")\n");
+    printText(MK_TEXT, "\n\ndeliberateExit(" + text + ")\n");
     std::exit(0);
 }
 
 void goToHell(const std::string& text) {
-    print("goToHell(): " + text + "\n");
+    printText(MK_ERROR, "goToHell(): " + text + "\n");
     throwKelBugException();
 }
 
@@ -169,7 +156,7 @@ void stopWatch(const std::string& name) {
         const std::lock_guard<std::mutex> lock(mutex);
         text = name == "STOP AND REPORT" ? reportWatches(mWatch) : toggle(name, mWatch[name]);
     }
-    print(text);
+    printText(MK_TEXT, text);
 }
 
 void timerx(const std::string& name) {
@@ -182,7 +169,7 @@ void timerx(const std::string& name) {
         text += "stop, elapsed time: " + toString(secondsSince(it->second)) + " s\n";
         mStart.erase(it);
     }
-    if (!name.starts_with("[quiet]")) print(text);
+    if (!name.starts_with("[quiet]")) printText(MK_TEXT, text);
 }
 
 void benchCounter(const std::string& name) {
@@ -194,7 +181,7 @@ void benchCounter(const std::string& name) {
     std::string text = "Benchmark: \n";
     for (const auto& [counter, count] : mCount)
         text += counter + ": " + toString(count) + "\n";
-    print(text);
+    printText(MK_TEXT, text);
 }
 
 // ---- Numbered prefix of debug files -------------------------------------------------------------------------------------

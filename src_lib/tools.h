@@ -1,7 +1,8 @@
 // Messages, assertions, timers and the numbered prefix of debug files.
 //
-// The library has one way to speak, text on standard output, and one way to fail, an assertion that prints a report and
-// throws KelBugException. All assertions stay on in releases; the text work is on the failure path only.
+// The library has one way to speak, text on standard output unless setMessageSink() says otherwise (messages.h), and one way
+// to fail, an assertion that prints a report and throws KelBugException. All assertions stay on in releases; the text work
+// is on the failure path only.
 #pragma once
 
 #include <atomic>
@@ -10,6 +11,7 @@
 #include <string>
 
 #include "kel.h"
+#include "messages.h"
 
 #define KEL_STRINGIFY_EXPANDED(...) #__VA_ARGS__
 #define KEL_STRINGIFY(...) KEL_STRINGIFY_EXPANDED(__VA_ARGS__)
@@ -23,6 +25,11 @@
     (static_cast<bool>(__VA_ARGS__) \
          ? static_cast<void>(0)     \
          : ::TARN_KEL::assertionFailed(KEL_STRINGIFY(__VA_ARGS__), __FILE__, __LINE__, __PRETTY_FUNCTION__))
+
+/// The same where the report shows that text in place of the condition.
+#define ASSEX_AS(text, ...)                                \
+    (static_cast<bool>(__VA_ARGS__) ? static_cast<void>(0) \
+                                    : ::TARN_KEL::assertionFailed(text, __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
 namespace TARN_KEL {
 
@@ -48,8 +55,7 @@ std::string makePlace(const char* function, int line);
 
 // ---- Ends of a run -----------------------------------------------------------------------------------------------------
 
-/// Prints the report of a failed assertion and throws KelBugException. Called by ASSEX, and directly where the report shows
-/// another text than the condition that was tested.
+/// Prints the report of a failed assertion and throws KelBugException. Called by ASSEX and ASSEX_AS.
 [[noreturn]] void assertionFailed(const char* condition, const char* file, int line, const char* function);
 [[noreturn]] void throwKelBugException();
 /// Prints the text and ends the process with exit status 0.

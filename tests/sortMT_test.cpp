@@ -338,6 +338,27 @@ TEST(threadPool, stopsAtOnce) {
     EXPECT_THROW(pool.push([](int) {}).get(), std::future_error);
 }
 
+TEST(threadPool, isSetInSizeForTheProcessWhileItWorks) {
+    auto& pool = thread_pool::getLowLevelPool();
+    const int numByDefault = numProcessors();
+    std::vector<U64> vIn(20000);
+    std::iota(vIn.begin(), vIn.end(), 0U);
+    onThreads(4, [&](std::size_t i) {
+        for (int k = 0; k < 200; ++k) {
+            if (i == 0) setNumThreads(k % 7);
+            std::vector<U64> vOut;
+            transform_MT(vIn, vOut, [](U64 value) { return value + 1; });
+            ASSERT_EQ(vOut.front(), 1U);
+            ASSERT_EQ(vOut.back(), 20000U);
+        }
+    });
+    for (const auto& [numWanted, num] : {std::pair(5, 5), {1, 1}, {0, numByDefault}, {-3, numByDefault}}) {
+        setNumThreads(numWanted);
+        EXPECT_EQ(numProcessors(), num);
+        EXPECT_EQ(pool.size(), num);
+    }
+}
+
 TEST(threadPool, leavesAForkedProcessWorkingAndEnding) {
     EXPECT_EQ(thread_pool::getLowLevelPool().size(), numProcessors());
     std::cout.flush();
@@ -347,6 +368,7 @@ TEST(threadPool, leavesAForkedProcessWorkingAndEnding) {
         std::vector<U64> v = randomNumbers(5000, 1000, 12);
         std::less<U64> comp;
         sortOnThreads(v.begin(), v.end(), comp, 4);
+        setNumThreads(3);
         const int status = std::is_sorted(v.begin(), v.end()) ? 7 : 8;
         if (SANITIZED) _exit(status);  // a search for leaks would look for the threads of the other process
         std::exit(status);

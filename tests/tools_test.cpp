@@ -5,6 +5,7 @@
 #include <iomanip>
 #include <mutex>
 
+#include "runTasks.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
@@ -54,6 +55,61 @@ TEST(messages, ofManyThreadsStayWholeInABufferWithoutLock) {
     });
     EXPECT_EQ(all.size(), 80000 * message.size());
     EXPECT_EQ(countIn(all, message), 80000);
+}
+
+TEST(messages, goToTheSinkOfTheirThreadInWholeLines) {
+    using Text = std::pair<MessageKind, std::string>;
+    std::vector<Text> vText;
+    const auto sink = [&vText](MessageKind kind, std::string_view text) { vText.emplace_back(kind, text); };
+    const std::string output = outputOf([&] {
+        EXPECT_FALSE(setMessageSink(sink));
+        out() << "one" << std::hex << 16;
+        out() << " line\n, more";
+        info("place", "text");
+        out() << std::flush << 16 << std::flush;
+        err() << "error" << std::endl;
+        onThreads(1, [](std::size_t) { out() << std::setw(3) << 16 << std::endl; });
+        out() << std::dec << "end";
+        EXPECT_TRUE(setMessageSink(nullptr));
+        out() << 16;
+        warning("place", "text");
+    });
+    const std::vector<Text> vExpected = {
+        {MK_TEXT, "one10 line\n"}, {MK_TEXT, ", more"},   {MK_INFO, "\n      place, INFO: text\n"},
+        {MK_TEXT, "10"},           {MK_ERROR, "error\n"}, {MK_TEXT, "end"}};
+    EXPECT_EQ(vText, vExpected);
+    EXPECT_EQ(output, " 16\n16" + outputOf([] { warning("place", "text"); }));
+}
+
+// The sink takes no lock: two tasks that spoke at once would lose lines, and a race would show.
+TEST(messages, ofTasksGoToTheSinkOfTheRunAndNotToTheNextOne) {
+    struct Task {
+        int number;
+        void operator()(int) {
+            for (int i = 0; i < 100; ++i)
+                out() << "task " << number << std::endl;
+            out() << "unfinished";
+            ASSEX_AS("the text", number != 7);
+        }
+    };
+    const std::string output = outputOf([] {
+        onThreads(3, [](std::size_t i) {
+            std::string text;
+            if (i != 0) setMessageSink([&text](MessageKind, std::string_view part) { text += part; });
+            std::vector<Task> vTask;
+            for (int number = 0; number < 8; ++number)
+                vTask.push_back({number});
+            EXPECT_THROW(runTasks_MT(vTask), KelBugException);
+            EXPECT_EQ(countIn(text, "task "), i == 0 ? 0 : 800);
+            EXPECT_EQ(countIn(text, "unfinished"), i == 0 ? 0 : 8);
+            EXPECT_EQ(countIn(text, conditionFailed("the text")), i == 0 ? 0 : 1);
+            setMessageSink([](MessageKind, std::string_view) { throw 1; });
+            EXPECT_THROW(runTasks_MT(vTask), KelBugException) << "what a sink throws is dropped";
+            setMessageSink(nullptr);
+        });
+    });
+    EXPECT_EQ(countIn(output, "task "), 800);
+    EXPECT_EQ(countIn(output, "unfinished"), 8);
 }
 
 TEST(assertion, printsItsReportAndThrows) {

@@ -5,7 +5,6 @@
 // is the visualizer's.
 #include "mesh_writers.h"
 
-#include <iostream>
 #include <vector>
 
 #include "AtomicFile.h"
@@ -104,7 +103,7 @@ bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
     case FT_LIST:
         return mesh.writeGeomview_ASCII(filename);
     default:
-        std::cerr << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
+        err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
         return mesh.writePly_BIN("kel_output.ply");
     }
 }
@@ -155,26 +154,26 @@ bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
 
 void toObj(MeshPtr pMesh, const std::string& filename) {
     ASSEX(pMesh!=NULL);
-    TextFile out(filename);
-    if (!out.isOpen()) {
-        std::cerr << "Can't write " << filename << std::endl;
+    TextFile file(filename);
+    if (!file.isOpen()) {
+        err() << "Can't write " << filename << std::endl;
         return;
     }
-    std::cout << "Writing " << filename << std::endl;
+    out() << "Writing " << filename << std::endl;
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
     pMesh->getVertexIndexData(vVertices, vIndices);
     for (const Point3* pVtx : vVertices) {
-        out << "v";
-        out.endLine(*pVtx);
+        file << "v";
+        file.endLine(*pVtx);
     }
     // The vertices of an OBJ file are numbered from 1.
     const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + 1; };
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
-        out << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
-        out.endLine();
+        file << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
+        file.endLine();
     }
-    if (!out.commit()) std::cerr << "Can't write " << filename << std::endl;
+    if (!file.commit()) err() << "Can't write " << filename << std::endl;
 }
 
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized) {

@@ -4,7 +4,6 @@
 #include <array>
 #include <cstdint>
 #include <cstring>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <stdexcept>
@@ -189,7 +188,7 @@ Content fetchOrReport(std::istream& in, bool bPointsOnly) {
     try {
         return fetch(in, bPointsOnly);
     } catch (const std::exception& e) {
-        std::cout << "tinyply exception: " << e.what() << std::endl;
+        TARN_KEL::out() << "tinyply exception: " << e.what() << std::endl;
         throw;
     }
 }
@@ -212,7 +211,7 @@ bool readContent(const std::string& filename, bool bPointsOnly, const Use& use) 
         use(content);
         return true;
     } catch (const std::exception& e) {
-        std::cout << "Error: " << e.what() << std::endl;
+        TARN_KEL::out() << "Error: " << e.what() << std::endl;
         warning("readPly", filename + " not read");
         return false;
     }
@@ -253,14 +252,14 @@ bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool
         if (out.isOpen()) file.write(out.stream(), !bAscii);
         return out.commit();
     } catch (const std::exception& e) {
-        std::cout << "Error: " << e.what() << std::endl;
+        TARN_KEL::out() << "Error: " << e.what() << std::endl;
         return false;
     }
 }
 
 bool writeMesh(geometry& geo, const std::string& filename, bool bAscii) {
     if (writeGeometry(geo, true, filename, bAscii)) return true;
-    std::cout << "Failed, filename=" << filename << "\nfailed to write " << filename << std::endl;
+    TARN_KEL::out() << "Failed, filename=" << filename << "\nfailed to write " << filename << std::endl;
     return false;
 }
 
@@ -296,13 +295,13 @@ bool writePly(RMesh* pRMesh, const std::string& filename, bool bAscii) {
 }
 
 bool writePly(std::vector<Point3*>& vPoints, const std::string& filename, bool bAscii) {
-    std::cout << "writePointsPly, received " << vPoints.size() << " points" << std::endl;
+    TARN_KEL::out() << "writePointsPly, received " << vPoints.size() << " points" << std::endl;
     geometry geo;
     geo.vertices.reserve(vPoints.size());
     for (const Point3* pPoint : vPoints)
         geo.vertices.push_back(toFloat3(*pPoint));
     if (writeGeometry(geo, false, filename, bAscii)) return true;
-    std::cout << "Can't write " << filename << std::endl;
+    TARN_KEL::out() << "Can't write " << filename << std::endl;
     return false;
 }
 

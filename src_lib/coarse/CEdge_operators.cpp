@@ -19,7 +19,6 @@
 #include "CEdge.h"
 
 #include <array>
-#include <iostream>
 
 #include "CMesh.h"
 #include "CPatch.h"
@@ -36,10 +35,10 @@ bool hasDifferentCorners(const CTriangle& ct) {
 }
 
 void printForBug(const CEdge& edge, const CTriangle& ct0, const CTriangle& ct1) {
-    std::cout << "CEdge::flipEdge(), BUG: two triangles on the same corners at the edge " << edge.v0 << " " << edge.v1;
+    out() << "CEdge::flipEdge(), BUG: two triangles on the same corners at the edge " << edge.v0 << " " << edge.v1;
     for (const CTriangle* pCT : {&ct0, &ct1})
-        std::cout << "\n  " << pCT->c0 << " " << pCT->c1 << " " << pCT->c2;
-    std::cout << std::endl;
+        out() << "\n  " << pCT->c0 << " " << pCT->c1 << " " << pCT->c2;
+    out() << std::endl;
 }
 
 /// A triangle that is cut in two: its corner a off the edge, the ends b and c of the edge behind and before it.

@@ -20,7 +20,6 @@
 #include "CMesh.h"
 
 #include <algorithm>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <new>
@@ -141,7 +140,7 @@ void CMesh::treatDegenerateT() {
         if (!pCT->isAlive() || !pCT->isDegenerate(this)) continue;
         const int ici = pCT->getLargestEdgeICI(this);
         if (pCT->getCEdge(ici)->trySplitNeigsKillT(this, pCT, ici, vNewT)) continue;
-        std::cout << "\n Not able to split: " << pCT->c0 << " " << pCT->c1 << " " << pCT->c2 << "\n";
+        out() << "\n Not able to split: " << pCT->c0 << " " << pCT->c1 << " " << pCT->c2 << "\n";
         for (int i = 0; i < 3; ++i)
             if (laplacianForOne(pCT->getCorner((ici + i) % 3))) break;
     }
@@ -165,7 +164,7 @@ bool CMesh::laplacianForOne(VCD vcd) {
     getIncidentT(vcd, vIncT);
     for (const CTriangle* pCT : vIncT) {
         const double devAngle = pCT->getDevIfRepl(this, pCT->getICI(vcd), target);
-        std::cout << "devAngle would be " << devAngle << "\n";
+        out() << "devAngle would be " << devAngle << "\n";
         if (devAngle > MAX_TURN) return false;
     }
     *pVtx = target;

@@ -1,7 +1,8 @@
 #include "curve/GSS_HC3.h"
 
 #include <cstdlib>
-#include <iostream>
+
+#include "messages.h"
 
 namespace TARN_OCTREE {
 
@@ -35,7 +36,7 @@ GSS_HC3::GSS_HC3(double xmin_, double ymin_, double zmin_, double xmax, double y
       yLength(ymax - ymin_),
       zLength(zmax - zmin_) {
     if (bits_ <= 32 && bits_ % 3 == 0) return;
-    std::cout << "GSS_HC3::GSS_HC3(..): invalid bitlength" << std::endl;
+    TARN_KEL::out() << "GSS_HC3::GSS_HC3(..): invalid bitlength" << std::endl;
     std::exit(1);
 }
 

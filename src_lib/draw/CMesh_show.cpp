@@ -1,5 +1,4 @@
 // Pictures of the coarse mesh, its patches, chains and loops, for debugging.
-#include <iostream>
 
 #include "CMesh.h"
 #include "CPatch.h"
@@ -64,11 +63,11 @@ void CPatch::show(const std::string& filename, VisType visType, const std::strin
 
 void Chain::show(const std::string& filename, VisType visType, const std::string& color) const {
     writeDebugDrawing(filename, pCMesh->getCalc(), [&](Visualizer3& visualizer) {
-        std::cout << "Chain, show, lMemberCE: " << lMemberCE.size() << std::endl;
+        out() << "Chain, show, lMemberCE: " << lMemberCE.size() << std::endl;
         setVertices(&visualizer, visType, pCMesh);
         visualizer.writeSegments(std::vector<CEdge*>(lMemberCE.begin(), lMemberCE.end()), color, true);
         visualizer.writeSegments(vMoebiusCE, CLIGHTBLUE, false);
-        std::cout << "Edges: " << lMemberCE.size() << ", Moebius: " << vMoebiusCE.size() << std::endl;
+        out() << "Edges: " << lMemberCE.size() << ", Moebius: " << vMoebiusCE.size() << std::endl;
     });
 }
 

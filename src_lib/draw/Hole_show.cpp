@@ -1,11 +1,11 @@
 // Pictures of a hole, for debugging.
-#include <iostream>
 
 #include "CMesh.h"
 #include "Chain.h"
 #include "Hole.h"
 #include "Visualizer3.h"
 #include "sortMT.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -35,7 +35,7 @@ void Hole::showArray(const std::string& filename) const {
         vAssigned.push_back(address);
         if (pArray[address].val > 0) ++numPos;
     }
-    std::cout << "Array: vPos=" << numPos << ", vNeg=" << static_cast<int>(vAssigned.size()) - numPos << std::endl;
+    out() << "Array: vPos=" << numPos << ", vNeg=" << static_cast<int>(vAssigned.size()) - numPos << std::endl;
     writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) { writeBySign(visualizer, vAssigned); });
 }
 

@@ -18,12 +18,12 @@
 #include <algorithm>
 #include <array>
 #include <cstddef>
-#include <iostream>
 #include <iterator>
 #include <limits>
 #include <utility>
 
 #include "CMesh.h"
+#include "Progress.h"
 #include "RemoveDecider.h"
 #include "cubeTriangles.h"
 #include "drawings.h"
@@ -102,13 +102,13 @@ void Voro::removeRemovable(std::vector<CCD>& vRemove, std::vector<CCD>& vExtra) 
 }
 
 void Voro::thinNewExtractTriangles() {
-    std::cout << "This is thinNewExtractTriangles" << std::endl;
+    out() << "This is thinNewExtractTriangles" << std::endl;
     if (!bHandedOut) vFormerMeshes.emplace_back(pCMesh);
     bHandedOut = false;
     pCMesh = nullptr;  // in case that the next one can't be made
     pCMesh = new CMesh(this, pCalc, mCCD2Bundle);
     std::vector<CCD> vAmbiguousT;
-    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, nullptr, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, {}, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
     pruneCase27();
 }

@@ -86,7 +86,7 @@ int configOfCube(VCD key, const VCCD& vCells) {
 }
 
 void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<std::pair<VCD, CCD>>& vKeyCell,
-                            Progress* pStep, std::vector<CCD>& vAmbiguousT) {
+                            ProgressStep step, std::vector<CCD>& vAmbiguousT) {
     std::array<CCD, 8> cells{};  // by bit; only those of the current configuration are valid
     std::vector<VCD> vTriVCD;
     const auto end = vKeyCell.cend();
@@ -94,7 +94,7 @@ void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<s
         const VCD key = run->first;
         while (next != end && next->first == key)
             ++next;
-        if (pStep != nullptr) pStep->incProgressByOne();
+        step.advance();
         if (!makesTriangles(next - run)) continue;
 
         int config = 0;

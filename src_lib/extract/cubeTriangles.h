@@ -10,7 +10,7 @@
 namespace TARN_KEL {
 
 class CMesh;
-class Progress;
+class ProgressStep;
 
 // The triangles of dual cubes, for every extraction: a cube is the run of the cells under one key in a sorted list of
 // (key, cell), each cell once. All in time linear in the length of the lists, up to what the mesh needs for a look-up.
@@ -26,9 +26,9 @@ int configOfCube(VCD key, const VCCD& vCells);
 
 /// Creates the triangles of all cubes, in the order of the list, unless they are there. Those of a flat cube (four cells on
 /// one face) wait: its record is appended to vAmbiguousT, eight entries: the six cells of its two triangles, its key, its
-/// configuration. pStep counts the cubes unless it is null.
+/// configuration. step counts the cubes.
 void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<std::pair<VCD, CCD>>& vKeyCell,
-                            Progress* pStep, std::vector<CCD>& vAmbiguousT);
+                            ProgressStep step, std::vector<CCD>& vAmbiguousT);
 
 /// The second pass, when all other triangles stand: a flat cube takes the diagonal that its surroundings hold. In the order
 /// of the records: a later one sees the edges of the earlier ones.

@@ -14,7 +14,6 @@
 #include <array>
 #include <bit>
 #include <cstdint>
-#include <iostream>
 #include <new>
 #include <optional>
 #include <stdexcept>
@@ -161,7 +160,7 @@ const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
 bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
     InputFile file(filename);
     const auto refuse = [&](const char* why) {
-        std::cout << "readSTL(): " << filename << " " << why << std::endl;
+        out() << "readSTL(): " << filename << " " << why << std::endl;
         return false;
     };
     if (!file.isOpen()) return refuse("is unreadable");

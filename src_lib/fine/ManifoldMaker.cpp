@@ -386,20 +386,20 @@ void removeFlatPieces(RMesh& mesh, Facing facing, ManifoldReport& report) {
 
 ManifoldReport makeManifold(RMesh& mesh, Facing facing) {
     ManifoldReport report;
-    Progress* pStep = openStep("MF_make", 3);
+    ProgressStep step("MF_make", 3);
     const auto removeDuplicates = [&] { report.numDuplicates += numRemovedBy(mesh, [&] { mesh.removeDups(); }); };
     removeDuplicates();
     report.numFlat = removeFlatTriangles(mesh);
     if (report.numFlat > 0) removeDuplicates();  // collapses bring triangles together
-    pStep->incProgressByOne();
+    step.advance();
     MembraneRemover membranes(mesh, MAX_MEMBRANE);
     report.numMembranes = membranes.run(false);
     report.numMembranes += membranes.run(true);
-    pStep->incProgressByOne();
+    step.advance();
     SheetParter(mesh, facing).run(report);
     if (report.numNewVertices > 0) removeFlatPieces(mesh, facing, report);
-    pStep->incProgressByOne();
-    pStep->setDone(true);
+    step.advance();
+    step.finish();
     return report;
 }
 

@@ -20,7 +20,6 @@
 #include "REdge.h"
 
 #include <algorithm>
-#include <iostream>
 
 #include "RMesh.h"
 #include "RTriangle.h"
@@ -32,10 +31,10 @@ namespace TARN_KEL {
 namespace {
 
 void printForBug(const REdge& edge, const RTriangle& rt0, const RTriangle& rt1) {
-    std::cout << "-----------------------------\nREdge::flipEdge(), BUG:\n";
+    out() << "-----------------------------\nREdge::flipEdge(), BUG:\n";
     for (const RTriangle* pRT : {&rt0, &rt1})
-        std::cout << *pRT->aCorners[0] << ", " << *pRT->aCorners[1] << ", " << *pRT->aCorners[2] << "\n";
-    std::cout << "v0=" << *edge.pVtx0 << "\nv1=" << *edge.pVtx1 << std::endl;
+        out() << *pRT->aCorners[0] << ", " << *pRT->aCorners[1] << ", " << *pRT->aCorners[2] << "\n";
+    out() << "v0=" << *edge.pVtx0 << "\nv1=" << *edge.pVtx1 << std::endl;
 }
 
 /// A triangle on the edge that is to be cut in two, as its corners run: c off the edge, then next and prev.

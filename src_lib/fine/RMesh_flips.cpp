@@ -13,7 +13,6 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <iostream>
 
 #include "Histogram.h"
 #include "Progress.h"
@@ -22,6 +21,7 @@
 #include "Random.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -61,15 +61,15 @@ void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double mi
                                           threadId);
         });
     const std::string stepName = temperature > 0.0 ? annealingStepName(temperature) : "RM_gEfCandMT";
-    Progress* pProgress = openStep(stepName, STEPS_PER_TASK * vTask.size());
+    ProgressStep progress(stepName, STEPS_PER_TASK * vTask.size());
     runTasks_MT(vTask);
     for (std::size_t i = 0; i < vTask.size(); ++i)
-        pProgress->incProgressByOne();
+        progress.advance();
 
     judgeFolded(minImprovement, temperature, vImpRE);
     std::erase_if(vImpRE, [](const FlipCandidate& candidate) { return candidate.second == nullptr; });
     sortByFirstMT(vImpRE);
-    if (temperature > 0.0) pProgress->setDone(true);
+    if (temperature > 0.0) progress.finish();
 }
 
 void RMesh::getEdgeFlipCandidates_MT_priv(const std::vector<REdge*>& vInRE, double minImprovement, double temperature,
@@ -109,7 +109,7 @@ double RMesh::printEnergy(const std::string& name) const {
     }
     histogram.show();
     if (histogram.size() == 0) return DBL_MAX;
-    std::cout << "avg. energy (" << name << ")=" << histogram.getAvg() << std::endl;
+    out() << "avg. energy (" << name << ")=" << histogram.getAvg() << std::endl;
     return histogram.getAvg();
 }
 

@@ -20,7 +20,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iostream>
 #include <iterator>
 #include <memory>
 #include <numeric>
@@ -271,11 +270,11 @@ bool RMesh::laplacianForOne(Point3* pVtx) {
     getIncidentT(pVtx, vIncT);
     for (const RTriangle* pRT : vIncT) {
         const double dev = pRT->getDevIfRepl(pRT->getICI(pVtx), newPos, false);
-        std::cout << "devAngle would be " << dev << "\n";
+        out() << "devAngle would be " << dev << "\n";
         if (dev > MAX_TURN) return false;
     }
     if (newPos == *pVtx) return false;
-    std::cout << "updateVertex\n";
+    out() << "updateVertex\n";
     updateVertex(pVtx, newPos);
     return true;
 }
@@ -310,12 +309,12 @@ std::size_t RMesh::removeDups() {
 
 // It ends because each collapse takes a vertex out of use.
 void RMesh::killDegenerate(bool bKeepManifold) {
-    Progress* pProgress = openStep("RM_kdeg", 3 * vRT.size());
+    ProgressStep progress("RM_kdeg", 3 * vRT.size());
     WorkStack stack(vRT.size());
     std::vector<RTriangle*> vIncT;
     while (!stack.empty()) {
         const RTriangle* pRT = vRT[stack.pop()];
-        pProgress->incProgressByOne();
+        progress.advance();
         if (!pRT->bAlive || !isDegenerateAtCorner0(*pRT)) continue;
         vIncT.clear();
         getIncidentT(collapseCheapest(*pRT, bKeepManifold), vIncT);  // none at null
@@ -376,15 +375,15 @@ void RMesh::enterInPatches() {
 }
 
 std::size_t RMesh::createPatchesOrient() {
-    Progress* pProgress = openStep("RM_cpo", vRT.size());
+    ProgressStep progress("RM_cpo", vRT.size());
     deletePatches();
     for (RTriangle* pRT : vRT) {
         if (!pRT->bAlive) continue;
         pRT->setPatch(nullptr);
         pRT->bVisited = false;
     }
-    const auto expand = [pProgress](RTriangle& rt, std::vector<RTriangle*>& vQueue) {
-        pProgress->incProgressByOne();
+    const auto expand = [progress](RTriangle& rt, std::vector<RTriangle*>& vQueue) {
+        progress.advance();
         for (const REdge* pRE : {rt.pRE12, rt.pRE02, rt.pRE01}) {
             RTriangle* pNeigT = pRE->getUniqueOtherTriangle(&rt);
             if (pNeigT == nullptr || pNeigT->bVisited) continue;
@@ -399,7 +398,7 @@ std::size_t RMesh::createPatchesOrient() {
         growPatch(pRT, expand);
     }
     enterInPatches();
-    pProgress->setDone(true);
+    progress.finish();
     return vPatches.size();
 }
 

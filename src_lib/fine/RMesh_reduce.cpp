@@ -28,7 +28,6 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 #include <utility>
 #include <vector>
@@ -134,7 +133,7 @@ public:
             if (ringSide.has(pTrg)) continue;  // dies
             if (!ringSide.bMeasured) ringSide.measure(pCentre);
             if (ringSide.bDegenerate) {
-                std::cout << "current triangle is degenerate\n";
+                out() << "current triangle is degenerate\n";
                 continue;
             }
             const Vector3 newNormal = crossProduct(ringSide.side, *pTrg - *ringSide.a);
@@ -314,30 +313,30 @@ public:
         openCollapses();
         while (!queue.empty())
             tryFirst();
-        pProgress->setDone(true);
+        progress.finish();
         return numKilled;
     }
 
 private:
     /// End points of border edges. What becomes a border vertex later was one before: none is added.
     void markBorder() {
-        Progress* pStep = openStep("RM_redborder", 2);
+        ProgressStep step("RM_redborder", 2);
         std::vector<REdge*> vBorderRE;
         mesh.getDegN(1, vBorderRE);
-        pStep->incProgressByOne();
+        step.advance();
         for (const REdge* pRE : vBorderRE)
             vBorder[mesh.getVtxIndex(pRE->pVtx0)] = vBorder[mesh.getVtxIndex(pRE->pVtx1)] = 1;
-        pStep->incProgressByOne();
-        pStep->setDone(true);
+        step.advance();
+        step.finish();
     }
 
     void enterAllEdges() {
-        Progress* pStep = openStep("RM_redprioq", 2);
+        ProgressStep step("RM_redprioq", 2);
         mesh.getPrioqEntries(maxDevRad, maxSqLen, mesh.vRE, vEntries);
-        pStep->incProgressByOne();
+        step.advance();
         enqueueEntries();
-        pStep->incProgressByOne();
-        pStep->setDone(true);
+        step.advance();
+        step.finish();
     }
 
     void enqueueEntries() {
@@ -348,7 +347,7 @@ private:
     }
 
     void openCollapses() {
-        pProgress = openStep("RM_redprocprioq", static_cast<std::size_t>(1.5 * static_cast<double>(queue.size())));
+        progress = ProgressStep("RM_redprocprioq", static_cast<std::size_t>(1.5 * static_cast<double>(queue.size())));
     }
 
     void tryFirst() {
@@ -359,7 +358,7 @@ private:
             queue.push({penalty, first.collapse, numCollapses});
             return;
         }
-        pProgress->incProgressByOne();
+        progress.advance();
         if (!isAllowed(penalty)) return;
         const REdge* pRE = edgeOf(first);
         const auto [pSrc, pTrg] = sourceAndTarget(*pRE, directionOf(first));
@@ -511,7 +510,7 @@ private:
     std::uint32_t numCollapses = 0;
     int numRefills = 0;
     int numKilled = 0;
-    Progress* pProgress = nullptr;  // the step, owned by the thread's tree
+    ProgressStep progress;
     std::vector<RTriangle*> vIncT;  // scratch
     std::vector<const REdge*> vAtSource;
     std::vector<RECandidate> vEntries;

@@ -14,7 +14,6 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
-#include <iostream>
 #include <set>
 #include <string>
 #include <tuple>
@@ -60,7 +59,7 @@ bool keepsNormal(const RTriangle& rt, const Point3* pMoving, const Point3& newPo
     const Vector3 e = a - b;
     const Vector3 nOld = crossProduct(e, *pMoving - b);
     if (nOld.isDegenerate()) {
-        std::cout << "current triangle is degenerate" << std::endl;
+        out() << "current triangle is degenerate" << std::endl;
         return true;
     }
     return isGentleTurn(nOld, crossProduct(e, newPos - b), maxDevDeg);
@@ -82,7 +81,7 @@ void enterShortEdges(const RMesh& rmesh, const Point3* p, double maxSqLen, std::
 }
 
 void markDone(const std::string& stepName) {
-    openStep(stepName, 1)->setDone(true);
+    ProgressStep(stepName, 1).finish();
 }
 
 }  // namespace
@@ -94,7 +93,7 @@ void RTop::flipBestFirst(bool bCountSteps) {
     std::vector<RMesh::FlipCandidate> vCand;
     pRMesh->getEdgeFlipCandidates_MT(vRE, MIN_GAIN, 0.0, vCand);
     std::multimap<double, REdge*, std::greater<>> mmCand(vCand.begin(), vCand.end());
-    Progress* pProgress = bCountSteps ? openStep("efLoop", 3 * vRE.size()) : nullptr;
+    ProgressStep progress = bCountSteps ? ProgressStep("efLoop", 3 * vRE.size()) : ProgressStep();
     REdgeEnergy ee(pRMesh, nullptr);
     while (!mmCand.empty()) {
         const auto [savedImprovement, pRE] = *mmCand.begin();
@@ -108,12 +107,12 @@ void RTop::flipBestFirst(bool bCountSteps) {
             if (freshImprovement > MIN_GAIN) mmCand.emplace(freshImprovement, pRE);
             continue;
         }
-        if (pProgress != nullptr) pProgress->incProgressByOne();
+        progress.advance();
         ASSEX(freshImprovement>=0);
         ASSEX(pRE->getDegree()==2);
         pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
     }
-    if (pProgress != nullptr) pProgress->setDone(true);
+    progress.finish();
 }
 
 void RTop::edgeFlips() {

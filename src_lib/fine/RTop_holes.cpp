@@ -129,15 +129,15 @@ bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
 int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
     RimCopy rim(*pRMesh);
     const ChainMgr chains(&rim.mesh(), rim.border(), false);
-    Progress* pStep = openStep("RT_fill", chains.getSize());
+    ProgressStep step("RT_fill", chains.getSize());
     const auto maxSize = static_cast<std::size_t>(std::max(maxEdges, 0));
     int numClosed = 0;
     for (std::size_t i = 0; i < chains.getSize(); ++i) {
         Chain& chain = *chains.getChain(i);
         if (isPlainRing(chain, maxSize, chains.vHighVCD) && closeHole(*pRMesh, rim, chain)) ++numClosed;
-        pStep->incProgressByOne();
+        step.advance();
     }
-    pStep->setDone(true);
+    step.finish();
     if (bKeepManifold) removeFlatFromManifold(*pRMesh);
     return numClosed;
 }

@@ -27,13 +27,11 @@ namespace {
 class StepCounter {
 public:
     StepCounter(bool bProgress, const std::string& name, std::size_t todo)
-        : pProgress(bProgress ? openStep(name, todo) : nullptr) {}
-    void operator()(std::size_t numSteps = 1) const {
-        if (pProgress != nullptr) pProgress->incProgressBy(numSteps);
-    }
+        : step(bProgress ? ProgressStep(name, todo) : ProgressStep()) {}
+    void operator()(std::size_t numSteps = 1) const { step.advance(numSteps); }
 
 private:
-    Progress* pProgress;  // the run's; null: don't count
+    ProgressStep step;
 };
 
 /// For each vertex by its index, 1 at the end of a border edge.

@@ -14,7 +14,6 @@
 // up becomes the upper one.
 #include <algorithm>
 #include <functional>
-#include <iostream>
 
 #include "Component.h"
 #include "NeighbourWalk.h"
@@ -134,7 +133,7 @@ bool Component::stage1_createFacetCCs() {
     cc_createFacetComponents();
     const std::vector<ColorCount> vCountGroup = countColors(vVisibleFacets);
     if (vCountGroup.size() < 2) {
-        std::cout << "vCountGroup.size()=" << vCountGroup.size() << ", numRCD=" << vCells.size() << std::endl;
+        out() << "vCountGroup.size()=" << vCountGroup.size() << ", numRCD=" << vCells.size() << std::endl;
         clearColors(vVisibleFacets);
         return false;
     }

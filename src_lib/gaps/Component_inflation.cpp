@@ -18,7 +18,6 @@
 #include <cfloat>
 #include <climits>
 #include <cmath>
-#include <iostream>
 #include <iterator>
 
 #include "Component.h"
@@ -119,7 +118,7 @@ float signedDistance(const Corner& corner, float distance, double sign) {
     case ST_FACET_REST:
         return static_cast<float>(distance * sign);
     default:
-        std::cout << "Bug, state=" << corner.getState() << std::endl;
+        out() << "Bug, state=" << corner.getState() << std::endl;
         ASSEX(false);  // corners of strips have one of these states from their creation on
     }
     return FLT_MAX;

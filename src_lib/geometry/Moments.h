@@ -1,7 +1,5 @@
 #pragma once
 
-#include <iostream>
-
 #include "kel.h"
 #include "tools.h"
 
@@ -32,8 +30,7 @@ struct Moments {
         if (detX >= detY && detX >= detZ) return {detX, xz * yz - xy * zz, xy * yz - xz * yy};
         if (detY >= detX && detY >= detZ) return {xz * yz - xy * zz, detY, xy * xz - xx * yz};
         if (!(detZ >= detX && detZ >= detY))
-            std::cout << "detX=" + toString(detX) + " detY=" + toString(detY) + " detZ=" + toString(detZ) + "\n"
-                      << std::flush;
+            out() << "detX=" + toString(detX) + " detY=" + toString(detY) + " detZ=" + toString(detZ) + "\n" << std::flush;
         ASSEX(detZ>=detX && detZ>=detY);
         return {xy * yz - xz * yy, xy * xz - xx * yz, detZ};
     }

@@ -4,7 +4,6 @@
 #include <bit>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 #include <ostream>
 #include <utility>
@@ -30,7 +29,7 @@ double Vector3::getCartesian(int i) const {
     if (i == 0) return x_;
     if (i == 1) return y_;
     if (i == 2) return z_;
-    std::cout << "getCartesian for i=" + toString(i) + "\n" << std::flush;
+    out() << "getCartesian for i=" + toString(i) + "\n" << std::flush;
     return LARGEST;
 }
 
@@ -118,9 +117,9 @@ double computeArea(double len0, double len1, double len2) {
     const double v = (s - len0) * s * (s - len1) * (s - len2);
     if (tools_isnan(v)) {
         warning("computeArea()", "invalid value, no area for this triangle");
-        std::cout << "ownHalfCircf=" + toString(s) + "\nlen0=" + toString(len0) + "\nlen1=" + toString(len1) +
-                         "\nlen2=" + toString(len2) + "\n"
-                  << std::flush;
+        out() << "ownHalfCircf=" + toString(s) + "\nlen0=" + toString(len0) + "\nlen1=" + toString(len1) +
+                     "\nlen2=" + toString(len2) + "\n"
+              << std::flush;
         ASSEX(false);
     }
     return v > 0.0 ? std::sqrt(v) : 0.0;

@@ -74,21 +74,21 @@ void initPool(TARN_TOOLS::SimplePool<T>& pool, std::size_t n) {
 }  // namespace
 
 void Cloud::createBundles(Smooth* pSmooth) {
-    Progress* pProgress = openStep("CL_creb", 6);
+    ProgressStep progress("CL_creb", 6);
     const std::vector<SNode*>& vNodes = pSmooth->getNodesRef();
-    pProgress->incProgressByOne();
+    progress.advance();
     auto vCellNode = getCellNodes(vNodes, *pCalc);  // codes, sorting and choice in one
-    pProgress->incProgressByOne();
-    pProgress->incProgressByOne();
+    progress.advance();
+    progress.advance();
     std::vector<Point3> vNodePoints = getDeliveredPoints(vCellNode, *pCalc);
     std::vector<std::pair<CCD, SNode*>>().swap(vCellNode);
-    pProgress->incProgressByOne();
+    progress.advance();
     std::vector<std::pair<CCD, Point3>> vCells;
     cleanPoints_RCD(vNodePoints, vCells);
-    pProgress->incProgressByOne();
+    progress.advance();
     makeBundles(vCells);
-    pProgress->incProgressByOne();
-    pProgress->setDone(true);
+    progress.advance();
+    progress.finish();
 }
 
 void Cloud::makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells) {

@@ -16,7 +16,6 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 
 #include "Pixel.h"
@@ -197,7 +196,7 @@ Point3 Pixel::getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const {
         warning(KEL_PLACE, "!aBools");
     } else {
         warning(KEL_PLACE, "Not enough intersections");
-        std::cout << "numCuts: " << numCuts << std::endl;
+        out() << "numCuts: " << numCuts << std::endl;
     }
     return {};
 }

@@ -23,7 +23,6 @@
 #include <algorithm>
 #include <atomic>
 #include <cmath>
-#include <iostream>
 #include <memory>
 
 #include "CEdge.h"
@@ -131,7 +130,7 @@ void Top::strategyMST(std::set<CEdge*>& sFences) {
     pCMesh->getCEdges(vCE);
     for (CEdge* pCE : vCE)
         if (pCE->vCT.size() == 2 && pCE->vCT[0]->needFlip(pCE->vCT[1])) sFences.insert(pCE);
-    std::cout << "Fences: " << sFences.size() << std::endl;
+    out() << "Fences: " << sFences.size() << std::endl;
     for (CTriangle* pCT : vAllCT)
         pCT->setPatch(nullptr);
 }
@@ -235,7 +234,7 @@ CPatch* Top::findNextSheet(CEdge* pCE, CPatch* pCurrentPatch) {
 
 CPatch* Top::patchGrowing(std::vector<CPatch*>& vPatches) {
     Inspector inspector(pCMesh, vPatches);
-    std::cout << "Number of input patches: " << vPatches.size() << std::endl;
+    out() << "Number of input patches: " << vPatches.size() << std::endl;
     bool bFlip = false;
     CTriangle* pMaxT = getMaxT(vPatches, bFlip);
     if (pMaxT == nullptr) return nullptr;

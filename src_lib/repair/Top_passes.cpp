@@ -25,7 +25,6 @@
 #include <algorithm>
 #include <array>
 #include <initializer_list>
-#include <iostream>
 #include <set>
 #include <unordered_set>
 #include <utility>
@@ -177,7 +176,7 @@ void Top::unifyDiagonal(CEdge* pDiagonalCE) {
     for (CTriangle* pCT : vNewT) {
         if (!pCT->isAlive() || !pCT->isDegenerate(pCMesh)) continue;  // the treatment of one may have taken the other
         const CEdge* pCE = pCT->getCEdge(2);
-        if (pCE->getDegree() < 2) std::cout << "\n pCE->getDegree()=" << pCE->getDegree() << "\n";
+        if (pCE->getDegree() < 2) out() << "\n pCE->getDegree()=" << pCE->getDegree() << "\n";
         if (!splitOrMove(pCT, 2)) warning(KEL_PLACE, "trySplitNeigsKillT() and laplacianForOne() did not succeed");
     }
 }
@@ -207,32 +206,32 @@ bool Top::splitOrMove(CTriangle* pCT, int ici) {
 // ---- Extracting again
 
 void Top::cbsComplete(Voro* pVoro) {
-    Progress* pStep = openStep("TP_cbcpl", 7);
+    ProgressStep step("TP_cbcpl", 7);
     std::vector<CEdge*> vBorderCE, vDeg4;
     std::vector<VCD> vCubes;
 
     getBordersKillDeg1nn(vBorderCE);
-    pStep->incProgressByOne();
+    step.advance();
     for (const CEdge* pCE : vBorderCE) {
         const CTriangle* pCT = pCE->getTriangle(true, true);
         const std::vector<VCD> vVCD24 = keysOf(*pCalc, {pCT->c0, pCT->c1, pCT->c2});
         ASSEX(vVCD24.size()==24);
         filterN(vVCD24, 3, vCubes);
     }
-    pStep->incProgressByOne();
+    step.advance();
     pCMesh->getDegN(4, vDeg4);
-    pStep->incProgressByOne();
+    step.advance();
     for (const CEdge* pCE : vDeg4)
         filterN(keysOf(*pCalc, {pCE->v0, pCE->v1}), 2, vCubes);
-    pStep->incProgressByOne();
+    step.advance();
     oneInstance(vCubes);
     pCMesh = pVoro->meshAgain(vCubes);
-    pStep->incProgressByOne();
+    step.advance();
     pCMesh->averageBundles();
-    pStep->incProgressByOne();
+    step.advance();
     unifyDiagonals();
-    pStep->incProgressByOne();
-    pStep->setDone(true);
+    step.advance();
+    step.finish();
 }
 
 // ---- Borders
@@ -313,7 +312,7 @@ int Top::removeTinyBorderPatches(std::vector<CPatch*>& vPatches) {
         pPatch->killPatchAndMembers();
         ++numKilled;
     }
-    std::cout << "numKilledTinyBorderPatches: " << numKilled << "\n";
+    out() << "numKilledTinyBorderPatches: " << numKilled << "\n";
     return numKilled;
 }
 

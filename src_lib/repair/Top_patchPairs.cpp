@@ -21,7 +21,6 @@
 // edges held by the same patches behave alike, each combination of patches is looked at once, however long the rims are.
 #include <algorithm>
 #include <cstdint>
-#include <iostream>
 #include <map>
 #include <set>
 #include <unordered_map>
@@ -83,14 +82,14 @@ void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>&
         vAdjPatches.clear();
         pCE->getAdjPatches(vAdjPatches);
         const CPatch* pBig = largestOther(vAdjPatches, pStartPatch);
-        if (pBig != nullptr) std::cout << "BIG: " << pBig->getLabel() << "\n";
+        if (pBig != nullptr) out() << "BIG: " << pBig->getLabel() << "\n";
         for (CPatch* pPatch : vAdjPatches)
             if (pPatch != pBig) take(pPatch);
     }
-    std::cout << "Have made a cluster: ";
+    out() << "Have made a cluster: ";
     for (const CPatch* pPatch : vCluster)
-        std::cout << " " << pPatch->getLabel();
-    std::cout << "\n";
+        out() << " " << pPatch->getLabel();
+    out() << "\n";
 }
 
 /// The different sets of patches that have an edge in common in their boundaries.
@@ -182,7 +181,7 @@ void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
         CPatch* pOther = patchBeyond(pCE, pPatch);
         if (pOther == nullptr) continue;
         pPatch->assimilate(pOther, false);
-        std::cout << "+++++ Have assimilated a patch +++++, new size=" << pPatch->getSize() << "\n";
+        out() << "+++++ Have assimilated a patch +++++, new size=" << pPatch->getSize() << "\n";
         queue.enter(pPatch);
     }
 }
@@ -190,21 +189,21 @@ void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
 }  // namespace
 
 bool Top::patchPairSolving(bool bCareful) {
-    Progress* pStep = openStep("TP_pps", 100);
+    ProgressStep step("TP_pps", 100);
     std::vector<CPatch*> vPatches, vClosedPatches, vOpenPatches;
     std::map<VCD, CPatch*> mVCD2Patch;
     std::vector<CEdge*> vMECE;
     std::vector<std::pair<CPatch*, CPatch*>> vPatchPairs;
 
     pCMesh->createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
-    pStep->incProgressByOne();
+    step.advance();
     getPatchPairs(vPatches, vPatchPairs, vClosedPatches, vOpenPatches);
-    pStep->incProgressByOne();
+    step.advance();
     bool bChanged = solvePatchPairs(vPatchPairs);
-    pStep->incProgressByOne();
+    step.advance();
     if (simplifyClosedPatches(vClosedPatches, bCareful)) bChanged = true;
-    pStep->incProgressByOne();
-    pStep->setDone(true);
+    step.advance();
+    step.finish();
     return bChanged;
 }
 
@@ -276,7 +275,7 @@ void Top::killBoundaryPatches(std::vector<CPatch*>& vPatches) {
 // A cluster is grown no further than the search for groups takes it.
 void Top::solvePatchPairsFrac(std::vector<CPatch*>& vPatches) {
     const double meshArea = pCMesh->getArea();
-    std::cout << "SolvePatchPairsFrac: meshArea=" << meshArea << "\n";
+    out() << "SolvePatchPairsFrac: meshArea=" << meshArea << "\n";
     PatchQueue queue;
     for (CPatch* pPatch : vPatches)
         if (pPatch->isAlive()) queue.enter(pPatch);
@@ -303,20 +302,20 @@ bool Top::frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea
     if (!bLarge && std::any_of(vCluster.begin(), vCluster.end(), isDead)) return false;
     PatchBits bits0 = 0, bits1 = 0;
     if (bLarge || !findMatch(vCluster, bits0, bits1)) {
-        std::cout << "--- FAILED ----, by end-of-loops\n";
+        out() << "--- FAILED ----, by end-of-loops\n";
         return false;
     }
-    std::cout << "FOUND A REAL MATCH, vPatches0.size()=" << __builtin_popcount(bits0)
-              << ", vPatches1.size()=" << __builtin_popcount(bits1) << "\n";
+    out() << "FOUND A REAL MATCH, vPatches0.size()=" << __builtin_popcount(bits0)
+          << ", vPatches1.size()=" << __builtin_popcount(bits1) << "\n";
     CPatch* pPatch0 = mergeGroup(vCluster, bits0);
     CPatch* pPatch1 = mergeGroup(vCluster, bits1);
     if (pPatch0->getPatchBoundarySize() != pPatch1->getPatchBoundarySize()) {
-        std::cout << "FAILED due to different boundary size: " << pPatch0->getPatchBoundarySize() << " "
-                  << pPatch1->getPatchBoundarySize() << "\n";
+        out() << "FAILED due to different boundary size: " << pPatch0->getPatchBoundarySize() << " "
+              << pPatch1->getPatchBoundarySize() << "\n";
         return false;
     }
     const bool bSolved = solveOnePatchPair(pPatch0, pPatch1, meshArea);
-    std::cout << (bSolved ? "*** SUCCESS ***\n" : "--- FAILED ----, by solvePatchPairs\n");
+    out() << (bSolved ? "*** SUCCESS ***\n" : "--- FAILED ----, by solvePatchPairs\n");
     return bSolved;
 }
 

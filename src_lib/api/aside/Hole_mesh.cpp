@@ -7,7 +7,6 @@
 #include "CloudMgr.h"
 #include "Hal.h"
 #include "Hole.h"
-#include "Progress.h"
 #include "drawings.h"
 #include "sortMT.h"
 
@@ -26,12 +25,10 @@ CMesh* Hole::createCMesh(VCCDPoint& vCCD2Point) {
         vPoints.push_back(pCMesh->getAvgPoint(vcd));
     oneInstanceMT(vPoints);
 
-    OwnRun run(progressForHole());
     CloudMgr cloudMgr;
     cloudMgr.setInputPoints(vPoints, -1.0, -1.0, false, 361.0, false, pCalc, -1);
     Hal hal(&cloudMgr);
     std::unique_ptr<CMesh> pHoleMesh(hal.reconstructInHole());
-    run.close();
     drawOnTheWay([&] {
         if (pHoleMesh != nullptr) pHoleMesh->debugShow(name + "holeTri.list", VT_REAL, CGREEN);
     });

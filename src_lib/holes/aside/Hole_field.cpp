@@ -15,7 +15,6 @@
 #include <algorithm>
 #include <cmath>
 #include <cstdint>
-#include <iostream>
 #include <limits>
 
 #include "CEdge.h"
@@ -114,7 +113,7 @@ private:
 }  // namespace
 
 void Hole::run(std::vector<std::pair<VCD, Point3>>&) {
-    std::cout << "Hole::run() does not use vCCD2Zero currently" << std::endl;
+    out() << "Hole::run() does not use vCCD2Zero currently" << std::endl;
     makeField();
     extractStrategy();
     getZeroCbs();
@@ -137,7 +136,7 @@ void Hole::makeField(int ringFactor) {
 void Hole::inflate() {
     oneInstance(vAddr);
     std::vector<int> vRing = vAddr, vNextRing;
-    std::cout << "numGrowSteps: " << numGrowSteps << std::endl;
+    out() << "numGrowSteps: " << numGrowSteps << std::endl;
     for (int i = 0; i < numGrowSteps; ++i) {
         vNextRing.clear();
         inflateOneStep(i, vRing, vNextRing);
@@ -196,7 +195,7 @@ void Hole::lowPassFor(std::vector<int>& vAddresses, int numIter, bool bUseWeight
 // ---- Zeros --------------------------------------------------------------------------------------------------------------
 
 Hole::VCCDPoint Hole::getZeroCbs() {
-    std::cout << fatBar("getZeroCbs");
+    out() << fatBar("getZeroCbs");
     liftZeros();
     VRCDPoint vNotes;
     for (const Crossing& crossing : findCrossings())
@@ -215,13 +214,13 @@ Hole::VCCDPoint Hole::getZeroCbs() {
     VCCD vExistingCCD = vRed;
     vExistingCCD.insert(vExistingCCD.end(), vBlue.begin(), vBlue.end());
     oneInstance(vExistingCCD);
-    std::cout << "vExistingCCD.size()=" << vExistingCCD.size() << "\nvRed: " << vRed.size() << "\nvBlue: " << vBlue.size()
-              << std::endl;
+    out() << "vExistingCCD.size()=" << vExistingCCD.size() << "\nvRed: " << vRed.size() << "\nvBlue: " << vBlue.size()
+          << std::endl;
     oneInstance(vSeen);
     VCCD vKept, vDoomed;
     RemoveDecider(vSeen, pCalc).pruneStrong(vRed, vKept, vDoomed);
-    std::cout << "vRemoveCandidates start: " << vRed.size() << "\nDoomed ones: " << vDoomed.size()
-              << "\nvRemoveCandidates final: " << vKept.size() << std::endl;
+    out() << "vRemoveCandidates start: " << vRed.size() << "\nDoomed ones: " << vDoomed.size()
+          << "\nvRemoveCandidates final: " << vKept.size() << std::endl;
     vRed = std::move(vKept);
     drawOnTheWay([&] { drawCells(name + "prunedCandidates.list", pCalc, vRed, vBlue); });
     std::sort(vRed.begin(), vRed.end());

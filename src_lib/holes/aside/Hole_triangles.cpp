@@ -12,7 +12,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <iostream>
 #include <limits>
 #include <memory>
 #include <set>
@@ -21,6 +20,7 @@
 #include "CMesh.h"
 #include "Chain.h"
 #include "Hole.h"
+#include "Progress.h"
 #include "RemoveDecider.h"
 #include "Segment3.h"
 #include "cubeTriangles.h"
@@ -59,7 +59,7 @@ std::vector<std::pair<VCD, CCD>> keysOf(const VCCD& vCells, const Calc& calc) {
 // ---- The sheet of new cells
 
 void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
-    std::cout << fatBar("extractAndCleanHole");
+    out() << fatBar("extractAndCleanHole");
     liftZeros();
     vCCDPoints = meansOfCells(noteZeros());
     std::erase_if(vCCDPoints, [this](const auto& cellPoint) {
@@ -73,7 +73,7 @@ void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
     addThirdCorners(vCCD);
     VCCD vExisting = vCCD;
     vExisting.insert(vExisting.end(), vHoleCCDs.begin(), vHoleCCDs.end());
-    std::cout << "vBorderCCDs: " << vCCD.size() << "\nvHoleCCDs:   " << vHoleCCDs.size() << std::endl;
+    out() << "vBorderCCDs: " << vCCD.size() << "\nvHoleCCDs:   " << vHoleCCDs.size() << std::endl;
     oneInstance(vExisting);
     drawOnTheWay([&] {
         drawCells(name + "bo_plus_holes.list", pCalc, vHoleCCDs, vCCD);
@@ -105,14 +105,14 @@ Hole::VRCDPoint Hole::noteZeros() {
         oneInstance(vAround);
         if (vAround.size() < 4) {
             vIncompleteSeg.push_back(vSeg.back());
-            std::cout << "--\n";
+            out() << "--\n";
         }
         for (const RCD rcd : vAround) {
-            std::cout << "emplacing for rcd=" << rcd << "\n";
+            out() << "emplacing for rcd=" << rcd << "\n";
             vNotes.emplace_back(rcd, crossing.zero);
         }
     }
-    std::cout << "vIncompleteSeg.size()=" << vIncompleteSeg.size() << std::endl;
+    out() << "vIncompleteSeg.size()=" << vIncompleteSeg.size() << std::endl;
     drawOnTheWay([&] {
         drawSegments(name + "incomplete.list", vIncompleteSeg, CRED);
         drawZeros(vSeg, vNegative, vPositive);
@@ -125,8 +125,8 @@ Hole::VRCDPoint Hole::noteZeros() {
 void Hole::thinSheet(VCCD& vExisting, VCCD& vHoleCCDs) {
     VCCD vKept, vDoomed;
     RemoveDecider(vExisting, pCalc).pruneStrong(vHoleCCDs, vKept, vDoomed);
-    std::cout << "vHoleCCDs start: " << vHoleCCDs.size() << "\nDoomed ones: " << vDoomed.size()
-              << "\nvHoleCCDs final: " << vKept.size() << std::endl;
+    out() << "vHoleCCDs start: " << vHoleCCDs.size() << "\nDoomed ones: " << vDoomed.size()
+          << "\nvHoleCCDs final: " << vKept.size() << std::endl;
     vHoleCCDs = std::move(vKept);
     std::sort(vHoleCCDs.begin(), vHoleCCDs.end());
     drawOnTheWay([&] { drawCells(name + "types.list", pCalc, vHoleCCDs, vDoomed); });
@@ -149,7 +149,7 @@ void Hole::grow() {
     VCCD vAll = vHoleCCDs;
     vAll.insert(vAll.end(), vBorderCCDs.begin(), vBorderCCDs.end());
     std::vector<CCD> vAmbiguousT;
-    createTrianglesOfCubes(pCMesh, casx, keysOf(vAll, *pCalc), nullptr, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, keysOf(vAll, *pCalc), {}, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
 }
 

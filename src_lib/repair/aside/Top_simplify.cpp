@@ -18,7 +18,6 @@
 #include <algorithm>
 #include <cfloat>
 #include <functional>
-#include <iostream>
 #include <iterator>
 #include <utility>
 
@@ -113,7 +112,7 @@ void Top::simplifyAndSmooth() {
     edgeFlips(1.0);
     const double L = pCalc->getSideLen() * 1.5;
     simplify(0, L, SM_MID_THEN_SINGLE);
-    std::cout << fatBar("lap deactivated");
+    out() << fatBar("lap deactivated");
     killTinyBorderPatches(5);
     simplify(0, L, SM_MID_THEN_SINGLE);
     for (int i = 0; i < 3; ++i)
@@ -123,7 +122,7 @@ void Top::simplifyAndSmooth() {
 // ---- Collapses
 
 bool Top::simplify(int passNo, double maxLen, SimplifyMode mode) {
-    std::cout << fatBar("This is simplify(), passNo " + toString(passNo));
+    out() << fatBar("This is simplify(), passNo " + toString(passNo));
     const std::vector<VCD> vBorderVCD = borderVertices(*pCMesh);
     const auto touchesBorder = [&vBorderVCD](const CEdge* pCE) {
         return std::binary_search(vBorderVCD.begin(), vBorderVCD.end(), pCE->v0) ||
@@ -147,8 +146,8 @@ bool Top::simplify(int passNo, double maxLen, SimplifyMode mode) {
         else if (sq < maxSq)
             prioq.emplace(sq, pCE);
     }
-    std::cout << "passNo: " << passNo << ", numKilled: " << numKilled << "\n";
-    std::cout << "killDups has killed " << pCMesh->killDups() << std::endl;
+    out() << "passNo: " << passNo << ", numKilled: " << numKilled << "\n";
+    out() << "killDups has killed " << pCMesh->killDups() << std::endl;
     const int num2 = pCMesh->killDups();
     ASSEX(num2==0);
     if (numKilled >= ENOUGH_COLLAPSES) return true;
@@ -365,7 +364,7 @@ bool Top::collapseCap(CTriangle* pCT, VCD altVCD) {
 
 void Top::flipFeatures() {
     for (int turn = 1; turn <= NUM_FEATURE_TURNS; ++turn) {
-        std::cout << fatBar("NEW FLIP TURN " + toString(turn));
+        out() << fatBar("NEW FLIP TURN " + toString(turn));
         for (const CCD ccd : sFeatureCCD) {
             std::vector<CTriangle*> vIncT;
             pCMesh->getIncidentT(ccd, vIncT);

@@ -72,7 +72,7 @@ std::string roof(bool bFloor, int middle = 0) {
 TEST_F(ProgramTest, makesAMeshOfAScan) {
     ASSERT_EQ(run("scan cube scan.bin --points 20000 --seed 3").status, 0);
     for (const std::string mesh : {"mesh.ply", "mesh.stl", "mesh.obj"}) {
-        for (const std::string options : {"", "--factor 1.5", "--spacing 0.03", "--laplacian", "--quiet"}) {
+        for (const std::string options : {"", "--factor 1.5", "--spacing 0.03", "--laplacian", "--threads 3", "--quiet"}) {
             const Outcome outcome = run("reconstruct scan.bin " + mesh + " --json report.json " + options);
             EXPECT_EQ(outcome.status, 0) << mesh << options << outcome.err;
             EXPECT_EQ(countIn(outcome.out, "\n"), options == "--quiet" ? 0 : 1) << outcome.out;
@@ -125,7 +125,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
         {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json"}},
         {"reconstruct scan.bin o.ply",
-         {"extra", "--nonsense", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 0", "--smooth 1 --smooth 2"}},
+         {"extra", "--nonsense", "--threads -1", "--threads x", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 0",
+          "--smooth 1 --smooth 2"}},
         {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},
         {"melt",
          {"good.stl o.ply", "good.stl o.ply --spacing 0", "good.stl o.ply --spacing 1 --feature-angle -1",

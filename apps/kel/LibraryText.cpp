@@ -27,26 +27,24 @@ std::string withoutColours(const std::string& text) {
 
 }  // namespace
 
-LibraryText::LibraryText(Mode mode, bool silent)
-    : pOldCout(std::cout.rdbuf()),
-      pOldCerr(std::cerr.rdbuf()),
-      pLive(mode == Mode::LIVE && !silent ? pOldCerr : nullptr),
-      bHeld(mode == Mode::HELD),
-      bSilent(silent) {
-    std::cout.rdbuf(this);
-    if (bHeld) std::cerr.rdbuf(this);
+LibraryText::LibraryText(Mode mode, bool bSilent_) : bHeld(mode == Mode::HELD), bSilent(bSilent_) {
+    former = TARN_KEL::setMessageSink([this](TARN_KEL::MessageKind, std::string_view part) { take(part); });
 }
 
 LibraryText::~LibraryText() {
-    std::cout.rdbuf(pOldCout);
-    std::cerr.rdbuf(pOldCerr);
+    TARN_KEL::setMessageSink(former);
 }
 
 void LibraryText::release() {
     if (!bHeld || bSilent) return;
-    pOldCerr->sputn(text.data(), static_cast<std::streamsize>(text.size()));
-    pOldCerr->pubsync();
+    std::cerr << text << std::flush;
     text.clear();
+}
+
+void LibraryText::take(std::string_view part) {
+    if (!bHeld && !bSilent) std::cerr << part;
+    text += part;
+    if (!bHeld && text.size() > 2 * KEPT) text.erase(0, text.size() - KEPT);
 }
 
 std::string LibraryText::lastWords() const {
@@ -67,19 +65,4 @@ std::string LibraryText::lastWords() const {
         }
     }
     return words;
-}
-
-LibraryText::int_type LibraryText::overflow(int_type c) {
-    if (traits_type::eq_int_type(c, traits_type::eof())) return traits_type::not_eof(c);
-    const char letter = traits_type::to_char_type(c);
-    xsputn(&letter, 1);
-    return c;
-}
-
-std::streamsize LibraryText::xsputn(const char* p, std::streamsize count) {
-    const std::lock_guard<std::mutex> lock(mutex);
-    if (pLive != nullptr) pLive->sputn(p, count);
-    text.append(p, static_cast<std::size_t>(count));
-    if (!bHeld && text.size() > 2 * KEPT) text.erase(0, text.size() - KEPT);
-    return count;
 }

@@ -1,24 +1,25 @@
 // What the library says while the program runs one of its calls.
 #pragma once
 
-#include <mutex>
-#include <streambuf>
-#include <string>
+#include <kel.h>
 
-/// Takes the place of the buffers of standard streams for as long as it lives, so that standard output stays the program's.
+#include <string>
+#include <string_view>
+
+/// Hears what the library prints for this thread, so that standard output stays the program's.
 ///
-/// The text is passed on at once or held back until release(). Its end is kept either way: it tells why a call failed. Any
-/// thread may write; one object at a time.
-class LibraryText : public std::streambuf {
+/// The text goes to standard error at once or is held back until release(). Its end is kept either way: it tells why a call
+/// failed. One object at a time.
+class LibraryText {
 public:
     enum class Mode {
-        LIVE,  ///< std::cout goes to standard error
-        HELD   ///< std::cout and std::cerr wait for release(); without it nobody sees them
+        LIVE,  ///< text goes to standard error as it comes
+        HELD   ///< it waits for release(); without it nobody sees it
     };
 
     /// With bSilent nothing is ever passed on.
     LibraryText(Mode mode, bool bSilent);
-    ~LibraryText() override;
+    ~LibraryText();
     LibraryText(const LibraryText&) = delete;
     LibraryText& operator=(const LibraryText&) = delete;
 
@@ -28,16 +29,11 @@ public:
     /// last message. One line without colours; may be empty.
     std::string lastWords() const;
 
-protected:
-    int_type overflow(int_type c) override;
-    std::streamsize xsputn(const char* p, std::streamsize count) override;
-
 private:
-    std::streambuf* pOldCout;  // of std::cout
-    std::streambuf* pOldCerr;  // of std::cerr
-    std::streambuf* pLive;     // where text goes at once; null for nowhere
+    void take(std::string_view part);
+
+    TARN_KEL::MessageSink former;
     const bool bHeld;
     const bool bSilent;
-    mutable std::mutex mutex;
     std::string text;  // all of it when held back, else its end
 };

@@ -115,6 +115,11 @@ const CLI::Validator nonNegativeNumber = numberWhere("a finite number of at leas
 
 void Program::addCommonOptions(CLI::App& command) {
     command.add_flag("--quiet", bQuiet, "Print results and errors only");
+    command
+        .add_option_function<int>("--threads", setNumThreads,
+                                  "Number of threads; 0: one per processor. Never changes a result")
+        ->check(CLI::Range(0, 1024))
+        ->default_str("0");
     command.add_option("--json", jsonFile, "Write a report to this file: what was read and made, seconds, peak memory");
 }
 

@@ -28,7 +28,7 @@ public:
 /// or nowhere with --quiet.
 class Program {
 public:
-    /// Adds --quiet and --json to a command.
+    /// Adds --quiet, --threads and --json to a command.
     void addCommonOptions(CLI::App& command);
 
     /// Fails unless points can be read from a file of that name.

@@ -1,10 +1,10 @@
-# What `cmake --install` puts under the prefix: the library, its header, the package for find_package(kel) and kel.pc for
+# What `cmake --install` puts under the prefix: the library, its headers, the package for find_package(kel) and kel.pc for
 # pkg-config. The tree may be moved as a whole: no file holds the prefix as it was at the time of the build.
 include(CMakePackageConfigHelpers)
 include(GNUInstallDirs)
 
 install(TARGETS kel EXPORT kelTargets INCLUDES DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
-install(FILES ${PROJECT_SOURCE_DIR}/include/kel.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
+install(DIRECTORY ${PROJECT_SOURCE_DIR}/include/ DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
 set(KEL_PACKAGE_DIR ${CMAKE_INSTALL_LIBDIR}/cmake/kel)
 configure_package_config_file(cmake/kelConfig.cmake.in ${PROJECT_BINARY_DIR}/kelConfig.cmake

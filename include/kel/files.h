@@ -1,0 +1,209 @@
+// Reading and writing points, triangle soups and meshes.
+//
+// The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj (meshes,
+// only written) and .list (a drawing for the Geomview viewer, only written).
+//
+// Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
+// failure stays in the vector, except for PLY. Writers write a temporary file next to the target and rename it, so a failure
+// leaves an older file untouched.
+#pragma once
+
+#include <kel/mesh.h>
+#include <kel/points.h>
+
+#include <string>
+#include <vector>
+
+namespace TARN_KEL {
+
+/// The formats of files.
+enum FileType : int {
+    FT_STL,     ///< Triangles.
+    FT_PLY,     ///< Points or triangles.
+    FT_ASCII,   ///< Points.
+    FT_BIN,     ///< Points.
+    FT_LIST,    ///< A drawing for the Geomview viewer.
+    FT_UNKNOWN  ///< Any other extension.
+};
+
+/// The format that the name of a file stands for.
+///
+/// @param filename  only its extension matters; the file needn't exist
+/// @return one of FileType, 0 to 5
+int getFileType(const std::string& filename);
+
+// ---- Points -------------------------------------------------------------------------------------------------------------
+
+/// Reads points from a text, binary or PLY file.
+///
+/// @param filename      .xyz, .txt, .asc, .bin or .ply
+/// @param[out] vPoints  the points are appended
+/// @return false, after a message, when the file can't be read
+bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
+
+/// Writes points to a text, binary, PLY or Geomview file.
+///
+/// @param filename  .xyz, .txt, .asc, .bin, .ply or .list; with another extension "kel_output_bin.ply" is written instead,
+///                  after a message
+/// @param vPoints   not changed
+/// @param bAscii    true writes a PLY as text
+/// @return false, after a message, when the file can't be written
+bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+
+/// Reads a binary point file.
+///
+/// Coordinates missing at the end of the file are 0.0. A file that claims more than eight points per byte of its length
+/// can't be read.
+bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints);
+
+/// Writes a binary point file, which keeps every double exactly.
+bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
+
+/// Reads one point from the first three columns of each line of a text.
+///
+/// @param filename      a text file
+/// @param[out] vPoints  the points are appended; lines that don't start with three numbers are skipped
+/// @return false when the file can't be read, or has no point
+bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
+
+/// Writes one point per line, with six significant digits.
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints);
+
+/// Writes one point per line.
+///
+/// @param filename  the name of the file
+/// @param vPoints   not changed
+/// @param digits    significant digits; 17 keep every double exactly
+/// @return false, after a message, when the file can't be written
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits);
+
+/// Writes points as PLY in single precision, as text with six digits.
+bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+
+// ---- Triangle soups -----------------------------------------------------------------------------------------------------
+
+/// Reads the triangles of an STL file, as text or, which is an addition, binary.
+///
+/// A file is binary when its length fits its count of triangles, or when its first 84 bytes hold one that no text has. A
+/// binary file that is too short for its count is refused. Normals, attributes and bytes after the last triangle are
+/// ignored.
+///
+/// @param filename      a text or binary STL file
+/// @param[out] vPoints  three corners per triangle, appended; in a text their number isn't checked
+/// @return false, after a message, when the file can't be read
+bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
+
+/// The same with a simpler scan of a text: every "vertex" line is a corner.
+bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints);
+
+/// Reads the points or the triangles of a PLY file.
+///
+/// @param filename      a PLY file in any of the three encodings
+/// @param bPointsOnly   true reads the vertices, false the faces
+/// @param[out] vPoints  points, or three corners per triangle, appended; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoints);
+
+// ---- Meshes -------------------------------------------------------------------------------------------------------------
+
+/// Reads a mesh from a PLY or STL file and cleans it up.
+///
+/// Corners with exactly equal coordinates become one vertex; or, with bJoin false, only those that a PLY file gives the same
+/// number, so that sheets that makeManifold() separated stay separate. Polygons of a PLY file are cut into triangles from
+/// their first corner. Triangles with a coordinate that isn't finite or with two equal corners are skipped, with one warning
+/// that counts them.
+///
+/// The clean-up is that of every mesh: of equal triangles one remains, triangles are turned to agree with the oldest one of
+/// their patch (triangles connected across edges of exactly two), and degenerate ones are collapsed. A consistently oriented
+/// mesh keeps its orientation. Some vertices of the file may no longer be used.
+///
+/// @param filename  .ply or .stl
+/// @param sideLen   the unit of small moves, as the edge of a grid cell would be; not finite or 0 or less: the mean length
+///                  of the edges
+/// @param bJoin     true joins equal corners
+/// @return the mesh; null, after a message, when the file can't be read, has another extension, or no triangle is left
+/// @cost O(n log n); k flat triangles around one vertex cost O(k^2)
+MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0, bool bJoin = true);
+
+/// Writes a mesh to a PLY, STL or Geomview file.
+///
+/// A PLY file holds single precision, as text six digits of it; STL holds ten significant digits.
+///
+/// @param filename  .ply, .stl or .list; with another extension "kel_output.ply" is written instead, a binary one, after a
+///                  line on standard error
+/// @param pMesh     not changed
+/// @param bAscii    true writes a PLY as text
+/// @return false, after a message, when the file can't be written
+/// @throws KelBugException when pMesh is null
+bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
+
+/// Writes an STL file as text.
+bool writeSTL(RMesh* pRMesh, const std::string& filename);
+
+/// Writes a Wavefront OBJ file with ten significant digits. The only sign of failure is a line on standard error that begins
+/// with "Can't write".
+void toObj(MeshPtr pMesh, const std::string& filename);
+
+/// Writes a Geomview drawing of the triangles alone, in dark orange.
+///
+/// @param pRMesh       not changed
+/// @param filename     the name of the file
+/// @param bAuthorized  false refuses to write
+/// @return false, after a message, when the file can't be written
+/// @throws KelBugException when bAuthorized is false
+bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized);
+
+/// Draws the mesh in white and its border edges in red into "holes.list" in the current folder, for the Geomview viewer.
+/// Edges of three and more triangles are drawn as in Mesh::writeGeomview_ASCII(). Warns when the file can't be written.
+void findHoles(MeshPtr pMesh);
+
+/// The same into a file of any name and extension.
+///
+/// @param pMesh     not changed; null throws KelBugException
+/// @param filename  the name of the file
+/// @return false, after a warning, when the file can't be written
+bool findHoles(MeshPtr pMesh, const std::string& filename);
+
+}  // namespace TARN_KEL
+
+/// The PLY layer beneath readPly(), writePointsPly() and the PLY writers of Mesh.
+namespace PLY {
+
+/// Reads the points or the triangles of a PLY file in any of its three encodings.
+///
+/// Coordinates may be float, double or int. Polygons are cut into triangles from their first corner. Memory is bounded by
+/// the length of the file, whatever its header claims.
+///
+/// @param filename     the name of the file
+/// @param bPointsOnly  true reads the vertices, false the faces
+/// @param[out] vOut    points, or three corners per triangle, appended; unchanged on failure
+/// @return false when anything is wrong: the file or a property is missing, the body is shorter than the header says, an
+///         index is out of range, a face has fewer than three corners
+bool readPly(const std::string& filename, bool bPointsOnly, std::vector<TARN_KEL::Point3>& vOut);
+
+/// Reads the mesh of a PLY file as the file numbers its vertices. Otherwise the same.
+///
+/// @param filename        the name of the file
+/// @param[out] vVertices  all vertices of the file, used or not; must be empty
+/// @param[out] vIndices   three positions in vVertices per triangle, counted from 0; appended
+/// @return false as above
+/// @throws KelBugException when vVertices isn't empty
+bool readPly(const std::string& filename, std::vector<TARN_KEL::Point3>& vVertices, std::vector<int>& vIndices);
+
+/// Writes the triangles of a mesh in single precision. Vertices are numbered in the order in which the corners use them.
+///
+/// @param pRMesh    not changed
+/// @param filename  the name of the file
+/// @param bAscii    true writes text
+/// @return false when the file can't be written
+bool writePly(TARN_KEL::RMesh* pRMesh, const std::string& filename, bool bAscii);
+
+/// Writes points, in their order, in single precision.
+///
+/// @param vPoints   not changed
+/// @param filename  the name of the file
+/// @param bAscii    true writes text
+/// @return false when the file can't be written
+bool writePly(std::vector<TARN_KEL::Point3*>& vPoints, const std::string& filename, bool bAscii);
+
+}  // namespace PLY

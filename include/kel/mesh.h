@@ -1,0 +1,72 @@
+// The triangle mesh that runs return.
+#pragma once
+
+#include <kel/points.h>
+
+#include <memory>
+#include <string>
+#include <vector>
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// A triangle mesh in the coordinates of the input. It is independent of the run that made it.
+///
+/// The mesh owns the points to which it returns pointers. They are valid until the mesh is changed or destroyed.
+///
+/// The operations below throw KelBugException when pRMesh is null.
+class Mesh {
+public:
+    /// Takes ownership of a mesh on the heap.
+    explicit Mesh(RMesh* pRMesh);
+    ~Mesh();
+    Mesh(const Mesh&) = delete;
+    Mesh& operator=(const Mesh&) = delete;
+
+    /// The mesh inside, for code that works with the library's own classes.
+    RMesh* getRMesh() { return pRMesh; }
+
+    /// The mean length of the edges; -1.0 for a mesh without edges.
+    double getAverageEdgeLength() const;
+
+    /// Appends the corners of all triangles.
+    ///
+    /// @param[out] vCorners  three corners per triangle, in orientation order
+    void getTriangles(std::vector<Point3*>& vCorners) const;
+
+    /// Every used vertex once.
+    ///
+    /// @param[out] vPoints  must be empty
+    void getPoints(std::vector<Point3*>& vPoints) const;
+
+    /// The indexed form of the mesh.
+    ///
+    /// @param[out] vVertices  every used vertex once; must be empty
+    /// @param[out] vIndices   three positions in vVertices per triangle, counted from 0; appended
+    /// @cost O(n)
+    void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices);
+
+    /// @name Files
+    /// Each writes the mesh in one format and returns false, after a message, when the file can't be written.
+    /// @{
+    bool writePly_BIN(const std::string& filename) const;
+    bool writePly_ASCII(const std::string& filename) const;
+    bool writeStl_ASCII(const std::string& filename) const;
+    /// A drawing for the Geomview viewer: the surface in green; border edges in red, edges of three triangles in purple, of
+    /// four in light blue and of more in pink, with dots at their ends.
+    bool writeGeomview_ASCII(const std::string& filename) const;
+    /// @}
+
+    /// Prints the number of triangles, and of edges by their number of triangles.
+    ///
+    /// @param title  printed first
+    void printStatistics(const std::string& title) const;
+
+    RMesh* pRMesh;  ///< Owned.
+};
+
+/// A mesh shared by its users; null when a run yields nothing.
+using MeshPtr = std::shared_ptr<Mesh>;
+
+}  // namespace TARN_KEL

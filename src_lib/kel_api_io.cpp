@@ -283,13 +283,11 @@ bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints) {
     InputFile file(name);
     if (!file.isOpen()) return fail(name + " is unreadable");
     BlockReader reader(file.stream());
-    const std::size_t numBefore = vPoints.size();
     std::string_view line;
     while (reader.nextLine(line)) {
         if (const std::optional<Point3> point = extractPoint(line)) vPoints.push_back(*point);
     }
-    if (reader.failed()) return fail(name + " is unreadable");
-    return vPoints.size() > numBefore || fail(name + " holds no points");
+    return !reader.failed() || fail(name + " is unreadable");
 }
 
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints) {

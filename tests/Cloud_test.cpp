@@ -270,13 +270,15 @@ TEST(CloudMgr, readsAFileAsItTakesPoints) {
 
 TEST(Cloud, saysWhatIsWrongWithAFile) {
     const TempFolder folder;
-    const std::string empty = folder.path("empty.bin"), missing = folder.path("missing.xyz");
+    const std::string bin = folder.path("empty.bin"), missing = folder.path("missing.xyz");
     std::vector<Point3> vPoints;
-    ASSERT_TRUE(writePoints_BIN(empty.c_str(), vPoints));
-    const auto read = [&](const std::string& name, bool bSoup) {
-        return Cloud(name, -1.0, 1.0, bSoup, -1).readPoints(name, vPoints);
+    ASSERT_TRUE(writePoints_BIN(bin.c_str(), vPoints));
+    const auto read = [&](const std::string& name, bool bSoup, double spacing = -1.0) {
+        return Cloud(name, spacing, 1.0, bSoup, -1).readPoints(name, vPoints);
     };
-    EXPECT_EQ(countIn(outputOf([&] { EXPECT_TRUE(read(empty, false)); }), "Empty file: " + empty), 1);
+    for (const std::string& empty : {bin, folder.write("empty.xyz", "# nothing\n"), folder.write("empty.stl", "solid\n")})
+        EXPECT_EQ(outputOf([&] { EXPECT_TRUE(read(empty, true, 1.0)); }),
+                  "void Cloud::readPoints(), Empty file: " + empty + "\n");
     EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read(missing, false)); }), "Error reading file: " + missing), 1);
     EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read("a.what", false)); }), "Unknown file format"), 1);
     EXPECT_EQ(countIn(reportOf([&] { read("a.stl", false); }), "use --fmelt (-m) instead"), 1);

@@ -166,6 +166,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         }
     EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
         << "before it reads";
+    EXPECT_EQ(run("spacing text.xyz").err, "kel: There is no point in text.xyz\n");
+    EXPECT_EQ(run("melt text.stl o.ply --spacing 1").err, "kel: There is no triangle in text.stl\n");
 }
 
 TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {

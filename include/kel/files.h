@@ -63,7 +63,7 @@ bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 ///
 /// @param filename      a text file
 /// @param[out] vPoints  the points are appended; lines that don't start with three numbers are skipped
-/// @return false when the file can't be read, or has no point
+/// @return false, after a message, when the file can't be read; true without a point where no line has one
 bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
 
 /// Writes one point per line, with six significant digits.
@@ -89,7 +89,7 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 /// ignored.
 ///
 /// @param filename      a text or binary STL file
-/// @param[out] vPoints  three corners per triangle, appended; in a text their number isn't checked
+/// @param[out] vPoints  three corners per triangle, appended; in a text their number isn't checked, and may be 0
 /// @return false, after a message, when the file can't be read
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints);
 

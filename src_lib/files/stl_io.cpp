@@ -75,7 +75,6 @@ void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
 const char* readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr const char* TOO_SHORT = "is too short for its number of triangles";
     std::uint32_t numLeft = loadUint32(reader.begin() + HEADER - 4);
-    if (numLeft == 0) return "holds no triangles";
     if (file.size() && *file.size() < lengthFor(numLeft)) return TOO_SHORT;
     if (file.size()) vPoints.reserve(vPoints.size() + std::size_t{3} * numLeft);
     reader.skip(HEADER);
@@ -112,7 +111,6 @@ bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints, bool& bEnded) {
 
 /// Null, or why it can't be read. What was read before stays.
 const char* readLoops(BlockReader& reader, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
-    const std::size_t numBefore = vPoints.size();
     std::string_view line;
     while (reader.nextLine(line)) {
         if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
@@ -122,8 +120,7 @@ const char* readLoops(BlockReader& reader, bool bTrianglesOnly, std::vector<Poin
         if (bTrianglesOnly && !bEnded) return "ends within a triangle";
         if (bTrianglesOnly && vPoints.size() != loopBegin + 3) return "has a loop that is no triangle";
     }
-    if (reader.failed()) return "is unreadable";
-    return vPoints.size() > numBefore ? nullptr : "holds no triangles";
+    return reader.failed() ? "is unreadable" : nullptr;
 }
 
 /// Calls read(), which tells why the file can't be read, or null; triangles that find no room are one more reason.
@@ -140,7 +137,6 @@ const char* withinMemory(Read&& read) {
 /// Null, or why it can't be read. What was read before stays.
 const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr std::string_view WORD = "vertex";
-    const std::size_t numBefore = vPoints.size();
     std::string_view line;
     while (reader.nextLine(line)) {
         const std::size_t pos = line.find(WORD);
@@ -151,8 +147,7 @@ const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
         if (!corner) return "has a vertex without three numbers";
         vPoints.push_back(*corner);
     }
-    if (reader.failed()) return "is unreadable";
-    return vPoints.size() > numBefore ? nullptr : "holds no triangles";
+    return reader.failed() ? "is unreadable" : nullptr;
 }
 
 }  // namespace

@@ -47,7 +47,7 @@ int main() {
         const MeshPtr pMesh = reconstruct_auto(vPoints, false, 1.1, -1);
         unsubscribe();
         if (!pMesh) return 1;
-        std::vector<Point3*> vCorners;  // three a triangle, owned by the mesh
+        std::vector<Point3*> vCorners;  // three per triangle, owned by the mesh
         pMesh->getTriangles(vCorners);
         std::cout << "\n" << vCorners.size() / 3 << " triangles\n";
     } catch (const std::exception& e) {

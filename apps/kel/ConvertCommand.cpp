@@ -39,17 +39,16 @@ void convert(const ConvertOptions& options, Program& program) {
 void addConvertCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ConvertOptions>();
     CLI::App& command = *app.add_subcommand(
-        "convert",
-        "Write a mesh, without its degenerate and equal triangles and turned to agree, or points in another format");
+        "convert", "Write a mesh or points in another format; a mesh without degenerate and duplicate triangles, oriented");
     command
         .add_option("IN", pOptions->in, "A mesh: .ply or .stl; or points: .xyz, .txt, .asc, .bin or a .ply without faces")
         ->required();
     command
         .add_option(
             "OUT", pOptions->out,
-            "A mesh: .ply, .stl, .obj or .list; or points, of all but an .stl: .xyz, .txt, .asc, .bin, .ply or .list")
+            "A mesh: .ply, .stl, .obj or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, .ply or .list")
         ->required();
-    command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, which has six digits");
+    command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits");
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { convert(*pOptions, program); });
 }

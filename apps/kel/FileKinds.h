@@ -1,19 +1,19 @@
-// What the name of a file tells about it, and the one thing that it doesn't.
+// The kind of a file by its name, and for .ply by its header.
 #pragma once
 
 #include <string>
 
 /// Points alone: .xyz, .txt, .asc, .bin.
 bool isPointsOnlyFile(const std::string& filename);
-/// Of those the text formats.
+/// Points as text: .xyz, .txt, .asc.
 bool isPointsText(const std::string& filename);
-/// Points can be read from it: the same and .ply.
+/// Points can be read from it: .xyz, .txt, .asc, .bin, .ply.
 bool isPointFile(const std::string& filename);
 /// Triangles can be read from it: .ply, .stl.
 bool isTriangleFile(const std::string& filename);
 bool isPlyFile(const std::string& filename);
 bool isObjFile(const std::string& filename);
-/// A drawing for the Geomview viewer, which nobody reads back: .list.
+/// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);
 
 /// Reads the file: true for an .stl and for a .ply whose header counts faces. O(length of the header).

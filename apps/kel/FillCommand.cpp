@@ -18,7 +18,7 @@ void addFillCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FillOptions>();
     CLI::App& command = *app.add_subcommand("fill", "Close small holes of a mesh with triangles between their vertices");
     addMeshChange(command, pOptions->change);
-    command.add_option("--max-edges", pOptions->maxEdges, "The longest border of a hole that is closed, in edges")
+    command.add_option("--max-edges", pOptions->maxEdges, "Close holes of at most this many edges")
         ->required()
         ->check(holeEdges);
     program.addCommonOptions(command);

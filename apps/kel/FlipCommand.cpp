@@ -18,7 +18,7 @@ void addFlipCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FlipOptions>();
     CLI::App& command = *app.add_subcommand("flip", "Flip edges of a mesh where that makes the surface smoother");
     addMeshChange(command, pOptions->change);
-    command.add_flag("--anneal", pOptions->bAnneal, "Anneal: some thirty times as slow, gets out of local minima");
+    command.add_flag("--anneal", pOptions->bAnneal, "Simulated annealing: some thirty times as slow, leaves local minima");
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(

@@ -108,15 +108,14 @@ void info(const InfoOptions& options, Program& program) {
 
 void addInfoCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<InfoOptions>();
-    CLI::App& command = *app.add_subcommand("info", "Print the figures of a mesh: topology, orientation, faults, distances");
+    CLI::App& command = *app.add_subcommand("info", "Print how good a mesh is: topology, orientation, faults, distances");
     command.add_option("MESH", pOptions->mesh, MESH_IN)->required();
     command.add_flag("--join", pOptions->bJoin,
-                     "Make one vertex of those of a .ply that are at one place, as is always done for an .stl");
+                     "Join vertices of a .ply that are at one place, as is always done for an .stl");
     CLI::Option* pReference = command.add_option("--reference", pOptions->reference,
-                                                 "Points from which the distances of the vertices are taken: .xyz, .txt, "
+                                                 "Measure the distances of the vertices to these points: .xyz, .txt, "
                                                  ".asc, .bin or .ply");
-    command
-        .add_option("--within", pOptions->within, "Tell which share of the vertices is no farther than this from the points")
+    command.add_option("--within", pOptions->within, "Print the share of vertices no farther than this from the points")
         ->check(positiveNumber)
         ->needs(pReference);
     program.addCommonOptions(command);

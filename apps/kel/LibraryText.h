@@ -1,4 +1,4 @@
-// What the library says while the program runs one of its calls.
+// Collects what the library prints while the program calls it.
 #pragma once
 
 #include <kel.h>

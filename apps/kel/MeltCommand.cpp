@@ -29,7 +29,7 @@ void meltSoup(const MeltOptions& options, Program& program) {
 void addMeltCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<MeltOptions>();
     CLI::App& command = *app.add_subcommand(
-        "melt", "Make a clean mesh of triangles that needn't fit together, by way of the cells of a grid that they touch");
+        "melt", "Make a clean mesh of triangles that needn't fit together, by meshing the grid cells that they touch");
     addSoupOptions(command, *pOptions, MESH_OUT);
     addFreshMesh(command, pOptions->fresh);
     program.addCommonOptions(command);

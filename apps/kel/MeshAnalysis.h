@@ -1,9 +1,8 @@
 // The figures that tell how good a triangle mesh is: its topology, its orientation, its faults, and how far it lies from the
 // points that it was made of.
 //
-// Words used here: a fan is a set of triangles round a vertex that hang together by edges of this vertex; a piece is a set
-// of triangles that hang together by edges; a component is one that hangs together by vertices. Lengths are in the unit of
-// the mesh.
+// Words used here: a fan is a set of triangles of a vertex, connected through edges at this vertex; a piece is a set of
+// triangles connected through edges, a component one connected through vertices. Lengths are in the unit of the mesh.
 #pragma once
 
 #include <kel.h>
@@ -28,7 +27,7 @@ struct IndexedTriangles {
 IndexedTriangles unifiedCorners(const std::vector<TARN_KEL::Point3>& vCorners);
 /// The same for corners given as positions in a list of vertices, which may hold equal and unused ones.
 IndexedTriangles unifiedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
-/// The same, but vertices at one place stay as many as there are.
+/// The same without joining vertices at one place.
 IndexedTriangles numberedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
 /// How many different places the points take up. O(n) expected time.
 std::size_t numPlaces(const std::vector<TARN_KEL::Point3>& vPoints);
@@ -74,7 +73,7 @@ struct MeshFigures {
 /// O(n log n) time for n triangles, near n where few meet at each vertex; about 90 bytes for each.
 MeshFigures measureMesh(const IndexedTriangles& mesh);
 
-/// How far vertices lie from their nearest point of a cloud.
+/// The distances of vertices to their nearest points of a cloud.
 struct CloudDistances {
     double max = 0.0;
     double mean = 0.0;
@@ -86,7 +85,7 @@ struct CloudDistances {
     nlohmann::ordered_json toJson() const;
 };
 
-/// Neither list may be empty; all coordinates are finite. O((v + n) log n) for v vertices and n
-/// points near each other or apart along an axis; up to n for a vertex from which the points look equally far.
+/// Neither list may be empty; all coordinates must be finite. O((v + n) log n) for v vertices and n points near each other;
+/// up to O(n) for a vertex that is about equally far from all points.
 CloudDistances measureDistances(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<TARN_KEL::Point3>& vCloud,
                                 double averageEdgeLength, std::optional<double> within);

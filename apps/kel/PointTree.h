@@ -1,4 +1,4 @@
-// Finds nearest points: a k-d tree that is nothing but the points in the right order, and a box round each range of them.
+// Finds nearest points with a k-d tree: the points in a suitable order, and a box around each range of them.
 #pragma once
 
 #include <kel.h>
@@ -14,8 +14,8 @@ public:
     /// vPoints: finite, not empty; copied. O(n log n).
     explicit PointTree(const std::vector<TARN_KEL::Point3>& vPoints);
 
-    /// The distance of a finite place to its nearest point. O(log n), and as many more as there are points that are farther
-    /// by less than about their own spacing: few near the points, many for a place from which they all look equally far.
+    /// The distance of a finite place to its nearest point. O(log n) near the points; up to O(n) for a place that is about
+    /// equally far from all of them.
     double distanceTo(const TARN_KEL::Point3& p) const;
 
 private:

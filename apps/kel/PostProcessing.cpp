@@ -62,7 +62,7 @@ void fillMesh(const MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program) {
 const CLI::Range holeEdges(3, std::numeric_limits<int>::max());
 
 void addRawOption(CLI::App& command, bool& bRaw) {
-    command.add_flag("--raw", bRaw, "Leave and make edges of three and more triangles, and whatever else isn't manifold");
+    command.add_flag("--raw", bRaw, "Allow edges of three and more triangles, and whatever else isn't manifold");
 }
 
 void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
@@ -89,7 +89,7 @@ void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
     addRawOption(command, fresh.bRaw);
     command
         .add_option("--close", fresh.closeEdges,
-                    "Close holes of up to N edges, such as pinholes (8), but not the rim of a flat or small piece")
+                    "Close holes of at most N edges, such as pinholes (8); the outer border of a flat or small piece stays")
         ->type_name("N")
         ->check(holeEdges);
 }

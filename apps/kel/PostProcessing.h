@@ -1,4 +1,4 @@
-// What changes a mesh once it is there: each a command of its own and a step behind a reconstruction.
+// The operations that change a mesh. Each is a command of its own and a step after a reconstruction.
 #pragma once
 
 #include <kel.h>
@@ -16,7 +16,7 @@ bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
 
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
 void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program);
-/// bAnneal: the slow way, which gets out of local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
+/// bAnneal: the slow way, which leaves local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
 void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
 void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, bool bRaw, Program& program);
@@ -44,7 +44,7 @@ struct MeshFiles {
 /// Adds IN and OUT to a command.
 void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText = MESH_OUT);
 
-/// What the commands from mesh to mesh have in common.
+/// Options of all commands that change a mesh.
 struct MeshChange {
     MeshFiles files;
     bool bRaw = false;  ///< the mesh may be non-manifold
@@ -53,13 +53,13 @@ struct MeshChange {
 void addMeshChange(CLI::App& command, MeshChange& change);
 /// Adds --raw.
 void addRawOption(CLI::App& command, bool& bRaw);
-/// Reads a mesh, makes it manifold unless it is to be raw, changes and writes it.
+/// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it.
 void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program);
 
-/// What the commands have in common that make a mesh.
+/// Options of all commands that create a mesh.
 struct FreshMesh {
     bool bRaw = false;
-    int closeEdges = 0;  ///< holes of up to so many edges are closed; 0: none
+    int closeEdges = 0;  ///< holes of at most this many edges are closed; 0: none
 };
 /// Adds --raw and --close.
 void addFreshMesh(CLI::App& command, FreshMesh& fresh);

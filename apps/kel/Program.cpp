@@ -117,10 +117,11 @@ void Program::addCommonOptions(CLI::App& command) {
     command.add_flag("--quiet", bQuiet, "Print results and errors only");
     command
         .add_option_function<int>("--threads", setNumThreads,
-                                  "Number of threads; 0: one per processor. Never changes a result")
+                                  "Number of threads, 0 for one per processor; never changes a result")
         ->check(CLI::Range(0, 1024))
         ->default_str("0");
-    command.add_option("--json", jsonFile, "Write a report to this file: what was read and made, seconds, peak memory");
+    command.add_option("--json", jsonFile,
+                       "Write a report to this file: what was read and made, seconds of each step, peak memory");
 }
 
 void Program::requirePointInput(const std::string& filename) {

@@ -4,8 +4,8 @@
 
 #include <string>
 
-/// One line on standard error that is drawn anew at each report of the library, for as long as the object lives. The runs
-/// must be on the thread that made it.
+/// A progress bar on standard error: one line, redrawn at each report of the library as long as the object lives. It hears
+/// the runs of the thread that created it.
 class ProgressBar : public TARN_KEL::ProgressBase {
 public:
     ProgressBar() { TARN_KEL::subscribe(this); }

@@ -44,15 +44,15 @@ void reconstruct(const ReconstructOptions& options, const std::vector<MeshStep>&
 
 /// Adds the options that change the mesh once it is made, and what each of them does.
 std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, ReconstructOptions& options, Program& program) {
-    constexpr const char* ORDER = "Done in the order in which these three options are given";
+    constexpr const char* ORDER = "Steps on the new mesh, in the order in which they are given";
     CLI::Option* pReduce =
         command
             .add_option("--reduce", options.reduceLimits,
-                        "Then let vertices go, each at most L, a length, and turning no normal by more than D degrees")
+                        "Collapse vertices onto others at most L away, turning no normal by more than D degrees")
             ->type_name("L D")
             ->check(nonNegativeNumber);
-    CLI::Option* pFlip = command.add_flag("--flip")->description("Then flip edges where that makes the surface smoother");
-    CLI::Option* pSmooth = command.add_option("--smooth", options.numSmoothRounds, "Then smooth in N rounds")
+    CLI::Option* pFlip = command.add_flag("--flip")->description("Flip edges where that makes the surface smoother");
+    CLI::Option* pSmooth = command.add_option("--smooth", options.numSmoothRounds, "Smooth the mesh in N rounds")
                                ->type_name("N")
                                ->check(smoothRounds);
     for (CLI::Option* pOption : {pReduce, pFlip, pSmooth})
@@ -83,17 +83,16 @@ void addReconstructCommand(CLI::App& app, Program& program) {
     command.add_option("IN", pOptions->in, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
     command.add_option("OUT", pOptions->out, MESH_OUT)->required();
     CLI::Option* pFactor =
-        command
-            .add_option("--factor", pOptions->factor, "The edge of a grid cell as a multiple of the estimated point spacing")
+        command.add_option("--factor", pOptions->factor, "Edge of a grid cell as a multiple of the estimated point spacing")
             ->check(positiveNumber)
             ->capture_default_str();
-    command.add_option("--spacing", pOptions->spacing, "The edge of a grid cell as a length; no estimate is made")
+    command.add_option("--spacing", pOptions->spacing, "Edge of a grid cell as a length; no estimate is made")
         ->check(positiveNumber)
         ->excludes(pFactor);
-    command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points first");
+    command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points before they are meshed");
     command
         .add_option("--grow", pOptions->numGrowSteps,
-                    "Close gaps of a closed surface in at most N steps: gaps of about N - 3 cells' radius")
+                    "Close gaps of a closed body in at most N steps: gaps of up to about N - 3 cells' radius")
         ->type_name("N")
         ->check(CLI::Range(0, 1000));
     addFreshMesh(command, pOptions->fresh);

@@ -17,12 +17,12 @@ struct ReduceOptions {
 
 void addReduceCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ReduceOptions>();
-    CLI::App& command = *app.add_subcommand("reduce", "Make a mesh of fewer triangles, flat places first");
+    CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles, flat places first");
     addMeshChange(command, pOptions->change);
-    command.add_option("--max-edge", pOptions->maxEdge, "How far away a vertex may go onto another one, a length")
+    command.add_option("--max-edge", pOptions->maxEdge, "Collapse vertices onto others at most this far away")
         ->required()
         ->check(nonNegativeNumber);
-    command.add_option("--max-angle", pOptions->maxAngle, "How far a step may turn the normal of a triangle, in degrees")
+    command.add_option("--max-angle", pOptions->maxAngle, "Turn no normal by more than this in one collapse, in degrees")
         ->required()
         ->check(nonNegativeNumber);
     program.addCommonOptions(command);

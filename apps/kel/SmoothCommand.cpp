@@ -16,9 +16,9 @@ struct SmoothOptions {
 
 void addSmoothCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<SmoothOptions>();
-    CLI::App& command = *app.add_subcommand("smooth", "Move the vertices of a mesh to the means of their neighbours");
+    CLI::App& command = *app.add_subcommand("smooth", "Smooth a mesh: move its vertices to the mean of their neighbours");
     addMeshChange(command, pOptions->change);
-    command.add_option("-n", pOptions->numRounds, "Rounds; vertices on a border stay where they are")
+    command.add_option("-n", pOptions->numRounds, "Number of rounds; border vertices don't move")
         ->required()
         ->check(smoothRounds);
     program.addCommonOptions(command);

@@ -1,4 +1,4 @@
-// What the commands that rasterise a triangle soup have in common.
+// Options of the commands that rasterise a triangle soup.
 #pragma once
 
 #include <nlohmann/json.hpp>

@@ -1,4 +1,4 @@
-// Synthetic scans: points on surfaces of which everything is known.
+// Synthetic scans: points on surfaces whose topology and area are known.
 #pragma once
 
 #include <kel.h>
@@ -16,8 +16,7 @@ struct ScanTruth {
     int eulerCharacteristic = 0;
 };
 
-/// One scan; the same arguments give the same points, but for last digits where another mathematical library rounds
-/// otherwise.
+/// One scan. The same request gives the same points, except for last digits with another mathematical library.
 struct ScanRequest {
     std::string shape;  ///< one of scanShapes()
     std::size_t numPoints = 0;

@@ -1,5 +1,5 @@
-// kel: the library's functions at the command line. It links nothing but the public functions; of the library's own headers
-// it includes two that need no linking, AtomicFile.h and Forest.h.
+// kel: the library's functions on the command line. It links only the public functions; of the library's private headers it
+// includes two that need no linking, AtomicFile.h and Forest.h.
 #include <algorithm>
 #include <iostream>
 #include <new>
@@ -28,7 +28,7 @@ std::string versionText() {
 }
 
 int runProgram(int argc, char** argv) {
-    CLI::App app("Surface reconstruction: points in, a triangle mesh out", "kel");
+    CLI::App app("Surface reconstruction: makes a triangle mesh of points, and works on meshes", "kel");
     app.set_version_flag("--version", versionText());
     app.require_subcommand(1);
     Program program;

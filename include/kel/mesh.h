@@ -47,9 +47,8 @@ public:
     /// @cost O(n)
     void getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices);
 
-    /// @name Files
-    /// Each writes the mesh in one format and returns false, after a message, when the file can't be written.
     /// @{
+    /// Writes the mesh in one format. Returns false, after a message, when the file can't be written.
     bool writePly_BIN(const std::string& filename) const;
     bool writePly_ASCII(const std::string& filename) const;
     bool writeStl_ASCII(const std::string& filename) const;

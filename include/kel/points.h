@@ -7,17 +7,17 @@
 /// Everything that the library offers, except the PLY layer in namespace PLY.
 namespace TARN_KEL {
 
-/// A vector in space. The default value is (0, 0, 0).
+/// A vector in space.
 class Vector3 {
 public:
-    /// @name Construction
     /// @{
+    /// From its values; without any, (0, 0, 0).
     constexpr Vector3() = default;
     constexpr Vector3(double x, double y, double z) : x_(x), y_(y), z_(z) {}
     /// @}
 
-    /// @name Components
     /// @{
+    /// The components, read and set.
     constexpr double x() const { return x_; }
     constexpr double y() const { return y_; }
     constexpr double z() const { return z_; }
@@ -28,8 +28,8 @@ public:
     }
     /// @}
 
-    /// @name Length, and length squared
     /// @{
+    /// The length, and its square.
     double length() const { return std::sqrt(sqLength()); }
     constexpr double sqLength() const { return x_ * x_ + y_ * y_ + z_ * z_; }
     /// @}
@@ -37,9 +37,8 @@ public:
     /// The dot product.
     constexpr double operator*(const Vector3& v) const { return x_ * v.x_ + y_ * v.y_ + z_ * v.z_; }
 
-    /// @name Arithmetic
-    /// Component by component. Division by 0.0 isn't checked.
     /// @{
+    /// Arithmetic, component by component. Division by 0.0 isn't checked.
     constexpr Vector3 operator*(double f) const { return {x_ * f, y_ * f, z_ * f}; }
     constexpr Vector3 operator/(double f) const { return {x_ / f, y_ / f, z_ / f}; }
     constexpr Vector3 operator+(const Vector3& v) const { return {x_ + v.x_, y_ + v.y_, z_ + v.z_}; }
@@ -74,21 +73,21 @@ constexpr Vector3 crossProduct(const Vector3& a, const Vector3& b) {
 /// A point in space. Points are ordered by x, then y, then z; they are equal when all three values are exactly equal.
 class Point3 {
 public:
-    /// @name Construction
     /// @{
+    /// From its values; without any, (0, 0, 0).
     constexpr Point3() = default;
     constexpr Point3(double x, double y, double z) : x_(x), y_(y), z_(z) {}
     /// @}
 
-    /// @name Coordinates
     /// @{
+    /// The coordinates.
     constexpr double x() const { return x_; }
     constexpr double y() const { return y_; }
     constexpr double z() const { return z_; }
     /// @}
 
-    /// @name Comparison
     /// @{
+    /// Comparison of the exact values: by x, then y, then z.
     constexpr bool operator==(const Point3& p) const { return x_ == p.x_ && y_ == p.y_ && z_ == p.z_; }
     constexpr bool operator!=(const Point3& p) const { return !(*this == p); }
     constexpr bool operator<(const Point3& p) const {
@@ -98,8 +97,8 @@ public:
     }
     /// @}
 
-    /// @name Arithmetic
     /// @{
+    /// The vector between two points, and points moved by a vector.
     constexpr Vector3 operator-(const Point3& p) const { return {x_ - p.x_, y_ - p.y_, z_ - p.z_}; }
     constexpr Point3 operator+(const Vector3& v) const { return {x_ + v.x(), y_ + v.y(), z_ + v.z()}; }
     constexpr Point3 operator-(const Vector3& v) const { return {x_ - v.x(), y_ - v.y(), z_ - v.z()}; }
@@ -114,9 +113,8 @@ inline bool isFinitePoint(const Point3& p) {
     return std::isfinite(p.x()) && std::isfinite(p.y()) && std::isfinite(p.z());
 }
 
-/// @name Output
-/// The three values separated by blanks, in the format of the stream.
 /// @{
+/// Writes the three values separated by blanks, in the format of the stream.
 std::ostream& operator<<(std::ostream& out, const Vector3& v);
 std::ostream& operator<<(std::ostream& out, const Point3& p);
 /// @}

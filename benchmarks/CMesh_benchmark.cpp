@@ -1,11 +1,11 @@
-// The coarse mesh against the same mesh on map and multimap: time and memory of the three operations that all repair is made
-// of. A wavy sheet of two million triangles is created, every vertex is asked for its triangles, every second triangle is
-// killed.
+// The coarse mesh against the same mesh on std::map and std::multimap: time and memory of the three operations that make up
+// all repair. A wavy sheet of two million triangles is created, every vertex is asked for its triangles, every second
+// triangle is killed.
 //
 // "cubes" creates in the order of the dual cubes, as the extractor does; "shuffled" in random order, where no table can
-// profit from neighbourhood. The counters give seconds per phase, and the growth of the resident set in a process of its
-// own, since one process would reuse the memory of the mesh before. Times are those of the processor: all is done on one
-// thread, and machines are shared.
+// profit from locality. The counters give seconds per phase, and the growth of resident memory in a process of its own,
+// since one process would reuse the memory of the mesh before. Times are processor times, because machines are shared;
+// everything runs on one thread.
 //
 //     CMesh_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>

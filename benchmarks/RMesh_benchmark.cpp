@@ -1,8 +1,8 @@
-// The fine mesh against the same operations on ordered maps: making a sheet of 2 million triangles, asking every vertex for
-// its triangles, killing every second triangle. Each mesh comes in two orders of creation: row by row, and along a Z-order
-// curve as a mesh that was extracted from a grid.
+// The fine mesh against the same operations on ordered maps: creating a sheet of two million triangles, asking every vertex
+// for its triangles, killing every second triangle. Each mesh comes in two orders of creation: row by row, and along a
+// Z-order curve as a mesh that was extracted from a grid.
 //
-// The counter MB is the growth of resident memory by the filled mesh, measured in a process of its own.
+// The counter MB is the growth of resident memory when the mesh is filled, measured in a process of its own.
 #include <benchmark/benchmark.h>
 #include <malloc.h>
 #include <sys/wait.h>

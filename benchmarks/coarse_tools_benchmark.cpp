@@ -1,7 +1,8 @@
-// What the tools for the coarse mesh cost beside the road from points to a mesh: collapses, flips, the finish of a melt, iso
-// slices.
-// The argument is the number of squares along a side of a noisy sheet, of two triangles each; a million triangles have 707.
-// Two sizes with four times the triangles tell whether a tool is linear. Times are those of all processors together.
+// The coarse mesh tools that no run uses: collapses, flips, the finish of a melt, iso slices.
+//
+// The argument is the number of squares along a side of a noisy sheet, two triangles per square; 707 make a million
+// triangles. Two sizes, one with four times the triangles of the other, show whether a tool is linear. Times are summed over
+// all threads.
 //
 //     coarse_tools_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>

@@ -1,7 +1,7 @@
 // The innermost operations on cell codes, each beside the plain loop over the levels, and the components of a sheet of
 // cells.
 //
-// "Control" walks the same array and does nothing else; what it takes is to be subtracted.
+// "Control" only walks the same array; subtract its time.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-// From a closed layer of cells round a ball to the coarse mesh: the list of pairs, beside the sort of all pairs that it
-// spares, and the extraction, beside the making of the same triangles alone, which is the mesh's share of it.
+// From a closed layer of cells round a ball to the coarse mesh: the list of pairs, against the sort of all pairs that
+// it avoids, and the extraction, against the creation of the same triangles alone, which is the mesh's share of it.
 //
-// Argument: the radius in cells; the counter "cells" tells how many there are. Times are those of the processor.
+// Argument: the radius in cells; the counter "cells" tells how many there are. Times are processor times.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

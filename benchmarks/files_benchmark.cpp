@@ -1,7 +1,7 @@
 // Point and mesh files in bytes per second, written to and read from the page cache; one processor.
 //
-// CopyFile moves the bytes of a file through a user's buffer into another one and is the yardstick. The folder is
-// KEL_BENCH_DIR, else /dev/shm, where no disk takes part.
+// CopyFile, the yardstick, copies a file through a buffer. The folder is KEL_BENCH_DIR, by default /dev/shm, where no disk
+// is involved.
 #include <benchmark/benchmark.h>
 #include <unistd.h>
 

@@ -1,8 +1,8 @@
 // Edge flips, and ten rounds of smoothing, on noisy closed surfaces of 20 thousand, 200 thousand and 2 million triangles.
 //
-// The counter sorts gives the time in times of std::sort on 10 million random 64-bit keys, measured in the same process just
-// before, so that figures of different and of noisy machines compare; search is the search for candidates alone, on all
-// processors. fold and foldAfter are the mean angle of the normals on the edges before and after.
+// The counter sorts is the time divided by that of std::sort on 10 million random 64-bit keys, measured just before in the
+// same process, so that figures from different and from noisy machines can be compared; search is the search for candidates
+// alone, on all processors. fold and foldAfter are the mean angle of the normals on the edges before and after.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

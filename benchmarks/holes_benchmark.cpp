@@ -1,9 +1,9 @@
-// What it costs to fill holes: 10,000 of six edges in a wavy sheet of two million triangles, on the fine mesh (fillHoles)
+// The cost of filling holes: 10,000 of six edges in a wavy sheet of two million triangles, on the fine mesh (fillHoles)
 // and on the coarse one (HoleFiller, HoleToCCD); a round one of some radius by volume (Hole), where "made" counts the
 // lattice points with a value, which are smoothed once a ring and 150 times more; and single borders of many edges (Loop).
 // "disc" is a round one with a ragged rim, whose ears make strips; of "sector", three quarters of a disc, all ears share the
-// centre. A border ten times as long should take little more than ten times as long. Times are those of all processors
-// together.
+// centre. A border ten times as long should take little more than ten times as long. Times are summed over all
+// threads.
 //
 //     holes_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>

@@ -1,6 +1,6 @@
 // The spatial indexes: building, and a query around each element. Points of a sphere scan, with a radius that finds about
 // twelve of them; boxes of the size of the gaps between their centres. Queries come in random order or along the scan's own
-// order in space: far apart they pay for memory that isn't near.
+// order in space; random ones pay for cache misses.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// The road of triangle soups. sortPixels is the yardstick of the rasteriser: the standard sort of as many pairs (code,
-// point) as there are cells. sortKeys is that of whole runs: the standard sort of 10 million random 64-bit keys.
+// Triangle soups to meshes. sortPixels, the yardstick of the rasteriser, sorts as many pairs (code, point) as there are
+// cells; sortKeys, that of whole runs, sorts 10 million random 64-bit keys. Both with std::sort.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

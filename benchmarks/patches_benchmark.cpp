@@ -1,10 +1,10 @@
-// What a pass of repair pays for patches: the mesh is cut anew and every patch gets its boundary. Two million triangles of a
-// wavy sheet, created in the order of the dual cubes.
+// The cost of patches in a pass of the repair: the mesh is cut anew and every patch gets its boundary. Two million triangles
+// of a wavy sheet, created in the order of the dual cubes.
 //
 // "one" is the bare sheet, one patch; "fins" has a standing triangle on every eleventh edge, so that MEs are everywhere but
-// cut little off; "ribs" has walls along every tenth row in both directions, ten thousand patches or so between MEs; "tiny"
-// is the same number of triangles in pairs. Times are those of all processors together: machines are shared. The counters
-// give the two steps apart.
+// separate little; "ribs" has walls along every tenth row in both directions, ten thousand patches or so between MEs; "tiny"
+// is the same number of triangles in pairs. Times are summed over all threads. The counters give the two
+// steps separately.
 //
 //     patches_benchmark [--benchmark_filter=...]
 #include <benchmark/benchmark.h>

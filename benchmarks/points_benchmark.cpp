@@ -1,5 +1,5 @@
-// The point stages, each by itself, on a sphere scan at the spacing that is detected for it. relinkPlain is the yardstick of
-// the links: the sorted list of (corner, node) pairs that relinkNodes does without.
+// The point stages, each by itself, on a sphere scan at its detected spacing. relinkPlain, the yardstick of the links, sorts
+// the list of (corner, node) pairs that relinkNodes avoids.
 #include <benchmark/benchmark.h>
 
 #include <algorithm>

@@ -1,5 +1,5 @@
-// Prints the unit in which growth.sh gives times, so that figures of different and of noisy machines compare. The best of
-// three.
+// Prints the unit of time of growth.sh, the best of three, so that figures from different and from noisy machines can be
+// compared.
 #include "unit.h"
 
 #include <iostream>

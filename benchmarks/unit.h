@@ -1,4 +1,4 @@
-// The unit of times that shall compare between machines: one std::sort of 10 million random 64-bit keys.
+// The unit of times that are compared between machines: one std::sort of 10 million random 64-bit keys.
 #pragma once
 
 #include <algorithm>

@@ -3,7 +3,7 @@
 // The readers take names, so the bytes go to a file in the folder for temporary files; run.sh makes that one in memory. Each
 // program holds all readers and runs the one that KEL_FUZZ_READER names.
 //
-// Beside what the sanitizers see, four promises are held against each call: points that were there before stay, nothing is
+// Beside what the sanitizers see, four promises are held against each call: earlier points remain, nothing is
 // appended out of proportion to the file, a PLY reader that fails leaves the vector as it was, and a mesh is either null or
 // in order. Text points are also held against a stream. A broken promise, like any exception, ends the program.
 #include <unistd.h>
@@ -38,7 +38,7 @@ void demand(bool bHolds, const char* promise) {
     std::abort();
 }
 
-/// One file that is written again and again, and goes when the program ends.
+/// A file that is written again and again, and removed when the program ends.
 class InputOnDisk {
 public:
     explicit InputOnDisk(std::string_view extension)
@@ -110,7 +110,7 @@ void fuzzPlyPoints(const std::string& file, std::string_view bytes) {
 
 void fuzzPlyMesh(const std::string& file, std::string_view bytes) {
     const Points vCorners = appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), false, vPoints); });
-    demand(vCorners.size() % 3 == 0, "three corners a triangle");
+    demand(vCorners.size() % 3 == 0, "three corners per triangle");
     Points vVertices;
     std::vector<int> vIndices;
     PLY::readPly(file, vVertices, vIndices);

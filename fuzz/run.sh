@@ -1,7 +1,8 @@
 #!/bin/sh
 # run.sh [SECONDS [NAME...]]: fuzzes readers of files and whole operations (all of them unless named), SECONDS each (60), two
-# at a time. Status 1 when one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in build/fuzz/corpus, so a later
-# run goes on from there; remove that folder to start anew. FUZZ_SEED is the seed of chance, 0 a new one in each run.
+# at a time. Status 1 when one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in
+# build/fuzz/corpus, so a later run goes on from there; remove that folder to start anew. FUZZ_SEED is the random seed, 0 a new
+# one in each run.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -36,6 +37,6 @@ fuzz_one='
         tail -n 50 "$build/logs/$reader"
         exit 1
     fi'
-# shellcheck disable=SC2046  # one word a reader
+# shellcheck disable=SC2046  # one word per fuzzer
 [ $# -gt 0 ] || set -- $(find $build/fuzz -maxdepth 1 -type f -name "fuzz_*" | sed "s/.*fuzz_//" | sort)
 printf '%s\n' "$@" | xargs -P 2 -I{} sh -c "$fuzz_one" sh {} || exit 1

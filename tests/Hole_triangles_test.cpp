@@ -296,3 +296,41 @@ TEST(HoleTriangles, drawsOnTheWayOnlyWhenAuthorized) {
         EXPECT_EQ(folder.numFiles(), bAuthorized ? 11U : 0U);
     }
 }
+
+// Beyond the last coordinate of the grid no dual cube can be named.
+TEST(HoleTriangles, growLeavesTheMeshAloneWhereACellHasNoCubes) {
+    const CoutSilence silence;
+    CoarseWorld world;
+    const unsigned last = static_cast<unsigned>(world.calc.numCells) - 1;
+    makeSheet(world, 6, true, {{3, 3}}, [&](Place p) { return world.put(100 + p.first, 100 + p.second, last); });
+    const auto pChainMgr = chainsOf(world.mesh);
+    Hole hole(&world.mesh, shortestChain(*pChainMgr));
+    hole.setRanges();
+    hole.pArray = Matrix(hole.arrSiz);
+    const int below = hole.getAddress(packRCD(103, 103, last - 1)), above = below + hole.rgxy;
+    hole.pArray[below].val = 1.0F;
+    hole.pArray[above].val = -1.0F;
+    hole.vAddr = {below};
+    VCCD vHoleCCDs;
+    Hole::VCCDPoint vCCDPoints;
+    hole.extractAndCleanHole(vHoleCCDs, vCCDPoints);
+    ASSERT_FALSE(vHoleCCDs.empty());
+    const std::size_t numBundles = world.mesh.getRefToBundleMap().size(), numT = numAlive(world.mesh);
+    EXPECT_THROW(hole.grow(), KelBugException);
+    EXPECT_EQ(world.mesh.getRefToBundleMap().size(), numBundles);
+    EXPECT_EQ(numAlive(world.mesh), numT);
+}
+
+TEST(HoleTriangles, drawsNothingOfAFieldThatIsNotThere) {
+    const CoutCapture capture;
+    const TempFolder folder;
+    PunchedScan scan(false, 0);
+    Hole hole(scan.pMesh.get(), scan.pHoleChain);
+    hole.setRanges();
+    Visualizer3::bDebugAuthorized = true;
+    hole.showCornerVals(folder.path("corners.list"), hole.vCCD);
+    hole.showArray(folder.path("array.list"));
+    Visualizer3::bDebugAuthorized = false;
+    EXPECT_EQ(folder.numFiles(), 2U);
+    EXPECT_EQ(countIn(capture.text(), "Array: vPos=0, vNeg=0"), 1);
+}

@@ -31,7 +31,7 @@ void Hole::showArray(const std::string& filename) const {
     std::vector<int> vAssigned;
     int numPos = 0;
     for (int address = 0; address < arrSiz; ++address) {
-        if (pArray[address].val == FLT_UNDEF) continue;
+        if (!hasValue(address)) continue;
         vAssigned.push_back(address);
         if (pArray[address].val > 0) ++numPos;
     }
@@ -45,10 +45,10 @@ void Hole::showCornerVals(const std::string& filename, const VCCD& vCells) const
         std::array<VCD, 8> keys{ccd};
         pCalc->completeArrayPlus(keys.data());
         for (const VCD key : keys)
-            if (isInBox(toBox(key))) vCorners.push_back(getAddressFromVCD(key));
+            if (isInBox(toBox(*pCalc, key))) vCorners.push_back(getAddressFromVCD(key));
     }
     oneInstance(vCorners);
-    std::erase_if(vCorners, [this](int address) { return pArray[address].val == FLT_UNDEF; });
+    std::erase_if(vCorners, [this](int address) { return !hasValue(address); });
     writeDebugDrawing(filename, pCalc, [&](Visualizer3& visualizer) { writeBySign(visualizer, vCorners); });
 }
 

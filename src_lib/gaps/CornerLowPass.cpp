@@ -11,16 +11,9 @@
 #include <cfloat>
 #include <utility>
 
-#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
-
-namespace {
-
-constexpr std::size_t MIN_PARALLEL = 20000;  // free corners: fewer are done before a worker has woken
-
-}  // namespace
 
 CornerLowPass::CornerLowPass(const std::vector<Corner*>& vCorners, float halfSide, bool bWeights)
     : corners(vCorners), halfSideLen(halfSide), bUseWeights(bWeights) {
@@ -57,30 +50,15 @@ CornerLowPass::NeigStruct CornerLowPass::makeNeigStruct(std::uint32_t idx) const
     return result;
 }
 
-void CornerLowPass::runRound() {
-    forChunks_MT(
-        vFree.size(),
-        [this](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i)
-                smooth(i);
-        },
-        MIN_PARALLEL);
-    vTerm.swap(vNextTerm);
-}
-
-inline void CornerLowPass::smooth(std::size_t i) {
+inline void CornerLowPass::settle(std::size_t i, const FieldValue& mean) {
     const NeigStruct& corner = vFree[i];
-    Term sum = vTerm[corner.own];
-    for (const std::uint32_t neig : corner.neigs) {
-        sum.weighted += vTerm[neig].weighted;
-        sum.weight += vTerm[neig].weight;
-    }
-    float newVal = sum.weighted / sum.weight;
-    if (newVal == 0) newVal = FLT_MIN;
-    if (corner.state != ST_INFLATED) newVal = keepSide(corner.state, newVal);
-    const float newWeight = sum.weight / static_cast<float>(corner.numTerms);
+    const float newVal = corner.state == ST_INFLATED ? mean.val : keepSide(corner.state, mean.val), newWeight = mean.weight;
     vVal[i] = newVal;
     vNextTerm[corner.own] = bUseWeights ? Term{newVal * newWeight, newWeight} : Term{newVal, newWeight};
+}
+
+void CornerLowPass::runRound() {
+    smoothRound(*this);
 }
 
 /// The new value of a border corner, with the sign of its side.

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "CornerStore.h"
+#include "signedField.h"
 
 namespace TARN_KEL {
 
@@ -30,6 +31,23 @@ public:
     /// Writes the values and weights back.
     void store() const;
 
+    // ---- The lattice for smoothRound()
+
+    using Real = float;
+    static constexpr std::size_t MIN_PARALLEL = 20000;  ///< free corners: fewer are done before a worker has woken
+
+    std::size_t size() const { return vFree.size(); }
+    int numTerms(std::size_t i) const { return vFree[i].numTerms; }
+    template <typename Add>
+    void forEachTerm(std::size_t i, const Add& add) const {
+        const NeigStruct& corner = vFree[i];
+        add(vTerm[corner.own].weighted, vTerm[corner.own].weight);
+        for (const std::uint32_t neig : corner.neigs)
+            add(vTerm[neig].weighted, vTerm[neig].weight);
+    }
+    void settle(std::size_t i, const FieldValue& mean);
+    void endRound() { vTerm.swap(vNextTerm); }
+
 private:
     /// What a corner adds to a mean. A free slot adds nothing: two zeros.
     struct Term {
@@ -47,7 +65,6 @@ private:
     Term makeTerm(const Corner& corner) const;
     NeigStruct makeNeigStruct(std::uint32_t idx) const;
     float keepSide(int state, float newVal) const;
-    void smooth(std::size_t i);
 
     const std::vector<Corner*>& corners;
     float halfSideLen;

@@ -11,9 +11,6 @@
 // that are there.
 #include <algorithm>
 #include <array>
-#include <cmath>
-#include <limits>
-#include <memory>
 #include <set>
 #include <utility>
 
@@ -25,6 +22,7 @@
 #include "Segment3.h"
 #include "cubeTriangles.h"
 #include "drawings.h"
+#include "fieldZeros.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -61,7 +59,7 @@ std::vector<std::pair<VCD, CCD>> keysOf(const VCCD& vCells, const Calc& calc) {
 void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
     out() << fatBar("extractAndCleanHole");
     liftZeros();
-    vCCDPoints = meansOfCells(noteZeros());
+    vCCDPoints = pointsOfCells(noteZeros(), *pCalc);
     std::erase_if(vCCDPoints, [this](const auto& cellPoint) {
         return std::binary_search(vCCD.begin(), vCCD.end(), cellPoint.first) || hasTriangles(*pCMesh, cellPoint.first);
     });
@@ -70,7 +68,9 @@ void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
         vHoleCCDs.push_back(ccd);
     drawOnTheWay([&] { drawCells(name + "z.list", pCalc, vHoleCCDs, vCCD); });
 
-    addThirdCorners(vCCD);
+    const VCCD vThird = thirdCorners(vCE, *pCalc);
+    vCCD.insert(vCCD.end(), vThird.begin(), vThird.end());
+    oneInstance(vCCD);
     VCCD vExisting = vCCD;
     vExisting.insert(vExisting.end(), vHoleCCDs.begin(), vHoleCCDs.end());
     out() << "vBorderCCDs: " << vCCD.size() << "\nvHoleCCDs:   " << vHoleCCDs.size() << std::endl;
@@ -91,7 +91,7 @@ Hole::VRCDPoint Hole::noteZeros() {
     VRCDPoint vNotes;
     std::vector<Segment3> vSeg, vIncompleteSeg;
     std::vector<Point3> vNegative, vPositive;
-    for (const Crossing& crossing : findCrossings()) {
+    for (const Crossing& crossing : crossingsNear(*this, *this, *pCalc)) {
         const float trgVal = crossing.trgVal;
         if (crossing.srcVal > 0) {
             ASSEX(trgVal<0);
@@ -101,7 +101,7 @@ Hole::VRCDPoint Hole::noteZeros() {
         vSeg.emplace_back(crossing.src, crossing.trg);
         vNegative.push_back(trgVal < 0 ? crossing.trg : crossing.src);
         vPositive.push_back(trgVal < 0 ? crossing.src : crossing.trg);
-        VRCD vAround = cellsAround(crossing);
+        VRCD vAround = cellsAround(crossing, *this, *pCalc);
         oneInstance(vAround);
         if (vAround.size() < 4) {
             vIncompleteSeg.push_back(vSeg.back());
@@ -141,15 +141,16 @@ void Hole::grow() {
     const VCCD vBorderCCDs = vCCD;
     ASSEX(!shareAnEntry(vHoleCCDs,vBorderCCDs));
 
+    VCCD vAll = vHoleCCDs;
+    vAll.insert(vAll.end(), vBorderCCDs.begin(), vBorderCCDs.end());
+    const std::vector<std::pair<VCD, CCD>> vKeyCell = keysOf(vAll, *pCalc);  // fails for cells that have no keys
     for (const auto& [ccd, point] : vCCDPoints) {
         const CCD freshCCD = pCalc->getCCD(&point);
         ASSEX(ccd==freshCCD);
         pCMesh->addBundle(ccd, point.x(), point.y(), point.z());
     }
-    VCCD vAll = vHoleCCDs;
-    vAll.insert(vAll.end(), vBorderCCDs.begin(), vBorderCCDs.end());
     std::vector<CCD> vAmbiguousT;
-    createTrianglesOfCubes(pCMesh, casx, keysOf(vAll, *pCalc), {}, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, vKeyCell, {}, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
 }
 
@@ -184,7 +185,7 @@ void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
     pChain->getVCD(vFront);
     std::set<VCD> sSeen;
     std::vector<CTriangle*> vRow;
-    for (int i = 0; i < n; ++i) {
+    for (int i = 0; i < n && !vFront.empty(); ++i) {
         vRow.clear();
         for (const VCD vcd : vFront)
             if (sSeen.insert(vcd).second) pCMesh->getIncidentT(vcd, vRow);

@@ -109,81 +109,6 @@ TEST(postBorderPruning, aWedgeOf150DegreesIsFixedAndProtectsItsNeighbours) {
     EXPECT_TRUE(bExact && bAbove);
 }
 
-/// The cells left alive, by sets and maps.
-std::set<RCD> keptByMaps(const VRCD& vRCD, const VRCD& vDoomed, const VRCDPoint& vRCDPoint, Calc& calc) {
-    PlainDecider_RCD plain(vRCD, calc);
-    plain.sDoomed.insert(vDoomed.begin(), vDoomed.end());
-    const std::map<RCD, Point3> mPoint(vRCDPoint.begin(), vRCDPoint.end());
-    VRCD vArea, vBorder;
-    plain.detectAreaAndBorder(vArea, vBorder);
-    std::set<RCD> sFixed;
-    std::map<RCD, VRCD> mWide;
-    for (const RCD rcd : vBorder) {
-        std::vector<Point3> vPoints = {mPoint.at(rcd)};
-        VRCD vAround, vNeigs;
-        getRCDPositionsAround(rcd, 1, vAround);
-        for (const RCD neig : vAround)
-            if (mPoint.count(neig) != 0) {
-                vNeigs.push_back(neig);
-                vPoints.push_back(mPoint.at(neig));
-            }
-        if (vPoints.size() > 2 && wedgeByList(vPoints) > 150.0)
-            mWide[rcd] = vNeigs;
-        else
-            sFixed.insert(rcd);
-    }
-    for (const auto& [rcd, vNeigs] : mWide)
-        if (std::none_of(vNeigs.begin(), vNeigs.end(), [&](RCD neig) { return sFixed.count(neig) != 0; }) &&
-            !plain.removingCreatesGap(rcd))
-            plain.sDoomed.insert(rcd);
-    std::set<RCD> sKept(vRCD.begin(), vRCD.end());
-    for (const RCD rcd : plain.sDoomed)
-        sKept.erase(rcd);
-    return sKept;
-}
-
-TEST(postBorderPruning, agreesWithSetsAndMaps) {
-    GridCloud cloud;
-    std::size_t numDoomed = 0;
-    forSeeds(30, [&](unsigned seed) {
-        // A bumpy sheet with cells astride it, the points within a tenth of a cell or anywhere; some cells doomed before.
-        std::mt19937 random(seed);
-        VRCD vRCD = packedWhere(16, [&](int i, int j, int k) {
-            return k == 6 + i * static_cast<int>(seed % 3) / 6 || (k == 8 && random() % (4 + seed) == 0 && j > 0);
-        });
-        const double spread = seed % 2 == 0 ? 0.2 : 1.0;
-        VRCDPoint vRCDPoint = atMidpoints(vRCD);
-        for (auto& cell : vRCDPoint) {
-            const auto off = [&] { return spread * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
-            cell.second = {cell.second.x() + off(), cell.second.y() + off(), cell.second.z() + off()};
-        }
-        VRCD vDoomed, vAlive, vBefore;
-        RemoveDecider_RCD decider(vRCD, cloud.pCalc);
-        for (const RCD rcd : vRCD)
-            if (seed % 5 != 0 && random() % 32 == 0) {
-                vDoomed.push_back(rcd);
-                decider.registerDoomed(rcd);
-            }
-        decider.getAliveRCD(vBefore);
-        cloud.postBorderPruning(decider, vRCDPoint);
-        decider.getAliveRCD(vAlive);
-        const std::set<RCD> sKept = keptByMaps(vRCD, vDoomed, vRCDPoint, *cloud.pCalc);
-        EXPECT_EQ(vAlive, VRCD(sKept.begin(), sKept.end()));
-        numDoomed += vBefore.size() - vAlive.size();
-    });
-    EXPECT_GT(numDoomed, 20U);
-    VRCD vRow = rowOf(3);
-    VRCDPoint vTooFew = atMidpoints({vRow[0], vRow[2]});
-    RemoveDecider_RCD decider(vRow, cloud.pCalc);
-    expectFails("it!=vRCDPoint.end() || it->first==rcd", [&] { cloud.postBorderPruning(decider, vTooFew); });
-}
-
-TEST(orgPruning, keepsAThinPlane) {
-    const VRCD vPlane = packedWhere(20, [](int, int j, int) { return j == 4; });
-    EXPECT_EQ(thinned(vPlane), vPlane);
-    EXPECT_TRUE(thinned({}).empty());
-}
-
 TEST(orgPruning, joinsNoTwoSidesOfALayer) {
     forSeeds(16, [](unsigned seed) {
         const VRCD vLayer = seed % 2 == 0 ? randomShell(10 + static_cast<int>(seed), seed) : randomPacked(16, 0.7, seed);
@@ -192,17 +117,6 @@ TEST(orgPruning, joinsNoTwoSidesOfALayer) {
         EXPECT_TRUE(std::includes(vLayer.begin(), vLayer.end(), vKept.begin(), vKept.end()));
         EXPECT_LT(vKept.size(), vLayer.size());
     });
-}
-
-TEST(copyRmg, filtersByCode) {
-    GridCloud cloud;
-    VRCDPoint vRCDPoint = atMidpoints(rowOf(6)), vAllRmg = vRCDPoint;
-    VRCD vRemaining = {1, vRCDPoint[1].first, vRCDPoint[4].first, ~RCD{0}};
-    cloud.copyRmg(vRCDPoint, vRemaining, vAllRmg);
-    EXPECT_EQ(vAllRmg, (VRCDPoint{vRCDPoint[1], vRCDPoint[4]}));
-    vRemaining.clear();
-    cloud.copyRmg(vRCDPoint, vRemaining, vAllRmg);
-    EXPECT_TRUE(vAllRmg.empty());
 }
 
 // A row of proposed cells, all of them rim, and one rim cell of the old sheet beside its cell number iBeside: it shares

@@ -1,9 +1,10 @@
-// Facets and the colours of sheets: the surface is closed, both sides are found, and the fast colouring is the plain one.
+// Facets and the colours of sheets: the surface is closed, both sides are found, and each pass of the colouring leaves
+// nothing that it should have coloured.
 #include "Component.h"
 
 #include "Filler.h"
+#include "freeFunctions.h"
 #include "support/packedCells.h"
-#include "support/plain_sheet.h"
 #include "support/prelude.h"
 #include "support/sheets.h"
 
@@ -51,11 +52,29 @@ std::vector<int> colorsOf(const std::vector<Facet>& vFacets) {
         vColor.push_back(facet.color);
     return vColor;
 }
-std::vector<Facet*> pointersTo(std::vector<Facet>& vFacets, const std::vector<std::size_t>& vPlace) {
-    std::vector<Facet*> vPointer;
-    for (const std::size_t i : vPlace)
-        vPointer.push_back(&vFacets[i]);
-    return vPointer;
+std::vector<Facet*> neigsOf(const SheetCase& sheet, const Facet& facet) {
+    std::vector<Facet*> v;
+    for (int edge = 0; edge < 4; ++edge)
+        v.push_back(facet.fetchNeigPtr(sheet.vAll, sheet.pSheet->vVisibleFacets, edge));
+    return v;
+}
+/// The facets of the two colours on the same side of the 26 cells around.
+std::array<int, 2> countAround(const SheetCase& sheet, const Facet& facet, int lower, int upper) {
+    std::array<int, 2> count{};
+    VRCD vAround;
+    getRCDPositionsAround(facet.rcd, 1, vAround);
+    const auto& vFacets = sheet.pSheet->vVisibleFacets;
+    for (const RCD rcd : vAround)
+        if (const auto it = std::ranges::lower_bound(vFacets, Facet(rcd, facet.idx, -1, -1));
+            it != vFacets.end() && *it == Facet(rcd, facet.idx, -1, -1) && (it->color == lower || it->color == upper))
+            ++count[it->color == upper ? 1 : 0];
+    return count;
+}
+/// No two facets of different colours touch.
+void expectSeam(const SheetCase& sheet) {
+    for (const Facet& facet : sheet.pSheet->vVisibleFacets)
+        for (const Facet* pNeig : neigsOf(sheet, facet))
+            EXPECT_FALSE(facet.color + pNeig->color == 1 && facet.color >= 0 && pNeig->color >= 0);
 }
 
 TEST(Facet, theWalkIsClosedOnAnySetOfCells) {
@@ -110,12 +129,9 @@ TEST(Component, aFlatSheetHasTwoSidesTheUpperOneUp) {
             EXPECT_EQ(facet.color, facet.idx == 5 ? 1 : 0) << num;
         }
         EXPECT_EQ(numInner, 2 * (num - 2) * (num - 2));
-        // Round the rim the two sides don't touch, but no facet with only one side around it is left bare.
-        PlainSheet plain(*sheet.pSheet);
-        plain.vFacets = sheet.pSheet->vVisibleFacets;
-        for (const Facet& facet : plain.vFacets)
-            for (const Facet* pNeig : plain.neigs(facet))
-                EXPECT_FALSE(facet.color + pNeig->color == 1 && facet.color != -1 && pNeig->color != -1);
+        expectSeam(sheet);
+        for (const Facet& facet : sheet.pSheet->vVisibleFacets)  // what stands upright at the rim loses its colour first
+            EXPECT_TRUE(facet.idx < 4 || facet.color == facet.idx - 4);
     }
 }
 
@@ -159,65 +175,121 @@ TEST(Component, withoutTwoSidesNothingIsColoured) {
     }
 }
 
-TEST(Component, colouringAgreesWithThePlainForm) {
+TEST(Component, coloursDontDependOnThePlace) {
     int numTwoSided = 0, number = 0;
     for (const VRCD& vCells : manyShapes()) {
-        const SheetCase sheet(vCells, 7 + static_cast<unsigned>(number));
-        PlainSheet plain(*sheet.pSheet);
-        numTwoSided += plain.colorize() ? 1 : 0;
-        EXPECT_EQ(sheet.pSheet->vVisibleFacets, plain.vFacets);
-        EXPECT_EQ(colorsOf(sheet.pSheet->vVisibleFacets), colorsOf(plain.vFacets)) << "shape " << number;
+        VRCD vMoved;
+        for (const RCD rcd : vCells)
+            vMoved.push_back(shifted(rcd, 100, -37, 401));
+        const SheetCase sheet(vCells), moved(vMoved);
+        EXPECT_EQ(colorsOf(sheet.pSheet->vVisibleFacets), colorsOf(moved.pSheet->vVisibleFacets)) << "shape " << number;
+        std::set<int> sColor;
+        for (const Facet& facet : sheet.pSheet->vVisibleFacets)
+            sColor.insert(facet.color);
+        numTwoSided += sColor.contains(0) && sColor.contains(1) ? 1 : 0;
         ++number;
     }
     EXPECT_GT(numTwoSided, number / 2);
 }
 
-TEST(Component, eachStepOfTheColouringAgreesWithThePlainForm) {
+/// Colours 3 and 4 strewn over the shapes, few or many, and some others.
+template <typename Check>
+void forStrewnColors(const Check& check) {
     unsigned number = 0;
-    for (const VRCD& vCells : manyShapes())
-        for (const unsigned seed : {1 + number / 2 % 4, 1 + (number / 2 + 1) % 4}) {
-            const SheetCase sheet(vCells, seed);
-            PlainSheet plain(*sheet.pSheet);
-            // Random colors in spots, few or many.
-            std::mt19937 random(seed);
-            std::vector<std::size_t> vPlace;
-            for (std::size_t i = 0; i < plain.vFacets.size(); ++i) {
-                const auto dice = random() % (3 * seed * seed);
-                plain.vFacets[i].color = dice == 0 ? 4 : dice == 1 ? 3 : dice == 2 ? 7 : dice == 3 ? -5 : -1;
-                if (random() % 8 != 0) vPlace.push_back(i);
-            }
-            auto& vFacets = sheet.pSheet->vVisibleFacets;
-            for (std::size_t i = 0; i < vFacets.size(); ++i)
-                vFacets[i].color = plain.vFacets[i].color;
-            auto vList = pointersTo(vFacets, vPlace), vPlainList = pointersTo(plain.vFacets, vPlace);
-            const auto expectAgreement = [&](const std::string& step) {
-                EXPECT_EQ(colorsOf(vFacets), colorsOf(plain.vFacets)) << step << " " << number;
-                ASSERT_EQ(vList.size(), vPlainList.size()) << step << " " << number;
-                for (std::size_t i = 0; i < vList.size(); ++i)
-                    ASSERT_EQ(vList[i] - vFacets.data(), vPlainList[i] - plain.vFacets.data()) << step << " " << number;
-            };
-            for (const auto& [minCount, bAllowTie] : {std::pair(5, false), std::pair(2, false), std::pair(3, true)}) {
-                sheet.pSheet->cc_colorize_27(vList, 3, 4, minCount, bAllowTie);
-                plain.colorize27(vPlainList, 3, 4, minCount, bAllowTie);
-                expectAgreement("by blocks");
-            }
-            for (std::size_t i = 0; i < vFacets.size(); ++i)
-                EXPECT_EQ(sheet.pSheet->cc_getWeight(&vFacets[i], 3, 4), plain.weight(plain.vFacets[i], 3, 4));
-            const std::size_t half = vList.size() / 2;  // the order of the list decides where weights are equal
-            std::rotate(vList.begin(), vList.begin() + static_cast<std::ptrdiff_t>(half), vList.end());
-            std::rotate(vPlainList.begin(), vPlainList.begin() + static_cast<std::ptrdiff_t>(half), vPlainList.end());
-            for (const double minWeight : {20.0, 2.0, 1.0}) {
-                const int num = sheet.pSheet->cc_colorize_w(vList, 3, 4, minWeight);
-                EXPECT_EQ(num, plain.colorizeW(vPlainList, 3, 4, minWeight));
-                expectAgreement("by weight");
-            }
-            vList = pointersTo(vFacets, vPlace), vPlainList = pointersTo(plain.vFacets, vPlace);
-            EXPECT_EQ(sheet.pSheet->getThinBorderWeight(vList.front()), plain.seamWeight(*vPlainList.front()));
-            sheet.pSheet->cc_makeThinBorder(vList);
-            plain.makeThinBorder(vPlainList);
-            expectAgreement("seam");
-            ++number;
+    for (const VRCD& vCells : manyShapes()) {
+        const unsigned seed = 1 + number++ % 4;
+        const SheetCase sheet(vCells, seed);
+        std::mt19937 random(seed);
+        std::vector<Facet*> vList;
+        for (Facet& facet : sheet.pSheet->vVisibleFacets) {
+            const auto dice = random() % (3 * seed * seed);
+            facet.color = dice == 0 ? 4 : dice == 1 ? 3 : dice == 2 ? 7 : dice == 3 ? -5 : -1;
+            if (random() % 8 != 0) vList.push_back(&facet);
         }
+        SCOPED_TRACE("shape " + std::to_string(number));
+        check(sheet, vList);
+    }
+}
+
+TEST(Component, aPassByBlocksLeavesNoFacetThatItsBlockWouldColour) {
+    forStrewnColors([](const SheetCase& sheet, std::vector<Facet*> vList) {
+        for (const auto& [minCount, bAllowTie] : {std::pair(5, false), std::pair(2, false), std::pair(3, true)}) {
+            const std::vector<int> vBefore = colorsOf(sheet.pSheet->vVisibleFacets);
+            const std::vector<Facet*> vListBefore = vList;
+            sheet.pSheet->cc_colorize_27(vList, 3, 4, minCount, bAllowTie);
+            for (const Facet* pFacet : vListBefore) {
+                const auto before = vBefore[static_cast<std::size_t>(pFacet - sheet.pSheet->vVisibleFacets.data())];
+                const auto [numLower, numUpper] = countAround(sheet, *pFacet, 3, 4);
+                const bool bColored = pFacet->color == 3 || pFacet->color == 4;
+                ASSERT_EQ(std::ranges::count(vList, pFacet), bColored ? 0 : 1);
+                if (bColored && before != pFacet->color) {
+                    const auto vNeigs = neigsOf(sheet, *pFacet);
+                    ASSERT_TRUE((pFacet->color == 4 ? numUpper : numLower) >= minCount ||
+                                std::ranges::count(vNeigs, pFacet->color, &Facet::color) > 0);
+                }
+                if (bColored) continue;
+                ASSERT_EQ(pFacet->color, before);
+                const bool bBoth = numLower > 0 && numUpper > 0;
+                ASSERT_FALSE(std::max(numLower, numUpper) >= minCount && (!bBoth || bAllowTie));
+                ASSERT_FALSE(pFacet->color == -1 &&
+                             sheet.pSheet->cc_getWeight(const_cast<Facet*>(pFacet), 3, 4).second >= 10.0);
+            }
+        }
+    });
+}
+
+TEST(Component, aPassByWeightLeavesNoFacetThatIsHeavyEnough) {
+    forStrewnColors([](const SheetCase& sheet, std::vector<Facet*> vList) {
+        for (const double minWeight : {20.0, 2.0, 1.0}) {
+            for (std::size_t numColored = 1; numColored > 0;) {  // what became heavy too late is coloured by another call
+                const std::size_t numBefore = vList.size();
+                numColored = static_cast<std::size_t>(sheet.pSheet->cc_colorize_w(vList, 3, 4, minWeight));
+                ASSERT_EQ(vList.size(), numBefore - numColored);
+            }
+            ASSERT_TRUE(std::ranges::is_sorted(vList));
+            for (Facet* pFacet : vList) {
+                const auto [color, weight] = sheet.pSheet->cc_getWeight(pFacet, 3, 4);
+                ASSERT_TRUE(pFacet->color != -1 || weight < minWeight);
+                // Heavy neighbours count ten, those round an edge of the rim one; a heavy colour beats a light one.
+                std::array<int, 2> sum{};
+                for (const Facet* pNeig : neigsOf(sheet, *pFacet))
+                    if ((pNeig->color == 3 || pNeig->color == 4) && pNeig->rcd != pFacet->rcd)
+                        sum[pNeig->color == 4 ? 1 : 0] +=
+                            pNeig->idx == pFacet->idx || pNeig->state == FACET_STATE_AREA ? 10 : 1;
+                const auto [least, most] = std::minmax(sum[0], sum[1]);
+                const bool bClear = most > 0 && (least == 0 || (most >= 10 && least < 10));
+                ASSERT_EQ(std::pair(color, weight),
+                          bClear ? std::pair(sum[1] > sum[0] ? 4 : 3, 1.0 * most) : std::pair(-99, 0.0));
+            }
+        }
+    });
+}
+
+TEST(Component, theSeamTakesColoursWhereTwoTouchAndOnlyThere) {
+    forStrewnColors([](const SheetCase& sheet, std::vector<Facet*> vList) {
+        const std::vector<int> vBefore = colorsOf(sheet.pSheet->vVisibleFacets);
+        sheet.pSheet->cc_makeThinBorder(vList);
+        for (std::size_t i = 0; i < vBefore.size(); ++i) {
+            Facet& facet = sheet.pSheet->vVisibleFacets[i];
+            ASSERT_TRUE(std::ranges::count(vList, &facet) == 0 || sheet.pSheet->getThinBorderWeight(&facet) == 0.0);
+            const bool bTaken = facet.color != vBefore[i];
+            ASSERT_TRUE(!bTaken || (facet.color == -1 && std::ranges::count(vList, &facet) > 0));
+            const auto vNeigs = neigsOf(sheet, facet);
+            const auto differs = [&](const Facet* pNeig) {
+                const int color = vBefore[static_cast<std::size_t>(pNeig - sheet.pSheet->vVisibleFacets.data())];
+                return color >= 0 && color != vBefore[i];
+            };
+            ASSERT_TRUE(!bTaken || (vBefore[i] >= 0 && std::ranges::any_of(vNeigs, differs)));
+        }
+    });
+    // On a flat sheet a facet upright in it weighs five, one that lies in it nothing.
+    SheetCase flat(flatSheet(9));
+    for (Facet& facet : flat.pSheet->vVisibleFacets)
+        facet.color = facet.idx % 2;
+    for (Facet& facet : flat.pSheet->vVisibleFacets) {
+        const double weight = flat.pSheet->getThinBorderWeight(&facet);
+        EXPECT_NEAR(weight, facet.idx < 4 && weight > 0.0 ? 5.0 : 0.0, 1e-9);
+    }
 }
 
 TEST(Component, theFloodLeavesNoInnerFacetUntouchedAndCountsItself) {
@@ -229,37 +301,6 @@ TEST(Component, theFloodLeavesNoInnerFacetUntouchedAndCountsItself) {
     const SheetCase lone({packedAt(500, 500, 500)});
     lone.pSheet->cc_createVisibleFacets();
     EXPECT_EQ(lone.pSheet->cc_createFacetComponents(), -1);
-}
-
-/// Steps from the open cells over facets of the same color, by relaxation.
-TEST(Component, theStripIsABandAlongTheSeam) {
-    for (const VRCD& vCells : {flatSheet(20), raggedSheet(20, 3)})
-        for (const int numLayers : {0, 1, 5}) {
-            const SheetCase sheet(vCells, 5);
-            auto& vFacets = sheet.pSheet->vVisibleFacets;
-            for (const Facet& facet : vFacets)
-                if (facet.color < 0) sheet.pSheet->vOpenCells.push_back(facet.rcd);
-            sheet.pSheet->vOpenCells.erase(std::unique(sheet.pSheet->vOpenCells.begin(), sheet.pSheet->vOpenCells.end()),
-                                           sheet.pSheet->vOpenCells.end());
-            std::vector<Facet*> vUpper, vStrip;
-            std::map<Facet*, int> mSteps;
-            for (Facet& facet : vFacets) {
-                if (facet.color == 1) vUpper.push_back(&facet);
-                if (facet.color == 1 && PlainSheet::isIn(sheet.pSheet->vOpenCells, facet.rcd)) mSteps[&facet] = 0;
-            }
-            for (int layer = 0; layer < numLayers; ++layer)
-                for (const auto& [pFacet, steps] : std::map<Facet*, int>(mSteps))
-                    for (int edge = 0; edge < 4; ++edge) {
-                        Facet* pNeig = pFacet->fetchNeigPtr(vCells, vFacets, edge);
-                        if (pNeig->color == 1) mSteps.emplace(pNeig, layer + 1);
-                    }
-            std::vector<Facet*> vExpected;
-            for (const auto& [pFacet, steps] : mSteps)
-                vExpected.push_back(pFacet);
-            sheet.pSheet->getBorderStrip(vUpper, vStrip, numLayers);
-            EXPECT_EQ(vStrip, vExpected);
-            EXPECT_LT(vStrip.size(), vUpper.size());
-        }
 }
 
 TEST(Component, countsTheFacetsAroundACell) {

@@ -42,56 +42,6 @@ struct PointTree {
     Octree tree;
 };
 
-/// The tree's own rule, node by node, for lists below a hundred points: these are split without chance.
-struct PlainNode {
-    PlainNode(const Points& vPoint, const Indices& vList_) : vList(vList_) {
-        std::vector<double> x, y, z;
-        for (const std::size_t i : vList) {
-            const Point3& p = vPoint[i];
-            box.widen(p.x(), p.y(), p.z());
-            x.push_back(p.x()), y.push_back(p.y()), z.push_back(p.z());
-        }
-        if (vList.size() <= 4) return;
-        for (auto* v : {&x, &y, &z})
-            std::sort(v->begin(), v->end());
-        const Point3 middle(x[x.size() / 2], y[y.size() / 2], z[z.size() / 2]);
-        std::map<int, Indices> mList;
-        for (const std::size_t i : vList) {
-            const Point3& p = vPoint[i];
-            mList[(p.x() < middle.x()) + 2 * (p.y() < middle.y()) + 4 * (p.z() < middle.z())].push_back(i);
-        }
-        if (mList.size() == 1) return;
-        for (const auto& [octant, vChildList] : mList)
-            vChild.push_back(std::make_unique<PlainNode>(vPoint, vChildList));
-    }
-    void collect(const Bbox3& sphereBox, Indices& vResult) const {
-        if (!box.intersects(sphereBox)) return;
-        for (const auto& pChild : vChild)
-            pChild->collect(sphereBox, vResult);
-        if (vChild.empty()) vResult.insert(vResult.end(), vList.begin(), vList.end());
-    }
-
-    Indices vList;
-    Bbox3 box;
-    std::vector<std::unique_ptr<PlainNode>> vChild;
-};
-
-/// All points in curve order, equal keys in the order given.
-Indices curveOrder(const Points& vPoint) {
-    Bbox3 box;
-    for (const Point3& p : vPoint)
-        box.widen(p.x(), p.y(), p.z());
-    const GSS_HC3 curve(box.minX, box.minY, box.minZ, box.maxX, box.maxY, box.maxZ, 27);
-    std::vector<std::pair<unsigned, std::size_t>> vKey;
-    for (const Point3& p : vPoint)
-        vKey.emplace_back(curve.iReset(p.x(), p.y(), p.z()), vKey.size());
-    std::sort(vKey.begin(), vKey.end());
-    Indices v;
-    for (const auto& keyIndex : vKey)
-        v.push_back(keyIndex.second);
-    return v;
-}
-
 /// Points that repeat, lie on a line or in a plane, gather at one place, or are just spread.
 std::map<std::string, Points> clouds(std::size_t n, std::uint64_t seed) {
     Random random(seed);
@@ -146,26 +96,6 @@ TEST(GSS_HC3, keepsKeysWithinTheirBits) {
     }
     const GSS_HC3 flat(2.0, 2.0, 2.0, 2.0, 2.0, 2.0, 27);
     EXPECT_LT(flat.iReset(2.0, 2.0, 2.0), 1U << 27);
-}
-
-TEST(GSS_HC3DeathTest, refusesOtherBitLengths) {
-    for (const unsigned bits : {28U, 33U})
-        EXPECT_EXIT((std::cout.rdbuf(std::cerr.rdbuf()), GSS_HC3(0, 0, 0, 1, 1, 1, bits)), testing::ExitedWithCode(1),
-                    "GSS_HC3::GSS_HC3\\(\\.\\.\\): invalid bitlength");
-}
-
-TEST(Octree, splitsAndOrdersByItsRule) {
-    for (std::size_t n = 0; n < 100; n += n < 10 ? 1 : 13)
-        for (const auto& [name, vPoint] : clouds(n, n)) {
-            const PointTree tree(vPoint);
-            const PlainNode root(vPoint, curveOrder(vPoint));
-            for (const double r : radii(vPoint))
-                for (const Point3& p : vPoint) {
-                    Indices vExpected;
-                    root.collect(Bbox3(p.x() - r, p.y() - r, p.z() - r, p.x() + r, p.y() + r, p.z() + r), vExpected);
-                    ASSERT_EQ(tree.near(p, r), vExpected) << name << ", " << n << " points, radius " << r;
-                }
-        }
 }
 
 TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {

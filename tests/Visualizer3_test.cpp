@@ -110,74 +110,39 @@ constexpr const char* LIT = "material { backdiffuse 0 0 0 } lighting {ambient 0 
 
 }  // namespace
 
-TEST(Visualizer3, colours) {
+TEST(Visualizer3, coloursRunInACycle) {
     const auto& at = Visualizer3::getColor;
     EXPECT_EQ(at(0) + "," + at(18) + "," + at(26), "0 0.70 .9 0.5,0.49\t0.99 0.00 0.5,0.96 0.87 0.7 0.5");
     EXPECT_TRUE(at(27) == at(1) && at(52) == at(0) && at(2147483647) == at(2147483647 % 26) && at(-7) == at(0));
-    std::set<std::string> sColor;
-    for (int i = 0; i < 27; ++i)
-        sColor.insert(at(i));
-    EXPECT_EQ(sColor.size(), 27U);
-    for (const char* poor : {CBLACK, CPURPLE, CLIGHTGRAY, CWHITE})
-        sColor.erase(poor);
     Visualizer3::nextColor = 0;
     std::vector<std::string> vNext(46);
     std::generate(vNext.begin(), vNext.end(), [] { return Visualizer3::getNextColor(); });
-    EXPECT_EQ(std::set<std::string>(vNext.begin(), vNext.begin() + 23), sColor);
-    EXPECT_TRUE(std::equal(vNext.begin(), vNext.begin() + 23, vNext.begin() + 23)) << "a cycle of 23";
-    EXPECT_EQ(vNext[4], CLIGHTBROWN);
+    std::set<std::string> sColor(vNext.begin(), vNext.end());
+    for (const char* poor : {CBLACK, CPURPLE, CLIGHTGRAY, CWHITE})
+        EXPECT_FALSE(sColor.contains(poor));
+    EXPECT_TRUE(sColor.size() == 23 && std::equal(vNext.begin(), vNext.begin() + 23, vNext.begin() + 23));
 }
 
 TEST(Visualizer3, textByteForByte) {
     const Point3 a(0, 0.1, 1.0 / 3.0), b(3, 0, 0), c(0, 3e20, -1);
     const std::string vertices = "0 0.1 0.333333333333333\n3 0 0\n0 3e+20 -1\n";
-    const auto list = [](const std::string& text) { return "LIST\n{\n" + text + "}\n"; };
-    EXPECT_EQ(
-        textOf([&](Visualizer3& v) { v.writeTriangle(a, b, c, CRED); }),
-        list(std::string("\n{\nappearance { +edge ") + LIT + " }\nOFF\n3 1 0\n" + vertices + "3 0 1 2 1 0 0 0.5\n}\n"));
-    const auto frames = [](Visualizer3& v) {
-        v.startList(7, 2, false);
-        v.setBackfaces(false);
-        v.startList(1, 0, true);
-        v.endList();
-    };
-    EXPECT_EQ(textOf(frames), list(std::string("\n{\nappearance { -edge  material ") + LIT +
-                                   " }\nOFF\n7 2 0\n\n{\nappearance { +edge  }\nOFF\n1 0 0\n}\n"));
-    const std::string dots = "VECT\n3 3 1\n1 1 1\n1 0 0\n" + vertices + "1 0 0 0.5\n}\n";
     const std::vector<Point3> vPoints{a, b, c};
     const std::vector<Segment3> vSegments{{a, b}};
-    EXPECT_EQ(textOf([&](Visualizer3& v) { v.writePoints(vPoints, 12, CRED); }),
-              list("\n{\nappearance{linewidth 12}\n" + dots));
-    EXPECT_EQ(textOf([&](Visualizer3& v) { v.writeSegments(vSegments, CRED, false); }),
-              list("\n{\nappearance{linewidth 2}\n{\nVECT\n1 2 1\n2\n1\n0 0.1 0.333333333333333\n3 0 0\n1 0 0 0.5\n}\n}\n"));
-    EXPECT_EQ(textOf([](Visualizer3& v) { v.writeSegments(std::vector<Segment3>(), CRED, true); }), list(""));
-    textOf([](Visualizer3& v) {
+    const std::string text = textOf([&](Visualizer3& v) {
+        v.writeTriangle(a, b, c, CRED);
+        v.writePoints(vPoints, 12, CRED);
+        v.writeSegments(vSegments, CRED, false);
+        v.writeSegments(std::vector<Segment3>(), CRED, true);
+        v.setBackfaces(false);
+        v.startList(1, 0, false);
+        v.endList();
         EXPECT_EQ(outputOf([&] { v.writePoints(std::vector<Point3*>(), 3, CRED); }),
                   "Visualizer3::writePoints: no points\n");
     });
-}
-
-TEST(Visualizer3, normalsStandOnTheCentroids) {
-    FineMesh mesh(tetrahedron());
-    const auto vDrawn = drawnBy([&](Visualizer3& v) {
-        v.writeTriangles(mesh.vT, CGREEN, true);
-        v.writeTriangles(std::vector<Point3>{{0, 0, 0}, {1, 1, 1}, {2, 2, 2}, {0, 0, 0}}, CRED, true);  // no area, a rest
-    });
-    ASSERT_EQ(vDrawn.size(), 3U);
-    ASSERT_EQ(vDrawn[1].vParts.size(), 4U);
-    for (std::size_t i = 0; i < 4; ++i) {
-        const std::vector<Point3>& vLine = vDrawn[1].vParts[i];
-        const Vector3 normal = vLine[1] - vLine[0];
-        EXPECT_NEAR(normal.length(), 1.0, 1e-12);
-        Vector3 sum;
-        for (const Point3& corner : vDrawn[0].vParts[i]) {
-            EXPECT_NEAR(normal * (corner - vLine[0]), 0.0, 1e-12);
-            sum += corner - vLine[0];
-        }
-        EXPECT_LT(sum.length(), 1e-12);
-        EXPECT_GT(normal * (vLine[0] - Point3(0.5, 0.5, 0.5)), 0.0) << "outward, as the triangles are";
-    }
-    EXPECT_EQ(vDrawn[2].vParts.size(), 1U);
+    EXPECT_EQ(text, "LIST\n{\n\n{\nappearance { +edge " + std::string(LIT) + " }\nOFF\n3 1 0\n" + vertices +
+                        "3 0 1 2 1 0 0 0.5\n}\n\n{\nappearance{linewidth 12}\nVECT\n3 3 1\n1 1 1\n1 0 0\n" + vertices +
+                        "1 0 0 0.5\n}\n\n{\nappearance{linewidth 2}\n{\nVECT\n1 2 1\n2\n1\n0 0.1 0.333333333333333\n3 0 0\n"
+                        "1 0 0 0.5\n}\n}\n\n{\nappearance { -edge  material  }\nOFF\n1 0 0\n}\n}\n");
 }
 
 TEST(Visualizer3, failuresAreToldAndNothingThrows) {
@@ -212,88 +177,19 @@ TEST(Visualizer3, replacesAnOlderFileByAWholeListOnly) {
     const CoutSilence silence;
     const TempFolder folder;
     const std::string name = folder.write("a.list", "older");
-    const auto drawMuch = [](Visualizer3& v) {
-        for (int i = 0; i < 100000; ++i)
-            v.writePoint(Point3(i, 0, 0), 3, CRED);
-    };
-    const auto failing = [&](Visualizer3& v) {
-        drawMuch(v);
+    const auto failing = [](Visualizer3& v) {
+        v.writePoint(Point3(), 3, CRED);
         throw std::runtime_error("on the way");
     };
     EXPECT_THROW(writeDrawing(name, nullptr, true, failing), std::runtime_error);
-    const auto breaking = [&](Visualizer3& v) {
-        drawMuch(v);
-        v.setstate(std::ios::failbit);
-    };
-    EXPECT_FALSE(writeDrawing(name, nullptr, true, breaking));
+    EXPECT_FALSE(writeDrawing(name, nullptr, true, [](Visualizer3& v) { v.setstate(std::ios::failbit); }));
     {
         Visualizer3 visualizer(name, nullptr, true);
-        drawMuch(visualizer);
+        visualizer.writePoint(Point3(), 3, CRED);
         EXPECT_EQ(folder.read("a.list"), "older");
     }
-    EXPECT_EQ(readList(folder.read("a.list")).size(), 100000U) << "the destructor closes the list";
+    EXPECT_EQ(readList(folder.read("a.list")).size(), 1U) << "the destructor closes the list";
     EXPECT_EQ(folder.numFiles(), 1U) << "no neighbour is left";
-}
-
-TEST(Geomview, ClosedMeshIsASurfaceAndNothingElse) {
-    FineMesh fine(torus(24, 16));
-    std::vector<Point3> vCorners;
-    fine->getTriangleCorners(vCorners);
-    Mesh mesh(fine.release());
-    const TempFolder folder;
-    outputOf([&] {
-        EXPECT_TRUE(mesh.writeGeomview_ASCII(folder.path("m.list")));
-        EXPECT_TRUE(writeList(mesh.getRMesh(), folder.path("l.list"), true));
-    });
-    const auto vDrawn = readList(folder.read("m.list")), vList = readList(folder.read("l.list"));
-    ASSERT_TRUE(vDrawn.size() == 1 && vList.size() == 1);
-    EXPECT_EQ(vDrawn[0].appearance + vDrawn[0].color, std::string("appearance { +edge  }") + CGREEN);
-    EXPECT_EQ(vList[0].appearance + vList[0].color, std::string("appearance { +edge ") + LIT + " }" + CDARKORANGE);
-    EXPECT_EQ(vList[0].vParts, vDrawn[0].vParts);
-    ASSERT_EQ(3 * vDrawn[0].vParts.size(), vCorners.size());
-    for (std::size_t i = 0; i < vCorners.size(); ++i)
-        EXPECT_LT((vDrawn[0].vParts[i / 3][i % 3] - vCorners[i]).length(), 1e-13);
-}
-
-TEST(Geomview, EdgesStandOutByDegree) {
-    // Triangles of chance on few vertices: all degrees from 1 on.
-    forSeeds(20, [](unsigned round) {
-        std::mt19937 random(round);
-        Soup soup;
-        for (int i = 0; i < 12; ++i)
-            soup.vVtx.emplace_back(i, i * i % 7, i * i * i % 11);
-        for (unsigned i = 0; i < 3 * round; ++i) {
-            const auto any = [&] { return static_cast<int>(random() % 12); };
-            const std::array<int, 3> t{any(), any(), any()};
-            if (t[0] != t[1] && t[1] != t[2] && t[2] != t[0]) soup.vT.push_back(t);
-        }
-        soup.vT.push_back({0, 1, 2});  // to be killed
-        FineMesh mesh(soup);
-        mesh.kill(static_cast<int>(soup.vT.size()) - 1);
-        soup.vT.pop_back();
-        std::map<std::pair<Point3, Point3>, int> mEdge;
-        for (const auto& t : soup.vT)
-            for (std::size_t k = 0; k < 3; ++k)
-                ++mEdge[std::minmax(*mesh.vtx(t[k]), *mesh.vtx(t[(k + 1) % 3]))];
-        std::map<int, std::multiset<std::pair<Point3, Point3>>> mExpected;
-        for (const auto& [edge, degree] : mEdge)
-            if (degree != 2) mExpected[degree].insert(edge);
-
-        const auto vDrawn = drawnBy([&](Visualizer3& v) { mesh->show(&v, CGREEN, false, true); });
-        ASSERT_EQ(vDrawn.size(), 1 + 2 * mExpected.size());
-        ASSERT_EQ(vDrawn[0].vParts.size(), soup.vT.size());
-        auto itDrawn = vDrawn.begin() + 1;
-        for (const auto& [degree, sEdges] : mExpected) {
-            const Drawn &lines = *itDrawn++, &ends = *itDrawn++;
-            EXPECT_EQ(lines.color, degree == 1 ? CRED : degree == 3 ? CPURPLE : degree == 4 ? CLIGHTBLUE : CPINK);
-            std::multiset<std::pair<Point3, Point3>> sDrawn;
-            for (const auto& vLine : lines.vParts)
-                sDrawn.insert(std::minmax(vLine.at(0), vLine.at(1)));
-            EXPECT_EQ(sDrawn, sEdges);
-            EXPECT_EQ(ends.appearance + ends.color, "appearance{linewidth 9}" + lines.color);
-            EXPECT_EQ(ends.vParts.size(), 2 * sEdges.size());
-        }
-    });
 }
 
 TEST(Geomview, FindHolesDrawsTheBorder) {
@@ -395,57 +291,34 @@ TEST(DebugDrawings, showWhatThereIs) {
         EXPECT_EQ(numParts(mDrawn[name + ".list"], kind, color), num) << name << " " << color;
 }
 
-TEST(DebugDrawings, cellsAreBoxesOfTheGrid) {
+TEST(DebugDrawings, cellsAreBoxesOfTheGridAndNormalsStandOnTriangles) {
     const Calc grid(-5.0, 10.0, 0.0, 16.0, 32.0, 64.0, 4);  // cells of 1 x 2 x 4
     const CCD ccd = cellAt(3, 4, 5);
-    const RCD rcd = grid.ccd2rcd(ccd);
-    const Point3 low = grid.getRefPoint(ccd);
+    FineMesh mesh(tetrahedron());
     const auto vDrawn = drawnBy([&](Visualizer3& v) {
-        EXPECT_FALSE(v.hasCalc());
         grid.writeCb(&v, ccd, CRED);
         grid.writeRefPoint(&v, ccd, 3, CRED);
-        grid.writeMidPoints(&v, VCCD{ccd}, 3, CRED);
-        EXPECT_FALSE(v.hasCalc()) << "the grid was lent";
-        v.pCalc = &grid;
-        v.writeRCD(rcd, CRED);
-        v.writeRCC(rcd, 3, CRED);
-        v.writePoints(VCCD{ccd}, 3, CRED);
+        expectFails("pCalc!=__null", [&] { v.writeCb(ccd, CRED); });  // the grid was lent
+        v.writeTriangles(mesh.vT, CGREEN, true);
     });
-    ASSERT_EQ(vDrawn.size(), 6U);
-    ASSERT_EQ(vDrawn[0].vParts.size(), 6U);
+    ASSERT_EQ(vDrawn.size(), 4U);
     // The faces run outward: the cone from the box's midpoint over each has a positive volume, together that of the cell.
     const Point3 mid = grid.getMidPoint(ccd);
     double volume = 0.0;
     for (const auto& vFace : vDrawn[0].vParts) {
-        ASSERT_EQ(vFace.size(), 4U);
-        const Vector3 area = crossProduct(vFace[2] - vFace[0], vFace[3] - vFace[1]) / 2.0;
+        const Vector3 area = crossProduct(vFace.at(2) - vFace[0], vFace.at(3) - vFace[1]) / 2.0;
         EXPECT_GT(area * (vFace[0] - mid), 0.0);
         volume += area * (vFace[0] - mid) / 3.0;
     }
     EXPECT_NEAR(volume, 8.0, 1e-12);
-    EXPECT_EQ(vDrawn[1].vParts[0][0], low);
-    EXPECT_EQ(vDrawn[2].vParts[0][0], mid);
-    for (std::size_t i = 0; i < 3; ++i)
-        EXPECT_EQ(vDrawn[i].vParts, vDrawn[i + 3].vParts);
-    textOf([&](Visualizer3& v) { expectFails("pCalc!=__null", [&] { v.writeCb(ccd, CRED); }); });
-}
-
-TEST(DebugDrawings, coarseVerticesLieInCellsOrAtThePoints) {
-    Sheet sheet(1, 1);
-    const VCD moved = sheet.put(cell(17, 17, 16), Point3(17.25, 17.125, 16.5));
-    std::vector<CTriangle*> vCT = sheet.mesh.vAllCT;
-    std::vector<CEdge*> vCE{sheet.mesh.getEdge(sheet.at(0, 0), moved)};
-    const auto vDrawn = drawnBy([&](Visualizer3& v) {
-        sheet.mesh.show(&v, VT_REAL, CGREEN);
-        sheet.calc.writeTriangles(&v, vCT, CGREEN);
-        sheet.calc.writeCEdge(&v, vCE[0], CGREEN);
-        v.writeSegments(vCE, CGREEN, false);
-    });
-    ASSERT_EQ(vDrawn.size(), 4U);
-    EXPECT_EQ(vDrawn[0].vParts[0][2], Point3(17.25, 17.125, 16.5));
-    EXPECT_EQ(vDrawn[1].vParts[0][2], sheet.calc.getMidPoint(moved));
-    EXPECT_EQ(vDrawn[2].vParts[0][1], sheet.calc.getMidPoint(moved));
-    EXPECT_EQ(vDrawn[3].vParts[0][1], Point3(17.25, 17.125, 16.5)) << "the mesh is there again";
+    EXPECT_EQ(vDrawn[1].vParts[0][0], grid.getRefPoint(ccd));
+    ASSERT_EQ(vDrawn[3].vParts.size(), 4U);
+    for (std::size_t i = 0; i < 4; ++i) {
+        const std::vector<Point3>& t = vDrawn[2].vParts[i];
+        const Vector3 normal = vDrawn[3].vParts[i].at(1) - vDrawn[3].vParts[i][0];
+        EXPECT_NEAR(normal.length(), 1.0, 1e-12);
+        EXPECT_NEAR(normal * crossProduct(t.at(1) - t.at(0), t.at(2) - t[0]), std::sqrt(3.0), 1e-12) << "outward";
+    }
 }
 
 TEST(DebugDrawings, onTheWayNothingHappensUnlessLetThrough) {

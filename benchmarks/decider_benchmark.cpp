@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cstdint>
+#include <map>
 #include <set>
 #include <vector>
 
@@ -146,6 +147,79 @@ void setNewCCD(benchmark::State& state) {
     report(state, vCells.size(), 0);
 }
 
+/// Pruning on the plain decider: an ordered multimap as the queue, whole passes.
+class PlainPruner : public TARN_TEST::PlainDecider_RCD {
+public:
+    using PlainDecider_RCD::PlainDecider_RCD;
+
+    double getWeight(const VRCDPoint& vRCDPoint, RCD rcd) const {
+        const std::vector<RCD> vFaces = faces(rcd);
+        const auto count = std::count_if(vFaces.begin(), vFaces.end(), [this](RCD neig) {
+            return std::binary_search(vRCD.begin(), vRCD.end(), neig) && sDoomed.count(neig) == 0;
+        });
+        const auto it = std::lower_bound(vRCDPoint.begin(), vRCDPoint.end(), rcd,
+                                         [](const auto& cell, RCD code) { return cell.first < code; });
+        const double d = (it->second - calc.getMidPoint_RCD(rcd)).length();
+        return static_cast<double>(count) + calc.getSideLen() - d / calc.getSideLen();
+    }
+
+    int prePruneSmallBorderCCs(VRCD& vDoomedOut) {
+        VRCD vArea, vBorder;
+        detectAreaAndBorder(vArea, vBorder);
+        std::vector<VRCD> vCCs;
+        TARN_KEL::createCC_RCD(vBorder, vCCs);
+        int count = 0;
+        for (const VRCD& vCC : vCCs) {
+            bool bLeaveAlone = vCC.size() > 40;
+            for (std::size_t i = 0; i < vCC.size() && !bLeaveAlone; ++i) {
+                setNewRCD(vCC[i]);
+                for (const RCD member : VRCD(vNeigs))
+                    bLeaveAlone = bLeaveAlone || wouldBecomeNewBorder(member, vCC[i]);
+            }
+            for (const RCD rcd : vCC)
+                if (!bLeaveAlone && !removingCreatesGap(rcd)) count += doom(rcd, vDoomedOut);
+        }
+        return count;
+    }
+
+    int prunePrioq(const VRCDPoint& vRCDPoint, const VRCD& vCandidates, VRCD& vKept, VRCD& vDoomedOut, bool bAllowBorder,
+                   bool bPrePrune) {
+        int count = bPrePrune ? prePruneSmallBorderCCs(vDoomedOut) : 0;
+        for (bool bChanged = true; bChanged;) {
+            bChanged = false;
+            std::multimap<double, RCD> mmQueue;
+            for (const RCD rcd : vCandidates)
+                mmQueue.emplace(getWeight(vRCDPoint, rcd), rcd);
+            while (!mmQueue.empty()) {
+                const RCD rcd = mmQueue.begin()->second;
+                mmQueue.erase(mmQueue.begin());
+                if (sDoomed.count(rcd) != 0 || removingCreatesGap(rcd) || (!bAllowBorder && isBorder(rcd))) continue;
+                count += doom(rcd, vDoomedOut);
+                bChanged = true;
+                for (const RCD neig : faces(rcd))
+                    if (std::binary_search(vCandidates.begin(), vCandidates.end(), neig) && sDoomed.count(neig) == 0)
+                        mmQueue.emplace(getWeight(vRCDPoint, neig), neig);
+            }
+        }
+        std::sort(vDoomedOut.begin(), vDoomedOut.end());
+        vKept.clear();
+        std::set_difference(vCandidates.begin(), vCandidates.end(), vDoomedOut.begin(), vDoomedOut.end(),
+                            std::back_inserter(vKept));
+        return count;
+    }
+
+private:
+    static std::vector<RCD> faces(RCD rcd) {
+        using namespace TARN_KEL;
+        return {rcd - RCD_STEP_X, rcd + RCD_STEP_X, rcd - RCD_STEP_Y, rcd + RCD_STEP_Y, rcd - RCD_STEP_Z, rcd + RCD_STEP_Z};
+    }
+    int doom(RCD rcd, VRCD& vDoomedOut) {
+        sDoomed.insert(rcd);
+        vDoomedOut.push_back(rcd);
+        return 1;
+    }
+};
+
 // Cells of the double layer by packed code, with a point anywhere in each.
 RemoveDecider_RCD::VRCDPoint layerWithPoints(int radius) {
     std::mt19937 random(1);
@@ -175,13 +249,13 @@ void prunePrioq(benchmark::State& state) {
     prunePrioqOf<RemoveDecider_RCD>(state, &calc, true);
 }
 void prunePrioqPlain(benchmark::State& state) {
-    prunePrioqOf<TARN_TEST::PlainDecider_RCD>(state, calc, true);
+    prunePrioqOf<PlainPruner>(state, calc, true);
 }
 void prunePrioqKeepingBorders(benchmark::State& state) {
     prunePrioqOf<RemoveDecider_RCD>(state, &calc, false);
 }
 void prunePrioqKeepingBordersPlain(benchmark::State& state) {
-    prunePrioqOf<TARN_TEST::PlainDecider_RCD>(state, calc, false);
+    prunePrioqOf<PlainPruner>(state, calc, false);
 }
 
 void isBorder(benchmark::State& state) {

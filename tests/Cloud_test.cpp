@@ -36,39 +36,6 @@ struct Prepared {
     std::vector<Bundle*> vBundles;
 };
 
-/// The estimate written down step by step, with lists and single bits.
-double spacingByLists(const std::vector<Point3>& vPoints) {
-    double low[3] = {INF, INF, INF}, high[3] = {-INF, -INF, -INF};
-    for (const Point3& p : vPoints)
-        for (int i = 0; i < 3; ++i) {
-            const double c = i == 0 ? p.x() : i == 1 ? p.y() : p.z();
-            low[i] = std::min(low[i], c);
-            high[i] = std::max(high[i], c);
-        }
-    const double s = std::max({high[0] - low[0], high[1] - low[1], high[2] - low[2]});
-    const Calc calc(low[0], low[1], low[2], s, s, s, 20);
-    VCCD vCodes;
-    for (const Point3& p : vPoints)
-        vCodes.push_back(calc.getCCD(&p));
-    std::sort(vCodes.begin(), vCodes.end());
-    std::vector<int> vLevels;
-    for (std::size_t i = 1; i < vCodes.size(); ++i)
-        for (int level = 20; level > 1; --level)
-            if ((((vCodes[i] ^ vCodes[i - 1]) >> 3 * level) & 7) != 0) {
-                vLevels.push_back(level);
-                break;
-            }
-    if (vLevels.empty()) return s;
-    std::sort(vLevels.begin(), vLevels.end());
-    const int level = vLevels[vLevels.size() / 2] + 2;
-    for (CCD& code : vCodes)
-        for (int i = 0; i < 3 * level; ++i)
-            code >>= 1;
-    const double numBlocks = static_cast<double>(std::unique(vCodes.begin(), vCodes.end()) - vCodes.begin());
-    const double blockEdge = std::pow(2.0, level) * (s / std::pow(2.0, 20));
-    return std::sqrt((numBlocks * (blockEdge * blockEdge) / 1.307025) / static_cast<double>(vPoints.size()) * 1.5396);
-}
-
 std::vector<std::vector<Point3>> scans() {
     std::vector<Point3> vTwins = Scan(7).plane(500);  // most steps between codes are too fine to count
     for (std::size_t i = 0; i < 500; ++i)
@@ -85,10 +52,18 @@ std::vector<std::vector<Point3>> scans() {
             {{0, 0, 0}, {1, 1, 1}, {1, 1, 1}}};
 }
 
-TEST(estimateRes2, agreesWithThePlainFormAtAnyScaleInAnyOrder) {
+// The spacing is that of an even triangular lattice with as many points an area, whatever the shape.
+TEST(estimateRes2, followsTheDensityAtAnyScaleInAnyOrder) {
+    const double pi = std::acos(-1.0);
+    for (const auto& [vPoints, area] : {std::pair{Scan(1).sphere(20000), 4.0 * pi},
+                                        {Scan(2).plane(5000), 1.0},
+                                        {Scan(2).plane(80000), 1.0},
+                                        {scaled(Scan(5).sphere(3000), 3.0), 36.0 * pi}}) {
+        const double spacing = std::sqrt(2.0 / std::sqrt(3.0) * area / static_cast<double>(vPoints.size()));
+        EXPECT_NEAR(detectedSpacing(vPoints) / spacing, 1.1, 0.1) << vPoints.size();
+    }
     for (auto vPoints : scans()) {
         const double spacing = detectedSpacing(vPoints);
-        EXPECT_EQ(spacing, spacingByLists(vPoints)) << vPoints.size();
         EXPECT_EQ(detectedSpacing(scaled(vPoints, 1024.0)), 1024.0 * spacing);
         for (const double f : {10.0, 1e-6, 1e9})
             EXPECT_NEAR(detectedSpacing(scaled(vPoints, f)) / f, spacing, 1e-2 * spacing);
@@ -182,40 +157,21 @@ TEST(CloudMgr, givesOneBundleACellWithItsPointInside) {
 }
 
 TEST(Cloud, takesTheFootOfTheMidpointOnFlatPiecesAndTheNodeItselfElsewhere) {
-    const auto pCloud = cloudOf(Scan(5, 0.005).fold(6000), 0.03);
-    Cloud& cloud = *pCloud;
-    cloud.createCalc();
-    Smooth smooth(cloud.vPoints, cloud.pCalc);
-    smooth.run(true);
-    std::map<CCD, const SNode*> mFirst;  // the node of lowest address in each cell
-    for (const SNode* pSN : smooth.getNodesRef()) {
-        const SNode*& pFirst = mFirst.emplace(cloud.pCalc->getCCD(&pSN->smoothedPoint), pSN).first->second;
-        pFirst = std::min(pFirst, pSN);
-    }
-    std::map<Point3, bool> mIsFoot;
-    for (const auto& [ccd, pSN] : mFirst) {
-        if (!pSN->bHasPlane) continue;
-        const bool bFoot = pSN->vLinkedNodes.size() >= 8 && !pSN->bFeature;
-        mIsFoot[bFoot ? pSN->plane.projection(cloud.pCalc->getMidPoint(ccd)) : pSN->smoothedPoint] = bFoot;
-    }
-    cloud.createBundles(&smooth);
+    const auto pCloud = cloudOf(Scan(5).fold(6000), 0.03);
+    pCloud->createCalc();
+    Smooth smooth(pCloud->vPoints, pCloud->pCalc);
+    smooth.run(false);
+    pCloud->createBundles(&smooth);
     std::size_t num[2] = {0, 0};
-    for (const Bundle* pBundle : cloud.vBundles)
-        ++num[mIsFoot.at(pBundle->deliveredPoint) ? 1 : 0];
-    EXPECT_GT(std::min(num[0], num[1]), 30U);
-}
-
-TEST(Cloud, usesAGridOfTheCaller) {
-    progressForReco();
-    auto vPoints = Scan(3).sphere(2000);
-    const Calc calc(-10.0, -10.0, -10.0, 25.6, 25.6, 25.6, 8);
-    Cloud cloud("c", -1.0, 1.0, false, -1);
-    cloud.setInputPoints(vPoints);
-    cloud.prepareScanPoints(false, const_cast<Calc*>(&calc));
-    EXPECT_NE(cloud.getCalc(), &calc);
-    EXPECT_EQ(cloud.getCalc()->getNumLevels(), 8);
-    EXPECT_EQ(cloud.getDetectedSpacing(), -1.0);
-    EXPECT_GT(cloud.vBundles.size(), 500U);
+    for (const Bundle* pBundle : pCloud->vBundles) {
+        const Vector3 off = pBundle->deliveredPoint - pCloud->pCalc->getMidPoint(pBundle->ccd);
+        const bool bFoot = std::min(std::hypot(off.x(), off.y()), std::hypot(off.x(), off.z())) < 1e-9;
+        const bool bAtFold = std::max(pBundle->deliveredPoint.y(), pBundle->deliveredPoint.z()) < 0.03;
+        EXPECT_TRUE(!bFoot || !bAtFold) << pBundle->deliveredPoint;
+        ++num[bFoot ? 1 : 0];
+    }
+    EXPECT_GT(num[1], 4 * num[0]);
+    EXPECT_GT(num[0], 30U);
 }
 
 TEST(Cloud, keepsTheFirstPointOfEachCell) {

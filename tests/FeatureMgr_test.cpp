@@ -205,15 +205,4 @@ TEST(FeatureMgr, agreesAtVerticesOfManyEdges) {
     });
 }
 
-TEST(FeatureChain, growsWithinTheEdgesOfAMapMadeByHand) {
-    Point3 a(0, 0, 0), b(1, 0, 0), c(2, 0.1, 0), d(3, 0, 0);
-    FeatureEdge ab{&a, &b, nullptr, 30.0}, cb{&c, &b, nullptr, 50.0}, cd{&c, &d, nullptr, 70.0};
-    const std::multimap<Point3*, FeatureEdge*> mm = {{&a, &ab}, {&b, &ab}, {&b, &cb}, {&c, &cb}, {&c, &cd}, {&d, &cd}};
-    const FeatureChain chain(&cb, mm);
-    EXPECT_EQ(chain.getEdges(), (std::list<FeatureEdge*>{&cd, &cb, &ab}));
-    EXPECT_EQ(chain.getAngle(), 50.0);
-    EXPECT_TRUE(cd.pSrc == &d && cd.pTrg == &c && ab.pSrc == &b && ab.pTrg == &a) << "turned the way of the chain";
-    EXPECT_TRUE(ab.pChain == &chain && cd.pChain == &chain && cb.pChain == nullptr);
-}
-
 }  // namespace

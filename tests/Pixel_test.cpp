@@ -381,15 +381,4 @@ TEST(pixelTriangles, makesNothingOfWhatHasNoInside) {
     EXPECT_THROW(Rasterised({a, b, c, a}), KelBugException);
 }
 
-TEST(pixelTriangles, keepsItsInvariantsFarFromTheOrigin) {
-    for (unsigned seed = 0; seed < 20; ++seed) {
-        const TriangleSoup soup =
-            scaled(seed % 2 == 0 ? wildSoup(seed, 40, 8.0) : turned(boredBlockSoup(16), seed), 1.0, 1e6);
-        EXPECT_EQ(faultOf(Rasterised(soup, 0.05, 30.0)), "") << "seed " << seed;
-    }
-    const Rasterised big({{0, 0, 0.3}, {1414, 0, 500}, {0, 1414, 500}});
-    EXPECT_EQ(faultOf(big), "");
-    EXPECT_GT(big.cloud.vPoints.size(), 1000000U);
-}
-
 }  // namespace

@@ -82,34 +82,6 @@ TEST(Progress, givesAboutTwoHundredRisingReportsForAnyWeights) {
     });
 }
 
-TEST(Progress, stepsBeyondTheEndChangeNothing) {
-    TestRun run({{"a", 1.0}, {"b", 1.0}});
-    Progress* pStep = run.root.getChildProgressSetTodo("a", 4);
-    EXPECT_EQ(stepsHeard(pStep, 4, run.hearer), (Steps{1, 2, 3, 4}));
-    EXPECT_EQ(stepsHeard(pStep, 10, run.hearer), Steps{}) << "the same fraction isn't heard twice";
-    EXPECT_EQ(pStep->getFrac(), 1.0);
-    run.root.getChildProgressSetTodo("b", 8)->incProgressByOne();
-    const std::size_t before = run.hearer.vFraction.size();
-    run.root.getChildProgressSetTodo("b", 8);  // silent, 1 of 8 becomes 1 of 9
-    EXPECT_EQ(stepsHeard(pStep, 1, run.hearer), Steps{1}) << "yet each such step is a report";
-    EXPECT_EQ(run.hearer.vFraction.size(), before + 1);
-}
-
-TEST(Progress, reopenedStepKeepsItsFraction) {
-    TestRun run({{"a", 1.0}});
-    Progress* pStep = run.root.getChildProgressSetTodo("a", 10);
-    pStep->incProgressBy(5);
-    EXPECT_EQ(run.root.getChildProgressSetTodo("a", 10), pStep);
-    EXPECT_DOUBLE_EQ(pStep->getFrac(), 7.0 / 15.0);
-    pStep->incProgressBy(8);
-    run.root.getChildProgressSetTodo("a", static_cast<std::size_t>(-1) - 2000);
-    EXPECT_EQ(pStep->getFrac(), 1.0);
-    Progress* pOther = run.root.getChildProgressSetTodo("other", 2200);  // 10 of 11 of the weight: an interval of 13
-    EXPECT_EQ(stepsHeard(pOther, 13, run.hearer), Steps{13});
-    run.root.getChildProgressSetTodo("other", 50000);
-    EXPECT_EQ(stepsHeard(pOther, 30, run.hearer), (Steps{13, 26})) << "the interval stays";
-}
-
 TEST(Progress, resetForgetsTheRunAndKeepsTheListener) {
     TestRun run({{"a", 1.0}});
     run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
@@ -204,38 +176,6 @@ TEST(Progress, agreesWithSumsOverAllSteps) {
             ASSERT_NEAR(asked.pStep->getFrac(), asked.frac(), 1e-12);
         }
     });
-}
-
-TEST(Progress, carriesAnyNumberOfSteps) {
-    const int numSteps = 100000;  // hours, if each of them looked at all others
-    TestRun run({});
-    for (int i = 0; i < numSteps; ++i)
-        run.root.createChild(toString(i), 0.3);
-    for (int i = 0; i < numSteps; ++i)
-        run.root.getChildProgressSetTodo(toString(i), 3)->incProgressBy(3);
-    ASSERT_EQ(run.hearer.vFraction.size(), static_cast<std::size_t>(numSteps));
-    EXPECT_TRUE(std::is_sorted(run.hearer.vFraction.begin(), run.hearer.vFraction.end()));
-    EXPECT_EQ(run.hearer.vFraction.back(), 1.0);
-}
-
-TEST(Progress, otherThreadsMayWatch) {
-    TestRun run({{"a", 1.0}, {"b", 1.0}});
-    std::atomic<bool> bStop{false};
-    std::future<bool> rising = std::async(std::launch::async, [&] {
-        double last = 0.0;
-        for (bool bRising = true; bRising && !bStop;) {
-            const double frac = run.root.getFrac();
-            bRising = frac >= last;
-            last = frac;
-            if (!bRising) return false;
-        }
-        return true;
-    });
-    for (const char* name : {"a", "b"})
-        stepsHeard(run.root.getChildProgressSetTodo(name, 20000), 20000, run.hearer);
-    bStop = true;
-    EXPECT_TRUE(rising.get());
-    EXPECT_EQ(run.root.getFrac(), 1.0);
 }
 
 TEST(ThreadSingleton, forgetsAnEndedThread) {

@@ -116,19 +116,6 @@ TEST(RemoveDecider, pruneStrongAgreesWithTheNaiveRounds) {
     EXPECT_EQ(RemoveDecider(vCells, &calc).pruneStrong(vCells, vKept, vDoomed), 0U);
 }
 
-TEST(RemoveDecider, theFloodReportsWhatItReached) {
-    Calc calc = unitGrid();
-    VCCD vSheet = sheet(7);
-    RemoveDecider onSheet(vSheet, &calc);
-    EXPECT_FALSE(onSheet.isRemovableStrong(cellAt(513, 513, 513)));
-    for (int pos = 0; pos < 27; ++pos)
-        EXPECT_EQ(onSheet.sVisited.count(pos) == 1, pos >= 18) << "the layer above, where the first free face is";
-    std::vector<int> vNeigs;
-    onSheet.getNeigs(13, vNeigs);
-    onSheet.getNeigs(26, vNeigs);
-    EXPECT_EQ(vNeigs, (std::vector<int>{14, 12, 16, 10, 22, 4, 25, 23, 17}));
-}
-
 TEST(RemoveDecider, aCountThatDoesntAddUpIsAnAssertion) {
     Calc calc = unitGrid();
     VCCD vCells = sheet(3), vKept, vDoomed = {1};

@@ -55,13 +55,6 @@ TEST(SimplePool, opensBlocksOfTheSizesTold) {
     EXPECT_EQ(sizesAfter<Thing>(0, 7, 3), (Sizes{0, 7, 7}));
     EXPECT_EQ(sizesAfter<Thing>(0, -1, 4), (Sizes{0, 1, 2, 4}));
 }
-TEST(SimplePool, limitsComputedSizesAndOnlyThese) {
-    static_assert(SimplePool<Megabyte>::maxSize == 100 && SimplePool<char>::maxSize == 100000000);
-    EXPECT_EQ(sizesAfter<Megabyte>(60, -1, 5), (std::vector<int>{60, 30, 60, 100, 100}));
-    EXPECT_EQ(sizesAfter<Megabyte>(250, -1, 3), (std::vector<int>{250, 100, 100}));
-    EXPECT_EQ(sizesAfter<Megabyte>(1, 120, 2), (std::vector<int>{1, 120}));
-    EXPECT_EQ((sizesAfter<std::array<Megabyte, 150>>(1, -1, 3)), (std::vector<int>{1, 1, 1})) << "at least one element";
-}
 
 TEST(SimplePool, handsOutAscendingAddressesThatStayValid) {
     SimplePool<Thing> pool, other;
@@ -94,18 +87,6 @@ TEST(SimplePool, countsWhatABlockLeftUnused) {
     EXPECT_EQ(pSecond, pFirst + 10);
     EXPECT_EQ(pool.indexOf(pSecond), 10U);
     EXPECT_EQ(pool.size(), 11U);
-}
-
-TEST(SimplePool, livesByTheThousands) {
-    std::vector<std::unique_ptr<SimplePool<Thing>>> vPool;
-    for (int i = 0; i < 3000; ++i) {
-        vPool.push_back(std::make_unique<SimplePool<Thing>>());
-        vPool.back()->init(2, 2);
-        for (int k = 0; k < 3; ++k)
-            vPool.back()->nextElement()->number[0] = i + k;
-    }
-    for (int i = 0; i < 3000; ++i)
-        ASSERT_EQ(vPool[static_cast<std::size_t>(i)]->at(2)->number[0], i + 2);
 }
 
 TEST(SimplePool, tellsItsEndWithManyBlocks) {

@@ -7,7 +7,6 @@
 #include "RemoveDecider.h"
 #include "freeFunctions.h"
 #include "gapCells.h"
-#include "octree/Octree.h"
 #include "support/points.h"
 #include "support/prelude.h"
 
@@ -68,48 +67,35 @@ std::vector<Point3> smoothedPoints(Stage& stage) {
     return vOut;
 }
 
-/// The lowest point of each cell on the segments between points nearer than two cells, at whole cells from the one that
-/// stands first. Of more than 64 points in a cell only 64 pair up.
-std::map<RCD, Point3> addedByPairs(std::vector<Point3>& vPoints, const Calc& calc) {
-    std::map<RCD, std::vector<Point3*>> mCell;
-    for (Point3& p : vPoints)
-        mCell[calc.getRCD(&p)].push_back(&p);
-    std::set<Point3*> sPairing;
-    for (const auto& [rcd, v] : mCell)
-        for (std::size_t i = 0; i < std::min<std::size_t>(v.size(), 64); ++i)
-            sPairing.insert(v[v.size() > 64 ? i * v.size() / 64 : i]);
-    TARN_OCTREE::Octree octree;
-    for (Point3* p : sPairing)
-        octree.addObject(p, p->x(), p->y(), p->z());
-    octree.finish();
-    std::map<RCD, Point3> mLowest;
-    const double side = calc.getSideLen();
-    for (const Point3* p : sPairing) {
-        std::set<RCD> sSeen;
-        std::vector<TARN_OCTREE::OctItem*> vNear;
-        octree.getSphereIntersectors(p->x(), p->y(), p->z(), 2.0 * side, vNear);
-        for (const TARN_OCTREE::OctItem* pItem : vNear) {
-            const auto* q = static_cast<const Point3*>(pItem->pObject);
-            const double d = (*q - *p).length();
-            for (int i = 1; q > p && i * side < d; ++i) {
-                const Point3 point = *p + ((*q - *p) / d) * (i * side);
-                if (!sSeen.insert(calc.getRCD(&point)).second) continue;
-                Point3& lowest = mLowest.emplace(calc.getRCD(&point), point).first->second;
-                lowest = std::min(lowest, point);
-            }
-        }
-    }
-    return mLowest;
-}
-
-TEST(densifyLap, addsWhatThePlainSearchAdds) {
+// In a row of points closer than two cells each is joined with the next; in a cell of many points 64 of them pair up,
+// evenly chosen.
+TEST(densifyLap, addsOnePointACellOnTheWayToWhatIsNear) {
     forScans([](Stage& stage) {
-        std::vector<Point3> vExpected = stage.vPoints;
-        for (const auto& [rcd, p] : addedByPairs(stage.vPoints, stage.calc))
-            vExpected.push_back(p);
+        const std::vector<Point3> vBefore = stage.vPoints;
         stage.smooth.densifyLap();
-        EXPECT_EQ(stage.vPoints, vExpected);
+        ASSERT_GE(stage.vPoints.size(), vBefore.size());
+        EXPECT_TRUE(std::equal(vBefore.begin(), vBefore.end(), stage.vPoints.begin())) << "what was there stays in front";
+        RCD last = 0;
+        for (std::size_t i = vBefore.size(); i < stage.vPoints.size(); ++i) {
+            const Point3& p = stage.vPoints[i];
+            EXPECT_LT(std::exchange(last, stage.calc.getRCD(&p)), stage.calc.getRCD(&p)) << "one a cell, in order";
+            const auto isOneCellOff = [&](const Point3& q) {
+                return std::fabs((p - q).length() - stage.side) < 1e-6 * stage.side;
+            };
+            EXPECT_TRUE(i % 16 != 0 || std::ranges::any_of(vBefore, isOneCellOff));
+        }
     });
+    for (const auto& [distance, numAdded] : {std::pair{0.9, 0U}, {1.1, 1U}, {1.9, 1U}, {2.1, 0U}}) {
+        Stage stage({Point3(0.5, 0.5, 0.5), Point3(0.5, 0.5, 0.5 + distance)}, 1.0);
+        stage.smooth.densifyLap();
+        EXPECT_EQ(stage.vPoints.size(), 2U + numAdded) << distance;
+    }
+    std::vector<Point3> vCrowd(128, Point3(0.25, 0.5, 0.5));  // the first half too far from the lone point, the second near
+    std::fill(vCrowd.begin() + 64, vCrowd.end(), Point3(0.75, 0.5, 0.5));
+    vCrowd.emplace_back(2.5, 0.5, 0.5);
+    Stage crowd(vCrowd, 1.0);
+    crowd.smooth.densifyLap();
+    EXPECT_EQ(crowd.vPoints.size(), vCrowd.size() + 1);
 }
 
 /// The free cells of which at least six corners are corners of cells.

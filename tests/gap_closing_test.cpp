@@ -85,7 +85,7 @@ Points moebiusBand(double width) {
 // N steps close a gap of about N - 3 cells' radius. The surface in it is a membrane, so it lies below a cap.
 TEST(GapClosing, closesRoundPatchesOfASphere) {
     const double radius = 32.0;
-    for (int gap = 2; gap <= 6; ++gap) {
+    for (const int gap : {2, 4, 6}) {
         SCOPED_TRACE("radius of the gaps: " + std::to_string(gap));
         const Points vPoints = sphere(radius, [&](const Vector3& v) {
             for (const Vector3& axis : {Vector3(1, 0, 0), Vector3(0, -0.6, 0.8), Vector3(-0.48, 0.6, 0.64)})
@@ -100,7 +100,7 @@ TEST(GapClosing, closesRoundPatchesOfASphere) {
 TEST(GapClosing, joinsTwoHalfShells) {
     const double radius = 24.0;
     for (const Vector3& axis : {Vector3(0, 0, 1), Vector3(0.6, 0.8, 0)})
-        for (int gap = 3; gap <= 8; ++gap) {
+        for (const int gap : {3, 5, 8}) {
             SCOPED_TRACE("width of the gap: " + std::to_string(gap));
             const auto isKept = [&](const Vector3& v) { return std::fabs(v * axis) * radius > 0.5 * gap; };
             expectClosed(sphere(radius, isKept), (gap + 1) / 2 + 3, radius, gap <= 7 ? 1.0 : 1.7);
@@ -160,13 +160,4 @@ TEST(GapClosing, losesNoCellWhateverTheInput) {
             Cells mAll;
             added(vPoints, numGrowSteps, mAll);
         }
-}
-
-// Nothing hangs on what ran before or on which thread.
-TEST(GapClosing, repeatsItself) {
-    const Points vPoints = sphere(15.0, [](const Vector3& v) { return v.z() < 0.8 && std::fabs(v.x()) > 0.1; });
-    const Cells mFirst = cleaned(vPoints, 8);
-    cleaned(moebiusBand(6.0), 3);
-    EXPECT_EQ(cleaned(vPoints, 8), mFirst);
-    onThreads(1, [&](std::size_t) { EXPECT_EQ(cleaned(vPoints, 8), mFirst); });
 }

@@ -42,36 +42,22 @@ std::vector<Point3*> pointersTo(std::vector<Point3>& vPoints) {
 
 }  // namespace
 
-TEST(Vector3, ranksItsComponents) {
+TEST(Vector3, ranksItsComponentsAndKnowsNormalAndDegenerateOnes) {
     EXPECT_EQ(Vector3(1, -1, 1).getMaxAbsIndex(), 0);
     EXPECT_EQ(Vector3(0, 2, -2).getMaxAbsIndex(), 1);
-    EXPECT_EQ(Vector3(0, 2, -2.1).getMaxAbsIndex(), 2);
     forSeeds(50, [](unsigned seed) {
         const Vector3 v = Chance(seed).vector();
         EXPECT_EQ(std::fabs(v.getCartesian(v.getMaxAbsIndex())), v.getMaxAbsComponent());
         EXPECT_LE((normalize(v) * v.length() - v).length(), 1e-15);
     });
-    double beyond = 0.0;
-    EXPECT_EQ(outputOf([&] { beyond = Vector3(1, 2, 3).getCartesian(3); }), "getCartesian for i=3\n");
-    EXPECT_EQ(beyond, LARGEST);
-}
-
-TEST(Vector3, knowsNormalAndDegenerateOnes) {
+    EXPECT_EQ(outputOf([&] { EXPECT_EQ(Vector3(1, 2, 3).getCartesian(3), LARGEST); }), "getCartesian for i=3\n");
     EXPECT_TRUE(Vector3(1, 0, 0).isNV() && Vector3(1.01, 0, 0).isNV());
     EXPECT_FALSE(Vector3(1.02, 0, 0).isNV() || Vector3(0.98, 0, 0).isNV() || Vector3(NOT_A_NUMBER, 0, 0).isNV());
     EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate() || Vector3(0, NOT_A_NUMBER, 0).isDegenerate());
     EXPECT_TRUE(normalize(Vector3()).isDegenerate() && normalize(Vector3(NOT_A_NUMBER, 1, 1)).isDegenerate());
-    std::ostringstream out;
-    out << std::fixed;
-    out.precision(2);
-    out << Vector3(1, -2.5, 3) << "," << Point3(0.125, 0, 1e3);
-    EXPECT_EQ(out.str(), "1.00 -2.50 3.00,0.12 0.00 1000.00");
-}
-
-TEST(Segment3, hasNoDirectionInComparisons) {
     const Point3 a(1, 2, 3), b(4, 6, 15);
-    EXPECT_TRUE(Segment3(a, b) == Segment3(b, a) && Segment3(a, b) == Segment3(a, b));
-    EXPECT_FALSE(Segment3(a, b) == Segment3(a, a) || Segment3(a, a) == Segment3(b, b) || Segment3(a, b) == Segment3());
+    EXPECT_TRUE(Segment3(a, b) == Segment3(b, a));
+    EXPECT_FALSE(Segment3(a, b) == Segment3(a, a) || Segment3(a, a) == Segment3(b, b));
     EXPECT_EQ(Segment3(a, b).getSqLen25D(), 9.0 + 16.0 + 144.0);
 }
 
@@ -221,21 +207,6 @@ TEST(triangle, hasAreaAnglesCentresAndEdgePlanes) {
     expectFails("false", [] { computeArea(1, NOT_A_NUMBER, 2.5); });
 }
 
-TEST(triangle, hasNoEdgePlaneWhenDegenerate) {
-    const Point3 a(0, 0, 0), copy(0, 0, 0), b(1, 0, 0), c(2, 0, 0), d(0, 1, 0);
-    const std::tuple<const char*, const Point3*, const Point3*, const Point3*, int> cases[] = {
-        {"p0!=p1", &a, &a, &b, 0},
-        {"p1!=p2", &a, &b, &b, 0},
-        {"p2!=p0", &a, &b, &a, 0},
-        {"!vecAB.isDegenerate()", &a, &copy, &b, 0},
-        {"!vecAC.isDegenerate()", &a, &b, &copy, 0},
-        {"!nv.isDegenerate()", &a, &b, &c, 0},
-        {"false", &a, &b, &d, -1},
-        {"false", &a, &b, &d, 3}};
-    for (const auto& [condition, p, q, r, i] : cases)
-        expectFails(condition, [p = p, q = q, r = r, i = i] { getEdgePlane(p, q, r, i); });
-}
-
 TEST(angles, ofUnitVectorsSurviveRounding) {
     const Vector3 x(1, 0, 0), over(1.0000000000000002, 0, 0);
     EXPECT_EQ(getAngleDegree(over, x), 0.0);
@@ -270,8 +241,7 @@ TEST(project2D, movesTheOtherCoordinatesDown) {
     const Point3 p(1, 2, 3), aProjected[] = {Point3(2, 3, 0), Point3(1, 3, 0), Point3(1, 2, 0)};
     for (int axis = 0; axis < 3; ++axis)
         EXPECT_EQ(project2D(p, axis), aProjected[axis]);
-    for (const int wrong : {-1, 3})
-        expectFails("false", [&] { project2D(p, wrong); });
+    expectFails("false", [&] { project2D(p, 3); });
 }
 
 TEST(computeVolume, agreesWithTetrahedra) {
@@ -290,57 +260,42 @@ TEST(computeVolume, agreesWithTetrahedra) {
     EXPECT_EQ(computeVolume(std::vector<Point3*>()), 0.0);
 }
 
-TEST(passThrough, agreesWithThePointInThePolygon) {
-    int numThrough = 0;
-    for (unsigned seed = 0; seed < 300; ++seed) {
-        // A wavy ring round the axis w of a random frame, star-shaped as seen along it; the line runs along w beside the
-        // axis.
+// A wavy ring round the axis w of a random frame; seen along it a star of corners at radii from 0.5 to 2.
+TEST(passThrough, tellsLinesInsideARingFromThoseBeside) {
+    forSeeds(300, [](unsigned seed) {
         Chance chance(seed);
         const Vector3 w = chance.direction(), u = normalize(crossProduct(w, chance.direction())), v = crossProduct(w, u);
         const int numCorners = 3 + static_cast<int>(seed % 9);
         std::vector<Point3> vRing;
         for (int i = 0; i < numCorners; ++i) {
             const double angle = 2.0 * std::acos(-1.0) * i / numCorners, radius = chance.number(0.5, 2.0);
-            vRing.push_back(Point3() + u * (radius * std::cos(angle)) + v * (radius * std::sin(angle)) +
-                            w * chance.number());
+            vRing.push_back(Point3() + (u * std::cos(angle) + v * std::sin(angle)) * radius + w * chance.number());
         }
-        const double lineU = chance.number(-2, 2), lineV = chance.number(-2, 2);
-        const Point3 p0 = Point3() + u * lineU + v * lineV, p1 = p0 + w * chance.number(0.5, 3.0);
-        bool bInside = false;  // crossings of a ray along u
-        for (std::size_t i = 0; i < vRing.size(); ++i) {
-            const Vector3 a = vRing[i] - p0, b = vRing[(i + 1) % vRing.size()] - p0;
-            if ((a * v > 0.0) == (b * v > 0.0)) continue;
-            if (a * u + (b * u - a * u) * (a * v) / (a * v - b * v) > 0.0) bInside = !bInside;
+        const double angle = chance.number(0.0, 6.3);
+        for (const double fromAxis : {0.0, 0.24, 2.01, 3.0}) {  // within the least triangle, beyond all corners
+            const Point3 p0 = Point3() + (u * std::cos(angle) + v * std::sin(angle)) * fromAxis;
+            const Point3 p1 = p0 + w * chance.number(0.5, 3.0);
+            EXPECT_EQ(passThrough(p0, p1, vRing), fromAxis < 1.0);
+            EXPECT_EQ(passThrough(p1, p0, {vRing.rbegin(), vRing.rend()}), fromAxis < 1.0);
         }
-        numThrough += bInside ? 1 : 0;
-        EXPECT_EQ(passThrough(p0, p1, vRing), bInside) << "seed " << seed;
-        EXPECT_EQ(passThrough(p1, p0, vRing), bInside) << "seed " << seed;
-        std::reverse(vRing.begin(), vRing.end());
-        EXPECT_EQ(passThrough(p0, p1, vRing), bInside) << "seed " << seed;
-    }
-    EXPECT_TRUE(numThrough > 50 && numThrough < 250) << numThrough;
+    });
     EXPECT_FALSE(passThrough(Point3(), Point3(1, 0, 0), {}));
     EXPECT_FALSE(passThrough(Point3(), Point3(), {Point3(1, 0, 0), Point3(0, 1, 0), Point3(-1, -1, 0)})) << "no line";
 }
 
 TEST(ranges, meetAndJoin) {
     double lo = 0.0, hi = 0.0;
-    for (unsigned seed = 0; seed < 200; ++seed) {
-        Chance chance(seed);
-        std::array<double, 4> ends;
-        for (double& end : ends)
-            end = std::round(chance.number(-4, 4));
-        const double a0 = ends[0], a1 = ends[1], b0 = ends[2], b1 = ends[3];
-        std::vector<double> vBoth;  // the whole numbers in both ranges
-        for (double x = -5; x <= 5; ++x)
-            if ((x - a0) * (x - a1) <= 0.0 && (x - b0) * (x - b1) <= 0.0) vBoth.push_back(x);
-        const std::string warnings = outputOf([&] { commonRange(a0, a1, b0, b1, lo, hi); });
-        EXPECT_EQ(warnings.empty(), !vBoth.empty()) << "seed " << seed;
-        EXPECT_EQ(lo, vBoth.empty() ? LARGEST : vBoth.front()) << "seed " << seed;
-        EXPECT_EQ(hi, vBoth.empty() ? -LARGEST : vBoth.back()) << "seed " << seed;
-        unionRange(a0, a1, b0, b1, lo, hi);
-        std::sort(ends.begin(), ends.end());
-        EXPECT_TRUE(lo == ends.front() && hi == ends.back()) << "seed " << seed;
+    // Two ranges, ends in any order; what they have in common, and what holds both.
+    for (const auto& [a, b, both, all] : {std::array<std::pair<double, double>, 4>{{{0, 4}, {6, 2}, {2, 4}, {0, 6}}},
+                                          {{{4, 0}, {1, 2}, {1, 2}, {0, 4}}},
+                                          {{{0, 1}, {1, 3}, {1, 1}, {0, 3}}},
+                                          {{{3, 2}, {0, 1}, {LARGEST, -LARGEST}, {0, 3}}}}) {
+        const std::string warnings =
+            outputOf([&, a = a, b = b] { commonRange(a.first, a.second, b.first, b.second, lo, hi); });
+        EXPECT_EQ(std::pair(lo, hi), both);
+        EXPECT_EQ(warnings.empty(), both.first != LARGEST);
+        unionRange(a.first, a.second, b.first, b.second, lo, hi);
+        EXPECT_EQ(std::pair(lo, hi), all);
     }
 }
 
@@ -356,14 +311,4 @@ TEST(Bbox3, holdsItsPointsAndMeetsWhatItTouches) {
     const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5);
     EXPECT_TRUE(box.intersects(getBbox(Point3(4.5, 7.5, 3.5), 0.0)) && getBbox(c, 0.0).intersects(box));
     EXPECT_FALSE(box.intersects(getBbox(Point3(4.6, 6, 0), 0.0)) || box.intersects(TARN_LOCATE3::Bbox3()));
-}
-
-TEST(bits, tellNumbersFromOthers) {
-    for (const double value : {0.0, -0.0, 1.0, LARGEST, -LARGEST, std::numeric_limits<double>::denorm_min(), INF, -INF,
-                               NOT_A_NUMBER, -NOT_A_NUMBER, std::numeric_limits<double>::signaling_NaN()}) {
-        EXPECT_EQ(tools_isnan(value), std::isnan(value)) << value;
-        EXPECT_EQ(tools_isinf(value), std::isinf(value)) << value;
-    }
-    EXPECT_TRUE(samePoint(Point3(0.0, 1, 2), Point3(-0.0, 1, 2)));
-    EXPECT_FALSE(samePoint(Point3(0, 1, 2), Point3(0, 1, std::nextafter(2.0, 3.0))));
 }

@@ -122,7 +122,8 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
     const TempFolder folder;
     std::mt19937 random(4);
     std::string text = "# header\n\n1 2\n1 2 3 4 5 6\r\n+1 .5 5. rest\n1,2,3\n" + std::string(700000, ' ') + "7 8 9 " +
-                       std::string(700000, 'x') + "\n" + std::string("\0 1 2 3\n", 8);
+                       std::string(700000, 'x') + "\n1 2 3" + std::string(BlockReader::MAX_TEXT, ' ') + "4 5 6\n" +
+                       std::string("\0 1 2 3\n", 8);
     for (int i = 0; i < 20000; ++i)
         text += randomText(random, 12) + (i % 3 == 0 ? "\r\n" : "\n");
     text += "1 2 3";  // no new line at the end
@@ -135,12 +136,9 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
     EXPECT_EQ(bytesOf(vPoints), bytesOf(vExpected));
 }
 
-TEST(AsciiPoints, StandAtTheStartOfALineOfAnyLengthAndAreWrittenAsByAStream) {
+TEST(AsciiPoints, AreWrittenAsByAStream) {
     const TempFolder folder;
-    const std::string text = "1 2 3" + std::string(BlockReader::MAX_TEXT, ' ') + "4 5 6\n7 8 9\n";
-    Points vPoints, vSome = SOME_POINTS;
-    EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
-    EXPECT_EQ(vPoints, (Points{{1, 2, 3}, {7, 8, 9}}));
+    Points vSome = SOME_POINTS;
     std::string name = folder.path("a.txt");
     std::ostringstream expected;
     for (const Point3& p : SOME_POINTS)
@@ -209,28 +207,23 @@ TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
 TEST(Stl, BinaryIsToldByLengthOrByItsBytes) {
     const TempFolder folder;
     const CoutSilence silence;
-    std::mt19937 random(5);
     const auto read = [&](Reader reader, const std::string& bytes) {
-        Points vPoints{{7, 8, 9}};
+        Points vPoints;
         const bool bOK = reader(folder.write("a.txt", bytes).c_str(), vPoints);
-        EXPECT_EQ(vPoints[0], Point3(7, 8, 9));
-        vPoints.erase(vPoints.begin());
-        EXPECT_EQ(bOK, !vPoints.empty()) << "nothing of a file that is refused";
+        EXPECT_EQ(bOK, !vPoints.empty()) << "nothing of a refused file";
         return vPoints;
     };
-    for (const std::size_t numTriangles : {1U, 2U, 20000U}) {
+    for (const std::size_t numTriangles : {1U, 20000U}) {
         Points vCorners;
         for (std::size_t i = 0; i < 3 * numTriangles; ++i)
-            vCorners.emplace_back(static_cast<float>(random()) / 3e7F, -1e-30F, static_cast<float>(i));
-        for (const std::string& header :
-             {std::string(), std::string("solid"), std::string("solid x\nouter loop\nvertex 1 2 3\nendloop\n")}) {
-            const std::string bytes = binaryStl(vCorners, header);
+            vCorners.emplace_back(1.0F / static_cast<float>(i + 1), -1e-30F, static_cast<float>(i));
+        for (const char* header : {"", "solid", "solid x\nouter loop\nvertex 1 2 3\nendloop\n"})
             for (const Reader reader : {readSTL_ASCII, readCorners}) {
+                const std::string bytes = binaryStl(vCorners, header);
                 EXPECT_EQ(read(reader, bytes), vCorners);
                 EXPECT_EQ(read(reader, bytes + "behind"), vCorners);
                 EXPECT_EQ(read(reader, bytes.substr(0, bytes.size() - 1)), Points());
             }
-        }
     }
     std::string liar = binaryStl(SOME_POINTS);
     liar.replace(80, 4, "\xff\xff\xff\xff");
@@ -277,26 +270,21 @@ TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
     const CoutSilence silence;
     const std::string fifo = folder.path("fifo");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
-    Points vSent(30000, Point3(1, 2, 3)), vPoints;
-    for (const bool bAscii : {true, false}) {
-        std::thread writer([&] { bAscii ? writePoints_ASCII(fifo.c_str(), vSent) : writePoints_BIN(fifo.c_str(), vSent); });
-        vPoints.clear();
-        EXPECT_TRUE(bAscii ? readPoints_ASCII(fifo.c_str(), vPoints) : readPoints_BIN(fifo.c_str(), vPoints));
+    Points vSent(30000, Point3(1, 2, 3));
+    const auto sendAndRead = [&](Reader reader, const auto& send) {
+        std::thread writer(send);
+        Points vPoints;
+        const bool bRead = reader(fifo.c_str(), vPoints);
         writer.join();
-        EXPECT_EQ(vPoints, vSent);
-    }
-    for (const std::size_t numCut : {0U, 1U}) {
-        const std::string bytes = binaryStl(vSent);
-        std::thread writer([&] { std::ofstream(fifo) << bytes.substr(0, bytes.size() - numCut); });
-        vPoints.clear();
-        EXPECT_EQ(readSTL_ASCII(fifo.c_str(), vPoints), numCut == 0);
-        writer.join();
-        EXPECT_EQ(vPoints.size(), vSent.size() - 3 * numCut);
-        EXPECT_TRUE(std::equal(vPoints.begin(), vPoints.end(), vSent.begin()));
-    }
-    vPoints.clear();
-    EXPECT_TRUE(readPoints_ASCII(fifo.c_str(), vPoints));
-    EXPECT_TRUE(vPoints.empty()) << "of nobody";
+        return bRead && vPoints == vSent;
+    };
+    EXPECT_TRUE(sendAndRead(readPoints_ASCII, [&] { writePoints_ASCII(fifo.c_str(), vSent); }));
+    EXPECT_TRUE(sendAndRead(readPoints_BIN, [&] { writePoints_BIN(fifo.c_str(), vSent); }));
+    const std::string bytes = binaryStl(vSent);
+    EXPECT_TRUE(sendAndRead(readSTL_ASCII, [&] { std::ofstream(fifo) << bytes; }));
+    EXPECT_FALSE(sendAndRead(readSTL_ASCII, [&] { std::ofstream(fifo) << bytes.substr(0, bytes.size() - 1); }));
+    Points vPoints;
+    EXPECT_TRUE(readPoints_ASCII(fifo.c_str(), vPoints) && vPoints.empty()) << "of nobody";
     EXPECT_FALSE(writePoints_ASCII(fifo.c_str(), vPoints));
 }
 

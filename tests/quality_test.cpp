@@ -87,7 +87,7 @@ struct Outcome {
 /// All scans of these shapes: many small ones, few large ones.
 void forEachScan(const std::vector<std::string>& vShapes, double noise, const std::function<void(const Outcome&)>& visit) {
     for (const std::string& shape : vShapes)
-        for (const auto& [numPoints, numSeeds] : {std::pair{2000U, 6U}, {6000U, 2U}, {15000U, 1U}})
+        for (const auto& [numPoints, numSeeds] : {std::pair{2000U, 4U}, {6000U, 2U}})
             for (unsigned seed = 1; seed <= numSeeds; ++seed)
                 visit(Outcome({shape, numPoints, noise, seed}));
 }
@@ -96,50 +96,15 @@ const std::vector<std::string> CLOSED_SHAPES = {"sphere", "torus", "cube", "bloc
 
 // ---- Clouds that are hard to mesh. The unit is about the distance of neighbours.
 
-/// numU x numV points, near a lattice, on the surface that place maps the unit square to; appended.
-void addSheet(Scan& scan, int numU, int numV, const std::function<Point3(double u, double v)>& place, Points& vPoints) {
-    const auto near = [&](int i, int num) { return (i + 0.5 + scan.uniform(-0.2, 0.2)) / num; };
-    for (int i = 0; i < numU; ++i)
-        for (int j = 0; j < numV; ++j) {
-            const double u = near(i, numU), v = near(j, numV);
-            vPoints.push_back(place(u, v));
-        }
-}
-
-/// Squares round the origin, one for each pair of directions.
-Points planes(int side, const std::vector<std::pair<Vector3, Vector3>>& vDirections) {
+/// Squares of points near a lattice through the x axis, evenly turned.
+Points fan(int side, int numPlanes) {
     Scan scan(4);
     Points vPoints;
-    for (const auto& axes : vDirections)
-        addSheet(
-            scan, side, side,
-            [&](double u, double v) { return Point3() + (axes.first * (u - 0.5) + axes.second * (v - 0.5)) * side; },
-            vPoints);
-    return vPoints;
-}
-
-/// Planes through the x axis, evenly turned.
-Points fan(int side, int numPlanes) {
-    std::vector<std::pair<Vector3, Vector3>> vDirections;
-    for (int i = 0; i < numPlanes; ++i) {
-        const double angle = PI * i / numPlanes;
-        vDirections.push_back({{1, 0, 0}, {0, std::cos(angle), std::sin(angle)}});
-    }
-    return planes(side, vDirections);
-}
-
-/// A band of the given width with a half turn in it.
-Points moebiusBand(int width) {
-    Scan scan(6);
-    Points vPoints;
-    const double radius = 1.5 * width;
-    addSheet(
-        scan, static_cast<int>(2.0 * PI * radius), width,
-        [=](double u, double v) {
-            const double t = 2.0 * PI * u, s = width * (v - 0.5), r = radius + s * std::cos(t / 2.0);
-            return Point3(r * std::cos(t), r * std::sin(t), s * std::sin(t / 2.0));
-        },
-        vPoints);
+    for (int plane = 0; plane < numPlanes; ++plane)
+        for (int i = 0; i < side * side; ++i) {
+            const double u = i % side + scan.uniform(-0.2, 0.2), v = i / side - 0.5 * side + scan.uniform(-0.2, 0.2);
+            vPoints.emplace_back(u, v * std::cos(PI * plane / numPlanes), v * std::sin(PI * plane / numPlanes));
+        }
     return vPoints;
 }
 
@@ -147,15 +112,6 @@ Points solidBlock(int side) {
     Points vPoints;
     for (int i = 0; i < side * side * side; ++i)
         vPoints.emplace_back(i % side, i / side % side, i / side / side);
-    return vPoints;
-}
-
-/// perAxis^3 copies of a body, so far from each other.
-Points copies(const Points& vBody, int perAxis, double distance) {
-    Points vPoints;
-    for (const Point3& cell : solidBlock(perAxis))
-        for (const Point3& p : vBody)
-            vPoints.push_back(p + (cell - Point3()) * distance);
     return vPoints;
 }
 
@@ -191,21 +147,8 @@ TEST(Quality, littleNoiseLeavesNearlyAllOfThemClosed) {
         ++numDifferent;
         differences += outcome.name + "\n";
     });
-    EXPECT_EQ(numScans, 36);
-    EXPECT_LE(numDifferent, 3) << differences;
-}
-
-// Measured over 880 scans: at most 2.0% of the edges of high degree and 1.2% border edges, 2 components, 1.3% of the
-// vertices farther than a spacing, none farther than 1.6.
-TEST(Quality, muchNoiseLeavesSmallFaultsOnly) {
-    forEachScan(CLOSED_SHAPES, 0.3, [](const Outcome& outcome) {
-        EXPECT_GE(shareOfLargest(outcome.mesh), 0.98) << outcome.name;
-        EXPECT_LE(outcome.shareOfEdges(outcome.figures.numNonManifoldEdges()), 0.04) << outcome.name;
-        EXPECT_LE(outcome.shareOfEdges(outcome.figures.vNumEdges[0]), 0.025) << outcome.name;
-        EXPECT_LE(outcome.shareOfEdges(outcome.figures.numOrientationConflicts), 0.02) << outcome.name;
-        EXPECT_GE(outcome.shareNear, 0.98) << outcome.name;
-        EXPECT_LE(outcome.farthest, 2.0) << outcome.name;
-    });
+    EXPECT_EQ(numScans, 24);
+    EXPECT_LE(numDifferent, 2) << differences;
 }
 
 TEST(Quality, openSheetsKeepTheirBorderAndGetNoLid) {
@@ -236,27 +179,6 @@ TEST(Growth, closesTheHolesOfABody) {
     EXPECT_LE(large.shareOfEdges(large.figures.numNonManifoldEdges()), 0.001);
 }
 
-TEST(Growth, keepsToTheSurfaceInHolesOfUpToSixCellsRadius) {
-    const ScanRequest request{"patches", 50000, 0.0, 1};
-    const Outcome outcome(request, false, 1.25, 12);
-    Points vPoints;
-    makeScan(request, vPoints);
-    const CoutSilence silence;
-    const double cell = 1.25 * estimateAvgSpacing(vPoints);
-    std::size_t numInHoles = 0, numNear = 0;
-    for (const Point3& p : outcome.mesh.vVertices) {
-        const Vector3 v = p - Point3();
-        const double cosines[] = {v.x() / v.length(), v.y() / v.length(), v.z() / v.length()};
-        for (int hole = 0; hole < 3; ++hole) {
-            if (cosines[hole] <= std::cos(0.05 * (hole + 1))) continue;
-            ++numInHoles;
-            if (std::fabs(v.length() - 1.0) <= cell) ++numNear;
-        }
-    }
-    EXPECT_GT(numInHoles, 140U);
-    EXPECT_GE(static_cast<double>(numNear), 0.95 * static_cast<double>(numInHoles));
-}
-
 TEST(Growth, leavesClosedShapesAsTheyAre) {
     for (const std::string& shape : CLOSED_SHAPES)
         for (const double noise : {0.0, 0.1, 0.3}) {
@@ -267,22 +189,7 @@ TEST(Growth, leavesClosedShapesAsTheyAre) {
         }
 }
 
-// The treatment draws points together, so it tears a hole now and then, but leaves nothing thick.
-TEST(Quality, laplacianTreatmentThinsNoise) {
-    for (unsigned seed = 1; seed <= 4; ++seed) {
-        const ScanRequest request{"torus", 3000, 0.3, seed};
-        const Outcome plain(request), treated(request, true);
-        EXPECT_EQ(treated.figures.numComponents, 1U) << treated.name;
-        EXPECT_EQ(treated.figures.numNonManifoldEdges(), 0U) << treated.name;
-        EXPECT_EQ(treated.figures.numOrientationConflicts, 0U) << treated.name;
-        EXPECT_LE(treated.shareOfEdges(treated.figures.vNumEdges[0]), 0.01) << treated.name;
-        EXPECT_GE(treated.shareNear, 0.99) << treated.name;
-        EXPECT_LT(treated.figures.numTriangles, plain.figures.numTriangles) << treated.name;
-    }
-}
-
 TEST(HardClouds, alwaysEndInASoundMesh) {
-    const Vector3 ex(1, 0, 0), ey(0, 1, 0), ez(0, 0, 1);
     Points vRow, vOblique;
     for (int i = 0; i < 1000; ++i)
         vRow.emplace_back(0.5 * i, 0, 0), vOblique.emplace_back(0.5 * i, 0.3 * i, 0.7 * i);
@@ -292,11 +199,7 @@ TEST(HardClouds, alwaysEndInASoundMesh) {
         {"dense dust", scaled(Scan(2).dust(4000), 9.0), false},
         {"block", solidBlock(12), true},
         {"two planes", fan(24, 2), true},
-        {"three planes", planes(20, {{ex, ey}, {ey, ez}, {ez, ex}}), true},
-        {"fan of five planes", fan(24, 5), true},
         {"fan of thirty planes", fan(16, 30), true},
-        {"pairs of points", copies({{0, 0, 0}, {1, 0, 0}}, 10, 5.0), false},
-        {"crumbs", copies(scaled(Scan(3).dust(12), 2.0), 6, 6.0), false},
         {"line along an axis", vRow, false},
         {"oblique line", vOblique, false}};
     for (const auto& [name, vPoints, bSurface] : vCases)
@@ -316,25 +219,4 @@ TEST(HardClouds, aBlockOfCellsGetsItsSkin) {
     EXPECT_EQ(figures.eulerCharacteristic, 2);
     EXPECT_EQ(figures.numOutward, 1U);
     EXPECT_NEAR(figures.volume, std::pow(side - 1, 3), 0.01 * std::pow(side, 3));
-}
-
-TEST(HardClouds, aMoebiusBandKeepsOneLineOfConflicts) {
-    for (const int width : {12, 30}) {
-        const MeshFigures figures = measured(moebiusBand(width), false, 1.1);
-        EXPECT_EQ(numUnsound(figures) + figures.numNonManifoldEdges(), 0U);
-        EXPECT_EQ(numbers(figures.numComponents, figures.numBorderLoops, figures.eulerCharacteristic), numbers(1, 1, 0));
-        const double across = width / figures.averageEdgeLength;  // edges from border to border
-        EXPECT_GE(static_cast<double>(figures.numOrientationConflicts), 0.5 * across) << "it has one side only";
-        EXPECT_LE(static_cast<double>(figures.numOrientationConflicts), 3.0 * across);
-    }
-}
-
-TEST(HardClouds, eachOfManyBodiesIsMeshed) {
-    Points vSphere;
-    makeScan({"sphere", 200, 0.0, 7}, vSphere);
-    const int perAxis = 5, numBodies = perAxis * perAxis * perAxis;
-    const MeshFigures figures = measured(copies(vSphere, perAxis, 4.0), false, 0.28);
-    EXPECT_EQ(numUnsound(figures), 0U);
-    EXPECT_EQ(numbers(figures.numComponents, figures.numOutward, figures.eulerCharacteristic),
-              numbers(numBodies, numBodies, 2 * numBodies));
 }

@@ -45,16 +45,6 @@ TEST(Reconstruct, scalesWithItsInputBitForBit) {
         EXPECT_EQ(reconstructed(scaled(vPoints, scale)), scaled(vReference, scale));
 }
 
-TEST(Reconstruct, givesTheSameInEveryRunAndThread) {
-    const CoutSilence silence;
-    const Points vPoints = Scan(5).sphere(5000), vReference = reconstructed(vPoints);
-    reconstructed(Scan(6, 0.01).dust(3000));
-    EXPECT_EQ(reconstructed(vPoints), vReference);
-    std::vector<Points> vResult(3);
-    onThreads(3, [&](std::size_t i) { vResult[i] = reconstructed(vPoints); });
-    EXPECT_EQ(vResult, std::vector<Points>(3, vReference));
-}
-
 TEST(Reconstruct, takesTheSpacingAsGiven) {
     const CoutSilence silence;
     Points vPoints = Scan(2).plane(3000);
@@ -142,14 +132,6 @@ TEST(Reconstruct, isCancelledByAListenerThatThrows) {
         EXPECT_FALSE(hasOpenProgress()) << "the next call would count within this run";
     }
     EXPECT_EQ(reconstructed(vPoints), vReference);
-}
-
-TEST(Version, isPrinted) {
-    int major = 0, minor = 0;
-    getVersion(major, minor);
-    EXPECT_EQ(std::pair(major, minor), std::pair(1, 12));
-    EXPECT_EQ(outputOf([] { printVersion(); }), "KEL, version 1.12\n");
-    EXPECT_TRUE(isRelease());
 }
 
 TEST(PostProcessing, refusesANullMesh) {

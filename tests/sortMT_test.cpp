@@ -71,15 +71,6 @@ TEST(sortMT, sortsLikeTheStandardSortOnAnyNumberOfThreads) {
             }
 }
 
-TEST(sortMT, takesComparatorsAndPartsOfAContainer) {
-    std::vector<U64> v = randomNumbers(5000, 1000, 3), vExpected = v;
-    sortMT(v.begin() + 100, v.end(), std::greater<>());
-    sortMT(v.begin(), v.begin() + 3000);
-    std::sort(vExpected.begin() + 100, vExpected.end(), std::greater<>());
-    std::sort(vExpected.begin(), vExpected.begin() + 3000);
-    EXPECT_EQ(v, vExpected);
-}
-
 TEST(sortMT, cutsIntoOrderedRanges) {
     std::less<U64> comp;
     for (const auto& [numThreads, numRanges] : {std::pair<int, std::size_t>{1, 1}, {2, 2}, {4, 4}, {6, 8}})
@@ -99,26 +90,12 @@ TEST(sortMT, cutsIntoOrderedRanges) {
         }
 }
 
-TEST(sortMT, countsOnTheCallingThreadBelowAThousand) {
-    for (const std::size_t n : {999U, 1000U}) {
-        std::vector<U64> v = randomNumbers(n, 1000, 4);
-        std::atomic<bool> bElsewhere = false;
-        const auto comp = [&, caller = std::this_thread::get_id()](U64 a, U64 b) {
-            if (std::this_thread::get_id() != caller) bElsewhere = true;
-            return a < b;
-        };
-        sortOnThreads(v.begin(), v.end(), comp, 2);
-        EXPECT_EQ(bElsewhere, n == 1000);
-    }
-}
-
 TEST(sortMT, takesTheMiddleOfASample) {
     std::vector<U64> v(2999);
     std::iota(v.begin(), v.end(), 0);
     const auto middle = [&v](int n) { return estimateMid2(v.begin(), v.begin() + n, std::less<U64>()); };
-    // From 2000 on each second one is looked at.
     for (const auto& [n, expected] :
-         {std::pair{1, 0U}, {2, 1U}, {999, 499U}, {1000, 500U}, {1999, 999U}, {2500, 1250U}, {2999, 1500U}})
+         {std::pair{1, 0U}, {999, 499U}, {1999, 999U}, {2500, 1250U}})  // each second from 2000 on
         EXPECT_EQ(middle(n), expected) << n;
     reportOf([&] { middle(0); });
 }
@@ -147,20 +124,6 @@ TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {
     } catch (const std::runtime_error& e) {
         EXPECT_STREQ(e.what(), "2");
     }
-}
-
-TEST(sortMT, worksOnSeveralThreadsAtOnce) {
-    std::atomic<int> numGood = 0;
-    onThreads(4, [&numGood](std::size_t i) {
-        for (int k = 0; k < 5; ++k) {
-            std::vector<U64> v = randomNumbers(20000, 100000, static_cast<unsigned>(10 * i) + static_cast<unsigned>(k));
-            const std::vector<U64> vSorted = sorted(v);
-            std::less<U64> comp;
-            sortOnThreads(v.begin(), v.end(), comp, 4);
-            numGood += v == vSorted ? 1 : 0;
-        }
-    });
-    EXPECT_EQ(numGood, 20);
 }
 
 TEST(sortByFirstMT, isStableWhateverTheKeyAndTheThreads) {
@@ -232,26 +195,6 @@ TEST(selections, agreeWithMaps) {
     }
 }
 
-TEST(chunkedLoop, cutsAsTold) {
-    using Chunks = std::vector<std::pair<std::size_t, std::size_t>>;
-    const auto chunks = [](std::size_t n, int numThreads) {
-        std::mutex mutex;
-        Chunks vChunk;
-        runChunks(n, numThreads, [&](std::size_t begin, std::size_t end) {
-            return [&, begin, end](int) {
-                const std::lock_guard<std::mutex> lock(mutex);
-                vChunk.emplace_back(begin, end);
-            };
-        });
-        return sorted(vChunk);
-    };
-    EXPECT_EQ(chunks(0, 2), Chunks());
-    EXPECT_EQ(chunks(3, 2), (Chunks{{0, 1}, {1, 2}, {2, 3}})) << "below 2T, each element by itself";
-    EXPECT_EQ(chunks(11, 2), (Chunks{{0, 2}, {2, 4}, {4, 6}, {6, 8}, {8, 10}, {10, 11}}));
-    for (const int numThreads : {0, 1})
-        EXPECT_EQ(chunks(11, numThreads), (Chunks{{0, 11}}));
-}
-
 TEST(chunkedLoop, reachesEachElementOnce) {
     for (const std::size_t n : {0U, 1U, 2U, 3U, 7U, 1000U, 20011U}) {
         const std::vector<U64> vIn = randomNumbers(n, 1000000, 11);
@@ -294,48 +237,21 @@ TEST(threadPool, runsTasksFromManyThreads) {
 }
 
 TEST(threadPool, growsAndShrinks) {
-    std::promise<void> gate;
-    const std::shared_future<void> opened = gate.get_future().share();
     std::atomic<int> numRun = 0;
-    std::future<void> slow;
     {
         thread_pool pool;
         auto queued = pool.push([&numRun](int) { ++numRun; });
         EXPECT_EQ(queued.wait_for(std::chrono::milliseconds(5)), std::future_status::timeout) << "no worker yet";
         pool.resize(4);
         queued.get();
-        slow = pool.push([opened](int) { opened.wait(); });
-        EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 3; }));
+        EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 4; }));
         pool.resize(-1);
         EXPECT_EQ(pool.size(), 0);
-        EXPECT_TRUE(becomesTrue([&pool] { return pool.numIdle() == 0; }));
         pool.resize(2);
         for (int i = 0; i < 50; ++i)
             pool.push([&numRun](int) { ++numRun; });
     }
     EXPECT_EQ(numRun, 51) << "the end of a pool runs what is queued";
-    gate.set_value();  // a worker that was let go outlives the pool
-    slow.get();
-}
-
-TEST(threadPool, stopsAtOnce) {
-    thread_pool pool(1);
-    std::promise<void> gate;
-    std::atomic<bool> bStarted = false;
-    auto running = pool.push([&](int) {
-        bStarted = true;
-        gate.get_future().wait();
-    });
-    auto queued = pool.push([](int) {});
-    ASSERT_TRUE(becomesTrue([&] { return bStarted.load(); }));
-    std::thread stopper([&pool] { pool.stop(); });
-    EXPECT_THROW(queued.get(), std::future_error) << "dropped while the first one still runs";
-    gate.set_value();
-    stopper.join();
-    running.get();
-    pool.resize(2);
-    EXPECT_EQ(pool.size(), 0);
-    EXPECT_THROW(pool.push([](int) {}).get(), std::future_error);
 }
 
 TEST(threadPool, isSetInSizeForTheProcessWhileItWorks) {

@@ -1,11 +1,10 @@
 // The removal decisions on packed codes in their plain form: a search in the sorted list for each position of the block,
-// ordered sets for what is doomed and what is visited, floods position by position over tables, an ordered multimap as the
-// queue. The yardstick for results and speed.
+// ordered sets for what is doomed and what is visited, floods position by position over tables. The yardstick for results
+// and speed.
 #pragma once
 
 #include <algorithm>
 #include <cstdint>
-#include <map>
 #include <queue>
 #include <set>
 #include <utility>
@@ -90,94 +89,10 @@ public:
             if (sDoomed.count(rcd) == 0) (isBorder(rcd) ? vBorder : vArea).push_back(rcd);
     }
 
-    double getWeight(const VRCDPoint& vRCDPoint, RCD rcd) const {
-        const std::vector<RCD> vFaces = faces(rcd);
-        const auto count = std::count_if(vFaces.begin(), vFaces.end(), [this](RCD neig) {
-            return std::binary_search(vRCD.begin(), vRCD.end(), neig) && sDoomed.count(neig) == 0;
-        });
-        const auto it = std::lower_bound(vRCDPoint.begin(), vRCDPoint.end(), rcd,
-                                         [](const auto& cell, RCD code) { return cell.first < code; });
-        const double d = (it->second - calc.getMidPoint_RCD(rcd)).length();
-        return static_cast<double>(count) + calc.getSideLen() - d / calc.getSideLen();
-    }
-
-    int prePruneSmallBorderCCs(VRCD& vDoomedOut) {
-        VRCD vArea, vBorder;
-        detectAreaAndBorder(vArea, vBorder);
-        std::vector<VRCD> vCCs;
-        TARN_KEL::createCC_RCD(vBorder, vCCs);
-        int count = 0;
-        for (const VRCD& vCC : vCCs) {
-            bool bLeaveAlone = vCC.size() > 40;
-            for (std::size_t i = 0; i < vCC.size() && !bLeaveAlone; ++i) {
-                setNewRCD(vCC[i]);
-                for (const RCD member : VRCD(vNeigs))
-                    bLeaveAlone = bLeaveAlone || wouldBecomeNewBorder(member, vCC[i]);
-            }
-            for (const RCD rcd : vCC)
-                if (!bLeaveAlone && !removingCreatesGap(rcd)) count += doom(rcd, vDoomedOut);
-        }
-        return count;
-    }
-
-    int prunePrioq(const VRCDPoint& vRCDPoint, const VRCD& vCandidates, VRCD& vKept, VRCD& vDoomedOut, bool bAllowBorder,
-                   bool bPrePrune) {
-        int count = bPrePrune ? prePruneSmallBorderCCs(vDoomedOut) : 0;
-        for (bool bChanged = true; bChanged;) {
-            bChanged = false;
-            std::multimap<double, RCD> mmQueue;
-            for (const RCD rcd : vCandidates)
-                mmQueue.emplace(getWeight(vRCDPoint, rcd), rcd);
-            while (!mmQueue.empty()) {
-                const RCD rcd = mmQueue.begin()->second;
-                mmQueue.erase(mmQueue.begin());
-                if (sDoomed.count(rcd) != 0 || removingCreatesGap(rcd) || (!bAllowBorder && isBorder(rcd))) continue;
-                count += doom(rcd, vDoomedOut);
-                bChanged = true;
-                for (const RCD neig : faces(rcd))
-                    if (std::binary_search(vCandidates.begin(), vCandidates.end(), neig) && sDoomed.count(neig) == 0)
-                        mmQueue.emplace(getWeight(vRCDPoint, neig), neig);
-            }
-        }
-        std::sort(vDoomedOut.begin(), vDoomedOut.end());
-        vKept.clear();
-        std::set_difference(vCandidates.begin(), vCandidates.end(), vDoomedOut.begin(), vDoomedOut.end(),
-                            std::back_inserter(vKept));
-        return count;
-    }
-
-    std::size_t pruneStrong(const VRCD& vCandidates, VRCD& vKept, VRCD& vDoomedOut, bool bAllowBorder) {
-        vKept = vCandidates;
-        for (bool bChanged = true; bChanged;) {
-            bChanged = false;
-            VRCD vWork;
-            for (vWork.swap(vKept); !vWork.empty(); vWork.pop_back()) {
-                const RCD rcd = vWork.back();
-                if (!removingCreatesGap(rcd) && (bAllowBorder || !isBorder(rcd)))
-                    bChanged = doom(rcd, vDoomedOut) != 0;
-                else
-                    vKept.push_back(rcd);
-            }
-        }
-        std::sort(vKept.begin(), vKept.end());
-        std::sort(vDoomedOut.begin(), vDoomedOut.end());
-        return vDoomedOut.size();
-    }
-
     VRCD vNeigs;
     std::set<RCD> sDoomed;
 
 private:
-    static std::vector<RCD> faces(RCD rcd) {
-        using namespace TARN_KEL;
-        return {rcd - RCD_STEP_X, rcd + RCD_STEP_X, rcd - RCD_STEP_Y, rcd + RCD_STEP_Y, rcd - RCD_STEP_Z, rcd + RCD_STEP_Z};
-    }
-    int doom(RCD rcd, VRCD& vDoomedOut) {
-        sDoomed.insert(rcd);
-        vDoomedOut.push_back(rcd);
-        return 1;
-    }
-
     void flood(int start) {
         sVisited = {start};
         std::queue<int> front;
@@ -205,8 +120,11 @@ private:
         return sum == 27 && !removingCreatesGap(rcd) ? 1 : 0;
     }
 
+protected:
     const VRCD& vRCD;
     const Calc& calc;
+
+private:
     RCD block[27] = {};
     std::uint64_t aliveMask = 0;
     std::set<int> sVisited;

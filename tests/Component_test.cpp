@@ -209,11 +209,12 @@ TEST(Component, aPassByBlocksLeavesNoFacetThatItsBlockWouldColour) {
             const std::vector<int> vBefore = colorsOf(sheet.pSheet->vVisibleFacets);
             const std::vector<Facet*> vListBefore = vList;
             sheet.pSheet->cc_colorize_27(vList, 3, 4, minCount, bAllowTie);
+            const std::set<const Facet*> sLeft(vList.begin(), vList.end());
             for (const Facet* pFacet : vListBefore) {
                 const auto before = vBefore[static_cast<std::size_t>(pFacet - sheet.pSheet->vVisibleFacets.data())];
                 const auto [numLower, numUpper] = countAround(sheet, *pFacet, 3, 4);
                 const bool bColored = pFacet->color == 3 || pFacet->color == 4;
-                ASSERT_EQ(std::ranges::count(vList, pFacet), bColored ? 0 : 1);
+                ASSERT_EQ(sLeft.contains(pFacet), !bColored);
                 if (bColored && before != pFacet->color) {
                     const auto vNeigs = neigsOf(sheet, *pFacet);
                     ASSERT_TRUE((pFacet->color == 4 ? numUpper : numLower) >= minCount ||
@@ -261,11 +262,12 @@ TEST(Component, theSeamTakesColoursWhereTwoTouchAndOnlyThere) {
     forStrewnColors([](const SheetCase& sheet, std::vector<Facet*> vList) {
         const std::vector<int> vBefore = colorsOf(sheet.pSheet->vVisibleFacets);
         sheet.pSheet->cc_makeThinBorder(vList);
+        const std::set<const Facet*> sListed(vList.begin(), vList.end());
         for (std::size_t i = 0; i < vBefore.size(); ++i) {
             Facet& facet = sheet.pSheet->vVisibleFacets[i];
-            ASSERT_TRUE(std::ranges::count(vList, &facet) == 0 || sheet.pSheet->getThinBorderWeight(&facet) == 0.0);
+            ASSERT_TRUE(!sListed.contains(&facet) || sheet.pSheet->getThinBorderWeight(&facet) == 0.0);
             const bool bTaken = facet.color != vBefore[i];
-            ASSERT_TRUE(!bTaken || (facet.color == -1 && std::ranges::count(vList, &facet) > 0));
+            ASSERT_TRUE(!bTaken || (facet.color == -1 && sListed.contains(&facet)));
             const auto vNeigs = neigsOf(sheet, facet);
             const auto differs = [&](const Facet* pNeig) {
                 const int color = vBefore[static_cast<std::size_t>(pNeig - sheet.pSheet->vVisibleFacets.data())];
@@ -274,6 +276,16 @@ TEST(Component, theSeamTakesColoursWhereTwoTouchAndOnlyThere) {
             ASSERT_TRUE(!bTaken || (vBefore[i] >= 0 && std::ranges::any_of(vNeigs, differs)));
         }
     });
+    // Of two facets that touch one keeps its colour.
+    SheetCase pair(flatSheet(9));
+    for (Facet& facet : pair.pSheet->vVisibleFacets)
+        facet.color = -1;
+    Facet* pUpper = &*std::ranges::find(pair.pSheet->vVisibleFacets, 0, &Facet::idx);
+    std::vector<Facet*> vPair{pUpper, neigsOf(pair, *pUpper).front()};
+    vPair[0]->color = 3;
+    vPair[1]->color = 4;
+    pair.pSheet->cc_makeThinBorder(vPair);
+    EXPECT_EQ(std::ranges::count(vPair, -1, &Facet::color), 1);
     // On a flat sheet a facet upright in it weighs five, one that lies in it nothing.
     SheetCase flat(flatSheet(9));
     for (Facet& facet : flat.pSheet->vVisibleFacets)
@@ -281,6 +293,24 @@ TEST(Component, theSeamTakesColoursWhereTwoTouchAndOnlyThere) {
     for (Facet& facet : flat.pSheet->vVisibleFacets) {
         const double weight = flat.pSheet->getThinBorderWeight(&facet);
         EXPECT_NEAR(weight, facet.idx < 4 && weight > 0.0 ? 5.0 : 0.0, 1e-9);
+    }
+}
+
+TEST(Component, floodsPartOnlyAtFacetsThatLieAcrossTheSheet) {
+    for (const VRCD& vCells : manyShapes()) {
+        SheetCase sheet(vCells);
+        sheet.pSheet->cc_createVisibleFacets();
+        sheet.pSheet->cc_createFacetComponents();
+        auto& vFacets = sheet.pSheet->vVisibleFacets;
+        RemoveDecider_RCD decider(sheet.vAll, &sheet.calc);
+        for (const Facet& facet : vFacets)
+            for (const Facet* pNeig : neigsOf(sheet, facet)) {
+                if (facet.color < 2 || pNeig->color <= facet.color) continue;  // the neighbour's flood came later
+                const auto it = std::ranges::lower_bound(vFacets, Facet(pNeig->rcd, pNeig->idx ^ 1, -1, -1));
+                ASSERT_TRUE(it != vFacets.end() && it->rcd == pNeig->rcd && it->idx == (pNeig->idx ^ 1));
+                EXPECT_EQ(it->color, facet.color);
+                EXPECT_EQ(decider.getOppState(pNeig->rcd, pNeig->idx), OPP_SEPARATED);
+            }
     }
 }
 

@@ -201,31 +201,6 @@ TEST(Filler, aLoneSheetIsFlippedOnceAndStandsForItself) {
     EXPECT_EQ(sheet.numGrowSteps, 0);
 }
 
-/// Each vote by hand: two plates side by side in one plane.
-TEST(Filler, votesAreWeighedByLengthAndAddUp) {
-    for (const int gap : {4, 10, 120}) {
-        FillerCase c(joined({plate(7, 500, 500, 500), plate(7, 506 + gap, 500, 500)}));
-        std::vector<AffiPair> vPairs = c.pairs();
-        ASSERT_FALSE(vPairs.empty());
-        double expected = 0.0;
-        for (const AffiPair& pr : vPairs) {
-            std::array<std::array<int, 6>, 4> n;
-            pr.first->pComponent->getOrientationCount(pr.first->rcd, n[0].data(), n[1].data());
-            pr.second->pComponent->getOrientationCount(pr.second->rcd, n[2].data(), n[3].data());
-            int sum = 0;
-            for (std::size_t i = 0; i < 6; ++i)
-                sum += std::min(n[0][i], n[2][i]) + std::min(n[1][i], n[3][i]) - std::min(n[0][i], n[3][i]) -
-                       std::min(n[1][i], n[2][i]);
-            const double length = std::sqrt(static_cast<double>(PartnerSearch::getSqDist(*pr.first, *pr.second)));
-            expected += (length > 99.9 ? 0.1 : 100.0 - length) * sum;
-        }
-        c.pFiller->orient(vPairs);
-        ASSERT_EQ(c.pFiller->vComponents[0]->vConnectionStructs.size(), 1U);
-        EXPECT_GT(expected, 0.0);
-        EXPECT_NEAR(c.pFiller->vComponents[0]->getScore(), expected, 1e-9 * expected) << gap;
-    }
-}
-
 /// Two halves, whichever of them is flipped before, and four slices. An upper and a lower half take different sides for the
 /// upper one at first.
 TEST(Filler, piecesOfOneSurfaceGetLikeSides) {

@@ -147,7 +147,7 @@ struct PlainStep {
 }  // namespace
 
 TEST(Progress, agreesWithSumsOverAllSteps) {
-    forSeeds(100, [](unsigned seed) {
+    forSeeds(30, [](unsigned seed) {
         std::mt19937 random(seed);
         const auto below = [&](std::size_t n) { return random() % n; };
         TestRun run({});

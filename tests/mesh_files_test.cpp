@@ -227,13 +227,15 @@ TEST(ReadMesh, whatIsNoMeshGivesNullAndALine) {
                                             {"broken.stl", begin + "vertex 0 x 0\n" + end},
                                             {"flat.stl", begin + "vertex 1 0 0\n" + end},
                                             {"line.stl", begin + "vertex 2 0 0\n" + end},
+                                            {"open.stl", begin + "vertex 0 1 0\n" + end + begin + "vertex 0 1 0\n"},
                                             {"cut.stl", begin + "vertex 0 1 0\n" + end + begin + "vertex 0 1."}})
         folder.write(name, bytes);
     std::vector<Point3> vPoints{{0, 0, 0}, {1, 0, 0}};
     ASSERT_TRUE(writePointsPly(folder.path("points.ply"), vPoints, true));
     ASSERT_TRUE(writePoints_ASCII(folder.path("points.xyz").c_str(), vPoints));
-    for (const std::string name : {"missing.ply", "missing.stl", "empty.ply", "empty.stl", "two.stl", "four.stl",
-                                   "broken.stl", "flat.stl", "line.stl", "cut.stl", "points.ply", "points.xyz", ""}) {
+    for (const std::string name :
+         {"missing.ply", "missing.stl", "empty.ply", "empty.stl", "two.stl", "four.stl", "broken.stl", "flat.stl",
+          "line.stl", "open.stl", "cut.stl", "points.ply", "points.xyz", ""}) {
         MeshPtr pMesh;
         const std::string text = outputOf([&] { pMesh = readMesh_auto(name.empty() ? name : folder.path(name)); });
         EXPECT_EQ(pMesh, nullptr) << name;

@@ -188,7 +188,7 @@ bool canRequest(PLY::PlyFile& file, const std::string& element, const std::vecto
 }  // namespace
 
 TEST(PlyFile, ReadsEveryTypeInEveryEncoding) {
-    forSeeds(12, [](unsigned seed) {
+    forSeeds(6, [](unsigned seed) {
         std::mt19937 random(seed);
         const std::vector<Element> vElement = randomElements(random);
         for (const Encoding encoding : ENCODINGS) {

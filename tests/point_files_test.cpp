@@ -136,6 +136,20 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
     EXPECT_EQ(bytesOf(vPoints), bytesOf(vExpected));
 }
 
+// Whatever the size of a block, some length of line puts an end of line in front of a block.
+TEST(AsciiPoints, AreFoundWhereverABlockEnds) {
+    const TempFolder folder;
+    for (std::size_t length = 6; length <= 40; ++length) {
+        std::string line = "1 2 3", text;
+        line.resize(length - 1, ' ');
+        for (std::size_t i = 0; i < 600000 / length; ++i)
+            text += line + "\n";
+        Points vPoints;
+        EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
+        EXPECT_EQ(vPoints.size(), 600000 / length) << length;
+    }
+}
+
 TEST(AsciiPoints, AreWrittenAsByAStream) {
     const TempFolder folder;
     Points vSome = SOME_POINTS;

@@ -25,7 +25,7 @@
 
 #include "CMesh.h"
 #include "Random.h"
-#include "support/plain_coarse.h"
+#include "plain_coarse.h"
 
 using namespace TARN_KEL;
 

@@ -21,7 +21,7 @@
 #include "Progress.h"
 #include "RMesh.h"
 #include "support/coarse_soup.h"
-#include "support/plain_fine.h"
+#include "plain_fine.h"
 #include "unit.h"
 
 namespace {

@@ -1,5 +1,5 @@
-// From the field of a hole to triangles: the cells of a field by chance against a plain recomputation, rows of triangles
-// against a search, and both roads to triangles on flat sheets, where it can be told what comes out, and on punched scans.
+// From the field of a hole to triangles: rows of triangles against a search, and both roads to triangles on flat sheets,
+// where it can be told what comes out, and on punched scans.
 #include "ChainMgr.h"
 #include "Hole.h"
 #include "RemoveDecider.h"
@@ -44,142 +44,27 @@ void makeSheet(CoarseWorld& world, unsigned size, bool bRising, const std::set<P
         }
 }
 
-/// A bumpy sheet near the low corner of the grid with a hole of one place, and a field by chance in the hole's box: values
-/// of both signs and 0, weights of all kinds, and values whose addresses aren't in the list.
-class ScatteredField : public CoarseWorld {
-public:
-    explicit ScatteredField(unsigned seed) : random(seed) {
-        makeSheet(*this, 4, seed % 2 == 0, {{2, 2}}, [this](Place p) {
-            if (mZ.emplace(p, 0U).second) mZ[p] = 1 + static_cast<unsigned>(random.next() % 2);
-            return put(1 + p.first, 1 + p.second, mZ[p]);
-        });
-        pChainMgr = chainsOf(mesh);
-        pHole = std::make_unique<Hole>(&mesh, shortestChain(*pChainMgr));
-        pHole->setRanges();
-        pHole->pArray = Matrix(pHole->arrSiz);
-        for (int address = 0; address < pHole->arrSiz; ++address) {
-            const auto p = coordinates(address);
-            if (p[0] * p[1] * p[2] == 0 || random.next() % 4 == 0) continue;  // cells need neighbours on all sides
-            entryAt(p).val = static_cast<float>(random.next() % 15 - 7) / 8.0F;
-            entryAt(p).weight = std::array{1.0F, 0.97F, WEIGHT_REL, WEIGHT_REL, WEIGHT_REL_LOW}[pick(random, 5)];
-            if (random.next() % 8 != 0) pHole->vAddr.push_back(address);
-        }
-    }
-
-    /// For each cell off the mesh the zeros on its lattice edges. Values of 0 in the list must be positive by now.
-    std::map<CCD, std::vector<Point3>> zeros() {
-        std::map<CCD, std::vector<Point3>> mZeros;
-        for (const int address : pHole->vAddr)
-            for (std::size_t axis = 0; axis < 3; ++axis) {
-                const std::array<unsigned, 3> p = coordinates(address);
-                std::array<unsigned, 3> q = p;
-                ++q[axis];
-                if (p[0] > pHole->xHigh + 3 || p[1] > pHole->yHigh + 3 || p[2] > pHole->zHigh + 3) continue;
-                const MatrixEntry a = entryAt(p), b = entryAt(q);
-                if (a.weight == WEIGHT_REL && b.weight == WEIGHT_REL) continue;
-                if (b.val == FLT_UNDEF || (a.val > 0 ? b.val >= 0 : b.val <= 0)) continue;
-                std::array<double, 3> zero{static_cast<double>(p[0]), static_cast<double>(p[1]), static_cast<double>(p[2])};
-                zero[axis] += a.val / (static_cast<double>(a.val) - b.val);
-                for (unsigned lowered = 0; lowered < 4; ++lowered) {
-                    std::array<unsigned, 3> c = p;
-                    c[(axis + 1) % 3] -= lowered & 1;
-                    c[(axis + 2) % 3] -= lowered >> 1;
-                    const CCD ccd = cell(c[0], c[1], c[2]);
-                    if (c[0] * c[1] * c[2] > 0 && incidentT(mesh, ccd).empty())
-                        mZeros[ccd].emplace_back(zero[0], zero[1], zero[2]);
-                }
-            }
-        return mZeros;
-    }
-
-    Random random;
-    std::unique_ptr<ChainMgr> pChainMgr;
-    std::unique_ptr<Hole> pHole;
-
-private:
-    std::array<unsigned, 3> coordinates(int address) const {  // the box starts at the low corner of the grid
-        const auto a = static_cast<unsigned>(address), x = static_cast<unsigned>(pHole->rgx);
-        return {a % x, a / x % static_cast<unsigned>(pHole->rgy), a / x / static_cast<unsigned>(pHole->rgy)};
-    }
-    MatrixEntry& entryAt(const std::array<unsigned, 3>& p) {
-        const auto x = static_cast<int>(p[0]), y = static_cast<int>(p[1]), z = static_cast<int>(p[2]);
-        return pHole->pArray[x + pHole->rgx * (y + pHole->rgy * z)];
-    }
-
-    std::map<Place, unsigned> mZ;
-};
-
 }  // namespace
 
-TEST(HoleTriangles, theCellsAreThoseOfTheZerosThinnedAlongTheChain) {
-    int numThirdCorners = 0;
-    forSeeds(30, [&](unsigned seed) {
-        const CoutCapture capture;
-        ScatteredField world(seed);
-        Hole& hole = *world.pHole;
-        VCCD vFound, vExisting = hole.vCCD, vKept, vDoomed, vHoleCCDs;
-        Hole::VCCDPoint vCCDPoints;
-        hole.extractAndCleanHole(vHoleCCDs, vCCDPoints);
-
-        const auto mZeros = world.zeros();
-        for (const auto& [ccd, vZero] : mZeros)
-            vFound.push_back(ccd);
-        for (const CEdge* pCE : hole.vCE)
-            if (world.calc.getNeigType(pCE->v0, pCE->v1) == NT_VERTEX) {
-                vExisting.push_back(pCE->vCT.front()->getThirdCCD(pCE->v0, pCE->v1));
-                ++numThirdCorners;
-            }
-        const std::set<CCD> sBorder(vExisting.begin(), vExisting.end());
-        vExisting.insert(vExisting.end(), vFound.begin(), vFound.end());
-        RemoveDecider(vExisting, &world.calc).pruneStrong(vFound, vKept, vDoomed);
-        EXPECT_EQ(vHoleCCDs, sorted(vKept));
-        EXPECT_EQ(hole.vCCD, VCCD(sBorder.begin(), sBorder.end()));
-        ASSERT_EQ(vCCDPoints.size(), vHoleCCDs.size());
-        for (std::size_t i = 0; i < vHoleCCDs.size(); ++i) {
-            const auto& [ccd, point] = vCCDPoints[i];
-            EXPECT_EQ(ccd, vHoleCCDs[i]);
-            EXPECT_TRUE(world.calc.isInCell(&point, ccd));
-            Vector3 sum;
-            for (const Point3& zero : mZeros.at(ccd))
-                sum += zero - Point3();
-            const Point3 mean = Point3() + sum / static_cast<double>(mZeros.at(ccd).size());
-            EXPECT_LT((point - mean).length(), 2e-3) << "a mean on a side of the cell is pulled in by a thousandth";
-        }
-        EXPECT_GT(countIn(capture.text(), "\n--\n"), 0) << "edges near the low side of the grid lack cells";
-    });
-    EXPECT_GT(numThirdCorners, 0);
-}
-
-TEST(HoleTriangles, rowsAndSharedEntriesAreWhatAPlainSearchFinds) {
-    forSeeds(30, [](unsigned seed) {
-        const CoutSilence silence;
-        ScatteredField world(seed);
-        for (Chain* pChain : world.pChainMgr->vChains)
-            for (int n = 0; n < 4; ++n) {
-                world.pHole->pChain = pChain;
-                const auto vEnds = listOf<VCD>([&](auto& v) { pChain->getVCD(v); });
-                std::set<VCD> sReached(vEnds.begin(), vEnds.end());
-                std::set<CTriangle*> sExpected;
-                for (int i = 0; i < n; ++i) {
-                    std::set<VCD> sNext;
-                    for (CTriangle* pCT : aliveT(world.mesh))
-                        if (sReached.contains(pCT->c0) || sReached.contains(pCT->c1) || sReached.contains(pCT->c2)) {
-                            sExpected.insert(pCT);
-                            sNext.insert({pCT->c0, pCT->c1, pCT->c2});
-                        }
-                    sReached.merge(sNext);
+TEST(HoleTriangles, rowsAreWhatAPlainSearchFinds) {
+    const CoutSilence silence;
+    CoarseWorld world;
+    makeSheet(world, 9, true, {{4, 4}, {4, 5}}, [&](Place p) { return world.put(40 + p.first, 40 + p.second, 40); });
+    const auto pChainMgr = chainsOf(world.mesh);
+    Hole hole(&world.mesh, shortestChain(*pChainMgr));
+    for (int n = 0; n < 4; ++n) {
+        const auto vEnds = listOf<VCD>([&](auto& v) { hole.pChain->getVCD(v); });
+        std::set<VCD> sReached(vEnds.begin(), vEnds.end());
+        std::set<CTriangle*> sExpected;
+        for (int i = 0; i < n; ++i)
+            for (const VCD vcd : std::set<VCD>(sReached))
+                for (CTriangle* pCT : incidentT(world.mesh, vcd)) {
+                    sExpected.insert(pCT);
+                    sReached.insert({pCT->c0, pCT->c1, pCT->c2});
                 }
-                EXPECT_EQ(listOf<CTriangle*>([&](auto& v) { world.pHole->getNTriangleRows(n, v); }),
-                          std::vector<CTriangle*>(sExpected.begin(), sExpected.end()));
-            }
-        VCCD a(pick(world.random, 6)), b(pick(world.random, 6)), vBoth;
-        for (VCCD* pList : {&a, &b})
-            for (CCD& ccd : *pList)
-                ccd = pick(world.random, 12);
-        const VCCD sortedA = sorted(a), sortedB = sorted(b);
-        std::set_intersection(sortedA.begin(), sortedA.end(), sortedB.begin(), sortedB.end(), std::back_inserter(vBoth));
-        EXPECT_EQ(world.pHole->shareAnEntry(a, b), !vBoth.empty());
-    });
+        EXPECT_TRUE(std::ranges::equal(listOf<CTriangle*>([&](auto& v) { hole.getNTriangleRows(n, v); }), sExpected));
+    }
+    EXPECT_TRUE(hole.shareAnEntry({3, 1, 2}, {5, 2}) && !hole.shareAnEntry({3, 1}, {2, 5}) && !hole.shareAnEntry({}, {2}));
 }
 
 // A square of four cells that are new or on the chain is filled, one of three makes no triangle.

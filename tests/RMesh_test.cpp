@@ -4,125 +4,87 @@
 #include "freeFunctions.h"
 #include "support/coarse_soup.h"
 #include "support/fine.h"
-#include "support/plain_fine.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
 
 namespace {
 
-/// A mesh and its counterpart on ordered maps; elements of both are named by their numbers.
-class Twins {
+/// Random triangles made and killed. A third hang on vertex 0, another third on the last: hubs as lower and as higher end.
+class Changing {
 public:
-    Twins(int numVtx, unsigned seed) : random(seed) {
-        for (int i = 0; i < numVtx; ++i) {
+    Changing(int numVtx, unsigned seed) : random(seed) {
+        for (int i = 0; i < numVtx; ++i)
             vVtx.push_back(mesh.createVertex(i, i * i % 7, 0.5 * (i % 3), true));
-            vPlainVtx.push_back(plain.createVertex(*vVtx.back()));
-        }
     }
-    /// A third of the triangles hang on vertex 0, another third on the last: hubs as lower and as higher end.
     void makeTriangle() {
-        std::vector<std::size_t> vPick;
-        if (below(3) == 0) vPick.push_back(0);
-        if (below(3) == 0) vPick.push_back(vVtx.size() - 1);
-        while (vPick.size() < 3)
-            if (const auto i = below(vVtx.size()); std::count(vPick.begin(), vPick.end(), i) == 0) vPick.push_back(i);
-        std::shuffle(vPick.begin(), vPick.end(), random);
-        mesh.createT(vVtx[vPick[0]], vVtx[vPick[1]], vVtx[vPick[2]]);
-        plain.createT(vPlainVtx[vPick[0]], vPlainVtx[vPick[1]], vPlainVtx[vPick[2]]);
+        std::vector<Point3*> v;
+        if (below(3) == 0) v.push_back(vVtx.front());
+        if (below(3) == 0) v.push_back(vVtx.back());
+        while (v.size() < 3)
+            if (Point3* p = vVtx[below(vVtx.size())]; std::ranges::count(v, p) == 0) v.push_back(p);
+        std::shuffle(v.begin(), v.end(), random);
+        mesh.createT(v[0], v[1], v[2]);
     }
     void killTriangle() {
-        const std::size_t i = below(mesh.vRT.size());
-        if (!mesh.vRT[i]->bAlive) return;
-        mesh.vRT[i]->kill(&mesh);
-        plain.kill(plain.vT[i]);
+        if (RTriangle* pRT = mesh.vRT[below(mesh.vRT.size())]; pRT->bAlive) pRT->kill(&mesh);
     }
     std::size_t below(std::size_t n) { return random() % n; }
-
-    static std::vector<std::size_t> numbers(const auto& v, const auto& vAll) {
-        std::vector<std::size_t> vOut;
-        for (const auto* p : v)
-            vOut.push_back(static_cast<std::size_t>(std::find(vAll.begin(), vAll.end(), p) - vAll.begin()));
-        return vOut;
-    }
-    void compareVertices() const;
-    void compareEdges() const;
-
-    RMesh mesh{1.0};
-    PlainFineMesh plain;
-    std::vector<Point3*> vVtx, vPlainVtx;
-
-private:
-    std::mt19937 random;
-};
-
-void Twins::compareVertices() const {
-    for (std::size_t i = 0; i < vVtx.size(); ++i) {
-        std::vector<PlainFineMesh::Triangle*> vPlainT;
-        plain.getIncidentT(vPlainVtx[i], vPlainT);
-        const auto vIncT = listOf<RTriangle*>([&](auto& v) { mesh.getIncidentT(vVtx[i], v); });
-        ASSERT_EQ(numbers(vIncT, mesh.vRT), numbers(vPlainT, plain.vT)) << "vertex " << i;
-
+    /// The lists at a vertex, each from the triangles there, which are in order of age.
+    void checkVertex(Point3* pVtx) const {
+        const auto vIncT = listOf<RTriangle*>([&](auto& v) { mesh.getIncidentT(pVtx, v); });
         std::set<REdge*> sIncRE;
         std::set<Point3*> sRing;
         std::vector<REdge*> vRingRE;
         for (const RTriangle* pRT : vIncT)
             for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02}) {
-                if (pRE->has(vVtx[i])) {
-                    sIncRE.insert(pRE);
-                    sRing.insert(pRE->getOtherPoint(vVtx[i]));
-                } else {
-                    vRingRE.push_back(pRE);
-                }
+                if (!pRE->has(pVtx)) vRingRE.push_back(pRE);
+                if (pRE->has(pVtx)) sIncRE.insert(pRE), sRing.insert(pRE->getOtherPoint(pVtx));
             }
-        const auto vIncRE = listOf<REdge*>([&](auto& v) { mesh.getIncidentRE(vVtx[i], v); });
-        ASSERT_EQ(vIncRE, std::vector<REdge*>(sIncRE.begin(), sIncRE.end()));
-        ASSERT_EQ(listOf<REdge*>([&](auto& v) { mesh.getRingRE(vVtx[i], v); }), vRingRE);
-        const auto vRing = listOf<Point3*>([&](auto& v) { mesh.getRingVtx(vVtx[i], v); });
-        ASSERT_EQ(vRing, std::vector<Point3*>(sRing.begin(), sRing.end()));
+        ASSERT_TRUE(std::ranges::equal(listOf<REdge*>([&](auto& v) { mesh.getIncidentRE(pVtx, v); }), sIncRE));
+        ASSERT_EQ(listOf<REdge*>([&](auto& v) { mesh.getRingRE(pVtx, v); }), vRingRE);
+        ASSERT_TRUE(std::ranges::equal(listOf<Point3*>([&](auto& v) { mesh.getRingVtx(pVtx, v); }), sRing));
+        ASSERT_TRUE(std::ranges::is_sorted(vIncT, {}, [&](RTriangle* p) { return mesh.poolRT.indexOf(p); }));
     }
-}
-
-void Twins::compareEdges() const {
-    std::map<int, std::vector<const REdge*>> mDegEdges;  // by getDegN's argument, in key order
-    for (const auto& [key, pE] : plain.mE) {
-        const std::size_t i = plain.poolVtx.indexOf(key.first), j = plain.poolVtx.indexOf(key.second);
-        const REdge* pRE = mesh.getEdge(vVtx[j], vVtx[i]);
-        ASSERT_NE(pRE, nullptr);
-        ASSERT_EQ(numbers(pRE->vRT, mesh.vRT), numbers(pE->vT, plain.vT));
-        ASSERT_EQ(mesh.hasAliveEdge(vVtx[i], vVtx[j]), !pE->vT.empty());
-        const auto vAdjT = listOf<RTriangle*>([&](auto& v) { mesh.getAdjacentT(vVtx[i], vVtx[j], v); });
-        ASSERT_EQ(numbers(vAdjT, mesh.vRT), numbers(pE->vT, plain.vT));
-        const int degree = static_cast<int>(pE->vT.size());
-        for (const int deg : std::set{degree, degree >= 1 ? -99 : 0, degree >= 3 ? -1 : degree})
-            mDegEdges[deg].push_back(pRE);
+    /// getDegN() against a look at all edges in key order.
+    void checkEdges() const {
+        std::map<std::pair<Point3*, Point3*>, REdge*> mEdges;
+        for (REdge* pRE : mesh.vRE) {
+            mEdges[{pRE->pVtx0, pRE->pVtx1}] = pRE;
+            const auto vAdjT = listOf<RTriangle*>([&](auto& v) { mesh.getAdjacentT(pRE->pVtx0, pRE->pVtx1, v); });
+            ASSERT_TRUE(std::ranges::equal(vAdjT, pRE->vRT));
+            ASSERT_EQ(mesh.hasAliveEdge(pRE->pVtx0, pRE->pVtx1), !vAdjT.empty());
+        }
+        for (const int deg : {1, 2, 3, 4, -1, -99}) {
+            std::vector<REdge*> vExpected;
+            for (const auto& [key, pRE] : mEdges)
+                if (deg > 0 ? pRE->getDegree() == deg : pRE->getDegree() > (deg == -1 ? 2 : 0)) vExpected.push_back(pRE);
+            ASSERT_EQ(edges(mesh, deg), vExpected) << "degree " << deg;
+        }
     }
-    ASSERT_EQ(mesh.getNumRE_all(), plain.mE.size());
-    for (const auto& [deg, vExpected] : mDegEdges)
-        ASSERT_TRUE(std::ranges::equal(edges(mesh, deg), vExpected)) << "degree " << deg;
-}
 
-TEST(RMesh, agreesWithOrderedMapsWhateverIsMadeAndKilled) {
+    RMesh mesh{1.0};
+    std::vector<Point3*> vVtx;
+
+private:
+    std::mt19937 random;
+};
+
+TEST(RMesh, keepsItsListsWhateverIsMadeAndKilled) {
     forSeeds(12, [](unsigned seed) {
-        Twins twins(seed % 2 == 0 ? 9 : 60, seed);
+        Changing changing(seed % 2 == 0 ? 9 : 60, seed);
         for (int round = 0; round < 8 && !HasFatalFailure(); ++round) {
             for (int i = 0; i < 40; ++i)
-                twins.makeTriangle();
+                changing.makeTriangle();
             for (int i = 0; i < 25; ++i)
-                twins.killTriangle();
-            twins.compareVertices();
-            twins.compareEdges();
+                changing.killTriangle();
+            for (Point3* pVtx : changing.vVtx)
+                changing.checkVertex(pVtx);
+            changing.checkEdges();
         }
-        EXPECT_EQ(firstFault(twins.mesh), "");
-        twins.mesh.checkDataStructures("twins");
+        EXPECT_EQ(firstFault(changing.mesh), "");
+        changing.mesh.checkDataStructures("changing");
     });
-}
-
-TEST(RMesh, hasAnAreaAndAMeanLength) {
-    EXPECT_DOUBLE_EQ(FineMesh(tetrahedron())->getArea(), 2.0 * std::sqrt(3.0));
-    EXPECT_NEAR(FineMesh(torus(200, 100))->getArea(), 12.0 * 9.8696044, 0.1);
-    EXPECT_DOUBLE_EQ(FineMesh(tetrahedron())->getAvgLen(), std::sqrt(2.0));
-    EXPECT_EQ(RMesh(1.0).getAvgLen(), -1.0);
 }
 
 TEST(RMesh, aHubOfManyTrianglesCostsNoMoreThanOtherVertices) {
@@ -245,37 +207,30 @@ TEST(REdge, answersByTheNumberOfItsTriangles) {
         EXPECT_EQ(std::pair(pT0, pT1), std::pair(pFirst, pSecond));
         EXPECT_EQ(pRE->getUniqueOtherTriangle(pFirst), num == 2 ? pSecond : nullptr);
         EXPECT_EQ(pRE->getTriangle(true, num == 1), pFirst);
-        for (const int i : {0, 1, 2})
-            EXPECT_EQ(listOf<RTriangle*>([&](auto& v) { pFirst->getNeigs(i, v); }).size(), i == 0 ? num - 1 : 0U);
+        EXPECT_EQ(listOf<RTriangle*>([&](auto& v) { pFirst->getNeigs(0, v); }).size(), num - 1);
         RTriangle* pNew = mesh.createT(3, 2, 1);
         if (num == 1) pSecond = pNew;
     }
     EXPECT_TRUE(pFirst->hasBorder() && !pSecond->hasBorder());
-    EXPECT_EQ(pRE->getCenter(), Point3(0.5, 0.5, 0));
 }
 
 TEST(RTriangle, turnsOverWithItsEdgesAndNormal) {
     FineMesh mesh(torus(5, 4));
     bool bOK = false;
-    for (int i = 0; i < 40; ++i) {
-        RTriangle* pT = mesh.tri(i);
+    for (RTriangle* pT : mesh.vT)
         for (int ici = 0; ici < 3; ++ici) {
             const auto vNeigs = listOf<RTriangle*>([&](auto& v) { pT->getNeigs(ici, v); });
-            ASSERT_EQ(vNeigs.size(), 1U);
-            EXPECT_FALSE(pT->needFlip(vNeigs[0]));
+            ASSERT_TRUE(vNeigs.size() == 1 && !pT->needFlip(vNeigs[0]));
             const Vector3 normal = pT->getNNV(bOK);
             pT->flipNNV();
-            EXPECT_TRUE(pT->needFlip(vNeigs[0]));
-            EXPECT_TRUE(vNeigs[0]->needFlip(pT));
-            EXPECT_EQ(firstFault(*mesh), "");
+            EXPECT_TRUE(pT->needFlip(vNeigs[0]) && vNeigs[0]->needFlip(pT));
             EXPECT_EQ((pT->getNNV(bOK) + normal).length(), 0.0);
             pT->resetNNV();
             EXPECT_LT((pT->getNNV(bOK) + normal).length(), 1e-12) << "as computed anew";
+            EXPECT_EQ(firstFault(*mesh), "");
             pT->flipNNV();
-        }
-        for (int ici = 0; ici < 3; ++ici)
             EXPECT_EQ(pT->getRTriOri(pT->aCorners[2], pT->getCorner(ici)), (ici + 1) % 3);
-    }
+        }
 }
 
 TEST(RTriangle, measuresItself) {
@@ -296,6 +251,9 @@ TEST(RTriangle, measuresItself) {
     EXPECT_DOUBLE_EQ(pT->getPlane(bOK).signedDistance({7, 7, 3}), 3.0);
     EXPECT_FALSE(pT->isDegenerate());
     EXPECT_EQ(pT->getCentroid(), Point3(2.0 / 3.0, 2.0 / 3.0, 0));
+    EXPECT_NEAR(FineMesh(torus(200, 100))->getArea(), 12.0 * 9.8696044, 0.1);
+    EXPECT_DOUBLE_EQ(FineMesh(tetrahedron())->getAvgLen(), std::sqrt(2.0));
+    EXPECT_EQ(RMesh(1.0).getAvgLen(), -1.0);
 
     FineMesh line = make({0, 0, 0}, {1, 1, 1}, {3, 3, 3});
     EXPECT_TRUE(line.tri(0)->isDegenerate() && line.tri(0)->getNNV(bOK).isDegenerate() && !bOK);
@@ -310,22 +268,18 @@ TEST(RPatch, knowsItsTrianglesAndTheirBoundary) {
     FineMesh mesh(sheet(6, 4));
     auto* pLeft = new RPatch(&*mesh);
     mesh->vPatches = {pLeft, new RPatch(&*mesh)};
-    EXPECT_EQ(mesh->vPatches[1]->getLabel(), pLeft->getLabel() + 1);
     for (int round = 0; round < 2; ++round)  // adding again changes nothing
         for (int i = 47; i >= 0; --i)
             mesh->vPatches[i / 2 % 6 < 3 ? 0 : 1]->add(mesh.tri(i));
-
-    EXPECT_EQ(pLeft->getSize(), 24U);
-    EXPECT_TRUE(std::is_sorted(pLeft->getTriangleRef().begin(), pLeft->getTriangleRef().end()));
-    pLeft->setBoundary();
-    EXPECT_EQ(pLeft->getBounaryRef().size(), 14U) << "of 3 x 4 squares";
+    const auto sizes = [&] {
+        pLeft->setBoundary();
+        return std::array{pLeft->getSize(), pLeft->getBounaryRef().size(), pLeft->getTriangleRef().size()};
+    };
+    EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{24, 14, 24})) << "of 3 x 4 squares";
+    EXPECT_TRUE(std::ranges::is_sorted(pLeft->getTriangleRef()));
     EXPECT_EQ(listOf<REdge*>([&](auto& v) { pLeft->getAllRE(v); }).size(), 15U + 16U + 12U);
-    mesh.kill(0);  // the corner: two border edges go, its inner edge becomes one
-    pLeft->setBoundary();
-    EXPECT_EQ(pLeft->getSize(), 23U);
-    EXPECT_EQ(pLeft->getBounaryRef().size(), 13U);
-    EXPECT_EQ(pLeft->getTriangleRef().size(), 24U) << "a dead one stays";
-
+    mesh.kill(0);  // the corner: two border edges go, its inner edge becomes one; a dead one stays in the list
+    EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{23, 13, 24}));
     EXPECT_EQ(mesh.tri(1)->getPatch(), pLeft);
     mesh->vPatches.erase(mesh->vPatches.begin());
     delete pLeft;
@@ -365,18 +319,6 @@ TEST(RMesh, theCheckSeesWhatIsBroken) {
         EXPECT_EQ(countIn(report, "broken mesh"), 1);
         EXPECT_EQ(countIn(report, condition), 1) << report;
     }
-}
-
-TEST(RMesh, queriesRunOnSeveralThreads) {
-    const FineMesh mesh(torus(40, 30));
-    std::vector<std::size_t> vSum(4);
-    onThreads(4, [&](std::size_t i) {
-        vSum[i] = edges(*mesh, 2).size() + mesh->getNumT();
-        for (Point3* p : mesh.vVtx)
-            vSum[i] += listOf<RTriangle*>([&](auto& v) { mesh->getIncidentT(p, v); }).size() +
-                       listOf<REdge*>([&](auto& v) { mesh->getIncidentRE(p, v); }).size() + (mesh->hasVertex(*p) ? 1 : 0);
-    });
-    EXPECT_EQ(vSum, std::vector<std::size_t>(4, 1200 * (6 + 6 + 1) + 3600 + 2400));
 }
 
 }  // namespace

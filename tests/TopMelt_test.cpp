@@ -54,8 +54,7 @@ int numRemoved(double fold, double left, double more) {
         flaps[best] = left;
         CoarsePlaces world(spike(flaps, fold));
         if (!removeTip(world, {world.edge(7, 8), world.edge(11, 12)})) continue;
-        const bool bBest = world.mesh.vAllCT.back()->c0 == world.code(more == 0.0 ? 1 : static_cast<int>(best) + 1);
-        num += bBest ? 1 : -9;
+        num += world.mesh.vAllCT.back()->c0 == world.code(more == 0.0 ? 1 : static_cast<int>(best) + 1) ? 1 : -9;
     }
     return num;
 }
@@ -68,18 +67,6 @@ struct Lid : Sheet {
             triangle(at(x[i], y0 + y[i]), at(x[i + 1], y0 + y[i + 1]), put(18, 17 + y0, 17));
     }
 };
-
-/// The edges folded by more than 140 degrees, by their ends; counts them.
-std::map<VCD, Edges> foldsOf(TopMelt& top, std::size_t& num) {
-    std::map<VCD, Edges> mFold;
-    std::multimap<double, CEdge*> q;
-    top.buildPrioq(q, 140.0);
-    for (const auto& [angle, pCE] : q)
-        for (const VCD vcd : {pCE->v0, pCE->v1})
-            mFold[vcd].push_back(pCE);
-    num = q.size();
-    return mFold;
-}
 
 }  // namespace
 
@@ -110,23 +97,23 @@ TEST(TopMelt, flipsAndReplacesFoldsOfNoise) {
     std::array<std::size_t, 3> total{};
     forSeeds(10, [&total](unsigned seed) {
         const Soup soup = withNoise(torus(30, 12), 0.6, seed);
-        CoarsePlaces world(soup), copy(soup);
-        TopMelt top(&world.mesh, &world.calc), slow(&copy.mesh, &copy.calc);
-        std::array<std::size_t, 3> num{};
-        foldsOf(top, num[0]);
+        CoarsePlaces world(soup);
+        TopMelt top(&world.mesh, &world.calc);
+        const auto numFolds = [&top] {
+            std::multimap<double, CEdge*> q;
+            top.buildPrioq(q, 140.0);
+            return q.size();
+        };
+        std::array<std::size_t, 3> num{numFolds()};
         top.flip180new();
         EXPECT_EQ(figuresOf(world.mesh), figuresOf(soup.vT));
-        slow.flip180new();
-        for (auto& [vcd, vE] : foldsOf(slow, num[1]))
-            if (vE.size() > 1) slow.tryRemoveCCD(vcd, vE, 140.0);
+        num[1] = numFolds();
         top.replaceRemaining180();
-        foldsOf(top, num[2]);
+        num[2] = numFolds();
         EXPECT_TRUE(std::ranges::is_sorted(num, std::greater<>()));
         std::ranges::transform(total, num, total.begin(), std::plus<>());
         EXPECT_EQ(figuresOf(world.mesh).numConflicts, 0);
         EXPECT_EQ(firstFault(world.mesh), "");
-        const auto corners = [](const CTriangle* p) { return std::array{p->c0, p->c1, p->c2}; };
-        EXPECT_TRUE(std::ranges::equal(aliveT(world.mesh), aliveT(copy.mesh), {}, corners, corners));
     });
     EXPECT_LT(10 * total[1], 7 * total[0]);
     EXPECT_LT(10 * total[2], 7 * total[1]);
@@ -154,46 +141,17 @@ TEST(TopMelt, keepsTheOuterSkinOfTheLastShell) {
     });
 }
 
-TEST(TopMelt, growsUpToTheBorderOfAnOpenSheet) {
-    const OpenRun run;
-    const CoutSilence silence;
-    forSeeds(18, [](unsigned seed) {
-        Extraction shell(sphereShell(8));
-        CMesh& mesh = shell.mesh();
-        TopMelt top(&mesh, &shell.calc);
-        Random random(seed);
-        std::vector<CTriangle*> vT = aliveT(mesh);
-        for (CTriangle* pCT : vT) {
-            if (random.next() % 2 == 0) pCT->flipNNV();
-            for (const VCD vcd : {pCT->c0, pCT->c1, pCT->c2}) {  // all that lies in a plane across one of the axes
-                const Point3 p = mesh.getMidPoint(vcd);
-                if (std::floor(std::array{p.x(), p.y(), p.z()}[seed % 3]) == 1003 + 2 * (seed / 3))
-                    top.sBorderCCD.insert(vcd);
-            }
-        }
-        const auto isBorder = [&](VCD vcd) { return top.sBorderCCD.count(vcd) != 0; };
-        CTriangle* pStart = top.getFlippedMaxT_for_open_melt(vT);
-        EXPECT_TRUE(isBorder(pStart->c0) || isBorder(pStart->c1) || isBorder(pStart->c2));
-        const std::set<CTriangle*> sExpected =
-            reach(pStart, [&](const CEdge* pCE, CTriangle*) { return !isBorder(pCE->v0) || !isBorder(pCE->v1); });
-        top.meshGrowing(vT);
-        EXPECT_TRUE(std::ranges::equal(aliveT(mesh), sExpected));
-        EXPECT_LT(sExpected.size(), vT.size());
-        EXPECT_TRUE(conflicts(mesh).empty());
-    });
-}
-
 TEST(TopMelt, findsTheNeighbourOnItsSide) {
     Sheet world(1, 1);
     TopMelt top(&world.mesh, &world.calc);
     CTriangle *pCT = world.mesh.vAllCT[0], *pNeigT = world.mesh.vAllCT[1];  // behind its edge 1
     pNeigT->flipNNV();
     EXPECT_EQ(top.findFlippedNeig(pCT, 2), nullptr);
+    EXPECT_EQ(top.findFlippedNeig(pCT, 1), pNeigT);
+    EXPECT_FALSE(pNeigT->needFlip(pCT)) << "turned";
     top.sBorderCCD = {world.at(0, 0), world.at(1, 1)};
     EXPECT_EQ(top.findFlippedNeig(pCT, 1), nullptr);
-    EXPECT_FALSE(pNeigT->needFlip(pCT)) << "turned, though not returned";
     top.sBorderCCD.erase(world.at(0, 0));
-    EXPECT_EQ(top.findFlippedNeig(pCT, 1), pNeigT);
     EXPECT_EQ(top.getFlippedMaxT_for_closed_melt(world.mesh.vAllCT), pCT) << "none faces along x";
     CTriangle* pWallT = world.triangle(world.at(0, 0), world.at(1, 1), world.put(17, 16, 17));  // above
     EXPECT_EQ(top.findFlippedNeig(pCT, 1), pWallT);

@@ -1,5 +1,6 @@
 // Collapses and flips of the coarse mesh: the gain of a flip against the energy of the whole surface, the limits of each
 // operation from both sides, and what whole passes do to meshes of chance.
+#include <bit>
 #include <cfloat>
 
 #include "CMesh.h"
@@ -8,6 +9,7 @@
 #include "Top.h"
 #include "support/coarse_soup.h"
 #include "support/extraction.h"
+#include "support/hash.h"
 #include "support/plain_energy.h"
 #include "support/prelude.h"
 
@@ -113,41 +115,34 @@ TEST(EdgeEnergy, refusesCapsAndFoldsOfRandomPairs) {
 }
 
 TEST(EdgeEnergy, knowsSpecialPairs) {
-    CoarsePlaces flat(kites(1, 1.0));
+    CoarsePlaces flat(kites(1, 1.0)), closed(tetrahedron());
     EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 1)), 0.0);
-    EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 2)), IMPOSSIBLE);  // border
     flat.triangle(flat.code(0), flat.code(1), flat.put(9, 9, 9));
     EXPECT_EQ(gainOf(flat.mesh, flat.edge(0, 1)), IMPOSSIBLE);  // three triangles
-    CoarsePlaces closed(tetrahedron());
     EXPECT_EQ(gainOf(closed.mesh, closed.edge(0, 1)), IMPOSSIBLE);
-
-    const EdgeEnergy ee(&closed.mesh, nullptr);
-    const Point3 a(0, 0, 0), b(4, 0, 0), c(0, 3, 0);
-    EXPECT_DOUBLE_EQ(ee.getMinCosPhi(&a, &b, &c), 0.0);
-    const std::string report = reportOf([&] { ee.getMinCosPhi(&a, &b, &b); });
-    for (const char* check : {"checkNoDegenerate(EdgeEnergy)", "checkNoDups(EdgeEnergy)", "checkNoAdjCoordDups(EdgeEnergy)"})
-        EXPECT_NE(report.find(check), std::string::npos) << check;
-    EXPECT_NE(report.find(conditionFailed("vec01.isNV() && vec02.isNV() && vec12.isNV()")), std::string::npos);
-
+    const Point3 a(0, 0, 0), b(4, 0, 0);
+    const std::string report = reportOf([&] { EdgeEnergy(&closed.mesh, nullptr).getMinCosPhi(&a, &b, &b); });
+    for (const std::string part : {"checkNoDegenerate(EdgeEnergy)", "checkNoDups(EdgeEnergy)",
+                                   "checkNoAdjCoordDups(EdgeEnergy)", "vec01.isNV() && vec02.isNV() && vec12.isNV()"})
+        EXPECT_NE(report.find(part), std::string::npos) << part;
     CoarsePlaces dup(pair({5, 5, 0}, {5, -5, 0}));
     dup.vT[1]->kill(&dup.mesh);
     dup.triangle(dup.code(1), dup.code(0), dup.code(2));
     expectFails("p0!=px", [&] { gainOf(dup.mesh, dup.edge(0, 1)); });
 }
 
+// Where smoothing would leave no normal the first one is lifted off its triangle by a tenth of a cell edge.
 TEST(EdgeEnergy, movesOppositeCornersApart) {
-    CoarsePlaces world(sheet(3, 3));
+    CoarsePlaces world(sheet(3, 3)), low(pair({5, 0.05, 0}, {5, 0.05, 0}));
     world.vtx(10) = world.vtx(5);
-    const std::string said = outputOf([&] { gainOf(world.mesh, world.edge(6, 9)); });
-    EXPECT_NE(world.vtx(10), world.vtx(5));
-    for (const char* part :
-         {"EDGE ENERGY, p0==px", "pT0=", "pT1=", "p0=", " = px=", "oppCorner0=", "oppCorner1=", "corrected"})
+    for (const char* part : {"EDGE ENERGY, p0==px", "pT0=", " = px=", "oppCorner0=", "oppCorner1=", "corrected"}) {
+        const std::string said = outputOf([&] { gainOf(low.mesh, low.edge(0, 1)); });
         EXPECT_NE(said.find(part), std::string::npos) << part;
-    // Smoothing would leave no normal, so the first one is lifted off its triangle by a tenth of a cell edge.
-    CoarsePlaces low(pair({5, 0.05, 0}, {5, 0.05, 0}));
-    outputOf([&] { gainOf(low.mesh, low.edge(0, 1)); });
-    EXPECT_EQ(low.vtx(2), Point3(5, 0.05, 0.1));
-    EXPECT_EQ(low.vtx(3), Point3(5, 0.05, 0));
+        EXPECT_EQ(std::pair(low.vtx(2), low.vtx(3)), std::pair(Point3(5, 0.05, 0.1), Point3(5, 0.05, 0)));
+        low.vtx(2) = low.vtx(3);
+    }
+    outputOf([&] { gainOf(world.mesh, world.edge(6, 9)); });
+    EXPECT_NE(world.vtx(10), world.vtx(5));
 }
 
 // ---- Collapses ----------------------------------------------------------------------------------------------------------
@@ -165,43 +160,6 @@ TEST_F(TopSimplify, wantsAnotherPassByTheNumberOfCollapses) {
             EXPECT_NEAR(world.mesh.getArea(), area, 1e-12 * area);
             EXPECT_EQ(firstFault(world.mesh), "");
         }
-}
-
-TEST_F(TopSimplify, triesWhatTheModeSays) {
-    // The higher end of the short edge lies on a ridge: only the lower one may move, and only onto the higher one.
-    const auto ridge = [] {
-        Soup soup = sheetWithShortEdges(1);
-        soup.vVtx[11] = Point3(1.6, 2, 0);
-        for (Point3& p : soup.vVtx)
-            p = Point3(p.x(), p.y(), std::max(0.0, p.x() - 2.0));
-        return soup;
-    };
-    for (const auto& [mode, bCollapses] :
-         {std::pair(SM_MID_THEN_SINGLE, true), {SM_SINGLE, true}, {SM_MID, false}, {static_cast<SimplifyMode>(3), false}}) {
-        CoarsePlaces world(ridge());
-        const Point3 high = world.vtx(12);
-        ASSERT_LT(world.code(11), world.code(12));
-        EXPECT_EQ(Top(&world.mesh, &world.calc).simplify(0, 0.5, mode), bCollapses) << mode;
-        EXPECT_EQ(world.mesh.hasEdge(world.code(11), world.code(12)), !bCollapses);
-        EXPECT_EQ(world.vtx(12), high);
-    }
-    for (const auto& [mode, x] : {std::pair(SM_MID_THEN_SINGLE, 1.95), {SM_MID, 1.95}, {SM_SINGLE, 2.0}}) {
-        CoarsePlaces world(sheetWithShortEdges(1));
-        EXPECT_TRUE(Top(&world.mesh, &world.calc).simplify(0, 0.2, mode));
-        EXPECT_EQ(world.vtx(12), Point3(x, 2, 0));
-    }
-}
-
-TEST_F(TopSimplify, queuesEdgesAgainUnderTheirNewLength) {
-    for (const auto& [maxLen, num] : {std::pair(0.16, 1U), {0.18, 2U}}) {
-        Soup soup = sheetWithShortEdges(2);
-        soup.vVtx[21] = Point3(2.12, 2, 0);  // 0.12 from the one before; 0.17 when that has moved
-        soup.vVtx[23] = Point3(5, 2, 0);
-        CoarsePlaces world(soup);
-        const std::size_t numBefore = numAlive(world.mesh);
-        Top(&world.mesh, &world.calc).simplify(0, maxLen, SM_MID);
-        EXPECT_EQ(numAlive(world.mesh), numBefore - 2 * num) << maxLen;
-    }
 }
 
 TEST_F(TopSimplify, leavesTheBorderAndTheShapeOfAnyMesh) {
@@ -258,19 +216,6 @@ TEST_F(TopSimplify, collapsesTurnNormalsByFiveDegreesAtMost) {
     expectFails("false", [&] { top.killSingle(world.edge(0, 1), 2, 1.0, q); });
 }
 
-TEST_F(TopSimplify, collapsesSmallEdgesWhateverTurns) {
-    Soup soup = sheetWithShortEdges(2);
-    soup.vVtx[19] = Point3(2.0, 2.0, 0.3);
-    soup.vVtx[0] = Point3(0.7, 0, 0);  // a short border edge
-    CoarsePlaces world(soup);
-    const std::size_t numBefore = numAlive(world.mesh);
-    Top(&world.mesh, &world.calc).collapseSmallEdges();
-    EXPECT_EQ(numAlive(world.mesh), numBefore - 5);
-    for (const CEdge* pCE : edges(world.mesh, -99))
-        EXPECT_GE((*world.mesh.getVtx(pCE->v1) - *world.mesh.getVtx(pCE->v0)).length(), 1.0 / 3.0);
-    EXPECT_EQ(firstFault(world.mesh), "");
-}
-
 // ---- Flips --------------------------------------------------------------------------------------------------------------
 
 TEST_F(TopSimplify, flipsLowerTheEnergyOfNoise) {
@@ -310,53 +255,6 @@ TEST_F(TopSimplify, selectsFoldsByTheirAngle) {
     std::vector<CEdge*> vCE;
     expectText("No NNV, skipped edge", [&] { Top(&flat.mesh, &flat.calc).getEdgesForOptimization(0.0, vCE); });
     EXPECT_TRUE(vCE.empty());
-}
-
-TEST_F(TopSimplify, flipsBadAnglesWhereTheFoldFalls) {
-    // Folded back over the edge by angle; the other diagonal is flatter when the tips are far apart along the edge.
-    for (const auto& [angle, dx, height, bFlips] :
-         {std::tuple(151.0, 4.0, 5.0, true), {149.0, 4.0, 5.0, false}, {170.0, 0.0, 42.0, false}, {170.0, 0.0, 35.0, true}})
-        for (const bool bSwapped : {false, true}) {
-            const double y = height * std::cos(degrees(180 - angle)), z = height * std::sin(degrees(180 - angle));
-            const Point3 tip0(5 + dx, height, 0), tip1(5 - dx, y, z);
-            CoarsePlaces world(bSwapped ? pair(tip1, tip0) : pair(tip0, tip1));
-            const auto rim = [&world](int i, int j) {
-                return world.edge(i, j)->vCT[0]->getHEDirection2(world.code(i), world.code(j));
-            };
-            const std::array<int, 4> before = {rim(1, 2), rim(2, 0), rim(0, 3), rim(3, 1)};
-            Top(&world.mesh, &world.calc).flipBadAngles();
-            EXPECT_EQ(world.mesh.hasEdge(world.code(2), world.code(3)), bFlips) << angle << " " << dx;
-            EXPECT_EQ((std::array<int, 4>{rim(1, 2), rim(2, 0), rim(0, 3), rim(3, 1)}), before);
-            EXPECT_EQ(world.mesh.vAllCT.size(), bFlips ? 4U : 2U);
-            const bool bFirstRunsAlong = world.vT[0]->getHEDirection2(world.edge(0, 1)->v0, world.edge(0, 1)->v1) == HE_SAME;
-            EXPECT_TRUE(!bFlips || world.mesh.vAllCT.back()->vcdCube == world.vT[bFirstRunsAlong ? 1 : 0]->vcdCube);
-        }
-    // The sharpest fold goes first, of equal ones the older.
-    Soup soup;
-    for (const auto& [offset, angle] : {std::pair(0, 152.0), {64, 160.0}, {128, 170.0}, {192, 170.0}}) {
-        const auto i = static_cast<int>(soup.vVtx.size());
-        const double y = 5 * std::cos(degrees(180 - angle)), z = 5 * std::sin(degrees(180 - angle));
-        for (const Point3& p : pair({5, 5, 0}, {5, y, z}).vVtx)
-            soup.vVtx.push_back(p + Vector3(offset, 0, 0));
-        soup.vT.push_back({i, i + 1, i + 2});
-        soup.vT.push_back({i + 1, i, i + 3});
-    }
-    CoarsePlaces four(soup);
-    Top(&four.mesh, &four.calc).flipBadAngles();
-    ASSERT_EQ(four.mesh.vAllCT.size(), 16U);
-    for (const auto& [i, first] : {std::pair(8U, 8), {10U, 12}, {12U, 4}, {14U, 0}})
-        EXPECT_TRUE(four.mesh.vAllCT[i]->has(four.code(first + 2), four.code(first + 3))) << i;
-
-    CoarsePlaces world(withNoise(torus(30, 12), 0.6, 3));
-    Top top(&world.mesh, &world.calc);
-    EdgeQueue before, after;
-    top.buildPrioq(before, 150.0);
-    top.flipBadAngles();
-    top.buildPrioq(after, 150.0);
-    EXPECT_GT(before.size(), 20U);
-    EXPECT_LT(after.size(), before.size());
-    EXPECT_EQ(firstFault(world.mesh), "");
-    EXPECT_TRUE(isOriented(world.mesh));
 }
 
 TEST_F(TopSimplify, flipsOrCollapsesExtremeCaps) {
@@ -435,31 +333,59 @@ TEST_F(TopSimplify, flipsFeaturesOntoTheirLine) {
     EXPECT_FALSE(wide.mesh.hasEdge(b, d));
 }
 
-TEST_F(TopSimplify, countsConnectorsThatGoOnStraight) {
-    for (const auto& [angle, num] : {std::pair(0.1, 2), {0.3, 1}}) {
-        // The line 0-1-2-3 along x turns by the angle at 2; 4 is off it.
-        const Soup soup{
-            {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {2 + std::cos(degrees(angle)), std::sin(degrees(angle)), 0}, {1, 1, 0}},
-            {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}}};
+// ---- The passes
+
+// A failure prints the new hash.
+TEST_F(TopSimplify, passesLeaveWhatTheyLeftBefore) {
+    const std::tuple<const char*, std::uint64_t, std::function<void(Top&)>> aPasses[] = {
+        {"mid or single", 1, [](Top& top) { top.simplify(0, 0.5, SM_MID_THEN_SINGLE); }},
+        {"mid", 2, [](Top& top) { top.simplify(0, 0.5, SM_MID); }},
+        {"single", 3, [](Top& top) { top.simplify(0, 0.5, SM_SINGLE); }},
+        {"no mode", 4, [](Top& top) { top.simplify(0, 0.5, static_cast<SimplifyMode>(3)); }},
+        {"small edges", 5, [](Top& top) { top.collapseSmallEdges(); }},
+        {"bad angles", 6, [](Top& top) { top.flipBadAngles(); }},
+        {"flips", 7, [](Top& top) { top.edgeFlips(0.1); }},
+        {"caps", 8, [](Top& top) { top.flipExtremeCaps(true); }}};
+    for (const auto& [name, hash, pass] : aPasses) {
+        Soup soup = withNoise(torus(40, 16), 0.15, 3);
+        for (std::size_t i = 0; i < 640; i += 16)  // caps, near their opposite sides
+            soup.vVtx[i + 1] = soup.vVtx[i] + (soup.vVtx[i + 2] - soup.vVtx[i]) * 0.5 + Vector3(0, 0, 1e-3);
         CoarsePlaces world(soup);
         Top top(&world.mesh, &world.calc);
-        for (int i = 0; i < 5; ++i)
-            top.sFeatureCCD.insert(world.code(i));
-        EXPECT_EQ(top.countCollinearConnectors(world.code(1), world.code(2)), num);
-        EXPECT_EQ(top.countCollinearConnectors(world.code(2), world.code(1)), num);
-        top.sFeatureCCD.erase(world.code(0));
-        EXPECT_EQ(top.countCollinearConnectors(world.code(1), world.code(2)), num - 1);
-        const auto fails = [&](int i, int j, const std::string& condition) {
-            expectFails(condition, [&] { top.countCollinearConnectors(world.code(i), world.code(j)); });
-        };
-        fails(1, 1, "ccd0!=ccd1");
-        fails(0, 1, "sFeatureCCD.find(ccd0)!=sFeatureCCD.end()");
-        fails(1, 0, "sFeatureCCD.find(ccd1)!=sFeatureCCD.end()");
-        world.vtx(4) = world.vtx(2);
-        fails(1, 2, "*pOtherVtx!=*pVtxA");
-        world.vtx(1) = world.vtx(2);
-        fails(1, 2, "*pVtxA!=*pVtxB");
+        pass(top);
+        EXPECT_EQ(firstFault(world.mesh), "") << name;
+        EXPECT_TRUE(isOriented(world.mesh)) << name;
+        std::vector<std::uint64_t> vNumbers;
+        for (const CTriangle* pCT : aliveT(world.mesh))
+            for (const VCD vcd : {pCT->c0, pCT->c1, pCT->c2}) {
+                vNumbers.push_back(vcd);
+                for (const double d : {world.mesh.getVtx(vcd)->x(), world.mesh.getVtx(vcd)->y()})
+                    vNumbers.push_back(std::bit_cast<std::uint64_t>(d));
+            }
+        EXPECT_EQ(hashOf(vNumbers), hash) << name;
     }
+}
+
+TEST_F(TopSimplify, saysWhatItRefuses) {
+    const Soup soup{{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {2 + std::cos(degrees(0.1)), std::sin(degrees(0.1)), 0}, {1, 1, 0}},
+                    {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}}};
+    CoarsePlaces world(soup);  // the line 0-1-2-3 along x turns a little at 2; 4 is off it
+    Top top(&world.mesh, &world.calc);
+    for (int i = 1; i < 5; ++i)
+        top.sFeatureCCD.insert(world.code(i));
+    const auto count = [&](int i, int j) { return top.countCollinearConnectors(world.code(i), world.code(j)); };
+    EXPECT_EQ(count(1, 2), 1);
+    expectFails("sFeatureCCD.find(ccd0)!=sFeatureCCD.end()", [&] { count(0, 1); });
+    expectFails("sFeatureCCD.find(ccd1)!=sFeatureCCD.end()", [&] { count(1, 0); });
+    top.sFeatureCCD.insert(world.code(0));
+    EXPECT_EQ(std::pair(count(1, 2), count(2, 1)), std::pair(2, 2));
+    expectFails("ccd0!=ccd1", [&] { count(1, 1); });
+    world.vtx(3) = Point3(2 + std::cos(degrees(0.3)), std::sin(degrees(0.3)), 0);
+    EXPECT_EQ(count(1, 2), 1);
+    world.vtx(4) = world.vtx(2);
+    expectFails("*pOtherVtx!=*pVtxA", [&] { count(1, 2); });
+    world.vtx(1) = world.vtx(2);
+    expectFails("*pVtxA!=*pVtxB", [&] { count(1, 2); });
 }
 
 // ---- The recipe ---------------------------------------------------------------------------------------------------------

@@ -71,7 +71,7 @@ void expectKept(const Operation& operation, const MeshPtr& pMesh) {
 
 TEST(KeptManifold, isWhatComesOfMeshesOfChance) {
     int numBrokenWithout = 0;
-    forSeeds(1200, [&](unsigned seed) {
+    forSeeds(600, [&](unsigned seed) {
         const Operation& operation = operations[seed % operations.size()];
         expectKept(operation, manifoldOfChance(seed));
         if (seed % 5 != 0 && operation.name != "fill") return;
@@ -82,7 +82,7 @@ TEST(KeptManifold, isWhatComesOfMeshesOfChance) {
         EXPECT_FALSE(bBroken && operation.name == "fill") << "it closes nothing that touches";
         numBrokenWithout += bBroken ? 1 : 0;
     });
-    EXPECT_GT(numBrokenWithout, 20);
+    EXPECT_GT(numBrokenWithout, 10);
 }
 
 TEST(KeptManifold, isWhatComesOfWaistsSpikesAndTouchingRims) {

@@ -12,6 +12,7 @@
 #include "support/figures.h"
 #include "support/prelude.h"
 #include "support/random_coarse.h"
+#include "support/run.h"
 
 using namespace TARN_TEST;
 
@@ -75,19 +76,6 @@ TEST(HoleToCCD, leavesNoBorderButTheOuterOne) {
     });
 }
 
-TEST(HoleToCCD, takesTheTwistOutAndFindsNothingInAClosedMesh) {
-    const CoutSilence silence;
-    std::vector<Point3> vOut;
-    CoarsePlaces closed(sphere(8, 5));
-    EXPECT_FALSE(HoleToCCD(&closed.mesh, &closed.calc).run(vOut));
-    CoarsePlaces strip(ring(Ring::MOEBIUS, 12, 1));
-    HoleToCCD filler(&strip.mesh, &strip.calc);
-    filler.run(vOut);
-    for (std::size_t i = 0; i < filler.pChainMgr->getSize(); ++i)
-        EXPECT_TRUE(filler.pChainMgr->getChain(i)->vMoebiusCE.empty());
-    EXPECT_EQ(firstFault(strip.mesh), "");
-}
-
 TEST(HoleFiller, leavesNoBorderButTheOuterOne) {
     forEachPunched([](const Soup& punched, int, const Figures& expected) {
         for (const bool bTurned : {false, true}) {
@@ -101,23 +89,6 @@ TEST(HoleFiller, leavesNoBorderButTheOuterOne) {
             EXPECT_EQ(firstFault(copy.mesh), "");
         }
     });
-}
-
-TEST(HoleFiller, triesAgainWhatIsOpen) {
-    // A flat cross-shaped plate: its outer rim gets an ear in each of the four corners and is convex then.
-    Soup cross = sheet(9, 9);
-    std::erase_if(cross.vT, [](const auto& t) {
-        return std::all_of(t.begin(), t.end(), [](int i) { return i % 10 <= 3 || i % 10 >= 6; }) &&
-               std::all_of(t.begin(), t.end(), [](int i) { return i / 10 <= 3 || i / 10 >= 6; });
-    });
-    CoarsePlaces copy(cross);
-    EXPECT_EQ(outputOf([&] { HoleFiller(&copy.mesh, &copy.calc).run(); }), "");
-    const Figures figures = figuresOf(copy.mesh);
-    EXPECT_GT(figures.numBorder, 0);
-    EXPECT_EQ(std::make_pair(figures.euler, figures.numConflicts), std::make_pair(1, 0));
-    std::size_t numBefore = copy.mesh.vAllCT.size();
-    HoleFiller(&copy.mesh, &copy.calc).run();
-    EXPECT_EQ(copy.mesh.vAllCT.size(), numBefore);
 }
 
 TEST(HoleFiller, separatesHolesThatTouch) {
@@ -188,27 +159,25 @@ TEST(HoleFiller, bridgesTheNearerGapOfTwoFans) {
 }
 
 TEST(holeFilling, survivesMeshesOfChance) {
-    for (unsigned seed = 0; seed < 400; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(300, [](unsigned seed) {
         const CoutSilence silence;
         const std::size_t numCells = 5 + seed % 23, numTriangles = 4 + seed % 37;
         RandomCoarse first(seed, numCells, numTriangles), second(seed, numCells, numTriangles);
         const MeshPtr pMesh = std::make_shared<Mesh>(new RMesh(&first.mesh));
         const Figures before = figuresOf(*pMesh->getRMesh());
-        EXPECT_NO_THROW(closeHoles(pMesh, 100));
+        closeHoles(pMesh, 100);
         const Figures after = figuresOf(*pMesh->getRMesh());
-        EXPECT_EQ(std::make_pair(after.numME, after.numConflicts), std::make_pair(before.numME, before.numConflicts));
+        EXPECT_EQ(std::pair(after.numME, after.numConflicts), std::pair(before.numME, before.numConflicts));
         std::vector<Point3> vOut;
-        EXPECT_NO_THROW(HoleFiller(&first.mesh, &first.calc).run());
-        EXPECT_NO_THROW(HoleToCCD(&second.mesh, &second.calc).run(vOut));
+        HoleFiller(&first.mesh, &first.calc).run();
+        HoleToCCD(&second.mesh, &second.calc).run(vOut);
         EXPECT_EQ(firstFault(first.mesh) + firstFault(second.mesh) + firstFault(*pMesh->getRMesh()), "");
-    }
+    });
 }
 
 TEST(holeFilling, mendsMothEatenSurfaces) {
     int numClosed = 0;
-    for (unsigned seed = 0; seed < 120; ++seed) {
-        SCOPED_TRACE(seed);
+    forSeeds(80, [&](unsigned seed) {
         Random random(seed);
         Soup soup = seed % 2 == 0 ? sphere(18, 9) : torus(18, 9);
         std::erase_if(soup.vT, [&](const auto&) { return random.next() % 100 < 3 + static_cast<int>(seed % 30); });
@@ -220,74 +189,56 @@ TEST(holeFilling, mendsMothEatenSurfaces) {
         EXPECT_LE(after.numBorder, before.numBorder - 3 * num);
         EXPECT_EQ(after.euler, before.euler + num) << "each hole is closed by a disc";
         numClosed += num;
-
-        CoarsePlaces first(soup), second(soup);
+        CoarsePlaces coarse(soup);
         const CoutSilence silence;
-        std::vector<Point3> vOut;
-        EXPECT_NO_THROW(HoleFiller(&first.mesh, &first.calc).run());
-        EXPECT_NO_THROW(HoleToCCD(&second.mesh, &second.calc).run(vOut));
-        EXPECT_LT(figuresOf(first.mesh).numBorder, before.numBorder);
-        EXPECT_EQ(firstFault(first.mesh) + firstFault(second.mesh) + firstFault(*pMesh->getRMesh()), "");
-    }
-    EXPECT_GT(numClosed, 200);
+        HoleFiller(&coarse.mesh, &coarse.calc).run();
+        EXPECT_LT(figuresOf(coarse.mesh).numBorder, before.numBorder);
+        EXPECT_EQ(firstFault(coarse.mesh) + firstFault(*pMesh->getRMesh()), "");
+    });
+    EXPECT_GT(numClosed, 150);
 }
 
-TEST(Holex, endsTheProcessBehindItsSteps) {
+TEST(Holex, endsTheProcessBehindItsStepsAndDrawsWhenItMay) {
     Sheet sheet(7, 7);
     for (const std::size_t i : {48U, 49U})
         sheet.mesh.vAllCT[i]->kill(&sheet.mesh);
+    const TempFolder folder;
     std::vector<Point3> vOut;
-    EXPECT_EXIT(loudly([&] { Holex(&sheet.mesh, &sheet.calc).run(vOut); }), testing::ExitedWithCode(0),
-                "Hole::run.. does not use vCCD2Zero currently(.|\n)*vRemoveCandidates final: (.|\n)*deliberateExit\\( "
-                "\\*\\* .*Hole::run");
+    for (const bool bAuthorized : {false, true}) {
+        EXPECT_EXIT(loudly([&] {
+                        std::filesystem::current_path(folder.path(""));
+                        Visualizer3::bDebugAuthorized = bAuthorized;
+                        globalPrefixCtr = 0;
+                        Holex(&sheet.mesh, &sheet.calc).run(vOut);
+                    }),
+                    testing::ExitedWithCode(0),
+                    "Hole::run.. does not use vCCD2Zero currently(.|\n)*vRemoveCandidates final: (.|\n)*deliberateExit\\( "
+                    "\\*\\* .*Hole::run");
+        std::set<std::string> sName, sExpected;
+        for (const auto& entry : std::filesystem::directory_iterator(folder.path("")))
+            sName.insert(entry.path().filename().string());
+        if (bAuthorized)
+            sExpected = {"00001holex_deg.list",   "00002hole_0_completed.list",        "00002hole_0_holeMeshR.list",
+                         "00002hole_0_init.list", "00002hole_0_prunedCandidates.list", "closed_0.list",
+                         "closed_1.list"};
+        EXPECT_EQ(sName, sExpected);
+    }
     EXPECT_EXIT(loudly([&] { Top(&sheet.mesh, &sheet.calc).fillHoles(nullptr); }), testing::ExitedWithCode(0),
                 "Top::fillHoles\\(\\) calls Holex - experimental");
     CoarseWorld empty;
     EXPECT_EXIT(loudly([&] { Holex(&empty.mesh, &empty.calc).run(vOut); }), testing::ExitedWithCode(0),
                 "deliberateExit\\( \\*\\* .*determineHoles");
-
     const CoutSilence silence;
     Holex holex(&sheet.mesh, &sheet.calc);
     holex.chainBorder();
-    int numFilled = 0;
     for (std::size_t i = 0; i < holex.pChainMgr->getSize(); ++i) {
         Chain* pChain = holex.pChainMgr->getChain(i);
         EXPECT_EQ(holex.examine(i), pChain->getSize() == 4);
-        numFilled += holex.fill(pChain) ? 1 : 0;
+        EXPECT_EQ(holex.fill(pChain), pChain->getSize() == 4);
     }
-    EXPECT_EQ(numFilled, 1);
     EXPECT_EQ(figuresOf(sheet.mesh).numBorder, 28);
     sheet.put(sheet.at(0, 0), Point3(-1, 0, 0));  // off its cell, and off the grid
     EXPECT_NE(reportOf([&] { Holex(&sheet.mesh, &sheet.calc); }).find("Condition [ "), std::string::npos);
-    EXPECT_TRUE(gtVec({nullptr, nullptr}, {nullptr}) && !gtVec({nullptr}, {nullptr}));
-}
-
-TEST(Holex, drawsOnlyWhenItMay) {
-    Sheet sheet(7, 7);
-    for (const std::size_t i : {48U, 49U})
-        sheet.mesh.vAllCT[i]->kill(&sheet.mesh);
-    const TempFolder folder;
-    const auto drawn = [&](bool bAuthorized) {
-        EXPECT_EXIT(
-            {
-                std::filesystem::current_path(folder.path(""));
-                Visualizer3::bDebugAuthorized = bAuthorized;
-                globalPrefixCtr = 0;
-                std::vector<Point3> vOut;
-                Holex(&sheet.mesh, &sheet.calc).run(vOut);
-            },
-            testing::ExitedWithCode(0), "");
-        std::set<std::string> sName;
-        for (const auto& entry : std::filesystem::directory_iterator(folder.path("")))
-            sName.insert(entry.path().filename().string());
-        return sName;
-    };
-    EXPECT_EQ(drawn(false), std::set<std::string>());
-    EXPECT_EQ(drawn(true), (std::set<std::string>{"00001holex_deg.list", "00002hole_0_completed.list",
-                                                  "00002hole_0_holeMeshR.list", "00002hole_0_init.list",
-                                                  "00002hole_0_prunedCandidates.list", "closed_0.list", "closed_1.list"}));
-    HoleToCCD filler(&sheet.mesh, &sheet.calc);
-    expectFails("bAuthorized", [&] { filler.showLoops("loops.list"); });
 }
 
 // ---- The fine mesh
@@ -330,18 +281,10 @@ TEST(fillHoles, keepsToTheNumberOfEdges) {
 }
 
 TEST(fillHoles, leavesWhatTouchesTwistsOrWouldMakeAnEdgeOfThree) {
-    Soup touching = sheet(8, 8);  // squares (2, 2), (3, 3) and, alone, (6, 6)
-    std::erase_if(touching.vT, [](const auto& t) {
-        const int i = *std::min_element(t.begin(), t.end());
-        return std::count(t.begin(), t.end(), i + 1) + std::count(t.begin(), t.end(), i + 9) != 0 &&
-               (i == 20 || i == 21 || i == 30 || i == 31 || i == 60 || i == 61) &&
-               std::all_of(t.begin(), t.end(), [i](int k) {
-                   const int first = i == 21 || i == 31 || i == 61 ? i - 1 : i;
-                   return k == first || k == first + 1 || k == first + 9 || k == first + 10;
-               });
-    });
+    Soup touching = sheet(8, 8);  // squares (2, 2), (3, 3) and, alone, (6, 6); their triangles come in pairs
+    for (const std::ptrdiff_t square : {6 * 8 + 6, 3 * 8 + 3, 2 * 8 + 2})
+        touching.vT.erase(touching.vT.begin() + 2 * square, touching.vT.begin() + 2 * square + 2);
     const MeshPtr pTouching = meshOf(touching);
-    EXPECT_EQ(figuresOf(touching.vT).numBorder, 32 + 12);
     EXPECT_EQ(closeHoles(pTouching, 10), 1);
     EXPECT_EQ(figuresOf(*pTouching->getRMesh()).numBorder, 32 + 8);
 
@@ -370,18 +313,15 @@ TEST(fillHoles, leavesWhatTouchesTwistsOrWouldMakeAnEdgeOfThree) {
 }
 
 TEST(fillHoles, followsTheNeighboursWhicheverWayTheyFace) {
-    for (const bool bTurned : {false, true}) {
-        Soup soup = sphere(12, 7);
-        punch(soup, 3, 5);
-        for (auto& t : soup.vT)
-            if (bTurned) std::swap(t[0], t[1]);
-        const MeshPtr pMesh = meshOf(soup);
-        EXPECT_GT(closeHoles(pMesh, 20), 0);
-        EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numConflicts, 0);
-        const RTriangle& first = *pMesh->getRMesh()->vRT[0];
-        EXPECT_EQ(first.aCorners[0], pMesh->getRMesh()->getVtx(static_cast<std::size_t>(soup.vT[0][0])));
-    }
-    Soup mixed = sheet(4, 4);  // one triangle at the hole faces down: no way to agree with all
+    Soup inward = sphere(12, 7), mixed = sheet(4, 4);
+    punch(inward, 3, 5);
+    for (auto& t : inward.vT)
+        std::swap(t[0], t[1]);
+    const MeshPtr pMesh = meshOf(inward);
+    EXPECT_GT(closeHoles(pMesh, 20), 0);
+    EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numConflicts, 0);
+    EXPECT_EQ(cornersOf(pMesh)[0], cornersOf(inward)[0]) << "not turned";
+    // With a triangle at the hole that faces down there is no way to agree with all.
     std::erase_if(mixed.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 12) != 0; });
     ASSERT_EQ(closeHoles(meshOf(mixed), 10), 1);
     for (auto& t : mixed.vT)
@@ -391,22 +331,16 @@ TEST(fillHoles, followsTheNeighboursWhicheverWayTheyFace) {
 }
 
 TEST(fillHoles, isHeardAndCancelled) {
-    struct Listener : ProgressBase {
-        void update(const std::string& name, double fraction) override {
-            EXPECT_EQ(name, "FillHoles");
-            last = fraction;
-            if (fraction > limit) throw std::runtime_error("enough");
-        }
-        double limit = 2.0, last = -1.0;
-    } listener;
     Soup soup = sphere(40, 31);
     const int numHoles = punch(soup, 40, 1);
+    Hearer listener, cancel(0.5);
     subscribe(&listener);
     EXPECT_EQ(closeHoles(meshOf(soup), 20), numHoles);
-    EXPECT_EQ(listener.last, 1.0);
-    listener.limit = 0.5;
+    EXPECT_EQ(std::set(listener.vName.begin(), listener.vName.end()), std::set<std::string>{"FillHoles"});
+    EXPECT_EQ(listener.vFraction.back(), 1.0);
+    subscribe(&cancel);
     const MeshPtr pMesh = meshOf(soup);
-    EXPECT_THROW(closeHoles(pMesh, 20), std::runtime_error);
+    EXPECT_THROW(closeHoles(pMesh, 20), double);
     unsubscribe();
     EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
     const int numLeft = closeHoles(pMesh, 20);

@@ -198,7 +198,7 @@ TEST(Manifold, keepsTheSurfaceOfAnyVoxelsClosed) {
 
 TEST(Manifold, makesAnythingManifold) {
     std::mt19937 random(9);
-    for (int run = 0; run < 3000; ++run) {
+    for (int run = 0; run < 1500; ++run) {
         const MeshPtr pMesh = meshOf(soupOfChance(random));
         makeChecked(pMesh);
         ASSERT_FALSE(HasFailure()) << "run " << run;

@@ -1,9 +1,9 @@
-// Reduction against the same rules in plain words: unit normals and set operations for the penalties, an ordered multimap as
-// the queue with every penalty asked anew. And what a caller counts on: what stays, and what is left when a listener
-// cancels.
+// Reduction: what a caller counts on, what a penalty is, and that results stay what they were when it was held against a
+// plain form with an ordered multimap as the queue and every penalty asked anew.
 #include "RMesh.h"
 #include "freeFunctions.h"
 #include "support/fine.h"
+#include "support/hash.h"
 #include "support/prelude.h"
 #include "support/run.h"
 #include "support/soups.h"
@@ -16,10 +16,6 @@ namespace {
 using Vertices = std::vector<Point3*>;
 using Edges = std::vector<REdge*>;
 using Triangles = std::vector<RTriangle*>;
-
-Triangles incident(const RMesh& mesh, const Point3* p) {
-    return listOf<RTriangle*>([&](auto& v) { mesh.getIncidentT(p, v); });
-}
 
 Vertices pointsOf(const RMesh& mesh) {
     return listOf<Point3*>([&](auto& v) { mesh.getPoints(v); });
@@ -41,113 +37,6 @@ int reduceInRun(RMesh& mesh, double maxLen, double maxDeg) {
     return numKilled;
 }
 
-// ---- The plain form ------------------------------------------------------------------------------------------------------
-
-class PlainReduction {
-public:
-    PlainReduction(RMesh& theMesh, double maxLen, double maxDeg)
-        : maxSqLen(maxLen * maxLen), maxRad(maxDeg * 0.01745329251), mesh(theMesh) {}
-
-    double penalty(const REdge* pRE, int iDir) const {
-        const Point3* pSrc = iDir == 0 ? pRE->pVtx0 : pRE->pVtx1;
-        const Point3* pTrg = pRE->getOtherPoint(pSrc);
-        const double sqLen = (*pRE->pVtx1 - *pRE->pVtx0).sqLength();
-        if (sqLen > maxSqLen) return LARGEST;
-        std::set<REdge*> sSrcRing, sTrgRing;
-        bool bEdgeSeen = false;
-        double sum = 0.0;
-        int count = 0;
-        for (const RTriangle* pRT : incident(mesh, pSrc)) {
-            bEdgeSeen = bEdgeSeen || pRT->has(pTrg);
-            if (pRT->has(pTrg)) continue;
-            const int i = pRT->getICI(pSrc);
-            sSrcRing.insert(pRT->getRE(i));
-            const Point3 &a = *pRT->aCorners[(i + 1) % 3], &b = *pRT->aCorners[(i + 2) % 3];
-            const Vector3 before = crossProduct(b - a, *pSrc - a), after = crossProduct(b - a, *pTrg - a);
-            if (before.isDegenerate()) continue;
-            if (after.length() < 1e-10) return LARGEST;
-            const double angle = getAngleRad(normalize(before), normalize(after));
-            if (angle > maxRad) return LARGEST;
-            sum += angle;
-            ++count;
-        }
-        for (const RTriangle* pRT : incident(mesh, pTrg))
-            if (!pRT->has(pSrc) && sSrcRing.count(pRT->getRE(pRT->getICI(pTrg))) > 0) return LARGEST;
-        const double value = (count == 0 ? 0.0 : sum * 100.0 / count) + std::sqrt(std::sqrt(sqLen) / mesh.getSideLen());
-        return bEdgeSeen && std::isfinite(value) ? value : LARGEST;
-    }
-
-    int run() {
-        for (const REdge* pRE : edges(mesh, 1))
-            sBorder.insert({pRE->pVtx0, pRE->pVtx1});
-        enter(mesh.vRE);
-        int numKilled = 0;
-        while (!mmQueue.empty()) {
-            const auto [key, candidate] = *mmQueue.begin();
-            const auto [pRE, iDir] = candidate;
-            mmQueue.erase(mmQueue.begin());
-            const double now = penalty(pRE, iDir);
-            if (now == LARGEST) continue;
-            if (now > 2.0 && now > key + 3.0) {
-                mmQueue.emplace(now, candidate);
-                continue;
-            }
-            Point3* pSrc = iDir == 0 ? pRE->pVtx0 : pRE->pVtx1;
-            Point3* pTrg = pRE->getOtherPoint(pSrc);
-            if ((sBorder.count(pSrc) > 0 && !goesAlongStraightBorder(*pRE, pSrc)) || pinches(pSrc, pTrg)) continue;
-            numKilled += pRE->getDegree();
-            mesh.exchangeCorner(pSrc, pTrg);
-            vTouched.push_back(pTrg);
-            refillWhenDue();
-        }
-        return numKilled;
-    }
-
-    const double maxSqLen, maxRad;
-
-private:
-    void enter(const Edges& vRE) {
-        for (REdge* pRE : vRE)
-            for (const int iDir : {0, 1})
-                if (const double key = penalty(pRE, iDir); key != LARGEST) mmQueue.emplace(key, std::pair(pRE, iDir));
-    }
-    void refillWhenDue() {
-        const std::size_t numT = vTouched.size();
-        if (!mmQueue.empty() && numT <= 5000 && !(mmQueue.begin()->first > 6.0 && numT > 50)) return;
-        std::set<REdge*> sNear;
-        for (const Point3* p : vTouched) {
-            Edges vRE;
-            mesh.getIncidentRE(p, vRE);
-            sNear.insert(vRE.begin(), vRE.end());
-        }
-        enter(numT >= 3 && numT <= 999 && ++numRefills <= 4 ? mesh.vRE : Edges(sNear.begin(), sNear.end()));
-        vTouched.clear();
-    }
-    bool goesAlongStraightBorder(const REdge& edge, const Point3* pSrc) const {
-        std::vector<Vector3> v;
-        for (const REdge* pRE : edges(mesh, 1))
-            if (pRE->has(pSrc)) v.push_back(normalize(*pRE->getOtherPoint(pSrc) - *pSrc));
-        return edge.getDegree() == 1 && v.size() == 2 && getAngleDegree(v[0], v[1]) >= 170.0;
-    }
-    bool pinches(const Point3* pSrc, const Point3* pTrg) const {
-        const Vertices vRing = listOf<Point3*>([&](auto& v) { mesh.getRingVtx(pSrc, v); });
-        return std::any_of(vRing.begin(), vRing.end(), [&](const Point3* p) {
-            if (p == pTrg || !mesh.hasAliveEdge(p, pTrg)) return false;
-            Triangles vSrc, vTrg, vBoth;
-            mesh.getAdjacentT(p, pSrc, vSrc);
-            mesh.getAdjacentT(p, pTrg, vTrg);
-            std::ranges::set_symmetric_difference(sorted(vSrc), sorted(vTrg), std::back_inserter(vBoth));
-            return vBoth.size() > std::max({std::size_t{2}, vSrc.size(), vTrg.size()});
-        });
-    }
-
-    RMesh& mesh;
-    std::set<const Point3*> sBorder;
-    std::multimap<double, std::pair<REdge*, int>> mmQueue;
-    Vertices vTouched;
-    int numRefills = 0;
-};
-
 // ---- Meshes --------------------------------------------------------------------------------------------------------------
 
 /// The soup and struts between any of its vertices: edges of three and more triangles, touching borders, duplicates.
@@ -163,108 +52,35 @@ Soup withStruts(Soup soup, int numStruts, unsigned seed) {
     return soup;
 }
 
-/// Sheets that meet in the line y = 0, each at another angle.
-Soup book(int numPages) {
-    Soup book = sheet(12, 6);
-    for (int page = 1; page < numPages; ++page) {
-        const Soup plain = sheet(12, 6);
-        const int offset = static_cast<int>(book.vVtx.size()) - 13;  // the first row is in already
-        const double angle = 0.6 * page;
-        for (std::size_t i = 13; i < plain.vVtx.size(); ++i) {
-            const Point3& p = plain.vVtx[i];
-            book.vVtx.emplace_back(p.x(), p.y() * std::cos(angle), p.y() * std::sin(angle));
-        }
-        for (std::array<int, 3> t : plain.vT) {
-            for (int& v : t)
-                v = v < 13 ? v : v + offset;
-            book.vT.push_back(t);
-        }
-    }
-    return book;
-}
-
 struct Case {
     const char* name;
     Soup soup;
     double maxLen, maxDeg;
+    std::size_t numLeft;
+    std::uint64_t hash;  ///< of the state; the failure prints the new one
 };
 
 std::vector<Case> cases() {
-    return {{"torus", torus(220, 60), 0.6, 20.0},
-            {"noisy torus", withNoise(torus(220, 60), 0.004, 1), 0.8, 40.0},
-            {"thin torus", withNoise(torus(60, 4), 0.01, 2), 9.0, 95.0},
-            {"sheet", sheet(20, 20), 5.0, 10.0},
-            {"noisy sheet", withNoise(sheet(20, 20), 0.05, 3), 4.0, 30.0},
-            {"fan", fan(30, false), 900.0, 90.0},
-            {"tetrahedron", tetrahedron(), 9.0, 180.0},
-            {"book", withNoise(book(5), 0.02, 5), 4.0, 60.0},
-            {"struts", withStruts(torus(40, 20), 60, 6), 4.0, 90.0},
-            {"many struts", withNoise(withStruts(torus(20, 10), 600, 7), 0.1, 8), 4.0, 180.0}};
-}
-
-/// Mean and largest distance of the points to the surface of the mesh.
-std::pair<double, double> distances(const std::vector<Point3>& vPoints, const RMesh& mesh) {
-    const auto vRT = listOf<RTriangle*>([&](auto& v) { mesh.getAliveTriangles(v); });
-    double sum = 0.0, largest = 0.0;
-    for (const Point3& p : vPoints) {
-        double nearest = LARGEST;
-        for (const RTriangle* pRT : vRT)
-            nearest = std::min(nearest, distanceToTriangle(p, *pRT->aCorners[0], *pRT->aCorners[1], *pRT->aCorners[2]));
-        sum += nearest;
-        largest = std::max(largest, nearest);
-    }
-    return {sum / static_cast<double>(vPoints.size()), largest};
-}
-
-/// Keeps every tenth vertex, at random, and moves all others onto the nearest one of these.
-Soup everyTenthAtRandom(const Soup& soup, unsigned seed) {
-    std::mt19937 random(seed);
-    std::vector<int> vKept, vNearest;
-    for (int i = 0; i < static_cast<int>(soup.vVtx.size()); ++i)
-        if (random() % 10 == 0) vKept.push_back(i);
-    for (const Point3& p : soup.vVtx)
-        vNearest.push_back(*std::min_element(vKept.begin(), vKept.end(), [&](int i, int j) {
-            const auto sqDistance = [&](int k) { return (soup.vVtx[static_cast<std::size_t>(k)] - p).sqLength(); };
-            return sqDistance(i) < sqDistance(j);
-        }));
-    Soup kept{soup.vVtx, {}};
-    for (std::array<int, 3> t : soup.vT) {
-        for (int& v : t)
-            v = vNearest[static_cast<std::size_t>(v)];
-        if (t[0] != t[1] && t[1] != t[2] && t[0] != t[2]) kept.vT.push_back(t);
-    }
-    return kept;
+    return {{"torus", torus(220, 60), 0.6, 20.0, 282, 6211960051379150067U},
+            {"noisy torus", withNoise(torus(220, 60), 0.004, 1), 0.8, 40.0, 154, 18048294251808779368U},
+            {"thin torus", withNoise(torus(60, 4), 0.01, 2), 9.0, 95.0, 14, 13948356963495205815U},
+            {"noisy sheet", withNoise(sheet(20, 20), 0.05, 3), 4.0, 30.0, 14, 8450601662529633358U},
+            {"fan", fan(30, false), 900.0, 90.0, 1, 14963672731832738140U},
+            {"struts", withStruts(torus(40, 20), 60, 6), 4.0, 90.0, 382, 6157450799538644104U},
+            {"many struts", withNoise(withStruts(torus(20, 10), 600, 7), 0.1, 8), 4.0, 180.0, 1000, 5852063720189168166U}};
 }
 
 }  // namespace
 
-TEST(Reduce, agreesWithThePlainForm) {
+TEST(Reduce, leavesWhatItLeftBefore) {
     const CoutSilence silence;
-    std::size_t numReduced = 0;
     for (const Case& c : cases()) {
-        FineMesh fast(c.soup), plain(c.soup);
-        PlainReduction plainReduction(*plain, c.maxLen, c.maxDeg);
-        std::vector<RECandidate> vEntries;
-        fast->getPrioqEntries(plainReduction.maxRad, plainReduction.maxSqLen, fast->vRE, vEntries);
-        auto itEntry = vEntries.begin();
-        for (std::size_t i = 0; i < plain->vRE.size(); ++i)
-            for (const int iDir : {0, 1}) {
-                const double penalty = plainReduction.penalty(plain->vRE[i], iDir);
-                if (penalty == LARGEST) continue;
-                ASSERT_TRUE(itEntry != vEntries.end() && itEntry->pRE == fast->vRE[i]) << c.name;
-                EXPECT_EQ(itEntry->iDir, iDir) << c.name;
-                EXPECT_EQ(itEntry->penalty, penalty) << c.name;
-                ++itEntry;
-            }
-        EXPECT_TRUE(itEntry == vEntries.end()) << c.name;
-
-        const int numKilled = reduceInRun(*fast, c.maxLen, c.maxDeg);
-        EXPECT_EQ(numKilled, plainReduction.run()) << c.name;
-        EXPECT_EQ(stateOf(*fast), stateOf(*plain)) << c.name;
-        EXPECT_EQ(firstFault(*fast), "") << c.name;
-        numReduced += numKilled > 0 ? 1U : 0U;
+        FineMesh mesh(c.soup);
+        reduceInRun(*mesh, c.maxLen, c.maxDeg);
+        EXPECT_EQ(mesh->getNumT(), c.numLeft) << c.name;
+        EXPECT_EQ(hashOf(stateOf(*mesh)), c.hash) << c.name;
+        EXPECT_EQ(firstFault(*mesh), "") << c.name;
     }
-    EXPECT_GE(numReduced, 8U);
 }
 
 TEST(Reduce, keepsClosedMeshesClosedAndManifold) {
@@ -298,17 +114,22 @@ TEST(Reduce, thinsBordersWhereTheyAreStraight) {
     }
 }
 
-TEST(Reduce, staysCloserThanARandomChoice) {
+TEST(Reduce, staysCloseToTheSurface) {
     const CoutSilence silence;
     const Soup soup = torus(100, 40);
     FineMesh reduced(soup);
     reduced->sideLen = reduced->getAvgLen();
     reduceInRun(*reduced, 0.6, 9.0);
     EXPECT_LE(10 * reduced->getNumT(), soup.vT.size());
-    const auto [mean, largest] = distances(soup.vVtx, *reduced);
-    const auto [randomMean, randomLargest] = distances(soup.vVtx, *FineMesh(everyTenthAtRandom(soup, 10)));
-    EXPECT_LT(2.0 * mean, randomMean);
-    EXPECT_LT(2.5 * largest, randomLargest);
+    double sum = 0.0, largest = 0.0;
+    for (const Point3& p : soup.vVtx) {
+        double nearest = LARGEST;
+        for (const RTriangle* pRT : listOf<RTriangle*>([&](auto& v) { reduced->getAliveTriangles(v); }))
+            nearest = std::min(nearest, distanceToTriangle(p, *pRT->aCorners[0], *pRT->aCorners[1], *pRT->aCorners[2]));
+        sum += nearest, largest = std::max(largest, nearest);
+    }
+    EXPECT_LT(sum / 4000, 0.025);
+    EXPECT_LT(largest, 0.13);
 }
 
 TEST(Reduce, refusesWhatHasNoFinitePenalty) {
@@ -319,6 +140,11 @@ TEST(Reduce, refusesWhatHasNoFinitePenalty) {
     EXPECT_EQ(ear->getPenalty(ear.edge(0, 1), 0, 17.0, PI_RAD, vIncT), 2.0);
     EXPECT_EQ(vIncT, Triangles{ear.tri(0)});
     EXPECT_EQ(ear->getPenalty(ear.edge(0, 1), 1, 15.0, PI_RAD, vIncT), LARGEST);
+    // The plane of two triangles turns by 45 degrees round the line x = 3, the third triangle dies.
+    const double x = 3.0 - 3.0 * std::sqrt(0.5), z = 3.0 * std::sqrt(0.5);
+    const FineMesh hinge({{{0, 0, 0}, {3, -1, 0}, {3, 1, 0}, {3, 3, 0}, {x, 0, z}}, {{0, 1, 2}, {0, 2, 3}, {0, 4, 1}}});
+    const double expected = 25.0 * std::acos(-1.0) + std::sqrt(std::hypot(x, z));
+    EXPECT_NEAR(hinge->getPenalty(hinge.edge(0, 4), 0, 17.0, PI_RAD, vIncT), expected, 1e-6);
     for (const double sideLen : {0.0, -1.0, NOT_A_NUMBER}) {
         ear->sideLen = sideLen;
         EXPECT_EQ(ear->getPenalty(ear.edge(0, 1), 0, 17.0, PI_RAD, vIncT), LARGEST);

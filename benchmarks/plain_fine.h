@@ -1,7 +1,7 @@
 // The fine mesh on the standard library's ordered maps: elements in pools, a map for the edges, a map for the coordinates, a
 // multimap for the triangles of a vertex.
 //
-// It is what RMesh is measured against, in results by the tests and in time and memory by the benchmark. It has the orders
+// It is what the benchmark measures RMesh against, in time and memory. It has the orders
 // that RMesh promises and nothing clever.
 #pragma once
 

@@ -1,6 +1,6 @@
 // The coarse mesh on the standard library's containers: heap objects, a map for the edges, a multimap for the vertices.
 //
-// It is what CMesh is measured against, in results by the tests and in time and memory by the benchmark. It has the fields
+// It is what the benchmark measures CMesh against, in time and memory. It has the fields
 // and the orders that CMesh promises and nothing clever.
 #pragma once
 

@@ -158,13 +158,13 @@ TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
 
 TEST(CMesh, reportsWhatItHas) {
     Sheet sheet(2, 1);
+    const VCD corner = sheet.at(0, 0);
     sheet.withFin(0, 1);
     sheet.mesh.vAllCT.back()->kill(&sheet.mesh);  // its edges are left over, its tip isn't used any more
     sheet.withFin(0, 0).withFin(0, 0);
     EXPECT_EQ(outputOf([&] { sheet.mesh.printStatistics("x"); }),
               "Statistics ( \"x\" ):\n  Vertices: 7\n  Triangles:  6\n"
               "  Edges with degree 1:\t5\n  Edges with degree 2:\t5\n  Edges with degree 3:\t1\n\n");
-
     const auto faults = [](const CMesh& mesh) {
         const CoutSilence silence;
         return std::string(mesh.checkNoDegenerate("") ? "" : "degenerate ") + (mesh.checkNoDups("") ? "" : "double ") +
@@ -173,16 +173,12 @@ TEST(CMesh, reportsWhatItHas) {
     };
     EXPECT_EQ(faults(sheet.mesh), "double ");
     sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
-    EXPECT_EQ(faults(sheet.mesh), "");
-    sheet.put(sheet.at(0, 0), sheet.mesh.getAvgPoint(sheet.at(1, 0)));
-    EXPECT_EQ(faults(sheet.mesh), "degenerate points codes ");
-    sheet.put(sheet.at(0, 0), Point3(0.0, std::nan(""), 0.0));
-    EXPECT_EQ(faults(sheet.mesh), "codes nan ");
-    sheet.put(sheet.at(0, 0), sheet.calc.getMidPoint(sheet.at(0, 0)));
-    EXPECT_EQ(faults(sheet.mesh), "");
-    sheet.mBundle[sheet.at(0, 0)]->ccd = 1;
-    EXPECT_EQ(faults(sheet.mesh), "codes ");
-
+    for (const auto& [p, expected] : {std::pair(sheet.calc.getMidPoint(corner), ""),
+                                      {sheet.mesh.getAvgPoint(sheet.at(1, 0)), "degenerate points codes "},
+                                      {Point3(0.0, std::nan(""), 0.0), "codes nan "}}) {
+        sheet.put(corner, p);
+        EXPECT_EQ(faults(sheet.mesh), expected);
+    }
     CMesh empty(nullptr, nullptr, USE_LOCAL_CCD2BUNDLEMAP());
     Bundle hollow;
     for (Bundle* pBundle : {&hollow, static_cast<Bundle*>(nullptr)}) {

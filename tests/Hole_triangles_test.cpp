@@ -2,7 +2,6 @@
 // where it can be told what comes out, and on punched scans.
 #include "ChainMgr.h"
 #include "Hole.h"
-#include "RemoveDecider.h"
 #include "Visualizer3.h"
 #include "support/TempFolder.h"
 #include "support/coarse.h"
@@ -163,23 +162,6 @@ TEST(HoleTriangles, bothRoadsCloseHolesOfScans) {
     EXPECT_LT(numME, 0.25 * numChainEdges);
     RecordProperty("left",
                    std::to_string(numBorder) + " of " + std::to_string(numChainEdges) + ", " + std::to_string(numME));
-}
-
-TEST(HoleTriangles, drawsOnTheWayOnlyWhenAuthorized) {
-    const CoutSilence silence;
-    for (const bool bAuthorized : {false, true}) {
-        const TempFolder folder;
-        PunchedScan scan(false, 0);
-        Hole hole(scan.pMesh.get(), scan.pHoleChain);
-        hole.makeField(2);
-        hole.name = folder.path("hole_");
-        Hole::VCCDPoint vNone;
-        Visualizer3::bDebugAuthorized = bAuthorized;
-        const std::unique_ptr<CMesh> pOwnMesh(hole.createCMesh(vNone));
-        hole.grow();
-        Visualizer3::bDebugAuthorized = false;
-        EXPECT_EQ(folder.numFiles(), bAuthorized ? 11U : 0U);
-    }
 }
 
 // Beyond the last coordinate of the grid no dual cube can be named.

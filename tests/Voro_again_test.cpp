@@ -107,24 +107,6 @@ TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
     EXPECT_GT(std::min(numRemoved, numKept), 20U) << "nothing tested";
 }
 
-TEST_F(VoroAgain, theOrderOfTheCandidatesDecides) {
-    std::size_t numOrders = 0;
-    forSeeds(60, [&](unsigned seed) {
-        Extraction world(randomCells(5, 0.4, seed));
-        VCCD vExtra, vRemove = world.pVoro->vCCD, vNoKeys;
-        const VCCD vCells = vRemove;
-        std::shuffle(vRemove.begin(), vRemove.end(), std::mt19937(seed));
-        vExtra.assign(vRemove.begin(), vRemove.begin() + 8);  // unsorted
-        const VCCD vExpected = withoutRemovable(vCells, vRemove, vExtra, world.calc);
-        numOrders += vExpected != withoutRemovable(vCells, vCells, vExtra, world.calc) ? 1 : 0;
-        world.pVoro->removeRemovable(vRemove, vExtra);
-        EXPECT_EQ(world.pVoro->vCCD, vExpected);
-        world.pVoro->meshAgain(vNoKeys);
-        EXPECT_EQ(world.triangles(), Extraction(vExpected).triangles());
-    });
-    EXPECT_GT(numOrders, 10U);
-}
-
 TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
     // An octahedron without a face; X lies behind Y, which lies at the hole. X goes only when Y went before.
     const auto survivors = [](int configX, int configY) {

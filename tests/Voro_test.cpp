@@ -1,4 +1,4 @@
-// The extraction against the rows of all cubes, and on small sets of cells whose mesh is known.
+// What the extraction looks at, and small sets of cells whose mesh is known.
 #include "Voro.h"
 
 #include "support/extraction.h"
@@ -67,45 +67,6 @@ TEST_F(VoroTest, configurationsOfAllCubes) {
         std::vector<CCD> vCells = {foreign};
         reportOf([&] { extraction.pVoro->getConfig(cellAt(5, 5, 5), vCells); });
     }
-}
-
-// Of every cube the triangles of its row, each set of corners once; only in cubes of one flat layer may the diagonal differ.
-TEST_F(VoroTest, takesTheRowsOfAllCubes) {
-    const std::set<int> flat = {15, 51, 102, 153, 204, 240};
-    forSeeds(40, [&](unsigned seed) {
-        const VCCD vCells =
-            seed % 3 == 0 ? sphereShell(3 + static_cast<int>(seed) / 6) : randomCells(9, 0.05 + 0.02 * seed, seed);
-        const TRIMODE mode = seed % 4 == 1 ? TM_THIN : TM_FAT;
-        const Extraction extraction(vCells, mode);
-        const Casx casx(mode, false);
-        std::set<std::set<VCD>> sExpected, sFound;
-        std::map<VCD, std::set<VCD>> mFlat;  // the cells of a flat cube, by what its triangles cover
-        for (const VCD key : extraction.allKeys()) {
-            std::array<CCD, 8> cells{};
-            cells[5] = key;
-            extraction.calc.completeArraySym(cells.data());
-            int config = 0;
-            for (std::size_t i = 0; i < 8; ++i)
-                config += std::binary_search(vCells.begin(), vCells.end(), cells[i]) ? 1 << i : 0;
-            std::vector<CCD> v;
-            casx.getTriangles(config, cells.data(), v, TUT);
-            for (std::size_t i = 0; i < v.size(); i += 3)
-                if (flat.count(config) != 0)
-                    mFlat[key].insert({v[i], v[i + 1], v[i + 2]});
-                else
-                    sExpected.insert({v[i], v[i + 1], v[i + 2]});
-        }
-        for (const auto& [a, b, c, key, config] : extraction.triangles()) {
-            EXPECT_TRUE(sFound.insert({a, b, c}).second) << "twice";
-            if (flat.count(config) != 0)
-                EXPECT_EQ(mFlat.at(key).count(a) + mFlat.at(key).count(b) + mFlat.at(key).count(c), 3U);
-            else
-                EXPECT_EQ(sExpected.count({a, b, c}), 1U);
-        }
-        for (const auto& corners : sExpected)
-            EXPECT_EQ(sFound.count(corners), 1U);
-        EXPECT_GE(sFound.size(), std::max(sExpected.size(), mFlat.size()));
-    });
 }
 
 TEST_F(VoroTest, theSurfaceOfABlockIsClosedAndOneLayer) {

@@ -61,17 +61,12 @@ TEST(HoleToCCD, leavesNoBorderButTheOuterOne) {
         EXPECT_EQ(filler.vLoops.size(), static_cast<std::size_t>(numHoles));
         EXPECT_EQ(vOut.size(), 3 * filler.vFilledT.size());
         EXPECT_EQ(copy.mesh.vAllCT.size(), punched.vT.size() + filler.vFilledT.size());
-        std::vector<CEdge*> vOpenCE;
         for (const Loop* pLoop : filler.vLoops) {  // they live in the mesh now
-            EXPECT_EQ(pLoop->getCMesh(), &copy.mesh);
-            std::vector<CEdge*> vRing;
-            pLoop->getVecCE(vRing);
+            const auto vRing = listOf<CEdge*>([&](auto& v) { pLoop->getVecCE(v); });
             for (std::size_t i = 0; i < vRing.size(); ++i)
                 EXPECT_EQ(vRing[i]->getTarget(), vRing[(i + 1) % vRing.size()]->getSource());
-            pLoop->getRemainingBorders(vOpenCE);
-            pLoop->getOpenFillCE(vOpenCE);
+            EXPECT_TRUE(listOf<CEdge*>([&](auto& v) { pLoop->getRemainingBorders(v), pLoop->getOpenFillCE(v); }).empty());
         }
-        EXPECT_TRUE(vOpenCE.empty());
         EXPECT_EQ(firstFault(copy.mesh), "");
     });
 }

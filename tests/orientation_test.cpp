@@ -44,21 +44,6 @@ TEST(Orientation, sheetsBetweenNonManifoldEdgesAgreeWithTheirFirstTriangle) {
     });
 }
 
-TEST(Orientation, theRimOfASheetWaitsForItsInside) {
-    Sheet world(8, 8);
-    Triangles vT = aliveT(world.mesh);
-    std::swap(vT[0], vT[60]);
-    Top top(&world.mesh, &world.calc);
-    const Oriented oriented(top, vT);
-    ASSERT_EQ(oriented.vPatches.size(), 1U);
-    ASSERT_TRUE(vT[0]->hasOnlyHalfEdges());
-    const std::set<CTriangle*> sInside = reach(vT[0], [](CEdge*, CTriangle* p) { return p->hasOnlyHalfEdges(); });
-    const Triangles& vMember = oriented.vPatches[0]->vMemberCT;
-    const auto itRim = vMember.begin() + static_cast<std::ptrdiff_t>(sInside.size());
-    EXPECT_EQ(std::set<CTriangle*>(vMember.begin(), itRim), sInside);
-    EXPECT_EQ(sorted(vMember), sorted(vT));
-}
-
 TEST(Orientation, aMoebiusBandKeepsOneConflictAtItsSharpestBend) {
     Soup band = ring(Ring::MOEBIUS, 40, 1);
     Point3& dent = band.vVtx[26];

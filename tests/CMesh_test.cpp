@@ -76,24 +76,6 @@ TEST(CMesh, keepsItsListsWhateverIsMadeAndKilled) {
         });
 }
 
-TEST(CMesh, aHubCostsNoMoreThanAnotherVertex) {
-    // Quadratic work on these numbers would take minutes.
-    constexpr VCD NUM = 100000;
-    for (const VCD hub : {VCD{0}, 2 * NUM}) {  // the lower end of all its edges, the higher end
-        std::map<CCD, Bundle*> mBundle;
-        CMesh mesh(nullptr, nullptr, mBundle);
-        for (VCD i = 1; i < NUM; ++i)
-            mesh.createT(hub, i, i + 1, 0, 0);
-        for (VCD i = 1; i < NUM; i += 2)
-            mesh.vAllCT[i - 1]->kill(&mesh);
-        std::vector<CTriangle*> vAdjT;
-        for (VCD i = 1; i < NUM; ++i)
-            mesh.getAdjacentT(hub, i, vAdjT);
-        EXPECT_EQ(vAdjT.size(), NUM - 2);
-        EXPECT_EQ(firstFault(mesh), "");
-    }
-}
-
 TEST(CMesh, failsOnWrongUseAndStaysAsItWas) {
     Sheet sheet(2, 2);
     CMesh& mesh = sheet.mesh;

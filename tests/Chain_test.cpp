@@ -133,6 +133,17 @@ TEST(ChainMgr, unpeelsALongRowOfHolesThatTouch) {
     }
 }
 
+TEST(ChainMgr, closesOverTheOldestEdgeOfEqualWays) {
+    Sheet sheet(4, 4);
+    CEdge* pCE = sheet.mesh.getEdge(sheet.at(1, 1), sheet.at(2, 1));
+    const ChainMgr mgr(&sheet.mesh, byEnd({pCE}), true);
+    const Chains chains = chainsOf(mgr);
+    ASSERT_TRUE(chains.size() == 1 && chains[0].second && chains[0].first.size() == 3);
+    CEdge* const pOldest =
+        std::min(sheet.mesh.getEdge(pCE->v0, sheet.at(2, 2)), sheet.mesh.getEdge(pCE->v0, sheet.at(1, 0)));
+    EXPECT_EQ(std::ranges::count(chains[0].first, pOldest), 1);
+}
+
 TEST(ChainMgr, hidesVerticesOfMoreThanTwoEdges) {
     Sheet sheet(2, 1);
     std::vector<CEdge*> vCE;
@@ -193,8 +204,10 @@ TEST(Chain, knowsAnOpeningFromTheRimOfASheet) {
         sheet.mesh.vAllCT[static_cast<std::size_t>(i)]->kill(&sheet.mesh);
     const ChainMgr mgr(&sheet.mesh, byEnd(edges(sheet.mesh, 1)), false);
     ASSERT_EQ(mgr.getSize(), 2U);
-    for (std::size_t i : {0U, 1U})
+    for (std::size_t i : {0U, 1U}) {
         EXPECT_EQ(mgr.getChain(i)->isGoodHole(), mgr.getChain(i)->getSize() == 4);
+        EXPECT_FALSE(mgr.getChain(i)->hasMoebius());
+    }
 
     CoarseWorld lone;  // its rim has no neighbours that could tell
     lone.triangle(lone.put(5, 5, 5), lone.put(6, 5, 5), lone.put(5, 6, 5));

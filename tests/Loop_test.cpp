@@ -150,7 +150,10 @@ TEST(AngleEntry, followsTheMesh) {
     EXPECT_NEAR(corner.own().getBorderAngle(true, state), 90, 1e-9);
     corner.mesh.vAllCT[0]->flipNNV();
     EXPECT_NEAR(corner.own().getBorderAngle(true, state), 270, 1e-9);
-    corner.mesh.vAllCT[0]->kill(&corner.mesh);  // no normal at all
+    corner.triangle(corner.own().getOwnVCD(), corner.put(5, 9, 5), corner.put(5, 5, 9));
+    EXPECT_LT(std::abs(corner.own().getVertexNNV(true).z()), 0.9) << "the new one counts";
+    for (CTriangle* pCT : aliveT(corner.mesh))
+        pCT->kill(&corner.mesh);  // no normal at all
     EXPECT_EQ(corner.own().getVertexNNV(true).x(), 1.0);
     EXPECT_TRUE(corner.own().vertexNNV.isDegenerate());
     EXPECT_NEAR(corner.own().getPrevNextDihedral(), 0, 1e-9) << "no normals there either";

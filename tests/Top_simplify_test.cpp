@@ -257,24 +257,6 @@ TEST_F(TopSimplify, selectsFoldsByTheirAngle) {
     EXPECT_TRUE(vCE.empty());
 }
 
-TEST_F(TopSimplify, flipsOrCollapsesExtremeCaps) {
-    for (const auto& [height, num] : {std::pair(-0.008, 1), {-0.01, 0}}) {
-        // The upper tip is nearly on the edge from (-1, 0) to (1, 0).
-        CoarsePlaces world({{{-1, 0, 0}, {1, 0, 0}, {0, -height, 0}, {0, -1, 0}}, {{0, 1, 2}, {1, 0, 3}}});
-        EXPECT_EQ(Top(&world.mesh, &world.calc).flipExtremeCaps(false), num) << height;
-        EXPECT_EQ(world.mesh.hasEdge(world.code(2), world.code(3)), num == 1);
-        EXPECT_TRUE(isOriented(world.mesh));
-    }
-    for (const bool bKill : {false, true}) {
-        // The other diagonal is there already; only the cap's own edges can go.
-        CoarsePlaces world({{{-1, 0, 0}, {1, 0, 0}, {0, 0.008, 0}, {0, -1, 0}, {0, 1, 0}, {0, 0, 9}},
-                            {{0, 1, 2}, {1, 0, 3}, {2, 1, 4}, {0, 2, 4}, {2, 3, 5}}});
-        EXPECT_EQ(Top(&world.mesh, &world.calc).flipExtremeCaps(bKill), bKill ? 1 : 0);
-        EXPECT_EQ(numAlive(world.mesh), bKill ? 3U : 5U);
-        EXPECT_EQ(firstFault(world.mesh), "");
-    }
-}
-
 TEST_F(TopSimplify, canFlipAsFarAsTheNewNormalsAgree) {
     for (const auto& [angle, bCan] : {std::pair(119.9, true), {120.1, false}}) {
         // The new edge runs along y; the ends 0 and 1 of the old one hang to both sides of it.

@@ -109,21 +109,6 @@ TEST_F(TopPasses, aNewTriangleWithoutAreaIsTreatedAtOnce) {
     EXPECT_EQ(numAlive(square.mesh), 6U);
 }
 
-TEST_F(TopPasses, flatTrianglesGoOrAreWarnedOf) {
-    forSeeds(40, [](unsigned seed) {
-        Wild wild(seed);
-        const std::string said = outputOf([&] {
-            wild.top.unifyDiagonals();
-            wild.top.killDegenerate();
-        });
-        const Triangles vT = aliveT(wild.world.mesh());
-        const auto isFlat = [&](const CTriangle* pCT) { return pCT->isDegenerate(&wild.world.mesh()); };
-        EXPECT_EQ(firstFault(wild.world.mesh()), "");
-        EXPECT_TRUE(std::none_of(vT.begin(), vT.end(), isFlat) ||
-                    countIn(said, "trySplitNeigsKillT() and laplacianForOne()") > 0);
-    });
-}
-
 // ---- Borders
 
 TEST_F(TopPasses, piecesGoByTheirBorder) {

@@ -132,6 +132,18 @@ TEST(REdgeEnergy, movesOppositeCornersApart) {
     EXPECT_EQ(std::pair(*low.vtx(2), *low.vtx(3)), std::pair(Point3(0.5, 0.05, 0.1), Point3(0.5, 0.05, 0)));
 }
 
+TEST(FlipCandidates, areAllGainsTheSmallestFirst) {
+    FineMesh mesh(withNoise(torus(30, 12), 0.2, 7));
+    const Candidates vFound = candidatesOf(*mesh, 0.0);
+    EXPECT_TRUE(std::ranges::is_sorted(vFound, {}, &RMesh::FlipCandidate::first));
+    const auto isGain = [&](REdge* pRE) { return REdgeEnergy(&*mesh, pRE).improvement >= 0.0; };
+    EXPECT_EQ(std::ranges::count_if(mesh->getREdgesRef(), isGain), std::ssize(vFound));
+    for (const auto& [gain, pRE] : vFound)
+        EXPECT_NEAR(REdgeEnergy(&*mesh, pRE).improvement, gain, 1e-12);
+    Candidates vFull(1);
+    expectFails("vImpRE.empty()", [&] { mesh->getEdgeFlipCandidates_MT(mesh->getREdgesRef(), 0.0, 0.0, vFull); });
+}
+
 TEST(FlipCandidates, takeLossesByChance) {
     constexpr int NUM = 4000;
     FineMesh mesh(kites(NUM, 0.4));  // each flip of an inner edge loses 1.1

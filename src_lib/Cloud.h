@@ -1,24 +1,24 @@
 #pragma once
 
 #include <cstddef>
-#include <limits>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Bundle.h"
+#include "BundleStore.h"
 #include "Calc.h"
-#include "SimplePool.h"
+#include "inputPoints.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
-class ProgressStep;
 class RemoveDecider_RCD;
 class Smooth;
 
 /// One input point set on its way to the grid: points, their bounds, the spacing, the grid, and in the end one bundle for
-/// each occupied cell.
+/// each occupied cell. It holds what the steps of the point stages make of each other's results; the steps themselves are
+/// free functions: inputPoints.h, runGrid.h, nodeCells.h, cleanCells.h, soupCells.h, BundleStore.h.
 ///
 /// Invariants once the points are prepared: cells are cubes of edge usedSpacing, every point lies about 5000 cells off the
 /// sides of the grid (so each neighbour of an occupied cell exists), and no two bundles have the same code. Input points
@@ -26,7 +26,9 @@ class Smooth;
 /// soup that has one becomes flat, all corners in one place, and goes with the other flat ones.
 class Cloud {
 public:
-    /// name: what messages call it, the file name for a cloud from a file. The other values as in CloudMgr::setInputPoints.
+    /// cloudName: what messages call it, the file name for a cloud from a file.
+    /// absoluteSpacing: edge of a grid cell; not greater than 0: the detected spacing times factor.
+    /// bSoup: the points are triangle corners, three per triangle. growSteps: of the gap closing; not greater than 0: none.
     Cloud(const std::string& cloudName, double absoluteSpacing, double factor, bool bSoup, int growSteps);
     /// Frees grid, bundles and points.
     ~Cloud();
@@ -34,62 +36,53 @@ public:
     Cloud& operator=(const Cloud&) = delete;
 
     // ---- Input
-    /// Copies the points, without those that aren't finite, and takes their bounds.
-    void setInputPoints(std::vector<Point3>& vInput);
-    /// Bounds of the points, which must not be empty.
+    /// Takes the points, without those that aren't finite, and their bounds. O(n).
+    void take(std::vector<Point3> vInput);
+    /// The same with a copy of the points.
+    void setInputPoints(std::vector<Point3>& vInput) { take(vInput); }
+    /// Bounds of the points, which must not be empty (KelBugException).
     void setBounds(std::vector<Point3>& vOfPoints);
-    /// Reads the file of the cloud's name into vPoints and measures the time. False when it can't be read.
+    /// Reads the file of the cloud's name into vPoints and measures the time. Returns false when it can't be read.
     bool load();
-    /// Appends the points of a file; its type goes by the extension. An STL needs a soup and an absolute spacing, else
-    /// KelBugException. False after a printed line when the file can't be read; an empty one prints a line and gives true.
+    /// Appends the points of a file; its type follows from the extension.
+    /// Returns false, after a printed line, when it can't be read; an empty one prints a line and gives true.
+    /// Throws KelBugException for an STL without a soup or an absolute spacing.
     bool readPoints(const std::string& filename, std::vector<Point3>& vOut);
 
     // ---- The roads to bundles
-    /// Spacing, grid, smoothing and bundles of scan points. An empty cloud gives a warning and no grid. pGivenCalc: null, or
-    /// a grid to copy in place of an estimate; it must hold all points with some cells to spare on each side.
+    /// Spacing, grid, smoothing and bundles of scan points. An empty cloud gives a warning and no grid.
+    /// pGivenCalc: null, or a grid to copy in place of an estimate; it must hold all points with some cells to spare on each
+    /// side. O(n log n).
     void prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc);
-    /// The same for a soup, by the rasteriser; vPoints becomes the points of the cells, which the bundles refer to. A soup
-    /// of flat triangles only gives a grid and no bundles. featureAngle: as in Pixel::pixelTriangles. Throws KelBugException
-    /// when the points aren't three a triangle.
+    /// The same for a soup, by rasteriseSoup(); vPoints becomes the points of the cells, to which the bundles refer. A soup
+    /// of flat triangles only gives a grid and no bundles. Throws KelBugException when the points aren't three per triangle.
     void preparePixelsAndFeatures(double featureAngle);
 
-    // ---- Steps of prepareScanPoints
-    /// Sets usedSpacing, and unless the caller gave a spacing detectedSpacing. Counts occupied blocks of a list sorted by
-    /// interleaved code, no neighbour search: O(n log n), 8 bytes a point. Points that all but coincide give their extent,
-    /// or 1.0 for an extent of 0.
+    // ---- Steps of both
+    /// Sets usedSpacing, and unless the caller gave a spacing detectedSpacing, as estimateSpacing() has it.
     void estimateRes2();
-    /// The grid from bounds and usedSpacing; moves the bounds out by the margin. Throws KelBugException for a spacing that
-    /// isn't a positive number, for more than 2^21 cells along an axis, and for a spacing that the coordinates can't
-    /// resolve.
+    /// The grid from bounds and usedSpacing, as makeGrid() has it; moves the bounds out by the margin.
     void createCalc();
-    /// One point a cell from the smoothed nodes, through the cleaning, to bundles.
+    /// One point per cell from the smoothed nodes, through the cleaning, to bundles. Once per cloud.
     void createBundles(Smooth* pSmooth);
 
-    // ---- Cleaning on packed codes. Lists of cells with points are sorted by code, one pair a cell
+    // ---- The cleaning: cleanCells.h on this cloud's grid. Lists of cells with points are sorted by code, one pair per cell
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
-    /// vOut becomes one pair for each cell that stays: the occupied cells thinned to a sheet one cell thick, by packed
-    /// code. With numGrowSteps above 0 the cells follow that the volume labelling proposes for the gaps and pruneZeros()
-    /// accepts. O(n log n), and the field of the labelling for each step.
+    /// vOut becomes what cleanCells() gives, with interleaved codes.
     void cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut);
-    /// One point a cell, the first of its points in the order of vNodePoints: vRCDPoint sorted by code, vAllRCDOut its
-    /// codes.
+    /// onePointPerCell(); vAllRCDOut becomes the codes.
     void getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint, VRCD& vAllRCDOut);
-    /// Thins the cells vAllRCDOut, the codes of vRCDPoint. vRemainingRCDPoint becomes what stays, sorted.
+    /// thinToSheet().
     void orgPruning(VRCDPoint& vRCDPoint, VRCD& vAllRCDOut, VRCD& vRemainingRCDPoint);
-    /// Dooms the rim cells that lie in a flat face, no cell of a corner around them, unless that creates a gap. Neighbours
-    /// count as long as vRCDPoint has them, doomed or not.
+    /// doomFlatRims().
     void postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint);
-    /// vAllRmg becomes the pairs whose codes are in vRemainingRCDPoint. Both inputs sorted. Linear.
+    /// selectCells().
     void copyRmg(VRCDPoint& vRCDPoint, VRCD& vRemainingRCDPoint, VRCDPoint& vAllRmg);
-    /// Thins the proposed cells vRCD2ZeroPoint, none of which is in the old sheet vLocalArea and vLocalBorder, and appends
-    /// those that stay to vAllRmg. Sorts vRCD2ZeroPoint, clears vLocalArea and vLocalBorder. O(n log n).
+    /// Appends what acceptProposed() gives to vAllRmg. Sorts vRCD2ZeroPoint, clears vLocalArea and vLocalBorder.
     void pruneZeros(VRCD& vLocalArea, VRCD& vLocalBorder, VRCDPoint& vRCD2ZeroPoint, VRCDPoint& vAllRmg);
-    /// Appends the components of the proposed cells, each sorted, with the part of their rim cells that touch the rim of the
-    /// old sheet; 1.0 for a component of at most 9 rim cells. O(n log n).
+    /// Appends what scorePieces() gives.
     void getZeroComponents(VRCD& vZeroRCD, VRCD& vLocalBorder, std::vector<std::pair<double, VRCD>>& vOut);
-    /// How far the surface opens round the first point as its neighbours, the other points, show it: of the neighbour in the
-    /// middle of the list (the last one aside), the largest angle to another one, in degrees. 0.0 for fewer than two
-    /// neighbours; there must be a point. O(n).
+    /// medianWedge().
     double getMedianWedge(std::vector<Point3>& vAxPlusNeigs);
 
     // ---- Results
@@ -119,27 +112,14 @@ public:
     double usedSpacing = -1.0;  ///< edge of a grid cell
     Calc* pCalc = nullptr;      ///< owned
     std::vector<Point3> vPoints;
-    std::vector<Bundle*> vBundles;  ///< in the cloud's pool
+    std::vector<Bundle*> vBundles;  ///< in the cloud's store
     std::vector<std::pair<CCD, CCD>> vFeatures, vBorders;
 
 private:
-    struct Bounds {
-        double min[3], max[3];
-    };
+    void setGrid(const Calc& grid);
 
-    void dropNonFinitePoints();
-    void flattenNonFiniteTriangles();
-    double getLargestExtent() const;
-    double detectByBlocks(double extent, ProgressStep progress) const;
-    void checkMargin(const Bounds& ofPoints, double numCells) const;
-    void makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
-    void addBundle(CCD ccd, Point3* pVtx);
-
-    static constexpr double UNSET = std::numeric_limits<double>::max();
-    Bounds bounds = {{UNSET, UNSET, UNSET}, {-UNSET, -UNSET, -UNSET}};
-    std::vector<Point3*> vBundlePoints;  // in the cloud's pool
-    TARN_TOOLS::SimplePool<Bundle> bundlePool;
-    TARN_TOOLS::SimplePool<Point3> pointPool;
+    PointBounds bounds;
+    BundleStore bundleStore;
 };
 
 }  // namespace TARN_KEL

@@ -1,9 +1,10 @@
 #include "CloudMgr.h"
 
-#include <memory>
+#include <cmath>
+#include <utility>
 
 #include "Cloud.h"
-#include "handOver.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -12,53 +13,69 @@ namespace TARN_KEL {
 namespace {
 
 const double FILE_FEATURE_ANGLE = 10.0;  // degrees
+const double ABOVE_ANY_ANGLE = 361.0;    // no fold is a feature
+const double NO_SPACING = -1.0;          // the cloud estimates it
+const double NO_FACTOR = -1.0;           // makes a spacing that was given and isn't positive fail in place of an estimate
+const int NO_GROWTH = -1;
+
+RunInput makeInput(double spacingAbs, double spacingFactor, bool bSoup, bool bLapTreatment, int numGrowSteps) {
+    RunInput input{.bSoup = bSoup, .spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment};
+    if (spacingAbs > 0.0 && std::isfinite(spacingAbs)) input.spacing = spacingAbs;
+    if (numGrowSteps > 0) input.numGrowSteps = numGrowSteps;
+    return input;
+}
+
+void prepare(Cloud& cloud, const RunInput& input) {
+    if (cloud.isPixelizer()) {
+        cloud.preparePixelsAndFeatures(input.featureAngle.value_or(ABOVE_ANY_ANGLE));
+        return;
+    }
+    std::optional<Calc> grid = input.grid;
+    cloud.prepareScanPoints(input.bLapTreatment, grid ? &*grid : nullptr);
+}
 
 }  // namespace
 
-CloudMgr::~CloudMgr() {
-    for (Cloud* pCloud : vClouds)
-        delete pCloud;
+CloudMgr::CloudMgr() = default;
+CloudMgr::~CloudMgr() = default;
+
+std::optional<double> CloudMgr::setInput(std::vector<Point3> vPoints, const RunInput& input) {
+    Cloud& cloud = addCloud("inputPointsViaMemory", input);
+    cloud.take(std::move(vPoints));
+    prepare(cloud, input);
+    const double detected = cloud.getDetectedSpacing();
+    return detected == NO_SPACING ? std::nullopt : std::optional(detected);
 }
 
-double CloudMgr::setInputPoints(std::vector<Point3>& vPoints, double absoluteSpacing, double factor, bool bSoup,
+double CloudMgr::setInputPoints(std::vector<Point3>& vPoints, double spacingAbs, double spacingFactor, bool bMelt,
                                 double featureAngle, bool bLapTreatment, Calc* pCalc, int numGrowSteps) {
-    spacingAbs = absoluteSpacing;
-    spacingFactor = factor;
-    bMelt = bSoup;
-    Cloud* pCloud = addCloud("inputPointsViaMemory", numGrowSteps);
-    pCloud->setInputPoints(vPoints);
-    prepare(pCloud, featureAngle, bLapTreatment, pCalc);
-    return pCloud->getDetectedSpacing();
+    RunInput input = makeInput(spacingAbs, spacingFactor, bMelt, bLapTreatment, numGrowSteps);
+    input.featureAngle = featureAngle;
+    if (pCalc != nullptr) input.grid = *pCalc;
+    return setInput(vPoints, input).value_or(NO_SPACING);
 }
 
-void CloudMgr::readFiles(const std::vector<std::string>& vNames, double absoluteSpacing, double factor, bool bSoup,
+void CloudMgr::readFiles(const std::vector<std::string>& vNames, double spacingAbs, double spacingFactor, bool bMelt,
                          bool bLapTreatment, int numGrowSteps) {
     if (vNames.size() > 1) {
         out() << "\nSorry, the current implementation state allows only one input file." << std::endl;
         out() << "Multiple input point clouds will be supported in later versions" << std::endl;
         ASSEX(false);
     }
-    vFilenames = vNames;
-    spacingAbs = absoluteSpacing;
-    spacingFactor = factor;
-    bMelt = bSoup;
-    for (const std::string& filename : vFilenames) {
-        Cloud* pCloud = addCloud(filename, numGrowSteps);
-        pCloud->load();
-        sumTimeInputIO += pCloud->getInputIOTime();
-        prepare(pCloud, FILE_FEATURE_ANGLE, bLapTreatment, nullptr);
+    RunInput input = makeInput(spacingAbs, spacingFactor, bMelt, bLapTreatment, numGrowSteps);
+    input.featureAngle = FILE_FEATURE_ANGLE;
+    for (const std::string& filename : vNames) {
+        Cloud& cloud = addCloud(filename, input);
+        cloud.load();
+        sumTimeInputIO += cloud.getInputIOTime();
+        prepare(cloud, input);
     }
 }
 
-Cloud* CloudMgr::addCloud(const std::string& name, int numGrowSteps) {
-    return handOver(std::make_unique<Cloud>(name, spacingAbs, spacingFactor, bMelt, numGrowSteps), vClouds);
-}
-
-void CloudMgr::prepare(Cloud* pCloud, double featureAngle, bool bLapTreatment, Calc* pCalc) {
-    if (pCloud->isPixelizer())
-        pCloud->preparePixelsAndFeatures(featureAngle);
-    else
-        pCloud->prepareScanPoints(bLapTreatment, pCalc);
+Cloud& CloudMgr::addCloud(const std::string& name, const RunInput& input) {
+    const double factor = input.spacing ? NO_FACTOR : input.spacingFactor;
+    return *vClouds.emplace_back(std::make_unique<Cloud>(name, input.spacing.value_or(NO_SPACING), factor, input.bSoup,
+                                                         input.numGrowSteps.value_or(NO_GROWTH)));
 }
 
 void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
@@ -68,8 +85,9 @@ void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
     vClouds.front()->getBundles3(vCodeBundle);
     sortMT(vCodeBundle.begin(), vCodeBundle.end(), std::less<>());
     vOut.reserve(vOut.size() + vCodeBundle.size());
-    for (std::size_t i = 0; i < vCodeBundle.size(); ++i)
-        if (i == 0 || vCodeBundle[i].first != vCodeBundle[i - 1].first) vOut.push_back(vCodeBundle[i].second);
+    const auto codeOfBundle = [](const auto& entry) { return entry.first; };
+    forEachRun(vCodeBundle.begin(), vCodeBundle.end(), codeOfBundle,
+               [&vOut](auto first, auto) { vOut.push_back(first->second); });
 }
 
 void CloudMgr::getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const {

@@ -7,6 +7,7 @@
 #include "freeFunctions.h"
 #include "octree/Octree.h"
 #include "radixSort.h"
+#include "runs.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -125,11 +126,10 @@ FeatureEdgeMap::FeatureEdgeMap(const std::multimap<Point3*, FeatureEdge*>& mmEdg
 FeatureEdgeMap::~FeatureEdgeMap() = default;
 
 void FeatureEdgeMap::findFans() {
-    for (std::size_t begin = 0, end = 0; begin < vEntry.size(); begin = end) {
-        while (end < vEntry.size() && vEntry[end].first == vEntry[begin].first)
-            ++end;
-        if (end - begin > MANY) vFans.emplace_back(vEntry.data() + begin, vEntry.data() + end);
-    }
+    const auto vertexOf = [](const Entry& entry) { return entry.first; };
+    forEachRun(vEntry.data(), vEntry.data() + vEntry.size(), vertexOf, [this](const Entry* first, const Entry* end) {
+        if (static_cast<std::size_t>(end - first) > MANY) vFans.emplace_back(first, end);
+    });
 }
 
 FeatureEdge* FeatureEdgeMap::straightestNext(const FeatureEdge* pEdge, const Point3* pJunction, const Vector3& dir) const {

@@ -7,7 +7,8 @@
 
 namespace TARN_KEL {
 
-/// A block of 32 cells along each axis, a bit each. Rows behind the last one that was set take no memory.
+/// A block of 32 cells along each axis, a bit each. Rows behind the last one that was set take no memory. Part of IsoStore,
+/// which no public function of the library reaches.
 class Iso {
 public:
     /// The bits of a code that tell the cell inside its block: five levels. The other ones are the upper part.

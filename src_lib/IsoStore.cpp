@@ -16,6 +16,7 @@
 #include <utility>
 
 #include "Bundle.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -30,9 +31,10 @@ constexpr std::size_t MOST_CORNERS = 4;  // of a cube that is left alone
 
 using Step = std::array<int, 3>;  // cells along x, y, z
 
-/// axis: 4, 2, 1 for x, y, z.
-Step stepAlong(int axis, int length) {
-    return {axis == 4 ? length : 0, axis == 2 ? length : 0, axis == 1 ? length : 0};
+Step stepAlong(Axis axis, int length) {
+    Step step{};
+    step[numberOf(axis)] = length;
+    return step;
 }
 
 /// A cell that simplify() may take out.
@@ -42,7 +44,7 @@ struct Candidate {
     int* pForbiddenAxes;  // below 0 once it went
 };
 
-/// The rounds of simplify(): in each all candidates are tried along 1, 2, 4, in their order. One that failed along an axis
+/// The rounds of simplify(): in each all candidates are tried along z, y, x, in their order. One that failed along an axis
 /// fails again until a cell goes that the test looks at, so only then is it tried again. O(n log n) for n candidates.
 class Thinning {
 public:
@@ -96,10 +98,10 @@ private:
                 for (int dz = -2; dz <= 2; ++dz) {
                     const int distance = std::abs(dx) + std::abs(dy) + std::abs(dz);
                     if (distance == 0 || distance > 2 || !store.exists(pIso, x + dx, y + dy, z + dz)) continue;
-                    const CCD neig =
-                        store.pCalc->getOffVal(store.pCalc->getOffVal(store.pCalc->getOffVal(ccd, dx, 4), dy, 2), dz, 1);
-                    for (auto it = findFirstFrom(vCellNumber.begin(), vCellNumber.end(), neig);
-                         it != vCellNumber.end() && it->first == neig; ++it)
+                    const Packed neig = Packed(Morton(ccd)).moved(Axis::X, dx).moved(Axis::Y, dy).moved(Axis::Z, dz);
+                    const CCD neigCCD = Morton(neig).code();
+                    for (auto it = findFirstFrom(vCellNumber.begin(), vCellNumber.end(), neigCCD);
+                         it != vCellNumber.end() && it->first == neigCCD; ++it)
                         wake(it->second);
                 }
     }
@@ -148,13 +150,13 @@ std::vector<std::pair<CCD, Bundle*>> cornersOfCubes(const std::vector<Bundle*>& 
 template <typename Visit>
 void forEachCrowdedCube(const std::vector<std::pair<CCD, Bundle*>>& vCorner, const Visit& visit) {
     std::vector<Bundle*> vAlive;
-    for (auto it = vCorner.begin(); it != vCorner.end();) {
-        const CCD key = it->first;
+    const auto keyOf = [](const auto& corner) { return corner.first; };
+    forEachRun(vCorner.begin(), vCorner.end(), keyOf, [&](auto first, auto end) {
         vAlive.clear();
-        for (; it != vCorner.end() && it->first == key; ++it)
+        for (auto it = first; it != end; ++it)
             if (it->second->forbiddenDirection >= 0) vAlive.push_back(it->second);
         if (vAlive.size() > MOST_CORNERS) visit(vAlive);
-    }
+    });
 }
 
 }  // namespace
@@ -193,10 +195,10 @@ void IsoStore::setAll(CCD upper, const std::vector<CCD>& vCCD) {
 }
 
 void IsoStore::getCoords(CCD ccd, int& x, int& y, int& z) {
-    const CCD inBlock = ccd & Iso::LOWER_PART;
-    x = static_cast<int>(compressBits(inBlock >> 2));
-    y = static_cast<int>(compressBits(inBlock >> 1));
-    z = static_cast<int>(compressBits(inBlock));
+    const Morton inBlock(ccd & Iso::LOWER_PART);
+    x = static_cast<int>(inBlock.on(Axis::X));
+    y = static_cast<int>(inBlock.on(Axis::Y));
+    z = static_cast<int>(inBlock.on(Axis::Z));
 }
 
 Iso* IsoStore::findIso(CCD ccd) const {
@@ -232,13 +234,13 @@ void IsoStore::set(CCD ccd, bool bSet) {
 bool IsoStore::exists(const Iso* pIso, int x, int y, int z) const {
     CCD block = pIso->getUpperPart() >> BLOCK_BITS;
     bool bOut = false;
-    for (const auto& [pCoordinate, axis] : {std::pair<int*, CCD>(&x, 4), {&y, 2}, {&z, 1}}) {
+    for (const auto& [pCoordinate, axis] : {std::pair<int*, Axis>(&x, Axis::X), {&y, Axis::Y}, {&z, Axis::Z}}) {
         int& coordinate = *pCoordinate;
         if (coordinate >= 0 && coordinate < BLOCK) continue;
         const bool bUp = coordinate >= BLOCK;
-        const CCD place = pCalc->sparseToNumber(block, axis);
+        const unsigned long long place = pCalc->sparseToNumber(block, triBit(axis));
         if (bUp ? (place + 1) * BLOCK >= pCalc->numCells : place == 0) return false;
-        pCalc->manipOneAxis(block, bUp, axis);
+        pCalc->manipOneAxis(block, bUp, triBit(axis));
         coordinate += bUp ? -BLOCK : BLOCK;
         bOut = true;
     }
@@ -257,43 +259,42 @@ bool IsoStore::tryKill(Bundle* pBundle, CCD ccd, int axis, int side) {
     const bool bAxis = axis == 1 || axis == 2 || axis == 4;
     if (!bAxis) out() << "Wrong axis: " << axis << std::endl;
     ASSEX(axis==1 || axis==2 || axis==4);
+    const auto along = static_cast<Axis>(axis);
     if (!isSet(ccd)) return false;
     const Iso* pIso = getIso(ccd);
     int x, y, z;
     getCoords(ccd, x, y, z);
     const auto existsAt = [&](int length) {
-        const Step step = stepAlong(axis, length * side);
+        const Step step = stepAlong(along, length * side);
         return exists(pIso, x + step[0], y + step[1], z + step[2]);
     };
     if (existsAt(1)) return false;
     if (!existsAt(-1)) return false;
     if (pBundle != nullptr && existsAt(-2)) return false;  // not the outer one of two layers
-    if (isOnlyLink(pIso, ccd, axis, side)) return false;
+    if (isOnlyLink(pIso, ccd, along, side)) return false;
     set(ccd, false);
     if (pBundle != nullptr) pBundle->forbiddenDirection = -1;
     return true;
 }
 
 /// A cell that lies above a neighbour place of this cell has nothing below it.
-bool IsoStore::isOnlyLink(const Iso* pIso, CCD ccd, int axis, int side) const {
+bool IsoStore::isOnlyLink(const Iso* pIso, CCD ccd, Axis axis, int side) const {
     int x, y, z;
     getCoords(ccd, x, y, z);
     const Step up = stepAlong(axis, side);
-    for (const int otherAxis : {4, 2, 1}) {
-        if (otherAxis == axis) continue;
+    for (const Axis otherAxis : otherAxes(axis))
         for (const int length : {-1, 1}) {
             const Step beside = stepAlong(otherAxis, length);
             const int nx = x + beside[0], ny = y + beside[1], nz = z + beside[2];
             if (exists(pIso, nx + up[0], ny + up[1], nz + up[2]) && !exists(pIso, nx, ny, nz)) return true;
         }
-    }
     return false;
 }
 
 bool IsoStore::tryKillWeakBundle(Bundle* pWeak, const Bundle* pOther) {
     const int component = pCalc->getUniqueDifferentComponent(pWeak->ccd, pOther->ccd);
     if (component < 0) return false;
-    const int axis = 4 >> component;
+    const Axis axis = AXES[static_cast<std::size_t>(component)];
     const int side = pOther->ccd >= pWeak->ccd ? -1 : 1;
     const Iso* pIso = getIso(pWeak->ccd);
     int x, y, z;

@@ -9,17 +9,20 @@
 
 #include "Calc.h"
 #include "Iso.h"
+#include "codes.h"
 
 namespace TARN_KEL {
 
 struct Bundle;
 
 /// The occupied cells of a cloud as a sparse bit volume, and two ways to thin them where they are more than one layer thick.
-/// A cell only goes where what it touched stays linked to what lies behind it.
+/// A cell is removed only where the cells that it touched stay linked to those behind it.
 ///
 /// The caller decides on the order: simplify() takes cells that lie on another one along an axis, slide() takes them from
-/// every cube of eight cells of which more than four are occupied. A bundle whose cell went stays in its list, marked by a
-/// forbiddenDirection of -1. Codes must lie in a block that is there (assertion). One thread at a time.
+/// every cube of eight cells of which more than four are occupied. A bundle whose cell was removed stays in its list, marked
+/// by a forbiddenDirection of -1. Codes must lie in a block that is there (assertion). One thread at a time.
+///
+/// No public function of the library reaches this class; it is there for callers inside, by Hal::getIsoStore().
 class IsoStore {
 public:
     /// An empty store. The grid and the list, which simplify() and slide() walk, must outlive it.
@@ -51,7 +54,7 @@ public:
 
     /// Takes a cell out that lies on another one: axis is 4, 2, 1 for x, y, z (assertion), side 1 or -1 where the cell is
     /// free. With a bundle, which is marked, only where no more than two cells lie on each other; null: a cell alone.
-    /// True when it went.
+    /// True when it was removed.
     bool tryKill(Bundle* pBundle, CCD ccd, int axis, int side);
     /// Takes the cell of pWeak out, which stands beside that of pOther along one axis, and marks the bundle. True when it
     /// went.
@@ -60,7 +63,7 @@ public:
     /// Takes cells of bundles out, along axes that the bundles don't forbid, until a round over all takes none.
     /// O(n log n).
     void simplify();
-    /// The same for cells without bundles, pairs (code, forbidden axes); the axes of one that went become -1.
+    /// The same for cells without bundles, pairs (code, forbidden axes); the axes of one that was removed become -1.
     void simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbDir);
     /// Takes bundles out of cubes of more than four occupied cells, those first whose point lies nearest to the midpoint of
     /// its cell. All neighbours of the cells must be on the grid. O(n log n).
@@ -76,7 +79,7 @@ private:
     Iso* findIso(CCD ccd) const;
     void setAll(CCD upper, const std::vector<CCD>& vCCD);
     void announce(const char* opening) const;
-    bool isOnlyLink(const Iso* pIso, CCD ccd, int axis, int side) const;
+    bool isOnlyLink(const Iso* pIso, CCD ccd, Axis axis, int side) const;
     void scoreBundles();
     bool killWeakest(std::vector<Bundle*>& vCorners);
     std::size_t killWeakOnes(std::vector<Bundle*>& vCorners);

@@ -15,9 +15,12 @@
 
 #include "Progress.h"
 #include "codeHash.h"
+#include "flood.h"
 #include "freeFunctions.h"
 #include "radixSort.h"
+#include "runs.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -32,13 +35,14 @@ bool spansPlane(const Point3& p0, const Point3& p1, const Point3& p2) {
     return bOK && std::fabs(normal.length() - 1.0) < 0.01;
 }
 
+/// The ends of the edge of an entry of the edge table.
+constexpr auto endsOf = [](const Pixel::EdgeTri& entry) { return entry.first; };
+
 /// Keeps the first pixel of each cell, by ascending code.
-void keepFirstOfCells(Pixel::VRCDPoint& vPixels, int numThreads) {
+void sortFirstOfCells(Pixel::VRCDPoint& vPixels, int numThreads) {
     radixSortOnThreads(
         vPixels.data(), vPixels.size(), [](const auto& pixel) { return pixel.first; }, numThreads);
-    vPixels.erase(
-        std::unique(vPixels.begin(), vPixels.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
-        vPixels.end());
+    keepFirstOfCells(vPixels);
 }
 
 }  // namespace
@@ -49,12 +53,12 @@ public:
     explicit PixelSet(VRCDPoint& vOfCells) : vPixels(vOfCells) {}
     /// makePoint() is called when the cell is free.
     template <typename MakePoint>
-    void claim(RCD rcd, const MakePoint& makePoint) {
-        const std::uint64_t hash = localHash_RCD(rcd);
-        const auto isSame = [&](std::uint32_t i) { return vPixels[i].first == rcd; };
+    void claim(Packed cell, const MakePoint& makePoint) {
+        const std::uint64_t hash = localHash_RCD(cell.code());
+        const auto isSame = [&](std::uint32_t i) { return vPixels[i].first == cell.code(); };
         if (index.find(hash, isSame) != HashIndex::NONE) return;
         index.insert(hash, static_cast<std::uint32_t>(vPixels.size()));
-        vPixels.emplace_back(rcd, makePoint());
+        vPixels.emplace_back(cell.code(), makePoint());
     }
 
 private:
@@ -164,37 +168,37 @@ void Pixel::bfsSort() {
 std::vector<Pixel::GroupsOfTri> Pixel::findGroups() const {
     const std::size_t none = vEdge2Tri.size();
     std::vector<GroupsOfTri> vGroups(vTri.size(), {none, none, none});
-    for (std::size_t i = 0; i < vEdge2Tri.size();) {
-        const std::size_t begin = i, end = endOfGroup(begin);
-        for (; i < end; ++i) {
-            const auto& [ends, pTri] = vEdge2Tri[i];
+    forEachRun(vEdge2Tri.begin(), vEdge2Tri.end(), endsOf, [&](auto first, auto end) {
+        for (auto it = first; it != end; ++it) {
+            const auto& [ends, pTri] = *it;
             const std::size_t opposite = ends.first == pTri->pVtx1 ? 0 : ends.second == pTri->pVtx2 ? 1 : 2;
-            vGroups[numberOf(pTri)][opposite] = begin;
+            vGroups[numberOf(pTri)][opposite] = static_cast<std::size_t>(first - vEdge2Tri.begin());
         }
-    }
+    });
     return vGroups;
 }
 
-/// Each piece from the last of its triangles on. The output is the queue as well. After the first visit to a group all its
-/// triangles are in there.
+/// Each piece from the last of its triangles on. After the first visit to a group all its triangles are claimed.
 std::vector<Tri*> Pixel::breadthFirst(const std::vector<GroupsOfTri>& vGroups) const {
     std::vector<Tri*> vOrdered;
     vOrdered.reserve(vTri.size());
     std::vector<char> vSeen(vTri.size()), vGroupSeen(vEdge2Tri.size());
-    const auto enqueue = [&](Tri* pTri) {
-        if (std::exchange(vSeen[numberOf(pTri)], 1) == 0) vOrdered.push_back(pTri);
+    const auto claim = [&](const Tri* pTri) { return std::exchange(vSeen[numberOf(pTri)], 1) == 0; };
+    const auto offerNeighbours = [&](const Tri* pTri, const auto& offer) {
+        for (const std::size_t begin : vGroups[numberOf(pTri)]) {
+            auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
+            ASSEX(it!=vEdge2Tri.end());
+            if (std::exchange(vGroupSeen[begin], 1) != 0) continue;
+            for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
+                offer(it->second);
+        }
     };
+    std::vector<Tri*> vPiece;
     for (auto itStart = vTri.rbegin(); itStart != vTri.rend(); ++itStart) {
-        std::size_t head = vOrdered.size();
-        enqueue(*itStart);
-        for (; head < vOrdered.size(); ++head)
-            for (const std::size_t begin : vGroups[numberOf(vOrdered[head])]) {
-                auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
-                ASSEX(it!=vEdge2Tri.end());
-                if (std::exchange(vGroupSeen[begin], 1) != 0) continue;
-                for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
-                    enqueue(it->second);
-            }
+        if (!claim(*itStart)) continue;
+        vPiece.assign(1, *itStart);
+        floodInOrder(vPiece, offerNeighbours, claim);
+        vOrdered.insert(vOrdered.end(), vPiece.begin(), vPiece.end());
     }
     return vOrdered;
 }
@@ -242,7 +246,7 @@ void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
         forEach_MT(vBlocks, [this](InsideBlock& block) {
             for (std::size_t i = block.begin; i < block.end; ++i)
                 convertOneT(vTri[i]->pVtx0, vTri[i]->pVtx1, vTri[i]->pVtx2, block.vPixels);
-            keepFirstOfCells(block.vPixels, 1);
+            sortFirstOfCells(block.vPixels, 1);
         });
         for (const InsideBlock& block : vBlocks) {
             vTriPixels.insert(vTriPixels.end(), block.vPixels.begin(), block.vPixels.end());
@@ -253,7 +257,7 @@ void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
     progress.finish();
 
     progress = ProgressStep("oifc", 1);
-    keepFirstOfCells(vTriPixels, numProcessors());
+    sortFirstOfCells(vTriPixels, numProcessors());
     progress.advance();
     progress.finish();
 }
@@ -309,23 +313,22 @@ void Pixel::reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges) {
 void Pixel::sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges,
                          std::vector<FlatEdge>& vFlatEdges) const {
     ProgressStep progress("dih2e", vEdge2Tri.size());
-    for (std::size_t i = 0; i < vEdge2Tri.size();) {
-        const auto [p, q] = vEdge2Tri[i].first;
-        const std::size_t begin = i, end = endOfGroup(begin);
-        const Vector3 firstNNV = vEdge2Tri[begin].second->getNNV(p, q);
+    forEachRun(vEdge2Tri.begin(), vEdge2Tri.end(), endsOf, [&](auto first, auto end) {
+        const auto [p, q] = first->first;
+        const Vector3 firstNNV = first->second->getNNV(p, q);
         double angle = -1.0;
-        for (; i < end; ++i) {
+        for (auto it = first; it != end; ++it) {
             // Triangles on opposite sides of the edge see it run the other way.
-            if (i > begin) angle = std::max(angle, getAngleDegree(firstNNV, -vEdge2Tri[i].second->getNNV(p, q)));
+            if (it != first) angle = std::max(angle, getAngleDegree(firstNNV, -it->second->getNNV(p, q)));
             progress.advance();
         }
-        const bool bBorder = end - begin == 1;
+        const bool bBorder = end - first == 1;
         if (bBorder) angle = BORDER_ANGLE;
         if (bBorder ? !(featureAngle >= BORDER_ANGLE) : angle > featureAngle)
             vFeatureEdges.push_back({angle, {p, q}});
         else
             vFlatEdges.push_back({p, q, Plane(*p, firstNNV)});
-    }
+    });
     progress.finish();
 }
 
@@ -333,7 +336,7 @@ void Pixel::claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelS
     ProgressStep progress("rFins", vFeatureEdges.size());
     for (auto it = vFeatureEdges.rbegin(); it != vFeatureEdges.rend(); ++it) {
         for (const Point3* pEnd : {it->second.first, it->second.second})
-            pixelSet.claim(pCalc->getRCD(pEnd), [pEnd] { return *pEnd; });
+            pixelSet.claim(Packed(pCalc->getRCD(pEnd)), [pEnd] { return *pEnd; });
         progress.advance();
     }
     progress.finish();
@@ -350,7 +353,7 @@ void Pixel::claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, Pixel
         rasterizeEdge(*ends.first, *ends.second, vEdgeRaster);
         for (std::size_t i = 0; i < vEdgeRaster.size(); ++i) {
             const auto& [rcd, point] = vEdgeRaster[i];
-            pixelSet.claim(rcd, [&point = point] { return point; });
+            pixelSet.claim(Packed(rcd), [&point = point] { return point; });
             if (i == 0) continue;
             const CCD ccd0 = pCalc->getCCD(&vEdgeRaster[i - 1].second), ccd1 = pCalc->getCCD(&point);
             ASSEX(ccd0!=ccd1);
@@ -369,7 +372,8 @@ void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pi
         vEdgeRaster.clear();
         rasterizeEdge(*p, *q, vEdgeRaster);
         for (const auto& [rcd, own] : vEdgeRaster)
-            pixelSet.claim(rcd, [&, &cell = rcd, &point = own, &flat = plane] { return placeOnPlane(cell, flat, point); });
+            pixelSet.claim(Packed(rcd),
+                           [&, cell = Packed(rcd), &point = own, &flat = plane] { return placeOnPlane(cell, flat, point); });
         progress.advance();
     }
     progress.finish();
@@ -377,12 +381,12 @@ void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pi
 
 /// Where a plane that passes a cell is nearest to its midpoint, or else in the middle of what it cuts out of the cell; own
 /// where neither is in the cell.
-Point3 Pixel::placeOnPlane(RCD rcd, const Plane& plane, const Point3& own) const {
-    const Point3 foot = plane.projection(pCalc->getMidPoint_RCD(rcd));
-    if (isIn(rcd, foot)) return foot;
+Point3 Pixel::placeOnPlane(Packed cell, const Plane& plane, const Point3& own) const {
+    const Point3 foot = plane.projection(pCalc->getMidPoint_RCD(cell.code()));
+    if (isIn(cell, foot)) return foot;
     bool bOK = false;
-    const Point3 mid = getMidOfCutPlane(rcd, plane, bOK);
-    return bOK && isIn(rcd, mid) ? mid : own;
+    const Point3 mid = getMidOfCutPlane(cell.code(), plane, bOK);
+    return bOK && isIn(cell, mid) ? mid : own;
 }
 
 }  // namespace TARN_KEL

@@ -8,6 +8,7 @@
 #include "Calc.h"
 #include "FeatureMgr.h"
 #include "Plane.h"
+#include "codes.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -33,7 +34,7 @@ private:
 /// A cell belongs to who claims it first: the ends of feature edges, which so keep their exact places, then feature edges
 /// cell by cell, then other edges, then the insides of triangles. Feature edges are borders and folds of more than the
 /// feature angle; they come chain by chain, those of the sharpest chain first. Elsewhere the point of a cell lies on a
-/// triangle's plane, as near as may be to the cell's midpoint.
+/// triangle's plane, as near as possible to the cell's midpoint.
 ///
 /// Each point lies in its cell, and no cell has two. Insides are sampled by scan lines 0.577 cells apart, so a cell of which
 /// a triangle cuts off a sliver only may be missed.
@@ -45,14 +46,14 @@ public:
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
     using AngleEdge = FeatureMgr::AngleEdge;
 
-    /// vTriangleCorners: three a triangle, not empty, equal ones as one pointer; the points stay the caller's and must
+    /// vTriangleCorners: three per triangle, not empty, equal ones as one pointer; the points stay the caller's and must
     /// outlive this object, as must the grid. Triangles with a corner that isn't finite and those that span no plane are
     /// left out, with one warning that counts them. O(n log n).
     Pixel(std::vector<Point3*>& vTriangleCorners, Calc* pCalc);
     Pixel(const Pixel&) = delete;
     Pixel& operator=(const Pixel&) = delete;
 
-    /// Appends one point a cell: those of edges as they claim cells, then those of insides by ascending code. Appends the
+    /// Appends one point per cell: those of edges as they claim cells, then those of insides by ascending code. Appends the
     /// pairs of neighbouring cells along feature edges, and along those that are borders, lower code first; a pair may come
     /// twice. featureAngle: degrees; from 360 on only borders are features, from 9999 on nothing is. Time and memory for the
     /// cells made and the triangles read, and what sorting them takes.
@@ -64,13 +65,13 @@ public:
     void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
     /// Puts the triangles in breadth-first order over shared edges, piece by piece. O(n).
     void bfsSort();
-    /// Appends the pixels of all edges, one a cell.
+    /// Appends the pixels of all edges, one per cell.
     void pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<std::pair<CCD, CCD>>& vFeatures,
                        std::vector<std::pair<CCD, CCD>>& vBorders);
     /// The feature edges, sorted ascending, in the order and direction of their chains (FeatureMgr).
     void reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges);
     /// Appends the cells that a segment passes through, in order: the first with a, the last with b, those between with the
-    /// middle of the piece in them. Nothing for a segment in one cell. Ends after a few steps a cell for all points on the
+    /// middle of the piece in them. Nothing for a segment in one cell. Ends after a few steps per cell for all points on the
     /// grid.
     void rasterizeEdge(const Point3& a, const Point3& b, VRCDPoint& vEdgeRaster) const;
     /// Appends the pixels of the inside of a triangle, most cells several times. The corners must span a plane.
@@ -111,9 +112,9 @@ private:
     void claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const;
     void pixelAllInsides(VRCDPoint& vTriPixels) const;
     void cutBlocks(std::size_t begin, std::vector<InsideBlock>& vBlocks) const;
-    Point3 placeOnPlane(RCD rcd, const Plane& plane, const Point3& own) const;
+    Point3 placeOnPlane(Packed cell, const Plane& plane, const Point3& own) const;
     /// False off the grid as well: the plane of a needle points anywhere.
-    bool isIn(RCD rcd, const Point3& p) const { return pCalc->isInCell(&p, pCalc->rcd2ccd(rcd)); }
+    bool isIn(Packed cell, const Point3& p) const { return pCalc->isInCell(&p, pCalc->rcd2ccd(cell.code())); }
 
     std::vector<Tri> vTriStore;  // never grows, so that pointers stay valid
 };

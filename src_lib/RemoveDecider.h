@@ -28,8 +28,8 @@ public:
     /// counts as alive unless it is doomed, whether or not it is in the list.
     int setNewCCD(CCD ccd);
 
-    /// The simple test: at least three faces are free, no edge neighbour hangs on the cell alone, and the cell is no bridge
-    /// through a wall.
+    /// The simple test: at least three faces are free, no edge neighbour is connected by the cell alone, and the cell is no
+    /// bridge through a wall.
     bool isRemovable(CCD ccd);
     /// The flood test: some face is free, and a flood of at most four steps through the free positions reaches every free
     /// face from the first one. False for a cell without a free face.

@@ -300,7 +300,7 @@ int RemoveDecider_RCD::prePruneSmallBorderCCs(VRCD& vDoomedOut) {
     return numDoomed;
 }
 
-int RemoveDecider_RCD::prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut,
+int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut,
                                   bool bAllowBorder, bool bPrePrune) {
     if (!std::is_sorted(vRemoveCandidates.begin(), vRemoveCandidates.end()))
         sortMT(vRemoveCandidates.begin(), vRemoveCandidates.end());

@@ -85,7 +85,7 @@ public:
     /// Sorts vRemoveCandidates. vRCDPoint: sorted, holds all candidates. Appends the doomed cells to vDoomedOut and sorts
     /// the whole of it; vKeptOut becomes the candidates that are not in there. Returns the number of cells doomed.
     /// O(n log n) for the first pass, a later one costs by what has changed.
-    int prunePrioq(VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder,
+    int prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder,
                    bool bPrePrune);
     /// Dooms candidates under the same conditions without priorities: rounds, each from the back, until one dooms none. Both
     /// output lists come out sorted; vDoomedOut must come in empty. A candidate that is in the list twice is judged twice.

@@ -22,6 +22,7 @@
 
 #include "Progress.h"
 #include "radixSort.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -31,6 +32,8 @@ namespace TARN_KEL {
 namespace {
 
 using CellNode = std::pair<RCD, SNode*>;
+
+constexpr auto cellOf = [](const auto& entry) { return entry.first; };
 
 /// A step to a neighbouring cell in two numbers: the row, 3(dx+1) + (dy+1), and dz+1.
 struct LinkCell {
@@ -195,28 +198,27 @@ void Smooth::createNodes(bool bAverage) {
         return std::exchange(last, entry.first) != entry.first;
     });
     vNodes.reserve(vNodes.size() + static_cast<std::size_t>(numRuns));
-    for (auto it = vCellPoint.begin(); it != vCellPoint.end();) {
-        SNode* pSN = newNode(it->first, it->second, 1);
-        for (++it; it != vCellPoint.end() && it->first == pSN->rcd; ++it, ++pSN->numPoints)
+    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [this](auto first, auto end) {
+        for (auto it = first + 1; it != end; ++it)
             ASSEX(it->second==NULL);
-    }
+        newNode(first->first, first->second, static_cast<int>(end - first));
+    });
 }
 
 void Smooth::averageRuns(std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
-    for (std::size_t i = 0; i < vCellPoint.size();) {
-        const std::size_t first = i;
-        Point3 mean = *vCellPoint[first].second;
+    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [this](auto first, auto end) {
+        Point3 mean = *first->second;
         double x = mean.x(), y = mean.y(), z = mean.z();
-        for (++i; i < vCellPoint.size() && vCellPoint[i].first == vCellPoint[first].first; ++i) {
-            const Point3& p = *std::exchange(vCellPoint[i].second, nullptr);
+        for (auto it = first + 1; it != end; ++it) {
+            const Point3& p = *std::exchange(it->second, nullptr);
             x += p.x();
             y += p.y();
             z += p.z();
         }
-        const double count = static_cast<double>(i - first);
-        if (i - first > 1) mean = Point3(x / count, y / count, z / count);
-        vCellPoint[first].second = new (pointPool.nextElement()) Point3(mean);
-    }
+        const double count = static_cast<double>(end - first);
+        if (end - first > 1) mean = Point3(x / count, y / count, z / count);
+        first->second = new (pointPool.nextElement()) Point3(mean);
+    });
 }
 
 std::vector<std::pair<RCD, SNode*>> Smooth::getNodesByCell() const {

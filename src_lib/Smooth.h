@@ -34,7 +34,7 @@ struct SNode {
     std::int32_t numPoints = 0;  ///< input points merged here; 0 in a filled hole, -1 for a node of lapTreatment
 };
 
-/// Turns input points into nodes, a few a cell at most, each with a position on the surface and where possible a plane.
+/// Turns input points into nodes, at most a few per cell, each with a position on the surface and where possible a plane.
 ///
 /// First it fills the gaps of sparse areas, with points between near points and with cells where the sheet of cells has
 /// holes; then nodes that share a lattice corner are linked, and a plane is fitted to the links of each node. Planes of
@@ -53,7 +53,7 @@ public:
 
     // ---- Steps of run, in its order
 
-    /// Appends points on the segments between near points (one to two cell edges apart), at most one a cell. In a cell of
+    /// Appends points on the segments between near points (one to two cell edges apart), at most one per cell. In a cell of
     /// more than 64 points 64 of them, evenly spread in input order, stand for all.
     void densifyLap();
     /// A node for each occupied cell, at the mean of its points. Without bAverage the points of the list themselves are

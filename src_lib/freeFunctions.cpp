@@ -19,6 +19,8 @@
 #include <limits>
 
 #include "Forest.h"
+#include "codes.h"
+#include "flood.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -106,18 +108,19 @@ FaceNeigs findFaceNeigs(const VRCD& vSorted) {
 // The cells that can be reached from a cell over shared faces, in the order in which the stack gives them out.
 VRCD walkFaces(const VRCD& vSorted, const FaceNeigs& vNeigs, Position start, std::vector<bool>& vVisited) {
     VRCD vCC;
-    std::vector<Position> vStack{start};
-    vVisited[start] = true;
-    while (!vStack.empty()) {
-        const Position pos = vStack.back();
-        vStack.pop_back();
+    const auto claim = [&vVisited](Position pos) {
+        if (pos == NO_POSITION || vVisited[pos]) return false;
+        vVisited[pos] = true;
+        return true;
+    };
+    const auto leave = [&](Position pos, const auto& offer) {
         vCC.push_back(vSorted[pos]);
-        for (const Position neig : vNeigs[pos]) {
-            if (neig == NO_POSITION || vVisited[neig]) continue;
-            vVisited[neig] = true;
-            vStack.push_back(neig);
-        }
-    }
+        for (const Position neig : vNeigs[pos])
+            offer(neig);
+    };
+    claim(start);
+    std::vector<Position> vStack{start};
+    flood(vStack, leave, claim);
     return vCC;
 }
 
@@ -142,12 +145,12 @@ std::size_t appendBySize(std::vector<VRCD>& vTempCCs, std::size_t minSize, std::
 
 // Calls visit(lower corner, upper corner) for the 12 edges of a cell.
 template <typename Visit>
-void forEachEdge(RCD rcd, const Visit& visit) {
-    constexpr std::array<std::array<RCD, 3>, 3> axes{
-        {{RCD_STEP_X, RCD_STEP_Y, RCD_STEP_Z}, {RCD_STEP_Y, RCD_STEP_X, RCD_STEP_Z}, {RCD_STEP_Z, RCD_STEP_X, RCD_STEP_Y}}};
-    for (const auto& [along, a, b] : axes)
-        for (const RCC low : {rcd, rcd + a, rcd + b, rcd + a + b})
-            visit(low, low + along);
+void forEachEdge(Packed cell, const Visit& visit) {
+    for (const Axis along : AXES) {
+        const auto [a, b] = otherAxes(along);
+        for (const Packed low : {cell, cell.moved(a, 1), cell.moved(b, 1), cell.moved(a, 1).moved(b, 1)})
+            visit(low.code(), low.moved(along, 1).code());
+    }
 }
 
 }  // namespace
@@ -222,14 +225,14 @@ void getRCDPositionsAround(RCD rcd, int radius, VRCD& vOut) {
 void createRCCEdges(const VRCD& vCells, std::vector<std::pair<RCC, RCC>>& vOut) {
     auto* place = growBy(vOut, 12 * vCells.size());
     for (const RCD rcd : vCells)
-        forEachEdge(rcd, [&place](RCC low, RCC high) { *place++ = {low, high}; });
+        forEachEdge(Packed(rcd), [&place](RCC low, RCC high) { *place++ = {low, high}; });
     oneInstanceMT(vOut);
 }
 
 void createRCCEdgesToRCD(const VRCD& vCells, std::vector<std::pair<std::pair<RCC, RCC>, RCD>>& vOut) {
     auto* place = growBy(vOut, 12 * vCells.size());
     for (const RCD rcd : vCells)
-        forEachEdge(rcd, [&place, rcd](RCC low, RCC high) { *place++ = {{low, high}, rcd}; });
+        forEachEdge(Packed(rcd), [&place, rcd](RCC low, RCC high) { *place++ = {{low, high}, rcd}; });
     sortMT(vOut.begin(), vOut.end());
 }
 

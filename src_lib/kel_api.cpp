@@ -1,6 +1,7 @@
 // The run frames: each entry function opens the thread's progress tree, builds a CloudMgr and a Hal on its own stack, runs
-// them and tears them down in reverse order. What it hands to CloudMgr::setInputPoints is the whole difference between them.
+// them and tears them down in reverse order. The RunInput that it makes is the whole difference between them.
 #include <iomanip>
+#include <optional>
 #include <sstream>
 
 #include "CloudMgr.h"
@@ -17,22 +18,24 @@ namespace {
 const int VERSION_MAJOR = 1;
 const int VERSION_MINOR = 12;
 
-const double ESTIMATE_SPACING = -1.0;   // not greater than 0: the cloud estimates it
-const double NO_FACTOR = -1.0;          // never used, because the absolute spacing wins; a bad spacing makes it fail
-const double NO_FEATURE_ANGLE = 361.0;  // above every angle
-const int NO_GROWTH = -1;
-
 Progress* progressRoot() {
     return ThreadSingleton<Progress>::getInstance();
 }
 
-MeshPtr reconstruct(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, double spacingFactor,
-                    int numGrowSteps) {
+/// Steps that aren't above 0 ask for no gap closing.
+std::optional<int> growSteps(int numGrowSteps) {
+    return numGrowSteps > 0 ? std::optional(numGrowSteps) : std::nullopt;
+}
+
+RunInput soupInput(double spacing, double featureAngle) {
+    return {.bSoup = true, .spacing = spacing, .featureAngle = featureAngle};
+}
+
+MeshPtr reconstruct(const std::vector<Point3>& vPoints, const RunInput& input) {
     progressForReco();
     OwnRun run(true);
     CloudMgr cloudMgr;
-    cloudMgr.setInputPoints(vPoints, spacingAbs, spacingFactor, false, NO_FEATURE_ANGLE, bLapTreatment, nullptr,
-                            numGrowSteps);
+    cloudMgr.setInput(vPoints, input);
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.reconstruct();
     run.close();
@@ -42,18 +45,20 @@ MeshPtr reconstruct(std::vector<Point3>& vPoints, bool bLapTreatment, double spa
 }  // namespace
 
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps) {
-    return reconstruct(vPoints, bLapTreatment, ESTIMATE_SPACING, spacingFactor, numGrowSteps);
+    return reconstruct(
+        vPoints, {.spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
 }
 
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps) {
-    return reconstruct(vPoints, bLapTreatment, spacingAbs, NO_FACTOR, numGrowSteps);
+    return reconstruct(vPoints,
+                       {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
 }
 
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle) {
     progressForMelt();
     OwnRun run(true);
     CloudMgr cloudMgr;
-    cloudMgr.setInputPoints(vPoints, spacingAbs, NO_FACTOR, true, featureAngle, false, nullptr, NO_GROWTH);
+    cloudMgr.setInput(vPoints, soupInput(spacingAbs, featureAngle));
     Hal hal(&cloudMgr);
     MeshPtr pMesh = hal.oneMelt();
     run.close();
@@ -64,7 +69,7 @@ void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
     progressForToCloud();
     OwnRun run(true);
     CloudMgr cloudMgr;
-    cloudMgr.setInputPoints(vPoints, spacingAbs, NO_FACTOR, true, featureAngle, false, nullptr, NO_GROWTH);
+    cloudMgr.setInput(vPoints, soupInput(spacingAbs, featureAngle));
     Hal hal(&cloudMgr);
     std::vector<Point3*> vCellPoints;
     hal.toCloud(vCellPoints);
@@ -77,7 +82,7 @@ void toCloud(std::vector<Point3>& vPoints, double spacingAbs, double featureAngl
 double estimateAvgSpacing(std::vector<Point3>& vPoints) {
     progressForEstimation();
     CloudMgr cloudMgr;
-    return cloudMgr.setInputPoints(vPoints, ESTIMATE_SPACING, 1.0, false, NO_FEATURE_ANGLE, false, nullptr, NO_GROWTH);
+    return cloudMgr.setInput(vPoints, {}).value_or(-1.0);
 }
 
 void subscribe(ProgressBase* pProgress) {

@@ -96,6 +96,17 @@ TEST(densifyLap, addsOnePointACellOnTheWayToWhatIsNear) {
     Stage crowd(vCrowd, 1.0);
     crowd.smooth.densifyLap();
     EXPECT_EQ(crowd.vPoints.size(), vCrowd.size() + 1);
+
+    // The points are worked on in groups of 4096: the last two of the first one propose 1.95 for a cell, the next one 1.1.
+    std::vector<Point3> vTwoGroups;
+    for (int i = 0; i < 4094; ++i)
+        vTwoGroups.emplace_back(-3.5 - 3 * (i % 16), -3.5 - 3 * (i / 16 % 16), -3.5 - 3 * (i / 256));
+    for (const double x : {0.95, 2.1, 0.5})
+        vTwoGroups.emplace_back(x, 0.5, 0.5);
+    Stage twoGroups(vTwoGroups, 1.0);
+    twoGroups.smooth.densifyLap();
+    ASSERT_EQ(twoGroups.vPoints.size(), vTwoGroups.size() + 1);
+    EXPECT_NEAR(twoGroups.vPoints.back().x(), 1.1, 1e-9) << "the least of all that are proposed";
 }
 
 /// The free cells of which at least six corners are corners of cells.

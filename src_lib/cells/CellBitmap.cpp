@@ -22,6 +22,8 @@
 #include <array>
 #include <bit>
 
+#include "runs.h"
+
 namespace TARN_KEL {
 
 namespace {
@@ -173,13 +175,12 @@ BlockBitmap<Blocks>::BlockBitmap(const std::vector<Code>& vCells) {
         last = blockOf(code);
     }
     grow(numRuns / Blocks::RUNS_A_BLOCK);
-    for (std::size_t i = 0; i < vCells.size();) {
-        const Code block = blockOf(vCells[i]);
+    forEachRun(vCells.begin(), vCells.end(), blockOf, [this](auto first, auto end) {
         Word word = 0;
-        for (; i < vCells.size() && blockOf(vCells[i]) == block; ++i)
-            word |= bitOf(vCells[i]);
-        add(block, word);
-    }
+        for (auto it = first; it != end; ++it)
+            word |= bitOf(*it);
+        add(blockOf(*first), word);
+    });
 }
 
 template <typename Blocks>

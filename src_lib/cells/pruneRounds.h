@@ -5,8 +5,8 @@
 namespace TARN_KEL {
 
 /// Rounds over a list of candidates, each from the back: tryToDoom(cell) takes the cell away and gives true, or gives false.
-/// What stays goes into the list of the next round in the order in which it was tried, so the rounds go to and fro. Ends
-/// with the first round that takes nothing; returns what stays, in the order of that round.
+/// What is kept goes into the list of the next round in the order in which it was tried, so the direction alternates. Ends
+/// with the first round that takes nothing; returns what is kept, in the order of that round.
 template <typename Code, typename TryToDoom>
 std::vector<Code> pruneRounds(std::vector<Code> vWork, const TryToDoom& tryToDoom) {
     std::vector<Code> vKept;

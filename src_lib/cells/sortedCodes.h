@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cstddef>
 #include <utility>
+#include <vector>
 
 #include "Calc.h"
 
@@ -38,6 +39,14 @@ template <typename Iterator>
 Iterator findCell(Iterator itBegin, Iterator itEnd, CCD code) {
     const Iterator it = findFirstFrom(itBegin, itEnd, code);
     return it != itEnd && codeOf(*it) == code ? it : itEnd;
+}
+
+/// Of the pairs of each cell in a sorted list only the first stays. O(n).
+template <typename T>
+void keepFirstOfCells(std::vector<std::pair<CCD, T>>& vSorted) {
+    vSorted.erase(
+        std::unique(vSorted.begin(), vSorted.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
+        vSorted.end());
 }
 
 }  // namespace TARN_KEL

@@ -16,6 +16,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <cstdlib>
 #include <limits>
 
 #include "Pixel.h"
@@ -94,11 +95,11 @@ private:
 };
 
 /// The number of grid planes between two cells.
-std::int64_t numPlanesBetween(RCD a, RCD b) {
-    const auto between = [](unsigned long long i, unsigned long long j) {
-        return static_cast<std::int64_t>(i < j ? j - i : i - j);
-    };
-    return between(getX_RCD(a), getX_RCD(b)) + between(getY_RCD(a), getY_RCD(b)) + between(getZ_RCD(a), getZ_RCD(b));
+std::int64_t numPlanesBetween(Packed a, Packed b) {
+    std::int64_t sum = 0;
+    for (const Axis axis : AXES)
+        sum += std::abs(static_cast<std::int64_t>(a.on(axis)) - static_cast<std::int64_t>(b.on(axis)));
+    return sum;
 }
 
 }  // namespace
@@ -112,7 +113,8 @@ void Pixel::rasterizeEdge(const Point3& a, const Point3& b, VRCDPoint& vEdgeRast
     // A plane takes more than one step when the first one ends before it: by an ulp, or, where the plane is at 0.0 and ulps
     // become ever smaller, by 1e-16 of the way, time and again. Where coordinates are so large that a cell is less than an
     // ulp, the walk would stand still.
-    for (std::int64_t stepsLeft = 3 * numPlanesBetween(startRCD, stopRCD) + 100; stepsLeft > 0; --stepsLeft) {
+    for (std::int64_t stepsLeft = 3 * numPlanesBetween(Packed(startRCD), Packed(stopRCD)) + 100; stepsLeft > 0;
+         --stepsLeft) {
         const Point3 mid = walk.step();
         const RCD rcd = pCalc->getRCD(&mid);
         if (rcd == startRCD) continue;
@@ -165,7 +167,7 @@ void Pixel::rasterizePlane(const Plane& plane, const Point3& a, const Point3& b,
         const RCD rcd = pCalc->getRCD(&p);
         if (rcd == last) continue;
         const Point3 foot = plane.projection(pCalc->getMidPoint_RCD(rcd));
-        const Point3& q = isIn(rcd, foot) ? foot : p;
+        const Point3& q = isIn(Packed(rcd), foot) ? foot : p;
         if (i + 1 >= n && (q - a).length() > length) return;
         vOut.emplace_back(rcd, q);
         last = rcd;

@@ -17,9 +17,11 @@
 
 #include "RemoveDecider.h"
 #include "Smooth.h"
+#include "codes.h"
 #include "gapCells.h"
 #include "octree/Octree.h"
 #include "radixSort.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -96,16 +98,15 @@ std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, con
     radixSortByCode(vCellPoint);
     std::vector<InputPoint> vOut;
     vOut.reserve(vPoints.size());
-    for (std::size_t begin = 0, end = 0; begin < vCellPoint.size(); begin = end) {
-        while (end < vCellPoint.size() && vCellPoint[end].first == vCellPoint[begin].first)
-            ++end;
-        const std::size_t numInCell = end - begin;
+    const auto cellOf = [](const auto& entry) { return entry.first; };
+    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [&vOut](auto first, auto end) {
+        const auto numInCell = static_cast<std::size_t>(end - first);
         const std::size_t numTaken = std::min(numInCell, MAX_POINTS_IN_CELL);
         for (std::size_t i = 0; i < numTaken; ++i) {
-            const Point3* p = vCellPoint[begin + i * numInCell / numTaken].second;
+            const Point3* p = first[static_cast<std::ptrdiff_t>(i * numInCell / numTaken)].second;
             vOut.push_back({*p, p});
         }
-    }
+    });
     return vOut;
 }
 
@@ -132,7 +133,7 @@ public:
 
     /// Proposals on the segments from each of the points, all in that block, to the later points within two cell edges. A
     /// cell gets one from a point, the first in the order in which the index lists the others.
-    void pairUp(std::span<const InputPoint> vPoints, CCD block) {
+    void pairUp(std::span<const InputPoint> vPoints, Morton block) {
         findNear(block);
         for (const InputPoint& p : vPoints) {
             vCellsOfPoint.clear();
@@ -144,9 +145,9 @@ public:
 
 private:
     /// All that is near enough to any point of the block, and more.
-    void findNear(CCD block) {
+    void findNear(Morton block) {
         const double halfEdge = std::ldexp(sideLen, BLOCK_LEVEL - 1);
-        const Point3 centre = calc.getRefPoint(block << 3 * BLOCK_LEVEL) + Vector3(halfEdge, halfEdge, halfEdge);
+        const Point3 centre = calc.getRefPoint(block.code() << 3 * BLOCK_LEVEL) + Vector3(halfEdge, halfEdge, halfEdge);
         // The index looks at the sphere's box, which is what has to hold the block and two cell edges on all sides; a little
         // more, for the rounding of clouds far from the origin.
         const double reach = 1.001 * (halfEdge + 2.0 * sideLen);
@@ -195,13 +196,9 @@ private:
 
 /// Works on the points [begin, end), block by block.
 std::vector<CellPoint> proposeFor(std::span<const InputPoint> vPoints, const Calc& calc, Pairing& pairing) {
-    const auto blockOf = [&calc](const InputPoint& p) { return calc.getCCD(&p.point) >> 3 * Pairing::BLOCK_LEVEL; };
-    for (std::size_t begin = 0, end = 0; begin < vPoints.size(); begin = end) {
-        const CCD block = blockOf(vPoints[begin]);
-        while (end < vPoints.size() && blockOf(vPoints[end]) == block)
-            ++end;
-        pairing.pairUp(vPoints.subspan(begin, end - begin), block);
-    }
+    const auto blockOf = [&calc](const InputPoint& p) { return Morton(calc.getCCD(&p.point)).block(Pairing::BLOCK_LEVEL); };
+    forEachRun(vPoints.begin(), vPoints.end(), blockOf,
+               [&](auto first, auto end) { pairing.pairUp(std::span<const InputPoint>(first, end), blockOf(*first)); });
     return pairing.takeProposals();
 }
 
@@ -217,12 +214,10 @@ std::vector<Point3> reduceProposals(const std::vector<std::vector<CellPoint>>& v
             vAll.emplace_back(rcd, &point);
     radixSortByCode(vAll);
     std::vector<Point3> vLeast;
-    for (std::size_t i = 0; i < vAll.size(); ++i) {
-        if (i == 0 || vAll[i].first != vAll[i - 1].first)
-            vLeast.push_back(*vAll[i].second);
-        else if (*vAll[i].second < vLeast.back())
-            vLeast.back() = *vAll[i].second;
-    }
+    const auto cellOf = [](const auto& entry) { return entry.first; };
+    const auto isLess = [](const auto& a, const auto& b) { return *a.second < *b.second; };
+    forEachRun(vAll.begin(), vAll.end(), cellOf,
+               [&](auto first, auto end) { vLeast.push_back(*std::min_element(first, end, isLess)->second); });
     return vLeast;
 }
 
@@ -231,9 +226,9 @@ std::vector<Point3> reduceProposals(const std::vector<std::vector<CellPoint>>& v
 using CodePoint = std::pair<CCD, const Point3*>;
 
 /// The mean of the points in the 26 cells around a cell. vCodePoint: sorted by code.
-Point3 getMeanAround(CCD ccd, const std::vector<CodePoint>& vCodePoint, const Calc& calc) {
+Point3 getMeanAround(Morton cell, const std::vector<CodePoint>& vCodePoint, const Calc& calc) {
     CCD block[27];
-    calc.completeArray27(ccd, block);
+    calc.completeArray27(cell.code(), block);
     double x = 0.0, y = 0.0, z = 0.0, num = 0.0;
     for (int pos = 0; pos < 27; ++pos) {
         if (pos == 13) continue;
@@ -288,7 +283,7 @@ void Smooth::densifyNeigs() {
     sortMT(vCodePoint.begin(), vCodePoint.end());
     const VCCD vHoles = getHoles(vCodePoint, pCalc);
     std::vector<Point3> vMean;
-    transform_MT(vHoles, vMean, [&](CCD ccd) { return getMeanAround(ccd, vCodePoint, *pCalc); });
+    transform_MT(vHoles, vMean, [&](CCD ccd) { return getMeanAround(Morton(ccd), vCodePoint, *pCalc); });
     for (std::size_t i = 0; i < vHoles.size(); ++i)
         newNode(pCalc->ccd2rcd(vHoles[i]), new (pointPool.nextElement()) Point3(vMean[i]), 0);
 }

@@ -1,5 +1,3 @@
-// The raster cleaning: one point a cell, and of the occupied cells a sheet one cell thick.
-//
 // Noise and a spacing near that of the points leave layers of two or three cells in places. The removal decider eats them
 // from the less settled cells to the more settled ones: small pieces of rim first, then by priority what neither tears the
 // sheet nor shortens its rim. What is left over are cells that see all free space on one side, as at a rim, though the
@@ -14,39 +12,40 @@
 // by priority runs once more.
 //
 // With growth the volume labelling proposes new cells for the gaps of the sheet. They are judged within the whole sheet,
-// piece by piece: a piece whose rim hangs on the rim of the old sheet keeps its rim, a flap that floats free may be eaten
+// piece by piece: a piece whose rim touches the rim of the old sheet keeps its rim, a flap that floats free may be eaten
 // from it.
-#include <algorithm>
+#include "cleanCells.h"
 
-#include "Cloud.h"
+#include <algorithm>
+#include <iterator>
+
 #include "Filler.h"
 #include "NeighbourWalk.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
-
 constexpr double WIDE_WEDGE = 150.0;        // degrees; above, a rim cell lies in a face
 constexpr std::size_t MAX_SMALL_RIM = 9;    // rim cells of a proposed piece that is taken as it is
-constexpr double MIN_ATTACHED_SCORE = 0.3;  // below, a proposed piece hangs on too little to keep its rim
+constexpr double MIN_ATTACHED_SCORE = 0.3;  // below, a proposed piece is attached too little to keep its rim
 
 /// The places of a cell and of its neighbours in the list of points. The cells are asked for in ascending order.
 class PointWalk {
 public:
-    explicit PointWalk(const VRCDPoint& vSorted) : walk(vSorted) {}
+    explicit PointWalk(const CellPoints& vSorted) : walk(vSorted) {}
 
     /// False when the cell itself isn't in the list.
     bool moveTo(RCD rcd) {
         vNeigs.clear();
         bool bFound = false;
         walk.visitBlock(rcd, [&](int position, std::size_t place) {
-            if (position != NeighbourWalk<VRCDPoint::value_type>::CENTRE) {
+            if (position != NeighbourWalk<CellPoints::value_type>::CENTRE) {
                 vNeigs.push_back(place);
                 return;
             }
@@ -60,24 +59,10 @@ public:
     const std::vector<std::size_t>& getNeigs() const { return vNeigs; }
 
 private:
-    NeighbourWalk<VRCDPoint::value_type> walk;
+    NeighbourWalk<CellPoints::value_type> walk;
     std::size_t centre = 0;
     std::vector<std::size_t> vNeigs;
 };
-
-void getRCDs(const std::vector<Point3>& vPoints, const Calc& calc, VRCD& vAllRCDOut) {
-    vAllRCDOut.clear();
-    transform_MT(vPoints, vAllRCDOut, [&calc](const Point3& p) { return calc.getRCD(&p); });
-    ASSEX(vAllRCDOut.size()==vPoints.size());
-}
-
-VRCD getCodes(const VRCDPoint& vRCDPoint) {
-    VRCD vRCD;
-    vRCD.reserve(vRCDPoint.size());
-    for (const auto& [rcd, point] : vRCDPoint)
-        vRCD.push_back(rcd);
-    return vRCD;
-}
 
 bool isIn(const VRCD& vSorted, RCD rcd) {
     return std::binary_search(vSorted.begin(), vSorted.end(), rcd);
@@ -98,69 +83,76 @@ double scoreOf(const VRCD& vRim, const VRCC& vBorderCorners) {
 
 }  // namespace
 
-void Cloud::cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut) {
-    vOut.clear();
-    if (vNodePoints.empty()) return;
-    ASSEX(pCalc!=NULL);
-    VRCDPoint vRCDPoint, vAllRmg;
-    VRCD vAllRCD, vRemainingRCDPoint;
-    getRCD2Point(vNodePoints, vRCDPoint, vAllRCD);
-    orgPruning(vRCDPoint, vAllRCD, vRemainingRCDPoint);
-    copyRmg(vRCDPoint, vRemainingRCDPoint, vAllRmg);
-    ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
-    if (numGrowSteps > 0) {
-        VRCD vLocalArea, vLocalBorder;
-        RemoveDecider_RCD(vRemainingRCDPoint, pCalc).detectAreaAndBorder(vLocalArea, vLocalBorder);
-        VRCDPoint vRCD2ZeroPoint;
-        Filler(numGrowSteps, vLocalBorder, vLocalArea, vAllRmg, pCalc).run(vRCD2ZeroPoint);
-        pruneZeros(vLocalArea, vLocalBorder, vRCD2ZeroPoint, vAllRmg);
-    }
-    transform_MT(vAllRmg, vOut, [this](const std::pair<RCD, Point3>& cell) {
-        return std::make_pair(pCalc->rcd2ccd(cell.first), cell.second);
-    });
+VRCD codesOf(const CellPoints& cells) {
+    VRCD vRCD;
+    vRCD.reserve(cells.size());
+    for (const auto& [rcd, point] : cells)
+        vRCD.push_back(rcd);
+    return vRCD;
 }
 
-void Cloud::getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint, VRCD& vAllRCDOut) {
-    getRCDs(vNodePoints, *pCalc, vAllRCDOut);
-    vRCDPoint.resize(vNodePoints.size());
-    for (std::size_t i = 0; i < vNodePoints.size(); ++i)
-        vRCDPoint[i] = {vAllRCDOut[i], vNodePoints[i]};
-    sortByFirstMT(vRCDPoint);  // stable, so that the first of a run is the first in the list
-    vRCDPoint.erase(
-        std::unique(vRCDPoint.begin(), vRCDPoint.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
-        vRCDPoint.end());
-    oneInstanceMT(vAllRCDOut);
+CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, std::optional<int> numGrowSteps) {
+    if (vPoints.empty()) return {};
+    const CellPoints vRCDPoint = onePointPerCell(vPoints, grid);
+    VRCD vRemainingRCDPoint = thinToSheet(codesOf(vRCDPoint), vRCDPoint, grid);
+    CellPoints vAllRmg = selectCells(vRCDPoint, vRemainingRCDPoint);
+    ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
+    if (numGrowSteps) {
+        Calc ownGrid(grid);
+        SheetCells sheet;
+        RemoveDecider_RCD(vRemainingRCDPoint, &ownGrid).detectAreaAndBorder(sheet.vArea, sheet.vBorder);
+        CellPoints proposed;
+        Filler(*numGrowSteps, sheet.vBorder, sheet.vArea, vAllRmg, &ownGrid).run(proposed);
+        oneInstanceMT(proposed);
+        const CellPoints accepted = acceptProposed(sheet, proposed, grid);
+        vAllRmg.insert(vAllRmg.end(), accepted.begin(), accepted.end());
+    }
+    return vAllRmg;
+}
+
+CellPoints onePointPerCell(const std::vector<Point3>& vPoints, const Calc& grid) {
+    VRCD vAllRCDOut;
+    transform_MT(vPoints, vAllRCDOut, [&grid](const Point3& p) { return grid.getRCD(&p); });
+    ASSEX(vAllRCDOut.size()==vPoints.size());
+    CellPoints cells(vPoints.size());
+    for (std::size_t i = 0; i < vPoints.size(); ++i)
+        cells[i] = {vAllRCDOut[i], vPoints[i]};
+    sortByFirstMT(cells);  // stable, so that the first of a run is the first in the list
+    keepFirstOfCells(cells);
+    return cells;
 }
 
 // ---- Thinning -----------------------------------------------------------------------------------------------------------
 
-void Cloud::orgPruning(VRCDPoint& vRCDPoint, VRCD& vAllRCDOut, VRCD& vRemainingRCDPoint) {
-    RemoveDecider_RCD decider(vAllRCDOut, pCalc);
-    VRCD vKept, vDoomed, vAlive, vDoomedAfter;
-    decider.prunePrioq(vRCDPoint, vAllRCDOut, vKept, vDoomed, false, true);
-    postBorderPruning(decider, vRCDPoint);
+VRCD thinToSheet(const VRCD& vCells, const CellPoints& cells, const Calc& grid) {
+    Calc ownGrid(grid);
+    VRCD vAll = vCells, vKept, vDoomed, vAlive, vDoomedAfter;
+    RemoveDecider_RCD decider(vAll, &ownGrid);
+    decider.prunePrioq(cells, vAll, vKept, vDoomed, false, true);
+    doomFlatRims(decider, cells);
     decider.getAliveRCD(vAlive);
-    decider.prunePrioq(vRCDPoint, vAlive, vRemainingRCDPoint, vDoomedAfter, false, true);
+    decider.prunePrioq(cells, vAlive, vKept, vDoomedAfter, false, true);
+    return vKept;
 }
 
-void Cloud::postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint) {
+void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
     VRCD vArea, vBorder, vWide;
     decider.detectAreaAndBorder(vArea, vBorder);
-    std::vector<char> vFixed(vRCDPoint.size(), 0);  // by place
+    std::vector<char> vFixed(cells.size(), 0);  // by place
     std::vector<Point3> vAxPlusNeigs;
-    PointWalk walk(vRCDPoint);
+    PointWalk walk(cells);
     for (const RCD rcd : vBorder) {
         if (!walk.moveTo(rcd))
             assertionFailed("it!=vRCDPoint.end() || it->first==rcd", __FILE__, __LINE__, __PRETTY_FUNCTION__);
-        vAxPlusNeigs.assign(1, vRCDPoint[walk.getCentre()].second);
+        vAxPlusNeigs.assign(1, cells[walk.getCentre()].second);
         for (const std::size_t i : walk.getNeigs())
-            vAxPlusNeigs.push_back(vRCDPoint[i].second);
-        if (getMedianWedge(vAxPlusNeigs) > WIDE_WEDGE)
+            vAxPlusNeigs.push_back(cells[i].second);
+        if (medianWedge(vAxPlusNeigs) > WIDE_WEDGE)
             vWide.push_back(rcd);
         else
             vFixed[walk.getCentre()] = 1;
     }
-    PointWalk walkWide(vRCDPoint);
+    PointWalk walkWide(cells);
     for (const RCD rcd : vWide) {
         walkWide.moveTo(rcd);
         const auto& vNeigs = walkWide.getNeigs();
@@ -170,7 +162,7 @@ void Cloud::postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint) 
     }
 }
 
-double Cloud::getMedianWedge(std::vector<Point3>& vAxPlusNeigs) {
+double medianWedge(const std::vector<Point3>& vAxPlusNeigs) {
     ASSEX(!vAxPlusNeigs.empty());
     if (vAxPlusNeigs.size() < 3) return 0.0;
     std::vector<Vector3> vUnit;
@@ -185,56 +177,59 @@ double Cloud::getMedianWedge(std::vector<Point3>& vAxPlusNeigs) {
     return largest;
 }
 
-void Cloud::copyRmg(VRCDPoint& vRCDPoint, VRCD& vRemainingRCDPoint, VRCDPoint& vAllRmg) {
-    vAllRmg.clear();
-    vAllRmg.reserve(vRemainingRCDPoint.size());
-    auto itRemaining = vRemainingRCDPoint.cbegin();
-    for (const auto& cell : vRCDPoint) {
-        while (itRemaining != vRemainingRCDPoint.cend() && *itRemaining < cell.first)
-            ++itRemaining;
-        if (itRemaining == vRemainingRCDPoint.cend()) return;
-        if (*itRemaining == cell.first) vAllRmg.push_back(cell);
+CellPoints selectCells(const CellPoints& cells, const VRCD& vCells) {
+    CellPoints selected;
+    selected.reserve(vCells.size());
+    auto itCell = vCells.begin();
+    for (const auto& cell : cells) {
+        while (itCell != vCells.end() && *itCell < cell.first)
+            ++itCell;
+        if (itCell == vCells.end()) break;
+        if (*itCell == cell.first) selected.push_back(cell);
     }
+    return selected;
 }
 
 // ---- Proposed cells -----------------------------------------------------------------------------------------------------
 
-void Cloud::pruneZeros(VRCD& vLocalArea, VRCD& vLocalBorder, VRCDPoint& vRCD2ZeroPoint, VRCDPoint& vAllRmg) {
-    VRCD vZeroRCD = getCodes(vRCD2ZeroPoint);
-    oneInstance(vZeroRCD);
+CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid) {
+    const auto& [vLocalArea, vLocalBorder] = sheet;
+    VRCD vZeroRCD = codesOf(proposed);
+    dropRepeats(vZeroRCD);
     VRCD vArBorZer = vLocalArea;
     vArBorZer.insert(vArBorZer.end(), vLocalBorder.begin(), vLocalBorder.end());
     vArBorZer.insert(vArBorZer.end(), vZeroRCD.begin(), vZeroRCD.end());
     oneInstanceMT(vArBorZer);
     ASSEX(vLocalArea.size()+vLocalBorder.size()+vZeroRCD.size()==vArBorZer.size());
-    oneInstanceMT(vRCD2ZeroPoint);
 
-    std::vector<std::pair<double, VRCD>> vComponents;
-    getZeroComponents(vZeroRCD, vLocalBorder, vComponents);
-    RemoveDecider_RCD decider(vArBorZer, pCalc);
+    Calc ownGrid(grid);
+    RemoveDecider_RCD decider(vArBorZer, &ownGrid);
     VRCD vAccepted;
-    for (auto& [score, vCells] : vComponents) {
+    for (ProposedPiece& piece : scorePieces(vZeroRCD, vLocalBorder, grid)) {
         VRCD vKept, vDoomed;
-        decider.prunePrioq(vRCD2ZeroPoint, vCells, vKept, vDoomed, score < MIN_ATTACHED_SCORE, false);
+        decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, piece.score < MIN_ATTACHED_SCORE, false);
         vAccepted.insert(vAccepted.end(), vKept.begin(), vKept.end());
     }
     std::sort(vAccepted.begin(), vAccepted.end());
-    std::copy_if(vRCD2ZeroPoint.begin(), vRCD2ZeroPoint.end(), std::back_inserter(vAllRmg),
+    CellPoints accepted;
+    std::copy_if(proposed.begin(), proposed.end(), std::back_inserter(accepted),
                  [&vAccepted](const auto& cell) { return isIn(vAccepted, cell.first); });
-    vLocalArea.clear();
-    vLocalBorder.clear();
+    return accepted;
 }
 
-void Cloud::getZeroComponents(VRCD& vZeroRCD, VRCD& vLocalBorder, std::vector<std::pair<double, VRCD>>& vOut) {
+std::vector<ProposedPiece> scorePieces(const VRCD& vProposed, const VRCD& vSheetBorder, const Calc& grid) {
     VRCC vBorderCorners;
-    getRCC8(vLocalBorder, true, vBorderCorners);
+    getRCC8(vSheetBorder, true, vBorderCorners);
     std::vector<VRCD> vCCs;
-    createCC_RCD(vZeroRCD, vCCs);
+    createCC_RCD(vProposed, vCCs);
+    Calc ownGrid(grid);
+    std::vector<ProposedPiece> vPieces;
     for (VRCD& vCells : vCCs) {
         VRCD vInner, vRim;
-        RemoveDecider_RCD(vCells, pCalc).detectAreaAndBorder(vInner, vRim);
-        vOut.emplace_back(scoreOf(vRim, vBorderCorners), std::move(vCells));
+        RemoveDecider_RCD(vCells, &ownGrid).detectAreaAndBorder(vInner, vRim);
+        vPieces.push_back({scoreOf(vRim, vBorderCorners), std::move(vCells)});
     }
+    return vPieces;
 }
 
 }  // namespace TARN_KEL

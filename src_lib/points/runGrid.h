@@ -1,0 +1,35 @@
+// The spacing of a cloud whose points have no order, and the grid of a run.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <vector>
+
+#include "Calc.h"
+#include "inputPoints.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Measures the surface that the points lie on, without a search for neighbours.
+/// vPoints: all within bounds. Progress: step "CL_eres".
+/// Returns the area; none where no two points are more than a few millionths of the longest side apart.
+/// Cost: O(n log n), 8 bytes per point; uses the pool.
+std::optional<double> measureArea(const std::vector<Point3>& vPoints, const PointBounds& bounds);
+
+/// The edge of a cell that has hardly a chance to be empty when so many points share an area.
+double spacingForArea(double area, std::size_t numPoints);
+
+/// The estimated spacing of the points. Where they all but coincide there is no surface and any spacing will do: their
+/// extent, or 1.0 for an extent of 0. numSharing: how many points share the surface, usually all.
+double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bounds, std::size_t numSharing);
+
+/// How far makeGrid() keeps the points off the sides, in cells.
+constexpr double MARGIN_CELLS = 5000.0;
+
+/// A grid of cubes of edge usedSpacing with a margin of MARGIN_CELLS around the bounds, at the least level that holds it.
+/// Throws KelBugException for a spacing that isn't a positive number, for more than 2^21 cells along an axis, and for a
+/// spacing that the coordinates can't resolve.
+Calc makeGrid(const PointBounds& bounds, double usedSpacing);
+
+}  // namespace TARN_KEL

@@ -5,6 +5,7 @@
 #include "CTriangle.h"
 #include "edgeTriangles.h"
 #include "freeFunctions.h"
+#include "meshCore.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -77,9 +78,7 @@ bool CEdge::hasAdjT(VCD a, VCD b, VCD c) const {
 }
 
 void CEdge::checkOut(const CTriangle* pCT) {
-    if (vCT.removeByLast(pCT)) return;
-    out() << "CEdge::checkOut, triangle live state: " << pCT->isAlive() << std::endl;
-    ASSEX(false);
+    takeOffEdge(vCT, pCT, "CEdge");
 }
 
 double CEdge::getDihedralAngle(const Calc* pCalc) const {

@@ -19,9 +19,9 @@ enum EdgeDir { ED_NONE = 0, ED_V0_V1 = 1, ED_V1_V0 = 2 };
 
 /// An edge of the coarse mesh: two cells and the triangles on it, any number of them.
 ///
-/// There is at most one CEdge for a pair of cells. Its mesh owns it, and it outlives its triangles: one of degree 0 is left
-/// over and may gain triangles again. vCT holds exactly the alive triangles on it. Which way the surface runs over the edge
-/// is only in the corner order of its triangles.
+/// There is at most one CEdge for a pair of cells. It is owned by its mesh and outlives its triangles: an edge of degree 0
+/// is left over, and may gain triangles again. vCT holds exactly the alive triangles on it. The direction of the surface is
+/// not in the edge but in the corner order of its triangles.
 class CEdge {
 public:
     /// Requires v0<v1.
@@ -35,7 +35,7 @@ public:
     /// The mean of the two vertices.
     Point3 getCenter(const CMesh* pCMesh) const;
 
-    /// Where the edge comes from and goes to as a link of a chain; it must have a direction.
+    /// Start and end of the edge as a link of a chain; it must have a direction.
     VCD getSource() const;
     VCD getTarget() const;
     void setDirection(EdgeDir direction) { edgeDir = direction; }
@@ -53,34 +53,37 @@ public:
     CTriangle* getTriangle(bool bRequire, bool bUnique) const;
     /// A triangle on this edge has exactly the corners a, b, c, in any order.
     bool hasAdjT(VCD a, VCD b, VCD c) const;
-    /// Takes the triangle off the edge; it must stand on it. The last triangle moves to its place.
+    /// Removes the triangle, which must stand on the edge, from vCT. The last triangle takes its place.
     void checkOut(const CTriangle* pCT);
 
-    /// Degrees: 180 minus the angle between the normals of the two triangles at the low corners of their cells. Above 360 it
-    /// is a code: 362.0 for more than two triangles, 363.0 for fewer, 364.0 when a normal can't be formed.
+    /// 180 minus the angle in degrees between the normals of the two triangles, with corners at the low corners of their
+    /// cells. Values above 360 are codes: 362.0 for more than two triangles, 363.0 for fewer, 364.0 without a normal.
     double getDihedralAngle(const Calc* pCalc) const;
-    /// The same at the points of the map, which must have the corners of both triangles.
+    /// The same with corners at the points of the map, which must have them all.
     double getDihedralAngle(const std::map<VCD, Point3>& mPoints) const;
 
-    /// Triangles of the patch on this edge; their number; the only one, else null.
+    /// The triangles of the patch on this edge: all of them, their number, the only one (else null).
     void getAdjInPatch(const CPatch* pPatch, std::vector<CTriangle*>& vAdjT) const;
     int getNumPatchTriangles(const CPatch* pPatch) const;
     CTriangle* getUniquePatchTriangle(const CPatch* pPatch) const;
-    /// The first other triangle on this edge of the patch of pCT; null after a warning when there is none.
+    /// The first other triangle on this edge that belongs to the patch of pCT; null after a warning when there is none.
     CTriangle* getAdjInPatch(const CTriangle* pCT) const;
-    /// Appends the patches of the triangles in their order, each once. O(n log n).
+    /// Appends the patches of the triangles, each once, in the order of the triangles. Cost: O(n log n).
     void getAdjPatches(std::vector<CPatch*>& vAdjPatches) const;
 
     // ---- Changing the mesh. The old triangles are killed, the edge itself stays.
 
-    /// Replaces this edge by the other diagonal of the quad of its two triangles, which are searched when null; both keep
-    /// the orientation of pCT0 and have no patch. Returns the new edge; null after a warning when there aren't exactly two
-    /// triangles or one given is dead. Looks neither at the geometry nor at what stands on the other diagonal. Two triangles
-    /// on the same corners are an assertion.
+    /// Replaces this edge by the other diagonal of the quad of its two triangles. The new triangles keep the orientation of
+    /// pCT0 and have no patch. Neither the geometry nor what stands on the other diagonal is checked.
+    /// pCT0, pCT1: the two triangles; both null: those of the edge.
+    /// Returns the new edge; null after a warning when there aren't exactly two triangles or a given one is dead.
+    /// Throws on two triangles with the same corners.
     CEdge* flipEdge(CMesh* pCMesh, CTriangle* pCT0, CTriangle* pCT1);
-    /// Takes out a flat triangle whose corner ici lies opposite this edge: kills it and splits each other triangle on the
-    /// edge in two at that corner. The new ones take over the patch and are appended. False, and nothing changes, when some
-    /// half would turn by more than 90 degrees or has no normal. A triangle alone on the edge is just killed.
+    /// Removes a flat triangle on this edge: kills it and splits each other triangle on the edge in two at its third corner.
+    /// A triangle alone on the edge is just killed.
+    /// pKillCT, ici: the triangle, and its corner opposite this edge.
+    /// vNewT: the new triangles are appended; they take over the patches of the old ones.
+    /// Returns false, with nothing changed, when a half has no normal or would turn by more than 90 degrees.
     bool trySplitNeigsKillT(CMesh* pCMesh, CTriangle* pKillCT, int ici, std::vector<CTriangle*>& vNewT);
 
     VCD v0;
@@ -93,5 +96,10 @@ private:
     friend class CMesh;
     std::uint32_t nextCE = 0;  ///< link of the mesh's EdgeIndex
 };
+
+/// For meshCore.h.
+inline const SmallPtrList<CTriangle>& trianglesOn(const CEdge& ce) {
+    return ce.vCT;
+}
 
 }  // namespace TARN_KEL

@@ -19,11 +19,11 @@
 
 #include <algorithm>
 #include <array>
-#include <cmath>
 #include <new>
 #include <utility>
 
 #include "freeFunctions.h"
+#include "meshCore.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -36,24 +36,6 @@ constexpr int FIRST_BLOCK = 256;
 
 std::uint64_t hashOfVertex(VCD vcd) {
     return localHash(vcd >> 3, vcd);
-}
-
-bool isBefore(const CEdge* p, const CEdge* q) {
-    return p->v0 != q->v0 ? p->v0 < q->v0 : p->v1 < q->v1;
-}
-
-bool hasNaNCoordinate(const Point3& p) {
-    return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
-}
-
-// Prints the result of a check.
-bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
-    out() << "CMesh::" << check << "(" << name << "): ";
-    if (numFaults == 0)
-        out() << "survived" << std::endl;
-    else
-        out() << "has " << numFaults << " " << fault << "!" << std::endl;
-    return numFaults == 0;
 }
 
 }  // namespace
@@ -126,8 +108,7 @@ void CMesh::startPools() {
 }
 
 void CMesh::destroyEdges() {
-    for (std::size_t i = 0; i < poolCE->size(); ++i)
-        poolCE->at(i)->~CEdge();
+    forEachEdge([](CEdge& edge) { edge.~CEdge(); });
 }
 
 // Patches look at their triangles when they end.
@@ -136,6 +117,7 @@ void CMesh::reset() {
     edgeIndex.clear();
     vertexIndex.clear();
     vSortedCE.clear();
+    keyOrder.invalidate();
     vAllCT.clear();
     destroyEdges();
     startPools();
@@ -191,6 +173,7 @@ CEdge* CMesh::findOrMakeEdge(Vertex& a, Vertex& b) {
     ASSEX(poolCE->size()<EdgeIndex::NONE);
     CEdge* pCE = new (poolCE->nextElement()) CEdge(pair.lower.vcd, pair.higher);
     edgeIndex.insert(pair, made);
+    keyOrder.invalidate();
     return pCE;
 }
 
@@ -206,8 +189,7 @@ void CMesh::unregisterTriangle(CTriangle* pCT) {
 }
 
 void CMesh::resetVisited() {
-    for (CTriangle* pCT : vAllCT)
-        pCT->bVisited = false;
+    clearVisited(vAllCT);
 }
 
 // ---- Queries at an element
@@ -223,14 +205,6 @@ CEdge* CMesh::getEdge(VCD a, VCD b) const {
 bool CMesh::hasEdge(VCD a, VCD b) const {
     const CEdge* pCE = getEdge(a, b);
     return pCE != nullptr && pCE->getDegree() > 0;
-}
-
-template <typename Visit>
-void CMesh::forEachTriangleAt(VCD vcd, Visit&& visit) const {
-    const std::uint32_t vertex = findVertex(vcd);
-    if (vertex == HashIndex::NONE) return;
-    LinkAccess access{*this};
-    Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { visit(poolCT->at(number)); });
 }
 
 bool CMesh::hasIncidentT(VCD vcd) const {
@@ -266,11 +240,8 @@ void CMesh::getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const {
 }
 
 void CMesh::getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const {
-    forEachTriangleAt(vcd, [&](const CTriangle* pCT) {
-        const int ici = pCT->getICI(vcd);
-        vIncCE.push_back(pCT->getCEdge((ici + 1) % 3));
-        vIncCE.push_back(pCT->getCEdge((ici + 2) % 3));
-    });
+    forEachTriangleAt(
+        vcd, [&](const CTriangle* pCT) { forEachEdgeAt(*pCT, vcd, [&vIncCE](CEdge* pCE) { vIncCE.push_back(pCE); }); });
     oneInstance(vIncCE);
 }
 
@@ -296,173 +267,16 @@ Point3* CMesh::getVtx(VCD vcd) const {
 
 Point3* CMesh::getVtxAt(std::uint32_t number) const {
     Vertex& vertex = *poolVertex->at(number);
-    if (vertex.pEntry == nullptr) vertex.pEntry = findEntry(vertex.vcd);
-    return vtxOf(*vertex.pEntry);
+    Bundle* const* pEntry = vertex.pEntry.load(std::memory_order_relaxed);
+    if (pEntry == nullptr) {
+        pEntry = findEntry(vertex.vcd);
+        vertex.pEntry.store(pEntry, std::memory_order_relaxed);  // other threads find the same place
+    }
+    return vtxOf(*pEntry);
 }
 
 bool CMesh::hasBundle(VCD vcd) const {
     return mCCDBundle.find(vcd) != mCCDBundle.end();
-}
-
-// ---- Queries on the whole mesh
-
-// Edges are mostly asked for many times between changes, so the list is kept, and new edges are merged into it.
-const std::vector<CEdge*>& CMesh::edgesInKeyOrder() const {
-    const std::size_t numSorted = vSortedCE.size();
-    if (numSorted == poolCE->size()) return vSortedCE;
-    // Sorting the bare pointers would jump through memory at every comparison.
-    std::vector<std::pair<VCD, CEdge*>> vNew;
-    vNew.reserve(poolCE->size() - numSorted);
-    for (std::size_t i = numSorted; i < poolCE->size(); ++i)
-        vNew.emplace_back(poolCE->at(i)->v0, poolCE->at(i));
-    sortByFirstMT(vNew);
-    for (const auto& [v0, pCE] : vNew)
-        vSortedCE.push_back(pCE);
-
-    const auto itNew = vSortedCE.begin() + static_cast<std::ptrdiff_t>(numSorted);
-    for (auto it = itNew; it != vSortedCE.end();) {
-        const auto itEnd = std::find_if(it, vSortedCE.end(), [it](const CEdge* pCE) { return pCE->v0 != (*it)->v0; });
-        std::sort(it, itEnd, isBefore);
-        it = itEnd;
-    }
-    std::inplace_merge(std::upper_bound(vSortedCE.begin(), itNew, *itNew, isBefore), itNew, vSortedCE.end(), isBefore);
-    return vSortedCE;
-}
-
-void CMesh::getCEdges(std::vector<CEdge*>& vOut) const {
-    const std::vector<CEdge*>& vAllCE = edgesInKeyOrder();
-    vOut.insert(vOut.end(), vAllCE.begin(), vAllCE.end());
-}
-
-void CMesh::getDegN(int deg, std::vector<CEdge*>& vOut) const {
-    const auto append = [&](auto&& isWanted) {
-        for (CEdge* pCE : edgesInKeyOrder())
-            if (isWanted(pCE->getDegree())) vOut.push_back(pCE);
-    };
-    if (deg > 0) return append([deg](int degree) { return degree == deg; });
-    if (deg == -1) return append([](int degree) { return degree >= 3; });
-    if (deg == -5) return append([](int degree) { return degree == 1 || degree >= 3; });
-    if (deg == -99) return append([](int degree) { return degree >= 1; });
-    warning(KEL_PLACE, "deg=" + toString(deg));
-    ASSEX(false);
-}
-
-void CMesh::getAllTriangles(std::vector<CTriangle*>& vOut) const {
-    vOut.insert(vOut.end(), vAllCT.begin(), vAllCT.end());
-}
-
-void CMesh::getAliveTriangles(std::vector<CTriangle*>& vOut) const {
-    for (CTriangle* pCT : vAllCT)
-        if (pCT->isAlive()) vOut.push_back(pCT);
-}
-
-void CMesh::getTriangleCorners(std::vector<VCD>& vOut) const {
-    extractAliveVCD(vAllCT, vOut);
-}
-
-void CMesh::getTriangleCorners(std::vector<Point3*>& vOut) const {
-    for (const CTriangle* pCT : vAllCT)
-        if (pCT->isAlive()) vOut.insert(vOut.end(), {getVtx(pCT->c0), getVtx(pCT->c1), getVtx(pCT->c2)});
-}
-
-void CMesh::extractAliveVCD(const std::vector<CTriangle*>& vCT, std::vector<VCD>& vOut) const {
-    for (const CTriangle* pCT : vCT)
-        if (pCT->isAlive()) vOut.insert(vOut.end(), {pCT->c0, pCT->c1, pCT->c2});
-}
-
-void CMesh::getUsedCCD(std::vector<CCD>& vOut) const {
-    for (std::size_t i = 0; i < poolVertex->size(); ++i)
-        if (!Incidence::isEmpty(poolVertex->at(i)->link)) vOut.push_back(poolVertex->at(i)->vcd);
-    oneInstance(vOut);
-}
-
-void CMesh::getPoints(std::vector<Point3*>& vOut) const {
-    std::vector<CCD> vUsed;
-    getUsedCCD(vUsed);
-    for (const CCD ccd : vUsed)
-        vOut.push_back(getVtx(ccd));
-    oneInstance(vOut);
-}
-
-double CMesh::getArea() const {
-    double area = 0.0;
-    for (const CTriangle* pCT : vAllCT)
-        if (pCT->isAlive()) area += pCT->getArea(this);
-    return area;
-}
-
-// ---- Reports
-
-void CMesh::getStatistics(std::size_t& numVertices, std::size_t& numTriangles) const {
-    std::vector<CCD> vUsed;
-    getUsedCCD(vUsed);
-    numVertices = vUsed.size();
-    const auto isAlive = [](const CTriangle* pCT) { return pCT->isAlive(); };
-    numTriangles = static_cast<std::size_t>(std::count_if(vAllCT.begin(), vAllCT.end(), isAlive));
-}
-
-void CMesh::printStatistics(const std::string& name) const {
-    std::size_t numVertices = 0;
-    std::size_t numTriangles = 0;
-    getStatistics(numVertices, numTriangles);
-    std::map<int, std::size_t> mDegreeCount;
-    for (std::size_t i = 0; i < poolCE->size(); ++i)
-        ++mDegreeCount[poolCE->at(i)->getDegree()];
-    mDegreeCount.erase(0);
-
-    out() << "Statistics ( \"" << name << "\" ):\n"
-          << "  Vertices: " << numVertices << "\n"
-          << "  Triangles:  " << numTriangles << "\n";
-    for (const auto& [degree, count] : mDegreeCount)
-        out() << "  Edges with degree " << degree << ":\t" << count << "\n";
-    out() << std::endl;
-}
-
-bool CMesh::checkNoDegenerate(const std::string& name) const {
-    const auto isBad = [this](const CTriangle* pCT) { return pCT->isAlive() && pCT->isDegenerate(this); };
-    const auto num = static_cast<std::size_t>(std::count_if(vAllCT.begin(), vAllCT.end(), isBad));
-    return report("checkNoDegenerate", name, num, "degenerate triangles");
-}
-
-bool CMesh::checkNoDups(const std::string& name) const {
-    std::vector<std::array<VCD, 3>> vCorners;
-    for (const CTriangle* pCT : vAllCT) {
-        if (!pCT->isAlive()) continue;
-        std::array<VCD, 3>& corners = vCorners.emplace_back();
-        pCT->getSortedCorners(corners[0], corners[1], corners[2]);
-    }
-    const std::size_t numAll = vCorners.size();
-    oneInstance(vCorners);
-    return report("checkNoDups", name, numAll - vCorners.size(), "duplicate triangles");
-}
-
-bool CMesh::checkNoAdjCoordDups(const std::string& name) const {
-    std::size_t num = 0;
-    for (std::size_t i = 0; i < poolCE->size(); ++i) {
-        const CEdge& edge = *poolCE->at(i);
-        if (edge.getDegree() > 0 && samePoint(*getVtx(edge.v0), *getVtx(edge.v1))) ++num;
-    }
-    return report("checkNoAdjCoordDups", name, num, "edges with both ends at one point");
-}
-
-bool CMesh::checkCCD(const std::string& name) const {
-    std::size_t num = 0;
-    for (const auto& [ccd, pBundle] : mCCDBundle) {
-        const bool bComplete = pBundle != nullptr && pBundle->pVtx != nullptr && pBundle->ccd == ccd;
-        if (!bComplete || !pCalc->isInCell(pBundle->pVtx, ccd)) ++num;
-    }
-    std::vector<CCD> vUsed;
-    getUsedCCD(vUsed);
-    for (const CCD ccd : vUsed)
-        if (!hasBundle(ccd)) ++num;
-    return report("checkCCD", name, num, "cells without a proper bundle");
-}
-
-bool CMesh::hasNaN(const std::string& name) const {
-    std::size_t num = 0;
-    for (const auto& [ccd, pBundle] : mCCDBundle)
-        if (pBundle != nullptr && pBundle->pVtx != nullptr && hasNaNCoordinate(*pBundle->pVtx)) ++num;
-    return !report("hasNaN", name, num, "vertices with NaN");
 }
 
 Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK) {

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <atomic>
 #include <cstddef>
 #include <cstdint>
 #include <map>
@@ -17,6 +18,7 @@
 #include "EdgeIndex.h"
 #include "HashIndex.h"
 #include "Incidence.h"
+#include "OnDemand.h"
 #include "Random.h"
 #include "SimplePool.h"
 #include "kel.h"
@@ -27,41 +29,42 @@ class CPatch;
 class Visualizer3;
 class Voro;
 
-/// Chooses the constructor of a mesh with a vertex table of its own.
+/// Selects the constructor of a mesh with a vertex table of its own.
 struct USE_LOCAL_CCD2BUNDLEMAP {};
 
-/// Chooses the constructor of a mesh that refers to nothing outside itself.
+/// Selects the constructor of a mesh that refers to nothing outside itself.
 struct SELF_CONTAINED {};
 
 /// The coarse mesh: triangles between occupied cells, filled by the extractor and repaired by Top.
 ///
-/// A vertex is a cell, named by its code; where it lies is the business of the cell's Bundle. So the topology is arithmetic
-/// on integers, and triangles that share a cell share a vertex. Anything goes here: edges with many triangles, triangles
-/// flipped against each other, borders, several components, duplicates.
+/// A vertex is a cell, named by its code; its position is that of the cell's Bundle. So the topology is arithmetic on
+/// integers, and triangles that share a cell share a vertex. The mesh is permissive: it may have edges with many triangles,
+/// triangles flipped against each other, borders, several components and duplicates.
 ///
-/// Triangles are made by createT and taken out by CTriangle::kill, never edited and never freed before reset() or the end of
-/// the mesh: pointers to dead ones stay good. The pools hand out ascending addresses, so order by address is order of
+/// Triangles are created by createT and removed by CTriangle::kill. They are never edited, and not freed before reset() or
+/// the end of the mesh, so pointers to dead ones stay valid. Addresses ascend with creation: order by address is order of
 /// creation.
 ///
 /// Invariants:
 /// 1. An alive triangle has three different corners.
 /// 2. An alive triangle stands once in vCT of each of its three edges and once in the list of each of its three vertices; a
 ///    dead one in none.
-/// 3. There is one edge for a pair of cells at most, with v0<v1; edges get lost by reset() only, those of degree 0 stay.
+/// 3. There is at most one edge for a pair of cells, with v0<v1; only reset() removes edges, those of degree 0 stay.
 /// 4. The triangles of a vertex are in order of creation.
 ///
-/// One thread at a time, const operations included: they keep what they found out for the next call.
-/// createT, kill, getEdge and the vertex look-ups take constant time, whatever stands at a vertex; the lists come at the
-/// cost of their length. All lists are appended to.
+/// Const operations are safe on several threads while no thread changes the mesh or its vertex table. Changes belong to one
+/// thread.
+/// createT, kill, getEdge and the vertex look-ups take constant time, however many triangles a vertex has; lists cost their
+/// length. All lists are appended to.
 class CMesh {
 public:
-    /// An empty mesh. pVoro (may be null), pCalc and the table stay the caller's and must outlive the mesh. The table may
-    /// get and replace entries at any time; one that the mesh uses as a vertex must not be erased before reset().
+    /// An empty mesh. pVoro (may be null), pCalc and the table stay the caller's and must outlive the mesh. Entries of the
+    /// table may be added and replaced at any time; one that the mesh uses as a vertex must not be erased before reset().
     CMesh(Voro* pVoro, Calc* pCalc, std::map<CCD, Bundle*>& mCCDBundle);
     /// The same on mLocalCCDBundle.
     CMesh(Voro* pVoro, Calc* pCalc, USE_LOCAL_CCD2BUNDLEMAP);
-    /// A copy of the alive triangles, in the order of vAllCT, and of all entries of the table with its own bundles, points
-    /// and grid: it outlives whatever the other mesh refers to. Patches and pVoro aren't taken along. O(n log n).
+    /// A copy of the alive triangles, in the order of vAllCT, and of the whole table, with bundles, points and a grid of its
+    /// own: it outlives whatever the other mesh refers to. Patches and pVoro aren't copied. Cost: O(n log n).
     CMesh(const CMesh& other, SELF_CONTAINED);
     ~CMesh();
     CMesh(const CMesh&) = delete;
@@ -69,10 +72,10 @@ public:
 
     // ---- Building
 
-    /// A new triangle on three different cells. Doesn't look for one that is there already (CEdge::hasAdjT does). vcdCube,
-    /// cfg: the dual cube that it came from and its configuration.
+    /// A new triangle on three different cells. Duplicates aren't looked for (CEdge::hasAdjT does that).
+    /// vcdCube, cfg: the dual cube that it comes from, and the configuration of that cube.
     CTriangle* createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg);
-    /// Takes the triangle off its three vertices. For CTriangle::kill only.
+    /// Removes the triangle from the lists of its three vertices. For CTriangle::kill only.
     void unregisterTriangle(CTriangle* pCT);
     /// Frees all triangles, edges and patches; bundles, their table and sExtraVtx stay.
     void reset();
@@ -87,57 +90,58 @@ public:
     bool hasEdge(VCD a, VCD b) const;
     /// The triangles at a vertex, in order of creation.
     void getIncidentT(VCD vcd, std::vector<CTriangle*>& vIncT) const;
-    /// Those of them that were made after that triangle, which needn't be one of them; null: all. Costs as much as they are.
+    /// Those of them that were created after pCT, which needn't be one of them; null: all. Cost: O(number of them).
     void getIncidentTSince(VCD vcd, const CTriangle* pCT, std::vector<CTriangle*>& vIncT) const;
-    /// Those of them that hold b, in the same order; all of them when b is a. O(n log n) for the triangles on the edge,
-    /// however many there are at a.
+    /// The triangles at a that have the corner b, in order of creation; all at a when b is a. Cost: O(n log n) for the n
+    /// triangles on the edge, however many there are at a.
     void getAdjacentT(VCD a, VCD b, std::vector<CTriangle*>& vAdjT) const;
-    /// The edges of these triangles that end at the vertex. The whole vector is sorted by pointer, each edge once.
+    /// The edges at a vertex. The whole vector is sorted by pointer, each edge once.
     void getIncidentCE(VCD vcd, std::vector<CEdge*>& vIncCE) const;
 
-    // ---- Changing the mesh. Triangles are killed and others made, in the order of the lists above; a new one has no patch.
+    // ---- Changing the mesh. Triangles are killed and created in the order of the lists above; a new one has no patch.
 
-    /// Moves the higher end v1 to the middle of the edge and hangs all triangles at v0 on it; those on the edge go. Returns
-    /// v1, or all ones for an edge of degree 0. The vertex may leave its cell, and triangles may come out twice (killDups).
-    /// Both ends must have bundles.
+    /// Collapses the edge onto its higher end v1, which moves to the middle of the edge. The vertex may leave its cell, and
+    /// duplicates may arise (see killDups). Both ends must have bundles.
+    /// Returns v1; all ones, with nothing changed, for an edge of degree 0.
     CCD collapseEdgeToMidpoint(CEdge* pCE);
-    /// Hangs all triangles at src on trg, the other end of the edge; those on the edge go. False, and nothing changes, for
-    /// an edge of degree 0 and where canCollapseWithoutDups(src, trg) is false. Other ends are an assertion.
+    /// Collapses the edge onto one of its ends: the triangles at src get the corner trg instead, those on the edge die.
+    /// src, trg: the two ends of the edge (assertion).
+    /// Returns false, with nothing changed, for an edge of degree 0 and when canCollapseWithoutDups(src, trg) is false.
     bool collapseEdgeToEndpoint(CEdge* pCE, VCD src, VCD trg);
-    /// Both cells have triangles, and none would be there twice if those at src were hung on trg. Looks at every triangle on
-    /// the ring of src.
+    /// Whether both cells have triangles and a collapse of src onto trg creates no duplicate. Cost: O(k) for the k triangles
+    /// at src and on the edges opposite it.
     bool canCollapseWithoutDups(VCD src, VCD trg) const;
-    /// Kills all triangles but the oldest of those on the same corners and returns how many. Sorts vAllCT by ascending
-    /// sorted corners, then creation, dead triangles included. O(n log n).
+    /// Of the alive triangles with the same corners kills all but the oldest. Sorts vAllCT by corners, then by creation,
+    /// dead triangles included. Returns the number of killed ones. Cost: O(n log n).
     int killDups();
-    /// Takes each degenerate triangle out by splitting its neighbours at the corner opposite its longest edge
-    /// (CEdge::trySplitNeigsKillT), the last one of vAllCT first. Where that can't be done it prints a line and moves one of
-    /// the corners (laplacianForOne). What can't be helped stays. Every corner must have a bundle.
+    /// Removes degenerate triangles by splitting their neighbours over the longest edge (CEdge::trySplitNeigsKillT), from
+    /// the back of vAllCT. Where that fails it prints a line and moves one of the corners (laplacianForOne). Some may stay.
+    /// Every corner must have a bundle.
     void treatDegenerateT();
-    /// Moves a vertex towards the mean of its neighbours, each counted once, by a tenth of a cell edge at most. False, and
-    /// it stays, when it has no triangle or one of them would turn by more than 90 degrees. Prints a line a triangle.
+    /// Moves a vertex towards the mean of its neighbours, by at most a tenth of a cell edge. Prints a line per triangle.
+    /// Returns false, with nothing moved, without triangles or when one of them would turn by more than 90 degrees.
     bool laplacianForOne(VCD vcd);
 
     // ---- Vertices of cells that had no points
 
-    /// Enters a bundle of the mesh's own for the cell, in place of what the table has there, at a point of the cell
-    /// (assertion), then averages it. Three times the largest double stands for the midpoint.
+    /// Gives the cell a bundle owned by the mesh, in place of what the table has there, and averages it (averageBundle).
+    /// x, y, z: its point, which must be in the cell; three times the largest double stands for the midpoint of the cell.
     void addBundle(CCD ccd, double x, double y, double z);
-    /// Places the vertex a little beyond the mean of its neighbours, those of sExtraVtx left out when there are three
-    /// others. Where that isn't in the cell, and without neighbours that have bundles, it becomes the midpoint. It stays
-    /// with fewer than two edges.
+    /// Moves the vertex slightly beyond the mean of its neighbours, without those of sExtraVtx if there are three others. If
+    /// that isn't in the cell, or no neighbour has a bundle, it moves to the midpoint of the cell. With fewer than two edges
+    /// it stays.
     void averageBundle(Bundle* pBundle);
-    /// The same for vExtraBundles in order; each sees the earlier ones moved.
+    /// The same for all vExtraBundles in order; later ones see earlier ones moved.
     void averageBundles();
-    /// Collapses the bundle's cell into a neighbour: the oldest edge that can be collapsed. False when none can.
+    /// Collapses the oldest edge at the bundle's cell that can be collapsed onto its other end. Returns false when none can.
     bool integrateBundle(Bundle* pBundle);
-    /// The same for vExtraBundles; those that succeed leave vExtraBundles and sExtraVtx, the rest is in order of creation.
-    /// The table keeps them.
+    /// The same for all vExtraBundles. Those that collapse are removed from vExtraBundles and sExtraVtx, not from the table;
+    /// the others are in order of creation afterwards.
     void integrateAdditionalBundles();
 
     // ---- Vertices. A code without a bundle, or whose bundle has no point, is an assertion.
 
-    /// The vertex itself, owned by its maker: the bundle's point.
+    /// The bundle's point, owned by whoever made the bundle.
     Point3* getVtx(VCD vcd) const;
     Point3* getBundleVtx(VCD vcd) const { return getVtx(vcd); }
     Point3 getAvgPoint(VCD vcd) const { return *getVtx(vcd); }
@@ -147,10 +151,10 @@ public:
 
     // ---- Queries on the whole mesh, O(n)
 
-    /// Every edge in key order, by v0, then v1; degree 0 included. New edges since the last such query cost a sort.
+    /// All edges in key order, by v0, then v1, degree 0 included. The first such query after new edges sorts them.
     void getCEdges(std::vector<CEdge*>& vOut) const;
-    /// Of these the edges of degree deg (above 0); -1: 3 and more, -5: 1 or 3 and more, -99: 1 and more. Any other number is
-    /// an assertion.
+    /// The edges of that degree in key order.
+    /// deg: above 0; or -1: 3 and more, -5: 1, or 3 and more, -99: 1 and more. Any other number is an assertion.
     void getDegN(int deg, std::vector<CEdge*>& vOut) const;
     /// The edges of degree 3 and more.
     void getME(std::vector<CEdge*>& vOut) const { getDegN(-1, vOut); }
@@ -160,25 +164,29 @@ public:
     /// Three corners per alive triangle.
     void getTriangleCorners(std::vector<VCD>& vOut) const;
     void getTriangleCorners(std::vector<Point3*>& vOut) const;
-    /// Three corners for each alive one of the given triangles.
+    /// The same for the alive ones of the given triangles.
     void extractAliveVCD(const std::vector<CTriangle*>& vCT, std::vector<VCD>& vOut) const;
-    /// The corners of alive triangles; the whole vector is sorted, each once. O(n log n). The points are sorted by pointer.
+    /// The corners of the alive triangles; the whole vector is sorted, each corner once. Points are sorted by pointer. Cost:
+    /// O(n log n).
     void getUsedCCD(std::vector<CCD>& vOut) const;
     void getPoints(std::vector<Point3*>& vOut) const;
     double getArea() const;
 
-    // ---- Patches. createCCPatches and createPatches delete all patches that they made before, so that older pointers to
-    // ---- patches are void. All makers leave the alive triangles marked visited. O(n).
+    // ---- Patches, in the order of their first triangles in vAllCT. createCCPatches and createPatches delete the patches
+    // ---- that they made before. All three leave the alive triangles marked visited. Cost: O(n).
 
-    /// One patch per connected component, over edges of any degree, in the order of their first triangles in vAllCT.
+    /// One patch per connected component, crossing edges of any degree.
     void createCCPatches();
-    /// Patches between borders, MEs and fences (null: no fences), in that order. Appends the patches to vOutPatches; they
-    /// stay the mesh's. Enters for each triangle on an ME its corner off the ME with its patch into mVCD2Patch, where the
-    /// last patch stays. Appends the MEs to vMECE and makes the whole of it sorted and unique.
+    /// Patches bounded by borders, MEs and fences.
+    /// pFences: null means no fences.
+    /// vOutPatches: the patches are appended; the mesh owns them.
+    /// mVCD2Patch: gets, for each triangle on an ME, its corner off the ME and its patch; the last patch of a corner wins.
+    /// vMECE: the MEs are appended, then the whole vector is sorted and made unique.
     void createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
                        std::vector<CEdge*>& vMECE);
-    /// The same for the triangles that aren't marked visited. The patches are appended to vOwnerPatches and belong to
-    /// whoever owns that list; they must be deleted before the mesh is reset or dies. The mesh's own patches stay.
+    /// The same for the triangles that aren't marked visited, leaving the mesh's own patches alone.
+    /// vOwnerPatches: the patches are appended; they belong to the owner of the list, who deletes them before the mesh is
+    /// reset or destroyed.
     void cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& vOwnerPatches,
                       std::map<VCD, CPatch*>& mVCD2Patch, std::vector<CEdge*>& vMECE);
     /// Replaces the vector; the patches stay the mesh's.
@@ -186,17 +194,17 @@ public:
     double getSideLen() const { return pCalc->getSideLen(); }
     Calc* getCalc() const { return pCalc; }
     std::map<CCD, Bundle*>& getRefToBundleMap() { return mCCDBundle; }
-    /// Every triangle ever made. Its order may be changed, its content not.
+    /// Every triangle ever created. Its order may be changed, its content not.
     std::vector<CTriangle*>& getTriRef() { return vAllCT; }
 
-    // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL bundles with points for the corners.
-    // ---- The visualizer stays set to what was drawn (Visualizer3::setMesh). O(n), edges O(n log n).
+    // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL corners with bundles. The visualizer
+    // ---- stays set to what was drawn (Visualizer3::setMesh). Cost: O(n), edges O(n log n).
 
     /// The alive triangles.
     void show(Visualizer3* pVisualizer, VisType visType, const std::string& color) const;
     /// The edges by degree (Visualizer3::writeDegrees).
     void showDeg(Visualizer3* pVisualizer, VisType visType) const;
-    /// Both into a file of their own; an assertion when drawings for debugging aren't let through.
+    /// Both into a file of their own; an assertion unless drawings for debugging are enabled.
     void debugShow(const std::string& filename, VisType visType, const std::string& color) const;
 
     // ---- Reports on standard output
@@ -205,27 +213,26 @@ public:
     void getStatistics(std::size_t& numVertices, std::size_t& numTriangles) const;
     /// These, and the number of edges of each degree.
     void printStatistics(const std::string& name) const;
-    // Checks for debugging: they print what they found. The first four are true when nothing was found, hasNaN is the
-    // opposite. O(n log n).
+    // Checks for debugging, which print what they find. The first four return true when nothing is found, hasNaN returns
+    // false then. Cost: O(n log n).
     bool checkNoDegenerate(const std::string& name) const;
     /// No two alive triangles on the same corners.
     bool checkNoDups(const std::string& name) const;
     /// No edge with a triangle has both ends at one point.
     bool checkNoAdjCoordDups(const std::string& name) const;
-    /// Every corner in use has a bundle, every entry of the table a bundle with the code of its key and a point in that
-    /// cell.
+    /// Every used corner has a bundle, and every entry of the table has a bundle with that code and a point in that cell.
     bool checkCCD(const std::string& name) const;
-    /// Some vertex in the table has a coordinate that isn't a number. Bundles without a vertex are checkCCD's business.
+    /// Some vertex in the table has a coordinate that isn't a number.
     bool hasNaN(const std::string& name) const;
 
     Voro* pVoro;  ///< not owned, may be null
     Calc* pCalc;  ///< not owned, unless the mesh is self-contained
     std::map<CCD, Bundle*>& mCCDBundle;
     std::map<CCD, Bundle*> mLocalCCDBundle;
-    std::vector<CTriangle*> vAllCT;  ///< every triangle ever made, dead ones too; in order of creation unless reordered
-    // What addBundle or a copy makes lives as long as the mesh, listed here or not: the table may refer to it.
+    std::vector<CTriangle*> vAllCT;  ///< every triangle ever created, dead ones too; in order of creation unless reordered
+    // Bundles created by addBundle or a copy live as long as the mesh, listed here or not: the table may refer to them.
     std::set<Point3*> sExtraVtx;         ///< vertices of vExtraBundles
-    std::vector<Bundle*> vExtraBundles;  ///< bundles of addBundle that stand for a vertex
+    std::vector<Bundle*> vExtraBundles;  ///< bundles of addBundle that weren't collapsed
     std::vector<CPatch*> vPatches;       ///< owned
 
 private:
@@ -234,15 +241,16 @@ private:
     /// What is kept for a cell that is or was a corner.
     struct Vertex {
         VCD vcd;
-        Bundle* const* pEntry;  ///< the cell's place in mCCDBundle; null: not looked up yet
-        IncidenceLink link;     ///< ends of the list of its triangles
-        EdgeStar star;          ///< edges of which it is the lower end
+        std::atomic<Bundle* const*> pEntry;  ///< the cell's place in mCCDBundle; null: not looked up yet
+        IncidenceLink link;                  ///< ends of the list of its triangles
+        EdgeStar star;                       ///< edges of which it is the lower end
     };
     /// What addBundle makes, and a bundle of a self-contained mesh.
     struct ExtraBundle {
         Bundle bundle;
         Point3 vtx;
     };
+    /// Where the links of the lists of triangles are, for Incidence.
     struct LinkAccess {
         const CMesh& mesh;
         IncidenceLink& cornerLink(std::uint32_t corner) { return mesh.poolCT->at(corner / 3)->aLink[corner % 3]; }
@@ -262,11 +270,13 @@ private:
     Bundle* const* findEntry(VCD vcd) const;
     CEdge* findOrMakeEdge(Vertex& a, Vertex& b);
     const std::vector<CEdge*>& edgesInKeyOrder() const;
-    void hangTriangles(VCD src, VCD trg);
+    void sortNewEdges() const;
+    template <typename Visit>
+    void forEachEdge(Visit&& visit) const;
+    void moveTriangles(VCD src, VCD trg);
     void startPools();
     void destroyEdges();
     void deletePatches();
-    void startPatches();
     CPatch* startPatch(std::vector<CPatch*>& vOwnerPatches);
 
     std::unique_ptr<Calc> pOwnCalc;  // of a self-contained mesh
@@ -275,10 +285,27 @@ private:
     std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;
     std::optional<TARN_TOOLS::SimplePool<Vertex>> poolVertex;
     TARN_TOOLS::SimplePool<ExtraBundle> poolExtraBundle;
-    Random random;                          // what there is of chance in the operations
+    Random random;                          // of averageBundle
     HashIndex vertexIndex;                  // cell to position in poolVertex
     EdgeIndex edgeIndex;                    // pair of cells to position in poolCE
-    mutable std::vector<CEdge*> vSortedCE;  // the first edges of poolCE in key order; queries bring it up to date
+    OnDemand keyOrder;                      // of vSortedCE
+    mutable std::vector<CEdge*> vSortedCE;  // all edges of poolCE in key order, when keyOrder is up to date
 };
+
+/// Calls visit(edge) for every edge, in order of creation.
+template <typename Visit>
+void CMesh::forEachEdge(Visit&& visit) const {
+    for (std::size_t i = 0; i < poolCE->size(); ++i)
+        visit(*poolCE->at(i));
+}
+
+/// Calls visit(triangle) for the triangles at a vertex, in order of creation.
+template <typename Visit>
+void CMesh::forEachTriangleAt(VCD vcd, Visit&& visit) const {
+    const std::uint32_t vertex = findVertex(vcd);
+    if (vertex == HashIndex::NONE) return;
+    LinkAccess access{*this};
+    Incidence::forEachTriangle(access, vertex, [&](std::uint32_t number) { visit(poolCT->at(number)); });
+}
 
 }  // namespace TARN_KEL

@@ -1,9 +1,9 @@
 // Sheets of the coarse mesh.
 //
-// Most questions about a patch are questions about its edges: which ones does exactly one member stand on (the boundary),
-// which ones two or more? All of them are answered from one list, the three edges of every alive member sorted by address,
-// in which an edge stands once for each member on it. That asks no triangle for its patch, needs no marks, and costs two or
-// three passes of a radix sort.
+// Most questions about a patch are questions about its edges: which of them have exactly one member (the boundary), which
+// two or more? All are answered from one list, the three edges of every alive member sorted by address, in which an edge
+// occurs once for each member on it. This asks no triangle for its patch, needs no marks, and costs two or three passes of a
+// radix sort.
 #include "CPatch.h"
 
 #include <algorithm>
@@ -14,6 +14,8 @@
 
 #include "CMesh.h"
 #include "freeFunctions.h"
+#include "meshCore.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -43,11 +45,9 @@ std::vector<CEdge*> sortedEdgesOf(const std::vector<CTriangle*>& vT) {
 template <typename Visit>
 void forEachEdge(const std::vector<CTriangle*>& vT, Visit&& visit) {
     const std::vector<CEdge*> vCE = sortedEdgesOf(vT);
-    for (auto it = vCE.begin(); it != vCE.end();) {
-        const auto itEnd = std::find_if(it, vCE.end(), [it](const CEdge* pCE) { return pCE != *it; });
-        visit(*it, static_cast<int>(itEnd - it));
-        it = itEnd;
-    }
+    forEachRun(
+        vCE.begin(), vCE.end(), [](const CEdge* pCE) { return pCE; },
+        [&visit](auto first, auto end) { visit(*first, static_cast<int>(end - first)); });
 }
 
 /// Appends the edges of the alive triangles that isWanted(edge, number of triangles on it) selects.
@@ -223,10 +223,7 @@ void CPatch::setDegNot2CE() {
 // ---- Figures
 
 double CPatch::getArea() const {
-    double area = 0.0;
-    for (const CTriangle* pCT : vMemberCT)
-        if (pCT->isAlive()) area += pCT->getArea(pCMesh);
-    return area;
+    return sumOfAreas(vMemberCT, [this](const CTriangle& ct) { return ct.getArea(pCMesh); });
 }
 
 double CPatch::computeOrientedVolume() const {
@@ -257,115 +254,6 @@ int CPatch::countFeatureCCD(const std::set<VCD>& sFeatureCCD) const {
     const std::vector<VCD> vCorner = differentCorners(*this);
     return static_cast<int>(
         std::count_if(vCorner.begin(), vCorner.end(), [&](VCD vcd) { return sFeatureCCD.count(vcd) != 0; }));
-}
-
-namespace {
-
-constexpr std::size_t MAX_TESTED = 500;
-
-/// The corners off an ME of the patch, as far as the map knows them.
-struct RimEdge {
-    bool bOwn = false;
-    CCD ownCCD = 0;  // the last one of the patch itself, if any
-    std::vector<std::pair<CPatch*, CCD>> vForeign;
-};
-
-RimEdge lookAround(const CEdge& edge, const CPatch* pPatch, const std::map<VCD, CPatch*>& mVCD2Patch) {
-    RimEdge rim;
-    for (const CTriangle* pCT : edge.vCT) {
-        const CCD ccd = pCT->getThirdCCD(edge.v0, edge.v1);
-        const auto q_it = mVCD2Patch.find(ccd);
-        if (q_it == mVCD2Patch.end()) continue;
-        if (q_it->second == pPatch) {
-            rim.bOwn = true;
-            rim.ownCCD = ccd;
-        } else {
-            rim.vForeign.emplace_back(q_it->second, ccd);
-        }
-    }
-    return rim;
-}
-
-}  // namespace
-
-void CPatch::setPartnerCertainty(const std::map<VCD, CPatch*>& mVCD2Patch) {
-    if (vDegNot2CE.size() > MAX_TESTED) {
-        if (partnerCertainty != 0.0 && !(partnerCertainty > 0.1)) return;
-        for (std::size_t i = 1; i < vDegNot2CE.size(); ++i)
-            std::swap(vDegNot2CE[i], vDegNot2CE[static_cast<std::size_t>(random.next()) % (i + 1)]);
-    }
-    std::size_t numTested = 0;
-    std::size_t numGood = 0;
-    for (const CEdge* pCE : vDegNot2CE) {
-        if (pCE->getDegree() <= 2) continue;
-        if (++numTested > MAX_TESTED) break;
-        const RimEdge rim = lookAround(*pCE, this, mVCD2Patch);
-        const CCD ownCCD = rim.ownCCD;
-        for (const auto& [pPartner, ccd1] : rim.vForeign) {
-            sPartnerPatches.insert(pPartner);
-            if (!rim.bOwn) continue;
-            ASSEX(ownCCD!=ccd1);
-            numGood += pCalc->getNeigType(ownCCD, ccd1) == NT_FACE ? 1 : 0;
-        }
-    }
-    partnerCertainty = numTested == 0 ? 0.0 : static_cast<double>(numGood) / static_cast<double>(numTested);
-}
-
-// ---- Orientation
-
-void CPatch::flipPatch() {
-    for (CTriangle* pCT : vMemberCT)
-        if (pCT->isAlive()) pCT->flipNNV();
-}
-
-void CPatch::orientPatch() {
-    std::vector<CTriangle*> vTopT;
-    pCMesh->getIncidentT(getMaxZCCD(), vTopT);
-    if (vTopT.empty()) {
-        warning(KEL_PLACE, "reorientation failed");
-        return;
-    }
-    Vector3 sum;
-    for (const CTriangle* pCT : vTopT) {
-        bool bOK = false;
-        const Vector3 nnv =
-            getNormalVector(pCalc->getRefPoint(pCT->c0), pCalc->getRefPoint(pCT->c1), pCalc->getRefPoint(pCT->c2), bOK);
-        if (bOK) sum = sum + nnv;
-    }
-    if (sum.z() < 0.0) flipPatch();
-}
-
-void CPatch::intraOrientation() {
-    const auto clearMarks = [](const std::vector<CTriangle*>& vCT) {
-        for (CTriangle* pCT : vCT)
-            pCT->bVisited = false;
-    };
-    clearMarks(vMemberCT);
-    std::vector<CTriangle*> vOutside;
-    std::vector<CTriangle*> vStack;
-    const auto take = [&](CTriangle* pCT) {
-        pCT->bVisited = true;
-        if (pCT->getPatch() != this) vOutside.push_back(pCT);
-        vStack.push_back(pCT);
-    };
-    for (CTriangle* pStartT : vMemberCT) {
-        if (!pStartT->isAlive() || pStartT->bVisited) continue;
-        take(pStartT);
-        while (!vStack.empty()) {
-            const CTriangle* pCT = vStack.back();
-            vStack.pop_back();
-            for (int i = 0; i < 3; ++i) {
-                if (pCT->getCE(i)->getDegree() != 2) continue;
-                CTriangle* pNeigT = pCT->getCE(i)->getUniqueOtherTriangle(pCT);
-                if (pNeigT->bVisited) continue;
-                if (pNeigT->needFlip(pCT)) pNeigT->flipNNV();
-                take(pNeigT);
-            }
-        }
-    }
-    clearMarks(vMemberCT);
-    clearMarks(vOutside);
-    orientPatch();
 }
 
 // ---- Lists of triangles
@@ -402,15 +290,14 @@ void getConnectedComponents_HE(const std::vector<CTriangle*>& vT, std::vector<st
         if (!pStartT->isAlive() || !tryTake(pStartT)) continue;
         std::vector<CTriangle*>& vComponent = vvOut.emplace_back();
         vStack.push_back(pStartT);
-        while (!vStack.empty()) {
-            const CTriangle* pCT = vComponent.emplace_back(vStack.back());
-            vStack.pop_back();
-            for (int i = 0; i < 3; ++i) {
-                if (pCT->getCE(i)->getDegree() > 2) continue;
-                for (CTriangle* pNeigT : pCT->getCE(i)->vCT)
-                    if (tryTake(pNeigT)) vStack.push_back(pNeigT);
-            }
-        }
+        const auto forEachNext = [&vComponent](CTriangle* pCT, auto&& offer) {
+            vComponent.push_back(pCT);
+            for (int i = 0; i < 3; ++i)
+                if (pCT->getCE(i)->getDegree() <= 2)
+                    for (CTriangle* pNeigT : pCT->getCE(i)->vCT)
+                        offer(pNeigT);
+        };
+        flood(vStack, forEachNext, tryTake);
     }
 }
 

@@ -22,21 +22,21 @@ class CMesh;
 class CPatch;
 class Visualizer3;
 
-/// Patches in the order of their making, in place of an order by address.
+/// Patches in order of creation, in place of an order by address.
 struct CPatchOrder {
     bool operator()(const CPatch* pPatch0, const CPatch* pPatch1) const;
 };
 
-/// A sheet of the coarse mesh: triangles joined over manifold edges, between borders, non-manifold edges (MEs) and fences.
-/// Repair decides by sheets which one of a double layer goes and which way a surface faces.
+/// A sheet of the coarse mesh: triangles connected over manifold edges, bounded by borders, non-manifold edges (MEs) and
+/// fences. The repair decides sheet by sheet which one of a double layer is killed and which way a surface faces.
 ///
-/// CMesh::createPatches and createCCPatches cut the mesh into patches and own them, until the next of these calls; other
-/// patches belong to their maker. A patch owns no triangle. Members may die without notice: they stay in the list, and what
-/// is said about members below holds for the alive ones, unless it says every member. A triangle knows one patch, the last
-/// that took it; it should be a member of one patch, once.
+/// CMesh::createPatches and createCCPatches cut the mesh into patches and own them until the next of these calls; other
+/// patches belong to whoever created them. A patch owns no triangle. Members may die without notice and stay in the list;
+/// "members" below means the alive ones, unless it says "every member". A triangle knows one patch, the last one that took
+/// it, and should be a member of only one patch, once.
 ///
-/// The operations take O(n) or O(n log n) for n members, unless they say more. Lists are appended to. Lists of edges are in
-/// pointer order, which is the order of creation.
+/// Operations cost O(n) or O(n log n) for n members, unless they say otherwise. Lists are appended to. Lists of edges are
+/// sorted by pointer, which is the order of creation.
 class CPatch {
 public:
     /// An empty patch, alive. Both arguments stay the caller's; the mesh must outlive the patch.
@@ -50,11 +50,12 @@ public:
 
     /// Appends a triangle to the members and makes this its patch.
     void add(CTriangle* pCT);
-    /// Kills the members, which belong to no patch afterwards; the patch is dead and empty then.
+    /// Kills the members, which have no patch afterwards. The patch is dead and empty afterwards.
     void killPatchAndMembers();
-    /// Takes over all members of another patch, which is dead and empty afterwards. Both must be alive and different. With
-    /// bBoundary the outer boundary of the union comes from those of the two, which must be set: linear in their lengths and
-    /// in the members of the other. Without, it is empty until it is set again.
+    /// Takes over all members of another patch, which is dead and empty afterwards. Both must be alive and different.
+    /// bBoundary: compute the outer boundary of the union from those of the two, which must be set; else it is empty until
+    /// it is set again.
+    /// Cost: linear in the boundaries and in the members of the other patch.
     void assimilate(CPatch* pOtherPatch, bool bBoundary);
     bool isAlive() const { return bAlive; }
     /// The running number over all meshes of the process, from 0.
@@ -65,14 +66,14 @@ public:
 
     // ---- Boundary
 
-    /// Collects the edges on which exactly one member stands into vPatchBoundaryCE. So two patches on the same rim have
-    /// equal lists, a closed one has none, and an ME between members isn't in it. The patch must be alive.
+    /// Collects the edges with exactly one member into vPatchBoundaryCE. So two patches on the same rim have equal lists, a
+    /// closed patch has an empty one, and an ME between members isn't in it. The patch must be alive.
     void setOuterBoundary();
     /// What setOuterBoundary found. The patch must be alive.
     std::size_t getPatchBoundarySize() const;
     void getPatchBoundaryCE(std::set<CEdge*>& sBoundaryCE) const;
     void getPatchBoundaryCE(std::vector<CEdge*>& vBoundaryCE) const;
-    /// No edge of a member has only one triangle, and at least two members stand on each. Never for 3 members or fewer.
+    /// Whether each edge of a member has at least two members. False for 3 members or fewer.
     bool isClosed() const;
 
     // ---- Lists
@@ -104,9 +105,10 @@ public:
     int getNumInnerVtx() const { return numInnerVtx; }
     /// How many different corners of every member are in the set.
     int countFeatureCCD(const std::set<VCD>& sFeatureCCD) const;
-    /// Estimates which share of the MEs on the rim has a partner sheet one cell away, from up to 500 of them, picked at
-    /// random where there are more; collects these partners. mVCD2Patch: as createPatches makes it. Reads vDegNot2CE, and
-    /// shuffles it when it is long; a second call on a long list keeps a low share.
+    /// Estimates which share of the MEs on the rim has a partner sheet one cell away, and collects these partners. Reads
+    /// vDegNot2CE; if that has more than 500 edges it is shuffled and the first 500 MEs count, and a second call keeps a low
+    /// share.
+    /// mVCD2Patch: as filled by createPatches.
     void setPartnerCertainty(const std::map<VCD, CPatch*>& mVCD2Patch);
     double getPartnerCertainty() const { return partnerCertainty; }
 
@@ -116,20 +118,25 @@ public:
     void flipPatch();
     /// Turns the patch over when the surface around its top, other patches included, faces down. Without a top it warns.
     void orientPatch();
-    /// Lets the members agree over edges of degree 2, each connected part with its first member, then orientPatch(). Takes
-    /// triangles along that such edges lead to outside the patch, if they aren't marked visited. Clears the marks.
+    /// Turns members over so that they agree over edges of degree 2, in each connected part with its first member; then
+    /// orientPatch(). Triangles outside the patch that such edges lead to are turned too, if they aren't marked visited.
+    /// Clears the marks.
     void intraOrientation();
 
     // ---- Repair
 
-    /// Splits a closed patch that touches itself along MEs in two sides, and kills one. True when it did. Refuses, with
-    /// 20 members or more, what isn't thin. Turns members over on the way, also when it fails, and leaves marks.
+    /// Splits a closed patch that touches itself along MEs into two sides and kills one of them. A patch of 20 members or
+    /// more must be thin. Turns members over, even when it fails, and leaves marks.
+    /// bCareful: kill nothing when both sides are connected to other patches.
+    /// Returns whether it killed a side.
     bool splitClosedPatchKill(bool bCareful);
-    /// Nothing is known here: warns and returns false.
+    /// Not implemented: warns and returns false.
     bool canKillLeaveDeg2() const;
-    /// Appends paths through the patch that join the open ends of chains of edges to other triangles, in pairs, the nearest
-    /// ones along folds; each path from its far end back. mPoints has all corners. O(n log n) a pair in the worst case, what
-    /// lies nearer than the partner as a rule. The patch must be alive.
+    /// Finds paths through the patch, along folds, that connect open ends of chains of edges shared with other patches, each
+    /// end with its nearest partner. The patch must be alive.
+    /// vPath: the paths are appended, each from its far end back.
+    /// mPoints: must have all corners.
+    /// Cost: O(n log n) per pair at worst, usually only what lies nearer than the partner.
     void findPartitioningPath(std::vector<CEdge*>& vPath, const std::map<VCD, Point3>& mPoints) const;
 
     // ---- Drawings for debugging, as those of CMesh
@@ -163,7 +170,7 @@ inline bool CPatchOrder::operator()(const CPatch* pPatch0, const CPatch* pPatch1
     return pPatch0->number < pPatch1->number;
 }
 
-/// An edge that waits to be crossed by CPatch::splitClosedPatchKill. The order is by priority alone.
+/// An edge to be crossed by CPatch::splitClosedPatchKill. Ordered by priority alone.
 struct ConEdge {
     /// sPatchT: the triangles of the patch. The edge must have two triangles, above degree 2 two of the patch.
     ConEdge(CMesh* pCMesh, CEdge* pCE, const FlatSet<CTriangle*>& sPatchT);
@@ -171,7 +178,7 @@ struct ConEdge {
 
     CEdge* pCE;
     int degree;       ///< of the edge at construction
-    double priority;  ///< degrees of the turn between the two triangles, small goes first; 181.0 for more than two
+    double priority;  ///< degrees of the turn between the two triangles, lowest first; 181.0 for more than two
     bool bSameSide;   ///< crossing the edge doesn't change sides
     std::vector<CTriangle*> vMemT;
 };
@@ -191,11 +198,13 @@ public:
     Dijkstra(VCD vcd_, DijkstraMap* mNodes, const InnerEdgeMap* mEdges)
         : vcd(vcd_), mVCD2Dijkstra(mNodes), mVCD2InnerCEVec(mEdges) {}
 
-    /// Reaches this node by pCE at that distance. If that is nearer than before, all nodes behind it get what it makes for
-    /// them, and missing ones are made. mPoints has all corners. O(n log n).
+    /// Reaches this node over pCE at that distance. If that is nearer than before, updates all nodes behind it, and creates
+    /// missing ones.
+    /// mPoints: must have all corners.
+    /// Cost: O(n log n).
     void update(CEdge* pCE, double dist, const std::map<VCD, Point3>& mPoints);
-    /// The same until the nearest node of the set is known, which is returned, of equally near ones the lowest code; null
-    /// when none can be reached. Nodes farther away may be missing or too far then.
+    /// The same, but stops at the nearest node of the set. Nodes farther away may be missing or have too large distances.
+    /// Returns that node, of equally near ones the one with the lowest code; null when none can be reached.
     const Dijkstra* updateToNearest(const std::set<VCD>& sGoal, CEdge* pCE, double dist,
                                     const std::map<VCD, Point3>& mPoints);
     /// Appends the edges from here back to the node at distance 0.

@@ -3,6 +3,7 @@
 #include <utility>
 
 #include "freeFunctions.h"
+#include "meshCore.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -21,20 +22,6 @@ Vector3 signVector(VCD from, VCD to) {
 }
 
 }  // namespace
-
-VCD CTriangle::getCorner(int i) const {
-    if (i == 0) return c0;
-    if (i == 1) return c1;
-    ASSEX(i==2);
-    return c2;
-}
-
-int CTriangle::getICI(VCD v) const {
-    if (v == c0) return 0;
-    if (v == c1) return 1;
-    ASSEX(v==c2);
-    return 2;
-}
 
 int CTriangle::getICI(VCD a, VCD b) const {
     const int sum = getICI(a) + getICI(b);
@@ -56,13 +43,6 @@ void CTriangle::getSortedCorners(VCD& c0_, VCD& c1_, VCD& c2_) const {
     ASSEX(c0_<c1_ && c1_<c2_);
 }
 
-CEdge* CTriangle::getCEdge(int i) const {
-    if (i == 0) return pCE12;
-    if (i == 1) return pCE02;
-    ASSEX(i==2);
-    return pCE01;
-}
-
 void CTriangle::getEdgeCCDs(int i, VCD& a, VCD& b) const {
     ASSEX(i>=0 && i<3);
     a = getCorner((i + 1) % 3);
@@ -70,20 +50,11 @@ void CTriangle::getEdgeCCDs(int i, VCD& a, VCD& b) const {
 }
 
 int CTriangle::getHEDirection2(VCD a, VCD b) const {
-    const auto isHalfEdge = [this](VCD from, VCD to) {
-        return (from == c0 && to == c1) || (from == c1 && to == c2) || (from == c2 && to == c0);
-    };
-    if (isHalfEdge(a, b)) return HE_SAME;
-    return isHalfEdge(b, a) ? HE_OPPOSITE : HE_NONE;
+    return halfEdgeDirection(*this, a, b);
 }
 
 bool CTriangle::needFlip(const CTriangle* pOther) const {
-    for (const auto& [from, to] : {std::pair{c0, c1}, std::pair{c1, c2}, std::pair{c2, c0}}) {
-        const int direction = pOther->getHEDirection2(from, to);
-        if (direction != HE_NONE) return direction == HE_SAME;
-    }
-    ASSEX(false);  // no common edge
-    return false;
+    return disagreesWith(*this, *pOther);
 }
 
 void CTriangle::flipNNV() {

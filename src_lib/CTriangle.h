@@ -8,6 +8,7 @@
 #include "Incidence.h"
 #include "Plane.h"
 #include "kel.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -23,10 +24,11 @@ enum VisType { VT_COARSE = 0, VT_REAL = 1 };
 
 /// A triangle of the coarse mesh: three cells in orientation order c0 -> c1 -> c2 -> c0.
 ///
-/// Its mesh owns it. A triangle isn't edited (only flipNNV turns it over): it is killed and another one made. A killed
-/// triangle stands on no edge and at no vertex, its fields stay readable until the mesh is reset or dies.
+/// Owned by its mesh. A triangle is never edited (only flipNNV turns it over): it is killed and another one is created. A
+/// killed triangle stands on no edge and at no vertex; its fields stay readable until the mesh is reset or destroyed.
 ///
-/// Corner i (0, 1, 2) faces edge i. Another index, and a code that isn't a corner where one is asked for, is an assertion.
+/// Edge i is opposite corner i (0, 1, 2). Any other index is an assertion, and so is a code that is no corner where one is
+/// expected.
 class CTriangle {
 public:
     CTriangle(VCD corner0, VCD corner1, VCD corner2) : c0(corner0), c1(corner1), c2(corner2) {}
@@ -41,7 +43,7 @@ public:
     bool has(VCD a, VCD b) const { return has(a) && has(b); }
     /// The index of a corner.
     int getICI(VCD v) const;
-    /// The index, the code of the one corner that is neither a nor b.
+    /// The index, and the code, of the one corner that is neither a nor b.
     int getICI(VCD a, VCD b) const;
     VCD getThirdCCD(VCD a, VCD b) const { return getCorner(getICI(a, b)); }
     /// The two corners behind v in cyclic order.
@@ -65,21 +67,21 @@ public:
     int countEdges(int minDegree, int maxDegree) const;
     /// Appends the other triangles on the edge opposite corner i.
     void getNeigs(int i, std::vector<CTriangle*>& vNeigs) const;
-    /// True when this triangle and the other one disagree in orientation, by the first half edge of this one that they
-    /// share. Triangles without a common edge are an assertion.
+    /// Whether the two triangles disagree in orientation, judged by the first half edge of this one that they share.
+    /// Triangles without a common edge are an assertion.
     bool needFlip(const CTriangle* pOther) const;
 
     // ---- State
 
     bool isAlive() const { return bAlive; }
-    /// Takes the triangle off its edges and vertices for good. It must be alive. O(degree of its edges).
+    /// Takes the triangle off its edges and vertices for good. It must be alive. Cost: O(degree of its edges).
     void kill(CMesh* pCMesh);
     /// Turns the triangle over: swaps c0 with c1 and pCE12 with pCE02.
     void flipNNV();
     CPatch* getPatch() const { return pPatch; }
     void setPatch(CPatch* p) { pPatch = p; }
 
-    // ---- Geometry at the vertices of the mesh. ok tells whether three corners give a normal.
+    // ---- Geometry at the vertices of the mesh. ok: set to whether the corners give a normal.
 
     Plane getRealPlane(const CMesh* pCMesh, bool& ok) const;
     Vector3 getRealNNV(const CMesh* pCMesh, bool& ok) const;
@@ -89,13 +91,11 @@ public:
     double getArea(const CMesh* pCMesh) const;
     /// Two corners at one point, or three on a line: exactly, without a tolerance.
     bool isDegenerate(const CMesh* pCMesh) const;
-    /// The corner opposite the longest edge. Of equal lengths c0-c1 goes before c1-c2, that before c2-c0.
+    /// The corner opposite the longest edge. Of equally long edges c0-c1 counts first, then c1-c2, then c2-c0.
     int getLargestEdgeICI(const CMesh* pCMesh) const;
-    /// Degrees by which the normal turns when corner i moves to p; 360.0 when there is no new normal, -1.0 when there is no
-    /// old one.
+    /// Degrees by which the normal would turn if corner i moved to p; 360.0 without a new normal, -1.0 without an old one.
     double getDevIfRepl(const CMesh* pCMesh, int i, const Point3& p) const;
-    /// A unit normal from the order of the cells along each axis alone; zero when that gives none. It is rough: 26
-    /// directions and a few between them.
+    /// A rough unit normal from the order of the cells along each axis alone; zero when that gives none.
     Vector3 computeNNVcoarse() const;
 
     VCD c0;
@@ -123,5 +123,31 @@ private:
     std::array<std::uint32_t, 3> aVertex{NO_VERTEX, NO_VERTEX, NO_VERTEX};
     static constexpr std::uint32_t NO_VERTEX = ~std::uint32_t{0};  ///< in a triangle that no mesh made
 };
+
+inline VCD CTriangle::getCorner(int i) const {
+    if (i == 0) return c0;
+    if (i == 1) return c1;
+    ASSEX(i==2);
+    return c2;
+}
+
+inline int CTriangle::getICI(VCD v) const {
+    if (v == c0) return 0;
+    if (v == c1) return 1;
+    ASSEX(v==c2);
+    return 2;
+}
+
+inline CEdge* CTriangle::getCEdge(int i) const {
+    if (i == 0) return pCE12;
+    if (i == 1) return pCE02;
+    ASSEX(i==2);
+    return pCE01;
+}
+
+/// For meshCore.h.
+inline CEdge* edgeOpposite(const CTriangle& ct, int i) {
+    return ct.getCEdge(i);
+}
 
 }  // namespace TARN_KEL

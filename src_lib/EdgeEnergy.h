@@ -22,13 +22,14 @@ public:
     /// Neither is owned. Computes nothing yet.
     EdgeEnergy(CMesh* pCMesh_, CEdge* pCE_) : pCMesh(pCMesh_), pCE(pCE_) {}
 
-    /// Sets the improvement. IMPOSSIBLE unless the edge has just two triangles and the diagonal is no edge. It may change
+    /// Sets the improvement: IMPOSSIBLE unless the edge has exactly two triangles and the diagonal is no edge. May change
     /// the mesh: the second triangle is turned over when it disagrees with the first, and the corners opposite the edge are
-    /// moved, after a report, when they are at the same place. Two triangles on the same corners, a triangle without a
-    /// normal, and opposite corners that find no other place are assertions. O(1) but for such moves.
+    /// moved apart, after a report, when they are at the same place.
+    /// Throws on two triangles with the same corners, on a triangle without a normal, and when such corners find no other
+    /// place. Cost: O(1) but for moves.
     void compute();
     /// The cosine of the largest angle of the triangle. A side without direction is an assertion, after a check of the whole
-    /// mesh for what may have caused it.
+    /// mesh for the cause.
     double getMinCosPhi(const Point3* p0, const Point3* p1, const Point3* p2) const;
 
     CMesh* pCMesh;                    ///< not owned

@@ -6,6 +6,7 @@
 #include "RTriangle.h"
 #include "edgeTriangles.h"
 #include "freeFunctions.h"
+#include "meshCore.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -53,9 +54,7 @@ bool REdge::hasDups() const {
 }
 
 void REdge::checkOut(const RTriangle* pRT) {
-    if (vRT.removeByLast(pRT)) return;
-    out() << "REdge::checkOut, triangle live state: " << pRT->bAlive << std::endl;
-    ASSEX(false);
+    takeOffEdge(vRT, pRT, "REdge");
 }
 
 }  // namespace TARN_KEL

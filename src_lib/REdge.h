@@ -47,22 +47,27 @@ public:
     /// Two of the triangles have the same three corners. O(d log d) for degree d; no allocation up to 2.
     bool hasDups() const;
 
-    /// Takes the triangle off the edge; it must stand on it. The last triangle moves to its place.
+    /// Removes the triangle, which must stand on the edge, from vRT. The last triangle takes its place.
     void checkOut(const RTriangle* pRT);
 
     // ---- Operators: they keep the mesh's invariants and change nothing where they refuse ----
 
-    /// Replaces two alive triangles on the edge by the two on the other diagonal of their quad, which agree with pRT0.
-    /// Returns that diagonal. Both null: the two on the edge, when it has just two.
-    /// Null, with nothing changed: a triangle missing or dead; the diagonal is an alive edge; an angle that the diagonal
-    /// makes with the sides of the quad at pRT0's end of it would be below 0.01 or above 179.99 degrees, or a length 0.
-    /// Two triangles on the same corners are an assertion. This edge stays behind without the two.
+    /// Replaces two triangles on the edge by the two on the other diagonal of their quad, oriented as pRT0. This edge is
+    /// left without the two.
+    /// pRT0, pRT1: the two triangles; both null: those of the edge, if it has exactly two.
+    /// Returns the diagonal; null, with nothing changed, when a triangle is missing or dead, when the diagonal is an alive
+    /// edge, or when it would make an angle below 0.01 or above 179.99 degrees with a side of the quad at the third corner
+    /// of pRT0, or have length 0.
+    /// Throws on two triangles with the same corners.
     REdge* tryFlipEdge(RMesh* pMesh, RTriangle* pRT0, RTriangle* pRT1);
-    /// Cuts every triangle on the edge in two at pNew, a vertex of pMesh that is no corner of them. There must be one.
+    /// Cuts every triangle on the edge in two at pNew, a vertex of pMesh that is no corner of theirs. The edge must be
+    /// alive.
     void split(Point3* pNew, RMesh* pMesh);
-    /// Removes pRT, the sliver on this edge whose corner ici, the one opposite it, lies nearly on it: the other triangles on
-    /// the edge are cut in two at that corner. The new ones are appended. False, with nothing changed: a normal of these is
-    /// missing or would turn by more than 90 degrees, or the cut would bring an edge that is there already.
+    /// Removes a sliver on this edge: kills it and cuts the other triangles on the edge in two at its third corner.
+    /// pRT, ici: the sliver, and its corner opposite this edge.
+    /// vNewT: the new triangles are appended.
+    /// Returns false, with nothing changed, when a normal is missing or would turn by more than 90 degrees, or when the cut
+    /// would make an edge that exists already.
     bool trySplitNeigsKillT(RMesh* pMesh, RTriangle* pRT, int ici, std::vector<RTriangle*>& vNewT);
 
     Point3* pVtx0;
@@ -88,6 +93,11 @@ inline bool REdge::isAlive() const {
     for (const RTriangle* pRT : vRT)
         if (pRT->bAlive) return true;
     return false;
+}
+
+/// For meshCore.h.
+inline const SmallPtrList<RTriangle>& trianglesOn(const REdge& re) {
+    return re.vRT;
 }
 
 }  // namespace TARN_KEL

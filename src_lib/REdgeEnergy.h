@@ -43,15 +43,15 @@ public:
     /// Neither is owned. pRE may be null; else it is judged at once by compute().
     REdgeEnergy(RMesh* pRMesh, REdge* pRE);
 
-    /// Sets the improvement for pRE, which must not be null. IMPOSSIBLE unless the edge has just two triangles and the
-    /// diagonal is no edge. It may change the mesh: the second triangle is turned over when it disagrees with the first, and
-    /// the corners opposite the edge are moved when they are at the same place. Two triangles on the same corners, or such
-    /// corners that find no other place, are an assertion. O(1) but for such moves.
+    /// Sets the improvement for pRE, which must not be null: IMPOSSIBLE unless the edge has exactly two triangles and the
+    /// diagonal is no edge. May change the mesh: the second triangle is turned over when it disagrees with the first, and
+    /// the corners opposite the edge are moved apart when they are at the same place. Throws on two triangles with the same
+    /// corners, and when such corners find no other place. Cost: O(1) but for moves.
     void compute();
-    /// The same, but what an assertion stops is an impossible flip.
+    /// The same, but an assertion makes the flip IMPOSSIBLE.
     void tryCompute();
-    /// compute without a change of the mesh, so that several threads may ask at the same time: a flip between corners at
-    /// the same place is impossible. Returns false for these alone. Fast where the triangles have their normals already.
+    /// compute() without changing the mesh, for several threads at a time: a flip between corners at the same place is
+    /// IMPOSSIBLE. Returns false for those flips only. Fast when the triangles have cached normals.
     bool computeReadOnly();
     /// The cosine of the largest angle of the triangle; IMPOSSIBLE when one of its sides has no direction.
     double getMinCosPhi(const Point3* p0, const Point3* p1, const Point3* p2) const;

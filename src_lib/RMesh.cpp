@@ -8,11 +8,6 @@
 // triangles has ten million entries. The tables keep no keys but compare with the elements themselves, so whoever changes
 // an element's key takes it out before and enters it afterwards.
 //
-// What must come out in the order of an ordered map (edges in key order) is put in order when it is asked for: bucketed by
-// the lower vertex, each bucket sorted by the higher one. In a surface the buckets are small, and that costs no more than
-// looking at all edges; a hub's bucket of k edges costs k log k. It keeps the queries free of a cache, so that they may run
-// on several threads.
-//
 // The conversion from the coarse mesh goes through the bundles in order of their codes. So vertices come to lie in memory
 // as they lie in space, and their indices ascend with the codes.
 #include "RMesh.h"
@@ -23,6 +18,8 @@
 
 #include "CMesh.h"
 #include "RPatch.h"
+#include "handOver.h"
+#include "meshCore.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -145,10 +142,7 @@ RMesh::~RMesh() {
 }
 
 void RMesh::deletePatches() {
-    while (!vPatches.empty()) {
-        delete vPatches.back();
-        vPatches.pop_back();
-    }
+    deleteAll(vPatches);
 }
 
 void RMesh::reserve(std::size_t numT) {
@@ -295,34 +289,14 @@ bool RMesh::hasAliveEdge(const Point3* p, const Point3* q) const {
     return pRE != nullptr && pRE->isAlive();
 }
 
-/// Calls visit(triangle) for the alive triangles at p, in order of arrival.
-template <typename Visit>
-void RMesh::forEachIncident(const Point3* p, Visit&& visit) const {
-    if (!poolVtx.owns(p)) return;
-    Incidence::forEachTriangle(mmVtxT, vtxNumber(p), [&](std::uint32_t triangle) { visit(poolRT.at(triangle)); });
-}
-
 void RMesh::getIncidentT(const Point3* p, std::vector<RTriangle*>& vIncT) const {
     forEachIncident(p, [&](RTriangle* pRT) { vIncT.push_back(pRT); });
 }
 
 void RMesh::getIncidentRE(const Point3* p, std::vector<REdge*>& vIncRE) const {
-    forEachIncident(p, [&](const RTriangle* pRT) {
-        const int ici = pRT->getICI(p);
-        vIncRE.push_back(pRT->getRE((ici + 1) % 3));
-        vIncRE.push_back(pRT->getRE((ici + 2) % 3));
-    });
+    forEachIncident(p,
+                    [&](const RTriangle* pRT) { forEachEdgeAt(*pRT, p, [&vIncRE](REdge* pRE) { vIncRE.push_back(pRE); }); });
     oneInstance(vIncRE);
-}
-
-bool RMesh::isAtBorder(const Point3* p) const {
-    bool bBorder = false;
-    forEachIncident(p, [&](const RTriangle* pRT) {
-        const int ici = pRT->getICI(p);
-        for (const int side : {(ici + 1) % 3, (ici + 2) % 3})
-            bBorder = bBorder || pRT->getRE(side)->getDegree() == 1;
-    });
-    return bBorder;
 }
 
 void RMesh::getRingRE(const Point3* p, std::vector<REdge*>& vRing) const {
@@ -342,214 +316,6 @@ void RMesh::getAdjacentT(const Point3* p0, const Point3* p1, std::vector<RTriang
     const std::pair<const Point3*, const Point3*> q = std::minmax(p0, p1);
     ASSEX(q.first<q.second);
     if (const REdge* pRE = getEdge(q.first, q.second)) pRE->getAliveTriangles(vAdjT);
-}
-
-// ---- Queries on the whole mesh ------------------------------------------------------------------------------------------
-
-/// True when the edge is found by its end points, as every edge is but what a collapse left over.
-bool RMesh::isKeyed(const REdge* pRE) const {
-    return getEdge(pRE->pVtx0, pRE->pVtx1) == pRE;
-}
-
-void RMesh::getDegN(int deg, std::vector<REdge*>& vDegN) const {
-    if (deg < 0 && deg != -1 && deg != -99) {
-        out() << "deg=" << deg << std::endl;
-        ASSEX(false);
-    }
-    std::vector<REdge*> vSelected;
-    for (REdge* pRE : vRE) {
-        const int degree = pRE->getDegree();
-        const bool bWanted = deg == -1 ? degree >= 3 : deg == -99 ? degree >= 1 : degree == deg;
-        if (bWanted && (degree > 0 || isKeyed(pRE))) vSelected.push_back(pRE);
-    }
-    appendInKeyOrder(vSelected, vDegN);
-}
-
-/// Appends the edges ordered by lower, then by higher vertex.
-void RMesh::appendInKeyOrder(const std::vector<REdge*>& vSelected, std::vector<REdge*>& vOut) const {
-    std::vector<std::size_t> vBegin(poolVtx.size() + 1, 0);
-    for (const REdge* pRE : vSelected)
-        ++vBegin[poolVtx.indexOf(pRE->pVtx0) + 1];
-    vBegin[0] = vOut.size();
-    for (std::size_t i = 1; i < vBegin.size(); ++i)
-        vBegin[i] += vBegin[i - 1];
-
-    vOut.resize(vOut.size() + vSelected.size());
-    std::vector<std::size_t> vEnd(vBegin.begin(), vBegin.end() - 1);
-    for (REdge* pRE : vSelected)
-        vOut[vEnd[poolVtx.indexOf(pRE->pVtx0)]++] = pRE;
-    for (std::size_t i = 0; i < vEnd.size(); ++i)
-        std::sort(vOut.data() + vBegin[i], vOut.data() + vEnd[i],
-                  [](const REdge* pRE0, const REdge* pRE1) { return pRE0->pVtx1 < pRE1->pVtx1; });
-}
-
-std::size_t RMesh::getNumT() const {
-    return static_cast<std::size_t>(std::count_if(vRT.begin(), vRT.end(), [](const RTriangle* pRT) { return pRT->bAlive; }));
-}
-
-double RMesh::getAvgLen() const {
-    double sumLen = 0.0;
-    std::size_t numAlive = 0;
-    for (const REdge* pRE : vRE) {
-        if (!pRE->isAlive()) continue;
-        sumLen += pRE->getLength();
-        ++numAlive;
-    }
-    return numAlive == 0 ? -1.0 : sumLen / static_cast<double>(numAlive);
-}
-
-double RMesh::getArea() const {
-    double area = 0.0;
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive) area += pRT->getArea();
-    return area;
-}
-
-void RMesh::getREdges(std::vector<REdge*>& vOut) const {
-    vOut.insert(vOut.end(), vRE.begin(), vRE.end());
-}
-
-void RMesh::getAllTriangles(std::vector<RTriangle*>& vOut) const {
-    vOut.insert(vOut.end(), vRT.begin(), vRT.end());
-}
-
-void RMesh::getAliveTriangles(std::vector<RTriangle*>& vOut) const {
-    std::copy_if(vRT.begin(), vRT.end(), std::back_inserter(vOut), [](const RTriangle* pRT) { return pRT->bAlive; });
-}
-
-void RMesh::getPoints(std::vector<Point3*>& vPoints) const {
-    ASSEX(vPoints.empty());
-    std::vector<char> vUsed(poolVtx.size(), 0);
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive)
-            for (const Point3* pVtx : pRT->aCorners)
-                vUsed[poolVtx.indexOf(pVtx)] = 1;
-    for (std::size_t i = 0; i < vUsed.size(); ++i)
-        if (vUsed[i] != 0) vPoints.push_back(poolVtx.at(i));
-}
-
-void RMesh::getTriangleCorners(std::vector<Point3*>& vCorners) const {
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive) vCorners.insert(vCorners.end(), pRT->aCorners, pRT->aCorners + 3);
-}
-
-void RMesh::getTriangleCorners(std::vector<Point3>& vCorners) const {
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive)
-            for (const Point3* pVtx : pRT->aCorners)
-                vCorners.push_back(*pVtx);
-}
-
-void RMesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>& vIndices) const {
-    getPoints(vVertices);
-    std::vector<int> vPosition(poolVtx.size(), -1);
-    for (std::size_t i = 0; i < vVertices.size(); ++i)
-        vPosition[poolVtx.indexOf(vVertices[i])] = static_cast<int>(i);
-    for (const RTriangle* pRT : vRT)
-        if (pRT->bAlive)
-            for (const Point3* pVtx : pRT->aCorners)
-                vIndices.push_back(vPosition[poolVtx.indexOf(pVtx)]);
-}
-
-void RMesh::resetVisited() {
-    for (RTriangle* pRT : vRT)
-        pRT->bVisited = false;
-}
-
-// ---- Reports ------------------------------------------------------------------------------------------------------------
-
-void RMesh::printStatistics(const std::string& name) const {
-    std::map<int, std::size_t> mDegreeNum;
-    for (const REdge* pRE : vRE)
-        if (const int degree = pRE->getDegree(); degree > 0) ++mDegreeNum[degree];
-    out() << "\nRMesh::printStatistics(" << name << ")\n NumTriangles: " << getNumT() << "\n";
-    for (const auto& [degree, num] : mDegreeNum)
-        out() << " Degree " << degree << ": " << num << "\n";
-    out() << std::flush;
-}
-
-bool RMesh::checkNoDups(const std::string& name) const {
-    const bool bDups = std::any_of(vRE.begin(), vRE.end(), [](const REdge* pRE) { return pRE->hasDups(); });
-    out() << "RMesh::checkNoDups(" << name << "): " << (bDups ? "has duplicate triangles" : "survived") << std::endl;
-    return !bDups;
-}
-
-bool RMesh::checkNoDegenerate(const std::string& name) const {
-    const auto numDegenerate =
-        std::count_if(vRT.begin(), vRT.end(), [](const RTriangle* pRT) { return pRT->bAlive && pRT->isDegenerate(); });
-    out() << "RMesh::checkNoDegenerate(" << name << "): ";
-    if (numDegenerate > 0)
-        out() << "has " << numDegenerate << " degenerate triangles!" << std::endl;
-    else
-        out() << "survived" << std::endl;
-    return numDegenerate == 0;
-}
-
-void RMesh::checkDataStructures(const std::string& name) const {
-    try {
-        checkEdges();
-        checkTriangles();
-        checkIncidence();
-        checkVertexTable();
-    } catch (const KelBugException&) {
-        errorMsg("RMesh::checkDataStructures", name);
-        throw;
-    }
-}
-
-void RMesh::checkEdges() const {
-    std::size_t numKeyed = 0;
-    std::size_t numStanding = 0;
-    for (const REdge* pRE : vRE) {
-        ASSEX(pRE->pVtx0<pRE->pVtx1);
-        ASSEX(isKeyed(pRE) || pRE->vRT.empty());
-        numKeyed += isKeyed(pRE) ? 1 : 0;
-        numStanding += pRE->vRT.size();
-        std::vector<RTriangle*> vOnce(pRE->vRT.begin(), pRE->vRT.end());
-        oneInstance(vOnce);
-        ASSEX(vOnce.size()==pRE->vRT.size());
-        for (const RTriangle* pRT : vOnce)
-            ASSEX(pRT->bAlive && (pRT->pRE01==pRE || pRT->pRE12==pRE || pRT->pRE02==pRE));
-    }
-    // No entry besides theirs, and each alive triangle on all its edges.
-    ASSEX(numKeyed==mRE.size());
-    ASSEX(numStanding==3*getNumT());
-}
-
-void RMesh::checkTriangles() const {
-    for (const RTriangle* pRT : vRT) {
-        if (!pRT->bAlive) continue;
-        ASSEX(!pRT->isCombinatoriallyDegenerate());
-        for (int i = 0; i < 3; ++i) {
-            const REdge* pRE = pRT->getRE(i);
-            ASSEX(pRE->has(pRT->aCorners[(i + 1) % 3]) && pRE->has(pRT->aCorners[(i + 2) % 3]));
-        }
-    }
-}
-
-void RMesh::checkIncidence() const {
-    std::size_t numEntries = 0;
-    for (std::size_t i = 0; i < poolVtx.size(); ++i) {
-        std::vector<RTriangle*> vIncT;
-        getIncidentT(poolVtx.at(i), vIncT);
-        numEntries += vIncT.size();
-        for (const RTriangle* pRT : vIncT)
-            ASSEX(pRT->bAlive && pRT->has(poolVtx.at(i)));
-        std::vector<RTriangle*> vOnce(vIncT);
-        oneInstance(vOnce);
-        ASSEX(vOnce.size()==vIncT.size());
-    }
-    // So each alive triangle stands at all its corners.
-    ASSEX(numEntries==3*getNumT());
-}
-
-void RMesh::checkVertexTable() const {
-    mVtx.forEach([this](std::uint32_t i) {
-        Point3* pVtx = poolVtx.at(i);
-        // What is found at the coordinates of the entry, and the entry: they differ when the vertex moved under the table.
-        const std::pair<const Point3*, Point3* const*> pr(findVertex(*pVtx, placeHash(*pVtx)), &pVtx);
-        ASSEX(pr.first==*pr.second);
-    });
 }
 
 }  // namespace TARN_KEL

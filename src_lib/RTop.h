@@ -10,75 +10,79 @@ namespace TARN_KEL {
 class REdge;
 class RMesh;
 
-/// The clean-up that every fine mesh goes through once after its construction, and passes over the whole of it.
+/// Passes over a whole fine mesh: the clean-up after its construction, smoothing, hole filling, flips.
 class RTop {
 public:
     /// pRMesh: not owned.
     explicit RTop(RMesh* pRMesh);
 
-    /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. A run must be open. About O(n).
+    /// Removes duplicates, orients the triangles by patch and collapses degenerate ones. Cost: about O(n).
     void finalizeBase();
-    /// What ends most operations: collapses degenerate triangles (RMesh::killDegenerate). bKeepManifold: as
-    /// removeFlatFromManifold says, and thin triangles that only a collapse beyond that would clear may stay. A run must be
-    /// open. About O(n).
+    /// Collapses degenerate triangles (RMesh::killDegenerate): the end of most operations.
+    /// bKeepManifold: use removeFlatFromManifold instead; thin triangles that only other collapses would remove may stay.
+    /// Cost: about O(n).
     void clearDegenerate(bool bKeepManifold);
-    /// Moves every vertex that isn't at the end of a border edge to the mean of its neighbours, numIterations times (below
-    /// 1: never), then collapses degenerate triangles. Within a round all means are taken before a vertex moves; a move onto
-    /// the place of another vertex is left out for that round. Edges of degree 0 count as neighbours too. Without progress
-    /// but for that of killDegenerate, so a run must be open. O(n log n), a round O(n).
+    /// Moves every vertex that isn't at the border to the mean of its neighbours, then collapses degenerate triangles. In
+    /// each round all means are taken before a vertex moves; a move onto the place of another vertex is skipped in that
+    /// round. Edges of degree 0 count too.
+    /// numIterations: number of rounds; below 1 none.
+    /// Cost: O(n log n), a round O(n).
     void laplacianSmoothingKillDeg(int numIterations);
-    /// The same, counting under the steps "border", "list", and "it%0" and so on. At the end clearDegenerate.
+    /// The same, counting under the steps "border", "list", "it%0", "it%1" and so on. Ends with clearDegenerate.
     void laplacianSmoothing(int numIterations, bool bKeepManifold = false);
-    /// Closes the holes with a border of at most maxEdges edges by cutting ears (Loop) and returns how many. A border that
-    /// touches another one or itself in a vertex, that has a twist, whose triangles don't face one way, or whose ears don't
-    /// close it or would make an edge of three triangles, stays as it is. The new triangles agree with their neighbours.
-    /// Counts under the step "RT_fill", so a run must be open; when the listener throws, the holes closed so far stay
-    /// closed. O(n log n).
-    /// bKeepManifold: ends with removeFlatFromManifold.
+    /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border stays open if it touches
+    /// itself or another one in a vertex, if its triangles don't all face one way, and if no ears close it or they would make
+    /// an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the holes closed so far stay
+    /// closed.
+    /// maxEdges: largest number of edges of the border of a hole.
+    /// bKeepManifold: end with removeFlatFromManifold.
+    /// Returns the number of closed holes. Cost: O(n log n).
     int fillHoles(int maxEdges, bool bKeepManifold = false);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}
 
-    // ---- Flips: the energy and what a flip gains are those of REdgeEnergy. A run must be open
+    // ---- Flips: energy and gain are those of REdgeEnergy
 
-    /// Flips edges where that doesn't raise the energy, the largest gain first: those that qualified at the start, each
-    /// while its gain holds or stays above 0.005. Others, and edges that come by a flip, wait for another call. Marks
-    /// "RM_gEfCandMT" and "RM_kdeg" as done. O(n log n).
+    /// Flips edges where that doesn't raise the energy, largest gain first. Only edges that qualify at the start are flipped,
+    /// each as long as its gain holds or stays above 0.005. Marks "RM_gEfCandMT" and "RM_kdeg" as done. Cost: O(n log n).
     void edgeFlips();
     /// The same, counting under the step "efLoop"; then clearDegenerate.
     void edgeFlipsKillDeg(bool bKeepManifold = false);
-    /// One sweep at that temperature: all flips that gain, and each that loses with probability exp(gain / temperature),
-    /// both as the mesh is at the start, in random order. The temperature has the unit of the energy. O(n log n).
+    /// One sweep of annealing: in random order all flips that gain, and losing ones with probability
+    /// exp(gain / temperature), both judged on the mesh as it is at the start.
+    /// temperature: in the unit of the energy.
+    /// Cost: O(n log n).
     void edgeFlipsSimA(double temperature);
     /// edgeFlips, a sweep for each of annealingTemperatures(), edgeFlips.
     void edgeFlipsSimACtrl();
 
-    /// Flips the edges opposite angles of 170 degrees and more where that angle doesn't grow, the fold at the edge doesn't
-    /// by more than 2 degrees, and where the two new normals differ by less than 90 degrees. Returns the number of flips.
-    /// O(n log n).
+    /// Flips edges opposite angles of 170 degrees or more, where that angle doesn't grow, the fold at the edge grows by at
+    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips. Cost: O(n log n).
     int flipExtremeCaps();
-    /// What flipExtremeCaps goes by, in degrees, negative for a gain: what the largest of the angles opposite the edge would
-    /// grow by, and the angle of the two normals on top. DBL_MAX: no two triangles, no cap of 170 degrees, an angle that
-    /// would grow, normals that would turn apart by more than 2 degrees. All in degrees: maxOldAngle and maxNewAngle are
-    /// opposite the edge now and after the flip, curDihedral and altDihedral between the normals, 360 when one is missing.
-    /// They aren't set without two triangles, altDihedral isn't when the flip would leave a triangle without a normal.
+    /// The penalty of a flip for flipExtremeCaps: the growth of the largest angle opposite the edge plus the growth of the
+    /// angle between the two normals. All angles are in degrees.
+    /// maxOldAngle, maxNewAngle: largest angle opposite the edge now, and opposite the new edge after the flip.
+    /// curDihedral, altDihedral: angle between the normals now and after the flip; 360 without a normal now.
+    /// None of the four is set without two triangles; altDihedral isn't when a new triangle would have no normal.
+    /// Returns DBL_MAX for a flip that isn't wanted: no two triangles, no angle of 170 degrees, an angle that would grow,
+    /// normals that would turn apart by more than 2 degrees.
     double getFlipPenalty(REdge* pRE, double& maxOldAngle, double& maxNewAngle, double& curDihedral, double& altDihedral);
-    /// The edge p0-p1 has two triangles, the four vertices are different, pAlt0-pAlt1 is no edge, and the normals of
-    /// (pAlt0, pAlt1, p1) and (pAlt1, pAlt0, p0) exist and differ by less than maxAngle degrees. p0 >= p1 is a warning and
-    /// false.
+    /// Whether the edge p0-p1 has two triangles, the four vertices are different, pAlt0-pAlt1 is no alive edge, and the
+    /// normals of (pAlt0, pAlt1, p1) and (pAlt1, pAlt0, p0) exist and differ by less than maxAngle degrees. With p0 >= p1 it
+    /// warns and returns false.
     bool canFlip(Point3* p0, Point3* p1, Point3* pAlt0, Point3* pAlt1, double maxAngle);
-    /// Appends the edges with two triangles whose normals differ by at least that angle in degrees, in key order; after a
-    /// warning those with a degenerate triangle are left out. O(n).
+    /// Appends, in key order, the edges with two triangles whose normals differ by at least that angle in degrees. Those with
+    /// a degenerate triangle are skipped with a warning. Cost: O(n).
     void getEdgesForOptimization(double angle, std::vector<REdge*>& vOut);
 
-    // ---- Collapses of one edge. They refuse when a normal around would turn by more than maxDevDeg degrees, and change
-    // nothing then. The edges at the vertex that is left and shorter than the root of maxSqLen go into mmEdges under their
-    // squared length
+    // ---- Collapses of one edge. They return false, with nothing changed, when a normal would turn by more than maxDevDeg
+    // ---- degrees or a duplicate would arise. mmEdges: the edges at the remaining vertex whose squared length is below
+    // ---- maxSqLen are entered under it
 
-    /// Onto one of its end points. iDir 0: the lower one goes, 1: the higher one; another one is an assertion, and so is an
-    /// end point without triangles. Refuses what would make duplicates.
+    /// Collapses one end point, which must have triangles, onto the other one.
+    /// iDir: 0: the lower onto the higher one, 1: the reverse; any other value is an assertion.
     bool tryCollapseEnd(REdge* pRE, int iDir, double maxSqLen, double maxDevDeg, std::multimap<double, REdge*>& mmEdges);
-    /// To a new vertex at midPoint. Refuses when there is a vertex, and what would make duplicates.
+    /// Collapses both end points onto a new vertex at midPoint. Returns false, too, if there is a vertex already.
     bool tryCollapseMid(REdge* pRE, const Point3& midPoint, double maxSqLen, double maxDevDeg,
                         std::multimap<double, REdge*>& mmEdges);
 

@@ -3,16 +3,12 @@
 #include <utility>
 
 #include "freeFunctions.h"
+#include "meshCore.h"
 #include "tools.h"
 
 namespace TARN_KEL {
 
 RTriangle::RTriangle(Point3* p0, Point3* p1, Point3* p2) : aCorners{p0, p1, p2} {}
-
-Point3* RTriangle::getCorner(int i) const {
-    ASSEX(i>=0 && i<=2);
-    return aCorners[i];
-}
 
 int RTriangle::getICI(const Point3* p, const Point3* q) const {
     if (p != q && has(p, q))
@@ -35,22 +31,11 @@ int RTriangle::getLargestEdgeICI() const {
 }
 
 int RTriangle::getRTriOri(const Point3* a, const Point3* b) const {
-    for (int i = 0; i < 3; ++i) {
-        const Point3* pSrc = aCorners[i];
-        const Point3* pTrg = aCorners[(i + 1) % 3];
-        if (pSrc == a && pTrg == b) return 1;
-        if (pSrc == b && pTrg == a) return 2;
-    }
-    return 0;
+    return halfEdgeDirection(*this, a, b);
 }
 
 bool RTriangle::needFlip(const RTriangle* pOther) const {
-    for (int i = 0; i < 3; ++i) {
-        const int ori = pOther->getRTriOri(aCorners[i], aCorners[(i + 1) % 3]);
-        if (ori != 0) return ori == 1;
-    }
-    ASSEX(false);
-    return false;
+    return disagreesWith(*this, *pOther);
 }
 
 void RTriangle::flipNNV() {

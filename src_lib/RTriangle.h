@@ -14,9 +14,9 @@ class RPatch;
 
 /// A triangle of the fine mesh: three vertices in orientation order and the edges between them.
 ///
-/// Made by RMesh::createT alone and owned by the mesh, where it stays readable after its death. An alive triangle stands on
-/// each of its three edges and at each of its three vertices; a dead one on none. The corners of an alive triangle are
-/// changed only by the mesh's own operators.
+/// Created by RMesh::createT alone and owned by the mesh; it stays readable after its death. An alive triangle stands on
+/// each of its three edges and at each of its three vertices, a dead one on none. Only the mesh's own operators change the
+/// corners of an alive triangle.
 class RTriangle {
 public:
     /// The corners belong to the mesh. No edges yet: createT sets them.
@@ -27,10 +27,10 @@ public:
     void setPatch(RPatch* pPatch_) { pPatch = pPatch_; }
     RPatch* getPatch() const { return pPatch; }
 
-    // ---- Corners: index 0, 1, 2 in orientation order; another index and a point that is no corner are assertions ----
+    // ---- Corners: index 0, 1, 2 in orientation order; any other index, or a point that is no corner, is an assertion ----
 
     Point3* getCorner(int i) const;
-    /// Stores the corner and forgets the normal; edges and incidence are the caller's business.
+    /// Stores the corner and drops the cached normal; edges and incidence are up to the caller.
     void setCorner(int i, Point3* p);
     /// Index of corner p.
     int getICI(const Point3* p) const;
@@ -51,27 +51,28 @@ public:
     void getNeigs(int i, std::vector<RTriangle*>& vRT) const;
     /// True when one of the edges carries this triangle alone.
     bool hasBorder() const;
-    /// Index of the corner opposite the longest edge; of equal ones c0-c1 comes before c1-c2 before c2-c0.
+    /// Index of the corner opposite the longest edge. Of equally long edges c0-c1 counts first, then c1-c2, then c2-c0.
     int getLargestEdgeICI() const;
 
     // ---- Orientation and normal ----
 
     /// 1 when a -> b is a half edge of this triangle, 2 when b -> a is one, 0 when the two are no edge of it.
     int getRTriOri(const Point3* a, const Point3* b) const;
-    /// True when the two triangles run the same way along an edge they share, so that they disagree. Without a shared edge:
-    /// an assertion.
+    /// Whether the two triangles disagree in orientation: both run the same way along the first edge that they share.
+    /// Triangles without a common edge are an assertion.
     bool needFlip(const RTriangle* pOther) const;
     /// Turns the triangle over: swaps corners 0 and 1 with their edges and negates the normal.
     void flipNNV();
-    /// The unit normal, computed once; the zero vector and bOK false for a degenerate triangle. It isn't noticed when a
-    /// corner moves: call resetNNV then.
+    /// The unit normal, computed once and cached; the zero vector and bOK false for a degenerate triangle. After a corner
+    /// has moved, call resetNNV.
     const Vector3& getNNV(bool& bOK);
     void resetNNV() { nnv = Vector3(); }
 
     // ---- Geometry ----
 
-    /// Degrees that the normal would turn by if corner i moved to newPos: 360.0 when no normal would be left, -1.0 when
-    /// there is none now. With bCheckCoincide a newPos at the coordinates of a corner gives 0.0.
+    /// Degrees by which the normal would turn if corner i moved to newPos; 360.0 without a new normal, -1.0 without an old
+    /// one.
+    /// bCheckCoincide: a newPos at the coordinates of a corner gives 0.0.
     double getDevIfRepl(int i, const Point3& newPos, bool bCheckCoincide) const;
     /// Two corners are the same vertex.
     bool isCombinatoriallyDegenerate() const;
@@ -83,7 +84,7 @@ public:
     double getArea() const;
 
     /// Takes the triangle off its edges and out of pRMesh, its own mesh, for good; corners, edges and patch stay readable.
-    /// It must be alive. O(degree of its edges).
+    /// It must be alive. Cost: O(degree of its edges).
     void kill(RMesh* pRMesh);
 
     Vector3 nnv;  ///< zero: not computed yet
@@ -95,6 +96,11 @@ public:
     bool bVisited = false;  ///< scratch mark of traversals
     bool bAlive = true;
 };
+
+inline Point3* RTriangle::getCorner(int i) const {
+    ASSEX(i>=0 && i<=2);
+    return aCorners[i];
+}
 
 inline void RTriangle::setCorner(int i, Point3* p) {
     ASSEX(i>=0 && i<=2);
@@ -121,6 +127,11 @@ inline REdge* RTriangle::getRE(int i) const {
         ASSEX(false);
         return nullptr;
     }
+}
+
+/// For meshCore.h.
+inline REdge* edgeOpposite(const RTriangle& rt, int i) {
+    return rt.getRE(i);
 }
 
 }  // namespace TARN_KEL

@@ -1,5 +1,7 @@
 #include "CMesh.h"
 
+#include <thread>
+
 #include "HashIndex.h"
 #include "freeFunctions.h"
 #include "support/coarse.h"
@@ -136,6 +138,36 @@ TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
     EXPECT_EQ(std::pair(pCopy->vExtraBundles.size(), pCopy->sExtraVtx.size()), std::pair(std::size_t{2}, std::size_t{2}));
     EXPECT_EQ(pCopy->sExtraVtx.count(pCopy->getVtx(cell(17, 17, 16))), 1U) << "the table and the list know one bundle";
     EXPECT_EQ(firstFault(*pCopy), "");
+}
+
+TEST(CMesh, constOperationsAgreeOnSeveralThreads) {
+    struct Answer {
+        std::vector<CEdge*> vCE;
+        std::vector<Point3*> vPoint;
+        double area = 0.0;
+        bool operator==(const Answer&) const = default;
+    };
+    const auto ask = [](const CMesh& mesh) {
+        Answer answer;
+        mesh.getDegN(-99, answer.vCE);
+        mesh.getPoints(answer.vPoint);
+        answer.area = mesh.getArea();
+        return answer;
+    };
+    for (unsigned size = 1; size < 30; ++size) {
+        Sheet sheet(size, size);  // edges to be sorted, vertices to be looked up: all at the first question
+        for (const bool bMore : {false, true}) {
+            if (bMore) sheet.withFin(0, 0);
+            std::vector<Answer> vAnswer(4);
+            std::vector<std::thread> vThread;
+            for (Answer& answer : vAnswer)
+                vThread.emplace_back([&] { answer = ask(sheet.mesh); });
+            for (std::thread& thread : vThread)
+                thread.join();
+            EXPECT_EQ(vAnswer, std::vector<Answer>(4, ask(sheet.mesh)));
+            EXPECT_EQ(vAnswer[0].vCE.size(), size * (3 * size + 2) + (bMore ? 2 : 0));
+        }
+    }
 }
 
 TEST(CMesh, reportsWhatItHas) {

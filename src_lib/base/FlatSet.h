@@ -4,29 +4,28 @@
 #include <cstddef>
 #include <vector>
 
+#include "OnDemand.h"
+
 namespace TARN_KEL {
 
-/// A set as a sorted vector without repeats, for elements that come in bulk and are read afterwards.
+/// A set as a sorted vector without repeats, for elements that are entered in bulk and read afterwards.
 ///
-/// Insertion appends; the first reading operation after insertions puts the vector in order. So n insertions followed by
-/// readings cost O(n log n) in all, with no node per element, but turns of one insertion and one reading cost O(n) each.
-/// Readers on several threads are safe once one reading operation has run since the last change.
+/// Insertion appends; the first reading operation after insertions sorts the vector. So n insertions followed by readings
+/// cost O(n log n) in all, with no node per element, but alternating insertions and readings cost O(n) each. Reading is safe
+/// on several threads.
 template <typename T>
 class FlatSet {
 public:
     using const_iterator = typename std::vector<T>::const_iterator;
 
     void insert(const T& element) {
-        if (bSorted && !vElements.empty()) {
+        if (order.isUpToDate() && !vElements.empty()) {
             if (element == vElements.back()) return;
-            bSorted = vElements.back() < element;
+            if (!(vElements.back() < element)) order.invalidate();
         }
         vElements.push_back(element);
     }
-    void clear() {
-        vElements.clear();
-        bSorted = true;
-    }
+    void clear() { vElements.clear(); }
 
     /// In ascending order.
     const_iterator begin() const { return settled().begin(); }
@@ -40,16 +39,15 @@ public:
 
 private:
     const std::vector<T>& settled() const {
-        if (!bSorted) {
+        order.bringUpToDate([this] {
             std::sort(vElements.begin(), vElements.end());
             vElements.erase(std::unique(vElements.begin(), vElements.end()), vElements.end());
-            bSorted = true;
-        }
+        });
         return vElements;
     }
 
     mutable std::vector<T> vElements;
-    mutable bool bSorted = true;  // ascending, without repeats
+    OnDemand order;  // ascending, without repeats
 };
 
 }  // namespace TARN_KEL

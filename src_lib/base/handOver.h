@@ -12,4 +12,13 @@ T* handOver(std::unique_ptr<T> pOwned, std::vector<T*>& vOwner) {
     return pOwned.release();
 }
 
+/// The reverse: deletes what is in such a vector, the last one first, and empties it.
+template <typename T>
+void deleteAll(std::vector<T*>& vOwner) {
+    while (!vOwner.empty()) {
+        delete vOwner.back();
+        vOwner.pop_back();
+    }
+}
+
 }  // namespace TARN_KEL

@@ -3,9 +3,9 @@
 // Flips, splits (CEdge_operators.cpp) and collapses follow one pattern: kill the old triangles, make the new ones. Nothing
 // is edited in place, so a pass may hold pointers to triangles over any of these calls and ask them whether they are alive.
 //
-// A collapse hangs the star of one vertex on another one. The triangles on the edge between the two go. It can go wrong in
-// one way that no later step would mend: where x-y is an edge of the ring of src and x-y-trg is a triangle already, as in a
-// tetrahedron, the star would bring it a second time.
+// A collapse moves the triangles at one vertex to another one; those on the edge between the two die. One kind of damage
+// would not be mended by any later step: where x-y is an edge of the ring of src and x-y-trg is a triangle already, as in a
+// tetrahedron, the collapse would create that triangle a second time.
 //
 //          x                          x
 //        / | \                        | \         .
@@ -13,10 +13,10 @@
 //        \ | /                        | /         .
 //          y                          y
 //
-// Cells that the repair adds have no point of the scan. Such a cell gets a bundle of the mesh's own. Most of them can be
-// collapsed into a neighbour right away; what stays is placed among its neighbours. Points of the scan count for more than
-// points that were placed in this way themselves. The mean alone would put the vertices of a flat area on one line now and
-// then, exactly; so the vertex goes a little beyond it, by a step in which chance has its part.
+// Cells that the repair adds have no point of the scan. Such a cell gets a bundle owned by the mesh. Most of them can be
+// collapsed onto a neighbour at once; the others are placed among their neighbours. Points of the scan take precedence over
+// points that were placed in this way themselves. The mean alone would sometimes put vertices of a flat area exactly on one
+// line; so the vertex is placed slightly beyond the mean, with a small random step.
 #include "CMesh.h"
 
 #include <algorithm>
@@ -24,7 +24,10 @@
 #include <limits>
 #include <new>
 #include <tuple>
+#include <utility>
 
+#include "meshCore.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -58,7 +61,7 @@ struct SortedCorners {
     VCD c0, c1, c2;
     CTriangle* pCT;
 
-    bool isSameTriple(const SortedCorners& other) const { return c0 == other.c0 && c1 == other.c1 && c2 == other.c2; }
+    std::tuple<VCD, VCD, VCD> corners() const { return {c0, c1, c2}; }
     /// By address means by creation.
     bool operator<(const SortedCorners& other) const {
         return std::tie(c0, c1, c2, pCT) < std::tie(other.c0, other.c1, other.c2, other.pCT);
@@ -72,18 +75,18 @@ struct SortedCorners {
 CCD CMesh::collapseEdgeToMidpoint(CEdge* pCE) {
     if (pCE->getDegree() == 0) return ~CCD{0};
     *getVtx(pCE->v1) = pCE->getCenter(this);
-    hangTriangles(pCE->v0, pCE->v1);
+    moveTriangles(pCE->v0, pCE->v1);
     return pCE->v1;
 }
 
 bool CMesh::collapseEdgeToEndpoint(CEdge* pCE, VCD src, VCD trg) {
     ASSEX((src==pCE->v0 && trg==pCE->v1) || (src==pCE->v1 && trg==pCE->v0));
     if (pCE->getDegree() == 0 || !canCollapseWithoutDups(src, trg)) return false;
-    hangTriangles(src, trg);
+    moveTriangles(src, trg);
     return true;
 }
 
-void CMesh::hangTriangles(VCD src, VCD trg) {
+void CMesh::moveTriangles(VCD src, VCD trg) {
     std::vector<CTriangle*> vIncT;
     getIncidentT(src, vIncT);
     ASSEX(!vIncT.empty());
@@ -99,11 +102,7 @@ bool CMesh::canCollapseWithoutDups(VCD src, VCD trg) const {
     std::vector<CTriangle*> vSrcT;
     getIncidentT(src, vSrcT);
     if (vSrcT.empty() || !hasIncidentT(trg)) return false;
-    return std::none_of(vSrcT.begin(), vSrcT.end(), [&](const CTriangle* pCT) {
-        if (pCT->has(trg)) return false;
-        const CEdge* pRingCE = pCT->getCEdge(pCT->getICI(src));
-        return pRingCE->hasAdjT(pRingCE->v0, pRingCE->v1, trg);
-    });
+    return !wouldMakeDups(vSrcT, src, trg);
 }
 
 // ---- Duplicates and degenerate triangles
@@ -119,16 +118,15 @@ int CMesh::killDups() {
     std::transform(vEntry.begin(), vEntry.end(), vAllCT.begin(), [](const SortedCorners& entry) { return entry.pCT; });
 
     int numKilled = 0;
-    const SortedCorners* pSurvivor = nullptr;
-    for (const SortedCorners& entry : vEntry) {
-        if (!entry.pCT->isAlive()) continue;
-        if (pSurvivor != nullptr && pSurvivor->isSameTriple(entry)) {
-            entry.pCT->kill(this);
+    const auto cornersOf = [](const SortedCorners& entry) { return entry.corners(); };
+    forEachRun(vEntry.begin(), vEntry.end(), cornersOf, [&](auto first, auto end) {
+        bool bSurvivor = false;
+        for (auto it = first; it != end; ++it) {
+            if (!it->pCT->isAlive() || !std::exchange(bSurvivor, true)) continue;
+            it->pCT->kill(this);
             ++numKilled;
-        } else {
-            pSurvivor = &entry;
         }
-    }
+    });
     return numKilled;
 }
 
@@ -162,11 +160,8 @@ bool CMesh::laplacianForOne(VCD vcd) {
 
     std::vector<CTriangle*> vIncT;
     getIncidentT(vcd, vIncT);
-    for (const CTriangle* pCT : vIncT) {
-        const double devAngle = pCT->getDevIfRepl(this, pCT->getICI(vcd), target);
-        out() << "devAngle would be " << devAngle << "\n";
-        if (devAngle > MAX_TURN) return false;
-    }
+    const auto turnOf = [&](const CTriangle& ct) { return ct.getDevIfRepl(this, ct.getICI(vcd), target); };
+    if (wouldTurnTooFar(vIncT, MAX_TURN, turnOf)) return false;
     *pVtx = target;
     return true;
 }

@@ -35,18 +35,7 @@ void enterLast(std::vector<std::pair<VCD, CPatch*>>& vPair, std::map<VCD, CPatch
 }  // namespace
 
 void CMesh::deletePatches() {
-    for (const CPatch* pPatch : vPatches)
-        delete pPatch;
-    vPatches.clear();
-}
-
-void CMesh::startPatches() {
-    deletePatches();
-    for (CTriangle* pCT : vAllCT) {
-        if (!pCT->isAlive()) continue;
-        pCT->setPatch(nullptr);
-        pCT->bVisited = false;
-    }
+    deleteAll(vPatches);
 }
 
 CPatch* CMesh::startPatch(std::vector<CPatch*>& vOwnerPatches) {
@@ -55,7 +44,8 @@ CPatch* CMesh::startPatch(std::vector<CPatch*>& vOwnerPatches) {
 
 void CMesh::createCCPatches() {
     AnyEdge cross;
-    startPatches();
+    deletePatches();
+    forgetPatches(vAllCT);
     std::vector<CTriangle*> vStack;
     for (CTriangle* pCT : vAllCT)
         if (pCT->isAlive() && !pCT->bVisited) fillPatch(pCT, *startPatch(vPatches), vStack, cross);
@@ -63,7 +53,8 @@ void CMesh::createCCPatches() {
 
 void CMesh::createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vOutPatches, std::map<VCD, CPatch*>& mVCD2Patch,
                           std::vector<CEdge*>& vMECE) {
-    startPatches();
+    deletePatches();
+    forgetPatches(vAllCT);
     cutUnvisited(pFences, vPatches, mVCD2Patch, vMECE);
     vOutPatches.insert(vOutPatches.end(), vPatches.begin(), vPatches.end());
 }

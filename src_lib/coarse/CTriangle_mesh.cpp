@@ -5,7 +5,7 @@
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "freeFunctions.h"
-#include "tools.h"
+#include "meshCore.h"
 
 namespace TARN_KEL {
 
@@ -38,11 +38,7 @@ void CTriangle::getNeigs(int i, std::vector<CTriangle*>& vNeigs) const {
 }
 
 void CTriangle::kill(CMesh* pCMesh) {
-    ASSEX(bAlive);
-    for (int i = 0; i < 3; ++i)
-        getCE(i)->checkOut(this);
-    pCMesh->unregisterTriangle(this);
-    bAlive = false;
+    killTriangle(this, pCMesh);
 }
 
 CTriangle::CornerPoints CTriangle::pointsOf(const CMesh* pCMesh) const {

@@ -9,6 +9,7 @@
 
 #include "RMesh.h"
 #include "radixSort.h"
+#include "runs.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -121,13 +122,11 @@ private:
 
         std::vector<Waiting> vSorted;
         transform_MT(vKey, vSorted, [&](std::uint64_t key) { return toWaiting(vCandidates[key & ~UPPER_HALF]); });
-        for (auto it = vKey.begin(); it != vKey.end();) {
-            const auto isOther = [half = *it & UPPER_HALF](std::uint64_t key) { return (key & UPPER_HALF) != half; };
-            const auto itEnd = std::find_if(it + 1, vKey.end(), isOther);
+        const auto upperHalf = [](std::uint64_t key) { return key & UPPER_HALF; };
+        forEachRun(vKey.begin(), vKey.end(), upperHalf, [&](auto it, auto itEnd) {
             if (itEnd - it > 1)
                 std::stable_sort(vSorted.begin() + (it - vKey.begin()), vSorted.begin() + (itEnd - vKey.begin()), isCheaper);
-            it = itEnd;
-        }
+        });
         return vSorted;
     }
     /// Empties the heap; what was in it, in order.
@@ -159,8 +158,7 @@ private:
     std::vector<Single> vHeap;  // the first to go at the front
     std::size_t numPushed = 0;
     std::size_t numEntries = 0;
-    Lot* pFirstLot =
-        nullptr;  // the oldest of the lots with the lowest head; null: the heap has a lower one, or all is empty
+    Lot* pFirstLot = nullptr;    // the oldest lot with the lowest head; null: the heap has a lower one, or all is empty
     double secondPenalty = 0.0;  // the lowest of the other heads: below it pFirstLot stays the first
     const Waiting* pComingUp = nullptr;
 };

@@ -8,7 +8,7 @@
 
 namespace TARN_KEL {
 
-/// The vertex that goes in a collapse, and the one that it goes to. iDir as in RECandidate.
+/// The vertex that is collapsed, and the one that it is collapsed onto. iDir as in RECandidate.
 inline std::pair<Point3*, Point3*> sourceAndTarget(const REdge& edge, int iDir) {
     return iDir == 0 ? std::pair(edge.pVtx0, edge.pVtx1) : std::pair(edge.pVtx1, edge.pVtx0);
 }
@@ -18,10 +18,10 @@ inline void prefetch(const void* p) {
     __builtin_prefetch(p);
 }
 
-/// Brings what penalties need near before they are asked for. Candidates come up all over the mesh, the triangles at a
-/// vertex are a linked list through memory, and waiting for each in turn would cost more than the penalty. So the lists of
-/// the next few candidates are walked side by side, each by one link at a time while others are at work. The mesh may change
-/// meanwhile: then something else is fetched.
+/// Fetches what penalties need into the cache before they are computed. Candidates come up all over the mesh, the triangles
+/// at a vertex are a linked list through memory, and waiting for each in turn would cost more than the penalty. So the lists
+/// of the next few candidates are walked side by side, one link at a time. The mesh may change meanwhile; then something
+/// else is fetched.
 class CollapseLookahead {
 public:
     explicit CollapseLookahead(const RMesh& theMesh) : mesh(theMesh) {}
@@ -32,8 +32,7 @@ public:
         prefetch(pRE);
         aWalk[numWalks++] = {pRE, iDir, 0, 0};
     }
-    /// To be called between one penalty and the next. Every second call does nothing: memory takes longer than the work of
-    /// one.
+    /// To be called between one penalty and the next. Every second call does nothing: memory takes longer than one penalty.
     void step() {
         if (bResting = !bResting; bResting) return;
         for (std::size_t i = numWalks; i-- > 0;)

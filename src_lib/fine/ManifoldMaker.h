@@ -1,27 +1,25 @@
 #pragma once
 
+#include "Facing.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
 class RMesh;
 
-/// How a component without a border is to face: outward, or as most of its triangles do.
-enum class Facing { OUTWARD, AS_MOST };
-
 /// Makes a fine mesh manifold and oriented, in place: what makeManifold() promises.
 ///
-/// Components, fans and borders are told by vertices, not by their places: where sheets part, new vertices stand at the
-/// place of the old one. Nothing is changed in a mesh that is in order. O(n log n) for edges of few triangles; an edge of k
-/// triangles costs O(k log k).
-/// A component with a border faces as most of its triangles do.
+/// Components, fans and borders are defined by vertices, not by places: where sheets are separated, new vertices are created
+/// at the place of the old one. A mesh that is in order isn't changed.
+/// facing: for components without a border; one with a border faces as most of its triangles do.
+/// Cost: O(n log n) for edges of few triangles; an edge of k triangles costs O(k log k).
 ManifoldReport makeManifold(RMesh& mesh, Facing facing = Facing::OUTWARD);
 
-/// Takes the flat triangles out of a mesh that is manifold but for them, so that it stays manifold and oriented.
+/// Removes the flat triangles from a mesh that is manifold but for them, so that it is manifold and oriented afterwards.
 ///
-/// As a rule by steps that leave the surface what it is; where there is none, because the surface is as thin as the triangle
-/// there, the whole mesh is made manifold: then a tube parts where it was pinched. A mesh that wasn't manifold comes
-/// out in order only if that happens. A run must be open. O(n), and what makeManifold() costs where it has to.
+/// Usually each step keeps the surface connected as it is. Where no such step exists, because the surface is as thin as the
+/// triangle there, the whole mesh is made manifold, which separates a tube where it is pinched. A mesh that isn't manifold
+/// is put in order only if that happens. Cost: O(n), plus that of makeManifold() where it is needed.
 void removeFlatFromManifold(RMesh& mesh);
 
 }  // namespace TARN_KEL

@@ -6,6 +6,8 @@
 #include <algorithm>
 
 #include "RMesh.h"
+#include "flood.h"
+#include "runs.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -40,13 +42,14 @@ void MembraneRemover::growPatch(RTriangle* pSeed) {
     Members& members = vMembers.emplace_back();
     vPatchOf[mesh.poolRT.indexOf(pSeed)] = patch;
     std::vector<RTriangle*> vT{pSeed};
-    for (std::size_t i = 0; i < vT.size(); ++i)
-        for (const REdge* pRE : {vT[i]->pRE12, vT[i]->pRE02, vT[i]->pRE01}) {
-            RTriangle* pNeigT = pRE->getUniqueOtherTriangle(vT[i]);
-            if (pNeigT == nullptr || vPatchOf[mesh.poolRT.indexOf(pNeigT)] != NO_PATCH) continue;
-            vPatchOf[mesh.poolRT.indexOf(pNeigT)] = patch;
-            vT.push_back(pNeigT);
-        }
+    const auto forEachNext = [](const RTriangle* pRT, auto&& offer) {
+        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
+            if (RTriangle* pNeigT = pRE->getUniqueOtherTriangle(pRT)) offer(pNeigT);
+    };
+    floodInOrder(vT, forEachNext, [&](const RTriangle* pRT) {
+        Patch& patchOfIt = vPatchOf[mesh.poolRT.indexOf(pRT)];
+        return patchOfIt == NO_PATCH ? (patchOfIt = patch, true) : false;
+    });
     members.size = vT.size();
     if (isSmall(patch)) members.vT = std::move(vT);
 }
@@ -75,16 +78,16 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 /// others along edges isn't a wall: it comes to each of them with two triangles.
 bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
     int gain = 0;
+    bool bBorderLeft = false;
     const std::vector<const REdge*> vRim = rimOf(vMembers[patch].vT);
-    for (auto it = vRim.begin(); it != vRim.end();) {
-        const auto itEnd = std::find_if(it, vRim.end(), [it](const REdge* pRE) { return pRE != *it; });
-        const auto numOwn = static_cast<std::size_t>(itEnd - it), degree = (*it)->vRT.size();
-        it = itEnd;
-        if (degree == 1 && !bFlaps) return false;
-        if (numOwn + 1 == degree) return false;
+    const auto visit = [&](auto first, auto end) {
+        const auto numOwn = static_cast<std::size_t>(end - first), degree = (*first)->vRT.size();
+        if ((degree == 1 && !bFlaps) || numOwn + 1 == degree) bBorderLeft = true;
         if (degree > 1 && numOwn % 2 == 1) gain += degree % 2 == 1 ? 1 : -1;
-    }
-    return gain > 0;
+    };
+    forEachRun(
+        vRim.begin(), vRim.end(), [](const REdge* pRE) { return pRE; }, visit);
+    return !bBorderLeft && gain > 0;
 }
 
 /// Returns the number of triangles.

@@ -16,18 +16,19 @@ class RTriangle;
 
 /// Removes small patches from a fine mesh where that opens nothing.
 ///
-/// A patch is what hangs together over edges of degree 2. A membrane is one whose rim edges all have degree 3 or more, so
-/// that at least two triangles stay on each of them: a wall across a bubble, the floor under a bump. A flap has border edges
-/// as well; its removal takes them along and makes none. Each removal may turn rim edges into inner ones, and so join the
-/// patches beside it to one.
+/// A patch is connected over edges of degree 2. A membrane is a patch whose rim edges all have degree 3 or more, so that at
+/// least two triangles remain on each of them: a wall across a bubble, the floor under a bump. A flap has border edges as
+/// well, which are removed with it; no new ones arise. Each removal may turn rim edges into inner ones, and so join the
+/// patches beside it.
 class MembraneRemover {
 public:
-    /// Finds the patches. maxSize: the largest one, in triangles, that may go. The mesh must outlive this object and be
-    /// changed by it alone. O(n).
+    /// Finds the patches. The mesh must outlive this object and be changed by it alone. Cost: O(n).
+    /// maxSize: size of the largest patch that may be removed, in triangles.
     MembraneRemover(RMesh& mesh, std::size_t maxSize);
 
-    /// While there is one, removes the smallest membrane, with bFlaps also flaps; of equal ones the oldest. Returns the
-    /// number of triangles that went. O(n log n).
+    /// Removes membranes, the smallest one first, of equal ones the oldest, until none is left.
+    /// bFlaps: remove flaps too.
+    /// Returns the number of killed triangles. Cost: O(n log n).
     std::size_t run(bool bFlaps);
 
 private:

@@ -1,44 +1,35 @@
 // Reduction: vertices collapse onto neighbours, the cheapest collapse first.
 //
-// Every edge gives two candidates, one a direction. They wait in a queue by penalty: the mean turn of the normals round the
-// vertex that goes, and a little for the length, so that flat places go first, and there the short edges.
+// Every edge gives two candidates, one per direction. They wait in a queue by penalty (PenaltyMeter).
 //
-//        a-------b                a-------b
-//       / \     / \              / \  ___/ \        src-trg collapses by the turns of (src, a, b) to (trg, a, b) and of
-//      f---src-trg-c            f-----trg---c       the others at src. What is on both ends dies.
-//       \ /     \ /              \ / \___  /
-//        e-------d                e-------d
+// A collapse changes the penalties around it, but not the queue. A candidate is judged again when its turn comes: it is
+// dropped when its collapse isn't allowed any more, and goes back when it has become much more expensive. One that has
+// become cheaper would come too late, so now and then the candidates near all collapses so far enter the queue anew, beside
+// those that are in it. That happens every few thousand collapses in the cheap part, and more often where penalties are
+// large.
 //
-// A collapse changes the penalties around it, but not the queue. A candidate is looked at again when its turn comes: it
-// dies when its collapse isn't allowed any more, and goes back when it has become much dearer. One that has become cheaper
-// would come too late, so now and then the candidates near all collapses so far enter the queue anew, beside those that are
-// in it. That happens every few thousand collapses in the cheap part, and more often where penalties are large.
-//
-// All evaluations of many edges at once run on the pool; collapses are the calling thread's. To look again is most of its
-// work, and mostly in vain: where nothing has changed the penalty is the same double. A penalty hangs on the triangles at
+// All evaluations of many edges at once run on the pool; collapses run on the calling thread. Judging again is most of its
+// work, and mostly in vain: where nothing has changed the penalty is the same double. A penalty depends on the triangles at
 // src and on which triangles trg has, and a collapse that changes these has src or trg as a corner of a changed triangle. So
-// each vertex keeps the number of the last collapse that changed a triangle of its own, and a candidate how many collapses
-// its penalty knows.
+// each vertex keeps the number of the last collapse that changed a triangle there, and a candidate keeps how many collapses
+// its penalty takes into account.
 //
-// The order of penalties jumps about the mesh, so memory is what a reduction waits for. Of the candidates that come up most
-// are dead, which a bit for each edge tells without a look at the edge; what the others need is fetched some pops ahead
-// (CollapseLookahead). Where many edges are evaluated at once it is done vertex by vertex: all collapses of a vertex share
-// the normals round it.
+// The order of penalties jumps across the mesh, so a reduction mainly waits for memory. Most candidates that come up are
+// dead, which a bit per edge tells without a look at the edge; what the others need is fetched some pops ahead
+// (CollapseLookahead).
 #include <algorithm>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
-#include <limits>
 #include <utility>
 #include <vector>
 
 #include "CandidateQueue.h"
 #include "CollapseLookahead.h"
+#include "CollapsePenalty.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "freeFunctions.h"
-#include "radixSort.h"
-#include "runTasks.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -46,253 +37,14 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double FORBIDDEN = std::numeric_limits<double>::max();
 constexpr double RADIANS_PER_DEGREE = 0.01745329251;
-constexpr double TURN_WEIGHT = 100.0;
-constexpr double MIN_NORMAL = 1e-10;                           // twice the area of the triangle, squared length units
-constexpr double CHEAP = 2.0;                                  // goes ahead whatever it was before
+constexpr double CHEAP = 2.0;                                  // performed however cheap it was before
 constexpr double MAX_RISE = 3.0;                               // of a penalty while it waited; more sends the candidate back
 constexpr double DEAR = 6.0;                                   // from here on the queue is refilled often
 constexpr std::size_t MANY_TOUCHED = 5000, SOME_TOUCHED = 50;  // collapses between two refills, cheap and dear
 constexpr std::size_t MIN_FULL = 3, MAX_FULL = 999;            // with so many collapses all edges may be evaluated anew,
 constexpr int MAX_FULL_REFILLS = 4;                            // but only so often
-constexpr double STRAIGHT = 170.0;                             // degrees between the border edges of a vertex that may go
-constexpr std::size_t NUM_CHUNKS = 36, MIN_CHUNK = 100;        // edges a task
-
-/// The side of a triangle opposite src, from a to b in the triangle's order, and what a collapse of src needs to know of the
-/// triangle, whatever trg is.
-struct RingSide {
-    RingSide(const RTriangle& rt, const Point3* pSrc) : pRT(&rt) {
-        if (rt.aCorners[0] == pSrc) {
-            a = rt.aCorners[1], b = rt.aCorners[2], pRE = rt.pRE12;
-        } else if (rt.aCorners[1] == pSrc) {
-            a = rt.aCorners[2], b = rt.aCorners[0], pRE = rt.pRE02;
-        } else {
-            a = rt.aCorners[0], b = rt.aCorners[1], pRE = rt.pRE01;
-        }
-    }
-    void measure(const Point3* pSrc) {
-        side = *b - *a;
-        const Vector3 normal = crossProduct(side, *pSrc - *a);
-        bDegenerate = normal.isDegenerate();
-        unitNormal = normalize(normal);
-        bMeasured = true;
-    }
-    bool has(const Point3* pTrg) const { return a == pTrg || b == pTrg; }
-    /// The third corner of the other triangle on this side, when there is one.
-    void findApex() {
-        const auto& vRT = pRE->vRT;
-        bCrowded = vRT.size() > 2;
-        if (vRT.size() != 2) return;
-        const Point3* const* p = vRT[vRT[0] == pRT ? 1 : 0]->aCorners;
-        pApex = !has(p[0]) ? p[0] : !has(p[1]) ? p[1] : p[2];
-    }
-    /// Another triangle with corner pTrg stands on this side.
-    bool isSideOf(const Point3* pTrg) const {
-        if (!bCrowded) return pTrg == pApex;
-        return std::any_of(pRE->vRT.begin(), pRE->vRT.end(),
-                           [this, pTrg](const RTriangle* pOther) { return pOther != pRT && pOther->has(pTrg); });
-    }
-
-    const RTriangle* pRT;
-    const Point3 *a, *b;
-    const REdge* pRE;
-    Vector3 side, unitNormal;
-    const Point3* pApex = nullptr;
-    bool bMeasured = false;    // side, unitNormal and bDegenerate are known
-    bool bDegenerate = false;  // without a normal
-    bool bCrowded = false;     // more than one other triangle
-};
-
-/// The triangles at a vertex that may go, looked at once for all its neighbours.
-class SourceRing {
-public:
-    /// vIncT: the triangles at pSrc. They lie anywhere in memory, and waiting for one after the other is most of what a
-    /// penalty costs; so all is fetched one step along the pointers ahead of its use.
-    void gather(const std::vector<RTriangle*>& vIncT, const Point3* pSrc) {
-        vSide.clear();
-        pCentre = pSrc;
-        bApexes = false;
-        for (const RTriangle* pRT : vIncT) {
-            prefetch(pRT->aCorners);
-            prefetch(&pRT->pRE02);
-        }
-        for (const RTriangle* pRT : vIncT) {
-            const RingSide& ringSide = vSide.emplace_back(*pRT, pSrc);
-            prefetch(&ringSide.pRE->vRT);
-            prefetch(ringSide.a);
-        }
-    }
-    const std::vector<RingSide>& sides() const { return vSide; }
-
-    /// The mean turn of the normals in a collapse onto pTrg, radians; FORBIDDEN when it isn't allowed.
-    double meanTurn(const Point3* pTrg, double maxDevRad) {
-        double sum = 0.0;
-        int count = 0;
-        for (RingSide& ringSide : vSide) {
-            if (ringSide.has(pTrg)) continue;  // dies
-            if (!ringSide.bMeasured) ringSide.measure(pCentre);
-            if (ringSide.bDegenerate) {
-                out() << "current triangle is degenerate\n";
-                continue;
-            }
-            const Vector3 newNormal = crossProduct(ringSide.side, *pTrg - *ringSide.a);
-            const double newLength = newNormal.length();
-            if (MIN_NORMAL > newLength) return FORBIDDEN;
-            const double angle = getAngleRad(ringSide.unitNormal, newNormal / newLength);
-            if (angle > maxDevRad) return FORBIDDEN;
-            sum += angle;
-            ++count;
-        }
-        if (!std::exchange(bApexes, true))
-            for (RingSide& ringSide : vSide)
-                ringSide.findApex();
-        for (const RingSide& ringSide : vSide)
-            if (!ringSide.has(pTrg) && ringSide.isSideOf(pTrg)) return FORBIDDEN;  // two triangles on the same corners
-        return count == 0 ? 0.0 : sum * TURN_WEIGHT / count;
-    }
-
-private:
-    std::vector<RingSide> vSide;
-    const Point3* pCentre = nullptr;
-    bool bApexes = false;  // found; a collapse that turns too much doesn't get there
-};
-
-bool isAllowed(double penalty) {
-    return penalty != FORBIDDEN;
-}
-
-/// Without an edge when the collapse isn't allowed.
-RECandidate candidateOf(REdge* pRE, int iDir, double penalty) {
-    return isAllowed(penalty) ? RECandidate{pRE, iDir, penalty} : RECandidate{};
-}
-
-/// Penalties on a mesh, one after the other. What a vertex has around it is kept for the next question, so it is cheap to
-/// ask for all collapses of a vertex in turn.
-class PenaltyMeter {
-public:
-    PenaltyMeter(const RMesh& theMesh, double theMaxSqLen, double theMaxDevRad)
-        : mesh(theMesh), maxSqLen(theMaxSqLen), maxDevRad(theMaxDevRad) {}
-
-    double penaltyOf(const REdge& edge, int iDir) {
-        if (edge.vRT.empty()) return FORBIDDEN;
-        const auto [pSrc, pTrg] = sourceAndTarget(edge, iDir);
-        const double sqLen = (*pTrg - *pSrc).sqLength();
-        if (sqLen > maxSqLen) return FORBIDDEN;
-        lookAt(pSrc);
-        const double penalty = ring.meanTurn(pTrg, maxDevRad) + std::sqrt(std::sqrt(sqLen) / mesh.getSideLen());
-        return std::isfinite(penalty) && penalty < FORBIDDEN ? penalty : FORBIDDEN;
-    }
-    /// As before a question about a collapse of that vertex.
-    void lookAt(const Point3* pSrc) {
-        if (pSrc == pLookedAt) return;
-        vIncT.clear();
-        mesh.getIncidentT(pSrc, vIncT);
-        ring.gather(vIncT, pSrc);
-        pLookedAt = pSrc;
-    }
-    /// To be called when the mesh has changed.
-    void forget() {
-        pLookedAt = nullptr;
-        vIncT.clear();
-    }
-    /// The triangles at the vertex last looked at, none when the mesh has changed since; and what is opposite it.
-    const std::vector<RTriangle*>& trianglesLookedAt() const { return vIncT; }
-    const std::vector<RingSide>& sidesLookedAt() const { return ring.sides(); }
-
-private:
-    const RMesh& mesh;
-    const double maxSqLen, maxDevRad;
-    const Point3* pLookedAt = nullptr;
-    std::vector<RTriangle*> vIncT;
-    SourceRing ring;
-};
-
-bool isCandidate(const RECandidate& candidate) {
-    return candidate.pRE != nullptr;
-}
-
-}  // namespace
-
-// ---- Penalties ----------------------------------------------------------------------------------------------------------
-
-double RMesh::getPenalty(const REdge* pRE, int iDir, double maxSqLen, double maxDevRad,
-                         std::vector<RTriangle*>& vIncT) const {
-    PenaltyMeter meter(*this, maxSqLen, maxDevRad);
-    const double penalty = meter.penaltyOf(*pRE, iDir);
-    vIncT = meter.trianglesLookedAt();
-    return penalty;
-}
-
-RECandidate RMesh::getRECand(REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const {
-    return candidateOf(pRE, iDir, getPenalty(pRE, iDir, maxSqLen, maxDevRad, vIncT));
-}
-
-namespace {
-
-/// The collapses of the edges [from, to) of a list, source by source in the order in which vertices lie in memory, and each
-/// as its position: twice that of the edge in the list, and iDir. Dead edges have none.
-std::vector<std::size_t> collapsesBySource(const RMesh& mesh, const std::vector<REdge*>& vRE, std::size_t from,
-                                           std::size_t to) {
-    constexpr int OFFSET_BITS = 33;  // what the number of a vertex leaves
-    constexpr std::uint64_t OFFSET = (std::uint64_t{1} << OFFSET_BITS) - 1;
-    std::vector<std::uint64_t> vCode;
-    vCode.reserve(2 * (to - from));
-    for (std::size_t i = from; i < to; ++i) {
-        if (vRE[i]->vRT.empty()) continue;
-        for (const int iDir : {0, 1}) {
-            const std::uint64_t source = mesh.getVtxIndex(vRE[i]->getVertex(iDir));
-            vCode.push_back(source << OFFSET_BITS | (2 * (i - from) + static_cast<std::size_t>(iDir)));
-        }
-    }
-    radixSortOnThreads(
-        vCode.data(), vCode.size(), [](std::uint64_t code) { return code; }, 1);
-    for (std::uint64_t& code : vCode)
-        code = 2 * from + (code & OFFSET);
-    return vCode;
-}
-
-}  // namespace
-
-void RMesh::createREC_MT(std::size_t from, std::size_t to, double maxSqLen, double maxDevRad,
-                         const std::vector<REdge*>& vInRE, std::vector<RECandidate>& vEntries, int) const {
-    constexpr std::size_t AHEAD = 24;
-    std::fill(vEntries.begin() + static_cast<std::ptrdiff_t>(2 * from),
-              vEntries.begin() + static_cast<std::ptrdiff_t>(2 * to), RECandidate());
-    const auto sourceOf = [&vInRE](std::size_t i) { return vInRE[i / 2]->getVertex(static_cast<int>(i % 2)); };
-    const std::vector<std::size_t> vCollapse = collapsesBySource(*this, vInRE, from, to);
-    PenaltyMeter meter(*this, maxSqLen, maxDevRad);
-    CollapseLookahead lookahead(*this);
-    for (std::size_t k = 0; k < vCollapse.size(); ++k) {
-        const std::size_t i = vCollapse[k];
-        const int iDir = static_cast<int>(i % 2);
-        lookahead.step();
-        if (k + AHEAD < vCollapse.size()) {
-            const std::size_t next = vCollapse[k + AHEAD], before = vCollapse[k + AHEAD - 1];
-            if (sourceOf(next) != sourceOf(before)) lookahead.add(vInRE[next / 2], static_cast<int>(next % 2));
-        }
-        vEntries[i] = candidateOf(vInRE[i / 2], iDir, meter.penaltyOf(*vInRE[i / 2], iDir));
-    }
-}
-
-void RMesh::getPrioqEntries(double maxDevRad, double maxSqLen, const std::vector<REdge*>& vInRE,
-                            std::vector<RECandidate>& vEntries) const {
-    const std::size_t n = vInRE.size();
-    vEntries.resize(2 * n);
-    const auto makeTask = [&](std::size_t from, std::size_t to) {
-        return [&, from, to](int threadId) { createREC_MT(from, to, maxSqLen, maxDevRad, vInRE, vEntries, threadId); };
-    };
-    const std::size_t chunk = std::max(n / NUM_CHUNKS, MIN_CHUNK);
-    std::vector<decltype(makeTask(0, 0))> vTask;
-    for (std::size_t from = 0; from < n; from += chunk)
-        vTask.push_back(makeTask(from, std::min(from + chunk, n)));
-    runTasks_MT(vTask);
-    std::erase_if(vEntries, [](const RECandidate& candidate) { return !isCandidate(candidate); });
-}
-
-// ---- The run ------------------------------------------------------------------------------------------------------------
-
-namespace {
+constexpr double STRAIGHT = 170.0;                             // degrees between the border edges of a vertex that may move
 
 /// One reduction of a mesh.
 class Reduction {

@@ -14,6 +14,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <optional>
 #include <set>
 #include <string>
 #include <tuple>
@@ -27,6 +28,7 @@
 #include "Random.h"
 #include "edgeGeometry.h"
 #include "freeFunctions.h"
+#include "lazyQueue.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -95,23 +97,21 @@ void RTop::flipBestFirst(bool bCountSteps) {
     std::multimap<double, REdge*, std::greater<>> mmCand(vCand.begin(), vCand.end());
     ProgressStep progress = bCountSteps ? ProgressStep("efLoop", 3 * vRE.size()) : ProgressStep();
     REdgeEnergy ee(pRMesh, nullptr);
-    while (!mmCand.empty()) {
-        const auto [savedImprovement, pRE] = *mmCand.begin();
-        mmCand.erase(mmCand.begin());
+    const auto judge = [&ee](REdge* pRE, double savedImprovement) -> std::optional<double> {
         ASSEX(savedImprovement>-double(1.79769313486231570814527423731704357e+308L));
         ASSEX(pRE!=NULL);
         ee.pRE = pRE;
         ee.tryCompute();
-        const double freshImprovement = ee.improvement;
-        if (savedImprovement > freshImprovement) {
-            if (freshImprovement > MIN_GAIN) mmCand.emplace(freshImprovement, pRE);
-            continue;
-        }
+        if (savedImprovement > ee.improvement && !(ee.improvement > MIN_GAIN)) return std::nullopt;
+        return ee.improvement;
+    };
+    const auto flip = [&](REdge* pRE, double freshImprovement) {
         progress.advance();
         ASSEX(freshImprovement>=0);
         ASSEX(pRE->getDegree()==2);
         pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
-    }
+    };
+    runLazily(mmCand, judge, flip);
     progress.finish();
 }
 
@@ -201,30 +201,23 @@ bool RTop::canFlip(Point3* p0, Point3* p1, Point3* pAlt0, Point3* pAlt1, double 
 
 int RTop::flipExtremeCaps() {
     double maxOldAngle, maxNewAngle, curDihedral, altDihedral;
-    const auto penaltyOf = [&](REdge* pRE) {
-        return getFlipPenalty(pRE, maxOldAngle, maxNewAngle, curDihedral, altDihedral);
+    const auto judge = [&](REdge* pRE) -> std::optional<double> {
+        const double penalty = getFlipPenalty(pRE, maxOldAngle, maxNewAngle, curDihedral, altDihedral);
+        if (penalty < DBL_MAX) return penalty;
+        return std::nullopt;
     };
     std::multimap<double, REdge*> mmCap;
-    for (REdge* pRE : pRMesh->getREdgesRef()) {
-        const double penalty = penaltyOf(pRE);
-        if (penalty < DBL_MAX) mmCap.emplace(penalty, pRE);
-    }
+    for (REdge* pRE : pRMesh->getREdgesRef())
+        if (const auto penalty = judge(pRE)) mmCap.emplace(*penalty, pRE);
     int numFlips = 0;
-    while (!mmCap.empty()) {
-        const auto [key, pRE] = *mmCap.begin();
-        mmCap.erase(mmCap.begin());
-        const double penalty = penaltyOf(pRE);
-        if (penalty > key) {
-            if (penalty < DBL_MAX) mmCap.emplace(penalty, pRE);
-            continue;
-        }
+    runLazily(mmCap, judge, [&](const REdge* pRE, double) {
         RTriangle *pRT0, *pRT1;
-        if (!pRE->getTwoTriangles(pRT0, pRT1, true)) continue;
+        if (!pRE->getTwoTriangles(pRT0, pRT1, true)) return;
         const FlipQuad quad(*pRE, pRT0, pRT1);
-        if (!canFlip(pRE->pVtx0, pRE->pVtx1, quad.pOppCorner0, quad.pOppCorner1, MAX_FOLD_OF_FLIP)) continue;
+        if (!canFlip(pRE->pVtx0, pRE->pVtx1, quad.pOppCorner0, quad.pOppCorner1, MAX_FOLD_OF_FLIP)) return;
         replaceTriangles(pRE, quad, pRMesh);
         ++numFlips;
-    }
+    });
     return numFlips;
 }
 

@@ -2,7 +2,7 @@
 #include "REdge.h"
 #include "RMesh.h"
 #include "RTriangle.h"
-#include "tools.h"
+#include "meshCore.h"
 
 namespace TARN_KEL {
 
@@ -16,11 +16,7 @@ bool RTriangle::hasBorder() const {
 }
 
 void RTriangle::kill(RMesh* pRMesh) {
-    ASSEX(bAlive);
-    for (int i = 0; i < 3; ++i)
-        getRE(i)->checkOut(this);
-    pRMesh->unregisterTriangle(this);
-    bAlive = false;
+    killTriangle(this, pRMesh);
 }
 
 }  // namespace TARN_KEL

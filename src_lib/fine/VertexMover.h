@@ -11,13 +11,12 @@ namespace TARN_KEL {
 
 /// Moves most vertices of a fine mesh, several times in a row.
 ///
-/// The result is that of RMesh::updateVertex for each vertex, one after the other, wherever the place is free. But a vertex
-/// costs it a search, an entry taken out and one put in, each of them a miss in the cache. So the table that finds vertices
-/// by their coordinates is left behind while this object lives, and made anew at the end; whether all places are free is
-/// seen from the hashes of old and new places when they are sorted. Only a round in which two places are equal goes through
-/// the table.
+/// The result is that of RMesh::updateVertex for one vertex after the other, wherever the place is free. But that costs a
+/// look-up, a removal and an insertion per vertex, each a cache miss. So the table that finds vertices by coordinates is out
+/// of date while this object lives, and rebuilt at the end; whether all places are free is seen by sorting the hashes of old
+/// and new places. Only a round in which two places are equal uses the table.
 ///
-/// While it lives nobody else may move vertices, make any, or look one up by its coordinates.
+/// While this object lives nobody else may move vertices, create any, or look one up by its coordinates.
 class VertexMover {
 public:
     /// The mesh must outlive this object. O(n), like the destructor.
@@ -26,9 +25,10 @@ public:
     VertexMover(const VertexMover&) = delete;
     VertexMover& operator=(const VertexMover&) = delete;
 
-    /// Moves each vertex in order, none twice. Left out is a move to a place that isn't another one, or isn't finite, or at
-    /// which a vertex is found when the turn comes. The triangles around keep their normals or forget them: call resetNNV
-    /// before. On the pool; O(n) for the vertices of the mesh, O(n log n) where very many places are equal.
+    /// Moves vertices in order, on the pool. A move is skipped when its place is the present one, isn't finite, or has a
+    /// vertex by then. Normals may or may not be dropped: call resetNNV before.
+    /// vMoves: no vertex twice.
+    /// Cost: O(n) for all vertices of the mesh, O(n log n) when very many places are equal.
     void move(const std::vector<VertexMove>& vMoves);
 
 private:

@@ -17,6 +17,7 @@
 #include <vector>
 
 #include "RMesh.h"
+#include "collapses.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 
@@ -78,7 +79,7 @@ private:
         const bool bNeedle = length(shortest) <= 2.0 * FLAT * length(longest);
         const REdge* pRE = pRT->getRE(bNeedle ? shortest : longest);
         Point3* pCorner = pRT->getCorner(longest);
-        if (bKeepManifold && !(bNeedle ? mesh.canCollapseManifold(pRE->pVtx1, pRE->pVtx0) : canCutManifold(pCorner, *pRE)))
+        if (bKeepManifold && !(bNeedle ? canCollapseManifold(mesh, pRE->pVtx1, pRE->pVtx0) : canCutManifold(pCorner, *pRE)))
             removeOtherwise(pRT);
         else if (bNeedle)
             collapse(pRE);
@@ -88,7 +89,7 @@ private:
 
     /// With bKeepManifold.
     void removeOtherwise(RTriangle* pRT) {
-        if (const Point3* pLeft = mesh.collapseCheapest(*pRT, true))
+        if (const Point3* pLeft = collapseCheapest(mesh, *pRT, true))
             enterFlatAt(pLeft);
         else if (isTetrahedron(*pRT))
             killTetrahedron(pRT);
@@ -138,7 +139,7 @@ private:
     /// The cap with that corner opposite the edge may be exchanged for a cut. On a border it goes without one, and its
     /// corner comes to the border, where it mustn't be yet.
     bool canCutManifold(const Point3* pCorner, const REdge& edge) const {
-        if (edge.getDegree() == 1) return !mesh.isAtBorder(pCorner);
+        if (edge.getDegree() == 1) return !isAtBorder(mesh, pCorner);
         return edge.getDegree() == 2 && std::none_of(edge.vRT.begin(), edge.vRT.end(), [&](const RTriangle* pRT) {
                    const Point3* pBeyond = pRT->getThirdPoint(edge.pVtx0, edge.pVtx1);
                    return pBeyond != pCorner && mesh.hasAliveEdge(pBeyond, pCorner);

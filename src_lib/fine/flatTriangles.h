@@ -8,16 +8,16 @@ namespace TARN_KEL {
 class RMesh;
 class RTriangle;
 
-/// Takes the flat triangles out of a fine mesh: those with a height of no more than a millionth of their longest side. Short
-/// sides are collapsed, and where a corner lies on the side opposite it the triangles beyond are cut there, so that no
-/// hole opens. Nothing moves by more than that height. Few flat triangles that make each other flat again are dropped.
-/// Triangles with equal corners may be left. Returns how many flat triangles there were. O(n), and O(k log k) for each flat
-/// triangle with k triangles at its corners.
+/// Removes the flat triangles of a fine mesh: those whose height is at most a millionth of their longest side. Short sides
+/// are collapsed; where a corner lies on the opposite side, the triangles beyond that side are cut there, so that no hole
+/// opens. Nothing moves by more than that height. A few flat triangles that make each other flat again and again are killed.
+/// Duplicates may arise.
+/// Returns the number of flat triangles found. Cost: O(n), and O(k log k) for each flat triangle with k triangles around.
 std::size_t removeFlatTriangles(RMesh& mesh);
 
-/// The same on a manifold mesh by steps that keep it one, none of which makes a border or parts what hangs together: where
-/// the usual step isn't one of them, by a collapse near it that is. A tetrahedron with a flat face goes as a whole. vLeft is
-/// overwritten by the flat triangles that had to stay.
+/// The same on a manifold mesh, by steps that keep it manifold, create no border and separate nothing: where the usual step
+/// isn't one of these, a collapse nearby takes its place. A tetrahedron with a flat face is removed as a whole.
+/// vLeft: overwritten by the flat triangles that couldn't be removed.
 std::size_t removeFlatKeepingManifold(RMesh& mesh, std::vector<RTriangle*>& vLeft);
 
 }  // namespace TARN_KEL

@@ -1,0 +1,172 @@
+// The fans of corners that sheets make at a vertex, and the mesh rebuilt with a vertex of its own for each.
+#include <algorithm>
+#include <array>
+#include <set>
+
+#include "SheetParter.h"
+#include "freeFunctions.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+using Corners = std::array<Point3*, 3>;
+
+/// The triangles into which a triangle with up to three vertices more on its sides is cut.
+/// middles[i], null for none, lies on the side opposite corners[i].
+std::vector<Corners> cutAtMiddles(const Corners& corners, const Corners& middles) {
+    const auto numMiddles = std::count_if(middles.begin(), middles.end(), [](const Point3* p) { return p != nullptr; });
+    if (numMiddles == 0) return {corners};
+    // Seen from the side that has one alone, or has none alone.
+    std::size_t i = 0;
+    while (numMiddles < 3 && (middles[i] != nullptr) != (numMiddles == 1))
+        ++i;
+    const std::size_t j = (i + 1) % 3, k = (i + 2) % 3;
+    Point3 *ci = corners[i], *cj = corners[j], *ck = corners[k], *mi = middles[i], *mj = middles[j], *mk = middles[k];
+    if (numMiddles == 1) return {{ci, cj, mi}, {ci, mi, ck}};
+    if (numMiddles == 2) return {{ci, mk, mj}, {mk, cj, ck}, {mk, ck, mj}};
+    return {{ci, mk, mj}, {cj, mi, mk}, {ck, mj, mi}, {mi, mj, mk}};
+}
+
+}  // namespace
+
+// ---- Fans ---------------------------------------------------------------------------------------------------------------
+
+void SheetParter::joinFans() {
+    fans = Forest(3 * numT);
+    forEachAlive([this](const RTriangle* pRT) {
+        sheets.forEachSide(pRT, [&](Side side) {
+            const Side next = sheets.across(side);
+            if (next == Sheets::NONE || next < side) return;
+            for (const auto& [corner, cornerAcross] : sheets.cornersAcross(side))
+                fans.join(corner, cornerAcross);
+        });
+    });
+}
+
+/// Finds the sides that need a vertex in their middle, because even with all vertices split their edge would have more
+/// than two triangles. False when some had to be dropped, since there is no room for a middle: then fans have changed.
+bool SheetParter::partCrowdedEdges(ManifoldReport& report) {
+    mMiddle.clear();
+    bool bDropped = false;
+    for (const REdge* pRE : mesh.vRE) {
+        if (pRE->getDegree() < 2 || isPlain(*pRE)) continue;
+        const Point3 middle = midpoint(*pRE->pVtx0, *pRE->pVtx1);
+        const bool bRoom = middle != *pRE->pVtx0 && middle != *pRE->pVtx1;
+        for (const Side side : crowdedSides(*pRE)) {
+            if (bRoom) {
+                mMiddle.emplace(side, middle);
+                continue;
+            }
+            for (const Side doomed : {side, sheets.across(side)}) {
+                if (doomed == Sheets::NONE) continue;
+                drop(sheets.triangleOf(doomed));
+                ++report.numSplinters;
+            }
+            bDropped = true;
+        }
+    }
+    return !bDropped;
+}
+
+/// One sheet goes over the edge, and none else comes to it.
+bool SheetParter::isPlain(const REdge& edge) const {
+    return edge.getDegree() == 2 && sheets.across(sheets.sideOf(edge.vRT[0], &edge)) != Sheets::NONE;
+}
+
+/// Of each sheet that comes to the edge one side, if another sheet has the same fans at both ends. Sheets that run over
+/// the edge rather keep it than those that end there.
+std::vector<SheetParter::Side> SheetParter::crowdedSides(const REdge& edge) {
+    std::vector<Side> vOver, vEnding;
+    for (const RTriangle* pRT : edge.vRT) {
+        const Side side = sheets.sideOf(pRT, &edge);
+        if (sheets.across(side) == Sheets::NONE)
+            vEnding.push_back(side);
+        else if (side < sheets.across(side))
+            vOver.push_back(side);
+    }
+    std::vector<Side> vCrowded;
+    if (vOver.size() + vEnding.size() < 2) return vCrowded;
+    std::set<SplitEdge> sTaken;
+    for (const std::vector<Side>* pSides : {&vOver, &vEnding})
+        for (const Side side : *pSides)
+            if (!sTaken.insert(splitEdgeOf(side)).second) vCrowded.push_back(side);
+    return vCrowded;
+}
+
+SheetParter::SplitEdge SheetParter::splitEdgeOf(Side side) {
+    const RTriangle* pRT = sheets.triangleOf(side);
+    const REdge* pRE = sheets.edgeOf(side);
+    return {fans.findRoot(cornerOf(pRT, pRE->pVtx0)), fans.findRoot(cornerOf(pRT, pRE->pVtx1))};
+}
+
+// ---- The mesh -----------------------------------------------------------------------------------------------------------
+
+void SheetParter::countCuts(ManifoldReport& report) const {
+    report.bClosed = true;
+    forEachAlive([&](const RTriangle* pRT) {
+        sheets.forEachSide(pRT, [&](Side side) {
+            if (sheets.across(side) == Sheets::NONE) report.bClosed = false;
+            if (isCut(side)) ++report.numCuts;
+        });
+    });
+}
+
+void SheetParter::rebuild(ManifoldReport& report) {
+    const std::size_t numBefore = mesh.getNumVtx_all();
+    const std::vector<Point3*> vVtx = verticesOfFans();
+    std::vector<Point3*> vMiddle(3 * numT, nullptr);  // by side
+    for (const auto& [side, place] : mMiddle) {
+        vMiddle[side] = mesh.createVertexApart(place);
+        if (sheets.across(side) != Sheets::NONE) vMiddle[sheets.across(side)] = vMiddle[side];
+    }
+    report.numNewVertices += mesh.getNumVtx_all() - numBefore;
+    std::vector<RTriangle*> vGone;
+    std::vector<Corners> vPieces;
+    forEachAlive([&](RTriangle* pRT) {
+        const bool bTurn = sheets.isTurned(pRT);
+        report.numTurned += bTurn ? 1 : 0;
+        Corners corners{}, middles{};
+        for (std::size_t i = 0; i < 3; ++i) {
+            corners[i] = vVtx[fans.findRoot(sheets.firstSideOf(pRT) + static_cast<Corner>(i))];
+            middles[i] = vMiddle[sheets.firstSideOf(pRT) + i];
+        }
+        if (std::equal(corners.begin(), corners.end(), pRT->aCorners) && middles == Corners{}) {
+            if (bTurn) pRT->flipNNV();
+            return;
+        }
+        vGone.push_back(pRT);
+        for (const auto& [a, b, c] : cutAtMiddles(corners, middles))
+            vPieces.push_back(bTurn ? Corners{b, a, c} : Corners{a, b, c});
+    });
+    // The youngest first: they stand last on their edges, where a long list gives them up at once.
+    for (auto it = vGone.rbegin(); it != vGone.rend(); ++it)
+        (*it)->kill(&mesh);
+    for (const auto& [a, b, c] : vPieces)
+        mesh.createT(a, b, c);
+}
+
+/// By the root of each fan. The largest fan at a vertex keeps it, of equal ones the one of the oldest triangle.
+std::vector<Point3*> SheetParter::verticesOfFans() {
+    std::vector<std::uint32_t> vSize(3 * numT, 0);
+    const auto forEachCorner = [this](auto&& visit) {
+        forEachAlive([&](const RTriangle* pRT) {
+            for (int i = 0; i < 3; ++i)
+                visit(fans.findRoot(sheets.firstSideOf(pRT) + static_cast<Corner>(i)), pRT->aCorners[i]);
+        });
+    };
+    forEachCorner([&](Corner root, const Point3*) { ++vSize[root]; });
+    std::vector<Corner> vKeeper(mesh.getNumVtx_all(), NO_CORNER);
+    forEachCorner([&](Corner root, const Point3* p) {
+        Corner& keeper = vKeeper[mesh.getVtxIndex(p)];
+        if (keeper == NO_CORNER || vSize[root] > vSize[keeper]) keeper = root;
+    });
+    std::vector<Point3*> vVtx(3 * numT, nullptr);
+    forEachCorner([&](Corner root, Point3* p) {
+        if (vVtx[root] != nullptr) return;
+        vVtx[root] = vKeeper[mesh.getVtxIndex(p)] == root ? p : mesh.createVertexApart(*p);
+    });
+    return vVtx;
+}
+
+}  // namespace TARN_KEL

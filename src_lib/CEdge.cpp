@@ -78,7 +78,7 @@ bool CEdge::hasAdjT(VCD a, VCD b, VCD c) const {
 }
 
 void CEdge::checkOut(const CTriangle* pCT) {
-    takeOffEdge(vCT, pCT, "CEdge");
+    takeOffEdge(vCT, pCT, "CEdge::checkOut, triangle live state: ");
 }
 
 double CEdge::getDihedralAngle(const Calc* pCalc) const {

@@ -54,7 +54,7 @@ bool REdge::hasDups() const {
 }
 
 void REdge::checkOut(const RTriangle* pRT) {
-    takeOffEdge(vRT, pRT, "REdge");
+    takeOffEdge(vRT, pRT, "REdge::checkOut, triangle live state: ");
 }
 
 }  // namespace TARN_KEL

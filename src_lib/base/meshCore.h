@@ -64,11 +64,12 @@ void forgetPatches(const std::vector<Triangle*>& vT) {
 
 // ---- Killing ----
 
-/// Takes a triangle off the list of an edge by moving the last one into its place. One that isn't there is an assertion.
+/// Takes a triangle off the list of an edge by moving the last one into its place. One that isn't there is an assertion,
+/// reported by the complaint and whether it is alive.
 template <typename List, typename Triangle>
-void takeOffEdge(List& vT, const Triangle* pT, const char* edgeClass) {
+void takeOffEdge(List& vT, const Triangle* pT, const char* complaint) {
     if (vT.removeByLast(pT)) return;
-    out() << edgeClass << "::checkOut, triangle live state: " << pT->isAlive() << std::endl;
+    out() << complaint << pT->isAlive() << std::endl;
     ASSEX(false);
 }
 

@@ -42,7 +42,7 @@ std::vector<unsigned> blocksToTry() {
     };
     for (unsigned faces = 0; faces < 64; ++faces)
         for (unsigned density = 0; density <= 16; ++density)
-            for (int repeat = 0; repeat < 8; ++repeat) {
+            for (int repeat = 0; repeat < 3; ++repeat) {
                 unsigned bits = randomBits(density);
                 for (unsigned i = 0; i < 6; ++i) {
                     const int pos = RemoveDecider_RCD::vIdx6ToIdx27[i];

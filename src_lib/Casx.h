@@ -17,9 +17,9 @@ enum TriUse : int { TUU = 0, TUT = 1, TUF = 2, TUI = 3 };
 ///
 /// A configuration is a byte: bit i is set when cell i of Calc::completeArraySym is occupied. Each of the 256 has a row of
 /// ROW_SIZE slots. A slot holds a triangle, as a byte with exactly three bits set (its cells), or END, behind which nothing
-/// follows; a slot's class stands at the same index of a second table. The rows follow from 23 base rows by rotation, and
-/// a pair of triangles that fills a face of the cube always runs along that face's fixed diagonal, so that two cubes that
-/// share a face agree. The class table belongs to the fat rows and filters the thin ones by slot as well.
+/// follows; a slot's class stands at the same index of a second table. The rows follow from 23 base rows by rotation. A pair
+/// of triangles that fills a face of the cube always runs along that face's fixed diagonal, so that two cubes that share a
+/// face agree. The class table belongs to the fat rows and filters the thin ones by slot as well.
 ///
 /// The tables are read-only once constructed; several threads may read one Casx.
 class Casx {
@@ -31,15 +31,15 @@ public:
     /// the base rows; they end the same.
     Casx(TRIMODE mode, bool bExperimental);
 
-    /// Appends three cells for each triangle of the row that the filter lets through, in slot order, each triangle from
-    /// its lowest bit up. cells: eight codes in the order of Calc::completeArraySym; those of bits that are not set in
-    /// config aren't read. Configurations (0 to 255) with fewer than 3 or all 8 cells append nothing. Constant time.
+    /// Appends three cells for each triangle of the row that the filter accepts, in slot order, each triangle from its
+    /// lowest bit up. Nothing for configurations with fewer than 3 or all 8 cells. config: 0 to 255. cells: eight codes in
+    /// the order of Calc::completeArraySym; those of bits that aren't set in config aren't read. Cost: O(1).
     void getTriangles(int config, CCD* cells, std::vector<CCD>& vOut, TriUse use) const;
 
-    /// The cells that a cube lacks, as a mask, when it lacks one or two; else 0.
+    /// Returns the cells that a cube lacks, as a mask, when it lacks one or two; else 0.
     int getExtraCbs(int config) const;
-    /// The cells diagonally opposite, through the cube's centre, to those that it lacks, as a mask, when it lacks one, or
-    /// two that are neighbours along an edge of the cube; else 0.
+    /// Returns the cells diagonally opposite, through the cube's centre, to those that it lacks, as a mask, when it lacks
+    /// one, or two that are neighbours along an edge of the cube; else 0.
     int getRemoveCbs(int config) const;
 
     // ---- Filling the tables; the constructor calls these
@@ -57,8 +57,8 @@ public:
                    TriUse u8, TriUse u9, TriUse u10, TriUse u11);
     /// Makes a row of every configuration out of the base rows.
     void expandBaseCases();
-    /// If the two triangles fill a face of the cube along the wrong diagonal, replaces them by the two along the fixed
-    /// one, the one with the lower remaining cell first, and returns true. Else false, and nothing changes.
+    /// Replaces two triangles that fill a face of the cube along the wrong diagonal by the two along the fixed one, the one
+    /// with the lower remaining cell first. Returns false, and changes nothing, for other triangles.
     static bool samePlaneUnify(int& triA, int& triB);
 
     TRIMODE mode;

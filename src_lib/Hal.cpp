@@ -5,13 +5,14 @@
 
 #include "CMesh.h"
 #include "CloudMgr.h"
+#include "Extractor.h"
 #include "IsoStore.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
-#include "Top.h"
-#include "Voro.h"
 #include "freeFunctions.h"
+#include "repairMesh.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -44,14 +45,14 @@ MeshPtr Hal::reconstruct() {
     mapCCD();
     step.advance();
     step.finish();
-    extractAndRepair(&Top::finalizeReconstructedMesh);
+    extractAndRepair(repairReconstructedMesh);
     return convertToFineMesh();
 }
 
 MeshPtr Hal::oneMelt() {
     if (!takeBundles("MELT: Nothing to do")) return nullptr;
     mapCCD();
-    extractAndRepair(&Top::finalizeOneMelted);
+    extractAndRepair(repairMeltedMesh);
     return convertToFineMesh();
 }
 
@@ -69,7 +70,7 @@ void Hal::toCloud(std::vector<Point3*>& vOut) {
 CMesh* Hal::reconstructInHole() {
     if (!takeBundles(NOTHING_TO_DO)) return nullptr;
     mapCCD();
-    extractAndRepair(&Top::finalizeHoleMesh);
+    extractAndRepair(repairHoleMesh);
     return new CMesh(*pCMesh, SELF_CONTAINED());
 }
 
@@ -79,12 +80,10 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
     return !vBundles.empty();
 }
 
-void Hal::extractAndRepair(void (Top::*finalize)(Voro*)) {
-    Voro voro(pCalc, mCCD2Bundle, TM_FAT);
-    voro.fatExtractTriangles();
-    pCMesh.reset(voro.getCMesh());
-    Top top(pCMesh.get(), pCalc);
-    (top.*finalize)(&voro);
+void Hal::extractAndRepair(void (*repair)(CMesh&, Extractor&)) {
+    Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
+    pCMesh = extractor.extract();
+    repair(*pCMesh, extractor);
 }
 
 MeshPtr Hal::convertToFineMesh() {
@@ -121,33 +120,30 @@ void Hal::integrateFillPixels(std::vector<Point3>& vPoints) {
         vCodePoint.emplace_back(pCalc->getCCD(&p), p);
     std::sort(vCodePoint.begin(), vCodePoint.end());
 
-    for (auto itRun = vCodePoint.begin(); itRun != vCodePoint.end();) {
-        const CCD ccd = itRun->first;
+    const auto cellOf = [](const auto& codePoint) { return codePoint.first; };
+    forEachRun(vCodePoint.begin(), vCodePoint.end(), cellOf, [&](auto first, auto end) {
+        const CCD ccd = first->first;
         Vector3 sum;
-        double count = 0.0;
-        for (; itRun != vCodePoint.end() && itRun->first == ccd; ++itRun, count += 1.0)
-            sum += itRun->second - Point3();
-        vFillPoints.push_back(std::make_unique<Point3>(Point3() + sum / count));
-        if (mCCD2Bundle.count(ccd) != 0) continue;
+        for (auto it = first; it != end; ++it)
+            sum += it->second - Point3();
+        vFillPoints.push_back(std::make_unique<Point3>(Point3() + sum / static_cast<double>(end - first)));
+        if (mCCD2Bundle.count(ccd) != 0) return;
         vFillBundles.push_back(std::make_unique<Bundle>());
         vFillBundles.back()->pVtx = vFillPoints.back().get();
         vFillBundles.back()->ccd = ccd;
         mCCD2Bundle.emplace(ccd, vFillBundles.back().get());
-    }
+    });
 }
 
 std::shared_ptr<IsoStore> Hal::getIsoStore() {
     ASSEX(pCalc!=NULL);
     sortBundles();
     auto pStore = std::make_shared<IsoStore>(pCalc, vBundles);
-    for (auto it = vBundles.begin(); it != vBundles.end();) {
-        const CCD upper = (*it)->ccd & ~Iso::LOWER_PART;
-        const auto itEnd =
-            std::find_if(it, vBundles.end(), [upper](const Bundle* p) { return (p->ccd & ~Iso::LOWER_PART) != upper; });
-        std::vector<Bundle*> vSlice(it, itEnd);
-        pStore->init(upper, vSlice);
-        it = itEnd;
-    }
+    const auto upperOf = [](const Bundle* p) { return p->ccd & ~Iso::LOWER_PART; };
+    forEachRun(vBundles.begin(), vBundles.end(), upperOf, [&](auto first, auto end) {
+        std::vector<Bundle*> vSlice(first, end);
+        pStore->init(upperOf(*first), vSlice);
+    });
     return pStore;
 }
 

@@ -13,9 +13,8 @@ namespace TARN_KEL {
 
 class CMesh;
 class CloudMgr;
+class Extractor;
 class IsoStore;
-class Top;
-class Voro;
 
 /// Drives a run once the point stages are over: here stands the order of the pipeline.
 ///
@@ -31,27 +30,27 @@ public:
     Hal(const Hal&) = delete;
     Hal& operator=(const Hal&) = delete;
 
-    /// Scan points to a mesh; null after a warning when no cell is left.
+    /// Makes a mesh from scan points. Returns null after a warning when no cell is left.
     MeshPtr reconstruct();
-    /// Soup to a mesh; null after a warning when no cell is left.
+    /// Makes a mesh from a soup. Returns null after a warning when no cell is left.
     MeshPtr oneMelt();
-    /// Soup to points: appends the points of the cells, which stay the cloud's.
+    /// Makes points from a soup: appends those of the cells, which stay the cloud's.
     void toCloud(std::vector<Point3*>& vOut);
-    /// The reconstruction inside a hole. The caller takes the mesh, which is self-contained: it outlives this object and the
-    /// cloud. Null after a warning when no cell is left.
+    /// Reconstructs inside a hole. Returns a mesh that is the caller's and self-contained: it outlives this object and the
+    /// cloud. Returns null after a warning when no cell is left.
     CMesh* reconstructInHole();
 
-    /// Sorts the bundles by cell code and enters them in the map; a code that is there stays as it is. O(n log n).
+    /// Sorts the bundles by cell code and enters them in the map; a code that is there stays as it is. Cost: O(n log n).
     void mapCCD();
     /// The coarse mesh, once the extraction ran, in the state of its repair; owned here. reconstructInHole hands a copy out.
     CMesh* getCMesh() const;
 
     /// Adds, once a run has taken its bundles, a cell for each cell of vPoints that the map doesn't know, with the mean of
-    /// its points; the new points and bundles are owned here. O(n log n).
+    /// its points; the new points and bundles are owned here. Throws (assertion) before a run. Cost: O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
-    /// The bundles that a run has taken in a bit volume of blocks of 32 cells along each axis, which must not outlive this
-    /// object. Sorts them by cell code. Cells that an earlier store took out are set
-    /// again. An assertion before a run. O(n log n).
+    /// Returns the bundles that a run has taken in a bit volume of blocks of 32 cells along each axis, which must not
+    /// outlive this object. Sorts them by cell code. Cells that an earlier store took out are set again. Throws (assertion)
+    /// before a run. Cost: O(n log n).
     std::shared_ptr<IsoStore> getIsoStore();
     /// Normalises the normals of the bundles and marks in each the axes that are more than 50 degrees away from it:
     /// 4 for x, 2 for y, 1 for z.
@@ -70,7 +69,7 @@ public:
 private:
     bool takeBundles(const std::string& nothingToDo);
     void sortBundles();
-    void extractAndRepair(void (Top::*finalize)(Voro*));
+    void extractAndRepair(void (*repair)(CMesh&, Extractor&));
     MeshPtr convertToFineMesh();
 
     CloudMgr* pCloudMgr;    // not owned

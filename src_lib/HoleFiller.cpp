@@ -17,15 +17,18 @@
 
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <memory>
 #include <set>
 #include <utility>
 
 #include "CMesh.h"
-#include "Top.h"
 #include "fillChain.h"
+#include "flood.h"
 #include "freeFunctions.h"
 #include "handOver.h"
+#include "orientPatches.h"
+#include "runs.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -64,15 +67,14 @@ Fans fansAt(const CMesh* pCMesh, VCD vcd) {
     if (vIncT.empty()) return fans;
     std::set<CTriangle*> sReached{vIncT.back()};
     std::vector<CTriangle*> vStack{vIncT.back()};
-    while (!vStack.empty()) {
-        const CTriangle* pCT = vStack.back();
-        vStack.pop_back();
+    const auto forEachNext = [](const CTriangle* pCT, const auto& offer) {
         std::vector<CTriangle*> vNeigs;
         for (int i = 0; i < 3; ++i)
             pCT->getNeigs(i, vNeigs);
         for (CTriangle* pNeigT : vNeigs)
-            if (pNeigT->has(vcd) && sReached.insert(pNeigT).second) vStack.push_back(pNeigT);
-    }
+            offer(pNeigT);
+    };
+    flood(vStack, forEachNext, [&](CTriangle* pCT) { return pCT->has(vcd) && sReached.insert(pCT).second; });
     for (CTriangle* pCT : vIncT)
         fans[sReached.count(pCT) != 0 ? 0 : 1].push_back(pCT);
     return fans;
@@ -92,7 +94,7 @@ HoleFiller::~HoleFiller() {
 }
 
 void HoleFiller::run() {
-    Top(pCMesh, pCalc).orient();
+    orientPatches(*pCMesh);
     std::vector<CEdge*> vCE;
     pCMesh->getDegN(1, vCE);
     for (int numIdle = 0; numIdle < IDLE_ROUNDS;) {
@@ -130,8 +132,10 @@ void HoleFiller::createLoopsStrategy(const std::vector<CEdge*>& vCE) {
     EdgesByEnd mmVCD2CE;
     enterBothEnds(mmVCD2CE, vCE);
     std::vector<VCD> vMultiVCD;  // ascending
-    for (auto it = mmVCD2CE.begin(); it != mmVCD2CE.end(); it = mmVCD2CE.upper_bound(it->first))
-        if (mmVCD2CE.count(it->first) > 2) vMultiVCD.push_back(it->first);
+    const auto vertexOf = [](const auto& entry) { return entry.first; };
+    forEachRun(mmVCD2CE.begin(), mmVCD2CE.end(), vertexOf, [&vMultiVCD](auto first, auto end) {
+        if (std::distance(first, end) > 2) vMultiVCD.push_back(first->first);
+    });
     for (const VCD vcd : vMultiVCD)
         solveMultiVCD(vcd, mmVCD2CE);
     for (const auto& [vcd, pCE] : mmVCD2CE)

@@ -10,12 +10,11 @@ namespace TARN_KEL {
 
 class CMesh;
 
-/// Closes holes of a coarse mesh by ears (Loop) cut in the mesh itself, round by round, with no question whether a border is
-/// an opening of the surface: what has convex corners is filled. So a concave outer rim of a sheet gets ears as well.
+/// Closes holes of a coarse mesh by ears (Loop) cut in the mesh itself, round by round. It doesn't ask whether a border is
+/// an opening of the surface: what has convex corners is filled, so a concave outer rim of a sheet gets ears as well. Where
+/// two borders touch in a vertex, a triangle between them makes one border of both first.
 ///
-/// Where two borders touch in a vertex, a triangle between them makes one border of both first.
-///
-/// For one mesh and one run. Only refers to the mesh, which must outlive it. O(n log n).
+/// No public function of the library reaches this class. It serves one mesh, which must outlive it, and one run.
 class HoleFiller {
 public:
     HoleFiller(CMesh* pCMesh, Calc* pCalc);
@@ -24,12 +23,12 @@ public:
     HoleFiller& operator=(const HoleFiller&) = delete;
 
     /// Turns the triangles of each sheet to agree, then fills all borders, and in further rounds what is open after that,
-    /// until two rounds in succession have made no triangle. A border that doesn't close is a warning.
+    /// until two rounds in succession have made no triangle. Warns of a border that doesn't close. Cost: O(n log n).
     void run();
 
     // ---- Steps of run()
 
-    /// Makes loops of edges with one triangle each (assertion) and appends them to vLoops.
+    /// Makes loops of edges and appends them to vLoops. Throws (assertion) unless each has exactly one triangle.
     void createLoopsStrategy(const std::vector<CEdge*>& vCE);
     /// At a vertex of four border edges, two each of two fans: makes a triangle from an edge of one fan to that edge of the
     /// other one that is nearer. Takes both edges out of the map, where all stand under both ends, and enters the new one.

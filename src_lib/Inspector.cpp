@@ -16,6 +16,7 @@
 #include "Inspector.h"
 
 #include <algorithm>
+#include <functional>
 #include <iterator>
 #include <unordered_set>
 #include <utility>
@@ -25,7 +26,9 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "drawings.h"
+#include "flood.h"
 #include "freeFunctions.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -86,14 +89,12 @@ std::vector<CubeEntry> cubeEntriesOf(const CPatch& patch, const Calc& calc) {
     patch.getAllVCD(vVCD);
     sortMT(vVCD.begin(), vVCD.end());
     std::vector<CubeEntry> vEntry;
-    for (auto it = vVCD.begin(); it != vVCD.end();) {
-        const auto itEnd = std::upper_bound(it, vVCD.end(), *it);
-        CCD aCube[8] = {*it};
+    forEachRun(vVCD.begin(), vVCD.end(), std::identity(), [&](auto first, auto end) {
+        CCD aCube[8] = {*first};
         calc.completeArrayPlus(aCube);
         for (const CCD cube : aCube)
-            vEntry.push_back({cube, *it, static_cast<std::size_t>(itEnd - it)});
-        it = itEnd;
-    }
+            vEntry.push_back({cube, *first, static_cast<std::size_t>(end - first)});
+    });
     sortMT(vEntry.begin(), vEntry.end());
     return vEntry;
 }
@@ -130,19 +131,19 @@ void Inspector::getOppositeMap(OppositeMap& mmOpposite, const CPatch* pTestPatch
     const std::vector<CubeEntry> vEntry = cubeEntriesOf(*pTestPatch, *pCalc);
     std::vector<std::pair<VCD, VCD>> vPair;
     std::vector<VCD> vCubeVCD;
-    for (auto it = vEntry.begin(); it != vEntry.end();) {
+    forEachRun(vEntry.begin(), vEntry.end(), std::mem_fn(&CubeEntry::cube), [&](auto first, auto end) {
         vCubeVCD.clear();
         std::size_t numEntries = 0;
-        for (const VCD cube = it->cube; it != vEntry.end() && it->cube == cube; ++it) {
+        for (auto it = first; it != end; ++it) {
             vCubeVCD.push_back(it->vcd);
             numEntries += it->numMembers;
         }
-        if (numEntries <= MAX_PLAIN_ENTRIES) continue;
+        if (numEntries <= MAX_PLAIN_ENTRIES) return;
         const std::size_t numRest = separateFromLast(vCubeVCD, *pCMesh);
         for (std::size_t i = 0; i < numRest; ++i)
             for (std::size_t j = numRest; j < vCubeVCD.size(); ++j)
                 vPair.insert(vPair.end(), {{vCubeVCD[i], vCubeVCD[j]}, {vCubeVCD[j], vCubeVCD[i]}});
-    }
+    });
     sortMT(vPair.begin(), vPair.end());
     mmOpposite.insert(vPair.begin(), vPair.end());
 }
@@ -160,17 +161,19 @@ void Inspector::splitFromT(const OppositeMap& mmOpposite, CPatch* pTestPatch, CT
 
     markOnly(*pTestPatch, pGoodT);
     forbidOppositesOf(*pGoodT);
-    std::vector<CTriangle*> vGroupA{pGoodT};  // what was taken, and the queue of what is still to be looked at
-    for (std::size_t i = 0; i < vGroupA.size(); ++i) {
-        const CTriangle* pCT = vGroupA[i];
-        for (int k = 0; k < 3; ++k) {
-            CTriangle* pNeigT = neighbourOver(pCT->getCE(k), pCT);
-            if (pNeigT == nullptr || std::exchange(pNeigT->bVisited, true) || isForbidden(*pNeigT)) continue;
-            if (pNeigT->needFlip(pCT)) pNeigT->flipNNV();
-            forbidOppositesOf(*pNeigT);
-            vGroupA.push_back(pNeigT);
-        }
-    }
+    std::vector<CTriangle*> vGroupA{pGoodT};
+    const CTriangle* pFromT = nullptr;
+    const auto forEachNext = [&pFromT](const CTriangle* pCT, const auto& offer) {
+        pFromT = pCT;
+        for (int k = 0; k < 3; ++k)
+            offer(neighbourOver(pCT->getCE(k), pCT));
+    };
+    floodInOrder(vGroupA, forEachNext, [&](CTriangle* pCT) {
+        if (pCT == nullptr || std::exchange(pCT->bVisited, true) || isForbidden(*pCT)) return false;
+        if (pCT->needFlip(pFromT)) pCT->flipNNV();
+        forbidOppositesOf(*pCT);
+        return true;
+    });
     std::vector<CTriangle*> vGroupB = membersWithout(*pTestPatch, vGroupA);
     ASSEX(vGroupA.size()+vGroupB.size()==pTestPatch->vMemberCT.size());
     if (!vGroupB.empty()) {
@@ -188,9 +191,8 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
     markOnly(*pTestPatch, pGoodT);
     std::vector<CTriangle*> vResult;
     std::vector<CTriangle*> vStack{pGoodT};
-    while (!vStack.empty()) {
-        const CTriangle* pCT = vResult.emplace_back(vStack.back());
-        vStack.pop_back();
+    const auto forEachNext = [&](CTriangle* pCT, const auto& offer) {
+        vResult.push_back(pCT);
         for (int i = 0; i < 3; ++i) {
             const CEdge* pCE = pCT->getCE(i);
             const std::size_t borderCount = sBorder.count(pCE->v0) + sBorder.count(pCE->v1);
@@ -202,9 +204,10 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
             if (pNeigT == nullptr || std::exchange(pNeigT->bVisited, true)) continue;
             ASSEX(pNeigT->getPatch()==pTestPatch);
             if (pCT->needFlip(pNeigT)) pNeigT->flipNNV();
-            if (borderCount == 0) vStack.push_back(pNeigT);
+            if (borderCount == 0) offer(pNeigT);
         }
-    }
+    };
+    flood(vStack, forEachNext, [](const CTriangle*) { return true; });
     const std::vector<CTriangle*> vGroupB = membersWithout(*pTestPatch, vResult);
     ASSEX(vResult.size()+vGroupB.size()==pTestPatch->vMemberCT.size());
     cutDownTo(vResult, *pTestPatch, vGroupB);

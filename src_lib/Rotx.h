@@ -26,17 +26,19 @@ public:
     /// The mesh stays the caller's. With bDev the table is built; without it there is none.
     Rotx(CMesh* pCMesh, bool bDev);
 
-    /// Sorts pCE->vCT: pRefCT, which must be alive and on the edge, then the others in the order of the turn. False, and a
-    /// line, when two triangles lie in the same direction; these stand in order of creation. Every triangle stays on the
-    /// edge. Corners more than a step apart are an assertion. O(n log n) for n triangles on the edge.
+    /// Sorts pCE->vCT: pRefCT, which must be alive and on the edge, then the others in the order of the turn. Every triangle
+    /// stays on the edge. Returns false, and prints a line, when two triangles lie in the same direction; these stand in
+    /// order of creation. Throws (assertion) when corners are more than a step apart. Cost: O(n log n) for n triangles on
+    /// the edge.
     bool sortStar(CTriangle* pRefCT, CEdge* pCE);
-    /// The place of t in the turn about the direction from r0 to r1, from 0; equal places are equal directions. The two
-    /// cells of {1, 2} cubed must differ, and t be a neighbour of both (assertion).
+    /// Returns the place of t in the turn about the direction from r0 to r1, from 0; equal places are equal directions.
+    /// Throws (assertion) unless r0 and r1 are different cells of {1, 2} cubed and t is a neighbour of both. Cost: a look-up
+    /// in a map.
     int getIdx(RCD r0, RCD r1, RCD t) const;
 
     // ---- Steps of building the table
 
-    /// Replaces vThird by the cells that touch both r0 and r1, ascending. The two must share a corner (assertion).
+    /// Replaces vThird by the cells that touch both r0 and r1, ascending. Throws (assertion) when the two share no corner.
     void createThirdRCDs(RCD r0, RCD r1, VRCD& vThird) const;
     /// Replaces vSorted by the cells of vThird, the first of which gives the direction 0, with their angles in degrees, 0 to
     /// below 360, ascending.

@@ -1,104 +1,268 @@
-// The order of the repair.
-//
-// What comes early makes the ground that later passes stand on. Doubled squares and flat triangles go first, because they
-// would be MEs that tell nothing. Then double sheets go by the careful rule, so that the second extraction completes only
-// cubes at those borders and edges of degree 4 that the cells really make. It starts from the cells again, so what was
-// repaired elsewhere may be back; squares and flat triangles go again, sheets and borders are solved for good now. The
-// borders come first: tidying them takes MEs away and so joins patches. The last round of patch pairs works on these, by the
-// stronger rule. What small pieces it leaves at borders go by a larger limit. At last the sheets are oriented, and flaps at
-// edges of degree 3 are thinned.
 #include "Top.h"
 
 #include "CMesh.h"
-#include "CPatch.h"
-#include "Progress.h"
+#include "Chain.h"
+#include "Holex.h"
+#include "Voro.h"
+#include "aside/coarseCaps.h"
+#include "aside/coarseFlips.h"
+#include "aside/degree3Chains.h"
+#include "aside/featureFlips.h"
+#include "aside/outerSkin.h"
+#include "aside/patchGroups.h"
+#include "aside/roughBorders.h"
+#include "borders.h"
+#include "completeCubes.h"
+#include "degenerate.h"
+#include "degree3.h"
+#include "orientPatches.h"
+#include "patchPairs.h"
+#include "repairMesh.h"
+#include "separateVertices.h"
+#include "squares.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-/// Runs the passes in this order, each counted in the step of that name.
-template <typename... Pass>
-void runCounted(const char* name, std::size_t numSteps, Pass&&... pass) {
-    ProgressStep step(name, numSteps);
-    ((pass(), step.advance()), ...);
-    step.finish();
+constexpr double BAD_FOLD = 150.0;  // degrees
+
+template <typename T>
+void append(std::vector<T>& vOut, const std::vector<T>& v) {
+    vOut.insert(vOut.end(), v.begin(), v.end());
 }
 
 }  // namespace
 
 Top::Top(CMesh* pCMesh_, Calc* pCalc_) : pCMesh(pCMesh_), pCalc(pCalc_) {}
 
+// ---- The sequences
+
 void Top::finalizeReconstructedMesh(Voro* pVoro) {
-    runCounted(
-        "TP_unif", 2,                   //
-        [this] { unifyDiagonals(); },   // no square has a second diagonal with two triangles
-        [this] { killDegenerate(); });  // no flat triangle, or a warning for it
-    finalizeUnified(pVoro);
+    repairReconstructedMesh(*pCMesh, *pVoro);
 }
 
 void Top::finalizeHoleMesh(Voro* pVoro) {
-    unifyDiagonals();
-    killDegenerate();
-    finalizeUnified(pVoro);
-}
-
-void Top::finalizeUnified(Voro* pVoro) {
-    solvePatchPairsCarefully();  // no small pair of sheets on one rim, no thin bubble that splits
-    cbsComplete(pVoro);          // cubes at borders and edges of degree 4 are completed; all triangles are new
-    killDegenerate();            // no flat triangle among these
-
-    std::vector<CEdge*> vBorderCE;
-    runCounted(
-        "TP_itr", 3,                               //
-        [&] { getBordersKillDeg1nn(vBorderCE); },  // no triangle hangs by a border edge between MEs
-        [&] { integrateBorders(vBorderCE); },      // no ear on an ME
-        [&] { killTinyBorderPatches(40); });       // no tiny piece at a border
-
-    ProgressStep step("TP_pps", 5);
-    while (patchPairSolving(false))  // no small pair, no thin bubble, whatever hangs on it
-        step.advance();
-    step.finish();
-
-    runCounted(
-        "TP_fin", 1,                             //
-        [this] { killTinyBorderPatches(100); },  // no ragged piece at a border
-        [this] { refreshPatches(); },            // the patches of the mesh are its present sheets
-        [this] { orient(); },                    // the triangles of a sheet agree over edges of degree 2
-        [this] { repairDeg3(); });               // flaps at edges of degree 3 are gone where they can be told
+    repairHoleMesh(*pCMesh, *pVoro);
 }
 
 void Top::finalizeOneMelted(Voro* pVoro) {
-    std::vector<CEdge*> vBorderCE;
-
-    unifyDiagonals();                 // no square has a second diagonal with two triangles
-    cbsComplete(pVoro);               // cubes at borders and edges of degree 4 are completed; all triangles are new
-    getBordersKillDeg1nn(vBorderCE);  // no triangle hangs by a border edge between MEs
-    integrateBorders(vBorderCE);      // no ear on an ME
-    killTinyBorderPatches(8);         // no tiny piece at a border
-    solvePatchPairsCarefully();       // no small pair of sheets on one rim, no thin bubble that splits
-    killTinyBorderPatches(8);         // no tiny piece that this has made
-    pCMesh->averageBundles();         // added vertices lie amid what is left
-    pCMesh->treatDegenerateT();       // flat triangles are split or moved
-    oneCoordTriplePerCCD();           // no two vertices at one point
+    repairMeltedMesh(*pCMesh, *pVoro);
 }
 
-// It ends: a pass that returns true has killed a triangle, and passes make none.
-void Top::solvePatchPairsCarefully() {
-    while (patchPairSolving(true)) {
-    }
+// ---- Their passes
+
+void Top::unifyDiagonals() {
+    TARN_KEL::unifyDiagonals(*pCMesh);
 }
 
-void Top::integrateBorders(const std::vector<CEdge*>& vBorderCE) {
-    for (CEdge* pCE : vBorderCE)
-        integrateCCD(pCE);
+void Top::killDegenerate() {
+    TARN_KEL::killDegenerate(*pCMesh);
 }
 
-void Top::refreshPatches() {
-    std::vector<CPatch*> vPatches;
-    std::map<VCD, CPatch*> mVCD2Patch;
-    std::vector<CEdge*> vMECE;
-    pCMesh->createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
+void Top::cbsComplete(Voro* pVoro) {
+    completeCubes(*pCMesh, *pVoro);
+}
+
+void Top::getBordersKillDeg1nn(std::vector<CEdge*>& vBorderCE) {
+    append(vBorderCE, killHangersGetBorder(*pCMesh));
+}
+
+void Top::integrateCCD(CEdge* pBorderCE) {
+    foldEar(*pCMesh, pBorderCE);
+}
+
+void Top::killTinyBorderPatches(int maxNumT) {
+    killTinyPatches(*pCMesh, maxNumT);
+}
+
+void Top::oneCoordTriplePerCCD() {
+    separateVertices(*pCMesh, random);
+}
+
+int Top::removeTinyBorderPatches(std::vector<CPatch*>& vPatches) {
+    return killBorderlikePatches(vPatches);
+}
+
+void Top::removeBorderTrianglesAtME() {
+    killBorderTrianglesAtMEs(*pCMesh);
+}
+
+void Top::pruneCases() {
+    pruneFlatCorners(*pCMesh);
+}
+
+void Top::fillHoles(Voro*) {
+    info("", "Top::fillHoles() calls Holex - experimental");
+    std::vector<Point3> vNothing;
+    Holex(pCMesh, pCalc).run(vNothing);
+}
+
+// ---- Patch pairs
+
+bool Top::patchPairSolving(bool bCareful) {
+    return solvePatchPairsOnce(*pCMesh, bCareful);
+}
+
+void Top::getPatchPairs(std::vector<CPatch*>& vPatches, std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs,
+                        std::vector<CPatch*>& vClosedPatches, std::vector<CPatch*>& vOpenPatches) {
+    const PatchPairs pairs = pairPatches(vPatches);
+    append(vPatchPairs, pairs.vPairs);
+    append(vClosedPatches, pairs.vClosed);
+    append(vOpenPatches, pairs.vOpen);
+}
+
+bool Top::solveOnePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea) {
+    return solvePatchPair(pPatch0, pPatch1, meshArea);
+}
+
+bool Top::simplifyClosedPatches(std::vector<CPatch*>& vClosedPatches, bool bCareful) {
+    return TARN_KEL::simplifyClosedPatches(vClosedPatches, bCareful);
+}
+
+void Top::killBoundaryPatches(std::vector<CPatch*>& vPatches) {
+    killPatchesAtBorder(vPatches);
+}
+
+void Top::solvePatchPairsFrac(std::vector<CPatch*>& vPatches) {
+    solvePatchGroups(*pCMesh, vPatches);
+}
+
+bool Top::frac_createCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster) {
+    growWholeCluster(pStartPatch, vCluster);
+    return true;
+}
+
+bool Top::frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea) {
+    return solvePatchCluster(vCluster, meshArea);
+}
+
+// ---- Orientation
+
+void Top::createPatchesOrient(std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches) {
+    ASSEX(vPatches.empty());
+    orientPatches(*pCMesh, vT, vPatches);
+}
+
+void Top::orient() {
+    orientPatches(*pCMesh);
+}
+
+void Top::resetVisited(std::vector<CTriangle*>& vT) {
+    clearMarks(vT);
+}
+
+void Top::strategyMST(std::set<CEdge*>& sFences) {
+    info("", "This is strategyMST");
+    mmQueue.clear();
+    const std::vector<CEdge*> vFenceCE = orientByTurns(*pCMesh, rotx);
+    sFences.insert(vFenceCE.begin(), vFenceCE.end());
+    out() << "Fences: " << sFences.size() << std::endl;
+}
+
+void Top::enqueue(CTriangle* pCT, int ici) {
+    enqueueTurns(*pCMesh, rotx, pCT, ici, mmQueue);
+}
+
+CPatch* Top::patchGrowing(std::vector<CPatch*>& vPatches) {
+    return growOuterSkin(*pCMesh, rotx, vPatches, sBorderCCD);
+}
+
+CTriangle* Top::getMaxT(std::vector<CPatch*>& vPatches, bool& bFlip) {
+    const OuterTriangle outer = findOuterTriangle(*pCMesh, vPatches);
+    bFlip = outer.bFlip;
+    return outer.pCT;
+}
+
+// ---- Degree three
+
+void Top::repairDeg3() {
+    thinFlaps(*pCMesh);
+}
+
+bool Top::tryRepairEvilDeg3(CEdge* pCE, const std::vector<CTriangle*>& vT) {
+    return killFlapTriangle(*pCMesh, pCE, vT);
+}
+
+bool Top::deleteAroundEvilDeg3(CEdge* pCE, std::vector<CEdge*>& vNext) {
+    return !eatAtEnds(*pCMesh, pCE, vNext).empty();
+}
+
+void Top::completeDeg3ChainsAndRemoveT() {
+    cutOffAtChains(*pCMesh);
+}
+
+bool Top::tryClose(Chain* pChain, std::vector<CEdge*>& vSolution) {
+    return closeChain(*pChain, vSolution);
+}
+
+bool Top::tryKillT(Chain* pChain, std::vector<CEdge*>& vSolution) {
+    return killWithinRing(*pCMesh, *pChain, vSolution);
+}
+
+bool Top::bfs(std::size_t maxNumT, std::vector<CTriangle*>& vStack, std::set<CEdge*>& sFences,
+              std::vector<CTriangle*>& vGroup) {
+    vGroup = floodWithin(maxNumT, vStack, sFences);
+    return !vGroup.empty();
+}
+
+void Top::createMap(std::vector<CEdge*>& vCE, std::multimap<VCD, CEdge*>& mmVCD2CE) const {
+    enterUnderEnds(vCE, mmVCD2CE);
+}
+
+// ---- Simplification and flips
+
+void Top::simplifyAndSmooth() {
+    simplifyAndFlip(*pCMesh);
+}
+
+bool Top::simplify(int passNo, double maxLen, SimplifyMode mode) {
+    return simplifyCoarse(*pCMesh, passNo, maxLen, mode);
+}
+
+bool Top::killSingle(CEdge* pCE, int iKill, double maxSq, std::multimap<double, CEdge*>& prioq) {
+    return collapseOntoEnd(*pCMesh, pCE, iKill, maxSq, prioq);
+}
+
+bool Top::killMid(CEdge* pCE, const Point3& M, double maxSq, std::multimap<double, CEdge*>& prioq) {
+    return collapseToMiddle(*pCMesh, pCE, M, maxSq, prioq);
+}
+
+void Top::collapseSmallEdges() {
+    TARN_KEL::collapseSmallEdges(*pCMesh);
+}
+
+void Top::edgeFlips(double angleDeg) {
+    flipByEnergy(*pCMesh, angleDeg);
+}
+
+void Top::getEdgesForOptimization(double angleDeg, std::vector<CEdge*>& vE) {
+    appendFoldedEdges(*pCMesh, angleDeg, vE);
+}
+
+void Top::buildPrioq(std::multimap<double, CEdge*>& q, double minAngle) {
+    enterFolds(*pCMesh, minAngle, q);
+}
+
+void Top::flipBadAngles() {
+    flipFolds(*pCMesh, BAD_FOLD);
+}
+
+int Top::flipExtremeCaps(bool bKill) {
+    return flipCaps(*pCMesh, bKill, sBorderCCD);
+}
+
+void Top::flipFeatures() {
+    flipOntoFeatures(*pCMesh, sFeatureCCD, sBorderCCD);
+}
+
+bool Top::canFlip(VCD ccd0, VCD ccd1, VCD alt0, VCD alt1) {
+    return TARN_KEL::canFlip(*pCMesh, sBorderCCD, ccd0, ccd1, alt0, alt1);
+}
+
+int Top::countCollinearConnectors(VCD ccd0, VCD ccd1) {
+    return TARN_KEL::countCollinearConnectors(*pCMesh, sFeatureCCD, ccd0, ccd1);
 }
 
 }  // namespace TARN_KEL

@@ -20,6 +20,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <optional>
 #include <unordered_map>
 #include <utility>
 
@@ -29,6 +30,7 @@
 #include "CTriangle.h"
 #include "drawings.h"
 #include "freeFunctions.h"
+#include "lazyQueue.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -187,20 +189,16 @@ void VolSolver::joinWeakPatches(const std::vector<CPatch*>& vWeakPatches, const 
     WeakQueue queue;  // equal keys stay in the order of their coming
     for (WeakPatch& weak : vWeak)
         queue.emplace(weak.share(), &weak);
-    while (!queue.empty()) {
-        const auto [key, pWeak] = *queue.begin();
-        queue.erase(queue.begin());
-        const double share = pWeak->share();
-        if (key > share) {
-            queue.emplace(share, pWeak);
-        } else if (share == 0.0) {
+    const auto judge = [](const WeakPatch* pWeak) { return std::optional(pWeak->share()); };
+    runLazily(queue, judge, [&](const WeakPatch* pWeak, double share) {
+        if (share == 0.0) {
             vKillPatches.push_back(pWeak->pPatch);
-        } else {
-            sStrongPatches.insert(pWeak->pPatch);
-            for (CEdge* pCE : pWeak->pPatch->vPatchBoundaryCE)
-                openEdges.count(pCE);
+            return;
         }
-    }
+        sStrongPatches.insert(pWeak->pPatch);
+        for (CEdge* pCE : pWeak->pPatch->vPatchBoundaryCE)
+            openEdges.count(pCE);
+    });
 }
 
 void VolSolver::killBubbles() {

@@ -21,8 +21,9 @@ class Voro;
 /// are taken for the surface. Weak ones join it where it is open, best fitting first; those that are left at no open edge
 /// are bubbles, and they are killed.
 ///
-/// One solver serves one run: presolveBubbles() once, or its two steps. What it found stays readable until the solver goes.
-/// The mesh must outlive the solver and must not be reset meanwhile.
+/// No public function of the library reaches this class. One solver serves one run: presolveBubbles() once, or its two
+/// steps. What it found stays readable until the solver goes. The mesh must outlive the solver and must not be reset
+/// meanwhile.
 class VolSolver {
 public:
     /// The arguments stay the caller's. Only the mesh is changed; pVoro may be null.
@@ -33,7 +34,7 @@ public:
     VolSolver& operator=(const VolSolver&) = delete;
 
     /// findBubbles(), then killBubbles(). A mesh without strong patches stays as it is, after a line that says so; one whose
-    /// strong patches are nowhere open stays as it is, too. O(n log n).
+    /// strong patches are nowhere open stays as it is, too. Cost: O(n log n).
     void presolveBubbles();
     /// Cuts the mesh anew and decides: sStrongPatches are the strong patches and those that joined, vKillPatches the
     /// bubbles, in the order in which they lost. Draws both kinds. The mesh isn't changed but for marks and patches.
@@ -47,18 +48,19 @@ public:
     /// Cuts the mesh into vPatches, which replace those of a former call and what was found about them.
     void init();
     /// As CMesh::createPatches, but the patches belong to whoever owns the list that they are appended to, and the mesh's
-    /// own list stays as it is. They must be deleted before the mesh is reset or dies. O(n log n).
+    /// own list stays as it is. They must be deleted before the mesh is reset or dies. Cost: O(n log n).
     void createPatches(std::set<CEdge*>* pFences, std::vector<CPatch*>& vPatches, std::map<VCD, CPatch*>& mVCD2Patch,
                        std::vector<CEdge*>& vMECE);
 
-    /// An alive triangle at the vertex is in one of sStrongPatches. O(triangles there).
+    /// Returns whether an alive triangle at the vertex is in one of sStrongPatches. Cost: the triangles there.
     bool isVCDOfStrong(VCD vcd) const;
-    /// The same for an edge. O(n log n) for n triangles on it.
+    /// The same for an edge. Cost: O(n log n) for n triangles on it.
     bool isEdgeOfStrong(CEdge* pCE) const;
-    /// The edge to which the vertex v, which hangs at edge i of pCT, should be tied: that edge if it is one of a strong
-    /// patch, else such an edge of the triangle beyond, the nearer one of two (e2 on ties); else null. dist is set to the
-    /// distance to v, in the units of the points, in the first case and in the case of two, and else left as it was. v and
-    /// the ends of the edges must have bundles; an edge whose ends lie at one point is an assertion where it is measured.
+    /// Returns the edge to which the vertex v, which hangs at edge i of pCT, should be tied: that edge if it is one of a
+    /// strong patch, else such an edge of the triangle beyond, the nearer one of two (the second on ties); else null. v and
+    /// the ends of the edges must have bundles.
+    /// dist: becomes the distance to v, in the units of the points, in the first case and in the case of two; else it stays.
+    /// Throws (assertion) where an edge is measured whose ends lie at one point.
     CEdge* adaptCE(VCD v, CTriangle* pCT, int i, double& dist);
 
     CMesh* pCMesh;                      ///< not owned

@@ -14,6 +14,7 @@
 
 #include "CMesh.h"
 #include "Progress.h"
+#include "runs.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -89,16 +90,14 @@ void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<s
                             ProgressStep step, std::vector<CCD>& vAmbiguousT) {
     std::array<CCD, 8> cells{};  // by bit; only those of the current configuration are valid
     std::vector<VCD> vTriVCD;
-    const auto end = vKeyCell.cend();
-    for (auto run = vKeyCell.cbegin(), next = run; run != end; run = next) {
-        const VCD key = run->first;
-        while (next != end && next->first == key)
-            ++next;
+    const auto keyOf = [](const std::pair<VCD, CCD>& keyCell) { return keyCell.first; };
+    forEachRun(vKeyCell.cbegin(), vKeyCell.cend(), keyOf, [&](auto first, auto end) {
         step.advance();
-        if (!makesTriangles(next - run)) continue;
+        if (!makesTriangles(end - first)) return;
 
+        const VCD key = first->first;
         int config = 0;
-        for (auto it = run; it != next; ++it) {
+        for (auto it = first; it != end; ++it) {
             const int bit = bitOfCell(key, it->second);
             config |= 1 << bit;
             cells[static_cast<std::size_t>(bit)] = it->second;
@@ -108,13 +107,13 @@ void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<s
         if (!isFlat(config)) {
             for (std::size_t i = 0; i < vTriVCD.size(); i += 3)
                 createMissingT(pCMesh, vTriVCD[i], vTriVCD[i + 1], vTriVCD[i + 2], key, config);
-            continue;
+            return;
         }
         ASSEX(vTriVCD.size()==6);
         vAmbiguousT.insert(vAmbiguousT.end(), vTriVCD.begin(), vTriVCD.end());
         vAmbiguousT.push_back(key);
         vAmbiguousT.push_back(static_cast<CCD>(config));
-    }
+    });
 }
 
 void createTrianglesOfFlatCubes(CMesh* pCMesh, const std::vector<CCD>& vAmbiguousT) {

@@ -20,13 +20,13 @@ constexpr bool makesTriangles(std::ptrdiff_t numCells) {
     return numCells >= 3 && numCells <= 7;
 }
 
-/// The configuration of the dual cube with that key: the sum of the masks of its cells, in any order, each once; any other
-/// cell is an assertion. 0 for an empty list.
+/// Returns the configuration of the dual cube with that key: the sum of the masks of its cells, 0 for none. vCells: cells of
+/// the cube in any order, each once. Throws (assertion) for any other cell.
 int configOfCube(VCD key, const VCCD& vCells);
 
 /// Creates the triangles of all cubes, in the order of the list, unless they are there. Those of a flat cube (four cells on
-/// one face) wait: its record is appended to vAmbiguousT, eight entries: the six cells of its two triangles, its key, its
-/// configuration. step counts the cubes.
+/// one face) wait: its record is appended to vAmbiguousT. A record is eight entries: the six cells of its two triangles, its
+/// key, its configuration. step counts the cubes.
 void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<std::pair<VCD, CCD>>& vKeyCell,
                             ProgressStep step, std::vector<CCD>& vAmbiguousT);
 

@@ -1,25 +1,13 @@
-// Patch pairs: doubles of a sheet, and bubbles.
-//
-// A wall one cell too thick comes out of the extraction as two sheets that meet along their whole rim, so that every edge of
-// the rim is an ME. Cut at all MEs the mesh falls into patches, and such a double is two patches with the same outer
-// boundary. One of them goes, if they are small. A bubble on the surface is one patch that meets itself in MEs, or itself
-// only; it is split, or killed.
-//
-//      ______        The patches A and B have one rim. Without B the rim is manifold, and A continues what was beside B.
-//     /  A   \       So each solved pair joins patches to larger ones, and the mesh is cut anew and solved again until
-//  --*--------*--    nothing changes.
-//     \__B___/
-//
-// Passes end: what counts as a change kills triangles, and only the passes before it make new ones. In a chain of three
-// patches on a rim a patch that the first pair has killed may be chosen again by the second. That counts as a change as
-// well, but it can't come first.
-//
-// Where other sheets cut the double into pieces no two patches have the same boundary. The other solver (frac) looks for two
-// groups of patches in place of two patches. The boundary of a group is what an odd number of its patches have for boundary.
-// Two groups without a common patch have equal boundaries exactly if each edge is in the boundaries of an even number of
-// patches of both together: if their union has no boundary. So it is enough to know which groups are closed; and since
-// edges held by the same patches behave alike, each combination of patches is looked at once, however long the rims are.
+// Where other sheets cut a double into several patches no two of them have the same boundary. This solver (frac) looks for
+// two groups of patches in place of two patches. The boundary of a group is what an odd number of its patches have for
+// boundary. Two groups without a common patch have equal boundaries exactly if each edge is in the boundaries of an even
+// number of patches of both together: if their union has no boundary. So it is enough to know which groups are closed; and
+// since edges held by the same patches behave alike, each combination of patches is looked at once, however long the
+// boundaries are.
+#include "aside/patchGroups.h"
+
 #include <algorithm>
+#include <cstddef>
 #include <cstdint>
 #include <map>
 #include <set>
@@ -29,8 +17,8 @@
 #include "CMesh.h"
 #include "CPatch.h"
 #include "CTriangle.h"
-#include "Progress.h"
-#include "Top.h"
+#include "flood.h"
+#include "patchPairs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -38,18 +26,9 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MAX_SMALL_PATCH = 20;  // triangles of a patch that goes whatever its area
-constexpr double MAX_AREA_SHARE = 0.1;       // of the mesh, for a pair with a larger patch
-constexpr std::size_t MAX_TINY_CLOSED = 6;   // triangles of a closed patch that may go as a whole
-constexpr std::size_t MAX_CLUSTER = 12;      // patches: the search for two groups takes 3^n steps
+constexpr std::size_t MAX_CLUSTER = 12;  // patches: the search for two groups takes 3^n steps
 
 using PatchBits = std::uint32_t;  // a set of patches of a cluster, by their positions
-
-bool hasOnlyManifoldEdges(const CPatch& patch) {
-    std::vector<CEdge*> vCE;
-    patch.getAllCE(vCE);
-    return std::all_of(vCE.begin(), vCE.end(), [](const CEdge* pCE) { return pCE->getDegree() == 2; });
-}
 
 /// Of the patches on an edge but one, the largest with a member; of equal ones the one whose triangle is first on the edge.
 /// Null when there is none.
@@ -65,27 +44,28 @@ CPatch* largestOther(const std::vector<CPatch*>& vAdjPatches, const CPatch* pExc
 /// Appends the start patch and what hangs on it, but the largest sheet at each edge. Stops above maxSize patches.
 void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>& vCluster) {
     std::set<const CPatch*> sKnown;
-    std::vector<CEdge*> vStack;
     std::size_t numTaken = 0;
-    const auto take = [&](CPatch* pPatch) {
+    const auto take = [&](CPatch* pPatch, const auto& offer) {
         if (!pPatch->isAlive() || !sKnown.insert(pPatch).second) return;
         vCluster.push_back(pPatch);
         ++numTaken;
         pPatch->setOuterBoundary();
-        pPatch->getPatchBoundaryCE(vStack);
+        for (CEdge* pCE : pPatch->vPatchBoundaryCE)
+            offer(pCE);
     };
-    take(pStartPatch);
+    std::vector<CEdge*> vStack;  // boundary edges, one entry for each patch taken there
+    take(pStartPatch, [&vStack](CEdge* pCE) { vStack.push_back(pCE); });
     std::vector<CPatch*> vAdjPatches;
-    while (!vStack.empty() && numTaken <= maxSize) {
-        const CEdge* pCE = vStack.back();
-        vStack.pop_back();
+    const auto forEachNext = [&](const CEdge* pCE, const auto& offer) {
+        if (numTaken > maxSize) return;
         vAdjPatches.clear();
         pCE->getAdjPatches(vAdjPatches);
         const CPatch* pBig = largestOther(vAdjPatches, pStartPatch);
         if (pBig != nullptr) out() << "BIG: " << pBig->getLabel() << "\n";
         for (CPatch* pPatch : vAdjPatches)
-            if (pPatch != pBig) take(pPatch);
-    }
+            if (pPatch != pBig) take(pPatch, offer);
+    };
+    flood(vStack, forEachNext, [](const CEdge*) { return true; });
     out() << "Have made a cluster: ";
     for (const CPatch* pPatch : vCluster)
         out() << " " << pPatch->getLabel();
@@ -188,93 +168,9 @@ void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
 
 }  // namespace
 
-bool Top::patchPairSolving(bool bCareful) {
-    ProgressStep step("TP_pps", 100);
-    std::vector<CPatch*> vPatches, vClosedPatches, vOpenPatches;
-    std::map<VCD, CPatch*> mVCD2Patch;
-    std::vector<CEdge*> vMECE;
-    std::vector<std::pair<CPatch*, CPatch*>> vPatchPairs;
-
-    pCMesh->createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
-    step.advance();
-    getPatchPairs(vPatches, vPatchPairs, vClosedPatches, vOpenPatches);
-    step.advance();
-    bool bChanged = solvePatchPairs(vPatchPairs);
-    step.advance();
-    if (simplifyClosedPatches(vClosedPatches, bCareful)) bChanged = true;
-    step.advance();
-    step.finish();
-    return bChanged;
-}
-
-void Top::getPatchPairs(std::vector<CPatch*>& vPatches, std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs,
-                        std::vector<CPatch*>& vClosedPatches, std::vector<CPatch*>& vOpenPatches) {
-    for (CPatch* pPatch : vPatches)
-        if (pPatch->isAlive()) pPatch->setOuterBoundary();
-    std::sort(vPatches.begin(), vPatches.end(), [](const CPatch* pPatch0, const CPatch* pPatch1) {
-        if (pPatch0->vPatchBoundaryCE != pPatch1->vPatchBoundaryCE)
-            return pPatch0->vPatchBoundaryCE < pPatch1->vPatchBoundaryCE;
-        return CPatchOrder()(pPatch0, pPatch1);
-    });
-    for (std::size_t i = 0; i < vPatches.size(); ++i) {
-        CPatch* pPatch = vPatches[i];
-        if (!pPatch->isAlive()) continue;
-        CPatch* pNext = i + 1 < vPatches.size() ? vPatches[i + 1] : nullptr;
-        if (pPatch->vPatchBoundaryCE.empty()) {
-            vClosedPatches.push_back(pPatch);
-        } else if (pNext != nullptr && pNext->vPatchBoundaryCE == pPatch->vPatchBoundaryCE) {
-            if (pNext->isAlive()) vPatchPairs.emplace_back(pPatch, pNext);
-        } else {
-            vOpenPatches.push_back(pPatch);
-        }
-    }
-}
-
-bool Top::solvePatchPairs(const std::vector<std::pair<CPatch*, CPatch*>>& vPatchPairs) {
-    const double meshArea = pCMesh->getArea();
-    bool bChanged = false;
-    for (const auto& [pPatch0, pPatch1] : vPatchPairs)
-        if (solveOnePatchPair(pPatch0, pPatch1, meshArea)) bChanged = true;
-    return bChanged;
-}
-
-bool Top::solveOnePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea) {
-    const bool bSmall = pPatch0->getSize() <= MAX_SMALL_PATCH && pPatch1->getSize() <= MAX_SMALL_PATCH;
-    if (!bSmall && (pPatch0->getArea() + pPatch1->getArea()) / meshArea > MAX_AREA_SHARE) return false;
-    CPatch* pSmaller = pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1;
-    pSmaller->killPatchAndMembers();
-    return true;
-}
-
-bool Top::simplifyClosedPatches(std::vector<CPatch*>& vClosedPatches, bool bCareful) {
-    std::stable_sort(vClosedPatches.begin(), vClosedPatches.end(),
-                     [](const CPatch* pPatch0, const CPatch* pPatch1) { return pPatch0->getSize() < pPatch1->getSize(); });
-    bool bChanged = false;
-    for (CPatch* pPatch : vClosedPatches) {
-        if (!pPatch->isAlive() || !pPatch->isClosed()) continue;
-        if (pPatch->getSize() <= MAX_TINY_CLOSED && hasOnlyManifoldEdges(*pPatch))
-            pPatch->killPatchAndMembers();
-        else if (pPatch->splitClosedPatchKill(bCareful))
-            bChanged = true;
-    }
-    return bChanged;
-}
-
-void Top::killBoundaryPatches(std::vector<CPatch*>& vPatches) {
-    for (CPatch* pPatch : vPatches) {
-        std::vector<CEdge*> vBorderCE;
-        pPatch->getGlobalDegNEdges(1, vBorderCE);
-        if (vBorderCE.empty()) continue;
-        warning(KEL_PLACE, "Killing a patch");
-        pPatch->killPatchAndMembers();
-    }
-}
-
-// ---- Groups of patches
-
 // A cluster is grown no further than the search for groups takes it.
-void Top::solvePatchPairsFrac(std::vector<CPatch*>& vPatches) {
-    const double meshArea = pCMesh->getArea();
+void solvePatchGroups(const CMesh& mesh, const std::vector<CPatch*>& vPatches) {
+    const double meshArea = mesh.getArea();
     out() << "SolvePatchPairsFrac: meshArea=" << meshArea << "\n";
     PatchQueue queue;
     for (CPatch* pPatch : vPatches)
@@ -282,19 +178,18 @@ void Top::solvePatchPairsFrac(std::vector<CPatch*>& vPatches) {
     while (CPatch* pPatch = queue.next()) {
         std::vector<CPatch*> vCluster;
         growCluster(pPatch, MAX_CLUSTER, vCluster);
-        if (!frac_solvePatchCluster(vCluster, meshArea)) continue;
+        if (!solvePatchCluster(vCluster, meshArea)) continue;
         for (CPatch* pMember : vCluster)
             if (pMember->isAlive()) assimilateNeighbours(pMember, queue);
     }
 }
 
-bool Top::frac_createCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster) {
+void growWholeCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster) {
     ASSEX(pStartPatch!=NULL && pStartPatch->isAlive());
     growCluster(pStartPatch, ~std::size_t{0}, vCluster);
-    return true;
 }
 
-bool Top::frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea) {
+bool solvePatchCluster(const std::vector<CPatch*>& vCluster, double meshArea) {
     const std::vector<CPatch*>* pvPatches = &vCluster;
     ASSEX(!pvPatches->empty());
     const auto isDead = [](const CPatch* pPatch) { return !pPatch->isAlive(); };
@@ -314,7 +209,7 @@ bool Top::frac_solvePatchCluster(std::vector<CPatch*>& vCluster, double meshArea
               << pPatch1->getPatchBoundarySize() << "\n";
         return false;
     }
-    const bool bSolved = solveOnePatchPair(pPatch0, pPatch1, meshArea);
+    const bool bSolved = solvePatchPair(pPatch0, pPatch1, meshArea);
     out() << (bSolved ? "*** SUCCESS ***\n" : "--- FAILED ----, by solvePatchPairs\n");
     return bSolved;
 }

@@ -1,0 +1,69 @@
+#pragma once
+
+#include <map>
+#include <memory>
+#include <utility>
+#include <vector>
+
+#include "Calc.h"
+#include "Casx.h"
+
+namespace TARN_KEL {
+
+struct Bundle;
+class CMesh;
+
+/// Extracts the coarse mesh from the set of occupied cells.
+///
+/// The eight cells round a lattice point form a dual cube. Its key is the code of the cell whose low corner is that point.
+/// vStaticVCD2CCD lists each occupied cell under the eight keys it belongs to, sorted by key, then cell, so a dual cube is a
+/// run of equal keys and no cube has to be looked up. The configuration of a run selects its triangles (Casx). A triangle is
+/// three cells; no geometry is computed here.
+///
+/// An extractor owns no mesh and keeps none: it makes them, or fills one that it is given. It must outlive the repair, which
+/// asks it to extract again. One thread.
+class Extractor {
+public:
+    /// pCalc, mCCD2Bundle: not owned, must outlive this object and all its meshes. Every key of the map becomes a cell.
+    /// Throws (assertion) if a cell has no neighbour on the high sides of the grid. Cost: O(n) for n cells.
+    Extractor(Calc* pCalc, std::map<CCD, Bundle*>& mCCD2Bundle, TRIMODE mode);
+
+    /// Returns a new mesh of all cells. Reports like fill(). Cost: O(n).
+    std::unique_ptr<CMesh> extract() const;
+    /// Makes the triangles of all cells in an empty mesh, in the order of their cubes' keys; those of flat cubes (four cells
+    /// on one face) come last. Reports under the steps "VO_ftx" and "VO_amb". Cost:
+    /// O(n).
+    void fill(CMesh& mesh) const;
+    /// Completes the dual cubes of these keys that lack one or two cells, removes the cells opposite to the new ones where
+    /// the sheet stays whole without them, resets the mesh and fills it again. The new cells get bundles of the mesh
+    /// (CMesh::addBundle); as many of these as possible are collapsed into neighbours, the rest is averaged. All pointers to
+    /// triangles and edges are void. Throws like findCrowded(). Cost: O(n) for n cells and O(log n) a key.
+    void extractAgain(CMesh& mesh, const VCCD& vKeys);
+
+    // ---- Steps of these
+
+    /// Builds vStaticVCD2CCD from vCCD, which gets sorted with each cell once. Memory: 8 pairs of 16 bytes a cell. Cost:
+    /// linear in the number of cells, apart from a sort of their 4x4x4 blocks.
+    void setVCD2CCD();
+
+    struct CrowdedCells {
+        VCCD vExtra;   ///< what the cubes lack, sorted and unique
+        VCCD vRemove;  ///< the cells of these cubes diagonally opposite to that, sorted and unique
+    };
+    /// Looks at those of the cubes that lack one or two cells. Keys without cells are skipped. Throws (assertion) for a key
+    /// above all keys that have cells.
+    CrowdedCells findCrowded(const VCCD& vKeys) const;
+    /// Adds the extra cells to vCCD. vStaticVCD2CCD doesn't follow.
+    void addCells(const VCCD& vExtra);
+    /// Takes each cell of vRemove out of vCCD that isn't an extra one and that RemoveDecider::isRemovable() accepts, in
+    /// their order: each removal changes the answer for the next. vStaticVCD2CCD doesn't follow.
+    void removeCells(const CrowdedCells& crowded);
+
+    Calc* pCalc;                                      ///< the grid, not owned
+    std::map<CCD, Bundle*>& mCCD2Bundle;              ///< the cells, not owned
+    VCCD vCCD;                                        ///< the cells of the current extraction, ascending
+    std::vector<std::pair<VCD, CCD>> vStaticVCD2CCD;  ///< (key, cell), sorted
+    Casx casx;
+};
+
+}  // namespace TARN_KEL

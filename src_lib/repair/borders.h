@@ -1,0 +1,25 @@
+// Passes that tidy the ragged borders of an extracted mesh. They kill triangles; only foldEar() may make some.
+#pragma once
+
+#include <vector>
+
+namespace TARN_KEL {
+
+class CEdge;
+class CMesh;
+
+/// Kills the border triangles whose two other edges are MEs. Returns the border edges of the others, in key order.
+std::vector<CEdge*> killHangersGetBorder(CMesh& mesh);
+
+/// Folds an ear into the sheet beside it: a triangle with two border edges, whose third is an ME, is laid into the other
+/// triangles there. A triangle that stands alone is killed. Anything else stays, and an edge without exactly one triangle is
+/// passed over.
+void foldEar(CMesh& mesh, CEdge* pBorderCE);
+/// The same for each of these edges in turn.
+void foldEars(CMesh& mesh, const std::vector<CEdge*>& vBorderCE);
+
+/// Kills patches of at most maxNumT triangles that have a long border for their size. Uses the marks on triangles. Cost: O(n
+/// log n) for n border edges, and at most maxNumT triangles for each.
+void killTinyPatches(CMesh& mesh, int maxNumT);
+
+}  // namespace TARN_KEL

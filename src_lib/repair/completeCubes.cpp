@@ -1,0 +1,75 @@
+#include "completeCubes.h"
+
+#include <algorithm>
+#include <array>
+#include <initializer_list>
+#include <vector>
+
+#include "CMesh.h"
+#include "Extractor.h"
+#include "Progress.h"
+#include "borders.h"
+#include "freeFunctions.h"
+#include "sortMT.h"
+#include "squares.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// The keys of the dual cubes that hold the cells, eight for each cell, sorted. The key of a cube that holds all of them
+/// occurs once for each.
+std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
+    std::vector<VCD> vKeys;
+    vKeys.reserve(8 * cells.size());
+    for (const VCD vcd : cells) {
+        std::array<CCD, 8> keys{vcd};
+        calc.completeArrayPlus(keys.data());
+        vKeys.insert(vKeys.end(), keys.begin(), keys.end());
+    }
+    std::sort(vKeys.begin(), vKeys.end());
+    return vKeys;
+}
+
+/// Appends the keys of the cubes that hold the border triangles.
+void appendCubesAtBorder(const Calc& calc, const std::vector<CEdge*>& vBorderCE, std::vector<VCD>& vCubes) {
+    for (const CEdge* pCE : vBorderCE) {
+        const CTriangle* pCT = pCE->getTriangle(true, true);
+        const std::vector<VCD> vVCD24 = keysOf(calc, {pCT->c0, pCT->c1, pCT->c2});
+        ASSEX(vVCD24.size()==24);
+        filterN(vVCD24, 3, vCubes);
+    }
+}
+
+void appendCubesAtEdges(const Calc& calc, const std::vector<CEdge*>& vCE, std::vector<VCD>& vCubes) {
+    for (const CEdge* pCE : vCE)
+        filterN(keysOf(calc, {pCE->v0, pCE->v1}), 2, vCubes);
+}
+
+}  // namespace
+
+void completeCubes(CMesh& mesh, Extractor& extractor) {
+    const Calc& calc = *mesh.getCalc();
+    ProgressStep step("TP_cbcpl", 7);
+    std::vector<VCD> vCubes;
+    const std::vector<CEdge*> vBorderCE = killHangersGetBorder(mesh);
+    step.advance();
+    appendCubesAtBorder(calc, vBorderCE, vCubes);
+    step.advance();
+    std::vector<CEdge*> vDeg4;
+    mesh.getDegN(4, vDeg4);
+    step.advance();
+    appendCubesAtEdges(calc, vDeg4, vCubes);
+    step.advance();
+    oneInstance(vCubes);
+    extractor.extractAgain(mesh, vCubes);
+    step.advance();
+    mesh.averageBundles();
+    step.advance();
+    unifyDiagonals(mesh);
+    step.advance();
+    step.finish();
+}
+
+}  // namespace TARN_KEL

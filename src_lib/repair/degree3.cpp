@@ -1,0 +1,147 @@
+// Edges of degree three. Where a sheet ends in the middle of another one, an edge has three triangles: two of the sheet that
+// goes on and one of the flap. Seen alone the three are alike; what tells them apart is the border of the flap, which runs
+// into the edge at an end and can't pass it. Such an edge is evil: exactly one border edge ends at one of its ends.
+//
+// repairDeg3 looks at evil edges twice. First with care: of the triangles on the edge, smallest first, one goes that is no
+// part of a sheet, because manifold edges lead from it to one neighbour at most, ears left out. Then what is left is eaten
+// from its border:
+//
+//      f ===== e ===== v        f-e and e-v have degree 3; the flap hangs below them and ends at v-w, the one border edge at
+//       \     / \  T  /|        v. The triangle on v-w goes. Now u-v is the border at v, and T goes. So e-v has degree 2,
+//        \   /   \   / |        and e-u is the one border edge at e: f-e is next.
+//          t ----- u - w
+//
+// This is repeated for all edges in turn until a round finds nothing. A round of the plain loop looks at every edge, and a
+// flap that hangs on a long line of edges is often eaten by one edge a round: the square of its length. But an edge asks for
+// nothing but the edges at its two ends. So only edges at whose ends a triangle has died since are asked again (RoundList),
+// in the order in which the plain loop would come to them.
+#include "degree3.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+#include "CMesh.h"
+#include "RoundList.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// The border edge that ends at the vertex; null when there is none or more than one.
+CEdge* onlyBorderEdge(const CMesh& mesh, VCD vcd) {
+    std::vector<CEdge*> vIncCE;
+    mesh.getIncidentCE(vcd, vIncCE);
+    CEdge* pOnlyCE = nullptr;
+    for (CEdge* pCE : vIncCE) {
+        if (pCE->getDegree() != 1) continue;
+        if (pOnlyCE != nullptr) return nullptr;
+        pOnlyCE = pCE;
+    }
+    return pOnlyCE;
+}
+
+/// In the given order. Many edges may share a vertex: each is looked at once.
+std::vector<CEdge*> evilEdges(const CMesh& mesh, const std::vector<CEdge*>& vCE) {
+    std::vector<VCD> vEvilVCD;
+    for (const CEdge* pCE : vCE)
+        vEvilVCD.insert(vEvilVCD.end(), {pCE->v0, pCE->v1});
+    oneInstance(vEvilVCD);
+    std::erase_if(vEvilVCD, [&mesh](VCD vcd) { return onlyBorderEdge(mesh, vcd) == nullptr; });
+    const auto isEvil = [&](VCD vcd) { return std::binary_search(vEvilVCD.begin(), vEvilVCD.end(), vcd); };
+    std::vector<CEdge*> vEvil;
+    std::copy_if(vCE.begin(), vCE.end(), std::back_inserter(vEvil),
+                 [&](const CEdge* pCE) { return isEvil(pCE->v0) || isEvil(pCE->v1); });
+    return vEvil;
+}
+
+/// The triangles on the edge by area, the oldest of equal ones first.
+std::vector<CTriangle*> smallestFirst(const CMesh& mesh, const CEdge* pCE) {
+    std::vector<std::pair<double, CTriangle*>> vArea;
+    for (CTriangle* pCT : pCE->vCT)
+        vArea.emplace_back(pCT->getArea(&mesh), pCT);
+    std::sort(vArea.begin(), vArea.end());
+    std::vector<CTriangle*> vT;
+    for (const auto& [area, pCT] : vArea)
+        vT.push_back(pCT);
+    return vT;
+}
+
+/// The neighbours over manifold edges, the edge pCE left out.
+std::vector<CTriangle*> manifoldNeighbours(const CTriangle* pCT, const CEdge* pCE) {
+    std::vector<CTriangle*> vNeigT;
+    for (int i = 0; i < 3; ++i)
+        if (pCT->getCE(i) != pCE && pCT->getCE(i)->getDegree() == 2)
+            vNeigT.push_back(pCT->getCE(i)->getUniqueOtherTriangle(pCT));
+    return vNeigT;
+}
+
+/// Each edge until it has nothing more to eat, again and again.
+void eatBorders(CMesh& mesh, const std::vector<CEdge*>& vDeg3) {
+    RoundList list(vDeg3);
+    while (const CEdge* pCE = list.next()) {
+        for (;;) {
+            std::vector<CEdge*> vNext;
+            const std::vector<CTriangle*> vKilled = eatAtEnds(mesh, pCE, vNext);
+            if (vKilled.empty()) break;
+            for (CEdge* pNextCE : vNext)
+                list.insertBeforeVisited(pNextCE);
+            for (const CTriangle* pCT : vKilled)
+                for (const VCD vcd : {pCT->c0, pCT->c1, pCT->c2})
+                    list.changedAt(vcd);
+        }
+    }
+}
+
+}  // namespace
+
+void thinFlaps(CMesh& mesh) {
+    std::vector<CEdge*> vDeg3;
+    mesh.getDegN(3, vDeg3);
+    for (CEdge* pCE : evilEdges(mesh, vDeg3))
+        if (pCE->getDegree() == 3) killFlapTriangle(mesh, pCE, smallestFirst(mesh, pCE));
+    eatBorders(mesh, vDeg3);
+}
+
+bool killFlapTriangle(CMesh& mesh, const CEdge* pCE, const std::vector<CTriangle*>& vT) {
+    for (CTriangle* pCT : vT) {
+        if (manifoldNeighbours(pCT, pCE).size() >= 2) continue;
+        pCT->kill(&mesh);
+        return true;
+    }
+    for (CTriangle* pCT : vT) {
+        int numGood = 0;
+        CTriangle* pEar = nullptr;
+        for (CTriangle* pNeigT : manifoldNeighbours(pCT, pCE)) {
+            if (pNeigT->countEdges(1, 1) == 2)
+                pEar = pNeigT;
+            else
+                ++numGood;
+        }
+        if (numGood >= 2) continue;
+        pCT->kill(&mesh);
+        if (pEar != nullptr && pEar->isAlive()) pEar->kill(&mesh);
+        return true;
+    }
+    return false;
+}
+
+std::vector<CTriangle*> eatAtEnds(CMesh& mesh, const CEdge* pCE, std::vector<CEdge*>& vNext) {
+    std::vector<CTriangle*> vKilled;
+    for (const VCD vcd : {pCE->v0, pCE->v1}) {
+        if (pCE->getDegree() != 3) break;
+        const CEdge* pBorderCE = onlyBorderEdge(mesh, vcd);
+        if (pBorderCE == nullptr) continue;
+        CTriangle* pKillT = pBorderCE->getTriangle(true, true);
+        ASSEX(pKillT!=NULL);
+        pKillT->kill(&mesh);
+        vKilled.push_back(pKillT);
+        for (int i = 0; i < 3; ++i)
+            if (pKillT->getCE(i)->getDegree() == 3) vNext.push_back(pKillT->getCE(i));
+    }
+    return vKilled;
+}
+
+}  // namespace TARN_KEL

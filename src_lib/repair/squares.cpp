@@ -1,0 +1,82 @@
+// Four cells of one grid plane can be meshed with either diagonal, and the cubes on the two sides of the plane may have
+// chosen differently. Then the square is there twice, as a flat double sheet between four MEs. Whoever finds a
+// diagonal with two triangles, and the other diagonal as an edge of the mesh, drops the two and sees to it that the other
+// diagonal has a triangle on either side.
+//
+//     a----v1        a----v1
+//     |  / |         | \  |
+//     | /  |   ->    |  \ |      if there is, or was, an edge a-b
+//     v0---b         v0---b
+#include "squares.h"
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "CMesh.h"
+#include "degenerate.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::array<CCD, 3> AXIS_BITS = {CCD_X_BITS, CCD_Y_BITS, CCD_Z_BITS};
+
+/// All four cells lie in one plane across that axis. Both pairs differ in the two other axes only.
+bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
+    const CCD bits = AXIS_BITS[static_cast<std::size_t>(axis)];
+    const CCD a = v0 & bits, b = v1 & bits, c = third0 & bits, d = third1 & bits;
+    ASSEX(a==b);
+    ASSEX(c==d);
+    return a == c;
+}
+
+/// A diagonal with two triangles, and the crossing one that takes its place.
+struct Square {
+    CTriangle *pCT0 = nullptr, *pCT1 = nullptr;
+    VCD v0, v1, a, b;
+    const CEdge* pCrossingCE = nullptr;
+};
+
+/// False when the edge is no diagonal with two triangles, or the crossing one never was an edge.
+bool findSquare(const CMesh& mesh, const CEdge& edge, Square& square) {
+    if (!edge.getTwoTriangles(square.pCT0, square.pCT1, true)) return false;
+    const VCD v0 = square.v0 = edge.v0, v1 = square.v1 = edge.v1;
+    const int axis = mesh.getCalc()->getUniqueSameComponent(v0, v1);
+    if (axis < 0) return false;
+    const VCD a = square.a = square.pCT0->getThirdCCD(v0, v1), b = square.b = square.pCT1->getThirdCCD(v0, v1);
+    if (a == b || mesh.getCalc()->getUniqueSameComponent(a, b) != axis) return false;
+    square.pCrossingCE = mesh.getEdge(a, b);
+    return square.pCrossingCE != nullptr && inOnePlane(axis, v0, v1, a, b);
+}
+
+void swapDiagonal(CMesh& mesh, const Square& square) {
+    const auto& [pCT0, pCT1, v0, v1, a, b, pCrossingCE] = square;
+    const VCD vcdCube = pCT0->vcdCube;
+    pCT0->kill(&mesh);
+    pCT1->kill(&mesh);
+    const bool bHasV0 = pCrossingCE->hasAdjT(a, b, v0), bHasV1 = pCrossingCE->hasAdjT(a, b, v1);
+    std::vector<CTriangle*> vNewT;
+    if (!bHasV0) vNewT.push_back(mesh.createT(a, b, v0, vcdCube, 0));
+    if (!bHasV1) vNewT.push_back(mesh.createT(b, a, v1, vcdCube, 0));
+    for (CTriangle* pCT : vNewT) {
+        if (!pCT->isAlive() || !pCT->isDegenerate(&mesh)) continue;  // the treatment of one may have taken the other
+        const CEdge* pCE = pCT->getCEdge(2);
+        if (pCE->getDegree() < 2) out() << "\n pCE->getDegree()=" << pCE->getDegree() << "\n";
+        if (!splitOrMove(mesh, pCT, 2)) warning(KEL_PLACE, "trySplitNeigsKillT() and laplacianForOne() did not succeed");
+    }
+}
+
+}  // namespace
+
+void unifyDiagonals(CMesh& mesh) {
+    std::vector<CEdge*> vCE;
+    mesh.getCEdges(vCE);
+    for (const CEdge* pCE : vCE) {
+        Square square;
+        if (findSquare(mesh, *pCE, square)) swapDiagonal(mesh, square);
+    }
+}
+
+}  // namespace TARN_KEL

@@ -24,8 +24,8 @@ class Voro;
 /// The passes on a coarse mesh under one name, for callers who work on plain pointers. The library itself calls the
 /// functions behind them, which are named here and documented in their headers.
 ///
-/// An object keeps nothing between passes but its fields. Neither the mesh nor the grid, which is that of the mesh, is owned.
-/// The finalisers, cbsComplete and patchPairSolving report progress.
+/// An object keeps nothing between passes but its fields. Neither the mesh nor the grid, which is that of the mesh, is
+/// owned. The finalisers, cbsComplete and patchPairSolving report progress.
 class Top {
 public:
     Top(CMesh* pCMesh, Calc* pCalc);

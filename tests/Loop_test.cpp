@@ -145,13 +145,18 @@ TEST(AngleEntry, measuresTheAngleOnTheSideOfTheHole) {
 }
 
 TEST(AngleEntry, followsTheMesh) {
+    for (const bool bGrowthOnly : {false, true}) {
+        LoneCorner grown(90, true, true);
+        if (bGrowthOnly) grown.own().expectGrowthOnly();
+        EXPECT_NEAR(grown.own().getVertexNNV(true).z(), 1.0, 1e-9);
+        grown.triangle(grown.own().getOwnVCD(), grown.put(5, 9, 5), grown.put(5, 5, 9));
+        EXPECT_NEAR(grown.own().getVertexNNV(true).z(), std::sqrt(0.5), 1e-9) << "the new one counts, the old one once";
+    }
     LoneCorner corner(90, true, true);
     AngleEntryState state = AES_NONE;
     EXPECT_NEAR(corner.own().getBorderAngle(true, state), 90, 1e-9);
     corner.mesh.vAllCT[0]->flipNNV();
     EXPECT_NEAR(corner.own().getBorderAngle(true, state), 270, 1e-9);
-    corner.triangle(corner.own().getOwnVCD(), corner.put(5, 9, 5), corner.put(5, 5, 9));
-    EXPECT_LT(std::abs(corner.own().getVertexNNV(true).z()), 0.9) << "the new one counts";
     for (CTriangle* pCT : aliveT(corner.mesh))
         pCT->kill(&corner.mesh);  // no normal at all
     EXPECT_EQ(corner.own().getVertexNNV(true).x(), 1.0);

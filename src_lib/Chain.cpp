@@ -24,6 +24,7 @@
 
 #include "CMesh.h"
 #include "CTriangle.h"
+#include "flood.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -88,18 +89,16 @@ std::set<CTriangle*> fanBeside(const CEdge* pCE) {
     CTriangle* pStartCT = pCE->getTriangle(true, false);
     std::set<CTriangle*> sFan{pStartCT};
     std::set<const CEdge*> sCrossed{pCE};
-    std::vector<CTriangle*> vStack{pStartCT};
-    while (!vStack.empty()) {
-        const CTriangle* pCT = vStack.back();
-        vStack.pop_back();
+    const auto forEachNeig = [&](const CTriangle* pCT, const auto& offer) {
         for (int i = 0; i < 3; ++i) {
             const CEdge* pSpoke = pCT->getCE(i);
             if (!pSpoke->has(pCE->v0) && !pSpoke->has(pCE->v1)) continue;
             if (!sCrossed.insert(pSpoke).second) continue;
-            for (CTriangle* pNeigT : pSpoke->vCT)
-                if (sFan.insert(pNeigT).second) vStack.push_back(pNeigT);
+            std::for_each(pSpoke->vCT.begin(), pSpoke->vCT.end(), offer);
         }
-    }
+    };
+    std::vector<CTriangle*> vStack{pStartCT};
+    flood(vStack, forEachNeig, [&sFan](CTriangle* pCT) { return sFan.insert(pCT).second; });
     return sFan;
 }
 

@@ -23,6 +23,7 @@
 #include <utility>
 
 #include "CMesh.h"
+#include "flood.h"
 #include "handOver.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -55,15 +56,13 @@ public:
         oneInstance(vStack);
         std::set<VCD> sSeen(vStack.begin(), vStack.end());
         EdgesByEnd mm;
-        while (!vStack.empty()) {
-            const VCD vcd = vStack.back();
-            vStack.pop_back();
+        const auto forEachNext = [&](VCD vcd, const auto& offer) {
             for (auto it = firstAt(vcd); it != sEnd.end() && it->first == vcd; ++it) {
                 mm.insert(*it);
-                const VCD otherVCD = it->second->getOtherVCD(vcd);
-                if (!isHigh(otherVCD) && sSeen.insert(otherVCD).second) vStack.push_back(otherVCD);
+                offer(it->second->getOtherVCD(vcd));
             }
-        }
+        };
+        flood(vStack, forEachNext, [&](VCD vcd) { return !isHigh(vcd) && sSeen.insert(vcd).second; });
         return mm;
     }
 

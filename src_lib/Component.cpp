@@ -3,10 +3,7 @@
 
 #include <algorithm>
 #include <iterator>
-#include <limits>
 
-#include "CornerStore.h"
-#include "NeighbourBlock.h"
 #include "connections.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -18,7 +15,11 @@ std::atomic<int> Component::seqNumMaster{0};
 
 namespace {
 
-constexpr int INT_LARGEST = std::numeric_limits<int>::max();
+constexpr int MARGIN = 30;  // cells that the field may grow beyond those of the component
+
+std::string nameOf(const char* kind, int number) {
+    return globalPrefix() + kind + toString(number) + "_";
+}
 
 template <typename T>
 void append(const std::vector<T>& vSource, std::vector<T>& vOut) {
@@ -28,7 +29,7 @@ void append(const std::vector<T>& vSource, std::vector<T>& vOut) {
 }  // namespace
 
 Component::Component(const VRCD& cells, const VRCD& border, const VRCDPoint& vRCDPoint, Calc* pGrid)
-    : Component("comp_", seqNum++, 0, vRCDPoint, pGrid) {
+    : Sheet(vRCDPoint, pGrid), label(seqNum++), name(nameOf("comp_", label)), bOriented(false) {
     vCells = cells;
     vBorder = border;
     std::set_difference(vCells.begin(), vCells.end(), vBorder.begin(), vBorder.end(), std::back_inserter(vArea));
@@ -36,11 +37,11 @@ Component::Component(const VRCD& cells, const VRCD& border, const VRCDPoint& vRC
 }
 
 Component::Component(const std::vector<Component*>& vGroup, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid)
-    : Component("mstc_", seqNumMaster++, growSteps, vRCDPoint, pGrid) {
-    cornerStore = std::make_unique<CornerStore>(pGrid);
-    sideLen = static_cast<float>(pCalc->getSideLen());
-    halfSideLen = 0.5F * sideLen;
-    bOriented = true;
+    : Sheet(vRCDPoint, pGrid),
+      GapField(pGrid, growSteps),
+      label(seqNumMaster++),
+      name(nameOf("mstc_", label)),
+      bOriented(true) {
     for (const Component* pSheet : vGroup) {
         append(pSheet->vCells, vCells);
         append(pSheet->vBorder, vBorder);
@@ -52,21 +53,7 @@ Component::Component(const std::vector<Component*>& vGroup, int growSteps, const
     oneInstanceMT(vVisibleFacets);
 }
 
-Component::Component(const char* kind, int number, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid)
-    : numGrowSteps(growSteps),
-      minX(INT_LARGEST),
-      minY(INT_LARGEST),
-      minZ(INT_LARGEST),
-      maxX(0),
-      maxY(0),
-      maxZ(0),
-      label(number),
-      name(globalPrefix() + kind + toString(number) + "_"),
-      pRCDPoint(&vRCDPoint),
-      pCalc(pGrid),
-      bOriented(false) {}
-
-Component::~Component() = default;
+// ---- Votes
 
 double Component::getScore() const {
     double score = 0.0;
@@ -84,36 +71,38 @@ void Component::flip() {
     oneInstance(vConnectionStructs);
     for (ConnectionStruct* pConnection : vConnectionStructs)
         pConnection->score = -pConnection->score;
-    for (Facet& facet : vVisibleFacets)
-        if (facet.color == 0 || facet.color == 1) facet.color = 1 - facet.color;
+    swapSides();
 }
 
-void Component::getOrientationCount(RCD rcd, int* a0, int* a1) const {
-    std::fill_n(a0, 6, 0);
-    std::fill_n(a1, 6, 0);
-    RCD block[NeighbourBlock::NUM_POSITIONS];
-    pCalc->completeArray27_RCD(rcd, block);
-    // Three cells in a row along z have codes, and so facets, one behind the other.
-    for (std::size_t column = 0; column < 9; ++column) {
-        auto it = std::lower_bound(vVisibleFacets.begin(), vVisibleFacets.end(), Facet(block[column], 0, -1, -1));
-        for (; it != vVisibleFacets.end() && it->rcd <= block[column + 18]; ++it) {
-            if (it->color == 0)
-                ++a0[it->idx];
-            else if (it->color == 1)
-                ++a1[it->idx];
-            else if (it->color != -1)
-                ASSEX(false);  // a sheet that is coloured has no other colours
-        }
+// ---- The field
+
+bool Component::run(VRCDPoint& vOut) {
+    ASSEX(numGrowSteps>0);
+    defineBounds(MARGIN);
+    assignFirstDistances();
+    inflateCtrl2();
+    getZeroRCD(vOut);
+    return true;
+}
+
+void Component::defineBounds(int margin) {
+    setBounds(vCells, margin);
+}
+
+void Component::assignFirstDistances() {
+    seedFromSheet(*this, *cornerStore);
+}
+
+void Component::assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign) {
+    seedStrip(vStrip, sign, *pRCDPoint, *cornerStore);
+}
+
+void Component::getZeroRCD(VRCDPoint& vOut) {
+    for (auto& [rcd, mean] : zerosOf(*cornerStore, *pCalc)) {
+        if (std::binary_search(vCells.begin(), vCells.end(), rcd)) continue;
+        pCalc->adaptPointToRCD(rcd, mean);
+        vOut.emplace_back(rcd, mean);
     }
-}
-
-const FacetLinks& Component::getLinks() const {
-    if (links.size() != vVisibleFacets.size()) links = FacetLinks(vCells, vVisibleFacets);
-    return links;
-}
-
-std::size_t Component::positionOf(const Facet* pFacet) const {
-    return static_cast<std::size_t>(pFacet - vVisibleFacets.data());
 }
 
 }  // namespace TARN_KEL

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <cfloat>
 #include <cstddef>
@@ -36,6 +37,7 @@ struct Corner {
 
     int getState() const { return state; }
     bool hasFreeSlot() const { return neigs.back() == NO_NEIG; }
+    int numNeigs() const { return static_cast<int>(std::find(neigs.begin(), neigs.end(), NO_NEIG) - neigs.begin()); }
     /// Its value is smoothed, unlike those that a sheet fixes.
     bool isFree() const { return state > ST_NONE && state <= ST_INFLATED; }
 };

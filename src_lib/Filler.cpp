@@ -16,11 +16,14 @@
 #include <functional>
 #include <iterator>
 #include <map>
+#include <optional>
 #include <set>
 
 #include "CornerStore.h"
 #include "PartnerSearch.h"
+#include "flood.h"
 #include "freeFunctions.h"
+#include "lazyQueue.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -84,15 +87,13 @@ private:
 std::vector<Component*> collectGroup(Component* pFirst, std::set<Component*>& sVisited) {
     std::vector<Component*> vGroup, vRelated, vStack{pFirst};
     sVisited.insert(pFirst);
-    while (!vStack.empty()) {
-        Component* pComp = vStack.back();
-        vStack.pop_back();
+    const auto forEachRelated = [&](Component* pComp, const auto& offer) {
         vGroup.push_back(pComp);
         vRelated.clear();
         pComp->getRelatedComponents(vRelated);
-        std::copy_if(vRelated.begin(), vRelated.end(), std::back_inserter(vStack),
-                     [&sVisited](Component* pRelated) { return sVisited.insert(pRelated).second; });
-    }
+        std::for_each(vRelated.begin(), vRelated.end(), offer);
+    };
+    flood(vStack, forEachRelated, [&sVisited](Component* pComp) { return sVisited.insert(pComp).second; });
     return vGroup;
 }
 
@@ -211,16 +212,11 @@ void Filler::orientSheets() {
     for (Component* pComp : vComponents)
         mmQueue.emplace(std::fabs(scores.of(pComp)), pComp);
     std::vector<Component*> vRelated;
-    while (!mmQueue.empty()) {
-        const auto [key, pComp] = *mmQueue.begin();
-        mmQueue.erase(mmQueue.begin());
-        if (pComp->isOriented()) continue;
-        const double score = scores.of(pComp);
-        if (std::fabs(score) != key) {  // the votes have changed since
-            mmQueue.emplace(std::fabs(score), pComp);
-            continue;
-        }
-        if (!(score > 0.0)) {
+    const auto judge = [&scores](const Component* pComp) {
+        return pComp->isOriented() ? std::nullopt : std::optional(std::fabs(scores.of(pComp)));
+    };
+    runLazily(mmQueue, judge, [&](Component* pComp, double) {
+        if (!(scores.of(pComp) > 0.0)) {
             pComp->flip();
             scores.forgetBeside(pComp);
         }
@@ -229,7 +225,7 @@ void Filler::orientSheets() {
         pComp->getRelatedComponents(vRelated);
         for (Component* pRelated : vRelated)
             if (!pRelated->isOriented()) mmQueue.emplace(scores.of(pRelated), pRelated);
-    }
+    });
     for (const Component* pComp : vComponents)
         ASSEX(pComp->isOriented());
 }

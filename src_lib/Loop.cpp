@@ -15,10 +15,13 @@
 #include <atomic>
 #include <iterator>
 #include <memory>
+#include <optional>
 
 #include "CEdge.h"
 #include "CMesh.h"
+#include "flood.h"
 #include "handOver.h"
+#include "lazyQueue.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -96,20 +99,17 @@ void Loop::orientIncidentT() {
         return reach == LR_COMPONENT || isOnBorder(pCT->c0) || isOnBorder(pCT->c1) || isOnBorder(pCT->c2);
     };
     std::set<const CEdge*> sCrossedME;  // the first triangle that comes to an edge turns all the others on it
-    std::vector<CTriangle*> vStack(sOrientedT.begin(), sOrientedT.end());
-    while (!vStack.empty()) {
-        const CTriangle* pCT = vStack.back();
-        vStack.pop_back();
+    const auto turnNeigs = [&](const CTriangle* pCT, const auto& offer) {
         for (int i = 0; i < 3; ++i) {
             const CEdge* pCE = pCT->getCE(i);
             if (pCE->getDegree() > 2 && (reach == LR_RING || !sCrossedME.insert(pCE).second)) continue;
-            for (CTriangle* pNeigT : pCE->vCT) {
-                if (pNeigT == pCT || !isWithinReach(pNeigT) || !sOrientedT.insert(pNeigT).second) continue;
-                vStack.push_back(pNeigT);
-                if (pNeigT->getHEDirection2(pCE->v0, pCE->v1) == pCT->getHEDirection2(pCE->v0, pCE->v1)) pNeigT->flipNNV();
-            }
+            for (CTriangle* pNeigT : pCE->vCT)
+                if (offer(pNeigT) && pNeigT->getHEDirection2(pCE->v0, pCE->v1) == pCT->getHEDirection2(pCE->v0, pCE->v1))
+                    pNeigT->flipNNV();
         }
-    }
+    };
+    std::vector<CTriangle*> vStack(sOrientedT.begin(), sOrientedT.end());
+    flood(vStack, turnNeigs, [&](CTriangle* pCT) { return isWithinReach(pCT) && sOrientedT.insert(pCT).second; });
 }
 
 // ---- Cutting ears -------------------------------------------------------------------------------------------------------
@@ -166,18 +166,15 @@ void Loop::enqueueIfConvex(AngleEntry* pAE) {
 }
 
 AngleEntry* Loop::getMinAngleEntry() {
-    while (!mmPrioq.empty()) {
-        const auto [key, pAE] = *mmPrioq.begin();
-        mmPrioq.erase(mmPrioq.begin());
-        if (!pAE->isAlive()) continue;
+    const auto judge = [](AngleEntry* pAE) -> std::optional<double> {
+        if (!pAE->isAlive()) return std::nullopt;
         AngleEntryState state = AES_NONE;
-        double value = pAE->getBorderAngle(true, state);
-        if (state != AES_CONVEX) continue;
-        if (pAE->getPrevNextDihedral() > FOLDED) value += WAITING;
-        if (!(value > key)) return pAE;
-        mmPrioq.emplace(value, pAE);
-    }
-    return nullptr;
+        const double angle = pAE->getBorderAngle(true, state);
+        if (state != AES_CONVEX) return std::nullopt;
+        return pAE->getPrevNextDihedral() > FOLDED ? angle + WAITING : angle;
+    };
+    const auto next = takeLazily(mmPrioq, judge);
+    return next ? next->second : nullptr;
 }
 
 bool Loop::triangulate() {

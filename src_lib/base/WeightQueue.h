@@ -26,23 +26,28 @@ public:
         sortByFirstMT(vStart);
     }
     bool empty() const { return iStart == vStart.size() && later.empty(); }
-    std::uint32_t pop() {
-        const bool bFromStart = later.empty() || (iStart < vStart.size() && startRank() < later.top().first);
-        const auto [rank, number] = bFromStart ? std::make_pair(startRank(), vStart[iStart].second) : later.top();
+    /// The first weight and number, which leave the queue.
+    std::pair<double, std::uint32_t> takeFirst() {
+        const bool bFromStart = later.empty() || (iStart < vStart.size() && startRank() < later.top().rank);
+        const Entry entry = bFromStart ? Entry{startRank(), vStart[iStart].first, vStart[iStart].second} : later.top();
         if (bFromStart)
             ++iStart;
         else
             later.pop();
-        farthest = std::max(farthest, rank);
-        return number;
+        farthest = std::max(farthest, entry.rank);
+        return {entry.weight, entry.number};
     }
+    /// The number alone.
+    std::uint32_t pop() { return takeFirst().second; }
     /// Behind all of that weight.
-    void push(double weight, std::uint32_t number) { later.emplace(Rank{radixCode(weight), nextTurn++}, number); }
+    void push(double weight, std::uint32_t number) { later.push({Rank{radixCode(weight), nextTurn++}, weight, number}); }
     /// Where it would have been from the start, if the queue isn't beyond that place.
     void pushAsAtStart(double weight, std::uint32_t number) {
         const Rank rank{radixCode(weight), number};
-        if (farthest < rank) later.emplace(rank, number);
+        if (farthest < rank) later.push({rank, weight, number});
     }
+    /// The order of the weights.
+    std::less<double> key_comp() const { return {}; }
 
 private:
     /// A place in the queue.
@@ -53,7 +58,12 @@ private:
     };
     Rank startRank() const { return {radixCode(vStart[iStart].first), vStart[iStart].second}; }
 
-    using Entry = std::pair<Rank, std::uint32_t>;
+    struct Entry {
+        Rank rank;
+        double weight;
+        std::uint32_t number;
+        bool operator>(const Entry& other) const { return rank > other.rank; }
+    };
     std::vector<std::pair<double, std::uint32_t>> vStart;
     std::size_t iStart = 0;
     std::priority_queue<Entry, std::vector<Entry>, std::greater<>> later;

@@ -11,11 +11,14 @@
 namespace TARN_KEL {
 
 /// Depth first: the element claimed last is left first. forEachNext(element, offer) calls offer(next) for each element
-/// beside it. vStack: the elements to start from; empty afterwards. O(elements and offers).
+/// beside it, which tells whether it was claimed. vStack: the elements to start from; empty afterwards. O(elements and
+/// offers).
 template <typename Element, typename ForEachNext, typename Claim>
 void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& claim) {
     const auto offer = [&](Element next) {
-        if (claim(next)) vStack.push_back(next);
+        const bool bClaimed = claim(next);
+        if (bClaimed) vStack.push_back(next);
+        return bClaimed;
     };
     while (!vStack.empty()) {
         const Element element = vStack.back();
@@ -29,7 +32,9 @@ void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& clai
 template <typename Element, typename ForEachNext, typename Claim>
 void floodInOrder(std::vector<Element>& vReached, ForEachNext&& forEachNext, Claim&& claim) {
     const auto offer = [&](Element next) {
-        if (claim(next)) vReached.push_back(next);
+        const bool bClaimed = claim(next);
+        if (bClaimed) vReached.push_back(next);
+        return bClaimed;
     };
     for (std::size_t i = 0; i < vReached.size(); ++i) {
         const Element element = vReached[i];  // a copy: offers move the vector

@@ -19,9 +19,11 @@
 #include <cfloat>
 #include <functional>
 #include <numeric>
+#include <optional>
 
 #include "NeighbourWalk.h"
 #include "WeightQueue.h"
+#include "lazyQueue.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -191,23 +193,21 @@ FacetPainter::Proposal FacetPainter::propose(const std::vector<Facet>& vFacets, 
 int FacetPainter::colorizeByWeight(double minWeight) {
     ++call;
     int numColored = 0;
-    for (WeightQueue queue(takeHeavy(minWeight), vState.size()); !queue.empty();) {
-        const Item item = queue.pop();
-        const auto [componentIndexToAssign, freshWeight] = proposalOf(item);
-        if (freshWeight == 0.0) continue;
-        if (vState[item].key > freshWeight) {
-            vState[item].key = freshWeight;
-            queue.push(-freshWeight, item);
-            continue;
-        }
-        if (minWeight > freshWeight) continue;
-        const int lowerIndex = lower, upperIndex = upper;
+    WeightQueue queue(takeHeavy(minWeight), vState.size());  // of negative weights, as it gives the smallest first
+    const auto judge = [this](Item item) {
+        const double weight = proposalOf(item).second;
+        return weight == 0.0 ? std::nullopt : std::optional(-weight);
+    };
+    runLazily(queue, judge, [&](Item item, double key) {
+        const double freshWeight = -key;
+        if (minWeight > freshWeight) return;
+        const int componentIndexToAssign = proposalOf(item).first, lowerIndex = lower, upperIndex = upper;
         ASSEX(componentIndexToAssign==lowerIndex || componentIndexToAssign==upperIndex);
         ASSEX(freshWeight>0 && freshWeight<DBL_MAX);
         enterNeigs(item, queue);
         paint(item, componentIndexToAssign);
         ++numColored;
-    }
+    });
     return numColored;
 }
 
@@ -224,10 +224,10 @@ std::vector<std::pair<double, FacetPainter::Item>> FacetPainter::takeHeavy(doubl
         State& state = vState[item];
         state.bMayHaveChanged = false;
         if (!state.bInList || facetOf(item).color != -1) continue;
-        state.key = proposalOf(item).second;
-        if (state.key < minWeight) continue;
+        const double weight = proposalOf(item).second;
+        if (weight < minWeight) continue;
         state.call = call;
-        vStart.emplace_back(-state.key, item);
+        vStart.emplace_back(-weight, item);
     }
     vChanged.clear();
     return vStart;
@@ -240,8 +240,7 @@ void FacetPainter::enterNeigs(Item item, WeightQueue& queue) {
         const Item neig = vItemOf[position];
         if (neig == NONE || vState[neig].call == call || vVisibleFacets[position].color != -1) continue;
         vState[neig].call = call;
-        vState[neig].key = proposalOf(neig).second;
-        queue.pushAsAtStart(-vState[neig].key, neig);
+        queue.pushAsAtStart(-proposalOf(neig).second, neig);
     }
 }
 

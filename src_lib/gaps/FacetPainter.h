@@ -58,7 +58,6 @@ private:
         bool bMayHaveChanged = true;  // a neighbour was coloured since the last look at the weight
         std::uint32_t pass = 0;       // the last pass by blocks that has visited it or will
         std::uint32_t call = 0;       // the last call by weight that had it in its queue
-        double key = 0.0;             // the weight under which it waits there
     };
 
     Facet& facetOf(Item item) const { return vVisibleFacets[vState[item].position]; }

@@ -8,11 +8,13 @@
 #include <cmath>
 #include <optional>
 
-#include "Component.h"
 #include "FacetPainter.h"
 #include "NeighbourWalk.h"
+#include "Sheet.h"
 #include "WeightQueue.h"
 #include "freeFunctions.h"
+#include "lazyQueue.h"
+#include "runs.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -26,7 +28,7 @@ constexpr double WALL_WEIGHT = 5.0;     // of a facet that stands upright on the
 constexpr double UNKNOWN_WEIGHT = 0.5;  // where the surface isn't known, for each neighbour of another color
 
 /// The normal of the surface at a cell, from the points of the cells up to two steps around it, without its own.
-std::optional<Vector3> getNormalAround(PointWalk& walk, const Component::VRCDPoint& vRemainingRCDPoint, RCD rcd) {
+std::optional<Vector3> getNormalAround(PointWalk& walk, const Sheet::VRCDPoint& vRemainingRCDPoint, RCD rcd) {
     std::vector<Point3> vPoints;
     walk.visitBlock(rcd, [&](int position, std::size_t place) {
         if (position != PointWalk::CENTRE) vPoints.push_back(vRemainingRCDPoint[place].second);
@@ -51,26 +53,25 @@ double getSeamWeight(const Facet& facet, int numDiff, const std::optional<Vector
 struct SeamFacet {
     Facet* pFacet;
     std::optional<Vector3> normal;  // around its cell, which doesn't change with the colors
-    double weight;                  // as it stands in the queue
 };
 
-void findNormals(std::vector<SeamFacet>& vSeam, const Component::VRCDPoint& vRemainingRCDPoint) {
+void findNormals(std::vector<SeamFacet>& vSeam, const Sheet::VRCDPoint& vRemainingRCDPoint) {
     std::vector<SeamFacet*> vByCell;
     for (SeamFacet& seam : vSeam)
         vByCell.push_back(&seam);
     std::sort(vByCell.begin(), vByCell.end(), [](auto* pA, auto* pB) { return *pA->pFacet < *pB->pFacet; });
     PointWalk walk(vRemainingRCDPoint);
-    const SeamFacet* pLast = nullptr;
-    for (SeamFacet* pSeam : vByCell) {
-        const bool bSameCell = pLast != nullptr && pLast->pFacet->rcd == pSeam->pFacet->rcd;
-        pSeam->normal = bSameCell ? pLast->normal : getNormalAround(walk, vRemainingRCDPoint, pSeam->pFacet->rcd);
-        pLast = pSeam;
-    }
+    const auto cellOf = [](const SeamFacet* pSeam) { return pSeam->pFacet->rcd; };
+    forEachRun(vByCell.begin(), vByCell.end(), cellOf, [&](auto first, auto last) {
+        const std::optional<Vector3> normal = getNormalAround(walk, vRemainingRCDPoint, cellOf(*first));
+        for (auto it = first; it != last; ++it)
+            (*it)->normal = normal;
+    });
 }
 
 }  // namespace
 
-void Component::cc_postColorize(int lower, int upper) {
+void Sheet::cc_postColorize(int lower, int upper) {
     std::vector<Facet*> vList;
     for (Facet& facet : vVisibleFacets)
         if (facet.color != lower && facet.color != upper) vList.push_back(&facet);
@@ -84,13 +85,13 @@ void Component::cc_postColorize(int lower, int upper) {
     cc_makeThinBorder(vList);
 }
 
-void Component::cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie) {
+void Sheet::cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie) {
     FacetPainter painter(vCells, vVisibleFacets, getLinks(), vList, lower, upper);
     painter.colorizeByBlocks(minCount, bAllowTie);
     vList = painter.getRest();
 }
 
-int Component::cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, double minWeight) {
+int Sheet::cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, double minWeight) {
     FacetPainter painter(vCells, vVisibleFacets, getLinks(), vList, lower, upper);
     const int numColored = painter.colorizeByWeight(minWeight);
     vList = painter.getRest();
@@ -98,14 +99,14 @@ int Component::cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, d
     return numColored;
 }
 
-std::pair<int, double> Component::cc_getWeight(Facet* pFacet, int lower, int upper) const {
+std::pair<int, double> Sheet::cc_getWeight(Facet* pFacet, int lower, int upper) const {
     return FacetPainter::propose(vVisibleFacets, getLinks(), positionOf(pFacet), lower, upper);
 }
 
 // ---- The seam -----------------------------------------------------------------------------------------------------------
 
 /// The number of neighbours of another color, where both have one.
-int Component::countOtherColors(std::size_t position) const {
+int Sheet::countOtherColors(std::size_t position) const {
     const int color = vVisibleFacets[position].color;
     if (color < 0) return 0;
     const auto& neigs = getLinks()[position];
@@ -114,40 +115,38 @@ int Component::countOtherColors(std::size_t position) const {
     }));
 }
 
-double Component::getThinBorderWeight(Facet* pFacet) const {
+double Sheet::getThinBorderWeight(Facet* pFacet) const {
     const int numDiff = countOtherColors(positionOf(pFacet));
     if (numDiff == 0) return 0.0;
     PointWalk walk(*pRCDPoint);
     return getSeamWeight(*pFacet, numDiff, getNormalAround(walk, *pRCDPoint, pFacet->rcd));
 }
 
-void Component::cc_makeThinBorder(std::vector<Facet*>& vList) {
+void Sheet::cc_makeThinBorder(std::vector<Facet*>& vList) {
     std::vector<SeamFacet> vSeam;
     for (Facet* pFacet : vList)
-        if (countOtherColors(positionOf(pFacet)) > 0) vSeam.push_back({pFacet, std::nullopt, 0.0});
+        if (countOtherColors(positionOf(pFacet)) > 0) vSeam.push_back({pFacet, std::nullopt});
     findNormals(vSeam, *pRCDPoint);
-    const auto weigh = [this](const SeamFacet& seam) {
-        return getSeamWeight(*seam.pFacet, countOtherColors(positionOf(seam.pFacet)), seam.normal);
+    // The queue gives the smallest first, so weights are entered negative.
+    const auto judge = [&](std::uint32_t i) -> std::optional<double> {
+        const double weight =
+            getSeamWeight(*vSeam[i].pFacet, countOtherColors(positionOf(vSeam[i].pFacet)), vSeam[i].normal);
+        return weight > 0.0 ? std::optional(-weight) : std::nullopt;
     };
-
     std::vector<std::pair<double, std::uint32_t>> vStart;
     for (std::uint32_t i = 0; i < vSeam.size(); ++i) {
-        vSeam[i].weight = weigh(vSeam[i]);
-        if (vSeam[i].weight > 0.0) vStart.emplace_back(-vSeam[i].weight, i);  // the queue gives the smallest first
-    }
-    for (WeightQueue queue(std::move(vStart), vSeam.size()); !queue.empty();) {
-        const std::uint32_t i = queue.pop();
-        const double storedWeight = vSeam[i].weight;
+        const std::optional<double> key = judge(i);
+        if (!key) continue;
+        const double storedWeight = -*key;
         ASSEX(storedWeight>0);
-        const double freshWeight = weigh(vSeam[i]);
-        if (storedWeight > freshWeight) {
-            vSeam[i].weight = freshWeight;
-            if (freshWeight > 0.0) queue.push(-freshWeight, i);
-            continue;
-        }
+        vStart.emplace_back(*key, i);
+    }
+    WeightQueue queue(std::move(vStart), vSeam.size());
+    runLazily(queue, judge, [&vSeam](std::uint32_t i, double key) {
+        const double freshWeight = -key;
         ASSEX(freshWeight>0);
         vSeam[i].pFacet->color = -1;
-    }
+    });
 }
 
 }  // namespace TARN_KEL

@@ -12,12 +12,15 @@
 // The two largest floods are the sides. All other facets, those at the rim and those of small floods, take their colour from
 // what is around them, and where the two colours meet a thin seam loses it again. Last, the side with more facets that look
 // up becomes the upper one.
+#include "Sheet.h"
+
 #include <algorithm>
 #include <functional>
 
-#include "Component.h"
+#include "NeighbourBlock.h"
 #include "NeighbourWalk.h"
 #include "RemoveDecider_RCD.h"
+#include "flood.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -90,22 +93,25 @@ public:
     /// Colours what can be reached from the seed with id, and the facets opposite with -id. The seed itself is coloured when
     /// the flood comes back to it.
     void run(Position seed, int id) {
-        const int marker = -id;
-        vQueue.assign(1, seed);
-        for (std::size_t i = 0; i < vQueue.size(); ++i) {
-            const Facet* pCurFacet = &vVisibleFacets[vQueue[i]];
+        vReached.assign(1, seed);
+        const auto forEachNeig = [this](Position position, const auto& offer) {
+            const Facet* pCurFacet = &vVisibleFacets[position];
             ASSEX(pCurFacet->state==FACET_STATE_AREA);
-            for (const Position position : links[vQueue[i]]) {
-                Facet& neig = vVisibleFacets[position];
-                if (neig.state != FACET_STATE_AREA || neig.color >= 0 || neig.color == marker) continue;
-                neig.color = id;
-                vQueue.push_back(position);
-                if (decider.getOppState(neig.rcd, neig.idx) == OPP_SEPARATED) forbid(findOpposite(position), marker);
-            }
-        }
+            for (const Position neig : links[position])
+                offer(neig);
+        };
+        floodInOrder(vReached, forEachNeig, [this, id](Position position) { return claim(position, id); });
     }
 
 private:
+    bool claim(Position position, int id) {
+        const int marker = -id;
+        Facet& facet = vVisibleFacets[position];
+        if (facet.state != FACET_STATE_AREA || facet.color >= 0 || facet.color == marker) return false;
+        facet.color = id;
+        if (decider.getOppState(facet.rcd, facet.idx) == OPP_SEPARATED) forbid(findOpposite(position), marker);
+        return true;
+    }
     static void forbid(Facet& facet, int marker) {
         if (facet.state == FACET_STATE_AREA && facet.color == -1) facet.color = marker;
     }
@@ -123,12 +129,12 @@ private:
     std::vector<Facet>& vVisibleFacets;
     const FacetLinks& links;
     RemoveDecider_RCD& decider;
-    std::vector<Position> vQueue;
+    std::vector<Position> vReached;  // memory for the floods
 };
 
 }  // namespace
 
-bool Component::stage1_createFacetCCs() {
+bool Sheet::stage1_createFacetCCs() {
     cc_createVisibleFacets();
     cc_createFacetComponents();
     const std::vector<ColorCount> vCountGroup = countColors(vVisibleFacets);
@@ -144,7 +150,7 @@ bool Component::stage1_createFacetCCs() {
     return true;
 }
 
-void Component::cc_createVisibleFacets() {
+void Sheet::cc_createVisibleFacets() {
     using Walk = NeighbourWalk<RCD>;
     constexpr int FACES[6] = {Walk::positionOf(-1, 0, 0), Walk::positionOf(1, 0, 0),  Walk::positionOf(0, -1, 0),
                               Walk::positionOf(0, 1, 0),  Walk::positionOf(0, 0, -1), Walk::positionOf(0, 0, 1)};
@@ -163,20 +169,20 @@ void Component::cc_createVisibleFacets() {
     }
 }
 
-int Component::cc_createFacetComponents() {
+int Sheet::cc_createFacetComponents() {
     RemoveDecider_RCD decider(vCells, pCalc);
-    FacetFlood flood(vVisibleFacets, getLinks(), decider);
+    FacetFlood facetFlood(vVisibleFacets, getLinks(), decider);
     int id = 1;
     for (std::size_t i = 0; i < vVisibleFacets.size(); ++i) {
         const Facet& f = vVisibleFacets[i];
         if (f.color >= 0 || f.state == FACET_STATE_BORDER) continue;
         ASSEX(f.state==FACET_STATE_AREA);
-        flood.run(static_cast<Position>(i), ++id);
+        facetFlood.run(static_cast<Position>(i), ++id);
     }
     return id - 2;
 }
 
-void Component::eliminateBorderIslands() {
+void Sheet::eliminateBorderIslands() {
     for (std::size_t i = 0; i < vVisibleFacets.size(); ++i) {
         if (vVisibleFacets[i].color != -1) continue;
         const int color = commonColor(vVisibleFacets, getLinks()[i]);
@@ -184,7 +190,31 @@ void Component::eliminateBorderIslands() {
     }
 }
 
-void Component::getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& vStrip, int numLayers) {
+void Sheet::swapSides() {
+    for (Facet& facet : vVisibleFacets)
+        if (facet.color == 0 || facet.color == 1) facet.color = 1 - facet.color;
+}
+
+void Sheet::getOrientationCount(RCD rcd, int* a0, int* a1) const {
+    std::fill_n(a0, 6, 0);
+    std::fill_n(a1, 6, 0);
+    RCD block[NeighbourBlock::NUM_POSITIONS];
+    pCalc->completeArray27_RCD(rcd, block);
+    // Three cells in a row along z have codes, and so facets, one behind the other.
+    for (std::size_t column = 0; column < 9; ++column) {
+        auto it = std::lower_bound(vVisibleFacets.begin(), vVisibleFacets.end(), Facet(block[column], 0, -1, -1));
+        for (; it != vVisibleFacets.end() && it->rcd <= block[column + 18]; ++it) {
+            if (it->color == 0)
+                ++a0[it->idx];
+            else if (it->color == 1)
+                ++a1[it->idx];
+            else if (it->color != -1)
+                ASSEX(false);  // a sheet that is coloured has no other colours
+        }
+    }
+}
+
+void Sheet::getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& vStrip, int numLayers) {
     vStrip.clear();
     std::vector<bool> vInStrip(vVisibleFacets.size(), false);
     const auto add = [&](Facet* pFacet) {
@@ -202,6 +232,11 @@ void Component::getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*
                 if (vVisibleFacets[neig].color == vStrip[begin]->color) add(&vVisibleFacets[neig]);
     }
     std::sort(vStrip.begin(), vStrip.end());
+}
+
+const FacetLinks& Sheet::getLinks() const {
+    if (links.size() != vVisibleFacets.size()) links = FacetLinks(vCells, vVisibleFacets);
+    return links;
 }
 
 }  // namespace TARN_KEL

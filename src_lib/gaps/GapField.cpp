@@ -1,0 +1,188 @@
+// The signed field of a master component, and the gaps that its zero crossings close.
+//
+// The strips of facets near the seam emit. A step adds the free neighbours of all corners that are near zero, each a cell
+// farther off than its nearest neighbour, so the field spreads along the surface and not away from it. Where a new corner
+// sees both signs the two sides have met, and it takes the mean of what it sees. After each step the free values are
+// smoothed; the strips are pinned and the field between them relaxes towards the surface that would span the gap. In the end
+// the four cells round every lattice edge with a change of sign are proposed, with the mean of their crossings as their
+// point.
+//
+// Sums are in single precision.
+#include "GapField.h"
+
+#include <algorithm>
+#include <array>
+#include <cfloat>
+#include <cmath>
+
+#include "CornerLowPass.h"
+#include "freeFunctions.h"
+#include "signedField.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr int MIN_STEPS = 7;              // grown without asking whether the sides still meet
+constexpr int LOW_PASS_ROUNDS = 20;       // after each step
+constexpr float FRONT_CELLS = 4.0F;       // a corner with a greater distance doesn't grow
+constexpr float ZERO_STAND_IN = 0.0001F;  // for corners of value 0 in the search for crossings: they count as upper
+
+std::array<int, 3> coordinatesOf(RCD rcd) {
+    return {static_cast<int>(getX_RCD(rcd)), static_cast<int>(getY_RCD(rcd)), static_cast<int>(getZ_RCD(rcd))};
+}
+
+/// New corners and what they see (a ring for growRing()).
+class Front {
+public:
+    using Real = float;
+    static constexpr std::size_t MIN_PARALLEL = 5000;
+
+    Front(std::vector<Corner*> vNew, const CornerStore& store, float cellEdge)
+        : vFront(std::move(vNew)), corners(store.getCornersRef()), sideLen(cellEdge) {}
+
+    std::size_t size() const { return vFront.size(); }
+    template <typename See>
+    void forEachSeen(std::size_t i, const See& see) const {
+        for (const std::int32_t neig : vFront[i]->neigs) {
+            if (neig == Corner::NO_NEIG) return;
+            const Corner& n = *corners[static_cast<std::size_t>(neig)];
+            if (n.val != FLT_MAX) see(n.val, n.weight);
+        }
+    }
+    FieldValue valueOf(std::size_t i, const SeenValues<Real>& seen) const {
+        if (seen.bBothSigns) return meanOf(seen, vFront[i]->numNeigs());
+        const float assignVal = seen.nearestVal, assignWeight = seen.nearestWeight;
+        ASSEX(assignVal!=FLT_MAX);
+        ASSEX(assignWeight!=FLT_MAX);
+        ASSEX(assignVal!=0);
+        return {assignVal > 0 ? assignVal + sideLen : assignVal - sideLen, assignWeight};
+    }
+    void store(std::size_t i, const FieldValue& value) {
+        vFront[i]->state = ST_INFLATED;
+        vFront[i]->val = value.val;
+        vFront[i]->weight = value.weight;
+    }
+
+private:
+    static FieldValue meanOf(const SeenValues<Real>& seen, int numNeigs) {
+        const float sumV = seen.weighted == 0 ? FLT_MIN : seen.weighted, sumWeight = seen.weights;
+        ASSEX(sumWeight>0);
+        return {sumV / sumWeight, sumWeight / static_cast<float>(numNeigs)};
+    }
+
+    std::vector<Corner*> vFront;
+    const std::vector<Corner*>& corners;
+    float sideLen;
+};
+
+/// The edges between free corners, each twice, once from either end (a lattice for forEachCrossing()).
+class SparseEdges {
+public:
+    using Real = float;
+    struct Edge {
+        RCC source, target;
+        float srcVal, trgVal;
+    };
+
+    explicit SparseEdges(const CornerStore& theStore) : store(theStore) {}
+    template <typename Visit>
+    void forEachEdge(const Visit& visit) const {
+        const std::vector<Corner*>& corners = store.getCornersRef();
+        for (const Corner* pSource : corners) {
+            if (pSource->state > ST_INFLATED) continue;
+            for (const std::int32_t neig : pSource->neigs) {
+                if (neig == Corner::NO_NEIG) break;
+                const Corner& target = *corners[static_cast<std::size_t>(neig)];
+                if (target.state <= ST_INFLATED) visit(Edge{pSource->rcc, target.rcc, pSource->val, target.val});
+            }
+        }
+    }
+    std::pair<Point3, Point3> positions(const Edge& edge) const {
+        return {store.getPosition(edge.source), store.getPosition(edge.target)};
+    }
+
+private:
+    const CornerStore& store;
+};
+
+}  // namespace
+
+GapField::GapField(Calc* pGrid, int growSteps)
+    : numGrowSteps(growSteps),
+      cornerStore(std::make_unique<CornerStore>(pGrid)),
+      sideLen(static_cast<float>(pGrid->getSideLen())),
+      halfSideLen(0.5F * sideLen) {}
+
+void GapField::setBounds(const VRCD& vCells, int margin) {
+    for (const RCD rcd : vCells) {
+        const auto [x, y, z] = coordinatesOf(rcd);
+        minX = std::min(minX, x);
+        minY = std::min(minY, y);
+        minZ = std::min(minZ, z);
+        maxX = std::max(maxX, x);
+        maxY = std::max(maxY, y);
+        maxZ = std::max(maxZ, z);
+    }
+    for (int* pMin : {&minX, &minY, &minZ})
+        *pMin = std::max(*pMin - margin, 0);
+    for (int* pMax : {&maxX, &maxY, &maxZ})
+        *pMax += margin;
+}
+
+// As long as two sides meet somewhere there may be a gap to close.
+void GapField::inflateCtrl2() {
+    bool bSidesMet = true;
+    for (int step = 0; step < numGrowSteps && (step < MIN_STEPS || bSidesMet); ++step) {
+        bSidesMet = !inflateOneStep2();
+        lowPass2(LOW_PASS_ROUNDS, true);
+    }
+}
+
+bool GapField::inflateOneStep2() {
+    std::vector<Corner*> vFront;
+    infl_createFront(vFront);
+    Front front(std::move(vFront), *cornerStore, sideLen);
+    return !growRing(front);
+}
+
+void GapField::infl_createFront(std::vector<Corner*>& vOut) {
+    VRCC vEmitters, vNew;
+    cornerStore->getFront(FRONT_CELLS * sideLen, vEmitters);
+    const auto isInBounds = [this](RCC rcc) {
+        const auto [x, y, z] = coordinatesOf(rcc);
+        return x >= minX && x <= maxX && y >= minY && y <= maxY && z >= minZ && z <= maxZ;
+    };
+    for (const RCC rcc : vEmitters)
+        if (isInBounds(rcc)) cornerStore->getMissingNeigs(*cornerStore->find(rcc), vNew);
+    oneInstanceOfNumbers(vNew);
+    for (const RCC rcc : vNew)
+        vOut.push_back(cornerStore->createCorner(rcc));
+}
+
+void GapField::lowPass2(int numIter, bool bUseWeights) {
+    if (numIter < 1) return;
+    CornerLowPass lowPass(cornerStore->getCornersRef(), halfSideLen, bUseWeights);
+    for (int i = 0; i < numIter; ++i)
+        lowPass.runRound();
+    lowPass.store();
+}
+
+std::vector<std::pair<RCD, Point3>> zerosOf(CornerStore& store, const Calc& calc) {
+    for (Corner* pCorner : store.getCornersRef())
+        if (pCorner->val == 0) pCorner->val = ZERO_STAND_IN;
+    std::vector<std::pair<RCD, Point3>> vNotes;
+    VRCD vAround;
+    forEachCrossing(SparseEdges(store), [&](const auto& edge, const auto&, const Point3& zero) {
+        vAround.clear();
+        calc.getCbsAroundEdge(edge.source, edge.target, vAround);
+        for (const RCD rcd : vAround)
+            vNotes.emplace_back(rcd, zero);
+    });
+    sortByFirstMT(vNotes);
+    return meansOfCells(vNotes);
+}
+
+}  // namespace TARN_KEL

@@ -10,7 +10,8 @@ import tempfile
 
 root = pathlib.Path(__file__).resolve().parent.parent
 library = root / "src_lib"
-FLAGS = ["-std=c++20", "-xc++", f"-I{root}/include", f"-I{library}", *(f"-I{folder}" for folder in library.iterdir() if folder.is_dir())]
+FOLDERS = [library, *(path for path in library.rglob("*") if path.is_dir())]
+FLAGS = ["-std=c++20", "-xc++", f"-I{root}/include", *(f"-I{folder}" for folder in FOLDERS)]
 FILTER = rf"--header-filter=^{root}/(apps|include|src_lib)/.*"
 
 

@@ -19,8 +19,7 @@ constexpr std::size_t MIN_PARALLEL = 10000;  // corners
 }  // namespace
 
 Corner* CornerStore::createCorner(RCC rcc) {
-    const bool bRegistered = find(rcc) == nullptr;
-    ASSEX(bRegistered);
+    ASSEX_AS("bRegistered", find(rcc) == nullptr);
     ASSEX(corners.size()<static_cast<std::size_t>(std::numeric_limits<std::int32_t>::max()));
     if (corners.empty()) cornerPool.init(FIRST_BLOCK, -1);
     const auto idx = static_cast<std::int32_t>(corners.size());

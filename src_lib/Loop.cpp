@@ -70,7 +70,7 @@ void Loop::walk(EdgesByEnd& mmVCD2CE) {
         const int degree = pCE->getDegree();
         ASSEX(degree>0);
         if (degree != 1) sThickCE.insert(pCE);
-        if (pCE->v0 != at && pCE->v1 != at) ASSEX(false);  // entries stand under the ends of their edges
+        ASSEX_AS("false", pCE->v0 == at || pCE->v1 == at);  // entries stand under the ends of their edges
         pCE->setDirection(pCE->v0 == at ? ED_V0_V1 : ED_V1_V0);
         vCE.push_back(pCE);
         eraseBothEntries(mmVCD2CE, pCE);

@@ -4,6 +4,7 @@
 #include "REdgeEnergy.h"
 
 #include <algorithm>
+#include <cfloat>
 #include <cmath>
 
 #include "REdge.h"
@@ -124,7 +125,7 @@ double REdgeEnergy::capCharge(const FlipQuad& quad, double altCos) const {
     const FlipCap cap = capOfFlip(altCos, [&] {
         const double curInteriorCosPhi =
             std::min(getMinCosPhi(quad.pB, quad.pA, quad.pOppCorner1), getMinCosPhi(quad.pOppCorner0, quad.pA, quad.pB));
-        ASSEX(curInteriorCosPhi>-double(1.79769313486231570814527423731704357e+308L));
+        ASSEX_AS("curInteriorCosPhi>-double(1.79769313486231570814527423731704357e+308L)", curInteriorCosPhi > -DBL_MAX);
         return curInteriorCosPhi;
     });
     if (cap == FlipCap::NONE) return 0.0;

@@ -48,7 +48,7 @@ public:
     }
     std::uint32_t find(VCD vcd) const {
         const std::uint32_t found = index.find(hash(vcd), [&](std::uint32_t i) { return vCode[i] == vcd; });
-        if (found == HashIndex::NONE) ASSEX(false);  // a corner without a bundle
+        ASSEX_AS("false", found != HashIndex::NONE);  // a corner without a bundle
         return found;
     }
     std::size_t size() const { return vCode.size(); }
@@ -119,7 +119,8 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
     for (const auto& entry : mCCDBundle) {
         ASSEX(entry.second!=NULL && entry.second->pVtx!=NULL);
         const Point3& source = *entry.second->pVtx;
-        if (*createVertexApart(source) != source) ASSEX(false);  // not a number
+        const Point3* const pCopy = createVertexApart(source);
+        ASSEX_AS("false", *pCopy == source);  // not a number
     }
 
     std::vector<CTriangle*> vCT;

@@ -223,8 +223,7 @@ OppState RemoveDecider_RCD::getOppState(RCD rcd, int idx6) {
 }
 
 bool RemoveDecider_RCD::wouldBecomeNewBorder(RCD neig, RCD removeRCD) {
-    if (isDoomed(removeRCD))
-        assertionFailed("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+    ASSEX_AS("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()", !isDoomed(removeRCD));
     setNewRCD(neig);
     if ((freePositions() & FACES) == 0 || blockIsBorder()) return false;
     const auto removed = std::find(block.begin(), block.end(), removeRCD) - block.begin();

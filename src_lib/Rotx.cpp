@@ -159,8 +159,7 @@ bool Rotx::sortStar(CTriangle* pRefCT, CEdge* pCE) {
         if (pCT->isAlive()) vTurn.emplace_back(placeOf(*pCT, a, b), pCT);
     std::sort(vTurn.begin(), vTurn.end());
     const auto itRef = std::find_if(vTurn.begin(), vTurn.end(), [&](const auto& turn) { return turn.second == pRefCT; });
-    const bool bHaveRef = itRef != vTurn.end();
-    ASSEX(bHaveRef);
+    ASSEX_AS("bHaveRef", itRef != vTurn.end());
     std::rotate(vTurn.begin(), itRef, vTurn.end());
     pCE->vCT.clear();
     for (const auto& turn : vTurn)

@@ -34,7 +34,7 @@ int bitOfCell(VCD key, CCD cell) {
         offset |= axTriBit;
         expected = stepDownOnBits(expected, bits);
     }
-    if (expected != cell) ASSEX(false);  // farther away than one step down
+    ASSEX_AS("false", expected == cell);  // farther away than one step down
     return BIT_OF_OFFSET[static_cast<std::size_t>(offset)];
 }
 
@@ -56,8 +56,7 @@ void createTrianglesOfFlatCube(CMesh* pCMesh, const CCD* record) {
     VCD v0 = record[0], v1 = record[1], v2 = record[2];
     const CCD* const second = record + 3;
     const CCD* const pFound = std::find_if(second, second + 3, [&](CCD v) { return v != v0 && v != v1 && v != v2; });
-    const bool bFound = pFound != second + 3;
-    ASSEX(bFound);
+    ASSEX_AS("bFound", pFound != second + 3);
     const VCD v3 = *pFound;
 
     // From here on v0 and v3 are the ends of one diagonal, v1 and v2 those of the other.

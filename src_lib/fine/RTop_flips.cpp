@@ -98,7 +98,7 @@ void RTop::flipBestFirst(bool bCountSteps) {
     ProgressStep progress = bCountSteps ? ProgressStep("efLoop", 3 * vRE.size()) : ProgressStep();
     REdgeEnergy ee(pRMesh, nullptr);
     const auto judge = [&ee](REdge* pRE, double savedImprovement) -> std::optional<double> {
-        ASSEX(savedImprovement>-double(1.79769313486231570814527423731704357e+308L));
+        ASSEX_AS("savedImprovement>-double(1.79769313486231570814527423731704357e+308L)", savedImprovement > -DBL_MAX);
         ASSEX(pRE!=NULL);
         ee.pRE = pRE;
         ee.tryCompute();

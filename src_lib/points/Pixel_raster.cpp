@@ -54,7 +54,8 @@ public:
         double minFactor = UNSET;
         for (std::size_t i = 0; i < 3; ++i)
             minFactor = std::min(minFactor, factorToPlane(i));
-        ASSEX(minFactor!=double(1.79769313486231570814527423731704357e+308L) && minFactor>0);
+        ASSEX_AS("minFactor!=double(1.79769313486231570814527423731704357e+308L) && minFactor>0",
+                 minFactor != UNSET && minFactor > 0);
         std::array<double, 3> mid;
         for (std::size_t i = 0; i < 3; ++i) {
             const double next = cur[i] + dir[i] * minFactor;

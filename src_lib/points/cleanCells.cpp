@@ -142,8 +142,8 @@ void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
     std::vector<Point3> vAxPlusNeigs;
     PointWalk walk(cells);
     for (const RCD rcd : vBorder) {
-        if (!walk.moveTo(rcd))
-            assertionFailed("it!=vRCDPoint.end() || it->first==rcd", __FILE__, __LINE__, __PRETTY_FUNCTION__);
+        const bool bFound = walk.moveTo(rcd);
+        ASSEX_AS("it!=vRCDPoint.end() || it->first==rcd", bFound);
         vAxPlusNeigs.assign(1, cells[walk.getCentre()].second);
         for (const std::size_t i : walk.getNeigs())
             vAxPlusNeigs.push_back(cells[i].second);

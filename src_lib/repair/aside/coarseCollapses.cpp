@@ -130,7 +130,7 @@ bool simplifyCoarse(CMesh& mesh, int passNo, double maxLen, SimplifyMode mode) {
 }
 
 bool collapseOntoEnd(CMesh& mesh, CEdge* pCE, int iKill, double maxSq, EdgeQueue& prioq) {
-    if (iKill != 0 && iKill != 1) ASSEX(false);
+    ASSEX_AS("false", iKill == 0 || iKill == 1);
     const VCD src = iKill == 0 ? pCE->v0 : pCE->v1, trg = pCE->getOtherVCD(src);
     std::vector<CTriangle*> vCurTrgT;
     mesh.getIncidentT(trg, vCurTrgT);

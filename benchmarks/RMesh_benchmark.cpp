@@ -20,8 +20,8 @@
 
 #include "Progress.h"
 #include "RMesh.h"
-#include "support/coarse_soup.h"
 #include "plain_fine.h"
+#include "support/coarse_soup.h"
 #include "unit.h"
 
 namespace {

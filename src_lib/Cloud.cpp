@@ -241,8 +241,7 @@ void Cloud::printStatistics() const {
     if (spacingAbs > 0.0)
         out() << "Spacing is user defined: " << spacingAbs << std::endl;
     else
-        out() << "\nSpacing factor:     " << spacingFactor << "\nDetected spacing:       " << detectedSpacing
-                  << std::endl;
+        out() << "\nSpacing factor:     " << spacingFactor << "\nDetected spacing:       " << detectedSpacing << std::endl;
 }
 
 }  // namespace TARN_KEL

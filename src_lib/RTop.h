@@ -31,20 +31,19 @@ public:
     /// The same, counting under the steps "border", "list", "it%0", "it%1" and so on. Ends with clearDegenerate.
     void laplacianSmoothing(int numIterations, bool bKeepManifold = false);
     /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border stays open if it touches
-    /// itself or another one in a vertex, if its triangles don't all face one way, and if no ears close it or they would make
-    /// an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the holes closed so far stay
-    /// closed.
-    /// maxEdges: largest number of edges of the border of a hole.
-    /// bKeepManifold: end with removeFlatFromManifold.
-    /// Returns the number of closed holes. Cost: O(n log n).
+    /// itself or another one in a vertex, if its triangles don't all face one way, and if no ears close it or they would
+    /// make an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the holes closed so far
+    /// stay closed. maxEdges: largest number of edges of the border of a hole. bKeepManifold: end with
+    /// removeFlatFromManifold. Returns the number of closed holes. Cost: O(n log n).
     int fillHoles(int maxEdges, bool bKeepManifold = false);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}
 
     // ---- Flips: energy and gain are those of REdgeEnergy
 
-    /// Flips edges where that doesn't raise the energy, largest gain first. Only edges that qualify at the start are flipped,
-    /// each as long as its gain holds or stays above 0.005. Marks "RM_gEfCandMT" and "RM_kdeg" as done. Cost: O(n log n).
+    /// Flips edges where that doesn't raise the energy, largest gain first. Only edges that qualify at the start are
+    /// flipped, each as long as its gain holds or stays above 0.005. Marks "RM_gEfCandMT" and "RM_kdeg" as done. Cost: O(n
+    /// log n).
     void edgeFlips();
     /// The same, counting under the step "efLoop"; then clearDegenerate.
     void edgeFlipsKillDeg(bool bKeepManifold = false);
@@ -57,7 +56,8 @@ public:
     void edgeFlipsSimACtrl();
 
     /// Flips edges opposite angles of 170 degrees or more, where that angle doesn't grow, the fold at the edge grows by at
-    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips. Cost: O(n log n).
+    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips. Cost: O(n log
+    /// n).
     int flipExtremeCaps();
     /// The penalty of a flip for flipExtremeCaps: the growth of the largest angle opposite the edge plus the growth of the
     /// angle between the two normals. All angles are in degrees.
@@ -71,8 +71,8 @@ public:
     /// normals of (pAlt0, pAlt1, p1) and (pAlt1, pAlt0, p0) exist and differ by less than maxAngle degrees. With p0 >= p1 it
     /// warns and returns false.
     bool canFlip(Point3* p0, Point3* p1, Point3* pAlt0, Point3* pAlt1, double maxAngle);
-    /// Appends, in key order, the edges with two triangles whose normals differ by at least that angle in degrees. Those with
-    /// a degenerate triangle are skipped with a warning. Cost: O(n).
+    /// Appends, in key order, the edges with two triangles whose normals differ by at least that angle in degrees. Those
+    /// with a degenerate triangle are skipped with a warning. Cost: O(n).
     void getEdgesForOptimization(double angle, std::vector<REdge*>& vOut);
 
     // ---- Collapses of one edge. They return false, with nothing changed, when a normal would turn by more than maxDevDeg

@@ -2,8 +2,8 @@
 //
 // First everything is removed that leaves no opening: duplicates, triangles without area, walls inside the body and flaps
 // (MembraneRemover). Around each remaining edge of more than two triangles, the sheets are told apart (Sheets). From then on
-// only the links count, not the edges: they make the mesh a set of sheets, with at most two sides at an edge. What remains is
-// to choose the outside of each sheet, and to give it vertices of its own (SheetParter).
+// only the links count, not the edges: they make the mesh a set of sheets, with at most two sides at an edge. What remains
+// is to choose the outside of each sheet, and to give it vertices of its own (SheetParter).
 //
 //   - At each vertex the corners that links join are a fan. The largest fan keeps the vertex, the others get new ones at the
 //     same place.

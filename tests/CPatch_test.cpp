@@ -178,7 +178,8 @@ TEST(CPatch, listsAgreeWithCountsOnWrecks) {
             for (const auto& [deg, first, last] : {std::array{0, 99, 0}, {1, 1, 1}, {-3, 3, 99}}) {
                 Edges vOut{nullptr};
                 getEdgesWithDegree(deg, pPatch->vMemberCT, vOut);
-                EXPECT_EQ(vOut, edgesWhere(mCount, [=](CEdge*, int num) { return num >= first && num <= last; })) << deg;
+                const auto isInRange = [from = first, to = last](CEdge*, int num) { return num >= from && num <= to; };
+                EXPECT_EQ(vOut, edgesWhere(mCount, isInRange)) << deg;
             }
             std::vector<VCD> vVCD;
             pPatch->getAllVCD(vVCD);

@@ -9,7 +9,7 @@ namespace TARN_KEL {
 
 /// The shares of steps in what they belong to, and their sum, which is cheap to ask for while single ones change.
 ///
-/// Halves are added pairwise. So the sum hangs on the shares alone and not on what they were before, it doesn't fall when
+/// Halves are added pairwise. So the sum depends on the shares alone and not on what they were before, it doesn't fall when
 /// one grows, and that of what is done is that of the weights, to the bit, when all is done.
 class ShareSums {
 public:

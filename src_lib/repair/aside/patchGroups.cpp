@@ -41,7 +41,7 @@ CPatch* largestOther(const std::vector<CPatch*>& vAdjPatches, const CPatch* pExc
     return pLargest;
 }
 
-/// Appends the start patch and what hangs on it, but the largest sheet at each edge. Stops above maxSize patches.
+/// Appends the start patch and what is connected to it, but the largest sheet at each edge. Stops above maxSize patches.
 void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>& vCluster) {
     std::set<const CPatch*> sKnown;
     std::size_t numTaken = 0;

@@ -14,8 +14,8 @@ class CPatch;
 /// with in the end.
 void solvePatchGroups(const CMesh& mesh, const std::vector<CPatch*>& vPatches);
 
-/// Appends the start patch, which must be alive (assertion), and what hangs on it over MEs, but at each edge the largest
-/// sheet. Sets their boundaries.
+/// Appends the start patch, which must be alive (assertion), and what is connected to it over MEs, but at each edge the
+/// largest sheet. Sets their boundaries.
 void growWholeCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster);
 
 /// Looks for two groups among the patches whose union is closed, merges each and solves the pair. The boundaries must be

@@ -37,8 +37,8 @@ namespace {
 
 // The voters of isGoodHole.
 constexpr std::size_t MAX_VOTERS = 50;
-constexpr std::size_t MIN_VOTERS = 10;  // less flat ones than FLAT_ANGLE are let in up to this number
-constexpr double FLAT_ANGLE = 45.0;     // degrees
+constexpr std::size_t MIN_VOTERS = 10;     // less flat ones than FLAT_VOTER_ANGLE are let in up to this number
+constexpr double FLAT_VOTER_ANGLE = 45.0;  // degrees
 
 /// A triangle by the largest angle to a neighbour, in degrees.
 using Flatness = std::pair<double, CTriangle*>;
@@ -137,7 +137,7 @@ std::vector<const CTriangle*> pickVoters(const std::vector<Flatness>& vFlat) {
     for (std::size_t i = 0; i < vFlat.size(); i += step) {
         vPick.push_back(vFlat[i].second);
         if (vPick.size() == MAX_VOTERS) break;
-        if (vPick.size() >= MIN_VOTERS && vFlat[i].first > FLAT_ANGLE) break;
+        if (vPick.size() >= MIN_VOTERS && vFlat[i].first > FLAT_VOTER_ANGLE) break;
     }
     return vPick;
 }

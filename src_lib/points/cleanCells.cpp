@@ -36,9 +36,9 @@ constexpr std::size_t MAX_SMALL_RIM = 9;    // rim cells of a proposed piece tha
 constexpr double MIN_ATTACHED_SCORE = 0.3;  // below, a proposed piece is attached too little to keep its rim
 
 /// The places of a cell and of its neighbours in the list of points. The cells are asked for in ascending order.
-class PointWalk {
+class PlaceWalk {
 public:
-    explicit PointWalk(const CellPoints& vSorted) : walk(vSorted) {}
+    explicit PlaceWalk(const CellPoints& vSorted) : walk(vSorted) {}
 
     /// False when the cell itself isn't in the list.
     bool moveTo(RCD rcd) {
@@ -140,7 +140,7 @@ void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
     decider.detectAreaAndBorder(vArea, vBorder);
     std::vector<char> vFixed(cells.size(), 0);  // by place
     std::vector<Point3> vAxPlusNeigs;
-    PointWalk walk(cells);
+    PlaceWalk walk(cells);
     for (const RCD rcd : vBorder) {
         const bool bFound = walk.moveTo(rcd);
         ASSEX_AS("it!=vRCDPoint.end() || it->first==rcd", bFound);
@@ -152,7 +152,7 @@ void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
         else
             vFixed[walk.getCentre()] = 1;
     }
-    PointWalk walkWide(cells);
+    PlaceWalk walkWide(cells);
     for (const RCD rcd : vWide) {
         walkWide.moveTo(rcd);
         const auto& vNeigs = walkWide.getNeigs();

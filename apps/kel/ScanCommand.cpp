@@ -20,12 +20,37 @@ void scan(const ScanOptions& options, Program& program) {
     ScanTruth truth;
     program.step("scan", [&] { truth = makeScan(request, vPoints); });
     program.writePoints(options.out, vPoints);
-    program.report()["scan"] = {{"shape", request.shape}, {"noise", request.noise}, {"seed", request.seed}};
+    program.report()["scan"] = {
+        {"shape", request.shape}, {"pattern", request.pattern}, {"noise", request.noise}, {"seed", request.seed}};
     program.report()["truth"] = {{"area", truth.area},
                                  {"spacing", truth.spacing},
                                  {"components", truth.numComponents},
                                  {"borderLoops", truth.numBorderLoops},
-                                 {"eulerCharacteristic", truth.eulerCharacteristic}};
+                                 {"eulerCharacteristic", truth.eulerCharacteristic},
+                                 {"outliers", truth.numOutliers}};
+}
+
+void addPatternOptions(CLI::App& command, ScanRequest& request) {
+    command.add_option("--pattern", request.pattern, "How the points lie on the surface")
+        ->check(CLI::IsMember(scanPatterns()))
+        ->capture_default_str();
+    command.add_option("--ratio", request.ratio, "How uneven the pattern is; 0: as it is by itself")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
+    command.add_option("--windows", request.windowWidth, "Width of round windows in the surface, in local point spacings")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
+    command.add_option("--outliers", request.outlierShare, "Outliers added, as a share of the points")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
+    command.add_option("--outlier-kind", request.outlierKind, "Where the outliers are")
+        ->check(CLI::IsMember(outlierKinds()))
+        ->capture_default_str();
+    command
+        .add_option("--outlier-distance", request.outlierDistance,
+                    "How far away they are, in mean point spacings; 0: as the kind is by itself")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
 }
 
 }  // namespace
@@ -45,6 +70,7 @@ void addScanCommand(CLI::App& app, Program& program) {
     command.add_option("--seed", pOptions->request.seed, "Seed of the random numbers")
         ->check(nonNegativeNumber)
         ->capture_default_str();
+    addPatternOptions(command, pOptions->request);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { scan(*pOptions, program); });
 }

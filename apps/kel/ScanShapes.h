@@ -1,0 +1,48 @@
+// The surfaces of synthetic scans.
+//
+// Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal and
+// the part is about as long as it is wide: a map that stretches would leave gaps between rows of points.
+#pragma once
+
+#include <functional>
+
+#include "SyntheticScan.h"
+
+inline constexpr double PI = 3.14159265358979323846;
+
+struct Sample {
+    TARN_KEL::Point3 point;
+    TARN_KEL::Vector3 normal;  // unit length
+};
+
+/// A part of a surface. Points of the square at which accepts is false belong to a missing patch.
+struct Piece {
+    double area;  // of the whole piece, missing patches included
+    std::function<Sample(double u, double v)> at;
+    std::function<bool(const TARN_KEL::Point3&)> accepts = [](const TARN_KEL::Point3&) { return true; };
+};
+
+struct Shape {
+    std::vector<Piece> vPieces;
+    ScanTruth truth;
+    bool bSphere = false;  // the pieces are parts of the unit sphere round the origin
+    bool bHall = false;
+
+    double wholeArea() const;  ///< missing patches included
+};
+
+/// A round window of the surface.
+struct Window {
+    TARN_KEL::Point3 centre;  // on the surface
+    double radius;
+};
+
+/// The shape of this name, with spacing and outliers not yet known. numPoints: of the scan to come. Throws
+/// std::invalid_argument on an unknown name.
+Shape makeShape(const std::string& name, std::size_t numPoints);
+
+/// Takes the windows out, each of them round on a sphere or a plane and nearly so where the surface bends less.
+void cutWindows(const std::vector<Window>& vWindows, Shape& shape);
+
+/// The first point of the hall that a ray from origin meets. direction: unit length.
+Sample castIntoHall(const TARN_KEL::Point3& origin, const TARN_KEL::Vector3& direction);

@@ -69,6 +69,10 @@ TEST(messages, goToTheSinkOfTheirThreadInWholeLines) {
         out() << std::flush << 16 << std::flush;
         err() << "error" << std::endl;
         onThreads(1, [](std::size_t) { out() << std::setw(3) << 16 << std::endl; });
+        onThreads(1, [&sink](std::size_t) {
+            setMessageSink(sink);
+            out() << "last words";
+        });
         out() << std::dec << "end";
         EXPECT_TRUE(setMessageSink(nullptr));
         out() << 16;
@@ -76,7 +80,8 @@ TEST(messages, goToTheSinkOfTheirThreadInWholeLines) {
     });
     const std::vector<Text> vExpected = {
         {MK_TEXT, "one10 line\n"}, {MK_TEXT, ", more"},   {MK_INFO, "\n      place, INFO: text\n"},
-        {MK_TEXT, "10"},           {MK_ERROR, "error\n"}, {MK_TEXT, "end"}};
+        {MK_TEXT, "10"},           {MK_ERROR, "error\n"}, {MK_TEXT, "last words"},
+        {MK_TEXT, "end"}};
     EXPECT_EQ(vText, vExpected);
     EXPECT_EQ(output, " 16\n16" + outputOf([] { warning("place", "text"); }));
 }
@@ -141,6 +146,23 @@ TEST(ends, sayTheirReason) {
     GTEST_FLAG_SET(death_test_style, "threadsafe");
     EXPECT_EXIT(exitLoudly(), testing::ExitedWithCode(0), "\n\ndeliberateExit\\(unreachable\\)\n");
     EXPECT_EQ(std::string(KelBugException().what()).find("KEL Exception - Bug *OR* wrong usage."), 0U);
+}
+
+// The objects of the thread, and with them its sink, are gone when handlers of the exit run.
+TEST(ends, letExitHandlersSpeak) {
+    const auto exitLate = [] {
+        std::cout.rdbuf(std::cerr.rdbuf());
+        setMessageSink([](MessageKind, std::string_view) {});
+        std::atexit([] {
+            warning("handler", "late");
+            out() << "later" << std::endl;
+            EXPECT_FALSE(setMessageSink([](MessageKind, std::string_view) {}));
+            err() << "last" << std::endl;
+        });
+        deliberateExit("unheard");
+    };
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    EXPECT_EXIT(exitLate(), testing::ExitedWithCode(0), "^\n[^\n]*handler, WARNING: late[^\n]*\nlater\nlast\n$");
 }
 
 TEST(stopWatch, addsUpAndReports) {

@@ -22,7 +22,8 @@ using MessageSink = std::function<void(MessageKind, std::string_view)>;
 ///
 /// The texts of a run arrive in their order, one at a time, some perhaps on a thread of the pool. The sink must not call the
 /// library; exceptions that it throws are dropped. A sink that does nothing silences the library. Other threads aren't
-/// affected.
+/// affected. A sink that is still set when its thread ends receives the rest of an unfinished line then; what static
+/// objects and exit handlers cause later goes to the standard streams.
 ///
 /// @param sink  an empty one, which is the default, restores the standard streams
 /// @return the sink that was set before; empty when there was none

@@ -32,8 +32,8 @@ namespace {
 // Standard output is shared by all threads, and a caller may have put a buffer of its own, which no lock guards, behind it.
 std::mutex standardMutex;
 
-thread_local std::unique_ptr<MessageChannel> pOwnChannel;  // of this thread's runs
-thread_local MessageChannel* pChannel = nullptr;           // that one, or on a worker that of the task's run
+// The channel of this thread's runs, or on a worker that of the task's run.
+thread_local MessageChannel* pChannel = nullptr;
 
 // What stands behind out() and err() of a thread.
 class LineBuffer : public std::streambuf {
@@ -91,35 +91,52 @@ struct LineStream {
     std::ostream stream;
 };
 
-LineStream& outLines() {
-    thread_local LineStream lines(MK_TEXT, std::cout);
-    return lines;
-}
+thread_local bool bThreadTextGone = false;
 
-LineStream& errLines() {
-    thread_local LineStream lines(MK_ERROR, std::cerr);
-    return lines;
+/// What a thread needs to speak. The main thread may speak once more after it is gone, from handlers of its exit and from
+/// destructors of static objects; that goes to the standard streams.
+struct ThreadText {
+    ~ThreadText() {
+        switchTo(nullptr);
+        bThreadTextGone = true;
+    }
+    void switchTo(MessageChannel* pNewChannel) {
+        outLines.buffer.release();
+        errLines.buffer.release();
+        pChannel = pNewChannel;
+    }
+
+    std::unique_ptr<MessageChannel> pOwnChannel;
+    LineStream outLines{MK_TEXT, std::cout};
+    LineStream errLines{MK_ERROR, std::cerr};
+};
+
+/// Null when it is gone; then there is no channel either.
+ThreadText* threadText() {
+    if (bThreadTextGone) return nullptr;
+    thread_local ThreadText text;
+    return &text;
 }
 
 void switchTo(MessageChannel* pNewChannel) {
-    outLines().buffer.release();
-    errLines().buffer.release();
-    pChannel = pNewChannel;
+    if (ThreadText* pText = threadText()) pText->switchTo(pNewChannel);
 }
 
 }  // namespace
 
 std::ostream& out() {
-    return outLines().stream;
+    ThreadText* pText = threadText();
+    return pText != nullptr ? pText->outLines.stream : std::cout;
 }
 
 std::ostream& err() {
-    return errLines().stream;
+    ThreadText* pText = threadText();
+    return pText != nullptr ? pText->errLines.stream : std::cerr;
 }
 
 void printText(MessageKind kind, std::string_view text) {
     if (pChannel != nullptr) {
-        outLines().buffer.release();
+        out().flush();
         pChannel->tell(kind, text);
         return;
     }
@@ -141,10 +158,12 @@ MessageChannelScope::~MessageChannelScope() {
 }
 
 MessageSink setMessageSink(MessageSink sink) {
+    ThreadText* pText = threadText();
+    if (pText == nullptr) return {};
     std::unique_ptr<MessageChannel> pNew;
     if (sink) pNew = std::make_unique<MessageChannel>(std::move(sink));
-    switchTo(pNew.get());
-    std::swap(pOwnChannel, pNew);
+    pText->switchTo(pNew.get());
+    std::swap(pText->pOwnChannel, pNew);
     return pNew ? std::move(pNew->getSink()) : MessageSink();
 }
 

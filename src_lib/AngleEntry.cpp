@@ -1,6 +1,8 @@
-// A corner that many ears share, such as the hub of a fan, is computed anew with each of them. Summing up all its triangles
-// every time would cost the square of their number, so the sum is kept: triangles come at the end of a vertex's list, and
-// adding the new ones in this order gives the same bits as starting afresh.
+// The angle and the normal at a corner of a border that is being filled.
+//
+// A corner that many ears share, such as the hub of a fan, is computed again with each of them. Summing up all its triangles
+// every time would cost the square of their number, so the sum is kept. New triangles are appended to a vertex's list, and
+// adding them in this order gives the same bits as a new sum.
 #include "AngleEntry.h"
 
 #include <vector>

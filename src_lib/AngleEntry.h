@@ -16,15 +16,15 @@ enum AngleEntryState {
     AES_TWO_LEFT = 3  ///< the border has two corners only
 };
 
-/// One corner of a border that Loop fills, between the previous and the next one. The hole is on the left of the way from
-/// one to the next, seen from where the normals of the triangles point.
+/// One corner of a border that Loop fills, between the previous and the next corner. The hole is on the left of the way from
+/// corner to corner, seen from where the normals of the triangles point.
 ///
-/// Refers to the mesh, the vertex and its neighbours, which must outlive it. A computation costs as much as there are
+/// The mesh, the vertex and the neighbours aren't owned and must outlive it. A computation takes time linear in the
 /// triangles at the vertices that it looks at.
 class AngleEntry {
 public:
-    /// The neighbours may be null; they are set before anything is computed. bBothBorder: both edges of the corner have one
-    /// triangle.
+    /// pPrevAE, pNextAE: may be null, but must be set before anything is computed.
+    /// bBothBorder: both edges of the corner have one triangle.
     AngleEntry(CMesh* pCMesh, VCD ownVCD, Point3* pCommonVtx, AngleEntry* pPrevAE, AngleEntry* pNextAE, bool bBothBorder);
 
     bool isAlive() const { return bAlive; }
@@ -33,21 +33,25 @@ public:
     AngleEntry* getNextAE() const { return pNextAE; }
     VCD getOwnVCD() const { return ownVCD; }
     Point3* getCommonVtx() const { return pCommonVtx; }
-    /// Null is an assertion.
+    /// Throw (assertion) for null.
     void setPrevAE(AngleEntry* pAE);
     void setNextAE(AngleEntry* pAE);
-    /// From now on no triangle at the corner or its neighbours goes or is turned, so that computing anew costs as much as
-    /// there are new ones.
+    /// The caller promises that from now on no triangle at this corner is killed or turned over. Computing again then costs
+    /// no more than there are new triangles.
     void expectGrowthOnly() { bGrowthOnly = true; }
 
-    /// The interior angle in degrees, above 180 where the border turns away from the hole; with a thick edge (of several
-    /// triangles) it always counts as such. 720.0 for a corner without a plane and for one of the last two. Without
-    /// bRecompute the angle and state of the last time.
+    /// The interior angle in degrees, above 180 where the border turns away from the hole. Unless both edges have one
+    /// triangle (bBothBorder), the border counts as turning away.
+    /// bRecompute: compute it; else return the fields angle and state.
+    /// state: set to what was found.
+    /// Returns 720.0 for a corner without a plane, and when only two corners are left.
     double getBorderAngle(bool bRecompute, AngleEntryState& state);
-    /// The unit mean of the normals of the triangles at the corner; (1, 0, 0), and vertexNNV is zero, where they add up to
-    /// nothing. Without bRecompute vertexNNV.
+    /// The unit mean of the normals of the triangles at the corner.
+    /// bRecompute: compute it and store it in vertexNNV; else return vertexNNV.
+    /// Returns (1, 0, 0) when the normals add up to zero; then it sets vertexNNV to zero.
     Vector3 getVertexNNV(bool bRecompute);
-    /// Degrees between the normals at the two neighbours, which must be alive: computed anew.
+    /// Degrees between the normals at the two neighbours, computed again. Throws (assertion) unless the corner and both
+    /// neighbours are alive.
     double getPrevNextDihedral();
 
     AngleEntryState state = AES_NONE;
@@ -58,7 +62,7 @@ public:
     AngleEntry* pNextAE;  ///< not owned
     double angle = -1.0;  ///< degrees; of the last computation that had a plane
     Vector3 vertexNNV;
-    Vector3 crossNV;     ///< normal of the corner's plane, so that a convex corner turns left round it
+    Vector3 crossNV;     ///< unit normal of the corner's plane, on the side from which a convex corner turns left
     bool bAlive = true;  ///< false once cut
     bool bBothBorder;
 
@@ -67,7 +71,7 @@ private:
     AngleEntryState computeAngle(double& result);
 
     bool bGrowthOnly = false;
-    Vector3 normalSum;                    // over the triangles up to pNewestT, by age
+    Vector3 normalSum;                    // over the triangles up to pNewestT, in order of creation
     const CTriangle* pNewestT = nullptr;  // not owned
 };
 

@@ -1,3 +1,4 @@
+// The queries of an edge: ends, triangles, dihedral angle, patches. What changes the mesh is in coarse/CEdge_operators.cpp.
 #include "CEdge.h"
 
 #include <set>

@@ -20,8 +20,8 @@ enum EdgeDir { ED_NONE = 0, ED_V0_V1 = 1, ED_V1_V0 = 2 };
 /// An edge of the coarse mesh: two cells and the triangles on it, any number of them.
 ///
 /// There is at most one CEdge for a pair of cells. It is owned by its mesh and outlives its triangles: an edge of degree 0
-/// is left over, and may gain triangles again. vCT holds exactly the alive triangles on it. The direction of the surface is
-/// not in the edge but in the corner order of its triangles.
+/// is left over, and may gain triangles again. vCT holds exactly the alive triangles on it. The edge knows nothing of
+/// orientation: that is in the corner order of its triangles.
 class CEdge {
 public:
     /// Requires v0<v1.
@@ -53,7 +53,7 @@ public:
     CTriangle* getTriangle(bool bRequire, bool bUnique) const;
     /// A triangle on this edge has exactly the corners a, b, c, in any order.
     bool hasAdjT(VCD a, VCD b, VCD c) const;
-    /// Removes the triangle, which must stand on the edge, from vCT. The last triangle takes its place.
+    /// Removes the triangle, which must be on the edge, from vCT. The last triangle takes its place.
     void checkOut(const CTriangle* pCT);
 
     /// 180 minus the angle in degrees between the normals of the two triangles, with corners at the low corners of their
@@ -74,7 +74,7 @@ public:
     // ---- Changing the mesh. The old triangles are killed, the edge itself stays.
 
     /// Replaces this edge by the other diagonal of the quad of its two triangles. The new triangles keep the orientation of
-    /// pCT0 and have no patch. Neither the geometry nor what stands on the other diagonal is checked.
+    /// pCT0 and have no patch. Neither the geometry is checked nor whether the other diagonal has triangles already.
     /// pCT0, pCT1: the two triangles; both null: those of the edge.
     /// Returns the new edge; null after a warning when there aren't exactly two triangles or a given one is dead.
     /// Throws on two triangles with the same corners.

@@ -1,20 +1,20 @@
 // The tables behind the mesh.
 //
 // Triangles, edges and vertices lie in pools: an element has a fixed address and a dense position, and both ascend with
-// creation. On these positions stand
+// creation. These tables refer to elements by position:
 //
 //   - the vertex table, HashIndex from a cell to a vertex record,
 //   - the triangles of a vertex, a doubly linked list through the corners of the triangles (Incidence),
 //   - the edges of a vertex, a list of those of which it is the lower end, with a hash table for those of a hub (EdgeIndex).
 //
-// The codes are Morton codes, in which the cells of a 2x2x2 block follow each other, and triangles come cube by cube. So the
-// vertex table hashes the block, not the cell, and elements made together lie together: what the next triangle asks for is
-// mostly in the cache lines of the last one. With its three vertices at hand a triangle finds its edges without hashing; in
-// a sheet of two million triangles that takes half the time of an edge table, and no memory.
+// The codes are Morton codes, in which the cells of a 2x2x2 block follow each other, and triangles are created cube by cube.
+// So the vertex table hashes the block, not the cell, and elements created together lie together in memory: what the next
+// triangle needs is mostly in the cache lines of the last one. Once its three vertices are known, a triangle finds its edges
+// without hashing; in a sheet of two million triangles that takes half the time of an edge table, and no memory.
 //
-// A vertex joins the end of a list only when its triangle is made, so a list of triangles is in order of creation, as are
-// the addresses. That lets getAdjacentT look at the edge instead of the whole star: a hub with a million triangles costs no
-// more than another vertex.
+// A triangle is appended to the lists of its vertices when it is created, so these lists are in order of creation, as are
+// the addresses. That lets getAdjacentT look at the edge instead of all triangles at the vertex: a hub with a million
+// triangles costs no more than another vertex.
 #include "CMesh.h"
 
 #include <algorithm>

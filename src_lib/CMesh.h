@@ -41,21 +41,20 @@ struct SELF_CONTAINED {};
 /// integers, and triangles that share a cell share a vertex. The mesh is permissive: it may have edges with many triangles,
 /// triangles flipped against each other, borders, several components and duplicates.
 ///
-/// Triangles are created by createT and removed by CTriangle::kill. They are never edited, and not freed before reset() or
-/// the end of the mesh, so pointers to dead ones stay valid. Addresses ascend with creation: order by address is order of
-/// creation.
+/// Triangles are created by createT and removed by CTriangle::kill. Their corners never change, except that flipNNV swaps
+/// two. Nothing is freed before reset() or the end of the mesh, so pointers to dead triangles stay valid. Addresses ascend
+/// with creation: order by address is order of creation.
 ///
 /// Invariants:
 /// 1. An alive triangle has three different corners.
-/// 2. An alive triangle stands once in vCT of each of its three edges and once in the list of each of its three vertices; a
-///    dead one in none.
+/// 2. An alive triangle is once in vCT of each of its three edges and once in the list of each of its three vertices; a dead
+///    one is in none.
 /// 3. There is at most one edge for a pair of cells, with v0<v1; only reset() removes edges, those of degree 0 stay.
 /// 4. The triangles of a vertex are in order of creation.
 ///
 /// Const operations are safe on several threads while no thread changes the mesh or its vertex table. Changes belong to one
-/// thread.
-/// createT, kill, getEdge and the vertex look-ups take constant time, however many triangles a vertex has; lists cost their
-/// length. All lists are appended to.
+/// thread. createT, kill, getEdge and the vertex look-ups take constant time, however many triangles a vertex has; queries
+/// that fill a list take time in proportion to its length. Lists are appended to unless an operation says otherwise.
 class CMesh {
 public:
     /// An empty mesh. pVoro (may be null), pCalc and the table stay the caller's and must outlive the mesh. Entries of the
@@ -64,7 +63,9 @@ public:
     /// The same on mLocalCCDBundle.
     CMesh(Voro* pVoro, Calc* pCalc, USE_LOCAL_CCD2BUNDLEMAP);
     /// A copy of the alive triangles, in the order of vAllCT, and of the whole table, with bundles, points and a grid of its
-    /// own: it outlives whatever the other mesh refers to. Patches and pVoro aren't copied. Cost: O(n log n).
+    /// own. It outlives whatever the other mesh refers to. The copy has no dead triangles, no edges of degree 0 and no
+    /// patches; triangles are unmarked, and edges start without a cachedValue and a direction. pVoro is null.
+    /// Cost: O(n log n).
     CMesh(const CMesh& other, SELF_CONTAINED);
     ~CMesh();
     CMesh(const CMesh&) = delete;
@@ -108,11 +109,11 @@ public:
     /// src, trg: the two ends of the edge (assertion).
     /// Returns false, with nothing changed, for an edge of degree 0 and when canCollapseWithoutDups(src, trg) is false.
     bool collapseEdgeToEndpoint(CEdge* pCE, VCD src, VCD trg);
-    /// Whether both cells have triangles and a collapse of src onto trg creates no duplicate. Cost: O(k) for the k triangles
-    /// at src and on the edges opposite it.
+    /// Whether both cells have triangles and a collapse of src onto trg creates no duplicate. Cost: O(k) for k triangles at
+    /// src and on the edges opposite it.
     bool canCollapseWithoutDups(VCD src, VCD trg) const;
-    /// Of the alive triangles with the same corners kills all but the oldest. Sorts vAllCT by corners, then by creation,
-    /// dead triangles included. Returns the number of killed ones. Cost: O(n log n).
+    /// Of alive triangles with the same corners kills all but the oldest. Sorts vAllCT by corners, then by creation, dead
+    /// triangles included. Returns the number of killed triangles. Cost: O(n log n).
     int killDups();
     /// Removes degenerate triangles by splitting their neighbours over the longest edge (CEdge::trySplitNeigsKillT), from
     /// the back of vAllCT. Where that fails it prints a line and moves one of the corners (laplacianForOne). Some may stay.
@@ -125,18 +126,18 @@ public:
     // ---- Vertices of cells that had no points
 
     /// Gives the cell a bundle owned by the mesh, in place of what the table has there, and averages it (averageBundle).
-    /// x, y, z: its point, which must be in the cell; three times the largest double stands for the midpoint of the cell.
+    /// x, y, z: its point, which must be in the cell; DBL_MAX for all three: the midpoint of the cell.
     void addBundle(CCD ccd, double x, double y, double z);
-    /// Moves the vertex slightly beyond the mean of its neighbours, without those of sExtraVtx if there are three others. If
-    /// that isn't in the cell, or no neighbour has a bundle, it moves to the midpoint of the cell. With fewer than two edges
-    /// it stays.
+    /// Moves the vertex slightly beyond the mean of its neighbours, those of sExtraVtx left out if there are three others.
+    /// If that isn't in the cell, or no neighbour has a bundle, it moves to the midpoint of the cell. With fewer than two
+    /// edges it isn't moved.
     void averageBundle(Bundle* pBundle);
     /// The same for all vExtraBundles in order; later ones see earlier ones moved.
     void averageBundles();
     /// Collapses the oldest edge at the bundle's cell that can be collapsed onto its other end. Returns false when none can.
     bool integrateBundle(Bundle* pBundle);
-    /// The same for all vExtraBundles. Those that collapse are removed from vExtraBundles and sExtraVtx, not from the table;
-    /// the others are in order of creation afterwards.
+    /// The same for all vExtraBundles. Those that collapse are removed from vExtraBundles and sExtraVtx, but not from the
+    /// table; the others are in order of creation afterwards.
     void integrateAdditionalBundles();
 
     // ---- Vertices. A code without a bundle, or whose bundle has no point, is an assertion.
@@ -175,7 +176,7 @@ public:
     // ---- Patches, in the order of their first triangles in vAllCT. createCCPatches and createPatches delete the patches
     // ---- that they made before. All three leave the alive triangles marked visited. Cost: O(n).
 
-    /// One patch per connected component, crossing edges of any degree.
+    /// One patch per piece: crosses edges of any degree.
     void createCCPatches();
     /// Patches bounded by borders, MEs and fences.
     /// pFences: null means no fences.

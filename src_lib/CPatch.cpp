@@ -1,9 +1,9 @@
-// Sheets of the coarse mesh.
+// Patches of the coarse mesh: their members, boundaries, lists and figures.
 //
 // Most questions about a patch are questions about its edges: which of them have exactly one member (the boundary), which
-// two or more? All are answered from one list, the three edges of every alive member sorted by address, in which an edge
-// occurs once for each member on it. This asks no triangle for its patch, needs no marks, and costs two or three passes of a
-// radix sort.
+// have two or more? All are answered from one list, the three edges of every alive member sorted by address, in which an
+// edge occurs once for each member on it. This asks no triangle for its patch, needs no marks, and costs two or three passes
+// of a radix sort.
 #include "CPatch.h"
 
 #include <algorithm>
@@ -105,7 +105,7 @@ void CPatch::add(CTriangle* pCT) {
     pCT->setPatch(this);
 }
 
-// The dead ones forget the patch, which won't know them any more when it is deleted.
+// The dead ones must forget the patch now: when it is deleted, it no longer knows them.
 void CPatch::killPatchAndMembers() {
     bAlive = false;
     killAlive(vMemberCT, pCMesh);

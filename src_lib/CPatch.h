@@ -27,8 +27,9 @@ struct CPatchOrder {
     bool operator()(const CPatch* pPatch0, const CPatch* pPatch1) const;
 };
 
-/// A sheet of the coarse mesh: triangles connected over manifold edges, bounded by borders, non-manifold edges (MEs) and
-/// fences. The repair decides sheet by sheet which one of a double layer is killed and which way a surface faces.
+/// A patch of the coarse mesh: triangles connected through edges of degree 2, bounded by borders, non-manifold edges (MEs)
+/// and fences. The repair decides patch by patch which one of a double layer is killed and which way a surface faces. Only
+/// the patches of createCCPatches() are whole pieces of the mesh, connected through edges of any degree.
 ///
 /// CMesh::createPatches and createCCPatches cut the mesh into patches and own them until the next of these calls; other
 /// patches belong to whoever created them. A patch owns no triangle. Members may die without notice and stay in the list;
@@ -41,7 +42,7 @@ class CPatch {
 public:
     /// An empty patch, alive. Both arguments stay the caller's; the mesh must outlive the patch.
     CPatch(CMesh* pCMesh, Calc* pCalc);
-    /// Every member whose patch this is has none afterwards.
+    /// Members that have this as their patch have none afterwards.
     ~CPatch();
     CPatch(const CPatch&) = delete;
     CPatch& operator=(const CPatch&) = delete;
@@ -52,28 +53,29 @@ public:
     void add(CTriangle* pCT);
     /// Kills the members, which have no patch afterwards. The patch is dead and empty afterwards.
     void killPatchAndMembers();
-    /// Takes over all members of another patch, which is dead and empty afterwards. Both must be alive and different.
-    /// bBoundary: compute the outer boundary of the union from those of the two, which must be set; else it is empty until
-    /// it is set again.
+    /// Takes over all members of another patch, which is dead and empty afterwards.
+    /// pOtherPatch: not this one; both must be alive (assertion).
+    /// bBoundary: compute the boundary of the union from those of the two, which must be set; else it is empty until it is
+    /// set again.
     /// Cost: linear in the boundaries and in the members of the other patch.
     void assimilate(CPatch* pOtherPatch, bool bBoundary);
     bool isAlive() const { return bAlive; }
-    /// The running number over all meshes of the process, from 0.
+    /// A running number over all patches of the process, from 0.
     int getLabel() const { return label; }
-    /// The number of every member.
+    /// The number of members, dead ones included.
     std::size_t getSize() const { return vMemberCT.size(); }
     std::vector<CTriangle*>& getTriangleRef() { return vMemberCT; }
 
     // ---- Boundary
 
-    /// Collects the edges with exactly one member into vPatchBoundaryCE. So two patches on the same rim have equal lists, a
-    /// closed patch has an empty one, and an ME between members isn't in it. The patch must be alive.
+    /// Collects the edges with exactly one member into vPatchBoundaryCE. So two patches on the same boundary have equal
+    /// lists, a closed patch has an empty one, and an ME with several members isn't in it. The patch must be alive.
     void setOuterBoundary();
     /// What setOuterBoundary found. The patch must be alive.
     std::size_t getPatchBoundarySize() const;
     void getPatchBoundaryCE(std::set<CEdge*>& sBoundaryCE) const;
     void getPatchBoundaryCE(std::vector<CEdge*>& vBoundaryCE) const;
-    /// Whether each edge of a member has at least two members. False for 3 members or fewer.
+    /// Whether each edge of a member has at least two members. False for 3 members or fewer, dead ones counted.
     bool isClosed() const;
 
     // ---- Lists
@@ -82,12 +84,12 @@ public:
     void getAllCE(std::vector<CEdge*>& vCE) const;
     /// Three corners of every member, in member order, repeats included.
     void getAllVCD(std::vector<VCD>& vVCD) const;
-    /// Of the edges those of degree deg; -1 stands for 3 and more.
+    /// The edges of the members that have degree deg in the mesh; -1: 3 and more.
     void getDegNCE(int deg, std::list<CEdge*>& lCE) const;
     void getGlobalDegNEdges(int deg, std::vector<CEdge*>& vCE) const;
     /// The MEs, as getDegNCE(-1).
     void getME(std::list<CEdge*>& lCE) const;
-    /// Those on which exactly deg members stand; -99 stands for 3 members and more.
+    /// The edges with exactly deg members; -99: with 3 members and more.
     void getDegNWithRespectToOwn(int deg, std::vector<CEdge*>& vCE) const;
     /// Collects the edges without exactly two triangles into vDegNot2CE.
     void setDegNot2CE();
@@ -98,16 +100,19 @@ public:
     double getArea() const;
     /// The signed volume, positive when a closed patch faces outward.
     double computeOrientedVolume() const;
-    /// The first of the corners of every member with the largest z component; all ones when none is above 0.
+    /// Of the corners of every member the one with the largest z, of equal ones the first; all ones when no z is above 0.
     VCD getMaxZCCD() const;
-    /// Sets numInnerVtx: the different corners of every member less the different ends of vPatchBoundaryCE.
+    /// Sets numInnerVtx: the number of different corners of every member minus that of the ends of vPatchBoundaryCE.
     void setNumInnerVtx();
     int getNumInnerVtx() const { return numInnerVtx; }
     /// How many different corners of every member are in the set.
     int countFeatureCCD(const std::set<VCD>& sFeatureCCD) const;
-    /// Estimates which share of the MEs on the rim has a partner sheet one cell away, and collects these partners. Reads
-    /// vDegNot2CE; if that has more than 500 edges it is shuffled and the first 500 MEs count, and a second call keeps a low
-    /// share.
+    /// Estimates how closely other patches follow this one. At each ME in vDegNot2CE the cell of this patch off the ME is
+    /// compared with those of other patches. Sets partnerCertainty to the number of pairs that share a face, per ME. Adds
+    /// all these other patches to sPartnerPatches.
+    ///
+    /// Of more than 500 edges the first 500 MEs count, after a shuffle of vDegNot2CE; a further call then keeps a
+    /// partnerCertainty above 0 and at most 0.1, and does nothing.
     /// mVCD2Patch: as filled by createPatches.
     void setPartnerCertainty(const std::map<VCD, CPatch*>& mVCD2Patch);
     double getPartnerCertainty() const { return partnerCertainty; }
@@ -116,27 +121,28 @@ public:
 
     /// Turns every member over.
     void flipPatch();
-    /// Turns the patch over when the surface around its top, other patches included, faces down. Without a top it warns.
+    /// Turns the patch over when the triangles at its highest vertex, those of other patches included, face down on average.
+    /// Warns, and turns nothing, when there is no triangle there.
     void orientPatch();
-    /// Turns members over so that they agree over edges of degree 2, in each connected part with its first member; then
-    /// orientPatch(). Triangles outside the patch that such edges lead to are turned too, if they aren't marked visited.
-    /// Clears the marks.
+    /// Turns members over until they agree across edges of degree 2: in each connected part with its first member. Then
+    /// calls orientPatch(). Triangles outside the patch that such edges lead to are turned too, if they aren't marked
+    /// visited. Clears the marks.
     void intraOrientation();
 
     // ---- Repair
 
     /// Splits a closed patch that touches itself along MEs into two sides and kills one of them. A patch of 20 members or
-    /// more must be thin. Turns members over, even when it fails, and leaves marks.
+    /// more is split only if it is thin. Turns members over, even when it fails, and leaves marks.
     /// bCareful: kill nothing when both sides are connected to other patches.
     /// Returns whether it killed a side.
     bool splitClosedPatchKill(bool bCareful);
     /// Not implemented: warns and returns false.
     bool canKillLeaveDeg2() const;
-    /// Finds paths through the patch, along folds, that connect open ends of chains of edges shared with other patches, each
-    /// end with its nearest partner. The patch must be alive.
+    /// Edges shared with other patches form chains. This finds paths through the patch, along folds, that join the open ends
+    /// of these chains: each end with its nearest partner. The patch must be alive.
     /// vPath: the paths are appended, each from its far end back.
     /// mPoints: must have all corners.
-    /// Cost: O(n log n) per pair at worst, usually only what lies nearer than the partner.
+    /// Cost: O(n log n) per pair at worst; usually only what lies nearer than the partner is visited.
     void findPartitioningPath(std::vector<CEdge*>& vPath, const std::map<VCD, Point3>& mPoints) const;
 
     // ---- Drawings for debugging, as those of CMesh
@@ -150,7 +156,7 @@ public:
     int label;
     std::vector<CTriangle*> vMemberCT;  ///< not owned
     double partnerCertainty = 0.0;
-    std::set<CPatch*, CPatchOrder> sPartnerPatches;  ///< not owned, in order of making
+    std::set<CPatch*, CPatchOrder> sPartnerPatches;  ///< not owned, in order of creation
     std::vector<CEdge*> vPatchBoundaryCE;            ///< sorted, each once
     bool bAlive = true;
     CMesh* pCMesh;  ///< not owned
@@ -162,7 +168,7 @@ private:
     CPatch(CMesh* pCMesh, Calc* pCalc, std::uint64_t number);
     void joinBoundary(const CPatch& other);
 
-    std::uint64_t number;  ///< of making, over all patches of the process
+    std::uint64_t number;  ///< a running number over all patches of the process
     Random random;
 };
 
@@ -172,7 +178,8 @@ inline bool CPatchOrder::operator()(const CPatch* pPatch0, const CPatch* pPatch1
 
 /// An edge to be crossed by CPatch::splitClosedPatchKill. Ordered by priority alone.
 struct ConEdge {
-    /// sPatchT: the triangles of the patch. The edge must have two triangles, above degree 2 two of the patch.
+    /// pCE: has at least two triangles; above degree 2, at least two of the patch (assertions).
+    /// sPatchT: the triangles of the patch.
     ConEdge(CMesh* pCMesh, CEdge* pCE, const FlatSet<CTriangle*>& sPatchT);
     bool operator<(const ConEdge& other) const { return priority < other.priority; }
 
@@ -198,12 +205,12 @@ public:
     Dijkstra(VCD vcd_, DijkstraMap* mNodes, const InnerEdgeMap* mEdges)
         : vcd(vcd_), mVCD2Dijkstra(mNodes), mVCD2InnerCEVec(mEdges) {}
 
-    /// Reaches this node over pCE at that distance. If that is nearer than before, updates all nodes behind it, and creates
+    /// Reaches this node over pCE at that distance. If that is nearer than before, updates all nodes beyond it and creates
     /// missing ones.
     /// mPoints: must have all corners.
     /// Cost: O(n log n).
     void update(CEdge* pCE, double dist, const std::map<VCD, Point3>& mPoints);
-    /// The same, but stops at the nearest node of the set. Nodes farther away may be missing or have too large distances.
+    /// The same, but stops at the nearest node of sGoal. Nodes farther away may be missing or have too large distances.
     /// Returns that node, of equally near ones the one with the lowest code; null when none can be reached.
     const Dijkstra* updateToNearest(const std::set<VCD>& sGoal, CEdge* pCE, double dist,
                                     const std::map<VCD, Point3>& mPoints);
@@ -217,12 +224,16 @@ public:
     const InnerEdgeMap* mVCD2InnerCEVec;
 };
 
-/// Replaces vOut by edges of the alive triangles of vT, each once, in pointer order, by the number m of triangles of vT on
-/// them: deg >= 0: m == deg; -1: m odd; -2: m even; -3: m > 2; -4: m even and >= 4; any other: none. O(n log n).
+/// Selects edges of the alive triangles of vT by the number m of these triangles on them.
+/// deg: >= 0: m == deg; -1: m odd; -2: m even; -3: m > 2; -4: m even and >= 4; any other: none.
+/// vOut: replaced; each edge once, in pointer order.
+/// Cost: O(n log n).
 void getEdgesWithDegree(int deg, const std::vector<CTriangle*>& vT, std::vector<CEdge*>& vOut);
 
-/// Appends the components of the alive triangles of vT that are connected over edges of degree 2 or less, repeats in vT
-/// dropped, in the order of their first triangles by address. O(n log n).
+/// Cuts the alive triangles of vT into groups that are connected through edges of degree 2 within vT.
+/// vT: may have repeats.
+/// vvOut: the groups are appended, in the order of their first triangles by address.
+/// Cost: O(n log n).
 void getConnectedComponents_HE(const std::vector<CTriangle*>& vT, std::vector<std::vector<CTriangle*>>& vvOut);
 
 }  // namespace TARN_KEL

@@ -24,8 +24,9 @@ enum VisType { VT_COARSE = 0, VT_REAL = 1 };
 
 /// A triangle of the coarse mesh: three cells in orientation order c0 -> c1 -> c2 -> c0.
 ///
-/// Owned by its mesh. A triangle is never edited (only flipNNV turns it over): it is killed and another one is created. A
-/// killed triangle stands on no edge and at no vertex; its fields stay readable until the mesh is reset or destroyed.
+/// Owned by its mesh. Its corners never change, except that flipNNV swaps two: to change a triangle, kill it and create
+/// another one. A killed triangle is in the lists of no edge and of no vertex; its fields stay readable until the mesh is
+/// reset or destroyed.
 ///
 /// Edge i is opposite corner i (0, 1, 2). Any other index is an assertion, and so is a code that is no corner where one is
 /// expected.
@@ -74,7 +75,8 @@ public:
     // ---- State
 
     bool isAlive() const { return bAlive; }
-    /// Takes the triangle off its edges and vertices for good. It must be alive. Cost: O(degree of its edges).
+    /// Removes the triangle from the lists of its edges and vertices for good. It must be alive. Cost: O(degree of its
+    /// edges).
     void kill(CMesh* pCMesh);
     /// Turns the triangle over: swaps c0 with c1 and pCE12 with pCE02.
     void flipNNV();

@@ -3,17 +3,17 @@
 // All surface extraction happens on one regular grid of 2^L cells along every axis. The library passes cells around by
 // value, as codes in sorted vectors, in one of two layouts:
 //
-//     CCD  interleaved: bit k of x at bit 3k+2, of y at 3k+1, of z at 3k. Sorted ascending it is the Morton order, which
-//          keeps the neighbours of a cell near. The three bits of a level form a tribit xyz, level 0 (lowest) the finest.
-//     RCD  packed: x << 42 | y << 21 | z. Sorted ascending z runs fastest. A step along an axis is one addition.
+//     CCD  interleaved: bit k of x at bit 3k+2, of y at 3k+1, of z at 3k. Ascending order is the Morton order, which keeps
+//          the neighbours of a cell near. The three bits of a level form a tribit xyz; level 0 (lowest) is the finest.
+//     RCD  packed: x << 42 | y << 21 | z. In ascending order z runs fastest. A step along an axis is one addition.
 //
 // Bit 63 is never set. The same layouts name other things of the lattice: RCC is packed and means the low corner of the cell
 // with that number; VCD is interleaved and means a cell that serves as a mesh vertex, or the dual cube around the low corner
 // of that cell, which is the cube between the midpoints of the eight cells around the corner.
 //
 // In operations on interleaved codes an axis is named by its tribit, axTriBit: 4 for x, 2 for y, 1 for z, nothing else
-// unless stated. These operations see the levels below L only and pass the bits above through; packed steps see nothing but
-// bits.
+// unless stated. These operations read only the levels below L and pass the bits above through. Steps on packed codes are
+// plain additions without a check.
 #pragma once
 
 #include <array>
@@ -58,7 +58,7 @@ constexpr RCD RCD_ALL_FIELDS = 0x7fffffffffffffff;
 constexpr RCD RCD_STEP_X = 0x40000000000;
 constexpr RCD RCD_STEP_Y = 0x200000;
 constexpr RCD RCD_STEP_Z = 1;
-/// What to add to a packed code for its face neighbours: -x, +x, -y, +y, -z, +z. Sums wrap as needed.
+/// The numbers to add to a packed code for its face neighbours: -x, +x, -y, +y, -z, +z. Sums wrap as needed.
 constexpr std::array<RCD, 6> RCD_FACE_STEPS{0 - RCD_STEP_X, RCD_STEP_X,     0 - RCD_STEP_Y,
                                             RCD_STEP_Y,     0 - RCD_STEP_Z, RCD_STEP_Z};
 
@@ -77,7 +77,7 @@ constexpr unsigned long long getZ_RCD(RCD rcd) {
     return rcd & RCD_Z_FIELD;
 }
 
-/// Spreads the low 21 bits of a number: bit k goes to bit 3k. What stands above is dropped.
+/// Spreads the low 21 bits of a number: bit k goes to bit 3k. Higher bits are dropped.
 constexpr CCD spreadBits(unsigned long long number) {
     number &= 0x1fffff;
     number = (number | number << 32) & 0x001f00000000ffff;
@@ -96,8 +96,8 @@ constexpr unsigned long long compressBits(CCD ccd) {
     return (ccd | ccd >> 32) & 0x1fffff;
 }
 
-/// A code moved one step up or down on one axis, named by all its bits of the code. The other axes stay. The step knows no
-/// end: up from all ones gives 0, down from 0 all ones.
+/// A code moved one step up or down on one axis; the other axes aren't changed. axisBits: all bits of that axis in the code.
+/// The step wraps round: up from all ones gives 0, down from 0 gives all ones.
 constexpr CCD stepUpOnBits(CCD code, CCD axisBits) {
     // With ones in all other places the carry runs straight from one bit of the axis to the next.
     return (((code | ~axisBits) + 1) & axisBits) | (code & ~axisBits);
@@ -109,10 +109,10 @@ constexpr CCD stepDownOnBits(CCD code, CCD axisBits) {
 /// How two neighbouring cells touch.
 enum NeigTyp { NT_NONE = 1, NT_FACE = 2, NT_EDGE = 3, NT_VERTEX = 4 };
 
-/// The grid: a plain value. Only offsetRange() changes it, so it is read from any thread without a lock.
+/// The grid: a plain value. Only offsetRange() changes it, so any thread may read it without a lock.
 ///
-/// Failures are assertions, but for the two that say otherwise. Nothing here allocates but the list forms. Every operation
-/// takes constant time, a few nanoseconds; extractDoubleCCD and what is built on it add up the set bits.
+/// Failures are assertions, unless an operation says otherwise. Only the operations on lists allocate memory. Every
+/// operation takes constant time, a few nanoseconds; extractDoubleCCD and the operations based on it add up the set bits.
 class Calc {
 public:
     /// Low corner (x0, y0, z0) and edge lengths of the whole grid in the cloud's unit; 2^numLevels cells along every axis,
@@ -133,17 +133,18 @@ public:
 
     // ---- Points to codes and back
 
-    /// The cell that holds the point: trunc((x - origin) * inverse step) on each axis. The point must lie on the grid or
-    /// less than a cell above its top side, else an assertion fails (as with a NaN). From the top side on a coordinate is
-    /// 2^L; this is no cell, the operations that see the levels below L only take it for 0, but its code is unlike that of
-    /// any cell. With 21 levels there is no room for it in a code, and a point on the top side isn't on the grid.
+    /// The cell that contains the point: trunc((x - origin) * inverse step) on each axis. The point must lie on the grid or
+    /// less than a cell above its top side, else an assertion fails (as with a NaN). On the top side and above it the
+    /// coordinate is 2^L. That is no cell: operations that read only the levels below L take it for 0, but its code differs
+    /// from that of any cell. With 21 levels there is no room for it in a code, and a point on the top side isn't on the
+    /// grid.
     CCD getCCD(const Point3* p) const;
-    /// The point is on the grid and in that cell; false for one that isn't on the grid.
+    /// Whether the point is in that cell; false for a point that isn't on the grid.
     bool isInCell(const Point3* p, CCD ccd) const;
     /// The same for the point moved by eps along all three axes.
     CCD getCCDPlus(const Point3* p, double eps) const;
     RCD getRCD(const Point3* p) const;
-    // Conversions see the levels below L only.
+    // Conversions read only the levels below L.
     RCD ccd2rcd(CCD ccd) const;
     CCD rcd2ccd(RCD rcd) const;
     /// The integer coordinates.
@@ -152,7 +153,7 @@ public:
     void extractDoubleCCD(CCD ccd, double& x, double& y, double& z) const;
     Point3 getRefPoint(CCD ccd) const;  ///< the low corner
     Point3 getMidPoint(CCD ccd) const;  ///< the low corner and half a step on each axis
-    /// The same for lists: one point a code is appended, in order.
+    /// The same for lists: one point for each code is appended, in order.
     void getRefPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const;
     void getMidPoints(const VCCD& vCCD, std::vector<Point3>& vOut) const;
     /// The low corner of a cell by its packed code: coordinate / inverse step + origin. Its last bits may differ from those
@@ -164,9 +165,9 @@ public:
     /// The lattice point of a packed code: coordinate / inverse step + origin. Its last bits may differ from getRefPoint().
     Point3 getRefPoint_RCC(RCC rcc) const;
 
-    /// Pulls a point into a cell along the line to the cell's midpoint, and not farther than needed: by 2^-10 of the way, or
-    /// the smallest power of two above that suffices. False, and p untouched, when p is in the cell already. An assertion
-    /// fails when not even the midpoint is in the cell, which happens to codes that are off the grid.
+    /// Moves a point into a cell along the line to the cell's midpoint, no farther than needed: by 2^-10 of the way, or by
+    /// the next larger power of two that is enough. Returns false, with p unchanged, when p is in the cell already. An
+    /// assertion fails when not even the midpoint is in the cell, as happens with codes off the grid.
     bool adaptPointToCCD(CCD ccd, Point3& p) const;
     bool adaptPointToRCD(RCD rcd, Point3& p) const;
 
@@ -176,20 +177,22 @@ public:
     CCD sparseToNumber(CCD ccd, CCD axTriBit) const;
     /// The low L bits of the number spread to the bits of that axis, or of each of several axes; no other bit is set.
     CCD numberToSparse(CCD number, CCD axTriBit) const;
-    /// One step up or down on that axis; other bits pass through, so masked codes are welcome. Off the grid is an assertion.
+    /// One step up or down on that axis. The other bits are passed through, so the code may be masked. A step off the grid
+    /// is an assertion.
     CCD incSparse(CCD ccd, CCD axTriBit) const;
     CCD decSparse(CCD ccd, CCD axTriBit) const;
-    /// The same in place; true. Off the grid it prints a report, sets the code to all ones and returns false.
+    /// The same in place; returns true. For a step off the grid it prints a report, sets the code to all ones and returns
+    /// false.
     bool manipOneAxis(CCD& ccd, bool bIncrease, CCD axTribit) const;
-    /// That axis moved by value. Off the grid it reports and ends the run by an exception.
+    /// The code moved by value steps on that axis. Off the grid it prints a report and throws KelBugException.
     CCD getOffVal(CCD ccd, int value, CCD axTriBit) const;
     /// The two other axes: 4 gives 2, 1; 2 gives 4, 1; 1 gives 4, 2. Anything else is an assertion.
     static void getOrthoTribs(CCD axTribit, CCD& a, CCD& b);
 
-    /// How two cells touch that are known to be neighbours; they must differ. It counts the axes in which they differ, not
-    /// by how much.
+    /// How two neighbouring cells touch; they must differ (assertion). That they are neighbours isn't checked: only the
+    /// number of axes counts in which they differ.
     NeigTyp getNeigType(CCD a, CCD b) const;
-    /// In how many axes the codes aren't all equal.
+    /// The number of axes in which the codes aren't all equal.
     int getNumDifferent_CCD(CCD a, CCD b) const { return countAxes_CCD(a ^ b); }
     int getNumDifferent_CCD(CCD a, CCD b, CCD c) const { return countAxes_CCD((a ^ b) | (a ^ c) | (b ^ c)); }
     int getNumDifferent_CCD(CCD a, CCD b, CCD c, CCD d) const { return countAxes_CCD((a ^ b) | (a ^ c) | (a ^ d)); }
@@ -204,8 +207,8 @@ public:
 
     // ---- Neighbourhoods: case tables index into these arrays, so their orders are fixed
 
-    // The interleaved forms fail an assertion at the ends of the grid; the packed forms add and subtract, and lean on the
-    // margin around occupied cells.
+    // The operations on interleaved codes fail an assertion at the ends of the grid. Those on packed codes just add and
+    // subtract, and depend on the margin around occupied cells.
 
     /// 27 codes, (dx+1) + 3*(dy+1) + 9*(dz+1): x fastest, the cell itself at 13.
     void completeArray27(CCD ccd, CCD* array) const;
@@ -236,7 +239,7 @@ public:
     /// Cells as boxes.
     void writeCb(Visualizer3* pVisualizer, CCD ccd, const std::string& color) const;
     void writeCbs(Visualizer3* pVisualizer, const VCCD& vCCD, const std::string& color) const;
-    /// Low corners and midpoints as dots of so many pixels.
+    /// Low corners and midpoints as dots; size: in pixels.
     void writeRefPoint(Visualizer3* pVisualizer, CCD ccd, unsigned size, const std::string& color) const;
     void writeRefPoints(Visualizer3* pVisualizer, const VCCD& vCCD, unsigned size, const std::string& color) const;
     void writeMidPoints(Visualizer3* pVisualizer, const VCCD& vCCD, unsigned size, const std::string& color) const;

@@ -1,20 +1,22 @@
-// A chain grows like a finger along a thread: take the edge that is left at the end, give it the direction that fits, step
-// to its other end, until nothing is left there. Edges are found by the codes of their ends, and an edge that was taken
-// leaves the map under both, so that a ring ends by itself where it began.
+// Chains of edges: growing, orientation of the triangles along them, and the judgement of holes.
 //
-// Orientation along a chain. A border edge has one triangle, and turning each of these so that it runs against the chain
-// orients the strip of triangles along it, as far as the strip touches the border. In a strip with a half twist some two
-// neighbours must then disagree: there the twist is cut. Exchanging the two ends of that edge in the triangles on one side
-// of it, all round both ends, turns this side over:
+// Growing: take the edge that is left at the end, give it the direction that fits, step to its other end, until nothing is
+// left there. Edges are found by the codes of their ends. An edge that was taken leaves the map under both, so a ring ends
+// where it began.
+//
+// Orientation along a chain. A border edge has one triangle. When each of these runs against the chain, the strip of
+// triangles along it is oriented, as far as the strip touches the border. In a strip with a half twist some two neighbours
+// must then disagree: there the twist is cut. Exchanging the two ends of that edge in the triangles on one side of it, all
+// round both ends, turns this side over:
 //
 //      a --- c            b --- c
 //      | \   |            | \   |
-//      |   \ |     ->     |   \ |        the side with c; the triangles on the other side of a-b stay
+//      |   \ |     ->     |   \ |        the side with c; the triangles on the other side of a-b are kept
 //      d --- b            d --- a
 //
-// Is a ring an opening of the surface? The triangles along the rim of an opening lie more or less in the surface that the
-// opening interrupts, so that a line along their normals misses the ring. Round a thin part, or along a sharp rim, they face
-// into the ring, and the line threads it. Flat places tell this best; the decision is a vote among them.
+// Is a ring an opening of the surface? The triangles along an opening lie more or less in the surface that it interrupts, so
+// a line along their normals misses the ring. Round a thin part, or along a sharp border, they face into the ring, and the
+// line passes through it. Flat places tell this best; the decision is a vote among them.
 #include "Chain.h"
 
 #include <algorithm>
@@ -37,7 +39,7 @@ namespace {
 
 // The voters of isGoodHole.
 constexpr std::size_t MAX_VOTERS = 50;
-constexpr std::size_t MIN_VOTERS = 10;     // less flat ones than FLAT_VOTER_ANGLE are let in up to this number
+constexpr std::size_t MIN_VOTERS = 10;     // up to this number voters may be less flat than FLAT_VOTER_ANGLE
 constexpr double FLAT_VOTER_ANGLE = 45.0;  // degrees
 
 /// A triangle by the largest angle to a neighbour, in degrees.
@@ -52,9 +54,9 @@ CEdge* takeOnlyEdge(EdgesByEnd& mm, VCD end) {
 
 using EdgeTest = std::function<bool(const CEdge*)>;
 
-/// Usable edges from one end to the other over a vertex that isn't shunned (sorted): the smallest sum of degrees, then the
-/// oldest edge at the first end. Null when there are none. One edge at most leads from a vertex to the other end, so that
-/// the edges at the first end need a look-up each.
+/// Two usable edges from one end to the other, over a vertex that isn't in vShunned (sorted): those with the smallest sum of
+/// degrees, then with the oldest edge at the first end. Null when there are none. At most one edge leads from a vertex to
+/// the other end, so each edge at the first end needs one look-up.
 std::pair<CEdge*, CEdge*> cheapestPair(const CMesh* pCMesh, VCD endVCD0, VCD endVCD1, const EdgeTest& isUsable,
                                        const std::vector<VCD>& vShunned) {
     std::vector<CEdge*> vIncCE;
@@ -83,8 +85,8 @@ bool disagree(const CEdge* pCE, const CTriangle* pCT, const CTriangle* pOther) {
     return ownHED == otherHED;
 }
 
-/// The triangles at the ends of the edge that hang together with one on the edge without crossing it. Each edge is crossed
-/// once, however many triangles stand on it.
+/// The triangles at the ends of the edge that are connected with one on the edge without crossing it. Each edge is crossed
+/// once, however many triangles it has.
 std::set<CTriangle*> fanBeside(const CEdge* pCE) {
     CTriangle* pStartCT = pCE->getTriangle(true, false);
     std::set<CTriangle*> sFan{pStartCT};
@@ -102,7 +104,7 @@ std::set<CTriangle*> fanBeside(const CEdge* pCE) {
     return sFan;
 }
 
-/// The largest angle to a neighbour that is alone across its edge, in degrees; -1.0 when there is none with a normal.
+/// The largest angle to the neighbour across an edge of two triangles, in degrees; -1.0 when there is none with a normal.
 double largestTurn(const CMesh* pCMesh, const CTriangle* pCT) {
     bool bOK = false;
     const Vector3 nnv = pCT->getRealNNV(pCMesh, bOK);

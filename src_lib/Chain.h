@@ -17,40 +17,40 @@ namespace TARN_KEL {
 
 class CMesh;
 
-/// Edges of a coarse mesh, each under both its ends.
+/// Edges of a coarse mesh, each entered under both its ends.
 using EdgesByEnd = std::multimap<VCD, CEdge*>;
 
 void enterBothEnds(EdgesByEnd& mm, const std::vector<CEdge*>& vCE);
-/// Removes the entry when there is one. O(log n), and linear in the number of edges under the key.
+/// Removes the entry if there is one. Cost: O(log n), and linear in the number of edges under the key.
 void eraseCertainEntry(EdgesByEnd& mm, VCD key, const CEdge* pCE);
 void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE);
 
-/// A directed sequence of edges of the coarse mesh: a border that was walked from one end to the other.
+/// A chain: a directed sequence of edges of the coarse mesh, such as a border walked from one end to the other.
 ///
-/// Invariants: each member has a direction (CEdge::edgeDir), the target of a member is the source of the next one, the first
-/// one starts at left, the last one ends at right. Equal ends make a closed chain. The direction is the edge's own, so an
-/// edge is in one chain at a time. After reset() the ends stay as they were.
+/// Invariants: each member has a direction (CEdge::edgeDir); the target of a member is the source of the next one; the first
+/// member starts at left, the last one ends at right. Equal ends make a closed chain. The direction is stored in the edge,
+/// so an edge is in one chain at a time. reset() leaves left and right as they were.
 ///
-/// A closed chain of border edges may be a hole. For that there is a judgement whether it is an opening of the surface and
-/// not the rim of a thin part (isGoodHole), and a test and a cure for a strip along it that has one side only (hasMoebius,
-/// fixMoebius).
+/// A closed chain of border edges may be a hole. isGoodHole() judges whether it is an opening of the surface, and not the
+/// border round a thin part. hasMoebius() finds out whether the strip of triangles along it has one side only; fixMoebius()
+/// mends that.
 ///
-/// Only refers to the mesh and its edges, which must outlive it. Lists are appended to. Operations take O(n log n) for n
-/// members, those on triangles also the triangles on the members' edges.
+/// The mesh and its edges aren't owned and must outlive the chain. Lists are appended to. Operations take O(n log n) for n
+/// members; those on triangles count the triangles on the members too.
 class Chain {
 public:
-    /// Takes the edge under the lowest code out of the map, from v0 to v1, then grows at both ends. A map without entries is
-    /// an assertion.
+    /// Starts with the first edge under the lowest code of the map, directed from v0 to v1; then takeEdgesFromMap(). The
+    /// edges that it takes are removed from the map. Throws (assertion) when the map is empty.
     Chain(CMesh* pCMesh, EdgesByEnd& mmVCD2CE);
 
     // ---- Growing
 
-    /// Takes edges out of the map as long as there is one at the left end, then at the right end. More than one at an end is
-    /// an assertion.
+    /// Moves edges from the map to the left end as long as there is one, then to the right end. Throws (assertion) when
+    /// there is more than one at an end.
     void takeEdgesFromMap(EdgesByEnd& mmVCD2CE);
-    /// Grows by these edges, in any order, which must continue the chain at its ends (assertion).
+    /// Grows by these edges, given in any order. Throws (assertion) when not all of them continue the chain at its ends.
     void assimilate(const std::vector<CEdge*>& vCE);
-    /// Drops the members; their directions stay.
+    /// Drops the members. They keep their directions.
     void reset() { lMemberCE.clear(); }
 
     // ---- Reading
@@ -61,12 +61,15 @@ public:
     void getEndpoints(VCD& endVCD0, VCD& endVCD1) const;
     /// From left to right.
     void getEdges(std::vector<CEdge*>& vCE) const;
-    /// v0 and v1 of each member: inner vertices come twice.
+    /// v0 and v1 of each member, so inner vertices are appended twice.
     void getVCD(std::vector<VCD>& vVCD) const;
-    /// Finds what would close an open chain: the edge between its ends, else two edges over a third vertex, those with the
-    /// smallest sum of degrees; of equal sums the oldest edge at the left end. Edges count that have a triangle, aren't
-    /// members and pass mayUse. bOffChain: the third vertex isn't one of the chain. False when there is nothing. Equal ends
-    /// are an assertion.
+    /// Finds edges that would close an open chain: the edge between its ends, else two edges over a third vertex. Of several
+    /// pairs it takes the one with the smallest sum of degrees, then the one with the oldest edge at the left end. An edge
+    /// may be used when it has a triangle and isn't a member.
+    /// mayUse: an edge is used only if mayUse(edge) is true.
+    /// bOffChain: the third vertex must not be a vertex of the chain.
+    /// vSolution: the edges are appended.
+    /// Returns false when there are none. Throws (assertion) for a closed chain.
     bool findClosingEdges(const std::function<bool(const CEdge*)>& mayUse, bool bOffChain,
                           std::vector<CEdge*>& vSolution) const;
     /// The label, members and ends on standard output.
@@ -76,21 +79,23 @@ public:
 
     // ---- Triangles along a closed chain
 
-    /// Turns the triangles on the chain's border edges over where they run along the chain, so that all run against it, each
-    /// as its first member has it, and inserts them. Members with two and more triangles turn nothing. An open chain is an
-    /// assertion.
+    /// Turns the triangles on the chain's border edges over until each runs against the chain. Where a triangle has several
+    /// members, the first one decides. Members with two or more triangles are passed over.
+    /// sOriented: the triangles are inserted; those that it holds already aren't turned.
+    /// Throws (assertion) for an open chain.
     void getOriented(std::set<CTriangle*>& sOriented);
-    /// Orients the chain as above and appends the edges to vMoebiusCE over which two of these triangles disagree all the
-    /// same. An open chain is an assertion. True when there are such edges, earlier ones included: the strip has one side
-    /// only.
+    /// Calls getOriented() and appends to vMoebiusCE the edges across which two of these triangles still disagree.
+    /// Returns true when vMoebiusCE has edges then, those of former calls included: the strip has one side only.
+    /// Throws (assertion) for an open chain.
     bool hasMoebius();
-    /// Exchanges the ends of the first edge of vMoebiusCE in the triangles on one side of it: those at its ends that can be
-    /// reached without crossing it. This takes the twist out. Kills and makes triangles, so that the members may lose
-    /// theirs; the chain is to be made anew. Without a Moebius edge it is an assertion.
+    /// Takes the twist out of a strip: in the triangles on one side of the first edge of vMoebiusCE the two ends of the edge
+    /// are exchanged. These are the triangles at its ends that can be reached from one of its triangles without crossing it.
+    /// They are killed and created again, so members may lose their triangles: make the chains again afterwards.
+    /// Throws (assertion) when vMoebiusCE is empty.
     void fixMoebius();
-    /// True for an opening of the surface. Lines along the normals of the flattest triangles on the chain, at most 50, are
-    /// shot: in the plane of an opening they miss the ring. False for a tie, and where no triangle has a neighbour and
-    /// normals. A member without a triangle is an assertion.
+    /// Judges whether a closed chain is an opening of the surface. The flattest triangles on the chain, at most 50, vote:
+    /// for an opening the line along their normal misses the ring. Returns false for a tie, and when no triangle on the
+    /// chain has a neighbour and normals. Throws (assertion) for a member without a triangle.
     bool isGoodHole() const;
 
     static std::atomic<int> seqNum;  ///< the next label; over all meshes of the process
@@ -100,7 +105,7 @@ public:
     std::list<CEdge*> lMemberCE;  ///< not owned
     VCD left;
     VCD right;
-    std::vector<CEdge*> vMoebiusCE;  ///< edges found by hasMoebius, not owned
+    std::vector<CEdge*> vMoebiusCE;  ///< edges found by hasMoebius(), not owned
 };
 
 }  // namespace TARN_KEL

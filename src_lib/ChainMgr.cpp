@@ -1,6 +1,8 @@
-// A vertex where more than two edges meet gives no answer to the question which way to go on. So a round first hides these
-// vertices: the edges end there, and what is left are simple paths and rings. Rings are chains that close. A path between
-// two hidden vertices may close over an edge or two of the mesh. What closes is kept, and its edges are taken:
+// Cuts a set of edges into chains, in rounds.
+//
+// At a vertex where more than two edges meet, it isn't clear which way to go on. So a round first hides these vertices: the
+// edges end there, and what is left are simple paths and rings. Rings are closed chains. A path between two hidden vertices
+// may be closed over an edge or two of the mesh. What closes is kept, and its edges are taken out:
 //
 //        .--.        .--.                       Three holes of a sheet touch at v and w. The first round hides v and w,
 //       /    \  A   /    \                      and finds the rings at both ends (they start and end at one vertex) and the
@@ -8,13 +10,14 @@
 //       \    /  B   \    /                      the next round chains A and B to one ring.
 //        '--'        '--'
 //
-// When a round closes nothing, neither would any later one: the last round chains what is left once more, and these open
-// chains stay.
+// When a round closes nothing, neither would any later one: the last round chains what is left again, and these open chains
+// are kept.
 //
-// Rounds unpeel a long row of such holes from both ends. Chaining all that is left in each of them would cost the square of
-// the row's length, and as many dissolved chains. But a path changes only where a vertex at its end has come out of hiding.
-// The others would be chained in the same way again, and what didn't close before won't do so now, since there are never
-// more free edges than before. So in later rounds the map holds only the paths through the vertices that came out.
+// The rounds take a long row of such holes apart from both ends. Chaining all that is left in each of them would cost the
+// square of the row's length, and leave as many dissolved chains. But a path changes only where a vertex at its end is no
+// longer hidden. The others would be chained in the same way again, and what didn't close before won't close now, since
+// there are never more free edges than before. So in later rounds the map holds only the paths through the vertices that
+// are no longer hidden.
 #include "ChainMgr.h"
 
 #include <iterator>
@@ -34,15 +37,15 @@ namespace {
 
 constexpr int ROUNDS_OF_ALL = 16;
 
-/// The edges that no closed chain has, under their ends: by code, then by age.
+/// The edges that no closed chain has, under both their ends: sorted by code, then by age.
 class Remainder {
 public:
     explicit Remainder(const EdgesByEnd& mm) : sEnd(mm.begin(), mm.end()) {}
 
     EdgesByEnd all() const { return {sEnd.begin(), sEnd.end()}; }
 
-    /// Appends the vertices that lose an edge. Edges of the chain that aren't here, since it closed over them, are no
-    /// matter.
+    /// Removes the edges of the chain and appends the vertices that lose one. Edges that aren't here, over which the chain
+    /// was closed, are ignored.
     void take(const Chain& chain, std::vector<VCD>& vTouched) {
         for (CEdge* pCE : chain.lMemberCE)
             for (const VCD vcd : {pCE->v0, pCE->v1})
@@ -84,7 +87,7 @@ private:
 
 ChainMgr::ChainMgr(CMesh* pMesh, bool bClose) : pCMesh(pMesh), bTryClose(bClose) {}
 
-// The chains made before a failed assertion have an owner: with the other constructor the object is complete.
+// Delegates, so that the destructor runs and deletes the chains when an assertion fails in createChains().
 ChainMgr::ChainMgr(CMesh* pMesh, const EdgesByEnd& mm, bool bClose) : ChainMgr(pMesh, bClose) {
     mmVCD2CE = mm;
     for (const auto& [vcd, pCE] : mmVCD2CE)
@@ -150,9 +153,9 @@ void ChainMgr::addChain() {
     handOver(std::make_unique<Chain>(pCMesh, mmVCD2CE), vChains);
 }
 
-// Closes what can be closed and dissolves what stays open, unless this is the last round. Returns how many are closed. All
-// new chains stand before the first one is closed, and dissolved ones keep their edges' directions until the round ends: a
-// chain closes over edges that none of them has.
+// Closes the chains that can be closed and, unless this is the last round, dissolves the open ones. Returns how many are
+// closed. A chain may only be closed over edges without a direction, so over edges that no chain of this round has: all
+// chains are made before the first one is closed, and edges of dissolved ones keep their directions until the round ends.
 std::size_t ChainMgr::settleChains(std::size_t firstNew, bool bLast) {
     std::size_t numClosed = 0;
     for (std::size_t i = firstNew; i < vChains.size(); ++i) {

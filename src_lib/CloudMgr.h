@@ -17,8 +17,8 @@ class Cloud;
 
 /// Takes the input of a run, makes its one cloud and carries it through the point stages.
 ///
-/// It owns the cloud, and through it the grid, the bundles and their points: whatever refers to these (the driver of the
-/// run) must die first.
+/// It owns the cloud, and through it the grid, the bundles and their points: objects that refer to these (the driver of the
+/// run) must be destroyed first.
 class CloudMgr {
 public:
     CloudMgr();
@@ -26,28 +26,32 @@ public:
     CloudMgr(const CloudMgr&) = delete;
     CloudMgr& operator=(const CloudMgr&) = delete;
 
-    /// Points in memory: all point stages run here. O(n log n).
+    /// Takes points from memory and runs all point stages. Cost: O(n log n).
     /// Returns the detected spacing; none when none was estimated.
-    /// Throws KelBugException for a spacing that ends up not positive, or that makes no grid (makeGrid()), and for a soup
-    /// whose points aren't three per triangle.
+    /// Throws KelBugException when the resulting spacing isn't positive or allows no grid (makeGrid()), and for a soup
+    /// without three points per triangle.
     std::optional<double> setInput(std::vector<Point3> vPoints, const RunInput& input);
-    /// The same with all of the input in a row.
-    /// spacingAbs: edge of a grid cell; not greater than 0 takes the detected spacing times spacingFactor.
-    /// bMelt: the points are triangle corners; featureAngle (degrees) is read then only.
-    /// bLapTreatment: the smoothing of noisy input. pCalc: null, or a grid for a scan to use as it is; copied.
+    /// The same, with single parameters.
+    /// spacingAbs: edge of a grid cell; not greater than 0: the detected spacing times spacingFactor.
+    /// bMelt: the points are triangle corners.
+    /// featureAngle: in degrees; only read with bMelt.
+    /// bLapTreatment: the smoothing of noisy input.
+    /// pCalc: null, or a grid that a scan uses unchanged; copied.
     /// numGrowSteps: of the gap closing; not greater than 0: none.
     /// Returns the detected spacing; -1.0 when none was estimated.
     double setInputPoints(std::vector<Point3>& vPoints, double spacingAbs, double spacingFactor, bool bMelt,
                           double featureAngle, bool bLapTreatment, Calc* pCalc, int numGrowSteps);
-    /// The same from one point file, or STL for a soup, whose feature angle is 10 degrees. A file that can't be read prints
-    /// a line and leaves a cloud without points. Throws KelBugException for more than one name.
+    /// The same from one point file, or an STL file for a soup; the feature angle is 10 degrees. For a file that can't be
+    /// read it prints a line, and the cloud has no points. Throws KelBugException for more than one name.
     void readFiles(const std::vector<std::string>& vNames, double spacingAbs, double spacingFactor, bool bMelt,
                    bool bLapTreatment, int numGrowSteps);
 
-    /// Appends one bundle per cell, by ascending code, and sets pCalc to the grid, null when none was made. Bundles, points
-    /// and grid stay the cloud's. Throws KelBugException before any input.
+    /// Appends one bundle per cell, by ascending code. Bundles, points and grid are owned by the cloud.
+    /// pCalc: set to the grid; null when none was made.
+    /// Throws KelBugException before any input.
     void getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc);
-    /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw as getBundles().
+    /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw like
+    /// getBundles().
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;
     void getFeatures(std::vector<std::pair<CCD, CCD>>& vOut) const;
     /// Seconds spent reading files.

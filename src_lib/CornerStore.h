@@ -13,7 +13,7 @@
 
 namespace TARN_KEL {
 
-/// How a corner came to its value. Those of states 1 to 3 are smoothed and may make zero crossings; the others are fixed.
+/// How a corner got its value. Those of states 1 to 3 are smoothed and may make zero crossings; the others are fixed.
 enum CornerState {
     ST_NONE = 0,             ///< just created
     ST_LOWER_BORDER = 1,     ///< of a rim cell, in the lower strip only
@@ -25,7 +25,7 @@ enum CornerState {
     ST_FACET_REST = 7        ///< of a facet outside both strips
 };
 
-/// A lattice corner of the field. Plain data in a pool: 48 bytes.
+/// A lattice corner of the field: plain data in a pool, 48 bytes.
 struct Corner {
     static constexpr std::int32_t NO_NEIG = -1;
 
@@ -38,19 +38,19 @@ struct Corner {
     int getState() const { return state; }
     bool hasFreeSlot() const { return neigs.back() == NO_NEIG; }
     int numNeigs() const { return static_cast<int>(std::find(neigs.begin(), neigs.end(), NO_NEIG) - neigs.begin()); }
-    /// Its value is smoothed, unlike those that a sheet fixes.
+    /// Whether its value is smoothed; otherwise it is fixed by a sheet.
     bool isFree() const { return state > ST_NONE && state <= ST_INFLATED; }
 };
 
 /// The corners of one field: a sparse part of the lattice in which each corner knows those of its six axis neighbours that
 /// exist too, by index.
 ///
-/// A corner's index is its place in getCornersRef(), which is the order of creation; corners are never taken out one by one.
-/// The links are complete: a free slot means that a neighbour doesn't exist. In the slots the neighbours that were there
-/// first come in the order -x, +x, -y, +y, -z, +z, later ones in the order of their creation; sums over neighbours keep this
-/// order, so results don't depend on anything but the calls.
+/// A corner's index is its place in getCornersRef(), in the order of creation; corners are never removed. The links are
+/// complete: a free slot means that a neighbour doesn't exist. The slots first have the neighbours that existed before the
+/// corner, in the order -x, +x, -y, +y, -z, +z, then later ones in the order of their creation. Sums over neighbours keep
+/// this order, so results depend only on the order of the calls.
 ///
-/// Takes no memory before the first corner, then about 75 bytes a corner. Const operations may run on several threads.
+/// Takes no memory before the first corner, then about 75 bytes per corner. Const operations may run on several threads.
 class CornerStore {
 public:
     /// pGrid: not owned, outlives the store.
@@ -58,11 +58,11 @@ public:
     CornerStore(const CornerStore&) = delete;
     CornerStore& operator=(const CornerStore&) = delete;
 
-    /// A new corner without a value, linked with its neighbours. There must be none yet. O(1).
+    /// A new corner without a value, linked with its neighbours. There must be none at that point yet. Cost: O(1).
     Corner* createCorner(RCC rcc);
     /// The corner at that lattice point, null when there is none. O(1).
     Corner* find(RCC rcc) const;
-    /// The neighbours of a corner of this store that exist, in the order of its slots. vNeigs must come in empty.
+    /// The existing neighbours of a corner of this store, in the order of its slots. vNeigs: must be empty.
     void getNeigs(Corner* pCorner, std::vector<Corner*>& vNeigs);
     /// Where a corner is, in the cloud's unit.
     Point3 getPosition(RCC rcc) const { return pCalc->getRefPoint_RCC(rcc); }
@@ -70,8 +70,8 @@ public:
     std::vector<Corner*>& getCornersRef() { return corners; }
     const std::vector<Corner*>& getCornersRef() const { return corners; }
 
-    /// Replaces vOut by the corners from which the field can grow, in the order of creation: they lack a neighbour, and
-    /// their value has a magnitude below thresh and isn't 0. O(all corners), on the pool.
+    /// Replaces vOut by the corners from which the field can grow, in the order of creation: those that lack a neighbour and
+    /// whose value has a magnitude below thresh and isn't 0. Uses the pool. Cost: linear in all corners.
     void getFront(double thresh, VRCC& vOut) const;
     /// Appends the codes of the axis neighbours of a corner that don't exist, in the order of getRCC6().
     void getMissingNeigs(const Corner& corner, VRCC& vOut) const;

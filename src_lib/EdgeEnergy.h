@@ -12,9 +12,9 @@ class CMesh;
 ///
 /// The energy is the sum of (length * fold)^0.3 over the edges with two triangles, lengths in the cloud's unit; it favours a
 /// few sharp creases over many soft ones. A flip changes five terms: that of the edge and those of the four sides round its
-/// triangles. A flip that leaves a largest angle above 160 degrees, worse than the one before, is impossible; above 130
-/// degrees it is where the new pair lies flat, within 2 degrees, or folded back, within 20. The twin on the fine mesh,
-/// REdgeEnergy, charges such flips instead.
+/// triangles. A flip is impossible when the largest angle grows and is above 160 degrees afterwards; when it grows and is
+/// above 130 degrees, the flip is impossible if the new pair lies flat, within 2 degrees, or is folded back, within 20. On
+/// the fine mesh REdgeEnergy subtracts a charge from the gain of such flips instead.
 class EdgeEnergy {
 public:
     static constexpr double IMPOSSIBLE = FLIP_IMPOSSIBLE;
@@ -28,8 +28,8 @@ public:
     /// Throws on two triangles with the same corners, on a triangle without a normal, and when such corners find no other
     /// place. Cost: O(1) but for moves.
     void compute();
-    /// The cosine of the largest angle of the triangle. A side without direction is an assertion, after a check of the whole
-    /// mesh for the cause.
+    /// The cosine of the largest angle of the triangle. For a side without direction it checks the whole mesh for the cause
+    /// and throws (assertion).
     double getMinCosPhi(const Point3* p0, const Point3* p1, const Point3* p2) const;
 
     CMesh* pCMesh;                    ///< not owned

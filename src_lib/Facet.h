@@ -17,10 +17,10 @@ using EdgePair = std::pair<RCC, RCC>;
 /// What kind of cell a facet belongs to: one in the middle of a sheet, or one at its rim.
 enum FacetState { FACET_STATE_AREA = 1, FACET_STATE_BORDER = 2 };
 
-/// One side of a cell of a sheet, where no other cell of the sheet lies behind it.
+/// One side of a cell of a sheet, toward a cell that isn't in the sheet.
 ///
 /// All facets of a set of cells form closed surfaces: across each of its four edges a facet has exactly one neighbour, and
-/// that one has it for a neighbour too. Which one follows from the cells around the edge:
+/// the relation is mutual. Which facet it is follows from the cells around the edge:
 ///
 ///        .  D          the cell D across the edge, if it is there: a concave fold (where D and the facet's cell touch at
 ///      ----+---        the edge only, each side folds to the cell it runs along)
@@ -37,7 +37,7 @@ struct Facet {
     Facet() = default;
     Facet(RCD cell, int side, int theColor, int theState) : rcd(cell), idx(side), color(theColor), state(theState) {}
 
-    /// The edge from corner `edge` to the next one; edge: 0 to 3.
+    /// The edge from corner `edge`, 0 to 3, to the next corner.
     void fetchEdge(int edge, EdgePair& out) const;
     /// The neighbour across an edge on the surface of the sorted cells vCells; its color and state stay -1. O(log n).
     void fetchNeig(const VRCD& vCells, int edge, Facet& out) const;
@@ -52,15 +52,15 @@ struct Facet {
     /// By side: its corners in order round it. Corner c lies a step up from the cell's low corner on x, y, z where bit 2, 1,
     /// 0 of c is set. Edge e runs from corner e to corner (e + 1) % 4.
     static constexpr int facets[6][4] = {{0, 1, 3, 2}, {4, 5, 7, 6}, {0, 4, 5, 1}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 5, 7, 3}};
-    /// By corner: what leads from a cell's low corner to that corner, axis by axis.
+    /// By corner: the steps from a cell's low corner to that corner, axis by axis.
     static constexpr std::array<unsigned long long, 8> addersx = {0,          0,          0,          0,
                                                                   RCD_STEP_X, RCD_STEP_X, RCD_STEP_X, RCD_STEP_X};
     static constexpr std::array<unsigned long long, 8> addersy = {0, 0, RCD_STEP_Y, RCD_STEP_Y,
                                                                   0, 0, RCD_STEP_Y, RCD_STEP_Y};
     static constexpr std::array<unsigned long long, 8> addersz = {0, RCD_STEP_Z, 0, RCD_STEP_Z,
                                                                   0, RCD_STEP_Z, 0, RCD_STEP_Z};
-    /// By idx * 4 + edge, who may lie across the edge, in the order of asking: the offset x, y, z of the diagonal cell and
-    /// its facet; those of the coplanar cell; the facet of the same cell.
+    /// By idx * 4 + edge: the facets that may lie across the edge, in the order in which they are tried: the offset x, y, z
+    /// of the diagonal cell and its facet; those of the coplanar cell; the facet of the same cell.
     static constexpr int neigAdders[24][9] = {
         {-1, -1, 0, 3, 0, -1, 0, 0, 2}, {-1, 0, 1, 4, 0, 0, 1, 0, 5},   {-1, 1, 0, 2, 0, 1, 0, 0, 3},
         {-1, 0, -1, 5, 0, 0, -1, 0, 4}, {1, -1, 0, 3, 0, -1, 0, 1, 2},  {1, 0, 1, 4, 0, 0, 1, 1, 5},

@@ -16,15 +16,14 @@ class CloudMgr;
 class Extractor;
 class IsoStore;
 
-/// Drives a run once the point stages are over: here stands the order of the pipeline.
+/// Drives a run after the point stages, in the order of the pipeline.
 ///
-/// It takes the cells that the CloudMgr left, extracts the coarse mesh, has it repaired and converts it to the fine mesh.
-/// One Hal serves one run, by one of reconstruct, oneMelt, toCloud and reconstructInHole. It must die before its CloudMgr,
-/// because its bundles and its grid belong to the cloud. All work is on the calling thread; the stages use the worker pool
-/// for themselves.
+/// It takes the cells from the CloudMgr, extracts the coarse mesh, has it repaired and converts it to the fine mesh. One Hal
+/// serves one run, by one of reconstruct, oneMelt, toCloud and reconstructInHole. It must be destroyed before its CloudMgr,
+/// because its bundles and its grid belong to the cloud. The calling thread leads; the stages use the worker pool.
 class Hal {
 public:
-    /// pCloudMgr: not owned; must hold its points when a run starts.
+    /// pCloudMgr: not owned; must have its points when a run starts.
     explicit Hal(CloudMgr* pCloudMgr);
     ~Hal();
     Hal(const Hal&) = delete;
@@ -34,35 +33,35 @@ public:
     MeshPtr reconstruct();
     /// Makes a mesh from a soup. Returns null after a warning when no cell is left.
     MeshPtr oneMelt();
-    /// Makes points from a soup: appends those of the cells, which stay the cloud's.
+    /// Makes points from a soup: appends those of the cells, which are owned by the cloud.
     void toCloud(std::vector<Point3*>& vOut);
-    /// Reconstructs inside a hole. Returns a mesh that is the caller's and self-contained: it outlives this object and the
-    /// cloud. Returns null after a warning when no cell is left.
+    /// Reconstructs inside a hole. Returns a self-contained mesh that belongs to the caller and may outlive this object and
+    /// the cloud. Returns null after a warning when no cell is left.
     CMesh* reconstructInHole();
 
-    /// Sorts the bundles by cell code and enters them in the map; a code that is there stays as it is. Cost: O(n log n).
+    /// Sorts the bundles by cell code and enters them in the map; existing entries aren't replaced. Cost: O(n log n).
     void mapCCD();
-    /// The coarse mesh, once the extraction ran, in the state of its repair; owned here. reconstructInHole hands a copy out.
+    /// The coarse mesh after the extraction, as far as it is repaired; owned here. reconstructInHole() returns a copy.
     CMesh* getCMesh() const;
 
-    /// Adds, once a run has taken its bundles, a cell for each cell of vPoints that the map doesn't know, with the mean of
-    /// its points; the new points and bundles are owned here. Throws (assertion) before a run. Cost: O(n log n).
+    /// To be called after a run. Adds a cell for each cell of vPoints that isn't in the map, with the mean of its points;
+    /// the new points and bundles are owned here. Throws (assertion) before a run. Cost: O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
-    /// Returns the bundles that a run has taken in a bit volume of blocks of 32 cells along each axis, which must not
-    /// outlive this object. Sorts them by cell code. Cells that an earlier store took out are set again. Throws (assertion)
-    /// before a run. Cost: O(n log n).
+    /// To be called after a run. Returns its bundles as a bit volume of blocks of 32 cells along each axis, which must not
+    /// outlive this object. Sorts the bundles by cell code. Cells that were removed from an earlier store are set again.
+    /// Throws (assertion) before a run. Cost: O(n log n).
     std::shared_ptr<IsoStore> getIsoStore();
     /// Normalises the normals of the bundles and marks in each the axes that are more than 50 degrees away from it:
     /// 4 for x, 2 for y, 1 for z.
     void setForbiddenDirections();
 
-    // ---- Drawings for debugging, each into a file of its own; assertions as long as there is nothing to draw
+    // ---- Drawings for debugging, each into a file of its own. They throw (assertion) while there is nothing to draw.
 
     /// The cells that have bundles.
     void showCCD(const std::string& filename) const;
     /// The coarse mesh, its edges by degree.
     void showMesh(const std::string& filename) const;
-    /// The alive triangles of the coarse mesh, one colour a configuration of the dual cube that they came from
+    /// The alive triangles of the coarse mesh, coloured by the configuration of the dual cube that they come from
     /// (Visualizer3::getColor).
     void showMeshCases(const std::string& filename) const;
 

@@ -8,18 +8,18 @@
 
 namespace TARN_KEL {
 
-/// A small statistic of numbers, counted in buckets between bounds and printed as text.
+/// Counts numbers in buckets between bounds, and prints the statistics as text.
 ///
-/// A bucket holds the values up to its upper bound that are above the bound before. The last one has no upper end and is
-/// always there.
+/// A bucket counts the values above the bound before and up to its own bound. The last bucket has no upper bound and always
+/// exists.
 class Histogram {
 public:
     explicit Histogram(const std::string& name);
 
-    /// Adds a bucket up to that bound, with no value in it yet: give all bounds first. The count of a bucket that is there
-    /// already starts again from 0.
+    /// Adds an empty bucket up to that bound. Add all bounds before the first value: values aren't counted again. The count
+    /// of a bucket that exists already is set to 0.
     void addBound(double upperBound);
-    /// Counts a value; one that isn't finite is left out with a warning. O(log b) for b bounds.
+    /// Counts a value; one that isn't finite is left out with a warning. Cost: O(log b) for b bounds.
     void addVal(double value);
     std::size_t size() const { return vVal.size(); }
     /// The mean of the values; 0.0 when there are none.

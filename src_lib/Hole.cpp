@@ -24,7 +24,7 @@ std::ostream& operator<<(std::ostream& out, const CoordinateRange& range) {
     return out << range.low << " - " << range.high;
 }
 
-/// The sides meet over the shorter extent of the gap, each after half of the way.
+/// Both sides grow towards each other along the middle one of the three extents, each over half of it.
 int ringsAcross(const std::array<CoordinateRange, 3>& ranges) {
     std::array<unsigned long long, 3> spans{};
     std::transform(ranges.begin(), ranges.end(), spans.begin(), [](const auto& range) { return range.high - range.low; });
@@ -171,7 +171,7 @@ Hole::VCCDPoint Hole::getZeroCbs() {
     vBlue.insert(vBlue.end(), vCCD.begin(), vCCD.end());
     oneInstance(vBlue);
     const VCCD vTriCCD = cornersOf(vT, *pCMesh);
-    VCCD vSeen = vTriCCD, vRed;  // what the removal test sees, and what it may take out
+    VCCD vSeen = vTriCCD, vRed;  // what the removal test sees, and what it may remove
     for (const auto& [ccd, point] : vZeros) {
         vSeen.push_back(ccd);
         if (!std::binary_search(vTriCCD.begin(), vTriCCD.end(), ccd)) vRed.push_back(ccd);

@@ -23,22 +23,22 @@ class Visualizer3;
 /// Closes one hole of a coarse mesh by volume: the surface round the hole gives a signed distance field on a dense box of
 /// lattice points, the field grows across the gap, and the cells where its sign changes are the missing ones.
 ///
-/// A Hole is three values and the operations that lead from one to the next: the region of the mesh round the hole
-/// (HoleRegion), a box of lattice points, which is the cell range of the chain and 7 cells more on each side (Box), and the
-/// field on it (Field). What works on one of them alone is declared there.
+/// A Hole consists of three values and the operations that lead from one to the next: the region of the mesh round the hole
+/// (HoleRegion), a box of lattice points (Box), which is the cell range of the chain and 7 cells more on each side, and the
+/// field on it (Field). Operations on one of them alone are declared there.
 ///
-/// run() ends the process. A caller who wants the result takes its steps: makeField(), then getZeroCbs() for the cells, or
-/// grow() or createCMesh() for triangles. The steps of makeField() need each other's results in the order in which they are
+/// run() ends the process. A caller who wants the result calls its steps: makeField(), then getZeroCbs() for the cells, or
+/// grow() or createCMesh() for triangles. The steps of makeField() need each other's results, in the order in which they are
 /// listed. No public function reaches this class.
 ///
-/// Only refers to the mesh and the chain, which must outlive it. The mesh must not change before the field is made. Failed
-/// conditions throw KelBugException. Works on the calling thread but for sorting and createCMesh(), which use the pool.
+/// The mesh and the chain aren't owned and must outlive this object. The mesh must not change before the field is made.
+/// Failed conditions throw KelBugException. Sorting and createCMesh() use the pool; all else runs on the calling thread.
 class Hole : public HoleRegion, public Field {
 public:
     using VCCDPoint = std::vector<std::pair<CCD, Point3>>;
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
 
-    /// pChain: closed; of border edges, and inner ones where it was closed over them. The work is left to the operations.
+    /// pChain: closed; of border edges, and of inner edges where it was closed over them. Computes nothing yet.
     Hole(CMesh* pCMesh, Chain* pChain);
     Hole(const Hole&) = delete;
     Hole& operator=(const Hole&) = delete;
@@ -47,78 +47,82 @@ public:
     /// The label and the number of edges on standard output.
     void print() const;
 
-    /// makeField() and getZeroCbs(); the process ends, with exit status 0. vCCD2Zero stays as it is.
+    /// Calls makeField() and getZeroCbs(); then the process ends, with exit status 0. vCCD2Zero isn't changed.
     [[noreturn]] void run(std::vector<std::pair<VCD, Point3>>& vCCD2Zero);
 
     // ---- Region and first values
 
-    /// All steps from setRanges() to inflate(), with ringFactor (at least 1, an assertion) times the numGrowSteps that
-    /// setRanges() finds. As many as those only just meet in the middle of a gap. Where that is wider than some 20 cells
-    /// they leave lattice points free near the surface: the sheet of new cells leaks there, and the thinning eats it up from
-    /// the leak. Twice as many held in flat scans with gaps of up to 120 cells, and make the membrane over a curved one
-    /// flatter.
+    /// All steps from setRanges() to inflate().
+    /// ringFactor: multiplies the numGrowSteps that setRanges() finds; at least 1 (assertion). With 1 the rings only just
+    /// meet in the middle of a gap. In gaps wider than some 20 cells lattice points near the surface are then left free: the
+    /// sheet of new cells has holes there, from which the thinning removes all of it. A factor of 2 was enough in flat scans
+    /// with gaps of up to 120 cells; over a curved gap it makes the membrane flatter.
     void makeField(int ringFactor = 1);
-    /// Takes the edges of the chain and measures its cells: ranges, box and numGrowSteps. A chain without edges and a box
-    /// with more points than an int can count are assertions.
+    /// Takes the edges of the chain and finds the ranges of its cells, the box and numGrowSteps. Throws (assertion) for a
+    /// chain without edges, and for a box with more points than an int can count.
     void setRanges();
-    /// vT: what a walk over edges with two triangles reaches from the chain without leaving the box. sRimVCD: where the
-    /// walk ended, the chain included. O(n log n).
+    /// Sets vT: the triangles that a walk over edges with two triangles reaches from the chain without leaving the box. Sets
+    /// sRimVCD: the corners of all triangles at the boundary of vT, the chain included. Cost: O(n log n).
     void determineTriangles();
-    /// sBoundaryT and sUnrelT. A crease is an edge at which normals differ by more than 10 degrees.
+    /// Sets sBoundaryT and sUnrelT. A crease is an edge at which normals differ by more than 10 degrees.
     void setBoundaryAndUnrelT();
-    /// Makes the matrix, seeds it by the planes of vT and carries the seeds on to free lattice points next to them.
+    /// Creates the matrix, seeds it by the planes of vT and carries the seeds on to free lattice points next to them.
     void initializeFirstRow();
-    /// A step of it: seeds the lattice points round which the triangle stands with their distances to its plane. The
-    /// smallest distance and the first weight stay. Points outside the box are skipped.
+    /// A step of it: seeds the lattice points round the triangle with their distances to its plane. Of several seeds at a
+    /// point the smallest distance and the first weight count. Points outside the box are skipped.
     void initializeFirstRow_T(CTriangle* pCT);
     /// A step of it: carries values along the lattice edges at the outside of the cells of vT, to points without a value. A
-    /// point that would get both signs stays free.
+    /// point that would get both signs is left free.
     void completeInitCbs();
 
-    // ---- With the field made: inflate() and its steps are those of Field
+    // ---- Once the field is made (inflate() and its steps are those of Field)
 
     /// Does nothing.
     void extractStrategy() {}
-    /// The cells where the field changes its sign, those of vT left out, thinned by the removal test next to the cells of
-    /// vT; ascending, each with the mean of the zeros on its edges. Empty where the sign doesn't change. O(n log n).
+    /// Returns the cells where the field changes its sign, without the cells of vT, thinned by the removal test, which sees
+    /// the cells of vT too. They are in ascending order, each with the mean of the zeros on its edges. Empty where the sign
+    /// doesn't change. Cost: O(n log n).
     VCCDPoint getZeroCbs();
 
     // ---- Cells to triangles
 
-    /// The new cells, sorted, and their points in the same order; cells that triangles stand on are left out. Adds the third
-    /// corners of diagonal chain edges to vCCD.
+    /// Finds the new cells. Cells that are corners of triangles are left out. Adds the third corners of diagonal chain edges
+    /// to vCCD.
+    /// vHoleCCDs: replaced by the new cells, sorted.
+    /// vCCDPoints: replaced by these cells with their points, in the same order.
     void extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints);
-    /// Adds the new cells to the mesh and makes the triangles over them and the chain. What stood in the mesh stays, and no
-    /// triangle is made twice. Along the chain gaps of mostly three edges may be left, and edges of three triangles: a cube
-    /// sees the cells of the chain, none behind it. The new triangles aren't oriented. A cell with the last coordinate of
-    /// the grid is an assertion, which leaves the mesh as it was. O(n log n).
+    /// Adds the new cells to the mesh and creates the triangles over them and the chain. Triangles of the mesh are kept, and
+    /// none is created twice. Along the chain gaps of mostly three edges and edges of three triangles may be left, since
+    /// dual cubes see the cells of the chain but none behind it. The new triangles aren't oriented.
+    /// Throws (assertion), with the mesh unchanged, for a cell with the last coordinate of the grid. Cost: O(n log n).
     void grow();
-    /// The configuration of the dual cube of that key: bits in the order of Calc::completeArraySym. A cell that isn't one of
-    /// its eight is an assertion. No cells give 0.
+    /// The configuration of the dual cube of that key: bits in the order of Calc::completeArraySym. 0 without cells. Throws
+    /// (assertion) for a cell that isn't one of its eight.
     int getConfig(VCD key, VCCD& vCells);
-    /// Makes the two triangles of each flat cube in the mesh, on the diagonal that suits what is there. Records of eight:
-    /// the cells of both triangles, key, configuration.
+    /// Creates the two triangles of each flat cube in the mesh, on the diagonal that suits what is there.
+    /// vAmbiguousT: records of eight: the cells of both triangles, key, configuration.
     void solveAmbiguousT(VCCD& vAmbiguousT);
     /// Whether a code is in both lists, which may hold repeats.
     bool shareAnEntry(VCCD a, VCCD b);
-    /// Appends the triangles that n steps over vertices reach from the chain, then sorts the whole of vOut, each once.
+    /// Appends the triangles within n steps over vertices from the chain, then sorts the whole of vOut, each triangle once.
     void getNTriangleRows(int n, std::vector<CTriangle*>& vOut);
-    /// A mesh of its own from these points and one row of triangles round the hole, repaired and oriented: the caller's and
-    /// self-contained, it outlives this mesh. On the grid of this mesh, which must hold the points with some cells to spare.
-    /// Null when no cell is left; without triangles where the repair has taken a tiny piece for a ragged one. Opens a run
-    /// unless one is open on the thread.
+    /// Reconstructs a mesh from these points and the vertices of one row of triangles round the hole, on the grid of this
+    /// mesh, which must hold the points with some cells to spare. The mesh is repaired and oriented. Opens a run unless one
+    /// is open on the thread.
+    /// Returns a self-contained mesh that belongs to the caller and may outlive this one. Null when no cell is left; without
+    /// triangles when the repair has removed a tiny piece as ragged.
     CMesh* createCMesh(VCCDPoint& vCCD2Point);
 
     // ---- The mesh in the box; more on addresses in Box
 
     /// Each corner lies inside the box and not on its sides.
     bool inRange(const CTriangle* pCT) const;
-    /// Coordinates inside the box. Beyond its high sides is an assertion, below its low ones they are negative.
+    /// Coordinates inside the box; negative below its low sides. Throws (assertion) beyond its high sides.
     void getNormedIntFromVCD(VCD vcd, int& x, int& y, int& z) const;
-    /// -1, after a line, outside the box.
+    /// The address of a point of the box. Outside the box it prints a line and returns -1.
     int getAddressFromVCD(VCD vcd) const;
 
-    // ---- Drawings for debugging: an assertion when these aren't let through
+    // ---- Drawings for debugging. They throw (assertion) unless such drawings are enabled.
 
     /// The triangles that take part, those of the boundary and at creases apart, and the chain.
     void show(const std::string& filename, VisType visType) const;

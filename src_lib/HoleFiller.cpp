@@ -1,5 +1,8 @@
-// Borders that touch in a vertex v leave four edges there, and no way to tell which two belong together. Each side of v has
-// a fan of triangles with two of the edges. A triangle across one of the two gaps between the fans closes it there:
+// Closes holes by ears, round by round.
+//
+// Where border loops touch in a vertex v, four border edges meet there, and nothing tells which two belong together. Each
+// side of v has a fan of triangles with two of the edges. A triangle across one of the two gaps between the fans closes that
+// gap:
 //
 //        a       c               a ----- c
 //         \     /                 \     /           a and b are the far ends of the edges of one fan, c and d those of the
@@ -11,8 +14,8 @@
 //         b     d                 b     d
 //
 // A mesh of a million triangles may have thousands of holes. A loop must not turn the whole sheet to suit its walk, as it
-// may do with the small mesh of one hole. So the sheets are turned to agree once, each walk starts on an edge in the
-// direction that they ask for, and a loop looks at its ring alone.
+// may do with the small mesh of one hole. So the patches are oriented once; each walk starts on an edge in the direction
+// that fits its triangle, and a loop turns only the triangles of its ring.
 #include "HoleFiller.h"
 
 #include <algorithm>
@@ -35,7 +38,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int IDLE_ROUNDS = 2;        // without a triangle end the run
+constexpr int IDLE_ROUNDS = 2;        // so many rounds without a new triangle end the run
 constexpr double MUCH_NEARER = 20.0;  // degrees
 
 void requireBorder(const CEdge* pCE) {
@@ -59,7 +62,7 @@ EdgesByEnd outgoingFirst(const EdgesByEnd& mmVCD2CE) {
 
 using Fans = std::array<std::vector<CTriangle*>, 2>;
 
-/// What hangs together at the vertex with its last triangle, and the rest.
+/// The triangles at the vertex that are connected there with its last one, and the others.
 Fans fansAt(const CMesh* pCMesh, VCD vcd) {
     std::vector<CTriangle*> vIncT;
     pCMesh->getIncidentT(vcd, vIncT);

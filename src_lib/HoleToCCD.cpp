@@ -1,3 +1,4 @@
+// Closes the holes of a coarse mesh by ears.
 #include "HoleToCCD.h"
 
 #include "CMesh.h"
@@ -6,7 +7,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Takes the twist out of a closed chain; false when it has none.
+/// Takes the twist out of a closed chain. Returns false when there is none, and for an open chain.
 bool fixTwist(Chain& chain) {
     if (!chain.isClosed() || !chain.hasMoebius()) return false;
     chain.fixMoebius();

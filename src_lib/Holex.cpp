@@ -1,3 +1,4 @@
+// Finds the holes of a coarse mesh and hands them to the reconstruction by volume.
 #include "Holex.h"
 
 #include <utility>

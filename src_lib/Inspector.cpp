@@ -1,16 +1,16 @@
-// Which members of a patch belong to one sheet.
+// Finds out which members of a patch belong to one sheet.
 //
 // A patch that grew over the manifold edges of a melted mesh can contain more than one sheet: it is bad when it meets itself
-// at an edge. One member is known to be good, and the good part grows from it, breadth first, agreeing in orientation as it
-// goes. What stops it at the other sheet is a map of opposites: two members' corners that lie in one dual cube are of one
-// sheet if edges within the cube join them, and opposites if not.
+// at an edge. One member is known to be good, and the good part grows from it, breadth first; triangles are turned to agree
+// on the way. A map of opposites stops it at the other sheet: two corners of members in one dual cube belong to one sheet if
+// edges within the cube connect them, else they are opposites.
 //
 //        o---o---o---o        The lower sheet grows from T. Where the sheets come within one cube of each other, each
 //                  \ |        vertex of the one forbids its opposites on the other, so the way round the bend on the right
 //      T-o---o---o---o        ends there.
 //
-// The rest leaves the patch. Pieces of it that lie smoothly against what was kept were cut off too much and come back: their
-// rims fold nowhere sharply and little in the mean.
+// The rest is removed from the patch. This cuts off too much: parts that lie smoothly against what was kept are given back,
+// if the folds between are nowhere sharp and small on average.
 //
 // The walk to a known border needs no map: it takes all that manifold edges connect and ends at the border's vertices.
 #include "Inspector.h"
@@ -38,9 +38,9 @@ namespace {
 
 using OppositeMap = std::multimap<VCD, VCD>;
 
-constexpr std::size_t MAX_PLAIN_ENTRIES = 4;  // corners of members in a dual cube that isn't looked into
+constexpr std::size_t MAX_PLAIN_ENTRIES = 4;  // dual cubes with no more corners of members aren't looked into
 constexpr double SHARPEST_FOLD = 160.0;       // degrees, at one edge
-constexpr double SHARP_FOLD = 120.0;          // degrees, in the mean over a rim
+constexpr double SHARP_FOLD = 120.0;          // degrees, on average over the edges between two parts
 
 /// The members without vKept, sorted as both lists are afterwards.
 std::vector<CTriangle*> membersWithout(CPatch& patch, std::vector<CTriangle*>& vKept) {
@@ -99,8 +99,8 @@ std::vector<CubeEntry> cubeEntriesOf(const CPatch& patch, const Calc& calc) {
     return vEntry;
 }
 
-/// Brings those vertices of a cube that edges among them join with the last one to the back; returns how many the others in
-/// front are. At most 8 vertices.
+/// Moves the vertices of a cube that edges among them connect with the last one to the back. Returns the number of the
+/// others, which are in front. At most 8 vertices.
 std::size_t separateFromLast(std::vector<VCD>& vCubeVCD, const CMesh& mesh) {
     std::size_t numRest = vCubeVCD.size() - 1;
     for (std::size_t next = vCubeVCD.size(); next-- > numRest;)
@@ -217,7 +217,7 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
 void Inspector::giveBack(std::vector<CTriangle*>& vT, CPatch* pTestPatch) const {
     std::vector<std::vector<CTriangle*>> vvC;
     getConnectedComponents_HE(vT, vvC);
-    std::vector<CTriangle*> vBack;  // joins the patch at the end: all pieces are judged against what was kept
+    std::vector<CTriangle*> vBack;  // added to the patch at the end, so that all parts are judged against what was kept
     for (std::vector<CTriangle*>& vC : vvC) {
         sortMT(vC.begin(), vC.end());
         if (liesSmoothly(vC, pTestPatch)) vBack.insert(vBack.end(), vC.begin(), vC.end());

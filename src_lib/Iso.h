@@ -7,16 +7,16 @@
 
 namespace TARN_KEL {
 
-/// A block of 32 cells along each axis, a bit each. Rows behind the last one that was set take no memory. Part of IsoStore,
-/// which no public function of the library reaches.
+/// A block of 32 cells along each axis, one bit for each cell. Rows after the last one that was set take no memory. Part of
+/// IsoStore, which no public function of the library reaches.
 class Iso {
 public:
-    /// The bits of a code that tell the cell inside its block: five levels. The other ones are the upper part.
+    /// The bits of a code that name the cell inside its block: five levels. The others are the upper part.
     static constexpr CCD LOWER_PART = 0x7fff;
 
     explicit Iso(CCD upper) : upperPart(upper) {}
 
-    // Coordinates inside the block must be in 0 to 31, else an assertion fails.
+    // Coordinates are those inside the block, from 0 to 31 (assertion).
     bool get(int x, int y, int z) const;
     void set(int x, int y, int z, bool bSet);
     /// The code of the block's first cell.

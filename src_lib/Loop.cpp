@@ -1,14 +1,14 @@
-// A hole is closed like a scar: always where it is narrowest.
+// Closes a hole by ears, always where it is narrowest.
 //
-//        p ---- n            The corner c between its neighbours p and n has the smallest angle, so (p, c, n) is made. The
-//       / \    /:            border runs from p to n now, and the angles at both have fallen: they go into the queue again,
-//      /   \  / :            behind what is there under their former angles. These entries are stale, and so is the key of
-//     /     \/  :            every corner whose surroundings have changed. So a corner is computed anew when it comes up;
-//            c               when its key has grown it goes back, else it is cut.
+//        p ---- n            The corner c between its neighbours p and n has the smallest angle, so (p, c, n) is created.
+//       / \    /:            The border now runs from p to n, and the angles at both have become smaller: they are entered
+//      /   \  / :            in the queue again. Their former entries are stale, and so is the key of every corner whose
+//     /     \/  :            surroundings have changed. So a corner is judged again when it comes up: if its key has grown
+//            c               it is put back, else it is cut.
 //
-// The angle alone doesn't know inside from outside. The normals at the corner tell: from where they point, a convex corner
-// turns left. Fill triangles count among them, so that a cap grows out of a rim whose own triangles stand across it, and
-// between two sheets that turn away from each other a corner waits until the rest of the border has been closed.
+// The angle alone can't tell inside from outside. The normals at the corner can: seen from where they point, a convex corner
+// turns left. New triangles count among them. So a cap can grow out of a border whose own triangles stand upright on it, and
+// a corner between two sheets that turn away from each other waits until the rest of the border has been closed.
 #include "Loop.h"
 
 #include <algorithm>
@@ -70,7 +70,7 @@ void Loop::walk(EdgesByEnd& mmVCD2CE) {
         const int degree = pCE->getDegree();
         ASSEX(degree>0);
         if (degree != 1) sThickCE.insert(pCE);
-        ASSEX_AS("false", pCE->v0 == at || pCE->v1 == at);  // entries stand under the ends of their edges
+        ASSEX_AS("false", pCE->v0 == at || pCE->v1 == at);  // keys of the map are ends of the edges
         pCE->setDirection(pCE->v0 == at ? ED_V0_V1 : ED_V1_V0);
         vCE.push_back(pCE);
         eraseBothEntries(mmVCD2CE, pCE);

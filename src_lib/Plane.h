@@ -8,8 +8,8 @@ namespace TARN_KEL {
 
 /// The points p with normal * p = d, the normal of unit length. A plain value.
 ///
-/// The default plane has a zero normal and d = 0: it is no plane, and every signed distance to it is 0. Corners are read in
-/// the order p0, p1, p2; the normal points to the side from which they run counterclockwise.
+/// The default value has a zero normal and d = 0: it is no plane, and every signed distance to it is 0. The normal of a
+/// plane through p0, p1, p2 points to the side from which these run counterclockwise.
 class Plane {
 public:
     Plane() = default;

@@ -47,10 +47,10 @@ public:
     /// Two of the triangles have the same three corners. O(d log d) for degree d; no allocation up to 2.
     bool hasDups() const;
 
-    /// Removes the triangle, which must stand on the edge, from vRT. The last triangle takes its place.
+    /// Removes the triangle, which must be on the edge, from vRT. The last triangle takes its place.
     void checkOut(const RTriangle* pRT);
 
-    // ---- Operators: they keep the mesh's invariants and change nothing where they refuse ----
+    // ---- Operators: they keep the mesh's invariants, and change nothing when they fail ----
 
     /// Replaces two triangles on the edge by the two on the other diagonal of their quad, oriented as pRT0. This edge is
     /// left without the two.

@@ -9,8 +9,8 @@ class REdge;
 class RMesh;
 class RTriangle;
 
-/// The two triangles on an edge AB and what they have off it: T0 runs opp0, A, B. The flip puts opp0-opp1 in the place of
-/// AB. Pointers into the mesh.
+/// The two triangles on an edge AB and their corners opposite it: T0 is (opp0, A, B). The flip replaces AB by opp0-opp1.
+/// Pointers into the mesh.
 struct FlipQuad {
     FlipQuad(const REdge& edge, RTriangle* pT0, RTriangle* pT1);
     /// The sides opp0-B, opp0-A, opp1-A, opp1-B.
@@ -24,8 +24,8 @@ struct FlipQuad {
     Point3 *pOppCorner0, *pOppCorner1, *pA, *pB;
 };
 
-/// The normals of the two triangles on an edge, the second one as if it agreed with the first. False, with the vectors left
-/// alone, when the edge hasn't just two triangles or one of them is degenerate. Reads only.
+/// Sets the normals of the two triangles on an edge, the second one as if it agreed with the first. Returns false, with the
+/// vectors unchanged, unless the edge has just two triangles and neither is degenerate. Doesn't change the mesh.
 bool getAgreeingNormals(const REdge& edge, Vector3& normal0, Vector3& normal1);
 
 /// Judges the flip of one edge: by how much it lowers the energy of the surface.
@@ -34,8 +34,8 @@ bool getAgreeingNormals(const REdge& edge, Vector3& normal0, Vector3& normal1);
 /// small root of each term makes many slight folds cost nearly as much as one strong fold, so it favours a few sharp creases
 /// over many soft ones. A flip changes five terms: that of the edge and those of the four sides round its triangles.
 ///
-/// A flip is charged for making a flat triangle: when it leaves a largest angle above 130 degrees that is worse than the one
-/// before, by 0.1, above 160 degrees by 1. The charge counts eleven times unless the flip gains 0.1 all the same.
+/// A flip that makes a flat triangle is charged: when the largest angle grows and is above 130 degrees afterwards, 0.1;
+/// above 160 degrees, 1. The charge counts eleven times unless the flip still gains 0.1.
 class REdgeEnergy {
 public:
     static constexpr double IMPOSSIBLE = FLIP_IMPOSSIBLE;

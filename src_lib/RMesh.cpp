@@ -1,4 +1,4 @@
-// The fine mesh stands on three pools and dense 32-bit indices into them.
+// The fine mesh consists of three pools, and of tables with dense 32-bit indices into them.
 //
 //   vertex by coordinates   mVtx     hash table of positions in poolVtx
 //   edge by its vertices    mRE      a short list of edges at the lower vertex

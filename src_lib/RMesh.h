@@ -66,9 +66,9 @@ struct RECandidate {
 /// Invariants (checkDataStructures walks them):
 /// 1. An edge has pVtx0 < pVtx1. There is at most one edge per pair of vertices. Every edge is found by its pair, except
 ///    those of degree 0 that collapses left over.
-/// 2. The three edges of an alive triangle have the end points that their names tell, and the triangle stands on each.
-/// 3. No dead triangle stands on an edge.
-/// 4. An alive triangle stands at each of its three vertices once, a dead one at none.
+/// 2. pRE01 of an alive triangle connects corners 0 and 1, pRE12 and pRE02 likewise, and each of them lists the triangle.
+/// 3. No edge lists a dead triangle.
+/// 4. An alive triangle is once in the list of each of its three vertices, a dead one in none.
 /// 5. A vertex that is found by its coordinates has these coordinates. Of several vertices at one place only the first one
 ///    is found, and none any more once that one has moved.
 ///
@@ -159,11 +159,11 @@ public:
 
     // ---- Operators: each keeps the invariants; none creates a vertex ----
 
-    /// Collapses pSrc onto pTrg. Triangles at both die; the others at pSrc are the same objects with pTrg as their corner,
-    /// behind those that were at pTrg before. An edge at pSrc gets pTrg as its end, or, if pTrg has an edge to that
-    /// neighbour already, gives it its triangles; then it is left empty, with its old ends, and isn't found any more. pSrc
-    /// becomes an orphan. Neither geometry nor duplicates are checked: ask canCollapseWithoutDups before, or call removeDups
-    /// afterwards.
+    /// Collapses pSrc onto pTrg. Triangles at both are killed. The other triangles at pSrc get pTrg as their corner and come
+    /// after those that were at pTrg before; they are the same objects. An edge at pSrc gets pTrg as its end. If pTrg has an
+    /// edge to that neighbour already, that edge takes over the triangles; the one at pSrc is left empty, with its old ends,
+    /// and isn't found any more. pSrc becomes an orphan. Neither geometry nor duplicates are checked: ask
+    /// canCollapseWithoutDups before, or call removeDups afterwards.
     /// pSrc, pTrg: they need no common edge, but must not have a dead one.
     /// Cost: O(k log k) for k triangles at pSrc.
     void exchangeCorner(Point3* pSrc, Point3* pTrg);
@@ -177,8 +177,9 @@ public:
     /// Returns false, with nothing moved, when there is no neighbour or no free place, when a normal would turn by more than
     /// 170 degrees, and when the side length isn't positive.
     bool laplacianForOne(Point3* pVtx);
-    /// Of the triangles with the same three corners, in either orientation, kills all but one. Returns how often a triangle
-    /// stood behind its duplicate in the list of an edge: a plain pair counts three times, once for each edge.
+    /// Of the triangles with the same three corners, in either orientation, kills all but one.
+    /// Returns how often a triangle followed its duplicate in the list of an edge: a plain pair counts three times, once for
+    /// each edge.
     /// Cost: O(n); for an edge of d triangles O(d log d), and O(d^2) at worst when d of them are killed.
     std::size_t removeDups();
     /// Removes degenerate triangles by collapses (collapseCheapest), then duplicates. A triangle counts as degenerate when
@@ -213,11 +214,12 @@ public:
     /// Cost: O(n log n) for vertices of bounded degree; a vertex of k triangles costs O(k^2).
     int reduce(double maxSqLen, double maxDevDeg);
     /// What the collapse of the edge in direction iDir costs: the mean turn of the normals in units of 0.01 radians, plus
-    /// the square root of the edge's length in side lengths. Triangles without area don't count, and print a line. vIncT:
-    /// overwritten by the triangles at the source; empty for an edge that is dead or too long. Returns the largest double
-    /// for a collapse that isn't allowed: the edge is dead or too long, a normal would turn by more than maxDevRad radians,
-    /// a triangle would have an area below 5e-11, a duplicate would arise, or the sum isn't finite. Cost: O(k) for k
-    /// triangles at the source and on the edges opposite it.
+    /// the square root of the edge's length in side lengths. Triangles without area don't count, and print a line.
+    /// vIncT: overwritten by the triangles at the source; empty for an edge that is dead or too long.
+    /// Returns the largest double for a collapse that isn't allowed: the edge is dead or too long, a normal would turn by
+    /// more than maxDevRad radians, a triangle would have an area below 5e-11, a duplicate would arise, or the sum isn't
+    /// finite.
+    /// Cost: O(k) for k triangles at the source and on the edges opposite it.
     double getPenalty(const REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const;
     /// The candidate for that edge and direction; one without an edge when the collapse isn't allowed. vIncT: as above.
     RECandidate getRECand(REdge* pRE, int iDir, double maxSqLen, double maxDevRad, std::vector<RTriangle*>& vIncT) const;
@@ -235,7 +237,7 @@ public:
     using FlipCandidate = std::pair<double, REdge*>;
     /// The flips that gain at least minImprovement or at least 0.0, smallest gain first, equal ones in the order of vInRE.
     /// Corners opposite an edge that are at the same place are moved apart. Counts under the step "RM_gEfCandMT", with the
-    /// temperature behind it when that is above 0.0.
+    /// temperature appended when that is above 0.0.
     /// temperature: other than 0.0: losing flips are candidates too, with probability exp(gain / temperature). The draw
     /// depends on the position in vInRE and on the temperature alone.
     /// vImpRE: the result; must be empty.
@@ -264,8 +266,7 @@ public:
 
     // ---- Drawing ----
 
-    /// Draws the alive triangles in the colour, and over them the alive edges by degree (Visualizer3::writeDegrees): on a
-    /// closed manifold mesh nothing stands out but border and non-manifold edges.
+    /// Draws the alive triangles in the colour, and over them the alive edges by degree (Visualizer3::writeDegrees).
     /// bNormals: draw the normals too.
     /// bBackfaces: see Visualizer3::setBackfaces, which stays set.
     void show(Visualizer3* pVisualizer, const std::string& color, bool bNormals, bool bBackfaces) const;

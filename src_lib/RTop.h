@@ -30,11 +30,13 @@ public:
     void laplacianSmoothingKillDeg(int numIterations);
     /// The same, counting under the steps "border", "list", "it%0", "it%1" and so on. Ends with clearDegenerate.
     void laplacianSmoothing(int numIterations, bool bKeepManifold = false);
-    /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border stays open if it touches
-    /// itself or another one in a vertex, if its triangles don't all face one way, and if no ears close it or they would
-    /// make an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the holes closed so far
-    /// stay closed. maxEdges: largest number of edges of the border of a hole. bKeepManifold: end with
-    /// removeFlatFromManifold. Returns the number of closed holes. Cost: O(n log n).
+    /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border loop stays open when it
+    /// touches itself or another one in a vertex, when the triangles along it don't all face one way, and when ears don't
+    /// close it or would make an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the
+    /// holes closed so far stay closed.
+    /// maxEdges: a border loop with more edges stays open.
+    /// bKeepManifold: end with removeFlatFromManifold.
+    /// Returns the number of closed holes. Cost: O(n log n).
     int fillHoles(int maxEdges, bool bKeepManifold = false);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}
@@ -56,8 +58,8 @@ public:
     void edgeFlipsSimACtrl();
 
     /// Flips edges opposite angles of 170 degrees or more, where that angle doesn't grow, the fold at the edge grows by at
-    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips. Cost: O(n log
-    /// n).
+    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips.
+    /// Cost: O(n log n).
     int flipExtremeCaps();
     /// The penalty of a flip for flipExtremeCaps: the growth of the largest angle opposite the edge plus the growth of the
     /// angle between the two normals. All angles are in degrees.
@@ -76,8 +78,8 @@ public:
     void getEdgesForOptimization(double angle, std::vector<REdge*>& vOut);
 
     // ---- Collapses of one edge. They return false, with nothing changed, when a normal would turn by more than maxDevDeg
-    // ---- degrees or a duplicate would arise. mmEdges: the edges at the remaining vertex whose squared length is below
-    // ---- maxSqLen are entered under it
+    // ---- degrees or a duplicate would arise. mmEdges: gets the edges at the remaining vertex whose squared length is below
+    // ---- maxSqLen, with that squared length as key
 
     /// Collapses one end point, which must have triangles, onto the other one.
     /// iDir: 0: the lower onto the higher one, 1: the reverse; any other value is an assertion.

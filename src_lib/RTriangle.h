@@ -14,9 +14,9 @@ class RPatch;
 
 /// A triangle of the fine mesh: three vertices in orientation order and the edges between them.
 ///
-/// Created by RMesh::createT alone and owned by the mesh; it stays readable after its death. An alive triangle stands on
-/// each of its three edges and at each of its three vertices, a dead one on none. Only the mesh's own operators change the
-/// corners of an alive triangle.
+/// Created by RMesh::createT alone and owned by the mesh; it stays readable when it is dead. An alive triangle is in the
+/// lists of its three edges and of its three vertices, a dead one in none. Only the mesh's own operators change the corners
+/// of an alive triangle.
 class RTriangle {
 public:
     /// The corners belong to the mesh. No edges yet: createT sets them.
@@ -49,7 +49,7 @@ public:
     void get3RE(std::vector<REdge*>& vRE) const;
     /// Appends the other alive triangles on the edge opposite corner i.
     void getNeigs(int i, std::vector<RTriangle*>& vRT) const;
-    /// True when one of the edges carries this triangle alone.
+    /// True when one of the edges has no other triangle.
     bool hasBorder() const;
     /// Index of the corner opposite the longest edge. Of equally long edges c0-c1 counts first, then c1-c2, then c2-c0.
     int getLargestEdgeICI() const;
@@ -83,7 +83,7 @@ public:
     Point3 getCentroid() const;
     double getArea() const;
 
-    /// Takes the triangle off its edges and out of pRMesh, its own mesh, for good; corners, edges and patch stay readable.
+    /// Removes the triangle from its edges and from pRMesh, its own mesh, for good; corners, edges and patch stay readable.
     /// It must be alive. Cost: O(degree of its edges).
     void kill(RMesh* pRMesh);
 

@@ -15,7 +15,7 @@
 // beyond the block it may well be joined to the rest. So such a prevented corner counts as reached.
 //
 // Pruning by priority goes through all candidates in the order of their weights and again through the face neighbours of
-// what was doomed, until a pass dooms none. The answer for a cell hangs on its block alone: a cell that was refused is
+// what was doomed, until a pass dooms none. The answer for a cell depends on its block alone: a cell that was refused is
 // refused again unless a cell of its block has gone since. So a refused cell waits outside the queue, and enters it at the
 // place of its weight when the first cell of its block goes; if the pass is beyond that place, it is asked in the next pass.
 // That gives the order of a queue of all cells in all passes, at the cost of what changes.

@@ -14,24 +14,25 @@
 
 namespace TARN_KEL {
 
-/// What lies behind a free side of a cell: the cell opposite is occupied; or it is free and the cell keeps both apart; or it
-/// is free and the free space round the cell joins both.
+/// How the free side of a cell relates to the opposite side: the cell there is occupied; or it is free, and the cell
+/// separates both; or it is free, and the free space round the cell connects both.
 enum OppState { OPP_OCCUPIED = 0, OPP_SEPARATED = 1, OPP_CONNECTED = 2 };
 
 /// Thins a layer of cells round a surface to a sheet one cell thick, and tells the cells at the rim of a sheet ("border")
 /// from those in its middle ("area").
 ///
-/// All tests look at the 27-block of a cell only (positions 9(dz+1) + 3(dy+1) + (dx+1), centre 13). A cell that is given up
-/// is doomed: it stays in the caller's list and counts as absent, so the order of the questions matters. The block state is
-/// that of the last setNewRCD(); each test starts with one. Codes are packed; occupied cells keep off the sides of the grid.
+/// All tests depend on the 27-block of a cell only (positions 9(dz+1) + 3(dy+1) + (dx+1), centre 13). A removed cell is
+/// doomed: it stays in the caller's list but counts as absent, so the order of the questions matters. The state of the block
+/// is that of the last setNewRCD(), which each test calls first. Codes are packed; occupied cells must not lie at the sides
+/// of the grid.
 ///
-/// A decider lives for one cleaning step, on one thread. Each test takes constant time.
+/// A decider serves one cleaning step, on one thread. Each test takes constant time.
 class RemoveDecider_RCD {
 public:
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
 
-    /// Sorts vCells in place. vCells and pGrid are not owned; both must stay as they are while the decider lives.
-    /// O(n log n).
+    /// vCells: sorted in place. Cost: O(n log n).
+    /// Neither vCells nor pGrid is owned; both must not change while the decider exists.
     RemoveDecider_RCD(VRCD& vCells, Calc* pGrid);
 
     /// Makes the cell the centre of the block and forgets the last flood. Returns the number of alive positions. The centre
@@ -49,21 +50,21 @@ public:
 
     // ---- Tests
 
-    /// Whether the cell separates two sides: its free faces aren't all joined by way of free edge neighbours. True for a
+    /// Whether the cell separates two sides: its free faces aren't all connected through free edge neighbours. True for a
     /// cell without a free face: an inner cell of a solid is never removed.
     bool removingCreatesGap(RCD rcd);
-    /// Whether the sheet ends at the cell: the free space of the block is one region (but for corners that no flood over
+    /// Whether the sheet ends at the cell: the free space of the block is one region (apart from corners that no flood over
     /// faces can reach), and removing the cell creates no gap.
     bool isBorder(RCD rcd);
-    /// Seen from the free side idx6 of the cell, 0 to 5 for -x, +x, -y, +y, -z, +z: what lies opposite. That side must be
-    /// free.
+    /// How a free side of the cell relates to the opposite one.
+    /// idx6: the side, 0 to 5 for -x, +x, -y, +y, -z, +z; it must be free.
     OppState getOppState(RCD rcd, int idx6);
-    /// Whether neig isn't a border cell now but is one without removeRCD, which must not be doomed.
+    /// Whether neig isn't a border cell now but would be one without removeRCD, which must not be doomed.
     bool wouldBecomeNewBorder(RCD neig, RCD removeRCD);
-    /// Whether a cell of the block of rcd would become a border cell without rcd. Leaves no cell current.
+    /// Whether a cell of the block of rcd would become a border cell without rcd. No cell is current afterwards.
     bool removingCreatesAnotherBorder(RCD rcd);
-    /// The corner position is free and out of reach of the last flood, and its edge neighbours a, b, c are alive: it counts
-    /// as reached, since no solid lies between it and the free space round the block.
+    /// Whether the corner position is free but not reached by the last flood, while its edge neighbours a, b, c are alive.
+    /// Such a corner counts as reached, since no solid lies between it and the free space round the block.
     bool isPreventedCorner(int corner, int a, int b, int c) const;
     int numPreventedCorners() const;
 
@@ -71,24 +72,29 @@ public:
 
     /// Replaces both lists: every alive cell is in one of them, ascending.
     void detectAreaAndBorder(VRCD& vArea, VRCD& vBorder);
-    /// The border cells among vRCDs, in their order. vBorderRCDs must come in empty.
+    /// Finds the border cells among vRCDs. vBorderRCDs: gets them in the order of vRCDs; must be empty.
     void detectBorders(VRCD& vRCDs, VRCD& vBorderRCDs);
-    /// The priority of a cell; the smaller, the earlier it goes: the number of alive face neighbours, plus the cell's edge,
-    /// minus the distance in cells from its point to its midpoint. vRCDPoint is sorted and holds the cell. O(log n).
+    /// The weight of a cell: the number of alive face neighbours, plus the cell's edge, minus the distance in cells from its
+    /// point to its midpoint. Cells of smaller weight are removed earlier.
+    /// vRCDPoint: sorted; has the cell.
+    /// Cost: O(log n).
     double getWeight(VRCDPoint& vRCDPoint, RCD rcd);
-    /// Dooms small pieces of rim: components of at most 40 border cells that can go without making another cell a border.
-    /// Appends the doomed cells to vDoomedOut and returns their number. O(n log n).
+    /// Dooms small parts of the rim: components of at most 40 border cells that can be removed without making another cell a
+    /// border cell. Appends the doomed cells to vDoomedOut and returns their number. Cost: O(n log n).
     int prePruneSmallBorderCCs(VRCD& vDoomedOut);
-    /// Dooms candidates in the order of their weights, each only when that creates no gap and, without bAllowBorder, eats no
-    /// border cell; a doomed cell's face neighbours are weighed again. Passes over all candidates until one dooms none.
-    /// bPrePrune: prePruneSmallBorderCCs() first, which may doom cells that are no candidates.
-    /// Sorts vRemoveCandidates. vRCDPoint: sorted, holds all candidates. Appends the doomed cells to vDoomedOut and sorts
-    /// the whole of it; vKeptOut becomes the candidates that are not in there. Returns the number of cells doomed.
-    /// O(n log n) for the first pass, a later one costs by what has changed.
+    /// Dooms candidates in the order of their weights, as long as that creates no gap. The face neighbours of a doomed cell
+    /// are weighed again. Repeats passes over all candidates until one dooms none.
+    /// vRCDPoint: sorted; has all candidates.
+    /// vRemoveCandidates: gets sorted.
+    /// vKeptOut: replaced by the candidates that are not in vDoomedOut.
+    /// vDoomedOut: the doomed cells are appended, then the whole of it is sorted.
+    /// bAllowBorder: border cells may be doomed too.
+    /// bPrePrune: call prePruneSmallBorderCCs() first, which may doom cells that are no candidates.
+    /// Returns the number of cells doomed. Cost: O(n log n) for the first pass; a later one depends on what has changed.
     int prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder,
                    bool bPrePrune);
-    /// Dooms candidates under the same conditions without priorities: rounds, each from the back, until one dooms none. Both
-    /// output lists come out sorted; vDoomedOut must come in empty. A candidate that is in the list twice is judged twice.
+    /// Dooms candidates under the same conditions without weights: in rounds, each from the back, until one dooms none. A
+    /// candidate that is in the list twice is judged twice. Both output lists are sorted; vDoomedOut must be empty before.
     std::size_t pruneStrong(VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder);
 
     // ---- Drawings for debugging, each into a file of its own
@@ -109,7 +115,7 @@ public:
     VRCD* pvRCD;                           ///< the caller's list, sorted
     Calc* pCalc;                           ///< the grid, not owned
     RCD curRCD = ~RCD{0};                  ///< the centre; all ones when no cell is current
-    CellBitmap_RCD sDoomedRCD;             ///< what was given up, in the list or not
+    CellBitmap_RCD sDoomedRCD;             ///< the doomed cells, in the list or not
     std::array<RCD, 27> block{};           ///< the codes of the block
     std::uint64_t aliveMask = 0;           ///< bit i: position i is in the list (the centre: or not) and not doomed
     NeighbourBlock::PositionSet sVisited;  ///< what the last flood reached
@@ -136,7 +142,7 @@ private:
     void weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const;
     int prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder);
 
-    CellBitmap_RCD alive;  // what is in the list and not doomed
+    CellBitmap_RCD alive;  // the cells of the list that aren't doomed
 };
 
 }  // namespace TARN_KEL

@@ -1,4 +1,4 @@
-// The order of triangles round an edge.
+// Builds the table of directions round an edge, and sorts the triangles on an edge by it.
 //
 // All corners of an extracted triangle lie within one step of each other. Shift an edge so that the lower coordinate of its
 // two ends is 1 on each axis: then both ends are cells of the block {1, 2} cubed, and a third corner is a cell of {0..3}
@@ -9,11 +9,11 @@
 //     across an edge     10
 //     across a corner     6
 //
-// Seen along the edge the third corners stand round it like the hours round a clock. The table numbers the directions in a
-// right-handed turn about r0 -> r1, from the lowest third corner on; cells behind each other in one direction (within 1
-// degree, which is far less than what the directions of the lattice lie apart) have one number. Only the cyclic order
-// counts: sortStar() starts it at the triangle of reference. So all orders are exact, wherever the vertices really lie, and
-// turning the edge round reverses them.
+// Seen along the edge, the third corners lie round it like the hours round a clock. The table numbers the directions in a
+// right-handed turn about r0 -> r1, starting with the lowest third corner. Cells behind each other have the same number:
+// those whose directions differ by at most 1 degree, far less than different directions of the lattice do. Only the cyclic
+// order matters: sortStar() starts with the triangle of reference. So all orders are exact, wherever the vertices really
+// lie, and they are reversed when the edge is.
 #include "Rotx.h"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ constexpr double SAME_DIRECTION = 1.0;  // degrees
 constexpr unsigned long long OUTSIDE = 4;
 constexpr unsigned long long NO_KEY = ~0ULL;
 
-/// Two bits a coordinate; NO_KEY for a cell outside {0..3} cubed.
+/// Two bits for each coordinate; NO_KEY for a cell outside {0..3} cubed.
 unsigned long long keyOfCell(RCD rcd) {
     if ((rcd & ~packRCD(3, 3, 3)) != 0) return NO_KEY;
     return getX_RCD(rcd) << 4 | getY_RCD(rcd) << 2 | getZ_RCD(rcd);
@@ -47,9 +47,9 @@ unsigned long long keyOf(RCD r0, RCD r1, RCD t) {
     return k0 == NO_KEY || k1 == NO_KEY || kt == NO_KEY ? NO_KEY : k0 << 12 | k1 << 6 | kt;
 }
 
-/// A coordinate moved so that low comes to lie at 1. All that leaves the block of the table is one value.
+/// A coordinate shifted so that low becomes 1. All coordinates outside the block of the table become one value.
 unsigned long long shifted(unsigned long long coordinate, unsigned long long low) {
-    return std::min(coordinate + 1 - low, OUTSIDE);  // below the block it wraps round to a huge number
+    return std::min(coordinate + 1 - low, OUTSIDE);  // a coordinate below the block wraps round to a huge number
 }
 
 struct Cell {
@@ -127,7 +127,7 @@ void Rotx::sortThirdRCDs(RCD r0, RCD r1, const VRCD& vThird, std::vector<std::pa
         const Plane plane(p0, p1, unitGrid.getMidPoint_RCD(t));
         double angle = getAngleDegree(reference.getNormal(), plane.getNormal());
         if (reference.hasOnNegativeSide(unitGrid.getMidPoint_RCD(t))) angle = 360.0 - angle;
-        // Rounding may put a cell in the direction of the first one a hair before it.
+        // Through rounding, a cell in the direction of the first one may get an angle just below 360.
         vSorted.emplace_back(360.0 - angle <= SAME_DIRECTION ? 0.0 : angle, t);
     }
     std::sort(vSorted.begin(), vSorted.end());
@@ -166,7 +166,7 @@ bool Rotx::sortStar(CTriangle* pRefCT, CEdge* pCE) {
         pCE->vCT.push_back(turn.second);
 
     const auto isTie = [](const auto& turn0, const auto& turn1) { return turn0.first == turn1.first; };
-    // In cyclic order equal places stand side by side, except that the turn may start between them.
+    // In cyclic order equal places are side by side, but the turn may start between them.
     const bool bTie = std::adjacent_find(vTurn.begin(), vTurn.end(), isTie) != vTurn.end() ||
                       (vTurn.size() > 1 && isTie(vTurn.front(), vTurn.back()));
     if (!bTie) return true;

@@ -8,7 +8,7 @@ namespace TARN_KEL {
 
 /// A piece of a line with a direction, from source to target. A plain value.
 ///
-/// The default value has all six coordinates equal to the lowest double: a place that no segment of a run has.
+/// The default value has all six coordinates equal to the lowest double, which no segment of a run has.
 class Segment3 {
 public:
     Segment3() = default;

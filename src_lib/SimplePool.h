@@ -11,16 +11,16 @@
 
 namespace TARN_TOOLS {
 
-/// Hands out elements of one type and never frees a single one: an element costs an increment, and its pointer stays valid
-/// until the pool ends.
+/// Hands out elements of one type and frees none before the end: an element costs an increment, and its pointer stays valid
+/// until the pool is destroyed.
 ///
-/// Addresses ascend with creation, across blocks too: the blocks lie one directly behind the other in one range of address
-/// space. So an order by address is the order of making in every run, and an element has a position (indexOf) under which
-/// data about it can stand in a plain vector.
+/// Addresses ascend with creation, across blocks too: the blocks follow each other directly in one range of address space.
+/// So the order by address is the order of creation in every run, and an element has a position (indexOf), by which data
+/// about it can be kept in a plain vector.
 ///
-/// The pool gives raw storage: it constructs and destroys nothing. The taker sets every field, and an element that owns
-/// memory is destroyed by its owner before the pool ends. A pool isn't copied and belongs to one thread at a time. When
-/// memory runs out, a line is printed and the process ends with exit status 1.
+/// The pool gives raw storage: it constructs and destroys nothing. The caller sets every field, and destroys elements that
+/// own memory before the pool is destroyed. A pool isn't copied and belongs to one thread at a time. When memory runs out,
+/// it prints a line and the process ends with exit status 1.
 template <typename T>
 class SimplePool {
 public:
@@ -29,12 +29,13 @@ public:
     SimplePool(const SimplePool&) = delete;
     SimplePool& operator=(const SimplePool&) = delete;
 
-    /// Opens a first block of that many elements; 0 is a size too. Later blocks have growNum elements, or with -1 or 0 a
-    /// size from the blocks so far, see alloc(). Called once; a second call ends the process with exit status 1.
+    /// Opens the first block. To be called once; a second call ends the process with exit status 1.
+    /// firstNum: the number of its elements, 0 or more; negative: 256.
+    /// growNum: the number of elements of later blocks; with -1 or 0 it is computed from the blocks so far, see alloc().
     void init(int firstNum, int growNum);
-    /// Opens a block of n elements; what is left of the newest block stays unused. A negative n stands for half of the first
-    /// block (all of it when that is 0), later for twice the last block, at least 1 and at most maxSize; a given size isn't
-    /// limited.
+    /// Opens a block of n elements; what is left of the newest block stays unused. Only a computed size is limited.
+    /// n: negative: half the size of the first block (all of it if half is 0) for the second one, twice that of the last
+    /// block for later ones; at least 1 and at most maxSize.
     void alloc(int n);
     /// The next free element, uninitialised. Amortised constant time.
     T* nextElement() {
@@ -43,7 +44,7 @@ public:
         return current + ++index;
     }
 
-    /// The number of positions given away: all elements handed out, and what alloc() left unused before them.
+    /// The number of positions in use: all elements handed out, and those that alloc() left unused before them.
     std::size_t size() const { return numBefore + static_cast<std::size_t>(index + 1); }
     /// The position of an element of this pool, 0 to size() - 1, ascending with address and creation.
     std::size_t indexOf(const T* p) const { return static_cast<std::size_t>(p - first()); }
@@ -54,7 +55,7 @@ public:
     /// The number of elements of each block, in order.
     const std::vector<int>& getSizes() const { return sizes; }
 
-    /// The limit of a computed block size: 100 million bytes.
+    /// The limit of a computed block size, in elements: 100 million bytes.
     static constexpr int maxSize = static_cast<int>(100000000 / sizeof(T));
 
 private:
@@ -70,7 +71,7 @@ private:
     AddressRange range;      // all blocks
     std::vector<int> sizes;  // of the blocks
     T* current = nullptr;    // the newest block
-    int index = -1;          // the last element handed out of it
+    int index = -1;          // the last element handed out from it
     int blockSize = 0;       // of the newest block
     int firstSize = 256;
     int growSize = -1;
@@ -96,7 +97,7 @@ void SimplePool<T>::init(int firstNum, int growNum) {
 template <typename T>
 int SimplePool<T>::computedSize() const {
     if (sizes.empty()) return firstSize;
-    const long long last = sizes.back();  // twice of it may not fit in an int
+    const long long last = sizes.back();  // twice that may not fit in an int
     const long long half = last / 2 == 0 ? last : last / 2;
     return static_cast<int>(std::clamp<long long>(sizes.size() == 1 ? half : 2 * last, 1, std::max(maxSize, 1)));
 }

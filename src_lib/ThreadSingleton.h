@@ -7,15 +7,15 @@
 
 namespace TARN_KEL {
 
-/// One object of type T for each thread, made at the thread's first call.
+/// One object of type T for each thread, created at the thread's first call.
 ///
-/// The objects live to the end of the process, so that a pointer to one never dangles. The system gives the id of an ended
-/// thread to a later one, which then meets the earlier thread's object: at the end of its thread an object is therefore told
-/// to forget all of that thread, by `T::onThreadEnd()`, and is as good as new.
+/// The objects exist until the process ends, so that a pointer to one never dangles. The system may give the id of an ended
+/// thread to a later one, which then gets the object of the earlier thread. So when a thread ends, `T::onThreadEnd()` is
+/// called, which must bring the object back to its initial state.
 template <typename T>
 class ThreadSingleton {
 public:
-    /// The calling thread's object, owned here. One short lock and a lookup: hold the pointer rather than ask in a loop.
+    /// The calling thread's object, owned here. Costs a short lock and a look-up: in a loop, keep the pointer.
     static T* getInstance() {
         T* pObject = nullptr;
         {

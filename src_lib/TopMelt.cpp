@@ -1,6 +1,8 @@
-// Patches on the same boundary are solved twice: cut at MEs, then also at fences. Between the two the spanning tree
-// (strategyMST) lets all triangles agree as far as they can; an edge where two still disagree joins sheets of opposite
-// sides, so it bounds a double although it is manifold.
+// Finishing a melted mesh: doubled sheets removed, the outer sheet kept, spikes flattened.
+//
+// Pairs of patches on the same boundary are solved twice: first with the mesh cut at MEs, then cut at fences as well. In
+// between, the spanning tree (strategyMST) orients all triangles as far as they can agree. An edge where two still disagree
+// joins sheets that face opposite ways, so it bounds a double although it is manifold.
 #include "TopMelt.h"
 
 #include "CMesh.h"

@@ -11,19 +11,22 @@ namespace TARN_KEL {
 class CEdge;
 class CTriangle;
 
-/// Another way to finish the mesh of a melted soup: feature lines brought into the diagonals, double sheets solved with the
-/// help of a spanning tree, the sheet that faces outward grown from a triangle that surely does, spikes that fold back
-/// flattened. No public function of the library reaches it.
+/// Another way to finish the mesh of a melted soup. It flips diagonals onto feature lines, removes doubled sheets with the
+/// help of a spanning tree, keeps the sheet that faces outward, and flattens spikes. No public function of the library
+/// reaches it.
 ///
 /// A set of tools beside the sequences of Top; the caller decides on their order. sBorderCCD, empty unless the caller fills
-/// it, tells the walks the vertices of the surface's border. The passes that turn round edges (all but getCC and the two
-/// that unfold) need corners one step apart at most, as extraction makes them, else they end in an assertion; the two that
-/// unfold may make longer edges and so come last. Triangles are killed and made, pointers stay valid.
+/// it, holds the vertices of the surface's border, where the walks stop. Triangles are killed and created; pointers stay
+/// valid.
+///
+/// finalize2(), solveFencedPairs(), meshGrowing(), findFlippedNeig() and getFlippedMaxT_for_open_melt() sort the triangles
+/// round edges. They need corners at most one step apart, as extraction makes them (assertion). flip180new(),
+/// replaceRemaining180() and tryRemoveCCD() may make longer edges and so come last.
 class TopMelt : public Top {
 public:
     using Top::Top;
 
-    // ---- Doubles. The steps of finalize2() stand by themselves for a caller who goes on.
+    // ---- Doubles. A caller who doesn't want the process to end calls the three steps of finalize2().
 
     /// takeFeatures(), solvePairs(), solveFencedPairs(); the process ends, with exit status 0. Throws (assertion) when no
     /// triangle is alive.
@@ -31,11 +34,10 @@ public:
     /// Unifies the diagonals, adds the vertices of the feature edges to sFeatureCCD and flips diagonals onto the lines. Each
     /// vertex must have a bundle.
     void takeFeatures(const std::vector<std::pair<VCD, VCD>>& vFeatures);
-    /// Cuts the mesh into patches and kills one of each pair on the same boundary where solvePatchPair() does. Former
-    /// patches are void.
+    /// Cuts the mesh into patches and solves the pairs on the same boundary by solvePatchPair(). Former patches are void.
     void solvePairs();
-    /// Orients the mesh by strategyMST() and does the same with the edges that stay in disagreement as further rims. Prints
-    /// the numbers of patches, and statistics before and after.
+    /// Orients the mesh by strategyMST(), then solves pairs as above, with the mesh cut also at the edges whose triangles
+    /// still disagree. Prints the numbers of patches, and statistics before and after.
     void solveFencedPairs();
 
     // ---- The sheet that faces outward (outwardWalk.h), up to sBorderCCD
@@ -44,8 +46,8 @@ public:
     CTriangle* findFlippedNeig(CTriangle* pCT, int i);                       ///< next()
     CTriangle* getFlippedMaxT_for_closed_melt(std::vector<CTriangle*>& vT);  ///< start()
     CTriangle* getFlippedMaxT_for_open_melt(std::vector<CTriangle*>& vT);    ///< borderStart()
-    /// Appends what hangs together over edges of any degree, one vector a component, in the order of their first triangles.
-    /// Cost: O(n).
+    /// Appends the pieces of the mesh: alive triangles connected through edges of any degree. One vector for each piece, in
+    /// the order of their first triangles. Leaves the alive triangles marked visited. Cost: O(n).
     void getCC(std::vector<std::vector<CTriangle*>>& vvT);
 
     // ---- Spikes (spikes.h)

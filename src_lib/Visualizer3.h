@@ -28,71 +28,72 @@ class RTriangle;
 
 /// A file of the Geomview viewer in its OOGL format: a list of coloured objects, each written by one operation.
 ///
-/// The file is there once it is closed, as a whole or not at all: the stream ends in an AtomicFile. An older one stays when
-/// something fails, and when an exception ends the drawing. The base's own file is never open. On an object that isn't valid
-/// every operation writes nothing.
+/// The file appears when it is closed, as a whole or not at all, since the stream writes to an AtomicFile. When something
+/// fails, or an exception ends the drawing, an older file is kept. The own file of the base class is never open. On an
+/// invalid object no operation writes anything.
 ///
-/// A drawing that the user asks for is authorised. All others, the show operations of the classes, are for debugging and go
-/// by bDebugAuthorized; without it they end in the failed assertion of the constructor. A drawing that an operation
-/// makes on its way stands inside drawOnTheWay(), so that the operation isn't disturbed.
+/// A drawing that the user asks for is authorised. All others, the show operations of the classes, are for debugging and
+/// need bDebugAuthorized; without it the assertion of the constructor fails. A drawing that an operation makes on its way is
+/// inside drawOnTheWay(), so that the operation isn't disturbed.
 ///
 /// All writers take O(n). Pointers must not be null. Elements are written as they are, dead ones included.
 class Visualizer3 : public std::ofstream {
 public:
-    /// Authorised: says so and opens the file; when that fails it warns, and the object is invalid. Not authorised: says so,
-    /// and it is an assertion; no file is touched. pCalc: the grid for cells, may be null; stays the caller's and must
-    /// outlive this object.
+    /// Prints whether the drawing is authorised. If it is, opens the file; when that fails it warns, and the object is
+    /// invalid. If not, throws (assertion); no file is touched.
+    /// pCalc: the grid for cells, may be null; not owned, must outlive this object.
     Visualizer3(const std::string& filename, const Calc* pCalc, bool bAuthorized);
-    /// Closes the file; drops it when an exception is on its way.
+    /// Closes the file; drops it during stack unwinding by an exception.
     ~Visualizer3() override;
     Visualizer3(const Visualizer3&) = delete;
     Visualizer3& operator=(const Visualizer3&) = delete;
 
-    /// False after a warning when the file can't be written. For the constructor.
+    /// Opens the file; warns and returns false when it can't be written. Only for the constructor.
     bool openFile(const std::string& filename);
-    /// Ends the list and puts the file in its place. True when all of it was written; false also when none is open.
+    /// Ends the list and puts the file in its place. Returns true when all of it was written; false also when none is open.
     bool closeFile();
-    /// The file is open and the list has begun.
+    /// Whether the file is open and the list has begun.
     bool isValid() const { return pFile != nullptr; }
 
-    /// Whether startList() has back faces lit like front faces. True at the start.
+    /// Sets whether startList() makes the viewer light back faces like front faces. True at the start.
     void setBackfaces(bool bBackfaces_) { bBackfaces = bBackfaces_; }
     /// From now on coarse triangles and edges are drawn at the points of this mesh; null: at the midpoints of their cells,
-    /// for which there must be a grid. The mesh stays the caller's and must outlive the drawing.
+    /// for which there must be a grid. The mesh isn't owned and must outlive the drawing.
     void setMesh(const CMesh* pMesh) { pCMesh = pMesh; }
     const CMesh* getMesh() const { return pCMesh; }
     bool hasCalc() const { return pCalc != nullptr; }
 
     // ---- Surfaces
 
-    /// The head of an OFF object, and its end. Between them stand numVertices lines of coordinates, then numFaces of faces.
+    /// Write the head and the end of an OFF object. Between them the caller writes numVertices lines of coordinates, then
+    /// numFaces lines of faces.
     void startList(std::size_t numVertices, std::size_t numFaces, bool bEdges);
     void endList();
     void writeTriangle(const Point3& p0, const Point3& p1, const Point3& p2, const std::string& color);
     void writeTriangle(const RTriangle* pRT, const std::string& color);
-    /// Corners three a triangle. bNormals: in addition the normals, of length 1 from the centroids; triangles without area
-    /// have none.
+    /// vCorners: three per triangle.
+    /// bNormals: draw the normals too, of length 1 from the centroids; triangles without area have none.
     void writeTriangles(const std::vector<Point3>& vCorners, const std::string& color, bool bNormals);
     void writeTriangles(const std::vector<RTriangle*>& vRT, const std::string& color, bool bNormals);
     void writeTriangles(const std::vector<CTriangle*>& vCT, const std::string& color, bool bNormals);
 
-    // ---- Points: dots of so many pixels. An empty list prints a line.
+    // ---- Points: dots; size: in pixels. For an empty list they print a line.
 
     void writePoint(const Point3& point, unsigned size, const std::string& color);
     void writePoints(const std::vector<Point3>& vPoints, unsigned size, const std::string& color);
     void writePoints(const std::vector<Point3*>& vPoints, unsigned size, const std::string& color);
 
-    // ---- Lines, with bEnds dots on their ends. An empty list writes nothing.
+    // ---- Lines; bEnds: with dots on their ends. For an empty list they write nothing.
 
     void writeSegments(const std::vector<Segment3>& vSegments, const std::string& color, bool bEnds);
     void writeSegments(const std::vector<REdge*>& vRE, const std::string& color, bool bEnds);
     void writeSegments(const std::vector<CEdge*>& vCE, const std::string& color, bool bEnds);
     /// REdge or CEdge by degree, lowest first, in the order of the list: 1 in red, 3 in purple, 4 in light blue, 5 and more
-    /// in pink, one object a degree and one for its ends. Degrees 0 and 2 aren't drawn.
+    /// in pink; for each degree one object and one for its ends. Degrees 0 and 2 aren't drawn.
     template <typename Edge>
     void writeDegrees(const std::vector<Edge*>& vEdges);
 
-    // ---- Cells of the grid, which must be there (assertion)
+    // ---- Cells of the grid, which must not be null (assertion)
 
     /// The cells as boxes, one object for all of them.
     void writeCb(CCD ccd, const std::string& color);
@@ -107,16 +108,16 @@ public:
 
     // ---- Colours
 
-    /// The colour of that index, 0 to 26, in the order above. Higher ones count modulo 26, negative ones as 0.
+    /// The colour of that index, 0 to 26, in the order of colours.h. Higher ones count modulo 26, negative ones as 0.
     static std::string getColor(int i);
-    /// The next colour of the process; black, purple, light gray and white are passed over. Safe on any thread.
+    /// The next colour of the process; black, purple, light gray and white are skipped. Safe on any thread.
     static std::string getNextColor();
     /// The colour of writeDegrees(); null for a degree that isn't drawn.
     static const char* getDegreeColor(int degree);
 
-    static std::atomic<int> nextColor;  ///< where getNextColor() goes on, from 0
-    /// Lets drawings for debugging through. False, and nothing in the library changes that, so that no file gets on a user's
-    /// disk that the user didn't ask for; a developer sets it from a debugger or a test.
+    static std::atomic<int> nextColor;  ///< the index with which getNextColor() continues, from 0
+    /// Enables drawings for debugging. It is false, and nothing in the library changes that, so that no file is written that
+    /// the user didn't ask for; a developer sets it in a debugger or a test.
     static std::atomic<bool>& bDebugAuthorized;
 
     const Calc* pCalc;  ///< not owned, may be null
@@ -141,12 +142,12 @@ void Visualizer3::writeDegrees(const std::vector<Edge*>& vEdges) {
         writeSegments(vOfDegree, getDegreeColor(degree), true);
 }
 
-/// A whole file: draw() gets the open list. False when it can't be opened or, after a warning, when it can't be written to
-/// its end.
+/// Writes a whole file: draw() is called with the open list. Returns false when the file can't be opened or, after a
+/// warning, when it can't be written completely.
 bool writeDrawing(const std::string& filename, const Calc* pCalc, bool bAuthorized,
                   const std::function<void(Visualizer3&)>& draw);
 
-/// The same for debugging: an assertion unless Visualizer3::bDebugAuthorized.
+/// The same for debugging: throws (assertion) unless Visualizer3::bDebugAuthorized is true.
 void writeDebugDrawing(const std::string& filename, const Calc* pCalc, const std::function<void(Visualizer3&)>& draw);
 
 }  // namespace TARN_KEL

@@ -1,9 +1,9 @@
-// Bubbles: sheets inside the surface.
+// Finds and kills bubbles: sheets inside the surface.
 //
-// Where a wall is cut off inside a volume, three sheets meet along its rim. Cut at such edges the mesh falls into patches;
-// most of the outer surface is in large ones, while what fills the space between them is strips, whose every vertex lies on
-// the rim of something else. So the strips have to prove themselves: each is queued by the share of its boundary at which
-// the surface is still open, and the one that closes most of its boundary joins first.
+// Where a wall inside a body meets the surface, three sheets meet along its boundary. The mesh is cut into patches at such
+// edges. Most of the outer surface is in large patches; what fills the space between them is strips, whose vertices all lie
+// on the boundary. So the strips have to prove themselves: each is queued by the share of its boundary at which the surface
+// is still open, and the one with the largest share joins first.
 //
 //      ____A____         A and B are strong, a, b and c weak. The surface is open at * and o. The strip a closes both and
 //     /         \        joins; from then on b finds nothing open at its ends, and neither does c, which was inside all
@@ -12,10 +12,10 @@
 //    |           o
 //     \____B____/
 //
-// At an edge that one patch of the surface holds it is open. A patch that joins closes such edges, and opens those that none
-// held. Only these two changes matter to the shares, so each edge tells the weak patches at it twice at most, however
-// often it is counted, and a share is at hand whenever the queue asks. Keys in the queue go stale: one that is too high is
-// put back under its fresh value when it comes up. One that is too low stays where it is.
+// The surface is open at an edge that exactly one of its patches has. A patch that joins closes such edges, and opens those
+// that none had. Only these two changes matter to the shares, so each edge updates the weak patches on it at most twice,
+// however often it is counted, and a share is known whenever the queue asks. Keys in the queue become stale: a patch whose
+// key is too high is put back under its current share when it comes up. One whose key is too low is left where it is.
 #include "VolSolver.h"
 
 #include <algorithm>
@@ -46,7 +46,7 @@ struct WeakPatch {
     std::size_t numOpen = 0;  // edges of the boundary at which exactly one patch of the surface is
 };
 
-/// The edges of the surface and the weak patches at them.
+/// The boundary edges of the surface's patches, and the weak patches on them.
 class OpenEdges {
 public:
     /// The patches stay the caller's, where they are.
@@ -56,7 +56,7 @@ public:
                 vHolder.emplace_back(pCE, &weak);
         sortByFirstMT(vHolder);
     }
-    /// One more patch of the surface is at this edge.
+    /// Notes that one more patch of the surface has this edge.
     void count(CEdge* pCE) {
         const int numPatches = ++mEdgeCount[pCE];
         if (numPatches > 2) return;
@@ -73,8 +73,8 @@ public:
 private:
     using Holder = std::pair<CEdge*, WeakPatch*>;
 
-    std::vector<Holder> vHolder;                       // by edge
-    std::unordered_map<const CEdge*, int> mEdgeCount;  // never walked
+    std::vector<Holder> vHolder;                       // sorted by edge
+    std::unordered_map<const CEdge*, int> mEdgeCount;  // never iterated over
 };
 
 using WeakQueue = std::multimap<double, WeakPatch*, std::greater<double>>;
@@ -160,7 +160,7 @@ void VolSolver::findBubbles() {
     joinWeakPatches(vWeakPatches, sCurrentBorders);
 }
 
-// The edges at which exactly one strong patch is, with one triangle: one that meets itself there isn't open.
+// The edges on which there is exactly one strong patch, with one triangle: where a patch meets itself it isn't open.
 std::set<CEdge*> VolSolver::findCurrentBorders() const {
     std::vector<CEdge*> vCE;
     for (const CPatch* pPatch : sStrongPatches)
@@ -182,11 +182,11 @@ std::set<CEdge*> VolSolver::findCurrentBorders() const {
 
 void VolSolver::joinWeakPatches(const std::vector<CPatch*>& vWeakPatches, const std::set<CEdge*>& sCurrentBorders) {
     std::vector<WeakPatch> vWeak = withBoundary(vWeakPatches);
-    if (sCurrentBorders.empty()) return;  // nowhere to join, and so nothing to tell a bubble by
+    if (sCurrentBorders.empty()) return;  // the surface is open nowhere, so nothing tells which patches are bubbles
     OpenEdges openEdges(vWeak);
     for (CEdge* pCE : sCurrentBorders)
         openEdges.count(pCE);
-    WeakQueue queue;  // equal keys stay in the order of their coming
+    WeakQueue queue;  // equal keys in order of insertion
     for (WeakPatch& weak : vWeak)
         queue.emplace(weak.share(), &weak);
     const auto judge = [](const WeakPatch* pWeak) { return std::optional(pWeak->share()); };
@@ -206,7 +206,7 @@ void VolSolver::killBubbles() {
         pPatch->killPatchAndMembers();
 }
 
-// ---- What the bubbles leave
+// ---- Dangling vertices
 
 void VolSolver::integrateDanglingAndKill() {
     std::vector<CEdge*> vBorderCE, vDeg3CE, vDeg4CE;

@@ -1,14 +1,14 @@
 // Parallel sorting, unique lists and chunked loops.
 //
-// All parallelism of the library has one shape: the calling thread cuts an array into parts, pushes one task for each part
-// on the pool, and waits. Tasks write disjoint places and take no lock; no phase outlives its call. With one processor, or
-// too little to do, everything runs on the calling thread.
+// All parallelism of the library has the same form: the calling thread cuts an array into parts, pushes one task for each
+// part to the pool, and waits. Tasks write disjoint places and take no lock; no phase outlives its call. With one processor,
+// or too little to do, everything runs on the calling thread.
 //
 // The sort cuts its range by middle values before it sorts: a middle is estimated from a sample, the range is partitioned in
-// place, and both halves are cut again, until there are as many ranges as processors. The ranges then lie in order one
-// behind the other and are sorted each for itself, so nothing is merged and no memory of the order of n is needed. The order
-// of elements that the comparator holds for equal depends on the number of processors: give a comparator that tells apart
-// what differs, or use sortByFirstMT, which is stable.
+// place, and both halves are cut again, until there are as many ranges as processors. The ranges then follow each other in
+// order, and each is sorted by itself, so nothing is merged and no memory of the order of n is needed. The order of elements
+// that compare equal depends on the number of processors: use a comparator that tells different elements apart, or
+// sortByFirstMT, which is stable.
 #pragma once
 
 #include <algorithm>
@@ -25,7 +25,7 @@
 
 namespace TARN_KEL {
 
-// ---- Task objects: no more than iterators and references; they live while the caller waits
+// ---- Task objects: only iterators and references; they exist while the caller waits
 
 /// Partitions [begin, end): elements that come before mid go to the front.
 template <typename T, typename Compare, typename Iterator = typename std::vector<T>::iterator>
@@ -86,10 +86,10 @@ struct ForEachTask {
     }
 };
 
-// ---- Chunked loops: one function object for all chunks, free of writes to shared state
+// ---- Chunked loops: one function object for all chunks, which must not write shared state
 
-/// Cuts 0 .. n-1 into chunks of n / (2 numThreads) positions (of 1 when that is 0) and runs makeTask(begin, end) of each.
-/// One task runs on the calling thread when there is one thread or one position.
+/// Cuts 0 .. n-1 into chunks of n / (2 numThreads) positions, at least 1, and runs the task makeTask(begin, end) for each. A
+/// single task, with one thread or one position, runs on the calling thread.
 template <typename MakeTask>
 void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
     if (n == 0) return;
@@ -105,7 +105,7 @@ void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
         runTasks_MT(vTask);
 }
 
-/// The number of threads for n elements, where fewer than minParallel of them are done before a task has started.
+/// The number of threads for n elements: 1 for fewer than minParallel, which would be done before a task has started.
 inline int numThreadsFor(std::size_t n, std::size_t minParallel) {
     return n < minParallel ? 1 : numProcessors();
 }
@@ -167,10 +167,10 @@ auto estimateMid2(Iterator first, Iterator last, Compare&& comp) {
     return vSample[vSample.size() / 2];
 }
 
-/// A range of positions.
+/// A range of positions: the first one, and the one after the last.
 using SortRange = std::pair<std::size_t, std::size_t>;
 
-/// One step of the cutting: each range in two at its estimated middle, in order. An empty range becomes two empty ones.
+/// One step of the cutting: cuts each range in two at its estimated middle. An empty range becomes two empty ones.
 template <typename Iterator, typename Compare>
 std::vector<SortRange> cutRanges(Iterator first, const std::vector<SortRange>& vRange, Compare& comp) {
     using T = typename std::iterator_traits<Iterator>::value_type;
@@ -203,7 +203,7 @@ std::vector<SortRange> partitionIntoRanges(Iterator first, Iterator last, Compar
     return vRange;
 }
 
-/// Sorts a random-access range as sortMT does on a machine with that many processors.
+/// Sorts a random-access range as sortMT does with that many processors.
 template <typename Iterator, typename Compare>
 void sortOnThreads(Iterator first, Iterator last, Compare& comp, int numThreads) {
     using Diff = typename std::iterator_traits<Iterator>::difference_type;
@@ -223,8 +223,9 @@ void sortOnThreads(Iterator first, Iterator last, Compare& comp, int numThreads)
     runTasks_MT(vTask);
 }
 
-/// Sorts a random-access range. comp is shared by all tasks. In place; not stable, see the top of this file. Below 1000
-/// elements the standard sort on the calling thread.
+/// Sorts a random-access range in place. Not stable, see the top of this file. Fewer than 1000 elements are sorted by the
+/// standard sort on the calling thread.
+/// comp: shared by all tasks.
 template <typename Iterator, typename Compare>
 void sortMT(Iterator first, Iterator last, Compare&& comp) {
     sortOnThreads(first, last, comp, numProcessors());
@@ -234,8 +235,8 @@ void sortMT(Iterator first, Iterator last) {
     sortMT(first, last, std::less<typename std::iterator_traits<Iterator>::value_type>());
 }
 
-/// Sorts pairs by their first members alone. Stable: equal first members keep their order, on any number of processors.
-/// Numbers go through the radix sort.
+/// Sorts pairs by their first members alone. Stable: pairs with equal first members keep their order, with any number of
+/// processors. Uses the radix sort when the first members are numbers and the second ones trivially copyable.
 template <typename First, typename Second>
 void sortByFirstMT(std::vector<std::pair<First, Second>>& v) {
     if constexpr (isRadixKey<First> && std::is_trivially_copy_constructible_v<Second>)
@@ -259,7 +260,7 @@ void oneInstance(std::vector<T>& v) {
     dropRepeats(v);
 }
 
-/// Sorts numbers, codes for instance, and drops repeats. O(n), with n elements of memory.
+/// Sorts numbers, such as codes, and drops repeats. Cost: O(n), with n elements of memory.
 template <typename Number>
 void oneInstanceOfNumbers(std::vector<Number>& v) {
     radixSort(v);

@@ -1,3 +1,4 @@
+// The worker threads and their queue.
 #include "thread_pool.h"
 
 #include <unistd.h>
@@ -133,7 +134,8 @@ void thread_pool::stop(bool bDrain) {
         if (!bDrain || threads.empty()) dropped.swap(pState->queue);
         pState->cv.notify_all();
     }
-    dropped.clear();  // whoever waits for these learns it now, also when a worker waits for him
+    dropped
+        .clear();  // breaks their promises before the join below, since a worker may depend on a thread that waits for one
     for (const auto& pThread : threads)
         pThread->join();
     threads.clear();

@@ -20,28 +20,28 @@ namespace ctpl {
 /// threads at once, but a task must not call resize() or stop().
 class thread_pool {
 public:
-    /// The pool of the process: made at the first call with one worker for each processor, stopped when the process ends.
+    /// The pool of the process: created at the first call with one worker per processor, stopped when the process ends.
     static thread_pool& getLowLevelPool();
 
     explicit thread_pool(int numWorkers = 0);
-    /// Does stop(true).
+    /// Calls stop(true).
     ~thread_pool();
     thread_pool(const thread_pool&) = delete;
     thread_pool& operator=(const thread_pool&) = delete;
 
-    /// Sets the number of workers (a negative one is 0). Surplus workers end after their current task; this doesn't wait for
-    /// them. When the system refuses more threads, the pool keeps those it got; with none at all std::system_error is
-    /// thrown. Nothing happens in a process forked from the pool's own, and once the pool is stopped.
+    /// Sets the number of workers; a negative number counts as 0. Surplus workers end after their current task; this doesn't
+    /// wait for them. When the system refuses more threads, the pool keeps those it got; if it has none at all,
+    /// std::system_error is thrown. Does nothing in a process forked from the pool's own, and once the pool is stopped.
     void resize(int numWorkers);
-    /// Ends and joins all workers, with bDrain after they ran what is queued, else after their current tasks. What was left
-    /// in the queue or is pushed later is dropped: such a future gets a broken promise. A stopped pool stays stopped.
+    /// Ends and joins all workers: with bDrain after they have run the queued tasks, else after their current tasks. Tasks
+    /// left in the queue or pushed later are dropped; their futures get a broken promise. A stopped pool stays stopped.
     void stop(bool bDrain = false);
-    /// The number of workers. A process forked from the pool's own has none of them, so it sees 0.
+    /// The number of workers. A process forked from the pool's own has none of them, so it gets 0.
     int size() const;
-    /// The number of workers that sleep, at this moment.
+    /// The number of workers that sleep at this moment.
     int numIdle() const;
 
-    /// Queues f(index of the worker). The future gives its result or rethrows its exception. Three small allocations.
+    /// Queues f(index of the worker). The future gives its result or rethrows its exception. Costs three small allocations.
     template <typename F>
     auto push(F&& f) -> std::future<std::invoke_result_t<std::decay_t<F>&, int>> {
         using Result = std::invoke_result_t<std::decay_t<F>&, int>;
@@ -53,7 +53,7 @@ public:
 
 private:
     using Task = std::function<void(int)>;
-    struct State;  // what workers and pool share: a worker that a shrink let go may outlive the pool
+    struct State;  // shared by workers and pool, because a worker that resize() has detached may outlive the pool
 
     bool isForked() const;
     static void work(State& state, const std::atomic<bool>& bStop, int iWorker);

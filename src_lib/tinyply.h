@@ -1,4 +1,4 @@
-// PLY files: a small generic layer that holds a header and moves whole properties in and out of flat buffers.
+// PLY files: a small generic layer that keeps a header and moves whole properties in and out of flat buffers.
 //
 // A file is a header in text, then a body: for each element (such as "vertex"), for each of its items, the values of its
 // properties in the order of the header. A plain property is one value, a list property a count and that many values. The
@@ -9,7 +9,7 @@
 //     auto pXyz = file.request_properties_from_element("vertex", {"x", "y", "z"});
 //     file.read(in);                    // pXyz->buffer: x y z x y z ..., of type pXyz->t, in the byte order of the machine
 //
-// Nothing that a file says is trusted: what doesn't fit throws, and memory follows the bytes that are there, never a count.
+// No value in a file is trusted: inconsistent ones throw, and memory is allocated by the bytes that exist, never by a count.
 #pragma once
 
 #include <cstddef>
@@ -30,7 +30,7 @@ struct Bundle;
 
 namespace PLY {
 
-/// The alive triangles of a coarse mesh with the points of the given bundles; for debugging. Every corner must have a
+/// Writes the alive triangles of a coarse mesh with the points of the given bundles; for debugging. Every corner must have a
 /// bundle.
 bool writePly(TARN_KEL::CMesh* pCMesh, std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mCCDBundle, const std::string& filename,
               bool bAscii);
@@ -43,7 +43,7 @@ struct PropertyInfo {
     std::string altName;  ///< accepted in a header as well
 };
 
-/// Every type, INVALID too.
+/// Every type, INVALID included.
 inline const std::map<Type, PropertyInfo> PropertyTable{
     {Type::INT8, {1, "char", "int8"}},          {Type::UINT8, {1, "uchar", "uint8"}},
     {Type::INT16, {2, "short", "int16"}},       {Type::UINT16, {2, "ushort", "uint16"}},
@@ -69,13 +69,13 @@ struct PlyElement {
 /// The values of one request.
 struct PlyData {
     Type t = Type::INVALID;
-    std::vector<std::uint8_t> buffer;  ///< values of type t, one behind the other
+    std::vector<std::uint8_t> buffer;  ///< values of type t, one after the other
     std::size_t count = 0;             ///< number of items of the element
     /// For list properties the length of each list, in the order of the file. Empty for plain ones.
     std::vector<std::uint32_t> vListLength;
 };
 
-/// Vertices and faces as the writers put them into a file.
+/// Vertices and faces in the form in which they are written to a file.
 struct geometry {
     struct float3 {
         float x, y, z;
@@ -98,32 +98,34 @@ public:
     PlyFile(const PlyFile&) = delete;
     PlyFile& operator=(const PlyFile&) = delete;
 
-    /// Reads up to "end_header" or the end of the stream and leaves the stream at the body. False at a line that starts with
-    /// an unknown word. Throws for a property without an element, a line with a missing word, or a count that is no number
-    /// of 64 bits.
+    /// Reads up to "end_header" or the end of the stream and leaves the stream at the body. Returns false at a line that
+    /// starts with an unknown word. Throws for a property without an element, a line with a missing word, or a count that
+    /// isn't a 64-bit number.
     bool parse_header(std::istream& in);
     std::vector<PlyElement> get_elements() const;
     /// May be changed before writing; a comment is one line.
     std::vector<std::string>& get_comments();
     const std::vector<std::string>& get_info() const;
 
-    /// Names properties that read() shall fetch. They share one buffer, interleaved in the order of the header whatever the
-    /// order of the keys, and must agree in type and in being lists or not. listSizeHint: the only length of a list that is
-    /// accepted, 0 for any. Throws for keys that the header doesn't have and for those requested before.
+    /// Requests properties, to be filled by read(). They share one buffer, interleaved in the order of the header, whatever
+    /// the order of the keys. All must have the same type, and all or none be lists.
+    /// listSizeHint: the only length of a list that is accepted; 0 for any.
+    /// Throws for keys that the header doesn't have and for those requested before.
     std::shared_ptr<PlyData> request_properties_from_element(const std::string& elementKey,
                                                              const std::vector<std::string>& propertyKeys,
                                                              std::uint32_t listSizeHint = 0);
-    /// Reads the body in one pass and leaves the stream behind it where the stream can be sought. Throws for a body that is
-    /// shorter than the header says or doesn't fit it; counts beyond the length of the stream are refused before anything is
-    /// read. O(bytes of the body), and memory for what was requested.
+    /// Reads the body in one pass; if the stream allows seeking, it is at the end of the body afterwards. Throws for a body
+    /// that is shorter than the header says or doesn't fit it; counts beyond the length of the stream throw before anything
+    /// is read. Cost: linear in the bytes of the body; memory for the requested properties.
     void read(std::istream& in);
 
     /// Registers a flat buffer for writing: count items, each with one value, or a list of listCount values, for each key.
-    /// listType INVALID makes plain properties. The data stays the caller's and must live until write().
+    /// data: not owned; must exist until write().
+    /// listType: INVALID for plain properties.
     void add_properties_to_element(const std::string& elementKey, const std::vector<std::string>& propertyKeys, Type type,
                                    std::size_t count, std::uint8_t* data, Type listType, std::uint32_t listCount);
-    /// Writes header and body. Binary is little endian, or big endian if a big endian header was parsed before. Trouble of
-    /// the stream shows in the stream. Throws for a property without data.
+    /// Writes header and body. Binary is little endian, or big endian if a big endian header was parsed before. Errors of
+    /// the stream show in its state. Throws for a property without data.
     void write(std::ostream& out, bool isBinary);
 
 private:

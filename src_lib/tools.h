@@ -1,8 +1,8 @@
 // Messages, assertions, timers and the numbered prefix of debug files.
 //
-// The library has one way to speak, text on standard output unless setMessageSink() says otherwise (messages.h), and one way
-// to fail, an assertion that prints a report and throws KelBugException. All assertions stay on in releases; the text work
-// is on the failure path only.
+// The library has one way to report, text on standard output unless setMessageSink() sets another place (messages.h), and
+// one way to fail, an assertion that prints a report and throws KelBugException. All assertions are active in releases;
+// their text is only made when one fails.
 #pragma once
 
 #include <atomic>
@@ -19,14 +19,14 @@
 /// Where a message comes from: the signature of the function and the source line.
 #define KEL_PLACE ::TARN_KEL::makePlace(__PRETTY_FUNCTION__, __LINE__)
 
-/// Fails the run when the condition doesn't hold. The report shows the condition after macro expansion, so NULL prints as
-/// __null; its text is output and typed as given. It may hold commas, and it must be free of effects.
+/// Fails the run when the condition doesn't hold. The report shows the text of the condition after macro expansion, so NULL
+/// prints as __null. That text is part of the output, so don't reformat it. It may have commas, and must not have effects.
 #define ASSEX(...)                  \
     (static_cast<bool>(__VA_ARGS__) \
          ? static_cast<void>(0)     \
          : ::TARN_KEL::assertionFailed(KEL_STRINGIFY(__VA_ARGS__), __FILE__, __LINE__, __PRETTY_FUNCTION__))
 
-/// The same where the report shows that text in place of the condition.
+/// The same, but the report shows the given text in place of the condition.
 #define ASSEX_AS(text, ...)                                \
     (static_cast<bool>(__VA_ARGS__) ? static_cast<void>(0) \
                                     : ::TARN_KEL::assertionFailed(text, __FILE__, __LINE__, __PRETTY_FUNCTION__))
@@ -35,7 +35,7 @@ namespace TARN_KEL {
 
 // ---- Colours: ESC "[" attribute suffix, the text, the reset sequence ---------------------------------------------------
 
-/// The prefix alone.
+/// The prefix alone: ESC "[" attribute suffix.
 std::string red(int attr);
 std::string redString(const std::string& text, int attr);
 std::string yellowString(const std::string& text, int attr);
@@ -60,12 +60,13 @@ std::string makePlace(const char* function, int line);
 [[noreturn]] void throwKelBugException();
 /// Prints the text and ends the process with exit status 0.
 [[noreturn]] void deliberateExit(const std::string& text);
-/// Prints the text and ends the run by KelBugException.
+/// Prints the text and throws KelBugException.
 [[noreturn]] void goToHell(const std::string& text);
 
 // ---- Measuring ---------------------------------------------------------------------------------------------------------
 
-/// Starts the clock of that name, or stops it and adds the time. "STOP AND REPORT" prints all of them. Safe on any thread.
+/// Starts the clock of that name, or stops it and adds up the time. "STOP AND REPORT" prints all of them. Safe on any
+/// thread.
 void stopWatch(const std::string& name);
 /// Starts the timer of that name, or stops it and prints the time. Silent for names that begin with "[quiet]". One thread.
 void timerx(const std::string& name);
@@ -81,7 +82,7 @@ int globalPrefixNumber();
 int globalPrefixNumberNoInc();
 /// The incremented counter in width 5 with leading zeros.
 std::string globalPrefix();
-/// The counter as it is; a negative one becomes 0 first.
+/// The counter without an increment; a negative one is set to 0 first.
 std::string globalPrefixNoInc();
 
 // ---- Text --------------------------------------------------------------------------------------------------------------
@@ -95,7 +96,7 @@ std::string toString(const T& value) {
 }
 /// The text, count times; empty for a count below 1.
 std::string repstr(const std::string& text, int count);
-/// Lines that stand out in the output: a bar of '=' as wide as the text, the text, the bar again. For the caller to print.
+/// A heading: a bar of '=' as wide as the text, the text, the bar again. The caller prints it.
 [[nodiscard]] std::string fatBar(const std::string& text);
 /// The 64 bits of a code, highest first, in groups of eight with blanks between.
 std::string showBin(unsigned long long code);

@@ -3,18 +3,18 @@
 
 #include <string>
 
-/// Points alone: .xyz, .txt, .asc, .bin.
+/// The file has points and nothing else: .xyz, .txt, .asc, .bin.
 bool isPointsOnlyFile(const std::string& filename);
-/// Points as text: .xyz, .txt, .asc.
+/// The file has points as text: .xyz, .txt, .asc.
 bool isPointsText(const std::string& filename);
-/// Points can be read from it: .xyz, .txt, .asc, .bin, .ply.
+/// Points can be read from the file: .xyz, .txt, .asc, .bin, .ply.
 bool isPointFile(const std::string& filename);
-/// Triangles can be read from it: .ply, .stl.
+/// Triangles can be read from the file: .ply, .stl.
 bool isTriangleFile(const std::string& filename);
 bool isPlyFile(const std::string& filename);
 bool isObjFile(const std::string& filename);
 /// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);
 
-/// Reads the file: true for an .stl and for a .ply whose header counts faces. O(length of the header).
+/// True for an .stl file and for a .ply file whose header counts faces. Reads the header of a .ply.
 bool holdsTriangles(const std::string& filename);

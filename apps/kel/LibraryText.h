@@ -6,18 +6,18 @@
 #include <string>
 #include <string_view>
 
-/// Hears what the library prints for this thread, so that standard output stays the program's.
+/// Receives what the library prints for this thread, so that it doesn't get into the program's standard output.
 ///
-/// The text goes to standard error at once or is held back until release(). Its end is kept either way: it tells why a call
-/// failed. One object at a time.
+/// The text goes to standard error at once or is held back until release(). Its end is kept in either case: it tells why a
+/// call failed. One object at a time.
 class LibraryText {
 public:
     enum class Mode {
-        LIVE,  ///< text goes to standard error as it comes
-        HELD   ///< it waits for release(); without it nobody sees it
+        LIVE,  ///< text goes to standard error at once
+        HELD   ///< text is held back until release(); without that call it is dropped
     };
 
-    /// With bSilent nothing is ever passed on.
+    /// bSilent: never pass anything on.
     LibraryText(Mode mode, bool bSilent);
     ~LibraryText();
     LibraryText(const LibraryText&) = delete;
@@ -25,8 +25,8 @@ public:
 
     /// Passes on what was held back.
     void release();
-    /// The line that tells best why a call failed: the condition of a failed assertion, else the last plain line, else the
-    /// last message. One line without colours; may be empty.
+    /// The line that best tells why a call failed: the condition of a failed assertion, else the last plain line, else the
+    /// last message. Without colours; may be empty.
     std::string lastWords() const;
 
 private:

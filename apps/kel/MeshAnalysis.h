@@ -1,5 +1,5 @@
-// The figures that tell how good a triangle mesh is: its topology, its orientation, its faults, and how far it lies from the
-// points that it was made of.
+// The figures that tell how good a triangle mesh is: its topology, its orientation, its faults, and its distance from the
+// points that it was made from.
 //
 // Words used here: a fan is a set of triangles of a vertex, connected through edges at this vertex; a piece is a set of
 // triangles connected through edges, a component one connected through vertices. Lengths are in the unit of the mesh.
@@ -22,26 +22,27 @@ struct IndexedTriangles {
     std::size_t numNotFinite = 0;             ///< triangles left out because a coordinate isn't finite
 };
 
-/// Makes one vertex of all corners with exactly equal coordinates. vCorners: three a triangle. Throws std::length_error for
-/// more than 2^32 - 1 corners. O(n) expected time.
+/// Makes one vertex of all corners with exactly equal coordinates.
+/// vCorners: three per triangle.
+/// Throws std::length_error for more than 2^32 - 1 corners. Cost: O(n) expected time.
 IndexedTriangles unifiedCorners(const std::vector<TARN_KEL::Point3>& vCorners);
-/// The same for corners given as positions in a list of vertices, which may hold equal and unused ones.
+/// The same for corners given as positions in a list of vertices, which may have equal and unused ones.
 IndexedTriangles unifiedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
 /// The same without joining vertices at one place.
 IndexedTriangles numberedVertices(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<int>& vIndices);
-/// How many different places the points take up. O(n) expected time.
+/// The number of different places of the points. Cost: O(n) expected time.
 std::size_t numPlaces(const std::vector<TARN_KEL::Point3>& vPoints);
 
 struct MeshFigures {
     static constexpr std::size_t NUM_DEGREES = 5;
 
     std::size_t numVertices = 0;
-    std::size_t numTriangles = 0;   ///< with the degenerate ones, without those that aren't finite
+    std::size_t numTriangles = 0;   ///< including the degenerate ones, without those that aren't finite
     std::size_t numNotFinite = 0;   ///< triangles
     std::size_t numDegenerate = 0;  ///< triangles with a height of no more than a millionth of their longest side
     std::size_t numDuplicates = 0;  ///< triangles beyond the first on the same three vertices, whatever their orientation
 
-    // Triangles with two equal corners take no part in the figures below.
+    // Triangles with two equal corners don't count in the figures below.
 
     std::array<std::size_t, NUM_DEGREES> vNumEdges{};  ///< of degree 1, 2, 3, 4, and more
     double averageEdgeLength = -1.0;                   ///< -1.0 without edges
@@ -54,7 +55,7 @@ struct MeshFigures {
 
     // Pieces without an edge of odd degree bound a volume when each edge is used equally often in both directions.
 
-    std::size_t numOutward = 0;  ///< of positive volume: seen from outside, their triangles turn counterclockwise
+    std::size_t numOutward = 0;  ///< of positive volume: seen from outside, their corners run counterclockwise
     std::size_t numInward = 0;
     std::size_t numUnclear = 0;  ///< closed as well, but without common orientation or without volume
     double volume = 0.0;         ///< signed, of all that face outward or inward
@@ -65,12 +66,13 @@ struct MeshFigures {
     bool isManifold() const;
     /// No edge has one triangle.
     bool isClosed() const { return vNumEdges[0] == 0; }
-    /// The two triangles of an edge go along it in different ways.
+    /// The two triangles of an edge go along it in opposite directions.
     bool isOriented() const { return numOrientationConflicts == 0; }
     nlohmann::ordered_json toJson() const;
 };
 
-/// O(n log n) time for n triangles, near n where few meet at each vertex; about 90 bytes for each.
+/// Computes all figures. Cost: O(n log n) time for n triangles, nearly linear when few meet at each vertex; about 90 bytes
+/// per triangle.
 MeshFigures measureMesh(const IndexedTriangles& mesh);
 
 /// The distances of vertices to their nearest points of a cloud.
@@ -78,14 +80,15 @@ struct CloudDistances {
     double max = 0.0;
     double mean = 0.0;
     double quantile99 = 0.0;                 ///< the smallest length within which 99% of the vertices lie
-    double shareWithinAverageEdge = 0.0;     ///< 0.0 to 1.0
-    std::optional<double> within;            ///< a length that the caller asks about
-    std::optional<double> shareWithinAsked;  ///< 0.0 to 1.0, where the caller asks
+    double shareWithinAverageEdge = 0.0;     ///< of the vertices, 0.0 to 1.0
+    std::optional<double> within;            ///< a length given by the caller
+    std::optional<double> shareWithinAsked;  ///< of the vertices within that length, 0.0 to 1.0; empty without one
 
     nlohmann::ordered_json toJson() const;
 };
 
-/// Neither list may be empty; all coordinates must be finite. O((v + n) log n) for v vertices and n points near each other;
-/// up to O(n) for a vertex that is about equally far from all points.
+/// Measures the distances of vertices to a cloud. Neither list may be empty; all coordinates must be finite.
+/// Cost: O((v + n) log n) for v vertices and n points near each other; up to O(n) for a vertex that is about equally far
+/// from all points.
 CloudDistances measureDistances(const std::vector<TARN_KEL::Point3>& vVertices, const std::vector<TARN_KEL::Point3>& vCloud,
                                 double averageEdgeLength, std::optional<double> within);

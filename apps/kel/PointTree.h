@@ -1,4 +1,4 @@
-// Finds nearest points with a k-d tree: the points in a suitable order, and a box around each range of them.
+// Finds nearest points with a k-d tree: the points in the order of the tree, and a box around each range of them.
 #pragma once
 
 #include <kel.h>
@@ -6,16 +6,16 @@
 #include <array>
 #include <vector>
 
-/// A range of the order is a node: its halves are split at the median along the axis on which the range is widest, and its
-/// box is as small as its points allow. Ranges of a few points are leaves. The depth is that of a balanced tree, whatever
-/// the points; equal points are fine.
+/// Each node is a range of points in this order. It is split at the median along the axis on which the range is widest; its
+/// box is as small as its points allow. Ranges of a few points are leaves. The tree is balanced whatever the points; equal
+/// points are allowed.
 class PointTree {
 public:
-    /// vPoints: finite, not empty; copied. O(n log n).
+    /// vPoints: finite, not empty; copied. Cost: O(n log n).
     explicit PointTree(const std::vector<TARN_KEL::Point3>& vPoints);
 
-    /// The distance of a finite place to its nearest point. O(log n) near the points; up to O(n) for a place that is about
-    /// equally far from all of them.
+    /// The distance of a finite place to its nearest point. Cost: O(log n) near the points; up to O(n) for a place that is
+    /// about equally far from all of them.
     double distanceTo(const TARN_KEL::Point3& p) const;
 
 private:

@@ -8,28 +8,28 @@
 
 #include "Program.h"
 
-/// No mesh, or one without an edge.
+/// Whether there is no mesh, or one without an edge.
 bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
 
-// One step of the program each, with its entry in the report. It fails when no triangle is left. bRaw: the mesh may become
-// non-manifold; else it stays manifold.
+// Each of these is one step of the program, with its entry in the report. They fail when no triangle is left. bRaw: the mesh
+// may become non-manifold; else it stays manifold.
 
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
 void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program);
-/// bAnneal: the slow way, which leaves local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
+/// bAnneal: the slow way, which can escape from local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
 void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
 void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, bool bRaw, Program& program);
 
-/// See TARN_KEL::makeManifold(). Says what was done, if anything.
+/// See TARN_KEL::makeManifold(). Prints what was done, if anything.
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
-/// See TARN_KEL::fillHoles(). Says how many holes were closed.
+/// See TARN_KEL::fillHoles(). Prints how many holes were closed.
 void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program);
 
 /// For CLI11: a number of rounds.
 extern const CLI::Range smoothRounds;
 
-/// For CLI11: a number of edges of the border of a hole.
+/// For CLI11: a number of border edges of a hole.
 extern const CLI::Range holeEdges;
 
 inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
@@ -63,5 +63,5 @@ struct FreshMesh {
 };
 /// Adds --raw and --close.
 void addFreshMesh(CLI::App& command, FreshMesh& fresh);
-/// Makes the mesh manifold and closes holes, as asked for.
+/// Makes the mesh manifold and closes holes, as the options say.
 void finishFreshMesh(const TARN_KEL::MeshPtr& pMesh, const FreshMesh& fresh, Program& program);

@@ -4,7 +4,7 @@
 
 #include <string>
 
-/// A progress bar on standard error: one line, redrawn at each report of the library as long as the object lives. It hears
+/// A progress bar on standard error: one line, redrawn at each report of the library as long as the object exists. It shows
 /// the runs of the thread that created it.
 class ProgressBar : public TARN_KEL::ProgressBase {
 public:

@@ -8,7 +8,7 @@
 struct SoupOptions {
     MeshFiles files;
     double spacing = 0.0;        ///< edge of a grid cell
-    double featureAngle = 10.0;  ///< degrees; what the library takes for a soup that it reads itself
+    double featureAngle = 10.0;  ///< degrees; the library uses the same for a soup that it reads itself
 
     nlohmann::ordered_json toJson() const;
 };

@@ -1,4 +1,4 @@
-// The commands of the program, one file each. A command adds itself to the application: options, help and what to do.
+// The commands of the program, one file each. Each function adds its command to the application: options, help and action.
 #pragma once
 
 #include <CLI/CLI.hpp>

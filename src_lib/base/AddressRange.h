@@ -22,8 +22,8 @@ namespace TARN_TOOLS {
 /// One run of memory that grows at its end and never moves.
 ///
 /// A big range of address space is reserved at once, which costs no memory, and opened from its start as far as it is used.
-/// So whatever is carved out of it lies at ascending addresses in order of carving, whatever the allocator does elsewhere.
-/// Opened memory is zero until written. All memory goes back when the object ends. One thread at a time.
+/// So pieces that are taken from it one after the other have ascending addresses, whatever the allocator does elsewhere.
+/// Opened memory is zero until written. All memory is freed when the object is destroyed. One thread at a time.
 class AddressRange {
 public:
     AddressRange() = default;
@@ -31,8 +31,8 @@ public:
     AddressRange(const AddressRange&) = delete;
     AddressRange& operator=(const AddressRange&) = delete;
 
-    /// Makes the first numBytes usable; the first call reserves. The start never changes afterwards. False when there is no
-    /// memory or no address space behind the range is left. A system call every 64 KB of growth.
+    /// Makes the first numBytes usable; the first call reserves. The start never changes afterwards. Costs a system call for
+    /// each 64 KB of growth. Returns false when there is no memory, or no address space left behind the range.
     bool open(std::size_t numBytes);
     /// The start of the range, on a page border; null before the first open().
     std::byte* begin() const { return pBegin; }
@@ -40,7 +40,7 @@ public:
 private:
     static constexpr std::size_t OPEN_STEP = std::size_t{64} << 10;
 #ifdef KEL_THREAD_SANITIZER
-    static constexpr std::size_t LARGEST_RESERVATION = std::size_t{1} << 30;  // it leaves little address space to a program
+    static constexpr std::size_t LARGEST_RESERVATION = std::size_t{1} << 30;  // little address space is left beside it
 #else
     static constexpr std::size_t LARGEST_RESERVATION = std::size_t{64} << 30;
 #endif
@@ -73,16 +73,16 @@ inline std::size_t AddressRange::limitOfProcess() {
     return getrlimit(RLIMIT_AS, &limit) == 0 && limit.rlim_cur != RLIM_INFINITY ? limit.rlim_cur : SIZE_MAX;
 }
 
-// A process may hold thousands of ranges: each 8 TB in use, 128 of the largest, halve the size of the next one. Ranges of a
-// process with a limit stay a small part of it.
+// A process may have thousands of ranges: each 8 TB in use, 128 of the largest, halve the size of the next one. In a process
+// with a limit, a range takes a small part of it.
 inline std::size_t AddressRange::preferredReservation() {
     const std::size_t numHalvings =
         std::min<std::size_t>(totalReserved.load(std::memory_order_relaxed) / (128 * LARGEST_RESERVATION), 20);
     return std::min(LARGEST_RESERVATION >> numHalvings, limitOfProcess() / 64);
 }
 
-// Under a limit the ranges start small and have to be extended, so they are spread over the address space, which is plenty:
-// a cursor goes round in 17 to 105 TB. Nothing depends on the place; an occupied one makes the system choose.
+// Under a limit the ranges start small and have to be extended, so they are spread over the address space: a cursor cycles
+// from 17 to 105 TB. Nothing depends on the place; when it is occupied, the system chooses another one.
 inline void* AddressRange::nextPlace() {
     static std::atomic<std::uintptr_t> numPlaces{0};
     if (limitOfProcess() == SIZE_MAX) return nullptr;

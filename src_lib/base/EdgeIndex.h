@@ -9,31 +9,32 @@ namespace TARN_KEL {
 
 /// What EdgeIndex keeps with each vertex: the edges of which it is the lower end.
 struct EdgeStar {
-    std::uint32_t first = HashIndex::NONE;  ///< of the listed ones
+    std::uint32_t first = HashIndex::NONE;  ///< the first listed edge
     std::uint16_t numListed = 0;
-    bool bBeyond = false;  ///< there are or were more than the list takes
+    bool bBeyond = false;  ///< the hash table has, or had, further edges of this vertex
 };
 
-/// Finds the edge of two vertices; both meshes keep their edges by it.
+/// Finds the edge between two vertices. Both meshes use it.
 ///
-/// Every edge belongs to its lower vertex, which lists its first few edges; what a hub has beyond these is in a hash table.
-/// In a surface a vertex is the lower one of three edges on average, made one after the other and lying together, so a
-/// look-up is a short walk through memory at hand where a hash table alone would go to a far place each time. The list's
-/// bound keeps it O(1) at a hub of a million edges too. A link of 4 bytes an edge and 8 bytes a vertex.
+/// Every edge belongs to its lower vertex. A vertex lists its first 16 edges; further ones are in a hash table. On a surface
+/// a vertex is the lower one of three edges on average. These were created one after the other and lie together in memory,
+/// so a look-up is a short walk through memory in the cache, where a hash table alone would cause a cache miss each time.
+/// Since the list is bounded, a look-up takes O(1) at a hub of a million edges too. Memory: 4 bytes per edge for a link, 8
+/// bytes per vertex.
 ///
-/// Edges are named by dense 32-bit numbers. Links and ends live with the elements, so the caller brings a pair of vertices
-/// that knows where:
+/// Edges are named by dense 32-bit numbers. Links and ends are stored with the elements, so the caller passes a pair of
+/// vertices that gives access to them:
 ///     EdgeStar& star() const;                         // of the lower vertex
 ///     std::uint32_t& next(std::uint32_t edge) const;  // the link kept with an edge
 ///     bool matches(std::uint32_t edge) const;         // the edge has these two ends
 ///     std::uint64_t hash() const;                     // of the two ends
-/// An edge is taken out under the pair under which it was entered, before its ends are changed. Looking up changes nothing
-/// and may run on several threads.
+/// Remove an edge under the pair under which it was entered, before its ends change. Looking up changes nothing and may run
+/// on several threads.
 class EdgeIndex {
 public:
     static constexpr std::uint32_t NONE = HashIndex::NONE;
 
-    /// The edge of the pair, else NONE.
+    /// The edge of the pair; NONE when there is none.
     template <typename Pair>
     std::uint32_t find(const Pair& pair) const {
         const EdgeStar& star = pair.star();
@@ -42,7 +43,7 @@ public:
         return star.bBeyond ? beyondList.find(pair.hash(), matching(pair)) : NONE;
     }
 
-    /// Enters an edge that isn't in under any pair; there must be none of this pair yet.
+    /// Enters an edge. It must not be in the index under any pair, and the pair must not have an edge yet.
     template <typename Pair>
     void insert(const Pair& pair, std::uint32_t edge) {
         EdgeStar& star = pair.star();
@@ -57,7 +58,8 @@ public:
         ++numEntries;
     }
 
-    /// Takes the edge of the pair out and returns it, else NONE. It may be entered again, under this pair or another one.
+    /// Removes the edge of the pair. It may be entered again, under this pair or another one.
+    /// Returns the edge; NONE when there is none.
     template <typename Pair>
     std::uint32_t erase(const Pair& pair) {
         EdgeStar& star = pair.star();
@@ -78,7 +80,7 @@ public:
 
     /// The number of edges that can be found.
     std::size_t size() const { return numEntries; }
-    /// Forgets all edges; the stars are the caller's to start anew.
+    /// Forgets all edges. The caller must reset the stars.
     void clear() { *this = EdgeIndex(); }
 
 private:

@@ -10,8 +10,8 @@ namespace TARN_KEL {
 
 /// A set as a sorted vector without repeats, for elements that are entered in bulk and read afterwards.
 ///
-/// Insertion appends; the first reading operation after insertions sorts the vector. So n insertions followed by readings
-/// cost O(n log n) in all, with no node per element, but alternating insertions and readings cost O(n) each. Reading is safe
+/// Insertion appends; the first read after insertions sorts the vector. So n insertions followed by reads cost O(n log n) in
+/// all, with no node per element; but with insertions and reads in alternation each pair costs O(n log n). Reading is safe
 /// on several threads.
 template <typename T>
 class FlatSet {

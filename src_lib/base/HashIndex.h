@@ -11,18 +11,18 @@
 
 namespace TARN_KEL {
 
-/// Finds elements that live elsewhere: an open table from a hash to the 32-bit index of an element.
+/// Finds elements that are stored elsewhere: an open table from a hash to the 32-bit index of an element.
 ///
-/// The table keeps no keys. The caller brings the hash of the key that it looks for and a test "is element i the one?",
-/// which is asked only where 32 bits of the hash agree. A slot has 8 bytes, eight slots fill a cache line, at most three
-/// quarters of the slots are taken. Nothing here gives an order: what is reported in an order is kept elsewhere.
+/// The table keeps no keys. The caller passes the hash of the key that it looks for and a test "is element i the one?",
+/// which is called only where 32 bits of the hash agree. A slot has 8 bytes, eight slots fill a cache line, and at most
+/// three quarters of the slots are taken. The table has no useful order: whoever needs one keeps it elsewhere.
 ///
 /// Only the upper 32 bits of a hash are used, the tag. A tag's uppermost bits choose the line and its three lowest ones the
-/// slot in the line; collisions go on to the next slots. So growth reads and writes front to back, and keys whose tags agree
-/// in the upper bits share a line: localHash() makes use of that.
+/// slot in the line; a collision moves on to the next slots. So growth reads and writes from front to back, and keys whose
+/// tags agree in the upper bits share a line: localHash() makes use of that.
 ///
-/// find() may run on several threads as long as nobody changes the table. All operations are O(1) on average, a growing
-/// insert() O(size).
+/// find() may run on several threads as long as nobody changes the table. All operations take O(1) on average; an insert()
+/// that makes the table grow takes O(size).
 class HashIndex {
 public:
     static constexpr std::uint32_t NONE = 0xffffffffU;
@@ -46,7 +46,7 @@ public:
         ++numUsed;
     }
 
-    /// Takes out the element of that hash and index; false when it isn't there.
+    /// Removes the element of that hash and index. Returns false when it isn't there.
     bool erase(std::uint64_t hash, std::uint32_t index);
 
     /// Calls visit(index) for every element, in no useful order.
@@ -65,7 +65,7 @@ public:
             ++bits;
         if (bits > numBits) grow(bits);
     }
-    /// Forgets all elements and gives the memory back.
+    /// Forgets all elements and frees the memory.
     void clear() { *this = HashIndex(); }
 
 private:
@@ -121,7 +121,7 @@ inline bool HashIndex::erase(std::uint64_t hash, std::uint32_t index) {
         if (at(gap).entry == 0) return false;
         gap = next(gap);
     }
-    // Close the gap: what stands behind it moves up unless that would put it in front of its home.
+    // Close the gap: entries behind it move up, except those that this would put in front of their home slot.
     for (std::size_t pos = next(gap); at(pos).entry != 0; pos = next(pos)) {
         const std::size_t fromHome = (pos - home(at(pos).tag)) & mask();
         if (fromHome < ((pos - gap) & mask())) continue;
@@ -142,18 +142,19 @@ inline std::uint64_t mixHash(std::uint64_t key) {
     return key ^ (key >> 32);
 }
 
-/// A hash that keeps the members of a block in one or two cache lines: for keys that are asked for together, such as the
-/// cells of a 2x2x2 block. block: what they share; member: tells them apart, used as it comes. Blocks of more than about a
-/// dozen elements make long runs of taken slots.
+/// A hash that keeps the members of a block in one or two cache lines: for keys that are looked up together, such as the
+/// cells of a 2x2x2 block. Blocks of more than about a dozen elements make long runs of taken slots.
+/// block: what the members share.
+/// member: tells them apart; its lowest eight bits are used unchanged.
 inline std::uint64_t localHash(std::uint64_t block, std::uint64_t member) {
     constexpr std::uint64_t MEMBER = 0xffULL << 32;
     return (mixHash(block) & ~MEMBER) | ((member << 32) & MEMBER);
 }
 
-/// The hash of a place; points that are equal have one.
+/// The hash of a place; equal points have the same hash.
 inline std::uint64_t placeHash(const Point3& p) {
     std::uint64_t hash = 0;
-    // Adding 0.0 makes -0.0, which equals 0.0, alike in its bits too.
+    // -0.0 equals 0.0; adding 0.0 makes their bits equal too.
     for (const double c : {p.x(), p.y(), p.z()})
         hash = mixHash(hash ^ std::bit_cast<std::uint64_t>(c + 0.0));
     return hash;

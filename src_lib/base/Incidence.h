@@ -4,16 +4,16 @@
 
 namespace TARN_KEL {
 
-/// The triangles at each vertex: for every vertex a doubly linked list through the corners of its triangles.
+/// The triangles at each vertex: for every vertex a doubly linked list of the corners of its triangles.
 ///
-/// Vertices and corners are named by dense 32-bit numbers; corner 3t+k is number k of triangle t, so 3t+k / 3 is the
-/// triangle. A list keeps the order in which its corners were appended. Both ends are closed by the vertex itself, so a
-/// corner is taken out in O(1) however many triangles a vertex has, and a corner needn't know its vertex.
+/// Vertices and corners are named by dense 32-bit numbers; corner 3t+k is corner k of triangle t, so a corner's number
+/// divided by 3 is its triangle. A list keeps the order in which its corners were appended. Both ends of a list link to the
+/// vertex itself, so a corner is removed in O(1) however many triangles a vertex has, and needn't know its vertex.
 ///
-/// The links live with the elements. The owner hands an access object to the operations:
+/// The links are stored with the elements. The owner passes an access object to the operations:
 ///     IncidenceLink& cornerLink(std::uint32_t corner);   // links of a corner
 ///     IncidenceLink& vertexLink(std::uint32_t vertex);   // next: first corner of the list, prev: last one
-/// and starts a vertex with emptyList(). Walking changes nothing and may run on several threads.
+/// and initialises the link of a vertex by emptyList(). Walking changes nothing and may run on several threads.
 struct IncidenceLink {
     std::uint32_t next;
     std::uint32_t prev;
@@ -33,7 +33,7 @@ inline bool isEmpty(const IncidenceLink& vertexLink) {
     return (vertexLink.next & VERTEX) != 0;
 }
 
-/// The element behind a link, corner or vertex.
+/// The links of the element with that number, a corner or (with the mark) a vertex.
 template <typename Access>
 IncidenceLink& link(Access& access, std::uint32_t number) {
     return (number & VERTEX) != 0 ? access.vertexLink(number & ~VERTEX) : access.cornerLink(number);
@@ -49,8 +49,8 @@ void append(Access& access, std::uint32_t vertex, std::uint32_t corner) {
     access.cornerLink(corner) = {vertex | VERTEX, last};
 }
 
-/// Takes a corner out of its list; false when it is in none, because its neighbours there don't point to it. Its own links
-/// stay as they were.
+/// Removes a corner from its list. Its own links aren't changed.
+/// Returns false when it is in no list: then the corners that it links to don't link back.
 template <typename Access>
 bool unlink(Access& access, std::uint32_t corner) {
     const IncidenceLink own = access.cornerLink(corner);
@@ -62,7 +62,7 @@ bool unlink(Access& access, std::uint32_t corner) {
     return true;
 }
 
-/// Appends the list of one vertex to that of another one, and leaves the former empty. The two must differ. O(1).
+/// Appends the list of one vertex to that of another one, and leaves the first one empty. The two must differ. Cost: O(1).
 template <typename Access>
 void moveAll(Access& access, std::uint32_t from, std::uint32_t to) {
     IncidenceLink& fromLink = access.vertexLink(from);

@@ -14,34 +14,37 @@ namespace TARN_KEL {
 using VertexMove = std::pair<Point3*, Point3>;
 
 /// What the smoothing of the fine and of the coarse mesh have in common: the neighbours of each vertex that may move, found
-/// once, and their means, taken anew in each round.
+/// once, and their means, computed in each round.
 ///
-/// All lists stand in one vector, one behind the other. The neighbours of a vertex are in the order of their addresses, so
-/// that they are added up in the same order whatever the order of the edges; in meshes that keep their vertices in pools
-/// this is the order of creation. A neighbour is listed once for each edge to it.
+/// All lists are in one vector, one after the other. The neighbours of a vertex are in the order of their addresses, so that
+/// they are added up in the same order whatever the order of the edges; in meshes that keep their vertices in pools this is
+/// the order of creation. A neighbour is listed once for each edge to it.
 class NeighbourLists {
 public:
-    /// vVtx: the vertices, ascending by address. numbersOf(edge): the positions of its two ends there, as a pair. vPinned:
-    /// what isn't 0 at a position gives the vertex no list. countStep: called once for each edge. O(n) when no vertex has a
-    /// large part of the edges, else O(n log n).
+    /// vVtx: the vertices, ascending by address.
+    /// vPinned: by position in vVtx; a vertex whose entry isn't 0 gets no list.
+    /// numbersOf: numbersOf(edge) gives the positions of its two ends in vVtx, as a pair.
+    /// countStep: called once for each edge.
+    /// Cost: O(n) when no vertex has a large part of the edges, else O(n log n).
     template <typename Edge, typename NumbersOf, typename CountStep>
     NeighbourLists(const std::vector<Edge*>& vEdge, std::vector<Point3*> vVtx, const std::vector<char>& vPinned,
                    NumbersOf&& numbersOf, CountStep&& countStep);
 
-    /// Of a vertex and a neighbour; twice the number of edges where nothing is pinned.
+    /// The number of pairs of a vertex and a neighbour: twice the number of edges when nothing is pinned.
     std::size_t numPairs() const { return vNeighbour.size(); }
-    /// Of a vertex with neighbours.
+    /// The number of vertices with a list.
     std::size_t numLists() const { return vVtx.size(); }
     /// The number of neighbours in a list.
     std::size_t length(std::size_t list) const { return vBegin[list + 1] - vBegin[list]; }
-    /// Every vertex with neighbours and their mean, ascending by address. On the pool; O(n).
+    /// Replaces vMoves by every vertex with a list and the mean of its neighbours, ascending by address. Uses the pool.
+    /// Cost: O(n).
     void computeMeans(std::vector<VertexMove>& vMoves) const;
 
 private:
     void dropEmpty();
 
     std::vector<Point3*> vVtx;        // not owned
-    std::vector<std::size_t> vBegin;  // of the list of each vertex in vNeighbour; one more at the end
+    std::vector<std::size_t> vBegin;  // where the list of each vertex begins in vNeighbour; one more at the end
     std::vector<Point3*> vNeighbour;  // not owned
 };
 

@@ -4,18 +4,18 @@
 
 namespace TARN_KEL {
 
-/// The library's only source of chance: numbers 0 to 2147483647 that depend on the seed alone.
+/// The library's only source of random numbers: 0 to 2147483647, depending on the seed alone.
 ///
 /// It belongs to a run or an object and starts from a fixed seed, so that the same input gives the same bytes in every run,
-/// in any thread, after any other run. Work that is cut into tasks seeds one by the index of the element. Copies go on
-/// alike.
+/// in any thread, after any other run. Work that is cut into tasks seeds one for each element, by its index. A copy gives
+/// the same numbers as the original from then on.
 class Random {
 public:
     static constexpr std::int64_t MAX = 2147483647;
 
     explicit Random(std::uint64_t seed = 0) : state(seed) {}
 
-    /// The next number, 0 to MAX, all alike. Constant time.
+    /// The next number, uniform from 0 to MAX. Constant time.
     int next() {
         // A counter through a mixing function: every state gives a good number, 0 too, and the period is 2^64.
         std::uint64_t z = (state += 0x9e3779b97f4a7c15ULL);

@@ -7,10 +7,10 @@
 
 namespace TARN_KEL {
 
-/// The shares of steps in what they belong to, and their sum, which is cheap to ask for while single ones change.
+/// A list of shares, and their sum, which stays up to date at low cost when single shares change.
 ///
-/// Halves are added pairwise. So the sum depends on the shares alone and not on what they were before, it doesn't fall when
-/// one grows, and that of what is done is that of the weights, to the bit, when all is done.
+/// The shares are added up pairwise in a tree. So the sum depends on the current shares alone, it doesn't fall when one
+/// grows, and when all is done the sum of the done parts equals that of the weights, to the bit.
 class ShareSums {
 public:
     struct Share {
@@ -20,7 +20,7 @@ public:
     };
 
     std::size_t size() const { return numShares; }
-    /// At position size(). O(log n) on average.
+    /// Appends a share, at position size(). Cost: O(log n) on average.
     void append(const Share& share) {
         if (numShares == capacity()) grow();
         set(numShares++, share);

@@ -8,11 +8,11 @@
 
 namespace TARN_KEL {
 
-/// A list of pointers that holds its first two inside itself: the triangles on an edge, of which there are rarely more.
+/// A list of pointers that stores its first two inside itself: the triangles on an edge, of which there are rarely more.
 ///
-/// Reads like a vector; 24 bytes. It doesn't own what the pointers point to. Once it had a third entry it keeps its heap
-/// block until it dies, so an owner in a pool must be destroyed by its maker. Neither copied nor moved: edges stay where
-/// they are.
+/// Has the interface of a vector and takes 24 bytes. It doesn't own what the pointers point to. Once it had a third entry it
+/// keeps its heap block until it is destroyed, so elements of a pool that contain one must be destroyed explicitly. Neither
+/// copied nor moved, since edges never change their address.
 template <typename T>
 class SmallPtrList {
 public:
@@ -47,8 +47,8 @@ public:
     void pop_back() { --numUsed; }
     void clear() { numUsed = 0; }
 
-    /// Takes the entry of p, of which there is one at most, out by moving the last entry into its place; false when there is
-    /// none. O(size), but constant time for the last one.
+    /// Removes the entry of p, of which there is at most one, by moving the last entry into its place. Returns false when
+    /// there is none. Cost: O(size), but constant time for the last entry.
     bool removeByLast(const T* p) {
         if (!empty() && back() == p) {
             pop_back();

@@ -14,19 +14,21 @@
 
 namespace TARN_KEL {
 
-/// Numbers by weight, the smallest first, among equal weights the one of the earlier turn: the order of a multimap.
+/// A queue of numbers by weight, the smallest first, among equal weights the one with the earlier turn: the order of a
+/// multimap.
 ///
-/// What is known at the start is sorted once and then only read; a heap holds what comes later. Numbers that can't matter
-/// yet may stay outside at first: pushAsAtStart() brings one in at the place where it would have waited all the time.
+/// Entries known at the start are sorted once and then only read; a heap has the later ones. Numbers that can't matter yet
+/// may be left out at first: pushAsAtStart() enters one at the place where it would have been from the start.
 class WeightQueue {
 public:
-    /// vAtStart: (weight, number) by ascending number; the number is the turn as well. Later turns begin at firstTurn.
+    /// vAtStart: pairs of weight and number, by ascending number; the number is also the turn.
+    /// firstTurn: the turn of the first entry by push(); turns count up from there.
     WeightQueue(std::vector<std::pair<double, std::uint32_t>> vAtStart, std::size_t firstTurn)
         : vStart(std::move(vAtStart)), nextTurn(firstTurn) {
         sortByFirstMT(vStart);
     }
     bool empty() const { return iStart == vStart.size() && later.empty(); }
-    /// The first weight and number, which leave the queue.
+    /// Removes the first entry and returns its weight and number.
     std::pair<double, std::uint32_t> takeFirst() {
         const bool bFromStart = later.empty() || (iStart < vStart.size() && startRank() < later.top().rank);
         const Entry entry = bFromStart ? Entry{startRank(), vStart[iStart].first, vStart[iStart].second} : later.top();
@@ -37,11 +39,11 @@ public:
         farthest = std::max(farthest, entry.rank);
         return {entry.weight, entry.number};
     }
-    /// The number alone.
+    /// The same, but returns the number only.
     std::uint32_t pop() { return takeFirst().second; }
-    /// Behind all of that weight.
+    /// Enters a number after all others of that weight.
     void push(double weight, std::uint32_t number) { later.push({Rank{radixCode(weight), nextTurn++}, weight, number}); }
-    /// Where it would have been from the start, if the queue isn't beyond that place.
+    /// Enters a number at the place where it would have been from the start; does nothing when the queue is past that place.
     void pushAsAtStart(double weight, std::uint32_t number) {
         const Rank rank{radixCode(weight), number};
         if (farthest < rank) later.push({rank, weight, number});
@@ -68,7 +70,7 @@ private:
     std::size_t iStart = 0;
     std::priority_queue<Entry, std::vector<Entry>, std::greater<>> later;
     std::uint64_t nextTurn;
-    Rank farthest{0, 0};  // all that was in the queue from the start and ranks lower has come out
+    Rank farthest{0, 0};  // the highest rank removed so far: entries of the start with lower ranks have all been removed
 };
 
 }  // namespace TARN_KEL

@@ -3,7 +3,7 @@
 
 namespace TARN_KEL {
 
-// Colours as OFF and VECT objects take them: red, green, blue, alpha.
+// In the format of OFF and VECT objects: red, green, blue, alpha.
 inline constexpr const char* CLIGHTBLUE = "0 0.70 .9 0.5";
 inline constexpr const char* CDARKBLUE = "0 0.2 .85 0.5";
 inline constexpr const char* CYELLOW = "1 1 0 0.5";

@@ -1,4 +1,4 @@
-// What the edges of both meshes answer from the list of their triangles. Dead triangles are passed over.
+// Queries of the edges of both meshes on the list of their triangles. Dead triangles are skipped.
 #pragma once
 
 #include "SmallPtrList.h"
@@ -6,7 +6,8 @@
 
 namespace TARN_KEL {
 
-/// The first two triangles, null where one is missing. True when there are exactly two, without bExactlyTwo at least two.
+/// Sets t0 and t1 to the first two triangles, null where there is none. Returns true when there are exactly two or, without
+/// bExactlyTwo, at least two.
 template <typename T>
 bool firstTwoTriangles(const SmallPtrList<T>& vT, T*& t0, T*& t1, bool bExactlyTwo) {
     t0 = nullptr;
@@ -31,7 +32,8 @@ T* uniqueOtherTriangle(const SmallPtrList<T>& vT, const T* pT) {
     return pOther;
 }
 
-/// The first triangle. None is an assertion with bRequire, else null; a second one is an assertion with bUnique.
+/// The first triangle; null when there is none. Throws (assertion) with bRequire when there is none, and with bUnique when
+/// there are several.
 template <typename T>
 T* firstTriangle(const SmallPtrList<T>& vT, bool bRequire, bool bUnique) {
     T* pRet = nullptr;

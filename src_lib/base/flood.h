@@ -1,8 +1,8 @@
-// Floods: what can be reached from some elements, each element once.
+// Floods: visit what can be reached from some elements, each element once.
 //
-// An element is whatever the caller walks over: triangles, cells, positions. Claiming tells elements that were reached from
-// others: claim(element) is true once for each that belongs to the flood, which is where the caller marks it, and false from
-// then on and for those that don't belong. The elements to start from are claimed by the caller.
+// An element is whatever the caller walks over: triangles, cells, positions. claim(element) returns true when the element
+// belongs to the flood and wasn't reached before; the caller's function notes that it is reached. It returns false
+// otherwise. The caller itself claims the elements to start from.
 #pragma once
 
 #include <cstddef>
@@ -10,9 +10,10 @@
 
 namespace TARN_KEL {
 
-/// Depth first: the element claimed last is left first. forEachNext(element, offer) calls offer(next) for each element
-/// beside it, which tells whether it was claimed. vStack: the elements to start from; empty afterwards. O(elements and
-/// offers).
+/// Depth first: of the claimed elements the last one is visited next.
+/// vStack: the elements to start from; empty afterwards.
+/// forEachNext: forEachNext(element, offer) calls offer(next) for each neighbour; offer returns whether it was claimed.
+/// Cost: linear in the number of elements and offers.
 template <typename Element, typename ForEachNext, typename Claim>
 void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& claim) {
     const auto offer = [&](Element next) {
@@ -27,8 +28,8 @@ void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& clai
     }
 }
 
-/// Breadth first: elements are left in the order in which they were claimed. vReached: the elements to start from; all that
-/// was reached is appended to it in this order.
+/// Breadth first: elements are visited in the order in which they were claimed.
+/// vReached: the elements to start from; the elements reached are appended in this order.
 template <typename Element, typename ForEachNext, typename Claim>
 void floodInOrder(std::vector<Element>& vReached, ForEachNext&& forEachNext, Claim&& claim) {
     const auto offer = [&](Element next) {
@@ -37,7 +38,7 @@ void floodInOrder(std::vector<Element>& vReached, ForEachNext&& forEachNext, Cla
         return bClaimed;
     };
     for (std::size_t i = 0; i < vReached.size(); ++i) {
-        const Element element = vReached[i];  // a copy: offers move the vector
+        const Element element = vReached[i];  // a copy, since offers may reallocate the vector
         forEachNext(element, offer);
     }
 }

@@ -1,4 +1,4 @@
-// Priority queues whose entries go stale: what an entry is worth is judged again when it comes up.
+// Priority queues whose keys become stale: an entry is judged again when it comes up.
 #pragma once
 
 #include <optional>
@@ -7,7 +7,7 @@
 
 namespace TARN_KEL {
 
-/// Takes the first entry out of a queue: its key and its element.
+/// Removes the first entry of a queue and returns its key and its element.
 template <typename Queue>
 auto takeFirst(Queue& queue) {
     if constexpr (requires { queue.takeFirst(); }) {
@@ -19,7 +19,7 @@ auto takeFirst(Queue& queue) {
     }
 }
 
-/// Enters an element, behind those of the same key.
+/// Enters an element after those with the same key.
 template <typename Queue, typename Key, typename Element>
 void putBack(Queue& queue, const Key& key, const Element& element) {
     if constexpr (requires { queue.push(key, element); })
@@ -36,10 +36,13 @@ auto judgeEntry(Judge& judge, const Element& element, const Key& queued) {
         return judge(element);
 }
 
-/// Takes out the first entry that is worth no less than when it was entered: its present key and its element; none when
-/// there is no such one. Queue: a multimap from key to element, or a WeightQueue. judge(element), or judge(element, queued
-/// key), gives the key that it has now, as an optional; none: the entry is dropped. One whose key would now stand later goes
-/// back under it, behind equal ones. O(log n) for each entry that comes up.
+/// Removes the first entry whose current key doesn't come after its key in the queue. An entry whose current key comes later
+/// is put back under it, after equal ones.
+/// queue: a multimap from key to element, or a WeightQueue.
+/// judge: judge(element), or judge(element, key in the queue), gives the current key as an optional; when that is empty, the
+/// entry is dropped.
+/// Returns the current key and the element; nothing when the queue has no such entry.
+/// Cost: O(log n) for each entry that comes up.
 template <typename Queue, typename Judge>
 auto takeLazily(Queue& queue, Judge&& judge) {
     using Entry = decltype(takeFirst(queue));
@@ -54,7 +57,8 @@ auto takeLazily(Queue& queue, Judge&& judge) {
     return std::optional<Next>();
 }
 
-/// Works through a queue, front first: act(element, key) for all that takeLazily() gives. It may enter further ones.
+/// Works through a queue from the front: calls act(element, key) for all that takeLazily() returns. act may enter further
+/// elements.
 template <typename Queue, typename Judge, typename Act>
 void runLazily(Queue& queue, Judge&& judge, Act&& act) {
     while (const auto next = takeLazily(queue, judge))

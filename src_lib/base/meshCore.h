@@ -25,7 +25,7 @@ void appendAlive(const std::vector<Triangle*>& vT, std::vector<Triangle*>& vOut)
     std::copy_if(vT.begin(), vT.end(), std::back_inserter(vOut), [](const Triangle* pT) { return pT->isAlive(); });
 }
 
-/// The alive triangles that isWanted(triangle) accepts.
+/// The number of alive triangles for which isWanted(triangle) is true.
 template <typename Triangle, typename IsWanted>
 std::size_t countAlive(const std::vector<Triangle*>& vT, IsWanted&& isWanted) {
     const auto isCounted = [&](const Triangle* pT) { return pT->isAlive() && isWanted(*pT); };
@@ -37,7 +37,7 @@ std::size_t countAlive(const std::vector<Triangle*>& vT) {
     return countAlive(vT, [](const Triangle&) { return true; });
 }
 
-/// areaOf(triangle), summed up in the order of the list.
+/// The sum of areaOf(triangle) over the alive triangles, in the order of the list.
 template <typename Triangle, typename AreaOf>
 double sumOfAreas(const std::vector<Triangle*>& vT, AreaOf&& areaOf) {
     double area = 0.0;
@@ -52,7 +52,7 @@ void clearVisited(const std::vector<Triangle*>& vT) {
         pT->bVisited = false;
 }
 
-/// Takes the alive triangles out of their patches and clears their marks: where cutting into patches starts.
+/// Takes the alive triangles out of their patches and clears their marks, before they are cut into patches.
 template <typename Triangle>
 void forgetPatches(const std::vector<Triangle*>& vT) {
     for (Triangle* pT : vT) {
@@ -64,8 +64,8 @@ void forgetPatches(const std::vector<Triangle*>& vT) {
 
 // ---- Killing ----
 
-/// Takes a triangle off the list of an edge by moving the last one into its place. One that isn't there is an assertion,
-/// reported by the complaint and whether it is alive.
+/// Removes a triangle from the list of an edge by moving the last one into its place. When it isn't there, prints the
+/// complaint and whether it is alive, and throws (assertion).
 template <typename List, typename Triangle>
 void takeOffEdge(List& vT, const Triangle* pT, const char* complaint) {
     if (vT.removeByLast(pT)) return;
@@ -96,7 +96,8 @@ int halfEdgeDirection(const Triangle& t, const Corner& a, const Corner& b) {
     return 0;
 }
 
-/// The two triangles run the same way along the first half edge of t that they share. Without one: an assertion.
+/// Whether the two triangles run the same way along the first half edge of t that they share. Throws (assertion) when they
+/// share none.
 template <typename Triangle>
 bool disagreesWith(const Triangle& t, const Triangle& other) {
     for (int i = 0; i < 3; ++i)
@@ -115,8 +116,8 @@ void forEachEdgeAt(const Triangle& t, const Corner& corner, Visit&& visit) {
     visit(edgeOpposite(t, i == 2 ? 1 : 2));
 }
 
-/// A triangle at src, one of vSrcT, would come to have the same corners as one at trg if src became trg. O(k) for k
-/// triangles at src and on the edges opposite it.
+/// Whether a triangle at src (vSrcT) would have the same corners as one at trg if src became trg. Cost: O(k) for k triangles
+/// at src and on the edges opposite it.
 template <typename Triangle, typename Corner>
 bool wouldMakeDups(const std::vector<Triangle*>& vSrcT, const Corner& src, const Corner& trg) {
     const auto hasTwinAt = [&](const Triangle* pT) {
@@ -127,7 +128,8 @@ bool wouldMakeDups(const std::vector<Triangle*>& vSrcT, const Corner& src, const
     return std::any_of(vSrcT.begin(), vSrcT.end(), hasTwinAt);
 }
 
-/// One of the triangles would turn by more than maxTurn; turnOf(triangle) gives degrees. Prints a line a triangle.
+/// Whether one of the triangles would turn by more than maxTurn; turnOf(triangle) gives degrees. Prints a line for each
+/// triangle up to that one.
 template <typename Triangle, typename TurnOf>
 bool wouldTurnTooFar(const std::vector<Triangle*>& vT, double maxTurn, TurnOf&& turnOf) {
     for (const Triangle* pT : vT) {
@@ -178,8 +180,10 @@ struct ClaimUnvisited {
     }
 };
 
-/// Calls take(triangle) for all that can be reached from a triangle over the edges opposite corner i that cross(triangle, i)
-/// lets through, depth first. vStack: empty, before and after.
+/// Calls take(triangle) for the start and for all that can be reached from it, depth first. Triangles marked visited aren't
+/// entered, except for the start. What is reached stays marked visited.
+/// vStack: working space, empty before and after.
+/// cross: cross(triangle, i) tells whether to go over the edge opposite corner i.
 template <typename Triangle, typename Cross, typename Take>
 void floodTriangles(Triangle* pStartT, std::vector<Triangle*>& vStack, Cross&& cross, Take&& take) {
     const ClaimUnvisited claim;

@@ -1,13 +1,13 @@
 // Stable sorting by a 64-bit code, digit by digit from the lowest.
 //
-// Each pass distributes all elements to the places of their digit and keeps the order within a digit, so after the pass of
-// the highest digit all are in order. Codes of a run agree in many bits (the grid fills only a part of its range): a first
-// look at all codes finds the bits that vary, and digits are laid over these alone, so thirty varying bits cost four
-// passes.
+// Each pass moves all elements to the places of their digit and keeps the order within a digit, so after the pass of the
+// highest digit all are in order. Codes of a run agree in many bits (the grid fills only a part of its range). So a first
+// look at all codes finds the bits that vary, and a digit begins at a bit that varies: thirty varying bits in a row take
+// four passes.
 //
-// A pass runs on several threads: each counts the digits of its own part of the source, the counts of all parts, digit by
-// digit and part by part, give each part its own places, and each thread moves its part there. The result of a stable sort
-// doesn't depend on how the source was cut. A buffer of the size of the input lives during the call.
+// A pass runs on several threads: each counts the digits of its own part of the source; the counts of all parts, digit by
+// digit and part by part, give each part its own places; then each thread moves its part there. The result of a stable sort
+// doesn't depend on how the source was cut. During the call it needs a buffer of the size of the input.
 #pragma once
 
 #include <algorithm>
@@ -23,11 +23,11 @@
 
 namespace TARN_KEL {
 
-/// Numbers that have a 64-bit code of the same order.
+/// Whether the number type has a 64-bit code with the same order.
 template <typename Key>
 constexpr bool isRadixKey = std::is_arithmetic_v<Key> && sizeof(Key) <= sizeof(std::uint64_t);
 
-/// The code of a number: a < b exactly when code(a) < code(b). The two zeros of a floating point number have one code.
+/// The code of a number: a < b exactly when code(a) < code(b). The two zeros of a floating point number have the same code.
 template <typename Key>
 std::uint64_t radixCode(Key key) {
     constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
@@ -78,7 +78,7 @@ public:
     }
 
 private:
-    static constexpr int DIGIT_BITS = 9;  // the 512 places of a pass stay in the nearest cache
+    static constexpr int DIGIT_BITS = 9;  // the 512 places of a pass fit in the first-level cache
     static constexpr std::size_t NUM_DIGITS = std::size_t{1} << DIGIT_BITS;
     static constexpr std::uint64_t DIGIT_MASK = NUM_DIGITS - 1;
     static constexpr std::size_t MIN_RADIX = 1500;  // below, counting costs more than comparing
@@ -86,7 +86,7 @@ private:
 
     struct Part {
         std::size_t begin, end;
-        std::uint64_t varying;            // the bits in which its codes differ from the first of all
+        std::uint64_t varying;            // the bits in which its codes differ from the very first code
         std::vector<std::size_t> vPlace;  // by digit: the count, then the next place in the target
     };
 
@@ -151,7 +151,7 @@ private:
     std::vector<Part> vPart;
 };
 
-/// Sorts n elements by codeOf(element), a 64-bit code, as on a machine with that many processors. Stable.
+/// Sorts n elements by codeOf(element), a 64-bit code, cut into parts for that many threads. Stable.
 template <typename Element, typename CodeOf>
 void radixSortOnThreads(Element* pElements, std::size_t n, CodeOf codeOf, int numThreads) {
     RadixSorter<Element, CodeOf>(pElements, n, codeOf, numThreads).run();
@@ -164,7 +164,7 @@ void radixSortByCode(std::vector<std::pair<First, Second>>& v) {
         v.data(), v.size(), [](const std::pair<First, Second>& pair) { return radixCode(pair.first); }, numProcessors());
 }
 
-/// Sorts numbers, codes for instance. O(n), with n elements of memory.
+/// Sorts numbers, such as codes. Cost: O(n), with n elements of memory.
 template <typename Key>
 void radixSort(std::vector<Key>& v) {
     radixSortOnThreads(

@@ -8,13 +8,13 @@
 
 namespace TARN_KEL {
 
-/// The number of processors that a phase uses: what setNumThreads() said, else those of the machine, 0 when the system
-/// doesn't tell. It may change at any time, so a phase asks once.
+/// The number of processors that a phase uses: as set by setNumThreads(), else those of the machine; 0 when the system
+/// doesn't tell. It may change at any time, so a phase calls this only once.
 int numProcessors();
 
-/// Calls task(index of the worker) for each task on the pool and waits for all of them. When tasks throw, the exception of
-/// the first of them, in order, is thrown when all have ended. What tasks print goes where the caller's text goes. Two or
-/// three microseconds a task.
+/// Calls task(index of the worker) for each task on the pool and waits for all of them. What tasks print goes where the
+/// caller's text goes. When tasks throw, the exception of the first of them in the list is thrown once all have ended.
+/// Costs two or three microseconds per task.
 template <typename Task>
 void runTasks_MT(std::vector<Task>& vTask) {
     auto& pool = ctpl::thread_pool::getLowLevelPool();
@@ -23,7 +23,7 @@ void runTasks_MT(std::vector<Task>& vTask) {
             task(0);
         return;
     }
-    // The tasks refer to the caller's data, so whatever happens no task may be running when this frame is left.
+    // The tasks refer to the caller's data, so no task may be running when this function is left, not even by an exception.
     struct Futures : std::vector<std::future<void>> {
         ~Futures() {
             for (auto& future : *this)

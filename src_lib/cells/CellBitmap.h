@@ -8,18 +8,18 @@
 
 namespace TARN_KEL {
 
-/// How interleaved codes name the 4x4x4 blocks and the 64 cells of one: the lowest six bits of a code run through a block,
-/// the rest names it.
+/// How interleaved codes name the 4x4x4 blocks and the 64 cells of each: the lowest six bits of a code are the number of the
+/// cell in its block, the others name the block.
 struct InterleavedBlocks {
-    static constexpr std::size_t RUNS_A_BLOCK = 1;  // in an ascending list the cells of a block stand together
+    static constexpr std::size_t RUNS_A_BLOCK = 1;  // in an ascending list the cells of a block follow each other
     static CCD blockOf(CCD ccd) { return ccd >> 6; }
     static std::size_t localOf(CCD ccd) { return ccd & 63; }
     static std::uint32_t toMask27(const std::uint64_t* words, std::size_t local);
     static std::size_t crossing(std::size_t local);
 };
 
-/// The same for packed codes: the lowest two bits of each field tell the cell, 16z + 4y + x, the code without them the
-/// block.
+/// The same for packed codes: the lowest two bits of each field give the number of the cell, 16z + 4y + x; the code without
+/// them names the block.
 struct PackedBlocks {
     static constexpr std::size_t RUNS_A_BLOCK = 16;  // at most: one for each row along z
     static constexpr RCD LOCAL_BITS = packRCD(3, 3, 3);
@@ -29,11 +29,11 @@ struct PackedBlocks {
     static std::size_t crossing(std::size_t local);
 };
 
-/// A set of cells for questions about neighbourhoods, for one of the two layouts of codes.
+/// A set of cells that answers questions about neighbourhoods, for one of the two layouts of codes.
 ///
-/// A block of 4x4x4 cells is one word. A word that is 0 and a block that was never met are the same. Membership, insertion
-/// and removal take constant time on average; 2 to 5 bytes a cell on a surface, at most 64 where each cell has a block to
-/// itself.
+/// A block of 4x4x4 cells is one word. A block without a word is empty, like one whose word is 0. Membership, insertion and
+/// removal take constant time on average. Memory: 2 to 5 bytes per cell on a surface; at most 64 when each cell is alone in
+/// its block.
 template <typename Blocks>
 class BlockBitmap {
 public:
@@ -44,18 +44,19 @@ public:
     static Word bitOf(Code code) { return Word{1} << Blocks::localOf(code); }
 
     BlockBitmap() : BlockBitmap(std::vector<Code>()) {}
-    /// In any order, but ascending is faster and takes less memory; repeats do no harm.
+    /// vCells: in any order, with or without repeats; ascending order is faster and takes less memory.
     explicit BlockBitmap(const std::vector<Code>& vCells);
 
     bool contains(Code code) const { return (getWord(blockOf(code)) & bitOf(code)) != 0; }
     void insert(Code code) { add(blockOf(code), bitOf(code)); }
     void erase(Code code) { vEntry[find(blockOf(code))].word &= ~bitOf(code); }
 
-    /// The cells of a block, bit i for the cell that is number i in it; 0 for an unknown block.
+    /// The cells of a block: bit i for the cell with number i; 0 for an unknown block.
     Word getWord(Code block) const { return vEntry[find(block)].word; }
 
-    /// Which positions of the 27-block of a cell are in the set, as bits. cornerCode(i): the cell one step off on all three
-    /// axes, up where bit 0, 1, 2 of i is set for x, y, z, down elsewhere.
+    /// Which positions of the 27-block of a cell are in the set, as bits.
+    /// cornerCode: cornerCode(i) gives the cell one step away on all three axes: up on x, y, z where bit 0, 1, 2 of i is
+    /// set, else down.
     template <typename CornerCode>
     std::uint32_t getMask27(Code centre, const CornerCode& cornerCode) const;
 
@@ -68,7 +69,7 @@ private:
 
     std::size_t find(Code block) const;
     void add(Code block, Word word);
-    /// To the smallest table that holds more than that many blocks.
+    /// Grows to the smallest table for more than that many blocks.
     void grow(std::size_t numBlocksToHold);
 
     std::vector<Entry> vEntry;  // a power of two, at least twice the blocks
@@ -83,7 +84,7 @@ using CellBitmap_RCD = BlockBitmap<PackedBlocks>;
 
 // ---- The innermost operations
 
-/// The entry of the block, or the free one where it would go.
+/// The entry of the block, or the free entry where it would be put.
 template <typename Blocks>
 std::size_t BlockBitmap<Blocks>::find(Code block) const {
     // The high bits of the product depend on all bits of the name; the fold spreads names that differ in high bits only.

@@ -1,8 +1,8 @@
 // Floods in the 27-block of a cell as operations on one word.
 //
-// A block is the 3x3x3 cells round a cell. Position 9(dz+1) + 3(dy+1) + (dx+1) is bit number of a mask, the centre is 13.
-// In that order a step along x, y or z is a shift by 1, 3 or 9; what would leave the block sideways is masked off first.
-// One ring of a flood costs six shifts, however wide its front is.
+// A block is the 3x3x3 cells round a cell. Position 9(dz+1) + 3(dy+1) + (dx+1) is the number of a bit in a mask; the centre
+// is 13. In that order a step along x, y or z is a shift by 1, 3 or 9; positions from which it would leave the block
+// sideways are masked off first. One ring of a flood costs six shifts, however wide its front is.
 #pragma once
 
 #include <bit>
@@ -25,16 +25,16 @@ constexpr Mask bit(int pos) {
 /// The positions that share a face with the centre: z-1, y-1, x-1, x+1, y+1, z+1.
 constexpr Mask FACES = bit(4) | bit(10) | bit(12) | bit(14) | bit(16) | bit(22);
 
-/// The positions that share an edge with the centre, or no more than a corner.
+/// The positions that share only a corner with the centre, and those that share an edge but no face.
 constexpr Mask CORNERS = bit(0) | bit(2) | bit(6) | bit(8) | bit(18) | bit(20) | bit(24) | bit(26);
 constexpr Mask EDGES = ALL & ~(FACES | CORNERS | bit(CENTRE));
 
-/// The position one step off the centre on all axes: up where bit 0, 1, 2 of corner is set for x, y, z, down elsewhere.
+/// The position one step away from the centre on all axes: up on x, y, z where bit 0, 1, 2 of corner is set, else down.
 constexpr std::size_t cornerPosition(std::size_t corner) {
     return 2 * (corner & 1) + 6 * (corner >> 1 & 1) + 18 * (corner >> 2 & 1);
 }
 
-/// The order in which the faces are looked at for the first free one, which seeds a flood.
+/// The order in which faces are tried to find the first free one, from which a flood starts.
 constexpr int FACE_SCAN[6] = {14, 12, 16, 10, 22, 4};
 
 constexpr Mask X_LOW = 0x1249249;                   ///< the positions with dx = -1
@@ -50,8 +50,8 @@ constexpr Mask faceNeighbours(Mask positions) {
     return (alongX | alongY | alongZ) & ALL;
 }
 
-/// What a flood that starts at the given positions covers after at most maxSteps steps through passable ones. The start
-/// counts as covered, passable or not.
+/// The positions that a flood from the given ones covers in at most maxSteps steps through passable ones. The start counts
+/// as covered, passable or not.
 constexpr Mask flood(Mask start, Mask passable, int maxSteps) {
     Mask covered = start;
     Mask front = start;
@@ -62,8 +62,8 @@ constexpr Mask flood(Mask start, Mask passable, int maxSteps) {
     return covered;
 }
 
-/// All that can be reached from the given positions through passable ones. The start counts as reached, passable or not.
-/// Goes along one axis after the other and so needs fewer rounds than a flood ring by ring.
+/// All positions that can be reached from the given ones through passable ones. The start counts as reached, passable or
+/// not. Goes along one axis after the other, and so needs fewer rounds than a flood ring by ring.
 constexpr Mask fill(Mask start, Mask passable) {
     Mask reached = start;
     for (Mask before = 0; reached != before;) {
@@ -91,7 +91,7 @@ inline void appendFaceNeighbours(int pos, std::vector<int>& vOut) {
         if (pos + step >= 0 && pos + step < NUM_POSITIONS && (neighbours & bit(pos + step)) != 0) vOut.push_back(pos + step);
 }
 
-/// A set of positions as bits, read like a standard set: in ascending order.
+/// A set of positions as bits, with the reading interface of a standard set: in ascending order.
 struct PositionSet {
     class Iterator {
     public:

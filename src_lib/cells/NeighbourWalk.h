@@ -10,11 +10,11 @@
 
 namespace TARN_KEL {
 
-/// Finds the cells around cell after cell in a sorted list of codes, or of pairs of a code and something.
+/// Finds the neighbours of one cell after the other in a sorted list of codes, or of pairs with a code first.
 ///
-/// A block of cells is (2 RADIUS + 1)^2 rows along z, each a run of consecutive codes. The cells are asked for in ascending
-/// order, so in each row the place in the list never goes back: it moves on in steps that double, and a walk over all cells
-/// is linear. The first cell costs a search for each row.
+/// A block of cells is (2 RADIUS + 1)^2 rows along z, each a run of consecutive codes. Blocks must be visited in ascending
+/// order of their cells. So the place of each row in the list never goes back: it moves on in steps that double, and a walk
+/// over all cells is linear. The first cell costs a search for each row.
 template <typename Element, int RADIUS = 1>
 class NeighbourWalk {
 public:
@@ -25,11 +25,11 @@ public:
         return ((dx + RADIUS) * WIDTH + dy + RADIUS) * WIDTH + dz + RADIUS;
     }
 
-    /// The list is only referred to.
+    /// vSorted: not copied; must outlive this object.
     explicit NeighbourWalk(const std::vector<Element>& vSorted) : vCell(vSorted) {}
 
-    /// visit(position, place in the list) for each cell of the block that is in the list, ascending; the cell itself, too,
-    /// if it is there.
+    /// Calls visit(position, place in the list) for each cell of the block that is in the list, in ascending order; the cell
+    /// itself included.
     template <typename Visit>
     void visitBlock(RCD rcd, const Visit& visit) {
         for (int row = 0; row < WIDTH * WIDTH; ++row) {
@@ -49,7 +49,7 @@ private:
     }
     long long codeAt(std::size_t i) const { return static_cast<long long>(codeOf(vCell[i])); }
 
-    // To the first cell that isn't below the code.
+    // Moves a place to the first cell that isn't below the code.
     void advance(std::size_t& place, long long code) const {
         const auto itFrom = vCell.begin() + static_cast<std::ptrdiff_t>(place);
         const auto it = findFirstNear(itFrom, vCell.end(), static_cast<RCD>(std::max(code, 0LL)));

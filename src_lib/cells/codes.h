@@ -1,8 +1,9 @@
 // The two layouts of cell codes as types of their own.
 //
-// Lists of cells hold bare numbers, and what the library names takes and gives them: CCD and VCD are interleaved, RCD and
-// RCC packed. The compiler can't tell one from the other. Where both kinds meet, or where an axis goes along with a code,
-// Morton, Packed and Axis can: they cost nothing, convert to each other by name only, and code() unwraps them.
+// Lists of cells hold bare numbers, and most functions take and return them: CCD and VCD are interleaved, RCD and RCC
+// packed. The compiler can't tell one from the other. Where both kinds are used together, or an axis with a code, use
+// Morton, Packed and Axis instead, which it can: they cost nothing and convert only explicitly; code() gives the bare
+// number.
 #pragma once
 
 #include <array>
@@ -54,7 +55,7 @@ public:
     constexpr CCD code() const { return bits; }
     /// The coordinate on that axis.
     constexpr unsigned long long on(Axis axis) const { return compressBits(bits >> (2 - numberOf(axis))); }
-    /// The block of 2^level cells along each axis that holds the cell; level 21 and more: the one block of all cells.
+    /// The block of 2^level cells along each axis that contains the cell; from level 21 on all cells are in one block.
     constexpr Morton block(int level) const { return Morton(3 * level < 64 ? bits >> 3 * level : 0); }
     friend constexpr auto operator<=>(Morton, Morton) = default;
 
@@ -73,8 +74,8 @@ public:
     constexpr RCD code() const { return bits; }
     /// The coordinate on that axis.
     constexpr unsigned long long on(Axis axis) const { return bits >> 21 * (2 - numberOf(axis)) & RCD_Z_FIELD; }
-    /// The code so many cells farther along that axis. Leans on the margin around occupied cells: fields run into each other
-    /// at the ends of the grid.
+    /// The code numSteps cells farther along that axis. Not checked: at the ends of the grid it would carry into another
+    /// field, so it depends on the margin around occupied cells.
     constexpr Packed moved(Axis axis, long long numSteps) const {
         return Packed(bits + static_cast<RCD>(numSteps) * packedStep(axis));
     }

@@ -4,9 +4,10 @@
 
 namespace TARN_KEL {
 
-/// Rounds over a list of candidates, each from the back: tryToDoom(cell) takes the cell away and gives true, or gives false.
-/// What is kept goes into the list of the next round in the order in which it was tried, so the direction alternates. Ends
-/// with the first round that takes nothing; returns what is kept, in the order of that round.
+/// Goes over a list of candidates in rounds, each from the back. Cells that are kept make the list of the next round, in the
+/// order in which they were tried, so the direction alternates. Ends with the first round that removes nothing.
+/// tryToDoom: tryToDoom(cell) removes the cell and returns true, or returns false.
+/// Returns the cells that are kept, in the order of the last round.
 template <typename Code, typename TryToDoom>
 std::vector<Code> pruneRounds(std::vector<Code> vWork, const TryToDoom& tryToDoom) {
     std::vector<Code> vKept;

@@ -1,5 +1,5 @@
-// Cells looked up in a list sorted by their codes, of either kind: codes alone, or pairs of a code and what belongs to the
-// cell.
+// Look-up of cells in a list sorted by their codes, interleaved or packed: of codes alone, or of pairs of a code and data of
+// the cell.
 #pragma once
 
 #include <algorithm>
@@ -25,7 +25,7 @@ Iterator findFirstFrom(Iterator itBegin, Iterator itEnd, CCD code) {
     return std::lower_bound(itBegin, itEnd, code, [](const auto& cell, CCD other) { return codeOf(cell) < other; });
 }
 
-/// The same, but O(log d) where it is d cells behind itBegin: the reach doubles until it is there.
+/// The same, but O(log d) when the result is d cells after itBegin: the reach of the search doubles until it is enough.
 template <typename Iterator>
 Iterator findFirstNear(Iterator itBegin, Iterator itEnd, CCD code) {
     std::ptrdiff_t reach = 1;
@@ -41,7 +41,7 @@ Iterator findCell(Iterator itBegin, Iterator itEnd, CCD code) {
     return it != itEnd && codeOf(*it) == code ? it : itEnd;
 }
 
-/// Of the pairs of each cell in a sorted list only the first stays. O(n).
+/// Keeps only the first pair of each cell in a sorted list. Cost: O(n).
 template <typename T>
 void keepFirstOfCells(std::vector<std::pair<CCD, T>>& vSorted) {
     vSorted.erase(

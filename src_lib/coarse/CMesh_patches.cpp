@@ -1,9 +1,9 @@
 // The mesh cut into patches.
 //
-// Both ways are a flood over the alive triangles. They differ in the edges that they cross. Repair cuts the mesh anew in
-// every pass, so the flood does nothing per triangle but look at its three edges: what is found at MEs, which are few, goes
-// into plain lists, and these are sorted once at the end. A map filled on the way would be asked again and again for the
-// same corners.
+// Both ways are a flood over the alive triangles. They differ in the edges that they cross. Repair cuts the mesh again in
+// every pass, so the flood does nothing per triangle but look at its three edges: what is found at MEs, which are few, is
+// appended to plain lists, and these are sorted once at the end. A map filled on the way would be asked again and again for
+// the same corners.
 #include <iterator>
 #include <memory>
 #include <utility>
@@ -18,7 +18,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Adds to the patch what can be reached from a triangle over the edges that cross lets through.
+/// Adds to the patch what can be reached from a triangle over the edges for which cross(triangle, i) is true.
 template <typename Cross>
 void fillPatch(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vStack, Cross&& cross) {
     floodTriangles(pStartCT, vStack, cross, [&patch](CTriangle* pCT) { patch.add(pCT); });

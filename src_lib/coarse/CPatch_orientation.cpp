@@ -1,4 +1,4 @@
-// Which way a patch faces.
+// Which way a patch faces: its members turned over to agree, and the whole patch turned by its highest vertex.
 #include "CMesh.h"
 #include "CPatch.h"
 #include "freeFunctions.h"

@@ -1,4 +1,4 @@
-// The partners of a patch: sheets one cell away from its non-manifold rim.
+// The partners of a patch: other patches at its MEs, which for the sheets of a double layer lie one cell away.
 #include <utility>
 
 #include "CPatch.h"
@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::size_t MAX_TESTED = 500;
 
-/// The corners off an ME of the patch, as far as the map knows them.
+/// The third corners of the triangles on an ME, as far as the map knows their patches.
 struct RimEdge {
     bool bOwn = false;
     CCD ownCCD = 0;  // the last one of the patch itself, if any

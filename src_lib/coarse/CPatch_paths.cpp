@@ -1,8 +1,7 @@
 // Shortest paths through a patch along its folds.
 //
-// The distances from a vertex are what a walk would find that follows every improvement at once. Here a queue takes the
-// nearest vertex first, which settles each vertex when it comes up, whatever the size of the patch. To join an open end with
-// its nearest partner the search goes no farther than that partner.
+// A queue takes the nearest vertex first, so that each vertex has its final distance when it comes up, whatever the size of
+// the patch. To join an open end with its nearest partner the search goes no farther than that partner.
 #include <algorithm>
 #include <queue>
 #include <utility>
@@ -69,7 +68,7 @@ const Dijkstra* Dijkstra::updateToNearest(const std::set<VCD>& sGoal, CEdge* pCE
     while (!queue.empty()) {
         const auto [distance, pNode] = queue.top();
         queue.pop();
-        if (distance > pNode->dist) continue;  // it was reached on a shorter way since
+        if (distance > pNode->dist) continue;  // a shorter way to it was found meanwhile
         if (sGoal.count(pNode->vcd) != 0) return pNode;
         const auto q_it = mVCD2InnerCEVec->find(pNode->vcd);
         if (q_it == mVCD2InnerCEVec->end()) continue;

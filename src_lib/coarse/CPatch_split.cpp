@@ -8,11 +8,11 @@
 //          ________       The two sides of a closed patch, seen across. At both ends they meet in MEs, where other sheets
 //     ____/________\____  go on; one side is superfluous.
 //
-// A side that has more than two of its own triangles on MEs with triangles of other patches is the one that the rest of the
-// mesh hangs on, so the other one goes; when this tells nothing, the smaller one does.
+// A side counts as connected to the rest of the mesh when some edge has more than two triangles of this side together with
+// triangles of other patches. If only one side is connected, the other one is killed; else the smaller one.
 //
-// The queue is a set by priority alone: of two edges with the same turn, two flat ones say, the second isn't entered. So the
-// floods need not reach everything; what they don't reach stays.
+// The queue is a set ordered by priority alone: of two edges with the same turn, two flat ones say, the second isn't
+// entered. So the floods may not reach everything; what they don't reach is kept.
 #include <algorithm>
 #include <set>
 #include <unordered_map>
@@ -39,7 +39,7 @@ double turnBetween(const CTriangle& ct0, const CTriangle& ct1, const CMesh* pCMe
     return turn >= 0.0 ? turn : 90.0;
 }
 
-/// Whether a patch is thin enough to be split: by its mean thickness in cells, from 20 members on.
+/// Whether a patch is thin enough to be split. Fewer than 20 members always are; others by their mean thickness in cells.
 bool isThin(const CPatch& patch, double sideLen) {
     const std::size_t size = patch.getSize();
     if (size < 20) return true;
@@ -79,7 +79,7 @@ private:
     CEdge* pStartME = nullptr;
     CTriangle* pCT0 = nullptr;  // the members on it
     CTriangle* pCT1 = nullptr;
-    std::unordered_map<const CTriangle*, Side> mSide;  // of what the floods reached; no walk goes over it
+    std::unordered_map<const CTriangle*, Side> mSide;  // of what the floods reached; never iterated over
     std::vector<std::pair<CTriangle*, Side>> vTaken;   // the same in order of reaching
     std::set<ConEdge> sConEdge;
 };
@@ -135,7 +135,7 @@ void PatchSplitter::grow() {
         cross(sConEdge.extract(sConEdge.begin()).value());
 }
 
-// By address, so that the order of kills doesn't depend on how the floods ran.
+// Sorted by address, so that the order of kills doesn't depend on how the floods ran.
 std::vector<CTriangle*> PatchSplitter::listOf(Side side) const {
     std::vector<CTriangle*> vSideT;
     for (const auto& [pCT, takenSide] : vTaken)

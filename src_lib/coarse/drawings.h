@@ -1,7 +1,7 @@
-// What algorithms on cells and on the coarse mesh show on their way, inside drawOnTheWay(): values in, a file out.
+// Drawings that algorithms on cells and on the coarse mesh make on their way, inside drawOnTheWay(). Each writes a file.
 //
-// The drawing module defines these functions. Triangles and edges are drawn at the points of the mesh that is given, or at
-// the midpoints of their cells where it is null. Assertions when drawings for debugging aren't let through.
+// The drawing module defines these functions. Triangles and edges are drawn at the points of the given mesh, or at the
+// midpoints of their cells when it is null. They throw (assertion) unless drawings for debugging are enabled.
 #pragma once
 
 #include <set>
@@ -33,7 +33,7 @@ void drawDegrees(const std::string& filename, const CMesh& mesh);
 void drawCells(const std::string& filename, const Calc* pCalc, const VCCD& vRed, const VCCD& vBlue);
 /// Each patch in a colour and a file of its own, "patch_" and its label, with its boundary in red.
 void drawPatches(const std::vector<CPatch*>& vPatches);
-/// Two groups of patches in two files, the colours going on from patch to patch.
+/// Two groups of patches in two files, each patch in the next colour.
 void drawPatchGroups(const Calc* pCalc, const std::vector<CPatch*>& vPatches, const std::set<CPatch*>& sStrong);
 void drawSegments(const std::string& filename, const std::vector<Segment3>& vSegments, const std::string& color);
 

@@ -11,9 +11,9 @@
 
 namespace TARN_KEL {
 
-/// Kills the triangles of these configurations of a dual cube that have an edge without another triangle, configuration by
-/// configuration, each in the order of vAllCT. Each is asked when its turn comes. A triangle without a configuration counts
-/// as one of 0. O(n).
+/// Kills triangles that have a border edge and come from one of these configurations of a dual cube: configuration by
+/// configuration, each in the order of vAllCT. A triangle is judged when its turn comes, so earlier kills count. One without
+/// a configuration counts as one of 0. Cost: O(n).
 inline void killLooseTriangles(CMesh* pCMesh, std::span<const int> configs) {
     std::array<std::vector<CTriangle*>, 256> buckets;
     for (CTriangle* pCT : pCMesh->getTriRef()) {

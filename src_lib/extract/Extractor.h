@@ -20,8 +20,8 @@ class CMesh;
 /// run of equal keys and no cube has to be looked up. The configuration of a run selects its triangles (Casx). A triangle is
 /// three cells; no geometry is computed here.
 ///
-/// An extractor owns no mesh and keeps none: it makes them, or fills one that it is given. It must outlive the repair, which
-/// asks it to extract again. One thread.
+/// An extractor owns no mesh: it creates one for the caller, or fills one that it is given. It must outlive the repair,
+/// which calls it to extract again. One thread.
 class Extractor {
 public:
     /// pCalc, mCCD2Bundle: not owned, must outlive this object and all its meshes. Every key of the map becomes a cell.
@@ -30,33 +30,34 @@ public:
 
     /// Returns a new mesh of all cells. Reports like fill(). Cost: O(n).
     std::unique_ptr<CMesh> extract() const;
-    /// Makes the triangles of all cells in an empty mesh, in the order of their cubes' keys; those of flat cubes (four cells
-    /// on one face) come last. Reports under the steps "VO_ftx" and "VO_amb". Cost:
-    /// O(n).
+    /// Creates the triangles of all cells in an empty mesh, in the order of their cubes' keys; those of flat cubes (four
+    /// cells on one face) come last. Reports under the steps "VO_ftx" and "VO_amb". Cost: O(n).
     void fill(CMesh& mesh) const;
-    /// Completes the dual cubes of these keys that lack one or two cells, removes the cells opposite to the new ones where
-    /// the sheet stays whole without them, resets the mesh and fills it again. The new cells get bundles of the mesh
-    /// (CMesh::addBundle); as many of these as possible are collapsed into neighbours, the rest is averaged. All pointers to
-    /// triangles and edges are void. Throws like findCrowded(). Cost: O(n) for n cells and O(log n) a key.
+    /// Completes those of the dual cubes that lack one or two cells, removes the cells opposite to the new ones where the
+    /// sheet stays whole without them, resets the mesh and fills it again. The new cells get bundles of the mesh
+    /// (CMesh::addBundle); as many of these as possible are collapsed into neighbours, the others are averaged. All pointers
+    /// to triangles and edges are void afterwards.
+    /// vKeys: the keys of the dual cubes.
+    /// Throws like findCrowded(). Cost: O(n) for n cells and O(log n) per key.
     void extractAgain(CMesh& mesh, const VCCD& vKeys);
 
     // ---- Steps of these
 
-    /// Builds vStaticVCD2CCD from vCCD, which gets sorted with each cell once. Memory: 8 pairs of 16 bytes a cell. Cost:
-    /// linear in the number of cells, apart from a sort of their 4x4x4 blocks.
+    /// Builds vStaticVCD2CCD from vCCD, which gets sorted and unique. Memory: 8 pairs of 16 bytes per cell. Cost: linear in
+    /// the number of cells, apart from a sort of their 4x4x4 blocks.
     void setVCD2CCD();
 
     struct CrowdedCells {
-        VCCD vExtra;   ///< what the cubes lack, sorted and unique
-        VCCD vRemove;  ///< the cells of these cubes diagonally opposite to that, sorted and unique
+        VCCD vExtra;   ///< the cells that the cubes lack, sorted and unique
+        VCCD vRemove;  ///< the cells of these cubes diagonally opposite to those, sorted and unique
     };
     /// Looks at those of the cubes that lack one or two cells. Keys without cells are skipped. Throws (assertion) for a key
     /// above all keys that have cells.
     CrowdedCells findCrowded(const VCCD& vKeys) const;
-    /// Adds the extra cells to vCCD. vStaticVCD2CCD doesn't follow.
+    /// Adds the extra cells to vCCD. vStaticVCD2CCD isn't updated.
     void addCells(const VCCD& vExtra);
-    /// Takes each cell of vRemove out of vCCD that isn't an extra one and that RemoveDecider::isRemovable() accepts, in
-    /// their order: each removal changes the answer for the next. vStaticVCD2CCD doesn't follow.
+    /// Removes from vCCD the cells of vRemove that aren't extra ones and that RemoveDecider::isRemovable() accepts, in their
+    /// order: each removal changes the answer for the next. vStaticVCD2CCD isn't updated.
     void removeCells(const CrowdedCells& crowded);
 
     Calc* pCalc;                                      ///< the grid, not owned

@@ -10,30 +10,33 @@
 
 namespace TARN_KEL {
 
-/// Reads a stream in big blocks and shows them through a window: bytes, words and lines in place, without a copy.
+/// Reads a stream in big blocks and gives access to a window of it: bytes, words and lines in place, without a copy.
 ///
-/// The window [begin(), end()) holds the bytes that are read and not yet consumed. It moves with every call that isn't
-/// const, so views and pointers into it are good until the next such call. Memory: one block, more while a caller asks for
-/// more at once.
+/// The window [begin(), end()) has the bytes that are read and not yet consumed. It moves with every call that isn't const,
+/// so views and pointers into it are valid until the next such call. Memory: one block, and more when a caller needs more at
+/// once.
 class BlockReader {
 public:
-    /// The stream must outlive this object. It is ahead of the reader by size().
+    /// in: must outlive this object. Its position is ahead of the reader by size() bytes.
     explicit BlockReader(std::istream& in);
 
     const char* begin() const { return pBegin; }
     const char* end() const { return pEnd; }
     std::size_t size() const { return static_cast<std::size_t>(pEnd - pBegin); }
 
-    /// Makes the window hold at least numBytes. False when the stream ends before; the window then holds all that is left.
+    /// Extends the window to at least numBytes. Returns false when the stream ends before; then the window has all that is
+    /// left.
     bool fill(std::size_t numBytes) { return size() >= numBytes || readMore(numBytes); }
     /// Consumes bytes of the window.
     void skip(std::size_t numBytes) { pBegin += numBytes; }
-    /// Consumes bytes within and behind the window; false when the stream ends before.
+    /// Consumes bytes in the window and beyond it. Returns false when the stream ends before.
     bool skipFar(std::size_t numBytes);
 
-    /// The next line without its '\n'; false at the end. A line beyond MAX_TEXT bytes is shown up to there.
+    /// Sets line to the next line without its '\n'. Returns false at the end. Of a line longer than MAX_TEXT bytes only the
+    /// beginning is returned.
     bool nextLine(std::string_view& line);
-    /// The next run of characters that aren't white space; empty at the end. Beyond MAX_TEXT bytes it may come in pieces.
+    /// The next run of characters that aren't white space; empty at the end. A run longer than MAX_TEXT bytes may be
+    /// returned in pieces.
     std::string_view nextWord();
 
     /// Whether the stream ended by an error.
@@ -50,7 +53,7 @@ private:
     std::size_t capacity;
     char* pBegin;
     char* pEnd;
-    bool bInLongLine = false;  ///< the rest of a line that was shown in part is still to be dropped
+    bool bInLongLine = false;  ///< the rest of a line that was returned in part is still to be dropped
 };
 
 }  // namespace TARN_KEL

@@ -8,7 +8,8 @@
 
 namespace TARN_KEL {
 
-/// What readSTL_ASCII() does. bTrianglesOnly: a loop of a text that hasn't three corners or no end is a failure as well.
+/// Does the work of readSTL_ASCII().
+/// bTrianglesOnly: fail also for a loop in a text that doesn't have three corners, or has no end.
 bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints);
 
 }  // namespace TARN_KEL

@@ -1,11 +1,11 @@
-// Numbers as text, fast, and to the letter what a stream in the "C" locale makes of them.
+// Numbers as text: fast, and with exactly the results of a stream in the "C" locale.
 //
-// Reading: a stream gathers characters as long as they may belong to a number (sign, digits, one point, one exponent) and
-// then demands that all it gathered is one. So "1.5abc" is 1.5 and stops before 'a', while "1e" and "1e+" fail, "nan", "inf"
+// Reading: a stream collects characters as long as they may belong to a number (sign, digits, one point, one exponent), and
+// then all that it collected must be one. So "1.5abc" is 1.5 and stops before 'a', while "1e" and "1e+" fail, "nan", "inf"
 // and hexadecimal numbers are no numbers at all, and a number beyond the range of its type fails. from_chars() rounds as
-// exactly at ten times the speed, but it stops early where a stream fails and takes "nan" and "inf"; the few tests around it
-// below mend that. What it reports as out of range, tiny numbers that a stream rounds to zero among it, goes through a
-// stream.
+// exactly at ten times the speed, but it stops early where a stream fails, and it accepts "nan" and "inf"; the few tests
+// around it below correct that. Numbers that it reports as out of range, such as tiny ones that a stream rounds to zero, are
+// read again by a stream.
 //
 // Writing: to_chars() with a precision is the format "%.*g" of a stream with that precision.
 #pragma once
@@ -41,7 +41,7 @@ namespace textNumbersDetail {
 inline bool isExponentSign(char c) {
     return c == 'e' || c == 'E';
 }
-/// The slow way: the stream itself. p: at the number.
+/// The slow way: the stream itself. p: the start of the number.
 template <typename Float>
 const char* extractByStream(const char* p, const char* end, Float& value) {
     std::istringstream in(std::string(p, end));
@@ -50,8 +50,9 @@ const char* extractByStream(const char* p, const char* end, Float& value) {
 }
 }  // namespace textNumbersDetail
 
-/// Extracts a float or double from [p, end) as `in >> value` does: leading white space is passed over, exact rounding.
-/// Returns the place behind the number; null when there is none, value is then undefined. O(length of the number).
+/// Extracts a float or double from [p, end) as `in >> value` does: leading white space is skipped, rounding is exact.
+/// Returns the place after the number; null when there is none, and then value is undefined. Cost: linear in the length of
+/// the number.
 template <typename Float>
 const char* extractFloat(const char* p, const char* end, Float& value) {
     using namespace textNumbersDetail;
@@ -70,7 +71,7 @@ const char* extractFloat(const char* p, const char* end, Float& value) {
     return bDanglingExponent ? nullptr : behind;
 }
 
-/// A point from the three numbers at the start of a text; what follows them is ignored. Nothing when there aren't three.
+/// A point from the three numbers at the start of a text; the rest of the text is ignored. Empty when there aren't three.
 inline std::optional<Point3> extractPoint(std::string_view text) {
     std::array<double, 3> aValue{};
     const char* p = text.data();
@@ -81,9 +82,9 @@ inline std::optional<Point3> extractPoint(std::string_view text) {
     return Point3(aValue[0], aValue[1], aValue[2]);
 }
 
-/// Extracts a whole decimal number that fits into Int, which may be an 8-bit type: text is a number here, never a character.
-/// Stricter than a stream in one thing: unsigned types refuse a minus sign where a stream wraps around.
-/// Returns the place behind the number; null when there is none.
+/// Extracts a whole decimal number that fits into Int. With an 8-bit type the text is a number too, never a character.
+/// Stricter than a stream in one respect: unsigned types don't accept a minus sign, where a stream wraps around.
+/// Returns the place after the number; null when there is none.
 template <typename Int>
 const char* extractInt(const char* p, const char* end, Int& value) {
     p = skipSpace(p, end);

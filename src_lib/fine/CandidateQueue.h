@@ -18,13 +18,13 @@ namespace TARN_KEL {
 struct Waiting {
     double penalty;
     std::uint32_t collapse;      ///< twice the number of the edge, and iDir; a mesh has fewer than 2^31 edges
-    std::uint32_t numCollapses;  ///< how many collapses of the run the penalty knows
+    std::uint32_t numCollapses;  ///< how many collapses of the run were done when the penalty was computed
 };
 
-/// Collapses by ascending penalty; of equal ones the one that came first. Penalties are finite.
+/// A queue of collapses by ascending penalty; of equal ones the one that was entered first. Penalties are finite.
 ///
-/// It is filled in lots, and few collapses come one by one. So it is a short row of sorted lots, of which an older one is
-/// always larger, with a heap for what came one by one since the last lot: nearly every removal is a step along an array.
+/// Collapses are mostly entered in large lots, few of them one by one. So the queue is a short list of sorted lots, with a
+/// heap for what was entered one by one since the last lot. Nearly every removal is then a step along an array.
 class CandidateQueue {
 public:
     bool empty() const { return numEntries == 0; }
@@ -47,8 +47,8 @@ public:
         findFirst();
         return candidate;
     }
-    /// What is going to be popped some pops after the last one, as far as that is known; else null. Valid until the next
-    /// change.
+    /// An entry that will be popped some 32 pops from now or later, for prefetching; null when none is known. Valid until
+    /// the next change.
     const Waiting* comingUp() const { return pComingUp; }
     /// O(log n).
     void push(const Waiting& candidate) {
@@ -57,7 +57,7 @@ public:
         std::push_heap(vHeap.begin(), vHeap.end(), isLater);
         findFirst();
     }
-    /// As if toWaiting(candidate) were pushed for one after the other. Amortised O(log n) a candidate.
+    /// Same as push(toWaiting(candidate)) for each candidate in turn. Amortised O(log n) per candidate.
     template <typename ToWaiting>
     void pushAll(const std::vector<RECandidate>& vCandidates, const ToWaiting& toWaiting) {
         numEntries += vCandidates.size();
@@ -70,7 +70,7 @@ public:
 private:
     struct Lot {
         std::vector<Waiting> vSorted;
-        std::size_t next = 0;  // what is before has left
+        std::size_t next = 0;  // the entries before were popped
 
         bool empty() const { return next == vSorted.size(); }
         std::size_t size() const { return vSorted.size() - next; }
@@ -89,7 +89,7 @@ private:
     static bool isCheaper(const Waiting& a, const Waiting& b) { return a.penalty < b.penalty; }
 
     const Waiting& first() const { return pFirstLot != nullptr ? pFirstLot->head() : vHeap.front().candidate; }
-    /// Sets pFirstLot and secondPenalty. The lots are about log n.
+    /// Sets pFirstLot and secondPenalty. There are about log n lots.
     void findFirst() {
         constexpr double NONE = std::numeric_limits<double>::infinity();
         pFirstLot = nullptr;
@@ -108,10 +108,10 @@ private:
         if (vHeap.empty()) return;
         const double penalty = vHeap.front().candidate.penalty;
         secondPenalty = std::min(secondPenalty, penalty);
-        if (penalty < firstPenalty) pFirstLot = nullptr;  // what is in the heap is younger than all lots
+        if (penalty < firstPenalty) pFirstLot = nullptr;  // on a tie the lot wins: the heap is younger than all lots
     }
-    /// Stable. The upper half of a penalty puts nearly all candidates in order: so it is sorted with the position alone, in
-    /// half as many passes over a third of the memory, and what it holds for equal is sorted afterwards.
+    /// Stable. The upper half of a penalty tells nearly all candidates apart. So keys of this half and the position are
+    /// sorted, in half as many passes over a third of the memory; runs with the same upper half are sorted afterwards.
     template <typename ToWaiting>
     static std::vector<Waiting> sorted(const std::vector<RECandidate>& vCandidates, const ToWaiting& toWaiting) {
         std::vector<std::uint64_t> vKey(vCandidates.size());
@@ -129,7 +129,7 @@ private:
         });
         return vSorted;
     }
-    /// Empties the heap; what was in it, in order.
+    /// Empties the heap and returns what was in it, in order.
     std::vector<Waiting> takeHeap() {
         std::sort_heap(vHeap.begin(), vHeap.end(), isLater);
         std::vector<Waiting> vSorted(vHeap.size());
@@ -137,7 +137,8 @@ private:
         vHeap.clear();
         return vSorted;
     }
-    /// Merges it with the lots before it until each is more than twice as large as the next one.
+    /// Appends a lot and merges it with the lots before it until the one before is more than twice as large. So there are
+    /// few lots, and merging is cheap on average.
     void addLot(std::vector<Waiting>&& vSorted) {
         if (vSorted.empty()) return;
         vLot.push_back({std::move(vSorted)});
@@ -151,15 +152,15 @@ private:
         }
     }
 
-    static constexpr std::size_t AHEAD = 32;  // of comingUp: a few alive ones, and time to fetch a dozen things in turn
+    static constexpr std::size_t AHEAD = 32;  // of comingUp: enough time for a dozen fetches in turn
     static constexpr std::uint64_t UPPER_HALF = 0xffffffff00000000U;
 
     std::vector<Lot> vLot;      // the oldest first
-    std::vector<Single> vHeap;  // the first to go at the front
+    std::vector<Single> vHeap;  // the next one to pop at the front
     std::size_t numPushed = 0;
     std::size_t numEntries = 0;
     Lot* pFirstLot = nullptr;    // the oldest lot with the lowest head; null: the heap has a lower one, or all is empty
-    double secondPenalty = 0.0;  // the lowest of the other heads: below it pFirstLot stays the first
+    double secondPenalty = 0.0;  // the lowest of the other heads: as long as its head is below, pFirstLot stays the first
     const Waiting* pComingUp = nullptr;
 };
 

@@ -13,15 +13,15 @@ inline std::pair<Point3*, Point3*> sourceAndTarget(const REdge& edge, int iDir) 
     return iDir == 0 ? std::pair(edge.pVtx0, edge.pVtx1) : std::pair(edge.pVtx1, edge.pVtx0);
 }
 
-/// Starts to fetch what is there into the cache, without waiting for it. The pointer may be any.
+/// Starts to fetch the memory there into the cache, without waiting for it. Any pointer is allowed.
 inline void prefetch(const void* p) {
     __builtin_prefetch(p);
 }
 
-/// Fetches what penalties need into the cache before they are computed. Candidates come up all over the mesh, the triangles
-/// at a vertex are a linked list through memory, and waiting for each in turn would cost more than the penalty. So the lists
-/// of the next few candidates are walked side by side, one link at a time. The mesh may change meanwhile; then something
-/// else is fetched.
+/// Fetches what penalties need into the cache before they are computed. Candidates come up all over the mesh, and the
+/// triangles at a vertex are a linked list through memory: to wait for each in turn would cost more than the penalty. So the
+/// lists of the next few candidates are walked side by side, one link at a time. The mesh may change meanwhile; then
+/// something useless is fetched, no more.
 class CollapseLookahead {
 public:
     explicit CollapseLookahead(const RMesh& theMesh) : mesh(theMesh) {}
@@ -41,7 +41,7 @@ public:
 
 private:
     static constexpr std::size_t MAX_WALKS = 16;
-    static constexpr int MAX_STEPS = 12;  // more than nearly all vertices have triangles
+    static constexpr int MAX_STEPS = 12;  // nearly all vertices have fewer triangles
 
     struct Walk {
         const REdge* pRE;  // null: its list has been found
@@ -72,7 +72,7 @@ private:
         prefetch(pTrg);
         return true;
     }
-    /// What the triangle has that the next one round corner i hasn't.
+    /// Fetches what this triangle has and the next one round corner i hasn't.
     static void fetchAround(const RTriangle& rt, unsigned i) {
         prefetch(rt.aCorners[i == 2 ? 0 : i + 1]);
         prefetch(&(i == 0 ? rt.pRE12 : i == 1 ? rt.pRE02 : rt.pRE01)->vRT);

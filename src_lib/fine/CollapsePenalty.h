@@ -23,7 +23,7 @@ struct RingSide {
     /// Finds the third corner of the other triangle on this side.
     void findApex();
     bool has(const Point3* pTrg) const { return a == pTrg || b == pTrg; }
-    /// Another triangle with corner pTrg stands on this side. After findApex().
+    /// Another triangle on this side has the corner pTrg. After findApex().
     bool isSideOf(const Point3* pTrg) const;
 
     const RTriangle* pRT;
@@ -48,7 +48,7 @@ public:
 private:
     std::vector<RingSide> vSide;
     const Point3* pCentre = nullptr;
-    bool bApexes = false;  // found; a collapse that turns too much doesn't get that far
+    bool bApexes = false;  // whether they are found; they aren't needed for a collapse that turns too much
 };
 
 /// Computes the penalties of collapses (RMesh::getPenalty), one after the other. It keeps what it found around a vertex for
@@ -59,7 +59,7 @@ public:
         : mesh(theMesh), maxSqLen(theMaxSqLen), maxDevRad(theMaxDevRad) {}
 
     double penaltyOf(const REdge& edge, int iDir);
-    /// As before a question about a collapse of that vertex.
+    /// Gathers the triangles at that vertex, as penaltyOf() does for a collapse of it.
     void lookAt(const Point3* pSrc);
     /// To be called when the mesh has changed.
     void forget() {

@@ -16,13 +16,14 @@ class RTriangle;
 
 /// Removes small patches from a fine mesh where that opens nothing.
 ///
-/// A patch is connected over edges of degree 2. A membrane is a patch whose rim edges all have degree 3 or more, so that at
-/// least two triangles remain on each of them: a wall across a bubble, the floor under a bump. A flap has border edges as
-/// well, which are removed with it; no new ones arise. Each removal may turn rim edges into inner ones, and so join the
-/// patches beside it.
+/// A patch is connected through edges of degree 2. A membrane is a patch whose boundary edges all have degree 3 or more, so
+/// that at least two triangles remain on each of them: a wall across a bubble, the floor under a bump. A flap has border
+/// edges as well, which are removed with it; no new ones arise. A removal may leave boundary edges with two triangles, and
+/// so join the patches beside it.
 class MembraneRemover {
 public:
-    /// Finds the patches. The mesh must outlive this object and be changed by it alone. Cost: O(n).
+    /// Finds the patches. Cost: O(n).
+    /// mesh: must outlive this object, and nothing else may change it meanwhile.
     /// maxSize: size of the largest patch that may be removed, in triangles.
     MembraneRemover(RMesh& mesh, std::size_t maxSize);
 

@@ -1,7 +1,9 @@
-// Holes of the fine mesh are closed by the ears of the coarse one. Loop only asks a mesh for triangles and edges between
-// numbered vertices at points, so the neighbourhood of all borders is copied into a coarse mesh in which a vertex has its
-// number in the fine mesh for a code. There chains and loops may turn and kill triangles as they like. What closes a hole
-// is made in the fine mesh; an edge's number of triangles is right in the copy, since it has all those at a border vertex.
+// Closes holes of the fine mesh with the chains and loops of the coarse one.
+//
+// Loop only needs a mesh with triangles and edges between numbered vertices at points. So the triangles at all border
+// vertices are copied into a coarse mesh, in which the code of a vertex is its number in the fine mesh. There chains and
+// loops may turn and kill triangles. What closes a hole is then created in the fine mesh. The copy has all triangles at each
+// border vertex, so an edge at such a vertex has the same degree in both meshes.
 #include <algorithm>
 #include <map>
 #include <memory>
@@ -24,12 +26,12 @@ namespace TARN_KEL {
 
 namespace {
 
-/// The triangles at the borders of a fine mesh as a coarse mesh.
+/// A copy of the triangles at the border vertices of a fine mesh, as a coarse mesh.
 class RimCopy {
 public:
     explicit RimCopy(const RMesh& fineMesh);
 
-    /// The edges of the copy that are a border of the fine mesh.
+    /// The edges of the copy that are border edges of the fine mesh.
     const EdgesByEnd& border() const { return mmVCD2CE; }
     CMesh& mesh() { return coarseMesh; }
 
@@ -79,7 +81,7 @@ void RimCopy::copyTriangles(const std::vector<RTriangle*>& vRT) {
     }
 }
 
-/// A ring of at most that many edges that touches no other border and has no twist.
+/// A border loop of at most that many edges that touches neither itself nor another one and has no twist.
 bool isPlainRing(Chain& chain, std::size_t maxEdges, const std::vector<VCD>& vHighVCD) {
     if (chain.empty() || !chain.isClosed() || chain.getSize() > maxEdges) return false;
     const auto isHigh = [&](VCD vcd) { return std::binary_search(vHighVCD.begin(), vHighVCD.end(), vcd); };
@@ -88,7 +90,8 @@ bool isPlainRing(Chain& chain, std::size_t maxEdges, const std::vector<VCD>& vHi
     return !bTouches && !chain.hasMoebius();
 }
 
-/// The triangles on the border run against the walk of the loop in the fine mesh (true) or along it; empty: some of each.
+/// Whether, in the fine mesh, the triangles on the border all run against the loop (true) or all along it (false); empty:
+/// some of each.
 std::optional<bool> runAgainst(const RMesh& fine, const Loop& loop) {
     const auto isAgainst = [&](const CEdge* pCE) {
         const Point3 *pSource = fine.getVtx(pCE->getSource()), *pTarget = fine.getVtx(pCE->getTarget());
@@ -99,7 +102,7 @@ std::optional<bool> runAgainst(const RMesh& fine, const Loop& loop) {
     return numAgainst != 0;
 }
 
-/// Two corners are left, and all new edges have two triangles.
+/// Two corners are left, and all edges of the new triangles have two triangles.
 bool closesHole(const Loop& loop) {
     const auto isInside = [](const CTriangle* pCT) { return pCT->hasOnlyHalfEdges(); };
     return loop.isFilled() && std::all_of(loop.vFillT.begin(), loop.vFillT.end(), isInside);

@@ -13,8 +13,8 @@
 
 namespace TARN_KEL {
 
-/// Takes the sheets of a fine mesh apart, so that each has vertices of its own, and turns each one to agree with itself.
-/// Used once. See ManifoldMaker.cpp for how.
+/// Separates the sheets of a fine mesh, so that each has vertices of its own, and orients each of them. An object serves one
+/// run. ManifoldMaker.cpp tells how.
 class SheetParter {
 public:
     /// The mesh must outlive this object.
@@ -27,7 +27,7 @@ private:
     using Corner = Forest::Member;
     /// An edge by the fans at its two ends, each by its root.
     using SplitEdge = std::pair<Corner, Corner>;
-    /// Triangles that links join.
+    /// Triangles that continue each other (Sheets::across).
     struct Sheet {
         std::vector<RTriangle*> vT;
         bool bClosed = true;

@@ -1,5 +1,7 @@
-// Seen along an edge its triangles stand round it like the hours round a clock. Sheets that don't cross are neighbours
-// there, so an even number of triangles leaves two choices, and an odd number one for each triangle that stays alone:
+// Finds the sheets of a non-manifold mesh, and how to orient them.
+//
+// Seen along an edge, its triangles lie round it like the hours round a clock. Sheets that don't cross connect neighbours
+// there. So an even number of triangles leaves two choices, and an odd number one for each triangle that may stay alone:
 //
 //        t1   t2              t1   t2            t1   t2
 //          \ /                  \ /                | |
@@ -7,12 +9,11 @@
 //          / \                  / \                | |
 //        t0   t3              t0   t3            t0   t3
 //
-// That choice is taken which lets most sheets keep two sides, and of these the flattest.
+// The choice with the fewest conflicts of orientation is taken, and of these the flattest.
 //
-// Which triangles agree is known from sets with parity, joined side by side, flat sides first. So where a sheet comes back
-// to itself the wrong way round, it is found at the sharpest fold on the way. The sides where this happens make a seam,
-// which may run long ways: turning a triangle over exchanges its seams for its other sides, and is done while that shortens
-// them.
+// Which triangles agree is known from sets with parity. They are joined side by side, flat sides first, so that where a
+// sheet comes back to itself the wrong way round, the conflict shows at a sharp fold. The sides with a conflict form a seam.
+// Turning a triangle over moves the seam to its other sides, and is done as long as that makes the seam shorter.
 #include "Sheets.h"
 
 #include <algorithm>
@@ -85,14 +86,14 @@ std::array<std::pair<Sheets::Side, Sheets::Side>, 2> Sheets::cornersAcross(Side 
     return {{{a, d}, {b, c}}};
 }
 
-/// As the mesh has them, both triangles run the same way along the edge, so that they disagree.
+/// Whether both triangles run the same way along the edge in the mesh, so that they disagree.
 bool Sheets::compareRun(Side a, Side b) const {
     const REdge* pRE = edgeOf(a);
     const auto isForward = [pRE](const RTriangle* pRT) { return pRT->getRTriOri(pRE->pVtx0, pRE->pVtx1) == 1; };
     return isForward(triangleOf(a)) == isForward(triangleOf(b));
 }
 
-/// The two triangles disagree there even if they are turned as they should be.
+/// Whether the two triangles disagree there when they are turned as isTurned() says.
 bool Sheets::isSeam(Side side) const {
     const Side next = vAcross[side];
     return next != NONE && (vAlike[side] != 0) == (vTurn[side / 3] == vTurn[next / 3]);
@@ -135,8 +136,8 @@ bool Sheets::orientPairs(const std::vector<Side>& vPairs) {
     return bTwoSided;
 }
 
-/// What bends by less than about 25 degrees is flat, and not sorted: there is no place for a seam. Of the others the
-/// flattest comes first, of equal ones the oldest.
+/// Pairs that bend by less than about 25 degrees count as flat; they come first and aren't sorted, as there is no place for
+/// a seam. Of the others the flattest comes first, of equal ones that with the lower side.
 void Sheets::sortFlattestFirst(std::vector<Side>& vPairs) const {
     constexpr double FLAT = 0.9;  // cosine of the turn
     std::vector<std::pair<double, Side>> vBent;
@@ -155,7 +156,7 @@ void Sheets::sortFlattestFirst(std::vector<Side>& vPairs) const {
     vPairs.swap(vSorted);
 }
 
-/// Turns a triangle over while that leaves less of the seams at its sides.
+/// Turns a triangle over while more of its connected sides lie on a seam than don't.
 void Sheets::shortenSeams() {
     std::vector<const RTriangle*> vStack;
     for (const RTriangle* pRT : mesh.vRT)
@@ -185,7 +186,7 @@ void Sheets::cutSeams() {
 
 // ---- Edges of more than two triangles -----------------------------------------------------------------------------------
 
-/// In the order of rotation, from -pi to pi.
+/// The triangles on the edge in the order of rotation, from -pi to pi.
 std::vector<Sheets::Spoke> Sheets::spokesOf(const REdge& edge) const {
     const Point3& origin = *edge.pVtx0;
     const Vector3 axis = normalize(*edge.pVtx1 - origin);
@@ -205,7 +206,7 @@ std::vector<Sheets::Spoke> Sheets::spokesOf(const REdge& edge) const {
     return vSpoke;
 }
 
-/// Of a sheet that goes from each spoke to the next one round the edge.
+/// For each spoke the cost of a sheet that continues from it to the next spoke round the edge.
 std::vector<Sheets::Cost> Sheets::costsOf(const std::vector<Spoke>& vSpoke) {
     std::vector<Cost> vCost;
     for (std::size_t i = 0; i < vSpoke.size(); ++i) {
@@ -243,8 +244,8 @@ std::size_t Sheets::firstOfCheapest(const std::vector<Cost>& vCost) {
         offer(1);
         return best;
     }
-    // From the pairs that begin at one spoke to those that begin two further: the first pair goes, and one that begins at
-    // what stayed alone comes.
+    // From the pairs that begin at one spoke to those that begin two further on: the first pair is dropped, and one is added
+    // that begins at the spoke left alone before.
     for (std::size_t first = 2; first != 0; first = (first + 2) % n) {
         sum.add(vCost[(first + n - 2) % n], -1);
         sum.add(vCost[(first + n - 3) % n], 1);

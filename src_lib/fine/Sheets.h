@@ -14,15 +14,16 @@ class REdge;
 class RMesh;
 class RTriangle;
 
-/// The sheets of a fine mesh that may be non-manifold: for each side of each triangle where its sheet goes on, if it does,
-/// and which triangles are to be turned over so that all of a sheet agree.
+/// Finds the sheets of a fine mesh that may be non-manifold: for each side of each triangle, the triangle in which its sheet
+/// continues, if any. Also tells which triangles must be turned over so that the triangles of a sheet agree.
 ///
-/// Over an edge of two triangles each goes on in the other. Round an edge of more triangles neighbours in the order of
-/// rotation go together, so that sheets don't pass through each other, and of an odd number one ends there. A sheet that
-/// would come back to itself the wrong way round has one side only, and is cut along a short line where it is bent.
+/// At an edge of two triangles each continues in the other one. At an edge of more triangles, neighbours in the order of
+/// rotation are paired, so that sheets don't pass through each other; of an odd number one stays alone, and its sheet ends
+/// there. A sheet that comes back to itself the wrong way round has one side only. It is cut along a short line where it is
+/// bent.
 ///
-/// Nothing is changed in the mesh. Triangles may die meanwhile, once cutAll() has taken them off, but none may be turned
-/// over. Sides are numbers: 3 * t + i is the side opposite corner i of the t-th triangle of the mesh.
+/// The mesh isn't changed. Meanwhile the caller may kill triangles after cutAll(), but must not turn any over. A side is a
+/// number: 3 * t + i is the side opposite corner i of the t-th triangle of the mesh.
 class Sheets {
 public:
     using Side = std::uint32_t;
@@ -42,17 +43,17 @@ public:
             visit(side);
     }
 
-    /// The side where the sheet goes on; NONE where it ends.
+    /// The side of the neighbour in which the sheet continues; NONE where it ends.
     Side across(Side side) const { return vAcross[side]; }
-    /// The two corners at the ends of a side, as numbers 3 * t + i, and those that they meet in the triangle across, in the
-    /// same order. The sheet must go on there.
+    /// For each end of a side, the corner of its triangle and the corner of the triangle across at the same vertex. Corners
+    /// are numbers: 3 * t + i. The sheet must continue there.
     std::array<std::pair<Side, Side>, 2> cornersAcross(Side side) const;
     /// Ends the sheet on all three sides of the triangle.
     void cutAll(const RTriangle* pRT);
 
-    /// The triangle is to be turned over.
+    /// Whether the triangle must be turned over.
     bool isTurned(const RTriangle* pRT) const;
-    /// Turns it the other way.
+    /// Reverses the answer of isTurned().
     void turn(const RTriangle* pRT);
 
 private:
@@ -62,7 +63,7 @@ private:
         Side side;
         bool operator<(const Spoke& other) const { return std::pair(angle, side) < std::pair(other.angle, other.side); }
     };
-    /// What links cost: seams first, then how far the sheets bend, in radians.
+    /// The cost of a choice of links: the number of seams counts first, then by how much the sheets bend, in radians.
     struct Cost {
         int numSeams;
         double bend;
@@ -71,7 +72,7 @@ private:
             bend += sign * cost.bend;
         }
         bool isBelow(const Cost& other) const {
-            constexpr double TIE = 1e-9;  // whatever the rounding
+            constexpr double TIE = 1e-9;  // so that rounding doesn't decide
             return numSeams != other.numSeams ? numSeams < other.numSeams : bend < other.bend - TIE;
         }
     };
@@ -92,8 +93,8 @@ private:
 
     const RMesh& mesh;
     std::vector<Side> vAcross;
-    std::vector<char> vAlike;  // by side that has one across: both run the same way along their edge, as the mesh has them
-    ParityForest parities;     // of triangles; while the sheets are made
+    std::vector<char> vAlike;  // by side, if it has one across: in the mesh both run the same way along their edge
+    ParityForest parities;     // of triangles; only used while the sheets are found
     std::vector<char> vTurn;   // by triangle
 };
 

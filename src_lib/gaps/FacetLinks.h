@@ -11,14 +11,15 @@
 
 namespace TARN_KEL {
 
-/// Where the facets of each cell stand in the sorted list of all facets. 8 bytes a cell.
+/// The places of the facets of each cell in the sorted list of all facets. Takes 8 bytes per cell.
 class CellSides {
 public:
     using Position = std::uint32_t;
     static constexpr Position NONE = 0xffffffffU;
 
-    /// vCells: sorted, unique. vFacets: sorted, of these cells. O(n). Assertions fail when a facet is of no cell, or for
-    /// 2^32 - 1 facets or more.
+    /// vCells: sorted, unique.
+    /// vFacets: sorted, all of these cells.
+    /// Throws (assertion) for a facet of another cell, and for 2^32 - 1 facets or more. Cost: O(n).
     CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
     /// The position of a facet by the place of its cell in the list of cells; NONE when that side has no facet.
@@ -39,15 +40,16 @@ private:
 
 /// The four neighbours of every facet of a set of cells, by position in the sorted list of facets.
 ///
-/// The links say what Facet::fetchNeig() finds by searching, and stay true as long as the list keeps its facets; colours
-/// don't matter. 16 bytes a facet.
+/// The links tell without a search what Facet::fetchNeig() finds. They are valid as long as the list keeps its facets;
+/// colours don't matter. Takes 16 bytes per facet.
 class FacetLinks {
 public:
     using Position = CellSides::Position;
 
     FacetLinks() = default;
-    /// vCells: sorted, unique. vFacets: all of their visible facets, sorted. O(n). An assertion fails when a facet is
-    /// missing.
+    /// vCells: sorted, unique.
+    /// vFacets: all of their visible facets, sorted. Throws (assertion) when one is missing.
+    /// Cost: O(n).
     FacetLinks(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
     /// The positions of the neighbours across edges 0 to 3.

@@ -1,6 +1,6 @@
 // Passes over a list of facets, of which only those are visited that can give another result than last time.
 //
-// By blocks: what a facet takes hangs on two counts alone, which only grow. They are kept up to date: a facet that is
+// By blocks: what a facet takes depends on two counts alone, which only grow. They are kept up to date: a facet that is
 // coloured adds one to the facets on the same side of the 26 cells around its cell, and only these must be visited again: in
 // the same pass when they come later in the list, else in the next one.
 //

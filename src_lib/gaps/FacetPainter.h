@@ -13,36 +13,42 @@ namespace TARN_KEL {
 
 class WeightQueue;
 
-/// Gives listed facets one of two colours, as far as the facets around them tell.
+/// Gives listed facets one of two colours, as far as the facets around them tell which.
 ///
-/// Two ways take turns. By blocks: the facets on the same side of the 26 cells around a facet's cell count for the colours
-/// they have. By weight: the four neighbours across the edges propose a colour. A colour counts for others at once. A facet
-/// that was coloured leaves the list; colours are never taken back here.
+/// Two ways alternate. By blocks: counts the colours of the facets on the same side of the 26 cells around a facet's cell.
+/// By weight: the four neighbours across the edges propose a colour. A new colour counts for other facets at once. A facet
+/// that was coloured is removed from the list; no colour is taken back here.
 ///
-/// A facet of the list is an item, and its number is its place in the list, which decides every order.
+/// A facet of the list is an item. Its number is its place in the list, which decides every order.
 class FacetPainter {
 public:
     /// A proposed color and its weight; NO_PROPOSAL for none.
     using Proposal = std::pair<int, double>;
     static constexpr Proposal NO_PROPOSAL{-99, 0.0};
 
-    /// vFacets: all facets of the sorted cells, sorted; vList points to some of them, to none twice. All are referred to and
-    /// must stay as they are but for what the painter colours.
+    /// theCells: sorted.
+    /// vFacets: all facets of these cells, sorted.
+    /// vList: points to some of them, to none twice.
+    /// Cells, facets and links aren't copied and must not change, except for the colours that the painter sets.
     FacetPainter(const VRCD& theCells, std::vector<Facet>& vFacets, const FacetLinks& theLinks,
                  const std::vector<Facet*>& vList, int lowerColor, int upperColor);
 
-    /// Passes over the list until none colours a facet, with colorizeByWeight(10.0) in between whenever one colours none. A
-    /// facet of one color around takes it when at least minCount facets have it. With bAllowTie one of both colors takes the
-    /// more frequent one, of equal ones the lower, when more than one facet has it and at least minCount.
+    /// Colours by blocks in passes over the list. A pass that colours none is followed by colorizeByWeight(10.0); ends when
+    /// that colours none either. A facet with only one of the colours around it takes that colour when at least minCount
+    /// facets have it.
+    /// bAllowTie: a facet with both colours around it takes the more frequent one, of equally frequent ones the lower, when
+    /// at least minCount facets and more than one have it.
     void colorizeByBlocks(int minCount, bool bAllowTie);
-    /// Colours items without color, -1, the heaviest proposal first, of equal ones the first in the list, none of less than
-    /// minWeight. Proposals are weighed again when their turn comes. Returns the number of facets coloured.
+    /// Colours items without a color (-1), the heaviest proposal first, of equal ones the first in the list. Proposals are
+    /// weighed again when their turn comes; those of less than minWeight don't count.
+    /// Returns the number of facets coloured.
     int colorizeByWeight(double minWeight);
-    /// What wasn't coloured, in the order of the list.
+    /// The facets that weren't coloured, in the order of the list.
     std::vector<Facet*> getRest() const;
 
-    /// What the neighbours of a facet propose; those of other colors and on the same cell don't count. 10 for one on the
-    /// same side or of an inner cell, 1 for others. Of two colors one that reaches 10 alone.
+    /// The color that the neighbours of a facet propose. A neighbour on the same side or of an inner cell weighs 10, others
+    /// weigh 1; those of other colors and on the same cell don't count. With both colors around, the one that alone reaches
+    /// 10 is proposed.
     static Proposal propose(const std::vector<Facet>& vFacets, const FacetLinks& links, std::size_t position, int lower,
                             int upper);
 
@@ -56,7 +62,7 @@ private:
         std::array<std::uint8_t, 2> counts{};  // facets of the lower, the upper color on this side of the block
         bool bInList = true;
         bool bMayHaveChanged = true;  // a neighbour was coloured since the last look at the weight
-        std::uint32_t pass = 0;       // the last pass by blocks that has visited it or will
+        std::uint32_t pass = 0;       // the last pass by blocks that has visited it or will visit it
         std::uint32_t call = 0;       // the last call by weight that had it in its queue
     };
 
@@ -80,7 +86,7 @@ private:
 
     std::vector<State> vState;    // by item
     std::vector<Item> vItemOf;    // by position of the facet
-    std::vector<Item> vChanged;   // all with bMayHaveChanged
+    std::vector<Item> vChanged;   // all items with bMayHaveChanged
     double lastMinWeight = -1.0;  // of the last call by weight
     std::uint32_t call = 0;
 
@@ -90,8 +96,8 @@ private:
     std::vector<Item> vBlockItem;
     std::uint32_t pass = 0;
     Item current = NONE;      // in a pass: the item that is visited; else NONE
-    std::vector<Item> vNow;   // a heap: what this pass has yet to visit
-    std::vector<Item> vNext;  // what the next one has to
+    std::vector<Item> vNow;   // a heap: the items that this pass has yet to visit
+    std::vector<Item> vNext;  // the items for the next pass
 };
 
 }  // namespace TARN_KEL

@@ -15,31 +15,33 @@ namespace TARN_KEL {
 struct Sheet;
 
 /// The signed field round the rims of sheets: values on lattice corners, signed distances in the cloud's unit, negative on
-/// the lower side. It starts at the strips of facets near the seam (seedFromSheet()), grows outward step by step, each step
-/// smoothed, and where its sign changes surface is missing (zerosOf()).
+/// the lower side. It starts at the strips of facets near the seam (seedFromSheet()) and grows outward step by step, each
+/// step smoothed. Where its sign changes, surface is missing (zerosOf()).
 ///
-/// Corners of sheet cells are fixed, but for those of rim cells. Failed conditions throw KelBugException. Results don't
-/// depend on the number of processors.
+/// Corners of sheet cells are fixed, except some of rim cells. Failed conditions throw KelBugException. Results don't depend
+/// on the number of processors.
 struct GapField {
-    /// No field: that of a sheet that isn't a master component.
+    /// No field, for a sheet that isn't a master component.
     GapField() = default;
-    /// An empty one. growSteps: the most steps that it grows.
+    /// An empty field. growSteps: the largest number of steps that it grows.
     GapField(Calc* pGrid, int growSteps);
 
     /// Sets the box in which the field may grow: that of the cells, and margin cells more on each side, but not below 0.
     void setBounds(const VRCD& vCells, int margin);
 
-    /// Grows the field and smooths it after each step: seven steps, and more as long as the two sides meet somewhere, but no
-    /// more than numGrowSteps.
+    /// Grows the field and smooths it after each step: seven steps, and more as long as the two sides meet somewhere, but at
+    /// most numGrowSteps.
     void inflateCtrl2();
-    /// Grows the field by one layer of corners. A new corner is a cell farther off than its nearest neighbour, but where its
-    /// neighbours have both signs it takes their mean. True when no new corner saw both signs: the sides met nowhere.
+    /// Grows the field by one layer of corners. A new corner is one cell farther from the surface than the nearest of its
+    /// neighbours; where its neighbours have both signs it gets their mean.
+    /// Returns true when no new corner had neighbours of both signs, so that the sides met nowhere.
     bool inflateOneStep2();
-    /// Makes the missing neighbours, inside the box or one step off it, of all corners nearer than four cells and not 0, and
-    /// appends them by ascending code, without values. O(all corners) and O(m log m) for m new ones.
+    /// Creates the missing neighbours of all corners nearer than four cells and not 0, inside the box or one step outside
+    /// it. vOut: the new corners are appended by ascending code, without values. Cost: linear in all corners, and O(m log m)
+    /// for m new ones.
     void infl_createFront(std::vector<Corner*>& vOut);
-    /// Smooths the free corners in numIter rounds (CornerLowPass), by the corners' weights or without. Nothing for 0 rounds
-    /// or fewer.
+    /// Smooths the free corners in numIter rounds (CornerLowPass); below 1 none.
+    /// bUseWeights: weighted means.
     void lowPass2(int numIter, bool bUseWeights);
 
     int numGrowSteps = 0;                                ///< 0 for none
@@ -49,17 +51,21 @@ struct GapField {
     float sideLen = 0.0F, halfSideLen = 0.0F;            ///< the edge of a cell; 0 for none
 };
 
-/// Makes the corners of all facets of a sheet and gives them their first values: signed distances in the strips, which are
-/// the facets near the seam, 0 where the strips meet and off them. Corners of rim cells in one strip only are free. Appends
-/// the cells that have a facet without colour to vOpenCells of the sheet. O(n log n).
+/// Creates the corners of all facets of a sheet and gives them their first values: signed distances in the strips, which are
+/// the facets near the seam; 0 where the strips meet and outside them. Corners of rim cells that are in one strip only are
+/// free. Appends the cells that have a facet without colour to vOpenCells of the sheet. Cost: O(n log n).
 void seedFromSheet(Sheet& sheet, CornerStore& store);
-/// Gives each corner of the strip's facets the distance to the nearest point of the facets' cells at it, times sign (-1.0
-/// for the lower strip, 1.0 for the upper one). The corners must be there (assertion). vRCDPoint: sorted. O(n log n).
+/// Gives each corner of the strip's facets a signed distance: to the nearest of the points of the cells whose facets in the
+/// strip have this corner.
+/// sign: factor of the distances: -1.0 for the lower strip, 1.0 for the upper one.
+/// vRCDPoint: sorted.
+/// store: must have the corners (assertion).
+/// Cost: O(n log n).
 void seedStrip(const std::vector<Facet*>& vStrip, double sign, const std::vector<std::pair<RCD, Point3>>& vRCDPoint,
                CornerStore& store);
 
 /// The cells round all edges between free corners of opposite signs, by ascending code, each once, with the mean of the
-/// zeros on its edges. Corners of value 0 count as upper and lose that value. O(c log c) for c corners.
+/// zeros on its edges. A value of 0 is replaced by a positive one first. Cost: O(c log c) for c corners.
 std::vector<std::pair<RCD, Point3>> zerosOf(CornerStore& store, const Calc& calc);
 
 }  // namespace TARN_KEL

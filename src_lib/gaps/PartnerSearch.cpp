@@ -1,3 +1,4 @@
+// Searches the nearest rim cell of another sheet in a tree of boxes, nearer boxes first.
 #include "PartnerSearch.h"
 
 #include <algorithm>
@@ -76,7 +77,7 @@ PartnerSearch::Node PartnerSearch::join(const Node& a, const Node& b) {
     return node;
 }
 
-/// Whether the node may hold a better partner, or one that is as near and stands later.
+/// Whether the node may have a nearer partner, or one that is as near and later in the order of the index.
 bool PartnerSearch::mayHold(const Node& node, const AffiData& a, const Cell& cell, const Best& best) const {
     const std::int64_t sqDist = getSqDist(node, cell);
     if (sqDist > best.sqDist) return false;

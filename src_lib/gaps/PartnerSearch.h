@@ -11,18 +11,20 @@
 
 namespace TARN_KEL {
 
-/// Finds for a rim cell the nearest rim cell of another sheet, in cells of the raster.
+/// Finds for a rim cell its partner: the nearest rim cell of another sheet. Distances are measured in cells.
 ///
-/// A tree of boxes over the rim cells in the order of the index. A node knows whether it holds more than one sheet, so what
-/// belongs to the asking sheet alone is passed over as a whole, however many rim cells it has around the asking one. Sheets
-/// of at most 4 cells are seen from a smaller distance only, and are told apart from the others.
+/// It builds a tree of boxes over the rim cells, in the order of the index. A node knows whether it has cells of one sheet
+/// or of several. So nodes of the asking cell's own sheet alone are skipped as a whole, however many rim cells of it are
+/// near. Small sheets, of at most 4 cells, are found only within a smaller distance, so a node notes them separately.
 class PartnerSearch {
 public:
-    /// The index is finished, its objects are AffiData. smallReach: the distance below which a small sheet is seen. O(n).
+    /// octree: finished; its objects are AffiData.
+    /// smallReach: the distance below which a small sheet is found.
+    /// Cost: O(n).
     PartnerSearch(const TARN_OCTREE::Octree& octree, double smallReach);
 
-    /// The partner of a, not farther than maxRadius; of equally near ones the last in the order of the index. Null when
-    /// there is none. O(log n) where sheets lie apart.
+    /// The partner of a, at most maxRadius away; of equally near ones the last in the order of the index.
+    /// Returns null when there is none. Cost: O(log n) where sheets lie apart.
     AffiData* find(const AffiData& a, int maxRadius) const;
 
     /// The squared distance of two rim cells.
@@ -73,7 +75,7 @@ private:
     double smallReach;
     std::vector<AffiData*> vItem;           // in the order of the index
     std::vector<Cell> vCell;                // of the items
-    std::vector<std::vector<Node>> vLevel;  // the leaves first; two nodes of a level are joined in one of the next
+    std::vector<std::vector<Node>> vLevel;  // the leaves first; a node of a level joins two of the level before
 };
 
 }  // namespace TARN_KEL

@@ -1,4 +1,4 @@
-// What sheets know of each other across gaps.
+// Data about sheets that face each other across gaps.
 #pragma once
 
 #include <cfloat>
@@ -18,10 +18,10 @@ struct AffiData {
 
 /// Two sheets that face each other across a gap, and how far their colours agree.
 struct ConnectionStruct {
-    Component* pComponent0;  ///< the lower pointer of the two, the sheet that was made first
+    Component* pComponent0;  ///< the lower pointer of the two: the sheet that was created first
     Component* pComponent1;
     int count = 1;
-    double score = 0.0;  ///< the sum of the votes; positive when like colours are on the same side
+    double score = 0.0;  ///< the sum of the votes; positive when equal colours are on the same side
 };
 
 }  // namespace TARN_KEL

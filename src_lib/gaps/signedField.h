@@ -8,10 +8,10 @@
 //     ------------     ------------     ------------*****-----    the surface, and the zeros in its gap
 //      -  -  -  .  .  .  -  -  -         - - - - - - - - -
 //
-// What differs is said by a policy, called the lattice: which points a ring takes and what of what they see becomes their
-// value, which points are free to move and how far, which edges count, and in which precision sums are formed (Real).
-// Values and weights themselves, and the product of both, are in single precision everywhere. All loops here keep the order
-// that the lattice gives, so results are the same on any number of processors.
+// The differences are in a policy, called the lattice: which points a ring takes and how they get their values, which points
+// are free and how far they may move, which edges count, and the precision of sums (Real). Values and weights, and the
+// product of both, are in single precision everywhere. All loops here keep the order of the lattice, so results are the same
+// on any number of processors.
 #pragma once
 
 #include <algorithm>
@@ -29,7 +29,7 @@
 
 namespace TARN_KEL {
 
-/// What stands at a lattice point: a signed distance, the largest float for none, and its weight in means.
+/// The data of a lattice point: a signed distance, the largest float for none, and its weight in means.
 struct FieldValue {
     float val;
     float weight;
@@ -41,11 +41,11 @@ inline bool haveOppositeSigns(float a, float b) {
 
 // ---- Growth
 
-/// What a new point sees of the values beside it.
+/// Collects the values beside a new point.
 template <typename Real>
 struct SeenValues {
     float nearestVal = FLT_MAX,
-          nearestWeight = FLT_MAX;  ///< of those that aren't 0 the nearest to it, of equal ones the first
+          nearestWeight = FLT_MAX;  ///< of the value nearest to 0 that isn't 0, of equally near ones the first
     bool bBothSigns = false;
     Real weighted = 0, weights = 0;  ///< sums over all
     int num = 0;
@@ -62,11 +62,11 @@ struct SeenValues {
     }
 };
 
-/// Gives values to the points of one ring, from the values before: new points don't see each other. True when one of them
-/// has seen both signs.
-///
-/// ring: size(), the number of new points; forEachSeen(i, see) calls see(val, weight) for what point i sees; valueOf(i,
-/// seen) is what becomes of it; store(i, value). The pool computes the values from MIN_PARALLEL points on. O(size()).
+/// Gives values to the points of one ring, computed from the values before: new points don't see each other. With at least
+/// MIN_PARALLEL points it uses the pool.
+/// ring: size() is the number of new points; forEachSeen(i, see) calls see(val, weight) for each value beside point i;
+/// valueOf(i, seen) gives the new value; store(i, value) stores it.
+/// Returns true when one of the points has seen both signs. Cost: O(size()).
 template <typename Ring>
 bool growRing(Ring& ring) {
     struct Grown {
@@ -94,9 +94,11 @@ bool growRing(Ring& ring) {
 /// One round: each free point becomes the mean of itself and its neighbours, all from the values before (Jacobi). A mean of
 /// 0 becomes the smallest normal float, so that every free point has a sign.
 ///
-/// lattice: size(), the number of free points; forEachTerm(i, add) calls add(val * weight, weight) for point i and its
-/// neighbours; numTerms(i) is their number; settle(i, mean) takes the mean of both, without changing a term; endRound()
-/// makes the means the terms of the next round. The pool works from MIN_PARALLEL points on. O(size()).
+/// With at least MIN_PARALLEL points it uses the pool.
+/// lattice: size() is the number of free points; forEachTerm(i, add) calls add(val * weight, weight) for point i and its
+/// neighbours; numTerms(i) is their number; settle(i, mean) stores the means of value and weight without changing a term;
+/// endRound() makes them the terms of the next round.
+/// Cost: O(size()).
 template <typename Lattice>
 void smoothRound(Lattice& lattice) {
     using Real = typename Lattice::Real;
@@ -121,7 +123,7 @@ void smoothRound(Lattice& lattice) {
 
 // ---- Zeros
 
-/// Whether a value is 0 between two points. A value of 0 at one of them is an assertion.
+/// Whether the value is 0 somewhere between two points. Throws (assertion) when it is 0 at one of them.
 inline bool changesSign(float srcVal, float trgVal) {
     ASSEX(srcVal!=0 && trgVal!=0);
     if ((srcVal > 0) == (trgVal > 0)) return false;
@@ -138,8 +140,8 @@ Point3 zeroBetween(const Point3& a, Real absA, const Point3& b, Real absB) {
 /// Calls visit(edge, ends, zero) for each lattice edge on which the sign changes, with the positions of its ends as a pair
 /// and the point where the value is 0.
 ///
-/// lattice: forEachEdge(visit) calls visit(edge) for the edges that count, which have the values srcVal, trgVal at their
-/// ends; positions(edge). O(edges).
+/// lattice: forEachEdge(visit) calls visit(edge) for the edges that count; srcVal and trgVal of an edge are the values at
+/// its ends, positions(edge) gives their positions. Cost: linear in the number of edges.
 template <typename Lattice, typename Visit>
 void forEachCrossing(const Lattice& lattice, const Visit& visit) {
     using Real = typename Lattice::Real;
@@ -150,7 +152,7 @@ void forEachCrossing(const Lattice& lattice, const Visit& visit) {
     });
 }
 
-/// For each cell of a list in which equal cells stand together, in its order, the mean of its points. O(n).
+/// The mean of the points of each cell, in the order of the list, in which equal cells must follow each other. Cost: O(n).
 inline std::vector<std::pair<RCD, Point3>> meansOfCells(const std::vector<std::pair<RCD, Point3>>& vNotes) {
     std::vector<std::pair<RCD, Point3>> vMeans;
     const auto cellOf = [](const auto& note) { return note.first; };

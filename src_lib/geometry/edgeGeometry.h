@@ -1,4 +1,4 @@
-// Tests on the shape of triangles, asked before an edge is flipped, split or collapsed.
+// Tests on the shape of triangles, for edges that are to be flipped, split or collapsed.
 #pragma once
 
 #include <map>
@@ -9,10 +9,10 @@
 
 namespace TARN_KEL {
 
-/// The angle of two sides of a triangle is below 0.01 or above 179.99 degrees, or one of the sides has no length.
+/// Whether the angle of two sides of a triangle is below 0.01 or above 179.99 degrees, or one of the sides has no length.
 inline bool isSliverAngle(const Vector3& a, const Vector3& b) {
     constexpr double MIN_ANGLE = 0.01, MAX_ANGLE = 179.99;  // degrees
-    // Six degrees off the limits the cosine leaves no doubt: no square roots and no arc cosine for nearly all triangles.
+    // More than six degrees from the limits the cosine decides: no square roots and no arc cosine for nearly all triangles.
     constexpr double FAR_SQ_COSINE = 0.99;
     const auto isUsual = [](double square) { return square > 1e-100 && square < 1e100; };
     const double dot = a * b, aa = a.sqLength(), bb = b.sqLength();
@@ -23,8 +23,8 @@ inline bool isSliverAngle(const Vector3& a, const Vector3& b) {
     return angle < MIN_ANGLE || angle > MAX_ANGLE;
 }
 
-/// A triangle of normal nnv is cut from corner a to p, which lies on the side from b to c or near it: true when both halves,
-/// a-b-p and a-p-c, have a normal that turns by at most 90 degrees.
+/// Whether a triangle may be cut from corner a to p, which lies on the side from b to c or near it: when both halves, a-b-p
+/// and a-p-c, have a normal that differs by at most 90 degrees from nnv, the normal of the triangle.
 inline bool isGentleCut(const Vector3& nnv, const Point3& a, const Point3& b, const Point3& c, const Point3& p) {
     constexpr double MAX_TURN = 90.0;  // degrees
     bool bOK = false;
@@ -39,22 +39,22 @@ inline double angleAt(const Point3& p, const Point3& q, const Point3& r) {
     return getAngleDegree(normalize(q - p), normalize(r - p));
 }
 
-/// The normals of a triangle before and after a corner moves, as cross products of two sides: true when it keeps some area
-/// and turns by at most maxDegrees. The old one must not be the zero vector.
+/// Whether a triangle keeps some area and turns by at most maxDegrees when a corner moves.
+/// nOld, nNew: its normals before and after, as cross products of two sides; nOld must not be the zero vector.
 inline bool isGentleTurn(const Vector3& nOld, const Vector3& nNew, double maxDegrees) {
     constexpr double MIN_NEW_NORMAL = 1e-10;  // twice an area
     if (!(nNew.length() >= MIN_NEW_NORMAL)) return false;
     return getAngleDegree(normalize(nOld), normalize(nNew)) <= maxDegrees;
 }
 
-/// The edge p0-p1 is to be flipped to alt0-alt1: true when the two new triangles have normals less than maxDegrees apart.
+/// Whether the edge p0-p1 may be flipped to alt0-alt1: when the two new triangles have normals less than maxDegrees apart.
 inline bool isGentleFlip(const Point3& p0, const Point3& p1, const Point3& alt0, const Point3& alt1, double maxDegrees) {
     bool bOK0 = false, bOK1 = false;
     const Vector3 n0 = getNormalVector(alt0, alt1, p1, bOK0), n1 = getNormalVector(alt1, alt0, p0, bOK1);
     return bOK0 && bOK1 && maxDegrees > getAngleDegree(n0, n1);
 }
 
-/// Enters those of the edges under their squared length where that is below maxSqLen.
+/// Enters the edges whose squared length is below maxSqLen, with that squared length as key.
 template <typename Edge, typename SqLengthOf>
 void enterShortEdges(const std::vector<Edge*>& vEdge, double maxSqLen, SqLengthOf&& sqLengthOf,
                      std::multimap<double, Edge*>& mmEdges) {

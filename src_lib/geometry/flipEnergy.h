@@ -1,7 +1,7 @@
-// What the flips of both meshes are judged by. The meshes differ in how a triangle tells its normal, in the exponent and in
-// what they do about flat triangles.
+// The energy by which flips are judged in both meshes. The meshes differ in how a normal is computed, in the exponent and in
+// the treatment of flat triangles.
 //
-// What a flip changes, with the names that are used below:
+// A flip, with the names that are used below:
 //
 //            B                        B
 //          / | \                    /   \         T0 = (opp0, A, B), T1 = (opp1, B, A)
@@ -13,8 +13,8 @@
 //          \ | /                    \   /
 //            A                        A
 //
-// The edge AB goes, the diagonal comes, and on each of the four sides the triangle behind it, if there is just one, meets
-// another normal than before. The energy of an edge with two triangles is (length * fold)^exponent.
+// The edge AB is replaced by the other diagonal. At each of the four sides the triangle behind it, if there is just one, has
+// another neighbour than before. The energy of an edge with two triangles is (length * fold)^exponent.
 #pragma once
 
 #include <algorithm>
@@ -29,17 +29,18 @@
 
 namespace TARN_KEL {
 
-/// What the flip of an edge gains when there is no such flip.
+/// The gain of a flip that isn't possible.
 constexpr double FLIP_IMPOSSIBLE = std::numeric_limits<double>::lowest();
 
-/// How far two unit normals with that dot product are from lying in one plane: 0 for equal ones, 2 for opposite ones.
+/// How far two triangles are from being coplanar, by the dot product of their unit normals: 0 for equal normals, 2 for
+/// opposite ones.
 constexpr double fold(double dot) {
     if (dot > 1.0) return 0.0;
     if (dot < -1.0) return 2.0;
     return 1.0 - dot;
 }
 
-/// Two triangles with that fold lie on each other, nearly: within 10 degrees.
+/// Whether two triangles with that fold lie nearly on each other: within 10 degrees.
 constexpr bool isFoldedBack(double foldOfPair) {
     return foldOfPair > 1.984807753;
 }
@@ -54,10 +55,11 @@ struct SideDirections {
     Vector3 vec01, vec02, vec12;
 };
 
-/// What a flip leaves behind: a largest angle above 130 or even 160 degrees that is worse than the one before, or neither.
+/// The largest angle after a flip: above 130 (FLAT) or 160 degrees (VERY_FLAT) and larger than before, or neither (NONE).
 enum class FlipCap { NONE, FLAT, VERY_FLAT };
 
-/// altCos: the cosine of the largest angle after the flip. curCos(): before it; asked for only where it counts.
+/// altCos: the cosine of the largest angle after the flip.
+/// curCos: curCos() gives the one before; called only where it matters.
 template <typename CurCos>
 FlipCap capOfFlip(double altCos, CurCos&& curCos) {
     constexpr double COS_FLAT = -0.6427861415753421, COS_VERY_FLAT = -0.9396918140444841;  // 130, 160 degrees
@@ -87,9 +89,10 @@ struct FlipNormals {
 
 enum class FlipSide { N01, N02, N11, N12 };
 
-/// The energies of the edge and of the four sides now, less those after the flip. normalBehind(side, bOK): the normal of the
-/// triangle behind that side, as if it agreed with the two; bOK false when there isn't just one, or it has none.
-/// Most of the time goes into the ten powers. On flat ground their bases are exactly 0.
+/// The energies of the edge and of the four sides now, minus those after the flip. Most of the time is spent on the ten
+/// powers; in flat surroundings their bases are exactly 0.
+/// normalBehind: normalBehind(side, bOK) gives the normal of the triangle behind that side, as if it agreed with the two;
+/// bOK is false when there isn't just one, or it has no normal.
 template <typename NormalBehind>
 double flipEnergyDrop(const FlipCorners& c, const FlipNormals& n, double exponent, NormalBehind&& normalBehind) {
     const auto& [vec0, vec1, altVec0, altVec1] = n;
@@ -128,8 +131,9 @@ double flipEnergyDrop(const FlipCorners& c, const FlipNormals& n, double exponen
     return cur - alt;
 }
 
-/// The unit normals of the two triangles on an edge by normalOf(triangle, bOK), the second one as if it agreed with the
-/// first. False, with the vectors left alone, when the edge hasn't just two triangles or one of them has no normal.
+/// Sets the unit normals of the two triangles on an edge, computed by normalOf(triangle, bOK), the second one as if it
+/// agreed with the first. Returns false, with the vectors unchanged, unless the edge has just two triangles and both have
+/// normals.
 template <typename Triangle, typename Edge, typename NormalOf>
 bool agreeingNormals(const Edge& edge, NormalOf&& normalOf, Vector3& normal0, Vector3& normal1) {
     Triangle *pT0, *pT1;
@@ -142,8 +146,8 @@ bool agreeingNormals(const Edge& edge, NormalOf&& normalOf, Vector3& normal0, Ve
     return true;
 }
 
-/// Appends those of the edges whose two triangles meet at an angle of at least angleDeg degrees. agreeingNormals(edge, n0,
-/// n1): as above; false is a warning, and the edge is left out.
+/// Appends the edges that are folded by at least angleDeg degrees.
+/// agreeingNormals: agreeingNormals(edge, n0, n1), as above; when it returns false, the edge is left out with a warning.
 template <typename Edge, typename AgreeingNormals>
 void appendFolds(const std::vector<Edge*>& vEdge, double angleDeg, AgreeingNormals&& agreeingNormals,
                  std::vector<Edge*>& vOut) {

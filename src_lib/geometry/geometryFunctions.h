@@ -1,9 +1,8 @@
 // Free functions on geometry.
 //
-// Plain double arithmetic: no exact predicates, no common tolerance. Where a test has a tolerance it is a
-// literal of that function. Lengths are in the unit of the points. Pointers to points are only read, never kept, and must
-// not be null. Degenerate input is reported by a bool where a function has one; otherwise it yields the value that the
-// function states, or KelBugException.
+// Plain double arithmetic: no exact predicates, no common tolerance. A tolerance is a literal of the function that has it.
+// Lengths are in the unit of the points. Pointers to points are only read, never kept, and must not be null. Degenerate
+// input is reported by a bool where a function has one; otherwise by the stated value, or by KelBugException.
 #pragma once
 
 #include <cmath>
@@ -17,9 +16,9 @@ namespace TARN_KEL {
 
 class Plane;
 
-/// Half a turn in radians, wherever angles are summed or clamped.
+/// Half a turn in radians, used wherever angles are summed or clamped.
 constexpr double HALF_TURN = 3.14159265359;
-/// From radians to degrees, wherever angles are turned.
+/// The factor from radians to degrees, used wherever angles are converted.
 constexpr double DEGREES_PER_RADIAN = 57.295779513;
 
 /// The vector divided by its length; the zero vector when the length isn't above 0.0 (a NaN component, squares that
@@ -29,8 +28,8 @@ inline Vector3 normalize(const Vector3& v) {
     return length > 0.0 ? v / length : Vector3();
 }
 
-/// The unit normal of a triangle. bOK false: a corner that coincides with the first gives the zero vector, corners on one
-/// line their cross product of length 0.0.
+/// The unit normal of a triangle. bOK is false for a degenerate one: then the result is the zero vector when a corner
+/// coincides with the first, else the cross product of length 0.0.
 Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK);
 /// Degrees by which the normal of the triangle (p, next, previous) turns when p moves to newP; 360.0 when there is no new
 /// normal, -1.0 when there is no old one.
@@ -58,9 +57,9 @@ double getMinInteriorAngle(const Point3& p0, const Point3& p1, const Point3& p2)
 Point3 barycenter(const Point3& p0, const Point3& p1, const Point3& p2);
 /// The mean of two points.
 Point3 midpoint(const Point3& p, const Point3& q);
-/// A corner coincides with the first one, or the three lie on a line: exactly, without a tolerance.
+/// Whether a corner coincides with the first one, or the three lie on a line: exactly, without a tolerance.
 bool isFlatTriangle(const Point3& p0, const Point3& p1, const Point3& p2);
-/// The index of the corner opposite the longest edge. Of equal lengths p0-p1 goes before p1-p2, that before p2-p0.
+/// The index of the corner opposite the longest edge. Of equally long edges p0-p1 counts first, then p1-p2, then p2-p0.
 int largestEdgeICI(const Point3& p0, const Point3& p1, const Point3& p2);
 /// Exact equality of all coordinates.
 bool samePoint(const Point3& p, const Point3& q);
@@ -82,12 +81,13 @@ Point3 project2D(const Point3& p, int skipIndex);
 /// KelBugException for another index and for a degenerate triangle.
 Plane getEdgePlane(const Point3* p0, const Point3* p1, const Point3* p2, int idx);
 
-/// The signed volume that triangles enclose, positive when they run counterclockwise as seen from outside. Three corners a
-/// triangle; what is left over behind the last whole triangle isn't read. 0.0 for no triangles. O(n).
+/// The signed volume that triangles enclose, positive when they run counterclockwise as seen from outside; 0.0 for no
+/// triangles. Cost: O(n).
+/// vCorners: three per triangle; an incomplete triangle at the end isn't read.
 double computeVolume(const std::vector<Point3*>& vCorners);
 double computeVolume(std::vector<Point3>& vCorners);
 
-/// The box of one, two or three points, each side pushed out by eps.
+/// The box of one, two or three points, each side moved outward by eps.
 TARN_LOCATE3::Bbox3 getBbox(const Point3& a, double eps);
 TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, double eps);
 TARN_LOCATE3::Bbox3 getBbox(const Point3& a, const Point3& b, const Point3& c, double eps);
@@ -98,13 +98,13 @@ void commonRange(double a0, double a1, double b0, double b1, double& lo, double&
 /// The range from the smallest to the largest of four values.
 void unionRange(double a0, double a1, double b0, double b1, double& lo, double& hi);
 
-/// True when the infinite line through p0 and p1 threads the closed ring of points, in either direction. O(n).
+/// Whether the infinite line through p0 and p1 passes through the closed ring of points, in either direction. Cost: O(n).
 bool passThrough(const Point3& p0, const Point3& p1, const std::vector<Point3>& vRing);
 
-/// Tests on the bits of the double, which no setting of the compiler can fold away.
+/// Tests on the bits of the double, which no compiler option can optimise away.
 bool tools_isnan(double value);
 bool tools_isinf(double value);
-/// A real number: neither of these.
+/// Whether the value is neither of these.
 inline bool tools_isVal(double value) {
     return !tools_isnan(value) && !tools_isinf(value);
 }

@@ -1,3 +1,4 @@
+// What the ways to close holes of a coarse mesh have in common.
 #include "ChainFiller.h"
 
 #include "CMesh.h"

@@ -1,3 +1,4 @@
+// Fills the hole inside a closed chain, by way of a copy of its surroundings.
 #include "fillChain.h"
 
 #include <algorithm>
@@ -83,7 +84,7 @@ bool fillChain(const Chain& chain, Calc* pCalc, std::vector<Loop*>& vLoops, std:
     std::unique_ptr<Loop> pLoop = makeLoop(pBorderMesh.get(), pCalc, vBorderCE);
     ASSEX(pLoop->isClosed());
     const bool bFilled = pLoop->fill();
-    pLoop->carryOver(chain.pCMesh);  // the border mesh goes, the loop stays
+    pLoop->carryOver(chain.pCMesh);  // the loop outlives the border mesh
     const std::size_t numBefore = vFilledT.size();
     if (bFilled) pLoop->getFillT(vFilledT);
     handOver(std::move(pLoop), vLoops);

@@ -1,5 +1,5 @@
-// Filling the hole inside a closed chain: ears are cut in a small mesh of its surroundings, the border mesh, where turning
-// triangles and trying out costs nothing; what comes out is made in the mesh itself.
+// Filling the hole inside a closed chain. Ears are cut in a small copy of its surroundings, the border mesh, where triangles
+// may be turned and ears tried out; the result is then created in the mesh itself.
 #pragma once
 
 #include <memory>
@@ -14,17 +14,21 @@ namespace TARN_KEL {
 /// Enters the edges with one triangle under both their ends.
 void enterBorder(const CMesh* pCMesh, EdgesByEnd& mmVCD2CE);
 
-/// A copy of the triangles with a corner on the chain, on the same bundles. vBorderCE: its edges of the chain, in the order
-/// of the chain, are appended. Null when the chain has an edge without a triangle. An open chain is an assertion, and so is
-/// a corner without a bundle.
+/// Copies the triangles with a corner on the chain into a mesh of their own, on the same bundles.
+/// vBorderCE: the edges of the copy that are on the chain are appended, in the order of the chain.
+/// Returns null when the chain has an edge without a triangle. Throws (assertion) for an open chain, and for a corner
+/// without a bundle.
 std::unique_ptr<CMesh> copyBorder(const Chain& chain, Calc* pCalc, std::vector<CEdge*>& vBorderCE);
 
-/// The border that these edges make; edges beside it are an assertion.
+/// The loop along these edges. Throws (assertion) when it doesn't take all of them.
 std::unique_ptr<Loop> makeLoop(CMesh* pCMesh, Calc* pCalc, const std::vector<CEdge*>& vCE, LoopReach reach = LR_COMPONENT);
 
-/// Cuts ears inside a closed chain (assertion) that is a good hole, and makes them in the chain's mesh. The loop goes to
-/// vLoops, the new triangles are appended to vFilledT. True when there are any. False also when the chain has an edge
-/// without a triangle, which mending a twist of another chain may have taken.
+/// Cuts ears inside a closed chain if it is a good hole, and creates them in the chain's mesh.
+/// vLoops: the loop is appended; it belongs to the owner of the list.
+/// vFilledT: the new triangles are appended.
+/// Returns true when there are any. Returns false also when the chain has an edge without a triangle, as may happen when the
+/// twist of another chain was taken out.
+/// Throws (assertion) for an open chain.
 bool fillChain(const Chain& chain, Calc* pCalc, std::vector<Loop*>& vLoops, std::vector<CTriangle*>& vFilledT);
 
 /// For debugging: draws the loops into a file, each in another colour.

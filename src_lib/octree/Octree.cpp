@@ -7,7 +7,7 @@
 // that point, each list in the order that the items had. So a point cloud of any shape gives a tree of about log n levels,
 // while a split at the box's centre would follow clusters down to their size.
 //
-// Nodes that wait for being built stand on a stack of their own, as many as eight for each level.
+// Nodes that are still to be built are on a stack, up to eight for each level.
 #include "octree/Octree.h"
 
 #include <algorithm>

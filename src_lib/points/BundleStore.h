@@ -11,13 +11,15 @@
 
 namespace TARN_KEL {
 
-/// The bundles of a run and the points that were made for them. Addresses ascend with creation and stay as they are until
-/// the store ends.
+/// The bundles of a run and the points created for them. Addresses ascend with creation and are valid until the store is
+/// destroyed.
 class BundleStore {
 public:
-    /// One bundle per cell, each with a point of its own. Once per store, and not beside makeBundlesAt(). O(n).
+    /// Creates one bundle per cell, each with a point of its own. To be called once per store, and not together with
+    /// makeBundlesAt(). Cost: O(n).
     std::vector<Bundle*> makeBundles(const std::vector<std::pair<CCD, Point3>>& vCells);
-    /// One bundle per point, which stays the caller's, with the cell that holds it. Once per store. O(n).
+    /// Creates one bundle per point, for the cell that contains it. The bundles refer to the points, which aren't copied. To
+    /// be called once per store. Cost: O(n).
     std::vector<Bundle*> makeBundlesAt(std::vector<Point3>& vPoints, const Calc& grid);
 
 private:

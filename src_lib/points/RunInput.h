@@ -6,7 +6,7 @@
 
 namespace TARN_KEL {
 
-/// What a run is asked for, beside its points. What is left at its default isn't asked for.
+/// The input of a run, apart from its points.
 struct RunInput {
     /// The points are triangle corners, three per triangle; else they are a scan.
     bool bSoup = false;
@@ -15,7 +15,8 @@ struct RunInput {
     double spacingFactor = 1.0;
 
     // ---- Scans
-    /// A grid to use as it is in place of a new one, whatever the spacing. All points lie on it, some cells off its sides.
+    /// A grid to use unchanged in place of a new one, whatever the spacing. All points must lie on it, some cells away from
+    /// its sides.
     std::optional<Calc> grid = std::nullopt;
     /// Smoothing of noisy points.
     bool bLapTreatment = false;

@@ -1,4 +1,4 @@
-// Input points as they come: their bounds, and what to do about coordinates that aren't finite.
+// The bounds of input points, and the treatment of coordinates that aren't finite.
 #pragma once
 
 #include <array>
@@ -10,7 +10,7 @@
 
 namespace TARN_KEL {
 
-/// An axis-aligned box, by default around nothing.
+/// An axis-aligned box, empty by default.
 struct PointBounds {
     static constexpr double UNSET = std::numeric_limits<double>::max();
     std::array<double, 3> low{UNSET, UNSET, UNSET};
@@ -28,8 +28,10 @@ PointBounds boundsOf(const std::vector<Point3>& vPoints);
 /// Removes the points of a scan that have a coordinate that isn't finite. Returns how many there were. O(n).
 std::size_t dropNonFinitePoints(std::vector<Point3>& vPoints);
 
-/// Moves all corners of each triangle that has a coordinate that isn't finite to one place of the soup. The rasteriser
-/// leaves such flat triangles out and counts them. vCorners: three per triangle; the last triangle may be incomplete. O(n).
+/// Moves all corners of each triangle with a coordinate that isn't finite to one point of the soup. The rasteriser leaves
+/// such flat triangles out and counts them.
+/// vCorners: three per triangle; the last triangle may be incomplete.
+/// Cost: O(n).
 void flattenNonFiniteTriangles(std::vector<Point3>& vCorners);
 
 }  // namespace TARN_KEL

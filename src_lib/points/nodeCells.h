@@ -1,4 +1,4 @@
-// From smoothed nodes to the points that stand for their cells.
+// From smoothed nodes to one point per cell.
 #pragma once
 
 #include <utility>
@@ -11,13 +11,13 @@ namespace TARN_KEL {
 
 struct SNode;
 
-/// (cell of the smoothed position, node), by ascending code; one node per cell, the one made first. O(n log n); uses the
-/// pool.
+/// Pairs of a cell and the node whose smoothed position is in it, by ascending code; one node per cell, the oldest. Uses the
+/// pool. Cost: O(n log n).
 std::vector<std::pair<CCD, SNode*>> oneNodePerCell(const std::vector<SNode*>& vNodes, const Calc& grid);
 
-/// The point of each node that has a plane, in their order. A node with a full ring of links on a flat piece delivers the
-/// foot of its cell's midpoint on its plane, so that the point doesn't depend on where in the cell the samples fell. On rims
-/// and folds, where the plane says less, it delivers its own position. A foot may lie in the next cell.
+/// The point of each node that has a plane, in their order. For a node in flat surroundings with links all around, that is
+/// the foot of its cell's midpoint on its plane, so that it doesn't depend on where in the cell the samples lie. On rims and
+/// folds, where the plane is less certain, it is the node's own position. A foot may lie in the next cell.
 std::vector<Point3> deliveredPoints(const std::vector<std::pair<CCD, SNode*>>& vCellNode, const Calc& grid);
 
 }  // namespace TARN_KEL

@@ -17,19 +17,20 @@ namespace TARN_KEL {
 /// Cost: O(n log n), 8 bytes per point; uses the pool.
 std::optional<double> measureArea(const std::vector<Point3>& vPoints, const PointBounds& bounds);
 
-/// The edge of a cell that has hardly a chance to be empty when so many points share an area.
+/// The cell edge at which hardly any cell of the surface is empty when that many points share the area.
 double spacingForArea(double area, std::size_t numPoints);
 
-/// The estimated spacing of the points. Where they all but coincide there is no surface and any spacing will do: their
-/// extent, or 1.0 for an extent of 0. numSharing: how many points share the surface, usually all.
+/// The estimated spacing of the points. When the points nearly coincide there is no surface, and any spacing will do: it is
+/// their extent, or 1.0 for an extent of 0.
+/// numSharing: how many points share the surface, usually all.
 double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bounds, std::size_t numSharing);
 
-/// How far makeGrid() keeps the points off the sides, in cells.
+/// The distance that makeGrid() keeps between the points and the sides, in cells.
 constexpr double MARGIN_CELLS = 5000.0;
 
-/// A grid of cubes of edge usedSpacing with a margin of MARGIN_CELLS around the bounds, at the least level that holds it.
+/// A grid of cubes of edge usedSpacing with a margin of MARGIN_CELLS around the bounds, with as few levels as possible.
 /// Throws KelBugException for a spacing that isn't a positive number, for more than 2^21 cells along an axis, and for a
-/// spacing that the coordinates can't resolve.
+/// spacing that is too small for the precision of the coordinates.
 Calc makeGrid(const PointBounds& bounds, double usedSpacing);
 
 }  // namespace TARN_KEL

@@ -10,18 +10,18 @@
 
 namespace TARN_KEL {
 
-/// What the rasteriser makes of a soup.
+/// The result of rasterising a soup.
 struct SoupCells {
     std::vector<Point3> vPoints;                 ///< one per cell that the surface touches
     std::vector<std::pair<CCD, CCD>> vFeatures;  ///< neighbouring cells on edges that stay sharp, borders among them
     std::vector<std::pair<CCD, CCD>> vBorders;   ///< those on borders alone
 };
 
-/// Rasterises a soup. Corners of equal coordinates count as one.
-/// vCorners: three per triangle, on the grid, some cells off its sides; left as they are.
-/// featureAngle: degrees; edges that fold by more stay sharp, from 9999.0 on not even borders do.
-/// Returns nothing, after a warning, for a soup of flat triangles only. Throws KelBugException when there are no corners or
-/// not three per triangle. O(cells + n log n) for n triangles; uses the pool.
+/// Rasterises a soup. Corners with equal coordinates count as one. Uses the pool.
+/// vCorners: three per triangle, on the grid, some cells away from its sides; not changed.
+/// featureAngle: in degrees; edges that fold by more stay sharp; from 9999.0 on not even borders do.
+/// Returns empty lists, after a warning, for a soup of flat triangles only. Throws KelBugException when there are no corners
+/// or not three per triangle. Cost: O(cells + n log n) for n triangles.
 SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, double featureAngle);
 
 }  // namespace TARN_KEL

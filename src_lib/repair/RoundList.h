@@ -10,11 +10,11 @@
 
 namespace TARN_KEL {
 
-/// Edges in an order that are visited in rounds; each round visits those that have become due, in this order.
+/// An ordered list of edges that are visited in rounds; each round visits the edges that are due, in this order.
 ///
-/// All are due at first. One is due again when something changed at one of its ends after its visit: in the same round when
-/// its turn comes later, else in the next one. Edges that are inserted before the visited one have their first turn in the
-/// next round. The order is kept as places, numbers with gaps; when a gap is used up all edges get new places.
+/// All are due at first. An edge is due again when something has changed at one of its ends since its visit: in the same
+/// round when its turn is still to come, else in the next one. Edges inserted before the visited one have their first turn
+/// in the next round. The order is kept as places, numbers with gaps; when a gap is used up, all edges get new places.
 class RoundList {
 public:
     explicit RoundList(const std::vector<CEdge*>& vCE) {
@@ -26,7 +26,7 @@ public:
     RoundList(const RoundList&) = delete;  // the sets refer to it
     RoundList& operator=(const RoundList&) = delete;
 
-    /// Goes on to the next visit and returns its edge; null when nothing is due in any round.
+    /// Starts the next visit and returns its edge; null when no edge is due any more.
     CEdge* next() {
         if (sDue.empty()) sDue.swap(sNextRound);
         if (sDue.empty()) return nullptr;

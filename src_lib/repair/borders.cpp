@@ -1,16 +1,17 @@
-// An extracted mesh is ragged where the scan ends. Three rules clean it: a triangle that hangs by one border edge between
-// two MEs is killed; a triangle with two border edges on an ME (an ear) is laid into the sheet that continues there; and a
+// Tidies borders: an extracted mesh is ragged where the scan ends. Three rules clean it. A triangle with one border edge and
+// two MEs is killed. A triangle with two border edges and an ME (an ear) is folded into the sheet that continues there. A
 // patch that is small, or has much border for its size, is killed as a whole.
 //
 //     \    /
-//      \  /  <- border      A patch is what manifold edges hold together, so a strip that hangs on a sheet by an ME is a
+//      \  /  <- border      A patch is connected through manifold edges, so a strip that an ME connects with a sheet is a
 //      patch
 //     --ME----              of its own.
 //
-// Kills turn MEs into manifold edges and so join patches, which are grown again then. What is too large stays too large: a
-// patch is killed as a whole or not at all. So a growth ends as soon as it is too large, what it has reached is marked, and
-// to touch a mark ends a later one. Each triangle is marked once, which keeps the pass linear, and the inside of a large
-// patch isn't looked at. The border edges of a large patch needn't be known: they never count for one that may be killed.
+// Kills turn MEs into manifold edges and so join patches, which are then grown again. A patch that is too large stays too
+// large, since patches are killed as a whole or not at all. So the growth of a patch ends as soon as it is too large; the
+// triangles reached are marked, and a later growth ends when it touches a mark. Each triangle is marked once, which keeps
+// the pass linear, and the inside of a large patch isn't looked at. The border edges of a large patch needn't be known: they
+// never count for one that may be killed.
 #include "borders.h"
 
 #include <algorithm>
@@ -24,19 +25,20 @@ namespace TARN_KEL {
 
 namespace {
 
-/// A border longer than this share of the triangles makes a patch ragged.
+/// More border edges per triangle make a patch ragged.
 constexpr double RAGGED = 0.2;
 
 /// Grows patches over manifold edges for killTinyPatches().
 class PatchGrower {
 public:
-    /// No triangle may be marked. Marks belong to this object then: they stand for patches found too large.
+    /// No triangle may be marked before. Afterwards a mark means that the triangle belongs to a patch that is too large.
     explicit PatchGrower(std::size_t maxSize_) : maxSize(maxSize_) {}
 
     bool isSeen(CEdge* pCE) const { return sBorderCE.count(pCE) != 0; }
     std::size_t numSeen() const { return sBorderCE.size(); }
     void see(CEdge* pCE) { sBorderCE.insert(pCE); }
-    /// True when vPatchT is the patch, of at most maxSize triangles; all its border edges are seen then.
+    /// Grows the patch of a triangle. Returns true when it has at most maxSize triangles: then vPatchT is the patch, and all
+    /// its border edges are seen. Returns false when it is too large.
     bool grow(CTriangle* pStartT);
 
     std::vector<CTriangle*> vPatchT;
@@ -46,9 +48,9 @@ private:
 
     std::size_t maxSize;
     bool bTooLarge = false;
-    // No walk goes over the sets.
+    // The sets are never iterated over.
     std::unordered_set<CEdge*> sBorderCE;
-    std::unordered_set<CTriangle*> sPatchT;  // the present patch
+    std::unordered_set<CTriangle*> sPatchT;  // the current patch
     std::vector<CTriangle*> vStack;
 };
 
@@ -90,7 +92,7 @@ std::vector<CEdge*> killHangersGetBorder(CMesh& mesh) {
     std::vector<CEdge*> vDeg1, vBorderCE;
     mesh.getDegN(1, vDeg1);
     for (CEdge* pCE : vDeg1) {
-        // What is killed here has no other border edge, so it takes no edge of the list along.
+        // A triangle that is killed here has no other border edge, so no other edge of the list loses its triangle.
         const auto& vCT = pCE->vCT;
         ASSEX(vCT.size()==1);
         CTriangle* pCT = vCT[0];

@@ -18,8 +18,8 @@ namespace TARN_KEL {
 
 namespace {
 
-/// The keys of the dual cubes that hold the cells, eight for each cell, sorted. The key of a cube that holds all of them
-/// occurs once for each.
+/// The keys of the dual cubes around the cells, eight for each cell, sorted. The key of a cube that has all of the cells
+/// occurs once for each of them.
 std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
     std::vector<VCD> vKeys;
     vKeys.reserve(8 * cells.size());
@@ -32,7 +32,7 @@ std::vector<VCD> keysOf(const Calc& calc, std::initializer_list<VCD> cells) {
     return vKeys;
 }
 
-/// Appends the keys of the cubes that hold the border triangles.
+/// Appends the keys of the dual cubes of the border triangles.
 void appendCubesAtBorder(const Calc& calc, const std::vector<CEdge*>& vBorderCE, std::vector<VCD>& vCubes) {
     for (const CEdge* pCE : vBorderCE) {
         const CTriangle* pCT = pCE->getTriangle(true, true);

@@ -1,3 +1,4 @@
+// Removes degenerate triangles of the coarse mesh.
 #include "degenerate.h"
 
 #include <vector>

@@ -1,20 +1,22 @@
-// Edges of degree three. Where a sheet ends in the middle of another one, an edge has three triangles: two of the sheet that
-// goes on and one of the flap. Seen alone the three are alike; what tells them apart is the border of the flap, which runs
-// into the edge at an end and can't pass it. Such an edge is evil: exactly one border edge ends at one of its ends.
+// Thins flaps at edges of degree three. Where a sheet ends in the middle of another one, an edge has three triangles: two of
+// the sheet that continues and one of the flap. By themselves the three look alike. What tells them apart is the border of
+// the flap, which runs into an end of the edge and ends there. Such an edge is called evil: exactly one border edge ends at
+// one of its ends.
 //
-// repairDeg3 looks at evil edges twice. First with care: of the triangles on the edge, smallest first, one goes that is no
-// part of a sheet, because manifold edges lead from it to one neighbour at most, ears left out. Then what is left is eaten
-// from its border:
+// thinFlaps() works in two steps. First with care: of the triangles on an evil edge, smallest first, it kills one that is no
+// part of a sheet, because manifold edges lead from it to one neighbour at most, ears not counted. Then the flaps that are
+// left are eaten from their border:
 //
-//      f ===== e ===== v        f-e and e-v have degree 3; the flap hangs below them and ends at v-w, the one border edge at
-//       \     / \  T  /|        v. The triangle on v-w goes. Now u-v is the border at v, and T goes. So e-v has degree 2,
-//        \   /   \   / |        and e-u is the one border edge at e: f-e is next.
+//      f ===== e ===== v        f-e and e-v have degree 3. The flap is drawn below them and ends at v-w, the one border edge
+//       \     / \  T  /|        at v. The triangle on v-w is killed. Now u-v is the border edge at v, and T is killed. So
+//       e-v
+//        \   /   \   / |        has degree 2, and e-u is the one border edge at e: f-e is next.
 //          t ----- u - w
 //
-// This is repeated for all edges in turn until a round finds nothing. A round of the plain loop looks at every edge, and a
-// flap that hangs on a long line of edges is often eaten by one edge a round: the square of its length. But an edge asks for
-// nothing but the edges at its two ends. So only edges at whose ends a triangle has died since are asked again (RoundList),
-// in the order in which the plain loop would come to them.
+// This is repeated for all edges in turn until a round finds nothing. In a plain loop each round would look at every edge,
+// and a flap along a long line of edges is often eaten by one edge a round, which takes the square of its length. But only
+// the edges at its two ends matter to an edge. So an edge is looked at again only if a triangle at its ends has died since
+// (RoundList), in the order of the plain loop.
 #include "degree3.h"
 
 #include <algorithm>
@@ -43,7 +45,7 @@ CEdge* onlyBorderEdge(const CMesh& mesh, VCD vcd) {
     return pOnlyCE;
 }
 
-/// In the given order. Many edges may share a vertex: each is looked at once.
+/// The evil ones of these edges, in the given order. Many edges may share a vertex: each vertex is looked at once.
 std::vector<CEdge*> evilEdges(const CMesh& mesh, const std::vector<CEdge*>& vCE) {
     std::vector<VCD> vEvilVCD;
     for (const CEdge* pCE : vCE)
@@ -78,7 +80,7 @@ std::vector<CTriangle*> manifoldNeighbours(const CTriangle* pCT, const CEdge* pC
     return vNeigT;
 }
 
-/// Each edge until it has nothing more to eat, again and again.
+/// Calls eatAtEnds() for each edge until it kills nothing more there, in rounds.
 void eatBorders(CMesh& mesh, const std::vector<CEdge*>& vDeg3) {
     RoundList list(vDeg3);
     while (const CEdge* pCE = list.next()) {

@@ -1,7 +1,7 @@
-// Extraction makes triangles cube by cube, so neighbours may run against each other. Each patch between borders and
-// non-manifold edges (MEs) is taken by itself, and its first triangle decides. Breadth first, but a triangle that touches a
-// border or an ME waits until nothing else is left: where a patch is ragged, the clean inside has been oriented before the
-// walk comes there.
+// Orients the triangles patch by patch. Extraction creates triangles cube by cube, so neighbours may disagree. Each patch
+// between borders and non-manifold edges (MEs) is oriented by itself, like its first triangle. The walk is breadth first,
+// but a triangle at a border or an ME waits until nothing else is left: so where a patch is ragged, its clean inside has
+// been oriented before.
 #include "orientPatches.h"
 
 #include <memory>
@@ -15,7 +15,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Takes all that manifold edges connect with pStartT into the patch and lets it agree with pStartT.
+/// Adds to the patch all triangles that manifold edges connect with pStartT, and turns them to agree with it.
 void growOriented(CTriangle* pStartT, CPatch& patch) {
     std::vector<CTriangle*> vQueue{pStartT};
     std::vector<CTriangle*> vWaiting;

@@ -9,10 +9,11 @@ class CPatch;
 class CTriangle;
 
 /// Cuts the triangles of vT into patches at borders and MEs and turns the members of each to agree with its first one in vT.
-/// Those that touch a border or an ME come last; a patch with one side only keeps edges of disagreement. Appends the
-/// patches, which are the caller's. Goes on to triangles outside vT unless they are marked; leaves marks.
+/// Members at a border or an ME are turned last. In a patch with one side only some edges of disagreement are left. Patches
+/// also take in triangles outside vT that aren't marked. Leaves marks.
+/// vPatches: the patches are appended; they belong to the caller.
 void orientPatches(CMesh& mesh, const std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches);
-/// The same for all triangles; no patch is left. Cost: O(n).
+/// The same for all triangles. The patches are deleted again. Cost: O(n).
 void orientPatches(CMesh& mesh);
 
 void clearMarks(const std::vector<CTriangle*>& vT);

@@ -1,18 +1,17 @@
-// Patch pairs: doubles of a sheet, and bubbles.
+// Removes doubles of a sheet, and bubbles.
 //
-// A wall one cell too thick comes out of the extraction as two sheets that meet all around, so that every edge where they
-// end is an ME. Cut at all MEs the mesh falls into patches, and such a double is two patches with the same boundary. One of
-// them is killed, if they are small. A bubble on the surface is one patch that meets itself in MEs, or itself only; it is
-// split, or killed.
+// A wall one cell too thick is extracted as two sheets that meet all around, so that every edge where they end is an ME. Cut
+// at all MEs the mesh falls into patches, and such a double is two patches with the same boundary. One of them is killed, if
+// they are small. A bubble on the surface is a closed patch, which may meet itself in MEs; it is split, or killed.
 //
-//      ______        The patches A and B have one boundary. Without B it is manifold, and A continues what was beside B.
-//     /  A   \       So each solved pair joins patches to larger ones, and the mesh is cut anew and solved again until
+//      ______        The patches A and B have the same boundary. Without B that is manifold, and A continues the patches
+//     /  A   \       beside it. So each solved pair joins patches to larger ones, and the mesh is cut and solved again until
 //  --*--------*--    nothing changes.
 //     \__B___/
 //
-// Passes end: what counts as a change kills triangles, and only the passes before it make new ones. In a chain of three
-// patches on a boundary a patch that the first pair has killed may be chosen again by the second. That counts as a change as
-// well, but it can't come first.
+// The passes come to an end: a pass that reports a change has killed triangles, and none creates any. Of three patches on
+// one boundary the second pair may choose the patch that the first pair has killed. That counts as a change too, but never
+// without the first.
 #include "patchPairs.h"
 
 #include <algorithm>
@@ -28,9 +27,9 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MAX_SMALL_PATCH = 20;  // triangles of a patch that goes whatever its area
+constexpr std::size_t MAX_SMALL_PATCH = 20;  // triangles of a patch in a pair that is solved whatever its area
 constexpr double MAX_AREA_SHARE = 0.1;       // of the mesh, for a pair with a larger patch
-constexpr std::size_t MAX_TINY_CLOSED = 6;   // triangles of a closed patch that may go as a whole
+constexpr std::size_t MAX_TINY_CLOSED = 6;   // triangles of a closed patch that may be killed as a whole
 
 bool hasOnlyManifoldEdges(const CPatch& patch) {
     std::vector<CEdge*> vCE;

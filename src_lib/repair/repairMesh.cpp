@@ -1,12 +1,12 @@
 // The order of the repair.
 //
-// What comes early makes the ground that later passes stand on. Doubled squares and flat triangles go first, because they
-// would be MEs that tell nothing. Then double sheets go by the careful rule, so that the second extraction completes only
-// cubes at those borders and edges of degree 4 that the cells really make. It starts from the cells again, so what was
-// repaired elsewhere may be back; squares and flat triangles go again, sheets and borders are solved for good now. The
-// borders come first: tidying them takes MEs away and so joins patches. The last round of patch pairs works on these, by the
-// stronger rule. Small patches that it leaves at borders are killed by a larger limit. At last the sheets are oriented, and
-// flaps at edges of degree 3 are thinned.
+// Early passes prepare the mesh for later ones. Doubled squares and flat triangles are removed first, because they would
+// leave MEs that tell nothing. Then double sheets are solved by the careful rule, so that the second extraction completes
+// only cubes at borders and edges of degree 4 that the cells really make. That extraction starts from the cells again, so
+// faults repaired elsewhere may be back: squares and flat triangles are treated again, and sheets and borders are now solved
+// for good. Borders come first: tidying them removes MEs and so joins patches. The last round of patch pairs works on these,
+// by the stronger rule. Small patches that it leaves at borders are killed with a larger limit. At the end the patches are
+// oriented, and flaps at edges of degree 3 are thinned.
 #include "repairMesh.h"
 
 #include <cstddef>
@@ -36,7 +36,7 @@ void runCounted(const char* name, std::size_t numSteps, Pass&&... pass) {
     step.finish();
 }
 
-// It ends: a pass that returns true has killed a triangle, and passes make none.
+// The loop ends: a pass that returns true has killed a triangle, and none creates any.
 void solvePatchPairsCarefully(CMesh& mesh) {
     while (solvePatchPairsOnce(mesh, true)) {
     }
@@ -62,16 +62,16 @@ void repairUnified(CMesh& mesh, Extractor& extractor) {
     std::vector<CEdge*> vBorderCE;
     runCounted(
         "TP_itr", 3,                                      //
-        [&] { vBorderCE = killHangersGetBorder(mesh); },  // no triangle hangs by a border edge between MEs
+        [&] { vBorderCE = killHangersGetBorder(mesh); },  // no triangle has a border edge and two MEs
         [&] { foldEars(mesh, vBorderCE); },               // no ear on an ME
         [&] { killTinyPatches(mesh, 40); });              // no tiny patch at a border
-    solvePatchPairsForGood(mesh);                         // no small pair, no thin bubble, whatever hangs on it
+    solvePatchPairsForGood(mesh);                         // no small pair, no thin bubble, whatever is connected to it
     runCounted(
         "TP_fin", 1,                             //
         [&] { killTinyPatches(mesh, 100); },     // no ragged patch at a border
-        [&] { cutIntoPatches(mesh, nullptr); },  // the patches of the mesh are its present ones
+        [&] { cutIntoPatches(mesh, nullptr); },  // the mesh has its current patches
         [&] { orientPatches(mesh); },            // the triangles of a patch agree over edges of degree 2
-        [&] { thinFlaps(mesh); });               // flaps at edges of degree 3 are gone where they can be told
+        [&] { thinFlaps(mesh); });               // flaps at edges of degree 3 are thinned where they can be told
 }
 
 }  // namespace
@@ -94,10 +94,10 @@ void repairMeltedMesh(CMesh& mesh, Extractor& extractor) {
     Random random;
     unifyDiagonals(mesh);            // no square has a second diagonal with two triangles
     completeCubes(mesh, extractor);  // cubes at borders and edges of degree 4 are completed; all triangles are new
-    tidyBorders(mesh, 8);            // no triangle hangs by a border edge between MEs, no ear on an ME, no tiny patch
+    tidyBorders(mesh, 8);            // no triangle with a border edge and two MEs, no ear on an ME, no tiny patch
     solvePatchPairsCarefully(mesh);  // no small pair of patches on one boundary, no thin bubble that splits
-    killTinyPatches(mesh, 8);        // no tiny patch that this has made
-    mesh.averageBundles();           // added vertices lie amid what is left
+    killTinyPatches(mesh, 8);        // no tiny patch left by these kills
+    mesh.averageBundles();           // added vertices lie amid their neighbours
     mesh.treatDegenerateT();         // flat triangles are split or moved
     separateVertices(mesh, random);  // no two vertices at one point
 }

@@ -5,16 +5,16 @@ namespace TARN_KEL {
 class CMesh;
 class Extractor;
 
-// The repair of a coarse mesh as the extractor made it, until the fine mesh can be built from it: no degenerate triangles,
-// one diagonal a square, no thin double sheets and bubbles, no ragged patches at borders, few non-manifold edges (MEs), the
-// triangles of a patch oriented alike. MEs that no rule resolves stay.
+// The repair of a coarse mesh after extraction, before the fine mesh is built from it. It aims at a mesh without degenerate
+// triangles, with one diagonal per square, without thin double sheets, bubbles and ragged patches at borders, with few
+// non-manifold edges (MEs), and with each patch oriented. MEs that no rule resolves are left.
 //
-// Each is a fixed sequence of passes, and each pass is a simple local rule. A pass walks a list taken at its start and tests
-// each element again when its turn comes, so what it makes itself is not visited. What can't be repaired is left; only
-// broken invariants throw (assertions). The marks on triangles are scratch: a pass may leave any.
+// Each repair is a fixed sequence of passes, and each pass is a simple local rule. A pass walks a list taken at its start
+// and tests each element again when its turn comes; elements that it creates itself aren't visited. What can't be repaired
+// is left; only broken invariants throw (assertions). The marks on triangles are scratch: a pass may leave any.
 //
-// extractor: the one that made the mesh, which is extracted again in between, with cells added; pointers to its elements
-// don't survive that. Cost: O(n log n).
+// extractor: the one that made the mesh. In between the mesh is extracted again, with cells added; pointers to its elements
+// are void afterwards. Cost: O(n log n).
 
 /// The whole repair for a point cloud.
 void repairReconstructedMesh(CMesh& mesh, Extractor& extractor);

@@ -16,7 +16,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Moves a point until its place is a new one and enters that. False when many steps lead nowhere.
+/// Moves a point until its place is a new one, and enters that place. False when many steps find none.
 bool moveToNewPlace(Point3& p, std::set<Point3>& sPlace, double sideLen, Random& random) {
     constexpr int MAX_STEPS = 1000;
     const auto step = [&] { return (random.next() % 1000) / 100000.0 * sideLen; };
@@ -38,7 +38,7 @@ void separateVertices(CMesh& mesh, Random& random) {
         if (isFinitePoint(p)) vPlaced.emplace_back(p, pBundle);
     }
     const auto placeOf = [](const auto& placed) { return placed.first; };
-    // Stable, so that by ascending code at each place.
+    // Stable, so vertices at one place are in ascending order of their codes.
     std::stable_sort(vPlaced.begin(), vPlaced.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
     forEachRun(vPlaced.begin(), vPlaced.end(), placeOf, [&](auto first, auto end) {
         std::set<Point3> sPlace;

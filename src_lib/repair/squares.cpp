@@ -1,7 +1,7 @@
-// Four cells of one grid plane can be meshed with either diagonal, and the cubes on the two sides of the plane may have
-// chosen differently. Then the square is there twice, as a flat double sheet between four MEs. Whoever finds a
-// diagonal with two triangles, and the other diagonal as an edge of the mesh, drops the two and sees to it that the other
-// diagonal has a triangle on either side.
+// Unifies the diagonals of squares. Four cells of one grid plane can be meshed with either diagonal, and the cubes on the
+// two sides of the plane may have chosen differently. Then the square is there twice, as a flat double sheet between four
+// MEs. Where a diagonal with two triangles is found, and the other diagonal is an edge of the mesh too, the two are killed;
+// the other diagonal then gets a triangle on either side where it has none.
 //
 //     a----v1        a----v1
 //     |  / |         | \  |
@@ -23,7 +23,7 @@ namespace {
 
 constexpr std::array<CCD, 3> AXIS_BITS = {CCD_X_BITS, CCD_Y_BITS, CCD_Z_BITS};
 
-/// All four cells lie in one plane across that axis. Both pairs differ in the two other axes only.
+/// Whether all four cells lie in one plane across that axis. Both pairs differ in the two other axes only.
 bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
     const CCD bits = AXIS_BITS[static_cast<std::size_t>(axis)];
     const CCD a = v0 & bits, b = v1 & bits, c = third0 & bits, d = third1 & bits;
@@ -32,14 +32,14 @@ bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
     return a == c;
 }
 
-/// A diagonal with two triangles, and the crossing one that takes its place.
+/// A diagonal with two triangles, and the other one that replaces it.
 struct Square {
     CTriangle *pCT0 = nullptr, *pCT1 = nullptr;
     VCD v0, v1, a, b;
     const CEdge* pCrossingCE = nullptr;
 };
 
-/// False when the edge is no diagonal with two triangles, or the crossing one never was an edge.
+/// False when the edge is no diagonal with two triangles, or the other one never was an edge.
 bool findSquare(const CMesh& mesh, const CEdge& edge, Square& square) {
     if (!edge.getTwoTriangles(square.pCT0, square.pCT1, true)) return false;
     const VCD v0 = square.v0 = edge.v0, v1 = square.v1 = edge.v1;
@@ -61,7 +61,7 @@ void swapDiagonal(CMesh& mesh, const Square& square) {
     if (!bHasV0) vNewT.push_back(mesh.createT(a, b, v0, vcdCube, 0));
     if (!bHasV1) vNewT.push_back(mesh.createT(b, a, v1, vcdCube, 0));
     for (CTriangle* pCT : vNewT) {
-        if (!pCT->isAlive() || !pCT->isDegenerate(&mesh)) continue;  // the treatment of one may have taken the other
+        if (!pCT->isAlive() || !pCT->isDegenerate(&mesh)) continue;  // the treatment of one may have removed the other
         const CEdge* pCE = pCT->getCEdge(2);
         if (pCE->getDegree() < 2) out() << "\n pCE->getDegree()=" << pCE->getDegree() << "\n";
         if (!splitOrMove(mesh, pCT, 2)) warning(KEL_PLACE, "trySplitNeigsKillT() and laplacianForOne() did not succeed");

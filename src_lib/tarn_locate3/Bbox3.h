@@ -7,7 +7,7 @@ namespace TARN_LOCATE3 {
 
 /// An axis-aligned box, sides included. A plain value.
 ///
-/// The default value is the empty box: it meets no box and takes over the first thing that it is widened by.
+/// The default value is the empty box: it intersects no box, and after the first widening it is just what it was widened by.
 struct Bbox3 {
     double minX = std::numeric_limits<double>::max();
     double minY = std::numeric_limits<double>::max();

@@ -7,9 +7,9 @@
 
 namespace TARN_LOCATE3 {
 
-/// A box in the index, and the user's object that it stands for.
+/// A box in the index, and the user's object in it.
 struct Item {
-    void* pObject;  ///< the user's
+    void* pObject;  ///< not owned
     double xmin, ymin, zmin, xmax, ymax, zmax;
 };
 
@@ -19,21 +19,21 @@ struct Node {
     std::size_t first, last;  ///< a leaf: its items, last included; else its children
 };
 
-/// Finds the boxes that meet a box.
+/// Finds the boxes that intersect a box.
 ///
-/// Add all objects, call finish(), then ask. The objects are put in the order of a space-filling curve through their
+/// Add all objects, call finish(), then query. The objects are put in the order of a space-filling curve through their
 /// centres; two neighbours make a leaf, and eight nodes a node of the next level, until one is left. Queries answer in curve
-/// order. One thread at a time until finish() is done; then any number may ask.
+/// order. One thread at a time until finish() is done; then any number may query.
 class RTree {
 public:
-    /// Asserts that no minimum is above its maximum. p stays the caller's.
+    /// Adds a box. p: not owned. Throws (assertion) when a minimum is above its maximum.
     void addObject(void* p, double xmin, double ymin, double zmin, double xmax, double ymax, double zmax);
-    /// Builds the tree over all that was added; without objects there is none. O(n log n). Items that a former finish() gave
-    /// are no longer valid.
+    /// Builds the tree over all objects added; without objects there is none. Items of a former finish() are no longer
+    /// valid. Cost: O(n log n).
     void finish();
 
-    /// Appends the items whose box intersects, touching included, after a call of finish() if there was none. The items are
-    /// the tree's and live as long as it does.
+    /// Appends the items whose box intersects the given one, touching included. Calls finish() first if that wasn't done.
+    /// The items belong to the tree and are valid as long as it exists.
     void getBBIntersectedItems(const Bbox3& box, std::vector<Item*>& vResult);
     /// The box of all objects added; without objects the largest double as minima and the lowest as maxima.
     void getBounds(double& xmin, double& ymin, double& zmin, double& xmax, double& ymax, double& zmax) const;

@@ -1,5 +1,5 @@
-// A hole closed by a mesh of its own: the points of the new sheet and one row of the old surface go to a reconstruction of
-// their own, on the grid of the mesh. No public function reaches this.
+// Closes a hole by a mesh of its own: the points of the new sheet and one row of the old surface are reconstructed
+// separately, on the grid of the mesh. No public function reaches this.
 #include <memory>
 #include <utility>
 

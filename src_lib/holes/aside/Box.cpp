@@ -1,3 +1,4 @@
+// Addresses and cells of a box of lattice points.
 #include "Box.h"
 
 #include <limits>

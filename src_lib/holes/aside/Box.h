@@ -20,11 +20,11 @@ struct CoordinateRange {
 /// A box of lattice points on the grid, and the address of each of them in an array: x + y * rgx + z * rgxy, with x, y, z
 /// counted from the low corner of the box. A lattice point is named by the code of the cell of which it is the low corner.
 struct Box {
-    /// Coordinates inside the box, and outside as well.
+    /// Coordinates counted from the low corner of the box; the point may lie outside.
     using Point = std::array<int, 3>;
 
     Box() = default;
-    /// ranges: of the grid's coordinates along x, y, z. More points than an int can count are an assertion.
+    /// ranges: of the grid's coordinates along x, y, z. Throws (assertion) for more points than an int can count.
     explicit Box(const std::array<CoordinateRange, 3>& ranges);
 
     Point toBox(const Calc& calc, VCD vcd) const;
@@ -35,23 +35,25 @@ struct Box {
 
     /// Whether a point lies in the box, its sides included. Prints a line when it doesn't.
     bool isValidRCD(RCD rcd) const;
-    // Outside the box is an assertion, and so is an address beyond its points.
+    // These throw (assertion) for a point outside the box and for an address that isn't one of it.
     int getAddress(int x, int y, int z) const;
     int getAddress(RCD rcd) const;
     RCD addressToRCD(int address) const;
 
-    /// Appends the cells round a lattice edge, from a, which has the coordinates x, y, z in the box, one step along the axis
-    /// (0, 1, 2 for x, y, z) to b: a, the cell lower on the first other axis, on the second, on both. Lower cells that would
-    /// have the coordinate 0 on that axis are left out.
+    /// Appends the cells round a lattice edge: a, then the cell lower on the first other axis, on the second, on both. Lower
+    /// cells that would have the coordinate 0 on that axis are left out.
+    /// a, b: the ends of the edge; b is one step along the axis from a (assertion).
+    /// x, y, z: the coordinates of a in the box.
+    /// axis: 0, 1, 2 for x, y, z.
     void getCbsAroundEdge(RCD a, RCD b, int x, int y, int z, int axis, VRCD& vOut) const;
 
-    /// What leads from an address to those of its six neighbours: -x, +x, -y, +y, -z, +z.
+    /// The differences from an address to those of its six neighbours: -x, +x, -y, +y, -z, +z.
     std::array<int, 6> addressSteps() const { return {-1, 1, -rgx, rgx, -rgxy, rgxy}; }
     /// Calls visit(slot, address) for the neighbours inside the box; slots are in the order of addressSteps().
     template <typename Visit>
     void forEachNeig(int address, const Visit& visit) const;
 
-    // The sides of the box in coordinates of the grid, included.
+    // The lowest and the highest coordinates of the box on the grid, both included.
     unsigned long long xLowExt = 0, yLowExt = 0, zLowExt = 0, xHighExt = 0, yHighExt = 0, zHighExt = 0;
     int rgx = 0, rgy = 0, rgz = 0;  ///< points along each axis
     int rgxy = 0;                   ///< points of a layer

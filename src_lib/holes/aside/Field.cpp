@@ -10,7 +10,7 @@
 //         - - - - - - -(-+)- - - - - -
 //         - - - - - - - - - - - - - - -
 //
-// Seeded points are fixed, and a ring starts with slightly less weight than they have, so that the field leans on them.
+// Seeded points are fixed, and a ring starts with slightly less weight than they have, so that they count more in the means.
 // Sums are in double precision.
 #include "Field.h"
 
@@ -31,16 +31,16 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double GROWN_WEIGHT = 0.97;      // of that of a seed, for what grows from it
-constexpr double UNFIXED_WEIGHT = 0.9954;  // of a mean weight that happens to be that of a seed
-constexpr int FINAL_ROUNDS = 150;          // of smoothing behind the last ring
+constexpr double GROWN_WEIGHT = 0.97;      // factor from the weight of a seed to that of a point grown from it
+constexpr double UNFIXED_WEIGHT = 0.9954;  // factor for a mean weight that happens to equal that of a seed
+constexpr int FINAL_ROUNDS = 150;          // of smoothing after the last ring
 constexpr std::size_t ONE_THREAD = std::numeric_limits<std::size_t>::max();
 
 bool isFixed(float weight) {
     return weight == WEIGHT_REL || weight == WEIGHT_REL_LOW;
 }
 
-/// The rounds of smoothing behind a ring.
+/// The rounds of smoothing after a ring.
 int roundsAfter(int ring) {
     return ring >= 3 && ring <= 10 ? 2 : 1;
 }
@@ -196,7 +196,7 @@ void Field::inflateOneStep(int, std::vector<int>& vAddrIn, std::vector<int>& vNe
 }
 
 void Field::lowPassFor(std::vector<int>& vAddresses, int numIter, bool bUseWeights) {
-    // Behind a ring the list is the sorted one of before and the sorted ring.
+    // After a ring the list is the former one, sorted, and then the ring, sorted.
     const auto itRing = std::is_sorted_until(vAddresses.begin(), vAddresses.end());
     if (std::is_sorted(itRing, vAddresses.end()))
         std::inplace_merge(vAddresses.begin(), itRing, vAddresses.end());

@@ -35,26 +35,27 @@ private:
     std::unique_ptr<MatrixEntry[]> pEntries;
 };
 
-/// Signed distances on the points of a box: seeded round the rim of a gap, grown across it, smoothed.
+/// Signed distances on the points of a box: seeded round a hole, grown across it, smoothed.
 ///
-/// Takes 8 bytes a point of the box, whatever has a value. One thread but for sorting; failed conditions throw
-/// KelBugException.
+/// Takes 8 bytes for each point of the box, whether or not it has a value. Uses one thread, except for sorting. Failed
+/// conditions throw KelBugException.
 struct Field : Box {
     /// Whether there is a matrix, and a value at the address.
     bool hasValue(int address) const { return !pArray.empty() && pArray[address].val != FLT_UNDEF; }
-    /// Gives a point a distance to the surface. The smallest distance that is offered stays, and the first weight.
+    /// Gives a point a distance to the surface. Of several seeds the smallest distance and the first weight count.
     void seed(int address, double distance, bool bReliable);
 
     /// numGrowSteps rings, each smoothed, then a long smoothing. vAddr becomes sorted, each address once.
     void inflate();
-    /// One ring: gives a value to each free neighbour of the points of vAddrIn whose value isn't 0 and wasn't seeded at a
-    /// crease. A new point is a cell edge farther off than the nearest of those that reach it; of equal ones the first in
-    /// vAddrIn decides. Appends the new addresses to vAddr and, ascending, to vNextAddr, which must come in empty
-    /// (assertion). step isn't used. O(n log n).
+    /// Grows one ring: gives a value to each free neighbour of the points of vAddrIn whose value isn't 0 and wasn't seeded
+    /// at a crease. A new point is one cell edge farther from the surface than the nearest of the points that it grows from;
+    /// of equally near ones the first in vAddrIn counts. The new addresses are appended to vAddr. step: not used. vNextAddr:
+    /// gets the new addresses, ascending; must be empty (assertion). Cost: O(n log n).
     void inflateOneStep(int step, std::vector<int>& vAddrIn, std::vector<int>& vNextAddr);
-    /// Sorts the list and makes each of its points that isn't fixed the mean of itself and its neighbours with a value, in
-    /// rounds that work from the round before. bUseWeights: means by weight; else plain ones, after which their weights are
-    /// 1. A mean of 0 becomes the smallest normal float, so that every point that isn't fixed has a sign.
+    /// Sorts the list, then smooths: in each round every point of the list that isn't fixed becomes the mean of itself and
+    /// its neighbours with a value, as they were after the round before. A mean of 0 becomes the smallest normal float, so
+    /// that every point that isn't fixed has a sign. numIter: number of rounds. bUseWeights: weighted means; else plain
+    /// means, after which the weights are 1.
     void lowPassFor(std::vector<int>& vAddresses, int numIter, bool bUseWeights);
     /// Gives values of exactly 0 the smallest normal float, since 0 has no sign.
     void liftZeros();
@@ -65,7 +66,7 @@ struct Field : Box {
     float sideLen = 0.0F;    ///< cell edge
     int numGrowSteps = 0;    ///< rings
     Matrix pArray;           ///< x runs fastest, then y, then z
-    std::vector<int> vAddr;  ///< the addresses with a value, but for carried ones, in order until inflate()
+    std::vector<int> vAddr;  ///< the addresses with a value, except carried ones; in order of seeding until inflate()
 };
 
 }  // namespace TARN_KEL

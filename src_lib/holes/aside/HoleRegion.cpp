@@ -1,3 +1,4 @@
+// Finds the triangles round a hole that take part in closing it.
 #include "HoleRegion.h"
 
 #include <algorithm>
@@ -16,7 +17,7 @@ namespace {
 
 constexpr double MAX_SMOOTH_ANGLE = 10.0;  // degrees between neighbours that aren't at a crease
 
-/// Enters the triangle and the neighbours that it is creased against. Behind a neighbour without a normal none is looked at.
+/// Inserts the triangle and its neighbours across a crease. After a neighbour without a normal it looks at no further one.
 void enterCreased(CTriangle* pCT, const CMesh& mesh, std::set<CTriangle*>& sCreased) {
     bool ok = false, okNeig = false;
     const Vector3 normal = pCT->getRealNNV(&mesh, ok);

@@ -1,14 +1,14 @@
 // From the field to triangles.
 //
-// grow() puts the surface into the mesh itself. The cells round the lattice edges where the field changes its sign are a
-// layer of two to three cells; cells of the old surface leave it, and the removal test thins it to a sheet that the chain
-// holds at its rim. Dual cubes over sheet and chain then give triangles, as they do for a whole model:
+// grow() puts the surface into the mesh itself. The cells round the lattice edges where the field changes its sign form a
+// layer of two to three cells. Cells of the old surface are taken out of it, and the removal test thins it to a sheet whose
+// rim lies along the chain. Dual cubes over sheet and chain then give triangles, as they do for a whole model:
 //
 //        chain               sheet               chain
 //       --- # ---  +   +   +   +   +   +   +  --- # ---        # cells of the chain, + new ones
 //
-// The old triangles stand in the mesh while that happens, so that none is made twice and flat cubes follow the diagonals
-// that are there.
+// The old triangles stay in the mesh meanwhile, so that none is created twice and flat cubes follow the diagonals that are
+// there.
 #include <algorithm>
 #include <array>
 #include <set>
@@ -30,7 +30,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Some triangle stands on the cell: it is one of the old surface.
+/// The cell is a corner of a triangle, so it belongs to the old surface.
 bool hasTriangles(const CMesh& mesh, CCD ccd) {
     std::vector<CTriangle*> vIncT;
     mesh.getIncidentT(ccd, vIncT);
@@ -121,7 +121,7 @@ Hole::VRCDPoint Hole::noteZeros() {
     return vNotes;
 }
 
-// Takes the cells out that the removal test lets go; vExisting is what it sees.
+// Takes out the cells that the removal test allows to remove. vExisting: the cells that the test sees.
 void Hole::thinSheet(VCCD& vExisting, VCCD& vHoleCCDs) {
     VCCD vKept, vDoomed;
     RemoveDecider(vExisting, pCalc).pruneStrong(vHoleCCDs, vKept, vDoomed);

@@ -1,3 +1,4 @@
+// Computes the first values of a hole's field.
 #include "fieldSeeds.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Finds the lattice edges on which the field of a hole changes its sign, and the cells round them.
 #include "fieldZeros.h"
 
 #include <algorithm>

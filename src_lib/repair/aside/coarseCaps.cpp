@@ -1,8 +1,8 @@
-// A cap is a triangle with an angle of nearly 180 degrees.
+// Removes caps: triangles with an angle of nearly 180 degrees.
 //
 //         v1                 v1
-//       / | \               /  \         alt0 is almost on the edge: the flip hands most of the area of the other
-//    alt0 | alt1    ->  alt0----alt1     triangle over. Where it isn't possible the cap can be collapsed instead.
+//       / | \               /  \         alt0 is almost on the edge: the flip divides the area of the other triangle
+//    alt0 | alt1    ->  alt0----alt1     between both. Where it isn't possible the cap can be collapsed instead.
 //       \ | /               \  /
 //         v0                 v0
 #include "aside/coarseCaps.h"
@@ -42,7 +42,7 @@ void requireDifferent(const CEdge* pCE, const CTriangle* pCT0, const CTriangle* 
     ASSEX(pCE->v0!=pCE->v1);
 }
 
-/// Collapses one of the edges at the flat corner. The triangle may have gone with the other cap on its edge.
+/// Collapses one of the edges at the flat corner. The triangle may be dead already, with the other cap on its edge.
 bool collapseCap(CMesh& mesh, CTriangle* pCT, VCD altVCD) {
     EdgeQueue scratch;
     const int i = pCT->getICI(altVCD);

@@ -1,6 +1,6 @@
-// All edges that are short wait in a queue, the shortest first, and are collapsed to the midpoint or onto an end as long as
-// the surface around stays as it is. A collapse moves vertices, so keys go stale: an edge that comes up longer than its key
-// goes back under its present length, and what is short at the moved vertex is entered again.
+// Short edges are kept in a queue, the shortest first, and are collapsed to the midpoint or onto an end where normals hardly
+// turn. A collapse moves vertices, so keys become stale: an edge that comes up longer than its key is put back under its
+// current length, and short edges at the moved vertex are entered again.
 #include "aside/coarseCollapses.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ double sqLengthOf(const CMesh& mesh, const CEdge& edge) {
     return (*mesh.getVtx(edge.v1) - *mesh.getVtx(edge.v0)).sqLength();
 }
 
-/// The edges of a squared length below maxSq under it, shortest first; equal ones in order of creation.
+/// The edges whose squared length is below maxSq, with that squared length as key; equal ones in order of creation.
 std::vector<std::pair<double, CEdge*>> shortEdges(const CMesh& mesh, const std::vector<CEdge*>& vCE, double maxSq) {
     std::vector<std::pair<double, CEdge*>> vShort;
     for (CEdge* pCE : vCE) {
@@ -55,7 +55,8 @@ std::vector<VCD> borderVertices(const CMesh& mesh) {
     return vBorderVCD;
 }
 
-/// No triangle at vcd, but those that the collapse removes, turns when vcd moves to target. Degenerate ones may turn.
+/// Whether no triangle at vcd turns by more than MAX_TURN when vcd moves to target. Triangles that the collapse removes and
+/// degenerate ones don't count.
 bool keepsNormals(const CMesh& mesh, VCD vcd, VCD otherEnd, const Point3& target) {
     std::vector<CTriangle*> vIncT;
     mesh.getIncidentT(vcd, vIncT);

@@ -1,5 +1,5 @@
-// A flip can lower the energy of the surface, or undo a sharp fold across an edge. Both work through a queue, the best flip
-// first; a flip changes what others are worth, so each edge is judged again when its turn comes.
+// Flips edges to lower the energy of the surface, or to undo sharp folds. Both work through a queue, the best flip first. A
+// flip changes what others gain, so each edge is judged again when its turn comes.
 #include "aside/coarseFlips.h"
 
 #include <functional>

@@ -53,8 +53,8 @@ bool closeChain(const Chain& chain, std::vector<CEdge*>& vSolution) {
     return chain.findClosingEdges([](const CEdge*) { return true; }, false, vSolution);
 }
 
-// A piece with a triangle on every edge of the chain has one on the first edge, so it is enough to start there. The limit of
-// the flood keeps the piece small.
+// A group with a triangle on every edge of the chain has one on the first edge, so it is enough to start there. The limit of
+// the flood keeps it small.
 bool killWithinRing(CMesh& mesh, const Chain& chain, const std::vector<CEdge*>& vSolution) {
     if (chain.empty()) return false;
     std::set<CEdge*> sFences(vSolution.begin(), vSolution.end());

@@ -1,6 +1,6 @@
 // Where the caller knows which vertices lie on a feature line of the model, the diagonals between them should follow the
-// line. A flip that joins two of them is made unless it breaks a better connection; the better one is that which more
-// feature edges continue straight.
+// line. A flip that connects two of them is made unless it breaks a better connection: one that more feature edges continue
+// straight.
 #include "aside/featureFlips.h"
 
 #include <vector>
@@ -26,7 +26,7 @@ bool areNeighbourCells(const Calc& calc, CCD a, CCD b) {
     return (distance(ax, bx) | distance(ay, by) | distance(az, bz)) <= 1;
 }
 
-/// Edges at A to feature vertices straight on the far side from B.
+/// The number of edges from A to feature vertices that continue the line from B through A.
 int countCollinearAt(const CMesh& mesh, const std::set<CCD>& sFeatureCCD, VCD ccdA, VCD ccdB) {
     const Point3 *pVtxA = mesh.getVtx(ccdA), *pVtxB = mesh.getVtx(ccdB);
     ASSEX(*pVtxA!=*pVtxB);

@@ -1,5 +1,5 @@
-// The skin starts on the far right of the model, facing outward, and at each edge of its boundary takes the patch of the
-// triangle met first on its outer side. The boundary changes by the edges of the patch that joins.
+// Grows the outer skin of a model. It starts on the far right, facing outward, and at each edge of its boundary takes over
+// the patch of the triangle that comes first on its outer side. The boundary changes by the edges of the patch that joins.
 #include "aside/outerSkin.h"
 
 #include <algorithm>
@@ -20,8 +20,8 @@ namespace {
 
 constexpr double MIN_FACING_X = 0.001;  // of a unit normal
 
-/// The patch met first in a turn from the patch over an edge of its boundary, agreeing with it there; null when there is
-/// none, or no order round the edge.
+/// The patch that comes first in a turn round a boundary edge of the current patch. It is turned over where it disagrees
+/// there. Null when there is none, and where two triangles lie in the same direction.
 CPatch* findNextSheet(Rotx& rotx, CEdge* pCE, CPatch* pCurrentPatch) {
     CTriangle* pOwnPatchT = pCE->getUniquePatchTriangle(pCurrentPatch);
     if (pOwnPatchT == nullptr) return nullptr;
@@ -90,8 +90,8 @@ CPatch* growOuterSkin(CMesh& mesh, Rotx& rotx, std::vector<CPatch*>& vPatches, c
     inspector.keepGoodPartForKnownBorder(pCurrentPatch, pMaxT, sBorder);
     pCurrentPatch->setOuterBoundary();
 
-    // The boundary is kept here while the patch grows: joining it anew with each patch would be quadratic. The patch's own
-    // list holds what came with the last one.
+    // The boundary is kept here while the patch grows: to join it again with each patch would be quadratic. The patch's own
+    // list only holds what came with the last one.
     std::vector<CEdge*>& vNewCE = pCurrentPatch->vPatchBoundaryCE;
     std::set<CEdge*> sBoundaryCE(vNewCE.begin(), vNewCE.end());
     while (!sBoundaryCE.empty()) {

@@ -1,6 +1,6 @@
-// From a triangle at the far right of the mesh, turned to face outward, the walk goes on at each edge in the triangle met
-// first in a turn on the outer side, turning over what disagrees. At an ME this is the next sheet as seen from outside;
-// walls inside the model are never reached, nor what lies behind the border that the caller has told:
+// The walk starts from a triangle at the far right of the mesh, turned to face outward. At each edge it goes on to the
+// triangle that comes first in a turn on the outer side, and turns that over where the two disagree. At an ME this is the
+// next sheet as seen from outside. Walls inside the model are never reached, nor what lies behind the caller's border:
 //
 //          outside          seen along an ME: the walk comes from T and goes on in N;
 //         T       N         W, a wall inside, stays behind

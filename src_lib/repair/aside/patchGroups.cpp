@@ -1,9 +1,9 @@
-// Where other sheets cut a double into several patches no two of them have the same boundary. This solver (frac) looks for
-// two groups of patches in place of two patches. The boundary of a group is what an odd number of its patches have for
-// boundary. Two groups without a common patch have equal boundaries exactly if each edge is in the boundaries of an even
-// number of patches of both together: if their union has no boundary. So it is enough to know which groups are closed; and
-// since edges held by the same patches behave alike, each combination of patches is looked at once, however long the
-// boundaries are.
+// Where other sheets cut a double into several patches, no two of these have the same boundary. This solver looks for two
+// groups of patches instead of two patches. The boundary of a group consists of the edges that are in the boundaries of an
+// odd number of its patches. Two groups without a common patch have equal boundaries exactly if each edge is in the
+// boundaries of an even number of patches of both together: if their union has no boundary. So it is enough to know which
+// groups are closed. Edges on the same patches behave alike, so each combination of patches is looked at once, however long
+// the boundaries are.
 #include "aside/patchGroups.h"
 
 #include <algorithm>
@@ -30,8 +30,8 @@ constexpr std::size_t MAX_CLUSTER = 12;  // patches: the search for two groups t
 
 using PatchBits = std::uint32_t;  // a set of patches of a cluster, by their positions
 
-/// Of the patches on an edge but one, the largest with a member; of equal ones the one whose triangle is first on the edge.
-/// Null when there is none.
+/// The largest of the patches on an edge, other than a given one and those without members; of equal ones the one whose
+/// triangle is first on the edge. Null when there is none.
 CPatch* largestOther(const std::vector<CPatch*>& vAdjPatches, const CPatch* pExcluded) {
     CPatch* pLargest = nullptr;
     for (CPatch* pPatch : vAdjPatches) {
@@ -41,7 +41,8 @@ CPatch* largestOther(const std::vector<CPatch*>& vAdjPatches, const CPatch* pExc
     return pLargest;
 }
 
-/// Appends the start patch and what is connected to it, but the largest sheet at each edge. Stops above maxSize patches.
+/// Appends the start patch and those connected with it, except for the largest patch at each edge. Stops above maxSize
+/// patches.
 void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>& vCluster) {
     std::set<const CPatch*> sKnown;
     std::size_t numTaken = 0;
@@ -74,7 +75,7 @@ void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>&
 
 /// The different sets of patches that have an edge in common in their boundaries.
 std::vector<PatchBits> holdersOfEdges(const std::vector<CPatch*>& vCluster) {
-    std::unordered_map<const CEdge*, PatchBits> mHolders;  // the order of the walk doesn't matter: the result is sorted
+    std::unordered_map<const CEdge*, PatchBits> mHolders;  // its order doesn't matter: the result is sorted
     for (std::size_t i = 0; i < vCluster.size(); ++i)
         for (const CEdge* pCE : vCluster[i]->vPatchBoundaryCE)
             mHolders[pCE] ^= PatchBits{1} << i;
@@ -126,10 +127,11 @@ CPatch* patchBeyond(const CEdge* pCE, const CPatch* pPatch) {
     return pOther != pPatch ? pOther : nullptr;
 }
 
-/// Patches, the smallest first, of equal ones the one entered first. What has grown meanwhile goes back to its new place.
+/// A queue of patches, the smallest first, of equal ones the one entered first. A patch that has grown meanwhile is put back
+/// at its new place.
 class PatchQueue {
 public:
-    /// Unless it has no members, or is there with its present size.
+    /// Enters a patch, unless it has no members or is entered with its current size.
     void enter(CPatch* pPatch) {
         std::size_t& enteredSize = mEnteredSize[pPatch];
         if (enteredSize == pPatch->getSize()) return;
@@ -150,10 +152,10 @@ public:
 
 private:
     std::multimap<std::size_t, CPatch*> mmPatches;
-    std::unordered_map<const CPatch*, std::size_t> mEnteredSize;  // at the last time; no walk goes over it
+    std::unordered_map<const CPatch*, std::size_t> mEnteredSize;  // when entered last; never iterated over
 };
 
-/// Joins what has become one sheet with the patch, and enters the patch anew.
+/// Joins the patch with those that manifold edges connect with it now, and enters it again.
 void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
     std::vector<CEdge*> vBoundaryCE;  // assimilating clears the patch's own list
     pPatch->getPatchBoundaryCE(vBoundaryCE);
@@ -168,7 +170,7 @@ void assimilateNeighbours(CPatch* pPatch, PatchQueue& queue) {
 
 }  // namespace
 
-// A cluster is grown no further than the search for groups takes it.
+// A cluster is grown only up to the size that the search for groups accepts.
 void solvePatchGroups(const CMesh& mesh, const std::vector<CPatch*>& vPatches) {
     const double meshArea = mesh.getArea();
     out() << "SolvePatchPairsFrac: meshArea=" << meshArea << "\n";

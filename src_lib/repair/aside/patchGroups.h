@@ -9,17 +9,17 @@ namespace TARN_KEL {
 class CMesh;
 class CPatch;
 
-/// Looks for two groups of patches with the same boundary among those that hang together, merges each and kills the smaller
-/// one. Cost: each patch the size of the group it hangs together with, as far as that is searched, and of what it is joined
-/// with in the end.
+/// Looks among connected patches for two groups with the same boundary, merges each group and kills the smaller one.
+/// Cost: for each patch, the size of the cluster that it is connected with, as far as that is searched, and of the patches
+/// that it is joined with in the end.
 void solvePatchGroups(const CMesh& mesh, const std::vector<CPatch*>& vPatches);
 
-/// Appends the start patch, which must be alive (assertion), and what is connected to it over MEs, but at each edge the
-/// largest sheet. Sets their boundaries.
+/// Appends the start patch and the patches that MEs connect with it, except for the largest patch at each edge. Sets their
+/// boundaries. Throws (assertion) unless the start patch is alive.
 void growWholeCluster(CPatch* pStartPatch, std::vector<CPatch*>& vCluster);
 
-/// Looks for two groups among the patches whose union is closed, merges each and solves the pair. The boundaries must be
-/// set. Returns true when a patch was killed, false for more than 12 patches: the search takes 3^n steps for n.
+/// Looks among the patches for two groups whose union is closed, merges each and solves the pair. The boundaries must be
+/// set. Returns true when a patch was killed; false for more than 12 patches, as the search takes 3^n steps for n patches.
 bool solvePatchCluster(const std::vector<CPatch*>& vCluster, double meshArea);
 
 }  // namespace TARN_KEL

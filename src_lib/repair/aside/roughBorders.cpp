@@ -17,7 +17,7 @@ namespace {
 /// The eight rotations of the flat corner, base row 27.
 constexpr std::array<int, 8> FLAT_CORNERS = {27, 39, 78, 114, 141, 177, 216, 228};
 
-constexpr double BORDERLIKE = 0.2;  // edges a triangle
+constexpr double BORDERLIKE = 0.2;  // border edges per triangle
 
 CTriangle* smallestBorderTriangle(const CMesh& mesh, const CEdge& edge) {
     CTriangle* pSmallestT = nullptr;

@@ -12,9 +12,9 @@ class CPatch;
 int killBorderlikePatches(const std::vector<CPatch*>& vPatches);
 /// Kills the patches that have a border edge, each with a warning.
 void killPatchesAtBorder(const std::vector<CPatch*>& vPatches);
-/// Kills border triangles at MEs, the smallest first, as long as the edge is an ME. Cost: O(d^2) at an edge of degree d.
+/// Kills border triangles at each ME, the smallest first, as long as the edge is an ME. Cost: O(d^2) at an edge of degree d.
 void killBorderTrianglesAtMEs(CMesh& mesh);
-/// Kills triangles with an edge of degree below 2 that the flat corners made (8 configurations of a dual cube). Cost: O(n).
+/// Kills triangles with a border edge that come from a flat corner (8 configurations of a dual cube). Cost: O(n).
 void pruneFlatCorners(CMesh& mesh);
 
 }  // namespace TARN_KEL

@@ -1,5 +1,6 @@
-// A fold of nearly 180 degrees is flipped where another diagonal is flatter (flipFolds). A spike has several such folds at
-// its tip, and no flip helps: the tip is taken out, and its triangles are hung on the neighbour that leaves them flattest.
+// Removes spikes. A single fold of nearly 180 degrees is flipped where the other diagonal is flatter (flipFolds). A spike
+// has several such folds at its tip, and no flip helps: the tip is removed, and its triangles get the neighbour in its place
+// that leaves them flattest.
 #include "aside/spikes.h"
 
 #include <algorithm>
@@ -18,12 +19,13 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double MAX_FLATTENED = 140.0;  // degrees, an angle that may be left behind anyway
+constexpr double MAX_FLATTENED = 140.0;  // degrees, below which the largest angle is accepted in any case
 constexpr double MIN_FLATTENING = 15.0;  // degrees, by which the largest angle must fall otherwise
 constexpr double NOT_POSSIBLE = 360.0;   // an angle above all others
 constexpr int MIN_FOLDS = 2;             // at the tip of a spike
 
-/// The side of a triangle opposite the vertex that is to go: its ends in the order of the triangle, and what is behind it.
+/// The side of a triangle opposite the vertex to be removed: its ends in the order of the triangle, and the normal of the
+/// triangle beyond it.
 struct Side {
     VCD ccd1, ccd2;
     Vector3 neigNNV;
@@ -45,8 +47,8 @@ int countFolds(const CMesh& mesh, const std::vector<CEdge*>& vE, double minAngle
     return count;
 }
 
-/// One for each triangle at the vertex. False when behind one of them isn't just one triangle, with a normal: then no place
-/// for the vertex can be judged.
+/// One side for each triangle at the vertex. False unless there is exactly one other triangle on each side, with a normal:
+/// else no new corner can be judged.
 bool getSides(const CMesh& mesh, CCD ccd, const std::vector<CTriangle*>& vIncT, std::vector<Side>& vSide) {
     for (const CTriangle* pCT : vIncT) {
         const int i = pCT->getICI(ccd);
@@ -62,8 +64,8 @@ bool getSides(const CMesh& mesh, CCD ccd, const std::vector<CTriangle*>& vIncT, 
     return true;
 }
 
-/// The largest angle over the sides once the vertex is moved to fromCCD; not looked for further once it isn't below enough.
-/// iDecisive: the side that said so last. It is asked first, as it will likely say so for the next neighbour, too.
+/// The largest angle over the sides when fromCCD takes the place of the vertex. Stops at an angle that isn't below enough.
+/// iDecisive: the side where it stopped last. It is tested first, as it will likely decide for the next neighbour, too.
 double largestAngle(const CMesh& mesh, CCD killCCD, CCD fromCCD, const std::vector<Side>& vSide, double enough,
                     std::size_t& iDecisive) {
     ASSEX(fromCCD!=killCCD);
@@ -84,8 +86,8 @@ double largestAngle(const CMesh& mesh, CCD killCCD, CCD fromCCD, const std::vect
     return worst;
 }
 
-/// The neighbour with the smallest largest angle, of equal ones that of the lowest code; bestAngle stays when none is below
-/// it.
+/// The neighbour with the smallest largest angle, of equal ones the one with the lowest code.
+/// bestAngle: set to that angle; not changed, and killCCD returned, when none is below it.
 CCD findFlattest(const CMesh& mesh, CCD killCCD, const std::vector<Side>& vSide, double& bestAngle) {
     std::vector<CCD> vFromCCD;
     for (const Side& side : vSide)

@@ -11,15 +11,18 @@ namespace TARN_KEL {
 class CEdge;
 class CMesh;
 
-/// Removes the vertices at which two or more edges are folded by more than minAngle degrees, where removeVertex() can; the
-/// edges are listed once, before the first removal. Cost: O(n log n).
+/// Calls removeVertex() for the vertices at which two or more edges are folded by more than minAngle degrees. The edges are
+/// listed once, before the first removal. Cost: O(n log n).
 void removeSpikes(CMesh& mesh, double minAngle);
 
-/// Hangs the triangles at a vertex on that one of its neighbours that leaves the smallest angles to the triangles around
-/// them. vE: the suspicious edges there; two of them must be folded by more than minAngle degrees. Returns true when it did:
-/// the largest angle is below 140 degrees then, or falls by more than 15. Returns false, and changes nothing, otherwise, and
-/// where an edge of vE hasn't just two triangles, a triangle hasn't just one behind its side opposite the vertex, or one of
-/// these has no normal. Cost: O(d^2) for d triangles there, at worst.
+/// Removes a vertex: its triangles get a neighbour in its place, the one that leaves the smallest angles to the triangles
+/// around them. Does so only if two edges of vE are folded by more than minAngle degrees, and if the largest angle is then
+/// below 140 degrees or more than 15 degrees smaller than the largest fold at vE.
+/// vE: the suspicious edges at the vertex.
+/// Returns true when it removed the vertex. Returns false, with nothing changed, otherwise, and also when an edge of vE
+/// doesn't have two triangles, when the side of a triangle opposite the vertex doesn't have exactly one other triangle, and
+/// when one of these triangles has no normal.
+/// Cost: O(d^2) at worst for d triangles at the vertex.
 bool removeVertex(CMesh& mesh, CCD killCCD, const std::vector<CEdge*>& vE, double minAngle);
 
 }  // namespace TARN_KEL

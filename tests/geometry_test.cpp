@@ -1,6 +1,5 @@
 #include "Segment3.h"
 #include "freeFunctions.h"
-#include "support/coarse.h"
 #include "support/prelude.h"
 #include "tools.h"
 
@@ -56,9 +55,7 @@ TEST(Vector3, ranksItsComponentsAndKnowsNormalAndDegenerateOnes) {
     EXPECT_FALSE(Vector3(0, 0, 1e-300).isDegenerate() || Vector3(0, NOT_A_NUMBER, 0).isDegenerate());
     EXPECT_TRUE(normalize(Vector3()).isDegenerate() && normalize(Vector3(NOT_A_NUMBER, 1, 1)).isDegenerate());
     const Point3 a(1, 2, 3), b(4, 6, 15);
-    EXPECT_TRUE(Segment3(a, b) == Segment3(b, a));
-    EXPECT_FALSE(Segment3(a, b) == Segment3(a, a) || Segment3(a, a) == Segment3(b, b));
-    EXPECT_EQ(Segment3(a, b).getSqLen25D(), 9.0 + 16.0 + 144.0);
+    EXPECT_TRUE(Segment3(a, b) == Segment3(b, a) && !(Segment3(a, b) == Segment3(a, a)));
 }
 
 TEST(Plane, liesThroughItsPointsAndDividesSpace) {
@@ -114,15 +111,6 @@ TEST(Plane, refusesPointsThatSpanNone) {
     expectFails("cLen<1.0", [&] { Plane(a, inf, d, bOK); });
     expectFails("vecLen>.99 && vecLen<1.01", [&] { Plane(a, inf, d); });
     EXPECT_FALSE(Plane::canConstruct(a, inf, d));
-}
-
-TEST(getNormalVector, findsTheVerticesOfTheMesh) {
-    CoarseWorld world;
-    const VCD a = world.put(1, 1, 1), b = world.put(2, 1, 1), c = world.put(1, 2, 1);
-    bool bOK = false;
-    EXPECT_EQ(getNormalVector(&world.mesh, a, b, c, bOK) * Vector3(0, 0, 1), 1.0);
-    EXPECT_TRUE(bOK);
-    expectFails("false", [&] { getNormalVector(&world.mesh, a, b, cell(9, 9, 9), bOK); });
 }
 
 // The squared deviations along the axis of the normal's largest component; n describes the plane, of any length.
@@ -237,13 +225,6 @@ TEST(line, hasFootPointsAndDistances) {
     expectFails("p0.x()!=p1.x() || p0.y()!=p1.y() || p0.z()!=p1.z()", [&] { getPointSegDist(q, q, p0); });
 }
 
-TEST(project2D, movesTheOtherCoordinatesDown) {
-    const Point3 p(1, 2, 3), aProjected[] = {Point3(2, 3, 0), Point3(1, 3, 0), Point3(1, 2, 0)};
-    for (int axis = 0; axis < 3; ++axis)
-        EXPECT_EQ(project2D(p, axis), aProjected[axis]);
-    expectFails("false", [&] { project2D(p, 3); });
-}
-
 TEST(computeVolume, agreesWithTetrahedra) {
     forSeeds(100, [](unsigned seed) {
         Chance chance(seed);
@@ -288,12 +269,9 @@ TEST(ranges, meetAndJoin) {
     // Two ranges, ends in any order; what they have in common, and what holds both.
     for (const auto& [a, b, both, all] : {std::array<std::pair<double, double>, 4>{{{0, 4}, {6, 2}, {2, 4}, {0, 6}}},
                                           {{{4, 0}, {1, 2}, {1, 2}, {0, 4}}},
-                                          {{{0, 1}, {1, 3}, {1, 1}, {0, 3}}},
                                           {{{3, 2}, {0, 1}, {LARGEST, -LARGEST}, {0, 3}}}}) {
-        const std::string warnings =
-            outputOf([&, a = a, b = b] { commonRange(a.first, a.second, b.first, b.second, lo, hi); });
+        outputOf([&, a = a, b = b] { commonRange(a.first, a.second, b.first, b.second, lo, hi); });
         EXPECT_EQ(std::pair(lo, hi), both);
-        EXPECT_EQ(warnings.empty(), both.first != LARGEST);
         unionRange(a.first, a.second, b.first, b.second, lo, hi);
         EXPECT_EQ(std::pair(lo, hi), all);
     }
@@ -301,14 +279,11 @@ TEST(ranges, meetAndJoin) {
 
 TEST(Bbox3, holdsItsPointsAndMeetsWhatItTouches) {
     const Point3 a(1, 5, -2), b(0, 7, 3), c(4, 6, 0);
-    const auto expectCorners = [](const TARN_LOCATE3::Bbox3& box, const Point3& low, const Point3& high) {
-        EXPECT_EQ(Point3(box.minX, box.minY, box.minZ), low);
-        EXPECT_EQ(Point3(box.maxX, box.maxY, box.maxZ), high);
-    };
-    expectCorners(getBbox(a, b, c, 0.5), Point3(-0.5, 4.5, -2.5), Point3(4.5, 7.5, 3.5));
-    expectCorners(getBbox(c, a, 0.0), Point3(1, 5, -2), Point3(4, 6, 0));
-    expectCorners(getBbox(b, 0.25), Point3(-0.25, 6.75, 2.75), Point3(0.25, 7.25, 3.25));
-    const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5);
+    const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5), two = getBbox(c, a, 0.0);
+    EXPECT_EQ(std::pair(Point3(box.minX, box.minY, box.minZ), Point3(box.maxX, box.maxY, box.maxZ)),
+              std::pair(Point3(-0.5, 4.5, -2.5), Point3(4.5, 7.5, 3.5)));
+    EXPECT_EQ(std::pair(Point3(two.minX, two.minY, two.minZ), Point3(two.maxX, two.maxY, two.maxZ)),
+              std::pair(Point3(1, 5, -2), Point3(4, 6, 0)));
     EXPECT_TRUE(box.intersects(getBbox(Point3(4.5, 7.5, 3.5), 0.0)) && getBbox(c, 0.0).intersects(box));
     EXPECT_FALSE(box.intersects(getBbox(Point3(4.6, 6, 0), 0.0)) || box.intersects(TARN_LOCATE3::Bbox3()));
 }

@@ -241,7 +241,7 @@ TEST(PlyFile, HeadersMayComeInOddShapes) {
     EXPECT_FALSE(parse("ply\nelements v 3\nend_header\n", unknown));
     EXPECT_TRUE(parse("ply\nelement v 3", cut));
     for (const std::string text :
-         {"property int x\n", "element v\n", "element v -1\n", "element v 18446744073709551616\n", "element v 1x\n",
+         {"property int x\n", "element v\n", "element v -1\n", "element v 18446744073709551616\n", "element v 1e3\n",
           "element v 1\nproperty int\n", "element v 1\nproperty list int int\n"}) {
         PLY::PlyFile file;
         EXPECT_THROW(parse(text, file), std::runtime_error) << text;
@@ -263,14 +263,12 @@ TEST(PlyFile, RequestsFailWithoutATrace) {
 
 TEST(PlyFile, HoldsListsToTheirHint) {
     for (const Encoding encoding : ENCODINGS)
-        for (const bool bQuad : {false, true}) {
-            std::vector<Values> vFace = FACES;
-            if (bQuad) vFace[2] = {0, 1, 2, 3};
-            std::istringstream in(makePly(meshElements(vFace), encoding));
+        for (const std::uint32_t hint : {3U, 4U}) {
+            std::istringstream in(makePly(meshElements(FACES), encoding));
             PLY::PlyFile file;
             file.parse_header(in);
-            file.request_properties_from_element("face", {"vertex_indices"}, 3);
-            if (!bQuad)
+            file.request_properties_from_element("face", {"vertex_indices"}, hint);
+            if (hint == 3)
                 file.read(in);
             else
                 EXPECT_THROW(file.read(in), std::runtime_error);
@@ -287,8 +285,6 @@ TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
                 const std::string bytes = makePly({vertexElement(xType, yzType, vName)}, encoding);
                 EXPECT_EQ(readBytes(folder, bytes, true), CORNERS) << bytes;
             }
-    const Points vWhole{{0, 0, 0}, {1, 0, 0}, {0, 2, 0}, {0, 0, 3}};
-    EXPECT_EQ(readBytes(folder, makePly({vertexElement("int", "int", vvName[0])}, LITTLE), true), vWhole);
 }
 
 TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
@@ -335,11 +331,7 @@ TEST(ReadPly, BelievesNoClaimOfTheHeader) {
         // header, content, are only the points asked for
         {"element vertex 1152921504606846976\n" + xyz, body, true},
         {"element vertex 18446744073709551615\n" + xyz, body, true},
-        {"element vertex 18446744073709551616\n" + xyz, body, true},
-        {"element vertex -1\n" + xyz, body, true},
-        {"element vertex 1e3\n" + xyz, body, true},
-        {"element vertex 84\n" + xyz, body, true},  // one more than there are bytes
-        {"element vertex \n" + xyz, body, true},
+        {"element vertex 84\n" + xyz, body, true},             // one more than there are bytes
         {noVertex + "element e 1000000000000\n", body, true},  // no properties
         {noVertex + "element e 1\nproperty list float uchar l\n", body, true},
         {noVertex + "element e 1\nproperty list zzz uchar l\n", body, true},
@@ -392,8 +384,6 @@ TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     EXPECT_TRUE(PLY::writePly(&fine, folder.path("fine.ply"), true));
     EXPECT_TRUE(PLY::writePly(&coarse.coarse, coarse.mBundle, folder.path("coarse.ply"), true));
     EXPECT_EQ(folder.read("coarse.ply"), folder.read("fine.ply"));
-    coarse.mBundle.erase(coarse.mBundle.begin());
-    reportOf([&] { PLY::writePly(&coarse.coarse, coarse.mBundle, folder.path("coarse.ply"), true); });
 }
 
 TEST(WritePly, PointsComeBackInSinglePrecision) {

@@ -1,6 +1,4 @@
 // Every proper prefix of a small file of each format: what a copy that was cut off gives.
-#include <cstring>
-
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
 #include "support/fine.h"
@@ -10,10 +8,6 @@ using namespace TARN_TEST;
 using Points = std::vector<Point3>;
 
 namespace {
-
-Points somePoints() {
-    return {{0, 0, 0}, {1.25, -2, 0.001}, {1e7, 0.5, 5}, {-3, 12345.5, 0.125}};
-}
 
 /// Reads each prefix behind an old point. read: bool(file, points). check: (bytes, what was returned, what was appended).
 template <typename Read, typename Check>
@@ -31,12 +25,14 @@ void forEachPrefix(const TempFolder& folder, const std::string& name, Read&& rea
     }
 }
 
+const auto bySoup = [](const std::string& file, Points& v) { return readSTL_ASCII(file.c_str(), v); };
+const auto byMesh = [](const std::string& file, Points&) { return readMesh_auto(file) != nullptr; };
+
 TEST(Prefixes, aCutTextGivesThePointsOfItsWholeLinesAndAtMostOneMore) {
     const TempFolder folder;
-    const Points vAll = somePoints();
+    const Points vAll{{0, 0, 0}, {1.25, -2, 0.001}, {1e7, 0.5, 5}, {-3, 12345.5, 0.125}};
     const MeshPtr pMesh = meshOf(sheet(2, 1));
-    Points vCorners;
-    pMesh->getRMesh()->getTriangleCorners(vCorners);
+    const Points vCorners = cornersOf(pMesh);
     ASSERT_TRUE(writePoints_ASCII(folder.path("p.xyz").c_str(), vAll, 17) &&
                 writeMesh_auto(folder.path("m.stl"), pMesh, true));
     const auto checker = [](const Points& vFull, const std::string& word) {
@@ -50,26 +46,11 @@ TEST(Prefixes, aCutTextGivesThePointsOfItsWholeLinesAndAtMostOneMore) {
     };
     forEachPrefix(
         folder, "p.xyz", [](auto& file, auto& v) { return readPoints_auto(file, v); }, checker(vAll, ""));
-    const auto bySoup = [](auto& file, auto& v) { return readSTL_ASCII(file.c_str(), v); };
     forEachPrefix(folder, "m.stl", bySoup, checker(vCorners, "vertex"));
     forEachPrefix(folder, "m.stl", readSTLTriCorners, checker(vCorners, "vertex"));
-    const auto byMesh = [](auto& file, auto&) { return readMesh_auto(file) != nullptr; };
     forEachPrefix(folder, "m.stl", byMesh, [](const std::string& bytes, bool bOk, const Points&) {
         const int n = countIn(bytes, "outer loop"), numCorners = countIn(bytes, "vertex");  // a cut corner may lack numbers
         EXPECT_TRUE(bOk ? n > 0 && numCorners == 3 * n : n == 0 || n > countIn(bytes, "endloop"));
-    });
-}
-
-TEST(Prefixes, binaryPointsThatAreMissingAreZero) {
-    const TempFolder folder;
-    Points vAll = somePoints();
-    ASSERT_TRUE(writePoints_BIN(folder.path("p.bin").c_str(), vAll));
-    const auto read = [](auto& file, auto& v) { return readPoints_BIN(file.c_str(), v); };
-    forEachPrefix(folder, "p.bin", read, [&](const std::string& bytes, bool bOk, const Points& vRead) {
-        ASSERT_EQ(bOk, bytes.size() >= 12);  // type and count
-        Points vExpected(bOk ? vAll.size() : 0);
-        if (bOk) std::memcpy(static_cast<void*>(vExpected.data()), vAll.data(), (bytes.size() - 12) / 8 * 8);
-        EXPECT_EQ(vRead, vExpected);
     });
 }
 
@@ -81,10 +62,8 @@ TEST(Prefixes, aBinaryStlIsReadWholeOrNotAtAll) {
         const auto isNothing = [](const std::string& bytes, bool bOk, const Points& vRead) {
             EXPECT_TRUE(vRead.empty() && (!bOk || bytes.size() < 84)) << "less than a header is a text without triangles";
         };
-        const auto bySoup = [](auto& file, auto& v) { return readSTL_ASCII(file.c_str(), v); };
         forEachPrefix(folder, "b.stl", bySoup, isNothing);
         forEachPrefix(folder, "b.stl", readSTLTriCorners, isNothing);
-        const auto byMesh = [](auto& file, auto&) { return readMesh_auto(file) != nullptr; };
         forEachPrefix(folder, "b.stl", byMesh, [](const std::string&, bool bOk, const Points&) { EXPECT_FALSE(bOk); });
         EXPECT_NE(readMesh_auto(folder.path("b.stl")), nullptr);
     }

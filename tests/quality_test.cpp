@@ -179,16 +179,6 @@ TEST(Growth, closesTheHolesOfABody) {
     EXPECT_LE(large.shareOfEdges(large.figures.numNonManifoldEdges()), 0.001);
 }
 
-TEST(Growth, leavesClosedShapesAsTheyAre) {
-    for (const std::string& shape : CLOSED_SHAPES)
-        for (const double noise : {0.0, 0.1, 0.3}) {
-            const ScanRequest request{shape, 8000, noise, 3};
-            const Outcome plain(request, false, 1.25), grown(request, false, 1.25, 12);
-            EXPECT_EQ(grown.mesh.vVertices, plain.mesh.vVertices) << plain.name;
-            EXPECT_EQ(grown.mesh.vTriangles, plain.mesh.vTriangles) << plain.name;
-        }
-}
-
 TEST(HardClouds, alwaysEndInASoundMesh) {
     Points vRow, vOblique;
     for (int i = 0; i < 1000; ++i)

@@ -21,21 +21,6 @@ struct Subscription {
 
 }  // namespace
 
-TEST(Reconstruct, followsTheSurface) {
-    const CoutSilence silence;
-    const std::size_t n = 20000;
-    for (const double noise : {0.0, 0.002}) {
-        Points vPoints = Scan(7, noise).sphere(n);
-        const double spacing = estimateAvgSpacing(vPoints);
-        const Points vCorners = reconstructed(vPoints, 1.2);
-        ASSERT_GT(vCorners.size() / 3, n / 2) << noise;
-        double worst = 0.0;
-        for (const Point3& p : vCorners)
-            worst = std::max(worst, std::fabs((p - Point3()).length() - 1.0));
-        EXPECT_LT(worst, 1.2 * spacing) << noise;
-    }
-}
-
 TEST(Reconstruct, scalesWithItsInputBitForBit) {
     const CoutSilence silence;
     const Points vPoints = Scan(3, 0.001).torus(4000);
@@ -105,14 +90,10 @@ TEST(Reconstruct, isHeardByTheListenerOfItsThread) {
     Points vPoints = Scan(4).sphere(3000);
     Hearer hearer;
     const Subscription subscription(&hearer);
-    for (int run = 0; run < 2; ++run) {
-        hearer.vFraction.clear();
-        reconstruct_auto(vPoints, false, 1.2, -1);
-        ASSERT_GT(hearer.vFraction.size(), 5U);
-        EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction));
-        EXPECT_EQ(hearer.vFraction.back(), 1.0);
-        EXPECT_EQ(hearer.vName.back(), "Reconstruct");
-    }
+    reconstruct_auto(vPoints, false, 1.2, -1);
+    ASSERT_GT(hearer.vFraction.size(), 5U);
+    EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && hearer.vFraction.back() == 1.0);
+    EXPECT_EQ(hearer.vName.back(), "Reconstruct");
     const std::size_t numHeard = hearer.vName.size();
     std::thread([&] { reconstruct_auto(vPoints, false, 1.2, -1); }).join();
     EXPECT_EQ(hearer.vName.size(), numHeard);
@@ -135,8 +116,12 @@ TEST(Reconstruct, isCancelledByAListenerThatThrows) {
 }
 
 TEST(PostProcessing, refusesANullMesh) {
-    const std::vector<std::function<void()>> vCalls = {[] { reduce(nullptr, 1.0, 1.0); }, [] { edgeFlips(nullptr); },
-                                                       [] { edgeFlipsSimA(nullptr); }, [] { findHoles(nullptr); },
+    const std::vector<std::function<void()>> vCalls = {[] { reduce(nullptr, 1.0, 1.0); },
+                                                       [] { edgeFlips(nullptr); },
+                                                       [] { edgeFlipsSimA(nullptr); },
+                                                       [] { findHoles(nullptr); },
+                                                       [] { makeManifold(nullptr); },
+                                                       [] { fillHoles(nullptr, 3); },
                                                        [] { writeMesh_auto("x.ply", nullptr, false); }};
     for (const auto& call : vCalls)
         expectFails("pMesh!=__null", call);

@@ -7,7 +7,7 @@
 
 namespace TARN_KEL {
 
-/// What is left of the input in one occupied cell: the cell's code and the one point that stands for it.
+/// What is left of the input in one occupied cell: the cell's code and its one point.
 ///
 /// A plain record. It owns nothing: bundle and point lie in pools of the object that created them (the cloud, or the coarse
 /// mesh for the bundles that it adds) and are destroyed with it. At most one bundle of a run has a given code.

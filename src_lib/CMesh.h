@@ -113,7 +113,8 @@ public:
     /// src and on the edges opposite it.
     bool canCollapseWithoutDups(VCD src, VCD trg) const;
     /// Of alive triangles with the same corners kills all but the oldest. Sorts vAllCT by corners, then by creation, dead
-    /// triangles included. Returns the number of killed triangles. Cost: O(n log n).
+    /// triangles included. Returns the number of killed triangles.
+    /// Cost: O(n log n).
     int killDups();
     /// Removes degenerate triangles by splitting their neighbours over the longest edge (CEdge::trySplitNeigsKillT), from
     /// the back of vAllCT. Where that fails it prints a line and moves one of the corners (laplacianForOne). Some may stay.
@@ -281,7 +282,7 @@ private:
     CPatch* startPatch(std::vector<CPatch*>& vOwnerPatches);
 
     std::unique_ptr<Calc> pOwnCalc;  // of a self-contained mesh
-    // Optional only to be started anew by reset(); never empty otherwise.
+    // Optional only so that reset() can create them again; never empty otherwise.
     std::optional<TARN_TOOLS::SimplePool<CTriangle>> poolCT;
     std::optional<TARN_TOOLS::SimplePool<CEdge>> poolCE;
     std::optional<TARN_TOOLS::SimplePool<Vertex>> poolVertex;

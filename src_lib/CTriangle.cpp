@@ -1,3 +1,4 @@
+// A triangle of the coarse mesh by itself: corners, orientation, the rough normal.
 #include "CTriangle.h"
 
 #include <utility>

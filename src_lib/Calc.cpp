@@ -1,3 +1,4 @@
+// The arithmetic of the grid: points to codes and back, steps on codes, neighbourhoods.
 #include "Calc.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// Where the rows come from.
+// Builds the case tables.
 //
 // The 256 configurations of a cube fall into 23 classes under the rotations of the cube. The base rows below give one row
 // for each class; all others are images of these. A rotation is a permutation of the cube's cells, hence of the bits of
@@ -270,7 +270,7 @@ void Casx::expandBaseCases() {
     for (int base : vBase) {
         TriangleRow image{base, {}};
         std::copy_n(vTriVec.begin() + rowStart(base), ROW_SIZE, image.triangles);
-        // Four quarter turns lead back, so each loop leaves the image as it met it.
+        // Four quarter turns make a full one, so after each loop the image is as before.
         for (int a = 0; a < 4; ++a, turnAll(image, ROTATION_X))
             for (int b = 0; b < 4; ++b, turnAll(image, ROTATION_Y))
                 for (int c = 0; c < 4; ++c, turnAll(image, ROTATION_Z)) {

@@ -33,22 +33,24 @@ void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE);
 ///
 /// A closed chain of border edges may be a hole. isGoodHole() judges whether it is an opening of the surface, and not the
 /// border round a thin part. hasMoebius() finds out whether the strip of triangles along it has one side only; fixMoebius()
-/// mends that.
+/// repairs that.
 ///
 /// The mesh and its edges aren't owned and must outlive the chain. Lists are appended to. Operations take O(n log n) for n
 /// members; those on triangles count the triangles on the members too.
 class Chain {
 public:
     /// Starts with the first edge under the lowest code of the map, directed from v0 to v1; then takeEdgesFromMap(). The
-    /// edges that it takes are removed from the map. Throws (assertion) when the map is empty.
+    /// edges that it takes are removed from the map.
+    /// Throws (assertion) when the map is empty.
     Chain(CMesh* pCMesh, EdgesByEnd& mmVCD2CE);
 
     // ---- Growing
 
-    /// Moves edges from the map to the left end as long as there is one, then to the right end. Throws (assertion) when
-    /// there is more than one at an end.
+    /// Moves edges from the map to the left end as long as there is one, then to the right end.
+    /// Throws (assertion) when there is more than one at an end.
     void takeEdgesFromMap(EdgesByEnd& mmVCD2CE);
-    /// Grows by these edges, given in any order. Throws (assertion) when not all of them continue the chain at its ends.
+    /// Grows by these edges, given in any order.
+    /// Throws (assertion) when not all of them continue the chain at its ends.
     void assimilate(const std::vector<CEdge*>& vCE);
     /// Drops the members. They keep their directions.
     void reset() { lMemberCE.clear(); }
@@ -69,7 +71,8 @@ public:
     /// mayUse: an edge is used only if mayUse(edge) is true.
     /// bOffChain: the third vertex must not be a vertex of the chain.
     /// vSolution: the edges are appended.
-    /// Returns false when there are none. Throws (assertion) for a closed chain.
+    /// Returns false when there are none.
+    /// Throws (assertion) for a closed chain.
     bool findClosingEdges(const std::function<bool(const CEdge*)>& mayUse, bool bOffChain,
                           std::vector<CEdge*>& vSolution) const;
     /// The label, members and ends on standard output.
@@ -94,8 +97,9 @@ public:
     /// Throws (assertion) when vMoebiusCE is empty.
     void fixMoebius();
     /// Judges whether a closed chain is an opening of the surface. The flattest triangles on the chain, at most 50, vote:
-    /// for an opening the line along their normal misses the ring. Returns false for a tie, and when no triangle on the
-    /// chain has a neighbour and normals. Throws (assertion) for a member without a triangle.
+    /// for an opening the line along their normal misses the ring.
+    /// Returns false for a tie, and when no triangle on the chain has a neighbour and normals.
+    /// Throws (assertion) for a member without a triangle.
     bool isGoodHole() const;
 
     static std::atomic<int> seqNum;  ///< the next label; over all meshes of the process

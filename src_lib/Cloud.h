@@ -41,7 +41,8 @@ public:
     void take(std::vector<Point3> vInput);
     /// The same with a copy of the points.
     void setInputPoints(std::vector<Point3>& vInput) { take(vInput); }
-    /// Sets the bounds to those of the points. Throws KelBugException when there are none.
+    /// Sets the bounds to those of the points.
+    /// Throws KelBugException when there are none.
     void setBounds(std::vector<Point3>& vOfPoints);
     /// Reads the file of the cloud's name into vPoints and measures the time. Returns false when it can't be read.
     bool load();
@@ -57,8 +58,8 @@ public:
     /// Cost: O(n log n).
     void prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc);
     /// The same for a soup, by rasteriseSoup(). vPoints is replaced by the points of the cells, to which the bundles refer.
-    /// A soup of flat triangles only gives a grid and no bundles. Throws KelBugException unless there are three points per
-    /// triangle.
+    /// A soup of flat triangles only gives a grid and no bundles.
+    /// Throws KelBugException unless there are three points per triangle.
     void preparePixelsAndFeatures(double featureAngle);
 
     // ---- Steps of both

@@ -1,3 +1,4 @@
+// Takes the input of a run and carries its cloud through the point stages.
 #include "CloudMgr.h"
 
 #include <cmath>

@@ -42,7 +42,8 @@ public:
     double setInputPoints(std::vector<Point3>& vPoints, double spacingAbs, double spacingFactor, bool bMelt,
                           double featureAngle, bool bLapTreatment, Calc* pCalc, int numGrowSteps);
     /// The same from one point file, or an STL file for a soup; the feature angle is 10 degrees. For a file that can't be
-    /// read it prints a line, and the cloud has no points. Throws KelBugException for more than one name.
+    /// read it prints a line, and the cloud has no points.
+    /// Throws KelBugException for more than one name.
     void readFiles(const std::vector<std::string>& vNames, double spacingAbs, double spacingFactor, bool bMelt,
                    bool bLapTreatment, int numGrowSteps);
 

@@ -1,4 +1,4 @@
-// Sheets and master components: what they are made of, and the votes between sheets.
+// Sheets and master components: their construction, the votes between sheets, and the steps of a field.
 #include "Component.h"
 
 #include <algorithm>

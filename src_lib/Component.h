@@ -34,7 +34,8 @@ public:
     /// pGrid: not owned.
     /// Cost: O(n log n).
     Component(const VRCD& cells, const VRCD& border, const VRCDPoint& vRCDPoint, Calc* pGrid);
-    /// A master component of oriented sheets. growSteps: the largest number of steps that the field grows. Cost: O(n log n).
+    /// A master component of oriented sheets. growSteps: the largest number of steps that the field grows.
+    /// Cost: O(n log n).
     Component(const std::vector<Component*>& vGroup, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid);
     Component(const Component&) = delete;
     Component& operator=(const Component&) = delete;

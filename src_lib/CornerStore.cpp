@@ -1,3 +1,4 @@
+// Creates and finds the lattice corners of a field, and links neighbours.
 #include "CornerStore.h"
 
 #include <algorithm>

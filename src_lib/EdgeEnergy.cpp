@@ -1,5 +1,5 @@
-// How a flip is judged is told in flipEnergy.h, with a drawing. What the coarse mesh adds: it has no normals of its own, its
-// triangles need not agree, and its vertices may coincide, which is mended on the spot.
+// Judges flips on the coarse mesh. flipEnergy.h tells how, with a drawing. Special here: the mesh has no stored normals, its
+// triangles need not agree, and its vertices may coincide; then they are moved apart at once.
 #include "EdgeEnergy.h"
 
 #include <algorithm>
@@ -40,7 +40,7 @@ std::ostream& operator<<(std::ostream& out, const CTriangle& ct) {
 
 }  // namespace
 
-/// The two triangles on the edge AB and what they have off it. T0 runs opp0, A, B.
+/// The two triangles on the edge AB and their corners opposite it. T0 is (opp0, A, B).
 struct EdgeEnergy::Quad {
     Quad(const CEdge& edge, const CTriangle& t0, const CTriangle& t1) : ct0(t0), ct1(t1) {
         const int i = ct0.getICI(edge.v0, edge.v1);

@@ -1,3 +1,4 @@
+// Finds the neighbour of a facet across an edge.
 #include "Facet.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Joins feature edges into chains: the straightest continuation at a vertex, and the growth of chains.
 #include "FeatureMgr.h"
 
 #include <algorithm>
@@ -32,7 +33,7 @@ Vector3 directionOf(const Entry& entry) {
     return normalize(*pFar - *pVtx);
 }
 
-/// Looks for the best of the edges that it is shown, in their order.
+/// Finds the best of the edges given to it, in their order.
 struct Straightest {
     const FeatureEdge* pEdge;
     const Vector3& dir;
@@ -49,7 +50,7 @@ struct Straightest {
     }
 };
 
-constexpr std::size_t MANY = 64;  // edges at a vertex, from which on looking at all of them takes longer
+constexpr std::size_t MANY = 64;  // edges at a vertex; from there on it takes longer to look at all of them
 
 struct ByVertex {
     bool operator()(const Entry& a, const Point3* p) const { return std::less<>()(a.first, p); }
@@ -149,7 +150,7 @@ FeatureEdge* FeatureEdgeMap::straightestNext(const FeatureEdge* pEdge, const Poi
 
 // ---- One chain ----------------------------------------------------------------------------------------------------------
 
-// It ends: but for the seed, which is met once more at most, each edge that is added had no chain before.
+// The growth ends: except for the seed, which may be added once again, each added edge had no chain before.
 FeatureChain::FeatureChain(FeatureEdge* pSeed, const FeatureEdgeMap& mEdges) : lEdges{pSeed} {
     while (growBack(mEdges)) {
     }

@@ -1,14 +1,14 @@
 // From cells to sheets, from sheets to master components.
 //
-// Each sheet guesses for itself which of its sides is the upper one. Where the rims of two sheets face each other, the
-// surface goes on across the gap, so facets that look the same way near both rim cells should have like colours:
+// Each sheet guesses by itself which of its sides is the upper one. Where the rims of two sheets face each other, the
+// surface continues across the gap, so facets that face the same way near both rim cells should have the same colour:
 //
 //         1 1 1 1 1       0 0 0 0         a vote against these two colourings: the sum over the six sides of
 //        [ ][ ][a]   gap  [b][ ][ ]       min(A0, B0) + min(A1, B1) - min(A0, B1) - min(A1, B0) is negative
 //         0 0 0 0 0       1 1 1 1
 //
-// Flipping a sheet negates its votes. The sheets are oriented greedily, the one with the clearest sum of votes first; from
-// there on its neighbours come next, as far as their votes are clear.
+// Flipping a sheet negates its votes. The sheets are oriented greedily, the one with the clearest sum of votes first; then
+// its neighbours, as far as their votes are clear.
 #include "Filler.h"
 
 #include <algorithm>
@@ -36,7 +36,7 @@ constexpr int MAX_PARTNER_DIST = 150;  // cells
 constexpr int FIRST_RADIUS = 10;       // cells; the search for a partner looks within 10, 15, 20 and so on
 constexpr int RADIUS_STEP = 5;
 constexpr double SMALL_SHEET_REACH = 5.0;  // cell edges
-constexpr double DETOUR = 3.0;             // cells by which a connection may be longer than the nearest one of its ends
+constexpr double DETOUR = 3.0;             // cells by which a connection may be longer than the shortest one of its ends
 constexpr double FULL_WEIGHT = 100.0;      // of a vote over no distance
 constexpr double MIN_WEIGHT = 0.1;
 
@@ -50,7 +50,7 @@ int getLastRadius(int maxDist) {
     return FIRST_RADIUS + (maxDist - FIRST_RADIUS - 1) / RADIUS_STEP * RADIUS_STEP;
 }
 
-/// The vote of a pair without its weight: positive when facets of one colour look the same way on both sides.
+/// The vote of a pair without its weight: positive when facets of one colour face the same way on both sides.
 int countAgreement(const AffiData& a, const AffiData& b) {
     int a0[6], a1[6], b0[6], b1[6];
     a.pComponent->getOrientationCount(a.rcd, a0, a1);
@@ -62,8 +62,8 @@ int countAgreement(const AffiData& a, const AffiData& b) {
     return sum;
 }
 
-/// Component::getScore(), which sums all votes of a sheet, kept until one of them changes: thousands of crumbs may ask for
-/// the score of the sheet that they lie round.
+/// Component::getScore(), which sums all votes of a sheet, cached until one of them changes: thousands of tiny sheets may
+/// need the score of the sheet that they lie around.
 class SheetScores {
 public:
     double of(const Component* pComp) {
@@ -71,7 +71,7 @@ public:
         if (bNew) it->second = pComp->getScore();
         return it->second;
     }
-    /// After pComp was flipped. To negate a vote of nothing changes nothing.
+    /// To be called after pComp was flipped. A vote of 0 doesn't change by that.
     void forgetBeside(const Component* pComp) {
         for (const ConnectionStruct* pConnection : pComp->vConnectionStructs)
             if (pConnection->score != 0.0)
@@ -80,10 +80,10 @@ public:
     }
 
 private:
-    std::map<const Component*, double> mScore;  // never walked
+    std::map<const Component*, double> mScore;  // never iterated over
 };
 
-/// All sheets that votes connect with the first one, directly or by others, which is put into sVisited.
+/// All sheets that votes connect with the first one, directly or through others. They are inserted into sVisited.
 std::vector<Component*> collectGroup(Component* pFirst, std::set<Component*>& sVisited) {
     std::vector<Component*> vGroup, vRelated, vStack{pFirst};
     sVisited.insert(pFirst);
@@ -126,7 +126,7 @@ void Filler::run(VRCDPoint& vOut) {
     std::vector<AffiPair> vPairs;
     createComponents();                              // sheets with two coloured sides
     determineAffiliation(MAX_PARTNER_DIST, vPairs);  // which rim cells face each other
-    orient(vPairs);                                  // like colours on the same side
+    orient(vPairs);                                  // equal colours on the same side
     createMasterComponents();
     const auto isThere = [this](const std::pair<RCD, Point3>& cell) {
         return findCell(vGlobalRCDPoint.begin(), vGlobalRCDPoint.end(), cell.first) != vGlobalRCDPoint.end();

@@ -30,21 +30,22 @@ public:
     /// growSteps: the largest number of steps that a field grows; above 0 for run().
     /// vBorderRCD: the rim cells, sorted; not copied.
     /// vAreaRCD: the inner cells, all different from these.
-    /// vRCDPoint: all cells with their points, sorted; not copied.
-    /// vBorderRCD, vRCDPoint and the grid must outlive the Filler.
+    /// vRCDPoint: all cells with their points, sorted; not copied. vBorderRCD, vRCDPoint and the grid must outlive the
+    /// Filler.
     Filler(int growSteps, VRCD& vBorderRCD, VRCD& vAreaRCD, const VRCDPoint& vRCDPoint, Calc* pGrid);
     ~Filler();
     Filler(const Filler&) = delete;
     Filler& operator=(const Filler&) = delete;
 
     /// All steps: appends the proposed cells, each with a point in it, then sorts the whole of vOut by code. No cell is
-    /// proposed twice, and none that is occupied. Cost: O(n log n) for n cells, and for the corners of all fields as for
-    /// Component::run().
+    /// proposed twice, and none that is occupied.
+    /// Cost: O(n log n) for n cells, and for the corners of all fields as for Component::run().
     void run(VRCDPoint& vOut);
 
     // ---- Its steps
 
-    /// Creates the sheets, coloured, and enters their rim cells in the index. Cost: O(n log n).
+    /// Creates the sheets, coloured, and enters their rim cells in the index.
+    /// Cost: O(n log n).
     void createComponents();
     /// Appends the pairs of rim cells of different sheets that face each other, the lower pointer first. The partner of a
     /// rim cell is the nearest one nearer than maxDist, of equally near ones the last in the order of the index. The pair is

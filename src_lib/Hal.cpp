@@ -1,3 +1,4 @@
+// The order of the pipeline after the point stages, from bundles to the fine mesh.
 #include "Hal.h"
 
 #include <algorithm>

@@ -45,7 +45,8 @@ public:
     CMesh* getCMesh() const;
 
     /// To be called after a run. Adds a cell for each cell of vPoints that isn't in the map, with the mean of its points;
-    /// the new points and bundles are owned here. Throws (assertion) before a run. Cost: O(n log n).
+    /// the new points and bundles are owned here.
+    /// Throws (assertion) before a run. Cost: O(n log n).
     void integrateFillPixels(std::vector<Point3>& vPoints);
     /// To be called after a run. Returns its bundles as a bit volume of blocks of 32 cells along each axis, which must not
     /// outlive this object. Sorts the bundles by cell code. Cells that were removed from an earlier store are set again.

@@ -1,3 +1,4 @@
+// Counts values in buckets and prints the statistics.
 #include "Histogram.h"
 
 #include <algorithm>

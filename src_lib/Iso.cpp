@@ -1,3 +1,4 @@
+// Sets and reads single cells of a block of bits.
 #include "Iso.h"
 
 #include <cstddef>

@@ -1,9 +1,9 @@
-// Each removal asks for cells a step or two from the one that may go, by coordinates inside its block; only those across a
-// side of the block are looked up by code.
+// Thins the occupied cells. A removal tests cells a step or two from the candidate, by coordinates inside its block; only
+// those across a side of the block are looked up by code.
 //
-//        c+e          A cell c may go when c + e is free, and no cell n + e loses its only link: it must have n below it.
-//     n+e   n+e       simplify() wants c - e set, and with a bundle c - 2e free; slide() has another cell of the cube there,
-//      n  c  n        or farther down.
+//        c+e          A cell c may be removed when c + e is free, and no cell n + e loses its only link: it must have n
+//     n+e   n+e       below it. simplify() needs c - e set, and with a bundle c - 2e free; for slide() another cell of the
+//      n  c  n        cube is there, or farther down.
 //        c-e
 #include "IsoStore.h"
 
@@ -44,8 +44,9 @@ struct Candidate {
     int* pForbiddenAxes;  // below 0 once it went
 };
 
-/// The rounds of simplify(): in each all candidates are tried along z, y, x, in their order. One that failed along an axis
-/// fails again until a cell goes that the test looks at, so only then is it tried again. O(n log n) for n candidates.
+/// The rounds of simplify(): in each round all candidates are tried along z, y, x, in their order. A candidate that failed
+/// along an axis fails again until a cell that the test reads is removed, so only then is it tried again. Cost: O(n log n)
+/// for n candidates.
 class Thinning {
 public:
     Thinning(IsoStore& theStore, std::vector<Candidate> theCandidates)
@@ -56,7 +57,7 @@ public:
         }
         sortMT(vCellNumber.begin(), vCellNumber.end());
     }
-    /// Tries the given side first. Returns how many cells went.
+    /// Tries the given side first. Returns how many cells were removed.
     int runRound(int firstSide) {
         int numSucc = 0;
         for (std::size_t k = 0; k < AXES.size(); ++k)
@@ -368,7 +369,7 @@ bool IsoStore::killWeakest(std::vector<Bundle*>& vCorners) {
                        [&](const Bundle* pOther) { return tryKillWeakBundle(pCandidate, pOther); });
 }
 
-/// Tries the bundles from the lowest score on, until few enough are left. Returns how many went.
+/// Tries the bundles from the lowest score on, until few enough are left. Returns how many were removed.
 std::size_t IsoStore::killWeakOnes(std::vector<Bundle*>& vCorners) {
     std::stable_sort(vCorners.begin(), vCorners.end(), [](const Bundle* a, const Bundle* b) { return a->score < b->score; });
     const std::size_t numBefore = vCorners.size();

@@ -72,7 +72,8 @@ public:
     /// -1.
     void simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbDir);
     /// Removes the cells of bundles from cubes of more than four occupied cells, first those whose point lies nearest to the
-    /// midpoint of its cell. All neighbours of the cells must be on the grid. Cost: O(n log n).
+    /// midpoint of its cell. All neighbours of the cells must be on the grid.
+    /// Cost: O(n log n).
     void slide();
 
     Calc* pCalc;                                         ///< not owned

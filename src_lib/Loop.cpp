@@ -7,7 +7,7 @@
 //            c               it is put back, else it is cut.
 //
 // The angle alone can't tell inside from outside. The normals at the corner can: seen from where they point, a convex corner
-// turns left. New triangles count among them. So a cap can grow out of a border whose own triangles stand upright on it, and
+// turns left. New triangles count among them. So a cap can grow out of a border whose own triangles are upright on it, and
 // a corner between two sheets that turn away from each other waits until the rest of the border has been closed.
 #include "Loop.h"
 

@@ -1,9 +1,10 @@
 // The order in which a soup's cells are claimed.
 //
-// What is claimed first decides what survives. Ends of feature edges come before all else, so that corners stay where they
-// are; then feature edges, chain by chain, so that a cell that two of them pass through goes to the longer line; then other
-// edges; then insides. Of several triangles in one cell the first one in breadth-first order has it: neighbours in the list
-// are neighbours in space, which keeps the choice even over a surface, and the cells of a stretch of the list in the cache.
+// This order decides which features survive. Ends of feature edges come before all else, so that corners keep their places;
+// then feature edges, chain by chain, so that a cell that two of them pass through belongs to the chain that comes first;
+// then other edges; then insides. Of several triangles in one cell the first one in breadth-first order claims it:
+// neighbours in the list are neighbours in space, which keeps the choice even over a surface, and the cells of a part of the
+// list in the cache.
 #include "Pixel.h"
 
 #include <algorithm>
@@ -47,7 +48,7 @@ void sortFirstOfCells(Pixel::VRCDPoint& vPixels, int numThreads) {
 
 }  // namespace
 
-/// Takes pixels in; the first one of a cell stays.
+/// Collects pixels; the first one of a cell is kept.
 class Pixel::PixelSet {
 public:
     explicit PixelSet(VRCDPoint& vOfCells) : vPixels(vOfCells) {}
@@ -236,8 +237,8 @@ void Pixel::pixelTriangles(std::vector<Point3>& vOut, std::vector<std::pair<CCD,
     progress.finish();
 }
 
-// Tasks of the pool rasterise blocks of triangles. A block drops what it has several times before all blocks, in order, are
-// put together and sorted: most pixels go then, and the first of a cell stays the first.
+// Tasks of the pool rasterise blocks of triangles. Each block drops its repeats, which are most of the pixels; then all
+// blocks are put together, in order, and sorted. The first pixel of a cell stays the first.
 void Pixel::pixelAllInsides(VRCDPoint& vTriPixels) const {
     ProgressStep progress("ar4", vTri.size());
     std::vector<InsideBlock> vBlocks;

@@ -48,15 +48,18 @@ public:
     using AngleEdge = FeatureMgr::AngleEdge;
 
     /// Triangles with a corner that isn't finite and those that span no plane are left out, with one warning that counts
-    /// them. vTriangleCorners: three per triangle, not empty; equal corners are one pointer. Points and grid aren't owned
-    /// and must outlive this object. Cost: O(n log n).
+    /// them.
+    /// vTriangleCorners: three per triangle, not empty; equal corners are one pointer. Points and grid aren't owned and must
+    /// outlive this object.
+    /// Cost: O(n log n).
     Pixel(std::vector<Point3*>& vTriangleCorners, Calc* pCalc);
     Pixel(const Pixel&) = delete;
     Pixel& operator=(const Pixel&) = delete;
 
     /// Rasterises the soup.
     /// vOut: one point per cell is appended: those of edges in the order of claiming, then those of insides by ascending
-    /// code. vFeatures, vBorders: the pairs of neighbouring cells along feature edges, and along those that are borders, are
+    /// code.
+    /// vFeatures, vBorders: the pairs of neighbouring cells along feature edges, and along those that are borders, are
     /// appended, lower code first; a pair may be there twice.
     /// featureAngle: in degrees; from 360 on only borders are features, from 9999 on nothing is.
     /// Cost: time and memory linear in the number of cells and triangles, and what sorting them takes.

@@ -1,3 +1,4 @@
+// Planes through points, and the test whether a line passes through a ring.
 #include "Plane.h"
 
 #include <algorithm>

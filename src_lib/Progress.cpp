@@ -1,3 +1,4 @@
+// The tree of steps: counting, reports to the listener, and the current fraction.
 #include "Progress.h"
 
 #include <algorithm>

@@ -90,7 +90,8 @@ public:
     /// siblings.
     double getFrac() const;
     /// Passes a report up to the root, which tells the listener when the fraction has changed. Exceptions of the listener
-    /// are passed on; the tree stays usable. text: the step that reports.
+    /// are passed on; the tree stays usable.
+    /// text: the step that reports.
     void broadcast(const std::string& text);
 
     std::chrono::system_clock::time_point getStartTime() const { return startTime; }

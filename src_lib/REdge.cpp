@@ -1,3 +1,4 @@
+// The queries of an edge of the fine mesh. Operations that change the mesh are in fine/REdge_operators.cpp.
 #include "REdge.h"
 
 #include <algorithm>

@@ -19,7 +19,7 @@ namespace {
 
 constexpr double EXPONENT = 0.335;
 constexpr double CLEAR_GAIN = 0.1;
-constexpr double WEAK_CHARGE = 10.0;  // so often a charge counts again without a clear gain
+constexpr double WEAK_CHARGE = 10.0;  // how many times a charge counts in addition without a clear gain
 constexpr double STEP_APART = 0.1;    // side lengths
 
 /// The cached normal, or the one that would be cached.
@@ -120,7 +120,7 @@ double REdgeEnergy::getMinCosPhi(const Point3* p0, const Point3* p1, const Point
     return sides.vec01.isNV() && sides.vec02.isNV() && sides.vec12.isNV() ? sides.minCosPhi() : IMPOSSIBLE;
 }
 
-/// What the flip is charged for a cap, before it is weighted. altCos: cosine of the largest angle of the new pair.
+/// The charge of the flip for a cap, before it is weighted. altCos: cosine of the largest angle of the new pair.
 double REdgeEnergy::capCharge(const FlipQuad& quad, double altCos) const {
     const FlipCap cap = capOfFlip(altCos, [&] {
         const double curInteriorCosPhi =

@@ -2,14 +2,14 @@
 //
 //   vertex by coordinates   mVtx     hash table of positions in poolVtx
 //   edge by its vertices    mRE      a short list of edges at the lower vertex
-//   triangles of a vertex   mmVtxT   a linked list through the corners of the triangles, in order of arrival
+//   triangles of a vertex   mmVtxT   a linked list of the corners of the triangles, in the order in which they were appended
 //
 // Ordered maps would do the same with a node of 64 bytes and a dozen cache misses for each entry; a mesh of two million
 // triangles has ten million entries. The tables keep no keys but compare with the elements themselves, so whoever changes
 // an element's key takes it out before and enters it afterwards.
 //
-// The conversion from the coarse mesh goes through the bundles in order of their codes. So vertices come to lie in memory
-// as they lie in space, and their indices ascend with the codes.
+// The conversion from the coarse mesh goes through the bundles in the order of their codes. So vertices that are near in
+// space are near in memory, and their indices ascend with the codes.
 #include "RMesh.h"
 
 #include <algorithm>
@@ -95,7 +95,8 @@ struct RMesh::EdgePair {
 
     EdgeStar& star() const { return *mesh.poolStar.at(mesh.vtxNumber(pLower)); }
     std::uint32_t& next(std::uint32_t edge) const { return mesh.poolLinkRE.at(edge)->next; }
-    /// The links of a list mostly lie together, the edges don't: most of the others in it are passed over unseen.
+    /// The links of a list mostly lie together in memory, the edges don't: so most of the others are skipped by the link
+    /// alone.
     bool matches(std::uint32_t edge) const {
         return mesh.poolLinkRE.at(edge)->higher == mesh.vtxNumber(pHigher) && mesh.poolRE.at(edge)->pVtx0 == pLower;
     }
@@ -112,7 +113,7 @@ RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
     poolLinkRE.init(3, -1);
 }
 
-// Once the delegate is through, an assertion in here ends in the destructor: nothing leaks.
+// When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
 RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
     const auto& mCCDBundle = pCMesh->getRefToBundleMap();
     mVtx.reserve(mCCDBundle.size());

@@ -1,3 +1,4 @@
+// A patch of the fine mesh: its members, edges and boundary.
 #include "RPatch.h"
 
 #include <atomic>

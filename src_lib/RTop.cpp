@@ -1,3 +1,4 @@
+// The clean-up passes of the fine mesh.
 #include "RTop.h"
 
 #include "ManifoldMaker.h"
@@ -10,8 +11,8 @@ RTop::RTop(RMesh* pRMesh_) : pRMesh(pRMesh_) {
     ASSEX(pRMesh!=NULL);
 }
 
-// Duplicates first: two triangles on the same corners make each other's edges look like edges of a surface, or close, and
-// patches must not end or go on there. Collapses keep the orientation, so they may come last.
+// Duplicates first: with two triangles on the same corners their edges look like inner edges of a surface, or like MEs, and
+// patches must neither continue nor end there. Collapses keep the orientation, so they may come last.
 void RTop::finalizeBase() {
     pRMesh->removeDups();
     pRMesh->createPatchesOrient();

@@ -36,7 +36,8 @@ public:
     /// holes closed so far stay closed.
     /// maxEdges: a border loop with more edges stays open.
     /// bKeepManifold: end with removeFlatFromManifold.
-    /// Returns the number of closed holes. Cost: O(n log n).
+    /// Returns the number of closed holes.
+    /// Cost: O(n log n).
     int fillHoles(int maxEdges, bool bKeepManifold = false);
     /// A place for checks while debugging; does nothing.
     void initialDebug() {}
@@ -58,14 +59,15 @@ public:
     void edgeFlipsSimACtrl();
 
     /// Flips edges opposite angles of 170 degrees or more, where that angle doesn't grow, the fold at the edge grows by at
-    /// most 2 degrees, and the two new normals differ by less than 90 degrees. Returns the number of flips.
+    /// most 2 degrees, and the two new normals differ by less than 90 degrees.
+    /// Returns the number of flips.
     /// Cost: O(n log n).
     int flipExtremeCaps();
     /// The penalty of a flip for flipExtremeCaps: the growth of the largest angle opposite the edge plus the growth of the
     /// angle between the two normals. All angles are in degrees.
     /// maxOldAngle, maxNewAngle: largest angle opposite the edge now, and opposite the new edge after the flip.
-    /// curDihedral, altDihedral: angle between the normals now and after the flip; 360 without a normal now.
-    /// None of the four is set without two triangles; altDihedral isn't when a new triangle would have no normal.
+    /// curDihedral, altDihedral: angle between the normals now and after the flip; 360 without a normal now. None of the
+    /// four is set without two triangles; altDihedral isn't when a new triangle would have no normal.
     /// Returns DBL_MAX for a flip that isn't wanted: no two triangles, no angle of 170 degrees, an angle that would grow,
     /// normals that would turn apart by more than 2 degrees.
     double getFlipPenalty(REdge* pRE, double& maxOldAngle, double& maxNewAngle, double& curDihedral, double& altDihedral);

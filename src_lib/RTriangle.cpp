@@ -1,3 +1,4 @@
+// A triangle of the fine mesh by itself: corners, orientation, normal, geometry.
 #include "RTriangle.h"
 
 #include <utility>

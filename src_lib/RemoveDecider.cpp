@@ -1,15 +1,16 @@
-// Which cells may go.
+// Decides which cells may be removed.
 //
-// The block of a cell is 27 bits: what is alive. Both tests work on that word. The simple one looks for patterns: enough
-// free faces, no edge neighbour whose two faces next to it are free, no two opposite free faces in a ring of four occupied
-// ones. The strong one asks whether the free space round the cell is one piece, as far as four steps of a flood can tell:
-// in a flat sheet the free sides above and below don't meet, so the cell stays; at the rim of the sheet they do.
+// The block of a cell is 27 bits: the positions that are alive. Both tests work on that word. The simple one looks for
+// patterns: enough free faces, no edge neighbour whose two faces next to it are free, no two opposite free faces in a ring
+// of four occupied ones. The strong one tests whether the free space round the cell is connected, as far as four steps of a
+// flood can tell: in a flat sheet the free sides above and below aren't, so the cell is kept; at the rim of the sheet they
+// are.
 //
 //        . . .            . . .
 //        # C #  stays     # C .  may go
 //        . . .            . . .
 //
-// A doomed cell is taken out of the bits at once, so that the next question sees the set without it.
+// A doomed cell is taken out of the bits at once, so that the next test sees the set without it.
 #include "RemoveDecider.h"
 
 #include <algorithm>

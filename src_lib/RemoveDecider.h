@@ -20,12 +20,13 @@ namespace TARN_KEL {
 /// A decider serves one pass of decisions, on one thread. Each question takes constant time.
 class RemoveDecider {
 public:
-    /// vCells: sorted in place; may have repeats. Cost: O(n log n).
-    /// Neither vCells nor pCalc is owned; both must not change while the decider exists.
+    /// vCells: sorted in place; may have repeats. Cost: O(n log n). Neither vCells nor pCalc is owned; both must not change
+    /// while the decider exists.
     RemoveDecider(VCCD& vCells, Calc* pCalc);
 
-    /// Makes the cell the centre of the block and forgets the last flood. Returns the number of alive positions. The centre
-    /// counts as alive unless it is doomed, whether or not it is in the list.
+    /// Makes the cell the centre of the block and forgets the last flood.
+    /// Returns the number of alive positions. The centre counts as alive unless it is doomed, whether or not it is in the
+    /// list.
     int setNewCCD(CCD ccd);
 
     /// The simple test: at least three faces are free, no edge neighbour is connected by the cell alone, and the cell is no

@@ -1,9 +1,9 @@
-// Thinning a layer of cells to a sheet.
+// Thins a layer of cells to a sheet.
 //
-// The block of a cell is 27 bits: what is alive. All tests are floods through the free bits, word by word.
+// The block of a cell is 27 bits: the positions that are alive. All tests are floods through the free bits, word by word.
 //
 //     gap      From a free face over free edge neighbours to other free faces: if that doesn't reach all of them, the cell
-//              separates two sides. The faces and edges alone form the way, the corners don't.
+//              separates two sides. The flood goes over faces and edges only, not over corners.
 //     border   From the first free face through all free positions but the centre: if that reaches all of them, the free
 //              space of the block is one region, and the sheet ends at the cell. In the middle of a sheet there are two.
 //
@@ -11,14 +11,14 @@
 //        # C #  area      # C .  border    # C #  an inner cell of a solid: no free face, it stays
 //        . . .            . . .            . # .
 //
-// A flood over faces can't enter a free corner whose three edge neighbours in the block are occupied, though in the cells
-// beyond the block it may well be joined to the rest. So such a prevented corner counts as reached.
+// A flood over faces can't enter a free corner whose three edge neighbours in the block are occupied, though beyond the
+// block it may well be connected with the rest. So such a prevented corner counts as reached.
 //
 // Pruning by priority goes through all candidates in the order of their weights and again through the face neighbours of
 // what was doomed, until a pass dooms none. The answer for a cell depends on its block alone: a cell that was refused is
-// refused again unless a cell of its block has gone since. So a refused cell waits outside the queue, and enters it at the
-// place of its weight when the first cell of its block goes; if the pass is beyond that place, it is asked in the next pass.
-// That gives the order of a queue of all cells in all passes, at the cost of what changes.
+// refused again unless a cell of its block was removed since. So a refused cell is kept outside the queue, and is entered at
+// the place of its weight when a cell of its block is removed; if the pass is beyond that place, it is tested in the next
+// pass. That gives the order of a queue of all cells in all passes, but costs only as much as changes.
 #include "RemoveDecider_RCD.h"
 
 #include <algorithm>
@@ -68,7 +68,7 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
 
 }  // namespace
 
-/// The cells that may go, with what their weights and the queue need. A cell is known by its number: its place in the sorted
+/// The candidates, with the data for their weights and the queue. A cell is named by its number: its place in the sorted
 /// list.
 class RemoveDecider_RCD::Candidates {
 public:
@@ -81,7 +81,7 @@ public:
         int lastPass = 0;    // the last pass that asked it or is to ask it; before that pass it waits outside the queue
     };
 
-    /// Repeats are dropped. What depends on the other cells is left to askAll().
+    /// Repeats are dropped. Data that depends on the other cells is set by askAll().
     Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) {
         ASSEX(vSorted.size()<HashIndex::NONE);
         vCandidate.reserve(vSorted.size());
@@ -317,7 +317,7 @@ int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandi
     return numDoomed;
 }
 
-/// Asks each candidate in turn, dooms none.
+/// Tests each candidate in turn, dooms none.
 void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) {
     for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number) {
         auto& candidate = candidates.vCandidate[number];
@@ -363,7 +363,7 @@ std::uint32_t RemoveDecider_RCD::findAt(const Candidates& candidates, std::size_
     return number == Candidates::NONE || candidates.vCandidate[number].bGone ? Candidates::NONE : number;
 }
 
-/// The centre has gone from the blocks of its neighbours.
+/// To be called when the centre was doomed: its neighbours are to be tested again.
 template <typename Queue>
 void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, Queue& queue) const {
     for (std::size_t pos = 0; pos < block.size(); ++pos) {
@@ -377,7 +377,7 @@ void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, Queue& queue) cons
     }
 }
 
-/// The centre has been doomed. numLost: by how many alive face neighbours poorer each of its face neighbours is.
+/// To be called when the centre was doomed. numLost: how many alive face neighbours each of its face neighbours has lost.
 template <typename Queue>
 void RemoveDecider_RCD::weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const {
     for (const int pos : vIdx6ToIdx27) {

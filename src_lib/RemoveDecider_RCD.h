@@ -31,12 +31,12 @@ class RemoveDecider_RCD {
 public:
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
 
-    /// vCells: sorted in place. Cost: O(n log n).
-    /// Neither vCells nor pGrid is owned; both must not change while the decider exists.
+    /// vCells: sorted in place. Cost: O(n log n). Neither vCells nor pGrid is owned; both must not change while the decider
+    /// exists.
     RemoveDecider_RCD(VRCD& vCells, Calc* pGrid);
 
-    /// Makes the cell the centre of the block and forgets the last flood. Returns the number of alive positions. The centre
-    /// is alive unless it is doomed, whether or not it is in the list.
+    /// Makes the cell the centre of the block and forgets the last flood.
+    /// Returns the number of alive positions. The centre is alive unless it is doomed, whether or not it is in the list.
     int setNewRCD(RCD rcd);
     /// The cell counts as absent from now on. It need not be in the list.
     void registerDoomed(RCD rcd);

@@ -33,13 +33,14 @@ public:
     /// Throws (assertion) when corners are more than a step apart. Cost: O(n log n) for n triangles on the edge.
     bool sortStar(CTriangle* pRefCT, CEdge* pCE);
     /// Returns the place of t in the turn about the direction from r0 to r1, counted from 0. Cells in the same direction
-    /// have the same place. Cost: a look-up in a map. Throws (assertion) unless r0 and r1 are different cells of {1, 2}
-    /// cubed and t is a neighbour of both.
+    /// have the same place. Cost: a look-up in a map.
+    /// Throws (assertion) unless r0 and r1 are different cells of {1, 2} cubed and t is a neighbour of both.
     int getIdx(RCD r0, RCD r1, RCD t) const;
 
     // ---- Steps of building the table
 
-    /// Replaces vThird by the cells that touch both r0 and r1, ascending. Throws (assertion) when the two share no corner.
+    /// Replaces vThird by the cells that touch both r0 and r1, ascending.
+    /// Throws (assertion) when the two share no corner.
     void createThirdRCDs(RCD r0, RCD r1, VRCD& vThird) const;
     /// Replaces vSorted by the cells of vThird with their angles in degrees, from 0 to below 360, ascending. The first cell
     /// of vThird has the angle 0.

@@ -1,3 +1,4 @@
+// A segment with a direction.
 #include "Segment3.h"
 
 #include <utility>

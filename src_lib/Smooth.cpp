@@ -1,11 +1,11 @@
 // Nodes and their links.
 //
-// All points go into a list of (cell, point), sorted; a run of equal cells becomes a node at their mean. Nodes that share a
-// lattice corner get linked. The order of a node's links is the fan in which its plane is fitted, so it is fixed: the one in
-// which a list of (corner, node), eight entries a node, sorted, would bring the pairs of nodes of each corner. That list
-// isn't made. The first corner that a node shares with a neighbour follows from the step between their cells: it is the high
-// corner on each axis where the neighbour is higher, else the low one. So the eight corners of a node, in order, are the
-// eight groups of cells in LINK_GROUPS, and within a group the order is that of addresses.
+// All points are put into a sorted list of (cell, point); a run of equal cells becomes a node at their mean. Nodes that
+// share a lattice corner are linked. The order of a node's links is the fan to which its plane is fitted, so it is fixed: it
+// is the order in which the pairs of nodes of each corner appear in a sorted list of (corner, node), with eight entries per
+// node. That list isn't made. The first corner that a node shares with a neighbour follows from the step between their
+// cells: it is the high corner on each axis where the neighbour is higher, else the low one. So the eight corners of a node,
+// in order, are the eight groups of cells in LINK_GROUPS, and within a group the order is that of addresses.
 //
 // With the nodes sorted by cell, z fastest, the 27 cells around a node are nine short stretches of the sorted list, three
 // cells each, and these only move forward from one node to the next:
@@ -246,8 +246,8 @@ void Smooth::relinkNodes() {
 
 // ---- Smoothing of noisy input -------------------------------------------------------------------------------------------
 
-// A mean with a correction against its shrinkage. What a node notes for its neighbours stands by the node's position in the
-// pool. Every phase reads only what the phase before it has finished, so each runs over all nodes in parallel.
+// A mean with a correction against its shrinkage. Data that a node stores for its neighbours is indexed by the node's
+// position in the pool. Every phase reads only results of phases before it, so each runs over all nodes in parallel.
 void Smooth::lapTreatment() {
     std::vector<Point3> vBefore(nodePool.size());
     for (const SNode* pSN : vNodes)
@@ -277,7 +277,7 @@ void Smooth::moveToMeanOfLinks(SNode* pSN, const std::vector<Point3>& vBefore) c
     if (count > 0.0) pSN->smoothedPoint = Point3(x / count, y / count, z / count);
 }
 
-// A corrected point that stays in its node's cell is dropped: the mean stands. One that leads elsewhere gets a node there.
+// A corrected point in its node's own cell is dropped: the mean is kept. One in another cell gets a node there.
 void Smooth::addCorrectedNodes(const std::vector<Vector3>& vShift) {
     std::vector<std::pair<RCD, Point3>> vNoted;
     for (const SNode* pSN : vNodes) {

@@ -1,3 +1,4 @@
+// Calls the passes on a coarse mesh under the names of Top.
 #include "Top.h"
 
 #include "CMesh.h"

@@ -5,8 +5,8 @@
 //           then the number of colours of each line (1 for the first, 0 for the others, which take over the last colour),
 //           then the vertices, then the colour.
 //
-// Vertices aren't shared between the faces of an object, so nothing has to be looked up, and each list of corners is
-// written as it comes. Text is gathered in blocks by appendNumber, which is several times as fast as a stream.
+// The faces of an object don't share vertices, so nothing has to be looked up, and each list of corners is written in its
+// order. Text is collected in blocks by appendNumber, which is several times as fast as a stream.
 #include "Visualizer3.h"
 
 #include <array>

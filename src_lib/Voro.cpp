@@ -1,3 +1,4 @@
+// An extractor together with the mesh that it fills.
 #include "Voro.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
 // Corners, neighbours, edges and connected components of lists of packed cell codes.
 //
-// Components are found without a search structure. In a sorted list of codes the neighbours of cell after cell at one fixed
-// offset ascend as the cells do, so a second pointer that never goes back meets all of them in one walk over the list:
+// Components are found without a search structure. In a sorted list of codes, the neighbours at one fixed offset ascend as
+// the cells do, so a second pointer that never goes back passes all of them in one walk over the list:
 //
 //     list      ... a  b  c ...... d  e  f ...         two cells share a corner when their codes differ by dx, dy, dz in
 //                   ^ lowest        ^ cell             -1 .. 1 steps on the axes
@@ -11,8 +11,8 @@
 // codes each, (-x -y), (-x), (-x +y) and (-y), and in the code just before the cell. A forest of disjoint sets joins them.
 // The root of a set is its lowest position.
 //
-// Under shared faces the order of the cells in a component is that of a walk with a stack, which needs the neighbours of any
-// cell at any time, so there the walks with two pointers fill a table of six positions a cell.
+// With shared faces, the order of the cells in a component is that of a walk with a stack, which needs the neighbours of any
+// cell at any time. So there the walks with two pointers fill a table of six positions per cell.
 #include <algorithm>
 #include <array>
 #include <cstdint>
@@ -57,7 +57,7 @@ VRCD makeSortedUnique(const VRCD& vCells) {
     return vSorted;
 }
 
-// The position of a cell that is in the list. Near at hand when cells are asked for in ascending order.
+// The position of a cell that is in the list. Found fast when cells are looked up in ascending order.
 Position findFrom(const VRCD& vSorted, RCD rcd, Position hint) {
     for (const Position pos : {hint, hint + 1})
         if (pos < vSorted.size() && vSorted[pos] == rcd) return pos;

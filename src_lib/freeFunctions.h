@@ -14,8 +14,8 @@ namespace TARN_KEL {
 
 class CMesh;
 
-/// The unit normal of three vertices of the coarse mesh. bOK as for points. Throws KelBugException, after a warning, when
-/// the mesh has no such vertex.
+/// The unit normal of three vertices of the coarse mesh. bOK as for points.
+/// Throws KelBugException, after a warning, when the mesh has no such vertex.
 Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK);
 
 // ---- Cell lists ---------------------------------------------------------------------------------------------------------
@@ -38,8 +38,9 @@ void getRCC2RCD(const VRCD& vCells, std::vector<std::pair<RCC, RCD>>& vOut);
 void createCC_RCD(const VRCD& vCells, std::vector<VRCD>& vCCs);
 /// Appends the components of the cells, connected through faces only: the largest first, those of equal size in the order of
 /// their lowest cells. The cells of a component are in the order of a depth-first walk from the lowest one. Prints the
-/// sizes. minSize: components of fewer cells are dropped. Returns the number of components appended. Cost and limit on
-/// cells: as above.
+/// sizes.
+/// minSize: components of fewer cells are dropped.
+/// Returns the number of components appended. Cost, and limit on the number of cells, as above.
 std::size_t grow6_RCD(const VRCD& vSortedCells, std::vector<VRCD>& vCCs, std::size_t minSize);
 /// Appends the cells with offsets from -radius to radius on each axis, except the centre: z fastest, x slowest. These are
 /// (2*radius+1)^3 - 1 cells; none for a negative radius.

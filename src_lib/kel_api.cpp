@@ -1,5 +1,5 @@
-// The run frames: each entry function opens the thread's progress tree, builds a CloudMgr and a Hal on its own stack, runs
-// them and tears them down in reverse order. The RunInput that it makes is the whole difference between them.
+// The entry functions of whole runs. Each opens the thread's progress tree, creates a CloudMgr and a Hal on its own stack,
+// runs them, and destroys them in reverse order. They differ only in the RunInput that they make.
 #include <iomanip>
 #include <optional>
 #include <sstream>

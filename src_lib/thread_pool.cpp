@@ -11,7 +11,7 @@
 
 namespace ctpl {
 
-// One mutex guards the queue and the sleep, so no wake-up can fall between a look at the queue and the wait.
+// One mutex guards the queue and the sleep, so no wake-up can be lost between a look at the queue and the wait.
 struct thread_pool::State {
     std::mutex mutex;
     std::condition_variable cv;
@@ -21,15 +21,15 @@ struct thread_pool::State {
     int nWaiting = 0;     // sleeping workers
 
     std::mutex sizeMutex;             // guards threads and flags of the pool; taken before the other one
-    std::atomic<int> numWorkers = 0;  // the length of both, for anybody to read
+    std::atomic<int> numWorkers = 0;  // the length of both; may be read without the lock
 
     bool isEnding() const { return isDone || isStop; }
 };
 
 thread_pool& thread_pool::getLowLevelPool() {
     static thread_pool* const pPool = new thread_pool(static_cast<int>(std::thread::hardware_concurrency()));
-    // A forked process has the object but not its threads, and the state is as the fork found it, perhaps locked: it can
-    // neither join nor destroy them when it ends, so it leaves the object alone.
+    // A forked process has the object but not its threads, and the state is as it was at the fork, perhaps locked. It can
+    // neither join nor destroy the threads when it ends, so it leaves the object alone.
     static struct Stopper {
         ~Stopper() {
             if (!pPool->isForked()) delete pPool;
@@ -134,8 +134,7 @@ void thread_pool::stop(bool bDrain) {
         if (!bDrain || threads.empty()) dropped.swap(pState->queue);
         pState->cv.notify_all();
     }
-    dropped
-        .clear();  // breaks their promises before the join below, since a worker may depend on a thread that waits for one
+    dropped.clear();  // breaks their promises before the join: a worker may depend on a thread that waits for one
     for (const auto& pThread : threads)
         pThread->join();
     threads.clear();

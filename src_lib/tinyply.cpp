@@ -1,16 +1,15 @@
 // The generic PLY layer.
 //
-// Reading makes a plan of each element first: what a property is, how wide, and which buffer wants it, if any. Before the
-// body is touched the plan is held against the length of the stream, if it has one: a value takes at least its width in
-// binary and two characters in text, so a count that lies is found without reading or reserving anything. The body is then
-// read in one pass. Binary items without lists have a fixed width and are cut from the block row by row; everything else
-// goes property by property. Buffers grow by what was read, so that a stream without a length can't make them grow beyond
-// it.
+// Reading first makes a plan of each element: the type and width of each property, and the buffer that it is read into, if
+// any. Before the body is read, the plan is compared with the length of the stream, if that is known: a value takes at least
+// its width in binary and two characters in text, so a wrong count is found without reading or reserving anything. The body
+// is then read in one pass. Binary items without lists have a fixed width and are copied row by row; everything else is read
+// property by property. Buffers grow with the bytes read, so that a stream of unknown length can't make them grow beyond it.
 //
 // Writing has a plan as well: the pieces of an item, where properties that lie side by side in memory become one piece.
 //
-// In text a value is a word. A word that isn't a whole number of the kind that the header says is an error: a stream would
-// stop in its middle and take its rest for the next value. Properties that nobody asked for are passed over unseen.
+// In text a value is a word. A word must be a number of the type in the header as a whole, else it is an error: a stream
+// would stop in its middle and read its rest as the next value. Properties that weren't requested are skipped.
 #include "tinyply.h"
 
 #include <algorithm>
@@ -186,11 +185,11 @@ PlyProperty parseProperty(const std::vector<std::string>& vWord) {
 
 // ---- Reading the body
 
-/// What to do with a property of an element.
+/// How a property of an element is read.
 struct ReadPlan {
     PlyProperty property;
     std::size_t width = 0;     ///< of a value
-    PlyData* pData = nullptr;  ///< null: passed over
+    PlyData* pData = nullptr;  ///< null: skipped
     std::uint32_t listSizeHint = 0;
 };
 
@@ -366,7 +365,7 @@ struct Piece {
     std::size_t numValues = 0;
     Source source;
     bool isList = false;
-    std::string countBytes;  ///< binary: what stands before the values of a list
+    std::string countBytes;  ///< binary: the count that is written before the values of a list
 };
 
 void appendBytes(std::string& block, const std::uint8_t* p, std::size_t numBytes, std::size_t width, bool bSwap) {

@@ -1,3 +1,4 @@
+// Prints messages and reports of failed assertions; timers and counters; text helpers.
 #include "tools.h"
 
 #include <chrono>

@@ -1,3 +1,4 @@
+// kel cloud: a triangle soup to points.
 #include <memory>
 
 #include "SoupOptions.h"

@@ -1,3 +1,4 @@
+// kel convert: a file in another format.
 #include <memory>
 
 #include "FileKinds.h"

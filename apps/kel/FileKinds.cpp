@@ -1,3 +1,4 @@
+// Tells the kind of a file by its extension and, for .ply, by its header.
 #include "FileKinds.h"
 
 #include <kel.h>

@@ -1,3 +1,4 @@
+// kel fill: closes holes of a mesh.
 #include <memory>
 
 #include "PostProcessing.h"

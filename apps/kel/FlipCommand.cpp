@@ -1,3 +1,4 @@
+// kel flip: flips edges of a mesh.
 #include <memory>
 
 #include "PostProcessing.h"

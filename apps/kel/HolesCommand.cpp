@@ -1,3 +1,4 @@
+// kel holes: draws the borders of a mesh.
 #include <memory>
 
 #include "PostProcessing.h"

@@ -1,3 +1,4 @@
+// kel info: the figures of a file.
 #include <algorithm>
 #include <memory>
 #include <optional>

@@ -1,3 +1,4 @@
+// Receives what the library prints, passes it on or holds it back, and finds the line that tells why a call failed.
 #include "LibraryText.h"
 
 #include <iostream>

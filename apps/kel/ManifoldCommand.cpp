@@ -1,3 +1,4 @@
+// kel manifold: makes a mesh manifold.
 #include <memory>
 
 #include "PostProcessing.h"

@@ -1,3 +1,4 @@
+// kel melt: a triangle soup to a mesh.
 #include <memory>
 
 #include "SoupOptions.h"

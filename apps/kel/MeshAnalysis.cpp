@@ -136,7 +136,7 @@ private:
 
     const std::vector<Point3>& vVertices;  // of the caller, may hold more than the triangles use
     const std::vector<Triangle> vTriangles;
-    std::vector<Side> vSides;  // sorted: the sides of an edge stand together
+    std::vector<Side> vSides;  // sorted: the sides of an edge follow each other
 };
 
 /// First by the lower vertex, counted: what is left to sort are the few sides at one vertex.

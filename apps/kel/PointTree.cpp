@@ -1,3 +1,4 @@
+// Builds and searches a k-d tree.
 #include "PointTree.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// The steps that change a mesh, and the options that they share.
 #include "PostProcessing.h"
 
 #include <limits>

@@ -1,3 +1,4 @@
+// What all commands share: checks of file names, timed steps, reading and writing, the report.
 #include "Program.h"
 
 #include <sys/resource.h>

@@ -1,3 +1,4 @@
+// Draws a progress bar on standard error.
 #include "ProgressBar.h"
 
 #include <algorithm>

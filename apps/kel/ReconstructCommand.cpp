@@ -1,3 +1,4 @@
+// kel reconstruct: points to a mesh, with optional steps after it.
 #include <functional>
 #include <map>
 #include <memory>

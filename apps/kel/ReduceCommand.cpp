@@ -1,3 +1,4 @@
+// kel reduce: fewer triangles.
 #include <memory>
 
 #include "PostProcessing.h"

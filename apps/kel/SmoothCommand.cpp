@@ -1,3 +1,4 @@
+// kel smooth: smooths a mesh.
 #include <memory>
 
 #include "PostProcessing.h"

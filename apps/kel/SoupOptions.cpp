@@ -1,3 +1,4 @@
+// Adds the options of the commands that rasterise a soup.
 #include "SoupOptions.h"
 
 nlohmann::ordered_json SoupOptions::toJson() const {

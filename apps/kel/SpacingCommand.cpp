@@ -1,3 +1,4 @@
+// kel spacing: estimates the spacing of points.
 #include <algorithm>
 #include <memory>
 #include <sstream>

@@ -1,3 +1,4 @@
+// Reads points, triangles and meshes from PLY files, and writes them.
 #include "ply_io.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Sends text to standard output or to the sink of a thread's runs.
 #include "messages.h"
 
 #include <iostream>
@@ -35,7 +36,7 @@ std::mutex standardMutex;
 // The channel of this thread's runs, or on a worker that of the task's run.
 thread_local MessageChannel* pChannel = nullptr;
 
-// What stands behind out() and err() of a thread.
+// The buffer behind out() and err() of a thread.
 class LineBuffer : public std::streambuf {
 public:
     LineBuffer(MessageKind theKind, std::ostream& theStandard) : kind(theKind), standard(theStandard) {}
@@ -82,7 +83,7 @@ protected:
 private:
     const MessageKind kind;
     std::ostream& standard;  // where text goes without a sink
-    std::string line;        // what is there of the last line
+    std::string line;        // the last line as far as it was written
 };
 
 struct LineStream {
@@ -93,7 +94,7 @@ struct LineStream {
 
 thread_local bool bThreadTextGone = false;
 
-/// What a thread needs to speak. The main thread may speak once more after it is gone, from handlers of its exit and from
+/// What a thread needs to print. The main thread may print again after it is destroyed, from handlers of its exit and from
 /// destructors of static objects; that goes to the standard streams.
 struct ThreadText {
     ~ThreadText() {

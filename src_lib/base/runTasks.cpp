@@ -1,3 +1,4 @@
+// The number of processors in use.
 #include "runTasks.h"
 
 #include <algorithm>

@@ -2,7 +2,7 @@
 //
 // The 64 cells of a block of 4x4x4 are the bits of one word. The words lie in a hash table with linear probing. A surface
 // keeps some ten cells in a block, which makes the table small, and a whole 27-block of a cell lies in one to eight words:
-// one search a word, not one a cell. The table is asked by name only and never walked, so nothing hangs on its order.
+// one search per word, not one per cell. The table is never iterated over, so nothing depends on its order.
 //
 //        y                      Seen along z: a cell (*) at the corner of its block takes words of four blocks here,
 //     +------+------+          eight in space; a cell in the middle of its block takes one.
@@ -12,9 +12,9 @@
 //     |      |      |
 //     +------+------+  x
 //
-// Out of these words the 27 bits are put together. In the bits of a word that go with interleaved codes the cells of the
-// 27-block lie scattered: a table tells word and bit of each. In those of packed codes a step along x, y or z is a step of
-// 1, 4 or 16 bits, so the part of a word that lies in the 27-block is one shift and one mask away from its place:
+// The 27 bits are put together from these words. With interleaved codes the cells of the 27-block lie scattered in a word: a
+// table gives word and bit of each. With packed codes a step along x, y or z is a step of 1, 4 or 16 bits, so one shift and
+// one mask move the part of a word that lies in the 27-block to its place:
 //
 //     window    bit 16(dz+1) + 4(dy+1) + (dx+1): a place for each position, with gaps; 27-block: the same without gaps
 #include "CellBitmap.h"
@@ -90,7 +90,7 @@ constexpr Local packedLocal(std::size_t local) {
     return {local & 3, local >> 2 & 3, local >> 4 & 3};
 }
 
-/// For a centre with that local code and the word of a corner: how far to turn the word to the right (to the left when
+/// For a centre with that local code and the word of a corner: how far to shift the word to the right (to the left when
 /// negative) for the window, and which bits of the window then come from this word.
 struct Part {
     std::uint64_t mask = 0;

@@ -1,15 +1,15 @@
 // Counting touched corners, 64 cells at a time.
 //
-// A lattice point has the number of the cell above it, so that the eight corners of a cell are the cell itself and the codes
-// one step higher on any subset of the axes. A corner is touched if one of the eight cells around it is occupied. Both
-// questions are asked of whole blocks of 4x4x4 cells at once, the 64 bits of a word:
+// A lattice point has the code of the cell above it, so the eight corners of a cell are the cell itself and the codes one
+// step higher on any subset of the axes. A corner is touched if one of the eight cells around it is occupied. Both are
+// computed for whole blocks of 4x4x4 cells at once, the 64 bits of a word:
 //
 //   touched corners   =  the occupied cells, spread one step up along x, then y, then z
 //   count at a cell   =  the touched corners, added to themselves one step down along z, then y, then x; the sums are kept
 //                        in bit planes: ones, twos, fours, eights
 //
-// A step moves bits within the word, and those at the block's side come over from the next block. So the 27 words around a
-// block tell all about its cells.
+// A step moves bits within the word, and bits at the block's side come from the next block. So the 27 words around a block
+// are all that its cells depend on.
 #include "gapCells.h"
 
 #include <array>
@@ -32,7 +32,7 @@ struct Counters {
     Word ones = 0, twos = 0, fours = 0, eights = 0;
 };
 
-/// a, each counter below 8, and b moved one cell down are added: b goes on in the block behind, `above`.
+/// Adds a, each counter below 8, and b moved one cell down; `above` is what follows b in the next block.
 template <unsigned AXIS>
 Counters addStepDown(const Counters& a, const Counters& above) {
     const auto majority = [](Word x, Word y, Word z) { return (x & y) | (z & (x | y)); };
@@ -43,10 +43,10 @@ Counters addStepDown(const Counters& a, const Counters& above) {
     return {a.ones ^ b.ones, a.twos ^ b.twos ^ carry1, a.fours ^ b.fours ^ carry2, majority(a.fours, b.fours, carry2)};
 }
 
-/// words: 27 blocks, x fastest. Each word takes up what comes from one step below, as far as it is known.
+/// words: 27 blocks, x fastest. Adds to each word its bits moved one step up, with those from the block below.
 template <unsigned AXIS>
 void spreadUp(std::array<Word, 27>& words, std::size_t stride) {
-    for (std::size_t i = 27; i-- > 0;)  // downwards, so that what is taken up hasn't been spread yet
+    for (std::size_t i = 27; i-- > 0;)  // downwards, so that the block below hasn't been spread yet
         if (i / stride % 3 != 0) words[i] |= BlockWord::moveUp<AXIS>(words[i], words[i - stride]);
 }
 

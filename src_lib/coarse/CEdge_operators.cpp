@@ -1,7 +1,7 @@
 // Flip and split: the operations that start from an edge.
 //
-// The flip takes the two triangles of a quad and puts the other diagonal in. It keeps the orientation of the first one, so
-// a second one that was turned against it comes out agreeing with it.
+// The flip replaces the two triangles of a quad by those on the other diagonal. Both get the orientation of the first one,
+// even if the second one disagreed with it.
 //
 //         v1                v1
 //        /|\               / \       .
@@ -9,8 +9,8 @@
 //        \|/               \ /       .
 //         v0                v0
 //
-// The split takes out a triangle without area whose third corner lies on this edge, or close to it. Each neighbour over the
-// edge is cut in two at that corner, so that the gap closes without moving anything.
+// The split removes a triangle without area whose third corner lies on this edge, or close to it. Each neighbour over the
+// edge is cut in two at that corner, so that no gap is left and no vertex moves.
 //
 //      b--vtx---c          b--vtx---c
 //       \      /            \  |   /
@@ -49,7 +49,7 @@ struct Cut {
         pNeig->getEdgeCCDs(i, b, c);
     }
 
-    /// Neither half turns away when the edge is cut at p.
+    /// Whether neither half turns away when the edge is cut at p.
     bool isGentle(const CMesh* pCMesh, const Point3& p) const {
         bool ok = false;
         const Vector3 nnv = pNeigT->getRealNNV(pCMesh, ok);

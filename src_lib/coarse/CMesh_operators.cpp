@@ -1,11 +1,12 @@
 // The operations that change a mesh while it stays a mesh.
 //
-// Flips, splits (CEdge_operators.cpp) and collapses follow one pattern: kill the old triangles, make the new ones. Nothing
-// is edited in place, so a pass may hold pointers to triangles over any of these calls and ask them whether they are alive.
+// Flips, splits (CEdge_operators.cpp) and collapses all work in the same way: kill the old triangles, create new ones.
+// Nothing is edited in place, so a pass may keep pointers to triangles over any of these calls and ask whether they are
+// alive.
 //
-// A collapse moves the triangles at one vertex to another one; those on the edge between the two die. One kind of damage
-// would not be mended by any later step: where x-y is an edge of the ring of src and x-y-trg is a triangle already, as in a
-// tetrahedron, the collapse would create that triangle a second time.
+// A collapse moves the triangles at one vertex to another one; those on the edge between the two are killed. One kind of
+// damage isn't repaired by any later step: where x-y is an edge of the ring of src and x-y-trg is a triangle already, as in
+// a tetrahedron, the collapse would create that triangle a second time.
 //
 //          x                          x
 //        / | \                        | \         .
@@ -56,7 +57,7 @@ struct PointSum {
     Point3 mean() const { return {x / num, y / num, z / num}; }
 };
 
-/// What killDups sorts: the corners stand in the entry, so that a comparison doesn't go through the triangles.
+/// An entry of the list that killDups sorts. It has the corners, so that a comparison doesn't read the triangles.
 struct SortedCorners {
     VCD c0, c1, c2;
     CTriangle* pCT;

@@ -1,4 +1,4 @@
-// Questions to the whole coarse mesh: its edges in key order, lists of triangles and corners, reports.
+// Queries on the whole coarse mesh: its edges in key order, lists of triangles and corners, reports.
 #include <algorithm>
 #include <array>
 #include <cmath>

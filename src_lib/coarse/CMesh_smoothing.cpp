@@ -1,3 +1,4 @@
+// Laplacian smoothing of the coarse mesh.
 #include "CMesh_smoothing.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// What a triangle of the coarse mesh asks of its edges and of the mesh that it stands in.
+// The operations of a coarse triangle that need its edges or its mesh.
 #include <cstring>
 
 #include "CEdge.h"

@@ -1,3 +1,4 @@
+// Computes keys along the space-filling curve, from two tables.
 #include "curve/GSS_HC3.h"
 
 #include <cstdlib>
@@ -9,7 +10,7 @@ namespace TARN_OCTREE {
 namespace {
 
 // Row: the octant, 4 for the upper half in x, 2 in y, 1 in z. Column: the state, the order in which the curve goes through
-// the octants of the box at hand.
+// the octants of the current box.
 
 // The state inside the octant.
 constexpr unsigned char nextS[8][12] = {

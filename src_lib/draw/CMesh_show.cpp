@@ -12,7 +12,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Lets the visualizer take the vertices of the mesh where visType says.
+/// Sets where the visualizer takes the vertices of the mesh, as visType says.
 void setVertices(Visualizer3* pVisualizer, VisType visType, const CMesh* pCMesh) {
     ASSEX(pVisualizer!=NULL);
     pVisualizer->setMesh(visType == VT_REAL ? pCMesh : nullptr);

@@ -1,4 +1,4 @@
-// Pictures of grid cells: the visualizer draws, on a grid that is lent to it.
+// Pictures of grid cells: the visualizer draws them, with this grid set meanwhile.
 #include <utility>
 
 #include "Calc.h"
@@ -9,7 +9,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// While it lives the visualizer has this grid, and takes coarse vertices at the midpoints of their cells.
+/// While this object exists the visualizer has this grid, and takes coarse vertices at the midpoints of their cells.
 class GridLoan {
 public:
     GridLoan(Visualizer3* pVis, const Calc* pGrid) : pVisualizer(pVis) {

@@ -1,3 +1,4 @@
+// The drawings that algorithms on cells and on the coarse mesh make on their way.
 #include "drawings.h"
 
 #include "CEdge.h"

@@ -1,8 +1,8 @@
 // From cells to triangles.
 //
 // 1. The list of (key, cell). The plain way is to write the eight keys of each cell and to sort 8n pairs. But an interleaved
-//    code sorts by blocks of 4x4x4 cells, so the pairs of a block of keys stand together, and within a block the order is
-//    that of the lowest six bits. So we go through the blocks that hold a key, ascending. For each of the eight cells round
+//    code sorts by blocks of 4x4x4 cells, so the pairs of a block of keys are consecutive, and within a block the order is
+//    that of the lowest six bits. So we go through the blocks that have a key, ascending. For each of the eight cells round
 //    a lattice point, say the one at -x, one word tells for all 64 keys of the block whether that cell is occupied: it is
 //    the block's occupancy moved by one step, with a slice of the neighbour block moved in.
 //
@@ -21,9 +21,9 @@
 //        # #          # #          . #
 //        # .    ->    # +    ->    # +       + added, opposite cell taken out
 //
-// A cell is removed only if RemoveDecider finds that it closes nothing by itself. The candidates come in the order of their
-// codes: each removal weakens its neighbours. Then everything is extracted again. The list of (key, cell) takes a small part
-// of the time that the triangles take, so it isn't mended in place.
+// A cell is removed only if RemoveDecider finds that it closes nothing by itself. The candidates are tested in the order of
+// their codes, since each removal changes the answers for its neighbours. Then everything is extracted again. Building the
+// list of (key, cell) takes little time compared with the triangles, so it isn't updated in place.
 #include "Extractor.h"
 
 #include <algorithm>
@@ -219,7 +219,7 @@ std::unique_ptr<CMesh> Extractor::extract() const {
 void Extractor::fill(CMesh& mesh) const {
     const ProgressStep cubes("VO_ftx", vStaticVCD2CCD.size());
     std::vector<CCD> vAmbiguousT;
-    // A step that an earlier extraction filled stays full: each cube would tell the listener the same once more.
+    // A step that an earlier extraction has completed stays complete: each cube would report the same to the listener again.
     const ProgressStep counted = cubes.isComplete() ? ProgressStep() : cubes;
     createTrianglesOfCubes(&mesh, casx, vStaticVCD2CCD, counted, vAmbiguousT);
     cubes.finish();

@@ -1,12 +1,12 @@
-// Two passes.
+// Creates the triangles of dual cubes, in two passes.
 //
-// 1. The list is read run by run; how a cell's code differs from the key tells its bit in the configuration, which selects
-//    the triangles. Cubes that share a face may propose the same triangle, so each is looked for before it is made.
+// 1. The list is read run by run; the difference of a cell's code from the key gives its bit in the configuration, which
+//    selects the triangles. Cubes that share a face may propose the same triangle, so each is created only if it is missing.
 //
 // 2. A cube with four cells on one face and no others is flat. It may be cut along either diagonal, and its two triangles
-//    would be wrong against a neighbour that took the other one. Flat cubes wait until all others are done; then each takes
-//    the diagonal that is there already. A flat sheet sees each of its squares twice, from the cubes on either side, and the
-//    second one finds what the first one made.
+//    wouldn't fit a neighbour that took the other one. Flat cubes are left until all others are done; then each takes the
+//    diagonal that exists already. Each square of a flat sheet comes up twice, for the cubes on either side, and the second
+//    one finds the triangles of the first one.
 #include "cubeTriangles.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Writes a file by way of a temporary one in the same folder.
 #include "AtomicFile.h"
 
 #include <fcntl.h>
@@ -42,8 +43,8 @@ std::optional<Destination> inspect(const fs::path& path, bool bReplace) {
     return dest;
 }
 
-/// Follows the links of the last component, so that what is replaced is the file and not the link to it. An entry below
-/// /proc stands for a file that some process has open: a replaced name wouldn't reach that process.
+/// Follows the links of the last component, so that the file is replaced and not the link to it. An entry below /proc means
+/// a file that some process has open: replacing the name wouldn't reach that process.
 std::optional<Destination> findDestination(const std::string& filename) {
     constexpr int MAX_LINKS = 40;  // as many as the kernel follows
     fs::path path = filename;
@@ -93,7 +94,7 @@ int openNeighbour(const Destination& dest, fs::path& neighbour) {
 }
 }  // namespace
 
-/// The open file behind its buffer. After the first error it swallows what comes.
+/// The open file behind its buffer. After the first error it drops all further bytes.
 class AtomicFile::Sink final : public std::streambuf {
 public:
     explicit Sink(const std::string& filename) {

@@ -1,3 +1,4 @@
+// Reads a stream in big blocks.
 #include "BlockReader.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Opens regular files, FIFOs and devices for reading, with limits that keep the reader from waiting forever.
 #include "InputFile.h"
 
 #include <fcntl.h>
@@ -58,7 +59,7 @@ protected:
     }
     pos_type seekoff(off_type offset, std::ios_base::seekdir dir, std::ios_base::openmode) override {
         if (!isRegular()) return pos_type(off_type(-1));
-        const off_type ahead = egptr() - gptr();  // the file stands behind what the buffer still holds
+        const off_type ahead = egptr() - gptr();  // by so many bytes the file position is ahead of the stream's
         if (dir == std::ios_base::cur && offset == 0) return ::lseek(fd, 0, SEEK_CUR) - ahead;
         if (dir == std::ios_base::cur) offset -= ahead;
         const int whence = dir == std::ios_base::beg ? SEEK_SET : dir == std::ios_base::end ? SEEK_END : SEEK_CUR;

@@ -1,13 +1,13 @@
 // Triangle corners of STL files.
 //
-// A text is a line for each corner between the lines of a loop; whatever else stands there is passed over. A binary file has
+// A text has a line for each corner between the lines of a loop; everything else in it is skipped. A binary file has
 // 80 bytes of anything, the number of triangles, and for each of them a normal, three corners and two bytes that some
 // programs use for a colour; whole numbers and floats have their low bytes first.
 //
-// Which of the two it is can't be told by the name, nor by the first word: a binary file may begin with "solid" as a text
-// does. So its length is held against its count, which is conclusive: the count of a text would be made of letters, some
-// hundred million. A binary file of another length, because it was cut or has something behind its triangles, is betrayed
-// by its first bytes.
+// Neither the name nor the first word tells which of the two it is: a binary file may begin with "solid" as a text does. So
+// its length is compared with its count, which is conclusive: the count of a text would be made of letters, some hundred
+// million. A binary file of another length, because it was cut or has data after its triangles, is recognised by its first
+// bytes.
 #include "stl_io.h"
 
 #include <algorithm>
@@ -58,7 +58,7 @@ std::uint64_t lengthFor(std::uint32_t numTriangles) {
     return HEADER + std::uint64_t{FACET} * numTriangles;
 }
 
-/// Shows the header in the window of the reader and consumes nothing.
+/// Reads the header in the window of the reader without consuming it.
 bool isBinary(const InputFile& file, BlockReader& reader) {
     if (!reader.fill(HEADER)) return false;
     return file.size() == lengthFor(loadUint32(reader.begin() + HEADER - 4)) ||

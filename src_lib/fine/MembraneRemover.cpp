@@ -1,6 +1,6 @@
-// The patches are found once. Afterwards only the rims of what went are looked at: an edge that is left with two triangles
-// joins their patches, and every small patch beside it is asked again. Large patches are told by their size alone, so the
-// work follows the small ones.
+// The patches are found once. Afterwards only the boundaries of removed patches are looked at: an edge that is left with two
+// triangles joins their patches, and every small patch beside it is tested again. Large patches are recognised by their size
+// alone, so the work depends on the small ones.
 #include "MembraneRemover.h"
 
 #include <algorithm>
@@ -15,7 +15,8 @@ namespace TARN_KEL {
 namespace {
 
 constexpr Forest::Member NO_PATCH = ~Forest::Member{0};
-constexpr std::size_t MAX_STAR = 64;  // on an edge of more triangles a removal makes no other patch be asked again
+constexpr std::size_t MAX_STAR =
+    64;  // on an edge of more triangles a removal doesn't cause other patches to be tested again
 
 /// The edges of the triangles that aren't inner ones of a sheet, in order of creation, each as often as the triangles come
 /// to it.

@@ -1,9 +1,9 @@
 // Flip and splits: the operations that start from an edge.
 //
-// All of them kill triangles and make others; none is edited in place. The edge that goes stays behind without triangles.
+// All of them kill triangles and create others; none is edited in place. The old edge is left over without triangles.
 //
-// The flip puts the other diagonal into the quad of two triangles. Only the angles at one end of the new diagonal are looked
-// at: A, the corner of the first triangle.
+// The flip replaces two triangles by those on the other diagonal of their quad. Only the angles at one end of the new
+// diagonal are checked: at A, the corner of the first triangle.
 //
 //         v1                v1
 //        /|\               / \      .
@@ -11,8 +11,8 @@
 //        \|/               \ /      .
 //         v0                v0
 //
-// A sliver whose third corner p lies nearly on its longest edge is taken out, and its neighbours over that edge are cut in
-// two at p. So the gap closes and no vertex moves. A plain split does the same with a vertex that hangs on nothing yet.
+// A sliver whose third corner p lies nearly on its longest edge is removed, and its neighbours over that edge are cut in two
+// at p. So no gap is left and no vertex moves. A plain split does the same with a vertex that has no triangles yet.
 //
 //      next--p--prev        next--p--prev
 //          \   /       ->       \ | /

@@ -90,7 +90,7 @@ void RMesh::checkIncidence() const {
         oneInstance(vOnce);
         ASSEX(vOnce.size()==vIncT.size());
     }
-    // So each alive triangle stands at all its corners.
+    // So each alive triangle is in the lists of all its corners.
     ASSEX(numEntries==3*getNumT());
 }
 

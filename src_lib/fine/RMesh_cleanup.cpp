@@ -1,7 +1,7 @@
 // Clean-up of the fine mesh: duplicates, and triangles that are degenerate.
 //
-// Degenerate triangles are removed by collapses one by one, each along the best of all edges at its corners. The triangles
-// around the vertex that remains are looked at next. All others of the mesh wait below them on one stack.
+// Degenerate triangles are removed one by one, by a collapse along the best of all edges at their corners. The triangles
+// around the remaining vertex are looked at next. All others of the mesh are below them on one stack.
 #include <algorithm>
 #include <array>
 #include <iterator>
@@ -18,7 +18,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Appends the triangles that stand behind another one with the same corners in the list of the edge.
+/// Appends the triangles that follow another one with the same corners in the list of the edge.
 void appendDups(const REdge& edge, std::vector<RTriangle*>& vDups) {
     std::set<const Point3*> sThird;
     for (RTriangle* pRT : edge.vRT)
@@ -35,10 +35,10 @@ bool hasTwin(const RTriangle& rt) {
                        [&](const RTriangle* pRT) { return pRT != &rt && pRT->has(pThird); });
 }
 
-/// A stack of numbers, each in it at most once: what is pushed again moves to the top. All operations O(1).
+/// A stack of numbers, each in it at most once: a number that is pushed again moves to the top. All operations take O(1).
 ///
 /// For triangles that wait to be looked at this gives the same as a stack with repeats, because between the look at the
-/// upper entry and that at the lower one a triangle doesn't change without being pushed anew. But it stays small where
+/// upper entry and that at the lower one a triangle doesn't change without being pushed again. But it stays small where
 /// thousands of collapses go to one vertex.
 class WorkStack {
 public:

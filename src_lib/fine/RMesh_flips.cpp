@@ -1,12 +1,12 @@
-// The search for edges whose flip is worth a try.
+// The search for edges whose flip is worth trying.
 //
-// Workers judge the edges of a list, each its own part, and write what they find to the same position of the result: so
-// nothing depends on how the list was cut. They read the mesh alone. The normals that all of them need are cached before,
-// each by the one worker that has its triangle. Where the two corners opposite an edge are at the same place one of them has
-// to move before the flip can be judged: these few edges are left for the calling thread.
+// Workers judge the edges of a list, each its own part, and write the results to the same positions: so nothing depends on
+// how the list was cut. They only read the mesh. The normals that they need are cached before, each by the one worker that
+// has its triangle. Where the two corners opposite an edge are at the same place, one of them must be moved before the flip
+// can be judged: these few edges are left for the calling thread.
 //
-// With a temperature flips that lose are taken by the Metropolis rule. The chance comes from the position of the edge and
-// the temperature, so each sweep of an annealing draws anew, and alike on any number of workers.
+// With a temperature, flips that lose are accepted by the Metropolis rule. The random number depends on the position of the
+// edge and the temperature, so it differs from sweep to sweep of an annealing, but not with the number of workers.
 #include <algorithm>
 #include <bit>
 #include <cfloat>

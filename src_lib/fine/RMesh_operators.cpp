@@ -46,7 +46,7 @@ void replaceEdge(RTriangle* pRT, const REdge* pRE, REdge* pNewRE) {
         *ppRE = pNewRE;
         return;
     }
-    ASSEX(false);  // a triangle stands on its own edges only
+    ASSEX(false);  // only a triangle's own edges list it
 }
 
 /// Hands the triangles of an edge to the one that has its place.

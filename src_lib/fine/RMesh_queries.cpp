@@ -1,8 +1,8 @@
-// Questions to the whole fine mesh.
+// Queries on the whole fine mesh.
 //
-// Edges are put in key order when they are asked for: bucketed by the lower vertex, each bucket sorted by the higher one. In
-// a surface the buckets are small, so this costs no more than looking at all edges; a hub's bucket of k edges costs k log k.
-// Collapses change the ends of edges, so an order kept from call to call would be of little use here.
+// Edges are put in key order by each query: bucketed by the lower vertex, each bucket sorted by the higher one. On a surface
+// the buckets are small, so this costs no more than looking at all edges; a hub's bucket of k edges costs k log k. Collapses
+// change the ends of edges, so it would be of little use to keep the order from call to call.
 #include <algorithm>
 
 #include "RMesh.h"
@@ -11,7 +11,7 @@
 
 namespace TARN_KEL {
 
-/// True when the edge is found by its end points, as every edge is but what a collapse left over.
+/// True when the edge is found by its end points, as every edge is except those that a collapse left over.
 bool RMesh::isKeyed(const REdge* pRE) const {
     return getEdge(pRE->pVtx0, pRE->pVtx1) == pRE;
 }

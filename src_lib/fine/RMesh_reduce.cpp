@@ -3,16 +3,15 @@
 // Every edge gives two candidates, one per direction. They wait in a queue by penalty (PenaltyMeter).
 //
 // A collapse changes the penalties around it, but not the queue. A candidate is judged again when its turn comes: it is
-// dropped when its collapse isn't allowed any more, and goes back when it has become much more expensive. One that has
-// become cheaper would come too late, so now and then the candidates near all collapses so far enter the queue anew, beside
-// those that are in it. That happens every few thousand collapses in the cheap part, and more often where penalties are
-// large.
+// dropped when its collapse isn't allowed any more, and put back when it has become much more expensive. One that has become
+// cheaper would come too late; so now and then the candidates near all collapses so far are entered again, in addition to
+// those in the queue. That happens every few thousand collapses in the cheap part, and more often where penalties are large.
 //
-// All evaluations of many edges at once run on the pool; collapses run on the calling thread. Judging again is most of its
-// work, and mostly in vain: where nothing has changed the penalty is the same double. A penalty depends on the triangles at
+// Evaluations of many edges at once run on the pool; collapses run on the calling thread. Judging again is most of its work,
+// and mostly unnecessary: where nothing has changed the penalty is the same double. A penalty depends on the triangles at
 // src and on which triangles trg has, and a collapse that changes these has src or trg as a corner of a changed triangle. So
-// each vertex keeps the number of the last collapse that changed a triangle there, and a candidate keeps how many collapses
-// its penalty takes into account.
+// each vertex keeps the number of the last collapse that changed a triangle there, and a candidate keeps the number of
+// collapses that its penalty takes into account.
 //
 // The order of penalties jumps across the mesh, so a reduction mainly waits for memory. Most candidates that come up are
 // dead, which a bit per edge tells without a look at the edge; what the others need is fetched some pops ahead

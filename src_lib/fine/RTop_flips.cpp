@@ -1,13 +1,13 @@
 // Flips and collapses of single edges, and the loops that apply them to a whole mesh.
 //
-// The greedy descent keeps its candidates in a queue by what they gained when they were judged last. A flip changes what the
-// edges around it gain, but they aren't looked for: each is judged again when it comes up, and goes back under its fresh
-// value when that fell. So an edge is judged as often as it comes up, and no relation from flips to queue entries is needed.
+// The greedy descent keeps its candidates in a queue by their gain when they were judged last. A flip changes the gains of
+// the edges around it, but these aren't looked for: each is judged again when it comes up, and put back under its current
+// gain when that is lower. So no relation from flips to queue entries is needed.
 //
-// The annealing repeats sweeps of a falling temperature. A sweep takes all flips that gain and, by chance, some that lose,
-// as the mesh is at its start, and applies them in random order, each as long as it is possible at all: what it costs by
-// then isn't asked. So the surface gets out of places where each single flip would lose; the descent behind the last sweep
-// takes back what didn't pay.
+// The annealing repeats sweeps with falling temperature. A sweep takes all flips that gain and, at random, some that lose,
+// judged on the mesh as it is at the start, and applies them in random order, each if it is still possible, whatever it
+// costs by then. So the surface can leave states in which each single flip would lose; the descent after the last sweep
+// reverts the flips that didn't pay.
 #include <algorithm>
 #include <bit>
 #include <cfloat>

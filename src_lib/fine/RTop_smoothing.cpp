@@ -1,15 +1,15 @@
 // Laplacian smoothing of the fine mesh.
 //
-// Each vertex off the border goes to the mean of its neighbours, all of them at once: a round takes the means of the places
-// before it, then moves. Which vertices are neighbours doesn't change meanwhile, so their lists are made once, and a round
-// is a walk over them. Where the mean of a vertex is the place of another one, the vertex stays: two vertices at one place
-// would be one for whoever looks them up by coordinates.
+// Each vertex that isn't on the border moves to the mean of its neighbours, all of them at once: a round computes the means
+// of the places before it, then moves. The neighbours of a vertex don't change meanwhile, so their lists are made once, and
+// a round is a walk over them. When the mean of a vertex is the place of another one, the vertex isn't moved: two vertices
+// at one place couldn't be told apart by their coordinates.
 //
 //        b---c            b---c         a, which was off the middle, moves to the mean of b, c, d, e. Those of them that
 //        | \a| \    ->    |\ /|\        aren't on the border move as well, each by the places on the left.
 //        d---e            d-a-e
 //
-// Triangles may shrink to slivers by that; they are collapsed away at the end.
+// Triangles may become slivers by that; these are removed by collapses at the end.
 #include <algorithm>
 #include <string>
 

@@ -1,4 +1,4 @@
-// What a triangle of the fine mesh asks of its edges and of the mesh that it stands in.
+// The operations of a fine triangle that need its edges or its mesh.
 #include "REdge.h"
 #include "RMesh.h"
 #include "RTriangle.h"

@@ -1,4 +1,4 @@
-// The sheets of a mesh as pieces: grown over their links, rid of splinters, turned to face the right way; and the driver.
+// Grows the sheets of a mesh over their links, drops splinters, turns sheets to face the right way; and the driver.
 #include "SheetParter.h"
 
 #include <algorithm>
@@ -63,8 +63,8 @@ void SheetParter::growSheets() {
     });
 }
 
-/// Of the sheets that hung together over edges the largest stays, of equal ones the oldest, and none of the others that
-/// is small. Returns the number of triangles that went.
+/// Of sheets that were connected through edges, keeps the largest, of equal ones the oldest, and drops the others if they
+/// are small. Returns the number of triangles dropped.
 std::size_t SheetParter::dropSplinters() {
     Forest bodies(vSheets.size());
     std::vector<Forest::Member> vSheetOf(numT);
@@ -95,8 +95,8 @@ std::size_t SheetParter::dropSplinters() {
     return numDropped;
 }
 
-/// Where a cut goes across a strip of one triangle's width, the strip goes up to where its sheet is wider, unless that
-/// is far: so a cut makes less of a border. Returns the number of triangles that went.
+/// Where a cut crosses a strip one triangle wide, drops the strip up to where its sheet is wider, unless that is far: so
+/// cuts make less border. Returns the number of triangles dropped.
 std::size_t SheetParter::dropTatters() {
     std::vector<RTriangle*> vCut;
     forEachAlive([&](RTriangle* pRT) {

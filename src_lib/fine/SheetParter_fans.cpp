@@ -139,7 +139,7 @@ void SheetParter::rebuild(ManifoldReport& report) {
         for (const auto& [a, b, c] : cutAtMiddles(corners, middles))
             vPieces.push_back(bTurn ? Corners{b, a, c} : Corners{a, b, c});
     });
-    // The youngest first: they stand last on their edges, where a long list gives them up at once.
+    // The youngest first: they are last in the lists of their edges, from which the last entry is removed in constant time.
     for (auto it = vGone.rbegin(); it != vGone.rend(); ++it)
         (*it)->kill(&mesh);
     for (const auto& [a, b, c] : vPieces)

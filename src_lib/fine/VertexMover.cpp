@@ -1,3 +1,4 @@
+// Moves many vertices at once; tests by sorted hashes whether all new places are free.
 #include "VertexMover.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Decides which collapses keep the mesh manifold, and which collapse turns normals least.
 #include "collapses.h"
 
 #include <algorithm>

@@ -28,8 +28,8 @@ namespace {
 constexpr double FLAT = 1e-6;  // of the longest side
 
 // Steps for each triangle that was flat at first. A step removes a flat triangle, so this is far more than is needed, unless
-// neighbours make each other flat again: that could go on for ever, and is what the limit ends. No result hangs on its size
-// elsewhere.
+// neighbours make each other flat again: that could go on for ever, and is what the limit ends. Otherwise no result depends
+// on its size.
 constexpr std::size_t MAX_STEPS = 20;
 
 /// Scaled by the longest side first, so that the size of the mesh doesn't count.
@@ -43,7 +43,7 @@ class FlatRemover {
 public:
     FlatRemover(RMesh& mesh_, bool bKeepManifold_) : mesh(mesh_), bKeepManifold(bKeepManifold_) {}
 
-    /// Returns how many flat triangles there were.
+    /// Returns the number of flat triangles found.
     std::size_t run() {
         for (RTriangle* pRT : mesh.vRT)
             if (pRT->isAlive() && isFlat(*pRT)) vFlat.push_back(pRT);
@@ -63,7 +63,7 @@ public:
         return numFlat;
     }
 
-    /// With bKeepManifold, after run(): what is flat still.
+    /// With bKeepManifold, after run(): the triangles that are still flat.
     void getLeft(std::vector<RTriangle*>& vOut) {
         std::erase_if(vLeft, [](const RTriangle* pRT) { return !pRT->isAlive() || !isFlat(*pRT); });
         oneInstance(vLeft);
@@ -136,8 +136,8 @@ private:
             if (isFlat(*pRT)) vFlat.push_back(pRT);
     }
 
-    /// The cap with that corner opposite the edge may be exchanged for a cut. On a border it goes without one, and its
-    /// corner comes to the border, where it mustn't be yet.
+    /// Whether the cap with that corner opposite the edge may be replaced by a cut. On a border it is removed without one,
+    /// and its corner becomes a border vertex, which it must not be yet.
     bool canCutManifold(const Point3* pCorner, const REdge& edge) const {
         if (edge.getDegree() == 1) return !isAtBorder(mesh, pCorner);
         return edge.getDegree() == 2 && std::none_of(edge.vRT.begin(), edge.vRT.end(), [&](const RTriangle* pRT) {
@@ -150,7 +150,7 @@ private:
         pCap->kill(&mesh);
         const std::vector<RTriangle*> vBeyond(pRE->vRT.begin(), pRE->vRT.end());
         for (RTriangle* pRT : vBeyond) {
-            if (pRT->has(pCorner)) continue;  // the same triangle once more
+            if (pRT->has(pCorner)) continue;  // a duplicate of the triangle
             const std::array<Point3*, 3> corners{pRT->aCorners[0], pRT->aCorners[1], pRT->aCorners[2]};
             pRT->kill(&mesh);
             // With its last triangle the edge is dead, too. It keeps its ends: pools keep what they gave out, and what dies

@@ -2,9 +2,9 @@
 //
 //     sum of weight * val  /  sum of weights        over itself and its neighbours
 //
-// Each corner enters up to seven means, so its product is formed once a round and stands beside the weight in a term of
-// eight bytes: what a round reads of a neighbour is one load. Two arrays of terms change roles after each round. The fixed
-// corners, far more than the free ones, stand in both and are never visited.
+// Each corner counts in up to seven means, so its product is computed once per round and stored beside the weight in a term
+// of eight bytes: a round reads a neighbour by one load. Two arrays of terms change roles after each round. The fixed
+// corners, far more than the free ones, are in both and are never visited.
 #include "CornerLowPass.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ CornerLowPass::Term CornerLowPass::makeTerm(const Corner& corner) const {
     return bUseWeights ? Term{corner.val * corner.weight, corner.weight} : Term{corner.val, 1.0F};
 }
 
-// The rounds keep what is tested here.
+// Tested once here; the rounds preserve it.
 CornerLowPass::NeigStruct CornerLowPass::makeNeigStruct(std::uint32_t idx) const {
     const Corner* pReceivingCorner = corners[idx];
     const float ownVal = pReceivingCorner->val, ownWeight = pReceivingCorner->weight;

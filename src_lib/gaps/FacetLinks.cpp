@@ -1,5 +1,5 @@
 // The neighbours of a facet depend on the cells round its cell, which a walk over the sorted list finds without searching.
-// So all links are made in one sweep over the cells, and floods, weights and bands then go from facet to facet by position.
+// So all links are found in one sweep over the cells; floods, weights and bands then go from facet to facet by position.
 #include "FacetLinks.h"
 
 #include "NeighbourWalk.h"

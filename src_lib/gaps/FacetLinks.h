@@ -19,7 +19,8 @@ public:
 
     /// vCells: sorted, unique.
     /// vFacets: sorted, all of these cells.
-    /// Throws (assertion) for a facet of another cell, and for 2^32 - 1 facets or more. Cost: O(n).
+    /// Throws (assertion) for a facet of another cell, and for 2^32 - 1 facets or more.
+    /// Cost: O(n).
     CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
     /// The position of a facet by the place of its cell in the list of cells; NONE when that side has no facet.

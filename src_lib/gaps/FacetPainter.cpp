@@ -7,7 +7,7 @@
 //      list   . . a . . i . b . .      i is coloured and lies next to a and b:
 //                 |     |   |          b is visited in this pass, a in the next one
 //
-// So a front that moves on layer by layer costs what it colours, not a pass over the whole list for each layer.
+// So a front that advances layer by layer costs as much as it colours, not a pass over the whole list for each layer.
 //
 // By weight: a queue holds all facets without colour, by weight and turn; when its turn comes a facet is weighed again, put
 // back when it became lighter, coloured when it is heavy enough, else dropped. A facet that is too light at the start
@@ -30,8 +30,8 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double HEAVY = 10.0;  // a neighbour on which a color can rest
-constexpr double LIGHT = 1.0;   // one round an edge of the rim
+constexpr double HEAVY = 10.0;  // the weight of a reliable neighbour
+constexpr double LIGHT = 1.0;   // that of a neighbour round an edge of the rim
 
 }  // namespace
 

@@ -1,11 +1,11 @@
 // The signed field of a master component, and the gaps that its zero crossings close.
 //
-// The strips of facets near the seam emit. A step adds the free neighbours of all corners that are near zero, each a cell
-// farther off than its nearest neighbour, so the field spreads along the surface and not away from it. Where a new corner
-// sees both signs the two sides have met, and it takes the mean of what it sees. After each step the free values are
-// smoothed; the strips are pinned and the field between them relaxes towards the surface that would span the gap. In the end
-// the four cells round every lattice edge with a change of sign are proposed, with the mean of their crossings as their
-// point.
+// The field grows from the strips of facets near the seam. A step adds the free neighbours of all corners that are near
+// zero, each one cell farther from the surface than its nearest neighbour, so the field spreads along the surface and not
+// away from it. Where a new corner has neighbours of both signs the two sides have met, and it gets their mean. After each
+// step the free values are smoothed; the strips are fixed, and the field between them relaxes towards the surface that would
+// span the gap. In the end the four cells round every lattice edge with a change of sign are proposed, with the mean of
+// their crossings as their point.
 //
 // Sums are in single precision.
 #include "GapField.h"
@@ -25,7 +25,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int MIN_STEPS = 7;              // grown without asking whether the sides still meet
+constexpr int MIN_STEPS = 7;              // grown whether or not the sides still meet
 constexpr int LOW_PASS_ROUNDS = 20;       // after each step
 constexpr float FRONT_CELLS = 4.0F;       // a corner with a greater distance doesn't grow
 constexpr float ZERO_STAND_IN = 0.0001F;  // for corners of value 0 in the search for crossings: they count as upper

@@ -37,8 +37,9 @@ struct GapField {
     /// Returns true when no new corner had neighbours of both signs, so that the sides met nowhere.
     bool inflateOneStep2();
     /// Creates the missing neighbours of all corners nearer than four cells and not 0, inside the box or one step outside
-    /// it. vOut: the new corners are appended by ascending code, without values. Cost: linear in all corners, and O(m log m)
-    /// for m new ones.
+    /// it.
+    /// vOut: the new corners are appended by ascending code, without values.
+    /// Cost: linear in all corners, and O(m log m) for m new ones.
     void infl_createFront(std::vector<Corner*>& vOut);
     /// Smooths the free corners in numIter rounds (CornerLowPass); below 1 none.
     /// bUseWeights: weighted means.
@@ -53,7 +54,8 @@ struct GapField {
 
 /// Creates the corners of all facets of a sheet and gives them their first values: signed distances in the strips, which are
 /// the facets near the seam; 0 where the strips meet and outside them. Corners of rim cells that are in one strip only are
-/// free. Appends the cells that have a facet without colour to vOpenCells of the sheet. Cost: O(n log n).
+/// free. Appends the cells that have a facet without colour to vOpenCells of the sheet.
+/// Cost: O(n log n).
 void seedFromSheet(Sheet& sheet, CornerStore& store);
 /// Gives each corner of the strip's facets a signed distance: to the nearest of the points of the cells whose facets in the
 /// strip have this corner.

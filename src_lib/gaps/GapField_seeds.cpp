@@ -1,6 +1,6 @@
 // The first values of the field of a master component: signed distances near the seam, where the sheet has a rim.
 //
-// Only there is the value of a facet's corner a distance; the rest of the sheet is 0 and stays out of it:
+// Only there the value of a facet's corner is a distance; on the rest of the sheet it is 0:
 //
 //            + + + + +                          + + + + +      upper strip: distance to the nearest point
 //      0 0 0 +-+-+-+-+ 0 <- seam     gap        +-+-+-+-+ 0 0

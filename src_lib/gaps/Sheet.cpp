@@ -1,17 +1,17 @@
 // The two sides of a sheet.
 //
-// The visible facets of a sheet form closed surfaces: in the middle of the sheet there is one above and one below, at the
-// rim the upper one folds round into the lower one. A flood over the facets of inner cells alone stays off the rim, but
-// holes and noise leave bridges. So each facet that a flood colours forbids the facet across the sheet to this flood, where
-// the cell keeps both sides apart:
+// The visible facets of a sheet form closed surfaces: in the middle of the sheet there is one above and one below, and at
+// the rim the upper one folds round into the lower one. A flood over the facets of inner cells alone doesn't reach the rim,
+// but holes and noise leave bridges. So each facet that a flood colours forbids the facet across the sheet to this flood,
+// where the cell separates both sides:
 //
 //         flood -> 2  2  2  2  .  .            2: coloured, x: forbidden to this flood (but not to the next one)
 //        rim  [ ][ ][ ][ ][ ][ ][ ]  rim
 //                 x  x  x  x  .  .
 //
-// The two largest floods are the sides. All other facets, those at the rim and those of small floods, take their colour from
-// what is around them, and where the two colours meet a thin seam loses it again. Last, the side with more facets that look
-// up becomes the upper one.
+// The two largest floods are the sides. All other facets, those at the rim and those of small floods, get their colour from
+// the facets around them, and where the two colours meet, a thin seam loses it again. Last, the side with more facets that
+// face up becomes the upper one.
 #include "Sheet.h"
 
 #include <algorithm>
@@ -54,8 +54,8 @@ void clearColors(std::vector<Facet>& vFacets) {
         facet.color = -1;
 }
 
-/// The larger side first: it becomes the upper one, color 1, unless the other one has more facets that look up. No other
-/// color stays.
+/// The larger side becomes the upper one, color 1, unless the other one has more facets that face up. All other colors are
+/// removed.
 void nameSides(std::vector<Facet>& vFacets, int larger, int smaller) {
     const auto countUp = [&vFacets](int color) {
         return std::count_if(vFacets.begin(), vFacets.end(),
@@ -115,7 +115,7 @@ private:
     static void forbid(Facet& facet, int marker) {
         if (facet.state == FACET_STATE_AREA && facet.color == -1) facet.color = marker;
     }
-    /// The facet of the same cell on the other side; it is visible. The two stand side by side in the list.
+    /// The facet of the same cell on the other side; it is visible. The two are side by side in the list.
     Facet& findOpposite(Position position) {
         const Facet& facet = vVisibleFacets[position];
         const Facet q(facet.rcd, facet.idx ^ 1, -1, -1);

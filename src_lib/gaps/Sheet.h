@@ -31,11 +31,12 @@ struct Sheet {
     /// Finds the facets and their two sides. When there aren't two sides it prints a line, colours no facet and returns
     /// false. Cost: O(n log n).
     bool stage1_createFacetCCs();
-    /// Replaces vVisibleFacets by new facets without colours. Cost: O(n).
+    /// Replaces vVisibleFacets by new facets without colours.
+    /// Cost: O(n).
     void cc_createVisibleFacets();
     /// Floods over the facets of inner cells; a flood can't reach the facets across the sheet from its own. Floods get
-    /// colours from 2 on; facets that were forbidden to a flood get colours below -1. Returns the number of floods minus
-    /// one. Cost: O(n log n).
+    /// colours from 2 on; facets that were forbidden to a flood get colours below -1.
+    /// Returns the number of floods minus one. Cost: O(n log n).
     int cc_createFacetComponents();
     /// Colours the uncoloured facets whose coloured neighbours agree, one after the other.
     void eliminateBorderIslands();

@@ -1,9 +1,9 @@
 // Colours for the facets that the floods left, and the seam between the two sides.
 //
-// Where a facet may get its colour from is tried from the surest to the weakest: from the block of cells around it, as long
-// as only one colour is there, from many facets down to one; from its neighbours; last from blocks with both colours. What
-// was coloured so is thinned again where it touches the other colour: facets that stand across the surface, as the outer
-// ones of a rim, lose their colour first.
+// The sources of a facet's colour are tried from the surest to the weakest: first the block of cells around it, as long as
+// it has only one colour, from many facets down to one; then its neighbours; last blocks with both colours. The facets
+// coloured this way are thinned again where they touch the other colour: facets that lie across the surface, as the outer
+// ones of a rim do, lose their colour first.
 #include <algorithm>
 #include <cmath>
 #include <optional>
@@ -24,7 +24,7 @@ namespace {
 using Position = FacetLinks::Position;
 using PointWalk = NeighbourWalk<std::pair<RCD, Point3>, 2>;
 
-constexpr double WALL_WEIGHT = 5.0;     // of a facet that stands upright on the surface
+constexpr double WALL_WEIGHT = 5.0;     // of a facet perpendicular to the surface
 constexpr double UNKNOWN_WEIGHT = 0.5;  // where the surface isn't known, for each neighbour of another color
 
 /// The normal of the surface at a cell, from the points of the cells up to two steps around it, without its own.
@@ -41,7 +41,7 @@ std::optional<Vector3> getNormalAround(PointWalk& walk, const Sheet::VRCDPoint& 
     return estimateNNV(vPointers, nv, centroid) ? std::optional<Vector3>(nv) : std::nullopt;
 }
 
-/// How much a facet that touches numDiff facets of the other color stands across the surface.
+/// To what degree a facet that touches numDiff facets of the other color lies across the surface.
 double getSeamWeight(const Facet& facet, int numDiff, const std::optional<Vector3>& normal) {
     if (numDiff == 0) return 0.0;
     if (!normal) return numDiff * UNKNOWN_WEIGHT;

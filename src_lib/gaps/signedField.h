@@ -66,7 +66,8 @@ struct SeenValues {
 /// MIN_PARALLEL points it uses the pool.
 /// ring: size() is the number of new points; forEachSeen(i, see) calls see(val, weight) for each value beside point i;
 /// valueOf(i, seen) gives the new value; store(i, value) stores it.
-/// Returns true when one of the points has seen both signs. Cost: O(size()).
+/// Returns true when one of the points has seen both signs.
+/// Cost: O(size()).
 template <typename Ring>
 bool growRing(Ring& ring) {
     struct Grown {
@@ -141,7 +142,8 @@ Point3 zeroBetween(const Point3& a, Real absA, const Point3& b, Real absB) {
 /// and the point where the value is 0.
 ///
 /// lattice: forEachEdge(visit) calls visit(edge) for the edges that count; srcVal and trgVal of an edge are the values at
-/// its ends, positions(edge) gives their positions. Cost: linear in the number of edges.
+/// its ends, positions(edge) gives their positions.
+/// Cost: linear in the number of edges.
 template <typename Lattice, typename Visit>
 void forEachCrossing(const Lattice& lattice, const Visit& visit) {
     using Real = typename Lattice::Real;

@@ -1,3 +1,4 @@
+// Normals, areas, angles, volumes and other geometry of points.
 #include "geometryFunctions.h"
 
 #include <algorithm>

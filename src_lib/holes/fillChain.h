@@ -16,8 +16,8 @@ void enterBorder(const CMesh* pCMesh, EdgesByEnd& mmVCD2CE);
 
 /// Copies the triangles with a corner on the chain into a mesh of their own, on the same bundles.
 /// vBorderCE: the edges of the copy that are on the chain are appended, in the order of the chain.
-/// Returns null when the chain has an edge without a triangle. Throws (assertion) for an open chain, and for a corner
-/// without a bundle.
+/// Returns null when the chain has an edge without a triangle.
+/// Throws (assertion) for an open chain, and for a corner without a bundle.
 std::unique_ptr<CMesh> copyBorder(const Chain& chain, Calc* pCalc, std::vector<CEdge*>& vBorderCE);
 
 /// The loop along these edges. Throws (assertion) when it doesn't take all of them.

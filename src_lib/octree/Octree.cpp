@@ -1,6 +1,6 @@
-// The tree lies flat: nodes in the order of a walk from the root that takes children in order, items in the order of the
-// leaves. A node knows the node behind its subtree, so a query is one loop that goes to the next node, or past a subtree
-// whose box it doesn't touch; it needs no stack and finds near nodes near in memory.
+// The tree is stored flat: nodes in the order of a walk from the root that takes children in order, items in the order of
+// the leaves. A node knows the node after its subtree, so a query is one loop that goes to the next node, or past a subtree
+// whose box it doesn't touch; it needs no stack, and near nodes are near in memory.
 //
 // The items start in the order of a space-filling curve. A node is split at a point of its own: in each coordinate the
 // middle of its items, or of a random sample where they are many. Its items are distributed to eight lists by their side of
@@ -172,7 +172,7 @@ void Octree::sortAlongCurve(const Bbox3& box) {
 template <typename IsNear, typename VisitLeaf>
 void Octree::forLeaves(const IsNear& isNear, const VisitLeaf& visitLeaf) const {
     const auto numNodes = static_cast<std::uint32_t>(vNode.size());
-    // The items are the user's to change, the tree isn't.
+    // The caller may change the items, but not the tree.
     OctItem* pItems = const_cast<OctItem*>(vItem.data());
     for (std::uint32_t i = 0; i < numNodes;) {
         const OctNode& node = vNode[i];

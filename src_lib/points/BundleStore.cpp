@@ -1,3 +1,4 @@
+// Creates the bundles of a run.
 #include "BundleStore.h"
 
 #include <algorithm>

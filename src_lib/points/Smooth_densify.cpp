@@ -1,13 +1,13 @@
-// Filling sparse places, in two steps.
+// Fills sparse places, in two steps.
 //
 // Between points: two input points one to two cell edges apart belong to the same surface, but the cells between them may be
-// empty. A point goes onto the segment between them, one cell edge from the first. Each cell gets at most one new point, the
-// least in the order of points. There are several pairs for each input point, so what they propose is reduced at once: the
-// points are worked on in small groups of neighbours, and a group hands on one proposal a cell.
+// empty. A point is put on the segment between them, one cell edge from the first. Each cell gets at most one new point, the
+// least in the order of points. There are several pairs for each input point, so their proposals are reduced at once: the
+// points are processed in small groups of neighbours, and a group passes on one proposal per cell.
 //
-// Between cells: a free cell of whose eight lattice corners six touch occupied cells is a candidate for a hole in the sheet
-// of cells. Many of them merely lie in steps of the sheet; those that may go without opening a way through the surface are
-// dropped again. The others get a node at the mean of the points around.
+// Between cells: a free cell is a candidate for a hole in the sheet of cells when six of its eight lattice corners touch
+// occupied cells. Many candidates only lie in steps of the sheet; those that can be removed without opening a way through
+// the surface are dropped again. The others get a node at the mean of the points around.
 #include <algorithm>
 #include <bit>
 #include <cmath>
@@ -50,7 +50,7 @@ public:
             slot.second = point;
         }
     }
-    /// Hands over what was noted, in no order that counts, and starts anew.
+    /// Returns the noted points, in no useful order, and empties the table.
     std::vector<CellPoint> take() {
         std::vector<CellPoint> vOut;
         vOut.reserve(numCells);

@@ -1,12 +1,12 @@
 // Planes and features of the nodes.
 //
 // Each node gets a plane fitted to its links. A plane is reliable when most neighbours have nearly the same. The others are
-// set right in two rounds, from the largest fan down: first by the mean of reliable neighbours, each success counting at
-// once for the nodes that come later; what is left gets a fit over a wider neighbourhood. Where neighbouring planes then
-// fold, both nodes lie on a feature.
+// corrected in two rounds, from the largest fan down: first by the mean of reliable neighbours, where each success counts at
+// once for the nodes that come later; the rest get a fit to a wider neighbourhood. Where neighbouring planes then fold, both
+// nodes lie on a feature.
 //
-// Normals have no orientation: the fit of two neighbours may come out on opposite sides. Tests that use the plain angle
-// count such a pair as bad, all but the one for folds.
+// Normals have no orientation: those of two neighbours may be on opposite sides. Tests that use the plain angle count such a
+// pair as bad, except the test for folds.
 #include <algorithm>
 #include <array>
 #include <cmath>

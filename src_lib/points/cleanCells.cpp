@@ -1,19 +1,19 @@
-// Noise and a spacing near that of the points leave layers of two or three cells in places. The removal decider eats them
-// from the less settled cells to the more settled ones: small pieces of rim first, then by priority what neither tears the
-// sheet nor shortens its rim. What is left over are cells that see all free space on one side, as at a rim, though the
-// surface goes on around them. They show by their wedge, the angle that the points of the neighbours open as seen from the
-// cell's own point:
+// Noise and a spacing near that of the points leave layers of two or three cells in places. The removal decider removes the
+// less certain cells first: small parts of rim, then by weight the cells whose removal neither tears the sheet nor shortens
+// its rim. What is left over are cells that have all free space on one side, as at a rim, though the surface continues
+// around them. They are recognised by their wedge, the angle that the points of the neighbours open as seen from the cell's
+// own point:
 //
 //     ~180 degrees:  . . . .       less:  . . .
 //     may go         # C # #       fixed  # C .
 //                    . . . .              # # .
 //
-// A rim cell with a narrow wedge is fixed, and so are the wide ones around it; the other wide ones may go. Then the thinning
-// by priority runs once more.
+// A rim cell with a narrow wedge is fixed, and so are the wide ones around it; the other wide ones may be removed. Then the
+// thinning by weight runs again.
 //
-// With growth the volume labelling proposes new cells for the gaps of the sheet. They are judged within the whole sheet,
-// piece by piece: a piece whose rim touches the rim of the old sheet keeps its rim, a flap that floats free may be eaten
-// from it.
+// With growth steps, Filler proposes new cells for the gaps of the sheet. They are judged together with the whole sheet,
+// component by component: a component whose rim touches the rim of the old sheet keeps its rim; one that is loose may be
+// removed from its rim on.
 #include "cleanCells.h"
 
 #include <algorithm>
@@ -168,8 +168,8 @@ double medianWedge(const std::vector<Point3>& vAxPlusNeigs) {
     std::vector<Vector3> vUnit;
     for (auto it = vAxPlusNeigs.begin() + 1; it != vAxPlusNeigs.end(); ++it)
         vUnit.push_back(normalize(*it - vAxPlusNeigs.front()));
-    // Each vector but the last stands for its largest angle to another one; the result is that of the one in the middle of
-    // the row, so only this one's is taken. The vectors come in the order of their cells, which isn't sorted by angle.
+    // Each vector except the last has a largest angle to another one. The result is that of the vector in the middle of the
+    // list, so only this one is computed. The vectors are in the order of their cells, not sorted by angle.
     const std::size_t pivot = (vUnit.size() - 1) / 2;
     double largest = 0.0;
     for (std::size_t i = 0; i < vUnit.size(); ++i)

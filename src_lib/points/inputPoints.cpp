@@ -1,3 +1,4 @@
+// Computes bounds, and treats coordinates that aren't finite.
 #include "inputPoints.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// Chooses one node per cell, and the point of that cell.
 #include "nodeCells.h"
 
 #include <algorithm>

@@ -1,7 +1,7 @@
-// No neighbours are searched. The points get interleaved codes on a fine grid of 2^20 cells along the longest side, and the
-// codes are sorted. Two neighbours of the sorted list are near each other in space, and the highest level at which their
-// codes differ tells how near. The median of these levels, and two more to be on the safe side, is the edge of a block in
-// which a surface has several points but no hole:
+// Estimates the spacing, without a search for neighbours. The points get interleaved codes on a fine grid of 2^20 cells
+// along the longest side, and the codes are sorted. Two neighbours in the sorted list are near each other in space, and the
+// highest level at which their codes differ tells how near. The median of these levels, and two more to be on the safe side,
+// is the edge of a block in which a surface has several points but no hole:
 //
 //     levels of the differences       .  2 3 3 4 4 4 5 7 11  ->  median 4, blocks of 2^6 fine cells
 //
@@ -9,8 +9,8 @@
 // askew occupies more blocks than its area says: 1.307025), and that area shared out among the points gives the spacing
 // (with the room that a cell needs so as not to be empty by chance: 1.5396).
 //
-// The grid is a cube of 2^L cells of exactly this spacing, the least L that leaves room for a margin of 5000 cells on all
-// sides. Thanks to the margin nobody has to ask whether a neighbour of an occupied cell exists.
+// The grid is a cube of 2^L cells of exactly this spacing, with the least L that leaves room for a margin of 5000 cells on
+// all sides. Because of the margin, a neighbour of an occupied cell always exists.
 #include "runGrid.h"
 
 #include <algorithm>
@@ -88,8 +88,9 @@ std::optional<double> measureByBlocks(const std::vector<Point3>& vPoints, const 
     return numBlocks * (blockEdge * blockEdge) / 1.307025;
 }
 
-// Far from the origin doubles are coarse. When they can't tell one cell from the next, rounding eats the margin, and steps
-// to neighbours would leave the grid. Half of the margin is plenty and leaves room for the rounding of ordinary clouds.
+// Far from the origin doubles are coarse. When they can't tell one cell from the next, rounding takes up the margin, and
+// steps to neighbours would leave the grid. Half of the margin is enough, and leaves room for the rounding of ordinary
+// clouds.
 void checkMargin(const PointBounds& ofPoints, const PointBounds& ofGrid, double spacing, double numCells) {
     for (std::size_t i = 0; i < 3; ++i) {
         const double low = (ofPoints.low[i] - ofGrid.low[i]) / spacing;

@@ -1,3 +1,4 @@
+// Rasterises a triangle soup: unifies its corners, then has Pixel make the cells.
 #include "soupCells.h"
 
 #include <cstdint>

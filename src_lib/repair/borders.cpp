@@ -3,9 +3,8 @@
 // patch that is small, or has much border for its size, is killed as a whole.
 //
 //     \    /
-//      \  /  <- border      A patch is connected through manifold edges, so a strip that an ME connects with a sheet is a
-//      patch
-//     --ME----              of its own.
+//      \  /  <- border      A patch is connected through manifold edges, so a strip that an ME connects with a sheet is
+//     --ME----              a patch of its own.
 //
 // Kills turn MEs into manifold edges and so join patches, which are then grown again. A patch that is too large stays too
 // large, since patches are killed as a whole or not at all. So the growth of a patch ends as soon as it is too large; the

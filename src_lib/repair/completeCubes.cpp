@@ -1,3 +1,4 @@
+// Extracts the mesh again with crowded dual cubes completed.
 #include "completeCubes.h"
 
 #include <algorithm>

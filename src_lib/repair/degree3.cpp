@@ -9,8 +9,7 @@
 //
 //      f ===== e ===== v        f-e and e-v have degree 3. The flap is drawn below them and ends at v-w, the one border edge
 //       \     / \  T  /|        at v. The triangle on v-w is killed. Now u-v is the border edge at v, and T is killed. So
-//       e-v
-//        \   /   \   / |        has degree 2, and e-u is the one border edge at e: f-e is next.
+//        \   /   \   / |        e-v has degree 2, and e-u is the one border edge at e: f-e is next.
 //          t ----- u - w
 //
 // This is repeated for all edges in turn until a round finds nothing. In a plain loop each round would look at every edge,

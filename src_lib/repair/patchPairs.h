@@ -26,9 +26,11 @@ struct PatchPairs {
 PatchPairs pairPatches(std::vector<CPatch*>& vPatches);
 
 /// Kills the patch with fewer triangles, the second when equal, if both have at most 20 triangles or the two cover at most a
-/// tenth of meshArea. A dead patch has no triangles. Returns true when it killed one.
+/// tenth of meshArea. A dead patch has no triangles.
+/// Returns true when it killed one.
 bool solvePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea);
-/// The same for each pair in turn. Returns true when one was solved.
+/// The same for each pair in turn.
+/// Returns true when one was solved.
 bool solvePatchPairs(const CMesh& mesh, const std::vector<std::pair<CPatch*, CPatch*>>& vPairs);
 
 /// Splits the closed ones among the patches (CPatch::splitClosedPatchKill), small ones first, and kills tiny ones without an

@@ -1,3 +1,4 @@
+// Moves vertices apart that lie at the same point.
 #include "separateVertices.h"
 
 #include <algorithm>

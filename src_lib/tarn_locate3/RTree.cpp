@@ -1,3 +1,4 @@
+// Builds the tree of boxes level by level, and collects the boxes that intersect a box.
 #include "tarn_locate3/RTree.h"
 
 #include <algorithm>

@@ -29,7 +29,8 @@ public:
     /// Adds a box. p: not owned. Throws (assertion) when a minimum is above its maximum.
     void addObject(void* p, double xmin, double ymin, double zmin, double xmax, double ymax, double zmax);
     /// Builds the tree over all objects added; without objects there is none. Items of a former finish() are no longer
-    /// valid. Cost: O(n log n).
+    /// valid.
+    /// Cost: O(n log n).
     void finish();
 
     /// Appends the items whose box intersects the given one, touching included. Calls finish() first if that wasn't done.

@@ -1,4 +1,4 @@
-// A second extraction, beside the road: the same cubes into a new mesh, and flat corners cleaned behind it.
+// Another extraction, which no public function reaches: the same cubes into a new mesh, and flat corners cleaned afterwards.
 #include <array>
 
 #include "CMesh.h"

@@ -49,13 +49,16 @@ struct Field : Box {
     void inflate();
     /// Grows one ring: gives a value to each free neighbour of the points of vAddrIn whose value isn't 0 and wasn't seeded
     /// at a crease. A new point is one cell edge farther from the surface than the nearest of the points that it grows from;
-    /// of equally near ones the first in vAddrIn counts. The new addresses are appended to vAddr. step: not used. vNextAddr:
-    /// gets the new addresses, ascending; must be empty (assertion). Cost: O(n log n).
+    /// of equally near ones the first in vAddrIn counts. The new addresses are appended to vAddr.
+    /// step: not used.
+    /// vNextAddr: gets the new addresses, ascending; must be empty (assertion).
+    /// Cost: O(n log n).
     void inflateOneStep(int step, std::vector<int>& vAddrIn, std::vector<int>& vNextAddr);
     /// Sorts the list, then smooths: in each round every point of the list that isn't fixed becomes the mean of itself and
     /// its neighbours with a value, as they were after the round before. A mean of 0 becomes the smallest normal float, so
-    /// that every point that isn't fixed has a sign. numIter: number of rounds. bUseWeights: weighted means; else plain
-    /// means, after which the weights are 1.
+    /// that every point that isn't fixed has a sign.
+    /// numIter: number of rounds.
+    /// bUseWeights: weighted means; else plain means, after which the weights are 1.
     void lowPassFor(std::vector<int>& vAddresses, int numIter, bool bUseWeights);
     /// Gives values of exactly 0 the smallest normal float, since 0 has no sign.
     void liftZeros();

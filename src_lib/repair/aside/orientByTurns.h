@@ -24,7 +24,8 @@ using TurnQueue = std::multimap<float, std::pair<CTriangle*, CTriangle*>>;
 std::vector<CEdge*> orientByTurns(CMesh& mesh, Rotx& rotx);
 
 /// Enters the steps from a triangle over its edge opposite corner ici: to the next triangles on both sides that have no
-/// patch. Throws (assertion) when the triangle has no patch, and at an edge of several triangles when it has no normal.
+/// patch.
+/// Throws (assertion) when the triangle has no patch, and at an edge of several triangles when it has no normal.
 void enqueueTurns(CMesh& mesh, Rotx& rotx, CTriangle* pCT, int ici, TurnQueue& mmQueue);
 
 }  // namespace TARN_KEL

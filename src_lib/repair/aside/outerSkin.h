@@ -32,9 +32,11 @@ OuterTriangle findOuterTriangle(const CMesh& mesh, const std::vector<CPatch*>& v
 
 /// Grows a patch to the outer skin of the model. It starts with the patch of findOuterTriangle(), turned to face outward,
 /// and at each edge of its boundary takes over the patch that comes first in a turn on that side. Kills the members of the
-/// first patch that manifold edges don't connect with its start, or that lie behind the vertices of sBorder. vPatches: has
-/// the patch of each triangle. Returns the grown patch; the patches that it took over are dead, the others are unchanged.
-/// Null when no triangle faces along x. Cost: linear in all boundaries, up to a logarithm.
+/// first patch that manifold edges don't connect with its start, or that lie behind the vertices of sBorder.
+/// vPatches: has the patch of each triangle.
+/// Returns the grown patch; the patches that it took over are dead, the others are unchanged. Null when no triangle faces
+/// along x.
+/// Cost: linear in all boundaries, up to a logarithm.
 CPatch* growOuterSkin(CMesh& mesh, Rotx& rotx, std::vector<CPatch*>& vPatches, const std::set<VCD>& sBorder);
 
 }  // namespace TARN_KEL

@@ -23,7 +23,8 @@ public:
 
     /// Walks from borderStart() when there is a border, else from start(), and kills the triangles of vT that the walk
     /// doesn't reach. Each triangle that it goes on to is turned to agree with the one before. Sorts vT by pointer and
-    /// leaves marks. Throws (assertion) when no triangle in vT is alive. Cost: O(n log n).
+    /// leaves marks.
+    /// Throws (assertion) when no triangle in vT is alive. Cost: O(n log n).
     void keepReached(std::vector<CTriangle*>& vT);
     /// One step over edge i, opposite corner i. Turns the next triangle over where it disagrees.
     /// Returns the next triangle; null where both ends of the edge lie on the border, and then it is turned all the same.

@@ -1,3 +1,4 @@
+// Kills ragged patches, border triangles at MEs and triangles of flat corners.
 #include "aside/roughBorders.h"
 
 #include <algorithm>

@@ -1,0 +1,127 @@
+// A search starts at the top and keeps the boxes that are still to be opened on a stack, the nearest on top. Nodes are
+// collected until there are twice as many as are wanted; then the farther half is dropped, and the farthest of the others is
+// from then on the reach beyond which boxes and nodes are skipped. That costs less than keeping a heap in order. The stack
+// holds at most GROUP - 1 boxes for each of the eleven levels that 2^32 nodes need, and one more.
+#include "NearestNodes.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <limits>
+
+#include "codes.h"
+#include "radixSort.h"
+
+namespace TARN_KEL {
+
+struct NearestNodes::Search {
+    const Vector3& centre;
+    NodeId self;
+    std::size_t count;
+    std::vector<NearNode>& vBest;                              // the best so far and fewer than `count` others
+    double sqReach = std::numeric_limits<double>::infinity();  // at least `count` nodes are within it, once it is finite
+
+    void offer(double sqDistance, NodeId node) {
+        if (sqDistance > sqReach) return;
+        vBest.emplace_back(sqDistance, node);
+        if (vBest.size() >= 2 * count) dropFarthest();
+    }
+    void dropFarthest() {
+        const auto itLast = vBest.begin() + static_cast<std::ptrdiff_t>(count) - 1;
+        std::nth_element(vBest.begin(), itLast, vBest.end());
+        sqReach = itLast->first;
+        vBest.resize(count);
+    }
+};
+
+void NearestNodes::Box::include(const Vector3& boxLow, const Vector3& boxHigh) {
+    low = {std::min(low.x(), boxLow.x()), std::min(low.y(), boxLow.y()), std::min(low.z(), boxLow.z())};
+    high = {std::max(high.x(), boxHigh.x()), std::max(high.y(), boxHigh.y()), std::max(high.z(), boxHigh.z())};
+}
+
+double NearestNodes::Box::sqDistance(const Vector3& place) const {
+    const Vector3 below = low - place, above = place - high;
+    const double x = std::max({below.x(), above.x(), 0.0}), y = std::max({below.y(), above.y(), 0.0}),
+                 z = std::max({below.z(), above.z(), 0.0});
+    return x * x + y * y + z * z;
+}
+
+NearestNodes::NearestNodes(const SampleNodes& nodes) : vRank(nodes.size()) {
+    std::vector<std::pair<CCD, NodeId>> vOrder(nodes.size());
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+        vOrder[i] = {Morton(Packed(nodes.vCell[i])).code(), static_cast<NodeId>(i)};
+    radixSortByCode(vOrder);
+    vPlace.reserve(nodes.size());
+    for (const auto& [ccd, node] : vOrder) {
+        vRank[node] = static_cast<NodeId>(vPlace.size());
+        vPlace.push_back({nodes.vPlace[node], node});
+    }
+    const auto groupsOf = [](const auto& vMember, const auto& lowOf, const auto& highOf) {
+        std::vector<Box> vBox;
+        for (std::size_t i = 0; i < vMember.size(); ++i) {
+            if (i % GROUP == 0) vBox.push_back({lowOf(vMember[i]), highOf(vMember[i])});
+            vBox.back().include(lowOf(vMember[i]), highOf(vMember[i]));
+        }
+        return vBox;
+    };
+    const auto placeOf = [](const Place& place) { return place.place; };
+    if (!vPlace.empty()) vLevels.push_back(groupsOf(vPlace, placeOf, placeOf));
+    while (!vLevels.empty() && vLevels.back().size() > 1)
+        vLevels.push_back(groupsOf(
+            vLevels.back(), [](const Box& box) { return box.low; }, [](const Box& box) { return box.high; }));
+}
+
+void NearestNodes::offerGroup(std::size_t group, Search& search) const {
+    const std::size_t end = std::min((group + 1) * GROUP, vPlace.size());
+    for (std::size_t i = group * GROUP; i < end; ++i)
+        if (vPlace[i].node != search.self) search.offer((vPlace[i].place - search.centre).sqLength(), vPlace[i].node);
+}
+
+void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const {
+    struct Open {
+        double sqDistance;
+        std::size_t level, box;
+    };
+    vOut.clear();
+    if (count == 0 || vLevels.empty()) return;
+    Search search{vPlace[vRank[node]].place, node, count, vOut};
+    std::array<Open, 12 * GROUP> stack;
+    std::size_t numOpen = 1;
+    stack[0] = {0.0, vLevels.size() - 1, 0};
+    while (numOpen > 0) {
+        const Open open = stack[--numOpen];
+        if (open.sqDistance > search.sqReach) continue;
+        if (open.level == 0) {
+            offerGroup(open.box, search);
+            continue;
+        }
+        const std::vector<Box>& vInside = vLevels[open.level - 1];
+        const std::size_t first = numOpen, end = std::min((open.box + 1) * GROUP, vInside.size());
+        for (std::size_t i = open.box * GROUP; i < end; ++i) {
+            const double sqDistance = vInside[i].sqDistance(search.centre);
+            if (sqDistance <= search.sqReach) stack[numOpen++] = {sqDistance, open.level - 1, i};
+        }
+        std::sort(stack.begin() + static_cast<std::ptrdiff_t>(first), stack.begin() + static_cast<std::ptrdiff_t>(numOpen),
+                  [](const Open& a, const Open& b) {
+                      return a.sqDistance != b.sqDistance ? a.sqDistance > b.sqDistance : a.box > b.box;
+                  });
+    }
+    if (vOut.size() > count) search.dropFarthest();
+    std::sort(vOut.begin(), vOut.end());
+}
+
+NearestWalk::NearestWalk(const NearestNodes& nearest_, const SampleNodes& nodes_)
+    : nearest(nearest_), nodes(nodes_), walk(nodes_.vCell) {}
+
+double NearestWalk::gather(NodeId node, std::size_t count, std::vector<NearNode>& vOut) {
+    vOut.clear();
+    walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
+        const double sqDistance = (nodes.vPlace[i] - nodes.vPlace[node]).sqLength();
+        if (i != node && sqDistance < RADIUS * RADIUS) vOut.emplace_back(sqDistance, static_cast<NodeId>(i));
+    });
+    if (vOut.size() >= count) return RADIUS;
+    nearest.find(node, count, vOut);
+    return vOut.empty() ? 0.0 : std::sqrt(vOut.back().first);
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,71 @@
+#pragma once
+
+#include <cstddef>
+#include <utility>
+#include <vector>
+
+#include "NeighbourWalk.h"
+#include "sampleNodes.h"
+
+namespace TARN_KEL {
+
+/// A node and the square of its distance, in cells; pairs order by distance, equal distances by node.
+using NearNode = std::pair<double, NodeId>;
+
+/// Finds the nodes nearest to a node, however far apart they are.
+///
+/// The nodes stand along the Morton order of their cells, in which neighbours in space are near each other. Every GROUP
+/// consecutive nodes have a bounding box, every GROUP consecutive boxes again, up to a single one: a tree without pointers,
+/// made in one pass. Safe to ask from several threads at once.
+class NearestNodes {
+public:
+    /// Copies the places. O(n log n), 40 bytes per node.
+    explicit NearestNodes(const SampleNodes& nodes);
+
+    /// Replaces vOut by the `count` nodes nearest to the node, itself left out, nearest first; all others where there are
+    /// fewer. O(log n) per node found.
+    void find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const;
+
+private:
+    static constexpr std::size_t GROUP = 8;
+
+    struct Box {
+        Vector3 low, high;
+
+        void include(const Vector3& boxLow, const Vector3& boxHigh);
+        double sqDistance(const Vector3& place) const;
+    };
+    struct Place {
+        Vector3 place;
+        NodeId node;
+    };
+    struct Search;
+
+    void offerGroup(std::size_t group, Search& search) const;
+
+    std::vector<Place> vPlace;              // in Morton order
+    std::vector<NodeId> vRank;              // of each node in that order
+    std::vector<std::vector<Box>> vLevels;  // of groups of places first; the last has one box; none without nodes
+};
+
+/// The same for nodes in ascending order, several times as fast on sheets: the cells around a node come first, and the tree
+/// is asked only where they hold too few. For one thread.
+class NearestWalk {
+public:
+    /// Both are referred to.
+    NearestWalk(const NearestNodes& nearest, const SampleNodes& nodes);
+
+    /// Replaces vOut by the nodes within RADIUS of the node, itself left out, in any order; where they are fewer than
+    /// `count` by the `count` nearest. Returns the distance within which no node is missing. No node may come before the one
+    /// of the call before.
+    double gather(NodeId node, std::size_t count, std::vector<NearNode>& vOut);
+
+private:
+    static constexpr int RADIUS = 3;  // cells; three rings of an even sheet are 28 nodes
+
+    const NearestNodes& nearest;
+    const SampleNodes& nodes;
+    NeighbourWalk<RCD, RADIUS> walk;
+};
+
+}  // namespace TARN_KEL

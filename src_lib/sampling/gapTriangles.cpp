@@ -1,0 +1,94 @@
+#include "gapTriangles.h"
+
+#include <algorithm>
+#include <cmath>
+#include <tuple>
+
+#include "gapLimits.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const double WIDER_THAN_USUAL = 2.5;     // the widest disc of a gap over the usual one; holes of 8 spacings have more
+const double LARGEST_OVER_MIDDLE = 2.0;  // of the usual radii of three corners; a single one may be beside a hole
+const double COS_AGREE = 0.76604444311897803520;  // of 40 degrees between the planes of two corners
+const double SIN_LIFT = 0.5;                      // of 30 degrees between a side and the planes of its ends
+
+std::array<NodeId, 2> sideOf(const GapTriangle& triangle, std::size_t i) {
+    return {triangle.corners[i], triangle.corners[(i + 1) % 3]};
+}
+
+bool isSideSmooth(const Vector3& side, const Vector3& normalA, const Vector3& normalB) {
+    const double limit = SIN_LIFT * side.length();
+    return std::fabs(normalA * normalB) >= COS_AGREE && std::fabs(normalA * side) <= limit &&
+           std::fabs(normalB * side) <= limit;
+}
+
+bool isOnOneSheet(const GapTriangle& triangle, const SampleNodes& nodes, const NodePlanes& planes) {
+    for (const NodeId node : triangle.corners)
+        if (!planes.hasPlane(node)) return false;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto [a, b] = sideOf(triangle, i);
+        if (!isSideSmooth(nodes.vPlace[b] - nodes.vPlace[a], planes.vNormal[a], planes.vNormal[b])) return false;
+    }
+    return true;
+}
+
+void appendTriangles(NodeId node, const NodeStar& star, std::vector<GapTriangle>& vTriangle) {
+    for (const EmptyDisc& disc : star.vWide) {
+        if (disc.radius > MAX_RADIUS) continue;
+        GapTriangle triangle{{node, disc.first, disc.second}, disc.radius};
+        std::sort(triangle.corners.begin(), triangle.corners.end());
+        vTriangle.push_back(triangle);
+    }
+}
+
+double explainedRadius(const GapTriangle& triangle, const NodeStars& stars) {
+    std::array<double, 3> usual{};
+    for (std::size_t i = 0; i < 3; ++i)
+        usual[i] = stars.usualRadiusAround(triangle.corners[i]);
+    std::sort(usual.begin(), usual.end());
+    return WIDER_THAN_USUAL * std::min(usual[2], LARGEST_OVER_MIDDLE * usual[1]);
+}
+
+}  // namespace
+
+std::vector<GapTriangle> gapCandidates(const SampleNodes& nodes, const NodePlanes& planes, const NodeStars& stars) {
+    std::vector<GapTriangle> vTriangle;
+    for (const NodeId node : planes.vOpen)
+        if (const NodeStar* pStar = stars.find(node)) appendTriangles(node, *pStar, vTriangle);
+    sortMT(vTriangle.begin(), vTriangle.end(), [](const GapTriangle& a, const GapTriangle& b) {
+        return std::tie(a.corners, a.radius) < std::tie(b.corners, b.radius);
+    });
+    vTriangle.erase(std::unique(vTriangle.begin(), vTriangle.end(),
+                                [](const GapTriangle& a, const GapTriangle& b) { return a.corners == b.corners; }),
+                    vTriangle.end());
+    std::erase_if(vTriangle, [&](const GapTriangle& triangle) {
+        return !(longestSideOf(triangle, nodes) >= 2.0 * GAP_RADIUS) || !isOnOneSheet(triangle, nodes, planes);
+    });
+    return vTriangle;
+}
+
+void keepExplained(const NodeStars& stars, std::vector<GapTriangle>& vTriangle) {
+    std::erase_if(vTriangle,
+                  [&](const GapTriangle& triangle) { return triangle.radius > explainedRadius(triangle, stars); });
+}
+
+double areaOf(const GapTriangle& triangle, const SampleNodes& nodes) {
+    const Vector3 &a = nodes.vPlace[triangle.corners[0]], &b = nodes.vPlace[triangle.corners[1]],
+                  &c = nodes.vPlace[triangle.corners[2]];
+    return crossProduct(b - a, c - a).length() / 2.0;
+}
+
+double longestSideOf(const GapTriangle& triangle, const SampleNodes& nodes) {
+    double sqLongest = 0.0;
+    for (std::size_t i = 0; i < 3; ++i) {
+        const auto [a, b] = sideOf(triangle, i);
+        sqLongest = std::max(sqLongest, (nodes.vPlace[b] - nodes.vPlace[a]).sqLength());
+    }
+    return std::sqrt(sqLongest);
+}
+
+}  // namespace TARN_KEL

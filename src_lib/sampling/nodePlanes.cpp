@@ -1,0 +1,229 @@
+#include "nodePlanes.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <numbers>
+
+#include "Moments.h"
+#include "NeighbourWalk.h"
+#include "gapLimits.h"
+#include "principalAxes.h"
+#include "sortMT.h"
+#include "voronoiCell.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const double MIN_WIDTH = 0.12;    // second over third eigenvalue; below, the nodes are a line and say nothing of a plane
+const double MAX_FLATNESS = 0.1;  // first over second eigenvalue; at 0.25 one stray point in a hundred grows phantom pieces
+const double FLAT_ENOUGH = 0.05;  // first over second eigenvalue; more nodes won't do better
+const std::array<std::size_t, 5> FIT_SIZES = {8, 12, 18, 27, 40};  // nodes, each step half as many more
+const double SHEET_HEIGHT = 0.3;                                   // cells; on an even sheet noise reaches so far
+const double SHEET_SLOPE = 0.7;  // height over lateral distance; 35 degrees, what a fold within the plane's reach leaves
+const double SAME_PLACE = 1e-9;  // cells
+
+/// Sums of offsets from a node, and the plane through all nodes that were added and the node itself.
+class PlaneFit {
+public:
+    void add(const Vector3& offset) {
+        moments.add(offset);
+        sum += offset;
+        ++numAdded;
+    }
+    std::size_t size() const { return numAdded; }
+    PrincipalAxes axes() const {
+        const Vector3 mean = sum / static_cast<double>(numAdded + 1);
+        Moments m = moments;
+        m.xx -= sum.x() * mean.x();
+        m.xy -= sum.x() * mean.y();
+        m.xz -= sum.x() * mean.z();
+        m.yy -= sum.y() * mean.y();
+        m.yz -= sum.y() * mean.z();
+        m.zz -= sum.z() * mean.z();
+        return principalAxes(m);
+    }
+
+private:
+    Moments moments;
+    Vector3 sum;
+    std::size_t numAdded = 0;
+};
+
+bool isLine(const PrincipalAxes& axes) {
+    return axes.middle < MIN_WIDTH * axes.largest || !(axes.middle > 0.0);
+}
+
+double flatnessOf(const PrincipalAxes& axes) {
+    return axes.least / axes.middle;
+}
+
+// ---- The look around
+
+const std::size_t NUM_DIRECTIONS = 32;
+
+/// Which centres of discs of one cell's radius are still free, of those that touch the node.
+class FreeDirections {
+public:
+    FreeDirections() { vSqNearest.fill(4.0F); }
+    void block(const PlanePlace& place) {
+        const auto x = static_cast<float>(place.x), y = static_cast<float>(place.y);
+        for (std::size_t i = 0; i < NUM_DIRECTIONS; ++i) {
+            const float dx = x - COSINES[i], dy = y - SINES[i];
+            vSqNearest[i] = std::min(vSqNearest[i], dx * dx + dy * dy);
+        }
+    }
+    /// Some disc between two directions may be empty. A centre is at most half a step from the next direction, so a node
+    /// that is nearer to that by half a step than the radius is in the disc.
+    bool isAnyFree() const {
+        const float halfStep = std::numbers::pi_v<float> / NUM_DIRECTIONS;
+        const float sqBlocked = (1.0F - halfStep) * (1.0F - halfStep);
+        return std::any_of(vSqNearest.begin(), vSqNearest.end(), [=](float sq) { return !(sq < sqBlocked); });
+    }
+
+private:
+    using Directions = std::array<float, NUM_DIRECTIONS>;
+    static Directions make(double (*function)(double)) {
+        Directions values{};
+        for (std::size_t i = 0; i < NUM_DIRECTIONS; ++i)
+            values[i] = static_cast<float>(function(2.0 * std::numbers::pi * static_cast<double>(i) / NUM_DIRECTIONS));
+        return values;
+    }
+    static const Directions COSINES, SINES;
+    Directions vSqNearest;  // square of the distance from the centre to the nearest node, at most 4
+};
+const FreeDirections::Directions FreeDirections::COSINES = make(std::cos);
+const FreeDirections::Directions FreeDirections::SINES = make(std::sin);
+
+/// What a node sees within two cells; holds what one look after another needs.
+class LookAround {
+public:
+    explicit LookAround(const SampleNodes& nodes_) : nodes(nodes_), walk(nodes_.vCell) {}
+
+    /// No node may come before the one of the call before.
+    void look(NodeId node) {
+        collect(node);
+        normal = normalOfSheet();
+        bSurrounded = !normal.isDegenerate() && isSurrounded();
+    }
+
+    Vector3 normal;  // of the sheet; zero: there is no sheet
+    bool bSurrounded = false;
+
+private:
+    struct Near {
+        Vector3 offset;
+        NodeId node;
+    };
+
+    void collect(NodeId node) {
+        vNear.clear();
+        walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
+            const Vector3 offset = nodes.vPlace[i] - nodes.vPlace[node];
+            if (i != node && offset.sqLength() < 4.0) vNear.push_back({offset, static_cast<NodeId>(i)});
+        });
+    }
+    Vector3 normalOfSheet() const {
+        if (vNear.size() < FIT_SIZES.front()) return {};
+        PlaneFit fit;
+        for (const Near& near : vNear)
+            fit.add(near.offset);
+        const PrincipalAxes axes = fit.axes();
+        return isLine(axes) || !(flatnessOf(axes) < MAX_FLATNESS) ? Vector3() : axes.normal;
+    }
+    /// The Voronoi cell tells exactly, but most nodes need not wait for it.
+    bool isSurrounded() {
+        const PlaneFrame frame(normal);
+        FreeDirections directions;
+        vNeighbour.clear();
+        for (const Near& near : vNear) {
+            const PlanePlace place = frame(near.offset);
+            if (!place.isOfSheet()) continue;
+            directions.block(place);
+            vNeighbour.push_back({place.x, place.y, near.node});
+        }
+        if (!directions.isAnyFree()) return true;
+        cell.cut(vNeighbour, 4.0);
+        cell.getDiscs(vDisc);
+        return widestRadius(vDisc) <= GAP_RADIUS;
+    }
+
+    const SampleNodes& nodes;
+    NeighbourWalk<RCD, 2> walk;
+    VoronoiCell cell;
+    std::vector<Near> vNear;
+    std::vector<PlaneNeighbour> vNeighbour;
+    std::vector<EmptyDisc> vDisc;
+};
+
+// ---- Planes of open nodes
+
+/// The flattest plane through 8, 12, 18, ... of the nearest nodes that isn't through a line; zero when none is flat.
+Vector3 flattestNormal(const SampleNodes& nodes, NodeId node, const std::vector<NearNode>& vNear) {
+    PlaneFit fit;
+    double best = MAX_FLATNESS;
+    Vector3 normal;
+    for (const std::size_t size : FIT_SIZES) {
+        if (size > vNear.size() || best < FLAT_ENOUGH) break;
+        while (fit.size() < size)
+            fit.add(nodes.vPlace[vNear[fit.size()].second] - nodes.vPlace[node]);
+        const PrincipalAxes axes = fit.axes();
+        if (isLine(axes) || !(flatnessOf(axes) < best)) continue;
+        best = flatnessOf(axes);
+        normal = axes.normal;
+    }
+    return normal;
+}
+
+}  // namespace
+
+bool PlanePlace::isOfSheet() const {
+    const double lateral = std::sqrt(sqLateral());
+    return height <= SHEET_SLOPE * lateral + SHEET_HEIGHT && lateral > SAME_PLACE;
+}
+
+PlaneFrame::PlaneFrame(const Vector3& n)
+    : normal(n), u(crossProduct(n, std::fabs(n.x()) < 0.6 ? Vector3(1.0, 0.0, 0.0) : Vector3(0.0, 1.0, 0.0))), v() {
+    u = u / u.length();
+    v = crossProduct(n, u);
+}
+
+PlanePlace PlaneFrame::operator()(const Vector3& offset) const {
+    return {offset * u, offset * v, std::fabs(offset * normal)};
+}
+
+NodePlanes lookAround(const SampleNodes& nodes) {
+    NodePlanes planes;
+    planes.vNormal.resize(nodes.size());
+    std::vector<unsigned char> vSurrounded(nodes.size());
+    forChunks_MT(nodes.size(), [&](std::size_t begin, std::size_t end) {
+        LookAround around(nodes);
+        for (std::size_t i = begin; i < end; ++i) {
+            around.look(static_cast<NodeId>(i));
+            planes.vNormal[i] = around.normal;
+            vSurrounded[i] = around.bSurrounded;
+        }
+    });
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (!vSurrounded[i]) planes.vOpen.push_back(static_cast<NodeId>(i));
+    return planes;
+}
+
+void fitOpenNodes(const SampleNodes& nodes, const NearestNodes& tree, NodePlanes& planes) {
+    forChunks_MT(planes.vOpen.size(), [&](std::size_t begin, std::size_t end) {
+        NearestWalk nearest(tree, nodes);
+        std::vector<NearNode> vNear;
+        for (std::size_t i = begin; i < end; ++i) {
+            Vector3& normal = planes.vNormal[planes.vOpen[i]];
+            for (const std::size_t count : {NUM_NEAR, NUM_FAR}) {
+                if (!normal.isDegenerate()) break;
+                nearest.gather(planes.vOpen[i], count, vNear);
+                std::sort(vNear.begin(), vNear.end());
+                normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+            }
+        }
+    });
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,116 @@
+#include "nodeStars.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "gapLimits.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const double COS_OTHER_SHEET = 0.5;     // of 60 degrees between two planes
+const double OTHER_SHEET_HEIGHT = 0.5;  // cells above the plane; nearer nodes count whatever their plane
+const double FAR_CORNERS = 100.0;       // how far the corners of an unbounded cell are set, in reaches
+const double TRUSTED_REACH = 0.5;       // radius over reach up to which the near nodes suffice
+const double KNOWN_REACH = 0.75;        // the same up to which a disc counts: that much of it was looked at
+
+/// Makes stars; holds what one star after another needs to work.
+class StarMaker {
+public:
+    StarMaker(const SampleNodes& nodes_, const NodePlanes& planes_, const NearestNodes& nearest_)
+        : nodes(nodes_), planes(planes_), nearest(nearest_, nodes_) {}
+
+    NodeStar make(NodeId node) {
+        double reach = cutCell(node, NUM_NEAR);
+        if (widestRadius(vDisc) > TRUSTED_REACH * reach) reach = cutCell(node, NUM_FAR);
+        NodeStar star;
+        star.usualRadius = medianRadius();
+        star.ring.fill(NO_NODE);
+        std::size_t numRing = 0;
+        for (const EmptyDisc& disc : vDisc) {
+            if (disc.first != NO_NODE && numRing < NodeStar::MAX_RING) star.ring[numRing++] = disc.first;
+            star.bRim = star.bRim || !(disc.radius <= std::min(MAX_RADIUS, KNOWN_REACH * reach));
+            if (disc.radius > GAP_RADIUS && disc.radius <= KNOWN_REACH * reach) star.vWide.push_back(disc);
+        }
+        return star;
+    }
+
+private:
+    /// Fills vDisc from so many nearest nodes. Returns the distance of the farthest.
+    double cutCell(NodeId node, std::size_t count) {
+        const double reach = nearest.gather(node, count, vNear);
+        vNeighbour.clear();
+        const PlaneFrame frame(planes.vNormal[node]);
+        for (const auto& [sqDistance, other] : vNear) {
+            const PlanePlace place = frame(nodes.vPlace[other] - nodes.vPlace[node]);
+            if (place.isOfSheet() && !isOfOtherSheet(node, other, place.height))
+                vNeighbour.push_back({place.x, place.y, other});
+        }
+        cell.cut(vNeighbour, FAR_CORNERS * reach);
+        cell.getDiscs(vDisc);
+        return reach;
+    }
+    bool isOfOtherSheet(NodeId node, NodeId other, double height) const {
+        return height > OTHER_SHEET_HEIGHT && planes.hasPlane(other) &&
+               std::fabs(planes.vNormal[node] * planes.vNormal[other]) < COS_OTHER_SHEET;
+    }
+    /// On a rim most discs may be unbounded; then the smallest tells most.
+    double medianRadius() {
+        vRadius.clear();
+        for (const EmptyDisc& disc : vDisc)
+            vRadius.push_back(disc.radius);
+        std::sort(vRadius.begin(), vRadius.end());
+        const double median = vRadius[(vRadius.size() - 1) / 2];
+        if (std::isfinite(median)) return median;
+        return std::isfinite(vRadius.front()) ? vRadius.front() : 0.0;
+    }
+
+    const SampleNodes& nodes;
+    const NodePlanes& planes;
+    NearestWalk nearest;
+    VoronoiCell cell;
+    std::vector<NearNode> vNear;
+    std::vector<PlaneNeighbour> vNeighbour;
+    std::vector<EmptyDisc> vDisc;
+    std::vector<double> vRadius;
+};
+
+}  // namespace
+
+NodeStars::NodeStars(const SampleNodes& nodes_, const NodePlanes& planes_, const NearestNodes& nearest_)
+    : nodes(nodes_), planes(planes_), nearest(nearest_), vPosition(nodes_.size(), NO_NODE) {}
+
+void NodeStars::make(std::vector<NodeId> vNode) {
+    oneInstanceOfNumbers(vNode);
+    std::erase_if(vNode, [&](NodeId node) { return vPosition[node] != NO_NODE || !planes.hasPlane(node); });
+    const std::size_t numBefore = vStar.size();
+    vStar.resize(numBefore + vNode.size());
+    forChunks_MT(vNode.size(), [&](std::size_t begin, std::size_t end) {
+        StarMaker maker(nodes, planes, nearest);
+        for (std::size_t i = begin; i < end; ++i) {
+            vPosition[vNode[i]] = static_cast<NodeId>(numBefore + i);
+            vStar[numBefore + i] = maker.make(vNode[i]);
+        }
+    });
+}
+
+const NodeStar* NodeStars::find(NodeId node) const {
+    return vPosition[node] == NO_NODE ? nullptr : &vStar[vPosition[node]];
+}
+
+double NodeStars::usualRadiusAround(NodeId node) const {
+    const NodeStar* pStar = find(node);
+    if (pStar == nullptr) return 0.0;
+    std::array<double, NodeStar::MAX_RING + 1> radii{pStar->usualRadius};
+    std::ptrdiff_t num = 1;
+    for (const NodeId other : pStar->ring) {
+        const NodeStar* pOther = other == NO_NODE ? nullptr : find(other);
+        if (pOther != nullptr && pOther->usualRadius > 0.0) radii[static_cast<std::size_t>(num++)] = pOther->usualRadius;
+    }
+    std::nth_element(radii.begin(), radii.begin() + (num - 1) / 2, radii.begin() + num);
+    return radii[static_cast<std::size_t>((num - 1) / 2)];
+}
+
+}  // namespace TARN_KEL

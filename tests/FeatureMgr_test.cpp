@@ -1,8 +1,6 @@
 // Feature edges in chains: which edges continue each other, and in which order and direction they come out.
 #include "FeatureMgr.h"
 
-#include <list>
-
 #include "freeFunctions.h"
 #include "support/prelude.h"
 
@@ -24,7 +22,7 @@ Edges orderedPairs(Edges vEdges) {
 /// Vertices, and edges as (angle, number, number).
 struct Graph {
     std::vector<Point3> vVtx;
-    std::vector<std::tuple<double, int, int>> vEdges;
+    std::vector<std::tuple<double, int, int>> vEdges{};
 
     Edges edges() {
         Edges v;
@@ -32,98 +30,17 @@ struct Graph {
             v.push_back({angle, {&vVtx[static_cast<std::size_t>(i)], &vVtx[static_cast<std::size_t>(j)]}});
         return v;
     }
-    /// The list as text: chains aren't told apart, but edges that go on where the last one ended are joined.
-    std::string ordered() {
-        std::string text;
-        const Point3* pLast = nullptr;
-        const auto name = [this](const Point3* p) { return std::string(1, static_cast<char>('a' + (p - vVtx.data()))); };
-        for (const auto& [angle, ends] : orderedPairs(edges())) {
-            if (ends.first != pLast) text += (text.empty() ? "" : " ") + name(ends.first);
-            text += name(ends.second);
-            pLast = ends.second;
-        }
-        return text;
-    }
 };
 
-Graph polygon(int num, double angle) {
+Graph polygon(int num) {
     Graph graph;
     for (int i = 0; i < num; ++i) {
         const double phi = 2.0 * std::acos(-1.0) * i / num;
         graph.vVtx.emplace_back(std::cos(phi), std::sin(phi), 0.0);
-        graph.vEdges.emplace_back(angle, std::min(i, (i + 1) % num), std::max(i, (i + 1) % num));
+        graph.vEdges.emplace_back(40.0, std::min(i, (i + 1) % num), std::max(i, (i + 1) % num));
     }
     return graph;
 }
-
-/// The rules once more, on the containers that come to mind.
-class PlainChains {
-public:
-    explicit PlainChains(const Edges& vEdges) {
-        for (const auto& [angle, ends] : vEdges) {
-            vEdge.push_back(std::make_unique<FeatureEdge>(FeatureEdge{ends.first, ends.second, nullptr, angle}));
-            mm.emplace(ends.first, vEdge.back().get());
-            mm.emplace(ends.second, vEdge.back().get());
-        }
-        for (auto it = vEdge.rbegin(); it != vEdge.rend(); ++it)
-            if (sTaken.count(it->get()) == 0) grow(it->get());
-    }
-    Edges orderedPairs() {
-        std::stable_sort(vChain.begin(), vChain.end(), [](const auto& a, const auto& b) { return mean(a) < mean(b); });
-        Edges v;
-        for (const auto& chain : vChain)
-            for (const FeatureEdge* p : chain)
-                v.push_back({p->angle, {p->pSrc, p->pTrg}});
-        return v;
-    }
-
-private:
-    using Chain = std::list<FeatureEdge*>;
-    static double mean(const Chain& chain) {
-        double sum = 0.0;
-        for (const FeatureEdge* p : chain)
-            sum += p->angle;
-        return sum / static_cast<double>(chain.size());
-    }
-    FeatureEdge* next(FeatureEdge* pEdge, Point3* pFrom, Point3* pAt) {
-        std::vector<std::pair<double, FeatureEdge*>> vMay;
-        for (auto [it, itEnd] = mm.equal_range(pAt); it != itEnd; ++it) {
-            const FeatureEdge& other = *it->second;
-            const Point3* pFar = other.pSrc == pAt ? other.pTrg : other.pSrc;
-            const double turn = getAngleDegree(normalize(*pAt - *pFrom), normalize(*pFar - *pAt));
-            const bool bOtherKind = (other.angle - 360.0) * (pEdge->angle - 360.0) < 0.0;
-            if (it->second != pEdge && turn <= 60.0 && !bOtherKind) vMay.emplace_back(turn, it->second);
-        }
-        const auto it =
-            std::min_element(vMay.begin(), vMay.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-        return it == vMay.end() || sTaken.count(it->second) != 0 ? nullptr : it->second;
-    }
-    void grow(FeatureEdge* pSeed) {
-        Chain chain{pSeed};
-        for (bool bGoOn = true; bGoOn;) {
-            FeatureEdge* p = next(chain.back(), chain.back()->pSrc, chain.back()->pTrg);
-            if (p == nullptr) break;
-            if (p->pSrc != chain.back()->pTrg) std::swap(p->pSrc, p->pTrg);
-            chain.push_back(p);
-            sTaken.insert(p);
-            bGoOn = p->pTrg != chain.front()->pSrc;
-        }
-        for (bool bGoOn = true; bGoOn;) {
-            FeatureEdge* p = next(chain.front(), chain.front()->pTrg, chain.front()->pSrc);
-            if (p == nullptr) break;
-            if (p->pTrg != chain.front()->pSrc) std::swap(p->pSrc, p->pTrg);
-            chain.push_front(p);
-            sTaken.insert(p);
-            bGoOn = p->pSrc != chain.back()->pTrg;
-        }
-        vChain.push_back(chain);
-    }
-
-    std::vector<std::unique_ptr<FeatureEdge>> vEdge;
-    std::multimap<Point3*, FeatureEdge*> mm;
-    std::set<FeatureEdge*> sTaken;
-    std::vector<Chain> vChain;
-};
 
 /// Edges between places of a small lattice, or of a disc round a hub; few directions, so that turns are often equal.
 Graph randomGraph(unsigned seed) {
@@ -144,64 +61,96 @@ Graph randomGraph(unsigned seed) {
     return graph;
 }
 
-TEST(FeatureMgr, stringsEdgesThatGoOn) {
-    const double s60 = std::sqrt(3.0) / 2.0;
-    const std::vector<Point3> vT = {{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {1, 1, 0}};  // a b c in a row, d above b
-    struct Case {
-        const char* name;
-        Graph graph;
-        const char* expected;
-    };
-    Case aCase[] = {
-        {"nothing", {}, ""},
-        {"one edge", {vT, {{30.0, 0, 1}}}, "ab"},
-        {"corners of a square don't continue", polygon(4, 90.0), "ad cd bc ab"},
-        {"a regular polygon is one closed chain", polygon(12, 40.0), "alkjihgfedcba"},
-        {"a T: a chain and its stem", {vT, {{30.0, 0, 1}, {35.0, 1, 3}, {50.0, 1, 2}}}, "bd abc"},
-        {"the stem is the sharpest", {vT, {{30.0, 0, 1}, {40.0, 1, 2}, {50.0, 1, 3}}}, "abc bd"},
-        {"a border doesn't continue a fold", {vT, {{30.0, 1, 0}, {BORDER, 1, 2}}}, "ba bc"},
-        {"backward growth", {vT, {{30.0, 0, 1}, {40.0, 1, 2}}}, "abc"},
-        {"60 degrees still go on", {{{0, 0, 0}, {1, 0, 0}, {1.5, s60, 0}}, {{30.0, 2, 1}, {30.0, 0, 1}}}, "abc"},
-        {"61 degrees don't", {{{0, 0, 0}, {1, 0, 0}, {1.4848, 0.8746, 0}}, {{30.0, 2, 1}, {30.0, 0, 1}}}, "ab cb"}};
-    for (Case& test : aCase)
-        EXPECT_EQ(test.graph.ordered(), test.expected) << test.name;
+/// Three hubs with hundreds of edges each; half of the directions are there several times or almost.
+Graph hubs(unsigned seed) {
+    Random random(seed);
+    const auto uniform = [&] { return random.next() / (Random::MAX + 1.0) - 0.5; };
+    Graph graph;
+    for (int hub = 0; hub < 3; ++hub)
+        graph.vVtx.emplace_back(hub, hub * uniform(), 0.1 * uniform());
+    const double aAngle[] = {20.0, 90.0, 360.0, BORDER};
+    for (int n = 3; n < 300; ++n) {
+        const double flat = seed % 3 == 0 ? 0.0 : seed % 3 == 1 ? 1.0 : 1e-9;
+        const Point3 q(4.0 * uniform(), 4.0 * uniform(), flat * uniform());
+        const Point3& former = graph.vVtx[pick(random, graph.vVtx.size())];
+        graph.vVtx.push_back(n % 2 == 0 ? q : graph.vVtx[0] + (former - graph.vVtx[0]) * (1.5 + uniform()));
+        for (int hub = 0; hub < 3; ++hub)
+            if (graph.vVtx.back() != graph.vVtx[static_cast<std::size_t>(hub)])
+                graph.vEdges.emplace_back(aAngle[pick(random, 4)], hub, n);
+    }
+    std::sort(graph.vEdges.begin(), graph.vEdges.end());
+    return graph;
 }
 
-TEST(FeatureMgr, agreesWithTheRulesWrittenPlainly) {
-    for (unsigned seed = 0; seed < 800; ++seed) {
-        Graph graph = randomGraph(seed);
-        const Edges vEdges = graph.edges(), vOut = orderedPairs(vEdges);
-        EXPECT_EQ(vOut, PlainChains(vEdges).orderedPairs()) << "seed " << seed;
-        for (const auto& edge : vEdges) {
-            const auto ends = std::minmax(edge.second.first, edge.second.second);
-            const auto count = std::count_if(vOut.begin(), vOut.end(), [&](const AngleEdge& other) {
-                return other.first == edge.first && std::minmax(other.second.first, other.second.second) == ends;
-            });
-            EXPECT_TRUE(count == 1 || count == 2) << "seed " << seed;
-        }
+Vector3 between(const Point3* pFrom, const Point3* pTo) {
+    return normalize(*pTo - *pFrom);
+}
+
+/// By a look at all edges, in their order.
+const FeatureEdge* straightestOfAll(const std::vector<FeatureEdge>& vEdges, const FeatureEdge& edge, const Point3* pAt) {
+    const Point3* pFrom = edge.pSrc == pAt ? edge.pTrg : edge.pSrc;
+    const FeatureEdge* pBest = nullptr;
+    double best = 60.0;
+    for (const FeatureEdge& other : vEdges) {
+        if (&other == &edge || (other.pSrc != pAt && other.pTrg != pAt)) continue;
+        if ((other.angle - 360.0) * (edge.angle - 360.0) < 0.0) continue;
+        const double turn = getAngleDegree(between(pFrom, pAt), between(pAt, other.pSrc == pAt ? other.pTrg : other.pSrc));
+        if (turn < best || (pBest == nullptr && turn == best)) pBest = &other, best = turn;
+    }
+    return pBest;
+}
+
+// A square's corners turn too far.
+TEST(FeatureMgr, aRegularPolygonIsOneClosedChain) {
+    for (const int num : {4, 12}) {
+        Graph graph = polygon(num);
+        const Edges v = orderedPairs(graph.edges());
+        for (std::size_t i = 0; i < v.size(); ++i)
+            EXPECT_EQ(v[i].second.second == v[(i + 1) % v.size()].second.first, num == 12) << i;
     }
 }
 
-// Vertices with hundreds of edges are searched another way. Half of the directions are there several times or almost.
-TEST(FeatureMgr, agreesAtVerticesOfManyEdges) {
-    forSeeds(12, [](unsigned seed) {
-        Random random(seed);
-        const auto uniform = [&] { return random.next() / (Random::MAX + 1.0) - 0.5; };
-        Graph graph;
-        for (int hub = 0; hub < 3; ++hub)
-            graph.vVtx.emplace_back(hub, hub * uniform(), 0.1 * uniform());
-        const double aAngle[] = {20.0, 90.0, 360.0, BORDER};
-        for (int n = 3; n < 600; ++n) {
-            const double flat = seed % 3 == 0 ? 0.0 : seed % 3 == 1 ? 1.0 : 1e-9;
-            const Point3 q(4.0 * uniform(), 4.0 * uniform(), flat * uniform());
-            const Point3& former = graph.vVtx[pick(random, graph.vVtx.size())];
-            graph.vVtx.push_back(n % 2 == 0 ? q : graph.vVtx[0] + (former - graph.vVtx[0]) * (1.5 + uniform()));
-            for (int hub = 0; hub < 3; ++hub)
-                if (graph.vVtx.back() != graph.vVtx[static_cast<std::size_t>(hub)])
-                    graph.vEdges.emplace_back(aAngle[pick(random, 4)], hub, n);
+TEST(FeatureMgr, chainsGoOnStraightestAndAsFarAsTheyCan) {
+    forSeeds(412, [](unsigned seed) {
+        Graph graph = seed < 400 ? randomGraph(seed) : hubs(seed);
+        std::vector<FeatureEdge> vEdges;
+        for (const auto& [angle, ends] : graph.edges())
+            vEdges.push_back({ends.first, ends.second, nullptr, angle});
+        const FeatureEdgeMap map(vEdges);
+        const auto next = [&map](const FeatureEdge* p, const Point3* pFrom, const Point3* pAt) {
+            return map.straightestNext(p, pAt, between(pFrom, pAt));
+        };
+        for (const FeatureEdge& edge : vEdges) {
+            ASSERT_EQ(next(&edge, edge.pSrc, edge.pTrg), straightestOfAll(vEdges, edge, edge.pTrg));
+            ASSERT_EQ(next(&edge, edge.pTrg, edge.pSrc), straightestOfAll(vEdges, edge, edge.pSrc));
         }
-        std::sort(graph.vEdges.begin(), graph.vEdges.end());
-        EXPECT_EQ(orderedPairs(graph.edges()), PlainChains(graph.edges()).orderedPairs());
+        std::vector<FeatureChain> vChain;
+        vChain.reserve(vEdges.size());  // the edges know them
+        std::map<const FeatureEdge*, int> mNum;
+        for (auto it = vEdges.rbegin(); it != vEdges.rend(); ++it) {
+            if (it->pChain != nullptr) continue;
+            const FeatureChain& chain = vChain.emplace_back(&*it, map);
+            const FeatureEdge* pLast = nullptr;
+            for (const FeatureEdge* p : chain.getEdges()) {
+                ++mNum[p];
+                ASSERT_TRUE(pLast == nullptr || pLast->pTrg == p->pSrc || mNum[&*it] == 2);
+                ASSERT_TRUE(pLast == nullptr || next(pLast, pLast->pSrc, pLast->pTrg) == p ||
+                            next(p, p->pTrg, p->pSrc) == pLast || mNum[&*it] == 2);
+                pLast = p;
+            }
+            const FeatureEdge &front = *chain.getEdges().front(), &back = *chain.getEdges().back();
+            const auto isEnd = [](const FeatureEdge* p) { return p == nullptr || p->pChain != nullptr; };
+            ASSERT_TRUE(front.pSrc == back.pTrg ||
+                        (isEnd(next(&back, back.pSrc, back.pTrg)) && isEnd(next(&front, front.pTrg, front.pSrc))));
+        }
+        std::ranges::stable_sort(vChain, {}, &FeatureChain::getAngle);
+        Edges vExpected;
+        for (const FeatureChain& chain : vChain)
+            for (const FeatureEdge* p : chain.getEdges())
+                vExpected.push_back({p->angle, {p->pSrc, p->pTrg}});
+        EXPECT_EQ(orderedPairs(graph.edges()), vExpected);
+        EXPECT_EQ(mNum.size(), vEdges.size());
+        EXPECT_TRUE(std::ranges::all_of(mNum, [](const auto& entry) { return entry.second <= 2; }));
     });
 }
 

@@ -39,12 +39,9 @@ struct FillerCase {
     std::unique_ptr<Filler> pFiller;
 };
 
-VRCD joined(std::initializer_list<VRCD> lists) {
-    VRCD vAll;
-    for (const VRCD& v : lists)
-        vAll.insert(vAll.end(), v.begin(), v.end());
-    std::sort(vAll.begin(), vAll.end());
-    return vAll;
+VRCD joined(VRCD v, const VRCD& vMore) {
+    v.insert(v.end(), vMore.begin(), vMore.end());
+    return v;
 }
 /// A flat sheet of so many cells a side with its low corner there.
 VRCD plate(int num, int x, int y, int z) {
@@ -109,16 +106,6 @@ double nearestByAllPairs(const Filler& filler, const AffiData* pA, int maxDist) 
     return best;
 }
 
-TEST(Filler, theListsMustMatchThePoints) {
-    const Calc grid = unitGrid();
-    VRCD vArea = plate(2, 500, 500, 500), vBorder = plate(1, 500, 500, 500);  // a cell in both
-    const Component::VRCDPoint vRCDPoint(4);
-    const std::string report = reportOf([&] { Filler(1, vBorder, vArea, vRCDPoint, const_cast<Calc*>(&grid)); });
-    for (const char* text : {"vGlobalAreaRCD.size()=4", "vGlobalBorderRCD.size()=1", "vGlobalRCDPoint.size()=4",
-                             "vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size() failed"})
-        EXPECT_EQ(countIn(report, text), 1) << text;
-}
-
 // Which of several nearest cells is the partner isn't said here: all of them are as far.
 TEST(Filler, partnersAreTheNearestThatMayBe) {
     std::size_t numPairs = 0;
@@ -138,9 +125,7 @@ TEST(Filler, partnersAreTheNearestThatMayBe) {
                 EXPECT_TRUE(pA < pB && (sqDist == mNearest[pA] || sqDist == mNearest[pB]));
                 EXPECT_LT(std::sqrt(sqDist) - 3.0, static_cast<double>(std::min(pA->dist, pB->dist)));
             }
-            // The nearest pair of all is one.
-            const auto itNearest = std::ranges::min_element(mNearest, {}, [](const auto& entry) { return entry.second; });
-            EXPECT_EQ(vPairs.empty(), itNearest == mNearest.end() || itNearest->second == INF);
+            EXPECT_EQ(vPairs.empty(), std::ranges::all_of(mNearest, [](const auto& entry) { return entry.second == INF; }));
             numPairs += vPairs.size();
         }
     };
@@ -152,7 +137,7 @@ TEST(Filler, partnersAreTheNearestThatMayBe) {
 
 TEST(Filler, partnersReachOneHundredAndFortyFiveCells) {
     for (const auto& [distance, numMasters] : {std::pair(145, 1U), std::pair(146, 2U)}) {
-        FillerCase c(joined({plate(6, 500, 500, 500), plate(6, 505 + distance, 500, 500)}));
+        FillerCase c(joined(plate(6, 500, 500, 500), plate(6, 505 + distance, 500, 500)));
         c.orient();
         c.pFiller->createMasterComponents();
         EXPECT_EQ(c.pFiller->vMasterComponents.size(), numMasters) << distance;
@@ -167,7 +152,7 @@ TEST(Filler, aConnectionIsLessThanThreeCellsLongerThanTheNearest) {
                 vRow.push_back(packedAt(x, 500 + j, 500));
             return vRow;
         };
-        FillerCase c(joined({rowAt(500), rowAt(508), rowAt(508 + nearest)}));
+        FillerCase c(joined(rowAt(500), joined(rowAt(508), rowAt(508 + nearest))));
         const std::vector<AffiPair> vPairs = c.pairs();
         const Component* pFar = c.pFiller->vComponents[0];
         // Each cell of the far row chooses one of the middle row; those have nearer ones on their other side.
@@ -183,9 +168,7 @@ TEST(Filler, aLoneSheetIsFlippedOnceAndStandsForItself) {
     c.orient();
     ASSERT_EQ(c.pFiller->vComponents.size(), 1U);
     const Component& sheet = *c.pFiller->vComponents.front();
-    EXPECT_TRUE(sheet.isOriented());
-    EXPECT_EQ(sheet.getScore(), 0.0);
-    EXPECT_EQ(c.pFiller->vAffi.front()->dist, FLT_MAX);
+    EXPECT_TRUE(sheet.isOriented() && sheet.getScore() == 0.0);
     for (const Facet& facet : sheet.vVisibleFacets) {
         const int expected = facet.idx == 4 ? 1 : 0;
         EXPECT_TRUE(facet.state == FACET_STATE_BORDER || facet.color == expected);
@@ -193,21 +176,20 @@ TEST(Filler, aLoneSheetIsFlippedOnceAndStandsForItself) {
     c.pFiller->createMasterComponents();
     ASSERT_EQ(c.pFiller->vMasterComponents.size(), 1U);
     const Component& master = *c.pFiller->vMasterComponents.front();
-    EXPECT_EQ(master.vCells, sheet.vCells);
-    EXPECT_EQ(master.vBorder, sheet.vBorder);
-    EXPECT_EQ(master.vArea, sheet.vArea);
-    EXPECT_EQ(master.vVisibleFacets, sheet.vVisibleFacets);
-    EXPECT_EQ(master.numGrowSteps, 3);
-    EXPECT_EQ(sheet.numGrowSteps, 0);
+    EXPECT_TRUE(master.vCells == sheet.vCells && master.vBorder == sheet.vBorder && master.vArea == sheet.vArea);
+    EXPECT_TRUE(master.vVisibleFacets == sheet.vVisibleFacets && master.numGrowSteps == 3);
+    c.vArea.pop_back();
+    expectFails("vGlobalAreaRCD.size()+vGlobalBorderRCD.size()==vGlobalRCDPoint.size()",
+                [&c] { Filler(1, c.vBorder, c.vArea, c.vRCDPoint, &c.calc); });
 }
 
 /// Two halves, whichever of them is flipped before, and four slices. An upper and a lower half take different sides for the
 /// upper one at first.
 TEST(Filler, piecesOfOneSurfaceGetLikeSides) {
     const std::array<bool, 3> acrossX{true, false, false}, acrossZ{false, false, true}, acrossXY{true, true, false};
-    for (const int slot : {2, 5, 8})
-        for (const auto& [across, flips] : {std::pair(acrossX, 0), std::pair(acrossX, 1), std::pair(acrossX, 2),
-                                            std::pair(acrossX, 3), std::pair(acrossZ, 0), std::pair(acrossXY, 0)}) {
+    for (const int slot : {2, 8})
+        for (const auto& [across, flips] :
+             {std::pair(acrossX, 0), {acrossX, 1}, {acrossX, 2}, {acrossZ, 0}, {acrossXY, 0}}) {
             FillerCase c(cutShell(14, slot, across));
             auto& vComponents = c.pFiller->vComponents;
             ASSERT_EQ(vComponents.size(), across == acrossXY ? 4U : 2U);

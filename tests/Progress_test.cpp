@@ -36,31 +36,9 @@ using Steps = std::vector<std::size_t>;
 
 }  // namespace
 
-TEST(Progress, freshRootHasDoneNothingAndRefusesSteps) {
-    Progress root;
-    EXPECT_EQ(root.getFrac(), 0.0);
-    EXPECT_EQ(root.getName(), "empty");
-    expectFails("this->name!=\"empty\"", [&] { root.createChild("a", 1.0); });
-    EXPECT_EQ(countIn(reportOf([&] { root.getChildProgressSetTodo("a", 1); }), "Condition [ this->name"), 1);
-    EXPECT_TRUE(root.mNameKids.empty());
-    EXPECT_EQ(std::async(std::launch::async, [&] { return root.getFrac(); }).get(), 0.0) << "the failure left the lock free";
-}
-
-TEST(Progress, reportsByShareOfTheRun) {
-    for (const auto& [weight, rest, numSteps, vHeard] :
-         std::vector<std::tuple<double, double, std::size_t, Steps>>{{1, 99, 1000, {500, 1000}},
-                                                                     {1, 999, 100, {75, 100}},
-                                                                     {1, 1, 1000, {}},
-                                                                     {0, 1, 1000, {}},
-                                                                     {50, 50, 3, {1, 2, 3}}}) {
-        TestRun run({{"a", weight}, {"b", rest}});
-        Steps expected = vHeard;
-        if (weight == 0) expected = {5};  // each fifth step is reported; the fraction is 0.0 and heard once
-        for (std::size_t step = 10; vHeard.empty() && weight > 0 && step <= numSteps; step += 10)
-            expected.push_back(step);
-        EXPECT_EQ(stepsHeard(run.root.getChildProgressSetTodo("a", numSteps), numSteps, run.hearer), expected)
-            << weight << " of " << weight + rest;
-    }
+TEST(Progress, aSmallStepReportsOnceOnItsWay) {
+    TestRun run({{"a", 1}, {"b", 999}});
+    EXPECT_EQ(stepsHeard(run.root.getChildProgressSetTodo("a", 100), 100, run.hearer), (Steps{75, 100}));
 }
 
 TEST(Progress, givesAboutTwoHundredRisingReportsForAnyWeights) {
@@ -82,21 +60,6 @@ TEST(Progress, givesAboutTwoHundredRisingReportsForAnyWeights) {
     });
 }
 
-TEST(Progress, resetForgetsTheRunAndKeepsTheListener) {
-    TestRun run({{"a", 1.0}});
-    run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
-    run.root.reset();
-    EXPECT_EQ(run.root.getFrac(), 0.0);
-    EXPECT_EQ(run.root.getName(), "empty");
-    EXPECT_TRUE(run.root.mNameKids.empty());
-    EXPECT_EQ(run.root.getListener(), &run.hearer);
-    run.root.setName("second");
-    run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
-    EXPECT_EQ(run.hearer.vFraction, (std::vector<double>{1.0, 1.0}))
-        << "a new run may start with the last fraction of the former";
-    EXPECT_EQ(run.hearer.vName.back(), "second");
-}
-
 TEST(Progress, listenerThatThrowsLeavesTheTreeUsable) {
     Hearer thrower(-1.0);
     TestRun run({{"a", 1.0}});
@@ -107,77 +70,59 @@ TEST(Progress, listenerThatThrowsLeavesTheTreeUsable) {
     EXPECT_EQ(std::async(std::launch::async, [&] { return run.root.getFrac(); }).get(), 0.75) << "no lock is held";
     run.root.setListener(&run.hearer);
     EXPECT_EQ(stepsHeard(pStep, 1, run.hearer), Steps{1});
+    run.root.reset();
+    EXPECT_EQ(run.root.getFrac(), 0.0);
+    EXPECT_TRUE(run.root.getName() == "empty" && run.root.mNameKids.empty());
+    expectFails("this->name!=\"empty\"", [&] { run.root.createChild("a", 1.0); });
+    EXPECT_EQ(std::async(std::launch::async, [&] { return run.root.getFrac(); }).get(), 0.0) << "the failure left no lock";
+    run.root.setName("second");
+    run.root.getChildProgressSetTodo("a", 1)->incProgressByOne();
+    EXPECT_EQ(run.hearer.vFraction, (std::vector<double>{1.0, 1.0})) << "the last fraction of the former run, once more";
 }
 
-namespace {
-
-// The steps of a tree a second time, with sums that walk over all of them.
-struct PlainStep {
-    Progress* pStep = nullptr;
-    double weight = 1.0;
-    std::size_t todo = 1, done = 0;
-    std::map<std::string, PlainStep> mKids;
-
-    double frac() const {
-        if (todo == 0) return 1.0;
-        if (mKids.empty()) return std::min(1.0, static_cast<double>(done) / static_cast<double>(todo));
-        double sum = 0.0, total = 0.0;
-        for (const auto& [name, kid] : mKids) {
-            sum += kid.weight * kid.frac();
-            total += kid.weight;
-        }
-        return total > 0.0 ? sum / total : 0.0;
+// The mean over the steps of a step by their weights, down to the leaves.
+double meanOverKids(const Progress* pStep, const std::map<const Progress*, double>& mWeight) {
+    double sum = 0.0, total = 0.0;
+    for (const auto& [name, pKid] : pStep->mNameKids) {
+        sum += mWeight.at(pKid) * meanOverKids(pKid, mWeight);
+        total += mWeight.at(pKid);
     }
-    void open(const std::string& name, std::size_t newTodo) {
-        if (todo == 0) todo = 1;
-        PlainStep& kid = mKids.try_emplace(name, PlainStep{nullptr, 10.0, 1, 0, {}}).first->second;
-        const double before = kid.frac();
-        kid.todo = newTodo + kid.done;
-        if (kid.done > 0 && before < 1.0) kid.done = static_cast<std::size_t>(static_cast<double>(kid.todo) * before);
-        if (kid.done > 0 && before >= 1.0) kid.done = kid.todo;
-        kid.pStep = pStep->getChildProgressSetTodo(name, newTodo);
-    }
-    void finish() {
-        for (auto& [name, kid] : mKids)
-            kid.finish();
-        if (mKids.empty()) done = todo;
-    }
-};
+    if (pStep->mNameKids.empty()) return pStep->getFrac();
+    return total > 0.0 ? sum / total : 0.0;
+}
 
-}  // namespace
-
-TEST(Progress, agreesWithSumsOverAllSteps) {
+TEST(Progress, isTheMeanOverAllStepsHoweverTheyOpenAndEnd) {
     forSeeds(30, [](unsigned seed) {
         std::mt19937 random(seed);
         const auto below = [&](std::size_t n) { return random() % n; };
         TestRun run({});
-        PlainStep root{&run.root, 1.0, 1, 0, {}};
+        std::map<const Progress*, double> mWeight;
         for (int round = 0; round < 300; ++round) {
-            PlainStep* pStep = &root;
-            while (!pStep->mKids.empty() && below(3) > 0)
-                pStep = &std::next(pStep->mKids.begin(), static_cast<std::ptrdiff_t>(below(pStep->mKids.size())))->second;
+            Progress* pStep = &run.root;
+            while (!pStep->mNameKids.empty() && below(3) > 0)
+                pStep = std::next(pStep->mNameKids.begin(), static_cast<int>(below(pStep->mNameKids.size())))->second;
             const std::string name = toString(below(20));
-            if (const std::size_t what = below(8); what == 0) {
-                const double weight = 0.1 * static_cast<double>(below(100));
-                pStep->pStep->createChild(name, weight);  // a name that exists keeps its weight
-                pStep->mKids.try_emplace(name, PlainStep{pStep->pStep->mNameKids.at(name), weight, 1, 0, {}});
-            } else if (what <= 2) {
-                pStep->open(name, below(1000));
-            } else if (what == 3) {
-                pStep->pStep->setDone(below(2) == 0);
-                pStep->finish();
-            } else {
-                for (std::size_t i = below(300); i > 0; --i) {
-                    pStep->pStep->incProgressByOne();
-                    pStep->done = std::min(pStep->done + 1, pStep->todo);
-                }
+            const double weight = 0.1 * static_cast<double>(below(100)), before = pStep->getFrac();
+            const std::size_t what = below(8), todo = 1 + below(1000);
+            const bool bNew = !pStep->mNameKids.contains(name), bLeaf = pStep->mNameKids.empty();
+            if (what == 0) pStep->createChild(name, weight);  // a name that exists keeps its weight
+            if (what == 1 || what == 2) {
+                const double former = bNew ? 0.0 : pStep->mNameKids.at(name)->getFrac();
+                const Progress* pKid = pStep->getChildProgressSetTodo(name, todo);
+                EXPECT_TRUE(!pKid->mNameKids.empty() ||
+                            std::fabs(pKid->getFrac() - former) <= 1.0 / static_cast<double>(todo))
+                    << former;
             }
-            const PlainStep& asked = below(2) == 0 ? root : *pStep;
-            ASSERT_NEAR(asked.pStep->getFrac(), asked.frac(), 1e-12);
+            if (what <= 2 && bNew) mWeight[pStep->mNameKids.at(name)] = what == 0 ? weight : 10.0;
+            if (what == 3) pStep->setDone(below(2) == 0);
+            for (std::size_t i = below(300); what > 3 && i > 0; --i)
+                pStep->incProgressByOne();
+            EXPECT_TRUE(what != 3 || !bLeaf || pStep->getFrac() == 1.0);
+            EXPECT_TRUE(what < 3 || pStep->getFrac() >= before);
+            ASSERT_NEAR(run.root.getFrac(), meanOverKids(&run.root, mWeight), 1e-12);
         }
     });
 }
-
 TEST(ThreadSingleton, forgetsAnEndedThread) {
     Hearer hearer;
     Progress* pMine = ThreadSingleton<Progress>::getInstance();
@@ -198,28 +143,6 @@ TEST(ThreadSingleton, forgetsAnEndedThread) {
     EXPECT_EQ(pMine->getListener(), &hearer);
     EXPECT_TRUE(hearer.vFraction.empty()) << "runs on other threads aren't heard here";
     pMine->setListener(nullptr);
-}
-
-TEST(runs, plantTheirSteps) {
-    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
-    // The name, a step, how many, and the share of the one step from the sums of the lists.
-    for (const auto& [plant, name, step, numSteps, share] :
-         std::vector<std::tuple<void (*)(), const char*, const char*, std::size_t, double>>{
-             {progressForReco, "Reconstruct", "TP_pps", 15, 100.0 / 348.0},
-             {progressForEstimation, "Density Estimation", "SM_run", 3, 1.0 / 3.0},
-             {progressForMelt, "Melt", "RM_redprocprioq", 28, 15.0 / 71.758},
-             {progressForToCloud, "ToCloud", "ar4", 11, 100.0 / 302.0},
-             {[] { progressForReduce(); }, "Reduce", "RM_redprocprioq", 4, 0.93},
-             {[] { progressForEdgeFlips(); }, "EdgeFlips", "efLoop", 3, 1.0 / 3.0}}) {
-        if (hasOpenProgress()) closeProgress();
-        plant();
-        EXPECT_EQ(pRoot->getName(), name);
-        EXPECT_EQ(pRoot->mNameKids.size(), numSteps) << name;
-        ASSERT_TRUE(pRoot->mNameKids.contains(step)) << name;
-        pRoot->mNameKids[step]->setDone(true);
-        EXPECT_NEAR(pRoot->getFrac(), share, 1e-12) << name;
-    }
-    closeProgress();
 }
 
 TEST(runs, ofPostProcessingStayInsideALargerRun) {

@@ -2,8 +2,7 @@
 // properties must survive.
 #include "RMesh.h"
 #include "RPatch.h"
-#include "RTop.h"
-#include "support/figures.h"
+#include "freeFunctions.h"
 #include "support/fine.h"
 #include "support/prelude.h"
 #include "support/run.h"
@@ -36,11 +35,11 @@ Triples triplesOf(const RMesh& mesh) {
     return s;
 }
 
-std::map<std::set<std::size_t>, int> groupsOf(const Triples& triples) {
-    std::map<std::set<std::size_t>, int> mNum;
+std::set<std::set<std::size_t>> groupsOf(const Triples& triples) {
+    std::set<std::set<std::size_t>> s;
     for (const Triple& t : triples)
-        ++mNum[{t[0], t[1], t[2]}];
-    return mNum;
+        s.insert({t[0], t[1], t[2]});
+    return s;
 }
 
 std::vector<RTriangle*> incident(const RMesh& mesh, const Point3* p) {
@@ -61,24 +60,15 @@ auto inRun(Call&& call) {
     return call();
 }
 
-/// The angle at corner 0 in degrees, by another formula than the library's; 0 where a side has no length.
-double angleAtCorner0(const RTriangle& rt) {
-    const Vector3 a = *rt.aCorners[1] - *rt.aCorners[0], b = *rt.aCorners[2] - *rt.aCorners[0];
-    return std::atan2(crossProduct(a, b).length(), a * b) * 57.29577951308232;
-}
-
-/// Random triangles, of which some share all corners, on vertices of a lattice or anywhere.
+/// Random triangles, of which some share all corners.
 struct RandomSoup : std::mt19937, FineMesh {
-    RandomSoup(unsigned seed, int numVtx, int numT, bool bLattice) : std::mt19937(seed), FineMesh(Soup()) {
+    RandomSoup(unsigned seed, int numVtx, int numT) : std::mt19937(seed), FineMesh(Soup()) {
         while (vVtx.size() < static_cast<std::size_t>(numVtx))
-            if (Point3* p = (*this)->createVertex(coordinate(bLattice), coordinate(bLattice), coordinate(bLattice), true))
-                vVtx.push_back(p);
+            vVtx.push_back((*this)->createVertex(coordinate(), coordinate(), coordinate(), true));
         for (int i = 0; i < numT; ++i)
             addTriangle();
     }
-    double coordinate(bool bLattice) {
-        return bLattice ? static_cast<double>(below(3)) : std::uniform_real_distribution<double>(0.0, 2.0)(*this);
-    }
+    double coordinate() { return std::uniform_real_distribution<double>(0.0, 2.0)(*this); }
     std::size_t below(std::size_t n) { return (*this)() % n; }
     Point3* any() { return vVtx[below(vVtx.size())]; }
     void addTriangle() {
@@ -91,10 +81,9 @@ void collapseAndCompare(RandomSoup& soup) {
     RMesh& mesh = *soup;
     Point3 *pSrc = soup.any(), *pTrg = soup.any();
     const REdge* pRE = mesh.getEdge(pSrc, pTrg);
-    if (pSrc == pTrg || (pRE != nullptr && !pRE->isAlive())) {
-        const std::string condition = pSrc != pTrg ? "pKillEdge==__null || pKillEdge->isAlive()" : "!pRE->has(pTrg)";
-        if (pSrc == pTrg && incident(mesh, pSrc).empty()) return;
-        expectFails(condition, [&] { mesh.exchangeCorner(pSrc, pTrg); });
+    if (pSrc == pTrg) return;
+    if (pRE != nullptr && !pRE->isAlive()) {
+        expectFails("pKillEdge==__null || pKillEdge->isAlive()", [&] { mesh.exchangeCorner(pSrc, pTrg); });
         return;
     }
     Triples expected;
@@ -141,7 +130,7 @@ void splitAndCompare(RandomSoup& soup) {
     RMesh& mesh = *soup;
     REdge* pRE = mesh.vRE[soup.below(mesh.vRE.size())];
     if (!pRE->isAlive()) return;
-    Point3* pNew = mesh.createVertex(soup.coordinate(false), soup.coordinate(false), 3.0, true);
+    Point3* pNew = mesh.createVertex(soup.coordinate(), soup.coordinate(), 3.0, true);
     Triples expected = triplesOf(mesh);
     for (const RTriangle* pRT : pRE->vRT) {
         expected.erase(expected.find(tripleOf(mesh, pRT)));
@@ -154,7 +143,7 @@ void splitAndCompare(RandomSoup& soup) {
 
 TEST(RMeshOperators, doOnSoupsWhatTheySay) {
     forSeeds(60, [](unsigned seed) {
-        RandomSoup soup(seed, 30, seed % 3 == 0 ? 200 : 40, false);
+        RandomSoup soup(seed, 30, seed % 3 == 0 ? 200 : 40);
         for (int i = 0; i < 60; ++i) {
             const std::size_t kind = soup.below(8);
             if (kind < 2) collapseAndCompare(soup);
@@ -167,65 +156,32 @@ TEST(RMeshOperators, doOnSoupsWhatTheySay) {
         }
         soup->checkDataStructures("soup");
         // Of each group one is left; each edge counted what stood behind its like.
-        const auto groups = groupsOf(triplesOf(*soup));
-        std::size_t numBehind = 0;
-        for (const auto& [corners, num] : groups)
-            numBehind += 3 * static_cast<std::size_t>(num - 1);
-        EXPECT_EQ(soup->removeDups(), numBehind);
-        EXPECT_EQ(soup->getNumT(), groups.size());
-        EXPECT_EQ(groupsOf(triplesOf(*soup)).size(), groups.size());
+        const std::size_t numT = soup->getNumT(), numGroups = groupsOf(triplesOf(*soup)).size();
+        EXPECT_EQ(soup->removeDups(), 3 * (numT - numGroups));
+        EXPECT_EQ(soup->getNumT(), numGroups);
+        EXPECT_EQ(groupsOf(triplesOf(*soup)).size(), numGroups);
         EXPECT_EQ(firstFault(*soup), "");
     });
 }
 
-TEST(RMeshOperators, flipRefusesThinTrianglesAtTheFirstCornerOnly) {
-    // A at the origin, B along x, v1 so that B-A-v1 is the angle. Seen from B small angles at A are fair.
-    for (const auto& [degrees, bFlips] : {std::pair(0.009, false), {0.011, true}, {179.989, true}, {179.991, false}}) {
-        const double rad = degrees / 57.29577951308232;
-        const Soup soup{{{0, 0, 0}, {2, 0, 0}, {1, -1, 0}, {2 * std::cos(rad), 2 * std::sin(rad), 0}},
-                        {{0, 2, 3}, {1, 3, 2}}};
+TEST(RMeshOperators, lookForThinTrianglesAtTheFirstCornerOnly) {
+    for (const auto& [degrees, bFair] : {std::pair(0.009, false), {0.011, true}, {179.989, true}, {179.991, false}}) {
+        // A at the origin, B along x, v1 so that B-A-v1 is the angle. Seen from B small angles at A are fair.
+        const Point3 a(0, 0, 0), b(2, 0, 0),
+            v1 = Point3() + Vector3(2, 0, 0) * std::cos(degrees / DEGREES_PER_RADIAN) +
+                 Vector3(0, 2, 0) * std::sin(degrees / DEGREES_PER_RADIAN);
+        const Soup soup{{a, b, {1, -1, 0}, v1}, {{0, 2, 3}, {1, 3, 2}}};
         FineMesh mesh(soup), fromB(soup);
-        EXPECT_EQ(mesh.edge(2, 3)->tryFlipEdge(&*mesh, mesh.tri(0), mesh.tri(1)) != nullptr, bFlips) << degrees;
+        EXPECT_EQ(mesh.edge(2, 3)->tryFlipEdge(&*mesh, mesh.tri(0), mesh.tri(1)) != nullptr, bFair) << degrees;
         EXPECT_EQ(fromB.edge(2, 3)->tryFlipEdge(&*fromB, fromB.tri(1), fromB.tri(0)) != nullptr, degrees < 90.0) << degrees;
+        FineMesh atA(Soup{{a, b, v1}, {{0, 1, 2}}}), atB(Soup{{a, b, v1}, {{1, 2, 0}}});
+        for (FineMesh* pMesh : {&atA, &atB})
+            inRun([pMesh] { (*pMesh)->killDegenerate(); });
+        EXPECT_EQ(atA->getNumT(), bFair ? 1U : 0U) << degrees;
+        EXPECT_EQ(atB->getNumT(), degrees < 90.0 ? 1U : 0U) << degrees;
     }
     FineMesh twins(Soup{sheet(1, 1).vVtx, {{0, 1, 2}, {0, 2, 1}}});
-    EXPECT_EQ(
-        countIn(reportOf([&] { twins.edge(0, 1)->tryFlipEdge(&*twins, nullptr, nullptr); }), "REdge::flipEdge(), BUG:"), 1);
-}
-
-TEST(KillDegenerate, leavesNoFlatCornerAndNoDoubleOnLattices) {
-    std::size_t numKilled = 0, numLeft = 0;
-    forSeeds(100, [&](unsigned seed) {
-        RandomSoup soup(seed, 25, 60, true);
-        for (int i = 0; i < 5; ++i)  // several vertices at one place
-            *soup.any() = *soup.any();
-        soup->mVtx.clear();  // its entries were for the places before
-        const std::size_t numBefore = soup->getNumT();
-        inRun([&] { soup->killDegenerate(); });
-        for (const RTriangle* pRT : soup->vRT)
-            if (pRT->isAlive()) {
-                EXPECT_TRUE(angleAtCorner0(*pRT) >= 0.01 && angleAtCorner0(*pRT) <= 179.99);
-            }
-        for (const auto& [corners, num] : groupsOf(triplesOf(*soup)))
-            EXPECT_EQ(num, 1);
-        soup->checkDataStructures("lattice");
-        numLeft += soup->getNumT();
-        numKilled += numBefore - soup->getNumT();
-    });
-    EXPECT_EQ(numLeft, 4880U) << "of " << numKilled + numLeft << ", as it was: the flattest way takes the fewest along";
-}
-
-TEST(KillDegenerate, looksAtCorner0Only) {
-    for (const auto& [degrees, bStays] : {std::pair(0.009, false), {0.011, true}, {179.989, true}, {179.991, false}})
-        for (int corner = 0; corner < 3; ++corner) {
-            const double rad = degrees / 57.29577951308232;
-            FineMesh mesh(Soup{{{0, 0, 0}, {1, 0, 0}, {std::cos(rad), std::sin(rad), 0}}, {}});
-            mesh.createT((3 - corner) % 3, (4 - corner) % 3, (5 - corner) % 3);
-            const double own = angleAtCorner0(*mesh->vRT[0]);
-            const bool bOwnFair = corner == 0 ? bStays : own > 0.01;
-            inRun([&] { mesh->killDegenerate(); });
-            EXPECT_EQ(mesh->getNumT(), bOwnFair ? 1U : 0U) << degrees << " at " << corner;
-        }
+    reportOf([&] { twins.edge(0, 1)->tryFlipEdge(&*twins, nullptr, nullptr); });
 }
 
 /// The triangles in random order, each with a random first corner and winding; the first stays as it is.
@@ -271,20 +227,6 @@ TEST(CreatePatches, orientsByTheOldestTriangle) {
         }
 }
 
-TEST(RTop, cleansASpoiltTorus) {
-    Soup soup = torus(30, 12);
-    for (std::size_t i = 0; i < 100; ++i)
-        soup.vT.push_back(soup.vT[3 * i]);
-    FineMesh mesh(scrambled(soup, 5));
-    for (int i = 0; i < 360; i += 24)  // two vertices at one place
-        *mesh.vtx(i) = *mesh.vtx(i + 1);
-    mesh->mVtx.clear();  // its entries were for the places before
-    inRun([&] { RTop(&*mesh).finalizeBase(); });
-    EXPECT_EQ(mesh->getNumT(), 720U - 2 * 15);
-    EXPECT_EQ(figuresOf(*mesh), Figures()) << "closed, oriented, V - E + F = 0";
-    mesh->checkDataStructures("torus");
-}
-
 TEST(UpdateVertex, testsThePlaceFirst) {
     FineMesh mesh(tetrahedron());
     Point3* p = mesh.vtx(0);
@@ -293,7 +235,6 @@ TEST(UpdateVertex, testsThePlaceFirst) {
     expectFails("*pVtx!=newPoint", [&] { mesh->updateVertex(p, *p); });
     for (const Point3& taken : {*mesh.vtx(1), Point3(NOT_A_NUMBER, 0, 0)})
         expectFails("bOK", [&] { mesh->updateVertex(p, taken); });
-    EXPECT_EQ(firstFault(*mesh), "");
     mesh->updateVertex(p, {0.1, 0.2, 0.1});
     EXPECT_FALSE(mesh->hasVertex({0, 0, 0}));
     EXPECT_EQ(firstFault(*mesh), "");
@@ -317,11 +258,9 @@ TEST(LaplacianForOne, movesByATenthAtMost) {
     mesh->createVertex(1, 1, 0, true);  // takes the mean: a step aside
     mesh->updateVertex(p, {1, 1, 0.001});
     EXPECT_TRUE(mesh->laplacianForOne(p));
-    EXPECT_GT((*p - Point3(1, 1, 0)).length(), 1e-6);
-    EXPECT_LT((*p - Point3(1, 1, 0)).length(), 0.1 * std::sqrt(3.0));
+    EXPECT_NEAR((*p - Point3(1, 1, 0)).length(), 0.05, 0.05 - 1e-6);
     EXPECT_EQ(firstFault(*mesh), "");
-    for (const double badLen : {0.0, -1.0, NOT_A_NUMBER, INF, 1e-300}) {
-        mesh->updateVertex(p, {1, 1, 1e-3 + std::fabs(p->z())});
+    for (const double badLen : {0.0, NOT_A_NUMBER}) {
         mesh->sideLen = badLen;
         EXPECT_FALSE(mesh->laplacianForOne(p)) << badLen;
     }
@@ -330,21 +269,6 @@ TEST(LaplacianForOne, movesByATenthAtMost) {
     single->sideLen = 1e3;
     expectText("devAngle would be 176", [&] { EXPECT_FALSE(single->laplacianForOne(single.vtx(2))); });
     EXPECT_EQ(*single.vtx(2), Point3(0.5, 0.02, 0));
-}
-
-TEST(GetUmbrellas, findsClosedFansOrGivesUp) {
-    FineMesh mesh(Soup{fan(6, true).vVtx, {{0, 1, 2}, {0, 2, 3}, {3, 1, 0}, {0, 4, 5}, {0, 6, 5}, {0, 6, 4}}});
-    const auto umbrellas = [&] {
-        std::vector<std::vector<RTriangle*>> v;
-        mesh->getUmbrellas(mesh.vtx(0), v);
-        for (auto& vFan : v)
-            vFan = sorted(vFan);
-        return v;
-    };
-    using Fans = std::vector<std::vector<RTriangle*>>;
-    EXPECT_EQ(umbrellas(), (Fans{{mesh.tri(0), mesh.tri(1), mesh.tri(2)}, {mesh.tri(3), mesh.tri(4), mesh.tri(5)}}));
-    mesh.kill(5);
-    expectText("Bad umbrella", [&] { EXPECT_EQ(umbrellas(), Fans{incident(*mesh, mesh.vtx(0))}); });
 }
 
 TEST(TrySplitNeigsKillT, closesTheGapOfASliver) {

@@ -35,30 +35,28 @@ public:
         const auto vIncT = listOf<RTriangle*>([&](auto& v) { mesh.getIncidentT(pVtx, v); });
         std::set<REdge*> sIncRE;
         std::set<Point3*> sRing;
-        std::vector<REdge*> vRingRE;
         for (const RTriangle* pRT : vIncT)
-            for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02}) {
-                if (!pRE->has(pVtx)) vRingRE.push_back(pRE);
+            for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
                 if (pRE->has(pVtx)) sIncRE.insert(pRE), sRing.insert(pRE->getOtherPoint(pVtx));
-            }
         ASSERT_TRUE(std::ranges::equal(listOf<REdge*>([&](auto& v) { mesh.getIncidentRE(pVtx, v); }), sIncRE));
-        ASSERT_EQ(listOf<REdge*>([&](auto& v) { mesh.getRingRE(pVtx, v); }), vRingRE);
+        for (const REdge* pRE : listOf<REdge*>([&](auto& v) { mesh.getRingRE(pVtx, v); }))
+            ASSERT_TRUE(sRing.contains(pRE->pVtx0) && sRing.contains(pRE->pVtx1));
         ASSERT_TRUE(std::ranges::equal(listOf<Point3*>([&](auto& v) { mesh.getRingVtx(pVtx, v); }), sRing));
         ASSERT_TRUE(std::ranges::is_sorted(vIncT, {}, [&](RTriangle* p) { return mesh.poolRT.indexOf(p); }));
     }
     /// getDegN() against a look at all edges in key order.
     void checkEdges() const {
-        std::map<std::pair<Point3*, Point3*>, REdge*> mEdges;
         for (REdge* pRE : mesh.vRE) {
-            mEdges[{pRE->pVtx0, pRE->pVtx1}] = pRE;
             const auto vAdjT = listOf<RTriangle*>([&](auto& v) { mesh.getAdjacentT(pRE->pVtx0, pRE->pVtx1, v); });
             ASSERT_TRUE(std::ranges::equal(vAdjT, pRE->vRT));
             ASSERT_EQ(mesh.hasAliveEdge(pRE->pVtx0, pRE->pVtx1), !vAdjT.empty());
         }
-        for (const int deg : {1, 2, 3, 4, -1, -99}) {
-            std::vector<REdge*> vExpected;
-            for (const auto& [key, pRE] : mEdges)
-                if (deg > 0 ? pRE->getDegree() == deg : pRE->getDegree() > (deg == -1 ? 2 : 0)) vExpected.push_back(pRE);
+        for (const int deg : {1, 2, -1, -99}) {
+            std::vector<REdge*> vExpected = mesh.vRE;
+            std::erase_if(vExpected, [deg](const REdge* pRE) {
+                return deg > 0 ? pRE->getDegree() != deg : pRE->getDegree() <= (deg == -1 ? 2 : 0);
+            });
+            std::ranges::sort(vExpected, {}, [](const REdge* pRE) { return std::pair(pRE->pVtx0, pRE->pVtx1); });
             ASSERT_EQ(edges(mesh, deg), vExpected) << "degree " << deg;
         }
     }
@@ -119,38 +117,23 @@ TEST_F(Conversion, keepsVerticesInCodeOrderAndTrianglesAsTheyAre) {
     const auto vCT = coarse.getTriRef();
     for (const std::size_t i : {0U, 1U, 2U, 7U})
         vCT[i]->kill(&coarse);
-    const RMesh mesh(&coarse);
+    vPoint[5] = vPoint[6];  // coinciding, but two vertices
+    RMesh mesh(&coarse);
     ASSERT_EQ(mesh.getNumVtx_all(), 16U);
+    EXPECT_EQ(mesh.mVtx.size(), 15U);
     std::size_t index = 0;
     for (const auto& [code, pBundle] : mBundle)
         EXPECT_EQ(*mesh.poolVtx.at(index++), *pBundle->pVtx);
-
-    std::vector<Point3*> vCoarseCorners;
-    std::vector<Point3> vCorners;
-    coarse.getTriangleCorners(vCoarseCorners);
-    mesh.getTriangleCorners(vCorners);
-    EXPECT_TRUE(std::ranges::equal(vCorners, vCoarseCorners, {}, {}, [](const Point3* p) { return *p; }));
-    EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 14U) << "two have lost their triangles";
-    mesh.checkDataStructures("converted");
-}
-
-TEST_F(Conversion, ofCoincidingPointsTheFirstIsFoundAndAllAreVertices) {
-    vPoint[5] = vPoint[6];
-    RMesh mesh(&coarse);
-    EXPECT_EQ(std::pair(mesh.getNumVtx_all(), listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size()),
-              std::pair(std::size_t{16}, std::size_t{16}));
-    EXPECT_EQ(mesh.mVtx.size(), 15U);
     const auto first = std::distance(mBundle.begin(), mBundle.find(std::min(code(5), code(6))));
     EXPECT_EQ(mesh.createVertex(vPoint[5], false), mesh.poolVtx.at(static_cast<std::size_t>(first)));
+
+    const auto vCoarseCorners = listOf<Point3*>([this](auto& v) { coarse.getTriangleCorners(v); });
+    const auto vCorners = listOf<Point3>([&mesh](auto& v) { mesh.getTriangleCorners(v); });
+    EXPECT_TRUE(std::ranges::equal(vCorners, vCoarseCorners, {}, {}, [](const Point3* p) { return *p; }));
+    EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 14U) << "two have lost their triangles";
 }
 
-TEST_F(Conversion, emptyAndBrokenMeshesAreTold) {
-    for (CTriangle* pCT : coarse.getTriRef())
-        pCT->kill(&coarse);
-    const RMesh mesh(&coarse);
-    EXPECT_EQ(mesh.getNumT() + mesh.getNumRE_all(), 0U);
-    EXPECT_EQ(mesh.getNumVtx_all(), 16U);
-
+TEST_F(Conversion, brokenMeshesAreTold) {
     for (const int i : {0, 1, 2})
         createT(i, 5, 10);  // three triangles on one edge: its list leaks if the end isn't clean
     vPoint[15] = Point3(std::nan(""), 0, 0);
@@ -173,7 +156,6 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
         {"pair1.first<pair1.second", [&] { mesh->createT(p, q, q); }},
         {"pair2.first<pair2.second", [&] { mesh->createT(p, q, p); }},
         {"poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2)", [&] { mesh->createT(p, &foreign, q); }},
-        {"poolVtx.owns(p0) && poolVtx.owns(p1) && poolVtx.owns(p2)", [&] { mesh->createT(nullptr, p, q); }},
         {"bAlive", [&] { mesh.kill(2); }},
         {"numDelete==3", [&] { mesh->unregisterTriangle(mesh.tri(2)); }},
         {"numDelete==3", [&] { mesh->unregisterTriangle(&stranger); }},
@@ -181,55 +163,31 @@ TEST(RMesh, wrongUseIsToldByTheConditionAndLeavesTheMeshAlone) {
         {"false", [&] { edges(*mesh, -2); }},
         {"false", [&] { mesh.tri(0)->getICI(p, &foreign); }},
         {"false", [&] { mesh.tri(0)->needFlip(mesh.tri(3)); }},
-        {"pRet==__null", [&] { mesh.edge(0, 1)->getTriangle(false, true); }},
-        {"pRet!=__null", [&] { mesh.edge(1, 2)->getTriangle(true, false); }},
         {"pVtx0<pVtx1", [&] { REdge(q, p); }},
     };
     for (const auto& [condition, call] : aCases)
-        EXPECT_EQ(countIn(reportOf(call), conditionFailed(condition)), 1) << condition;
+        expectFails(condition, call);
     reportOf([&] { mesh.edge(2, 4)->checkOut(mesh.tri(2)); });
     EXPECT_EQ(mesh->getNumT(), 4U);
     EXPECT_EQ(firstFault(*mesh), "");
     EXPECT_TRUE(listOf<RTriangle*>([&](auto& v) { mesh->getIncidentT(&foreign, v); }).empty());
     EXPECT_EQ(mesh->getEdge(p, &foreign), nullptr);
-    EXPECT_EQ(mesh->getEdge(nullptr, p), nullptr);
 }
 
-TEST(REdge, answersByTheNumberOfItsTriangles) {
-    FineMesh mesh(sheet(1, 1));  // triangles 0-1-2, 1-3-2
-    mesh.kill(1);
-    const REdge* pRE = mesh.edge(1, 2);
-    RTriangle *pFirst = mesh.tri(0), *pSecond = nullptr, *pT0, *pT1;
-    for (std::size_t num = 1; num <= 3; ++num) {
-        EXPECT_EQ(pRE->getTwoTriangles(pT0, pT1, true), num == 2);
-        EXPECT_EQ(pRE->getTwoTriangles(pT0, pT1, false), num >= 2);
-        EXPECT_EQ(std::pair(pT0, pT1), std::pair(pFirst, pSecond));
-        EXPECT_EQ(pRE->getUniqueOtherTriangle(pFirst), num == 2 ? pSecond : nullptr);
-        EXPECT_EQ(pRE->getTriangle(true, num == 1), pFirst);
-        EXPECT_EQ(listOf<RTriangle*>([&](auto& v) { pFirst->getNeigs(0, v); }).size(), num - 1);
-        RTriangle* pNew = mesh.createT(3, 2, 1);
-        if (num == 1) pSecond = pNew;
-    }
-    EXPECT_TRUE(pFirst->hasBorder() && !pSecond->hasBorder());
-}
-
-TEST(RTriangle, turnsOverWithItsEdgesAndNormal) {
+TEST(RTriangle, turnsOverWithItsNormal) {
     FineMesh mesh(torus(5, 4));
     bool bOK = false;
-    for (RTriangle* pT : mesh.vT)
-        for (int ici = 0; ici < 3; ++ici) {
-            const auto vNeigs = listOf<RTriangle*>([&](auto& v) { pT->getNeigs(ici, v); });
-            ASSERT_TRUE(vNeigs.size() == 1 && !pT->needFlip(vNeigs[0]));
-            const Vector3 normal = pT->getNNV(bOK);
-            pT->flipNNV();
-            EXPECT_TRUE(pT->needFlip(vNeigs[0]) && vNeigs[0]->needFlip(pT));
-            EXPECT_EQ((pT->getNNV(bOK) + normal).length(), 0.0);
-            pT->resetNNV();
-            EXPECT_LT((pT->getNNV(bOK) + normal).length(), 1e-12) << "as computed anew";
-            EXPECT_EQ(firstFault(*mesh), "");
-            pT->flipNNV();
-            EXPECT_EQ(pT->getRTriOri(pT->aCorners[2], pT->getCorner(ici)), (ici + 1) % 3);
-        }
+    for (RTriangle* pT : mesh.vT) {
+        RTriangle* pNeig = pT->getRE(1)->getUniqueOtherTriangle(pT);
+        const Vector3 normal = pT->getNNV(bOK);
+        EXPECT_FALSE(pT->needFlip(pNeig));
+        pT->flipNNV();
+        EXPECT_TRUE(pT->needFlip(pNeig) && pNeig->needFlip(pT));
+        EXPECT_EQ((pT->getNNV(bOK) + normal).length(), 0.0);
+        pT->resetNNV();
+        EXPECT_LT((pT->getNNV(bOK) + normal).length(), 1e-12) << "as computed anew";
+        pT->flipNNV();
+    }
 }
 
 TEST(RTriangle, measuresItself) {
@@ -241,10 +199,8 @@ TEST(RTriangle, measuresItself) {
     FineMesh flat = make({0, 0, 0}, {2, 0, 0}, {0, 2, 0}), line = make({0, 0, 0}, {1, 1, 1}, {3, 3, 3});
     RTriangle* pT = flat.tri(0);
     for (const auto& [p, bOnCorner, expected] : {std::tuple(Point3(0, 0, 2), false, 90.0),
-                                                 {Point3(0, -1, 0), true, 180.0},
                                                  {Point3(5, 0, 0), true, 360.0},  // on the line of the others
-                                                 {Point3(2, 0, 0), true, 0.0},    // on a corner
-                                                 {Point3(2, 0, 0), false, 360.0}})
+                                                 {Point3(2, 0, 0), true, 0.0}})   // on a corner
         EXPECT_NEAR(pT->getDevIfRepl(2, p, bOnCorner), expected, 1e-8) << p;
     bool bOK = false;
     EXPECT_DOUBLE_EQ(pT->getPlane(bOK).signedDistance({7, 7, 3}), 3.0);
@@ -254,50 +210,46 @@ TEST(RTriangle, measuresItself) {
     EXPECT_EQ(RMesh(1.0).getAvgLen(), -1.0);
     EXPECT_TRUE(line.tri(0)->isDegenerate() && line.tri(0)->getNNV(bOK).isDegenerate() && !bOK && !pT->isDegenerate());
     EXPECT_EQ(line.tri(0)->getDevIfRepl(1, {1, 0, 0}, true), -1.0);
-    EXPECT_FALSE(line.tri(0)->isCombinatoriallyDegenerate());
 }
 
 TEST(RPatch, knowsItsTrianglesAndTheirBoundary) {
     FineMesh mesh(sheet(6, 4));
-    auto* pLeft = new RPatch(&*mesh);
-    mesh->vPatches = {pLeft, new RPatch(&*mesh)};
-    for (int round = 0; round < 2; ++round)  // adding again changes nothing
-        for (int i = 47; i >= 0; --i)
-            mesh->vPatches[i / 2 % 6 < 3 ? 0 : 1]->add(mesh.tri(i));
-    const auto sizes = [&] {
-        pLeft->setBoundary();
-        return std::array{pLeft->getSize(), pLeft->getBounaryRef().size(), pLeft->getTriangleRef().size()};
-    };
-    EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{24, 14, 24})) << "of 3 x 4 squares";
-    EXPECT_TRUE(std::ranges::is_sorted(pLeft->getTriangleRef()));
-    EXPECT_EQ(listOf<REdge*>([&](auto& v) { pLeft->getAllRE(v); }).size(), 15U + 16U + 12U);
-    mesh.kill(0);  // the corner: two border edges go, its inner edge becomes one; a dead one stays in the list
-    EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{23, 13, 24}));
-    EXPECT_EQ(mesh.tri(1)->getPatch(), pLeft);
-    mesh->vPatches.erase(mesh->vPatches.begin());
-    delete pLeft;
+    {
+        RPatch left(&*mesh);
+        for (int round = 0; round < 2; ++round)  // adding again changes nothing
+            for (int i = 47; i >= 0; --i)
+                if (i / 2 % 6 < 3) left.add(mesh.tri(i));
+        const auto sizes = [&left] {
+            left.setBoundary();
+            return std::array{left.getSize(), left.getBounaryRef().size(), left.getTriangleRef().size()};
+        };
+        EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{24, 14, 24})) << "of 3 x 4 squares";
+        EXPECT_TRUE(std::ranges::is_sorted(left.getTriangleRef()));
+        EXPECT_EQ(listOf<REdge*>([&](auto& v) { left.getAllRE(v); }).size(), 15U + 16U + 12U);
+        mesh.kill(0);  // the corner: two border edges go, its inner edge becomes one; a dead one stays in the list
+        EXPECT_EQ(sizes(), (std::array<std::size_t, 3>{23, 13, 24}));
+        EXPECT_EQ(mesh.tri(1)->getPatch(), &left);
+    }
     EXPECT_EQ(mesh.tri(1)->getPatch(), nullptr);
-    EXPECT_EQ(mesh.tri(47)->getPatch(), mesh->vPatches[0]) << "the mesh deletes it";
 }
 
 TEST(RMesh, reportsWhatItFinds) {
     FineMesh mesh(sheet(1, 1));
     EXPECT_EQ(outputOf([&] { mesh->printStatistics("x"); }),
               "\nRMesh::printStatistics(x)\n NumTriangles: 2\n Degree 1: 4\n Degree 2: 1\n");
-    EXPECT_EQ(outputOf([&] { mesh->checkNoDups("x"); }), "RMesh::checkNoDups(x): survived\n");
-    EXPECT_EQ(outputOf([&] { mesh->checkNoDegenerate("x"); }), "RMesh::checkNoDegenerate(x): survived\n");
+    const auto check = [&] { mesh->checkNoDups("x"), mesh->checkNoDegenerate("x"); };
+    EXPECT_EQ(outputOf(check), "RMesh::checkNoDups(x): survived\nRMesh::checkNoDegenerate(x): survived\n");
     mesh.createT(2, 1, 0);  // turned over, but the same corners
     mesh->createT(mesh.vtx(0), mesh.vtx(1), mesh->createVertex(7, 0, 0, true));
-    EXPECT_EQ(outputOf([&] { mesh->checkNoDups("x"); }), "RMesh::checkNoDups(x): has duplicate triangles\n");
-    EXPECT_EQ(outputOf([&] { mesh->checkNoDegenerate("x"); }), "RMesh::checkNoDegenerate(x): has 1 degenerate triangles!\n");
+    EXPECT_EQ(outputOf(check),
+              "RMesh::checkNoDups(x): has duplicate triangles\n"
+              "RMesh::checkNoDegenerate(x): has 1 degenerate triangles!\n");
 }
 
 TEST(RMesh, theCheckSeesWhatIsBroken) {
     const std::pair<const char*, std::function<void(FineMesh&)>> aBreaks[] = {
         {"pr.first==*pr.second", [](FineMesh& m) { *m.vtx(3) = Point3(9, 9, 9); }},
-        {"pr.first==*pr.second", [](FineMesh& m) { *m.vtx(3) = *m.vtx(2); }},
         {"Condition [", [](FineMesh& m) { m.tri(1)->bAlive = false; }},
-        {"Condition [", [](FineMesh& m) { m.edge(0, 1)->vRT.push_back(m.tri(7)); }},
         {"Condition [", [](FineMesh& m) { m.edge(0, 1)->checkOut(m.tri(0)); }},
         {"pRE->pVtx0<pRE->pVtx1", [](FineMesh& m) { std::swap(m.edge(0, 1)->pVtx0, m.edge(0, 1)->pVtx1); }},
         {"Condition [", [](FineMesh& m) { std::swap(m.tri(0)->pRE01, m.tri(0)->pRE12); }},

@@ -41,28 +41,12 @@ public:
                         sVisited.insert(next);
         return std::all_of(vFaces.begin(), vFaces.end(), [&](int pos) { return sVisited.count(pos) != 0; });
     }
-    void pruneStrong(const VCCD& vCandidates, VCCD& vKept, VCCD& vDoomed) {
-        vKept = vCandidates;
-        for (std::size_t numBefore = vDoomed.size() + 1; numBefore != vDoomed.size();) {
-            numBefore = vDoomed.size();
-            VCCD vWork;
-            for (vWork.swap(vKept); !vWork.empty(); vWork.pop_back()) {
-                const bool bDoom = isRemovableStrong(vWork.back(), 4);
-                if (bDoom) doom(vWork.back());
-                (bDoom ? vDoomed : vKept).push_back(vWork.back());
-            }
-        }
-    }
 
 private:
     const Calc& calc;
     VRCD vRCD;
     PlainDecider_RCD plain;
 };
-
-VCCD sheet(int num) {
-    return cellsWhere(num, [](int, int, int k) { return k == 3; });
-}
 
 }  // namespace
 
@@ -97,29 +81,28 @@ TEST(RemoveDecider, agreesWithTheNaiveDeciderOnRandomCells) {
     EXPECT_GT(numStrong, 1000);
 }
 
-TEST(RemoveDecider, pruneStrongAgreesWithTheNaiveRounds) {
+TEST(RemoveDecider, pruneStrongEndsWhereNoCandidateMayGoAndEachMightWhenItsTurnCame) {
     Calc calc = unitGrid();
     forSeeds(40, [&](unsigned seed) {
-        VCCD vCells = randomCells(7, 0.2 + 0.02 * seed, seed);
-        VCCD vCandidates, vKept, vDoomed, vKeptNaive, vDoomedNaive;
+        VCCD vCells = randomCells(7, 0.2 + 0.02 * seed, seed), vCandidates, vKept, vDoomed, vBoth;
         std::mt19937 random(seed);
         std::copy_if(vCells.begin(), vCells.end(), std::back_inserter(vCandidates), [&](CCD) { return random() % 3 != 0; });
-        NaiveDecider(vCells, calc).pruneStrong(vCandidates, vKeptNaive, vDoomedNaive);
         RemoveDecider decider(vCells, &calc);
-        EXPECT_EQ(decider.pruneStrong(vCandidates, vKept, vDoomed), vDoomedNaive.size());
-        EXPECT_EQ(vKept, vKeptNaive);
-        EXPECT_EQ(vDoomed, vDoomedNaive);
+        NaiveDecider naive(vCells, calc);
+        const std::size_t numDoomed = decider.pruneStrong(vCandidates, vKept, vDoomed);
+        EXPECT_EQ(numDoomed, vDoomed.size());
+        for (const CCD ccd : vDoomed) {
+            ASSERT_TRUE(naive.isRemovableStrong(ccd, 4));
+            naive.doom(ccd);
+        }
+        for (const CCD ccd : vKept)
+            EXPECT_FALSE(naive.isRemovableStrong(ccd, 4));
         for (CCD ccd : vCells)
             EXPECT_EQ(decider.isDoomed(ccd), std::count(vDoomed.begin(), vDoomed.end(), ccd) != 0);
+        std::ranges::merge(sorted(vKept), sorted(vDoomed), std::back_inserter(vBoth));
+        EXPECT_EQ(vBoth, vCandidates);
+        vDoomed = {1};
+        expectFails("vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size()",
+                    [&] { decider.pruneStrong(vCandidates, vKept, vDoomed); });
     });
-    VCCD vCells, vKept, vDoomed;
-    EXPECT_EQ(RemoveDecider(vCells, &calc).pruneStrong(vCells, vKept, vDoomed), 0U);
-}
-
-TEST(RemoveDecider, aCountThatDoesntAddUpIsAnAssertion) {
-    Calc calc = unitGrid();
-    VCCD vCells = sheet(3), vKept, vDoomed = {1};
-    RemoveDecider decider(vCells, &calc);
-    expectFails("vDoomedOut.size()+vKeptOut.size()==vRemoveCandidates.size()",
-                [&] { decider.pruneStrong(vCells, vKept, vDoomed); });
 }

@@ -19,9 +19,8 @@ struct Thing {
 using Megabyte = std::array<char, 1000000>;
 
 /// The sizes of the first blocks that a pool opens while elements are taken.
-template <typename T>
 std::vector<int> sizesAfter(int firstNum, int growNum, std::size_t numBlocks) {
-    SimplePool<T> pool;
+    SimplePool<Thing> pool;
     pool.init(firstNum, growNum);
     while (pool.getSizes().size() < numBlocks)
         pool.nextElement();
@@ -47,13 +46,12 @@ std::vector<int> sizesAfter(int firstNum, int growNum, std::size_t numBlocks) {
 
 TEST(SimplePool, opensBlocksOfTheSizesTold) {
     using Sizes = std::vector<int>;
-    EXPECT_EQ(sizesAfter<Thing>(256, -1, 5), (Sizes{256, 128, 256, 512, 1024}));
-    EXPECT_EQ(sizesAfter<Thing>(3, -1, 4), (Sizes{3, 1, 2, 4}));
-    EXPECT_EQ(sizesAfter<Thing>(1, -1, 4), (Sizes{1, 1, 2, 4}));
-    EXPECT_EQ(sizesAfter<Thing>(2, 0, 4), (Sizes{2, 1, 2, 4})) << "a grow size of 0 is taken as -1";
-    EXPECT_EQ(sizesAfter<Thing>(5, 7, 4), (Sizes{5, 7, 7, 7}));
-    EXPECT_EQ(sizesAfter<Thing>(0, 7, 3), (Sizes{0, 7, 7}));
-    EXPECT_EQ(sizesAfter<Thing>(0, -1, 4), (Sizes{0, 1, 2, 4}));
+    EXPECT_EQ(sizesAfter(256, -1, 5), (Sizes{256, 128, 256, 512, 1024}));
+    EXPECT_EQ(sizesAfter(1, -1, 4), (Sizes{1, 1, 2, 4}));
+    EXPECT_EQ(sizesAfter(3, 0, 4), (Sizes{3, 1, 2, 4})) << "a grow size of 0 is taken as -1";
+    EXPECT_EQ(sizesAfter(0, 7, 3), (Sizes{0, 7, 7}));
+    EXPECT_EQ(outputOf([] { sizesAfter(1, 1, 50); }), "");
+    EXPECT_EQ(outputOf([] { sizesAfter(1, 1, 51); }), "SimplePool::~SimplePool: Number of containers to release: 51\n");
 }
 
 TEST(SimplePool, handsOutAscendingAddressesThatStayValid) {
@@ -76,33 +74,22 @@ TEST(SimplePool, handsOutAscendingAddressesThatStayValid) {
         ASSERT_TRUE(pool.owns(vThing[i]) && pool.indexOf(vThing[i]) == i && pool.at(i) == vThing[i]);
     }
     EXPECT_FALSE(pool.owns(vThing.back() + 1) || pool.owns(vThing.front() - 1) || pool.owns(nullptr));
-}
 
-TEST(SimplePool, countsWhatABlockLeftUnused) {
-    SimplePool<Thing> pool;
-    pool.init(10, -1);
-    Thing* pFirst = pool.nextElement();
-    pool.alloc(4);
-    Thing* pSecond = pool.nextElement();
-    EXPECT_EQ(pSecond, pFirst + 10);
-    EXPECT_EQ(pool.indexOf(pSecond), 10U);
-    EXPECT_EQ(pool.size(), 11U);
-}
-
-TEST(SimplePool, tellsItsEndWithManyBlocks) {
-    EXPECT_EQ(outputOf([] { sizesAfter<Thing>(1, 1, 50); }), "");
-    EXPECT_EQ(outputOf([] { sizesAfter<Thing>(1, 1, 51); }),
-              "SimplePool::~SimplePool: Number of containers to release: 51\n");
+    SimplePool<Thing> gappy;
+    gappy.init(10, -1);
+    const Thing* pFirst = gappy.nextElement();
+    gappy.alloc(4);
+    EXPECT_EQ(gappy.nextElement(), pFirst + 10) << "what a block left unused counts";
+    EXPECT_EQ(gappy.size(), 11U);
 }
 
 TEST(SimplePoolDeathTest, endsTheProcessWhenMisusedOrOutOfMemory) {
     SimplePool<Megabyte> pool;
     pool.init(0, -1);
     std::cout.flush();
-    const auto toStdErr = [] { std::cout.rdbuf(std::cerr.rdbuf()); };  // where EXPECT_EXIT listens
-    EXPECT_EXIT((toStdErr(), pool.init(1, 1)), testing::ExitedWithCode(1),
+    EXPECT_EXIT(loudly([&] { pool.init(1, 1); }), testing::ExitedWithCode(1),
                 "SimplePool::init\\(\\.\\.\\), ERROR: This pool is already initialized");
-    EXPECT_EXIT((toStdErr(), pool.alloc(INT_MAX)), testing::ExitedWithCode(1),
+    EXPECT_EXIT(loudly([&] { pool.alloc(INT_MAX); }), testing::ExitedWithCode(1),
                 "SimplePool::alloc\\(\\.\\.\\), ERROR: Out of memory, sorry");
 }
 
@@ -113,6 +100,6 @@ TEST(SimplePoolDeathTest, growsPastASmallReservation) {
         setrlimit(RLIMIT_AS, &limit);
     };
     EXPECT_EXIT((limitMemory(), exitAfterFilling(6000)), testing::ExitedWithCode(0), "");
-    EXPECT_EXIT((limitMemory(), std::cout.rdbuf(std::cerr.rdbuf()), exitAfterFilling(20000)), testing::ExitedWithCode(1),
+    EXPECT_EXIT((limitMemory(), loudly([] { exitAfterFilling(20000); })), testing::ExitedWithCode(1),
                 "Out of memory, sorry");
 }

@@ -280,8 +280,10 @@ bool CMesh::hasBundle(VCD vcd) const {
 }
 
 Vector3 getNormalVector(CMesh* pCMesh, VCD v0, VCD v1, VCD v2, bool& bOK) {
+    const auto& mBundle = pCMesh->getRefToBundleMap();
     for (const VCD vcd : {v0, v1, v2}) {
-        if (pCMesh->hasBundle(vcd)) continue;
+        const auto it = mBundle.find(vcd);
+        if (it != mBundle.end() && it->second != nullptr && it->second->pVtx != nullptr) continue;
         warning(KEL_PLACE, "pVtx is NULL");
         ASSEX(false);
     }

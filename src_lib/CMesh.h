@@ -227,7 +227,7 @@ public:
     /// Some vertex in the table has a coordinate that isn't a number.
     bool hasNaN(const std::string& name) const;
 
-    Voro* pVoro;  ///< not owned, may be null
+    Voro* pVoro;  ///< not owned; null for a mesh of an Extractor, as that of a run is
     Calc* pCalc;  ///< not owned, unless the mesh is self-contained
     std::map<CCD, Bundle*>& mCCDBundle;
     std::map<CCD, Bundle*> mLocalCCDBundle;

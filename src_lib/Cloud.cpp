@@ -179,6 +179,7 @@ void Cloud::getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint,
 }
 
 void Cloud::orgPruning(VRCDPoint& vRCDPoint, VRCD& vAllRCDOut, VRCD& vRemainingRCDPoint) {
+    sortMT(vAllRCDOut.begin(), vAllRCDOut.end());
     vRemainingRCDPoint = thinToSheet(vAllRCDOut, vRCDPoint, *pCalc);
 }
 

@@ -76,7 +76,7 @@ public:
     void cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut);
     /// onePointPerCell(). vAllRCDOut: replaced by the codes.
     void getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint, VRCD& vAllRCDOut);
-    /// thinToSheet().
+    /// thinToSheet(); sorts vAllRCDOut.
     void orgPruning(VRCDPoint& vRCDPoint, VRCD& vAllRCDOut, VRCD& vRemainingRCDPoint);
     /// doomFlatRims().
     void postBorderPruning(RemoveDecider_RCD& decider, VRCDPoint& vRCDPoint);

@@ -90,15 +90,15 @@ void Component::defineBounds(int margin) {
 }
 
 void Component::assignFirstDistances() {
-    seedFromSheet(*this, *cornerStore);
+    seedFromSheet(*this, getStore());
 }
 
 void Component::assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign) {
-    seedStrip(vStrip, sign, *pRCDPoint, *cornerStore);
+    seedStrip(vStrip, sign, *pRCDPoint, getStore());
 }
 
 void Component::getZeroRCD(VRCDPoint& vOut) {
-    for (auto& [rcd, mean] : zerosOf(*cornerStore, *pCalc)) {
+    for (auto& [rcd, mean] : zerosOf(getStore(), *pCalc)) {
         if (std::binary_search(vCells.begin(), vCells.end(), rcd)) continue;
         pCalc->adaptPointToRCD(rcd, mean);
         vOut.emplace_back(rcd, mean);

@@ -38,13 +38,17 @@ void Facet::fetchNeig(const VRCD& vCells, int edge, Facet& out) const {
         out = Facet(rcd, row[8], -1, -1);
 }
 
-Facet* Facet::fetchNeigPtr(const VRCD& vCells, std::vector<Facet>& vVisibleFacets, int edge) const {
+std::size_t Facet::fetchNeigPosition(const VRCD& vCells, const std::vector<Facet>& vVisibleFacets, int edge) const {
     Facet neigFacet;
     fetchNeig(vCells, edge, neigFacet);
     const auto q_it = std::lower_bound(vVisibleFacets.begin(), vVisibleFacets.end(), neigFacet);
     ASSEX(q_it!=vVisibleFacets.end());
     ASSEX(*q_it==neigFacet);
-    return &*q_it;
+    return static_cast<std::size_t>(q_it - vVisibleFacets.begin());
+}
+
+Facet* Facet::fetchNeigPtr(const VRCD& vCells, std::vector<Facet>& vVisibleFacets, int edge) const {
+    return &vVisibleFacets[fetchNeigPosition(vCells, vVisibleFacets, edge)];
 }
 
 }  // namespace TARN_KEL

@@ -2,6 +2,7 @@
 
 #include <array>
 #include <compare>
+#include <cstddef>
 #include <cstdint>
 #include <utility>
 #include <vector>
@@ -41,7 +42,10 @@ struct Facet {
     void fetchEdge(int edge, EdgePair& out) const;
     /// The neighbour across an edge on the surface of the sorted cells vCells; its color and state stay -1. O(log n).
     void fetchNeig(const VRCD& vCells, int edge, Facet& out) const;
-    /// The same as an element of vVisibleFacets, which holds all facets of vCells in order. O(log n).
+    /// The same as a position in vVisibleFacets, which holds all facets of vCells in order. Assertions fail when it isn't
+    /// there. O(log n).
+    std::size_t fetchNeigPosition(const VRCD& vCells, const std::vector<Facet>& vVisibleFacets, int edge) const;
+    /// The same as an element of vVisibleFacets.
     Facet* fetchNeigPtr(const VRCD& vCells, std::vector<Facet>& vVisibleFacets, int edge) const;
 
     bool operator==(const Facet& other) const { return rcd == other.rcd && idx == other.idx; }

@@ -200,10 +200,13 @@ TEST(Inflation, whereBothSignsMeetWeightsDecideAndElsewhereSevenStepsAreMade) {
     EXPECT_FLOAT_EQ(store.find(packedAt(500, 500, 500))->weight, 1.5F / 2.0F);
     EXPECT_EQ(store.find(packedAt(502, 500, 500))->weight, 0.5F) << "as its only neighbour";
 
+    alone.pMaster->defineBounds(40);
     alone.pMaster->defineBounds(30);
     EXPECT_EQ((std::array{alone.pMaster->minX, alone.pMaster->maxX}), (std::array{470, 530}));
     alone.seed(packedAt(500, 500, 500), 0.1F, 1.0F);
     alone.pMaster->inflateCtrl2();
     EXPECT_NE(alone.pMaster->cornerStore->find(packedAt(507, 500, 500)), nullptr);
     EXPECT_EQ(alone.pMaster->cornerStore->find(packedAt(508, 500, 500)), nullptr);
+    VRCDPoint vOut;
+    expectFails("cornerStore!=__null", [&] { alone.vSheets.front()->getZeroRCD(vOut); });
 }

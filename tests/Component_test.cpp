@@ -323,4 +323,26 @@ TEST(Component, floodsPartOnlyAtFacetsThatLieAcrossTheSheet) {
     }
 }
 
+TEST(Component, findsNeighboursAmongTheFacetsOfTheMoment) {
+    const VRCD vCells = raggedSheet(16, 2);
+    VRCD vTurned;
+    for (const RCD rcd : vCells)
+        vTurned.push_back(packRCD(getY_RCD(rcd), getX_RCD(rcd), getZ_RCD(rcd)));
+    std::sort(vTurned.begin(), vTurned.end());
+    const SheetCase sheet(vCells), turned(vTurned);
+    auto& vFacets = sheet.pSheet->vVisibleFacets;
+    sheet.pSheet->vCells = turned.pSheet->vCells;
+    vFacets = turned.pSheet->vVisibleFacets;  // as many as before
+    for (std::size_t i = 0; i < vFacets.size(); ++i)
+        ASSERT_EQ(sheet.pSheet->cc_getWeight(&vFacets[i], 0, 1),
+                  turned.pSheet->cc_getWeight(&turned.pSheet->vVisibleFacets[i], 0, 1));
+    sheet.pSheet->eliminateBorderIslands();
+    turned.pSheet->eliminateBorderIslands();
+    EXPECT_EQ(colorsOf(vFacets), colorsOf(turned.pSheet->vVisibleFacets));
+    vFacets.erase(vFacets.begin() + 7);
+    expectFails("*q_it==neigFacet", [&] { sheet.pSheet->eliminateBorderIslands(); });
+    vFacets.pop_back();
+    expectFails("q_it!=vVisibleFacets.end()", [&] { sheet.pSheet->cc_getWeight(&vFacets.back(), 0, 1); });
+}
+
 }  // namespace

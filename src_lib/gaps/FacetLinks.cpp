@@ -70,7 +70,8 @@ FacetLinks::FacetLinks(const VRCD& vCells, const std::vector<Facet>& vFacets) : 
                 neig = sides.find(places[row.coplanar], row.coplanarFacet);
             else
                 neig = sides.find(places[Walk::CENTRE], row.ownFacet);
-            ASSEX(neig!=CellSides::NONE);
+            if (neig == CellSides::NONE)  // the search tells what is missing, and fails
+                neig = static_cast<Position>(facet.fetchNeigPosition(vCells, vFacets, static_cast<int>(edge)));
             vNeigs[position][edge] = neig;
         }
     }

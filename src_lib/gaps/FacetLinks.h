@@ -46,20 +46,18 @@ private:
 class FacetLinks {
 public:
     using Position = CellSides::Position;
+    using Neigs = std::array<Position, 4>;
 
-    FacetLinks() = default;
     /// vCells: sorted, unique.
-    /// vFacets: all of their visible facets, sorted. Throws (assertion) when one is missing.
+    /// vFacets: all of their visible facets, sorted. Throws as Facet::fetchNeigPosition() when one is missing.
     /// Cost: O(n).
     FacetLinks(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
     /// The positions of the neighbours across edges 0 to 3.
-    const std::array<Position, 4>& operator[](std::size_t position) const { return vNeigs[position]; }
-    /// The number of facets.
-    std::size_t size() const { return vNeigs.size(); }
+    const Neigs& operator[](std::size_t position) const { return vNeigs[position]; }
 
 private:
-    std::vector<std::array<Position, 4>> vNeigs;
+    std::vector<Neigs> vNeigs;
 };
 
 }  // namespace TARN_KEL

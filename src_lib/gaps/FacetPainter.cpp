@@ -175,11 +175,10 @@ int FacetPainter::blockColor(const State& state, int minCount, bool bAllowTie) c
 
 // ---- By weight ----------------------------------------------------------------------------------------------------------
 
-FacetPainter::Proposal FacetPainter::propose(const std::vector<Facet>& vFacets, const FacetLinks& links,
-                                             std::size_t position, int lower, int upper) {
-    const Facet& facet = vFacets[position];
+FacetPainter::Proposal FacetPainter::propose(const std::vector<Facet>& vFacets, const FacetLinks::Neigs& neigs,
+                                             const Facet& facet, int lower, int upper) {
     double ofLower = 0.0, ofUpper = 0.0;
-    for (const Position i : links[position]) {
+    for (const Position i : neigs) {
         const Facet& neig = vFacets[i];
         if ((neig.color != lower && neig.color != upper) || neig.rcd == facet.rcd) continue;
         const bool bHeavy = neig.idx == facet.idx || neig.state != FACET_STATE_BORDER;

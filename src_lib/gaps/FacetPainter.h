@@ -49,7 +49,7 @@ public:
     /// The color that the neighbours of a facet propose. A neighbour on the same side or of an inner cell weighs 10, others
     /// weigh 1; those of other colors and on the same cell don't count. With both colors around, the one that alone reaches
     /// 10 is proposed.
-    static Proposal propose(const std::vector<Facet>& vFacets, const FacetLinks& links, std::size_t position, int lower,
+    static Proposal propose(const std::vector<Facet>& vFacets, const FacetLinks::Neigs& neigs, const Facet& facet, int lower,
                             int upper);
 
 private:
@@ -68,7 +68,9 @@ private:
 
     Facet& facetOf(Item item) const { return vVisibleFacets[vState[item].position]; }
     bool isPainted(int color) const { return color == lower || color == upper; }
-    Proposal proposalOf(Item item) const { return propose(vVisibleFacets, links, vState[item].position, lower, upper); }
+    Proposal proposalOf(Item item) const {
+        return propose(vVisibleFacets, links[vState[item].position], facetOf(item), lower, upper);
+    }
     void linkBlocks();
     template <typename Visit>
     void forSameSide(const std::vector<Item>& vByPosition, const Visit& visit) const;

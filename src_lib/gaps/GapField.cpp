@@ -116,7 +116,14 @@ GapField::GapField(Calc* pGrid, int growSteps)
       sideLen(static_cast<float>(pGrid->getSideLen())),
       halfSideLen(0.5F * sideLen) {}
 
+CornerStore& GapField::getStore() const {
+    ASSEX(cornerStore!=NULL);
+    return *cornerStore;
+}
+
 void GapField::setBounds(const VRCD& vCells, int margin) {
+    minX = minY = minZ = INT_MAX;
+    maxX = maxY = maxZ = 0;
     for (const RCD rcd : vCells) {
         const auto [x, y, z] = coordinatesOf(rcd);
         minX = std::min(minX, x);
@@ -144,27 +151,28 @@ void GapField::inflateCtrl2() {
 bool GapField::inflateOneStep2() {
     std::vector<Corner*> vFront;
     infl_createFront(vFront);
-    Front front(std::move(vFront), *cornerStore, sideLen);
+    Front front(std::move(vFront), getStore(), sideLen);
     return !growRing(front);
 }
 
 void GapField::infl_createFront(std::vector<Corner*>& vOut) {
+    CornerStore& store = getStore();
     VRCC vEmitters, vNew;
-    cornerStore->getFront(FRONT_CELLS * sideLen, vEmitters);
+    store.getFront(FRONT_CELLS * sideLen, vEmitters);
     const auto isInBounds = [this](RCC rcc) {
         const auto [x, y, z] = coordinatesOf(rcc);
         return x >= minX && x <= maxX && y >= minY && y <= maxY && z >= minZ && z <= maxZ;
     };
     for (const RCC rcc : vEmitters)
-        if (isInBounds(rcc)) cornerStore->getMissingNeigs(*cornerStore->find(rcc), vNew);
+        if (isInBounds(rcc)) store.getMissingNeigs(*store.find(rcc), vNew);
     oneInstanceOfNumbers(vNew);
     for (const RCC rcc : vNew)
-        vOut.push_back(cornerStore->createCorner(rcc));
+        vOut.push_back(store.createCorner(rcc));
 }
 
 void GapField::lowPass2(int numIter, bool bUseWeights) {
     if (numIter < 1) return;
-    CornerLowPass lowPass(cornerStore->getCornersRef(), halfSideLen, bUseWeights);
+    CornerLowPass lowPass(getStore().getCornersRef(), halfSideLen, bUseWeights);
     for (int i = 0; i < numIter; ++i)
         lowPass.runRound();
     lowPass.store();

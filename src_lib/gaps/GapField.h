@@ -26,6 +26,9 @@ struct GapField {
     /// An empty field. growSteps: the largest number of steps that it grows.
     GapField(Calc* pGrid, int growSteps);
 
+    /// The field. Fails (assertion) where there is none, as do all operations below but setBounds().
+    CornerStore& getStore() const;
+
     /// Sets the box in which the field may grow: that of the cells, and margin cells more on each side, but not below 0.
     void setBounds(const VRCD& vCells, int margin);
 
@@ -48,7 +51,7 @@ struct GapField {
     int numGrowSteps = 0;                                ///< 0 for none
     int minX = INT_MAX, minY = INT_MAX, minZ = INT_MAX;  ///< the box in which the field grows, in cells; empty until
     int maxX = 0, maxY = 0, maxZ = 0;                    ///< setBounds()
-    std::unique_ptr<CornerStore> cornerStore;            ///< the field; null for none
+    std::unique_ptr<CornerStore> cornerStore;            ///< the field; null for none, and after Filler::run()
     float sideLen = 0.0F, halfSideLen = 0.0F;            ///< the edge of a cell; 0 for none
 };
 

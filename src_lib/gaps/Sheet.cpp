@@ -154,7 +154,6 @@ void Sheet::cc_createVisibleFacets() {
     using Walk = NeighbourWalk<RCD>;
     constexpr int FACES[6] = {Walk::positionOf(-1, 0, 0), Walk::positionOf(1, 0, 0),  Walk::positionOf(0, -1, 0),
                               Walk::positionOf(0, 1, 0),  Walk::positionOf(0, 0, -1), Walk::positionOf(0, 0, 1)};
-    links = FacetLinks();
     vVisibleFacets.clear();
     Walk walk(vCells);
     auto itBorder = vBorder.cbegin();
@@ -171,7 +170,8 @@ void Sheet::cc_createVisibleFacets() {
 
 int Sheet::cc_createFacetComponents() {
     RemoveDecider_RCD decider(vCells, pCalc);
-    FacetFlood facetFlood(vVisibleFacets, getLinks(), decider);
+    const FacetLinks links(vCells, vVisibleFacets);
+    FacetFlood facetFlood(vVisibleFacets, links, decider);
     int id = 1;
     for (std::size_t i = 0; i < vVisibleFacets.size(); ++i) {
         const Facet& f = vVisibleFacets[i];
@@ -183,9 +183,10 @@ int Sheet::cc_createFacetComponents() {
 }
 
 void Sheet::eliminateBorderIslands() {
+    const FacetLinks links(vCells, vVisibleFacets);
     for (std::size_t i = 0; i < vVisibleFacets.size(); ++i) {
         if (vVisibleFacets[i].color != -1) continue;
-        const int color = commonColor(vVisibleFacets, getLinks()[i]);
+        const int color = commonColor(vVisibleFacets, links[i]);
         if (color >= 0) vVisibleFacets[i].color = color;
     }
 }
@@ -216,6 +217,7 @@ void Sheet::getOrientationCount(RCD rcd, int* a0, int* a1) const {
 
 void Sheet::getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& vStrip, int numLayers) {
     vStrip.clear();
+    const FacetLinks links(vCells, vVisibleFacets);
     std::vector<bool> vInStrip(vVisibleFacets.size(), false);
     const auto add = [&](Facet* pFacet) {
         if (vInStrip[positionOf(pFacet)]) return;
@@ -228,15 +230,17 @@ void Sheet::getBorderStrip(std::vector<Facet*>& vColored, std::vector<Facet*>& v
     for (int layer = 0; layer < numLayers; ++layer) {
         const std::size_t end = vStrip.size();
         for (; begin < end; ++begin)
-            for (const Position neig : getLinks()[positionOf(vStrip[begin])])
+            for (const Position neig : links[positionOf(vStrip[begin])])
                 if (vVisibleFacets[neig].color == vStrip[begin]->color) add(&vVisibleFacets[neig]);
     }
     std::sort(vStrip.begin(), vStrip.end());
 }
 
-const FacetLinks& Sheet::getLinks() const {
-    if (links.size() != vVisibleFacets.size()) links = FacetLinks(vCells, vVisibleFacets);
-    return links;
+FacetLinks::Neigs Sheet::findNeigs(const Facet& facet) const {
+    FacetLinks::Neigs neigs;
+    for (std::size_t edge = 0; edge < neigs.size(); ++edge)
+        neigs[edge] = static_cast<Position>(facet.fetchNeigPosition(vCells, vVisibleFacets, static_cast<int>(edge)));
+    return neigs;
 }
 
 }  // namespace TARN_KEL

@@ -81,11 +81,10 @@ struct Sheet {
     std::vector<Facet> vVisibleFacets;  ///< sorted
 
 private:
-    const FacetLinks& getLinks() const;
+    /// The neighbours of one facet by searching; an operation on many facets makes the links of all of them first. O(log n).
+    FacetLinks::Neigs findNeigs(const Facet& facet) const;
     std::size_t positionOf(const Facet* pFacet) const { return static_cast<std::size_t>(pFacet - vVisibleFacets.data()); }
-    int countOtherColors(std::size_t position) const;
-
-    mutable FacetLinks links;  // of vVisibleFacets; created when they are first needed
+    int countOtherColors(const Facet& facet, const FacetLinks::Neigs& neigs) const;
 };
 
 }  // namespace TARN_KEL

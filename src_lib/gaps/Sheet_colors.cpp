@@ -75,7 +75,8 @@ void Sheet::cc_postColorize(int lower, int upper) {
     std::vector<Facet*> vList;
     for (Facet& facet : vVisibleFacets)
         if (facet.color != lower && facet.color != upper) vList.push_back(&facet);
-    FacetPainter painter(vCells, vVisibleFacets, getLinks(), vList, lower, upper);
+    const FacetLinks links(vCells, vVisibleFacets);
+    FacetPainter painter(vCells, vVisibleFacets, links, vList, lower, upper);
     for (int minCount = 8; minCount >= 1; --minCount)
         painter.colorizeByBlocks(minCount, false);
     for (double minWeight = 10.0; minWeight >= 1.0; minWeight -= 1.0)
@@ -86,13 +87,15 @@ void Sheet::cc_postColorize(int lower, int upper) {
 }
 
 void Sheet::cc_colorize_27(std::vector<Facet*>& vList, int lower, int upper, int minCount, bool bAllowTie) {
-    FacetPainter painter(vCells, vVisibleFacets, getLinks(), vList, lower, upper);
+    const FacetLinks links(vCells, vVisibleFacets);
+    FacetPainter painter(vCells, vVisibleFacets, links, vList, lower, upper);
     painter.colorizeByBlocks(minCount, bAllowTie);
     vList = painter.getRest();
 }
 
 int Sheet::cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, double minWeight) {
-    FacetPainter painter(vCells, vVisibleFacets, getLinks(), vList, lower, upper);
+    const FacetLinks links(vCells, vVisibleFacets);
+    FacetPainter painter(vCells, vVisibleFacets, links, vList, lower, upper);
     const int numColored = painter.colorizeByWeight(minWeight);
     vList = painter.getRest();
     std::sort(vList.begin(), vList.end());
@@ -100,37 +103,36 @@ int Sheet::cc_colorize_w(std::vector<Facet*>& vList, int lower, int upper, doubl
 }
 
 std::pair<int, double> Sheet::cc_getWeight(Facet* pFacet, int lower, int upper) const {
-    return FacetPainter::propose(vVisibleFacets, getLinks(), positionOf(pFacet), lower, upper);
+    return FacetPainter::propose(vVisibleFacets, findNeigs(*pFacet), *pFacet, lower, upper);
 }
 
 // ---- The seam -----------------------------------------------------------------------------------------------------------
 
 /// The number of neighbours of another color, where both have one.
-int Sheet::countOtherColors(std::size_t position) const {
-    const int color = vVisibleFacets[position].color;
-    if (color < 0) return 0;
-    const auto& neigs = getLinks()[position];
+int Sheet::countOtherColors(const Facet& facet, const FacetLinks::Neigs& neigs) const {
+    if (facet.color < 0) return 0;
     return static_cast<int>(std::count_if(neigs.begin(), neigs.end(), [&](Position neig) {
-        return vVisibleFacets[neig].color >= 0 && vVisibleFacets[neig].color != color;
+        return vVisibleFacets[neig].color >= 0 && vVisibleFacets[neig].color != facet.color;
     }));
 }
 
 double Sheet::getThinBorderWeight(Facet* pFacet) const {
-    const int numDiff = countOtherColors(positionOf(pFacet));
+    const int numDiff = countOtherColors(*pFacet, findNeigs(*pFacet));
     if (numDiff == 0) return 0.0;
     PointWalk walk(*pRCDPoint);
     return getSeamWeight(*pFacet, numDiff, getNormalAround(walk, *pRCDPoint, pFacet->rcd));
 }
 
 void Sheet::cc_makeThinBorder(std::vector<Facet*>& vList) {
+    const FacetLinks links(vCells, vVisibleFacets);
+    const auto countOther = [&](const Facet* pFacet) { return countOtherColors(*pFacet, links[positionOf(pFacet)]); };
     std::vector<SeamFacet> vSeam;
     for (Facet* pFacet : vList)
-        if (countOtherColors(positionOf(pFacet)) > 0) vSeam.push_back({pFacet, std::nullopt});
+        if (countOther(pFacet) > 0) vSeam.push_back({pFacet, std::nullopt});
     findNormals(vSeam, *pRCDPoint);
     // The queue gives the smallest first, so weights are entered negative.
     const auto judge = [&](std::uint32_t i) -> std::optional<double> {
-        const double weight =
-            getSeamWeight(*vSeam[i].pFacet, countOtherColors(positionOf(vSeam[i].pFacet)), vSeam[i].normal);
+        const double weight = getSeamWeight(*vSeam[i].pFacet, countOther(vSeam[i].pFacet), vSeam[i].normal);
         return weight > 0.0 ? std::optional(-weight) : std::nullopt;
     };
     std::vector<std::pair<double, std::uint32_t>> vStart;

@@ -81,10 +81,13 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
     return !vBundles.empty();
 }
 
-void Hal::extractAndRepair(void (*repair)(CMesh&, Extractor&)) {
+void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
     Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
     pCMesh = extractor.extract();
-    repair(*pCMesh, extractor);
+    repair(*pCMesh, [&](VCCD& vKeys) -> CMesh& {
+        extractor.extractAgain(*pCMesh, vKeys);
+        return *pCMesh;
+    });
 }
 
 MeshPtr Hal::convertToFineMesh() {

@@ -7,13 +7,13 @@
 
 #include "Bundle.h"
 #include "Calc.h"
+#include "completeCubes.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
 class CMesh;
 class CloudMgr;
-class Extractor;
 class IsoStore;
 
 /// Drives a run after the point stages, in the order of the pipeline.
@@ -69,7 +69,7 @@ public:
 private:
     bool takeBundles(const std::string& nothingToDo);
     void sortBundles();
-    void extractAndRepair(void (*repair)(CMesh&, Extractor&));
+    void extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&));
     MeshPtr convertToFineMesh();
 
     CloudMgr* pCloudMgr;    // not owned

@@ -107,8 +107,7 @@ public:
     /// Appends the triangles within n steps over vertices from the chain, then sorts the whole of vOut, each triangle once.
     void getNTriangleRows(int n, std::vector<CTriangle*>& vOut);
     /// Reconstructs a mesh from these points and the vertices of one row of triangles round the hole, on the grid of this
-    /// mesh, which must hold the points with some cells to spare. The mesh is repaired and oriented. Opens a run unless one
-    /// is open on the thread.
+    /// mesh, which must hold the points with some cells to spare. The mesh is repaired and oriented.
     /// Returns a self-contained mesh that belongs to the caller and may outlive this one. Null when no cell is left; without
     /// triangles when the repair has removed a tiny piece as ragged.
     CMesh* createCMesh(VCCDPoint& vCCD2Point);

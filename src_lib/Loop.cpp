@@ -57,9 +57,10 @@ Loop::~Loop() {
 }
 
 bool Loop::orientChainAndAjacentT(EdgesByEnd& mmVCD2CE) {
+    const std::size_t begin = vCE.size();  // not 0 when another border was walked before
     walk(mmVCD2CE);
-    turnChainT();
-    return vCE.back()->getTarget() == vCE.front()->getSource();
+    turnChainT(begin);
+    return vCE.back()->getTarget() == vCE[begin]->getSource();
 }
 
 void Loop::walk(EdgesByEnd& mmVCD2CE) {
@@ -78,9 +79,9 @@ void Loop::walk(EdgesByEnd& mmVCD2CE) {
     }
 }
 
-void Loop::turnChainT() {
-    sOrientedT.clear();
-    for (const CEdge* pCE : vCE) {
+void Loop::turnChainT(std::size_t begin) {
+    for (std::size_t i = begin; i < vCE.size(); ++i) {
+        const CEdge* pCE = vCE[i];
         if (pCE->getDegree() != 1) continue;
         CTriangle* pCT = pCE->getTriangle(true, true);
         if (pCT->getHEDirection2(pCE->getSource(), pCE->getTarget()) != HE_OPPOSITE) pCT->flipNNV();
@@ -115,7 +116,8 @@ void Loop::orientIncidentT() {
 // ---- Cutting ears -------------------------------------------------------------------------------------------------------
 
 bool Loop::fill() {
-    turnChainT();
+    sOrientedT.clear();
+    turnChainT(0);
     if (bClosed) orientIncidentT();
     initPrioq();
     double turn = 0.0;

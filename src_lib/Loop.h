@@ -110,7 +110,8 @@ public:
 
 private:
     void walk(EdgesByEnd& mmVCD2CE);
-    void turnChainT();
+    /// Turns the triangles on the border, from that edge of vCE on.
+    void turnChainT(std::size_t begin);
     void enqueueIfConvex(AngleEntry* pAE);
     void dropEntries();
 

@@ -12,6 +12,7 @@
 #include <cmath>
 #include <cstdint>
 #include <functional>
+#include <numeric>
 #include <utility>
 
 #include "Progress.h"
@@ -117,21 +118,22 @@ Pixel::Pixel(std::vector<Point3*>& vTriangleCorners, Calc* pGrid) : pCalc(pGrid)
 }
 
 void Pixel::linkEdge2T(std::vector<Point3*>& vTriangleCorners) {
-    vTriStore.reserve(vTriangleCorners.size() / 3);
+    std::vector<Tri>& vNewTri = vTriStore.emplace_back();
+    vNewTri.reserve(vTriangleCorners.size() / 3);
     for (std::size_t i = 0; i < vTriangleCorners.size(); i += 3) {
         std::array<Point3*, 3> c = {vTriangleCorners[i], vTriangleCorners[i + 1], vTriangleCorners[i + 2]};
         const bool bFinite = isFinitePoint(*c[0]) && isFinitePoint(*c[1]) && isFinitePoint(*c[2]);
         if (!bFinite || !spansPlane(*c[0], *c[1], *c[2])) continue;
         std::sort(c.begin(), c.end(), std::less<>());
         // Rounding may leave a plane at one corner and none at another one.
-        if (spansPlane(*c[0], *c[1], *c[2])) vTriStore.emplace_back(c[0], c[1], c[2]);
+        if (spansPlane(*c[0], *c[1], *c[2])) vNewTri.emplace_back(c[0], c[1], c[2]);
     }
-    const std::size_t numDropped = vTriangleCorners.size() / 3 - vTriStore.size();
+    const std::size_t numDropped = vTriangleCorners.size() / 3 - vNewTri.size();
     if (numDropped > 0) warning(KEL_PLACE, "Skipped " + toString(numDropped) + " degenerate triangles");
 
-    vTri.reserve(vTriStore.size());
-    vEdge2Tri.reserve(3 * vTriStore.size());
-    for (Tri& tri : vTriStore) {
+    vTri.reserve(vTri.size() + vNewTri.size());
+    vEdge2Tri.reserve(vEdge2Tri.size() + 3 * vNewTri.size());
+    for (Tri& tri : vNewTri) {
         vTri.push_back(&tri);
         vEdge2Tri.push_back({{tri.pVtx0, tri.pVtx1}, &tri});
         vEdge2Tri.push_back({{tri.pVtx0, tri.pVtx2}, &tri});
@@ -152,6 +154,23 @@ void Pixel::sortEdgeTable() {
         numProcessors());
 }
 
+std::size_t Pixel::numberOf(const Tri* pTri) const {
+    const std::less<> isBelow;
+    std::size_t first = 0;
+    for (const std::vector<Tri>& vBlock : vTriStore) {
+        if (!isBelow(pTri, vBlock.data()) && isBelow(pTri, vBlock.data() + vBlock.size()))
+            return first + static_cast<std::size_t>(pTri - vBlock.data());
+        first += vBlock.size();
+    }
+    ASSEX(false);  // the tables name no other triangles
+    return first;
+}
+
+std::size_t Pixel::numCreated() const {
+    return std::accumulate(vTriStore.begin(), vTriStore.end(), std::size_t{0},
+                           [](std::size_t sum, const std::vector<Tri>& vBlock) { return sum + vBlock.size(); });
+}
+
 std::size_t Pixel::endOfGroup(std::size_t begin) const {
     std::size_t end = begin + 1;
     while (end < vEdge2Tri.size() && vEdge2Tri[end].first == vEdge2Tri[begin].first)
@@ -168,7 +187,7 @@ void Pixel::bfsSort() {
 /// By number of the triangle.
 std::vector<Pixel::GroupsOfTri> Pixel::findGroups() const {
     const std::size_t none = vEdge2Tri.size();
-    std::vector<GroupsOfTri> vGroups(vTri.size(), {none, none, none});
+    std::vector<GroupsOfTri> vGroups(numCreated(), {none, none, none});
     forEachRun(vEdge2Tri.begin(), vEdge2Tri.end(), endsOf, [&](auto first, auto end) {
         for (auto it = first; it != end; ++it) {
             const auto& [ends, pTri] = *it;
@@ -183,7 +202,7 @@ std::vector<Pixel::GroupsOfTri> Pixel::findGroups() const {
 std::vector<Tri*> Pixel::breadthFirst(const std::vector<GroupsOfTri>& vGroups) const {
     std::vector<Tri*> vOrdered;
     vOrdered.reserve(vTri.size());
-    std::vector<char> vSeen(vTri.size()), vGroupSeen(vEdge2Tri.size());
+    std::vector<char> vSeen(numCreated()), vGroupSeen(vEdge2Tri.size());
     const auto claim = [&](const Tri* pTri) { return std::exchange(vSeen[numberOf(pTri)], 1) == 0; };
     const auto offerNeighbours = [&](const Tri* pTri, const auto& offer) {
         for (const std::size_t begin : vGroups[numberOf(pTri)]) {

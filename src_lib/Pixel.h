@@ -67,7 +67,8 @@ public:
                         std::vector<std::pair<CCD, CCD>>& vBorders, double featureAngle);
 
     // ---- Its steps
-    /// Creates the triangles and sorts the table of their edges; triangles without a plane are dropped, with one warning.
+    /// Creates triangles, behind those that are there, and sorts the table of all edges; triangles without a plane are
+    /// dropped, with one warning.
     void linkEdge2T(std::vector<Point3*>& vTriangleCorners);
     /// Puts the triangles in breadth-first order over shared edges, piece by piece. Cost: O(n).
     void bfsSort();
@@ -108,7 +109,9 @@ private:
     void sortEdgeTable();
     /// A group is the entries of one edge, which follow each other in vEdge2Tri.
     std::size_t endOfGroup(std::size_t begin) const;
-    std::size_t numberOf(const Tri* pTri) const { return static_cast<std::size_t>(pTri - vTriStore.data()); }
+    /// Counts the triangles in order of creation. One of another object fails an assertion.
+    std::size_t numberOf(const Tri* pTri) const;
+    std::size_t numCreated() const;
     std::vector<GroupsOfTri> findGroups() const;
     std::vector<Tri*> breadthFirst(const std::vector<GroupsOfTri>& vGroups) const;
     void sortOutEdges(double featureAngle, std::vector<AngleEdge>& vFeatureEdges, std::vector<FlatEdge>& vFlatEdges) const;
@@ -122,7 +125,7 @@ private:
     /// False for a point off the grid as well, as may happen with the plane of a needle.
     bool isIn(Packed cell, const Point3& p) const { return pCalc->isInCell(&p, pCalc->rcd2ccd(cell.code())); }
 
-    std::vector<Tri> vTriStore;  // never grows, so that pointers stay valid
+    std::vector<std::vector<Tri>> vTriStore;  // one per call of linkEdge2T; none ever grows, so that pointers stay valid
 };
 
 }  // namespace TARN_KEL

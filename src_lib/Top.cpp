@@ -40,16 +40,23 @@ Top::Top(CMesh* pCMesh_, Calc* pCalc_) : pCMesh(pCMesh_), pCalc(pCalc_) {}
 
 // ---- The sequences
 
+ExtractAgain Top::meshAgainOf(Voro* pVoro) {
+    return [this, pVoro](VCCD& vKeys) -> CMesh& {
+        pCMesh = pVoro->meshAgain(vKeys);
+        return *pCMesh;
+    };
+}
+
 void Top::finalizeReconstructedMesh(Voro* pVoro) {
-    repairReconstructedMesh(*pCMesh, *pVoro);
+    repairReconstructedMesh(*pCMesh, meshAgainOf(pVoro));
 }
 
 void Top::finalizeHoleMesh(Voro* pVoro) {
-    repairHoleMesh(*pCMesh, *pVoro);
+    repairHoleMesh(*pCMesh, meshAgainOf(pVoro));
 }
 
 void Top::finalizeOneMelted(Voro* pVoro) {
-    repairMeltedMesh(*pCMesh, *pVoro);
+    repairMeltedMesh(*pCMesh, meshAgainOf(pVoro));
 }
 
 // ---- Their passes
@@ -63,7 +70,7 @@ void Top::killDegenerate() {
 }
 
 void Top::cbsComplete(Voro* pVoro) {
-    completeCubes(*pCMesh, *pVoro);
+    completeCubes(*pCMesh, meshAgainOf(pVoro));
 }
 
 void Top::getBordersKillDeg1nn(std::vector<CEdge*>& vBorderCE) {

@@ -11,6 +11,7 @@
 #include "Rotx.h"
 #include "aside/coarseCollapses.h"
 #include "aside/orientByTurns.h"
+#include "completeCubes.h"
 
 namespace TARN_KEL {
 
@@ -106,14 +107,16 @@ public:
     bool canFlip(VCD ccd0, VCD ccd1, VCD alt0, VCD alt1);                    ///< canFlip() beside sBorderCCD
     int countCollinearConnectors(VCD ccd0, VCD ccd1);                        ///< of sFeatureCCD
 
-    CMesh* pCMesh;
-    Calc* pCalc;
+    CMesh* pCMesh;              ///< not owned; that of the Voro after cbsComplete and the sequences
+    Calc* pCalc;                ///< not owned; must be that of the mesh, which the passes ask for it
     std::set<CCD> sFeatureCCD;  ///< vertices on feature lines
     std::set<CCD> sBorderCCD;   ///< vertices at which walks stop
     Rotx rotx{pCMesh, true};
     TurnQueue mmQueue;  ///< of enqueue()
 
 private:
+    ExtractAgain meshAgainOf(Voro* pVoro);
+
     Random random;  // of oneCoordTriplePerCCD
 };
 

@@ -234,9 +234,12 @@ TEST(Loop, takesAPathAndRefusesWhatIsNoBorder) {
     expectFails("!mmVCD2CE.empty()", [&] { Loop(none, &sheet.calc, &sheet.mesh); });
     CEdge* pCE = sheet.mesh.getEdge(sheet.at(0, 0), sheet.at(1, 0));
     enterBothEnds(path, {pCE, sheet.mesh.getEdge(sheet.at(1, 0), sheet.at(2, 1))});
-    const Loop open(path, &sheet.calc, &sheet.mesh);
+    Loop open(path, &sheet.calc, &sheet.mesh);
     EXPECT_TRUE(!open.isClosed() && open.hasBorderVCD(sheet.at(2, 1)) && !open.hasBorderVCD(sheet.at(2, 2)));
     EXPECT_EQ(listOf<CEdge*>([&](auto& v) { open.getRemainingBorders(v); }), std::vector<CEdge*>{pCE});
+    const CTriangle* pCT = sheet.mesh.vAllCT.back();
+    enterBothEnds(path, {pCT->getCE(0), pCT->getCE(1), pCT->getCE(2)});
+    EXPECT_TRUE(open.orientChainAndAjacentT(path)) << "a walk of its own";
     sheet.mesh.vAllCT[0]->kill(&sheet.mesh);
     expectFails("degree>0", [&] { makeLoop(&sheet.mesh, &sheet.calc, {pCE}); });
 }

@@ -178,6 +178,11 @@ TEST_F(TopPasses, extractingAgainMendsBordersAndCrossings) {
     const auto before = sphere.triangles();
     Top(&sphere.mesh(), &sphere.calc).cbsComplete(sphere.pVoro.get());
     EXPECT_EQ(sphere.triangles(), before) << "no border, no edge of degree 4";
+    Top top(&sphere.mesh(), &sphere.calc);
+    const std::string text = outputOf([&] { sphere.pVoro->thinNewExtractTriangles(); });
+    top.cbsComplete(sphere.pVoro.get());
+    EXPECT_EQ(top.pCMesh, &sphere.mesh()) << "the mesh that its maker has by now";
+    EXPECT_EQ(sphere.triangles(), before) << text;
 }
 
 // ---- Vertices

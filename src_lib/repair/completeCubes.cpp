@@ -7,7 +7,6 @@
 #include <vector>
 
 #include "CMesh.h"
-#include "Extractor.h"
 #include "Progress.h"
 #include "borders.h"
 #include "freeFunctions.h"
@@ -50,7 +49,7 @@ void appendCubesAtEdges(const Calc& calc, const std::vector<CEdge*>& vCE, std::v
 
 }  // namespace
 
-void completeCubes(CMesh& mesh, Extractor& extractor) {
+CMesh& completeCubes(CMesh& mesh, const ExtractAgain& extractAgain) {
     const Calc& calc = *mesh.getCalc();
     ProgressStep step("TP_cbcpl", 7);
     std::vector<VCD> vCubes;
@@ -64,13 +63,14 @@ void completeCubes(CMesh& mesh, Extractor& extractor) {
     appendCubesAtEdges(calc, vDeg4, vCubes);
     step.advance();
     oneInstance(vCubes);
-    extractor.extractAgain(mesh, vCubes);
+    CMesh& again = extractAgain(vCubes);
     step.advance();
-    mesh.averageBundles();
+    again.averageBundles();
     step.advance();
-    unifyDiagonals(mesh);
+    unifyDiagonals(again);
     step.advance();
     step.finish();
+    return again;
 }
 
 }  // namespace TARN_KEL

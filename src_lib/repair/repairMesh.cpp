@@ -54,10 +54,10 @@ void tidyBorders(CMesh& mesh, int maxNumT) {
     killTinyPatches(mesh, maxNumT);
 }
 
-void repairUnified(CMesh& mesh, Extractor& extractor) {
-    solvePatchPairsCarefully(mesh);  // no small pair of patches on one boundary, no thin bubble that splits
-    completeCubes(mesh, extractor);  // cubes at borders and edges of degree 4 are completed; all triangles are new
-    killDegenerate(mesh);            // no flat triangle among these
+void repairUnified(CMesh& extracted, const ExtractAgain& extractAgain) {
+    solvePatchPairsCarefully(extracted);  // no small pair of patches on one boundary, no thin bubble that splits
+    CMesh& mesh = completeCubes(extracted, extractAgain);  // at borders and edges of degree 4; all triangles are new
+    killDegenerate(mesh);                                  // no flat triangle among these
 
     std::vector<CEdge*> vBorderCE;
     runCounted(
@@ -76,24 +76,24 @@ void repairUnified(CMesh& mesh, Extractor& extractor) {
 
 }  // namespace
 
-void repairReconstructedMesh(CMesh& mesh, Extractor& extractor) {
+void repairReconstructedMesh(CMesh& mesh, const ExtractAgain& extractAgain) {
     runCounted(
         "TP_unif", 2,                    //
         [&] { unifyDiagonals(mesh); },   // no square has a second diagonal with two triangles
         [&] { killDegenerate(mesh); });  // no flat triangle, or a warning for it
-    repairUnified(mesh, extractor);
+    repairUnified(mesh, extractAgain);
 }
 
-void repairHoleMesh(CMesh& mesh, Extractor& extractor) {
+void repairHoleMesh(CMesh& mesh, const ExtractAgain& extractAgain) {
     unifyDiagonals(mesh);
     killDegenerate(mesh);
-    repairUnified(mesh, extractor);
+    repairUnified(mesh, extractAgain);
 }
 
-void repairMeltedMesh(CMesh& mesh, Extractor& extractor) {
+void repairMeltedMesh(CMesh& extracted, const ExtractAgain& extractAgain) {
     Random random;
-    unifyDiagonals(mesh);            // no square has a second diagonal with two triangles
-    completeCubes(mesh, extractor);  // cubes at borders and edges of degree 4 are completed; all triangles are new
+    unifyDiagonals(extracted);                             // no square has a second diagonal with two triangles
+    CMesh& mesh = completeCubes(extracted, extractAgain);  // as above; all triangles are new
     tidyBorders(mesh, 8);            // no triangle with a border edge and two MEs, no ear on an ME, no tiny patch
     solvePatchPairsCarefully(mesh);  // no small pair of patches on one boundary, no thin bubble that splits
     killTinyPatches(mesh, 8);        // no tiny patch left by these kills

@@ -20,7 +20,7 @@ namespace TARN_TEST {
 /// Corners, key and configuration of a triangle.
 using TriangleRecord = std::tuple<TARN_KEL::VCD, TARN_KEL::VCD, TARN_KEL::VCD, TARN_KEL::VCD, int>;
 
-/// A Voro on cells that have their points at the midpoints, and its mesh, which stays the Voro's. A run must be open.
+/// A Voro on cells that have their points at the midpoints, and its mesh, which stays the Voro's.
 class Extraction {
 public:
     explicit Extraction(const TARN_KEL::VCCD& vCells, TARN_KEL::TRIMODE mode = TARN_KEL::TM_FAT) {

@@ -4,7 +4,7 @@
 ///
 ///     std::vector<TARN_KEL::Point3> vPoints;                       // any order, no normals
 ///     TARN_KEL::readPoints_auto(filename, vPoints);
-///     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct_auto(vPoints, false, 1.1, -1);
+///     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct(vPoints);
 ///     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
 ///
 /// Units: coordinates and lengths are doubles in the caller's own unit, angles are degrees.
@@ -18,8 +18,8 @@
 ///
 /// Failure: input that yields nothing gives a null MeshPtr, an empty result or -1.0, and a warning. Wrong use and violated
 /// internal conditions print a report and throw KelBugException. File functions print a line and return false. Exceptions of
-/// the caller's progress listener pass through. In every case the memory of the run is freed, and the next run on the thread
-/// starts afresh.
+/// the caller's progress listener pass through; a stop flag ends a run by KelStoppedException. In every case the memory of
+/// the run is freed, and the next run on the thread starts afresh.
 #pragma once
 
 #include <kel/errors.h>
@@ -28,6 +28,7 @@
 #include <kel/melt.h>
 #include <kel/mesh.h>
 #include <kel/messages.h>
+#include <kel/options.h>
 #include <kel/points.h>
 #include <kel/process.h>
 #include <kel/progress.h>

@@ -166,8 +166,9 @@ void Cloud::cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::p
     vOut.clear();
     if (vNodePoints.empty()) return;
     ASSEX(pCalc!=NULL);
-    const CellPoints cells =
-        cleanCells(vNodePoints, *pCalc, numGrowSteps > 0 ? std::optional<int>(numGrowSteps) : std::nullopt);
+    std::optional<GapClosing> gapClosing;
+    if (numGrowSteps > 0) gapClosing = {numGrowSteps, bCarefulGrowth};
+    const CellPoints cells = cleanCells(vNodePoints, *pCalc, gapClosing);
     transform_MT(cells, vOut, [this](const std::pair<RCD, Point3>& cell) {
         return std::make_pair(pCalc->rcd2ccd(cell.first), cell.second);
     });

@@ -106,7 +106,8 @@ public:
     void printStatistics() const;
 
     int numGrowSteps;
-    double inputIOTime = 0.0;  ///< seconds
+    bool bCarefulGrowth = false;  ///< see GapClosing::bCareful
+    double inputIOTime = 0.0;     ///< seconds
     std::string name;
     double spacingAbs;     ///< length set by the caller; not greater than 0: estimate it
     double spacingFactor;  ///< factor of the detected spacing

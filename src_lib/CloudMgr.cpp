@@ -75,8 +75,10 @@ void CloudMgr::readFiles(const std::vector<std::string>& vNames, double spacingA
 
 Cloud& CloudMgr::addCloud(const std::string& name, const RunInput& input) {
     const double factor = input.spacing ? NO_FACTOR : input.spacingFactor;
-    return *vClouds.emplace_back(std::make_unique<Cloud>(name, input.spacing.value_or(NO_SPACING), factor, input.bSoup,
-                                                         input.numGrowSteps.value_or(NO_GROWTH)));
+    Cloud& cloud = *vClouds.emplace_back(std::make_unique<Cloud>(name, input.spacing.value_or(NO_SPACING), factor,
+                                                                 input.bSoup, input.numGrowSteps.value_or(NO_GROWTH)));
+    cloud.bCarefulGrowth = input.bCarefulGrowth;
+    return cloud;
 }
 
 void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
@@ -89,6 +91,11 @@ void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
     const auto codeOfBundle = [](const auto& entry) { return entry.first; };
     forEachRun(vCodeBundle.begin(), vCodeBundle.end(), codeOfBundle,
                [&vOut](auto first, auto) { vOut.push_back(first->second); });
+}
+
+std::size_t CloudMgr::getNumBundles() const {
+    ASSEX(!vClouds.empty());
+    return vClouds.front()->vBundles.size();
 }
 
 void CloudMgr::getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const {

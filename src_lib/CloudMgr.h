@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -51,6 +52,8 @@ public:
     /// pCalc: set to the grid; null when none was made.
     /// Throws KelBugException before any input.
     void getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc);
+    /// The number of bundles that getBundles() appends. Throws as it does.
+    std::size_t getNumBundles() const;
     /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw like
     /// getBundles().
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;

@@ -62,16 +62,31 @@ int countAgreement(const AffiData& a, const AffiData& b) {
     return sum;
 }
 
-/// Component::getScore(), which sums all votes of a sheet, cached until one of them changes: thousands of tiny sheets may
-/// need the score of the sheet that they lie around.
+/// Component::getScore() with the votes of oriented neighbours alone, if there is one.
+double scoreByOriented(const Component* pComp) {
+    double score = 0.0;
+    bool bOriented = false;
+    for (const ConnectionStruct* pConnection : pComp->vConnectionStructs) {
+        const bool bFirst = pConnection->pComponent0 == pComp;
+        if (!(bFirst ? pConnection->pComponent1 : pConnection->pComponent0)->isOriented()) continue;
+        score += pConnection->score;
+        bOriented = true;
+    }
+    return bOriented ? score : pComp->getScore();
+}
+
+/// The scores of sheets, sums over all of their votes, cached until one of them changes: thousands of tiny sheets may need
+/// the score of the sheet that they lie around.
 class SheetScores {
 public:
+    explicit SheetScores(bool bByOrientedOnly) : bByOriented(bByOrientedOnly) {}
+
     double of(const Component* pComp) {
         const auto [it, bNew] = mScore.emplace(pComp, 0.0);
-        if (bNew) it->second = pComp->getScore();
+        if (bNew) it->second = bByOriented ? scoreByOriented(pComp) : pComp->getScore();
         return it->second;
     }
-    /// To be called after pComp was flipped. A vote of 0 doesn't change by that.
+    /// To be called after pComp was flipped or, where that counts, oriented. A vote of 0 doesn't change by that.
     void forgetBeside(const Component* pComp) {
         for (const ConnectionStruct* pConnection : pComp->vConnectionStructs)
             if (pConnection->score != 0.0)
@@ -80,6 +95,7 @@ public:
     }
 
 private:
+    bool bByOriented;
     std::map<const Component*, double> mScore;  // never iterated over
 };
 
@@ -207,7 +223,7 @@ void Filler::castVotes(const std::vector<AffiPair>& vPairs) {
 }
 
 void Filler::orientSheets() {
-    SheetScores scores;
+    SheetScores scores(bByOriented);
     std::multimap<double, Component*, std::greater<>> mmQueue;
     for (Component* pComp : vComponents)
         mmQueue.emplace(std::fabs(scores.of(pComp)), pComp);
@@ -221,6 +237,7 @@ void Filler::orientSheets() {
             scores.forgetBeside(pComp);
         }
         pComp->setOriented();
+        if (bByOriented) scores.forgetBeside(pComp);
         vRelated.clear();
         pComp->getRelatedComponents(vRelated);
         for (Component* pRelated : vRelated)

@@ -62,6 +62,7 @@ public:
     void createMasterComponents();
 
     int numGrowSteps;
+    bool bByOriented = false;  ///< orient() asks a sheet's oriented neighbours alone, if there is one
     VRCD& vGlobalBorderRCD;
     VRCD vGlobalAreaRCD;
     const VRCDPoint& vGlobalRCDPoint;

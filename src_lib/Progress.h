@@ -205,6 +205,8 @@ private:
 };
 
 void progressForReco();
+/// A reconstruction with options: the steps of progressForReco(), those before it and those on the mesh.
+void progressForScan();
 void progressForEstimation();
 void progressForMelt();
 void progressForToCloud();

@@ -31,7 +31,7 @@ RunInput soupInput(double spacing, double featureAngle) {
     return {.bSoup = true, .spacing = spacing, .featureAngle = featureAngle};
 }
 
-MeshPtr reconstruct(const std::vector<Point3>& vPoints, const RunInput& input) {
+MeshPtr reconstructScan(const std::vector<Point3>& vPoints, const RunInput& input) {
     progressForReco();
     OwnRun run(true);
     CloudMgr cloudMgr;
@@ -45,12 +45,12 @@ MeshPtr reconstruct(const std::vector<Point3>& vPoints, const RunInput& input) {
 }  // namespace
 
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps) {
-    return reconstruct(
+    return reconstructScan(
         vPoints, {.spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
 }
 
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps) {
-    return reconstruct(vPoints,
+    return reconstructScan(vPoints,
                        {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
 }
 

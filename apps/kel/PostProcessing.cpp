@@ -42,6 +42,11 @@ void smoothMesh(const MeshPtr& pMesh, int numRounds, bool bRaw, Program& program
 void makeMeshManifold(const MeshPtr& pMesh, Program& program) {
     ManifoldReport done;
     program.step("manifold", [&] { done = makeManifold(pMesh); });
+    noteManifold(done, program);
+    requireTriangles(pMesh, "manifold");
+}
+
+void noteManifold(const ManifoldReport& done, Program& program) {
     const std::size_t numRemoved = done.numFlat + done.numDuplicates + done.numMembranes + done.numSplinters;
     program.report()["manifold"] = {{"trianglesRemoved", numRemoved},     {"flat", done.numFlat},
                                     {"duplicates", done.numDuplicates},   {"membranes", done.numMembranes},
@@ -50,7 +55,6 @@ void makeMeshManifold(const MeshPtr& pMesh, Program& program) {
     if (numRemoved + done.numNewVertices + done.numCuts > 0)
         program.say("made manifold: triangles removed " + std::to_string(numRemoved) + ", vertices added " +
                     std::to_string(done.numNewVertices) + ", sides cut " + std::to_string(done.numCuts));
-    requireTriangles(pMesh, "manifold");
 }
 
 void fillMesh(const MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program) {
@@ -63,7 +67,7 @@ void fillMesh(const MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program) {
 const CLI::Range holeEdges(3, std::numeric_limits<int>::max());
 
 void addRawOption(CLI::App& command, bool& bRaw) {
-    command.add_flag("--raw", bRaw, "Allow edges of three and more triangles, and whatever else isn't manifold");
+    command.add_flag("--raw", bRaw, RAW_TEXT);
 }
 
 void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
@@ -88,11 +92,7 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
 
 void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
     addRawOption(command, fresh.bRaw);
-    command
-        .add_option("--close", fresh.closeEdges,
-                    "Close holes of at most N edges, such as pinholes (8); the outer border of a flat or small piece stays")
-        ->type_name("N")
-        ->check(holeEdges);
+    command.add_option("--close", fresh.closeEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }
 
 void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {

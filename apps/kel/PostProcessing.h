@@ -23,6 +23,8 @@ void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, bool bRaw, Progra
 
 /// See TARN_KEL::makeManifold(). Prints what was done, if anything.
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
+/// Reports what made a mesh manifold, and prints it, if anything.
+void noteManifold(const TARN_KEL::ManifoldReport& done, Program& program);
 /// See TARN_KEL::fillHoles(). Prints how many holes were closed.
 void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program);
 
@@ -32,6 +34,9 @@ extern const CLI::Range smoothRounds;
 /// For CLI11: a number of border edges of a hole.
 extern const CLI::Range holeEdges;
 
+inline constexpr const char* RAW_TEXT = "Allow edges of three and more triangles, and whatever else isn't manifold";
+inline constexpr const char* CLOSE_TEXT =
+    "Close holes of at most N edges, such as pinholes (8); the outer border of a flat or small piece stays";
 inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
 inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
 inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";

@@ -111,6 +111,7 @@ std::string figuresText(const MeshFigures& figures) {
 
 }  // namespace
 
+const CLI::Validator finiteNumber = numberWhere("a finite number", [](double) { return true; });
 const CLI::Validator positiveNumber = numberWhere("a finite number above 0", [](double v) { return v > 0.0; });
 const CLI::Validator nonNegativeNumber = numberWhere("a finite number of at least 0", [](double v) { return v >= 0.0; });
 

@@ -92,6 +92,8 @@ private:
     nlohmann::ordered_json json;
 };
 
+/// For CLI11: a finite number.
+extern const CLI::Validator finiteNumber;
 /// For CLI11: a finite number above 0.
 extern const CLI::Validator positiveNumber;
 /// For CLI11: a finite number not below 0.

@@ -1,8 +1,8 @@
 // kel reconstruct: points to a mesh, with optional steps after it.
 #include <functional>
+#include <limits>
 #include <map>
 #include <memory>
-#include <optional>
 #include <utility>
 #include <vector>
 
@@ -13,47 +13,100 @@ using namespace TARN_KEL;
 
 namespace {
 
-struct ReconstructOptions {
+struct ReconstructRequest {
     std::string in;
     std::string out;
-    double factor = 1.1;
-    std::optional<double> spacing;  // estimated without
-    bool bLaplacian = false;
-    int numGrowSteps = -1;
+    ReconstructOptions options;
+    bool bPlain = false;                     // the library's bare road, whatever the other switches say
+    std::vector<double> vOrigin;             // three coordinates, or none
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
     int numSmoothRounds = 0;
-    FreshMesh fresh;
 };
 using MeshStep = std::function<void(const MeshPtr&)>;
 
-void reconstruct(const ReconstructOptions& options, const std::vector<MeshStep>& vSteps, Program& program) {
-    Program::requirePointInput(options.in);
-    program.requireMeshOutput(options.out, options.in);
-    std::vector<Point3> vPoints = program.readPoints(options.in);
+ReconstructOptions optionsOf(const ReconstructRequest& request) {
+    ReconstructOptions options = request.options;
+    if (!request.vOrigin.empty()) options.origin = Point3(request.vOrigin[0], request.vOrigin[1], request.vOrigin[2]);
+    if (request.bPlain) {
+        options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = false;
+        options.minPieceArea = 0.0;
+        options.maxPinholeEdges = 0;
+    }
+    return options;
+}
+
+nlohmann::ordered_json toJson(const MeshFlaws& flaws) {
+    return {{"borderEdges", flaws.numBorderEdges},
+            {"nonManifoldEdges", flaws.numNonManifoldEdges},
+            {"pinchedVertices", flaws.numPinchedVertices},
+            {"orientationConflicts", flaws.numConflicts}};
+}
+
+nlohmann::ordered_json toJson(const ReconstructReport& done) {
+    nlohmann::ordered_json seconds = nlohmann::ordered_json::object();
+    for (const auto& [name, duration] : done.vSteps)
+        seconds[name] = duration + seconds.value(name, 0.0);
+    return {{"notFinite", done.numNotFinite},
+            {"farOutliers", done.numFarOutliers},
+            {"strays", done.numStrays},
+            {"pointsAdded", done.numAdded},
+            {"pointSpacing", done.pointSpacing},
+            {"cellEdge", done.cellEdge},
+            {"cells", done.numCells},
+            {"before", toJson(done.before)},
+            {"after", toJson(done.after)},
+            {"piecesDropped", done.numPiecesDropped},
+            {"trianglesDropped", done.numTrianglesDropped},
+            {"holesClosed", done.numHolesClosed},
+            {"seconds", seconds}};
+}
+
+/// What was left out, and how to keep it; what was added.
+void tell(const ReconstructReport& done, const ReconstructOptions& options, Program& program) {
+    const auto tellIf = [&](std::size_t num, const std::string& what) {
+        if (num > 0) program.say(what + ": " + std::to_string(num));
+    };
+    tellIf(done.numFarOutliers + done.numStrays, "outliers left out (--keep-outliers keeps them)");
+    tellIf(done.numAdded, "points added for even sampling");
+    if (options.bManifold) noteManifold(done.manifold, program);
+    tellIf(done.numPiecesDropped, "small pieces dropped");
+    if (done.numHolesClosed > 0 || options.maxHoleEdges > 0)
+        program.say(std::to_string(done.numHolesClosed) + " hole(s) closed");
+}
+
+void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>& vSteps, Program& program) {
+    Program::requirePointInput(request.in);
+    program.requireMeshOutput(request.out, request.in);
+    const std::vector<Point3> vPoints = program.readPoints(request.in);
+    const ReconstructOptions options = optionsOf(request);
     MeshPtr pMesh;
-    program.step("reconstruct", [&] {
-        pMesh = options.spacing ? reconstruct_abs(vPoints, options.bLaplacian, *options.spacing, options.numGrowSteps)
-                                : reconstruct_auto(vPoints, options.bLaplacian, options.factor, options.numGrowSteps);
-    });
+    ReconstructReport done;
+    program.step("reconstruct", [&] { pMesh = reconstruct(vPoints, options, &done); });
+    program.report()["reconstruction"] = toJson(done);
     if (isEmpty(pMesh))
-        throw Failure("No mesh came of " + options.in + ": too few points, or a spacing that doesn't fit them");
-    finishFreshMesh(pMesh, options.fresh, program);
+        throw Failure("No mesh came of " + request.in + ": too few points, or a spacing that doesn't fit them");
+    tell(done, options, program);
     for (const MeshStep& step : vSteps)
         step(pMesh);
-    program.writeMesh(options.out, pMesh);
+    program.writeMesh(request.out, pMesh);
+}
+
+/// The mesh may be non-manifold.
+bool isRaw(const ReconstructRequest& request) {
+    return !optionsOf(request).bManifold;
 }
 
 /// Adds the options that change the mesh once it is made, and what each of them does.
-std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, ReconstructOptions& options, Program& program) {
+std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, ReconstructRequest& request, Program& program) {
     constexpr const char* ORDER = "Steps on the new mesh, in the order in which they are given";
     CLI::Option* pReduce =
         command
-            .add_option("--reduce", options.reduceLimits,
+            .add_option("--reduce", request.reduceLimits,
                         "Collapse vertices onto others at most L away, turning no normal by more than D degrees")
             ->type_name("L D")
             ->check(nonNegativeNumber);
     CLI::Option* pFlip = command.add_flag("--flip")->description("Flip edges where that makes the surface smoother");
-    CLI::Option* pSmooth = command.add_option("--smooth", options.numSmoothRounds, "Smooth the mesh in N rounds")
+    CLI::Option* pSmooth = command.add_option("--smooth", request.numSmoothRounds, "Smooth the mesh in N rounds")
                                ->type_name("N")
                                ->check(smoothRounds);
     for (CLI::Option* pOption : {pReduce, pFlip, pSmooth})
@@ -61,10 +114,10 @@ std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, Reconstru
     return {
         {pReduce,
          [&](const MeshPtr& pMesh) {
-             reduceMesh(pMesh, options.reduceLimits.first, options.reduceLimits.second, options.fresh.bRaw, program);
+             reduceMesh(pMesh, request.reduceLimits.first, request.reduceLimits.second, isRaw(request), program);
          }},
-        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, options.fresh.bRaw, program); }},
-        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, options.numSmoothRounds, options.fresh.bRaw, program); }},
+        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, isRaw(request), program); }},
+        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, request.numSmoothRounds, isRaw(request), program); }},
     };
 }
 
@@ -76,29 +129,68 @@ std::vector<MeshStep> stepsInOrder(const CLI::App& command, std::map<const CLI::
     return vSteps;
 }
 
-}  // namespace
-
-void addReconstructCommand(CLI::App& app, Program& program) {
-    auto pOptions = std::make_shared<ReconstructOptions>();
-    CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
-    command.add_option("IN", pOptions->in, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
-    command.add_option("OUT", pOptions->out, MESH_OUT)->required();
+void addGridOptions(CLI::App& command, ReconstructRequest& request) {
+    ReconstructOptions& options = request.options;
     CLI::Option* pFactor =
-        command.add_option("--factor", pOptions->factor, "Edge of a grid cell as a multiple of the estimated point spacing")
+        command.add_option("--factor", options.factor, "Edge of a grid cell as a multiple of the estimated point spacing")
             ->check(positiveNumber)
             ->capture_default_str();
-    command.add_option("--spacing", pOptions->spacing, "Edge of a grid cell as a length; no estimate is made")
+    command.add_option("--spacing", options.spacing, "Edge of a grid cell as a length; no estimate is made")
         ->check(positiveNumber)
         ->excludes(pFactor);
-    command.add_flag("--laplacian", pOptions->bLaplacian, "Smooth noisy points before they are meshed");
+    command.add_option("--origin", request.vOrigin, "A corner of a grid cell; runs with one origin and spacing share cells")
+        ->type_name("X Y Z")
+        ->expected(3)
+        ->check(finiteNumber);
+}
+
+/// Adds a flag that switches a step off.
+void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {
+    command.add_flag_callback(
+        name, [&bStep] { bStep = false; }, text);
+}
+
+void addSteps(CLI::App& command, ReconstructRequest& request) {
+    ReconstructOptions& options = request.options;
+    command.add_flag("--plain", request.bPlain,
+                     "Points to cells to triangles and nothing else: none of the steps below by itself");
+    addSwitch(command, "--keep-outliers", options.bOutliers,
+              "Keep points that lie far from all others or alone off the surface");
+    addSwitch(command, "--no-even", options.bEven, "Add no points where the sampling is sparser than the grid");
+    command.add_flag("--laplacian", options.bLaplacian, "Smooth noisy points before they are meshed");
     command
-        .add_option("--grow", pOptions->numGrowSteps,
+        .add_option("--grow", options.numGrowSteps,
                     "Close gaps of a closed body in at most N steps: gaps of up to about N - 3 cells' radius")
         ->type_name("N")
         ->check(CLI::Range(0, 1000));
-    addFreshMesh(command, pOptions->fresh);
-    const auto mSteps = addMeshSteps(command, *pOptions, program);
+    addSwitch(command, "--rough-grow", options.bCarefulGrowth, "Keep what --grow adds where it closes no gap, too");
+    addSwitch(command, "--raw", options.bManifold, RAW_TEXT);
+    command
+        .add_option("--min-piece", options.minPieceArea,
+                    "Drop pieces of a smaller area, in squares of the cell edge; 0 keeps all")
+        ->type_name("A")
+        ->check(nonNegativeNumber)
+        ->capture_default_str();
+    command
+        .add_option("--pinholes", options.maxPinholeEdges,
+                    "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none")
+        ->type_name("N")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->capture_default_str();
+    command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
+}
+
+}  // namespace
+
+void addReconstructCommand(CLI::App& app, Program& program) {
+    auto pRequest = std::make_shared<ReconstructRequest>();
+    CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
+    command.add_option("IN", pRequest->in, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
+    command.add_option("OUT", pRequest->out, MESH_OUT)->required();
+    addGridOptions(command, *pRequest);
+    addSteps(command, *pRequest);
+    const auto mSteps = addMeshSteps(command, *pRequest, program);
     program.addCommonOptions(command);
     command.callback(
-        [pOptions, mSteps, &command, &program] { reconstruct(*pOptions, stepsInOrder(command, mSteps), program); });
+        [pRequest, mSteps, &command, &program] { reconstruct(*pRequest, stepsInOrder(command, mSteps), program); });
 }

@@ -83,6 +83,11 @@ void progressForReco() {
     plantProgress("Reconstruct", STEPS_RECONSTRUCT);
 }
 
+void progressForScan() {
+    static const std::vector<std::string> vFurther{"SC_out", "SC_even", "MF_make", "RT_fill"};
+    plantProgress("Reconstruct", STEPS_RECONSTRUCT, vFurther);
+}
+
 void progressForEstimation() {
     plantProgress("Density Estimation", STEPS_ESTIMATION);
 }

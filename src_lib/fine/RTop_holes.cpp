@@ -5,6 +5,7 @@
 // loops may turn and kill triangles. What closes a hole is then created in the fine mesh. The copy has all triangles at each
 // border vertex, so an edge at such a vertex has the same degree in both meshes.
 #include <algorithm>
+#include <cmath>
 #include <map>
 #include <memory>
 #include <optional>
@@ -15,16 +16,21 @@
 #include "ChainMgr.h"
 #include "Loop.h"
 #include "ManifoldMaker.h"
+#include "PieceAreas.h"
 #include "Progress.h"
 #include "REdge.h"
 #include "RMesh.h"
 #include "RTop.h"
 #include "fillChain.h"
+#include "pieces.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
+
+// A flat disc has the area of its border's disc, half a sphere two of them; twice that leaves room for a short tube.
+constexpr double MIN_DISC_AREAS = 4.0;
 
 /// A copy of the triangles at the border vertices of a fine mesh, as a coarse mesh.
 class RimCopy {
@@ -127,22 +133,42 @@ bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
     return true;
 }
 
-}  // namespace
+/// A loop that is no outer border: its piece has a multiple of the area that such a border could have around it.
+bool isSmallFor(PieceAreas& pieces, const RMesh& fine, const Chain& chain) {
+    double length = 0.0;
+    for (const CEdge* pCE : chain.lMemberCE)
+        length += (*fine.getVtx(pCE->v1) - *fine.getVtx(pCE->v0)).length();
+    const double discArea = length * length / (4.0 * M_PI);
+    return pieces.areaOf(pieces.pieceAt(chain.lMemberCE.front()->v0)) > MIN_DISC_AREAS * discArea;
+}
 
-int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
-    RimCopy rim(*pRMesh);
+/// Closes each hole of at most that many edges that isWanted(chain) accepts. Counts under the step "RT_fill".
+template <typename IsWanted>
+int closeHoles(RMesh& fine, int maxEdges, bool bKeepManifold, const IsWanted& isWanted) {
+    RimCopy rim(fine);
     const ChainMgr chains(&rim.mesh(), rim.border(), false);
-    ProgressStep step("RT_fill", chains.getSize());
+    const ProgressStep step("RT_fill", chains.getSize());
     const auto maxSize = static_cast<std::size_t>(std::max(maxEdges, 0));
     int numClosed = 0;
     for (std::size_t i = 0; i < chains.getSize(); ++i) {
         Chain& chain = *chains.getChain(i);
-        if (isPlainRing(chain, maxSize, chains.vHighVCD) && closeHole(*pRMesh, rim, chain)) ++numClosed;
+        if (isPlainRing(chain, maxSize, chains.vHighVCD) && isWanted(chain) && closeHole(fine, rim, chain)) ++numClosed;
         step.advance();
     }
     step.finish();
-    if (bKeepManifold) removeFlatFromManifold(*pRMesh);
+    if (bKeepManifold) removeFlatFromManifold(fine);
     return numClosed;
+}
+
+}  // namespace
+
+int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
+    return closeHoles(*pRMesh, maxEdges, bKeepManifold, [](const Chain&) { return true; });
+}
+
+int closePinholes(RMesh& mesh, int maxEdges, bool bKeepManifold) {
+    PieceAreas pieces(mesh);
+    return closeHoles(mesh, maxEdges, bKeepManifold, [&](const Chain& chain) { return isSmallFor(pieces, mesh, chain); });
 }
 
 }  // namespace TARN_KEL

@@ -60,6 +60,10 @@ const char* KelBugException::what() const noexcept {
     return "KEL Exception - Bug *OR* wrong usage. Report a bug and it will be fixed quickly bugs@kel.example";
 }
 
+const char* KelStoppedException::what() const noexcept {
+    return "KEL: the run was stopped";
+}
+
 // ---- Normals and the least-squares plane --------------------------------------------------------------------------------
 
 Vector3 getNormalVector(const Point3& p0, const Point3& p1, const Point3& p2, bool& bOK) {

@@ -22,6 +22,8 @@ struct RunInput {
     bool bLapTreatment = false;
     /// Growth steps of the gap closing, above 0; none: gaps stay open.
     std::optional<int> numGrowSteps = std::nullopt;
+    /// See GapClosing::bCareful.
+    bool bCarefulGrowth = false;
 
     // ---- Soups
     /// Degrees: edges that fold by more stay sharp; none: only borders do.

@@ -68,17 +68,42 @@ bool isIn(const VRCD& vSorted, RCD rcd) {
     return std::binary_search(vSorted.begin(), vSorted.end(), rcd);
 }
 
-/// The part of a piece's rim cells that share a corner with the rim of the old sheet; 1.0 for a small rim.
-double scoreOf(const VRCD& vRim, const VRCC& vBorderCorners) {
-    if (vRim.size() <= MAX_SMALL_RIM) return 1.0;
-    const auto isAttached = [&vBorderCorners](RCD rcd) {
+/// How many cells share a corner with others, of which vSortedCorners has the corners.
+std::ptrdiff_t countAttached(const VRCD& vCells, const VRCC& vSortedCorners) {
+    return std::count_if(vCells.begin(), vCells.end(), [&vSortedCorners](RCD rcd) {
         VRCC vCorners;
         getRCC8({rcd}, false, vCorners);
         return std::any_of(vCorners.begin(), vCorners.end(),
-                           [&vBorderCorners](RCC corner) { return isIn(vBorderCorners, corner); });
-    };
-    const auto numAttached = std::count_if(vRim.begin(), vRim.end(), isAttached);
-    return static_cast<double>(numAttached) / static_cast<double>(vRim.size());
+                           [&vSortedCorners](RCC corner) { return isIn(vSortedCorners, corner); });
+    });
+}
+
+/// The part of a piece's rim cells that share a corner with the rim of the old sheet; 1.0 for a small rim.
+double scoreOf(const VRCD& vRim, const VRCC& vBorderCorners) {
+    if (vRim.size() <= MAX_SMALL_RIM) return 1.0;
+    return static_cast<double>(countAttached(vRim, vBorderCorners)) / static_cast<double>(vRim.size());
+}
+
+/// Of accepted cells those of pieces that close something: more than twice as many rim cells of the old sheet are inside of
+/// it now as the piece has on the new rim. Both lists sorted.
+VRCD selectClosing(const SheetCells& sheet, const VRCD& vAccepted, const Calc& grid) {
+    VRCD vAll = vAccepted, vInner, vRim, vPassedRim, vKept;
+    vAll.insert(vAll.end(), sheet.vArea.begin(), sheet.vArea.end());
+    vAll.insert(vAll.end(), sheet.vBorder.begin(), sheet.vBorder.end());
+    Calc ownGrid(grid);
+    RemoveDecider_RCD(vAll, &ownGrid).detectAreaAndBorder(vInner, vRim);
+    std::set_difference(sheet.vBorder.begin(), sheet.vBorder.end(), vRim.begin(), vRim.end(),
+                        std::back_inserter(vPassedRim));
+    std::vector<VRCD> vPieces;
+    createCC_RCD(vAccepted, vPieces);
+    for (const VRCD& vPiece : vPieces) {
+        VRCC vCorners;
+        getRCC8(vPiece, true, vCorners);
+        const auto numOnRim = std::count_if(vPiece.begin(), vPiece.end(), [&vRim](RCD rcd) { return isIn(vRim, rcd); });
+        if (countAttached(vPassedRim, vCorners) > 2 * numOnRim) vKept.insert(vKept.end(), vPiece.begin(), vPiece.end());
+    }
+    std::sort(vKept.begin(), vKept.end());
+    return vKept;
 }
 
 }  // namespace
@@ -91,20 +116,22 @@ VRCD codesOf(const CellPoints& cells) {
     return vRCD;
 }
 
-CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, std::optional<int> numGrowSteps) {
+CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, const std::optional<GapClosing>& gapClosing) {
     if (vPoints.empty()) return {};
     const CellPoints vRCDPoint = onePointPerCell(vPoints, grid);
     VRCD vRemainingRCDPoint = thinToSheet(codesOf(vRCDPoint), vRCDPoint, grid);
     CellPoints vAllRmg = selectCells(vRCDPoint, vRemainingRCDPoint);
     ASSEX(vAllRmg.size()==vRemainingRCDPoint.size());
-    if (numGrowSteps) {
+    if (gapClosing) {
         Calc ownGrid(grid);
         SheetCells sheet;
         RemoveDecider_RCD(vRemainingRCDPoint, &ownGrid).detectAreaAndBorder(sheet.vArea, sheet.vBorder);
         CellPoints proposed;
-        Filler(*numGrowSteps, sheet.vBorder, sheet.vArea, vAllRmg, &ownGrid).run(proposed);
+        Filler filler(gapClosing->numSteps, sheet.vBorder, sheet.vArea, vAllRmg, &ownGrid);
+        filler.bByOriented = gapClosing->bCareful;
+        filler.run(proposed);
         oneInstanceMT(proposed);
-        const CellPoints accepted = acceptProposed(sheet, proposed, grid);
+        const CellPoints accepted = acceptProposed(sheet, proposed, grid, gapClosing->bCareful);
         vAllRmg.insert(vAllRmg.end(), accepted.begin(), accepted.end());
     }
     return vAllRmg;
@@ -192,7 +219,7 @@ CellPoints selectCells(const CellPoints& cells, const VRCD& vCells) {
 
 // ---- Proposed cells -----------------------------------------------------------------------------------------------------
 
-CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid) {
+CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid, bool bCareful) {
     const auto& [vLocalArea, vLocalBorder] = sheet;
     VRCD vZeroRCD = codesOf(proposed);
     dropRepeats(vZeroRCD);
@@ -207,10 +234,11 @@ CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, c
     VRCD vAccepted;
     for (ProposedPiece& piece : scorePieces(vZeroRCD, vLocalBorder, grid)) {
         VRCD vKept, vDoomed;
-        decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, piece.score < MIN_ATTACHED_SCORE, false);
+        decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, bCareful || piece.score < MIN_ATTACHED_SCORE, false);
         vAccepted.insert(vAccepted.end(), vKept.begin(), vKept.end());
     }
     std::sort(vAccepted.begin(), vAccepted.end());
+    if (bCareful) vAccepted = selectClosing(sheet, vAccepted, grid);
     CellPoints accepted;
     std::copy_if(proposed.begin(), proposed.end(), std::back_inserter(accepted),
                  [&vAccepted](const auto& cell) { return isIn(vAccepted, cell.first); });

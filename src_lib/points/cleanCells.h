@@ -18,13 +18,22 @@ using CellPoints = std::vector<std::pair<RCD, Point3>>;
 /// The codes of the cells, in their order. O(n).
 VRCD codesOf(const CellPoints& cells);
 
+/// How gaps are closed.
+struct GapClosing {
+    int numSteps = 0;  ///< above 0
+    /// Only what closes something stays. Each component of proposed cells loses its rim in the thinning, so one that doesn't
+    /// reach across its gap vanishes; what is left must make the rim of the sheet much shorter. And a sheet is oriented by
+    /// those neighbours that are oriented already, if there is one.
+    bool bCareful = false;
+};
+
 /// The whole cleaning.
 /// vPoints: on the grid, some cells away from its sides.
-/// numGrowSteps: above 0; closes gaps of the sheet. Without it gaps stay open.
+/// gapClosing: how gaps of the sheet are closed. Without it they stay open.
 /// Returns the cells of the sheet, sorted; after them, also sorted, the cells that Filler proposes for the gaps and that
 /// acceptProposed() accepts.
 /// Cost: O(n log n), and that of the field of the gap closing for each step.
-CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, std::optional<int> numGrowSteps);
+CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, const std::optional<GapClosing>& gapClosing);
 
 // ---- Its steps
 
@@ -45,8 +54,9 @@ struct SheetCells {
 };
 /// Thins proposed cells together with the sheet.
 /// proposed: sorted pairs; may have several for one cell, but none for a cell of the sheet (KelBugException).
+/// bCareful: see GapClosing.
 /// Returns the accepted cells, sorted. Cost: O(n log n).
-CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid);
+CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid, bool bCareful = false);
 
 /// A component of proposed cells, sorted.
 struct ProposedPiece {

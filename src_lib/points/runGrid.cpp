@@ -140,4 +140,12 @@ Calc makeGrid(const PointBounds& bounds, double usedSpacing) {
     return {ofGrid.low[0], ofGrid.low[1], ofGrid.low[2], s, s, s, baseLevel};
 }
 
+Calc makeGridAt(const Point3& origin, const PointBounds& bounds, double usedSpacing) {
+    PointBounds onLattice = bounds;  // down to the next corner: less than a cell, for which the margin has room
+    const std::array<double, 3> aOrigin{origin.x(), origin.y(), origin.z()};
+    for (std::size_t i = 0; i < 3; ++i)
+        onLattice.low[i] = aOrigin[i] + std::floor((bounds.low[i] - aOrigin[i]) / usedSpacing) * usedSpacing;
+    return makeGrid(onLattice, usedSpacing);
+}
+
 }  // namespace TARN_KEL

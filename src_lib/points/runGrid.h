@@ -32,5 +32,7 @@ constexpr double MARGIN_CELLS = 5000.0;
 /// Throws KelBugException for a spacing that isn't a positive number, for more than 2^21 cells along an axis, and for a
 /// spacing that is too small for the precision of the coordinates.
 Calc makeGrid(const PointBounds& bounds, double usedSpacing);
+/// The same with a corner of a cell at the origin, which may be anywhere. Grids of one spacing and origin have one lattice.
+Calc makeGridAt(const Point3& origin, const PointBounds& bounds, double usedSpacing);
 
 }  // namespace TARN_KEL

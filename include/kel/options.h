@@ -1,0 +1,112 @@
+// From points to a mesh in one call with options, and a report of what was done.
+#pragma once
+
+#include <kel/mesh.h>
+#include <kel/points.h>
+#include <kel/process.h>
+#include <kel/progress.h>
+
+#include <atomic>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace TARN_KEL {
+
+/// What reconstruct() is asked for. The defaults suit most scans.
+struct ReconstructOptions {
+    // ---- The grid
+
+    double spacing =
+        0.0;  ///< Edge of a grid cell, in the unit of the points; 0 takes the estimated point spacing times factor.
+    double factor =
+        1.1;  ///< Cell edge as a multiple of the estimated point spacing, greater than 0. Used without a spacing.
+    /// A corner of a cell. Runs with the same spacing and the same origin have the same cells. Without one the grid starts
+    /// at the points.
+    std::optional<Point3> origin;
+
+    // ---- Steps before the mesh is made
+
+    bool bOutliers = true;    ///< Leaves out points far from all others, and single stray points near the surface.
+    bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
+    bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.
+    int numGrowSteps = 0;     ///< Steps of gap closing, see reconstruct_auto(); 0 leaves gaps open.
+    /// What gap closing adds must close a gap: open borders grow no collar, and gaps that the steps don't close stay open.
+    bool bCarefulGrowth = true;
+
+    // ---- Steps on the mesh
+
+    bool bManifold = true;       ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
+    double minPieceArea = 30.0;  ///< Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays.
+    int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
+    int maxHoleEdges = 0;        ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
+
+    // ---- The run
+
+    int numThreads = 0;                        ///< Calls setNumThreads() when greater than 0.
+    ProgressBase* pListener = nullptr;         ///< Hears this run in place of the thread's listener. The caller's.
+    const std::atomic<bool>* pStop = nullptr;  ///< Ends the run soon after it becomes true. The caller's.
+};
+
+/// The faults of a mesh, and its borders.
+struct MeshFlaws {
+    std::size_t numBorderEdges = 0;       ///< Edges of one triangle; no fault where the surface ends.
+    std::size_t numNonManifoldEdges = 0;  ///< Edges of three and more triangles.
+    std::size_t numPinchedVertices = 0;   ///< Vertices with more than one fan of triangles.
+    std::size_t numConflicts = 0;         ///< Edges of two triangles that don't agree in orientation.
+
+    /// No fault.
+    bool isManifold() const { return numNonManifoldEdges + numPinchedVertices + numConflicts == 0; }
+};
+
+/// What reconstruct() did.
+struct ReconstructReport {
+    /// A step, and how long it took.
+    struct Step {
+        std::string name;
+        double seconds = 0.0;
+    };
+
+    std::size_t numPoints = 0;       ///< Points that were passed.
+    std::size_t numNotFinite = 0;    ///< Points left out because a coordinate isn't finite.
+    std::size_t numFarOutliers = 0;  ///< Points left out because they are far from all others.
+    std::size_t numStrays = 0;       ///< Points left out because they are alone off the surface.
+    std::size_t numAdded = 0;        ///< Points added for even sampling.
+
+    double pointSpacing = -1.0;  ///< The estimated spacing of the points; -1.0 when it wasn't estimated.
+    double cellEdge = -1.0;      ///< Edge of a grid cell; -1.0 without a grid.
+    std::size_t numCells = 0;    ///< Cells that the mesh was made of.
+
+    MeshFlaws before;                     ///< Of the mesh as the cells make it.
+    MeshFlaws after;                      ///< Of the mesh that is returned.
+    ManifoldReport manifold;              ///< What made the mesh manifold.
+    std::size_t numPiecesDropped = 0;     ///< Pieces dropped for their small area.
+    std::size_t numTrianglesDropped = 0;  ///< Triangles of those.
+    int numHolesClosed = 0;               ///< Pinholes and holes.
+
+    std::vector<Step> vSteps;    ///< In their order.
+    std::size_t peakMemory = 0;  ///< Bytes, of the process since its start; 0 where the system doesn't tell.
+};
+
+/// Reconstructs a mesh from points, with options.
+///
+/// The steps: Points that aren't finite, far from all others, or alone off the surface are left out. The spacing is
+/// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
+/// reconstruct_auto(), made manifold, freed of tiny pieces, and its pinholes are closed. Each step has a switch; with all of
+/// them off the result is that of reconstruct_auto() or reconstruct_abs().
+///
+/// A listener hears this run as "Reconstruct".
+///
+/// @param vPoints  any order, repeats allowed; not changed
+/// @param options  what to do
+/// @param pReport  overwritten by what was done; may be null. When the call throws, it tells about the steps until then
+/// @return the mesh; null, after a warning, when the points leave no cell; a mesh without triangles when the few cells left
+///         form none
+/// @throws KelBugException as reconstruct_auto() does
+/// @throws KelStoppedException when the stop flag ended the run
+/// @cost O(n log n)
+MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options = {},
+                    ReconstructReport* pReport = nullptr);
+
+}  // namespace TARN_KEL

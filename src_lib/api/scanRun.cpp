@@ -1,0 +1,186 @@
+// The run with options: what reconstruct_auto() does, with steps before and behind it.
+//
+//     points -> finite ones -> without those far from all others -> spacing -> without strays -> grid -> added points
+//            -> mesh of the cells -> manifold -> without tiny pieces -> without pinholes and holes
+//
+// The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
+// the mesh of reconstruct_auto(), to the byte.
+#include <sys/resource.h>
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CloudMgr.h"
+#include "Hal.h"
+#include "ManifoldMaker.h"
+#include "Progress.h"
+#include "RMesh.h"
+#include "RTop.h"
+#include "ThreadSingleton.h"
+#include "evenSampling.h"
+#include "inputPoints.h"
+#include "kel.h"
+#include "meshFlaws.h"
+#include "pieces.h"
+#include "runGrid.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// Ends the run when its stop flag is true, and passes what it hears on.
+class Watch : public ProgressBase {
+public:
+    Watch(const std::atomic<bool>* pStopFlag, ProgressBase* pHearer) : pStop(pStopFlag), pNext(pHearer) {}
+
+    void check() const {
+        if (pStop != nullptr && *pStop) throw KelStoppedException();
+    }
+    void update(const std::string& name, double fraction) override {
+        check();
+        if (pNext != nullptr) pNext->update(name, fraction);
+    }
+
+private:
+    const std::atomic<bool>* pStop;
+    ProgressBase* pNext;
+};
+
+/// Makes the watch the listener of the thread, until its end.
+class Listening {
+public:
+    explicit Listening(const ReconstructOptions& options)
+        : pFormer(root().getListener()), watch(options.pStop, options.pListener != nullptr ? options.pListener : pFormer) {
+        root().setListener(&watch);
+    }
+    ~Listening() { root().setListener(pFormer); }
+    Listening(const Listening&) = delete;
+    Listening& operator=(const Listening&) = delete;
+
+    const Watch& getWatch() const { return watch; }
+
+private:
+    static Progress& root() { return *ThreadSingleton<Progress>::getInstance(); }
+
+    ProgressBase* pFormer;
+    Watch watch;
+};
+
+std::size_t peakMemory() {
+    rusage usage{};
+    constexpr std::size_t UNIT = 1024;  // bytes, on Linux
+    return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<std::size_t>(usage.ru_maxrss) * UNIT : 0;
+}
+
+/// One run, step by step.
+class ScanRun {
+public:
+    ScanRun(const ReconstructOptions& theOptions, const Watch& theWatch, ReconstructReport& theReport)
+        : options(theOptions), watch(theWatch), report(theReport) {}
+
+    MeshPtr run(std::vector<Point3> vPoints);
+
+private:
+    template <typename Work>
+    void step(const char* name, Work&& work);
+    void prepare(std::vector<Point3>& vPoints);
+    void addPoints(std::vector<Point3>& vPoints);
+    void chooseSpacing(const std::vector<Point3>& vPoints);
+    MeshPtr makeMesh(std::vector<Point3> vPoints);
+    void finish(RMesh& mesh);
+
+    const ReconstructOptions& options;
+    const Watch& watch;
+    ReconstructReport& report;
+    std::optional<Calc> grid;
+};
+
+template <typename Work>
+void ScanRun::step(const char* name, Work&& work) {
+    watch.check();
+    const auto start = std::chrono::steady_clock::now();
+    work();
+    report.vSteps.push_back({name, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()});
+}
+
+MeshPtr ScanRun::run(std::vector<Point3> vPoints) {
+    report.numPoints = vPoints.size();
+    report.numNotFinite = dropNonFinitePoints(vPoints);
+    if (report.numNotFinite > 0)
+        warning(KEL_PLACE, "Points with coordinates that aren't finite, left out: " + toString(report.numNotFinite));
+    if (!vPoints.empty()) prepare(vPoints);
+    MeshPtr pMesh;
+    step("surface", [&] { pMesh = makeMesh(std::move(vPoints)); });
+    if (pMesh) finish(*pMesh->getRMesh());
+    return pMesh;
+}
+
+void ScanRun::prepare(std::vector<Point3>& vPoints) {
+    chooseSpacing(vPoints);
+    const PointBounds bounds = boundsOf(vPoints);
+    grid = options.origin ? makeGridAt(*options.origin, bounds, report.cellEdge) : makeGrid(bounds, report.cellEdge);
+    if (options.bEven) step("even", [&] { addPoints(vPoints); });
+}
+
+void ScanRun::addPoints(std::vector<Point3>& vPoints) {
+    const ProgressStep progress("SC_even", 1);
+    const EvenSampling even = evenOut(vPoints, *grid);
+    report.numAdded = even.vAdded.size();
+    vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
+    progress.finish();
+}
+
+void ScanRun::chooseSpacing(const std::vector<Point3>& vPoints) {
+    report.cellEdge = options.spacing;
+    if (options.spacing > 0.0) return;
+    step("spacing", [&] { report.pointSpacing = estimateSpacing(vPoints, boundsOf(vPoints), vPoints.size()); });
+    report.cellEdge = options.factor * report.pointSpacing;
+}
+
+MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
+    RunInput input{.grid = grid, .bLapTreatment = options.bLaplacian};
+    if (options.numGrowSteps > 0) input.numGrowSteps = options.numGrowSteps;
+    input.bCarefulGrowth = options.bCarefulGrowth;
+    CloudMgr cloudMgr;
+    cloudMgr.setInput(std::move(vPoints), input);
+    report.numCells = cloudMgr.getNumBundles();
+    return Hal(&cloudMgr).reconstruct();
+}
+
+void ScanRun::finish(RMesh& mesh) {
+    step("flaws", [&] { report.before = countFlaws(mesh); });
+    if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh); });
+    if (options.minPieceArea > 0.0)
+        step("pieces", [&] {
+            const DroppedPieces dropped = dropSmallPieces(mesh, options.minPieceArea * report.cellEdge * report.cellEdge);
+            report.numPiecesDropped = dropped.numPieces;
+            report.numTrianglesDropped = dropped.numTriangles;
+        });
+    if (options.maxPinholeEdges > 0)
+        step("pinholes", [&] { report.numHolesClosed += closePinholes(mesh, options.maxPinholeEdges, options.bManifold); });
+    if (options.maxHoleEdges > 0)
+        step("holes", [&] { report.numHolesClosed += RTop(&mesh).fillHoles(options.maxHoleEdges, options.bManifold); });
+    step("flaws", [&] { report.after = countFlaws(mesh); });
+}
+
+}  // namespace
+
+MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options, ReconstructReport* pReport) {
+    ReconstructReport ownReport;
+    ReconstructReport& report = pReport != nullptr ? *pReport : ownReport;
+    report = {};
+    if (options.numThreads > 0) setNumThreads(options.numThreads);
+    const Listening listening(options);
+    progressForScan();
+    OwnRun run(true);
+    MeshPtr pMesh = ScanRun(options, listening.getWatch(), report).run(vPoints);
+    run.close();
+    report.peakMemory = peakMemory();
+    return pMesh;
+}
+
+}  // namespace TARN_KEL

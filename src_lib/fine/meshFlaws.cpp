@@ -1,0 +1,72 @@
+// The faults of a fine mesh. Corners that edges connect are the fans of a vertex, so a vertex has one fan when all of its
+// corners are in one set.
+#include "meshFlaws.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "Forest.h"
+#include "RMesh.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// The corners of all triangles by number, 3 * t + i for corner i of the t-th triangle of the mesh.
+class Fans {
+public:
+    explicit Fans(const RMesh& theMesh) : mesh(theMesh), corners(3 * theMesh.vRT.size()) {}
+
+    /// Joins the corners at both ends of an edge.
+    void joinAcross(const REdge& re) {
+        const RTriangle* pFirst = nullptr;
+        for (const RTriangle* pRT : re.vRT) {
+            if (pFirst != nullptr)
+                for (const Point3* p : {re.getVtx0(), re.getVtx1()})
+                    corners.join(cornerOf(pFirst, p), cornerOf(pRT, p));
+            pFirst = pRT;
+        }
+    }
+    std::size_t countPinched() {
+        constexpr Forest::Member NONE = ~Forest::Member{0};
+        std::vector<Forest::Member> vFan(mesh.getNumVtx_all(), NONE);  // the first one of each vertex
+        std::vector<bool> vPinched(mesh.getNumVtx_all());
+        for (const RTriangle* pRT : mesh.vRT) {
+            if (!pRT->isAlive()) continue;
+            for (int i = 0; i < 3; ++i) {
+                const std::size_t vertex = mesh.getVtxIndex(pRT->getCorner(i));
+                const Forest::Member fan = corners.findRoot(cornerOf(pRT, pRT->getCorner(i)));
+                if (vFan[vertex] == NONE) vFan[vertex] = fan;
+                if (vFan[vertex] != fan) vPinched[vertex] = true;
+            }
+        }
+        return static_cast<std::size_t>(std::count(vPinched.begin(), vPinched.end(), true));
+    }
+
+private:
+    Forest::Member cornerOf(const RTriangle* pRT, const Point3* p) const {
+        return static_cast<Forest::Member>(3 * mesh.poolRT.indexOf(pRT)) + static_cast<Forest::Member>(pRT->getICI(p));
+    }
+
+    const RMesh& mesh;
+    Forest corners;
+};
+
+}  // namespace
+
+MeshFlaws countFlaws(const RMesh& mesh) {
+    MeshFlaws flaws;
+    Fans fans(mesh);
+    for (const REdge* pRE : mesh.getREdgesRef()) {
+        const int degree = pRE->getDegree();
+        if (degree == 1) ++flaws.numBorderEdges;
+        if (degree > 2) ++flaws.numNonManifoldEdges;
+        RTriangle *pRT0 = nullptr, *pRT1 = nullptr;
+        if (pRE->getTwoTriangles(pRT0, pRT1, true) && pRT0->needFlip(pRT1)) ++flaws.numConflicts;
+        fans.joinAcross(*pRE);
+    }
+    flaws.numPinchedVertices = fans.countPinched();
+    return flaws;
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,12 @@
+#pragma once
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// Counts what is wrong with a mesh, and its border edges. Cost: O(n); 12 bytes for each triangle.
+MeshFlaws countFlaws(const RMesh& mesh);
+
+}  // namespace TARN_KEL

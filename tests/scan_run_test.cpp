@@ -1,0 +1,235 @@
+// The reconstruction with options: each step has a switch, and says what it did.
+#include <atomic>
+
+#include "RMesh.h"
+#include "meshFlaws.h"
+#include "pieces.h"
+#include "support/fine.h"
+#include "support/points.h"
+#include "support/prelude.h"
+#include "support/run.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+
+ReconstructOptions bare() {
+    ReconstructOptions options;
+    options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = false;
+    options.minPieceArea = 0.0;
+    options.maxPinholeEdges = 0;
+    return options;
+}
+
+/// The cells of a lattice that hold a vertex near the unit sphere.
+std::set<std::array<long, 3>> cellsOfSphere(const MeshPtr& pMesh, const Point3& origin, double edge) {
+    std::set<std::array<long, 3>> sCell;
+    for (const Point3& p : cornersOf(pMesh)) {
+        const Vector3 v = (p - origin) / edge;
+        if ((p - Point3()).length() < 1.5)
+            sCell.insert({std::lround(std::floor(v.x())), std::lround(std::floor(v.y())), std::lround(std::floor(v.z()))});
+    }
+    return sCell;
+}
+
+Points operator+(Points v, const Points& w) {
+    v.insert(v.end(), w.begin(), w.end());
+    return v;
+}
+
+Points moved(Points v, double dx) {
+    for (Point3& p : v)
+        p = p + Vector3(dx, 0.0, 0.0);
+    return v;
+}
+
+}  // namespace
+
+TEST(ScanRun, isTheBareRoadWhenAllStepsAreOff) {
+    const CoutSilence silence;
+    for (const std::uint64_t seed : {1U, 2U}) {
+        Points vPoints = Scan(seed, 0.004).torus(4000);
+        for (const bool bLaplacian : {false, true}) {
+            ReconstructOptions options = bare();
+            options.bLaplacian = bLaplacian;
+            options.numGrowSteps = bLaplacian ? 4 : 0;
+            ReconstructReport report;
+            EXPECT_EQ(cornersOf(reconstruct(vPoints, options, &report)),
+                      cornersOf(reconstruct_auto(vPoints, bLaplacian, 1.1, options.numGrowSteps)));
+            EXPECT_EQ(report.pointSpacing, estimateAvgSpacing(vPoints));
+            options.spacing = 0.07;
+            EXPECT_EQ(cornersOf(reconstruct(vPoints, options)),
+                      cornersOf(reconstruct_abs(vPoints, bLaplacian, 0.07, options.numGrowSteps)));
+        }
+    }
+}
+
+TEST(ScanRun, withOneOriginHasOneLattice) {
+    const CoutSilence silence;
+    const Points vAlone = Scan(5).sphere(3000), vFurther = moved(vAlone, 7.123) + moved(vAlone, -9.321) + vAlone;
+    ReconstructOptions options = bare();
+    options.spacing = 0.1;
+    const Point3 origin(0.03, -1e4, 0.5);
+    const auto cellsOf = [&](const Points& v) { return cellsOfSphere(reconstruct(v, options), origin, options.spacing); };
+    EXPECT_NE(cellsOf(vAlone), cellsOf(vFurther));
+    options.origin = origin;
+    EXPECT_GT(cellsOf(vAlone).size(), 1000U);
+    EXPECT_EQ(cellsOf(vAlone), cellsOf(vFurther));
+}
+
+TEST(ScanRun, leavesAManifoldMeshAndSaysWhatWasDone) {
+    const CoutSilence silence;
+    Points vPoints = Scan(8, 0.02).torus(6000);
+    vPoints[3] = Point3(NOT_A_NUMBER, 0.0, 0.0);
+    vPoints[4] = Point3(0.0, INF, 0.0);
+    ReconstructOptions options = bare();
+    ReconstructReport report;
+    const std::size_t numRaw = reconstruct(vPoints, options, &report)->getRMesh()->getNumT();
+    EXPECT_EQ(report.numPoints, 6000U);
+    EXPECT_EQ(report.numNotFinite, 2U);
+    EXPECT_GT(report.before.numNonManifoldEdges, 0U);
+    EXPECT_FALSE(report.after.isManifold());
+    options.bManifold = true;
+    const MeshPtr pMesh = reconstruct(vPoints, options, &report);
+    EXPECT_FALSE(report.before.isManifold());
+    EXPECT_TRUE(report.after.isManifold());
+    EXPECT_EQ(numRaw - pMesh->getRMesh()->getNumT(), report.manifold.numFlat + report.manifold.numDuplicates +
+                                                         report.manifold.numMembranes + report.manifold.numSplinters);
+    EXPECT_GE(report.numCells, pMesh->getRMesh()->getNumT() / 3);
+    EXPECT_GT(report.peakMemory, 1000000U);
+    std::vector<std::string> vName;
+    for (const auto& [name, seconds] : report.vSteps) {
+        vName.push_back(name);
+        EXPECT_GE(seconds, 0.0) << name;
+    }
+    EXPECT_EQ(vName, (std::vector<std::string>{"spacing", "surface", "flaws", "manifold", "flaws"}));
+}
+
+TEST(ScanRun, dropsTinyPiecesButNeverTheLargest) {
+    const CoutSilence silence;
+    const Points vLarge = Scan(1).sphere(4000), vTiny = moved(scaled(Scan(2).sphere(300), 0.1), 3.0);
+    ReconstructOptions options = bare();
+    options.spacing = 0.06;  // the tiny one has 35 squares of it
+    ReconstructReport report;
+    for (const auto& [minArea, numDropped] : {std::pair(30.0, 0U), {40.0, 1U}}) {
+        options.minPieceArea = minArea;
+        const MeshPtr pMesh = reconstruct(vLarge + vTiny, options, &report);
+        EXPECT_EQ(report.numPiecesDropped, numDropped);
+        EXPECT_EQ(report.numTrianglesDropped > 0, numDropped > 0);
+        const Points vCorners = cornersOf(pMesh);
+        EXPECT_EQ(std::any_of(vCorners.begin(), vCorners.end(), [](const Point3& p) { return p.x() > 2.0; }),
+                  numDropped == 0);
+    }
+    EXPECT_GT(reconstruct(vTiny, options, &report)->getRMesh()->getNumT(), 20U);
+    EXPECT_EQ(report.numPiecesDropped, 0U);
+}
+
+TEST(Pieces, areDroppedByArea) {
+    FineMesh mesh(sheet(3, 3));
+    const auto addSquare = [&](double x, double size) {
+        std::vector<Point3*> v;
+        for (const auto& [dx, dy] : {std::pair(0, 0), {1, 0}, {1, 1}, {0, 1}})
+            v.push_back(mesh->createVertex(x + dx * size, dy * size, 0.0, false));
+        mesh->createT(v[0], v[1], v[2]);
+        mesh->createT(v[0], v[2], v[3]);
+    };
+    addSquare(10.0, 1.0);
+    addSquare(20.0, 2.0);
+    const DroppedPieces dropped = dropSmallPieces(*mesh, 4.0);
+    EXPECT_EQ(dropped.numPieces, 1U);
+    EXPECT_EQ(dropped.numTriangles, 2U);
+    EXPECT_EQ(mesh->getNumT(), 20U);
+    EXPECT_EQ(dropSmallPieces(*mesh, INF).numPieces, 1U);
+    EXPECT_DOUBLE_EQ(mesh->getArea(), 9.0);
+    mesh->checkDataStructures("dropped");
+}
+
+TEST(Pinholes, areClosedButNoOuterBorderIs) {
+    // A sheet with a hole of a square, whose outer border is short enough as well: only the hole is one.
+    FineMesh mesh(sheet(3, 3));
+    for (const int i : {8, 9})  // the square in the middle
+        mesh.kill(i);
+    EXPECT_EQ(closePinholes(*mesh, 3, true), 0);
+    EXPECT_EQ(closePinholes(*mesh, 12, true), 1);
+    EXPECT_EQ(countFlaws(*mesh).numBorderEdges, 12U);
+
+    FineMesh closed(torus(12, 8));
+    closed.kill(0);
+    EXPECT_EQ(closePinholes(*closed, 8, true), 1);
+    EXPECT_EQ(countFlaws(*closed).numBorderEdges, 0U);
+}
+
+TEST(Flaws, areCountedByKind) {
+    EXPECT_TRUE(countFlaws(*FineMesh(torus(12, 8))).isManifold());
+    FineMesh fan(sheet(1, 1));
+    EXPECT_EQ(countFlaws(*fan).numBorderEdges, 4U);
+    Point3* pTop = fan->createVertex(0.5, 0.5, 1.0, false);
+    fan->createT(fan.vtx(1), fan.vtx(2), pTop);  // on the diagonal
+    EXPECT_EQ(countFlaws(*fan).numNonManifoldEdges, 1U);
+    Point3 *p = fan->createVertex(-1, 0, 0, false), *q = fan->createVertex(-1, -1, 0, false);
+    RTriangle* pRT = fan->createT(fan.vtx(0), p, q);
+    EXPECT_EQ(countFlaws(*fan).numPinchedVertices, 1U);
+    EXPECT_EQ(countFlaws(*fan).numConflicts, 0U);
+    fan->createT(q, p, fan->createVertex(-2, -1, 0, false));
+    EXPECT_EQ(countFlaws(*fan).numConflicts, 0U);
+    pRT->flipNNV();
+    EXPECT_EQ(countFlaws(*fan).numConflicts, 1U);
+}
+
+TEST(ScanRun, isHeardByItsOwnListenerAndStopsWhenAsked) {
+    const CoutSilence silence;
+    const Points vPoints = Scan(9).sphere(3000);
+    Hearer ofThread, own;
+    subscribe(&ofThread);
+    ReconstructOptions options;
+    options.pListener = &own;
+    const Points vReference = cornersOf(reconstruct(vPoints, options));
+    EXPECT_TRUE(ofThread.vName.empty());
+    ASSERT_GT(own.vFraction.size(), 20U);
+    EXPECT_TRUE(std::is_sorted(own.vFraction.begin(), own.vFraction.end()));
+    EXPECT_EQ(own.vFraction.back(), 1.0);
+
+    // The flag is heard with the next report; a run without it goes as if nothing had been.
+    struct Stopper : ProgressBase {
+        void update(const std::string&, double fraction) override { bStop = fraction > 0.3; }
+        std::atomic<bool> bStop{false};
+    } stopper;
+    options.pListener = &stopper;
+    options.pStop = &stopper.bStop;
+    ReconstructReport report;
+    EXPECT_THROW(reconstruct(vPoints, options, &report), KelStoppedException);
+    EXPECT_FALSE(report.vSteps.empty());
+    EXPECT_EQ(cornersOf(reconstruct(vPoints)), vReference);
+    EXPECT_EQ(ofThread.vFraction.back(), 1.0);
+    unsubscribe();
+}
+
+TEST(ScanRun, endsInOrderOnInputThatIsNoSurface) {
+    const CoutSilence silence;
+    const std::vector<Points> vInputs = {{},
+                                         {{1, 2, 3}},
+                                         Points(50, {1, 2, 3}),
+                                         {{0, 0, 0}, {1, 1, 1}},
+                                         {{NOT_A_NUMBER, 0, 0}, {0, INF, 0}},
+                                         {{-LARGEST, 0, 0}, {LARGEST, 0, 0}, {0, 1, 0}},
+                                         {{0, 0, 0}, {5e-324, 0, 0}, {0, 5e-324, 0}},
+                                         scaled(Scan(1).dust(500), 1e-300),
+                                         scaled(Scan(1).dust(500), 1e-6, 1e7)};
+    for (const Points& vPoints : vInputs)
+        for (const double spacing : {0.0, 0.1, NOT_A_NUMBER, INF, -1.0, 1e-300})
+            for (const auto& origin : {std::optional<Point3>(), std::optional<Point3>({LARGEST, 0.0, 1e9})}) {
+                ReconstructOptions options;
+                options.spacing = spacing;
+                options.origin = origin;
+                try {
+                    const MeshPtr pMesh = reconstruct(vPoints, options);
+                    EXPECT_TRUE(!pMesh || vPoints.size() > 2) << vPoints.size();
+                } catch (const KelBugException&) {  // any other exception fails the test
+                }
+            }
+    ReconstructOptions options;
+    options.factor = 0.0;
+    expectFails("usedSpacing>0", [&] { reconstruct(Scan(1).plane(500), options); });
+}

@@ -36,9 +36,15 @@ using Steps = std::vector<std::size_t>;
 
 }  // namespace
 
-TEST(Progress, aSmallStepReportsOnceOnItsWay) {
-    TestRun run({{"a", 1}, {"b", 999}});
+TEST(Progress, smallStepsReportOnceOnTheirWayAndOpenAgain) {
+    TestRun run({{"a", 1}, {"b", 998}, {"c", 0}});
     EXPECT_EQ(stepsHeard(run.root.getChildProgressSetTodo("a", 100), 100, run.hearer), (Steps{75, 100}));
+    EXPECT_EQ(stepsHeard(run.root.getChildProgressSetTodo("c", 1000), 1000, run.hearer), Steps()) << "no news";
+    Progress* pStep = run.root.getChildProgressSetTodo("b", 10);
+    stepsHeard(pStep, 5, run.hearer);
+    run.root.getChildProgressSetTodo("b", 15);  // 20 in all, half of them done
+    stepsHeard(pStep, 5, run.hearer);
+    EXPECT_EQ(pStep->getFrac(), 0.75);
 }
 
 TEST(Progress, givesAboutTwoHundredRisingReportsForAnyWeights) {

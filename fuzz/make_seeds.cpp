@@ -61,7 +61,7 @@ void makePoints(const Corpus& corpus) {
 }
 
 void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
-    const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+    const MeshPtr pMesh = meshOf(soup);
     const auto write = [&](const std::string& reader, const std::string& ending, bool bAscii) {
         const std::string path = corpus.path(reader, name + ending);
         demand(writeMesh_auto(path, pMesh, bAscii), path);
@@ -69,16 +69,10 @@ void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
     write("stl", ".stl", true);
     write("ply_mesh", "_text.ply", true);
     write("ply_mesh", "_binary.ply", false);
-
-    std::vector<Point3*> vPointers;
-    pMesh->getTriangles(vPointers);
-    std::vector<Point3> vCorners;
-    for (const Point3* p : vPointers)
-        vCorners.push_back(*p);
     for (const char* header : {"", "solid"}) {
         const std::string path = corpus.path("stl", name + header + "_binary.stl");
         std::ofstream out(path, std::ios_base::binary);
-        out << binaryStl(vCorners, header);
+        out << binaryStl(cornersOf(soup), header);
         demand(!out.flush().fail(), path);
     }
 }

@@ -195,10 +195,6 @@ TEST_F(TopSimplify, canFlipAsFarAsTheNewNormalsAgree) {
         Top top(&world.mesh, &world.calc);
         const VCD v0 = std::min(world.code(0), world.code(1)), v1 = std::max(world.code(0), world.code(1));
         EXPECT_EQ(top.canFlip(v0, v1, world.code(2), world.code(3)), bCan) << angle;
-        EXPECT_FALSE(top.canFlip(v0, v1, world.code(2), world.code(2)));
-        EXPECT_FALSE(top.canFlip(v0, v1, v0, world.code(3)));
-        EXPECT_FALSE(top.canFlip(v0, world.code(2), v1, world.code(3)));  // v1 - 3 is an edge
-        expectText("ccd0>=ccd1", [&] { EXPECT_FALSE(top.canFlip(v1, v0, world.code(2), world.code(3))); });
         top.sBorderCCD = {world.code(3)};
         EXPECT_FALSE(top.canFlip(v0, v1, world.code(2), world.code(3)));
     }
@@ -273,6 +269,18 @@ TEST_F(TopSimplify, passesLeaveWhatTheyLeftBefore) {
                     vNumbers.push_back(std::bit_cast<std::uint64_t>(d));
             }
         EXPECT_EQ(hashOf(vNumbers), hash) << name;
+    }
+}
+
+TEST_F(TopSimplify, featuresGoOnWhereTheyTurnByAFifthOfADegreeAtMost) {
+    for (const auto& [angle, num] : {std::pair(0.1, 2), {0.3, 1}}) {  // the line 0-1-2-3 along x turns by it at 2
+        CoarsePlaces world(
+            {{{0, 0, 0}, {1, 0, 0}, {2, 0, 0}, {2 + std::cos(degrees(angle)), std::sin(degrees(angle)), 0}, {1, 1, 0}},
+             {{0, 1, 4}, {1, 2, 4}, {2, 3, 4}}});
+        Top top(&world.mesh, &world.calc);
+        for (int i = 0; i < 5; ++i)
+            top.sFeatureCCD.insert(world.code(i));
+        EXPECT_EQ(top.countCollinearConnectors(world.code(1), world.code(2)), num);
     }
 }
 

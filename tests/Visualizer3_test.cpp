@@ -100,10 +100,11 @@ public:
 };
 
 std::size_t numParts(const std::vector<Drawn>& vDrawn, const std::string& kind, const std::string& color) {
-    return std::accumulate(vDrawn.begin(), vDrawn.end(), std::size_t{0}, [&](std::size_t num, const Drawn& drawn) {
-        const bool bCounts = drawn.kind == kind && drawn.color == color && countIn(drawn.appearance, "linewidth 9") == 0;
-        return num + (bCounts ? drawn.vParts.size() : 0);
-    });
+    std::size_t num = 0;
+    for (const Drawn& drawn : vDrawn)
+        if (drawn.kind == kind && drawn.color == color && countIn(drawn.appearance, "linewidth 9") == 0)
+            num += drawn.vParts.size();
+    return num;
 }
 
 constexpr const char* LIT = "material { backdiffuse 0 0 0 } lighting {ambient 0 0 1 }";
@@ -286,14 +287,9 @@ TEST(DebugDrawings, cellsAreBoxesOfTheGridAndNormalsStandOnTriangles) {
         v.writeTriangles(mesh.vT, CGREEN, true);
     });
     ASSERT_EQ(vDrawn.size(), 4U);
-    // The faces run outward: the cone from the box's midpoint over each has a positive volume, together that of the cell.
-    const Point3 mid = grid.getMidPoint(ccd);
-    double volume = 0.0;
-    for (const auto& vFace : vDrawn[0].vParts) {
-        const Vector3 area = crossProduct(vFace.at(2) - vFace[0], vFace.at(3) - vFace[1]) / 2.0;
-        EXPECT_GT(area * (vFace[0] - mid), 0.0);
-        volume += area * (vFace[0] - mid) / 3.0;
-    }
+    double volume = 0.0;  // of the cones over the faces, which run outward
+    for (const auto& vFace : vDrawn[0].vParts)
+        volume += crossProduct(vFace.at(2) - vFace[0], vFace.at(3) - vFace[1]) * (vFace[0] - grid.getMidPoint(ccd)) / 6.0;
     EXPECT_NEAR(volume, 8.0, 1e-12);
     EXPECT_EQ(vDrawn[1].vParts[0][0], grid.getRefPoint(ccd));
     ASSERT_EQ(vDrawn[3].vParts.size(), 4U);

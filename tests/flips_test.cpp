@@ -2,7 +2,6 @@
 // finds, what the loops do to noisy surfaces; caps and collapses of single edges.
 #include <cfloat>
 
-#include "Histogram.h"
 #include "Progress.h"
 #include "REdgeEnergy.h"
 #include "RTop.h"
@@ -234,21 +233,6 @@ TEST(FoldedEdges, areListedAndCounted) {
     EXPECT_EQ(countIn(outputOf([&] { folded(0.0); }), "No NNV, skipped edge"), 3);
     const FineMesh single({{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{0, 1, 2}}});
     EXPECT_EQ(outputOf([&] { EXPECT_EQ(single->printEnergy("t"), DBL_MAX); }), "Empty histogram [ DIHEDRAL ANGLES (t) ]\n");
-}
-
-TEST(Histogram, countsUpToEachBound) {
-    Histogram histogram("h");
-    for (const double bound : {2.0, 1.0, 2.0})
-        histogram.addBound(bound);
-    for (const double value : {1.0, 1.5, 2.0, 2.5, 7.0, -3.0})
-        histogram.addVal(value);
-    const std::string out = outputOf([&] { histogram.show(); });
-    for (const char* part :
-         {"h (avg=1.83333 , min=-3, max=7):\n  min - 1: 2\n1 - 2: 2", "   ( median is 2 )", "\n2 -   max: 2\n"})
-        EXPECT_EQ(countIn(out, part), 1) << out;
-    for (const double value : {std::nan(""), HUGE_VAL})
-        EXPECT_EQ(countIn(outputOf([&] { histogram.addVal(value); }), "WARNING"), 1);
-    EXPECT_EQ(histogram.size(), 6U);
 }
 
 TEST(CollapseOfAnEdge, keepsNormalsOrRefuses) {

@@ -5,7 +5,6 @@
 #include "HoleFiller.h"
 #include "HoleToCCD.h"
 #include "Holex.h"
-#include "Top.h"
 #include "Visualizer3.h"
 #include "support/TempFolder.h"
 #include "support/coarse_soup.h"
@@ -193,8 +192,6 @@ TEST(Holex, endsTheProcessBehindItsStepsAndDrawsWhenItMay) {
                     "\\*\\* .*Hole::run");
         EXPECT_EQ(folder.numFiles(), bAuthorized ? 7U : 0U);
     }
-    EXPECT_EXIT(loudly([&] { Top(&sheet.mesh, &sheet.calc).fillHoles(nullptr); }), testing::ExitedWithCode(0),
-                "Top::fillHoles\\(\\) calls Holex - experimental");
     const CoutSilence silence;
     Holex holex(&sheet.mesh, &sheet.calc);
     holex.chainBorder();

@@ -189,31 +189,6 @@ struct Flaps : CoarseWorld {
 
 }  // namespace
 
-TEST(Inspector, growsUpToAKnownBorder) {
-    forSeeds(50, [&](unsigned seed) {
-        Random random(seed);
-        Sheet world(6, 6);
-        Inspection it(world);
-        const Triangles vT = aliveT(world.mesh);
-        std::set<VCD> sBorder;
-        for (unsigned i = 0; i < seed % 7; ++i)
-            sBorder.insert(world.at(static_cast<unsigned>(pick(random, 7)), static_cast<unsigned>(pick(random, 7))));
-        for (CTriangle* pCT : vT)
-            if (random.next() % 2 == 0) pCT->flipNNV();
-        CTriangle* pGoodT = vT[pick(random, vT.size())];
-        const CoutSilence silence;
-        it.inspector.keepGoodPartForKnownBorder(&it.patch, pGoodT, sBorder);
-        const std::set<CTriangle*> sKept(it.patch.vMemberCT.begin(), it.patch.vMemberCT.end());
-        const auto numEnds = [&](CEdge* pCE) { return sBorder.count(pCE->v0) + sBorder.count(pCE->v1); };
-        const auto isKept = [&](CEdge* pCE, CTriangle* pCT) { return numEnds(pCE) == 0 && sKept.count(pCT) != 0; };
-        EXPECT_EQ(reach(pGoodT, isKept), sKept);
-        EXPECT_TRUE(!sBorder.empty() || sKept.size() == vT.size());
-        it.inspector.killRemovedT();
-        EXPECT_EQ(it.patch.vMemberCT, aliveT(world.mesh));
-        EXPECT_TRUE(conflicts(world.mesh).empty());
-    });
-}
-
 TEST(Inspector, cutsABentSheetWhereItFacesItself) {
     constexpr unsigned SIZE = 6;
     CoarseWorld world;

@@ -76,23 +76,6 @@ private:
     }
 };
 
-/// What hangs together with a triangle over manifold edges that isCrossed(edge, triangle behind it) lets pass.
-template <typename IsCrossed>
-std::set<CTriangle*> reach(CTriangle* pStartT, IsCrossed&& isCrossed) {
-    std::set<CTriangle*> sReached{pStartT};
-    Triangles vStack{pStartT};
-    while (!vStack.empty()) {
-        const CTriangle* pCT = vStack.back();
-        vStack.pop_back();
-        for (int i = 0; i < 3; ++i) {
-            CTriangle* pNeigT = pCT->getCE(i)->getUniqueOtherTriangle(pCT);
-            if (pNeigT != nullptr && isCrossed(pCT->getCE(i), pNeigT) && sReached.insert(pNeigT).second)
-                vStack.push_back(pNeigT);
-        }
-    }
-    return sReached;
-}
-
 /// Edges of two triangles that run against each other.
 inline std::set<CEdge*> conflicts(const CMesh& mesh) {
     std::set<CEdge*> sConflict;

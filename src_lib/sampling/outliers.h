@@ -1,0 +1,45 @@
+// Outliers: points of a cloud that belong to no surface, found before a run.
+//
+// One stray point a million units away makes the grid of a run so large that nothing is left of the surface, and strays
+// near a surface grow pieces of their own and make the estimated spacing too large. They are found in two steps. What lies
+// far from the rest is found from the points alone; what is left has a spacing, and with that strays near the surface are
+// found. With one stray in twenty points the estimated spacing comes out up to a third too large. Estimate it again without
+// them, and look a second time: what was near the surface for the first spacing may not be for the second.
+//
+// The results depend neither on the order of the points nor on the number of workers. Points that aren't finite must have
+// been dropped before: dropNonFinitePoints().
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Finds points that lie far from the rest, at any distance.
+///
+/// Far is what is more than some twenty times the cloud's extent away from its middle, in groups of fewer than 16 different
+/// places, each group as far from all other points as random points would be from each other. The extent is that of the
+/// middle third of the points, so up to a third of them may be outliers. Parts of a scan with a sheet of their own stay,
+/// however far away; clouds of fewer than 64 points stay whole.
+/// vPoints: finite, fewer than 2^32.
+/// Returns their positions, ascending; none where more than 36% would be outliers, for then there is no bulk.
+/// O(n), and O(log n) for each outlier; 24 bytes a point. Uses the pool.
+std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
+
+/// Finds stray points: those that hardly have others near them and lie in nobody's sheet or line.
+///
+/// Everything is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires and small separate parts
+/// stay. A few points within a spacing of each other count as one.
+/// vPoints: finite, fewer than 2^32.
+/// spacing: of the cloud, as estimated; the edge of a cell.
+/// Returns their positions, ascending; none where no grid of this spacing holds the cloud or the coordinates are too coarse
+/// for it.
+/// O(n log n), some 3% of a run for clouds without strays; 60 bytes a point. Uses the pool.
+std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, double spacing);
+
+/// Removes the points at these positions, ascending ones. The others keep their order. O(n).
+void removePoints(const std::vector<std::size_t>& vPositions, std::vector<Point3>& vPoints);
+
+}  // namespace TARN_KEL

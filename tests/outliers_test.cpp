@@ -1,0 +1,181 @@
+// Outliers found: all of them at any distance, and nothing of a surface.
+#include "outliers.h"
+
+#include "SyntheticScan.h"
+#include "kel.h"
+#include "support/points.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+using Positions = std::vector<std::size_t>;
+
+/// A scan whose outliers stand behind its points.
+struct Scanned {
+    explicit Scanned(const ScanRequest& request) : truth(makeScan(request, vPoints)) {
+        numClean = vPoints.size() - truth.numOutliers;
+    }
+    Points clean() const { return {vPoints.begin(), vPoints.begin() + static_cast<std::ptrdiff_t>(numClean)}; }
+
+    Points vPoints;
+    ScanTruth truth;
+    std::size_t numClean = 0;
+};
+
+ScanRequest request(const std::string& shape, unsigned seed, const std::string& kind, double distance, double share,
+                    const std::string& pattern = "even") {
+    return {shape, 6000, 0.1, seed, pattern, 0.0, 0.0, share, kind, distance};
+}
+
+double estimatedSpacing(Points vPoints) {
+    const CoutSilence silence;
+    return estimateAvgSpacing(vPoints);
+}
+
+/// What is left after both steps, the second done twice.
+Points cleaned(Points vPoints) {
+    removePoints(findFarOutliers(vPoints), vPoints);
+    for (int round = 0; round < 2; ++round)
+        removePoints(findStrays(vPoints, estimatedSpacing(vPoints)), vPoints);
+    return vPoints;
+}
+
+Points sorted(Points vPoints) {
+    std::sort(vPoints.begin(), vPoints.end());
+    return vPoints;
+}
+
+/// A lattice in the plane z = z0, n by n points.
+void addSheet(int n, const Point3& corner, double step, Points& vPoints) {
+    for (int i = 0; i < n * n; ++i)
+        vPoints.push_back(corner + Vector3(step * (i % n), step * (i / n), 0.0));
+}
+
+Points sheet(int n) {
+    Points vPoints;
+    addSheet(n, Point3(), 1.0, vPoints);
+    return vPoints;
+}
+
+}  // namespace
+
+TEST(FarOutliers, areFoundAtAnyDistanceAndNumber) {
+    for (const std::string kind : {"far", "clumps"})
+        for (const double distance : {1e4, 1e6, 1e9, 1e100, 1e300})
+            for (const double share : {0.0003, 0.05, 0.49})
+                for (unsigned seed = 1; seed <= 3; ++seed) {
+                    const Scanned scan(request(seed == 2 ? "torus" : "sphere", seed, kind, distance, share));
+                    Positions vExpected(scan.truth.numOutliers);
+                    std::iota(vExpected.begin(), vExpected.end(), scan.numClean);
+                    EXPECT_TRUE(findFarOutliers(scan.vPoints) == vExpected) << kind << distance << " " << share;
+                }
+}
+
+TEST(FarOutliers, nothingElseIs) {
+    for (const std::string& shape : scanShapes())
+        EXPECT_EQ(findFarOutliers(Scanned(request(shape, 1, "far", 0.0, 0.0)).vPoints), Positions()) << shape;
+    for (const double distance : {1e2, 1e5, 1e9}) {
+        Points vTwoScans = sheet(60), vPart = sheet(60);
+        addSheet(60, Point3(distance * 60.0, 0.0, 0.0), 1.0, vTwoScans);
+        addSheet(5, Point3(distance * 60.0, 0.0, 0.0), 1.0, vPart);
+        EXPECT_EQ(findFarOutliers(vTwoScans), Positions()) << distance;
+        EXPECT_EQ(findFarOutliers(vPart), Positions()) << distance;
+        vPart.resize(vPart.size() - 12);
+        EXPECT_EQ(findFarOutliers(vPart).size(), 13U) << "too few for a sheet";
+    }
+    Points vObject = sheet(120);  // in the middle of sparse surroundings
+    addSheet(80, Point3(-3000.0, -3000.0, -5.0), 75.0, vObject);
+    EXPECT_EQ(findFarOutliers(vObject), Positions());
+}
+
+TEST(FarOutliers, manyAtOnePlaceAreNoSheet) {
+    for (const std::size_t numEqual : {5U, 900U}) {
+        Points vPoints = sheet(60);
+        vPoints.insert(vPoints.end(), numEqual, Point3(1e6, 1e6, 1e6));
+        EXPECT_EQ(findFarOutliers(vPoints).size(), numEqual);
+    }
+    Points vPoints = sheet(60);  // what couldn't be measured is put into the middle of the scan
+    vPoints.insert(vPoints.end(), 4000, Point3(30.0, 30.0, 0.0));
+    vPoints.emplace_back(1e7, 0.0, 0.0);
+    EXPECT_EQ(findFarOutliers(vPoints), Positions{7600});
+}
+
+TEST(Outliers, degenerateCloudsStay) {
+    const Points vEqual(500, Point3(1.0, 2.0, 3.0)), vTwo = {Point3(), Point3(1e308, -1e308, 0.0)};
+    Points vHuge;
+    for (const Point3& p : sheet(30))
+        vHuge.emplace_back(1e307 * (p.x() - 15.0), 1e307 * (p.y() - 15.0), 0.0);
+    for (const Points& vPoints : {Points(), Points{Point3(1.0, 2.0, 3.0)}, vTwo, vEqual, vHuge}) {
+        EXPECT_EQ(findFarOutliers(vPoints), Positions()) << vPoints.size();
+        for (const double spacing : {1e-300, 1.0, 1e307, INF, NOT_A_NUMBER, 0.0, -1.0})
+            EXPECT_EQ(findStrays(vPoints, spacing), Positions()) << vPoints.size() << " " << spacing;
+    }
+}
+
+TEST(Strays, cleanCloudsStayWhole) {
+    for (const std::string shape : {"sphere", "torus", "plane", "cube", "block", "wall", "patches"})
+        for (const std::string pattern : {"even", "random", "lines", "overlap", "misfit"}) {
+            const Points vPoints = Scanned(request(shape, 1, "far", 0.0, 0.0, pattern)).vPoints;
+            EXPECT_EQ(findStrays(vPoints, estimatedSpacing(vPoints)), Positions()) << shape << " " << pattern;
+        }
+    for (const std::string pattern : {"varying", "sparse"})
+        for (const double ratio : {16.0, 64.0}) {
+            const Points vPoints = Scanned({"sphere", 30000, 0.1, 1, pattern, ratio}).vPoints;
+            EXPECT_EQ(findStrays(vPoints, estimatedSpacing(vPoints)), Positions()) << pattern << ratio;
+        }
+}
+
+TEST(Strays, wiresAndSmallPartsStay) {
+    for (const double step : {0.7, 1.0, 2.5, 6.0}) {  // from touching cells to gaps of several
+        Points vPoints = sheet(60);
+        for (int i = 0; i < 20; ++i)
+            vPoints.emplace_back(70.0 + step * i, 30.0 + 0.3 * step * i, 10.0 + 0.2 * step * i);
+        addSheet(5, Point3(0.0, 0.0, 40.0), step, vPoints);
+        EXPECT_EQ(findStrays(vPoints, 1.2), Positions()) << step;
+        for (const Point3& p : {Point3(30.0, 30.0, 5.0), Point3(30.0, -7.0, 0.0), Point3(-50.0, 30.0, 30.0)})
+            vPoints.push_back(p);
+        const std::size_t first = vPoints.size() - 3;
+        EXPECT_EQ(findStrays(vPoints, 1.2), (Positions{first, first + 1, first + 2})) << step;
+    }
+}
+
+TEST(Outliers, noneIsLeftAndTheSurfaceStays) {
+    for (const std::string pattern : {"even", "random", "varying"})
+        for (const auto& [kind, distance] : {std::pair{"near", 6.0},
+                                             {"far", 2e1},
+                                             {"far", 1e2},
+                                             {"far", 1e3},
+                                             {"far", 1e4},
+                                             {"far", 1e6},
+                                             {"far", 1e9},
+                                             {"clumps", 1e9}})
+            for (const double share : {0.002, 0.05}) {
+                const Scanned scan(request("sphere", 5, kind, distance, share, pattern));
+                const Points vLeft = cleaned(scan.vPoints);
+                EXPECT_TRUE(std::equal(vLeft.begin(), vLeft.begin() + static_cast<std::ptrdiff_t>(scan.numClean),
+                                       scan.vPoints.begin()))
+                    << pattern << kind << distance;
+                EXPECT_LE(static_cast<double>(vLeft.size() - scan.numClean),
+                          0.02 * static_cast<double>(scan.truth.numOutliers))
+                    << pattern << " " << kind << " " << distance << " " << share;
+            }
+}
+
+TEST(Outliers, dependOnNeitherOrderNorPlaceNorWorkers) {
+    const Scanned scan(request("torus", 3, "dust", 0.0, 0.05, "varying"));
+    Points vShuffled = scan.vPoints;
+    vShuffled.emplace_back(1e5, 0.0, 3.0);
+    const Points vLeft = sorted(cleaned(vShuffled));
+    EXPECT_LT(vLeft.size(), scan.vPoints.size() - 50);
+    for (unsigned seed = 1; seed <= 3; ++seed) {
+        Scan(seed).shuffle(vShuffled);
+        setNumThreads(static_cast<int>(seed));
+        EXPECT_EQ(sorted(cleaned(vShuffled)), vLeft);
+    }
+    setNumThreads(0);
+    for (const double factor : {0x1p-60, 0x1p40})
+        EXPECT_EQ(sorted(cleaned(scaled(vShuffled, factor))), scaled(vLeft, factor)) << factor;
+}

@@ -136,7 +136,7 @@ TEST(EvenSampling, leavesWindowsOpenThatAreWiderThanTheSpacingExplains) {
     forSeeds(4, [](unsigned seed) {
         for (const double width : {4.0, 8.0, 12.0}) {
             const Points vPoints = windowed(seed, width);
-            const std::size_t num = numNear(evened(vPoints).vAdded, {0.5, 0.5, 0.0}, 0.3 * width / std::sqrt(12000.0));
+            const std::size_t num = numNear(evened(vPoints).vAdded, {0.5, 0.5, 0.0}, 0.4 * width / std::sqrt(12000.0));
             if (width > 4.0)
                 EXPECT_EQ(num, 0U) << width;
             else
@@ -214,10 +214,10 @@ TEST(NearestNodes, agreesWithTheSearchThroughAll) {
             for (NodeId other = 0; other < nodes.size(); ++other)
                 if (other != node) vAll.emplace_back((nodes.vPlace[other] - nodes.vPlace[node]).sqLength(), other);
             std::sort(vAll.begin(), vAll.end());
-            const double reach = walk.gather(node, 16, vFound);
-            EXPECT_TRUE(vFound.size() == 16 || reach == 3.0);
+            const double reach = walk.gather(node, vFound);
+            EXPECT_TRUE(vFound.size() == 48 || (vFound.size() >= 16 && reach == 3.0));
             EXPECT_EQ(sorted(vFound), std::vector<NearNode>(vAll.begin(), vAll.begin() + std::ssize(vFound)));
-            EXPECT_TRUE(vFound.size() == vAll.size() || vAll[vFound.size()].first >= reach * reach);
+            EXPECT_GE(std::sqrt(vAll[vFound.size()].sqDistance()), reach);
             nearest.find(node, 1000, vFound);
             EXPECT_EQ(vFound, vAll);
         }

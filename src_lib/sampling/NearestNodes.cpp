@@ -1,7 +1,7 @@
 // A search starts at the top and keeps the boxes that are still to be opened on a stack, the nearest on top. Nodes are
 // collected until there are twice as many as are wanted; then the farther half is dropped, and the farthest of the others is
 // from then on the reach beyond which boxes and nodes are skipped. That costs less than keeping a heap in order. The stack
-// holds at most GROUP - 1 boxes for each of the eleven levels that 2^32 nodes need, and one more.
+// holds at most GROUP - 1 boxes for each of the eight levels that 2^32 nodes need, and one more.
 #include "NearestNodes.h"
 
 #include <algorithm>
@@ -10,6 +10,7 @@
 #include <limits>
 
 #include "codes.h"
+#include "gapLimits.h"
 #include "radixSort.h"
 
 namespace TARN_KEL {
@@ -18,19 +19,20 @@ struct NearestNodes::Search {
     const Vector3& centre;
     NodeId self;
     std::size_t count;
-    std::vector<NearNode>& vBest;                              // the best so far and fewer than `count` others
-    double sqReach = std::numeric_limits<double>::infinity();  // at least `count` nodes are within it, once it is finite
+    std::vector<NearNode>& vBest;                            // the best so far and fewer than `count` others
+    float sqReach = std::numeric_limits<float>::infinity();  // at least `count` nodes are within it, once it is finite
 
+    bool isWithin(double sqDistance) const { return static_cast<float>(sqDistance) <= sqReach; }
     void offer(double sqDistance, NodeId node) {
-        if (sqDistance > sqReach) return;
+        if (!isWithin(sqDistance)) return;
         vBest.emplace_back(sqDistance, node);
         if (vBest.size() >= 2 * count) dropFarthest();
     }
     void dropFarthest() {
         const auto itLast = vBest.begin() + static_cast<std::ptrdiff_t>(count) - 1;
         std::nth_element(vBest.begin(), itLast, vBest.end());
-        sqReach = itLast->first;
-        vBest.resize(count);
+        sqReach = itLast->sqDistance();
+        vBest.erase(itLast + 1, vBest.end());
     }
 };
 
@@ -85,12 +87,12 @@ void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& v
     vOut.clear();
     if (count == 0 || vLevels.empty()) return;
     Search search{vPlace[vRank[node]].place, node, count, vOut};
-    std::array<Open, 12 * GROUP> stack;
+    std::array<Open, 9 * GROUP> stack;
     std::size_t numOpen = 1;
     stack[0] = {0.0, vLevels.size() - 1, 0};
     while (numOpen > 0) {
         const Open open = stack[--numOpen];
-        if (open.sqDistance > search.sqReach) continue;
+        if (!search.isWithin(open.sqDistance)) continue;
         if (open.level == 0) {
             offerGroup(open.box, search);
             continue;
@@ -99,7 +101,7 @@ void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& v
         const std::size_t first = numOpen, end = std::min((open.box + 1) * GROUP, vInside.size());
         for (std::size_t i = open.box * GROUP; i < end; ++i) {
             const double sqDistance = vInside[i].sqDistance(search.centre);
-            if (sqDistance <= search.sqReach) stack[numOpen++] = {sqDistance, open.level - 1, i};
+            if (search.isWithin(sqDistance)) stack[numOpen++] = {sqDistance, open.level - 1, i};
         }
         std::sort(stack.begin() + static_cast<std::ptrdiff_t>(first), stack.begin() + static_cast<std::ptrdiff_t>(numOpen),
                   [](const Open& a, const Open& b) {
@@ -113,15 +115,18 @@ void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& v
 NearestWalk::NearestWalk(const NearestNodes& nearest_, const SampleNodes& nodes_)
     : nearest(nearest_), nodes(nodes_), walk(nodes_.vCell) {}
 
-double NearestWalk::gather(NodeId node, std::size_t count, std::vector<NearNode>& vOut) {
+double NearestWalk::gather(NodeId node, std::vector<NearNode>& vOut) {
     vOut.clear();
     walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
         const double sqDistance = (nodes.vPlace[i] - nodes.vPlace[node]).sqLength();
         if (i != node && sqDistance < RADIUS * RADIUS) vOut.emplace_back(sqDistance, static_cast<NodeId>(i));
     });
-    if (vOut.size() >= count) return RADIUS;
-    nearest.find(node, count, vOut);
-    return vOut.empty() ? 0.0 : std::sqrt(vOut.back().first);
+    return vOut.size() >= NUM_NEAR ? RADIUS : gatherFar(node, vOut);
+}
+
+double NearestWalk::gatherFar(NodeId node, std::vector<NearNode>& vOut) const {
+    nearest.find(node, NUM_FAR, vOut);
+    return vOut.empty() ? 0.0 : std::sqrt(vOut.back().sqDistance());
 }
 
 }  // namespace TARN_KEL

@@ -1,7 +1,9 @@
 #pragma once
 
+#include <bit>
+#include <compare>
 #include <cstddef>
-#include <utility>
+#include <cstdint>
 #include <vector>
 
 #include "NeighbourWalk.h"
@@ -9,8 +11,20 @@
 
 namespace TARN_KEL {
 
-/// A node and the square of its distance, in cells; pairs order by distance, equal distances by node.
-using NearNode = std::pair<double, NodeId>;
+/// A node and the square of its distance in cells, rounded to a float: one number, so that sorting is fast. Ordered by
+/// distance, equal distances by node.
+class NearNode {
+public:
+    NearNode(double sqDistance, NodeId node)
+        : key(std::uint64_t{std::bit_cast<std::uint32_t>(static_cast<float>(sqDistance))} << 32 | node) {}
+
+    float sqDistance() const { return std::bit_cast<float>(static_cast<std::uint32_t>(key >> 32)); }
+    NodeId node() const { return static_cast<NodeId>(key); }
+    friend auto operator<=>(const NearNode&, const NearNode&) = default;
+
+private:
+    std::uint64_t key;  // the bits of a float that isn't negative are in the order of its values
+};
 
 /// Finds the nodes nearest to a node, however far apart they are.
 ///
@@ -27,7 +41,7 @@ public:
     void find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const;
 
 private:
-    static constexpr std::size_t GROUP = 8;
+    static constexpr std::size_t GROUP = 16;
 
     struct Box {
         Vector3 low, high;
@@ -55,10 +69,12 @@ public:
     /// Both are referred to.
     NearestWalk(const NearestNodes& nearest, const SampleNodes& nodes);
 
-    /// Replaces vOut by the nodes within RADIUS of the node, itself left out, in any order; where they are fewer than
-    /// `count` by the `count` nearest. Returns the distance within which no node is missing. No node may come before the one
-    /// of the call before.
-    double gather(NodeId node, std::size_t count, std::vector<NearNode>& vOut);
+    /// Replaces vOut by the nodes within RADIUS of the node, itself left out, in any order; where these are fewer than
+    /// NUM_NEAR by the NUM_FAR nearest. Returns the distance within which no node is missing. No node may come before the
+    /// one of the call before.
+    double gather(NodeId node, std::vector<NearNode>& vOut);
+    /// Replaces vOut by the NUM_FAR nearest, and returns the distance of the farthest.
+    double gatherFar(NodeId node, std::vector<NearNode>& vOut) const;
 
 private:
     static constexpr int RADIUS = 3;  // cells; three rings of an even sheet are 28 nodes

@@ -6,8 +6,8 @@
 //     triangles   three nodes around a disc that is wide, but not wider than the discs around explain
 //     points      in these triangles, one for each empty cell
 //
-// What is usual around a node is a median of the radii of its discs and those of its neighbours, so no direction is needed:
-// at the rim of a hole one or two of six discs are wide, in a sparse place all of them are.
+// What is usual around a node follows from the radii of its discs and those of its neighbours, the smaller ones of each, so
+// no direction is needed: at the rim of a hole some discs are wide, in a sparse place all of them are.
 //
 // Whether to add at all is decided for the cloud as a whole. Even scans have a few gaps that are hardly wider than the grid
 // bridges, and the rims of sheets and holes always have notches; neither says that the cloud is sampled unevenly. What

@@ -11,8 +11,8 @@ namespace TARN_KEL {
 
 namespace {
 
-const double WIDER_THAN_USUAL = 2.5;     // the widest disc of a gap over the usual one; holes of 8 spacings have more
-const double LARGEST_OVER_MIDDLE = 2.0;  // of the usual radii of three corners; a single one may be beside a hole
+const double WIDER_THAN_USUAL = 2.7;     // the widest disc of a gap over the usual one; holes of 8 spacings have more
+const double LARGEST_OVER_MIDDLE = 2.0;  // of the usual radii of three corners; the largest may be that of a hole's rim
 const double COS_AGREE = 0.76604444311897803520;  // of 40 degrees between the planes of two corners
 const double SIN_LIFT = 0.5;                      // of 30 degrees between a side and the planes of its ends
 
@@ -45,6 +45,7 @@ void appendTriangles(NodeId node, const NodeStar& star, std::vector<GapTriangle>
     }
 }
 
+/// By the corner in the sparsest place: where the density changes at once the others know nothing of it.
 double explainedRadius(const GapTriangle& triangle, const NodeStars& stars) {
     std::array<double, 3> usual{};
     for (std::size_t i = 0; i < 3; ++i)

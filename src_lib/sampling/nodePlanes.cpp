@@ -160,14 +160,16 @@ private:
 // ---- Planes of open nodes
 
 /// The flattest plane through 8, 12, 18, ... of the nearest nodes that isn't through a line; zero when none is flat.
-Vector3 flattestNormal(const SampleNodes& nodes, NodeId node, const std::vector<NearNode>& vNear) {
+/// Sorts the nodes.
+Vector3 flattestNormal(const SampleNodes& nodes, NodeId node, std::vector<NearNode>& vNear) {
+    std::sort(vNear.begin(), vNear.end());
     PlaneFit fit;
     double best = MAX_FLATNESS;
     Vector3 normal;
     for (const std::size_t size : FIT_SIZES) {
         if (size > vNear.size() || best < FLAT_ENOUGH) break;
         while (fit.size() < size)
-            fit.add(nodes.vPlace[vNear[fit.size()].second] - nodes.vPlace[node]);
+            fit.add(nodes.vPlace[vNear[fit.size()].node()] - nodes.vPlace[node]);
         const PrincipalAxes axes = fit.axes();
         if (isLine(axes) || !(flatnessOf(axes) < best)) continue;
         best = flatnessOf(axes);
@@ -216,12 +218,12 @@ void fitOpenNodes(const SampleNodes& nodes, const NearestNodes& tree, NodePlanes
         std::vector<NearNode> vNear;
         for (std::size_t i = begin; i < end; ++i) {
             Vector3& normal = planes.vNormal[planes.vOpen[i]];
-            for (const std::size_t count : {NUM_NEAR, NUM_FAR}) {
-                if (!normal.isDegenerate()) break;
-                nearest.gather(planes.vOpen[i], count, vNear);
-                std::sort(vNear.begin(), vNear.end());
-                normal = flattestNormal(nodes, planes.vOpen[i], vNear);
-            }
+            if (!normal.isDegenerate()) continue;
+            nearest.gather(planes.vOpen[i], vNear);
+            normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+            if (!normal.isDegenerate() || vNear.size() >= NUM_FAR) continue;
+            nearest.gatherFar(planes.vOpen[i], vNear);
+            normal = flattestNormal(nodes, planes.vOpen[i], vNear);
         }
     });
 }

@@ -23,10 +23,14 @@ public:
         : nodes(nodes_), planes(planes_), nearest(nearest_, nodes_) {}
 
     NodeStar make(NodeId node) {
-        double reach = cutCell(node, NUM_NEAR);
-        if (widestRadius(vDisc) > TRUSTED_REACH * reach) reach = cutCell(node, NUM_FAR);
+        double reach = nearest.gather(node, vNear);
+        cutCell(node, reach);
+        if (widestRadius(vDisc) > TRUSTED_REACH * reach && vNear.size() < NUM_FAR) {
+            reach = nearest.gatherFar(node, vNear);
+            cutCell(node, reach);
+        }
         NodeStar star;
-        star.usualRadius = medianRadius();
+        star.usualRadius = lowerThirdRadius();
         star.ring.fill(NO_NODE);
         std::size_t numRing = 0;
         for (const EmptyDisc& disc : vDisc) {
@@ -38,32 +42,31 @@ public:
     }
 
 private:
-    /// Fills vDisc from so many nearest nodes. Returns the distance of the farthest.
-    double cutCell(NodeId node, std::size_t count) {
-        const double reach = nearest.gather(node, count, vNear);
+    /// Fills vDisc from vNear.
+    void cutCell(NodeId node, double reach) {
         vNeighbour.clear();
         const PlaneFrame frame(planes.vNormal[node]);
-        for (const auto& [sqDistance, other] : vNear) {
+        for (const NearNode& near : vNear) {
+            const NodeId other = near.node();
             const PlanePlace place = frame(nodes.vPlace[other] - nodes.vPlace[node]);
             if (place.isOfSheet() && !isOfOtherSheet(node, other, place.height))
                 vNeighbour.push_back({place.x, place.y, other});
         }
         cell.cut(vNeighbour, FAR_CORNERS * reach);
         cell.getDiscs(vDisc);
-        return reach;
     }
     bool isOfOtherSheet(NodeId node, NodeId other, double height) const {
         return height > OTHER_SHEET_HEIGHT && planes.hasPlane(other) &&
                std::fabs(planes.vNormal[node] * planes.vNormal[other]) < COS_OTHER_SHEET;
     }
-    /// On a rim most discs may be unbounded; then the smallest tells most.
-    double medianRadius() {
+    /// At the rim of a small hole more than half of the discs may be wide, in a sparse place all of them are.
+    double lowerThirdRadius() {
         vRadius.clear();
         for (const EmptyDisc& disc : vDisc)
             vRadius.push_back(disc.radius);
         std::sort(vRadius.begin(), vRadius.end());
-        const double median = vRadius[(vRadius.size() - 1) / 2];
-        if (std::isfinite(median)) return median;
+        const double third = vRadius[(vRadius.size() - 1) / 3];
+        if (std::isfinite(third)) return third;
         return std::isfinite(vRadius.front()) ? vRadius.front() : 0.0;
     }
 

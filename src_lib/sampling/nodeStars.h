@@ -25,7 +25,7 @@ namespace TARN_KEL {
 struct NodeStar {
     static constexpr std::size_t MAX_RING = 6;  // a node of an even sheet has six neighbours
 
-    double usualRadius = 0.0;           ///< the median of the radii of all discs, in cells; 0: unknown
+    double usualRadius = 0.0;           ///< a third of the discs are at most so wide, in cells; 0: unknown
     std::array<NodeId, MAX_RING> ring;  ///< neighbours, NO_NODE behind the last
     bool bRim = false;                  ///< some disc is wider than any gap, or open
     std::vector<EmptyDisc> vWide;       ///< the discs of more than a cell that are known to be empty

@@ -122,13 +122,13 @@ std::vector<NodeId> lonelyNodes(const std::vector<NodeId>& vWithoutCompany, cons
 /// Whether a node lies with others in a plane or on a line.
 bool isInSheetOrLine(NodeId node, const std::vector<NearNode>& vNear, const SampleNodes& nodes) {
     Vector3 mean;
-    for (const auto& [sqDistance, other] : vNear)
-        mean += nodes.vPlace[other] - nodes.vPlace[node];
+    for (const NearNode& near : vNear)
+        mean += nodes.vPlace[near.node()] - nodes.vPlace[node];
     mean /= static_cast<double>(vNear.size() + 1);
     Moments moments;
     moments.add(mean);
-    for (const auto& [sqDistance, other] : vNear)
-        moments.add(nodes.vPlace[other] - nodes.vPlace[node] - mean);
+    for (const NearNode& near : vNear)
+        moments.add(nodes.vPlace[near.node()] - nodes.vPlace[node] - mean);
     const PrincipalAxes axes = principalAxes(moments);
     return axes.middle <= LINE_WIDTH * axes.largest || axes.least <= SHEET_FLATNESS * axes.middle;
 }
@@ -149,11 +149,11 @@ Testimony testimonyOf(NodeId node, const NodeGroups& lonely, const NearestNodes&
     std::vector<NearNode> vNear;
     nearest.find(node, NUM_COUNTED, vNear);
     const bool bInSheet = isInSheetOrLine(node, vNear, nodes);
-    const double sqReach = vNear.size() < 2 ? 0.0 : REACH * REACH * vNear[1].first;
+    const double sqReach = vNear.size() < 2 ? 0.0 : REACH * REACH * vNear[1].sqDistance();
     for (std::size_t i = 0; i < vNear.size(); ++i) {
-        const NodeId position = lonely.positionOf(vNear[i].second);
-        if (position == NO_NODE && vNear[i].first <= NEAR_CELLS * NEAR_CELLS) testimony.bNearOthers = true;
-        if (bInSheet && vNear[i].first <= sqReach) testimony.vSupported[i] = position;
+        const NodeId position = lonely.positionOf(vNear[i].node());
+        if (position == NO_NODE && vNear[i].sqDistance() <= NEAR_CELLS * NEAR_CELLS) testimony.bNearOthers = true;
+        if (bInSheet && vNear[i].sqDistance() <= sqReach) testimony.vSupported[i] = position;
     }
     return testimony;
 }

@@ -41,7 +41,8 @@ private:
     };
 
     double sqFarthestCorner() const;
-    void cutBy(const PlaneNeighbour& neighbour);
+    /// False when the bisector misses the cell.
+    bool cutBy(const PlaneNeighbour& neighbour);
 
     std::vector<Corner> vCorner, vKept;  // counterclockwise
 };

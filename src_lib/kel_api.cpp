@@ -51,7 +51,7 @@ MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, doubl
 
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps) {
     return reconstructScan(vPoints,
-                       {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
+                           {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
 }
 
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle) {

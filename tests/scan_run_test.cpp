@@ -233,3 +233,32 @@ TEST(ScanRun, endsInOrderOnInputThatIsNoSurface) {
     options.factor = 0.0;
     expectFails("usedSpacing>0", [&] { reconstruct(Scan(1).plane(500), options); });
 }
+
+TEST(ScanRun, keepsOutliersAwayFromTheSurface) {
+    const CoutSilence silence;
+    const Points vSphere = Scan(3).sphere(6000), vFar = scaled(Scan(4).dust(300), 1e7, 1e6);
+    ReconstructReport report;
+    const Points vReference = cornersOf(reconstruct(vSphere, {}, &report));
+    EXPECT_EQ(report.numFarOutliers + report.numStrays, 0U);
+    EXPECT_EQ(cornersOf(reconstruct(vSphere + vFar, {}, &report)), vReference);
+    EXPECT_EQ(report.numFarOutliers, 300U);
+    EXPECT_EQ(report.numPoints, 6300U);
+    expectText("Outliers left out: 300 of 6300 points", [&] { reconstruct(vSphere + vFar); });
+}
+
+TEST(ScanRun, addsPointsWhereTheSamplingIsSparse) {
+    const CoutSilence silence;
+    Points vPoints = Scan(3).sphere(16000);
+    for (std::size_t i = 0; i < vPoints.size(); ++i)  // a quarter of the points on one half
+        if (vPoints[i].z() > 0.0 && i % 4 != 0) vPoints[i] = vPoints[i] - Vector3(0.0, 0.0, 2.0 * vPoints[i].z());
+    ReconstructOptions options;
+    options.maxPinholeEdges = 0;
+    ReconstructReport report;
+    reconstruct(vPoints, options, &report);
+    EXPECT_GT(report.numAdded, 100U);
+    EXPECT_EQ(report.after.numBorderEdges, 0U);
+    options.bEven = false;
+    reconstruct(vPoints, options, &report);
+    EXPECT_EQ(report.numAdded, 0U);
+    EXPECT_GT(report.after.numBorderEdges, 100U);
+}

@@ -24,6 +24,7 @@
 #include "inputPoints.h"
 #include "kel.h"
 #include "meshFlaws.h"
+#include "outliers.h"
 #include "pieces.h"
 #include "runGrid.h"
 #include "tools.h"
@@ -89,6 +90,8 @@ private:
     void step(const char* name, Work&& work);
     void prepare(std::vector<Point3>& vPoints);
     void addPoints(std::vector<Point3>& vPoints);
+    void dropFarOutliers(std::vector<Point3>& vPoints);
+    void dropStrays(std::vector<Point3>& vPoints);
     void chooseSpacing(const std::vector<Point3>& vPoints);
     MeshPtr makeMesh(std::vector<Point3> vPoints);
     void finish(RMesh& mesh);
@@ -120,7 +123,13 @@ MeshPtr ScanRun::run(std::vector<Point3> vPoints) {
 }
 
 void ScanRun::prepare(std::vector<Point3>& vPoints) {
+    if (options.bOutliers) step("outliers", [&] { dropFarOutliers(vPoints); });
     chooseSpacing(vPoints);
+    if (options.bOutliers) step("strays", [&] { dropStrays(vPoints); });
+    if (report.numStrays > 0) chooseSpacing(vPoints);  // they made it come out too large
+    if (const std::size_t numOutliers = report.numFarOutliers + report.numStrays; numOutliers > 0)
+        warning(KEL_PLACE, "Outliers left out: " + toString(numOutliers) + " of " + toString(report.numPoints) +
+                               " points. ReconstructOptions::bOutliers = false keeps them");
     const PointBounds bounds = boundsOf(vPoints);
     grid = options.origin ? makeGridAt(*options.origin, bounds, report.cellEdge) : makeGrid(bounds, report.cellEdge);
     if (options.bEven) step("even", [&] { addPoints(vPoints); });
@@ -131,6 +140,22 @@ void ScanRun::addPoints(std::vector<Point3>& vPoints) {
     const EvenSampling even = evenOut(vPoints, *grid);
     report.numAdded = even.vAdded.size();
     vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
+    progress.finish();
+}
+
+void ScanRun::dropFarOutliers(std::vector<Point3>& vPoints) {
+    const ProgressStep progress("SC_out", 2);
+    const std::vector<std::size_t> vFar = findFarOutliers(vPoints);
+    removePoints(vFar, vPoints);
+    report.numFarOutliers = vFar.size();
+    progress.advance();
+}
+
+void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
+    const ProgressStep progress("SC_out", 1);
+    const std::vector<std::size_t> vStrays = findStrays(vPoints, report.cellEdge);
+    removePoints(vStrays, vPoints);
+    report.numStrays = vStrays.size();
     progress.finish();
 }
 

@@ -21,8 +21,7 @@ using MessageSink = std::function<void(MessageKind, std::string_view)>;
 /// Sends what the library prints on behalf of this thread to a sink, instead of standard output and standard error.
 ///
 /// The texts of a run arrive in their order, one at a time, some perhaps on a thread of the pool. The sink must not call the
-/// library; exceptions that it throws are dropped. A sink that is still set when its thread ends is called once more if a line
-/// is unfinished. A sink that does nothing silences the library. Other threads aren't
+/// library; exceptions that it throws are dropped. A sink that does nothing silences the library. Other threads aren't
 /// affected. A sink that is still set when its thread ends receives the rest of an unfinished line then; what static
 /// objects and exit handlers cause later goes to the standard streams.
 ///

@@ -64,8 +64,8 @@ struct MeshFlaws {
 struct ReconstructReport {
     /// A step, and how long it took.
     struct Step {
-        std::string name;
-        double seconds = 0.0;
+        std::string name;      ///< Such as "spacing", "even", "surface", "manifold".
+        double seconds = 0.0;  ///< Of the clock on the wall.
     };
 
     std::size_t numPoints = 0;       ///< Points that were passed.

@@ -125,8 +125,7 @@ MeshPtr ScanRun::run(std::vector<Point3> vPoints) {
 void ScanRun::prepare(std::vector<Point3>& vPoints) {
     if (options.bOutliers) step("outliers", [&] { dropFarOutliers(vPoints); });
     chooseSpacing(vPoints);
-    if (options.bOutliers) step("strays", [&] { dropStrays(vPoints); });
-    if (report.numStrays > 0) chooseSpacing(vPoints);  // they made it come out too large
+    if (options.bOutliers) dropStrays(vPoints);
     if (const std::size_t numOutliers = report.numFarOutliers + report.numStrays; numOutliers > 0)
         warning(KEL_PLACE, "Outliers left out: " + toString(numOutliers) + " of " + toString(report.numPoints) +
                                " points. ReconstructOptions::bOutliers = false keeps them");
@@ -151,11 +150,17 @@ void ScanRun::dropFarOutliers(std::vector<Point3>& vPoints) {
     progress.advance();
 }
 
+// Strays make the estimated spacing too large, by up to a half, and with a spacing that is too large some aren't found.
 void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
     const ProgressStep progress("SC_out", 1);
-    const std::vector<std::size_t> vStrays = findStrays(vPoints, report.cellEdge);
-    removePoints(vStrays, vPoints);
-    report.numStrays = vStrays.size();
+    for (int round = 0; round < 2; ++round) {
+        std::vector<std::size_t> vStrays;
+        step("strays", [&] { vStrays = findStrays(vPoints, report.cellEdge); });
+        if (vStrays.empty()) break;
+        removePoints(vStrays, vPoints);
+        report.numStrays += vStrays.size();
+        chooseSpacing(vPoints);
+    }
     progress.finish();
 }
 

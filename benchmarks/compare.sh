@@ -46,13 +46,21 @@ median() {
     sort -g | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
 }
 
+# How a program is asked for the bare road from points to a mesh.
+bare() {
+    if "$1" reconstruct --help | grep -q -e --plain; then echo --plain; else echo --raw; fi
+}
+bare_old=$(bare "$old")
+bare_new=$(bare "$new")
+
+# compare_road NAME FILE ARGUMENT...: --bare stands for what bare() says.
 compare_road() {
     local name=$1 out=$2 run same=yes
     shift 2
     : >"$folder/times"
     for run in $(seq 0 "$runs"); do
-        a=$(measure "$old" "$@" "$folder/old_$out" --quiet)
-        b=$(measure "$new" "$@" "$folder/new_$out" --quiet)
+        a=$(measure "$old" "${@/#--bare/$bare_old}" "$folder/old_$out" --quiet)
+        b=$(measure "$new" "${@/#--bare/$bare_new}" "$folder/new_$out" --quiet)
         [ "$run" -eq 0 ] || echo "$a $b" >>"$folder/times"
     done
     cmp -s "$folder/old_$out" "$folder/new_$out" || same=no
@@ -68,10 +76,10 @@ echo "$(git log -1 --format='%h (%cs)' "$1") against $(git log -1 --format='%h (
 echo
 echo '| Road | processor s, old | new | ratio | elapsed s, old | new | ratio | same bytes |'
 echo '| --- | --- | --- | --- | --- | --- | --- | --- |'
-compare_road 'sphere, 300k points' a.ply reconstruct "$folder/sphere.bin"
-compare_road 'the same, as the cells make it' b.ply reconstruct --raw "$folder/sphere.bin"
-compare_road 'noisy torus, 300k points as text, smoothed' c.ply reconstruct --laplacian --factor 1.5 "$folder/torus.xyz"
-compare_road 'sphere with holes, 100k points, 12 steps of growth' d.ply reconstruct --grow 12 "$folder/patches.bin"
+compare_road 'sphere, 300k points, all steps' a.ply reconstruct "$folder/sphere.bin"
+compare_road 'the same, as the cells make it' b.ply reconstruct --bare "$folder/sphere.bin"
+compare_road 'noisy torus, 300k points as text, smoothed' c.ply reconstruct --bare --laplacian --factor 1.5 "$folder/torus.xyz"
+compare_road 'sphere with holes, 100k points, 12 steps of growth' d.ply reconstruct --bare --grow 12 "$folder/patches.bin"
 compare_road 'melt of 0.4M triangles' e.ply melt --spacing 0.01 "$folder/soup.stl"
 compare_road 'reduce' f.ply reduce --max-edge 0.1 --max-angle 15 "$folder/mesh.ply"
 compare_road 'flip' g.ply flip "$folder/mesh.ply"

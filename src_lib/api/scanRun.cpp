@@ -194,6 +194,8 @@ void ScanRun::finish(RMesh& mesh) {
         step("pinholes", [&] { report.numHolesClosed += closePinholes(mesh, options.maxPinholeEdges, options.bManifold); });
     if (options.maxHoleEdges > 0)
         step("holes", [&] { report.numHolesClosed += RTop(&mesh).fillHoles(options.maxHoleEdges, options.bManifold); });
+    if (options.bManifold && report.numHolesClosed > 0)  // what is closed now is to face outward
+        step("manifold", [&] { makeManifold(mesh); });
     step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 

@@ -164,14 +164,42 @@ inline std::string reconstructBody(std::string_view input) {
     });
 }
 
+/// The run with options; its mesh is manifold as it comes.
+inline std::string scanBody(std::string_view input) {
+    Bytes bytes(input);
+    const unsigned flags = bytes.next(), sizes = bytes.next();
+    TARN_KEL::ReconstructOptions options;
+    options.bOutliers = flags % 2 == 0;
+    options.bEven = flags / 2 % 2 == 0;
+    options.bLaplacian = flags / 4 % 2 == 1;
+    options.bCarefulGrowth = flags / 8 % 2 == 0;
+    options.numGrowSteps = static_cast<int>(flags / 16 % 4 * 4);
+    if (flags >= 128) options.origin = Point3(bytes.coordinate(false), bytes.coordinate(true), 0.0);
+    options.factor = 0.5 + sizes % 8 * 0.5;
+    options.minPieceArea = sizes / 8 % 4 * 10.0;
+    options.maxPinholeEdges = static_cast<int>(sizes / 32 % 2 * 8);
+    options.maxHoleEdges = static_cast<int>(sizes / 64 * 10);
+    const std::vector<Point3> vPoints = pointsOf(bytes, 2000, false);
+    TARN_KEL::MeshPtr pMesh;
+    try {
+        pMesh = reconstruct(vPoints, options);
+    } catch (const TARN_KEL::KelBugException&) {
+        return "";
+    }
+    if (!pMesh) return "";
+    const std::string broken = brokenPromise(pMesh);
+    return broken.empty() ? firstFlaw(*pMesh->getRMesh()) : broken;
+}
+
 struct Body {
     std::string_view name;
     std::string (*check)(std::string_view input);  ///< the first broken promise; empty when all hold
 };
-inline constexpr std::array<Body, 5> BODIES{{{"manifold", manifoldBody},
+inline constexpr std::array<Body, 6> BODIES{{{"manifold", manifoldBody},
                                              {"holes", holesBody},
                                              {"reduce", reduceBody},
                                              {"melt", meltBody},
-                                             {"reconstruct", reconstructBody}}};
+                                             {"reconstruct", reconstructBody},
+                                             {"scan", scanBody}}};
 
 }  // namespace TARN_TEST

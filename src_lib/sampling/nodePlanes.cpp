@@ -186,7 +186,7 @@ bool PlanePlace::isOfSheet() const {
 }
 
 PlaneFrame::PlaneFrame(const Vector3& n)
-    : normal(n), u(crossProduct(n, std::fabs(n.x()) < 0.6 ? Vector3(1.0, 0.0, 0.0) : Vector3(0.0, 1.0, 0.0))), v() {
+    : normal(n), u(crossProduct(n, std::fabs(n.x()) < 0.6 ? Vector3(1.0, 0.0, 0.0) : Vector3(0.0, 1.0, 0.0))) {
     u = u / u.length();
     v = crossProduct(n, u);
 }

@@ -18,10 +18,10 @@ namespace TARN_KEL {
 struct ReconstructOptions {
     // ---- The grid
 
-    double spacing =
-        0.0;  ///< Edge of a grid cell, in the unit of the points; 0 takes the estimated point spacing times factor.
-    double factor =
-        1.1;  ///< Cell edge as a multiple of the estimated point spacing, greater than 0. Used without a spacing.
+    /// Edge of a grid cell, in the unit of the points, greater than 0; 0 takes the estimated point spacing times factor.
+    double spacing = 0.0;
+    /// Cell edge as a multiple of the estimated point spacing, greater than 0. Used when spacing is 0.
+    double factor = 1.1;
     /// A corner of a cell. Runs with the same spacing and the same origin have the same cells. Without one the grid starts
     /// at the points.
     std::optional<Point3> origin;

@@ -80,8 +80,9 @@ std::size_t peakMemory() {
 /// One run, step by step.
 class ScanRun {
 public:
-    ScanRun(const ReconstructOptions& theOptions, const Watch& theWatch, ReconstructReport& theReport)
-        : options(theOptions), watch(theWatch), report(theReport) {}
+    /// bCountFlaws: somebody wants to know; it takes some 2% of a run.
+    ScanRun(const ReconstructOptions& theOptions, const Watch& theWatch, ReconstructReport& theReport, bool bCountFlaws)
+        : options(theOptions), watch(theWatch), report(theReport), bFlaws(bCountFlaws) {}
 
     MeshPtr run(std::vector<Point3> vPoints);
 
@@ -99,6 +100,7 @@ private:
     const ReconstructOptions& options;
     const Watch& watch;
     ReconstructReport& report;
+    const bool bFlaws;
     std::optional<Calc> grid;
 };
 
@@ -156,7 +158,7 @@ void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
     for (int round = 0; round < 2; ++round) {
         std::vector<std::size_t> vStrays;
         step("strays", [&] { vStrays = findStrays(vPoints, report.cellEdge); });
-        if (vStrays.empty()) break;
+        if (vStrays.empty() || vStrays.size() == vPoints.size()) break;  // of strays alone there is no surface to be off
         removePoints(vStrays, vPoints);
         report.numStrays += vStrays.size();
         chooseSpacing(vPoints);
@@ -166,7 +168,7 @@ void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
 
 void ScanRun::chooseSpacing(const std::vector<Point3>& vPoints) {
     report.cellEdge = options.spacing;
-    if (options.spacing > 0.0) return;
+    if (options.spacing != 0.0) return;  // the grid refuses what is no length
     step("spacing", [&] { report.pointSpacing = estimateSpacing(vPoints, boundsOf(vPoints), vPoints.size()); });
     report.cellEdge = options.factor * report.pointSpacing;
 }
@@ -182,7 +184,7 @@ MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
 }
 
 void ScanRun::finish(RMesh& mesh) {
-    step("flaws", [&] { report.before = countFlaws(mesh); });
+    if (bFlaws) step("flaws", [&] { report.before = countFlaws(mesh); });
     if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh); });
     if (options.minPieceArea > 0.0)
         step("pieces", [&] {
@@ -196,7 +198,7 @@ void ScanRun::finish(RMesh& mesh) {
         step("holes", [&] { report.numHolesClosed += RTop(&mesh).fillHoles(options.maxHoleEdges, options.bManifold); });
     if (options.bManifold && report.numHolesClosed > 0)  // what is closed now is to face outward
         step("manifold", [&] { makeManifold(mesh); });
-    step("flaws", [&] { report.after = countFlaws(mesh); });
+    if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 
 }  // namespace
@@ -209,7 +211,7 @@ MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions
     const Listening listening(options);
     progressForScan();
     OwnRun run(true);
-    MeshPtr pMesh = ScanRun(options, listening.getWatch(), report).run(vPoints);
+    MeshPtr pMesh = ScanRun(options, listening.getWatch(), report, pReport != nullptr).run(vPoints);
     run.close();
     report.peakMemory = peakMemory();
     return pMesh;

@@ -44,10 +44,9 @@ double VoronoiCell::sqFarthestCorner() const {
     return sqFarthest;
 }
 
-bool VoronoiCell::cutBy(const PlaneNeighbour& q) {
+void VoronoiCell::cutBy(const PlaneNeighbour& q) {
     const auto beyond = [&](const Corner& c) { return c.x * q.x + c.y * q.y - q.sqDistance() / 2.0; };
-    if (std::none_of(vCorner.begin(), vCorner.end(), [&](const Corner& corner) { return beyond(corner) > 0.0; }))
-        return false;
+    if (std::none_of(vCorner.begin(), vCorner.end(), [&](const Corner& corner) { return beyond(corner) > 0.0; })) return;
     vKept.clear();
     for (std::size_t i = 0; i < vCorner.size(); ++i) {
         const Corner &a = vCorner[i], &b = vCorner[i + 1 < vCorner.size() ? i + 1 : 0];
@@ -58,7 +57,6 @@ bool VoronoiCell::cutBy(const PlaneNeighbour& q) {
         vKept.push_back({a.x + t * (b.x - a.x), a.y + t * (b.y - a.y), beyondA <= 0.0 ? q.node : a.next});
     }
     vCorner.swap(vKept);
-    return true;
 }
 
 }  // namespace TARN_KEL

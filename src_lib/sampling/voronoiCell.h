@@ -41,8 +41,8 @@ private:
     };
 
     double sqFarthestCorner() const;
-    /// False when the bisector misses the cell.
-    bool cutBy(const PlaneNeighbour& neighbour);
+    /// Keeps what is nearer to the node than to the neighbour.
+    void cutBy(const PlaneNeighbour& neighbour);
 
     std::vector<Corner> vCorner, vKept;  // counterclockwise
 };

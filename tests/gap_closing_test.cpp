@@ -14,9 +14,10 @@ using Cells = std::map<RCD, Point3>;
 constexpr double BASE = 530.3;  // of the middle of all bodies, off the lattice
 
 /// The cells that the cleaning leaves, with growth of so many steps.
-Cells cleaned(Points vPoints, int numGrowSteps) {
+Cells cleaned(Points vPoints, int numGrowSteps, bool bCareful = false) {
     const CoutSilence silence;
     Cloud cloud("c", -1.0, 1.0, false, numGrowSteps);
+    cloud.bCarefulGrowth = bCareful;
     cloud.pCalc = new Calc(unitGrid());
     std::vector<std::pair<CCD, Point3>> vOut;
     cloud.cleanPoints_RCD(vPoints, vOut);
@@ -119,6 +120,31 @@ TEST(GapClosing, closesASlotInAPlate) {
             EXPECT_NEAR(cell.second.z(), BASE + 0.1 * x, 1.0);
         }
     }
+}
+
+TEST(GapClosing, withCareKeepsOnlyWhatCloses) {
+    const double width = 44.0;
+    const Points vPlate = plate(width, [](double, double) { return true; });
+    for (const int numGrowSteps : {3, 6, 9, 12})
+        EXPECT_EQ(cleaned(vPlate, numGrowSteps, true), cleaned(vPlate, 0));
+    EXPECT_NE(cleaned(vPlate, 6), cleaned(vPlate, 0)) << "a collar without care";
+    const auto isInSlot = [=](double x, double y, double more) {
+        return std::fabs(x - 0.5 * width) < 2.0 + more && std::fabs(y - 0.5 * width) < 9.0 + more;
+    };
+    const Points vSlot = plate(width, [&](double x, double y) { return !isInSlot(x, y, 0.0); });
+    Cells mNew = cleaned(vSlot, 12, true);
+    for (const auto& [rcd, point] : cleaned(vSlot, 0))
+        EXPECT_EQ(mNew.extract(rcd).mapped(), point);
+    EXPECT_GE(mNew.size(), 3U * 16U);
+    for (const auto& cell : mNew)
+        EXPECT_TRUE(isInSlot(cell.second.x() - BASE, cell.second.y() - BASE, 1.5)) << cell.second;
+
+    const double radius = 32.0;
+    const auto withGap = [&](double gap) {
+        return sphere(radius, [=](const Vector3& v) { return (v - Vector3(0.0, -0.6, 0.8)).length() * radius > gap; });
+    };
+    EXPECT_EQ(countFreeRegions(codesOf(cleaned(withGap(4.0), 8, true))), 2);
+    EXPECT_EQ(cleaned(withGap(16.0), 6, true), cleaned(withGap(16.0), 0)) << "wider than the steps reach";
 }
 
 TEST(GapClosing, growsNothingOnClosedShapes) {

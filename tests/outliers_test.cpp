@@ -103,6 +103,37 @@ TEST(FarOutliers, manyAtOnePlaceAreNoSheet) {
     EXPECT_EQ(findFarOutliers(vPoints), Positions{7600});
 }
 
+TEST(FarOutliers, aDenseDetailIsNotAllThereIs) {
+    Points vPoints = Scanned(request("sphere", 1, "far", 0.0, 0.0)).vPoints;
+    const std::size_t numClean = vPoints.size();
+    for (std::size_t i = 0; i < 2 * numClean; ++i) {  // twice as many points in a thousandth of the extent
+        const Vector3 offset = vPoints[i % numClean] - Point3();
+        vPoints.push_back(vPoints[0] + offset * 2e-3);
+    }
+    EXPECT_EQ(findFarOutliers(vPoints), Positions());
+    vPoints.emplace_back(1e6, 0.0, 0.0);
+    EXPECT_EQ(findFarOutliers(vPoints), Positions{vPoints.size() - 1});
+}
+
+TEST(FarOutliers, smallPartsOfLargeCloudsAndCrossedPlanes) {
+    Points vPoints = sheet(90);
+    addSheet(6, Point3(1e6, 0.0, 0.0), 1.0, vPoints);
+    EXPECT_EQ(findFarOutliers(vPoints).size(), 36U) << "too few for so many";
+    Points vCrossed;  // most coordinates are 0 on every axis
+    for (int axis = 0; axis < 3; ++axis)
+        for (const Point3& p : sheet(40)) {
+            const double a = p.x() - 20.0, b = p.y() - 20.0;
+            vCrossed.push_back(axis == 0 ? Point3(0.0, a, b) : axis == 1 ? Point3(a, 0.0, b) : Point3(a, b, 0.0));
+        }
+    vCrossed.emplace_back(1e7, 0.0, 0.0);
+    EXPECT_EQ(findFarOutliers(vCrossed), Positions{vCrossed.size() - 1});
+}
+
+TEST(Strays, aSpacingFarBelowThePointsMakesNone) {
+    const Points vPoints = Scanned({"sphere", 30000, 1.0, 1, "even", 0.0}).vPoints;
+    EXPECT_EQ(findStrays(vPoints, 0.4 * estimatedSpacing(vPoints)), Positions());
+}
+
 TEST(Outliers, degenerateCloudsStay) {
     const Points vEqual(500, Point3(1.0, 2.0, 3.0)), vTwo = {Point3(), Point3(1e308, -1e308, 0.0)};
     Points vHuge;

@@ -17,7 +17,7 @@ struct ReconstructRequest {
     std::string in;
     std::string out;
     ReconstructOptions options;
-    bool bPlain = false;                     // the library's bare road, whatever the other switches say
+    bool bPlain = false;                     // none of the steps that are on by themselves
     std::vector<double> vOrigin;             // three coordinates, or none
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
     int numSmoothRounds = 0;
@@ -152,8 +152,8 @@ void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const st
 
 void addSteps(CLI::App& command, ReconstructRequest& request) {
     ReconstructOptions& options = request.options;
-    command.add_flag("--plain", request.bPlain,
-                     "Points to cells to triangles and nothing else: none of the steps below by itself");
+    CLI::Option* pPlain =
+        command.add_flag("--plain", request.bPlain, "Points to cells to triangles: no step that isn't asked for");
     addSwitch(command, "--keep-outliers", options.bOutliers,
               "Keep points that lie far from all others or alone off the surface");
     addSwitch(command, "--no-even", options.bEven, "Add no points where the sampling is sparser than the grid");
@@ -170,13 +170,15 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
                     "Drop pieces of a smaller area, in squares of the cell edge; 0 keeps all")
         ->type_name("A")
         ->check(nonNegativeNumber)
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(pPlain);
     command
         .add_option("--pinholes", options.maxPinholeEdges,
                     "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none")
         ->type_name("N")
         ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->capture_default_str();
+        ->capture_default_str()
+        ->excludes(pPlain);
     command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }
 

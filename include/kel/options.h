@@ -75,7 +75,7 @@ struct ReconstructReport {
     std::size_t numAdded = 0;        ///< Points added for even sampling.
 
     double pointSpacing = -1.0;  ///< The estimated spacing of the points; -1.0 when it wasn't estimated.
-    double cellEdge = -1.0;      ///< Edge of a grid cell; -1.0 without a grid.
+    double cellEdge = -1.0;      ///< Edge of a grid cell, as asked for; -1.0 without points.
     std::size_t numCells = 0;    ///< Cells that the mesh was made of.
 
     MeshFlaws before;                     ///< Of the mesh as the cells make it.
@@ -85,8 +85,9 @@ struct ReconstructReport {
     std::size_t numTrianglesDropped = 0;  ///< Triangles of those.
     int numHolesClosed = 0;               ///< Pinholes and holes.
 
-    std::vector<Step> vSteps;    ///< In their order.
-    std::size_t peakMemory = 0;  ///< Bytes, of the process since its start; 0 where the system doesn't tell.
+    std::vector<Step> vSteps;  ///< In their order.
+    std::size_t peakMemory =
+        0;  ///< Bytes, of the process since its start; 0 where the system doesn't tell, or after a throw.
 };
 
 /// Reconstructs a mesh from points, with options.

@@ -77,6 +77,17 @@ std::size_t peakMemory() {
     return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<std::size_t>(usage.ru_maxrss) * UNIT : 0;
 }
 
+void add(const ManifoldReport& further, ManifoldReport& report) {
+    report.numFlat += further.numFlat;
+    report.numDuplicates += further.numDuplicates;
+    report.numMembranes += further.numMembranes;
+    report.numSplinters += further.numSplinters;
+    report.numTurned += further.numTurned;
+    report.numNewVertices += further.numNewVertices;
+    report.numCuts += further.numCuts;
+    report.bClosed = further.bClosed;
+}
+
 /// One run, step by step.
 class ScanRun {
 public:
@@ -139,6 +150,8 @@ void ScanRun::prepare(std::vector<Point3>& vPoints) {
 void ScanRun::addPoints(std::vector<Point3>& vPoints) {
     const ProgressStep progress("SC_even", 1);
     const EvenSampling even = evenOut(vPoints, *grid);
+    if (even.bOverCap)
+        warning(KEL_PLACE, "No points added: the spacing " + toString(report.cellEdge) + " is far below that of the points");
     report.numAdded = even.vAdded.size();
     vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
     progress.finish();
@@ -158,7 +171,7 @@ void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
     for (int round = 0; round < 2; ++round) {
         std::vector<std::size_t> vStrays;
         step("strays", [&] { vStrays = findStrays(vPoints, report.cellEdge); });
-        if (vStrays.empty() || vStrays.size() == vPoints.size()) break;  // of strays alone there is no surface to be off
+        if (vStrays.empty()) break;
         removePoints(vStrays, vPoints);
         report.numStrays += vStrays.size();
         chooseSpacing(vPoints);
@@ -197,7 +210,7 @@ void ScanRun::finish(RMesh& mesh) {
     if (options.maxHoleEdges > 0)
         step("holes", [&] { report.numHolesClosed += RTop(&mesh).fillHoles(options.maxHoleEdges, options.bManifold); });
     if (options.bManifold && report.numHolesClosed > 0)  // what is closed now is to face outward
-        step("manifold", [&] { makeManifold(mesh); });
+        step("manifold", [&] { add(makeManifold(mesh), report.manifold); });
     if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 

@@ -68,20 +68,44 @@ bool isIn(const VRCD& vSorted, RCD rcd) {
     return std::binary_search(vSorted.begin(), vSorted.end(), rcd);
 }
 
-/// How many cells share a corner with others, of which vSortedCorners has the corners.
-std::ptrdiff_t countAttached(const VRCD& vCells, const VRCC& vSortedCorners) {
-    return std::count_if(vCells.begin(), vCells.end(), [&vSortedCorners](RCD rcd) {
-        VRCC vCorners;
-        getRCC8({rcd}, false, vCorners);
-        return std::any_of(vCorners.begin(), vCorners.end(),
-                           [&vSortedCorners](RCC corner) { return isIn(vSortedCorners, corner); });
-    });
-}
-
 /// The part of a piece's rim cells that share a corner with the rim of the old sheet; 1.0 for a small rim.
 double scoreOf(const VRCD& vRim, const VRCC& vBorderCorners) {
     if (vRim.size() <= MAX_SMALL_RIM) return 1.0;
-    return static_cast<double>(countAttached(vRim, vBorderCorners)) / static_cast<double>(vRim.size());
+    const auto isAttached = [&vBorderCorners](RCD rcd) {
+        VRCC vCorners;
+        getRCC8({rcd}, false, vCorners);
+        return std::any_of(vCorners.begin(), vCorners.end(),
+                           [&vBorderCorners](RCC corner) { return isIn(vBorderCorners, corner); });
+    };
+    const auto numAttached = std::count_if(vRim.begin(), vRim.end(), isAttached);
+    return static_cast<double>(numAttached) / static_cast<double>(vRim.size());
+}
+
+/// For each piece how many of the cells share a corner with it. O(n log n).
+std::vector<std::size_t> countTouching(const std::vector<VRCD>& vPieces, const VRCD& vCells) {
+    std::vector<std::pair<RCC, std::size_t>> vCornerPiece;
+    VRCC vCorners;
+    for (std::size_t piece = 0; piece < vPieces.size(); ++piece) {
+        vCorners.clear();
+        getRCC8(vPieces[piece], true, vCorners);
+        for (const RCC corner : vCorners)
+            vCornerPiece.emplace_back(corner, piece);
+    }
+    std::sort(vCornerPiece.begin(), vCornerPiece.end());
+    std::vector<std::size_t> vNum(vPieces.size()), vTouched;
+    for (const RCD rcd : vCells) {
+        vCorners.clear();
+        vTouched.clear();
+        getRCC8({rcd}, false, vCorners);
+        for (const RCC corner : vCorners)
+            for (auto it = std::lower_bound(vCornerPiece.begin(), vCornerPiece.end(), std::pair(corner, std::size_t{0}));
+                 it != vCornerPiece.end() && it->first == corner; ++it)
+                vTouched.push_back(it->second);
+        oneInstance(vTouched);
+        for (const std::size_t piece : vTouched)
+            ++vNum[piece];
+    }
+    return vNum;
 }
 
 /// Of accepted cells those of pieces that close something: more than twice as many rim cells of the old sheet are inside of
@@ -96,11 +120,11 @@ VRCD selectClosing(const SheetCells& sheet, const VRCD& vAccepted, const Calc& g
                         std::back_inserter(vPassedRim));
     std::vector<VRCD> vPieces;
     createCC_RCD(vAccepted, vPieces);
-    for (const VRCD& vPiece : vPieces) {
-        VRCC vCorners;
-        getRCC8(vPiece, true, vCorners);
-        const auto numOnRim = std::count_if(vPiece.begin(), vPiece.end(), [&vRim](RCD rcd) { return isIn(vRim, rcd); });
-        if (countAttached(vPassedRim, vCorners) > 2 * numOnRim) vKept.insert(vKept.end(), vPiece.begin(), vPiece.end());
+    const std::vector<std::size_t> vNumPassed = countTouching(vPieces, vPassedRim);
+    for (std::size_t i = 0; i < vPieces.size(); ++i) {
+        const auto isOnRim = [&vRim](RCD rcd) { return isIn(vRim, rcd); };
+        const auto numOnRim = static_cast<std::size_t>(std::count_if(vPieces[i].begin(), vPieces[i].end(), isOnRim));
+        if (vNumPassed[i] > 2 * numOnRim) vKept.insert(vKept.end(), vPieces[i].begin(), vPieces[i].end());
     }
     std::sort(vKept.begin(), vKept.end());
     return vKept;

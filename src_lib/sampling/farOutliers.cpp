@@ -8,6 +8,9 @@
 // away. So one pass serves all distances from 10 to 10^300. The cells are so small that random points at distances of one
 // magnitude rarely have a neighbour, which a sheet of as many points has. A group of few places is an outlier.
 //
+// A dense detail may hold the middle of all coordinates; then the range says nothing about the surface around it. But the
+// points of a surface become more from one doubling of the distance to the next, where outliers begin behind a void.
+//
 // All distances are computed on quarters of the coordinates, so that none overflows.
 #include <algorithm>
 #include <array>
@@ -27,12 +30,15 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MIN_POINTS = 64;    // fewer have no bulk to speak of
-constexpr double SUSPECT_RANGES = 64.0;   // 20 extents of a sphere: what is nearer does no harm to spacing and grid
-constexpr std::size_t SHEET_PLACES = 16;  // a sheet of its own has at least 4 by 4
-constexpr double MAX_SHARE = 0.36;        // a third, and some slack
-constexpr double LOW_SHARE = 0.36;        // the middle range: with a third of all on one side, it ends within the bulk
-constexpr double HIGH_SHARE = 0.64;
+constexpr std::size_t MIN_POINTS = 64;      // fewer have no bulk to speak of
+constexpr double SUSPECT_RANGES = 64.0;     // 20 extents of a sphere: what is nearer does no harm to spacing and grid
+constexpr std::size_t SHEET_PLACES = 16;    // a sheet of its own has at least 4 by 4
+constexpr std::size_t SHEET_SHARE = 200;    // and one in so many of all points, or it isn't worth a grid that reaches it
+constexpr std::ptrdiff_t MIN_SURFACE = 16;  // points in a doubling of the distance that can be a surface's
+constexpr double MAX_SHARE = 0.36;          // a third, and some slack
+// Below the middle range: with a third of all on one side, it ends within the bulk. The others are for clouds in which so
+// many coordinates are equal on each axis that it has no width.
+constexpr std::array<double, 4> LOW_SHARES = {0.36, 0.2, 0.1, 0.0};
 
 using Axes = std::array<double, 3>;
 using Suspect = std::uint32_t;
@@ -57,11 +63,11 @@ double largestOf(const Axes& offset) {
 }
 
 /// The middle value of an axis, and the width of the middle range. Reorders the values, of which there is at least one.
-std::pair<double, double> middleOf(std::vector<double>& vValue) {
+std::pair<double, double> middleOf(std::vector<double>& vValue, double lowShare) {
     const auto last = static_cast<double>(vValue.size() - 1);
     const auto at = [&](double position) { return vValue.begin() + static_cast<std::ptrdiff_t>(position); };
-    const auto itLow = at(std::floor(LOW_SHARE * last)), itMiddle = at(std::floor(0.5 * last)),
-               itHigh = at(std::ceil(HIGH_SHARE * last));
+    const auto itLow = at(std::floor(lowShare * last)), itMiddle = at(std::floor(0.5 * last)),
+               itHigh = at(std::ceil((1.0 - lowShare) * last));
     std::nth_element(vValue.begin(), itLow, vValue.end());
     std::nth_element(itLow, itMiddle, vValue.end());
     std::nth_element(itMiddle, itHigh, vValue.end());
@@ -69,7 +75,7 @@ std::pair<double, double> middleOf(std::vector<double>& vValue) {
 }
 
 /// vPoints without those at the place left out, if any.
-Bulk measureBulk(const std::vector<Point3>& vPoints, const std::optional<Axes>& leftOut) {
+Bulk measureBulk(const std::vector<Point3>& vPoints, const std::optional<Axes>& leftOut, double lowShare) {
     std::array<std::vector<double>, 3> vValues;
     for (const Point3& p : vPoints) {
         const Axes place = quarterOf(p);
@@ -81,7 +87,7 @@ Bulk measureBulk(const std::vector<Point3>& vPoints, const std::optional<Axes>& 
     std::array<std::pair<double, double>, 3> middle;
     forChunks_MT(3, [&](std::size_t begin, std::size_t end) {
         for (std::size_t axis = begin; axis < end; ++axis)
-            middle[axis] = middleOf(vValues[axis]);
+            middle[axis] = middleOf(vValues[axis], lowShare);
     });
     return {{middle[0].first, middle[1].first, middle[2].first},
             std::max({middle[0].second, middle[1].second, middle[2].second})};
@@ -89,8 +95,13 @@ Bulk measureBulk(const std::vector<Point3>& vPoints, const std::optional<Axes>& 
 
 /// A third and more of the points may be at one place, as returns that a scanner couldn't measure are.
 Bulk findBulk(const std::vector<Point3>& vPoints) {
-    const Bulk bulk = measureBulk(vPoints, std::nullopt);
-    return bulk.range > 0.0 ? bulk : measureBulk(vPoints, bulk.centre);
+    Bulk bulk{};
+    for (const double lowShare : LOW_SHARES) {
+        bulk = measureBulk(vPoints, std::nullopt, lowShare);
+        if (!(bulk.range > 0.0)) bulk = measureBulk(vPoints, bulk.centre, lowShare);
+        if (bulk.range > 0.0) break;
+    }
+    return bulk;
 }
 
 // ---- Groups
@@ -146,13 +157,13 @@ struct ViewCell {
     std::size_t numPlaces;  // enough of them when a point is no suspect
 };
 
-std::vector<ViewCell> cellsOf(const std::vector<Entry>& vEntry, const std::vector<Point3>& vPoints) {
+std::vector<ViewCell> cellsOf(const std::vector<Entry>& vEntry, const std::vector<Point3>& vPoints, std::size_t minPlaces) {
     std::vector<ViewCell> vCell;
     const auto codeOf = [](const Entry& entry) { return entry.code; };
     forEachRun(vEntry.begin(), vEntry.end(), codeOf, [&](auto first, auto end) {
         std::size_t numPlaces = 0;
         for (auto it = first; it != end; ++it) {
-            if (!it->bSuspect) numPlaces += SHEET_PLACES;
+            if (!it->bSuspect) numPlaces += minPlaces;
             if (it == first || vPoints[it->position] != vPoints[(it - 1)->position]) ++numPlaces;
         }
         vCell.push_back({first->code, static_cast<std::size_t>(first - vEntry.begin()),
@@ -175,9 +186,26 @@ Forest groupsOf(const std::vector<ViewCell>& vCell) {
     return groups;
 }
 
+/// The distance from which on points are suspects.
+double leastDistance(const std::vector<Point3>& vPoints, const Bulk& bulk) {
+    double least = SUSPECT_RANGES * bulk.range;
+    const auto countBetween = [&](double low, double high) {
+        return std::count_if(vPoints.begin(), vPoints.end(), [&](const Point3& p) {
+            const double distance = largestOf(bulk.offsetOf(p));
+            return distance > low && distance <= high;
+        });
+    };
+    while (std::isfinite(4.0 * least)) {
+        const auto numNear = countBetween(least, 2.0 * least);
+        if (numNear < MIN_SURFACE || countBetween(2.0 * least, 4.0 * least) < 2 * numNear) break;
+        least *= SUSPECT_RANGES;
+    }
+    return least;
+}
+
 /// The suspects, and the points from half of their least distance on, by cell and place.
 std::vector<Entry> collectEntries(const std::vector<Point3>& vPoints, const Bulk& bulk) {
-    const double least = SUSPECT_RANGES * bulk.range;
+    const double least = leastDistance(vPoints, bulk);
     std::vector<Entry> vEntry;
     std::size_t numSuspects = 0;
     for (std::size_t i = 0; i < vPoints.size(); ++i) {
@@ -199,14 +227,15 @@ std::vector<Entry> collectEntries(const std::vector<Point3>& vPoints, const Bulk
 
 /// The suspects in groups of few places, ascending.
 std::vector<std::size_t> entriesInSmallGroups(const std::vector<Entry>& vEntry, const std::vector<Point3>& vPoints) {
-    const std::vector<ViewCell> vCell = cellsOf(vEntry, vPoints);
+    const std::size_t minPlaces = std::max(SHEET_PLACES, vPoints.size() / SHEET_SHARE);
+    const std::vector<ViewCell> vCell = cellsOf(vEntry, vPoints, minPlaces);
     Forest groups = groupsOf(vCell);
     std::vector<std::size_t> vNumPlaces(vCell.size());
     for (std::size_t i = 0; i < vCell.size(); ++i)
         vNumPlaces[groups.findRoot(static_cast<Suspect>(i))] += vCell[i].numPlaces;
     std::vector<std::size_t> vFar;
     for (std::size_t i = 0; i < vCell.size(); ++i)
-        if (vNumPlaces[groups.findRoot(static_cast<Suspect>(i))] < SHEET_PLACES)
+        if (vNumPlaces[groups.findRoot(static_cast<Suspect>(i))] < minPlaces)
             for (std::size_t j = vCell[i].begin; j < vCell[i].end; ++j)
                 vFar.push_back(vEntry[j].position);
     std::sort(vFar.begin(), vFar.end());
@@ -220,7 +249,7 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints) {
     const Bulk bulk = findBulk(vPoints);
     if (!(bulk.range > 0.0)) return {};
     std::vector<std::size_t> vFar = entriesInSmallGroups(collectEntries(vPoints, bulk), vPoints);
-    if (static_cast<double>(vFar.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) vFar.clear();
+    if (static_cast<double>(vFar.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) return {};
     return vFar;
 }
 

@@ -20,9 +20,8 @@ namespace TARN_KEL {
 /// Finds points that lie far from the rest, at any distance.
 ///
 /// Far is what is more than some twenty times the cloud's extent away from its middle, in groups of fewer than 16 different
-/// places, each group as far from all other points as random points would be from each other. The extent is that of the
-/// middle third of the points, so up to a third of them may be outliers. Parts of a scan with a sheet of their own stay,
-/// however far away; clouds of fewer than 64 points stay whole.
+/// places, or than one in 200 of all points. The extent is that of the middle 28% of the coordinates, so up to a third of
+/// the points may be outliers. Larger parts of a scan stay, however far away; clouds of fewer than 64 points stay whole.
 /// vPoints: finite, fewer than 2^32.
 /// Returns their positions, ascending; none where more than 36% would be outliers, for then there is no bulk.
 /// O(n), and O(log n) for each outlier; 24 bytes a point. Uses the pool.
@@ -35,7 +34,7 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 /// vPoints: finite, fewer than 2^32.
 /// spacing: of the cloud, as estimated; the edge of a cell.
 /// Returns their positions, ascending; none where no grid of this spacing holds the cloud or the coordinates are too coarse
-/// for it.
+/// for it, nor where they would be more than 15% of the points.
 /// O(n log n), some 3% of a run for clouds without strays; 60 bytes a point. Uses the pool.
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, double spacing);
 

@@ -37,6 +37,7 @@ constexpr double REACH = 2.5;               // of the distance to the second nea
 constexpr double SHEET_FLATNESS = 0.07;     // first over second eigenvalue of a plane; twenty random places have one half
 constexpr double LINE_WIDTH = 0.12;         // second over third eigenvalue of a line
 constexpr std::size_t MIN_GROUP = 12;       // nodes; fewer random ones are in a plane by chance
+constexpr double MAX_SHARE = 0.15;          // of all points; where more are alone, the spacing says nothing about them
 constexpr double FINEST_RESOLUTION = 1e12;  // coordinates over spacing; beyond, the last bits of a cell are lost
 
 /// Whether a grid of such cells can hold the points.
@@ -45,7 +46,7 @@ bool canBeGridded(const PointBounds& bounds, double spacing) {
     double largest = 0.0;
     for (std::size_t i = 0; i < 3; ++i)
         largest = std::max({largest, std::abs(bounds.low[i]), std::abs(bounds.high[i])});
-    const double maxCells = std::ldexp(1.0, MAXLEVELS - 1) - 2.0 * MARGIN_CELLS;
+    const double maxCells = std::ldexp(1.0, MAXLEVELS) - 2.0 * MARGIN_CELLS;
     return largest / spacing < FINEST_RESOLUTION && bounds.largestExtent() / spacing < maxCells;
 }
 
@@ -212,7 +213,9 @@ std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, double s
     const Calc grid = makeGrid(bounds, spacing);
     const CellFrame frame{{bounds.low[0], bounds.low[1], bounds.low[2]}, spacing};
     const SampleNodes nodes = makeSampleNodes(vPoints, grid, frame);
-    return pointsOf(strayNodes(nodes), nodes, vPoints, grid);
+    std::vector<std::size_t> vStrays = pointsOf(strayNodes(nodes), nodes, vPoints, grid);
+    if (static_cast<double>(vStrays.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) vStrays.clear();
+    return vStrays;
 }
 
 }  // namespace TARN_KEL

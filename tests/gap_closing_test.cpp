@@ -139,6 +139,11 @@ TEST(GapClosing, withCareKeepsOnlyWhatCloses) {
     for (const auto& cell : mNew)
         EXPECT_TRUE(isInSlot(cell.second.x() - BASE, cell.second.y() - BASE, 1.5)) << cell.second;
 
+    Points vWalls = vPlate;
+    for (const Point3& p : vPlate)
+        vWalls.push_back(p + Vector3(0.0, 0.0, 5.0));
+    EXPECT_EQ(cleaned(vWalls, 9, true), cleaned(vWalls, 0));
+
     const double radius = 32.0;
     const auto withGap = [&](double gap) {
         return sphere(radius, [=](const Vector3& v) { return (v - Vector3(0.0, -0.6, 0.8)).length() * radius > gap; });

@@ -232,6 +232,7 @@ TEST(ScanRun, endsInOrderOnInputThatIsNoSurface) {
     ReconstructOptions options;
     options.factor = 0.0;
     expectFails("usedSpacing>0", [&] { reconstruct(Scan(1).plane(500), options); });
+    options.factor = 1.1;
     for (const double spacing : {-1.0, NOT_A_NUMBER, INF}) {
         options.spacing = spacing;
         expectFails("usedSpacing>0", [&] { reconstruct(Scan(1).plane(500), options); });

@@ -32,7 +32,7 @@ struct ReconstructOptions {
     bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
     bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.
     int numGrowSteps = 0;     ///< Steps of gap closing, see reconstruct_auto(); 0 leaves gaps open.
-    /// What gap closing adds must close a gap: open borders grow no collar, and gaps that the steps don't close stay open.
+    /// What gap closing adds must make the border much shorter, or is taken back: open borders grow no collar.
     bool bCarefulGrowth = true;
 
     // ---- Steps on the mesh
@@ -46,7 +46,7 @@ struct ReconstructOptions {
 
     int numThreads = 0;                        ///< Calls setNumThreads() when greater than 0.
     ProgressBase* pListener = nullptr;         ///< Hears this run in place of the thread's listener. The caller's.
-    const std::atomic<bool>* pStop = nullptr;  ///< Ends the run soon after it becomes true. The caller's.
+    const std::atomic<bool>* pStop = nullptr;  ///< Once true it ends the run with its next step or report. The caller's.
 };
 
 /// The faults of a mesh, and its borders.

@@ -15,7 +15,7 @@ struct DroppedPieces {
     std::size_t numTriangles = 0;
 };
 
-/// Removes the pieces whose area is below minArea, except for the largest one. Cost: O(n), 12 bytes for each vertex.
+/// Removes the pieces whose area is below minArea, except for the largest one. Cost: O(n log n), 20 bytes for each vertex.
 DroppedPieces dropSmallPieces(RMesh& mesh, double minArea);
 
 /// Closes holes as RTop::fillHoles does, but leaves open those that may be the outer border of their piece: the end of a

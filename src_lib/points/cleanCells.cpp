@@ -258,7 +258,7 @@ CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, c
     VRCD vAccepted;
     for (ProposedPiece& piece : scorePieces(vZeroRCD, vLocalBorder, grid)) {
         VRCD vKept, vDoomed;
-        decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, bCareful || piece.score < MIN_ATTACHED_SCORE, false);
+        decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, piece.score < MIN_ATTACHED_SCORE, false);
         vAccepted.insert(vAccepted.end(), vKept.begin(), vKept.end());
     }
     std::sort(vAccepted.begin(), vAccepted.end());

@@ -21,9 +21,8 @@ VRCD codesOf(const CellPoints& cells);
 /// How gaps are closed.
 struct GapClosing {
     int numSteps = 0;  ///< above 0
-    /// Only what closes something stays. Each component of proposed cells loses its rim in the thinning, so one that doesn't
-    /// reach across its gap vanishes; what is left must make the rim of the sheet much shorter. And a sheet is oriented by
-    /// those neighbours that are oriented already, if there is one.
+    /// Only what closes something stays: a component of accepted cells must make the rim of the sheet much shorter. And a
+    /// sheet is oriented by those neighbours that are oriented already, if there is one.
     bool bCareful = false;
 };
 

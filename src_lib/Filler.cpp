@@ -62,41 +62,32 @@ int countAgreement(const AffiData& a, const AffiData& b) {
     return sum;
 }
 
-/// Component::getScore() with the votes of oriented neighbours alone, if there is one.
-double scoreByOriented(const Component* pComp) {
-    double score = 0.0;
-    bool bOriented = false;
-    for (const ConnectionStruct* pConnection : pComp->vConnectionStructs) {
-        const bool bFirst = pConnection->pComponent0 == pComp;
-        if (!(bFirst ? pConnection->pComponent1 : pConnection->pComponent0)->isOriented()) continue;
-        score += pConnection->score;
-        bOriented = true;
-    }
-    return bOriented ? score : pComp->getScore();
-}
-
-/// The scores of sheets, sums over all of their votes, cached until one of them changes: thousands of tiny sheets may need
-/// the score of the sheet that they lie around.
+/// The scores of sheets, sums over their votes: over all, or over those of oriented neighbours alone once there is one.
+/// Thousands of tiny sheets may need the score of the sheet that they lie around, so it isn't summed again for each.
 class SheetScores {
 public:
     explicit SheetScores(bool bByOrientedOnly) : bByOriented(bByOrientedOnly) {}
 
     double of(const Component* pComp) {
-        const auto [it, bNew] = mScore.emplace(pComp, 0.0);
-        if (bNew) it->second = bByOriented ? scoreByOriented(pComp) : pComp->getScore();
+        if (const auto it = mOfOriented.find(pComp); it != mOfOriented.end()) return it->second;
+        const auto [it, bNew] = mOfAll.emplace(pComp, 0.0);
+        if (bNew) it->second = pComp->getScore();
         return it->second;
     }
-    /// To be called after pComp was flipped or, where that counts, oriented. A vote of 0 doesn't change by that.
-    void forgetBeside(const Component* pComp) {
+    /// To be called when pComp has got its orientation, flipped or as it was. Nothing changes it afterwards, so its votes
+    /// are final.
+    void noteOriented(const Component* pComp, bool bFlipped) {
         for (const ConnectionStruct* pConnection : pComp->vConnectionStructs)
-            if (pConnection->score != 0.0)
-                for (const Component* pEnd : {pConnection->pComponent0, pConnection->pComponent1})
-                    mScore.erase(pEnd);
+            for (const Component* pEnd : {pConnection->pComponent0, pConnection->pComponent1}) {
+                if (bFlipped && pConnection->score != 0.0) mOfAll.erase(pEnd);
+                if (bByOriented && pEnd != pComp) mOfOriented[pEnd] += pConnection->score;
+            }
     }
 
 private:
     bool bByOriented;
-    std::map<const Component*, double> mScore;  // never iterated over
+    std::map<const Component*, double> mOfAll;       // until a vote changes; never iterated over
+    std::map<const Component*, double> mOfOriented;  // of sheets with an oriented neighbour, where only those count
 };
 
 /// All sheets that votes connect with the first one, directly or through others. They are inserted into sVisited.
@@ -232,12 +223,10 @@ void Filler::orientSheets() {
         return pComp->isOriented() ? std::nullopt : std::optional(std::fabs(scores.of(pComp)));
     };
     runLazily(mmQueue, judge, [&](Component* pComp, double) {
-        if (!(scores.of(pComp) > 0.0)) {
-            pComp->flip();
-            scores.forgetBeside(pComp);
-        }
+        const bool bFlip = !(scores.of(pComp) > 0.0);
+        if (bFlip) pComp->flip();
         pComp->setOriented();
-        if (bByOriented) scores.forgetBeside(pComp);
+        scores.noteOriented(pComp, bFlip);
         vRelated.clear();
         pComp->getRelatedComponents(vRelated);
         for (Component* pRelated : vRelated)

@@ -21,7 +21,7 @@
 #include <utility>
 
 #include "Progress.h"
-#include "radixSort.h"
+#include "pointsByCode.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
@@ -185,13 +185,7 @@ SNode* Smooth::newNode(RCD rcd, Point3* pPoint, int numPoints) {
 // ---- Nodes --------------------------------------------------------------------------------------------------------------
 
 void Smooth::createNodes(bool bAverage) {
-    std::vector<std::pair<RCD, Point3*>> vCellPoint;
-    vCellPoint.resize(pvPoints.size());
-    forChunks_MT(pvPoints.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-            vCellPoint[i] = {pCalc->getRCD(&pvPoints[i]), &pvPoints[i]};
-    });
-    radixSortByCode(vCellPoint);  // stable, and the list is in order of addresses
+    std::vector<std::pair<RCD, Point3*>> vCellPoint = pointsByCell(pvPoints, *pCalc);
     if (bAverage) averageRuns(vCellPoint);
 
     const auto numRuns = std::count_if(vCellPoint.begin(), vCellPoint.end(), [&, last = ~RCD{0}](const auto& entry) mutable {

@@ -1,8 +1,10 @@
 // Outliers found: all of them at any distance, and nothing of a surface.
 #include "outliers.h"
 
+#include "CloudSample.h"
 #include "SyntheticScan.h"
 #include "kel.h"
+#include "runGrid.h"
 #include "support/points.h"
 #include "support/prelude.h"
 
@@ -35,11 +37,17 @@ double estimatedSpacing(Points vPoints) {
     return estimateAvgSpacing(vPoints);
 }
 
+Positions straysOf(const Points& vPoints, double spacing) {
+    if (vPoints.empty() || !canBeGridded(boundsOf(vPoints), spacing)) return {};
+    CloudSample sample(vPoints, makeGrid(boundsOf(vPoints), spacing));
+    return findStrays(vPoints, sample);
+}
+
 /// What is left after both steps, the second done twice.
 Points cleaned(Points vPoints) {
     removePoints(findFarOutliers(vPoints), vPoints);
     for (int round = 0; round < 2; ++round)
-        removePoints(findStrays(vPoints, estimatedSpacing(vPoints)), vPoints);
+        removePoints(straysOf(vPoints, estimatedSpacing(vPoints)), vPoints);
     return vPoints;
 }
 
@@ -131,7 +139,7 @@ TEST(FarOutliers, smallPartsOfLargeCloudsAndCrossedPlanes) {
 
 TEST(Strays, aSpacingFarBelowThePointsMakesNone) {
     const Points vPoints = Scanned({"sphere", 30000, 1.0, 1, "even", 0.0}).vPoints;
-    EXPECT_EQ(findStrays(vPoints, 0.4 * estimatedSpacing(vPoints)), Positions());
+    EXPECT_EQ(straysOf(vPoints, 0.4 * estimatedSpacing(vPoints)), Positions());
 }
 
 TEST(Outliers, degenerateCloudsStay) {
@@ -142,7 +150,7 @@ TEST(Outliers, degenerateCloudsStay) {
     for (const Points& vPoints : {Points(), Points{Point3(1.0, 2.0, 3.0)}, vTwo, vEqual, vHuge}) {
         EXPECT_EQ(findFarOutliers(vPoints), Positions()) << vPoints.size();
         for (const double spacing : {1e-300, 1.0, 1e307, INF, NOT_A_NUMBER, 0.0, -1.0})
-            EXPECT_EQ(findStrays(vPoints, spacing), Positions()) << vPoints.size() << " " << spacing;
+            EXPECT_EQ(straysOf(vPoints, spacing), Positions()) << vPoints.size() << " " << spacing;
     }
 }
 
@@ -150,12 +158,12 @@ TEST(Strays, cleanCloudsStayWhole) {
     for (const std::string shape : {"sphere", "torus", "plane", "cube", "block", "wall", "patches"})
         for (const std::string pattern : {"even", "random", "lines", "overlap", "misfit"}) {
             const Points vPoints = Scanned(request(shape, 1, "far", 0.0, 0.0, pattern)).vPoints;
-            EXPECT_EQ(findStrays(vPoints, estimatedSpacing(vPoints)), Positions()) << shape << " " << pattern;
+            EXPECT_EQ(straysOf(vPoints, estimatedSpacing(vPoints)), Positions()) << shape << " " << pattern;
         }
     for (const std::string pattern : {"varying", "sparse"})
         for (const double ratio : {16.0, 64.0}) {
             const Points vPoints = Scanned({"sphere", 30000, 0.1, 1, pattern, ratio}).vPoints;
-            EXPECT_EQ(findStrays(vPoints, estimatedSpacing(vPoints)), Positions()) << pattern << ratio;
+            EXPECT_EQ(straysOf(vPoints, estimatedSpacing(vPoints)), Positions()) << pattern << ratio;
         }
 }
 
@@ -165,11 +173,11 @@ TEST(Strays, wiresAndSmallPartsStay) {
         for (int i = 0; i < 20; ++i)
             vPoints.emplace_back(70.0 + step * i, 30.0 + 0.3 * step * i, 10.0 + 0.2 * step * i);
         addSheet(5, Point3(0.0, 0.0, 40.0), step, vPoints);
-        EXPECT_EQ(findStrays(vPoints, 1.2), Positions()) << step;
+        EXPECT_EQ(straysOf(vPoints, 1.2), Positions()) << step;
         for (const Point3& p : {Point3(30.0, 30.0, 5.0), Point3(30.0, -7.0, 0.0), Point3(-50.0, 30.0, 30.0)})
             vPoints.push_back(p);
         const std::size_t first = vPoints.size() - 3;
-        EXPECT_EQ(findStrays(vPoints, 1.2), (Positions{first, first + 1, first + 2})) << step;
+        EXPECT_EQ(straysOf(vPoints, 1.2), (Positions{first, first + 1, first + 2})) << step;
     }
 }
 

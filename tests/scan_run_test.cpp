@@ -45,6 +45,14 @@ Points moved(Points v, double dx) {
     return v;
 }
 
+/// A sphere with a quarter of the density on one half.
+Points sparseOnOneHalf() {
+    Points vPoints = Scan(3).sphere(16000);
+    for (std::size_t i = 0; i < vPoints.size(); ++i)
+        if (vPoints[i].z() > 0.0 && i % 4 != 0) vPoints[i] = vPoints[i] - Vector3(0.0, 0.0, 2.0 * vPoints[i].z());
+    return vPoints;
+}
+
 }  // namespace
 
 TEST(ScanRun, isTheBareRoadWhenAllStepsAreOff) {
@@ -148,17 +156,53 @@ TEST(Pieces, areDroppedByArea) {
 
 TEST(Pinholes, areClosedButNoOuterBorderIs) {
     // A sheet with a hole of a square, whose outer border is short enough as well: only the hole is one.
-    FineMesh mesh(sheet(3, 3));
-    for (const int i : {8, 9})  // the square in the middle
-        mesh.kill(i);
-    EXPECT_EQ(closePinholes(*mesh, 3, true), 0);
-    EXPECT_EQ(closePinholes(*mesh, 12, true), 1);
-    EXPECT_EQ(countFlaws(*mesh).numBorderEdges, 12U);
+    for (const HoleLimits& limits : {HoleLimits{12, 3}, HoleLimits{4, 0}, HoleLimits{3, 4}, HoleLimits{0, 4}}) {
+        FineMesh mesh(sheet(3, 3));
+        for (const int i : {8, 9})  // the square in the middle
+            mesh.kill(i);
+        EXPECT_EQ(closeHoles(*mesh, {3, 3}, true), 0);
+        EXPECT_EQ(closeHoles(*mesh, limits, true), 1);
+        EXPECT_EQ(countFlaws(*mesh).numBorderEdges, 12U);
+    }
 
     FineMesh closed(torus(12, 8));
     closed.kill(0);
-    EXPECT_EQ(closePinholes(*closed, 8, true), 1);
+    EXPECT_EQ(closeHoles(*closed, {.maxPinholeEdges = 8}, true), 1);
     EXPECT_EQ(countFlaws(*closed).numBorderEdges, 0U);
+}
+
+TEST(Pieces, withoutABorderAreTurnedOutward) {
+    // What has a border stays as it is, until that is closed.
+    const auto volumeOf = [](const RMesh& mesh) {
+        double volume = 0.0;
+        std::vector<RTriangle*> vRT;
+        mesh.getAliveTriangles(vRT);
+        for (const RTriangle* pRT : vRT)
+            volume +=
+                crossProduct(*pRT->getCorner(0) - Point3(), *pRT->getCorner(1) - Point3()) * (*pRT->getCorner(2) - Point3());
+        return volume;
+    };
+    FineMesh outward(torus(12, 8));
+    turnOutward(*outward);
+    const double volume = volumeOf(*outward);
+    EXPECT_GT(volume, 0.0);
+    EXPECT_EQ(turnOutward(*outward), 0U);
+    FineMesh inward(torus(12, 8));
+    turnOutward(*inward);
+    const std::size_t num = inward->getNumT();
+    std::vector<RTriangle*> vRT;
+    inward->getAliveTriangles(vRT);
+    for (RTriangle* pRT : vRT)
+        pRT->flipNNV();
+    EXPECT_EQ(turnOutward(*inward), num);
+    EXPECT_DOUBLE_EQ(volumeOf(*inward), volume);
+    for (RTriangle* pRT : vRT)
+        pRT->flipNNV();
+    inward.kill(0);
+    EXPECT_EQ(turnOutward(*inward), 0U);
+    EXPECT_EQ(closeHoles(*inward, {.maxHoleEdges = 3}, true), 1);
+    EXPECT_EQ(turnOutward(*inward), num);
+    inward->checkDataStructures("turned");
 }
 
 TEST(Flaws, areCountedByKind) {
@@ -204,6 +248,23 @@ TEST(ScanRun, isHeardByItsOwnListenerAndStopsWhenAsked) {
     EXPECT_EQ(cornersOf(reconstruct(vPoints)), vReference);
     EXPECT_EQ(ofThread.vFraction.back(), 1.0);
     unsubscribe();
+}
+
+TEST(ScanRun, isHeardWithinEachOfItsLongSteps) {
+    const CoutSilence silence;
+    struct StepHearer : ProgressBase {
+        void update(const std::string&, double) override { sStep.insert(report.vSteps.size()); }
+        ReconstructReport report;
+        std::set<std::size_t> sStep;  // those that were at work, by number
+    } hearer;
+    ReconstructOptions options;
+    options.pListener = &hearer;
+    reconstruct(sparseOnOneHalf(), options, &hearer.report);
+    std::set<std::string> sHeard;
+    for (const std::size_t i : hearer.sStep)
+        if (i < hearer.report.vSteps.size()) sHeard.insert(hearer.report.vSteps[i].name);
+    for (const std::string name : {"outliers", "spacing", "nodes", "strays", "even", "surface", "flaws", "manifold"})
+        EXPECT_EQ(sHeard.count(name), 1U) << name;
 }
 
 TEST(ScanRun, endsInOrderOnInputThatIsNoSurface) {
@@ -253,9 +314,7 @@ TEST(ScanRun, keepsOutliersAwayFromTheSurface) {
 
 TEST(ScanRun, addsPointsWhereTheSamplingIsSparse) {
     const CoutSilence silence;
-    Points vPoints = Scan(3).sphere(16000);
-    for (std::size_t i = 0; i < vPoints.size(); ++i)  // a quarter of the points on one half
-        if (vPoints[i].z() > 0.0 && i % 4 != 0) vPoints[i] = vPoints[i] - Vector3(0.0, 0.0, 2.0 * vPoints[i].z());
+    const Points vPoints = sparseOnOneHalf();
     ReconstructOptions options;
     options.maxPinholeEdges = 0;
     ReconstructReport report;

@@ -1,7 +1,6 @@
 // What all commands share: checks of file names, timed steps, reading and writing, the report.
 #include "Program.h"
 
-#include <sys/resource.h>
 #include <unistd.h>
 
 #include <array>
@@ -14,6 +13,7 @@
 #include <optional>
 #include <utility>
 
+#include "../../src_lib/base/peakMemory.h"
 #include "../../src_lib/files/AtomicFile.h"
 #include "FileKinds.h"
 #include "LibraryText.h"
@@ -59,13 +59,6 @@ void requireWritable(const std::string& filename) {
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
     if (!AtomicFile::mayOpen(filename))
         throw Failure("The file " + filename + " can't be written: there is no such folder, or no permission");
-}
-
-/// Megabytes.
-double peakMemory() {
-    rusage usage{};
-    getrusage(RUSAGE_SELF, &usage);
-    return static_cast<double>(usage.ru_maxrss) / 1024.0;
 }
 
 /// How a mesh file holds coordinates.
@@ -170,7 +163,7 @@ void Program::noteTime(const std::string& name, const std::function<void()>& wor
     const double seconds = std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
     nlohmann::ordered_json& noted = json["seconds"][name];
     noted = (noted.is_null() ? 0.0 : noted.get<double>()) + seconds;
-    json["peakMegabytes"] = peakMemory();
+    json["peakMegabytes"] = static_cast<double>(peakMemory()) / (1024.0 * 1024.0);
 }
 
 void Program::step(const std::string& name, const std::function<void()>& work) {

@@ -5,8 +5,6 @@
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
-#include <sys/resource.h>
-
 #include <chrono>
 #include <optional>
 #include <string>
@@ -14,17 +12,18 @@
 #include <vector>
 
 #include "CloudMgr.h"
+#include "CloudSample.h"
 #include "Hal.h"
 #include "ManifoldMaker.h"
 #include "Progress.h"
 #include "RMesh.h"
-#include "RTop.h"
 #include "ThreadSingleton.h"
 #include "evenSampling.h"
 #include "inputPoints.h"
 #include "kel.h"
 #include "meshFlaws.h"
 #include "outliers.h"
+#include "peakMemory.h"
 #include "pieces.h"
 #include "runGrid.h"
 #include "tools.h"
@@ -71,23 +70,6 @@ private:
     Watch watch;
 };
 
-std::size_t peakMemory() {
-    rusage usage{};
-    constexpr std::size_t UNIT = 1024;  // bytes, on Linux
-    return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<std::size_t>(usage.ru_maxrss) * UNIT : 0;
-}
-
-void add(const ManifoldReport& further, ManifoldReport& report) {
-    report.numFlat += further.numFlat;
-    report.numDuplicates += further.numDuplicates;
-    report.numMembranes += further.numMembranes;
-    report.numSplinters += further.numSplinters;
-    report.numTurned += further.numTurned;
-    report.numNewVertices += further.numNewVertices;
-    report.numCuts += further.numCuts;
-    report.bClosed = further.bClosed;
-}
-
 /// One run, step by step.
 class ScanRun {
 public:
@@ -95,16 +77,18 @@ public:
     ScanRun(const ReconstructOptions& theOptions, const Watch& theWatch, ReconstructReport& theReport, bool bCountFlaws)
         : options(theOptions), watch(theWatch), report(theReport), bFlaws(bCountFlaws) {}
 
-    MeshPtr run(std::vector<Point3> vPoints);
+    MeshPtr run(const std::vector<Point3>& vGiven);
 
 private:
     template <typename Work>
     void step(const char* name, Work&& work);
     void prepare(std::vector<Point3>& vPoints);
-    void addPoints(std::vector<Point3>& vPoints);
     void dropFarOutliers(std::vector<Point3>& vPoints);
     void dropStrays(std::vector<Point3>& vPoints);
     void chooseSpacing(const std::vector<Point3>& vPoints);
+    void makeGridFor(const std::vector<Point3>& vPoints);
+    void takeSample(const std::vector<Point3>& vPoints);
+    void addPoints(std::vector<Point3>& vPoints);
     MeshPtr makeMesh(std::vector<Point3> vPoints);
     void finish(RMesh& mesh);
 
@@ -112,7 +96,10 @@ private:
     const Watch& watch;
     ReconstructReport& report;
     const bool bFlaws;
-    std::optional<Calc> grid;
+    std::optional<Calc> grid;                   // for the points as they are
+    std::optional<CloudSample> sample;          // of the points as they are, on that grid
+    std::vector<Point3> vLeft;                  // the given points without those left out; empty when all are left
+    const std::vector<Point3>* pOwn = nullptr;  // what is left of the given points, without those that are added
 };
 
 template <typename Work>
@@ -123,18 +110,26 @@ void ScanRun::step(const char* name, Work&& work) {
     report.vSteps.push_back({name, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()});
 }
 
-MeshPtr ScanRun::run(std::vector<Point3> vPoints) {
+MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
+    std::vector<Point3> vPoints = vGiven;
     report.numPoints = vPoints.size();
     report.numNotFinite = dropNonFinitePoints(vPoints);
     if (report.numNotFinite > 0)
         warning(KEL_PLACE, "Points with coordinates that aren't finite, left out: " + toString(report.numNotFinite));
     if (!vPoints.empty()) prepare(vPoints);
+    if (vPoints.size() < vGiven.size()) vLeft = vPoints;
+    pOwn = vPoints.size() < vGiven.size() ? &vLeft : &vGiven;
+    if (!vPoints.empty() && options.bEven) addPoints(vPoints);
+    sample.reset();
     MeshPtr pMesh;
     step("surface", [&] { pMesh = makeMesh(std::move(vPoints)); });
     if (pMesh) finish(*pMesh->getRMesh());
     return pMesh;
 }
 
+// ---- Before the mesh ----------------------------------------------------------------------------------------------------
+
+/// Leaves out the outliers, and makes the grid.
 void ScanRun::prepare(std::vector<Point3>& vPoints) {
     if (options.bOutliers) step("outliers", [&] { dropFarOutliers(vPoints); });
     chooseSpacing(vPoints);
@@ -142,41 +137,49 @@ void ScanRun::prepare(std::vector<Point3>& vPoints) {
     if (const std::size_t numOutliers = report.numFarOutliers + report.numStrays; numOutliers > 0)
         warning(KEL_PLACE, "Outliers left out: " + toString(numOutliers) + " of " + toString(report.numPoints) +
                                " points. ReconstructOptions::bOutliers = false keeps them");
-    const PointBounds bounds = boundsOf(vPoints);
-    grid = options.origin ? makeGridAt(*options.origin, bounds, report.cellEdge) : makeGrid(bounds, report.cellEdge);
-    if (options.bEven) step("even", [&] { addPoints(vPoints); });
-}
-
-void ScanRun::addPoints(std::vector<Point3>& vPoints) {
-    const ProgressStep progress("SC_even", 1);
-    const EvenSampling even = evenOut(vPoints, *grid);
-    if (even.bOverCap)
-        warning(KEL_PLACE, "No points added: the spacing " + toString(report.cellEdge) + " is far below that of the points");
-    report.numAdded = even.vAdded.size();
-    vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
-    progress.finish();
+    if (!grid) makeGridFor(vPoints);
 }
 
 void ScanRun::dropFarOutliers(std::vector<Point3>& vPoints) {
-    const ProgressStep progress("SC_out", 2);
     const std::vector<std::size_t> vFar = findFarOutliers(vPoints);
     removePoints(vFar, vPoints);
     report.numFarOutliers = vFar.size();
-    progress.advance();
 }
 
 // Strays make the estimated spacing too large, by up to a half, and with a spacing that is too large some aren't found.
 void ScanRun::dropStrays(std::vector<Point3>& vPoints) {
-    const ProgressStep progress("SC_out", 1);
     for (int round = 0; round < 2; ++round) {
+        if (!canBeGridded(boundsOf(vPoints), report.cellEdge)) return;
+        makeGridFor(vPoints);
+        takeSample(vPoints);
         std::vector<std::size_t> vStrays;
-        step("strays", [&] { vStrays = findStrays(vPoints, report.cellEdge); });
-        if (vStrays.empty()) break;
+        step("strays", [&] { vStrays = findStrays(vPoints, *sample); });
+        if (vStrays.empty()) return;
+        sample.reset();
+        grid.reset();
         removePoints(vStrays, vPoints);
         report.numStrays += vStrays.size();
         chooseSpacing(vPoints);
     }
-    progress.finish();
+}
+
+void ScanRun::makeGridFor(const std::vector<Point3>& vPoints) {
+    const PointBounds bounds = boundsOf(vPoints);
+    grid = options.origin ? makeGridAt(*options.origin, bounds, report.cellEdge) : makeGrid(bounds, report.cellEdge);
+}
+
+void ScanRun::takeSample(const std::vector<Point3>& vPoints) {
+    step("nodes", [&] { sample.emplace(vPoints, *grid); });
+}
+
+void ScanRun::addPoints(std::vector<Point3>& vPoints) {
+    if (!sample) takeSample(vPoints);
+    EvenSampling even;
+    step("even", [&] { even = evenOut(*sample); });
+    if (even.bOverCap)
+        warning(KEL_PLACE, "No points added: the spacing " + toString(report.cellEdge) + " is far below that of the points");
+    report.numAdded = even.vAdded.size();
+    vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
 }
 
 void ScanRun::chooseSpacing(const std::vector<Point3>& vPoints) {
@@ -205,12 +208,13 @@ void ScanRun::finish(RMesh& mesh) {
             report.numPiecesDropped = dropped.numPieces;
             report.numTrianglesDropped = dropped.numTriangles;
         });
-    if (options.maxPinholeEdges > 0)
-        step("pinholes", [&] { report.numHolesClosed += closePinholes(mesh, options.maxPinholeEdges, options.bManifold); });
-    if (options.maxHoleEdges > 0)
-        step("holes", [&] { report.numHolesClosed += RTop(&mesh).fillHoles(options.maxHoleEdges, options.bManifold); });
-    if (options.bManifold && report.numHolesClosed > 0)  // what is closed now is to face outward
-        step("manifold", [&] { add(makeManifold(mesh), report.manifold); });
+    if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
+        step("holes", [&] {
+            const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
+            report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
+        });
+    if (options.bManifold && report.numHolesClosed > 0)  // a piece with a border couldn't be turned by its volume
+        step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
     if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 

@@ -1,4 +1,5 @@
 // The runs and the steps that each of them may take.
+#include <iterator>
 #include <string>
 #include <vector>
 
@@ -14,6 +15,9 @@ constexpr StepShare STEPS_RECONSTRUCT[] = {
     {"VO_amb", 3},  {"TP_unif", 10}, {"TP_pps", 100}, {"TP_cbcpl", 100},    {"TP_itr", 50},
     {"TP_fin", 30}, {"RM_cpo", 10},  {"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10},
 };
+// Before the points become a mesh, and on the mesh.
+constexpr StepShare STEPS_AROUND[] = {{"SC_far", 5},   {"SC_nodes", 8}, {"SC_stray", 5}, {"SC_around", 15}, {"SC_planes", 5},
+                                      {"SC_stars", 5}, {"SC_gaps", 5},  {"MF_make", 10}, {"RT_fill", 10},   {"SC_flaws", 5}};
 constexpr StepShare STEPS_ESTIMATION[] = {{"CL_eres", 3}, {"SM_run", 3}, {"CL_creb", 3}};
 constexpr StepShare STEPS_MELT[] = {
     {"dih2e", 0.061},       {"reo", 0.013},          {"rFins", 0.002},    {"feate", 0.019},    {"nfeate", 0.084},
@@ -84,8 +88,9 @@ void progressForReco() {
 }
 
 void progressForScan() {
-    static const std::vector<std::string> vFurther{"SC_out", "SC_even", "MF_make", "RT_fill"};
-    plantProgress("Reconstruct", STEPS_RECONSTRUCT, vFurther);
+    std::vector<StepShare> vSteps(std::begin(STEPS_RECONSTRUCT), std::end(STEPS_RECONSTRUCT));
+    vSteps.insert(vSteps.end(), std::begin(STEPS_AROUND), std::end(STEPS_AROUND));
+    plantProgress("Reconstruct", vSteps);
 }
 
 void progressForEstimation() {

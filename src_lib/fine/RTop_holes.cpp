@@ -142,33 +142,48 @@ bool isSmallFor(PieceAreas& pieces, const RMesh& fine, const Chain& chain) {
     return pieces.areaOf(pieces.pieceAt(chain.lMemberCE.front()->v0)) > MIN_DISC_AREAS * discArea;
 }
 
-/// Closes each hole of at most that many edges that isWanted(chain) accepts. Counts under the step "RT_fill".
-template <typename IsWanted>
-int closeHoles(RMesh& fine, int maxEdges, bool bKeepManifold, const IsWanted& isWanted) {
-    RimCopy rim(fine);
-    const ChainMgr chains(&rim.mesh(), rim.border(), false);
-    const ProgressStep step("RT_fill", chains.getSize());
-    const auto maxSize = static_cast<std::size_t>(std::max(maxEdges, 0));
-    int numClosed = 0;
-    for (std::size_t i = 0; i < chains.getSize(); ++i) {
-        Chain& chain = *chains.getChain(i);
-        if (isPlainRing(chain, maxSize, chains.vHighVCD) && isWanted(chain) && closeHole(fine, rim, chain)) ++numClosed;
-        step.advance();
+/// Which border loops are holes to close.
+class HoleChoice {
+public:
+    /// limits: referred to. The pieces are those of the mesh as it is now.
+    HoleChoice(const RMesh& mesh, const HoleLimits& theLimits) : fine(mesh), limits(theLimits) {
+        if (limits.maxPinholeEdges > limits.maxHoleEdges) pieces.emplace(mesh);
     }
-    step.finish();
-    if (bKeepManifold) removeFlatFromManifold(fine);
-    return numClosed;
-}
+    bool isWanted(Chain& chain, const std::vector<VCD>& vHighVCD) {
+        if (isPlainRing(chain, sizeOf(limits.maxHoleEdges), vHighVCD)) return true;
+        return pieces && isPlainRing(chain, sizeOf(limits.maxPinholeEdges), vHighVCD) && isSmallFor(*pieces, fine, chain);
+    }
+
+private:
+    static std::size_t sizeOf(int numEdges) { return static_cast<std::size_t>(std::max(numEdges, 0)); }
+
+    const RMesh& fine;
+    const HoleLimits& limits;
+    std::optional<PieceAreas> pieces;
+};
 
 }  // namespace
 
-int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
-    return closeHoles(*pRMesh, maxEdges, bKeepManifold, [](const Chain&) { return true; });
+int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold) {
+    RimCopy rim(mesh);
+    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    const ProgressStep step("RT_fill", chains.getSize());
+    int numClosed = 0;
+    if (chains.getSize() > 0) {
+        HoleChoice choice(mesh, limits);
+        for (std::size_t i = 0; i < chains.getSize(); ++i) {
+            Chain& chain = *chains.getChain(i);
+            if (choice.isWanted(chain, chains.vHighVCD) && closeHole(mesh, rim, chain)) ++numClosed;
+            step.advance();
+        }
+    }
+    step.finish();
+    if (bKeepManifold) removeFlatFromManifold(mesh);
+    return numClosed;
 }
 
-int closePinholes(RMesh& mesh, int maxEdges, bool bKeepManifold) {
-    PieceAreas pieces(mesh);
-    return closeHoles(mesh, maxEdges, bKeepManifold, [&](const Chain& chain) { return isSmallFor(pieces, mesh, chain); });
+int RTop::fillHoles(int maxEdges, bool bKeepManifold) {
+    return closeHoles(*pRMesh, {.maxHoleEdges = maxEdges}, bKeepManifold);
 }
 
 }  // namespace TARN_KEL

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Forest.h"
+#include "Progress.h"
 #include "RMesh.h"
 
 namespace TARN_KEL {
@@ -15,7 +16,8 @@ namespace {
 /// The corners of all triangles by number, 3 * t + i for corner i of the t-th triangle of the mesh.
 class Fans {
 public:
-    explicit Fans(const RMesh& theMesh) : mesh(theMesh), corners(3 * theMesh.vRT.size()) {}
+    Fans(const RMesh& theMesh, const ProgressStep& theProgress)
+        : mesh(theMesh), progress(theProgress), corners(3 * theMesh.vRT.size()) {}
 
     /// Joins the corners at both ends of an edge.
     void joinAcross(const REdge& re) {
@@ -32,6 +34,7 @@ public:
         std::vector<Forest::Member> vFan(mesh.getNumVtx_all(), NONE);  // the first one of each vertex
         std::vector<bool> vPinched(mesh.getNumVtx_all());
         for (const RTriangle* pRT : mesh.vRT) {
+            progress.advance();
             if (!pRT->isAlive()) continue;
             for (int i = 0; i < 3; ++i) {
                 const std::size_t vertex = mesh.getVtxIndex(pRT->getCorner(i));
@@ -49,6 +52,7 @@ private:
     }
 
     const RMesh& mesh;
+    const ProgressStep& progress;
     Forest corners;
 };
 
@@ -56,8 +60,11 @@ private:
 
 MeshFlaws countFlaws(const RMesh& mesh) {
     MeshFlaws flaws;
-    Fans fans(mesh);
+    // Twice what there is to do, so that a second count of a run is heard as well.
+    const ProgressStep progress("SC_flaws", 2 * (mesh.getREdgesRef().size() + mesh.vRT.size()));
+    Fans fans(mesh, progress);
     for (const REdge* pRE : mesh.getREdgesRef()) {
+        progress.advance();
         const int degree = pRE->getDegree();
         if (degree == 1) ++flaws.numBorderEdges;
         if (degree > 2) ++flaws.numNonManifoldEdges;

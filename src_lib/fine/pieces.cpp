@@ -1,6 +1,6 @@
 #include "pieces.h"
 
-#include <set>
+#include <algorithm>
 #include <vector>
 
 #include "PieceAreas.h"
@@ -8,23 +8,62 @@
 
 namespace TARN_KEL {
 
+namespace {
+
+std::vector<RTriangle*> aliveTriangles(const RMesh& mesh) {
+    std::vector<RTriangle*> vRT;
+    mesh.getAliveTriangles(vRT);
+    return vRT;
+}
+
+PieceAreas::Piece pieceOf(const RTriangle* pRT, const RMesh& mesh, PieceAreas& pieces) {
+    return pieces.pieceAt(mesh.getVtxIndex(pRT->getCorner(0)));
+}
+
+/// Six times the volume of the tetrahedron between a triangle and a place; positive when the triangle faces away from it.
+double volumeOver(const RTriangle* pRT, const Point3& place) {
+    const Vector3 a = *pRT->getCorner(0) - place, b = *pRT->getCorner(1) - place, c = *pRT->getCorner(2) - place;
+    return crossProduct(a, b) * c;
+}
+
+}  // namespace
+
 DroppedPieces dropSmallPieces(RMesh& mesh, double minArea) {
     DroppedPieces dropped;
     if (mesh.getNumVtx_all() == 0) return dropped;
     PieceAreas pieces(mesh);
     const PieceAreas::Piece largest = pieces.largest();
-    std::set<PieceAreas::Piece> sDropped;
-    std::vector<RTriangle*> vRT;
-    mesh.getAliveTriangles(vRT);
-    for (RTriangle* pRT : vRT) {
-        const PieceAreas::Piece piece = pieces.pieceAt(mesh.getVtxIndex(pRT->getCorner(0)));
+    std::vector<bool> vDropped(mesh.getNumVtx_all());  // by piece
+    for (RTriangle* pRT : aliveTriangles(mesh)) {
+        const PieceAreas::Piece piece = pieceOf(pRT, mesh, pieces);
         if (piece == largest || pieces.areaOf(piece) >= minArea) continue;
-        sDropped.insert(piece);
+        vDropped[piece] = true;
         pRT->kill(&mesh);
         ++dropped.numTriangles;
     }
-    dropped.numPieces = sDropped.size();
+    dropped.numPieces = static_cast<std::size_t>(std::count(vDropped.begin(), vDropped.end(), true));
     return dropped;
+}
+
+std::size_t turnOutward(RMesh& mesh) {
+    const std::vector<RTriangle*> vRT = aliveTriangles(mesh);
+    PieceAreas pieces(mesh);
+    std::vector<double> vVolume(mesh.getNumVtx_all());  // by piece, over the vertex that stands for it
+    std::vector<bool> vOpen(mesh.getNumVtx_all());      // by piece
+    for (const REdge* pRE : mesh.getREdgesRef())
+        if (pRE->getDegree() == 1) vOpen[pieces.pieceAt(mesh.getVtxIndex(pRE->getVtx0()))] = true;
+    for (const RTriangle* pRT : vRT) {
+        const PieceAreas::Piece piece = pieceOf(pRT, mesh, pieces);
+        vVolume[piece] += volumeOver(pRT, *mesh.getVtx(piece));
+    }
+    std::size_t numTurned = 0;
+    for (RTriangle* pRT : vRT) {
+        const PieceAreas::Piece piece = pieceOf(pRT, mesh, pieces);
+        if (vOpen[piece] || !(vVolume[piece] < 0.0)) continue;
+        pRT->flipNNV();
+        ++numTurned;
+    }
+    return numTurned;
 }
 
 }  // namespace TARN_KEL

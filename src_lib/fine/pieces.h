@@ -18,11 +18,20 @@ struct DroppedPieces {
 /// Removes the pieces whose area is below minArea, except for the largest one. Cost: O(n log n), 20 bytes for each vertex.
 DroppedPieces dropSmallPieces(RMesh& mesh, double minArea);
 
-/// Closes holes as RTop::fillHoles does, but leaves open those that may be the outer border of their piece: the end of a
-/// sheet, of a bowl, or of a short tube.
-/// maxEdges: largest number of edges of the border of a hole.
+/// Which holes are to be closed, by the largest number of edges of their border; below 3 none.
+struct HoleLimits {
+    /// Holes that can't be the outer border of their piece: the end of a sheet, of a bowl, or of a short tube.
+    int maxPinholeEdges = 0;
+    int maxHoleEdges = 0;  ///< all
+};
+
+/// Closes holes as RTop::fillHoles does. The pieces are judged as they are before.
 /// bKeepManifold: as for RTop::fillHoles.
 /// Returns the number of closed holes. Cost: O(n log n).
-int closePinholes(RMesh& mesh, int maxEdges, bool bKeepManifold);
+int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold);
+
+/// Turns the pieces without a border that face inward, as those may whose last hole was closed.
+/// The mesh must be manifold and oriented. Returns the number of triangles that were turned. Cost: O(n).
+std::size_t turnOutward(RMesh& mesh);
 
 }  // namespace TARN_KEL

@@ -20,6 +20,7 @@
 #include "codes.h"
 #include "gapCells.h"
 #include "octree/Octree.h"
+#include "pointsByCode.h"
 #include "radixSort.h"
 #include "runs.h"
 #include "sortMT.h"
@@ -93,9 +94,7 @@ struct InputPoint {
 
 /// The points that pair up, cell by cell along the curve of the interleaved codes, and within a cell in input order.
 std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
-    std::vector<std::pair<CCD, const Point3*>> vCellPoint;
-    transform_MT(vPoints, vCellPoint, [&calc](const Point3& p) { return std::make_pair(calc.getCCD(&p), &p); });
-    radixSortByCode(vCellPoint);
+    const auto vCellPoint = pointsByCode(vPoints, [&calc](const Point3& p) { return calc.getCCD(&p); });
     std::vector<InputPoint> vOut;
     vOut.reserve(vPoints.size());
     const auto cellOf = [](const auto& entry) { return entry.first; };

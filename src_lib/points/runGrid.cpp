@@ -27,8 +27,9 @@ namespace TARN_KEL {
 
 namespace {
 
-const int FINE_LEVELS = 20;           // of the grid of the estimate
-const double LARGEST_LEVEL = 1025.0;  // what the largest double asks for; an overflow counts as much
+const double FINEST_RESOLUTION = 1e12;  // coordinates over spacing; beyond, the last bits of a cell are lost
+const int FINE_LEVELS = 20;             // of the grid of the estimate
+const double LARGEST_LEVEL = 1025.0;    // what the largest double asks for; an overflow counts as much
 
 /// A length that the caller gave or that came out of a product counts only if it is a positive number.
 bool isLength(double length) {
@@ -121,6 +122,15 @@ double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bo
     if (const std::optional<double> area = measureArea(vPoints, bounds)) return spacingForArea(*area, numSharing);
     const double extent = bounds.largestExtent();
     return extent > 0.0 ? extent : 1.0;
+}
+
+bool canBeGridded(const PointBounds& bounds, double spacing) {
+    if (!(spacing > 0.0) || !std::isfinite(std::ldexp(spacing, MAXLEVELS))) return false;
+    double largest = 0.0;
+    for (std::size_t i = 0; i < 3; ++i)
+        largest = std::max({largest, std::abs(bounds.low[i]), std::abs(bounds.high[i])});
+    const double maxCells = std::ldexp(1.0, MAXLEVELS) - 2.0 * MARGIN_CELLS;
+    return largest / spacing < FINEST_RESOLUTION && bounds.largestExtent() / spacing < maxCells;
 }
 
 Calc makeGrid(const PointBounds& bounds, double usedSpacing) {

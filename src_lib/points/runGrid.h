@@ -28,6 +28,9 @@ double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bo
 /// The distance that makeGrid() keeps between the points and the sides, in cells.
 constexpr double MARGIN_CELLS = 5000.0;
 
+/// Whether a grid of such cells can hold the points, with bits of their coordinates to spare for places within a cell.
+bool canBeGridded(const PointBounds& bounds, double spacing);
+
 /// A grid of cubes of edge usedSpacing with a margin of MARGIN_CELLS around the bounds, with as few levels as possible.
 /// Throws KelBugException for a spacing that isn't a positive number, for more than 2^21 cells along an axis, and for a
 /// spacing that is too small for the precision of the coordinates.

@@ -37,7 +37,8 @@ public:
     explicit NearestNodes(const SampleNodes& nodes);
 
     /// Replaces vOut by the `count` nodes nearest to the node, itself left out, nearest first; all others where there are
-    /// fewer. O(log n) per node found.
+    /// fewer. O(log n) per node found; O(n) where nearly all are as far away as the last one found, as from the centre of a
+    /// sphere. Only a few nodes have such a place, for with more of them there each would have nearer ones.
     void find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const;
 
 private:

@@ -17,13 +17,10 @@
 #include <algorithm>
 #include <iterator>
 
-#include "NearestNodes.h"
 #include "gapPoints.h"
 #include "gapTriangles.h"
-#include "inputPoints.h"
 #include "nodePlanes.h"
 #include "nodeStars.h"
-#include "sampleNodes.h"
 
 namespace TARN_KEL {
 
@@ -83,25 +80,21 @@ bool isOverCap(const std::vector<GapTriangle>& vGap, const SampleNodes& nodes) {
 
 }  // namespace
 
-EvenSampling evenOut(const std::vector<Point3>& vPoints, const Calc& grid) {
+EvenSampling evenOut(CloudSample& sample) {
     EvenSampling result;
-    if (vPoints.empty()) return result;
-    const PointBounds bounds = boundsOf(vPoints);
-    const CellFrame frame{{bounds.low[0], bounds.low[1], bounds.low[2]}, grid.getSideLen()};
-    const SampleNodes nodes = makeSampleNodes(vPoints, grid, frame);
+    const SampleNodes& nodes = sample.nodes;
     NodePlanes planes = lookAround(nodes);
     result.numNodes = nodes.size();
     result.numOpenNodes = planes.vOpen.size();
 
-    const NearestNodes nearest(nodes);
-    fitOpenNodes(nodes, nearest, planes);
-    NodeStars stars(nodes, planes, nearest);
+    fitOpenNodes(nodes, sample.getNearest(), planes);
+    NodeStars stars(nodes, planes, sample.getNearest());
     const std::vector<GapTriangle> vGap = explainedGaps(nodes, planes, stars, result.numCandidates);
     result.numGaps = vGap.size();
 
     result.bEvenCloud = isEven(vGap, stars, nodes.size());
     result.bOverCap = isOverCap(vGap, nodes);
-    if (!result.bEvenCloud && !result.bOverCap) result.vAdded = pointsInGaps(vGap, nodes, planes, grid, frame, bounds);
+    if (!result.bEvenCloud && !result.bOverCap) result.vAdded = pointsInGaps(vGap, planes, sample);
     return result;
 }
 

@@ -7,7 +7,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "Calc.h"
+#include "CloudSample.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -27,9 +27,9 @@ struct EvenSampling {
 ///
 /// All added points lie within the bounds of the given ones, so the grid of both together is the same. The result depends
 /// neither on the order of the points nor on the number of workers.
-/// vPoints: finite coordinates, on the grid, fewer than 2^32; repeats do no harm. None: nothing is added.
-/// grid: that of the run, cubic cells.
-/// O(n log n); about a tenth of a run for even clouds, more the more gaps there are. Uses the pool.
-EvenSampling evenOut(const std::vector<Point3>& vPoints, const Calc& grid);
+/// sample: of the cloud, on the grid of the run.
+/// O(n log n); about a tenth of a run for even clouds, more the more gaps there are. Uses the pool. Progress: steps
+/// "SC_around", "SC_planes", "SC_stars" and "SC_gaps".
+EvenSampling evenOut(CloudSample& sample);
 
 }  // namespace TARN_KEL

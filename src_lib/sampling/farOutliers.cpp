@@ -21,6 +21,7 @@
 #include <utility>
 
 #include "Forest.h"
+#include "Progress.h"
 #include "outliers.h"
 #include "runs.h"
 #include "sortMT.h"
@@ -246,9 +247,14 @@ std::vector<std::size_t> entriesInSmallGroups(const std::vector<Entry>& vEntry, 
 
 std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints) {
     if (vPoints.size() < MIN_POINTS) return {};
+    const ProgressStep progress("SC_far", 3);
     const Bulk bulk = findBulk(vPoints);
     if (!(bulk.range > 0.0)) return {};
-    std::vector<std::size_t> vFar = entriesInSmallGroups(collectEntries(vPoints, bulk), vPoints);
+    progress.advance();
+    const std::vector<Entry> vEntry = collectEntries(vPoints, bulk);
+    progress.advance();
+    std::vector<std::size_t> vFar = entriesInSmallGroups(vEntry, vPoints);
+    progress.finish();
     if (static_cast<double>(vFar.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) return {};
     return vFar;
 }

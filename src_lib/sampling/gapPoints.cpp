@@ -5,6 +5,8 @@
 #include <utility>
 
 #include "CellBitmap.h"
+#include "Progress.h"
+#include "heardChunks.h"
 #include "radixSort.h"
 #include "runs.h"
 #include "sortMT.h"
@@ -33,9 +35,13 @@ Point3 clampTo(const PointBounds& bounds, const Point3& p) {
 /// Samples of triangles.
 class GapSampler {
 public:
-    GapSampler(const SampleNodes& nodes_, const NodePlanes& planes_, const Calc& grid_, const CellFrame& frame_,
-               const PointBounds& bounds_)
-        : nodes(nodes_), planes(planes_), grid(grid_), frame(frame_), bounds(bounds_), occupied(nodes_.vCell) {}
+    GapSampler(const NodePlanes& planes_, const CloudSample& sample)
+        : nodes(sample.nodes),
+          planes(planes_),
+          grid(sample.grid),
+          frame(sample.frame),
+          bounds(sample.bounds),
+          occupied(sample.nodes.vCell) {}
 
     /// Appends the samples of a triangle that fall into empty cells, those of a cell as one.
     void append(const GapTriangle& triangle, std::vector<CellSamples>& vSamples) const {
@@ -95,13 +101,12 @@ private:
 
 }  // namespace
 
-std::vector<Point3> pointsInGaps(const std::vector<GapTriangle>& vTriangle, const SampleNodes& nodes,
-                                 const NodePlanes& planes, const Calc& grid, const CellFrame& frame,
-                                 const PointBounds& bounds) {
-    const GapSampler sampler(nodes, planes, grid, frame, bounds);
+std::vector<Point3> pointsInGaps(const std::vector<GapTriangle>& vTriangle, const NodePlanes& planes,
+                                 const CloudSample& sample) {
+    const GapSampler sampler(planes, sample);
     // Blocks of triangles have their own lists; joined in order they are the same for any number of workers.
     std::vector<std::vector<CellSamples>> vBlock((vTriangle.size() + BLOCK - 1) / BLOCK);
-    forChunks_MT(vBlock.size(), [&](std::size_t begin, std::size_t end) {
+    forHeardChunks_MT(vBlock.size(), ProgressStep("SC_gaps", vBlock.size()), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin * BLOCK; i < std::min(end * BLOCK, vTriangle.size()); ++i)
             sampler.append(vTriangle[i], vBlock[i / BLOCK]);
     });

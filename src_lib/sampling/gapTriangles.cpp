@@ -11,7 +11,9 @@ namespace TARN_KEL {
 
 namespace {
 
-const double WIDER_THAN_USUAL = 2.7;     // the widest disc of a gap over the usual one; holes of 8 spacings have more
+// The widest disc of a gap over the usual one. What is usual is the lower third of the radii at a node, a little less than
+// their median, so this is a little more than the 2.5 medians that close random clouds and leave holes of 8 spacings open.
+const double WIDER_THAN_USUAL = 2.7;
 const double LARGEST_OVER_MIDDLE = 2.0;  // of the usual radii of three corners; the largest may be that of a hole's rim
 const double COS_AGREE = 0.76604444311897803520;  // of 40 degrees between the planes of two corners
 const double SIN_LIFT = 0.5;                      // of 30 degrees between a side and the planes of its ends

@@ -5,10 +5,11 @@
 #include <cmath>
 #include <numbers>
 
-#include "Moments.h"
 #include "NeighbourWalk.h"
+#include "PlaneFit.h"
+#include "Progress.h"
 #include "gapLimits.h"
-#include "principalAxes.h"
+#include "heardChunks.h"
 #include "sortMT.h"
 #include "voronoiCell.h"
 
@@ -23,33 +24,6 @@ const std::array<std::size_t, 5> FIT_SIZES = {8, 12, 18, 27, 40};  // nodes, eac
 const double SHEET_HEIGHT = 0.3;                                   // cells; on an even sheet noise reaches so far
 const double SHEET_SLOPE = 0.7;  // height over lateral distance; 35 degrees, what a fold within the plane's reach leaves
 const double SAME_PLACE = 1e-9;  // cells
-
-/// Sums of offsets from a node, and the plane through all nodes that were added and the node itself.
-class PlaneFit {
-public:
-    void add(const Vector3& offset) {
-        moments.add(offset);
-        sum += offset;
-        ++numAdded;
-    }
-    std::size_t size() const { return numAdded; }
-    PrincipalAxes axes() const {
-        const Vector3 mean = sum / static_cast<double>(numAdded + 1);
-        Moments m = moments;
-        m.xx -= sum.x() * mean.x();
-        m.xy -= sum.x() * mean.y();
-        m.xz -= sum.x() * mean.z();
-        m.yy -= sum.y() * mean.y();
-        m.yz -= sum.y() * mean.z();
-        m.zz -= sum.z() * mean.z();
-        return principalAxes(m);
-    }
-
-private:
-    Moments moments;
-    Vector3 sum;
-    std::size_t numAdded = 0;
-};
 
 bool isLine(const PrincipalAxes& axes) {
     return axes.middle < MIN_WIDTH * axes.largest || !(axes.middle > 0.0);
@@ -199,7 +173,7 @@ NodePlanes lookAround(const SampleNodes& nodes) {
     NodePlanes planes;
     planes.vNormal.resize(nodes.size());
     std::vector<unsigned char> vSurrounded(nodes.size());
-    forChunks_MT(nodes.size(), [&](std::size_t begin, std::size_t end) {
+    forHeardChunks_MT(nodes.size(), ProgressStep("SC_around", nodes.size()), [&](std::size_t begin, std::size_t end) {
         LookAround around(nodes);
         for (std::size_t i = begin; i < end; ++i) {
             around.look(static_cast<NodeId>(i));
@@ -213,19 +187,20 @@ NodePlanes lookAround(const SampleNodes& nodes) {
 }
 
 void fitOpenNodes(const SampleNodes& nodes, const NearestNodes& tree, NodePlanes& planes) {
-    forChunks_MT(planes.vOpen.size(), [&](std::size_t begin, std::size_t end) {
-        NearestWalk nearest(tree, nodes);
-        std::vector<NearNode> vNear;
-        for (std::size_t i = begin; i < end; ++i) {
-            Vector3& normal = planes.vNormal[planes.vOpen[i]];
-            if (!normal.isDegenerate()) continue;
-            nearest.gather(planes.vOpen[i], vNear);
-            normal = flattestNormal(nodes, planes.vOpen[i], vNear);
-            if (!normal.isDegenerate() || vNear.size() >= NUM_FAR) continue;
-            nearest.gatherFar(planes.vOpen[i], vNear);
-            normal = flattestNormal(nodes, planes.vOpen[i], vNear);
-        }
-    });
+    forHeardChunks_MT(planes.vOpen.size(), ProgressStep("SC_planes", planes.vOpen.size()),
+                      [&](std::size_t begin, std::size_t end) {
+                          NearestWalk nearest(tree, nodes);
+                          std::vector<NearNode> vNear;
+                          for (std::size_t i = begin; i < end; ++i) {
+                              Vector3& normal = planes.vNormal[planes.vOpen[i]];
+                              if (!normal.isDegenerate()) continue;
+                              nearest.gather(planes.vOpen[i], vNear);
+                              normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+                              if (!normal.isDegenerate() || vNear.size() >= NUM_FAR) continue;
+                              nearest.gatherFar(planes.vOpen[i], vNear);
+                              normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+                          }
+                      });
 }
 
 }  // namespace TARN_KEL

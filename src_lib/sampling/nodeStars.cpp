@@ -3,7 +3,9 @@
 #include <algorithm>
 #include <cmath>
 
+#include "Progress.h"
 #include "gapLimits.h"
+#include "heardChunks.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -88,9 +90,10 @@ NodeStars::NodeStars(const SampleNodes& nodes_, const NodePlanes& planes_, const
 void NodeStars::make(std::vector<NodeId> vNode) {
     oneInstanceOfNumbers(vNode);
     std::erase_if(vNode, [&](NodeId node) { return vPosition[node] != NO_NODE || !planes.hasPlane(node); });
+    const ProgressStep progress("SC_stars", 2 * vNode.size());  // more are asked for later, but fewer
     const std::size_t numBefore = vStar.size();
     vStar.resize(numBefore + vNode.size());
-    forChunks_MT(vNode.size(), [&](std::size_t begin, std::size_t end) {
+    forHeardChunks_MT(vNode.size(), progress, [&](std::size_t begin, std::size_t end) {
         StarMaker maker(nodes, planes, nearest);
         for (std::size_t i = begin; i < end; ++i) {
             vPosition[vNode[i]] = static_cast<NodeId>(numBefore + i);

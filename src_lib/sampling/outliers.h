@@ -17,6 +17,8 @@
 
 namespace TARN_KEL {
 
+class CloudSample;
+
 /// Finds points that lie far from the rest, at any distance.
 ///
 /// Far is what is more than some twenty times the cloud's extent away from its middle, in groups of fewer than 16 different
@@ -24,19 +26,17 @@ namespace TARN_KEL {
 /// the points may be outliers. Larger parts of a scan stay, however far away; clouds of fewer than 64 points stay whole.
 /// vPoints: finite, fewer than 2^32.
 /// Returns their positions, ascending; none where more than 36% would be outliers, for then there is no bulk.
-/// O(n), and O(log n) for each outlier; 24 bytes a point. Uses the pool.
+/// O(n), and O(log n) for each outlier; 24 bytes a point. Uses the pool. Progress: step "SC_far".
 std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 
 /// Finds stray points: those that hardly have others near them and lie in nobody's sheet or line.
 ///
 /// Everything is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires and small separate parts
 /// stay. A few points within a spacing of each other count as one.
-/// vPoints: finite, fewer than 2^32.
-/// spacing: of the cloud, as estimated; the edge of a cell.
-/// Returns their positions, ascending; none where no grid of this spacing holds the cloud or the coordinates are too coarse
-/// for it, nor where they would be more than 15% of the points.
-/// O(n log n), some 3% of a run for clouds without strays; 60 bytes a point. Uses the pool.
-std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, double spacing);
+/// sample: of these points, on a grid whose cells are as large as the estimated spacing.
+/// Returns their positions, ascending; none where they would be more than 15% of the points.
+/// O(n), some 2% of a run for clouds without strays. Uses the pool. Progress: step "SC_stray".
+std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample);
 
 /// Removes the points at these positions, ascending ones. The others keep their order. O(n).
 void removePoints(const std::vector<std::size_t>& vPositions, std::vector<Point3>& vPoints);

@@ -4,7 +4,8 @@
 #include <span>
 #include <utility>
 
-#include "radixSort.h"
+#include "Progress.h"
+#include "pointsByCode.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -13,26 +14,15 @@ namespace TARN_KEL {
 
 namespace {
 
-using CellOfPoint = std::pair<RCD, NodeId>;  // the cell of a point, and the point's position in the input
-
-std::vector<CellOfPoint> pointsByCell(const std::vector<Point3>& vPoints, const Calc& grid) {
-    std::vector<CellOfPoint> vSorted(vPoints.size());
-    forChunks_MT(vPoints.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-            vSorted[i] = {grid.getRCD(&vPoints[i]), static_cast<NodeId>(i)};
-    });
-    radixSortByCode(vSorted);
-    return vSorted;
-}
+using CellPoint = std::pair<RCD, const Point3*>;
 
 /// Reorders the points of one cell.
-Vector3 meanPlace(std::span<CellOfPoint> cell, const std::vector<Point3>& vPoints, const CellFrame& frame) {
+Vector3 meanPlace(std::span<CellPoint> cell, const CellFrame& frame) {
     if (cell.size() > 1)
-        std::sort(cell.begin(), cell.end(),
-                  [&](const CellOfPoint& a, const CellOfPoint& b) { return vPoints[a.second] < vPoints[b.second]; });
+        std::sort(cell.begin(), cell.end(), [](const CellPoint& a, const CellPoint& b) { return *a.second < *b.second; });
     Vector3 sum;
-    for (const CellOfPoint& entry : cell)
-        sum += frame.toCells(vPoints[entry.second]);
+    for (const CellPoint& entry : cell)
+        sum += frame.toCells(*entry.second);
     return sum / static_cast<double>(cell.size());
 }
 
@@ -40,15 +30,18 @@ Vector3 meanPlace(std::span<CellOfPoint> cell, const std::vector<Point3>& vPoint
 
 SampleNodes makeSampleNodes(const std::vector<Point3>& vPoints, const Calc& grid, const CellFrame& frame) {
     ASSEX(vPoints.size()<NO_NODE);
-    std::vector<CellOfPoint> vSorted = pointsByCell(vPoints, grid);
+    const ProgressStep progress("SC_nodes", 5);  // a run may make them three times
+    std::vector<CellPoint> vSorted = pointsByCell(vPoints, grid);
+    progress.advance();
     SampleNodes nodes;
-    std::vector<std::span<CellOfPoint>> vRun;
-    const auto cellOf = [](const CellOfPoint& entry) { return entry.first; };
+    std::vector<std::span<CellPoint>> vRun;
+    const auto cellOf = [](const CellPoint& entry) { return entry.first; };
     forEachRun(vSorted.begin(), vSorted.end(), cellOf, [&](auto first, auto end) {
         nodes.vCell.push_back(first->first);
         vRun.emplace_back(first, end);
     });
-    transform_MT(vRun, nodes.vPlace, [&](std::span<CellOfPoint> cell) { return meanPlace(cell, vPoints, frame); });
+    transform_MT(vRun, nodes.vPlace, [&](std::span<CellPoint> cell) { return meanPlace(cell, frame); });
+    progress.advance();
     return nodes;
 }
 

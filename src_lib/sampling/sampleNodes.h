@@ -33,7 +33,7 @@ struct SampleNodes {
 };
 
 /// The points of a cell are added up in the order of their coordinates, so the order of the input leaves no trace. All
-/// points are finite and lie on the grid; fewer than 2^32 of them. O(n log n); uses the pool.
+/// points are finite and lie on the grid; fewer than 2^32 of them. O(n log n); uses the pool. Progress: step "SC_nodes".
 SampleNodes makeSampleNodes(const std::vector<Point3>& vPoints, const Calc& grid, const CellFrame& frame);
 
 }  // namespace TARN_KEL

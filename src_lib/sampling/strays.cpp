@@ -16,13 +16,14 @@
 #include <cstdint>
 #include <utility>
 
+#include "CloudSample.h"
 #include "Forest.h"
 #include "NearestNodes.h"
 #include "NeighbourWalk.h"
-#include "inputPoints.h"
+#include "PlaneFit.h"
+#include "Progress.h"
+#include "heardChunks.h"
 #include "outliers.h"
-#include "principalAxes.h"
-#include "runGrid.h"
 #include "sampleNodes.h"
 #include "sortMT.h"
 
@@ -30,25 +31,14 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t COMPANY = 4;          // other nodes in the 26 cells around; half a sheet has five
-constexpr double NEAR_CELLS = 3.0;          // noise and folds reach so far from a sheet
-constexpr std::size_t NUM_COUNTED = 8;      // nearest nodes; the ring around a node of a sheet
-constexpr double REACH = 2.5;               // of the distance to the second nearest node; a ring of a sheet is within
-constexpr double SHEET_FLATNESS = 0.07;     // first over second eigenvalue of a plane; twenty random places have one half
-constexpr double LINE_WIDTH = 0.12;         // second over third eigenvalue of a line
-constexpr std::size_t MIN_GROUP = 12;       // nodes; fewer random ones are in a plane by chance
-constexpr double MAX_SHARE = 0.15;          // of all points; where more are alone, the spacing says nothing about them
-constexpr double FINEST_RESOLUTION = 1e12;  // coordinates over spacing; beyond, the last bits of a cell are lost
-
-/// Whether a grid of such cells can hold the points.
-bool canBeGridded(const PointBounds& bounds, double spacing) {
-    if (!(spacing > 0.0) || !std::isfinite(std::ldexp(spacing, MAXLEVELS))) return false;
-    double largest = 0.0;
-    for (std::size_t i = 0; i < 3; ++i)
-        largest = std::max({largest, std::abs(bounds.low[i]), std::abs(bounds.high[i])});
-    const double maxCells = std::ldexp(1.0, MAXLEVELS) - 2.0 * MARGIN_CELLS;
-    return largest / spacing < FINEST_RESOLUTION && bounds.largestExtent() / spacing < maxCells;
-}
+constexpr std::size_t COMPANY = 4;       // other nodes in the 26 cells around; half a sheet has five
+constexpr double NEAR_CELLS = 3.0;       // noise and folds reach so far from a sheet
+constexpr std::size_t NUM_COUNTED = 8;   // nearest nodes; the ring around a node of a sheet
+constexpr double REACH = 2.5;            // of the distance to the second nearest node; a ring of a sheet is within
+constexpr double SHEET_FLATNESS = 0.07;  // first over second eigenvalue of a plane; twenty random places have one half
+constexpr double LINE_WIDTH = 0.12;      // second over third eigenvalue of a line
+constexpr std::size_t MIN_GROUP = 12;    // nodes; fewer random ones are in a plane by chance
+constexpr double MAX_SHARE = 0.15;       // of all points; where more are alone, the spacing says nothing about them
 
 /// Groups of nodes that stay or go together. Positions are those in a list of nodes.
 class NodeGroups {
@@ -91,7 +81,8 @@ private:
 /// The nodes without company, ascending.
 std::vector<NodeId> nodesWithoutCompany(const SampleNodes& nodes) {
     std::vector<char> vAlone(nodes.size());
-    forChunks_MT(nodes.size(), [&](std::size_t begin, std::size_t end) {
+    const ProgressStep progress("SC_stray", 2 * nodes.size());  // half is left for a second look
+    forHeardChunks_MT(nodes.size(), progress, [&](std::size_t begin, std::size_t end) {
         NeighbourWalk<RCD> walk(nodes.vCell);
         for (std::size_t i = begin; i < end; ++i) {
             std::size_t numCells = 0;
@@ -122,15 +113,10 @@ std::vector<NodeId> lonelyNodes(const std::vector<NodeId>& vWithoutCompany, cons
 
 /// Whether a node lies with others in a plane or on a line.
 bool isInSheetOrLine(NodeId node, const std::vector<NearNode>& vNear, const SampleNodes& nodes) {
-    Vector3 mean;
+    PlaneFit fit;
     for (const NearNode& near : vNear)
-        mean += nodes.vPlace[near.node()] - nodes.vPlace[node];
-    mean /= static_cast<double>(vNear.size() + 1);
-    Moments moments;
-    moments.add(mean);
-    for (const NearNode& near : vNear)
-        moments.add(nodes.vPlace[near.node()] - nodes.vPlace[node] - mean);
-    const PrincipalAxes axes = principalAxes(moments);
+        fit.add(nodes.vPlace[near.node()] - nodes.vPlace[node]);
+    const PrincipalAxes axes = fit.axes();
     return axes.middle <= LINE_WIDTH * axes.largest || axes.least <= SHEET_FLATNESS * axes.middle;
 }
 
@@ -169,11 +155,12 @@ std::vector<char> withSupported(const std::vector<char>& vStays, const std::vect
     return vStaysToo;
 }
 
-std::vector<NodeId> strayNodes(const SampleNodes& nodes) {
+std::vector<NodeId> strayNodes(CloudSample& sample) {
+    const SampleNodes& nodes = sample.nodes;
     const std::vector<NodeId> vLonely = lonelyNodes(nodesWithoutCompany(nodes), nodes);
     if (vLonely.empty() || vLonely.size() == nodes.size()) return {};
     NodeGroups groups(vLonely);
-    const NearestNodes nearest(nodes);
+    const NearestNodes& nearest = sample.getNearest();
     std::vector<Testimony> vTestimony;
     transform_MT(vLonely, vTestimony, [&](NodeId node) { return testimonyOf(node, groups, nearest, nodes); });
     for (std::size_t i = 0; i < vLonely.size(); ++i) {
@@ -206,14 +193,8 @@ std::vector<std::size_t> pointsOf(const std::vector<NodeId>& vNode, const Sample
 
 }  // namespace
 
-std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, double spacing) {
-    if (vPoints.empty()) return {};
-    const PointBounds bounds = boundsOf(vPoints);
-    if (!canBeGridded(bounds, spacing)) return {};
-    const Calc grid = makeGrid(bounds, spacing);
-    const CellFrame frame{{bounds.low[0], bounds.low[1], bounds.low[2]}, spacing};
-    const SampleNodes nodes = makeSampleNodes(vPoints, grid, frame);
-    std::vector<std::size_t> vStrays = pointsOf(strayNodes(nodes), nodes, vPoints, grid);
+std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
+    std::vector<std::size_t> vStrays = pointsOf(strayNodes(sample), sample.nodes, vPoints, sample.grid);
     if (static_cast<double>(vStrays.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) vStrays.clear();
     return vStrays;
 }

@@ -7,6 +7,7 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "Visualizer3.h"
+#include "countCrossings.h"
 #include "kel.h"
 #include "tools.h"
 
@@ -88,6 +89,23 @@ int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold) {
     const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges, bKeepManifold);
     run.close();
     return numClosed;
+}
+
+std::size_t countSelfIntersections(MeshPtr pMesh) {
+    ASSEX(pMesh!=NULL);
+    const RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    return countCrossings(*pRMesh);
+}
+
+std::size_t countSelfIntersections(MeshPtr pMesh, std::vector<std::pair<std::size_t, std::size_t>>& vPairs) {
+    ASSEX(pMesh!=NULL);
+    const RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    std::vector<CrossingPair> vFound;
+    countCrossings(*pRMesh, &vFound);
+    vPairs.assign(vFound.begin(), vFound.end());
+    return vPairs.size();
 }
 
 void findHoles(MeshPtr pMesh) {

@@ -106,6 +106,14 @@ TEST(MeshAnalysis, knowsShapes) {
     }
     EXPECT_NEAR(measured(vUnit).averageEdgeLength, (1.0 + std::sqrt(2.0)) / 2.0, 1e-15);
     EXPECT_EQ(measured({}).averageEdgeLength, -1.0);
+
+    const Points vUpright = {{0.2, 0.2, -1}, {0.3, 0.3, 1}, {0.2, 0.3, 1}};
+    for (const auto& [vCorners, num] : {std::pair(vUnit, 0U),
+                                        {joined(vUnit, tetra(1, 0, 0)), 0},
+                                        {joined({a, b, c}, vUpright), 1},
+                                        {joined(vUnit, vUpright), 2},
+                                        {{a, b, c, a, c, b, b, c, a}, 3}})
+        EXPECT_EQ(measured(vCorners).numSelfIntersections, num);
 }
 
 // Triangles of chance on a few vertices: all degrees, pinched and turned ones.

@@ -39,6 +39,7 @@ void printMesh(const MeshFigures& f) {
     printFigure("edges by degree", "1: ", f.vNumEdges[0], ", 2: ", f.vNumEdges[1], ", 3: ", f.vNumEdges[2],
                 ", 4: ", f.vNumEdges[3], ", more: ", f.vNumEdges[4]);
     if (f.numEdges() > 0) printFigure("average edge length", f.averageEdgeLength);
+    printFigure("self-intersections", f.numSelfIntersections);
     printFigure("orientation conflicts", f.numOrientationConflicts);
     printFigure("components", f.numComponents, " (", f.numPieces, " joined by edges)");
     printFigure("Euler characteristic", f.eulerCharacteristic);

@@ -20,6 +20,7 @@
 #include <utility>
 
 #include "../../src_lib/base/Forest.h"
+#include "../../src_lib/fine/countCrossings.h"
 #include "PointTree.h"
 
 using namespace TARN_KEL;
@@ -361,6 +362,7 @@ MeshFigures measureMesh(const IndexedTriangles& mesh) {
         if (bCollapsed || isFlat(mesh.vVertices[t[0]], mesh.vVertices[t[1]], mesh.vVertices[t[2]])) ++figures.numDegenerate;
     }
     Topology(mesh.vVertices, std::move(vProper)).measure(figures);
+    figures.numSelfIntersections = countCrossings(mesh.vVertices, mesh.vTriangles);
     return figures;
 }
 
@@ -403,6 +405,7 @@ nlohmann::ordered_json MeshFigures::toJson() const {
             {"notFiniteTriangles", numNotFinite},
             {"degenerateTriangles", numDegenerate},
             {"duplicateTriangles", numDuplicates},
+            {"selfIntersections", numSelfIntersections},
             {"edges",
              {{"degree1", vNumEdges[0]},
               {"degree2", vNumEdges[1]},

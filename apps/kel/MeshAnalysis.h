@@ -42,6 +42,9 @@ struct MeshFigures {
     std::size_t numDegenerate = 0;  ///< triangles with a height of no more than a millionth of their longest side
     std::size_t numDuplicates = 0;  ///< triangles beyond the first on the same three vertices, whatever their orientation
 
+    /// Pairs of triangles whose interiors have a common point. Which vertices are joined makes no difference.
+    std::size_t numSelfIntersections = 0;
+
     // Triangles with two equal corners don't count in the figures below.
 
     std::array<std::size_t, NUM_DEGREES> vNumEdges{};  ///< of degree 1, 2, 3, 4, and more
@@ -71,8 +74,8 @@ struct MeshFigures {
     nlohmann::ordered_json toJson() const;
 };
 
-/// Computes all figures. Cost: O(n log n) time for n triangles, nearly linear when few meet at each vertex; about 90 bytes
-/// per triangle.
+/// Computes all figures. Cost: O(n log n) time for n triangles, nearly linear when few meet at each vertex and few are near
+/// each other; about 100 bytes per triangle.
 MeshFigures measureMesh(const IndexedTriangles& mesh);
 
 /// The distances of vertices to their nearest points of a cloud.

@@ -3,8 +3,10 @@
 
 #include <kel/points.h>
 
+#include <cstddef>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 namespace TARN_KEL {
@@ -67,5 +69,23 @@ public:
 
 /// A mesh shared by its users; null when a run yields nothing.
 using MeshPtr = std::shared_ptr<Mesh>;
+
+/// Counts the pairs of triangles that pass through each other, the self-intersections of the mesh.
+///
+/// A pair counts when the interiors of the two triangles, without their sides, have a common point: they pass through each
+/// other, or overlap in one plane. Touching doesn't count: sheets may have common vertices and sides, and vertices of their
+/// own at one place or on a side of the other. Triangles without area count nowhere. The test is exact.
+///
+/// @param pMesh  the mesh
+/// @return the number of pairs
+/// @throws KelBugException when pMesh is null
+/// @cost O(n log n) where each triangle is near few others; uses all threads, and some 100 bytes per triangle
+std::size_t countSelfIntersections(MeshPtr pMesh);
+
+/// The same, and lists the pairs.
+///
+/// @param[out] vPairs  overwritten by the pairs, sorted: positions of triangles in the order of Mesh::getTriangles(), the
+///                     smaller one first
+std::size_t countSelfIntersections(MeshPtr pMesh, std::vector<std::pair<std::size_t, std::size_t>>& vPairs);
 
 }  // namespace TARN_KEL

@@ -17,6 +17,7 @@
 #include <new>
 
 #include "CMesh.h"
+#include "CrossingWatch.h"
 #include "RPatch.h"
 #include "handOver.h"
 #include "meshCore.h"
@@ -200,7 +201,10 @@ void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
     mVtx.erase(placeHash(*pVtx), vtxNumber(pVtx));
     *pVtx = newPoint;
     mVtx.insert(hash, vtxNumber(pVtx));
-    forEachIncident(pVtx, [](RTriangle* pRT) { pRT->resetNNV(); });
+    forEachIncident(pVtx, [this](RTriangle* pRT) {
+        pRT->resetNNV();
+        if (pWatch != nullptr) pWatch->noteChanged(*pRT);
+    });
 }
 
 // ---- Triangles and edges ------------------------------------------------------------------------------------------------
@@ -224,6 +228,7 @@ RTriangle* RMesh::createT(Point3* p0, Point3* p1, Point3* p2) {
     pRT->pRE02 = findOrMakeEdge(pair2.first, pair2.second);
     for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
         pRE->vRT.push_back(pRT);
+    if (pWatch != nullptr) pWatch->noteCreated(*pRT);
     return pRT;
 }
 
@@ -275,6 +280,7 @@ void RMesh::unregisterTriangle(RTriangle* pRT) {
             if (Incidence::unlink(mmVtxT, corner)) ++numDelete;
     }
     ASSEX(numDelete==3);
+    if (pWatch != nullptr) pWatch->noteKilled(*pRT);
 }
 
 // ---- Queries at an element ----------------------------------------------------------------------------------------------

@@ -18,6 +18,7 @@
 namespace TARN_KEL {
 
 class CMesh;
+class CrossingWatch;
 class RPatch;
 class Visualizer3;
 
@@ -285,6 +286,7 @@ public:
     TARN_TOOLS::SimplePool<EdgeStar> poolStar;    ///< of mRE, in step with poolVtx
     TARN_TOOLS::SimplePool<EdgeLink> poolLinkRE;  ///< of mRE, in step with poolRE
     double sideLen;
+    CrossingWatch* pWatch = nullptr;  ///< not owned; told of all triangles, and asked by steps that must not make any cross
 
 private:
     struct EdgePair;

@@ -29,7 +29,9 @@ public:
     /// Cost: O(n log n), a round O(n).
     void laplacianSmoothingKillDeg(int numIterations);
     /// The same, counting under the steps "border", "list", "it%0", "it%1" and so on. Ends with clearDegenerate.
-    void laplacianSmoothing(int numIterations, bool bKeepManifold = false);
+    /// bNoCrossings: in each round those vertices stay that would make triangles cross (dropCrossingMoves), and so do
+    /// degenerate triangles at the end. The mesh must have no watch.
+    void laplacianSmoothing(int numIterations, bool bKeepManifold = false, bool bNoCrossings = false);
     /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border loop stays open when it
     /// touches itself or another one in a vertex, when the triangles along it don't all face one way, and when ears don't
     /// close it or would make an edge of three triangles. Counts under the step "RT_fill"; when the listener throws, the

@@ -1,7 +1,9 @@
 // Post-processing of a finished mesh.
 #include <cmath>
+#include <optional>
 #include <utility>
 
+#include "CrossingWatch.h"
 #include "ManifoldMaker.h"
 #include "Progress.h"
 #include "RMesh.h"
@@ -13,11 +15,30 @@
 
 namespace TARN_KEL {
 
+namespace {
+
+/// A watch on the mesh, if one is wanted.
+class Watched {
+public:
+    Watched(RMesh& mesh, bool bWanted) {
+        if (bWanted) watch.emplace(mesh);
+    }
+
+private:
+    std::optional<CrossingWatch> watch;
+};
+
+}  // namespace
+
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle) {
     return reduce(std::move(pMesh), maxEdgeLength, maxAngle, false);
 }
 
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, bool bKeepManifold) {
+    return reduce(std::move(pMesh), maxEdgeLength, maxAngle, KeepOptions{bKeepManifold, false});
+}
+
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, const KeepOptions& keep) {
     ASSEX(pMesh!=NULL);
     RMesh* pRMesh = pMesh->getRMesh();
     ASSEX(pRMesh!=NULL);
@@ -26,8 +47,9 @@ int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, bool bKeepManif
         return 0;
     }
     OwnRun run(progressForReduce());
+    const Watched watched(*pRMesh, keep.bNoCrossings);
     const int numKilled = pRMesh->reduce(maxEdgeLength * maxEdgeLength, maxAngle);
-    RTop(pRMesh).clearDegenerate(bKeepManifold);
+    RTop(pRMesh).clearDegenerate(keep.bManifold);
     run.close();
     return numKilled;
 }
@@ -37,9 +59,14 @@ void edgeFlips(MeshPtr pMesh) {
 }
 
 void edgeFlips(MeshPtr pMesh, bool bKeepManifold) {
+    edgeFlips(std::move(pMesh), KeepOptions{bKeepManifold, false});
+}
+
+void edgeFlips(MeshPtr pMesh, const KeepOptions& keep) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForEdgeFlips());
-    RTop(pMesh->getRMesh()).edgeFlipsKillDeg(bKeepManifold);
+    const Watched watched(*pMesh->getRMesh(), keep.bNoCrossings);
+    RTop(pMesh->getRMesh()).edgeFlipsKillDeg(keep.bManifold);
     run.close();
 }
 
@@ -48,13 +75,19 @@ void edgeFlipsSimA(MeshPtr pMesh) {
 }
 
 void edgeFlipsSimA(MeshPtr pMesh, bool bKeepManifold) {
+    edgeFlipsSimA(std::move(pMesh), KeepOptions{bKeepManifold, false});
+}
+
+void edgeFlipsSimA(MeshPtr pMesh, const KeepOptions& keep) {
     ASSEX(pMesh!=NULL);
     const std::vector<double> vTemperature = annealingTemperatures();
     OwnRun run(progressForEdgeFlipsSimA(vTemperature));
-    edgeFlips(pMesh, bKeepManifold);
-    for (const double temperature : vTemperature)
+    edgeFlips(pMesh, keep);
+    for (const double temperature : vTemperature) {
+        const Watched watched(*pMesh->getRMesh(), keep.bNoCrossings);
         edgeFlipsSimA(pMesh->getRMesh(), temperature);
-    edgeFlips(pMesh, bKeepManifold);
+    }
+    edgeFlips(pMesh, keep);
     run.close();
 }
 
@@ -63,17 +96,26 @@ void laplacianSmoothing(MeshPtr pMesh, int numIterations) {
 }
 
 void laplacianSmoothing(MeshPtr pMesh, int numIterations, bool bKeepManifold) {
+    laplacianSmoothing(std::move(pMesh), numIterations, KeepOptions{bKeepManifold, false});
+}
+
+void laplacianSmoothing(MeshPtr pMesh, int numIterations, const KeepOptions& keep) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForSmoothing(numIterations));
-    RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations, bKeepManifold);
+    RTop(pMesh->getRMesh()).laplacianSmoothing(numIterations, keep.bManifold, keep.bNoCrossings);
     run.close();
 }
 
 ManifoldReport makeManifold(MeshPtr pMesh) {
+    return makeManifold(std::move(pMesh), false);
+}
+
+ManifoldReport makeManifold(MeshPtr pMesh, bool bNoCrossings) {
     ASSEX(pMesh!=NULL);
     RMesh* pRMesh = pMesh->getRMesh();
     ASSEX(pRMesh!=NULL);
     OwnRun run(progressForManifold());
+    const Watched watched(*pRMesh, bNoCrossings);
     const ManifoldReport report = makeManifold(*pRMesh);
     run.close();
     return report;
@@ -84,9 +126,14 @@ int fillHoles(MeshPtr pMesh, int maxEdges) {
 }
 
 int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold) {
+    return fillHoles(std::move(pMesh), maxEdges, KeepOptions{bKeepManifold, false});
+}
+
+int fillHoles(MeshPtr pMesh, int maxEdges, const KeepOptions& keep) {
     ASSEX(pMesh!=NULL);
     OwnRun run(progressForFillHoles());
-    const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges, bKeepManifold);
+    const Watched watched(*pMesh->getRMesh(), keep.bNoCrossings);
+    const int numClosed = RTop(pMesh->getRMesh()).fillHoles(maxEdges, keep.bManifold);
     run.close();
     return numClosed;
 }

@@ -24,6 +24,6 @@ void addFlipCommand(CLI::App& app, Program& program) {
     command.callback([pOptions, &program] {
         changeMesh(
             pOptions->change,
-            [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, pOptions->change.bRaw, program); }, program);
+            [&](const MeshPtr& pMesh) { flipMesh(pMesh, pOptions->bAnneal, pOptions->change.keep(), program); }, program);
     });
 }

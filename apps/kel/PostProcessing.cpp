@@ -20,21 +20,21 @@ bool isEmpty(const MeshPtr& pMesh) {
 // Each round is a step of the progress: at this number some 400 MB.
 const CLI::Range smoothRounds(1, 1000000);
 
-void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program) {
+void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, const KeepOptions& keep, Program& program) {
     int numGone = 0;
-    program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle, !bRaw); });
+    program.step("reduce", [&] { numGone = reduce(pMesh, maxEdge, maxAngle, keep); });
     program.report()["reduce"] = {{"maxEdge", maxEdge}, {"maxAngle", maxAngle}, {"trianglesGone", numGone}};
     requireTriangles(pMesh, "reduce");
 }
 
-void flipMesh(const MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program) {
-    program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh, !bRaw) : edgeFlips(pMesh, !bRaw); });
+void flipMesh(const MeshPtr& pMesh, bool bAnneal, const KeepOptions& keep, Program& program) {
+    program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh, keep) : edgeFlips(pMesh, keep); });
     program.report()["flip"] = {{"anneal", bAnneal}};
     requireTriangles(pMesh, "flip");
 }
 
-void smoothMesh(const MeshPtr& pMesh, int numRounds, bool bRaw, Program& program) {
-    program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds, !bRaw); });
+void smoothMesh(const MeshPtr& pMesh, int numRounds, const KeepOptions& keep, Program& program) {
+    program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds, keep); });
     program.report()["smooth"] = {{"rounds", numRounds}};
     requireTriangles(pMesh, "smooth");
 }
@@ -57,9 +57,9 @@ void noteManifold(const ManifoldReport& done, Program& program) {
                     std::to_string(done.numNewVertices) + ", sides cut " + std::to_string(done.numCuts));
 }
 
-void fillMesh(const MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program) {
+void fillMesh(const MeshPtr& pMesh, int maxEdges, const KeepOptions& keep, Program& program) {
     int numClosed = 0;
-    program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges, !bRaw); });
+    program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges, keep); });
     program.report()["fill"] = {{"maxEdges", maxEdges}, {"holesClosed", numClosed}};
     program.say(std::to_string(numClosed) + " hole(s) closed");
 }
@@ -70,14 +70,20 @@ void addRawOption(CLI::App& command, bool& bRaw) {
     command.add_flag("--raw", bRaw, RAW_TEXT);
 }
 
+CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings) {
+    return command.add_flag("--no-crossings", bNoCrossings,
+                            "Leave out what would make triangles pass through each other; takes longer");
+}
+
 void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
     command.add_option("IN", files.in, MESH_IN)->required();
     command.add_option("OUT", files.out, outText)->required();
 }
 
-void addMeshChange(CLI::App& command, MeshChange& change) {
+void addMeshChange(CLI::App& command, MeshChange& change, bool bOfferNoCrossings) {
     addMeshFiles(command, change.files);
     addRawOption(command, change.bRaw);
+    if (bOfferNoCrossings) addNoCrossingsOption(command, change.bNoCrossings);
 }
 
 void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr&)>& work, Program& program) {
@@ -97,5 +103,5 @@ void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
 
 void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {
     if (!fresh.bRaw) makeMeshManifold(pMesh, program);
-    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, fresh.bRaw, program);
+    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, {!fresh.bRaw, true}, program);
 }

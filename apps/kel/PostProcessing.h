@@ -11,22 +11,22 @@
 /// Whether there is no mesh, or one without an edge.
 bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
 
-// Each of these is one step of the program, with its entry in the report. They fail when no triangle is left. bRaw: the mesh
-// may become non-manifold; else it stays manifold.
+// Each of these is one step of the program, with its entry in the report. They fail when no triangle is left.
 
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
-void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, bool bRaw, Program& program);
+void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, const TARN_KEL::KeepOptions& keep,
+                Program& program);
 /// bAnneal: the slow way, which can escape from local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
-void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, bool bRaw, Program& program);
+void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, const TARN_KEL::KeepOptions& keep, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
-void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, bool bRaw, Program& program);
+void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, const TARN_KEL::KeepOptions& keep, Program& program);
 
 /// See TARN_KEL::makeManifold(). Prints what was done, if anything.
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
 /// Reports what made a mesh manifold, and prints it, if anything.
 void noteManifold(const TARN_KEL::ManifoldReport& done, Program& program);
 /// See TARN_KEL::fillHoles(). Prints how many holes were closed.
-void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, bool bRaw, Program& program);
+void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, const TARN_KEL::KeepOptions& keep, Program& program);
 
 /// For CLI11: a number of rounds.
 extern const CLI::Range smoothRounds;
@@ -53,11 +53,16 @@ void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText = MES
 struct MeshChange {
     MeshFiles files;
     bool bRaw = false;  ///< the mesh may be non-manifold
+    bool bNoCrossings = false;
+
+    TARN_KEL::KeepOptions keep() const { return {!bRaw, bNoCrossings}; }
 };
-/// Adds IN, OUT and --raw to a command.
-void addMeshChange(CLI::App& command, MeshChange& change);
+/// Adds IN, OUT, --raw and --no-crossings to a command; the last one not where the command always does without crossings.
+void addMeshChange(CLI::App& command, MeshChange& change, bool bOfferNoCrossings = true);
 /// Adds --raw.
 void addRawOption(CLI::App& command, bool& bRaw);
+/// Adds --no-crossings.
+CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings);
 /// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it.
 void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program);
 

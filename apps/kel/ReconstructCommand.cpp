@@ -21,6 +21,7 @@ struct ReconstructRequest {
     std::vector<double> vOrigin;             // three coordinates, or none
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
     int numSmoothRounds = 0;
+    bool bNoCrossings = false;  // in the steps on the new mesh
 };
 using MeshStep = std::function<void(const MeshPtr&)>;
 
@@ -91,9 +92,9 @@ void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>&
     program.writeMesh(request.out, pMesh);
 }
 
-/// The mesh may be non-manifold.
-bool isRaw(const ReconstructRequest& request) {
-    return !optionsOf(request).bManifold;
+/// What the steps on the new mesh keep.
+KeepOptions keepOf(const ReconstructRequest& request) {
+    return {optionsOf(request).bManifold, request.bNoCrossings};
 }
 
 /// Adds the options that change the mesh once it is made, and what each of them does.
@@ -109,15 +110,16 @@ std::map<const CLI::Option*, MeshStep> addMeshSteps(CLI::App& command, Reconstru
     CLI::Option* pSmooth = command.add_option("--smooth", request.numSmoothRounds, "Smooth the mesh in N rounds")
                                ->type_name("N")
                                ->check(smoothRounds);
-    for (CLI::Option* pOption : {pReduce, pFlip, pSmooth})
+    CLI::Option* pNoCrossings = addNoCrossingsOption(command, request.bNoCrossings);
+    for (CLI::Option* pOption : {pReduce, pFlip, pSmooth, pNoCrossings})
         pOption->group(ORDER);
     return {
         {pReduce,
          [&](const MeshPtr& pMesh) {
-             reduceMesh(pMesh, request.reduceLimits.first, request.reduceLimits.second, isRaw(request), program);
+             reduceMesh(pMesh, request.reduceLimits.first, request.reduceLimits.second, keepOf(request), program);
          }},
-        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, isRaw(request), program); }},
-        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, request.numSmoothRounds, isRaw(request), program); }},
+        {pFlip, [&](const MeshPtr& pMesh) { flipMesh(pMesh, false, keepOf(request), program); }},
+        {pSmooth, [&](const MeshPtr& pMesh) { smoothMesh(pMesh, request.numSmoothRounds, keepOf(request), program); }},
     };
 }
 

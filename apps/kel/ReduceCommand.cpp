@@ -31,7 +31,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
         changeMesh(
             pOptions->change,
             [&](const MeshPtr& pMesh) {
-                reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, pOptions->change.bRaw, program);
+                reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, pOptions->change.keep(), program);
             },
             program);
     });

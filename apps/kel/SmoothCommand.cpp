@@ -26,6 +26,7 @@ void addSmoothCommand(CLI::App& app, Program& program) {
     command.callback([pOptions, &program] {
         changeMesh(
             pOptions->change,
-            [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, pOptions->change.bRaw, program); }, program);
+            [&](const MeshPtr& pMesh) { smoothMesh(pMesh, pOptions->numRounds, pOptions->change.keep(), program); },
+            program);
     });
 }

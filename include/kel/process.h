@@ -16,7 +16,7 @@ struct ManifoldReport {
     std::size_t numMembranes = 0;    ///< Triangles removed as parts of inner walls and of flaps.
     std::size_t numSplinters = 0;    ///< Triangles removed as parts of small pieces that came off, and of strips.
     std::size_t numTurned = 0;       ///< Triangles whose orientation was reversed.
-    std::size_t numNewVertices = 0;  ///< Vertices created at the place of another one, or in the middle of an edge.
+    std::size_t numNewVertices = 0;  ///< Vertices created at the place of another one, or about in the middle of an edge.
     std::size_t numCuts = 0;         ///< Sides of triangles that had a neighbour and are borders now.
     bool bClosed = false;            ///< True when no edge of the mesh is a border.
 };
@@ -40,6 +40,10 @@ struct ManifoldReport {
 /// @cost O(n log n)
 ManifoldReport makeManifold(MeshPtr pMesh);
 
+/// The same; with bNoCrossings no flat triangle is removed by a step that makes triangles pass through each other. Such a
+/// triangle leaves a slit.
+ManifoldReport makeManifold(MeshPtr pMesh, bool bNoCrossings);
+
 /// @page keep_manifold Keeping a mesh manifold
 ///
 /// Functions that change a mesh have a form with the argument bKeepManifold. With true, a mesh that is manifold as
@@ -50,6 +54,15 @@ ManifoldReport makeManifold(MeshPtr pMesh);
 /// makeManifold(), which parts the surface where it was pinched. Nothing is promised for a mesh that wasn't manifold.
 ///
 /// It costs a few percent at most, apart from the last resort. With false these forms do what the shorter ones do.
+
+/// What a step that changes a mesh keeps.
+struct KeepOptions {
+    bool bManifold = true;  ///< As bKeepManifold, see @ref keep_manifold.
+    /// No step makes triangles pass through each other, see countSelfIntersections(): that number doesn't grow, and a mesh
+    /// without self-intersections gets none. Collapses, flips, moves and fills that would are left out. Where that is the
+    /// only way, a flat triangle stays, or leaves a slit. Takes about 100 bytes per triangle.
+    bool bNoCrossings = true;
+};
 
 // ---- Fewer triangles, better triangles ----------------------------------------------------------------------------------
 
@@ -74,6 +87,9 @@ int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle);
 /// The same; with bKeepManifold a manifold mesh stays manifold, see @ref keep_manifold.
 int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, bool bKeepManifold);
 
+/// The same, with options.
+int reduce(MeshPtr pMesh, double maxEdgeLength, double maxAngle, const KeepOptions& keep);
+
 /// Flips edges where that makes the surface smoother, largest gain first, also within flat quads.
 ///
 /// An edge is considered when it qualifies at the start, and flipped if it still does at its turn. Smoothness is the sum of
@@ -89,6 +105,9 @@ void edgeFlips(MeshPtr pMesh);
 /// The same; with bKeepManifold a manifold mesh stays manifold, see @ref keep_manifold.
 void edgeFlips(MeshPtr pMesh, bool bKeepManifold);
 
+/// The same, with options.
+void edgeFlips(MeshPtr pMesh, const KeepOptions& keep);
+
 /// Flips edges by simulated annealing, which leaves local minima: edgeFlips(), 29 rounds of flips some of which make it
 /// worse at random, edgeFlips().
 ///
@@ -101,6 +120,9 @@ void edgeFlipsSimA(MeshPtr pMesh);
 
 /// The same; with bKeepManifold a manifold mesh stays manifold, see @ref keep_manifold.
 void edgeFlipsSimA(MeshPtr pMesh, bool bKeepManifold);
+
+/// The same, with options.
+void edgeFlipsSimA(MeshPtr pMesh, const KeepOptions& keep);
 
 /// Laplacian smoothing: in each iteration every vertex that isn't on a border moves to the mean of its neighbours, as they
 /// were before the iteration.
@@ -116,6 +138,9 @@ void laplacianSmoothing(MeshPtr pMesh, int numIterations);
 
 /// The same; with bKeepManifold a manifold mesh stays manifold, see @ref keep_manifold.
 void laplacianSmoothing(MeshPtr pMesh, int numIterations, bool bKeepManifold);
+
+/// The same, with options.
+void laplacianSmoothing(MeshPtr pMesh, int numIterations, const KeepOptions& keep);
 
 // ---- Holes --------------------------------------------------------------------------------------------------------------
 
@@ -139,5 +164,8 @@ int fillHoles(MeshPtr pMesh, int maxEdges);
 
 /// The same; with bKeepManifold flat triangles are removed again. A hole without area, which gets them, becomes a seam.
 int fillHoles(MeshPtr pMesh, int maxEdges, bool bKeepManifold);
+
+/// The same, with options.
+int fillHoles(MeshPtr pMesh, int maxEdges, const KeepOptions& keep);
 
 }  // namespace TARN_KEL

@@ -13,6 +13,7 @@
 
 #include "CloudMgr.h"
 #include "CloudSample.h"
+#include "CrossingWatch.h"
 #include "Hal.h"
 #include "ManifoldMaker.h"
 #include "Progress.h"
@@ -210,6 +211,7 @@ void ScanRun::finish(RMesh& mesh) {
         });
     if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
         step("holes", [&] {
+            const CrossingWatch noCrossings(mesh);  // a hole whose filling would go through something stays open
             const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
             report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
         });

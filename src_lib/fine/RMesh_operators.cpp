@@ -12,6 +12,7 @@
 #include <algorithm>
 #include <cmath>
 
+#include "CrossingWatch.h"
 #include "RMesh.h"
 #include "freeFunctions.h"
 #include "meshCore.h"
@@ -78,6 +79,7 @@ void RMesh::exchangeCorner(Point3* pSrc, Point3* pTrg) {
     for (RTriangle* pRT : vIncT) {
         ASSEX(pRT->isAlive());
         pRT->setCorner(pRT->getICI(pSrc), pTrg);
+        if (pWatch != nullptr) pWatch->noteChanged(*pRT);
     }
 }
 

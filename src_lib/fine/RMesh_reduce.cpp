@@ -26,6 +26,7 @@
 #include "CandidateQueue.h"
 #include "CollapseLookahead.h"
 #include "CollapsePenalty.h"
+#include "CrossingWatch.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "freeFunctions.h"
@@ -117,6 +118,7 @@ private:
         meter.lookAt(pSrc);
         fetchForCollapse(pTrg);
         if (wouldPinch(pRE, pSrc, pTrg)) return;
+        if (mesh.pWatch != nullptr && !mesh.pWatch->allowsCollapse(pSrc, pTrg)) return;
         const int degree = pRE->getDegree();
         collapse(pSrc, pTrg);
         if (isRefillDue()) refill();

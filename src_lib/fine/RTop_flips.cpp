@@ -19,6 +19,7 @@
 #include <string>
 #include <tuple>
 
+#include "CrossingWatch.h"
 #include "Progress.h"
 #include "REdge.h"
 #include "REdgeEnergy.h"
@@ -82,6 +83,11 @@ void enterShortEdges(const RMesh& rmesh, const Point3* p, double maxSqLen, std::
     enterShortEdges(vIncRE, maxSqLen, sqLengthOf, mmEdges);
 }
 
+/// False for a flip that would make the mesh cross itself, when somebody watches that.
+bool mayFlip(const REdge& edge, const RMesh& mesh) {
+    return mesh.pWatch == nullptr || mesh.pWatch->allowsFlip(edge);
+}
+
 void markDone(const std::string& stepName) {
     ProgressStep(stepName, 1).finish();
 }
@@ -109,7 +115,7 @@ void RTop::flipBestFirst(bool bCountSteps) {
         progress.advance();
         ASSEX(freshImprovement>=0);
         ASSEX(pRE->getDegree()==2);
-        pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
+        if (mayFlip(*pRE, *pRMesh)) pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
     };
     runLazily(mmCand, judge, flip);
     progress.finish();
@@ -139,7 +145,7 @@ void edgeFlipsSimA(RMesh* pRMesh, double temperature) {
         if (pRE->getDegree() != 2) continue;
         ee.pRE = pRE;
         ee.tryCompute();
-        if (ee.improvement != REdgeEnergy::IMPOSSIBLE) pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
+        if (ee.improvement != REdgeEnergy::IMPOSSIBLE && mayFlip(*pRE, *pRMesh)) pRE->tryFlipEdge(pRMesh, nullptr, nullptr);
     }
 }
 

@@ -14,6 +14,7 @@
 #include "Bundle.h"
 #include "CMesh.h"
 #include "ChainMgr.h"
+#include "CrossingWatch.h"
 #include "Loop.h"
 #include "ManifoldMaker.h"
 #include "PieceAreas.h"
@@ -114,6 +115,15 @@ bool closesHole(const Loop& loop) {
     return loop.isFilled() && std::all_of(loop.vFillT.begin(), loop.vFillT.end(), isInside);
 }
 
+/// The new triangles cross nothing, or nobody watches that.
+bool isFree(const RMesh& fine, const Loop& loop) {
+    if (fine.pWatch == nullptr) return true;
+    std::vector<TriangleCorners> vNew;
+    for (const CTriangle* pCT : loop.vFillT)
+        vNew.push_back({*fine.getVtx(pCT->c0), *fine.getVtx(pCT->c1), *fine.getVtx(pCT->c2)});
+    return fine.pWatch->allows({}, vNew);
+}
+
 /// Closes the hole in the fine mesh and in the copy, or leaves both as they are.
 bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
     std::vector<CEdge*> vCE;
@@ -121,7 +131,7 @@ bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
     const std::unique_ptr<Loop> pLoop = makeLoop(&rim.mesh(), nullptr, vCE, LR_RING);
     const std::optional<bool> bAgainst = runAgainst(fine, *pLoop);
     if (!bAgainst) return false;
-    if (!pLoop->fill() || !closesHole(*pLoop)) {
+    if (!pLoop->fill() || !closesHole(*pLoop) || !isFree(fine, *pLoop)) {
         for (CTriangle* pCT : pLoop->vFillT)
             pCT->kill(&rim.mesh());
         return false;

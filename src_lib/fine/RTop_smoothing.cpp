@@ -11,13 +11,16 @@
 //
 // Triangles may become slivers by that; these are removed by collapses at the end.
 #include <algorithm>
+#include <optional>
 #include <string>
 
+#include "CrossingWatch.h"
 #include "NeighbourLists.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
 #include "VertexMover.h"
+#include "freeMoves.h"
 
 namespace TARN_KEL {
 
@@ -64,36 +67,39 @@ void forgetNormals(RMesh& mesh, const std::vector<char>& vBorder) {
         if (std::any_of(pRT->aCorners, pRT->aCorners + 3, mayMove)) pRT->resetNNV();
 }
 
-void runRounds(RMesh& mesh, const NeighbourLists& lists, int numIterations, bool bProgress) {
+void runRounds(RMesh& mesh, const NeighbourLists& lists, int numIterations, bool bProgress, bool bNoCrossings) {
     VertexMover mover(mesh);
     std::vector<VertexMove> vMoves;
     for (int i = 0; i < numIterations; ++i) {
         const StepCounter count(bProgress, "it%" + toString(i), lists.numPairs());
         lists.computeMeans(vMoves);
+        if (bNoCrossings) dropCrossingMoves(mesh, vMoves);
         mover.move(vMoves);
         for (std::size_t list = 0; list < lists.numLists(); ++list)
             count(lists.length(list));
     }
 }
 
-void moveVertices(RMesh& mesh, int numIterations, bool bProgress) {
+void moveVertices(RMesh& mesh, int numIterations, bool bProgress, bool bNoCrossings) {
     const std::vector<char> vBorder = markBorder(mesh, bProgress);
     const NeighbourLists lists = neighbourLists(mesh, vBorder, bProgress);
     if (numIterations > 0) {
         forgetNormals(mesh, vBorder);
-        runRounds(mesh, lists, numIterations, bProgress);
+        runRounds(mesh, lists, numIterations, bProgress, bNoCrossings);
     }
 }
 
 }  // namespace
 
 void RTop::laplacianSmoothingKillDeg(int numIterations) {
-    moveVertices(*pRMesh, numIterations, false);
+    moveVertices(*pRMesh, numIterations, false, false);
     clearDegenerate(false);
 }
 
-void RTop::laplacianSmoothing(int numIterations, bool bKeepManifold) {
-    moveVertices(*pRMesh, numIterations, true);
+void RTop::laplacianSmoothing(int numIterations, bool bKeepManifold, bool bNoCrossings) {
+    moveVertices(*pRMesh, numIterations, true, bNoCrossings);
+    std::optional<CrossingWatch> watch;
+    if (bNoCrossings) watch.emplace(*pRMesh);
     clearDegenerate(bKeepManifold);
 }
 

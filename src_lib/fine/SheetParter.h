@@ -57,6 +57,8 @@ private:
     // SheetParter_fans.cpp
     void joinFans();
     bool partCrowdedEdges(ManifoldReport& report);
+    Point3 placeOfMiddle(const REdge& edge, Side side) const;
+    const Point3* middleOf(Side side) const;
     bool isPlain(const REdge& edge) const;
     std::vector<Side> crowdedSides(const REdge& edge);
     SplitEdge splitEdgeOf(Side side);

@@ -1,9 +1,11 @@
 // The fans of corners that sheets make at a vertex, and the mesh rebuilt with a vertex of its own for each.
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <set>
 
 #include "SheetParter.h"
+#include "crossing.h"
 #include "freeFunctions.h"
 
 namespace TARN_KEL {
@@ -26,6 +28,46 @@ std::vector<Corners> cutAtMiddles(const Corners& corners, const Corners& middles
     if (numMiddles == 1) return {{ci, cj, mi}, {ci, mi, ck}};
     if (numMiddles == 2) return {{ci, mk, mj}, {mk, cj, ck}, {mk, ck, mj}};
     return {{ci, mk, mj}, {cj, mi, mk}, {ck, mj, mi}, {mi, mj, mk}};
+}
+
+/// The triangles of an edge on one sheet, and what else is at that edge.
+struct EdgeSurroundings {
+    /// Whether the sheet crosses nothing else there when it is cut at a place.
+    bool isFreeAt(const Point3& middle) const {
+        return std::none_of(vCorner.begin(), vCorner.end(), [&](const Point3& corner) {
+            return isCrossed({a, middle, corner}) || isCrossed({middle, b, corner});
+        });
+    }
+    bool isFreeUncut() const {
+        return std::none_of(vCorner.begin(), vCorner.end(), [&](const Point3& corner) { return isCrossed({a, b, corner}); });
+    }
+    bool isCrossed(const TriangleCorners& t) const {
+        return std::any_of(vOther.begin(), vOther.end(),
+                           [&](const TriangleCorners& other) { return areCrossing(t, other); });
+    }
+
+    const Point3 &a, &b;                  // the ends of the edge
+    std::vector<Point3> vCorner;          // of the sheet: one or two, opposite the edge
+    std::vector<TriangleCorners> vOther;  // the triangles of other sheets
+};
+
+/// The middle of the edge. Rounding puts it a little beside the line, and perhaps behind another sheet there; then a place
+/// that is a bit farther from the line, in front of that sheet, if there is one.
+Point3 freeMiddle(const EdgeSurroundings& edge) {
+    constexpr int NUM_DIRECTIONS = 8;
+    const Point3 &a = edge.a, &b = edge.b;
+    const Point3 middle = midpoint(a, b);
+    if (edge.isFreeAt(middle) || !edge.isFreeUncut()) return middle;
+    const Vector3 along = normalize(b - a);
+    const Vector3 u = normalize(crossProduct(crossProduct(along, edge.vCorner.front() - a), along));
+    const Vector3 v = crossProduct(along, u);
+    for (const double step : {1e-12, 1e-9, 1e-6})  // the first that is above the rounding, far from the origin, too
+        for (int i = 0; i < NUM_DIRECTIONS; ++i) {
+            const double angle = 2.0 * HALF_TURN * i / NUM_DIRECTIONS;
+            const Point3 beside = middle + (u * std::cos(angle) + v * std::sin(angle)) * (step * (b - a).length());
+            if (edge.isFreeAt(beside)) return beside;
+        }
+    return middle;
 }
 
 }  // namespace
@@ -55,7 +97,7 @@ bool SheetParter::partCrowdedEdges(ManifoldReport& report) {
         const bool bRoom = middle != *pRE->pVtx0 && middle != *pRE->pVtx1;
         for (const Side side : crowdedSides(*pRE)) {
             if (bRoom) {
-                mMiddle.emplace(side, middle);
+                mMiddle.emplace(side, placeOfMiddle(*pRE, side));
                 continue;
             }
             for (const Side doomed : {side, sheets.across(side)}) {
@@ -67,6 +109,32 @@ bool SheetParter::partCrowdedEdges(ManifoldReport& report) {
         }
     }
     return !bDropped;
+}
+
+/// A place for the middle of the edge on that side, so that what is cut there crosses nothing else at the edge.
+Point3 SheetParter::placeOfMiddle(const REdge& edge, Side side) const {
+    const Point3 &a = *edge.pVtx0, &b = *edge.pVtx1;
+    EdgeSurroundings around{a, b, {}, {}};
+    for (const RTriangle* pRT : edge.vRT) {
+        const Point3& corner = *pRT->getThirdPoint(edge.pVtx0, edge.pVtx1);
+        const Side otherSide = sheets.sideOf(pRT, &edge);
+        if (otherSide == side || otherSide == sheets.across(side)) {
+            around.vCorner.push_back(corner);
+        } else if (const Point3* pMiddle = middleOf(otherSide)) {
+            around.vOther.push_back({a, *pMiddle, corner});
+            around.vOther.push_back({*pMiddle, b, corner});
+        } else {
+            around.vOther.push_back({a, b, corner});
+        }
+    }
+    return freeMiddle(around);
+}
+
+/// The place that a side was given for its middle; null without one.
+const Point3* SheetParter::middleOf(Side side) const {
+    auto it = mMiddle.find(side);
+    if (it == mMiddle.end()) it = mMiddle.find(sheets.across(side));
+    return it == mMiddle.end() ? nullptr : &it->second;
 }
 
 /// One sheet goes over the edge, and none else comes to it.

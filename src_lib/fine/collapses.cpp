@@ -6,6 +6,7 @@
 #include <tuple>
 #include <vector>
 
+#include "CrossingWatch.h"
 #include "RMesh.h"
 #include "meshCore.h"
 #include "tools.h"
@@ -51,7 +52,9 @@ bool canCollapseManifold(const RMesh& mesh, const Point3* pSrc, const Point3* pT
 
 Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold) {
     const auto mayCollapse = [&](const Point3* pSrc, const REdge& edge) {
-        return !bKeepManifold || canCollapseManifold(mesh, pSrc, edge.getOtherPoint(pSrc));
+        const Point3* pTrg = edge.getOtherPoint(pSrc);
+        if (bKeepManifold && !canCollapseManifold(mesh, pSrc, pTrg)) return false;
+        return mesh.pWatch == nullptr || mesh.pWatch->allowsCollapse(pSrc, pTrg);
     };
     double bestDev = NO_TURN_YET;
     const REdge* pBestRE = nullptr;
@@ -68,7 +71,7 @@ Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold) {
             if (bestDev > dev && mayCollapse(p, *pRE)) std::tie(bestDev, pBestRE, pBestSrc) = std::tuple(dev, pRE, p);
         }
     }
-    if (bKeepManifold && pBestRE == nullptr) return nullptr;
+    if ((bKeepManifold || mesh.pWatch != nullptr) && pBestRE == nullptr) return nullptr;
     ASSEX(pBestRE!=NULL);
     ASSEX(pBestSrc!=NULL);
     Point3* pTrg = pBestRE->getOtherPoint(pBestSrc);

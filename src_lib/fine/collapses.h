@@ -17,8 +17,8 @@ bool isAtBorder(const RMesh& mesh, const Point3* p);
 bool canCollapseManifold(const RMesh& mesh, const Point3* pSrc, const Point3* pTrg);
 
 /// Of the edges at the corners of a triangle, collapses the one that turns the normals around the corner least.
-/// bKeepManifold: only a collapse that canCollapseManifold allows.
-/// Returns the vertex that remains; null, with nothing changed, when bKeepManifold allows none.
+/// bKeepManifold: only a collapse that canCollapseManifold allows. Nor does one happen that the mesh's watch forbids.
+/// Returns the vertex that remains; null, with nothing changed, when none is allowed.
 /// Cost: O(k^2) at worst for k triangles at the corners.
 Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold);
 

@@ -16,6 +16,7 @@
 #include <array>
 #include <vector>
 
+#include "CrossingWatch.h"
 #include "RMesh.h"
 #include "collapses.h"
 #include "freeFunctions.h"
@@ -79,7 +80,9 @@ private:
         const bool bNeedle = length(shortest) <= 2.0 * FLAT * length(longest);
         const REdge* pRE = pRT->getRE(bNeedle ? shortest : longest);
         Point3* pCorner = pRT->getCorner(longest);
-        if (bKeepManifold && !(bNeedle ? canCollapseManifold(mesh, pRE->pVtx1, pRE->pVtx0) : canCutManifold(pCorner, *pRE)))
+        const bool bManifold =
+            !bKeepManifold || (bNeedle ? canCollapseManifold(mesh, pRE->pVtx1, pRE->pVtx0) : canCutManifold(pCorner, *pRE));
+        if (!bManifold || !isFree(bNeedle, pRT, pCorner, *pRE))
             removeOtherwise(pRT);
         else if (bNeedle)
             collapse(pRE);
@@ -87,11 +90,26 @@ private:
             cutBeyond(pRT, pCorner, pRE);
     }
 
-    /// With bKeepManifold.
+    /// The step makes nothing cross, or nobody watches that.
+    bool isFree(bool bNeedle, const RTriangle* pRT, const Point3* pCorner, const REdge& edge) const {
+        if (mesh.pWatch == nullptr) return true;
+        if (bNeedle) return mesh.pWatch->allowsCollapse(edge.pVtx1, edge.pVtx0);
+        CrossingWatch::Triangles vOld{pRT};
+        std::vector<TriangleCorners> vNew;
+        for (const RTriangle* pBeyond : edge.vRT) {
+            if (pBeyond->has(pCorner)) continue;
+            vOld.push_back(pBeyond);
+            const Point3* pThird = pBeyond->getThirdPoint(edge.pVtx0, edge.pVtx1);
+            for (const Point3* pEnd : {edge.pVtx0, edge.pVtx1})
+                vNew.push_back({*pThird, *pEnd, *pCorner});
+        }
+        return mesh.pWatch->allows(vOld, vNew);
+    }
+
     void removeOtherwise(RTriangle* pRT) {
-        if (const Point3* pLeft = collapseCheapest(mesh, *pRT, true))
+        if (const Point3* pLeft = collapseCheapest(mesh, *pRT, bKeepManifold))
             enterFlatAt(pLeft);
-        else if (isTetrahedron(*pRT))
+        else if (bKeepManifold && isTetrahedron(*pRT))
             killTetrahedron(pRT);
         else
             giveUp(pRT);

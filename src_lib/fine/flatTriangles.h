@@ -11,7 +11,7 @@ class RTriangle;
 /// Removes the flat triangles of a fine mesh: those whose height is at most a millionth of their longest side. Short sides
 /// are collapsed; where a corner lies on the opposite side, the triangles beyond that side are cut there, so that no hole
 /// opens. Nothing moves by more than that height. A few flat triangles that make each other flat again and again are killed.
-/// Duplicates may arise.
+/// Duplicates may arise. Steps that the mesh's watch forbids are left out; a triangle that has no other one is killed.
 /// Returns the number of flat triangles found. Cost: O(n), and O(k log k) for each flat triangle with k triangles around.
 std::size_t removeFlatTriangles(RMesh& mesh);
 

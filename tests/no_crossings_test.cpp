@@ -1,0 +1,162 @@
+// Steps that must not make a mesh cross itself: they don't, and do what they do else.
+#include "crossing.h"
+#include "support/fine.h"
+#include "support/manifold.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+void append(const Soup& other, Soup& soup) {
+    const int first = static_cast<int>(soup.vVtx.size());
+    soup.vVtx.insert(soup.vVtx.end(), other.vVtx.begin(), other.vVtx.end());
+    for (const auto& t : other.vT)
+        soup.vT.push_back({first + t[0], first + t[1], first + t[2]});
+}
+
+Soup moved(Soup soup, const Vector3& by) {
+    for (Point3& p : soup.vVtx)
+        p = p + by;
+    return soup;
+}
+
+TriangleCorners triangleOf(const Soup& soup, std::size_t t) {
+    const auto corner = [&](std::size_t i) { return soup.vVtx[static_cast<std::size_t>(soup.vT[t][i])]; };
+    return {corner(0), corner(1), corner(2)};
+}
+
+/// Adds small triangles anywhere near the sheet z = 0 that cross none of the others.
+void strew(unsigned seed, Soup& soup) {
+    std::mt19937 random(seed);
+    std::uniform_real_distribution<double> step(-0.2, 0.2), place(0.0, 12.0);
+    for (int i = 0; i < 400; ++i) {
+        const double x = place(random), y = place(random), z = 2.0 * step(random);
+        Soup one{{}, {{0, 1, 2}}};
+        for (int k = 0; k < 3; ++k)
+            one.vVtx.push_back(Point3(x, y, z) + Vector3{step(random), step(random), step(random)});
+        const TriangleCorners t = triangleOf(one, 0);
+        bool bFree = true;
+        for (std::size_t k = 0; k < soup.vT.size() && bFree; ++k)
+            bFree = !areCrossing(t, triangleOf(soup, k));
+        if (bFree) append(one, soup);
+    }
+}
+
+/// A rough sheet with holes, small triangles about it, and a ring with a triangle inside. Nothing crosses.
+Soup crowd(unsigned seed) {
+    Soup soup = withNoise(sheet(12, 12), 0.2, seed);
+    for (const std::size_t t : {223U, 151U, 150U, 81U, 80U, 61U})
+        soup.vT.erase(soup.vT.begin() + static_cast<std::ptrdiff_t>(t));
+    strew(seed, soup);
+    append(moved(withNoise(torus(24, 10), 0.02, seed + 2000), {5, 5, 10}), soup);
+    append({{{8.7, 5, 10}, {7.3, 5, 10}, {8, 5, 10.7}}, {{0, 1, 2}}}, soup);
+    return soup;
+}
+
+/// Triangles anywhere, so that many cross.
+Soup tangle(unsigned seed) {
+    std::mt19937 random(seed);
+    Soup soup = soupOfChance(random);
+    return withNoise(soup, 0.3, seed);
+}
+
+using Step = std::function<void(const MeshPtr&, const KeepOptions&)>;
+const std::vector<std::pair<const char*, Step>>& steps() {
+    static const std::vector<std::pair<const char*, Step>> vStep = {
+        {"reduce", [](const MeshPtr& pMesh, const KeepOptions& keep) { reduce(pMesh, 1.5, 30.0, keep); }},
+        {"flip", [](const MeshPtr& pMesh, const KeepOptions& keep) { edgeFlips(pMesh, keep); }},
+        {"anneal", [](const MeshPtr& pMesh, const KeepOptions& keep) { edgeFlipsSimA(pMesh, keep); }},
+        {"smooth", [](const MeshPtr& pMesh, const KeepOptions& keep) { laplacianSmoothing(pMesh, 12, keep); }},
+        {"fill", [](const MeshPtr& pMesh, const KeepOptions& keep) { fillHoles(pMesh, 8, keep); }},
+    };
+    return vStep;
+}
+
+TEST(NoCrossings, noStepMakesAny) {
+    for (const auto& [name, step] : steps()) {
+        std::size_t numWithout = 0;
+        for (unsigned seed = 0; seed < 6; ++seed) {
+            SCOPED_TRACE(std::string(name) + ", seed " + std::to_string(seed));
+            const MeshPtr pMesh = meshOf(crowd(seed)), pOther = meshOf(crowd(seed));
+            ASSERT_EQ(countSelfIntersections(pMesh), 0U);
+            step(pMesh, {true, true});
+            EXPECT_EQ(countSelfIntersections(pMesh), 0U);
+            EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
+            EXPECT_EQ(firstFlawButFacing(*pMesh->getRMesh()), "");
+            EXPECT_EQ(pMesh->getRMesh()->pWatch, nullptr);
+            step(pOther, {true, false});
+            numWithout += countSelfIntersections(pOther);
+            EXPECT_NE(cornersOf(pMesh).size(), 0U);
+        }
+        EXPECT_GT(numWithout, 0U) << name << ": nothing was to be avoided";
+    }
+}
+
+TEST(NoCrossings, noStepMakesMoreThanThereAre) {
+    for (const auto& [name, step] : steps())
+        for (unsigned seed = 0; seed < 60; ++seed)
+            for (const bool bManifold : {false, true}) {
+                const MeshPtr pMesh = meshOf(tangle(seed));
+                makeManifold(pMesh, true);
+                const std::size_t numBefore = countSelfIntersections(pMesh);
+                step(pMesh, {bManifold, true});
+                ASSERT_LE(countSelfIntersections(pMesh), numBefore) << name << ", seed " << seed << " " << bManifold;
+                ASSERT_EQ(firstFault(*pMesh->getRMesh()), "") << name << ", seed " << seed;
+            }
+}
+
+TEST(NoCrossings, nothingIsLeftOutWhereNothingIsInTheWay) {
+    const Soup ball = withNoise(torus(40, 16), 0.005, 3);
+    for (const auto& [name, step] : steps()) {
+        const MeshPtr pMesh = meshOf(ball), pOther = meshOf(ball);
+        step(pMesh, {true, true});
+        step(pOther, {true, false});
+        ASSERT_EQ(countSelfIntersections(pOther), 0U) << name;
+        EXPECT_EQ(cornersOf(pMesh), cornersOf(pOther)) << name;
+    }
+}
+
+TEST(NoCrossings, aHoleStaysOpenWhenSomethingPassesThroughIt) {
+    for (const bool bPole : {false, true}) {
+        Soup soup = sheet(6, 6);
+        soup.vT.erase(soup.vT.begin() + 42, soup.vT.begin() + 44);  // the square between (3, 3) and (4, 4)
+        if (bPole) append({{{3.4, 3.4, -5}, {3.5, 3.6, 5}, {3.6, 3.4, 5}}, {{0, 1, 2}}}, soup);
+        const MeshPtr pMesh = meshOf(soup), pOther = meshOf(soup);
+        EXPECT_EQ(fillHoles(pMesh, 4, KeepOptions()), bPole ? 0 : 1);
+        EXPECT_EQ(fillHoles(pOther, 4, true), 1);
+        EXPECT_EQ(countSelfIntersections(pMesh), 0U);
+    }
+}
+
+// The bodies touch along edges; where both ends have one fan, a new vertex parts them, and a rounded place could lie behind
+// the sheet of the other body.
+TEST(NoCrossings, partingSheetsMakesNone) {
+    std::mt19937 random(11);
+    std::size_t numNew = 0;
+    for (int run = 0; run < 30; ++run) {
+        std::set<std::array<int, 3>> sCube;
+        for (int x = 0; x < 6; ++x)
+            for (int y = 0; y < 6; ++y)
+                for (int z = 0; z < 6; ++z)
+                    if (random() % 100 < 50) sCube.insert({x, y, z});
+        Soup soup = voxels(sCube);
+        const auto turn = [](double& a, double& b, double angle) {
+            std::tie(a, b) = std::pair(a * std::cos(angle) - b * std::sin(angle), a * std::sin(angle) + b * std::cos(angle));
+        };
+        for (Point3& p : soup.vVtx) {
+            double x = p.x() + 0.1 * run, y = p.y() / 3.0, z = p.z() * 0.7;
+            turn(x, y, 0.3 + run);
+            turn(y, z, 0.7 - run);
+            p = {x, y, z};
+        }
+        const MeshPtr pMesh = meshOf(soup);
+        const std::size_t numBefore = countSelfIntersections(pMesh);
+        numNew += makeManifold(pMesh).numNewVertices;
+        EXPECT_LE(countSelfIntersections(pMesh), numBefore) << "run " << run;
+        EXPECT_EQ(firstFlaw(*pMesh->getRMesh()), "") << "run " << run;
+    }
+    EXPECT_GT(numNew, 100U);
+}
+
+}  // namespace

@@ -49,6 +49,11 @@ std::size_t numBorderEdges(Points vPoints, const Points& vAdded) {
     return listOf<REdge*>([&](auto& v) { pMesh->getRMesh()->getDegN(1, v); }).size();
 }
 
+double areaOfMesh(Points vPoints, double edge) {
+    const MeshPtr pMesh = reconstruct_abs(vPoints, false, edge, -1);
+    return pMesh == nullptr ? 0.0 : pMesh->getRMesh()->getArea();
+}
+
 std::vector<Calc> gridOf(const Points& vPoints) {
     return {makeGrid(boundsOf(vPoints), edgeFor(vPoints))};
 }
@@ -91,6 +96,40 @@ TEST(EvenSampling, closesWhatTheSpacingExplains) {
         EXPECT_EQ(numBorderEdges(vPoints, result.vAdded), 0U)
             << request.shape << " " << request.pattern << " " << request.ratio;
     }
+}
+
+TEST(EvenSampling, knowsOverlappingScans) {
+    // A second scan of half a surface makes the mean spacing too small for the other half.
+    EXPECT_TRUE(evened(scan({"torus", 20000, 0.0, 1, "overlap"})).bEvenCloud);
+    Points vPoints = scan({"torus", 16000, 0.0, 1, "random"});
+    for (const Point3& p : scan({"torus", 32000, 0.0, 2, "random"}))
+        if (std::fabs(p.x()) > 0.7) vPoints.push_back(p);
+    EXPECT_GT(numBorderEdges(vPoints, {}), 500U);
+    EXPECT_EQ(numBorderEdges(vPoints, evened(vPoints).vAdded), 0U);
+}
+
+TEST(EvenSampling, fillsBetweenTheLinesOfALidarButNothingUnseen) {
+    const Vector3 size(12.0, 8.0, 4.0);  // the hall; a ball of radius 0.8 hangs in it
+    const Point3 ball(8.5, 5.0, 2.0), scanner(5.0, 3.0, 1.5);
+    const Points vPoints = scan({"hall", 20000, 0.0, 1, "lidar"});
+    const double edge = edgeFor(vPoints);
+    const Points vAdded = evened(vPoints).vAdded;
+    EXPECT_GT(vAdded.size(), 2000U);
+    for (const Point3& p : vAdded) {
+        double toWall = INF;
+        for (int axis = 0; axis < 3; ++axis) {
+            const double v = (p - Point3()).getCartesian(axis);
+            toWall = std::min({toWall, std::fabs(v), std::fabs(size.getCartesian(axis) - v)});
+        }
+        EXPECT_LT(std::min(toWall, std::fabs((p - ball).length() - 0.8)), 0.75 * edge) << p;  // edges are rounded
+        const Vector3 sight = p - scanner;
+        EXPECT_LT(std::fabs(sight.z()), 1.01 * std::sin(M_PI / 3.0) * sight.length()) << p;
+        const bool bInShadow = crossProduct(ball - scanner, sight).length() < 0.7 * sight.length();
+        EXPECT_FALSE(bInShadow && sight.length() > (ball - scanner).length() + 0.8) << p;
+    }
+    Points vAll = vPoints;
+    vAll.insert(vAll.end(), vAdded.begin(), vAdded.end());
+    EXPECT_GT(areaOfMesh(vAll, edge), 1.25 * areaOfMesh(vPoints, edge));
 }
 
 TEST(EvenSampling, addsOnePointAtMostToAnEmptyCellNearTheSurface) {

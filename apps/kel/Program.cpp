@@ -13,7 +13,7 @@
 #include <optional>
 #include <utility>
 
-#include "../../src_lib/base/peakMemory.h"
+#include "../../src_lib/base/processMemory.h"
 #include "../../src_lib/files/AtomicFile.h"
 #include "FileKinds.h"
 #include "LibraryText.h"

@@ -24,8 +24,8 @@
 #include "kel.h"
 #include "meshFlaws.h"
 #include "outliers.h"
-#include "peakMemory.h"
 #include "pieces.h"
+#include "processMemory.h"
 #include "runGrid.h"
 #include "tools.h"
 
@@ -122,6 +122,7 @@ MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
     pOwn = vPoints.size() < vGiven.size() ? &vLeft : &vGiven;
     if (!vPoints.empty() && options.bEven) addPoints(vPoints);
     sample.reset();
+    returnFreedMemory();
     MeshPtr pMesh;
     step("surface", [&] { pMesh = makeMesh(std::move(vPoints)); });
     if (pMesh) finish(*pMesh->getRMesh());
@@ -180,6 +181,7 @@ void ScanRun::addPoints(std::vector<Point3>& vPoints) {
     if (even.bOverCap)
         warning(KEL_PLACE, "No points added: the spacing " + toString(report.cellEdge) + " is far below that of the points");
     report.numAdded = even.vAdded.size();
+    vPoints.reserve(vPoints.size() + even.vAdded.size());  // exactly; growth by itself would double it
     vPoints.insert(vPoints.end(), even.vAdded.begin(), even.vAdded.end());
 }
 

@@ -19,8 +19,8 @@ struct NearestNodes::Search {
     const Vector3& centre;
     NodeId self;
     std::size_t count;
-    std::vector<NearNode>& vBest;                            // the best so far and fewer than `count` others
-    float sqReach = std::numeric_limits<float>::infinity();  // at least `count` nodes are within it, once it is finite
+    std::vector<NearNode>& vBest;  // the best so far and fewer than `count` others
+    float sqReach;                 // at least `count` nodes are within it, if it is finite
 
     bool isWithin(double sqDistance) const { return static_cast<float>(sqDistance) <= sqReach; }
     void offer(double sqDistance, NodeId node) {
@@ -39,13 +39,6 @@ struct NearestNodes::Search {
 void NearestNodes::Box::include(const Vector3& boxLow, const Vector3& boxHigh) {
     low = {std::min(low.x(), boxLow.x()), std::min(low.y(), boxLow.y()), std::min(low.z(), boxLow.z())};
     high = {std::max(high.x(), boxHigh.x()), std::max(high.y(), boxHigh.y()), std::max(high.z(), boxHigh.z())};
-}
-
-double NearestNodes::Box::sqDistance(const Vector3& place) const {
-    const Vector3 below = low - place, above = place - high;
-    const double x = std::max({below.x(), above.x(), 0.0}), y = std::max({below.y(), above.y(), 0.0}),
-                 z = std::max({below.z(), above.z(), 0.0});
-    return x * x + y * y + z * z;
 }
 
 NearestNodes::NearestNodes(const SampleNodes& nodes) : vRank(nodes.size()) {
@@ -79,14 +72,14 @@ void NearestNodes::offerGroup(std::size_t group, Search& search) const {
         if (vPlace[i].node != search.self) search.offer((vPlace[i].place - search.centre).sqLength(), vPlace[i].node);
 }
 
-void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const {
+void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& vOut, double reach) const {
     struct Open {
         double sqDistance;
         std::size_t level, box;
     };
     vOut.clear();
     if (count == 0 || vLevels.empty()) return;
-    Search search{vPlace[vRank[node]].place, node, count, vOut};
+    Search search{vPlace[vRank[node]].place, node, count, vOut, static_cast<float>(reach * reach)};
     std::array<Open, 9 * GROUP> stack;
     std::size_t numOpen = 1;
     stack[0] = {0.0, vLevels.size() - 1, 0};
@@ -124,9 +117,40 @@ double NearestWalk::gather(NodeId node, std::vector<NearNode>& vOut) {
     return vOut.size() >= NUM_NEAR ? RADIUS : gatherFar(node, vOut);
 }
 
-double NearestWalk::gatherFar(NodeId node, std::vector<NearNode>& vOut) const {
-    nearest.find(node, NUM_FAR, vOut);
-    return vOut.empty() ? 0.0 : std::sqrt(vOut.back().sqDistance());
+double NearestWalk::gatherFar(NodeId node, std::vector<NearNode>& vOut) {
+    const Vector3& place = nodes.vPlace[node];
+    nearest.find(node, NUM_FAR, vOut, knownReach(place));
+    if (vOut.empty()) return 0.0;
+    const double reach = std::sqrt(vOut.back().sqDistance());
+    if (vOut.size() == NUM_FAR) aEarlier[nextEarlier++ % NUM_EARLIER] = {place, reach};
+    return reach;
+}
+
+/// Nodes within the reach of another place are as near as that and the way there together.
+double NearestWalk::knownReach(const Vector3& place) const {
+    constexpr double ROUNDING = 1.0 + 1e-5;  // squares of distances are floats
+    double least = std::numeric_limits<double>::infinity();
+    for (const Earlier& earlier : aEarlier)
+        least = std::min(least, earlier.reach + (place - earlier.place).length());
+    return ROUNDING * least;
+}
+
+void NearLists::keep(std::size_t position, const std::vector<NearNode>& vNear, double reach) {
+    if (vNear.size() > NUM_FAR) return;
+    List& list = vList[position];
+    list.reach = reach;
+    list.size = static_cast<std::uint32_t>(vNear.size());
+    std::transform(vNear.begin(), vNear.end(), list.nodes.begin(), [](const NearNode& near) { return near.node(); });
+}
+
+double NearLists::recall(NodeId node, const SampleNodes& nodes, std::vector<NearNode>& vOut) const {
+    vOut.clear();
+    const auto it = std::lower_bound(vNode.begin(), vNode.end(), node);
+    if (it == vNode.end() || *it != node) return 0.0;
+    const List& list = vList[static_cast<std::size_t>(it - vNode.begin())];
+    for (std::size_t i = 0; i < list.size; ++i)
+        vOut.emplace_back((nodes.vPlace[list.nodes[i]] - nodes.vPlace[node]).sqLength(), list.nodes[i]);
+    return list.reach;
 }
 
 }  // namespace TARN_KEL

@@ -1,12 +1,16 @@
 #pragma once
 
+#include <algorithm>
+#include <array>
 #include <bit>
 #include <compare>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "NeighbourWalk.h"
+#include "gapLimits.h"
 #include "sampleNodes.h"
 
 namespace TARN_KEL {
@@ -39,7 +43,9 @@ public:
     /// Replaces vOut by the `count` nodes nearest to the node, itself left out, nearest first; all others where there are
     /// fewer. O(log n) per node found; O(n) where nearly all are as far away as the last one found, as from the centre of a
     /// sphere. Only a few nodes have such a place, for with more of them there each would have nearer ones.
-    void find(NodeId node, std::size_t count, std::vector<NearNode>& vOut) const;
+    /// reach: a distance within which so many are known to be; the nearer to that of the last one found, the faster.
+    void find(NodeId node, std::size_t count, std::vector<NearNode>& vOut,
+              double reach = std::numeric_limits<double>::infinity()) const;
 
 private:
     static constexpr std::size_t GROUP = 16;
@@ -48,7 +54,14 @@ private:
         Vector3 low, high;
 
         void include(const Vector3& boxLow, const Vector3& boxHigh);
-        double sqDistance(const Vector3& place) const;
+        double sqDistance(const Vector3& place) const {
+            const auto beyond = [](double from, double to, double at) {
+                return std::max(std::max(from - at, at - to), 0.0);
+            };
+            const double x = beyond(low.x(), high.x(), place.x()), y = beyond(low.y(), high.y(), place.y()),
+                         z = beyond(low.z(), high.z(), place.z());
+            return x * x + y * y + z * z;
+        }
     };
     struct Place {
         Vector3 place;
@@ -75,14 +88,48 @@ public:
     /// one of the call before.
     double gather(NodeId node, std::vector<NearNode>& vOut);
     /// Replaces vOut by the NUM_FAR nearest, and returns the distance of the farthest.
-    double gatherFar(NodeId node, std::vector<NearNode>& vOut) const;
+    double gatherFar(NodeId node, std::vector<NearNode>& vOut);
 
 private:
     static constexpr int RADIUS = 3;  // cells; three rings of an even sheet are 28 nodes
+    static constexpr std::size_t NUM_EARLIER = 8;
+
+    /// An answer of gatherFar(): NUM_FAR nodes and the asking one are within the reach of its place.
+    struct Earlier {
+        Vector3 place;
+        double reach = std::numeric_limits<double>::infinity();
+    };
+
+    double knownReach(const Vector3& place) const;
 
     const NearestNodes& nearest;
     const SampleNodes& nodes;
     NeighbourWalk<RCD, RADIUS> walk;
+    std::array<Earlier, NUM_EARLIER> aEarlier;  // the last ones; on a closed sheet columns of cells come in twos
+    std::size_t nextEarlier = 0;
+};
+
+/// What walks have found near some nodes, so that nobody searches there again.
+class NearLists {
+public:
+    /// vTheNodes: ascending; referred to. 208 bytes per node.
+    explicit NearLists(const std::vector<NodeId>& vTheNodes) : vNode(vTheNodes), vList(vTheNodes.size()) {}
+
+    /// Keeps what NearestWalk::gather() has found at one of the nodes, unless it is more than NUM_FAR nodes. Threads may
+    /// write at different positions at once.
+    void keep(std::size_t position, const std::vector<NearNode>& vNear, double reach);
+    /// Replaces vOut by what was kept for a node, if anything, and returns the reach.
+    double recall(NodeId node, const SampleNodes& nodes, std::vector<NearNode>& vOut) const;
+
+private:
+    struct List {
+        double reach = 0.0;
+        std::uint32_t size = 0;
+        std::array<NodeId, NUM_FAR> nodes;
+    };
+
+    const std::vector<NodeId>& vNode;
+    std::vector<List> vList;
 };
 
 }  // namespace TARN_KEL

@@ -52,7 +52,6 @@ std::vector<NodeId> ringsOf(const std::vector<NodeId>& vNode, const NodeStars& s
 
 std::vector<GapTriangle> explainedGaps(const SampleNodes& nodes, const NodePlanes& planes, NodeStars& stars,
                                        std::size_t& numCandidates) {
-    stars.make(planes.vOpen);
     std::vector<GapTriangle> vGap = gapCandidates(nodes, planes, stars);
     numCandidates = vGap.size();
     const std::vector<NodeId> vCorner = cornersOf(vGap);
@@ -87,8 +86,11 @@ EvenSampling evenOut(CloudSample& sample) {
     result.numNodes = nodes.size();
     result.numOpenNodes = planes.vOpen.size();
 
-    fitOpenNodes(nodes, sample.getNearest(), planes);
     NodeStars stars(nodes, planes, sample.getNearest());
+    {
+        const NearLists known = fitOpenNodes(nodes, sample.getNearest(), planes);
+        stars.make(planes.vOpen, &known);
+    }
     const std::vector<GapTriangle> vGap = explainedGaps(nodes, planes, stars, result.numCandidates);
     result.numGaps = vGap.size();
 

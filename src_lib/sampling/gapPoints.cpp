@@ -15,10 +15,12 @@ namespace TARN_KEL {
 
 namespace {
 
-const double STEP = 0.5;   // cells between samples: no cell that a triangle crosses is missed
+const double STEP = 0.5;   // cells between samples and between rows of them
 const double PULL = 0.75;  // of the way to the planes of the corners: these overshoot where the surface is curved
 
 const std::size_t BLOCK = 256;  // triangles
+
+using Corners = std::array<NodeId, 3>;
 
 /// Samples of a triangle in a cell.
 struct CellSamples {
@@ -43,17 +45,23 @@ public:
           bounds(sample.bounds),
           occupied(sample.nodes.vCell) {}
 
-    /// Appends the samples of a triangle that fall into empty cells, those of a cell as one.
+    /// Appends the samples of a triangle that fall into empty cells, those of a cell as one: rows along its longest side,
+    /// for a sliver has few.
     void append(const GapTriangle& triangle, std::vector<CellSamples>& vSamples) const {
         const std::size_t first = vSamples.size();
-        const int numSteps = static_cast<int>(std::ceil(longestSideOf(triangle, nodes) / STEP));
-        for (int i = 0; i <= numSteps; ++i)
-            for (int j = 0; i + j <= numSteps; ++j) {
-                const double a = static_cast<double>(i) / numSteps, b = static_cast<double>(j) / numSteps;
-                const Point3 p = clampTo(bounds, frame.fromCells(placeIn(triangle, {a, b, 1.0 - a - b})));
+        const double longest = longestSideOf(triangle, nodes);
+        const Corners corners = fromLongestSide(triangle);
+        const int numRows = numStepsOver(2.0 * areaOf(triangle, nodes) / longest);
+        for (int row = 0; row <= numRows; ++row) {
+            const double toTip = static_cast<double>(row) / numRows;
+            const int numSteps = numStepsOver((1.0 - toTip) * longest);
+            for (int i = 0; i <= numSteps; ++i) {
+                const double along = static_cast<double>(i) / numSteps * (1.0 - toTip);
+                const Point3 p = clampTo(bounds, frame.fromCells(placeIn(corners, {1.0 - toTip - along, along, toTip})));
                 const RCD cell = grid.getRCD(&p);
                 if (!occupied.contains(cell)) addTo(vSamples, first, {cell, frame.toCells(p), 1.0});
             }
+        }
     }
     /// The mean of the samples of a cell, appended unless rounding takes it out of the cell.
     template <typename Iterator>
@@ -80,13 +88,26 @@ private:
         it->sum += sample.sum;
         it->count += sample.count;
     }
-    Vector3 placeIn(const GapTriangle& triangle, const std::array<double, 3>& weights) const {
+    static int numStepsOver(double length) { return std::max(1, static_cast<int>(std::ceil(length / STEP))); }
+    /// The ends of the longest side, and the tip over it.
+    Corners fromLongestSide(const GapTriangle& triangle) const {
+        Corners corners = triangle.corners;
+        const auto sqSide = [&](std::size_t i) {
+            return (nodes.vPlace[corners[(i + 1) % 3]] - nodes.vPlace[corners[i]]).sqLength();
+        };
+        std::size_t longest = 0;
+        for (std::size_t i = 1; i < 3; ++i)
+            if (sqSide(i) > sqSide(longest)) longest = i;
+        std::rotate(corners.begin(), corners.begin() + static_cast<std::ptrdiff_t>(longest), corners.end());
+        return corners;
+    }
+    Vector3 placeIn(const Corners& corners, const std::array<double, 3>& weights) const {
         Vector3 place, pull;
         for (std::size_t i = 0; i < 3; ++i)
-            place += nodes.vPlace[triangle.corners[i]] * weights[i];
+            place += nodes.vPlace[corners[i]] * weights[i];
         for (std::size_t i = 0; i < 3; ++i) {
-            const Vector3& normal = planes.vNormal[triangle.corners[i]];
-            pull += normal * (weights[i] * (normal * (nodes.vPlace[triangle.corners[i]] - place)));
+            const Vector3& normal = planes.vNormal[corners[i]];
+            pull += normal * (weights[i] * (normal * (nodes.vPlace[corners[i]] - place)));
         }
         return place + pull * PULL;
     }

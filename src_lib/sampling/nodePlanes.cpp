@@ -186,21 +186,25 @@ NodePlanes lookAround(const SampleNodes& nodes) {
     return planes;
 }
 
-void fitOpenNodes(const SampleNodes& nodes, const NearestNodes& tree, NodePlanes& planes) {
-    forHeardChunks_MT(planes.vOpen.size(), ProgressStep("SC_planes", planes.vOpen.size()),
-                      [&](std::size_t begin, std::size_t end) {
-                          NearestWalk nearest(tree, nodes);
-                          std::vector<NearNode> vNear;
-                          for (std::size_t i = begin; i < end; ++i) {
-                              Vector3& normal = planes.vNormal[planes.vOpen[i]];
-                              if (!normal.isDegenerate()) continue;
-                              nearest.gather(planes.vOpen[i], vNear);
-                              normal = flattestNormal(nodes, planes.vOpen[i], vNear);
-                              if (!normal.isDegenerate() || vNear.size() >= NUM_FAR) continue;
-                              nearest.gatherFar(planes.vOpen[i], vNear);
-                              normal = flattestNormal(nodes, planes.vOpen[i], vNear);
-                          }
-                      });
+NearLists fitOpenNodes(const SampleNodes& nodes, const NearestNodes& tree, NodePlanes& planes) {
+    NearLists lists(planes.vOpen);
+    const ProgressStep progress("SC_planes", planes.vOpen.size());
+    forHeardChunks_MT(planes.vOpen.size(), progress, [&](std::size_t begin, std::size_t end) {
+        NearestWalk nearest(tree, nodes);
+        std::vector<NearNode> vNear;
+        for (std::size_t i = begin; i < end; ++i) {
+            Vector3& normal = planes.vNormal[planes.vOpen[i]];
+            if (!normal.isDegenerate()) continue;
+            double reach = nearest.gather(planes.vOpen[i], vNear);
+            normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+            if (normal.isDegenerate() && vNear.size() < FIT_SIZES[3]) {
+                reach = nearest.gatherFar(planes.vOpen[i], vNear);
+                normal = flattestNormal(nodes, planes.vOpen[i], vNear);
+            }
+            if (!normal.isDegenerate()) lists.keep(i, vNear, reach);
+        }
+    });
+    return lists;
 }
 
 }  // namespace TARN_KEL

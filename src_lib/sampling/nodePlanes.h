@@ -44,6 +44,7 @@ NodePlanes lookAround(const SampleNodes& nodes);
 
 /// Gives the open nodes the flattest plane through so many nearest nodes as suit the place: few where the sheet bends, more
 /// on scan lines and in noise. O(log n) per open node; uses the pool.
-void fitOpenNodes(const SampleNodes& nodes, const NearestNodes& nearest, NodePlanes& planes);
+/// Returns what was near those that have got a plane here. It refers to planes.vOpen.
+NearLists fitOpenNodes(const SampleNodes& nodes, const NearestNodes& nearest, NodePlanes& planes);
 
 }  // namespace TARN_KEL

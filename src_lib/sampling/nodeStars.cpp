@@ -21,11 +21,11 @@ const double KNOWN_REACH = 0.75;        // the same up to which a disc counts: t
 /// Makes stars; holds what one star after another needs to work.
 class StarMaker {
 public:
-    StarMaker(const SampleNodes& nodes_, const NodePlanes& planes_, const NearestNodes& nearest_)
-        : nodes(nodes_), planes(planes_), nearest(nearest_, nodes_) {}
+    StarMaker(const SampleNodes& nodes_, const NodePlanes& planes_, const NearestNodes& nearest_, const NearLists* pKnown_)
+        : nodes(nodes_), planes(planes_), nearest(nearest_, nodes_), pKnown(pKnown_) {}
 
     NodeStar make(NodeId node) {
-        double reach = nearest.gather(node, vNear);
+        double reach = gather(node);
         cutCell(node, reach);
         if (widestRadius(vDisc) > TRUSTED_REACH * reach && vNear.size() < NUM_FAR) {
             reach = nearest.gatherFar(node, vNear);
@@ -44,6 +44,14 @@ public:
     }
 
 private:
+    /// Fills vNear. Returns the distance within which no node is missing.
+    double gather(NodeId node) {
+        if (pKnown != nullptr) {
+            const double reach = pKnown->recall(node, nodes, vNear);
+            if (!vNear.empty()) return reach;
+        }
+        return nearest.gather(node, vNear);
+    }
     /// Fills vDisc from vNear.
     void cutCell(NodeId node, double reach) {
         vNeighbour.clear();
@@ -75,6 +83,7 @@ private:
     const SampleNodes& nodes;
     const NodePlanes& planes;
     NearestWalk nearest;
+    const NearLists* pKnown;
     VoronoiCell cell;
     std::vector<NearNode> vNear;
     std::vector<PlaneNeighbour> vNeighbour;
@@ -87,14 +96,14 @@ private:
 NodeStars::NodeStars(const SampleNodes& nodes_, const NodePlanes& planes_, const NearestNodes& nearest_)
     : nodes(nodes_), planes(planes_), nearest(nearest_), vPosition(nodes_.size(), NO_NODE) {}
 
-void NodeStars::make(std::vector<NodeId> vNode) {
+void NodeStars::make(std::vector<NodeId> vNode, const NearLists* pKnown) {
     oneInstanceOfNumbers(vNode);
     std::erase_if(vNode, [&](NodeId node) { return vPosition[node] != NO_NODE || !planes.hasPlane(node); });
     const ProgressStep progress("SC_stars", 2 * vNode.size());  // more are asked for later, but fewer
     const std::size_t numBefore = vStar.size();
     vStar.resize(numBefore + vNode.size());
     forHeardChunks_MT(vNode.size(), progress, [&](std::size_t begin, std::size_t end) {
-        StarMaker maker(nodes, planes, nearest);
+        StarMaker maker(nodes, planes, nearest, pKnown);
         for (std::size_t i = begin; i < end; ++i) {
             vPosition[vNode[i]] = static_cast<NodeId>(numBefore + i);
             vStar[numBefore + i] = maker.make(vNode[i]);

@@ -38,8 +38,8 @@ public:
     NodeStars(const SampleNodes& nodes, const NodePlanes& planes, const NearestNodes& nearest);
 
     /// Makes the stars of those of the nodes that have a plane and no star yet. vNode: in any order, with repeats.
-    /// O(log n) per node; uses the pool.
-    void make(std::vector<NodeId> vNode);
+    /// pKnown: what is near some of them; null for nothing. O(log n) per node; uses the pool.
+    void make(std::vector<NodeId> vNode, const NearLists* pKnown = nullptr);
     /// Null without one.
     const NodeStar* find(NodeId node) const;
     /// The median of a node's usual radius and those of its ring that have a star; 0 without a star.

@@ -4,6 +4,10 @@
 
 #include <cstddef>
 
+#if __has_include(<malloc.h>)
+#include <malloc.h>
+#endif
+
 namespace TARN_KEL {
 
 /// The most memory that the process has had since its start, in bytes; 0 where the system doesn't tell.
@@ -11,6 +15,14 @@ inline std::size_t peakMemory() {
     rusage usage{};
     constexpr std::size_t UNIT = 1024;  // bytes, on Linux
     return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<std::size_t>(usage.ru_maxrss) * UNIT : 0;
+}
+
+/// Gives freed memory back to the system, where it can. Between steps that allocate much: the large blocks of the one are
+/// otherwise kept for the next, which asks for others.
+inline void returnFreedMemory() {
+#ifdef __GLIBC__
+    malloc_trim(0);
+#endif
 }
 
 }  // namespace TARN_KEL

@@ -17,8 +17,8 @@
 #include <new>
 
 #include "CMesh.h"
-#include "CrossingWatch.h"
 #include "RPatch.h"
+#include "StepWatch.h"
 #include "handOver.h"
 #include "meshCore.h"
 #include "sortMT.h"

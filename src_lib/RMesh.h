@@ -18,8 +18,8 @@
 namespace TARN_KEL {
 
 class CMesh;
-class CrossingWatch;
 class RPatch;
+class StepWatch;
 class Visualizer3;
 
 /// Where RMesh keeps the links of its lists "vertex to alive triangles", in step with its pools of vertices and triangles.
@@ -286,7 +286,7 @@ public:
     TARN_TOOLS::SimplePool<EdgeStar> poolStar;    ///< of mRE, in step with poolVtx
     TARN_TOOLS::SimplePool<EdgeLink> poolLinkRE;  ///< of mRE, in step with poolRE
     double sideLen;
-    CrossingWatch* pWatch = nullptr;  ///< not owned; told of all triangles, and asked by steps that must not make any cross
+    StepWatch* pWatch = nullptr;  ///< not owned; told of all triangles, and asked by steps that must not make any cross
 
 private:
     struct EdgePair;

@@ -84,6 +84,7 @@ std::size_t countSelfIntersections(MeshPtr pMesh);
 
 /// The same, and lists the pairs.
 ///
+/// @param pMesh        the mesh
 /// @param[out] vPairs  overwritten by the pairs, sorted: positions of triangles in the order of Mesh::getTriangles(), the
 ///                     smaller one first
 std::size_t countSelfIntersections(MeshPtr pMesh, std::vector<std::pair<std::size_t, std::size_t>>& vPairs);

@@ -132,15 +132,6 @@ bool CrossingWatch::allowsCollapse(const Point3* pSrc, const Point3* pTrg) {
     return allows({vIncT.begin(), vIncT.end()}, vNew);
 }
 
-bool CrossingWatch::allowsMove(const Point3* p, const Point3& newPlace) {
-    std::vector<RTriangle*> vIncT;
-    mesh.getIncidentT(p, vIncT);
-    std::vector<TriangleCorners> vNew;
-    for (const RTriangle* pRT : vIncT)
-        vNew.push_back(withCornerAt(*pRT, p, newPlace));
-    return allows({vIncT.begin(), vIncT.end()}, vNew);
-}
-
 bool CrossingWatch::allowsFlip(const REdge& edge) {
     RTriangle *pRT0 = nullptr, *pRT1 = nullptr;
     if (!edge.getTwoTriangles(pRT0, pRT1, true)) return true;

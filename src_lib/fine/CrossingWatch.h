@@ -1,17 +1,15 @@
 #pragma once
 
 #include <cstdint>
-#include <functional>
 #include <optional>
 #include <vector>
 
 #include "CrossingIndex.h"
+#include "StepWatch.h"
 
 namespace TARN_KEL {
 
-class REdge;
 class RMesh;
-class RTriangle;
 
 /// Tells whether a step on a fine mesh would make it cross itself more than it does.
 ///
@@ -21,34 +19,21 @@ class RTriangle;
 ///
 /// Triangles are entered into the index at the first question. Cost: O(n) for that; O(k m) for a question about k triangles
 /// with m others near.
-class CrossingWatch {
+class CrossingWatch : public StepWatch {
 public:
-    using Triangles = std::vector<const RTriangle*>;
-
     /// The mesh must outlive this object, and must have no other watch. Meanwhile no vertex may move but by
     /// RMesh::updateVertex().
     explicit CrossingWatch(RMesh& mesh);
-    ~CrossingWatch();
+    ~CrossingWatch() override;
     CrossingWatch(const CrossingWatch&) = delete;
     CrossingWatch& operator=(const CrossingWatch&) = delete;
 
-    // ---- For the mesh ----
-
-    void noteCreated(const RTriangle& rt);
-    void noteKilled(const RTriangle& rt);
-    void noteChanged(const RTriangle& rt);
-
-    // ---- Questions: whether a step is allowed ----
-
-    /// Triangles are replaced by others.
-    /// vOld: alive, none twice. vNew: of finite coordinates or not; those that aren't cross nothing.
-    bool allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew);
-    /// pSrc collapses onto pTrg (RMesh::exchangeCorner).
-    bool allowsCollapse(const Point3* pSrc, const Point3* pTrg);
-    /// A vertex moves.
-    bool allowsMove(const Point3* p, const Point3& newPlace);
-    /// An edge of two triangles is flipped (REdge::tryFlipEdge). True for any other edge, which can't be.
-    bool allowsFlip(const REdge& edge);
+    void noteCreated(const RTriangle& rt) override;
+    void noteKilled(const RTriangle& rt) override;
+    void noteChanged(const RTriangle& rt) override;
+    bool allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) override;
+    bool allowsCollapse(const Point3* pSrc, const Point3* pTrg) override;
+    bool allowsFlip(const REdge& edge) override;
 
 private:
     void prepare();

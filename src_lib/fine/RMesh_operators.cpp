@@ -12,8 +12,8 @@
 #include <algorithm>
 #include <cmath>
 
-#include "CrossingWatch.h"
 #include "RMesh.h"
+#include "StepWatch.h"
 #include "freeFunctions.h"
 #include "meshCore.h"
 #include "tools.h"

@@ -19,7 +19,6 @@
 #include <string>
 #include <tuple>
 
-#include "CrossingWatch.h"
 #include "Progress.h"
 #include "REdge.h"
 #include "REdgeEnergy.h"
@@ -27,6 +26,7 @@
 #include "RTop.h"
 #include "RTriangle.h"
 #include "Random.h"
+#include "StepWatch.h"
 #include "edgeGeometry.h"
 #include "freeFunctions.h"
 #include "lazyQueue.h"

@@ -6,8 +6,8 @@
 #include <tuple>
 #include <vector>
 
-#include "CrossingWatch.h"
 #include "RMesh.h"
+#include "StepWatch.h"
 #include "meshCore.h"
 #include "tools.h"
 

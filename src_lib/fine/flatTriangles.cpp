@@ -16,8 +16,8 @@
 #include <array>
 #include <vector>
 
-#include "CrossingWatch.h"
 #include "RMesh.h"
+#include "StepWatch.h"
 #include "collapses.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
@@ -94,7 +94,7 @@ private:
     bool isFree(bool bNeedle, const RTriangle* pRT, const Point3* pCorner, const REdge& edge) const {
         if (mesh.pWatch == nullptr) return true;
         if (bNeedle) return mesh.pWatch->allowsCollapse(edge.pVtx1, edge.pVtx0);
-        CrossingWatch::Triangles vOld{pRT};
+        StepWatch::Triangles vOld{pRT};
         std::vector<TriangleCorners> vNew;
         for (const RTriangle* pBeyond : edge.vRT) {
             if (pBeyond->has(pCorner)) continue;

@@ -11,6 +11,7 @@
 #include "Visualizer3.h"
 #include "countCrossings.h"
 #include "kel.h"
+#include "removeCrossings.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -119,6 +120,13 @@ ManifoldReport makeManifold(MeshPtr pMesh, bool bNoCrossings) {
     const ManifoldReport report = makeManifold(*pRMesh);
     run.close();
     return report;
+}
+
+std::size_t removeSelfIntersections(MeshPtr pMesh) {
+    ASSEX(pMesh!=NULL);
+    RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    return removeCrossings(*pRMesh).numAfter;
 }
 
 int fillHoles(MeshPtr pMesh, int maxEdges) {

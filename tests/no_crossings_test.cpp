@@ -129,6 +129,38 @@ TEST(NoCrossings, aHoleStaysOpenWhenSomethingPassesThroughIt) {
     }
 }
 
+TEST(NoCrossings, mostAreRemovedWhereASurfaceIsRough) {
+    std::size_t numBefore = 0, numAfter = 0;
+    for (unsigned seed = 0; seed < 20; ++seed) {
+        Soup soup = withNoise(torus(40, 16), 0.2, seed);
+        append(moved(withNoise(sheet(9, 9), 0.5, seed), {-20, 0, 0}), soup);
+        const MeshPtr pMesh = meshOf(soup);
+        std::vector<REdge*> vBorder = edges(*pMesh->getRMesh(), 1);
+        const std::size_t numWere = countSelfIntersections(pMesh), numLeft = removeSelfIntersections(pMesh);
+        EXPECT_EQ(numLeft, countSelfIntersections(pMesh)) << "seed " << seed;
+        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << "seed " << seed;
+        EXPECT_EQ(firstFlawButFacing(*pMesh->getRMesh()), "") << "seed " << seed;
+        EXPECT_EQ(edges(*pMesh->getRMesh(), 1), vBorder) << "seed " << seed;
+        numBefore += numWere;
+        numAfter += numLeft;
+    }
+    EXPECT_GT(numBefore, 100U);
+    EXPECT_LT(10 * numAfter, numBefore);
+}
+
+TEST(NoCrossings, removingThemMakesNoneMoreAndLeavesAMeshWithoutAlone) {
+    for (unsigned seed = 0; seed < 200; ++seed) {
+        const MeshPtr pMesh = meshOf(tangle(seed));
+        const std::size_t numBefore = countSelfIntersections(pMesh), numLeft = removeSelfIntersections(pMesh);
+        ASSERT_EQ(numLeft, countSelfIntersections(pMesh)) << "seed " << seed;
+        ASSERT_LE(numLeft, numBefore) << "seed " << seed;
+        ASSERT_EQ(firstFault(*pMesh->getRMesh()), "") << "seed " << seed;
+    }
+    const MeshPtr pFree = meshOf(crowd(1)), pAsItWas = meshOf(crowd(1));
+    EXPECT_EQ(removeSelfIntersections(pFree), 0U);
+    EXPECT_EQ(cornersOf(pFree), cornersOf(pAsItWas));
+}
+
 // The bodies touch along edges; where both ends have one fan, a new vertex parts them, and a rounded place could lie behind
 // the sheet of the other body.
 TEST(NoCrossings, partingSheetsMakesNone) {

@@ -176,8 +176,13 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     const Change smooth = [](const auto& p) { laplacianSmoothing(p, 3, true); };
     const Change close = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, true), 0); };
     const Change closeRaw = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, false), 0); };
-    const std::string onScan = "reconstruct scan.bin o.ply --keep-outliers --no-even --min-piece 0 --pinholes 0 ",
-                      melted = "melt soup.stl o.ply --spacing 0.05";
+    const Change uncross = [](const auto& p) { removeSelfIntersections(p); };
+    const Change reducedFree = [](const auto& p) { reduce(p, 0.3, 20.0, KeepOptions()); };
+    const Change flipsFree = [](const auto& p) { edgeFlips(p, KeepOptions()); };
+    const Change smoothFree = [](const auto& p) { laplacianSmoothing(p, 3, KeepOptions()); };
+    const std::string
+        onScan = "reconstruct scan.bin o.ply --keep-outliers --no-even --min-piece 0 --pinholes 0 --keep-crossings ",
+        melted = "melt soup.stl o.ply --spacing 0.05";
     const auto start = [&](const std::string& arguments) {
         if (arguments.starts_with("melt")) return melt(vCorners, 0.05, arguments == melted ? 10.0 : 100.0);
         if (arguments.starts_with(onScan)) return reconstruct_auto(vPoints, false, 1.1, -1);
@@ -190,6 +195,10 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
         {"flip mesh.ply o.ply --anneal", {manifold, anneal}},
         {"smooth mesh.ply o.ply -n 3", {manifold, smooth}},
         {"fill mesh.ply o.ply --max-edges 12", {manifold, close}},
+        {"manifold mesh.ply o.ply --uncross", {manifold, uncross}},
+        {"reduce mesh.ply o.ply --max-edge 0.3 --max-angle 20 --no-crossings", {manifold, reducedFree}},
+        {"flip mesh.ply o.ply --no-crossings", {manifold, flipsFree}},
+        {"smooth mesh.ply o.ply -n 3 --no-crossings", {manifold, smoothFree}},
         {melted, {manifold}},
         {melted + " --feature-angle 100", {manifold}},
         {onScan, {manifold}},

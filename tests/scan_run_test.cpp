@@ -17,7 +17,7 @@ using Points = std::vector<Point3>;
 
 ReconstructOptions bare() {
     ReconstructOptions options;
-    options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = false;
+    options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = options.bNoCrossings = false;
     options.minPieceArea = 0.0;
     options.maxPinholeEdges = 0;
     return options;
@@ -325,4 +325,28 @@ TEST(ScanRun, addsPointsWhereTheSamplingIsSparse) {
     reconstruct(vPoints, options, &report);
     EXPECT_EQ(report.numAdded, 0U);
     EXPECT_GT(report.after.numBorderEdges, 100U);
+}
+
+TEST(ScanRun, removesSelfIntersectionsOrLeavesThemAlone) {
+    const CoutSilence silence;
+    std::size_t numBefore = 0, numAfter = 0;
+    for (unsigned seed = 1; seed < 6; ++seed) {
+        const Points vPoints = Scan(seed, 0.04).torus(6000);
+        ReconstructOptions options;
+        ReconstructReport report;
+        const MeshPtr pMesh = reconstruct(vPoints, options, &report);
+        EXPECT_EQ(report.numCrossingsLeft, countSelfIntersections(pMesh));
+        EXPECT_TRUE(report.after.isManifold());
+        options.bNoCrossings = false;
+        options.maxPinholeEdges = 0;  // so that no hole stays open for their sake
+        const std::size_t numKept = countSelfIntersections(reconstruct(vPoints, options, &report));
+        EXPECT_EQ(report.numCrossings, 0U);
+        options.bNoCrossings = true;
+        reconstruct(vPoints, options, &report);
+        EXPECT_EQ(report.numCrossings, numKept);
+        numBefore += numKept;
+        numAfter += report.numCrossingsLeft;
+    }
+    EXPECT_GT(numBefore, 50U);
+    EXPECT_LT(10 * numAfter, numBefore);
 }

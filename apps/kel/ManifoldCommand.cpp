@@ -8,12 +8,18 @@ using namespace TARN_KEL;
 
 void addManifoldCommand(CLI::App& app, Program& program) {
     auto pChange = std::make_shared<MeshChange>();
+    auto pUncross = std::make_shared<bool>(false);
     CLI::App& command = *app.add_subcommand(
         "manifold", "Make a mesh manifold and oriented: separate sheets that touch or cross, remove inner walls");
     addMeshFiles(command, pChange->files);
+    command.add_flag("--uncross", *pUncross, "Remove self-intersections by small changes near them");
     program.addCommonOptions(command);
-    command.callback([pChange, &program] {
+    command.callback([pChange, pUncross, &program] {
         changeMesh(
-            *pChange, [](const MeshPtr&) {}, program);
+            *pChange,
+            [&](const MeshPtr& pMesh) {
+                if (*pUncross) uncrossMesh(pMesh, program);
+            },
+            program);
     });
 }

@@ -57,6 +57,13 @@ void noteManifold(const ManifoldReport& done, Program& program) {
                     std::to_string(done.numNewVertices) + ", sides cut " + std::to_string(done.numCuts));
 }
 
+void uncrossMesh(const MeshPtr& pMesh, Program& program) {
+    std::size_t numLeft = 0;
+    program.step("uncross", [&] { numLeft = removeSelfIntersections(pMesh); });
+    program.report()["uncross"] = {{"crossingsLeft", numLeft}};
+    program.say("self-intersections left: " + std::to_string(numLeft));
+}
+
 void fillMesh(const MeshPtr& pMesh, int maxEdges, const KeepOptions& keep, Program& program) {
     int numClosed = 0;
     program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges, keep); });

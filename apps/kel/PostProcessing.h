@@ -25,6 +25,8 @@ void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, const TARN_KEL::K
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
 /// Reports what made a mesh manifold, and prints it, if anything.
 void noteManifold(const TARN_KEL::ManifoldReport& done, Program& program);
+/// See TARN_KEL::removeSelfIntersections(). Prints how many are left.
+void uncrossMesh(const TARN_KEL::MeshPtr& pMesh, Program& program);
 /// See TARN_KEL::fillHoles(). Prints how many holes were closed.
 void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, const TARN_KEL::KeepOptions& keep, Program& program);
 

@@ -29,7 +29,7 @@ ReconstructOptions optionsOf(const ReconstructRequest& request) {
     ReconstructOptions options = request.options;
     if (!request.vOrigin.empty()) options.origin = Point3(request.vOrigin[0], request.vOrigin[1], request.vOrigin[2]);
     if (request.bPlain) {
-        options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = false;
+        options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = options.bNoCrossings = false;
         options.minPieceArea = 0.0;
         options.maxPinholeEdges = 0;
     }
@@ -59,6 +59,8 @@ nlohmann::ordered_json toJson(const ReconstructReport& done) {
             {"piecesDropped", done.numPiecesDropped},
             {"trianglesDropped", done.numTrianglesDropped},
             {"holesClosed", done.numHolesClosed},
+            {"crossings", done.numCrossings},
+            {"crossingsLeft", done.numCrossingsLeft},
             {"seconds", seconds}};
 }
 
@@ -73,6 +75,8 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
     tellIf(done.numPiecesDropped, "small pieces dropped");
     if (done.numHolesClosed > 0 || options.maxHoleEdges > 0)
         program.say(std::to_string(done.numHolesClosed) + " hole(s) closed");
+    tellIf(done.numCrossings - done.numCrossingsLeft, "self-intersections removed");
+    tellIf(done.numCrossingsLeft, "self-intersections left");
 }
 
 void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>& vSteps, Program& program) {
@@ -181,6 +185,7 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
         ->check(CLI::Range(0, std::numeric_limits<int>::max()))
         ->capture_default_str()
         ->excludes(pPlain);
+    addSwitch(command, "--keep-crossings", options.bNoCrossings, "Leave triangles that pass through each other as they are");
     command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }
 

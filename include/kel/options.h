@@ -41,6 +41,8 @@ struct ReconstructOptions {
     double minPieceArea = 30.0;  ///< Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays.
     int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
     int maxHoleEdges = 0;        ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
+    /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open.
+    bool bNoCrossings = true;
 
     // ---- The run
 
@@ -84,6 +86,8 @@ struct ReconstructReport {
     std::size_t numPiecesDropped = 0;     ///< Pieces dropped for their small area.
     std::size_t numTrianglesDropped = 0;  ///< Triangles of those.
     int numHolesClosed = 0;               ///< Pinholes and holes.
+    std::size_t numCrossings = 0;         ///< Self-intersections before they were removed; 0 when that isn't asked for.
+    std::size_t numCrossingsLeft = 0;     ///< Those that couldn't be removed.
 
     std::vector<Step> vSteps;  ///< In their order.
     std::size_t peakMemory =
@@ -94,8 +98,8 @@ struct ReconstructReport {
 ///
 /// The steps: Points that aren't finite, far from all others, or alone off the surface are left out. The spacing is
 /// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
-/// reconstruct_auto(), made manifold, freed of tiny pieces, and its pinholes are closed. Each step has a switch; with all of
-/// them off the result is that of reconstruct_auto() or reconstruct_abs().
+/// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, and self-intersections removed. Each
+/// step has a switch; with all of them off the result is that of reconstruct_auto() or reconstruct_abs().
 ///
 /// A listener hears this run as "Reconstruct".
 ///

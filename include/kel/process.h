@@ -64,6 +64,17 @@ struct KeepOptions {
     bool bNoCrossings = true;
 };
 
+/// Lowers the number of self-intersections, see countSelfIntersections(): where triangles pass through each other, edges are
+/// flipped, vertices moved towards the mean of their neighbours, or collapsed. Mostly nearly all disappear.
+///
+/// A mesh without any isn't changed. A manifold mesh stays manifold, border vertices stay where they are, and no step makes
+/// a thin triangle.
+///
+/// @param pMesh  the mesh
+/// @return the number of those that are left
+/// @cost as countSelfIntersections(); where there are any, about half as much again
+std::size_t removeSelfIntersections(MeshPtr pMesh);
+
 // ---- Fewer triangles, better triangles ----------------------------------------------------------------------------------
 
 /// Reduces the number of triangles: collapses vertices onto neighbours, cheapest first, until no queued collapse is within

@@ -2,6 +2,7 @@
 //
 //     points -> finite ones -> without those far from all others -> spacing -> without strays -> grid -> added points
 //            -> mesh of the cells -> manifold -> without tiny pieces -> without pinholes and holes
+//            -> without self-intersections
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
@@ -26,6 +27,7 @@
 #include "outliers.h"
 #include "pieces.h"
 #include "processMemory.h"
+#include "removeCrossings.h"
 #include "runGrid.h"
 #include "tools.h"
 
@@ -213,12 +215,19 @@ void ScanRun::finish(RMesh& mesh) {
         });
     if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
         step("holes", [&] {
-            const CrossingWatch noCrossings(mesh);  // a hole whose filling would go through something stays open
+            std::optional<CrossingWatch> crossings;  // a hole whose filling would go through something stays open
+            if (options.bNoCrossings) crossings.emplace(mesh);
             const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
             report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
         });
     if (options.bManifold && report.numHolesClosed > 0)  // a piece with a border couldn't be turned by its volume
         step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
+    if (options.bNoCrossings)
+        step("crossings", [&] {
+            const CrossingsRemoved done = removeCrossings(mesh);
+            report.numCrossings = done.numBefore;
+            report.numCrossingsLeft = done.numAfter;
+        });
     if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 

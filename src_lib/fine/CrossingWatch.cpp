@@ -17,13 +17,6 @@ TriangleCorners cornersOf(const RTriangle& rt) {
     return {*rt.aCorners[0], *rt.aCorners[1], *rt.aCorners[2]};
 }
 
-/// The triangle with a corner at another place.
-TriangleCorners withCornerAt(const RTriangle& rt, const Point3* pCorner, const Point3& place) {
-    TriangleCorners t = cornersOf(rt);
-    t[static_cast<std::size_t>(rt.getICI(pCorner))] = place;
-    return t;
-}
-
 bool isFiniteTriangle(const TriangleCorners& t) {
     return std::all_of(t.begin(), t.end(), isFinitePoint);
 }
@@ -85,20 +78,39 @@ void CrossingWatch::noteChanged(const RTriangle& rt) {
 }
 
 bool CrossingWatch::allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) {
+    leaveOut(vOld);
+    if (count(vNew, 1) == 0) return true;
+    const std::size_t numOld = countOld(vOld);
+    return count(vNew, numOld + 1) <= numOld;
+}
+
+std::ptrdiff_t CrossingWatch::changeBy(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) {
+    leaveOut(vOld);
+    return static_cast<std::ptrdiff_t>(count(vNew, ALL)) - static_cast<std::ptrdiff_t>(countOld(vOld));
+}
+
+std::size_t CrossingWatch::numCrossings(const Triangles& vT) {
+    leaveOut(vT);
+    return countOld(vT);
+}
+
+void CrossingWatch::leaveOut(const Triangles& vT) {
     prepare();
     vLeftOut.clear();
-    for (const RTriangle* pRT : vOld)
+    for (const RTriangle* pRT : vT)
         vLeftOut.push_back(idOf(pRT));
-    if (numCrossings(vNew, 1) == 0) return true;
-    std::vector<TriangleCorners> vOldCorners;
+}
+
+/// What is left out.
+std::size_t CrossingWatch::countOld(const Triangles& vOld) const {
+    std::vector<TriangleCorners> vCorners;
     for (const RTriangle* pRT : vOld)
-        vOldCorners.push_back(cornersOf(*pRT));
-    const std::size_t numOld = numCrossings(vOldCorners, ALL);
-    return numCrossings(vNew, numOld + 1) <= numOld;
+        vCorners.push_back(cornersOf(*pRT));
+    return count(vCorners, ALL);
 }
 
 /// The pairs among the triangles, and of one of them and one that isn't left out; no more are counted than are enough.
-std::size_t CrossingWatch::numCrossings(const std::vector<TriangleCorners>& vT, std::size_t enough) const {
+std::size_t CrossingWatch::count(const std::vector<TriangleCorners>& vT, std::size_t enough) const {
     std::vector<TARN_LOCATE3::Bbox3> vBox;
     TARN_LOCATE3::Bbox3 around;
     std::size_t num = 0;
@@ -126,10 +138,19 @@ std::size_t CrossingWatch::numCrossings(const std::vector<TriangleCorners>& vT, 
 bool CrossingWatch::allowsCollapse(const Point3* pSrc, const Point3* pTrg) {
     std::vector<RTriangle*> vIncT;
     mesh.getIncidentT(pSrc, vIncT);
-    std::vector<TriangleCorners> vNew;
-    for (const RTriangle* pRT : vIncT)
-        if (!pRT->has(pTrg)) vNew.push_back(withCornerAt(*pRT, pSrc, *pTrg));
-    return allows({vIncT.begin(), vIncT.end()}, vNew);
+    const Triangles vOld(vIncT.begin(), vIncT.end());
+    std::erase_if(vIncT, [pTrg](const RTriangle* pRT) { return pRT->has(pTrg); });
+    return allows(vOld, movedCorners(vIncT, pSrc, *pTrg));
+}
+
+std::vector<TriangleCorners> CrossingWatch::movedCorners(const std::vector<RTriangle*>& vRT, const Point3* p,
+                                                         const Point3& place) {
+    std::vector<TriangleCorners> vMoved;
+    for (const RTriangle* pRT : vRT) {
+        vMoved.push_back(cornersOf(*pRT));
+        vMoved.back()[static_cast<std::size_t>(pRT->getICI(p))] = place;
+    }
+    return vMoved;
 }
 
 bool CrossingWatch::allowsFlip(const REdge& edge) {

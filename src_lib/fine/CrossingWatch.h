@@ -35,11 +35,21 @@ public:
     bool allowsCollapse(const Point3* pSrc, const Point3* pTrg) override;
     bool allowsFlip(const REdge& edge) override;
 
+    /// By how many pairs more the mesh would cross itself if triangles were replaced by others; as for allows().
+    std::ptrdiff_t changeBy(const Triangles& vOld, const std::vector<TriangleCorners>& vNew);
+    /// How many pairs the triangles have, among each other and with others.
+    std::size_t numCrossings(const Triangles& vT);
+    /// The corners of triangles at a vertex once that has moved.
+    static std::vector<TriangleCorners> movedCorners(const std::vector<RTriangle*>& vRT, const Point3* p,
+                                                     const Point3& place);
+
 private:
     void prepare();
     void enter(const RTriangle& rt);
     std::uint32_t idOf(const RTriangle* pRT) const;
-    std::size_t numCrossings(const std::vector<TriangleCorners>& vT, std::size_t enough) const;
+    std::size_t count(const std::vector<TriangleCorners>& vT, std::size_t enough) const;
+    std::size_t countOld(const Triangles& vOld) const;
+    void leaveOut(const Triangles& vT);
 
     RMesh& mesh;
     std::optional<CrossingIndex> index;

@@ -61,7 +61,7 @@ Point3 freeMiddle(const EdgeSurroundings& edge) {
     const Vector3 along = normalize(b - a);
     const Vector3 u = normalize(crossProduct(crossProduct(along, edge.vCorner.front() - a), along));
     const Vector3 v = crossProduct(along, u);
-    for (const double step : {1e-12, 1e-9, 1e-6})  // the first that is above the rounding, far from the origin, too
+    for (const double step : {1e-3, 1e-6, 1e-9, 1e-12})  // the larger ones outlive a file in single precision
         for (int i = 0; i < NUM_DIRECTIONS; ++i) {
             const double angle = 2.0 * HALF_TURN * i / NUM_DIRECTIONS;
             const Point3 beside = middle + (u * std::cos(angle) + v * std::sin(angle)) * (step * (b - a).length());

@@ -229,11 +229,14 @@ void CrossingCounter::run(const Job& job, Found& found) const {
 void CrossingCounter::compare(const Job& job, Found& found) const {
     const auto& [a, b] = job;
     const Bbox3& boxOfB = vBox[b.node];
+    std::array<Bbox3, LEAF_SIZE> aBox;
+    for (std::size_t j = b.begin; j < b.end; ++j)
+        aBox[j - b.begin] = boxOf(vCorners[j]);
     for (std::size_t i = a.begin; i < a.end; ++i) {
         const Bbox3 box = boxOf(vCorners[i]);
         if (!box.intersects(boxOfB)) continue;
         for (std::size_t j = a.node == b.node ? i + 1 : b.begin; j < b.end; ++j) {
-            if (!box.intersects(boxOf(vCorners[j])) || !areCrossing(vCorners[i], vCorners[j])) continue;
+            if (!box.intersects(aBox[j - b.begin]) || !areCrossing(vCorners[i], vCorners[j])) continue;
             ++found.num;
             if (found.bList) found.vPairs.push_back(std::minmax(vItem[i].triangle, vItem[j].triangle));
         }

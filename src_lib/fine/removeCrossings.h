@@ -1,0 +1,22 @@
+#pragma once
+
+#include <cstddef>
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// What removeCrossings() found and left.
+struct CrossingsRemoved {
+    std::size_t numBefore = 0;  ///< pairs of triangles that crossed
+    std::size_t numAfter = 0;   ///< pairs that cross still
+};
+
+/// Lowers the number of pairs of triangles that cross, by flips, moves and collapses near them, as far as that succeeds.
+///
+/// Each step makes the number smaller; of those at a triangle the one that gains most is done. No step makes a manifold mesh
+/// non-manifold, changes the border, or makes a flat triangle. A mesh without crossings isn't changed.
+/// The mesh must have no watch. Cost: as countCrossings(), and O(n) where there are pairs.
+CrossingsRemoved removeCrossings(RMesh& mesh);
+
+}  // namespace TARN_KEL

@@ -46,28 +46,59 @@ struct EdgeSurroundings {
                            [&](const TriangleCorners& other) { return areCrossing(t, other); });
     }
 
-    const Point3 &a, &b;                  // the ends of the edge
+    EdgeSurroundings inSinglePrecision() const;
+
+    Point3 a, b;                          // the ends of the edge
     std::vector<Point3> vCorner;          // of the sheet: one or two, opposite the edge
     std::vector<TriangleCorners> vOther;  // the triangles of other sheets
 };
 
-/// The middle of the edge. Rounding puts it a little beside the line, and perhaps behind another sheet there; then a place
-/// that is a bit farther from the line, in front of that sheet, if there is one.
-Point3 freeMiddle(const EdgeSurroundings& edge) {
+Point3 toSinglePrecision(const Point3& p) {
+    const auto rounded = [](double value) { return static_cast<double>(static_cast<float>(value)); };
+    return {rounded(p.x()), rounded(p.y()), rounded(p.z())};
+}
+
+EdgeSurroundings EdgeSurroundings::inSinglePrecision() const {
+    EdgeSurroundings edge{toSinglePrecision(a), toSinglePrecision(b), vCorner, vOther};
+    for (Point3& p : edge.vCorner)
+        p = toSinglePrecision(p);
+    for (TriangleCorners& t : edge.vOther)
+        for (Point3& p : t)
+            p = toSinglePrecision(p);
+    return edge;
+}
+
+/// The middle of the edge, then places ever nearer to it on all sides of the edge.
+std::vector<Point3> placesForMiddle(const EdgeSurroundings& edge) {
     constexpr int NUM_DIRECTIONS = 8;
     const Point3 &a = edge.a, &b = edge.b;
-    const Point3 middle = midpoint(a, b);
-    if (edge.isFreeAt(middle) || !edge.isFreeUncut()) return middle;
+    std::vector<Point3> vPlace{midpoint(a, b)};
     const Vector3 along = normalize(b - a);
     const Vector3 u = normalize(crossProduct(crossProduct(along, edge.vCorner.front() - a), along));
     const Vector3 v = crossProduct(along, u);
-    for (const double step : {1e-3, 1e-6, 1e-9, 1e-12})  // the larger ones outlive a file in single precision
+    for (const double step : {1e-3, 1e-6, 1e-9, 1e-12})
         for (int i = 0; i < NUM_DIRECTIONS; ++i) {
             const double angle = 2.0 * HALF_TURN * i / NUM_DIRECTIONS;
-            const Point3 beside = middle + (u * std::cos(angle) + v * std::sin(angle)) * (step * (b - a).length());
-            if (edge.isFreeAt(beside)) return beside;
+            vPlace.push_back(vPlace[0] + (u * std::cos(angle) + v * std::sin(angle)) * (step * (b - a).length()));
         }
-    return middle;
+    return vPlace;
+}
+
+/// The middle of the edge. Rounding puts it a little beside the line, and perhaps behind another sheet there; then a place
+/// that is a bit farther from the line, in front of that sheet, if there is one. If possible it is one that stays there in a
+/// file in single precision.
+Point3 freeMiddle(const EdgeSurroundings& edge) {
+    const Point3 middle = midpoint(edge.a, edge.b);
+    if (!edge.isFreeUncut()) return middle;
+    const EdgeSurroundings single = edge.inSinglePrecision();
+    const auto isFree = [&](const Point3& p) { return edge.isFreeAt(p); };
+    const auto isFreeInFiles = [&](const Point3& p) { return isFree(p) && single.isFreeAt(toSinglePrecision(p)); };
+    if (isFreeInFiles(middle)) return middle;
+    const std::vector<Point3> vPlace = placesForMiddle(edge);
+    auto it = vPlace.end();
+    if (single.isFreeUncut()) it = std::find_if(vPlace.begin(), vPlace.end(), isFreeInFiles);
+    if (it == vPlace.end()) it = std::find_if(vPlace.begin(), vPlace.end(), isFree);
+    return it == vPlace.end() ? middle : *it;
 }
 
 }  // namespace

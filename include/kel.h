@@ -33,3 +33,4 @@
 #include <kel/process.h>
 #include <kel/progress.h>
 #include <kel/reconstruct.h>
+#include <kel/simplify.h>

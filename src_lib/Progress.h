@@ -215,6 +215,9 @@ void progressForToCloud();
 // which an OwnRun must end, and return true.
 
 bool progressForReduce();
+/// For the functions of kel/simplify.h.
+bool progressForShapeReduce();
+bool progressForShapeSmoothing();
 bool progressForEdgeFlips();
 bool progressForFillHoles();
 bool progressForManifold();

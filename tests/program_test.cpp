@@ -136,10 +136,15 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reduce",
          {"good.stl o.ply --max-edge 1", "good.stl o.ply --max-edge -1 --max-angle 1",
           "good.stl good.stl --max-edge 1 --max-angle 1", "points.ply o.ply --max-edge 1 --max-angle 1"}},
+        {"reduce good.stl o.ply",
+         {"", "--keep-vertices", "--triangles 0", "--triangles 1.5", "--ratio 0", "--ratio 1.5", "--distance 0",
+          "--ratio 0.5 --triangles 3", "--triangles 3 --max-edge 1 --max-angle 1", "--triangles 3 --keep-features 200"}},
         {"fill good.stl", {"o.ply", "o.ply --max-edges 2", "o.ply --max-edges 4.5", "o.xyz --max-edges 4"}},
         {"flip",
          {"good.stl", "good.stl o.ply --json good.stl", "empty.stl o.ply", "text.stl o.ply", "flat.stl o.ply --quiet"}},
-        {"smooth good.stl o.ply", {"", "-n 0", "-n 1.5", "-n 1000001"}},
+        {"smooth good.stl o.ply",
+         {"", "-n 0", "-n 1.5", "-n 1000001", "-n 1 --taubin 1", "--taubin 0", "--taubin 1 --bilateral 1",
+          "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--bilateral 1 --edge-angle 0"}},
         {"convert",
          {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin ./scan.bin",
           "points.ply points.ply", "bad.bin o.ply"}},
@@ -174,6 +179,10 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     const Change reduced = [](const auto& p) { reduce(p, 0.3, 20.0, true); };
     const Change flips = [](const auto&p) { edgeFlips(p, true); }, anneal = [](const auto&p) { edgeFlipsSimA(p, true); };
     const Change smooth = [](const auto& p) { laplacianSmoothing(p, 3, true); };
+    const Change taubin = [](const auto& p) { TARN_KEL::smooth(p, {SmoothMethod::TAUBIN, 4, false}); };
+    const Change bilateral = [](const auto& p) { TARN_KEL::smooth(p, {SmoothMethod::BILATERAL, 4, true, 0.01, 15.0}); };
+    const Change target = [](const auto& p) { EXPECT_LE(reduce(p, {500}).numAfter, 500U); };
+    const Change within = [](const auto& p) { EXPECT_LE(reduce(p, {1, 0.02, false, true, true, 60.0}).distance, 0.02); };
     const Change close = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, true), 0); };
     const Change closeRaw = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, false), 0); };
     const Change uncross = [](const auto& p) { removeSelfIntersections(p); };
@@ -191,6 +200,11 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     std::set<std::string> sBytes = {folder.read("mesh.ply")};
     const std::vector<std::pair<std::string, std::vector<Change>>> vCases = {
         {"reduce mesh.ply o.ply --max-edge 0.3 --max-angle 20", {manifold, reduced}},
+        {"reduce mesh.ply o.ply --triangles 500", {manifold, target}},
+        {"reduce mesh.ply o.ply --triangles 1 --distance 0.02 --keep-vertices --keep-borders --keep-features 60",
+         {manifold, within}},
+        {"smooth mesh.ply o.ply --taubin 4 --move-borders", {manifold, taubin}},
+        {"smooth mesh.ply o.ply --bilateral 4 --edge-angle 15", {manifold, bilateral}},
         {"flip mesh.ply o.ply", {manifold, flips}},
         {"flip mesh.ply o.ply --anneal", {manifold, anneal}},
         {"smooth mesh.ply o.ply -n 3", {manifold, smooth}},

@@ -2,6 +2,7 @@
 #include "PostProcessing.h"
 
 #include <limits>
+#include <sstream>
 
 using namespace TARN_KEL;
 
@@ -27,6 +28,27 @@ void reduceMesh(const MeshPtr& pMesh, double maxEdge, double maxAngle, const Kee
     requireTriangles(pMesh, "reduce");
 }
 
+void reduceMesh(const MeshPtr& pMesh, const ReduceOptions& options, Program& program) {
+    ReduceReport done;
+    program.step("reduce", [&] { done = reduce(pMesh, options); });
+    auto& entry = program.report()["reduce"] = {{"triangles", options.numTriangles},
+                                                {"maxDistance", options.maxDistance},
+                                                {"moveVertices", options.bMoveVertices},
+                                                {"trianglesBefore", done.numBefore},
+                                                {"trianglesAfter", done.numAfter}};
+    std::string line = "triangles " + std::to_string(done.numBefore) + " -> " + std::to_string(done.numAfter);
+    if (done.distance >= 0.0) {
+        entry["distance"] = done.distance;
+        std::ostringstream text;
+        text << done.distance;
+        line += ", distance at most " + text.str();
+    }
+    program.say(line);
+    if (done.numAfter > options.numTriangles && options.numTriangles > 0 && options.maxDistance == 0.0)
+        program.warn("No further collapse was possible");
+    requireTriangles(pMesh, "reduce");
+}
+
 void flipMesh(const MeshPtr& pMesh, bool bAnneal, const KeepOptions& keep, Program& program) {
     program.step("flip", [&] { bAnneal ? edgeFlipsSimA(pMesh, keep) : edgeFlips(pMesh, keep); });
     program.report()["flip"] = {{"anneal", bAnneal}};
@@ -36,6 +58,17 @@ void flipMesh(const MeshPtr& pMesh, bool bAnneal, const KeepOptions& keep, Progr
 void smoothMesh(const MeshPtr& pMesh, int numRounds, const KeepOptions& keep, Program& program) {
     program.step("smooth", [&] { laplacianSmoothing(pMesh, numRounds, keep); });
     program.report()["smooth"] = {{"rounds", numRounds}};
+    requireTriangles(pMesh, "smooth");
+}
+
+void smoothMesh(const MeshPtr& pMesh, const SmoothOptions& options, Program& program) {
+    const bool bTaubin = options.method == SmoothMethod::TAUBIN;
+    SmoothReport done;
+    program.step("smooth", [&] { done = smooth(pMesh, options); });
+    program.report()["smooth"] = {{"method", bTaubin ? "taubin" : "bilateral"},
+                                  {"rounds", options.numRounds},
+                                  {"meanMove", done.meanMove},
+                                  {"held", done.numHeld}};
     requireTriangles(pMesh, "smooth");
 }
 

@@ -16,10 +16,14 @@ bool isEmpty(const TARN_KEL::MeshPtr& pMesh);
 /// maxEdge: length; maxAngle: degrees. See TARN_KEL::reduce().
 void reduceMesh(const TARN_KEL::MeshPtr& pMesh, double maxEdge, double maxAngle, const TARN_KEL::KeepOptions& keep,
                 Program& program);
+/// See TARN_KEL::reduce() with options. Prints how many triangles are left, and the distance that was proved.
+void reduceMesh(const TARN_KEL::MeshPtr& pMesh, const TARN_KEL::ReduceOptions& options, Program& program);
 /// bAnneal: the slow way, which can escape from local minima. See TARN_KEL::edgeFlips() and edgeFlipsSimA().
 void flipMesh(const TARN_KEL::MeshPtr& pMesh, bool bAnneal, const TARN_KEL::KeepOptions& keep, Program& program);
 /// See TARN_KEL::laplacianSmoothing().
 void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, const TARN_KEL::KeepOptions& keep, Program& program);
+/// See TARN_KEL::smooth().
+void smoothMesh(const TARN_KEL::MeshPtr& pMesh, const TARN_KEL::SmoothOptions& options, Program& program);
 
 /// See TARN_KEL::makeManifold(). Prints what was done, if anything.
 void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);

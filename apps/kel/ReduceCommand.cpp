@@ -1,4 +1,5 @@
 // kel reduce: fewer triangles.
+#include <cmath>
 #include <memory>
 
 #include "PostProcessing.h"
@@ -8,30 +9,75 @@ using namespace TARN_KEL;
 
 namespace {
 
-struct ReduceOptions {
+/// What the command is asked for: limits of single collapses, or a target for the whole mesh.
+struct ReduceRequest {
     MeshChange change;
     double maxEdge = 0.0;
     double maxAngle = 0.0;
+    double ratio = 0.0;
+    bool bKeepVertices = false;
+    ReduceOptions target;
 };
+
+void reduceToTarget(const MeshPtr& pMesh, const ReduceRequest& request, Program& program) {
+    ReduceOptions options = request.target;
+    options.bMoveVertices = !request.bKeepVertices;
+    if (request.ratio > 0.0) {
+        std::vector<Point3*> vCorners;
+        pMesh->getTriangles(vCorners);
+        options.numTriangles = static_cast<std::size_t>(std::ceil(request.ratio * static_cast<double>(vCorners.size() / 3)));
+    }
+    reduceMesh(pMesh, options, program);
+}
 
 }  // namespace
 
 void addReduceCommand(CLI::App& app, Program& program) {
-    auto pOptions = std::make_shared<ReduceOptions>();
-    CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles, flat places first");
-    addMeshChange(command, pOptions->change);
-    command.add_option("--max-edge", pOptions->maxEdge, "Collapse vertices onto others at most this far away")
-        ->required()
-        ->check(nonNegativeNumber);
-    command.add_option("--max-angle", pOptions->maxAngle, "Turn no normal by more than this in one collapse, in degrees")
-        ->required()
-        ->check(nonNegativeNumber);
+    auto pRequest = std::make_shared<ReduceRequest>();
+    CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles");
+    addMeshChange(command, pRequest->change);
+    CLI::Option* const pTriangles =
+        command.add_option("--triangles", pRequest->target.numTriangles, "Reduce to N triangles")
+            ->type_name("N")
+            ->check(CLI::PositiveNumber);
+    CLI::Option* const pRatio =
+        command.add_option("--ratio", pRequest->ratio, "Reduce to that part of the triangles, such as 0.05")
+            ->excludes(pTriangles);
+    pRatio->check(CLI::Range(1e-9, 1.0));
+    CLI::Option* const pDistance =
+        command.add_option("--distance", pRequest->target.maxDistance, "Stay that close to the surface, everywhere; proved")
+            ->type_name("L");
+    pDistance->check(positiveNumber);
+    command.add_flag("--keep-vertices", pRequest->bKeepVertices, "Leave the vertices that remain where they are");
+    command.add_flag("--keep-borders", pRequest->target.bKeepBorders, "Leave borders as they are");
+    command
+        .add_option("--keep-features", pRequest->target.featureAngle,
+                    "Keep folds of more than D degrees; reduce them along themselves only")
+        ->type_name("D")
+        ->check(CLI::Range(0.0, 180.0));
+    CLI::Option* const pMaxEdge = command.add_option("--max-edge", pRequest->maxEdge,
+                                                     "The simple way: collapse vertices onto others at most this far away");
+    CLI::Option* const pMaxAngle = command.add_option(
+        "--max-angle", pRequest->maxAngle, "The simple way: turn no normal by more than this in one collapse, in degrees");
+    pMaxEdge->check(nonNegativeNumber)->needs(pMaxAngle);
+    pMaxAngle->check(nonNegativeNumber)->needs(pMaxEdge);
+    for (CLI::Option* pOther : command.get_options([](const CLI::Option* p) {
+             return p->get_name() == "--triangles" || p->get_name() == "--ratio" || p->get_name() == "--distance" ||
+                    p->get_name().rfind("--keep-", 0) == 0;
+         }))
+        pMaxEdge->excludes(pOther);
     program.addCommonOptions(command);
-    command.callback([pOptions, &program] {
+    command.callback([&command, pRequest, pMaxEdge, pTriangles, pRatio, pDistance, &program] {
+        if (pMaxEdge->empty() && pTriangles->empty() && pRatio->empty() && pDistance->empty())
+            throw CLI::RequiredError("One of --triangles, --ratio, --distance, or --max-edge with --max-angle");
+        pRequest->target.bKeepFeatures = !command.get_option("--keep-features")->empty();
         changeMesh(
-            pOptions->change,
+            pRequest->change,
             [&](const MeshPtr& pMesh) {
-                reduceMesh(pMesh, pOptions->maxEdge, pOptions->maxAngle, pOptions->change.keep(), program);
+                if (pMaxEdge->empty())
+                    reduceToTarget(pMesh, *pRequest, program);
+                else
+                    reduceMesh(pMesh, pRequest->maxEdge, pRequest->maxAngle, pRequest->change.keep(), program);
             },
             program);
     });

@@ -117,6 +117,34 @@ inline std::string reduceBody(std::string_view input) {
     });
 }
 
+/// Reduction and smoothing with options: whatever the mesh was, it is manifold afterwards.
+inline std::string simplifyBody(std::string_view input) {
+    Bytes bytes(input);
+    const unsigned flags = bytes.next();
+    TARN_KEL::ReduceOptions reduction;
+    reduction.numTriangles = 1 + flags % 4 * 5;
+    reduction.maxDistance = flags / 4 % 2 == 0 ? 0.0 : std::fabs(bytes.coordinate(true));
+    reduction.bMoveVertices = flags / 8 % 2 == 0;
+    reduction.bKeepBorders = flags / 16 % 2 == 0;
+    reduction.bKeepFeatures = flags / 32 % 2 == 0;
+    TARN_KEL::SmoothOptions smoothing;
+    smoothing.method = flags / 64 % 2 == 0 ? TARN_KEL::SmoothMethod::TAUBIN : TARN_KEL::SmoothMethod::BILATERAL;
+    smoothing.bKeepBorders = flags / 128 == 0;
+    smoothing.numRounds = 3;
+    const Soup soup = soupOf(bytes);
+    const TARN_KEL::MeshPtr pReduced = meshOf(soup), pSmooth = meshOf(soup);
+    const std::size_t numBefore = pReduced->getRMesh()->getNumT();
+    reduce(pReduced, reduction);
+    smooth(pSmooth, smoothing);
+    for (const TARN_KEL::MeshPtr& pMesh : {pReduced, pSmooth}) {
+        std::string broken = brokenPromise(pMesh);
+        if (broken.empty() && (pMesh == pSmooth || numBefore > reduction.numTriangles))
+            broken = firstFlawButFacing(*pMesh->getRMesh());
+        if (!broken.empty()) return broken;
+    }
+    return "";
+}
+
 /// The largest extent of the finite ones among the points.
 inline double extentOf(const std::vector<Point3>& vPoints) {
     double lo = 0.0, hi = 0.0;
@@ -195,9 +223,10 @@ struct Body {
     std::string_view name;
     std::string (*check)(std::string_view input);  ///< the first broken promise; empty when all hold
 };
-inline constexpr std::array<Body, 6> BODIES{{{"manifold", manifoldBody},
+inline constexpr std::array<Body, 7> BODIES{{{"manifold", manifoldBody},
                                              {"holes", holesBody},
                                              {"reduce", reduceBody},
+                                             {"simplify", simplifyBody},
                                              {"melt", meltBody},
                                              {"reconstruct", reconstructBody},
                                              {"scan", scanBody}}};

@@ -1,0 +1,203 @@
+// The public functions on flat surfaces: reading the mesh, the passes, writing it back.
+#include <kel/simplify.h>
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+#include <optional>
+#include <vector>
+
+#include "DistanceGuard.h"
+#include "FlatSurface.h"
+#include "ManifoldMaker.h"
+#include "Progress.h"
+#include "RMesh.h"
+#include "SurfaceReducer.h"
+#include "SurfaceSmoother.h"
+#include "distanceBound.h"
+#include "kel.h"
+#include "messages.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// With a warning when it isn't.
+bool isFinite(const RMesh& mesh) {
+    std::vector<Point3> vCorners;
+    mesh.getTriangleCorners(vCorners);
+    const bool bFinite = std::all_of(vCorners.begin(), vCorners.end(), isFinitePoint);
+    if (!bFinite) warning(KEL_PLACE, "A vertex isn't finite: the mesh stays as it is");
+    return bFinite;
+}
+
+/// The surface of a mesh, which is made manifold if it isn't.
+std::unique_ptr<FlatSurface> manifoldSurface(RMesh& mesh, bool& bMadeManifold) {
+    auto pSurface = std::make_unique<FlatSurface>(mesh);
+    bMadeManifold = !pSurface->isManifold();
+    if (bMadeManifold) {
+        makeManifold(mesh);
+        pSurface = std::make_unique<FlatSurface>(mesh);
+    } else {
+        ProgressStep("MF_make", 1).finish();
+    }
+    return pSurface;
+}
+
+void replace(Mesh& mesh, std::unique_ptr<RMesh> pNew) {
+    delete mesh.pRMesh;
+    mesh.pRMesh = pNew.release();
+}
+
+std::vector<TrianglePlaces> placesOf(const FlatSurface& surface) {
+    std::vector<TrianglePlaces> vPlaces;
+    for (FlatSurface::Index c = 0; c < surface.vVertex.size(); c += 3)
+        if (surface.vVertex[c] != FlatSurface::NONE)
+            vPlaces.push_back({surface.placeAt(c), surface.placeAt(c + 1), surface.placeAt(c + 2)});
+    return vPlaces;
+}
+
+// ---- Reduction ----------------------------------------------------------------------------------------------------------
+
+// What is proved is estimated by samples before, so most runs succeed with the first of these limits for the samples, as
+// parts of the limit to be proved. A run that doesn't is repeated with the next one.
+constexpr double SAMPLE_LIMITS[] = {0.96, 0.88, 0.7, 0.5, 0.25, 0.1};
+
+/// What is left of rounding in places that a unit box contains.
+constexpr double ROUNDING = 1e-14;
+
+struct Reduced {
+    std::unique_ptr<FlatSurface> pSurface;
+    std::vector<char> vMoved;
+    double distance;  ///< proved, in units of the surface; -1.0 when there is no limit
+};
+
+void runOnce(Reduced& reduced, const SurfaceReducer::Rules& rules, DistanceGuard* pGuard) {
+    SurfaceReducer reducer(*reduced.pSurface, rules, pGuard);
+    reducer.run();
+    reduced.vMoved = reducer.moved();
+    // As they will be in the mesh: what is proved is proved of that.
+    for (std::size_t v = 0; v < reduced.vMoved.size(); ++v)
+        if (reduced.vMoved[v] != 0)
+            reduced.pSurface->vPlace[v] = reduced.pSurface->toOwn(reduced.pSurface->toMesh(reduced.pSurface->vPlace[v]));
+}
+
+Reduced reduceFreely(std::unique_ptr<FlatSurface> pSurface, const SurfaceReducer::Rules& rules) {
+    Reduced reduced{std::move(pSurface), {}, -1.0};
+    runOnce(reduced, rules, nullptr);
+    return reduced;
+}
+
+/// The larger one of both directions, if it is within the limit.
+std::optional<double> distanceBetween(const FlatSurface& one, const FlatSurface& two, double limit) {
+    const std::vector<TrianglePlaces> vOne = placesOf(one), vTwo = placesOf(two);
+    const auto there = distanceBound(vOne, TriangleTree(vTwo), limit);
+    if (!there) return std::nullopt;
+    const auto back = distanceBound(vTwo, TriangleTree(vOne), limit);
+    if (!back) return std::nullopt;
+    return std::max(*there, *back);
+}
+
+/// With a limit to the distance, which is proved; as a last resort the surface as it was.
+Reduced reduceWithin(const FlatSurface& original, const SurfaceReducer::Rules& rules, double maxDistance) {
+    for (const double part : SAMPLE_LIMITS) {
+        Reduced reduced{std::make_unique<FlatSurface>(original), {}, -1.0};
+        DistanceGuard guard(*reduced.pSurface, part * maxDistance);
+        runOnce(reduced, rules, &guard);
+        const auto proved = distanceBetween(original, *reduced.pSurface, std::max(maxDistance, ROUNDING));
+        if (!proved) continue;
+        reduced.distance = *proved;
+        return reduced;
+    }
+    return {std::make_unique<FlatSurface>(original), std::vector<char>(original.numVertices(), 0), 0.0};
+}
+
+bool isValid(const ReduceOptions& options) {
+    if (!(options.maxDistance >= 0.0) || !(options.featureAngle >= 0.0 && options.featureAngle <= 180.0)) {
+        warning(KEL_PLACE, "A limit isn't a number in its range: the mesh stays as it is");
+        return false;
+    }
+    if (options.numTriangles == 0 && options.maxDistance == 0.0) {
+        warning(KEL_PLACE, "Neither a number of triangles nor a distance is given: the mesh stays as it is");
+        return false;
+    }
+    return true;
+}
+
+}  // namespace
+
+ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options) {
+    ASSEX(pMesh!=NULL);
+    RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    ReduceReport report;
+    report.numBefore = report.numAfter = pRMesh->getNumT();
+    if (!isValid(options) || !isFinite(*pRMesh)) return report;
+    if (options.maxDistance > 0.0) report.distance = 0.0;
+    if (options.numTriangles >= report.numBefore) return report;
+    OwnRun run(progressForShapeReduce());
+    std::unique_ptr<FlatSurface> pOriginal = manifoldSurface(*pRMesh, report.bMadeManifold);
+    SurfaceReducer::Rules rules;
+    rules.numTriangles = options.numTriangles;
+    rules.bMoveVertices = options.bMoveVertices;
+    rules.bKeepBorders = options.bKeepBorders;
+    rules.featureAngle = options.bKeepFeatures ? options.featureAngle : 180.0;
+    Reduced reduced = options.maxDistance > 0.0 ? reduceWithin(*pOriginal, rules, options.maxDistance * pOriginal->scale())
+                                                : reduceFreely(std::move(pOriginal), rules);
+    if (options.maxDistance > 0.0)
+        report.distance = std::min(reduced.distance / reduced.pSurface->scale(), options.maxDistance);
+    std::unique_ptr<RMesh> pReduced = meshOf(*reduced.pSurface, reduced.vMoved, pRMesh->getSideLen());
+    report.numAfter = pReduced->getNumT();
+    run.close();
+    replace(*pMesh, std::move(pReduced));
+    return report;
+}
+
+// ---- Smoothing ----------------------------------------------------------------------------------------------------------
+
+namespace {
+
+bool isValid(const SmoothOptions& options) {
+    constexpr double MAX_PASS_BAND = 0.3;  // beyond it long waves would grow visibly with the rounds
+    const bool bValid =
+        options.passBand > 0.0 && options.passBand <= MAX_PASS_BAND && options.edgeAngle > 0.0 && options.edgeAngle <= 180.0;
+    if (!bValid) warning(KEL_PLACE, "An option isn't a number in its range: the mesh stays as it is");
+    return bValid;
+}
+
+double meanMove(const FlatSurface& surface, const std::vector<Vector3>& vBefore) {
+    double sum = 0.0;
+    for (std::size_t v = 0; v < vBefore.size(); ++v)
+        sum += (surface.vPlace[v] - vBefore[v]).length();
+    return vBefore.empty() ? 0.0 : sum / static_cast<double>(vBefore.size()) / surface.scale();
+}
+
+}  // namespace
+
+SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options) {
+    ASSEX(pMesh!=NULL);
+    RMesh* pRMesh = pMesh->getRMesh();
+    ASSEX(pRMesh!=NULL);
+    SmoothReport report;
+    if (!isValid(options) || options.numRounds < 1 || !isFinite(*pRMesh)) return report;
+    OwnRun run(progressForShapeSmoothing());
+    const std::unique_ptr<FlatSurface> pSurface = manifoldSurface(*pRMesh, report.bMadeManifold);
+    const std::vector<Vector3> vBefore = pSurface->vPlace;
+    SurfaceSmoother smoother(*pSurface, options.bKeepBorders);
+    if (options.method == SmoothMethod::TAUBIN)
+        smoother.taubin(options.numRounds, options.passBand);
+    else
+        smoother.bilateral(options.numRounds, options.edgeAngle);
+    report.numHeld = smoother.numHeld();
+    report.meanMove = meanMove(*pSurface, vBefore);
+    std::vector<char> vMoved(vBefore.size());
+    for (std::size_t v = 0; v < vMoved.size(); ++v)
+        vMoved[v] = (pSurface->vPlace[v] - vBefore[v]).isDegenerate() ? 0 : 1;
+    std::unique_ptr<RMesh> pSmooth = meshOf(*pSurface, vMoved, pRMesh->getSideLen());
+    run.close();
+    replace(*pMesh, std::move(pSmooth));
+    return report;
+}
+
+}  // namespace TARN_KEL

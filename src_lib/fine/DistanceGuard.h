@@ -1,0 +1,57 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "FlatSurface.h"
+
+namespace TARN_KEL {
+
+/// Forbids collapses that take a surface too far away from what it was.
+///
+/// Each vertex of the original surface is kept in the list of a triangle that is near it, those on the border in the list of
+/// one that has a border edge near them. A collapse is allowed if all vertices in the lists around it are within the limit
+/// of the new triangles, or of the new border, and the new vertex and the middles of its edges are within the limit of the
+/// original triangles nearby. That is an estimate, as places between are not looked at: distanceBound() proves it.
+class DistanceGuard {
+public:
+    using Index = FlatSurface::Index;
+
+    /// surface: in its original state; referred to, and changed by the caller as it likes between the calls.
+    /// maxDistance: in the units of the surface, above 0. Cost: O(n), 60 bytes for each triangle.
+    DistanceGuard(const FlatSurface& surface, double maxDistance);
+
+    /// Whether a collapse may be done.
+    /// vKept: the corners, at the two vertices of its edge, of triangles that remain.
+    /// vRemoved: one corner of each triangle that doesn't.
+    /// place: where the vertex that remains will be.
+    bool allows(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved, const Vector3& place);
+    /// To be called when the collapse that was allowed last is done.
+    void accept();
+
+private:
+    struct NewTriangle {
+        Index triangle;
+        Vector3 next, previous;  // the corners behind the moved one
+        bool bFarBorder, bNextBorder,
+            bPreviousBorder;  // its sides opposite the moved corner, and those to next and previous
+    };
+    struct Home {
+        Index sample, triangle;
+    };
+    void gather(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved);
+    bool findHome(Home& home, const Vector3& place) const;
+    bool isNearOriginal(const Vector3& place) const;
+
+    const FlatSurface& surface;
+    const FlatSurface original;
+    const double sqLimit;
+    std::vector<char> vOnBorder;            // of the original, per vertex
+    std::vector<Index> vFirst, vFollowing;  // the lists: per triangle the first sample; per sample the next one
+    // Of the collapse that is looked at:
+    std::vector<NewTriangle> vNew;
+    std::vector<Index> vOld;  // the triangles around it
+    std::vector<Home> vHome;
+};
+
+}  // namespace TARN_KEL

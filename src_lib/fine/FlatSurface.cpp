@@ -1,0 +1,136 @@
+// Surfaces as arrays. Sides are matched by sorting: each side is entered at the lower of its two vertices, and the short
+// list of a vertex is sorted by the higher one, so that the two corners of an edge become neighbours in it.
+#include "FlatSurface.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+#include <memory>
+
+#include "RMesh.h"
+#include "tarn_locate3/Bbox3.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// A triangle is flat when its height is at most this part of its longest side.
+constexpr double FLAT_HEIGHT = 1e-6;
+
+}  // namespace
+
+bool isFlat(const Vector3& p, const Vector3& q, const Vector3& r) {
+    const double longest = std::max({(q - p).sqLength(), (r - q).sqLength(), (p - r).sqLength()});
+    // The cross product is height times side; underflow of squares makes tiny triangles flat, which they then are treated
+    // as.
+    return !(crossProduct(q - p, r - p).length() > FLAT_HEIGHT * longest);
+}
+
+FlatSurface::FlatSurface(const RMesh& mesh) {
+    std::vector<Index> vNumber(mesh.getNumVtx_all(), NONE);
+    std::size_t numAlive = 0;
+    for (const RTriangle* pRT : mesh.vRT) {
+        if (!pRT->isAlive()) continue;
+        ++numAlive;
+        for (const Point3* p : pRT->aCorners)
+            vNumber[mesh.getVtxIndex(p)] = 0;
+    }
+    for (std::size_t i = 0; i < vNumber.size(); ++i) {
+        if (vNumber[i] == NONE) continue;
+        vNumber[i] = static_cast<Index>(vSource.size());
+        vSource.push_back(mesh.getVtx(i));
+    }
+    vVertex.reserve(3 * numAlive);
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive())
+            for (const Point3* p : pRT->aCorners)
+                vVertex.push_back(vNumber[mesh.getVtxIndex(p)]);
+    setUnit();
+    vCorner.assign(vSource.size(), NONE);
+    for (Index c = static_cast<Index>(vVertex.size()); c-- > 0;)
+        vCorner[vVertex[c]] = c;
+    bManifold = matchSides() && hasOneFanEach() && !hasFlatOrDouble();
+}
+
+void FlatSurface::setUnit() {
+    TARN_LOCATE3::Bbox3 box;
+    for (const Point3* p : vSource)
+        box.widen(p->x(), p->y(), p->z());
+    if (vSource.empty()) return;
+    // Halves first: the sum or the difference of two large coordinates may overflow.
+    origin = Point3(box.minX / 2 + box.maxX / 2, box.minY / 2 + box.maxY / 2, box.minZ / 2 + box.maxZ / 2);
+    const double half = std::max({box.maxX / 2 - box.minX / 2, box.maxY / 2 - box.minY / 2, box.maxZ / 2 - box.minZ / 2});
+    int exponent = 0;
+    if (half > 0.0) std::frexp(half, &exponent);
+    toUnit = std::ldexp(1.0, std::clamp(-exponent, -1000, 1000));
+    vPlace.reserve(vSource.size());
+    for (const Point3* p : vSource)
+        vPlace.push_back(toOwn(*p));
+}
+
+bool FlatSurface::matchSides() {
+    std::vector<Index> vBegin(vSource.size() + 1, 0);
+    const auto numCorners = static_cast<Index>(vVertex.size());
+    for (Index c = 0; c < numCorners; ++c)
+        ++vBegin[std::min(vVertex[next(c)], vVertex[previous(c)]) + 1];
+    for (std::size_t i = 1; i < vBegin.size(); ++i)
+        vBegin[i] += vBegin[i - 1];
+    std::vector<Index> vSide(numCorners), vEnd(vBegin.begin(), vBegin.end() - 1);
+    for (Index c = 0; c < numCorners; ++c)
+        vSide[vEnd[std::min(vVertex[next(c)], vVertex[previous(c)])]++] = c;
+
+    vOpposite.assign(numCorners, NONE);
+    const auto higher = [this](Index c) { return std::max(vVertex[next(c)], vVertex[previous(c)]); };
+    for (std::size_t i = 0; i < vSource.size(); ++i) {
+        Index* const pBegin = vSide.data() + vBegin[i];
+        Index* const pEnd = vSide.data() + vBegin[i + 1];
+        std::sort(pBegin, pEnd, [&](Index a, Index b) { return higher(a) != higher(b) ? higher(a) < higher(b) : a < b; });
+        for (Index* p = pBegin; p != pEnd;) {
+            Index* q = p + 1;
+            while (q != pEnd && higher(*q) == higher(*p))
+                ++q;
+            if (q - p > 2) return false;
+            if (q - p == 2) {
+                if (vVertex[next(p[0])] == vVertex[next(p[1])]) return false;  // both go along it the same way
+                vOpposite[p[0]] = p[1];
+                vOpposite[p[1]] = p[0];
+            }
+            p = q;
+        }
+    }
+    return true;
+}
+
+bool FlatSurface::hasOneFanEach() const {
+    std::size_t numReached = 0;
+    for (const Index corner : vCorner)
+        forFan(corner, [&](Index) { ++numReached; });
+    return numReached == vVertex.size();
+}
+
+bool FlatSurface::hasFlatOrDouble() const {
+    for (Index c = 0; c < vVertex.size(); ++c)
+        if (vOpposite[c] != NONE && vVertex[vOpposite[c]] == vVertex[c]) return true;
+    for (Index c = 0; c < vVertex.size(); c += 3)
+        if (isFlat(placeAt(c), placeAt(c + 1), placeAt(c + 2))) return true;
+    return false;
+}
+
+std::unique_ptr<RMesh> meshOf(const FlatSurface& surface, const std::vector<char>& vMoved, double sideLen) {
+    auto pNew = std::make_unique<RMesh>(sideLen);
+    std::vector<char> vUsed(surface.numVertices(), 0);
+    for (std::size_t t = 0; t < surface.numTriangles(); ++t)
+        for (std::size_t i = 0; i < 3 && surface.vVertex[3 * t] != FlatSurface::NONE; ++i)
+            vUsed[surface.vVertex[3 * t + i]] = 1;
+    std::vector<Point3*> vVtx(surface.numVertices(), nullptr);
+    for (std::size_t v = 0; v < vVtx.size(); ++v)
+        if (vUsed[v] != 0)
+            vVtx[v] = pNew->createVertexApart(vMoved[v] != 0 ? surface.toMesh(surface.vPlace[v]) : *surface.vSource[v]);
+    for (std::size_t c = 0; c < surface.vVertex.size(); c += 3)
+        if (surface.vVertex[c] != FlatSurface::NONE)
+            pNew->createT(vVtx[surface.vVertex[c]], vVtx[surface.vVertex[c + 1]], vVtx[surface.vVertex[c + 2]]);
+    return pNew;
+}
+
+}  // namespace TARN_KEL

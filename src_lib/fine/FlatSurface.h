@@ -1,0 +1,116 @@
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <vector>
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// A manifold, oriented surface as plain arrays of numbers, for passes that change most of a mesh.
+///
+/// Corner c = 3 t + i is corner i of triangle t. The side of a corner is the edge opposite it. Places are in a unit of their
+/// own: the origin is the middle of the bounding box, whose longest side is at most 2 units and, unless it is 0, more than
+/// 1/2. So thresholds on areas and sums of squares don't depend on the caller's unit, nor on where the mesh lies.
+class FlatSurface {
+public:
+    using Index = std::uint32_t;
+    static constexpr Index NONE = ~Index{0};
+
+    /// The alive triangles of a mesh, in its order, on the vertices that they use. All places must be finite.
+    /// Cost: O(n), O(d log d) for a vertex of d triangles.
+    explicit FlatSurface(const RMesh& mesh);
+
+    /// Whether the mesh was manifold and oriented: no edge of more than two triangles or of two that disagree, one fan at
+    /// each vertex, no two triangles on the same corners, none flat. Otherwise the table of sides is of no use.
+    bool isManifold() const { return bManifold; }
+
+    // ---- Elements ----
+
+    std::size_t numVertices() const { return vPlace.size(); }
+    std::size_t numTriangles() const { return vVertex.size() / 3; }
+    static Index next(Index corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
+    static Index previous(Index corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }
+    /// The triangle's next corner at the same vertex, turning against the order of corners; NONE across a border.
+    Index turn(Index corner) const {
+        const Index across = vOpposite[previous(corner)];
+        return across == NONE ? NONE : previous(across);
+    }
+    /// The same the other way round.
+    Index turnBack(Index corner) const {
+        const Index across = vOpposite[next(corner)];
+        return across == NONE ? NONE : next(across);
+    }
+    /// Calls visit(corner) for the corners of a fan in the order of turn(), from the border on if there is one.
+    /// corner: any of them. Returns whether the fan is closed.
+    template <typename Visit>
+    bool forFan(Index corner, Visit&& visit) const;
+    /// Whether the vertex is on the border. It must be used.
+    bool isOnBorder(Index vertex) const {
+        return forFan(vCorner[vertex], [](Index) {}) == false;
+    }
+    Vector3 placeAt(Index corner) const { return vPlace[vVertex[corner]]; }
+    /// Twice the area, along the normal.
+    Vector3 normalOf(Index triangle) const {
+        const Vector3 p = placeAt(3 * triangle);
+        return crossProduct(placeAt(3 * triangle + 1) - p, placeAt(3 * triangle + 2) - p);
+    }
+
+    // ---- Units ----
+
+    /// Lengths of the mesh times this are lengths here: a power of two.
+    double scale() const { return toUnit; }
+    Vector3 toOwn(const Point3& p) const {
+        return {(p.x() - origin.x()) * toUnit, (p.y() - origin.y()) * toUnit, (p.z() - origin.z()) * toUnit};
+    }
+    Point3 toMesh(const Vector3& v) const {
+        return {origin.x() + v.x() / toUnit, origin.y() + v.y() / toUnit, origin.z() + v.z() / toUnit};
+    }
+
+    // ---- Data ----
+
+    std::vector<Vector3> vPlace;         ///< of each vertex
+    std::vector<const Point3*> vSource;  ///< the vertex of the mesh that it was made of
+    std::vector<Index> vVertex;          ///< of each corner; NONE at the first corner of a removed triangle
+    std::vector<Index> vOpposite;        ///< of each corner the one on the other side of its side; NONE at a border
+    std::vector<Index> vCorner;          ///< of each vertex one of its corners
+
+private:
+    void setUnit();
+    bool matchSides();
+    bool hasOneFanEach() const;
+    bool hasFlatOrDouble() const;
+
+    Point3 origin;
+    double toUnit = 1.0;
+    bool bManifold = false;
+};
+
+template <typename Visit>
+bool FlatSurface::forFan(Index corner, Visit&& visit) const {
+    Index first = corner;
+    for (Index back = turnBack(first); back != NONE && back != corner; back = turnBack(back))
+        first = back;
+    const bool bClosed = turnBack(first) != NONE;
+    if (bClosed) first = corner;
+    Index c = first;
+    do {
+        const Index following = turn(c);
+        visit(c);
+        c = following;
+    } while (c != NONE && c != first);
+    return bClosed;
+}
+
+/// Whether the height of a triangle is at most a millionth of its longest side, which is what makeManifold() removes.
+bool isFlat(const Vector3& p, const Vector3& q, const Vector3& r);
+
+/// The surface as a mesh: used vertices in their order, triangles in their order. A vertex with vMoved[vertex] == 0 gets the
+/// exact coordinates of its source.
+std::unique_ptr<RMesh> meshOf(const FlatSurface& surface, const std::vector<char>& vMoved, double sideLen);
+
+}  // namespace TARN_KEL

@@ -1,0 +1,400 @@
+// Edge collapses by quadrics.
+//
+// Each vertex has the sum of the planes of its triangles as a quadric, and hands it over to the vertex that it is joined
+// with. So the cost of a collapse speaks of the original surface, not of what earlier collapses left, and it never falls:
+// sums only grow. That is what the queue stands on. A collapse changes the cost of all edges around, but none of them is
+// computed again before it comes up; if it has become dearer, it goes back to its place.
+//
+//            w1                    w1             The edge u v, side of the corner at w1, collapses. The two triangles on it
+//          / | \                 / | \            are removed, the other ones at u get v as their corner, and v goes to
+//          where
+//    ---- u --- v ----   ->   ----  v ----        the sum of both quadrics is least.
+//          \ | /                 \ | /
+//            w2                    w2
+//
+// Borders, and folds that shall remain, are lines. A vertex with exactly two line edges may be joined with its neighbours on
+// the line, one where lines end, bend or meet with none; all others are free, and may be joined with vertices on lines,
+// which don't move by that. Lines never merge.
+//
+// Quadrics alone don't see borders, as a flat sheet is flat up to its border and beyond. So each border edge adds the plane
+// that stands on its triangle.
+#include "SurfaceReducer.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "DistanceGuard.h"
+#include "Progress.h"
+#include "geometryFunctions.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+// Where planes leave a place open, as along a fold or within a plane, this share of their weight draws it to the middle of
+// the edge. Lower: places run away along nearly flat surfaces. Higher: they don't reach ridges of small angles.
+constexpr double SOFTNESS = 1e-4;
+// A new place is at most this many edge lengths away from the middle of the edge.
+constexpr double MAX_REACH = 2.0;
+// Of two collapses that change nothing the shorter one is first. Squared lengths count as much as squared distances a
+// thousand times shorter.
+constexpr double LENGTH_WEIGHT = 1e-6;
+constexpr double BORDER_WEIGHT = 2.0;
+// The cosine of the largest turn of a normal.
+constexpr double MIN_TURN_COSINE = 0.2;
+// The quality of a triangle: 1 for equal sides, 0 without area.
+constexpr double MIN_QUALITY = 0.1;
+// The cosine between the normals at the sharpest fold that may arise.
+constexpr double MIN_FOLD_COSINE = -0.3;
+// No vertex of more triangles arises; this also bounds the cost of looking at a collapse.
+constexpr std::size_t MAX_DEGREE = 64;
+
+double qualityOf(const Vector3& normal, const Vector3& p, const Vector3& q, const Vector3& r) {
+    const double sum = (q - p).sqLength() + (r - q).sqLength() + (p - r).sqLength();
+    return 3.4641016151377544 * normal.length() / sum;
+}
+
+double cosineOf(const Vector3& a, const Vector3& b) {
+    const double length = std::sqrt(a.sqLength() * b.sqLength());
+    return length > 0.0 ? a * b / length : 1.0;
+}
+
+}  // namespace
+
+SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, DistanceGuard* pTheGuard)
+    : surface(theSurface),
+      rules(theRules),
+      pGuard(pTheGuard),
+      numLeft(theSurface.numTriangles()),
+      vMoved(theSurface.numVertices(), 0),
+      vQuadric(theSurface.numVertices()),
+      vChangedAround(theSurface.numVertices(), 1),
+      vKind(theSurface.numVertices(), FREE),
+      vLine(theSurface.vVertex.size(), 0),
+      vQueued(theSurface.vVertex.size(), 0),
+      vMark(theSurface.numVertices(), 0) {}
+
+void SurfaceReducer::run() {
+    if (numLeft <= rules.numTriangles) return;
+    markLines();
+    setKinds();
+    const ProgressStep step("SR_collapse", numLeft - rules.numTriangles);
+    // A collapse that isn't allowed is looked at again when one of its two vertices has changed, but may also become
+    // possible by changes around them. So the queue is filled anew as long as that helps much.
+    std::size_t numBefore = 0;
+    do {
+        numBefore = numLeft;
+        refreshQuadrics();
+        fillQueue();
+        while (!queue.empty() && numLeft > rules.numTriangles) {
+            const std::size_t numThen = numLeft;
+            if (collapseNext()) step.advance(numThen - numLeft);
+        }
+    } while (numLeft > rules.numTriangles && numLeft < numBefore - numBefore / 100);
+    step.finish();
+}
+
+// ---- Before the first collapse ------------------------------------------------------------------------------------------
+
+void SurfaceReducer::markLines() {
+    const double minCosine = rules.featureAngle < 180.0 ? std::cos(rules.featureAngle / DEGREES_PER_RADIAN) : -2.0;
+    forChunks_MT(vLine.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto c = static_cast<Index>(i);
+            vLine[i] =
+                isBorder(c) || cosineOf(surface.normalOf(c / 3), surface.normalOf(surface.vOpposite[c] / 3)) < minCosine;
+        }
+    });
+}
+
+void SurfaceReducer::setKinds() {
+    const double maxBend = rules.featureAngle < 180.0 ? std::cos(rules.featureAngle / DEGREES_PER_RADIAN) : -2.0;
+    for (Index v = 0; v < vKind.size(); ++v) {
+        std::vector<Index> vEnd;  // the other ends of the lines at v
+        const bool bClosed = surface.forFan(surface.vCorner[v], [&](Index c) {
+            if (vLine[FlatSurface::previous(c)] != 0) vEnd.push_back(surface.vVertex[FlatSurface::next(c)]);
+            if (isBorder(FlatSurface::next(c))) vEnd.push_back(surface.vVertex[FlatSurface::previous(c)]);
+        });
+        if (vEnd.empty()) continue;
+        vKind[v] = FIXED;
+        if (vEnd.size() != 2 || (rules.bKeepBorders && !bClosed)) continue;
+        const Vector3 in = surface.vPlace[v] - surface.vPlace[vEnd[0]], out = surface.vPlace[vEnd[1]] - surface.vPlace[v];
+        if (cosineOf(in, out) >= maxBend) vKind[v] = ON_LINE;
+    }
+}
+
+void SurfaceReducer::refreshQuadric(Index vertex) {
+    Quadric sum;
+    const auto addWall = [&](Index c, const Vector3& unit) {
+        const Vector3 p = surface.placeAt(FlatSurface::next(c)), along = surface.placeAt(FlatSurface::previous(c)) - p;
+        sum += Quadric(normalize(crossProduct(along, unit)), p, BORDER_WEIGHT * along.sqLength());
+    };
+    surface.forFan(surface.vCorner[vertex], [&](Index c) {
+        const Vector3 normal = surface.normalOf(c / 3);
+        const double twiceArea = normal.length();
+        if (!(twiceArea > 0.0)) return;
+        const Vector3 unit = normal / twiceArea;
+        sum += Quadric(unit, surface.placeAt(c), twiceArea / 2);
+        for (const Index side : {FlatSurface::next(c), FlatSurface::previous(c)})
+            if (isBorder(side)) addWall(side, unit);
+    });
+    vQuadric[vertex] = sum;
+    vChangedAround[vertex] = 0;
+}
+
+void SurfaceReducer::refreshQuadrics() {
+    forChunks_MT(vQuadric.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t v = begin; v < end; ++v)
+            if (vChangedAround[v] != 0 && surface.vCorner[v] != FlatSurface::NONE) refreshQuadric(static_cast<Index>(v));
+    });
+}
+
+// ---- The queue ----------------------------------------------------------------------------------------------------------
+
+std::optional<SurfaceReducer::Plan> SurfaceReducer::planFor(Index corner) const {
+    const Index u = surface.vVertex[FlatSurface::next(corner)], v = surface.vVertex[FlatSurface::previous(corner)];
+    const auto mayGo = [&](Index from, Index to) {
+        return vKind[from] <= vKind[to] && (vKind[from] == FREE || (vKind[from] == ON_LINE && vLine[corner] != 0));
+    };
+    Quadric sum = vQuadric[u];
+    sum += vQuadric[v];
+    for (const Index c : {corner, surface.vOpposite[corner]}) {  // both have these
+        if (c == FlatSurface::NONE) continue;
+        const Vector3 normal = surface.normalOf(c / 3);
+        const double twiceArea = normal.length();
+        if (twiceArea > 0.0) sum += Quadric(normal / twiceArea, surface.placeAt(c), -twiceArea / 2);
+    }
+    std::optional<Plan> best;
+    const auto consider = [&](Index from, Index to, const Vector3& place, bool bMoves) {
+        const double cost = sum.at(place);
+        if (!best || cost < best->cost) best = Plan{from, to, place, cost, bMoves};
+    };
+    const Vector3 placeU = surface.vPlace[u], placeV = surface.vPlace[v], middle = (placeU + placeV) * 0.5;
+    const double sqLength = (placeV - placeU).sqLength();
+    if (mayGo(u, v)) consider(u, v, placeV, false);
+    if (mayGo(v, u)) consider(v, u, placeU, false);
+    if (rules.bMoveVertices && mayGo(u, v) && mayGo(v, u)) {
+        consider(u, v, middle, true);
+        const auto lowest = sum.lowestNear(middle, SOFTNESS);
+        if (lowest && (*lowest - middle).sqLength() <= MAX_REACH * MAX_REACH * sqLength) consider(u, v, *lowest, true);
+    }
+    if (best) best->cost += LENGTH_WEIGHT * sum.weight() * sqLength;
+    return best;
+}
+
+std::optional<SurfaceReducer::Plan> SurfaceReducer::freshPlanFor(Index corner) {
+    for (const Index v : {surface.vVertex[FlatSurface::next(corner)], surface.vVertex[FlatSurface::previous(corner)]})
+        if (vChangedAround[v] != 0) refreshQuadric(v);
+    return planFor(corner);
+}
+
+void SurfaceReducer::fillQueue() {
+    std::vector<double> vCost(surface.vVertex.size(), HUGE_VAL);
+    forChunks_MT(vCost.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto c = static_cast<Index>(i);
+            if (!isAlive(c) || (!isBorder(c) && surface.vOpposite[c] < c)) continue;
+            if (const auto plan = planFor(c)) vCost[i] = plan->cost;
+        }
+    });
+    queue.clear();
+    std::fill(vQueued.begin(), vQueued.end(), char{0});
+    for (Index c = 0; c < vCost.size(); ++c)
+        if (vCost[c] < HUGE_VAL) push(vCost[c], c);
+}
+
+void SurfaceReducer::enter(Index corner) {
+    const auto plan = freshPlanFor(corner);
+    if (plan) push(plan->cost, corner);
+}
+
+void SurfaceReducer::push(double cost, Index corner) {
+    queue.push(BucketQueue::bucketOf(cost), corner);
+    vQueued[corner] = 1;
+}
+
+/// Enters the edges at a vertex that aren't in the queue.
+void SurfaceReducer::enterAround(Index vertex) {
+    const auto enterNew = [this](Index side) {
+        const Index across = surface.vOpposite[side];
+        if (vQueued[side] == 0 && (across == FlatSurface::NONE || vQueued[across] == 0)) enter(side);
+    };
+    surface.forFan(surface.vCorner[vertex], [&](Index c) {
+        enterNew(FlatSurface::previous(c));
+        if (isBorder(FlatSurface::next(c))) enterNew(FlatSurface::next(c));
+    });
+}
+
+bool SurfaceReducer::collapseNext() {
+    const std::size_t bucket = queue.firstBucket();
+    const Index corner = queue.popFrom(bucket);
+    if (!isAlive(corner) || vQueued[corner] == 0) return false;
+    vQueued[corner] = 0;
+    const auto plan = freshPlanFor(corner);
+    if (!plan) return false;
+    if (BucketQueue::bucketOf(plan->cost) > bucket) {
+        push(plan->cost, corner);
+        return false;
+    }
+    if (!mayCollapse(corner, *plan)) return false;
+    collapse(corner, *plan);
+    return true;
+}
+
+// ---- What is allowed ----------------------------------------------------------------------------------------------------
+
+bool SurfaceReducer::mayCollapse(Index corner, const Plan& plan) {
+    return gatherFans(corner) && keepsTopology(corner) && keepsShape(plan) && keepsDistance(corner, plan);
+}
+
+bool SurfaceReducer::keepsDistance(Index corner, const Plan& plan) {
+    if (pGuard == nullptr) return true;
+    vKept.clear();
+    for (const Changed& changed : vChanged)
+        vKept.push_back(changed.corner);
+    vRemoved.assign(1, corner);
+    if (!isBorder(corner)) vRemoved.push_back(surface.vOpposite[corner]);
+    return pGuard->allows(vKept, vRemoved, plan.place);
+}
+
+/// False when the vertex that remains would have too many triangles. Counting ends there, so that a hub of many triangles
+/// costs no more than other vertices.
+bool SurfaceReducer::gatherFans(Index corner) {
+    const auto gather = [this](Index start, std::vector<Index>& vFan) {
+        vFan.clear();
+        Index first = start;
+        for (std::size_t numSteps = 0; numSteps <= MAX_DEGREE; ++numSteps) {
+            const Index back = surface.turnBack(first);
+            if (back == FlatSurface::NONE || back == start) break;
+            first = back;
+        }
+        for (Index c = first; c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE;) {
+            vFan.push_back(c);
+            c = surface.turn(c);
+            if (c == first) break;
+        }
+    };
+    gather(FlatSurface::next(corner), vFanU);
+    gather(FlatSurface::previous(corner), vFanV);
+    return vFanU.size() + vFanV.size() <= MAX_DEGREE;
+}
+
+/// The surface stays manifold and keeps its borders exactly if the two vertices have no common neighbours but those opposite
+/// their edge, with whatever is beyond a border counted as one more vertex; a tetrahedron and a lone triangle are kept.
+bool SurfaceReducer::keepsTopology(Index corner) {
+    const auto onBorder = [this](const std::vector<Index>& vFan) { return isBorder(FlatSurface::next(vFan.front())); };
+    const bool bBorder = isBorder(corner);
+    if (!bBorder && onBorder(vFanU) && onBorder(vFanV)) return false;
+    if (vFanU.size() == vFanV.size() && vFanU.size() == (bBorder ? 1U : 3U)) return false;
+    const auto forRing = [this](const std::vector<Index>& vFan, auto&& visit) {
+        for (const Index c : vFan)
+            visit(surface.vVertex[FlatSurface::next(c)]);
+        if (isBorder(FlatSurface::next(vFan.front()))) visit(surface.vVertex[FlatSurface::previous(vFan.front())]);
+    };
+    ++mark;
+    forRing(vFanU, [this](Index v) { vMark[v] = mark; });
+    int numCommon = 0;
+    forRing(vFanV, [&](Index v) { numCommon += vMark[v] == mark ? 1 : 0; });
+    if (numCommon != (bBorder ? 1 : 2)) return false;
+    // Two lines that meet in a removed triangle would become one.
+    for (const Index c : {corner, surface.vOpposite[corner]})
+        if (c != FlatSurface::NONE && vLine[FlatSurface::next(c)] != 0 && vLine[FlatSurface::previous(c)] != 0) return false;
+    return true;
+}
+
+bool SurfaceReducer::keepsShape(const Plan& plan) {
+    vChanged.clear();
+    double worstQuality = 1.0, worstFold = 1.0;
+    const auto take = [&](std::vector<Index>& vFan, Index otherEnd) {
+        // The removed triangles are next to each other; what follows them is first.
+        const auto isRemoved = [&](Index c) {
+            return surface.vVertex[FlatSurface::next(c)] == otherEnd ||
+                   surface.vVertex[FlatSurface::previous(c)] == otherEnd;
+        };
+        const std::size_t n = vFan.size();
+        std::size_t last = 0;
+        while (!(isRemoved(vFan[last]) && !isRemoved(vFan[(last + 1) % n])) && last + 1 < n)
+            ++last;
+        for (std::size_t i = 1; i <= n; ++i) {
+            const Index c = vFan[(last + i) % n];
+            if (isRemoved(c)) continue;
+            const Vector3 p = surface.placeAt(FlatSurface::next(c)), q = surface.placeAt(FlatSurface::previous(c));
+            const Vector3 before = surface.normalOf(c / 3), after = crossProduct(p - plan.place, q - plan.place);
+            if (!(before * after > MIN_TURN_COSINE * std::sqrt(before.sqLength() * after.sqLength()))) return false;
+            if (isFlat(plan.place, p, q)) return false;
+            worstQuality = std::min(worstQuality, qualityOf(after, plan.place, p, q));
+            if (!isBorder(c)) worstFold = std::min(worstFold, cosineOf(after, surface.normalOf(surface.vOpposite[c] / 3)));
+            vChanged.push_back({c, before, after});
+        }
+        return true;
+    };
+    const Index u = surface.vVertex[vFanU.front()], v = surface.vVertex[vFanV.front()];
+    if (!take(vFanU, v) || !take(vFanV, u)) return false;
+    for (std::size_t i = 0; i < vChanged.size(); ++i) {
+        const Changed &one = vChanged[i], &two = vChanged[(i + 1) % vChanged.size()];
+        if (surface.vVertex[FlatSurface::next(one.corner)] != surface.vVertex[FlatSurface::previous(two.corner)]) continue;
+        worstFold = std::min(worstFold, cosineOf(one.after, two.after));
+    }
+    if (worstQuality >= MIN_QUALITY && worstFold >= MIN_FOLD_COSINE) return true;
+    return hasWorseBefore(vFanU, worstQuality, worstFold) || hasWorseBefore(vFanV, worstQuality, worstFold);
+}
+
+/// Whether the triangles of a fan have no better quality, and no flatter sharpest fold, than that; what meets the limits
+/// need not be compared.
+bool SurfaceReducer::hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const {
+    double worstQuality = quality >= MIN_QUALITY ? -1.0 : 1.0, worstFold = fold >= MIN_FOLD_COSINE ? -2.0 : 1.0;
+    for (const Index c : vFan) {
+        const Vector3 normal = surface.normalOf(c / 3);
+        worstQuality = std::min(worstQuality, qualityOf(normal, surface.placeAt(c), surface.placeAt(FlatSurface::next(c)),
+                                                        surface.placeAt(FlatSurface::previous(c))));
+        for (const Index side : {c, FlatSurface::next(c), FlatSurface::previous(c)})
+            if (!isBorder(side))
+                worstFold = std::min(worstFold, cosineOf(normal, surface.normalOf(surface.vOpposite[side] / 3)));
+    }
+    return worstQuality <= quality && worstFold <= fold;
+}
+
+// ---- The collapse -------------------------------------------------------------------------------------------------------
+
+void SurfaceReducer::collapse(Index corner, const Plan& plan) {
+    const std::vector<Index>& vFanFrom = surface.vVertex[vFanU.front()] == plan.from ? vFanU : vFanV;
+    const Index across = surface.vOpposite[corner];
+    removeTriangle(corner);
+    if (across != FlatSurface::NONE) removeTriangle(across);
+    for (const Index c : vFanFrom)
+        if (isAlive(c)) surface.vVertex[c] = plan.to;
+    for (const std::vector<Index>* pFan : {&vFanU, &vFanV})
+        for (const Index c : *pFan)
+            if (isAlive(c)) surface.vCorner[plan.to] = c;
+    surface.vCorner[plan.from] = FlatSurface::NONE;
+    if (plan.bMoves) {
+        surface.vPlace[plan.to] = plan.place;
+        vMoved[plan.to] = 1;
+    }
+    vChangedAround[plan.to] = 1;
+    for (const Changed& changed : vChanged)
+        for (const Index c : {FlatSurface::next(changed.corner), FlatSurface::previous(changed.corner)})
+            vChangedAround[surface.vVertex[c]] = 1;
+    if (pGuard != nullptr) pGuard->accept();
+    enterAround(plan.to);
+}
+
+/// Removes the triangle of a corner whose side collapses, and joins what is beyond its two other sides.
+void SurfaceReducer::removeTriangle(Index corner) {
+    const Index one = FlatSurface::next(corner), two = FlatSurface::previous(corner);
+    const Index a = surface.vOpposite[one], b = surface.vOpposite[two];
+    const char line = vLine[one] | vLine[two];
+    for (const auto& [c, partner] : {std::pair(a, b), {b, a}}) {
+        if (c == FlatSurface::NONE) continue;
+        surface.vOpposite[c] = partner;
+        vLine[c] = line;
+        const Index w = surface.vVertex[corner];
+        surface.vCorner[w] = surface.vVertex[FlatSurface::next(c)] == w ? FlatSurface::next(c) : FlatSurface::previous(c);
+    }
+    surface.vVertex[3 * (corner / 3)] = FlatSurface::NONE;
+    --numLeft;
+}
+
+}  // namespace TARN_KEL

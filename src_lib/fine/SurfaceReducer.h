@@ -1,0 +1,102 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <optional>
+#include <vector>
+
+#include "BucketQueue.h"
+#include "FlatSurface.h"
+#include "Quadric.h"
+
+namespace TARN_KEL {
+
+class DistanceGuard;
+
+/// Collapses the edges of a manifold surface, those that change its shape least first.
+///
+/// What a collapse costs is the sum, over the triangles that ended up at its two vertices, of area times squared distance to
+/// their planes. A collapse is done only if the surface remains manifold with the same borders, no triangle turns over,
+/// none becomes a sliver and no fold becomes sharper than a limit, unless what was there is worse. Equal costs are in the
+/// order of corners, so the result depends on the surface alone.
+class SurfaceReducer {
+public:
+    using Index = FlatSurface::Index;
+
+    struct Rules {
+        std::size_t numTriangles = 0;  ///< to stop at
+        bool bMoveVertices = true;     ///< else a vertex collapses onto the other, which remains where it is
+        bool bKeepBorders = false;     ///< no vertex on a border is moved or removed
+        double featureAngle = 180.0;   ///< degrees; folds above it are collapsed along themselves only. 180: none is
+    };
+
+    /// surface: only referred to, as is pGuard, which may forbid collapses; null for none.
+    SurfaceReducer(FlatSurface& surface, const Rules& rules, DistanceGuard* pGuard);
+
+    /// Collapses until the number of triangles is reached or no collapse is left that may be done. Counts under the step
+    /// "SR_collapse". Cost: O(n log n).
+    void run();
+    std::size_t numTriangles() const { return numLeft; }
+    /// For each vertex, 1 when it isn't at its old place any more.
+    const std::vector<char>& moved() const { return vMoved; }
+
+private:
+    /// How a vertex may go: freely, along the line on which it is, or not at all.
+    enum Kind : char { FREE, ON_LINE, FIXED };
+    struct Plan {
+        Index from, to;
+        Vector3 place;
+        double cost;
+        bool bMoves;  ///< "to" goes to a new place
+    };
+    /// A triangle around a collapse that remains: the corner that moves, and what the move makes of it.
+    struct Changed {
+        Index corner;
+        Vector3 before, after;  ///< normals, twice the area long
+    };
+
+    void markLines();
+    void setKinds();
+    void refreshQuadric(Index vertex);
+    void refreshQuadrics();
+    std::optional<Plan> freshPlanFor(Index corner);
+    void fillQueue();
+    bool isAlive(Index corner) const { return surface.vVertex[corner - corner % 3] != FlatSurface::NONE; }
+    bool isBorder(Index corner) const { return surface.vOpposite[corner] == FlatSurface::NONE; }
+    std::optional<Plan> planFor(Index corner) const;
+    void enter(Index corner);
+    void push(double cost, Index corner);
+    void enterAround(Index vertex);
+    bool collapseNext();
+    bool mayCollapse(Index corner, const Plan& plan);
+    bool gatherFans(Index corner);
+    bool keepsTopology(Index corner);
+    bool keepsShape(const Plan& plan);
+    bool keepsDistance(Index corner, const Plan& plan);
+    bool hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const;
+    void collapse(Index corner, const Plan& plan);
+    void removeTriangle(Index corner);
+
+    FlatSurface& surface;
+    const Rules rules;
+    DistanceGuard* const pGuard;
+    std::size_t numLeft;
+    std::vector<char> vMoved;
+    std::vector<Quadric> vQuadric;     // per vertex
+    std::vector<char> vChangedAround;  // per vertex: its quadric is out of date
+    std::vector<char> vKind;           // per vertex
+    std::vector<char> vLine;           // per corner: its side is a line
+    std::vector<char> vQueued;         // per corner: an entry of it is in the queue
+    std::vector<std::uint32_t> vMark;  // per vertex: for keepsTopology()
+    std::uint32_t mark = 0;
+    BucketQueue queue;  // of corners, for the edges that are their sides
+
+    // Of the collapse that is looked at: the corners at the two vertices, in the order of turn(), behind each other such
+    // that they are the fan around the vertex that remains; then those of them that remain.
+    std::vector<Index> vFanU, vFanV;
+    std::vector<Changed> vChanged;
+    std::vector<Index> vKept, vRemoved;  // for the guard
+};
+
+}  // namespace TARN_KEL

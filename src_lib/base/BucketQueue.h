@@ -8,11 +8,11 @@
 
 namespace TARN_KEL {
 
-/// A queue of numbers by weight that is exact to a sixteenth: weights whose quotient is below 17/16 may come in either
-/// order, otherwise the lower one is first. In one bucket those that were entered first are first.
+/// A queue of numbers by weight that is exact to a factor of 1.5: weights that are closer may come in either order, otherwise
+/// the lower one is first. In one bucket those that were entered first are first.
 ///
-/// Entering and removing cost O(1), without the cache misses of a heap, and an entry is four bytes. Weights are finite and
-/// not negative; those below 2^-160 count as equal, and so do those from 2^32.
+/// Entering and removing cost O(1), without the cache misses of a heap, and an entry is four bytes. Weights are finite and not
+/// negative; those below 2^-160 count as equal, and so do those from 2^32.
 class BucketQueue {
 public:
     bool empty() const { return numEntries == 0; }
@@ -29,7 +29,7 @@ public:
         aUsed[bucket / 64] |= std::uint64_t{1} << bucket % 64;
         ++numEntries;
     }
-    /// The lowest bucket that has an entry; there must be one. Cost: a look at some fifty words at most.
+    /// The lowest bucket that has an entry; there must be one. Cost: a look at six words at most.
     std::size_t firstBucket() const {
         std::size_t word = 0;
         while (aUsed[word] == 0)
@@ -51,7 +51,7 @@ public:
     void clear() { *this = BucketQueue(); }
 
 private:
-    static constexpr int PER_OCTAVE_BITS = 4;
+    static constexpr int PER_OCTAVE_BITS = 1;
     static constexpr std::size_t NUM_BUCKETS = 192 << PER_OCTAVE_BITS;
     struct Bucket {
         std::vector<std::uint32_t> vNumber;

@@ -49,10 +49,9 @@ public:
     /// corner: any of them. Returns whether the fan is closed.
     template <typename Visit>
     bool forFan(Index corner, Visit&& visit) const;
-    /// Whether the vertex is on the border. It must be used.
-    bool isOnBorder(Index vertex) const {
-        return forFan(vCorner[vertex], [](Index) {}) == false;
-    }
+    /// The same in any order, which takes half as long.
+    template <typename Visit>
+    void forFanInAnyOrder(Index corner, Visit&& visit) const;
     Vector3 placeAt(Index corner) const { return vPlace[vVertex[corner]]; }
     /// Twice the area, along the normal.
     Vector3 normalOf(Index triangle) const {
@@ -104,6 +103,22 @@ bool FlatSurface::forFan(Index corner, Visit&& visit) const {
         c = following;
     } while (c != NONE && c != first);
     return bClosed;
+}
+
+template <typename Visit>
+void FlatSurface::forFanInAnyOrder(Index corner, Visit&& visit) const {
+    Index c = corner;
+    do {
+        const Index following = turn(c);
+        visit(c);
+        c = following;
+    } while (c != NONE && c != corner);
+    if (c == corner) return;
+    for (c = turnBack(corner); c != NONE;) {
+        const Index following = turnBack(c);
+        visit(c);
+        c = following;
+    }
 }
 
 /// Whether the height of a triangle is at most a millionth of its longest side, which is what makeManifold() removes.

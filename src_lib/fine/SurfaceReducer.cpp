@@ -51,14 +51,14 @@ constexpr double MIN_FOLD_COSINE = -0.3;
 // No vertex of more triangles arises; this also bounds the cost of looking at a collapse.
 constexpr std::size_t MAX_DEGREE = 64;
 
-double qualityOf(const Vector3& normal, const Vector3& p, const Vector3& q, const Vector3& r) {
+double qualityOf(double area, const Vector3& p, const Vector3& q, const Vector3& r) {
     const double sum = (q - p).sqLength() + (r - q).sqLength() + (p - r).sqLength();
-    return 3.4641016151377544 * normal.length() / sum;
+    return 6.928203230275509 * area / sum;
 }
 
+/// Of two normals of length 1; what has none lies as the other one.
 double cosineOf(const Vector3& a, const Vector3& b) {
-    const double length = std::sqrt(a.sqLength() * b.sqLength());
-    return length > 0.0 ? a * b / length : 1.0;
+    return a.isDegenerate() || b.isDegenerate() ? 1.0 : a * b;
 }
 
 }  // namespace
@@ -69,6 +69,7 @@ SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, D
       pGuard(pTheGuard),
       numLeft(theSurface.numTriangles()),
       vMoved(theSurface.numVertices(), 0),
+      vPlane(theSurface.numTriangles()),
       vQuadric(theSurface.numVertices()),
       vChangedAround(theSurface.numVertices(), 1),
       vKind(theSurface.numVertices(), FREE),
@@ -78,6 +79,7 @@ SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, D
 
 void SurfaceReducer::run() {
     if (numLeft <= rules.numTriangles) return;
+    computePlanes();
     markLines();
     setKinds();
     const ProgressStep step("SR_collapse", numLeft - rules.numTriangles);
@@ -96,33 +98,59 @@ void SurfaceReducer::run() {
     step.finish();
 }
 
+SurfaceReducer::TrianglePlane SurfaceReducer::planeOf(const Vector3& normal) {
+    const double length = normal.length();
+    return length > 0.0 ? TrianglePlane{normal / length, length / 2.0} : TrianglePlane{Vector3(), 0.0};
+}
+
 // ---- Before the first collapse ------------------------------------------------------------------------------------------
 
+void SurfaceReducer::computePlanes() {
+    forChunks_MT(vPlane.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t t = begin; t < end; ++t)
+            vPlane[t] = planeOf(surface.normalOf(static_cast<Index>(t)));
+    });
+}
+
 void SurfaceReducer::markLines() {
-    const double minCosine = rules.featureAngle < 180.0 ? std::cos(rules.featureAngle / DEGREES_PER_RADIAN) : -2.0;
+    const bool bFolds = rules.featureAngle < 180.0;
+    const double minCosine = std::cos(rules.featureAngle / DEGREES_PER_RADIAN);
     forChunks_MT(vLine.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto c = static_cast<Index>(i);
-            vLine[i] =
-                isBorder(c) || cosineOf(surface.normalOf(c / 3), surface.normalOf(surface.vOpposite[c] / 3)) < minCosine;
+            vLine[i] = isBorder(c) ||
+                       (bFolds && cosineOf(vPlane[c / 3].normal, vPlane[surface.vOpposite[c] / 3].normal) < minCosine);
         }
     });
 }
 
 void SurfaceReducer::setKinds() {
     const double maxBend = rules.featureAngle < 180.0 ? std::cos(rules.featureAngle / DEGREES_PER_RADIAN) : -2.0;
-    for (Index v = 0; v < vKind.size(); ++v) {
-        std::vector<Index> vEnd;  // the other ends of the lines at v
-        const bool bClosed = surface.forFan(surface.vCorner[v], [&](Index c) {
-            if (vLine[FlatSurface::previous(c)] != 0) vEnd.push_back(surface.vVertex[FlatSurface::next(c)]);
-            if (isBorder(FlatSurface::next(c))) vEnd.push_back(surface.vVertex[FlatSurface::previous(c)]);
-        });
-        if (vEnd.empty()) continue;
-        vKind[v] = FIXED;
-        if (vEnd.size() != 2 || (rules.bKeepBorders && !bClosed)) continue;
-        const Vector3 in = surface.vPlace[v] - surface.vPlace[vEnd[0]], out = surface.vPlace[vEnd[1]] - surface.vPlace[v];
-        if (cosineOf(in, out) >= maxBend) vKind[v] = ON_LINE;
-    }
+    forChunks_MT(vKind.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto v = static_cast<Index>(i);
+            Index aEnd[2] = {v, v};  // the other ends of the first two lines at v
+            std::size_t numLines = 0;
+            bool bBorder = false;
+            const auto addLine = [&](Index end) {
+                if (numLines < 2) aEnd[numLines] = end;
+                ++numLines;
+            };
+            surface.forFanInAnyOrder(surface.vCorner[v], [&](Index c) {
+                const Index next = FlatSurface::next(c), previous = FlatSurface::previous(c);
+                if (vLine[previous] != 0) addLine(surface.vVertex[next]);
+                if (!isBorder(next)) return;
+                bBorder = true;
+                addLine(surface.vVertex[previous]);
+            });
+            if (numLines == 0) continue;
+            const Vector3 in = surface.vPlace[v] - surface.vPlace[aEnd[0]],
+                          out = surface.vPlace[aEnd[1]] - surface.vPlace[v];
+            const bool bFixed =
+                numLines != 2 || (rules.bKeepBorders && bBorder) || cosineOf(normalize(in), normalize(out)) < maxBend;
+            vKind[v] = bFixed ? FIXED : ON_LINE;
+        }
+    });
 }
 
 void SurfaceReducer::refreshQuadric(Index vertex) {
@@ -131,14 +159,11 @@ void SurfaceReducer::refreshQuadric(Index vertex) {
         const Vector3 p = surface.placeAt(FlatSurface::next(c)), along = surface.placeAt(FlatSurface::previous(c)) - p;
         sum += Quadric(normalize(crossProduct(along, unit)), p, BORDER_WEIGHT * along.sqLength());
     };
-    surface.forFan(surface.vCorner[vertex], [&](Index c) {
-        const Vector3 normal = surface.normalOf(c / 3);
-        const double twiceArea = normal.length();
-        if (!(twiceArea > 0.0)) return;
-        const Vector3 unit = normal / twiceArea;
-        sum += Quadric(unit, surface.placeAt(c), twiceArea / 2);
+    surface.forFanInAnyOrder(surface.vCorner[vertex], [&](Index c) {
+        const TrianglePlane& plane = vPlane[c / 3];
+        sum += Quadric(plane.normal, surface.vPlace[vertex], plane.area);
         for (const Index side : {FlatSurface::next(c), FlatSurface::previous(c)})
-            if (isBorder(side)) addWall(side, unit);
+            if (isBorder(side)) addWall(side, plane.normal);
     });
     vQuadric[vertex] = sum;
     vChangedAround[vertex] = 0;
@@ -160,12 +185,8 @@ std::optional<SurfaceReducer::Plan> SurfaceReducer::planFor(Index corner) const 
     };
     Quadric sum = vQuadric[u];
     sum += vQuadric[v];
-    for (const Index c : {corner, surface.vOpposite[corner]}) {  // both have these
-        if (c == FlatSurface::NONE) continue;
-        const Vector3 normal = surface.normalOf(c / 3);
-        const double twiceArea = normal.length();
-        if (twiceArea > 0.0) sum += Quadric(normal / twiceArea, surface.placeAt(c), -twiceArea / 2);
-    }
+    for (const Index c : {corner, surface.vOpposite[corner]})  // both have these
+        if (c != FlatSurface::NONE) sum += Quadric(vPlane[c / 3].normal, surface.placeAt(c), -vPlane[c / 3].area);
     std::optional<Plan> best;
     const auto consider = [&](Index from, Index to, const Vector3& place, bool bMoves) {
         const double cost = sum.at(place);
@@ -221,7 +242,7 @@ void SurfaceReducer::enterAround(Index vertex) {
         const Index across = surface.vOpposite[side];
         if (vQueued[side] == 0 && (across == FlatSurface::NONE || vQueued[across] == 0)) enter(side);
     };
-    surface.forFan(surface.vCorner[vertex], [&](Index c) {
+    surface.forFanInAnyOrder(surface.vCorner[vertex], [&](Index c) {
         enterNew(FlatSurface::previous(c));
         if (isBorder(FlatSurface::next(c))) enterNew(FlatSurface::next(c));
     });
@@ -264,17 +285,18 @@ bool SurfaceReducer::keepsDistance(Index corner, const Plan& plan) {
 bool SurfaceReducer::gatherFans(Index corner) {
     const auto gather = [this](Index start, std::vector<Index>& vFan) {
         vFan.clear();
-        Index first = start;
-        for (std::size_t numSteps = 0; numSteps <= MAX_DEGREE; ++numSteps) {
-            const Index back = surface.turnBack(first);
-            if (back == FlatSurface::NONE || back == start) break;
-            first = back;
-        }
-        for (Index c = first; c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE;) {
+        Index c = start;
+        for (; c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turn(c)) {
+            if (c == start && !vFan.empty()) return;
             vFan.push_back(c);
-            c = surface.turn(c);
-            if (c == first) break;
         }
+        if (c != FlatSurface::NONE) return;
+        // It ends at a border: what is before the start comes first.
+        const std::size_t numBehind = vFan.size();
+        for (c = surface.turnBack(start); c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turnBack(c))
+            vFan.push_back(c);
+        std::reverse(vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
+        std::rotate(vFan.begin(), vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
     };
     gather(FlatSurface::next(corner), vFanU);
     gather(FlatSurface::previous(corner), vFanV);
@@ -321,12 +343,13 @@ bool SurfaceReducer::keepsShape(const Plan& plan) {
             const Index c = vFan[(last + i) % n];
             if (isRemoved(c)) continue;
             const Vector3 p = surface.placeAt(FlatSurface::next(c)), q = surface.placeAt(FlatSurface::previous(c));
-            const Vector3 before = surface.normalOf(c / 3), after = crossProduct(p - plan.place, q - plan.place);
-            if (!(before * after > MIN_TURN_COSINE * std::sqrt(before.sqLength() * after.sqLength()))) return false;
+            const TrianglePlane after = planeOf(crossProduct(p - plan.place, q - plan.place));
+            if (!(cosineOf(vPlane[c / 3].normal, after.normal) > MIN_TURN_COSINE)) return false;
             if (isFlat(plan.place, p, q)) return false;
-            worstQuality = std::min(worstQuality, qualityOf(after, plan.place, p, q));
-            if (!isBorder(c)) worstFold = std::min(worstFold, cosineOf(after, surface.normalOf(surface.vOpposite[c] / 3)));
-            vChanged.push_back({c, before, after});
+            worstQuality = std::min(worstQuality, qualityOf(after.area, plan.place, p, q));
+            if (!isBorder(c))
+                worstFold = std::min(worstFold, cosineOf(after.normal, vPlane[surface.vOpposite[c] / 3].normal));
+            vChanged.push_back({c, after});
         }
         return true;
     };
@@ -335,7 +358,7 @@ bool SurfaceReducer::keepsShape(const Plan& plan) {
     for (std::size_t i = 0; i < vChanged.size(); ++i) {
         const Changed &one = vChanged[i], &two = vChanged[(i + 1) % vChanged.size()];
         if (surface.vVertex[FlatSurface::next(one.corner)] != surface.vVertex[FlatSurface::previous(two.corner)]) continue;
-        worstFold = std::min(worstFold, cosineOf(one.after, two.after));
+        worstFold = std::min(worstFold, cosineOf(one.plane.normal, two.plane.normal));
     }
     if (worstQuality >= MIN_QUALITY && worstFold >= MIN_FOLD_COSINE) return true;
     return hasWorseBefore(vFanU, worstQuality, worstFold) || hasWorseBefore(vFanV, worstQuality, worstFold);
@@ -346,12 +369,13 @@ bool SurfaceReducer::keepsShape(const Plan& plan) {
 bool SurfaceReducer::hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const {
     double worstQuality = quality >= MIN_QUALITY ? -1.0 : 1.0, worstFold = fold >= MIN_FOLD_COSINE ? -2.0 : 1.0;
     for (const Index c : vFan) {
-        const Vector3 normal = surface.normalOf(c / 3);
-        worstQuality = std::min(worstQuality, qualityOf(normal, surface.placeAt(c), surface.placeAt(FlatSurface::next(c)),
-                                                        surface.placeAt(FlatSurface::previous(c))));
+        const TrianglePlane& plane = vPlane[c / 3];
+        worstQuality =
+            std::min(worstQuality, qualityOf(plane.area, surface.placeAt(c), surface.placeAt(FlatSurface::next(c)),
+                                             surface.placeAt(FlatSurface::previous(c))));
         for (const Index side : {c, FlatSurface::next(c), FlatSurface::previous(c)})
             if (!isBorder(side))
-                worstFold = std::min(worstFold, cosineOf(normal, surface.normalOf(surface.vOpposite[side] / 3)));
+                worstFold = std::min(worstFold, cosineOf(plane.normal, vPlane[surface.vOpposite[side] / 3].normal));
     }
     return worstQuality <= quality && worstFold <= fold;
 }
@@ -374,9 +398,11 @@ void SurfaceReducer::collapse(Index corner, const Plan& plan) {
         vMoved[plan.to] = 1;
     }
     vChangedAround[plan.to] = 1;
-    for (const Changed& changed : vChanged)
+    for (const Changed& changed : vChanged) {
+        vPlane[changed.corner / 3] = changed.plane;
         for (const Index c : {FlatSurface::next(changed.corner), FlatSurface::previous(changed.corner)})
             vChangedAround[surface.vVertex[c]] = 1;
+    }
     if (pGuard != nullptr) pGuard->accept();
     enterAround(plan.to);
 }

@@ -50,12 +50,19 @@ private:
         double cost;
         bool bMoves;  ///< "to" goes to a new place
     };
+    struct TrianglePlane {
+        Vector3 normal;  ///< of length 1; zero without area
+        double area;
+    };
     /// A triangle around a collapse that remains: the corner that moves, and what the move makes of it.
     struct Changed {
         Index corner;
-        Vector3 before, after;  ///< normals, twice the area long
+        TrianglePlane plane;
     };
 
+    /// normal: twice the area long
+    static TrianglePlane planeOf(const Vector3& normal);
+    void computePlanes();
     void markLines();
     void setKinds();
     void refreshQuadric(Index vertex);
@@ -83,12 +90,13 @@ private:
     DistanceGuard* const pGuard;
     std::size_t numLeft;
     std::vector<char> vMoved;
-    std::vector<Quadric> vQuadric;     // per vertex
-    std::vector<char> vChangedAround;  // per vertex: its quadric is out of date
-    std::vector<char> vKind;           // per vertex
-    std::vector<char> vLine;           // per corner: its side is a line
-    std::vector<char> vQueued;         // per corner: an entry of it is in the queue
-    std::vector<std::uint32_t> vMark;  // per vertex: for keepsTopology()
+    std::vector<TrianglePlane> vPlane;  // per triangle
+    std::vector<Quadric> vQuadric;      // per vertex
+    std::vector<char> vChangedAround;   // per vertex: its quadric is out of date
+    std::vector<char> vKind;            // per vertex
+    std::vector<char> vLine;            // per corner: its side is a line
+    std::vector<char> vQueued;          // per corner: an entry of it is in the queue
+    std::vector<std::uint32_t> vMark;   // per vertex: for keepsTopology()
     std::uint32_t mark = 0;
     BucketQueue queue;  // of corners, for the edges that are their sides
 

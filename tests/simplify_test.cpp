@@ -279,6 +279,38 @@ TEST(ShapeReduce, staysWithinTheDistance) {
         }
 }
 
+// Two spheres, one closely in the other: by themselves coarse triangles of one pass through the other.
+TEST(ShapeReduce, letsNothingCrossWhenAsked) {
+    Soup soup = sphere(4);
+    const Soup inner = moved(soup, 0.99, 0.0);
+    for (const auto& [a, b, c] : inner.vT) {
+        const int n = static_cast<int>(inner.vVtx.size());
+        soup.vT.push_back({n + a, n + c, n + b});
+    }
+    soup.vVtx.insert(soup.vVtx.end(), inner.vVtx.begin(), inner.vVtx.end());
+    for (const bool bMove : {true, false})
+        for (const bool bNoCrossings : {true, false}) {
+            const MeshPtr pMesh = meshOf(soup);
+            ReduceOptions options;
+            options.numTriangles = 300;
+            options.bMoveVertices = bMove;
+            options.bNoCrossings = bNoCrossings;
+            const ReduceReport done = reduce(pMesh, options);
+            EXPECT_EQ(countSelfIntersections(pMesh) == 0, bNoCrossings) << done.numAfter;
+            EXPECT_LT(done.numAfter, 1000U);
+            EXPECT_EQ(firstFlawButFacing(*pMesh->getRMesh()), "");
+        }
+    // Where there are crossings already, it goes on.
+    Soup crossed = withNoise(torus(40, 20), 0.5, 3);
+    const MeshPtr pMesh = meshOf(crossed);
+    const std::size_t numBefore = countSelfIntersections(pMesh);
+    ReduceOptions options;
+    options.numTriangles = 300;
+    options.bNoCrossings = true;
+    EXPECT_LT(reduce(pMesh, options).numAfter, 1000U);
+    EXPECT_TRUE(numBefore > 0 && countSelfIntersections(pMesh) <= numBefore) << numBefore;
+}
+
 // What greedy reduction can be held against: the best even triangulation of a sphere of that many triangles is .0005 away on
 // average, and one with its vertices on the sphere .0021.
 TEST(ShapeReduce, isNearlyAsCloseAsCanBe) {

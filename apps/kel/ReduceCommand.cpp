@@ -22,6 +22,7 @@ struct ReduceRequest {
 void reduceToTarget(const MeshPtr& pMesh, const ReduceRequest& request, Program& program) {
     ReduceOptions options = request.target;
     options.bMoveVertices = !request.bKeepVertices;
+    options.bNoCrossings = request.change.bNoCrossings;
     if (request.ratio > 0.0) {
         std::vector<Point3*> vCorners;
         pMesh->getTriangles(vCorners);

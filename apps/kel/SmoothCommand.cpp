@@ -32,6 +32,8 @@ void addSmoothCommand(CLI::App& app, Program& program) {
         pRounds->type_name("N")->check(smoothRounds);
     pTaubin->excludes(pMeans)->excludes(pBilateral);
     pBilateral->excludes(pMeans);
+    for (CLI::Option* pOwnWay : {pTaubin, pBilateral})
+        pOwnWay->excludes(command.get_option("--no-crossings"));
     command
         .add_option("--edge-angle", pRequest->options.edgeAngle,
                     "Folds of more than twice D degrees are edges; 25 without the option")

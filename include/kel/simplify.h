@@ -22,6 +22,9 @@ struct ReduceOptions {
     bool bKeepBorders = false;   ///< Border vertices stay as they are; with false they are reduced along the border.
     bool bKeepFeatures = false;  ///< Folds above featureAngle stay: they are only reduced along themselves.
     double featureAngle = 40.0;  ///< Degrees between the normals of two triangles, from 0 to 180.
+    /// No collapse makes more triangles pass through each other, see countSelfIntersections(): a mesh without
+    /// self-intersections gets none. Takes some three times as long.
+    bool bNoCrossings = false;
 };
 
 /// What reduce() did.

@@ -7,6 +7,7 @@
 #include <optional>
 #include <vector>
 
+#include "CrossingGuard.h"
 #include "DistanceGuard.h"
 #include "FlatSurface.h"
 #include "ManifoldMaker.h"
@@ -73,8 +74,18 @@ struct Reduced {
     double distance;  ///< proved, in units of the surface; -1.0 when there is no limit
 };
 
-void runOnce(Reduced& reduced, const SurfaceReducer::Rules& rules, DistanceGuard* pGuard) {
-    SurfaceReducer reducer(*reduced.pSurface, rules, pGuard);
+/// pDistanceGuard: null for none.
+void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDistanceGuard) {
+    SurfaceReducer::Rules rules;
+    rules.numTriangles = options.numTriangles;
+    rules.bMoveVertices = options.bMoveVertices;
+    rules.bKeepBorders = options.bKeepBorders;
+    rules.featureAngle = options.bKeepFeatures ? options.featureAngle : 180.0;
+    std::vector<CollapseGuard*> vGuard;
+    if (pDistanceGuard != nullptr) vGuard.push_back(pDistanceGuard);
+    std::optional<CrossingGuard> crossingGuard;
+    if (options.bNoCrossings) vGuard.push_back(&crossingGuard.emplace(*reduced.pSurface));
+    SurfaceReducer reducer(*reduced.pSurface, rules, vGuard);
     reducer.run();
     reduced.vMoved = reducer.moved();
     // As they will be in the mesh: what is proved is proved of that.
@@ -83,9 +94,9 @@ void runOnce(Reduced& reduced, const SurfaceReducer::Rules& rules, DistanceGuard
             reduced.pSurface->vPlace[v] = reduced.pSurface->toOwn(reduced.pSurface->toMesh(reduced.pSurface->vPlace[v]));
 }
 
-Reduced reduceFreely(std::unique_ptr<FlatSurface> pSurface, const SurfaceReducer::Rules& rules) {
+Reduced reduceFreely(std::unique_ptr<FlatSurface> pSurface, const ReduceOptions& options) {
     Reduced reduced{std::move(pSurface), {}, -1.0};
-    runOnce(reduced, rules, nullptr);
+    runOnce(reduced, options, nullptr);
     return reduced;
 }
 
@@ -100,11 +111,11 @@ std::optional<double> distanceBetween(const FlatSurface& one, const FlatSurface&
 }
 
 /// With a limit to the distance, which is proved; as a last resort the surface as it was.
-Reduced reduceWithin(const FlatSurface& original, const SurfaceReducer::Rules& rules, double maxDistance) {
+Reduced reduceWithin(const FlatSurface& original, const ReduceOptions& options, double maxDistance) {
     for (const double part : SAMPLE_LIMITS) {
         Reduced reduced{std::make_unique<FlatSurface>(original), {}, -1.0};
         DistanceGuard guard(*reduced.pSurface, part * maxDistance);
-        runOnce(reduced, rules, &guard);
+        runOnce(reduced, options, &guard);
         const auto proved = distanceBetween(original, *reduced.pSurface, std::max(maxDistance, ROUNDING));
         if (!proved) continue;
         reduced.distance = *proved;
@@ -138,13 +149,8 @@ ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options) {
     if (options.numTriangles >= report.numBefore) return report;
     OwnRun run(progressForShapeReduce());
     std::unique_ptr<FlatSurface> pOriginal = manifoldSurface(*pRMesh, report.bMadeManifold);
-    SurfaceReducer::Rules rules;
-    rules.numTriangles = options.numTriangles;
-    rules.bMoveVertices = options.bMoveVertices;
-    rules.bKeepBorders = options.bKeepBorders;
-    rules.featureAngle = options.bKeepFeatures ? options.featureAngle : 180.0;
-    Reduced reduced = options.maxDistance > 0.0 ? reduceWithin(*pOriginal, rules, options.maxDistance * pOriginal->scale())
-                                                : reduceFreely(std::move(pOriginal), rules);
+    Reduced reduced = options.maxDistance > 0.0 ? reduceWithin(*pOriginal, options, options.maxDistance * pOriginal->scale())
+                                                : reduceFreely(std::move(pOriginal), options);
     if (options.maxDistance > 0.0)
         report.distance = std::min(reduced.distance / reduced.pSurface->scale(), options.maxDistance);
     std::unique_ptr<RMesh> pReduced = meshOf(*reduced.pSurface, reduced.vMoved, pRMesh->getSideLen());

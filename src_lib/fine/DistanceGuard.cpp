@@ -28,8 +28,9 @@ DistanceGuard::DistanceGuard(const FlatSurface& theSurface, double maxDistance)
     }
 }
 
-bool DistanceGuard::allows(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved, const Vector3& place) {
-    gather(vKept, vRemoved);
+bool DistanceGuard::allows(const Collapse& collapse) {
+    gather(collapse);
+    const Vector3 place = collapse.place;
     for (Home& home : vHome)
         if (!findHome(home, place)) return false;
     if (!isNearOriginal(place)) return false;
@@ -38,18 +39,18 @@ bool DistanceGuard::allows(const std::vector<Index>& vKept, const std::vector<In
     });
 }
 
-void DistanceGuard::gather(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved) {
+void DistanceGuard::gather(const Collapse& collapse) {
     const auto isBorder = [this](Index side) { return surface.vOpposite[side] == FlatSurface::NONE; };
     vNew.clear();
     vOld.clear();
     vHome.clear();
-    for (const Index c : vKept) {
+    for (const Index c : collapse.vKept) {
         const Index next = FlatSurface::next(c), previous = FlatSurface::previous(c);
         vNew.push_back(
             {c / 3, surface.placeAt(next), surface.placeAt(previous), isBorder(c), isBorder(previous), isBorder(next)});
         vOld.push_back(c / 3);
     }
-    for (const Index c : vRemoved) {
+    for (const Index c : collapse.vRemoved) {
         vOld.push_back(c / 3);
         // What is beyond a removed triangle gets its border: the side there of a triangle that remains.
         for (const Index side : {FlatSurface::next(c), FlatSurface::previous(c)}) {

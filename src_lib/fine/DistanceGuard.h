@@ -3,7 +3,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "FlatSurface.h"
+#include "CollapseGuard.h"
 
 namespace TARN_KEL {
 
@@ -13,7 +13,7 @@ namespace TARN_KEL {
 /// one that has a border edge near them. A collapse is allowed if all vertices in the lists around it are within the limit
 /// of the new triangles, or of the new border, and the new vertex and the middles of its edges are within the limit of the
 /// original triangles nearby. That is an estimate, as places between are not looked at: distanceBound() proves it.
-class DistanceGuard {
+class DistanceGuard : public CollapseGuard {
 public:
     using Index = FlatSurface::Index;
 
@@ -21,13 +21,8 @@ public:
     /// maxDistance: in the units of the surface, above 0. Cost: O(n), 60 bytes for each triangle.
     DistanceGuard(const FlatSurface& surface, double maxDistance);
 
-    /// Whether a collapse may be done.
-    /// vKept: the corners, at the two vertices of its edge, of triangles that remain.
-    /// vRemoved: one corner of each triangle that doesn't.
-    /// place: where the vertex that remains will be.
-    bool allows(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved, const Vector3& place);
-    /// To be called when the collapse that was allowed last is done.
-    void accept();
+    bool allows(const Collapse& collapse) override;
+    void accept() override;
 
 private:
     struct NewTriangle {
@@ -39,7 +34,7 @@ private:
     struct Home {
         Index sample, triangle;
     };
-    void gather(const std::vector<Index>& vKept, const std::vector<Index>& vRemoved);
+    void gather(const Collapse& collapse);
     bool findHome(Home& home, const Vector3& place) const;
     bool isNearOriginal(const Vector3& place) const;
 

@@ -23,7 +23,6 @@
 #include <algorithm>
 #include <cmath>
 
-#include "DistanceGuard.h"
 #include "Progress.h"
 #include "geometryFunctions.h"
 #include "sortMT.h"
@@ -63,10 +62,10 @@ double cosineOf(const Vector3& a, const Vector3& b) {
 
 }  // namespace
 
-SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, DistanceGuard* pTheGuard)
+SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, const std::vector<CollapseGuard*>& vTheGuard)
     : surface(theSurface),
       rules(theRules),
-      pGuard(pTheGuard),
+      vGuard(vTheGuard),
       numLeft(theSurface.numTriangles()),
       vMoved(theSurface.numVertices(), 0),
       vPlane(theSurface.numTriangles()),
@@ -267,17 +266,20 @@ bool SurfaceReducer::collapseNext() {
 // ---- What is allowed ----------------------------------------------------------------------------------------------------
 
 bool SurfaceReducer::mayCollapse(Index corner, const Plan& plan) {
-    return gatherFans(corner) && keepsTopology(corner) && keepsShape(plan) && keepsDistance(corner, plan);
+    return gatherFans(corner) && keepsTopology(corner) && keepsShape(plan) && pleasesGuards(corner, plan);
 }
 
-bool SurfaceReducer::keepsDistance(Index corner, const Plan& plan) {
-    if (pGuard == nullptr) return true;
-    vKept.clear();
+bool SurfaceReducer::pleasesGuards(Index corner, const Plan& plan) {
+    if (vGuard.empty()) return true;
+    collapseAsked.remaining = plan.to;
+    collapseAsked.vKept.clear();
     for (const Changed& changed : vChanged)
-        vKept.push_back(changed.corner);
-    vRemoved.assign(1, corner);
-    if (!isBorder(corner)) vRemoved.push_back(surface.vOpposite[corner]);
-    return pGuard->allows(vKept, vRemoved, plan.place);
+        collapseAsked.vKept.push_back(changed.corner);
+    collapseAsked.vRemoved.assign(1, corner);
+    if (!isBorder(corner)) collapseAsked.vRemoved.push_back(surface.vOpposite[corner]);
+    collapseAsked.place = plan.place;
+    collapseAsked.bMoves = plan.bMoves;
+    return std::all_of(vGuard.begin(), vGuard.end(), [this](CollapseGuard* p) { return p->allows(collapseAsked); });
 }
 
 /// False when the vertex that remains would have too many triangles. Counting ends there, so that a hub of many triangles
@@ -403,7 +405,8 @@ void SurfaceReducer::collapse(Index corner, const Plan& plan) {
         for (const Index c : {FlatSurface::next(changed.corner), FlatSurface::previous(changed.corner)})
             vChangedAround[surface.vVertex[c]] = 1;
     }
-    if (pGuard != nullptr) pGuard->accept();
+    for (CollapseGuard* pGuard : vGuard)
+        pGuard->accept();
     enterAround(plan.to);
 }
 

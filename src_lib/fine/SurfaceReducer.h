@@ -7,12 +7,11 @@
 #include <vector>
 
 #include "BucketQueue.h"
+#include "CollapseGuard.h"
 #include "FlatSurface.h"
 #include "Quadric.h"
 
 namespace TARN_KEL {
-
-class DistanceGuard;
 
 /// Collapses the edges of a manifold surface, those that change its shape least first.
 ///
@@ -31,8 +30,8 @@ public:
         double featureAngle = 180.0;   ///< degrees; folds above it are collapsed along themselves only. 180: none is
     };
 
-    /// surface: only referred to, as is pGuard, which may forbid collapses; null for none.
-    SurfaceReducer(FlatSurface& surface, const Rules& rules, DistanceGuard* pGuard);
+    /// surface: only referred to, as are the guards.
+    SurfaceReducer(FlatSurface& surface, const Rules& rules, const std::vector<CollapseGuard*>& vGuard);
 
     /// Collapses until the number of triangles is reached or no collapse is left that may be done. Counts under the step
     /// "SR_collapse". Cost: O(n log n).
@@ -80,14 +79,14 @@ private:
     bool gatherFans(Index corner);
     bool keepsTopology(Index corner);
     bool keepsShape(const Plan& plan);
-    bool keepsDistance(Index corner, const Plan& plan);
+    bool pleasesGuards(Index corner, const Plan& plan);
     bool hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const;
     void collapse(Index corner, const Plan& plan);
     void removeTriangle(Index corner);
 
     FlatSurface& surface;
     const Rules rules;
-    DistanceGuard* const pGuard;
+    const std::vector<CollapseGuard*> vGuard;
     std::size_t numLeft;
     std::vector<char> vMoved;
     std::vector<TrianglePlane> vPlane;  // per triangle
@@ -104,7 +103,7 @@ private:
     // that they are the fan around the vertex that remains; then those of them that remain.
     std::vector<Index> vFanU, vFanV;
     std::vector<Changed> vChanged;
-    std::vector<Index> vKept, vRemoved;  // for the guard
+    Collapse collapseAsked;  // for the guards
 };
 
 }  // namespace TARN_KEL

@@ -29,7 +29,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MIN_PARALLEL = 1000;
+constexpr std::size_t MIN_PARALLEL_MOVES = 1000;
 constexpr double STEP_IN = 0.6307;
 // After so many rounds most of the turn is done.
 constexpr int FOLLOW_ROUNDS = 20;
@@ -90,7 +90,7 @@ void SurfaceSmoother::step(const std::vector<Vector3>& vFrom, double factor, std
                 vTo[v] += (sum / static_cast<double>(n) - vFrom[v]) * factor;
             }
         },
-        MIN_PARALLEL);
+        MIN_PARALLEL_MOVES);
 }
 
 // ---- By normals ---------------------------------------------------------------------------------------------------------
@@ -115,7 +115,7 @@ std::vector<Vector3> SurfaceSmoother::smoothNormals(int numRounds, double edgeAn
                 for (std::size_t t = begin; t < end; ++t)
                     work(static_cast<Index>(t));
             },
-            MIN_PARALLEL);
+            MIN_PARALLEL_MOVES);
     };
     std::vector<Vector3> vNormal(surface.numTriangles()), vNext(surface.numTriangles());
     forTriangles([&](Index t) { vNormal[t] = normalize(surface.normalOf(t)); });
@@ -183,7 +183,7 @@ void SurfaceSmoother::follow(const std::vector<Vector3>& vNormal, std::vector<Ve
                 vTo[v] += sum / number;
             }
         },
-        MIN_PARALLEL);
+        MIN_PARALLEL_MOVES);
 }
 
 // ---- The guard ----------------------------------------------------------------------------------------------------------
@@ -198,7 +198,7 @@ void SurfaceSmoother::moveTo(std::vector<Vector3>& vTo) {
             for (std::size_t t = begin; t < end; ++t)
                 vSpoilt[t] = spoils(static_cast<Index>(t), vTo) ? 1 : 0;
         },
-        MIN_PARALLEL);
+        MIN_PARALLEL_MOVES);
     std::vector<Index> vOpen;  // triangles to look at
     for (Index t = 0; t < vSpoilt.size(); ++t)
         if (vSpoilt[t] != 0) vOpen.push_back(t);

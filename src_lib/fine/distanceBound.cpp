@@ -23,7 +23,7 @@ constexpr std::size_t MAX_PIECES = 2000, MANY_PIECES = 50;  // of a triangle
 constexpr double CLOSE = 0.125;
 // A cut that takes away less of a piece is none: rounding could cut off as little again and again.
 constexpr double MIN_SHARE = 1e-3;
-constexpr std::size_t MIN_PARALLEL = 256;
+constexpr std::size_t MIN_PARALLEL_PROOFS = 256;
 
 Vector3 middleOf(const Polygon& polygon) {
     Vector3 sum;
@@ -151,7 +151,7 @@ std::optional<double> distanceBound(const std::vector<TrianglePlaces>& vFrom, co
                 vBound[i] = prover.bound();
             }
         },
-        MIN_PARALLEL);
+        MIN_PARALLEL_PROOFS);
     if (bFailed) return std::nullopt;
     double bound = 0.0;
     for (const double b : vBound)

@@ -1,0 +1,85 @@
+#include "CrossingGuard.h"
+
+#include <algorithm>
+#include <cmath>
+#include <limits>
+
+namespace TARN_KEL {
+
+namespace {
+
+double meanSide(const FlatSurface& surface) {
+    double sum = 0.0;
+    for (FlatSurface::Index c = 0; c < surface.vVertex.size(); ++c)
+        sum += (surface.placeAt(FlatSurface::next(c)) - surface.placeAt(c)).length();
+    const double mean = sum / static_cast<double>(std::max<std::size_t>(surface.vVertex.size(), 1)) / surface.scale();
+    return std::isfinite(mean) && mean > 0.0 ? mean : 1.0;
+}
+
+std::vector<Point3> sourcesOf(const FlatSurface& surface) {
+    std::vector<Point3> vPlace;
+    vPlace.reserve(surface.numVertices());
+    for (const Point3* p : surface.vSource)
+        vPlace.push_back(*p);
+    return vPlace;
+}
+
+}  // namespace
+
+CrossingGuard::CrossingGuard(const FlatSurface& theSurface)
+    : surface(theSurface), vPlace(sourcesOf(theSurface)), index(meanSide(theSurface)) {
+    for (Index t = 0; t < surface.numTriangles(); ++t)
+        index.insert(t, cornersOf(t));
+}
+
+TriangleCorners CrossingGuard::cornersOf(Index triangle) const {
+    return {vPlace[surface.vVertex[3 * triangle]], vPlace[surface.vVertex[3 * triangle + 1]],
+            vPlace[surface.vVertex[3 * triangle + 2]]};
+}
+
+bool CrossingGuard::allows(const Collapse& collapse) {
+    remaining = collapse.remaining;
+    place = collapse.bMoves ? surface.toMesh(collapse.place) : vPlace[remaining];
+    vOld.clear();
+    vKept.clear();
+    vNew.clear();
+    for (const Index c : collapse.vRemoved)
+        vOld.push_back(c / 3);
+    for (const Index c : collapse.vKept) {
+        vOld.push_back(c / 3);
+        vKept.push_back(c / 3);
+        vNew.push_back(
+            {place, vPlace[surface.vVertex[FlatSurface::next(c)]], vPlace[surface.vVertex[FlatSurface::previous(c)]]});
+    }
+    std::sort(vOld.begin(), vOld.end());
+    const std::size_t numNew = numCrossings(vNew, std::numeric_limits<std::size_t>::max());
+    if (numNew == 0) return true;
+    std::vector<TriangleCorners> vBefore;
+    for (const Index t : vOld)
+        vBefore.push_back(cornersOf(t));
+    return numCrossings(vBefore, numNew) >= numNew;
+}
+
+/// Of the triangles with each other and with those that aren't old; stops counting at enough.
+std::size_t CrossingGuard::numCrossings(const std::vector<TriangleCorners>& vT, std::size_t enough) const {
+    std::size_t number = 0;
+    for (std::size_t i = 0; i < vT.size() && number < enough; ++i) {
+        for (std::size_t j = 0; j < i; ++j)
+            number += boxOf(vT[i]).intersects(boxOf(vT[j])) && areCrossing(vT[i], vT[j]) ? 1 : 0;
+        index.forEachNear(boxOf(vT[i]), [&](CrossingIndex::Id id) {
+            if (number >= enough || std::binary_search(vOld.begin(), vOld.end(), id)) return;
+            number += areCrossing(vT[i], index.cornersOf(id)) ? 1 : 0;
+        });
+    }
+    return number;
+}
+
+void CrossingGuard::accept() {
+    vPlace[remaining] = place;
+    for (const Index t : vOld)
+        index.remove(t);
+    for (std::size_t i = 0; i < vKept.size(); ++i)
+        index.insert(vKept[i], vNew[i]);
+}
+
+}  // namespace TARN_KEL

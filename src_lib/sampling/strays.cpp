@@ -38,7 +38,7 @@ constexpr double REACH = 2.5;            // of the distance to the second neares
 constexpr double SHEET_FLATNESS = 0.07;  // first over second eigenvalue of a plane; twenty random places have one half
 constexpr double LINE_WIDTH = 0.12;      // second over third eigenvalue of a line
 constexpr std::size_t MIN_GROUP = 12;    // nodes; fewer random ones are in a plane by chance
-constexpr double MAX_SHARE = 0.15;       // of all points; where more are alone, the spacing says nothing about them
+constexpr double MAX_STRAY_SHARE = 0.15;       // of all points; where more are alone, the spacing says nothing about them
 
 /// Groups of nodes that stay or go together. Positions are those in a list of nodes.
 class NodeGroups {
@@ -195,7 +195,7 @@ std::vector<std::size_t> pointsOf(const std::vector<NodeId>& vNode, const Sample
 
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
     std::vector<std::size_t> vStrays = pointsOf(strayNodes(sample), sample.nodes, vPoints, sample.grid);
-    if (static_cast<double>(vStrays.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) vStrays.clear();
+    if (static_cast<double>(vStrays.size()) > MAX_STRAY_SHARE * static_cast<double>(vPoints.size())) vStrays.clear();
     return vStrays;
 }
 

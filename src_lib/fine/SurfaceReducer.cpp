@@ -71,6 +71,7 @@ SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, c
       vPlane(theSurface.numTriangles()),
       vQuadric(theSurface.numVertices()),
       vChangedAround(theSurface.numVertices(), 1),
+      vBlocked(theSurface.numVertices(), 0),
       vKind(theSurface.numVertices(), FREE),
       vLine(theSurface.vVertex.size(), 0),
       vQueued(theSurface.vVertex.size(), 0),
@@ -82,8 +83,8 @@ void SurfaceReducer::run() {
     markLines();
     setKinds();
     const ProgressStep step("SR_collapse", numLeft - rules.numTriangles);
-    // A collapse that isn't allowed is looked at again when one of its two vertices has changed, but may also become
-    // possible by changes around them. So the queue is filled anew as long as that helps much.
+    // A collapse that isn't allowed is looked at again when something around its two vertices has changed, but may also
+    // become possible by changes farther away. So the queue is filled anew as long as that helps much.
     std::size_t numBefore = 0;
     do {
         numBefore = numLeft;
@@ -258,7 +259,10 @@ bool SurfaceReducer::collapseNext() {
         push(plan->cost, corner);
         return false;
     }
-    if (!mayCollapse(corner, *plan)) return false;
+    if (!mayCollapse(corner, *plan)) {
+        vBlocked[plan->from] = vBlocked[plan->to] = 1;
+        return false;
+    }
     collapse(corner, *plan);
     return true;
 }
@@ -408,6 +412,14 @@ void SurfaceReducer::collapse(Index corner, const Plan& plan) {
     for (CollapseGuard* pGuard : vGuard)
         pGuard->accept();
     enterAround(plan.to);
+    // What was forbidden may be possible now that its surroundings have changed.
+    for (const Changed& changed : vChanged)
+        for (const Index c : {FlatSurface::next(changed.corner), FlatSurface::previous(changed.corner)}) {
+            const Index v = surface.vVertex[c];
+            if (vBlocked[v] == 0) continue;
+            vBlocked[v] = 0;
+            enterAround(v);
+        }
 }
 
 /// Removes the triangle of a corner whose side collapses, and joins what is beyond its two other sides.

@@ -92,6 +92,7 @@ private:
     std::vector<TrianglePlane> vPlane;  // per triangle
     std::vector<Quadric> vQuadric;      // per vertex
     std::vector<char> vChangedAround;   // per vertex: its quadric is out of date
+    std::vector<char> vBlocked;         // per vertex: a collapse at it was forbidden
     std::vector<char> vKind;            // per vertex
     std::vector<char> vLine;            // per corner: its side is a line
     std::vector<char> vQueued;          // per corner: an entry of it is in the queue

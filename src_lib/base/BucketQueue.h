@@ -8,11 +8,11 @@
 
 namespace TARN_KEL {
 
-/// A queue of numbers by weight that is exact to a factor of 1.5: weights that are closer may come in either order, otherwise
-/// the lower one is first. In one bucket those that were entered first are first.
+/// A queue of numbers by weight that is exact to a factor of 1.5: weights that are closer may come in either order,
+/// otherwise the lower one is first. In one bucket those that were entered first are first.
 ///
-/// Entering and removing cost O(1), without the cache misses of a heap, and an entry is four bytes. Weights are finite and not
-/// negative; those below 2^-160 count as equal, and so do those from 2^32.
+/// Entering and removing cost O(1), without the cache misses of a heap, and an entry is four bytes. Weights are finite and
+/// not negative; those below 2^-160 count as equal, and so do those from 2^32.
 class BucketQueue {
 public:
     bool empty() const { return numEntries == 0; }

@@ -24,6 +24,7 @@
 
 #include <kel/errors.h>
 #include <kel/files.h>
+#include <kel/fit.h>
 #include <kel/library.h>
 #include <kel/melt.h>
 #include <kel/mesh.h>

@@ -220,6 +220,7 @@ bool progressForShapeReduce();
 bool progressForShapeSmoothing();
 bool progressForEdgeFlips();
 bool progressForFillHoles();
+bool progressForFit();
 bool progressForManifold();
 /// temperatures: those of the annealing schedule.
 bool progressForEdgeFlipsSimA(std::span<const double> temperatures);

@@ -97,6 +97,23 @@ void uncrossMesh(const MeshPtr& pMesh, Program& program) {
     program.say("self-intersections left: " + std::to_string(numLeft));
 }
 
+void noteFit(const FitReport& done, Program& program) {
+    program.report()["fit"] = {{"points", done.numPoints},     {"pointSpacing", done.pointSpacing},
+                               {"noise", done.noise},          {"radius", done.radius},
+                               {"corners", done.numCorners},   {"onCreases", done.numOnCreases},
+                               {"flips", done.numFlips},       {"splits", done.numSplits},
+                               {"unfolded", done.numUnfolded}, {"meanMove", done.meanMove},
+                               {"maxMove", done.maxMove}};
+    if (done.pointSpacing == 0.0) {
+        program.warn("No points are near the mesh: it isn't fitted");
+        return;
+    }
+    std::ostringstream line;
+    line << "fitted to " << done.numPoints << " points: vertices moved by " << done.meanMove << " in the mean, "
+         << done.numOnCreases << " on creases, " << done.numCorners << " on corners; noise " << done.noise;
+    program.say(line.str());
+}
+
 void fillMesh(const MeshPtr& pMesh, int maxEdges, const KeepOptions& keep, Program& program) {
     int numClosed = 0;
     program.step("fill", [&] { numClosed = fillHoles(pMesh, maxEdges, keep); });

@@ -31,6 +31,8 @@ void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
 void noteManifold(const TARN_KEL::ManifoldReport& done, Program& program);
 /// See TARN_KEL::removeSelfIntersections(). Prints how many are left.
 void uncrossMesh(const TARN_KEL::MeshPtr& pMesh, Program& program);
+/// Reports what a fit to points did, and prints it, if anything.
+void noteFit(const TARN_KEL::FitReport& done, Program& program);
 /// See TARN_KEL::fillHoles(). Prints how many holes were closed.
 void fillMesh(const TARN_KEL::MeshPtr& pMesh, int maxEdges, const TARN_KEL::KeepOptions& keep, Program& program);
 

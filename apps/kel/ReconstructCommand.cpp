@@ -29,7 +29,8 @@ ReconstructOptions optionsOf(const ReconstructRequest& request) {
     ReconstructOptions options = request.options;
     if (!request.vOrigin.empty()) options.origin = Point3(request.vOrigin[0], request.vOrigin[1], request.vOrigin[2]);
     if (request.bPlain) {
-        options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold = options.bNoCrossings = false;
+        options.bFit = options.bOutliers = options.bEven = options.bCarefulGrowth = options.bManifold =
+            options.bNoCrossings = false;
         options.minPieceArea = 0.0;
         options.maxPinholeEdges = 0;
     }
@@ -73,6 +74,7 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
     tellIf(done.numAdded, "points added for even sampling");
     if (options.bManifold) noteManifold(done.manifold, program);
     tellIf(done.numPiecesDropped, "small pieces dropped");
+    if (options.bFit) noteFit(done.fit, program);
     if (done.numHolesClosed > 0 || options.maxHoleEdges > 0)
         program.say(std::to_string(done.numHolesClosed) + " hole(s) closed");
     tellIf(done.numCrossings - done.numCrossingsLeft, "self-intersections removed");
@@ -185,6 +187,8 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
         ->check(CLI::Range(0, std::numeric_limits<int>::max()))
         ->capture_default_str()
         ->excludes(pPlain);
+    addSwitch(command, "--no-fit", options.bFit,
+              "Leave vertices where the cells put them: cut edges, noise of single points");
     addSwitch(command, "--keep-crossings", options.bNoCrossings, "Leave triangles that pass through each other as they are");
     command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }

@@ -8,6 +8,7 @@
 void addCloudCommand(CLI::App& app, Program& program);
 void addConvertCommand(CLI::App& app, Program& program);
 void addFillCommand(CLI::App& app, Program& program);
+void addFitCommand(CLI::App& app, Program& program);
 void addFlipCommand(CLI::App& app, Program& program);
 void addHolesCommand(CLI::App& app, Program& program);
 void addInfoCommand(CLI::App& app, Program& program);

@@ -36,6 +36,7 @@ int runProgram(int argc, char** argv) {
     addMeltCommand(app, program);
     addCloudCommand(app, program);
     addManifoldCommand(app, program);
+    addFitCommand(app, program);
     addReduceCommand(app, program);
     addFillCommand(app, program);
     addFlipCommand(app, program);

@@ -1,6 +1,7 @@
 // From points to a mesh in one call with options, and a report of what was done.
 #pragma once
 
+#include <kel/fit.h>
 #include <kel/mesh.h>
 #include <kel/points.h>
 #include <kel/process.h>
@@ -44,6 +45,9 @@ struct ReconstructOptions {
     /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open.
     bool bNoCrossings = true;
 
+    /// Moves the mesh to where the points say that the surface is, with sharp creases and without noise, see fit().
+    bool bFit = true;
+
     // ---- The run
 
     int numThreads = 0;                        ///< Calls setNumThreads() when greater than 0.
@@ -86,6 +90,7 @@ struct ReconstructReport {
     std::size_t numPiecesDropped = 0;     ///< Pieces dropped for their small area.
     std::size_t numTrianglesDropped = 0;  ///< Triangles of those.
     int numHolesClosed = 0;               ///< Pinholes and holes.
+    FitReport fit;                        ///< What the fit to the points did.
     std::size_t numCrossings = 0;         ///< Self-intersections before they were removed; 0 when that isn't asked for.
     std::size_t numCrossingsLeft = 0;     ///< Those that couldn't be removed.
 
@@ -98,8 +103,9 @@ struct ReconstructReport {
 ///
 /// The steps: Points that aren't finite, far from all others, or alone off the surface are left out. The spacing is
 /// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
-/// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, and self-intersections removed. Each
-/// step has a switch; with all of them off the result is that of reconstruct_auto() or reconstruct_abs().
+/// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, it is fitted to the points that were
+/// passed, and self-intersections are removed. Each step has a switch; with all of them off the result is that of
+/// reconstruct_auto() or reconstruct_abs().
 ///
 /// A listener hears this run as "Reconstruct".
 ///

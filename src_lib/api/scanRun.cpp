@@ -2,7 +2,7 @@
 //
 //     points -> finite ones -> without those far from all others -> spacing -> without strays -> grid -> added points
 //            -> mesh of the cells -> manifold -> without tiny pieces -> without pinholes and holes
-//            -> without self-intersections
+//            -> fitted to the points -> without self-intersections
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
@@ -21,6 +21,7 @@
 #include "RMesh.h"
 #include "ThreadSingleton.h"
 #include "evenSampling.h"
+#include "fitRun.h"
 #include "inputPoints.h"
 #include "kel.h"
 #include "meshFlaws.h"
@@ -93,7 +94,8 @@ private:
     void takeSample(const std::vector<Point3>& vPoints);
     void addPoints(std::vector<Point3>& vPoints);
     MeshPtr makeMesh(std::vector<Point3> vPoints);
-    void finish(RMesh& mesh);
+    void finish(Mesh& mesh);
+    void mend(RMesh& mesh);
 
     const ReconstructOptions& options;
     const Watch& watch;
@@ -127,7 +129,7 @@ MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
     returnFreedMemory();
     MeshPtr pMesh;
     step("surface", [&] { pMesh = makeMesh(std::move(vPoints)); });
-    if (pMesh) finish(*pMesh->getRMesh());
+    if (pMesh) finish(*pMesh);
     return pMesh;
 }
 
@@ -204,8 +206,21 @@ MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
     return Hal(&cloudMgr).reconstruct();
 }
 
-void ScanRun::finish(RMesh& mesh) {
-    if (bFlaws) step("flaws", [&] { report.before = countFlaws(mesh); });
+void ScanRun::finish(Mesh& mesh) {
+    if (bFlaws) step("flaws", [&] { report.before = countFlaws(*mesh.pRMesh); });
+    mend(*mesh.pRMesh);
+    if (options.bFit) step("fit", [&] { report.fit = fitMesh(mesh, *pOwn, {.cellEdge = report.cellEdge}); });
+    if (options.bNoCrossings)
+        step("crossings", [&] {
+            const CrossingsRemoved done = removeCrossings(*mesh.pRMesh);
+            report.numCrossings = done.numBefore;
+            report.numCrossingsLeft = done.numAfter;
+        });
+    if (bFlaws) step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
+}
+
+/// What the cells can't tell: sheets that touch, crumbs, pinholes.
+void ScanRun::mend(RMesh& mesh) {
     if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh); });
     if (options.minPieceArea > 0.0)
         step("pieces", [&] {
@@ -222,13 +237,6 @@ void ScanRun::finish(RMesh& mesh) {
         });
     if (options.bManifold && report.numHolesClosed > 0)  // a piece with a border couldn't be turned by its volume
         step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
-    if (options.bNoCrossings)
-        step("crossings", [&] {
-            const CrossingsRemoved done = removeCrossings(mesh);
-            report.numCrossings = done.numBefore;
-            report.numCrossingsLeft = done.numAfter;
-        });
-    if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
 }
 
 }  // namespace

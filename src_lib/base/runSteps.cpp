@@ -17,7 +17,8 @@ constexpr StepShare STEPS_RECONSTRUCT[] = {
 };
 // Before the points become a mesh, and on the mesh.
 constexpr StepShare STEPS_AROUND[] = {{"SC_far", 5},   {"SC_nodes", 8}, {"SC_stray", 5}, {"SC_around", 15}, {"SC_planes", 5},
-                                      {"SC_stars", 5}, {"SC_gaps", 5},  {"MF_make", 10}, {"RT_fill", 10},   {"SC_flaws", 5}};
+                                      {"SC_stars", 5}, {"SC_gaps", 5},  {"MF_make", 10}, {"RT_fill", 10},   {"SC_flaws", 5},
+                                      {"FT_points", 15}, {"FT_rounds", 15}};
 constexpr StepShare STEPS_ESTIMATION[] = {{"CL_eres", 3}, {"SM_run", 3}, {"CL_creb", 3}};
 constexpr StepShare STEPS_MELT[] = {
     {"dih2e", 0.061},       {"reo", 0.013},          {"rFins", 0.002},    {"feate", 0.019},    {"nfeate", 0.084},
@@ -41,6 +42,7 @@ constexpr StepShare STEPS_EDGE_FLIPS_SIM_A[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT"
 constexpr StepShare STEPS_SMOOTHING[] = {{"border", 1}, {"list", 2}, {"RM_kdeg", 10}};
 
 constexpr StepShare STEPS_MANIFOLD[] = {{"MF_make", 1}};
+constexpr StepShare STEPS_FIT[] = {{"FT_points", 1}, {"FT_rounds", 1}};
 constexpr StepShare STEPS_FILL_HOLES[] = {{"RT_fill", 1}};
 
 // A run of its own, unless one is open.
@@ -125,6 +127,10 @@ bool progressForEdgeFlips() {
 
 bool progressForFillHoles() {
     return plantUnlessOpen("FillHoles", STEPS_FILL_HOLES);
+}
+
+bool progressForFit() {
+    return plantUnlessOpen("Fit", STEPS_FIT);
 }
 
 bool progressForManifold() {

@@ -1,0 +1,49 @@
+// kel fit: moves a mesh to where points say that the surface is.
+#include <memory>
+
+#include "PostProcessing.h"
+#include "commands.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+struct FitRequest {
+    MeshChange change;
+    std::string cloud;
+    FitOptions options;
+    bool bKeepNoise = false;
+};
+
+void fit(FitRequest& request, Program& program) {
+    Program::requirePointInput(request.cloud);
+    request.options.bNoise = !request.bKeepNoise;
+    const std::vector<Point3> vPoints = program.readPoints(request.cloud, "cloud");
+    changeMesh(
+        request.change,
+        [&](const MeshPtr& pMesh) {
+            FitReport done;
+            program.step("fit", [&] { done = fit(pMesh, vPoints, request.options); });
+            noteFit(done, program);
+        },
+        program);
+}
+
+}  // namespace
+
+void addFitCommand(CLI::App& app, Program& program) {
+    auto pRequest = std::make_shared<FitRequest>();
+    CLI::App& command = *app.add_subcommand("fit", "Move a mesh to the surface that points show: sharp edges, less noise");
+    command.add_option("IN", pRequest->change.files.in, MESH_IN)->required();
+    command.add_option("CLOUD", pRequest->cloud, "The points that the mesh was made of: .xyz, .txt, .asc, .bin or .ply")
+        ->required();
+    command.add_option("OUT", pRequest->change.files.out, MESH_OUT)->required();
+    command
+        .add_option("--cell", pRequest->options.cellEdge,
+                    "Edge of the grid cells that the mesh was made on; without it by the edges of the mesh")
+        ->check(positiveNumber);
+    command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
+    addRawOption(command, pRequest->change.bRaw);
+    program.addCommonOptions(command);
+    command.callback([pRequest, &program] { fit(*pRequest, program); });
+}

@@ -1,0 +1,87 @@
+#include "fitRun.h"
+
+#include <algorithm>
+#include <cmath>
+#include <memory>
+
+#include "Progress.h"
+#include "RMesh.h"
+#include "fitSurface.h"
+#include "messages.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+std::vector<Point3> usedPlaces(const RMesh& mesh, std::vector<FitTriangle>& vTriangle) {
+    std::vector<Point3*> vVertex;
+    std::vector<int> vIndex;
+    mesh.getVertexIndexData(vVertex, vIndex);
+    vTriangle.reserve(vIndex.size() / 3);
+    for (std::size_t i = 0; i < vIndex.size(); i += 3)
+        vTriangle.push_back(
+            {static_cast<FitIndex>(vIndex[i]), static_cast<FitIndex>(vIndex[i + 1]), static_cast<FitIndex>(vIndex[i + 2])});
+    std::vector<Point3> vPlace;
+    vPlace.reserve(vVertex.size());
+    for (const Point3* p : vVertex)
+        vPlace.push_back(*p);
+    return vPlace;
+}
+
+std::unique_ptr<RMesh> meshOf(const FittedSurface& surface, double sideLen) {
+    auto pRMesh = std::make_unique<RMesh>(sideLen);
+    std::vector<Point3*> vVertex;
+    vVertex.reserve(surface.vVertex.size());
+    for (const Point3& p : surface.vVertex)
+        vVertex.push_back(pRMesh->createVertexApart(p));
+    for (const FitTriangle& c : surface.vTriangle)
+        pRMesh->createT(vVertex[c[0]], vVertex[c[1]], vVertex[c[2]]);
+    return pRMesh;
+}
+
+void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>& vAfter, FitReport& report) {
+    for (std::size_t v = 0; v < vBefore.size(); ++v) {
+        const double move = (vAfter[v] - vBefore[v]).length();
+        report.meanMove += move / static_cast<double>(vBefore.size());
+        report.maxMove = std::max(report.maxMove, move);
+    }
+}
+
+}  // namespace
+
+FitReport fitMesh(Mesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
+    ASSEX(options.cellEdge>=0.0 && std::isfinite(options.cellEdge));
+    FitReport report;
+    std::vector<FitTriangle> vTriangle;
+    const std::vector<Point3> vPlace = usedPlaces(*mesh.pRMesh, vTriangle);
+    if (!std::all_of(vPlace.begin(), vPlace.end(), isFinitePoint)) {
+        warning(KEL_PLACE, "A vertex isn't finite: the mesh stays as it is");
+        return report;
+    }
+    const FittedSurface surface = fitSurface(vPlace, vTriangle, vPoints, options.cellEdge, options.bNoise);
+    report.numPoints = surface.numPoints;
+    report.pointSpacing = surface.spacing;
+    report.noise = surface.noise;
+    report.radius = surface.radius;
+    report.numCorners = surface.counts.numCorners;
+    report.numOnCreases = surface.counts.numOnCreases;
+    report.numFlips = surface.counts.numFlips;
+    report.numSplits = surface.counts.numSplits;
+    report.numUnfolded = surface.counts.numUnfolded;
+    measureMoves(vPlace, surface.vVertex, report);
+    std::unique_ptr<RMesh> pFitted = meshOf(surface, mesh.pRMesh->getSideLen());
+    delete mesh.pRMesh;
+    mesh.pRMesh = pFitted.release();
+    return report;
+}
+
+FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
+    ASSEX(pMesh!=NULL && pMesh->pRMesh!=NULL);
+    OwnRun run(progressForFit());
+    const FitReport report = fitMesh(*pMesh, vPoints, options);
+    run.close();
+    return report;
+}
+
+}  // namespace TARN_KEL

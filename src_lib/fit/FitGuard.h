@@ -1,0 +1,67 @@
+#pragma once
+
+#include <vector>
+
+#include "FitMesh.h"
+#include "FitPoints.h"
+#include "PointGrid.h"
+#include "fitLimits.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Judges changes of a mesh by its shape and by the points, before they are made.
+///
+/// Two neighbours form a fold when their normals differ by more than some 110 to 120 degrees. A reconstruction has some, so
+/// changes aren't asked to leave none, but to make none and to make none sharper.
+///
+/// Refers to all that it is given. The unit of length is the spacing of the points.
+class FitGuard {
+public:
+    /// vNormal: of the vertices, kept up to date by the owner. cellEdge: of the grid that the mesh was made on.
+    FitGuard(const FitMesh& mesh, const FitPoints& points, const PointGrid& grid, const std::vector<Vector3>& vNormal,
+             double cellEdge)
+        : fitMesh(mesh), fitPoints(points), pointGrid(grid), vVertexNormal(vNormal), cell(cellEdge) {}
+
+    double getCellEdge() const { return cell; }
+
+    /// No triangle becomes a sliver, turns away from both its former normal and the points, or folds over a neighbour.
+    bool mayMove(FitIndex vertex, const Vector3& to) const;
+    /// The same for a triangle that takes the place of others, whose mean normal is given: its form and its normal.
+    bool mayReplace(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& former, const Vector3& side) const;
+
+    /// Whether the normal of a triangle agrees within 60 degrees with one of the four points nearest to it. side: the normal
+    /// of the surface there, roughly.
+    bool agreesWithPoints(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& side) const;
+    /// The distance of a place from the surface that the three nearest points tell of; -1.0 where none are near.
+    double distanceToPoints(const Vector3& place, const Vector3& side) const;
+
+    /// Triangles that would face away from the normal, counted twice, and slivers, if the vertex were there.
+    int countBad(FitIndex vertex, const Vector3& there, const Vector3& normal) const;
+    /// Folds around the vertex if it were there; slivers count by halves.
+    double countFolds(FitIndex vertex, const Vector3& there) const;
+    /// Whether the move takes the triangles away from a point that they reached: thin tips would shrink.
+    bool leavesBare(FitIndex vertex, const Vector3& to) const;
+    bool isFold(FitIndex t, FitIndex other) const;
+
+private:
+    /// The corners of t, one vertex of them moved.
+    struct Corners {
+        Vector3 a, b, c;
+    };
+    Corners cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
+    bool foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const;
+    bool staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const;
+    double minHeight() const { return LEAST_HEIGHT * cell; }
+
+    const FitMesh& fitMesh;
+    const FitPoints& fitPoints;
+    const PointGrid& pointGrid;
+    const std::vector<Vector3>& vVertexNormal;
+    double cell;
+};
+
+/// The least height of a triangle; 0.0 for one without extent.
+double leastHeight(const Vector3& a, const Vector3& b, const Vector3& c);
+
+}  // namespace TARN_KEL

@@ -1,0 +1,227 @@
+#include "FitMesh.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+std::size_t at(int k) {
+    return static_cast<std::size_t>(k);
+}
+
+/// Which corner the vertex is; it must be one.
+std::size_t slotOf(const FitTriangle& c, FitIndex vertex) {
+    return c[0] == vertex ? 0 : c[1] == vertex ? 1 : 2;
+}
+
+FitIndex thirdCorner(const FitTriangle& c, FitIndex a, FitIndex b) {
+    return c[0] ^ c[1] ^ c[2] ^ a ^ b;
+}
+
+FitIndex cornerOf(FitIndex t, int k) {
+    return 3 * t + static_cast<FitIndex>(k);
+}
+
+}  // namespace
+
+FitMesh::FitMesh(std::vector<Vector3> vPlaces, std::vector<FitTriangle> vTriangles)
+    : vPlace(std::move(vPlaces)),
+      vTriangle(std::move(vTriangles)),
+      vNeighbour(vTriangle.size(), {NO_INDEX, NO_INDEX, NO_INDEX}),
+      vFirst(vPlace.size(), NO_INDEX),
+      vNext(3 * vTriangle.size(), NO_INDEX) {
+    for (FitIndex t = static_cast<FitIndex>(vTriangle.size()); t-- > 0;)
+        for (int k = 2; k >= 0; --k)
+            enterCorner(t, k);
+    findNeighbours();
+}
+
+void FitMesh::findNeighbours() {
+    struct HalfEdge {
+        std::uint64_t ends;
+        FitIndex corner;
+        bool operator<(const HalfEdge& other) const {
+            return ends != other.ends ? ends < other.ends : corner < other.corner;
+        }
+    };
+    std::vector<HalfEdge> vHalf;
+    vHalf.reserve(3 * vTriangle.size());
+    for (FitIndex t = 0; t < vTriangle.size(); ++t)
+        for (int k = 0; k < 3; ++k) {
+            const auto [low, high] = std::minmax(vTriangle[t][at(k)], vTriangle[t][at(nextCorner(k))]);
+            vHalf.push_back({std::uint64_t{low} << 32 | high, cornerOf(t, k)});
+        }
+    sortMT(vHalf.begin(), vHalf.end());
+    for (std::size_t i = 0; i < vHalf.size();) {
+        std::size_t end = i + 1;
+        while (end < vHalf.size() && vHalf[end].ends == vHalf[i].ends)
+            ++end;
+        const FitIndex a = vHalf[i].corner, b = vHalf[end - 1].corner;
+        if (end - i == 2 && vTriangle[a / 3][a % 3] != vTriangle[b / 3][b % 3]) {
+            vNeighbour[a / 3][a % 3] = b / 3;
+            vNeighbour[b / 3][b % 3] = a / 3;
+        }
+        i = end;
+    }
+}
+
+int FitMesh::edgeFrom(FitIndex t, FitIndex a, FitIndex b) const {
+    const FitTriangle& c = vTriangle[t];
+    for (int k = 0; k < 3; ++k)
+        if (c[at(k)] == a && c[at(nextCorner(k))] == b) return k;
+    return -1;
+}
+
+int FitMesh::cornerAt(FitIndex t, FitIndex vertex) const {
+    const FitTriangle& c = vTriangle[t];
+    for (int k = 0; k < 3; ++k)
+        if (c[at(k)] == vertex) return k;
+    return -1;
+}
+
+std::size_t FitMesh::degree(FitIndex vertex) const {
+    std::size_t count = 0;
+    visitTriangles(vertex, [&](FitIndex) { ++count; });
+    return count;
+}
+
+bool FitMesh::isAtBorder(FitIndex vertex) const {
+    bool bBorder = false;
+    visitTriangles(vertex, [&](FitIndex t) {
+        const int k = cornerAt(t, vertex);
+        bBorder = bBorder || neighbour(t, k) == NO_INDEX || neighbour(t, previousCorner(k)) == NO_INDEX;
+    });
+    return bBorder;
+}
+
+bool FitMesh::isJoined(FitIndex a, FitIndex b) const {
+    for (FitIndex corner = vFirst[a]; corner != NO_INDEX; corner = vNext[corner])
+        if (cornerAt(corner / 3, b) >= 0) return true;
+    return false;
+}
+
+void FitMesh::enterCorner(FitIndex t, int k) {
+    FitIndex& first = vFirst[vTriangle[t][at(k)]];
+    vNext[cornerOf(t, k)] = first;
+    first = cornerOf(t, k);
+}
+
+void FitMesh::removeCorner(FitIndex t, int k) {
+    FitIndex* pLink = &vFirst[vTriangle[t][at(k)]];
+    while (*pLink != cornerOf(t, k))
+        pLink = &vNext[*pLink];
+    *pLink = vNext[*pLink];
+}
+
+void FitMesh::setCorners(FitIndex t, const FitTriangle& triangle, const FitTriangle& neighbours) {
+    for (int k = 0; k < 3; ++k)
+        if (vTriangle[t][at(k)] != triangle[at(k)]) removeCorner(t, k);
+    const FitTriangle former = vTriangle[t];
+    vTriangle[t] = triangle;
+    vNeighbour[t] = neighbours;
+    for (int k = 0; k < 3; ++k)
+        if (former[at(k)] != triangle[at(k)]) enterCorner(t, k);
+}
+
+void FitMesh::appendTriangle(const FitTriangle& triangle, const FitTriangle& neighbours) {
+    const auto t = static_cast<FitIndex>(vTriangle.size());
+    vTriangle.push_back(triangle);
+    vNeighbour.push_back(neighbours);
+    vNext.resize(3 * vTriangle.size(), NO_INDEX);
+    for (int k = 0; k < 3; ++k)
+        enterCorner(t, k);
+}
+
+// The edge that the neighbour shares runs from `to` to `from` there: two triangles may be neighbours twice.
+void FitMesh::replaceNeighbour(FitIndex t, FitIndex former, FitIndex now, FitIndex from, FitIndex to) {
+    if (t == NO_INDEX) return;
+    const int k = edgeFrom(t, to, from);
+    if (k >= 0 && neighbour(t, k) == former) vNeighbour[t][at(k)] = now;
+}
+
+// Triangle t is (a, b, c) and o is (b, a, d): they become (a, d, c) and (d, b, c).
+void FitMesh::flip(FitIndex t, int k) {
+    const FitIndex o = neighbour(t, k);
+    const FitIndex a = vTriangle[t][at(k)], b = vTriangle[t][at(nextCorner(k))];
+    const FitIndex c = thirdCorner(vTriangle[t], a, b), d = thirdCorner(vTriangle[o], a, b);
+    const auto overFrom = [&](FitIndex triangle, FitIndex v) {
+        return vNeighbour[triangle][slotOf(vTriangle[triangle], v)];
+    };
+    const FitIndex overBC = overFrom(t, b), overCA = overFrom(t, c), overAD = overFrom(o, a), overDB = overFrom(o, d);
+    replaceNeighbour(overAD, o, t, a, d);
+    replaceNeighbour(overBC, t, o, b, c);
+    setCorners(t, {a, d, c}, {overAD, o, overCA});
+    setCorners(o, {d, b, c}, {overDB, overBC, t});
+}
+
+// Triangle t is (a, b, c) and o is (b, a, d): they become (a, v, c) and (v, a, d), and (v, b, c) and (b, v, d) are new.
+void FitMesh::split(FitIndex t, int k, const Vector3& place) {
+    const FitIndex o = neighbour(t, k);
+    const FitIndex a = vTriangle[t][at(k)], b = vTriangle[t][at(nextCorner(k))];
+    const FitIndex c = thirdCorner(vTriangle[t], a, b), d = thirdCorner(vTriangle[o], a, b);
+    const auto overFrom = [&](FitIndex triangle, FitIndex v) {
+        return vNeighbour[triangle][slotOf(vTriangle[triangle], v)];
+    };
+    const FitIndex overBC = overFrom(t, b), overCA = overFrom(t, c), overAD = overFrom(o, a), overDB = overFrom(o, d);
+    const auto v = static_cast<FitIndex>(vPlace.size());
+    const auto newT = static_cast<FitIndex>(vTriangle.size()), newO = newT + 1;
+    vPlace.push_back(place);
+    vFirst.push_back(NO_INDEX);
+    replaceNeighbour(overBC, t, newT, b, c);
+    replaceNeighbour(overDB, o, newO, d, b);
+    setCorners(t, {a, v, c}, {o, newT, overCA});
+    setCorners(o, {v, a, d}, {t, overAD, newO});
+    appendTriangle({v, b, c}, {newO, overBC, t});
+    appendTriangle({b, v, d}, {newT, o, overDB});
+}
+
+std::vector<Vector3> FitMesh::smoothNormals() const {
+    const auto toUnit = [](Vector3& n) {
+        const double length = n.length();
+        n = length > 0.0 ? n / length : Vector3();
+    };
+    std::vector<Vector3> vSum(vPlace.size());
+    for (FitIndex t = 0; t < vTriangle.size(); ++t) {
+        const Vector3 area = areaVectorOf(t);
+        for (const FitIndex v : vTriangle[t])
+            vSum[v] += area;
+    }
+    for (Vector3& n : vSum)
+        toUnit(n);
+    std::vector<Vector3> vSmooth = vSum;
+    for (const FitTriangle& c : vTriangle) {
+        const Vector3 sum = vSum[c[0]] + vSum[c[1]] + vSum[c[2]];
+        for (const FitIndex v : c)
+            vSmooth[v] += sum;
+    }
+    for (Vector3& n : vSmooth)
+        toUnit(n);
+    return vSmooth;
+}
+
+Vector3 FitMesh::meanOfNeighbours(FitIndex vertex) const {
+    Vector3 sum;
+    double count = 0.0;
+    visitTriangles(vertex, [&](FitIndex t) {
+        for (const FitIndex corner : corners(t))
+            if (corner != vertex) {
+                sum += vPlace[corner];
+                count += 1.0;
+            }
+    });
+    return sum / count;
+}
+
+double FitMesh::meanEdgeLength() const {
+    double sum = 0.0;
+    for (const FitTriangle& c : vTriangle)
+        for (int k = 0; k < 3; ++k)
+            sum += (vPlace[c[at(k)]] - vPlace[c[at(nextCorner(k))]]).length();
+    return vTriangle.empty() ? 0.0 : sum / (3.0 * static_cast<double>(vTriangle.size()));
+}
+
+}  // namespace TARN_KEL

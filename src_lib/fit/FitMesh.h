@@ -1,0 +1,101 @@
+#pragma once
+
+#include <array>
+#include <cstddef>
+#include <vector>
+
+#include "PointGrid.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// The corners of a triangle, in its orientation.
+using FitTriangle = std::array<FitIndex, 3>;
+
+/// The next and the previous corner of a triangle.
+constexpr int nextCorner(int k) {
+    return k == 2 ? 0 : k + 1;
+}
+constexpr int previousCorner(int k) {
+    return k == 0 ? 2 : k - 1;
+}
+
+/// The cross product of two sides: along the normal, twice the area long.
+inline Vector3 areaVector(const Vector3& a, const Vector3& b, const Vector3& c) {
+    return crossProduct(b - a, c - a);
+}
+/// The cosine of the angle between two vectors; 0.0 where one of them has no length.
+inline double cosineOf(const Vector3& a, const Vector3& b) {
+    const double squares = a.sqLength() * b.sqLength();
+    return squares > 0.0 ? a * b / std::sqrt(squares) : 0.0;
+}
+
+/// A triangle mesh in plain arrays, for steps that move vertices, flip and split edges: no triangle ever goes.
+///
+/// Edge k of a triangle connects its corners k and k + 1. Its neighbour there is the triangle that runs the other way along
+/// it. An edge of three and more triangles, or of two that don't agree in orientation, has no neighbours: it counts as
+/// border and stays what it is. A vertex may have several fans of triangles. Const operations are safe on several threads.
+class FitMesh {
+public:
+    /// The corners of a triangle are different. O(n log n).
+    FitMesh(std::vector<Vector3> vPlaces, std::vector<FitTriangle> vTriangles);
+
+    std::size_t numVertices() const { return vPlace.size(); }
+    std::size_t numTriangles() const { return vTriangle.size(); }
+    const std::vector<Vector3>& places() const { return vPlace; }
+    const std::vector<FitTriangle>& triangles() const { return vTriangle; }
+
+    const Vector3& place(FitIndex vertex) const { return vPlace[vertex]; }
+    void move(FitIndex vertex, const Vector3& to) { vPlace[vertex] = to; }
+    const FitTriangle& corners(FitIndex t) const { return vTriangle[t]; }
+    FitIndex neighbour(FitIndex t, int k) const { return vNeighbour[t][static_cast<std::size_t>(k)]; }
+    /// The edge of t that runs from a to b; -1 when there is none.
+    int edgeFrom(FitIndex t, FitIndex a, FitIndex b) const;
+    /// The corner of t at the vertex; -1 when there is none.
+    int cornerAt(FitIndex t, FitIndex vertex) const;
+    Vector3 areaVectorOf(FitIndex t) const {
+        const FitTriangle& c = vTriangle[t];
+        return areaVector(vPlace[c[0]], vPlace[c[1]], vPlace[c[2]]);
+    }
+
+    /// Calls visit(triangle) for each triangle at a vertex. The mesh must not change meanwhile, but for places.
+    template <typename Visit>
+    void visitTriangles(FitIndex vertex, const Visit& visit) const {
+        for (FitIndex corner = vFirst[vertex]; corner != NO_INDEX; corner = vNext[corner])
+            visit(corner / 3);
+    }
+    std::size_t degree(FitIndex vertex) const;
+    /// Whether an edge at the vertex has no neighbour.
+    bool isAtBorder(FitIndex vertex) const;
+    bool isJoined(FitIndex a, FitIndex b) const;
+
+    /// Replaces edge k of t and its two triangles by the other diagonal. The edge must have a neighbour, and the two
+    /// opposite corners must not be joined.
+    void flip(FitIndex t, int k);
+    /// Cuts edge k of t and both its triangles in two, at a new vertex. The edge must have a neighbour. The number of the
+    /// new vertex is the number of vertices before.
+    void split(FitIndex t, int k, const Vector3& place);
+
+    /// For each vertex the unit sum of the area vectors around it, smoothed once over its neighbours; zero without a
+    /// triangle.
+    std::vector<Vector3> smoothNormals() const;
+    /// Of the neighbours of a vertex that has a triangle; each counts once for each triangle.
+    Vector3 meanOfNeighbours(FitIndex vertex) const;
+    double meanEdgeLength() const;
+
+private:
+    void findNeighbours();
+    void appendTriangle(const FitTriangle& triangle, const FitTriangle& neighbours);
+    void setCorners(FitIndex t, const FitTriangle& triangle, const FitTriangle& neighbours);
+    void enterCorner(FitIndex t, int k);
+    void removeCorner(FitIndex t, int k);
+    void replaceNeighbour(FitIndex t, FitIndex former, FitIndex now, FitIndex from, FitIndex to);
+
+    std::vector<Vector3> vPlace;
+    std::vector<FitTriangle> vTriangle;
+    std::vector<FitTriangle> vNeighbour;
+    std::vector<FitIndex> vFirst;  // of each vertex its first corner, 3 * triangle + k
+    std::vector<FitIndex> vNext;   // of each corner the next one at its vertex
+};
+
+}  // namespace TARN_KEL

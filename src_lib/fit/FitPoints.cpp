@@ -1,0 +1,120 @@
+#include "FitPoints.h"
+
+#include <algorithm>
+#include <array>
+
+#include "Forest.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const std::size_t NUM_SAMPLES = 20000;
+const std::size_t NUM_NEAR = 6;
+const double DENSE = 4.0;  // points that share a cell with a point, itself included
+
+/// The mean distance to the six nearest; 0.0 when these are too far away.
+double meanDistance(const PointGrid& grid, const Vector3& place, double guess) {
+    std::vector<double> vSquare;
+    for (double radius = 1.5 * guess; radius < 10.0 * guess && vSquare.size() <= NUM_NEAR; radius *= 1.5) {
+        vSquare.clear();
+        grid.visitWithin(place, radius, [&](FitIndex, double sqDistance) { vSquare.push_back(sqDistance); });
+    }
+    if (vSquare.size() <= NUM_NEAR) return 0.0;
+    const auto itEnd = vSquare.begin() + NUM_NEAR + 1;
+    std::partial_sort(vSquare.begin(), itEnd, vSquare.end());
+    double sum = 0.0;
+    for (auto it = vSquare.begin() + 1; it != itEnd; ++it)
+        sum += std::sqrt(*it);
+    return sum / static_cast<double>(NUM_NEAR);
+}
+
+std::vector<FitIndex> piecesOf(const FitMesh& mesh) {
+    Forest pieces(mesh.numVertices());
+    for (const FitTriangle& c : mesh.triangles()) {
+        pieces.join(c[0], c[1]);
+        pieces.join(c[1], c[2]);
+    }
+    std::vector<FitIndex> vRoot(mesh.numVertices());
+    for (FitIndex v = 0; v < vRoot.size(); ++v)
+        vRoot[v] = pieces.findRoot(v);
+    return vRoot;
+}
+
+/// The vertex nearest to a place, of those within the reach; of several at that distance the first.
+FitIndex nearestVertex(const PointGrid& grid, const Vector3& place, double reach) {
+    for (const double radius : {0.5 * reach, reach}) {
+        std::pair<double, FitIndex> nearest(radius * radius, NO_INDEX);
+        grid.visitWithin(place, radius, [&](FitIndex vertex, double sqDistance) {
+            nearest = std::min(nearest, std::pair(sqDistance, vertex));
+        });
+        if (nearest.second != NO_INDEX) return nearest.second;
+    }
+    return NO_INDEX;
+}
+
+}  // namespace
+
+double spacingOfPoints(const std::vector<Vector3>& vPlace, double guess) {
+    const PointGrid grid(vPlace, guess);
+    const std::vector<FitIndex> vOrder = grid.order();
+    const std::size_t step = std::max<std::size_t>(1, vPlace.size() / NUM_SAMPLES);
+    std::vector<FitIndex> vSample;
+    for (std::size_t i = 0; i < vOrder.size(); i += step)
+        vSample.push_back(vOrder[i]);
+    std::vector<double> vMean;
+    transform_MT(vSample, vMean, [&](FitIndex i) { return meanDistance(grid, vPlace[i], guess); });
+    std::erase(vMean, 0.0);
+    if (vMean.empty()) return 0.0;
+    const auto itMedian = vMean.begin() + static_cast<std::ptrdiff_t>(vMean.size() / 2);
+    std::nth_element(vMean.begin(), itMedian, vMean.end());
+    return *itMedian;
+}
+
+void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
+    const auto cellOf = [&](const Vector3& p) {
+        return std::array{std::floor(p.x() / cellEdge), std::floor(p.y() / cellEdge), std::floor(p.z() / cellEdge)};
+    };
+    std::vector<std::pair<std::array<double, 3>, FitIndex>> vSorted;
+    vSorted.reserve(vPlace.size());
+    for (const Vector3& p : vPlace)
+        vSorted.emplace_back(cellOf(p), static_cast<FitIndex>(vSorted.size()));
+    sortMT(vSorted.begin(), vSorted.end());
+    std::vector<Vector3> vMean;
+    double numPairs = 0.0;
+    for (std::size_t i = 0; i < vSorted.size();) {
+        Vector3 sum;
+        std::size_t end = i;
+        for (; end < vSorted.size() && vSorted[end].first == vSorted[i].first; ++end)
+            sum += vPlace[vSorted[end].second];
+        const auto count = static_cast<double>(end - i);
+        vMean.push_back(sum / count);
+        numPairs += count * count;
+        i = end;
+    }
+    if (numPairs > DENSE * static_cast<double>(vPlace.size())) vPlace = std::move(vMean);
+}
+
+FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const std::vector<Vector3>& vNormal,
+                       double reach, double cellEdge) {
+    const std::vector<FitIndex> vPiece = piecesOf(mesh);
+    std::vector<unsigned char> vUsed(mesh.numVertices());
+    for (FitIndex v = 0; v < vUsed.size(); ++v)
+        vUsed[v] = !vNormal[v].isDegenerate();
+    const PointGrid vertexGrid(mesh.places(), 0.5 * reach, vUsed);
+    const std::vector<FitIndex> vOrder = PointGrid(vPlace, cellEdge).order();
+    std::vector<FitIndex> vNearest;
+    transform_MT(vOrder, vNearest, [&](FitIndex i) { return nearestVertex(vertexGrid, vPlace[i], reach); });
+
+    FitPoints points;
+    for (std::size_t i = 0; i < vOrder.size(); ++i) {
+        if (vNearest[i] == NO_INDEX) continue;
+        points.vPlace.push_back(vPlace[vOrder[i]]);
+        points.vSide.push_back(vNormal[vNearest[i]]);
+        points.vPiece.push_back(vPiece[vNearest[i]]);
+    }
+    return points;
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,318 @@
+#include "MeshFitter.h"
+
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <utility>
+
+#include "Progress.h"
+#include "Untangler.h"
+#include "fitLimits.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const int NUM_ROUNDS = 3;
+// In cells:
+const double MAX_TO_SHEET = 1.2;
+const double MAX_TO_CORNER = 2.2;  // a reconstruction cuts corners by that much
+const double MAX_TO_CREASE = 1.2;
+const double CORNER_DISTANCE = 0.7;  // of two corners
+const double CREASE_DISTANCE = 0.5;  // of neighbours on a crease
+const double MAX_UNFOLD = 1.5;
+// In spacings:
+const double CORNER_SCALE = 1.4;  // of the second look for a corner
+const double MAX_LIFT = 0.1;
+const double SETTLED = 0.05;
+const double STUCK = 0.15;
+
+struct Target {
+    double distance;
+    FitIndex vertex;
+    bool operator<(const Target& other) const {
+        return distance != other.distance ? distance < other.distance : vertex < other.vertex;
+    }
+};
+
+}  // namespace
+
+MeshFitter::MeshFitter(FitMesh& mesh, const FitPoints& points, double cellEdge)
+    : fitMesh(mesh),
+      fitPoints(points),
+      pointGrid(points.vFitted, FIT_GRID_EDGE),
+      cell(cellEdge),
+      vStart(mesh.places()),
+      vNormal(mesh.smoothNormals()),
+      vKind(mesh.numVertices(), Kind::AS_IT_WAS),
+      vRough(mesh.numVertices(), 0),
+      vChanged(mesh.numTriangles(), 1),
+      guard(mesh, points, pointGrid, vNormal, cellEdge),
+      finder(points, pointGrid) {}
+
+FitCounts MeshFitter::fit() {
+    ProgressStep progress("FT_rounds", NUM_ROUNDS);
+    for (int round = 0; round < NUM_ROUNDS; ++round) {
+        findPlaces();
+        markRough();
+        if (round > 0) smoothFolds();
+        moveToSheets();
+        turnBadUpright();
+        moveToCorners();
+        moveToCreases();
+        freeStuck();
+        flipTowardsPoints();
+        if (round + 1 == NUM_ROUNDS)
+            for (int again = 0; again < 3 && splitAtCreases() > 0; ++again) {
+                freeStuck();
+                flipTowardsPoints();
+                vNormal = fitMesh.smoothNormals();
+            }
+        vNormal = fitMesh.smoothNormals();
+        progress.advance();
+    }
+    reachRims();
+    liftByChords();
+    counts.numUntangled = Untangler(fitMesh, vStart).untangle().size();
+    return counts;
+}
+
+void MeshFitter::findPlaces() {
+    vFound.resize(fitMesh.numVertices());
+    vSettled.resize(fitMesh.numVertices());
+    forChunks_MT(fitMesh.numVertices(), [&](std::size_t begin, std::size_t end) {
+        SheetFinder ownFinder(fitPoints, pointGrid);
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto v = static_cast<FitIndex>(i);
+            if (vSettled[v] != 0 && vRough[v] == 0) continue;
+            if (vKind[v] == Kind::ON_CORNER || vNormal[v].isDegenerate()) {
+                vFound[v] = {};
+                continue;
+            }
+            VertexPlace& found = vFound[v];
+            found = ownFinder.find(fitMesh.place(v), vNormal[v]);
+            if (found.numSheets < 2 || found.bCorner) continue;
+            const VertexPlace wider = ownFinder.find(fitMesh.place(v), vNormal[v], CORNER_SCALE);
+            found.bCorner = wider.bCorner;
+            found.corner = wider.corner;
+        }
+    });
+}
+
+void MeshFitter::markRough() {
+    for (std::size_t v = 0; v < vFound.size(); ++v)
+        if (vFound[v].numSheets == 0 || vFound[v].bRough) vRough[v] = 1;
+}
+
+void MeshFitter::moveVertex(FitIndex vertex, const Vector3& to) {
+    fitMesh.move(vertex, to);
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) { vChanged[t] = 1; });
+}
+
+// ---- Folds
+
+void MeshFitter::smoothFolds() {
+    std::vector<unsigned char> vMoved(fitMesh.numVertices());
+    for (int again = 0; again < 4; ++again) {
+        std::vector<unsigned char> vAtFold(fitMesh.numVertices());
+        for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
+            for (int k = 0; k < 3; ++k) {
+                const FitIndex other = fitMesh.neighbour(t, k);
+                if (other == NO_INDEX || other < t || !guard.isFold(t, other)) continue;
+                for (const FitIndex v : fitMesh.corners(t))
+                    vAtFold[v] = 1;
+                for (const FitIndex v : fitMesh.corners(other))
+                    vAtFold[v] = 1;
+            }
+        std::size_t numMoved = 0;
+        for (FitIndex v = 0; v < vAtFold.size(); ++v) {
+            if (vAtFold[v] == 0 || fitMesh.isAtBorder(v)) continue;
+            vRough[v] = 1;
+            if (!tryUnfold(v)) continue;
+            vMoved[v] = 1;
+            ++numMoved;
+        }
+        counts.numUnfolded += numMoved;
+        if (numMoved == 0) break;
+    }
+    for (FitIndex v = 0; v < vMoved.size(); ++v)
+        if (vKind[v] == Kind::AS_IT_WAS && vRough[v] != 0) vFound[v] = finder.find(fitMesh.place(v), vNormal[v]);
+}
+
+bool MeshFitter::tryUnfold(FitIndex vertex) {
+    const Vector3 from = fitMesh.place(vertex);
+    const double former = guard.countFolds(vertex, from);
+    if (former < 1.0) return false;
+    const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
+    for (const double part : {1.0, 0.6, 0.3}) {
+        const Vector3 to = from + offset * part;
+        if (guard.countFolds(vertex, to) >= former - 0.6 || guard.leavesBare(vertex, to)) continue;
+        moveVertex(vertex, to);
+        vKind[vertex] = Kind::AS_IT_WAS;
+        return true;
+    }
+    return false;
+}
+
+// ---- Sheets
+
+void MeshFitter::moveToSheets() {
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
+        if (vFound[v].numSheets == 0 || !isFree(v)) continue;
+        const Vector3 from = fitMesh.place(v);
+        Vector3 offset = vFound[v].sheet - from;
+        if (vSettled[v] != 0 && vRough[v] == 0) continue;
+        const double length = offset.length(), limit = MAX_TO_SHEET * cell;
+        if (length > limit) offset *= limit / length;
+        const auto tryMove = [&](const Vector3& to) {
+            if (!guard.mayMove(v, to)) return false;
+            moveVertex(v, to);
+            vKind[v] = Kind::ON_SHEET;
+            vSettled[v] = length < SETTLED;
+            return true;
+        };
+        if (!tryMove(from + offset) && !tryMove(from + offset * 0.5)) vRough[v] = 1;
+    }
+}
+
+/// Vertices whose triangles face the wrong way are spread between their neighbours.
+void MeshFitter::turnBadUpright() {
+    std::vector<unsigned char> vBad(fitMesh.numVertices());
+    forChunks_MT(fitMesh.numVertices(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto v = static_cast<FitIndex>(i);
+            vBad[v] = vFound[v].numSheets == 1 && isFree(v) && !fitMesh.isAtBorder(v) &&
+                      guard.countBad(v, fitMesh.place(v), vFound[v].normal) > 0;
+        }
+    });
+    std::size_t numTurned = 1;
+    for (int again = 0; again < 3 && numTurned > 0; ++again) {
+        numTurned = 0;
+        for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
+            if (vBad[v] == 0 || !tryTurnUpright(v)) continue;
+            vRough[v] = 1;
+            ++numTurned;
+        }
+    }
+}
+
+bool MeshFitter::tryTurnUpright(FitIndex vertex) {
+    const Vector3 from = fitMesh.place(vertex), normal = vFound[vertex].normal;
+    const int former = guard.countBad(vertex, from, normal);
+    if (former == 0) return false;
+    const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
+    for (const double part : {1.0, 0.5}) {
+        const VertexPlace found = finder.find(from + offset * part, normal);
+        if (found.numSheets != 1 || (found.sheet - from).length() > MAX_UNFOLD * cell) continue;
+        if (guard.countBad(vertex, found.sheet, found.normal) >= former || guard.leavesBare(vertex, found.sheet)) continue;
+        moveVertex(vertex, found.sheet);
+        return true;
+    }
+    return false;
+}
+
+// ---- Corners and creases
+
+void MeshFitter::moveToCorners() {
+    std::vector<Target> vTarget;
+    std::vector<Vector3> vTaken;
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
+        if (vKind[v] == Kind::ON_CORNER) vTaken.push_back(fitMesh.place(v));
+        const double distance = (vFound[v].corner - fitMesh.place(v)).length();
+        if (vFound[v].bCorner && distance < MAX_TO_CORNER * cell) vTarget.push_back({distance, v});
+    }
+    std::sort(vTarget.begin(), vTarget.end());
+    for (const Target& target : vTarget) {
+        const Vector3 corner = vFound[target.vertex].corner;
+        const auto isNear = [&](const Vector3& taken) { return (taken - corner).length() < CORNER_DISTANCE * cell; };
+        if (std::any_of(vTaken.begin(), vTaken.end(), isNear) || !guard.mayMove(target.vertex, corner)) continue;
+        moveVertex(target.vertex, corner);
+        vKind[target.vertex] = Kind::ON_CORNER;
+        vTaken.push_back(corner);
+        ++counts.numCorners;
+    }
+}
+
+void MeshFitter::moveToCreases() {
+    std::vector<Target> vTarget;
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
+        if (!vFound[v].bCrease || !isFree(v)) continue;
+        const double distance = (vFound[v].crease - fitMesh.place(v)).length();
+        if (distance < MAX_TO_CREASE * cell) vTarget.push_back({distance, v});
+    }
+    std::sort(vTarget.begin(), vTarget.end());
+    for (const Target& target : vTarget) {
+        const Vector3 crease = vFound[target.vertex].crease;
+        bool bTaken = false;
+        fitMesh.visitTriangles(target.vertex, [&](FitIndex t) {
+            for (const FitIndex u : fitMesh.corners(t))
+                bTaken = bTaken ||
+                         (u != target.vertex && !isFree(u) && (fitMesh.place(u) - crease).length() < CREASE_DISTANCE * cell);
+        });
+        if (bTaken || !guard.mayMove(target.vertex, crease)) continue;
+        moveVertex(target.vertex, crease);
+        vKind[target.vertex] = Kind::ON_CREASE;
+        ++counts.numOnCreases;
+    }
+}
+
+/// Vertices that can't go straight to a sheet, since their triangles would fold, go round: to the sheets and creases nearest
+/// to where their neighbours are.
+void MeshFitter::freeStuck() {
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
+        if (vRough[v] != 0 && isFree(v) && vFound[v].numSheets > 0 && !fitMesh.isAtBorder(v)) tryFree(v);
+}
+
+bool MeshFitter::tryFree(FitIndex vertex) {
+    const Vector3 from = fitMesh.place(vertex);
+    if (guard.distanceToPoints(from, vNormal[vertex]) < STUCK) return false;
+    const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
+    for (const double part : {1.0, 0.5, 0.0}) {
+        const VertexPlace found = finder.find(from + offset * part, vNormal[vertex]);
+        if (found.numSheets == 0) continue;
+        if (found.bCrease && guard.mayMove(vertex, found.crease)) {
+            moveVertex(vertex, found.crease);
+            vKind[vertex] = Kind::ON_CREASE;
+            return true;
+        }
+        if (!guard.mayMove(vertex, found.sheet)) continue;
+        moveVertex(vertex, found.sheet);
+        vKind[vertex] = Kind::ON_SHEET;
+        return true;
+    }
+    return false;
+}
+
+// ---- The chord
+
+/// Triangles cut curved sheets: their vertices go out by the mean depth of the cut.
+void MeshFitter::liftByChords() {
+    std::vector<double> vDepth(fitMesh.numVertices()), vArea(fitMesh.numVertices());
+    std::vector<unsigned char> vNot(fitMesh.numVertices());
+    vFound.resize(fitMesh.numVertices());
+    const auto isSmooth = [&](FitIndex v) { return vKind[v] == Kind::ON_SHEET && vFound[v].numSheets == 1; };
+    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t) {
+        const FitTriangle& c = fitMesh.corners(t);
+        if (!isSmooth(c[0]) || !isSmooth(c[1]) || !isSmooth(c[2])) {
+            for (const FitIndex v : c)
+                vNot[v] = 1;
+            continue;
+        }
+        double depth = 0.0;
+        for (std::size_t k = 0; k < 3; ++k) {
+            const FitIndex a = c[k], b = c[(k + 1) % 3];
+            depth += (vFound[a].normal - vFound[b].normal) * (fitMesh.place(a) - fitMesh.place(b)) / 24.0;
+        }
+        const double area = fitMesh.areaVectorOf(t).length();
+        for (const FitIndex v : c) {
+            vDepth[v] += area * depth;
+            vArea[v] += area;
+        }
+    }
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
+        if (vNot[v] == 0 && vArea[v] > 0.0)
+            fitMesh.move(v, fitMesh.place(v) + vFound[v].normal * std::clamp(vDepth[v] / vArea[v], -MAX_LIFT, MAX_LIFT));
+}
+
+}  // namespace TARN_KEL

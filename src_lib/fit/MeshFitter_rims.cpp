@@ -1,0 +1,70 @@
+// Borders go out to the last points. The cells of a rim end up to a cell before it, and where the sheet of cells is thinned
+// its outermost row may go as well.
+#include <algorithm>
+#include <cmath>
+
+#include "MeshFitter.h"
+#include "fitLimits.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const int NUM_RIM_ROUNDS = 2;
+const double HALF_WIDTH = 1.0;      // spacings along the border; beyond, points say nothing of the rim at a vertex
+const double MAX_RIM_HEIGHT = 0.7;  // spacings off the sheet
+const double MAX_TO_RIM = 1.2;      // cells
+const double MIN_TO_RIM = 0.05;     // spacings
+
+}  // namespace
+
+void MeshFitter::reachRims() {
+    for (int round = 0; round < NUM_RIM_ROUNDS; ++round)
+        for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
+            FitIndex next = NO_INDEX, previous = NO_INDEX;
+            if (!isFree(v) || !findBorderNeighbours(v, next, previous)) continue;
+            const Vector3 from = fitMesh.place(v);
+            const Vector3 along = unitOr(fitMesh.place(next) - fitMesh.place(previous), Vector3());
+            const Vector3 outward = unitOr(crossProduct(along, vNormal[v]), Vector3());
+            const double distance = std::min(distanceToRim(v, along, outward), MAX_TO_RIM * cell);
+            if (distance < MIN_TO_RIM) continue;
+            if (guard.mayMove(v, from + outward * distance))
+                moveVertex(v, from + outward * distance);
+            else if (guard.mayMove(v, from + outward * (0.5 * distance)))
+                moveVertex(v, from + outward * (0.5 * distance));
+        }
+}
+
+/// The neighbours along the border; false where the vertex isn't on exactly one.
+bool MeshFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const {
+    int numBorders = 0;
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
+        const int k = fitMesh.cornerAt(t, vertex);
+        const FitTriangle& c = fitMesh.corners(t);
+        if (fitMesh.neighbour(t, k) == NO_INDEX) {
+            next = c[static_cast<std::size_t>(nextCorner(k))];
+            ++numBorders;
+        }
+        if (fitMesh.neighbour(t, previousCorner(k)) == NO_INDEX) {
+            previous = c[static_cast<std::size_t>(previousCorner(k))];
+            ++numBorders;
+        }
+    });
+    return numBorders == 2 && next != NO_INDEX && previous != NO_INDEX;
+}
+
+/// How far points lie beyond the border at a vertex.
+double MeshFitter::distanceToRim(FitIndex vertex, const Vector3& along, const Vector3& outward) const {
+    const Vector3& from = fitMesh.place(vertex);
+    const Vector3& normal = vNormal[vertex];
+    double farthest = 0.0;
+    pointGrid.visitWithin(from, FIT_GRID_EDGE, [&](FitIndex j, double) {
+        const Vector3 offset = fitPoints.vFitted[j] - from;
+        if (fitPoints.vNormal[j] * normal < OTHER_SIDE || std::fabs(offset * along) > HALF_WIDTH) return;
+        if (std::fabs(0.5 * (offset * (normal + fitPoints.vNormal[j]))) > MAX_RIM_HEIGHT) return;
+        farthest = std::max(farthest, offset * outward);
+    });
+    return farthest;
+}
+
+}  // namespace TARN_KEL

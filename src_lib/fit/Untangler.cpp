@@ -1,0 +1,113 @@
+#include "Untangler.h"
+
+#include <algorithm>
+
+#include "countCrossings.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const int MAX_SWEEPS = 20;
+
+Point3 toPoint(const Vector3& v) {
+    return Point3() + v;
+}
+
+}  // namespace
+
+std::vector<FitIndex> Untangler::verticesOfCrossings() const {
+    std::vector<Point3> vPoint;
+    vPoint.reserve(fitMesh.numVertices());
+    for (const Vector3& place : fitMesh.places())
+        vPoint.push_back(toPoint(place));
+    std::vector<CrossingPair> vPair;
+    countCrossings(vPoint, fitMesh.triangles(), &vPair);
+    std::vector<FitIndex> vVertex;
+    for (const auto& [t, o] : vPair)
+        for (const auto triangle : {t, o})
+            for (const FitIndex v : fitMesh.corners(static_cast<FitIndex>(triangle)))
+                vVertex.push_back(v);
+    std::sort(vVertex.begin(), vVertex.end());
+    vVertex.erase(std::unique(vVertex.begin(), vVertex.end()), vVertex.end());
+    return vVertex;
+}
+
+std::vector<FitIndex> Untangler::untangle() {
+    const std::vector<FitIndex> vVertex = verticesOfCrossings();
+    std::vector<FitIndex> vMoved;
+    if (vVertex.empty()) return vMoved;
+    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
+        index.insert(t, cornersWith(t, NO_INDEX, {}));
+    std::vector<FitIndex> vLeft = vVertex;
+    for (int sweep = 0; sweep < MAX_SWEEPS && !vLeft.empty(); ++sweep) {
+        std::size_t numImproved = 0;
+        std::erase_if(vLeft, [&](FitIndex v) {
+            if (crossingsAt(v, fitMesh.place(v)) == 0) return true;
+            if (!improve(v)) return false;
+            vMoved.push_back(v);
+            ++numImproved;
+            return false;
+        });
+        if (numImproved == 0) break;
+    }
+    std::sort(vMoved.begin(), vMoved.end());
+    vMoved.erase(std::unique(vMoved.begin(), vMoved.end()), vMoved.end());
+    return vMoved;
+}
+
+bool Untangler::improve(FitIndex vertex) {
+    const Vector3 from = fitMesh.place(vertex);
+    std::vector<Vector3> vTarget;
+    if (vertex < vFormer.size())
+        for (const double part : {0.5, 1.0})
+            vTarget.push_back(from + (vFormer[vertex] - from) * part);
+    if (!fitMesh.isAtBorder(vertex))
+        for (const double part : {0.5, 1.0})
+            vTarget.push_back(from + (fitMesh.meanOfNeighbours(vertex) - from) * part);
+    std::size_t least = crossingsAt(vertex, from);
+    Vector3 best = from;
+    for (const Vector3& target : vTarget) {
+        const std::size_t count = crossingsAt(vertex, target);
+        if (count >= least) continue;
+        least = count;
+        best = target;
+        if (count == 0) break;
+    }
+    if ((best - from).isDegenerate()) return false;
+    fitMesh.move(vertex, best);
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) { index.change(t, cornersWith(t, NO_INDEX, {})); });
+    return true;
+}
+
+TriangleCorners Untangler::cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const {
+    const auto at = [&](FitIndex corner) { return toPoint(corner == vertex ? there : fitMesh.place(corner)); };
+    const FitTriangle& c = fitMesh.corners(t);
+    return {at(c[0]), at(c[1]), at(c[2])};
+}
+
+/// How many triangles cross one of those around the vertex, or a flat one among these, if it were there.
+std::size_t Untangler::crossingsAt(FitIndex vertex, const Vector3& there) const {
+    std::vector<FitIndex> vStar;
+    std::vector<TriangleCorners> vCorners;
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
+        vStar.push_back(t);
+        vCorners.push_back(cornersWith(t, vertex, there));
+    });
+    std::size_t count = 0;
+    for (std::size_t i = 0; i < vStar.size(); ++i) {
+        const FitTriangle& c = fitMesh.corners(vStar[i]);
+        const bool bFlat =
+            areaVector(vCorners[i][0] - Point3(), vCorners[i][1] - Point3(), vCorners[i][2] - Point3()).sqLength() == 0.0;
+        if (bFlat) count += c.size();
+        index.forEachNear(boxOf(vCorners[i]), [&](FitIndex other) {
+            if (std::find(vStar.begin(), vStar.end(), other) != vStar.end()) return;
+            count += areCrossing(vCorners[i], index.cornersOf(other)) ? 1 : 0;
+        });
+        for (std::size_t j = 0; j < i; ++j)
+            count += areCrossing(vCorners[i], vCorners[j]) ? 1 : 0;
+    }
+    return count;
+}
+
+}  // namespace TARN_KEL

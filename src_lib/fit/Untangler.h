@@ -1,0 +1,38 @@
+#pragma once
+
+#include <cstddef>
+#include <vector>
+
+#include "CrossingIndex.h"
+#include "FitMesh.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Moves vertices until no triangles of a mesh pass through each other, as far as moves can do that.
+///
+/// A vertex of triangles that cross others goes part of the way back to where it was before, or towards the mean of its
+/// neighbours, to the place with the fewest crossings; several times over, until none is left or nothing helps. So the
+/// number of crossings only falls.
+class Untangler {
+public:
+    /// mesh: referred to. vStart: for each vertex a place where it crossed nothing, or less.
+    Untangler(FitMesh& mesh, const std::vector<Vector3>& vStart)
+        : fitMesh(mesh), vFormer(vStart), index(mesh.meanEdgeLength()) {}
+
+    /// Returns the vertices that were moved, in ascending order. O(n log n) to find the crossings, and then in proportion to
+    /// their number.
+    std::vector<FitIndex> untangle();
+
+private:
+    std::vector<FitIndex> verticesOfCrossings() const;
+    std::size_t crossingsAt(FitIndex vertex, const Vector3& there) const;
+    bool improve(FitIndex vertex);
+    TriangleCorners cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
+
+    FitMesh& fitMesh;
+    const std::vector<Vector3>& vFormer;
+    CrossingIndex index;
+};
+
+}  // namespace TARN_KEL

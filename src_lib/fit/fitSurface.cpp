@@ -1,0 +1,118 @@
+#include "fitSurface.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "FitPoints.h"
+#include "Progress.h"
+#include "fitLimits.h"
+#include "pointSheets.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+const double EDGE_IN_CELLS = 1.26;  // mean length of the edges of a reconstruction
+// In cells:
+const double REACH = 2.0;        // from a vertex to a point that takes part
+const double DENSE_EDGE = 0.45;  // of the small cells in which dense points are averaged
+const double MARGIN = 4.0;       // around the vertices
+const double MAX_EXTENT = 1e9;   // beyond, doubles can't tell places on a surface apart
+
+/// Between the caller's unit and a unit of a fit: places are vectors from a low corner, so that squares stay in range and
+/// the last bits serve what matters, wherever the mesh lies.
+struct FitFrame {
+    Point3 low;
+    double unit;
+    Vector3 toUnits(const Point3& p) const { return (p - low) / unit; }
+    Point3 fromUnits(const Vector3& place) const { return low + place * unit; }
+};
+
+double meanEdgeOf(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle) {
+    double sum = 0.0;
+    for (const FitTriangle& c : vTriangle)
+        sum += (vVertex[c[1]] - vVertex[c[0]]).length() + (vVertex[c[2]] - vVertex[c[1]]).length() +
+               (vVertex[c[0]] - vVertex[c[2]]).length();
+    return sum / (3.0 * static_cast<double>(vTriangle.size()));
+}
+
+/// The low corner of the vertices, and in `extent` the longest side of their box.
+Point3 lowCornerOf(const std::vector<Point3>& vVertex, double& extent) {
+    Point3 low = vVertex.front(), high = low;
+    for (const Point3& p : vVertex) {
+        low = {std::min(low.x(), p.x()), std::min(low.y(), p.y()), std::min(low.z(), p.z())};
+        high = {std::max(high.x(), p.x()), std::max(high.y(), p.y()), std::max(high.z(), p.z())};
+    }
+    extent = (high - low).getMaxAbsComponent();
+    return low;
+}
+
+/// The points in the box of the mesh and its margin, by their coordinates: no sum may depend on the order in which they
+/// came. A NaN is in no box.
+std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const FitFrame& frame, double extent) {
+    const double high = extent / frame.unit + 2.0 * MARGIN;
+    const auto isIn = [&](double x) { return x >= 0.0 && x <= high; };
+    std::vector<Vector3> vPlace;
+    vPlace.reserve(vPoints.size());
+    for (const Point3& p : vPoints) {
+        const Vector3 place = frame.toUnits(p);
+        if (isIn(place.x()) && isIn(place.y()) && isIn(place.z())) vPlace.push_back(place);
+    }
+    sortMT(vPlace.begin(), vPlace.end(), [](const Vector3& a, const Vector3& b) {
+        return std::tuple(a.x(), a.y(), a.z()) < std::tuple(b.x(), b.y(), b.z());
+    });
+    return vPlace;
+}
+
+}  // namespace
+
+FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
+                         const std::vector<Point3>& vPoints, double cellEdge, bool bNoise) {
+    FittedSurface result;
+    result.vVertex = vVertex;
+    result.vTriangle = vTriangle;
+    ProgressStep progress("FT_points", 2);
+    if (vTriangle.empty()) return result;
+    if (cellEdge == 0.0) cellEdge = meanEdgeOf(vVertex, vTriangle) / EDGE_IN_CELLS;
+    double extent = 0.0;
+    const Point3 low = lowCornerOf(vVertex, extent);
+    if (!(cellEdge > 0.0 && extent < MAX_EXTENT * cellEdge)) return result;
+
+    // Cells first, since the spacing isn't known yet.
+    const double margin = MARGIN * cellEdge;
+    FitFrame frame{low - Vector3(margin, margin, margin), cellEdge};
+    std::vector<Vector3> vPlace = pointsNear(vPoints, frame, extent);
+    thinDensePoints(vPlace, DENSE_EDGE);
+    const double spacing = spacingOfPoints(vPlace, 1.0);
+    if (spacing == 0.0) return result;
+    for (Vector3& place : vPlace)
+        place /= spacing;
+    frame.unit *= spacing;
+    const double cell = 1.0 / spacing;
+
+    std::vector<Vector3> vStart;
+    vStart.reserve(vVertex.size());
+    for (const Point3& p : vVertex)
+        vStart.push_back(frame.toUnits(p));
+    FitMesh mesh(vStart, vTriangle);
+    FitPoints points = selectPoints(vPlace, mesh, mesh.smoothNormals(), REACH * cell, FIT_GRID_EDGE);
+    progress.advance();
+    findPointSheets(points, bNoise);
+    progress.finish();
+    result.numPoints = points.size();
+    result.spacing = frame.unit;
+    result.noise = points.noise * frame.unit;
+    result.radius = points.radius * frame.unit;
+
+    MeshFitter fitter(mesh, points, cell);
+    result.counts = fitter.fit();
+    result.vVertex.resize(mesh.numVertices());
+    for (FitIndex v = 0; v < mesh.numVertices(); ++v)
+        if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
+            result.vVertex[v] = frame.fromUnits(mesh.place(v));
+    result.vTriangle = mesh.triangles();
+    return result;
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,332 @@
+// The fit of meshes to points: nearer to known surfaces, sharp where they are, the same again and anywhere; then the parts
+// that it is built of, against plain ones.
+#include <random>
+
+#include "FitGuard.h"
+#include "FitMesh.h"
+#include "PointGrid.h"
+#include "RMesh.h"
+#include "SyntheticScan.h"
+#include "meshFlaws.h"
+#include "support/figures.h"
+#include "support/fine.h"
+#include "support/points.h"
+#include "support/prelude.h"
+#include "support/run.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+using Points = std::vector<Point3>;
+
+struct Case {
+    std::string shape;
+    double noise = 0.0;
+    std::uint64_t seed = 1;
+};
+
+struct Cloud {
+    Points vPoints;
+    double spacing;
+};
+
+Cloud cloudOf(const Case& c, std::size_t n) {
+    Cloud cloud;
+    ScanRequest request;
+    request.shape = c.shape;
+    request.numPoints = n;
+    request.noise = c.noise;
+    request.seed = c.seed;
+    cloud.spacing = makeScan(request, cloud.vPoints).spacing;
+    return cloud;
+}
+
+MeshPtr unfitted(const Points& vPoints) {
+    ReconstructOptions options;
+    options.bFit = false;
+    return reconstruct(vPoints, options);
+}
+
+/// How far a place is from the surface of the shape.
+double distanceFrom(const std::string& shape, const Point3& p) {
+    const Vector3 v = p - Point3();
+    if (shape == "sphere") return std::fabs(v.length() - 1.0);
+    if (shape == "torus") return std::fabs(std::hypot(std::hypot(v.x(), v.y()) - 1.0, v.z()) - 0.4);
+    const double x = std::fabs(v.x() - 1.0) - 1.0, y = std::fabs(v.y() - 0.5) - 0.5, z = std::fabs(v.z() - 0.25) - 0.25;
+    const double inside = std::max({x, y, z});
+    return inside <= 0.0 ? -inside : std::hypot(std::max(x, 0.0), std::max(y, 0.0), std::max(z, 0.0));
+}
+
+/// Mean distance of points on the triangles from the shape, weighted by area, and the largest one.
+std::pair<double, double> meanAndLargest(const std::string& shape, const MeshPtr& pMesh) {
+    const Points vCorner = cornersOf(pMesh);
+    double sum = 0.0, areas = 0.0, largest = 0.0;
+    for (std::size_t i = 0; i < vCorner.size(); i += 3) {
+        const Vector3 a = vCorner[i + 1] - vCorner[i], b = vCorner[i + 2] - vCorner[i];
+        const double area = crossProduct(a, b).length();
+        for (const auto& [s, t] :
+             {std::pair{1.0 / 3.0, 1.0 / 3.0}, std::pair{0.1, 0.8}, std::pair{0.8, 0.1}, std::pair{0.1, 0.1}}) {
+            const double distance = distanceFrom(shape, vCorner[i] + a * s + b * t);
+            sum += 0.25 * area * distance;
+            largest = std::max(largest, distance);
+        }
+        areas += area;
+    }
+    return {sum / areas, largest};
+}
+
+double largestMove(const Points& vBefore, const Points& vAfter) {
+    double largest = vBefore.size() == vAfter.size() ? 0.0 : HUGE_VAL;
+    for (std::size_t i = 0; i < std::min(vBefore.size(), vAfter.size()); ++i)
+        largest = std::max(largest, (vAfter[i] - vBefore[i]).length());
+    return largest;
+}
+
+Figures figures(const MeshPtr& pMesh) {
+    return figuresOf(*pMesh->getRMesh());
+}
+
+}  // namespace
+
+TEST(Fit, comesNearerToTheSurface) {
+    const CoutSilence silence;
+    struct Bound {
+        Case scan;
+        double mean, largest;  // in spacings, after
+        double ratio;          // of the means
+    };
+    for (const Bound& bound : {Bound{{"sphere"}, 0.005, 0.05, 0.4}, Bound{{"block"}, 0.004, 1.3, 0.2},
+                               Bound{{"torus", 0.2}, 0.05, 0.4, 0.5}, Bound{{"block", 0.2}, 0.06, 1.5, 0.6}})
+        for (const std::uint64_t seed : {1U, 2U, 3U}) {
+            Case scan = bound.scan;
+            scan.seed = seed;
+            const Cloud cloud = cloudOf(scan, 20000);
+            const MeshPtr pMesh = unfitted(cloud.vPoints);
+            const Figures before = figures(pMesh);
+            const double mean = meanAndLargest(scan.shape, pMesh).first;
+            const FitReport report = fit(pMesh, cloud.vPoints);
+            const auto [meanAfter, largestAfter] = meanAndLargest(scan.shape, pMesh);
+            const std::string name = scan.shape + " " + std::to_string(scan.noise) + " " + std::to_string(seed);
+            EXPECT_LT(meanAfter, bound.mean * cloud.spacing) << name;
+            EXPECT_LT(largestAfter, bound.largest * cloud.spacing) << name;
+            EXPECT_LT(meanAfter, bound.ratio * mean) << name;
+            EXPECT_NEAR(report.noise, scan.noise * cloud.spacing, 0.06 * cloud.spacing) << name;
+            EXPECT_GT(report.numPoints, 19990U) << name;
+            const Figures after = figures(pMesh);
+            EXPECT_EQ(std::tie(after.numBorder, after.numME, after.numConflicts, after.euler, after.numDoubles),
+                      std::tie(before.numBorder, before.numME, before.numConflicts, before.euler, before.numDoubles))
+                << name;
+            EXPECT_TRUE(countFlaws(*pMesh->getRMesh()).isManifold()) << name;
+        }
+}
+
+TEST(Fit, findsTheCornersOfABlock) {
+    const CoutSilence silence;
+    std::size_t numFound = 0;
+    for (const std::uint64_t seed : {1U, 2U, 3U, 4U, 5U}) {
+        const Cloud cloud = cloudOf({"block", 0.0, seed}, 20000);
+        const MeshPtr pMesh = reconstruct(cloud.vPoints, ReconstructOptions{});
+        const Points vCorner = cornersOf(pMesh);
+        for (const double x : {0.0, 2.0})
+            for (const double y : {0.0, 1.0})
+                for (const double z : {0.0, 0.5})
+                    numFound += std::any_of(vCorner.begin(), vCorner.end(), [&](const Point3& p) {
+                        return (p - Point3(x, y, z)).length() < 0.1 * cloud.spacing;
+                    });
+    }
+    EXPECT_GE(numFound, 34U);  // of 40: some have no point near them, and some can't be reached without a fold
+}
+
+TEST(Fit, dependsNeitherOnTheOrderOfPointsNorOnWorkersNorOnPlaceAndUnit) {
+    const CoutSilence silence;
+    const Cloud cloud = cloudOf({"block", 0.1}, 8000);
+    const auto fittedWith = [&](const Points& vPoints, int numThreads) {
+        const MeshPtr pMesh = unfitted(cloud.vPoints);
+        setNumThreads(numThreads);
+        fit(pMesh, vPoints);
+        setNumThreads(0);
+        return cornersOf(pMesh);
+    };
+    const Points vOnce = fittedWith(cloud.vPoints, 1);
+    Points vShuffled = cloud.vPoints;
+    Scan(7).shuffle(vShuffled);
+    EXPECT_EQ(fittedWith(vShuffled, 3), vOnce);
+    EXPECT_NE(cornersOf(unfitted(cloud.vPoints)), vOnce);
+    for (const double unit : {0x1p-30, 0x1p30}) {
+        const MeshPtr pMesh = unfitted(scaled(cloud.vPoints, unit));
+        fit(pMesh, scaled(cloud.vPoints, unit));
+        EXPECT_LT(largestMove(scaled(vOnce, unit), cornersOf(pMesh)), 1e-6 * unit) << unit;
+    }
+}
+
+TEST(Fit, settles) {
+    const CoutSilence silence;
+    for (const Case& scan : {Case{"sphere"}, Case{"torus", 0.2}}) {
+        const Cloud cloud = cloudOf(scan, 10000);
+        const MeshPtr pMesh = unfitted(cloud.vPoints);
+        fit(pMesh, cloud.vPoints);
+        EXPECT_LT(fit(pMesh, cloud.vPoints).meanMove, 0.01 * cloud.spacing) << scan.shape;
+    }
+}
+
+TEST(Fit, leavesAloneWhatHasNoPointsNear) {
+    const CoutSilence silence;
+    const Cloud cloud = cloudOf({"sphere"}, 3000);
+    const double nan = std::numeric_limits<double>::quiet_NaN(), large = std::numeric_limits<double>::max();
+    const Points vBefore = cornersOf(unfitted(cloud.vPoints));
+    for (const Points& vPoints :
+         {Points{}, Points{{1.0, 0.0, 0.0}}, scaled(cloud.vPoints, 1.0, 100.0), Points(100, {nan, nan, nan}),
+          Points(100, {large, -large, 0.0}), scaled(cloud.vPoints, 1e-9)}) {
+        const MeshPtr pMesh = unfitted(cloud.vPoints);
+        fit(pMesh, vPoints);
+        EXPECT_EQ(cornersOf(pMesh), vBefore) << vPoints.size();
+    }
+    // Half of the sphere's points: the other half stays.
+    Points vUpper = cloud.vPoints;
+    std::erase_if(vUpper, [](const Point3& p) { return p.z() < 0.0; });
+    const MeshPtr pMesh = unfitted(cloud.vPoints);
+    EXPECT_GT(fit(pMesh, vUpper).meanMove, 0.0);
+    const Points vAfter = cornersOf(pMesh);
+    for (std::size_t i = 0; i < vBefore.size(); ++i)
+        if (vBefore[i].z() < -0.3) {
+            EXPECT_EQ(vAfter[i], vBefore[i]);
+        }
+}
+
+TEST(Fit, keepsNoiseOnRequest) {
+    const CoutSilence silence;
+    const Cloud cloud = cloudOf({"torus", 0.2}, 20000);
+    const auto meanWith = [&](const FitOptions& options) {
+        const MeshPtr pMesh = unfitted(cloud.vPoints);
+        fit(pMesh, cloud.vPoints, options);
+        return meanAndLargest("torus", pMesh).first;
+    };
+    EXPECT_GT(meanWith({.bNoise = false}), 1.2 * meanWith({}));
+}
+
+TEST(Fit, keepsWallsApart) {
+    const CoutSilence silence;
+    Scan scan(4);
+    Points vPoints = scan.plane(8000);
+    const double distance = 4.0 / std::sqrt(8000.0);
+    for (Point3 p : scan.plane(8000))
+        vPoints.emplace_back(p.x(), p.y(), distance);
+    const MeshPtr pMesh = unfitted(vPoints);
+    fit(pMesh, vPoints);
+    for (const Point3& p : cornersOf(pMesh))
+        EXPECT_LT(std::min(std::fabs(p.z()), std::fabs(p.z() - distance)), 0.05 * distance);
+}
+
+TEST(Fit, takesAnyMesh) {
+    const CoutSilence silence;
+    EXPECT_THROW(fit(nullptr, {}), KelBugException);
+    for (std::uint64_t seed = 0; seed < 200; ++seed) {
+        std::mt19937_64 random(seed);
+        const auto number = [&](double high) { return high * static_cast<double>(random() >> 11) * 0x1p-53; };
+        Soup soup;
+        const int numVertices = 4 + static_cast<int>(random() % 12);
+        for (int i = 0; i < numVertices; ++i)
+            soup.vVtx.emplace_back(number(3.0), number(3.0), number(1.0));
+        for (int i = 0; i < 20; ++i) {
+            const int a = static_cast<int>(random()) % numVertices, b = static_cast<int>(random()) % numVertices;
+            const int c = static_cast<int>(random()) % numVertices;
+            if (a >= 0 && b >= 0 && c >= 0 && a != b && b != c && c != a) soup.vT.push_back({a, b, c});
+        }
+        Points vPoints;
+        for (int i = 0; i < 300; ++i)
+            vPoints.emplace_back(number(3.0), number(3.0), number(seed % 2 == 0 ? 0.01 : 1.0));
+        const MeshPtr pMesh = std::make_shared<Mesh>(FineMesh(soup).release());
+        makeManifold(pMesh);
+        const Figures before = figures(pMesh);
+        fit(pMesh, vPoints);
+        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << seed;
+        const Figures after = figures(pMesh);
+        EXPECT_EQ(std::tie(after.numBorder, after.numME, after.numConflicts, after.euler, after.numDoubles),
+                  std::tie(before.numBorder, before.numME, before.numConflicts, before.euler, before.numDoubles))
+            << seed;
+    }
+}
+
+// ---- Parts
+
+TEST(PointGrid, agreesWithASearchOfAll) {
+    std::mt19937_64 random(3);
+    const auto number = [&](double high) { return high * static_cast<double>(random() >> 11) * 0x1p-53; };
+    for (const double extent : {3.0, 40.0, 3e7}) {
+        std::vector<Vector3> vPlace;
+        std::vector<unsigned char> vUse;
+        for (int i = 0; i < 1500; ++i) {
+            vPlace.emplace_back(number(3.0) + (i % 3 == 0 ? extent : 0.0), number(3.0),
+                                number(3.0) + (i % 2 == 0 ? extent : 0.0));
+            vUse.push_back(i % 5 != 0);
+        }
+        const PointGrid grid(vPlace, 1.0, vUse);
+        const auto sorted = [](std::vector<FitIndex> v) {
+            std::sort(v.begin(), v.end());
+            return v;
+        };
+        std::map<FitIndex, std::vector<FitIndex>> mCells;
+        FitIndex current = 0;
+        grid.visitCells(
+            0, grid.numCells(),
+            [&](FitIndex i) {
+                current = i;
+                mCells[i];
+            },
+            [&](FitIndex j, double) { mCells[current].push_back(j); });
+        EXPECT_EQ(mCells.size(), grid.size());
+        for (const double radius : {0.2, 1.0, 2.7})
+            for (std::size_t i = 0; i < vPlace.size(); i += 7) {
+                std::vector<FitIndex> vExpected, vFound;
+                for (FitIndex j = 0; j < vPlace.size(); ++j)
+                    if (vUse[j] != 0 && (vPlace[j] - vPlace[i]).sqLength() <= radius * radius) vExpected.push_back(j);
+                grid.visitWithin(vPlace[i], radius, [&](FitIndex j, double) { vFound.push_back(j); });
+                EXPECT_EQ(sorted(vFound), vExpected);
+                if (radius == 1.0 && vUse[i] != 0) {
+                    EXPECT_EQ(sorted(mCells[static_cast<FitIndex>(i)]), vExpected);
+                }
+            }
+    }
+}
+
+TEST(FitMesh, keepsItsTablesThroughFlipsAndSplits) {
+    for (std::uint64_t seed = 0; seed < 20; ++seed) {
+        std::mt19937_64 random(seed);
+        std::vector<Vector3> vPlace;
+        std::vector<FitTriangle> vTriangle;
+        const Soup soup = sheet(6, 5);
+        for (const Point3& p : soup.vVtx)
+            vPlace.push_back(p - Point3());
+        for (const auto& t : soup.vT)
+            vTriangle.push_back({static_cast<FitIndex>(t[0]), static_cast<FitIndex>(t[1]), static_cast<FitIndex>(t[2])});
+        FitMesh mesh(vPlace, vTriangle);
+        for (int i = 0; i < 300; ++i) {
+            const auto t = static_cast<FitIndex>(random() % mesh.numTriangles());
+            const int k = static_cast<int>(random() % 3);
+            const FitIndex o = mesh.neighbour(t, k);
+            if (o == NO_INDEX) continue;
+            const FitIndex a = mesh.corners(t)[static_cast<std::size_t>(k)],
+                           b = mesh.corners(t)[static_cast<std::size_t>(nextCorner(k))];
+            const FitIndex c = mesh.corners(t)[static_cast<std::size_t>(previousCorner(k))];
+            const FitIndex d = mesh.corners(o)[static_cast<std::size_t>(previousCorner(mesh.edgeFrom(o, b, a)))];
+            if (i % 3 == 0)
+                mesh.split(t, k, (mesh.place(a) + mesh.place(b)) * 0.5);
+            else if (!mesh.isJoined(c, d))
+                mesh.flip(t, k);
+        }
+        const FitMesh again(mesh.places(), mesh.triangles());
+        EXPECT_EQ(figuresOf(mesh.triangles()).euler, 1);
+        EXPECT_EQ(figuresOf(mesh.triangles()).numConflicts, 0);
+        for (FitIndex t = 0; t < mesh.numTriangles(); ++t)
+            for (int k = 0; k < 3; ++k)
+                EXPECT_EQ(mesh.neighbour(t, k), again.neighbour(t, k));
+        for (FitIndex v = 0; v < mesh.numVertices(); ++v) {
+            std::set<FitIndex> sHas, sExpected;
+            mesh.visitTriangles(v, [&](FitIndex t) { sHas.insert(t); });
+            again.visitTriangles(v, [&](FitIndex t) { sExpected.insert(t); });
+            EXPECT_EQ(sHas, sExpected);
+            EXPECT_EQ(mesh.isAtBorder(v), again.isAtBorder(v));
+        }
+    }
+}

@@ -172,6 +172,31 @@ TEST(Pinholes, areClosedButNoOuterBorderIs) {
     EXPECT_EQ(countFlaws(*closed).numBorderEdges, 0U);
 }
 
+TEST(Pinholes, areClosedBehindTheFoldsAroundThem) {
+    for (const auto& [bKeepManifold, numClosed] : {std::pair(true, 1), {false, 0}}) {
+        Soup soup = sheet(6, 6);
+        const int middle = 42;
+        // One corner goes across the other two, so that its triangles lie upon those beyond.
+        const auto cornerOf = [&](std::size_t i) -> Point3& {
+            return soup.vVtx[static_cast<std::size_t>(soup.vT[middle][i])];
+        };
+        const Point3 between = cornerOf(1) + (cornerOf(2) - cornerOf(1)) * 0.5;
+        cornerOf(0) = between + (between - cornerOf(0)) * 0.7;
+        FineMesh mesh(soup);
+        mesh.kill(middle);
+        ASSERT_EQ(countFlaws(*mesh).numBorderEdges, 27U);
+        const double areaBefore = mesh->getArea();
+        EXPECT_EQ(closeHoles(*mesh, {.maxPinholeEdges = 3}, bKeepManifold), numClosed);
+        EXPECT_EQ(countFlaws(*mesh).numBorderEdges, numClosed == 1 ? 24U : 27U);
+        EXPECT_TRUE(countFlaws(*mesh).isManifold());
+        if (numClosed == 1)
+            EXPECT_NEAR(mesh->getArea(), 36.0, 1e-9) << "no fold is left";
+        else
+            EXPECT_EQ(mesh->getArea(), areaBefore);
+        mesh->checkDataStructures("closed");
+    }
+}
+
 TEST(Pieces, withoutABorderAreTurnedOutward) {
     // What has a border stays as it is, until that is closed.
     const auto volumeOf = [](const RMesh& mesh) {

@@ -14,6 +14,7 @@
 #include "Bundle.h"
 #include "CMesh.h"
 #include "ChainMgr.h"
+#include "CrumpledRim.h"
 #include "Loop.h"
 #include "ManifoldMaker.h"
 #include "PieceAreas.h"
@@ -157,10 +158,12 @@ class HoleChoice {
 public:
     /// limits: referred to. The pieces are those of the mesh as it is now.
     HoleChoice(const RMesh& mesh, const HoleLimits& theLimits) : fine(mesh), limits(theLimits) {
-        if (limits.maxPinholeEdges > limits.maxHoleEdges) pieces.emplace(mesh);
+        if (limits.maxPinholeEdges > 0) pieces.emplace(mesh);
     }
-    bool isWanted(Chain& chain, const std::vector<VCD>& vHighVCD) {
-        if (isPlainRing(chain, sizeOf(limits.maxHoleEdges), vHighVCD)) return true;
+    bool isHole(Chain& chain, const std::vector<VCD>& vHighVCD) const {
+        return isPlainRing(chain, sizeOf(limits.maxHoleEdges), vHighVCD);
+    }
+    bool isPinhole(Chain& chain, const std::vector<VCD>& vHighVCD) {
         return pieces && isPlainRing(chain, sizeOf(limits.maxPinholeEdges), vHighVCD) && isSmallFor(*pieces, fine, chain);
     }
 
@@ -172,9 +175,17 @@ private:
     std::optional<PieceAreas> pieces;
 };
 
-}  // namespace
+/// The vertices of a border loop, sorted by address.
+std::vector<Point3*> verticesOf(const Chain& chain, const RMesh& fine) {
+    std::vector<Point3*> vVtx;
+    for (const CEdge* pCE : chain.lMemberCE)
+        vVtx.insert(vVtx.end(), {fine.getVtx(pCE->v0), fine.getVtx(pCE->v1)});
+    oneInstance(vVtx);
+    return vVtx;
+}
 
-int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold) {
+/// Closes the holes of the choice. Returns their number, and appends the vertices of each pinhole that stayed open.
+int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<Point3*>>& vStubborn) {
     RimCopy rim(mesh);
     const ChainMgr chains(&rim.mesh(), rim.border(), false);
     const ProgressStep step("RT_fill", chains.getSize());
@@ -183,11 +194,59 @@ int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold) {
         HoleChoice choice(mesh, limits);
         for (std::size_t i = 0; i < chains.getSize(); ++i) {
             Chain& chain = *chains.getChain(i);
-            if (choice.isWanted(chain, chains.vHighVCD) && closeHole(mesh, rim, chain)) ++numClosed;
+            const bool bPinhole = choice.isPinhole(chain, chains.vHighVCD);
+            const bool bWanted = bPinhole || choice.isHole(chain, chains.vHighVCD);
+            if (bWanted && closeHole(mesh, rim, chain))
+                ++numClosed;
+            else if (bPinhole)
+                vStubborn.push_back(verticesOf(chain, mesh));
             step.advance();
         }
     }
     step.finish();
+    return numClosed;
+}
+
+/// Closes the wider loops of crumpled rims where that is possible.
+void closeOpened(RMesh& mesh, const std::vector<CrumpledRim>& vOpened) {
+    std::map<Point3*, const CrumpledRim*> mOpened;  // by the first vertex; no two share one
+    for (const CrumpledRim& opened : vOpened)
+        mOpened.emplace(opened.wideRim().front(), &opened);
+    RimCopy rim(mesh);
+    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    for (std::size_t i = 0; i < chains.getSize(); ++i) {
+        Chain& chain = *chains.getChain(i);
+        const std::vector<Point3*> vVtx = verticesOf(chain, mesh);
+        const auto it = vVtx.empty() ? mOpened.end() : mOpened.find(vVtx.front());
+        const bool bOpened = it != mOpened.end() && it->second->wideRim() == vVtx;
+        if (bOpened && isPlainRing(chain, chain.getSize(), chains.vHighVCD)) closeHole(mesh, rim, chain);
+    }
+}
+
+/// Closes pinholes behind the folds around them, as far as that is possible, and returns their number.
+int closeCrumpled(RMesh& mesh, const std::vector<std::vector<Point3*>>& vStubborn) {
+    std::vector<CrumpledRim> vOpened;
+    for (const std::vector<Point3*>& vRim : vStubborn) {
+        CrumpledRim crumpled(mesh, vRim);
+        if (crumpled.takeOut()) vOpened.push_back(std::move(crumpled));
+    }
+    if (vOpened.empty()) return 0;
+    closeOpened(mesh, vOpened);
+    int numClosed = 0;
+    for (CrumpledRim& opened : vOpened)
+        if (opened.isClosed())
+            ++numClosed;
+        else
+            opened.putBack();
+    return numClosed;
+}
+
+}  // namespace
+
+int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold) {
+    std::vector<std::vector<Point3*>> vStubborn;
+    int numClosed = closeChosen(mesh, limits, vStubborn);
+    if (bKeepManifold) numClosed += closeCrumpled(mesh, vStubborn);
     if (bKeepManifold) removeFlatFromManifold(mesh);
     return numClosed;
 }

@@ -25,7 +25,8 @@ struct HoleLimits {
     int maxHoleEdges = 0;  ///< all
 };
 
-/// Closes holes as RTop::fillHoles does. The pieces are judged as they are before. A hole stays open when the mesh has a
+/// Closes holes as RTop::fillHoles does; with bKeepManifold, pinholes with folded rims, too (CrumpledRim). The pieces are
+/// judged as they are before. A hole stays open when the mesh has a
 /// watch that forbids the new triangles.
 /// bKeepManifold: as for RTop::fillHoles.
 /// Returns the number of closed holes. Cost: O(n log n).

@@ -1,0 +1,81 @@
+#include "CrumpledRim.h"
+
+#include <algorithm>
+#include <map>
+#include <utility>
+
+#include "RMesh.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+CrumpledRim::CrumpledRim(RMesh& theMesh, const std::vector<Point3*>& vRim) : mesh(theMesh) {
+    for (const Point3* p : vRim)
+        mesh.getIncidentT(p, vRT);
+    oneInstance(vRT);
+    findWideRim(vRim);
+}
+
+/// Every triangle at the loop has a corner there. So a side without one belongs to one of them and to one that stays, or to
+/// two of them.
+void CrumpledRim::findWideRim(const std::vector<Point3*>& vRim) {
+    const auto isOnRim = [&](const Point3* p) { return std::find(vRim.begin(), vRim.end(), p) != vRim.end(); };
+    std::map<Side, int> mCount;
+    for (const RTriangle* pRT : vRT)
+        for (int i = 0; i < 3; ++i) {
+            const auto [pLow, pHigh] = std::minmax({pRT->getCorner(i), pRT->getCorner((i + 1) % 3)});
+            if (!isOnRim(pLow) && !isOnRim(pHigh)) ++mCount[{pLow, pHigh}];
+        }
+    for (const auto& [side, count] : mCount)
+        if (count == 1) {
+            vWideSide.push_back(side);
+            vWideRim.insert(vWideRim.end(), side.begin(), side.end());
+        }
+    oneInstance(vWideRim);
+}
+
+bool CrumpledRim::takeOut() {
+    if (!isOneLoop()) return false;
+    for (RTriangle* pRT : vRT) {
+        vTaken.push_back({pRT->getCorner(0), pRT->getCorner(1), pRT->getCorner(2)});
+        pRT->kill(&mesh);
+    }
+    return true;
+}
+
+bool CrumpledRim::isOneLoop() const {
+    std::map<const Point3*, std::vector<const Point3*>> mNext;
+    for (const auto& [p, q] : vWideSide) {
+        if (mesh.getEdge(p, q)->getDegree() != 2) return false;
+        mNext[p].push_back(q);
+        mNext[q].push_back(p);
+    }
+    std::vector<REdge*> vEdges;
+    for (const Point3* p : vWideRim) {
+        vEdges.clear();
+        mesh.getIncidentRE(p, vEdges);
+        const bool bBorder =
+            std::any_of(vEdges.begin(), vEdges.end(), [](const REdge* pRE) { return pRE->getDegree() == 1; });
+        if (bBorder || mNext[p].size() != 2) return false;
+    }
+    if (vWideSide.size() < 3) return false;
+    std::size_t numPassed = 1;
+    const Point3 *pFirst = vWideSide[0][0], *pBefore = pFirst;
+    for (const Point3* p = vWideSide[0][1]; p != pFirst; ++numPassed) {
+        const Point3* pNext = mNext[p][0] == pBefore ? mNext[p][1] : mNext[p][0];
+        pBefore = std::exchange(p, pNext);
+    }
+    return numPassed == vWideSide.size();
+}
+
+bool CrumpledRim::isClosed() const {
+    return std::all_of(vWideSide.begin(), vWideSide.end(),
+                       [this](const Side& side) { return mesh.getEdge(side[0], side[1])->getDegree() == 2; });
+}
+
+void CrumpledRim::putBack() {
+    for (const auto& [p, q, r] : vTaken)
+        mesh.createT(p, q, r);
+}
+
+}  // namespace TARN_KEL

@@ -1,9 +1,10 @@
-// The public functions on point files and triangle soups, and the way from a soup in a file to a mesh.
+// The public functions on point files and triangle soups, and the step from a soup in a file to a mesh.
 //
-// The format of a file follows from its name alone. Text is read line by line in place, numbers by the rules of a stream; a
-// line that doesn't fit is somebody's header or comment. Binary points are a type, a count and the bare doubles in the byte
-// order of the machine. Readers append as they go, so a reader that fails leaves what it had read behind the older points;
-// what they append is never more than some multiple of the file's length, whatever its header claims.
+// The format of a file is determined by its name alone. Text is parsed line by line in the read buffer, numbers as a stream
+// would parse them; lines that don't start with three numbers are skipped, as they may be headers or comments. Binary points
+// are a type, a count and raw doubles in the machine's byte order. Readers append while they read: when one fails, the
+// points read so far stay behind the older ones. They never append more than a fixed multiple of the file's length, whatever
+// its header claims.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -35,7 +36,7 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Other spellings of an extension, such as ".pLy", aren't known.
+/// Other spellings of an extension, such as ".pLy", aren't recognised.
 struct Extension {
     std::string_view text;
     FileType type;
@@ -50,7 +51,7 @@ constexpr std::array<Extension, 21> EXTENSIONS{{
     {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
 }};
 
-constexpr unsigned LIST_POINT_SIZE = 10;  // of the dots in a Geomview list
+constexpr unsigned LIST_POINT_SIZE = 10;  // the width of points in a Geomview list, in pixels
 
 bool endsWith(std::string_view text, std::string_view end) {
     return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
@@ -71,19 +72,19 @@ constexpr std::int32_t BIN_TYPE_3D = 30;
 constexpr std::int32_t BIN_TYPE_2D = 20;
 constexpr std::size_t BIN_HEADER = sizeof(std::int32_t) + sizeof(std::uint64_t);
 
-/// A count that no file of that length was meant to have.
+/// Whether a count can't be meant for a file of that length: there would be more than eight points per byte.
 bool isAbsurdCount(std::uint64_t count, std::uint64_t fileLength) {
     return count / 8 > fileLength || (count / 8 == fileLength && count % 8 != 0);
 }
 
-/// A point from its first numBytes bytes; coordinates that aren't there in full are 0.0.
+/// A point from its first numBytes bytes. Coordinates that are incomplete or missing are 0.0.
 Point3 pointFromBytes(const char* p, std::size_t numBytes) {
     std::array<double, 3> aValue{};
     std::memcpy(aValue.data(), p, numBytes - numBytes % sizeof(double));
     return {aValue[0], aValue[1], aValue[2]};
 }
 
-/// Appends up to count points of the given width in bytes. Returns how many there were, the last one perhaps in part.
+/// Appends up to count points, each of width bytes. Returns the number of points read; the last one may be incomplete.
 std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_t count, std::vector<Point3>& vPoints) {
     std::uint64_t numRead = 0;
     while (numRead < count && reader.fill(width)) {
@@ -101,7 +102,7 @@ std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_
     return numRead;
 }
 
-/// The body of a BIN file of a known type. False when the count is absurd or the disk fails.
+/// Reads a BIN file behind its type. Returns false when the count is absurd or reading fails.
 bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, std::vector<Point3>& vPoints) {
     std::uint64_t count = 0;
     std::memcpy(&count, reader.begin() + sizeof(std::int32_t), sizeof count);
@@ -117,7 +118,7 @@ bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, 
 
 // ---- Meshes
 
-/// Three corners a triangle.
+/// Appends three corners per triangle.
 bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
     switch (getFileType(filename)) {
     case FT_PLY:
@@ -132,8 +133,8 @@ bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
 /// Three vertices by number, in the order of the file.
 using Triple = std::array<std::size_t, 3>;
 
-/// Makes the vertices of the triangles of three different places, all finite, and says how many others there were.
-/// placeOf, vertexOf: of each corner; vertexOf makes the vertex where it is new.
+/// Creates the vertices of all triangles with three different, finite corners. Prints a warning with the number of the
+/// others. placeOf: the place of corner i; vertexOf: the number of its vertex, which is created if it is new.
 template <typename PlaceOf, typename VertexOf>
 std::vector<Triple> createVertices(std::size_t numCorners, const PlaceOf& placeOf, const VertexOf& vertexOf,
                                    const std::string& filename) {
@@ -156,7 +157,7 @@ std::vector<Triple> createVertices(std::size_t numCorners, const PlaceOf& placeO
     return vTriple;
 }
 
-/// Reads the triangles of a file and makes their vertices, one for each place. False when the file can't be read.
+/// Reads the triangles of a file and creates a vertex for each place. Returns false when the file can't be read.
 bool readJoined(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
     std::vector<Point3> vCorners;
     if (!readTriangles(filename, vCorners)) return false;
@@ -166,7 +167,7 @@ bool readJoined(const std::string& filename, RMesh& mesh, std::vector<Triple>& v
     return true;
 }
 
-/// The same for a PLY file, with a vertex for each of its numbers that is used.
+/// The same for a PLY file, with a vertex for each vertex of the file that a triangle uses.
 bool readNumbered(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
     constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
     std::vector<Point3> vVertices;
@@ -184,8 +185,8 @@ bool readNumbered(const std::string& filename, RMesh& mesh, std::vector<Triple>&
     return true;
 }
 
-/// Of triangles with the same vertices the first one stays. A file may hold one a million times, and an edge gives up its
-/// triangles one by one, so they aren't made at all.
+/// Keeps the first one of triangles with the same vertices. The others aren't created at all: a file may hold a triangle a
+/// million times, and removing that many from an edge one by one is slow.
 void dropEqual(std::vector<Triple>& vTriple) {
     std::vector<std::pair<Triple, std::size_t>> vSorted(vTriple.size());
     for (std::size_t i = 0; i < vTriple.size(); ++i) {
@@ -257,7 +258,7 @@ bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
     const std::size_t width = (type == BIN_TYPE_3D ? 3 : 2) * sizeof(double);
     try {
         if (bHeader && readBinBody(file, reader, width, vPoints)) return true;
-    } catch (const std::bad_alloc&) {  // the same line as for any other count that can't be
+    } catch (const std::bad_alloc&) {  // a count that memory can't hold is reported like an absurd one
     } catch (const std::length_error&) {
     }
     return fail(name + " can't be read");

@@ -1,13 +1,13 @@
-// All topology follows from one sorted list: the sides of all triangles, equal edges beside each other. Sets that are joined
-// edge by edge give the rest:
+// All topology follows from one sorted list: the sides of all triangles, sorted so that sides on the same edge are adjacent.
+// The rest are disjoint sets:
 //
-//   pieces      triangles, joined along every edge
-//   fans        corners, joined along every edge at both of its ends with the corner of the next triangle at that vertex
-//   loops       border edges, joined where their ends belong to one fan: the loops that are there once every vertex is split
-//               into its fans
-//   components  vertices, joined by every triangle
+//   pieces      of triangles: those on an edge are joined
+//   fans        of corners: at both ends of an edge, the corners of its triangles there are joined
+//   loops       of border edges: those with ends in the same fan are joined. These are the loops that a mesh has once every
+//               vertex is split into its fans
+//   components  of vertices: those of a triangle are joined
 //
-// None of it asks how the triangles are oriented or how many meet at an edge, so it holds on any soup.
+// None of this depends on the orientation of triangles or on how many meet at an edge, so it works on any soup.
 #include "MeshAnalysis.h"
 
 #include <algorithm>
@@ -32,7 +32,7 @@ using Triangle = IndexedTriangles::Triangle;
 
 constexpr Index NONE = std::numeric_limits<Index>::max();
 
-/// Numbers places from 0 in the order in which they come first, the same number for equal ones.
+/// Numbers places from 0 on, in the order of their first occurrence. Equal places get the same number.
 class PlaceNumbers {
 public:
     PlaceNumbers(std::size_t maxPlaces, std::vector<Point3>& places)
@@ -60,13 +60,13 @@ private:
         return h;
     }
 
-    std::vector<Index> vSlot;      // a number, or NONE; at most half of them are taken
-    std::vector<Point3>& vPlaces;  // of each number
+    std::vector<Index> vSlot;      // a hash table of numbers; NONE: free. At most half full
+    std::vector<Point3>& vPlaces;  // by number
 };
 
 /// The side of a triangle that begins at a corner. Corner 3 t + k is the k-th of triangle t.
 struct Side {
-    std::uint64_t edge;  // lower vertex in front, higher vertex behind
+    std::uint64_t edge;  // the lower vertex in the upper 32 bits, the higher vertex in the lower ones
     Index corner;
 
     Index lowVertex() const { return static_cast<Index>(edge >> 32); }
@@ -82,14 +82,14 @@ bool hasEqualCorners(const Triangle& t) {
     return t[0] == t[1] || t[1] == t[2] || t[2] == t[0];
 }
 
-/// Of any size: the square of a component may leave the range of doubles.
+/// Works for all sizes: the squares of components may leave the range of doubles.
 double lengthOf(const Vector3& v) {
     return std::hypot(v.x(), v.y(), v.z());
 }
 
-/// Scaled by the longest side first, so that the size of the mesh doesn't count.
+/// Scales by the longest side first, so the size of the mesh doesn't matter.
 bool isFlat(const Point3& a, const Point3& b, const Point3& c) {
-    constexpr double LEAST_HEIGHT = 1e-6;  // coordinates in single precision hide anything less
+    constexpr double LEAST_HEIGHT = 1e-6;  // less is lost in single precision
     const double longest = std::max({lengthOf(b - a), lengthOf(c - b), lengthOf(a - c)});
     return !(crossProduct((b - a) / longest, (c - a) / longest).length() > LEAST_HEIGHT);
 }
@@ -114,7 +114,7 @@ private:
         bool bClosed = true;
         bool bOriented = true;
         double volume = 0.0;
-        double absVolume = 0.0;  // of all its parts: the measure of rounding
+        double absVolume = 0.0;  // sum of the absolute values of its parts, to judge rounding errors
     };
 
     Index vertexOf(Index corner) const { return vTriangles[corner / 3][corner % 3]; }
@@ -135,19 +135,19 @@ private:
     void measurePieces(MeshFigures& figures) const;
     void addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const;
 
-    const std::vector<Point3>& vVertices;  // of the caller, may hold more than the triangles use
+    const std::vector<Point3>& vVertices;  // the caller's; some may be unused
     const std::vector<Triangle> vTriangles;
-    std::vector<Side> vSides;  // sorted: the sides of an edge follow each other
+    std::vector<Side> vSides;  // sorted, so that the sides of an edge are adjacent
 };
 
-/// First by the lower vertex, counted: what is left to sort are the few sides at one vertex.
+/// A counting sort by lower vertex first; then only the few sides at each vertex are left to sort.
 void Topology::sortSides() {
     const auto sideAt = [&](Index corner) {
         const auto [low, high] = std::minmax({vertexOf(corner), vertexOf(Side{0, corner}.endCorner())});
         return Side{static_cast<std::uint64_t>(low) << 32 | high, corner};
     };
     const auto numSides = static_cast<Index>(3 * vTriangles.size());
-    std::vector<Index> vEnd(vVertices.size() + 1);  // of the sides at each vertex; until they are placed, their begin
+    std::vector<Index> vEnd(vVertices.size() + 1);  // first the begin of the sides at each vertex; once placed, their end
     for (Index corner = 0; corner < numSides; ++corner)
         ++vEnd[sideAt(corner).lowVertex() + 1];
     std::partial_sum(vEnd.begin(), vEnd.end(), vEnd.begin());
@@ -173,7 +173,7 @@ void Topology::forEachEdge(Visit&& visit) const {
     }
 }
 
-/// Each triangle is looked at along the edge of its two lower vertices.
+/// Each triangle is compared once, at the edge between its two lower vertices.
 void Topology::countDuplicates(MeshFigures& figures) const {
     std::vector<Index> vHighest;
     forEachEdge([&](Sides sides) {
@@ -236,7 +236,7 @@ std::size_t Topology::countLoops(Forest& fans) const {
         if (sides.size() == 1) vBorder.push_back(sides[0]);
     });
     Forest loops(vBorder.size());
-    std::vector<Index> vBorderOfFan(3 * vTriangles.size(), NONE);  // at the corner that stands for the fan
+    std::vector<Index> vBorderOfFan(3 * vTriangles.size(), NONE);  // by root of the fan: its first border edge
     for (Index i = 0; i < vBorder.size(); ++i) {
         for (const Index corner : {vBorder[i].corner, vBorder[i].endCorner()}) {
             Index& first = vBorderOfFan[fans.findRoot(corner)];
@@ -256,7 +256,7 @@ void Topology::measurePieces(MeshFigures& figures) const {
     });
     figures.numPieces = pieces.numSets();
 
-    std::vector<Piece> vPiece(vTriangles.size());  // at the triangle that stands for the piece
+    std::vector<Piece> vPiece(vTriangles.size());  // by root of the piece
     forEachEdge([&](Sides sides) {
         Piece& piece = vPiece[pieces.findRoot(sides[0].triangle())];
         const auto numForward = std::count_if(sides.begin(), sides.end(), [&](const Side& s) { return isForward(s); });
@@ -273,7 +273,7 @@ void Topology::measurePieces(MeshFigures& figures) const {
     }
 }
 
-/// Tetrahedra from a vertex of the piece to each triangle; from a place far off their sum would be all rounding.
+/// Sums up tetrahedra from a vertex of the piece to each triangle. Seen from a distant point, rounding would dominate.
 void Topology::addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const {
     for (Index t = 0; t < vTriangles.size(); ++t) {
         const Index root = pieces.findRoot(t);
@@ -285,7 +285,8 @@ void Topology::addVolumes(Forest& pieces, std::vector<Piece>& vPiece) const {
     }
 }
 
-/// placeOf: of each corner; numberOf: of the vertex at each corner of a triangle that is finite.
+/// Adds the triangles whose corners are finite, and counts the others.
+/// placeOf: the place of corner i; numberOf: the number of its vertex.
 template <typename PlaceOf, typename NumberOf>
 void addTriangles(std::size_t numCorners, const PlaceOf& placeOf, const NumberOf& numberOf, IndexedTriangles& mesh) {
     if (numCorners >= NONE) throw std::length_error("The mesh has too many triangles");
@@ -298,7 +299,7 @@ void addTriangles(std::size_t numCorners, const PlaceOf& placeOf, const NumberOf
     }
 }
 
-/// placeOf: of each corner. At most maxPlaces of them differ.
+/// placeOf: the place of corner i. At most maxPlaces places differ.
 template <typename PlaceOf>
 IndexedTriangles unified(std::size_t numCorners, std::size_t maxPlaces, const PlaceOf& placeOf) {
     IndexedTriangles mesh;
@@ -380,7 +381,8 @@ CloudDistances measureDistances(const std::vector<Point3>& vVertices, const std:
     distances.shareWithinAverageEdge = shareBelow(vDistance, averageEdgeLength);
     distances.within = within;
     if (within) distances.shareWithinAsked = shareBelow(vDistance, *within);
-    const std::size_t rank = vDistance.size() - 1 - vDistance.size() / 100;  // all but one of each full hundred lie below
+    const std::size_t rank =
+        vDistance.size() - 1 - vDistance.size() / 100;  // a hundredth of the vertices, rounded down, lies above
     const auto quantile = vDistance.begin() + static_cast<std::ptrdiff_t>(rank);
     std::nth_element(vDistance.begin(), quantile, vDistance.end());
     distances.quantile99 = *quantile;

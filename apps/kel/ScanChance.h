@@ -6,11 +6,11 @@
 #include <cmath>
 #include <cstdint>
 
-/// Numbers in [0, 1), normal deviates and directions, the same with every standard library.
+/// Uniform numbers in [0, 1), normal deviates and directions. The sequence is the same with every standard library.
 class Chance {
 public:
     explicit Chance(std::uint64_t seed) : state(seed * 0x9e3779b97f4a7c15ULL + 0x1234567ULL) {
-        if (state == 0) state = 1;  // it would stay there
+        if (state == 0) state = 1;  // zero is a fixed point of uniform()
     }
     double uniform() {
         state ^= state >> 12;
@@ -22,7 +22,7 @@ public:
         const double radius = std::sqrt(-2.0 * std::log(1.0 - uniform()));
         return radius * std::cos(2.0 * PI * uniform());
     }
-    /// A unit vector, all directions alike.
+    /// A unit vector, uniformly distributed over all directions.
     TARN_KEL::Vector3 direction() {
         const double z = 2.0 * uniform() - 1.0;
         const double longitude = 2.0 * PI * uniform();

@@ -12,7 +12,7 @@ using TARN_KEL::Vector3;
 
 namespace {
 
-/// What outliers are placed by. Lengths in the unit of the points.
+/// What the places of outliers depend on. Lengths are in the unit of the points.
 struct Surroundings {
     Point3 low, high;  // corners of the surface's bounding box
     const Shape& shape;
@@ -22,7 +22,7 @@ struct Surroundings {
 
     Point3 centre() const { return low + (high - low) * 0.5; }
     double radius() const { return 0.5 * (high - low).length(); }
-    /// Between the distance and twice that.
+    /// A random length between distance and twice that.
     double someDistance() const { return distance * (1.0 + chance.uniform()); }
     double between(double from, double to) const { return from + (to - from) * chance.uniform(); }
 };

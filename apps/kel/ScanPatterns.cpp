@@ -1,10 +1,10 @@
-// The unit squares of the pieces are filled by an additive sequence with two irrational steps: it covers evenly at every
-// number of points, as a scanner does, without the regularity of a grid. The seed shifts the sequence. Pieces are tried in
-// proportion to their area; where a patch is missing, tries that fall into it are made up for on all pieces alike, so that
-// the density is the same everywhere.
+// The unit squares of the pieces are filled by an additive sequence with two irrational steps. Like a scanner it covers a
+// square evenly, whatever the number of points, but without the regularity of a grid. The seed shifts the sequence. Each
+// piece gets tries in proportion to its area. Tries that fall into a missing patch are repeated on all pieces in that
+// proportion, so that the density stays the same everywhere.
 //
-// Where the density varies, a try is accepted while the sequence is no farther than the share of the density at its place:
-// what is accepted round a place is then the beginning of the sequence there, which covers evenly at every density.
+// Where the density varies, each place accepts only a first part of the sequence: the share that is its relative density.
+// The beginning of the sequence covers evenly too, so points are spread evenly at every density.
 #include "ScanPatterns.h"
 
 #include <algorithm>

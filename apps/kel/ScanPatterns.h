@@ -4,10 +4,10 @@
 #include "ScanChance.h"
 #include "ScanShapes.h"
 
-/// How dense the points are at a place, as a share of the density at the densest place.
+/// The density of points at a place, relative to the densest place: 0 to 1.
 using Density = std::function<double(const TARN_KEL::Point3&)>;
 
-/// One scan in the making.
+/// The state of one scan while it is made.
 struct ScanRun {
     Shape& shape;  // with its spacing, and without its windows
     std::size_t numPoints;
@@ -15,25 +15,25 @@ struct ScanRun {
     double noise;  // in spacings
     Density density;
     Chance& chance;
-    std::vector<TARN_KEL::Point3>& vPoints;  // added to
-    TARN_KEL::Vector3 offset;                // added to all points
+    std::vector<TARN_KEL::Point3>& vPoints;  // points are appended here
+    TARN_KEL::Vector3 offset;                // all points are moved by this
 
     void add(const Sample& sample);
 };
 
 struct ScanPattern {
     const char* name;
-    double ratio;  // unless the request has one
+    double ratio;  // used when the request has none
     Density (*makeDensity)(const Shape& shape, double ratio, Chance& chance);
     void (*sample)(ScanRun& run);
 };
 
-/// All patterns, and the one of a name. Throws std::invalid_argument when there is none.
+/// All patterns, and the pattern with that name. Throws std::invalid_argument on an unknown name.
 const std::vector<ScanPattern>& allPatterns();
 const ScanPattern& patternNamed(const std::string& name);
 
 /// The mean of the density over the surface.
 double meanDensity(const Shape& shape, const Density& density);
 
-/// A place on the surface, missing patches excluded, all places alike.
+/// A random place on the surface outside its missing patches, uniformly distributed by area.
 Sample randomSample(const Shape& shape, Chance& chance);

@@ -17,8 +17,8 @@ Sample sphereAt(double z, double longitude) {
     return {Point3() + n, n};
 }
 
-/// A square from the equator to a pole, a quarter of the way round it. Beyond the diagonal the lines towards the pole
-/// converge.
+/// A square from the equator to a pole, a quarter of the circumference wide. Its half beyond the diagonal narrows towards
+/// the pole.
 Sample polarSquareAt(double quarter, double pole, double u, double v) {
     if (u + v < 1.0) return sphereAt(pole * 2.0 / 3.0 * (u + v), PI / 2.0 * quarter + PI / 4.0 * (1.0 + v - u));
     const double toPole = 2.0 - u - v;
@@ -26,12 +26,12 @@ Sample polarSquareAt(double quarter, double pole, double u, double v) {
     return sphereAt(pole * (1.0 - toPole * toPole / 3.0), PI / 2.0 * (quarter + share));
 }
 
-/// A square that stands on a corner across the equator, between two polar ones.
+/// A square with its centre on the equator that stands on a corner, between two polar squares.
 Sample equatorSquareAt(double quarter, double u, double v) {
     return sphereAt(2.0 / 3.0 * (u + v - 1.0), PI / 2.0 * quarter + PI / 4.0 * (v - u));
 }
 
-/// Twelve squares of the unit sphere: four round each pole, four along the equator.
+/// Divides the unit sphere into twelve squares: four around each pole, four along the equator.
 std::vector<Piece> sphere(const std::function<bool(const Point3&)>& accepts) {
     std::vector<Piece> vPieces;
     for (const double quarter : {0.0, 1.0, 2.0, 3.0}) {

@@ -1,7 +1,7 @@
 // The surfaces of synthetic scans.
 //
-// Every shape is a list of pieces; a piece maps the unit square to a part of the surface so that equal areas stay equal and
-// the part is about as long as it is wide: a map that stretches would leave gaps between rows of points.
+// Every shape is a list of pieces. A piece maps the unit square to a part of the surface. The map preserves ratios of areas,
+// and the part is about as long as it is wide: a map that stretches would leave gaps between rows of points.
 #pragma once
 
 #include <functional>
@@ -15,7 +15,7 @@ struct Sample {
     TARN_KEL::Vector3 normal;  // unit length
 };
 
-/// A part of a surface. Points of the square at which accepts is false belong to a missing patch.
+/// A part of a surface. Places for which accepts() is false belong to a missing patch.
 struct Piece {
     double area;  // of the whole piece, missing patches included
     std::function<Sample(double u, double v)> at;
@@ -37,11 +37,12 @@ struct Window {
     double radius;
 };
 
-/// The shape of this name, with spacing and outliers not yet known. numPoints: of the scan to come. Throws
-/// std::invalid_argument on an unknown name.
+/// The shape of that name; the spacing and the number of outliers in its truth are set later.
+/// numPoints: the number of points that the scan will have.
+/// Throws std::invalid_argument on an unknown name.
 Shape makeShape(const std::string& name, std::size_t numPoints);
 
-/// Takes the windows out, each of them round on a sphere or a plane and nearly so where the surface bends less.
+/// Cuts windows out of a shape. On spheres and planes they are round, on other surfaces nearly so.
 void cutWindows(const std::vector<Window>& vWindows, Shape& shape);
 
 /// The first point of the hall that a ray from origin meets. direction: unit length.

@@ -1,12 +1,12 @@
 // What collapses cost.
 //
-// The penalty is the mean turn of the normals round the vertex that is collapsed, and a little for the length: so flat
-// places come first, and there the short edges.
+// The penalty is the mean turn of the normals around the vertex that collapses, plus a small term for the length of the
+// edge. So flat places come first, and among them short edges.
 //
 //        a-------b                a-------b
-//       / \     / \              / \  ___/ \        src-trg collapses by the turns of (src, a, b) to (trg, a, b) and of
-//      f---src-trg-c            f-----trg---c       the others at src. Triangles at both ends die.
-//       \ /     \ /              \ / \___  /
+//       / \     / \              / \  ___/ \        When src collapses onto trg, triangle (src, a, b) turns into
+//      f---src-trg-c            f-----trg---c       (trg, a, b), and so do the others at src. Triangles that have both
+//       \ /     \ /              \ / \___  /        src and trg die.
 //        e-------d                e-------d
 //
 // Many edges at once are evaluated on the pool, vertex by vertex: all collapses of a vertex share the normals around it.
@@ -35,16 +35,16 @@ bool isCandidate(const RECandidate& candidate) {
     return candidate.pRE != nullptr;
 }
 
-/// Without an edge when the collapse isn't allowed.
+/// The candidate has no edge when the collapse isn't allowed.
 RECandidate candidateOf(REdge* pRE, int iDir, double penalty) {
     return isAllowed(penalty) ? RECandidate{pRE, iDir, penalty} : RECandidate{};
 }
 
-/// The collapses of the edges [from, to) of a list, source by source in the order in which vertices lie in memory, and each
-/// as its position: twice that of the edge in the list, and iDir. Dead edges have none.
+/// The collapses of the edges [from, to) of a list, each as twice the position of its edge plus iDir. They are grouped by
+/// source vertex, and the vertices are in the order in which they lie in memory. Dead edges are left out.
 std::vector<std::size_t> collapsesBySource(const RMesh& mesh, const std::vector<REdge*>& vRE, std::size_t from,
                                            std::size_t to) {
-    constexpr int OFFSET_BITS = 33;  // what the number of a vertex leaves
+    constexpr int OFFSET_BITS = 33;  // of 64; the number of a vertex takes the others
     constexpr std::uint64_t OFFSET = (std::uint64_t{1} << OFFSET_BITS) - 1;
     std::vector<std::uint64_t> vCode;
     vCode.reserve(2 * (to - from));
@@ -98,8 +98,8 @@ bool RingSide::isSideOf(const Point3* pTrg) const {
                        [this, pTrg](const RTriangle* pOther) { return pOther != pRT && pOther->has(pTrg); });
 }
 
-// The triangles lie anywhere in memory, and waiting for one after the other is most of what a penalty costs; so everything
-// is fetched one step along the pointers ahead of its use.
+// The triangles are scattered over memory, and waiting for each of them is most of what a penalty costs. So one loop fetches
+// the triangles, and the next one reads them and fetches what they point to.
 void SourceRing::gather(const std::vector<RTriangle*>& vIncT, const Point3* pSrc) {
     vSide.clear();
     pCentre = pSrc;
@@ -119,7 +119,7 @@ double SourceRing::meanTurn(const Point3* pTrg, double maxDevRad) {
     double sum = 0.0;
     int count = 0;
     for (RingSide& ringSide : vSide) {
-        if (ringSide.has(pTrg)) continue;  // dies
+        if (ringSide.has(pTrg)) continue;  // the triangle dies
         if (!ringSide.bMeasured) ringSide.measure(pCentre);
         if (ringSide.bDegenerate) {
             out() << "current triangle is degenerate\n";
@@ -137,7 +137,8 @@ double SourceRing::meanTurn(const Point3* pTrg, double maxDevRad) {
         for (RingSide& ringSide : vSide)
             ringSide.findApex();
     for (const RingSide& ringSide : vSide)
-        if (!ringSide.has(pTrg) && ringSide.isSideOf(pTrg)) return FORBIDDEN;  // two triangles on the same corners
+        if (!ringSide.has(pTrg) && ringSide.isSideOf(pTrg))
+            return FORBIDDEN;  // there would be two triangles with the same corners
     return count == 0 ? 0.0 : sum * TURN_WEIGHT / count;
 }
 

@@ -38,13 +38,13 @@ namespace TARN_KEL {
 namespace {
 
 constexpr double RADIANS_PER_DEGREE = 0.01745329251;
-constexpr double CHEAP = 2.0;                                  // performed however cheap it was before
-constexpr double MAX_RISE = 3.0;                               // of a penalty while it waited; more sends the candidate back
-constexpr double DEAR = 6.0;                                   // from here on the queue is refilled often
-constexpr std::size_t MANY_TOUCHED = 5000, SOME_TOUCHED = 50;  // collapses between two refills, cheap and dear
-constexpr std::size_t MIN_FULL = 3, MAX_FULL = 999;            // with so many collapses all edges may be evaluated anew,
-constexpr int MAX_FULL_REFILLS = 4;                            // but only so often
-constexpr double STRAIGHT = 170.0;                             // degrees between the border edges of a vertex that may move
+constexpr double CHEAP = 2.0;                                  // up to this penalty a candidate isn't put back
+constexpr double MAX_RISE = 3.0;                               // a candidate whose penalty has risen by more is put back
+constexpr double DEAR = 6.0;                                   // above this penalty the queue is refilled often
+constexpr std::size_t MANY_TOUCHED = 5000, SOME_TOUCHED = 50;  // collapses between two refills, below DEAR and above
+constexpr std::size_t MIN_FULL = 3, MAX_FULL = 999;            // after so many collapses a refill evaluates all edges anew,
+constexpr int MAX_FULL_REFILLS = 4;                            // but only this many times
+constexpr double STRAIGHT = 170.0;                             // degrees; from here on a border counts as straight
 
 /// One reduction of a mesh.
 class Reduction {
@@ -70,7 +70,7 @@ public:
     }
 
 private:
-    /// End points of border edges. What becomes a border vertex later was one before: none is added.
+    /// Marks the ends of border edges, once: a collapse turns no inner vertex into a border vertex.
     void markBorder() {
         ProgressStep step("RM_redborder", 2);
         std::vector<REdge*> vBorderRE;
@@ -145,7 +145,7 @@ private:
         return meter.penaltyOf(edge, directionOf(waiting));
     }
 
-    /// True off the border, and along it where it is straight.
+    /// An inner vertex may collapse anywhere; a border vertex along a border edge where the border is straight.
     bool mayLeaveBorder(const REdge& edge, const Point3* pSrc) {
         if (vBorder[mesh.getVtxIndex(pSrc)] == 0) return true;
         if (edge.getDegree() != 1) return false;
@@ -160,7 +160,7 @@ private:
         return !(STRAIGHT > getAngleDegree(vVecs[0], vVecs[1]));
     }
 
-    /// The edges of trg to the ring of src are looked up by their ends: what that reads is fetched first.
+    /// A collapse looks up the edges from trg to the ring of src. Fetches what that will read.
     void fetchForCollapse(const Point3* pTrg) const {
         for (const RingSide& ringSide : meter.sidesLookedAt())
             prefetch(mesh.poolStar.at(mesh.getVtxIndex(std::min(ringSide.a, pTrg))));
@@ -170,8 +170,8 @@ private:
         }
     }
 
-    /// Where src and trg have a neighbour in common but no triangle between the three, a tunnel of three edges leads through
-    /// and would close to an edge of more triangles than one should have. The meter looks at pSrc.
+    /// Whether src and trg have a common neighbour without a triangle on the three. Their three edges then go around a
+    /// tunnel, and the collapse would close it to an edge of too many triangles. Requires meter.lookAt(pSrc).
     bool wouldPinch(const REdge* pCollapsed, const Point3* pSrc, const Point3* pTrg) const {
         for (const RingSide& ringSide : meter.sidesLookedAt())
             for (const REdge* pRE : {ringSide.pRT->pRE01, ringSide.pRT->pRE12, ringSide.pRT->pRE02}) {
@@ -181,7 +181,8 @@ private:
         return false;
     }
 
-    /// The edges of both ends to a third vertex would become one of more than two triangles, and of more than either has.
+    /// The edges from src and trg to a third vertex become one. Whether that would have more than two triangles, and more
+    /// than each of the two has now.
     static bool wouldCrowd(const REdge* pSrcRE, const REdge* pTrgRE, const Point3* pTrg) {
         if (pTrgRE == nullptr || pTrgRE->vRT.empty()) return false;
         const std::size_t srcDegree = pSrcRE->vRT.size(), trgDegree = pTrgRE->vRT.size();
@@ -191,7 +192,7 @@ private:
                std::max({std::size_t{2}, srcDegree, trgDegree});
     }
 
-    /// The meter looks at pSrc.
+    /// Requires meter.lookAt(pSrc).
     void collapse(Point3* pSrc, Point3* pTrg) {
         ++numCollapses;
         vAtSource.clear();
@@ -232,7 +233,7 @@ private:
         return vEdges;
     }
 
-    /// In order of creation.
+    /// The edges at all touched vertices, in order of creation.
     std::vector<REdge*> edgesAtTouched() {
         oneInstanceOfNumbers(vTouched);
         std::vector<std::size_t> vNumber;

@@ -1,4 +1,4 @@
-// The fans of corners that sheets make at a vertex, and the mesh rebuilt with a vertex of its own for each.
+// Joins the corners at each vertex to fans, and rebuilds the mesh so that each fan has a vertex of its own.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -14,12 +14,12 @@ namespace {
 
 using Corners = std::array<Point3*, 3>;
 
-/// The triangles into which a triangle with up to three vertices more on its sides is cut.
-/// middles[i], null for none, lies on the side opposite corners[i].
+/// Cuts a triangle at additional vertices in the middles of its sides, at most one per side. Returns the parts.
+/// middles[i]: on the side opposite corners[i]; null when there is none.
 std::vector<Corners> cutAtMiddles(const Corners& corners, const Corners& middles) {
     const auto numMiddles = std::count_if(middles.begin(), middles.end(), [](const Point3* p) { return p != nullptr; });
     if (numMiddles == 0) return {corners};
-    // Seen from the side that has one alone, or has none alone.
+    // i: the only side with a middle, or the only one without; any side when all have one.
     std::size_t i = 0;
     while (numMiddles < 3 && (middles[i] != nullptr) != (numMiddles == 1))
         ++i;
@@ -117,8 +117,9 @@ void SheetParter::joinFans() {
     });
 }
 
-/// Finds the sides that need a vertex in their middle, because even with all vertices split their edge would have more
-/// than two triangles. False when some had to be dropped, since there is no room for a middle: then fans have changed.
+/// Finds the sides that need a vertex in their middle, because their edge would have more than two triangles even when all
+/// vertices are split. Where an edge is too short for a middle, the triangles are dropped. Returns false in that case, since
+/// fans have changed.
 bool SheetParter::partCrowdedEdges(ManifoldReport& report) {
     mMiddle.clear();
     bool bDropped = false;
@@ -168,13 +169,13 @@ const Point3* SheetParter::middleOf(Side side) const {
     return it == mMiddle.end() ? nullptr : &it->second;
 }
 
-/// One sheet goes over the edge, and none else comes to it.
+/// Whether one sheet continues across the edge and there is no other at it.
 bool SheetParter::isPlain(const REdge& edge) const {
     return edge.getDegree() == 2 && sheets.across(sheets.sideOf(edge.vRT[0], &edge)) != Sheets::NONE;
 }
 
-/// Of each sheet that comes to the edge one side, if another sheet has the same fans at both ends. Sheets that run over
-/// the edge rather keep it than those that end there.
+/// Among the sheets at an edge that have the same fans at both ends, one may keep the edge. Returns one side of each other
+/// sheet. A sheet that continues across the edge takes precedence over one that ends there.
 std::vector<SheetParter::Side> SheetParter::crowdedSides(const REdge& edge) {
     std::vector<Side> vOver, vEnding;
     for (const RTriangle* pRT : edge.vRT) {
@@ -238,14 +239,15 @@ void SheetParter::rebuild(ManifoldReport& report) {
         for (const auto& [a, b, c] : cutAtMiddles(corners, middles))
             vPieces.push_back(bTurn ? Corners{b, a, c} : Corners{a, b, c});
     });
-    // The youngest first: they are last in the lists of their edges, from which the last entry is removed in constant time.
+    // The newest first: it is the last one in the lists of its edges, where removing the last entry takes constant time.
     for (auto it = vGone.rbegin(); it != vGone.rend(); ++it)
         (*it)->kill(&mesh);
     for (const auto& [a, b, c] : vPieces)
         mesh.createT(a, b, c);
 }
 
-/// By the root of each fan. The largest fan at a vertex keeps it, of equal ones the one of the oldest triangle.
+/// The vertex of each fan, at the position of the fan's root. The largest fan at a vertex keeps it; among equally large ones
+/// the fan with the oldest triangle.
 std::vector<Point3*> SheetParter::verticesOfFans() {
     std::vector<std::uint32_t> vSize(3 * numT, 0);
     const auto forEachCorner = [this](auto&& visit) {

@@ -1,17 +1,17 @@
 // From segments and triangles to cells.
 //
-// A segment is walked from grid plane to grid plane. The middle of each piece between two crossings tells the cell, so a
-// crossing that rounding puts an ulp to either side doesn't matter:
+// A segment is walked from one grid plane to the next. The midpoint between two crossings determines the cell, so it doesn't
+// matter when rounding puts a crossing an ulp to either side of its plane:
 //
 //        g          g + side
-//        |     mid  |                   cur, next: crossings; one of them is the last point so far
-//     ---cur----x---next------          g: on each axis the plane ahead
+//        |     mid  |                   cur: the last crossing; next: the one that the walk goes to
+//     ---cur----x---next------          g: a grid plane across one of the axes
 //        |          |
 //
-// The inside of a triangle is sampled by lines parallel to one of its sides, 0.577 cells apart, with samples that advance by
-// 0.577 cells on the axis of the largest component. A sample only chooses a cell. The point of the cell is the foot of its
-// midpoint on the plane where that is in the cell, so points don't depend on where the samples fall, and make a smooth
-// pattern.
+// The inside of a triangle is sampled along lines parallel to one of its sides, 0.577 cells apart. Samples on a line advance
+// by 0.577 cells on the axis of its largest component. A sample only selects a cell. The point of the cell is the projection
+// of its midpoint onto the plane of the triangle, if that lies in the cell. So points don't depend on where the samples
+// fall, and they form a smooth pattern.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -30,10 +30,10 @@ namespace {
 constexpr double STRIDE = 0.577;         // cells between scan lines, and between samples on the main axis
 constexpr double MIN_ANGLE = 1e-5;       // degrees at the ends of the first scan line
 constexpr double PI = 3.14159;           // these six digits
-constexpr double MAX_STEPS = 8388608.0;  // above the longest diagonal of a grid in strides
+constexpr double MAX_STEPS = 8388608.0;  // more than the longest diagonal of a grid has strides
 constexpr double UNSET = std::numeric_limits<double>::max();
 
-/// A length in steps, rounded up; steps that can't be counted are as many as a grid has room for.
+/// A length in steps, rounded up; at most MAX_STEPS, also when the quotient isn't a number.
 std::int64_t countSteps(double length, double step) {
     return static_cast<std::int64_t>(std::fmin(std::ceil(length / step), MAX_STEPS));
 }
@@ -49,7 +49,7 @@ public:
           plane{lowCorner.x(), lowCorner.y(), lowCorner.z()},
           mainAxis(static_cast<std::size_t>((b - a).getMaxAbsIndex())) {}
 
-    /// Goes to the next crossing and returns the middle of the way there.
+    /// Goes to the next crossing. Returns the midpoint between the last crossing and this one.
     Point3 step() {
         double minFactor = UNSET;
         for (std::size_t i = 0; i < 3; ++i)
@@ -64,15 +64,15 @@ public:
         }
         return {mid[0], mid[1], mid[2]};
     }
-    /// Whether a point of the segment's line lies behind its end. On another axis than that of the largest component, where
-    /// the segment may stand still, rounding could say so too early.
+    /// Whether a point on the line of the segment lies beyond its end. Only the axis of the largest component is compared:
+    /// on the others the segment may hardly move, so that rounding would report the end too early.
     bool isBeyondEnd(const Point3& mid) const {
         const double m = mainAxis == 0 ? mid.x() : mainAxis == 1 ? mid.y() : mid.z();
         return dir[mainAxis] > 0.0 ? m > end[mainAxis] : m < end[mainAxis];
     }
 
 private:
-    /// The part of the segment's length from here to the plane ahead on that axis; UNSET when it runs parallel.
+    /// The distance to the plane ahead on that axis, as a share of the length of the segment; UNSET when they are parallel.
     double factorToPlane(std::size_t i) {
         if (dir[i] > 0.0) {
             if (cur[i] >= plane[i]) plane[i] += side;
@@ -81,12 +81,12 @@ private:
         }
         if (dir[i] == 0.0) return UNSET;
         const double factor = std::fabs((plane[i] - cur[i]) / dir[i]);
-        // On the plane, or nearer to it than can be divided: on to the one behind it.
+        // On the plane, or too near for a quotient above 0: take the plane after it.
         if (!(factor > 0.0)) return std::min(std::fabs(side / dir[i]), FAR_BEYOND);
         return std::min(factor, FAR_BEYOND);
     }
 
-    // From twice the length on the middle of the way is behind the end. More would only lead off the grid.
+    // From a factor of 2 on the midpoint is beyond the end. Larger steps would only leave the grid.
     static constexpr double FAR_BEYOND = 4.0;
 
     double side;
@@ -111,9 +111,9 @@ void Pixel::rasterizeEdge(const Point3& a, const Point3& b, VRCDPoint& vEdgeRast
     if (startRCD == stopRCD) return;
     vEdgeRaster.emplace_back(startRCD, a);
     PlaneWalk walk(a, b, pCalc->getRefPoint_RCD(startRCD), spacingAbs);
-    // A plane takes more than one step when the first one ends before it: by an ulp, or, where the plane is at 0.0 and ulps
-    // become ever smaller, by 1e-16 of the way, time and again. Where coordinates are so large that a cell is less than an
-    // ulp, the walk would stand still.
+    // The number of steps is limited. To reach a plane may take several: rounding can end a step an ulp before it, and near
+    // a plane at 0.0, where ulps get ever smaller, that happens again and again. And where coordinates are so large that a
+    // cell is smaller than an ulp, the walk would never end.
     for (std::int64_t stepsLeft = 3 * numPlanesBetween(Packed(startRCD), Packed(stopRCD)) + 100; stepsLeft > 0;
          --stepsLeft) {
         const Point3 mid = walk.step();
@@ -141,7 +141,7 @@ void Pixel::convertOneT(Point3* c0, Point3* c1, Point3* c2, VRCDPoint& vOut) con
         pA = c2;
         len = e01;
     }
-    // Scan lines run from side BC to side AC, parallel to AB, which is the first of them.
+    // Scan lines run from side BC to side AC, parallel to AB, the longest side. AB itself is the first line.
     const Vector3 u0 = normalize(*pC - *pB), u1 = normalize(*pC - *pA), u2 = normalize(*pA - *pB);
     const double angleB = getAngleDegree(u2, u0), angleA = getAngleDegree(-u2, u1);
     if (!(angleB >= MIN_ANGLE && angleA >= MIN_ANGLE)) return;
@@ -177,7 +177,7 @@ void Pixel::rasterizePlane(const Plane& plane, const Point3& a, const Point3& b,
 
 Point3 Pixel::getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const {
     const Point3 low = pCalc->getRefPoint_RCD(rcd);
-    std::array<Point3, 8> aCorner;  // bit 4 of the index: high on x, bit 2: on y, bit 1: on z
+    std::array<Point3, 8> aCorner;  // index & 4: high on x, index & 2: on y, index & 1: on z
     for (unsigned i = 0; i < 8; ++i)
         aCorner[i] =
             low + Vector3((i & 4) != 0 ? spacingAbs : 0.0, (i & 2) != 0 ? spacingAbs : 0.0, (i & 1) != 0 ? spacingAbs : 0.0);

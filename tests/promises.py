@@ -2,20 +2,33 @@
 """promises.py [LINE...]: breaks the code on purpose and sees whether the tests notice.
 
 Each line of promises.txt is a plausible fault: a source file, a sed -E command that changes exactly one line of it, and the
-test program that must fail then. Every fault is applied alone to a copy of the tree, built and tested, and taken back. With
-numbers of lines of promises.txt only these are tried. Status 1 when a fault survives, no longer applies or doesn't compile.
+test program that must fail then. With numbers of lines of promises.txt only these are tried. Status 1 when a fault survives,
+no longer applies or doesn't compile.
+
+The tests are built once, by the preset quick. A fault costs what it takes to compile the broken source, in a copy of the
+tree: its functions go into a small library that is loaded before the whole one, and so are called instead of those there.
+(The library keeps default visibility, and position-independent code inlines no function of another source.) Of a broken
+header all sources that include it are taken; a test program that holds the broken source itself is linked anew. A fault is
+noticed when a test fails that passes with the source as it was, compiled and loaded the same way.
 """
 import concurrent.futures
+import functools
+import json
 import os
 import pathlib
 import queue
+import re
+import shlex
 import shutil
 import subprocess
 import sys
 import time
 
 ROOT = pathlib.Path(__file__).resolve().parent.parent
-COPIES = ROOT / "build/promises"
+BUILD = ROOT / "build/quick"
+WORK = ROOT / "build/faults"
+WHOLE = WORK / "whole"  # the library and the tests as they were built
+NOTICED = WORK / "noticed.json"  # which test noticed a fault the last time: it is tried first
 JOBS = min(2, os.cpu_count())
 SECONDS_A_TEST = 180  # a fault that makes a test hang is noticed as well
 
@@ -30,95 +43,138 @@ def read_promises(wanted):
     return promises
 
 
-def run(command, folder, seconds=None):
+def run(command, folder, seconds=None, **variables):
     """The exit status, and what was printed; 124 after the time is up."""
-    # Paths relative to the copy: what the compiler cache knows of one copy holds for all.
-    environment = dict(os.environ, CCACHE_BASEDIR=str(folder), CCACHE_NOHASHDIR="1", GTEST_FAIL_FAST="1")
     try:
-        done = subprocess.run(command, cwd=folder, env=environment, timeout=seconds, text=True, errors="replace",
-                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
-    except subprocess.TimeoutExpired:
-        return 124, ""
+        done = subprocess.run(command, cwd=folder, env=dict(os.environ, **variables), timeout=seconds, text=True,
+                              errors="replace", stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+    except subprocess.TimeoutExpired as late:
+        return 124, (late.stdout or b"").decode(errors="replace")
     return done.returncode, done.stdout
 
 
-def copy_tree(folder):
-    """Files that didn't change keep their times, so that a copy from an earlier run is built on."""
-    listed = subprocess.check_output(["git", "ls-files", "-co", "--exclude-standard"], cwd=ROOT, text=True).splitlines()
-    for name in listed:
-        source, target = ROOT / name, folder / name
-        if not source.exists():
-            continue
-        target.parent.mkdir(parents=True, exist_ok=True)
-        if not target.exists() or target.read_bytes() != source.read_bytes():
-            shutil.copy(source, target)
+def prepare(tests):
+    """Builds the tests and keeps them, and gives each job a copy of the sources."""
+    for command in (["cmake", "--preset", "quick"], ["cmake", "--build", "--preset", "quick", "--target", "kel", *tests]):
+        status, output = run(command, ROOT, CCACHE_BASEDIR=str(ROOT), CCACHE_NOHASHDIR="1")
+        if status != 0:
+            sys.exit(output[-3000:])
+    shutil.rmtree(WHOLE, ignore_errors=True)
+    WHOLE.mkdir(parents=True)
+    for file in [*(BUILD / "src_lib").glob("libkel.so*"), *(BUILD / "tests" / test for test in tests)]:
+        shutil.copy(file, WHOLE, follow_symlinks=False)
+    for job in range(JOBS):
+        shutil.rmtree(WORK / str(job), ignore_errors=True)
+        for folder in ("include", "src_lib", "tests", "apps"):
+            shutil.copytree(ROOT / folder, WORK / str(job) / folder)
 
 
-def build(folder, tests):
-    return run(["cmake", "--build", "build/dev", "--target", "kel", *tests], folder)
+@functools.cache
+def compile_commands():
+    return json.loads((BUILD / "compile_commands.json").read_text())
 
 
-def test_program(folder, test):
-    return run([str(folder / "build/dev/tests" / test)], folder / "build/dev/tests", SECONDS_A_TEST)
+def flags_for(target, job):
+    """How sources of a target are compiled, in a job's copy of the tree."""
+    command = next(entry["command"] for entry in compile_commands() if f"/{target}.dir/" in entry["command"])
+    words = shlex.split(command.replace(str(ROOT), str(job)))
+    return [*words[:words.index("-o")], "-w", "-Wno-error"]
 
 
-def prepare(folder, tests):
-    """A copy that is built, with tests that pass."""
-    copy_tree(folder)
-    run(["cmake", "--preset", "dev", "-DKEL_BUILD_BENCHMARKS=OFF", "-DKEL_TEST_PACKAGING=OFF",
-         "-DCMAKE_LINK_DEPENDS_NO_SHARED=ON", "-DCMAKE_COMPILE_WARNING_AS_ERROR=OFF"], folder)
-    status, output = build(folder, tests)
-    if status != 0:
-        sys.exit(f"the copy in {folder} doesn't build:\n{output[-3000:]}")
+def sources_with(file):
+    """The file itself, or the sources that include a header, be it through others."""
+    if file.endswith(".cpp"):
+        return [file]
+    files = [path for path in (ROOT / "src_lib").rglob("*") if path.suffix in (".h", ".cpp")]
+    names = {path: set(re.findall(r'#include "(?:.*/)?(.*)"', path.read_text())) for path in files}
+    headers = {pathlib.Path(file).name}
+    while more := {path.name for path in files if path.suffix == ".h" and names[path] & headers} - headers:
+        headers |= more
+    return [str(path.relative_to(ROOT)) for path in files if path.suffix == ".cpp" and names[path] & headers]
 
 
-def judge(folder, file, command, test):
-    """What became of one fault: '' when the test noticed it."""
-    source = folder / file
+def build(job, file, test):
+    """The test program, what is to be loaded before the library, and the compiler's errors."""
+    bInLibrary = file.startswith("src_lib/")
+    objects = []
+    for source in sources_with(file):
+        objects.append(job / (pathlib.Path(source).stem + ".o"))
+        status, output = run([*flags_for("kel" if bInLibrary else test, job), "-o", str(objects[-1]), "-c", str(job / source)],
+                             job, CCACHE_BASEDIR=str(job), CCACHE_NOHASHDIR="1")
+        if status != 0:
+            return None, None, output
+    if bInLibrary:
+        status, output = run(["c++", "-shared", "-o", str(job / "broken.so"), *map(str, objects), f"-L{WHOLE}", "-lkel"], job)
+        return WHOLE / test, job / "broken.so", output if status else ""
+    _, commands = run(["ninja", "-t", "commands", "-s", f"tests/{test}"], BUILD)
+    words = [str(objects[0]) if word.endswith(pathlib.Path(file).name + ".o") else word for word in shlex.split(commands)]
+    words = words[words.index("&&") + 1:len(words) - words[::-1].index("&&") - 1]
+    words[words.index("-o") + 1] = str(job / test)
+    status, output = run(words, BUILD)
+    return job / test, "", output if status else ""
+
+
+def failing_test(program, library, name=""):
+    """The first test that fails, the one that runs when the program ends in another way; '' when all pass."""
+    status, output = run([str(program), f"--gtest_filter={name or '*'}"], WHOLE, SECONDS_A_TEST, GTEST_FAIL_FAST="1",
+                         LD_PRELOAD=str(library), LD_LIBRARY_PATH=str(WHOLE))
+    if status == 0:
+        return ""
+    failed = re.findall(r"^\[  FAILED  \] ([\w.]+)", output, re.MULTILINE)
+    return failed[0] if failed else (re.findall(r"^\[ RUN      \] ([\w.]+)", output, re.MULTILINE) or ["?"])[-1]
+
+
+def judge(job, file, command, test, known):
+    """What became of one fault: the test that noticed it, and '', or what is wrong."""
+    source = job / file
     if not source.exists():
-        return "no such file"
+        return "", "no such file"
     before = source.read_text()
-    status, after = run(["sed", "-E", command, file], folder)
+    status, after = run(["sed", "-E", command, file], job)
     if status != 0:
-        return "sed: " + after.strip()
+        return "", "sed: " + after.strip()
     old, new = before.splitlines(), after.splitlines()
     if len(old) != len(new) or sum(a != b for a, b in zip(old, new)) != 1:
-        return "doesn't change exactly one line"
+        return "", "doesn't change exactly one line"
     try:
         source.write_text(after)
-        status, output = build(folder, [test])
-        if status != 0:
-            errors = [line for line in output.splitlines() if "error" in line]
-            return "doesn't compile: " + (errors or [""])[0]
-        return "SURVIVED" if test_program(folder, test)[0] == 0 else ""
+        program, library, errors = build(job, file, test)
+        if errors:
+            return "", "doesn't compile: " + ([line for line in errors.splitlines() if "error" in line] or [errors])[0]
+        name = (known and failing_test(program, library, known)) or failing_test(program, library)
+        if not name:
+            return "", "SURVIVED"
     finally:
         source.write_text(before)
+    program, library, _ = build(job, file, test)
+    return name, failing_test(program, library, name) and "fails without the fault, too: " + name
 
 
 def main():
     promises = read_promises({int(number) for number in sys.argv[1:]})
-    tests = sorted({test for *_, test in promises})
-    folders = queue.Queue()
+    prepare(sorted({test for *_, test in promises}))
+    noticed = json.loads(NOTICED.read_text()) if NOTICED.exists() else {}
+    jobs = queue.Queue()
     for job in range(JOBS):
-        prepare(COPIES / str(job), tests)
-        folders.put(COPIES / str(job))
-    for test in tests:
-        if test_program(COPIES / "0", test)[0] != 0:
-            sys.exit(f"{test} fails without any fault")
+        jobs.put(WORK / str(job))
 
     def attempt(promise):
         number, file, command, test = promise
-        folder = folders.get()
+        key = f"{file} | {command} | {test}"
+        job = jobs.get()
         start = time.monotonic()
-        verdict = judge(folder, file, command, test)
-        folders.put(folder)
-        print(f"{number:4} {time.monotonic() - start:6.1f} s  {verdict or 'noticed'}: {file} | {command} | {test}", flush=True)
+        name, verdict = judge(job, file, command, test, noticed.get(key))
+        jobs.put(job)
+        noticed[key] = name
+        print(f"{number:4} {time.monotonic() - start:6.1f} s  {verdict or 'noticed by ' + name}: {key}", flush=True)
         return verdict
 
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         broken = [verdict for verdict in pool.map(attempt, promises) if verdict]
+    NOTICED.write_text(json.dumps(noticed, indent=0))
     print(f"{len(promises) - len(broken)} of {len(promises)} faults are noticed")
     sys.exit(bool(broken))
 
 
-main()
+if __name__ == "__main__":
+    main()

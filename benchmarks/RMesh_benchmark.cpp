@@ -171,10 +171,10 @@ void createAskKill(benchmark::State& state) {
 
 /// From the coarse mesh of as many triangles.
 void convert(benchmark::State& state) {
-    TARN_TEST::CoarseSoup soup(sheetOf(state), 11);
+    TARN_TEST::CoarsePlaces coarse(sheetOf(state));
     for (auto _ : state) {
         const double begin = seconds();
-        const RMesh mesh(&soup.coarse);
+        const RMesh mesh(&coarse.mesh);
         state.SetIterationTime(seconds() - begin);
     }
 }

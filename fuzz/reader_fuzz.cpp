@@ -6,8 +6,6 @@
 // Beside what the sanitizers see, four promises are held against each call: earlier points remain, nothing is
 // appended out of proportion to the file, a PLY reader that fails leaves the vector as it was, and a mesh is either null or
 // in order. Text points are also held against a stream. A broken promise, like any exception, ends the program.
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -15,16 +13,14 @@
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
-#include <filesystem>
-#include <fstream>
-#include <locale>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <vector>
 
 #include "kel.h"
+#include "support/TempFolder.h"
 #include "support/fine.h"
+#include "support/points.h"
 
 using namespace TARN_KEL;
 
@@ -37,28 +33,6 @@ void demand(bool bHolds, const char* promise) {
     std::fprintf(stderr, "broken promise: %s\n", promise);
     std::abort();
 }
-
-/// A file that is written again and again, and removed when the program ends.
-class InputOnDisk {
-public:
-    explicit InputOnDisk(std::string_view extension)
-        : name(std::filesystem::temp_directory_path() /
-               ("kel-fuzz-" + std::to_string(::getpid()) + std::string(extension))) {}
-    ~InputOnDisk() { std::filesystem::remove(name); }
-    InputOnDisk(const InputOnDisk&) = delete;
-    InputOnDisk& operator=(const InputOnDisk&) = delete;
-
-    std::string write(std::string_view bytes) const {
-        std::ofstream out(name, std::ios_base::binary | std::ios_base::trunc);
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.close();
-        demand(!out.fail(), "the folder for temporary files takes the input");
-        return name.string();
-    }
-
-private:
-    std::filesystem::path name;
-};
 
 /// What a reader appends. read: bool(Points&).
 template <typename Read>
@@ -74,23 +48,10 @@ Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read) {
     return vPoints;
 }
 
-/// The points of a text file by streams alone.
-Points pointsByStream(std::string_view bytes) {
-    std::istringstream in{std::string(bytes)};
-    Points vPoints;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream numbers(line);
-        numbers.imbue(std::locale::classic());
-        double x = 0, y = 0, z = 0;
-        if (numbers >> x >> y >> z) vPoints.emplace_back(x, y, z);
-    }
-    return vPoints;
-}
-
 void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
     std::string name = file;
     const Points vRead = appended(bytes, false, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
-    const Points vExpected = pointsByStream(bytes);
+    const Points vExpected = TARN_TEST::pointsByStreams(bytes);
     demand(vRead.size() == vExpected.size() && std::equal(vRead.begin(), vRead.end(), vExpected.begin()),
            "text points are what a stream extracts");
 }
@@ -164,8 +125,8 @@ constexpr Target chosenTarget() {
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static constexpr Target TARGET = chosenTarget();
-    static const InputOnDisk input(TARGET.extension);
-    const std::string_view bytes(reinterpret_cast<const char*>(data), size);
-    TARGET.run(input.write(bytes), bytes);
+    static const TARN_TEST::TempFolder folder;
+    const std::string bytes(reinterpret_cast<const char*>(data), size);
+    TARGET.run(folder.write("input" + std::string(TARGET.extension), bytes), bytes);
     return 0;
 }

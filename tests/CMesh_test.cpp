@@ -269,9 +269,7 @@ TEST(CEdge, measuresItsAngleOrSaysWhyNot) {
     EXPECT_NEAR(pRight->getDihedralAngle(&sheet.calc), 90.0, 1e-6);
     EXPECT_EQ(sheet.mesh.getEdge(sheet.at(1, 0), sheet.at(1, 1))->getDihedralAngle(&sheet.calc), 363.0);
 
-    std::map<VCD, Point3> mPoints;
-    for (const auto& [vcd, pBundle] : sheet.mBundle)
-        mPoints[vcd] = *pBundle->pVtx;
+    std::map<VCD, Point3> mPoints = sheet.places();
     EXPECT_NEAR(pRight->getDihedralAngle(mPoints), 90.0, 1e-6);
     mPoints[sheet.at(0, 1)] = mPoints[sheet.at(0, 0)];
     EXPECT_EQ(pFlat->getDihedralAngle(mPoints), 364.0);

@@ -2,7 +2,6 @@
 
 #include "CMesh.h"
 #include "support/coarse.h"
-#include "support/coarse_soup.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
@@ -212,11 +211,13 @@ TEST(CPatch, assimilatesPieceByPieceToTheRimOfTheWhole) {
 TEST(CPatch, closedSurfacesComeOutFacingOutward) {
     for (unsigned flips = 0; flips < 16; ++flips) {
         SCOPED_TRACE(flips);
-        CoarseSoup soup(tetrahedron(), 4);
-        CMesh& mesh = soup.coarse;
+        CoarseWorld world;
+        CMesh& mesh = world.mesh;
+        const VCD a = world.put(0, 0, 0), b = world.put(1, 1, 0), c = world.put(1, 0, 1), d = world.put(0, 1, 1);
+        world.triangle(a, b, c), world.triangle(a, d, b), world.triangle(a, c, d), world.triangle(b, d, c);
         for (unsigned i = 0; i < 4; ++i)
             if (flips >> i & 1U) mesh.vAllCT[i]->flipNNV();
-        CPatch part(&mesh, &soup.calc);
+        CPatch part(&mesh, &world.calc);
         for (const std::size_t i : {0U, 0U, 0U, 1U})  // none has a border edge
             part.add(mesh.vAllCT[i]);
         EXPECT_FALSE(part.isClosed());
@@ -352,8 +353,8 @@ struct Crumpled : Sheet {
     explicit Crumpled(unsigned seed) : Sheet(12, 9) {
         std::mt19937 random(seed);
         std::uniform_real_distribution<> spread(0.0, 2.5);
-        for (const auto& [vcd, pBundle] : mBundle)
-            mPoints[vcd] = Point3(pBundle->pVtx->x(), pBundle->pVtx->y(), spread(random));
+        for (auto& [vcd, place] : mPoints = places())
+            place = Point3(place.x(), place.y(), spread(random));
         for (const unsigned x : {2U, 3U, 4U})
             withFin(x, 3).withFin(x + 6, 6);
         pPatch = Cut(mesh).largest();

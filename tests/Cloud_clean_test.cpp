@@ -17,18 +17,6 @@ struct GridCloud : Cloud {
     explicit GridCloud(int growSteps = -1) : Cloud("c", -1.0, 1.0, false, growSteps) { pCalc = new Calc(unitGrid()); }
 };
 
-VRCDPoint atMidpoints(const VRCD& vRCD) {
-    VRCDPoint vRCDPoint;
-    for (const RCD rcd : vRCD)
-        vRCDPoint.emplace_back(rcd, unitGrid().getMidPoint_RCD(rcd));
-    return vRCDPoint;
-}
-VRCD codesOf(const VRCDPoint& vRCDPoint) {
-    VRCD vRCD;
-    for (const auto& cell : vRCDPoint)
-        vRCD.push_back(cell.first);
-    return vRCD;
-}
 VRCD rowOf(int num, int x = 500, int y = 500) {
     VRCD vRCD;
     for (int i = 0; i < num; ++i)
@@ -38,7 +26,7 @@ VRCD rowOf(int num, int x = 500, int y = 500) {
 
 VRCD thinned(VRCD vRCD) {
     GridCloud cloud;
-    VRCDPoint vRCDPoint = atMidpoints(vRCD);
+    VRCDPoint vRCDPoint = pointsIn(vRCD);
     VRCD vRemaining = {1};
     cloud.orgPruning(vRCDPoint, vRCD, vRemaining);
     return vRemaining;
@@ -117,7 +105,7 @@ TEST(pruneZeros, aPieceThatHangsOnTooLittleMayBeEatenFromItsRim) {
         cloud.getZeroComponents(vZero, vBorder, vComponents);
         ASSERT_EQ(vComponents.size(), 1U);
         EXPECT_EQ(vComponents[0], std::make_pair(score, vZero));
-        VRCDPoint vProposed = atMidpoints(vZero), vAllRmg = atMidpoints(vArea);
+        VRCDPoint vProposed = pointsIn(vZero), vAllRmg = pointsIn(vArea);
         std::reverse(vProposed.begin(), vProposed.end());
         vProposed.push_back(vProposed.front());
         cloud.pruneZeros(vArea, vBorder, vProposed, vAllRmg);
@@ -133,9 +121,8 @@ TEST(pruneZeros, thinsWithinTheWholeSheetAndRefusesCellsOfTheOldOne) {
     VRCD vSheet = packedWhere(20, [&](int i, int j, int k) { return k == 5 && !isHole(i, j); });
     VRCD vArea, vBorder;
     RemoveDecider_RCD(vSheet, cloud.pCalc).detectAreaAndBorder(vArea, vBorder);
-    VRCDPoint vProposed =
-        atMidpoints(packedWhere(20, [&](int i, int j, int k) { return (k == 5 || k == 6) && isHole(i, j); }));
-    VRCDPoint vAllRmg = atMidpoints(vSheet);
+    VRCDPoint vProposed = pointsIn(packedWhere(20, [&](int i, int j, int k) { return (k == 5 || k == 6) && isHole(i, j); }));
+    VRCDPoint vAllRmg = pointsIn(vSheet);
     VRCD vAreaCopy = vArea, vBorderCopy = vBorder;
     cloud.pruneZeros(vAreaCopy, vBorderCopy, vProposed, vAllRmg);
     VRCD vAll = codesOf(vAllRmg);
@@ -146,7 +133,7 @@ TEST(pruneZeros, thinsWithinTheWholeSheetAndRefusesCellsOfTheOldOne) {
     std::sort(vAll.begin(), vAll.end());
     EXPECT_EQ(countFreeRegions(vAll), 2);
 
-    vProposed = atMidpoints({vArea.front()});
+    vProposed = pointsIn({vArea.front()});
     expectFails("vLocalArea.size()+vLocalBorder.size()+vZeroRCD.size()==vArBorZer.size()",
                 [&] { cloud.pruneZeros(vArea, vBorder, vProposed, vAllRmg); });
 }

@@ -12,17 +12,10 @@ namespace {
 
 using VRCDPoint = Component::VRCDPoint;
 
-/// Sheets of cells and a master component of all of them, as they stand after colouring. The points lie anywhere in their
-/// cells but for seed 0, where they are the midpoints.
+/// Sheets of cells and a master component of all of them, as they stand after colouring.
 struct Sheets {
-    Sheets(VRCD vRCD, int numGrowSteps, unsigned seed = 0) : calc(unitGrid()) {
+    Sheets(VRCD vRCD, int numGrowSteps, unsigned seed = 0) : calc(unitGrid()), vRCDPoint(pointsIn(vRCD, seed)) {
         const CoutSilence silence;
-        std::mt19937 random(seed);
-        const auto off = [&] { return seed == 0 ? 0.0 : 0.9 * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
-        for (const RCD rcd : vRCD) {
-            const Point3 mid = calc.getMidPoint_RCD(rcd);
-            vRCDPoint.emplace_back(rcd, Point3{mid.x() + off(), mid.y() + off(), mid.z() + off()});
-        }
         VRCD vArea, vBorder;
         RemoveDecider_RCD(vRCD, &calc).detectAreaAndBorder(vArea, vBorder);
         std::vector<VRCD> vCCs;

@@ -14,15 +14,7 @@ using namespace TARN_TEST;
 
 /// A sheet, its grid and the points of its cells.
 struct SheetCase {
-    /// The points are the midpoints of the cells, with a seed anywhere in them.
-    explicit SheetCase(const VRCD& vCells, unsigned seed = 0) {
-        std::mt19937 random(seed);
-        const auto off = [&] { return seed == 0 ? 0.0 : static_cast<double>(random() % 1024) / 1024.0 - 0.5; };
-        for (const RCD rcd : vCells) {
-            const Point3 mid = calc.getMidPoint_RCD(rcd);
-            vRCDPoint.emplace_back(rcd, Point3{mid.x() + off(), mid.y() + off(), mid.z() + off()});
-        }
-        vAll = vCells;
+    explicit SheetCase(const VRCD& vCells, unsigned seed = 0) : vAll(vCells), vRCDPoint(pointsIn(vCells, seed)) {
         RemoveDecider_RCD(vAll, &calc).detectAreaAndBorder(vArea, vBorder);
         const CoutSilence silence;
         pSheet = std::make_unique<Component>(vAll, vBorder, vRCDPoint, &calc);

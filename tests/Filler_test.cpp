@@ -4,6 +4,7 @@
 #include "PartnerSearch.h"
 #include "RemoveDecider_RCD.h"
 #include "support/packedCells.h"
+#include "support/points.h"
 #include "support/prelude.h"
 
 namespace {
@@ -14,10 +15,9 @@ using AffiPair = Filler::AffiPair;
 /// A Filler on a set of cells, with all that it refers to.
 struct FillerCase {
     explicit FillerCase(VRCD vCells, int growSteps = 3, double sideLen = 1.0)
-        : calc(0.0, 0.0, 0.0, 4096.0 * sideLen, 4096.0 * sideLen, 4096.0 * sideLen, 12) {
+        : calc(0.0, 0.0, 0.0, 4096.0 * sideLen, 4096.0 * sideLen, 4096.0 * sideLen, 12),
+          vRCDPoint(pointsIn(sorted(vCells), 0, calc)) {
         std::sort(vCells.begin(), vCells.end());
-        for (const RCD rcd : vCells)
-            vRCDPoint.emplace_back(rcd, calc.getMidPoint_RCD(rcd));
         RemoveDecider_RCD(vCells, &calc).detectAreaAndBorder(vArea, vBorder);
         const CoutSilence silence;
         pFiller = std::make_unique<Filler>(growSteps, vBorder, vArea, vRCDPoint, &calc);
@@ -39,10 +39,6 @@ struct FillerCase {
     std::unique_ptr<Filler> pFiller;
 };
 
-VRCD joined(VRCD v, const VRCD& vMore) {
-    v.insert(v.end(), vMore.begin(), vMore.end());
-    return v;
-}
 /// A flat sheet of so many cells a side with its low corner there.
 VRCD plate(int num, int x, int y, int z) {
     VRCD vRCD;

@@ -108,39 +108,33 @@ TEST(RMesh, aVertexIsFoundByItsCoordinates) {
     EXPECT_EQ(mesh.getNumVtx_all(), 3U);
 }
 
-/// 4 x 4 cells.
-struct Conversion : ::testing::Test, CoarseSoup {
-    Conversion() : CoarseSoup(sheet(3, 3), 4) {}
-};
-
-TEST_F(Conversion, keepsVerticesInCodeOrderAndTrianglesAsTheyAre) {
-    const auto vCT = coarse.getTriRef();
+TEST(RMesh, keepsVerticesOfACoarseMeshInCodeOrderAndTrianglesAsTheyAre) {
+    CoarsePlaces coarse(sheet(3, 3));
     for (const std::size_t i : {0U, 1U, 2U, 7U})
-        vCT[i]->kill(&coarse);
-    vPoint[5] = vPoint[6];  // coinciding, but two vertices
-    RMesh mesh(&coarse);
+        coarse.vT[i]->kill(&coarse.mesh);
+    coarse.vtx(5) = coarse.vtx(6);  // coinciding, but two vertices
+    RMesh mesh(&coarse.mesh);
     ASSERT_EQ(mesh.getNumVtx_all(), 16U);
     EXPECT_EQ(mesh.mVtx.size(), 15U);
     std::size_t index = 0;
-    for (const auto& [code, pBundle] : mBundle)
-        EXPECT_EQ(*mesh.poolVtx.at(index++), *pBundle->pVtx);
-    const auto first = std::distance(mBundle.begin(), mBundle.find(std::min(code(5), code(6))));
-    EXPECT_EQ(mesh.createVertex(vPoint[5], false), mesh.poolVtx.at(static_cast<std::size_t>(first)));
-
-    const auto vCoarseCorners = listOf<Point3*>([this](auto& v) { coarse.getTriangleCorners(v); });
-    const auto vCorners = listOf<Point3>([&mesh](auto& v) { mesh.getTriangleCorners(v); });
+    for (const auto& [code, place] : coarse.places())
+        EXPECT_EQ(*mesh.poolVtx.at(index++), place);
+    EXPECT_EQ(mesh.createVertex(coarse.vtx(5), false), mesh.poolVtx.at(5));
+    const auto vCoarseCorners = listOf<Point3*>([&](auto& v) { coarse.mesh.getTriangleCorners(v); });
+    const auto vCorners = listOf<Point3>([&](auto& v) { mesh.getTriangleCorners(v); });
     EXPECT_TRUE(std::ranges::equal(vCorners, vCoarseCorners, {}, {}, [](const Point3* p) { return *p; }));
     EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 14U) << "two have lost their triangles";
 }
 
-TEST_F(Conversion, brokenMeshesAreTold) {
-    for (const int i : {0, 1, 2})
-        createT(i, 5, 10);  // three triangles on one edge: its list leaks if the end isn't clean
-    vPoint[15] = Point3(std::nan(""), 0, 0);
-    reportOf([&] { RMesh broken(&coarse); });
-    vPoint[15] = Point3(9, 9, 9);
-    mBundle.erase(code(2));
-    reportOf([&] { RMesh broken(&coarse); });
+TEST(RMesh, tellsOfABrokenCoarseMesh) {
+    CoarsePlaces coarse(sheet(3, 3));
+    for (const int i : {0, 1, 2})  // three triangles on one edge: its list leaks if the end isn't clean
+        coarse.triangle(coarse.code(i), coarse.code(5), coarse.code(10));
+    coarse.vtx(15) = Point3(NOT_A_NUMBER, 0, 0);
+    reportOf([&] { RMesh broken(&coarse.mesh); });
+    coarse.vtx(15) = Point3(9, 9, 9);
+    coarse.mBundle.erase(coarse.code(2));
+    reportOf([&] { RMesh broken(&coarse.mesh); });
     reportOf([&] { RMesh broken(static_cast<CMesh*>(nullptr)); });
 }
 

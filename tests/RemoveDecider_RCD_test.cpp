@@ -53,18 +53,6 @@ std::vector<unsigned> blocksToTry() {
     return vBits;
 }
 
-/// A point in each cell; every fourth at the midpoint, so that many weights are equal.
-RemoveDecider_RCD::VRCDPoint pointsIn(const VRCD& vRCD, const Calc& calc, unsigned seed) {
-    std::mt19937 random(seed);
-    RemoveDecider_RCD::VRCDPoint vRCDPoint;
-    for (const RCD rcd : vRCD) {
-        const auto off = [&random] { return static_cast<double>(random() % 1024) / 1024.0 - 0.5; };
-        const Point3 mid = calc.getMidPoint_RCD(rcd);
-        vRCDPoint.emplace_back(rcd, random() % 4 == 0 ? mid : Point3(mid.x() + off(), mid.y() + off(), mid.z() + off()));
-    }
-    return vRCDPoint;
-}
-
 }  // namespace
 
 TEST(RemoveDecider_RCD, agreesWithThePlainDeciderOnBlocks) {
@@ -137,7 +125,7 @@ TEST(RemoveDecider_RCD, pruningEndsWhereNoCandidateMayGoAndJoinsNoTwoFreeRegions
         const bool bAllowBorder = (seed & 1) != 0, bPrePrune = (seed & 2) != 0, bStrong = seed % 5 == 0;
         VRCD vRCD = seed % 3 == 0 ? randomShell(6, seed) : randomPacked(9, 0.05 + 0.04 * seed, seed);
         const int numRegions = countFreeRegions(vRCD);
-        auto vRCDPoint = pointsIn(vRCD, calc, seed);
+        auto vRCDPoint = pointsIn(vRCD, seed + 1);
         std::mt19937 random(seed);
         VRCD vCandidates, vKept = {1, 2}, vDoomed, vAgain, vDoomedAgain;
         std::ranges::copy_if(vRCD, std::back_inserter(vCandidates), [&](RCD) { return random() % 8 != 0; });

@@ -157,20 +157,6 @@ TEST(EdgeFlips, makeNoisySurfacesSmoother) {
     EXPECT_LT(mEnergy["annealing"], mEnergy["descent"]);
 }
 
-TEST(EdgeFlips, openARunOfTheirOwn) {
-    const auto flipTorus = [](Hearer&& hearer, void (*flip)(MeshPtr), const std::string& name) {
-        subscribe(&hearer);
-        flip(meshOf(withNoise(torus(16, 8), 0.1, 14)));
-        EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && hearer.vFraction.back() == 1.0);
-        EXPECT_EQ(std::ranges::count(hearer.vName, name), std::ssize(hearer.vName));
-    };
-    flipTorus(Hearer(), edgeFlips, "EdgeFlips");
-    flipTorus(Hearer(), edgeFlipsSimA, "EdgeFlipsS");
-    EXPECT_THROW(flipTorus(Hearer(0.3), edgeFlipsSimA, "EdgeFlipsS"), double);
-    EXPECT_FALSE(hasOpenProgress());
-    unsubscribe();
-}
-
 TEST(FlipPenalty, aimsAtCapsAlone) {
     // The apex over a base of length 2 at the height that makes that angle there; its base is flipped.
     for (const auto& [angle, bTarget] : {std::pair(169.9, false), {170.1, true}, {178.0, true}}) {

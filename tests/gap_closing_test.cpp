@@ -29,13 +29,6 @@ Cells cleaned(Points vPoints, int numGrowSteps, bool bCareful = false) {
     return mOut;
 }
 
-VRCD codesOf(const Cells& mCells) {
-    VRCD vRCD;
-    for (const auto& cell : mCells)
-        vRCD.push_back(cell.first);
-    return vRCD;
-}
-
 /// The cells that growth adds. All that are there without it must stay.
 Cells added(const Points& vPoints, int numGrowSteps, Cells& mAll) {
     const Cells mBefore = cleaned(vPoints, 0);

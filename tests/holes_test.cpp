@@ -290,21 +290,3 @@ TEST(fillHoles, followsTheNeighboursWhicheverWayTheyFace) {
         if (std::count(t.begin(), t.end(), 7) + std::count(t.begin(), t.end(), 6) == 2) std::swap(t[0], t[1]);
     EXPECT_EQ(closeHoles(meshOf(mixed), 10), 0);
 }
-
-TEST(fillHoles, isHeardAndCancelled) {
-    Soup soup = sphere(40, 31);
-    const int numHoles = punch(soup, 40, 1);
-    Hearer listener, cancel(0.5);
-    subscribe(&listener);
-    EXPECT_EQ(closeHoles(meshOf(soup), 20), numHoles);
-    EXPECT_EQ(std::set(listener.vName.begin(), listener.vName.end()), std::set<std::string>{"FillHoles"});
-    EXPECT_EQ(listener.vFraction.back(), 1.0);
-    subscribe(&cancel);
-    const MeshPtr pMesh = meshOf(soup);
-    EXPECT_THROW(closeHoles(pMesh, 20), double);
-    unsubscribe();
-    EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
-    const int numLeft = closeHoles(pMesh, 20);
-    EXPECT_TRUE(numLeft > 0 && numLeft < numHoles) << numLeft;
-    EXPECT_EQ(figuresOf(*pMesh->getRMesh()).numBorder, 0);
-}

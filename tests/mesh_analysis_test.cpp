@@ -4,7 +4,7 @@
 #include <ctime>
 
 #include "PointTree.h"
-#include "support/fine.h"
+#include "support/manifold.h"
 #include "support/points.h"
 #include "support/prelude.h"
 
@@ -17,10 +17,6 @@ using Triangles = std::vector<IndexedTriangles::Triangle>;
 
 void append(Points& vTo, const Points& vFrom) {
     vTo.insert(vTo.end(), vFrom.begin(), vFrom.end());
-}
-Points joined(Points a, const Points& b) {
-    append(a, b);
-    return a;
 }
 
 Points turned(Points vCorners) {
@@ -145,6 +141,26 @@ TEST(MeshAnalysis, keepsItsFiguresWhenTrianglesAreShuffledAndAddsThemUp) {
         std::swap(vTurned[13], vTurned[14]);
         EXPECT_EQ(vTurned, countsOf(figures)) << "what was outward is inward";
     });
+}
+
+TEST(Flaws, areThoseOfTheAnalysis) {
+    std::mt19937 random(3);
+    std::array<std::size_t, 4> sums{};
+    for (int run = 0; run < 300; ++run) {
+        const Soup soup = soupOfChance(random);
+        std::vector<int> vIndices;
+        for (const auto& t : soup.vT)
+            vIndices.insert(vIndices.end(), t.begin(), t.end());
+        const MeshFigures f = measureMesh(numberedVertices(soup.vVtx, vIndices));
+        const MeshFlaws flaws = countFlaws(*FineMesh(soup));
+        const std::array<std::size_t, 4> counts{flaws.numBorderEdges, flaws.numNonManifoldEdges, flaws.numConflicts,
+                                                flaws.numPinchedVertices};
+        EXPECT_EQ(counts,
+                  (std::array{f.vNumEdges[0], f.numNonManifoldEdges(), f.numOrientationConflicts, f.numPinchedVertices}))
+            << "run " << run;
+        std::ranges::transform(sums, counts, sums.begin(), std::plus<>());
+    }
+    EXPECT_GT(std::ranges::min(sums), 100U);
 }
 
 TEST(MeshAnalysis, takesFiniteVerticesByNumberOrByPlace) {

@@ -37,15 +37,15 @@ TEST(MeshFiles, anObjFileNumbersTheUsedVerticesFromOne) {
 
 TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
     const TempFolder folder;
-    CoarseSoup soup(sheet(2, 2), 3);
-    RMesh fine(&soup.coarse);
-    ASSERT_TRUE(writeSTL(&soup.coarse, soup.mBundle, folder.path("coarse.stl")) && writeSTL(&fine, folder.path("fine.stl")));
+    CoarsePlaces soup(sheet(2, 2));
+    RMesh fine(&soup.mesh);
+    ASSERT_TRUE(writeSTL(&soup.mesh, soup.mBundle, folder.path("coarse.stl")) && writeSTL(&fine, folder.path("fine.stl")));
     EXPECT_EQ(folder.read("coarse.stl"), folder.read("fine.stl"));
     Bundle hollow;
     soup.mBundle.begin()->second = &hollow;
-    reportOf([&] { writeSTL(&soup.coarse, soup.mBundle, folder.path("coarse.stl")); });
+    reportOf([&] { writeSTL(&soup.mesh, soup.mBundle, folder.path("coarse.stl")); });
     soup.mBundle.erase(soup.mBundle.begin());
-    expectFails("q_it!=mCCDBundle.end()", [&] { writeSTL(&soup.coarse, soup.mBundle, folder.path("coarse.stl")); });
+    expectFails("q_it!=mCCDBundle.end()", [&] { writeSTL(&soup.mesh, soup.mBundle, folder.path("coarse.stl")); });
 }
 
 TEST(MeshFiles, anUnknownExtensionGivesABinaryPlyOfAFixedName) {

@@ -379,10 +379,10 @@ TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     EXPECT_TRUE(writeMeshPly(*mesh, folder.path("b.ply"), false));
     EXPECT_EQ(readBytes(folder, folder.read("b.ply")), TETRAHEDRON);
 
-    CoarseSoup coarse(sheet(2, 2), 3);
-    RMesh fine(&coarse.coarse);
+    CoarsePlaces coarse(sheet(2, 2));
+    RMesh fine(&coarse.mesh);
     EXPECT_TRUE(PLY::writePly(&fine, folder.path("fine.ply"), true));
-    EXPECT_TRUE(PLY::writePly(&coarse.coarse, coarse.mBundle, folder.path("coarse.ply"), true));
+    EXPECT_TRUE(PLY::writePly(&coarse.mesh, coarse.mBundle, folder.path("coarse.ply"), true));
     EXPECT_EQ(folder.read("coarse.ply"), folder.read("fine.ply"));
 }
 

@@ -9,6 +9,7 @@
 #include "BlockReader.h"
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
+#include "support/points.h"
 #include "support/prelude.h"
 #include "textNumbers.h"
 
@@ -55,18 +56,6 @@ void expectExtractedLikeAStream(unsigned seed) {
         ASSERT_EQ(bytesOf(value), bytesOf(expected));
         ASSERT_EQ(std::string(behind, text.data() + text.size()), rest);
     }
-}
-
-/// The slow and obvious reader.
-Points pointsByStreams(const std::string& text) {
-    Points vPoints;
-    std::istringstream in(text);
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream numbers(line);
-        double x = 0, y = 0, z = 0;
-        if (numbers >> x >> y >> z) vPoints.emplace_back(x, y, z);
-    }
-    return vPoints;
 }
 
 const Points SOME_POINTS{{1.0 / 3, -2e-300, 3}, {0.1, 5e200, -0.0}, {123456789, 0, 4.9e-324}};

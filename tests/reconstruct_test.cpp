@@ -1,5 +1,5 @@
 // The whole road, from points in memory to a mesh, as a caller sees it.
-#include "support/fine.h"
+#include "support/holes.h"
 #include "support/points.h"
 #include "support/prelude.h"
 #include "support/run.h"
@@ -68,6 +68,13 @@ TEST(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
             run(vPoints, [=](Points& v) { return reconstruct_auto(v, true, factor, -1); });
         for (const double spacing : {0.1, 0.0, -1.0, NOT_A_NUMBER, INF, 5e-324, 1e-9, 1e300, 0.5, 0.9, 1.0, 1.7, 3.0})
             run(vPoints, [=](Points& v) { return reconstruct_abs(v, false, spacing, -1); });
+        for (const double spacing : {0.0, 0.1, NOT_A_NUMBER, INF, -1.0, 1e-300})
+            for (const std::optional<Point3>& origin : {std::optional<Point3>(), {Point3(LARGEST, 0.0, 1e9)}}) {
+                ReconstructOptions options;
+                options.spacing = spacing;
+                options.origin = origin;
+                run(vPoints, [&](Points& v) { return reconstruct(v, options); });
+            }
     }
 }
 
@@ -113,6 +120,42 @@ TEST(Reconstruct, isCancelledByAListenerThatThrows) {
         EXPECT_FALSE(hasOpenProgress()) << "the next call would count within this run";
     }
     EXPECT_EQ(reconstructed(vPoints), vReference);
+}
+
+TEST(PostProcessing, isARunOfItsOwnUnlessOneIsOpenAndBearsACancel) {
+    const CoutSilence silence;
+    Soup soup = withNoise(torus(60, 20), 0.02, 1);
+    ASSERT_GT(punch(soup, 20, 1), 10);
+    const std::pair<std::string, void (*)(const MeshPtr&)> aOperations[] = {
+        {"Reduce", [](const MeshPtr& pMesh) { reduce(pMesh, 1.0, 40.0); }},
+        {"EdgeFlips", [](const MeshPtr& pMesh) { edgeFlips(pMesh); }},
+        {"EdgeFlipsS", [](const MeshPtr& pMesh) { edgeFlipsSimA(pMesh); }},
+        {"Smoothing", [](const MeshPtr& pMesh) { laplacianSmoothing(pMesh, 4); }},
+        {"FillHoles", [](const MeshPtr& pMesh) { fillHoles(pMesh, 20); }}};
+    for (const auto& [name, operate] : aOperations) {
+        for (const double limit : {-0.5, 0.0, 0.01, 0.3, 0.8, 2.0}) {
+            SCOPED_TRACE(name + ", limit " + std::to_string(limit));
+            const MeshPtr pMesh = meshOf(soup);
+            Hearer hearer(limit);
+            {
+                const Subscription subscription(&hearer);
+                if (limit < 1.0)
+                    EXPECT_THROW(operate(pMesh), double);
+                else
+                    operate(pMesh);
+            }
+            EXPECT_FALSE(hasOpenProgress());
+            EXPECT_EQ(firstFault(*pMesh->getRMesh()), "");
+            EXPECT_EQ(std::set(hearer.vName.begin(), hearer.vName.end()), std::set<std::string>{name});
+            EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && hearer.vFraction.size() < 400);
+            EXPECT_TRUE(limit < 1.0 || hearer.vFraction.back() == 1.0);
+            operate(pMesh);
+            EXPECT_EQ(edges(*pMesh->getRMesh(), 1).empty(), name == "FillHoles") << "what was cancelled goes on";
+        }
+        const OpenRun open;
+        operate(meshOf(soup));
+        EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->getName(), "Reconstruct");
+    }
 }
 
 TEST(PostProcessing, refusesANullMesh) {

@@ -185,22 +185,3 @@ TEST(Reduce, readsItsLimits) {
         EXPECT_FALSE(hasOpenProgress());
     }
 }
-
-TEST(Reduce, isHeardAndEndsByItsListener) {
-    const CoutSilence silence;
-    const Soup soup = withNoise(torus(120, 40), 0.01, 12);
-    for (const double fraction : {0.01, 0.3, 0.8, 2.0}) {
-        Hearer hearer(fraction);
-        subscribe(&hearer);
-        const auto pMesh = meshOf(soup);
-        if (fraction < 1.0)
-            EXPECT_THROW(reduce(pMesh, 1.0, 40.0), double);
-        else
-            EXPECT_GT(reduce(pMesh, 1.0, 40.0), 0);
-        unsubscribe();
-        EXPECT_EQ(std::set(hearer.vName.begin(), hearer.vName.end()), std::set<std::string>{"Reduce"});
-        EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && (fraction < 1.0 || hearer.vFraction.back() == 1.0));
-        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << fraction;
-        EXPECT_FALSE(hasOpenProgress());
-    }
-}

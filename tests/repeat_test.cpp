@@ -51,136 +51,100 @@ Points openSphere() {
     std::erase_if(vPoints, [](const Point3& p) { return p.z() > 1.95; });
     return vPoints;
 }
-MeshPtr roughTorus() {
-    return meshOf(withNoise(torus(90, 40), 0.03, 13));
-}
 TriangleSoup part() {
     return turned(boredBlockSoup(24), 25.0);
 }
+Soup roughTorus() {
+    return withNoise(torus(90, 40), 0.03, 13);
+}
+Soup looseCubes() {
+    std::set<std::array<int, 3>> sCube;
+    Random random(15);
+    for (int i = 0; i < 700; ++i) {
+        const int x = random.next() % 12, y = random.next() % 12, z = random.next() % 12;
+        sCube.insert({x, y, z});
+    }
+    return voxels(sCube);
+}
+
+std::uint64_t codeOfSpacing() {
+    Points vPoints = noisyTorus();
+    return std::bit_cast<std::uint64_t>(estimateAvgSpacing(vPoints));
+}
+std::uint64_t codeOfCloud() {
+    TriangleSoup soup = part();
+    Points vOut;
+    toCloud(soup, 0.03, 30.0, vOut);
+    return codeOf(vOut);
+}
+
+/// A way to a mesh: from points or a soup, through operations.
+using Run = std::function<std::uint64_t()>;
+using Operations = std::vector<std::function<void(const MeshPtr&)>>;
+
+std::uint64_t codeAfter(const MeshPtr& pMesh, const Operations& vOperation) {
+    for (const auto& operation : vOperation)
+        operation(pMesh);
+    return codeOf(pMesh);
+}
+Run scanned(const Points& vPoints, bool bLapTreatment, double factor, int numGrowSteps, const Operations& vThen = {}) {
+    return [=] {
+        Points vOwn = vPoints;
+        return codeAfter(reconstruct_auto(vOwn, bLapTreatment, factor, numGrowSteps), vThen);
+    };
+}
+Run melted(const TriangleSoup& soup, double spacing, const Operations& vThen = {}) {
+    return [=] {
+        TriangleSoup own = soup;
+        return codeAfter(melt(own, spacing, 30.0), vThen);
+    };
+}
+Run changed(const Soup& soup, const Operations& vOperation) {
+    return [=] { return codeAfter(meshOf(soup), vOperation); };
+}
+const auto reduced = [](double maxLength, double maxAngle, bool bKeep = false) {
+    return [=](const MeshPtr& pMesh) { reduce(pMesh, maxLength, maxAngle, bKeep); };
+};
+const auto filled = [](int maxEdges, bool bKeep = false) {
+    return [=](const MeshPtr& pMesh) { fillHoles(pMesh, maxEdges, bKeep); };
+};
+const auto smoothed = [](int numRounds, bool bKeep = false) {
+    return [=](const MeshPtr& pMesh) { laplacianSmoothing(pMesh, numRounds, bKeep); };
+};
+const auto edgesFlipped = [](bool bKeep = false) { return [=](const MeshPtr& pMesh) { edgeFlips(pMesh, bKeep); }; };
+const auto annealed = [](const MeshPtr& pMesh) { edgeFlipsSimA(pMesh); };
+const auto manifold = [](const MeshPtr& pMesh) { makeManifold(pMesh); };
 
 struct Scene {
     const char* name;
-    std::uint64_t (*run)();
+    Run run;
     std::uint64_t hash;
 };
-
 const std::vector<Scene> vScene = {
-    {"spacing",
-     [] {
-         Points vPoints = noisyTorus();
-         return std::bit_cast<std::uint64_t>(estimateAvgSpacing(vPoints));
-     },
-     0x3fd42f05ac814f99},
-    {"sphere",
-     [] {
-         Points vPoints = Scan(1).sphere(8000);
-         return codeOf(reconstruct_auto(vPoints, false, 1.1, -1));
-     },
-     0x542f65ee5976ec79},
+    {"spacing", codeOfSpacing, 0x3fd42f05ac814f99},
+    {"sphere", scanned(Scan(1).sphere(8000), false, 1.1, -1), 0x542f65ee5976ec79},
+    {"noisy torus, smoothed", scanned(noisyTorus(), true, 1.3, -1), 0x093bb861780f2193},
+    {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
+    {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
+    {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},
+    {"cloud", codeOfCloud, 0xdb51e394f61da03b},
+    {"reduce", changed(roughTorus(), {reduced(0.4, 25.0)}), 0x8209be68f50d9fc1},
+    {"flips", changed(roughTorus(), {edgesFlipped()}), 0x4b3af12a8b3106ba},
+    {"annealing", changed(withNoise(torus(40, 20), 0.04, 14), {annealed}), 0x9c6ce61e68c3f567},
+    {"smoothing", changed(roughTorus(), {smoothed(10)}), 0x5e468ca2225b2d8f},
+    {"manifold", changed(looseCubes(), {manifold}), 0xbc6d5666816fb659},
+    {"scan, in order and decimated",
+     scanned(openSphere(), false, 1.2, -1,
+             {manifold, filled(30, true), smoothed(3, true), reduced(0.3, 20.0, true), edgesFlipped(true)}),
+     0xcea7ff555d7123ac},
+    {"soup, decimated and smoothed", melted(part(), 0.06, {reduced(0.2, 10.0), filled(8), edgesFlipped(), smoothed(1)}),
+     0xe82a0fa485502a40},
     {"many points",  // enough for a sort in two parts
      [] {
          Points vPoints = Scan(2, 0.002).plane(65000);
          return codeOf(reconstruct_abs(vPoints, false, 0.01, -1));
      },
      0xfb799e5911d366e0},
-    {"noisy torus, smoothed",
-     [] {
-         Points vPoints = noisyTorus();
-         return codeOf(reconstruct_auto(vPoints, true, 1.3, -1));
-     },
-     0x093bb861780f2193},
-    {"fold and dust",
-     [] {
-         Points vPoints = Scan(3, 0.002).fold(5000);
-         const Points vDust = Scan(4).dust(1500);
-         vPoints.insert(vPoints.end(), vDust.begin(), vDust.end());
-         return codeOf(reconstruct_auto(vPoints, false, 1.0, -1));
-     },
-     0x6813393b5bf4955c},
-    {"growth",
-     [] {
-         Points vPoints = openSphere();
-         return codeOf(reconstruct_auto(vPoints, false, 1.25, 12));
-     },
-     0xa0ec918983f7d3ad},
-    {"melt",
-     [] {
-         TriangleSoup soup = joined(part(), flipped(torusSoup(20), 3));
-         return codeOf(melt(soup, 0.05, 30.0));
-     },
-     0xee5499d40d97a51a},
-    {"cloud",
-     [] {
-         TriangleSoup soup = part();
-         Points vOut;
-         toCloud(soup, 0.03, 30.0, vOut);
-         return codeOf(vOut);
-     },
-     0xdb51e394f61da03b},
-    {"reduce",
-     [] {
-         const MeshPtr pMesh = roughTorus();
-         reduce(pMesh, 0.4, 25.0);
-         return codeOf(pMesh);
-     },
-     0x8209be68f50d9fc1},
-    {"flips",
-     [] {
-         const MeshPtr pMesh = roughTorus();
-         edgeFlips(pMesh);
-         return codeOf(pMesh);
-     },
-     0x4b3af12a8b3106ba},
-    {"annealing",
-     [] {
-         const MeshPtr pMesh = meshOf(withNoise(torus(40, 20), 0.04, 14));
-         edgeFlipsSimA(pMesh);
-         return codeOf(pMesh);
-     },
-     0x9c6ce61e68c3f567},
-    {"smoothing",
-     [] {
-         const MeshPtr pMesh = roughTorus();
-         laplacianSmoothing(pMesh, 10);
-         return codeOf(pMesh);
-     },
-     0x5e468ca2225b2d8f},
-    {"manifold",
-     [] {
-         std::set<std::array<int, 3>> sCube;
-         Random random(15);
-         for (int i = 0; i < 700; ++i) {
-             const int x = random.next() % 12, y = random.next() % 12, z = random.next() % 12;
-             sCube.insert({x, y, z});
-         }
-         const MeshPtr pMesh = meshOf(voxels(sCube));
-         makeManifold(pMesh);
-         return codeOf(pMesh);
-     },
-     0xbc6d5666816fb659},
-    {"scan, in order and decimated",
-     [] {
-         Points vPoints = openSphere();
-         const MeshPtr pMesh = reconstruct_auto(vPoints, false, 1.2, -1);
-         makeManifold(pMesh);
-         fillHoles(pMesh, 30, true);
-         laplacianSmoothing(pMesh, 3, true);
-         reduce(pMesh, 0.3, 20.0, true);
-         edgeFlips(pMesh, true);
-         return codeOf(pMesh);
-     },
-     0xcea7ff555d7123ac},
-    {"soup, decimated and smoothed",
-     [] {
-         TriangleSoup soup = part();
-         const MeshPtr pMesh = melt(soup, 0.06, 30.0);
-         reduce(pMesh, 0.2, 10.0);
-         fillHoles(pMesh, 8);
-         edgeFlips(pMesh);
-         laplacianSmoothing(pMesh, 1);
-         return codeOf(pMesh);
-     },
-     0xe82a0fa485502a40},
 };
 
 /// Nothing that the library says on this thread is heard.

@@ -17,6 +17,17 @@ struct Scanned {
 double fromSphere(const Point3& p) {
     return std::abs((p - Point3()).length() - 1.0);
 }
+/// Distance to the surface of that name, patches and rims aside.
+double fromShape(const std::string& shape, const Point3& p) {
+    const auto fromBox = [&](double x, double y, double z) {
+        return std::min({std::abs(p.x()), std::abs(p.x() - x), std::abs(p.y()), std::abs(p.y() - y), std::abs(p.z()),
+                         std::abs(p.z() - z)});
+    };
+    if (shape == "torus") return std::abs(std::hypot(std::hypot(p.x(), p.y()) - 1.0, p.z()) - 0.4);
+    if (shape == "plane") return std::abs(p.z());
+    if (shape == "cube") return fromBox(1.0, 1.0, 1.0);
+    return shape == "block" ? fromBox(2.0, 1.0, 0.5) : fromSphere(p);
+}
 
 double toNearest(const Points& vPoints, const Point3& p) {
     double nearest = HUGE_VAL;
@@ -30,6 +41,27 @@ ScanRequest withOutliers(const std::string& kind, double distance) {
 }
 
 }  // namespace
+
+TEST(Scan, shapesAreSampledEvenlyFromTheSeed) {
+    for (const std::string shape : {"sphere", "torus", "plane", "cube", "block", "patches"}) {
+        const Points vPoints = Scanned({shape, 5001, 0.0, 7}).vPoints;
+        ASSERT_EQ(vPoints.size(), 5001U);
+        for (const Point3& p : vPoints)  // the widest patch looks down
+            ASSERT_TRUE(fromShape(shape, p) < 1e-12 && (shape != "patches" || p.z() > -std::cos(0.3))) << shape << p;
+        EXPECT_EQ(Scanned({shape, 5001, 0.0, 7}).vPoints, vPoints);
+        EXPECT_NE(Scanned({shape, 5001, 0.0, 8}).vPoints, vPoints);
+    }
+    // Parts of equal area get equally many points, but for a few at their rims.
+    std::vector<double> vBand(10);
+    for (const Point3& p : Scanned({"sphere", 10000}).vPoints)
+        ++vBand[static_cast<std::size_t>(std::min(9.0, (p.z() + 1.0) * 5.0))];
+    for (const double count : vBand)
+        EXPECT_NEAR(count, 1000.0, 10.0);
+    // The torus has the share 1/2 + 1/pi of r / R on its outer half.
+    const Points vTorus = Scanned({"torus", 10000}).vPoints;
+    const auto numOuter = std::ranges::count_if(vTorus, [](const Point3& p) { return std::hypot(p.x(), p.y()) > 1.0; });
+    EXPECT_NEAR(static_cast<double>(numOuter), 10000.0 * (0.5 + 0.4 / 3.14159265), 20.0);
+}
 
 TEST(Scan, patternsLieOnTheirSurface) {
     for (const std::string& pattern : scanPatterns())

@@ -141,11 +141,12 @@ TEST(FineSmoothing, verticesAtOnePlaceDontStopIt) {
     forSeeds(60, [](unsigned seed) {
         std::vector<std::uint64_t> aState[2];
         for (const bool bPlain : {false, true}) {
-            CoarseSoup soup(sheet(5, 5), 3);
+            CoarsePlaces places(sheet(5, 5));
             std::mt19937 random(seed);
+            const auto any = [&]() -> Point3& { return places.vtx(static_cast<int>(random() % 36)); };
             for (unsigned i = 0; i < seed % 8; ++i)
-                soup.vPoint[random() % 36] = soup.vPoint[random() % 36];
-            RMesh mesh(&soup.coarse);
+                any() = any();
+            RMesh mesh(&places.mesh);
             const OpenRun open;
             if (bPlain)
                 plainSmoothing(mesh, 3);
@@ -173,33 +174,12 @@ TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
     EXPECT_EQ(pMesh->getRMesh()->getNumT(), 200U);
 }
 
-TEST(FineSmoothing, isARunOfItsOwnUnlessOneIsOpenAndBearsACancel) {
-    for (const double limit : {-0.5, 0.0, 0.25, 0.75, 2.0}) {
-        const MeshPtr pMesh = meshOf(withNoise(torus(30, 20), 0.05, 1));
-        Hearer hearer(limit);
-        subscribe(&hearer);
-        if (limit < 1.0)
-            EXPECT_THROW(laplacianSmoothing(pMesh, 4), double);
-        else
-            laplacianSmoothing(pMesh, 4);
-        unsubscribe();
-        EXPECT_EQ(firstFault(*pMesh->getRMesh()), "") << limit;
-        EXPECT_FALSE(hasOpenProgress());
-        EXPECT_EQ(std::set(hearer.vName.begin(), hearer.vName.end()), std::set<std::string>{"Smoothing"});
-        EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && hearer.vFraction.size() < 400);
-        EXPECT_TRUE(limit < 1.0 || hearer.vFraction.back() == 1.0);
-    }
-    const OpenRun open;
-    laplacianSmoothing(meshOf(torus(5, 4)), 1);
-    EXPECT_EQ(ThreadSingleton<Progress>::getInstance()->getName(), "Reconstruct");
-}
-
 TEST(CoarseSmoothing, takesMeansOfNeighboursAndPinsTheBorder) {
-    CoarseSoup soup(sheet(6, 5), 4);
-    CMesh& mesh = soup.coarse;
+    CoarsePlaces world(sheet(6, 5));
+    CMesh& mesh = world.mesh;
     Scan scan(1);
-    for (Point3& p : soup.vPoint)
-        p = p + Vector3{scan.uniform(0.0, 0.4), 0.0, scan.uniform(0.0, 0.4)};
+    for (const auto& [vcd, place] : world.places())
+        *mesh.getVtx(vcd) = place + Vector3{scan.uniform(0.0, 0.4), 0.0, scan.uniform(0.0, 0.4)};
     for (const std::size_t i : {0U, 9U, 17U})
         mesh.vAllCT[i]->kill(&mesh);
     const auto vCE = listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); });  // dead ones count
@@ -207,10 +187,7 @@ TEST(CoarseSmoothing, takesMeansOfNeighboursAndPinsTheBorder) {
         return std::ranges::any_of(vCE, [vcd](const CEdge* pCE) { return pCE->has(vcd) && pCE->getDegree() == 1; });
     };
     for (const bool bPinBorder : {true, false}) {
-        const std::vector<Point3> vBefore = soup.vPoint;
-        const auto before = [&](VCD vcd) {
-            return vBefore[static_cast<std::size_t>(mesh.getVtx(vcd) - soup.vPoint.data())];
-        };
+        const std::map<VCD, Point3> before = world.places();
         if (bPinBorder)
             outputOf([&] { laplacianSmoothingKillDeg(&mesh, 1); });
         else
@@ -219,15 +196,15 @@ TEST(CoarseSmoothing, takesMeansOfNeighboursAndPinsTheBorder) {
             Vector3 sum;
             double num = 0;
             for (const CEdge* pCE : vCE)
-                if (pCE->has(vcd)) sum += before(pCE->getOtherVCD(vcd)) - Point3(), num += 1;
-            const Point3 expected = bPinBorder && hasBorder(vcd) ? before(vcd) : Point3() + sum / num;
+                if (pCE->has(vcd)) sum += before.at(pCE->getOtherVCD(vcd)) - Point3(), num += 1;
+            const Point3 expected = bPinBorder && hasBorder(vcd) ? before.at(vcd) : Point3() + sum / num;
             EXPECT_LT((*mesh.getVtx(vcd) - expected).length(), 1e-12) << bPinBorder;
         }
     }
-    const std::vector<Point3> vBefore = soup.vPoint;
+    const std::map<VCD, Point3> before = world.places();
     for (const int numIterations : {-1, 0})
         outputOf([&] { laplacianSmoothingKillDeg(&mesh, numIterations); });
-    EXPECT_EQ(soup.vPoint, vBefore);
+    EXPECT_EQ(world.places(), before);
 }
 
 }  // namespace

@@ -42,6 +42,12 @@ public:
         return vcd;
     }
     TARN_KEL::CTriangle* triangle(TARN_KEL::VCD a, TARN_KEL::VCD b, TARN_KEL::VCD c) { return mesh.createT(a, b, c, a, 27); }
+    std::map<TARN_KEL::VCD, TARN_KEL::Point3> places() const {
+        std::map<TARN_KEL::VCD, TARN_KEL::Point3> mPlace;
+        for (const auto& [vcd, pBundle] : mBundle)
+            mPlace[vcd] = *pBundle->pVtx;
+        return mPlace;
+    }
 
     TARN_KEL::Calc calc{0.0, 0.0, 0.0, 1024.0, 1024.0, 1024.0, 10};
     std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mBundle;

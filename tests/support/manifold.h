@@ -4,106 +4,65 @@
 #include <algorithm>
 #include <array>
 #include <map>
-#include <numeric>
 #include <random>
 #include <set>
 #include <string>
-#include <utility>
-#include <vector>
 
+#include "Forest.h"
 #include "RMesh.h"
+#include "meshFlaws.h"
+#include "support/figures.h"
 #include "support/fine.h"
 
 namespace TARN_TEST {
 
-/// A mesh as the corners of its alive triangles, and what can be wrong with it. On plain containers.
-class PlainSurface {
-public:
-    explicit PlainSurface(const TARN_KEL::RMesh& mesh) {
-        mesh.getTriangleCorners(vCorner);
-        vFan.resize(vCorner.size());
-        vComponent.resize(vCorner.size() / 3);
-        std::iota(vFan.begin(), vFan.end(), std::size_t{0});
-        std::iota(vComponent.begin(), vComponent.end(), std::size_t{0});
+/// The first flaw that has nothing to do with places, as text; empty for none.
+inline std::string flawOfLinks(const TARN_KEL::RMesh& mesh) {
+    const TARN_KEL::MeshFlaws flaws = countFlaws(mesh);
+    return figuresOf(mesh).numDoubles != 0  ? "a triangle is there twice"
+           : flaws.numNonManifoldEdges != 0 ? "an edge has more than two triangles"
+           : flaws.numConflicts != 0        ? "two triangles disagree in orientation"
+           : flaws.numPinchedVertices != 0  ? "a vertex has two fans"
+                                            : "";
+}
+
+inline bool hasFlat(const TARN_KEL::RMesh& mesh) {
+    return std::ranges::any_of(mesh.vRT, [](const RTriangle* pRT) {
+        const Point3 &a = *pRT->aCorners[0], &b = *pRT->aCorners[1], &c = *pRT->aCorners[2];
+        const double longest = std::max({(b - a).length(), (c - a).length(), (c - b).length()});
+        return pRT->isAlive() && !(crossProduct((b - a) / longest, (c - a) / longest).length() > 1e-6);
+    });
+}
+
+/// Whether a closed component of a mesh without flaws of the links faces inward.
+inline bool hasInward(const TARN_KEL::RMesh& mesh) {
+    TARN_KEL::Forest pieces(mesh.vRT.size());
+    const auto memberOf = [&](const RTriangle* pRT) {
+        return static_cast<TARN_KEL::Forest::Member>(mesh.poolRT.indexOf(pRT));
+    };
+    for (const REdge* pRE : edges(mesh, 2))
+        pieces.join(memberOf(pRE->vRT[0]), memberOf(pRE->vRT[1]));
+    std::map<TARN_KEL::Forest::Member, double> mVolume;
+    for (const RTriangle* pRT : mesh.vRT) {
+        if (!pRT->isAlive()) continue;
+        const auto arm = [&](int i) { return *pRT->getCorner(i) - *mesh.poolVtx.at(0); };
+        mVolume[pieces.findRoot(memberOf(pRT))] += arm(0) * crossProduct(arm(1), arm(2));
     }
-
-    bool hasFlat() const {
-        for (std::size_t i = 0; i < vCorner.size(); i += 3) {
-            const Vector3 a = *vCorner[i + 1] - *vCorner[i], b = *vCorner[i + 2] - *vCorner[i];
-            const double longest = std::max({a.length(), b.length(), (b - a).length()});
-            if (!(crossProduct(a / longest, b / longest).length() > 1e-6)) return true;
-        }
-        return false;
-    }
-
-    /// The first flaw that has nothing to do with places, as text; empty for none.
-    std::string flawOfLinks() {
-        std::set<std::array<Point3*, 3>> sTriangle;
-        std::map<std::pair<Point3*, Point3*>, std::vector<std::size_t>> mEdge;  // to the corners where its sides begin
-        for (std::size_t i = 0; i < vCorner.size(); ++i) {
-            std::array<Point3*, 3> corners{vCorner[i], vCorner[next(i)], vCorner[previous(i)]};
-            std::sort(corners.begin(), corners.end());
-            if (i % 3 == 0 && !sTriangle.insert(corners).second) return "a triangle is there twice";
-            mEdge[std::minmax(vCorner[i], vCorner[next(i)])].push_back(i);
-        }
-        for (const auto& [key, vSide] : mEdge) {
-            if (vSide.size() > 2) return "an edge has more than two triangles";
-            if (vSide.size() == 1) continue;
-            const std::size_t i = vSide[0], j = vSide[1];
-            if (vCorner[i] == vCorner[j]) return "two triangles disagree in orientation";
-            vFan[root(vFan, i)] = root(vFan, next(j));
-            vFan[root(vFan, next(i))] = root(vFan, j);
-            vComponent[root(vComponent, i / 3)] = root(vComponent, j / 3);
-        }
-        for (const auto& [key, vSide] : mEdge)
-            if (vSide.size() == 1) sOpen.insert(root(vComponent, vSide[0] / 3));
-        std::map<Point3*, std::size_t> mFanOf;
-        for (std::size_t i = 0; i < vCorner.size(); ++i)
-            if (mFanOf.emplace(vCorner[i], root(vFan, i)).first->second != root(vFan, i)) return "a vertex has two fans";
-        return "";
-    }
-
-    /// To be asked after the links.
-    bool hasInward() {
-        std::map<std::size_t, double> mVolume;
-        for (std::size_t i = 0; i < vCorner.size(); i += 3) {
-            const Vector3 a = *vCorner[i] - *vCorner[0];
-            mVolume[root(vComponent, i / 3)] +=
-                a * crossProduct(*vCorner[next(i)] - *vCorner[0], *vCorner[previous(i)] - *vCorner[0]);
-        }
-        return std::any_of(mVolume.begin(), mVolume.end(),
-                           [this](const auto& entry) { return sOpen.count(entry.first) == 0 && entry.second < -1e-9; });
-    }
-
-private:
-    using Vector3 = TARN_KEL::Vector3;
-
-    static std::size_t next(std::size_t corner) { return corner % 3 == 2 ? corner - 2 : corner + 1; }
-    static std::size_t previous(std::size_t corner) { return corner % 3 == 0 ? corner + 2 : corner - 1; }
-    static std::size_t root(std::vector<std::size_t>& v, std::size_t i) {
-        while (v[i] != i)
-            i = v[i] = v[v[i]];
-        return i;
-    }
-
-    std::vector<Point3*> vCorner;
-    std::vector<std::size_t> vFan, vComponent;  // forests, of corners and of triangles
-    std::set<std::size_t> sOpen;                // components with a border
-};
+    for (const REdge* pRE : edges(mesh, 1))
+        mVolume.erase(pieces.findRoot(memberOf(pRE->vRT[0])));
+    return std::ranges::any_of(mVolume, [](const auto& entry) { return entry.second < -1e-9; });
+}
 
 /// The first flaw of the mesh, as text; empty for a manifold, oriented mesh without flat and equal triangles, whichever way
 /// it faces.
 inline std::string firstFlawButFacing(const TARN_KEL::RMesh& mesh) {
-    PlainSurface surface(mesh);
-    return surface.hasFlat() ? "a triangle is flat" : surface.flawOfLinks();
+    return hasFlat(mesh) ? "a triangle is flat" : flawOfLinks(mesh);
 }
 
 /// The same; moreover closed components face outward.
 inline std::string firstFlaw(const TARN_KEL::RMesh& mesh) {
-    PlainSurface surface(mesh);
-    if (surface.hasFlat()) return "a triangle is flat";
-    const std::string flaw = surface.flawOfLinks();
-    return flaw.empty() && surface.hasInward() ? "a closed component faces inward" : flaw;
+    const std::string flaw = firstFlawButFacing(mesh);
+    return flaw.empty() && hasInward(mesh) ? "a closed component faces inward" : flaw;
 }
 
 /// The outside of unit cubes at lattice places, two triangles a face; vertices are shared wherever cubes touch.

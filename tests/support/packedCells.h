@@ -33,6 +33,26 @@ inline TARN_KEL::VRCD randomPacked(int num, double chance, unsigned seed) {
     return toPacked(randomCells(num, chance, seed));
 }
 
+/// A point in each cell: its midpoint, or with a seed, but for every fourth, anywhere.
+inline std::vector<std::pair<TARN_KEL::RCD, TARN_KEL::Point3>> pointsIn(const TARN_KEL::VRCD& vRCD, unsigned seed = 0,
+                                                                        const TARN_KEL::Calc& calc = unitGrid()) {
+    std::mt19937 random(seed);
+    const auto off = [&random] { return 0.9 * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
+    std::vector<std::pair<TARN_KEL::RCD, TARN_KEL::Point3>> vPoint;
+    for (const TARN_KEL::RCD rcd : vRCD) {
+        const TARN_KEL::Point3 mid = calc.getMidPoint_RCD(rcd);
+        const TARN_KEL::Vector3 offset{off(), off(), off()};  // braces: in this order
+        vPoint.emplace_back(rcd, seed == 0 || random() % 4 == 0 ? mid : mid + offset);
+    }
+    return vPoint;
+}
+inline TARN_KEL::VRCD codesOf(const auto& cellsAndPoints) {
+    TARN_KEL::VRCD vRCD;
+    for (const auto& [rcd, point] : cellsAndPoints)
+        vRCD.push_back(rcd);
+    return vRCD;
+}
+
 /// The cells of a closed layer, one to four cells thick, round a bumpy ball of about that radius.
 inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
     std::mt19937 random(seed);

@@ -1,11 +1,9 @@
-// The removal decisions on packed codes in their plain form: a search in the sorted list for each position of the block,
-// ordered sets for what is doomed and what is visited, floods position by position over tables. The yardstick for results
-// and speed.
+// The removal decisions on packed codes in their plain form: a search in the sorted list for each position of the block, a
+// set of what is doomed, floods that look at all positions. The yardstick for results and speed.
 #pragma once
 
 #include <algorithm>
-#include <cstdint>
-#include <queue>
+#include <cstdlib>
 #include <set>
 #include <utility>
 #include <vector>
@@ -28,44 +26,34 @@ public:
 
     int setNewRCD(RCD rcd) {
         vNeigs.clear();
-        aliveMask = 0;
+        sFree = 0;
+        RCD block[27];
         calc.completeArray27_RCD(rcd, block);
-        for (int i = 0; i < 27; ++i) {
-            if (block[i] != rcd && !std::binary_search(vRCD.begin(), vRCD.end(), block[i])) continue;
-            if (sDoomed.count(block[i]) != 0) continue;
-            aliveMask |= std::uint64_t{1} << i;
-            vNeigs.push_back(block[i]);
-        }
+        for (int pos = 0; pos < 27; ++pos)
+            if (sDoomed.count(block[pos]) == 0 && (pos == CENTRE || std::ranges::binary_search(vRCD, block[pos])))
+                vNeigs.push_back(block[pos]);
+            else
+                sFree |= 1U << pos;
         return static_cast<int>(vNeigs.size());
     }
+    bool isFree(int pos) const { return has(sFree, pos); }
     /// Of two positions in the block, in steps over faces.
     static int distance(int pos, int next) {
         return std::abs(pos % 3 - next % 3) + std::abs(pos / 3 % 3 - next / 3 % 3) + std::abs(pos / 9 - next / 9);
     }
-    bool isFree(int pos) const { return (aliveMask >> pos & 1) == 0 || sDoomed.count(block[pos]) != 0; }
 
+    /// Two free faces hang together over the cell between them.
     bool removingCreatesGap(RCD rcd) {
-        constexpr int NO = 99;
-        constexpr int FACES[6] = {12, 14, 4, 22, 10, 16};
-        constexpr int BETWEEN[6][6] = {{NO, NO, 3, 21, 9, 15},   {NO, NO, 5, 23, 11, 17}, {3, 5, NO, NO, 1, 7},
-                                       {21, 23, NO, NO, 19, 25}, {9, 11, 1, 19, NO, NO},  {15, 17, 7, 25, NO, NO}};
         setNewRCD(rcd);
-        std::set<int> sFree;
-        for (int k = 0; k < 6; ++k)
-            if (isFree(FACES[k])) sFree.insert(k);
-        if (sFree.empty()) return true;
-        std::set<int> sSeen = {*sFree.begin()};
-        std::queue<int> front;
-        for (front.push(*sFree.begin()); !front.empty(); front.pop())
-            for (const int j : sFree) {
-                const int edge = BETWEEN[front.front()][j];
-                if (edge != NO && isFree(edge) && sSeen.insert(j).second) front.push(j);
-            }
-        return sSeen.size() != sFree.size();
+        const auto isFreeFace = [this](int pos) { return isFree(pos) && distance(pos, CENTRE) == 1; };
+        const auto isStep = [&](int a, int b) { return isFreeFace(b) && a + b != 26 && isFree(a + b - CENTRE); };
+        for (const int face : FACES)
+            if (isFree(face))
+                return std::ranges::any_of(
+                    FACES, [&, seen = flooded(face, isStep)](int other) { return isFree(other) && !has(seen, other); });
+        return true;
     }
-
     bool isBorder(RCD rcd) { return testBorder(rcd) == 1; }
-
     bool wouldBecomeNewBorder(RCD neig, RCD removeRCD) {
         if (testBorder(neig) != 0) return false;
         sDoomed.insert(removeRCD);
@@ -73,17 +61,13 @@ public:
         sDoomed.erase(removeRCD);
         return bBorder;
     }
-
     /// 0 occupied, 1 separated, 2 connected.
     int getOppState(RCD rcd, int idx6) {
         constexpr int SIDES[6] = {12, 14, 10, 16, 4, 22};
         setNewRCD(rcd);
-        const int opp = SIDES[idx6 % 2 == 0 ? idx6 + 1 : idx6 - 1];
-        if (!isFree(opp)) return 0;
-        flood(SIDES[idx6]);
-        return sVisited.count(opp) != 0 ? 2 : 1;
+        const int opposite = 26 - SIDES[idx6];
+        return !isFree(opposite) ? 0 : has(flooded(SIDES[idx6]), opposite) ? 2 : 1;
     }
-
     void detectAreaAndBorder(VRCD& vArea, VRCD& vBorder) {
         for (const RCD rcd : vRCD)
             if (sDoomed.count(rcd) == 0) (isBorder(rcd) ? vBorder : vArea).push_back(rcd);
@@ -93,30 +77,39 @@ public:
     std::set<RCD> sDoomed;
 
 private:
-    void flood(int start) {
-        sVisited = {start};
-        std::queue<int> front;
-        for (front.push(start); !front.empty(); front.pop())
-            for (int next = 0; next < 27; ++next) {
-                const int pos = front.front();
-                if (distance(pos, next) == 1 && next != 13 && isFree(next) && sVisited.insert(next).second) front.push(next);
-            }
+    static constexpr int CENTRE = 13;
+    static constexpr int FACES[6] = {14, 12, 16, 10, 22, 4};
+
+    static bool has(unsigned positions, int pos) { return (positions >> pos & 1U) != 0; }
+    /// The positions that steps reach.
+    static unsigned flooded(int start, const auto& isStep) {
+        unsigned seen = 1U << start;
+        for (std::vector<int> vFront{start}; !vFront.empty();) {
+            const int pos = vFront.back();
+            vFront.pop_back();
+            for (int next = 0; next < 27; ++next)
+                if (!has(seen, next) && isStep(pos, next)) vFront.push_back(next), seen |= 1U << next;
+        }
+        return seen;
+    }
+    /// What is free and reached over faces, round the centre.
+    unsigned flooded(int start) const {
+        return flooded(start, [this](int a, int b) { return distance(a, b) == 1 && b != CENTRE && isFree(b); });
     }
 
-    /// 1 border, 0 not, -1 no free face.
+    /// 1 border, 0 not, -1 no free face. A free corner among occupied cells counts as seen.
     int testBorder(RCD rcd) {
-        constexpr int SCAN[6] = {14, 12, 16, 10, 22, 4};
-        constexpr int CORNERS[8][4] = {{0, 1, 3, 9},    {2, 1, 5, 11},    {8, 5, 7, 17},    {6, 3, 7, 15},
-                                       {18, 19, 21, 9}, {20, 19, 23, 11}, {26, 23, 25, 17}, {24, 25, 21, 15}};
-        const int n = setNewRCD(rcd);
-        const int* const pFirst = std::find_if(std::begin(SCAN), std::end(SCAN), [this](int pos) { return isFree(pos); });
-        if (pFirst == std::end(SCAN)) return -1;
-        flood(*pFirst);
-        int sum = n + static_cast<int>(sVisited.size());
+        int sum = setNewRCD(rcd);
+        const int* const pFace = std::ranges::find_if(FACES, [this](int pos) { return isFree(pos); });
+        if (pFace == std::end(FACES)) return -1;
+        const unsigned seen = flooded(*pFace);
+        for (int pos = 0; pos < 27; ++pos)
+            sum += has(seen, pos) ? 1 : 0;
         if (sum < 19) return 0;
-        if (sum != 27)
-            for (const auto& [corner, a, b, c] : CORNERS)
-                sum += isFree(corner) && sVisited.count(corner) == 0 && !isFree(a) && !isFree(b) && !isFree(c) ? 1 : 0;
+        for (const int corner : {0, 2, 6, 8, 18, 20, 24, 26}) {
+            const auto isFreeBeside = [&](int step) { return isFree(corner + (corner / step % 3 == 0 ? step : -step)); };
+            sum += isFree(corner) && !has(seen, corner) && !isFreeBeside(1) && !isFreeBeside(3) && !isFreeBeside(9) ? 1 : 0;
+        }
         return sum == 27 && !removingCreatesGap(rcd) ? 1 : 0;
     }
 
@@ -125,9 +118,7 @@ protected:
     const Calc& calc;
 
 private:
-    RCD block[27] = {};
-    std::uint64_t aliveMask = 0;
-    std::set<int> sVisited;
+    unsigned sFree = 0;  // positions of the last cell's block, bit by bit
 };
 
 }  // namespace TARN_TEST

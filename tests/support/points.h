@@ -4,6 +4,10 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <locale>
+#include <sstream>
+#include <string>
+#include <string_view>
 #include <vector>
 
 #include "Random.h"
@@ -73,6 +77,25 @@ private:
     TARN_KEL::Random random;
     double noise;
 };
+
+/// The points of a text, by streams alone: the slow and obvious reader.
+inline std::vector<TARN_KEL::Point3> pointsByStreams(std::string_view text) {
+    std::vector<TARN_KEL::Point3> vPoints;
+    std::istringstream in{std::string(text)};
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream numbers(line);
+        numbers.imbue(std::locale::classic());
+        double x = 0, y = 0, z = 0;
+        if (numbers >> x >> y >> z) vPoints.emplace_back(x, y, z);
+    }
+    return vPoints;
+}
+
+template <typename T>
+std::vector<T> joined(std::vector<T> v, const std::vector<T>& vMore) {
+    v.insert(v.end(), vMore.begin(), vMore.end());
+    return v;
+}
 
 /// (x, y, z) becomes (f x + offset, f y + offset, f z + offset).
 inline std::vector<TARN_KEL::Point3> scaled(std::vector<TARN_KEL::Point3> vPoints, double f, double offset = 0.0) {

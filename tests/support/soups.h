@@ -93,10 +93,6 @@ inline TriangleSoup flipped(TriangleSoup soup, std::size_t n) {
         std::swap(soup[i], soup[i + 1]);
     return soup;
 }
-inline TriangleSoup joined(TriangleSoup a, const TriangleSoup& b) {
-    a.insert(a.end(), b.begin(), b.end());
-    return a;
-}
 /// The soup turned about an axis that no face is parallel to.
 inline TriangleSoup turned(TriangleSoup soup, double degrees) {
     using TARN_KEL::Vector3;

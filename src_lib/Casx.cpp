@@ -187,8 +187,8 @@ Casx::Casx(TRIMODE mode_, bool bExperimental_) : Casx(mode_, bExperimental_, Emp
 
 Casx::Casx(TRIMODE mode_, bool bExperimental_, EmptyTag)
     : mode(mode_),
-      vTriVec(NUM_CONFIGS * ROW_SIZE, END),
-      vTriUse(NUM_CONFIGS * ROW_SIZE, TUU),
+      vTriVec(std::size_t{NUM_CONFIGS} * ROW_SIZE, END),
+      vTriUse(std::size_t{NUM_CONFIGS} * ROW_SIZE, TUU),
       bExperimental(bExperimental_),
       pCalc(std::make_unique<Calc>(0, 0, 0, 1000, 1000, 1000, 12)) {
     for (const UseRow& row : USE_ROWS)

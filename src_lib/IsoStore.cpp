@@ -329,6 +329,7 @@ void IsoStore::simplifyInflates(std::vector<std::pair<CCD, int>>& vInflCCD2forbD
     announce("\n\n\n\n\n* Hi, this is simplifyInflates");
     out() << "vInflCCD2forbDir for loop is " << vInflCCD2forbDir.size() << std::endl;
     std::vector<Candidate> vCandidate;
+    vCandidate.reserve(vInflCCD2forbDir.size());
     for (auto& [ccd, forbiddenAxes] : vInflCCD2forbDir)
         vCandidate.push_back({nullptr, ccd, &forbiddenAxes});
     Thinning thinning(*this, std::move(vCandidate));

@@ -21,7 +21,7 @@ void Voro::makeMesh() {
 
 CMesh* Voro::getCMesh() const {
     if (!vOwnedMeshes.empty() && vOwnedMeshes.back().get() == pCMesh) {
-        vOwnedMeshes.back().release();
+        (void)vOwnedMeshes.back().release();  // the caller owns it from now on
         vOwnedMeshes.pop_back();
     }
     return pCMesh;

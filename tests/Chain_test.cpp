@@ -11,12 +11,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-EdgesByEnd byEnd(const std::vector<CEdge*>& vCE) {
-    EdgesByEnd mm;
-    enterBothEnds(mm, vCE);
-    return mm;
-}
-
 /// The edges of a chain, and whether it is closed.
 using Chains = std::vector<std::pair<std::vector<CEdge*>, bool>>;
 
@@ -64,7 +58,7 @@ public:
         for (const Voter& voter : vVoter)
             for (int k = 0; k < voter.num; ++k, ++i)
                 vCE.push_back(addEdge(i, num, voter));
-        EdgesByEnd mm = byEnd(vCE);
+        EdgesByEnd mm = byEnds(vCE);
         bGood = Chain(&mesh, mm).isGoodHole();
     }
     bool bGood;
@@ -105,7 +99,7 @@ TEST(ChainMgr, splitsGraphsOfChanceIntoChains) {
             ++mDegree[pCE->v0], ++mDegree[pCE->v1];
         for (const bool bTryClose : {false, true}) {
             std::set<CEdge*> sLeft = sChosen, sChained;
-            for (const auto& [vEdge, bClosed] : chainsOf(ChainMgr(&soup.mesh, byEnd(vChosen), bTryClose))) {
+            for (const auto& [vEdge, bClosed] : chainsOf(ChainMgr(&soup.mesh, byEnds(vChosen), bTryClose))) {
                 ++(bClosed ? numClosed : numOpen);
                 for (CEdge* pCE : vEdge) {
                     EXPECT_TRUE(sChained.insert(pCE).second) << "in two chains";
@@ -123,7 +117,7 @@ TEST(ChainMgr, splitsGraphsOfChanceIntoChains) {
 TEST(ChainMgr, unpeelsALongRowOfHolesThatTouch) {
     for (const unsigned numHoles : {1U, 4U, 90U}) {
         HoleRow row(numHoles);
-        const ChainMgr mgr(&row.mesh, byEnd(edges(row.mesh, 1)), numHoles % 2 == 0);
+        const ChainMgr mgr(&row.mesh, byEnds(edges(row.mesh, 1)), numHoles % 2 == 0);
         const Chains chains = chainsOf(mgr);
         EXPECT_EQ(chains.size(), numHoles + 1);
         for (const auto& [vEdge, bClosed] : chains)
@@ -136,7 +130,7 @@ TEST(ChainMgr, unpeelsALongRowOfHolesThatTouch) {
 TEST(ChainMgr, closesOverTheOldestEdgeOfEqualWays) {
     Sheet sheet(4, 4);
     CEdge* pCE = sheet.mesh.getEdge(sheet.at(1, 1), sheet.at(2, 1));
-    const ChainMgr mgr(&sheet.mesh, byEnd({pCE}), true);
+    const ChainMgr mgr(&sheet.mesh, byEnds({pCE}), true);
     const Chains chains = chainsOf(mgr);
     ASSERT_TRUE(chains.size() == 1 && chains[0].second && chains[0].first.size() == 3);
     CEdge* const pOldest =
@@ -147,13 +141,13 @@ TEST(ChainMgr, closesOverTheOldestEdgeOfEqualWays) {
 TEST(Chain, vertexOfThreeEdgesIsHiddenAndNoPartOfAChain) {
     Sheet sheet(2, 1);
     const auto vCE = listOf<CEdge*>([&](auto& v) { sheet.mesh.getIncidentCE(sheet.at(0, 0), v); });
-    ChainMgr mgr(&sheet.mesh, byEnd(vCE), false);
+    ChainMgr mgr(&sheet.mesh, byEnds(vCE), false);
     EXPECT_EQ(mgr.vHighVCD, std::vector<VCD>{sheet.at(0, 0)});
     EXPECT_EQ(chainsOf(mgr).size(), 3U);
-    EdgesByEnd none, one = byEnd({vCE[0]}), star = byEnd(vCE);
+    EdgesByEnd none, one = byEnds({vCE[0]}), star = byEnds(vCE);
     expectFails("!mmVCD2CE.empty()", [&] { Chain(&sheet.mesh, none); });
     EXPECT_EQ(listOf<CEdge*>([&](auto& v) { mgr.removeHighDegree(star, v); }), vCE);
-    star = byEnd(vCE);
+    star = byEnds(vCE);
     expectFails("mm.count(end)==1", [&] { Chain(&sheet.mesh, star); });
     Chain chain(&sheet.mesh, one);
     EXPECT_TRUE(one.empty() && chain.left == vCE[0]->v0 && chain.right == vCE[0]->v1);
@@ -166,7 +160,7 @@ TEST(Chain, findsAndCutsTheTwistOfAStrip) {
     for (const int num : {5, 6, 41})
         for (const bool bTwisted : {false, true}) {
             CoarsePlaces strip(ring(bTwisted ? Ring::MOEBIUS : Ring::FLAT, num, 1));
-            ChainMgr mgr(&strip.mesh, byEnd(edges(strip.mesh, 1)), false);
+            ChainMgr mgr(&strip.mesh, byEnds(edges(strip.mesh, 1)), false);
             ASSERT_EQ(chainsOf(mgr).size(), bTwisted ? 1U : 2U);
             for (std::size_t i = 0; i < mgr.getSize(); ++i) {
                 Chain& chain = *mgr.getChain(i);
@@ -177,7 +171,7 @@ TEST(Chain, findsAndCutsTheTwistOfAStrip) {
                 if (bTwisted) chain.fixMoebius();
             }
             EXPECT_EQ(firstFault(strip.mesh), "");
-            ChainMgr again(&strip.mesh, byEnd(edges(strip.mesh, 1)), false);
+            ChainMgr again(&strip.mesh, byEnds(edges(strip.mesh, 1)), false);
             EXPECT_EQ(chainsOf(again).size(), 2U) << num;  // one rim a side
             EXPECT_EQ(std::ssize(edges(strip.mesh, 2)), 2 * num);
         }
@@ -187,7 +181,7 @@ TEST(Chain, knowsAnOpeningFromTheRimOfASheet) {
     Sheet sheet(7, 7);
     for (int i : {48, 49})
         sheet.mesh.vAllCT[static_cast<std::size_t>(i)]->kill(&sheet.mesh);
-    const ChainMgr mgr(&sheet.mesh, byEnd(edges(sheet.mesh, 1)), false);
+    const ChainMgr mgr(&sheet.mesh, byEnds(edges(sheet.mesh, 1)), false);
     ASSERT_EQ(mgr.getSize(), 2U);
     for (std::size_t i : {0U, 1U}) {
         EXPECT_EQ(mgr.getChain(i)->isGoodHole(), mgr.getChain(i)->getSize() == 4);
@@ -195,7 +189,7 @@ TEST(Chain, knowsAnOpeningFromTheRimOfASheet) {
     }
     CoarseWorld lone;  // its rim has no neighbours that could tell
     lone.triangle(lone.put(5, 5, 5), lone.put(6, 5, 5), lone.put(5, 6, 5));
-    EXPECT_FALSE(ChainMgr(&lone.mesh, byEnd(edges(lone.mesh, 1)), false).getChain(0)->isGoodHole());
+    EXPECT_FALSE(ChainMgr(&lone.mesh, byEnds(edges(lone.mesh, 1)), false).getChain(0)->isGoodHole());
 }
 
 TEST(Chain, votesByTheFlattestTriangles) {

@@ -48,9 +48,7 @@ public:
         CloudMgr cloudMgr;
         cloudMgr.setInputPoints(vPoints, 1.0, 1.0, false, 361.0, false, nullptr, -1);
         pMesh.reset(Hal(&cloudMgr).reconstructInHole());
-        EdgesByEnd mm;
-        enterBothEnds(mm, edges(*pMesh, 1));
-        pChainMgr = std::make_unique<ChainMgr>(pMesh.get(), mm, true);
+        pChainMgr = std::make_unique<ChainMgr>(pMesh.get(), byEnds(edges(*pMesh, 1)), true);
         for (Chain* pChain : pChainMgr->vChains)
             if (!pChain->empty() && pChain->isClosed() && (pMesh->getAvgPoint(pChain->left) - centre).length() < radius + 4)
                 pHoleChain = pChain;
@@ -92,8 +90,7 @@ public:
             return put(static_cast<unsigned>(p[0]), static_cast<unsigned>(p[1]), static_cast<unsigned>(p[2]));
         };
         triangle(at(a), at(b), at(c));
-        EdgesByEnd mm;
-        enterBothEnds(mm, edges(mesh, 1));
+        EdgesByEnd mm = byEnds(edges(mesh, 1));
         pChain = std::make_unique<Chain>(&mesh, mm);
     }
     std::unique_ptr<Chain> pChain;

@@ -194,10 +194,9 @@ TEST(Loop, closesDiscsPunchedIntoCurvedSurfaces) {
 
 TEST(Loop, waitsWhereTheSurfacesTurnAway) {
     // A slit in the edge of a roof: its two narrow corners have neighbours on either slope.
-    Soup soup = sheet(4, 4);
+    Soup soup = without(sheet(4, 4), {12});
     for (Point3& p : soup.vVtx)
         p = Point3(p.x() + 10, p.y() + 10, 20 - 2 * std::abs(p.x() - 2));
-    std::erase_if(soup.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 12) != 0; });
     CoarsePlaces roof(soup);
     const auto pLoop = makeLoop(&roof.mesh, &roof.calc, holeOf(roof.mesh, Point3(12, 12, 20)));
     pLoop->initPrioq();
@@ -215,9 +214,7 @@ TEST(Loop, waitsWhereTheSurfacesTurnAway) {
 
 TEST(Loop, turnsNoMoreThanItsReach) {
     for (const LoopReach reach : {LR_COMPONENT, LR_RING}) {
-        Soup soup = sheet(9, 9);
-        std::erase_if(soup.vT, [](const auto& t) { return std::count(t.begin(), t.end(), 44) != 0; });
-        CoarsePlaces copy(soup);
+        CoarsePlaces copy(without(sheet(9, 9), {44}));
         copy.mesh.vAllCT[0]->flipNNV();  // far away
         const auto pLoop = makeLoop(&copy.mesh, &copy.calc, holeOf(copy.mesh, Point3(4, 4, 0)), reach);
         EXPECT_TRUE(pLoop->fill() && pLoop->isFilled());

@@ -3,7 +3,7 @@
 #include "RMesh.h"
 #include "RPatch.h"
 #include "freeFunctions.h"
-#include "support/fine.h"
+#include "support/figures.h"
 #include "support/prelude.h"
 #include "support/run.h"
 
@@ -14,11 +14,13 @@ namespace {
 using Triple = std::array<std::size_t, 3>;
 using Triples = std::multiset<Triple>;
 
-/// The numbers of three vertices, from the lowest on: the orientation stays.
-Triple tripleOf(const RMesh& mesh, const Point3* a, const Point3* b, const Point3* c) {
-    Triple t{mesh.getVtxIndex(a), mesh.getVtxIndex(b), mesh.getVtxIndex(c)};
+/// From the lowest number on: the orientation stays.
+Triple turned(Triple t) {
     std::rotate(t.begin(), std::min_element(t.begin(), t.end()), t.end());
     return t;
+}
+Triple tripleOf(const RMesh& mesh, const Point3* a, const Point3* b, const Point3* c) {
+    return turned({mesh.getVtxIndex(a), mesh.getVtxIndex(b), mesh.getVtxIndex(c)});
 }
 
 /// The triangle, or what becomes of it when pOld is replaced.
@@ -30,8 +32,8 @@ Triple tripleOf(const RMesh& mesh, const RTriangle* pRT, const Point3* pOld = nu
 
 Triples triplesOf(const RMesh& mesh) {
     Triples s;
-    for (const RTriangle* pRT : mesh.vRT)
-        if (pRT->isAlive()) s.insert(tripleOf(mesh, pRT));
+    for (const Triple& t : indicesOf(mesh))
+        s.insert(turned(t));
     return s;
 }
 
@@ -44,13 +46,6 @@ std::set<std::set<std::size_t>> groupsOf(const Triples& triples) {
 
 std::vector<RTriangle*> incident(const RMesh& mesh, const Point3* p) {
     return listOf<RTriangle*>([&](auto& v) { mesh.getIncidentT(p, v); });
-}
-
-/// Edges of degree 2 along which both triangles run the same way.
-std::size_t numConflicts(const RMesh& mesh) {
-    const auto v = edges(mesh, 2);
-    return static_cast<std::size_t>(
-        std::count_if(v.begin(), v.end(), [](const REdge* pRE) { return pRE->vRT[0]->needFlip(pRE->vRT[1]); }));
 }
 
 /// Runs the call within a run of the library.
@@ -217,7 +212,7 @@ TEST(CreatePatches, orientsByTheOldestTriangle) {
             FineMesh mesh(scrambled(soup, seed)), right(soup);
             EXPECT_EQ(inRun([&] { return mesh->createPatchesOrient(); }), numPatches);
             expectPartition(*mesh);
-            EXPECT_EQ(numConflicts(*mesh) > 0, bOneSided);
+            EXPECT_EQ(figuresOf(*mesh).numConflicts > 0, bOneSided);
             EXPECT_TRUE(numPatches > 1 || bOneSided || triplesOf(*mesh) == triplesOf(*right));
             EXPECT_EQ(firstFault(*mesh), "");
             EXPECT_EQ(inRun([&] { return mesh->createPatchesOrient(); }), numPatches);  // the former ones are gone

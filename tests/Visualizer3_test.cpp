@@ -218,15 +218,10 @@ public:
         decider.setNewRCD(packedAt(512, 512, 512));
         return decider;
     }
-    static EdgesByEnd borderOf(const CMesh& mesh) {
-        EdgesByEnd mm;
-        enterBothEnds(mm, edges(mesh, 1));
-        return mm;
-    }
     Sheet sheet{3, 3};
     CPatch patch{&sheet.mesh, &sheet.calc};
     Sheet plain{3, 3};
-    ChainMgr chains{&plain.mesh, borderOf(plain.mesh), false};
+    ChainMgr chains{&plain.mesh, byEnds(edges(plain.mesh, 1)), false};
     Calc grid = unitGrid();
     VRCD vCells = packedWhere(5, [](int, int, int z) { return z == 2; });
     RemoveDecider_RCD decider{vCells, &grid};

@@ -12,8 +12,7 @@ using namespace TARN_TEST;
 
 // The first lid closes the opening, the second comes too late.
 TEST(VolSolver, killsTheWallInsideAndTheSecondLid) {
-    Soup soup = sphere(4, 15);  // rows of 4 vertices, the poles are 60 and 61
-    soup.vT.erase(std::remove_if(soup.vT.begin(), soup.vT.end(), [](auto& t) { return t[0] == 60; }), soup.vT.end());
+    Soup soup = without(sphere(4, 15), {60});               // rows of 4 vertices, the poles are 60 and 61
     soup.vT.insert(soup.vT.end(), {{0, 1, 2}, {0, 2, 3}});  // lid
     const auto numKept = static_cast<std::ptrdiff_t>(soup.vT.size());
     soup.vT.insert(soup.vT.end(), {{0, 1, 3}, {1, 2, 3}, {28, 29, 30}, {28, 30, 31}, {5, 6, 62}});  // lid, wall, fin

@@ -25,17 +25,6 @@ std::vector<Places> placesOf(const RMesh& mesh) {
     return v;
 }
 
-// ---- Meshes
-
-std::vector<std::array<std::size_t, 3>> cornersOf(const RMesh& mesh) {
-    std::vector<std::array<std::size_t, 3>> v;
-    for (const RTriangle* pRT : mesh.vRT)
-        if (pRT->bAlive)
-            v.push_back({mesh.getVtxIndex(pRT->aCorners[0]), mesh.getVtxIndex(pRT->aCorners[1]),
-                         mesh.getVtxIndex(pRT->aCorners[2])});
-    return v;
-}
-
 Candidates candidatesOf(RMesh& mesh, double temperature) {
     const OpenRun run;
     Candidates v;
@@ -228,7 +217,7 @@ TEST(CollapseOfAnEdge, keepsNormalsOrRefuses) {
             if (height > 0.0) mesh->updateVertex(mesh.vtx(11), *mesh.vtx(11) + Vector3(0, 0, height));
             if (height > 0.0) mesh->updateVertex(mesh.vtx(12), *mesh.vtx(12) - Vector3(0, 0, height));
             REdge* pRE = mesh.edge(11, 12);
-            const auto before = cornersOf(*mesh);
+            const auto before = indicesOf(*mesh);
             std::multimap<double, REdge*> mmShort;
             RTop top(&*mesh);
             const bool bDone = iDir == 2 ? top.tryCollapseMid(pRE, pRE->getCenter(), 2.1, 20.0, mmShort)
@@ -236,7 +225,7 @@ TEST(CollapseOfAnEdge, keepsNormalsOrRefuses) {
             EXPECT_EQ(firstFault(*mesh), "");
             EXPECT_EQ(bDone, height == 0.0) << iDir;
             EXPECT_EQ(mesh->getNumT(), bDone ? 30U : 32U);
-            EXPECT_TRUE(bDone || (cornersOf(*mesh) == before && mmShort.empty()));
+            EXPECT_TRUE(bDone || (indicesOf(*mesh) == before && mmShort.empty()));
             if (!bDone) continue;
             Point3* pLeft = iDir == 2 ? mesh->poolVtx.at(25) : mesh.vtx(iDir == 0 ? 12 : 11);
             std::multimap<double, REdge*> mmExpected;

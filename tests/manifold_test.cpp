@@ -57,21 +57,11 @@ TEST(Manifold, leavesWhatIsInOrderAlone) {
 }
 
 TEST(Manifold, turnsTrianglesToAgreeAndToFaceOutward) {
-    Soup ring = torus(12, 8);
-    for (std::size_t t = 0; t < ring.vT.size(); t += 3)
-        std::swap(ring.vT[t][0], ring.vT[t][1]);
-    const MeshPtr pRing = meshOf(ring);
-    EXPECT_EQ(makeChecked(pRing).numTurned, ring.vT.size() / 3);
+    const MeshPtr pRing = meshOf(turned(torus(12, 8), 0, 3));
+    EXPECT_EQ(makeChecked(pRing).numTurned, 64U);
     EXPECT_GT(volumeOf(*pRing), 0.0);
-
-    Soup inward = tetrahedron();
-    for (auto& t : inward.vT)
-        std::swap(t[0], t[1]);
-    EXPECT_EQ(makeChecked(meshOf(inward)).numTurned, 4U);
-
-    Soup flat = sheet(4, 4);
-    std::swap(flat.vT[0][0], flat.vT[0][1]);  // the oldest one is outvoted
-    EXPECT_EQ(makeChecked(meshOf(flat)).numTurned, 1U);
+    EXPECT_EQ(makeChecked(meshOf(turned(tetrahedron()))).numTurned, 4U);
+    EXPECT_EQ(makeChecked(meshOf(turned(sheet(4, 4), 0, 99))).numTurned, 1U) << "the oldest one is outvoted";
 }
 
 TEST(Manifold, takesBodiesThatTouchApart) {

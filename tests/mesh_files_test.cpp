@@ -131,9 +131,7 @@ TEST(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {
 
 TEST(ReadMesh, cleansUpLikeARun) {
     const TempFolder folder;
-    Soup soup = torus(20, 9);
-    for (std::size_t i = 1; i < soup.vT.size(); ++i)  // the oldest keeps its side
-        if (i % 3 == 0) std::swap(soup.vT[i][0], soup.vT[i][1]);
+    Soup soup = turned(torus(20, 9), 3, 3);  // the oldest keeps its side
     for (int i = 0; i < 5; ++i)
         soup.vT.push_back(soup.vT[static_cast<std::size_t>(7 * i)]);
     soup.vT.insert(soup.vT.end(), 100000, soup.vT.front());  // its square would take minutes

@@ -12,7 +12,6 @@ header all sources that include it are taken; a test program that holds the brok
 noticed when a test fails that passes with the source as it was, compiled and loaded the same way.
 """
 import concurrent.futures
-import functools
 import json
 import os
 import pathlib
@@ -28,29 +27,26 @@ ROOT = pathlib.Path(__file__).resolve().parent.parent
 BUILD = ROOT / "build/quick"
 WORK = ROOT / "build/faults"
 WHOLE = WORK / "whole"  # the library and the tests as they were built
-NOTICED = WORK / "noticed.json"  # which test noticed a fault the last time: it is tried first
 JOBS = min(2, os.cpu_count())
 SECONDS_A_TEST = 180  # a fault that makes a test hang is noticed as well
 
 
 def read_promises(wanted):
-    promises = []
     for number, line in enumerate((ROOT / "tests/promises.txt").read_text().splitlines(), 1):
         if line.strip() and not line.startswith("#") and (not wanted or number in wanted):
             file, rest = line.split(" | ", 1)
             command, test = rest.rsplit(" | ", 1)  # the command may hold bars
-            promises.append((number, file.strip(), command.strip(), test.strip()))
-    return promises
+            yield number, file.strip(), command.strip(), test.strip()
 
 
 def run(command, folder, seconds=None, **variables):
     """The exit status, and what was printed; 124 after the time is up."""
     try:
-        done = subprocess.run(command, cwd=folder, env=dict(os.environ, **variables), timeout=seconds, text=True,
-                              errors="replace", stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
+        done = subprocess.run(list(map(str, command)), cwd=folder, env=dict(os.environ, **variables), timeout=seconds,
+                              stdout=subprocess.PIPE, stderr=subprocess.STDOUT)
     except subprocess.TimeoutExpired as late:
         return 124, (late.stdout or b"").decode(errors="replace")
-    return done.returncode, done.stdout
+    return done.returncode, done.stdout.decode(errors="replace")
 
 
 def prepare(tests):
@@ -59,24 +55,19 @@ def prepare(tests):
         status, output = run(command, ROOT, CCACHE_BASEDIR=str(ROOT), CCACHE_NOHASHDIR="1")
         if status != 0:
             sys.exit(output[-3000:])
-    shutil.rmtree(WHOLE, ignore_errors=True)
+    shutil.rmtree(WORK, ignore_errors=True)
     WHOLE.mkdir(parents=True)
     for file in [*(BUILD / "src_lib").glob("libkel.so*"), *(BUILD / "tests" / test for test in tests)]:
         shutil.copy(file, WHOLE, follow_symlinks=False)
     for job in range(JOBS):
-        shutil.rmtree(WORK / str(job), ignore_errors=True)
         for folder in ("include", "src_lib", "tests", "apps"):
             shutil.copytree(ROOT / folder, WORK / str(job) / folder)
 
 
-@functools.cache
-def compile_commands():
-    return json.loads((BUILD / "compile_commands.json").read_text())
-
-
 def flags_for(target, job):
     """How sources of a target are compiled, in a job's copy of the tree."""
-    command = next(entry["command"] for entry in compile_commands() if f"/{target}.dir/" in entry["command"])
+    entries = json.loads((BUILD / "compile_commands.json").read_text())
+    command = next(entry["command"] for entry in entries if f"/{target}.dir/" in entry["command"])
     words = shlex.split(command.replace(str(ROOT), str(job)))
     return [*words[:words.index("-o")], "-w", "-Wno-error"]
 
@@ -90,41 +81,40 @@ def sources_with(file):
     headers = {pathlib.Path(file).name}
     while more := {path.name for path in files if path.suffix == ".h" and names[path] & headers} - headers:
         headers |= more
-    return [str(path.relative_to(ROOT)) for path in files if path.suffix == ".cpp" and names[path] & headers]
+    return [path.relative_to(ROOT) for path in files if path.suffix == ".cpp" and names[path] & headers]
 
 
 def build(job, file, test):
-    """The test program, what is to be loaded before the library, and the compiler's errors."""
-    bInLibrary = file.startswith("src_lib/")
+    """The test program, what is to be loaded before the library, and what a compiler has against it."""
+    in_library = file.startswith("src_lib/")
     objects = []
-    for source in sources_with(file):
-        objects.append(job / (pathlib.Path(source).stem + ".o"))
-        status, output = run([*flags_for("kel" if bInLibrary else test, job), "-o", str(objects[-1]), "-c", str(job / source)],
-                             job, CCACHE_BASEDIR=str(job), CCACHE_NOHASHDIR="1")
+    for source in map(pathlib.Path, sources_with(file)):
+        objects.append(job / f"{source.stem}.o")
+        status, output = run([*flags_for("kel" if in_library else test, job), "-o", objects[-1], "-c", job / source], job,
+                             CCACHE_BASEDIR=str(job), CCACHE_NOHASHDIR="1")
         if status != 0:
             return None, None, output
-    if bInLibrary:
-        status, output = run(["c++", "-shared", "-o", str(job / "broken.so"), *map(str, objects), f"-L{WHOLE}", "-lkel"], job)
+    if in_library:
+        status, output = run(["c++", "-shared", "-o", job / "broken.so", *objects, f"-L{WHOLE}", "-lkel"], job)
         return WHOLE / test, job / "broken.so", output if status else ""
-    _, commands = run(["ninja", "-t", "commands", "-s", f"tests/{test}"], BUILD)
-    words = [str(objects[0]) if word.endswith(pathlib.Path(file).name + ".o") else word for word in shlex.split(commands)]
-    words = words[words.index("&&") + 1:len(words) - words[::-1].index("&&") - 1]
-    words[words.index("-o") + 1] = str(job / test)
+    _, command = run(["ninja", "-t", "commands", "-s", f"tests/{test}"], BUILD)
+    words = [objects[0] if word.endswith(f"/{objects[0].stem}.cpp.o") else word for word in shlex.split(command)]
+    words = [word for word in words if word not in (":", "&&")]
+    words[words.index("-o") + 1] = job / test
     status, output = run(words, BUILD)
     return job / test, "", output if status else ""
 
 
-def failing_test(program, library, name=""):
-    """The first test that fails, the one that runs when the program ends in another way; '' when all pass."""
-    status, output = run([str(program), f"--gtest_filter={name or '*'}"], WHOLE, SECONDS_A_TEST, GTEST_FAIL_FAST="1",
+def failing_test(program, library, name="*"):
+    """The first test that fails, or the one in which the program ends; '' when all pass."""
+    status, output = run([program, f"--gtest_filter={name}"], WHOLE, SECONDS_A_TEST, GTEST_FAIL_FAST="1",
                          LD_PRELOAD=str(library), LD_LIBRARY_PATH=str(WHOLE))
-    if status == 0:
-        return ""
-    failed = re.findall(r"^\[  FAILED  \] ([\w.]+)", output, re.MULTILINE)
-    return failed[0] if failed else (re.findall(r"^\[ RUN      \] ([\w.]+)", output, re.MULTILINE) or ["?"])[-1]
+    names = re.findall(r"^\[  FAILED  \] ([\w.]+)", output, re.MULTILINE)
+    begun = re.findall(r"^\[ RUN      \] ([\w.]+)", output, re.MULTILINE)
+    return "" if status == 0 else [*names, *begun[-1:], output.strip()][0]
 
 
-def judge(job, file, command, test, known):
+def judge(job, file, command, test):
     """What became of one fault: the test that noticed it, and '', or what is wrong."""
     source = job / file
     if not source.exists():
@@ -136,45 +126,38 @@ def judge(job, file, command, test, known):
     old, new = before.splitlines(), after.splitlines()
     if len(old) != len(new) or sum(a != b for a, b in zip(old, new)) != 1:
         return "", "doesn't change exactly one line"
-    try:
-        source.write_text(after)
-        program, library, errors = build(job, file, test)
-        if errors:
-            return "", "doesn't compile: " + ([line for line in errors.splitlines() if "error" in line] or [errors])[0]
-        name = (known and failing_test(program, library, known)) or failing_test(program, library)
-        if not name:
-            return "", "SURVIVED"
-    finally:
-        source.write_text(before)
+    source.write_text(after)
+    program, library, errors = build(job, file, test)
+    name = "" if errors else failing_test(program, library)
+    source.write_text(before)
+    if errors:
+        return "", "doesn't compile: " + ([line for line in errors.splitlines() if "error" in line] or [errors])[0]
+    if not name:
+        return "", "SURVIVED"
     program, library, _ = build(job, file, test)
-    return name, failing_test(program, library, name) and "fails without the fault, too: " + name
+    return name, "fails without the fault, too: " + name if failing_test(program, library, name) else ""
 
 
 def main():
-    promises = read_promises({int(number) for number in sys.argv[1:]})
+    promises = list(read_promises({int(number) for number in sys.argv[1:]}))
     prepare(sorted({test for *_, test in promises}))
-    noticed = json.loads(NOTICED.read_text()) if NOTICED.exists() else {}
     jobs = queue.Queue()
     for job in range(JOBS):
         jobs.put(WORK / str(job))
 
     def attempt(promise):
-        number, file, command, test = promise
-        key = f"{file} | {command} | {test}"
+        number, *fault = promise
         job = jobs.get()
         start = time.monotonic()
-        name, verdict = judge(job, file, command, test, noticed.get(key))
+        name, verdict = judge(job, *fault)
         jobs.put(job)
-        noticed[key] = name
-        print(f"{number:4} {time.monotonic() - start:6.1f} s  {verdict or 'noticed by ' + name}: {key}", flush=True)
+        print(f"{number:4} {time.monotonic() - start:6.1f} s  {verdict or 'noticed by ' + name}:", " | ".join(fault), flush=True)
         return verdict
 
     with concurrent.futures.ThreadPoolExecutor(JOBS) as pool:
         broken = [verdict for verdict in pool.map(attempt, promises) if verdict]
-    NOTICED.write_text(json.dumps(noticed, indent=0))
     print(f"{len(promises) - len(broken)} of {len(promises)} faults are noticed")
     sys.exit(bool(broken))
 
 
-if __name__ == "__main__":
-    main()
+main()

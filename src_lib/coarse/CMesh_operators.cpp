@@ -132,10 +132,9 @@ int CMesh::killDups() {
 }
 
 void CMesh::treatDegenerateT() {
-    const std::vector<CTriangle*> vCT = vAllCT;
+    const std::vector<CTriangle*> vCT(vAllCT.rbegin(), vAllCT.rend());  // the list changes
     std::vector<CTriangle*> vNewT;
-    for (auto it = vCT.rbegin(); it != vCT.rend(); ++it) {
-        CTriangle* pCT = *it;
+    for (CTriangle* pCT : vCT) {
         if (!pCT->isAlive() || !pCT->isDegenerate(this)) continue;
         const int ici = pCT->getLargestEdgeICI(this);
         if (pCT->getCEdge(ici)->trySplitNeigsKillT(this, pCT, ici, vNewT)) continue;

@@ -34,7 +34,7 @@ NeighbourLists neighbourLists(const CMesh& mesh, bool bPinBorder) {
     const auto numbersOf = [&](const CEdge& edge) {
         return std::pair(numberOf(mesh.getVtx(edge.v0)), numberOf(mesh.getVtx(edge.v1)));
     };
-    return NeighbourLists(vAll, vVtx, vPinned, numbersOf, [] {});
+    return {vAll, vVtx, vPinned, numbersOf, [] {}};
 }
 
 void smoothOnce(const NeighbourLists& lists) {

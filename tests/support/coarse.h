@@ -15,6 +15,7 @@
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "Calc.h"
+#include "Chain.h"
 
 namespace TARN_TEST {
 
@@ -94,6 +95,12 @@ inline std::vector<TARN_KEL::CTriangle*> incidentT(const TARN_KEL::CMesh& mesh, 
     std::vector<TARN_KEL::CTriangle*> v;
     mesh.getIncidentT(vcd, v);
     return v;
+}
+
+inline TARN_KEL::EdgesByEnd byEnds(const std::vector<TARN_KEL::CEdge*>& vCE) {
+    TARN_KEL::EdgesByEnd mm;
+    enterBothEnds(mm, vCE);
+    return mm;
 }
 
 /// The patches between borders and edges of more than two triangles. They stay the mesh's.

@@ -11,7 +11,7 @@
 
 #include "CMesh.h"
 #include "CTriangle.h"
-#include "RMesh.h"
+#include "support/fine.h"
 
 namespace TARN_TEST {
 
@@ -57,10 +57,7 @@ inline Figures figuresOf(const TARN_KEL::CMesh& mesh) {
 }
 
 inline Figures figuresOf(const TARN_KEL::RMesh& mesh) {
-    std::vector<std::array<TARN_KEL::Point3*, 3>> vT;
-    for (const TARN_KEL::RTriangle* pRT : mesh.vRT)
-        if (pRT->bAlive) vT.push_back({pRT->aCorners[0], pRT->aCorners[1], pRT->aCorners[2]});
-    return figuresOf(vT);
+    return figuresOf(indicesOf(mesh));
 }
 
 }  // namespace TARN_TEST

@@ -81,6 +81,18 @@ inline Soup withNoise(Soup soup, double noise, unsigned seed) {
     return soup;
 }
 
+/// The soup without the triangles at any of these vertices.
+inline Soup without(Soup soup, const std::set<int>& sVtx) {
+    std::erase_if(soup.vT, [&](const auto& t) { return sVtx.count(t[0]) + sVtx.count(t[1]) + sVtx.count(t[2]) != 0; });
+    return soup;
+}
+/// Every n-th triangle turned over, beginning with that one.
+inline Soup turned(Soup soup, std::size_t first = 0, std::size_t n = 1) {
+    for (std::size_t i = first; i < soup.vT.size(); i += n)
+        std::swap(soup.vT[i][0], soup.vT[i][1]);
+    return soup;
+}
+
 /// Closed ring of numU x numV quads, radii 3 and 1.
 inline Soup torus(int numU, int numV) {
     Soup soup;
@@ -167,6 +179,16 @@ inline std::vector<Point3> cornersOf(const TARN_KEL::MeshPtr& pMesh) {
     std::vector<Point3> vCorners;
     if (pMesh) pMesh->getRMesh()->getTriangleCorners(vCorners);
     return vCorners;
+}
+
+/// The numbers of the corners of all alive triangles.
+inline std::vector<std::array<std::size_t, 3>> indicesOf(const RMesh& mesh) {
+    std::vector<std::array<std::size_t, 3>> v;
+    for (const RTriangle* pRT : mesh.vRT)
+        if (pRT->isAlive())
+            v.push_back({mesh.getVtxIndex(pRT->getCorner(0)), mesh.getVtxIndex(pRT->getCorner(1)),
+                         mesh.getVtxIndex(pRT->getCorner(2))});
+    return v;
 }
 
 /// The first thing that is wrong with the mesh, as text; empty when all is well. It goes from the alive triangles alone, on

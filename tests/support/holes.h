@@ -69,7 +69,7 @@ inline int punch(Soup& soup, int numHoles, unsigned seed) {
         sHub.insert(hub);
         take(hub);
     }
-    std::erase_if(soup.vT, [&](const auto& t) { return sHub.count(t[0]) + sHub.count(t[1]) + sHub.count(t[2]) != 0; });
+    soup = without(soup, sHub);
     return static_cast<int>(sHub.size());
 }
 

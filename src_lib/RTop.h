@@ -29,7 +29,7 @@ public:
     /// Cost: O(n log n), a round O(n).
     void laplacianSmoothingKillDeg(int numIterations);
     /// The same, counting under the steps "border", "list", "it%0", "it%1" and so on. Ends with clearDegenerate.
-    /// bNoCrossings: in each round those vertices stay that would make triangles cross (dropCrossingMoves), and so do
+    /// bNoCrossings: in each round those vertices stay that would make triangles cross (FreeMoves), and so do
     /// degenerate triangles at the end. The mesh must have no watch.
     void laplacianSmoothing(int numIterations, bool bKeepManifold = false, bool bNoCrossings = false);
     /// Closes holes by cutting ears (Loop). New triangles agree with their neighbours. A border loop stays open when it

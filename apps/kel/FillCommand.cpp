@@ -17,6 +17,7 @@ struct FillOptions {
 
 void addFillCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FillOptions>();
+    pOptions->change.bNoCrossings = true;
     CLI::App& command = *app.add_subcommand("fill", "Close small holes of a mesh with triangles between their vertices");
     addMeshChange(command, pOptions->change, false);
     command.add_option("--max-edges", pOptions->maxEdges, "Close holes of at most this many edges")
@@ -26,9 +27,6 @@ void addFillCommand(CLI::App& app, Program& program) {
     command.callback([pOptions, &program] {
         changeMesh(
             pOptions->change,
-            [&](const MeshPtr& pMesh) {
-                fillMesh(pMesh, pOptions->maxEdges, {!pOptions->change.bRaw, true}, program);
-            },
-            program);
+            [&](const MeshPtr& pMesh) { fillMesh(pMesh, pOptions->maxEdges, pOptions->change.keep(), program); }, program);
     });
 }

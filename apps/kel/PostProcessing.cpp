@@ -72,9 +72,9 @@ void smoothMesh(const MeshPtr& pMesh, const SmoothOptions& options, Program& pro
     requireTriangles(pMesh, "smooth");
 }
 
-void makeMeshManifold(const MeshPtr& pMesh, Program& program) {
+void makeMeshManifold(const MeshPtr& pMesh, bool bNoCrossings, Program& program) {
     ManifoldReport done;
-    program.step("manifold", [&] { done = makeManifold(pMesh); });
+    program.step("manifold", [&] { done = makeManifold(pMesh, bNoCrossings); });
     noteManifold(done, program);
     requireTriangles(pMesh, "manifold");
 }
@@ -148,7 +148,7 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
     const MeshPtr pMesh = program.readMesh(in);
-    if (!change.bRaw) makeMeshManifold(pMesh, program);
+    if (!change.bRaw) makeMeshManifold(pMesh, change.bNoCrossings, program);
     work(pMesh);
     program.writeMesh(out, pMesh);
 }
@@ -159,6 +159,6 @@ void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
 }
 
 void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {
-    if (!fresh.bRaw) makeMeshManifold(pMesh, program);
+    if (!fresh.bRaw) makeMeshManifold(pMesh, false, program);
     if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, {!fresh.bRaw, true}, program);
 }

@@ -26,7 +26,7 @@ void smoothMesh(const TARN_KEL::MeshPtr& pMesh, int numRounds, const TARN_KEL::K
 void smoothMesh(const TARN_KEL::MeshPtr& pMesh, const TARN_KEL::SmoothOptions& options, Program& program);
 
 /// See TARN_KEL::makeManifold(). Prints what was done, if anything.
-void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, Program& program);
+void makeMeshManifold(const TARN_KEL::MeshPtr& pMesh, bool bNoCrossings, Program& program);
 /// Reports what made a mesh manifold, and prints it, if anything.
 void noteManifold(const TARN_KEL::ManifoldReport& done, Program& program);
 /// See TARN_KEL::removeSelfIntersections(). Prints how many are left.

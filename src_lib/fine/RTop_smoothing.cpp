@@ -20,7 +20,7 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "VertexMover.h"
-#include "freeMoves.h"
+#include "FreeMoves.h"
 
 namespace TARN_KEL {
 
@@ -68,12 +68,14 @@ void forgetNormals(RMesh& mesh, const std::vector<char>& vBorder) {
 }
 
 void runRounds(RMesh& mesh, const NeighbourLists& lists, int numIterations, bool bProgress, bool bNoCrossings) {
+    std::optional<FreeMoves> freeMoves;
+    if (bNoCrossings) freeMoves.emplace(mesh);
     VertexMover mover(mesh);
     std::vector<VertexMove> vMoves;
     for (int i = 0; i < numIterations; ++i) {
         const StepCounter count(bProgress, "it%" + toString(i), lists.numPairs());
         lists.computeMeans(vMoves);
-        if (bNoCrossings) dropCrossingMoves(mesh, vMoves);
+        if (freeMoves) freeMoves->choose(vMoves);
         mover.move(vMoves);
         for (std::size_t list = 0; list < lists.numLists(); ++list)
             count(lists.length(list));

@@ -75,7 +75,7 @@ struct MeshFigures {
 };
 
 /// Computes all figures. Cost: O(n log n) time for n triangles, nearly linear when few meet at each vertex and few are near
-/// each other; about 100 bytes per triangle.
+/// each other; about 150 bytes per triangle.
 MeshFigures measureMesh(const IndexedTriangles& mesh);
 
 /// The distances of vertices to their nearest points of a cloud.

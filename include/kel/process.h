@@ -60,7 +60,7 @@ struct KeepOptions {
     bool bManifold = true;  ///< As bKeepManifold, see @ref keep_manifold.
     /// No step makes triangles pass through each other, see countSelfIntersections(): that number doesn't grow, and a mesh
     /// without self-intersections gets none. Collapses, flips, moves and fills that would are left out. Where that is the
-    /// only way, a flat triangle stays, or leaves a slit. Takes about 100 bytes per triangle.
+    /// only way, a flat triangle stays, or leaves a slit. Takes up to 200 bytes per triangle.
     bool bNoCrossings = true;
 };
 

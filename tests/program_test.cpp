@@ -173,12 +173,15 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     const Change close = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, true), 0); };
     const Change closeRaw = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, false), 0); };
     const Change manifoldFree = [](const auto& p) { makeManifold(p, true); };
+    const Change fitted = [&](const auto& p) { fit(p, vPoints, {.bNoise = false}); };
+    const Change fittedByCell = [&](const auto& p) { fit(p, vPoints, {.cellEdge = 0.1}); };
     const Change uncross = [](const auto& p) { removeSelfIntersections(p); };
     const Change reducedFree = [](const auto& p) { reduce(p, 0.3, 20.0, KeepOptions()); };
     const Change flipsFree = [](const auto& p) { edgeFlips(p, KeepOptions()); };
     const Change smoothFree = [](const auto& p) { laplacianSmoothing(p, 3, KeepOptions()); };
     const std::string
-        onScan = "reconstruct scan.bin o.ply --keep-outliers --no-even --min-piece 0 --pinholes 0 --keep-crossings ",
+        onScan =
+            "reconstruct scan.bin o.ply --keep-outliers --no-even --min-piece 0 --pinholes 0 --keep-crossings --no-fit ",
         melted = "melt soup.stl o.ply --spacing 0.05";
     const auto start = [&](const std::string& arguments) {
         if (arguments.starts_with("melt")) return melt(vCorners, 0.05, arguments == melted ? 10.0 : 100.0);
@@ -198,6 +201,8 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
         {"smooth mesh.ply o.ply -n 3", {manifold, smooth}},
         {"fill mesh.ply o.ply --max-edges 12", {manifoldFree, close}},
         {"manifold mesh.ply o.ply --uncross", {manifold, uncross}},
+        {"fit mesh.ply scan.bin o.ply --keep-noise", {manifold, fitted}},
+        {"fit mesh.ply scan.bin o.ply --cell 0.1", {manifold, fittedByCell}},
         {"reduce mesh.ply o.ply --max-edge 0.3 --max-angle 20 --no-crossings", {manifoldFree, reducedFree}},
         {"flip mesh.ply o.ply --no-crossings", {manifoldFree, flipsFree}},
         {"smooth mesh.ply o.ply -n 3 --no-crossings", {manifoldFree, smoothFree}},

@@ -98,7 +98,7 @@ void uncrossMesh(const MeshPtr& pMesh, Program& program) {
 }
 
 void noteFit(const FitReport& done, Program& program) {
-    program.report()["fit"] = {{"points", done.numPoints},     {"pointSpacing", done.pointSpacing},
+    program.report()["fit"] = {{"pointsUsed", done.numPoints}, {"pointSpacing", done.pointSpacing},
                                {"noise", done.noise},          {"radius", done.radius},
                                {"corners", done.numCorners},   {"onCreases", done.numOnCreases},
                                {"flips", done.numFlips},       {"splits", done.numSplits},

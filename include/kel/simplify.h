@@ -65,9 +65,9 @@ enum class SmoothMethod {
 
 /// What smooth() is asked for.
 struct SmoothOptions {
-    SmoothMethod method = SmoothMethod::TAUBIN;
-    int numRounds = 10;        ///< Below 1 nothing is done.
-    bool bKeepBorders = true;  ///< Border vertices stay; with false they are smoothed along the border.
+    SmoothMethod method = SmoothMethod::TAUBIN;  ///< Which way.
+    int numRounds = 10;                          ///< Below 1 nothing is done.
+    bool bKeepBorders = true;                    ///< Border vertices stay; with false they are smoothed along the border.
     /// TAUBIN: waves longer than some 4.5 / sqrt(passBand) edges stay; above 0, at most 0.3.
     /// The higher, the more bumps remain, and the more does a coarse mesh swell with the rounds.
     double passBand = 0.01;

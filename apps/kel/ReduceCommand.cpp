@@ -50,6 +50,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
             ->type_name("L");
     pDistance->check(positiveNumber);
     command.add_flag("--keep-vertices", pRequest->bKeepVertices, "Leave the vertices that remain where they are");
+    command.add_flag("--fit", pRequest->target.bFit, "Move vertices once more at the end, so that the result is closer");
     command.add_flag("--keep-borders", pRequest->target.bKeepBorders, "Leave borders as they are");
     command
         .add_option("--keep-features", pRequest->target.featureAngle,
@@ -64,7 +65,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
     pMaxAngle->check(nonNegativeNumber)->needs(pMaxEdge);
     for (CLI::Option* pOther : command.get_options([](const CLI::Option* p) {
              return p->get_name() == "--triangles" || p->get_name() == "--ratio" || p->get_name() == "--distance" ||
-                    p->get_name().rfind("--keep-", 0) == 0;
+                    p->get_name() == "--fit" || p->get_name().rfind("--keep-", 0) == 0;
          }))
         pMaxEdge->excludes(pOther);
     program.addCommonOptions(command);

@@ -74,8 +74,9 @@ struct Reduced {
     double distance;  ///< proved, in units of the surface; -1.0 when there is no limit
 };
 
-/// pDistanceGuard: null for none.
-void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDistanceGuard) {
+/// /// pDistanceGuard: null for none.
+/// pOriginal: a copy of the surface as it is now, to fit the result to it; null for no fit.
+void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDistanceGuard, const FlatSurface* pOriginal) {
     SurfaceReducer::Rules rules;
     rules.numTriangles = options.numTriangles;
     rules.bMoveVertices = options.bMoveVertices;
@@ -87,6 +88,7 @@ void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDis
     if (options.bNoCrossings) vGuard.push_back(&crossingGuard.emplace(*reduced.pSurface));
     SurfaceReducer reducer(*reduced.pSurface, rules, vGuard);
     reducer.run();
+    if (pOriginal != nullptr) reducer.fit(*pOriginal);
     reduced.vMoved = reducer.moved();
     // As they will be in the mesh: what is proved is proved of that.
     for (std::size_t v = 0; v < reduced.vMoved.size(); ++v)
@@ -96,7 +98,8 @@ void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDis
 
 Reduced reduceFreely(std::unique_ptr<FlatSurface> pSurface, const ReduceOptions& options) {
     Reduced reduced{std::move(pSurface), {}, -1.0};
-    runOnce(reduced, options, nullptr);
+    const std::optional<FlatSurface> original = options.bFit ? std::optional(*reduced.pSurface) : std::nullopt;
+    runOnce(reduced, options, nullptr, original ? &*original : nullptr);
     return reduced;
 }
 
@@ -115,7 +118,7 @@ Reduced reduceWithin(const FlatSurface& original, const ReduceOptions& options, 
     for (const double part : SAMPLE_LIMITS) {
         Reduced reduced{std::make_unique<FlatSurface>(original), {}, -1.0};
         DistanceGuard guard(*reduced.pSurface, part * maxDistance);
-        runOnce(reduced, options, &guard);
+        runOnce(reduced, options, &guard, options.bFit ? &original : nullptr);
         const auto proved = distanceBetween(original, *reduced.pSurface, std::max(maxDistance, ROUNDING));
         if (!proved) continue;
         reduced.distance = *proved;

@@ -33,7 +33,7 @@ constexpr StepShare STEPS_TO_CLOUD[] = {
     {"hal-part", 10}, {"ar4", 100}, {"oifc", 10}, {"mandiffe", 10}, {"mandiffa", 100},
 };
 constexpr StepShare STEPS_REDUCE[] = {{"RM_kdeg", 3}, {"RM_redborder", 1}, {"RM_redprioq", 3}, {"RM_redprocprioq", 93}};
-constexpr StepShare STEPS_SHAPE_REDUCE[] = {{"MF_make", 1}, {"SR_collapse", 9}};
+constexpr StepShare STEPS_SHAPE_REDUCE[] = {{"MF_make", 1}, {"SR_collapse", 9}, {"SR_fit", 3}};
 constexpr StepShare STEPS_SHAPE_SMOOTHING[] = {{"MF_make", 1}, {"SS_round", 9}};
 constexpr StepShare STEPS_EDGE_FLIPS[] = {{"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10}};
 // Without the sweeps of the annealing schedule, one step for each of its temperatures.

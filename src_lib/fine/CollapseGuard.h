@@ -12,7 +12,7 @@ struct Collapse {
     std::vector<FlatSurface::Index> vKept;     ///< the corners, at the two vertices of the edge, of triangles that remain
     std::vector<FlatSurface::Index> vRemoved;  ///< one corner of each triangle that doesn't: that opposite the edge
     Vector3 place;                             ///< where the vertex that remains will be
-    bool bMoves;                               ///< this is another place than before
+    Point3 inMesh;                             ///< the same in the coordinates of the mesh, exactly
 };
 
 /// Forbids collapses. SurfaceReducer asks before each.

@@ -39,7 +39,7 @@ TriangleCorners CrossingGuard::cornersOf(Index triangle) const {
 
 bool CrossingGuard::allows(const Collapse& collapse) {
     remaining = collapse.remaining;
-    place = collapse.bMoves ? surface.toMesh(collapse.place) : vPlace[remaining];
+    place = collapse.inMesh;
     vOld.clear();
     vKept.clear();
     vNew.clear();

@@ -270,43 +270,55 @@ bool SurfaceReducer::collapseNext() {
 // ---- What is allowed ----------------------------------------------------------------------------------------------------
 
 bool SurfaceReducer::mayCollapse(Index corner, const Plan& plan) {
-    return gatherFans(corner) && keepsTopology(corner) && keepsShape(plan) && pleasesGuards(corner, plan);
+    if (!gatherFans(corner) || !keepsTopology(corner) || !keepsShape(plan)) return false;
+    vRemovedAsked.assign(1, corner);
+    if (!isBorder(corner)) vRemovedAsked.push_back(surface.vOpposite[corner]);
+    return pleasesGuards(vRemovedAsked, plan, plan.bMoves || vMoved[plan.to] != 0 ? nullptr : surface.vSource[plan.to]);
 }
 
-bool SurfaceReducer::pleasesGuards(Index corner, const Plan& plan) {
+/// pSource: where the vertex that remains will be, if that is a place of the original mesh.
+bool SurfaceReducer::pleasesGuards(const std::vector<Index>& vRemoved, const Plan& plan, const Point3* pSource) {
     if (vGuard.empty()) return true;
     collapseAsked.remaining = plan.to;
     collapseAsked.vKept.clear();
     for (const Changed& changed : vChanged)
         collapseAsked.vKept.push_back(changed.corner);
-    collapseAsked.vRemoved.assign(1, corner);
-    if (!isBorder(corner)) collapseAsked.vRemoved.push_back(surface.vOpposite[corner]);
+    collapseAsked.vRemoved = vRemoved;
     collapseAsked.place = plan.place;
-    collapseAsked.bMoves = plan.bMoves;
+    collapseAsked.inMesh = pSource != nullptr ? *pSource : surface.toMesh(plan.place);
     return std::all_of(vGuard.begin(), vGuard.end(), [this](CollapseGuard* p) { return p->allows(collapseAsked); });
 }
 
 /// False when the vertex that remains would have too many triangles. Counting ends there, so that a hub of many triangles
 /// costs no more than other vertices.
 bool SurfaceReducer::gatherFans(Index corner) {
-    const auto gather = [this](Index start, std::vector<Index>& vFan) {
-        vFan.clear();
-        Index c = start;
-        for (; c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turn(c)) {
-            if (c == start && !vFan.empty()) return;
-            vFan.push_back(c);
-        }
-        if (c != FlatSurface::NONE) return;
-        // It ends at a border: what is before the start comes first.
-        const std::size_t numBehind = vFan.size();
-        for (c = surface.turnBack(start); c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turnBack(c))
-            vFan.push_back(c);
-        std::reverse(vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
-        std::rotate(vFan.begin(), vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
-    };
     gather(FlatSurface::next(corner), vFanU);
     gather(FlatSurface::previous(corner), vFanV);
     return vFanU.size() + vFanV.size() <= MAX_DEGREE;
+}
+
+/// The corners of a vertex in the order of turn(), or MAX_DEGREE + 1 of them.
+void SurfaceReducer::gather(Index start, std::vector<Index>& vFan) const {
+    vFan.clear();
+    Index c = start;
+    for (; c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turn(c)) {
+        if (c == start && !vFan.empty()) return;
+        vFan.push_back(c);
+    }
+    if (c != FlatSurface::NONE) return;
+    // It ends at a border: what is before the start comes first.
+    const std::size_t numBehind = vFan.size();
+    for (c = surface.turnBack(start); c != FlatSurface::NONE && vFan.size() <= MAX_DEGREE; c = surface.turnBack(c))
+        vFan.push_back(c);
+    std::reverse(vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
+    std::rotate(vFan.begin(), vFan.begin() + static_cast<std::ptrdiff_t>(numBehind), vFan.end());
+}
+
+/// Of a vertex that moves by itself.
+bool SurfaceReducer::gatherFan(Index vertex) {
+    gather(surface.vCorner[vertex], vFanU);
+    vFanV.clear();
+    return vFanU.size() <= MAX_DEGREE;
 }
 
 /// The surface stays manifold and keeps its borders exactly if the two vertices have no common neighbours but those opposite
@@ -342,6 +354,7 @@ bool SurfaceReducer::keepsShape(const Plan& plan) {
                    surface.vVertex[FlatSurface::previous(c)] == otherEnd;
         };
         const std::size_t n = vFan.size();
+        if (n == 0) return true;
         std::size_t last = 0;
         while (!(isRemoved(vFan[last]) && !isRemoved(vFan[(last + 1) % n])) && last + 1 < n)
             ++last;
@@ -359,7 +372,8 @@ bool SurfaceReducer::keepsShape(const Plan& plan) {
         }
         return true;
     };
-    const Index u = surface.vVertex[vFanU.front()], v = surface.vVertex[vFanV.front()];
+    const Index u = surface.vVertex[vFanU.front()];
+    const Index v = vFanV.empty() ? FlatSurface::NONE : surface.vVertex[vFanV.front()];
     if (!take(vFanU, v) || !take(vFanV, u)) return false;
     for (std::size_t i = 0; i < vChanged.size(); ++i) {
         const Changed &one = vChanged[i], &two = vChanged[(i + 1) % vChanged.size()];

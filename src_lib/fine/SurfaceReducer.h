@@ -13,6 +13,8 @@
 
 namespace TARN_KEL {
 
+class FitSamples;
+
 /// Collapses the edges of a manifold surface, those that change its shape least first.
 ///
 /// What a collapse costs is the sum, over the triangles that ended up at its two vertices, of area times squared distance to
@@ -36,6 +38,11 @@ public:
     /// Collapses until the number of triangles is reached or no collapse is left that may be done. Counts under the step
     /// "SR_collapse". Cost: O(n log n).
     void run();
+    /// To be called after run(): moves the vertices once more to where they fit best, or, when vertices don't move,
+    /// exchanges
+    /// them for other vertices of the original surface. Counts under the step "SR_fit". Cost: O(n log n) for the original.
+    /// original: as the surface was before run().
+    void fit(const FlatSurface& original);
     std::size_t numTriangles() const { return numLeft; }
     /// For each vertex, 1 when it isn't at its old place any more.
     const std::vector<char>& moved() const { return vMoved; }
@@ -77,9 +84,12 @@ private:
     bool collapseNext();
     bool mayCollapse(Index corner, const Plan& plan);
     bool gatherFans(Index corner);
+    void gather(Index start, std::vector<Index>& vFan) const;
+    bool gatherFan(Index vertex);
     bool keepsTopology(Index corner);
     bool keepsShape(const Plan& plan);
-    bool pleasesGuards(Index corner, const Plan& plan);
+    bool pleasesGuards(const std::vector<Index>& vRemoved, const Plan& plan, const Point3* pSource);
+    void fitVertex(Index v, FitSamples& samples, const FlatSurface& original);
     bool hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const;
     void collapse(Index corner, const Plan& plan);
     void removeTriangle(Index corner);
@@ -105,6 +115,11 @@ private:
     std::vector<Index> vFanU, vFanV;
     std::vector<Changed> vChanged;
     Collapse collapseAsked;  // for the guards
+    std::vector<Index> vRemovedAsked;
+
+    // Of fit(): per vertex the original vertex that it is; per original vertex whether one is it.
+    std::vector<Index> vOriginal;
+    std::vector<char> vInUse;
 };
 
 }  // namespace TARN_KEL

@@ -1,0 +1,84 @@
+#include "FitSamples.h"
+
+#include <algorithm>
+#include <cmath>
+
+#include "TriangleTree.h"
+#include "geometryFunctions.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::size_t MIN_PARALLEL_SAMPLES = 1000;
+// A corner with less of a sample can't do anything for it.
+constexpr double MIN_WEIGHT = 1e-3;
+
+}  // namespace
+
+FitSamples::FitSamples(const FlatSurface& surface, const FlatSurface& original) {
+    std::vector<TrianglePlaces> vPlaces;
+    std::vector<Index> vFirstCorner;
+    for (Index c = 0; c < surface.vVertex.size(); c += 3) {
+        if (surface.vVertex[c] == FlatSurface::NONE) continue;
+        vPlaces.push_back({surface.placeAt(c), surface.placeAt(c + 1), surface.placeAt(c + 2)});
+        vFirstCorner.push_back(c);
+    }
+    const TriangleTree tree(vPlaces);
+    vSample.resize(original.numVertices());
+    forChunks_MT(
+        vSample.size(),
+        [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i) {
+                const Vector3 p = original.vPlace[i];
+                const std::size_t nearest = tree.nearest(p).position;
+                const auto& [a, b, c] = vPlaces[nearest];
+                const Vector3 normal = crossProduct(b - a, c - a);
+                Sample& sample = vSample[i];
+                // Off the triangle, the foot is taken on its nearest side, near enough.
+                const double wb = std::max(0.0, crossProduct(p - a, c - a) * normal / normal.sqLength());
+                const double wc = std::max(0.0, crossProduct(b - a, p - a) * normal / normal.sqLength());
+                const double wa = std::max(0.0, 1.0 - wb - wc), sum = wa + wb + wc;
+                sample.aWeight = {wa / sum, wb / sum, wc / sum};
+                for (Index k = 0; k < 3; ++k)
+                    sample.aVertex[k] = surface.vVertex[vFirstCorner[nearest] + k];
+                sample.normal = normalize(normal);
+                sample.height = sample.normal * (p - a);
+            }
+        },
+        MIN_PARALLEL_SAMPLES);
+
+    vBegin.assign(surface.numVertices() + 1, 0);
+    for (const Sample& sample : vSample)
+        for (const Index vertex : sample.aVertex)
+            ++vBegin[vertex + 1];
+    for (std::size_t v = 1; v < vBegin.size(); ++v)
+        vBegin[v] += vBegin[v - 1];
+    vShare.resize(vBegin.back());
+    std::vector<std::size_t> vEnd(vBegin.begin(), vBegin.end() - 1);
+    for (Index i = 0; i < vSample.size(); ++i)
+        for (Index k = 0; k < 3; ++k)
+            vShare[vEnd[vSample[i].aVertex[k]]++] = {i, k};
+}
+
+Quadric FitSamples::around(Index vertex, const Vector3& place) const {
+    Quadric sum;
+    for (std::size_t i = vBegin[vertex]; i < vBegin[vertex + 1]; ++i) {
+        const Sample& sample = vSample[vShare[i].sample];
+        const double weight = sample.aWeight[vShare[i].corner];
+        if (weight < MIN_WEIGHT) continue;
+        // The height is 0 when the vertex has risen by height / weight.
+        sum += Quadric(sample.normal, place + sample.normal * (sample.height / weight), weight * weight);
+    }
+    return sum;
+}
+
+void FitSamples::move(Index vertex, const Vector3& way) {
+    for (std::size_t i = vBegin[vertex]; i < vBegin[vertex + 1]; ++i) {
+        Sample& sample = vSample[vShare[i].sample];
+        sample.height -= sample.aWeight[vShare[i].corner] * (sample.normal * way);
+    }
+}
+
+}  // namespace TARN_KEL

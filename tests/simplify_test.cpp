@@ -266,6 +266,7 @@ TEST(ShapeReduce, staysWithinTheDistance) {
             ReduceOptions options;
             options.maxDistance = part * FlatSurface(*pMesh->getRMesh()).toMesh({1, 0, 0}).x();
             options.bMoveVertices = bMove;
+            options.bFit = !borderOf(pMesh).empty() || bMove;
             const ReduceReport done = reduce(pMesh, options);
             const std::vector<TrianglePlaces> vAfter = trianglesOf(cornersOf(pMesh));
             const double there = distancesOf(vBefore, vAfter, 2).largest, back = distancesOf(vAfter, vBefore, 3).largest;
@@ -329,6 +330,38 @@ TEST(ShapeReduce, isNearlyAsCloseAsCanBe) {
             });
         EXPECT_LT(sum / number, limit) << bMove;
     }
+}
+
+TEST(ShapeReduce, isCloserWhenFitted) {
+    for (const auto& [name, soup] :
+         {Named{"torus", withNoise(torus(60, 24), 0.05, 2)}, Named{"waves", withNoise(waves(40), 0.1, 3)}})
+        for (const bool bMove : {true, false}) {
+            SCOPED_TRACE(std::string(name) + (bMove ? "" : " in place"));
+            double aMean[2] = {};
+            const std::vector<Point3> vBefore = cornersOf(soup);
+            for (const bool bFit : {false, true}) {
+                const MeshPtr pMesh = meshOf(soup);
+                const std::set<Point3> sBefore = placesOf(pMesh);
+                const Shape shape = shapeOf(pMesh);
+                ReduceOptions options;
+                options.numTriangles = vBefore.size() / 3 / 10;
+                options.bMoveVertices = bMove;
+                options.bKeepBorders = true;
+                options.bNoCrossings = true;
+                options.bFit = bFit;
+                const auto border = borderOf(pMesh);
+                reduce(pMesh, options);
+                const std::vector<TrianglePlaces> vAfter = trianglesOf(cornersOf(pMesh));
+                aMean[bFit ? 1 : 0] = distancesOf(vAfter, trianglesOf(vBefore), 4).mean;
+                const std::set<Point3> sAfter = placesOf(pMesh);
+                EXPECT_TRUE(bMove || std::includes(sBefore.begin(), sBefore.end(), sAfter.begin(), sAfter.end()));
+                EXPECT_EQ(shapeOf(pMesh), shape);
+                EXPECT_EQ(borderOf(pMesh), border);
+                EXPECT_EQ(countSelfIntersections(pMesh), 0U);
+                EXPECT_EQ(firstFlaw(*pMesh->getRMesh()), "");
+            }
+            EXPECT_LT(aMean[1], 0.95 * aMean[0]);
+        }
 }
 
 TEST(ShapeReduce, doesNothingWithoutNeed) {

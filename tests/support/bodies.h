@@ -131,6 +131,8 @@ inline std::string simplifyBody(std::string_view input) {
     smoothing.method = flags / 64 % 2 == 0 ? TARN_KEL::SmoothMethod::TAUBIN : TARN_KEL::SmoothMethod::BILATERAL;
     smoothing.bKeepBorders = flags / 128 == 0;
     smoothing.numRounds = 3;
+    reduction.bFit = flags % 3 == 0;
+    reduction.bNoCrossings = flags % 5 == 0;
     const Soup soup = soupOf(bytes);
     const TARN_KEL::MeshPtr pReduced = meshOf(soup), pSmooth = meshOf(soup);
     const std::size_t numBefore = pReduced->getRMesh()->getNumT();

@@ -23,10 +23,10 @@ struct ReduceOptions {
     bool bKeepFeatures = false;  ///< Folds above featureAngle stay: they are only reduced along themselves.
     double featureAngle = 40.0;  ///< Degrees between the normals of two triangles, from 0 to 180.
     /// No collapse makes more triangles pass through each other, see countSelfIntersections(): a mesh without
-    /// self-intersections gets none. Takes some three times as long.
+    /// self-intersections gets none. Takes up to ten times as long.
     bool bNoCrossings = false;
     /// At the end vertices move once more to where they fit best on the whole; with bMoveVertices false they are exchanged
-    /// for other vertices of the mesh. The result is an eighth closer, and takes half as long again.
+    /// for other vertices of the mesh. The result is some 15% closer, and takes up to three times as long.
     bool bFit = false;
 };
 

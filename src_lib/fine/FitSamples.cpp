@@ -12,6 +12,8 @@ namespace TARN_KEL {
 namespace {
 
 constexpr std::size_t MIN_PARALLEL_SAMPLES = 1000;
+// As shares of the area of a triangle in even meshes: with these the sum is the integral of a square over the surface.
+constexpr double VERTEX_WEIGHT = 0.5, CENTRE_WEIGHT = 0.75;
 // A corner with less of a sample can't do anything for it.
 constexpr double MIN_WEIGHT = 1e-3;
 
@@ -26,12 +28,14 @@ FitSamples::FitSamples(const FlatSurface& surface, const FlatSurface& original) 
         vFirstCorner.push_back(c);
     }
     const TriangleTree tree(vPlaces);
-    vSample.resize(original.numVertices());
+    vSample.resize(original.numVertices() + original.numTriangles());
     forChunks_MT(
         vSample.size(),
         [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
-                const Vector3 p = original.vPlace[i];
+                const bool bVertex = i < original.numVertices();
+                const auto t = static_cast<Index>(i - original.numVertices());
+                const Vector3 p = bVertex ? original.vPlace[i] : original.centreOf(t);
                 const std::size_t nearest = tree.nearest(p).position;
                 const auto& [a, b, c] = vPlaces[nearest];
                 const Vector3 normal = crossProduct(b - a, c - a);
@@ -43,6 +47,7 @@ FitSamples::FitSamples(const FlatSurface& surface, const FlatSurface& original) 
                 sample.aWeight = {wa / sum, wb / sum, wc / sum};
                 for (Index k = 0; k < 3; ++k)
                     sample.aVertex[k] = surface.vVertex[vFirstCorner[nearest] + k];
+                sample.weight = bVertex ? VERTEX_WEIGHT : CENTRE_WEIGHT;
                 sample.normal = normalize(normal);
                 sample.height = sample.normal * (p - a);
             }
@@ -69,7 +74,7 @@ Quadric FitSamples::around(Index vertex, const Vector3& place) const {
         const double weight = sample.aWeight[vShare[i].corner];
         if (weight < MIN_WEIGHT) continue;
         // The height is 0 when the vertex has risen by height / weight.
-        sum += Quadric(sample.normal, place + sample.normal * (sample.height / weight), weight * weight);
+        sum += Quadric(sample.normal, place + sample.normal * (sample.height / weight), sample.weight * weight * weight);
     }
     return sum;
 }

@@ -9,8 +9,8 @@
 
 namespace TARN_KEL {
 
-/// The vertices of an original surface as samples for a reduced one: each stands above the nearest triangle, at a height
-/// that falls or rises with the three corners of that.
+/// The vertices of an original surface, and the centres of its triangles, as samples for a reduced one: each stands above
+/// the nearest triangle, at a height that falls or rises with the three corners of that.
 ///
 /// So how well a vertex fits is a sum of squares in its place, as long as samples stay above their triangles. Heights are
 /// kept up to date while vertices move.
@@ -32,6 +32,7 @@ private:
         std::array<double, 3> aWeight;  // barycentric coordinates of its foot
         Vector3 normal;                 // of length 1
         double height;
+        double weight;
     };
     struct Share {
         Index sample;

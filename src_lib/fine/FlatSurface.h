@@ -59,6 +59,10 @@ public:
         return crossProduct(placeAt(3 * triangle + 1) - p, placeAt(3 * triangle + 2) - p);
     }
 
+    Vector3 centreOf(Index triangle) const {
+        return (placeAt(3 * triangle) + placeAt(3 * triangle + 1) + placeAt(3 * triangle + 2)) / 3.0;
+    }
+
     // ---- Units ----
 
     /// Lengths of the mesh times this are lengths here: a power of two.

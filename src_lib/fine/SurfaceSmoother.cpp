@@ -136,7 +136,7 @@ double SurfaceSmoother::meanSqStep() const {
     for (Index c = 0; c < surface.vVertex.size(); ++c) {
         const Index across = surface.vOpposite[c];
         if (across == FlatSurface::NONE || across < c) continue;
-        sum += (centreOf(c / 3) - centreOf(across / 3)).sqLength();
+        sum += (surface.centreOf(c / 3) - surface.centreOf(across / 3)).sqLength();
         ++number;
     }
     return number > 0 ? sum / static_cast<double>(number) : 1.0;
@@ -144,11 +144,11 @@ double SurfaceSmoother::meanSqStep() const {
 
 Vector3 SurfaceSmoother::smoothNormal(Index triangle, const std::vector<Vector3>& vNormal, double sqSpread,
                                       double sqDistanceSpread) const {
-    const Vector3 centre = centreOf(triangle), normal = vNormal[triangle];
+    const Vector3 centre = surface.centreOf(triangle), normal = vNormal[triangle];
     Vector3 sum = normal * surface.normalOf(triangle).length();
     const auto add = [&](Index other) {
-        const double unlike =
-            (vNormal[other] - normal).sqLength() / sqSpread + (centreOf(other) - centre).sqLength() / sqDistanceSpread;
+        const double unlike = (vNormal[other] - normal).sqLength() / sqSpread +
+                              (surface.centreOf(other) - centre).sqLength() / sqDistanceSpread;
         sum += vNormal[other] * (surface.normalOf(other).length() * std::exp(-unlike / 2.0));
     };
     for (Index c = 3 * triangle; c < 3 * triangle + 3; ++c) {
@@ -177,7 +177,7 @@ void SurfaceSmoother::follow(const std::vector<Vector3>& vNormal, std::vector<Ve
                 Vector3 sum;
                 double number = 0.0;
                 surface.forFan(surface.vCorner[v], [&](Index c) {
-                    sum += vNormal[c / 3] * (vNormal[c / 3] * (centreOf(c / 3) - place));
+                    sum += vNormal[c / 3] * (vNormal[c / 3] * (surface.centreOf(c / 3) - place));
                     number += 1.0;
                 });
                 vTo[v] += sum / number;

@@ -41,9 +41,6 @@ private:
     void follow(const std::vector<Vector3>& vNormal, std::vector<Vector3>& vTo) const;
     void moveTo(std::vector<Vector3>& vTo);
     bool spoils(Index triangle, const std::vector<Vector3>& vTo) const;
-    Vector3 centreOf(Index triangle) const {
-        return (surface.placeAt(3 * triangle) + surface.placeAt(3 * triangle + 1) + surface.placeAt(3 * triangle + 2)) / 3.0;
-    }
 
     FlatSurface& surface;
     std::vector<std::size_t> vBegin;  // of each vertex its neighbours in vNeighbour; none when it mustn't move

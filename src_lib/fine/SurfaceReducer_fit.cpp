@@ -21,7 +21,7 @@ constexpr int FIT_SWEEPS = 6;
 // Higher than for collapses: samples that are few must not drag a vertex along the surface.
 constexpr double FIT_SOFTNESS = 1e-2;
 // What another vertex must gain at least.
-constexpr double MIN_GAIN = 1e-3;
+constexpr double MIN_FIT_GAIN = 1e-3;
 
 }  // namespace
 
@@ -55,7 +55,7 @@ void SurfaceReducer::fitVertex(Index v, FitSamples& samples, const FlatSurface& 
         original.forFan(original.vCorner[vOriginal[v]], [&](Index c) {
             const Index other = original.vVertex[FlatSurface::next(c)];
             const double cost = heights.at(original.vPlace[other]);
-            if (vInUse[other] != 0 || !(cost < (1.0 - MIN_GAIN) * plan.cost)) return;
+            if (vInUse[other] != 0 || !(cost < (1.0 - MIN_FIT_GAIN) * plan.cost)) return;
             plan.cost = cost;
             plan.place = original.vPlace[other];
             replacement = other;

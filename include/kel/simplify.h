@@ -55,7 +55,7 @@ struct ReduceReport {
 /// the
 ///                 mesh, there is a warning and nothing is done
 /// @return what was done
-/// @cost O(n log n); some 250 bytes for each triangle while it runs. With maxDistance some ten times as long
+/// @cost O(n log n); some 110 bytes for each triangle while it runs. With maxDistance up to thirty times as long
 ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options);
 
 // ---- Smoothing ----------------------------------------------------------------------------------------------------------

@@ -132,8 +132,8 @@ void SurfaceReducer::setKinds() {
             Index aEnd[2] = {v, v};  // the other ends of the first two lines at v
             std::size_t numLines = 0;
             bool bBorder = false;
-            const auto addLine = [&](Index end) {
-                if (numLines < 2) aEnd[numLines] = end;
+            const auto addLine = [&](Index other) {
+                if (numLines < 2) aEnd[numLines] = other;
                 ++numLines;
             };
             surface.forFanInAnyOrder(surface.vCorner[v], [&](Index c) {

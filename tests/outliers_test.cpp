@@ -105,10 +105,12 @@ TEST(FarOutliers, manyAtOnePlaceAreNoSheet) {
         vPoints.insert(vPoints.end(), numEqual, Point3(1e6, 1e6, 1e6));
         EXPECT_EQ(findFarOutliers(vPoints).size(), numEqual);
     }
-    Points vPoints = sheet(60);  // what couldn't be measured is put into the middle of the scan
-    vPoints.insert(vPoints.end(), 4000, Point3(30.0, 30.0, 0.0));
-    vPoints.emplace_back(1e7, 0.0, 0.0);
-    EXPECT_EQ(findFarOutliers(vPoints), Positions{7600});
+    for (const std::size_t numEqual : {4000U, 60000U}) {  // what couldn't be measured is put into the middle of the scan
+        Points vPoints = sheet(60);
+        vPoints.insert(vPoints.end(), numEqual, Point3(30.0, 30.0, 0.0));
+        vPoints.emplace_back(1e7, 0.0, 0.0);
+        EXPECT_EQ(findFarOutliers(vPoints), Positions{3600 + numEqual});
+    }
 }
 
 TEST(FarOutliers, aDenseDetailIsNotAllThereIs) {

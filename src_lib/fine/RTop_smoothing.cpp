@@ -15,12 +15,12 @@
 #include <string>
 
 #include "CrossingWatch.h"
+#include "FreeMoves.h"
 #include "NeighbourLists.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
 #include "VertexMover.h"
-#include "FreeMoves.h"
 
 namespace TARN_KEL {
 

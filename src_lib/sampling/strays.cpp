@@ -31,14 +31,14 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t COMPANY = 4;       // other nodes in the 26 cells around; half a sheet has five
-constexpr double NEAR_CELLS = 3.0;       // noise and folds reach so far from a sheet
-constexpr std::size_t NUM_COUNTED = 8;   // nearest nodes; the ring around a node of a sheet
-constexpr double REACH = 2.5;            // of the distance to the second nearest node; a ring of a sheet is within
-constexpr double SHEET_FLATNESS = 0.07;  // first over second eigenvalue of a plane; twenty random places have one half
-constexpr double LINE_WIDTH = 0.12;      // second over third eigenvalue of a line
-constexpr std::size_t MIN_GROUP = 12;    // nodes; fewer random ones are in a plane by chance
-constexpr double MAX_STRAY_SHARE = 0.15;       // of all points; where more are alone, the spacing says nothing about them
+constexpr std::size_t COMPANY = 4;        // other nodes in the 26 cells around; half a sheet has five
+constexpr double NEAR_CELLS = 3.0;        // noise and folds reach so far from a sheet
+constexpr std::size_t NUM_COUNTED = 8;    // nearest nodes; the ring around a node of a sheet
+constexpr double REACH = 2.5;             // of the distance to the second nearest node; a ring of a sheet is within
+constexpr double SHEET_FLATNESS = 0.07;   // first over second eigenvalue of a plane; twenty random places have one half
+constexpr double LINE_WIDTH = 0.12;       // second over third eigenvalue of a line
+constexpr std::size_t MIN_GROUP = 12;     // nodes; fewer random ones are in a plane by chance
+constexpr double MAX_STRAY_SHARE = 0.15;  // of all points; where more are alone, the spacing says nothing about them
 
 /// Groups of nodes that stay or go together. Positions are those in a list of nodes.
 class NodeGroups {

@@ -71,12 +71,13 @@ ExactNumber ExactNumber::operator*(const ExactNumber& other) const {
     for (int i = 0; i < size; ++i) {
         std::uint64_t carry = 0;
         for (int j = 0; j < other.size; ++j) {
-            std::uint32_t& target = product.aLimb[static_cast<std::size_t>(i + j)];
+            std::uint32_t& target = product.aLimb[static_cast<std::size_t>(i) + static_cast<std::size_t>(j)];
             carry += std::uint64_t{limb(i)} * other.limb(j) + target;
             target = static_cast<std::uint32_t>(carry);
             carry >>= LIMB_BITS;
         }
-        product.aLimb[static_cast<std::size_t>(i + other.size)] = static_cast<std::uint32_t>(carry);
+        product.aLimb[static_cast<std::size_t>(i) + static_cast<std::size_t>(other.size)] =
+            static_cast<std::uint32_t>(carry);
     }
     product.trim();
     return product;

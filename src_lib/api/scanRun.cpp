@@ -216,6 +216,9 @@ void ScanRun::finish(Mesh& mesh) {
             report.numCrossings = done.numBefore;
             report.numCrossingsLeft = done.numAfter;
         });
+    // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
+    // now.
+    if (options.bManifold) step("turn", [&] { report.manifold.numTurned += turnOutward(*mesh.pRMesh); });
     if (bFlaws) step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
 }
 
@@ -235,8 +238,6 @@ void ScanRun::mend(RMesh& mesh) {
             const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
             report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
         });
-    if (options.bManifold && report.numHolesClosed > 0)  // a piece with a border couldn't be turned by its volume
-        step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
 }
 
 }  // namespace

@@ -218,7 +218,8 @@ void ScanRun::finish(Mesh& mesh) {
         });
     // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
     // now.
-    if (options.bManifold) step("turn", [&] { report.manifold.numTurned += turnOutward(*mesh.pRMesh); });
+    const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
+    if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(*mesh.pRMesh); });
     if (bFlaws) step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
 }
 

@@ -277,17 +277,59 @@ TEST(CrossingIndex, findsWhatTheSearchOfAllTrianglesFinds) {
             ASSERT_EQ(index.size(), mTriangle.size());
             const TriangleCorners asked = randomCorners(random);
             std::vector<std::uint32_t> vExpected;
-            bool bExpected = false;
-            for (const auto& [number, other] : mTriangle) {
-                if (!boxOf(other).intersects(boxOf(asked))) continue;
-                vExpected.push_back(number);
-                bExpected = bExpected || (number % 2 == 0 && areCrossing(asked, other));
-            }
+            for (const auto& [number, other] : mTriangle)
+                if (boxOf(other).intersects(boxOf(asked))) vExpected.push_back(number);
             std::vector<std::uint32_t> vFound;
             index.forEachNear(boxOf(asked), [&](std::uint32_t found) { vFound.push_back(found); });
             ASSERT_EQ(sorted(vFound), vExpected) << i;
-            ASSERT_EQ(index.isCrossed(asked, [](std::uint32_t other) { return other % 2 == 1; }), bExpected);
         }
+    }
+}
+
+TEST(CrossingIndex, countsThePairsThatComeAndGo) {
+    std::array<std::size_t, 2> aAllowed{};
+    for (unsigned seed = 0; seed < 300; ++seed) {
+        Random random(seed);
+        std::vector<TriangleCorners> vAll;  // the first ones are left out, the last ones are new
+        for (std::size_t i = 0; i < 24; ++i)
+            vAll.push_back(Shear{}(randomTriangle(random, 5)));
+        const std::size_t numOld = pick(random, 5), firstNew = 24 - 1 - pick(random, 5);
+        CrossingIndex index(1.0);
+        CrossingIndex::Ids vOld;
+        for (std::uint32_t i = 0; i < firstNew; ++i)
+            index.insert(i, vAll[i]);
+        for (std::uint32_t i = 0; i < numOld; ++i)
+            vOld.push_back(i);
+        const auto numPairs = [&](std::size_t from, std::size_t to) {
+            std::size_t num = 0;
+            for (std::size_t i = from; i < to; ++i)
+                for (std::size_t j = i + 1; j < to; ++j)
+                    num += areCrossing(vAll[i], vAll[j]) ? 1 : 0;
+            return num;
+        };
+        const std::size_t numBefore = numPairs(0, firstNew), numAfter = numPairs(numOld, 24),
+                          numRest = numPairs(numOld, firstNew);
+        std::vector<TriangleCorners> vNew(vAll.begin() + static_cast<std::ptrdiff_t>(firstNew), vAll.end());
+        for (const double bad : {NOT_A_NUMBER, INF})
+            vNew.push_back({Point3(bad, 0, 0), Point3(0, 5, 0), Point3(0, 0, 5)});
+        vOld.push_back(1000);  // a triangle that isn't there
+        const std::size_t num = index.numCrossings(vNew, vOld);
+        ASSERT_EQ(num, numAfter - numRest) << seed;
+        ASSERT_EQ(index.numCrossings(vNew, vOld, 1) > 0, num > 0) << seed;
+        ASSERT_EQ(index.changeBy(vOld, vNew),
+                  static_cast<std::ptrdiff_t>(numAfter) - static_cast<std::ptrdiff_t>(numBefore));
+        ASSERT_EQ(index.allows(vOld, vNew), numAfter <= numBefore) << seed;
+        if (num > 0) ++aAllowed[numAfter <= numBefore ? 1 : 0];
+    }
+    EXPECT_TRUE(aAllowed[0] > 20 && aAllowed[1] > 20) << aAllowed[0] << " " << aAllowed[1];
+}
+
+TEST(CrossingIndex, takesTheLargestCoordinates) {
+    CrossingIndex index(1.0);
+    for (const double x : {LARGEST, LARGEST / 2, 1.0}) {
+        index.change(0, {Point3(-x, -x, 0), Point3(x, -x, 0), Point3(0, x, 0)});
+        for (const auto& [z, num] : {std::pair(-x, 1U), {0.5 * x, 0U}})
+            EXPECT_EQ(index.numCrossings({{Point3(0, 0, z), Point3(x / 8, 0, x), Point3(0, x / 8, x)}}, {}), num) << x;
     }
 }
 

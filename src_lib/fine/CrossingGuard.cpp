@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <cmath>
-#include <limits>
 
 namespace TARN_KEL {
 
@@ -52,26 +51,7 @@ bool CrossingGuard::allows(const Collapse& collapse) {
             {place, vPlace[surface.vVertex[FlatSurface::next(c)]], vPlace[surface.vVertex[FlatSurface::previous(c)]]});
     }
     std::sort(vOld.begin(), vOld.end());
-    const std::size_t numNew = numCrossings(vNew, std::numeric_limits<std::size_t>::max());
-    if (numNew == 0) return true;
-    std::vector<TriangleCorners> vBefore;
-    for (const Index t : vOld)
-        vBefore.push_back(cornersOf(t));
-    return numCrossings(vBefore, numNew) >= numNew;
-}
-
-/// Of the triangles with each other and with those that aren't old; stops counting at enough.
-std::size_t CrossingGuard::numCrossings(const std::vector<TriangleCorners>& vT, std::size_t enough) const {
-    std::size_t number = 0;
-    for (std::size_t i = 0; i < vT.size() && number < enough; ++i) {
-        for (std::size_t j = 0; j < i; ++j)
-            number += boxOf(vT[i]).intersects(boxOf(vT[j])) && areCrossing(vT[i], vT[j]) ? 1 : 0;
-        index.forEachNear(boxOf(vT[i]), [&](CrossingIndex::Id id) {
-            if (number >= enough || std::binary_search(vOld.begin(), vOld.end(), id)) return;
-            number += areCrossing(vT[i], index.cornersOf(id)) ? 1 : 0;
-        });
-    }
-    return number;
+    return index.allows(vOld, vNew);
 }
 
 void CrossingGuard::accept() {

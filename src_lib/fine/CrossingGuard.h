@@ -11,7 +11,7 @@ namespace TARN_KEL {
 /// Forbids collapses by which more triangles would cross than before.
 ///
 /// It looks at the coordinates that the mesh will have, so that what it tells is exact. Cost: O(n) for the start, with about
-/// 100 bytes per triangle; O(k m) for a collapse with k triangles around it and m near them.
+/// 100 bytes per triangle; O(k^2 + k m) for a collapse with k triangles around it and m near them.
 class CrossingGuard : public CollapseGuard {
 public:
     /// surface: only referred to. Its vertices are where their sources are.
@@ -24,7 +24,6 @@ private:
     using Index = FlatSurface::Index;
 
     TriangleCorners cornersOf(Index triangle) const;
-    std::size_t numCrossings(const std::vector<TriangleCorners>& vT, std::size_t enough) const;
 
     const FlatSurface& surface;
     std::vector<Point3> vPlace;  // of each vertex

@@ -53,17 +53,58 @@ void CrossingIndex::remove(Id id) {
     --numTriangles;
 }
 
+std::size_t CrossingIndex::numCrossings(const Corners& vT, const Ids& vLeftOut, std::size_t enough) const {
+    std::vector<Bbox3> vBox(vT.size());  // an empty one meets nothing
+    Bbox3 around;
+    std::size_t num = 0;
+    for (std::size_t i = 0; i < vT.size(); ++i) {
+        if (!isFinite(vT[i])) continue;
+        vBox[i] = boxOf(vT[i]);
+        around.widen(vBox[i]);
+        for (std::size_t j = 0; j < i && num < enough; ++j)
+            if (vBox[i].intersects(vBox[j]) && areCrossing(vT[i], vT[j])) ++num;
+    }
+    if (num >= enough || around.minX > around.maxX) return num;
+    forEachNear(around, [&](Id id) {
+        if (num >= enough || std::binary_search(vLeftOut.begin(), vLeftOut.end(), id)) return;
+        const TriangleCorners& other = vEntry[id].corners;
+        const Bbox3 box = boxOf(other);
+        for (std::size_t i = 0; i < vT.size(); ++i)
+            if (vBox[i].intersects(box) && areCrossing(vT[i], other)) ++num;
+    });
+    return num;
+}
+
+CrossingIndex::Corners CrossingIndex::cornersOf(const Ids& vId) const {
+    Corners vT;
+    for (const Id id : vId)
+        if (has(id)) vT.push_back(vEntry[id].corners);
+    return vT;
+}
+
+std::ptrdiff_t CrossingIndex::changeBy(const Ids& vOld, const Corners& vNew) const {
+    return static_cast<std::ptrdiff_t>(numCrossings(vNew, vOld)) -
+           static_cast<std::ptrdiff_t>(numCrossings(cornersOf(vOld), vOld));
+}
+
+bool CrossingIndex::allows(const Ids& vOld, const Corners& vNew) const {
+    if (numCrossings(vNew, vOld, 1) == 0) return true;
+    const std::size_t numOld = numCrossings(cornersOf(vOld), vOld);
+    return numCrossings(vNew, vOld, numOld + 1) <= numOld;
+}
+
 /// The finest level whose cells are no smaller than the box. Cells are large enough, too, for their numbers to be exact
 /// where a box is small and far from the origin, and above zero for a box that is a point.
 int CrossingIndex::levelOf(const Bbox3& box) const {
     constexpr double LEAST_PART = 1e-14;  // of a coordinate
     constexpr int LEAST_EXPONENT = -1000;
-    const double size = std::max({box.maxX - box.minX, box.maxY - box.minY, box.maxZ - box.minZ});
+    // Halves, as the difference of two large coordinates may overflow.
+    const double half = std::max({box.maxX / 2 - box.minX / 2, box.maxY / 2 - box.minY / 2, box.maxZ / 2 - box.minZ / 2});
     const double farthest = std::max({std::abs(box.minX), std::abs(box.minY), std::abs(box.minZ), std::abs(box.maxX),
                                       std::abs(box.maxY), std::abs(box.maxZ)});
-    const double wanted = std::max(size, LEAST_PART * farthest);
+    const double wanted = std::max(half, LEAST_PART / 2 * farthest);
     ASSEX(std::isfinite(wanted));
-    const int exponent = (wanted > 0.0 ? std::max(std::ilogb(wanted) + 1, LEAST_EXPONENT) : LEAST_EXPONENT) - usualExponent;
+    const int exponent = (wanted > 0.0 ? std::max(std::ilogb(wanted) + 2, LEAST_EXPONENT) : LEAST_EXPONENT) - usualExponent;
     return exponent > 0 ? (exponent + LEVEL_BITS - 1) / LEVEL_BITS : -(-exponent / LEVEL_BITS);
 }
 

@@ -12,8 +12,8 @@
 
 namespace TARN_KEL {
 
-/// Finds the triangles near a box, while triangles come, go and change: for steps on a mesh that must not make it cross
-/// itself.
+/// Finds the triangles near a box, and counts what crosses there, while triangles come, go and change: for steps on a mesh
+/// that must not make it cross itself.
 ///
 /// It knows triangles by numbers that the caller chooses, best from 0 on without large gaps, and keeps a copy of their
 /// corners. A triangle is in one cell of a grid: that of the lower corner of its box, in a grid whose cells are at least as
@@ -33,6 +33,8 @@ namespace TARN_KEL {
 class CrossingIndex {
 public:
     using Id = std::uint32_t;
+    using Ids = std::vector<Id>;
+    using Corners = std::vector<TriangleCorners>;
     using Bbox3 = TARN_LOCATE3::Bbox3;
 
     /// usualSize: about the longest side of most boxes; it counts for speed only. Must be finite and greater than 0.
@@ -56,12 +58,23 @@ public:
     /// Calls visit(id) once for each triangle whose box meets the given one, touching included.
     template <typename Visit>
     void forEachNear(const Bbox3& box, Visit&& visit) const;
-    /// Whether a triangle, which need not be in here, crosses one of the others for which isLeftOut(id) is false.
-    template <typename IsLeftOut>
-    bool isCrossed(const TriangleCorners& t, IsLeftOut&& isLeftOut) const;
+
+    // ---- Triangles that replace others ----
+    //
+    // Of k triangles with m in here near the box around all of them, a question costs O(k^2 + k m), and O(log k) for each of
+    // the m. Triangles with a coordinate that isn't finite cross nothing.
+
+    /// How many pairs cross of some triangles, which need not be in here, with each other and with those in here.
+    /// vLeftOut: which of these don't count, sorted; they need not be in here either. Stops counting at enough.
+    std::size_t numCrossings(const Corners& vT, const Ids& vLeftOut, std::size_t enough = ALL) const;
+    /// By how many pairs more cross when triangles are replaced by others. vOld: as vLeftOut.
+    std::ptrdiff_t changeBy(const Ids& vOld, const Corners& vNew) const;
+    /// Whether no more pairs cross when triangles are replaced by others. vOld: as vLeftOut.
+    bool allows(const Ids& vOld, const Corners& vNew) const;
 
 private:
     static constexpr Id NONE = HashIndex::NONE;
+    static constexpr std::size_t ALL = ~std::size_t{0};
     static constexpr int LEVEL_BITS = 2;  // by which the cells of a level are larger than those of the one below
 
     struct Entry {
@@ -90,6 +103,7 @@ private:
     static std::uint64_t hashOf(const Place& place, int level);
     std::uint32_t findCell(const Place& place, int level) const;
     void countLevel(int level, int change);
+    Corners cornersOf(const Ids& vId) const;
     /// Calls visit(id) for the triangles of one cell whose box meets the given one.
     template <typename Visit>
     void visitCell(std::uint32_t cell, const Bbox3& box, Visit&& visit) const {
@@ -129,15 +143,6 @@ void CrossingIndex::forEachNear(const Bbox3& box, Visit&& visit) const {
                     if (cell != NONE) visitCell(cell, box, visit);
                 }
     }
-}
-
-template <typename IsLeftOut>
-bool CrossingIndex::isCrossed(const TriangleCorners& t, IsLeftOut&& isLeftOut) const {
-    bool bCrossed = false;
-    forEachNear(boxOf(t), [&](Id id) {
-        if (!bCrossed && !isLeftOut(id)) bCrossed = areCrossing(t, vEntry[id].corners);
-    });
-    return bCrossed;
 }
 
 }  // namespace TARN_KEL

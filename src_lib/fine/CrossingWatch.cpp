@@ -2,7 +2,7 @@
 #include "CrossingWatch.h"
 
 #include <algorithm>
-#include <limits>
+#include <cmath>
 
 #include "RMesh.h"
 #include "tools.h"
@@ -11,14 +11,8 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t ALL = std::numeric_limits<std::size_t>::max();
-
 TriangleCorners cornersOf(const RTriangle& rt) {
     return {*rt.aCorners[0], *rt.aCorners[1], *rt.aCorners[2]};
-}
-
-bool isFiniteTriangle(const TriangleCorners& t) {
-    return std::all_of(t.begin(), t.end(), isFinitePoint);
 }
 
 /// The mean of the longest sides of the boxes; 1.0 where that is no length.
@@ -51,16 +45,18 @@ std::uint32_t CrossingWatch::idOf(const RTriangle* pRT) const {
     return static_cast<std::uint32_t>(mesh.poolRT.indexOf(pRT));
 }
 
-void CrossingWatch::prepare() {
-    if (index) return;
+/// Made at the first question.
+const CrossingIndex& CrossingWatch::asked() {
+    if (index) return *index;
     index.emplace(usualSizeOf(mesh));
     for (const RTriangle* pRT : mesh.vRT)
         if (pRT->isAlive()) enter(*pRT);
+    return *index;
 }
 
 void CrossingWatch::enter(const RTriangle& rt) {
     const TriangleCorners t = cornersOf(rt);
-    if (isFiniteTriangle(t)) index->insert(idOf(&rt), t);
+    if (isFinite(t)) index->insert(idOf(&rt), t);
 }
 
 void CrossingWatch::noteCreated(const RTriangle& rt) {
@@ -77,89 +73,66 @@ void CrossingWatch::noteChanged(const RTriangle& rt) {
     enter(rt);
 }
 
-bool CrossingWatch::allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) {
-    leaveOut(vOld);
-    if (count(vNew, 1) == 0) return true;
-    const std::size_t numOld = countOld(vOld);
-    return count(vNew, numOld + 1) <= numOld;
+bool CrossingWatch::allows(const Replacement& step) {
+    return asked().allows(idsOf(step.vOld), step.vNew);
 }
 
-std::ptrdiff_t CrossingWatch::changeBy(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) {
-    leaveOut(vOld);
-    return static_cast<std::ptrdiff_t>(count(vNew, ALL)) - static_cast<std::ptrdiff_t>(countOld(vOld));
+std::ptrdiff_t CrossingWatch::changeBy(const Replacement& step) {
+    return asked().changeBy(idsOf(step.vOld), step.vNew);
 }
 
-std::size_t CrossingWatch::numCrossings(const Triangles& vT) {
-    leaveOut(vT);
-    return countOld(vT);
+std::size_t CrossingWatch::numCrossings(const RTriangle& rt) {
+    return asked().numCrossings({cornersOf(rt)}, {idOf(&rt)});
 }
 
-void CrossingWatch::leaveOut(const Triangles& vT) {
-    prepare();
-    vLeftOut.clear();
+CrossingIndex::Ids CrossingWatch::idsOf(const std::vector<const RTriangle*>& vT) const {
+    CrossingIndex::Ids vId;
     for (const RTriangle* pRT : vT)
-        vLeftOut.push_back(idOf(pRT));
-}
-
-/// What is left out.
-std::size_t CrossingWatch::countOld(const Triangles& vOld) const {
-    std::vector<TriangleCorners> vCorners;
-    for (const RTriangle* pRT : vOld)
-        vCorners.push_back(cornersOf(*pRT));
-    return count(vCorners, ALL);
-}
-
-/// The pairs among the triangles, and of one of them and one that isn't left out; no more are counted than are enough.
-std::size_t CrossingWatch::count(const std::vector<TriangleCorners>& vT, std::size_t enough) const {
-    std::vector<TARN_LOCATE3::Bbox3> vBox;
-    TARN_LOCATE3::Bbox3 around;
-    std::size_t num = 0;
-    for (std::size_t i = 0; i < vT.size(); ++i) {
-        if (!isFiniteTriangle(vT[i])) {
-            vBox.emplace_back();  // empty, so it meets nothing
-            continue;
-        }
-        vBox.push_back(boxOf(vT[i]));
-        around.widen(vBox[i]);
-        for (std::size_t j = 0; j < i && num < enough; ++j)
-            if (vBox[i].intersects(vBox[j]) && areCrossing(vT[i], vT[j])) ++num;
-    }
-    if (around.minX > around.maxX) return num;
-    index->forEachNear(around, [&](std::uint32_t id) {
-        if (num >= enough || std::find(vLeftOut.begin(), vLeftOut.end(), id) != vLeftOut.end()) return;
-        const TriangleCorners& other = index->cornersOf(id);
-        const TARN_LOCATE3::Bbox3 box = boxOf(other);
-        for (std::size_t i = 0; i < vT.size(); ++i)
-            if (vBox[i].intersects(box) && areCrossing(vT[i], other)) ++num;
-    });
-    return num;
+        vId.push_back(idOf(pRT));
+    std::sort(vId.begin(), vId.end());
+    return vId;
 }
 
 bool CrossingWatch::allowsCollapse(const Point3* pSrc, const Point3* pTrg) {
-    std::vector<RTriangle*> vIncT;
-    mesh.getIncidentT(pSrc, vIncT);
-    const Triangles vOld(vIncT.begin(), vIncT.end());
-    std::erase_if(vIncT, [pTrg](const RTriangle* pRT) { return pRT->has(pTrg); });
-    return allows(vOld, movedCorners(vIncT, pSrc, *pTrg));
-}
-
-std::vector<TriangleCorners> CrossingWatch::movedCorners(const std::vector<RTriangle*>& vRT, const Point3* p,
-                                                         const Point3& place) {
-    std::vector<TriangleCorners> vMoved;
-    for (const RTriangle* pRT : vRT) {
-        vMoved.push_back(cornersOf(*pRT));
-        vMoved.back()[static_cast<std::size_t>(pRT->getICI(p))] = place;
-    }
-    return vMoved;
+    return allows(collapseOf(mesh, pSrc, pTrg));
 }
 
 bool CrossingWatch::allowsFlip(const REdge& edge) {
+    const auto flip = flipOf(edge);
+    return !flip || allows(*flip);
+}
+
+// ---- What steps do ------------------------------------------------------------------------------------------------------
+
+Replacement moveOf(const RMesh& mesh, const Point3* p, const Point3& place) {
+    std::vector<RTriangle*> vIncT;
+    mesh.getIncidentT(p, vIncT);
+    Replacement step;
+    for (const RTriangle* pRT : vIncT) {
+        step.vOld.push_back(pRT);
+        step.vNew.push_back(cornersOf(*pRT));
+        step.vNew.back()[static_cast<std::size_t>(pRT->getICI(p))] = place;
+    }
+    return step;
+}
+
+Replacement collapseOf(const RMesh& mesh, const Point3* pSrc, const Point3* pTrg) {
+    Replacement step = moveOf(mesh, pSrc, *pTrg);
+    // The triangles with both ends only go.
+    std::size_t numKept = 0;
+    for (std::size_t i = 0; i < step.vOld.size(); ++i)
+        if (!step.vOld[i]->has(pTrg)) step.vNew[numKept++] = step.vNew[i];
+    step.vNew.resize(numKept);
+    return step;
+}
+
+std::optional<Replacement> flipOf(const REdge& edge) {
     RTriangle *pRT0 = nullptr, *pRT1 = nullptr;
-    if (!edge.getTwoTriangles(pRT0, pRT1, true)) return true;
+    if (!edge.getTwoTriangles(pRT0, pRT1, true)) return std::nullopt;
     const Point3 &a = *edge.pVtx0, &b = *edge.pVtx1;
     const Point3& c = *pRT0->getThirdPoint(edge.pVtx0, edge.pVtx1);
     const Point3& d = *pRT1->getThirdPoint(edge.pVtx0, edge.pVtx1);
-    return allows({pRT0, pRT1}, {{a, c, d}, {b, c, d}});
+    return Replacement{{pRT0, pRT1}, {{a, c, d}, {b, c, d}}};
 }
 
 }  // namespace TARN_KEL

@@ -17,8 +17,8 @@ class RMesh;
 /// steps that heed crossings ask it first. A step is allowed when what it creates crosses nothing, or no more than what it
 /// removes did. So a mesh without crossings keeps free of them, and where there are some, steps may go on.
 ///
-/// Triangles are entered into the index at the first question. Cost: O(n) for that; O(k m) for a question about k triangles
-/// with m others near.
+/// Triangles are entered into the index at the first question. Cost: O(n) for that; O(k^2 + k m) for a question about k
+/// triangles with m others near the box around them all.
 class CrossingWatch : public StepWatch {
 public:
     /// The mesh must outlive this object, and must have no other watch. Meanwhile no vertex may move but by
@@ -31,29 +31,30 @@ public:
     void noteCreated(const RTriangle& rt) override;
     void noteKilled(const RTriangle& rt) override;
     void noteChanged(const RTriangle& rt) override;
-    bool allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) override;
+    bool allows(const Replacement& step) override;
     bool allowsCollapse(const Point3* pSrc, const Point3* pTrg) override;
     bool allowsFlip(const REdge& edge) override;
 
-    /// By how many pairs more the mesh would cross itself if triangles were replaced by others; as for allows().
-    std::ptrdiff_t changeBy(const Triangles& vOld, const std::vector<TriangleCorners>& vNew);
-    /// How many pairs the triangles have, among each other and with others.
-    std::size_t numCrossings(const Triangles& vT);
-    /// The corners of triangles at a vertex once that has moved.
-    static std::vector<TriangleCorners> movedCorners(const std::vector<RTriangle*>& vRT, const Point3* p,
-                                                     const Point3& place);
+    /// By how many pairs more the mesh would cross itself after a step.
+    std::ptrdiff_t changeBy(const Replacement& step);
+    /// How many others a triangle crosses.
+    std::size_t numCrossings(const RTriangle& rt);
 
 private:
-    void prepare();
+    const CrossingIndex& asked();
     void enter(const RTriangle& rt);
     std::uint32_t idOf(const RTriangle* pRT) const;
-    std::size_t count(const std::vector<TriangleCorners>& vT, std::size_t enough) const;
-    std::size_t countOld(const Triangles& vOld) const;
-    void leaveOut(const Triangles& vT);
+    CrossingIndex::Ids idsOf(const std::vector<const RTriangle*>& vT) const;
 
     RMesh& mesh;
     std::optional<CrossingIndex> index;
-    std::vector<std::uint32_t> vLeftOut;  // of a question: the numbers of the old triangles
 };
+
+/// A vertex moves to another place.
+Replacement moveOf(const RMesh& mesh, const Point3* p, const Point3& place);
+/// pSrc collapses onto pTrg.
+Replacement collapseOf(const RMesh& mesh, const Point3* pSrc, const Point3* pTrg);
+/// An edge is flipped. None for an edge that hasn't two triangles.
+std::optional<Replacement> flipOf(const REdge& edge);
 
 }  // namespace TARN_KEL

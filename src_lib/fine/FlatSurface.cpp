@@ -8,24 +8,11 @@
 #include <memory>
 
 #include "RMesh.h"
+#include "edgeGeometry.h"
 #include "tarn_locate3/Bbox3.h"
 #include "tools.h"
 
 namespace TARN_KEL {
-
-namespace {
-
-/// A triangle is flat when its height is at most this part of its longest side.
-constexpr double FLAT_HEIGHT = 1e-6;
-
-}  // namespace
-
-bool isFlat(const Vector3& p, const Vector3& q, const Vector3& r) {
-    const double longest = std::max({(q - p).sqLength(), (r - q).sqLength(), (p - r).sqLength()});
-    // The cross product is height times side; underflow of squares makes tiny triangles flat, which they then are treated
-    // as.
-    return !(crossProduct(q - p, r - p).length() > FLAT_HEIGHT * longest);
-}
 
 FlatSurface::FlatSurface(const RMesh& mesh) {
     std::vector<Index> vNumber(mesh.getNumVtx_all(), NONE);
@@ -113,7 +100,7 @@ bool FlatSurface::hasFlatOrDouble() const {
     for (Index c = 0; c < vVertex.size(); ++c)
         if (vOpposite[c] != NONE && vVertex[vOpposite[c]] == vVertex[c]) return true;
     for (Index c = 0; c < vVertex.size(); c += 3)
-        if (isFlat(placeAt(c), placeAt(c + 1), placeAt(c + 2))) return true;
+        if (isFlat(placeAt(c + 1) - placeAt(c), placeAt(c + 2) - placeAt(c))) return true;
     return false;
 }
 

@@ -14,8 +14,9 @@ class RMesh;
 /// A manifold, oriented surface as plain arrays of numbers, for passes that change most of a mesh.
 ///
 /// Corner c = 3 t + i is corner i of triangle t. The side of a corner is the edge opposite it. Places are in a unit of their
-/// own: the origin is the middle of the bounding box, whose longest side is at most 2 units and, unless it is 0, more than
-/// 1/2. So thresholds on areas and sums of squares don't depend on the caller's unit, nor on where the mesh lies.
+/// own: the origin is the middle of the bounding box, whose longest side is at least 1 unit and below 2 (shorter only when
+/// it is below 2^-999 of the mesh's unit, longer only above 2^1001). So thresholds on areas and sums of squares don't depend
+/// on the caller's unit, nor on where the mesh lies.
 class FlatSurface {
 public:
     using Index = std::uint32_t;
@@ -124,9 +125,6 @@ void FlatSurface::forFanInAnyOrder(Index corner, Visit&& visit) const {
         c = following;
     }
 }
-
-/// Whether the height of a triangle is at most a millionth of its longest side, which is what makeManifold() removes.
-bool isFlat(const Vector3& p, const Vector3& q, const Vector3& r);
 
 /// The surface as a mesh: used vertices in their order, triangles in their order. A vertex with vMoved[vertex] == 0 gets the
 /// exact coordinates of its source.

@@ -119,10 +119,10 @@ bool closesHole(const Loop& loop) {
 /// The new triangles cross nothing, or nobody watches that.
 bool isFree(const RMesh& fine, const Loop& loop) {
     if (fine.pWatch == nullptr) return true;
-    std::vector<TriangleCorners> vNew;
+    Replacement step;
     for (const CTriangle* pCT : loop.vFillT)
-        vNew.push_back({*fine.getVtx(pCT->c0), *fine.getVtx(pCT->c1), *fine.getVtx(pCT->c2)});
-    return fine.pWatch->allows({}, vNew);
+        step.vNew.push_back({*fine.getVtx(pCT->c0), *fine.getVtx(pCT->c1), *fine.getVtx(pCT->c2)});
+    return fine.pWatch->allows(step);
 }
 
 /// Closes the hole in the fine mesh and in the copy, or leaves both as they are.

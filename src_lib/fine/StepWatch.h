@@ -9,11 +9,15 @@ namespace TARN_KEL {
 class REdge;
 class RTriangle;
 
+/// What a step on a fine mesh does to triangles.
+struct Replacement {
+    std::vector<const RTriangle*> vOld;  ///< Those that go or change: alive, none twice.
+    std::vector<TriangleCorners> vNew;   ///< What is there instead, of finite coordinates or not.
+};
+
 /// Is told of all changes of a fine mesh, and says which steps on it are allowed: RMesh::pWatch. See CrossingWatch.
 class StepWatch {
 public:
-    using Triangles = std::vector<const RTriangle*>;
-
     virtual ~StepWatch() = default;
 
     // ---- For the mesh ----
@@ -24,9 +28,7 @@ public:
 
     // ---- Questions: whether a step is allowed ----
 
-    /// Triangles are replaced by others.
-    /// vOld: alive, none twice. vNew: of finite coordinates or not.
-    virtual bool allows(const Triangles& vOld, const std::vector<TriangleCorners>& vNew) = 0;
+    virtual bool allows(const Replacement& step) = 0;
     /// pSrc collapses onto pTrg (RMesh::exchangeCorner).
     virtual bool allowsCollapse(const Point3* pSrc, const Point3* pTrg) = 0;
     /// An edge of two triangles is flipped (REdge::tryFlipEdge). True for any other edge, which can't be.

@@ -1,14 +1,12 @@
 // Edge collapses by quadrics.
 //
-// Each vertex has the sum of the planes of its triangles as a quadric, and hands it over to the vertex that it is joined
-// with. So the cost of a collapse speaks of the original surface, not of what earlier collapses left, and it never falls:
-// sums only grow. That is what the queue stands on. A collapse changes the cost of all edges around, but none of them is
-// computed again before it comes up; if it has become dearer, it goes back to its place.
+// Each vertex has the sum of the planes of its triangles as a quadric, computed anew from the triangles as they are once one
+// of them has changed. A collapse changes the cost of all edges around, but none of them is computed again before it comes
+// up: mostly it has become dearer by then, and goes back to its place.
 //
-//            w1                    w1             The edge u v, side of the corner at w1, collapses. The two triangles on it
-//          / | \                 / | \            are removed, the other ones at u get v as their corner, and v goes to
-//          where
-//    ---- u --- v ----   ->   ----  v ----        the sum of both quadrics is least.
+//            w1                    w1             The edge u v, side of the corner at w1, collapses. The two triangles
+//          / | \                 / | \            on it are removed, the other ones at u get v as their corner, and v
+//    ---- u --- v ----   ->   ----  v ----        goes to where the sum of both quadrics is least.
 //          \ | /                 \ | /
 //            w2                    w2
 //
@@ -24,6 +22,7 @@
 #include <cmath>
 
 #include "Progress.h"
+#include "edgeGeometry.h"
 #include "geometryFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -56,7 +55,7 @@ double qualityOf(double area, const Vector3& p, const Vector3& q, const Vector3&
 }
 
 /// Of two normals of length 1; what has none lies as the other one.
-double cosineOf(const Vector3& a, const Vector3& b) {
+double unitCosine(const Vector3& a, const Vector3& b) {
     return a.isDegenerate() || b.isDegenerate() ? 1.0 : a * b;
 }
 
@@ -75,13 +74,14 @@ SurfaceReducer::SurfaceReducer(FlatSurface& theSurface, const Rules& theRules, c
       vKind(theSurface.numVertices(), FREE),
       vLine(theSurface.vVertex.size(), 0),
       vQueued(theSurface.vVertex.size(), 0),
-      vMark(theSurface.numVertices(), 0) {}
-
-void SurfaceReducer::run() {
-    if (numLeft <= rules.numTriangles) return;
+      vMark(theSurface.numVertices(), 0) {
     computePlanes();
     markLines();
     setKinds();
+}
+
+void SurfaceReducer::run() {
+    if (numLeft <= rules.numTriangles) return;
     const ProgressStep step("SR_collapse", numLeft - rules.numTriangles);
     // A collapse that isn't allowed is looked at again when something around its two vertices has changed, but may also
     // become possible by changes farther away. So the queue is filled anew as long as that helps much.
@@ -119,7 +119,7 @@ void SurfaceReducer::markLines() {
         for (std::size_t i = begin; i < end; ++i) {
             const auto c = static_cast<Index>(i);
             vLine[i] = isBorder(c) ||
-                       (bFolds && cosineOf(vPlane[c / 3].normal, vPlane[surface.vOpposite[c] / 3].normal) < minCosine);
+                       (bFolds && unitCosine(vPlane[c / 3].normal, vPlane[surface.vOpposite[c] / 3].normal) < minCosine);
         }
     });
 }
@@ -147,7 +147,7 @@ void SurfaceReducer::setKinds() {
             const Vector3 in = surface.vPlace[v] - surface.vPlace[aEnd[0]],
                           out = surface.vPlace[aEnd[1]] - surface.vPlace[v];
             const bool bFixed =
-                numLines != 2 || (rules.bKeepBorders && bBorder) || cosineOf(normalize(in), normalize(out)) < maxBend;
+                numLines != 2 || (rules.bKeepBorders && bBorder) || unitCosine(normalize(in), normalize(out)) < maxBend;
             vKind[v] = bFixed ? FIXED : ON_LINE;
         }
     });
@@ -346,58 +346,68 @@ bool SurfaceReducer::keepsTopology(Index corner) {
 
 bool SurfaceReducer::keepsShape(const Plan& plan) {
     vChanged.clear();
-    double worstQuality = 1.0, worstFold = 1.0;
-    const auto take = [&](std::vector<Index>& vFan, Index otherEnd) {
-        // The removed triangles are next to each other; what follows them is first.
-        const auto isRemoved = [&](Index c) {
-            return surface.vVertex[FlatSurface::next(c)] == otherEnd ||
-                   surface.vVertex[FlatSurface::previous(c)] == otherEnd;
-        };
-        const std::size_t n = vFan.size();
-        if (n == 0) return true;
-        std::size_t last = 0;
-        while (!(isRemoved(vFan[last]) && !isRemoved(vFan[(last + 1) % n])) && last + 1 < n)
-            ++last;
-        for (std::size_t i = 1; i <= n; ++i) {
-            const Index c = vFan[(last + i) % n];
-            if (isRemoved(c)) continue;
-            const Vector3 p = surface.placeAt(FlatSurface::next(c)), q = surface.placeAt(FlatSurface::previous(c));
-            const TrianglePlane after = planeOf(crossProduct(p - plan.place, q - plan.place));
-            if (!(cosineOf(vPlane[c / 3].normal, after.normal) > MIN_TURN_COSINE)) return false;
-            if (isFlat(plan.place, p, q)) return false;
-            worstQuality = std::min(worstQuality, qualityOf(after.area, plan.place, p, q));
-            if (!isBorder(c))
-                worstFold = std::min(worstFold, cosineOf(after.normal, vPlane[surface.vOpposite[c] / 3].normal));
-            vChanged.push_back({c, after});
-        }
-        return true;
-    };
     const Index u = surface.vVertex[vFanU.front()];
     const Index v = vFanV.empty() ? FlatSurface::NONE : surface.vVertex[vFanV.front()];
-    if (!take(vFanU, v) || !take(vFanV, u)) return false;
-    for (std::size_t i = 0; i < vChanged.size(); ++i) {
-        const Changed &one = vChanged[i], &two = vChanged[(i + 1) % vChanged.size()];
-        if (surface.vVertex[FlatSurface::next(one.corner)] != surface.vVertex[FlatSurface::previous(two.corner)]) continue;
-        worstFold = std::min(worstFold, cosineOf(one.plane.normal, two.plane.normal));
+    if (!takeFan(vFanU, v, plan.place) || !takeFan(vFanV, u, plan.place)) return false;
+    const Fitness worst = worstOfChanged(plan.place);
+    if (worst.quality >= MIN_QUALITY && worst.fold >= MIN_FOLD_COSINE) return true;
+    return hasWorseBefore(vFanU, worst) || hasWorseBefore(vFanV, worst);
+}
+
+/// Appends the triangles of a fan that remain to vChanged, in the order of turn() from those that are removed on. False when
+/// one would turn over, or become flat, with its corner at that place.
+/// otherEnd: NONE for a vertex that moves by itself.
+bool SurfaceReducer::takeFan(const std::vector<Index>& vFan, Index otherEnd, const Vector3& place) {
+    const auto isRemoved = [&](Index c) {
+        return surface.vVertex[FlatSurface::next(c)] == otherEnd || surface.vVertex[FlatSurface::previous(c)] == otherEnd;
+    };
+    const std::size_t n = vFan.size();
+    std::size_t last = 0;  // of the removed ones, which are next to each other
+    while (last + 1 < n && (!isRemoved(vFan[last]) || isRemoved(vFan[last + 1])))
+        ++last;
+    for (std::size_t i = 1; i <= n; ++i) {
+        const Index c = vFan[(last + i) % n];
+        if (isRemoved(c)) continue;
+        const Vector3 a = surface.placeAt(FlatSurface::next(c)) - place,
+                      b = surface.placeAt(FlatSurface::previous(c)) - place;
+        const TrianglePlane after = planeOf(crossProduct(a, b));
+        if (!(unitCosine(vPlane[c / 3].normal, after.normal) > MIN_TURN_COSINE) || isFlat(a, b)) return false;
+        vChanged.push_back({c, after});
     }
-    if (worstQuality >= MIN_QUALITY && worstFold >= MIN_FOLD_COSINE) return true;
-    return hasWorseBefore(vFanU, worstQuality, worstFold) || hasWorseBefore(vFanV, worstQuality, worstFold);
+    return true;
+}
+
+/// Of the changed triangles with their corner at that place, and of the folds at their sides.
+SurfaceReducer::Fitness SurfaceReducer::worstOfChanged(const Vector3& place) const {
+    Fitness worst{1.0, 1.0};
+    for (std::size_t i = 0; i < vChanged.size(); ++i) {
+        const auto& [c, plane] = vChanged[i];
+        const Index next = FlatSurface::next(c), previous = FlatSurface::previous(c);
+        worst.quality =
+            std::min(worst.quality, qualityOf(plane.area, place, surface.placeAt(next), surface.placeAt(previous)));
+        if (!isBorder(c))
+            worst.fold = std::min(worst.fold, unitCosine(plane.normal, vPlane[surface.vOpposite[c] / 3].normal));
+        const Changed& beside = vChanged[(i + 1) % vChanged.size()];
+        if (surface.vVertex[next] == surface.vVertex[FlatSurface::previous(beside.corner)])
+            worst.fold = std::min(worst.fold, unitCosine(plane.normal, beside.plane.normal));
+    }
+    return worst;
 }
 
 /// Whether the triangles of a fan have no better quality, and no flatter sharpest fold, than that; what meets the limits
 /// need not be compared.
-bool SurfaceReducer::hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const {
-    double worstQuality = quality >= MIN_QUALITY ? -1.0 : 1.0, worstFold = fold >= MIN_FOLD_COSINE ? -2.0 : 1.0;
+bool SurfaceReducer::hasWorseBefore(const std::vector<Index>& vFan, const Fitness& after) const {
+    Fitness worst{after.quality >= MIN_QUALITY ? -1.0 : 1.0, after.fold >= MIN_FOLD_COSINE ? -2.0 : 1.0};
     for (const Index c : vFan) {
         const TrianglePlane& plane = vPlane[c / 3];
-        worstQuality =
-            std::min(worstQuality, qualityOf(plane.area, surface.placeAt(c), surface.placeAt(FlatSurface::next(c)),
-                                             surface.placeAt(FlatSurface::previous(c))));
+        worst.quality =
+            std::min(worst.quality, qualityOf(plane.area, surface.placeAt(c), surface.placeAt(FlatSurface::next(c)),
+                                              surface.placeAt(FlatSurface::previous(c))));
         for (const Index side : {c, FlatSurface::next(c), FlatSurface::previous(c)})
             if (!isBorder(side))
-                worstFold = std::min(worstFold, cosineOf(plane.normal, vPlane[surface.vOpposite[side] / 3].normal));
+                worst.fold = std::min(worst.fold, unitCosine(plane.normal, vPlane[surface.vOpposite[side] / 3].normal));
     }
-    return worstQuality <= quality && worstFold <= fold;
+    return worst.quality <= after.quality && worst.fold <= after.fold;
 }
 
 // ---- The collapse -------------------------------------------------------------------------------------------------------

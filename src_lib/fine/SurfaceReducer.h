@@ -32,15 +32,15 @@ public:
         double featureAngle = 180.0;   ///< degrees; folds above it are collapsed along themselves only. 180: none is
     };
 
-    /// surface: only referred to, as are the guards.
+    /// surface: only referred to, as are the guards. Cost: O(n). Uses the pool.
     SurfaceReducer(FlatSurface& surface, const Rules& rules, const std::vector<CollapseGuard*>& vGuard);
 
     /// Collapses until the number of triangles is reached or no collapse is left that may be done. Counts under the step
     /// "SR_collapse". Cost: O(n log n).
     void run();
     /// To be called after run(): moves the vertices once more to where they fit best, or, when vertices don't move,
-    /// exchanges
-    /// them for other vertices of the original surface. Counts under the step "SR_fit". Cost: O(n log n) for the original.
+    /// exchanges them for other vertices of the original surface. Nothing moves when run() collapsed nothing. Counts under
+    /// the step "SR_fit". Cost: O(n log n) for the original.
     /// original: as the surface was before run().
     void fit(const FlatSurface& original);
     std::size_t numTriangles() const { return numLeft; }
@@ -65,6 +65,10 @@ private:
         Index corner;
         TrianglePlane plane;
     };
+    /// Of triangles: the lowest quality, and the cosine at the sharpest fold.
+    struct Fitness {
+        double quality, fold;
+    };
 
     /// normal: twice the area long
     static TrianglePlane planeOf(const Vector3& normal);
@@ -88,9 +92,11 @@ private:
     bool gatherFan(Index vertex);
     bool keepsTopology(Index corner);
     bool keepsShape(const Plan& plan);
+    bool takeFan(const std::vector<Index>& vFan, Index otherEnd, const Vector3& place);
+    Fitness worstOfChanged(const Vector3& place) const;
+    bool hasWorseBefore(const std::vector<Index>& vFan, const Fitness& after) const;
     bool pleasesGuards(const std::vector<Index>& vRemoved, const Plan& plan, const Point3* pSource);
     void fitVertex(Index v, FitSamples& samples, const FlatSurface& original);
-    bool hasWorseBefore(const std::vector<Index>& vFan, double quality, double fold) const;
     void collapse(Index corner, const Plan& plan);
     void removeTriangle(Index corner);
 

@@ -26,6 +26,7 @@ constexpr double MIN_FIT_GAIN = 1e-3;
 }  // namespace
 
 void SurfaceReducer::fit(const FlatSurface& original) {
+    if (numLeft == original.numTriangles()) return;  // it is the original: a move could be by rounding alone
     vOriginal.resize(surface.numVertices());
     std::iota(vOriginal.begin(), vOriginal.end(), Index{0});
     vInUse.assign(surface.numVertices(), 0);

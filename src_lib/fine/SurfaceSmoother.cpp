@@ -1,11 +1,11 @@
 // Smoothing that doesn't shrink, in two ways.
 //
 // The mean of the neighbours takes a share k of the height of a wave per step, k between 0 for long waves and 2 for zigzag.
-// Two steps with factors in > 0 and out < 0 leave (1 - in k)(1 - out k) of it. That is 1 for k = 0 and for k = 1 / in + 1 /
-// out, the pass band, hardly more than 1 in between, and falls beyond.
+// Two steps with factors in > 0 and out < 0 leave (1 - in k)(1 - out k) of it. That is 1 for k = 0 and for the pass band,
+// k = 1 / in + 1 / out, hardly more than 1 in between, and falls beyond.
 //
 //    height left                      The neighbours count alike. So triangles become more even; weights by angles would
-//    keep 1 |-------.                      their shape, but become negative or endless at slivers.
+//    1 |-------.                      keep their shape, but become negative or endless at slivers.
 //      |        `.
 //      |          `-.___
 //    0 +-------|---------- k
@@ -22,6 +22,7 @@
 #include <cmath>
 
 #include "Progress.h"
+#include "edgeGeometry.h"
 #include "geometryFunctions.h"
 #include "sortMT.h"
 
@@ -221,7 +222,7 @@ void SurfaceSmoother::moveTo(std::vector<Vector3>& vTo) {
 
 bool SurfaceSmoother::spoils(Index t, const std::vector<Vector3>& vTo) const {
     const Vector3 p = vTo[surface.vVertex[3 * t]], q = vTo[surface.vVertex[3 * t + 1]], r = vTo[surface.vVertex[3 * t + 2]];
-    return !(surface.normalOf(t) * crossProduct(q - p, r - p) > 0.0) || isFlat(p, q, r);
+    return !(surface.normalOf(t) * crossProduct(q - p, r - p) > 0.0) || isFlat(q - p, r - p);
 }
 
 }  // namespace TARN_KEL

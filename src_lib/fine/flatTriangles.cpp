@@ -19,6 +19,7 @@
 #include "RMesh.h"
 #include "StepWatch.h"
 #include "collapses.h"
+#include "edgeGeometry.h"
 #include "freeFunctions.h"
 #include "sortMT.h"
 
@@ -26,18 +27,13 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double FLAT = 1e-6;  // of the longest side
-
 // Steps for each triangle that was flat at first. A step removes a flat triangle, so this is far more than is needed, unless
 // neighbours make each other flat again: that could go on for ever, and is what the limit ends. Otherwise no result depends
 // on its size.
 constexpr std::size_t MAX_STEPS = 20;
 
-/// Scaled by the longest side first, so that the size of the mesh doesn't count.
 bool isFlat(const RTriangle& rt) {
-    const Point3 &a = *rt.aCorners[0], &b = *rt.aCorners[1], &c = *rt.aCorners[2];
-    const double longest = std::max({(b - a).length(), (c - b).length(), (a - c).length()});
-    return !(crossProduct((b - a) / longest, (c - a) / longest).length() > FLAT);
+    return isFlat(*rt.aCorners[1] - *rt.aCorners[0], *rt.aCorners[2] - *rt.aCorners[0]);
 }
 
 class FlatRemover {
@@ -77,7 +73,7 @@ private:
         const int shortest = std::min({0, 1, 2}, [&](int i, int j) { return length(i) < length(j); });
         const int longest = pRT->getLargestEdgeICI();
         // Both other sides of a needle have nearly the same length.
-        const bool bNeedle = length(shortest) <= 2.0 * FLAT * length(longest);
+        const bool bNeedle = length(shortest) <= 2.0 * FLAT_HEIGHT * length(longest);
         const REdge* pRE = pRT->getRE(bNeedle ? shortest : longest);
         Point3* pCorner = pRT->getCorner(longest);
         const bool bManifold =
@@ -94,16 +90,15 @@ private:
     bool isFree(bool bNeedle, const RTriangle* pRT, const Point3* pCorner, const REdge& edge) const {
         if (mesh.pWatch == nullptr) return true;
         if (bNeedle) return mesh.pWatch->allowsCollapse(edge.pVtx1, edge.pVtx0);
-        StepWatch::Triangles vOld{pRT};
-        std::vector<TriangleCorners> vNew;
+        Replacement step{{pRT}, {}};
         for (const RTriangle* pBeyond : edge.vRT) {
             if (pBeyond->has(pCorner)) continue;
-            vOld.push_back(pBeyond);
+            step.vOld.push_back(pBeyond);
             const Point3* pThird = pBeyond->getThirdPoint(edge.pVtx0, edge.pVtx1);
             for (const Point3* pEnd : {edge.pVtx0, edge.pVtx1})
-                vNew.push_back({*pThird, *pEnd, *pCorner});
+                step.vNew.push_back({*pThird, *pEnd, *pCorner});
         }
-        return mesh.pWatch->allows(vOld, vNew);
+        return mesh.pWatch->allows(step);
     }
 
     void removeOtherwise(RTriangle* pRT) {

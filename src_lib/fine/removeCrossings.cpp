@@ -15,7 +15,7 @@
 #include "RMesh.h"
 #include "collapses.h"
 #include "countCrossings.h"
-#include "geometryFunctions.h"
+#include "edgeGeometry.h"
 
 namespace TARN_KEL {
 
@@ -42,10 +42,9 @@ public:
         while (!vOpen.empty()) {
             RTriangle* pRT = vOpen.back();
             vOpen.pop_back();
-            if (!pRT->isAlive() || watch.numCrossings({pRT}) == 0) continue;
+            if (!pRT->isAlive() || watch.numCrossings(*pRT) == 0) continue;
             findBest(*pRT);
-            if (best.kind == Change::NONE) continue;
-            perform(best);
+            if (best.kind == Change::NONE || !perform(best)) continue;
             sum += best.gain;
             // What is around has changed; it may have another way out now.
             vOpen.insert(vOpen.end(), vChanged.begin(), vChanged.end());
@@ -58,8 +57,8 @@ private:
     void tryFlip(REdge* pRE);
     void tryMove(Point3* p, double share);
     void tryCollapse(Point3* pSrc, Point3* pTrg);
-    void consider(const Change& change, const StepWatch::Triangles& vOld, const std::vector<TriangleCorners>& vNew);
-    void perform(const Change& change);
+    void consider(const Change& change, const Replacement& step);
+    bool perform(const Change& change);
 
     RMesh& mesh;
     CrossingWatch watch;
@@ -70,8 +69,7 @@ private:
 /// Thinner than is good: far above what counts as flat.
 bool isThin(const TriangleCorners& t) {
     constexpr double LEAST_HEIGHT = 0.01;  // of the longest side
-    const double longest = std::max({(t[1] - t[0]).length(), (t[2] - t[1]).length(), (t[0] - t[2]).length()});
-    return !(crossProduct((t[1] - t[0]) / longest, (t[2] - t[0]) / longest).length() > LEAST_HEIGHT);
+    return !(relativeHeight(t[1] - t[0], t[2] - t[0]) > LEAST_HEIGHT);
 }
 
 void CrossingRemover::findBest(const RTriangle& rt) {
@@ -88,10 +86,9 @@ void CrossingRemover::findBest(const RTriangle& rt) {
     }
 }
 
-void CrossingRemover::consider(const Change& change, const StepWatch::Triangles& vOld,
-                               const std::vector<TriangleCorners>& vNew) {
-    if (std::any_of(vNew.begin(), vNew.end(), isThin)) return;
-    const std::ptrdiff_t gain = -watch.changeBy(vOld, vNew);
+void CrossingRemover::consider(const Change& change, const Replacement& step) {
+    if (std::any_of(step.vNew.begin(), step.vNew.end(), isThin)) return;
+    const std::ptrdiff_t gain = -watch.changeBy(step);
     if (gain <= best.gain) return;
     best = change;
     best.gain = gain;
@@ -105,7 +102,7 @@ void CrossingRemover::tryFlip(REdge* pRE) {
     Change change;
     change.kind = Change::FLIP;
     change.pRE = pRE;
-    consider(change, {pRT0, pRT1}, {{*pRE->pVtx0, *pA, *pB}, {*pRE->pVtx1, *pA, *pB}});
+    consider(change, *flipOf(*pRE));
 }
 
 void CrossingRemover::tryMove(Point3* p, double share) {
@@ -120,9 +117,7 @@ void CrossingRemover::tryMove(Point3* p, double share) {
     change.pVtx = p;
     change.place = *p + sum * (share / static_cast<double>(vRing.size()));
     if (!isFinitePoint(change.place) || mesh.hasVertex(change.place)) return;
-    std::vector<RTriangle*> vIncT;
-    mesh.getIncidentT(p, vIncT);
-    consider(change, {vIncT.begin(), vIncT.end()}, CrossingWatch::movedCorners(vIncT, p, change.place));
+    consider(change, moveOf(mesh, p, change.place));
 }
 
 void CrossingRemover::tryCollapse(Point3* pSrc, Point3* pTrg) {
@@ -131,18 +126,16 @@ void CrossingRemover::tryCollapse(Point3* pSrc, Point3* pTrg) {
     change.kind = Change::COLLAPSE;
     change.pVtx = pSrc;
     change.pOnto = pTrg;
-    std::vector<RTriangle*> vIncT;
-    mesh.getIncidentT(pSrc, vIncT);
-    const StepWatch::Triangles vOld(vIncT.begin(), vIncT.end());
-    std::erase_if(vIncT, [pTrg](const RTriangle* pRT) { return pRT->has(pTrg); });
-    consider(change, vOld, CrossingWatch::movedCorners(vIncT, pSrc, *pTrg));
+    consider(change, collapseOf(mesh, pSrc, pTrg));
 }
 
-void CrossingRemover::perform(const Change& change) {
+/// False when the mesh refuses a flip, which then isn't done.
+bool CrossingRemover::perform(const Change& change) {
     vChanged.clear();
     if (change.kind == Change::FLIP) {
         const REdge* pNewRE = change.pRE->tryFlipEdge(&mesh, nullptr, nullptr);
-        if (pNewRE != nullptr) pNewRE->getAliveTriangles(vChanged);
+        if (pNewRE == nullptr) return false;
+        pNewRE->getAliveTriangles(vChanged);
     } else if (change.kind == Change::MOVE) {
         mesh.updateVertex(change.pVtx, change.place);
         mesh.getIncidentT(change.pVtx, vChanged);
@@ -150,6 +143,7 @@ void CrossingRemover::perform(const Change& change) {
         mesh.exchangeCorner(change.pVtx, change.pOnto);
         mesh.getIncidentT(change.pOnto, vChanged);
     }
+    return true;
 }
 
 }  // namespace

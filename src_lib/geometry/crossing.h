@@ -21,6 +21,7 @@
 // All signs are exact for the coordinates as they are, of any finite size.
 #pragma once
 
+#include <algorithm>
 #include <array>
 
 #include "kel.h"
@@ -29,6 +30,10 @@
 namespace TARN_KEL {
 
 using TriangleCorners = std::array<Point3, 3>;
+
+inline bool isFinite(const TriangleCorners& t) {
+    return std::all_of(t.begin(), t.end(), isFinitePoint);
+}
 
 /// The box of a triangle.
 inline TARN_LOCATE3::Bbox3 boxOf(const TriangleCorners& t) {

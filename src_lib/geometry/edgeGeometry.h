@@ -1,6 +1,8 @@
 // Tests on the shape of triangles, for edges that are to be flipped, split or collapsed.
 #pragma once
 
+#include <algorithm>
+#include <cmath>
 #include <map>
 #include <vector>
 
@@ -21,6 +23,20 @@ inline bool isSliverAngle(const Vector3& a, const Vector3& b) {
     if (a.isDegenerate() || b.isDegenerate()) return true;
     const double angle = getAngleDegree(normalize(a), normalize(b));
     return angle < MIN_ANGLE || angle > MAX_ANGLE;
+}
+
+/// The height of a triangle on its longest side, as a part of that side; NaN when the sides have no length.
+/// a, b: two of its sides, from one corner. They are scaled first, so that the size of the triangle doesn't count.
+inline double relativeHeight(const Vector3& a, const Vector3& b) {
+    const double longest = std::sqrt(std::max({a.sqLength(), b.sqLength(), (b - a).sqLength()}));
+    return crossProduct(a / longest, b / longest).length();
+}
+
+/// A triangle of at most this relative height is flat: makeManifold() removes it, and no step that keeps a mesh manifold
+/// makes one.
+constexpr double FLAT_HEIGHT = 1e-6;
+inline bool isFlat(const Vector3& a, const Vector3& b) {
+    return !(relativeHeight(a, b) > FLAT_HEIGHT);
 }
 
 /// Whether a triangle may be cut from corner a to p, which lies on the side from b to c or near it: when both halves, a-b-p

@@ -248,6 +248,21 @@ TEST(Fit, takesAnyMesh) {
     }
 }
 
+TEST(Fit, leavesTheMeshWhenItsListenerThrows) {
+    const CoutSilence silence;
+    const Cloud cloud = cloudOf({"sphere"}, 3000);
+    for (const double limit : {0.0, 0.5, 0.999}) {  // the last one is passed by the end of the run alone
+        const MeshPtr pMesh = unfitted(cloud.vPoints);
+        const Points vBefore = cornersOf(pMesh);
+        Hearer hearer(limit);
+        subscribe(&hearer);
+        EXPECT_THROW(fit(pMesh, cloud.vPoints), double) << limit;
+        unsubscribe();
+        EXPECT_TRUE(limit < 0.9 || hearer.vFraction.back() == 1.0);
+        EXPECT_EQ(cornersOf(pMesh), vBefore) << limit;
+    }
+}
+
 // ---- Parts
 
 TEST(PointGrid, agreesWithASearchOfAll) {

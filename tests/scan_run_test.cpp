@@ -244,6 +244,22 @@ TEST(Flaws, areCountedByKind) {
     EXPECT_EQ(countFlaws(*fan).numConflicts, 1U);
 }
 
+TEST(ScanRun, saysWhetherTheMeshIsClosed) {
+    const CoutSilence silence;
+    int numClosedLater = 0;
+    for (unsigned seed = 1; seed < 5; ++seed)
+        for (const int maxEdges : {0, 6, 30}) {
+            ReconstructOptions options = bare();
+            options.bManifold = true;
+            options.maxHoleEdges = maxEdges;
+            ReconstructReport report;
+            const MeshPtr pMesh = reconstruct(Scan(seed).sphere(4000), options, &report);
+            EXPECT_EQ(report.manifold.bClosed, edges(*pMesh->getRMesh(), 1).empty());
+            if (report.manifold.bClosed && report.numHolesClosed > 0) ++numClosedLater;
+        }
+    EXPECT_GT(numClosedLater, 0);
+}
+
 TEST(ScanRun, isHeardByItsOwnListenerAndStopsWhenAsked) {
     const CoutSilence silence;
     const Points vPoints = Scan(9).sphere(3000);

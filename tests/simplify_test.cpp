@@ -332,6 +332,47 @@ TEST(ShapeReduce, isNearlyAsCloseAsCanBe) {
     }
 }
 
+TEST(ShapeReduce, movesNothingWhenTheMeshNeedsNoCollapse) {
+    // A triangle twice makes it non-manifold; without it the target is met.
+    Soup soup = withNoise(waves(18), 0.2, 3);
+    const std::size_t target = soup.vT.size();
+    soup.vT.push_back(soup.vT.front());
+    for (const bool bMove : {true, false}) {
+        const MeshPtr pMesh = meshOf(soup), pManifold = meshOf(soup);
+        makeManifold(pManifold);
+        ReduceOptions options;
+        options.numTriangles = target;
+        options.bMoveVertices = bMove;
+        options.bFit = true;
+        const ReduceReport done = reduce(pMesh, options);
+        EXPECT_TRUE(done.bMadeManifold);
+        EXPECT_EQ(done.numAfter, target);
+        EXPECT_EQ(cornersOf(pMesh), cornersOf(pManifold));
+    }
+}
+
+TEST(ShapeReduce, makesNothingCrossWhileItMakesManifold) {
+    int numWithout = 0;
+    forSeeds(300, [&](unsigned seed) {
+        const CoutSilence silence;
+        std::mt19937 random(seed);
+        const Soup soup = withNoise(soupOfChance(random), 0.3, seed);
+        std::size_t aNum[2] = {};
+        const std::size_t numBefore = countSelfIntersections(meshOf(soup));
+        for (const bool bNoCrossings : {false, true}) {
+            const MeshPtr pMesh = meshOf(soup);
+            ReduceOptions options;
+            options.numTriangles = numTriangles(pMesh) - 1;
+            options.bNoCrossings = bNoCrossings;
+            reduce(pMesh, options);
+            aNum[bNoCrossings ? 1 : 0] = countSelfIntersections(pMesh);
+        }
+        EXPECT_LE(aNum[1], numBefore);
+        numWithout += aNum[0] > numBefore ? 1 : 0;
+    });
+    EXPECT_GT(numWithout, 0) << "nothing was to be avoided";
+}
+
 TEST(ShapeReduce, isCloserWhenFitted) {
     for (const auto& [name, soup] :
          {Named{"torus", withNoise(torus(60, 24), 0.01, 2)}, Named{"waves", withNoise(waves(40), 0.03, 3)}})

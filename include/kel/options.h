@@ -86,7 +86,7 @@ struct ReconstructReport {
 
     MeshFlaws before;                     ///< Of the mesh as the cells make it.
     MeshFlaws after;                      ///< Of the mesh that is returned.
-    ManifoldReport manifold;              ///< What made the mesh manifold.
+    ManifoldReport manifold;              ///< What made the mesh manifold; bClosed is of the mesh that is returned.
     std::size_t numPiecesDropped = 0;     ///< Pieces dropped for their small area.
     std::size_t numTrianglesDropped = 0;  ///< Triangles of those.
     int numHolesClosed = 0;               ///< Pinholes and holes.
@@ -95,8 +95,8 @@ struct ReconstructReport {
     std::size_t numCrossingsLeft = 0;     ///< Those that couldn't be removed.
 
     std::vector<Step> vSteps;  ///< In their order.
-    std::size_t peakMemory =
-        0;  ///< Bytes, of the process since its start; 0 where the system doesn't tell, or after a throw.
+    /// Bytes, of the process since its start; 0 where the system doesn't tell, or after a throw.
+    std::size_t peakMemory = 0;
 };
 
 /// Reconstructs a mesh from points, with options.

@@ -2,13 +2,12 @@
 
 #include <algorithm>
 #include <cmath>
-#include <memory>
+#include <utility>
 
 #include "Progress.h"
-#include "RMesh.h"
+#include "fineMesh.h"
 #include "fitSurface.h"
 #include "messages.h"
-#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -50,15 +49,13 @@ void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>&
 
 }  // namespace
 
-FitReport fitMesh(Mesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
+std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options,
+                                  FitReport& report) {
     ASSEX(options.cellEdge>=0.0 && std::isfinite(options.cellEdge));
-    FitReport report;
+    report = {};
+    if (!hasFiniteCorners(mesh)) return nullptr;
     std::vector<FitTriangle> vTriangle;
-    const std::vector<Point3> vPlace = usedPlaces(*mesh.pRMesh, vTriangle);
-    if (!std::all_of(vPlace.begin(), vPlace.end(), isFinitePoint)) {
-        warning(KEL_PLACE, "A vertex isn't finite: the mesh stays as it is");
-        return report;
-    }
+    const std::vector<Point3> vPlace = usedPlaces(mesh, vTriangle);
     const FittedSurface surface = fitSurface(vPlace, vTriangle, vPoints, options.cellEdge, options.bNoise);
     report.numPoints = surface.numPoints;
     report.pointSpacing = surface.spacing;
@@ -70,17 +67,16 @@ FitReport fitMesh(Mesh& mesh, const std::vector<Point3>& vPoints, const FitOptio
     report.numSplits = surface.counts.numSplits;
     report.numUnfolded = surface.counts.numUnfolded;
     measureMoves(vPlace, surface.vVertex, report);
-    std::unique_ptr<RMesh> pFitted = meshOf(surface, mesh.pRMesh->getSideLen());
-    delete mesh.pRMesh;
-    mesh.pRMesh = pFitted.release();
-    return report;
+    return meshOf(surface, mesh.getSideLen());
 }
 
 FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
     ASSEX(pMesh!=NULL && pMesh->pRMesh!=NULL);
     OwnRun run(progressForFit());
-    const FitReport report = fitMesh(*pMesh, vPoints, options);
+    FitReport report;
+    std::unique_ptr<RMesh> pFitted = fittedMesh(*pMesh->pRMesh, vPoints, options, report);
     run.close();
+    if (pFitted) install(std::move(pFitted), *pMesh);
     return report;
 }
 

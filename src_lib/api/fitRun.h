@@ -3,13 +3,17 @@
 
 #include <kel/fit.h>
 
+#include <memory>
 #include <vector>
 
+#include "RMesh.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
-/// As fit(), inside the caller's run. The mesh gets a fine mesh of its own in place of the former one, which is deleted.
-FitReport fitMesh(Mesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options);
+/// As fit(), inside the caller's run, but leaves the mesh alone and returns a fitted one; null, after a warning, when a
+/// vertex isn't finite. report: overwritten.
+std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options,
+                                  FitReport& report);
 
 }  // namespace TARN_KEL

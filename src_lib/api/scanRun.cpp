@@ -21,6 +21,7 @@
 #include "RMesh.h"
 #include "ThreadSingleton.h"
 #include "evenSampling.h"
+#include "fineMesh.h"
 #include "fitRun.h"
 #include "inputPoints.h"
 #include "kel.h"
@@ -209,7 +210,11 @@ MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
 void ScanRun::finish(Mesh& mesh) {
     if (bFlaws) step("flaws", [&] { report.before = countFlaws(*mesh.pRMesh); });
     mend(*mesh.pRMesh);
-    if (options.bFit) step("fit", [&] { report.fit = fitMesh(mesh, *pOwn, {.cellEdge = report.cellEdge}); });
+    if (options.bFit)
+        step("fit", [&] {
+            if (auto pFitted = fittedMesh(*mesh.pRMesh, *pOwn, {.cellEdge = report.cellEdge}, report.fit))
+                install(std::move(pFitted), mesh);
+        });
     if (options.bNoCrossings)
         step("crossings", [&] {
             const CrossingsRemoved done = removeCrossings(*mesh.pRMesh);
@@ -220,7 +225,10 @@ void ScanRun::finish(Mesh& mesh) {
     // now.
     const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
     if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(*mesh.pRMesh); });
-    if (bFlaws) step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
+    if (!bFlaws) return;
+    step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
+    // What made it manifold knew nothing of the pieces dropped and the holes closed since.
+    if (options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
 }
 
 /// What the cells can't tell: sheets that touch, crumbs, pinholes.

@@ -8,47 +8,35 @@
 #include <vector>
 
 #include "CrossingGuard.h"
+#include "CrossingWatch.h"
 #include "DistanceGuard.h"
 #include "FlatSurface.h"
 #include "ManifoldMaker.h"
 #include "Progress.h"
-#include "RMesh.h"
 #include "SurfaceReducer.h"
 #include "SurfaceSmoother.h"
 #include "distanceBound.h"
+#include "fineMesh.h"
 #include "kel.h"
 #include "messages.h"
-#include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-/// With a warning when it isn't.
-bool isFinite(const RMesh& mesh) {
-    std::vector<Point3> vCorners;
-    mesh.getTriangleCorners(vCorners);
-    const bool bFinite = std::all_of(vCorners.begin(), vCorners.end(), isFinitePoint);
-    if (!bFinite) warning(KEL_PLACE, "A vertex isn't finite: the mesh stays as it is");
-    return bFinite;
-}
-
-/// The surface of a mesh, which is made manifold if it isn't.
-std::unique_ptr<FlatSurface> manifoldSurface(RMesh& mesh, bool& bMadeManifold) {
+/// The surface of a mesh, which is made manifold if it isn't; with bNoCrossings without making it cross itself more.
+std::unique_ptr<FlatSurface> manifoldSurface(RMesh& mesh, bool bNoCrossings, bool& bMadeManifold) {
     auto pSurface = std::make_unique<FlatSurface>(mesh);
     bMadeManifold = !pSurface->isManifold();
     if (bMadeManifold) {
+        std::optional<CrossingWatch> watch;
+        if (bNoCrossings) watch.emplace(mesh);
         makeManifold(mesh);
         pSurface = std::make_unique<FlatSurface>(mesh);
     } else {
         ProgressStep("MF_make", 1).finish();
     }
     return pSurface;
-}
-
-void replace(Mesh& mesh, std::unique_ptr<RMesh> pNew) {
-    delete mesh.pRMesh;
-    mesh.pRMesh = pNew.release();
 }
 
 std::vector<TrianglePlaces> placesOf(const FlatSurface& surface) {
@@ -65,7 +53,7 @@ std::vector<TrianglePlaces> placesOf(const FlatSurface& surface) {
 // parts of the limit to be proved. A run that doesn't is repeated with the next one.
 constexpr double SAMPLE_LIMITS[] = {0.96, 0.88, 0.7, 0.5, 0.25, 0.1};
 
-/// What is left of rounding in places that a unit box contains.
+/// What rounding may make of a distance of 0 in the units of a surface. A proof within less would fail for equal surfaces.
 constexpr double ROUNDING = 1e-14;
 
 struct Reduced {
@@ -74,7 +62,7 @@ struct Reduced {
     double distance;  ///< proved, in units of the surface; -1.0 when there is no limit
 };
 
-/// /// pDistanceGuard: null for none.
+/// pDistanceGuard: null for none.
 /// pOriginal: a copy of the surface as it is now, to fit the result to it; null for no fit.
 void runOnce(Reduced& reduced, const ReduceOptions& options, CollapseGuard* pDistanceGuard, const FlatSurface* pOriginal) {
     SurfaceReducer::Rules rules;
@@ -103,23 +91,36 @@ Reduced reduceFreely(std::unique_ptr<FlatSurface> pSurface, const ReduceOptions&
     return reduced;
 }
 
-/// The larger one of both directions, if it is within the limit.
-std::optional<double> distanceBetween(const FlatSurface& one, const FlatSurface& two, double limit) {
-    const std::vector<TrianglePlaces> vOne = placesOf(one), vTwo = placesOf(two);
-    const auto there = distanceBound(vOne, TriangleTree(vTwo), limit);
-    if (!there) return std::nullopt;
-    const auto back = distanceBound(vTwo, TriangleTree(vOne), limit);
-    if (!back) return std::nullopt;
-    return std::max(*there, *back);
-}
+/// A surface to which others are compared.
+class Measure {
+public:
+    /// surface: only referred to.
+    explicit Measure(const FlatSurface& theSurface) : surface(theSurface) {}
+
+    /// The larger one of the distances in both directions, proved, if it is within the limit.
+    std::optional<double> distanceTo(const FlatSurface& other, double limit) {
+        if (!tree) tree.emplace(placesOf(surface));
+        const TriangleTree otherTree(placesOf(other));
+        const auto there = distanceBound(tree->triangles(), otherTree, limit);
+        if (!there) return std::nullopt;
+        const auto back = distanceBound(otherTree.triangles(), *tree, limit);
+        if (!back) return std::nullopt;
+        return std::max(*there, *back);
+    }
+
+private:
+    const FlatSurface& surface;
+    std::optional<TriangleTree> tree;  // made when it is needed first, which most often is the only time
+};
 
 /// With a limit to the distance, which is proved; as a last resort the surface as it was.
 Reduced reduceWithin(const FlatSurface& original, const ReduceOptions& options, double maxDistance) {
+    Measure measure(original);
     for (const double part : SAMPLE_LIMITS) {
         Reduced reduced{std::make_unique<FlatSurface>(original), {}, -1.0};
-        DistanceGuard guard(*reduced.pSurface, part * maxDistance);
+        DistanceGuard guard(*reduced.pSurface, original, part * maxDistance);
         runOnce(reduced, options, &guard, options.bFit ? &original : nullptr);
-        const auto proved = distanceBetween(original, *reduced.pSurface, std::max(maxDistance, ROUNDING));
+        const auto proved = measure.distanceTo(*reduced.pSurface, std::max(maxDistance, ROUNDING));
         if (!proved) continue;
         reduced.distance = *proved;
         return reduced;
@@ -147,11 +148,11 @@ ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options) {
     ASSEX(pRMesh!=NULL);
     ReduceReport report;
     report.numBefore = report.numAfter = pRMesh->getNumT();
-    if (!isValid(options) || !isFinite(*pRMesh)) return report;
+    if (!isValid(options) || !hasFiniteCorners(*pRMesh)) return report;
     if (options.maxDistance > 0.0) report.distance = 0.0;
     if (options.numTriangles >= report.numBefore) return report;
     OwnRun run(progressForShapeReduce());
-    std::unique_ptr<FlatSurface> pOriginal = manifoldSurface(*pRMesh, report.bMadeManifold);
+    std::unique_ptr<FlatSurface> pOriginal = manifoldSurface(*pRMesh, options.bNoCrossings, report.bMadeManifold);
     Reduced reduced = options.maxDistance > 0.0 ? reduceWithin(*pOriginal, options, options.maxDistance * pOriginal->scale())
                                                 : reduceFreely(std::move(pOriginal), options);
     if (options.maxDistance > 0.0)
@@ -159,7 +160,7 @@ ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options) {
     std::unique_ptr<RMesh> pReduced = meshOf(*reduced.pSurface, reduced.vMoved, pRMesh->getSideLen());
     report.numAfter = pReduced->getNumT();
     run.close();
-    replace(*pMesh, std::move(pReduced));
+    install(std::move(pReduced), *pMesh);
     return report;
 }
 
@@ -189,9 +190,9 @@ SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options) {
     RMesh* pRMesh = pMesh->getRMesh();
     ASSEX(pRMesh!=NULL);
     SmoothReport report;
-    if (!isValid(options) || options.numRounds < 1 || !isFinite(*pRMesh)) return report;
+    if (!isValid(options) || options.numRounds < 1 || !hasFiniteCorners(*pRMesh)) return report;
     OwnRun run(progressForShapeSmoothing());
-    const std::unique_ptr<FlatSurface> pSurface = manifoldSurface(*pRMesh, report.bMadeManifold);
+    const std::unique_ptr<FlatSurface> pSurface = manifoldSurface(*pRMesh, false, report.bMadeManifold);
     const std::vector<Vector3> vBefore = pSurface->vPlace;
     SurfaceSmoother smoother(*pSurface, options.bKeepBorders);
     if (options.method == SmoothMethod::TAUBIN)
@@ -205,7 +206,7 @@ SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options) {
         vMoved[v] = (pSurface->vPlace[v] - vBefore[v]).isDegenerate() ? 0 : 1;
     std::unique_ptr<RMesh> pSmooth = meshOf(*pSurface, vMoved, pRMesh->getSideLen());
     run.close();
-    replace(*pMesh, std::move(pSmooth));
+    install(std::move(pSmooth), *pMesh);
     return report;
 }
 

@@ -8,9 +8,9 @@
 
 namespace TARN_KEL {
 
-DistanceGuard::DistanceGuard(const FlatSurface& theSurface, double maxDistance)
+DistanceGuard::DistanceGuard(const FlatSurface& theSurface, const FlatSurface& theOriginal, double maxDistance)
     : surface(theSurface),
-      original(theSurface),
+      original(theOriginal),
       sqLimit(maxDistance * maxDistance),
       vOnBorder(theSurface.numVertices(), 0),
       vFirst(theSurface.numTriangles(), FlatSurface::NONE),

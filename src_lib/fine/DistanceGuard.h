@@ -17,9 +17,9 @@ class DistanceGuard : public CollapseGuard {
 public:
     using Index = FlatSurface::Index;
 
-    /// surface: in its original state; referred to, and changed by the caller as it likes between the calls.
-    /// maxDistance: in the units of the surface, above 0. Cost: O(n), 60 bytes for each triangle.
-    DistanceGuard(const FlatSurface& surface, double maxDistance);
+    /// surface: a copy of the original, which is changed between the calls. Both are referred to.
+    /// maxDistance: in the units of the surface, above 0. Cost: O(n), 7 bytes for each triangle.
+    DistanceGuard(const FlatSurface& surface, const FlatSurface& original, double maxDistance);
 
     bool allows(const Collapse& collapse) override;
     void accept() override;
@@ -27,9 +27,8 @@ public:
 private:
     struct NewTriangle {
         Index triangle;
-        Vector3 next, previous;  // the corners behind the moved one
-        bool bFarBorder, bNextBorder,
-            bPreviousBorder;  // its sides opposite the moved corner, and those to next and previous
+        Vector3 next, previous;                         // the corners behind the moved one
+        bool bFarBorder, bNextBorder, bPreviousBorder;  // its sides opposite the moved corner, to next, and to previous
     };
     struct Home {
         Index sample, triangle;
@@ -39,7 +38,7 @@ private:
     bool isNearOriginal(const Vector3& place) const;
 
     const FlatSurface& surface;
-    const FlatSurface original;
+    const FlatSurface& original;
     const double sqLimit;
     std::vector<char> vOnBorder;            // of the original, per vertex
     std::vector<Index> vFirst, vFollowing;  // the lists: per triangle the first sample; per sample the next one

@@ -40,7 +40,7 @@ double sqDistance(const Vector3& place, const TrianglePlaces& t) {
     return std::min({sqDistance(place, t[0], t[1]), sqDistance(place, t[1], t[2]), sqDistance(place, t[2], t[0])});
 }
 
-TriangleTree::TriangleTree(const std::vector<TrianglePlaces>& vTriangle) : vPlaces(vTriangle), vOrder(vTriangle.size()) {
+TriangleTree::TriangleTree(std::vector<TrianglePlaces> vTriangle) : vPlaces(std::move(vTriangle)), vOrder(vPlaces.size()) {
     if (vPlaces.empty()) return;
     std::iota(vOrder.begin(), vOrder.end(), 0U);
     vNode.reserve(vPlaces.size());

@@ -32,8 +32,8 @@ struct NearestTriangle {
 /// four. A tree may be queried by several threads at once. The same triangles in the same order give the same answers.
 class TriangleTree {
 public:
-    /// The triangles are copied; places are finite. At most 2^32 - 1. Cost: O(n log n).
-    explicit TriangleTree(const std::vector<TrianglePlaces>& vTriangle);
+    /// Places are finite. At most 2^32 - 1 triangles. Cost: O(n log n).
+    explicit TriangleTree(std::vector<TrianglePlaces> vTriangle);
 
     /// The nearest triangle; of several the one that is met first. None without triangles, or when known is as near.
     /// known: a triangle from which to start, which is the answer when none is nearer; a near one saves time.
@@ -41,6 +41,8 @@ public:
     NearestTriangle nearest(const Vector3& place, const NearestTriangle& known = {}) const;
 
     const TrianglePlaces& triangle(std::size_t position) const { return vPlaces[position]; }
+    /// In the order in which they were passed.
+    const std::vector<TrianglePlaces>& triangles() const { return vPlaces; }
 
 private:
     struct Node {

@@ -19,7 +19,9 @@ CrumpledRim::CrumpledRim(RMesh& theMesh, const std::vector<Point3*>& vRim) : mes
 /// Every triangle at the loop has a corner there. So a side without one belongs to one of them and to one that stays, or to
 /// two of them.
 void CrumpledRim::findWideRim(const std::vector<Point3*>& vRim) {
-    const auto isOnRim = [&](const Point3* p) { return std::find(vRim.begin(), vRim.end(), p) != vRim.end(); };
+    std::vector<const Point3*> vSorted(vRim.begin(), vRim.end());
+    std::sort(vSorted.begin(), vSorted.end());
+    const auto isOnRim = [&](const Point3* p) { return std::binary_search(vSorted.begin(), vSorted.end(), p); };
     std::map<Side, int> mCount;
     for (const RTriangle* pRT : vRT)
         for (int i = 0; i < 3; ++i) {

@@ -5,6 +5,7 @@
 #include <numeric>
 
 #include "flood.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -139,10 +140,9 @@ bool SheetParter::isWrongWayRound(const Sheet& sheet) const {
     }
     double volume = 0.0;
     const Point3& origin = *sheet.vT.front()->aCorners[0];
-    for (const RTriangle* pRT : sheet.vT) {
-        const Vector3 a = *pRT->aCorners[0] - origin, b = *pRT->aCorners[1] - origin, c = *pRT->aCorners[2] - origin;
-        volume += (sheets.isTurned(pRT) ? -1.0 : 1.0) * (crossProduct(a, b) * c);
-    }
+    for (const RTriangle* pRT : sheet.vT)
+        volume += (sheets.isTurned(pRT) ? -1.0 : 1.0) *
+                  orientation3(*pRT->aCorners[0], *pRT->aCorners[1], *pRT->aCorners[2], origin);
     return volume < 0.0;
 }
 

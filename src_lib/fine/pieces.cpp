@@ -5,6 +5,7 @@
 
 #include "PieceAreas.h"
 #include "RMesh.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -18,12 +19,6 @@ std::vector<RTriangle*> aliveTriangles(const RMesh& mesh) {
 
 PieceAreas::Piece pieceOf(const RTriangle* pRT, const RMesh& mesh, PieceAreas& pieces) {
     return pieces.pieceAt(mesh.getVtxIndex(pRT->getCorner(0)));
-}
-
-/// Six times the volume of the tetrahedron between a triangle and a place; positive when the triangle faces away from it.
-double volumeOver(const RTriangle* pRT, const Point3& place) {
-    const Vector3 a = *pRT->getCorner(0) - place, b = *pRT->getCorner(1) - place, c = *pRT->getCorner(2) - place;
-    return crossProduct(a, b) * c;
 }
 
 }  // namespace
@@ -54,7 +49,7 @@ std::size_t turnOutward(RMesh& mesh) {
         if (pRE->getDegree() == 1) vOpen[pieces.pieceAt(mesh.getVtxIndex(pRE->getVtx0()))] = true;
     for (const RTriangle* pRT : vRT) {
         const PieceAreas::Piece piece = pieceOf(pRT, mesh, pieces);
-        vVolume[piece] += volumeOver(pRT, *mesh.getVtx(piece));
+        vVolume[piece] += orientation3(*pRT->getCorner(0), *pRT->getCorner(1), *pRT->getCorner(2), *mesh.getVtx(piece));
     }
     std::size_t numTurned = 0;
     for (RTriangle* pRT : vRT) {

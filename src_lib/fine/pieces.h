@@ -26,8 +26,7 @@ struct HoleLimits {
 };
 
 /// Closes holes as RTop::fillHoles does; with bKeepManifold, pinholes with folded rims, too (CrumpledRim). The pieces are
-/// judged as they are before. A hole stays open when the mesh has a
-/// watch that forbids the new triangles.
+/// judged as they are before. A hole stays open when the mesh has a watch that forbids the new triangles.
 /// bKeepManifold: as for RTop::fillHoles.
 /// Returns the number of closed holes. Cost: O(n log n).
 int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold);

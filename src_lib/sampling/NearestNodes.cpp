@@ -36,11 +36,6 @@ struct NearestNodes::Search {
     }
 };
 
-void NearestNodes::Box::include(const Vector3& boxLow, const Vector3& boxHigh) {
-    low = {std::min(low.x(), boxLow.x()), std::min(low.y(), boxLow.y()), std::min(low.z(), boxLow.z())};
-    high = {std::max(high.x(), boxHigh.x()), std::max(high.y(), boxHigh.y()), std::max(high.z(), boxHigh.z())};
-}
-
 NearestNodes::NearestNodes(const SampleNodes& nodes) : vRank(nodes.size()) {
     std::vector<std::pair<CCD, NodeId>> vOrder(nodes.size());
     for (std::size_t i = 0; i < nodes.size(); ++i)
@@ -51,19 +46,19 @@ NearestNodes::NearestNodes(const SampleNodes& nodes) : vRank(nodes.size()) {
         vRank[node] = static_cast<NodeId>(vPlace.size());
         vPlace.push_back({nodes.vPlace[node], node});
     }
-    const auto groupsOf = [](const auto& vMember, const auto& lowOf, const auto& highOf) {
-        std::vector<Box> vBox;
+    const auto groupsOf = [](const auto& vMember, const auto& widenBy) {
+        std::vector<Bbox3> vBox;
         for (std::size_t i = 0; i < vMember.size(); ++i) {
-            if (i % GROUP == 0) vBox.push_back({lowOf(vMember[i]), highOf(vMember[i])});
-            vBox.back().include(lowOf(vMember[i]), highOf(vMember[i]));
+            if (i % GROUP == 0) vBox.emplace_back();
+            widenBy(vMember[i], vBox.back());
         }
         return vBox;
     };
-    const auto placeOf = [](const Place& place) { return place.place; };
-    if (!vPlace.empty()) vLevels.push_back(groupsOf(vPlace, placeOf, placeOf));
+    const auto byPlace = [](const Place& p, Bbox3& box) { box.widen(p.place.x(), p.place.y(), p.place.z()); };
+    const auto byBox = [](const Bbox3& inside, Bbox3& box) { box.widen(inside); };
+    if (!vPlace.empty()) vLevels.push_back(groupsOf(vPlace, byPlace));
     while (!vLevels.empty() && vLevels.back().size() > 1)
-        vLevels.push_back(groupsOf(
-            vLevels.back(), [](const Box& box) { return box.low; }, [](const Box& box) { return box.high; }));
+        vLevels.push_back(groupsOf(vLevels.back(), byBox));
 }
 
 void NearestNodes::offerGroup(std::size_t group, Search& search) const {
@@ -90,10 +85,11 @@ void NearestNodes::find(NodeId node, std::size_t count, std::vector<NearNode>& v
             offerGroup(open.box, search);
             continue;
         }
-        const std::vector<Box>& vInside = vLevels[open.level - 1];
+        const Vector3& centre = search.centre;
+        const std::vector<Bbox3>& vInside = vLevels[open.level - 1];
         const std::size_t first = numOpen, end = std::min((open.box + 1) * GROUP, vInside.size());
         for (std::size_t i = open.box * GROUP; i < end; ++i) {
-            const double sqDistance = vInside[i].sqDistance(search.centre);
+            const double sqDistance = vInside[i].sqDistance(centre.x(), centre.y(), centre.z());
             if (search.isWithin(sqDistance)) stack[numOpen++] = {sqDistance, open.level - 1, i};
         }
         std::sort(stack.begin() + static_cast<std::ptrdiff_t>(first), stack.begin() + static_cast<std::ptrdiff_t>(numOpen),

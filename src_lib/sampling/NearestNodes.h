@@ -12,6 +12,7 @@
 #include "NeighbourWalk.h"
 #include "gapLimits.h"
 #include "sampleNodes.h"
+#include "tarn_locate3/Bbox3.h"
 
 namespace TARN_KEL {
 
@@ -50,19 +51,8 @@ public:
 private:
     static constexpr std::size_t GROUP = 16;
 
-    struct Box {
-        Vector3 low, high;
+    using Bbox3 = TARN_LOCATE3::Bbox3;
 
-        void include(const Vector3& boxLow, const Vector3& boxHigh);
-        double sqDistance(const Vector3& place) const {
-            const auto beyond = [](double from, double to, double at) {
-                return std::max(std::max(from - at, at - to), 0.0);
-            };
-            const double x = beyond(low.x(), high.x(), place.x()), y = beyond(low.y(), high.y(), place.y()),
-                         z = beyond(low.z(), high.z(), place.z());
-            return x * x + y * y + z * z;
-        }
-    };
     struct Place {
         Vector3 place;
         NodeId node;
@@ -71,9 +61,9 @@ private:
 
     void offerGroup(std::size_t group, Search& search) const;
 
-    std::vector<Place> vPlace;              // in Morton order
-    std::vector<NodeId> vRank;              // of each node in that order
-    std::vector<std::vector<Box>> vLevels;  // of groups of places first; the last has one box; none without nodes
+    std::vector<Place> vPlace;                // in Morton order
+    std::vector<NodeId> vRank;                // of each node in that order
+    std::vector<std::vector<Bbox3>> vLevels;  // boxes of groups of places first; the last has one box; none without nodes
 };
 
 /// The same for nodes in ascending order, several times as fast on sheets: the cells around a node come first, and the tree

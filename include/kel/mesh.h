@@ -79,7 +79,8 @@ using MeshPtr = std::shared_ptr<Mesh>;
 /// @param pMesh  the mesh
 /// @return the number of pairs
 /// @throws KelBugException when pMesh is null
-/// @cost O(n log n) where each triangle is near few others; uses all threads, and some 150 bytes per triangle
+/// @cost O(n log n) where each triangle is near few others; O(k^2) for a vertex of k triangles. Uses all threads, and some
+///       150 bytes per triangle
 std::size_t countSelfIntersections(MeshPtr pMesh);
 
 /// The same, and lists the pairs.

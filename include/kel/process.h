@@ -72,8 +72,8 @@ struct KeepOptions {
 ///
 /// @param pMesh  the mesh
 /// @return the number of those that are left
-/// @cost as countSelfIntersections(); where there are any, about half as much again, and a fixed number of attempts for each,
-///       which cost O(k^2) at a vertex of k triangles
+/// @cost as countSelfIntersections(); where there are any, about half as much again, and some 0.2 ms for each; more, O(k^2),
+///       at a vertex of k triangles
 std::size_t removeSelfIntersections(MeshPtr pMesh);
 
 // ---- Fewer triangles, better triangles ----------------------------------------------------------------------------------

@@ -36,6 +36,10 @@ inline double relativeHeight(const Vector3& a, const Vector3& b) {
 /// makes one.
 constexpr double FLAT_HEIGHT = 1e-6;
 inline bool isFlat(const Vector3& a, const Vector3& b) {
+    // Well above the limit squares decide: no root for nearly all triangles.
+    constexpr double SURE = 4.0 * FLAT_HEIGHT * FLAT_HEIGHT;
+    const double square = std::max({a.sqLength(), b.sqLength(), (b - a).sqLength()});
+    if (square > 1e-100 && square < 1e100 && crossProduct(a, b).sqLength() > SURE * square * square) return false;
     return !(relativeHeight(a, b) > FLAT_HEIGHT);
 }
 

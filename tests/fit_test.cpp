@@ -250,17 +250,30 @@ TEST(Fit, takesAnyMesh) {
 
 TEST(Fit, leavesTheMeshWhenItsListenerThrows) {
     const CoutSilence silence;
+    struct Counter : Hearer {
+        explicit Counter(std::size_t theMost) : most(theMost) {}
+        void update(const std::string& name, double fraction) override {
+            Hearer::update(name, fraction);
+            if (vName.size() == most) throw most;
+        }
+        std::size_t most;
+    };
     const Cloud cloud = cloudOf({"sphere"}, 3000);
-    for (const double limit : {0.0, 0.5, 0.999}) {  // the last one is passed by the end of the run alone
-        const MeshPtr pMesh = unfitted(cloud.vPoints);
-        const Points vBefore = cornersOf(pMesh);
-        Hearer hearer(limit);
-        subscribe(&hearer);
-        EXPECT_THROW(fit(pMesh, cloud.vPoints), double) << limit;
-        unsubscribe();
-        EXPECT_TRUE(limit < 0.9 || hearer.vFraction.back() == 1.0);
-        EXPECT_EQ(cornersOf(pMesh), vBefore) << limit;
+    const MeshPtr pMesh = unfitted(cloud.vPoints);
+    const Points vBefore = cornersOf(pMesh);
+    const auto fitHeardBy = [&](Counter& counter, const MeshPtr& pAny) {
+        subscribe(&counter);
+        fit(pAny, cloud.vPoints);
+    };
+    Counter counter(0);
+    fitHeardBy(counter, unfitted(cloud.vPoints));
+    const std::size_t numReports = counter.vName.size();
+    for (const std::size_t most : {std::size_t{1}, numReports / 2, numReports}) {  // the last one tells of the end
+        Counter thrower(most);
+        EXPECT_THROW(fitHeardBy(thrower, pMesh), std::size_t) << most;
+        EXPECT_EQ(cornersOf(pMesh), vBefore) << most;
     }
+    unsubscribe();
 }
 
 // ---- Parts

@@ -22,8 +22,8 @@ struct ReduceOptions {
     bool bKeepBorders = false;   ///< Border vertices stay as they are; with false they are reduced along the border.
     bool bKeepFeatures = false;  ///< Folds above featureAngle stay: they are only reduced along themselves.
     double featureAngle = 40.0;  ///< Degrees between the normals of two triangles, from 0 to 180.
-    /// Nothing makes more triangles pass through each other, see countSelfIntersections(): a mesh without self-intersections
-    /// gets none. Takes up to ten times as long.
+    /// No collapse makes more triangles pass through each other, see countSelfIntersections(): a manifold mesh without
+    /// self-intersections gets none. Another mesh is made manifold with bNoCrossings, too. Takes up to ten times as long.
     bool bNoCrossings = false;
     /// At the end vertices move once more to where they fit best on the whole; with bMoveVertices false they are exchanged
     /// for other vertices of the mesh. The mean distance is mostly 5 to 15% less. Takes up to six times as long.

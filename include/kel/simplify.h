@@ -54,8 +54,7 @@ struct ReduceReport {
 /// @param options  the targets; without any, with one that is no number or below 0, and with a coordinate in the mesh that
 ///                 isn't finite, there is a warning and nothing is done
 /// @return what was done
-/// @cost O(n log n); with maxDistance up to thirty times as long. Some 155 bytes for each triangle while it runs, or 310
-/// where
+/// @cost O(n log n); with maxDistance up to thirty times as long. Some 155 bytes for each triangle while it runs, 310 when
 ///       most of them remain; 250 with maxDistance or bNoCrossings, 350 with bFit, and up to 470 with all three
 ReduceReport reduce(MeshPtr pMesh, const ReduceOptions& options);
 

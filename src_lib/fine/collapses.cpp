@@ -16,6 +16,8 @@ namespace TARN_KEL {
 namespace {
 
 constexpr double NO_TURN_YET = 361.0;
+// With a watch, a vertex of k triangles costs O(k^2) for each of its k edges, and again for each flat triangle there.
+constexpr std::size_t MAX_MOVING = 64;
 
 /// The largest turn of a normal when p moves to newPos, as far as it is below the limit.
 double largestTurn(const std::vector<RTriangle*>& vIncT, const Point3* p, const Point3& newPos, double limit) {
@@ -56,6 +58,7 @@ Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold) {
         if (bKeepManifold && !canCollapseManifold(mesh, pSrc, pTrg)) return false;
         return mesh.pWatch == nullptr || mesh.pWatch->allowsCollapse(pSrc, pTrg);
     };
+    const bool bMayFail = bKeepManifold || mesh.pWatch != nullptr;
     double bestDev = NO_TURN_YET;
     const REdge* pBestRE = nullptr;
     Point3* pBestSrc = nullptr;
@@ -63,6 +66,7 @@ Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold) {
         std::vector<RTriangle*> vIncT;
         mesh.getIncidentT(p, vIncT);
         ASSEX(!vIncT.empty());
+        if (bMayFail && vIncT.size() > MAX_MOVING) continue;
         std::vector<REdge*> vIncRE;
         mesh.getIncidentRE(p, vIncRE);
         ASSEX(!vIncRE.empty());
@@ -71,7 +75,7 @@ Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold) {
             if (bestDev > dev && mayCollapse(p, *pRE)) std::tie(bestDev, pBestRE, pBestSrc) = std::tuple(dev, pRE, p);
         }
     }
-    if ((bKeepManifold || mesh.pWatch != nullptr) && pBestRE == nullptr) return nullptr;
+    if (bMayFail && pBestRE == nullptr) return nullptr;
     ASSEX(pBestRE!=NULL);
     ASSEX(pBestSrc!=NULL);
     Point3* pTrg = pBestRE->getOtherPoint(pBestSrc);

@@ -18,8 +18,9 @@ bool canCollapseManifold(const RMesh& mesh, const Point3* pSrc, const Point3* pT
 
 /// Of the edges at the corners of a triangle, collapses the one that turns the normals around the corner least.
 /// bKeepManifold: only a collapse that canCollapseManifold allows. Nor does one happen that the mesh's watch forbids.
+/// With either, a corner of more than 64 triangles doesn't move.
 /// Returns the vertex that remains; null, with nothing changed, when none is allowed.
-/// Cost: O(k^2) at worst for k triangles at the corners.
+/// Cost: O(k^2) at worst for k triangles at the corners; O(k log k) where no corner of many may move.
 Point3* collapseCheapest(RMesh& mesh, const RTriangle& rt, bool bKeepManifold);
 
 }  // namespace TARN_KEL

@@ -23,7 +23,7 @@ constexpr double WEAK_CHARGE = 10.0;  // how many times a charge counts in addit
 constexpr double STEP_APART = 0.1;    // side lengths
 
 /// The cached normal, or the one that would be cached.
-Vector3 normalOf(const RTriangle& rt, bool& bOK) {
+Vector3 unitNormalOf(const RTriangle& rt, bool& bOK) {
     if (rt.nnv.isDegenerate()) return getNormalVector(*rt.aCorners[0], *rt.aCorners[1], *rt.aCorners[2], bOK);
     bOK = rt.nnv.isNV();
     return rt.nnv;
@@ -35,14 +35,14 @@ Vector3 normalBehind(const RTriangle& rt, bool bTurned, const REdge& side, bool&
     bOK = false;
     const RTriangle* pNeigT = side.getUniqueOtherTriangle(&rt);
     if (pNeigT == nullptr) return {};
-    const Vector3 normal = normalOf(*pNeigT, bOK);
+    const Vector3 normal = unitNormalOf(*pNeigT, bOK);
     return rt.needFlip(pNeigT) != bTurned ? -normal : normal;
 }
 
 }  // namespace
 
 bool getAgreeingNormals(const REdge& edge, Vector3& normal0, Vector3& normal1) {
-    return agreeingNormals<RTriangle>(edge, normalOf, normal0, normal1);
+    return agreeingNormals<RTriangle>(edge, unitNormalOf, normal0, normal1);
 }
 
 FlipQuad::FlipQuad(const REdge& edge, RTriangle* pT0_, RTriangle* pT1_) : pT0(pT0_), pT1(pT1_) {

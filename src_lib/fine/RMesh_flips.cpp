@@ -27,7 +27,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MIN_CHUNK = 100;  // edges
+constexpr std::size_t MIN_FLIP_CHUNK = 100;  // edges
 /// One of them is counted: a search is a fifth of its step until that is marked as done.
 constexpr std::size_t STEPS_PER_TASK = 5;
 
@@ -53,7 +53,7 @@ void RMesh::getEdgeFlipCandidates_MT(const std::vector<REdge*>& vInRE, double mi
         if (pRT->bAlive) pRT->getNNV(bOK);
     });
 
-    const std::size_t chunk = std::max(n / static_cast<std::size_t>(std::max(numProcessors(), 1)), MIN_CHUNK);
+    const std::size_t chunk = std::max(n / static_cast<std::size_t>(std::max(numProcessors(), 1)), MIN_FLIP_CHUNK);
     std::vector<std::function<void(int)>> vTask;
     for (std::size_t from = 0; from < n; from += chunk)
         vTask.emplace_back([&, from](int threadId) {

@@ -30,6 +30,7 @@ struct FitReport {
     std::size_t numFlips = 0;      ///< Edges flipped.
     std::size_t numSplits = 0;     ///< Edges split on a crease; each adds a vertex and two triangles.
     std::size_t numUnfolded = 0;   ///< Vertices moved to smooth folds.
+    std::size_t numUntangled = 0;  ///< Vertices moved since triangles passed through each other.
     double meanMove = 0.0;         ///< Of the vertices that were there before.
     double maxMove = 0.0;          ///< The largest of their moves.
 };

@@ -66,6 +66,7 @@ std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& 
     report.numFlips = surface.counts.numFlips;
     report.numSplits = surface.counts.numSplits;
     report.numUnfolded = surface.counts.numUnfolded;
+    report.numUntangled = surface.counts.numUntangled;
     measureMoves(vPlace, surface.vVertex, report);
     return meshOf(surface, mesh.getSideLen());
 }

@@ -23,12 +23,12 @@ struct NearestPoints {
     std::array<double, N> sqDistances;
     std::array<FitIndex, N> indices;
 
-    NearestPoints(const FitPoints& points, const PointGrid& grid, const Vector3& place, const Vector3& side) {
+    NearestPoints(const FitPoints& points, const PointGrid& grid, const Vector3& place, const SurfaceSide& side) {
         for (double radius = 1.2; radius < 3.0; radius *= 1.6) {
             sqDistances.fill(std::numeric_limits<double>::max());
             indices.fill(NO_INDEX);
             grid.visitWithin(place, radius, [&](FitIndex j, double sqDistance) {
-                if (sqDistance < sqDistances.back() && points.vNormal[j] * side >= OTHER_SIDE) enter(j, sqDistance);
+                if (sqDistance < sqDistances.back() && points.isSeenFrom(side, j)) enter(j, sqDistance);
             });
             if (indices.back() != NO_INDEX) return;
         }
@@ -46,32 +46,14 @@ private:
     }
 };
 
-double sqDistanceToSegment(const Vector3& p, const Vector3& a, const Vector3& b) {
-    const Vector3 along = b - a;
-    const double squares = along.sqLength();
-    const double t = squares > 0.0 ? std::clamp((p - a) * along / squares, 0.0, 1.0) : 0.0;
-    return (p - a - along * t).sqLength();
-}
-
-double sqDistanceToTriangle(const Vector3& p, const Vector3& a, const Vector3& b, const Vector3& c) {
-    const Vector3 n = areaVector(a, b, c);
-    const bool bInside = crossProduct(b - a, p - a) * n >= 0.0 && crossProduct(c - b, p - b) * n >= 0.0 &&
-                         crossProduct(a - c, p - c) * n >= 0.0;
-    if (n.sqLength() > 0.0 && bInside) {
-        const double height = n * (p - a);
-        return height * height / n.sqLength();
-    }
-    return std::min({sqDistanceToSegment(p, a, b), sqDistanceToSegment(p, b, c), sqDistanceToSegment(p, c, a)});
-}
-
 }  // namespace
 
-double leastHeight(const Vector3& a, const Vector3& b, const Vector3& c) {
-    const double longest = std::max({(b - a).sqLength(), (c - b).sqLength(), (a - c).sqLength()});
-    return longest > 0.0 ? std::sqrt(areaVector(a, b, c).sqLength() / longest) : 0.0;
+double leastHeight(const TrianglePlaces& t) {
+    const double longest = std::max({(t[1] - t[0]).sqLength(), (t[2] - t[1]).sqLength(), (t[0] - t[2]).sqLength()});
+    return longest > 0.0 ? std::sqrt(areaVector(t).sqLength() / longest) : 0.0;
 }
 
-FitGuard::Corners FitGuard::cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const {
+TrianglePlaces FitGuard::cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const {
     const auto at = [&](FitIndex corner) -> const Vector3& { return corner == vertex ? there : fitMesh.place(corner); };
     const FitTriangle& c = fitMesh.corners(t);
     return {at(c[0]), at(c[1]), at(c[2])};
@@ -84,13 +66,13 @@ bool FitGuard::mayMove(FitIndex vertex, const Vector3& to) const {
 }
 
 bool FitGuard::staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const {
-    const Corners now = cornersWith(t, vertex, fitMesh.place(vertex)), then = cornersWith(t, vertex, to);
-    const double heightNow = leastHeight(now.a, now.b, now.c), heightThen = leastHeight(then.a, then.b, then.c);
+    const TrianglePlaces now = cornersWith(t, vertex, fitMesh.place(vertex)), then = cornersWith(t, vertex, to);
+    const double heightNow = leastHeight(now), heightThen = leastHeight(then);
     if (heightThen < minHeight() && heightThen < heightNow) return false;
-    const Vector3 former = areaVector(now.a, now.b, now.c), moved = areaVector(then.a, then.b, then.c);
+    const Vector3 former = areaVector(now), moved = areaVector(then);
     if (!(moved.sqLength() > 0.0)) return false;
     if (heightNow > minHeight() && cosineOf(former, moved) < TURNED &&
-        !agreesWithPoints(then.a, then.b, then.c, vVertexNormal[vertex]))
+        !agreesWithPoints(then, vertexSides.of(vertex)))
         return false;
     return !foldsAnew(t, vertex, to, former, moved);
 }
@@ -99,28 +81,32 @@ bool FitGuard::foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const V
     for (int k = 0; k < 3; ++k) {
         const FitIndex other = fitMesh.neighbour(t, k);
         if (other == NO_INDEX) continue;
-        const Corners then = cornersWith(other, vertex, to);
-        const double cosine = cosineOf(moved, areaVector(then.a, then.b, then.c));
-        if (cosine < FOLD && cosine < cosineOf(former, fitMesh.areaVectorOf(other))) return true;
+        const Vector3 over = areaVector(cornersWith(other, vertex, to));
+        if (isNewFold(cosineOf(moved, over), cosineOf(former, fitMesh.areaVectorOf(other)))) return true;
     }
     return false;
 }
 
-bool FitGuard::mayReplace(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& former,
-                          const Vector3& side) const {
-    return cosineOf(areaVector(a, b, c), former) >= NEW_TURNED || agreesWithPoints(a, b, c, side);
+bool FitGuard::mayReplace(const TrianglePlaces& t, const Vector3& former, const SurfaceSide& side) const {
+    return cosineOf(areaVector(t), former) >= NEW_TURNED || agreesWithPoints(t, side);
 }
 
-bool FitGuard::agreesWithPoints(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& side) const {
-    const Vector3 n = areaVector(a, b, c);
+bool FitGuard::foldsOver(FitIndex neighbour, const Vector3& areaNow, const Vector3& areaThen) const {
+    if (neighbour == NO_INDEX) return false;
+    const Vector3 over = fitMesh.areaVectorOf(neighbour);
+    return isNewFold(cosineOf(over, areaNow), cosineOf(over, areaThen));
+}
+
+bool FitGuard::agreesWithPoints(const TrianglePlaces& t, const SurfaceSide& side) const {
+    const Vector3 n = areaVector(t);
     const double length = n.length();
     if (!(length > 0.0)) return false;
-    const NearestPoints<4> nearest(fitPoints, pointGrid, (a + b + c) / 3.0, side);
+    const NearestPoints<4> nearest(fitPoints, pointGrid, (t[0] + t[1] + t[2]) / 3.0, side);
     return std::any_of(nearest.indices.begin(), nearest.indices.end(),
                        [&](FitIndex j) { return j != NO_INDEX && fitPoints.vNormal[j] * n > AGREES * length; });
 }
 
-double FitGuard::distanceToPoints(const Vector3& place, const Vector3& side) const {
+double FitGuard::distanceToPoints(const Vector3& place, const SurfaceSide& side) const {
     double least = -1.0;
     for (const FitIndex j : NearestPoints<3>(fitPoints, pointGrid, place, side).indices) {
         if (j == NO_INDEX) continue;
@@ -133,11 +119,11 @@ double FitGuard::distanceToPoints(const Vector3& place, const Vector3& side) con
 int FitGuard::countBad(FitIndex vertex, const Vector3& there, const Vector3& normal) const {
     int count = 0;
     fitMesh.visitTriangles(vertex, [&](FitIndex t) {
-        const Corners c = cornersWith(t, vertex, there);
-        const Vector3 n = areaVector(c.a, c.b, c.c);
+        const TrianglePlaces c = cornersWith(t, vertex, there);
+        const Vector3 n = areaVector(c);
         if (n.sqLength() == 0.0 || cosineOf(n, normal) < TURNED)
             count += 2;
-        else if (leastHeight(c.a, c.b, c.c) < minHeight())
+        else if (leastHeight(c) < minHeight())
             ++count;
     });
     return count;
@@ -150,18 +136,17 @@ bool FitGuard::isFold(FitIndex t, FitIndex other) const {
 double FitGuard::countFolds(FitIndex vertex, const Vector3& there) const {
     double count = 0.0;
     fitMesh.visitTriangles(vertex, [&](FitIndex t) {
-        const Corners c = cornersWith(t, vertex, there);
-        const Vector3 n = areaVector(c.a, c.b, c.c);
+        const TrianglePlaces c = cornersWith(t, vertex, there);
+        const Vector3 n = areaVector(c);
         if (n.sqLength() == 0.0) {
             count += 3.0;
             return;
         }
-        if (leastHeight(c.a, c.b, c.c) < minHeight()) count += 0.5;
+        if (leastHeight(c) < minHeight()) count += 0.5;
         for (int k = 0; k < 3; ++k) {
             const FitIndex other = fitMesh.neighbour(t, k);
             if (other == NO_INDEX) continue;
-            const Corners o = cornersWith(other, vertex, there);
-            if (cosineOf(n, areaVector(o.a, o.b, o.c)) < COUNTED_FOLD) count += 1.0;
+            if (cosineOf(n, areaVector(cornersWith(other, vertex, there))) < COUNTED_FOLD) count += 1.0;
         }
     });
     return count;
@@ -179,18 +164,16 @@ bool FitGuard::leavesBare(FitIndex vertex, const Vector3& to) const {
     });
     std::sort(vAround.begin(), vAround.end());
     vAround.erase(std::unique(vAround.begin(), vAround.end()), vAround.end());
-    const auto sqDistanceOf = [&](const Vector3& p, const Vector3& there) {
+    const auto distanceOf = [&](const Vector3& p, const Vector3& there) {
         double least = std::numeric_limits<double>::max();
-        for (const FitIndex t : vAround) {
-            const Corners c = cornersWith(t, vertex, there);
-            least = std::min(least, sqDistanceToTriangle(p, c.a, c.b, c.c));
-        }
+        for (const FitIndex t : vAround)
+            least = std::min(least, sqDistance(p, cornersWith(t, vertex, there)));
         return std::sqrt(least);
     };
     bool bBare = false;
     pointGrid.visitWithin(from, std::min(std::sqrt(sqReach), 2.0 * cell), [&](FitIndex j, double) {
-        if (bBare) return;
-        const double now = sqDistanceOf(fitPoints.vFitted[j], from), then = sqDistanceOf(fitPoints.vFitted[j], to);
+        if (bBare || fitPoints.vPiece[j] != vertexSides.vPiece[vertex]) return;
+        const double now = distanceOf(fitPoints.vFitted[j], from), then = distanceOf(fitPoints.vFitted[j], to);
         bBare = then > now && then > std::max(BARE + BARE_BY_NOISE * fitPoints.noise, now + BARER);
     });
     return bBare;

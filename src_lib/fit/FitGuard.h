@@ -1,10 +1,9 @@
 #pragma once
 
-#include <vector>
-
 #include "FitMesh.h"
 #include "FitPoints.h"
 #include "PointGrid.h"
+#include "TriangleTree.h"
 #include "fitLimits.h"
 #include "kel.h"
 
@@ -18,23 +17,24 @@ namespace TARN_KEL {
 /// Refers to all that it is given. The unit of length is the spacing of the points.
 class FitGuard {
 public:
-    /// vNormal: of the vertices, kept up to date by the owner. cellEdge: of the grid that the mesh was made on.
-    FitGuard(const FitMesh& mesh, const FitPoints& points, const PointGrid& grid, const std::vector<Vector3>& vNormal,
-             double cellEdge)
-        : fitMesh(mesh), fitPoints(points), pointGrid(grid), vVertexNormal(vNormal), cell(cellEdge) {}
+    /// sides: of the vertices, kept up to date by the owner. cellEdge: of the grid that the mesh was made on.
+    FitGuard(const FitMesh& mesh, const FitPoints& points, const PointGrid& grid, const VertexSides& sides, double cellEdge)
+        : fitMesh(mesh), fitPoints(points), pointGrid(grid), vertexSides(sides), cell(cellEdge) {}
 
     double getCellEdge() const { return cell; }
 
     /// No triangle becomes a sliver, turns away from both its former normal and the points, or folds over a neighbour.
     bool mayMove(FitIndex vertex, const Vector3& to) const;
-    /// The same for a triangle that takes the place of others, whose mean normal is given: its form and its normal.
-    bool mayReplace(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& former, const Vector3& side) const;
+    /// Whether a triangle that takes the place of others faces the way that they did, by their mean normal, or that the
+    /// points do.
+    bool mayReplace(const TrianglePlaces& t, const Vector3& former, const SurfaceSide& side) const;
+    /// Whether a triangle `now` in the place of `then` folds anew over the neighbour over its edge; NO_INDEX: there is none.
+    bool foldsOver(FitIndex neighbour, const Vector3& areaNow, const Vector3& areaThen) const;
 
-    /// Whether the normal of a triangle agrees within 60 degrees with one of the four points nearest to it. side: the normal
-    /// of the surface there, roughly.
-    bool agreesWithPoints(const Vector3& a, const Vector3& b, const Vector3& c, const Vector3& side) const;
+    /// Whether the normal of a triangle agrees within 60 degrees with one of the four points nearest to it.
+    bool agreesWithPoints(const TrianglePlaces& t, const SurfaceSide& side) const;
     /// The distance of a place from the surface that the three nearest points tell of; -1.0 where none are near.
-    double distanceToPoints(const Vector3& place, const Vector3& side) const;
+    double distanceToPoints(const Vector3& place, const SurfaceSide& side) const;
 
     /// Triangles that would face away from the normal, counted twice, and slivers, if the vertex were there.
     int countBad(FitIndex vertex, const Vector3& there, const Vector3& normal) const;
@@ -46,10 +46,7 @@ public:
 
 private:
     /// The corners of t, one vertex of them moved.
-    struct Corners {
-        Vector3 a, b, c;
-    };
-    Corners cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
+    TrianglePlaces cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
     bool foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const;
     bool staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const;
     double minHeight() const { return LEAST_HEIGHT * cell; }
@@ -57,11 +54,18 @@ private:
     const FitMesh& fitMesh;
     const FitPoints& fitPoints;
     const PointGrid& pointGrid;
-    const std::vector<Vector3>& vVertexNormal;
+    const VertexSides& vertexSides;
     double cell;
 };
 
 /// The least height of a triangle; 0.0 for one without extent.
-double leastHeight(const Vector3& a, const Vector3& b, const Vector3& c);
+double leastHeight(const TrianglePlaces& t);
+inline Vector3 areaVector(const TrianglePlaces& t) {
+    return areaVector(t[0], t[1], t[2]);
+}
+/// Whether two neighbours form a fold with the cosine of their normals `now`, which they didn't, or less so, with `then`.
+inline bool isNewFold(double now, double then) {
+    return now < FOLD && now < then;
+}
 
 }  // namespace TARN_KEL

@@ -3,11 +3,14 @@
 #include <algorithm>
 #include <utility>
 
+#include "geometryFunctions.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
+
+const std::size_t MANY = 64;  // triangles of a vertex; no scan makes more
 
 std::size_t at(int k) {
     return static_cast<std::size_t>(k);
@@ -89,6 +92,13 @@ std::size_t FitMesh::degree(FitIndex vertex) const {
     return count;
 }
 
+bool FitMesh::isHub(FitIndex vertex) const {
+    std::size_t count = 0;
+    for (FitIndex corner = vFirst[vertex]; corner != NO_INDEX && count <= MANY; corner = vNext[corner])
+        ++count;
+    return count > MANY;
+}
+
 bool FitMesh::isAtBorder(FitIndex vertex) const {
     bool bBorder = false;
     visitTriangles(vertex, [&](FitIndex t) {
@@ -143,47 +153,49 @@ void FitMesh::replaceNeighbour(FitIndex t, FitIndex former, FitIndex now, FitInd
     if (k >= 0 && neighbour(t, k) == former) vNeighbour[t][at(k)] = now;
 }
 
-// Triangle t is (a, b, c) and o is (b, a, d): they become (a, d, c) and (d, b, c).
-void FitMesh::flip(FitIndex t, int k) {
-    const FitIndex o = neighbour(t, k);
-    const FitIndex a = vTriangle[t][at(k)], b = vTriangle[t][at(nextCorner(k))];
-    const FitIndex c = thirdCorner(vTriangle[t], a, b), d = thirdCorner(vTriangle[o], a, b);
+FitQuad FitMesh::quadAt(FitIndex t, int k) const {
+    FitQuad q{};
+    q.t = t;
+    q.o = neighbour(t, k);
+    q.a = vTriangle[t][at(k)];
+    q.b = vTriangle[t][at(nextCorner(k))];
+    q.c = thirdCorner(vTriangle[t], q.a, q.b);
+    q.d = thirdCorner(vTriangle[q.o], q.a, q.b);
     const auto overFrom = [&](FitIndex triangle, FitIndex v) {
         return vNeighbour[triangle][slotOf(vTriangle[triangle], v)];
     };
-    const FitIndex overBC = overFrom(t, b), overCA = overFrom(t, c), overAD = overFrom(o, a), overDB = overFrom(o, d);
-    replaceNeighbour(overAD, o, t, a, d);
-    replaceNeighbour(overBC, t, o, b, c);
-    setCorners(t, {a, d, c}, {overAD, o, overCA});
-    setCorners(o, {d, b, c}, {overDB, overBC, t});
+    q.overBC = overFrom(q.t, q.b);
+    q.overCA = overFrom(q.t, q.c);
+    q.overAD = overFrom(q.o, q.a);
+    q.overDB = overFrom(q.o, q.d);
+    return q;
 }
 
-// Triangle t is (a, b, c) and o is (b, a, d): they become (a, v, c) and (v, a, d), and (v, b, c) and (b, v, d) are new.
+// The two triangles become (a, d, c) and (d, b, c).
+void FitMesh::flip(FitIndex t, int k) {
+    const FitQuad q = quadAt(t, k);
+    replaceNeighbour(q.overAD, q.o, q.t, q.a, q.d);
+    replaceNeighbour(q.overBC, q.t, q.o, q.b, q.c);
+    setCorners(q.t, {q.a, q.d, q.c}, {q.overAD, q.o, q.overCA});
+    setCorners(q.o, {q.d, q.b, q.c}, {q.overDB, q.overBC, q.t});
+}
+
+// The two triangles become (a, v, c) and (v, a, d), and (v, b, c) and (b, v, d) are new.
 void FitMesh::split(FitIndex t, int k, const Vector3& place) {
-    const FitIndex o = neighbour(t, k);
-    const FitIndex a = vTriangle[t][at(k)], b = vTriangle[t][at(nextCorner(k))];
-    const FitIndex c = thirdCorner(vTriangle[t], a, b), d = thirdCorner(vTriangle[o], a, b);
-    const auto overFrom = [&](FitIndex triangle, FitIndex v) {
-        return vNeighbour[triangle][slotOf(vTriangle[triangle], v)];
-    };
-    const FitIndex overBC = overFrom(t, b), overCA = overFrom(t, c), overAD = overFrom(o, a), overDB = overFrom(o, d);
+    const FitQuad q = quadAt(t, k);
     const auto v = static_cast<FitIndex>(vPlace.size());
     const auto newT = static_cast<FitIndex>(vTriangle.size()), newO = newT + 1;
     vPlace.push_back(place);
     vFirst.push_back(NO_INDEX);
-    replaceNeighbour(overBC, t, newT, b, c);
-    replaceNeighbour(overDB, o, newO, d, b);
-    setCorners(t, {a, v, c}, {o, newT, overCA});
-    setCorners(o, {v, a, d}, {t, overAD, newO});
-    appendTriangle({v, b, c}, {newO, overBC, t});
-    appendTriangle({b, v, d}, {newT, o, overDB});
+    replaceNeighbour(q.overBC, q.t, newT, q.b, q.c);
+    replaceNeighbour(q.overDB, q.o, newO, q.d, q.b);
+    setCorners(q.t, {q.a, v, q.c}, {q.o, newT, q.overCA});
+    setCorners(q.o, {v, q.a, q.d}, {q.t, q.overAD, newO});
+    appendTriangle({v, q.b, q.c}, {newO, q.overBC, q.t});
+    appendTriangle({q.b, v, q.d}, {newT, q.o, q.overDB});
 }
 
 std::vector<Vector3> FitMesh::smoothNormals() const {
-    const auto toUnit = [](Vector3& n) {
-        const double length = n.length();
-        n = length > 0.0 ? n / length : Vector3();
-    };
     std::vector<Vector3> vSum(vPlace.size());
     for (FitIndex t = 0; t < vTriangle.size(); ++t) {
         const Vector3 area = areaVectorOf(t);
@@ -191,7 +203,7 @@ std::vector<Vector3> FitMesh::smoothNormals() const {
             vSum[v] += area;
     }
     for (Vector3& n : vSum)
-        toUnit(n);
+        n = normalize(n);
     std::vector<Vector3> vSmooth = vSum;
     for (const FitTriangle& c : vTriangle) {
         const Vector3 sum = vSum[c[0]] + vSum[c[1]] + vSum[c[2]];
@@ -199,7 +211,7 @@ std::vector<Vector3> FitMesh::smoothNormals() const {
             vSmooth[v] += sum;
     }
     for (Vector3& n : vSmooth)
-        toUnit(n);
+        n = normalize(n);
     return vSmooth;
 }
 

@@ -30,6 +30,13 @@ inline double cosineOf(const Vector3& a, const Vector3& b) {
     return squares > 0.0 ? a * b / std::sqrt(squares) : 0.0;
 }
 
+/// Two triangles, t = (a, b, c) and o = (b, a, d), and their neighbours over the four outer edges.
+struct FitQuad {
+    FitIndex t, o;
+    FitIndex a, b, c, d;
+    FitIndex overBC, overCA, overAD, overDB;
+};
+
 /// A triangle mesh in plain arrays, for steps that move vertices, flip and split edges: no triangle ever goes.
 ///
 /// Edge k of a triangle connects its corners k and k + 1. Its neighbour there is the triangle that runs the other way along
@@ -68,6 +75,10 @@ public:
     /// Whether an edge at the vertex has no neighbour.
     bool isAtBorder(FitIndex vertex) const;
     bool isJoined(FitIndex a, FitIndex b) const;
+    /// Whether a vertex has so many triangles that steps which look at all of them, for each, would take long.
+    bool isHub(FitIndex vertex) const;
+    /// The two triangles of edge k of t, which must have a neighbour.
+    FitQuad quadAt(FitIndex t, int k) const;
 
     /// Replaces edge k of t and its two triangles by the other diagonal. The edge must have a neighbour, and the two
     /// opposite corners must not be joined.

@@ -12,7 +12,7 @@ namespace {
 
 const std::size_t NUM_SAMPLES = 20000;
 const std::size_t NUM_NEAR = 6;
-const double DENSE = 4.0;  // points that share a cell with a point, itself included
+const std::size_t DENSE = 4;  // points of a cell; more are averaged
 
 /// The mean distance to the six nearest; 0.0 when these are too far away.
 double meanDistance(const PointGrid& grid, const Vector3& place, double guess) {
@@ -66,10 +66,7 @@ double spacingOfPoints(const std::vector<Vector3>& vPlace, double guess) {
     std::vector<double> vMean;
     transform_MT(vSample, vMean, [&](FitIndex i) { return meanDistance(grid, vPlace[i], guess); });
     std::erase(vMean, 0.0);
-    if (vMean.empty()) return 0.0;
-    const auto itMedian = vMean.begin() + static_cast<std::ptrdiff_t>(vMean.size() / 2);
-    std::nth_element(vMean.begin(), itMedian, vMean.end());
-    return *itMedian;
+    return medianOf(vMean);
 }
 
 void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
@@ -81,27 +78,30 @@ void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
     for (const Vector3& p : vPlace)
         vSorted.emplace_back(cellOf(p), static_cast<FitIndex>(vSorted.size()));
     sortMT(vSorted.begin(), vSorted.end());
-    std::vector<Vector3> vMean;
-    double numPairs = 0.0;
-    for (std::size_t i = 0; i < vSorted.size();) {
+    std::vector<Vector3> vThinned;
+    vThinned.reserve(vPlace.size());
+    for (std::size_t i = 0, end = 0; i < vSorted.size(); i = end) {
         Vector3 sum;
-        std::size_t end = i;
-        for (; end < vSorted.size() && vSorted[end].first == vSorted[i].first; ++end)
+        for (end = i; end < vSorted.size() && vSorted[end].first == vSorted[i].first; ++end)
             sum += vPlace[vSorted[end].second];
-        const auto count = static_cast<double>(end - i);
-        vMean.push_back(sum / count);
-        numPairs += count * count;
-        i = end;
+        if (end - i > DENSE)
+            vThinned.push_back(sum / static_cast<double>(end - i));
+        else
+            for (std::size_t k = i; k < end; ++k)
+                vThinned.push_back(vPlace[vSorted[k].second]);
     }
-    if (numPairs > DENSE * static_cast<double>(vPlace.size())) vPlace = std::move(vMean);
+    vPlace = std::move(vThinned);
 }
 
-FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const std::vector<Vector3>& vNormal,
-                       double reach, double cellEdge) {
-    const std::vector<FitIndex> vPiece = piecesOf(mesh);
+VertexSides sidesOf(const FitMesh& mesh) {
+    return {mesh.smoothNormals(), piecesOf(mesh)};
+}
+
+FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
+                       double cellEdge) {
     std::vector<unsigned char> vUsed(mesh.numVertices());
     for (FitIndex v = 0; v < vUsed.size(); ++v)
-        vUsed[v] = !vNormal[v].isDegenerate();
+        vUsed[v] = !sides.vNormal[v].isDegenerate();
     const PointGrid vertexGrid(mesh.places(), 0.5 * reach, vUsed);
     const std::vector<FitIndex> vOrder = PointGrid(vPlace, cellEdge).order();
     std::vector<FitIndex> vNearest;
@@ -111,8 +111,9 @@ FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, 
     for (std::size_t i = 0; i < vOrder.size(); ++i) {
         if (vNearest[i] == NO_INDEX) continue;
         points.vPlace.push_back(vPlace[vOrder[i]]);
-        points.vSide.push_back(vNormal[vNearest[i]]);
-        points.vPiece.push_back(vPiece[vNearest[i]]);
+        points.vSide.push_back(sides.vNormal[vNearest[i]]);
+        points.vPiece.push_back(sides.vPiece[vNearest[i]]);
+        points.vNearest.push_back(vNearest[i]);
     }
     return points;
 }

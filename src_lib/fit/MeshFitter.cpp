@@ -38,21 +38,23 @@ struct Target {
 
 }  // namespace
 
-MeshFitter::MeshFitter(FitMesh& mesh, const FitPoints& points, double cellEdge)
+MeshFitter::MeshFitter(FitMesh& mesh, const FitPoints& points, const VertexSides& meshSides, double cellEdge)
     : fitMesh(mesh),
       fitPoints(points),
       pointGrid(points.vFitted, FIT_GRID_EDGE),
       cell(cellEdge),
       vStart(mesh.places()),
-      vNormal(mesh.smoothNormals()),
+      vStartTriangle(mesh.triangles()),
+      sides(meshSides),
       vKind(mesh.numVertices(), Kind::AS_IT_WAS),
       vRough(mesh.numVertices(), 0),
       vChanged(mesh.numTriangles(), 1),
-      guard(mesh, points, pointGrid, vNormal, cellEdge),
+      guard(mesh, points, pointGrid, sides, cellEdge),
       finder(points, pointGrid) {}
 
 FitCounts MeshFitter::fit() {
     ProgressStep progress("FT_rounds", NUM_ROUNDS);
+    holdHubs();
     for (int round = 0; round < NUM_ROUNDS; ++round) {
         findPlaces();
         markRough();
@@ -67,15 +69,24 @@ FitCounts MeshFitter::fit() {
             for (int again = 0; again < 3 && splitAtCreases() > 0; ++again) {
                 freeStuck();
                 flipTowardsPoints();
-                vNormal = fitMesh.smoothNormals();
+                sides.vNormal = fitMesh.smoothNormals();
             }
-        vNormal = fitMesh.smoothNormals();
+        sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
     reachRims();
     liftByChords();
-    counts.numUntangled = Untangler(fitMesh, vStart).untangle().size();
+    counts.numUntangled = Untangler(fitMesh, vStart).untangle(touchedVertices());
     return counts;
+}
+
+void MeshFitter::holdHubs() {
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
+        if (fitMesh.isHub(v))
+            fitMesh.visitTriangles(v, [&](FitIndex t) {
+                for (const FitIndex corner : fitMesh.corners(t))
+                    vKind[corner] = Kind::HELD;
+            });
 }
 
 void MeshFitter::findPlaces() {
@@ -86,14 +97,14 @@ void MeshFitter::findPlaces() {
         for (std::size_t i = begin; i < end; ++i) {
             const auto v = static_cast<FitIndex>(i);
             if (vSettled[v] != 0 && vRough[v] == 0) continue;
-            if (vKind[v] == Kind::ON_CORNER || vNormal[v].isDegenerate()) {
+            if (vKind[v] == Kind::ON_CORNER || vKind[v] == Kind::HELD || sides.vNormal[v].isDegenerate()) {
                 vFound[v] = {};
                 continue;
             }
             VertexPlace& found = vFound[v];
-            found = ownFinder.find(fitMesh.place(v), vNormal[v]);
+            found = ownFinder.find(fitMesh.place(v), sides.of(v));
             if (found.numSheets < 2 || found.bCorner) continue;
-            const VertexPlace wider = ownFinder.find(fitMesh.place(v), vNormal[v], CORNER_SCALE);
+            const VertexPlace wider = ownFinder.find(fitMesh.place(v), sides.of(v), CORNER_SCALE);
             found.bCorner = wider.bCorner;
             found.corner = wider.corner;
         }
@@ -101,8 +112,8 @@ void MeshFitter::findPlaces() {
 }
 
 void MeshFitter::markRough() {
-    for (std::size_t v = 0; v < vFound.size(); ++v)
-        if (vFound[v].numSheets == 0 || vFound[v].bRough) vRough[v] = 1;
+    for (FitIndex v = 0; v < vFound.size(); ++v)
+        if (vFound[v].numSheets == 0 || vFound[v].bRough) markRough(v);
 }
 
 void MeshFitter::moveVertex(FitIndex vertex, const Vector3& to) {
@@ -127,8 +138,8 @@ void MeshFitter::smoothFolds() {
             }
         std::size_t numMoved = 0;
         for (FitIndex v = 0; v < vAtFold.size(); ++v) {
-            if (vAtFold[v] == 0 || fitMesh.isAtBorder(v)) continue;
-            vRough[v] = 1;
+            if (vAtFold[v] == 0 || vFound[v].numSheets == 0 || fitMesh.isAtBorder(v)) continue;
+            markRough(v);
             if (!tryUnfold(v)) continue;
             vMoved[v] = 1;
             ++numMoved;
@@ -137,7 +148,7 @@ void MeshFitter::smoothFolds() {
         if (numMoved == 0) break;
     }
     for (FitIndex v = 0; v < vMoved.size(); ++v)
-        if (vKind[v] == Kind::AS_IT_WAS && vRough[v] != 0) vFound[v] = finder.find(fitMesh.place(v), vNormal[v]);
+        if (vKind[v] == Kind::AS_IT_WAS && vRough[v] != 0) vFound[v] = finder.find(fitMesh.place(v), sides.of(v));
 }
 
 bool MeshFitter::tryUnfold(FitIndex vertex) {
@@ -172,7 +183,7 @@ void MeshFitter::moveToSheets() {
             vSettled[v] = length < SETTLED;
             return true;
         };
-        if (!tryMove(from + offset) && !tryMove(from + offset * 0.5)) vRough[v] = 1;
+        if (!tryMove(from + offset) && !tryMove(from + offset * 0.5)) markRough(v);
     }
 }
 
@@ -191,7 +202,7 @@ void MeshFitter::turnBadUpright() {
         numTurned = 0;
         for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
             if (vBad[v] == 0 || !tryTurnUpright(v)) continue;
-            vRough[v] = 1;
+            markRough(v);
             ++numTurned;
         }
     }
@@ -199,11 +210,12 @@ void MeshFitter::turnBadUpright() {
 
 bool MeshFitter::tryTurnUpright(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex), normal = vFound[vertex].normal;
+    const SurfaceSide side{normal, sides.vPiece[vertex]};
     const int former = guard.countBad(vertex, from, normal);
     if (former == 0) return false;
     const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
     for (const double part : {1.0, 0.5}) {
-        const VertexPlace found = finder.find(from + offset * part, normal);
+        const VertexPlace found = finder.find(from + offset * part, side);
         if (found.numSheets != 1 || (found.sheet - from).length() > MAX_UNFOLD * cell) continue;
         if (guard.countBad(vertex, found.sheet, found.normal) >= former || guard.leavesBare(vertex, found.sheet)) continue;
         moveVertex(vertex, found.sheet);
@@ -216,20 +228,27 @@ bool MeshFitter::tryTurnUpright(FitIndex vertex) {
 
 void MeshFitter::moveToCorners() {
     std::vector<Target> vTarget;
-    std::vector<Vector3> vTaken;
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
-        if (vKind[v] == Kind::ON_CORNER) vTaken.push_back(fitMesh.place(v));
         const double distance = (vFound[v].corner - fitMesh.place(v)).length();
         if (vFound[v].bCorner && distance < MAX_TO_CORNER * cell) vTarget.push_back({distance, v});
     }
     std::sort(vTarget.begin(), vTarget.end());
-    for (const Target& target : vTarget) {
-        const Vector3 corner = vFound[target.vertex].corner;
-        const auto isNear = [&](const Vector3& taken) { return (taken - corner).length() < CORNER_DISTANCE * cell; };
-        if (std::any_of(vTaken.begin(), vTaken.end(), isNear) || !guard.mayMove(target.vertex, corner)) continue;
-        moveVertex(target.vertex, corner);
-        vKind[target.vertex] = Kind::ON_CORNER;
-        vTaken.push_back(corner);
+    std::vector<Vector3> vCorner;
+    for (const Target& target : vTarget)
+        vCorner.push_back(vFound[target.vertex].corner);
+    const PointGrid cornerGrid(vCorner, CORNER_DISTANCE * cell);
+    std::vector<unsigned char> vTaken(vCorner.size());
+    const auto take = [&](const Vector3& corner) {
+        cornerGrid.visitWithin(corner, CORNER_DISTANCE * cell, [&](FitIndex i, double) { vTaken[i] = 1; });
+    };
+    for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
+        if (vKind[v] == Kind::ON_CORNER) take(fitMesh.place(v));
+    for (std::size_t i = 0; i < vTarget.size(); ++i) {
+        const FitIndex v = vTarget[i].vertex;
+        if (vTaken[i] != 0 || !guard.mayMove(v, vCorner[i])) continue;
+        moveVertex(v, vCorner[i]);
+        vKind[v] = Kind::ON_CORNER;
+        take(vCorner[i]);
         ++counts.numCorners;
     }
 }
@@ -247,8 +266,8 @@ void MeshFitter::moveToCreases() {
         bool bTaken = false;
         fitMesh.visitTriangles(target.vertex, [&](FitIndex t) {
             for (const FitIndex u : fitMesh.corners(t))
-                bTaken = bTaken ||
-                         (u != target.vertex && !isFree(u) && (fitMesh.place(u) - crease).length() < CREASE_DISTANCE * cell);
+                bTaken = bTaken || (u != target.vertex && isOnCrease(u) &&
+                                    (fitMesh.place(u) - crease).length() < CREASE_DISTANCE * cell);
         });
         if (bTaken || !guard.mayMove(target.vertex, crease)) continue;
         moveVertex(target.vertex, crease);
@@ -266,17 +285,21 @@ void MeshFitter::freeStuck() {
 
 bool MeshFitter::tryFree(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex);
-    if (guard.distanceToPoints(from, vNormal[vertex]) < STUCK) return false;
+    if (guard.distanceToPoints(from, sides.of(vertex)) < STUCK) return false;
     const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
     for (const double part : {1.0, 0.5, 0.0}) {
-        const VertexPlace found = finder.find(from + offset * part, vNormal[vertex]);
+        const VertexPlace found = finder.find(from + offset * part, sides.of(vertex));
         if (found.numSheets == 0) continue;
-        if (found.bCrease && guard.mayMove(vertex, found.crease)) {
+        const auto mayMove = [&](const Vector3& to) {
+            return (to - from).length() < MAX_UNFOLD * cell && guard.mayMove(vertex, to);
+        };
+        if (found.bCrease && mayMove(found.crease)) {
             moveVertex(vertex, found.crease);
             vKind[vertex] = Kind::ON_CREASE;
+            ++counts.numOnCreases;
             return true;
         }
-        if (!guard.mayMove(vertex, found.sheet)) continue;
+        if (!mayMove(found.sheet)) continue;
         moveVertex(vertex, found.sheet);
         vKind[vertex] = Kind::ON_SHEET;
         return true;
@@ -284,7 +307,22 @@ bool MeshFitter::tryFree(FitIndex vertex) {
     return false;
 }
 
-// ---- The chord
+// ---- The end
+
+/// Those that moved, and those of triangles that were flipped or split.
+std::vector<FitIndex> MeshFitter::touchedVertices() const {
+    std::vector<unsigned char> vTouched(fitMesh.numVertices(), 1);
+    for (FitIndex v = 0; v < vStart.size(); ++v)
+        vTouched[v] = !(fitMesh.place(v) - vStart[v]).isDegenerate();
+    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
+        if (t >= vStartTriangle.size() || fitMesh.corners(t) != vStartTriangle[t])
+            for (const FitIndex corner : fitMesh.corners(t))
+                vTouched[corner] = 1;
+    std::vector<FitIndex> vVertex;
+    for (FitIndex v = 0; v < vTouched.size(); ++v)
+        if (vTouched[v] != 0 && vKind[v] != Kind::HELD) vVertex.push_back(v);
+    return vVertex;
+}
 
 /// Triangles cut curved sheets: their vertices go out by the mean depth of the cut.
 void MeshFitter::liftByChords() {

@@ -6,6 +6,7 @@
 
 #include "MeshFitter.h"
 #include "fitLimits.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -21,13 +22,8 @@ const std::size_t MIN_DEGREE = 3;        // of the ends of an edge that is flipp
 
 }  // namespace
 
-Vector3 MeshFitter::normalOfEdge(FitIndex a, FitIndex b) const {
-    const Vector3 sum = vNormal[a] + vNormal[b];
-    return unitOr(sum, sum);
-}
-
 double MeshFitter::distanceOfEdge(FitIndex a, FitIndex b) const {
-    return guard.distanceToPoints((fitMesh.place(a) + fitMesh.place(b)) * 0.5, normalOfEdge(a, b));
+    return guard.distanceToPoints((fitMesh.place(a) + fitMesh.place(b)) * 0.5, sides.between(a, b));
 }
 
 void MeshFitter::flipTowardsPoints() {
@@ -49,40 +45,36 @@ void MeshFitter::flipTowardsPoints() {
 }
 
 bool MeshFitter::tryFlip(FitIndex t, int k) {
-    const FitIndex o = fitMesh.neighbour(t, k);
-    const auto corner = [&](int i) { return fitMesh.corners(t)[static_cast<std::size_t>(i)]; };
-    const FitIndex a = corner(k), b = corner(nextCorner(k)), c = corner(previousCorner(k));
-    if (vRough[a] == 0 && vRough[b] == 0) return false;
-    const int j = fitMesh.edgeFrom(o, b, a);
-    const FitIndex d = fitMesh.corners(o)[static_cast<std::size_t>(previousCorner(j))];
-    const double now = distanceOfEdge(a, b);
-    if (now < FLIP_GAIN || c == d || fitMesh.isJoined(c, d)) return false;
-    if (fitMesh.degree(a) <= MIN_DEGREE || fitMesh.degree(b) <= MIN_DEGREE) return false;
-    const double then = distanceOfEdge(c, d);
+    const FitQuad q = fitMesh.quadAt(t, k);
+    if (vRough[q.a] == 0 && vRough[q.b] == 0) return false;
+    const double now = distanceOfEdge(q.a, q.b);
+    if (now < FLIP_GAIN || !mayDivide(q) || fitMesh.isJoined(q.c, q.d)) return false;
+    if (fitMesh.degree(q.a) <= MIN_DEGREE || fitMesh.degree(q.b) <= MIN_DEGREE) return false;
+    const double then = distanceOfEdge(q.c, q.d);
     if (then < 0.0 || then + FLIP_GAIN > now || then > FLIP_RATIO * now) return false;
-
-    const Vector3 &pa = fitMesh.place(a), &pb = fitMesh.place(b), &pc = fitMesh.place(c), &pd = fitMesh.place(d);
-    const double newHeight = std::min(leastHeight(pa, pd, pc), leastHeight(pd, pb, pc));
-    const double oldHeight = std::min(leastHeight(pa, pb, pc), leastHeight(pb, pa, pd));
-    if (newHeight < NEW_HEIGHT * cell && newHeight < oldHeight) return false;
-
-    const auto unit = [](const Vector3& v) { return unitOr(v, v); };
-    const Vector3 newA = unit(areaVector(pa, pd, pc)), newB = unit(areaVector(pd, pb, pc));
-    const Vector3 oldC = unit(areaVector(pa, pb, pc)), oldD = unit(areaVector(pb, pa, pd));
-    if (newA * newB < FOLD && newA * newB < oldC * oldD) return false;
-    const Vector3 side = normalOfEdge(a, b), former = oldC + oldD;
-    if (!guard.mayReplace(pa, pd, pc, former, side) || !guard.mayReplace(pd, pb, pc, former, side)) return false;
-    const auto folds = [&](FitIndex over, const Vector3& then_, const Vector3& now_) {
-        if (over == NO_INDEX) return false;
-        const Vector3 n = unit(fitMesh.areaVectorOf(over));
-        return n * then_ < FOLD && n * then_ < n * now_;
-    };
-    if (folds(fitMesh.neighbour(t, nextCorner(k)), newB, oldC) ||
-        folds(fitMesh.neighbour(t, previousCorner(k)), newA, oldC) ||
-        folds(fitMesh.neighbour(o, nextCorner(j)), newA, oldD) || folds(fitMesh.neighbour(o, previousCorner(j)), newB, oldD))
-        return false;
+    if (!mayFlip(q)) return false;
     fitMesh.flip(t, k);
     return true;
+}
+
+/// Not where an operation would take time in proportion to the triangles of a hub.
+bool MeshFitter::mayDivide(const FitQuad& q) const {
+    return q.c != q.d && !fitMesh.isHub(q.a) && !fitMesh.isHub(q.b) && !fitMesh.isHub(q.c) && !fitMesh.isHub(q.d);
+}
+
+bool MeshFitter::mayFlip(const FitQuad& q) const {
+    const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
+    const TrianglePlaces oldC{a, b, c}, oldD{b, a, d}, newA{a, d, c}, newB{d, b, c};
+    const double newHeight = std::min(leastHeight(newA), leastHeight(newB));
+    if (newHeight < NEW_HEIGHT * cell && newHeight < std::min(leastHeight(oldC), leastHeight(oldD))) return false;
+
+    const Vector3 areaC = areaVector(oldC), areaD = areaVector(oldD), areaA = areaVector(newA), areaB = areaVector(newB);
+    if (isNewFold(cosineOf(areaA, areaB), cosineOf(areaC, areaD))) return false;
+    const SurfaceSide side = sides.between(q.a, q.b);
+    const Vector3 former = normalize(areaC) + normalize(areaD);
+    if (!guard.mayReplace(newA, former, side) || !guard.mayReplace(newB, former, side)) return false;
+    return !guard.foldsOver(q.overBC, areaB, areaC) && !guard.foldsOver(q.overCA, areaA, areaC) &&
+           !guard.foldsOver(q.overAD, areaA, areaD) && !guard.foldsOver(q.overDB, areaB, areaD);
 }
 
 /// The farthest off first. Returns the number of splits.
@@ -121,32 +113,43 @@ bool MeshFitter::trySplit(FitIndex a, FitIndex b) {
     });
     if (t == NO_INDEX) return false;
     const int k = fitMesh.edgeFrom(t, a, b);
-    const FitIndex o = fitMesh.neighbour(t, k);
-    if (o == NO_INDEX) return false;
-    const FitIndex c = fitMesh.corners(t)[static_cast<std::size_t>(previousCorner(k))];
-    const FitIndex d = fitMesh.corners(o)[static_cast<std::size_t>(previousCorner(fitMesh.edgeFrom(o, b, a)))];
-    const Vector3 pa = fitMesh.place(a), pb = fitMesh.place(b), pc = fitMesh.place(c), pd = fitMesh.place(d);
-    const Vector3 middle = (pa + pb) * 0.5, side = normalOfEdge(a, b);
+    if (fitMesh.neighbour(t, k) == NO_INDEX) return false;
+    const FitQuad q = fitMesh.quadAt(t, k);
+    if (!mayDivide(q)) return false;
+    const Vector3 middle = (fitMesh.place(a) + fitMesh.place(b)) * 0.5;
+    const SurfaceSide side = sides.between(a, b);
     const VertexPlace found = finder.find(middle, side);
-    if (!found.bCrease || c == d) return false;
-    const Vector3 p = found.crease;
-    if ((p - middle).length() >= MAX_SPLIT_TO_CREASE * cell) return false;
-    if (std::min((p - pa).length(), (p - pb).length()) < MIN_TO_END * cell) return false;
-    const double height =
-        std::min({leastHeight(pa, p, pc), leastHeight(p, pb, pc), leastHeight(p, pa, pd), leastHeight(pb, p, pd)});
-    if (height < NEW_HEIGHT * cell) return false;
-    const Vector3 former = areaVector(pa, pb, pc), formerO = areaVector(pb, pa, pd);
-    if (!guard.mayReplace(pa, p, pc, former, side) || !guard.mayReplace(p, pb, pc, former, side) ||
-        !guard.mayReplace(p, pa, pd, formerO, side) || !guard.mayReplace(pb, p, pd, formerO, side))
+    if (!found.bCrease || (found.crease - middle).length() >= MAX_SPLIT_TO_CREASE * cell || !maySplit(q, found.crease))
         return false;
-    fitMesh.split(t, k, p);
-    vChanged[t] = vChanged[o] = 1;
+    fitMesh.split(t, k, found.crease);
+    vChanged[q.t] = vChanged[q.o] = 1;
     vChanged.resize(fitMesh.numTriangles(), 1);
-    vNormal.push_back(side);
+    sides.vNormal.push_back(side.normal);
+    sides.vPiece.push_back(side.piece);
     vKind.push_back(Kind::ON_CREASE);
     vRough.push_back(1);
     vFound.emplace_back();
     return true;
+}
+
+bool MeshFitter::maySplit(const FitQuad& q, const Vector3& at) const {
+    const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
+    if (std::min((at - a).length(), (at - b).length()) < MIN_TO_END * cell) return false;
+    const TrianglePlaces atAC{a, at, c}, atBC{at, b, c}, atAD{at, a, d}, atBD{b, at, d};
+    if (std::min({leastHeight(atAC), leastHeight(atBC), leastHeight(atAD), leastHeight(atBD)}) < NEW_HEIGHT * cell)
+        return false;
+    const Vector3 areaC = areaVector(a, b, c), areaD = areaVector(b, a, d);
+    const Vector3 areaAC = areaVector(atAC), areaBC = areaVector(atBC), areaAD = areaVector(atAD), areaBD = areaVector(atBD);
+    const double across = cosineOf(areaC, areaD);
+    if (isNewFold(cosineOf(areaAC, areaBC), 1.0) || isNewFold(cosineOf(areaAD, areaBD), 1.0) ||
+        isNewFold(cosineOf(areaAC, areaAD), across) || isNewFold(cosineOf(areaBC, areaBD), across))
+        return false;
+    if (guard.foldsOver(q.overCA, areaAC, areaC) || guard.foldsOver(q.overBC, areaBC, areaC) ||
+        guard.foldsOver(q.overAD, areaAD, areaD) || guard.foldsOver(q.overDB, areaBD, areaD))
+        return false;
+    const SurfaceSide side = sides.between(q.a, q.b);
+    return guard.mayReplace(atAC, areaC, side) && guard.mayReplace(atBC, areaC, side) &&
+           guard.mayReplace(atAD, areaD, side) && guard.mayReplace(atBD, areaD, side);
 }
 
 }  // namespace TARN_KEL

@@ -5,6 +5,7 @@
 
 #include "MeshFitter.h"
 #include "fitLimits.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -24,8 +25,8 @@ void MeshFitter::reachRims() {
             FitIndex next = NO_INDEX, previous = NO_INDEX;
             if (!isFree(v) || !findBorderNeighbours(v, next, previous)) continue;
             const Vector3 from = fitMesh.place(v);
-            const Vector3 along = unitOr(fitMesh.place(next) - fitMesh.place(previous), Vector3());
-            const Vector3 outward = unitOr(crossProduct(along, vNormal[v]), Vector3());
+            const Vector3 along = normalize(fitMesh.place(next) - fitMesh.place(previous));
+            const Vector3 outward = normalize(crossProduct(along, sides.vNormal[v]));
             const double distance = std::min(distanceToRim(v, along, outward), MAX_TO_RIM * cell);
             if (distance < MIN_TO_RIM) continue;
             if (guard.mayMove(v, from + outward * distance))
@@ -53,16 +54,20 @@ bool MeshFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex&
     return numBorders == 2 && next != NO_INDEX && previous != NO_INDEX;
 }
 
-/// How far points lie beyond the border at a vertex.
+/// How far points lie beyond the border at a vertex. Only those to which it was among the nearest: a border may run along
+/// another one, or over a sheet.
 double MeshFitter::distanceToRim(FitIndex vertex, const Vector3& along, const Vector3& outward) const {
     const Vector3& from = fitMesh.place(vertex);
-    const Vector3& normal = vNormal[vertex];
+    const SurfaceSide side = sides.of(vertex);
     double farthest = 0.0;
     pointGrid.visitWithin(from, FIT_GRID_EDGE, [&](FitIndex j, double) {
         const Vector3 offset = fitPoints.vFitted[j] - from;
-        if (fitPoints.vNormal[j] * normal < OTHER_SIDE || std::fabs(offset * along) > HALF_WIDTH) return;
-        if (std::fabs(0.5 * (offset * (normal + fitPoints.vNormal[j]))) > MAX_RIM_HEIGHT) return;
-        farthest = std::max(farthest, offset * outward);
+        if (!fitPoints.isSeenFrom(side, j) || std::fabs(offset * along) > HALF_WIDTH) return;
+        if (std::fabs(0.5 * (offset * (side.normal + fitPoints.vNormal[j]))) > MAX_RIM_HEIGHT) return;
+        const double distance = offset * outward;
+        if (distance <= farthest) return;
+        const FitIndex nearest = fitPoints.vNearest[j];
+        if (nearest == vertex || fitMesh.isJoined(vertex, nearest)) farthest = distance;
     });
     return farthest;
 }

@@ -14,9 +14,9 @@ namespace TARN_KEL {
 using FitIndex = std::uint32_t;
 constexpr FitIndex NO_INDEX = ~FitIndex{0};
 
-/// A place as the vector from the low corner of all, in whatever unit of length the user of this grid has.
-///
 /// Places in the cells of a cubic grid, for searches within a radius of about the edge of a cell.
+///
+/// A place is the vector from some corner below all, in whatever unit of length the user of this grid has.
 ///
 /// The places are kept in the order of their cells, in rows along x: a search visits runs of neighbours in memory.
 /// Coordinates wrap around after 2^21 cells, so a search may look at places far away, but it never returns them. Const

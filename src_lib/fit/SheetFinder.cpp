@@ -5,6 +5,7 @@
 #include <limits>
 
 #include "fitLimits.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -22,21 +23,16 @@ const std::size_t MIN_OF_SHEET = 2;              // points
 const double MIN_SHARE = 0.01;                   // of a sheet in all weights
 const double PLANES_BETTER = 0.6;                // spread around planes over that around one sheet; more is an arc
 const double CREASE_SUPPORT = 1.6;               // a crease has a point of each of its sheets so near
-const double CORNER_SUPPORT =
-    2.2;  // a corner, with a quarter of a disc of each, so near: in one of fifty the next is farther away
+const double CORNER_SUPPORT = 2.2;               // a corner so near: in one of fifty quarter discs the next is farther away
 const double MIN_SQ_SINE = 0.01;  // of the angle of two sheets that have a crease
 const double MIN_VOLUME = 0.1;    // of the normals of three sheets that have a corner
 const std::size_t MAX_SHEETS = 3;
 
-Vector3 unitOf(const Vector3& v) {
-    return unitOr(v, v);
-}
-
 }  // namespace
 
-VertexPlace SheetFinder::find(const Vector3& place, const Vector3& normal, double scale) {
+VertexPlace SheetFinder::find(const Vector3& place, const SurfaceSide& side, double scale) {
     VertexPlace result;
-    while (!gather(place, normal, scale)) {
+    while (!gather(place, side, scale)) {
         if (scale >= MAX_SCALE) return result;
         scale *= GROWTH;
     }
@@ -58,15 +54,14 @@ VertexPlace SheetFinder::find(const Vector3& place, const Vector3& normal, doubl
     return result;
 }
 
-bool SheetFinder::gather(const Vector3& place, const Vector3& normal, double scale) {
+bool SheetFinder::gather(const Vector3& place, const SurfaceSide& side, double scale) {
     vNear.clear();
     sumOfWeights = 0.0;
     const double radius = RADIUS * scale;
     pointGrid.visitWithin(place, radius, [&](FitIndex j, double sqDistance) {
-        const Vector3& normalJ = fitPoints.vNormal[j];
-        if (normalJ * normal <= OTHER_SIDE) return;
+        if (!fitPoints.isSeenFrom(side, j)) return;
         const double weight = weightWithin(sqDistance, 1.00005 * radius);
-        vNear.push_back({fitPoints.vFitted[j] - place, normalJ, weight, 0});
+        vNear.push_back({fitPoints.vFitted[j] - place, fitPoints.vNormal[j], weight, 0});
         sumOfWeights += weight;
     });
     return vNear.size() >= MIN_POINTS;
@@ -82,7 +77,7 @@ SheetFinder::Sheet SheetFinder::fitSheet(FitIndex which) const {
         weights += near.weight;
         sheet.sqNearest = std::min(sheet.sqNearest, near.offset.sqLength());
     }
-    sheet.normal = unitOf(sheet.normal);
+    sheet.normal = normalize(sheet.normal);
     for (const Near& near : vNear)
         if (which == ALL || near.sheet == which)
             sheet.height += near.weight * 0.5 * ((sheet.normal + near.normal) * near.offset);
@@ -133,7 +128,7 @@ void SheetFinder::gatherAroundMeans(std::vector<Vector3>& vMean) {
             sums[near.sheet] += near.normal * near.weight;
         }
         for (std::size_t k = 0; k < vMean.size(); ++k)
-            if (!sums[k].isDegenerate()) vMean[k] = unitOf(sums[k]);
+            if (!sums[k].isDegenerate()) vMean[k] = normalize(sums[k]);
     }
 }
 
@@ -156,7 +151,7 @@ void SheetFinder::partByNormals() {
     Vector3 mean;
     for (const Near& near : vNear)
         mean += near.normal * near.weight;
-    vMeanNormal.assign(1, unitOf(mean));
+    vMeanNormal.assign(1, normalize(mean));
     while (vMeanNormal.size() < MAX_SHEETS) {
         double cosine = 1.0;
         const std::size_t farthest = farthestNormal({}, cosine);

@@ -32,9 +32,8 @@ class SheetFinder {
 public:
     SheetFinder(const FitPoints& points, const PointGrid& grid) : fitPoints(points), pointGrid(grid) {}
 
-    /// The sheets around a place. Points on the other side of the surface don't count.
-    /// normal: of the surface there, roughly. scale: of the radius that is looked at.
-    VertexPlace find(const Vector3& place, const Vector3& normal, double scale = 1.0);
+    /// The sheets around a place, of the points that are seen from there. scale: of the radius that is looked at.
+    VertexPlace find(const Vector3& place, const SurfaceSide& side, double scale = 1.0);
 
 private:
     struct Near {
@@ -50,7 +49,7 @@ private:
     };
     static constexpr FitIndex ALL = NO_INDEX;
 
-    bool gather(const Vector3& place, const Vector3& normal, double scale);
+    bool gather(const Vector3& place, const SurfaceSide& side, double scale);
     Sheet fitSheet(FitIndex which) const;
     double spreadAroundSheet(const Sheet& sheet) const;
     double spreadAroundPlanes(const std::vector<Sheet>& vSheet) const;

@@ -8,6 +8,7 @@ namespace TARN_KEL {
 
 namespace {
 
+const int MAX_SEARCHES = 4;
 const int MAX_SWEEPS = 20;
 
 Point3 toPoint(const Vector3& v) {
@@ -33,26 +34,35 @@ std::vector<FitIndex> Untangler::verticesOfCrossings() const {
     return vVertex;
 }
 
-std::vector<FitIndex> Untangler::untangle() {
-    const std::vector<FitIndex> vVertex = verticesOfCrossings();
+std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable) {
     std::vector<FitIndex> vMoved;
-    if (vVertex.empty()) return vMoved;
-    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
-        index.insert(t, cornersWith(t, NO_INDEX, {}));
-    std::vector<FitIndex> vLeft = vVertex;
-    for (int sweep = 0; sweep < MAX_SWEEPS && !vLeft.empty(); ++sweep) {
-        std::size_t numImproved = 0;
-        std::erase_if(vLeft, [&](FitIndex v) {
-            if (crossingsAt(v, fitMesh.place(v)) == 0) return true;
-            if (!improve(v)) return false;
-            vMoved.push_back(v);
-            ++numImproved;
-            return false;
-        });
-        if (numImproved == 0) break;
+    for (int search = 0; search < MAX_SEARCHES; ++search) {
+        std::vector<FitIndex> vVertex = verticesOfCrossings();
+        std::erase_if(vVertex, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });
+        if (vVertex.empty()) break;
+        if (search == 0)
+            for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
+                index.insert(t, cornersWith(t, NO_INDEX, {}));
+        const std::vector<FitIndex> vNow = sweep(std::move(vVertex));
+        if (vNow.empty()) break;
+        vMoved.insert(vMoved.end(), vNow.begin(), vNow.end());
     }
     std::sort(vMoved.begin(), vMoved.end());
-    vMoved.erase(std::unique(vMoved.begin(), vMoved.end()), vMoved.end());
+    return static_cast<std::size_t>(std::unique(vMoved.begin(), vMoved.end()) - vMoved.begin());
+}
+
+/// Returns the vertices that were moved. What crosses them later, since others moved, is left to another search.
+std::vector<FitIndex> Untangler::sweep(std::vector<FitIndex> vVertex) {
+    std::vector<FitIndex> vMoved;
+    for (int again = 0; again < MAX_SWEEPS && !vVertex.empty(); ++again) {
+        const std::size_t numBefore = vMoved.size();
+        std::erase_if(vVertex, [&](FitIndex v) {
+            if (crossingsAt(v, fitMesh.place(v)) == 0) return true;
+            if (improve(v)) vMoved.push_back(v);
+            return false;
+        });
+        if (vMoved.size() == numBefore) break;
+    }
     return vMoved;
 }
 

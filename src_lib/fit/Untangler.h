@@ -20,12 +20,13 @@ public:
     Untangler(FitMesh& mesh, const std::vector<Vector3>& vStart)
         : fitMesh(mesh), vFormer(vStart), index(mesh.meanEdgeLength()) {}
 
-    /// Returns the vertices that were moved, in ascending order. O(n log n) to find the crossings, and then in proportion to
-    /// their number.
-    std::vector<FitIndex> untangle();
+    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. Returns the number of those that did.
+    /// O(n log n) to find the crossings, and then in proportion to their number.
+    std::size_t untangle(const std::vector<FitIndex>& vMovable);
 
 private:
     std::vector<FitIndex> verticesOfCrossings() const;
+    std::vector<FitIndex> sweep(std::vector<FitIndex> vVertex);
     std::size_t crossingsAt(FitIndex vertex, const Vector3& there) const;
     bool improve(FitIndex vertex);
     TriangleCorners cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;

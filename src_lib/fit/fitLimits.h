@@ -1,6 +1,10 @@
 // Constants and weights that several steps of a fit share. Lengths in spacings of the points unless they say cells.
 #pragma once
 
+#include <algorithm>
+#include <cstddef>
+#include <vector>
+
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -15,6 +19,14 @@ constexpr double NEW_HEIGHT = 0.2;     // cells; of a triangle that takes the pl
 inline double weightWithin(double sqDistance, double radius) {
     const double t = 1.0 - sqDistance / (radius * radius);
     return t > 0.0 ? t * t : 0.0;
+}
+
+/// The upper one of two middle values; 0.0 of none. The values change their order.
+inline double medianOf(std::vector<double>& values) {
+    if (values.empty()) return 0.0;
+    const auto itMiddle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+    std::nth_element(values.begin(), itMiddle, values.end());
+    return *itMiddle;
 }
 
 /// The vector divided by its length; the other one where it has none.

@@ -18,6 +18,7 @@ const double EDGE_IN_CELLS = 1.26;  // mean length of the edges of a reconstruct
 const double REACH = 2.0;        // from a vertex to a point that takes part
 const double DENSE_EDGE = 0.45;  // of the small cells in which dense points are averaged
 const double MARGIN = 4.0;       // around the vertices
+const double MIN_SPACING = 0.01;  // less is none: most points lie in few places
 const double MAX_EXTENT = 1e9;   // beyond, doubles can't tell places on a surface apart
 
 /// Between the caller's unit and a unit of a fit: places are vectors from a low corner, so that squares stay in range and
@@ -48,8 +49,8 @@ Point3 lowCornerOf(const std::vector<Point3>& vVertex, double& extent) {
     return low;
 }
 
-/// The points in the box of the mesh and its margin, by their coordinates: no sum may depend on the order in which they
-/// came. A NaN is in no box.
+/// The points in the box of the mesh and its margin, each place once, by their coordinates: no sum may depend on the order
+/// in which they came. A NaN is in no box.
 std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const FitFrame& frame, double extent) {
     const double high = extent / frame.unit + 2.0 * MARGIN;
     const auto isIn = [&](double x) { return x >= 0.0 && x <= high; };
@@ -62,6 +63,8 @@ std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const FitFra
     sortMT(vPlace.begin(), vPlace.end(), [](const Vector3& a, const Vector3& b) {
         return std::tuple(a.x(), a.y(), a.z()) < std::tuple(b.x(), b.y(), b.z());
     });
+    const auto isSame = [](const Vector3& a, const Vector3& b) { return (a - b).isDegenerate(); };
+    vPlace.erase(std::unique(vPlace.begin(), vPlace.end(), isSame), vPlace.end());
     return vPlace;
 }
 
@@ -85,7 +88,7 @@ FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<F
     std::vector<Vector3> vPlace = pointsNear(vPoints, frame, extent);
     thinDensePoints(vPlace, DENSE_EDGE);
     const double spacing = spacingOfPoints(vPlace, 1.0);
-    if (spacing == 0.0) return result;
+    if (spacing < MIN_SPACING) return result;
     for (Vector3& place : vPlace)
         place /= spacing;
     frame.unit *= spacing;
@@ -96,7 +99,8 @@ FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<F
     for (const Point3& p : vVertex)
         vStart.push_back(frame.toUnits(p));
     FitMesh mesh(vStart, vTriangle);
-    FitPoints points = selectPoints(vPlace, mesh, mesh.smoothNormals(), REACH * cell, FIT_GRID_EDGE);
+    const VertexSides sides = sidesOf(mesh);
+    FitPoints points = selectPoints(vPlace, mesh, sides, REACH * cell, FIT_GRID_EDGE);
     progress.advance();
     findPointSheets(points, bNoise);
     progress.finish();
@@ -105,7 +109,7 @@ FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<F
     result.noise = points.noise * frame.unit;
     result.radius = points.radius * frame.unit;
 
-    MeshFitter fitter(mesh, points, cell);
+    MeshFitter fitter(mesh, points, sides, cell);
     result.counts = fitter.fit();
     result.vVertex.resize(mesh.numVertices());
     for (FitIndex v = 0; v < mesh.numVertices(); ++v)

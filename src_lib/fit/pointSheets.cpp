@@ -4,8 +4,7 @@
 //     planes       a plane through the neighbours of each point
 //     noise        how far the points are off what others foretell, near and far: noise is alike, detail grows
 //     neighbours   again, within a radius that suits the noise
-//     normals      planes vote for the normal of a point by how well they hold it and their own points; so the planes that
-//     lie
+//     normals      planes vote for the normal of a point by how well they hold it and their own points; so the planes
 //                  wholly on one side of a crease win. Then three rounds with those of like normals
 //     places       moved onto the sheet of the neighbours of like normals, by the share that noise has in what is seen
 //
@@ -38,13 +37,6 @@ const double NO_PLANE = 1e3;           // spread of the plane of a point that ha
 
 double square(double x) {
     return x * x;
-}
-
-double medianOf(std::vector<double>& values) {
-    if (values.empty()) return 0.0;
-    const auto itMiddle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
-    std::nth_element(values.begin(), itMiddle, values.end());
-    return *itMiddle;
 }
 
 /// What point p foretells of the height of q over the surface at p.
@@ -83,7 +75,7 @@ public:
     }
 
 private:
-    static constexpr std::size_t CELLS_PER_CHUNK = 4096;
+    static constexpr std::size_t CELLS_PER_CHUNK = 256;
     struct Range {
         FitIndex chunk = 0, begin = 0, end = 0;
     };
@@ -107,7 +99,7 @@ private:
 
     double radius;
     std::vector<Range> vRange;                  // of each point, in the list of its chunk
-    std::vector<std::vector<FitIndex>> vChunk;  // lists of some thousand cells each: none is copied to grow another one
+    std::vector<std::vector<FitIndex>> vChunk;  // lists of some hundred cells each: none is copied to grow another one
 };
 
 // ---- Planes
@@ -127,15 +119,9 @@ PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, std::siz
     near.visit(i, [&](FitIndex j) {
         const Vector3 offset = points.vPlace[j] - p;
         const double weight = weightWithin(offset.sqLength(), 1.0001 * radius);
-        const Vector3 weighted = offset * weight;
-        sum += weighted;
+        sum += offset * weight;
         sumOfWeights += weight;
-        moments.xx += weighted.x() * offset.x();
-        moments.xy += weighted.x() * offset.y();
-        moments.xz += weighted.x() * offset.z();
-        moments.yy += weighted.y() * offset.y();
-        moments.yz += weighted.y() * offset.z();
-        moments.zz += weighted.z() * offset.z();
+        moments.add(offset, weight);
     });
     const Vector3 mean = sum / sumOfWeights;
     if (near.count(i) < MIN_NEIGHBOURS) return {points.vSide[i], p + mean, NO_PLANE};

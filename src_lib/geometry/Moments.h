@@ -10,14 +10,8 @@ namespace TARN_KEL {
 struct Moments {
     double xx = 0.0, xy = 0.0, xz = 0.0, yy = 0.0, yz = 0.0, zz = 0.0;
 
-    void add(const Vector3& offset) {
-        xx += offset.x() * offset.x();
-        xy += offset.x() * offset.y();
-        xz += offset.x() * offset.z();
-        yy += offset.y() * offset.y();
-        yz += offset.y() * offset.z();
-        zz += offset.z() * offset.z();
-    }
+    void add(const Vector3& offset) { addProducts(offset, offset); }
+    void add(const Vector3& offset, double weight) { addProducts(offset * weight, offset); }
 
     /// The direction of least extent, not normalised; zero when the offsets span no plane. Throws KelBugException for NaN.
     ///
@@ -33,6 +27,16 @@ struct Moments {
             out() << "detX=" + toString(detX) + " detY=" + toString(detY) + " detZ=" + toString(detZ) + "\n" << std::flush;
         ASSEX(detZ>=detX && detZ>=detY);
         return {xy * yz - xz * yy, xy * xz - xx * yz, detZ};
+    }
+
+private:
+    void addProducts(const Vector3& weighted, const Vector3& offset) {
+        xx += weighted.x() * offset.x();
+        xy += weighted.x() * offset.y();
+        xz += weighted.x() * offset.z();
+        yy += weighted.y() * offset.y();
+        yz += weighted.y() * offset.z();
+        zz += weighted.z() * offset.z();
     }
 };
 

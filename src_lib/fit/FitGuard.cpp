@@ -71,8 +71,7 @@ bool FitGuard::staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) cons
     if (heightThen < minHeight() && heightThen < heightNow) return false;
     const Vector3 former = areaVector(now), moved = areaVector(then);
     if (!(moved.sqLength() > 0.0)) return false;
-    if (heightNow > minHeight() && cosineOf(former, moved) < TURNED &&
-        !agreesWithPoints(then, vertexSides.of(vertex)))
+    if (heightNow > minHeight() && cosineOf(former, moved) < TURNED && !agreesWithPoints(then, vertexSides.of(vertex)))
         return false;
     return !foldsAnew(t, vertex, to, former, moved);
 }

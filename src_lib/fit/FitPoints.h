@@ -14,8 +14,8 @@ namespace TARN_KEL {
 /// From where points are looked at: a place on the mesh sees those of its own piece, on its own side of the sheet. Walls
 /// never mix, however near they are.
 struct SurfaceSide {
-    Vector3 normal;                 ///< of the surface, roughly
-    FitIndex piece = NO_INDEX;      ///< of the mesh
+    Vector3 normal;             ///< of the surface, roughly
+    FitIndex piece = NO_INDEX;  ///< of the mesh
 };
 
 /// The sides of all vertices of a mesh.

@@ -23,8 +23,8 @@ struct FitCounts {
 ///
 /// Three rounds: all vertices go to their nearest sheet; then the nearest vertex to each corner there, then vertices onto
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
-/// change is judged by the guard. At last borders go out to the last points, smooth vertices are lifted by what the triangles
-/// cut off the curved sheet, and triangles that pass through each other since are parted.
+/// change is judged by the guard. At last borders go out to the last points, smooth vertices are lifted by what the
+/// triangles cut off the curved sheet, and triangles that pass through each other since are parted.
 ///
 /// The unit of length is the spacing of the points.
 class MeshFitter {
@@ -78,7 +78,7 @@ private:
     const FitPoints& fitPoints;
     const PointGrid pointGrid;
     const double cell;
-    const std::vector<Vector3> vStart;    // where the vertices were
+    const std::vector<Vector3> vStart;  // where the vertices were
     const std::vector<FitTriangle> vStartTriangle;
     VertexSides sides;                    // of the vertices
     std::vector<Kind> vKind;              // of the vertices

@@ -24,8 +24,8 @@ const double MIN_SHARE = 0.01;                   // of a sheet in all weights
 const double PLANES_BETTER = 0.6;                // spread around planes over that around one sheet; more is an arc
 const double CREASE_SUPPORT = 1.6;               // a crease has a point of each of its sheets so near
 const double CORNER_SUPPORT = 2.2;               // a corner so near: in one of fifty quarter discs the next is farther away
-const double MIN_SQ_SINE = 0.01;  // of the angle of two sheets that have a crease
-const double MIN_VOLUME = 0.1;    // of the normals of three sheets that have a corner
+const double MIN_SQ_SINE = 0.01;                 // of the angle of two sheets that have a crease
+const double MIN_VOLUME = 0.1;                   // of the normals of three sheets that have a corner
 const std::size_t MAX_SHEETS = 3;
 
 }  // namespace

@@ -20,8 +20,8 @@ public:
     Untangler(FitMesh& mesh, const std::vector<Vector3>& vStart)
         : fitMesh(mesh), vFormer(vStart), index(mesh.meanEdgeLength()) {}
 
-    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. Returns the number of those that did.
-    /// O(n log n) to find the crossings, and then in proportion to their number.
+    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. Returns the number of those that
+    /// did. O(n log n) to find the crossings, and then in proportion to their number.
     std::size_t untangle(const std::vector<FitIndex>& vMovable);
 
 private:

@@ -15,11 +15,11 @@ namespace {
 
 const double EDGE_IN_CELLS = 1.26;  // mean length of the edges of a reconstruction
 // In cells:
-const double REACH = 2.0;        // from a vertex to a point that takes part
-const double DENSE_EDGE = 0.45;  // of the small cells in which dense points are averaged
-const double MARGIN = 4.0;       // around the vertices
+const double REACH = 2.0;         // from a vertex to a point that takes part
+const double DENSE_EDGE = 0.45;   // of the small cells in which dense points are averaged
+const double MARGIN = 4.0;        // around the vertices
 const double MIN_SPACING = 0.01;  // less is none: most points lie in few places
-const double MAX_EXTENT = 1e9;   // beyond, doubles can't tell places on a surface apart
+const double MAX_EXTENT = 1e9;    // beyond, doubles can't tell places on a surface apart
 
 /// Between the caller's unit and a unit of a fit: places are vectors from a low corner, so that squares stay in range and
 /// the last bits serve what matters, wherever the mesh lies.

@@ -3,9 +3,10 @@
 //
 //     planes       a plane through the neighbours of each point
 //     noise        how far the points are off what others foretell, near and far: noise is alike, detail grows
-//     neighbours   again, within a radius that suits the noise
+//     neighbours   again, within a radius that suits the noise; the planes stay small
 //     normals      planes vote for the normal of a point by how well they hold it and their own points; so the planes
-//                  wholly on one side of a crease win. Then three rounds with those of like normals
+//                  wholly on one side of a crease win. Then three rounds with those of like normals, within less where
+//                  few are alike
 //     places       moved onto the sheet of the neighbours of like normals, by the share that noise has in what is seen
 //
 // A point foretells another by r = (n + m) / 2 * (q - p), with the normals n, m at the two. It is 0 for any two points of a
@@ -32,6 +33,8 @@ const double LEAST_RADIUS = 2.0;   // of clean points, and of a first look: no l
 const double NOISY_RADIUS = 2.5;   // of a second look where the first one sees noise: that bends planes through few points
 const double MIN_NOISE = 0.02;     // less isn't worth averaging
 const double LIKE_NORMALS = 0.25;  // deviation of normals on one sheet, as a chord
+const double OF_NORMALS = 0.5 / (LIKE_NORMALS * LIKE_NORMALS);
+const double MIN_LIKE = 0.7;           // of the weights within a radius, those of like normals
 const std::size_t MIN_NEIGHBOURS = 4;  // of a plane, the point included
 const double NO_PLANE = 1e3;           // spread of the plane of a point that has too few neighbours
 
@@ -110,21 +113,23 @@ struct PointPlane {
     double sqSpread = 0.0;  // mean square of the distance of the neighbours from it
 };
 
-PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, std::size_t i) {
+PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, double radius, std::size_t i) {
     const Vector3& p = points.vPlace[i];
-    const double radius = near.getRadius();
     Vector3 sum;
     double sumOfWeights = 0.0;
+    std::size_t count = 0;
     Moments moments;
     near.visit(i, [&](FitIndex j) {
         const Vector3 offset = points.vPlace[j] - p;
         const double weight = weightWithin(offset.sqLength(), 1.0001 * radius);
+        if (weight == 0.0) return;
+        ++count;
         sum += offset * weight;
         sumOfWeights += weight;
         moments.add(offset, weight);
     });
     const Vector3 mean = sum / sumOfWeights;
-    if (near.count(i) < MIN_NEIGHBOURS) return {points.vSide[i], p + mean, NO_PLANE};
+    if (count < MIN_NEIGHBOURS) return {points.vSide[i], p + mean, NO_PLANE};
     const Moments central{moments.xx / sumOfWeights - square(mean.x()),    moments.xy / sumOfWeights - mean.x() * mean.y(),
                           moments.xz / sumOfWeights - mean.x() * mean.z(), moments.yy / sumOfWeights - square(mean.y()),
                           moments.yz / sumOfWeights - mean.y() * mean.z(), moments.zz / sumOfWeights - square(mean.z())};
@@ -133,11 +138,11 @@ PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, std::siz
     return {normal * points.vSide[i] < 0.0 ? -normal : normal, p + mean, std::max(0.0, axes.least)};
 }
 
-std::vector<PointPlane> planesOf(const FitPoints& points, const Neighbourhoods& near) {
+std::vector<PointPlane> planesOf(const FitPoints& points, const Neighbourhoods& near, double radius) {
     std::vector<PointPlane> vPlane(points.size());
     forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
-            vPlane[i] = planeOf(points, near, i);
+            vPlane[i] = planeOf(points, near, radius, i);
     });
     return vPlane;
 }
@@ -163,6 +168,7 @@ const double BIAS_FACTOR = 0.6;            // what of the growth is detail that 
 struct Foretelling {
     struct Sums {
         double weights = 0.0, sqWeights = 0.0, heights = 0.0;
+        double weightsTwice = 0.0;  // products of the weights here and in the disc of RADII[0]
     };
     std::array<Sums, RADII.size() + 1> aSums;  // of NEAREST_RADIUS first
 };
@@ -181,12 +187,14 @@ Foretelling foretell(const FitPoints& points, const PointGrid& grid, const std::
         const double height = foretold(p, normal, points.vPlace[j], vPlane[j].normal);
         if (std::fabs(height) > MAX_HEIGHT) return;
         const double sqLateral = sqDistance - square(normal * (points.vPlace[j] - p));
+        const double weightInFirst = weightWithin(sqLateral, RADII[0]);
         for (std::size_t k = RADII.size() + 1; k-- > 0;) {
             const double weight = weightWithin(sqLateral, radiusOf(k));
             if (weight == 0.0) break;
             result.aSums[k].weights += weight;
             result.aSums[k].sqWeights += weight * weight;
             result.aSums[k].heights += weight * height;
+            result.aSums[k].weightsTwice += weight * weightInFirst;
         }
     });
     return result;
@@ -202,6 +210,20 @@ double sqErrorOf(const std::vector<Foretelling>& vForetelling, std::size_t k) {
         vFew.push_back(sums.sqWeights / square(sums.weights));
     }
     return square(medianOf(vError) * TO_DEVIATION) / (1.0 + medianOf(vFew));
+}
+
+/// What means within the k-th radius lose of the detail that is seen within RADII[0], as a median square: the difference of
+/// both means, less what noise adds to it. The noise of the point itself isn't in it, so it is seen far below that.
+double sqLossOf(const std::vector<Foretelling>& vForetelling, std::size_t k, double sqNoise) {
+    std::vector<double> vDifference, vNoise;
+    for (const Foretelling& foretelling : vForetelling) {
+        const Foretelling::Sums &first = foretelling.aSums[1], &sums = foretelling.aSums[k];
+        if (!(first.weights > 0.0)) continue;
+        vDifference.push_back(std::fabs(sums.heights / sums.weights - first.heights / first.weights));
+        vNoise.push_back(sums.sqWeights / square(sums.weights) + first.sqWeights / square(first.weights) -
+                         2.0 * sums.weightsTwice / (sums.weights * first.weights));
+    }
+    return std::max(0.0, square(medianOf(vDifference) * TO_DEVIATION) - sqNoise * medianOf(vNoise));
 }
 
 /// The error at radius 0 is noise, what it gains with the radius is detail.
@@ -221,7 +243,8 @@ NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vP
     double best = std::numeric_limits<double>::max();
     for (std::size_t k = 1; k <= RADII.size(); ++k) {
         const double detail = std::max(0.0, sqErrorOf(vForetelling, k) - sqNoise);
-        const double cost = sqNoise / (NOISE_LEFT * square(radiusOf(k))) + BIAS_FACTOR * detail;
+        const double loss = sqLossOf(vForetelling, k, sqNoise);
+        const double cost = sqNoise / (NOISE_LEFT * square(radiusOf(k))) + BIAS_FACTOR * loss;
         if (cost >= best) continue;
         best = cost;
         model.radius = radiusOf(k);
@@ -258,25 +281,58 @@ Vector3 votedNormal(const FitPoints& points, const Neighbourhoods& near, const s
 /// How much a neighbour counts: near, of a like normal, on the same sheet.
 class SheetWeight {
 public:
-    SheetWeight(double radius, double noise)
-        : reach(1.0001 * radius), ofNormals(0.5 / square(LIKE_NORMALS)), ofHeights(0.5 / square(0.1 + 2.0 * noise)) {}
-    double operator()(double sqDistance, const Vector3& normalI, const Vector3& normalJ, double height) const {
-        return weightWithin(sqDistance, reach) *
-               fallOff((normalI - normalJ).sqLength() * ofNormals + height * height * ofHeights);
+    explicit SheetWeight(double noise) : ofHeights(0.5 / square(0.1 + 2.0 * noise)) {}
+    double operator()(double radius, double sqDistance, const Vector3& normalI, const Vector3& normalJ,
+                      double height) const {
+        return weightWithin(sqDistance, 1.0001 * radius) *
+               fallOff((normalI - normalJ).sqLength() * OF_NORMALS + height * height * ofHeights);
     }
 
 private:
-    double reach, ofNormals, ofHeights;
+    double ofHeights;
 };
 
-void findNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
+/// The radius for each point: that of the neighbourhoods, or less where most of what is in it has other normals. On a tight
+/// curve means over more would make facets of it; one crease leaves more than half alike.
+std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhoods& near) {
+    std::vector<double> vRadius(points.size(), near.getRadius());
+    const auto itLargest = std::lower_bound(RADII.begin(), RADII.end(), near.getRadius());
+    const auto numRadii = static_cast<std::size_t>(itLargest - RADII.begin()) + 1;
+    if (numRadii == 1) return vRadius;
+    const auto radiusFor = [&](std::size_t i) {
+        std::array<double, RADII.size()> weights{}, likeWeights{};
+        near.visit(i, [&](FitIndex j) {
+            const double sqDistance = (points.vPlace[j] - points.vPlace[i]).sqLength();
+            const double likeness = fallOff((points.vNormal[i] - points.vNormal[j]).sqLength() * OF_NORMALS);
+            for (std::size_t k = numRadii; k-- > 0;) {
+                const double weight = weightWithin(sqDistance, 1.0001 * RADII[k]);
+                if (weight == 0.0) break;
+                weights[k] += weight;
+                likeWeights[k] += weight * likeness;
+            }
+        });
+        std::size_t k = numRadii - 1;
+        while (k > 0 && likeWeights[k] < MIN_LIKE * weights[k])
+            --k;
+        return RADII[k];
+    };
+    forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vRadius[i] = radiusFor(i);
+    });
+    return vRadius;
+}
+
+/// Returns the radius within which each point was averaged.
+std::vector<double> findNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
     const double sqTolerance = square(0.03) + 0.25 * square(points.noise);
     points.vNormal.resize(points.size());
     forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             points.vNormal[i] = votedNormal(points, near, vPlane, i, sqTolerance);
     });
-    const SheetWeight weightOf(near.getRadius(), points.noise);
+    std::vector<double> vRadius = radiiByLikeness(points, near);
+    const SheetWeight weightOf(points.noise);
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 3; ++round) {
         forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
@@ -285,23 +341,24 @@ void findNormals(FitPoints& points, const Neighbourhoods& near, const std::vecto
                 Vector3 sum;
                 near.visit(i, [&](FitIndex j) {
                     const Vector3 offset = points.vPlace[j] - p, &other = points.vNormal[j];
-                    sum += other * weightOf(offset.sqLength(), normal, other, 0.5 * ((normal + other) * offset));
+                    sum += other * weightOf(vRadius[i], offset.sqLength(), normal, other, 0.5 * ((normal + other) * offset));
                 });
                 vNext[i] = unitOr(sum, normal);
             }
         });
         points.vNormal.swap(vNext);
     }
+    return vRadius;
 }
 
 // ---- Places
 
-void findPlaces(FitPoints& points, const Neighbourhoods& near, double share) {
+void findPlaces(FitPoints& points, const Neighbourhoods& near, const std::vector<double>& vRadius, double share) {
     points.vFitted = points.vPlace;
     if (share == 0.0) return;
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 2; ++round) {
-        const SheetWeight weightOf(near.getRadius(), round == 0 ? points.noise : 0.5 * points.noise);
+        const SheetWeight weightOf(round == 0 ? points.noise : 0.5 * points.noise);
         forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i) {
                 const Vector3 p = points.vFitted[i], normal = points.vNormal[i];
@@ -309,7 +366,7 @@ void findPlaces(FitPoints& points, const Neighbourhoods& near, double share) {
                 near.visit(i, [&](FitIndex j) {
                     const double height = foretold(p, normal, points.vFitted[j], points.vNormal[j]);
                     const double sqDistance = (points.vPlace[j] - points.vPlace[i]).sqLength();
-                    const double weight = weightOf(sqDistance, normal, points.vNormal[j], height);
+                    const double weight = weightOf(vRadius[i], sqDistance, normal, points.vNormal[j], height);
                     sum += weight * height;
                     sumOfWeights += weight;
                 });
@@ -339,21 +396,21 @@ double residualOf(const FitPoints& points, const Neighbourhoods& near) {
 
 void findPointSheets(FitPoints& points, bool bNoise) {
     auto pNear = std::make_unique<Neighbourhoods>(points, LEAST_RADIUS);
-    std::vector<PointPlane> vPlane = planesOf(points, *pNear);
+    std::vector<PointPlane> vPlane = planesOf(points, *pNear, LEAST_RADIUS);
     NoiseModel model;
     if (bNoise) model = judgeNoise(points, vPlane);
     if (model.noise >= MIN_NOISE) {
         pNear.reset();
         pNear = std::make_unique<Neighbourhoods>(points, NOISY_RADIUS);
-        model = judgeNoise(points, planesOf(points, *pNear));
+        vPlane = planesOf(points, *pNear, NOISY_RADIUS);
+        model = judgeNoise(points, vPlane);
         pNear.reset();
         pNear = std::make_unique<Neighbourhoods>(points, model.radius);
-        vPlane = planesOf(points, *pNear);
     }
     points.noise = model.noise;
     points.radius = model.radius;
-    findNormals(points, *pNear, vPlane);
-    findPlaces(points, *pNear, model.share);
+    const std::vector<double> vRadius = findNormals(points, *pNear, vPlane);
+    findPlaces(points, *pNear, vRadius, model.share);
     points.residual = residualOf(points, *pNear);
 }
 

@@ -52,6 +52,7 @@ nlohmann::ordered_json toJson(const ReconstructReport& done) {
             {"farOutliers", done.numFarOutliers},
             {"strays", done.numStrays},
             {"pointsAdded", done.numAdded},
+            {"pointsDenoised", done.numDenoised},
             {"pointSpacing", done.pointSpacing},
             {"cellEdge", done.cellEdge},
             {"cells", done.numCells},
@@ -71,6 +72,7 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
         if (num > 0) program.say(what + ": " + std::to_string(num));
     };
     tellIf(done.numFarOutliers + done.numStrays, "outliers left out (--keep-outliers keeps them)");
+    tellIf(done.numDenoised, "very noisy points, freed of noise to make the surface again (--no-denoise: once)");
     tellIf(done.numAdded, "points added for even sampling");
     if (options.bManifold) noteManifold(done.manifold, program);
     tellIf(done.numPiecesDropped, "small pieces dropped");
@@ -189,6 +191,8 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
         ->excludes(pPlain);
     addSwitch(command, "--no-fit", options.bFit,
               "Leave vertices where the cells put them: cut edges, noise of single points");
+    addSwitch(command, "--no-denoise", options.bDenoise,
+              "Make the surface of very noisy points once, not again without the noise");
     addSwitch(command, "--keep-crossings", options.bNoCrossings, "Leave triangles that pass through each other as they are");
     command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }

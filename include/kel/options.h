@@ -47,6 +47,10 @@ struct ReconstructOptions {
 
     /// Moves the mesh to where the points say that the surface is, with sharp creases and without noise, see fit().
     bool bFit = true;
+    /// Where fit() finds noise of some quarter of the point spacing or more, makes the surface again, of the points as
+    /// they'd be without it; up to four times, while each leaves half of the border edges or less. Each takes the time of
+    /// the first. Without bFit it does nothing.
+    bool bDenoise = true;
 
     // ---- The run
 
@@ -79,6 +83,7 @@ struct ReconstructReport {
     std::size_t numFarOutliers = 0;  ///< Points left out because they are far from all others.
     std::size_t numStrays = 0;       ///< Points left out because they are alone off the surface.
     std::size_t numAdded = 0;        ///< Points added for even sampling.
+    std::size_t numDenoised = 0;     ///< Points from which noise was taken to make the surface again; 0 when it wasn't.
 
     double pointSpacing = -1.0;  ///< The estimated spacing of the points; -1.0 when it wasn't estimated.
     double cellEdge = -1.0;      ///< Edge of a grid cell, as asked for; -1.0 without points.
@@ -104,7 +109,8 @@ struct ReconstructReport {
 /// The steps: Points that aren't finite, far from all others, or alone off the surface are left out. The spacing is
 /// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
 /// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, it is fitted to the points that were
-/// passed, and self-intersections are removed. Each step has a switch; with all of them off the result is that of
+/// passed, and self-intersections are removed. Where the points are very noisy the steps from the sampling on are taken
+/// again; the report tells of the last time. Each step has a switch; with all of them off the result is that of
 /// reconstruct_auto() or reconstruct_abs().
 ///
 /// A listener hears this run as "Reconstruct".

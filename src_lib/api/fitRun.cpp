@@ -6,7 +6,6 @@
 
 #include "Progress.h"
 #include "fineMesh.h"
-#include "fitSurface.h"
 #include "messages.h"
 
 namespace TARN_KEL {
@@ -49,14 +48,19 @@ void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>&
 
 }  // namespace
 
-std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options,
-                                  FitReport& report) {
+FitRun::FitRun(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options)
+    : sideLen(mesh.getSideLen()) {
     ASSEX(options.cellEdge>=0.0 && std::isfinite(options.cellEdge));
-    report = {};
-    if (!hasFiniteCorners(mesh)) return nullptr;
+    if (!hasFiniteCorners(mesh)) return;
     std::vector<FitTriangle> vTriangle;
-    const std::vector<Point3> vPlace = usedPlaces(mesh, vTriangle);
-    const FittedSurface surface = fitSurface(vPlace, vTriangle, vPoints, options.cellEdge, options.bNoise);
+    vStart = usedPlaces(mesh, vTriangle);
+    surfaceFit.emplace(vStart, vTriangle, vPoints, options.cellEdge, options.bNoise);
+}
+
+std::unique_ptr<RMesh> FitRun::fittedMesh(FitReport& report) {
+    report = {};
+    if (!surfaceFit) return nullptr;
+    const FittedSurface surface = surfaceFit->fit();
     report.numPoints = surface.numPoints;
     report.pointSpacing = surface.spacing;
     report.noise = surface.noise;
@@ -67,15 +71,15 @@ std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& 
     report.numSplits = surface.counts.numSplits;
     report.numUnfolded = surface.counts.numUnfolded;
     report.numUntangled = surface.counts.numUntangled;
-    measureMoves(vPlace, surface.vVertex, report);
-    return meshOf(surface, mesh.getSideLen());
+    measureMoves(vStart, surface.vVertex, report);
+    return meshOf(surface, sideLen);
 }
 
 FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
     ASSEX(pMesh!=NULL && pMesh->pRMesh!=NULL);
     OwnRun run(progressForFit());
     FitReport report;
-    std::unique_ptr<RMesh> pFitted = fittedMesh(*pMesh->pRMesh, vPoints, options, report);
+    std::unique_ptr<RMesh> pFitted = FitRun(*pMesh->pRMesh, vPoints, options).fittedMesh(report);
     run.close();
     if (pFitted) install(std::move(pFitted), *pMesh);
     return report;

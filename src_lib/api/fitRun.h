@@ -4,16 +4,31 @@
 #include <kel/fit.h>
 
 #include <memory>
+#include <optional>
 #include <vector>
 
 #include "RMesh.h"
+#include "fitSurface.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
-/// As fit(), inside the caller's run, but leaves the mesh alone and returns a fitted one; null, after a warning, when a
-/// vertex isn't finite. report: overwritten.
-std::unique_ptr<RMesh> fittedMesh(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options,
-                                  FitReport& report);
+/// A fit inside the caller's run, in two steps, see SurfaceFit. It leaves the mesh alone.
+class FitRun {
+public:
+    /// Looks at the points. A mesh with a vertex that isn't finite gives a warning, and isn't fitted.
+    FitRun(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options);
+
+    /// Of the points, in their spacings.
+    double noise() const { return surfaceFit ? surfaceFit->noise() : 0.0; }
+    std::vector<Point3> pointsWithoutNoise() const { return surfaceFit->pointsWithoutNoise(); }
+    /// The fitted mesh; null when the mesh isn't to be changed. report: overwritten. To be called once.
+    std::unique_ptr<RMesh> fittedMesh(FitReport& report);
+
+private:
+    const double sideLen;
+    std::vector<Point3> vStart;
+    std::optional<SurfaceFit> surfaceFit;  // none when a vertex isn't finite
+};
 
 }  // namespace TARN_KEL

@@ -75,6 +75,10 @@ private:
     Watch watch;
 };
 
+/// The standard deviation of points, in their spacings, from which on a surface is made again. With less, cells find it.
+constexpr double NOISY = 0.23;
+constexpr int MAX_DENOISED = 4;  // surfaces made again
+
 /// One run, step by step.
 class ScanRun {
 public:
@@ -95,8 +99,12 @@ private:
     void takeSample(const std::vector<Point3>& vPoints);
     void addPoints(std::vector<Point3>& vPoints);
     MeshPtr makeMesh(std::vector<Point3> vPoints);
-    void finish(Mesh& mesh);
+    MeshPtr makeSurface(std::vector<Point3> vPoints);
     void mend(RMesh& mesh);
+    void lookAtPoints(const Mesh& mesh);
+    void denoise(MeshPtr& pMesh);
+    void fit(MeshPtr& pMesh);
+    void finish(RMesh& mesh);
 
     const ReconstructOptions& options;
     const Watch& watch;
@@ -106,6 +114,7 @@ private:
     std::optional<CloudSample> sample;          // of the points as they are, on that grid
     std::vector<Point3> vLeft;                  // the given points without those left out; empty when all are left
     const std::vector<Point3>* pOwn = nullptr;  // what is left of the given points, without those that are added
+    std::optional<FitRun> fitRun;               // of the latest mesh to those
 };
 
 template <typename Work>
@@ -125,12 +134,21 @@ MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
     if (!vPoints.empty()) prepare(vPoints);
     if (vPoints.size() < vGiven.size()) vLeft = vPoints;
     pOwn = vPoints.size() < vGiven.size() ? &vLeft : &vGiven;
+    MeshPtr pMesh = makeSurface(std::move(vPoints));
+    if (pMesh && options.bFit) fit(pMesh);
+    if (pMesh) finish(*pMesh->pRMesh);
+    return pMesh;
+}
+
+MeshPtr ScanRun::makeSurface(std::vector<Point3> vPoints) {
     if (!vPoints.empty() && options.bEven) addPoints(vPoints);
     sample.reset();
     returnFreedMemory();
     MeshPtr pMesh;
     step("surface", [&] { pMesh = makeMesh(std::move(vPoints)); });
-    if (pMesh) finish(*pMesh);
+    if (!pMesh) return pMesh;
+    if (bFlaws) step("flaws", [&] { report.before = countFlaws(*pMesh->pRMesh); });
+    mend(*pMesh->pRMesh);
     return pMesh;
 }
 
@@ -207,30 +225,6 @@ MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
     return Hal(&cloudMgr).reconstruct();
 }
 
-void ScanRun::finish(Mesh& mesh) {
-    if (bFlaws) step("flaws", [&] { report.before = countFlaws(*mesh.pRMesh); });
-    mend(*mesh.pRMesh);
-    if (options.bFit)
-        step("fit", [&] {
-            if (auto pFitted = fittedMesh(*mesh.pRMesh, *pOwn, {.cellEdge = report.cellEdge}, report.fit))
-                install(std::move(pFitted), mesh);
-        });
-    if (options.bNoCrossings)
-        step("crossings", [&] {
-            const CrossingsRemoved done = removeCrossings(*mesh.pRMesh);
-            report.numCrossings = done.numBefore;
-            report.numCrossingsLeft = done.numAfter;
-        });
-    // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
-    // now.
-    const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
-    if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(*mesh.pRMesh); });
-    if (!bFlaws) return;
-    step("flaws", [&] { report.after = countFlaws(*mesh.pRMesh); });
-    // What made it manifold knew nothing of the pieces dropped and the holes closed since.
-    if (options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
-}
-
 /// What the cells can't tell: sheets that touch, crumbs, pinholes.
 void ScanRun::mend(RMesh& mesh) {
     if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh); });
@@ -247,6 +241,52 @@ void ScanRun::mend(RMesh& mesh) {
             const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
             report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
         });
+}
+
+void ScanRun::lookAtPoints(const Mesh& mesh) {
+    step("noise", [&] { fitRun.emplace(*mesh.pRMesh, *pOwn, FitOptions{.cellEdge = report.cellEdge}); });
+}
+
+/// Much noise spreads the points over several layers of cells, which leaves holes and knots. So a first surface serves to
+/// take the noise out of the points, and the cells of those make the next one; again, while that closes most of its holes.
+void ScanRun::denoise(MeshPtr& pMesh) {
+    std::size_t numBorderEdges = countFlaws(*pMesh->pRMesh).numBorderEdges;
+    for (int round = 0; round < MAX_DENOISED; ++round) {
+        std::vector<Point3> vPoints = fitRun->pointsWithoutNoise();
+        report.numDenoised = vPoints.size();
+        fitRun.reset();
+        makeGridFor(vPoints);
+        if (MeshPtr pAgain = makeSurface(std::move(vPoints))) pMesh = std::move(pAgain);
+        lookAtPoints(*pMesh);
+        const std::size_t numBefore = std::exchange(numBorderEdges, countFlaws(*pMesh->pRMesh).numBorderEdges);
+        if (numBorderEdges == 0 || 2 * numBorderEdges > numBefore) return;
+    }
+}
+
+void ScanRun::fit(MeshPtr& pMesh) {
+    lookAtPoints(*pMesh);
+    if (options.bDenoise && fitRun->noise() > NOISY) denoise(pMesh);
+    step("fit", [&] {
+        if (auto pFitted = fitRun->fittedMesh(report.fit)) install(std::move(pFitted), *pMesh);
+    });
+    fitRun.reset();
+}
+
+void ScanRun::finish(RMesh& mesh) {
+    if (options.bNoCrossings)
+        step("crossings", [&] {
+            const CrossingsRemoved done = removeCrossings(mesh);
+            report.numCrossings = done.numBefore;
+            report.numCrossingsLeft = done.numAfter;
+        });
+    // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
+    // now.
+    const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
+    if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
+    if (!bFlaws) return;
+    step("flaws", [&] { report.after = countFlaws(mesh); });
+    // What made it manifold knew nothing of the pieces dropped and the holes closed since.
+    if (options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
 }
 
 }  // namespace

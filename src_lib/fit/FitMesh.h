@@ -44,6 +44,7 @@ struct FitQuad {
 /// border and stays what it is. A vertex may have several fans of triangles. Const operations are safe on several threads.
 class FitMesh {
 public:
+    FitMesh() = default;
     /// The corners of a triangle are different. O(n log n).
     FitMesh(std::vector<Vector3> vPlaces, std::vector<FitTriangle> vTriangles);
 

@@ -21,15 +21,6 @@ const double MARGIN = 4.0;        // around the vertices
 const double MIN_SPACING = 0.01;  // less is none: most points lie in few places
 const double MAX_EXTENT = 1e9;    // beyond, doubles can't tell places on a surface apart
 
-/// Between the caller's unit and a unit of a fit: places are vectors from a low corner, so that squares stay in range and
-/// the last bits serve what matters, wherever the mesh lies.
-struct FitFrame {
-    Point3 low;
-    double unit;
-    Vector3 toUnits(const Point3& p) const { return (p - low) / unit; }
-    Point3 fromUnits(const Vector3& place) const { return low + place * unit; }
-};
-
 double meanEdgeOf(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle) {
     double sum = 0.0;
     for (const FitTriangle& c : vTriangle)
@@ -70,53 +61,65 @@ std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const FitFra
 
 }  // namespace
 
-FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
-                         const std::vector<Point3>& vPoints, double cellEdge, bool bNoise) {
-    FittedSurface result;
+SurfaceFit::SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
+                       const std::vector<Point3>& vPoints, double cellEdge, bool bNoise)
+    : cell(cellEdge) {
     result.vVertex = vVertex;
     result.vTriangle = vTriangle;
-    ProgressStep progress("FT_points", 2);
-    if (vTriangle.empty()) return result;
-    if (cellEdge == 0.0) cellEdge = meanEdgeOf(vVertex, vTriangle) / EDGE_IN_CELLS;
+    const ProgressStep progress("FT_points", 1);
+    if (vTriangle.empty()) return;
+    if (cell == 0.0) cell = meanEdgeOf(vVertex, vTriangle) / EDGE_IN_CELLS;
     double extent = 0.0;
     const Point3 low = lowCornerOf(vVertex, extent);
-    if (!(cellEdge > 0.0 && extent < MAX_EXTENT * cellEdge)) return result;
-
+    if (!(cell > 0.0 && extent < MAX_EXTENT * cell)) return;
     // Cells first, since the spacing isn't known yet.
-    const double margin = MARGIN * cellEdge;
-    FitFrame frame{low - Vector3(margin, margin, margin), cellEdge};
+    const double margin = MARGIN * cell;
+    frame = {low - Vector3(margin, margin, margin), cell};
+    lookAt(vPoints, extent, bNoise);
+    progress.finish();
+}
+
+void SurfaceFit::lookAt(const std::vector<Point3>& vPoints, double extent, bool bNoise) {
     std::vector<Vector3> vPlace = pointsNear(vPoints, frame, extent);
     thinDensePoints(vPlace, DENSE_EDGE);
     const double spacing = spacingOfPoints(vPlace, 1.0);
-    if (spacing < MIN_SPACING) return result;
+    if (spacing < MIN_SPACING) return;
     for (Vector3& place : vPlace)
         place /= spacing;
     frame.unit *= spacing;
-    const double cell = 1.0 / spacing;
 
     std::vector<Vector3> vStart;
-    vStart.reserve(vVertex.size());
-    for (const Point3& p : vVertex)
+    vStart.reserve(result.vVertex.size());
+    for (const Point3& p : result.vVertex)
         vStart.push_back(frame.toUnits(p));
-    FitMesh mesh(vStart, vTriangle);
-    const VertexSides sides = sidesOf(mesh);
-    FitPoints points = selectPoints(vPlace, mesh, sides, REACH * cell, FIT_GRID_EDGE);
-    progress.advance();
+    mesh = FitMesh(std::move(vStart), result.vTriangle);
+    sides = sidesOf(mesh);
+    points = selectPoints(vPlace, mesh, sides, REACH / spacing, FIT_GRID_EDGE);
     findPointSheets(points, bNoise);
-    progress.finish();
     result.numPoints = points.size();
     result.spacing = frame.unit;
     result.noise = points.noise * frame.unit;
     result.radius = points.radius * frame.unit;
+}
 
-    MeshFitter fitter(mesh, points, sides, cell);
-    result.counts = fitter.fit();
+std::vector<Point3> SurfaceFit::pointsWithoutNoise() const {
+    std::vector<Point3> vPoint;
+    vPoint.reserve(points.size());
+    for (const Vector3& place : points.vFitted)
+        vPoint.push_back(frame.fromUnits(place));
+    return vPoint;
+}
+
+FittedSurface SurfaceFit::fit() {
+    if (result.spacing == 0.0) return std::move(result);
+    const std::vector<Vector3> vStart = mesh.places();
+    result.counts = MeshFitter(mesh, points, sides, cell / frame.unit).fit();
     result.vVertex.resize(mesh.numVertices());
     for (FitIndex v = 0; v < mesh.numVertices(); ++v)
         if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
             result.vVertex[v] = frame.fromUnits(mesh.place(v));
     result.vTriangle = mesh.triangles();
-    return result;
+    return std::move(result);
 }
 
 }  // namespace TARN_KEL

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "FitMesh.h"
+#include "FitPoints.h"
 #include "MeshFitter.h"
 #include "kel.h"
 
@@ -25,15 +26,46 @@ struct FittedSurface {
     FitCounts counts;
 };
 
-/// Fits a mesh to points. Points farther than two cells from all vertices don't take part.
-///
-/// vVertex: finite. vTriangle: three different vertices each; any mesh, but only edges of two triangles that agree in
-/// orientation are flipped and split. vPoints: those that aren't finite don't take part. cellEdge: of the grid that the mesh
-/// was made on; 0.0: by the edges of the mesh. bNoise: takes noise out.
+/// Between the caller's unit and that of a fit: places are vectors from a low corner, so that squares stay in range and the
+/// last bits serve what matters, wherever the mesh lies.
+struct FitFrame {
+    Point3 low;
+    double unit = 0.0;
+    Vector3 toUnits(const Point3& p) const { return (p - low) / unit; }
+    Point3 fromUnits(const Vector3& place) const { return low + place * unit; }
+};
+
+/// A fit of a mesh to points, in two steps: what the points say, and the mesh. Between them it can be seen how noisy the
+/// points are.
 ///
 /// Reports under the steps "FT_points" and "FT_rounds". O(n log n). Uses the pool; the result depends neither on the number
 /// of workers nor on the order of the points.
-FittedSurface fitSurface(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
-                         const std::vector<Point3>& vPoints, double cellEdge, bool bNoise);
+class SurfaceFit {
+public:
+    /// Looks at the points. Those farther than two cells from all vertices don't take part, nor do those that aren't finite.
+    ///
+    /// vVertex: finite. vTriangle: three different vertices each; any mesh, but only edges of two triangles that agree in
+    /// orientation are flipped and split. Both are copied. cellEdge: of the grid that the mesh was made on; 0.0: by the
+    /// edges of the mesh. bNoise: takes noise out.
+    SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
+               const std::vector<Point3>& vPoints, double cellEdge, bool bNoise);
+
+    /// The standard deviation of the points from the surface over their spacing; 0.0 where they say nothing.
+    double noise() const { return points.noise; }
+    /// Where the points that take part would be without noise.
+    std::vector<Point3> pointsWithoutNoise() const;
+    /// Fits the mesh. To be called once.
+    FittedSurface fit();
+
+private:
+    void lookAt(const std::vector<Point3>& vPoints, double extent, bool bNoise);
+
+    FittedSurface result;
+    double cell = 0.0;  // edge, in the caller's unit
+    FitFrame frame;
+    FitMesh mesh;  // as given, in units of the frame; empty where the points say nothing
+    VertexSides sides;
+    FitPoints points;
+};
 
 }  // namespace TARN_KEL

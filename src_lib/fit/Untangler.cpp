@@ -36,6 +36,7 @@ std::vector<FitIndex> Untangler::verticesOfCrossings() const {
 
 std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable) {
     std::vector<FitIndex> vMoved;
+    if (vMovable.empty()) return 0;
     for (int search = 0; search < MAX_SEARCHES; ++search) {
         std::vector<FitIndex> vVertex = verticesOfCrossings();
         std::erase_if(vVertex, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });

@@ -97,28 +97,19 @@ TriangleCorners Untangler::cornersWith(FitIndex t, FitIndex vertex, const Vector
     return {at(c[0]), at(c[1]), at(c[2])};
 }
 
-/// How many triangles cross one of those around the vertex, or a flat one among these, if it were there.
+/// How many pairs of triangles cross of which one is at the vertex, if it were there; flat ones count as three.
 std::size_t Untangler::crossingsAt(FitIndex vertex, const Vector3& there) const {
-    std::vector<FitIndex> vStar;
-    std::vector<TriangleCorners> vCorners;
+    std::size_t numFlat = 0;
+    CrossingIndex::Ids vStar;
+    CrossingIndex::Corners vCorners;
     fitMesh.visitTriangles(vertex, [&](FitIndex t) {
         vStar.push_back(t);
         vCorners.push_back(cornersWith(t, vertex, there));
+        const TriangleCorners& c = vCorners.back();
+        if (areaVector(c[0] - Point3(), c[1] - Point3(), c[2] - Point3()).isDegenerate()) ++numFlat;
     });
-    std::size_t count = 0;
-    for (std::size_t i = 0; i < vStar.size(); ++i) {
-        const FitTriangle& c = fitMesh.corners(vStar[i]);
-        const bool bFlat =
-            areaVector(vCorners[i][0] - Point3(), vCorners[i][1] - Point3(), vCorners[i][2] - Point3()).sqLength() == 0.0;
-        if (bFlat) count += c.size();
-        index.forEachNear(boxOf(vCorners[i]), [&](FitIndex other) {
-            if (std::find(vStar.begin(), vStar.end(), other) != vStar.end()) return;
-            count += areCrossing(vCorners[i], index.cornersOf(other)) ? 1 : 0;
-        });
-        for (std::size_t j = 0; j < i; ++j)
-            count += areCrossing(vCorners[i], vCorners[j]) ? 1 : 0;
-    }
-    return count;
+    std::sort(vStar.begin(), vStar.end());
+    return 3 * numFlat + index.numCrossings(vCorners, vStar);
 }
 
 }  // namespace TARN_KEL

@@ -115,11 +115,23 @@ double NearestWalk::gather(NodeId node, std::vector<NearNode>& vOut) {
 
 double NearestWalk::gatherFar(NodeId node, std::vector<NearNode>& vOut) {
     const Vector3& place = nodes.vPlace[node];
-    nearest.find(node, NUM_FAR, vOut, knownReach(place));
+    nearest.find(node, NUM_FAR, vOut, likelyReach(place));
+    if (vOut.size() < NUM_FAR) nearest.find(node, NUM_FAR, vOut, knownReach(place));
     if (vOut.empty()) return 0.0;
     const double reach = std::sqrt(vOut.back().sqDistance());
     if (vOut.size() == NUM_FAR) aEarlier[nextEarlier++ % NUM_EARLIER] = {place, reach};
     return reach;
+}
+
+/// As far as the nearest earlier one had to look, and a little farther: a quarter more area, which is enough as a rule and
+/// less to look through than what is known to do.
+double NearestWalk::likelyReach(const Vector3& place) const {
+    constexpr double FARTHER = 1.12;
+    const auto wayTo = [&](const Earlier& earlier) { return (place - earlier.place).sqLength(); };
+    const Earlier* pNearest = nullptr;
+    for (const Earlier& earlier : aEarlier)
+        if (std::isfinite(earlier.reach) && (pNearest == nullptr || wayTo(earlier) < wayTo(*pNearest))) pNearest = &earlier;
+    return pNearest == nullptr ? 0.0 : FARTHER * pNearest->reach;
 }
 
 /// Nodes within the reach of another place are as near as that and the way there together.

@@ -90,6 +90,7 @@ private:
         double reach = std::numeric_limits<double>::infinity();
     };
 
+    double likelyReach(const Vector3& place) const;
     double knownReach(const Vector3& place) const;
 
     const NearestNodes& nearest;

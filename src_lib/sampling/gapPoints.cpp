@@ -131,7 +131,11 @@ std::vector<Point3> pointsInGaps(const std::vector<GapTriangle>& vTriangle, cons
         for (std::size_t i = begin * BLOCK; i < std::min(end * BLOCK, vTriangle.size()); ++i)
             sampler.append(vTriangle[i], vBlock[i / BLOCK]);
     });
+    std::size_t numSamples = 0;
+    for (const std::vector<CellSamples>& block : vBlock)
+        numSamples += block.size();
     std::vector<CellSamples> vSamples;
+    vSamples.reserve(numSamples);
     for (std::vector<CellSamples>& block : vBlock) {
         vSamples.insert(vSamples.end(), block.begin(), block.end());
         std::vector<CellSamples>().swap(block);

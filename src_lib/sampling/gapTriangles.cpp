@@ -47,11 +47,29 @@ void appendTriangles(NodeId node, const NodeStar& star, std::vector<GapTriangle>
     }
 }
 
+/// What is usual around nodes, asked for once each: a node is a corner of some six triangles.
+class UsualRadii {
+public:
+    UsualRadii(const NodeStars& theStars, std::size_t numNodes) : stars(theStars), vRadius(numNodes, UNKNOWN) {}
+
+    double around(NodeId node) {
+        double& radius = vRadius[node];
+        if (radius == UNKNOWN) radius = stars.usualRadiusAround(node);
+        return radius;
+    }
+
+private:
+    static constexpr double UNKNOWN = -1.0;
+
+    const NodeStars& stars;
+    std::vector<double> vRadius;  // of each node
+};
+
 /// By the corner in the sparsest place: where the density changes at once the others know nothing of it.
-double explainedRadius(const GapTriangle& triangle, const NodeStars& stars) {
+double explainedRadius(const GapTriangle& triangle, UsualRadii& radii) {
     std::array<double, 3> usual{};
     for (std::size_t i = 0; i < 3; ++i)
-        usual[i] = stars.usualRadiusAround(triangle.corners[i]);
+        usual[i] = radii.around(triangle.corners[i]);
     std::sort(usual.begin(), usual.end());
     return WIDER_THAN_USUAL * std::min(usual[2], LARGEST_OVER_MIDDLE * usual[1]);
 }
@@ -75,8 +93,12 @@ std::vector<GapTriangle> gapCandidates(const SampleNodes& nodes, const NodePlane
 }
 
 void keepExplained(const NodeStars& stars, std::vector<GapTriangle>& vTriangle) {
+    NodeId numNodes = 0;
+    for (const GapTriangle& triangle : vTriangle)
+        numNodes = std::max(numNodes, triangle.corners.back() + 1);
+    UsualRadii radii(stars, numNodes);
     std::erase_if(vTriangle,
-                  [&](const GapTriangle& triangle) { return triangle.radius > explainedRadius(triangle, stars); });
+                  [&](const GapTriangle& triangle) { return triangle.radius > explainedRadius(triangle, radii); });
 }
 
 double areaOf(const GapTriangle& triangle, const SampleNodes& nodes) {

@@ -136,7 +136,7 @@ private:
 /// The flattest plane through 8, 12, 18, ... of the nearest nodes that isn't through a line; zero when none is flat.
 /// Sorts the nodes.
 Vector3 flattestNormal(const SampleNodes& nodes, NodeId node, std::vector<NearNode>& vNear) {
-    std::sort(vNear.begin(), vNear.end());
+    if (!std::is_sorted(vNear.begin(), vNear.end())) std::sort(vNear.begin(), vNear.end());  // those from afar are
     PlaneFit fit;
     double best = MAX_FLATNESS;
     Vector3 normal;

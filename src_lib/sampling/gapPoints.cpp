@@ -29,6 +29,8 @@ struct CellSamples {
     double count;
 };
 
+using SamplesOfCell = std::pair<RCD, const CellSamples*>;
+
 Point3 clampTo(const PointBounds& bounds, const Point3& p) {
     return {std::clamp(p.x(), bounds.low[0], bounds.high[0]), std::clamp(p.y(), bounds.low[1], bounds.high[1]),
             std::clamp(p.z(), bounds.low[2], bounds.high[2])};
@@ -66,10 +68,10 @@ public:
     /// The mean of the samples of a cell, appended unless rounding takes it out of the cell.
     template <typename Iterator>
     void appendMean(Iterator first, Iterator end, std::vector<Point3>& vPoints) const {
-        CellSamples all = *first;
+        CellSamples all = *first->second;
         for (Iterator it = first + 1; it != end; ++it) {
-            all.sum += it->sum;
-            all.count += it->count;
+            all.sum += it->second->sum;
+            all.count += it->second->count;
         }
         const Point3 p = clampTo(bounds, frame.fromCells(all.sum / all.count));
         if (grid.getRCD(&p) == all.cell) vPoints.push_back(p);
@@ -120,6 +122,20 @@ private:
     CellBitmap_RCD occupied;
 };
 
+/// The samples of the blocks by ascending cell, those of a cell in the order of the blocks.
+std::vector<SamplesOfCell> inCellOrder(const std::vector<std::vector<CellSamples>>& vBlock) {
+    std::size_t numSamples = 0;
+    for (const std::vector<CellSamples>& block : vBlock)
+        numSamples += block.size();
+    std::vector<SamplesOfCell> vSorted;
+    vSorted.reserve(numSamples);
+    for (const std::vector<CellSamples>& block : vBlock)
+        for (const CellSamples& samples : block)
+            vSorted.emplace_back(samples.cell, &samples);
+    radixSortByCode(vSorted);
+    return vSorted;
+}
+
 }  // namespace
 
 std::vector<Point3> pointsInGaps(const std::vector<GapTriangle>& vTriangle, const NodePlanes& planes,
@@ -131,20 +147,11 @@ std::vector<Point3> pointsInGaps(const std::vector<GapTriangle>& vTriangle, cons
         for (std::size_t i = begin * BLOCK; i < std::min(end * BLOCK, vTriangle.size()); ++i)
             sampler.append(vTriangle[i], vBlock[i / BLOCK]);
     });
-    std::size_t numSamples = 0;
-    for (const std::vector<CellSamples>& block : vBlock)
-        numSamples += block.size();
-    std::vector<CellSamples> vSamples;
-    vSamples.reserve(numSamples);
-    for (std::vector<CellSamples>& block : vBlock) {
-        vSamples.insert(vSamples.end(), block.begin(), block.end());
-        std::vector<CellSamples>().swap(block);
-    }
-    const auto cellOf = [](const CellSamples& samples) { return samples.cell; };
-    radixSortOnThreads(vSamples.data(), vSamples.size(), cellOf, numProcessors());
+    const std::vector<SamplesOfCell> vSamples = inCellOrder(vBlock);
     std::vector<Point3> vPoints;
-    forEachRun(vSamples.begin(), vSamples.end(), cellOf,
-               [&](auto first, auto end) { sampler.appendMean(first, end, vPoints); });
+    forEachRun(
+        vSamples.begin(), vSamples.end(), [](const SamplesOfCell& samples) { return samples.first; },
+        [&](auto first, auto end) { sampler.appendMean(first, end, vPoints); });
     return vPoints;
 }
 

@@ -9,6 +9,7 @@
 #include <map>
 #include <memory>
 #include <optional>
+#include <utility>
 #include <vector>
 
 #include "Bundle.h"
@@ -223,6 +224,41 @@ void closeOpened(RMesh& mesh, const std::vector<CrumpledRim>& vOpened) {
     }
 }
 
+/// Closes a hole by a fan around a new vertex in its middle, or leaves it as it is. All its inner edges are new: nothing but
+/// what it would pass through is in its way.
+bool closeByFan(RMesh& fine, const Chain& chain) {
+    std::vector<std::pair<Point3*, Point3*>> vEnds;  // of the edges, as the new triangles run along them
+    Vector3 sum;
+    for (const CEdge* pCE : chain.lMemberCE) {
+        Point3 *p0 = fine.getVtx(pCE->v0), *p1 = fine.getVtx(pCE->v1);
+        if (fine.getEdge(p0, p1)->getTriangle(true, true)->getRTriOri(p0, p1) != 2) std::swap(p0, p1);
+        vEnds.emplace_back(p0, p1);
+        sum += *p0 - *vEnds.front().first;
+    }
+    const Point3 middle = *vEnds.front().first + sum / static_cast<double>(vEnds.size());
+    Replacement step;
+    for (const auto& [p0, p1] : vEnds)
+        step.vNew.push_back({*p0, *p1, middle});
+    if (fine.pWatch != nullptr && !fine.pWatch->allows(step)) return false;
+    Point3* const pMiddle = fine.createVertexApart(middle);
+    for (const auto& [p0, p1] : vEnds)
+        fine.createT(p0, p1, pMiddle);
+    return true;
+}
+
+/// Closes the pinholes that are left that way, and returns their number.
+int closeByFans(RMesh& mesh, const HoleLimits& limits) {
+    RimCopy rim(mesh);
+    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    HoleChoice choice(mesh, limits);
+    int numClosed = 0;
+    for (std::size_t i = 0; i < chains.getSize(); ++i) {
+        Chain& chain = *chains.getChain(i);
+        if (choice.isPinhole(chain, chains.vHighVCD) && closeByFan(mesh, chain)) ++numClosed;
+    }
+    return numClosed;
+}
+
 /// Closes pinholes behind the folds around them, as far as that is possible, and returns their number.
 int closeCrumpled(RMesh& mesh, const std::vector<std::vector<Point3*>>& vStubborn) {
     std::vector<CrumpledRim> vOpened;
@@ -246,8 +282,11 @@ int closeCrumpled(RMesh& mesh, const std::vector<std::vector<Point3*>>& vStubbor
 int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold) {
     std::vector<std::vector<Point3*>> vStubborn;
     int numClosed = closeChosen(mesh, limits, vStubborn);
-    if (bKeepManifold) numClosed += closeCrumpled(mesh, vStubborn);
-    if (bKeepManifold) removeFlatFromManifold(mesh);
+    if (!bKeepManifold) return numClosed;
+    const int numCrumpled = closeCrumpled(mesh, vStubborn);
+    const bool bSomeLeft = static_cast<std::size_t>(numCrumpled) < vStubborn.size();
+    numClosed += numCrumpled + (bSomeLeft ? closeByFans(mesh, limits) : 0);
+    removeFlatFromManifold(mesh);
     return numClosed;
 }
 

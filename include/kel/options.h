@@ -42,7 +42,8 @@ struct ReconstructOptions {
     double minPieceArea = 30.0;  ///< Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays.
     int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
     int maxHoleEdges = 0;        ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
-    /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open.
+    /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open, unless
+    /// these are only folds around it.
     bool bNoCrossings = true;
 
     /// Moves the mesh to where the points say that the surface is, with sharp creases and without noise, see fit().

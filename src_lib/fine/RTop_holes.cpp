@@ -224,8 +224,24 @@ void closeOpened(RMesh& mesh, const std::vector<CrumpledRim>& vOpened) {
     }
 }
 
+/// The triangles within two rings around a hole, by address.
+std::vector<const RTriangle*> trianglesAround(const RMesh& fine, const std::vector<Point3*>& vRim) {
+    std::vector<RTriangle*> vAround;
+    for (const Point3* p : vRim)
+        fine.getIncidentT(p, vAround);
+    std::vector<Point3*> vNear;
+    for (const RTriangle* pT : vAround)
+        for (int k = 0; k < 3; ++k)
+            vNear.push_back(pT->getCorner(k));
+    oneInstance(vNear);
+    for (const Point3* p : vNear)
+        fine.getIncidentT(p, vAround);
+    oneInstance(vAround);
+    return {vAround.begin(), vAround.end()};
+}
+
 /// Closes a hole by a fan around a new vertex in its middle, or leaves it as it is. All its inner edges are new: nothing but
-/// what it would pass through is in its way.
+/// what it would pass through is in its way, and folds around the hole may be, since later steps smooth them.
 bool closeByFan(RMesh& fine, const Chain& chain) {
     std::vector<std::pair<Point3*, Point3*>> vEnds;  // of the edges, as the new triangles run along them
     Vector3 sum;
@@ -236,10 +252,12 @@ bool closeByFan(RMesh& fine, const Chain& chain) {
         sum += *p0 - *vEnds.front().first;
     }
     const Point3 middle = *vEnds.front().first + sum / static_cast<double>(vEnds.size());
-    Replacement step;
-    for (const auto& [p0, p1] : vEnds)
-        step.vNew.push_back({*p0, *p1, middle});
-    if (fine.pWatch != nullptr && !fine.pWatch->allows(step)) return false;
+    if (fine.pWatch != nullptr) {
+        Replacement step{.vOld = trianglesAround(fine, verticesOf(chain, fine)), .vNew = {}};
+        for (const auto& [p0, p1] : vEnds)
+            step.vNew.push_back({*p0, *p1, middle});
+        if (!fine.pWatch->allows(step)) return false;
+    }
     Point3* const pMiddle = fine.createVertexApart(middle);
     for (const auto& [p0, p1] : vEnds)
         fine.createT(p0, p1, pMiddle);

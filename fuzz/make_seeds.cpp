@@ -15,6 +15,7 @@
 #include "kel.h"
 #include "support/binary_stl.h"
 #include "support/fine.h"
+#include "support/las.h"
 #include "tinyply.h"
 
 using namespace TARN_KEL;
@@ -58,6 +59,18 @@ void makePoints(const Corpus& corpus) {
     write("ply_points", "points_binary.ply", false);
     const std::string path = corpus.path("points_ascii", "points_exact.xyz");
     demand(writePoints_ASCII(path.c_str(), vPoints, 17), path);
+}
+
+void makeLas(const Corpus& corpus) {
+    const std::vector<Point3> vPoints{{0, 0, 0}, {1.5, -2, 4}, {1e6, 0.25, 5}};
+    for (const LasShape& shape :
+         {LasShape{0, 0, 0, 0}, LasShape{2, 3, 0, 54}, LasShape{3, 5, 2, 0}, LasShape{4, 6, 0, 60}}) {
+        const std::string name = std::to_string(shape.minor) + "_" + std::to_string(shape.format) + ".las";
+        const std::string path = corpus.path("points_las", name);
+        std::ofstream out(path, std::ios_base::binary);
+        out << lasFile(vPoints, shape);
+        demand(!out.flush().fail(), path);
+    }
 }
 
 void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
@@ -118,6 +131,7 @@ int main(int argc, char** argv) {
     }
     const Corpus corpus(argv[1]);
     makePoints(corpus);
+    makeLas(corpus);
     makeMesh(corpus, "closed", tetrahedron());
     makeMesh(corpus, "sheet", sheet(3, 2));
     makeMesh(corpus, "torus", torus(5, 4));

@@ -4,8 +4,9 @@
 // program holds all readers and runs the one that KEL_FUZZ_READER names.
 //
 // Beside what the sanitizers see, four promises are held against each call: earlier points remain, nothing is
-// appended out of proportion to the file, a PLY reader that fails leaves the vector as it was, and a mesh is either null or
-// in order. Text points are also held against a stream. A broken promise, like any exception, ends the program.
+// appended out of proportion to the file, a PLY or LAS reader that fails leaves the vector as it was, and a mesh is either
+// null or in order. Points of LAS are finite. Text points are also held against a stream. A broken promise, like any
+// exception, ends the program.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -49,8 +50,7 @@ Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read) {
 }
 
 void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
-    std::string name = file;
-    const Points vRead = appended(bytes, false, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    const Points vRead = appended(bytes, false, [&](Points& vPoints) { return readPoints_ASCII(file.c_str(), vPoints); });
     const Points vExpected = TARN_TEST::pointsByStreams(bytes);
     demand(vRead.size() == vExpected.size() && std::equal(vRead.begin(), vRead.end(), vExpected.begin()),
            "text points are what a stream extracts");
@@ -58,6 +58,13 @@ void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
 
 void fuzzPointsBin(const std::string& file, std::string_view bytes) {
     appended(bytes, false, [&](Points& vPoints) { return readPoints_BIN(file.c_str(), vPoints); });
+}
+
+void fuzzPointsLas(const std::string& file, std::string_view bytes) {
+    std::string name = file;
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    demand(20 * vRead.size() <= bytes.size(), "a point of LAS has at least 20 bytes");
+    demand(std::all_of(vRead.begin(), vRead.end(), isFinitePoint), "points of LAS are finite");
 }
 
 void fuzzStl(const std::string& file, std::string_view bytes) {
@@ -105,13 +112,14 @@ struct Target {
     std::string_view reader, extension;
     void (*run)(const std::string& file, std::string_view bytes);
 };
-constexpr std::array<Target, 7> TARGETS{{
+constexpr std::array<Target, 8> TARGETS{{
     {"mesh_ply", ".ply", fuzzMesh},
     {"mesh_stl", ".stl", fuzzMesh},
     {"ply_mesh", ".ply", fuzzPlyMesh},
     {"ply_points", ".ply", fuzzPlyPoints},
     {"points_ascii", ".xyz", fuzzPointsAscii},
     {"points_bin", ".bin", fuzzPointsBin},
+    {"points_las", ".las", fuzzPointsLas},
     {"stl", ".stl", fuzzStl},
 }};
 

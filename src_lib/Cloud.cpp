@@ -78,7 +78,10 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
         bRead = readPoints_BIN(filename.c_str(), vOut);
         break;
     default:
-        out() << "Unknown file format" << std::endl;
+        if (isLasFile(filename))
+            bRead = readPoints_LAS(filename.c_str(), vOut);
+        else
+            out() << "Unknown file format" << std::endl;
     }
     if (!bRead)
         out() << "void Cloud::readPoints(), Error reading file: " << filename << std::endl;

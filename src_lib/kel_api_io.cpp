@@ -1,10 +1,10 @@
 // The public functions on point files and triangle soups, and the step from a soup in a file to a mesh.
 //
-// The format of a file is determined by its name alone. Text is parsed line by line in the read buffer, numbers as a stream
-// would parse them; lines that don't start with three numbers are skipped, as they may be headers or comments. Binary points
-// are a type, a count and raw doubles in the machine's byte order. Readers append while they read: when one fails, the
-// points read so far stay behind the older ones. They never append more than a fixed multiple of the file's length, whatever
-// its header claims.
+// The format of a file is determined by its name alone, except for LAS. Text is parsed line by line in the read buffer,
+// numbers as a stream would parse them; lines that don't start with three numbers are skipped, as they may be headers or
+// comments. Binary points are a type, a count and raw doubles in the machine's byte order. Readers append while they read:
+// when one fails, the points read so far stay behind the older ones. They never append more than a fixed multiple of the
+// file's length, whatever its header claims.
 #include <algorithm>
 #include <array>
 #include <cmath>
@@ -26,6 +26,7 @@
 #include "Visualizer3.h"
 #include "freeFunctions.h"
 #include "kel.h"
+#include "las_io.h"
 #include "ply_io.h"
 #include "sortMT.h"
 #include "stl_io.h"
@@ -216,6 +217,7 @@ int getFileType(const std::string& filename) {
 }
 
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
+    if (isLasFile(filename)) return readPoints_LAS(filename.c_str(), vPoints);
     switch (getFileType(filename)) {
     case FT_ASCII:
         return readPoints_ASCII(filename.c_str(), vPoints);
@@ -310,6 +312,10 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
         file.write(line);
     }
     return file.commit() || fail(name + " can't be written");
+}
+
+bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints) {
+    return readLas(nameOf(filename), vPoints);
 }
 
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints) {

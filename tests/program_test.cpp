@@ -3,6 +3,7 @@
 
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
+#include "support/las.h"
 #include "support/prelude.h"
 
 using namespace TARN_KEL;
@@ -80,6 +81,7 @@ TEST_F(ProgramTest, makesAMeshOfAScan) {
 
 TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     const std::string corner = "vertex 0 0 0\n", begin = "outer loop\n" + corner, end = "vertex 0 1 0\nendloop\n";
+    const std::string las = lasFile({{0, 0, 0}, {1, 0, 0}, {0, 1, 0}});
     for (const auto& [name, bytes] :
          std::map<std::string, std::string>{{"good.xyz", "0 0 0\n1 0 0\n0 1 0\n"},
                                             {"copy.xyz", "0 0 0\n1 0 0\n0 1 0\n"},
@@ -93,6 +95,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
                                              "property float z\nend_header\n1 2 3\n"},
                                             {"text.xyz", "no number\n"},
+                                            {"bad.las", "no header\n"},
+                                            {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
                                             {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
         folder.write(name, bytes);
@@ -106,7 +110,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "scan sphere o.stl --points 10", "scan sphere none/o.bin --points 10"}},
         {"reconstruct",
          {"", "copy.xyz o.ply --json copy.xyz", "none.xyz o.ply", ". o.ply", "empty.xyz o.ply", "text.xyz o.ply",
-          "bad.ply o.ply", "bad.bin o.ply", "good.xyz o.ply --quiet"}},
+          "bad.ply o.ply", "bad.bin o.ply", "bad.las o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
         {"reconstruct scan.bin", {"", "o.pLy", "none/o.ply", ".", "scan.bin"}},
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
@@ -133,8 +137,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"", "-n 0", "-n 1.5", "-n 1000001", "-n 1 --taubin 1", "--taubin 0", "--taubin 1 --bilateral 1",
           "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--taubin 1 --no-crossings", "--bilateral 1 --edge-angle 0"}},
         {"convert",
-         {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin ./scan.bin",
-          "points.ply points.ply", "bad.bin o.ply"}},
+         {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.las",
+          "scan.bin ./scan.bin", "points.ply points.ply", "bad.bin o.ply"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
         {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
         {"info good.stl",
@@ -289,6 +293,12 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_TRUE(folder.read("p.bin") == folder.read("scan.bin"));
     EXPECT_EQ(folder.read("t.ply").size(), folder.read("p.ply").size());
     EXPECT_EQ(points("v.ply"), points("mesh.ply"));
+    const std::vector<Point3> vLas{{1, 2.5, 0.125}, {-3.75, -1e6, 4}};
+    for (const std::string name : {"p.las", "p.what"}) {
+        folder.write(name, lasFile(vLas));
+        convert(name + " las.bin");
+        EXPECT_EQ(points("las.bin"), vLas) << name;
+    }
     EXPECT_EQ(countIn(folder.read("p.list"), "OFF"), 0);
     EXPECT_EQ(countIn(folder.read("m.list"), "OFF"), 1);
     EXPECT_EQ(countIn(run("convert mesh.ply v.xyz").err, "kel: warning: Of the mesh"), 1);

@@ -42,6 +42,10 @@ bool isPointFile(const std::string& filename) {
     return isPointsOnlyFile(filename) || isPlyFile(filename);
 }
 
+bool isPointInput(const std::string& filename) {
+    return isPointFile(filename) || isLasFile(filename);
+}
+
 bool isTriangleFile(const std::string& filename) {
     return isPlyFile(filename) || isOfType(filename, FT_STL);
 }

@@ -3,12 +3,17 @@
 
 #include <string>
 
+/// What points are read from, for texts.
+inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply or .las";
+
 /// The file has points and nothing else: .xyz, .txt, .asc, .bin.
 bool isPointsOnlyFile(const std::string& filename);
 /// The file has points as text: .xyz, .txt, .asc.
 bool isPointsText(const std::string& filename);
-/// Points can be read from the file: .xyz, .txt, .asc, .bin, .ply.
+/// Points can be written to the file and read back: .xyz, .txt, .asc, .bin, .ply.
 bool isPointFile(const std::string& filename);
+/// Points can be read from the file: the same and .las, also under another name.
+bool isPointInput(const std::string& filename);
 /// Triangles can be read from the file: .ply, .stl.
 bool isTriangleFile(const std::string& filename);
 bool isPlyFile(const std::string& filename);

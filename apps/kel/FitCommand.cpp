@@ -1,6 +1,7 @@
 // kel fit: moves a mesh to where points say that the surface is.
 #include <memory>
 
+#include "FileKinds.h"
 #include "PostProcessing.h"
 #include "commands.h"
 
@@ -35,7 +36,7 @@ void addFitCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<FitRequest>();
     CLI::App& command = *app.add_subcommand("fit", "Move a mesh to the surface that points show: sharp edges, less noise");
     command.add_option("IN", pRequest->change.files.in, MESH_IN)->required();
-    command.add_option("CLOUD", pRequest->cloud, "The points that the mesh was made of: .xyz, .txt, .asc, .bin or .ply")
+    command.add_option("CLOUD", pRequest->cloud, std::string("The points that the mesh was made of: ") + POINT_KINDS_IN)
         ->required();
     command.add_option("OUT", pRequest->change.files.out, MESH_OUT)->required();
     command

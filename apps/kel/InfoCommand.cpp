@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "FileKinds.h"
 #include "MeshAnalysis.h"
 #include "PostProcessing.h"
 #include "commands.h"
@@ -114,9 +115,9 @@ void addInfoCommand(CLI::App& app, Program& program) {
     command.add_option("MESH", pOptions->mesh, MESH_IN)->required();
     command.add_flag("--join", pOptions->bJoin,
                      "Join vertices of a .ply that are at one place, as is always done for an .stl");
-    CLI::Option* pReference = command.add_option("--reference", pOptions->reference,
-                                                 "Measure the distances of the vertices to these points: .xyz, .txt, "
-                                                 ".asc, .bin or .ply");
+    CLI::Option* pReference =
+        command.add_option("--reference", pOptions->reference,
+                           std::string("Measure the distances of the vertices to these points: ") + POINT_KINDS_IN);
     command.add_option("--within", pOptions->within, "Print the share of vertices no farther than this from the points")
         ->check(positiveNumber)
         ->needs(pReference);

@@ -120,7 +120,7 @@ void Program::addCommonOptions(CLI::App& command) {
 }
 
 void Program::requirePointInput(const std::string& filename) {
-    requireReadable(filename, isPointFile, "Points are read from .xyz, .txt, .asc, .bin or .ply");
+    requireReadable(filename, isPointInput, std::string("Points are read from ") + POINT_KINDS_IN);
 }
 
 void Program::requireMeshInput(const std::string& filename) {

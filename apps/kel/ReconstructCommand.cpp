@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "FileKinds.h"
 #include "PostProcessing.h"
 #include "commands.h"
 
@@ -202,7 +203,7 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
 void addReconstructCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReconstructRequest>();
     CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
-    command.add_option("IN", pRequest->in, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
+    command.add_option("IN", pRequest->in, std::string("Points: ") + POINT_KINDS_IN)->required();
     command.add_option("OUT", pRequest->out, MESH_OUT)->required();
     addGridOptions(command, *pRequest);
     addSteps(command, *pRequest);

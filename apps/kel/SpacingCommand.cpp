@@ -3,6 +3,7 @@
 #include <memory>
 #include <sstream>
 
+#include "FileKinds.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -35,7 +36,7 @@ void estimateSpacing(const std::string& in, Program& program) {
 void addSpacingCommand(CLI::App& app, Program& program) {
     auto pIn = std::make_shared<std::string>();
     CLI::App& command = *app.add_subcommand("spacing", "Print the estimated average spacing of points");
-    command.add_option("IN", *pIn, "Points: .xyz, .txt, .asc, .bin or .ply")->required();
+    command.add_option("IN", *pIn, std::string("Points: ") + POINT_KINDS_IN)->required();
     program.addCommonOptions(command);
     command.callback([pIn, &program] { estimateSpacing(*pIn, program); });
 }

@@ -1,11 +1,12 @@
 // Reading and writing points, triangle soups and meshes.
 //
 // The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj (meshes,
-// only written) and .list (a drawing for the Geomview viewer, only written).
+// only written) and .list (a drawing for the Geomview viewer, only written). Points in LAS files (only read) are recognised
+// by .las or by the first bytes.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
-// failure stays in the vector, except for PLY. Writers write a temporary file next to the target and rename it, so a failure
-// leaves an older file untouched.
+// failure stays in the vector, except for PLY and LAS. Writers write a temporary file next to the target and rename it, so a
+// failure leaves an older file untouched.
 #pragma once
 
 #include <kel/mesh.h>
@@ -23,7 +24,7 @@ enum FileType : int {
     FT_ASCII,   ///< Points.
     FT_BIN,     ///< Points.
     FT_LIST,    ///< A drawing for the Geomview viewer.
-    FT_UNKNOWN  ///< Any other extension.
+    FT_UNKNOWN  ///< Any other extension, also .las: see isLasFile().
 };
 
 /// The format that the name of a file stands for.
@@ -34,9 +35,9 @@ int getFileType(const std::string& filename);
 
 // ---- Points -------------------------------------------------------------------------------------------------------------
 
-/// Reads points from a text, binary or PLY file.
+/// Reads points from a text, binary, PLY or LAS file.
 ///
-/// @param filename      .xyz, .txt, .asc, .bin or .ply
+/// @param filename      .xyz, .txt, .asc, .bin or .ply, or a file for which isLasFile() is true
 /// @param[out] vPoints  the points are appended
 /// @return false, after a message, when the file can't be read
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
@@ -49,6 +50,22 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
 /// @param bAscii    true writes a PLY as text
 /// @return false, after a message, when the file can't be written
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
+
+/// Whether a file is read as LAS, whatever its extension otherwise stands for.
+///
+/// @param filename  the name of the file
+/// @return true for .las and .laz, even without such a file, and for a regular file that begins with "LASF"
+bool isLasFile(const std::string& filename);
+
+/// Reads the coordinates of a LAS file, versions 1.0 to 1.4, point formats 0 to 10.
+///
+/// All points count, also those with flags such as "withheld". Compressed files (LAZ) are refused, and so are files that are
+/// shorter than their header says. Memory is bounded by the length of the file.
+///
+/// @param filename      a LAS file of any extension
+/// @param[out] vPoints  the points are appended, all of them finite; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints);
 
 /// Reads a binary point file.
 ///

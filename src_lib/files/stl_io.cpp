@@ -12,7 +12,6 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <cstdint>
 #include <new>
 #include <optional>
@@ -21,6 +20,7 @@
 
 #include "BlockReader.h"
 #include "InputFile.h"
+#include "littleEndian.h"
 #include "textNumbers.h"
 #include "tools.h"
 
@@ -38,17 +38,6 @@ constexpr std::size_t HEADER = 84;        // bytes, with the count
 constexpr std::size_t FACET = 50;         // bytes
 constexpr std::size_t FIRST_CORNER = 12;  // behind the normal
 
-std::uint32_t loadUint32(const char* p) {
-    std::uint32_t value = 0;
-    for (std::size_t i = 0; i < sizeof value; ++i)
-        value |= std::uint32_t{static_cast<unsigned char>(p[i])} << (8 * i);
-    return value;
-}
-
-double loadFloat(const char* p) {
-    return std::bit_cast<float>(loadUint32(p));
-}
-
 /// A character that no text has, in whatever language.
 bool isControl(char c) {
     return static_cast<unsigned char>(c) < ' ' && !isSpace(c);
@@ -61,7 +50,7 @@ std::uint64_t lengthFor(std::uint32_t numTriangles) {
 /// Reads the header in the window of the reader without consuming it.
 bool isBinary(const InputFile& file, BlockReader& reader) {
     if (!reader.fill(HEADER)) return false;
-    return file.size() == lengthFor(loadUint32(reader.begin() + HEADER - 4)) ||
+    return file.size() == lengthFor(loadInt<std::uint32_t>(reader.begin() + HEADER - 4)) ||
            std::any_of(reader.begin(), reader.begin() + HEADER, isControl);
 }
 
@@ -74,7 +63,7 @@ void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
 /// Null, or why it can't be read. Where the length of the file is known nothing is appended then.
 const char* readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr const char* TOO_SHORT = "is too short for its number of triangles";
-    std::uint32_t numLeft = loadUint32(reader.begin() + HEADER - 4);
+    std::uint32_t numLeft = loadInt<std::uint32_t>(reader.begin() + HEADER - 4);
     if (file.size() && *file.size() < lengthFor(numLeft)) return TOO_SHORT;
     if (file.size()) vPoints.reserve(vPoints.size() + std::size_t{3} * numLeft);
     reader.skip(HEADER);

@@ -1,0 +1,29 @@
+// Numbers in files that have their low bytes first, whatever the machine.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <cstdint>
+#include <type_traits>
+
+namespace TARN_KEL {
+
+/// The whole number in the first bytes at p, which needn't be aligned. Int: an unsigned type.
+template <typename Int>
+Int loadInt(const char* p) {
+    static_assert(std::is_unsigned_v<Int>);
+    Int value = 0;
+    for (std::size_t i = 0; i < sizeof value; ++i)
+        value = static_cast<Int>(value | Int{static_cast<unsigned char>(p[i])} << (8 * i));
+    return value;
+}
+
+inline float loadFloat(const char* p) {
+    return std::bit_cast<float>(loadInt<std::uint32_t>(p));
+}
+
+inline double loadDouble(const char* p) {
+    return std::bit_cast<double>(loadInt<std::uint64_t>(p));
+}
+
+}  // namespace TARN_KEL

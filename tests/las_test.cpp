@@ -1,0 +1,168 @@
+// Points of LAS files.
+#include <sys/stat.h>
+
+#include <limits>
+#include <random>
+#include <thread>
+
+#include "support/TempFolder.h"
+#include "support/las.h"
+#include "support/prelude.h"
+
+using namespace TARN_TEST;
+using Points = std::vector<Point3>;
+
+namespace {
+
+const Points OLDER{{7, 8, 9}};
+const Points SOME_POINTS{{1, 2.5, 0.125}, {-3.75, -1e6, 4}, {1000, -2000, 0}};
+
+/// What readPoints_auto() appends; it must be nothing when that returns false. text: what it prints.
+Points readBehindOlder(std::string name, bool bExpected, std::string* text = nullptr) {
+    Points vPoints = OLDER;
+    const std::string printed = outputOf([&] { EXPECT_EQ(readPoints_auto(name, vPoints), bExpected); });
+    if (text != nullptr) *text = printed;
+    EXPECT_EQ(vPoints.front(), OLDER.front());
+    vPoints.erase(vPoints.begin());
+    if (!bExpected) {
+        EXPECT_EQ(vPoints.size(), 0U);
+    }
+    return vPoints;
+}
+
+/// Points on the grid of LasShape, as far out as 32 bits reach, and more than a block of the reader holds.
+Points gridPoints(std::size_t n) {
+    std::mt19937 random(1);
+    Points vPoints;
+    constexpr double LEAST = std::numeric_limits<std::int32_t>::min(), MOST = std::numeric_limits<std::int32_t>::max();
+    const auto at = [](double x, double y, double z) { return Point3(1000 + x / 4, -2000 + y / 2, z / 8); };
+    vPoints.push_back(at(LEAST, MOST, -1));
+    const auto any = [&] { return static_cast<double>(static_cast<std::int32_t>(random())); };
+    while (vPoints.size() < n) {
+        const double x = any(), y = any();
+        vPoints.push_back(at(x, y, any()));
+    }
+    return vPoints;
+}
+
+}  // namespace
+
+TEST(Las, EveryVersionAndFormatReturnsItsPoints) {
+    const TempFolder folder;
+    const Points vPoints = gridPoints(100), vMany = gridPoints(40000);
+    for (unsigned minor = 0; minor <= 4; ++minor)
+        for (unsigned format = 0; format <= (minor == 4 ? 10U : 5U); ++format)
+            for (const std::size_t numMore : {0U, 1U, 54U}) {
+                const std::string bytes = lasFile(vPoints, {minor, format, numMore, 3 * numMore});
+                EXPECT_EQ(readBehindOlder(folder.write("a.las", bytes), true), vPoints)
+                    << "1." << minor << ", format " << format;
+            }
+    EXPECT_EQ(readBehindOlder(folder.write("a.las", lasFile(vMany, {2, 1, 5, 300000})), true), vMany);
+    EXPECT_EQ(readBehindOlder(folder.write("a.las", lasFile({})), true), Points());
+    const std::string mirrored = lasFile(SOME_POINTS, {2, 0, 0, 0, {-0.125, 0.5, 0.125}});
+    EXPECT_EQ(readBehindOlder(folder.write("a.las", mirrored), true), SOME_POINTS) << "a scale below 0";
+}
+
+TEST(Las, IsToldByItsFirstBytesOrItsName) {
+    const TempFolder folder;
+    const std::string bytes = lasFile(SOME_POINTS);
+    for (const char* name : {"a.LAS", "a.Las", "a.laz", "a.xyz", "a.bin", "a.ply", "a.stl", "a", "a.what"}) {
+        EXPECT_TRUE(isLasFile(folder.write(name, bytes + "behind"))) << name;
+        EXPECT_EQ(readBehindOlder(folder.path(name), true), SOME_POINTS) << name;
+    }
+    EXPECT_TRUE(isLasFile("missing.las") && isLasFile("missing.laz"));
+    for (const std::string& name : {std::string("missing.xyz"), std::string(), folder.path("."), folder.path("missing"),
+                                    folder.write("a.txt", "LAS"), folder.write("b.txt", "LASf 1 2 3\n")})
+        EXPECT_FALSE(isLasFile(name)) << name;
+    EXPECT_EQ(getFileType("a.las"), FT_UNKNOWN);
+}
+
+TEST(Las, TheCountOf64BitsComesFirst) {
+    const TempFolder folder;
+    const auto numRead = [&](unsigned minor, std::uint64_t numOld, std::uint64_t numNew) {
+        std::string bytes = lasFile(gridPoints(9), {minor, 0, 0, 200});
+        putNumber(bytes, 107, numOld, 4);
+        putNumber(bytes, 247, numNew, 8);
+        return readBehindOlder(folder.write("a.las", bytes), true).size();
+    };
+    EXPECT_EQ(numRead(4, 0, 9), 9U);
+    EXPECT_EQ(numRead(4, 9, 0), 9U) << "only the old field";
+    EXPECT_EQ(numRead(4, 3, 7), 7U);
+    EXPECT_EQ(numRead(3, 3, 7), 3U) << "no such field yet";
+    EXPECT_EQ(numRead(4, 0, 0), 0U);
+}
+
+TEST(Las, ACutFileGivesNothingAndOneLine) {
+    const TempFolder folder;
+    for (const LasShape& shape : {LasShape{0, 0, 0, 0}, LasShape{3, 3, 2, 5}, LasShape{4, 6, 0, 54}}) {
+        const std::string whole = lasFile(SOME_POINTS, shape);
+        for (std::size_t length = 0; length < whole.size() && !HasFailure(); ++length) {
+            std::string text;
+            const std::string name = folder.write("a.las", whole.substr(0, length));
+            readBehindOlder(name, false, &text);
+            EXPECT_EQ(text.rfind(name + " ", 0), 0U) << length << ": " << text;
+            EXPECT_EQ(countIn(text, "\n"), 1) << length;
+        }
+    }
+}
+
+TEST(Las, DontTrustTheHeader) {
+    const TempFolder folder;
+    const auto bits = [](double value) { return std::bit_cast<std::uint64_t>(value); };
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    const struct {
+        std::size_t pos;
+        std::uint64_t value;
+        int numBytes;
+        std::string words;  ///< in the message
+    } table[] = {{0, 'l', 1, "begin with LASF"},
+                 {24, 2, 1, "version 2.4"},
+                 {25, 5, 1, "version 1.5"},
+                 {94, 374, 2, "header of 374 bytes"},
+                 {94, 0xffff, 2, "within its header of 65535 bytes"},
+                 {96, 374, 4, "points at byte 374"},
+                 {96, 376, 4, "it has 2 of them"},
+                 {96, 0xffffffff, 4, "it has 0 of them"},
+                 {104, 0x83, 1, "is compressed"},
+                 {104, 0x43, 1, "is compressed"},
+                 {104, 11, 1, "point format 11"},
+                 {105, 33, 2, "format 3 takes 34"},
+                 {105, 0, 2, "format 3 takes 34"},
+                 {105, 61, 2, "it has 2 of them"},
+                 {105, 0xffff, 2, "it has 0 of them"},
+                 {247, 4, 8, "its 4 points"},
+                 {247, 307445734561825861, 8, "307445734561825861"},  // times 60 bytes is 44, modulo 2^64
+                 {247, ~std::uint64_t{0}, 8, "18446744073709551615"},
+                 {131, bits(0.0), 8, "scale 0 and the offset 1000 for x"},
+                 {139, bits(-0.0), 8, "for y"},
+                 {147, bits(nan), 8, "for z"},
+                 {131, bits(-inf), 8, "-inf"},
+                 {131, bits(1e300), 8, "1e+300"},
+                 {171, bits(nan), 8, "for z"},
+                 {163, bits(inf), 8, "offset inf for y"}};
+    for (const auto& [pos, value, numBytes, words] : table) {
+        std::string bytes = lasFile(SOME_POINTS, {4, 3, 26, 0}), text;
+        putNumber(bytes, pos, value, numBytes);
+        readBehindOlder(folder.write("a.las", bytes), false, &text);
+        EXPECT_EQ(countIn(text, "\n"), 1) << text;
+        EXPECT_EQ(countIn(text, words), 1) << words << " in " << text;
+    }
+    std::string old = lasFile(SOME_POINTS), text;
+    putNumber(old, 107, 0xffffffff, 4);
+    readBehindOlder(folder.write("a.las", old), false, &text);
+    EXPECT_EQ(countIn(text, "its 4294967295 points of 20 bytes from byte 227: it has 3 of them"), 1) << text;
+}
+
+TEST(Las, ComesThroughAFifo) {
+    const TempFolder folder;
+    const std::string fifo = folder.path("fifo.las"), bytes = lasFile(gridPoints(30000), {2, 0, 0, 300000});
+    ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
+    for (const std::size_t numMissing : {0U, 1U, 599999U, 600001U}) {
+        std::thread writer([&] { std::ofstream(fifo) << bytes.substr(0, bytes.size() - numMissing); });
+        EXPECT_EQ(readBehindOlder(fifo, numMissing == 0).size(), numMissing == 0 ? 30000U : 0U);
+        writer.join();
+    }
+    std::string text;
+    readBehindOlder(folder.path("missing.las"), false, &text);
+    EXPECT_EQ(text, folder.path("missing.las") + " is unreadable\n");
+}

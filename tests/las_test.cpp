@@ -147,7 +147,10 @@ TEST(Las, DontTrustTheHeader) {
         EXPECT_EQ(countIn(text, "\n"), 1) << text;
         EXPECT_EQ(countIn(text, words), 1) << words << " in " << text;
     }
-    std::string old = lasFile(SOME_POINTS), text;
+    std::string text;
+    readBehindOlder(folder.write("a.las", lasFile({}, {2, 0, 0, 9}).substr(0, 235)), false, &text);
+    EXPECT_EQ(countIn(text, "ends before byte 236"), 1) << "also where no point is announced: " << text;
+    std::string old = lasFile(SOME_POINTS);
     putNumber(old, 107, 0xffffffff, 4);
     readBehindOlder(folder.write("a.las", old), false, &text);
     EXPECT_EQ(countIn(text, "its 4294967295 points of 20 bytes from byte 227: it has 3 of them"), 1) << text;

@@ -157,7 +157,7 @@ std::string tooShortText(const PointLayout& layout, std::uint64_t numPresent) {
 
 void requireLength(std::uint64_t fileLength, const PointLayout& layout) {
     const std::uint64_t numPresent = fileLength > layout.first ? (fileLength - layout.first) / layout.length : 0;
-    if (fileLength < layout.first || numPresent < layout.numPoints) refuse(tooShortText(layout, numPresent));
+    if (numPresent < layout.numPoints) refuse(tooShortText(layout, numPresent));
 }
 
 double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layout) {
@@ -166,7 +166,8 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
 }
 
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints) {
-    if (!reader.skipFar(layout.first)) refuseEnd(reader, tooShortText(layout, 0));
+    if (!reader.skipFar(layout.first))
+        refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
     std::uint64_t numLeft = layout.numPoints;
     while (numLeft > 0) {
         if (!reader.fill(layout.length)) refuseEnd(reader, tooShortText(layout, layout.numPoints - numLeft));

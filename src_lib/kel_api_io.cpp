@@ -27,6 +27,7 @@
 #include "freeFunctions.h"
 #include "kel.h"
 #include "las_io.h"
+#include "numberForms.h"
 #include "ply_io.h"
 #include "sortMT.h"
 #include "stl_io.h"
@@ -115,6 +116,28 @@ bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, 
     if (reader.failed() || isAbsurdCount(count, BIN_HEADER + numRead * width)) return false;
     vPoints.resize(numBefore + count);
     return true;
+}
+
+bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints) {
+    AtomicFile file(name);
+    const std::uint64_t count = vPoints.size();
+    std::array<char, BIN_HEADER> header;
+    std::memcpy(header.data(), &BIN_TYPE_3D, sizeof BIN_TYPE_3D);
+    std::memcpy(header.data() + sizeof BIN_TYPE_3D, &count, sizeof count);
+    file.write({header.data(), header.size()});
+    for (const Point3& point : vPoints) {
+        const std::array<double, 3> aValue{point.x(), point.y(), point.z()};
+        file.write({reinterpret_cast<const char*>(aValue.data()), sizeof aValue});
+    }
+    return file.commit() || fail(name + " can't be written");
+}
+
+std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
+    std::vector<const Point3*> vPointers;
+    vPointers.reserve(vPoints.size());
+    for (const Point3& point : vPoints)
+        vPointers.push_back(&point);
+    return vPointers;
 }
 
 // ---- Meshes
@@ -231,20 +254,42 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
 }
 
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {
+    return writePoints_auto(filename, vPoints, bAscii, Precision::FLOAT);
+}
+
+bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision) {
+    if (precision == Precision::AUTO) precision = neededPrecision(filename, vPoints, bAscii);
     switch (getFileType(filename)) {
     case FT_PLY:
-        return writePointsPly(filename, vPoints, bAscii);
+        return writePointsPly(pointersTo(vPoints), filename, bAscii, precision);
     case FT_ASCII:
-        return writePoints_ASCII(filename.c_str(), vPoints);
+        return writePoints_ASCII(filename.c_str(), vPoints,
+                                 precision == Precision::DOUBLE ? EXACT_DIGITS : SHORT_TEXT.numDigits);
     case FT_BIN:
-        return writePoints_BIN(filename.c_str(), vPoints);
+        return writeBinPoints(filename, vPoints);
     case FT_LIST:
         return writeDrawing(filename, nullptr, true,
                             [&](Visualizer3& visualizer) { visualizer.writePoints(vPoints, LIST_POINT_SIZE, CRED); });
     default:
         out() << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
-        return writePointsPly("kel_output_bin.ply", vPoints, bAscii);
+        return writePointsPly(pointersTo(vPoints), "kel_output_bin.ply", bAscii, precision);
     }
+}
+
+Precision neededPrecision(const std::string& filename, const std::vector<Point3>& vPoints, bool bAscii) {
+    NumberForm form = bAscii ? SINGLE_TEXT : SINGLE_BYTES;
+    switch (getFileType(filename)) {
+    case FT_BIN:
+    case FT_LIST:
+        return Precision::FLOAT;
+    case FT_ASCII:
+        form = SHORT_TEXT;
+        break;
+    default:  // a PLY, also of another name
+        break;
+    }
+    const std::vector<const Point3*> vPointers = pointersTo(vPoints);
+    return losesShape(vPointers, form, surfaceSpacing(vPointers)) ? Precision::DOUBLE : Precision::FLOAT;
 }
 
 bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
@@ -267,18 +312,7 @@ bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
 }
 
 bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
-    const std::string name = nameOf(filename);
-    AtomicFile file(name);
-    const std::uint64_t count = vPoints.size();
-    std::array<char, BIN_HEADER> header;
-    std::memcpy(header.data(), &BIN_TYPE_3D, sizeof BIN_TYPE_3D);
-    std::memcpy(header.data() + sizeof BIN_TYPE_3D, &count, sizeof count);
-    file.write({header.data(), header.size()});
-    for (const Point3& point : vPoints) {
-        const std::array<double, 3> aValue{point.x(), point.y(), point.z()};
-        file.write({reinterpret_cast<const char*>(aValue.data()), sizeof aValue});
-    }
-    return file.commit() || fail(name + " can't be written");
+    return writeBinPoints(nameOf(filename), vPoints);
 }
 
 bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints) {
@@ -327,11 +361,7 @@ bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoint
 }
 
 bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {
-    std::vector<Point3*> vPointer;
-    vPointer.reserve(vPoints.size());
-    for (Point3& point : vPoints)
-        vPointer.push_back(&point);
-    return PLY::writePly(vPointer, filename, bAscii);
+    return writePointsPly(pointersTo(vPoints), filename, bAscii, Precision::FLOAT);
 }
 
 MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {

@@ -80,10 +80,14 @@ struct geometry {
     struct float3 {
         float x, y, z;
     };
+    struct double3 {
+        double x, y, z;
+    };
     struct uint3 {
         std::uint32_t x, y, z;
     };
     std::vector<float3> vertices;
+    std::vector<double3> exactVertices;  ///< written instead of the others, which are none then
     std::vector<uint3> faces;
 };
 

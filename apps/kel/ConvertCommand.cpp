@@ -50,7 +50,8 @@ void addConvertCommand(CLI::App& app, Program& program) {
             "OUT", pOptions->out,
             "A mesh: .ply, .stl, .obj or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, .ply or .list")
         ->required();
-    command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits");
+    command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { convert(*pOptions, program); });
 }

@@ -47,11 +47,15 @@ bool isPointInput(const std::string& filename) {
 }
 
 bool isTriangleFile(const std::string& filename) {
-    return isPlyFile(filename) || isOfType(filename, FT_STL);
+    return isPlyFile(filename) || isStlFile(filename);
 }
 
 bool isPlyFile(const std::string& filename) {
     return isOfType(filename, FT_PLY);
+}
+
+bool isStlFile(const std::string& filename) {
+    return isOfType(filename, FT_STL);
 }
 
 bool isObjFile(const std::string& filename) {

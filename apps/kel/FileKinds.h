@@ -17,6 +17,7 @@ bool isPointInput(const std::string& filename);
 /// Triangles can be read from the file: .ply, .stl.
 bool isTriangleFile(const std::string& filename);
 bool isPlyFile(const std::string& filename);
+bool isStlFile(const std::string& filename);
 bool isObjFile(const std::string& filename);
 /// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);

@@ -23,6 +23,7 @@ void addFillCommand(CLI::App& app, Program& program) {
     command.add_option("--max-edges", pOptions->maxEdges, "Close holes of at most this many edges")
         ->required()
         ->check(holeEdges);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(

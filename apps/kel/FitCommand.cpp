@@ -45,6 +45,7 @@ void addFitCommand(CLI::App& app, Program& program) {
         ->check(positiveNumber);
     command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
     addRawOption(command, pRequest->change.bRaw);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { fit(*pRequest, program); });
 }

@@ -20,6 +20,7 @@ void addFlipCommand(CLI::App& app, Program& program) {
     CLI::App& command = *app.add_subcommand("flip", "Flip edges of a mesh where that makes the surface smoother");
     addMeshChange(command, pOptions->change);
     command.add_flag("--anneal", pOptions->bAnneal, "Simulated annealing: some thirty times as slow, leaves local minima");
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(

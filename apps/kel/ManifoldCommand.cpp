@@ -13,6 +13,7 @@ void addManifoldCommand(CLI::App& app, Program& program) {
         "manifold", "Make a mesh manifold and oriented: separate sheets that touch or cross, remove inner walls");
     addMeshFiles(command, pChange->files);
     command.add_flag("--uncross", *pUncross, "Remove self-intersections by small changes near them");
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pChange, pUncross, &program] {
         changeMesh(

@@ -33,6 +33,7 @@ void addMeltCommand(CLI::App& app, Program& program) {
         "melt", "Make a clean mesh of triangles that needn't fit together, by meshing the grid cells that they touch");
     addSoupOptions(command, *pOptions, MESH_OUT);
     addFreshMesh(command, pOptions->fresh);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { meltSoup(*pOptions, program); });
 }

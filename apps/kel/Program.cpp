@@ -4,17 +4,18 @@
 #include <unistd.h>
 
 #include <array>
-#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
+#include <map>
 #include <optional>
 #include <utility>
 
 #include "../../src_lib/base/processMemory.h"
 #include "../../src_lib/files/AtomicFile.h"
+#include "../../src_lib/files/numberForms.h"
 #include "FileKinds.h"
 #include "LibraryText.h"
 #include "ProgressBar.h"
@@ -62,32 +63,16 @@ void requireWritable(const std::string& filename) {
 }
 
 /// How a mesh file holds coordinates.
-struct Precision {
-    bool bSingle;   ///< rounded to single precision
-    int numDigits;  ///< then to a text of so many digits; 0: kept as bytes
+struct MeshForm {
+    NumberForm form;
     const char* name;
 };
 
-Precision precisionOf(const std::string& filename, bool bAscii) {
-    if (isPlyFile(filename)) return bAscii ? Precision{true, 6, "Six digits"} : Precision{true, 0, "Single precision"};
-    return isListFile(filename) ? Precision{false, 15, "Fifteen digits"} : Precision{false, 10, "Ten digits"};
-}
-
-template <typename Float>
-double throughText(double value, int numDigits) {
-    std::array<char, 32> text{};
-    const auto [pEnd, none] =
-        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, numDigits);
-    Float read = 0;
-    std::from_chars(text.data(), pEnd, read);
-    return static_cast<double>(read);
-}
-
-double inFile(double value, const Precision& precision) {
-    const double rounded = precision.bSingle ? static_cast<double>(static_cast<float>(value)) : value;
-    if (precision.numDigits == 0) return rounded;
-    return precision.bSingle ? throughText<float>(rounded, precision.numDigits)
-                             : throughText<double>(rounded, precision.numDigits);
+MeshForm formOf(const std::string& filename, bool bAscii, Precision written) {
+    if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
+    if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
+    if (!isPlyFile(filename)) return {LONG_TEXT, "Ten digits"};
+    return bAscii ? MeshForm{SINGLE_TEXT, "Six digits"} : MeshForm{SINGLE_BYTES, "Single precision"};
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -117,6 +102,16 @@ void Program::addCommonOptions(CLI::App& command) {
         ->default_str("0");
     command.add_option("--json", jsonFile,
                        "Write a report to this file: what was read and made, seconds of each step, peak memory");
+}
+
+void Program::addPrecisionOption(CLI::App& command) {
+    command
+        .add_option("--precision", precision,
+                    "Precision of coordinates in OUT; auto: double where float would join vertices or visibly move one")
+        ->type_name("float|double|auto")
+        ->transform(CLI::Transformer(std::map<std::string, Precision>{
+            {"float", Precision::FLOAT}, {"double", Precision::DOUBLE}, {"auto", Precision::AUTO}}))
+        ->default_str("auto");
 }
 
 void Program::requirePointInput(const std::string& filename) {
@@ -239,30 +234,35 @@ MeshPtr Program::readMesh(const std::string& filename, bool bJoin) {
 }
 
 void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii) {
-    constexpr int EXACT_DIGITS = 17;
+    // Text is always exact, unless the user wants it short.
+    const bool bExactText = isPointsText(filename) && precision == Precision::AUTO;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
-        return isPointsText(filename) ? writePoints_ASCII(filename.c_str(), vPoints, EXACT_DIGITS)
-                                      : writePoints_auto(filename, vPoints, bAscii);
+        return writePoints_auto(filename, vPoints, bAscii, bExactText ? Precision::DOUBLE : precision);
     });
     json["output"] = {{"file", filename}, {"points", vPoints.size()}};
     say(filename + ": " + std::to_string(vPoints.size()) + " points");
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
-    fileStep("write", "Can't write " + filename, [&](const LibraryText& text) {
-        if (!isObjFile(filename)) return writeMesh_auto(filename, pMesh, bAscii);
-        toObj(pMesh, filename);
-        return text.lastWords().rfind("Can't", 0) != 0;  // its last words are all that it reports
+    Precision written = precision;
+    bool bTooFineForStl = false;
+    fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
+        if (precision == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
+        bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
+        return isObjFile(filename) ? toObj(pMesh, filename, written) : writeMesh_auto(filename, pMesh, bAscii, written);
     });
     json["output"] = {{"file", filename}};
-    if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, *pMesh)));
+    if (bTooFineForStl)
+        warn("Most programs read an .stl in single precision, in which the shape in " + filename +
+             " suffers: write .ply or .obj, or move the points to the origin");
+    if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, written, *pMesh)));
 }
 
 void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) { return findHoles(pMesh, filename); });
     json["output"] = {{"file", filename}};
     if (!isWatched()) return;
-    const MeshFigures figures = measureFile(filename, false, *pMesh);
+    const MeshFigures figures = measureFile(filename, false, Precision::FLOAT, *pMesh);
     say(filename + ": " + std::to_string(figures.numBorderLoops) + " border loop(s), " +
         std::to_string(figures.vNumEdges[0]) + " border edges, " + std::to_string(figures.numNonManifoldEdges()) +
         " non-manifold edges");
@@ -272,8 +272,8 @@ bool Program::isWatched() const {
     return !bQuiet || !jsonFile.empty();
 }
 
-MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh& mesh) {
-    const Precision precision = precisionOf(filename, bAscii);
+MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Precision written, Mesh& mesh) {
+    const MeshForm held = formOf(filename, bAscii, written);
     const bool bNumbersVertices = isPlyFile(filename) || isObjFile(filename);
     MeshFigures figures;
     std::size_t numExact = 0, numRounded = 0;  // places
@@ -287,16 +287,16 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Mesh&
             vVertices.push_back(*p);
         numExact = numPlaces(vVertices);
         for (Point3& p : vVertices)
-            p = Point3(inFile(p.x(), precision), inFile(p.y(), precision), inFile(p.z(), precision));
+            p = inForm(p, held.form);
         numRounded = numPlaces(vVertices);
         figures =
             measureMesh(bNumbersVertices ? numberedVertices(vVertices, vIndices) : unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
     if (numRounded < numExact)
-        warn(std::string(precision.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
-             std::to_string(numExact) + " places apart: " + (isPlyFile(filename) ? "write .obj or .stl, or " : "") +
-             "move the points to the origin");
+        warn(std::string(held.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
+             std::to_string(numExact) + " places apart: " +
+             (isListFile(filename) ? "" : "write with --precision auto, or ") + "move the points to the origin");
     return figures;
 }
 

@@ -30,6 +30,8 @@ class Program {
 public:
     /// Adds --quiet, --threads and --json to a command.
     void addCommonOptions(CLI::App& command);
+    /// Adds --precision to a command that writes a mesh or points.
+    void addPrecisionOption(CLI::App& command);
 
     /// Fails unless points can be read from a file of that name.
     static void requirePointInput(const std::string& filename);
@@ -59,7 +61,8 @@ public:
     TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true);
     /// Writes points and prints how many. bAscii: the form of a .ply file, here and below.
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false);
-    /// Writes a mesh, adds the figures of the written mesh to the report, and warns when rounding has joined vertices.
+    /// Writes a mesh, adds the figures of the written mesh to the report, and warns when rounding has joined vertices, or
+    /// may spoil the mesh in a program that reads the file.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false);
     /// Writes the drawing of findHoles(), adds the figures of the mesh to the report, and prints how many borders it has.
     void writeHoles(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
@@ -84,10 +87,12 @@ private:
     void noteTriangles(const std::string& filename, std::size_t numTriangles);
     /// Whether the figures will be shown or reported.
     bool isWatched() const;
-    MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Mesh& mesh);
+    /// The figures of a mesh in a file of that precision, FLOAT or DOUBLE.
+    MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Precision written, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
 
     bool bQuiet = false;
+    TARN_KEL::Precision precision = TARN_KEL::Precision::AUTO;
     std::string jsonFile;
     nlohmann::ordered_json json;
 };

@@ -208,6 +208,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
     addGridOptions(command, *pRequest);
     addSteps(command, *pRequest);
     const auto mSteps = addMeshSteps(command, *pRequest, program);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback(
         [pRequest, mSteps, &command, &program] { reconstruct(*pRequest, stepsInOrder(command, mSteps), program); });

@@ -68,6 +68,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
                     p->get_name() == "--fit" || p->get_name().rfind("--keep-", 0) == 0;
          }))
         pMaxEdge->excludes(pOther);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([&command, pRequest, pMaxEdge, pTriangles, pRatio, pDistance, &program] {
         if (pMaxEdge->empty() && pTriangles->empty() && pRatio->empty() && pDistance->empty())

@@ -71,6 +71,7 @@ void addScanCommand(CLI::App& app, Program& program) {
         ->check(nonNegativeNumber)
         ->capture_default_str();
     addPatternOptions(command, pOptions->request);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { scan(*pOptions, program); });
 }

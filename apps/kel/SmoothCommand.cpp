@@ -41,6 +41,7 @@ void addSmoothCommand(CLI::App& app, Program& program) {
         ->check(CLI::Range(1e-3, 180.0))
         ->needs(pBilateral);
     command.add_flag("--move-borders", pRequest->bMoveBorders, "Smooth borders as well")->excludes(pMeans);
+    program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pRequest, pMeans, pTaubin, pBilateral, &program] {
         if (pMeans->empty() && pTaubin->empty() && pBilateral->empty())

@@ -27,6 +27,17 @@ enum FileType : int {
     FT_UNKNOWN  ///< Any other extension, also .las: see isLasFile().
 };
 
+/// How exactly a file holds coordinates.
+///
+/// AUTO takes DOUBLE for a file in which FLOAT would join two different places, or move a vertex or point by more than a
+/// thousandth of the mean length of the edges of the mesh; of points, by more than a thousandth of d / sqrt(n), where d is
+/// the diagonal of the box between the quartiles of the coordinates of the n points. Otherwise AUTO is FLOAT.
+enum class Precision {
+    FLOAT,   ///< PLY: single precision, as text six digits of it; STL and OBJ: ten digits; points as text: six digits.
+    DOUBLE,  ///< PLY: double precision. In every text 17 digits, so that the same doubles are read back.
+    AUTO     ///< One of the two, by the rule above.
+};
+
 /// The format that the name of a file stands for.
 ///
 /// @param filename  only its extension matters; the file needn't exist
@@ -66,6 +77,20 @@ bool isLasFile(const std::string& filename);
 /// @param[out] vPoints  the points are appended, all of them finite; unchanged on failure
 /// @return false, after a message, when the file can't be read
 bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints);
+
+/// The same with a precision. The formats .bin, which keeps every double, and .list are as without one.
+///
+/// @cost O(n)
+bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision);
+
+/// What AUTO means for points.
+///
+/// @param filename  only its extension matters
+/// @param vPoints   the points
+/// @param bAscii    true for a PLY as text
+/// @return FLOAT or DOUBLE
+/// @cost O(n)
+Precision neededPrecision(const std::string& filename, const std::vector<Point3>& vPoints, bool bAscii);
 
 /// Reads a binary point file.
 ///
@@ -154,12 +179,34 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0, bool bJoi
 /// @throws KelBugException when pMesh is null
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii);
 
+/// The same with a precision. A drawing is as without one. Many programs read STL in single precision, whatever its text
+/// says.
+///
+/// @cost O(n)
+bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Precision precision);
+
+/// What AUTO means for a mesh.
+///
+/// @param filename  only its extension matters: .ply, .stl or .list, for which it is FLOAT; any other is taken for .obj
+/// @param pMesh     not changed
+/// @param bAscii    true for a PLY as text
+/// @return FLOAT or DOUBLE
+/// @throws KelBugException when pMesh is null
+/// @cost O(n)
+Precision neededPrecision(const std::string& filename, MeshPtr pMesh, bool bAscii);
+
 /// Writes an STL file as text.
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
 
 /// Writes a Wavefront OBJ file with ten significant digits. The only sign of failure is a line on standard error that begins
 /// with "Can't write".
 void toObj(MeshPtr pMesh, const std::string& filename);
+
+/// The same with a precision.
+///
+/// @return false, after that line, when the file can't be written
+/// @cost O(n)
+bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision);
 
 /// Writes a Geomview drawing of the triangles alone, in dark orange.
 ///

@@ -1,8 +1,8 @@
 // Meshes to STL, OBJ and Geomview files, and the choice of a writer by the name of the file.
 //
 // Text is gathered in a buffer by appendNumber, ten times as fast as a stream, and goes to an AtomicFile: a mesh file is
-// there as a whole or not at all. Coordinates have ten significant digits in STL and OBJ. A Geomview list is a drawing; it
-// is the visualizer's.
+// there as a whole or not at all. Coordinates have ten significant digits in STL and OBJ, or as many as a double needs. A
+// Geomview list is a drawing; it is the visualizer's.
 #include "mesh_writers.h"
 
 #include <vector>
@@ -12,6 +12,8 @@
 #include "RMesh.h"
 #include "Visualizer3.h"
 #include "freeFunctions.h"
+#include "numberForms.h"
+#include "ply_io.h"
 #include "textNumbers.h"
 #include "tools.h"
 
@@ -19,7 +21,18 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int DIGITS = 10;
+/// precision: FLOAT or DOUBLE.
+int digitsFor(Precision precision) {
+    return precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
+}
+
+/// Whether that form of the coordinates spoils the mesh.
+Precision neededPrecision(const Mesh& mesh, const NumberForm& form) {
+    std::vector<Point3*> vPoints;
+    mesh.getPoints(vPoints);
+    const bool bLoss = losesShape({vPoints.begin(), vPoints.end()}, form, mesh.getAverageEdgeLength());
+    return bLoss ? Precision::DOUBLE : Precision::FLOAT;
+}
 
 /// A file of text lines.
 class TextFile {
@@ -37,10 +50,10 @@ public:
     }
     /// The three components with a blank before each and the end of the line behind them.
     template <typename Triple>
-    void endLine(const Triple& triple) {
+    void endLine(const Triple& triple, int digits = LONG_TEXT.numDigits) {
         for (const double c : {triple.x(), triple.y(), triple.z()}) {
             text += ' ';
-            appendNumber(text, c, DIGITS);
+            appendNumber(text, c, digits);
         }
         endLine();
     }
@@ -65,7 +78,7 @@ private:
     std::string text;
 };
 
-void writeFacet(TextFile& out, const Point3* const* aCorners) {
+void writeFacet(TextFile& out, const Point3* const* aCorners, int digits) {
     bool bOK = false;
     const Vector3 normal = getNormalVector(*aCorners[0], *aCorners[1], *aCorners[2], bOK);
     out << "facet normal";
@@ -73,13 +86,14 @@ void writeFacet(TextFile& out, const Point3* const* aCorners) {
     out << " outer loop\n";
     for (int i = 0; i < 3; ++i) {
         out << "  vertex";
-        out.endLine(*aCorners[i]);
+        out.endLine(*aCorners[i], digits);
     }
     out << " endloop\nendfacet\n";
 }
 
-/// vCorners: three a triangle.
-bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& filename, const std::string& place) {
+/// vCorners: three a triangle. digits: of coordinates; normals have as many as ever.
+bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& filename, int digits,
+                     const std::string& place) {
     TextFile out(filename);
     if (!out.isOpen()) {
         warning(place, "Failed to open " + filename);
@@ -87,24 +101,28 @@ bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& fi
     }
     out << "solid - KEL\n";
     for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3)
-        writeFacet(out, &vCorners[i]);
+        writeFacet(out, &vCorners[i], digits);
     out << "endsolid - KEL\n";
     if (out.commit()) return true;
     warning(place, "Failed to write " + filename);
     return false;
 }
 
-bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
+/// precision: FLOAT or DOUBLE.
+bool writeByType(const std::string& filename, Mesh& mesh, bool bAscii, Precision precision) {
     switch (getFileType(filename)) {
     case FT_PLY:
-        return bAscii ? mesh.writePly_ASCII(filename) : mesh.writePly_BIN(filename);
-    case FT_STL:
-        return mesh.writeStl_ASCII(filename);
+        return writeMeshPly(*mesh.getRMesh(), filename, bAscii, precision);
+    case FT_STL: {
+        std::vector<Point3*> vCorners;
+        mesh.getTriangles(vCorners);
+        return writeStlCorners(vCorners, filename, digitsFor(precision), KEL_PLACE);
+    }
     case FT_LIST:
         return mesh.writeGeomview_ASCII(filename);
     default:
         err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
-        return mesh.writePly_BIN("kel_output.ply");
+        return writeMeshPly(*mesh.getRMesh(), "kel_output.ply", false, precision);
     }
 }
 
@@ -123,17 +141,38 @@ bool writeListCorners(const std::vector<Point3*>& vCorners, const std::string& f
 }  // namespace
 
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii) {
+    return writeMesh_auto(filename, pMesh, bAscii, Precision::FLOAT);
+}
+
+bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Precision precision) {
     ASSEX(pMesh!=NULL);
-    if (writeByType(filename, *pMesh, bAscii)) return true;
+    if (precision == Precision::AUTO) {
+        const int type = getFileType(filename);
+        const bool bKnown = type == FT_PLY || type == FT_STL || type == FT_LIST;
+        precision = bKnown ? neededPrecision(filename, pMesh, bAscii) : neededPrecision(*pMesh, SINGLE_BYTES);
+    }
+    if (writeByType(filename, *pMesh, bAscii, precision)) return true;
     warning(KEL_PLACE, "writing " + filename + " failed");
     return false;
+}
+
+Precision neededPrecision(const std::string& filename, MeshPtr pMesh, bool bAscii) {
+    ASSEX(pMesh!=NULL);
+    switch (getFileType(filename)) {
+    case FT_PLY:
+        return neededPrecision(*pMesh, bAscii ? SINGLE_TEXT : SINGLE_BYTES);
+    case FT_LIST:
+        return Precision::FLOAT;
+    default:
+        return neededPrecision(*pMesh, LONG_TEXT);
+    }
 }
 
 bool writeSTL(RMesh* pRMesh, const std::string& filename) {
     ASSEX(pRMesh!=NULL);
     std::vector<Point3*> vCorners;
     pRMesh->getTriangleCorners(vCorners);
-    return writeStlCorners(vCorners, filename, KEL_PLACE);
+    return writeStlCorners(vCorners, filename, LONG_TEXT.numDigits, KEL_PLACE);
 }
 
 bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::string& filename) {
@@ -149,15 +188,20 @@ bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
         ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
         vCorners.push_back(pBundle->pVtx);
     }
-    return writeStlCorners(vCorners, filename, KEL_PLACE);
+    return writeStlCorners(vCorners, filename, LONG_TEXT.numDigits, KEL_PLACE);
 }
 
 void toObj(MeshPtr pMesh, const std::string& filename) {
+    toObj(pMesh, filename, Precision::FLOAT);
+}
+
+bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision) {
     ASSEX(pMesh!=NULL);
+    if (precision == Precision::AUTO) precision = neededPrecision(*pMesh, LONG_TEXT);
     TextFile file(filename);
     if (!file.isOpen()) {
         err() << "Can't write " << filename << std::endl;
-        return;
+        return false;
     }
     out() << "Writing " << filename << std::endl;
     std::vector<Point3*> vVertices;
@@ -165,7 +209,7 @@ void toObj(MeshPtr pMesh, const std::string& filename) {
     pMesh->getVertexIndexData(vVertices, vIndices);
     for (const Point3* pVtx : vVertices) {
         file << "v";
-        file.endLine(*pVtx);
+        file.endLine(*pVtx, digitsFor(precision));
     }
     // The vertices of an OBJ file are numbered from 1.
     const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + 1; };
@@ -173,7 +217,9 @@ void toObj(MeshPtr pMesh, const std::string& filename) {
         file << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
         file.endLine();
     }
-    if (!file.commit()) err() << "Can't write " << filename << std::endl;
+    if (file.commit()) return true;
+    err() << "Can't write " << filename << std::endl;
+    return false;
 }
 
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized) {

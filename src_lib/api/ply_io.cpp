@@ -16,6 +16,7 @@
 #include "InputFile.h"
 #include "RMesh.h"
 #include "RTriangle.h"
+#include "numberForms.h"
 #include "tinyply.h"
 #include "tools.h"
 
@@ -26,6 +27,7 @@ using TARN_KEL::CCD;
 using TARN_KEL::CMesh;
 using TARN_KEL::CTriangle;
 using TARN_KEL::Point3;
+using TARN_KEL::Precision;
 using TARN_KEL::RMesh;
 using TARN_KEL::RTriangle;
 using TARN_KEL::VCD;
@@ -227,17 +229,27 @@ int toIndex(std::size_t i) {
 
 constexpr std::uint32_t NO_NUMBER = std::numeric_limits<std::uint32_t>::max();
 
-geometry::float3 toFloat3(const Point3& point) {
-    return {static_cast<float>(point.x()), static_cast<float>(point.y()), static_cast<float>(point.z())};
+void addVertex(const Point3& point, Precision precision, geometry& geo) {
+    if (precision == Precision::DOUBLE)
+        geo.exactVertices.push_back({point.x(), point.y(), point.z()});
+    else
+        geo.vertices.push_back(
+            {static_cast<float>(point.x()), static_cast<float>(point.y()), static_cast<float>(point.z())});
 }
 
 /// The number of a vertex, kept in its slot; a vertex without number gets the next one.
-std::uint32_t numberVertex(std::uint32_t& slot, const Point3& point, geometry& geo) {
+std::uint32_t numberVertex(std::uint32_t& slot, const Point3& point, Precision precision, geometry& geo) {
     if (slot == NO_NUMBER) {
-        slot = static_cast<std::uint32_t>(geo.vertices.size());
-        geo.vertices.push_back(toFloat3(point));
+        slot = static_cast<std::uint32_t>(geo.vertices.size() + geo.exactVertices.size());
+        addVertex(point, precision, geo);
     }
     return slot;
+}
+
+template <typename Triple>
+void describeVertices(std::vector<Triple>& vVertex, Type type, PlyFile& file) {
+    file.add_properties_to_element("vertex", {"x", "y", "z"}, type, vVertex.size(),
+                                   reinterpret_cast<std::uint8_t*>(vVertex.data()), Type::INVALID, 0);
 }
 
 /// True when the file is in its place, whole.
@@ -245,11 +257,13 @@ bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool
     try {
         TARN_KEL::AtomicFile out(filename);
         PlyFile file;
-        file.add_properties_to_element("vertex", {"x", "y", "z"}, Type::FLOAT32, geo.vertices.size(),
-                                       reinterpret_cast<std::uint8_t*>(geo.vertices.data()), Type::INVALID, 0);
+        const bool bExact = !geo.exactVertices.empty();
+        bExact ? describeVertices(geo.exactVertices, Type::FLOAT64, file)
+               : describeVertices(geo.vertices, Type::FLOAT32, file);
         if (bFaces)
             file.add_properties_to_element("face", {"vertex_indices"}, Type::UINT32, geo.faces.size(),
                                            reinterpret_cast<std::uint8_t*>(geo.faces.data()), Type::UINT8, 3);
+        if (bExact) out.stream().precision(TARN_KEL::EXACT_DIGITS);
         if (out.isOpen()) file.write(out.stream(), !bAscii);
         return out.commit();
     } catch (const std::exception& e) {
@@ -296,14 +310,7 @@ bool writePly(RMesh* pRMesh, const std::string& filename, bool bAscii) {
 }
 
 bool writePly(std::vector<Point3*>& vPoints, const std::string& filename, bool bAscii) {
-    TARN_KEL::out() << "writePointsPly, received " << vPoints.size() << " points" << std::endl;
-    geometry geo;
-    geo.vertices.reserve(vPoints.size());
-    for (const Point3* pPoint : vPoints)
-        geo.vertices.push_back(toFloat3(*pPoint));
-    if (writeGeometry(geo, false, filename, bAscii)) return true;
-    TARN_KEL::out() << "Can't write " << filename << std::endl;
-    return false;
+    return TARN_KEL::writePointsPly({vPoints.begin(), vPoints.end()}, filename, bAscii, Precision::FLOAT);
 }
 
 bool writePly(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::string& filename, bool bAscii) {
@@ -315,7 +322,7 @@ bool writePly(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
     const auto number = [&](VCD vcd) {
         const auto q_it = mCCDBundle.find(vcd);
         ASSEX(q_it!=mCCDBundle.end());
-        return numberVertex(mNumber.try_emplace(vcd, NO_NUMBER).first->second, *q_it->second->pVtx, geo);
+        return numberVertex(mNumber.try_emplace(vcd, NO_NUMBER).first->second, *q_it->second->pVtx, Precision::FLOAT, geo);
     };
     for (const CTriangle* pCT : vCT) {
         geometry::uint3 face{};
@@ -331,13 +338,15 @@ bool writePly(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
 
 namespace TARN_KEL {
 
-bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii) {
+bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, Precision precision) {
     std::vector<RTriangle*> vRT;
     rMesh.getAliveTriangles(vRT);
     std::vector<std::uint32_t> vNumber(rMesh.getNumVtx_all(), PLY::NO_NUMBER);
     PLY::geometry geo;
     geo.faces.reserve(vRT.size());
-    const auto number = [&](const Point3* pVtx) { return PLY::numberVertex(vNumber[rMesh.getVtxIndex(pVtx)], *pVtx, geo); };
+    const auto number = [&](const Point3* pVtx) {
+        return PLY::numberVertex(vNumber[rMesh.getVtxIndex(pVtx)], *pVtx, precision, geo);
+    };
     for (const RTriangle* pRT : vRT) {
         ASSEX(pRT->isAlive());
         PLY::geometry::uint3 face{};
@@ -347,6 +356,18 @@ bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii) 
         geo.faces.push_back(face);
     }
     return PLY::writeMesh(geo, filename, bAscii);
+}
+
+bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii,
+                    Precision precision) {
+    out() << "writePointsPly, received " << vPoints.size() << " points" << std::endl;
+    PLY::geometry geo;
+    precision == Precision::DOUBLE ? geo.exactVertices.reserve(vPoints.size()) : geo.vertices.reserve(vPoints.size());
+    for (const Point3* pPoint : vPoints)
+        PLY::addVertex(*pPoint, precision, geo);
+    if (PLY::writeGeometry(geo, false, filename, bAscii)) return true;
+    out() << "Can't write " << filename << std::endl;
+    return false;
 }
 
 }  // namespace TARN_KEL

@@ -1,0 +1,110 @@
+// A place is a triple of coordinates. Rounding joins two places when they are different before and equal after it; the
+// rounded ones go into a hash table, each with the first point that was found there. Few files need the table: single
+// precision holds many meshes exactly, and one that is far from the origin shows a long move before it shows a common place.
+#include "numberForms.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr double MAX_MOVE = 1e-3;  // as a share of the mean distance of neighbours
+constexpr std::uint32_t FREE = std::numeric_limits<std::uint32_t>::max();
+
+template <typename Float>
+double throughText(Float value, int numDigits) {
+    std::array<char, 32> text{};
+    const auto [pEnd, none] =
+        std::to_chars(text.data(), text.data() + text.size(), value, std::chars_format::general, numDigits);
+    Float read = 0;
+    std::from_chars(text.data(), pEnd, read);
+    return static_cast<double>(read);
+}
+
+std::uint64_t hashOf(const Point3& p) {
+    std::uint64_t h = 0;
+    for (const double value : {p.x(), p.y(), p.z()}) {
+        h = (h ^ std::bit_cast<std::uint64_t>(value + 0.0)) * 0x9E3779B97F4A7C15;  // -0.0 is 0.0
+        h ^= h >> 32;
+    }
+    return h;
+}
+
+/// All points must be finite.
+bool joinsPlaces(const std::vector<const Point3*>& vPoints, const NumberForm& form) {
+    std::vector<std::uint32_t> vFirst(std::bit_ceil(2 * vPoints.size() + 1), FREE);
+    const std::size_t mask = vFirst.size() - 1;
+    for (std::uint32_t i = 0; i < vPoints.size(); ++i) {
+        const Point3 place = inForm(*vPoints[i], form);
+        std::size_t slot = hashOf(place) & mask;
+        while (vFirst[slot] != FREE && inForm(*vPoints[vFirst[slot]], form) != place)
+            slot = (slot + 1) & mask;
+        if (vFirst[slot] == FREE)
+            vFirst[slot] = i;
+        else if (*vPoints[vFirst[slot]] != *vPoints[i])
+            return true;
+    }
+    return false;
+}
+
+std::vector<const Point3*> finiteOnes(const std::vector<const Point3*>& vPoints) {
+    std::vector<const Point3*> vFinite;
+    vFinite.reserve(vPoints.size());
+    std::copy_if(vPoints.begin(), vPoints.end(), std::back_inserter(vFinite),
+                 [](const Point3* p) { return isFinitePoint(*p); });
+    return vFinite;
+}
+
+/// The distance between the quartiles; reorders the values.
+double quartileRange(std::vector<double>& vValue) {
+    const auto first = vValue.begin(), low = first + static_cast<std::ptrdiff_t>(vValue.size() / 4);
+    const auto high = first + static_cast<std::ptrdiff_t>(vValue.size() - 1 - vValue.size() / 4);
+    std::nth_element(first, low, vValue.end());
+    std::nth_element(low, high, vValue.end());
+    return *high - *low;
+}
+
+}  // namespace
+
+double inForm(double value, const NumberForm& form) {
+    if (!form.bSingle) return form.numDigits == 0 ? value : throughText(value, form.numDigits);
+    const auto single = static_cast<float>(value);
+    return form.numDigits == 0 ? static_cast<double>(single) : throughText(single, form.numDigits);
+}
+
+Point3 inForm(const Point3& point, const NumberForm& form) {
+    return {inForm(point.x(), form), inForm(point.y(), form), inForm(point.z(), form)};
+}
+
+bool losesShape(const std::vector<const Point3*>& vPoints, const NumberForm& form, double length) {
+    if (vPoints.size() >= FREE) return true;
+    const std::vector<const Point3*> vFinite = finiteOnes(vPoints);
+    double longest = 0.0;
+    for (const Point3* p : vFinite)
+        longest = std::max(longest, (inForm(*p, form) - *p).length());
+    if (longest == 0.0) return false;
+    return longest > MAX_MOVE * length || joinsPlaces(vFinite, form);
+}
+
+double surfaceSpacing(const std::vector<const Point3*>& vPoints) {
+    const std::vector<const Point3*> vFinite = finiteOnes(vPoints);
+    if (vFinite.empty()) return 0.0;
+    std::array<double, 3> aRange{};
+    std::vector<double> vValue(vFinite.size());
+    for (int axis = 0; axis < 3; ++axis) {
+        std::transform(vFinite.begin(), vFinite.end(), vValue.begin(), [axis](const Point3* p) {
+            return axis == 0 ? p->x() : axis == 1 ? p->y() : p->z();
+        });
+        aRange[static_cast<std::size_t>(axis)] = quartileRange(vValue);
+    }
+    return std::hypot(aRange[0], aRange[1], aRange[2]) / std::sqrt(static_cast<double>(vFinite.size()));
+}
+
+}  // namespace TARN_KEL

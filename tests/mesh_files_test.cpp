@@ -1,3 +1,6 @@
+#include <cmath>
+#include <sstream>
+
 #include "Progress.h"
 #include "freeFunctions.h"
 #include "mesh_writers.h"
@@ -101,6 +104,68 @@ TEST(ReadMesh, bringsBackWhatWasWritten) {
             EXPECT_EQ(pRead->getRMesh()->getSideLen(), pRead->getAverageEdgeLength());
             laplacianSmoothing(pRead, 1);
         }
+}
+
+TEST(ReadMesh, bringsBackEveryDoubleWhereSinglePrecisionSpoilsTheMesh) {
+    const TempFolder folder;
+    const auto torusAt = [](double x, double scale) {
+        Soup soup = torus(20, 9);
+        for (Point3& p : soup.vVtx)
+            p = Point3(x + scale * p.x(), scale * p.y(), scale * p.z());
+        return meshOf(soup);
+    };
+    const MeshPtr pNear = torusAt(0.0, 1.0 / 3.0), pFar = torusAt(5e6, 1.0 / 300.0);
+    for (const std::string name : {"a.ply", "b.ply", "c.stl"}) {
+        const std::string file = folder.path(name);
+        ASSERT_TRUE(writeMesh_auto(file, pFar, name[0] == 'a', Precision::AUTO));
+        EXPECT_EQ(cornersOf(readMesh_auto(file)), cornersOf(pFar)) << name;
+        ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a', Precision::AUTO));
+        const std::string automatic = folder.read(name);
+        ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a'));
+        EXPECT_TRUE(folder.read(name) == automatic) << name;
+        ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a', Precision::DOUBLE));
+        EXPECT_EQ(cornersOf(readMesh_auto(file)), cornersOf(pNear)) << name;
+    }
+    CoutSilence silence;
+    ASSERT_TRUE(toObj(pFar, folder.path("o.obj"), Precision::AUTO));
+    std::istringstream in(folder.read("o.obj"));
+    std::vector<Point3*> vVertices;
+    pFar->getPoints(vVertices);
+    for (const Point3* p : vVertices) {
+        std::string letter;
+        double x = 0.0, y = 0.0, z = 0.0;
+        in >> letter >> x >> y >> z;
+        ASSERT_EQ(Point3(x, y, z), *p);
+    }
+}
+
+TEST(Precision, isDoubleWhereRoundingJoinsOrMovesAndNowhereElse) {
+    // Two triangles with sides of about 1, and a gap between a corner of each at y = 1, where a step of a float is 2^-23.
+    const auto needed = [](double x, double gap, const char* name) {
+        const Soup soup{{{x, 1, 0}, {x + 1, 1, 0}, {x, 2, 0}, {x, 1 + gap, 0}, {x + 1, 1, 1}, {x, 2, 1}},
+                        {{0, 1, 2}, {3, 4, 5}}};
+        return neededPrecision(name, meshOf(soup), false);
+    };
+    const Precision FLOAT = Precision::FLOAT, DOUBLE = Precision::DOUBLE;
+    for (const auto& [x, gap, name, wanted] : {std::tuple(0.0, 0.1, "m.ply", FLOAT),
+                                               {0.0, 0x1p-25, "m.ply", DOUBLE},
+                                               {0.0, 0x1p-23 + 0x1p-26, "m.ply", FLOAT},
+                                               {1.0 / 3.0, 0.0, "m.ply", FLOAT},
+                                               {1e5 / 3.0, 0.1, "m.ply", DOUBLE},
+                                               {1e5 / 3.0, 0.1, "m.stl", FLOAT},
+                                               {1e9 / 3.0, 0.1, "m.obj", DOUBLE},
+                                               {1e9 / 3.0, 0.1, "m.list", FLOAT}})
+        EXPECT_EQ(needed(x, gap, name), wanted) << x << " " << gap << " " << name;
+
+    std::vector<Point3> vPoints = scaled(Scan(7).sphere(5000), 0.3);  // some 0.01 apart
+    vPoints.push_back({1e6, 0, 0});  // an outlier, which hides the spacing in a bounding box
+    vPoints.push_back({std::nan(""), 0, 0});
+    EXPECT_EQ(neededPrecision("p.ply", vPoints, false), FLOAT);
+    for (Point3& p : vPoints)
+        p = p + Vector3(3e3, 0, 0);
+    for (const char* name : {"p.ply", "p.xyz"})
+        EXPECT_EQ(neededPrecision(name, vPoints, false), DOUBLE) << name;
+    EXPECT_EQ(neededPrecision("p.bin", vPoints, false), FLOAT);
 }
 
 TEST(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {

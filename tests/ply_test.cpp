@@ -394,6 +394,12 @@ TEST(WritePly, PointsComeBackInSinglePrecision) {
     EXPECT_TRUE(writePointsPly(folder.path("a.ply"), vPoints, false));
     EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vSingle);
     const CoutSilence silence;
+    for (const std::string name : {"text.ply", "bytes.ply", "p.xyz"}) {
+        std::string file = folder.path(name);
+        Points vRead;
+        EXPECT_TRUE(writePoints_auto(file, vPoints, name[0] == 't', TARN_KEL::Precision::DOUBLE));
+        EXPECT_TRUE(readPoints_auto(file, vRead) && vRead == vPoints) << name;
+    }
     EXPECT_FALSE(writePointsPly("/dev/full", vPoints, true));
     EXPECT_TRUE(writePointsPly(folder.path("a.ply"), vNone, true));
     EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vNone);

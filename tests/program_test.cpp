@@ -342,21 +342,55 @@ TEST_F(ProgramTest, reportsTheMeshThatTheFileHolds) {
         const std::string report = folder.read(name);
         return report.substr(std::min(report.size(), report.find("\"mesh\": ")));
     };
-    for (const auto& [far, file, warning] : {std::tuple(0.0, "mesh.ply", ""),
-                                             {3e5, "mesh.ply", "kel: warning: Single precision"},
-                                             {0.0, "mesh.stl", ""},
-                                             {1e8, "mesh.stl", "kel: warning: Ten digits"}}) {
+    for (const auto& [far, file, options, warning] :
+         {std::tuple(0.0, "mesh.ply", "", ""),
+          {3e5, "mesh.ply", "", ""},
+          {3e5, "mesh.ply", "--precision float", "kel: warning: Single precision"},
+          {0.0, "mesh.stl", "", ""},
+          {1e8, "mesh.stl", "", "kel: warning: Most programs read an .stl in single precision"},
+          {1e8, "mesh.stl", "--precision float", "kel: warning: Ten digits"}}) {
         std::vector<Point3> vMoved = vPoints;
         for (Point3& p : vMoved)
             p = p + Vector3(far, 0.0, 0.0);
         writePoints_BIN(folder.path("scan.bin").c_str(), vMoved);
-        const Outcome outcome = run(std::string("reconstruct scan.bin --json report.json ") + file);
+        const Outcome outcome = run(std::string("reconstruct scan.bin --json report.json ") + options + " " + file);
         EXPECT_TRUE(*warning == 0 ? outcome.err.empty() : countIn(outcome.err, warning) == 1) << file << outcome.err;
         ASSERT_EQ(run(std::string("info --json info.json ") + file).status, 0);
         EXPECT_GT(meshIn("info.json").size(), 100U);
         EXPECT_EQ(meshIn("report.json"), meshIn("info.json"));
     }
-    EXPECT_EQ(countIn(run("convert mesh.stl mesh.ply --ascii").err, "kel: warning: Six digits"), 1);
+    EXPECT_EQ(countIn(run("convert mesh.stl mesh.ply --ascii --precision float").err, "kel: warning: Six digits"), 1);
+}
+
+// A scan in metres and map coordinates. With the same cells it must give the same mesh as at the origin, also in files.
+TEST_F(ProgramTest, keepsTheShapeOfAFineScanFarFromTheOrigin) {
+    constexpr double FAR = 5e6, SPACING = 0.01, TOLERANCE = 1e-4 * SPACING;
+    std::vector<Point3> vNear = scan("sphere --points 4000 --noise 0.1 --seed 5"), vFar;
+    const double scale = SPACING / std::stod(run("spacing scan.bin").out);
+    const auto onLattice = [&](double v) { return std::ldexp(std::round(std::ldexp(v * scale, 29)), -29); };
+    for (Point3& p : vNear) {  // the lattice makes the shift exact
+        p = Point3(onLattice(p.x()), onLattice(p.y()), onLattice(p.z()));
+        vFar.push_back(p + Vector3(FAR, FAR, FAR));
+    }
+    writePoints_BIN(folder.path("near.bin").c_str(), vNear);
+    writePoints_BIN(folder.path("far.bin").c_str(), vFar);
+    ASSERT_EQ(run("reconstruct --quiet near.bin near.ply --precision double --origin -1 -1 -1").status, 0);
+    ASSERT_EQ(run("reconstruct --quiet far.bin far.ply --origin 4999999 4999999 4999999").status, 0);
+    for (const std::string arguments : {"far.ply text.ply --ascii", "text.ply again.ply", "far.ply far.stl",
+                                        "far.stl stl.ply", "far.bin p.ply", "p.ply p.bin"})
+        ASSERT_EQ(run("convert --quiet " + arguments).status, 0) << arguments;
+    for (const char* name : {"again.ply", "stl.ply"})
+        EXPECT_TRUE(folder.read(name) == folder.read("far.ply")) << name;
+    EXPECT_TRUE(folder.read("p.bin") == folder.read("far.bin"));
+
+    std::vector<Point3> vVertices, vMoved;
+    std::vector<int> vIndices, vMovedIndices;
+    ASSERT_TRUE(PLY::readPly(folder.path("near.ply"), vVertices, vIndices));
+    ASSERT_TRUE(PLY::readPly(folder.path("far.ply"), vMoved, vMovedIndices));
+    EXPECT_GT(vIndices.size(), 3000U);
+    ASSERT_TRUE(vIndices == vMovedIndices && vVertices.size() == vMoved.size());
+    for (std::size_t i = 0; i < vVertices.size(); ++i)
+        ASSERT_LT((vMoved[i] - (vVertices[i] + Vector3(FAR, FAR, FAR))).length(), TOLERANCE) << i;
 }
 
 TEST_F(ProgramTest, tellsHowGoodAMeshIs) {

@@ -160,6 +160,7 @@ TEST(Precision, isDoubleWhereRoundingJoinsOrMovesAndNowhereElse) {
     std::vector<Point3> vPoints = scaled(Scan(7).sphere(5000), 0.3);  // some 0.01 apart
     vPoints.push_back({1e6, 0, 0});  // an outlier, which hides the spacing in a bounding box
     vPoints.push_back({std::nan(""), 0, 0});
+    vPoints.push_back(vPoints.front());  // at one place before as well
     EXPECT_EQ(neededPrecision("p.ply", vPoints, false), FLOAT);
     for (Point3& p : vPoints)
         p = p + Vector3(3e3, 0, 0);

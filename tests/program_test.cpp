@@ -114,6 +114,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reconstruct scan.bin", {"", "o.pLy", "none/o.ply", ".", "scan.bin"}},
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
+        {"reconstruct scan.bin o.ply --precision", {"", "single", "2"}},
         {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json"}},
         {"reconstruct scan.bin o.ply", {"extra", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 1 --smooth 2"}},
         {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},

@@ -62,6 +62,12 @@ void requireWritable(const std::string& filename) {
         throw Failure("The file " + filename + " can't be written: there is no such folder, or no permission");
 }
 
+const std::map<std::string, Precision>& precisions() {
+    static const std::map<std::string, Precision> mPrecision{
+        {"float", Precision::FLOAT}, {"double", Precision::DOUBLE}, {"auto", Precision::AUTO}};
+    return mPrecision;
+}
+
 /// How a mesh file holds coordinates.
 struct MeshForm {
     NumberForm form;
@@ -106,12 +112,10 @@ void Program::addCommonOptions(CLI::App& command) {
 
 void Program::addPrecisionOption(CLI::App& command) {
     command
-        .add_option("--precision", precision,
-                    "Precision of coordinates in OUT; auto: double where float would join vertices or visibly move one")
-        ->type_name("float|double|auto")
-        ->transform(CLI::Transformer(std::map<std::string, Precision>{
-            {"float", Precision::FLOAT}, {"double", Precision::DOUBLE}, {"auto", Precision::AUTO}}))
-        ->default_str("auto");
+        .add_option("--precision", precisionName,
+                    "Coordinates in OUT; auto: double where float would join vertices or visibly move one")
+        ->check(CLI::IsMember(precisions()))
+        ->capture_default_str();
 }
 
 void Program::requirePointInput(const std::string& filename) {
@@ -234,6 +238,7 @@ MeshPtr Program::readMesh(const std::string& filename, bool bJoin) {
 }
 
 void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii) {
+    const Precision precision = precisions().at(precisionName);
     // Text is always exact, unless the user wants it short.
     const bool bExactText = isPointsText(filename) && precision == Precision::AUTO;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
@@ -244,10 +249,10 @@ void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bo
 }
 
 void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
-    Precision written = precision;
+    Precision written = precisions().at(precisionName);
     bool bTooFineForStl = false;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
-        if (precision == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
+        if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
         bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
         return isObjFile(filename) ? toObj(pMesh, filename, written) : writeMesh_auto(filename, pMesh, bAscii, written);
     });

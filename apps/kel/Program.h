@@ -92,7 +92,7 @@ private:
     void noteTime(const std::string& name, const std::function<void()>& work);
 
     bool bQuiet = false;
-    TARN_KEL::Precision precision = TARN_KEL::Precision::AUTO;
+    std::string precisionName = "auto";
     std::string jsonFile;
     nlohmann::ordered_json json;
 };

@@ -21,11 +21,6 @@ namespace TARN_KEL {
 
 namespace {
 
-/// precision: FLOAT or DOUBLE.
-int digitsFor(Precision precision) {
-    return precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
-}
-
 /// Whether that form of the coordinates spoils the mesh.
 Precision neededPrecision(const Mesh& mesh, const NumberForm& form) {
     std::vector<Point3*> vPoints;
@@ -108,22 +103,61 @@ bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& fi
     return false;
 }
 
-/// precision: FLOAT or DOUBLE.
-bool writeByType(const std::string& filename, Mesh& mesh, bool bAscii, Precision precision) {
+bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
     switch (getFileType(filename)) {
     case FT_PLY:
-        return writeMeshPly(*mesh.getRMesh(), filename, bAscii, precision);
-    case FT_STL: {
-        std::vector<Point3*> vCorners;
-        mesh.getTriangles(vCorners);
-        return writeStlCorners(vCorners, filename, digitsFor(precision), KEL_PLACE);
-    }
+        return bAscii ? mesh.writePly_ASCII(filename) : mesh.writePly_BIN(filename);
+    case FT_STL:
+        return mesh.writeStl_ASCII(filename);
     case FT_LIST:
         return mesh.writeGeomview_ASCII(filename);
     default:
         err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
-        return writeMeshPly(*mesh.getRMesh(), "kel_output.ply", false, precision);
+        return mesh.writePly_BIN("kel_output.ply");
     }
+}
+
+/// Of the formats that have a choice. All others are written as without one.
+bool writeDoublesByType(const std::string& filename, Mesh& mesh, bool bAscii) {
+    switch (getFileType(filename)) {
+    case FT_PLY:
+        return writeMeshPly(*mesh.getRMesh(), filename, bAscii, Precision::DOUBLE);
+    case FT_STL: {
+        std::vector<Point3*> vCorners;
+        mesh.getTriangles(vCorners);
+        return writeStlCorners(vCorners, filename, EXACT_DIGITS, KEL_PLACE);
+    }
+    case FT_LIST:
+        return writeByType(filename, mesh, bAscii);
+    default:
+        err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
+        return writeMeshPly(*mesh.getRMesh(), "kel_output.ply", false, Precision::DOUBLE);
+    }
+}
+
+bool writeObj(Mesh& mesh, const std::string& filename, int digits) {
+    TextFile file(filename);
+    if (!file.isOpen()) {
+        err() << "Can't write " << filename << std::endl;
+        return false;
+    }
+    out() << "Writing " << filename << std::endl;
+    std::vector<Point3*> vVertices;
+    std::vector<int> vIndices;
+    mesh.getVertexIndexData(vVertices, vIndices);
+    for (const Point3* pVtx : vVertices) {
+        file << "v";
+        file.endLine(*pVtx, digits);
+    }
+    // The vertices of an OBJ file are numbered from 1.
+    const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + 1; };
+    for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
+        file << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
+        file.endLine();
+    }
+    if (file.commit()) return true;
+    err() << "Can't write " << filename << std::endl;
+    return false;
 }
 
 /// Three corners a triangle.
@@ -141,7 +175,10 @@ bool writeListCorners(const std::vector<Point3*>& vCorners, const std::string& f
 }  // namespace
 
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii) {
-    return writeMesh_auto(filename, pMesh, bAscii, Precision::FLOAT);
+    ASSEX(pMesh!=NULL);
+    if (writeByType(filename, *pMesh, bAscii)) return true;
+    warning(KEL_PLACE, "writing " + filename + " failed");
+    return false;
 }
 
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Precision precision) {
@@ -151,7 +188,8 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
         const bool bKnown = type == FT_PLY || type == FT_STL || type == FT_LIST;
         precision = bKnown ? neededPrecision(filename, pMesh, bAscii) : neededPrecision(*pMesh, SINGLE_BYTES);
     }
-    if (writeByType(filename, *pMesh, bAscii, precision)) return true;
+    if (precision == Precision::FLOAT) return writeMesh_auto(filename, pMesh, bAscii);
+    if (writeDoublesByType(filename, *pMesh, bAscii)) return true;
     warning(KEL_PLACE, "writing " + filename + " failed");
     return false;
 }
@@ -192,34 +230,14 @@ bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
 }
 
 void toObj(MeshPtr pMesh, const std::string& filename) {
-    toObj(pMesh, filename, Precision::FLOAT);
+    ASSEX(pMesh!=NULL);
+    writeObj(*pMesh, filename, LONG_TEXT.numDigits);
 }
 
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision) {
     ASSEX(pMesh!=NULL);
     if (precision == Precision::AUTO) precision = neededPrecision(*pMesh, LONG_TEXT);
-    TextFile file(filename);
-    if (!file.isOpen()) {
-        err() << "Can't write " << filename << std::endl;
-        return false;
-    }
-    out() << "Writing " << filename << std::endl;
-    std::vector<Point3*> vVertices;
-    std::vector<int> vIndices;
-    pMesh->getVertexIndexData(vVertices, vIndices);
-    for (const Point3* pVtx : vVertices) {
-        file << "v";
-        file.endLine(*pVtx, digitsFor(precision));
-    }
-    // The vertices of an OBJ file are numbered from 1.
-    const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + 1; };
-    for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
-        file << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
-        file.endLine();
-    }
-    if (file.commit()) return true;
-    err() << "Can't write " << filename << std::endl;
-    return false;
+    return writeObj(*pMesh, filename, precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits);
 }
 
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized) {

@@ -68,7 +68,6 @@ public:
     }
 
     double getRadius() const { return radius; }
-    std::size_t count(std::size_t i) const { return vRange[i].end - vRange[i].begin; }
     template <typename Visit>
     void visit(std::size_t i, const Visit& visitor) const {
         const Range& range = vRange[i];
@@ -292,8 +291,8 @@ private:
     double ofHeights;
 };
 
-/// The radius for each point: that of the neighbourhoods, or less where most of what is in it has other normals. On a tight
-/// curve means over more would make facets of it; one crease leaves more than half alike.
+/// The radius for each point: that of the neighbourhoods, or less where too much of what is in it has other normals. On a
+/// tight curve means over more would make facets of it. Beside creases less would do no good, but costs little either.
 std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhoods& near) {
     std::vector<double> vRadius(points.size(), near.getRadius());
     const auto itLargest = std::lower_bound(RADII.begin(), RADII.end(), near.getRadius());

@@ -49,7 +49,7 @@ private:
     TrianglePlaces cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
     bool foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const;
     bool staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const;
-    double minHeight() const { return LEAST_HEIGHT * cell; }
+    double minHeight() const { return MIN_HEIGHT * cell; }
 
     const FitMesh& fitMesh;
     const FitPoints& fitPoints;

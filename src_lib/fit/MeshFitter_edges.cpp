@@ -66,7 +66,7 @@ bool MeshFitter::mayFlip(const FitQuad& q) const {
     const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
     const TrianglePlaces oldC{a, b, c}, oldD{b, a, d}, newA{a, d, c}, newB{d, b, c};
     const double newHeight = std::min(leastHeight(newA), leastHeight(newB));
-    if (newHeight < NEW_HEIGHT * cell && newHeight < std::min(leastHeight(oldC), leastHeight(oldD))) return false;
+    if (newHeight < MIN_HEIGHT * cell && newHeight < std::min(leastHeight(oldC), leastHeight(oldD))) return false;
 
     const Vector3 areaC = areaVector(oldC), areaD = areaVector(oldD), areaA = areaVector(newA), areaB = areaVector(newB);
     if (isNewFold(cosineOf(areaA, areaB), cosineOf(areaC, areaD))) return false;
@@ -136,7 +136,7 @@ bool MeshFitter::maySplit(const FitQuad& q, const Vector3& at) const {
     const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
     if (std::min((at - a).length(), (at - b).length()) < MIN_TO_END * cell) return false;
     const TrianglePlaces atAC{a, at, c}, atBC{at, b, c}, atAD{at, a, d}, atBD{b, at, d};
-    if (std::min({leastHeight(atAC), leastHeight(atBC), leastHeight(atAD), leastHeight(atBD)}) < NEW_HEIGHT * cell)
+    if (std::min({leastHeight(atAC), leastHeight(atBC), leastHeight(atAD), leastHeight(atBD)}) < MIN_HEIGHT * cell)
         return false;
     const Vector3 areaC = areaVector(a, b, c), areaD = areaVector(b, a, d);
     const Vector3 areaAC = areaVector(atAC), areaBC = areaVector(atBC), areaAD = areaVector(atAD), areaBD = areaVector(atBD);

@@ -12,8 +12,7 @@ namespace TARN_KEL {
 constexpr double FIT_GRID_EDGE = 2.2;  // of the grid of the points; about the radius of most searches
 constexpr double OTHER_SIDE = -0.3;    // cosine of a point's normal and that of the surface: beyond, it is of another sheet
 constexpr double FOLD = -0.5;          // cosine of the normals of neighbours that no change may make
-constexpr double LEAST_HEIGHT = 0.05;  // cells; of a triangle at a vertex that moves
-constexpr double NEW_HEIGHT = 0.2;     // cells; of a triangle that takes the place of others
+constexpr double MIN_HEIGHT = 0.2;     // cells; of a triangle that a change makes, unless it was lower before
 
 /// 1 at distance 0, falling to 0 at the radius.
 inline double weightWithin(double sqDistance, double radius) {

@@ -192,8 +192,8 @@ bool RMesh::hasVertex(const Point3& p) const {
 }
 
 void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
-    ASSEX(poolVtx.owns(pVtx));
     ASSEX(*pVtx!=newPoint);
+    ASSEX_AS("numErased==1", poolVtx.owns(pVtx));
     const std::uint64_t hash = placeHash(newPoint);
     const bool bOK = newPoint == newPoint && findVertex(newPoint, hash) == nullptr;
     ASSEX(bOK);

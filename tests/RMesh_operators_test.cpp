@@ -227,7 +227,9 @@ TEST(UpdateVertex, testsThePlaceFirst) {
     Point3* p = mesh.vtx(0);
     bool bOK = false;
     const Vector3 before = mesh.tri(0)->getNNV(bOK);
+    Point3 foreign(9, 9, 9);
     expectFails("*pVtx!=newPoint", [&] { mesh->updateVertex(p, *p); });
+    expectFails("numErased==1", [&] { mesh->updateVertex(&foreign, {8, 8, 8}); });
     for (const Point3& taken : {*mesh.vtx(1), Point3(NOT_A_NUMBER, 0, 0)})
         expectFails("bOK", [&] { mesh->updateVertex(p, taken); });
     mesh->updateVertex(p, {0.1, 0.2, 0.1});

@@ -40,7 +40,7 @@ struct FitReport {
 /// A reconstruction has a vertex for each cell of its grid. It cuts edges and corners off, lies a little inside of curved
 /// places, and each vertex has the noise of a few points. This step looks at all points around a vertex instead: it finds
 /// how much of what they show is noise, how many sheets they form, and puts the vertex onto its sheet, their crease or their
-/// corner. Edges are flipped and, on creases, split. No triangle goes, and nothing else about the topology changes: a
+/// corner. Edges are flipped and, on creases, split. No triangle is removed, and nothing else about the topology changes: a
 /// manifold mesh stays manifold, borders stay borders. Where no points are near the mesh stays as it is.
 ///
 /// Any mesh will do, of any program, if its triangles aren't much larger than the spacing of the points. Points farther from

@@ -40,7 +40,7 @@ struct ReconstructOptions {
 
     bool bManifold = true;       ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
     double minPieceArea = 30.0;  ///< Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays.
-    int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
+    int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges, not the outer border of a piece; 0: none.
     int maxHoleEdges = 0;        ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
     /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open, unless
     /// these are only folds around it.

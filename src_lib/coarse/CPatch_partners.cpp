@@ -11,26 +11,26 @@ namespace {
 constexpr std::size_t MAX_TESTED = 500;
 
 /// The third corners of the triangles on an ME, as far as the map knows their patches.
-struct RimEdge {
+struct EdgeCells {
     bool bOwn = false;
     CCD ownCCD = 0;  // the last one of the patch itself, if any
     std::vector<std::pair<CPatch*, CCD>> vForeign;
 };
 
-RimEdge lookAround(const CEdge& edge, const CPatch* pPatch, const std::map<VCD, CPatch*>& mVCD2Patch) {
-    RimEdge rim;
+EdgeCells lookAround(const CEdge& edge, const CPatch* pPatch, const std::map<VCD, CPatch*>& mVCD2Patch) {
+    EdgeCells cells;
     for (const CTriangle* pCT : edge.vCT) {
         const CCD ccd = pCT->getThirdCCD(edge.v0, edge.v1);
         const auto q_it = mVCD2Patch.find(ccd);
         if (q_it == mVCD2Patch.end()) continue;
         if (q_it->second == pPatch) {
-            rim.bOwn = true;
-            rim.ownCCD = ccd;
+            cells.bOwn = true;
+            cells.ownCCD = ccd;
         } else {
-            rim.vForeign.emplace_back(q_it->second, ccd);
+            cells.vForeign.emplace_back(q_it->second, ccd);
         }
     }
-    return rim;
+    return cells;
 }
 
 }  // namespace
@@ -46,11 +46,11 @@ void CPatch::setPartnerCertainty(const std::map<VCD, CPatch*>& mVCD2Patch) {
     for (const CEdge* pCE : vDegNot2CE) {
         if (pCE->getDegree() <= 2) continue;
         if (++numTested > MAX_TESTED) break;
-        const RimEdge rim = lookAround(*pCE, this, mVCD2Patch);
-        const CCD ownCCD = rim.ownCCD;
-        for (const auto& [pPartner, ccd1] : rim.vForeign) {
+        const EdgeCells cells = lookAround(*pCE, this, mVCD2Patch);
+        const CCD ownCCD = cells.ownCCD;
+        for (const auto& [pPartner, ccd1] : cells.vForeign) {
             sPartnerPatches.insert(pPartner);
-            if (!rim.bOwn) continue;
+            if (!cells.bOwn) continue;
             ASSEX(ownCCD!=ccd1);
             numGood += pCalc->getNeigType(ownCCD, ccd1) == NT_FACE ? 1 : 0;
         }

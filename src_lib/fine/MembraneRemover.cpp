@@ -20,13 +20,13 @@ constexpr std::size_t MAX_STAR =
 
 /// The edges of the triangles that aren't inner ones of a sheet, in order of creation, each as often as the triangles come
 /// to it.
-std::vector<const REdge*> rimOf(const std::vector<RTriangle*>& vT) {
-    std::vector<const REdge*> vRim;
+std::vector<const REdge*> boundaryOf(const std::vector<RTriangle*>& vT) {
+    std::vector<const REdge*> vBoundary;
     for (const RTriangle* pRT : vT)
         for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
-            if (pRE->vRT.size() != 2) vRim.push_back(pRE);
-    std::sort(vRim.begin(), vRim.end());
-    return vRim;
+            if (pRE->vRT.size() != 2) vBoundary.push_back(pRE);
+    std::sort(vBoundary.begin(), vBoundary.end());
+    return vBoundary;
 }
 
 }  // namespace
@@ -80,14 +80,14 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
     int gain = 0;
     bool bBorderLeft = false;
-    const std::vector<const REdge*> vRim = rimOf(vMembers[patch].vT);
+    const std::vector<const REdge*> vBoundary = boundaryOf(vMembers[patch].vT);
     const auto visit = [&](auto first, auto end) {
         const auto numOwn = static_cast<std::size_t>(end - first), degree = (*first)->vRT.size();
         if ((degree == 1 && !bFlaps) || numOwn + 1 == degree) bBorderLeft = true;
         if (degree > 1 && numOwn % 2 == 1) gain += degree % 2 == 1 ? 1 : -1;
     };
     forEachRun(
-        vRim.begin(), vRim.end(), [](const REdge* pRE) { return pRE; }, visit);
+        vBoundary.begin(), vBoundary.end(), [](const REdge* pRE) { return pRE; }, visit);
     return !bBorderLeft && gain > 0;
 }
 
@@ -96,13 +96,13 @@ std::size_t MembraneRemover::remove(Patch patch) {
     std::vector<RTriangle*> vT;
     vT.swap(vMembers[patch].vT);
     vMembers[patch].size = 0;
-    std::vector<const REdge*> vRim = rimOf(vT);
-    dropRepeats(vRim);
+    std::vector<const REdge*> vBoundary = boundaryOf(vT);
+    dropRepeats(vBoundary);
     for (RTriangle* pRT : vT)
         pRT->kill(&mesh);
-    for (const REdge* pRE : vRim)
+    for (const REdge* pRE : vBoundary)
         if (pRE->vRT.size() == 2) join(patchOf(pRE->vRT[0]), patchOf(pRE->vRT[1]));
-    for (const REdge* pRE : vRim)
+    for (const REdge* pRE : vBoundary)
         if (pRE->vRT.size() <= MAX_STAR)
             for (const RTriangle* pRT : pRE->vRT)
                 enqueue(patchOf(pRT));

@@ -15,7 +15,7 @@
 #include "Bundle.h"
 #include "CMesh.h"
 #include "ChainMgr.h"
-#include "CrumpledRim.h"
+#include "CrumpledLoop.h"
 #include "Loop.h"
 #include "ManifoldMaker.h"
 #include "PieceAreas.h"
@@ -36,9 +36,9 @@ namespace {
 constexpr double MIN_DISC_AREAS = 4.0;
 
 /// A copy of the triangles at the border vertices of a fine mesh, as a coarse mesh.
-class RimCopy {
+class BorderCopy {
 public:
-    explicit RimCopy(const RMesh& fineMesh);
+    explicit BorderCopy(const RMesh& fineMesh);
 
     /// The edges of the copy that are border edges of the fine mesh.
     const EdgesByEnd& border() const { return mmVCD2CE; }
@@ -54,7 +54,7 @@ private:
     EdgesByEnd mmVCD2CE;
 };
 
-RimCopy::RimCopy(const RMesh& fineMesh) : fine(fineMesh) {
+BorderCopy::BorderCopy(const RMesh& fineMesh) : fine(fineMesh) {
     std::vector<REdge*> vBorderRE;
     fine.getDegN(1, vBorderRE);
     std::vector<Point3*> vBorderVtx;
@@ -73,7 +73,7 @@ RimCopy::RimCopy(const RMesh& fineMesh) : fine(fineMesh) {
     enterBothEnds(mmVCD2CE, vBorderCE);
 }
 
-void RimCopy::copyTriangles(const std::vector<RTriangle*>& vRT) {
+void BorderCopy::copyTriangles(const std::vector<RTriangle*>& vRT) {
     std::vector<VCD> vUsed;
     for (const RTriangle* pRT : vRT) {
         const VCD c0 = codeOf(pRT->getCorner(0)), c1 = codeOf(pRT->getCorner(1)), c2 = codeOf(pRT->getCorner(2));
@@ -127,15 +127,15 @@ bool isFree(const RMesh& fine, const Loop& loop) {
 }
 
 /// Closes the hole in the fine mesh and in the copy, or leaves both as they are.
-bool closeHole(RMesh& fine, RimCopy& rim, const Chain& chain) {
+bool closeHole(RMesh& fine, BorderCopy& copy, const Chain& chain) {
     std::vector<CEdge*> vCE;
     chain.getEdges(vCE);
-    const std::unique_ptr<Loop> pLoop = makeLoop(&rim.mesh(), nullptr, vCE, LR_RING);
+    const std::unique_ptr<Loop> pLoop = makeLoop(&copy.mesh(), nullptr, vCE, LR_RING);
     const std::optional<bool> bAgainst = runAgainst(fine, *pLoop);
     if (!bAgainst) return false;
     if (!pLoop->fill() || !closesHole(*pLoop) || !isFree(fine, *pLoop)) {
         for (CTriangle* pCT : pLoop->vFillT)
-            pCT->kill(&rim.mesh());
+            pCT->kill(&copy.mesh());
         return false;
     }
     for (const CTriangle* pCT : pLoop->vFillT) {
@@ -187,8 +187,8 @@ std::vector<Point3*> verticesOf(const Chain& chain, const RMesh& fine) {
 
 /// Closes the holes of the choice. Returns their number, and appends the vertices of each pinhole that stayed open.
 int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<Point3*>>& vStubborn) {
-    RimCopy rim(mesh);
-    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    BorderCopy copy(mesh);
+    const ChainMgr chains(&copy.mesh(), copy.border(), false);
     const ProgressStep step("RT_fill", chains.getSize());
     int numClosed = 0;
     if (chains.getSize() > 0) {
@@ -197,7 +197,7 @@ int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<P
             Chain& chain = *chains.getChain(i);
             const bool bPinhole = choice.isPinhole(chain, chains.vHighVCD);
             const bool bWanted = bPinhole || choice.isHole(chain, chains.vHighVCD);
-            if (bWanted && closeHole(mesh, rim, chain))
+            if (bWanted && closeHole(mesh, copy, chain))
                 ++numClosed;
             else if (bPinhole)
                 vStubborn.push_back(verticesOf(chain, mesh));
@@ -208,26 +208,26 @@ int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<P
     return numClosed;
 }
 
-/// Closes the wider loops of crumpled rims where that is possible.
-void closeOpened(RMesh& mesh, const std::vector<CrumpledRim>& vOpened) {
-    std::map<Point3*, const CrumpledRim*> mOpened;  // by the first vertex; no two share one
-    for (const CrumpledRim& opened : vOpened)
-        mOpened.emplace(opened.wideRim().front(), &opened);
-    RimCopy rim(mesh);
-    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+/// Closes the wider loops of crumpled loops where that is possible.
+void closeOpened(RMesh& mesh, const std::vector<CrumpledLoop>& vOpened) {
+    std::map<Point3*, const CrumpledLoop*> mOpened;  // by the first vertex; no two share one
+    for (const CrumpledLoop& opened : vOpened)
+        mOpened.emplace(opened.wideLoop().front(), &opened);
+    BorderCopy copy(mesh);
+    const ChainMgr chains(&copy.mesh(), copy.border(), false);
     for (std::size_t i = 0; i < chains.getSize(); ++i) {
         Chain& chain = *chains.getChain(i);
         const std::vector<Point3*> vVtx = verticesOf(chain, mesh);
         const auto it = vVtx.empty() ? mOpened.end() : mOpened.find(vVtx.front());
-        const bool bOpened = it != mOpened.end() && it->second->wideRim() == vVtx;
-        if (bOpened && isPlainRing(chain, chain.getSize(), chains.vHighVCD)) closeHole(mesh, rim, chain);
+        const bool bOpened = it != mOpened.end() && it->second->wideLoop() == vVtx;
+        if (bOpened && isPlainRing(chain, chain.getSize(), chains.vHighVCD)) closeHole(mesh, copy, chain);
     }
 }
 
 /// The triangles within two rings around a hole, by address.
-std::vector<const RTriangle*> trianglesAround(const RMesh& fine, const std::vector<Point3*>& vRim) {
+std::vector<const RTriangle*> trianglesAround(const RMesh& fine, const std::vector<Point3*>& vLoop) {
     std::vector<RTriangle*> vAround;
-    for (const Point3* p : vRim)
+    for (const Point3* p : vLoop)
         fine.getIncidentT(p, vAround);
     std::vector<Point3*> vNear;
     for (const RTriangle* pT : vAround)
@@ -266,8 +266,8 @@ bool closeByFan(RMesh& fine, const Chain& chain) {
 
 /// Closes the pinholes that are left that way, and returns their number.
 int closeByFans(RMesh& mesh, const HoleLimits& limits) {
-    RimCopy rim(mesh);
-    const ChainMgr chains(&rim.mesh(), rim.border(), false);
+    BorderCopy copy(mesh);
+    const ChainMgr chains(&copy.mesh(), copy.border(), false);
     HoleChoice choice(mesh, limits);
     int numClosed = 0;
     for (std::size_t i = 0; i < chains.getSize(); ++i) {
@@ -279,15 +279,15 @@ int closeByFans(RMesh& mesh, const HoleLimits& limits) {
 
 /// Closes pinholes behind the folds around them, as far as that is possible, and returns their number.
 int closeCrumpled(RMesh& mesh, const std::vector<std::vector<Point3*>>& vStubborn) {
-    std::vector<CrumpledRim> vOpened;
-    for (const std::vector<Point3*>& vRim : vStubborn) {
-        CrumpledRim crumpled(mesh, vRim);
+    std::vector<CrumpledLoop> vOpened;
+    for (const std::vector<Point3*>& vLoop : vStubborn) {
+        CrumpledLoop crumpled(mesh, vLoop);
         if (crumpled.takeOut()) vOpened.push_back(std::move(crumpled));
     }
     if (vOpened.empty()) return 0;
     closeOpened(mesh, vOpened);
     int numClosed = 0;
-    for (CrumpledRim& opened : vOpened)
+    for (CrumpledLoop& opened : vOpened)
         if (opened.isClosed())
             ++numClosed;
         else

@@ -25,10 +25,9 @@ struct HoleLimits {
     int maxHoleEdges = 0;  ///< all
 };
 
-/// Closes holes as RTop::fillHoles does; with bKeepManifold, pinholes with folded rims, too (CrumpledRim). The pieces are
-/// judged as they are before. A hole stays open when the mesh has a watch that forbids the new triangles.
-/// bKeepManifold: as for RTop::fillHoles.
-/// Returns the number of closed holes. Cost: O(n log n).
+/// Closes holes as RTop::fillHoles does; with bKeepManifold, pinholes with folded borders, too (CrumpledLoop). The pieces
+/// are judged as they are before. A hole stays open when the mesh has a watch that forbids the new triangles. bKeepManifold:
+/// as for RTop::fillHoles. Returns the number of closed holes. Cost: O(n log n).
 int closeHoles(RMesh& mesh, const HoleLimits& limits, bool bKeepManifold);
 
 /// Turns the pieces without a border that face inward, as those may whose last hole was closed.

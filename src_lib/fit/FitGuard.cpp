@@ -1,3 +1,6 @@
+// A change is refused when a triangle gets lower than a fifth of a cell and lower than it was, when it turns away from its
+// former normal and the points don't agree, or when it folds over a neighbour anew. What was bad before may stay bad, or
+// meshes with faults could never be mended.
 #include "FitGuard.h"
 
 #include <algorithm>

@@ -1,9 +1,13 @@
+// The triangles of a vertex form a list through their corners: vFirst has its first corner, vNext the corner behind each. So
+// flips and splits relink a few numbers, and nothing is allocated for a vertex.
 #include "FitMesh.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "geometryFunctions.h"
+#include "runs.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -59,17 +63,13 @@ void FitMesh::findNeighbours() {
             vHalf.push_back({std::uint64_t{low} << 32 | high, cornerOf(t, k)});
         }
     sortMT(vHalf.begin(), vHalf.end());
-    for (std::size_t i = 0; i < vHalf.size();) {
-        std::size_t end = i + 1;
-        while (end < vHalf.size() && vHalf[end].ends == vHalf[i].ends)
-            ++end;
-        const FitIndex a = vHalf[i].corner, b = vHalf[end - 1].corner;
-        if (end - i == 2 && vTriangle[a / 3][a % 3] != vTriangle[b / 3][b % 3]) {
-            vNeighbour[a / 3][a % 3] = b / 3;
-            vNeighbour[b / 3][b % 3] = a / 3;
-        }
-        i = end;
-    }
+    const auto endsOf = [](const HalfEdge& half) { return half.ends; };
+    forEachRun(vHalf.cbegin(), vHalf.cend(), endsOf, [this](auto first, auto end) {
+        const FitIndex a = first->corner, b = std::prev(end)->corner;
+        if (end - first != 2 || vTriangle[a / 3][a % 3] == vTriangle[b / 3][b % 3]) return;
+        vNeighbour[a / 3][a % 3] = b / 3;
+        vNeighbour[b / 3][b % 3] = a / 3;
+    });
 }
 
 int FitMesh::edgeFrom(FitIndex t, FitIndex a, FitIndex b) const {

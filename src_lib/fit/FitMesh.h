@@ -37,7 +37,7 @@ struct FitQuad {
     FitIndex overBC, overCA, overAD, overDB;
 };
 
-/// A triangle mesh in plain arrays, for steps that move vertices, flip and split edges: no triangle ever goes.
+/// A triangle mesh in plain arrays, for steps that move vertices, flip and split edges: no triangle is ever removed.
 ///
 /// Edge k of a triangle connects its corners k and k + 1. Its neighbour there is the triangle that runs the other way along
 /// it. An edge of three and more triangles, or of two that don't agree in orientation, has no neighbours: it counts as

@@ -1,9 +1,12 @@
+// Which points take part. Where many lie in one small cell they are averaged: more wouldn't say more of the surface, and
+// each costs time for each neighbour.
 #include "FitPoints.h"
 
 #include <algorithm>
 #include <array>
 
 #include "Forest.h"
+#include "runs.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -80,16 +83,18 @@ void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
     sortMT(vSorted.begin(), vSorted.end());
     std::vector<Vector3> vThinned;
     vThinned.reserve(vPlace.size());
-    for (std::size_t i = 0, end = 0; i < vSorted.size(); i = end) {
+    const auto keyOf = [](const auto& entry) { return entry.first; };
+    forEachRun(vSorted.cbegin(), vSorted.cend(), keyOf, [&](auto first, auto end) {
+        if (static_cast<std::size_t>(end - first) <= DENSE) {
+            for (auto it = first; it != end; ++it)
+                vThinned.push_back(vPlace[it->second]);
+            return;
+        }
         Vector3 sum;
-        for (end = i; end < vSorted.size() && vSorted[end].first == vSorted[i].first; ++end)
-            sum += vPlace[vSorted[end].second];
-        if (end - i > DENSE)
-            vThinned.push_back(sum / static_cast<double>(end - i));
-        else
-            for (std::size_t k = i; k < end; ++k)
-                vThinned.push_back(vPlace[vSorted[k].second]);
-    }
+        for (auto it = first; it != end; ++it)
+            sum += vPlace[it->second];
+        vThinned.push_back(sum / static_cast<double>(end - first));
+    });
     vPlace = std::move(vThinned);
 }
 

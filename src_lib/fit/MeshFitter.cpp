@@ -1,3 +1,19 @@
+// A round goes from what is sure to what leans on it: smooth places first, then corners and creases, where sheets meet that
+// have settled by then; edges last, since which diagonal is the better one depends on where its ends are.
+//
+//     places      for each vertex the sheets around it (SheetFinder): one, or two and three that meet
+//     folds       vertices at folds go between their neighbours, or no later move would be allowed there
+//     sheets      each vertex to its nearest sheet, at most a cell or so
+//     corners     the nearest vertex to each, and it stays there
+//     creases     vertices near one, where no neighbour is on it already
+//     stuck ones  go round, by the places of their neighbours
+//     edges       flipped where the other diagonal lies nearer to the points (MeshFitter_edges.cpp)
+//
+// Vertices are taken one after the other, in the order of their numbers or of their distances: each move is judged against
+// the moves before it. Only what changes nothing, the search for sheets and for bad triangles, runs on several threads.
+//
+// A vertex that is near its sheet has settled: it isn't looked at again unless something around it is rough, as it is where
+// sheets meet and where a move was refused.
 #include "MeshFitter.h"
 
 #include <algorithm>
@@ -74,7 +90,7 @@ FitCounts MeshFitter::fit() {
         sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
-    reachRims();
+    reachLastPoints();
     liftByChords();
     counts.numUntangled = Untangler(fitMesh, vStart).untangle(touchedVertices());
     return counts;

@@ -23,7 +23,7 @@ struct FitCounts {
 ///
 /// Three rounds: all vertices go to their nearest sheet; then the nearest vertex to each corner there, then vertices onto
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
-/// change is judged by the guard. At last borders go out to the last points, smooth vertices are lifted by what the
+/// change is judged by the guard. Finally borders go out to the last points, smooth vertices are lifted by what the
 /// triangles cut off the curved sheet, and triangles that pass through each other since are parted.
 ///
 /// The unit of length is the spacing of the points.
@@ -62,9 +62,9 @@ private:
     void moveVertex(FitIndex vertex, const Vector3& to);
     std::size_t splitAtCreases();
     bool trySplit(FitIndex a, FitIndex b);
-    void reachRims();
+    void reachLastPoints();
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
-    double distanceToRim(FitIndex vertex, const Vector3& along, const Vector3& outward) const;
+    double distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const;
     std::vector<FitIndex> touchedVertices() const;
     void liftByChords();
 

@@ -1,7 +1,9 @@
 #include "PointGrid.h"
 
 #include <bit>
+#include <iterator>
 
+#include "runs.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -44,14 +46,11 @@ PointGrid::PointGrid(const std::vector<Vector3>& vPlace, double cellEdge, const 
     const int bits = static_cast<int>(std::bit_width(2 * numRows + 1));
     vRow.resize(std::size_t{1} << bits);
     shift = 64 - bits;
-    for (FitIndex cell = 0; cell + 1 < vCell.size();) {
-        const std::uint64_t key = vKeyed[vCell[cell].begin].row;
-        FitIndex end = cell + 1;
-        while (end + 1 < vCell.size() && vKeyed[vCell[end].begin].row == key)
-            ++end;
-        vRow[slotOf(key)] = {key, cell, end};
-        cell = end;
-    }
+    const auto rowOf = [&](const Cell& cell) { return vKeyed[cell.begin].row; };
+    forEachRun(vCell.cbegin(), std::prev(vCell.cend()), rowOf, [&](auto first, auto end) {
+        const auto positionOf = [this](auto it) { return static_cast<FitIndex>(it - vCell.cbegin()); };
+        vRow[slotOf(rowOf(*first))] = {rowOf(*first), positionOf(first), positionOf(end)};
+    });
 }
 
 std::vector<FitIndex> PointGrid::order() const {

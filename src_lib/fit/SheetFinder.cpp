@@ -1,3 +1,12 @@
+// Points around a place have normals. Those of one sheet turn slowly, those of two sheets that meet fall into two heaps.
+//
+//     one sheet     through all points, curved as their normals say; if it holds them the search is done
+//     heaps         the normals parted around the two that differ most, then a third one, as long as each heap has points
+//                   and all are far apart
+//     planes        one for each heap. They count only if they hold the points much better than the one sheet did: a tight
+//                   arc has many normals as well, but planes don't hold it
+//     where         the line of two planes is a crease and the place of three a corner, when points of all of them are near
+//                   enough: planes meet somewhere anyway
 #include "SheetFinder.h"
 
 #include <algorithm>

@@ -1,3 +1,6 @@
+// The crossings of the whole mesh are searched a few times. Between searches an index of all triangles is kept up to date,
+// and vertices of crossing triangles are moved while that helps; a triangle without area counts as several crossings, so
+// that none is the way out.
 #include "Untangler.h"
 
 #include <algorithm>

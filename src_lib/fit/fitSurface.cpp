@@ -1,3 +1,5 @@
+// The spacing of the points is the unit of everything, but it is known only when the points near the mesh are. So these are
+// selected and thinned in cells of the mesh first, and measured anew in their spacing.
 #include "fitSurface.h"
 
 #include <algorithm>
@@ -42,13 +44,13 @@ Point3 lowCornerOf(const std::vector<Point3>& vVertex, double& extent) {
 
 /// The points in the box of the mesh and its margin, each place once, by their coordinates: no sum may depend on the order
 /// in which they came. A NaN is in no box.
-std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const FitFrame& frame, double extent) {
+std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const LocalFrame& frame, double extent) {
     const double high = extent / frame.unit + 2.0 * MARGIN;
     const auto isIn = [&](double x) { return x >= 0.0 && x <= high; };
     std::vector<Vector3> vPlace;
     vPlace.reserve(vPoints.size());
     for (const Point3& p : vPoints) {
-        const Vector3 place = frame.toUnits(p);
+        const Vector3 place = frame.toLocal(p);
         if (isIn(place.x()) && isIn(place.y()) && isIn(place.z())) vPlace.push_back(place);
     }
     sortMT(vPlace.begin(), vPlace.end(), [](const Vector3& a, const Vector3& b) {
@@ -91,7 +93,7 @@ void SurfaceFit::lookAt(const std::vector<Point3>& vPoints, double extent, bool 
     std::vector<Vector3> vStart;
     vStart.reserve(result.vVertex.size());
     for (const Point3& p : result.vVertex)
-        vStart.push_back(frame.toUnits(p));
+        vStart.push_back(frame.toLocal(p));
     mesh = FitMesh(std::move(vStart), result.vTriangle);
     sides = sidesOf(mesh);
     points = selectPoints(vPlace, mesh, sides, REACH / spacing, FIT_GRID_EDGE);
@@ -106,7 +108,7 @@ std::vector<Point3> SurfaceFit::pointsWithoutNoise() const {
     std::vector<Point3> vPoint;
     vPoint.reserve(points.size());
     for (const Vector3& place : points.vFitted)
-        vPoint.push_back(frame.fromUnits(place));
+        vPoint.push_back(frame.fromLocal(place));
     return vPoint;
 }
 
@@ -117,7 +119,7 @@ FittedSurface SurfaceFit::fit() {
     result.vVertex.resize(mesh.numVertices());
     for (FitIndex v = 0; v < mesh.numVertices(); ++v)
         if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
-            result.vVertex[v] = frame.fromUnits(mesh.place(v));
+            result.vVertex[v] = frame.fromLocal(mesh.place(v));
     result.vTriangle = mesh.triangles();
     return std::move(result);
 }

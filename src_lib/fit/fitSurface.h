@@ -10,6 +10,7 @@
 
 #include "FitMesh.h"
 #include "FitPoints.h"
+#include "LocalFrame.h"
 #include "MeshFitter.h"
 #include "kel.h"
 
@@ -24,15 +25,6 @@ struct FittedSurface {
     double noise = 0.0;                  ///< standard deviation of the points along the normal
     double radius = 0.0;                 ///< of the neighbourhoods that were averaged
     FitCounts counts;
-};
-
-/// Between the caller's unit and that of a fit: places are vectors from a low corner, so that squares stay in range and the
-/// last bits serve what matters, wherever the mesh lies.
-struct FitFrame {
-    Point3 low;
-    double unit = 0.0;
-    Vector3 toUnits(const Point3& p) const { return (p - low) / unit; }
-    Point3 fromUnits(const Vector3& place) const { return low + place * unit; }
 };
 
 /// A fit of a mesh to points, in two steps: what the points say, and the mesh. Between them it can be seen how noisy the
@@ -62,7 +54,7 @@ private:
 
     FittedSurface result;
     double cell = 0.0;  // edge, in the caller's unit
-    FitFrame frame;
+    LocalFrame frame;
     FitMesh mesh;  // as given, in units of the frame; empty where the points say nothing
     VertexSides sides;
     FitPoints points;

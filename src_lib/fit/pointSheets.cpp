@@ -2,14 +2,14 @@
 // mix.
 //
 //     planes       a plane through the neighbours of each point
-//     noise        how far the points are off what others foretell, near and far: noise is alike, detail grows
+//     noise        how far the points are off what others predict, near and far: noise is alike, detail grows
 //     neighbours   again, within a radius that suits the noise; the planes stay small
 //     normals      planes vote for the normal of a point by how well they hold it and their own points; so the planes
 //                  wholly on one side of a crease win. Then three rounds with those of like normals, within less where
 //                  few are alike
 //     places       moved onto the sheet of the neighbours of like normals, by the share that noise has in what is seen
 //
-// A point foretells another by r = (n + m) / 2 * (q - p), with the normals n, m at the two. It is 0 for any two points of a
+// A point predicts another by r = (n + m) / 2 * (q - p), with the normals n, m at the two. It is 0 for any two points of a
 // paraboloid, so no curvature counts as noise, and no average of it shrinks a curved sheet.
 #include "pointSheets.h"
 
@@ -42,8 +42,8 @@ double square(double x) {
     return x * x;
 }
 
-/// What point p foretells of the height of q over the surface at p.
-double foretold(const Vector3& p, const Vector3& normalP, const Vector3& q, const Vector3& normalQ) {
+/// The height of q over the surface at p that both normals predict.
+double predictedHeight(const Vector3& p, const Vector3& normalP, const Vector3& q, const Vector3& normalQ) {
     return 0.5 * ((normalP + normalQ) * (q - p));
 }
 
@@ -156,15 +156,15 @@ struct NoiseModel {
 
 const std::array<double, 7> RADII = {2.0, 2.4, 2.9, 3.5, 4.2, 5.0, 6.0};
 const double NEAREST_RADIUS = 1.3;
-const std::size_t NUM_FORETOLD = 5000;
+const std::size_t NUM_PREDICTED = 5000;
 const double TO_DEVIATION = 1.0 / 0.6745;  // from the median of absolute values of a normal distribution
-const double MAX_HEIGHT = 2.2;             // of a foretelling point over the surface
+const double MAX_HEIGHT = 2.2;             // of a predicting point over the surface
 const double MIN_AGREEMENT = 0.85;         // cosine of the normals
 const double NOISE_LEFT = 1.83;            // of a mean within radius r: variance / (1.83 r^2)
 const double BIAS_FACTOR = 0.6;            // what of the growth is detail that a mean would take away
 
-/// What the others within each radius foretell of one point.
-struct Foretelling {
+/// What the others within each radius predict of one point.
+struct Predictions {
     struct Sums {
         double weights = 0.0, sqWeights = 0.0, heights = 0.0;
         double weightsTwice = 0.0;  // products of the weights here and in the disc of RADII[0]
@@ -177,13 +177,13 @@ double radiusOf(std::size_t k) {
 }
 
 /// Distances are measured along the plane, in discs rather than balls: else noise would push points out of the smaller ones.
-Foretelling foretell(const FitPoints& points, const PointGrid& grid, const std::vector<PointPlane>& vPlane, std::size_t i) {
-    Foretelling result;
+Predictions predict(const FitPoints& points, const PointGrid& grid, const std::vector<PointPlane>& vPlane, std::size_t i) {
+    Predictions result;
     const Vector3 p = points.vPlace[i], normal = vPlane[i].normal;
     const double reach = std::sqrt(square(RADII.back()) + square(MAX_HEIGHT));
     grid.visitWithin(p, reach, [&](FitIndex j, double sqDistance) {
         if (j == i || !areNeighbours(points, i, j) || normal * vPlane[j].normal < MIN_AGREEMENT) return;
-        const double height = foretold(p, normal, points.vPlace[j], vPlane[j].normal);
+        const double height = predictedHeight(p, normal, points.vPlace[j], vPlane[j].normal);
         if (std::fabs(height) > MAX_HEIGHT) return;
         const double sqLateral = sqDistance - square(normal * (points.vPlace[j] - p));
         const double weightInFirst = weightWithin(sqLateral, RADII[0]);
@@ -199,11 +199,11 @@ Foretelling foretell(const FitPoints& points, const PointGrid& grid, const std::
     return result;
 }
 
-/// The median square error of what is foretold within the k-th radius, less what the error of few neighbours adds.
-double sqErrorOf(const std::vector<Foretelling>& vForetelling, std::size_t k) {
+/// The median square error of predictions within the k-th radius, less what the error of few neighbours adds.
+double sqErrorOf(const std::vector<Predictions>& vPredictions, std::size_t k) {
     std::vector<double> vError, vFew;
-    for (const Foretelling& foretelling : vForetelling) {
-        const Foretelling::Sums& sums = foretelling.aSums[k];
+    for (const Predictions& predictions : vPredictions) {
+        const Predictions::Sums& sums = predictions.aSums[k];
         if (!(sums.weights > 0.0)) continue;
         vError.push_back(std::fabs(sums.heights / sums.weights));
         vFew.push_back(sums.sqWeights / square(sums.weights));
@@ -213,10 +213,10 @@ double sqErrorOf(const std::vector<Foretelling>& vForetelling, std::size_t k) {
 
 /// What means within the k-th radius lose of the detail that is seen within RADII[0], as a median square: the difference of
 /// both means, less what noise adds to it. The noise of the point itself isn't in it, so it is seen far below that.
-double sqLossOf(const std::vector<Foretelling>& vForetelling, std::size_t k, double sqNoise) {
+double sqLossOf(const std::vector<Predictions>& vPredictions, std::size_t k, double sqNoise) {
     std::vector<double> vDifference, vNoise;
-    for (const Foretelling& foretelling : vForetelling) {
-        const Foretelling::Sums &first = foretelling.aSums[1], &sums = foretelling.aSums[k];
+    for (const Predictions& predictions : vPredictions) {
+        const Predictions::Sums &first = predictions.aSums[1], &sums = predictions.aSums[k];
         if (!(first.weights > 0.0)) continue;
         vDifference.push_back(std::fabs(sums.heights / sums.weights - first.heights / first.weights));
         vNoise.push_back(sums.sqWeights / square(sums.weights) + first.sqWeights / square(first.weights) -
@@ -228,21 +228,21 @@ double sqLossOf(const std::vector<Foretelling>& vForetelling, std::size_t k, dou
 /// The error at radius 0 is noise, what it gains with the radius is detail.
 NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vPlane) {
     const PointGrid grid(points.vPlace, 0.5 * RADII.back());
-    const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_FORETOLD);
-    std::vector<Foretelling> vForetelling((points.size() + step - 1) / step);
-    forChunks_MT(vForetelling.size(), [&](std::size_t begin, std::size_t end) {
+    const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_PREDICTED);
+    std::vector<Predictions> vPredictions((points.size() + step - 1) / step);
+    forChunks_MT(vPredictions.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
-            vForetelling[i] = foretell(points, grid, vPlane, i * step);
+            vPredictions[i] = predict(points, grid, vPlane, i * step);
     });
-    const double near = sqErrorOf(vForetelling, 0), next = sqErrorOf(vForetelling, 1);
+    const double near = sqErrorOf(vPredictions, 0), next = sqErrorOf(vPredictions, 1);
     const double slope = std::max(0.0, (next - near) / (square(RADII[0]) - square(NEAREST_RADIUS)));
     const double sqNoise = std::max(0.0, near - square(NEAREST_RADIUS) * slope);
     NoiseModel model{.noise = std::sqrt(sqNoise)};
     if (model.noise < MIN_NOISE) return model;
     double best = std::numeric_limits<double>::max();
     for (std::size_t k = 1; k <= RADII.size(); ++k) {
-        const double detail = std::max(0.0, sqErrorOf(vForetelling, k) - sqNoise);
-        const double loss = sqLossOf(vForetelling, k, sqNoise);
+        const double detail = std::max(0.0, sqErrorOf(vPredictions, k) - sqNoise);
+        const double loss = sqLossOf(vPredictions, k, sqNoise);
         const double cost = sqNoise / (NOISE_LEFT * square(radiusOf(k))) + BIAS_FACTOR * loss;
         if (cost >= best) continue;
         best = cost;
@@ -363,7 +363,7 @@ void findPlaces(FitPoints& points, const Neighbourhoods& near, const std::vector
                 const Vector3 p = points.vFitted[i], normal = points.vNormal[i];
                 double sum = 0.0, sumOfWeights = 0.0;
                 near.visit(i, [&](FitIndex j) {
-                    const double height = foretold(p, normal, points.vFitted[j], points.vNormal[j]);
+                    const double height = predictedHeight(p, normal, points.vFitted[j], points.vNormal[j]);
                     const double sqDistance = (points.vPlace[j] - points.vPlace[i]).sqLength();
                     const double weight = weightOf(vRadius[i], sqDistance, normal, points.vNormal[j], height);
                     sum += weight * height;
@@ -378,15 +378,15 @@ void findPlaces(FitPoints& points, const Neighbourhoods& near, const std::vector
         points.vFitted[i] = points.vPlace[i] + (points.vFitted[i] - points.vPlace[i]) * share;
 }
 
-/// The deviation of fitted points from what each neighbour within 2 foretells.
+/// The deviation of fitted points from what each neighbour within 2 predicts.
 double residualOf(const FitPoints& points, const Neighbourhoods& near) {
     std::vector<double> vHeight;
-    const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_FORETOLD);
+    const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_PREDICTED);
     for (std::size_t i = 0; i < points.size(); i += step)
         near.visit(i, [&](FitIndex j) {
             if (j == i || (points.vFitted[j] - points.vFitted[i]).sqLength() >= 4.0) return;
             vHeight.push_back(
-                std::fabs(foretold(points.vFitted[i], points.vNormal[i], points.vFitted[j], points.vNormal[j])));
+                std::fabs(predictedHeight(points.vFitted[i], points.vNormal[i], points.vFitted[j], points.vNormal[j])));
         });
     return medianOf(vHeight) * TO_DEVIATION / std::sqrt(2.0);
 }

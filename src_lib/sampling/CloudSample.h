@@ -33,7 +33,7 @@ public:
 
     const PointBounds bounds;  ///< of the points
     const Calc grid;
-    const CellFrame frame;
+    const LocalFrame frame;  ///< in edges of cells
     const SampleNodes nodes;
 
 private:

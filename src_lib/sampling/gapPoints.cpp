@@ -1,3 +1,5 @@
+// A triangle is run over in rows along its longest side. A cell collects the samples of all triangles that run through it,
+// and gets their mean: where triangles overlap the point lies between them.
 #include "gapPoints.h"
 
 #include <algorithm>
@@ -59,9 +61,9 @@ public:
             const int numSteps = numStepsOver((1.0 - toTip) * longest);
             for (int i = 0; i <= numSteps; ++i) {
                 const double along = static_cast<double>(i) / numSteps * (1.0 - toTip);
-                const Point3 p = clampTo(bounds, frame.fromCells(placeIn(corners, {1.0 - toTip - along, along, toTip})));
+                const Point3 p = clampTo(bounds, frame.fromLocal(placeIn(corners, {1.0 - toTip - along, along, toTip})));
                 const RCD cell = grid.getRCD(&p);
-                if (!occupied.contains(cell)) addTo(vSamples, first, {cell, frame.toCells(p), 1.0});
+                if (!occupied.contains(cell)) addTo(vSamples, first, {cell, frame.toLocal(p), 1.0});
             }
         }
     }
@@ -73,7 +75,7 @@ public:
             all.sum += it->second->sum;
             all.count += it->second->count;
         }
-        const Point3 p = clampTo(bounds, frame.fromCells(all.sum / all.count));
+        const Point3 p = clampTo(bounds, frame.fromLocal(all.sum / all.count));
         if (grid.getRCD(&p) == all.cell) vPoints.push_back(p);
     }
 
@@ -117,7 +119,7 @@ private:
     const SampleNodes& nodes;
     const NodePlanes& planes;
     const Calc& grid;
-    const CellFrame& frame;
+    const LocalFrame& frame;
     const PointBounds& bounds;
     CellBitmap_RCD occupied;
 };

@@ -1,3 +1,6 @@
+// Each wide disc names three nodes; the same three name it up to three times, and the smallest of their discs counts, for
+// each corner sees it in its own plane. What is left out: triangles too small for the grid to leave a gap, triangles over an
+// edge of the surface, and, in a second step, those that are wider than the sampling around them explains.
 #include "gapTriangles.h"
 
 #include <algorithm>

@@ -1,3 +1,8 @@
+// Two looks. The first sees the block of cells within two of a node, which is cheap: where neighbours stand all round on one
+// flat sheet, the node needs nothing more. Whether they do is told by the discs of one cell's radius that touch the node: in
+// 32 directions, then, for the few nodes where that leaves a doubt, by the Voronoi cell. The second look takes the nodes
+// that are left, sparse ones as a rule, and searches farther for the flattest plane through more and more of their
+// neighbours.
 #include "nodePlanes.h"
 
 #include <algorithm>

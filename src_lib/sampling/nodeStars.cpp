@@ -1,3 +1,5 @@
+// A star is made of the near nodes first. A disc of more than half of their reach might hold a node beyond it, so the cell
+// is cut again with nodes from afar, and a disc that is still too wide to be sure of counts as open.
 #include "nodeStars.h"
 
 #include <algorithm>

@@ -17,18 +17,18 @@ namespace {
 using CellPoint = std::pair<RCD, const Point3*>;
 
 /// Reorders the points of one cell.
-Vector3 meanPlace(std::span<CellPoint> cell, const CellFrame& frame) {
+Vector3 meanPlace(std::span<CellPoint> cell, const LocalFrame& frame) {
     if (cell.size() > 1)
         std::sort(cell.begin(), cell.end(), [](const CellPoint& a, const CellPoint& b) { return *a.second < *b.second; });
     Vector3 sum;
     for (const CellPoint& entry : cell)
-        sum += frame.toCells(*entry.second);
+        sum += frame.toLocal(*entry.second);
     return sum / static_cast<double>(cell.size());
 }
 
 }  // namespace
 
-SampleNodes makeSampleNodes(const std::vector<Point3>& vPoints, const Calc& grid, const CellFrame& frame) {
+SampleNodes makeSampleNodes(const std::vector<Point3>& vPoints, const Calc& grid, const LocalFrame& frame) {
     ASSEX(vPoints.size()<NO_NODE);
     const ProgressStep progress("SC_nodes", 5);  // a run may make them three times
     std::vector<CellPoint> vSorted = pointsByCell(vPoints, grid);

@@ -18,16 +18,16 @@ class RTriangle;
 ///     (___o   o___)      both o would lie upon it. Without the turned parts the ends face each other:   ___o     o___
 ///
 /// The mesh must be manifold, and must outlive this object.
-class CrumpledRim {
+class CrumpledLoop {
 public:
-    /// vRim: the vertices of the loop.
-    CrumpledRim(RMesh& theMesh, const std::vector<Point3*>& vRim);
+    /// vLoop: the vertices of the loop.
+    CrumpledLoop(RMesh& theMesh, const std::vector<Point3*>& vLoop);
 
     /// Takes the triangles out. False, with nothing changed, where that would leave anything but one loop that touches no
     /// other border.
     bool takeOut();
     /// The vertices of the wider loop, sorted by address.
-    const std::vector<Point3*>& wideRim() const { return vWideRim; }
+    const std::vector<Point3*>& wideLoop() const { return vWideLoop; }
     /// Whether the wider loop has been closed.
     bool isClosed() const;
     /// Creates again what was taken out. The wider loop must be open.
@@ -36,14 +36,14 @@ public:
 private:
     using Side = std::array<Point3*, 2>;  // of a triangle that stays, lower address first
 
-    void findWideRim(const std::vector<Point3*>& vRim);
+    void findWideLoop(const std::vector<Point3*>& vLoop);
     bool isOneLoop() const;
 
     RMesh& mesh;
     std::vector<RTriangle*> vRT;
     std::vector<std::array<Point3*, 3>> vTaken;
     std::vector<Side> vWideSide;
-    std::vector<Point3*> vWideRim;
+    std::vector<Point3*> vWideLoop;
 };
 
 }  // namespace TARN_KEL

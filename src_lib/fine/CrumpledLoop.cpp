@@ -1,4 +1,4 @@
-#include "CrumpledRim.h"
+#include "CrumpledLoop.h"
 
 #include <algorithm>
 #include <map>
@@ -9,34 +9,34 @@
 
 namespace TARN_KEL {
 
-CrumpledRim::CrumpledRim(RMesh& theMesh, const std::vector<Point3*>& vRim) : mesh(theMesh) {
-    for (const Point3* p : vRim)
+CrumpledLoop::CrumpledLoop(RMesh& theMesh, const std::vector<Point3*>& vLoop) : mesh(theMesh) {
+    for (const Point3* p : vLoop)
         mesh.getIncidentT(p, vRT);
     oneInstance(vRT);
-    findWideRim(vRim);
+    findWideLoop(vLoop);
 }
 
 /// Every triangle at the loop has a corner there. So a side without one belongs to one of them and to one that stays, or to
 /// two of them.
-void CrumpledRim::findWideRim(const std::vector<Point3*>& vRim) {
-    std::vector<const Point3*> vSorted(vRim.begin(), vRim.end());
+void CrumpledLoop::findWideLoop(const std::vector<Point3*>& vLoop) {
+    std::vector<const Point3*> vSorted(vLoop.begin(), vLoop.end());
     std::sort(vSorted.begin(), vSorted.end());
-    const auto isOnRim = [&](const Point3* p) { return std::binary_search(vSorted.begin(), vSorted.end(), p); };
+    const auto isOnLoop = [&](const Point3* p) { return std::binary_search(vSorted.begin(), vSorted.end(), p); };
     std::map<Side, int> mCount;
     for (const RTriangle* pRT : vRT)
         for (int i = 0; i < 3; ++i) {
             const auto [pLow, pHigh] = std::minmax({pRT->getCorner(i), pRT->getCorner((i + 1) % 3)});
-            if (!isOnRim(pLow) && !isOnRim(pHigh)) ++mCount[{pLow, pHigh}];
+            if (!isOnLoop(pLow) && !isOnLoop(pHigh)) ++mCount[{pLow, pHigh}];
         }
     for (const auto& [side, count] : mCount)
         if (count == 1) {
             vWideSide.push_back(side);
-            vWideRim.insert(vWideRim.end(), side.begin(), side.end());
+            vWideLoop.insert(vWideLoop.end(), side.begin(), side.end());
         }
-    oneInstance(vWideRim);
+    oneInstance(vWideLoop);
 }
 
-bool CrumpledRim::takeOut() {
+bool CrumpledLoop::takeOut() {
     if (!isOneLoop()) return false;
     for (RTriangle* pRT : vRT) {
         vTaken.push_back({pRT->getCorner(0), pRT->getCorner(1), pRT->getCorner(2)});
@@ -45,7 +45,7 @@ bool CrumpledRim::takeOut() {
     return true;
 }
 
-bool CrumpledRim::isOneLoop() const {
+bool CrumpledLoop::isOneLoop() const {
     std::map<const Point3*, std::vector<const Point3*>> mNext;
     for (const auto& [p, q] : vWideSide) {
         if (mesh.getEdge(p, q)->getDegree() != 2) return false;
@@ -53,7 +53,7 @@ bool CrumpledRim::isOneLoop() const {
         mNext[q].push_back(p);
     }
     std::vector<REdge*> vEdges;
-    for (const Point3* p : vWideRim) {
+    for (const Point3* p : vWideLoop) {
         vEdges.clear();
         mesh.getIncidentRE(p, vEdges);
         const bool bBorder =
@@ -70,12 +70,12 @@ bool CrumpledRim::isOneLoop() const {
     return numPassed == vWideSide.size();
 }
 
-bool CrumpledRim::isClosed() const {
+bool CrumpledLoop::isClosed() const {
     return std::all_of(vWideSide.begin(), vWideSide.end(),
                        [this](const Side& side) { return mesh.getEdge(side[0], side[1])->getDegree() == 2; });
 }
 
-void CrumpledRim::putBack() {
+void CrumpledLoop::putBack() {
     for (const auto& [p, q, r] : vTaken)
         mesh.createT(p, q, r);
 }

@@ -1,4 +1,4 @@
-// Borders go out to the last points. The cells of a rim end up to a cell before it, and where the sheet of cells is thinned
+// Borders go out to the last points. The rim cells end up to a cell before them, and where the sheet of cells is thinned
 // its outermost row may go as well.
 #include <algorithm>
 #include <cmath>
@@ -11,24 +11,24 @@ namespace TARN_KEL {
 
 namespace {
 
-const int NUM_RIM_ROUNDS = 2;
-const double HALF_WIDTH = 1.0;      // spacings along the border; beyond, points say nothing of the rim at a vertex
-const double MAX_RIM_HEIGHT = 0.7;  // spacings off the sheet
-const double MAX_TO_RIM = 1.2;      // cells
-const double MIN_TO_RIM = 0.05;     // spacings
+const int NUM_BORDER_ROUNDS = 2;
+const double HALF_WIDTH = 1.0;     // spacings along the border; beyond, points say nothing of the surface at a vertex
+const double MAX_OFF_SHEET = 0.7;  // spacings off the sheet
+const double MAX_OUTWARD = 1.2;    // cells
+const double MIN_OUTWARD = 0.05;   // spacings
 
 }  // namespace
 
-void MeshFitter::reachRims() {
-    for (int round = 0; round < NUM_RIM_ROUNDS; ++round)
+void MeshFitter::reachLastPoints() {
+    for (int round = 0; round < NUM_BORDER_ROUNDS; ++round)
         for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
             FitIndex next = NO_INDEX, previous = NO_INDEX;
             if (!isFree(v) || !findBorderNeighbours(v, next, previous)) continue;
             const Vector3 from = fitMesh.place(v);
             const Vector3 along = normalize(fitMesh.place(next) - fitMesh.place(previous));
             const Vector3 outward = normalize(crossProduct(along, sides.vNormal[v]));
-            const double distance = std::min(distanceToRim(v, along, outward), MAX_TO_RIM * cell);
-            if (distance < MIN_TO_RIM) continue;
+            const double distance = std::min(distanceToLastPoint(v, along, outward), MAX_OUTWARD * cell);
+            if (distance < MIN_OUTWARD) continue;
             if (guard.mayMove(v, from + outward * distance))
                 moveVertex(v, from + outward * distance);
             else if (guard.mayMove(v, from + outward * (0.5 * distance)))
@@ -56,14 +56,14 @@ bool MeshFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex&
 
 /// How far points lie beyond the border at a vertex. Only those to which it was among the nearest: a border may run along
 /// another one, or over a sheet.
-double MeshFitter::distanceToRim(FitIndex vertex, const Vector3& along, const Vector3& outward) const {
+double MeshFitter::distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const {
     const Vector3& from = fitMesh.place(vertex);
     const SurfaceSide side = sides.of(vertex);
     double farthest = 0.0;
     pointGrid.visitWithin(from, FIT_GRID_EDGE, [&](FitIndex j, double) {
         const Vector3 offset = fitPoints.vFitted[j] - from;
         if (!fitPoints.isSeenFrom(side, j) || std::fabs(offset * along) > HALF_WIDTH) return;
-        if (std::fabs(0.5 * (offset * (side.normal + fitPoints.vNormal[j]))) > MAX_RIM_HEIGHT) return;
+        if (std::fabs(0.5 * (offset * (side.normal + fitPoints.vNormal[j]))) > MAX_OFF_SHEET) return;
         const double distance = offset * outward;
         if (distance <= farthest) return;
         const FitIndex nearest = fitPoints.vNearest[j];

@@ -1,4 +1,4 @@
-// Chains of graphs of chance and of rows of holes; strips with a twist; votes of known outcome.
+// Chains of random graphs and of rows of holes; strips with a twist; votes of known outcome.
 #include "Chain.h"
 #include "ChainMgr.h"
 #include "freeFunctions.h"
@@ -85,7 +85,7 @@ private:
 
 }  // namespace
 
-TEST(ChainMgr, splitsGraphsOfChanceIntoChains) {
+TEST(ChainMgr, splitsRandomGraphsIntoChains) {
     std::size_t numClosed = 0, numOpen = 0, numBridged = 0;
     forSeeds(400, [&](unsigned seed) {
         RandomCoarse soup(seed, 5 + seed % 20, 6 + seed % 29);

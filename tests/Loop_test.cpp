@@ -53,7 +53,7 @@ double angleAt(const std::vector<std::array<double, 2>>& v, std::size_t i) {
 }
 
 /// Star-shaped, with corners on the unit circle where bConvex, else between it and the half of it.
-std::vector<std::array<double, 2>> polygonOfChance(unsigned seed, std::size_t num, bool bConvex) {
+std::vector<std::array<double, 2>> randomPolygon(unsigned seed, std::size_t num, bool bConvex) {
     Random random(seed);
     const auto chance = [&random] { return random.next() / 2147483647.0; };
     std::vector<std::array<double, 2>> v;
@@ -144,7 +144,7 @@ TEST(Loop, fillsPlanarPolygonsSmallestAngleFirst) {
     for (unsigned seed = 1; seed <= 200; ++seed)
         for (const bool bConvex : {true, false}) {
             const std::size_t num = 3 + seed % 40;
-            const auto polygon = polygonOfChance(seed, num, bConvex);
+            const auto polygon = randomPolygon(seed, num, bConvex);
             const PolygonRing ring(polygon, seed);
             EXPECT_TRUE(ring.pLoop->fill());
             const auto& vFillT = ring.pLoop->vFillT;

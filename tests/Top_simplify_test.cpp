@@ -1,5 +1,5 @@
 // Collapses and flips of the coarse mesh: the gain of a flip against the energy of the whole surface, the limits of each
-// operation from both sides, and what whole passes do to meshes of chance.
+// operation from both sides, and what whole passes do to random meshes.
 #include <bit>
 #include <cfloat>
 

@@ -21,7 +21,7 @@ std::string text(std::initializer_list<int> bytes) {
     return out;
 }
 
-/// Bytes of chance, most of them on the lattice.
+/// Random bytes, most of them on the lattice.
 std::string random(unsigned seed, std::size_t length, unsigned percentHard) {
     std::mt19937 engine(seed);
     std::string out;

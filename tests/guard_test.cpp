@@ -26,12 +26,12 @@ const std::vector<Operation> operations = {
 
 /// Bodies of cubes, most of them dented, or loose triangles, taken apart where they touch, so with vertices at one place;
 /// some pressed until many triangles are thin.
-MeshPtr manifoldOfChance(unsigned seed) {
+MeshPtr randomManifold(unsigned seed) {
     std::mt19937 random(seed);
     std::set<std::array<int, 3>> sCube;
     for (int i = 0; i < 27; ++i)
         if (random() % 100 < 30 + seed % 40) sCube.insert({i / 9, i / 3 % 3, i % 3});
-    Soup soup = random() % 4 == 0 ? soupOfChance(random) : withNoise(voxels(sCube), 0.15 * (seed % 3), seed);
+    Soup soup = random() % 4 == 0 ? tangledSoup(random) : withNoise(voxels(sCube), 0.15 * (seed % 3), seed);
     for (Point3& p : soup.vVtx)
         if (seed % 5 == 0) p = Point3(p.x() * 1e-5, p.y(), p.z());
     const MeshPtr pMesh = meshOf(soup);
@@ -70,14 +70,14 @@ void expectKept(const Operation& operation, const MeshPtr& pMesh) {
 
 }  // namespace
 
-TEST(KeptManifold, isWhatComesOfMeshesOfChance) {
+TEST(KeptManifold, isWhatComesOfRandomMeshes) {
     int numBrokenWithout = 0;
     forSeeds(600, [&](unsigned seed) {
         const Operation& operation = operations[seed % operations.size()];
-        expectKept(operation, manifoldOfChance(seed));
+        expectKept(operation, randomManifold(seed));
         if (seed % 5 != 0 && operation.name != "fill") return;
         const CoutSilence silence;
-        const MeshPtr pMesh = manifoldOfChance(seed);
+        const MeshPtr pMesh = randomManifold(seed);
         operation.run(pMesh, false);
         const bool bBroken = !firstFlawButFacing(*pMesh->getRMesh()).empty();
         EXPECT_FALSE(bBroken && operation.name == "fill") << "it closes nothing that touches";
@@ -103,7 +103,7 @@ TEST(KeptManifold, isWhatACollapseIsAskedFor) {
     int numAllowed = 0, numRefused = 0;
     const auto reduced = [](unsigned seed) {
         const CoutSilence silence;
-        const MeshPtr pMesh = manifoldOfChance(seed);
+        const MeshPtr pMesh = randomManifold(seed);
         reduce(pMesh, 1.5, 100.0);  // so that little is left that may be collapsed
         return pMesh;
     };

@@ -133,7 +133,7 @@ TEST(HoleFiller, bridgesTheNearerGapOfTwoFans) {
     }
 }
 
-TEST(holeFilling, survivesMeshesOfChance) {
+TEST(holeFilling, survivesRandomMeshes) {
     forSeeds(300, [](unsigned seed) {
         const CoutSilence silence;
         const std::size_t numCells = 5 + seed % 23, numTriangles = 4 + seed % 37;

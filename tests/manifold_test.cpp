@@ -187,7 +187,7 @@ TEST(Manifold, keepsTheSurfaceOfAnyVoxelsClosed) {
 TEST(Manifold, makesAnythingManifold) {
     std::mt19937 random(9);
     for (int run = 0; run < 1500; ++run) {
-        const MeshPtr pMesh = meshOf(soupOfChance(random));
+        const MeshPtr pMesh = meshOf(tangledSoup(random));
         makeChecked(pMesh);
         ASSERT_FALSE(HasFailure()) << "run " << run;
     }

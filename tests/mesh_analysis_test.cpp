@@ -112,7 +112,7 @@ TEST(MeshAnalysis, knowsShapes) {
         EXPECT_EQ(measured(vCorners).numSelfIntersections, num);
 }
 
-// Triangles of chance on a few vertices: all degrees, pinched and turned ones.
+// Random triangles on a few vertices: all degrees, pinched and turned ones.
 TEST(MeshAnalysis, keepsItsFiguresWhenTrianglesAreShuffledAndAddsThemUp) {
     forSeeds(200, [](unsigned seed) {
         Scan scan(seed);
@@ -147,7 +147,7 @@ TEST(Flaws, areThoseOfTheAnalysis) {
     std::mt19937 random(3);
     std::array<std::size_t, 4> sums{};
     for (int run = 0; run < 300; ++run) {
-        const Soup soup = soupOfChance(random);
+        const Soup soup = tangledSoup(random);
         std::vector<int> vIndices;
         for (const auto& t : soup.vT)
             vIndices.insert(vIndices.end(), t.begin(), t.end());

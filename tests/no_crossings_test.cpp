@@ -60,7 +60,7 @@ Soup crowd(unsigned seed) {
 /// Triangles anywhere, so that many cross.
 Soup tangle(unsigned seed) {
     std::mt19937 random(seed);
-    Soup soup = soupOfChance(random);
+    Soup soup = tangledSoup(random);
     return withNoise(soup, 0.3, seed);
 }
 

@@ -78,6 +78,17 @@ std::uint64_t codeOfCloud() {
     return codeOf(vOut);
 }
 
+/// Of the mesh and of the distance that was proved.
+std::uint64_t codeOfReducedShape() {
+    const MeshPtr pMesh = meshOf(roughTorus());
+    ReduceOptions options;
+    options.numTriangles = 900;
+    options.maxDistance = 0.2;
+    options.bNoCrossings = options.bFit = true;
+    const double distance = reduce(pMesh, options).distance;
+    return codeOf(pMesh) ^ std::bit_cast<std::uint64_t>(distance);
+}
+
 /// A way to a mesh: from points or a soup, through operations.
 using Run = std::function<std::uint64_t()>;
 using Operations = std::vector<std::function<void(const MeshPtr&)>>;
@@ -112,6 +123,13 @@ const auto smoothed = [](int numRounds, bool bKeep = false) {
     return [=](const MeshPtr& pMesh) { laplacianSmoothing(pMesh, numRounds, bKeep); };
 };
 const auto edgesFlipped = [](bool bKeep = false) { return [=](const MeshPtr& pMesh) { edgeFlips(pMesh, bKeep); }; };
+const auto smoothedBy = [](SmoothMethod method) {
+    return [=](const MeshPtr& pMesh) {
+        SmoothOptions options;
+        options.method = method;
+        smooth(pMesh, options);
+    };
+};
 const auto annealed = [](const MeshPtr& pMesh) { edgeFlipsSimA(pMesh); };
 const auto manifold = [](const MeshPtr& pMesh) { makeManifold(pMesh); };
 
@@ -139,6 +157,9 @@ const std::vector<Scene> vScene = {
      0xcea7ff555d7123ac},
     {"soup, decimated and smoothed", melted(part(), 0.06, {reduced(0.2, 10.0), filled(8), edgesFlipped(), smoothed(1)}),
      0xe82a0fa485502a40},
+    {"reduced by shape", codeOfReducedShape, 0x09e738590eacea6b},
+    {"smoothed by shape", changed(roughTorus(), {smoothedBy(SmoothMethod::TAUBIN), smoothedBy(SmoothMethod::BILATERAL)}),
+     0x2536a2c524a28902},
     {"many points",  // enough for a sort in two parts
      [] {
          Points vPoints = Scan(2, 0.002).plane(65000);

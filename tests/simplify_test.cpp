@@ -430,29 +430,11 @@ TEST(ShapeReduce, isTheSameAtAnyScaleAndPlace) {
     }
 }
 
-TEST(ShapeReduce, isTheSameForAnyNumberOfWorkersAndWhenRepeated) {
-    ReduceOptions options;
-    options.numTriangles = 900;
-    options.maxDistance = 0.2;
-    std::set<std::vector<Point3>> sResult;
-    std::set<double> sDistance;
-    for (const int numWorkers : {1, 2, 3, 7, 1}) {
-        setNumThreads(numWorkers);
-        const MeshPtr pMesh = meshOf(withNoise(torus(90, 40), 0.03, 13));
-        sDistance.insert(reduce(pMesh, options).distance);
-        smooth(pMesh, {});
-        sResult.insert(cornersOf(pMesh));
-    }
-    setNumThreads(0);
-    EXPECT_EQ(sResult.size(), 1U);
-    EXPECT_EQ(sDistance.size(), 1U);
-}
-
 TEST(ShapeReduce, makesManifoldFirst) {
     forSeeds(300, [](unsigned seed) {
         const CoutSilence silence;
         std::mt19937 random(seed);
-        const Soup soup = soupOfChance(random);
+        const Soup soup = tangledSoup(random);
         for (const bool bMove : {true, false}) {
             const MeshPtr pMesh = meshOf(soup);
             const bool bManifold = firstFlawButFacing(*pMesh->getRMesh()).empty();
@@ -619,7 +601,7 @@ TEST(ShapeSmooth, refusesWhatItCannotDo) {
     forSeeds(100, [](unsigned seed) {
         const CoutSilence silence;
         std::mt19937 random(seed);
-        const MeshPtr pAny = meshOf(soupOfChance(random));
+        const MeshPtr pAny = meshOf(tangledSoup(random));
         smooth(pAny, {seed % 2 == 0 ? SmoothMethod::TAUBIN : SmoothMethod::BILATERAL, 3, seed % 3 == 0});
         EXPECT_EQ(firstFlawButFacing(*pAny->getRMesh()), "");
     });

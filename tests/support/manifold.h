@@ -96,7 +96,7 @@ inline Soup voxels(const std::set<std::array<int, 3>>& sCube) {
 }
 
 /// Up to 60 triangles on up to 23 points of a lattice of four steps, whatever that makes.
-inline Soup soupOfChance(std::mt19937& random) {
+inline Soup tangledSoup(std::mt19937& random) {
     Soup soup;
     const int numVtx = 4 + static_cast<int>(random() % 20);
     for (int i = 0; i < numVtx; ++i) {

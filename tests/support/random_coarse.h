@@ -1,4 +1,4 @@
-// Coarse meshes of chance.
+// Random coarse meshes.
 #pragma once
 
 #include <cstddef>

@@ -24,6 +24,7 @@ struct Case {
     std::string shape;
     double noise = 0.0;
     std::uint64_t seed = 1;
+    std::string pattern = "even";
 };
 
 struct Cloud {
@@ -38,6 +39,7 @@ Cloud cloudOf(const Case& c, std::size_t n) {
     request.numPoints = n;
     request.noise = c.noise;
     request.seed = c.seed;
+    request.pattern = c.pattern;
     cloud.spacing = makeScan(request, cloud.vPoints).spacing;
     return cloud;
 }
@@ -96,8 +98,10 @@ TEST(Fit, comesNearerToTheSurface) {
         double mean, largest;  // in spacings, after
         double ratio;          // of the means
     };
-    for (const Bound& bound : {Bound{{"sphere"}, 0.005, 0.05, 0.4}, Bound{{"block"}, 0.004, 1.3, 0.2},
-                               Bound{{"torus", 0.2}, 0.05, 0.4, 0.5}, Bound{{"block", 0.2}, 0.06, 1.5, 0.6}})
+    for (const Bound& bound :
+         {Bound{{"sphere"}, 0.005, 0.05, 0.4}, Bound{{"block"}, 0.004, 1.3, 0.2}, Bound{{"torus", 0.2}, 0.05, 0.4, 0.5},
+          Bound{{"block", 0.2}, 0.06, 1.5, 0.6}, Bound{{"sphere", 0.0, 1, "lines"}, 0.015, 0.1, 0.8},
+          Bound{{"torus", 0.0, 1, "lines"}, 0.015, 0.2, 0.5}})
         for (const std::uint64_t seed : {1U, 2U}) {
             Case scan = bound.scan;
             scan.seed = seed;
@@ -107,7 +111,8 @@ TEST(Fit, comesNearerToTheSurface) {
             const double mean = meanAndLargest(scan.shape, pMesh).first;
             const FitReport report = fit(pMesh, cloud.vPoints);
             const auto [meanAfter, largestAfter] = meanAndLargest(scan.shape, pMesh);
-            const std::string name = scan.shape + " " + std::to_string(scan.noise) + " " + std::to_string(seed);
+            const std::string name =
+                scan.shape + " " + scan.pattern + " " + std::to_string(scan.noise) + " " + std::to_string(seed);
             EXPECT_LT(meanAfter, bound.mean * cloud.spacing) << name;
             EXPECT_LT(largestAfter, bound.largest * cloud.spacing) << name;
             EXPECT_LT(meanAfter, bound.ratio * mean) << name;

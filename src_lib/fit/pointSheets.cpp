@@ -36,7 +36,10 @@ const double LIKE_NORMALS = 0.25;  // deviation of normals on one sheet, as a ch
 const double OF_NORMALS = 0.5 / (LIKE_NORMALS * LIKE_NORMALS);
 const double MIN_LIKE = 0.7;           // of the weights within a radius, those of like normals
 const std::size_t MIN_NEIGHBOURS = 4;  // of a plane, the point included
-const double NO_PLANE = 1e3;           // spread of the plane of a point that has too few neighbours
+// Second over third eigenvalue of a plane. Less is a scan line: what is least across it is anything but the surface's
+// normal.
+const double MIN_WIDTH = 0.1;
+const double NO_PLANE = 1e3;  // spread of the plane of a point whose neighbours are too few or on a line
 
 double square(double x) {
     return x * x;
@@ -133,6 +136,7 @@ PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, double r
                           moments.xz / sumOfWeights - mean.x() * mean.z(), moments.yy / sumOfWeights - square(mean.y()),
                           moments.yz / sumOfWeights - mean.y() * mean.z(), moments.zz / sumOfWeights - square(mean.z())};
     const PrincipalAxes axes = principalAxes(central);
+    if (axes.middle < MIN_WIDTH * axes.largest) return {points.vSide[i], p + mean, NO_PLANE};
     const Vector3 normal = axes.normal.isDegenerate() ? points.vSide[i] : axes.normal;
     return {normal * points.vSide[i] < 0.0 ? -normal : normal, p + mean, std::max(0.0, axes.least)};
 }

@@ -51,6 +51,13 @@ Points openSphere() {
     std::erase_if(vPoints, [](const Point3& p) { return p.z() > 1.95; });
     return vPoints;
 }
+/// A torus with a third of the points in its lower half, and points that belong to no surface.
+Points unevenTorus() {
+    Points vPoints = Scan(16, 0.002).torus(14000);
+    for (std::size_t i = 0; i < vPoints.size(); ++i)
+        if (vPoints[i].z() < 0.0 && i % 2 != 0) vPoints[i] = vPoints[i] - Vector3(0.0, 0.0, 2.0 * vPoints[i].z());
+    return joined(vPoints, joined(scaled(Scan(17).dust(40), 8.0, -4.0), scaled(Scan(18).dust(9), 1e7)));
+}
 TriangleSoup part() {
     return turned(boredBlockSoup(24), 25.0);
 }
@@ -104,6 +111,9 @@ Run scanned(const Points& vPoints, bool bLapTreatment, double factor, int numGro
         return codeAfter(reconstruct_auto(vOwn, bLapTreatment, factor, numGrowSteps), vThen);
     };
 }
+Run scannedWith(const Points& vPoints, const ReconstructOptions& options = {}) {
+    return [=] { return codeOf(reconstruct(vPoints, options)); };
+}
 Run melted(const TriangleSoup& soup, double spacing, const Operations& vThen = {}) {
     return [=] {
         TriangleSoup own = soup;
@@ -144,6 +154,9 @@ const std::vector<Scene> vScene = {
     {"noisy torus, smoothed", scanned(noisyTorus(), true, 1.3, -1), 0x093bb861780f2193},
     {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
+    {"all steps", scannedWith(unevenTorus()), 0x69a6391f9d388947},
+    {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0xd23d354bfbb1aa46},
+    {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x3db49fa8c055864a},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},
     {"cloud", codeOfCloud, 0xdb51e394f61da03b},
     {"reduce", changed(roughTorus(), {reduced(0.4, 25.0)}), 0x8209be68f50d9fc1},

@@ -25,7 +25,7 @@ struct ReconstructOptions {
     double factor = 1.1;
     /// A corner of a cell. Runs with the same spacing and the same origin have the same cells. Without one the grid starts
     /// at the points.
-    std::optional<Point3> origin;
+    std::optional<Point3> origin = std::nullopt;
 
     // ---- Steps before the mesh is made
 

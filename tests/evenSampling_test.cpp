@@ -210,6 +210,21 @@ TEST(EvenSampling, doesNotFoldSheetsOver) {
         EXPECT_TRUE(std::fabs(p.y()) < 0.5 * edge || std::fabs(p.z()) < 0.5 * edge) << p;
 }
 
+TEST(EvenSampling, bridgesAtMostEightCellsHoweverSparseThePlaceIs) {
+    for (const double width : {12.0, 18.0}) {
+        Points vPoints;
+        for (int i = 0; i < 3600; ++i)
+            vPoints.emplace_back(i % 60, i / 60, 0.0);
+        for (const Point3& p : Scan(3).plane(240))  // six cells from each other
+            vPoints.push_back(p + Vector3(62.0 + 6.0 * static_cast<double>((vPoints.size() - 3600) / 12),
+                                          6.0 * static_cast<double>(vPoints.size() % 12), 0.0));
+        std::erase_if(vPoints, [=](const Point3& p) { return std::hypot(p.x() - 112.0, p.y() - 30.0) < 0.5 * width; });
+        const Points vAdded = evenedOn(vPoints, 1.0).vAdded;
+        EXPECT_GT(numNear(vAdded, {140.0, 30.0, 0.0}, 10.0), 100U);
+        EXPECT_EQ(numNear(vAdded, {112.0, 30.0, 0.0}, 4.0) > 0, width < 16.0) << width;
+    }
+}
+
 TEST(EvenSampling, givesUpWhereTheSpacingIsFarBelowThePoints) {
     const Points vPoints = scan({"torus", 5000, 0.0, 1, "even"});
     EXPECT_FALSE(evenedOn(vPoints, edgeFor(vPoints, 0.5)).bOverCap);

@@ -143,7 +143,7 @@ TEST(EvenSampling, addsOnePointAtMostToAnEmptyCellNearTheSurface) {
         sCell.insert(grid.getRCD(&p));
     for (const Point3& p : vAll) {
         EXPECT_TRUE(sCell.insert(grid.getRCD(&p)).second);
-        EXPECT_NEAR((p - Point3()).length(), 1.0, 0.3 * grid.getSideLen());
+        EXPECT_NEAR((p - Point3()).length(), 1.0, 0.1 * grid.getSideLen());
     }
     vAll.insert(vAll.end(), vPoints.begin(), vPoints.end());
     EXPECT_EQ(boundsOf(vAll).low, bounds.low);

@@ -2,6 +2,8 @@
 #include "FeatureMgr.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <cstdint>
 #include <functional>
 
@@ -62,17 +64,20 @@ struct ByVertex {
 // ---- Edges at a vertex --------------------------------------------------------------------------------------------------
 
 /// The edges at a vertex with many, as points of the unit sphere: of two directions the one with the smaller turn is nearer.
+///
+/// Of edges of one direction only the first is entered. All of them turn equally, so none of the others is ever the best,
+/// and a vertex in the middle of n edges along one line isn't searched n times through n edges.
 class FeatureEdgeMap::Fan {
 public:
     Fan(const Entry* pBegin, const Entry* pEnd) : pVtx(pBegin->first) {
+        std::vector<std::pair<DirectionBits, const Entry*>> vBorders, vFolds;
         for (const Entry* pEntry = pBegin; pEntry != pEnd; ++pEntry) {
-            const Vector3 d = directionOf(*pEntry);
-            void* pObject = const_cast<Entry*>(pEntry);
-            if (pEntry->second->angle >= ABOVE_ANY_FOLD) borders.addObject(pObject, d.x(), d.y(), d.z());
-            if (pEntry->second->angle <= ABOVE_ANY_FOLD) folds.addObject(pObject, d.x(), d.y(), d.z());
+            const DirectionBits bits = bitsOf(directionOf(*pEntry));
+            if (pEntry->second->angle >= ABOVE_ANY_FOLD) vBorders.emplace_back(bits, pEntry);
+            if (pEntry->second->angle <= ABOVE_ANY_FOLD) vFolds.emplace_back(bits, pEntry);
         }
-        borders.finish();
-        folds.finish();
+        enterFirstOfDirections(vBorders, borders);
+        enterFirstOfDirections(vFolds, folds);
     }
 
     /// All edges at the vertex that may continue pEdge with the smallest turn, and perhaps others, in the order of the map.
@@ -97,6 +102,24 @@ private:
     // Chords. Turns are told apart down to the root of a double's precision only; what is nearer than that is looked at.
     static constexpr double NEAR = 1e-7;
     static constexpr double FAR = 1.0 + 2.0 * NEAR;  // above the chord of the largest turn
+
+    using DirectionBits = std::array<std::uint64_t, 3>;  // to tell directions apart; their order means nothing
+
+    static DirectionBits bitsOf(const Vector3& d) {
+        return {std::bit_cast<std::uint64_t>(d.x()), std::bit_cast<std::uint64_t>(d.y()),
+                std::bit_cast<std::uint64_t>(d.z())};
+    }
+    static void enterFirstOfDirections(std::vector<std::pair<DirectionBits, const Entry*>>& vEntries,
+                                       TARN_OCTREE::Octree& tree) {
+        std::sort(vEntries.begin(), vEntries.end());
+        const auto isOneDirection = [](const auto& a, const auto& b) { return a.first == b.first; };
+        vEntries.erase(std::unique(vEntries.begin(), vEntries.end(), isOneDirection), vEntries.end());
+        for (const auto& [bits, pEntry] : vEntries) {
+            const Vector3 d = directionOf(*pEntry);
+            tree.addObject(const_cast<Entry*>(pEntry), d.x(), d.y(), d.z());
+        }
+        tree.finish();
+    }
 
     std::vector<const TARN_OCTREE::Octree*> treesFor(const FeatureEdge* pEdge) const {
         if (pEdge->angle > ABOVE_ANY_FOLD) return {&borders};

@@ -40,8 +40,8 @@ public:
     /// The edge at pJunction that continues pEdge best: one of the same kind, with the smallest turn, at most 60 degrees; of
     /// equal ones the first.
     /// dir: the unit direction in which pEdge arrives at pJunction.
-    /// Returns null when there is none. Cost: O(log n), but linear in the number of edges there that have the same
-    /// direction.
+    /// Returns null when there is none. Cost: O(log n), but linear in the number of different directions of edges there that
+    /// are within 1e-7 of the best one.
     FeatureEdge* straightestNext(const FeatureEdge* pEdge, const Point3* pJunction, const Vector3& dir) const;
 
 private:
@@ -87,8 +87,8 @@ public:
 
     /// vAngleEdges: pairs (angle, ends); sorted ascending if the sharpest edges are to seed chains first. Only read by the
     /// constructor.
-    /// Cost: O(n log n); but where many edges at a vertex have the same direction, each chain in that direction looks at all
-    /// of them.
+    /// Cost: O(n log n); but where edges at a vertex have many directions that differ by less than 1e-7, each chain in that
+    /// direction looks at all of these.
     explicit FeatureMgr(std::vector<AngleEdge>& vAngleEdges);
     FeatureMgr(const FeatureMgr&) = delete;
     FeatureMgr& operator=(const FeatureMgr&) = delete;

@@ -1,6 +1,8 @@
 // Feature edges in chains: which edges continue each other, and in which order and direction they come out.
 #include "FeatureMgr.h"
 
+#include <ctime>
+
 #include "freeFunctions.h"
 #include "support/prelude.h"
 
@@ -73,7 +75,8 @@ Graph hubs(unsigned seed) {
         const double flat = seed % 3 == 0 ? 0.0 : seed % 3 == 1 ? 1.0 : 1e-9;
         const Point3 q(4.0 * uniform(), 4.0 * uniform(), flat * uniform());
         const Point3& former = graph.vVtx[pick(random, graph.vVtx.size())];
-        graph.vVtx.push_back(n % 2 == 0 ? q : graph.vVtx[0] + (former - graph.vVtx[0]) * (1.5 + uniform()));
+        const double factor = n % 4 == 1 ? 2.0 : 1.5 + uniform();  // 2.0: exactly the same direction
+        graph.vVtx.push_back(n % 2 == 0 ? q : graph.vVtx[0] + (former - graph.vVtx[0]) * factor);
         for (int hub = 0; hub < 3; ++hub)
             if (graph.vVtx.back() != graph.vVtx[static_cast<std::size_t>(hub)])
                 graph.vEdges.emplace_back(aAngle[pick(random, 4)], hub, n);
@@ -152,6 +155,19 @@ TEST(FeatureMgr, chainsGoOnStraightestAndAsFarAsTheyCan) {
         EXPECT_EQ(mNum.size(), vEdges.size());
         EXPECT_TRUE(std::ranges::all_of(mNum, [](const auto& entry) { return entry.second <= 2; }));
     });
+}
+
+// Ten times as many on a line take ten times as long, not a hundred times, which would be minutes.
+TEST(FeatureMgr, aHubOfManyEdgesOnALineIsQuick) {
+    constexpr int NUM = 40000;
+    Graph graph{{Point3(0, 0, 0)}};
+    for (int i = 1; i <= NUM; ++i) {
+        graph.vVtx.emplace_back(i, 0, 0), graph.vVtx.emplace_back(-i, 0, 0);
+        graph.vEdges.emplace_back(90.0, 0, 2 * i - 1), graph.vEdges.emplace_back(90.0, 0, 2 * i);
+    }
+    const std::clock_t start = std::clock();
+    EXPECT_GE(orderedPairs(graph.edges()).size(), 2U * NUM);
+    EXPECT_LT(static_cast<double>(std::clock() - start) / CLOCKS_PER_SEC, 10.0);
 }
 
 }  // namespace

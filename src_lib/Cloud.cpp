@@ -120,7 +120,8 @@ void Cloud::preparePixelsAndFeatures(double featureAngle) {
     }
     estimateRes2();
     createCalc();
-    SoupCells cells = rasteriseSoup(vPoints, *pCalc, featureAngle);
+    SoupCells cells = rasteriseSoup(vPoints, *pCalc, {featureAngle, bCompleteSoup, bBriefSoup});
+    numAddedCells = cells.numAdded;
     vPoints = std::move(cells.vPoints);
     vFeatures = std::move(cells.vFeatures);
     vBorders = std::move(cells.vBorders);

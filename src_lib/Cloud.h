@@ -107,7 +107,10 @@ public:
 
     int numGrowSteps;
     bool bCarefulGrowth = false;  ///< see GapClosing::bCareful
-    double inputIOTime = 0.0;     ///< seconds
+    bool bCompleteSoup = false;   ///< see SoupDrawing, like the next one
+    bool bBriefSoup = false;
+    std::size_t numAddedCells = 0;  ///< of a soup that was completed
+    double inputIOTime = 0.0;       ///< seconds
     std::string name;
     double spacingAbs;     ///< length set by the caller; not greater than 0: estimate it
     double spacingFactor;  ///< factor of the detected spacing

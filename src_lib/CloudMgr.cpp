@@ -78,6 +78,8 @@ Cloud& CloudMgr::addCloud(const std::string& name, const RunInput& input) {
     Cloud& cloud = *vClouds.emplace_back(std::make_unique<Cloud>(name, input.spacing.value_or(NO_SPACING), factor,
                                                                  input.bSoup, input.numGrowSteps.value_or(NO_GROWTH)));
     cloud.bCarefulGrowth = input.bCarefulGrowth;
+    cloud.bCompleteSoup = input.bCompleteSoup;
+    cloud.bBriefSoup = input.bBriefSoup;
     return cloud;
 }
 
@@ -96,6 +98,11 @@ void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
 std::size_t CloudMgr::getNumBundles() const {
     ASSEX(!vClouds.empty());
     return vClouds.front()->vBundles.size();
+}
+
+std::size_t CloudMgr::getNumAdded() const {
+    ASSEX(!vClouds.empty());
+    return vClouds.front()->numAddedCells;
 }
 
 void CloudMgr::getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const {

@@ -54,6 +54,8 @@ public:
     void getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc);
     /// The number of bundles that getBundles() appends. Throws as it does.
     std::size_t getNumBundles() const;
+    /// How many of these are cells of a soup that lines miss, see SoupDrawing::bComplete. Throws as it does.
+    std::size_t getNumAdded() const;
     /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw like
     /// getBundles().
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;

@@ -320,6 +320,7 @@ void Pixel::pixelAllEdges(double featureAngle, VRCDPoint& vPixels, std::vector<s
     claimFeatureEnds(vFeatureEdges, pixelSet);
     claimFeatureEdges(vFeatureEdges, pixelSet, vFeatures, vBorders);
     claimFlatEdges(vFlatEdges, pixelSet);
+    if (numUncut > 0) warning(KEL_PLACE, "Cells along needles, in which their planes can't be told: " + toString(numUncut));
 }
 
 void Pixel::reorderFeatureEdges(std::vector<AngleEdge>& vFeatureEdges) {
@@ -385,7 +386,7 @@ void Pixel::claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, Pixel
     progress.finish();
 }
 
-void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const {
+void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) {
     ProgressStep progress("nfeate", vFlatEdges.size());
     VRCDPoint vEdgeRaster;
     for (const auto& [p, q, plane] : vFlatEdges) {
@@ -401,11 +402,19 @@ void Pixel::claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pi
 
 /// Where a plane that passes a cell is nearest to its midpoint, or else in the middle of what it cuts out of the cell; own
 /// where neither is in the cell.
-Point3 Pixel::placeOnPlane(Packed cell, const Plane& plane, const Point3& own) const {
+Point3 Pixel::placeOnPlane(Packed cell, const Plane& plane, const Point3& own) {
     const Point3 foot = plane.projection(pCalc->getMidPoint_RCD(cell.code()));
     if (isIn(cell, foot)) return foot;
     bool bOK = false;
-    const Point3 mid = getMidOfCutPlane(cell.code(), plane, bOK);
+    Point3 mid;
+    if (bCountUncut) {
+        const Cut cellCut = cutCell(cell, plane);
+        mid = cellCut.mid;
+        bOK = cellCut.isOK();
+        if (!bOK) ++numUncut;
+    } else {
+        mid = getMidOfCutPlane(cell.code(), plane, bOK);
+    }
     return bOK && isIn(cell, mid) ? mid : own;
 }
 

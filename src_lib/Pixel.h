@@ -85,8 +85,8 @@ public:
     void convertOneT(Point3* c0, Point3* c1, Point3* c2, VRCDPoint& vOut) const;
     /// One scan line of convertOneT, from a to b, both on the plane; the cell of a is left out at the start.
     void rasterizePlane(const Plane& plane, const Point3& a, const Point3& b, VRCDPoint& vOut) const;
-    /// The mean of the points in which a plane cuts the edges of a cell. With fewer than three of them it warns and sets bOK
-    /// to false.
+    /// The mean of the points in which a plane cuts the edges of a cell. With fewer than three of them, or when a cut can't
+    /// be computed, as may happen with the plane of a needle, it warns and sets bOK to false.
     Point3 getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const;
 
     using EdgeTri = std::pair<std::pair<Point3*, Point3*>, Tri*>;
@@ -95,6 +95,9 @@ public:
     double spacingAbs;               ///< the edge of a cell
     std::vector<Tri*> vTri;          ///< breadth first over shared edges, piece by piece; owned
     std::vector<EdgeTri> vEdge2Tri;  ///< the three edges of each triangle, lower pointer first; sorted
+    /// pixelAllEdges() counts the cells in which a plane's cut has no middle, and ends with one warning; else each of them
+    /// has a warning of its own.
+    bool bCountUncut = false;
 
 private:
     class PixelSet;
@@ -118,13 +121,23 @@ private:
     void claimFeatureEnds(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet) const;
     void claimFeatureEdges(const std::vector<AngleEdge>& vFeatureEdges, PixelSet& pixelSet,
                            std::vector<std::pair<CCD, CCD>>& vFeatures, std::vector<std::pair<CCD, CCD>>& vBorders) const;
-    void claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet) const;
+    void claimFlatEdges(const std::vector<FlatEdge>& vFlatEdges, PixelSet& pixelSet);
     void pixelAllInsides(VRCDPoint& vTriPixels) const;
     void cutBlocks(std::size_t begin, std::vector<InsideBlock>& vBlocks) const;
-    Point3 placeOnPlane(Packed cell, const Plane& plane, const Point3& own) const;
+    Point3 placeOnPlane(Packed cell, const Plane& plane, const Point3& own);
+    /// What a plane cuts out of a cell.
+    struct Cut {
+        Point3 mid;             // mean of the points in which the plane cuts edges of the cell; only with isOK()
+        int numCuts = 0;        // those edges
+        bool bAllMade = false;  // all cuts could be computed
+
+        bool isOK() const { return bAllMade && numCuts >= 3; }
+    };
+    Cut cutCell(Packed cell, const Plane& plane) const;
     /// False for a point off the grid as well, as may happen with the plane of a needle.
     bool isIn(Packed cell, const Point3& p) const { return pCalc->isInCell(&p, pCalc->rcd2ccd(cell.code())); }
 
+    std::size_t numUncut = 0;                 // counted for bCountUncut
     std::vector<std::vector<Tri>> vTriStore;  // one per call of linkEdge2T; none ever grows, so that pointers stay valid
 };
 

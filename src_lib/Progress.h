@@ -209,6 +209,8 @@ void progressForReco();
 void progressForScan();
 void progressForEstimation();
 void progressForMelt();
+/// The steps of progressForMelt() and those on the mesh.
+void progressForMeltWithOptions();
 void progressForToCloud();
 
 // Post-processing may run inside a larger run: then these leave its tree alone and return false. Otherwise they open a run,

@@ -6,6 +6,7 @@
 #include "freeFunctions.h"
 #include "support/prelude.h"
 #include "support/soups.h"
+#include "touchedCells.h"
 
 using namespace TARN_TEST;
 
@@ -330,6 +331,63 @@ TEST(pixelTriangles, makesNothingOfWhatHasNoInside) {
     EXPECT_EQ(Rasterised({{0.1, 0.1, 0.1}, {0.2, 0.1, 0.1}, {0.2, 0.1 + 1e-13, 0.1}}).cloud.vPoints.size(), 1U);
     const CoutSilence silence;
     EXPECT_THROW(Rasterised({a, b, c, a}), KelBugException);
+}
+
+// ---- All touched cells
+
+/// Whether a triangle meets the cube of that half edge round the origin: no axis parts them on which their shadows could be
+/// apart.
+bool meetsCube(const std::array<Vector3, 3>& triangle, double half) {
+    const std::array<Vector3, 3> units{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}},
+        sides{triangle[1] - triangle[0], triangle[2] - triangle[1], triangle[0] - triangle[2]};
+    std::vector<Vector3> vAxes(units.begin(), units.end());
+    vAxes.push_back(crossProduct(sides[0], sides[1]));
+    for (const Vector3& unit : units)
+        for (const Vector3& side : sides)
+            vAxes.push_back(crossProduct(unit, side));
+    return std::ranges::all_of(vAxes, [&](const Vector3& axis) {
+        const double reach = half * (std::fabs(axis.x()) + std::fabs(axis.y()) + std::fabs(axis.z()));
+        const auto [lo, hi] = std::minmax({triangle[0] * axis, triangle[1] * axis, triangle[2] * axis});
+        return lo <= reach && hi >= -reach;
+    });
+}
+
+TEST(touchedCells, areThoseWhoseCubesTheTriangleMeets) {
+    forSeeds(150, [](unsigned seed) {
+        Random random(seed);
+        const double reach = seed % 3 == 0 ? 0.7 : 5.0, flat = seed % 5 == 0 ? 0.01 : 1.0;
+        const auto uniform = [&] { return (random.next() / (Random::MAX + 1.0) - 0.5) * 2.0 * reach; };
+        Calc calc = gridRound(0.0, 1.0);
+        std::vector<Point3> vVtx;
+        for (int i = 0; i < 3; ++i) {
+            const double x = uniform(), y = uniform();
+            const double z = flat * uniform();
+            if (seed % 7 == 0)
+                vVtx.emplace_back(x / 2.0, y / 2.0, (x + y) / 2.0);  // through edges of cells
+            else
+                vVtx.emplace_back(x, y, z);
+        }
+        std::vector<Point3*> vCorners{&vVtx[0], &vVtx[1], &vVtx[2]};
+        const Pixel pixel(vCorners, &calc);
+        const Plane plane(vVtx[0], vVtx[1], vVtx[2]);
+        const CellPoints cells = touchedCells(pixel.vTri, calc);
+        std::set<RCD> sFound;
+        for (const auto& [rcd, place] : cells) {
+            ASSERT_TRUE(sFound.insert(rcd).second);
+            ASSERT_EQ(calc.getRCD(&place), rcd);
+            ASSERT_LT((plane.projection(place) - place).length(), 1e-9);
+        }
+        std::size_t numMet = 0;
+        for (int i = 0; i < 14 * 14 * 14; ++i) {
+            const Point3 mid(i % 14 - 6.5, i / 14 % 14 - 6.5, i / 196 - 6.5);
+            const RCD rcd = calc.getRCD(&mid);
+            const std::array<Vector3, 3> triangle{vVtx[0] - mid, vVtx[1] - mid, vVtx[2] - mid};
+            ASSERT_GE(sFound.count(rcd), meetsCube(triangle, 0.5 - 1.01 * TOUCH_SLIVER) ? 1U : 0U) << mid;
+            ASSERT_LE(sFound.count(rcd), meetsCube(triangle, 0.5 - 0.99 * TOUCH_SLIVER) ? 1U : 0U) << mid;
+            numMet += sFound.count(rcd);
+        }
+        EXPECT_EQ(numMet, sFound.size());
+    });
 }
 
 }  // namespace

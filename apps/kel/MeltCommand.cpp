@@ -1,4 +1,5 @@
 // kel melt: a triangle soup to a mesh.
+#include <limits>
 #include <memory>
 
 #include "SoupOptions.h"
@@ -8,32 +9,64 @@ using namespace TARN_KEL;
 
 namespace {
 
-struct MeltOptions : SoupOptions {
-    FreshMesh fresh;
+struct MeltRequest : SoupOptions {
+    MeltOptions options;
+    bool bPlain = false;  // none of the steps that are on by themselves
 };
 
-void meltSoup(const MeltOptions& options, Program& program) {
-    const auto& [in, out] = options.files;
+MeltOptions optionsOf(const MeltRequest& request) {
+    MeltOptions options = request.options;
+    options.spacing = request.spacing;
+    options.featureAngle = request.featureAngle;
+    if (request.bPlain) {
+        options.bComplete = options.bManifold = false;
+        options.maxPinholeEdges = 0;
+    }
+    return options;
+}
+
+void meltSoup(const MeltRequest& request, Program& program) {
+    const auto& [in, out] = request.files;
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
-    std::vector<Point3> vCorners = program.readTriangles(in);
+    const std::vector<Point3> vCorners = program.readTriangles(in);
+    const MeltOptions options = optionsOf(request);
     MeshPtr pMesh;
-    program.step("melt", [&] { pMesh = melt(vCorners, options.spacing, options.featureAngle); });
-    program.report()["melt"] = options.toJson();
+    MeltReport done;
+    program.step("melt", [&] { pMesh = melt(vCorners, options, &done); });
+    nlohmann::ordered_json entry = request.toJson();
+    entry["cells"] = done.numCells;
+    entry["cellsAdded"] = done.numAdded;
+    entry["holesClosed"] = done.numHolesClosed;
+    program.report()["melt"] = entry;
     if (isEmpty(pMesh)) throw Failure("No mesh came of " + in);
-    finishFreshMesh(pMesh, options.fresh, program);
+    if (options.bManifold) noteManifold(done.manifold, program);
+    if (done.numHolesClosed > 0 || options.maxHoleEdges > 0)
+        program.say(std::to_string(done.numHolesClosed) + " hole(s) closed");
     program.writeMesh(out, pMesh);
 }
 
 }  // namespace
 
 void addMeltCommand(CLI::App& app, Program& program) {
-    auto pOptions = std::make_shared<MeltOptions>();
+    auto pRequest = std::make_shared<MeltRequest>();
+    MeltOptions& options = pRequest->options;
     CLI::App& command = *app.add_subcommand(
         "melt", "Make a clean mesh of triangles that needn't fit together, by meshing the grid cells that they touch");
-    addSoupOptions(command, *pOptions, MESH_OUT);
-    addFreshMesh(command, pOptions->fresh);
+    addSoupOptions(command, *pRequest, MESH_OUT);
+    CLI::Option* pPlain =
+        command.add_flag("--plain", pRequest->bPlain, "Triangles to cells to triangles: no step that isn't asked for");
+    addSwitch(command, "--no-complete", options.bComplete, "Leave out the cells of which triangles only cut off a sliver");
+    addSwitch(command, "--raw", options.bManifold, RAW_TEXT);
+    command
+        .add_option("--pinholes", options.maxPinholeEdges,
+                    "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none")
+        ->type_name("N")
+        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
+        ->capture_default_str()
+        ->excludes(pPlain);
+    command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
     program.addPrecisionOption(command);
     program.addCommonOptions(command);
-    command.callback([pOptions, &program] { meltSoup(*pOptions, program); });
+    command.callback([pRequest, &program] { meltSoup(*pRequest, program); });
 }

@@ -153,12 +153,7 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
     program.writeMesh(out, pMesh);
 }
 
-void addFreshMesh(CLI::App& command, FreshMesh& fresh) {
-    addRawOption(command, fresh.bRaw);
-    command.add_option("--close", fresh.closeEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
-}
-
-void finishFreshMesh(const MeshPtr& pMesh, const FreshMesh& fresh, Program& program) {
-    if (!fresh.bRaw) makeMeshManifold(pMesh, false, program);
-    if (fresh.closeEdges > 0) fillMesh(pMesh, fresh.closeEdges, {!fresh.bRaw, true}, program);
+void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {
+    command.add_flag_callback(
+        name, [&bStep] { bStep = false; }, text);
 }

@@ -74,12 +74,5 @@ CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings);
 /// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it.
 void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program);
 
-/// Options of all commands that create a mesh.
-struct FreshMesh {
-    bool bRaw = false;
-    int closeEdges = 0;  ///< holes of at most this many edges are closed; 0: none
-};
-/// Adds --raw and --close.
-void addFreshMesh(CLI::App& command, FreshMesh& fresh);
-/// Makes the mesh manifold and closes holes, as the options say.
-void finishFreshMesh(const TARN_KEL::MeshPtr& pMesh, const FreshMesh& fresh, Program& program);
+/// Adds a flag that switches a step off.
+void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text);

@@ -155,12 +155,6 @@ void addGridOptions(CLI::App& command, ReconstructRequest& request) {
         ->check(finiteNumber);
 }
 
-/// Adds a flag that switches a step off.
-void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {
-    command.add_flag_callback(
-        name, [&bStep] { bStep = false; }, text);
-}
-
 void addSteps(CLI::App& command, ReconstructRequest& request) {
     ReconstructOptions& options = request.options;
     CLI::Option* pPlain =

@@ -2,8 +2,11 @@
 #pragma once
 
 #include <kel/mesh.h>
+#include <kel/options.h>
 #include <kel/points.h>
 
+#include <atomic>
+#include <cstddef>
 #include <vector>
 
 namespace TARN_KEL {
@@ -27,6 +30,58 @@ namespace TARN_KEL {
 ///         where reconstruct_abs() does
 /// @cost O(n log n) in the triangles and the cells that they touch
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle);
+
+/// What melt() with options is asked for. Only the spacing has no default.
+struct MeltOptions {
+    double spacing = 0.0;        ///< Edge of a grid cell, in the unit of the points, greater than 0.
+    double featureAngle = 10.0;  ///< In degrees, see melt(). Usually 10 to 40.
+
+    /// Adds the cells of which triangles cut off only a sliver, which melt() of a spacing and an angle misses.
+    bool bComplete = true;
+    bool bManifold = true;    ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
+    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
+    int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
+
+    // ---- The run
+
+    int numThreads = 0;                        ///< Calls setNumThreads() when greater than 0.
+    ProgressBase* pListener = nullptr;         ///< Hears this run in place of the thread's listener. The caller's.
+    const std::atomic<bool>* pStop = nullptr;  ///< Once true it ends the run with its next step or report. The caller's.
+};
+
+/// What melt() with options did.
+struct MeltReport {
+    std::size_t numTriangles = 0;  ///< Triangles that were passed.
+    std::size_t numCells = 0;      ///< Cells that the mesh was made of.
+    std::size_t numAdded = 0;      ///< Those of them that bComplete added.
+
+    MeshFlaws before;         ///< Of the mesh as the cells make it.
+    MeshFlaws after;          ///< Of the mesh that is returned.
+    ManifoldReport manifold;  ///< What made the mesh manifold; bClosed is of the mesh that is returned.
+    int numHolesClosed = 0;   ///< Pinholes and holes.
+
+    std::vector<RunStep> vSteps;  ///< In their order: "cells", "surface", "flaws", "manifold", "holes", "turn", "flaws".
+    /// Bytes, of the process since its start; 0 where the system doesn't tell, or after a throw.
+    std::size_t peakMemory = 0;
+};
+
+/// Makes a clean mesh of a triangle soup, with options.
+///
+/// Does what melt() of a spacing and an angle does, without its pinholes: cells of which triangles cut off only a sliver are
+/// meshed as well, the mesh is made manifold, and pinholes that are left are closed. Each step has a switch; with all of
+/// them off the result is that of melt() of a spacing and an angle. Where that warns for each cell along a needle, this
+/// warns once.
+///
+/// A listener hears this run as "Melt".
+///
+/// @param vPoints  as for melt(); not changed
+/// @param options  what to do
+/// @param pReport  overwritten by what was done; may be null. When the call throws, it tells about the steps until then
+/// @return the mesh; null, after a warning, when no triangle is left
+/// @throws KelBugException as melt() does
+/// @throws KelStoppedException when the stop flag ended the run
+/// @cost O(n log n) in the triangles and the cells that they touch
+MeshPtr melt(const std::vector<Point3>& vPoints, const MeltOptions& options, MeltReport* pReport = nullptr);
 
 /// Makes evenly spread points of a triangle soup: one for each cell that melt() would mesh.
 ///

@@ -71,13 +71,15 @@ struct MeshFlaws {
     bool isManifold() const { return numNonManifoldEdges + numPinchedVertices + numConflicts == 0; }
 };
 
+/// A step of a run, and how long it took.
+struct RunStep {
+    std::string name;      ///< Such as "spacing", "even", "surface", "manifold".
+    double seconds = 0.0;  ///< Of the clock on the wall.
+};
+
 /// What reconstruct() did.
 struct ReconstructReport {
-    /// A step, and how long it took.
-    struct Step {
-        std::string name;      ///< Such as "spacing", "even", "surface", "manifold".
-        double seconds = 0.0;  ///< Of the clock on the wall.
-    };
+    using Step = RunStep;
 
     std::size_t numPoints = 0;       ///< Points that were passed.
     std::size_t numNotFinite = 0;    ///< Points left out because a coordinate isn't finite.

@@ -6,7 +6,6 @@
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
-#include <chrono>
 #include <optional>
 #include <string>
 #include <utility>
@@ -19,7 +18,7 @@
 #include "ManifoldMaker.h"
 #include "Progress.h"
 #include "RMesh.h"
-#include "ThreadSingleton.h"
+#include "RunWatch.h"
 #include "evenSampling.h"
 #include "fineMesh.h"
 #include "fitRun.h"
@@ -37,44 +36,6 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Ends the run when its stop flag is true, and passes what it hears on.
-class Watch : public ProgressBase {
-public:
-    Watch(const std::atomic<bool>* pStopFlag, ProgressBase* pHearer) : pStop(pStopFlag), pNext(pHearer) {}
-
-    void check() const {
-        if (pStop != nullptr && *pStop) throw KelStoppedException();
-    }
-    void update(const std::string& name, double fraction) override {
-        check();
-        if (pNext != nullptr) pNext->update(name, fraction);
-    }
-
-private:
-    const std::atomic<bool>* pStop;
-    ProgressBase* pNext;
-};
-
-/// Makes the watch the listener of the thread, until its end.
-class Listening {
-public:
-    explicit Listening(const ReconstructOptions& options)
-        : pFormer(root().getListener()), watch(options.pStop, options.pListener != nullptr ? options.pListener : pFormer) {
-        root().setListener(&watch);
-    }
-    ~Listening() { root().setListener(pFormer); }
-    Listening(const Listening&) = delete;
-    Listening& operator=(const Listening&) = delete;
-
-    const Watch& getWatch() const { return watch; }
-
-private:
-    static Progress& root() { return *ThreadSingleton<Progress>::getInstance(); }
-
-    ProgressBase* pFormer;
-    Watch watch;
-};
-
 /// The standard deviation of points, in their spacings, from which on a surface is made again. With less, cells find it.
 constexpr double NOISY = 0.23;
 constexpr int MAX_DENOISED = 4;  // surfaces made again
@@ -83,14 +44,16 @@ constexpr int MAX_DENOISED = 4;  // surfaces made again
 class ScanRun {
 public:
     /// bCountFlaws: somebody wants to know; it takes some 2% of a run.
-    ScanRun(const ReconstructOptions& theOptions, const Watch& theWatch, ReconstructReport& theReport, bool bCountFlaws)
-        : options(theOptions), watch(theWatch), report(theReport), bFlaws(bCountFlaws) {}
+    ScanRun(const ReconstructOptions& theOptions, const WatchedRun& theRun, ReconstructReport& theReport, bool bCountFlaws)
+        : options(theOptions), watchedRun(theRun), report(theReport), bFlaws(bCountFlaws) {}
 
     MeshPtr run(const std::vector<Point3>& vGiven);
 
 private:
     template <typename Work>
-    void step(const char* name, Work&& work);
+    void step(const char* name, Work&& work) {
+        watchedRun.step(name, report.vSteps, std::forward<Work>(work));
+    }
     void prepare(std::vector<Point3>& vPoints);
     void dropFarOutliers(std::vector<Point3>& vPoints);
     void dropStrays(std::vector<Point3>& vPoints);
@@ -107,7 +70,7 @@ private:
     void finish(RMesh& mesh);
 
     const ReconstructOptions& options;
-    const Watch& watch;
+    const WatchedRun& watchedRun;
     ReconstructReport& report;
     const bool bFlaws;
     std::optional<Calc> grid;                   // for the points as they are
@@ -116,14 +79,6 @@ private:
     const std::vector<Point3>* pOwn = nullptr;  // what is left of the given points, without those that are added
     std::optional<FitRun> fitRun;               // of the latest mesh to those
 };
-
-template <typename Work>
-void ScanRun::step(const char* name, Work&& work) {
-    watch.check();
-    const auto start = std::chrono::steady_clock::now();
-    work();
-    report.vSteps.push_back({name, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()});
-}
 
 MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
     std::vector<Point3> vPoints = vGiven;
@@ -296,10 +251,10 @@ MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions
     ReconstructReport& report = pReport != nullptr ? *pReport : ownReport;
     report = {};
     if (options.numThreads > 0) setNumThreads(options.numThreads);
-    const Listening listening(options);
+    const WatchedRun watchedRun(options.pStop, options.pListener);
     progressForScan();
     OwnRun run(true);
-    MeshPtr pMesh = ScanRun(options, listening.getWatch(), report, pReport != nullptr).run(vPoints);
+    MeshPtr pMesh = ScanRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
     run.close();
     report.peakMemory = peakMemory();
     return pMesh;

@@ -28,6 +28,8 @@ constexpr StepShare STEPS_MELT[] = {
     {"TP_unif", 0.6},       {"TP_itr", 1},           {"TP_fin", 1.7},     {"efLoop", 5},       {"RM_redborder", 0.263},
     {"RM_redprioq", 0.824}, {"RM_redprocprioq", 15}, {"RM_gEfCandMT", 2},
 };
+// On the mesh of a melt with options.
+constexpr StepShare STEPS_AFTER_MELT[] = {{"MF_make", 3}, {"RT_fill", 1}, {"SC_flaws", 1}};
 constexpr StepShare STEPS_TO_CLOUD[] = {
     {"CL_eres", 3},   {"dih2e", 3}, {"reo", 3},   {"rFins", 3},     {"feate", 10},     {"nfeate", 50},
     {"hal-part", 10}, {"ar4", 100}, {"oifc", 10}, {"mandiffe", 10}, {"mandiffa", 100},
@@ -103,6 +105,12 @@ void progressForEstimation() {
 
 void progressForMelt() {
     plantProgress("Melt", STEPS_MELT);
+}
+
+void progressForMeltWithOptions() {
+    std::vector<StepShare> vSteps(std::begin(STEPS_MELT), std::end(STEPS_MELT));
+    vSteps.insert(vSteps.end(), std::begin(STEPS_AFTER_MELT), std::end(STEPS_AFTER_MELT));
+    plantProgress("Melt", vSteps);
 }
 
 void progressForToCloud() {

@@ -54,7 +54,7 @@ void removeFlatPieces(RMesh& mesh, Facing facing, ManifoldReport& report) {
 
 }  // namespace
 
-ManifoldReport makeManifold(RMesh& mesh, Facing facing) {
+ManifoldReport makeManifold(RMesh& mesh, Facing facing, Strips strips) {
     ManifoldReport report;
     ProgressStep step("MF_make", 3);
     const auto removeDuplicates = [&] { report.numDuplicates += numRemovedBy(mesh, [&] { mesh.removeDups(); }); };
@@ -62,7 +62,7 @@ ManifoldReport makeManifold(RMesh& mesh, Facing facing) {
     report.numFlat = removeFlatTriangles(mesh);
     if (report.numFlat > 0) removeDuplicates();  // collapses bring triangles together
     step.advance();
-    MembraneRemover membranes(mesh, MAX_MEMBRANE);
+    MembraneRemover membranes(mesh, MAX_MEMBRANE, strips == Strips::REMOVE);
     report.numMembranes = membranes.run(false);
     report.numMembranes += membranes.run(true);
     step.advance();

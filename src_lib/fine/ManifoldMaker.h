@@ -7,13 +7,19 @@ namespace TARN_KEL {
 
 class RMesh;
 
+/// What becomes of long narrow walls and flaps (MembraneRemover); short ones are removed in any case.
+enum class Strips {
+    SEPARATE,  ///< they stay with a sheet, from which the others are cut
+    REMOVE     ///< of no use in a mesh of cells, where they stand for two sheets closer than a cell
+};
+
 /// Makes a fine mesh manifold and oriented, in place: what makeManifold() promises.
 ///
 /// Components, fans and borders are defined by vertices, not by places: where sheets are separated, new vertices are created
 /// at the place of the old one. A mesh that is in order isn't changed.
 /// facing: for components without a border; one with a border faces as most of its triangles do.
 /// Cost: O(n log n) for edges of few triangles; an edge of k triangles costs O(k log k).
-ManifoldReport makeManifold(RMesh& mesh, Facing facing = Facing::OUTWARD);
+ManifoldReport makeManifold(RMesh& mesh, Facing facing = Facing::OUTWARD, Strips strips = Strips::SEPARATE);
 
 /// Removes the flat triangles from a mesh that is manifold but for them, so that it is manifold and oriented afterwards.
 ///

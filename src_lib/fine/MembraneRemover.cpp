@@ -14,6 +14,7 @@ namespace TARN_KEL {
 
 namespace {
 
+constexpr double NARROW = 2.5;  // triangles for each edge of the boundary; a strip of w triangles' width has w
 constexpr Forest::Member NO_PATCH = ~Forest::Member{0};
 constexpr std::size_t MAX_STAR =
     64;  // on an edge of more triangles a removal doesn't cause other patches to be tested again
@@ -31,8 +32,12 @@ std::vector<const REdge*> boundaryOf(const std::vector<RTriangle*>& vT) {
 
 }  // namespace
 
-MembraneRemover::MembraneRemover(RMesh& theMesh, std::size_t theMaxSize)
-    : mesh(theMesh), maxSize(theMaxSize), vPatchOf(mesh.vRT.size(), NO_PATCH), joined(mesh.vRT.size()) {
+MembraneRemover::MembraneRemover(RMesh& theMesh, std::size_t theMaxSize, bool bTakeStrips)
+    : mesh(theMesh),
+      maxSize(theMaxSize),
+      bStrips(bTakeStrips),
+      vPatchOf(mesh.vRT.size(), NO_PATCH),
+      joined(mesh.vRT.size()) {
     for (RTriangle* pRT : mesh.vRT)
         if (pRT->isAlive() && vPatchOf[mesh.poolRT.indexOf(pRT)] == NO_PATCH) growPatch(pRT);
 }
@@ -52,7 +57,12 @@ void MembraneRemover::growPatch(RTriangle* pSeed) {
         return patchOfIt == NO_PATCH ? (patchOfIt = patch, true) : false;
     });
     members.size = vT.size();
-    if (isSmall(patch)) members.vT = std::move(vT);
+    if (mayGo(vT)) members.vT = std::move(vT);
+}
+
+bool MembraneRemover::mayGo(const std::vector<RTriangle*>& vT) const {
+    if (vT.size() <= maxSize) return true;
+    return bStrips && static_cast<double>(vT.size()) <= NARROW * static_cast<double>(boundaryOf(vT).size());
 }
 
 MembraneRemover::Patch MembraneRemover::patchOf(const RTriangle* pRT) {
@@ -60,7 +70,7 @@ MembraneRemover::Patch MembraneRemover::patchOf(const RTriangle* pRT) {
 }
 
 void MembraneRemover::enqueue(Patch patch) {
-    if (isSmall(patch)) sQueue.emplace(vMembers[patch].size, patch);
+    if (isKept(patch)) sQueue.emplace(vMembers[patch].size, patch);
 }
 
 std::size_t MembraneRemover::run(bool bFlaps) {
@@ -78,6 +88,7 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 /// No edge is left with one triangle, and more edges come to an even number than to an odd one. So a body that touches
 /// others along edges isn't a wall: it comes to each of them with two triangles.
 bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
+    if (!mayGo(vMembers[patch].vT)) return false;
     int gain = 0;
     bool bBorderLeft = false;
     const std::vector<const REdge*> vBoundary = boundaryOf(vMembers[patch].vT);
@@ -117,8 +128,10 @@ void MembraneRemover::join(Patch a, Patch b) {
     const auto [root, other] = std::minmax(a, b);
     Members& members = vMembers[root];
     Members& gone = vMembers[other];
+    const bool bKept = isKept(a) && isKept(b) && (bStrips || members.size + gone.size <= maxSize);
     members.size += gone.size;
-    if (isSmall(root))
+    if (members.vT.size() < gone.vT.size()) members.vT.swap(gone.vT);
+    if (bKept)
         members.vT.insert(members.vT.end(), gone.vT.begin(), gone.vT.end());
     else
         members.vT = {};

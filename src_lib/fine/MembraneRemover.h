@@ -20,12 +20,16 @@ class RTriangle;
 /// that at least two triangles remain on each of them: a wall across a bubble, the floor under a bump. A flap has border
 /// edges as well, which are removed with it; no new ones arise. A removal may leave boundary edges with two triangles, and
 /// so join the patches beside it.
+///
+/// A strip is a patch of any size that is narrow: it has few triangles for its boundary. Where two sheets come closer than a
+/// cell along a line, as those at an acute edge do, the cells make a strip of one sheet of them.
 class MembraneRemover {
 public:
     /// Finds the patches. Cost: O(n).
     /// mesh: must outlive this object, and nothing else may change it meanwhile.
     /// maxSize: size of the largest patch that may be removed, in triangles.
-    MembraneRemover(RMesh& mesh, std::size_t maxSize);
+    /// bStrips: larger ones may be removed as well if they are strips.
+    MembraneRemover(RMesh& mesh, std::size_t maxSize, bool bStrips = false);
 
     /// Removes membranes, the smallest one first, of equal ones the oldest, until none is left.
     /// bFlaps: remove flaps too.
@@ -37,12 +41,13 @@ private:
 
     struct Members {
         std::size_t size = 0;
-        std::vector<RTriangle*> vT;  // none in a patch that is too large
+        std::vector<RTriangle*> vT;  // none in a patch that may not be removed
     };
 
     void growPatch(RTriangle* pSeed);
     Patch patchOf(const RTriangle* pRT);
-    bool isSmall(Patch patch) const { return vMembers[patch].size > 0 && vMembers[patch].size <= maxSize; }
+    bool isKept(Patch patch) const { return !vMembers[patch].vT.empty(); }
+    bool mayGo(const std::vector<RTriangle*>& vT) const;
     void enqueue(Patch patch);
     bool isRemovable(Patch patch, bool bFlaps) const;
     std::size_t remove(Patch patch);
@@ -50,6 +55,7 @@ private:
 
     RMesh& mesh;
     const std::size_t maxSize;
+    const bool bStrips;
     std::vector<Patch> vPatchOf;                     // by triangle; the first name of a patch
     std::vector<Members> vMembers;                   // by root
     Forest joined;                                   // patches that became one; at first each triangle counts as one

@@ -175,31 +175,37 @@ void Pixel::rasterizePlane(const Plane& plane, const Point3& a, const Point3& b,
     }
 }
 
-Point3 Pixel::getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const {
-    const Point3 low = pCalc->getRefPoint_RCD(rcd);
+Pixel::Cut Pixel::cutCell(Packed cell, const Plane& plane) const {
+    const Point3 low = pCalc->getRefPoint_RCD(cell.code());
     std::array<Point3, 8> aCorner;  // index & 4: high on x, index & 2: on y, index & 1: on z
     for (unsigned i = 0; i < 8; ++i)
         aCorner[i] =
             low + Vector3((i & 4) != 0 ? spacingAbs : 0.0, (i & 2) != 0 ? spacingAbs : 0.0, (i & 1) != 0 ? spacingAbs : 0.0);
+    Cut cellCut;
+    cellCut.bAllMade = true;
     Vector3 sum;
-    int numCuts = 0;
-    bool aBools = true;
     for (unsigned i = 0; i < 8; ++i)
         for (const unsigned axis : {4U, 2U, 1U}) {
             const Point3 &p = aCorner[i], &q = aCorner[i | axis];
             if ((i & axis) != 0 || plane.hasOnPositiveSide(p) == plane.hasOnPositiveSide(q)) continue;
             bool bCut = false;
             sum += plane.intersectLine(p, q, bCut) - Point3();
-            aBools = aBools && bCut;
-            ++numCuts;
+            cellCut.bAllMade = cellCut.bAllMade && bCut;
+            ++cellCut.numCuts;
         }
-    bOK = aBools && numCuts >= 3;
-    if (bOK) return Point3() + sum / static_cast<double>(numCuts);
-    if (!aBools) {
+    if (cellCut.isOK()) cellCut.mid = Point3() + sum / static_cast<double>(cellCut.numCuts);
+    return cellCut;
+}
+
+Point3 Pixel::getMidOfCutPlane(RCD rcd, const Plane& plane, bool& bOK) const {
+    const Cut cellCut = cutCell(Packed(rcd), plane);
+    bOK = cellCut.isOK();
+    if (bOK) return cellCut.mid;
+    if (!cellCut.bAllMade) {
         warning(KEL_PLACE, "!aBools");
     } else {
         warning(KEL_PLACE, "Not enough intersections");
-        out() << "numCuts: " << numCuts << std::endl;
+        out() << "numCuts: " << cellCut.numCuts << std::endl;
     }
     return {};
 }

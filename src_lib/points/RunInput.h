@@ -28,6 +28,9 @@ struct RunInput {
     // ---- Soups
     /// Degrees: edges that fold by more stay sharp; none: only borders do.
     std::optional<double> featureAngle = std::nullopt;
+    /// See SoupDrawing.
+    bool bCompleteSoup = false;
+    bool bBriefSoup = false;
 };
 
 }  // namespace TARN_KEL

@@ -6,7 +6,9 @@
 #include "HashIndex.h"
 #include "Pixel.h"
 #include "freeFunctions.h"
+#include "sortMT.h"
 #include "tools.h"
+#include "touchedCells.h"
 
 namespace TARN_KEL {
 
@@ -30,13 +32,30 @@ std::vector<Point3*> unifyCorners(std::vector<Point3>& vPoints) {
     return vCorners;
 }
 
+/// Appends the places in touched cells that have none.
+void addTouchedCells(const std::vector<Tri*>& vTri, const Calc& grid, SoupCells& cells) {
+    VRCD vDrawn;
+    transform_MT(cells.vPoints, vDrawn, [&grid](const Point3& p) { return grid.getRCD(&p); });
+    sortMT(vDrawn.begin(), vDrawn.end());
+    const std::size_t numDrawn = vDrawn.size();
+    auto itDrawn = vDrawn.cbegin();
+    for (const auto& [rcd, place] : touchedCells(vTri, grid)) {
+        while (itDrawn != vDrawn.cend() && *itDrawn < rcd)
+            ++itDrawn;
+        if (itDrawn == vDrawn.cend() || *itDrawn != rcd) cells.vPoints.push_back(place);
+    }
+    cells.numAdded = cells.vPoints.size() - numDrawn;
+}
+
 }  // namespace
 
-SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, double featureAngle) {
+SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDrawing& drawing) {
     SoupCells cells;
     std::vector<Point3*> vUnified = unifyCorners(vCorners);
     Pixel pixel(vUnified, &grid);
-    pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, featureAngle);
+    pixel.bCountUncut = drawing.bBrief;
+    pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, drawing.featureAngle);
+    if (drawing.bComplete) addTouchedCells(pixel.vTri, grid, cells);
     return cells;
 }
 

@@ -1,7 +1,7 @@
 // From a triangle soup to cells.
 #pragma once
 
-#include <optional>
+#include <cstddef>
 #include <utility>
 #include <vector>
 
@@ -10,18 +10,25 @@
 
 namespace TARN_KEL {
 
+/// How a soup is rasterised.
+struct SoupDrawing {
+    double featureAngle = 0.0;  ///< degrees; edges that fold by more stay sharp; from 9999.0 on not even borders do
+    bool bComplete = false;     ///< adds the touched cells that edges and scan lines missed, see touchedCells()
+    bool bBrief = false;        ///< one warning for all cells along needles, see Pixel::bCountUncut
+};
+
 /// The result of rasterising a soup.
 struct SoupCells {
     std::vector<Point3> vPoints;                 ///< one per cell that the surface touches
     std::vector<std::pair<CCD, CCD>> vFeatures;  ///< neighbouring cells on edges that stay sharp, borders among them
     std::vector<std::pair<CCD, CCD>> vBorders;   ///< those on borders alone
+    std::size_t numAdded = 0;                    ///< the points at the end that bComplete added
 };
 
 /// Rasterises a soup. Corners with equal coordinates count as one. Uses the pool.
 /// vCorners: three per triangle, on the grid, some cells away from its sides; not changed.
-/// featureAngle: in degrees; edges that fold by more stay sharp; from 9999.0 on not even borders do.
 /// Returns empty lists, after a warning, for a soup of flat triangles only. Throws KelBugException when there are no corners
 /// or not three per triangle. Cost: O(cells + n log n) for n triangles.
-SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, double featureAngle);
+SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDrawing& drawing);
 
 }  // namespace TARN_KEL

@@ -1,0 +1,62 @@
+// What every run with options shares: the stop flag, the listener of its own, and the times of its steps.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <vector>
+
+#include "Progress.h"
+#include "ThreadSingleton.h"
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Ends the run when its stop flag is true, and passes what it hears on.
+class RunWatch : public ProgressBase {
+public:
+    /// Neither is owned; both may be null.
+    RunWatch(const std::atomic<bool>* pStopFlag, ProgressBase* pHearer) : pStop(pStopFlag), pNext(pHearer) {}
+
+    /// Throws KelStoppedException when the flag is true.
+    void check() const {
+        if (pStop != nullptr && *pStop) throw KelStoppedException();
+    }
+    void update(const std::string& name, double fraction) override {
+        check();
+        if (pNext != nullptr) pNext->update(name, fraction);
+    }
+
+private:
+    const std::atomic<bool>* pStop;
+    ProgressBase* pNext;
+};
+
+/// Makes a watch the listener of the thread, until its end, and takes the times of steps.
+class WatchedRun {
+public:
+    /// pListener: null for the listener that the thread has.
+    WatchedRun(const std::atomic<bool>* pStop, ProgressBase* pListener)
+        : pFormer(root().getListener()), watch(pStop, pListener != nullptr ? pListener : pFormer) {
+        root().setListener(&watch);
+    }
+    ~WatchedRun() { root().setListener(pFormer); }
+    WatchedRun(const WatchedRun&) = delete;
+    WatchedRun& operator=(const WatchedRun&) = delete;
+
+    /// Does the work of a step, unless the run is to stop, and appends how long it took.
+    template <typename Work>
+    void step(const char* name, std::vector<RunStep>& vSteps, Work&& work) const {
+        watch.check();
+        const auto start = std::chrono::steady_clock::now();
+        work();
+        vSteps.push_back({name, std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count()});
+    }
+
+private:
+    static Progress& root() { return *ThreadSingleton<Progress>::getInstance(); }
+
+    ProgressBase* pFormer;
+    RunWatch watch;
+};
+
+}  // namespace TARN_KEL

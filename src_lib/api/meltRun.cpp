@@ -1,0 +1,103 @@
+// The melt with options: what melt() of a spacing and an angle does, with all touched cells and with steps behind it.
+//
+//     triangles -> cells on lines -> with all other touched ones -> mesh of the cells -> manifold -> without pinholes
+//
+// Without the cells that lines miss, a part askew to the grid has pinholes and fins. With all of them the cells let nothing
+// through, so each place of a closed part is between two cells that share a dual cube, and its mesh is closed.
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "CloudMgr.h"
+#include "Hal.h"
+#include "ManifoldMaker.h"
+#include "Progress.h"
+#include "RMesh.h"
+#include "RunWatch.h"
+#include "kel.h"
+#include "meshFlaws.h"
+#include "pieces.h"
+#include "processMemory.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// One melt, step by step.
+class MeltRun {
+public:
+    /// bCountFlaws: somebody wants to know.
+    MeltRun(const MeltOptions& theOptions, const WatchedRun& theRun, MeltReport& theReport, bool bCountFlaws)
+        : options(theOptions), watchedRun(theRun), report(theReport), bFlaws(bCountFlaws) {}
+
+    MeshPtr run(const std::vector<Point3>& vCorners) {
+        report.numTriangles = vCorners.size() / 3;
+        MeshPtr pMesh = makeSurface(vCorners);
+        if (!pMesh) return pMesh;
+        RMesh& mesh = *pMesh->pRMesh;
+        if (bFlaws) step("flaws", [&] { report.before = countFlaws(mesh); });
+        mend(mesh);
+        if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
+        // What made it manifold knew nothing of the holes closed since.
+        if (bFlaws && options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
+        return pMesh;
+    }
+
+private:
+    template <typename Work>
+    void step(const char* name, Work&& work) {
+        watchedRun.step(name, report.vSteps, std::forward<Work>(work));
+    }
+
+    MeshPtr makeSurface(const std::vector<Point3>& vCorners) {
+        CloudMgr cloudMgr;
+        step("cells", [&] {
+            cloudMgr.setInput(vCorners, {.bSoup = true,
+                                         .spacing = options.spacing,
+                                         .featureAngle = options.featureAngle,
+                                         .bCompleteSoup = options.bComplete,
+                                         .bBriefSoup = true});
+        });
+        report.numCells = cloudMgr.getNumBundles();
+        report.numAdded = cloudMgr.getNumAdded();
+        MeshPtr pMesh;
+        step("surface", [&] { pMesh = Hal(&cloudMgr).oneMelt(); });
+        return pMesh;
+    }
+
+    void mend(RMesh& mesh) {
+        if (options.bManifold)
+            step("manifold", [&] { report.manifold = makeManifold(mesh, Facing::OUTWARD, Strips::REMOVE); });
+        if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
+            step("holes", [&] {
+                const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
+                report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
+            });
+        // A piece with a border couldn't be turned by its volume before.
+        if (options.bManifold && report.numHolesClosed > 0)
+            step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
+    }
+
+    const MeltOptions& options;
+    const WatchedRun& watchedRun;
+    MeltReport& report;
+    const bool bFlaws;
+};
+
+}  // namespace
+
+MeshPtr melt(const std::vector<Point3>& vPoints, const MeltOptions& options, MeltReport* pReport) {
+    MeltReport ownReport;
+    MeltReport& report = pReport != nullptr ? *pReport : ownReport;
+    report = {};
+    if (options.numThreads > 0) setNumThreads(options.numThreads);
+    const WatchedRun watchedRun(options.pStop, options.pListener);
+    progressForMeltWithOptions();
+    OwnRun run(true);
+    MeshPtr pMesh = MeltRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
+    run.close();
+    report.peakMemory = peakMemory();
+    return pMesh;
+}
+
+}  // namespace TARN_KEL

@@ -12,7 +12,7 @@ public:
     const char* what() const noexcept override;
 };
 
-/// The end of a run whose stop flag became true (ReconstructOptions::pStop).
+/// The end of a run whose stop flag became true (pStop of ReconstructOptions and MeltOptions).
 class KelStoppedException : public std::exception {
 public:
     /// A fixed text.

@@ -64,6 +64,10 @@ Soup tangle(unsigned seed) {
     return withNoise(soup, 0.3, seed);
 }
 
+void smoothFreely(const MeshPtr& pMesh, SmoothMethod method, const KeepOptions& keep) {
+    smooth(pMesh, {.method = method, .bNoCrossings = keep.bNoCrossings});
+}
+
 using Step = std::function<void(const MeshPtr&, const KeepOptions&)>;
 const std::vector<std::pair<const char*, Step>>& steps() {
     static const std::vector<std::pair<const char*, Step>> vStep = {
@@ -71,6 +75,9 @@ const std::vector<std::pair<const char*, Step>>& steps() {
         {"flip", [](const MeshPtr& pMesh, const KeepOptions& keep) { edgeFlips(pMesh, keep); }},
         {"anneal", [](const MeshPtr& pMesh, const KeepOptions& keep) { edgeFlipsSimA(pMesh, keep); }},
         {"smooth", [](const MeshPtr& pMesh, const KeepOptions& keep) { laplacianSmoothing(pMesh, 12, keep); }},
+        {"taubin", [](const MeshPtr& pMesh, const KeepOptions& keep) { smoothFreely(pMesh, SmoothMethod::TAUBIN, keep); }},
+        {"bilateral",
+         [](const MeshPtr& pMesh, const KeepOptions& keep) { smoothFreely(pMesh, SmoothMethod::BILATERAL, keep); }},
         {"fill", [](const MeshPtr& pMesh, const KeepOptions& keep) { fillHoles(pMesh, 8, keep); }},
     };
     return vStep;

@@ -136,7 +136,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"good.stl", "good.stl o.ply --json good.stl", "empty.stl o.ply", "text.stl o.ply", "flat.stl o.ply --quiet"}},
         {"smooth good.stl o.ply",
          {"", "-n 0", "-n 1.5", "-n 1000001", "-n 1 --taubin 1", "--taubin 0", "--taubin 1 --bilateral 1",
-          "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--taubin 1 --no-crossings", "--bilateral 1 --edge-angle 0"}},
+          "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--bilateral 1 --edge-angle 0"}},
         {"convert",
          {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.las",
           "scan.bin ./scan.bin", "points.ply points.ply", "bad.bin o.ply"}},
@@ -177,6 +177,7 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
     const Change within = [](const auto& p) { EXPECT_LE(reduce(p, {1, 0.02, false, true, true, 60.0}).distance, 0.02); };
     const Change close = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, true), 0); };
     const Change closeRaw = [](const auto& p) { EXPECT_GT(fillHoles(p, 12, false), 0); };
+    const Change taubinFree = [](const auto& p) { TARN_KEL::smooth(p, {.numRounds = 4, .bNoCrossings = true}); };
     const Change manifoldFree = [](const auto& p) { makeManifold(p, true); };
     const Change fitted = [&](const auto& p) { fit(p, vPoints, {.bNoise = false}); };
     const Change fittedByCell = [&](const auto& p) { fit(p, vPoints, {.cellEdge = 0.1}); };
@@ -212,6 +213,7 @@ TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
         {"reduce mesh.ply o.ply --max-edge 0.3 --max-angle 20 --no-crossings", {manifoldFree, reducedFree}},
         {"flip mesh.ply o.ply --no-crossings", {manifoldFree, flipsFree}},
         {"smooth mesh.ply o.ply -n 3 --no-crossings", {manifoldFree, smoothFree}},
+        {"smooth mesh.ply o.ply --taubin 4 --no-crossings", {manifoldFree, taubinFree}},
         {melted, {}},
         {melted + " --plain", {}},
         {melted + " --no-complete --raw --pinholes 0 --feature-angle 100", {}},

@@ -32,8 +32,6 @@ void addSmoothCommand(CLI::App& app, Program& program) {
         pRounds->type_name("N")->check(smoothRounds);
     pTaubin->excludes(pMeans)->excludes(pBilateral);
     pBilateral->excludes(pMeans);
-    for (CLI::Option* pOwnWay : {pTaubin, pBilateral})
-        pOwnWay->excludes(command.get_option("--no-crossings"));
     command
         .add_option("--edge-angle", pRequest->options.edgeAngle,
                     "Folds of more than twice D degrees are edges; 25 without the option")
@@ -48,6 +46,7 @@ void addSmoothCommand(CLI::App& app, Program& program) {
             throw CLI::RequiredError("One of -n, --taubin and --bilateral");
         pRequest->options.method = pTaubin->empty() ? SmoothMethod::BILATERAL : SmoothMethod::TAUBIN;
         pRequest->options.bKeepBorders = !pRequest->bMoveBorders;
+        pRequest->options.bNoCrossings = pRequest->change.bNoCrossings;
         changeMesh(
             pRequest->change,
             [&](const MeshPtr& pMesh) {

@@ -76,13 +76,18 @@ struct SmoothOptions {
     double passBand = 0.01;
     /// BILATERAL: folds of more than twice this are edges and stay sharp; degrees, above 0, at most 180.
     double edgeAngle = 25.0;
+    /// No round makes more triangles pass through each other, see countSelfIntersections(): vertices that would do so wait.
+    /// A mesh that isn't manifold is made so with bNoCrossings, too. Takes up to ten times as long.
+    bool bNoCrossings = false;
 };
 
 /// What smooth() did.
 struct SmoothReport {
     bool bMadeManifold = false;  ///< The mesh wasn't manifold, and makeManifold() came first.
     double meanMove = 0.0;       ///< Mean distance between a vertex and its old place.
-    std::size_t numHeld = 0;     ///< How often a vertex wasn't moved in a round, as a triangle would have turned over.
+    /// How often a vertex wasn't moved in a round, as a triangle would have turned over or, with bNoCrossings, crossed
+    /// another.
+    std::size_t numHeld = 0;
 };
 
 /// Smooths a mesh without shrinking it. Triangles and their order stay, vertices move.
@@ -93,7 +98,7 @@ struct SmoothReport {
 /// @param pMesh    the mesh; the same mesh always gives the same result. It is replaced as a whole: see reduce()
 /// @param options  what to do; with numbers out of their ranges there is a warning and nothing is done
 /// @return what was done
-/// @cost O(n) for each round
+/// @cost O(n) for each round; O(n log n) with bNoCrossings
 SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options = {});
 
 }  // namespace TARN_KEL

@@ -192,9 +192,9 @@ SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options) {
     SmoothReport report;
     if (!isValid(options) || options.numRounds < 1 || !hasFiniteCorners(*pRMesh)) return report;
     OwnRun run(progressForShapeSmoothing());
-    const std::unique_ptr<FlatSurface> pSurface = manifoldSurface(*pRMesh, false, report.bMadeManifold);
+    const std::unique_ptr<FlatSurface> pSurface = manifoldSurface(*pRMesh, options.bNoCrossings, report.bMadeManifold);
     const std::vector<Vector3> vBefore = pSurface->vPlace;
-    SurfaceSmoother smoother(*pSurface, options.bKeepBorders);
+    SurfaceSmoother smoother(*pSurface, options.bKeepBorders, options.bNoCrossings);
     if (options.method == SmoothMethod::TAUBIN)
         smoother.taubin(options.numRounds, options.passBand);
     else

@@ -15,18 +15,10 @@ double meanSide(const FlatSurface& surface) {
     return std::isfinite(mean) && mean > 0.0 ? mean : 1.0;
 }
 
-std::vector<Point3> sourcesOf(const FlatSurface& surface) {
-    std::vector<Point3> vPlace;
-    vPlace.reserve(surface.numVertices());
-    for (const Point3* p : surface.vSource)
-        vPlace.push_back(*p);
-    return vPlace;
-}
-
 }  // namespace
 
 CrossingGuard::CrossingGuard(const FlatSurface& theSurface)
-    : surface(theSurface), vPlace(sourcesOf(theSurface)), index(meanSide(theSurface)) {
+    : surface(theSurface), vPlace(theSurface.sourcePlaces()), index(meanSide(theSurface)) {
     for (Index t = 0; t < surface.numTriangles(); ++t)
         index.insert(t, cornersOf(t));
 }

@@ -104,6 +104,21 @@ bool FlatSurface::hasFlatOrDouble() const {
     return false;
 }
 
+std::vector<Point3> FlatSurface::sourcePlaces() const {
+    std::vector<Point3> vPoint;
+    vPoint.reserve(vSource.size());
+    for (const Point3* p : vSource)
+        vPoint.push_back(*p);
+    return vPoint;
+}
+
+std::vector<std::array<FlatSurface::Index, 3>> FlatSurface::triples() const {
+    std::vector<std::array<Index, 3>> vTriple(numTriangles());
+    for (std::size_t c = 0; c < vVertex.size(); ++c)
+        vTriple[c / 3][c % 3] = vVertex[c];
+    return vTriple;
+}
+
 std::unique_ptr<RMesh> meshOf(const FlatSurface& surface, const std::vector<char>& vMoved, double sideLen) {
     auto pNew = std::make_unique<RMesh>(sideLen);
     std::vector<char> vUsed(surface.numVertices(), 0);

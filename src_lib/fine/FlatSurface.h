@@ -1,5 +1,6 @@
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -63,6 +64,10 @@ public:
     Vector3 centreOf(Index triangle) const {
         return (placeAt(3 * triangle) + placeAt(3 * triangle + 1) + placeAt(3 * triangle + 2)) / 3.0;
     }
+    /// Where the sources of the vertices are.
+    std::vector<Point3> sourcePlaces() const;
+    /// The vertices of each triangle; none may have been removed.
+    std::vector<std::array<Index, 3>> triples() const;
 
     // ---- Units ----
 

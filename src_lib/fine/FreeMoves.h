@@ -1,10 +1,9 @@
 #pragma once
 
-#include <cstdint>
 #include <vector>
 
+#include "FreePlaces.h"
 #include "NeighbourLists.h"
-#include "countCrossings.h"
 
 namespace TARN_KEL {
 
@@ -26,14 +25,9 @@ public:
 
 private:
     void dropTaken(std::vector<VertexMove>& vMoves) const;
-    bool takeBack();
 
     const RMesh& mesh;
-    std::vector<Point3> vPlace;  // by number of the vertex, like the next one
-    std::vector<char> vMoved;    // in this round
-    std::vector<IndexTriple> vTriangle;
-    std::vector<CrossingPair> vBefore;  // this round
-    std::vector<CrossingPair> vNow;
+    FreePlaces free;  // by number of the vertex
 };
 
 }  // namespace TARN_KEL

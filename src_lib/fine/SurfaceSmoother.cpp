@@ -39,8 +39,9 @@ constexpr int MAX_TURNS = 4;
 
 }  // namespace
 
-SurfaceSmoother::SurfaceSmoother(FlatSurface& theSurface, bool bKeepBorders) : surface(theSurface) {
+SurfaceSmoother::SurfaceSmoother(FlatSurface& theSurface, bool bKeepBorders, bool bNoCrossings) : surface(theSurface) {
     listNeighbours(bKeepBorders);
+    if (bNoCrossings) freePlaces.emplace(surface.sourcePlaces(), surface.triples());
 }
 
 void SurfaceSmoother::listNeighbours(bool bKeepBorders) {
@@ -189,9 +190,18 @@ void SurfaceSmoother::follow(const std::vector<Vector3>& vNormal, std::vector<Ve
 
 // ---- The guard ----------------------------------------------------------------------------------------------------------
 
-/// Moves the vertices, except for those that have to wait: the corners of triangles that the move would spoil. When one
-/// waits, it may be that triangles around it are spoilt by the moves of others alone, so these are looked at again.
+/// Moves the vertices, except for those that have to wait. Where some wait since triangles would cross, others may be spoilt
+/// by the moves around that are left, and where those wait, triangles may cross: until nothing is wrong.
 void SurfaceSmoother::moveTo(std::vector<Vector3>& vTo) {
+    std::vector<Index> vSpoilt = spoiltTriangles(vTo);
+    do {
+        waitWhereSpoilt(std::move(vSpoilt), vTo);
+        vSpoilt = waitWhereCrossing(vTo);
+    } while (!vSpoilt.empty());
+    surface.vPlace.swap(vTo);
+}
+
+std::vector<SurfaceSmoother::Index> SurfaceSmoother::spoiltTriangles(const std::vector<Vector3>& vTo) const {
     std::vector<char> vSpoilt(surface.numTriangles(), 0);
     forChunks_MT(
         vSpoilt.size(),
@@ -200,28 +210,55 @@ void SurfaceSmoother::moveTo(std::vector<Vector3>& vTo) {
                 vSpoilt[t] = spoils(static_cast<Index>(t), vTo) ? 1 : 0;
         },
         MIN_PARALLEL_MOVES);
-    std::vector<Index> vOpen;  // triangles to look at
+    std::vector<Index> vTriangle;
     for (Index t = 0; t < vSpoilt.size(); ++t)
-        if (vSpoilt[t] != 0) vOpen.push_back(t);
+        if (vSpoilt[t] != 0) vTriangle.push_back(t);
+    return vTriangle;
+}
+
+/// The corners of triangles that the move would spoil wait. When one does, it may be that triangles around it are spoilt by
+/// the moves of others alone, so these are looked at again.
+void SurfaceSmoother::waitWhereSpoilt(std::vector<Index> vOpen, std::vector<Vector3>& vTo) {
     while (!vOpen.empty()) {
         const Index t = vOpen.back();
         vOpen.pop_back();
         if (!spoils(t, vTo)) continue;
         for (Index c = 3 * t; c < 3 * t + 3; ++c) {
             const Index v = surface.vVertex[c];
-            if (vTo[v].x() == surface.vPlace[v].x() && vTo[v].y() == surface.vPlace[v].y() &&
-                vTo[v].z() == surface.vPlace[v].z())
-                continue;
+            if (!isMoved(v, vTo)) continue;
             vTo[v] = surface.vPlace[v];
             ++held;
             surface.forFan(c, [&](Index other) { vOpen.push_back(other / 3); });
         }
     }
-    surface.vPlace.swap(vTo);
+}
+
+/// Returns the triangles around those that wait, of which some may be spoilt now. When there are none, the places are taken.
+std::vector<SurfaceSmoother::Index> SurfaceSmoother::waitWhereCrossing(std::vector<Vector3>& vTo) {
+    std::vector<Index> vAround;
+    if (!freePlaces) return vAround;
+    std::vector<Point3> vInMesh = freePlaces->places();
+    for (Index v = 0; v < vTo.size(); ++v)
+        if (isMoved(v, vTo)) vInMesh[v] = surface.toMesh(vTo[v]);
+    for (const Index v : freePlaces->putBack(vInMesh)) {
+        vTo[v] = surface.vPlace[v];
+        ++held;
+        surface.forFan(surface.vCorner[v], [&](Index c) { vAround.push_back(c / 3); });
+    }
+    if (vAround.empty()) freePlaces->accept(std::move(vInMesh));
+    return vAround;
+}
+
+bool SurfaceSmoother::isMoved(Index v, const std::vector<Vector3>& vTo) const {
+    const Vector3 &to = vTo[v], &from = surface.vPlace[v];
+    return to.x() != from.x() || to.y() != from.y() || to.z() != from.z();
 }
 
 bool SurfaceSmoother::spoils(Index t, const std::vector<Vector3>& vTo) const {
-    const Vector3 p = vTo[surface.vVertex[3 * t]], q = vTo[surface.vVertex[3 * t + 1]], r = vTo[surface.vVertex[3 * t + 2]];
+    const auto place = [&](Index corner) {  // as it will be in the mesh: pieces may shrink to next to nothing
+        return surface.toOwn(surface.toMesh(vTo[surface.vVertex[corner]]));
+    };
+    const Vector3 p = place(3 * t), q = place(3 * t + 1), r = place(3 * t + 2);
     return !(surface.normalOf(t) * crossProduct(q - p, r - p) > 0.0) || isFlat(q - p, r - p);
 }
 

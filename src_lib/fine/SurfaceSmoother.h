@@ -1,9 +1,11 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <vector>
 
 #include "FlatSurface.h"
+#include "FreePlaces.h"
 
 namespace TARN_KEL {
 
@@ -11,12 +13,14 @@ namespace TARN_KEL {
 /// are.
 ///
 /// A round computes all new places from the old ones. Then vertices wait whose move would turn a triangle by 90 degrees or
-/// more or make it flat. The result doesn't depend on the number of workers. Each round counts under the step "SS_round".
+/// more, make it flat or, where asked for, make triangles cross. The result doesn't depend on the number of workers. Each
+/// round counts under the step "SS_round".
 class SurfaceSmoother {
 public:
-    /// surface: only referred to; its places are changed.
+    /// surface: only referred to; its places are changed. Its vertices are where their sources are.
     /// bKeepBorders: border vertices don't move; otherwise by their neighbours on the border alone.
-    SurfaceSmoother(FlatSurface& surface, bool bKeepBorders);
+    /// bNoCrossings: no pair of triangles crosses afterwards that doesn't cross before, as the mesh will be.
+    SurfaceSmoother(FlatSurface& surface, bool bKeepBorders, bool bNoCrossings);
 
     /// Rounds of two steps each, to the mean of the neighbours and back by a little more, so that a wave that is long
     /// compared to the edges stays as high as it was. passBand: the highest frequency that stays, above 0, at most 0.3; a
@@ -40,11 +44,16 @@ private:
     double meanSqStep() const;
     void follow(const std::vector<Vector3>& vNormal, std::vector<Vector3>& vTo) const;
     void moveTo(std::vector<Vector3>& vTo);
+    std::vector<Index> spoiltTriangles(const std::vector<Vector3>& vTo) const;
+    void waitWhereSpoilt(std::vector<Index> vOpen, std::vector<Vector3>& vTo);
+    std::vector<Index> waitWhereCrossing(std::vector<Vector3>& vTo);
+    bool isMoved(Index vertex, const std::vector<Vector3>& vTo) const;
     bool spoils(Index triangle, const std::vector<Vector3>& vTo) const;
 
     FlatSurface& surface;
     std::vector<std::size_t> vBegin;  // of each vertex its neighbours in vNeighbour; none when it mustn't move
     std::vector<Index> vNeighbour;
+    std::optional<FreePlaces> freePlaces;  // as places in the mesh; none where triangles may cross
     std::size_t held = 0;
 };
 

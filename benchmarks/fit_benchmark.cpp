@@ -5,6 +5,7 @@
 #include <benchmark/benchmark.h>
 
 #include <string>
+#include <string_view>
 
 #include "SyntheticScan.h"
 #include "kel.h"
@@ -13,7 +14,7 @@
 namespace {
 
 void fitScan(benchmark::State& state, const std::string& shape, double noise) {
-    TARN_KEL::setMessageSink([](const std::string&) {});
+    TARN_KEL::setMessageSink([](TARN_KEL::MessageKind, std::string_view) {});
     ScanRequest request;
     request.shape = shape;
     request.numPoints = static_cast<std::size_t>(state.range(0));

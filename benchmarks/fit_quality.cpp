@@ -15,9 +15,11 @@
 #include <map>
 #include <random>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
+#include "RMesh.h"
 #include "SyntheticScan.h"
 #include "TriangleTree.h"
 #include "geometryFunctions.h"
@@ -229,7 +231,7 @@ void printRow(const Surface& surface, std::vector<Figures>& v) {
 int main(int argc, char** argv) {
     const std::size_t numPoints = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 100000;
     const std::uint64_t numTurns = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 10;
-    TARN_KEL::setMessageSink([](const std::string&) {});
+    TARN_KEL::setMessageSink([](TARN_KEL::MessageKind, std::string_view) {});
     std::puts("shape   noise outl | mean   back   | far         | back        | border folds cross angle | fit  all");
     for (const Surface& surface :
          {Surface{"sphere"}, Surface{"block"}, Surface{"cube"}, Surface{"plane"}, Surface{"block", 0.173},

@@ -180,6 +180,17 @@ void FitMesh::flip(FitIndex t, int k) {
     setCorners(q.o, {q.d, q.b, q.c}, {q.overDB, q.overBC, q.t});
 }
 
+void FitMesh::undoFlip(const FitQuad& q) {
+    replaceNeighbour(q.overAD, q.t, q.o, q.a, q.d);
+    replaceNeighbour(q.overBC, q.o, q.t, q.b, q.c);
+    restore(q);
+}
+
+void FitMesh::restore(const FitQuad& q) {
+    setCorners(q.t, {q.a, q.b, q.c}, {q.o, q.overBC, q.overCA});
+    setCorners(q.o, {q.b, q.a, q.d}, {q.t, q.overAD, q.overDB});
+}
+
 // The two triangles become (a, v, c) and (v, a, d), and (v, b, c) and (b, v, d) are new.
 void FitMesh::split(FitIndex t, int k, const Vector3& place) {
     const FitQuad q = quadAt(t, k);
@@ -193,6 +204,21 @@ void FitMesh::split(FitIndex t, int k, const Vector3& place) {
     setCorners(q.o, {v, q.a, q.d}, {q.t, q.overAD, newO});
     appendTriangle({v, q.b, q.c}, {newO, q.overBC, q.t});
     appendTriangle({q.b, v, q.d}, {newT, q.o, q.overDB});
+}
+
+void FitMesh::undoSplit(const FitQuad& q) {
+    const auto newO = static_cast<FitIndex>(vTriangle.size() - 1), newT = newO - 1;
+    replaceNeighbour(q.overBC, newT, q.t, q.b, q.c);
+    replaceNeighbour(q.overDB, newO, q.o, q.d, q.b);
+    for (const FitIndex t : {newT, newO})
+        for (int k = 0; k < 3; ++k)
+            removeCorner(t, k);
+    restore(q);
+    vTriangle.resize(newT);
+    vNeighbour.resize(newT);
+    vNext.resize(std::size_t{3} * newT);
+    vPlace.pop_back();
+    vFirst.pop_back();
 }
 
 std::vector<Vector3> FitMesh::smoothNormals() const {

@@ -87,6 +87,9 @@ public:
     /// Cuts edge k of t and both its triangles in two, at a new vertex. The edge must have a neighbour. The number of the
     /// new vertex is the number of vertices before.
     void split(FitIndex t, int k, const Vector3& place);
+    /// Take back the last change, a flip or a split. q: what quadAt() said before it.
+    void undoFlip(const FitQuad& q);
+    void undoSplit(const FitQuad& q);
 
     /// For each vertex the unit sum of the area vectors around it, smoothed once over its neighbours; zero without a
     /// triangle.
@@ -101,6 +104,7 @@ private:
     void setCorners(FitIndex t, const FitTriangle& triangle, const FitTriangle& neighbours);
     void enterCorner(FitIndex t, int k);
     void removeCorner(FitIndex t, int k);
+    void restore(const FitQuad& q);
     void replaceNeighbour(FitIndex t, FitIndex former, FitIndex now, FitIndex from, FitIndex to);
 
     std::vector<Vector3> vPlace;

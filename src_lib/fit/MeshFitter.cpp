@@ -302,25 +302,33 @@ void MeshFitter::freeStuck() {
 bool MeshFitter::tryFree(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex);
     if (guard.distanceToPoints(from, sides.of(vertex)) < STUCK) return false;
-    const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
-    for (const double part : {1.0, 0.5, 0.0}) {
-        const VertexPlace found = finder.find(from + offset * part, sides.of(vertex));
-        if (found.numSheets == 0) continue;
-        const auto mayMove = [&](const Vector3& to) {
-            return (to - from).length() < MAX_UNFOLD * cell && guard.mayMove(vertex, to);
-        };
-        if (found.bCrease && mayMove(found.crease)) {
-            moveVertex(vertex, found.crease);
-            vKind[vertex] = Kind::ON_CREASE;
-            ++counts.numOnCreases;
-            return true;
-        }
-        if (!mayMove(found.sheet)) continue;
-        moveVertex(vertex, found.sheet);
-        vKind[vertex] = Kind::ON_SHEET;
+    const Vector3 mean = fitMesh.meanOfNeighbours(vertex);
+    std::vector<Vector3> vNear = {mean, (from + mean) * 0.5, from};
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
+        const FitIndex next = fitMesh.corners(t)[static_cast<std::size_t>(nextCorner(fitMesh.cornerAt(t, vertex)))];
+        vNear.push_back((from + fitMesh.place(next)) * 0.5);
+    });
+    return std::any_of(vNear.begin(), vNear.end(), [&](const Vector3& near) { return tryFreeBy(vertex, near); });
+}
+
+/// Moves a vertex to the crease or the sheet nearest to a place, if it may.
+bool MeshFitter::tryFreeBy(FitIndex vertex, const Vector3& near) {
+    const Vector3 from = fitMesh.place(vertex);
+    const VertexPlace found = finder.find(near, sides.of(vertex));
+    if (found.numSheets == 0) return false;
+    const auto mayMove = [&](const Vector3& to) {
+        return (to - from).length() < MAX_UNFOLD * cell && guard.mayMove(vertex, to);
+    };
+    if (found.bCrease && mayMove(found.crease)) {
+        moveVertex(vertex, found.crease);
+        vKind[vertex] = Kind::ON_CREASE;
+        ++counts.numOnCreases;
         return true;
     }
-    return false;
+    if (!mayMove(found.sheet)) return false;
+    moveVertex(vertex, found.sheet);
+    vKind[vertex] = Kind::ON_SHEET;
+    return true;
 }
 
 // ---- The end

@@ -1,6 +1,8 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "FitGuard.h"
@@ -43,6 +45,24 @@ private:
         HELD  ///< never moves: it belongs to a triangle at a hub
     };
 
+    /// A new vertex on an edge of two triangles.
+    struct Split {
+        FitQuad quad;
+        int edge;  // of quad.t
+        Vector3 at;
+        SurfaceSide side;  // of the edge
+    };
+    /// What the triangles of the quad are replaced by: at the ends a and b of the edge, on the sides of c and d.
+    struct SplitTriangles {
+        TrianglePlaces ac, bc, ad, bd;
+    };
+    using Side = std::pair<FitIndex, FitIndex>;  // an edge by its ends
+    /// Edge k of a triangle.
+    struct Edge {
+        FitIndex triangle;
+        int k;
+    };
+
     void holdHubs();
     void findPlaces();
     void markRough();
@@ -54,14 +74,25 @@ private:
     void moveToCreases();
     void freeStuck();
     bool tryFree(FitIndex vertex);
+    bool tryFreeBy(FitIndex vertex, const Vector3& near);
     void flipTowardsPoints();
-    bool tryFlip(FitIndex t, int k);
-    bool mayFlip(const FitQuad& q) const;
+    std::size_t flipAt(FitIndex t, int k);
+    bool wantsFlip(const FitQuad& q) const;
+    bool keepsShape(const FitQuad& q, double across) const;
+    std::vector<Side> foldedSides(const FitQuad& q) const;
+    TrianglePlaces cornersOf(FitIndex a, FitIndex b, FitIndex c) const;
+    double cosineAcross(const FitQuad& q) const;
+    std::optional<Edge> findEdge(const Side& ends) const;
     bool mayDivide(const FitQuad& q) const;
-    bool maySplit(const FitQuad& q, const Vector3& at) const;
     void moveVertex(FitIndex vertex, const Vector3& to);
     std::size_t splitAtCreases();
-    bool trySplit(FitIndex a, FitIndex b);
+    std::size_t splitAt(const Side& ends);
+    std::optional<Split> findSplit(const Side& ends);
+    void perform(const Split& split);
+    void undo(const Split& split);
+    SplitTriangles trianglesOf(const Split& split) const;
+    bool keepsShape(const Split& split, double across) const;
+    std::vector<Side> foldedSides(const Split& split) const;
     void reachLastPoints();
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
     double distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const;

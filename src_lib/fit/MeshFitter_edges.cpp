@@ -1,8 +1,9 @@
 // Edges that cut across a crease: flipped where the other diagonal lies nearer to the surface of the points, else split on
 // the crease.
 #include <algorithm>
-#include <array>
+#include <optional>
 #include <utility>
+#include <vector>
 
 #include "MeshFitter.h"
 #include "fitLimits.h"
@@ -34,9 +35,11 @@ void MeshFitter::flipTowardsPoints() {
         for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
             for (int k = 0; k < 3; ++k) {
                 const FitIndex o = fitMesh.neighbour(t, k);
-                if (o == NO_INDEX || o < t || (vStale[t] == 0 && vStale[o] == 0) || !tryFlip(t, k)) continue;
+                if (o == NO_INDEX || o < t || (vStale[t] == 0 && vStale[o] == 0)) continue;
+                const std::size_t numNow = flipAt(t, k);
+                if (numNow == 0) continue;
                 vChanged[t] = vChanged[o] = 1;
-                ++numFlips;
+                numFlips += numNow;
                 break;
             }
         counts.numFlips += numFlips;
@@ -44,17 +47,34 @@ void MeshFitter::flipTowardsPoints() {
     }
 }
 
-bool MeshFitter::tryFlip(FitIndex t, int k) {
+/// Up to two flips: where two edges from one vertex cut a crease, either flip alone may leave a fold over the other edge.
+std::size_t MeshFitter::flipAt(FitIndex t, int k) {
     const FitQuad q = fitMesh.quadAt(t, k);
+    if (!wantsFlip(q) || !keepsShape(q, cosineAcross(q))) return 0;
+    const std::vector<Side> vFolded = foldedSides(q);
+    if (vFolded.size() > 1) return 0;
+    fitMesh.flip(t, k);
+    if (vFolded.empty()) return 1;
+    if (const std::optional<Edge> edge = findEdge(vFolded[0])) {
+        const FitQuad second = fitMesh.quadAt(edge->triangle, edge->k);
+        if (wantsFlip(second) && keepsShape(second, 1.0) && foldedSides(second).empty()) {
+            fitMesh.flip(edge->triangle, edge->k);
+            vChanged[second.t] = vChanged[second.o] = 1;
+            return 2;
+        }
+    }
+    fitMesh.undoFlip(q);
+    return 0;
+}
+
+/// Where the other diagonal lies nearer to the points, by far.
+bool MeshFitter::wantsFlip(const FitQuad& q) const {
     if (vRough[q.a] == 0 && vRough[q.b] == 0) return false;
     const double now = distanceOfEdge(q.a, q.b);
     if (now < FLIP_GAIN || !mayDivide(q) || fitMesh.isJoined(q.c, q.d)) return false;
     if (fitMesh.degree(q.a) <= MIN_DEGREE || fitMesh.degree(q.b) <= MIN_DEGREE) return false;
     const double then = distanceOfEdge(q.c, q.d);
-    if (then < 0.0 || then + FLIP_GAIN > now || then > FLIP_RATIO * now) return false;
-    if (!mayFlip(q)) return false;
-    fitMesh.flip(t, k);
-    return true;
+    return then >= 0.0 && then + FLIP_GAIN <= now && then <= FLIP_RATIO * now;
 }
 
 /// Not where an operation would take time in proportion to the triangles of a hub.
@@ -62,19 +82,47 @@ bool MeshFitter::mayDivide(const FitQuad& q) const {
     return q.c != q.d && !fitMesh.isHub(q.a) && !fitMesh.isHub(q.b) && !fitMesh.isHub(q.c) && !fitMesh.isHub(q.d);
 }
 
-bool MeshFitter::mayFlip(const FitQuad& q) const {
-    const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
-    const TrianglePlaces oldC{a, b, c}, oldD{b, a, d}, newA{a, d, c}, newB{d, b, c};
+TrianglePlaces MeshFitter::cornersOf(FitIndex a, FitIndex b, FitIndex c) const {
+    return {fitMesh.place(a), fitMesh.place(b), fitMesh.place(c)};
+}
+
+double MeshFitter::cosineAcross(const FitQuad& q) const {
+    return cosineOf(areaVector(cornersOf(q.a, q.b, q.c)), areaVector(cornersOf(q.b, q.a, q.d)));
+}
+
+/// A flip makes no sliver and no fold between its two triangles, and both face as the former two or as the points do.
+/// across: the cosine at the edge.
+bool MeshFitter::keepsShape(const FitQuad& q, double across) const {
+    const TrianglePlaces oldC = cornersOf(q.a, q.b, q.c), oldD = cornersOf(q.b, q.a, q.d);
+    const TrianglePlaces newA = cornersOf(q.a, q.d, q.c), newB = cornersOf(q.d, q.b, q.c);
     const double newHeight = std::min(leastHeight(newA), leastHeight(newB));
     if (newHeight < MIN_HEIGHT * cell && newHeight < std::min(leastHeight(oldC), leastHeight(oldD))) return false;
-
-    const Vector3 areaC = areaVector(oldC), areaD = areaVector(oldD), areaA = areaVector(newA), areaB = areaVector(newB);
-    if (isNewFold(cosineOf(areaA, areaB), cosineOf(areaC, areaD))) return false;
+    if (isNewFold(cosineOf(areaVector(newA), areaVector(newB)), across)) return false;
     const SurfaceSide side = sides.between(q.a, q.b);
-    const Vector3 former = normalize(areaC) + normalize(areaD);
-    if (!guard.mayReplace(newA, former, side) || !guard.mayReplace(newB, former, side)) return false;
-    return !guard.foldsOver(q.overBC, areaB, areaC) && !guard.foldsOver(q.overCA, areaA, areaC) &&
-           !guard.foldsOver(q.overAD, areaA, areaD) && !guard.foldsOver(q.overDB, areaB, areaD);
+    const Vector3 former = normalize(areaVector(oldC)) + normalize(areaVector(oldD));
+    return guard.mayReplace(newA, former, side) && guard.mayReplace(newB, former, side);
+}
+
+/// The outer edges over which a flip would make a new fold.
+std::vector<MeshFitter::Side> MeshFitter::foldedSides(const FitQuad& q) const {
+    const Vector3 areaC = areaVector(cornersOf(q.a, q.b, q.c)), areaD = areaVector(cornersOf(q.b, q.a, q.d));
+    const Vector3 areaA = areaVector(cornersOf(q.a, q.d, q.c)), areaB = areaVector(cornersOf(q.d, q.b, q.c));
+    std::vector<Side> vFolded;
+    if (guard.foldsOver(q.overBC, areaB, areaC)) vFolded.emplace_back(q.b, q.c);
+    if (guard.foldsOver(q.overCA, areaA, areaC)) vFolded.emplace_back(q.c, q.a);
+    if (guard.foldsOver(q.overAD, areaA, areaD)) vFolded.emplace_back(q.a, q.d);
+    if (guard.foldsOver(q.overDB, areaB, areaD)) vFolded.emplace_back(q.d, q.b);
+    return vFolded;
+}
+
+/// An edge of two triangles; none when these ends have no such edge.
+std::optional<MeshFitter::Edge> MeshFitter::findEdge(const Side& ends) const {
+    std::optional<Edge> edge;
+    fitMesh.visitTriangles(ends.first, [&](FitIndex t) {
+        const int k = fitMesh.edgeFrom(t, ends.first, ends.second);
+        if (k >= 0 && fitMesh.neighbour(t, k) != NO_INDEX) edge = Edge{t, k};
+    });
+    return edge;
 }
 
 /// The farthest off first. Returns the number of splits.
@@ -101,55 +149,98 @@ std::size_t MeshFitter::splitAtCreases() {
     std::sort(vOff.begin(), vOff.end());
     std::size_t numSplits = 0;
     for (const Off& off : vOff)
-        numSplits += trySplit(off.a, off.b) ? 1 : 0;
+        numSplits += splitAt({off.a, off.b});
     counts.numSplits += numSplits;
     return numSplits;
 }
 
-bool MeshFitter::trySplit(FitIndex a, FitIndex b) {
-    FitIndex t = NO_INDEX;
-    fitMesh.visitTriangles(a, [&](FitIndex at) {
-        if (fitMesh.edgeFrom(at, a, b) >= 0) t = at;
-    });
-    if (t == NO_INDEX) return false;
-    const int k = fitMesh.edgeFrom(t, a, b);
-    if (fitMesh.neighbour(t, k) == NO_INDEX) return false;
-    const FitQuad q = fitMesh.quadAt(t, k);
-    if (!mayDivide(q)) return false;
-    const Vector3 middle = (fitMesh.place(a) + fitMesh.place(b)) * 0.5;
-    const SurfaceSide side = sides.between(a, b);
+/// Returns the number of splits, up to two: where two edges from one vertex cut a crease, either split alone would leave a
+/// fold over the other edge.
+std::size_t MeshFitter::splitAt(const Side& ends) {
+    const std::optional<Split> split = findSplit(ends);
+    if (!split || !keepsShape(*split, cosineAcross(split->quad))) return 0;
+    const std::vector<Side> vFolded = foldedSides(*split);
+    if (vFolded.size() > 1) return 0;
+    perform(*split);
+    if (vFolded.empty()) return 1;
+    const std::optional<Split> second = findSplit(vFolded[0]);
+    if (second && keepsShape(*second, 1.0) && foldedSides(*second).empty()) {
+        perform(*second);
+        return 2;
+    }
+    undo(*split);
+    return 0;
+}
+
+/// Where an edge is to be split: on the crease nearest to its middle. None where it has no two triangles or cuts no crease.
+std::optional<MeshFitter::Split> MeshFitter::findSplit(const Side& ends) {
+    const std::optional<Edge> edge = findEdge(ends);
+    if (!edge) return std::nullopt;
+    const FitQuad q = fitMesh.quadAt(edge->triangle, edge->k);
+    if (!mayDivide(q)) return std::nullopt;
+    const Vector3 middle = (fitMesh.place(q.a) + fitMesh.place(q.b)) * 0.5;
+    const SurfaceSide side = sides.between(q.a, q.b);
     const VertexPlace found = finder.find(middle, side);
-    if (!found.bCrease || (found.crease - middle).length() >= MAX_SPLIT_TO_CREASE * cell || !maySplit(q, found.crease))
-        return false;
-    fitMesh.split(t, k, found.crease);
-    vChanged[q.t] = vChanged[q.o] = 1;
+    if (!found.bCrease || (found.crease - middle).length() >= MAX_SPLIT_TO_CREASE * cell) return std::nullopt;
+    return Split{q, edge->k, found.crease, side};
+}
+
+void MeshFitter::perform(const Split& split) {
+    fitMesh.split(split.quad.t, split.edge, split.at);
+    vChanged[split.quad.t] = vChanged[split.quad.o] = 1;
     vChanged.resize(fitMesh.numTriangles(), 1);
-    sides.vNormal.push_back(side.normal);
-    sides.vPiece.push_back(side.piece);
+    sides.vNormal.push_back(split.side.normal);
+    sides.vPiece.push_back(split.side.piece);
     vKind.push_back(Kind::ON_CREASE);
     vRough.push_back(1);
     vFound.emplace_back();
-    return true;
 }
 
-bool MeshFitter::maySplit(const FitQuad& q, const Vector3& at) const {
+/// Takes back what was performed last.
+void MeshFitter::undo(const Split& split) {
+    fitMesh.undoSplit(split.quad);
+    vChanged.resize(fitMesh.numTriangles());
+    sides.vNormal.pop_back();
+    sides.vPiece.pop_back();
+    vKind.pop_back();
+    vRough.pop_back();
+    vFound.pop_back();
+}
+
+MeshFitter::SplitTriangles MeshFitter::trianglesOf(const Split& split) const {
+    const FitQuad& q = split.quad;
     const Vector3 &a = fitMesh.place(q.a), &b = fitMesh.place(q.b), &c = fitMesh.place(q.c), &d = fitMesh.place(q.d);
-    if (std::min((at - a).length(), (at - b).length()) < MIN_TO_END * cell) return false;
-    const TrianglePlaces atAC{a, at, c}, atBC{at, b, c}, atAD{at, a, d}, atBD{b, at, d};
+    return {{a, split.at, c}, {split.at, b, c}, {split.at, a, d}, {b, split.at, d}};
+}
+
+/// No sliver, no fold among the four, and all face as the two did or as the points do. across: the cosine at the edge.
+bool MeshFitter::keepsShape(const Split& split, double across) const {
+    const FitQuad& q = split.quad;
+    if (std::min((split.at - fitMesh.place(q.a)).length(), (split.at - fitMesh.place(q.b)).length()) < MIN_TO_END * cell)
+        return false;
+    const auto [atAC, atBC, atAD, atBD] = trianglesOf(split);
     if (std::min({leastHeight(atAC), leastHeight(atBC), leastHeight(atAD), leastHeight(atBD)}) < MIN_HEIGHT * cell)
         return false;
-    const Vector3 areaC = areaVector(a, b, c), areaD = areaVector(b, a, d);
     const Vector3 areaAC = areaVector(atAC), areaBC = areaVector(atBC), areaAD = areaVector(atAD), areaBD = areaVector(atBD);
-    const double across = cosineOf(areaC, areaD);
     if (isNewFold(cosineOf(areaAC, areaBC), 1.0) || isNewFold(cosineOf(areaAD, areaBD), 1.0) ||
         isNewFold(cosineOf(areaAC, areaAD), across) || isNewFold(cosineOf(areaBC, areaBD), across))
         return false;
-    if (guard.foldsOver(q.overCA, areaAC, areaC) || guard.foldsOver(q.overBC, areaBC, areaC) ||
-        guard.foldsOver(q.overAD, areaAD, areaD) || guard.foldsOver(q.overDB, areaBD, areaD))
-        return false;
-    const SurfaceSide side = sides.between(q.a, q.b);
-    return guard.mayReplace(atAC, areaC, side) && guard.mayReplace(atBC, areaC, side) &&
-           guard.mayReplace(atAD, areaD, side) && guard.mayReplace(atBD, areaD, side);
+    const Vector3 areaC = areaVector(cornersOf(q.a, q.b, q.c)), areaD = areaVector(cornersOf(q.b, q.a, q.d));
+    return guard.mayReplace(atAC, areaC, split.side) && guard.mayReplace(atBC, areaC, split.side) &&
+           guard.mayReplace(atAD, areaD, split.side) && guard.mayReplace(atBD, areaD, split.side);
+}
+
+/// The outer edges over which there would be a new fold.
+std::vector<MeshFitter::Side> MeshFitter::foldedSides(const Split& split) const {
+    const FitQuad& q = split.quad;
+    const auto [atAC, atBC, atAD, atBD] = trianglesOf(split);
+    const Vector3 areaC = areaVector(cornersOf(q.a, q.b, q.c)), areaD = areaVector(cornersOf(q.b, q.a, q.d));
+    std::vector<Side> vFolded;
+    if (guard.foldsOver(q.overCA, areaVector(atAC), areaC)) vFolded.emplace_back(q.c, q.a);
+    if (guard.foldsOver(q.overBC, areaVector(atBC), areaC)) vFolded.emplace_back(q.b, q.c);
+    if (guard.foldsOver(q.overAD, areaVector(atAD), areaD)) vFolded.emplace_back(q.a, q.d);
+    if (guard.foldsOver(q.overDB, areaVector(atBD), areaD)) vFolded.emplace_back(q.d, q.b);
+    return vFolded;
 }
 
 }  // namespace TARN_KEL

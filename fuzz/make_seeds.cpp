@@ -16,6 +16,7 @@
 #include "support/binary_stl.h"
 #include "support/fine.h"
 #include "support/las.h"
+#include "support/pcd.h"
 #include "tinyply.h"
 
 using namespace TARN_KEL;
@@ -61,16 +62,38 @@ void makePoints(const Corpus& corpus) {
     demand(writePoints_ASCII(path.c_str(), vPoints, 17), path);
 }
 
+void makeSeed(const Corpus& corpus, const std::string& reader, const std::string& name, const std::string& bytes) {
+    const std::string path = corpus.path(reader, name);
+    std::ofstream out(path, std::ios_base::binary);
+    out << bytes;
+    demand(!out.flush().fail(), path);
+}
+
 void makeLas(const Corpus& corpus) {
     const std::vector<Point3> vPoints{{0, 0, 0}, {1.5, -2, 4}, {1e6, 0.25, 5}};
     for (const LasShape& shape :
          {LasShape{0, 0, 0, 0}, LasShape{2, 3, 0, 54}, LasShape{3, 5, 2, 0}, LasShape{4, 6, 0, 60}}) {
         const std::string name = std::to_string(shape.minor) + "_" + std::to_string(shape.format) + ".las";
-        const std::string path = corpus.path("points_las", name);
-        std::ofstream out(path, std::ios_base::binary);
-        out << lasFile(vPoints, shape);
-        demand(!out.flush().fail(), path);
+        makeSeed(corpus, "points_las", name, lasFile(vPoints, shape));
     }
+}
+
+void makePcd(const Corpus& corpus) {
+    const std::vector<Point3> vPoints{{0, 0, 0}, {1.5, -2, 4}, {100, 0.25, 5}, {1.5, -2, 4}};
+    const PcdFields more{{"rgb", 'U'}, {"z", 'I', 2}, {"y", 'F', 8}, {"_", 'U', 1, 3}, {"x", 'U', 1}};
+    for (const char* encoding : {"ascii", "binary", "binary_compressed"}) {
+        makeSeed(corpus, "points_pcd", std::string(encoding) + ".pcd", pcdFile(vPoints, encoding));
+        makeSeed(corpus, "points_pcd", std::string(encoding) + "_more.pcd", pcdFile(vPoints, encoding, more));
+    }
+}
+
+void makePointTexts(const Corpus& corpus) {
+    const std::string block = "2\n1 2 3 0.5 255 0 0\n-4e1 0.5 6 1 0 0 0\n";
+    makeSeed(corpus, "points_pts", "blocks.pts", block + block);
+    const std::string scan = "1\n2\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n5 6 7 1\n0 0 0 0\n1 2 3 0.5\n";
+    makeSeed(corpus, "points_ptx", "scans.ptx", scan + scan);
+    makeSeed(corpus, "points_csv", "commas.csv", "x,y,z,name\n1,2,3,a\n4,nan,6,\"b, c\"\n");
+    makeSeed(corpus, "points_csv", "semicolons.csv", "\"Z\";\"Y\";\"X\"\r\n1;2.5;-3\r\n4;5;6\r\n");
 }
 
 void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
@@ -82,12 +105,8 @@ void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
     write("stl", ".stl", true);
     write("ply_mesh", "_text.ply", true);
     write("ply_mesh", "_binary.ply", false);
-    for (const char* header : {"", "solid"}) {
-        const std::string path = corpus.path("stl", name + header + "_binary.stl");
-        std::ofstream out(path, std::ios_base::binary);
-        out << binaryStl(cornersOf(soup), header);
-        demand(!out.flush().fail(), path);
-    }
+    for (const char* header : {"", "solid"})
+        makeSeed(corpus, "stl", name + header + "_binary.stl", binaryStl(cornersOf(soup), header));
 }
 
 /// A square pyramid as other programs write one: comments, doubles, colours, a square and triangles, short indices.
@@ -132,6 +151,8 @@ int main(int argc, char** argv) {
     const Corpus corpus(argv[1]);
     makePoints(corpus);
     makeLas(corpus);
+    makePcd(corpus);
+    makePointTexts(corpus);
     makeMesh(corpus, "closed", tetrahedron());
     makeMesh(corpus, "sheet", sheet(3, 2));
     makeMesh(corpus, "torus", torus(5, 4));

@@ -35,16 +35,16 @@ void demand(bool bHolds, const char* promise) {
     std::abort();
 }
 
-/// What a reader appends. read: bool(Points&).
+/// What a reader appends. read: bool(Points&). mostPerByte: how many points a byte of the file may become.
 template <typename Read>
-Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read) {
+Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read, std::size_t mostPerByte = 8) {
     const Points vBefore{{1, 2, 3}, {4, 5, 6}};
     Points vPoints = vBefore;
     const bool bOk = read(vPoints);
     demand(vPoints.size() >= vBefore.size() && std::equal(vBefore.begin(), vBefore.end(), vPoints.begin()),
            "older points stay");
     vPoints.erase(vPoints.begin(), vPoints.begin() + 2);
-    demand(vPoints.size() <= 8 * bytes.size(), "at most eight points a byte");
+    demand(vPoints.size() <= mostPerByte * bytes.size(), "not more points than the bytes justify");
     demand(bOk || !bAllOrNothing || vPoints.empty(), "a failure appends nothing");
     return vPoints;
 }
@@ -65,6 +65,19 @@ void fuzzPointsLas(const std::string& file, std::string_view bytes) {
     const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
     demand(20 * vRead.size() <= bytes.size(), "a point of LAS has at least 20 bytes");
     demand(std::all_of(vRead.begin(), vRead.end(), isFinitePoint), "points of LAS are finite");
+}
+
+void fuzzPointsPcd(const std::string& file, std::string_view bytes) {
+    // Three bytes of a compressed block make up to 88 points of single bytes.
+    appended(
+        bytes, true, [&](Points& vPoints) { return readPoints_PCD(file.c_str(), vPoints); }, 30);
+}
+
+/// A text in which a point takes a line of at least six bytes: three digits, what is between and behind them.
+void fuzzPointsTable(const std::string& file, std::string_view bytes) {
+    std::string name = file;
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    demand(6 * vRead.size() <= bytes.size() + 1, "a point of a text has at least six bytes");
 }
 
 void fuzzStl(const std::string& file, std::string_view bytes) {
@@ -112,14 +125,18 @@ struct Target {
     std::string_view reader, extension;
     void (*run)(const std::string& file, std::string_view bytes);
 };
-constexpr std::array<Target, 8> TARGETS{{
+constexpr std::array<Target, 12> TARGETS{{
     {"mesh_ply", ".ply", fuzzMesh},
     {"mesh_stl", ".stl", fuzzMesh},
     {"ply_mesh", ".ply", fuzzPlyMesh},
     {"ply_points", ".ply", fuzzPlyPoints},
     {"points_ascii", ".xyz", fuzzPointsAscii},
     {"points_bin", ".bin", fuzzPointsBin},
+    {"points_csv", ".csv", fuzzPointsTable},
     {"points_las", ".las", fuzzPointsLas},
+    {"points_pcd", ".pcd", fuzzPointsPcd},
+    {"points_pts", ".pts", fuzzPointsTable},
+    {"points_ptx", ".ptx", fuzzPointsTable},
     {"stl", ".stl", fuzzStl},
 }};
 

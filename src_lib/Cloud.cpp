@@ -78,8 +78,8 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
         bRead = readPoints_BIN(filename.c_str(), vOut);
         break;
     default:
-        if (isLasFile(filename))
-            bRead = readPoints_LAS(filename.c_str(), vOut);
+        if (std::string path = filename; pointFormat(path) != PointFormat::NONE)
+            bRead = readPoints_auto(path, vOut);
         else
             out() << "Unknown file format" << std::endl;
     }

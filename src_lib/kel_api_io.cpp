@@ -1,15 +1,16 @@
 // The public functions on point files and triangle soups, and the step from a soup in a file to a mesh.
 //
-// The format of a file is determined by its name alone, except for LAS. Text is parsed line by line in the read buffer,
-// numbers as a stream would parse them; lines that don't start with three numbers are skipped, as they may be headers or
-// comments. Binary points are a type, a count and raw doubles in the machine's byte order. Readers append while they read:
-// when one fails, the points read so far stay behind the older ones. They never append more than a fixed multiple of the
-// file's length, whatever its header claims.
+// The format of a file is determined by its first bytes where it has a signature, else by its name. Text is parsed line by
+// line in the read buffer, numbers as a stream would parse them; lines that don't start with three numbers are skipped, as
+// they may be headers or comments. Binary points are a type, a count and raw doubles in the machine's byte order. Readers
+// append while they read: when one of text or binary points fails, the points read so far stay behind the older ones. They
+// never append more than a fixed multiple of the file's length, whatever its header claims.
 #include <algorithm>
 #include <array>
 #include <cmath>
 #include <cstdint>
 #include <cstring>
+#include <filesystem>
 #include <limits>
 #include <memory>
 #include <new>
@@ -24,11 +25,15 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "Visualizer3.h"
+#include "csv_io.h"
 #include "freeFunctions.h"
 #include "kel.h"
 #include "las_io.h"
 #include "numberForms.h"
+#include "pcd_io.h"
 #include "ply_io.h"
+#include "pointReading.h"
+#include "pts_io.h"
 #include "sortMT.h"
 #include "stl_io.h"
 #include "textNumbers.h"
@@ -53,6 +58,28 @@ constexpr std::array<Extension, 21> EXTENSIONS{{
     {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
 }};
 
+/// The same for formats of points that are only read.
+struct PointExtension {
+    std::array<std::string_view, 3> aSpelling;
+    PointFormat format;
+};
+constexpr std::array<PointExtension, 6> POINT_EXTENSIONS{{
+    {{".las", ".LAS", ".Las"}, PointFormat::LAS},
+    {{".laz", ".LAZ", ".Laz"}, PointFormat::LAS},
+    {{".pcd", ".PCD", ".Pcd"}, PointFormat::PCD},
+    {{".pts", ".PTS", ".Pts"}, PointFormat::PTS},
+    {{".ptx", ".PTX", ".Ptx"}, PointFormat::PTX},
+    {{".csv", ".CSV", ".Csv"}, PointFormat::CSV},
+}};
+
+/// The bytes that files of a format begin with, whatever their names.
+struct PointSignature {
+    std::string_view text;
+    PointFormat format;
+};
+constexpr std::array<PointSignature, 2> POINT_SIGNATURES{
+    {{LAS_SIGNATURE, PointFormat::LAS}, {PCD_SIGNATURE, PointFormat::PCD}}};
+
 constexpr unsigned LIST_POINT_SIZE = 10;  // the width of points in a Geomview list, in pixels
 
 bool endsWith(std::string_view text, std::string_view end) {
@@ -66,6 +93,39 @@ std::string nameOf(const char* filename) {
 bool fail(const std::string& text) {
     out() << text << std::endl;
     return false;
+}
+
+// ---- The format of points
+
+/// The format whose signature a regular file begins with; reading the start of a FIFO would consume it.
+PointFormat formatBySignature(const std::string& filename) {
+    constexpr std::size_t LONGEST = std::max(LAS_SIGNATURE.size(), PCD_SIGNATURE.size());
+    std::error_code noFile;
+    if (!std::filesystem::is_regular_file(filename, noFile)) return PointFormat::NONE;
+    InputFile file(filename);
+    std::array<char, LONGEST> bytes{};
+    file.stream().read(bytes.data(), bytes.size());
+    const std::string_view start(bytes.data(), static_cast<std::size_t>(file.stream().gcount()));
+    for (const PointSignature& signature : POINT_SIGNATURES)
+        if (start.substr(0, signature.text.size()) == signature.text) return signature.format;
+    return PointFormat::NONE;
+}
+
+PointFormat formatByExtension(const std::string& filename) {
+    switch (getFileType(filename)) {
+    case FT_ASCII:
+        return PointFormat::ASCII;
+    case FT_BIN:
+        return PointFormat::BIN;
+    case FT_PLY:
+        return PointFormat::PLY;
+    default:
+        break;
+    }
+    for (const PointExtension& extension : POINT_EXTENSIONS)
+        for (const std::string_view spelling : extension.aSpelling)
+            if (endsWith(filename, spelling)) return extension.format;
+    return PointFormat::NONE;
 }
 
 // ---- Binary points
@@ -88,15 +148,10 @@ Point3 pointFromBytes(const char* p, std::size_t numBytes) {
 
 /// Appends up to count points, each of width bytes. Returns the number of points read; the last one may be incomplete.
 std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_t count, std::vector<Point3>& vPoints) {
-    std::uint64_t numRead = 0;
-    while (numRead < count && reader.fill(width)) {
-        const std::uint64_t numHere = std::min<std::uint64_t>(count - numRead, reader.size() / width);
-        const char* p = reader.begin();
+    std::uint64_t numRead = readRecords(reader, count, width, [&](const char* p, std::uint64_t numHere) {
         for (std::uint64_t i = 0; i < numHere; ++i, p += width)
             vPoints.push_back(pointFromBytes(p, width));
-        reader.skip(numHere * width);
-        numRead += numHere;
-    }
+    });
     if (numRead < count && reader.size() > 0) {
         vPoints.push_back(pointFromBytes(reader.begin(), reader.size()));
         ++numRead;
@@ -239,18 +294,37 @@ int getFileType(const std::string& filename) {
     return it != EXTENSIONS.end() ? it->type : FT_UNKNOWN;
 }
 
+PointFormat pointFormat(const std::string& filename) {
+    const PointFormat format = formatBySignature(filename);
+    return format != PointFormat::NONE ? format : formatByExtension(filename);
+}
+
+bool isLasFile(const std::string& filename) {
+    return pointFormat(filename) == PointFormat::LAS;
+}
+
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
-    if (isLasFile(filename)) return readPoints_LAS(filename.c_str(), vPoints);
-    switch (getFileType(filename)) {
-    case FT_ASCII:
+    switch (pointFormat(filename)) {
+    case PointFormat::ASCII:
         return readPoints_ASCII(filename.c_str(), vPoints);
-    case FT_BIN:
+    case PointFormat::BIN:
         return readPoints_BIN(filename.c_str(), vPoints);
-    case FT_PLY:
+    case PointFormat::PLY:
         return readPly(filename.c_str(), true, vPoints);
-    default:
-        return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    case PointFormat::LAS:
+        return readPoints_LAS(filename.c_str(), vPoints);
+    case PointFormat::PCD:
+        return readPoints_PCD(filename.c_str(), vPoints);
+    case PointFormat::PTS:
+        return readPoints_PTS(filename.c_str(), vPoints);
+    case PointFormat::PTX:
+        return readPoints_PTX(filename.c_str(), vPoints);
+    case PointFormat::CSV:
+        return readPoints_CSV(filename.c_str(), vPoints);
+    case PointFormat::NONE:
+        break;
     }
+    return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
 }
 
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {
@@ -350,6 +424,22 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
 
 bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints) {
     return readLas(nameOf(filename), vPoints);
+}
+
+bool readPoints_PCD(const char* filename, std::vector<Point3>& vPoints) {
+    return readPcd(nameOf(filename), vPoints);
+}
+
+bool readPoints_PTS(const char* filename, std::vector<Point3>& vPoints) {
+    return readPts(nameOf(filename), vPoints);
+}
+
+bool readPoints_PTX(const char* filename, std::vector<Point3>& vPoints) {
+    return readPtx(nameOf(filename), vPoints);
+}
+
+bool readPoints_CSV(const char* filename, std::vector<Point3>& vPoints) {
+    return readCsv(nameOf(filename), vPoints);
 }
 
 bool readSTL_ASCII(const char* filename, std::vector<Point3>& vPoints) {

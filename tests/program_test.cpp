@@ -4,6 +4,7 @@
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
 #include "support/las.h"
+#include "support/pcd.h"
 #include "support/prelude.h"
 
 using namespace TARN_KEL;
@@ -96,6 +97,10 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                              "property float z\nend_header\n1 2 3\n"},
                                             {"text.xyz", "no number\n"},
                                             {"bad.las", "no header\n"},
+                                            {"bad.pcd", "no header\n"},
+                                            {"bad.pts", "no header\n"},
+                                            {"bad.ptx", "no header\n"},
+                                            {"bad.csv", "no header\n"},
                                             {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
                                             {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
@@ -110,7 +115,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "scan sphere o.stl --points 10", "scan sphere none/o.bin --points 10"}},
         {"reconstruct",
          {"", "copy.xyz o.ply --json copy.xyz", "none.xyz o.ply", ". o.ply", "empty.xyz o.ply", "text.xyz o.ply",
-          "bad.ply o.ply", "bad.bin o.ply", "bad.las o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
+          "bad.ply o.ply", "bad.bin o.ply", "bad.las o.ply", "bad.pcd o.ply", "bad.pts o.ply", "bad.ptx o.ply",
+          "bad.csv o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
         {"reconstruct scan.bin", {"", "o.pLy", "none/o.ply", ".", "scan.bin"}},
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
@@ -299,8 +305,16 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_EQ(folder.read("t.ply").size(), folder.read("p.ply").size());
     EXPECT_EQ(points("v.ply"), points("mesh.ply"));
     const std::vector<Point3> vLas{{1, 2.5, 0.125}, {-3.75, -1e6, 4}};
-    for (const std::string name : {"p.las", "p.what"}) {
-        folder.write(name, lasFile(vLas));
+    const std::string lines = "1 2.5 0.125\n-3.75 -1e6 4\n", pcd = pcdFile(vLas, "binary");
+    for (const auto& [name, bytes] : std::vector<std::pair<std::string, std::string>>{
+             {"p.las", lasFile(vLas)},
+             {"p.what", lasFile(vLas)},
+             {"p.pcd", pcd},
+             {"p.txt", pcd},
+             {"p.pts", "2\n" + lines},
+             {"p.ptx", "2\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n" + lines},
+             {"p.csv", "x,y,z\n1,2.5,0.125\n-3.75,-1e6,4\n"}}) {
+        folder.write(name, bytes);
         convert(name + " las.bin");
         EXPECT_EQ(points("las.bin"), vLas) << name;
     }

@@ -42,8 +42,10 @@ void addConvertCommand(CLI::App& app, Program& program) {
     CLI::App& command = *app.add_subcommand(
         "convert", "Write a mesh or points in another format; a mesh without degenerate and duplicate triangles, oriented");
     command
-        .add_option("IN", pOptions->in,
-                    "A mesh: .ply or .stl; or points: .xyz, .txt, .asc, .bin, .las or a .ply without faces")
+        .add_option(
+            "IN", pOptions->in,
+            "A mesh: .ply or .stl; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a .ply without "
+            "faces")
         ->required();
     command
         .add_option(

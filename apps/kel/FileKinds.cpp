@@ -43,7 +43,7 @@ bool isPointFile(const std::string& filename) {
 }
 
 bool isPointInput(const std::string& filename) {
-    return isPointFile(filename) || isLasFile(filename);
+    return pointFormat(filename) != PointFormat::NONE;
 }
 
 bool isTriangleFile(const std::string& filename) {

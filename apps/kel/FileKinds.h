@@ -4,7 +4,7 @@
 #include <string>
 
 /// What points are read from, for texts.
-inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply or .las";
+inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply, .las, .pcd, .pts, .ptx or .csv";
 
 /// The file has points and nothing else: .xyz, .txt, .asc, .bin.
 bool isPointsOnlyFile(const std::string& filename);
@@ -12,7 +12,7 @@ bool isPointsOnlyFile(const std::string& filename);
 bool isPointsText(const std::string& filename);
 /// Points can be written to the file and read back: .xyz, .txt, .asc, .bin, .ply.
 bool isPointFile(const std::string& filename);
-/// Points can be read from the file: the same and .las, also under another name.
+/// Points can be read from the file: the same and what the library only reads, such as .las, also under another name.
 bool isPointInput(const std::string& filename);
 /// Triangles can be read from the file: .ply, .stl.
 bool isTriangleFile(const std::string& filename);

@@ -1,12 +1,12 @@
 // Reading and writing points, triangle soups and meshes.
 //
 // The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj (meshes,
-// only written) and .list (a drawing for the Geomview viewer, only written). Points in LAS files (only read) are recognised
-// by .las or by the first bytes.
+// only written) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which
+// are recognised by their first bytes, too, and from .pts, .ptx and .csv.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
-// failure stays in the vector, except for PLY and LAS. Writers write a temporary file next to the target and rename it, so a
-// failure leaves an older file untouched.
+// failure stays in the vector from .xyz, .txt, .asc, .bin and .stl, and only from these. Writers write a temporary file next
+// to the target and rename it, so a failure leaves an older file untouched.
 #pragma once
 
 #include <kel/mesh.h>
@@ -24,7 +24,7 @@ enum FileType : int {
     FT_ASCII,   ///< Points.
     FT_BIN,     ///< Points.
     FT_LIST,    ///< A drawing for the Geomview viewer.
-    FT_UNKNOWN  ///< Any other extension, also .las: see isLasFile().
+    FT_UNKNOWN  ///< Any other extension, also .las: see pointFormat().
 };
 
 /// How exactly a file holds coordinates.
@@ -46,9 +46,28 @@ int getFileType(const std::string& filename);
 
 // ---- Points -------------------------------------------------------------------------------------------------------------
 
-/// Reads points from a text, binary, PLY or LAS file.
+/// The formats that points are read from.
+enum class PointFormat {
+    NONE,   ///< None of them.
+    ASCII,  ///< Text without a header.
+    BIN,    ///< The library's own bytes.
+    PLY,    ///< PLY.
+    LAS,    ///< LAS; also LAZ, its compressed form, which can't be read.
+    PCD,    ///< PCD.
+    PTS,    ///< Counted points as text.
+    PTX,    ///< Scans on rasters as text, each with a matrix.
+    CSV     ///< A table as text, with a header.
+};
+
+/// How readPoints_auto() reads a file. What it begins with decides, where a format has a signature; else its extension.
 ///
-/// @param filename      .xyz, .txt, .asc, .bin or .ply, or a file for which isLasFile() is true
+/// @param filename  the name of the file; without such a file its extension decides
+/// @return the format
+PointFormat pointFormat(const std::string& filename);
+
+/// Reads points from a file of any format that has some.
+///
+/// @param filename      a file whose pointFormat() isn't NONE
 /// @param[out] vPoints  the points are appended
 /// @return false, after a message, when the file can't be read
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);
@@ -65,7 +84,7 @@ bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool 
 /// Whether a file is read as LAS, whatever its extension otherwise stands for.
 ///
 /// @param filename  the name of the file
-/// @return true for .las and .laz, even without such a file, and for a regular file that begins with "LASF"
+/// @return true when pointFormat() is LAS: for .las and .laz, even without such a file, and what begins with "LASF"
 bool isLasFile(const std::string& filename);
 
 /// Reads the coordinates of a LAS file, versions 1.0 to 1.4, point formats 0 to 10.
@@ -77,6 +96,40 @@ bool isLasFile(const std::string& filename);
 /// @param[out] vPoints  the points are appended, all of them finite; unchanged on failure
 /// @return false, after a message, when the file can't be read
 bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints);
+
+/// Reads the fields x, y and z of a PCD file: as text, as bytes or compressed.
+///
+/// Coordinates that aren't numbers, which stand for missing points in scans of a fixed size, are kept. The viewpoint isn't
+/// applied. Memory is bounded by the length of the file.
+///
+/// @param filename      a PCD file of any extension
+/// @param[out] vPoints  the points are appended; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPoints_PCD(const char* filename, std::vector<Point3>& vPoints);
+
+/// Reads the points of all blocks of a PTS file: a count, then lines that begin with x, y and z.
+///
+/// @param filename      a PTS file of any extension
+/// @param[out] vPoints  the points are appended; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPoints_PTS(const char* filename, std::vector<Point3>& vPoints);
+
+/// Reads the points of all scans of a PTX file, each moved by the matrix of its scan. Points 0 0 0, before that, stand for
+/// missing ones and are left out.
+///
+/// @param filename      a PTX file of any extension
+/// @param[out] vPoints  the points are appended; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPoints_PTX(const char* filename, std::vector<Point3>& vPoints);
+
+/// Reads the columns x, y and z, also as capitals or in quotes, of a table with a header and commas, semicolons or tabs.
+///
+/// Decimals have points. "nan" is kept as it is; a cell that is empty or else no number is a failure.
+///
+/// @param filename      a CSV file of any extension
+/// @param[out] vPoints  the points are appended; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readPoints_CSV(const char* filename, std::vector<Point3>& vPoints);
 
 /// The same with a precision. The formats .bin, which keeps every double, and .list are as without one.
 ///

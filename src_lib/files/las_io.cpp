@@ -16,23 +16,16 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <filesystem>
 #include <limits>
 #include <optional>
-#include <stdexcept>
 #include <string_view>
 
-#include "BlockReader.h"
-#include "InputFile.h"
 #include "littleEndian.h"
-#include "textNumbers.h"
-#include "tools.h"
+#include "pointReading.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-constexpr std::string_view SIGNATURE = "LASF";
 
 // Where the fields of the header begin, in bytes.
 constexpr std::size_t MAJOR_VERSION = 24, MINOR_VERSION = 25, HEADER_LENGTH = 94, FIRST_POINT = 96, POINT_FORMAT = 104,
@@ -54,14 +47,6 @@ struct PointLayout {
     std::array<double, 3> aScale{}, aOffset{};
 };
 
-[[noreturn]] void refuse(const std::string& why) {
-    throw std::runtime_error(why);
-}
-
-[[noreturn]] void refuseEnd(const BlockReader& reader, const std::string& why) {
-    refuse(reader.failed() ? "is unreadable" : why);
-}
-
 std::string numberText(double value) {
     std::string text;
     appendNumber(text, value);
@@ -82,8 +67,8 @@ void fillHeader(BlockReader& reader, std::size_t numBytes) {
 
 /// Returns the minor version, whose whole header is then in the window of the reader.
 std::size_t readVersion(BlockReader& reader) {
-    reader.fill(SIGNATURE.size());
-    if (std::string_view(reader.begin(), std::min(reader.size(), SIGNATURE.size())) != SIGNATURE)
+    reader.fill(LAS_SIGNATURE.size());
+    if (std::string_view(reader.begin(), std::min(reader.size(), LAS_SIGNATURE.size())) != LAS_SIGNATURE)
         refuseEnd(reader, "isn't a LAS file: it doesn't begin with LASF");
     fillHeader(reader, HEADER_LENGTHS[0]);
     const unsigned major = byteAt(reader.begin(), MAJOR_VERSION), minor = byteAt(reader.begin(), MINOR_VERSION);
@@ -168,22 +153,15 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints) {
     if (!reader.skipFar(layout.first))
         refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
-    std::uint64_t numLeft = layout.numPoints;
-    while (numLeft > 0) {
-        if (!reader.fill(layout.length)) refuseEnd(reader, tooShortText(layout, layout.numPoints - numLeft));
-        const std::uint64_t numHere = std::min<std::uint64_t>(numLeft, reader.size() / layout.length);
-        const char* p = reader.begin();
+    const auto append = [&](const char* p, std::uint64_t numHere) {
         for (std::uint64_t i = 0; i < numHere; ++i, p += layout.length)
             vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
-        reader.skip(numHere * layout.length);
-        numLeft -= numHere;
-    }
+    };
+    const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.length, append);
+    if (numRead < layout.numPoints) refuseEnd(reader, tooShortText(layout, numRead));
 }
 
-void readPoints(const std::string& filename, std::vector<Point3>& vPoints) {
-    InputFile file(filename);
-    if (!file.isOpen()) refuse("is unreadable");
-    BlockReader reader(file.stream());
+void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
     const PointLayout layout = readLayout(reader);
     if (const std::optional<std::uint64_t> fileLength = file.size()) {
         requireLength(*fileLength, layout);
@@ -192,37 +170,10 @@ void readPoints(const std::string& filename, std::vector<Point3>& vPoints) {
     appendPoints(reader, layout, vPoints);
 }
 
-bool isLasName(std::string_view filename) {
-    constexpr std::array<std::string_view, 6> EXTENSIONS{".las", ".LAS", ".Las", ".laz", ".LAZ", ".Laz"};
-    return std::any_of(EXTENSIONS.begin(), EXTENSIONS.end(),
-                       [&](std::string_view extension) { return filename.ends_with(extension); });
-}
-
 }  // namespace
 
-bool isLasFile(const std::string& filename) {
-    std::error_code noFile;
-    if (isLasName(filename)) return true;
-    if (!std::filesystem::is_regular_file(filename, noFile)) return false;  // reading the start of a FIFO would consume it
-    InputFile file(filename);
-    std::array<char, SIGNATURE.size()> start{};
-    return file.stream().read(start.data(), start.size()) && std::string_view(start.data(), start.size()) == SIGNATURE;
-}
-
 bool readLas(const std::string& filename, std::vector<Point3>& vPoints) {
-    const std::size_t numBefore = vPoints.size();
-    std::string why;
-    try {
-        readPoints(filename, vPoints);
-        return true;
-    } catch (const std::runtime_error& e) {
-        why = e.what();
-    } catch (const std::exception&) {  // std::bad_alloc or std::length_error, of the vector
-        why = "holds more points than the memory";
-    }
-    vPoints.resize(numBefore);
-    out() << filename << " " << why << std::endl;
-    return false;
+    return readAllOrNothing(filename, vPoints, readLasPoints);
 }
 
 }  // namespace TARN_KEL

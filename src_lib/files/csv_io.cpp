@@ -1,0 +1,127 @@
+// Points of CSV files with a header.
+//
+// The first line names the columns; x, y and z in either case and with or without quotes may be anywhere among them, and the
+// other columns may hold anything. Columns are separated by commas, semicolons or tabs: by the one of them that gives the
+// header all three names. A cell that begins with a quote ends at the next one, two quotes in it stand for one; line ends in
+// cells aren't known. A line with more cells than the header is refused: decimal commas make such lines of a table that is
+// separated by commas, and elsewhere cells that are no numbers.
+#include "csv_io.h"
+
+#include <algorithm>
+#include <array>
+#include <cstring>
+
+#include "pointReading.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// Where the coordinates are in a line.
+struct CsvTable {
+    char separator = ',';
+    std::size_t numColumns = 0;
+    std::array<std::size_t, 3> aColumn{};
+};
+
+/// The place after the cell at p: a separator or end.
+const char* endOfCell(const char* p, const char* end, char separator) {
+    if (p != end && *p == '"') {
+        do {
+            p = std::find(p + 1, end, '"');
+            if (p != end) ++p;
+        } while (p != end && *p == '"');
+    }
+    return std::find(p, end, separator);
+}
+
+/// What a cell says, without the quotes and blanks around it. Quotes within it stay doubled.
+std::string_view contentOf(std::string_view cell) {
+    const auto trim = [&](const auto& isDropped) {
+        while (!cell.empty() && isDropped(cell.front()))
+            cell.remove_prefix(1);
+        while (!cell.empty() && isDropped(cell.back()))
+            cell.remove_suffix(1);
+    };
+    trim(isSpace);
+    trim([](char c) { return c == '"'; });
+    trim(isSpace);
+    return cell;
+}
+
+/// Calls take(column, content) for the cells of a line. Returns their number; an empty one behind a last separator isn't
+/// one.
+template <typename Take>
+std::size_t forCells(std::string_view line, char separator, const Take& take) {
+    const char* p = line.data();
+    const char* end = p + line.size();
+    if (p != end && end[-1] == '\r') --end;
+    std::size_t column = 0;
+    while (p != end) {
+        const char* const behind = endOfCell(p, end, separator);
+        take(column++, std::string_view(p, static_cast<std::size_t>(behind - p)));
+        p = behind != end ? behind + 1 : end;
+    }
+    return column;
+}
+
+/// The table of a header whose names are separated so; empty when not all of x, y and z are among them.
+std::optional<CsvTable> tableOf(std::string_view header, char separator) {
+    CsvTable table{separator};
+    std::array<bool, 3> aFound{};
+    table.numColumns = forCells(header, separator, [&](std::size_t column, std::string_view cell) {
+        const std::string_view name = contentOf(cell);
+        const std::size_t place = name.size() == 1 ? std::string_view("xyzXYZ").find(name) : std::string_view::npos;
+        if (place == std::string_view::npos || aFound[place % 3]) return;
+        const std::size_t axis = place % 3;
+        table.aColumn[axis] = column;
+        aFound[axis] = true;
+    });
+    return aFound[0] && aFound[1] && aFound[2] ? std::optional(table) : std::nullopt;
+}
+
+CsvTable readCsvHeader(NumberedLines& lines) {
+    constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+    std::string_view line;
+    if (!lines.next(line)) refuse("is empty, expected a header with x, y and z");
+    if (line.substr(0, BYTE_ORDER_MARK.size()) == BYTE_ORDER_MARK) line.remove_prefix(BYTE_ORDER_MARK.size());
+    line.remove_prefix(std::min(line.find_first_not_of("#/"), line.size()));  // some mark the header as a comment
+    for (const char separator : {',', ';', '\t'})
+        if (const std::optional<CsvTable> table = tableOf(line, separator)) return *table;
+    lines.refuseLine("expected a header with x, y and z, separated by commas, semicolons or tabs");
+}
+
+Point3 pointOfCells(std::string_view line, const CsvTable& table, const NumberedLines& lines) {
+    std::array<double, 3> aValue{};
+    std::array<bool, 3> aFound{};
+    const std::size_t numCells = forCells(line, table.separator, [&](std::size_t column, std::string_view cell) {
+        for (std::size_t axis = 0; axis < aValue.size(); ++axis) {
+            if (table.aColumn[axis] != column) continue;
+            std::optional<double> value = numberOf(cell);
+            if (!value) value = numberOf(contentOf(cell));
+            if (!value) lines.refuseLine(std::string("expected a number, with a decimal point if any, for ") + "xyz"[axis]);
+            aValue[axis] = *value;
+            aFound[axis] = true;
+        }
+    });
+    if (numCells > table.numColumns)
+        lines.refuseLine("more cells than the " + std::to_string(table.numColumns) + " columns of the header");
+    if (!aFound[0] || !aFound[1] || !aFound[2]) lines.refuseLine("it ends before x, y and z");
+    return {aValue[0], aValue[1], aValue[2]};
+}
+
+void readCsvPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+    NumberedLines lines(reader);
+    const CsvTable table = readCsvHeader(lines);
+    std::string_view line;
+    while (lines.next(line))
+        vPoints.push_back(pointOfCells(line, table, lines));
+}
+
+}  // namespace
+
+bool readCsv(const std::string& filename, std::vector<Point3>& vPoints) {
+    return readAllOrNothing(filename, vPoints, readCsvPoints);
+}
+
+}  // namespace TARN_KEL

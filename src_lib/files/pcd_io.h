@@ -1,0 +1,17 @@
+// Reader of PCD files.
+#pragma once
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+inline constexpr std::string_view PCD_SIGNATURE = "# .PCD";  ///< the first bytes of most files
+
+/// Does the work of readPoints_PCD().
+bool readPcd(const std::string& filename, std::vector<Point3>& vPoints);
+
+}  // namespace TARN_KEL

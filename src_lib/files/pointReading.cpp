@@ -1,0 +1,103 @@
+// What the readers of point formats share.
+#include "pointReading.h"
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <stdexcept>
+#include <system_error>
+
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+std::string_view trimmed(std::string_view text) {
+    while (!text.empty() && isSpace(text.front()))
+        text.remove_prefix(1);
+    while (!text.empty() && isSpace(text.back()))
+        text.remove_suffix(1);
+    return text;
+}
+
+}  // namespace
+
+void refuse(const std::string& why) {
+    throw std::runtime_error(why);
+}
+
+void refuseEnd(const BlockReader& reader, const std::string& why) {
+    refuse(reader.failed() ? "is unreadable" : why);
+}
+
+bool readAllOrNothing(const std::string& filename, std::vector<Point3>& vPoints,
+                      const std::function<void(const InputFile&, BlockReader&, std::vector<Point3>&)>& read) {
+    const std::size_t numBefore = vPoints.size();
+    std::string why;
+    try {
+        InputFile file(filename);
+        if (!file.isOpen()) refuse("is unreadable");
+        BlockReader reader(file.stream());
+        read(file, reader, vPoints);
+        return true;
+    } catch (const std::runtime_error& e) {
+        why = e.what();
+    } catch (const std::exception&) {  // std::bad_alloc or std::length_error, of the vector
+        why = "holds more points than the memory";
+    }
+    vPoints.resize(numBefore);
+    out() << filename << " " << why << std::endl;
+    return false;
+}
+
+std::optional<double> numberOf(std::string_view text) {
+    double value = 0.0;
+    if (extractFloat(text.data(), text.data() + text.size(), value) == text.data() + text.size()) return value;
+    text = trimmed(text);
+    const char* const end = text.data() + text.size();
+    if (extractFloat(text.data(), end, value) == end) return value;
+    const auto [behind, ec] = std::from_chars(text.data(), end, value);
+    if (ec == std::errc() && behind == end && !std::isfinite(value)) return value;
+    return std::nullopt;
+}
+
+std::optional<std::uint64_t> countOf(std::string_view text) {
+    std::uint64_t value = 0;
+    const char* const end = text.data() + text.size();
+    if (text.empty() || extractInt(text.data(), end, value) != end) return std::nullopt;
+    return value;
+}
+
+std::vector<std::string_view> wordsOf(std::string_view text) {
+    std::vector<std::string_view> vWord;
+    const char* const end = text.data() + text.size();
+    for (const char* p = skipSpace(text.data(), end); p != end; p = skipSpace(p, end)) {
+        const char* const behind = endOfWord(p, end);
+        vWord.emplace_back(p, static_cast<std::size_t>(behind - p));
+        p = behind;
+    }
+    return vWord;
+}
+
+bool NumberedLines::next(std::string_view& line) {
+    while (reader.nextLine(line)) {
+        ++number;
+        bytes += line.size() + 1;
+        if (skipSpace(line.data(), line.data() + line.size()) != line.data() + line.size()) return true;
+    }
+    if (reader.failed()) refuse("is unreadable");
+    return false;
+}
+
+void NumberedLines::refuseLine(const std::string& why) const {
+    refuse("is bad in line " + std::to_string(number) + ": " + why);
+}
+
+void appendColumns(const std::array<CoordinateColumn, 3>& aColumn, std::uint64_t numPoints, std::vector<Point3>& vPoints) {
+    auto [x, y, z] = aColumn;
+    for (std::uint64_t i = 0; i < numPoints; ++i, x.p += x.stride, y.p += y.stride, z.p += z.stride)
+        vPoints.emplace_back(x.load(x.p), y.load(y.p), z.load(z.p));
+}
+
+}  // namespace TARN_KEL

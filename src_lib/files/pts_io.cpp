@@ -1,0 +1,130 @@
+// Points of PTS and PTX files, the texts of scanners. Both are series of blocks; all of them are one cloud.
+//
+// A block of PTS is a line with the number of points, then a line for each: x, y, z, and what else is known, such as
+// intensity and colour.
+//
+// A block of PTX is one scan: a line with the number of columns of its raster and one with that of its rows; four lines with
+// the scanner's place and axes, which the matrix repeats; the four rows of a matrix; and a line for each place of the
+// raster. A point is a row from the left to the matrix, so that the last row of the matrix is the place of the scanner and
+// the last column is 0 0 0 1. Where the scanner saw nothing the file has the scanner's own place, 0 0 0.
+#include "pts_io.h"
+
+#include <array>
+#include <limits>
+
+#include "pointReading.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+/// The whole number that makes up a line.
+std::optional<std::uint64_t> countOfLine(std::string_view line) {
+    const std::vector<std::string_view> vWord = wordsOf(line.substr(0, 64));  // more than any count has
+    return vWord.size() == 1 && line.size() <= 64 ? countOf(vWord[0]) : std::nullopt;
+}
+
+/// Sets line to the next one. Refuses a file that has none.
+void nextOrRefuse(NumberedLines& lines, std::string_view& line, const std::string& expected) {
+    if (!lines.next(line)) refuse("ends before " + expected);
+}
+
+/// The point of the next line, the one with number i of numPoints.
+Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints) {
+    std::string_view line;
+    const bool bLine = lines.next(line);
+    const std::optional<Point3> point = bLine ? extractPoint(line) : std::nullopt;
+    if (point) return *point;
+    const std::string expected = "point " + std::to_string(i + 1) + " of " + std::to_string(numPoints);
+    if (!bLine) refuse("ends before " + expected);
+    lines.refuseLine("expected " + expected);
+}
+
+// ---- PTS
+
+void readPtsPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+    NumberedLines lines(reader);
+    std::string_view line;
+    nextOrRefuse(lines, line, "a number of points");
+    do {
+        const std::optional<std::uint64_t> numPoints = countOfLine(line);
+        if (!numPoints) lines.refuseLine("expected a number of points");
+        for (std::uint64_t i = 0; i < *numPoints; ++i)
+            vPoints.push_back(nextPoint(lines, i, *numPoints));
+    } while (lines.next(line));
+}
+
+// ---- PTX
+
+/// What makes of a point of a scan one of the cloud: the product with three rows, plus the last one.
+using PtxMatrix = std::array<std::array<double, 4>, 4>;
+
+/// The count of a line that was read; two of them have a product in 64 bits.
+std::uint64_t rasterSide(const NumberedLines& lines, std::string_view line, const std::string& what) {
+    const std::optional<std::uint64_t> count = countOfLine(line);
+    if (!count || *count > std::numeric_limits<std::uint32_t>::max()) lines.refuseLine("expected " + what);
+    return *count;
+}
+
+void skipPose(NumberedLines& lines) {
+    constexpr int NUM_LINES = 4;
+    for (int i = 0; i < NUM_LINES; ++i) {
+        std::string_view line;
+        nextOrRefuse(lines, line, "the scanner's place and axes");
+        if (!extractPoint(line)) lines.refuseLine("expected the scanner's place and axes, three numbers a line");
+    }
+}
+
+PtxMatrix nextMatrix(NumberedLines& lines) {
+    PtxMatrix matrix{};
+    for (std::size_t i = 0; i < matrix.size(); ++i) {
+        const std::string expected =
+            "row " + std::to_string(i + 1) + " of the matrix, four numbers that end with " + (i < 3 ? "0" : "1");
+        std::string_view line;
+        nextOrRefuse(lines, line, expected);
+        const char* p = line.data();
+        for (double& value : matrix[i]) {
+            p = extractFloat(p, line.data() + line.size(), value);
+            if (p == nullptr) lines.refuseLine("expected " + expected);
+        }
+        if (matrix[i][3] != (i < 3 ? 0.0 : 1.0)) lines.refuseLine("expected " + expected);
+    }
+    return matrix;
+}
+
+Point3 moved(const Point3& point, const PtxMatrix& m) {
+    const auto at = [&](std::size_t axis) {
+        return point.x() * m[0][axis] + point.y() * m[1][axis] + point.z() * m[2][axis] + m[3][axis];
+    };
+    return {at(0), at(1), at(2)};
+}
+
+void readPtxPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+    const Point3 nothing(0, 0, 0);
+    NumberedLines lines(reader);
+    std::string_view line;
+    nextOrRefuse(lines, line, "the number of columns");
+    do {
+        const std::uint64_t numColumns = rasterSide(lines, line, "the number of columns");
+        nextOrRefuse(lines, line, "the number of rows");
+        const std::uint64_t numPoints = numColumns * rasterSide(lines, line, "the number of rows");
+        skipPose(lines);
+        const PtxMatrix matrix = nextMatrix(lines);
+        for (std::uint64_t i = 0; i < numPoints; ++i) {
+            const Point3 point = nextPoint(lines, i, numPoints);
+            if (point != nothing) vPoints.push_back(moved(point, matrix));
+        }
+    } while (lines.next(line));
+}
+
+}  // namespace
+
+bool readPts(const std::string& filename, std::vector<Point3>& vPoints) {
+    return readAllOrNothing(filename, vPoints, readPtsPoints);
+}
+
+bool readPtx(const std::string& filename, std::vector<Point3>& vPoints) {
+    return readAllOrNothing(filename, vPoints, readPtxPoints);
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,68 @@
+// What a file of points gives, behind older points, and what is said about a bad one.
+#pragma once
+
+#include "support/TempFolder.h"
+#include "support/prelude.h"
+
+namespace TARN_TEST {
+
+using Points = std::vector<Point3>;
+
+/// What readPoints_auto() appends; it must be nothing when that returns false. text: what it prints.
+inline Points readBehindOlder(std::string name, bool bExpected, std::string* text = nullptr) {
+    const Point3 older(7, 8, 9);
+    Points vPoints{older};
+    const std::string printed = outputOf([&] { EXPECT_EQ(readPoints_auto(name, vPoints), bExpected); });
+    if (text != nullptr) *text = printed;
+    EXPECT_EQ(vPoints.front(), older);
+    vPoints.erase(vPoints.begin());
+    if (!bExpected) {
+        EXPECT_EQ(vPoints.size(), 0U);
+    }
+    return vPoints;
+}
+
+/// Expects that a file of that content is refused in one line that begins with its name and holds the words.
+inline void expectRefused(const TempFolder& folder, const std::string& name, const std::string& bytes,
+                          const std::string& words = "") {
+    std::string text;
+    const std::string path = folder.write(name, bytes);
+    readBehindOlder(path, false, &text);
+    EXPECT_EQ(text.rfind(path + " ", 0), 0U) << text;
+    EXPECT_EQ(countIn(text, "\n"), 1) << text;
+    EXPECT_NE(text.find(words), std::string::npos) << words << " in " << text;
+}
+
+/// Values that a count of so many points must not be, from just beside it to far out.
+inline std::vector<std::string> lyingCounts(std::uint64_t num) {
+    const std::string n = std::to_string(num);
+    return {std::to_string(num + 1),
+            std::to_string(num + 2),
+            n + "0",
+            n + "000000",
+            "65536",
+            "2147483647",
+            "2147483648",
+            "4294967295",
+            "4294967296",
+            "9223372036854775807",
+            "9223372036854775808",
+            "18446744073709551615",
+            "18446744073709551616",
+            "99999999999999999999999999",
+            "-1",
+            "-" + n,
+            n + ".5",
+            "0x" + n,
+            "many"};
+}
+
+/// Whether two lists are equal, with coordinates that are no numbers taken for equal.
+inline bool areSame(const Points& a, const Points& b) {
+    const auto isSame = [](double x, double y) { return x == y || (std::isnan(x) && std::isnan(y)); };
+    return std::equal(a.begin(), a.end(), b.begin(), b.end(), [&](const Point3& p, const Point3& q) {
+        return isSame(p.x(), q.x()) && isSame(p.y(), q.y()) && isSame(p.z(), q.z());
+    });
+}
+
+}  // namespace TARN_TEST

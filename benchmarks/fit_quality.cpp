@@ -62,6 +62,7 @@ struct Surface {
     std::string shape;
     double noise = 0.0;
     double outlierShare = 0.0;
+    std::string pattern = "even";
 };
 
 // ---- Turns
@@ -170,6 +171,7 @@ Figures measure(const Surface& surface, std::size_t numPoints, std::uint64_t see
     request.numPoints = numPoints;
     request.noise = surface.noise;
     request.seed = seed;
+    request.pattern = surface.pattern;
     request.outlierShare = surface.outlierShare;
     request.outlierKind = "dust";
     const double spacing = makeScan(request, vPoint).spacing;
@@ -217,12 +219,12 @@ Value largest(const std::vector<Figures>& vFigures, Value Figures::*member) {
 }
 
 void printRow(const Surface& surface, std::vector<Figures>& v) {
-    std::printf("%-8s%5.2f%5.2f | %.4f %.4f | %.3f %.3f | %.3f %.3f | %5zu %5zu %5zu %5.1f | %.2f %.2f\n",
-                surface.shape.c_str(), surface.noise, surface.outlierShare, middle(v, &Figures::mean),
-                middle(v, &Figures::back), middle(v, &Figures::farthest), largest(v, &Figures::farthest),
-                middle(v, &Figures::farthestBack), largest(v, &Figures::farthestBack), largest(v, &Figures::numBorder),
-                largest(v, &Figures::numFolds), largest(v, &Figures::numCrossings), middle(v, &Figures::angle),
-                middle(v, &Figures::fitSeconds), middle(v, &Figures::seconds));
+    std::printf("%-8s%-8s%5.2f%5.2f | %.4f %.4f | %.3f %.3f | %.3f %.3f | %5zu %5zu %5zu %5.1f | %.2f %.2f\n",
+                surface.shape.c_str(), surface.pattern.c_str(), surface.noise, surface.outlierShare,
+                middle(v, &Figures::mean), middle(v, &Figures::back), middle(v, &Figures::farthest),
+                largest(v, &Figures::farthest), middle(v, &Figures::farthestBack), largest(v, &Figures::farthestBack),
+                largest(v, &Figures::numBorder), largest(v, &Figures::numFolds), largest(v, &Figures::numCrossings),
+                middle(v, &Figures::angle), middle(v, &Figures::fitSeconds), middle(v, &Figures::seconds));
     std::fflush(stdout);
 }
 
@@ -232,10 +234,12 @@ int main(int argc, char** argv) {
     const std::size_t numPoints = argc > 1 ? std::strtoul(argv[1], nullptr, 10) : 100000;
     const std::uint64_t numTurns = argc > 2 ? std::strtoul(argv[2], nullptr, 10) : 10;
     TARN_KEL::setMessageSink([](TARN_KEL::MessageKind, std::string_view) {});
-    std::puts("shape   noise outl | mean   back   | far         | back        | border folds cross angle | fit  all");
+    std::puts(
+        "shape   pattern noise outl | mean   back   | far         | back        | border folds cross angle | fit  all");
     for (const Surface& surface :
          {Surface{"sphere"}, Surface{"block"}, Surface{"cube"}, Surface{"plane"}, Surface{"block", 0.173},
-          Surface{"torus", 0.173}, Surface{"torus", 0.173, 0.05}, Surface{"torus", 0.577}, Surface{"plane", 0.173}}) {
+          Surface{"torus", 0.173}, Surface{"torus", 0.173, 0.05}, Surface{"torus", 0.577}, Surface{"plane", 0.173},
+          Surface{"sphere", 0.0, 0.0, "varying"}, Surface{"sphere", 0.0, 0.0, "lines"}}) {
         const std::vector<Vector3> vTruth = truthOf(surface.shape, 4 * numPoints);
         std::vector<Figures> vFigures;
         for (std::uint64_t seed = 1; seed <= numTurns; ++seed)

@@ -5,7 +5,10 @@
 #include "NearestNodes.h"
 #include "RMesh.h"
 #include "SyntheticScan.h"
+#include "gapTriangles.h"
 #include "inputPoints.h"
+#include "nodePlanes.h"
+#include "nodeStars.h"
 #include "principalAxes.h"
 #include "runGrid.h"
 #include "support/points.h"
@@ -66,6 +69,31 @@ Points windowed(unsigned seed, double widthSpacings) {
     std::erase_if(vPoints, [&](const Point3& p) { return std::hypot(p.x() - 0.5, p.y() - 0.5) < radius; });
     return vPoints;
 }
+
+/// In the plane z = 0, from the origin on.
+Points lattice(int numX, int numY, double pitch) {
+    Points vPoints;
+    for (int y = 0; y < numY; ++y)
+        for (int x = 0; x < numX; ++x)
+            vPoints.emplace_back(pitch * x, pitch * y, 0.0);
+    return vPoints;
+}
+
+/// The steps from points to gaps, on cells of edge 1, with planes that may be changed before.
+struct Gaps {
+    explicit Gaps(const Points& vPoints)
+        : sample(vPoints, makeGrid(boundsOf(vPoints), 1.0)), planes(lookAround(sample.nodes)) {
+        fitOpenNodes(sample.nodes, sample.getNearest(), planes);
+    }
+    std::vector<GapTriangle> candidates() {
+        stars.emplace(sample.nodes, planes, sample.getNearest());
+        stars->make(planes.vOpen);
+        return gapCandidates(sample.nodes, planes, *stars);
+    }
+    CloudSample sample;
+    NodePlanes planes;
+    std::optional<NodeStars> stars;
+};
 
 std::size_t numNear(const Points& vPoints, const Point3& centre, double distance) {
     return static_cast<std::size_t>(
@@ -252,6 +280,90 @@ TEST(EvenSampling, takesAnyCloud) {
             EXPECT_LE(result.vAdded.size(), 10 * result.numNodes);
         }
     EXPECT_TRUE(evenedOn(Points(5000, Point3(1e9, 0, 0)), 1.0).vAdded.empty());
+}
+
+TEST(EvenSampling, takesAFewWideGapsForChance) {
+    // Pairs of places without a point leave gaps wide enough to tear the mesh.
+    for (const int numPairs : {2, 12}) {
+        Points vPoints = lattice(40, 40, 1.0);
+        for (int pair = 0; pair < numPairs; ++pair) {
+            const Point3 first(6.0 + 8.0 * (pair % 4), 6.0 + 8.0 * (pair / 4), 0.0);
+            std::erase_if(vPoints, [&](const Point3& p) {
+                return (p - first).length() < 0.1 || (p - first - Vector3(1.0, 0.0, 0.0)).length() < 0.1;
+            });
+        }
+        const EvenSampling result = evenedOn(vPoints, 1.0);
+        EXPECT_GE(result.numGaps, static_cast<std::size_t>(numPairs));
+        EXPECT_EQ(result.bEvenCloud, numPairs == 2) << result.numGaps;
+    }
+}
+
+// ---- Gaps
+
+TEST(GapTriangles, haveCornersWhosePlanesAgree) {
+    for (const double bend : {36.0, 48.0}) {  // the sides lie off the planes by half of that
+        Gaps gaps(lattice(20, 20, 1.9));
+        const auto isLeft = [&](NodeId node) { return gaps.sample.nodes.vPlace[node].x() < 18.0; };
+        for (NodeId node = 0; node < gaps.planes.vNormal.size(); ++node) {
+            const double angle = (isLeft(node) ? -0.5 : 0.5) * bend * M_PI / 180.0;
+            gaps.planes.vNormal[node] = {std::sin(angle), 0.0, std::cos(angle)};
+        }
+        std::size_t numAcross = 0, numBeside = 0;
+        for (const GapTriangle& gap : gaps.candidates())
+            ++(isLeft(gap.corners[0]) != isLeft(gap.corners[1]) || isLeft(gap.corners[1]) != isLeft(gap.corners[2])
+                   ? numAcross
+                   : numBeside);
+        EXPECT_GT(numBeside, 500U);
+        EXPECT_EQ(numAcross > 0, bend < 40.0) << numAcross;
+    }
+}
+
+TEST(GapTriangles, areNotFilledByNodesOfAnotherSheet) {
+    struct Over {
+        double height;
+        bool bOther;  // a plane across
+        bool bGap;    // the square beneath stays one
+    };
+    for (const auto& [height, bOther, bGap] : {Over{1.2, false, false}, Over{1.2, true, true}, Over{1.3, false, true}}) {
+        Points vPoints = lattice(20, 20, 1.9);
+        vPoints.emplace_back(10.5 * 1.9, 10.5 * 1.9, height);  // over the middle of a square
+        Gaps gaps(vPoints);
+        for (NodeId node = 0; node < gaps.planes.vNormal.size(); ++node) {
+            const bool bOver = gaps.sample.nodes.vPlace[node].z() > 0.5;
+            gaps.planes.vNormal[node] = bOver && bOther ? Vector3(1.0, 0.0, 0.0) : Vector3(0.0, 0.0, 1.0);
+        }
+        const std::vector<GapTriangle> vGap = gaps.candidates();
+        const auto isInSquare = [&](const GapTriangle& gap) {
+            return std::all_of(gap.corners.begin(), gap.corners.end(), [&](NodeId node) {
+                const Vector3& place = gaps.sample.nodes.vPlace[node];
+                return place.z() < 0.5 && std::fabs(place.x() - 19.95) < 1.0 && std::fabs(place.y() - 19.95) < 1.0;
+            });
+        };
+        EXPECT_EQ(std::any_of(vGap.begin(), vGap.end(), isInSquare), bGap) << height;
+    }
+}
+
+TEST(GapTriangles, holdNoNodeInTheirDiscs) {
+    forSeeds(3, [](unsigned seed) {
+        Points vPoints;
+        for (const Point3& p : Scan(seed).plane(3000))  // dense at one side, a sixteenth of that at the other
+            vPoints.emplace_back(20.0 * (std::exp2(2.0 * p.x()) - 1.0), 60.0 * p.y(), 0.0);
+        Gaps gaps(vPoints);
+        const std::vector<Vector3>& vPlace = gaps.sample.nodes.vPlace;
+        std::size_t numFilled = 0;
+        const std::vector<GapTriangle> vGap = gaps.candidates();
+        for (const GapTriangle& gap : vGap) {
+            const Vector3 &a = vPlace[gap.corners[0]], b = vPlace[gap.corners[1]] - a, c = vPlace[gap.corners[2]] - a;
+            const double area = 2.0 * (b.x() * c.y() - b.y() * c.x());
+            const Vector3 centre = a + Vector3((c.y() * b.sqLength() - b.y() * c.sqLength()) / area,
+                                               (b.x() * c.sqLength() - c.x() * b.sqLength()) / area, 0.0);
+            EXPECT_NEAR((centre - a).length(), gap.radius, 1e-6);
+            numFilled += std::any_of(vPlace.begin(), vPlace.end(),
+                                     [&](const Vector3& place) { return (place - centre).length() < gap.radius - 1e-6; });
+        }
+        EXPECT_GT(vGap.size(), 100U);
+        EXPECT_EQ(numFilled, 0U);
+    });
 }
 
 TEST(NearestNodes, agreesWithTheSearchThroughAll) {

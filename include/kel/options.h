@@ -79,7 +79,7 @@ struct RunStep {
 
 /// What reconstruct() did.
 struct ReconstructReport {
-    using Step = RunStep;
+    using Step = RunStep;  ///< How long a step took.
 
     std::size_t numPoints = 0;       ///< Points that were passed.
     std::size_t numNotFinite = 0;    ///< Points left out because a coordinate isn't finite.

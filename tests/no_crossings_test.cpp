@@ -103,6 +103,15 @@ TEST(NoCrossings, noStepMakesAny) {
     }
 }
 
+// Small pieces shrink with their borders: they wait before the coordinates of the mesh are too coarse for their shape.
+TEST(NoCrossings, smoothingBordersLeavesPiecesTheirShape) {
+    for (unsigned seed = 0; seed < 6; ++seed) {
+        const MeshPtr pMesh = meshOf(crowd(seed));
+        smooth(pMesh, {.numRounds = 30, .bKeepBorders = false, .bNoCrossings = true});
+        EXPECT_EQ(firstFlawButFacing(*pMesh->getRMesh()), "") << seed;
+    }
+}
+
 TEST(NoCrossings, noStepMakesMoreThanThereAre) {
     for (const auto& [name, step] : steps())
         for (unsigned seed = 0; seed < 40; ++seed)

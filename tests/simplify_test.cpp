@@ -572,16 +572,6 @@ TEST(ShapeSmooth, leavesOrFollowsBorders) {
     }
 }
 
-// A triangle by itself shrinks to nothing with its border: it waits before rounding makes it flat.
-TEST(ShapeSmooth, leavesTinyPiecesAShape) {
-    Soup soup = sheet(4, 4);
-    soup.vVtx.insert(soup.vVtx.end(), {{1e4, 5, 5}, {1e4 + 1, 5.2, 5}, {1e4, 5.7, 5.3}});
-    soup.vT.push_back({25, 26, 27});
-    const MeshPtr pMesh = meshOf(soup);
-    EXPECT_GT(smooth(pMesh, {.numRounds = 40, .bKeepBorders = false}).numHeld, 0U);
-    EXPECT_EQ(firstFlaw(*pMesh->getRMesh()), "");
-}
-
 TEST(ShapeSmooth, turnsNoTriangleOver) {
     forSeeds(20, [](unsigned seed) {
         const MeshPtr pMesh = meshOf(withNoise(seed % 2 == 0 ? waves(15) : torus(20, 9), 0.45, seed));

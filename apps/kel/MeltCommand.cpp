@@ -1,5 +1,4 @@
 // kel melt: a triangle soup to a mesh.
-#include <limits>
 #include <memory>
 
 #include "SoupOptions.h"
@@ -58,14 +57,7 @@ void addMeltCommand(CLI::App& app, Program& program) {
         command.add_flag("--plain", pRequest->bPlain, "Triangles to cells to triangles: no step that isn't asked for");
     addSwitch(command, "--no-complete", options.bComplete, "Leave out the cells of which triangles only cut off a sliver");
     addSwitch(command, "--raw", options.bManifold, RAW_TEXT);
-    command
-        .add_option("--pinholes", options.maxPinholeEdges,
-                    "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none")
-        ->type_name("N")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->capture_default_str()
-        ->excludes(pPlain);
-    command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
+    addHoleOptions(command, options.maxPinholeEdges, options.maxHoleEdges)->excludes(pPlain);
     program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { meltSoup(*pRequest, program); });

@@ -127,6 +127,19 @@ void addRawOption(CLI::App& command, bool& bRaw) {
     command.add_flag("--raw", bRaw, RAW_TEXT);
 }
 
+CLI::Option* addHoleOptions(CLI::App& command, int& maxPinholeEdges, int& maxHoleEdges) {
+    CLI::Option* const pPinholes =
+        command.add_option("--pinholes", maxPinholeEdges,
+                           "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none");
+    pPinholes->type_name("N")->check(CLI::Range(0, std::numeric_limits<int>::max()))->capture_default_str();
+    command
+        .add_option("--close", maxHoleEdges,
+                    "Close holes of at most N edges, such as pinholes (8); the outer border of a flat or small piece stays")
+        ->type_name("N")
+        ->check(holeEdges);
+    return pPinholes;
+}
+
 CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings) {
     return command.add_flag("--no-crossings", bNoCrossings,
                             "Leave out what would make triangles pass through each other; takes longer");

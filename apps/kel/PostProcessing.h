@@ -43,8 +43,6 @@ extern const CLI::Range smoothRounds;
 extern const CLI::Range holeEdges;
 
 inline constexpr const char* RAW_TEXT = "Allow edges of three and more triangles, and whatever else isn't manifold";
-inline constexpr const char* CLOSE_TEXT =
-    "Close holes of at most N edges, such as pinholes (8); the outer border of a flat or small piece stays";
 inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
 inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
 inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";
@@ -69,6 +67,8 @@ struct MeshChange {
 void addMeshChange(CLI::App& command, MeshChange& change, bool bOfferNoCrossings = true);
 /// Adds --raw.
 void addRawOption(CLI::App& command, bool& bRaw);
+/// --pinholes and --close. Returns the first one.
+CLI::Option* addHoleOptions(CLI::App& command, int& maxPinholeEdges, int& maxHoleEdges);
 /// Adds --no-crossings.
 CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings);
 /// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it.

@@ -1,6 +1,5 @@
 // kel reconstruct: points to a mesh, with optional steps after it.
 #include <functional>
-#include <limits>
 #include <map>
 #include <memory>
 #include <utility>
@@ -177,19 +176,12 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
         ->check(nonNegativeNumber)
         ->capture_default_str()
         ->excludes(pPlain);
-    command
-        .add_option("--pinholes", options.maxPinholeEdges,
-                    "Close holes of at most N edges that aren't the outer border of a piece; 0 closes none")
-        ->type_name("N")
-        ->check(CLI::Range(0, std::numeric_limits<int>::max()))
-        ->capture_default_str()
-        ->excludes(pPlain);
+    addHoleOptions(command, options.maxPinholeEdges, options.maxHoleEdges)->excludes(pPlain);
     addSwitch(command, "--no-fit", options.bFit,
               "Leave vertices where the cells put them: cut edges, noise of single points");
     addSwitch(command, "--no-denoise", options.bDenoise,
               "Make the surface of very noisy points once, not again without the noise");
     addSwitch(command, "--keep-crossings", options.bNoCrossings, "Leave triangles that pass through each other as they are");
-    command.add_option("--close", options.maxHoleEdges, CLOSE_TEXT)->type_name("N")->check(holeEdges);
 }
 
 }  // namespace

@@ -39,7 +39,7 @@ struct MeltOptions {
     /// Adds the cells of which triangles cut off only a sliver, which melt() of a spacing and an angle misses.
     bool bComplete = true;
     bool bManifold = true;    ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
-    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges that are no outer rim of a piece; 0 for none.
+    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges, not the outer border of a piece; 0: none.
     int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
 
     // ---- The run

@@ -8,6 +8,7 @@
 #include "Progress.h"
 #include "ThreadSingleton.h"
 #include "kel.h"
+#include "processMemory.h"
 
 namespace TARN_KEL {
 
@@ -58,5 +59,22 @@ private:
     ProgressBase* pFormer;
     RunWatch watch;
 };
+
+/// A whole call with options: report, number of threads, listener, progress. beginProgress() names the steps that are heard;
+/// work(watchedRun, report) makes the mesh.
+template <typename Options, typename Report, typename BeginProgress, typename Work>
+MeshPtr runWithOptions(const Options& options, Report* pReport, const BeginProgress& beginProgress, const Work& work) {
+    Report ownReport;
+    Report& report = pReport != nullptr ? *pReport : ownReport;
+    report = {};
+    if (options.numThreads > 0) setNumThreads(options.numThreads);
+    const WatchedRun watchedRun(options.pStop, options.pListener);
+    beginProgress();
+    OwnRun run(true);
+    MeshPtr pMesh = work(watchedRun, report);
+    run.close();
+    report.peakMemory = peakMemory();
+    return pMesh;
+}
 
 }  // namespace TARN_KEL

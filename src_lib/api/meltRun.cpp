@@ -17,7 +17,6 @@
 #include "kel.h"
 #include "meshFlaws.h"
 #include "pieces.h"
-#include "processMemory.h"
 
 namespace TARN_KEL {
 
@@ -87,17 +86,10 @@ private:
 }  // namespace
 
 MeshPtr melt(const std::vector<Point3>& vPoints, const MeltOptions& options, MeltReport* pReport) {
-    MeltReport ownReport;
-    MeltReport& report = pReport != nullptr ? *pReport : ownReport;
-    report = {};
-    if (options.numThreads > 0) setNumThreads(options.numThreads);
-    const WatchedRun watchedRun(options.pStop, options.pListener);
-    progressForMeltWithOptions();
-    OwnRun run(true);
-    MeshPtr pMesh = MeltRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
-    run.close();
-    report.peakMemory = peakMemory();
-    return pMesh;
+    return runWithOptions(options, pReport, progressForMeltWithOptions,
+                          [&](const WatchedRun& watchedRun, MeltReport& report) {
+                              return MeltRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
+                          });
 }
 
 }  // namespace TARN_KEL

@@ -247,17 +247,9 @@ void ScanRun::finish(RMesh& mesh) {
 }  // namespace
 
 MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options, ReconstructReport* pReport) {
-    ReconstructReport ownReport;
-    ReconstructReport& report = pReport != nullptr ? *pReport : ownReport;
-    report = {};
-    if (options.numThreads > 0) setNumThreads(options.numThreads);
-    const WatchedRun watchedRun(options.pStop, options.pListener);
-    progressForScan();
-    OwnRun run(true);
-    MeshPtr pMesh = ScanRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
-    run.close();
-    report.peakMemory = peakMemory();
-    return pMesh;
+    return runWithOptions(options, pReport, progressForScan, [&](const WatchedRun& watchedRun, ReconstructReport& report) {
+        return ScanRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
+    });
 }
 
 }  // namespace TARN_KEL

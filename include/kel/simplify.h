@@ -98,7 +98,7 @@ struct SmoothReport {
 /// @param pMesh    the mesh; the same mesh always gives the same result. It is replaced as a whole: see reduce()
 /// @param options  what to do; with numbers out of their ranges there is a warning and nothing is done
 /// @return what was done
-/// @cost O(n) for each round; O(n log n) with bNoCrossings
+/// @cost O(n) for each round; with bNoCrossings O(n log n), again each time that some had to wait: mostly once or twice
 SmoothReport smooth(MeshPtr pMesh, const SmoothOptions& options = {});
 
 }  // namespace TARN_KEL

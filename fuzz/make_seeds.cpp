@@ -105,8 +105,20 @@ void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
     write("stl", ".stl", true);
     write("ply_mesh", "_text.ply", true);
     write("ply_mesh", "_binary.ply", false);
+    demand(toObj(pMesh, corpus.path("obj", name + ".obj"), Precision::DOUBLE), name + ".obj");
+    demand(toOff(pMesh, corpus.path("off", name + ".off"), Precision::DOUBLE), name + ".off");
     for (const char* header : {"", "solid"})
         makeSeed(corpus, "stl", name + header + "_binary.stl", binaryStl(cornersOf(soup), header));
+}
+
+/// The same as texts.
+void makeForeignTexts(const Corpus& corpus) {
+    makeSeed(corpus, "obj", "foreign.obj",
+             "# pyramid\nmtllib p.mtl\nv 0 0 0\nv 1 0 0 1.0\nv 1 1 0 0.5 0.5 1\nv 0 1 0\nvn 0 0 1\nv .5 .5 1e0\n"
+             "f 4//1 3//1 2//1 1//1\ng sides\nf -5/1 -4/2/3 5\nf 2 \\\n3 5 # continued\nf 3 4 5\nf 4 1 5\n");
+    makeSeed(corpus, "off", "foreign.off",
+             "# pyramid\nCNOFF # counts\n5 5 8\n0 0 0 0 0 1 255 0 0 1\n1 0 0\n1 1 0\n\n0 1 0\n.5 .5 1e0\n"
+             "4 3 2 1 0 0.5 0.5 1\n3 0 1 4\n3 1 2 4 # second\n3 2 3 4\n3 3 0 4\n");
 }
 
 /// A square pyramid as other programs write one: comments, doubles, colours, a square and triangles, short indices.
@@ -158,11 +170,14 @@ int main(int argc, char** argv) {
     makeMesh(corpus, "torus", torus(5, 4));
     for (const char* format : {"ascii", "binary_little_endian", "binary_big_endian"})
         makeForeignPly(corpus, format);
+    makeForeignTexts(corpus);
     makeForeignLineEnds(corpus, "points_ascii", "points.xyz");
     makeForeignLineEnds(corpus, "ply_mesh", "foreign_ascii.ply");
     makeForeignLineEnds(corpus, "stl", "closed.stl");
     corpus.copy("ply_mesh", "ply_points");
     corpus.copy("ply_mesh", "mesh_ply");
     corpus.copy("stl", "mesh_stl");
+    corpus.copy("obj", "mesh_obj");
+    corpus.copy("off", "mesh_off");
     return 0;
 }

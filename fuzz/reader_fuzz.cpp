@@ -89,18 +89,26 @@ void fuzzPlyPoints(const std::string& file, std::string_view bytes) {
     appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), true, vPoints); });
 }
 
-void fuzzPlyMesh(const std::string& file, std::string_view bytes) {
-    const Points vCorners = appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), false, vPoints); });
+/// A file that numbers its vertices.
+void fuzzNumberedMesh(const std::string& file, std::string_view bytes) {
+    const Points vCorners = appended(bytes, true, [&](Points& vPoints) { return readTriangles_auto(file, vPoints); });
     demand(vCorners.size() % 3 == 0, "three corners per triangle");
     Points vVertices;
     std::vector<int> vIndices;
-    PLY::readPly(file, vVertices, vIndices);
+    readTriangles_auto(file, vVertices, vIndices);
     const auto isSame = [&](int i, const Point3& p) {
         const Point3& q = vVertices.at(static_cast<std::size_t>(i));
         return std::memcmp(&p, &q, sizeof p) == 0;  // not a number is, too
     };
     demand(std::equal(vIndices.begin(), vIndices.end(), vCorners.begin(), vCorners.end(), isSame),
            "numbered vertices are the corners");
+}
+
+void fuzzMeshText(const std::string& file, std::string_view bytes) {
+    std::string name = file;
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    demand(6 * vRead.size() <= bytes.size() + 1, "a vertex of a text has at least six bytes");
+    fuzzNumberedMesh(file, bytes);
 }
 
 void fuzzMeshFile(const std::string& file, std::string_view bytes, bool bJoin) {
@@ -125,10 +133,14 @@ struct Target {
     std::string_view reader, extension;
     void (*run)(const std::string& file, std::string_view bytes);
 };
-constexpr std::array<Target, 12> TARGETS{{
+constexpr std::array<Target, 16> TARGETS{{
+    {"mesh_obj", ".obj", fuzzMesh},
+    {"mesh_off", ".off", fuzzMesh},
     {"mesh_ply", ".ply", fuzzMesh},
     {"mesh_stl", ".stl", fuzzMesh},
-    {"ply_mesh", ".ply", fuzzPlyMesh},
+    {"obj", ".obj", fuzzMeshText},
+    {"off", ".off", fuzzMeshText},
+    {"ply_mesh", ".ply", fuzzNumberedMesh},
     {"ply_points", ".ply", fuzzPlyPoints},
     {"points_ascii", ".xyz", fuzzPointsAscii},
     {"points_bin", ".bin", fuzzPointsBin},

@@ -14,6 +14,7 @@
 #include <limits>
 #include <memory>
 #include <new>
+#include <numeric>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -30,6 +31,8 @@
 #include "kel.h"
 #include "las_io.h"
 #include "numberForms.h"
+#include "obj_io.h"
+#include "off_io.h"
 #include "pcd_io.h"
 #include "ply_io.h"
 #include "pointReading.h"
@@ -58,18 +61,20 @@ constexpr std::array<Extension, 21> EXTENSIONS{{
     {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
 }};
 
-/// The same for formats of points that are only read.
+/// The same for formats that FileType doesn't have.
 struct PointExtension {
     std::array<std::string_view, 3> aSpelling;
     PointFormat format;
 };
-constexpr std::array<PointExtension, 6> POINT_EXTENSIONS{{
+constexpr std::array<PointExtension, 8> POINT_EXTENSIONS{{
     {{".las", ".LAS", ".Las"}, PointFormat::LAS},
     {{".laz", ".LAZ", ".Laz"}, PointFormat::LAS},
     {{".pcd", ".PCD", ".Pcd"}, PointFormat::PCD},
     {{".pts", ".PTS", ".Pts"}, PointFormat::PTS},
     {{".ptx", ".PTX", ".Ptx"}, PointFormat::PTX},
     {{".csv", ".CSV", ".Csv"}, PointFormat::CSV},
+    {{".obj", ".OBJ", ".Obj"}, PointFormat::OBJ},
+    {{".off", ".OFF", ".Off"}, PointFormat::OFF},
 }};
 
 /// The bytes that files of a format begin with, whatever their names.
@@ -187,6 +192,13 @@ bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints)
     return file.commit() || fail(name + " can't be written");
 }
 
+/// Appends the vertices of a mesh. The triangles are read, too: a bad one makes a bad file.
+template <typename Read>
+bool readVertices(const Read& read, const std::string& filename, std::vector<Point3>& vPoints) {
+    std::vector<int> vIndices;
+    return read(filename, vPoints, vIndices);
+}
+
 std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
     std::vector<const Point3*> vPointers;
     vPointers.reserve(vPoints.size());
@@ -197,16 +209,27 @@ std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
 
 // ---- Meshes
 
-/// Appends three corners per triangle.
-bool readTriangles(const std::string& filename, std::vector<Point3>& vCorners) {
-    switch (getFileType(filename)) {
-    case FT_PLY:
-        return PLY::readPly(filename, false, vCorners);
-    case FT_STL:
-        return readStl(filename, true, vCorners);
-    default:
-        return fail("Filename extension of [" + filename + "] is not valid, expected *.ply or *.stl");
+/// Appends three corners per triangle of a file that numbers its vertices.
+bool readCornersByNumber(const std::string& filename, std::vector<Point3>& vCorners) {
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
+    if (!readTriangles_auto(filename, vVertices, vIndices)) return false;
+    vCorners.reserve(vCorners.size() + vIndices.size());
+    for (const int index : vIndices)
+        vCorners.push_back(vVertices[static_cast<std::size_t>(index)]);
+    return true;
+}
+
+/// Reads the corners of an STL file as vertices, each used once.
+bool readStlNumbered(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+    const std::size_t numBefore = vIndices.size();
+    if (!readStl(filename, true, vVertices)) {
+        vVertices.clear();
+        return false;
     }
+    vIndices.resize(numBefore + vVertices.size());
+    std::iota(vIndices.begin() + static_cast<std::ptrdiff_t>(numBefore), vIndices.end(), 0);
+    return true;
 }
 
 /// Three vertices by number, in the order of the file.
@@ -239,19 +262,19 @@ std::vector<Triple> createVertices(std::size_t numCorners, const PlaceOf& placeO
 /// Reads the triangles of a file and creates a vertex for each place. Returns false when the file can't be read.
 bool readJoined(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
     std::vector<Point3> vCorners;
-    if (!readTriangles(filename, vCorners)) return false;
+    if (!readTriangles_auto(filename, vCorners)) return false;
     const auto placeOf = [&](std::size_t i) -> const Point3& { return vCorners[i]; };
     const auto vertexOf = [&](std::size_t i) { return mesh.getVtxIndex(mesh.createVertex(vCorners[i], false)); };
     vTriple = createVertices(vCorners.size(), placeOf, vertexOf, filename);
     return true;
 }
 
-/// The same for a PLY file, with a vertex for each vertex of the file that a triangle uses.
+/// The same with a vertex for each vertex of the file that a triangle uses.
 bool readNumbered(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
     constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
-    if (!PLY::readPly(filename, vVertices, vIndices)) return false;
+    if (!readTriangles_auto(filename, vVertices, vIndices)) return false;
     std::vector<std::size_t> vNumber(vVertices.size(), NONE);
     const auto indexOf = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]); };
     const auto placeOf = [&](std::size_t i) -> const Point3& { return vVertices[indexOf(i)]; };
@@ -299,6 +322,20 @@ PointFormat pointFormat(const std::string& filename) {
     return format != PointFormat::NONE ? format : formatByExtension(filename);
 }
 
+MeshFormat meshFormat(const std::string& filename) {
+    if (getFileType(filename) == FT_STL) return MeshFormat::STL;
+    switch (formatByExtension(filename)) {
+    case PointFormat::PLY:
+        return MeshFormat::PLY;
+    case PointFormat::OBJ:
+        return MeshFormat::OBJ;
+    case PointFormat::OFF:
+        return MeshFormat::OFF;
+    default:
+        return MeshFormat::NONE;
+    }
+}
+
 bool isLasFile(const std::string& filename) {
     return pointFormat(filename) == PointFormat::LAS;
 }
@@ -321,6 +358,10 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
         return readPoints_PTX(filename.c_str(), vPoints);
     case PointFormat::CSV:
         return readPoints_CSV(filename.c_str(), vPoints);
+    case PointFormat::OBJ:
+        return readVertices(readObj, filename, vPoints);
+    case PointFormat::OFF:
+        return readVertices(readOff, filename, vPoints);
     case PointFormat::NONE:
         break;
     }
@@ -426,6 +467,16 @@ bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints) {
     return readLas(nameOf(filename), vPoints);
 }
 
+bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
+                    std::size_t& numOthers) {
+    LasClasses aWanted{};
+    for (const int number : vClasses) {
+        ASSEX(number>=0 && number<=255);
+        aWanted[static_cast<std::size_t>(number)] = true;
+    }
+    return readLas(nameOf(filename), aWanted, vPoints, numOthers);
+}
+
 bool readPoints_PCD(const char* filename, std::vector<Point3>& vPoints) {
     return readPcd(nameOf(filename), vPoints);
 }
@@ -454,10 +505,38 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
     return writePointsPly(pointersTo(vPoints), filename, bAscii, Precision::FLOAT);
 }
 
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vPoints) {
+    switch (meshFormat(filename)) {
+    case MeshFormat::PLY:
+        return PLY::readPly(filename, false, vPoints);
+    case MeshFormat::STL:
+        return readStl(filename, true, vPoints);
+    default:
+        return readCornersByNumber(filename, vPoints);
+    }
+}
+
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+    ASSEX(vVertices.empty());
+    switch (meshFormat(filename)) {
+    case MeshFormat::PLY:
+        return PLY::readPly(filename, vVertices, vIndices);
+    case MeshFormat::STL:
+        return readStlNumbered(filename, vVertices, vIndices);
+    case MeshFormat::OBJ:
+        return readObj(filename, vVertices, vIndices);
+    case MeshFormat::OFF:
+        return readOff(filename, vVertices, vIndices);
+    case MeshFormat::NONE:
+        break;
+    }
+    return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.stl, *.obj or *.off");
+}
+
 MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {
     auto pRMesh = std::make_unique<RMesh>(sideLen);
     std::vector<Triple> vTriple;
-    const bool bNumbered = !bJoin && getFileType(filename) == FT_PLY;
+    const bool bNumbered = !bJoin && meshFormat(filename) != MeshFormat::STL;
     if (!(bNumbered ? readNumbered : readJoined)(filename, *pRMesh, vTriple)) return nullptr;
     dropEqual(vTriple);
     for (const auto& [a, b, c] : vTriple)

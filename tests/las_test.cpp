@@ -76,6 +76,33 @@ TEST(Las, TheCountOf64BitsComesFirst) {
     EXPECT_EQ(numRead(4, 0, 0), 0U);
 }
 
+TEST(Las, ClassesChoosePointsBesideTheirFlags) {
+    const TempFolder folder;
+    const Points vPoints = gridPoints(20000);
+    for (unsigned format = 0; format <= 10; ++format) {
+        std::string bytes = lasFile(vPoints, {4, format, 3});
+        const std::size_t length = (bytes.size() - 375) / vPoints.size();
+        Points vExpected;
+        for (std::size_t i = 0; i < vPoints.size(); ++i) {
+            const std::uint64_t number = i * i % 32, flags = format < 6 ? 32 * (i % 8) : 0;
+            putNumber(bytes, 375 + i * length + (format < 6 ? 15 : 16), number + flags, 1);
+            if (number == 4 || number == 17) vExpected.push_back(vPoints[i]);
+        }
+        Points vRead{{7, 8, 9}};
+        std::size_t numOthers = 5;
+        const std::string name = folder.write("a.las", bytes);
+        EXPECT_TRUE(readPoints_LAS(name.c_str(), {17, 200, 4}, vRead, numOthers));
+        EXPECT_EQ(numOthers, vPoints.size() - vExpected.size());
+        EXPECT_EQ(Points(vRead.begin() + 1, vRead.end()), vExpected) << format;
+        folder.write("a.las", bytes.substr(0, bytes.size() - 1));
+        outputOf([&] { EXPECT_FALSE(readPoints_LAS(name.c_str(), {4}, vRead, numOthers)); });
+        EXPECT_EQ(vRead.size(), 1 + vExpected.size());
+        EXPECT_EQ(numOthers, vPoints.size() - vExpected.size());
+        for (const int number : {-1, 256})
+            expectFails("number>=0 && number<=255", [&] { readPoints_LAS(name.c_str(), {number}, vRead, numOthers); });
+    }
+}
+
 TEST(Las, ACutFileGivesNothingAndOneLine) {
     const TempFolder folder;
     for (const LasShape& shape : {LasShape{0, 0, 0, 0}, LasShape{3, 3, 2, 5}, LasShape{4, 6, 0, 54}}) {

@@ -1,9 +1,12 @@
+#include <array>
 #include <cmath>
+#include <cstring>
 #include <sstream>
 
 #include "Progress.h"
 #include "freeFunctions.h"
 #include "mesh_writers.h"
+#include "numberForms.h"
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
 #include "support/coarse_soup.h"
@@ -36,6 +39,29 @@ TEST(MeshFiles, anObjFileNumbersTheUsedVerticesFromOne) {
     const std::string file = folder.path("m.obj");
     EXPECT_EQ(outputOf([&] { toObj(pMesh, file); }), "Writing " + file + "\n");
     EXPECT_EQ(folder.read("m.obj"), "v 0 0 0\nv 1 1 0\nv 1 0 1\nv 0 1 1\nf 1 2 3\nf 1 4 2\nf 1 3 4\nf 2 4 3\n");
+}
+
+TEST(MeshFiles, aBinaryStlFileHasTheCornersInSinglePrecisionAndUnitNormals) {
+    const TempFolder folder;
+    const Soup soup{{{0, 0, 0}, {2, 0, 0.1}, {0, 3, 1e-3}, {1e6 + 0.01, 0, 5}}, {{0, 1, 2}, {0, 2, 3}}};
+    const MeshPtr pMesh = meshOf(soup);
+    ASSERT_TRUE(writeSTL_BIN(pMesh, folder.path("m.stl")));
+    const std::string bytes = folder.read("m.stl"), zeros(80, '\0');
+    ASSERT_EQ(bytes.size(), 84 + 2 * 50U);
+    EXPECT_EQ(bytes.substr(0, 80), zeros);
+    for (std::size_t facet = 84; facet < bytes.size(); facet += 50) {
+        std::array<float, 3> normal{};
+        std::memcpy(normal.data(), &bytes[facet], sizeof normal);
+        EXPECT_NEAR(std::hypot(normal[0], normal[1], normal[2]), 1.0, 1e-6);
+        EXPECT_EQ(normal[2] > 0.99F, facet == 84);
+        EXPECT_EQ(bytes.substr(facet + 48, 2), zeros.substr(0, 2));
+    }
+    std::vector<Point3> vRead, vExpected = cornersOf(pMesh);
+    for (Point3& p : vExpected)
+        p = inForm(p, SINGLE_BYTES);
+    ASSERT_TRUE(readSTL_ASCII(folder.path("m.stl").c_str(), vRead));
+    EXPECT_EQ(vRead, vExpected);
+    outputOf([&] { EXPECT_FALSE(writeSTL_BIN(pMesh, folder.path("none/m.stl"))); });
 }
 
 TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {

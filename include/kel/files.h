@@ -1,8 +1,8 @@
 // Reading and writing points, triangle soups and meshes.
 //
-// The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj (meshes,
-// only written) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which
-// are recognised by their first bytes, too, and from .pts, .ptx and .csv.
+// The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj and .off
+// (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which are
+// recognised by their first bytes, too, and from .pts, .ptx and .csv.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
 // failure stays in the vector from .xyz, .txt, .asc, .bin and .stl, and only from these. Writers write a temporary file next
@@ -12,6 +12,7 @@
 #include <kel/mesh.h>
 #include <kel/points.h>
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -24,7 +25,7 @@ enum FileType : int {
     FT_ASCII,   ///< Points.
     FT_BIN,     ///< Points.
     FT_LIST,    ///< A drawing for the Geomview viewer.
-    FT_UNKNOWN  ///< Any other extension, also .las: see pointFormat().
+    FT_UNKNOWN  ///< Any other extension, also .las and .obj: see pointFormat() and meshFormat().
 };
 
 /// How exactly a file holds coordinates.
@@ -56,7 +57,9 @@ enum class PointFormat {
     PCD,    ///< PCD.
     PTS,    ///< Counted points as text.
     PTX,    ///< Scans on rasters as text, each with a matrix.
-    CSV     ///< A table as text, with a header.
+    CSV,    ///< A table as text, with a header.
+    OBJ,    ///< The vertices of an OBJ mesh.
+    OFF     ///< The vertices of an OFF mesh.
 };
 
 /// How readPoints_auto() reads a file. What it begins with decides, where a format has a signature; else its extension.
@@ -96,6 +99,17 @@ bool isLasFile(const std::string& filename);
 /// @param[out] vPoints  the points are appended, all of them finite; unchanged on failure
 /// @return false, after a message, when the file can't be read
 bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints);
+
+/// The same for the points of some classes, such as 2 for ground, by the classification of the file. Flags aren't looked at.
+///
+/// @param filename        a LAS file of any extension
+/// @param vClasses        the classes, from 0 to 255; point formats 0 to 5 have 0 to 31
+/// @param[out] vPoints    their points are appended; unchanged on failure
+/// @param[out] numOthers  how many points are of other classes; unchanged on failure
+/// @return false, after a message, when the file can't be read
+/// @throws KelBugException when a class is below 0 or above 255
+bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
+                    std::size_t& numOthers);
 
 /// Reads the fields x, y and z of a PCD file: as text, as bytes or compressed.
 ///
@@ -177,6 +191,39 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 
 // ---- Triangle soups -----------------------------------------------------------------------------------------------------
 
+/// The formats that triangles are read from.
+enum class MeshFormat {
+    NONE,  ///< None of them.
+    PLY,   ///< PLY.
+    STL,   ///< STL, which doesn't number vertices. The others do.
+    OBJ,   ///< OBJ.
+    OFF    ///< OFF.
+};
+
+/// How triangles are read from a file.
+///
+/// @param filename  only its extension matters; the file needn't exist
+/// @return the format
+MeshFormat meshFormat(const std::string& filename);
+
+/// Reads the triangles of a file of any format that has some.
+///
+/// Polygons are cut into triangles from their first corner. Memory is bounded by the length of the file, whatever it claims.
+///
+/// @param filename      a file whose meshFormat() isn't NONE
+/// @param[out] vPoints  three corners per triangle, appended; unchanged on failure, except by a text .stl
+/// @return false, after a message, when the file can't be read
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vPoints);
+
+/// Reads a mesh as the file numbers its vertices. Otherwise the same. Every corner of an .stl is a vertex.
+///
+/// @param filename        a file whose meshFormat() isn't NONE
+/// @param[out] vVertices  all vertices of the file, used or not; must be empty
+/// @param[out] vIndices   three positions in vVertices per triangle, counted from 0; appended
+/// @return false as above
+/// @throws KelBugException when vVertices isn't empty
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices);
+
 /// Reads the triangles of an STL file, as text or, which is an addition, binary.
 ///
 /// A file is binary when its length fits its count of triangles, or when its first 84 bytes hold one that no text has. A
@@ -201,18 +248,18 @@ bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoint
 
 // ---- Meshes -------------------------------------------------------------------------------------------------------------
 
-/// Reads a mesh from a PLY or STL file and cleans it up.
+/// Reads a mesh from a PLY, STL, OBJ or OFF file and cleans it up.
 ///
-/// Corners with exactly equal coordinates become one vertex; or, with bJoin false, only those that a PLY file gives the same
-/// number, so that sheets that makeManifold() separated stay separate. Polygons of a PLY file are cut into triangles from
-/// their first corner. Triangles with a coordinate that isn't finite or with two equal corners are skipped, with one warning
-/// that counts them.
+/// Corners with exactly equal coordinates become one vertex; or, with bJoin false, only those that the file, unless it is an
+/// STL, gives the same number, so that sheets that makeManifold() separated stay separate. Polygons are cut into triangles
+/// from their first corner. Triangles with a coordinate that isn't finite or with two equal corners are skipped, with one
+/// warning that counts them.
 ///
 /// The clean-up is that of every mesh: of equal triangles one remains, triangles are turned to agree with the oldest one of
 /// their patch (triangles connected across edges of exactly two), and degenerate ones are collapsed. A consistently oriented
 /// mesh keeps its orientation. Some vertices of the file may no longer be used.
 ///
-/// @param filename  .ply or .stl
+/// @param filename  a file whose meshFormat() isn't NONE
 /// @param sideLen   the unit of small moves, as the edge of a grid cell would be; not finite or 0 or less: the mean length
 ///                  of the edges
 /// @param bJoin     true joins equal corners
@@ -240,7 +287,8 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
 
 /// What AUTO means for a mesh.
 ///
-/// @param filename  only its extension matters: .ply, .stl or .list, for which it is FLOAT; any other is taken for .obj
+/// @param filename  only its extension matters: .ply, .stl or .list, for which it is FLOAT; any other is taken for .obj and
+///                  .off
 /// @param pMesh     not changed
 /// @param bAscii    true for a PLY as text
 /// @return FLOAT or DOUBLE
@@ -260,6 +308,25 @@ void toObj(MeshPtr pMesh, const std::string& filename);
 /// @return false, after that line, when the file can't be written
 /// @cost O(n)
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision);
+
+/// Writes an OFF file, with the digits of an OBJ file.
+///
+/// @param pMesh      not changed
+/// @param filename   the name of the file, of any extension
+/// @param precision  AUTO: what neededPrecision() says of ".off"
+/// @return false, after a line on standard error that begins with "Can't write", when the file can't be written
+/// @throws KelBugException when pMesh is null
+/// @cost O(n)
+bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision);
+
+/// Writes a binary STL file, of about a fifth of the size of a text. It holds single precision.
+///
+/// @param pMesh     not changed
+/// @param filename  the name of the file, of any extension
+/// @return false, after a warning, when the file can't be written or the mesh has 2^32 triangles or more
+/// @throws KelBugException when pMesh is null
+/// @cost O(n)
+bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename);
 
 /// Writes a Geomview drawing of the triangles alone, in dark orange.
 ///

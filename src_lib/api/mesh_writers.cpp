@@ -1,10 +1,13 @@
-// Meshes to STL, OBJ and Geomview files, and the choice of a writer by the name of the file.
+// Meshes to STL, OBJ, OFF and Geomview files, and the choice of a writer by the name of the file.
 //
 // Text is gathered in a buffer by appendNumber, ten times as fast as a stream, and goes to an AtomicFile: a mesh file is
-// there as a whole or not at all. Coordinates have ten significant digits in STL and OBJ, or as many as a double needs. A
-// Geomview list is a drawing; it is the visualizer's.
+// there as a whole or not at all. Coordinates have ten significant digits in STL, OBJ and OFF, or as many as a double needs.
+// A Geomview list is a drawing; it is the visualizer's.
 #include "mesh_writers.h"
 
+#include <array>
+#include <cstdint>
+#include <limits>
 #include <vector>
 
 #include "AtomicFile.h"
@@ -12,6 +15,7 @@
 #include "RMesh.h"
 #include "Visualizer3.h"
 #include "freeFunctions.h"
+#include "littleEndian.h"
 #include "numberForms.h"
 #include "ply_io.h"
 #include "textNumbers.h"
@@ -43,11 +47,11 @@ public:
         appendInt(text, number);
         return *this;
     }
-    /// The three components with a blank before each and the end of the line behind them.
+    /// The three components with a blank before each that isn't first in its line, and the end of the line behind them.
     template <typename Triple>
     void endLine(const Triple& triple, int digits = LONG_TEXT.numDigits) {
         for (const double c : {triple.x(), triple.y(), triple.z()}) {
-            text += ' ';
+            if (!text.empty() && text.back() != '\n') text += ' ';
             appendNumber(text, c, digits);
         }
         endLine();
@@ -135,29 +139,71 @@ bool writeDoublesByType(const std::string& filename, Mesh& mesh, bool bAscii) {
     }
 }
 
-bool writeObj(Mesh& mesh, const std::string& filename, int digits) {
+/// A text of vertices and of faces with their numbers.
+struct NumberedForm {
+    const char* vertex;  ///< before the coordinates
+    const char* face;    ///< before the three numbers
+    std::size_t first;   ///< the number of the first vertex
+    bool bAnnounced;     ///< prints the name of the file
+    bool bCounted;       ///< begins with a header with the numbers of vertices, triangles and edges, for which 0 will do
+};
+constexpr NumberedForm OBJ_FORM{"v", "f ", 1, true, false};
+constexpr NumberedForm OFF_FORM{"", "3 ", 0, false, true};
+
+bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision, const NumberedForm& form) {
+    if (precision == Precision::AUTO) precision = neededPrecision(mesh, LONG_TEXT);
+    const int digits = precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
     TextFile file(filename);
     if (!file.isOpen()) {
         err() << "Can't write " << filename << std::endl;
         return false;
     }
-    out() << "Writing " << filename << std::endl;
+    if (form.bAnnounced) out() << "Writing " << filename << std::endl;
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
     mesh.getVertexIndexData(vVertices, vIndices);
+    if (form.bCounted) {
+        file << "OFF\n" << vVertices.size() << " " << vIndices.size() / 3 << " 0";
+        file.endLine();
+    }
     for (const Point3* pVtx : vVertices) {
-        file << "v";
+        file << form.vertex;
         file.endLine(*pVtx, digits);
     }
-    // The vertices of an OBJ file are numbered from 1.
-    const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + 1; };
+    const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + form.first; };
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
-        file << "f " << number(i) << " " << number(i + 1) << " " << number(i + 2);
+        file << form.face << number(i) << " " << number(i + 1) << " " << number(i + 2);
         file.endLine();
     }
     if (file.commit()) return true;
     err() << "Can't write " << filename << std::endl;
     return false;
+}
+
+/// vCorners: three a triangle.
+bool writeBinaryStl(const std::vector<Point3*>& vCorners, const std::string& filename) {
+    constexpr std::size_t HEADER = 84, FACET = 50, VECTOR = 12;  // bytes; see stl_io.cpp
+    const std::size_t numTriangles = vCorners.size() / 3;
+    if (numTriangles > std::numeric_limits<std::uint32_t>::max()) return false;
+    AtomicFile file(filename);
+    std::array<char, HEADER> header{};  // must not begin as a text does
+    storeInt(header.data() + HEADER - sizeof(std::uint32_t), static_cast<std::uint32_t>(numTriangles));
+    file.write({header.data(), header.size()});
+    std::array<char, FACET> facet{};
+    const auto put = [&facet](std::size_t place, const auto& triple) {
+        storeFloat(&facet[place], static_cast<float>(triple.x()));
+        storeFloat(&facet[place + 4], static_cast<float>(triple.y()));
+        storeFloat(&facet[place + 8], static_cast<float>(triple.z()));
+    };
+    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
+        bool bOK = false;
+        const Vector3 normal = getNormalVector(*vCorners[i], *vCorners[i + 1], *vCorners[i + 2], bOK);
+        put(0, bOK ? normal : Vector3());
+        for (std::size_t corner = 0; corner < 3; ++corner)
+            put((corner + 1) * VECTOR, *vCorners[i + corner]);
+        file.write({facet.data(), facet.size()});
+    }
+    return file.commit();
 }
 
 /// Three corners a triangle.
@@ -231,13 +277,26 @@ bool writeSTL(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
 
 void toObj(MeshPtr pMesh, const std::string& filename) {
     ASSEX(pMesh!=NULL);
-    writeObj(*pMesh, filename, LONG_TEXT.numDigits);
+    writeNumbered(*pMesh, filename, Precision::FLOAT, OBJ_FORM);
 }
 
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision) {
     ASSEX(pMesh!=NULL);
-    if (precision == Precision::AUTO) precision = neededPrecision(*pMesh, LONG_TEXT);
-    return writeObj(*pMesh, filename, precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits);
+    return writeNumbered(*pMesh, filename, precision, OBJ_FORM);
+}
+
+bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision) {
+    ASSEX(pMesh!=NULL);
+    return writeNumbered(*pMesh, filename, precision, OFF_FORM);
+}
+
+bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename) {
+    ASSEX(pMesh!=NULL);
+    std::vector<Point3*> vCorners;
+    pMesh->getTriangles(vCorners);
+    if (writeBinaryStl(vCorners, filename)) return true;
+    warning(KEL_PLACE, "writing " + filename + " failed");
+    return false;
 }
 
 bool writeList(RMesh* pRMesh, const std::string& filename, bool bAuthorized) {

@@ -81,10 +81,8 @@ std::optional<CsvTable> tableOf(std::string_view header, char separator) {
 }
 
 CsvTable readCsvHeader(NumberedLines& lines) {
-    constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
     std::string_view line;
     if (!lines.next(line)) refuse("is empty, expected a header with x, y and z");
-    if (line.substr(0, BYTE_ORDER_MARK.size()) == BYTE_ORDER_MARK) line.remove_prefix(BYTE_ORDER_MARK.size());
     line.remove_prefix(std::min(line.find_first_not_of("#/"), line.size()));  // some mark the header as a comment
     for (const char separator : {',', ';', '\t'})
         if (const std::optional<CsvTable> table = tableOf(line, separator)) return *table;

@@ -37,6 +37,7 @@ constexpr std::size_t WITH_NEW_COUNT = 4;  // the minor version
 
 /// Least bytes of a point, by its format.
 constexpr std::array<std::size_t, 11> RECORD_LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
+constexpr unsigned FIRST_NEW_FORMAT = 6;
 constexpr unsigned COMPRESSED = 0xC0;  // bits that compressors set in the format
 
 /// What the header says about the points.
@@ -44,6 +45,8 @@ struct PointLayout {
     std::uint64_t numPoints = 0;
     std::size_t first = 0;   ///< byte of the file
     std::size_t length = 0;  ///< bytes from point to point
+    std::size_t classByte = 0;
+    unsigned classMask = 0;  ///< the bits of that byte that are the class; old formats have flags in the others
     std::array<double, 3> aScale{}, aOffset{};
 };
 
@@ -128,6 +131,9 @@ PointLayout readLayout(BlockReader& reader) {
     layout.length = recordLength(pHeader);
     layout.first = firstPoint(pHeader, minor);
     layout.numPoints = numPointsOf(pHeader, minor);
+    const bool bOldFormat = byteAt(pHeader, POINT_FORMAT) < FIRST_NEW_FORMAT;
+    layout.classByte = bOldFormat ? 15 : 16;
+    layout.classMask = bOldFormat ? 0x1F : 0xFF;
     for (std::size_t axis = 0; axis < 3; ++axis)
         readAxis(pHeader, axis, layout);
     return layout;
@@ -150,12 +156,15 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
     return steps * layout.aScale[axis] + layout.aOffset[axis];
 }
 
-void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints) {
+/// isWanted: bool(const char* pRecord).
+template <typename IsWanted>
+void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, const IsWanted& isWanted) {
     if (!reader.skipFar(layout.first))
         refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
     const auto append = [&](const char* p, std::uint64_t numHere) {
         for (std::uint64_t i = 0; i < numHere; ++i, p += layout.length)
-            vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
+            if (isWanted(p))
+                vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.length, append);
     if (numRead < layout.numPoints) refuseEnd(reader, tooShortText(layout, numRead));
@@ -167,13 +176,34 @@ void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point
         requireLength(*fileLength, layout);
         vPoints.reserve(vPoints.size() + layout.numPoints);
     }
-    appendPoints(reader, layout, vPoints);
+    appendPoints(reader, layout, vPoints, [](const char*) { return true; });
+}
+
+/// Returns how many points are of other classes.
+std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const LasClasses& aWanted,
+                           std::vector<Point3>& vPoints) {
+    const PointLayout layout = readLayout(reader);
+    if (file.size()) requireLength(*file.size(), layout);
+    std::size_t numOthers = 0;
+    appendPoints(reader, layout, vPoints, [&](const char* pRecord) {
+        const bool bWanted = aWanted[byteAt(pRecord, layout.classByte) & layout.classMask];
+        numOthers += bWanted ? 0 : 1;
+        return bWanted;
+    });
+    return numOthers;
 }
 
 }  // namespace
 
 bool readLas(const std::string& filename, std::vector<Point3>& vPoints) {
     return readAllOrNothing(filename, vPoints, readLasPoints);
+}
+
+bool readLas(const std::string& filename, const LasClasses& aWanted, std::vector<Point3>& vPoints, std::size_t& numOthers) {
+    return readAllOrNothing(filename, vPoints,
+                            [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
+                                numOthers = readLasClasses(file, reader, aWanted, vAppended);
+                            });
 }
 
 }  // namespace TARN_KEL

@@ -18,6 +18,18 @@ Int loadInt(const char* p) {
     return value;
 }
 
+/// Puts a whole number at p. The opposite of loadInt().
+template <typename Int>
+void storeInt(char* p, Int value) {
+    static_assert(std::is_unsigned_v<Int>);
+    for (std::size_t i = 0; i < sizeof value; ++i)
+        p[i] = static_cast<char>(static_cast<unsigned char>(value >> (8 * i)));
+}
+
+inline void storeFloat(char* p, float value) {
+    storeInt(p, std::bit_cast<std::uint32_t>(value));
+}
+
 inline float loadFloat(const char* p) {
     return std::bit_cast<float>(loadInt<std::uint32_t>(p));
 }

@@ -13,6 +13,8 @@ namespace TARN_KEL {
 
 namespace {
 
+constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
+
 std::string_view trimmed(std::string_view text) {
     while (!text.empty() && isSpace(text.front()))
         text.remove_prefix(1);
@@ -69,6 +71,22 @@ std::optional<std::uint64_t> countOf(std::string_view text) {
     return value;
 }
 
+std::optional<Point3> pointOf(std::string_view text) {
+    if (const std::optional<Point3> point = extractPoint(text)) return point;
+    std::array<double, 3> aValue{};
+    const char* const end = text.data() + text.size();
+    const char* p = text.data();
+    for (double& value : aValue) {
+        p = skipSpace(p, end);
+        const char* const behind = endOfWord(p, end);
+        const std::optional<double> number = numberOf({p, static_cast<std::size_t>(behind - p)});
+        if (!number) return std::nullopt;
+        value = *number;
+        p = behind;
+    }
+    return Point3(aValue[0], aValue[1], aValue[2]);
+}
+
 std::vector<std::string_view> wordsOf(std::string_view text) {
     std::vector<std::string_view> vWord;
     const char* const end = text.data() + text.size();
@@ -84,14 +102,17 @@ bool NumberedLines::next(std::string_view& line) {
     while (reader.nextLine(line)) {
         ++number;
         bytes += line.size() + 1;
+        if (line.size() >= BlockReader::MAX_TEXT) refuseLine("it is too long");
+        if (number == 1 && line.substr(0, BYTE_ORDER_MARK.size()) == BYTE_ORDER_MARK)
+            line.remove_prefix(BYTE_ORDER_MARK.size());
         if (skipSpace(line.data(), line.data() + line.size()) != line.data() + line.size()) return true;
     }
     if (reader.failed()) refuse("is unreadable");
     return false;
 }
 
-void NumberedLines::refuseLine(const std::string& why) const {
-    refuse("is bad in line " + std::to_string(number) + ": " + why);
+void NumberedLines::refuseLine(std::uint64_t lineNumber, const std::string& why) {
+    refuse("is bad in line " + std::to_string(lineNumber) + ": " + why);
 }
 
 void appendColumns(const std::array<CoordinateColumn, 3>& aColumn, std::uint64_t numPoints, std::vector<Point3>& vPoints) {

@@ -35,6 +35,9 @@ bool readAllOrNothing(const std::string& filename, std::vector<Point3>& vPoints,
 std::optional<double> numberOf(std::string_view text);
 /// A whole number that isn't negative, as text without anything around it. Empty when the text isn't one.
 std::optional<std::uint64_t> countOf(std::string_view text);
+/// A point from the three words at the start of a text, which are numbers as numberOf() takes them; behind the third one may
+/// be more without a blank. Empty when there aren't three.
+std::optional<Point3> pointOf(std::string_view text);
 /// The words of a text, which has white space between them and may have some around.
 std::vector<std::string_view> wordsOf(std::string_view text);
 /// The place after the word at p.
@@ -50,12 +53,17 @@ public:
     /// reader: must outlive this object; at the start of the file.
     explicit NumberedLines(BlockReader& reader_) : reader(reader_) {}
 
-    /// Sets line to the next line that isn't blank. Returns false at the end. Refuses a file that can't be read on.
+    /// Sets line to the next line that isn't blank, without a byte order mark. Returns false at the end. Refuses a file that
+    /// can't be read on, or has a line of more than BlockReader::MAX_TEXT bytes.
     bool next(std::string_view& line);
     /// The bytes of all lines so far, with their ends.
     std::uint64_t numBytes() const { return bytes; }
+    /// The number of the line that was read last, from 1.
+    std::uint64_t lineNumber() const { return number; }
     /// Refuses the file for the line that was read last.
-    [[noreturn]] void refuseLine(const std::string& why) const;
+    [[noreturn]] void refuseLine(const std::string& why) const { refuseLine(number, why); }
+    /// Refuses the file for an earlier line.
+    [[noreturn]] static void refuseLine(std::uint64_t lineNumber, const std::string& why);
 
 private:
     BlockReader& reader;

@@ -33,7 +33,7 @@ inline void expectRefused(const TempFolder& folder, const std::string& name, con
     EXPECT_NE(text.find(words), std::string::npos) << words << " in " << text;
 }
 
-/// Values that a count of so many points must not be, from just beside it to far out.
+/// Values that a count of so many things must not be, from just beside it to far out.
 inline std::vector<std::string> lyingCounts(std::uint64_t num) {
     const std::string n = std::to_string(num);
     return {std::to_string(num + 1),

@@ -1,0 +1,111 @@
+// Meshes of OBJ files.
+//
+// Each line is a statement that begins with a keyword. Two of them matter here: "v" is a vertex, with x, y, z and perhaps a
+// weight or a colour behind them; "f" is a polygon, with a corner such as 7, 7/1, 7//3 or 7/1/3 in each word, of which the
+// first number is the vertex. Vertices are counted from 1 in the order of the file, negative numbers count back from the
+// last one so far. All else, such as normals, groups and materials, is skipped. A backslash at the end of a line continues
+// its statement in the next one, and '#' begins a comment.
+//
+// A vertex may follow the faces that use it, so the highest number is compared with the vertices at the end.
+#include "obj_io.h"
+
+#include <limits>
+
+#include "meshReading.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+class ObjReader {
+public:
+    ObjReader(NumberedLines& lines_, NumberedMesh& mesh_) : lines(lines_), mesh(mesh_) {}
+
+    void read() {
+        for (std::string_view statement; nextStatement(statement);)
+            take(statement);
+        if (mesh.numVertices() == 0) refuse("has no vertices, lines that begin with v");
+        if (highest > mesh.numVertices())
+            NumberedLines::refuseLine(lineOfHighest, "there is no vertex " + std::to_string(highest) + ", but " +
+                                                         std::to_string(mesh.numVertices()));
+    }
+
+private:
+    /// Sets statement to the next one; it is valid until the next call.
+    bool nextStatement(std::string_view& statement) {
+        if (!lines.next(statement)) return false;
+        if (!isContinued(statement)) return true;
+        joined.clear();
+        for (bool bMore = true; bMore;) {
+            bMore = isContinued(statement);
+            joined += bMore ? statement.substr(0, statement.rfind('\\')) : statement;
+            joined += ' ';
+            if (bMore && !lines.next(statement)) refuse("ends before the statement does that a backslash continues");
+        }
+        statement = joined;
+        return true;
+    }
+
+    static bool isContinued(std::string_view line) {
+        if (line.back() == '\r') line.remove_suffix(1);
+        return !line.empty() && line.back() == '\\' && line[line.find_first_not_of(" \t")] != '#';
+    }
+
+    void take(std::string_view statement) {
+        const char* const end = statement.data() + statement.size();
+        const char* const p = skipSpace(statement.data(), end);
+        const char* const rest = endOfWord(p, end);
+        const std::string_view keyword(p, static_cast<std::size_t>(rest - p));
+        if (keyword == "v") takeVertex({rest, static_cast<std::size_t>(end - rest)});
+        if (keyword == "f") takeFace(rest, end);
+    }
+
+    void takeVertex(std::string_view text) {
+        if (mesh.numVertices() >= std::numeric_limits<int>::max()) lines.refuseLine("more vertices than an int can count");
+        const std::optional<Point3> vertex = pointOf(text);
+        if (!vertex) lines.refuseLine("expected x, y and z of a vertex");
+        mesh.vVertices.push_back(*vertex);
+    }
+
+    void takeFace(const char* p, const char* end) {
+        TriangleFan fan(mesh.vIndices);
+        for (p = skipSpace(p, end); p != end && *p != '#'; p = skipSpace(p, end)) {
+            int number = 0;
+            const char* const behind = extractInt(p, end, number);
+            if (behind == nullptr || (behind != end && *behind != '/' && !isSpace(*behind)))
+                lines.refuseLine("expected the number of a vertex");
+            fan.add(indexOf(number));
+            p = endOfWord(behind, end);
+        }
+        if (fan.size() < 3) lines.refuseLine("a face of fewer than three corners");
+    }
+
+    /// The vertex that a number means, from 0. It may still be missing.
+    int indexOf(int number) {
+        const std::size_t distance = number < 0 ? 0 - static_cast<std::size_t>(number) : 0;
+        if (number == 0 || distance > mesh.numVertices())
+            lines.refuseLine("there is no vertex " + std::to_string(number) + ", counted from the " +
+                             std::to_string(mesh.numVertices()) + " so far");
+        if (number < 0) return static_cast<int>(mesh.numVertices() - distance);
+        if (static_cast<std::size_t>(number) > highest) {
+            highest = static_cast<std::size_t>(number);
+            lineOfHighest = lines.lineNumber();
+        }
+        return number - 1;
+    }
+
+    NumberedLines& lines;
+    NumberedMesh& mesh;
+    std::string joined;       // of more lines than one
+    std::size_t highest = 0;  // number of a vertex that a face has
+    std::uint64_t lineOfHighest = 0;
+};
+
+}  // namespace
+
+bool readObj(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+    return readMeshText(filename, vVertices, vIndices,
+                        [](NumberedLines& lines, NumberedMesh& mesh) { ObjReader(lines, mesh).read(); });
+}
+
+}  // namespace TARN_KEL

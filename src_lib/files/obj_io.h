@@ -1,0 +1,19 @@
+// Reader of OBJ files.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Appends the vertices and triangles of an OBJ file.
+///
+/// @param filename        the name of the file
+/// @param[out] vVertices  all vertices of the file, used or not; unchanged on failure
+/// @param[out] vIndices   three a triangle, counted from the first vertex of the file; unchanged on failure
+/// @return false, after a message, when the file can't be read
+bool readObj(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices);
+
+}  // namespace TARN_KEL

@@ -1,0 +1,198 @@
+// Meshes of texts whose vertices have numbers: OBJ and OFF files.
+#include "numberForms.h"
+#include "support/fine.h"
+#include "support/pointReads.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+struct Polygons {
+    Points vPoints;
+    std::vector<std::vector<int>> vFaces;
+
+    /// The triangles of each face round its first corner.
+    std::vector<int> indices() const {
+        std::vector<int> v;
+        for (const std::vector<int>& face : vFaces)
+            for (std::size_t i = 2; i < face.size(); ++i)
+                v.insert(v.end(), {face[0], face[i - 1], face[i]});
+        return v;
+    }
+};
+
+Polygons randomPolygons(Random& random, std::size_t numPoints, std::size_t numFaces) {
+    const auto any = [&] { return (static_cast<double>(pick(random, 2000000)) - 1e6) / 7; };
+    Polygons polygons;
+    for (std::size_t i = 0; i < numPoints; ++i) {
+        const double x = any(), y = any();
+        polygons.vPoints.emplace_back(x, y, any());
+    }
+    for (std::size_t i = 0; i < numFaces; ++i) {
+        polygons.vFaces.emplace_back();
+        for (std::size_t corner = 3 + pick(random, 5); corner > 0; --corner)
+            polygons.vFaces.back().push_back(static_cast<int>(pick(random, numPoints)));
+    }
+    return polygons;
+}
+
+std::string textOf(const Point3& p) {
+    std::ostringstream text;
+    text.precision(17);
+    text << p.x() << ' ' << p.y() << '\t' << p.z();
+    return text.str();
+}
+
+/// In each of the ways to write an OBJ, by chance.
+std::string objOf(const Polygons& polygons, Random& random) {
+    const int num = static_cast<int>(polygons.vPoints.size());
+    const auto one = [&](std::vector<std::string> v) { return v[pick(random, v.size())]; };
+    std::string faces, text = one({"", "\xef\xbb\xbf", "# v 1 2 3 \\\n", "mtllib a.mtl\r\n\r\n"});
+    for (const std::vector<int>& face : polygons.vFaces) {
+        faces += one({"f", " f\t", "f  "});
+        for (const int i : face)
+            faces += one({" ", "\t", " \\\n ", " \\\r\n"}) + one({std::to_string(i + 1), std::to_string(i - num)}) +
+                     one({"", "", "/1", "//2", "/1/-3"});
+        faces += one({"\n", "\r\n", " \n", " # 1 2\n", "\ng group\ns off\nl 1 2\nusemtl m\n"});
+    }
+    for (const Point3& p : polygons.vPoints)
+        text += one({"v ", "  v\t", "v \\\n"}) + textOf(p) +
+                one({"\n", "\r\n", " 1.0\n", " 0.5 0.5 1\n", " #\n", "\nvn 0 0 1\nvt 0 0\nvp 1\n"});
+    return text + faces;
+}
+
+std::string offOf(const Polygons& polygons, Random& random) {
+    const auto one = [&](std::vector<std::string> v) { return v[pick(random, v.size())]; };
+    std::string text = one({"OFF", "# 1\n\nOFF", "COFF\n", "STCNOFF\r\n", "NOFF #\n#\n"}) + one({" ", "\n"}) +
+                       std::to_string(polygons.vPoints.size()) + " " + std::to_string(polygons.vFaces.size()) +
+                       one({"\n", " 0\n", "\t-7 # edges\r\n"});
+    for (const Point3& p : polygons.vPoints)
+        text += one({"", " ", "# 0\n\n"}) + textOf(p) + one({"\n", "\r\n", " 0 0 1 255 0 0 1\n", "#\n"});
+    for (const std::vector<int>& face : polygons.vFaces) {
+        text += one({"", "\n", "\t"}) + std::to_string(face.size());
+        for (const int i : face)
+            text += one({" ", "\t "}) + std::to_string(i);
+        text += one({"\n", "\r\n", " 0.1 0.2 0.3\n", " # 3\n"});
+    }
+    return text;
+}
+
+void expectPolygons(const std::string& name, const Polygons& polygons) {
+    Points vVertices, vCorners{{7, 8, 9}};
+    std::vector<int> vIndices{77};
+    ASSERT_TRUE(readTriangles_auto(name, vVertices, vIndices) && readTriangles_auto(name, vCorners));
+    ASSERT_EQ(vIndices.front(), 77);
+    vIndices.erase(vIndices.begin());
+    EXPECT_EQ(vVertices, polygons.vPoints);
+    EXPECT_EQ(vIndices, polygons.indices());
+    Points vExpected{{7, 8, 9}};
+    for (const int i : vIndices)
+        vExpected.push_back(polygons.vPoints[static_cast<std::size_t>(i)]);
+    EXPECT_EQ(vCorners, vExpected);
+    EXPECT_EQ(readBehindOlder(name, true), polygons.vPoints);
+}
+
+const std::string OBJ = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", OFF = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
+
+}  // namespace
+
+TEST(MeshTexts, returnThePolygonsAsFansHoweverTheyAreWritten) {
+    const TempFolder folder;
+    for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
+        SCOPED_TRACE(seed);
+        Random random(seed);
+        const Polygons polygons = randomPolygons(random, 1 + pick(random, 9), seed < 10 ? 0 : 10);
+        expectPolygons(folder.write(seed % 2 == 0 ? "a.obj" : "a.OBJ", objOf(polygons, random)), polygons);
+        expectPolygons(folder.write(seed % 2 == 0 ? "a.off" : "a.Off", offOf(polygons, random)), polygons);
+    }
+    Random random(99);
+    const Polygons big = randomPolygons(random, 20000, 30000);  // more than one block of the reader
+    expectPolygons(folder.write("big.obj", objOf(big, random)), big);
+    expectPolygons(folder.write("big.off", offOf(big, random)), big);
+}
+
+TEST(MeshTexts, areReadAsTheyAreWritten) {
+    const TempFolder folder;
+    Soup soup = torus(7, 5);
+    for (Point3& p : soup.vVtx)
+        p = Point3(p.x() / 3.0, p.y() / 7.0, 1e10 - p.z());  // ten digits are too few
+    const MeshPtr pMesh = meshOf(soup);
+    const auto write = [&](const std::string& name, Precision precision) {
+        const std::string path = folder.path(name);
+        outputOf(
+            [&] { EXPECT_TRUE(name.ends_with("obj") ? toObj(pMesh, path, precision) : toOff(pMesh, path, precision)); });
+        return path;
+    };
+    std::vector<Point3*> vPointers;
+    std::vector<int> vIndices;
+    pMesh->getVertexIndexData(vPointers, vIndices);
+    Polygons polygons;
+    for (const Point3* p : vPointers)
+        polygons.vPoints.push_back(*p);
+    for (std::size_t i = 0; i < vIndices.size(); i += 3)
+        polygons.vFaces.push_back({vIndices[i], vIndices[i + 1], vIndices[i + 2]});
+    expectPolygons(write("m.obj", Precision::DOUBLE), polygons);
+    expectPolygons(write("m.off", Precision::DOUBLE), polygons);
+    expectPolygons(write("auto.off", Precision::AUTO), polygons);
+    Points vRounded;
+    for (const Point3& p : polygons.vPoints)
+        vRounded.push_back(inForm(p, LONG_TEXT));
+    EXPECT_EQ(readBehindOlder(write("f.off", Precision::FLOAT), true), vRounded);
+    for (const bool bJoin : {false, true}) {
+        const MeshPtr pRead = readMesh_auto(folder.path("m.off"), 0.0, bJoin);
+        ASSERT_NE(pRead, nullptr);
+        EXPECT_EQ(cornersOf(pRead).size(), vIndices.size());
+    }
+    outputOf([&] { EXPECT_FALSE(toOff(pMesh, folder.path("none/m.off"), Precision::FLOAT)); });
+}
+
+TEST(MeshTexts, takeVerticesBehindTheirFacesAndThoseThatAreNoNumbers) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    expectPolygons(folder.write("a.obj", "f 3//9 1 2\n" + OBJ), {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{2, 0, 1}, {0, 1, 2}}});
+    const Points vRead = readBehindOlder(folder.write("a.obj", OBJ + "v nan 1 inf\n"), true);
+    EXPECT_TRUE(vRead.size() == 4U && std::isnan(vRead[3].x()) && std::isinf(vRead[3].z()));
+    EXPECT_NE(readMesh_auto(folder.path("a.obj")), nullptr);
+    EXPECT_EQ(readBehindOlder(folder.write("a.off", "OFF1 0 0\nnan 2 3"), true).size(), 1U);
+    EXPECT_EQ(readMesh_auto(folder.path("a.off")), nullptr) << "no triangle";
+    EXPECT_EQ(readMesh_auto(folder.write("a.off2", OFF)), nullptr);
+}
+
+TEST(MeshTexts, refuseWhatIsNoMeshAndSayWhere) {
+    const TempFolder folder;
+    for (std::size_t length = 0; length + 1 < OFF.size(); ++length)
+        expectRefused(folder, "a.off", OFF.substr(0, length));
+    for (const auto& [bytes, words] : std::map<std::string, std::string>{
+             {"OFF BINARY\n", "line 1: only OFF as text"},
+             {"4OFF\n1 0 0\n1 2 3 4\n", "line 1: only vertices with three coordinates"},
+             {"1 0 0\n1 2 3\n", "line 1: expected OFF"},
+             {"OFF\n3 1\n0 0 0\n1 0\n", "line 4: expected vertex 2 of 3"},
+             {"OFF\n1 1\n0 0 0\n\n3 0 0 1 # \n", "line 5: expected face 1 of 1, at least three corners"},
+             {"OFF\n1 1\n0 0 0\n2 0 0\n", "line 4: expected face 1 of 1"},
+             {OFF + "3 2 1 0\n", "line 7: expected no more than the faces"}})
+        expectRefused(folder, "a.off", bytes, words);
+    for (const auto& [bytes, words] : std::map<std::string, std::string>{
+             {"", "has no vertices"},
+             {"no mesh\n", "has no vertices"},
+             {"v 0 0\n", "line 1: expected x, y and z"},
+             {"#\n\nv 1 2 z\n", "line 3: expected x, y and z"},
+             {OBJ + "f 1 2\n", "line 5: a face of fewer than three corners"},
+             {OBJ + "f 1 2 # 3\n", "line 5: a face of fewer"},
+             {OBJ + "f 1 2 \\", "ends before the statement"},
+             {OBJ + "f 1 2 7\nf 1 2 5\nv 1 1 1\n", "line 5: there is no vertex 7, but 4"},
+             {OBJ + "f 1 2 -4\nv 1 1 1\n", "line 5: there is no vertex -4, counted from the 3 so far"},
+             {OBJ + "f 1 2 0\n", "line 5: there is no vertex 0"},
+             {OBJ + "f 1 2 3a\n", "line 5: expected the number of a vertex"},
+             {OBJ + "f 1 2 /3\n", "line 5: expected the number of a vertex"}})
+        expectRefused(folder, "a.obj", bytes, words);
+    std::vector<std::string> vLies = lyingCounts(3);
+    std::erase_if(vLies, [](const std::string& lie) { return lie == "-1" || lie == "-3"; });  // numbers of vertices
+    for (const std::string& lie : vLies) {
+        expectRefused(folder, "a.obj", "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 " + lie + "\n");
+        expectRefused(folder, "a.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 " + lie + "\n");
+        expectRefused(folder, "a.off", "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n" + lie + " 0 1 2\n");
+        expectRefused(folder, "a.off", "OFF\n" + lie + " 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n");
+    }
+    for (const std::string& lie : lyingCounts(1))
+        expectRefused(folder, "a.off", "OFF\n3 " + lie + " 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n");
+}

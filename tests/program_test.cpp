@@ -101,6 +101,12 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"bad.pts", "no header\n"},
                                             {"bad.ptx", "no header\n"},
                                             {"bad.csv", "no header\n"},
+                                            {"bad.obj", "v 0 0 0\nf 1 2 3\n"},
+                                            {"bad.off", "no header\n"},
+                                            {"points.obj", "v 0 0 0\n"},
+                                            {"matrix.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n"},
+                                            {"bad.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 1 1\n"},
+                                            {"long.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n1\n"},
                                             {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
                                             {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
@@ -116,12 +122,22 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reconstruct",
          {"", "copy.xyz o.ply --json copy.xyz", "none.xyz o.ply", ". o.ply", "empty.xyz o.ply", "text.xyz o.ply",
           "bad.ply o.ply", "bad.bin o.ply", "bad.las o.ply", "bad.pcd o.ply", "bad.pts o.ply", "bad.ptx o.ply",
-          "bad.csv o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
+          "bad.csv o.ply", "bad.obj o.ply", "bad.off o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
         {"reconstruct scan.bin", {"", "o.pLy", "none/o.ply", ".", "scan.bin"}},
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
         {"reconstruct scan.bin o.ply --precision", {"", "single", "2"}},
         {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json"}},
+        {"reconstruct scan.bin o.ply --crop", {"0,0,0,1,1", "0,0,0,1,1,1,1", "0,0,0,1,1,nan", "0,0,1,1,1,0", "9,9,9,9,9,9"}},
+        {"reconstruct scan.bin o.ply --every", {"", "0", "-1", "1.5", "1000000 --quiet"}},
+        {"reconstruct scan.bin o.ply --max-points", {"0", "1 --quiet"}},
+        {"reconstruct scan.bin o.ply --classes", {"2", "256", "2,x"}},
+        {"reconstruct scan.bin o.ply --transform", {"none.txt", "good.xyz", "bad.txt", "long.txt"}},
+        {"reconstruct scan.bin", {"none.xyz o.ply", "good.stl o.ply", "o.ply --transform matrix.txt --json matrix.txt"}},
+        {"reconstruct -",
+         {"o.ply </dev/null", "o.ply <good.xyz", "o.ply --format foo <good.xyz", "- o.ply <points.ply",
+          "- --out-format las <points.ply"}},
+        {"fit - -", {"o.ply <good.stl"}},
         {"reconstruct scan.bin o.ply", {"extra", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 1 --smooth 2"}},
         {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},
         {"melt good.stl",
@@ -145,7 +161,9 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--bilateral 1 --edge-angle 0"}},
         {"convert",
          {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.las",
-          "scan.bin ./scan.bin", "points.ply points.ply", "bad.bin o.ply"}},
+          "scan.bin ./scan.bin", "points.ply points.ply", "points.ply scan.bin points.ply", "good.stl o.ply --every 2",
+          "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
+          "good.xyz o.xyz --stl-binary", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
         {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
         {"info good.stl",
@@ -298,6 +316,16 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     folder.write("b.stl", binaryStl(vCorners));
     convert("b.stl b.ply");
     EXPECT_TRUE(folder.read("b.ply") == folder.read("m.ply"));
+    convert("mesh.ply bytes.stl --stl-binary");
+    EXPECT_TRUE(folder.read("bytes.stl").size() == 84 + 50 * vCorners.size() / 3);
+    for (const std::string arguments :
+         {"m.obj o.ply", "mesh.ply m.off", "m.off f.ply", "bytes.stl y.ply", "m.off o.bin", "o.bin v2.ply"})
+        convert(arguments);
+    for (const char* name : {"o.ply", "f.ply", "y.ply"})
+        EXPECT_TRUE(folder.read(name) == folder.read("m.ply")) << name;
+    const std::vector<Point3> vOff = points("v2.ply"), vPly = points("mesh.ply");
+    EXPECT_EQ(std::set(vOff.begin(), vOff.end()), std::set(vPly.begin(), vPly.end()));
+    EXPECT_EQ(countIn(run("info m.off").out, "the mesh is               manifold"), 1);
     for (const std::string arguments : {"scan.bin p.xyz", "p.xyz p.bin", "scan.bin p.ply", "p.ply text.ply --ascii",
                                         "text.ply t.ply", "p.ply p.list", "mesh.ply v.xyz", "v.xyz v.ply"})
         convert(arguments);
@@ -313,7 +341,9 @@ TEST_F(ProgramTest, convertsThereAndBack) {
              {"p.txt", pcd},
              {"p.pts", "2\n" + lines},
              {"p.ptx", "2\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n" + lines},
-             {"p.csv", "x,y,z\n1,2.5,0.125\n-3.75,-1e6,4\n"}}) {
+             {"p.csv", "x,y,z\n1,2.5,0.125\n-3.75,-1e6,4\n"},
+             {"p.obj", "# points\nv 1 2.5 0.125\nv -3.75 -1e6 4\n"},
+             {"p.off", "OFF\n2 0 0\n" + lines}}) {
         folder.write(name, bytes);
         convert(name + " las.bin");
         EXPECT_EQ(points("las.bin"), vLas) << name;
@@ -321,6 +351,93 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_EQ(countIn(folder.read("p.list"), "OFF"), 0);
     EXPECT_EQ(countIn(folder.read("m.list"), "OFF"), 1);
     EXPECT_EQ(countIn(run("convert mesh.ply v.xyz").err, "kel: warning: Of the mesh"), 1);
+}
+
+TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
+    std::vector<Point3> vAll = scan("sphere --points 1001 --pattern random"), vMore = scan("cube --points 500 --noise 9");
+    writePoints_BIN(folder.path("a.bin").c_str(), vAll);
+    vAll.insert(vAll.end(), vMore.begin(), vMore.end());
+    const auto chosen = [&](const std::string& options, const std::string& line = "") {
+        const Outcome outcome = run("convert a.bin scan.bin o.bin --json report.json " + options);
+        EXPECT_EQ(outcome.status, 0) << options << outcome.err;
+        EXPECT_TRUE(line.empty() || countIn(outcome.out, line + "\n") == 1) << outcome.out;
+        EXPECT_GE(countIn(folder.read("report.json"), "\"points\": 1501"), 1);
+        return points("o.bin");
+    };
+    EXPECT_EQ(chosen(""), vAll);
+    std::vector<Point3> vMoved, vInBox, vThird;
+    for (const Point3& p : vAll) {
+        vMoved.emplace_back(p.y() * 2 + 10, -p.x(), p.z() + 0.5);
+        const Point3& q = vMoved.back();
+        if (q.x() >= 9 && q.x() <= 10 && q.y() >= -0.5 && q.y() <= 1 && q.z() >= 0 && q.z() <= 1.25) vInBox.push_back(q);
+    }
+    for (std::size_t i = 0; i < vInBox.size(); i += 3)
+        vThird.push_back(vInBox[i]);
+    ASSERT_TRUE(vThird.size() > 20 && vInBox.size() < 1000);
+    folder.write("turn.txt", "0 2 0 10\r\n-1 0 0 0\t0 0 1 .5 0 0 0 1");
+    const std::string turn = "--transform turn.txt ", crop = "--crop 9,-0.5,0,10,1,1.25 ";
+    const std::string numOutside = std::to_string(vAll.size() - vInBox.size());
+    EXPECT_EQ(chosen(turn), vMoved);
+    EXPECT_EQ(chosen(crop + turn, "points left out: " + numOutside + " outside --crop"), vInBox);
+    EXPECT_EQ(chosen("--every 3 " + crop + turn, "points left out: " + numOutside + " outside --crop, " +
+                                                     std::to_string(vInBox.size() - vThird.size()) + " by --every"),
+              vThird);
+    for (const std::size_t most : {1U, 2U, 7U, 750U, 1000U, 1500U}) {
+        const std::vector<Point3> vSpread = chosen("--max-points " + std::to_string(most));
+        ASSERT_EQ(vSpread.size(), most);
+        std::size_t last = 0, least = vAll.size(), greatest = 0;  // of the steps from one to the next
+        for (const Point3& p : vSpread) {
+            const auto i = static_cast<std::size_t>(std::find(vAll.begin(), vAll.end(), p) - vAll.begin()) + 1;
+            ASSERT_GT(i, last);
+            least = std::min(least, i - last);
+            greatest = std::max(greatest, i - last);
+            last = i;
+        }
+        EXPECT_EQ(last, vAll.size());
+        EXPECT_LE(greatest - least, 1U) << "evenly";
+    }
+    EXPECT_EQ(chosen("--max-points 1501"), vAll);
+    std::string las = lasFile({{1, 2.5, 0.125}, {-3.75, -1e6, 4}, {0, 0, 1}});
+    for (std::size_t i = 0; i < 3; ++i)
+        putNumber(las, 227 + 20 * i + 15, 2 + i, 1);
+    folder.write("p.las", las);
+    EXPECT_EQ(run("convert p.las p.las o.bin --classes 2,4").out, "points left out: 2 of other classes\no.bin: 4 points\n");
+    EXPECT_EQ(points("o.bin"), (std::vector<Point3>{{1, 2.5, 0.125}, {0, 0, 1}, {1, 2.5, 0.125}, {0, 0, 1}}));
+    EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
+    EXPECT_EQ(run("spacing a.bin --every 2").out,
+              run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
+}
+
+TEST_F(ProgramTest, readsAndWritesPipes) {
+    scan("sphere --points 2000");
+    setenv("TMPDIR", folder.path("").c_str(), 1);
+    for (const std::string arguments :
+         {"reconstruct scan.bin o.ply", "reconstruct scan.bin o.obj", "convert scan.bin o.xyz"}) {
+        const std::string kind = arguments.substr(arguments.size() - 3);
+        const Outcome toFile = run(arguments);
+        const std::size_t numFiles = folder.numFiles();
+        const std::string piped = arguments.substr(0, arguments.find(' ')) + " - - --format bin --json r.json <scan.bin";
+        const Outcome outcome = run(piped + (kind == "ply" ? "" : " --out-format " + kind));
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_TRUE(outcome.out == folder.read("o." + kind)) << kind;
+        const std::string lastLine = toFile.out.substr(toFile.out.find("o." + kind) + 5);
+        EXPECT_EQ(countIn(outcome.err, "standard output" + lastLine), 1) << outcome.err;
+        EXPECT_EQ(countIn(folder.read("r.json"), "\"standard input\""), 1);
+        std::filesystem::remove(folder.path("r.json"));
+        EXPECT_EQ(folder.numFiles(), numFiles) << "temporary files are removed";
+    }
+    folder.write("p.las", lasFile({{1, 2.5, 0.125}, {-3.75, -1e6, 4}}));
+    for (const std::string arguments : {"convert o.ply m.off", "convert o.ply m.stl"})
+        ASSERT_EQ(run(arguments + " --quiet").status, 0);
+    for (const std::string name : {"o.ply", "m.off", "m.stl", "p.las"}) {
+        ASSERT_EQ(run("convert " + name + " file.ply").status, 0);
+        EXPECT_EQ(run("convert - pipe.ply --quiet <" + name).err, "");
+        EXPECT_TRUE(folder.read("pipe.ply") == folder.read("file.ply")) << name;
+    }
+    EXPECT_EQ(run("info - <o.ply").out, run("info o.ply").out);
+    EXPECT_EQ(run("convert - o.xyz --format ply <scan.bin").err.rfind("kel: Can't read points from standard input", 0), 0U);
+    EXPECT_EQ(run("convert scan.bin - >/dev/full 2>/dev/null #").status, 1);
+    unsetenv("TMPDIR");
 }
 
 TEST_F(ProgramTest, drawsHolesIntoTheFileThatItNames) {

@@ -25,7 +25,7 @@ void makeCloud(const SoupOptions& options, Program& program) {
 void addCloudCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<SoupOptions>();
     CLI::App& command = *app.add_subcommand("cloud", "Make points of triangles: one for each grid cell that they touch");
-    addSoupOptions(command, *pOptions, POINTS_OUT);
+    addSoupOptions(command, program, *pOptions, POINTS_OUT);
     program.addPrecisionOption(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { makeCloud(*pOptions, program); });

@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "FileKinds.h"
+#include "PointInput.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -9,30 +10,37 @@ using namespace TARN_KEL;
 namespace {
 
 struct ConvertOptions {
-    std::string in;
+    PointInput input;
     std::string out;
     bool bAscii = false;
 };
 
-void convertPoints(const ConvertOptions& options, bool bDropsTriangles, Program& program) {
-    std::vector<Point3> vPoints = program.readPoints(options.in);
-    if (bDropsTriangles) program.warn("Of the mesh in " + options.in + " only the vertices are written");
+void convertMesh(const ConvertOptions& options, Program& program) {
+    const std::string& in = options.input.vFiles.front();
+    if (!options.input.choice.isAll())
+        throw Failure("Points are chosen from " + in + ", which is a mesh: write them as .xyz, .txt, .asc or .bin");
+    program.requireMeshOutput(options.out, in);
+    program.writeMesh(options.out, program.readMesh(in, false), options.bAscii);
+}
+
+void convertPoints(const ConvertOptions& options, Program& program) {
+    options.input.require();
+    for (const std::string& file : options.input.readFiles())
+        program.requirePointOutput(options.out, file);
+    std::vector<Point3> vPoints = options.input.read(program);
+    for (const std::string& file : options.input.vFiles)
+        if (holdsTriangles(file)) program.warn("Of the mesh in " + file + " only the vertices are written");
     program.writePoints(options.out, vPoints, options.bAscii);
 }
 
 void convert(const ConvertOptions& options, Program& program) {
-    isTriangleFile(options.in) ? Program::requireMeshInput(options.in) : Program::requirePointInput(options.in);
+    const std::vector<std::string>& vFiles = options.input.vFiles;
+    for (const std::string& file : vFiles)
+        isTriangleFile(file) ? Program::requireMeshInput(file) : Program::requirePointInput(file);
     if (options.bAscii && !isPlyFile(options.out))
         throw Failure("--ascii chooses the form of a .ply, which " + options.out + " isn't");
-    const bool bTriangles = holdsTriangles(options.in);
-    if (bTriangles && !isPointsOnlyFile(options.out)) {
-        program.requireMeshOutput(options.out, options.in);
-        program.writeMesh(options.out, program.readMesh(options.in, false), options.bAscii);
-    } else {
-        Program::requirePointInput(options.in);
-        program.requirePointOutput(options.out, options.in);
-        convertPoints(options, bTriangles, program);
-    }
+    const bool bMesh = vFiles.size() == 1 && holdsTriangles(vFiles.front()) && !isPointsOnlyFile(options.out);
+    bMesh ? convertMesh(options, program) : convertPoints(options, program);
 }
 
 }  // namespace
@@ -41,19 +49,14 @@ void addConvertCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<ConvertOptions>();
     CLI::App& command = *app.add_subcommand(
         "convert", "Write a mesh or points in another format; a mesh without degenerate and duplicate triangles, oriented");
-    command
-        .add_option(
-            "IN", pOptions->in,
-            "A mesh: .ply or .stl; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a .ply without "
-            "faces")
-        ->required();
-    command
-        .add_option(
-            "OUT", pOptions->out,
-            "A mesh: .ply, .stl, .obj or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, .ply or .list")
-        ->required();
+    addPointFiles(command, program, pOptions->input, pOptions->out,
+                  "A mesh: .ply, .stl, .obj or .off; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a "
+                  "mesh file without faces, except an .stl",
+                  "A mesh: .ply, .stl, .obj, .off or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, .ply "
+                  "or .list");
+    addPointChoice(command, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { convert(*pOptions, program); });
 }

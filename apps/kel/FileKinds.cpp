@@ -1,9 +1,9 @@
-// Tells the kind of a file by its extension and, for .ply, by its header.
+// Tells the kind of a file by its extension and, for meshes that may lack triangles, by its content.
 #include "FileKinds.h"
 
 #include <kel.h>
 
-#include <filesystem>
+#include <cctype>
 #include <fstream>
 #include <sstream>
 
@@ -28,6 +28,26 @@ bool headerCountsFaces(std::istream& in) {
     return false;
 }
 
+bool offCountsFaces(std::istream& in) {
+    std::string line, header;
+    std::size_t numVertices = 0, numFaces = 0;
+    while (std::getline(in, line)) {
+        header += line.substr(0, line.find('#')) + ' ';
+        // The word OFF comes first, with a blank behind it or not.
+        std::istringstream counts(header.substr(std::min(header.find_first_of("0123456789"), header.size())));
+        if (counts >> numVertices >> numFaces) return numFaces != 0;
+    }
+    return false;
+}
+
+bool objHasFaces(std::istream& in) {
+    for (std::string line; std::getline(in, line);) {
+        const std::size_t first = line.find_first_not_of(" \t");
+        if (line.compare(std::min(first, line.size()), 1, "f") == 0 && std::isspace(line[first + 1]) != 0) return true;
+    }
+    return false;
+}
+
 }  // namespace
 
 bool isPointsText(const std::string& filename) {
@@ -47,7 +67,11 @@ bool isPointInput(const std::string& filename) {
 }
 
 bool isTriangleFile(const std::string& filename) {
-    return isPlyFile(filename) || isStlFile(filename);
+    return meshFormat(filename) != MeshFormat::NONE;
+}
+
+bool isMeshOutput(const std::string& filename) {
+    return isTriangleFile(filename) || isListFile(filename);
 }
 
 bool isPlyFile(const std::string& filename) {
@@ -59,9 +83,11 @@ bool isStlFile(const std::string& filename) {
 }
 
 bool isObjFile(const std::string& filename) {
-    // The library has no type for it; it knows the others by these three spellings.
-    const std::string extension = std::filesystem::path(filename).extension().string();
-    return extension == ".obj" || extension == ".OBJ" || extension == ".Obj";
+    return meshFormat(filename) == MeshFormat::OBJ;
+}
+
+bool isOffFile(const std::string& filename) {
+    return meshFormat(filename) == MeshFormat::OFF;
 }
 
 bool isListFile(const std::string& filename) {
@@ -69,7 +95,18 @@ bool isListFile(const std::string& filename) {
 }
 
 bool holdsTriangles(const std::string& filename) {
-    if (!isPlyFile(filename)) return isTriangleFile(filename);
     std::ifstream in(filename, std::ios_base::binary);
-    return headerCountsFaces(in);
+    switch (meshFormat(filename)) {
+    case MeshFormat::NONE:
+        return false;
+    case MeshFormat::PLY:
+        return headerCountsFaces(in);
+    case MeshFormat::OFF:
+        return offCountsFaces(in);
+    case MeshFormat::OBJ:
+        return objHasFaces(in);
+    case MeshFormat::STL:
+        break;
+    }
+    return true;
 }

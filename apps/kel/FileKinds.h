@@ -1,10 +1,10 @@
-// The kind of a file by its name, and for .ply by its header.
+// The kind of a file by its name, and whether it has triangles by its content.
 #pragma once
 
 #include <string>
 
 /// What points are read from, for texts.
-inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply, .las, .pcd, .pts, .ptx or .csv";
+inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply, .las, .pcd, .pts, .ptx, .csv, .obj or .off";
 
 /// The file has points and nothing else: .xyz, .txt, .asc, .bin.
 bool isPointsOnlyFile(const std::string& filename);
@@ -14,13 +14,17 @@ bool isPointsText(const std::string& filename);
 bool isPointFile(const std::string& filename);
 /// Points can be read from the file: the same and what the library only reads, such as .las, also under another name.
 bool isPointInput(const std::string& filename);
-/// Triangles can be read from the file: .ply, .stl.
+/// Triangles can be read from the file, and written: .ply, .stl, .obj, .off.
 bool isTriangleFile(const std::string& filename);
+/// A mesh can be written to the file: the same and .list.
+bool isMeshOutput(const std::string& filename);
 bool isPlyFile(const std::string& filename);
 bool isStlFile(const std::string& filename);
 bool isObjFile(const std::string& filename);
+bool isOffFile(const std::string& filename);
 /// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);
 
-/// True for an .stl file and for a .ply file whose header counts faces. Reads the header of a .ply.
+/// True for an .stl file, for a .ply or .off file whose header counts faces, and for an .obj file that has one. Reads the
+/// header, or an .obj up to its first face.
 bool holdsTriangles(const std::string& filename);

@@ -19,11 +19,11 @@ void addFillCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FillOptions>();
     pOptions->change.bNoCrossings = true;
     CLI::App& command = *app.add_subcommand("fill", "Close small holes of a mesh with triangles between their vertices");
-    addMeshChange(command, pOptions->change, false);
+    addMeshChange(command, program, pOptions->change, false);
     command.add_option("--max-edges", pOptions->maxEdges, "Close holes of at most this many edges")
         ->required()
         ->check(holeEdges);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(

@@ -35,17 +35,18 @@ void fit(FitRequest& request, Program& program) {
 void addFitCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<FitRequest>();
     CLI::App& command = *app.add_subcommand("fit", "Move a mesh to the surface that points show: sharp edges, less noise");
-    command.add_option("IN", pRequest->change.files.in, MESH_IN)->required();
-    command.add_option("CLOUD", pRequest->cloud, std::string("The points that the mesh was made of: ") + POINT_KINDS_IN)
+    program.addInput(command, "IN", pRequest->change.files.in, MESH_IN)->required();
+    program
+        .addInput(command, "CLOUD", pRequest->cloud, std::string("The points that the mesh was made of: ") + POINT_KINDS_IN)
         ->required();
-    command.add_option("OUT", pRequest->change.files.out, MESH_OUT)->required();
+    program.addOutput(command, pRequest->change.files.out, MESH_OUT);
     command
         .add_option("--cell", pRequest->options.cellEdge,
                     "Edge of the grid cells that the mesh was made on; without it by the edges of the mesh")
         ->check(positiveNumber);
     command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
     addRawOption(command, pRequest->change.bRaw);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { fit(*pRequest, program); });
 }

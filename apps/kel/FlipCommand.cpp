@@ -18,9 +18,9 @@ struct FlipOptions {
 void addFlipCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<FlipOptions>();
     CLI::App& command = *app.add_subcommand("flip", "Flip edges of a mesh where that makes the surface smoother");
-    addMeshChange(command, pOptions->change);
+    addMeshChange(command, program, pOptions->change);
     command.add_flag("--anneal", pOptions->bAnneal, "Simulated annealing: some thirty times as slow, leaves local minima");
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] {
         changeMesh(

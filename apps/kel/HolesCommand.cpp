@@ -19,7 +19,7 @@ void drawHoles(const MeshFiles& files, Program& program) {
 void addHolesCommand(CLI::App& app, Program& program) {
     auto pFiles = std::make_shared<MeshFiles>();
     CLI::App& command = *app.add_subcommand("holes", "Draw a mesh in white and its border edges in red");
-    addMeshFiles(command, *pFiles, "The drawing: .list, for the Geomview viewer");
+    addMeshFiles(command, program, *pFiles, "The drawing: .list, for the Geomview viewer");
     program.addCommonOptions(command);
     command.callback([pFiles, &program] { drawHoles(*pFiles, program); });
 }

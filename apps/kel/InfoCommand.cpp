@@ -112,12 +112,13 @@ void info(const InfoOptions& options, Program& program) {
 void addInfoCommand(CLI::App& app, Program& program) {
     auto pOptions = std::make_shared<InfoOptions>();
     CLI::App& command = *app.add_subcommand("info", "Print how good a mesh is: topology, orientation, faults, distances");
-    command.add_option("MESH", pOptions->mesh, MESH_IN)->required();
+    program.addInput(command, "MESH", pOptions->mesh, MESH_IN)->required();
     command.add_flag("--join", pOptions->bJoin,
-                     "Join vertices of a .ply that are at one place, as is always done for an .stl");
+                     "Join vertices with different numbers that are at one place, as is always done for an .stl");
     CLI::Option* pReference =
         command.add_option("--reference", pOptions->reference,
                            std::string("Measure the distances of the vertices to these points: ") + POINT_KINDS_IN);
+    pReference->transform(program.pipes().inputName());
     command.add_option("--within", pOptions->within, "Print the share of vertices no farther than this from the points")
         ->check(positiveNumber)
         ->needs(pReference);

@@ -11,9 +11,9 @@ void addManifoldCommand(CLI::App& app, Program& program) {
     auto pUncross = std::make_shared<bool>(false);
     CLI::App& command = *app.add_subcommand(
         "manifold", "Make a mesh manifold and oriented: separate sheets that touch or cross, remove inner walls");
-    addMeshFiles(command, pChange->files);
+    addMeshFiles(command, program, pChange->files);
     command.add_flag("--uncross", *pUncross, "Remove self-intersections by small changes near them");
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pChange, pUncross, &program] {
         changeMesh(

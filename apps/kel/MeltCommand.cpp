@@ -52,13 +52,13 @@ void addMeltCommand(CLI::App& app, Program& program) {
     MeltOptions& options = pRequest->options;
     CLI::App& command = *app.add_subcommand(
         "melt", "Make a clean mesh of triangles that needn't fit together, by meshing the grid cells that they touch");
-    addSoupOptions(command, *pRequest, MESH_OUT);
+    addSoupOptions(command, program, *pRequest, MESH_OUT);
     CLI::Option* pPlain =
         command.add_flag("--plain", pRequest->bPlain, "Triangles to cells to triangles: no step that isn't asked for");
     addSwitch(command, "--no-complete", options.bComplete, "Leave out the cells of which triangles only cut off a sliver");
     addSwitch(command, "--raw", options.bManifold, RAW_TEXT);
     addHoleOptions(command, options.maxPinholeEdges, options.maxHoleEdges)->excludes(pPlain);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { meltSoup(*pRequest, program); });
 }

@@ -145,13 +145,13 @@ CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings) {
                             "Leave out what would make triangles pass through each other; takes longer");
 }
 
-void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText) {
-    command.add_option("IN", files.in, MESH_IN)->required();
-    command.add_option("OUT", files.out, outText)->required();
+void addMeshFiles(CLI::App& command, Program& program, MeshFiles& files, const char* outText) {
+    program.addInput(command, "IN", files.in, MESH_IN)->required();
+    program.addOutput(command, files.out, outText);
 }
 
-void addMeshChange(CLI::App& command, MeshChange& change, bool bOfferNoCrossings) {
-    addMeshFiles(command, change.files);
+void addMeshChange(CLI::App& command, Program& program, MeshChange& change, bool bOfferNoCrossings) {
+    addMeshFiles(command, program, change.files);
     addRawOption(command, change.bRaw);
     if (bOfferNoCrossings) addNoCrossingsOption(command, change.bNoCrossings);
 }

@@ -43,9 +43,9 @@ extern const CLI::Range smoothRounds;
 extern const CLI::Range holeEdges;
 
 inline constexpr const char* RAW_TEXT = "Allow edges of three and more triangles, and whatever else isn't manifold";
-inline constexpr const char* MESH_IN = "Triangles: .ply or .stl";
+inline constexpr const char* MESH_IN = "Triangles: .ply, .stl, .obj or .off";
 inline constexpr const char* POINTS_OUT = "The points: .xyz, .txt, .asc, .bin, .ply or .list (for the Geomview viewer)";
-inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj or .list (for the Geomview viewer)";
+inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj, .off or .list (for the Geomview viewer)";
 
 /// The two files of a command that reads triangles.
 struct MeshFiles {
@@ -53,7 +53,7 @@ struct MeshFiles {
     std::string out;
 };
 /// Adds IN and OUT to a command.
-void addMeshFiles(CLI::App& command, MeshFiles& files, const char* outText = MESH_OUT);
+void addMeshFiles(CLI::App& command, Program& program, MeshFiles& files, const char* outText = MESH_OUT);
 
 /// Options of all commands that change a mesh.
 struct MeshChange {
@@ -64,7 +64,7 @@ struct MeshChange {
     TARN_KEL::KeepOptions keep() const { return {!bRaw, bNoCrossings}; }
 };
 /// Adds IN, OUT, --raw and --no-crossings to a command; the last one not where the command always does without crossings.
-void addMeshChange(CLI::App& command, MeshChange& change, bool bOfferNoCrossings = true);
+void addMeshChange(CLI::App& command, Program& program, MeshChange& change, bool bOfferNoCrossings = true);
 /// Adds --raw.
 void addRawOption(CLI::App& command, bool& bRaw);
 /// --pinholes and --close. Returns the first one.

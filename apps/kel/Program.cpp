@@ -74,8 +74,9 @@ struct MeshForm {
     const char* name;
 };
 
-MeshForm formOf(const std::string& filename, bool bAscii, Precision written) {
+MeshForm formOf(const std::string& filename, bool bAscii, bool bBinaryStl, Precision written) {
     if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
+    if (bBinaryStl) return {SINGLE_BYTES, "Single precision"};
     if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
     if (!isPlyFile(filename)) return {LONG_TEXT, "Ten digits"};
     return bAscii ? MeshForm{SINGLE_TEXT, "Six digits"} : MeshForm{SINGLE_BYTES, "Single precision"};
@@ -97,6 +98,8 @@ std::string figuresText(const MeshFigures& figures) {
 
 const CLI::Validator finiteNumber = numberWhere("a finite number", [](double) { return true; });
 const CLI::Validator positiveNumber = numberWhere("a finite number above 0", [](double v) { return v > 0.0; });
+const CLI::Validator positiveCount =
+    numberWhere("a whole number above 0", [](double v) { return v >= 1.0 && v == std::floor(v); });
 const CLI::Validator nonNegativeNumber = numberWhere("a finite number of at least 0", [](double v) { return v >= 0.0; });
 
 void Program::addCommonOptions(CLI::App& command) {
@@ -118,12 +121,27 @@ void Program::addPrecisionOption(CLI::App& command) {
         ->capture_default_str();
 }
 
+void Program::addMeshOutputOptions(CLI::App& command) {
+    addPrecisionOption(command);
+    command.add_flag("--stl-binary", bBinaryStl, "Write an .stl as bytes, which is smaller and in single precision");
+}
+
+CLI::Option* Program::addInput(CLI::App& command, const std::string& name, std::string& file, const std::string& text) {
+    standardStreams.addInputFormat(command);
+    return command.add_option(name, file, text)->transform(standardStreams.inputName());
+}
+
+CLI::Option* Program::addOutput(CLI::App& command, std::string& file, const std::string& text) {
+    standardStreams.addOutputFormat(command);
+    return command.add_option("OUT", file, text)->required()->transform(standardStreams.outputName());
+}
+
 void Program::requirePointInput(const std::string& filename) {
     requireReadable(filename, isPointInput, std::string("Points are read from ") + POINT_KINDS_IN);
 }
 
 void Program::requireMeshInput(const std::string& filename) {
-    requireReadable(filename, isTriangleFile, "Triangles are read from .ply or .stl");
+    requireReadable(filename, isTriangleFile, "Triangles are read from .ply, .stl, .obj or .off");
 }
 
 void Program::requirePointOutput(const std::string& filename, const std::string& input) const {
@@ -133,8 +151,8 @@ void Program::requirePointOutput(const std::string& filename, const std::string&
 }
 
 void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
-    if (!isTriangleFile(filename) && !isObjFile(filename) && !isListFile(filename))
-        throw Failure("A mesh is written as .ply, .stl, .obj or .list, which " + filename + " isn't");
+    if (!isMeshOutput(filename))
+        throw Failure("A mesh is written as .ply, .stl, .obj, .off or .list, which " + filename + " isn't");
     requireOutput(filename, input);
 }
 
@@ -144,6 +162,10 @@ void Program::requireDrawingOutput(const std::string& filename, const std::strin
 }
 
 void Program::requireOutput(const std::string& filename, const std::string& input) const {
+    if (bBinaryStl && !isStlFile(filename))
+        throw Failure("--stl-binary chooses the form of an .stl, which " + filename + " isn't");
+    if (bBinaryStl && precisions().at(precisionName) == Precision::DOUBLE)
+        throw Failure("A binary .stl can't hold double precision");
     requireWritable(filename);
     requireReport({filename, input});
     if (!input.empty() && isSameFile(filename, input)) throw Failure("The output would overwrite the input " + input);
@@ -188,11 +210,22 @@ void Program::fileStep(const std::string& name, const std::string& failure,
     text.release();
 }
 
-std::vector<Point3> Program::readPoints(std::string filename, const std::string& role) {
+void Program::appendPoints(std::string filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
+                           std::size_t& numOthers) {
+    const std::size_t numBefore = vPoints.size();
+    std::size_t numOthersHere = 0;
+    fileStep("read", "Can't read points from " + filename, [&](const LibraryText&) {
+        return vClasses.empty() ? readPoints_auto(filename, vPoints)
+                                : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
+    });
+    if (vPoints.size() + numOthersHere == numBefore) throw Failure("There is no point in " + filename);
+    numOthers += numOthersHere;
+}
+
+std::vector<Point3> Program::readPoints(const std::string& filename, const std::string& role) {
     std::vector<Point3> vPoints;
-    fileStep("read", "Can't read points from " + filename,
-             [&](const LibraryText&) { return readPoints_auto(filename, vPoints); });
-    if (vPoints.empty()) throw Failure("There is no point in " + filename);
+    std::size_t numOthers = 0;
+    appendPoints(filename, {}, vPoints, numOthers);
     json[role] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
 }
@@ -200,7 +233,7 @@ std::vector<Point3> Program::readPoints(std::string filename, const std::string&
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        return isPlyFile(filename) ? readPly(filename.c_str(), false, vCorners) : readSTL_ASCII(filename.c_str(), vCorners);
+        return isStlFile(filename) ? readSTL_ASCII(filename.c_str(), vCorners) : readTriangles_auto(filename, vCorners);
     });
     noteTriangles(filename, vCorners.size() / 3);
     return vCorners;
@@ -208,7 +241,7 @@ std::vector<Point3> Program::readTriangles(const std::string& filename) {
 
 IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool bJoin) {
     IndexedTriangles mesh;
-    if (bJoin || !isPlyFile(filename)) {
+    if (bJoin || isStlFile(filename)) {
         std::vector<Point3> vCorners = readTriangles(filename);
         step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
         return mesh;
@@ -216,7 +249,7 @@ IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
     fileStep("read", "Can't read triangles from " + filename,
-             [&](const LibraryText&) { return PLY::readPly(filename, vVertices, vIndices); });
+             [&](const LibraryText&) { return readTriangles_auto(filename, vVertices, vIndices); });
     noteTriangles(filename, vIndices.size() / 3);
     step("measure", [&] { mesh = numberedVertices(std::exchange(vVertices, {}), std::exchange(vIndices, {})); });
     return mesh;
@@ -245,6 +278,7 @@ void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bo
         return writePoints_auto(filename, vPoints, bAscii, bExactText ? Precision::DOUBLE : precision);
     });
     json["output"] = {{"file", filename}, {"points", vPoints.size()}};
+    standardStreams.deliver(filename);
     say(filename + ": " + std::to_string(vPoints.size()) + " points");
 }
 
@@ -254,8 +288,9 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
         bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
-        return isObjFile(filename) ? toObj(pMesh, filename, written) : writeMesh_auto(filename, pMesh, bAscii, written);
+        return writeInFormat(filename, pMesh, bAscii, written);
     });
+    standardStreams.deliver(filename);
     json["output"] = {{"file", filename}};
     if (bTooFineForStl)
         warn("Most programs read an .stl in single precision, in which the shape in " + filename +
@@ -263,8 +298,16 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, written, *pMesh)));
 }
 
+bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision) const {
+    if (isObjFile(filename)) return toObj(pMesh, filename, precision);
+    if (isOffFile(filename)) return toOff(pMesh, filename, precision);
+    if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
+    return writeMesh_auto(filename, pMesh, bAscii, precision);
+}
+
 void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) { return findHoles(pMesh, filename); });
+    standardStreams.deliver(filename);
     json["output"] = {{"file", filename}};
     if (!isWatched()) return;
     const MeshFigures figures = measureFile(filename, false, Precision::FLOAT, *pMesh);
@@ -278,8 +321,8 @@ bool Program::isWatched() const {
 }
 
 MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Precision written, Mesh& mesh) {
-    const MeshForm held = formOf(filename, bAscii, written);
-    const bool bNumbersVertices = isPlyFile(filename) || isObjFile(filename);
+    const MeshForm held = formOf(filename, bAscii, bBinaryStl, written);
+    const bool bNumbersVertices = isTriangleFile(filename) && !isStlFile(filename);
     MeshFigures figures;
     std::size_t numExact = 0, numRounded = 0;  // places
     step("measure", [&] {
@@ -301,16 +344,24 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
     if (numRounded < numExact)
         warn(std::string(held.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
              std::to_string(numExact) + " places apart: " +
-             (isListFile(filename) ? "" : "write with --precision auto, or ") + "move the points to the origin");
+             (isListFile(filename) ? ""
+              : bBinaryStl         ? "write without --stl-binary, or "
+                                   : "write with --precision auto, or ") +
+             "move the points to the origin");
     return figures;
 }
 
 void Program::say(const std::string& line) const {
-    if (!bQuiet) print(line);
+    if (bQuiet) return;
+    const std::string text = standardStreams.withPlainNames(line);
+    if (bOutputKept || standardStreams.isOutputTaken())
+        std::cerr << text << std::endl;
+    else
+        print(text);
 }
 
 void Program::warn(const std::string& line) const {
-    if (!bQuiet) std::cerr << "kel: warning: " << line << std::endl;
+    if (!bQuiet) std::cerr << "kel: warning: " << standardStreams.withPlainNames(line) << std::endl;
 }
 
 void Program::print(const std::string& line) {
@@ -320,7 +371,8 @@ void Program::print(const std::string& line) {
 void Program::writeReport() {
     if (jsonFile.empty()) return;
     // A file name may hold any bytes, a report only UTF-8.
-    const std::string text = json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace);
+    const std::string text =
+        standardStreams.withPlainNames(json.dump(2, ' ', false, nlohmann::json::error_handler_t::replace));
     AtomicFile file(jsonFile);
     file.write(text + "\n");
     if (!file.commit()) throw Failure("Can't write " + jsonFile);

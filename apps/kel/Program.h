@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "MeshAnalysis.h"
+#include "Pipes.h"
 
 class LibraryText;
 
@@ -30,8 +31,17 @@ class Program {
 public:
     /// Adds --quiet, --threads and --json to a command.
     void addCommonOptions(CLI::App& command);
-    /// Adds --precision to a command that writes a mesh or points.
+    /// Adds --precision to a command that writes points.
     void addPrecisionOption(CLI::App& command);
+    /// Adds --precision and --stl-binary to a command that writes a mesh.
+    void addMeshOutputOptions(CLI::App& command);
+
+    /// Adds a file that a command reads, where - is standard input.
+    CLI::Option* addInput(CLI::App& command, const std::string& name, std::string& file, const std::string& text);
+    /// Adds OUT, where - is standard output.
+    CLI::Option* addOutput(CLI::App& command, std::string& file, const std::string& text);
+    /// What - stands for.
+    Pipes& pipes() { return standardStreams; }
 
     /// Fails unless points can be read from a file of that name.
     static void requirePointInput(const std::string& filename);
@@ -51,7 +61,11 @@ public:
     void step(const std::string& name, const std::function<void()>& work);
 
     /// The points of a file; fails when it can't be read or has none. role: its entry in the report.
-    std::vector<TARN_KEL::Point3> readPoints(std::string filename, const std::string& role = "input");
+    std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input");
+    /// Appends the points of a file, with classes only those of them; fails when it can't be read or has none at all.
+    /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes.
+    void appendPoints(std::string filename, const std::vector<int>& vClasses, std::vector<TARN_KEL::Point3>& vPoints,
+                      std::size_t& numOthers);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each
@@ -69,7 +83,9 @@ public:
 
     /// The report that --json writes.
     nlohmann::ordered_json& report() { return json; }
-    /// Prints a line on standard output, unless --quiet.
+    /// Makes say() print on standard error: standard output is for the one result of the command.
+    void keepOutputForResult() { bOutputKept = true; }
+    /// Prints a line on standard output, or on standard error where the former is for a file; not with --quiet.
     void say(const std::string& line) const;
     /// Prints a line on standard error, unless --quiet.
     void warn(const std::string& line) const;
@@ -87,12 +103,18 @@ private:
     void noteTriangles(const std::string& filename, std::size_t numTriangles);
     /// Whether the figures will be shown or reported.
     bool isWatched() const;
+    /// Writes a mesh in that precision, in the format of the file's name.
+    bool writeInFormat(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii,
+                       TARN_KEL::Precision precision) const;
     /// The figures of a mesh in a file of that precision, FLOAT or DOUBLE.
     MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Precision written, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
 
+    Pipes standardStreams;
     bool bQuiet = false;
+    bool bOutputKept = false;
     std::string precisionName = "auto";
+    bool bBinaryStl = false;
     std::string jsonFile;
     nlohmann::ordered_json json;
 };
@@ -101,5 +123,7 @@ private:
 extern const CLI::Validator finiteNumber;
 /// For CLI11: a finite number above 0.
 extern const CLI::Validator positiveNumber;
+/// For CLI11: a whole number above 0.
+extern const CLI::Validator positiveCount;
 /// For CLI11: a finite number not below 0.
 extern const CLI::Validator nonNegativeNumber;

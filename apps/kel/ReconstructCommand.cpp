@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "FileKinds.h"
+#include "PointInput.h"
 #include "PostProcessing.h"
 #include "commands.h"
 
@@ -14,7 +15,7 @@ using namespace TARN_KEL;
 namespace {
 
 struct ReconstructRequest {
-    std::string in;
+    PointInput input;
     std::string out;
     ReconstructOptions options;
     bool bPlain = false;                     // none of the steps that are on by themselves
@@ -84,16 +85,17 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
 }
 
 void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>& vSteps, Program& program) {
-    Program::requirePointInput(request.in);
-    program.requireMeshOutput(request.out, request.in);
-    const std::vector<Point3> vPoints = program.readPoints(request.in);
+    request.input.require();
+    for (const std::string& file : request.input.readFiles())
+        program.requireMeshOutput(request.out, file);
+    const std::vector<Point3> vPoints = request.input.read(program);
     const ReconstructOptions options = optionsOf(request);
     MeshPtr pMesh;
     ReconstructReport done;
     program.step("reconstruct", [&] { pMesh = reconstruct(vPoints, options, &done); });
     program.report()["reconstruction"] = toJson(done);
     if (isEmpty(pMesh))
-        throw Failure("No mesh came of " + request.in + ": too few points, or a spacing that doesn't fit them");
+        throw Failure("No mesh came of " + request.input.names() + ": too few points, or a spacing that doesn't fit them");
     tell(done, options, program);
     for (const MeshStep& step : vSteps)
         step(pMesh);
@@ -189,12 +191,12 @@ void addSteps(CLI::App& command, ReconstructRequest& request) {
 void addReconstructCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReconstructRequest>();
     CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
-    command.add_option("IN", pRequest->in, std::string("Points: ") + POINT_KINDS_IN)->required();
-    command.add_option("OUT", pRequest->out, MESH_OUT)->required();
+    addPointFiles(command, program, pRequest->input, pRequest->out, std::string("Points: ") + POINT_KINDS_IN, MESH_OUT);
+    addPointChoice(command, pRequest->input.choice);
     addGridOptions(command, *pRequest);
     addSteps(command, *pRequest);
     const auto mSteps = addMeshSteps(command, *pRequest, program);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback(
         [pRequest, mSteps, &command, &program] { reconstruct(*pRequest, stepsInOrder(command, mSteps), program); });

@@ -36,7 +36,7 @@ void reduceToTarget(const MeshPtr& pMesh, const ReduceRequest& request, Program&
 void addReduceCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReduceRequest>();
     CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles");
-    addMeshChange(command, pRequest->change);
+    addMeshChange(command, program, pRequest->change);
     CLI::Option* const pTriangles =
         command.add_option("--triangles", pRequest->target.numTriangles, "Reduce to N triangles")
             ->type_name("N")
@@ -68,7 +68,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
                     p->get_name() == "--fit" || p->get_name().rfind("--keep-", 0) == 0;
          }))
         pMaxEdge->excludes(pOther);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([&command, pRequest, pMaxEdge, pTriangles, pRatio, pDistance, &program] {
         if (pMaxEdge->empty() && pTriangles->empty() && pRatio->empty() && pDistance->empty())

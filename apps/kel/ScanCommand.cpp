@@ -60,7 +60,7 @@ void addScanCommand(CLI::App& app, Program& program) {
     const std::size_t maxPoints = 1000000000;
     CLI::App& command = *app.add_subcommand("scan", "Make a synthetic scan of a known surface, as test data");
     command.add_option("SHAPE", pOptions->request.shape, "The surface")->required()->check(CLI::IsMember(scanShapes()));
-    command.add_option("OUT", pOptions->out, POINTS_OUT)->required();
+    program.addOutput(command, pOptions->out, POINTS_OUT);
     command.add_option("--points", pOptions->request.numPoints, "Number of points")
         ->required()
         ->check(CLI::Range(std::size_t{1}, maxPoints));

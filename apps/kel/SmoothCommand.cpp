@@ -20,7 +20,7 @@ struct SmoothRequest {
 void addSmoothCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<SmoothRequest>();
     CLI::App& command = *app.add_subcommand("smooth", "Smooth a mesh");
-    addMeshChange(command, pRequest->change);
+    addMeshChange(command, program, pRequest->change);
     CLI::Option* const pMeans = command.add_option(
         "-n", pRequest->numRounds,
         "N rounds in which vertices move to the mean of their neighbours; shrinks the mesh; borders stay");
@@ -39,7 +39,7 @@ void addSmoothCommand(CLI::App& app, Program& program) {
         ->check(CLI::Range(1e-3, 180.0))
         ->needs(pBilateral);
     command.add_flag("--move-borders", pRequest->bMoveBorders, "Smooth borders as well")->excludes(pMeans);
-    program.addPrecisionOption(command);
+    program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pRequest, pMeans, pTaubin, pBilateral, &program] {
         if (pMeans->empty() && pTaubin->empty() && pBilateral->empty())

@@ -5,8 +5,8 @@ nlohmann::ordered_json SoupOptions::toJson() const {
     return {{"spacing", spacing}, {"featureAngle", featureAngle}};
 }
 
-void addSoupOptions(CLI::App& command, SoupOptions& options, const char* outText) {
-    addMeshFiles(command, options.files, outText);
+void addSoupOptions(CLI::App& command, Program& program, SoupOptions& options, const char* outText) {
+    addMeshFiles(command, program, options.files, outText);
     command.add_option("--spacing", options.spacing, "Edge of a grid cell, a length")->required()->check(positiveNumber);
     command
         .add_option("--feature-angle", options.featureAngle,

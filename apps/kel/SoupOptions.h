@@ -14,4 +14,4 @@ struct SoupOptions {
 };
 
 /// Adds IN, OUT, with this text, and the options of the grid to a command.
-void addSoupOptions(CLI::App& command, SoupOptions& options, const char* outText);
+void addSoupOptions(CLI::App& command, Program& program, SoupOptions& options, const char* outText);

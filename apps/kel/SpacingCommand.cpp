@@ -4,6 +4,7 @@
 #include <sstream>
 
 #include "FileKinds.h"
+#include "PointInput.h"
 #include "commands.h"
 
 using namespace TARN_KEL;
@@ -16,10 +17,12 @@ bool isAtOnePlace(const std::vector<Point3>& vPoints) {
     return std::all_of(first, vPoints.end(), [&](const Point3& p) { return !isFinitePoint(p) || p == *first; });
 }
 
-void estimateSpacing(const std::string& in, Program& program) {
-    Program::requirePointInput(in);
-    program.requireReport({in});
-    std::vector<Point3> vPoints = program.readPoints(in);
+void estimateSpacing(const PointInput& input, Program& program) {
+    program.keepOutputForResult();
+    input.require();
+    program.requireReport(input.readFiles());
+    std::vector<Point3> vPoints = input.read(program);
+    const std::string in = input.names();
     double spacing = -1.0;
     program.step("estimate", [&] { spacing = estimateAvgSpacing(vPoints); });
     if (!(spacing > 0.0)) throw Failure("The points of " + in + " have no spacing");
@@ -34,9 +37,10 @@ void estimateSpacing(const std::string& in, Program& program) {
 }  // namespace
 
 void addSpacingCommand(CLI::App& app, Program& program) {
-    auto pIn = std::make_shared<std::string>();
+    auto pInput = std::make_shared<PointInput>();
     CLI::App& command = *app.add_subcommand("spacing", "Print the estimated average spacing of points");
-    command.add_option("IN", *pIn, std::string("Points: ") + POINT_KINDS_IN)->required();
+    addPointFiles(command, program, *pInput, std::string("Points: ") + POINT_KINDS_IN);
+    addPointChoice(command, pInput->choice);
     program.addCommonOptions(command);
-    command.callback([pIn, &program] { estimateSpacing(*pIn, program); });
+    command.callback([pInput, &program] { estimateSpacing(*pInput, program); });
 }

@@ -52,6 +52,8 @@ int runProgram(int argc, char** argv) {
         return app.exit(success);
     } catch (const CLI::ParseError& wrong) {
         return fail(wrong.what(), 2);
+    } catch (const Failure& failure) {
+        return fail(program.pipes().withPlainNames(failure.what()), 1);
     }
     program.writeReport();
     return 0;

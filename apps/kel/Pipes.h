@@ -1,0 +1,48 @@
+// Standard input and standard output in place of files.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <utility>
+#include <vector>
+
+/// Lets "-" stand for standard input where a command reads a file, and for standard output where it writes one.
+///
+/// What comes from standard input is kept in a file of a temporary folder, and what goes to standard output is written to
+/// one first, so that commands know files only. The folder is removed at the end. One object a run.
+class Pipes {
+public:
+    Pipes() = default;
+    ~Pipes();
+    Pipes(const Pipes&) = delete;
+    Pipes& operator=(const Pipes&) = delete;
+
+    /// Adds --format and --out-format to a command; to be called before the files that they are for are added.
+    void addInputFormat(CLI::App& command);
+    void addOutputFormat(CLI::App& command);
+    /// Gives the options of CLI11 that name a file their meaning.
+    CLI::Validator inputName();
+    CLI::Validator outputName();
+
+    /// The file to read for a name: the name itself, or, for "-", one with all that standard input gives. Fails when its
+    /// kind is neither said nor in its first bytes, and when standard input was read before.
+    std::string input(const std::string& name);
+    /// The file to write for a name.
+    std::string output(const std::string& name);
+    /// Whether standard output is for a file.
+    bool isOutputTaken() const { return !outFile.empty(); }
+    /// Copies a file to standard output, if it is the one of that. Fails when that can't be written.
+    void deliver(const std::string& filename) const;
+    /// A text in which the names of the temporary files are said as what they stand for.
+    std::string withPlainNames(std::string text) const;
+
+private:
+    /// A new name in the folder, with that extension. plainName: what it is for the user.
+    std::string newFile(const std::string& kind, const std::string& plainName);
+
+    std::string folder;                                       // empty until it is needed
+    std::vector<std::pair<std::string, std::string>> vNames;  // of a file in the folder, and for the user
+    std::string outFile;                                      // the one that goes to standard output
+    bool bInputTaken = false;
+    std::string inKind, outKind = "ply";
+};

@@ -1,0 +1,207 @@
+// Reads points of files, and chooses and places them.
+#include "PointInput.h"
+
+#include <array>
+#include <cmath>
+#include <fstream>
+#include <locale>
+#include <utility>
+
+#include "FileKinds.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+/// Rows of a product with x, y, z and 1.
+using Matrix = std::array<std::array<double, 4>, 4>;
+
+/// A text of 16 numbers, row by row, of which the last row is 0 0 0 1.
+Matrix readMatrix(const std::string& filename) {
+    std::ifstream in(filename);
+    in.imbue(std::locale::classic());
+    const auto require = [&](bool bGood) {
+        if (!bGood)
+            throw Failure("--transform takes a text with four rows of four numbers, the last one 0 0 0 1, which " +
+                          filename + " isn't");
+    };
+    Matrix matrix{};
+    for (auto& row : matrix)
+        for (double& value : row)
+            require((in >> value) && std::isfinite(value));
+    std::string more;
+    require(!(in >> more) && matrix[3] == std::array<double, 4>{0, 0, 0, 1});
+    return matrix;
+}
+
+Point3 moved(const Point3& p, const Matrix& m) {
+    const auto at = [&](std::size_t i) { return m[i][0] * p.x() + m[i][1] * p.y() + m[i][2] * p.z() + m[i][3]; };
+    return {at(0), at(1), at(2)};
+}
+
+/// A coordinate that is no number is in no box.
+bool isInBox(const Point3& p, const std::vector<double>& vBox) {
+    return p.x() >= vBox[0] && p.y() >= vBox[1] && p.z() >= vBox[2] &&  //
+           p.x() <= vBox[3] && p.y() <= vBox[4] && p.z() <= vBox[5];
+}
+
+/// Keeps the points whose numbers, from 0, are wanted. isWanted: bool(std::size_t). Returns how many are dropped.
+template <typename IsWanted>
+std::size_t keepPoints(std::vector<Point3>& vPoints, const IsWanted& isWanted) {
+    std::size_t numKept = 0;
+    for (std::size_t i = 0; i < vPoints.size(); ++i)
+        if (isWanted(i)) vPoints[numKept++] = vPoints[i];
+    const std::size_t numDropped = vPoints.size() - numKept;
+    vPoints.resize(numKept);
+    return numDropped;
+}
+
+/// Keeps that many points, spread evenly over their order.
+std::size_t thinTo(std::size_t maxPoints, std::vector<Point3>& vPoints) {
+    if (vPoints.size() <= maxPoints) return 0;
+    std::size_t sum = 0;  // of maxPoints a point; each time that it reaches their number a point is kept
+    return keepPoints(vPoints, [&, num = vPoints.size()](std::size_t) {
+        sum += maxPoints;
+        if (sum < num) return false;
+        sum -= num;
+        return true;
+    });
+}
+
+/// How many points each option left out.
+struct LeftOut {
+    std::size_t numOtherClasses = 0, numOutside = 0, numBetween = 0, numTooMany = 0;
+
+    nlohmann::ordered_json toJson() const {
+        return {{"otherClasses", numOtherClasses},
+                {"outsideBox", numOutside},
+                {"betweenEvery", numBetween},
+                {"aboveMaximum", numTooMany}};
+    }
+    /// Empty where all points are taken.
+    std::string toText() const {
+        std::string text;
+        const auto add = [&text](std::size_t num, const std::string& why) {
+            if (num > 0) text += (text.empty() ? "points left out: " : ", ") + std::to_string(num) + " " + why;
+        };
+        add(numOtherClasses, "of other classes");
+        add(numOutside, "outside --crop");
+        add(numBetween, "by --every");
+        add(numTooMany, "by --max-points");
+        return text;
+    }
+};
+
+LeftOut choose(const PointChoice& choice, std::vector<Point3>& vPoints) {
+    LeftOut leftOut;
+    if (!choice.matrixFile.empty()) {
+        const Matrix matrix = readMatrix(choice.matrixFile);
+        for (Point3& p : vPoints)
+            p = moved(p, matrix);
+    }
+    if (!choice.vBox.empty())
+        leftOut.numOutside = keepPoints(vPoints, [&](std::size_t i) { return isInBox(vPoints[i], choice.vBox); });
+    if (choice.every > 1) leftOut.numBetween = keepPoints(vPoints, [&](std::size_t i) { return i % choice.every == 0; });
+    if (choice.maxPoints > 0) leftOut.numTooMany = thinTo(choice.maxPoints, vPoints);
+    return leftOut;
+}
+
+}  // namespace
+
+bool PointChoice::isAll() const {
+    return vClasses.empty() && matrixFile.empty() && vBox.empty() && every == 1 && maxPoints == 0;
+}
+
+void addPointChoice(CLI::App& command, PointChoice& choice) {
+    constexpr const char* GROUP = "Which points are taken, in this order, and where to";
+    CLI::Option* pClasses =
+        command.add_option("--classes", choice.vClasses, "Points of .las files with one of these classes only")
+            ->delimiter(',')
+            ->allow_extra_args(false)
+            ->check(CLI::Range(0, 255))
+            ->type_name("C,C,...");
+    CLI::Option* pTransform = command.add_option(
+        "--transform", choice.matrixFile,
+        "Multiply the points, with 1 behind z, by the matrix in this text: four rows of four numbers, the last 0 0 0 1");
+    CLI::Option* pCrop = command.add_option("--crop", choice.vBox, "Points in this box only; after --transform")
+                             ->delimiter(',')
+                             ->expected(6)
+                             ->check(finiteNumber)
+                             ->type_name("x0,y0,z0,x1,y1,z1");
+    CLI::Option* pEvery =
+        command.add_option("--every", choice.every, "The first of each N points only")->check(positiveCount)->type_name("N");
+    CLI::Option* pMax =
+        command.add_option("--max-points", choice.maxPoints, "At most N points, spread evenly over their order")
+            ->check(positiveCount)
+            ->type_name("N");
+    for (CLI::Option* pOption : {pClasses, pTransform, pCrop, pEvery, pMax})
+        pOption->group(GROUP);
+}
+
+void addPointFiles(CLI::App& command, Program& program, PointInput& input, const std::string& inText) {
+    Pipes& pipes = program.pipes();
+    pipes.addInputFormat(command);
+    const auto takeFiles = [&input, &pipes, &command](std::vector<std::string> vNames) {
+        if (CLI::Option* const pOut = command.get_option_no_throw("OUT")) {
+            pOut->clear();
+            if (vNames.size() > 1) {  // a single name leaves none for OUT, which is then missed
+                pOut->add_result(vNames.back());
+                vNames.pop_back();
+            }
+        }
+        for (const std::string& name : vNames)
+            input.vFiles.push_back(pipes.input(name));
+    };
+    command.add_option_function<std::vector<std::string>>("IN", takeFiles, inText + "; several files are one cloud")
+        ->required();
+}
+
+void addPointFiles(CLI::App& command, Program& program, PointInput& input, std::string& out, const std::string& inText,
+                   const std::string& outText) {
+    addPointFiles(command, program, input, inText);
+    CLI::Option* const pOut = program.addOutput(command, out, outText);
+    // While names are gathered, all of them in IN, OUT must not be missing: the last number of --origin would be kept for
+    // it.
+    command.preparse_callback([pOut](std::size_t) { pOut->add_result(""); });
+}
+
+void PointInput::require() const {
+    for (const std::string& file : vFiles) {
+        Program::requirePointInput(file);
+        if (!choice.vClasses.empty() && !isLasFile(file))
+            throw Failure("--classes chooses points of .las files, which " + file + " isn't");
+    }
+    if (!choice.matrixFile.empty()) readMatrix(choice.matrixFile);
+    const auto& vBox = choice.vBox;
+    if (!vBox.empty() && (vBox[0] > vBox[3] || vBox[1] > vBox[4] || vBox[2] > vBox[5]))
+        throw Failure("--crop takes the least coordinates of a box before the greatest");
+}
+
+std::vector<std::string> PointInput::readFiles() const {
+    std::vector<std::string> vRead = vFiles;
+    if (!choice.matrixFile.empty()) vRead.push_back(choice.matrixFile);
+    return vRead;
+}
+
+std::vector<Point3> PointInput::read(Program& program) const {
+    std::vector<Point3> vPoints;
+    std::size_t numOtherClasses = 0;
+    for (const std::string& file : vFiles)
+        program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses);
+    program.report()["input"] = {{"file", names()}, {"points", vPoints.size() + numOtherClasses}};
+    if (choice.isAll()) return vPoints;
+    LeftOut leftOut;
+    program.step("choose", [&] { leftOut = choose(choice, vPoints); });
+    leftOut.numOtherClasses = numOtherClasses;
+    program.report()["leftOut"] = leftOut.toJson();
+    if (vPoints.empty()) throw Failure("No point of " + names() + " is left; " + leftOut.toText());
+    if (const std::string text = leftOut.toText(); !text.empty()) program.say(text);
+    return vPoints;
+}
+
+std::string PointInput::names() const {
+    std::string text = vFiles.front();
+    for (std::size_t i = 1; i < vFiles.size(); ++i)
+        text += ", " + vFiles[i];
+    return text;
+}

@@ -158,6 +158,26 @@ TEST(MeshTexts, takeVerticesBehindTheirFacesAndThoseThatAreNoNumbers) {
     EXPECT_EQ(readMesh_auto(folder.write("a.off2", OFF)), nullptr);
 }
 
+TEST(MeshTexts, anObjThatWasCutGivesTheMeshOfItsWholeLinesAndAtMostOneMoreOrNothing) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    const std::string whole = "v 10 20 30\nv 1 0 0.5\n\nv 0 15 0\nf 1 2 3\nf -1 \\\n-2 -3\n";
+    for (std::size_t length = 0; length < whole.size(); ++length) {
+        const std::string bytes = whole.substr(0, length), lines = bytes.substr(0, bytes.rfind('\n') + 1);
+        Points vVertices;
+        std::vector<int> vIndices;
+        const auto numVertices = static_cast<std::size_t>(countIn(lines, "v ")),
+                   numFaces = static_cast<std::size_t>(countIn(lines, "f "));
+        if (readTriangles_auto(folder.write("a.obj", bytes), vVertices, vIndices)) {
+            EXPECT_TRUE(vVertices.size() == numVertices || vVertices.size() == numVertices + 1) << length;
+            EXPECT_TRUE(vIndices.size() == 3 * numFaces || vIndices.size() == 3 * numFaces + 3) << length;
+        } else {
+            EXPECT_TRUE(vVertices.empty() && vIndices.empty()) << length;
+            EXPECT_TRUE(bytes != lines || numVertices == 0 || bytes.ends_with("\\\n")) << length;
+        }
+    }
+}
+
 TEST(MeshTexts, refuseWhatIsNoMeshAndSayWhere) {
     const TempFolder folder;
     for (std::size_t length = 0; length + 1 < OFF.size(); ++length)

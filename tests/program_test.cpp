@@ -435,6 +435,21 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
         EXPECT_TRUE(folder.read("pipe.ply") == folder.read("file.ply")) << name;
     }
     EXPECT_EQ(run("info - <o.ply").out, run("info o.ply").out);
+    const auto gzip = [&](const std::string& name) {
+        EXPECT_EQ(std::system(("gzip -k '" + folder.path(name) + "'").c_str()), 0);
+        return folder.read(name + ".gz");
+    };
+    const std::string packed = gzip("scan.bin");
+    gzip("o.ply");
+    EXPECT_EQ(run("info o.ply.gz").out, run("info - <o.ply.gz").out);
+    for (const std::string in : {"scan.bin.gz", "- --format bin <scan.bin.gz"})
+        EXPECT_EQ(run("spacing " + in).out, run("spacing scan.bin").out);
+    for (const std::string& bytes : {std::string(), std::string("1 2 3\n"), packed.substr(0, packed.size() - 9),
+                                     packed.substr(0, packed.size() / 2) + packed}) {
+        folder.write("bad.bin.gz", bytes);
+        const std::string err = run("spacing bad.bin.gz").err;
+        EXPECT_TRUE(err.starts_with("kel: The file bad.bin.gz ") && countIn(err, "\n") == 1) << err;
+    }
     EXPECT_EQ(run("convert - o.xyz --format ply <scan.bin").err.rfind("kel: Can't read points from standard input", 0), 0U);
     EXPECT_EQ(run("convert scan.bin - >/dev/full 2>/dev/null #").status, 1);
     unsetenv("TMPDIR");

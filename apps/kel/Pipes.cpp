@@ -1,8 +1,10 @@
-// Standard input and standard output in place of files.
+// Standard input, standard output and compressed files in place of plain files.
 #include "Pipes.h"
 
 #include <unistd.h>
+#include <zlib.h>
 
+#include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdlib>
@@ -10,6 +12,7 @@
 #include <filesystem>
 #include <fstream>
 #include <iostream>
+#include <memory>
 #include <string_view>
 #include <utility>
 
@@ -34,17 +37,41 @@ constexpr std::array<Signature, 8> SIGNATURES{{{"LASF", "las"},
                                                {"COFF", "off"},
                                                {"NOFF", "off"}}};
 
-/// All that standard input gives.
-void keepInput(const std::string& filename) {
+/// Writes a file block by block. next: long(char* p, unsigned numBytes) gives how many bytes there were, 0 at the end.
+/// Returns whether there were any.
+template <typename Next>
+bool writeBlocks(const std::string& filename, const Next& next) {
     std::ofstream out(filename, std::ios_base::binary);
     std::vector<char> block(std::size_t{256} << 10);
-    for (ssize_t num = 1; num != 0;) {
-        num = ::read(STDIN_FILENO, block.data(), block.size());
-        if (num < 0 && errno != EINTR) throw Failure(std::string("Can't read standard input: ") + std::strerror(errno));
-        if (num > 0) out.write(block.data(), num);
-    }
-    if (!out.flush()) throw Failure("Can't keep standard input in the folder for temporary files");
-    if (out.tellp() == 0) throw Failure("Standard input is empty");
+    while (const long num = next(block.data(), static_cast<unsigned>(block.size())))
+        out.write(block.data(), num);
+    if (!out.flush()) throw Failure("There is no room for what is read in the folder for temporary files");
+    return out.tellp() > 0;
+}
+
+long readStandardInput(char* p, unsigned numBytes) {
+    ssize_t num = -1;
+    do {
+        num = ::read(STDIN_FILENO, p, numBytes);
+    } while (num < 0 && errno == EINTR);
+    if (num < 0) throw Failure(std::string("Can't read standard input: ") + std::strerror(errno));
+    return num;
+}
+
+/// Writes what is in a compressed file to another one. plainName: its name for the user.
+void unpack(const std::string& filename, const std::string& to, const std::string& plainName) {
+    const std::unique_ptr<gzFile_s, int (*)(gzFile)> in(gzopen(filename.c_str(), "rb"), gzclose_r);
+    if (in == nullptr) throw Failure("The file " + plainName + " can't be read: " + std::strerror(errno));
+    if (gzdirect(in.get()) != 0) throw Failure("The file " + plainName + " isn't compressed by gzip, as its name says");
+    writeBlocks(to, [&](char* p, unsigned numBytes) -> long { return std::max(gzread(in.get(), p, numBytes), 0); });
+    int error = Z_OK;  // also Z_BUF_ERROR for a file that was cut
+    gzerror(in.get(), &error);
+    if (error != Z_OK) throw Failure("The file " + plainName + " is damaged, or its end is missing");
+}
+
+bool isGzip(const std::string& filename) {
+    std::ifstream in(filename, std::ios_base::binary);
+    return in.get() == 0x1f && in.get() == 0x8b;
 }
 
 std::string kindByContent(const std::string& filename) {
@@ -100,19 +127,35 @@ CLI::Validator Pipes::outputName() {
 }
 
 std::string Pipes::input(const std::string& name) {
-    if (name != "-") return name;
+    constexpr std::string_view GZ = ".gz";
+    if (name == "-") return standardInput();
+    if (!name.ends_with(GZ)) return name;
+    const fs::path packed(name.substr(0, name.size() - GZ.size()));
+    return unpacked(name, packed.extension().string(), name);
+}
+
+std::string Pipes::standardInput() {
     if (std::exchange(bInputTaken, true)) throw Failure("Standard input can be read only once");
-    std::string kept = newFile(inKind.empty() ? "any" : inKind, STANDARD_INPUT);
-    keepInput(kept);
+    const std::string kind = inKind.empty() ? "" : "." + inKind;
+    std::string kept = newFile(kind, STANDARD_INPUT);
+    if (!writeBlocks(kept, readStandardInput)) throw Failure("Standard input is empty");
+    if (isGzip(kept)) kept = unpacked(kept, kind, STANDARD_INPUT);
     if (!inKind.empty()) return kept;
-    std::string known = newFile(kindByContent(kept), STANDARD_INPUT);
+    std::string known = newFile("." + kindByContent(kept), STANDARD_INPUT);
     fs::rename(kept, known);
     return known;
 }
 
+std::string Pipes::unpacked(const std::string& filename, const std::string& kind, const std::string& plainName) {
+    std::string file = newFile(kind, plainName);
+    unpack(filename, file, plainName);
+    if (fs::path(filename).parent_path() == folder) fs::remove(filename);
+    return file;
+}
+
 std::string Pipes::output(const std::string& name) {
     if (name != "-") return name;
-    return outFile = newFile(outKind, "standard output");
+    return outFile = newFile("." + outKind, "standard output");
 }
 
 void Pipes::deliver(const std::string& filename) const {
@@ -133,5 +176,5 @@ std::string Pipes::newFile(const std::string& kind, const std::string& plainName
         if (mkdtemp(path.data()) == nullptr) throw Failure("Can't make a temporary folder " + path);
         folder = path;
     }
-    return vNames.emplace_back(folder + "/" + std::to_string(vNames.size()) + "." + kind, plainName).first;
+    return vNames.emplace_back(folder + "/" + std::to_string(vNames.size()) + kind, plainName).first;
 }

@@ -1,4 +1,4 @@
-// Standard input and standard output in place of files.
+// Standard input, standard output and compressed files in place of plain files.
 #pragma once
 
 #include <CLI/CLI.hpp>
@@ -6,10 +6,12 @@
 #include <utility>
 #include <vector>
 
-/// Lets "-" stand for standard input where a command reads a file, and for standard output where it writes one.
+/// Lets "-" stand for standard input where a command reads a file, and for standard output where it writes one. What is read
+/// may be compressed by gzip.
 ///
-/// What comes from standard input is kept in a file of a temporary folder, and what goes to standard output is written to
-/// one first, so that commands know files only. The folder is removed at the end. One object a run.
+/// What comes from standard input, or out of a compressed file, is kept in a file of a temporary folder, and what goes to
+/// standard output is written to one first, so that commands know plain files only. The folder is removed at the end. One
+/// object a run.
 class Pipes {
 public:
     Pipes() = default;
@@ -24,8 +26,9 @@ public:
     CLI::Validator inputName();
     CLI::Validator outputName();
 
-    /// The file to read for a name: the name itself, or, for "-", one with all that standard input gives. Fails when its
-    /// kind is neither said nor in its first bytes, and when standard input was read before.
+    /// The file to read for a name: the name itself, or, for "-", one with all that standard input gives, or, for a name
+    /// that ends with .gz, one with what is in it. Fails when it is damaged, when the kind of standard input is neither said
+    /// nor in its first bytes, and when standard input was read before.
     std::string input(const std::string& name);
     /// The file to write for a name.
     std::string output(const std::string& name);
@@ -37,7 +40,10 @@ public:
     std::string withPlainNames(std::string text) const;
 
 private:
-    /// A new name in the folder, with that extension. plainName: what it is for the user.
+    std::string standardInput();
+    /// Unpacks a file, which is removed if it is one of the folder. Returns the new one.
+    std::string unpacked(const std::string& filename, const std::string& kind, const std::string& plainName);
+    /// A new name in the folder, with that extension, which may be empty. plainName: what it is for the user.
     std::string newFile(const std::string& kind, const std::string& plainName);
 
     std::string folder;                                       // empty until it is needed

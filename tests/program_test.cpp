@@ -138,6 +138,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"o.ply </dev/null", "o.ply <good.xyz", "o.ply --format foo <good.xyz", "- o.ply <points.ply",
           "- --out-format las <points.ply"}},
         {"fit - -", {"o.ply <good.stl"}},
+        {"convert scan.bin o.xyz", {"--format bin", "--out-format xyz"}},
         {"reconstruct scan.bin o.ply", {"extra", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 1 --smooth 2"}},
         {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},
         {"melt good.stl",

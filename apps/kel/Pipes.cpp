@@ -105,9 +105,8 @@ void Pipes::addInputFormat(CLI::App& command) {
 }
 
 void Pipes::addOutputFormat(CLI::App& command) {
-    command.add_option("--out-format", outKind, "What is written to standard output, if OUT is -")
-        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "list", "xyz", "bin"}))
-        ->capture_default_str();
+    command.add_option("--out-format", outKind, "What is written to standard output, if OUT is -; without it ply")
+        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "list", "xyz", "bin"}));
 }
 
 CLI::Validator Pipes::inputName() {
@@ -155,7 +154,12 @@ std::string Pipes::unpacked(const std::string& filename, const std::string& kind
 
 std::string Pipes::output(const std::string& name) {
     if (name != "-") return name;
-    return outFile = newFile("." + outKind, "standard output");
+    return outFile = newFile("." + (outKind.empty() ? "ply" : outKind), "standard output");
+}
+
+void Pipes::requireUse() const {
+    if (!inKind.empty() && !bInputTaken) throw Failure("--format is for a file to read that is -, and there is none");
+    if (!outKind.empty() && outFile.empty()) throw Failure("--out-format is for an OUT that is -, which it isn't");
 }
 
 void Pipes::deliver(const std::string& filename) const {

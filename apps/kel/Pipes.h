@@ -32,6 +32,8 @@ public:
     std::string input(const std::string& name);
     /// The file to write for a name.
     std::string output(const std::string& name);
+    /// Fails when a format is given for what isn't used.
+    void requireUse() const;
     /// Whether standard output is for a file.
     bool isOutputTaken() const { return !outFile.empty(); }
     /// Copies a file to standard output, if it is the one of that. Fails when that can't be written.
@@ -50,5 +52,5 @@ private:
     std::vector<std::pair<std::string, std::string>> vNames;  // of a file in the folder, and for the user
     std::string outFile;                                      // the one that goes to standard output
     bool bInputTaken = false;
-    std::string inKind, outKind = "ply";
+    std::string inKind, outKind;  // empty: not given
 };

@@ -172,6 +172,7 @@ void Program::requireOutput(const std::string& filename, const std::string& inpu
 }
 
 void Program::requireReport(const std::vector<std::string>& vFiles) const {
+    standardStreams.requireUse();
     if (jsonFile.empty()) return;
     requireWritable(jsonFile);
     for (const std::string& file : vFiles)

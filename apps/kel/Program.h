@@ -53,7 +53,8 @@ public:
     void requireMeshOutput(const std::string& filename, const std::string& input) const;
     /// The same for a drawing.
     void requireDrawingOutput(const std::string& filename, const std::string& input) const;
-    /// Fails unless the report can be written to the file of --json without overwriting any of these files.
+    /// Fails unless the report can be written to the file of --json without overwriting any of these files. All commands
+    /// call it, so it also fails for a format of pipes without a pipe.
     void requireReport(const std::vector<std::string>& vFiles) const;
 
     /// Runs some work that calls the library, and adds the time that it took to the seconds under that name. Draws a

@@ -64,6 +64,26 @@ TEST(MeshFiles, aBinaryStlFileHasTheCornersInSinglePrecisionAndUnitNormals) {
     outputOf([&] { EXPECT_FALSE(writeSTL_BIN(pMesh, folder.path("none/m.stl"))); });
 }
 
+TEST(MeshFiles, theCornersOfAnStlAreVerticesOfTheirOwn) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    const MeshPtr pMesh = meshOf(tetrahedron());
+    ASSERT_TRUE(writeMesh_auto(folder.path("m.stl"), pMesh, true));
+    std::vector<Point3> vVertices, vNone;
+    std::vector<int> vIndices{7}, vExpected{7};
+    for (int i = 0; i < 12; ++i)
+        vExpected.push_back(i);
+    EXPECT_TRUE(readTriangles_auto(folder.path("m.stl"), vVertices, vIndices));
+    EXPECT_EQ(vVertices, cornersOf(pMesh));
+    EXPECT_EQ(vIndices, vExpected);
+    expectFails("vVertices.empty()", [&] { readTriangles_auto(folder.path("m.stl"), vVertices, vIndices); });
+    const std::string text = folder.read("m.stl");
+    for (const std::string& name : {folder.write("cut.stl", text.substr(0, text.rfind("endloop"))), folder.path("m.xyz")}) {
+        EXPECT_FALSE(readTriangles_auto(name, vNone, vIndices));
+        EXPECT_TRUE(vNone.empty() && vIndices == vExpected) << name;
+    }
+}
+
 TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
     const TempFolder folder;
     CoarsePlaces soup(sheet(2, 2));

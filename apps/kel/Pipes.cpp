@@ -135,7 +135,7 @@ std::string Pipes::input(const std::string& name) {
 
 std::string Pipes::standardInput() {
     if (std::exchange(bInputTaken, true)) throw Failure("Standard input can be read only once");
-    const std::string kind = inKind.empty() ? "" : "." + inKind;
+    const std::string kind = "." + (inKind.empty() ? "any" : inKind);
     std::string kept = newFile(kind, STANDARD_INPUT);
     if (!writeBlocks(kept, readStandardInput)) throw Failure("Standard input is empty");
     if (isGzip(kept)) kept = unpacked(kept, kind, STANDARD_INPUT);

@@ -45,7 +45,7 @@ private:
     std::string standardInput();
     /// Unpacks a file, which is removed if it is one of the folder. Returns the new one.
     std::string unpacked(const std::string& filename, const std::string& kind, const std::string& plainName);
-    /// A new name in the folder, with that extension, which may be empty. plainName: what it is for the user.
+    /// A new name in the folder, with that extension. plainName: what it is for the user.
     std::string newFile(const std::string& kind, const std::string& plainName);
 
     std::string folder;                                       // empty until it is needed

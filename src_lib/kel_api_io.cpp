@@ -477,6 +477,11 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
     return readLas(nameOf(filename), aWanted, vPoints, numOthers);
 }
 
+bool writePoints_LAS(const char* filename, const std::vector<Point3>& vPoints) {
+    const std::string name = nameOf(filename), fault = writeLas(name, vPoints);
+    return fault.empty() || fail(name + " " + fault);
+}
+
 bool readPoints_PCD(const char* filename, std::vector<Point3>& vPoints) {
     return readPcd(nameOf(filename), vPoints);
 }

@@ -1,10 +1,16 @@
 // Points of LAS files.
+#include <sys/mman.h>
 #include <sys/stat.h>
 
+#include <cmath>
+#include <iomanip>
 #include <limits>
 #include <random>
+#include <sstream>
 #include <thread>
 
+#include "las_io.h"
+#include "littleEndian.h"
 #include "support/las.h"
 #include "support/pointReads.h"
 
@@ -27,6 +33,31 @@ Points gridPoints(std::size_t n) {
         vPoints.push_back(at(x, y, any()));
     }
     return vPoints;
+}
+
+/// A bumpy sheet of n * n points, noise and all.
+Points noisySheet(int n, double spacing, const Vector3& place) {
+    std::mt19937 random(2);
+    std::uniform_real_distribution<double> noise(-0.3, 0.3);
+    Points vPoints;
+    for (int i = 0; i < n * n; ++i) {
+        const double x = i % n + noise(random), y = i / n + noise(random);
+        vPoints.push_back(Point3() + (Vector3(x, y, std::sin(x) + noise(random)) * spacing + place));
+    }
+    return vPoints;
+}
+
+struct LasAxis {
+    double scale, offset, greatest, least;
+};
+
+LasAxis axisOf(const std::string& bytes, std::size_t axis) {
+    const char* const p = bytes.data() + 8 * axis;
+    return {loadDouble(p + 131), loadDouble(p + 155), loadDouble(p + 8 * axis + 179), loadDouble(p + 8 * axis + 187)};
+}
+
+std::array<double, 3> valuesOf(const Point3& p) {
+    return {p.x(), p.y(), p.z()};
 }
 
 }  // namespace
@@ -170,4 +201,93 @@ TEST(Las, ComesThroughAFifo) {
     std::string text;
     readBehindOlder(folder.path("missing.las"), false, &text);
     EXPECT_EQ(text, folder.path("missing.las") + " is unreadable\n");
+}
+
+TEST(Las, WrittenPointsMoveByHalfAStepThatSuitsThem) {
+    const TempFolder folder;
+    Points vOutlier = noisySheet(100, 1, {0, 0, 0});
+    vOutlier.emplace_back(1e9, 5, -1e14);
+    const struct {
+        const char* name;
+        Points vPoints;
+        double length;  ///< a thousandth of it is kept where 32 bits allow that
+    } table[] = {{"near", noisySheet(100, 1, {0, 0, 0}), 1},
+                 {"far", noisySheet(200, 0.01, {5e6, -5e6, 300}), 0.01},
+                 {"small", noisySheet(50, 1e-9, {0, 0, 0}), 1e-9},
+                 {"huge", noisySheet(50, 1e290, {0, 1e299, 0}), 1e290},
+                 {"wide", vOutlier, 1},
+                 {"two", {{-0.25, 1e300, 1e-300}, {7.3, -1e300, 2e-300}}, 1e300},
+                 {"one", {{0.123456789, 1000.5, -3e-7}}, 0},
+                 {"many at one place", Points(9, {1, -2, 3}), 0},
+                 {"none", {}, 0}};
+    for (const auto& [name, vPoints, length] : table) {
+        const std::string path = folder.path("a.las");
+        ASSERT_TRUE(writePoints_LAS(path.c_str(), vPoints)) << name;
+        const Points vRead = readBehindOlder(path, true);
+        ASSERT_EQ(vRead.size(), vPoints.size()) << name;
+        const std::string bytes = folder.read("a.las");
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            const auto [scale, offset, greatest, least] = axisOf(bytes, axis);
+            std::ostringstream power;
+            power << std::scientific << std::setprecision(0) << scale;
+            EXPECT_EQ(std::strtod(("1" + power.str().substr(1)).c_str(), nullptr), scale) << name << ": a power of ten";
+            EXPECT_EQ(offset, std::floor(offset)) << name;
+            double farthest = 0, worst = 0, low = vRead.empty() ? 0 : HUGE_VAL, high = -low;
+            for (std::size_t i = 0; i < vRead.size(); ++i) {
+                const double value = valuesOf(vPoints[i])[axis], read = valuesOf(vRead[i])[axis];
+                worst = std::max(worst, std::abs(read - value) - 1e-15 * std::abs(value));
+                farthest = std::max(farthest, std::abs(value - offset));
+                low = std::min(low, read);
+                high = std::max(high, read);
+            }
+            EXPECT_LE(worst, 0.5 * scale) << name;
+            EXPECT_LE(worst, std::max(length / 1000, 5 * std::ldexp(farthest, -31))) << name << ": as fine as it fits";
+            EXPECT_TRUE(low == least && high == greatest) << name;
+        }
+    }
+}
+
+TEST(Las, WhatIsWrittenHasTheBytesOfItsVersion) {
+    const TempFolder folder;
+    const Points vPoints = noisySheet(30, 0.1, {1000, 0, -7});
+    ASSERT_TRUE(writePoints_LAS(folder.path("a.las").c_str(), vPoints));
+    const std::string bytes = folder.read("a.las");
+    LasShape shape;
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        shape.aScale[axis] = axisOf(bytes, axis).scale;
+        shape.aOffset[axis] = axisOf(bytes, axis).offset;
+    }
+    std::string expected = lasFile(vPoints, shape);
+    expected.replace(4, 20, std::string(20, '\0'));
+    expected.replace(26, 68, "OTHER" + std::string(27, '\0') + "KEL" + std::string(33, '\0'));
+    putNumber(expected, 100, 0, 4);  // records between header and points
+    putNumber(expected, 111, vPoints.size(), 4);
+    expected.replace(115, 16, std::string(16, '\0'));
+    expected.replace(179, 48, bytes.substr(179, 48));  // the bounds
+    for (std::size_t i = 0; i < vPoints.size(); ++i)
+        expected.replace(227 + 20 * i + 12, 8, std::string("\0\0\x09\0\0\0\0\0", 8));  // return 1 of 1
+    EXPECT_TRUE(bytes == expected);
+}
+
+TEST(Las, PointsThatNoFileHoldsAreRefused) {
+    const TempFolder folder;
+    const std::string path = folder.write("a.las", "older");
+    const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();
+    for (const auto& [point, words] : {std::pair<Point3, std::string>{{0, nan, 0}, "nan for y"},
+                                       {{-inf, 0, 0}, "-inf for x"},
+                                       {{0, 0, 2e300}, "2e+300 for z"}})
+        EXPECT_EQ(outputOf([&, p = point] {
+                      EXPECT_FALSE(writePoints_LAS(path.c_str(), {{1, 2, 3}, p, {0, 0, 0}}));
+                  }),
+                  path + " can't be written as LAS: point 2 of 3 has " + words + "\n");
+    const std::size_t numMany = std::size_t{1} << 32, numBytes = numMany * sizeof(Point3);
+    void* const pMany = mmap(nullptr, numBytes, PROT_READ, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+    ASSERT_NE(pMany, MAP_FAILED);
+    EXPECT_EQ(countIn(writeLas(path, {static_cast<const Point3*>(pMany), numMany}), "4294967296 points"), 1);
+    munmap(pMany, numBytes);
+    EXPECT_EQ(folder.read("a.las"), "older");
+    const std::string missing = folder.path("none/a.las");
+    EXPECT_EQ(outputOf([&] { EXPECT_FALSE(writePoints_LAS(missing.c_str(), SOME_POINTS)); }),
+              missing + " can't be written\n");
+    EXPECT_FALSE(writePoints_LAS("/dev/full", SOME_POINTS));
 }

@@ -2,7 +2,7 @@
 //
 // The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj and .off
 // (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which are
-// recognised by their first bytes, too, and from .pts, .ptx and .csv.
+// recognised by their first bytes, too, and from .pts, .ptx and .csv; writePoints_LAS() writes .las.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
 // failure stays in the vector from .xyz, .txt, .asc, .bin and .stl, and only from these. Writers write a temporary file next
@@ -110,6 +110,19 @@ bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints);
 /// @throws KelBugException when a class is below 0 or above 255
 bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
                     std::size_t& numOthers);
+
+/// Writes points as LAS 1.2, point format 0: coordinates, and zeros for what isn't known.
+///
+/// A coordinate is a whole number of steps from an offset. The offset of each axis is a whole number amid the points, its
+/// step a power of ten, chosen so that no coordinate moves by more than a thousandth of the mean distance of neighbours, by
+/// the rule of Precision; where 32 bits don't reach that far, the finest step with which they do. A coordinate moves by at
+/// most half a step.
+///
+/// @param filename  the name of the file, of any extension
+/// @param vPoints   fewer than 2^32, all coordinates within 1e300 of 0
+/// @return false, after a message, when the file can't be written or the points are none of those
+/// @cost O(n)
+bool writePoints_LAS(const char* filename, const std::vector<Point3>& vPoints);
 
 /// Reads the fields x, y and z of a PCD file: as text, as bytes or compressed.
 ///

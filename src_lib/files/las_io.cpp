@@ -10,17 +10,23 @@
 // small or the format is new; some writers fill in the old one only.
 //
 // Whatever the header says, no more is reserved than the file has points, and coordinates are finite.
+//
+// What is written is version 1.2, format 0, the one that every program reads. Steps are powers of ten, so that the decimals
+// of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
 #include "las_io.h"
 
 #include <algorithm>
 #include <array>
+#include <charconv>
 #include <cmath>
 #include <cstdint>
 #include <limits>
 #include <optional>
 #include <string_view>
 
+#include "AtomicFile.h"
 #include "littleEndian.h"
+#include "numberForms.h"
 #include "pointReading.h"
 
 namespace TARN_KEL {
@@ -28,8 +34,9 @@ namespace TARN_KEL {
 namespace {
 
 // Where the fields of the header begin, in bytes.
-constexpr std::size_t MAJOR_VERSION = 24, MINOR_VERSION = 25, HEADER_LENGTH = 94, FIRST_POINT = 96, POINT_FORMAT = 104,
-                      RECORD_LENGTH = 105, OLD_COUNT = 107, SCALES = 131, OFFSETS = 155, NEW_COUNT = 247;
+constexpr std::size_t MAJOR_VERSION = 24, MINOR_VERSION = 25, SYSTEM = 26, SOFTWARE = 58, HEADER_LENGTH = 94,
+                      FIRST_POINT = 96, POINT_FORMAT = 104, RECORD_LENGTH = 105, OLD_COUNT = 107, NUM_FIRST_RETURNS = 111,
+                      SCALES = 131, OFFSETS = 155, BOUNDS = 179, NEW_COUNT = 247;
 
 /// Bytes of a header, by the minor version.
 constexpr std::array<std::size_t, 5> HEADER_LENGTHS{227, 227, 227, 235, 375};
@@ -193,7 +200,131 @@ std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const Las
     return numOthers;
 }
 
+// ---- Writing
+
+constexpr double MOST_STEPS = std::numeric_limits<std::int32_t>::max();
+constexpr double FARTHEST_WRITTEN = 1e300;  // leaves room for steps beside the coordinate that is farthest out
+
+/// The steps of an axis, and what is on it.
+struct WrittenAxis {
+    double scale = 1.0, offset = 0.0;
+    double least = 0.0, greatest = 0.0;  ///< coordinates
+
+    double steps(double coordinate) const { return std::round((coordinate - offset) / scale); }
+    double place(double coordinate) const { return steps(coordinate) * scale + offset; }
+};
+
+double componentOf(const Point3& point, std::size_t axis) {
+    return axis == 0 ? point.x() : axis == 1 ? point.y() : point.z();
+}
+
+/// The double nearest to a power of ten, which std::pow() needn't give.
+double powerOfTen(int exponent) {
+    const std::string text = "1e" + std::to_string(exponent);
+    double value = 0.0;
+    std::from_chars(text.data(), text.data() + text.size(), value);
+    return value;
+}
+
+/// extent: how far points are from the offset at most. spacing: their mean distance of neighbours; 0.0 where it isn't known.
+double scaleFor(double extent, double spacing) {
+    constexpr double ANY = 1e-3;    // all points are at the offset
+    constexpr double LEAST = -300;  // exponent
+    if (extent == 0.0) return ANY;
+    const double fine = std::floor(std::log10(2.0 * MAX_ROUNDING * spacing));  // half a step is what a point moves by
+    int exponent = static_cast<int>(std::max(fine, LEAST));
+    while (extent / powerOfTen(exponent) > MOST_STEPS)
+        ++exponent;
+    return powerOfTen(exponent);
+}
+
+WrittenAxis axisFor(std::span<const Point3> points, std::size_t axis, double spacing) {
+    if (points.empty()) return {};
+    const auto [least, greatest] = std::minmax_element(points.begin(), points.end(), [axis](const auto& p, const auto& q) {
+        return componentOf(p, axis) < componentOf(q, axis);
+    });
+    WrittenAxis written;
+    written.least = componentOf(*least, axis);
+    written.greatest = componentOf(*greatest, axis);
+    written.offset = std::round(written.least / 2.0 + written.greatest / 2.0) + 0.0;  // never -0.0
+    written.scale = scaleFor(std::max(written.greatest - written.offset, written.offset - written.least), spacing);
+    return written;
+}
+
+std::array<WrittenAxis, 3> axesFor(std::span<const Point3> points) {
+    std::vector<const Point3*> vPointers;
+    vPointers.reserve(points.size());
+    for (const Point3& point : points)
+        vPointers.push_back(&point);
+    const double spacing = surfaceSpacing(vPointers);
+    return {axisFor(points, 0, spacing), axisFor(points, 1, spacing), axisFor(points, 2, spacing)};
+}
+
+std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis) {
+    constexpr std::size_t MINOR = 2, FORMAT = 0;
+    std::string header(HEADER_LENGTHS[MINOR], '\0');
+    char* const p = header.data();
+    const auto putText = [&](std::size_t place, std::string_view text) { header.replace(place, text.size(), text); };
+    putText(0, LAS_SIGNATURE);
+    p[MAJOR_VERSION] = 1;
+    p[MINOR_VERSION] = MINOR;
+    putText(SYSTEM, "OTHER");  // than a scanner
+    putText(SOFTWARE, "KEL");
+    storeInt(p + HEADER_LENGTH, static_cast<std::uint16_t>(header.size()));
+    storeInt(p + FIRST_POINT, static_cast<std::uint32_t>(header.size()));
+    p[POINT_FORMAT] = FORMAT;
+    storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(RECORD_LENGTHS[FORMAT]));
+    storeInt(p + OLD_COUNT, static_cast<std::uint32_t>(numPoints));
+    storeInt(p + NUM_FIRST_RETURNS, static_cast<std::uint32_t>(numPoints));
+    for (std::size_t i = 0; i < 3; ++i) {
+        const WrittenAxis& axis = aAxis[i];
+        storeDouble(p + SCALES + i * sizeof(double), axis.scale);
+        storeDouble(p + OFFSETS + i * sizeof(double), axis.offset);
+        storeDouble(p + BOUNDS + 2 * i * sizeof(double), axis.place(axis.greatest));
+        storeDouble(p + BOUNDS + (2 * i + 1) * sizeof(double), axis.place(axis.least));
+    }
+    return header;
+}
+
+void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis, AtomicFile& file) {
+    constexpr std::size_t RETURNS = 14;  // bits: number of the return, from 1, and how many there were
+    constexpr char ONLY_RETURN = 1 | (1 << 3);
+    std::array<char, RECORD_LENGTHS[0]> record{};
+    record[RETURNS] = ONLY_RETURN;
+    for (const Point3& point : points) {
+        for (std::size_t i = 0; i < 3; ++i) {
+            const auto steps = static_cast<std::int32_t>(aAxis[i].steps(componentOf(point, i)));
+            storeInt(&record[i * sizeof steps], static_cast<std::uint32_t>(steps));
+        }
+        file.write({record.data(), record.size()});
+    }
+}
+
+/// Why the points don't fit into a file; empty when they do.
+std::string faultOf(std::span<const Point3> points) {
+    if (points.size() > std::numeric_limits<std::uint32_t>::max())
+        return "can't be written as LAS: there are " + std::to_string(points.size()) +
+               " points, and its limit is 4294967295";
+    const auto isFar = [](double coordinate) { return !(std::abs(coordinate) <= FARTHEST_WRITTEN); };  // also NaN
+    for (std::size_t i = 0; i < points.size(); ++i)
+        for (std::size_t axis = 0; axis < 3; ++axis)
+            if (isFar(componentOf(points[i], axis)))
+                return "can't be written as LAS: point " + std::to_string(i + 1) + " of " + std::to_string(points.size()) +
+                       " has " + numberText(componentOf(points[i], axis)) + " for " + "xyz"[axis];
+    return {};
+}
+
 }  // namespace
+
+std::string writeLas(const std::string& filename, std::span<const Point3> points) {
+    std::string fault = faultOf(points);
+    if (!fault.empty()) return fault;
+    AtomicFile file(filename);
+    const std::array<WrittenAxis, 3> aAxis = axesFor(points);
+    file.write(headerFor(points.size(), aAxis));
+    writeRecords(points, aAxis, file);
+    return file.commit() ? "" : "can't be written";
+}
 
 bool readLas(const std::string& filename, std::vector<Point3>& vPoints) {
     return readAllOrNothing(filename, vPoints, readLasPoints);

@@ -30,6 +30,10 @@ inline void storeFloat(char* p, float value) {
     storeInt(p, std::bit_cast<std::uint32_t>(value));
 }
 
+inline void storeDouble(char* p, double value) {
+    storeInt(p, std::bit_cast<std::uint64_t>(value));
+}
+
 inline float loadFloat(const char* p) {
     return std::bit_cast<float>(loadInt<std::uint32_t>(p));
 }

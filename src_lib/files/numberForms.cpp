@@ -15,7 +15,6 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double MAX_MOVE = 1e-3;  // as a share of the mean distance of neighbours
 constexpr std::uint32_t FREE = std::numeric_limits<std::uint32_t>::max();
 
 template <typename Float>
@@ -90,7 +89,7 @@ bool losesShape(const std::vector<const Point3*>& vPoints, const NumberForm& for
     for (const Point3* p : vFinite)
         longest = std::max(longest, (inForm(*p, form) - *p).length());
     if (longest == 0.0) return false;
-    return longest > MAX_MOVE * length || joinsPlaces(vFinite, form);
+    return longest > MAX_ROUNDING * length || joinsPlaces(vFinite, form);
 }
 
 double surfaceSpacing(const std::vector<const Point3*>& vPoints) {

@@ -13,7 +13,8 @@ struct NumberForm {
     int numDigits;  ///< then to a text of so many significant digits; 0: kept as bytes
 };
 
-inline constexpr int EXACT_DIGITS = 17;  ///< a text of so many digits reads back as the same double
+inline constexpr int EXACT_DIGITS = 17;   ///< a text of so many digits reads back as the same double
+inline constexpr double MAX_ROUNDING = 1e-3;  ///< by rounding, as a share of the mean distance of neighbours
 inline constexpr NumberForm SINGLE_BYTES{true, 0};
 inline constexpr NumberForm SINGLE_TEXT{true, 6};
 inline constexpr NumberForm SHORT_TEXT{false, 6};

@@ -1,4 +1,4 @@
-// LAS files as bytes; the library reads them and writes none.
+// LAS files as bytes, of all versions; the library writes one of them.
 #pragma once
 
 #include <array>

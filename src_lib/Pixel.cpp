@@ -171,13 +171,6 @@ std::size_t Pixel::numCreated() const {
                            [](std::size_t sum, const std::vector<Tri>& vBlock) { return sum + vBlock.size(); });
 }
 
-std::size_t Pixel::endOfGroup(std::size_t begin) const {
-    std::size_t end = begin + 1;
-    while (end < vEdge2Tri.size() && vEdge2Tri[end].first == vEdge2Tri[begin].first)
-        ++end;
-    return end;
-}
-
 void Pixel::bfsSort() {
     const std::size_t triSiz = vTri.size();
     vTri = breadthFirst(findGroups());
@@ -209,7 +202,7 @@ std::vector<Tri*> Pixel::breadthFirst(const std::vector<GroupsOfTri>& vGroups) c
             auto it = vEdge2Tri.begin() + static_cast<std::ptrdiff_t>(begin);
             ASSEX(it!=vEdge2Tri.end());
             if (std::exchange(vGroupSeen[begin], 1) != 0) continue;
-            for (std::size_t numLeft = endOfGroup(begin) - begin; numLeft > 0; --numLeft, ++it)
+            for (const auto ends = it->first; it != vEdge2Tri.end() && it->first == ends; ++it)
                 offer(it->second);
         }
     };

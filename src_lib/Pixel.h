@@ -107,11 +107,10 @@ private:
         Plane plane;
     };
 
+    /// A group is the entries of one edge, which follow each other in vEdge2Tri.
     using GroupsOfTri = std::array<std::size_t, 3>;  // of the edges opposite corners 0, 1, 2: where the group begins
 
     void sortEdgeTable();
-    /// A group is the entries of one edge, which follow each other in vEdge2Tri.
-    std::size_t endOfGroup(std::size_t begin) const;
     /// Counts the triangles in order of creation. One of another object fails an assertion.
     std::size_t numberOf(const Tri* pTri) const;
     std::size_t numCreated() const;

@@ -3,6 +3,7 @@
 
 #include <kel.h>
 
+#include <algorithm>
 #include <cctype>
 #include <fstream>
 #include <sstream>
@@ -43,7 +44,9 @@ bool offCountsFaces(std::istream& in) {
 bool objHasFaces(std::istream& in) {
     for (std::string line; std::getline(in, line);) {
         const std::size_t first = line.find_first_not_of(" \t");
-        if (line.compare(std::min(first, line.size()), 1, "f") == 0 && std::isspace(line[first + 1]) != 0) return true;
+        if (line.compare(std::min(first, line.size()), 1, "f") == 0 &&
+            std::isspace(static_cast<unsigned char>(line[first + 1])) != 0)
+            return true;
     }
     return false;
 }

@@ -5,17 +5,18 @@
 
 #include <algorithm>
 #include <array>
-#include <bit>
 #include <charconv>
 #include <cmath>
 #include <cstdint>
-#include <limits>
+#include <iterator>
+
+#include "HashIndex.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-constexpr std::uint32_t FREE = std::numeric_limits<std::uint32_t>::max();
+constexpr std::size_t MAX_POINTS = std::size_t{1} << 31;  // more aren't looked at
 
 template <typename Float>
 double throughText(Float value, int numDigits) {
@@ -27,27 +28,18 @@ double throughText(Float value, int numDigits) {
     return static_cast<double>(read);
 }
 
-std::uint64_t hashOf(const Point3& p) {
-    std::uint64_t h = 0;
-    for (const double value : {p.x(), p.y(), p.z()}) {
-        h = (h ^ std::bit_cast<std::uint64_t>(value + 0.0)) * 0x9E3779B97F4A7C15;  // -0.0 is 0.0
-        h ^= h >> 32;
-    }
-    return h;
-}
-
 /// All points must be finite.
 bool joinsPlaces(const std::vector<const Point3*>& vPoints, const NumberForm& form) {
-    std::vector<std::uint32_t> vFirst(std::bit_ceil(2 * vPoints.size() + 1), FREE);
-    const std::size_t mask = vFirst.size() - 1;
+    HashIndex firstAt;  // the first point at each rounded place
+    firstAt.reserve(vPoints.size());
     for (std::uint32_t i = 0; i < vPoints.size(); ++i) {
         const Point3 place = inForm(*vPoints[i], form);
-        std::size_t slot = hashOf(place) & mask;
-        while (vFirst[slot] != FREE && inForm(*vPoints[vFirst[slot]], form) != place)
-            slot = (slot + 1) & mask;
-        if (vFirst[slot] == FREE)
-            vFirst[slot] = i;
-        else if (*vPoints[vFirst[slot]] != *vPoints[i])
+        const std::uint64_t hash = placeHash(place);
+        const std::uint32_t first =
+            firstAt.find(hash, [&](std::uint32_t other) { return inForm(*vPoints[other], form) == place; });
+        if (first == HashIndex::NONE)
+            firstAt.insert(hash, i);
+        else if (*vPoints[first] != *vPoints[i])
             return true;
     }
     return false;
@@ -83,7 +75,7 @@ Point3 inForm(const Point3& point, const NumberForm& form) {
 }
 
 bool losesShape(const std::vector<const Point3*>& vPoints, const NumberForm& form, double length) {
-    if (vPoints.size() >= FREE) return true;
+    if (vPoints.size() > MAX_POINTS) return true;
     const std::vector<const Point3*> vFinite = finiteOnes(vPoints);
     double longest = 0.0;
     for (const Point3* p : vFinite)

@@ -13,7 +13,7 @@ struct NumberForm {
     int numDigits;  ///< then to a text of so many significant digits; 0: kept as bytes
 };
 
-inline constexpr int EXACT_DIGITS = 17;   ///< a text of so many digits reads back as the same double
+inline constexpr int EXACT_DIGITS = 17;       ///< a text of so many digits reads back as the same double
 inline constexpr double MAX_ROUNDING = 1e-3;  ///< by rounding, as a share of the mean distance of neighbours
 inline constexpr NumberForm SINGLE_BYTES{true, 0};
 inline constexpr NumberForm SINGLE_TEXT{true, 6};
@@ -25,12 +25,12 @@ double inForm(double value, const NumberForm& form);
 Point3 inForm(const Point3& point, const NumberForm& form);
 
 /// Whether rounding joins two different places, or moves a point by more than a thousandth of a length. Points with a
-/// coordinate that isn't finite don't count. True for 2^32 points and more.
+/// coordinate that isn't finite don't count. True for more than 2^31 points.
 ///
 /// @param vPoints  null nowhere
 /// @param form     the rounding
 /// @param length   the mean distance of neighbours; 0 or less allows no move at all
-/// @cost O(n); 8 to 16 bytes per point where rounding moves anything
+/// @cost O(n); 11 to 22 bytes per point where rounding moves anything
 bool losesShape(const std::vector<const Point3*>& vPoints, const NumberForm& form, double length);
 
 /// A length of about the mean distance of neighbours on a surface, from the quartiles of the coordinates, so that outliers

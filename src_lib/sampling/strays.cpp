@@ -96,7 +96,7 @@ std::vector<NodeId> nodesWithoutCompany(const SampleNodes& nodes) {
     return vNode;
 }
 
-/// Those that hang together with too few others, ascending.
+/// Those connected to too few others, ascending.
 std::vector<NodeId> lonelyNodes(const std::vector<NodeId>& vWithoutCompany, const SampleNodes& nodes) {
     NodeGroups groups(vWithoutCompany);
     NeighbourWalk<RCD> walk(nodes.vCell);

@@ -194,7 +194,7 @@ TEST(Fit, leavesFewNotchesInCreases) {
             }
     }
     RecordProperty("notches", std::to_string(numNotches));
-    EXPECT_LT(numNotches, 18U);
+    EXPECT_LT(numNotches, 4U);
 }
 
 TEST(Fit, findsTheCornersOfABlock) {
@@ -211,7 +211,7 @@ TEST(Fit, findsTheCornersOfABlock) {
                         return (p - Point3(x, y, z)).length() < 0.1 * cloud.spacing;
                     });
     }
-    EXPECT_GE(numFound, 34U);  // of 40: some have no point near them, and some can't be reached without a fold
+    EXPECT_GE(numFound, 37U);  // of 40: some have no point near them, and some can't be reached without a fold
 }
 
 TEST(Fit, dependsNeitherOnOrderNorRepeatsOfPointsNorOnWorkersNorOnPlaceAndUnit) {

@@ -90,6 +90,7 @@ FitCounts MeshFitter::fit() {
         sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
+    mendSpots();
     reachLastPoints();
     liftByChords();
     counts.numUntangled = Untangler(fitMesh, vStart).untangle(touchedVertices());
@@ -302,13 +303,20 @@ void MeshFitter::freeStuck() {
 bool MeshFitter::tryFree(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex);
     if (guard.distanceToPoints(from, sides.of(vertex)) < STUCK) return false;
-    const Vector3 mean = fitMesh.meanOfNeighbours(vertex);
+    const std::vector<Vector3> vNear = placesAround(vertex);
+    return std::any_of(vNear.begin(), vNear.end(), [&](const Vector3& near) { return tryFreeBy(vertex, near); });
+}
+
+/// Where sheets near a vertex may be looked for: NUM_MEANS between it and the mean of its neighbours, then halfway to each
+/// of these.
+std::vector<Vector3> MeshFitter::placesAround(FitIndex vertex) const {
+    const Vector3 from = fitMesh.place(vertex), mean = fitMesh.meanOfNeighbours(vertex);
     std::vector<Vector3> vNear = {mean, (from + mean) * 0.5, from};
     fitMesh.visitTriangles(vertex, [&](FitIndex t) {
         const FitIndex next = fitMesh.corners(t)[static_cast<std::size_t>(nextCorner(fitMesh.cornerAt(t, vertex)))];
         vNear.push_back((from + fitMesh.place(next)) * 0.5);
     });
-    return std::any_of(vNear.begin(), vNear.end(), [&](const Vector3& near) { return tryFreeBy(vertex, near); });
+    return vNear;
 }
 
 /// Moves a vertex to the crease or the sheet nearest to a place, if it may.

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <optional>
 #include <utility>
+#include <variant>
 #include <vector>
 
 #include "FitGuard.h"
@@ -25,8 +26,9 @@ struct FitCounts {
 ///
 /// Three rounds: all vertices go to their nearest sheet; then the nearest vertex to each corner there, then vertices onto
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
-/// change is judged by the guard. Finally borders go out to the last points, smooth vertices are lifted by what the
-/// triangles cut off the curved sheet, and triangles that pass through each other since are parted.
+/// change is judged by the guard. What is off the points then is mended by several changes at once. Finally borders go out
+/// to the last points, smooth vertices are lifted by what the triangles cut off the curved sheet, and triangles that pass
+/// through each other since are parted.
 ///
 /// The unit of length is the spacing of the points.
 class MeshFitter {
@@ -63,6 +65,37 @@ private:
         int k;
     };
 
+    // Trials, see MeshFitter_spots.cpp.
+    /// A vertex, a place and what the vertex is on there.
+    struct Placed {
+        FitIndex vertex;
+        Vector3 place;
+        Kind kind;
+    };
+    struct Flip {
+        Side ends;
+    };
+    struct SplitOf {
+        Side ends;
+    };
+    using Remedy = std::variant<Placed, Flip, SplitOf>;
+    using Change = std::variant<Placed, FitQuad, Split>;  // a vertex as it was, a quad that was flipped, a split
+    struct Cost {
+        double sum = 0.0;
+        int numBad = 0;  // folds, sharp ones twice, and slivers
+        Cost& operator+=(const Cost& other) {
+            sum += other.sum;
+            numBad += other.numBad;
+            return *this;
+        }
+        Cost operator-(const Cost& other) const { return {sum - other.sum, numBad - other.numBad}; }
+    };
+    /// What was done, and by how much the cost changed.
+    struct Trial {
+        std::vector<Change> vDone;
+        Cost cost;
+    };
+
     void holdHubs();
     void findPlaces();
     void markRough();
@@ -75,14 +108,17 @@ private:
     void freeStuck();
     bool tryFree(FitIndex vertex);
     bool tryFreeBy(FitIndex vertex, const Vector3& near);
+    std::vector<Vector3> placesAround(FitIndex vertex) const;
     void flipTowardsPoints();
     std::size_t flipAt(FitIndex t, int k);
+    bool mayFlip(const FitQuad& q) const;
     bool wantsFlip(const FitQuad& q) const;
     bool keepsShape(const FitQuad& q, double across) const;
     std::vector<Side> foldedSides(const FitQuad& q) const;
     TrianglePlaces cornersOf(FitIndex a, FitIndex b, FitIndex c) const;
     double cosineAcross(const FitQuad& q) const;
     std::optional<Edge> findEdge(const Side& ends) const;
+    Side endsOf(FitIndex t, int k) const;
     bool mayDivide(const FitQuad& q) const;
     void moveVertex(FitIndex vertex, const Vector3& to);
     std::size_t splitAtCreases();
@@ -93,6 +129,24 @@ private:
     SplitTriangles trianglesOf(const Split& split) const;
     bool keepsShape(const Split& split, double across) const;
     std::vector<Side> foldedSides(const Split& split) const;
+    void mendSpots();
+    std::vector<FitIndex> findSpots() const;
+    bool mendSpot(FitIndex centre);
+    std::vector<FitIndex> trianglesAround(FitIndex vertex) const;
+    std::vector<FitIndex> withNeighbours(const std::vector<FitIndex>& vTriangle) const;
+    std::vector<Remedy> remediesAt(FitIndex centre, const std::vector<FitIndex>& vTriangle);
+    void addMoves(FitIndex vertex, bool bCentre, std::vector<Remedy>& vRemedy);
+    bool apply(const Remedy& remedy, Trial& trial);
+    void tryMove(const Placed& placed, Trial& trial);
+    bool tryFlip(const Side& ends, Trial& trial, double leastCost = 0.0);
+    bool trySplit(const Side& ends, Trial& trial);
+    void flipAround(std::vector<FitIndex> vTriangle, Trial& trial);
+    void takeBack(Trial& trial);
+    double costOfPlace(const Vector3& place, const SurfaceSide& side) const;
+    Cost costOfTriangle(FitIndex t) const;
+    Cost costOfEdge(FitIndex t, int k) const;
+    std::size_t crossingsAmong(std::vector<FitIndex> vTriangle, std::size_t firstNew) const;
+    Cost costOf(const std::vector<FitIndex>& vTriangle) const;
     void reachLastPoints();
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
     double distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const;
@@ -104,6 +158,8 @@ private:
     double distanceOfEdge(FitIndex a, FitIndex b) const;
     bool isOnCrease(FitIndex vertex) const { return vKind[vertex] == Kind::ON_CREASE || vKind[vertex] == Kind::ON_CORNER; }
     bool isFree(FitIndex vertex) const { return vKind[vertex] == Kind::AS_IT_WAS || vKind[vertex] == Kind::ON_SHEET; }
+
+    static constexpr std::size_t NUM_MEANS = 3;  // of placesAround()
 
     FitMesh& fitMesh;
     const FitPoints& fitPoints;

@@ -71,8 +71,7 @@ std::size_t MeshFitter::flipAt(FitIndex t, int k) {
 bool MeshFitter::wantsFlip(const FitQuad& q) const {
     if (vRough[q.a] == 0 && vRough[q.b] == 0) return false;
     const double now = distanceOfEdge(q.a, q.b);
-    if (now < FLIP_GAIN || !mayDivide(q) || fitMesh.isJoined(q.c, q.d)) return false;
-    if (fitMesh.degree(q.a) <= MIN_DEGREE || fitMesh.degree(q.b) <= MIN_DEGREE) return false;
+    if (now < FLIP_GAIN || !mayFlip(q)) return false;
     const double then = distanceOfEdge(q.c, q.d);
     return then >= 0.0 && then + FLIP_GAIN <= now && then <= FLIP_RATIO * now;
 }
@@ -80,6 +79,11 @@ bool MeshFitter::wantsFlip(const FitQuad& q) const {
 /// Not where an operation would take time in proportion to the triangles of a hub.
 bool MeshFitter::mayDivide(const FitQuad& q) const {
     return q.c != q.d && !fitMesh.isHub(q.a) && !fitMesh.isHub(q.b) && !fitMesh.isHub(q.c) && !fitMesh.isHub(q.d);
+}
+
+bool MeshFitter::mayFlip(const FitQuad& q) const {
+    return mayDivide(q) && !fitMesh.isJoined(q.c, q.d) && fitMesh.degree(q.a) > MIN_DEGREE &&
+           fitMesh.degree(q.b) > MIN_DEGREE;
 }
 
 TrianglePlaces MeshFitter::cornersOf(FitIndex a, FitIndex b, FitIndex c) const {
@@ -125,6 +129,11 @@ std::optional<MeshFitter::Edge> MeshFitter::findEdge(const Side& ends) const {
     return edge;
 }
 
+MeshFitter::Side MeshFitter::endsOf(FitIndex t, int k) const {
+    const FitTriangle& c = fitMesh.corners(t);
+    return {c[static_cast<std::size_t>(k)], c[static_cast<std::size_t>(nextCorner(k))]};
+}
+
 /// The farthest off first. Returns the number of splits.
 std::size_t MeshFitter::splitAtCreases() {
     struct Off {
@@ -140,8 +149,7 @@ std::size_t MeshFitter::splitAtCreases() {
         for (int k = 0; k < 3; ++k) {
             const FitIndex o = fitMesh.neighbour(t, k);
             if (o == NO_INDEX || o < t) continue;
-            const FitIndex a = fitMesh.corners(t)[static_cast<std::size_t>(k)];
-            const FitIndex b = fitMesh.corners(t)[static_cast<std::size_t>(nextCorner(k))];
+            const auto [a, b] = endsOf(t, k);
             if (vRough[a] == 0 && vRough[b] == 0) continue;
             const double distance = distanceOfEdge(a, b);
             if (distance > SPLIT_DISTANCE) vOff.push_back({distance, a, b});

@@ -5,6 +5,9 @@
 //                   and all are far apart
 //     planes        one for each heap. They count only if they hold the points much better than the one sheet did: a tight
 //                   arc has many normals as well, but planes don't hold it
+//     places        the planes again, by the places of the points: beside edges some points have the normal of another
+//     sheet,
+//                   or one between both, while the planes of the others tell where they belong
 //     where         the line of two planes is a crease and the place of three a corner, when points of all of them are near
 //                   enough: planes meet somewhere anyway
 #include "SheetFinder.h"
@@ -13,8 +16,10 @@
 #include <cmath>
 #include <limits>
 
+#include "Moments.h"
 #include "fitLimits.h"
 #include "geometryFunctions.h"
+#include "principalAxes.h"
 
 namespace TARN_KEL {
 
@@ -36,6 +41,15 @@ const double CORNER_SUPPORT = 2.2;               // a corner so near: in one of 
 const double MIN_SQ_SINE = 0.01;                 // of the angle of two sheets that have a crease
 const double MIN_VOLUME = 0.1;                   // of the normals of three sheets that have a corner
 const std::size_t MAX_SHEETS = 3;
+// Of planes by places:
+const int NUM_REFITS = 4;
+const double OFF_PLANE = 0.03;       // of a point that counts little, beside what noise leaves
+const double MAX_SQ_OFF = 30.0;      // squares of that, beyond which being farther off says no more
+const double SQ_WRONG_NORMAL = 4.0;  // square of the difference of normals that weighs as much as being that far off once
+const double STIFFNESS = 0.25;       // of the normal as it was against the places, as a mean square distance along the plane
+const double MAX_PLANE_SPREAD = 0.02;  // beside what noise leaves; a sheet with more is curved
+const double SETTLED_PLANE = 1e-3;     // that a normal and a height change by when a plane isn't fitted again
+const double SAME_PLANE = 0.7;         // cosine of the normals before and after
 
 }  // namespace
 
@@ -59,6 +73,7 @@ VertexPlace SheetFinder::find(const Vector3& place, const SurfaceSide& side, dou
         vSheet.push_back(fitSheet(k));
     if (spreadAroundPlanes(vSheet) > PLANES_BETTER * spread) return result;
     result.numSheets = static_cast<int>(vSheet.size());
+    fitPlanes(vSheet);
     meetSheets(vSheet, place, result);
     return result;
 }
@@ -70,7 +85,7 @@ bool SheetFinder::gather(const Vector3& place, const SurfaceSide& side, double s
     pointGrid.visitWithin(place, radius, [&](FitIndex j, double sqDistance) {
         if (!fitPoints.isSeenFrom(side, j)) return;
         const double weight = weightWithin(sqDistance, 1.00005 * radius);
-        vNear.push_back({fitPoints.vFitted[j] - place, fitPoints.vNormal[j], weight, 0});
+        vNear.push_back({fitPoints.vFitted[j] - place, fitPoints.vNormal[j], weight, 0, 0.0});
         sumOfWeights += weight;
     });
     return vNear.size() >= MIN_POINTS;
@@ -111,6 +126,78 @@ double SheetFinder::spreadAroundPlanes(const std::vector<Sheet>& vSheet) const {
         squares += near.weight * height * height;
     }
     return std::sqrt(squares / sumOfWeights);
+}
+
+/// Fits plane sheets by places instead of normals, each to the points that lie on it rather than on another; leaves those
+/// that are curved.
+void SheetFinder::fitPlanes(std::vector<Sheet>& vSheet) {
+    std::vector<Sheet> vPlane = vSheet;
+    std::vector<double> vSpread(vSheet.size());
+    for (int round = 0; round < NUM_REFITS; ++round) {
+        gatherOnPlanes(vPlane);
+        bool bMoved = false;
+        for (FitIndex k = 0; k < vPlane.size(); ++k) {
+            const Sheet former = vPlane[k];
+            vSpread[k] = refit(k, vPlane[k]);
+            bMoved = bMoved || (vPlane[k].normal - former.normal).sqLength() > SETTLED_PLANE * SETTLED_PLANE ||
+                     std::fabs(vPlane[k].height - former.height) > SETTLED_PLANE;
+        }
+        if (!bMoved) break;
+    }
+    for (std::size_t k = 0; k < vSheet.size(); ++k)
+        if (vSpread[k] <= MAX_PLANE_SPREAD + fitPoints.residual && vPlane[k].normal * vSheet[k].normal > SAME_PLANE)
+            vSheet[k] = vPlane[k];
+}
+
+/// Each point to the plane that it lies on; what could as well lie on another one counts little.
+void SheetFinder::gatherOnPlanes(const std::vector<Sheet>& vPlane) {
+    const double offUnit = OFF_PLANE + 2.0 * fitPoints.residual;
+    for (Near& near : vNear) {
+        double least = std::numeric_limits<double>::max(), second = least;
+        for (FitIndex k = 0; k < vPlane.size(); ++k) {
+            const double off = (vPlane[k].normal * near.offset - vPlane[k].height) / offUnit;
+            const double doubt =
+                off * off / (1.0 + off * off / MAX_SQ_OFF) + (near.normal - vPlane[k].normal).sqLength() / SQ_WRONG_NORMAL;
+            if (doubt < least) near.sheet = k;
+            second = std::min(second, std::max(least, doubt));
+            least = std::min(least, doubt);
+        }
+        near.support = second > 0.0 ? near.weight * (1.0 - least / second) : 0.0;
+    }
+}
+
+/// The plane through the points of a sheet, those beside it as good as left out. Returns how far the others are off, as a
+/// root mean square.
+double SheetFinder::refit(FitIndex which, Sheet& plane) {
+    const double offUnit = OFF_PLANE + 2.0 * fitPoints.residual;
+    double sum = 0.0, sqNearest = std::numeric_limits<double>::max();
+    Vector3 mean;
+    for (Near& near : vNear) {
+        if (near.sheet != which) continue;
+        const double off = (plane.normal * near.offset - plane.height) / offUnit;
+        near.support /= (1.0 + off * off) * (1.0 + off * off);
+        sum += near.support;
+        mean += near.offset * near.support;
+        sqNearest = std::min(sqNearest, near.offset.sqLength());
+    }
+    if (!(sum > 0.0)) return std::numeric_limits<double>::max();
+    mean /= sum;
+    Moments moments;
+    for (const Near& near : vNear)
+        if (near.sheet == which) moments.add(near.offset - mean, near.support / sum);
+    const Vector3 former = plane.normal;
+    for (const Vector3& axis : {Vector3(1.0, 0.0, 0.0), Vector3(0.0, 1.0, 0.0), Vector3(0.0, 0.0, 1.0)})
+        moments.add(crossProduct(former, axis), STIFFNESS);
+    plane.normal = unitOr(principalAxes(moments).normal, former);
+    if (plane.normal * former < 0.0) plane.normal = -plane.normal;
+    plane.height = plane.normal * mean;
+    plane.sqNearest = sqNearest;
+    double squares = 0.0;
+    for (const Near& near : vNear) {
+        const double off = plane.normal * near.offset - plane.height;
+        if (near.sheet == which) squares += near.support * off * off;
+    }
+    return std::sqrt(squares / sum);
 }
 
 /// The point of some weight whose normal is the farthest from that of its sheet, or from a given one.

@@ -41,6 +41,7 @@ private:
         Vector3 normal;
         double weight;
         FitIndex sheet;
+        double support;  // for the plane of its sheet
     };
     struct Sheet {
         Vector3 normal;
@@ -54,6 +55,9 @@ private:
     double spreadAroundSheet(const Sheet& sheet) const;
     double spreadAroundPlanes(const std::vector<Sheet>& vSheet) const;
     void partByNormals();
+    void fitPlanes(std::vector<Sheet>& vSheet);
+    void gatherOnPlanes(const std::vector<Sheet>& vPlane);
+    double refit(FitIndex which, Sheet& plane);
     std::size_t farthestNormal(const Vector3& from, double& cosine) const;
     void gatherAroundMeans(std::vector<Vector3>& vMean);
     bool areSheets(const std::vector<Vector3>& vMean) const;

@@ -19,6 +19,7 @@
 #include <cmath>
 
 #include "Progress.h"
+#include "codes.h"
 #include "radixSort.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -60,7 +61,7 @@ std::optional<int> getMedianLevel(const VCCD& vSortedCodes) {
 
 /// The number of occupied blocks of 2^level cells along each axis.
 std::size_t countBlocks(const VCCD& vSortedCodes, int level) {
-    const auto blockOf = [level](CCD code) { return 3 * level < 64 ? code >> 3 * level : 0; };
+    const auto blockOf = [level](CCD code) { return Morton(code).block(level); };
     std::size_t numBlocks = vSortedCodes.empty() ? 0 : 1;
     for (std::size_t i = 1; i < vSortedCodes.size(); ++i)
         if (blockOf(vSortedCodes[i]) != blockOf(vSortedCodes[i - 1])) ++numBlocks;

@@ -9,11 +9,11 @@
 //     v0---b         v0---b
 #include "squares.h"
 
-#include <array>
 #include <cstddef>
 #include <vector>
 
 #include "CMesh.h"
+#include "codes.h"
 #include "degenerate.h"
 #include "tools.h"
 
@@ -21,11 +21,9 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::array<CCD, 3> AXIS_BITS = {CCD_X_BITS, CCD_Y_BITS, CCD_Z_BITS};
-
 /// Whether all four cells lie in one plane across that axis. Both pairs differ in the two other axes only.
-bool inOnePlane(int axis, VCD v0, VCD v1, VCD third0, VCD third1) {
-    const CCD bits = AXIS_BITS[static_cast<std::size_t>(axis)];
+bool inOnePlane(Axis axis, VCD v0, VCD v1, VCD third0, VCD third1) {
+    const CCD bits = interleavedBits(axis);
     const CCD a = v0 & bits, b = v1 & bits, c = third0 & bits, d = third1 & bits;
     ASSEX(a==b);
     ASSEX(c==d);
@@ -48,7 +46,7 @@ bool findSquare(const CMesh& mesh, const CEdge& edge, Square& square) {
     const VCD a = square.a = square.pCT0->getThirdCCD(v0, v1), b = square.b = square.pCT1->getThirdCCD(v0, v1);
     if (a == b || mesh.getCalc()->getUniqueSameComponent(a, b) != axis) return false;
     square.pCrossingCE = mesh.getEdge(a, b);
-    return square.pCrossingCE != nullptr && inOnePlane(axis, v0, v1, a, b);
+    return square.pCrossingCE != nullptr && inOnePlane(AXES[static_cast<std::size_t>(axis)], v0, v1, a, b);
 }
 
 void swapDiagonal(CMesh& mesh, const Square& square) {

@@ -356,9 +356,10 @@ void findHoles(MeshPtr pMesh);
 
 /// The same into a file of any name and extension.
 ///
-/// @param pMesh     not changed; null throws KelBugException
+/// @param pMesh     not changed
 /// @param filename  the name of the file
 /// @return false, after a warning, when the file can't be written
+/// @throws KelBugException when pMesh is null
 bool findHoles(MeshPtr pMesh, const std::string& filename);
 
 }  // namespace TARN_KEL

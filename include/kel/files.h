@@ -322,6 +322,11 @@ void toObj(MeshPtr pMesh, const std::string& filename);
 /// @cost O(n)
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision);
 
+/// The same with the normals of the vertices, by which viewers shade the surface smoothly.
+///
+/// @param bNormals  true adds vertexNormals() with six significant digits, and their numbers to the corners of the triangles
+bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals);
+
 /// Writes an OFF file, with the digits of an OBJ file.
 ///
 /// @param pMesh      not changed

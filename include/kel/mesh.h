@@ -70,6 +70,18 @@ public:
 /// A mesh shared by its users; null when a run yields nothing.
 using MeshPtr = std::shared_ptr<Mesh>;
 
+/// The normals of the vertices: of each the mean of the normals of its triangles, weighted by their angles there.
+///
+/// So a normal depends on the surface alone, not on how flat parts are cut into triangles: at the corner of a cube it makes
+/// equal angles with the three sides. It points to the side from which the corners of triangles are counterclockwise.
+///
+/// @param pMesh  not changed
+/// @return a vector of length 1 for each vertex, in the order of Mesh::getVertexIndexData(); zero where all triangles of the
+///         vertex lack area, or cancel each other out, as the two sides of a sheet do
+/// @throws KelBugException when pMesh is null
+/// @cost O(n)
+std::vector<Vector3> vertexNormals(MeshPtr pMesh);
+
 /// Counts the pairs of triangles that pass through each other, the self-intersections of the mesh.
 ///
 /// A pair counts when the interiors of the two triangles, without their sides, have a common point: they pass through each

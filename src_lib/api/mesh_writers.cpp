@@ -150,7 +150,20 @@ struct NumberedForm {
 constexpr NumberedForm OBJ_FORM{"v", "f ", 1, true, false};
 constexpr NumberedForm OFF_FORM{"", "3 ", 0, false, true};
 
-bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision, const NumberedForm& form) {
+/// aCorners: three positions of vertices, which are those of their normals, too.
+void writeFace(TextFile& file, const NumberedForm& form, const int* aCorners, bool bNormals) {
+    file << form.face;
+    for (int i = 0; i < 3; ++i) {
+        const std::size_t number = static_cast<std::size_t>(aCorners[i]) + form.first;
+        file << (i == 0 ? "" : " ") << number;
+        if (bNormals) file << "//" << number;
+    }
+    file.endLine();
+}
+
+/// vNormals: of the vertices; empty for a text without normals. Only an OBJ has any.
+bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision, const NumberedForm& form,
+                   const std::vector<Vector3>& vNormals = {}) {
     if (precision == Precision::AUTO) precision = neededPrecision(mesh, LONG_TEXT);
     const int digits = precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
     TextFile file(filename);
@@ -170,11 +183,12 @@ bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision,
         file << form.vertex;
         file.endLine(*pVtx, digits);
     }
-    const auto number = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]) + form.first; };
-    for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
-        file << form.face << number(i) << " " << number(i + 1) << " " << number(i + 2);
-        file.endLine();
+    for (const Vector3& normal : vNormals) {
+        file << "vn";
+        file.endLine(normal, SHORT_TEXT.numDigits);
     }
+    for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3)
+        writeFace(file, form, &vIndices[i], !vNormals.empty());
     if (file.commit()) return true;
     err() << "Can't write " << filename << std::endl;
     return false;
@@ -283,6 +297,11 @@ void toObj(MeshPtr pMesh, const std::string& filename) {
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision) {
     ASSEX(pMesh!=NULL);
     return writeNumbered(*pMesh, filename, precision, OBJ_FORM);
+}
+
+bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals) {
+    ASSEX(pMesh!=NULL);
+    return writeNumbered(*pMesh, filename, precision, OBJ_FORM, bNormals ? vertexNormals(pMesh) : std::vector<Vector3>());
 }
 
 bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision) {

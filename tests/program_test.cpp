@@ -161,10 +161,10 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"", "-n 0", "-n 1.5", "-n 1000001", "-n 1 --taubin 1", "--taubin 0", "--taubin 1 --bilateral 1",
           "--taubin 1 --edge-angle 20", "-n 1 --move-borders", "--bilateral 1 --edge-angle 0"}},
         {"convert",
-         {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.las",
+         {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.laz",
           "scan.bin ./scan.bin", "points.ply points.ply", "points.ply scan.bin points.ply", "good.stl o.ply --every 2",
           "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
-          "good.xyz o.xyz --stl-binary", "good.stl o.stl --stl-binary --precision double"}},
+          "good.xyz o.xyz --stl-binary", "good.stl o.ply --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
         {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
         {"info good.stl",
@@ -326,13 +326,21 @@ TEST_F(ProgramTest, convertsThereAndBack) {
         EXPECT_TRUE(folder.read(name) == folder.read("m.ply")) << name;
     const std::vector<Point3> vOff = points("v2.ply"), vPly = points("mesh.ply");
     EXPECT_EQ(std::set(vOff.begin(), vOff.end()), std::set(vPly.begin(), vPly.end()));
+    convert("m.off n.obj --normals");
+    EXPECT_EQ(countIn(folder.read("n.obj"), "\nvn "), countIn(folder.read("m.obj"), "\nv ") + 1);
+    convert("n.obj n.ply");
+    EXPECT_TRUE(folder.read("n.ply") == folder.read("m.ply"));
     EXPECT_EQ(countIn(run("info m.off").out, "the mesh is               manifold"), 1);
-    for (const std::string arguments : {"scan.bin p.xyz", "p.xyz p.bin", "scan.bin p.ply", "p.ply text.ply --ascii",
-                                        "text.ply t.ply", "p.ply p.list", "mesh.ply v.xyz", "v.xyz v.ply"})
+    for (const std::string arguments :
+         {"scan.bin p.xyz", "p.xyz p.bin", "scan.bin p.ply", "p.ply text.ply --ascii", "text.ply t.ply", "p.ply p.list",
+          "mesh.ply v.xyz", "v.xyz v.ply", "scan.bin w.las", "w.las l.bin", "mesh.ply v.las"})
         convert(arguments);
     EXPECT_TRUE(folder.read("p.bin") == folder.read("scan.bin"));
     EXPECT_EQ(folder.read("t.ply").size(), folder.read("p.ply").size());
     EXPECT_EQ(points("v.ply"), points("mesh.ply"));
+    EXPECT_EQ(points("v.las").size(), points("v.ply").size());
+    EXPECT_EQ(points("w.las").size(), points("scan.bin").size());
+    EXPECT_EQ(points("w.las"), points("l.bin"));
     const std::vector<Point3> vLas{{1, 2.5, 0.125}, {-3.75, -1e6, 4}};
     const std::string lines = "1 2.5 0.125\n-3.75 -1e6 4\n", pcd = pcdFile(vLas, "binary");
     for (const auto& [name, bytes] : std::vector<std::pair<std::string, std::string>>{
@@ -413,7 +421,7 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
     scan("sphere --points 2000");
     setenv("TMPDIR", folder.path("").c_str(), 1);
     for (const std::string arguments :
-         {"reconstruct scan.bin o.ply", "reconstruct scan.bin o.obj", "convert scan.bin o.xyz"}) {
+         {"reconstruct scan.bin o.ply", "reconstruct scan.bin o.obj", "convert scan.bin o.xyz", "convert scan.bin o.las"}) {
         const std::string kind = arguments.substr(arguments.size() - 3);
         const Outcome toFile = run(arguments);
         const std::size_t numFiles = folder.numFiles();

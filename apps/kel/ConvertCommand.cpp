@@ -18,7 +18,7 @@ struct ConvertOptions {
 void convertMesh(const ConvertOptions& options, Program& program) {
     const std::string& in = options.input.vFiles.front();
     if (!options.input.choice.isAll())
-        throw Failure("Points are chosen from " + in + ", which is a mesh: write them as .xyz, .txt, .asc or .bin");
+        throw Failure("Points are chosen from " + in + ", which is a mesh: write them as .xyz, .txt, .asc, .bin or .las");
     program.requireMeshOutput(options.out, in);
     program.writeMesh(options.out, program.readMesh(in, false), options.bAscii);
 }
@@ -52,8 +52,8 @@ void addConvertCommand(CLI::App& app, Program& program) {
     addPointFiles(command, program, pOptions->input, pOptions->out,
                   "A mesh: .ply, .stl, .obj or .off; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a "
                   "mesh file without faces, except an .stl",
-                  "A mesh: .ply, .stl, .obj, .off or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, .ply "
-                  "or .list");
+                  "A mesh: .ply, .stl, .obj, .off or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, "
+                  ".las, .ply or .list");
     addPointChoice(command, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
     program.addMeshOutputOptions(command);

@@ -58,7 +58,7 @@ bool isPointsText(const std::string& filename) {
 }
 
 bool isPointsOnlyFile(const std::string& filename) {
-    return isPointsText(filename) || isOfType(filename, FT_BIN);
+    return isPointsText(filename) || isOfType(filename, FT_BIN) || isLasName(filename);
 }
 
 bool isPointFile(const std::string& filename) {
@@ -75,6 +75,10 @@ bool isTriangleFile(const std::string& filename) {
 
 bool isMeshOutput(const std::string& filename) {
     return isTriangleFile(filename) || isListFile(filename);
+}
+
+bool isLasName(const std::string& filename) {
+    return filename.ends_with(".las") || filename.ends_with(".LAS") || filename.ends_with(".Las");
 }
 
 bool isPlyFile(const std::string& filename) {

@@ -6,18 +6,20 @@
 /// What points are read from, for texts.
 inline constexpr const char* POINT_KINDS_IN = ".xyz, .txt, .asc, .bin, .ply, .las, .pcd, .pts, .ptx, .csv, .obj or .off";
 
-/// The file has points and nothing else: .xyz, .txt, .asc, .bin.
+/// The file has points and nothing else: .xyz, .txt, .asc, .bin, .las.
 bool isPointsOnlyFile(const std::string& filename);
 /// The file has points as text: .xyz, .txt, .asc.
 bool isPointsText(const std::string& filename);
-/// Points can be written to the file and read back: .xyz, .txt, .asc, .bin, .ply.
+/// Points can be written to the file and read back: .xyz, .txt, .asc, .bin, .las, .ply.
 bool isPointFile(const std::string& filename);
-/// Points can be read from the file: the same and what the library only reads, such as .las, also under another name.
+/// Points can be read from the file: the same and what the library only reads, such as .pcd, also under another name.
 bool isPointInput(const std::string& filename);
 /// Triangles can be read from the file, and written: .ply, .stl, .obj, .off.
 bool isTriangleFile(const std::string& filename);
 /// A mesh can be written to the file: the same and .list.
 bool isMeshOutput(const std::string& filename);
+/// An uncompressed LAS file by its name: .las.
+bool isLasName(const std::string& filename);
 bool isPlyFile(const std::string& filename);
 bool isStlFile(const std::string& filename);
 bool isObjFile(const std::string& filename);

@@ -124,6 +124,7 @@ void Program::addPrecisionOption(CLI::App& command) {
 void Program::addMeshOutputOptions(CLI::App& command) {
     addPrecisionOption(command);
     command.add_flag("--stl-binary", bBinaryStl, "Write an .stl as bytes, which is smaller and in single precision");
+    command.add_flag("--normals", bNormals, "Write the normals of the vertices into an .obj");
 }
 
 CLI::Option* Program::addInput(CLI::App& command, const std::string& name, std::string& file, const std::string& text) {
@@ -146,7 +147,7 @@ void Program::requireMeshInput(const std::string& filename) {
 
 void Program::requirePointOutput(const std::string& filename, const std::string& input) const {
     if (!isPointFile(filename) && !isListFile(filename))
-        throw Failure("Points are written as .xyz, .txt, .asc, .bin, .ply or .list, which " + filename + " isn't");
+        throw Failure("Points are written as .xyz, .txt, .asc, .bin, .las, .ply or .list, which " + filename + " isn't");
     requireOutput(filename, input);
 }
 
@@ -164,6 +165,7 @@ void Program::requireDrawingOutput(const std::string& filename, const std::strin
 void Program::requireOutput(const std::string& filename, const std::string& input) const {
     if (bBinaryStl && !isStlFile(filename))
         throw Failure("--stl-binary chooses the form of an .stl, which " + filename + " isn't");
+    if (bNormals && !isObjFile(filename)) throw Failure("--normals is for an .obj, which " + filename + " isn't");
     if (bBinaryStl && precisions().at(precisionName) == Precision::DOUBLE)
         throw Failure("A binary .stl can't hold double precision");
     requireWritable(filename);
@@ -276,6 +278,7 @@ void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bo
     // Text is always exact, unless the user wants it short.
     const bool bExactText = isPointsText(filename) && precision == Precision::AUTO;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
+        if (isLasName(filename)) return writePoints_LAS(filename.c_str(), vPoints);
         return writePoints_auto(filename, vPoints, bAscii, bExactText ? Precision::DOUBLE : precision);
     });
     json["output"] = {{"file", filename}, {"points", vPoints.size()}};
@@ -300,7 +303,7 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
 }
 
 bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision) const {
-    if (isObjFile(filename)) return toObj(pMesh, filename, precision);
+    if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
     return writeMesh_auto(filename, pMesh, bAscii, precision);

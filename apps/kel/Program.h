@@ -116,6 +116,7 @@ private:
     bool bOutputKept = false;
     std::string precisionName = "auto";
     bool bBinaryStl = false;
+    bool bNormals = false;
     std::string jsonFile;
     nlohmann::ordered_json json;
 };

@@ -7,7 +7,8 @@ cd "$(dirname "$0")/.."
 check() {
     folder=build/repeat-$1-$2
     cmake -S . -B "$folder" -G Ninja -D CMAKE_CXX_COMPILER="$1" -D CMAKE_BUILD_TYPE=Debug -D CMAKE_CXX_FLAGS_DEBUG="-$2" \
-        -D KEL_BUILD_APPS=OFF -D KEL_BUILD_EXAMPLES=OFF -D KEL_BUILD_BENCHMARKS=OFF -D KEL_TEST_PACKAGING=OFF
+        -D CMAKE_UNITY_BUILD=ON -D KEL_BUILD_APPS=OFF -D KEL_BUILD_EXAMPLES=OFF -D KEL_BUILD_BENCHMARKS=OFF \
+        -D KEL_TEST_PACKAGING=OFF
     cmake --build "$folder" --target repeat_test
     "$folder/tests/repeat_test"
 }

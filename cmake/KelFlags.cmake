@@ -3,6 +3,4 @@
 add_library(kel_flags INTERFACE)
 target_compile_options(kel_flags INTERFACE -Wall -Wextra -Wpedantic -Wshadow -Wconversion -ffp-contract=off)
 # Of sources that are compiled many at a time one hides the private names of another, which says nothing about either.
-if(CMAKE_UNITY_BUILD)
-    target_compile_options(kel_flags INTERFACE -Wno-shadow)
-endif()
+target_compile_options(kel_flags INTERFACE $<$<BOOL:$<TARGET_PROPERTY:UNITY_BUILD>>:-Wno-shadow>)

@@ -27,11 +27,11 @@ Points randomPoints(std::size_t n) {
     return vPoints;
 }
 
-/// Expects that every beginning of a text is refused that lacks more than its last bytes.
+/// Expects that every beginning of a text but nothing is refused that lacks more than its last bytes.
 void expectCutsRefused(const TempFolder& folder, const std::string& name, const std::string& whole,
                        const std::string& last) {
     ASSERT_TRUE(whole.ends_with(last));
-    for (std::size_t length = 0; length + last.size() < whole.size() + 1 && !testing::Test::HasFailure(); ++length)
+    for (std::size_t length = 1; length + last.size() < whole.size() + 1 && !testing::Test::HasFailure(); ++length)
         expectRefused(folder, name, whole.substr(0, length));
 }
 
@@ -61,9 +61,15 @@ TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
     expectRefused(folder, "a.pts", "1" + block.substr(1), "line 3: expected a number of points");
     expectRefused(folder, "a.pts", "3" + block.substr(1), "ends before point 3 of 3");
     expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 nan 7\n", "line 4: expected point 2 of 2");
-    expectRefused(folder, "a.pts", "", "ends before a number of points");
     expectRefused(folder, "a.pts", std::string(100, ' ') + "1\n1 2 3\n", "line 1");
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pts"), false).empty());
+}
+
+TEST(PointTexts, AFileOfNothingHasNoPoints) {
+    const TempFolder folder;
+    for (const char* name : {"a.pts", "a.ptx", "a.csv"})
+        for (const char* text : {"", "\r\n \n"})
+            EXPECT_TRUE(readBehindOlder(folder.write(name, text), true).empty()) << name;
 }
 
 TEST(PointTexts, PtxMovesEachScanByItsMatrixAndLeavesOutWhatIsMissing) {
@@ -117,14 +123,13 @@ TEST(PointTexts, CsvRefusesWhatIsNoTable) {
     const std::string whole = "name,x,y,z\nfirst,1,2,3\n\"sec,ond\",4,5,6\n";
     for (std::size_t length = 0; length < whole.size() && !HasFailure(); ++length) {
         const std::size_t numPoints = length < 22 ? 0 : length < 38 ? 1 : 2;  // with at least a digit of each coordinate
-        const bool bWholeLine = length == 10 || length == 11 || length == 22 || length == 23 || length >= 38;
+        const bool bWholeLine = length == 0 || length == 10 || length == 11 || length == 22 || length == 23 || length >= 38;
         if (bWholeLine)
             EXPECT_EQ(readBehindOlder(folder.write("a.csv", whole.substr(0, length)), true).size(), numPoints) << length;
         else
             expectRefused(folder, "a.csv", whole.substr(0, length));
     }
     for (const auto& [text, words] : std::vector<std::pair<std::string, std::string>>{
-             {"", "is empty"},
              {"1,2,3\n4,5,6\n", "line 1: expected a header with x, y and z"},
              {"x,y;z\n1,2;3\n", "line 1"},
              {"x y z\n1 2 3\n", "line 1"},

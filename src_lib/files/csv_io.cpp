@@ -80,9 +80,8 @@ std::optional<CsvTable> tableOf(std::string_view header, char separator) {
     return aFound[0] && aFound[1] && aFound[2] ? std::optional(table) : std::nullopt;
 }
 
-CsvTable readCsvHeader(NumberedLines& lines) {
-    std::string_view line;
-    if (!lines.next(line)) refuse("is empty, expected a header with x, y and z");
+/// line: the first one.
+CsvTable readCsvHeader(std::string_view line, const NumberedLines& lines) {
     line.remove_prefix(std::min(line.find_first_not_of("#/"), line.size()));  // some mark the header as a comment
     for (const char separator : {',', ';', '\t'})
         if (const std::optional<CsvTable> table = tableOf(line, separator)) return *table;
@@ -110,8 +109,9 @@ Point3 pointOfCells(std::string_view line, const CsvTable& table, const Numbered
 
 void readCsvPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
     NumberedLines lines(reader);
-    const CsvTable table = readCsvHeader(lines);
     std::string_view line;
+    if (!lines.next(line)) return;  // a file of nothing has no points
+    const CsvTable table = readCsvHeader(line, lines);
     while (lines.next(line))
         vPoints.push_back(pointOfCells(line, table, lines));
 }

@@ -73,12 +73,12 @@ struct PcdHeader {
 
 /// Where the points of a file are, and where in a point its coordinates.
 struct PcdLayout {
-    struct Axis {
+    struct Coordinate {
         std::uint64_t column = 0;  ///< numbers of a point before it
         std::size_t offset = 0;    ///< bytes of a point before it
         NumberKind kind{};
     };
-    std::array<Axis, 3> aAxis;
+    std::array<Coordinate, 3> aCoordinate;
     std::uint64_t numPoints = 0, numColumns = 0;
     std::size_t recordLength = 0;    ///< bytes of a point
     std::uint64_t headerLength = 0;  ///< bytes of the file before the points
@@ -182,7 +182,7 @@ PcdLayout layoutOf(PcdHeader header) {
     for (std::size_t field = 0; field < header.vName.size(); ++field) {
         const std::size_t axis = header.vName[field].size() == 1 ? std::string_view("xyz").find(header.vName[field]) : 3;
         if (axis < aFound.size() && !aFound[axis]) {
-            layout.aAxis[axis] = {layout.numColumns, layout.recordLength, kindOf(header, field)};
+            layout.aCoordinate[axis] = {layout.numColumns, layout.recordLength, kindOf(header, field)};
             aFound[axis] = true;
         }
         layout.recordLength += header.vSize[field] * header.vCount[field];  // less than 2^64: each has 32 bits
@@ -212,7 +212,7 @@ std::optional<Point3> pointOfLine(std::string_view line, const PcdLayout& layout
         if (p == end) return std::nullopt;
         const std::string_view word(p, static_cast<std::size_t>(endOfWord(p, end) - p));
         for (std::size_t axis = 0; axis < aValue.size(); ++axis) {
-            if (layout.aAxis[axis].column != column) continue;
+            if (layout.aCoordinate[axis].column != column) continue;
             const std::optional<double> value = numberOf(word);
             if (!value) return std::nullopt;
             aValue[axis] = *value;
@@ -239,10 +239,11 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
         vPoints.reserve(vPoints.size() + layout.numPoints);
     }
     const auto append = [&](const char* p, std::uint64_t numHere) {
-        const auto column = [&](const PcdLayout::Axis& axis) {
+        const auto column = [&](const PcdLayout::Coordinate& axis) {
             return CoordinateColumn{p + axis.offset, layout.recordLength, axis.kind.load};
         };
-        appendColumns({column(layout.aAxis[0]), column(layout.aAxis[1]), column(layout.aAxis[2])}, numHere, vPoints);
+        appendColumns({column(layout.aCoordinate[0]), column(layout.aCoordinate[1]), column(layout.aCoordinate[2])}, numHere,
+                      vPoints);
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.recordLength, append);
     if (numRead < layout.numPoints) refuseEnd(reader, missingText(layout, numRead));
@@ -316,11 +317,12 @@ void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& re
     if (!reader.fill(numIn)) refuseEnd(reader, tooShort);
     const std::unique_ptr<char[]> pBytes(new char[numOut]);
     if (!expand({reader.begin(), numIn}, pBytes.get(), numOut)) refuse(damaged);
-    const auto column = [&](const PcdLayout::Axis& axis) {
+    const auto column = [&](const PcdLayout::Coordinate& axis) {
         return CoordinateColumn{pBytes.get() + axis.offset * layout.numPoints, axis.kind.size, axis.kind.load};
     };
     vPoints.reserve(vPoints.size() + layout.numPoints);
-    appendColumns({column(layout.aAxis[0]), column(layout.aAxis[1]), column(layout.aAxis[2])}, layout.numPoints, vPoints);
+    appendColumns({column(layout.aCoordinate[0]), column(layout.aCoordinate[1]), column(layout.aCoordinate[2])},
+                  layout.numPoints, vPoints);
 }
 
 void readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {

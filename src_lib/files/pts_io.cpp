@@ -45,13 +45,12 @@ Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints)
 void readPtsPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
     NumberedLines lines(reader);
     std::string_view line;
-    nextOrRefuse(lines, line, "a number of points");
-    do {
+    while (lines.next(line)) {
         const std::optional<std::uint64_t> numPoints = countOfLine(line);
         if (!numPoints) lines.refuseLine("expected a number of points");
         for (std::uint64_t i = 0; i < *numPoints; ++i)
             vPoints.push_back(nextPoint(lines, i, *numPoints));
-    } while (lines.next(line));
+    }
 }
 
 // ---- PTX
@@ -103,8 +102,7 @@ void readPtxPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& v
     const Point3 nothing(0, 0, 0);
     NumberedLines lines(reader);
     std::string_view line;
-    nextOrRefuse(lines, line, "the number of columns");
-    do {
+    while (lines.next(line)) {
         const std::uint64_t numColumns = rasterSide(lines, line, "the number of columns");
         nextOrRefuse(lines, line, "the number of rows");
         const std::uint64_t numPoints = numColumns * rasterSide(lines, line, "the number of rows");
@@ -114,7 +112,7 @@ void readPtxPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& v
             const Point3 point = nextPoint(lines, i, numPoints);
             if (point != nothing) vPoints.push_back(moved(point, matrix));
         }
-    } while (lines.next(line));
+    }
 }
 
 }  // namespace

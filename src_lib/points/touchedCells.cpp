@@ -18,6 +18,7 @@
 
 #include "Pixel.h"
 #include "Plane.h"
+#include "codes.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 
@@ -25,47 +26,53 @@ namespace TARN_KEL {
 
 namespace {
 
-using CellPlace = std::array<double, 3>;  // in cells from the corner of the grid
+/// In cells from the corner of the grid.
+struct CellPlace {
+    double on(Axis axis) const { return coords[numberOf(axis)]; }
+    double& on(Axis axis) { return coords[numberOf(axis)]; }
+
+    std::array<double, 3> coords;
+};
 
 /// A convex polygon: what six planes leave of a triangle.
 struct CutTriangle {
     std::array<CellPlace, 9> corners;
     std::size_t num = 0;
 
-    std::pair<double, double> rangeOn(std::size_t axis) const {
-        double lo = corners[0][axis], hi = lo;
+    std::pair<double, double> rangeOn(Axis axis) const {
+        double lo = corners[0].on(axis), hi = lo;
         for (std::size_t i = 1; i < num; ++i) {
-            lo = std::min(lo, corners[i][axis]);
-            hi = std::max(hi, corners[i][axis]);
+            lo = std::min(lo, corners[i].on(axis));
+            hi = std::max(hi, corners[i].on(axis));
         }
         return {lo, hi};
     }
     CellPlace middle() const {
         CellPlace sum{};
         for (std::size_t i = 0; i < num; ++i)
-            for (std::size_t k = 0; k < 3; ++k)
-                sum[k] += corners[i][k] / static_cast<double>(num);
+            for (const Axis axis : AXES)
+                sum.on(axis) += corners[i].on(axis) / static_cast<double>(num);
         return sum;
     }
 };
 
 /// What is left on one side of a plane across that axis: below the limit for side 1.0, above it for side -1.0.
-CutTriangle cutOff(const CutTriangle& polygon, std::size_t axis, double limit, double side) {
+CutTriangle cutOff(const CutTriangle& polygon, Axis axis, double limit, double side) {
     CutTriangle rest;
     for (std::size_t i = 0; i < polygon.num; ++i) {
         const CellPlace &p = polygon.corners[i], &q = polygon.corners[i + 1 == polygon.num ? 0 : i + 1];
-        const double pBeyond = (p[axis] - limit) * side, qBeyond = (q[axis] - limit) * side;
+        const double pBeyond = (p.on(axis) - limit) * side, qBeyond = (q.on(axis) - limit) * side;
         if (pBeyond <= 0.0) rest.corners[rest.num++] = p;
         if (pBeyond * qBeyond >= 0.0) continue;
         CellPlace& cut = rest.corners[rest.num++];
-        for (std::size_t k = 0; k < 3; ++k)
-            cut[k] = p[k] + (q[k] - p[k]) * (pBeyond / (pBeyond - qBeyond));
-        cut[axis] = limit;
+        for (const Axis each : AXES)
+            cut.on(each) = p.on(each) + (q.on(each) - p.on(each)) * (pBeyond / (pBeyond - qBeyond));
+        cut.on(axis) = limit;
     }
     return rest;
 }
 
-CutTriangle cutBetween(const CutTriangle& polygon, std::size_t axis, double low, double high) {
+CutTriangle cutBetween(const CutTriangle& polygon, Axis axis, double low, double high) {
     const auto [lo, hi] = polygon.rangeOn(axis);
     const CutTriangle rest = lo < low ? cutOff(polygon, axis, low, -1.0) : polygon;
     return hi > high ? cutOff(rest, axis, high, 1.0) : rest;
@@ -73,14 +80,14 @@ CutTriangle cutBetween(const CutTriangle& polygon, std::size_t axis, double low,
 
 /// The cells on that axis to which a polygon comes: visit(cell).
 template <typename Visit>
-void forEachCellOn(const CutTriangle& polygon, std::size_t axis, const Visit& visit) {
+void forEachCellOn(const CutTriangle& polygon, Axis axis, const Visit& visit) {
     const auto [lo, hi] = polygon.rangeOn(axis);
     for (double cell = std::floor(lo); cell <= hi; cell += 1.0)
         if (hi >= cell + TOUCH_SLIVER && lo <= cell + 1.0 - TOUCH_SLIVER) visit(cell);
 }
 /// The same, with the part of the polygon between the sides of the cell: visit(cell, part).
 template <typename Visit>
-void forEachSliceOn(const CutTriangle& polygon, std::size_t axis, const Visit& visit) {
+void forEachSliceOn(const CutTriangle& polygon, Axis axis, const Visit& visit) {
     forEachCellOn(polygon, axis, [&](double cell) {
         const CutTriangle part = cutBetween(polygon, axis, cell + TOUCH_SLIVER, cell + 1.0 - TOUCH_SLIVER);
         if (part.num > 0) visit(cell, part);
@@ -97,20 +104,17 @@ public:
         CutTriangle whole;
         for (const Point3* p : {tri.pVtx0, tri.pVtx1, tri.pVtx2}) {
             const Vector3 d = (*p - corner) / side;
-            whole.corners[whole.num++] = {d.x(), d.y(), d.z()};
+            whole.corners[whole.num++] = {{d.x(), d.y(), d.z()}};
         }
         const Vector3 normal = tri.getNNV(tri.pVtx0, tri.pVtx1);
         const Plane plane(*tri.pVtx0, normal);
-        const auto w = static_cast<std::size_t>(normal.getMaxAbsIndex());
-        const std::size_t u = (w + 1) % 3, v = (w + 2) % 3;
-        std::array<unsigned long long, 3> cell{};
+        const Axis w = AXES[static_cast<std::size_t>(normal.getMaxAbsIndex())];
+        const Axis u = otherAxes(w)[0], v = otherAxes(w)[1];
         forEachSliceOn(whole, u, [&](double onU, const CutTriangle& slice) {
-            cell[u] = static_cast<unsigned long long>(onU);
             forEachSliceOn(slice, v, [&](double onV, const CutTriangle& column) {
-                cell[v] = static_cast<unsigned long long>(onV);
                 forEachCellOn(column, w, [&](double onW) {
-                    cell[w] = static_cast<unsigned long long>(onW);
-                    const RCD rcd = packRCD(cell[0], cell[1], cell[2]);
+                    const RCD rcd =
+                        Packed(0).moved(u, std::llround(onU)).moved(v, std::llround(onV)).moved(w, std::llround(onW)).code();
                     vCells.emplace_back(rcd, placeIn(rcd, plane, column, w, onW));
                 });
             });
@@ -118,11 +122,11 @@ public:
     }
 
 private:
-    Point3 placeIn(RCD rcd, const Plane& plane, const CutTriangle& column, std::size_t w, double onW) const {
+    Point3 placeIn(RCD rcd, const Plane& plane, const CutTriangle& column, Axis w, double onW) const {
         const Point3 foot = plane.projection(grid.getMidPoint_RCD(rcd));
         if (grid.isInCell(&foot, grid.rcd2ccd(rcd))) return foot;
         const CellPlace mid = cutBetween(column, w, onW + TOUCH_SLIVER, onW + 1.0 - TOUCH_SLIVER).middle();
-        Point3 place = corner + Vector3(mid[0], mid[1], mid[2]) * side;
+        Point3 place = corner + Vector3(mid.on(Axis::X), mid.on(Axis::Y), mid.on(Axis::Z)) * side;
         grid.adaptPointToRCD(rcd, place);  // rounding may have put it outside
         return place;
     }

@@ -17,7 +17,6 @@ namespace {
 // The widest disc of a gap over the usual one. What is usual is the lower third of the radii at a node, a little less than
 // their median, so this is a little more than the 2.5 medians that close random clouds and leave holes of 8 spacings open.
 const double WIDER_THAN_USUAL = 2.7;
-const double LARGEST_OVER_MIDDLE = 2.0;  // of the usual radii of three corners; the largest may be that of a hole's rim
 const double COS_AGREE = 0.76604444311897803520;  // of 40 degrees between the planes of two corners
 const double SIN_LIFT = 0.5;                      // of 30 degrees between a side and the planes of its ends
 
@@ -70,11 +69,10 @@ private:
 
 /// By the corner in the sparsest place: where the density changes at once the others know nothing of it.
 double explainedRadius(const GapTriangle& triangle, UsualRadii& radii) {
-    std::array<double, 3> usual{};
-    for (std::size_t i = 0; i < 3; ++i)
-        usual[i] = radii.around(triangle.corners[i]);
-    std::sort(usual.begin(), usual.end());
-    return WIDER_THAN_USUAL * std::min(usual[2], LARGEST_OVER_MIDDLE * usual[1]);
+    double usual = 0.0;
+    for (const NodeId node : triangle.corners)
+        usual = std::max(usual, radii.around(node));
+    return WIDER_THAN_USUAL * usual;
 }
 
 }  // namespace

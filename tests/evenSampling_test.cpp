@@ -100,6 +100,19 @@ std::size_t numNear(const Points& vPoints, const Point3& centre, double distance
         std::count_if(vPoints.begin(), vPoints.end(), [&](const Point3& p) { return (p - centre).length() < distance; }));
 }
 
+/// How many of the gaps have a node in their discs. All nodes are in the plane z = 0.
+std::size_t numFilled(const std::vector<GapTriangle>& vGap, const std::vector<Vector3>& vPlace) {
+    return static_cast<std::size_t>(std::count_if(vGap.begin(), vGap.end(), [&](const GapTriangle& gap) {
+        const Vector3 &a = vPlace[gap.corners[0]], b = vPlace[gap.corners[1]] - a, c = vPlace[gap.corners[2]] - a;
+        const double area = 2.0 * (b.x() * c.y() - b.y() * c.x());
+        const Vector3 centre = a + Vector3((c.y() * b.sqLength() - b.y() * c.sqLength()) / area,
+                                           (b.x() * c.sqLength() - c.x() * b.sqLength()) / area, 0.0);
+        EXPECT_NEAR((centre - a).length(), gap.radius, 1e-6);
+        return std::any_of(vPlace.begin(), vPlace.end(),
+                           [&](const Vector3& place) { return (place - centre).length() < gap.radius - 1e-6; });
+    }));
+}
+
 }  // namespace
 
 TEST(EvenSampling, leavesEvenScansAsTheyAre) {
@@ -282,6 +295,15 @@ TEST(EvenSampling, takesAnyCloud) {
     EXPECT_TRUE(evenedOn(Points(5000, Point3(1e9, 0, 0)), 1.0).vAdded.empty());
 }
 
+TEST(EvenSampling, growsNothingInDust) {
+    for (const double pitch : {1.5, 2.0, 3.0}) {
+        Points vPoints;
+        for (const Point3& p : Scan(1).dust(4000))
+            vPoints.emplace_back(16.0 * pitch * p.x(), 16.0 * pitch * p.y(), 16.0 * pitch * p.z());
+        EXPECT_TRUE(evenedOn(vPoints, 1.0).vAdded.empty()) << pitch;
+    }
+}
+
 TEST(EvenSampling, takesAFewWideGapsForChance) {
     // Pairs of places without a point leave gaps wide enough to tear the mesh.
     for (const int numPairs : {2, 12}) {
@@ -344,26 +366,28 @@ TEST(GapTriangles, areNotFilledByNodesOfAnotherSheet) {
 }
 
 TEST(GapTriangles, holdNoNodeInTheirDiscs) {
-    forSeeds(3, [](unsigned seed) {
-        Points vPoints;
+    double numOfSteps = 0.0, numFilledOfSteps = 0.0;
+    forSeeds(3, [&](unsigned seed) {
+        Points vSmooth, vStep;
         for (const Point3& p : Scan(seed).plane(3000))  // dense at one side, a sixteenth of that at the other
-            vPoints.emplace_back(20.0 * (std::exp2(2.0 * p.x()) - 1.0), 60.0 * p.y(), 0.0);
-        Gaps gaps(vPoints);
-        const std::vector<Vector3>& vPlace = gaps.sample.nodes.vPlace;
-        std::size_t numFilled = 0;
-        const std::vector<GapTriangle> vGap = gaps.candidates();
-        for (const GapTriangle& gap : vGap) {
-            const Vector3 &a = vPlace[gap.corners[0]], b = vPlace[gap.corners[1]] - a, c = vPlace[gap.corners[2]] - a;
-            const double area = 2.0 * (b.x() * c.y() - b.y() * c.x());
-            const Vector3 centre = a + Vector3((c.y() * b.sqLength() - b.y() * c.sqLength()) / area,
-                                               (b.x() * c.sqLength() - c.x() * b.sqLength()) / area, 0.0);
-            EXPECT_NEAR((centre - a).length(), gap.radius, 1e-6);
-            numFilled += std::any_of(vPlace.begin(), vPlace.end(),
-                                     [&](const Vector3& place) { return (place - centre).length() < gap.radius - 1e-6; });
-        }
+            vSmooth.emplace_back(20.0 * (std::exp2(2.0 * p.x()) - 1.0), 60.0 * p.y(), 0.0);
+        Gaps smooth(vSmooth);
+        const std::vector<GapTriangle> vGap = smooth.candidates();
         EXPECT_GT(vGap.size(), 100U);
-        EXPECT_EQ(numFilled, 0U);
+        EXPECT_EQ(numFilled(vGap, smooth.sample.nodes.vPlace), 0U);
+
+        // Where the spacing steps from 1 to 7 a node at the edge has only dense neighbours, and knows little of the others.
+        for (const Point3& p : Scan(seed).plane(10000))
+            vStep.emplace_back(100.0 * p.x(), 100.0 * p.y(), 0.0);
+        for (const Point3& p : Scan(seed + 100).plane(400))
+            vStep.emplace_back(100.0 + 140.0 * p.x(), 140.0 * p.y(), 0.0);
+        Gaps step(vStep);
+        const std::vector<GapTriangle> vGapOfStep = step.candidates();
+        numOfSteps += static_cast<double>(vGapOfStep.size());
+        numFilledOfSteps += static_cast<double>(numFilled(vGapOfStep, step.sample.nodes.vPlace));
     });
+    EXPECT_GT(numOfSteps, 10000.0);
+    EXPECT_LT(numFilledOfSteps, 0.0014 * numOfSteps);
 }
 
 TEST(NearestNodes, agreesWithTheSearchThroughAll) {

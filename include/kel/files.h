@@ -4,8 +4,8 @@
 // (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which are
 // recognised by their first bytes, too, and from .pts, .ptx and .csv; writePoints_LAS() writes .las.
 //
-// Readers append to the vector that they are given. On failure they print a line and return false; what was read before the
-// failure stays in the vector from .xyz, .txt, .asc, .bin and .stl, and only from these. Writers write a temporary file next
+// Readers append to the vector that they are given. On failure they print a line and return false. Readers of .xyz, .txt,
+// .asc, .bin and .stl leave in the vector what they read before the failure; all others leave the vector as it was. Writers write a temporary file next
 // to the target and rename it, so a failure leaves an older file untouched.
 #pragma once
 
@@ -62,9 +62,10 @@ enum class PointFormat {
     OFF     ///< The vertices of an OFF mesh.
 };
 
-/// How readPoints_auto() reads a file. What it begins with decides, where a format has a signature; else its extension.
+/// The format as which readPoints_auto() reads a file: LAS or PCD if the file begins with their signature, else the one of
+/// its extension.
 ///
-/// @param filename  the name of the file; without such a file its extension decides
+/// @param filename  the name of the file; if there is none of that name its extension decides
 /// @return the format
 PointFormat pointFormat(const std::string& filename);
 

@@ -7,7 +7,7 @@
 
 namespace TARN_KEL {
 
-/// Places for the vertices of a mesh, round by round, such that no pair of triangles crosses that doesn't cross before.
+/// Moves the vertices of a mesh in rounds, and keeps all pairs of triangles from crossing but those that cross at the start.
 class FreePlaces {
 public:
     using Index = std::uint32_t;

@@ -10,8 +10,8 @@ namespace TARN_KEL {
 
 class Tri;
 
-/// Cells of which a triangle cuts off less, as a share of their edge, count as not touched: rounding must not decide about a
-/// triangle in the plane between two layers of cells.
+/// How deep a triangle must come into a cell to touch it, in edges of the cell. Without such a depth, rounding would decide
+/// about a triangle in the plane between two layers of cells.
 constexpr double TOUCH_SLIVER = 1e-4;
 
 /// Finds the cells through which a triangle passes, by cutting it along the planes of the grid.

@@ -57,12 +57,12 @@ void MembraneRemover::growPatch(RTriangle* pSeed) {
         return patchOfIt == NO_PATCH ? (patchOfIt = patch, true) : false;
     });
     members.size = vT.size();
-    if (mayGo(vT)) members.vT = std::move(vT);
+    if (mayGo(vT.size(), bStrips ? boundaryOf(vT).size() : 0)) members.vT = std::move(vT);
 }
 
-bool MembraneRemover::mayGo(const std::vector<RTriangle*>& vT) const {
-    if (vT.size() <= maxSize) return true;
-    return bStrips && static_cast<double>(vT.size()) <= NARROW * static_cast<double>(boundaryOf(vT).size());
+bool MembraneRemover::mayGo(std::size_t numTriangles, std::size_t numBoundary) const {
+    if (numTriangles <= maxSize) return true;
+    return bStrips && static_cast<double>(numTriangles) <= NARROW * static_cast<double>(numBoundary);
 }
 
 MembraneRemover::Patch MembraneRemover::patchOf(const RTriangle* pRT) {
@@ -88,10 +88,10 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 /// No edge is left with one triangle, and more edges come to an even number than to an odd one. So a body that touches
 /// others along edges isn't a wall: it comes to each of them with two triangles.
 bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
-    if (!mayGo(vMembers[patch].vT)) return false;
+    const std::vector<const REdge*> vBoundary = boundaryOf(vMembers[patch].vT);
+    if (!mayGo(vMembers[patch].vT.size(), vBoundary.size())) return false;
     int gain = 0;
     bool bBorderLeft = false;
-    const std::vector<const REdge*> vBoundary = boundaryOf(vMembers[patch].vT);
     const auto visit = [&](auto first, auto end) {
         const auto numOwn = static_cast<std::size_t>(end - first), degree = (*first)->vRT.size();
         if ((degree == 1 && !bFlaps) || numOwn + 1 == degree) bBorderLeft = true;

@@ -3,8 +3,7 @@
 
 int main(int argc, char** argv) {
     std::vector<TARN_KEL::Point3> vPoints;
-    std::string in = argc == 3 ? argv[1] : "points.xyz";
-    if (!TARN_KEL::readPoints_auto(in, vPoints)) return 1;
+    if (!TARN_KEL::readPointFile(argc == 3 ? argv[1] : "points.xyz", vPoints)) return 1;
     const TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct(vPoints);
     if (!pMesh) return 1;  // nothing came of these points; a warning says why
     return TARN_KEL::writeMesh_auto(argc == 3 ? argv[2] : "mesh.ply", pMesh, false) ? 0 : 1;

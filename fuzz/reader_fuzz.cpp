@@ -61,8 +61,7 @@ void fuzzPointsBin(const std::string& file, std::string_view bytes) {
 }
 
 void fuzzPointsLas(const std::string& file, std::string_view bytes) {
-    std::string name = file;
-    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(20 * vRead.size() <= bytes.size(), "a point of LAS has at least 20 bytes");
     demand(std::all_of(vRead.begin(), vRead.end(), isFinitePoint), "points of LAS are finite");
 }
@@ -75,8 +74,7 @@ void fuzzPointsPcd(const std::string& file, std::string_view bytes) {
 
 /// A text in which a point takes a line of at least six bytes: three digits, what is between and behind them.
 void fuzzPointsTable(const std::string& file, std::string_view bytes) {
-    std::string name = file;
-    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(6 * vRead.size() <= bytes.size() + 1, "a point of a text has at least six bytes");
 }
 
@@ -105,8 +103,7 @@ void fuzzNumberedMesh(const std::string& file, std::string_view bytes) {
 }
 
 void fuzzMeshText(const std::string& file, std::string_view bytes) {
-    std::string name = file;
-    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPoints_auto(name, vPoints); });
+    const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(6 * vRead.size() <= bytes.size() + 1, "a vertex of a text has at least six bytes");
     fuzzNumberedMesh(file, bytes);
 }

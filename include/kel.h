@@ -3,7 +3,7 @@
 /// The header kel.h includes the whole public interface. A caller hands over points and gets a triangle mesh:
 ///
 ///     std::vector<TARN_KEL::Point3> vPoints;                       // any order, no normals
-///     TARN_KEL::readPoints_auto(filename, vPoints);
+///     TARN_KEL::readPointFile(filename, vPoints);
 ///     TARN_KEL::MeshPtr pMesh = TARN_KEL::reconstruct(vPoints);
 ///     if (pMesh) TARN_KEL::writeMesh_auto("mesh.ply", pMesh, false);
 ///

@@ -78,10 +78,7 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
         bRead = readPoints_BIN(filename.c_str(), vOut);
         break;
     default:
-        if (std::string path = filename; pointFormat(path) != PointFormat::NONE)
-            bRead = readPoints_auto(path, vOut);
-        else
-            out() << "Unknown file format" << std::endl;
+        out() << "Unknown file format" << std::endl;
     }
     if (!bRead)
         out() << "void Cloud::readPoints(), Error reading file: " << filename << std::endl;

@@ -340,7 +340,7 @@ bool isLasFile(const std::string& filename) {
     return pointFormat(filename) == PointFormat::LAS;
 }
 
-bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
+bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints) {
     switch (pointFormat(filename)) {
     case PointFormat::ASCII:
         return readPoints_ASCII(filename.c_str(), vPoints);
@@ -365,7 +365,20 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
     case PointFormat::NONE:
         break;
     }
-    return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    return fail("Filename extension of [" + filename + "] is none of a file with points");
+}
+
+bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
+    switch (getFileType(filename)) {
+    case FT_ASCII:
+        return readPoints_ASCII(filename.c_str(), vPoints);
+    case FT_BIN:
+        return readPoints_BIN(filename.c_str(), vPoints);
+    case FT_PLY:
+        return readPly(filename.c_str(), true, vPoints);
+    default:
+        return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    }
 }
 
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {

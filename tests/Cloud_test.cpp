@@ -200,8 +200,8 @@ TEST(Cloud, saysWhatIsWrongWithAFile) {
         EXPECT_EQ(outputOf([&] { EXPECT_TRUE(read(empty, true, 1.0)); }),
                   "void Cloud::readPoints(), Empty file: " + empty + "\n");
     EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read(missing, false)); }), "Error reading file: " + missing), 1);
-    EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read("a.what", false)); }), "Unknown file format"), 1);
-    EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read("missing.las", false)); }), "missing.las is unreadable"), 1);
+    for (const char* other : {"a.what", "a.las"})
+        EXPECT_EQ(countIn(outputOf([&] { EXPECT_FALSE(read(other, false)); }), "Unknown file format"), 1);
     EXPECT_EQ(countIn(reportOf([&] { read("a.stl", false); }), "use --fmelt (-m) instead"), 1);
     EXPECT_EQ(countIn(reportOf([&] { read("a.stl", true); }), "spacingAbs>0"), 1);
     CloudMgr cloudMgr;

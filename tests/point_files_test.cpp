@@ -235,6 +235,10 @@ TEST(Readers, RefuseWhatIsNoFile) {
     EXPECT_TRUE(vPoints.empty());
     std::string name = "a.stl";
     expectText("[a.stl] is not valid", [&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); });
+    expectText("[a.stl] is none of a file with points", [&] { EXPECT_FALSE(readPointFile(name, vPoints)); });
+    name = folder.write("a.csv", "x,y,z\n1,2,3\n");  // only readPointFile takes it
+    expectText(".csv] is not valid", [&] { EXPECT_FALSE(readPoints_auto(name, vPoints)); });
+    EXPECT_TRUE(readPointFile(name, vPoints));
 }
 
 TEST(Readers, TakeAFileOfNothingForWhatItIs) {

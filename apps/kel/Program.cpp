@@ -213,12 +213,12 @@ void Program::fileStep(const std::string& name, const std::string& failure,
     text.release();
 }
 
-void Program::appendPoints(std::string filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
+void Program::appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
                            std::size_t& numOthers) {
     const std::size_t numBefore = vPoints.size();
     std::size_t numOthersHere = 0;
     fileStep("read", "Can't read points from " + filename, [&](const LibraryText&) {
-        return vClasses.empty() ? readPoints_auto(filename, vPoints)
+        return vClasses.empty() ? readPointFile(filename, vPoints)
                                 : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
     });
     if (vPoints.size() + numOthersHere == numBefore) throw Failure("There is no point in " + filename);

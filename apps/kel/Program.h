@@ -65,7 +65,7 @@ public:
     std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input");
     /// Appends the points of a file, with classes only those of them; fails when it can't be read or has none at all.
     /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes.
-    void appendPoints(std::string filename, const std::vector<int>& vClasses, std::vector<TARN_KEL::Point3>& vPoints,
+    void appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<TARN_KEL::Point3>& vPoints,
                       std::size_t& numOthers);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);

@@ -5,8 +5,8 @@
 // recognised by their first bytes, too, and from .pts, .ptx and .csv; writePoints_LAS() writes .las.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false. Readers of .xyz, .txt,
-// .asc, .bin and .stl leave in the vector what they read before the failure; all others leave the vector as it was. Writers write a temporary file next
-// to the target and rename it, so a failure leaves an older file untouched.
+// .asc, .bin and .stl leave in the vector what they read before the failure; all others leave the vector as it was. Writers
+// write a temporary file next to the target and rename it, so a failure leaves an older file untouched.
 #pragma once
 
 #include <kel/mesh.h>
@@ -62,7 +62,7 @@ enum class PointFormat {
     OFF     ///< The vertices of an OFF mesh.
 };
 
-/// The format as which readPoints_auto() reads a file: LAS or PCD if the file begins with their signature, else the one of
+/// The format as which readPointFile() reads a file: LAS or PCD if the file begins with their signature, else the one of
 /// its extension.
 ///
 /// @param filename  the name of the file; if there is none of that name its extension decides
@@ -72,6 +72,13 @@ PointFormat pointFormat(const std::string& filename);
 /// Reads points from a file of any format that has some.
 ///
 /// @param filename      a file whose pointFormat() isn't NONE
+/// @param[out] vPoints  the points are appended
+/// @return false, after a message, when the file can't be read
+bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints);
+
+/// Reads points from a text, binary or PLY file. The extension alone decides.
+///
+/// @param filename      .xyz, .txt, .asc, .bin or .ply; not changed
 /// @param[out] vPoints  the points are appended
 /// @return false, after a message, when the file can't be read
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints);

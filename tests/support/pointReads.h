@@ -8,11 +8,11 @@ namespace TARN_TEST {
 
 using Points = std::vector<Point3>;
 
-/// What readPoints_auto() appends; it must be nothing when that returns false. text: what it prints.
-inline Points readBehindOlder(std::string name, bool bExpected, std::string* text = nullptr) {
+/// What readPointFile() appends; it must be nothing when that returns false. text: what it prints.
+inline Points readBehindOlder(const std::string& name, bool bExpected, std::string* text = nullptr) {
     const Point3 older(7, 8, 9);
     Points vPoints{older};
-    const std::string printed = outputOf([&] { EXPECT_EQ(readPoints_auto(name, vPoints), bExpected); });
+    const std::string printed = outputOf([&] { EXPECT_EQ(readPointFile(name, vPoints), bExpected); });
     if (text != nullptr) *text = printed;
     EXPECT_EQ(vPoints.front(), older);
     vPoints.erase(vPoints.begin());

@@ -10,6 +10,12 @@ namespace TARN_KEL {
 struct PrincipalAxes {
     double least = 0.0, middle = 0.0, largest = 0.0;
     Vector3 normal;  ///< of unit length; zero where `least` and `middle` are alike, so that no direction is flattest
+
+    /// Whether the places are so near to one line that they say nothing of a plane.
+    bool isLine() const {
+        constexpr double LINE_WIDTH = 0.12;  // middle over largest
+        return middle <= LINE_WIDTH * largest;
+    }
 };
 
 /// In closed form, about 100 ns. Relative to `largest` the eigenvalues are good to a few 1e-16, but where `least` and

@@ -22,17 +22,12 @@ namespace TARN_KEL {
 
 namespace {
 
-const double MIN_WIDTH = 0.12;    // second over third eigenvalue; below, the nodes are a line and say nothing of a plane
 const double MAX_FLATNESS = 0.1;  // first over second eigenvalue; at 0.25 one stray point in a hundred grows phantom pieces
 const double FLAT_ENOUGH = 0.05;  // first over second eigenvalue; more nodes won't do better
 const std::array<std::size_t, 5> FIT_SIZES = {8, 12, 18, 27, 40};  // nodes, each step half as many more
 const double SHEET_HEIGHT = 0.3;                                   // cells; on an even sheet noise reaches so far
 const double SHEET_SLOPE = 0.7;  // height over lateral distance; 35 degrees, what a fold within the plane's reach leaves
 const double SAME_PLACE = 1e-9;  // cells
-
-bool isLine(const PrincipalAxes& axes) {
-    return axes.middle < MIN_WIDTH * axes.largest || !(axes.middle > 0.0);
-}
 
 double flatnessOf(const PrincipalAxes& axes) {
     return axes.least / axes.middle;
@@ -109,7 +104,7 @@ private:
         for (const Near& near : vNear)
             fit.add(near.offset);
         const PrincipalAxes axes = fit.axes();
-        return isLine(axes) || !(flatnessOf(axes) < MAX_FLATNESS) ? Vector3() : axes.normal;
+        return axes.isLine() || !(flatnessOf(axes) < MAX_FLATNESS) ? Vector3() : axes.normal;
     }
     /// The Voronoi cell tells exactly, but most nodes need not wait for it.
     bool isSurrounded() {
@@ -150,7 +145,7 @@ Vector3 flattestNormal(const SampleNodes& nodes, NodeId node, std::vector<NearNo
         while (fit.size() < size)
             fit.add(nodes.vPlace[vNear[fit.size()].node()] - nodes.vPlace[node]);
         const PrincipalAxes axes = fit.axes();
-        if (isLine(axes) || !(flatnessOf(axes) < best)) continue;
+        if (axes.isLine() || !(flatnessOf(axes) < best)) continue;
         best = flatnessOf(axes);
         normal = axes.normal;
     }

@@ -36,7 +36,6 @@ constexpr double NEAR_CELLS = 3.0;        // noise and folds reach so far from a
 constexpr std::size_t NUM_COUNTED = 8;    // nearest nodes; the ring around a node of a sheet
 constexpr double REACH = 2.5;             // of the distance to the second nearest node; a ring of a sheet is within
 constexpr double SHEET_FLATNESS = 0.07;   // first over second eigenvalue of a plane; twenty random places have one half
-constexpr double LINE_WIDTH = 0.12;       // second over third eigenvalue of a line
 constexpr std::size_t MIN_GROUP = 12;     // nodes; fewer random ones are in a plane by chance
 constexpr double MAX_STRAY_SHARE = 0.15;  // of all points; where more are alone, the spacing says nothing about them
 
@@ -117,7 +116,7 @@ bool isInSheetOrLine(NodeId node, const std::vector<NearNode>& vNear, const Samp
     for (const NearNode& near : vNear)
         fit.add(nodes.vPlace[near.node()] - nodes.vPlace[node]);
     const PrincipalAxes axes = fit.axes();
-    return axes.middle <= LINE_WIDTH * axes.largest || axes.least <= SHEET_FLATNESS * axes.middle;
+    return axes.isLine() || axes.least <= SHEET_FLATNESS * axes.middle;
 }
 
 /// What a lonely node says of those near it.

@@ -154,7 +154,7 @@ const std::vector<Scene> vScene = {
     {"noisy torus, smoothed", scanned(noisyTorus(), true, 1.3, -1), 0x093bb861780f2193},
     {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
-    {"all steps", scannedWith(unevenTorus()), 0xd8adb66ac80076fa},
+    {"all steps", scannedWith(unevenTorus()), 0x2bb20b71bdef6080},
     {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0xcb9eb5af4f3ec9e7},
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x3db49fa8c055864a},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},

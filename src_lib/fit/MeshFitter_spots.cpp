@@ -22,6 +22,10 @@ namespace TARN_KEL {
 namespace {
 
 const int MAX_PASSES = 4;
+// A spot takes up to a hundred trials, so spots are mended where the surface is exact but for a few: more of them than this
+// many, or than this share of the vertices, are what a rough scan looks like.
+const std::size_t FEW_SPOTS = 20;
+const std::size_t VERTICES_A_SPOT = 2000;
 const int MAX_FOLLOWING = 4;           // flips after a remedy
 const std::size_t MAX_TRIANGLES = 80;  // around a spot
 // In spacings, beside noise:
@@ -46,10 +50,13 @@ bool has(const std::vector<FitIndex>& v, FitIndex index) {
 
 }  // namespace
 
+/// Nothing where there are too many.
 void MeshFitter::mendSpots() {
     for (int pass = 0; pass < MAX_PASSES; ++pass) {
+        const std::vector<FitIndex> vSpot = findSpots();
+        if (vSpot.size() > std::max(FEW_SPOTS, fitMesh.numVertices() / VERTICES_A_SPOT)) return;
         std::size_t numMended = 0;
-        for (const FitIndex v : findSpots())
+        for (const FitIndex v : vSpot)
             numMended += mendSpot(v) ? 1 : 0;
         if (numMended == 0) return;
     }

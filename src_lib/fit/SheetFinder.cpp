@@ -6,8 +6,7 @@
 //     planes        one for each heap. They count only if they hold the points much better than the one sheet did: a tight
 //                   arc has many normals as well, but planes don't hold it
 //     places        the planes again, by the places of the points: beside edges some points have the normal of another
-//     sheet,
-//                   or one between both, while the planes of the others tell where they belong
+//                   sheet, or one between both, while the planes of the others tell where they belong
 //     where         the line of two planes is a crease and the place of three a corner, when points of all of them are near
 //                   enough: planes meet somewhere anyway
 #include "SheetFinder.h"

@@ -28,9 +28,8 @@ protected:
     }
     std::vector<Point3> points(const std::string& name) const {
         const CoutSilence silence;
-        std::string filename = folder.path(name);
         std::vector<Point3> vPoints;
-        EXPECT_TRUE(readPoints_auto(filename, vPoints)) << name;
+        EXPECT_TRUE(readPointFile(folder.path(name), vPoints)) << name;
         return vPoints;
     }
     std::vector<Point3> scan(const std::string& arguments) const {

@@ -332,7 +332,13 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision);
 
 /// The same with the normals of the vertices, by which viewers shade the surface smoothly.
 ///
-/// @param bNormals  true adds vertexNormals() with six significant digits, and their numbers to the corners of the triangles
+/// @param pMesh      not changed
+/// @param filename   the name of the file, of any extension
+/// @param precision  AUTO: what neededPrecision() says of ".obj"
+/// @param bNormals   true adds vertexNormals() with six significant digits, and their numbers to the corners
+/// @return false, after that line, when the file can't be written
+/// @throws KelBugException when pMesh is null
+/// @cost O(n)
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals);
 
 /// Writes an OFF file, with the digits of an OBJ file.

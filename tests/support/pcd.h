@@ -24,10 +24,9 @@ using PcdFields = std::vector<PcdField>;
 inline const PcdFields PLAIN_PCD{{"x"}, {"y"}, {"z"}};
 
 inline void appendPcdNumber(std::string& bytes, const PcdField& field, double value) {
-    std::uint64_t bits = static_cast<std::uint64_t>(static_cast<std::int64_t>(value == value ? value : 0));
-    if (field.type == 'F')
-        bits =
-            field.size == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value)) : std::bit_cast<std::uint64_t>(value);
+    std::uint64_t bits = field.type != 'F' ? static_cast<std::uint64_t>(static_cast<std::int64_t>(value))
+                         : field.size == 4 ? std::bit_cast<std::uint32_t>(static_cast<float>(value))
+                                           : std::bit_cast<std::uint64_t>(value);
     for (int i = 0; i < field.size; ++i, bits >>= 8)
         bytes += static_cast<char>(bits & 0xff);
 }

@@ -199,6 +199,35 @@ bool readVertices(const Read& read, const std::string& filename, std::vector<Poi
     return read(filename, vPoints, vIndices);
 }
 
+/// False, without a word, when the format is NONE.
+bool readPointsAs(PointFormat format, const std::string& filename, std::vector<Point3>& vPoints) {
+    switch (format) {
+    case PointFormat::ASCII:
+        return readPoints_ASCII(filename.c_str(), vPoints);
+    case PointFormat::BIN:
+        return readPoints_BIN(filename.c_str(), vPoints);
+    case PointFormat::PLY:
+        return readPly(filename.c_str(), true, vPoints);
+    case PointFormat::LAS:
+        return readPoints_LAS(filename.c_str(), vPoints);
+    case PointFormat::PCD:
+        return readPoints_PCD(filename.c_str(), vPoints);
+    case PointFormat::PTS:
+        return readPoints_PTS(filename.c_str(), vPoints);
+    case PointFormat::PTX:
+        return readPoints_PTX(filename.c_str(), vPoints);
+    case PointFormat::CSV:
+        return readPoints_CSV(filename.c_str(), vPoints);
+    case PointFormat::OBJ:
+        return readVertices(readObj, filename, vPoints);
+    case PointFormat::OFF:
+        return readVertices(readOff, filename, vPoints);
+    case PointFormat::NONE:
+        break;
+    }
+    return false;
+}
+
 std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
     std::vector<const Point3*> vPointers;
     vPointers.reserve(vPoints.size());
@@ -341,44 +370,16 @@ bool isLasFile(const std::string& filename) {
 }
 
 bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints) {
-    switch (pointFormat(filename)) {
-    case PointFormat::ASCII:
-        return readPoints_ASCII(filename.c_str(), vPoints);
-    case PointFormat::BIN:
-        return readPoints_BIN(filename.c_str(), vPoints);
-    case PointFormat::PLY:
-        return readPly(filename.c_str(), true, vPoints);
-    case PointFormat::LAS:
-        return readPoints_LAS(filename.c_str(), vPoints);
-    case PointFormat::PCD:
-        return readPoints_PCD(filename.c_str(), vPoints);
-    case PointFormat::PTS:
-        return readPoints_PTS(filename.c_str(), vPoints);
-    case PointFormat::PTX:
-        return readPoints_PTX(filename.c_str(), vPoints);
-    case PointFormat::CSV:
-        return readPoints_CSV(filename.c_str(), vPoints);
-    case PointFormat::OBJ:
-        return readVertices(readObj, filename, vPoints);
-    case PointFormat::OFF:
-        return readVertices(readOff, filename, vPoints);
-    case PointFormat::NONE:
-        break;
-    }
-    return fail("Filename extension of [" + filename + "] is none of a file with points");
+    const PointFormat format = pointFormat(filename);
+    if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
+    return readPointsAs(format, filename, vPoints);
 }
 
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
-    switch (getFileType(filename)) {
-    case FT_ASCII:
-        return readPoints_ASCII(filename.c_str(), vPoints);
-    case FT_BIN:
-        return readPoints_BIN(filename.c_str(), vPoints);
-    case FT_PLY:
-        return readPly(filename.c_str(), true, vPoints);
-    default:
+    const PointFormat format = formatByExtension(filename);
+    if (format != PointFormat::ASCII && format != PointFormat::BIN && format != PointFormat::PLY)
         return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
-    }
+    return readPointsAs(format, filename, vPoints);
 }
 
 bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool bAscii) {

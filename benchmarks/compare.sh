@@ -48,7 +48,7 @@ median() {
 
 # How a program is asked for the bare road from points to a mesh.
 bare() {
-    if "$1" reconstruct --help | grep -q -e --plain; then echo --plain; else echo --raw; fi
+    if "$1" reconstruct --help | grep -e --plain >/dev/null; then echo --plain; else echo --raw; fi
 }
 bare_old=$(bare "$old")
 bare_new=$(bare "$new")

@@ -14,6 +14,10 @@ constexpr double OTHER_SIDE = -0.3;    // cosine of a point's normal and that of
 constexpr double FOLD = -0.5;          // cosine of the normals of neighbours that no change may make
 constexpr double MIN_HEIGHT = 0.2;     // cells; of a triangle that a change makes, unless it was lower before
 
+inline double square(double x) {
+    return x * x;
+}
+
 /// 1 at distance 0, falling to 0 at the radius.
 inline double weightWithin(double sqDistance, double radius) {
     const double t = 1.0 - sqDistance / (radius * radius);

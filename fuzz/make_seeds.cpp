@@ -58,6 +58,15 @@ void makePoints(const Corpus& corpus) {
     write("points_bin", "points.bin", false);
     write("ply_points", "points_text.ply", true);
     write("ply_points", "points_binary.ply", false);
+    PointAttributes attributes;
+    attributes.vColumns = {{"red", std::vector<std::uint8_t>{0, 9, 200, 255}, {}},
+                           {"i", std::vector<std::int16_t>{-1, 0, 7, 1000}, {}},
+                           {"nx", std::vector<float>{0, 1, -0.5F, 1e-9F}, {}},
+                           {"d", std::vector<double>{0, 1, -0.5, 1e300}, {}}};
+    for (const bool bAscii : {true, false}) {
+        std::string name = corpus.path("ply_points", bAscii ? "columns_text.ply" : "columns_binary.ply");
+        demand(writePoints_auto(name, vPoints, bAscii, Precision::DOUBLE, attributes), name);
+    }
     const std::string path = corpus.path("points_ascii", "points_exact.xyz");
     demand(writePoints_ASCII(path.c_str(), vPoints, 17), path);
 }
@@ -93,6 +102,7 @@ void makePointTexts(const Corpus& corpus) {
     const std::string scan = "1\n2\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n5 6 7 1\n0 0 0 0\n1 2 3 0.5\n";
     makeSeed(corpus, "points_ptx", "scans.ptx", scan + scan);
     makeSeed(corpus, "points_csv", "commas.csv", "x,y,z,name\n1,2,3,a\n4,nan,6,\"b, c\"\n");
+    makeSeed(corpus, "points_csv", "columns.csv", "x,y,z,r,g,b,label,q\n1,2,3,4,5,6,7,0.5\n1,2,3,,,,x\n");
     makeSeed(corpus, "points_csv", "semicolons.csv", "\"Z\";\"Y\";\"X\"\r\n1;2.5;-3\r\n4;5;6\r\n");
 }
 

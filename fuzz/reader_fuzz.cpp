@@ -5,7 +5,8 @@
 //
 // Beside what the sanitizers see, four promises are held against each call: earlier points remain, nothing is
 // appended out of proportion to the file, a PLY or LAS reader that fails leaves the vector as it was, and a mesh is either
-// null or in order. Points of LAS are finite. Text points are also held against a stream. A broken promise, like any
+// null or in order. Points of LAS are finite. Text points are also held against a stream. What points carry has a row for
+// each of them, and asking for it changes neither the points nor whether a file can be read. A broken promise, like any
 // exception, ends the program.
 #include <algorithm>
 #include <array>
@@ -49,6 +50,21 @@ Points appended(std::string_view bytes, bool bAllOrNothing, Read&& read, std::si
     return vPoints;
 }
 
+/// Reads the points again, with what they carry, as a file of whatever format that is.
+void fuzzAttributes(const std::string& file) {
+    Points vPlain, vPoints;
+    PointAttributes attributes;
+    const bool bPlain = readPointFile(file, vPlain), bCarrying = readPointFile(file, vPoints, attributes);
+    demand(bPlain == bCarrying, "attributes are no reason to refuse a file");
+    const auto isSame = [](const Point3& p, const Point3& q) { return std::memcmp(&p, &q, sizeof p) == 0; };
+    demand(std::equal(vPlain.begin(), vPlain.end(), vPoints.begin(), vPoints.end(), isSame), "points are the same");
+    demand(bCarrying || attributes.empty(), "a failure adds no column");
+    for (const AttributeColumn& column : attributes.vColumns) {
+        demand(column.size() == vPoints.size(), "each point has a row");
+        demand(column.vMissing.empty() || column.vMissing.size() == column.size(), "each value is known or not");
+    }
+}
+
 void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
     const Points vRead = appended(bytes, false, [&](Points& vPoints) { return readPoints_ASCII(file.c_str(), vPoints); });
     const Points vExpected = TARN_TEST::pointsByStreams(bytes);
@@ -64,18 +80,21 @@ void fuzzPointsLas(const std::string& file, std::string_view bytes) {
     const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(20 * vRead.size() <= bytes.size(), "a point of LAS has at least 20 bytes");
     demand(std::all_of(vRead.begin(), vRead.end(), isFinitePoint), "points of LAS are finite");
+    fuzzAttributes(file);
 }
 
 void fuzzPointsPcd(const std::string& file, std::string_view bytes) {
     // Three bytes of a compressed block make up to 88 points of single bytes.
     appended(
         bytes, true, [&](Points& vPoints) { return readPoints_PCD(file.c_str(), vPoints); }, 30);
+    fuzzAttributes(file);
 }
 
 /// A text in which a point takes a line of at least six bytes: three digits, what is between and behind them.
 void fuzzPointsTable(const std::string& file, std::string_view bytes) {
     const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(6 * vRead.size() <= bytes.size() + 1, "a point of a text has at least six bytes");
+    fuzzAttributes(file);
 }
 
 void fuzzStl(const std::string& file, std::string_view bytes) {
@@ -85,6 +104,7 @@ void fuzzStl(const std::string& file, std::string_view bytes) {
 
 void fuzzPlyPoints(const std::string& file, std::string_view bytes) {
     appended(bytes, true, [&](Points& vPoints) { return readPly(file.c_str(), true, vPoints); });
+    fuzzAttributes(file);
 }
 
 /// A file that numbers its vertices.

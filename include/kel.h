@@ -22,6 +22,7 @@
 /// the run is freed, and the next run on the thread starts afresh.
 #pragma once
 
+#include <kel/attributes.h>
 #include <kel/errors.h>
 #include <kel/files.h>
 #include <kel/fit.h>

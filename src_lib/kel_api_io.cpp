@@ -19,6 +19,7 @@
 #include <stdexcept>
 #include <string>
 #include <string_view>
+#include <utility>
 
 #include "AtomicFile.h"
 #include "BlockReader.h"
@@ -26,6 +27,7 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "Visualizer3.h"
+#include "attributeColumns.h"
 #include "csv_io.h"
 #include "freeFunctions.h"
 #include "kel.h"
@@ -199,25 +201,26 @@ bool readVertices(const Read& read, const std::string& filename, std::vector<Poi
     return read(filename, vPoints, vIndices);
 }
 
-/// False, without a word, when the format is NONE.
-bool readPointsAs(PointFormat format, const std::string& filename, std::vector<Point3>& vPoints) {
+/// False, without a word, when the format is NONE. pAttributes: gets what the points carry; null where nobody wants it.
+bool readPointsAs(PointFormat format, const std::string& filename, std::vector<Point3>& vPoints,
+                  AttributeColumns* pAttributes = nullptr) {
     switch (format) {
     case PointFormat::ASCII:
         return readPoints_ASCII(filename.c_str(), vPoints);
     case PointFormat::BIN:
         return readPoints_BIN(filename.c_str(), vPoints);
     case PointFormat::PLY:
-        return readPly(filename.c_str(), true, vPoints);
+        return readPointsPly(filename, vPoints, pAttributes);
     case PointFormat::LAS:
-        return readPoints_LAS(filename.c_str(), vPoints);
+        return readLas(filename, vPoints, pAttributes);
     case PointFormat::PCD:
-        return readPoints_PCD(filename.c_str(), vPoints);
+        return readPcd(filename, vPoints, pAttributes);
     case PointFormat::PTS:
-        return readPoints_PTS(filename.c_str(), vPoints);
+        return readPts(filename, vPoints, pAttributes);
     case PointFormat::PTX:
-        return readPoints_PTX(filename.c_str(), vPoints);
+        return readPtx(filename, vPoints, pAttributes);
     case PointFormat::CSV:
-        return readPoints_CSV(filename.c_str(), vPoints);
+        return readCsv(filename, vPoints, pAttributes);
     case PointFormat::OBJ:
         return readVertices(readObj, filename, vPoints);
     case PointFormat::OFF:
@@ -226,6 +229,39 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
         break;
     }
     return false;
+}
+
+/// With a line for a format that has no points.
+bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    const PointFormat format = pointFormat(filename);
+    if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
+    return readPointsAs(format, filename, vPoints, pAttributes);
+}
+
+/// Reads points with what they carry, all of them or none. read: bool(AttributeColumns*), which appends points.
+template <typename Read>
+bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes,
+                        const Read& read) {
+    const std::size_t numBefore = vPoints.size();
+    requireRows(attributes, numBefore);
+    AttributeColumns columns;
+    if (!read(&columns)) {
+        vPoints.resize(numBefore);
+        return false;
+    }
+    if (columns.numLeftOut() > 0)
+        warning("readPointFile", filename + ": left out " + toString(columns.numLeftOut()) + " columns");
+    appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, attributes);
+    return true;
+}
+
+LasClasses wantedClasses(const std::vector<int>& vClasses) {
+    LasClasses aWanted{};
+    for (const int number : vClasses) {
+        ASSEX(number>=0 && number<=255);
+        aWanted[static_cast<std::size_t>(number)] = true;
+    }
+    return aWanted;
 }
 
 std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
@@ -370,9 +406,13 @@ bool isLasFile(const std::string& filename) {
 }
 
 bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints) {
-    const PointFormat format = pointFormat(filename);
-    if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
-    return readPointsAs(format, filename, vPoints);
+    return readPointsOrSay(filename, vPoints, nullptr);
+}
+
+bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes) {
+    return readWithAttributes(filename, vPoints, attributes, [&](AttributeColumns* pAttributes) {
+        return readPointsOrSay(filename, vPoints, pAttributes);
+    });
 }
 
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
@@ -387,10 +427,16 @@ bool writePoints_auto(std::string& filename, std::vector<Point3>& vPoints, bool 
 }
 
 bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision) {
+    return writePoints_auto(filename, vPoints, bAscii, precision, PointAttributes());
+}
+
+bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision,
+                      const PointAttributes& attributes) {
+    requireRows(attributes, vPoints.size());
     if (precision == Precision::AUTO) precision = neededPrecision(filename, vPoints, bAscii);
     switch (getFileType(filename)) {
     case FT_PLY:
-        return writePointsPly(pointersTo(vPoints), filename, bAscii, precision);
+        return writePointsPly(pointersTo(vPoints), filename, bAscii, precision, attributes);
     case FT_ASCII:
         return writePoints_ASCII(filename.c_str(), vPoints,
                                  precision == Precision::DOUBLE ? EXACT_DIGITS : SHORT_TEXT.numDigits);
@@ -401,7 +447,7 @@ bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints,
                             [&](Visualizer3& visualizer) { visualizer.writePoints(vPoints, LIST_POINT_SIZE, CRED); });
     default:
         out() << "Filename [" << filename << "] is not valid, using [kel_output_bin.ply] instead" << std::endl;
-        return writePointsPly(pointersTo(vPoints), "kel_output_bin.ply", bAscii, precision);
+        return writePointsPly(pointersTo(vPoints), "kel_output_bin.ply", bAscii, precision, attributes);
     }
 }
 
@@ -483,16 +529,25 @@ bool readPoints_LAS(const char* filename, std::vector<Point3>& vPoints) {
 
 bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
                     std::size_t& numOthers) {
-    LasClasses aWanted{};
-    for (const int number : vClasses) {
-        ASSEX(number>=0 && number<=255);
-        aWanted[static_cast<std::size_t>(number)] = true;
-    }
-    return readLas(nameOf(filename), aWanted, vPoints, numOthers);
+    return readLas(nameOf(filename), wantedClasses(vClasses), vPoints, numOthers);
+}
+
+bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
+                    std::size_t& numOthers, PointAttributes& attributes) {
+    const LasClasses aWanted = wantedClasses(vClasses);
+    const std::string name = nameOf(filename);
+    return readWithAttributes(name, vPoints, attributes, [&](AttributeColumns* pAttributes) {
+        return readLas(name, aWanted, vPoints, numOthers, pAttributes);
+    });
 }
 
 bool writePoints_LAS(const char* filename, const std::vector<Point3>& vPoints) {
-    const std::string name = nameOf(filename), fault = writeLas(name, vPoints);
+    return writePoints_LAS(filename, vPoints, PointAttributes());
+}
+
+bool writePoints_LAS(const char* filename, const std::vector<Point3>& vPoints, const PointAttributes& attributes) {
+    requireRows(attributes, vPoints.size());
+    const std::string name = nameOf(filename), fault = writeLas(name, vPoints, attributes);
     return fault.empty() || fail(name + " " + fault);
 }
 

@@ -47,6 +47,7 @@ struct Request {
 struct Source {
     const std::uint8_t* data = nullptr;  ///< not owned; of the first item
     std::size_t step = 0;                ///< bytes from item to item
+    int textDigits = 0;                  ///< significant ones; 0: those of the stream
 };
 
 /// Calls f with a value of the C++ type that a Type names.
@@ -310,7 +311,8 @@ private:
                 continue;
             }
             visitType(plan.property.propertyType, [&](auto value) {
-                value = readTextValue<decltype(value)>();
+                value =
+                    plan.pData->bLenient ? readLenientValue<decltype(value)>(*plan.pData) : readTextValue<decltype(value)>();
                 append(*plan.pData, reinterpret_cast<const char*>(&value), sizeof value);
             });
         }
@@ -337,18 +339,30 @@ private:
         return word;
     }
 
+    /// Whether the whole word is a number of the type.
+    template <typename T>
+    static bool parse(std::string_view word, T& value) {
+        const char* const end = word.data() + word.size();
+        if constexpr (std::is_floating_point_v<T>)
+            return TARN_KEL::extractFloat(word.data(), end, value) == end;
+        else
+            return TARN_KEL::extractInt(word.data(), end, value) == end;
+    }
+
     template <typename T>
     T readTextValue() {
         const std::string_view word = nextWord();
-        const char* const end = word.data() + word.size();
-        const char* behind = nullptr;
         T value{};
-        if constexpr (std::is_floating_point_v<T>)
-            behind = TARN_KEL::extractFloat(word.data(), end, value);
-        else
-            behind = TARN_KEL::extractInt(word.data(), end, value);
-        if (behind != end) throw std::runtime_error("not a number of its type: " + std::string(word.substr(0, 40)));
+        if (!parse(word, value)) throw std::runtime_error("not a number of its type: " + std::string(word.substr(0, 40)));
         return value;
+    }
+
+    template <typename T>
+    T readLenientValue(PlyData& data) {
+        T value{};
+        if (parse(nextWord(), value)) return value;
+        data.vUnknown.push_back(data.buffer.size() / sizeof value);
+        return T{};
     }
 
     BlockReader& in;
@@ -393,12 +407,13 @@ void appendTextValue(std::string& block, T value, int digits) {
 void appendTextItem(std::string& block, const std::vector<Piece>& vPiece, std::size_t item, int digits) {
     const std::size_t numBefore = block.size();
     for (const Piece& piece : vPiece) {
+        const int numDigits = piece.source.textDigits != 0 ? piece.source.textDigits : digits;
         if (piece.isList) appendTextValue(block, piece.numValues, digits);
         const std::uint8_t* p = piece.source.data + item * piece.source.step;
         for (std::size_t i = 0; i < piece.numValues; ++i, p += piece.width) {
             visitType(piece.type, [&](auto value) {
                 std::memcpy(&value, p, sizeof value);
-                appendTextValue(block, value, digits);
+                appendTextValue(block, value, numDigits);
             });
         }
     }
@@ -432,6 +447,7 @@ public:
     std::vector<PlyElement> elements;
     std::map<PropertyKey, Request> mRequest;
     std::map<PropertyKey, Source> mSource;
+    int textDigits = 0;  // of properties that are added
 };
 
 PlyFile::PlyFile() : pImpl(std::make_unique<PlyFileImpl>()) {}
@@ -586,6 +602,7 @@ void PlyFileImpl::prepareBuffers(const std::vector<std::vector<ReadPlan>>& vvPla
         pData->buffer.clear();
         pData->buffer.reserve(std::min(limit, checkedProduct(numItems, bytesPerItem)));
         pData->vListLength.clear();
+        pData->vUnknown.clear();
     }
 }
 
@@ -638,10 +655,14 @@ void PlyFile::add_properties_to_element(const std::string& elementKey, const std
     std::vector<PlyProperty>& properties = pImpl->elements[iElement].properties;
     const std::size_t step = propertyKeys.size() * valuesPerKey * width;
     for (const std::string& key : propertyKeys) {
-        pImpl->mSource[{iElement, properties.size()}] = {data, step};
+        pImpl->mSource[{iElement, properties.size()}] = {data, step, pImpl->textDigits};
         properties.push_back({key, type, isList, listType, valuesPerKey});
         if (data != nullptr) data += valuesPerKey * width;  // null: there are no values
     }
+}
+
+void PlyFile::set_text_digits(int digits) {
+    pImpl->textDigits = digits;
 }
 
 Piece PlyFileImpl::makePiece(PropertyKey key, bool bBinary) const {
@@ -664,6 +685,7 @@ std::vector<Piece> PlyFileImpl::makePieces(std::size_t iElement, bool bBinary) c
     const auto continues = [](const Piece& last, const Piece& piece) {
         if (last.source.data == nullptr) return false;  // no items at all
         return !last.isList && !piece.isList && last.type == piece.type && last.source.step == piece.source.step &&
+               last.source.textDigits == piece.source.textDigits &&
                last.source.data + last.numValues * last.width == piece.source.data;
     };
     std::vector<Piece> vPiece;

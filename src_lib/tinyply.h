@@ -73,6 +73,10 @@ struct PlyData {
     std::size_t count = 0;             ///< number of items of the element
     /// For list properties the length of each list, in the order of the file. Empty for plain ones.
     std::vector<std::uint32_t> vListLength;
+    /// May be set before read(): in text a word that is no number of the type is no error then, but a 0 whose position among
+    /// the values is noted here.
+    bool bLenient = false;
+    std::vector<std::size_t> vUnknown;
 };
 
 /// Vertices and faces in the form in which they are written to a file.
@@ -128,6 +132,9 @@ public:
     /// listType: INVALID for plain properties.
     void add_properties_to_element(const std::string& elementKey, const std::vector<std::string>& propertyKeys, Type type,
                                    std::size_t count, std::uint8_t* data, Type listType, std::uint32_t listCount);
+    /// The significant digits of floating point numbers, as text, in the properties that are added from now on. 0, as at
+    /// first: those of the stream.
+    void set_text_digits(int digits);
     /// Writes header and body. Binary is little endian, or big endian if a big endian header was parsed before. Errors of
     /// the stream show in its state. Throws for a property without data.
     void write(std::ostream& out, bool isBinary);

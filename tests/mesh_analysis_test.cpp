@@ -193,9 +193,18 @@ TEST(PointTree, agreesWithAllPairs) {
         append(vQuery, {vCloud.front(), vCloud.back()});
         for (const Point3& q : vQuery) {
             double nearest = INF;
-            for (const Point3& p : vCloud)
-                nearest = std::min(nearest, (p - q).length());
-            ASSERT_DOUBLE_EQ(tree.distanceTo(q), nearest) << vCloud.size() << " points, " << q;
+            std::uint32_t first = PointTree::NONE;
+            for (std::uint32_t i = 0; i < vCloud.size(); ++i) {
+                if (!((vCloud[i] - q).sqLength() < nearest)) continue;
+                nearest = (vCloud[i] - q).sqLength();
+                first = i;
+            }
+            ASSERT_DOUBLE_EQ(tree.distanceTo(q), std::sqrt(nearest)) << vCloud.size() << " points, " << q;
+            ASSERT_EQ(tree.nearestTo(q), first) << vCloud.size() << " points, " << q;
+            ASSERT_EQ(tree.nearestTo(q, std::sqrt(nearest) * 1.001), first);
+            if (nearest > 0.0) {
+                ASSERT_EQ(tree.nearestTo(q, std::sqrt(nearest) * 0.999), PointTree::NONE);
+            }
         }
     }
 }

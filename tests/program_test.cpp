@@ -163,7 +163,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.laz",
           "scan.bin ./scan.bin", "points.ply points.ply", "points.ply scan.bin points.ply", "good.stl o.ply --every 2",
           "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
-          "good.xyz o.xyz --stl-binary", "good.stl o.ply --normals", "good.stl o.stl --stl-binary --precision double"}},
+          "good.xyz o.xyz --stl-binary", "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
         {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
         {"info good.stl",
@@ -598,4 +598,71 @@ TEST_F(ProgramTest, explainsItself) {
         EXPECT_TRUE(outcome.status == 0 && outcome.err.empty() && !outcome.out.empty()) << command;
     }
     EXPECT_EQ(run("--version").status, 0);
+}
+
+TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
+    std::ostringstream csv;
+    csv << "x,y,z,red,green,blue,label,height,nx,ny,nz\n";
+    const std::vector<Point3> vPoints = scan("sphere --points 6000 --seed 2");
+    for (const Point3& p : vPoints)
+        csv << p.x() << ',' << p.y() << ',' << p.z() << (p.x() > 0.0 ? ",255,0,10," : ",0,255,10,") << (p.z() > 0.0 ? 3 : 8)
+            << ',' << p.z() << ',' << p.x() << ',' << p.y() << ',' << p.z() << '\n';
+    folder.write("scan.csv", csv.str());
+    const auto columns = [this](const std::string& name, std::vector<Point3>& vRead) {
+        const CoutSilence silence;
+        PointAttributes attributes;
+        EXPECT_TRUE(readPointFile(folder.path(name), vRead, attributes)) << name;
+        return attributes;
+    };
+    for (const std::string options : {"", "--flip --smooth 1", "--reduce 0.05 20", "--plain", "--normals"}) {
+        const Outcome outcome = run("reconstruct scan.csv mesh.ply --json report.json " + options);
+        ASSERT_EQ(outcome.status, 0) << options << outcome.err;
+        EXPECT_EQ(countIn(outcome.out, "carried over from the points: red, green, blue, label, height, nx, ny, nz\n"), 1);
+        EXPECT_EQ(countIn(folder.read("report.json"), "\"label\": \"int32\""), 2) << "of the input and the output";
+        std::vector<Point3> vVertices;
+        const PointAttributes made = columns("mesh.ply", vVertices);
+        ASSERT_EQ(made.vColumns.size(), 8U) << options;
+        for (std::size_t i = 0; i < vVertices.size(); ++i) {
+            const Point3& p = vVertices[i];
+            ASSERT_NEAR(made.find("height")->number(i), p.z(), 0.1) << options;
+            ASSERT_NEAR(made.find("nx")->number(i), p.x(), 0.2) << options;
+            ASSERT_EQ(made.find("blue")->number(i), 10);
+            if (std::abs(p.x()) > 0.1) {
+                ASSERT_EQ(made.find("red")->number(i), p.x() > 0.0 ? 255 : 0) << p;
+            }
+            if (std::abs(p.z()) > 0.1) {
+                ASSERT_EQ(made.find("label")->number(i), p.z() > 0.0 ? 3 : 8) << p;
+            }
+        }
+    }
+    EXPECT_EQ(countIn(run("info mesh.ply").out, "columns                   red, green, blue, label, height, nx, ny, nz\n"),
+              1);
+    std::vector<Point3> vBare;
+    EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
+    EXPECT_TRUE(columns("mesh.ply", vBare).empty());
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over from the points: red, green, blue\n"), 1);
+    EXPECT_GT(countIn(folder.read("mesh.obj"), " 0 1 0.0392157\n"), 500);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
+
+    // Rows follow their points, in every order of what chooses them.
+    folder.write("turn.txt", "0 -1 0 0\n2 0 0 0\n0 0 1 0\n0 0 0 1\n");
+    ASSERT_EQ(run("convert scan.csv some.ply --precision double --crop -1,-0.5,-1,1,1,0.9 --every 2 --max-points 700 "
+                  "--transform turn.txt")
+                  .status,
+              0);
+    std::vector<Point3> vSome;
+    const PointAttributes some = columns("some.ply", vSome);
+    ASSERT_EQ(vSome.size(), 700U);
+    for (std::size_t i = 0; i < vSome.size(); ++i) {
+        const Point3& p = vSome[i];
+        ASSERT_NEAR(some.find("height")->number(i), p.z(), 1e-5);
+        ASSERT_EQ(some.find("red")->number(i), p.y() > 0.0 ? 255 : 0);
+        const Vector3 normal = Vector3(4.0 * p.x(), p.y(), 4.0 * p.z()) / Vector3(4.0 * p.x(), p.y(), 4.0 * p.z()).length();
+        ASSERT_NEAR(some.find("nx")->number(i), normal.x(), 1e-4) << "normal to the ellipsoid that became of the sphere";
+        ASSERT_NEAR(some.find("ny")->number(i), normal.y(), 1e-4);
+    }
+    ASSERT_EQ(run("convert scan.csv some.las").status, 0);
+    std::vector<Point3> vLas;
+    EXPECT_TRUE(columns("some.las", vLas).hasColour());
+    EXPECT_EQ(vLas.size(), 6000U);
 }

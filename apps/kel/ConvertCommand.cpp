@@ -13,6 +13,7 @@ struct ConvertOptions {
     PointInput input;
     std::string out;
     bool bAscii = false;
+    bool bAttributes = true;
 };
 
 void convertMesh(const ConvertOptions& options, Program& program) {
@@ -27,10 +28,12 @@ void convertPoints(const ConvertOptions& options, Program& program) {
     options.input.require();
     for (const std::string& file : options.input.readFiles())
         program.requirePointOutput(options.out, file);
-    std::vector<Point3> vPoints = options.input.read(program);
+    PointAttributes attributes;
+    const bool bAttributes = options.bAttributes && holdsPointAttributes(options.out);
+    std::vector<Point3> vPoints = options.input.read(program, bAttributes ? &attributes : nullptr);
     for (const std::string& file : options.input.vFiles)
         if (holdsTriangles(file)) program.warn("Of the mesh in " + file + " only the vertices are written");
-    program.writePoints(options.out, vPoints, options.bAscii);
+    program.writePoints(options.out, vPoints, options.bAscii, attributes);
 }
 
 void convert(const ConvertOptions& options, Program& program) {
@@ -56,6 +59,7 @@ void addConvertCommand(CLI::App& app, Program& program) {
                   ".las, .ply or .list");
     addPointChoice(command, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
+    addAttributesOption(command, pOptions->bAttributes);
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pOptions, &program] { convert(*pOptions, program); });

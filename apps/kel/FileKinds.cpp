@@ -77,6 +77,14 @@ bool isMeshOutput(const std::string& filename) {
     return isTriangleFile(filename) || isListFile(filename);
 }
 
+bool holdsVertexAttributes(const std::string& filename) {
+    return isPlyFile(filename) || isObjFile(filename);
+}
+
+bool holdsPointAttributes(const std::string& filename) {
+    return isPlyFile(filename) || isLasName(filename);
+}
+
 bool isLasName(const std::string& filename) {
     return filename.ends_with(".las") || filename.ends_with(".LAS") || filename.ends_with(".Las");
 }

@@ -18,6 +18,10 @@ bool isPointInput(const std::string& filename);
 bool isTriangleFile(const std::string& filename);
 /// A mesh can be written to the file: the same and .list.
 bool isMeshOutput(const std::string& filename);
+/// What vertices carry can be written to the file: .ply, and of .obj the colours.
+bool holdsVertexAttributes(const std::string& filename);
+/// What points carry can be written to the file: .ply, .las.
+bool holdsPointAttributes(const std::string& filename);
 /// An uncompressed LAS file by its name: .las.
 bool isLasName(const std::string& filename);
 bool isPlyFile(const std::string& filename);

@@ -68,6 +68,18 @@ void printDistances(const CloudDistances& d, std::size_t numNotFinite) {
     if (d.within) printFigure("within the given length", percent(*d.shareWithinAsked), "% of the vertices");
 }
 
+/// What the vertices of a file carry, if they can.
+void printColumns(const std::string& filename, Program& program) {
+    if (!isPlyFile(filename)) return;
+    std::vector<Point3> vVertices;
+    PointAttributes attributes;
+    std::size_t numOthers = 0;
+    program.appendPoints(filename, {}, vVertices, numOthers, &attributes);
+    if (attributes.empty()) return;
+    program.report()["mesh"]["columns"] = toJson(attributes);
+    printFigure("columns", namesOf(attributes));
+}
+
 struct Reference {
     std::vector<Point3> vPoints;  // finite
     std::size_t numNotFinite = 0;
@@ -96,6 +108,7 @@ void info(const InfoOptions& options, Program& program) {
     program.step("measure", [&] { figures = measureMesh(mesh); });
     program.report()["mesh"] = figures.toJson();
     printMesh(figures);
+    printColumns(options.mesh, program);
     if (options.reference) {
         CloudDistances distances;
         program.step("measure", [&] {

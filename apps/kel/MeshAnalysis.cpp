@@ -21,7 +21,7 @@
 
 #include "../../src_lib/base/Forest.h"
 #include "../../src_lib/fine/countCrossings.h"
-#include "PointTree.h"
+#include "../../src_lib/geometry/PointTree.h"
 
 using namespace TARN_KEL;
 

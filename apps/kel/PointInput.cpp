@@ -5,7 +5,9 @@
 #include <cmath>
 #include <fstream>
 #include <locale>
+#include <type_traits>
 #include <utility>
+#include <variant>
 
 #include "FileKinds.h"
 
@@ -39,28 +41,70 @@ Point3 moved(const Point3& p, const Matrix& m) {
     return {at(0), at(1), at(2)};
 }
 
+/// Turns the normals as a matrix turns the surface that they stand on.
+void turnNormals(const Matrix& m, PointAttributes& attributes) {
+    const AttributeColumn* const pX = attributes.find("nx");
+    if (pX == nullptr || attributes.kindOf(*pX) != AttributeKind::NORMAL) return;
+    std::array<AttributeColumn, 3> aNormal{*pX, *attributes.find("ny"), *attributes.find("nz")};
+    const auto column = [&m](std::size_t i) { return Vector3(m[0][i], m[1][i], m[2][i]); };
+    // Of two directions on the surface the cross product turns so; a mirror turns their order, too.
+    const Vector3 yz = crossProduct(column(1), column(2)), zx = crossProduct(column(2), column(0)),
+                  xy = crossProduct(column(0), column(1));
+    const double side = column(0) * yz < 0.0 ? -1.0 : 1.0;
+    std::visit(
+        [&](auto& vX) {
+            using Values = std::decay_t<decltype(vX)>;
+            using T = typename Values::value_type;
+            auto &vY = std::get<Values>(aNormal[1].values), &vZ = std::get<Values>(aNormal[2].values);
+            for (std::size_t i = 0; i < vX.size(); ++i) {
+                const Vector3 given(static_cast<double>(vX[i]), static_cast<double>(vY[i]), static_cast<double>(vZ[i]));
+                const Vector3 turned = (yz * given.x() + zx * given.y() + xy * given.z()) * side;
+                if (!(turned.length() > 0.0)) continue;
+                const Vector3 normal = turned * (given.length() / turned.length());
+                vX[i] = static_cast<T>(normal.x());
+                vY[i] = static_cast<T>(normal.y());
+                vZ[i] = static_cast<T>(normal.z());
+            }
+        },
+        aNormal[0].values);
+    for (AttributeColumn& normal : aNormal)
+        attributes.set(std::move(normal));
+}
+
 /// A coordinate that is no number is in no box.
 bool isInBox(const Point3& p, const std::vector<double>& vBox) {
     return p.x() >= vBox[0] && p.y() >= vBox[1] && p.z() >= vBox[2] &&  //
            p.x() <= vBox[3] && p.y() <= vBox[4] && p.z() <= vBox[5];
 }
 
+/// Points and what they carry.
+struct CarryingPoints {
+    std::vector<Point3>& vPoints;
+    PointAttributes& attributes;
+};
+
 /// Keeps the points whose numbers, from 0, are wanted. isWanted: bool(std::size_t). Returns how many are dropped.
 template <typename IsWanted>
-std::size_t keepPoints(std::vector<Point3>& vPoints, const IsWanted& isWanted) {
+std::size_t keepPoints(const CarryingPoints& points, const IsWanted& isWanted) {
+    std::vector<Point3>& vPoints = points.vPoints;
+    std::vector<std::size_t> vRow;  // of those that are kept
     std::size_t numKept = 0;
-    for (std::size_t i = 0; i < vPoints.size(); ++i)
-        if (isWanted(i)) vPoints[numKept++] = vPoints[i];
+    for (std::size_t i = 0; i < vPoints.size(); ++i) {
+        if (!isWanted(i)) continue;
+        vPoints[numKept++] = vPoints[i];
+        if (!points.attributes.empty()) vRow.push_back(i);
+    }
     const std::size_t numDropped = vPoints.size() - numKept;
     vPoints.resize(numKept);
+    if (numDropped > 0) points.attributes = points.attributes.rows(vRow);
     return numDropped;
 }
 
 /// Keeps that many points, spread evenly over their order.
-std::size_t thinTo(std::size_t maxPoints, std::vector<Point3>& vPoints) {
-    if (vPoints.size() <= maxPoints) return 0;
+std::size_t thinTo(std::size_t maxPoints, const CarryingPoints& points) {
+    if (points.vPoints.size() <= maxPoints) return 0;
     std::size_t sum = 0;  // of maxPoints a point; each time that it reaches their number a point is kept
-    return keepPoints(vPoints, [&, num = vPoints.size()](std::size_t) {
+    return keepPoints(points, [&, num = points.vPoints.size()](std::size_t) {
         sum += maxPoints;
         if (sum < num) return false;
         sum -= num;
@@ -92,17 +136,18 @@ struct LeftOut {
     }
 };
 
-LeftOut choose(const PointChoice& choice, std::vector<Point3>& vPoints) {
+LeftOut choose(const PointChoice& choice, const CarryingPoints& points) {
     LeftOut leftOut;
     if (!choice.matrixFile.empty()) {
         const Matrix matrix = readMatrix(choice.matrixFile);
-        for (Point3& p : vPoints)
+        for (Point3& p : points.vPoints)
             p = moved(p, matrix);
+        turnNormals(matrix, points.attributes);
     }
     if (!choice.vBox.empty())
-        leftOut.numOutside = keepPoints(vPoints, [&](std::size_t i) { return isInBox(vPoints[i], choice.vBox); });
-    if (choice.every > 1) leftOut.numBetween = keepPoints(vPoints, [&](std::size_t i) { return i % choice.every == 0; });
-    if (choice.maxPoints > 0) leftOut.numTooMany = thinTo(choice.maxPoints, vPoints);
+        leftOut.numOutside = keepPoints(points, [&](std::size_t i) { return isInBox(points.vPoints[i], choice.vBox); });
+    if (choice.every > 1) leftOut.numBetween = keepPoints(points, [&](std::size_t i) { return i % choice.every == 0; });
+    if (choice.maxPoints > 0) leftOut.numTooMany = thinTo(choice.maxPoints, points);
     return leftOut;
 }
 
@@ -110,6 +155,12 @@ LeftOut choose(const PointChoice& choice, std::vector<Point3>& vPoints) {
 
 bool PointChoice::isAll() const {
     return vClasses.empty() && matrixFile.empty() && vBox.empty() && every == 1 && maxPoints == 0;
+}
+
+void addAttributesOption(CLI::App& command, bool& bAttributes) {
+    command.add_flag_callback(
+        "--no-attributes", [&bAttributes] { bAttributes = false; },
+        "Leave out the colours, intensities, classes and other columns that points carry");
 }
 
 void addPointChoice(CLI::App& command, PointChoice& choice) {
@@ -183,15 +234,17 @@ std::vector<std::string> PointInput::readFiles() const {
     return vRead;
 }
 
-std::vector<Point3> PointInput::read(Program& program) const {
+std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttributes) const {
     std::vector<Point3> vPoints;
     std::size_t numOtherClasses = 0;
     for (const std::string& file : vFiles)
-        program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses);
+        program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses, pAttributes);
     program.report()["input"] = {{"file", names()}, {"points", vPoints.size() + numOtherClasses}};
+    if (pAttributes != nullptr && !pAttributes->empty()) program.report()["input"]["columns"] = toJson(*pAttributes);
     if (choice.isAll()) return vPoints;
     LeftOut leftOut;
-    program.step("choose", [&] { leftOut = choose(choice, vPoints); });
+    PointAttributes none;
+    program.step("choose", [&] { leftOut = choose(choice, {vPoints, pAttributes != nullptr ? *pAttributes : none}); });
     leftOut.numOtherClasses = numOtherClasses;
     program.report()["leftOut"] = leftOut.toJson();
     if (vPoints.empty()) throw Failure("No point of " + names() + " is left; " + leftOut.toText());

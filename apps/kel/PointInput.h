@@ -35,11 +35,14 @@ struct PointInput {
     /// All files that are read, also that of the matrix.
     std::vector<std::string> readFiles() const;
     /// The points. Says how many were left out, and why; fails when a file can't be read or has none, or none is left.
-    std::vector<TARN_KEL::Point3> read(Program& program) const;
+    /// pAttributes: gets what they carry, a row for each; null where nobody wants it.
+    std::vector<TARN_KEL::Point3> read(Program& program, TARN_KEL::PointAttributes* pAttributes = nullptr) const;
     /// The names of the files with points, for messages.
     std::string names() const;
 };
 
+/// Adds --no-attributes to a command, which clears bAttributes.
+void addAttributesOption(CLI::App& command, bool& bAttributes);
 /// Adds the options that choose and place points to a command.
 void addPointChoice(CLI::App& command, PointChoice& choice);
 /// Adds IN, which may be several files, and OUT, the last one, to a command. Their texts are for the help.

@@ -94,7 +94,34 @@ std::string figuresText(const MeshFigures& figures) {
            " non-manifold edges, " + std::to_string(figures.numComponents) + " component(s)";
 }
 
+/// Normals of the mesh in place of those that were carried over.
+void setNormals(const std::vector<Vector3>& vNormals, PointAttributes& attributes) {
+    int axis = 0;
+    for (const char* name : {"nx", "ny", "nz"}) {
+        std::vector<float> vValue;
+        vValue.reserve(vNormals.size());
+        for (const Vector3& normal : vNormals)
+            vValue.push_back(static_cast<float>(normal.getCartesian(axis)));
+        attributes.set({name, std::move(vValue), {}});
+        ++axis;
+    }
+}
+
 }  // namespace
+
+nlohmann::ordered_json toJson(const PointAttributes& attributes) {
+    nlohmann::ordered_json columns = nlohmann::ordered_json::object();
+    for (const AttributeColumn& column : attributes.vColumns)
+        columns[column.name] = column.typeName();
+    return columns;
+}
+
+std::string namesOf(const PointAttributes& attributes) {
+    std::string text;
+    for (const AttributeColumn& column : attributes.vColumns)
+        text += (text.empty() ? "" : ", ") + column.name;
+    return text;
+}
 
 const CLI::Validator finiteNumber = numberWhere("a finite number", [](double) { return true; });
 const CLI::Validator positiveNumber = numberWhere("a finite number above 0", [](double v) { return v > 0.0; });
@@ -124,7 +151,7 @@ void Program::addPrecisionOption(CLI::App& command) {
 void Program::addMeshOutputOptions(CLI::App& command) {
     addPrecisionOption(command);
     command.add_flag("--stl-binary", bBinaryStl, "Write an .stl as bytes, which is smaller and in single precision");
-    command.add_flag("--normals", bNormals, "Write the normals of the vertices into an .obj");
+    command.add_flag("--normals", bNormals, "Write the normals of the vertices into an .obj or .ply");
 }
 
 CLI::Option* Program::addInput(CLI::App& command, const std::string& name, std::string& file, const std::string& text) {
@@ -165,7 +192,8 @@ void Program::requireDrawingOutput(const std::string& filename, const std::strin
 void Program::requireOutput(const std::string& filename, const std::string& input) const {
     if (bBinaryStl && !isStlFile(filename))
         throw Failure("--stl-binary chooses the form of an .stl, which " + filename + " isn't");
-    if (bNormals && !isObjFile(filename)) throw Failure("--normals is for an .obj, which " + filename + " isn't");
+    if (bNormals && !isObjFile(filename) && !isPlyFile(filename))
+        throw Failure("--normals is for an .obj or .ply, which " + filename + " isn't");
     if (bBinaryStl && precisions().at(precisionName) == Precision::DOUBLE)
         throw Failure("A binary .stl can't hold double precision");
     requireWritable(filename);
@@ -214,12 +242,15 @@ void Program::fileStep(const std::string& name, const std::string& failure,
 }
 
 void Program::appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
-                           std::size_t& numOthers) {
+                           std::size_t& numOthers, PointAttributes* pAttributes) {
     const std::size_t numBefore = vPoints.size();
     std::size_t numOthersHere = 0;
     fileStep("read", "Can't read points from " + filename, [&](const LibraryText&) {
-        return vClasses.empty() ? readPointFile(filename, vPoints)
-                                : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
+        if (pAttributes == nullptr)
+            return vClasses.empty() ? readPointFile(filename, vPoints)
+                                    : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
+        return vClasses.empty() ? readPointFile(filename, vPoints, *pAttributes)
+                                : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere, *pAttributes);
     });
     if (vPoints.size() + numOthersHere == numBefore) throw Failure("There is no point in " + filename);
     numOthers += numOthersHere;
@@ -273,40 +304,44 @@ MeshPtr Program::readMesh(const std::string& filename, bool bJoin) {
     return pMesh;
 }
 
-void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii) {
+void Program::writePoints(std::string filename, std::vector<Point3>& vPoints, bool bAscii,
+                          const PointAttributes& attributes) {
     const Precision precision = precisions().at(precisionName);
     // Text is always exact, unless the user wants it short.
     const bool bExactText = isPointsText(filename) && precision == Precision::AUTO;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
-        if (isLasName(filename)) return writePoints_LAS(filename.c_str(), vPoints);
-        return writePoints_auto(filename, vPoints, bAscii, bExactText ? Precision::DOUBLE : precision);
+        if (isLasName(filename)) return writePoints_LAS(filename.c_str(), vPoints, attributes);
+        return writePoints_auto(filename, vPoints, bAscii, bExactText ? Precision::DOUBLE : precision, attributes);
     });
     json["output"] = {{"file", filename}, {"points", vPoints.size()}};
     standardStreams.deliver(filename);
     say(filename + ": " + std::to_string(vPoints.size()) + " points");
 }
 
-void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii) {
+void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool bAscii, PointAttributes attributes) {
     Precision written = precisions().at(precisionName);
     bool bTooFineForStl = false;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
+        if (bNormals && isPlyFile(filename)) setNormals(vertexNormals(pMesh), attributes);
         if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
         bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
-        return writeInFormat(filename, pMesh, bAscii, written);
+        return writeInFormat(filename, pMesh, bAscii, written, attributes);
     });
     standardStreams.deliver(filename);
     json["output"] = {{"file", filename}};
+    if (!attributes.empty()) json["output"]["columns"] = toJson(attributes);
     if (bTooFineForStl)
         warn("Most programs read an .stl in single precision, in which the shape in " + filename +
              " suffers: write .ply or .obj, or move the points to the origin");
     if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, written, *pMesh)));
 }
 
-bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision) const {
-    if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals);
+bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision,
+                            const PointAttributes& attributes) const {
+    if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
-    return writeMesh_auto(filename, pMesh, bAscii, precision);
+    return writeMesh_auto(filename, pMesh, bAscii, precision, attributes);
 }
 
 void Program::writeHoles(const std::string& filename, const MeshPtr& pMesh) {

@@ -64,9 +64,10 @@ public:
     /// The points of a file; fails when it can't be read or has none. role: its entry in the report.
     std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input");
     /// Appends the points of a file, with classes only those of them; fails when it can't be read or has none at all.
-    /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes.
+    /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes. pAttributes:
+    /// gets their rows; null where nobody wants them.
     void appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<TARN_KEL::Point3>& vPoints,
-                      std::size_t& numOthers);
+                      std::size_t& numOthers, TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each
@@ -75,10 +76,13 @@ public:
     /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or no triangle is left.
     TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true);
     /// Writes points and prints how many. bAscii: the form of a .ply file, here and below.
-    void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false);
+    /// attributes: what they carry, as far as the format can hold it; here and below.
+    void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false,
+                     const TARN_KEL::PointAttributes& attributes = {});
     /// Writes a mesh, adds the figures of the written mesh to the report, and warns when rounding has joined vertices, or
     /// may spoil the mesh in a program that reads the file.
-    void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false);
+    void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false,
+                   TARN_KEL::PointAttributes attributes = {});
     /// Writes the drawing of findHoles(), adds the figures of the mesh to the report, and prints how many borders it has.
     void writeHoles(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
 
@@ -106,7 +110,7 @@ private:
     bool isWatched() const;
     /// Writes a mesh in that precision, in the format of the file's name.
     bool writeInFormat(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii,
-                       TARN_KEL::Precision precision) const;
+                       TARN_KEL::Precision precision, const TARN_KEL::PointAttributes& attributes) const;
     /// The figures of a mesh in a file of that precision, FLOAT or DOUBLE.
     MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Precision written, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
@@ -120,6 +124,11 @@ private:
     std::string jsonFile;
     nlohmann::ordered_json json;
 };
+
+/// The names and types of columns, for a report.
+nlohmann::ordered_json toJson(const TARN_KEL::PointAttributes& attributes);
+/// The names of columns, for a line.
+std::string namesOf(const TARN_KEL::PointAttributes& attributes);
 
 /// For CLI11: a finite number.
 extern const CLI::Validator finiteNumber;

@@ -23,6 +23,7 @@ struct ReconstructRequest {
     std::pair<double, double> reduceLimits;  // longest edge, largest turn
     int numSmoothRounds = 0;
     bool bNoCrossings = false;  // in the steps on the new mesh
+    bool bAttributes = true;    // what the points carry gets into the mesh
 };
 using MeshStep = std::function<void(const MeshPtr&)>;
 
@@ -84,11 +85,32 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
     tellIf(done.numCrossingsLeft, "self-intersections left");
 }
 
+/// What a file of a mesh can hold.
+PointAttributes heldBy(const std::string& filename, PointAttributes attributes) {
+    if (isPlyFile(filename)) return attributes;
+    PointAttributes colours;
+    if (attributes.hasColour())
+        for (const char* name : {"red", "green", "blue"})
+            colours.set(*attributes.find(name));
+    return colours;
+}
+
+/// What the vertices of the mesh carry.
+PointAttributes carryOver(const PointAttributes& attributes, const std::vector<Point3>& vPoints, const MeshPtr& pMesh,
+                          double cellEdge, Program& program) {
+    PointAttributes ofVertices;
+    program.step("attributes", [&] { ofVertices = transferAttributes(pMesh, vPoints, attributes, cellEdge); });
+    program.say("carried over from the points: " + namesOf(ofVertices));
+    return ofVertices;
+}
+
 void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>& vSteps, Program& program) {
     request.input.require();
     for (const std::string& file : request.input.readFiles())
         program.requireMeshOutput(request.out, file);
-    const std::vector<Point3> vPoints = request.input.read(program);
+    PointAttributes attributes;
+    const bool bAttributes = request.bAttributes && holdsVertexAttributes(request.out);
+    const std::vector<Point3> vPoints = request.input.read(program, bAttributes ? &attributes : nullptr);
     const ReconstructOptions options = optionsOf(request);
     MeshPtr pMesh;
     ReconstructReport done;
@@ -99,7 +121,9 @@ void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>&
     tell(done, options, program);
     for (const MeshStep& step : vSteps)
         step(pMesh);
-    program.writeMesh(request.out, pMesh);
+    attributes = heldBy(request.out, std::move(attributes));
+    if (!attributes.empty()) attributes = carryOver(attributes, vPoints, pMesh, done.cellEdge, program);
+    program.writeMesh(request.out, pMesh, false, std::move(attributes));
 }
 
 /// What the steps on the new mesh keep.
@@ -195,6 +219,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
     addPointChoice(command, pRequest->input.choice);
     addGridOptions(command, *pRequest);
     addSteps(command, *pRequest);
+    addAttributesOption(command, pRequest->bAttributes);
     const auto mSteps = addMeshSteps(command, *pRequest, program);
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);

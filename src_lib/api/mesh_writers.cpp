@@ -14,6 +14,7 @@
 #include "CMesh.h"
 #include "RMesh.h"
 #include "Visualizer3.h"
+#include "attributeColumns.h"
 #include "freeFunctions.h"
 #include "littleEndian.h"
 #include "numberForms.h"
@@ -47,13 +48,18 @@ public:
         appendInt(text, number);
         return *this;
     }
-    /// The three components with a blank before each that isn't first in its line, and the end of the line behind them.
+    /// The three components with a blank before each that isn't first in its line.
     template <typename Triple>
-    void endLine(const Triple& triple, int digits = LONG_TEXT.numDigits) {
+    void add(const Triple& triple, int digits) {
         for (const double c : {triple.x(), triple.y(), triple.z()}) {
             if (!text.empty() && text.back() != '\n') text += ' ';
             appendNumber(text, c, digits);
         }
+    }
+    /// The same and the end of the line.
+    template <typename Triple>
+    void endLine(const Triple& triple, int digits = LONG_TEXT.numDigits) {
+        add(triple, digits);
         endLine();
     }
     void endLine() {
@@ -161,9 +167,38 @@ void writeFace(TextFile& file, const NumberedForm& form, const int* aCorners, bo
     file.endLine();
 }
 
-/// vNormals: of the vertices; empty for a text without normals. Only an OBJ has any.
+/// The colour of each vertex as three numbers from 0 to 1; none where there is none.
+std::vector<Vector3> coloursOf(const PointAttributes& attributes) {
+    std::vector<std::array<double, 3>> vChannels(attributes.numRows());
+    std::size_t channel = 0;
+    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
+        for (std::size_t i = 0; i < vChannels.size(); ++i)
+            vChannels[i][channel] = column.isKnown(i) ? column.number(i) / brightest : 0.0;
+        ++channel;
+    });
+    std::vector<Vector3> vColours;
+    if (channel == 0) return vColours;
+    vColours.reserve(vChannels.size());
+    for (const auto& [red, green, blue] : vChannels)
+        vColours.emplace_back(red, green, blue);
+    return vColours;
+}
+
+void requireRowPerVertex(const PointAttributes& attributes, const Mesh& mesh) {
+    if (attributes.empty()) return;
+    std::vector<Point3*> vPoints;
+    mesh.getPoints(vPoints);
+    requireRows(attributes, vPoints.size());
+}
+
+/// What an OBJ may say of its vertices: a normal and a colour for each, or none.
+struct VertexExtras {
+    std::vector<Vector3> vNormals, vColours;
+};
+
 bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision, const NumberedForm& form,
-                   const std::vector<Vector3>& vNormals = {}) {
+                   const VertexExtras& extras = {}) {
+    const std::vector<Vector3>&vNormals = extras.vNormals, &vColours = extras.vColours;
     if (precision == Precision::AUTO) precision = neededPrecision(mesh, LONG_TEXT);
     const int digits = precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
     TextFile file(filename);
@@ -179,9 +214,11 @@ bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision,
         file << "OFF\n" << vVertices.size() << " " << vIndices.size() / 3 << " 0";
         file.endLine();
     }
-    for (const Point3* pVtx : vVertices) {
+    for (std::size_t i = 0; i < vVertices.size(); ++i) {
         file << form.vertex;
-        file.endLine(*pVtx, digits);
+        file.add(*vVertices[i], digits);
+        if (!vColours.empty()) file.add(vColours[i], SHORT_TEXT.numDigits);
+        file.endLine();
     }
     for (const Vector3& normal : vNormals) {
         file << "vn";
@@ -254,6 +291,16 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
     return false;
 }
 
+bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Precision precision,
+                    const PointAttributes& attributes) {
+    ASSEX(pMesh!=NULL);
+    if (attributes.empty() || getFileType(filename) != FT_PLY) return writeMesh_auto(filename, pMesh, bAscii, precision);
+    if (precision == Precision::AUTO) precision = neededPrecision(filename, pMesh, bAscii);
+    if (writeMeshPly(*pMesh->getRMesh(), filename, bAscii, precision, attributes)) return true;
+    warning(KEL_PLACE, "writing " + filename + " failed");
+    return false;
+}
+
 Precision neededPrecision(const std::string& filename, MeshPtr pMesh, bool bAscii) {
     ASSEX(pMesh!=NULL);
     switch (getFileType(filename)) {
@@ -300,8 +347,17 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision) {
 }
 
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals) {
+    return toObj(pMesh, filename, precision, bNormals, PointAttributes());
+}
+
+bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals,
+           const PointAttributes& attributes) {
     ASSEX(pMesh!=NULL);
-    return writeNumbered(*pMesh, filename, precision, OBJ_FORM, bNormals ? vertexNormals(pMesh) : std::vector<Vector3>());
+    requireRowPerVertex(attributes, *pMesh);
+    VertexExtras extras;
+    if (bNormals) extras.vNormals = vertexNormals(pMesh);
+    extras.vColours = coloursOf(attributes);
+    return writeNumbered(*pMesh, filename, precision, OBJ_FORM, extras);
 }
 
 bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision) {

@@ -6,8 +6,13 @@
 #include <cstdint>
 #include <cstring>
 #include <limits>
+#include <list>
 #include <memory>
+#include <set>
 #include <stdexcept>
+#include <type_traits>
+#include <utility>
+#include <variant>
 
 #include "AtomicFile.h"
 #include "Bundle.h"
@@ -16,17 +21,22 @@
 #include "InputFile.h"
 #include "RMesh.h"
 #include "RTriangle.h"
+#include "attributeColumns.h"
 #include "numberForms.h"
+#include "textNumbers.h"
 #include "tinyply.h"
 #include "tools.h"
 
 namespace PLY {
 
+using TARN_KEL::AttributeColumn;
+using TARN_KEL::AttributeColumns;
 using TARN_KEL::Bundle;
 using TARN_KEL::CCD;
 using TARN_KEL::CMesh;
 using TARN_KEL::CTriangle;
 using TARN_KEL::Point3;
+using TARN_KEL::PointAttributes;
 using TARN_KEL::Precision;
 using TARN_KEL::RMesh;
 using TARN_KEL::RTriangle;
@@ -48,6 +58,8 @@ struct Column {
 struct Content {
     std::array<Column, 3> aColumn;
     std::shared_ptr<PlyData> pFaces;  ///< null for points only
+    /// A column and its number.
+    std::vector<std::pair<std::size_t, std::shared_ptr<PlyData>>> vAttribute;
 };
 
 /// The first element of that name; null when there is none.
@@ -91,7 +103,43 @@ std::shared_ptr<PlyData> requestFaces(PlyFile& file, const PlyElement* pFace) {
     return file.request_properties_from_element("face", {bShortName ? "vertex_index" : "vertex_indices"});
 }
 
-Content fetch(std::istream& in, bool bPointsOnly) {
+/// No list of values that fits would be there for INVALID.
+TARN_KEL::AttributeValues noValuesOf(Type type) {
+    switch (type) {
+    case Type::INT8:
+        return TARN_KEL::noValues<std::int8_t>();
+    case Type::UINT8:
+        return TARN_KEL::noValues<std::uint8_t>();
+    case Type::INT16:
+        return TARN_KEL::noValues<std::int16_t>();
+    case Type::UINT16:
+        return TARN_KEL::noValues<std::uint16_t>();
+    case Type::INT32:
+        return TARN_KEL::noValues<std::int32_t>();
+    case Type::UINT32:
+        return TARN_KEL::noValues<std::uint32_t>();
+    case Type::FLOAT32:
+        return TARN_KEL::noValues<float>();
+    default:
+        return TARN_KEL::noValues<double>();
+    }
+}
+
+/// The properties of vertices that aren't coordinates or lists. Of those with one name the first counts.
+void requestAttributes(PlyFile& file, const PlyElement& vertex, AttributeColumns& columns, Content& content) {
+    std::set<std::string> sDone{"x", "y", "z"};
+    for (const PlyProperty& property : vertex.properties) {
+        if (!sDone.insert(property.name).second || property.isList || property.propertyType == Type::INVALID) continue;
+        const std::size_t column = columns.add(property.name, noValuesOf(property.propertyType));
+        if (column == AttributeColumns::NONE) continue;
+        const auto& [number, pData] =
+            content.vAttribute.emplace_back(column, file.request_properties_from_element("vertex", {property.name}));
+        pData->bLenient = true;
+    }
+}
+
+/// pColumns: null where nobody wants attributes.
+Content fetch(std::istream& in, bool bPointsOnly, AttributeColumns* pColumns) {
     PlyFile file;
     if (!file.parse_header(in)) throw std::runtime_error("unknown word in the header");
     const std::vector<PlyElement> vElement = file.get_elements();
@@ -102,6 +150,7 @@ Content fetch(std::istream& in, bool bPointsOnly) {
     if (!bPointsOnly) content.pFaces = requestFaces(file, pFace);
     for (const char* name : {"x", "y", "z"})
         if (pVertex->properties[findProperty(*pVertex, name)].isList) throw std::runtime_error("coordinates are lists");
+    if (pColumns != nullptr) requestAttributes(file, *pVertex, *pColumns, content);
     file.read(in);
     return content;
 }
@@ -134,6 +183,25 @@ void appendVertices(const Content& content, std::vector<Point3>& vOut) {
     vOut.reserve(vOut.size() + x.pData->count);
     for (std::size_t i = 0; i < x.pData->count; ++i)
         vOut.emplace_back(coordinate(x, i), coordinate(y, i), coordinate(z, i));
+}
+
+void takeAttributes(const Content& content, AttributeColumns& columns) {
+    for (const auto& [number, pData] : content.vAttribute) {
+        AttributeColumn& column = columns.columns()[number];
+        std::visit(
+            [&data = *pData, &column](auto& vValue) {
+                using T = TARN_KEL::ValueOf<decltype(vValue)>;
+                vValue.resize(data.count);
+                if (data.count > 0) std::memcpy(vValue.data(), data.buffer.data(), data.count * sizeof(T));
+                for (const std::size_t i : data.vUnknown)
+                    vValue[i] = TARN_KEL::unknownValue<T>();
+                if (std::is_floating_point_v<T> || data.vUnknown.empty()) return;
+                column.vMissing.resize(data.count, 0);
+                for (const std::size_t i : data.vUnknown)
+                    column.vMissing[i] = 1;
+            },
+            column.values);
+    }
 }
 
 /// Calls visit(number of a vertex) for three corners a triangle: each face as triangles round its first corner.
@@ -187,9 +255,9 @@ void appendSoup(const Content& content, std::vector<Point3>& vOut) {
 }
 
 /// fetch() with a line for the user when the file isn't as it should be.
-Content fetchOrReport(std::istream& in, bool bPointsOnly) {
+Content fetchOrReport(std::istream& in, bool bPointsOnly, AttributeColumns* pColumns) {
     try {
-        return fetch(in, bPointsOnly);
+        return fetch(in, bPointsOnly, pColumns);
     } catch (const std::exception& e) {
         TARN_KEL::out() << "tinyply exception: " << e.what() << std::endl;
         throw;
@@ -198,14 +266,14 @@ Content fetchOrReport(std::istream& in, bool bPointsOnly) {
 
 /// Fetches a file and hands it to use(). A failure, of use() as well, is false and lines for the user.
 template <typename Use>
-bool readContent(const std::string& filename, bool bPointsOnly, const Use& use) {
+bool readContent(const std::string& filename, bool bPointsOnly, const Use& use, AttributeColumns* pColumns = nullptr) {
     try {
         TARN_KEL::InputFile file(filename);
         if (!file.isOpen()) {
             warning("readPly", "Failed to open " + filename);
             return false;
         }
-        const Content content = fetchOrReport(file.stream(), bPointsOnly);
+        const Content content = fetchOrReport(file.stream(), bPointsOnly, pColumns);
         for (const Column& column : content.aColumn) {
             if (isCoordinateType(column.pData->t)) continue;
             warning("readPly", "unsupported type in " + filename);
@@ -252,14 +320,84 @@ void describeVertices(std::vector<Triple>& vVertex, Type type, PlyFile& file) {
                                    reinterpret_cast<std::uint8_t*>(vVertex.data()), Type::INVALID, 0);
 }
 
+/// Whole numbers of 64 bits as a type that PLY has.
+TARN_KEL::AttributeValues inPlyType(const std::vector<std::int64_t>& vValue) {
+    const auto extremes = std::minmax_element(vValue.begin(), vValue.end());
+    const auto fit = [&](auto type) {
+        using T = decltype(type);
+        return vValue.empty() || (*extremes.first >= std::int64_t{std::numeric_limits<T>::min()} &&
+                                  *extremes.second <= std::int64_t{std::numeric_limits<T>::max()});
+    };
+    const auto converted = [&](auto type) {
+        std::vector<decltype(type)> v(vValue.size());
+        std::transform(vValue.begin(), vValue.end(), v.begin(), [](auto i) { return static_cast<decltype(type)>(i); });
+        return v;
+    };
+    if (fit(std::int32_t{})) return converted(std::int32_t{});
+    if (fit(std::uint32_t{})) return converted(std::uint32_t{});
+    return converted(double{});
+}
+TARN_KEL::AttributeValues inPlyType(const std::vector<std::uint64_t>& vValue) {
+    const bool bFit = std::all_of(vValue.begin(), vValue.end(),
+                                  [](std::uint64_t i) { return i <= std::numeric_limits<std::uint32_t>::max(); });
+    if (bFit) return std::vector<std::uint32_t>(vValue.begin(), vValue.end());
+    return std::vector<double>(vValue.begin(), vValue.end());
+}
+
+template <typename T>
+constexpr Type plyType() {
+    if constexpr (std::is_floating_point_v<T>) return sizeof(T) == sizeof(float) ? Type::FLOAT32 : Type::FLOAT64;
+    constexpr bool SIGNED = std::is_signed_v<T>;
+    if constexpr (sizeof(T) == 1) return SIGNED ? Type::INT8 : Type::UINT8;
+    if constexpr (sizeof(T) == 2) return SIGNED ? Type::INT16 : Type::UINT16;
+    return SIGNED ? Type::INT32 : Type::UINT32;
+}
+
+/// A word that no coordinate has for a name; empty when there is none.
+std::string plyName(std::string name) {
+    for (char& c : name)
+        if (TARN_KEL::isSpace(c)) c = '_';
+    return name != "x" && name != "y" && name != "z" ? name : "";
+}
+
+/// Has columns written behind the coordinates. vOwn: keeps values of another type until then.
+void describeAttributes(const PointAttributes& attributes, std::list<TARN_KEL::AttributeValues>& vOwn, PlyFile& file) {
+    const auto describe = [&file](const std::string& name, const auto& vValue) {
+        using T = TARN_KEL::ValueOf<decltype(vValue)>;
+        if constexpr (!std::is_floating_point_v<T> && sizeof(T) == sizeof(std::int64_t)) return;
+        file.set_text_digits(std::numeric_limits<T>::max_digits10);
+        file.add_properties_to_element("vertex", {name}, plyType<T>(), vValue.size(),
+                                       const_cast<std::uint8_t*>(  // which only reads it
+                                           reinterpret_cast<const std::uint8_t*>(vValue.data())),
+                                       Type::INVALID, 0);
+    };
+    std::set<std::string> sDone;
+    for (const AttributeColumn& column : attributes.vColumns) {
+        const std::string name = plyName(column.name);
+        if (name.empty() || !sDone.insert(name).second) continue;
+        std::visit(
+            [&](const auto& vValue) {
+                using T = TARN_KEL::ValueOf<decltype(vValue)>;
+                if constexpr (std::is_integral_v<T> && sizeof(T) == sizeof(std::int64_t))
+                    std::visit([&](const auto& vOther) { describe(name, vOther); }, vOwn.emplace_back(inPlyType(vValue)));
+                else
+                    describe(name, vValue);
+            },
+            column.values);
+    }
+    file.set_text_digits(0);
+}
+
 /// True when the file is in its place, whole.
-bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool bAscii) {
+bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool bAscii, const PointAttributes& attributes) {
     try {
         TARN_KEL::AtomicFile out(filename);
         PlyFile file;
         const bool bExact = !geo.exactVertices.empty();
         bExact ? describeVertices(geo.exactVertices, Type::FLOAT64, file)
                : describeVertices(geo.vertices, Type::FLOAT32, file);
+        std::list<TARN_KEL::AttributeValues> vOwn;
+        describeAttributes(attributes, vOwn, file);
         if (bFaces)
             file.add_properties_to_element("face", {"vertex_indices"}, Type::UINT32, geo.faces.size(),
                                            reinterpret_cast<std::uint8_t*>(geo.faces.data()), Type::UINT8, 3);
@@ -272,8 +410,8 @@ bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool
     }
 }
 
-bool writeMesh(geometry& geo, const std::string& filename, bool bAscii) {
-    if (writeGeometry(geo, true, filename, bAscii)) return true;
+bool writeMesh(geometry& geo, const std::string& filename, bool bAscii, const PointAttributes& attributes = {}) {
+    if (writeGeometry(geo, true, filename, bAscii, attributes)) return true;
     TARN_KEL::out() << "Failed, filename=" << filename << "\nfailed to write " << filename << std::endl;
     return false;
 }
@@ -281,10 +419,9 @@ bool writeMesh(geometry& geo, const std::string& filename, bool bAscii) {
 }  // namespace
 
 bool readPly(const std::string& filename, bool bPointsOnly, std::vector<Point3>& vOut) {
+    if (bPointsOnly) return TARN_KEL::readPointsPly(filename, vOut, nullptr);
     const std::size_t numBefore = vOut.size();
-    const bool bRead = readContent(filename, bPointsOnly, [&](const Content& content) {
-        bPointsOnly ? appendVertices(content, vOut) : appendSoup(content, vOut);
-    });
+    const bool bRead = readContent(filename, false, [&](const Content& content) { appendSoup(content, vOut); });
     if (!bRead) vOut.resize(numBefore);
     return bRead;
 }
@@ -338,7 +475,34 @@ bool writePly(CMesh* pCMesh, std::map<CCD, Bundle*> mCCDBundle, const std::strin
 
 namespace TARN_KEL {
 
-bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, Precision precision) {
+bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    const std::size_t numBefore = vPoints.size();
+    const auto take = [&](const PLY::Content& content) {
+        PLY::appendVertices(content, vPoints);
+        if (pAttributes != nullptr) PLY::takeAttributes(content, *pAttributes);
+    };
+    const bool bRead = PLY::readContent(filename, true, take, pAttributes);
+    if (!bRead) vPoints.resize(numBefore);
+    return bRead;
+}
+
+namespace {
+
+/// The rows of vertices in the order of a file. vNumber: of each vertex its number there, or NO_NUMBER.
+PointAttributes inFileOrder(const PointAttributes& attributes, const std::vector<std::uint32_t>& vNumber,
+                            std::size_t numVertices) {
+    if (attributes.empty()) return {};
+    std::vector<std::size_t> vRow(numVertices);
+    std::size_t row = 0;
+    for (const std::uint32_t number : vNumber)
+        if (number != PLY::NO_NUMBER) vRow[number] = row++;
+    return attributes.rows(vRow);
+}
+
+}  // namespace
+
+bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, Precision precision,
+                  const PointAttributes& attributes) {
     std::vector<RTriangle*> vRT;
     rMesh.getAliveTriangles(vRT);
     std::vector<std::uint32_t> vNumber(rMesh.getNumVtx_all(), PLY::NO_NUMBER);
@@ -355,17 +519,19 @@ bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, 
         face.z = number(pRT->getCorner(2));
         geo.faces.push_back(face);
     }
-    return PLY::writeMesh(geo, filename, bAscii);
+    const std::size_t numVertices = geo.vertices.size() + geo.exactVertices.size();
+    requireRows(attributes, numVertices);
+    return PLY::writeMesh(geo, filename, bAscii, inFileOrder(attributes, vNumber, numVertices));
 }
 
-bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii,
-                    Precision precision) {
+bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii, Precision precision,
+                    const PointAttributes& attributes) {
     out() << "writePointsPly, received " << vPoints.size() << " points" << std::endl;
     PLY::geometry geo;
     precision == Precision::DOUBLE ? geo.exactVertices.reserve(vPoints.size()) : geo.vertices.reserve(vPoints.size());
     for (const Point3* pPoint : vPoints)
         PLY::addVertex(*pPoint, precision, geo);
-    if (PLY::writeGeometry(geo, false, filename, bAscii)) return true;
+    if (PLY::writeGeometry(geo, false, filename, bAscii, attributes)) return true;
     out() << "Can't write " << filename << std::endl;
     return false;
 }

@@ -11,11 +11,16 @@
 
 namespace TARN_KEL {
 class RMesh;
+class AttributeColumns;
 
 /// Writes the alive triangles of a fine mesh. Vertices are numbered in the order in which the corners use them first.
-/// precision: FLOAT or DOUBLE, also below. Cost: O(n).
-bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, Precision precision = Precision::FLOAT);
+/// precision: FLOAT or DOUBLE, also below. attributes: as for writeMesh_auto(), also below. Cost: O(n).
+bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, Precision precision = Precision::FLOAT,
+                  const PointAttributes& attributes = {});
 /// Writes points in their order.
-bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii,
-                    Precision precision);
+bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii, Precision precision,
+                    const PointAttributes& attributes = {});
+/// Appends the vertices of a file, as readPly() does. pAttributes: gets their other properties; null where nobody wants
+/// them.
+bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes);
 }  // namespace TARN_KEL

@@ -1,16 +1,17 @@
 // Points of CSV files with a header.
 //
 // The first line names the columns; x, y and z in either case and with or without quotes may be anywhere among them, and the
-// other columns may hold anything. Columns are separated by commas, semicolons or tabs: by the one of them that gives the
-// header all three names. A cell that begins with a quote ends at the next one, two quotes in it stand for one; line ends in
-// cells aren't known. A line with more cells than the header is refused: decimal commas make such lines of a table that is
-// separated by commas, and elsewhere cells that are no numbers.
+// other columns may hold anything; their numbers are attributes. Columns are separated by commas, semicolons or tabs: by the
+// one of them that gives the header all three names. A cell that begins with a quote ends at the next one, two quotes in it
+// stand for one; line ends in cells aren't known. A line with more cells than the header is refused: decimal commas make
+// such lines of a table that is separated by commas, and elsewhere cells that are no numbers.
 #include "csv_io.h"
 
 #include <algorithm>
 #include <array>
 #include <cstring>
 
+#include "attributeColumns.h"
 #include "pointReading.h"
 
 namespace TARN_KEL {
@@ -22,7 +23,12 @@ struct CsvTable {
     char separator = ',';
     std::size_t numColumns = 0;
     std::array<std::size_t, 3> aColumn{};
+    std::vector<std::size_t> vAttribute;  ///< of each column its number among those that are kept; none where none is
 };
+
+bool isAxis(std::string_view name) {
+    return name.size() == 1 && std::string_view("xyzXYZ").find(name) != std::string_view::npos;
+}
 
 /// The place after the cell at p: a separator or end.
 const char* endOfCell(const char* p, const char* end, char separator) {
@@ -67,28 +73,40 @@ std::size_t forCells(std::string_view line, char separator, const Take& take) {
 
 /// The table of a header whose names are separated so; empty when not all of x, y and z are among them.
 std::optional<CsvTable> tableOf(std::string_view header, char separator) {
-    CsvTable table{separator};
+    CsvTable table;
+    table.separator = separator;
     std::array<bool, 3> aFound{};
     table.numColumns = forCells(header, separator, [&](std::size_t column, std::string_view cell) {
         const std::string_view name = contentOf(cell);
-        const std::size_t place = name.size() == 1 ? std::string_view("xyzXYZ").find(name) : std::string_view::npos;
-        if (place == std::string_view::npos || aFound[place % 3]) return;
-        const std::size_t axis = place % 3;
+        if (!isAxis(name)) return;
+        const std::size_t axis = std::string_view("xyzXYZ").find(name) % 3;
+        if (aFound[axis]) return;
         table.aColumn[axis] = column;
         aFound[axis] = true;
     });
     return aFound[0] && aFound[1] && aFound[2] ? std::optional(table) : std::nullopt;
 }
 
-/// line: the first one.
-CsvTable readCsvHeader(std::string_view line, const NumberedLines& lines) {
+/// line: the first one. pAttributes: null where none are kept.
+CsvTable readCsvHeader(std::string_view line, const NumberedLines& lines, AttributeColumns* pAttributes) {
     line.remove_prefix(std::min(line.find_first_not_of("#/"), line.size()));  // some mark the header as a comment
-    for (const char separator : {',', ';', '\t'})
-        if (const std::optional<CsvTable> table = tableOf(line, separator)) return *table;
+    for (const char separator : {',', ';', '\t'}) {
+        std::optional<CsvTable> table = tableOf(line, separator);
+        if (!table) continue;
+        if (pAttributes != nullptr)
+            forCells(line, separator, [&](std::size_t, std::string_view cell) {
+                const std::string_view name = contentOf(cell);
+                table->vAttribute.push_back(isAxis(name) ? AttributeColumns::NONE
+                                                         : pAttributes->add(name, std::vector<double>()));
+            });
+        return *table;
+    }
     lines.refuseLine("expected a header with x, y and z, separated by commas, semicolons or tabs");
 }
 
-Point3 pointOfCells(std::string_view line, const CsvTable& table, const NumberedLines& lines) {
+/// numAbsent: increased by the number of cells that the line lacks.
+Point3 pointOfCells(std::string_view line, const CsvTable& table, const NumberedLines& lines, AttributeColumns* pAttributes,
+                    std::uint64_t& numAbsent) {
     std::array<double, 3> aValue{};
     std::array<bool, 3> aFound{};
     const std::size_t numCells = forCells(line, table.separator, [&](std::size_t column, std::string_view cell) {
@@ -100,26 +118,41 @@ Point3 pointOfCells(std::string_view line, const CsvTable& table, const Numbered
             aValue[axis] = *value;
             aFound[axis] = true;
         }
+        if (column < table.vAttribute.size() && table.vAttribute[column] != AttributeColumns::NONE)
+            pAttributes->appendText(table.vAttribute[column], contentOf(cell));
     });
     if (numCells > table.numColumns)
         lines.refuseLine("more cells than the " + std::to_string(table.numColumns) + " columns of the header");
     if (!aFound[0] || !aFound[1] || !aFound[2]) lines.refuseLine("it ends before x, y and z");
+    numAbsent += table.numColumns - numCells;
     return {aValue[0], aValue[1], aValue[2]};
 }
 
-void readCsvPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+void readCsvPoints(BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    const std::size_t numBefore = vPoints.size();
     NumberedLines lines(reader);
     std::string_view line;
     if (!lines.next(line)) return;  // a file of nothing has no points
-    const CsvTable table = readCsvHeader(line, lines);
-    while (lines.next(line))
-        vPoints.push_back(pointOfCells(line, table, lines));
+    CsvTable table = readCsvHeader(line, lines, pAttributes);
+    std::uint64_t numAbsent = 0;
+    while (lines.next(line)) {
+        vPoints.push_back(pointOfCells(line, table, lines, pAttributes, numAbsent));
+        if (numAbsent > lines.numBytes() && !table.vAttribute.empty()) {  // memory must not be what a header claims
+            pAttributes->leaveOutAll();
+            table.vAttribute.clear();
+        }
+        if (pAttributes != nullptr) pAttributes->fillAll(vPoints.size() - numBefore);
+    }
+    if (pAttributes != nullptr) pAttributes->chooseTypes();
 }
 
 }  // namespace
 
-bool readCsv(const std::string& filename, std::vector<Point3>& vPoints) {
-    return readAllOrNothing(filename, vPoints, readCsvPoints);
+bool readCsv(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    return readAllOrNothing(filename, vPoints,
+                            [pAttributes](const InputFile&, BlockReader& reader, std::vector<Point3>& vAppended) {
+                                readCsvPoints(reader, vAppended, pAttributes);
+                            });
 }
 
 }  // namespace TARN_KEL

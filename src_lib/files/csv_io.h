@@ -8,7 +8,9 @@
 
 namespace TARN_KEL {
 
-/// Does the work of readPoints_CSV().
-bool readCsv(const std::string& filename, std::vector<Point3>& vPoints);
+class AttributeColumns;
+
+/// Does the work of readPoints_CSV(). pAttributes: gets the other columns with numbers; null where nobody wants them.
+bool readCsv(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes = nullptr);
 
 }  // namespace TARN_KEL

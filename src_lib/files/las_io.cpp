@@ -11,8 +11,8 @@
 //
 // Whatever the header says, no more is reserved than the file has points, and coordinates are finite.
 //
-// What is written is version 1.2, format 0, the one that every program reads. Steps are powers of ten, so that the decimals
-// of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
+// What is written is version 1.2, format 0, or 2 with colours: those that every program reads. Steps are powers of ten, so
+// that the decimals of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
 #include "las_io.h"
 
 #include <algorithm>
@@ -23,8 +23,10 @@
 #include <limits>
 #include <optional>
 #include <string_view>
+#include <utility>
 
 #include "AtomicFile.h"
+#include "attributeColumns.h"
 #include "littleEndian.h"
 #include "numberForms.h"
 #include "pointReading.h"
@@ -45,6 +47,10 @@ constexpr std::size_t WITH_NEW_COUNT = 4;  // the minor version
 /// Least bytes of a point, by its format.
 constexpr std::array<std::size_t, 11> RECORD_LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 constexpr unsigned FIRST_NEW_FORMAT = 6;
+constexpr std::size_t INTENSITY = 12;  // in a point, like the next ones
+constexpr std::size_t OLD_CLASS = 15, NEW_CLASS = 16;
+/// Where the three numbers of the colour begin, by the format; 0 where there is none.
+constexpr std::array<std::size_t, 11> COLOURS{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
 constexpr unsigned COMPRESSED = 0xC0;  // bits that compressors set in the format
 
 /// What the header says about the points.
@@ -53,7 +59,8 @@ struct PointLayout {
     std::size_t first = 0;   ///< byte of the file
     std::size_t length = 0;  ///< bytes from point to point
     std::size_t classByte = 0;
-    unsigned classMask = 0;  ///< the bits of that byte that are the class; old formats have flags in the others
+    unsigned classMask = 0;      ///< the bits of that byte that are the class; old formats have flags in the others
+    std::size_t colourByte = 0;  ///< 0 where there is none
     std::array<double, 3> aScale{}, aOffset{};
 };
 
@@ -138,8 +145,10 @@ PointLayout readLayout(BlockReader& reader) {
     layout.length = recordLength(pHeader);
     layout.first = firstPoint(pHeader, minor);
     layout.numPoints = numPointsOf(pHeader, minor);
-    const bool bOldFormat = byteAt(pHeader, POINT_FORMAT) < FIRST_NEW_FORMAT;
-    layout.classByte = bOldFormat ? 15 : 16;
+    const unsigned format = byteAt(pHeader, POINT_FORMAT);
+    const bool bOldFormat = format < FIRST_NEW_FORMAT;
+    layout.colourByte = COLOURS[format];
+    layout.classByte = bOldFormat ? OLD_CLASS : NEW_CLASS;
     layout.classMask = bOldFormat ? 0x1F : 0xFF;
     for (std::size_t axis = 0; axis < 3; ++axis)
         readAxis(pHeader, axis, layout);
@@ -163,36 +172,100 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
     return steps * layout.aScale[axis] + layout.aOffset[axis];
 }
 
+/// The attributes of a file, as they are taken from runs of records.
+class LasAttributes {
+public:
+    /// pColumns: null where nobody wants them.
+    LasAttributes(const PointLayout& layout_, AttributeColumns* pColumns_) : layout(layout_), pColumns(pColumns_) {
+        if (pColumns == nullptr) return;
+        const auto add = [this](const char* name, AttributeValues values, std::size_t byte) {
+            vField.push_back({pColumns->add(name, std::move(values)), byte});
+        };
+        add("intensity", std::vector<std::uint16_t>(), INTENSITY);
+        add("classification", std::vector<std::uint8_t>(), layout.classByte);
+        if (layout.colourByte == 0) return;
+        std::size_t byte = layout.colourByte;
+        for (const char* name : {"red", "green", "blue"}) {
+            add(name, std::vector<std::uint16_t>(), byte);
+            byte += sizeof(std::uint16_t);
+        }
+    }
+
+    void take(const char* pFirst, std::uint64_t numRecords) {
+        for (const Field& field : vField)
+            pColumns->appendBytes(field.column, pFirst + field.byte, layout.length, numRecords);
+    }
+
+    /// Leaves out what isn't known. Many writers put colours of 8 bits a channel into the 16 bits.
+    void finish() {
+        if (pColumns == nullptr) return;
+        std::vector<AttributeColumn>& vColumn = pColumns->columns();
+        for (std::uint8_t& number : std::get<std::vector<std::uint8_t>>(vColumn[1].values))
+            number = static_cast<std::uint8_t>(number & layout.classMask);
+        if (layout.colourByte != 0) {
+            pColumns->narrowBytes({2, 3, 4});
+            pColumns->dropIfZero({2, 3, 4});
+        }
+        pColumns->dropIfZero({1});
+        pColumns->dropIfZero({0});
+    }
+
+private:
+    struct Field {
+        std::size_t column, byte;
+    };
+
+    const PointLayout& layout;
+    AttributeColumns* pColumns;
+    std::vector<Field> vField;
+};
+
+void appendRun(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints,
+               LasAttributes& attributes) {
+    attributes.take(p, numRecords);
+    for (std::uint64_t i = 0; i < numRecords; ++i, p += layout.length)
+        vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
+}
+
 /// isWanted: bool(const char* pRecord).
 template <typename IsWanted>
-void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, const IsWanted& isWanted) {
+void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, AttributeColumns* pColumns,
+                  const IsWanted& isWanted) {
     if (!reader.skipFar(layout.first))
         refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
+    LasAttributes attributes(layout, pColumns);
     const auto append = [&](const char* p, std::uint64_t numHere) {
-        for (std::uint64_t i = 0; i < numHere; ++i, p += layout.length)
-            if (isWanted(p))
-                vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
+        const char* const end = p + numHere * layout.length;
+        for (const char* pRun = p; p != end;) {
+            const bool bWanted = isWanted(p);
+            p += layout.length;
+            if (bWanted && p != end) continue;
+            const char* const pRunEnd = bWanted ? p : p - layout.length;
+            appendRun(pRun, static_cast<std::uint64_t>(pRunEnd - pRun) / layout.length, layout, vPoints, attributes);
+            pRun = p;
+        }
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.length, append);
     if (numRead < layout.numPoints) refuseEnd(reader, tooShortText(layout, numRead));
+    attributes.finish();
 }
 
-void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
     const PointLayout layout = readLayout(reader);
     if (const std::optional<std::uint64_t> fileLength = file.size()) {
         requireLength(*fileLength, layout);
         vPoints.reserve(vPoints.size() + layout.numPoints);
     }
-    appendPoints(reader, layout, vPoints, [](const char*) { return true; });
+    appendPoints(reader, layout, vPoints, pColumns, [](const char*) { return true; });
 }
 
 /// Returns how many points are of other classes.
 std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const LasClasses& aWanted,
-                           std::vector<Point3>& vPoints) {
+                           std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
     const PointLayout layout = readLayout(reader);
     if (file.size()) requireLength(*file.size(), layout);
     std::size_t numOthers = 0;
-    appendPoints(reader, layout, vPoints, [&](const char* pRecord) {
+    appendPoints(reader, layout, vPoints, pColumns, [&](const char* pRecord) {
         const bool bWanted = aWanted[byteAt(pRecord, layout.classByte) & layout.classMask];
         numOthers += bWanted ? 0 : 1;
         return bWanted;
@@ -260,8 +333,8 @@ std::array<WrittenAxis, 3> axesFor(std::span<const Point3> points) {
     return {axisFor(points, 0, spacing), axisFor(points, 1, spacing), axisFor(points, 2, spacing)};
 }
 
-std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis) {
-    constexpr std::size_t MINOR = 2, FORMAT = 0;
+std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis, std::size_t format) {
+    constexpr std::size_t MINOR = 2;
     std::string header(HEADER_LENGTHS[MINOR], '\0');
     char* const p = header.data();
     const auto putText = [&](std::size_t place, std::string_view text) { header.replace(place, text.size(), text); };
@@ -272,8 +345,8 @@ std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& a
     putText(SOFTWARE, "KEL");
     storeInt(p + HEADER_LENGTH, static_cast<std::uint16_t>(header.size()));
     storeInt(p + FIRST_POINT, static_cast<std::uint32_t>(header.size()));
-    p[POINT_FORMAT] = FORMAT;
-    storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(RECORD_LENGTHS[FORMAT]));
+    p[POINT_FORMAT] = static_cast<char>(format);
+    storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(RECORD_LENGTHS[format]));
     storeInt(p + OLD_COUNT, static_cast<std::uint32_t>(numPoints));
     storeInt(p + NUM_FIRST_RETURNS, static_cast<std::uint32_t>(numPoints));
     for (std::size_t i = 0; i < 3; ++i) {
@@ -286,17 +359,57 @@ std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& a
     return header;
 }
 
-void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis, AtomicFile& file) {
+/// What a record holds beside the place: numbers of one or two bytes.
+struct WrittenField {
+    const AttributeColumn* pColumn;
+    std::size_t byte, width;
+    double factor;  ///< to the unit of the file
+};
+
+/// The column, if all its known values are whole numbers that fit.
+void addField(const PointAttributes& attributes, const char* name, std::size_t byte, std::size_t width, double most,
+              std::vector<WrittenField>& vField) {
+    const AttributeColumn* const pColumn = attributes.find(name);
+    if (pColumn == nullptr) return;
+    for (std::size_t i = 0; i < pColumn->size(); ++i) {
+        const double value = pColumn->number(i);
+        const bool bFits = value >= 0.0 && value <= most && value == std::floor(value);
+        if (!bFits && pColumn->isKnown(i)) return;
+    }
+    vField.push_back({pColumn, byte, width, 1.0});
+}
+
+std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size_t format) {
+    constexpr double MOST_CLASS = 31.0, MOST = 65535.0;
+    std::vector<WrittenField> vField;
+    addField(attributes, "intensity", INTENSITY, 2, MOST, vField);
+    addField(attributes, "classification", OLD_CLASS, 1, MOST_CLASS, vField);
+    std::size_t byte = COLOURS[format];
+    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
+        vField.push_back({&column, byte, 2, MOST / brightest});
+        byte += 2;
+    });
+    return vField;
+}
+
+void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis, const PointAttributes& attributes,
+                  std::size_t format, AtomicFile& file) {
     constexpr std::size_t RETURNS = 14;  // bits: number of the return, from 1, and how many there were
     constexpr char ONLY_RETURN = 1 | (1 << 3);
-    std::array<char, RECORD_LENGTHS[0]> record{};
+    const std::vector<WrittenField> vField = fieldsFor(attributes, format);
+    std::string record(RECORD_LENGTHS[format], '\0');
     record[RETURNS] = ONLY_RETURN;
-    for (const Point3& point : points) {
+    for (std::size_t row = 0; row < points.size(); ++row) {
         for (std::size_t i = 0; i < 3; ++i) {
-            const auto steps = static_cast<std::int32_t>(aAxis[i].steps(componentOf(point, i)));
+            const auto steps = static_cast<std::int32_t>(aAxis[i].steps(componentOf(points[row], i)));
             storeInt(&record[i * sizeof steps], static_cast<std::uint32_t>(steps));
         }
-        file.write({record.data(), record.size()});
+        for (const auto& [pColumn, byte, width, factor] : vField) {
+            const double value = pColumn->isKnown(row) ? pColumn->number(row) : 0.0;
+            const auto bits = nearestInt<std::uint16_t>(value * factor);
+            width == 1 ? storeInt(&record[byte], static_cast<std::uint8_t>(bits)) : storeInt(&record[byte], bits);
+        }
+        file.write(record);
     }
 }
 
@@ -316,24 +429,29 @@ std::string faultOf(std::span<const Point3> points) {
 
 }  // namespace
 
-std::string writeLas(const std::string& filename, std::span<const Point3> points) {
+std::string writeLas(const std::string& filename, std::span<const Point3> points, const PointAttributes& attributes) {
     std::string fault = faultOf(points);
     if (!fault.empty()) return fault;
     AtomicFile file(filename);
     const std::array<WrittenAxis, 3> aAxis = axesFor(points);
-    file.write(headerFor(points.size(), aAxis));
-    writeRecords(points, aAxis, file);
+    const std::size_t format = attributes.hasColour() ? 2 : 0;
+    file.write(headerFor(points.size(), aAxis, format));
+    writeRecords(points, aAxis, attributes, format, file);
     return file.commit() ? "" : "can't be written";
 }
 
-bool readLas(const std::string& filename, std::vector<Point3>& vPoints) {
-    return readAllOrNothing(filename, vPoints, readLasPoints);
-}
-
-bool readLas(const std::string& filename, const LasClasses& aWanted, std::vector<Point3>& vPoints, std::size_t& numOthers) {
+bool readLas(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     return readAllOrNothing(filename, vPoints,
                             [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
-                                numOthers = readLasClasses(file, reader, aWanted, vAppended);
+                                readLasPoints(file, reader, vAppended, pAttributes);
+                            });
+}
+
+bool readLas(const std::string& filename, const LasClasses& aWanted, std::vector<Point3>& vPoints, std::size_t& numOthers,
+             AttributeColumns* pAttributes) {
+    return readAllOrNothing(filename, vPoints,
+                            [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
+                                numOthers = readLasClasses(file, reader, aWanted, vAppended, pAttributes);
                             });
 }
 

@@ -12,17 +12,25 @@
 // - back references: three bits of length, or seven and a byte to be added, and 13 bits of distance. Two bytes more than the
 //   length are copied from one byte more than the distance before. They may overlap what they make.
 //
+// All other fields are attributes, a column for each of their numbers. The fields rgb and rgba are colours packed in four
+// bytes: from the low one on blue, green, red and alpha. A text has the number of these bits, or the floating point number
+// that they make.
+//
 // Bytes are those of the machines that such files come from: low ones first. Whatever the header says, no more is taken from
 // memory than the length of the file justifies: three bytes of a block can make 264, and so 88 points.
 #include "pcd_io.h"
 
 #include <algorithm>
 #include <array>
+#include <bit>
+#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <type_traits>
+#include <utility>
 
+#include "attributeColumns.h"
 #include "littleEndian.h"
 #include "pointReading.h"
 
@@ -48,17 +56,18 @@ struct NumberKind {
     char type;
     std::size_t size;
     double (*load)(const char*);
+    AttributeValues (*makeValues)();
 };
-constexpr std::array<NumberKind, 10> NUMBER_KINDS{{{'F', 4, loadSingle},
-                                                   {'F', 8, loadDouble},
-                                                   {'I', 1, loadSigned<std::uint8_t>},
-                                                   {'I', 2, loadSigned<std::uint16_t>},
-                                                   {'I', 4, loadSigned<std::uint32_t>},
-                                                   {'I', 8, loadSigned<std::uint64_t>},
-                                                   {'U', 1, loadUnsigned<std::uint8_t>},
-                                                   {'U', 2, loadUnsigned<std::uint16_t>},
-                                                   {'U', 4, loadUnsigned<std::uint32_t>},
-                                                   {'U', 8, loadUnsigned<std::uint64_t>}}};
+constexpr std::array<NumberKind, 10> NUMBER_KINDS{{{'F', 4, loadSingle, noValues<float>},
+                                                   {'F', 8, loadDouble, noValues<double>},
+                                                   {'I', 1, loadSigned<std::uint8_t>, noValues<std::int8_t>},
+                                                   {'I', 2, loadSigned<std::uint16_t>, noValues<std::int16_t>},
+                                                   {'I', 4, loadSigned<std::uint32_t>, noValues<std::int32_t>},
+                                                   {'I', 8, loadSigned<std::uint64_t>, noValues<std::int64_t>},
+                                                   {'U', 1, loadUnsigned<std::uint8_t>, noValues<std::uint8_t>},
+                                                   {'U', 2, loadUnsigned<std::uint16_t>, noValues<std::uint16_t>},
+                                                   {'U', 4, loadUnsigned<std::uint32_t>, noValues<std::uint32_t>},
+                                                   {'U', 8, loadUnsigned<std::uint64_t>, noValues<std::uint64_t>}}};
 
 // ---- The header
 
@@ -78,7 +87,19 @@ struct PcdLayout {
         std::size_t offset = 0;    ///< bytes of a point before it
         NumberKind kind{};
     };
+    /// A number of each point that becomes a column, or a byte of one.
+    struct Attribute {
+        static constexpr unsigned PLAIN = ~0U;
+
+        std::uint64_t column = 0;     ///< as above
+        std::size_t field = 0;        ///< bytes of a point before its field
+        std::size_t fieldLength = 0;  ///< bytes of the field
+        std::size_t offset = 0;       ///< bytes of the field before it
+        std::size_t target = 0;       ///< the number of the column that it becomes
+        unsigned channel = PLAIN;     ///< the byte of a packed colour
+    };
     std::array<Coordinate, 3> aCoordinate;
+    std::vector<Attribute> vAttribute;  ///< by column; none where nobody wants any
     std::uint64_t numPoints = 0, numColumns = 0;
     std::size_t recordLength = 0;    ///< bytes of a point
     std::uint64_t headerLength = 0;  ///< bytes of the file before the points
@@ -153,14 +174,45 @@ std::uint64_t numPointsOf(const PcdHeader& header) {
     return numPoints;
 }
 
-NumberKind kindOf(const PcdHeader& header, std::size_t field) {
+/// Null for a number that isn't known.
+const NumberKind* findKind(const PcdHeader& header, std::size_t field) {
     const auto it = std::find_if(NUMBER_KINDS.begin(), NUMBER_KINDS.end(), [&](const NumberKind& kind) {
         return header.vType[field] == std::string_view(&kind.type, 1) && header.vSize[field] == kind.size;
     });
-    if (it == NUMBER_KINDS.end() || header.vCount[field] != 1)
+    return it != NUMBER_KINDS.end() ? it : nullptr;
+}
+
+NumberKind kindOf(const PcdHeader& header, std::size_t field) {
+    const NumberKind* const pKind = findKind(header, field);
+    if (pKind == nullptr || header.vCount[field] != 1)
         refuse("has a SIZE, TYPE and COUNT for " + header.vName[field] +
                " that make no coordinate, expected: one number, F of 4 or 8 bytes, or I or U of 1, 2, 4 or 8");
-    return *it;
+    return *pKind;
+}
+
+/// Makes columns of a field that isn't a coordinate. layout: of what stands before it.
+void addAttributes(const PcdHeader& header, std::size_t field, AttributeColumns& columns, PcdLayout& layout) {
+    const std::string& name = header.vName[field];
+    const NumberKind* const pKind = findKind(header, field);
+    if (pKind == nullptr || name == "_") return;  // padding
+    PcdLayout::Attribute next;
+    next.column = layout.numColumns;
+    next.field = layout.recordLength;
+    next.fieldLength = pKind->size * header.vCount[field];
+    const auto add = [&](const std::string& columnName, AttributeValues values) {
+        next.target = columns.add(columnName, std::move(values));
+        if (next.target != AttributeColumns::NONE) layout.vAttribute.push_back(next);
+    };
+    if ((name == "rgb" || name == "rgba") && pKind->size == 4 && header.vCount[field] == 1) {
+        for (const auto& [channel, byte] : {std::pair{"red", 2U}, {"green", 1U}, {"blue", 0U}, {"alpha", 3U}}) {
+            next.channel = byte;
+            next.offset = byte;
+            if (byte != 3 || name == "rgba") add(channel, std::vector<std::uint8_t>());
+        }
+        return;
+    }
+    for (std::uint64_t i = 0; i < header.vCount[field] && !columns.isFull(); ++i, ++next.column, next.offset += pKind->size)
+        add(i == 0 ? name : name + "_" + std::to_string(i), pKind->makeValues());
 }
 
 void requireOnePerField(const PcdHeader& header) {
@@ -171,7 +223,8 @@ void requireOnePerField(const PcdHeader& header) {
                " of COUNT");
 }
 
-PcdLayout layoutOf(PcdHeader header) {
+/// pColumns: gets the columns of the attributes; null where nobody wants them.
+PcdLayout layoutOf(PcdHeader header, AttributeColumns* pColumns) {
     constexpr std::size_t MAX_RECORD = BlockReader::MAX_TEXT;  // in bytes
     if (header.vCount.empty()) header.vCount.assign(header.vName.size(), 1);
     requireOnePerField(header);
@@ -184,6 +237,8 @@ PcdLayout layoutOf(PcdHeader header) {
         if (axis < aFound.size() && !aFound[axis]) {
             layout.aCoordinate[axis] = {layout.numColumns, layout.recordLength, kindOf(header, field)};
             aFound[axis] = true;
+        } else if (pColumns != nullptr) {
+            addAttributes(header, field, *pColumns, layout);
         }
         layout.recordLength += header.vSize[field] * header.vCount[field];  // less than 2^64: each has 32 bits
         if (layout.recordLength > MAX_RECORD)
@@ -202,9 +257,29 @@ std::string missingText(const PcdLayout& layout, std::uint64_t numPresent) {
            std::to_string(layout.headerLength) + ": it has " + std::to_string(numPresent) + " of them";
 }
 
+/// The bits of a packed colour that a text has as a number. Those of a floating point number make a tiny one, or with alpha
+/// one that isn't whole or huge, so a whole number is meant as it is.
+std::optional<std::uint32_t> packedColour(std::string_view word) {
+    const std::optional<double> value = numberOf(word);
+    if (!value || std::isnan(*value)) return std::nullopt;
+    const bool bWhole = *value >= 0.0 && *value <= std::numeric_limits<std::uint32_t>::max() && std::floor(*value) == *value;
+    if (bWhole) return static_cast<std::uint32_t>(*value);
+    return std::bit_cast<std::uint32_t>(static_cast<float>(*value));
+}
+
+void takeWord(const PcdLayout::Attribute& attribute, std::string_view word, AttributeColumns& columns) {
+    if (attribute.channel == PcdLayout::Attribute::PLAIN) return columns.appendText(attribute.target, word);
+    const std::optional<std::uint32_t> colour = packedColour(word);
+    if (colour)
+        columns.append(attribute.target, *colour >> (8 * attribute.channel) & 0xFFU);
+    else
+        columns.appendUnknown(attribute.target);
+}
+
 /// The point of a line; empty when it lacks a number.
-std::optional<Point3> pointOfLine(std::string_view line, const PcdLayout& layout) {
+std::optional<Point3> pointOfLine(std::string_view line, const PcdLayout& layout, AttributeColumns* pColumns) {
     std::array<double, 3> aValue{};
+    auto attribute = layout.vAttribute.begin();
     const char* p = line.data();
     const char* const end = p + line.size();
     for (std::uint64_t column = 0; column < layout.numColumns; ++column) {
@@ -217,22 +292,25 @@ std::optional<Point3> pointOfLine(std::string_view line, const PcdLayout& layout
             if (!value) return std::nullopt;
             aValue[axis] = *value;
         }
+        for (; attribute != layout.vAttribute.end() && attribute->column == column; ++attribute)
+            takeWord(*attribute, word, *pColumns);
         p += word.size();
     }
     return Point3(aValue[0], aValue[1], aValue[2]);
 }
 
-void appendText(const PcdLayout& layout, NumberedLines& lines, std::vector<Point3>& vPoints) {
+void appendText(const PcdLayout& layout, NumberedLines& lines, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
     std::string_view line;
     for (std::uint64_t i = 0; i < layout.numPoints; ++i) {
         if (!lines.next(line)) refuse(missingText(layout, i));
-        const std::optional<Point3> point = pointOfLine(line, layout);
+        const std::optional<Point3> point = pointOfLine(line, layout, pColumns);
         if (!point) lines.refuseLine("expected " + std::to_string(layout.numColumns) + " columns with x, y and z");
         vPoints.push_back(*point);
     }
 }
 
-void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints,
+                   AttributeColumns* pColumns) {
     if (file.size()) {
         const std::uint64_t numBytes = *file.size() - std::min(*file.size(), layout.headerLength);
         if (numBytes / layout.recordLength < layout.numPoints) refuse(missingText(layout, numBytes / layout.recordLength));
@@ -244,6 +322,8 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
         };
         appendColumns({column(layout.aCoordinate[0]), column(layout.aCoordinate[1]), column(layout.aCoordinate[2])}, numHere,
                       vPoints);
+        for (const PcdLayout::Attribute& attribute : layout.vAttribute)
+            pColumns->appendBytes(attribute.target, p + attribute.field + attribute.offset, layout.recordLength, numHere);
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.recordLength, append);
     if (numRead < layout.numPoints) refuseEnd(reader, missingText(layout, numRead));
@@ -299,7 +379,8 @@ bool expand(std::string_view block, char* pOut, std::size_t numOut) {
     return pTo == pOutEnd;
 }
 
-void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints,
+                 AttributeColumns* pColumns) {
     constexpr std::size_t LENGTHS = 2 * sizeof(std::uint32_t);
     const std::string where = " from byte " + std::to_string(layout.headerLength);
     if (layout.numPoints == 0) return;
@@ -323,26 +404,32 @@ void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& re
     vPoints.reserve(vPoints.size() + layout.numPoints);
     appendColumns({column(layout.aCoordinate[0]), column(layout.aCoordinate[1]), column(layout.aCoordinate[2])},
                   layout.numPoints, vPoints);
+    for (const PcdLayout::Attribute& attribute : layout.vAttribute)
+        pColumns->appendBytes(attribute.target, pBytes.get() + attribute.field * layout.numPoints + attribute.offset,
+                              attribute.fieldLength, layout.numPoints);
 }
 
-void readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+void readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
     NumberedLines lines(reader);
     const PcdHeader header = readPcdHeader(lines);
-    const PcdLayout layout = layoutOf(header);
+    const PcdLayout layout = layoutOf(header, pColumns);
     if (header.encoding == "ascii")
-        appendText(layout, lines, vPoints);
+        appendText(layout, lines, vPoints, pColumns);
     else if (header.encoding == "binary")
-        appendRecords(layout, file, reader, vPoints);
+        appendRecords(layout, file, reader, vPoints, pColumns);
     else if (header.encoding == "binary_compressed")
-        appendBlock(layout, file, reader, vPoints);
+        appendBlock(layout, file, reader, vPoints, pColumns);
     else
         lines.refuseLine("expected DATA ascii, binary or binary_compressed");
 }
 
 }  // namespace
 
-bool readPcd(const std::string& filename, std::vector<Point3>& vPoints) {
-    return readAllOrNothing(filename, vPoints, readPcdPoints);
+bool readPcd(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    return readAllOrNothing(filename, vPoints,
+                            [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
+                                readPcdPoints(file, reader, vAppended, pAttributes);
+                            });
 }
 
 }  // namespace TARN_KEL

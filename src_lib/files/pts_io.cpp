@@ -7,11 +7,14 @@
 // the scanner's place and axes, which the matrix repeats; the four rows of a matrix; and a line for each place of the
 // raster. A point is a row from the left to the matrix, so that the last row of the matrix is the place of the scanner and
 // the last column is 0 0 0 1. Where the scanner saw nothing the file has the scanner's own place, 0 0 0.
+//
+// Neither says what stands behind the coordinates; how many words the first point has there tells.
 #include "pts_io.h"
 
 #include <array>
 #include <limits>
 
+#include "attributeColumns.h"
 #include "pointReading.h"
 
 namespace TARN_KEL {
@@ -29,9 +32,44 @@ void nextOrRefuse(NumberedLines& lines, std::string_view& line, const std::strin
     if (!lines.next(line)) refuse("ends before " + expected);
 }
 
-/// The point of the next line, the one with number i of numPoints.
-Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints) {
-    std::string_view line;
+/// What stands behind the coordinates of points.
+class WordColumns {
+public:
+    /// pAttributes: null where nobody wants it.
+    explicit WordColumns(AttributeColumns* pAttributes_) : pAttributes(pAttributes_) {}
+
+    /// Takes the words of the line of a point. The first one decides which columns there are.
+    void take(std::string_view line) {
+        if (pAttributes == nullptr) return;
+        const std::vector<std::string_view> vWord = wordsOf(line);
+        if (numRows++ == 0) addColumns(vWord.size());
+        for (std::size_t i = 0; i < numColumns && FIRST + i < vWord.size(); ++i)
+            pAttributes->appendText(i, vWord[FIRST + i]);
+        pAttributes->fillAll(numRows);
+    }
+    void finish() {
+        if (pAttributes != nullptr) pAttributes->chooseTypes();
+    }
+
+private:
+    static constexpr std::size_t FIRST = 3;
+
+    void addColumns(std::size_t numWords) {
+        std::vector<const char*> vName;
+        if (numWords == FIRST + 1 || numWords >= FIRST + 4) vName.push_back("intensity");
+        if (numWords >= FIRST + 3) vName.insert(vName.end(), {"red", "green", "blue"});
+        if (numWords == FIRST + 7) vName.insert(vName.end(), {"nx", "ny", "nz"});
+        for (const char* name : vName)
+            pAttributes->add(name, std::vector<double>());
+        numColumns = vName.size();
+    }
+
+    AttributeColumns* pAttributes;
+    std::size_t numRows = 0, numColumns = 0;
+};
+
+/// Sets line to the next one, and returns its point, the one with number i of numPoints.
+Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints, std::string_view& line) {
     const bool bLine = lines.next(line);
     const std::optional<Point3> point = bLine ? extractPoint(line) : std::nullopt;
     if (point) return *point;
@@ -42,14 +80,16 @@ Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints)
 
 // ---- PTS
 
-void readPtsPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+void readPtsPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumns& words) {
     NumberedLines lines(reader);
     std::string_view line;
     while (lines.next(line)) {
         const std::optional<std::uint64_t> numPoints = countOfLine(line);
         if (!numPoints) lines.refuseLine("expected a number of points");
-        for (std::uint64_t i = 0; i < *numPoints; ++i)
-            vPoints.push_back(nextPoint(lines, i, *numPoints));
+        for (std::uint64_t i = 0; i < *numPoints; ++i) {
+            vPoints.push_back(nextPoint(lines, i, *numPoints, line));
+            words.take(line);
+        }
     }
 }
 
@@ -98,7 +138,7 @@ Point3 moved(const Point3& point, const PtxMatrix& m) {
     return {at(0), at(1), at(2)};
 }
 
-void readPtxPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& vPoints) {
+void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumns& words) {
     const Point3 nothing(0, 0, 0);
     NumberedLines lines(reader);
     std::string_view line;
@@ -109,20 +149,32 @@ void readPtxPoints(const InputFile&, BlockReader& reader, std::vector<Point3>& v
         skipPose(lines);
         const PtxMatrix matrix = nextMatrix(lines);
         for (std::uint64_t i = 0; i < numPoints; ++i) {
-            const Point3 point = nextPoint(lines, i, numPoints);
-            if (point != nothing) vPoints.push_back(moved(point, matrix));
+            const Point3 point = nextPoint(lines, i, numPoints, line);
+            if (point == nothing) continue;
+            vPoints.push_back(moved(point, matrix));
+            words.take(line);
         }
     }
 }
 
-}  // namespace
-
-bool readPts(const std::string& filename, std::vector<Point3>& vPoints) {
-    return readAllOrNothing(filename, vPoints, readPtsPoints);
+/// read: void(BlockReader&, std::vector<Point3>&, WordColumns&).
+template <typename Read>
+bool readTexts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes, const Read& read) {
+    return readAllOrNothing(filename, vPoints, [&](const InputFile&, BlockReader& reader, std::vector<Point3>& vAppended) {
+        WordColumns words(pAttributes);
+        read(reader, vAppended, words);
+        words.finish();
+    });
 }
 
-bool readPtx(const std::string& filename, std::vector<Point3>& vPoints) {
-    return readAllOrNothing(filename, vPoints, readPtxPoints);
+}  // namespace
+
+bool readPts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    return readTexts(filename, vPoints, pAttributes, readPtsPoints);
+}
+
+bool readPtx(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    return readTexts(filename, vPoints, pAttributes, readPtxPoints);
 }
 
 }  // namespace TARN_KEL

@@ -8,9 +8,11 @@
 
 namespace TARN_KEL {
 
-/// Does the work of readPoints_PTS().
-bool readPts(const std::string& filename, std::vector<Point3>& vPoints);
-/// Does the work of readPoints_PTX().
-bool readPtx(const std::string& filename, std::vector<Point3>& vPoints);
+class AttributeColumns;
+
+/// Does the work of readPoints_PTS(). pAttributes: gets intensity and colour; null where nobody wants them.
+bool readPts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes = nullptr);
+/// Does the work of readPoints_PTX(), with the same.
+bool readPtx(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes = nullptr);
 
 }  // namespace TARN_KEL

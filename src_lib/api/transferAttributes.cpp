@@ -1,0 +1,387 @@
+// From what the points carry to what the vertices of a mesh carry.
+//
+// Each point belongs to the nearest place with vertices, which a k-d tree finds. The points of a place, in their order, make
+// its values: column by column their known values are gathered, and a mean of the column's kind is taken of them. A place
+// without points borrows from the nearest one that has some; there are few of these, in closed holes and on added vertices.
+//
+// A mean is the first value plus the mean of the differences to it, and is kept between the least and the greatest one:
+// equal values, of whatever type and size, stay what they are.
+#include <algorithm>
+#include <array>
+#include <cmath>
+#include <cstdint>
+#include <limits>
+#include <optional>
+#include <span>
+#include <tuple>
+#include <utility>
+#include <vector>
+
+#include "PointTree.h"
+#include "attributeColumns.h"
+#include "kel.h"
+#include "sortMT.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::uint32_t NOWHERE = PointTree::NONE;
+constexpr std::size_t MIN_PARALLEL = 2000;
+
+// ---- Which points a vertex has ------------------------------------------------------------------------------------------
+
+/// The places of vertices; several may be at one.
+struct VertexPlaces {
+    std::vector<Point3> vPlace;            ///< in the order of their first vertices; finite
+    std::vector<std::uint32_t> vOfVertex;  ///< NOWHERE for a vertex that isn't finite
+};
+
+VertexPlaces placesOf(const std::vector<Point3*>& vVertices) {
+    std::vector<std::uint32_t> vSorted;
+    vSorted.reserve(vVertices.size());
+    for (std::size_t i = 0; i < vVertices.size(); ++i)
+        if (isFinitePoint(*vVertices[i])) vSorted.push_back(static_cast<std::uint32_t>(i));
+    sortMT(vSorted.begin(), vSorted.end(), [&](std::uint32_t a, std::uint32_t b) {
+        return *vVertices[a] != *vVertices[b] ? *vVertices[a] < *vVertices[b] : a < b;
+    });
+    std::vector<std::uint32_t> vFirst(vVertices.size(), NOWHERE);  // the first vertex at the place of each
+    for (std::size_t i = 0; i < vSorted.size(); ++i) {
+        const bool bSame = i > 0 && *vVertices[vSorted[i]] == *vVertices[vSorted[i - 1]];
+        vFirst[vSorted[i]] = bSame ? vFirst[vSorted[i - 1]] : vSorted[i];
+    }
+    VertexPlaces places;
+    places.vOfVertex.assign(vVertices.size(), NOWHERE);
+    for (std::size_t i = 0; i < vVertices.size(); ++i) {
+        if (vFirst[i] == NOWHERE) continue;
+        if (vFirst[i] == i) {
+            places.vOfVertex[i] = static_cast<std::uint32_t>(places.vPlace.size());
+            places.vPlace.push_back(*vVertices[i]);
+        } else {
+            places.vOfVertex[i] = places.vOfVertex[vFirst[i]];
+        }
+    }
+    return places;
+}
+
+/// The points of each place.
+class PointsOfPlaces {
+public:
+    /// There must be a place.
+    PointsOfPlaces(const std::vector<Point3>& vPlace, const std::vector<Point3>& vPoints, double reach) {
+        const PointTree tree(vPlace);
+        std::vector<std::uint32_t> vOwner = ownersOf(vPoints, tree, reach);
+        if (std::all_of(vOwner.begin(), vOwner.end(), [](std::uint32_t place) { return place == NOWHERE; }))
+            vOwner = ownersOf(vPoints, tree, std::numeric_limits<double>::infinity());
+        gather(vOwner, vPlace.size());
+        findSources(vPlace);
+    }
+
+    std::size_t numPlaces() const { return vFirst.size() - 1; }
+    std::span<const std::uint32_t> of(std::size_t place) const {
+        return {vPoint.data() + vFirst[place], vFirst[place + 1] - vFirst[place]};
+    }
+    /// The place itself, or, when it has no points, the nearest one that has some; NOWHERE when none has.
+    std::uint32_t sourceOf(std::size_t place) const { return vSource[place]; }
+
+private:
+    static std::vector<std::uint32_t> ownersOf(const std::vector<Point3>& vPoints, const PointTree& tree, double reach) {
+        std::vector<std::uint32_t> vOwner(vPoints.size(), NOWHERE);
+        const auto find = [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                if (isFinitePoint(vPoints[i])) vOwner[i] = tree.nearestTo(vPoints[i], reach);
+        };
+        forChunks_MT(vPoints.size(), find, MIN_PARALLEL);
+        return vOwner;
+    }
+
+    void gather(const std::vector<std::uint32_t>& vOwner, std::size_t numPlaces) {
+        vFirst.assign(numPlaces + 1, 0);
+        for (const std::uint32_t owner : vOwner)
+            if (owner != NOWHERE) ++vFirst[owner + 1];
+        for (std::size_t i = 0; i < numPlaces; ++i)
+            vFirst[i + 1] += vFirst[i];
+        std::vector<std::size_t> vNext(vFirst.begin(), vFirst.end() - 1);
+        vPoint.resize(vFirst.back());
+        for (std::size_t i = 0; i < vOwner.size(); ++i)
+            if (vOwner[i] != NOWHERE) vPoint[vNext[vOwner[i]]++] = static_cast<std::uint32_t>(i);
+    }
+
+    void findSources(const std::vector<Point3>& vPlace) {
+        std::vector<std::uint32_t> vOwning, vOrphan;
+        std::vector<Point3> vOwningPlace;
+        vSource.resize(vPlace.size());
+        for (std::uint32_t i = 0; i < vPlace.size(); ++i) {
+            vSource[i] = i;
+            if (of(i).empty()) {
+                vOrphan.push_back(i);
+                continue;
+            }
+            vOwning.push_back(i);
+            vOwningPlace.push_back(vPlace[i]);
+        }
+        if (vOrphan.empty()) return;
+        if (vOwning.empty()) return vSource.assign(vPlace.size(), NOWHERE);
+        const PointTree tree(vOwningPlace);
+        const auto find = [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                vSource[vOrphan[i]] = vOwning[tree.nearestTo(vPlace[vOrphan[i]])];
+        };
+        forChunks_MT(vOrphan.size(), find, MIN_PARALLEL);
+    }
+
+    std::vector<std::size_t> vFirst;     // of the points of each place, and one behind the last
+    std::vector<std::uint32_t> vPoint;   // by place
+    std::vector<std::uint32_t> vSource;  // by place
+};
+
+// ---- Means --------------------------------------------------------------------------------------------------------------
+// Each takes values that are known and finite, at least one.
+
+/// The mean minus the first one. doubleOf: double(T).
+template <typename T, typename DoubleOf>
+double meanBeyondFirst(const std::vector<T>& v, const DoubleOf& doubleOf) {
+    const double first = doubleOf(v.front());
+    double sum = 0.0;
+    for (const T value : v)
+        sum += doubleOf(value) - first;
+    return sum / static_cast<double>(v.size());
+}
+
+template <typename T>
+T amongValues(T value, const std::vector<T>& v) {
+    const auto [least, greatest] = std::minmax_element(v.begin(), v.end());
+    return std::clamp(value, *least, *greatest);
+}
+
+template <typename T>
+T meanNumber(const std::vector<T>& v) {
+    constexpr double EXACT = 4503599627370496.0;  // 2^52: below, a double holds every half
+    const double mean = meanBeyondFirst(v, [](T value) { return static_cast<double>(value); });
+    const double first = static_cast<double>(v.front());
+    if constexpr (std::is_floating_point_v<T>) {
+        if (std::isfinite(mean)) return amongValues(static_cast<T>(first + mean), v);
+        double sum = 0.0;  // differences beyond the range of a double
+        for (const T value : v)
+            sum += static_cast<double>(value) / static_cast<double>(v.size());
+        return amongValues(static_cast<T>(sum), v);
+    } else {
+        if (!(std::abs(mean) < EXACT)) return amongValues(nearestInt<T>(first + mean), v);
+        const auto steps = static_cast<std::uint64_t>(nearestInt<std::int64_t>(mean));  // sums of these wrap around
+        return amongValues(static_cast<T>(static_cast<std::uint64_t>(v.front()) + steps), v);
+    }
+}
+
+/// Between the numbers of colours and light, by sRGB.
+template <typename T>
+class Light {
+public:
+    Light() {
+        if constexpr (std::is_integral_v<T>)
+            for (double value = 0.0; value <= MOST; ++value)
+                vLight.push_back(lightOf(value / MOST));
+    }
+
+    T mean(const std::vector<T>& v) const {
+        const auto light = [this](T value) { return this->light(value); };
+        const double number = numberOf(light(v.front()) + meanBeyondFirst(v, light)) * MOST;
+        if constexpr (std::is_integral_v<T>)
+            return amongValues(nearestInt<T>(number), v);
+        else
+            return amongValues(static_cast<T>(number), v);
+    }
+
+private:
+    static constexpr double MOST = std::is_integral_v<T> ? static_cast<double>(std::numeric_limits<T>::max()) : 1.0;
+
+    static double lightOf(double number) {
+        return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
+    }
+    static double numberOf(double light) {
+        return light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
+    }
+    double light(T value) const {
+        if constexpr (std::is_integral_v<T>)
+            return vLight[value];
+        else
+            return lightOf(value);
+    }
+
+    std::vector<double> vLight;  // of each number, where these are few
+};
+
+/// Sorts the values.
+template <typename T>
+T mostFrequent(std::vector<T>& v) {
+    std::sort(v.begin(), v.end());
+    T best = v.front();
+    std::ptrdiff_t most = 0;
+    for (auto it = v.begin(); it != v.end();) {
+        const auto end = std::upper_bound(it, v.end(), *it);
+        if (end - it > most) {
+            most = end - it;
+            best = *it;
+        }
+        it = end;
+    }
+    return best;
+}
+
+/// Equal directions stay what they are. Those that cancel each other out leave the first one.
+Vector3 meanDirection(const std::vector<Vector3>& v) {
+    constexpr double NOTHING = 1e-10;  // a sum of so much for each is what rounding leaves
+    const auto isFirst = [&v](const Vector3& n) { return (n - v.front()).isDegenerate(); };
+    if (std::all_of(v.begin(), v.end(), isFirst)) return v.front();
+    Vector3 sum;
+    for (const Vector3& n : v)
+        sum += n / n.length();
+    const double length = sum.length();
+    return length > NOTHING * static_cast<double>(v.size()) ? sum / length : v.front() / v.front().length();
+}
+
+// ---- Columns ------------------------------------------------------------------------------------------------------------
+
+/// Carries columns over to the vertices.
+class Transfer {
+public:
+    Transfer(const PointsOfPlaces& points_, const std::vector<std::uint32_t>& vOfVertex)
+        : points(points_), vPlaceOfVertex(vOfVertex) {}
+
+    AttributeColumn column(const AttributeColumn& given, AttributeKind kind) const {
+        return std::visit([&](const auto& vValue) { return columnOf(given, vValue, kind); }, given.values);
+    }
+
+    /// The three columns of the normals, of one type.
+    std::array<AttributeColumn, 3> normals(const std::array<const AttributeColumn*, 3>& given) const {
+        std::vector<Vector3> vMean(points.numPlaces());
+        std::vector<unsigned char> vKnown(points.numPlaces(), 0);
+        const auto make = [&](std::size_t begin, std::size_t end) {
+            std::vector<Vector3> vOwn;
+            for (std::size_t place = begin; place < end; ++place) {
+                vOwn.clear();
+                for (const std::uint32_t i : points.of(place)) {
+                    const Vector3 n(given[0]->number(i), given[1]->number(i), given[2]->number(i));
+                    if (std::isfinite(n.length()) && n.length() > 0.0) vOwn.push_back(n);
+                }
+                if (vOwn.empty()) continue;
+                vMean[place] = meanDirection(vOwn);
+                vKnown[place] = 1;
+            }
+        };
+        forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
+        std::array<AttributeColumn, 3> made;
+        for (std::size_t axis = 0; axis < made.size(); ++axis)
+            made[axis] = std::visit(
+                [&](const auto& vValue) {
+                    using T = ValueOf<decltype(vValue)>;
+                    std::vector<T> vOfPlace(vMean.size());
+                    for (std::size_t i = 0; i < vMean.size(); ++i)
+                        vOfPlace[i] = static_cast<T>(vMean[i].getCartesian(static_cast<int>(axis)));
+                    return onVertices(given[axis]->name, vOfPlace, vKnown);
+                },
+                given[axis]->values);
+        return made;
+    }
+
+private:
+    template <typename T>
+    AttributeColumn columnOf(const AttributeColumn& given, const std::vector<T>& vValue, AttributeKind kind) const {
+        if (kind == AttributeKind::CLASS) return columnBy(given, vValue, [](std::vector<T>& v) { return mostFrequent(v); });
+        if constexpr (std::is_floating_point_v<T> || std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::uint16_t>) {
+            if (kind == AttributeKind::COLOUR)
+                return columnBy(given, vValue, [light = Light<T>()](std::vector<T>& v) { return light.mean(v); });
+        }
+        return columnBy(given, vValue, [](std::vector<T>& v) { return meanNumber(v); });
+    }
+
+    /// mean: T(std::vector<T>&), of values that it may reorder.
+    template <typename T, typename Mean>
+    AttributeColumn columnBy(const AttributeColumn& given, const std::vector<T>& vValue, const Mean& mean) const {
+        std::vector<T> vMean(points.numPlaces());
+        std::vector<unsigned char> vKnown(points.numPlaces(), 0);
+        const auto isKnown = [&](std::uint32_t i) {
+            if constexpr (std::is_floating_point_v<T>)
+                return std::isfinite(vValue[i]);
+            else
+                return given.vMissing.empty() || given.vMissing[i] == 0;
+        };
+        const auto make = [&](std::size_t begin, std::size_t end) {
+            std::vector<T> vOwn;
+            for (std::size_t place = begin; place < end; ++place) {
+                vOwn.clear();
+                for (const std::uint32_t i : points.of(place))
+                    if (isKnown(i)) vOwn.push_back(vValue[i]);
+                if (vOwn.empty()) continue;
+                vMean[place] = mean(vOwn);
+                vKnown[place] = 1;
+            }
+        };
+        forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
+        return onVertices(given.name, vMean, vKnown);
+    }
+
+    template <typename T>
+    AttributeColumn onVertices(const std::string& name, const std::vector<T>& vOfPlace,
+                               const std::vector<unsigned char>& vKnown) const {
+        AttributeColumn column{name, {}, {}};
+        std::vector<T> vValue(vPlaceOfVertex.size(), unknownValue<T>());
+        for (std::size_t i = 0; i < vValue.size(); ++i) {
+            const std::uint32_t place = vPlaceOfVertex[i];
+            const std::uint32_t source = place != NOWHERE ? points.sourceOf(place) : NOWHERE;
+            if (source != NOWHERE && vKnown[source] != 0) {
+                vValue[i] = vOfPlace[source];
+            } else if (std::is_integral_v<T>) {
+                column.vMissing.resize(vValue.size(), 0);
+                column.vMissing[i] = 1;
+            }
+        }
+        column.values = std::move(vValue);
+        return column;
+    }
+
+    const PointsOfPlaces& points;
+    const std::vector<std::uint32_t>& vPlaceOfVertex;
+};
+
+/// The columns without a row known, where there is no place for points.
+PointAttributes unknownRows(const PointAttributes& attributes, std::size_t numRows) {
+    PointAttributes empty = attributes.rows({});
+    std::vector<AttributeColumn> vNone = std::move(empty.vColumns);
+    PointAttributes made;
+    appendRows(std::move(vNone), 0, numRows, made);
+    return made;
+}
+
+}  // namespace
+
+PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const PointAttributes& attributes,
+                                   double length) {
+    ASSEX(pMesh!=NULL);
+    requireRows(attributes, vPoints.size());
+    if (attributes.empty()) return {};
+    ASSEX(vPoints.size()<PointTree::NONE);
+    std::vector<Point3*> vVertices;
+    pMesh->getPoints(vVertices);
+    const VertexPlaces places = placesOf(vVertices);
+    if (places.vPlace.empty()) return unknownRows(attributes, vVertices.size());
+    const double reach = length > 0.0 ? length : pMesh->getAverageEdgeLength();
+    const PointsOfPlaces points(places.vPlace, vPoints, reach);
+    const Transfer transfer(points, places.vOfVertex);
+
+    PointAttributes made;
+    for (const AttributeColumn& column : attributes.vColumns) {
+        const AttributeKind kind = attributes.kindOf(column);
+        if (kind != AttributeKind::NORMAL) {
+            made.vColumns.push_back(transfer.column(column, kind));
+            continue;
+        }
+        if (made.find(column.name) != nullptr) continue;  // came with another one
+        for (AttributeColumn& normal :
+             transfer.normals({attributes.find("nx"), attributes.find("ny"), attributes.find("nz")}))
+            made.vColumns.push_back(std::move(normal));
+    }
+    return made;
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,426 @@
+// Columns of attributes: what they are, how readers fill them, and how those of several files become one.
+#include "attributeColumns.h"
+
+#include <algorithm>
+#include <array>
+#include <charconv>
+#include <limits>
+#include <stdexcept>
+
+#include "pointReading.h"
+#include "tools.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+constexpr std::array<const char*, 10> TYPE_NAMES{"int8",   "uint8", "int16",  "uint16", "int32",
+                                                 "uint32", "int64", "uint64", "float",  "double"};
+constexpr std::array<const char*, 3> COLOUR_NAMES{"red", "green", "blue"}, NORMAL_NAMES{"nx", "ny", "nz"};
+
+/// Other names of columns in files, without regard to capitals.
+struct Alias {
+    std::string_view alias, name;
+};
+constexpr std::array<Alias, 18> ALIASES{{{"r", "red"},
+                                         {"g", "green"},
+                                         {"b", "blue"},
+                                         {"a", "alpha"},
+                                         {"red", "red"},
+                                         {"green", "green"},
+                                         {"blue", "blue"},
+                                         {"alpha", "alpha"},
+                                         {"intensity", "intensity"},
+                                         {"diffuse_red", "red"},
+                                         {"diffuse_green", "green"},
+                                         {"diffuse_blue", "blue"},
+                                         {"nx", "nx"},
+                                         {"ny", "ny"},
+                                         {"nz", "nz"},
+                                         {"normal_x", "nx"},
+                                         {"normal_y", "ny"},
+                                         {"normal_z", "nz"}}};
+
+std::string lowerCase(std::string_view text) {
+    std::string lower(text);
+    for (char& c : lower)
+        if (c >= 'A' && c <= 'Z') c = static_cast<char>(c - 'A' + 'a');
+    return lower;
+}
+
+std::string knownName(std::string_view name) {
+    const std::string lower = lowerCase(name);
+    for (const Alias& alias : ALIASES)
+        if (alias.alias == lower) return std::string(alias.name);
+    return std::string(name);
+}
+
+bool isClassName(std::string_view name) {
+    std::string lower = lowerCase(name);
+    constexpr std::string_view PREFIX = "scalar_";
+    if (lower.rfind(PREFIX, 0) == 0) lower.erase(0, PREFIX.size());
+    return lower == "class" || lower == "classification" || lower == "label";
+}
+
+template <typename T>
+bool isOf(const AttributeColumn& column) {
+    return std::holds_alternative<std::vector<T>>(column.values);
+}
+
+/// isGood: bool(double), of known values.
+template <typename IsGood>
+bool allKnown(const AttributeColumn& column, const IsGood& isGood) {
+    for (std::size_t i = 0; i < column.size(); ++i)
+        if (column.isKnown(i) && !isGood(column.number(i))) return false;
+    return true;
+}
+
+bool areWholeUpTo(const AttributeColumn& column, double least, double most) {
+    return allKnown(column, [=](double v) { return v >= least && v <= most && v == std::floor(v); });
+}
+
+/// The three columns of these names, if they are there and of one type.
+std::optional<std::array<const AttributeColumn*, 3>> findThree(const PointAttributes& attributes,
+                                                               const std::array<const char*, 3>& names) {
+    std::array<const AttributeColumn*, 3> found{};
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        found[i] = attributes.find(names[i]);
+        if (found[i] == nullptr || found[i]->values.index() != found[0]->values.index()) return std::nullopt;
+    }
+    return found;
+}
+
+bool isFraction(const AttributeColumn& column) {
+    return (isOf<float>(column) || isOf<double>(column)) && allKnown(column, [](double v) { return v >= 0.0 && v <= 1.0; });
+}
+
+template <std::size_t N>
+bool isAmong(const std::string& name, const std::array<const char*, N>& names) {
+    return std::find(names.begin(), names.end(), name) != names.end();
+}
+
+// ---- Types
+
+/// Gives a column another type, with values times a factor; a whole one where both types are of whole numbers.
+template <typename T>
+void convertTo(AttributeColumn& column, double factor = 1.0) {
+    if (isOf<T>(column) && factor == 1.0) return;
+    std::vector<T> vConverted;
+    vConverted.reserve(column.size());
+    std::visit(
+        [&](const auto& vValue) {
+            for (std::size_t i = 0; i < vValue.size(); ++i) {
+                const bool bKnown = column.isKnown(i);
+                if constexpr (std::is_integral_v<T> && std::is_integral_v<ValueOf<decltype(vValue)>>)
+                    vConverted.push_back(static_cast<T>(static_cast<T>(vValue[i]) * static_cast<T>(factor)));
+                else if constexpr (std::is_integral_v<T>)
+                    vConverted.push_back(bKnown ? nearestInt<T>(static_cast<double>(vValue[i]) * factor) : T{0});
+                else
+                    vConverted.push_back(bKnown ? static_cast<T>(static_cast<double>(vValue[i]) * factor)
+                                                : unknownValue<T>());
+            }
+        },
+        column.values);
+    std::vector<unsigned char> vMissing;
+    if (std::is_integral_v<T>)
+        for (std::size_t i = 0; i < column.size(); ++i)
+            if (!column.isKnown(i)) {
+                vMissing.resize(column.size());
+                vMissing[i] = 1;
+            }
+    column.values = std::move(vConverted);
+    column.vMissing = std::move(vMissing);
+}
+
+bool isWhole(const AttributeColumn& column) {
+    return std::visit([](const auto& v) { return std::is_integral_v<ValueOf<decltype(v)>>; }, column.values);
+}
+
+/// Gives two columns one type that holds the numbers of both.
+void unifyNumbers(AttributeColumn& a, AttributeColumn& b) {
+    const bool bInt64 = isWhole(a) && isWhole(b) && !isOf<std::uint64_t>(a) && !isOf<std::uint64_t>(b);
+    for (AttributeColumn* pColumn : {&a, &b})
+        bInt64 ? convertTo<std::int64_t>(*pColumn) : convertTo<double>(*pColumn);
+}
+
+/// The same for channels of colours.
+void unifyColours(AttributeColumn& a, AttributeColumn& b) {
+    const auto isInt = [](const AttributeColumn& c) { return isOf<std::uint8_t>(c) || isOf<std::uint16_t>(c); };
+    const bool bInts = isInt(a) && isInt(b);
+    for (AttributeColumn* pColumn : {&a, &b}) {
+        const bool bByte = isOf<std::uint8_t>(*pColumn);
+        const double unit = bByte ? 255.0 : isOf<std::uint16_t>(*pColumn) ? 65535.0 : 1.0;
+        if (bInts && bByte)
+            convertTo<std::uint16_t>(*pColumn, 65535.0 / 255.0);
+        else if (!bInts)
+            convertTo<double>(*pColumn, 1.0 / unit);
+    }
+}
+
+/// Gives columns of one name one type.
+void unifyTypes(PointAttributes& a, PointAttributes& b) {
+    std::vector<std::pair<AttributeColumn*, AttributeColumn*>> vColours, vNumbers;  // before the first one changes
+    for (AttributeColumn& ofA : a.vColumns) {
+        for (AttributeColumn& ofB : b.vColumns) {
+            if (ofA.name != ofB.name || ofA.values.index() == ofB.values.index()) continue;
+            const bool bColours = a.kindOf(ofA) == AttributeKind::COLOUR && b.kindOf(ofB) == AttributeKind::COLOUR;
+            (bColours ? vColours : vNumbers).emplace_back(&ofA, &ofB);
+        }
+    }
+    for (const auto& [pA, pB] : vColours)
+        unifyColours(*pA, *pB);
+    for (const auto& [pA, pB] : vNumbers)
+        unifyNumbers(*pA, *pB);
+}
+
+AttributeColumn emptyLike(const AttributeColumn& column) {
+    const auto none = [](const auto& v) { return AttributeValues(std::decay_t<decltype(v)>()); };
+    return {column.name, std::visit(none, column.values), {}};
+}
+
+/// Appends unknown values up to that size.
+void fillColumn(AttributeColumn& column, std::size_t numRows) {
+    std::visit(
+        [&](auto& vValue) {
+            using T = ValueOf<decltype(vValue)>;
+            if (vValue.size() >= numRows) return;
+            if constexpr (std::is_integral_v<T>) {
+                column.vMissing.resize(vValue.size(), 0);
+                column.vMissing.resize(numRows, 1);
+            }
+            vValue.resize(numRows, unknownValue<T>());
+        },
+        column.values);
+}
+
+/// Moves the rows of one column behind those of another one of the same type.
+void appendColumn(AttributeColumn& column, AttributeColumn& more) {
+    const std::size_t numBefore = column.size();
+    std::visit(
+        [&](auto& vValue) {
+            const auto& vMore = std::get<std::decay_t<decltype(vValue)>>(more.values);
+            vValue.insert(vValue.end(), vMore.begin(), vMore.end());
+        },
+        column.values);
+    if (column.vMissing.empty() && more.vMissing.empty()) return;
+    column.vMissing.resize(numBefore, 0);
+    column.vMissing.insert(column.vMissing.end(), more.vMissing.begin(), more.vMissing.end());
+    column.vMissing.resize(column.size(), 0);
+}
+
+}  // namespace
+
+// ---- What a caller sees
+
+std::size_t AttributeColumn::size() const {
+    return std::visit([](const auto& v) { return v.size(); }, values);
+}
+
+bool AttributeColumn::isKnown(std::size_t row) const {
+    if (row < vMissing.size() && vMissing[row] != 0) return false;
+    return std::visit(
+        [row](const auto& v) {
+            if constexpr (std::is_floating_point_v<ValueOf<decltype(v)>>)
+                return !std::isnan(v[row]);
+            else
+                return true;
+        },
+        values);
+}
+
+double AttributeColumn::number(std::size_t row) const {
+    return std::visit([row](const auto& v) { return static_cast<double>(v[row]); }, values);
+}
+
+std::string AttributeColumn::typeName() const {
+    return TYPE_NAMES[values.index()];
+}
+
+std::size_t PointAttributes::numRows() const {
+    return vColumns.empty() ? 0 : vColumns.front().size();
+}
+
+const AttributeColumn* PointAttributes::find(const std::string& name) const {
+    const auto it = std::find_if(vColumns.begin(), vColumns.end(), [&](const auto& column) { return column.name == name; });
+    return it != vColumns.end() ? &*it : nullptr;
+}
+
+void PointAttributes::set(AttributeColumn column) {
+    const auto it =
+        std::find_if(vColumns.begin(), vColumns.end(), [&](const auto& other) { return other.name == column.name; });
+    if (it != vColumns.end())
+        *it = std::move(column);
+    else
+        vColumns.push_back(std::move(column));
+}
+
+bool PointAttributes::hasColour() const {
+    const auto three = findThree(*this, COLOUR_NAMES);
+    if (!three) return false;
+    if (isOf<std::uint8_t>(*three->front()) || isOf<std::uint16_t>(*three->front())) return true;
+    return std::all_of(three->begin(), three->end(), [](const AttributeColumn* p) { return isFraction(*p); });
+}
+
+AttributeKind PointAttributes::kindOf(const AttributeColumn& column) const {
+    if (isClassName(column.name)) return AttributeKind::CLASS;
+    if (isAmong(column.name, COLOUR_NAMES) && hasColour()) return AttributeKind::COLOUR;
+    if (isAmong(column.name, NORMAL_NAMES) && (isOf<float>(column) || isOf<double>(column)) &&
+        findThree(*this, NORMAL_NAMES))
+        return AttributeKind::NORMAL;
+    return AttributeKind::NUMBER;
+}
+
+PointAttributes PointAttributes::rows(const std::vector<std::size_t>& vRows) const {
+    PointAttributes chosen;
+    const auto gathered = [&vRows](const auto& v) {
+        std::decay_t<decltype(v)> vChosen;
+        vChosen.reserve(vRows.size());
+        for (const std::size_t row : vRows)
+            vChosen.push_back(v[row]);
+        return vChosen;
+    };
+    for (const AttributeColumn& column : vColumns) {
+        AttributeColumn& copy = chosen.vColumns.emplace_back();
+        copy.name = column.name;
+        copy.values = std::visit([&](const auto& v) { return AttributeValues(gathered(v)); }, column.values);
+        if (!column.vMissing.empty()) copy.vMissing = gathered(column.vMissing);
+    }
+    return chosen;
+}
+
+// ---- While a file is read
+
+std::size_t AttributeColumns::add(std::string_view name, AttributeValues values) {
+    const auto isTaken = [this](const std::string& text) {
+        return std::any_of(vColumn.begin(), vColumn.end(), [&](const auto& column) { return column.name == text; });
+    };
+    if (name.empty()) return NONE;
+    if (isFull()) {
+        ++numOthers;
+        return NONE;
+    }
+    std::string ownName = knownName(name);
+    for (int number = 2; isTaken(ownName); ++number)
+        ownName = std::string(name) + "_" + std::to_string(number);
+    vColumn.push_back({std::move(ownName), std::move(values), {}});
+    return vColumn.size() - 1;
+}
+
+void AttributeColumns::appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num) {
+    std::visit(
+        [&](auto& vValue) {
+            const std::size_t numBefore = vValue.size();
+            vValue.resize(numBefore + num);
+            for (std::uint64_t i = 0; i < num; ++i, p += stride)
+                vValue[numBefore + i] = loadNumber<ValueOf<decltype(vValue)>>(p);
+        },
+        vColumn[column].values);
+}
+
+void AttributeColumns::appendText(std::size_t column, std::string_view text) {
+    const bool bTaken = std::visit(
+        [&](auto& vValue) {
+            using T = ValueOf<decltype(vValue)>;
+            if constexpr (std::is_floating_point_v<T>) {
+                vValue.push_back(static_cast<T>(numberOf(text).value_or(unknownValue<double>())));
+                return true;
+            } else {
+                T value{};
+                const char* const end = text.data() + text.size();
+                const bool bNumber = !text.empty() && extractInt(text.data(), end, value) == end;
+                if (bNumber) vValue.push_back(value);
+                return bNumber;
+            }
+        },
+        vColumn[column].values);
+    if (!bTaken) appendUnknown(column);
+}
+
+void AttributeColumns::append(std::size_t column, double value) {
+    std::visit(
+        [value](auto& vValue) {
+            using T = ValueOf<decltype(vValue)>;
+            if constexpr (std::is_floating_point_v<T>)
+                vValue.push_back(static_cast<T>(value));
+            else
+                vValue.push_back(nearestInt<T>(value));
+        },
+        vColumn[column].values);
+}
+
+void AttributeColumns::fill(std::size_t column, std::size_t numRows) {
+    fillColumn(vColumn[column], numRows);
+}
+
+void AttributeColumns::fillAll(std::size_t numRows) {
+    for (AttributeColumn& column : vColumn)
+        fillColumn(column, numRows);
+}
+
+void AttributeColumns::chooseTypes() {
+    const auto isUnknown = [](const AttributeColumn& column) { return allKnown(column, [](double) { return false; }); };
+    std::erase_if(vColumn, isUnknown);
+    std::vector<AttributeColumn*> vChannel;
+    for (AttributeColumn& column : vColumn) {
+        if (isAmong(column.name, COLOUR_NAMES) || column.name == "alpha") vChannel.push_back(&column);
+        if (isClassName(column.name) &&
+            areWholeUpTo(column, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()))
+            convertTo<std::int32_t>(column);
+    }
+    const auto fit = [&vChannel](double most) {
+        return std::all_of(vChannel.begin(), vChannel.end(), [most](const auto* p) { return areWholeUpTo(*p, 0, most); });
+    };
+    const bool bBytes = fit(255), bShorts = fit(65535);
+    for (AttributeColumn* pColumn : vChannel) {
+        if (bBytes)
+            convertTo<std::uint8_t>(*pColumn);
+        else if (bShorts)
+            convertTo<std::uint16_t>(*pColumn);
+    }
+}
+
+void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
+    const auto fits = [this](std::size_t column) {
+        const auto& vValue = std::get<std::vector<std::uint16_t>>(vColumn[column].values);
+        return std::all_of(vValue.begin(), vValue.end(), [](std::uint16_t v) { return v <= 255; });
+    };
+    if (!std::all_of(vColumns.begin(), vColumns.end(), fits)) return;
+    for (const std::size_t column : vColumns)
+        convertTo<std::uint8_t>(vColumn[column]);
+}
+
+void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns) {
+    const auto isZero = [this](std::size_t column) {
+        return std::visit(
+            [](const auto& v) { return std::all_of(v.begin(), v.end(), [](auto value) { return value == 0; }); },
+            vColumn[column].values);
+    };
+    if (!std::all_of(vColumns.begin(), vColumns.end(), isZero)) return;
+    for (auto it = vColumns.rbegin(); it != vColumns.rend(); ++it)
+        vColumn.erase(vColumn.begin() + static_cast<std::ptrdiff_t>(*it));
+}
+
+// ---- Several files
+
+void requireRows(const PointAttributes& attributes, std::size_t numPoints) {
+    const std::size_t numRows = numPoints;
+    for (const AttributeColumn& column : attributes.vColumns)
+        ASSEX(column.size()==numRows);
+}
+
+void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
+                PointAttributes& attributes) {
+    PointAttributes file{std::move(vOfFile)};
+    unifyTypes(file, attributes);
+    for (AttributeColumn& column : file.vColumns) {
+        const auto it = std::find_if(attributes.vColumns.begin(), attributes.vColumns.end(),
+                                     [&](const auto& older) { return older.name == column.name; });
+        AttributeColumn& older = it != attributes.vColumns.end() ? *it : attributes.vColumns.emplace_back(emptyLike(column));
+        fillColumn(older, numBefore);
+        appendColumn(older, column);
+    }
+    for (AttributeColumn& column : attributes.vColumns)
+        fillColumn(column, numBefore + numOfFile);
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,120 @@
+// Columns of attributes while a file is read, and what readers and writers of them share.
+#pragma once
+
+#include <bit>
+#include <cmath>
+#include <cstddef>
+#include <cstdint>
+#include <limits>
+#include <string>
+#include <string_view>
+#include <type_traits>
+#include <utility>
+#include <vector>
+
+#include "kel.h"
+#include "littleEndian.h"
+
+namespace TARN_KEL {
+
+/// The number of a list of values that a visitor of AttributeValues gets.
+template <typename Vector>
+using ValueOf = typename std::decay_t<Vector>::value_type;
+
+/// What stands where a value isn't known.
+template <typename T>
+constexpr T unknownValue() {
+    if constexpr (std::is_floating_point_v<T>)
+        return std::numeric_limits<T>::quiet_NaN();
+    else
+        return 0;
+}
+
+template <typename T>
+AttributeValues noValues() {
+    return std::vector<T>();
+}
+
+/// A number as bytes, the low one first.
+template <typename T>
+T loadNumber(const char* p) {
+    using Bits = std::conditional_t<
+        sizeof(T) == 1, std::uint8_t,
+        std::conditional_t<sizeof(T) == 2, std::uint16_t, std::conditional_t<sizeof(T) == 4, std::uint32_t, std::uint64_t>>>;
+    return std::bit_cast<T>(loadInt<Bits>(p));
+}
+
+/// The whole number nearest to a value, within the range of its type; halves go up, also below 0.
+template <typename Int>
+Int nearestInt(double value) {
+    constexpr double LEAST = static_cast<double>(std::numeric_limits<Int>::min());
+    constexpr double END = static_cast<double>(std::numeric_limits<Int>::max() / 2 + 1) * 2.0;  // the first one too large
+    const double whole = std::floor(value + 0.5);
+    if (!(whole > LEAST)) return std::numeric_limits<Int>::min();
+    return whole < END ? static_cast<Int>(whole) : std::numeric_limits<Int>::max();
+}
+
+/// The columns of one file. Each takes the values of the points in turn.
+///
+/// A column that a point has no value for may be left behind; fill() makes up for that. Names are known by the words for
+/// what PointAttributes knows: see readPointFile().
+class AttributeColumns {
+public:
+    static constexpr std::size_t NONE = static_cast<std::size_t>(-1);
+    static constexpr std::size_t MAX_COLUMNS = 256;  ///< as each may take memory for points of other files
+
+    /// Adds an empty column; one whose name is taken gets a number behind it. Returns its number; NONE where it has no name
+    /// or there are too many.
+    std::size_t add(std::string_view name, AttributeValues values);
+    std::vector<AttributeColumn>& columns() { return vColumn; }
+    bool isFull() const { return vColumn.size() == MAX_COLUMNS; }
+    /// The number of columns that were left out: more than MAX_COLUMNS, or all.
+    std::size_t numLeftOut() const { return numOthers; }
+    void leaveOutAll() {
+        numOthers += vColumn.size();
+        vColumn.clear();
+    }
+
+    /// Appends values that lie as bytes, the low one first, a stride apart.
+    void appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num);
+    /// Appends the value of a text; an unknown one where it is none of the column's type.
+    void appendText(std::size_t column, std::string_view text);
+    /// Appends a value.
+    void append(std::size_t column, double value);
+    void appendUnknown(std::size_t column) { fill(column, size(column) + 1); }
+    /// Appends unknown values up to that size.
+    void fill(std::size_t column, std::size_t numRows);
+    void fillAll(std::size_t numRows);
+    /// Columns of doubles that a text without types has given: drops those without a known value, and gives colours and
+    /// classes of whole numbers a type of these.
+    void chooseTypes();
+    /// Gives columns of unsigned numbers of two bytes one, when all their values fit.
+    void narrowBytes(const std::vector<std::size_t>& vColumns);
+    /// Drops columns when all of them have no value but 0. vColumns: ascending.
+    void dropIfZero(const std::vector<std::size_t>& vColumns);
+
+private:
+    std::size_t size(std::size_t column) const { return vColumn[column].size(); }
+
+    std::vector<AttributeColumn> vColumn;
+    std::size_t numOthers = 0;
+};
+
+/// Throws unless there is no column or a row for each of so many points.
+void requireRows(const PointAttributes& attributes, std::size_t numPoints);
+
+/// Appends the rows of a file behind those of numBefore points.
+void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
+                PointAttributes& attributes);
+
+/// Calls use(column, value of full brightness) for red, green and blue in turn, when there is a colour.
+template <typename Use>
+void forColour(const PointAttributes& attributes, const Use& use) {
+    if (!attributes.hasColour()) return;
+    for (const char* name : {"red", "green", "blue"}) {
+        const AttributeColumn& column = *attributes.find(name);
+        use(column, column.typeName() == "uint8" ? 255.0 : column.typeName() == "uint16" ? 65535.0 : 1.0);
+    }
+}
+
+}  // namespace TARN_KEL

@@ -1,0 +1,434 @@
+// What points carry, in files: columns of every type, of several files, rows of points that are left out.
+#include "support/attributes.h"
+#include "support/fine.h"
+#include "support/las.h"
+#include "support/pcd.h"
+#include "support/pointReads.h"
+
+using namespace TARN_TEST;
+
+namespace {
+
+const std::vector<std::string> PLY_ENCODINGS{"ascii", "binary_little_endian", "binary_big_endian"};
+
+Points somePoints(std::size_t n) {
+    Random random(3);
+    const auto any = [&] { return static_cast<double>(pick(random, 1000)) / 8.0; };
+    Points vPoints;
+    while (vPoints.size() < n) {
+        const double x = any(), y = any();
+        vPoints.emplace_back(x, y, any());
+    }
+    return vPoints;
+}
+
+/// The columns of a file; the points must be those that are read without.
+PointAttributes read(const std::string& path) {
+    Points vPlain, vPoints;
+    PointAttributes attributes;
+    const CoutSilence silence;
+    EXPECT_TRUE(readPointFile(path, vPlain) && readPointFile(path, vPoints, attributes)) << path;
+    EXPECT_TRUE(areSame(vPoints, vPlain)) << path;
+    for (const AttributeColumn& column : attributes.vColumns)
+        EXPECT_EQ(column.size(), vPoints.size()) << column.name;
+    return attributes;
+}
+
+std::vector<double> numbers(const PointAttributes& attributes, const std::string& name) {
+    const AttributeColumn* const pColumn = attributes.find(name);
+    EXPECT_NE(pColumn, nullptr) << name;
+    std::vector<double> v;
+    for (std::size_t i = 0; pColumn != nullptr && i < pColumn->size(); ++i)
+        v.push_back(pColumn->isKnown(i) ? pColumn->number(i) : -999.0);
+    return v;
+}
+using Numbers = std::vector<double>;
+
+std::string typeOf(const PointAttributes& attributes, const std::string& name) {
+    return attributes.find(name) != nullptr ? attributes.find(name)->typeName() : "none";
+}
+
+}  // namespace
+
+TEST(AttributeFiles, PlyKeepsEveryTypeInEveryEncoding) {
+    const TempFolder folder;
+    const PointAttributes given = without(oneOfEachType(2000), {"of_int64", "of_uint64"});
+    const Points vPoints = somePoints(2000);
+    for (const std::string& encoding : PLY_ENCODINGS) {
+        folder.write("a.ply", plyFile(vPoints, given, encoding));
+        EXPECT_EQ(difference(read(folder.path("a.ply")), given), "") << encoding;
+    }
+    for (const bool bAscii : {true, false})
+        for (const Precision precision : {Precision::FLOAT, Precision::DOUBLE}) {
+            const CoutSilence silence;
+            std::string path = folder.path("b.ply");
+            EXPECT_TRUE(writePoints_auto(path, vPoints, bAscii, precision, given));
+            EXPECT_EQ(difference(read(path), given), "") << bAscii;
+        }
+}
+
+TEST(AttributeFiles, PlySaysWholeNumbersOf64BitsInATypeThatItHas) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    constexpr std::int64_t FAR = 4294967296;
+    const auto typeWritten = [&](AttributeColumn column) {
+        std::string path = folder.path("a.ply");
+        PointAttributes attributes;
+        attributes.set(std::move(column));
+        EXPECT_TRUE(writePoints_auto(path, somePoints(2), false, Precision::FLOAT, attributes));
+        const PointAttributes back = read(path);
+        EXPECT_EQ(numbers(back, "i"), numbers(attributes, "i"));
+        return typeOf(back, "i");
+    };
+    EXPECT_EQ(typeWritten(columnOf<std::int64_t>("i", {-5, 2147483647})), "int32");
+    EXPECT_EQ(typeWritten(columnOf<std::int64_t>("i", {0, FAR - 1})), "uint32");
+    EXPECT_EQ(typeWritten(columnOf<std::int64_t>("i", {-1, FAR})), "double");
+    EXPECT_EQ(typeWritten(columnOf<std::uint64_t>("i", {0, FAR - 1})), "uint32");
+    EXPECT_EQ(typeWritten(columnOf<std::uint64_t>("i", {0, FAR})), "double");
+}
+
+TEST(AttributeFiles, PlyTakesNamesAndWordsThatAreNone) {
+    const TempFolder folder;
+    const std::string head = "ply\nformat ascii 1.0\nelement vertex 2\nproperty float nx\nproperty float x\n";
+    const PointAttributes odd = read(folder.write(
+        "a.ply", head +
+                     "property list uchar int l\nproperty float y\nproperty uchar R\nproperty float z\nproperty short R\n"
+                     "property what w\nproperty uchar red\nend_header\nnan 1 2 7 7 2 300 3 5 oh 4\n.5 1 0 2 9 3 5 oh 4\n"));
+    EXPECT_EQ(numbers(odd, "nx"), Numbers({-999, 0.5}));
+    EXPECT_EQ(numbers(odd, "red"), Numbers({-999, 9})) << "300 is no uchar";
+    EXPECT_EQ(numbers(odd, "red_2"), Numbers({4, 4})) << "the name was taken by R";
+    EXPECT_EQ(odd.vColumns.size(), 3U) << "lists, unknown types and second properties of a name aren't columns";
+
+    PointAttributes named;
+    for (const char* name : {"x", "two words", "tab\tbed", "two_words"})
+        named.set(columnOf<std::uint8_t>(name, {1}));
+    std::string path = folder.path("b.ply");
+    const CoutSilence silence;
+    ASSERT_TRUE(writePoints_auto(path, somePoints(1), true, Precision::FLOAT, named));
+    EXPECT_EQ(read(path).vColumns.size(), 2U);
+    EXPECT_NE(read(path).find("two_words"), nullptr);
+
+    std::string many = head + "property float y\nproperty float z\n", row;
+    for (int i = 0; i < 400; ++i, row += " 1")
+        many += "property char c" + std::to_string(i) + "\n";
+    EXPECT_EQ(read(folder.write("c.ply", many + "end_header\n1 2 3 4" + row + "\n5 6 7 8" + row)).vColumns.size(), 256U);
+}
+
+TEST(AttributeFiles, LasHasIntensityClassAndColourOfEveryFormat) {
+    constexpr std::array<std::size_t, 11> COLOUR_BYTES{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
+    const TempFolder folder;
+    const Points vPoints = somePoints(300);
+    for (unsigned format = 0; format <= 10; ++format) {
+        std::string bytes = lasFile(vPoints, {4, format, 3});
+        const std::size_t length = (bytes.size() - 375) / vPoints.size(), colour = COLOUR_BYTES.at(format);
+        Numbers vIntensity, vClass, vRed, vBlue;
+        for (std::size_t i = 0; i < vPoints.size(); ++i) {
+            const std::size_t record = 375 + i * length;
+            putNumber(bytes, record + 12, 65535 - i, 2);
+            putNumber(bytes, record + (format < 6 ? 15 : 16), i % 32 + (format < 6 ? 32 * (i % 8) : 0), 1);
+            for (std::size_t k = 0; colour > 0 && k < 3; ++k)
+                putNumber(bytes, record + colour + 2 * k, i * (k + 1), 2);
+            vIntensity.push_back(65535.0 - static_cast<double>(i));
+            vClass.push_back(static_cast<double>(i % 32));
+            vRed.push_back(static_cast<double>(i));
+            vBlue.push_back(static_cast<double>(3 * i));
+        }
+        const std::string path = folder.write("a.las", bytes);
+        const PointAttributes all = read(path);
+        EXPECT_EQ(numbers(all, "intensity"), vIntensity);
+        EXPECT_EQ(numbers(all, "classification"), vClass) << format;
+        EXPECT_EQ(all.hasColour(), colour > 0) << format;
+        if (colour == 0) continue;
+        EXPECT_EQ(numbers(all, "red"), vRed);
+        EXPECT_EQ(numbers(all, "blue"), vBlue);
+        EXPECT_EQ(typeOf(all, "red"), "uint16");
+
+        Points vSome;
+        PointAttributes ofSome;
+        std::size_t numOthers = 0;
+        ASSERT_TRUE(readPoints_LAS(path.c_str(), {1, 30, 31}, vSome, numOthers, ofSome));
+        std::vector<std::size_t> vRow;
+        for (std::size_t i = 0; i < vPoints.size(); ++i)
+            if (i % 32 == 1 || i % 32 >= 30) vRow.push_back(i);
+        EXPECT_EQ(difference(ofSome, all.rows(vRow)), "") << format;
+        EXPECT_EQ(vSome.size(), vRow.size());
+    }
+}
+
+TEST(AttributeFiles, LasLeavesOutWhatNobodyKnows) {
+    const TempFolder folder;
+    std::string bytes = lasFile(somePoints(2), {2, 2});
+    for (const std::size_t record : {227U, 253U})
+        for (std::size_t byte = 12; byte < 26; ++byte)
+            putNumber(bytes, record + byte, 0, 1);
+    EXPECT_TRUE(read(folder.write("a.las", bytes)).empty());
+    putNumber(bytes, 253 + 22, 255, 2);
+    const PointAttributes eightBits = read(folder.write("a.las", bytes));
+    EXPECT_EQ(typeOf(eightBits, "green"), "uint8") << "colours up to 255 have 8 bits";
+    EXPECT_EQ(numbers(eightBits, "green"), Numbers({0, 255}));
+    EXPECT_EQ(eightBits.vColumns.size(), 3U);
+}
+
+TEST(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
+    const TempFolder folder;
+    const Points vPoints = somePoints(3);
+    const std::string path = folder.path("a.las");
+    const auto rewritten = [&](const std::vector<AttributeColumn>& vColumns) {
+        PointAttributes attributes;
+        attributes.vColumns = vColumns;
+        EXPECT_TRUE(writePoints_LAS(path.c_str(), vPoints, attributes));
+        return read(path);
+    };
+    const auto colours = [](auto type, double most) {
+        using T = decltype(type);
+        const auto at = [most](double share) { return static_cast<T>(share * most); };
+        return std::vector<AttributeColumn>{columnOf<T>("red", {at(0), at(1), at(0.6)}),
+                                            columnOf<T>("green", {at(1), at(0.2), at(0)}),
+                                            columnOf<T>("blue", {at(0), at(0), at(0.4)})};
+    };
+    const Numbers vRed{0, 65535, 39321};
+    EXPECT_EQ(numbers(rewritten(colours(std::uint8_t{}, 255)), "red"), vRed);
+    EXPECT_EQ(numbers(rewritten(colours(std::uint16_t{}, 65535)), "red"), vRed);
+    EXPECT_EQ(numbers(rewritten(colours(double{}, 1)), "red"), vRed);
+    EXPECT_TRUE(rewritten(colours(double{}, 1.5)).empty()) << "no colour";
+    const PointAttributes both = rewritten(
+        {columnOf<double>("intensity", {1, NOT_A_NUMBER, 65535}), columnOf<std::int32_t>("classification", {31, 0, 2})});
+    EXPECT_EQ(numbers(both, "intensity"), Numbers({1, 0, 65535}));
+    EXPECT_EQ(numbers(both, "classification"), Numbers({31, 0, 2}));
+    EXPECT_TRUE(
+        rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {32, 1, 1})}).empty());
+}
+
+TEST(AttributeFiles, PcdHasAColumnForEachNumberOfItsFields) {
+    const TempFolder folder;
+    const Points vPoints = somePoints(3);
+    const PcdFields vField{{"i", 'U', 8},    {"x"},         {"_", 'U', 4, 2}, {"normal_x"},   {"y"},
+                           {"f", 'I', 2, 3}, {"z", 'F', 8}, {"c", 'F', 8},    {"bad", 'X', 4}};
+    for (const std::string encoding : {"ascii", "binary", "binary_compressed"}) {
+        const PointAttributes attributes = read(folder.write("a.pcd", pcdFile(vPoints, encoding, vField)));
+        const std::vector<std::pair<std::string, std::string>> vExpected{
+            {"i", "uint64"}, {"nx", "float"}, {"f", "int16"}, {"f_1", "int16"}, {"f_2", "int16"}, {"c", "double"}};
+        ASSERT_EQ(attributes.vColumns.size(), vExpected.size()) << encoding;
+        for (const auto& [name, type] : vExpected) {
+            EXPECT_EQ(typeOf(attributes, name), type) << encoding << name;
+            EXPECT_EQ(numbers(attributes, name), Numbers({7, 7, 7})) << encoding << name;
+        }
+    }
+}
+
+TEST(AttributeFiles, PcdUnpacksColours) {
+    const TempFolder folder;
+    const Points vPoints = somePoints(2);
+    const auto head = [](const std::string& fields, const std::string& type) {
+        return "FIELDS x " + fields + " y z\nSIZE 4 4 4 4\nTYPE F " + type + " F F\nPOINTS 2\nDATA ";
+    };
+    std::string binary = head("rgba", "F") + "binary\n";
+    for (const std::uint32_t colour : {0x80FF2001U, 0x00010203U})
+        for (const std::uint32_t bits : {0U, colour, 0U, 0U}) {
+            binary.append(4, '\0');
+            putNumber(binary, binary.size() - 4, bits, 4);
+        }
+    const float packed = std::bit_cast<float>(0x00FF2001U), alpha = std::bit_cast<float>(0x80FF2001U);
+    const auto text = [](float value) {
+        std::ostringstream out;
+        out.precision(9);
+        out << value;
+        return out.str();
+    };
+    for (const std::string& file :
+         {binary, head("rgb", "U") + "ascii\n0 16719873 0 0\n1 66051 1 1\n",
+          head("rgb", "F") + "ascii\n0 16719873 0 0\n1 66051 1 1\n",
+          head("rgb", "F") + "ascii\n0 " + text(packed) + " 0 0\n1 " + text(std::bit_cast<float>(0x010203U)) + " 1 1\n",
+          head("rgba", "F") + "ascii\n0 " + text(alpha) + " 0 0\n1 66051 1 1\n"}) {
+        const PointAttributes attributes = read(folder.write("a.pcd", file));
+        EXPECT_EQ(numbers(attributes, "red"), Numbers({255, 1})) << file;
+        EXPECT_EQ(numbers(attributes, "green"), Numbers({32, 2}));
+        EXPECT_EQ(numbers(attributes, "blue"), Numbers({1, 3}));
+        const bool bAlpha = file.find("rgba") != std::string::npos;
+        EXPECT_EQ(attributes.vColumns.size(), bAlpha ? 4U : 3U);
+        if (bAlpha) {
+            EXPECT_EQ(numbers(attributes, "alpha"), Numbers({128, 0}));
+        }
+    }
+}
+
+TEST(AttributeFiles, TextsHaveColumnsByTheirFirstPointOrTheirHeader) {
+    const TempFolder folder;
+    const PointAttributes pts = read(folder.write("a.pts", "2\n1 2 3 -7 255 0 9\n4 5 6 x 1\n1\n7 8 9 0.5 300 1 1 8\n"));
+    EXPECT_EQ(numbers(pts, "intensity"), Numbers({-7, -999, 0.5}));
+    EXPECT_EQ(numbers(pts, "red"), Numbers({255, 1, 300}));
+    EXPECT_EQ(numbers(pts, "blue"), Numbers({9, -999, 1}));
+    EXPECT_EQ(typeOf(pts, "red"), "uint16");
+    EXPECT_EQ(read(folder.write("a.pts", "1\n1 2 3 4\n")).vColumns.size(), 1U);
+    EXPECT_EQ(read(folder.write("a.pts", "1\n1 2 3 4 5 6\n")).vColumns.size(), 3U);
+    EXPECT_TRUE(read(folder.write("a.pts", "1\n1 2 3\n2\n1 2 3 4\n1 2 3 4")).empty());
+
+    const std::string pose = "0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n";
+    const PointAttributes ptx =
+        read(folder.write("a.ptx", "1\n3\n" + pose + "1 2 3 0.5 1 2 3\n0 0 0 0.5 9 9 9\n4 5 6 1 4 5 6\n"));
+    EXPECT_EQ(numbers(ptx, "intensity"), Numbers({0.5, 1}));
+    EXPECT_EQ(numbers(ptx, "green"), Numbers({2, 5})) << "a missing point has no row";
+    EXPECT_EQ(typeOf(ptx, "green"), "uint8");
+
+    const PointAttributes csv = read(folder.write(
+        "a.csv", "R,name,y,\"Label\",G,x,B,z,size,z\n1,a,0,3,2,0,3,0,1.5,8\n4,b,0,,5,0,6,0\n7,c,0,-1,8,0,9,0,\"2\",8\n"));
+    EXPECT_EQ(csv.vColumns.size(), 5U) << "no name, no second z";
+    EXPECT_EQ(numbers(csv, "red"), Numbers({1, 4, 7}));
+    EXPECT_EQ(typeOf(csv, "red"), "uint8");
+    EXPECT_EQ(numbers(csv, "Label"), Numbers({3, -999, -1}));
+    EXPECT_EQ(typeOf(csv, "Label"), "int32");
+    EXPECT_EQ(numbers(csv, "size"), Numbers({1.5, -999, 2}));
+    EXPECT_TRUE(csv.hasColour());
+    const PointAttributes fractions = read(folder.write("a.csv", "x;y;z;r;g;b\n0;0;0;1;0.5;0\n"));
+    EXPECT_EQ(typeOf(fractions, "red"), "double");
+    EXPECT_TRUE(fractions.hasColour());
+}
+
+TEST(AttributeFiles, AHeaderAloneTakesNoMemory) {
+    const TempFolder folder;
+    std::string header = "x,y,z", rows;
+    for (int i = 0; i < 250; ++i)
+        header += ",c" + std::to_string(i);
+    for (int i = 0; i < 5000; ++i)
+        rows += "1,2,3\n";
+    std::string last = "1,2,3";
+    for (int i = 0; i < 250; ++i)
+        last += ",4";
+    EXPECT_EQ(read(folder.write("a.csv", header + "\n" + last + "\n" + last)).vColumns.size(), 250U);
+    EXPECT_TRUE(read(folder.write("a.csv", header + "\n" + rows + last)).empty()) << "a hundred times the bytes of the file";
+}
+
+TEST(AttributeFiles, SeveralFilesBecomeOneCloud) {
+    const TempFolder folder;
+    const auto file = [&](const std::string& name, const std::string& header, const std::string& rows) {
+        return folder.write(name, "x,y,z," + header + "\n" + rows);
+    };
+    Points vPoints;
+    PointAttributes attributes;
+    const auto add = [&](const std::string& path) { EXPECT_TRUE(readPointFile(path, vPoints, attributes)); };
+    add(folder.write("a.xyz", "1 2 3\n"));
+    EXPECT_TRUE(attributes.empty());
+    add(file("b.csv", "red,green,blue,label,q", "0,0,0,255,51,0,7,1.5\n"));
+    add(file("c.csv", "q,red,green,blue,label", "0,0,0,2,1000,0,65535,8\n0,0,0,3,0,0,0,9\n"));
+    add(folder.write("d.xyz", "1 2 3\n"));
+    EXPECT_EQ(vPoints.size(), 5U);
+    EXPECT_EQ(typeOf(attributes, "red"), "uint16");
+    EXPECT_EQ(numbers(attributes, "red"), Numbers({-999, 65535, 1000, 0, -999}));
+    EXPECT_EQ(numbers(attributes, "green"), Numbers({-999, 13107, 0, 0, -999}));
+    EXPECT_EQ(numbers(attributes, "label"), Numbers({-999, 7, 8, 9, -999}));
+    EXPECT_EQ(numbers(attributes, "q"), Numbers({-999, 1.5, 2, 3, -999}));
+    add(file("e.csv", "red,green,blue,label", "0,0,0,0.5,0.25,1,0.5\n"));
+    EXPECT_EQ(typeOf(attributes, "red"), "double");
+    EXPECT_TRUE(attributes.hasColour());
+    EXPECT_EQ(numbers(attributes, "red"), Numbers({-999, 1, 1000.0 / 65535.0, 0, -999, 0.5}));
+    EXPECT_EQ(numbers(attributes, "label"), Numbers({-999, 7, 8, 9, -999, 0.5}));
+    expectFails("column.size()==numRows", [&] { readPointFile("b.csv", vPoints = {}, attributes); });
+}
+
+TEST(AttributeFiles, WholeNumbersOfDifferentTypesStayWhole) {
+    const TempFolder folder;
+    const auto joined = [&](const AttributeColumn& first, const AttributeColumn& second) {
+        Points vPoints;
+        PointAttributes attributes;
+        for (const AttributeColumn& column : {first, second}) {
+            PointAttributes one;
+            one.set(column);
+            readPointFile(folder.write("a.ply", plyFile(somePoints(1), one, "binary_little_endian")), vPoints, attributes);
+        }
+        return attributes;
+    };
+    const PointAttributes whole = joined(columnOf<std::uint32_t>("i", {4294967295U}), columnOf<std::int8_t>("i", {-1}));
+    EXPECT_EQ(typeOf(whole, "i"), "int64");
+    EXPECT_EQ(numbers(whole, "i"), Numbers({4294967295.0, -1}));
+    const PointAttributes mixed = joined(columnOf<std::int16_t>("i", {-5}), columnOf<float>("i", {0.5F}));
+    EXPECT_EQ(typeOf(mixed, "i"), "double");
+    EXPECT_EQ(numbers(mixed, "i"), Numbers({-5, 0.5}));
+}
+
+TEST(AttributeFiles, ACutFileGivesNeitherPointsNorRows) {
+    const TempFolder folder;
+    const Points vPoints = somePoints(3);
+    const PointAttributes given = without(oneOfEachType(3), {"of_int64", "of_uint64"});
+    std::vector<std::pair<std::string, std::string>> vFile{{"a.las", lasFile(vPoints, {2, 3, 2, 5})}};
+    for (const std::string& encoding : PLY_ENCODINGS)
+        vFile.emplace_back("a.ply", plyFile(vPoints, given, encoding));
+    for (const std::string encoding : {"ascii", "binary", "binary_compressed"})
+        vFile.emplace_back("a.pcd", pcdFile(vPoints, encoding, {{"rgb"}, {"x"}, {"y"}, {"z"}, {"i", 'U', 2, 2}}));
+    for (const auto& [name, whole] : vFile) {
+        const bool bText = whole.find("ascii") != std::string::npos;  // whose last words may be cut, or lack a line's end
+        for (std::size_t length = 0; length + (bText ? 20 : 0) < whole.size() && !HasFailure(); ++length) {
+            const std::string path = folder.write(name, whole.substr(0, length));
+            Points vOlder{{7, 8, 9}};
+            PointAttributes older;
+            older.set(columnOf<float>("i", {1}));
+            const CoutSilence silence;
+            EXPECT_FALSE(readPointFile(path, vOlder, older)) << name << length;
+            EXPECT_TRUE(vOlder.size() == 1 && older.vColumns.size() == 1 && older.numRows() == 1) << name << length;
+        }
+    }
+}
+
+TEST(AttributeFiles, LyingCountsAreRefused) {
+    const TempFolder folder;
+    const PointAttributes given = without(oneOfEachType(3), {"of_int64", "of_uint64"});
+    for (const std::string& count : lyingCounts(3)) {
+        Points vPoints;
+        PointAttributes attributes;
+        const CoutSilence silence;
+        for (const std::string& encoding : PLY_ENCODINGS) {
+            std::string file = plyFile(somePoints(3), given, encoding);
+            file.replace(file.find("vertex 3") + 7, 1, count);
+            EXPECT_FALSE(readPointFile(folder.write("a.ply", file), vPoints, attributes)) << encoding << count;
+        }
+        std::string file = pcdFile(somePoints(3), "binary", {{"x"}, {"y"}, {"z"}, {"i", 'U', 2, 2}});
+        file.replace(file.find("COUNT 1 1 1 2") + 12, 1, count == "4" ? "5" : count);
+        EXPECT_FALSE(readPointFile(folder.write("a.pcd", file), vPoints, attributes)) << count;
+        EXPECT_TRUE(vPoints.empty() && attributes.empty());
+    }
+}
+
+TEST(AttributeFiles, MeshesKeepTheRowsOfTheirVertices) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    const MeshPtr pMesh = meshOf(sheet(5, 4));
+    std::vector<Point3*> vVertices;
+    pMesh->getPoints(vVertices);
+    const PointAttributes given = without(oneOfEachType(vVertices.size()), {"of_int64", "of_uint64"});
+    for (const bool bAscii : {true, false}) {
+        const std::string path = folder.path("a.ply");
+        ASSERT_TRUE(writeMesh_auto(path, pMesh, bAscii, Precision::DOUBLE, given));
+        Points vRead;
+        PointAttributes back;
+        ASSERT_TRUE(readPointFile(path, vRead, back));
+        ASSERT_EQ(vRead.size(), vVertices.size());
+        std::vector<std::size_t> vRow;  // of each vertex in the file, whose order is another
+        for (const Point3* pVertex : vVertices)
+            vRow.push_back(static_cast<std::size_t>(std::find(vRead.begin(), vRead.end(), *pVertex) - vRead.begin()));
+        EXPECT_EQ(difference(back.rows(vRow), given), "") << bAscii;
+        EXPECT_NE(vRow, sorted(vRow)) << "the test needs another order";
+        writeMesh_auto(folder.path("b.ply"), pMesh, bAscii, Precision::DOUBLE);
+        writeMesh_auto(folder.path("c.ply"), pMesh, bAscii, Precision::DOUBLE, {});
+        EXPECT_EQ(folder.read("b.ply"), folder.read("c.ply"));
+    }
+    expectFails("column.size()==numRows",
+                [&] { writeMesh_auto(folder.path("d.ply"), pMesh, false, Precision::FLOAT, oneOfEachType(3)); });
+    expectFails("column.size()==numRows",
+                [&] { toObj(pMesh, folder.path("d.obj"), Precision::FLOAT, false, oneOfEachType(3)); });
+}
+
+TEST(AttributeFiles, ObjHasColoursBehindCoordinates) {
+    const TempFolder folder;
+    const CoutSilence silence;
+    const MeshPtr pMesh = meshOf(sheet(1, 1));
+    PointAttributes attributes;
+    for (const char* name : {"red", "green", "blue"})
+        attributes.set(columnOf<std::uint8_t>(name, {0, 255, 51, 102}));
+    ASSERT_TRUE(toObj(pMesh, folder.path("a.obj"), Precision::FLOAT, true, attributes));
+    ASSERT_TRUE(toObj(pMesh, folder.path("b.obj"), Precision::FLOAT, true));
+    std::istringstream coloured(folder.read("a.obj")), plain(folder.read("b.obj"));
+    const std::vector<std::string> vColour{" 0 0 0", " 1 1 1", " 0.2 0.2 0.2", " 0.4 0.4 0.4"};
+    std::size_t vertex = 0;
+    for (std::string line, plainLine; std::getline(coloured, line) && std::getline(plain, plainLine);)
+        EXPECT_EQ(line, plainLine.rfind("v ", 0) == 0 ? plainLine + vColour.at(vertex++) : plainLine);
+    EXPECT_EQ(vertex, 4U);
+}

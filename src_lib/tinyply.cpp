@@ -661,7 +661,7 @@ void PlyFile::add_properties_to_element(const std::string& elementKey, const std
     }
 }
 
-void PlyFile::set_text_digits(int digits) {
+void PlyFile::setTextDigits(int digits) {
     pImpl->textDigits = digits;
 }
 

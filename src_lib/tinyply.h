@@ -134,7 +134,7 @@ public:
                                    std::size_t count, std::uint8_t* data, Type listType, std::uint32_t listCount);
     /// The significant digits of floating point numbers, as text, in the properties that are added from now on. 0, as at
     /// first: those of the stream.
-    void set_text_digits(int digits);
+    void setTextDigits(int digits);
     /// Writes header and body. Binary is little endian, or big endian if a big endian header was parsed before. Errors of
     /// the stream show in its state. Throws for a property without data.
     void write(std::ostream& out, bool isBinary);

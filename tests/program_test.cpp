@@ -1,6 +1,9 @@
 // The command line program as a user meets it: exit status, files, and what it prints where.
 #include <sys/wait.h>
 
+#include <cstring>
+#include <nlohmann/json.hpp>
+
 #include "support/TempFolder.h"
 #include "support/binary_stl.h"
 #include "support/las.h"
@@ -617,7 +620,7 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     for (const std::string options : {"", "--flip --smooth 1", "--reduce 0.05 20", "--plain", "--normals"}) {
         const Outcome outcome = run("reconstruct scan.csv mesh.ply --json report.json " + options);
         ASSERT_EQ(outcome.status, 0) << options << outcome.err;
-        EXPECT_EQ(countIn(outcome.out, "carried over from the points: red, green, blue, label, height, nx, ny, nz\n"), 1);
+        EXPECT_EQ(countIn(outcome.out, "carried over: red, green, blue, label, height, nx, ny, nz\n"), 1);
         EXPECT_EQ(countIn(folder.read("report.json"), "\"label\": \"int32\""), 2) << "of the input and the output";
         std::vector<Point3> vVertices;
         const PointAttributes made = columns("mesh.ply", vVertices);
@@ -640,7 +643,7 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
     EXPECT_TRUE(columns("mesh.ply", vBare).empty());
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over from the points: red, green, blue\n"), 1);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue\n"), 1);
     EXPECT_GT(countIn(folder.read("mesh.obj"), " 0 1 0.0392157\n"), 500);
     EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
 
@@ -665,4 +668,109 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     std::vector<Point3> vLas;
     EXPECT_TRUE(columns("some.las", vLas).hasColour());
     EXPECT_EQ(vLas.size(), 6000U);
+}
+
+TEST_F(ProgramTest, keepsWhatVerticesCarryWhenAMeshChanges) {
+    scan("sphere --points 3000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin bare.ply --precision double").status, 0);
+    const CoutSilence silence;
+    std::vector<Point3> vVertices = points("bare.ply");
+    std::vector<float> vHeight;
+    std::vector<std::uint8_t> vClass;
+    for (const Point3& p : vVertices) {
+        vHeight.push_back(static_cast<float>(p.z()));
+        vClass.push_back(p.x() > 0.0 ? 7 : 2);
+    }
+    PointAttributes given;
+    given.vColumns = {{"height", vHeight, {}}, {"class", vClass, {}}};
+    std::string cloud = folder.path("cloud.ply");
+    ASSERT_TRUE(writePoints_auto(cloud, vVertices, false, Precision::DOUBLE, given));
+    ASSERT_EQ(run("fit bare.ply cloud.ply mesh.ply --precision double").status, 0) << "those of the cloud";
+    for (const std::string command : {"reduce mesh.ply o.ply --ratio 0.3", "smooth mesh.ply o.ply --taubin 5",
+                                      "flip mesh.ply o.ply", "fill mesh.ply o.ply --max-edges 5", "manifold mesh.ply o.ply",
+                                      "convert mesh.ply o.ply --ascii", "fit mesh.ply scan.bin o.ply"}) {
+        ASSERT_EQ(run(command).status, 0) << command;
+        std::vector<Point3> vChanged;
+        PointAttributes kept;
+        ASSERT_TRUE(readPointFile(folder.path("o.ply"), vChanged, kept));
+        ASSERT_EQ(kept.vColumns.size(), 2U) << command;
+        ASSERT_EQ(kept.find("height")->typeName(), "float");
+        for (std::size_t i = 0; i < vChanged.size(); ++i) {
+            ASSERT_NEAR(kept.find("height")->number(i), vChanged[i].z(), 0.1) << command;
+            if (std::abs(vChanged[i].x()) > 0.15) {
+                ASSERT_EQ(kept.find("class")->number(i), vChanged[i].x() > 0.0 ? 7 : 2) << command;
+            }
+        }
+        EXPECT_EQ(run(command + " --no-attributes").status, 0);
+        EXPECT_EQ(countIn(run("info o.ply").out, "columns"), 0) << command;
+    }
+}
+
+TEST_F(ProgramTest, writesGlbThatSaysWhatAPlySays) {
+    folder.write("mesh.ply",
+                 "ply\nformat ascii 1.0\nelement vertex 4\nproperty double x\nproperty double y\nproperty double z\n"
+                 "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty float h(m)\nelement face 2\n"
+                 "property list uchar int vertex_indices\nend_header\n5000000.25 100 -3 255 0 128 1.5\n"
+                 "5000001 100 -3 255 0 128 nan\n5000000 101.5 -3.125 255 0 128 3\n5000003 101 7 0 255 128 -4\n"
+                 "3 0 1 2\n3 1 3 2\n");
+    ASSERT_EQ(run("convert mesh.ply mesh.glb --normals").status, 0);
+    ASSERT_EQ(run("convert mesh.ply copy.ply --precision double").status, 0);
+    const std::string file = folder.read("mesh.glb");
+    const auto number = [&file](std::size_t pos) {
+        std::uint32_t value = 0;
+        std::memcpy(&value, file.data() + pos, sizeof value);
+        return value;
+    };
+    ASSERT_EQ(file.substr(0, 4), "glTF");
+    ASSERT_EQ(number(4), 2U);
+    ASSERT_EQ(number(8), file.size());
+    const std::size_t textLength = number(12), first = 28 + textLength;
+    ASSERT_EQ(file.substr(16, 4) + file.substr(first - 4, 4), std::string("JSONBIN\0", 8));
+    ASSERT_EQ(first + number(first - 8), file.size());
+    const auto json = nlohmann::json::parse(file.substr(20, textLength));
+    ASSERT_EQ(json["buffers"][0]["byteLength"], file.size() - first);
+
+    // The values of an accessor, as doubles; its view must be just long enough for them.
+    const auto read = [&](const nlohmann::json& accessor) {
+        const std::map<std::string, std::size_t> mNum{{"SCALAR", 1}, {"VEC3", 3}, {"VEC4", 4}};
+        const int type = accessor["componentType"];
+        const std::size_t width = type == 5123 ? 2 : 4,
+                          num = mNum.at(accessor["type"]) * accessor["count"].get<std::size_t>();
+        const auto& view = json["bufferViews"][accessor["bufferView"].get<std::size_t>()];
+        const std::size_t begin = view["byteOffset"];
+        EXPECT_EQ(view["byteLength"], num * width);
+        EXPECT_TRUE(begin % 4 == 0 && first + begin + num * width <= file.size());
+        std::vector<double> v;
+        for (std::size_t i = 0; i < num; ++i) {
+            const std::uint32_t bits = number(first + begin + i * width);
+            float single = 0;
+            std::memcpy(&single, &bits, sizeof bits);
+            v.push_back(type == 5126 ? double{single} : static_cast<double>(type == 5123 ? bits & 0xffffU : bits));
+        }
+        return v;
+    };
+    const auto& primitive = json["meshes"][0]["primitives"][0];
+    const auto attribute = [&](const char* name) {
+        return json["accessors"][primitive["attributes"][name].get<std::size_t>()];
+    };
+    const std::vector<double> vPlace = read(attribute("POSITION")), vColour = read(attribute("COLOR_0"));
+    const std::vector<double> vIndex = read(json["accessors"][primitive["indices"].get<std::size_t>()]);
+    for (std::size_t axis = 0; axis < 3; ++axis)
+        for (std::size_t i = axis; i < vPlace.size(); i += 3) {
+            EXPECT_GE(vPlace[i], attribute("POSITION")["min"][axis].get<double>());
+            EXPECT_LE(vPlace[i], attribute("POSITION")["max"][axis].get<double>());
+        }
+    std::vector<Point3> vCorners;
+    ASSERT_TRUE(readTriangles_auto(folder.path("copy.ply"), vCorners));
+    ASSERT_EQ(vIndex.size(), vCorners.size());
+    const auto move = json["nodes"][0]["translation"].get<std::array<double, 3>>();
+    for (std::size_t i = 0; i < vIndex.size(); ++i) {
+        const auto k = 3 * static_cast<std::size_t>(vIndex[i]);
+        EXPECT_EQ(Point3(vPlace[k] + move[0], vPlace[k + 1] + move[1], vPlace[k + 2] + move[2]), vCorners[i]);
+        const bool bLast = vCorners[i].x() > 5000002;
+        EXPECT_EQ(vColour.at(k / 3 * 4), bLast ? 0 : 65535);
+        EXPECT_EQ(vColour.at(k / 3 * 4 + 2), 14146) << "the light of 128: 0.21586";
+    }
+    EXPECT_EQ(sorted(read(attribute("_H_M_"))), (std::vector<double>{-4, 0, 1.5, 3}));
+    EXPECT_EQ(read(attribute("NORMAL")).size(), 12U);
 }

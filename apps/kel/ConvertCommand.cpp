@@ -1,6 +1,7 @@
 // kel convert: a file in another format.
 #include <memory>
 
+#include "CarriedColumns.h"
 #include "FileKinds.h"
 #include "PointInput.h"
 #include "commands.h"
@@ -21,7 +22,10 @@ void convertMesh(const ConvertOptions& options, Program& program) {
     if (!options.input.choice.isAll())
         throw Failure("Points are chosen from " + in + ", which is a mesh: write them as .xyz, .txt, .asc, .bin or .las");
     program.requireMeshOutput(options.out, in);
-    program.writeMesh(options.out, program.readMesh(in, false), options.bAscii);
+    CarriedColumns columns;
+    if (options.bAttributes) columns = columnsOfVertices(in, options.out, program);
+    const MeshPtr pMesh = program.readMesh(in, false);
+    program.writeMesh(options.out, pMesh, options.bAscii, columns.onto(pMesh, 0.0, program));
 }
 
 void convertPoints(const ConvertOptions& options, Program& program) {
@@ -55,7 +59,7 @@ void addConvertCommand(CLI::App& app, Program& program) {
     addPointFiles(command, program, pOptions->input, pOptions->out,
                   "A mesh: .ply, .stl, .obj or .off; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a "
                   "mesh file without faces, except an .stl",
-                  "A mesh: .ply, .stl, .obj, .off or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, "
+                  "A mesh: .ply, .stl, .obj, .off, .glb or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, "
                   ".las, .ply or .list");
     addPointChoice(command, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");

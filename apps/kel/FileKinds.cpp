@@ -74,11 +74,11 @@ bool isTriangleFile(const std::string& filename) {
 }
 
 bool isMeshOutput(const std::string& filename) {
-    return isTriangleFile(filename) || isListFile(filename);
+    return isTriangleFile(filename) || isGlbFile(filename) || isListFile(filename);
 }
 
 bool holdsVertexAttributes(const std::string& filename) {
-    return isPlyFile(filename) || isObjFile(filename);
+    return isPlyFile(filename) || isGlbFile(filename) || isObjFile(filename);
 }
 
 bool holdsPointAttributes(const std::string& filename) {
@@ -103,6 +103,10 @@ bool isObjFile(const std::string& filename) {
 
 bool isOffFile(const std::string& filename) {
     return meshFormat(filename) == MeshFormat::OFF;
+}
+
+bool isGlbFile(const std::string& filename) {
+    return filename.ends_with(".glb") || filename.ends_with(".GLB") || filename.ends_with(".Glb");
 }
 
 bool isListFile(const std::string& filename) {

@@ -16,9 +16,9 @@ bool isPointFile(const std::string& filename);
 bool isPointInput(const std::string& filename);
 /// Triangles can be read from the file, and written: .ply, .stl, .obj, .off.
 bool isTriangleFile(const std::string& filename);
-/// A mesh can be written to the file: the same and .list.
+/// A mesh can be written to the file: the same, .glb and .list.
 bool isMeshOutput(const std::string& filename);
-/// What vertices carry can be written to the file: .ply, and of .obj the colours.
+/// What vertices carry can be written to the file: .ply, .glb, and of .obj the colours.
 bool holdsVertexAttributes(const std::string& filename);
 /// What points carry can be written to the file: .ply, .las.
 bool holdsPointAttributes(const std::string& filename);
@@ -28,6 +28,8 @@ bool isPlyFile(const std::string& filename);
 bool isStlFile(const std::string& filename);
 bool isObjFile(const std::string& filename);
 bool isOffFile(const std::string& filename);
+/// The binary form of glTF, only written: .glb.
+bool isGlbFile(const std::string& filename);
 /// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);
 

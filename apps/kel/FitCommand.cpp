@@ -19,15 +19,18 @@ struct FitRequest {
 void fit(FitRequest& request, Program& program) {
     Program::requirePointInput(request.cloud);
     request.options.bNoise = !request.bKeepNoise;
-    const std::vector<Point3> vPoints = program.readPoints(request.cloud, "cloud");
+    CarriedColumns points;
+    const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);
+    points.vPlaces = program.readPoints(request.cloud, "cloud", bAttributes ? &points.attributes : nullptr);
+    points.keepFor(request.change.files.out);
     changeMesh(
         request.change,
         [&](const MeshPtr& pMesh) {
             FitReport done;
-            program.step("fit", [&] { done = fit(pMesh, vPoints, request.options); });
+            program.step("fit", [&] { done = fit(pMesh, points.vPlaces, request.options); });
             noteFit(done, program);
         },
-        program);
+        program, &points);
 }
 
 }  // namespace
@@ -46,6 +49,7 @@ void addFitCommand(CLI::App& app, Program& program) {
         ->check(positiveNumber);
     command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
     addRawOption(command, pRequest->change.bRaw);
+    addAttributesOption(command, pRequest->change.bAttributes);
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { fit(*pRequest, program); });

@@ -12,6 +12,7 @@ void addManifoldCommand(CLI::App& app, Program& program) {
     CLI::App& command = *app.add_subcommand(
         "manifold", "Make a mesh manifold and oriented: separate sheets that touch or cross, remove inner walls");
     addMeshFiles(command, program, pChange->files);
+    addAttributesOption(command, pChange->bAttributes);
     command.add_flag("--uncross", *pUncross, "Remove self-intersections by small changes near them");
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);

@@ -106,7 +106,7 @@ void Pipes::addInputFormat(CLI::App& command) {
 
 void Pipes::addOutputFormat(CLI::App& command) {
     command.add_option("--out-format", outKind, "What is written to standard output, if OUT is -; without it ply")
-        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "list", "xyz", "bin", "las"}));
+        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "glb", "list", "xyz", "bin", "las"}));
 }
 
 CLI::Validator Pipes::inputName() {

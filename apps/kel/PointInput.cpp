@@ -157,12 +157,6 @@ bool PointChoice::isAll() const {
     return vClasses.empty() && matrixFile.empty() && vBox.empty() && every == 1 && maxPoints == 0;
 }
 
-void addAttributesOption(CLI::App& command, bool& bAttributes) {
-    command.add_flag_callback(
-        "--no-attributes", [&bAttributes] { bAttributes = false; },
-        "Leave out the colours, intensities, classes and other columns that points carry");
-}
-
 void addPointChoice(CLI::App& command, PointChoice& choice) {
     constexpr const char* GROUP = "Which points are taken, in this order, and where to";
     CLI::Option* pClasses =

@@ -41,8 +41,6 @@ struct PointInput {
     std::string names() const;
 };
 
-/// Adds --no-attributes to a command, which clears bAttributes.
-void addAttributesOption(CLI::App& command, bool& bAttributes);
 /// Adds the options that choose and place points to a command.
 void addPointChoice(CLI::App& command, PointChoice& choice);
 /// Adds IN, which may be several files, and OUT, the last one, to a command. Their texts are for the help.

@@ -153,17 +153,22 @@ void addMeshFiles(CLI::App& command, Program& program, MeshFiles& files, const c
 void addMeshChange(CLI::App& command, Program& program, MeshChange& change, bool bOfferNoCrossings) {
     addMeshFiles(command, program, change.files);
     addRawOption(command, change.bRaw);
+    addAttributesOption(command, change.bAttributes);
     if (bOfferNoCrossings) addNoCrossingsOption(command, change.bNoCrossings);
 }
 
-void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr&)>& work, Program& program) {
+void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr&)>& work, Program& program,
+                const CarriedColumns* pElse) {
     const auto& [in, out] = change.files;
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
+    CarriedColumns columns;
+    if (change.bAttributes) columns = columnsOfVertices(in, out, program);
     const MeshPtr pMesh = program.readMesh(in);
     if (!change.bRaw) makeMeshManifold(pMesh, change.bNoCrossings, program);
     work(pMesh);
-    program.writeMesh(out, pMesh);
+    const bool bElse = columns.attributes.empty() && pElse != nullptr;
+    program.writeMesh(out, pMesh, false, (bElse ? *pElse : columns).onto(pMesh, 0.0, program));
 }
 
 void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {

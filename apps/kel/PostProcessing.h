@@ -6,6 +6,7 @@
 #include <functional>
 #include <string>
 
+#include "CarriedColumns.h"
 #include "Program.h"
 
 /// Whether there is no mesh, or one without an edge.
@@ -46,7 +47,7 @@ inline constexpr const char* RAW_TEXT = "Allow edges of three and more triangles
 inline constexpr const char* MESH_IN = "Triangles: .ply, .stl, .obj or .off";
 inline constexpr const char* POINTS_OUT =
     "The points: .xyz, .txt, .asc, .bin, .las, .ply or .list (for the Geomview viewer)";
-inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj, .off or .list (for the Geomview viewer)";
+inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj, .off, .glb or .list (for the Geomview viewer)";
 
 /// The two files of a command that reads triangles.
 struct MeshFiles {
@@ -61,10 +62,12 @@ struct MeshChange {
     MeshFiles files;
     bool bRaw = false;  ///< the mesh may be non-manifold
     bool bNoCrossings = false;
+    bool bAttributes = true;  ///< what the vertices carry is kept
 
     TARN_KEL::KeepOptions keep() const { return {!bRaw, bNoCrossings}; }
 };
-/// Adds IN, OUT, --raw and --no-crossings to a command; the last one not where the command always does without crossings.
+/// Adds IN, OUT, --raw, --no-attributes and --no-crossings to a command; the last one not where the command always does
+/// without crossings.
 void addMeshChange(CLI::App& command, Program& program, MeshChange& change, bool bOfferNoCrossings = true);
 /// Adds --raw.
 void addRawOption(CLI::App& command, bool& bRaw);
@@ -72,8 +75,10 @@ void addRawOption(CLI::App& command, bool& bRaw);
 CLI::Option* addHoleOptions(CLI::App& command, int& maxPinholeEdges, int& maxHoleEdges);
 /// Adds --no-crossings.
 CLI::Option* addNoCrossingsOption(CLI::App& command, bool& bNoCrossings);
-/// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it.
-void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program);
+/// Reads a mesh, makes it manifold unless bRaw is set, changes and writes it, with what its vertices carry. pElse: what is
+/// carried over if they carry nothing; may be null.
+void changeMesh(const MeshChange& change, const std::function<void(const TARN_KEL::MeshPtr&)>& work, Program& program,
+                const CarriedColumns* pElse = nullptr);
 
 /// Adds a flag that switches a step off.
 void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text);

@@ -17,6 +17,7 @@
 #include "../../src_lib/files/AtomicFile.h"
 #include "../../src_lib/files/numberForms.h"
 #include "FileKinds.h"
+#include "GlbFile.h"
 #include "LibraryText.h"
 #include "ProgressBar.h"
 
@@ -76,6 +77,7 @@ struct MeshForm {
 
 MeshForm formOf(const std::string& filename, bool bAscii, bool bBinaryStl, Precision written) {
     if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
+    if (isGlbFile(filename)) return {{false, 0}, "Single precision from the centre"};
     if (bBinaryStl) return {SINGLE_BYTES, "Single precision"};
     if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
     if (!isPlyFile(filename)) return {LONG_TEXT, "Ten digits"};
@@ -151,7 +153,7 @@ void Program::addPrecisionOption(CLI::App& command) {
 void Program::addMeshOutputOptions(CLI::App& command) {
     addPrecisionOption(command);
     command.add_flag("--stl-binary", bBinaryStl, "Write an .stl as bytes, which is smaller and in single precision");
-    command.add_flag("--normals", bNormals, "Write the normals of the vertices into an .obj or .ply");
+    command.add_flag("--normals", bNormals, "Write the normals of the vertices into an .obj, .ply or .glb");
 }
 
 CLI::Option* Program::addInput(CLI::App& command, const std::string& name, std::string& file, const std::string& text) {
@@ -180,7 +182,7 @@ void Program::requirePointOutput(const std::string& filename, const std::string&
 
 void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
     if (!isMeshOutput(filename))
-        throw Failure("A mesh is written as .ply, .stl, .obj, .off or .list, which " + filename + " isn't");
+        throw Failure("A mesh is written as .ply, .stl, .obj, .off, .glb or .list, which " + filename + " isn't");
     requireOutput(filename, input);
 }
 
@@ -192,8 +194,8 @@ void Program::requireDrawingOutput(const std::string& filename, const std::strin
 void Program::requireOutput(const std::string& filename, const std::string& input) const {
     if (bBinaryStl && !isStlFile(filename))
         throw Failure("--stl-binary chooses the form of an .stl, which " + filename + " isn't");
-    if (bNormals && !isObjFile(filename) && !isPlyFile(filename))
-        throw Failure("--normals is for an .obj or .ply, which " + filename + " isn't");
+    if (bNormals && !isObjFile(filename) && !isPlyFile(filename) && !isGlbFile(filename))
+        throw Failure("--normals is for an .obj, .ply or .glb, which " + filename + " isn't");
     if (bBinaryStl && precisions().at(precisionName) == Precision::DOUBLE)
         throw Failure("A binary .stl can't hold double precision");
     requireWritable(filename);
@@ -256,10 +258,10 @@ void Program::appendPoints(const std::string& filename, const std::vector<int>& 
     numOthers += numOthersHere;
 }
 
-std::vector<Point3> Program::readPoints(const std::string& filename, const std::string& role) {
+std::vector<Point3> Program::readPoints(const std::string& filename, const std::string& role, PointAttributes* pAttributes) {
     std::vector<Point3> vPoints;
     std::size_t numOthers = 0;
-    appendPoints(filename, {}, vPoints, numOthers);
+    appendPoints(filename, {}, vPoints, numOthers, pAttributes);
     json[role] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
 }
@@ -338,6 +340,8 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
 
 bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision,
                             const PointAttributes& attributes) const {
+    if (isGlbFile(filename))
+        return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : std::vector<Vector3>());
     if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
@@ -361,7 +365,7 @@ bool Program::isWatched() const {
 
 MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Precision written, Mesh& mesh) {
     const MeshForm held = formOf(filename, bAscii, bBinaryStl, written);
-    const bool bNumbersVertices = isTriangleFile(filename) && !isStlFile(filename);
+    const bool bNumbersVertices = (isTriangleFile(filename) && !isStlFile(filename)) || isGlbFile(filename);
     MeshFigures figures;
     std::size_t numExact = 0, numRounded = 0;  // places
     step("measure", [&] {

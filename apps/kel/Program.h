@@ -62,7 +62,9 @@ public:
     void step(const std::string& name, const std::function<void()>& work);
 
     /// The points of a file; fails when it can't be read or has none. role: its entry in the report.
-    std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input");
+    /// pAttributes: gets what they carry; null where nobody wants it.
+    std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input",
+                                             TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// Appends the points of a file, with classes only those of them; fails when it can't be read or has none at all.
     /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes. pAttributes:
     /// gets their rows; null where nobody wants them.

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "CarriedColumns.h"
 #include "FileKinds.h"
 #include "PointInput.h"
 #include "PostProcessing.h"
@@ -85,45 +86,25 @@ void tell(const ReconstructReport& done, const ReconstructOptions& options, Prog
     tellIf(done.numCrossingsLeft, "self-intersections left");
 }
 
-/// What a file of a mesh can hold.
-PointAttributes heldBy(const std::string& filename, PointAttributes attributes) {
-    if (isPlyFile(filename)) return attributes;
-    PointAttributes colours;
-    if (attributes.hasColour())
-        for (const char* name : {"red", "green", "blue"})
-            colours.set(*attributes.find(name));
-    return colours;
-}
-
-/// What the vertices of the mesh carry.
-PointAttributes carryOver(const PointAttributes& attributes, const std::vector<Point3>& vPoints, const MeshPtr& pMesh,
-                          double cellEdge, Program& program) {
-    PointAttributes ofVertices;
-    program.step("attributes", [&] { ofVertices = transferAttributes(pMesh, vPoints, attributes, cellEdge); });
-    program.say("carried over from the points: " + namesOf(ofVertices));
-    return ofVertices;
-}
-
 void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>& vSteps, Program& program) {
     request.input.require();
     for (const std::string& file : request.input.readFiles())
         program.requireMeshOutput(request.out, file);
-    PointAttributes attributes;
+    CarriedColumns points;
     const bool bAttributes = request.bAttributes && holdsVertexAttributes(request.out);
-    const std::vector<Point3> vPoints = request.input.read(program, bAttributes ? &attributes : nullptr);
+    points.vPlaces = request.input.read(program, bAttributes ? &points.attributes : nullptr);
+    points.keepFor(request.out);
     const ReconstructOptions options = optionsOf(request);
     MeshPtr pMesh;
     ReconstructReport done;
-    program.step("reconstruct", [&] { pMesh = reconstruct(vPoints, options, &done); });
+    program.step("reconstruct", [&] { pMesh = reconstruct(points.vPlaces, options, &done); });
     program.report()["reconstruction"] = toJson(done);
     if (isEmpty(pMesh))
         throw Failure("No mesh came of " + request.input.names() + ": too few points, or a spacing that doesn't fit them");
     tell(done, options, program);
     for (const MeshStep& step : vSteps)
         step(pMesh);
-    attributes = heldBy(request.out, std::move(attributes));
-    if (!attributes.empty()) attributes = carryOver(attributes, vPoints, pMesh, done.cellEdge, program);
-    program.writeMesh(request.out, pMesh, false, std::move(attributes));
+    program.writeMesh(request.out, pMesh, false, points.onto(pMesh, done.cellEdge, program));
 }
 
 /// What the steps on the new mesh keep.

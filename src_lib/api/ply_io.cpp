@@ -39,7 +39,6 @@ using TARN_KEL::Point3;
 using TARN_KEL::PointAttributes;
 using TARN_KEL::Precision;
 using TARN_KEL::RMesh;
-using TARN_KEL::RTriangle;
 using TARN_KEL::VCD;
 using TARN_KEL::warning;
 
@@ -365,7 +364,7 @@ void describeAttributes(const PointAttributes& attributes, std::list<TARN_KEL::A
     const auto describe = [&file](const std::string& name, const auto& vValue) {
         using T = TARN_KEL::ValueOf<decltype(vValue)>;
         if constexpr (!std::is_floating_point_v<T> && sizeof(T) == sizeof(std::int64_t)) return;
-        file.set_text_digits(std::numeric_limits<T>::max_digits10);
+        file.setTextDigits(std::numeric_limits<T>::max_digits10);
         file.add_properties_to_element("vertex", {name}, plyType<T>(), vValue.size(),
                                        const_cast<std::uint8_t*>(  // which only reads it
                                            reinterpret_cast<const std::uint8_t*>(vValue.data())),
@@ -385,7 +384,7 @@ void describeAttributes(const PointAttributes& attributes, std::list<TARN_KEL::A
             },
             column.values);
     }
-    file.set_text_digits(0);
+    file.setTextDigits(0);
 }
 
 /// True when the file is in its place, whole.

@@ -32,7 +32,7 @@ constexpr std::size_t MIN_PARALLEL = 2000;
 
 // ---- Which points a vertex has ------------------------------------------------------------------------------------------
 
-/// The places of vertices; several may be at one.
+/// The places of vertices; several may be at one, and a tree with thousands of them there would be slow.
 struct VertexPlaces {
     std::vector<Point3> vPlace;            ///< in the order of their first vertices; finite
     std::vector<std::uint32_t> vOfVertex;  ///< NOWHERE for a vertex that isn't finite

@@ -125,6 +125,7 @@ void fuzzNumberedMesh(const std::string& file, std::string_view bytes) {
 void fuzzMeshText(const std::string& file, std::string_view bytes) {
     const Points vRead = appended(bytes, true, [&](Points& vPoints) { return readPointFile(file, vPoints); });
     demand(6 * vRead.size() <= bytes.size() + 1, "a vertex of a text has at least six bytes");
+    fuzzAttributes(file);
     fuzzNumberedMesh(file, bytes);
 }
 

@@ -222,7 +222,11 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
     case PointFormat::CSV:
         return readCsv(filename, vPoints, pAttributes);
     case PointFormat::OBJ:
-        return readVertices(readObj, filename, vPoints);
+        return readVertices(
+            [pAttributes](const std::string& name, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+                return readObj(name, vVertices, vIndices, pAttributes);
+            },
+            filename, vPoints);
     case PointFormat::OFF:
         return readVertices(readOff, filename, vPoints);
     case PointFormat::NONE:

@@ -431,4 +431,21 @@ TEST(AttributeFiles, ObjHasColoursBehindCoordinates) {
     for (std::string line, plainLine; std::getline(coloured, line) && std::getline(plain, plainLine);)
         EXPECT_EQ(line, plainLine.rfind("v ", 0) == 0 ? plainLine + vColour.at(vertex++) : plainLine);
     EXPECT_EQ(vertex, 4U);
+    EXPECT_EQ(numbers(read(folder.path("a.obj")), "green"), Numbers({0, 255, 51, 102}));
+    EXPECT_TRUE(read(folder.path("b.obj")).empty());
+
+    const auto ofVertices = [&](const std::string& vertices) {
+        return read(folder.write("c.obj", vertices + "v 0 0 1\nf 1 2 3\n"));
+    };
+    const PointAttributes fractions = ofVertices("v 0 0 0 1 # 2 3\nv 1 0 0 0.5 .25 1\n");
+    EXPECT_EQ(numbers(fractions, "red"), Numbers({-999, 0.5, -999})) << "a weight, and nothing";
+    EXPECT_TRUE(fractions.hasColour());
+    EXPECT_EQ(numbers(ofVertices("v 0 0 0 1 0 0\nv 1 0 0 0 0 oh\n"), "blue"), Numbers({0, -999, -999}));
+    for (int byte = 0; byte < 256; ++byte) {
+        std::ostringstream text;
+        text << byte / 255.0;
+        const PointAttributes back = ofVertices("v 0 0 0 " + text.str() + " 0 0\nv 1 0 0 0 0 0\n");
+        ASSERT_EQ(typeOf(back, "red"), "uint8");
+        ASSERT_EQ(numbers(back, "red"), Numbers({double(byte), 0, -999}));
+    }
 }

@@ -32,7 +32,7 @@ PointAttributes CarriedColumns::onto(const MeshPtr& pMesh, double length, Progra
 
 CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program) {
     CarriedColumns columns;
-    if (!isPlyFile(in) || !holdsVertexAttributes(out)) return columns;
+    if ((!isPlyFile(in) && !isObjFile(in)) || !holdsVertexAttributes(out)) return columns;
     std::size_t numOthers = 0;
     program.appendPoints(in, {}, columns.vPlaces, numOthers, &columns.attributes);
     columns.keepFor(out);

@@ -23,6 +23,6 @@ struct CarriedColumns {
     TARN_KEL::PointAttributes onto(const TARN_KEL::MeshPtr& pMesh, double length, Program& program) const;
 };
 
-/// What the vertices in a file of a mesh carry, as far as another file can hold it: of a .ply the columns, of others
-/// nothing.
+/// What the vertices in a file of a mesh carry, as far as another file can hold it: of a .ply the columns, of an .obj the
+/// colours, of others nothing.
 CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program);

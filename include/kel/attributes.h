@@ -88,10 +88,10 @@ struct PointAttributes {
 /// Reads points and what they carry, from a file of any format that has points.
 ///
 /// Columns come from PLY (all properties of vertices that aren't lists), LAS (intensity, classification and colour), PCD
-/// (all fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour) and CSV (all columns
-/// with numbers); from other formats there are none. A column of zeros alone in a LAS file is one that isn't known and left
-/// out. Some names become those that PointAttributes knows: "r" is "red", "normal_x" is "nx", and so on. Beyond 256 columns
-/// of a file the rest is left out, after a message.
+/// (all fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns
+/// with numbers) and OBJ (the colour); from other formats there are none. A column of zeros alone in a LAS file is one that
+/// isn't known and left out. Some names become those that PointAttributes knows: "r" is "red", "normal_x" is "nx", and so
+/// on. Beyond 256 columns of a file the rest is left out, after a message.
 ///
 /// Points of several files are read one file after the other. A column that a file lacks has no known values for its points;
 /// one that the earlier files lack none for theirs. Where the types of a column differ it becomes one of a type for both:

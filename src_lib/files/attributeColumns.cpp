@@ -379,6 +379,17 @@ void AttributeColumns::chooseTypes() {
     }
 }
 
+void AttributeColumns::takeFractionsForBytes() {
+    constexpr double MOST = 255.0, ROUNDED = 1e-3;  // six digits tell bytes apart, and from most fractions
+    const auto isByte = [](double value) {
+        return value >= 0.0 && value <= 1.0 && std::abs(value * MOST - std::round(value * MOST)) <= ROUNDED;
+    };
+    const auto fits = [&](const AttributeColumn& column) { return allKnown(column, isByte); };
+    if (!std::all_of(vColumn.begin(), vColumn.end(), fits)) return;
+    for (AttributeColumn& column : vColumn)
+        convertTo<std::uint8_t>(column, MOST);
+}
+
 void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
     const auto fits = [this](std::size_t column) {
         const auto& vValue = std::get<std::vector<std::uint16_t>>(vColumn[column].values);

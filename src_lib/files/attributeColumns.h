@@ -88,6 +88,8 @@ public:
     /// Columns of doubles that a text without types has given: drops those without a known value, and gives colours and
     /// classes of whole numbers a type of these.
     void chooseTypes();
+    /// Turns columns of doubles into bytes when all their known values are multiples of 1/255, as far as a text shows.
+    void takeFractionsForBytes();
     /// Gives columns of unsigned numbers of two bytes one, when all their values fit.
     void narrowBytes(const std::vector<std::size_t>& vColumns);
     /// Drops columns when all of them have no value but 0. vColumns: ascending.

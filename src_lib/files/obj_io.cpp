@@ -6,20 +6,54 @@
 // last one so far. All else, such as normals, groups and materials, is skipped. A backslash at the end of a line continues
 // its statement in the next one, and '#' begins a comment.
 //
+// Three numbers behind the coordinates are a colour, from 0 to 1; a single one is a weight.
+//
 // A vertex may follow the faces that use it, so the highest number is compared with the vertices at the end.
 #include "obj_io.h"
 
 #include <limits>
 
+#include "attributeColumns.h"
 #include "meshReading.h"
 
 namespace TARN_KEL {
 
 namespace {
 
+/// The colours of vertices, of those that have one.
+class VertexColours {
+public:
+    /// pColumns: null where nobody wants them.
+    explicit VertexColours(AttributeColumns* pColumns_) : pColumns(pColumns_) {}
+
+    /// text: the numbers of the vertex with that number, from 0.
+    void take(std::string_view text, std::size_t vertex) {
+        constexpr std::size_t FIRST = 3, NUM = 3;
+        if (pColumns == nullptr) return;
+        const std::vector<std::string_view> vWord = wordsOf(text.substr(0, text.find('#')));
+        if (vWord.size() < FIRST + NUM) return;
+        if (pColumns->columns().empty())
+            for (const char* name : {"red", "green", "blue"})
+                pColumns->add(name, noValues<double>());
+        for (std::size_t i = 0; i < NUM; ++i) {
+            pColumns->fill(i, vertex);
+            pColumns->appendText(i, vWord[FIRST + i]);
+        }
+    }
+    void finish(std::size_t numVertices) {
+        if (pColumns == nullptr) return;
+        pColumns->fillAll(numVertices);
+        pColumns->takeFractionsForBytes();
+    }
+
+private:
+    AttributeColumns* pColumns;
+};
+
 class ObjReader {
 public:
-    ObjReader(NumberedLines& lines_, NumberedMesh& mesh_) : lines(lines_), mesh(mesh_) {}
+    ObjReader(NumberedLines& lines_, NumberedMesh& mesh_, AttributeColumns* pAttributes)
+        : lines(lines_), mesh(mesh_), colours(pAttributes) {}
 
     void read() {
         for (std::string_view statement; nextStatement(statement);)
@@ -28,6 +62,7 @@ public:
         if (highest > mesh.numVertices())
             NumberedLines::refuseLine(lineOfHighest, "there is no vertex " + std::to_string(highest) + ", but " +
                                                          std::to_string(mesh.numVertices()));
+        colours.finish(mesh.numVertices());
     }
 
 private:
@@ -64,6 +99,7 @@ private:
         if (mesh.numVertices() >= std::numeric_limits<int>::max()) lines.refuseLine("more vertices than an int can count");
         const std::optional<Point3> vertex = pointOf(text);
         if (!vertex) lines.refuseLine("expected x, y and z of a vertex");
+        colours.take(text, mesh.numVertices());
         mesh.vVertices.push_back(*vertex);
     }
 
@@ -96,6 +132,7 @@ private:
 
     NumberedLines& lines;
     NumberedMesh& mesh;
+    VertexColours colours;
     std::string joined;       // of more lines than one
     std::size_t highest = 0;  // number of a vertex that a face has
     std::uint64_t lineOfHighest = 0;
@@ -103,9 +140,11 @@ private:
 
 }  // namespace
 
-bool readObj(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-    return readMeshText(filename, vVertices, vIndices,
-                        [](NumberedLines& lines, NumberedMesh& mesh) { ObjReader(lines, mesh).read(); });
+bool readObj(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+             AttributeColumns* pAttributes) {
+    return readMeshText(filename, vVertices, vIndices, [pAttributes](NumberedLines& lines, NumberedMesh& mesh) {
+        ObjReader(lines, mesh, pAttributes).read();
+    });
 }
 
 }  // namespace TARN_KEL

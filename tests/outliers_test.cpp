@@ -183,6 +183,53 @@ TEST(Strays, wiresAndSmallPartsStay) {
     }
 }
 
+TEST(Strays, hoverOverASheet) {
+    for (const std::string shape : {"sphere", "torus"})
+        for (const double distance : {1.5, 2.0, 2.5}) {
+            const Scanned scan({shape, 20000, 0.1, 2, "even", 0.0, 0.0, 0.03, "near", distance});
+            const Positions vStrays = straysOf(scan.vPoints, estimatedSpacing(scan.vPoints));
+            const auto itFirst = std::lower_bound(vStrays.begin(), vStrays.end(), scan.numClean);
+            EXPECT_EQ(itFirst - vStrays.begin(), 0) << shape << distance;
+            EXPECT_GT(static_cast<double>(vStrays.end() - itFirst), 0.8 * static_cast<double>(scan.truth.numOutliers))
+                << shape << distance;
+        }
+}
+
+TEST(Strays, whatStandsOnASheetStays) {
+    const auto onSheet = [](const std::vector<Vector3>& vOffset) {
+        Points vPoints = sheet(40);
+        for (const Vector3& offset : vOffset)
+            vPoints.push_back(Point3(20.1, 20.2, 0.0) + offset);
+        return straysOf(vPoints, 1.1).size();
+    };
+    for (const double height : {1.3, 1.8, 2.4}) {
+        EXPECT_EQ(onSheet({{0.0, 0.0, height}}), 1U) << height;
+        EXPECT_EQ(onSheet({{0.0, 0.0, -height}, {0.9, 0.3, -height}}), 2U) << height;
+        std::vector<Vector3> vPatch, vWire, vSparse;
+        for (int i = 0; i < 16; ++i) {
+            vPatch.emplace_back(i % 4, i / 4, height);
+            vWire.emplace_back(0.05 * i, 0.0, height + i);
+            vSparse.emplace_back(1.7 * (i % 4), 1.7 * (i / 4), height);
+        }
+        EXPECT_EQ(onSheet(vPatch), 0U) << height;
+        EXPECT_EQ(onSheet(vWire), 0U) << height;
+        EXPECT_EQ(onSheet(vSparse), height < 2.0 ? 0U : 4U) << height;  // from afar its corners are like strays
+    }
+    Points vOverHole = sheet(40);
+    const Point3 tip(20.1, 20.2, 1.5);
+    std::erase_if(vOverHole, [&](const Point3& p) { return std::hypot(p.x() - tip.x(), p.y() - tip.y()) < 1.8; });
+    vOverHole.push_back(tip);
+    EXPECT_EQ(straysOf(vOverHole, 1.1), Positions());
+    for (const double slope : {1.0, 1.5, 2.0}) {  // a tip, its node on the top alone
+        Points vPoints;
+        for (const Point3& p : sheet(40))
+            vPoints.emplace_back(p.x(), p.y(), std::max(0.0, 6.0 - slope * std::hypot(p.x() - 20.0, p.y() - 20.0)));
+        EXPECT_EQ(straysOf(vPoints, 1.1), Positions()) << slope;
+    }
+    Points vCorner = Scanned({"cube", 6000, 0.1, 1, "lines", 0.0}).vPoints;  // lines end in planes across
+    EXPECT_EQ(straysOf(vCorner, estimatedSpacing(vCorner)), Positions());
+}
+
 TEST(Outliers, noneIsLeftAndTheSurfaceStays) {
     for (const std::string pattern : {"even", "random", "varying"})
         for (const auto& [kind, distance] : {std::pair{"near", 6.0},

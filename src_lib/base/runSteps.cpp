@@ -16,9 +16,9 @@ constexpr StepShare STEPS_RECONSTRUCT[] = {
     {"TP_fin", 30}, {"RM_cpo", 10},  {"RM_kdeg", 10}, {"RM_gEfCandMT", 10}, {"efLoop", 10},
 };
 // Before the points become a mesh, and on the mesh.
-constexpr StepShare STEPS_AROUND[] = {{"SC_far", 5},    {"SC_nodes", 8}, {"SC_stray", 5},   {"SC_around", 15},
-                                      {"SC_planes", 5}, {"SC_stars", 5}, {"SC_gaps", 5},    {"MF_make", 10},
-                                      {"RT_fill", 10},  {"SC_flaws", 5}, {"FT_points", 15}, {"FT_rounds", 15}};
+constexpr StepShare STEPS_AROUND[] = {
+    {"SC_far", 5},  {"SC_nodes", 8}, {"SC_stray", 5}, {"SC_hover", 10}, {"SC_around", 15}, {"SC_planes", 5}, {"SC_stars", 5},
+    {"SC_gaps", 5}, {"MF_make", 10}, {"RT_fill", 10}, {"SC_flaws", 5},  {"FT_points", 15}, {"FT_rounds", 15}};
 constexpr StepShare STEPS_ESTIMATION[] = {{"CL_eres", 3}, {"SM_run", 3}, {"CL_creb", 3}};
 constexpr StepShare STEPS_MELT[] = {
     {"dih2e", 0.061},       {"reo", 0.013},          {"rFins", 0.002},    {"feate", 0.019},    {"nfeate", 0.084},

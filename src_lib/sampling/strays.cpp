@@ -1,5 +1,6 @@
 // Unit of work is the node, the mean of the points of a cell, so that what several points do together within a spacing
-// counts once. Three looks, each at what the one before left over:
+// counts once. What hovers over a sheet is looked for by itself; what is alone in three looks, each at what the one before
+// left over:
 //
 //  1. A node with four others in the 26 cells around it has company, as half a sheet gives it. So have nearly all.
 //  2. The others stay when they are connected to such a node through neighbouring cells, or to eleven more of their kind:
@@ -14,6 +15,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <iterator>
 #include <utility>
 
 #include "CloudSample.h"
@@ -23,6 +25,7 @@
 #include "PlaneFit.h"
 #include "Progress.h"
 #include "heardChunks.h"
+#include "hovering.h"
 #include "outliers.h"
 #include "sampleNodes.h"
 #include "sortMT.h"
@@ -154,7 +157,7 @@ std::vector<char> withSupported(const std::vector<char>& vStays, const std::vect
     return vStaysToo;
 }
 
-std::vector<NodeId> strayNodes(CloudSample& sample) {
+std::vector<NodeId> lonelyStrays(CloudSample& sample) {
     const SampleNodes& nodes = sample.nodes;
     const std::vector<NodeId> vLonely = lonelyNodes(nodesWithoutCompany(nodes), nodes);
     if (vLonely.empty() || vLonely.size() == nodes.size()) return {};
@@ -169,6 +172,13 @@ std::vector<NodeId> strayNodes(CloudSample& sample) {
             if (other != NO_NODE && vTestimony[other].supports(self)) groups.join(self, other);
     }
     return groups.without(withSupported(groups.staying(), vTestimony));
+}
+
+std::vector<NodeId> strayNodes(CloudSample& sample) {
+    const std::vector<NodeId> vLonely = lonelyStrays(sample), vHovering = hoveringNodes(sample.nodes);
+    std::vector<NodeId> vStray;
+    std::set_union(vLonely.begin(), vLonely.end(), vHovering.begin(), vHovering.end(), std::back_inserter(vStray));
+    return vStray;
 }
 
 /// The points in the cells of these nodes, ascending.

@@ -1,0 +1,148 @@
+// The first look sees two cells around each node, and nearly all lie in the plane of those. What is off it is looked at
+// again with four cells around: there is more of the sheet, and what other strays do to its plane can be told from it.
+#include "hovering.h"
+
+#include <algorithm>
+#include <cmath>
+#include <cstddef>
+#include <iterator>
+
+#include "NeighbourWalk.h"
+#include "PlaneFit.h"
+#include "Progress.h"
+#include "heardChunks.h"
+
+namespace TARN_KEL {
+
+namespace {
+
+// In cells.
+constexpr double DOUBTFUL_HEIGHT = 0.5;  // over the plane of what is within two cells, whatever that is
+constexpr double LEAST_HEIGHT = 0.8;     // less is what noise does
+constexpr double MAX_SPREAD = 0.25;      // root mean square of the distances of a sheet's nodes from its plane
+constexpr double OF_SPREAD = 4.5;        // a height over the spread that noise hardly reaches
+constexpr double OFF_SHEET = 0.75;       // over a first plane: other strays
+constexpr double BELOW = 0.8;            // beside the foot of the place: a cone has no node there below its tip
+constexpr double OFF_PLANE = 0.5;
+constexpr double COMPANION = 1.5;  // away
+constexpr double STRAIGHT = 0.8;   // from where the next node of a wire should be
+constexpr double SAME_HEIGHT = 0.5;
+constexpr double BESIDE = 3.0;
+
+constexpr std::size_t MIN_SHEET = 10;      // nodes
+constexpr std::size_t MAX_COMPANIONS = 1;  // another stray
+constexpr std::size_t MAX_BESIDE = 2;      // other strays
+constexpr double MIN_SHARE = 0.6;          // of the nodes around, those of the sheet
+constexpr double FLATNESS = 0.07;          // first over second eigenvalue
+
+/// The plane through some places.
+struct SheetPlane {
+    explicit SheetPlane(const std::vector<Vector3>& vPlace) {
+        PlaneFit fit;
+        for (auto it = vPlace.begin() + 1; it != vPlace.end(); ++it)
+            fit.add(*it - vPlace.front());
+        axes = fit.axes();
+        for (const Vector3& place : vPlace)
+            centre += place;
+        centre = centre / static_cast<double>(vPlace.size());
+        spread = std::sqrt(std::max(0.0, axes.least) / static_cast<double>(vPlace.size()));
+    }
+    bool isSheet() const { return !axes.normal.isDegenerate() && !axes.isLine(); }
+    double heightOf(const Vector3& place) const { return std::fabs((place - centre) * axes.normal); }
+
+    PrincipalAxes axes;
+    Vector3 centre;
+    double spread;
+};
+
+/// Places at most this far away, of the cells around a node.
+template <int RADIUS>
+class Surroundings {
+public:
+    explicit Surroundings(const SampleNodes& nodes_) : nodes(nodes_), walk(nodes_.vCell) {}
+
+    /// The offsets of others from the node. No node may come before the one of the call before.
+    std::vector<Vector3>& of(NodeId node) {
+        vAround.clear();
+        walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
+            const Vector3 offset = nodes.vPlace[i] - nodes.vPlace[node];
+            if (i != node && offset.sqLength() < RADIUS * RADIUS) vAround.push_back(offset);
+        });
+        return vAround;
+    }
+
+private:
+    const SampleNodes& nodes;
+    NeighbourWalk<RCD, RADIUS> walk;
+    std::vector<Vector3> vAround;
+};
+
+bool isDoubtful(const std::vector<Vector3>& vAround) {
+    if (vAround.size() < MIN_SHEET) return true;
+    const SheetPlane plane(vAround);
+    return plane.isSheet() && plane.heightOf(Vector3()) > DOUBTFUL_HEIGHT;
+}
+
+bool hasBelow(const std::vector<Vector3>& vSheet, const Vector3& normal) {
+    return std::any_of(vSheet.begin(), vSheet.end(),
+                       [&](const Vector3& place) { return (place - normal * (place * normal)).sqLength() < BELOW * BELOW; });
+}
+
+/// As a tip does, or a part of a wire.
+bool standsOnOthers(const std::vector<Vector3>& vAround, const SheetPlane& plane) {
+    std::vector<Vector3> vOff;
+    std::copy_if(vAround.begin(), vAround.end(), std::back_inserter(vOff),
+                 [&](const Vector3& place) { return plane.heightOf(place) > OFF_PLANE; });
+    std::size_t numCompanions = 0;
+    for (const Vector3& place : vOff) {
+        if (place.sqLength() >= COMPANION * COMPANION) continue;
+        ++numCompanions;
+        const auto isNext = [&](const Vector3& other) { return (other - place * 2.0).sqLength() < STRAIGHT * STRAIGHT; };
+        if (std::any_of(vOff.begin(), vOff.end(), isNext)) return true;
+    }
+    return numCompanions > MAX_COMPANIONS;
+}
+
+/// As thin walls are, and what is left of a sparse one.
+bool isInSheet(const std::vector<Vector3>& vAround, const Vector3& normal) {
+    const auto isBeside = [&](const Vector3& place) {
+        return std::fabs(place * normal) < SAME_HEIGHT && place.sqLength() < BESIDE * BESIDE;
+    };
+    return static_cast<std::size_t>(std::count_if(vAround.begin(), vAround.end(), isBeside)) > MAX_BESIDE;
+}
+
+}  // namespace
+
+bool hoversOver(std::vector<Vector3>& vAround) {
+    if (vAround.size() < MIN_SHEET) return false;
+    const SheetPlane first(vAround);
+    if (!first.isSheet()) return false;
+    const auto itEnd = std::stable_partition(vAround.begin(), vAround.end(),
+                                             [&](const Vector3& place) { return first.heightOf(place) < OFF_SHEET; });
+    const std::vector<Vector3> vSheet(vAround.begin(), itEnd);
+    if (vSheet.size() < MIN_SHEET || static_cast<double>(vSheet.size()) < MIN_SHARE * static_cast<double>(vAround.size()))
+        return false;
+    const SheetPlane plane(vSheet);
+    if (!plane.isSheet() || plane.spread > MAX_SPREAD || plane.axes.least > FLATNESS * plane.axes.middle) return false;
+    const Vector3& normal = plane.axes.normal;
+    if (plane.heightOf(Vector3()) < std::max(LEAST_HEIGHT, OF_SPREAD * plane.spread)) return false;
+    return hasBelow(vSheet, normal) && !standsOnOthers(vAround, plane) && !isInSheet(vAround, normal);
+}
+
+std::vector<NodeId> hoveringNodes(const SampleNodes& nodes) {
+    std::vector<char> vHovers(nodes.size());
+    forHeardChunks_MT(nodes.size(), ProgressStep("SC_hover", nodes.size()), [&](std::size_t begin, std::size_t end) {
+        Surroundings<2> near(nodes);
+        Surroundings<4> around(nodes);
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto node = static_cast<NodeId>(i);
+            vHovers[i] = isDoubtful(near.of(node)) && hoversOver(around.of(node)) ? 1 : 0;
+        }
+    });
+    std::vector<NodeId> vNode;
+    for (std::size_t i = 0; i < nodes.size(); ++i)
+        if (vHovers[i] != 0) vNode.push_back(static_cast<NodeId>(i));
+    return vNode;
+}
+
+}  // namespace TARN_KEL

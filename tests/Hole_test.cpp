@@ -206,6 +206,13 @@ TEST(Hole, bothRoadsToTrianglesCloseHolesOfScans) {
                 const std::vector<CTriangle*> vOldT = aliveT(*scan.pMesh);
                 hole.grow();
                 EXPECT_EQ(firstFault(*scan.pMesh), "");
+                std::set<Point3> places;
+                for (const Point3* p : listOf<Point3*>([&](auto& v) { scan.pMesh->getPoints(v); }))
+                    places.insert(*p);
+                const auto numThere = std::count_if(vCCDPoints.begin(), vCCDPoints.end(), [&](const auto& cellPoint) {
+                    return places.contains(cellPoint.second);
+                });
+                EXPECT_GT(10 * numThere, 9 * static_cast<std::ptrdiff_t>(vCCDPoints.size()));
                 EXPECT_TRUE(std::all_of(vOldT.begin(), vOldT.end(), [](auto* pCT) { return pCT->isAlive(); }));
                 const Figures after = figuresOf(*scan.pMesh);
                 EXPECT_EQ(after.numDoubles, before.numDoubles);

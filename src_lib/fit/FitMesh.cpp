@@ -14,7 +14,8 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t MANY = 64;  // triangles of a vertex; no scan makes more
+const std::size_t MANY = 64;       // triangles of a vertex; no scan makes more
+const std::size_t MIN_DEGREE = 3;  // of the ends of an edge that is flipped, before
 
 std::size_t at(int k) {
     return static_cast<std::size_t>(k);
@@ -77,6 +78,15 @@ int FitMesh::edgeFrom(FitIndex t, FitIndex a, FitIndex b) const {
     for (int k = 0; k < 3; ++k)
         if (c[at(k)] == a && c[at(nextCorner(k))] == b) return k;
     return -1;
+}
+
+std::optional<FitEdge> FitMesh::findEdge(const FitSide& ends) const {
+    std::optional<FitEdge> edge;
+    visitTriangles(ends.first, [&](FitIndex t) {
+        const int k = edgeFrom(t, ends.first, ends.second);
+        if (k >= 0 && neighbour(t, k) != NO_INDEX) edge = FitEdge{t, k};
+    });
+    return edge;
 }
 
 int FitMesh::cornerAt(FitIndex t, FitIndex vertex) const {
@@ -169,6 +179,14 @@ FitQuad FitMesh::quadAt(FitIndex t, int k) const {
     q.overAD = overFrom(q.o, q.a);
     q.overDB = overFrom(q.o, q.d);
     return q;
+}
+
+bool FitMesh::maySplit(const FitQuad& q) const {
+    return q.c != q.d && !isHub(q.a) && !isHub(q.b) && !isHub(q.c) && !isHub(q.d);
+}
+
+bool FitMesh::mayFlip(const FitQuad& q) const {
+    return maySplit(q) && !isJoined(q.c, q.d) && degree(q.a) > MIN_DEGREE && degree(q.b) > MIN_DEGREE;
 }
 
 // The two triangles become (a, d, c) and (d, b, c).

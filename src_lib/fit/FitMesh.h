@@ -2,6 +2,8 @@
 
 #include <array>
 #include <cstddef>
+#include <optional>
+#include <utility>
 #include <vector>
 
 #include "PointGrid.h"
@@ -29,6 +31,13 @@ inline double cosineOf(const Vector3& a, const Vector3& b) {
     const double squares = a.sqLength() * b.sqLength();
     return squares > 0.0 ? a * b / std::sqrt(squares) : 0.0;
 }
+
+/// An edge by its ends, or as edge k of a triangle.
+using FitSide = std::pair<FitIndex, FitIndex>;
+struct FitEdge {
+    FitIndex triangle;
+    int k;
+};
 
 /// Two triangles, t = (a, b, c) and o = (b, a, d), and their neighbours over the four outer edges.
 struct FitQuad {
@@ -59,6 +68,12 @@ public:
     FitIndex neighbour(FitIndex t, int k) const { return vNeighbour[t][static_cast<std::size_t>(k)]; }
     /// The edge of t that runs from a to b; -1 when there is none.
     int edgeFrom(FitIndex t, FitIndex a, FitIndex b) const;
+    /// The ends of edge k of t, as it runs there.
+    FitSide endsOf(FitIndex t, int k) const {
+        return {vTriangle[t][static_cast<std::size_t>(k)], vTriangle[t][static_cast<std::size_t>(nextCorner(k))]};
+    }
+    /// An edge of two triangles, in the one along which it runs that way; none when these ends have no such edge.
+    std::optional<FitEdge> findEdge(const FitSide& ends) const;
     /// The corner of t at the vertex; -1 when there is none.
     int cornerAt(FitIndex t, FitIndex vertex) const;
     Vector3 areaVectorOf(FitIndex t) const {
@@ -81,6 +96,9 @@ public:
     /// The two triangles of edge k of t, which must have a neighbour.
     FitQuad quadAt(FitIndex t, int k) const;
 
+    /// False where the operation would make a fault, or take time in proportion to the triangles of a hub.
+    bool mayFlip(const FitQuad& q) const;
+    bool maySplit(const FitQuad& q) const;
     /// Replaces edge k of t and its two triangles by the other diagonal. The edge must have a neighbour, and the two
     /// opposite corners must not be joined.
     void flip(FitIndex t, int k);

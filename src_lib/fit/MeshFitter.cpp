@@ -7,7 +7,7 @@
 //     corners     the nearest vertex to each, and it stays there
 //     creases     vertices near one, where no neighbour is on it already
 //     stuck ones  go round, by the places of their neighbours
-//     edges       flipped where the other diagonal lies nearer to the points (MeshFitter_edges.cpp)
+//     edges       flipped where the other diagonal lies nearer to the points (EdgeFitter)
 //
 // Vertices are taken one after the other, in the order of their numbers or of their distances: each move is judged against
 // the moves before it. Only what changes nothing, the search for sheets and for bad triangles, runs on several threads.
@@ -22,6 +22,7 @@
 #include <utility>
 
 #include "Progress.h"
+#include "SpotMender.h"
 #include "Untangler.h"
 #include "fitLimits.h"
 #include "sortMT.h"
@@ -55,18 +56,12 @@ struct Target {
 }  // namespace
 
 MeshFitter::MeshFitter(FitMesh& mesh, const FitPoints& points, const VertexSides& meshSides, double cellEdge)
-    : fitMesh(mesh),
-      fitPoints(points),
-      pointGrid(points.vFitted, FIT_GRID_EDGE),
-      cell(cellEdge),
+    : state(mesh, points, meshSides, cellEdge),
+      fitMesh(mesh),
+      guard(state.guard),
+      edges(state),
       vStart(mesh.places()),
-      vStartTriangle(mesh.triangles()),
-      sides(meshSides),
-      vKind(mesh.numVertices(), Kind::AS_IT_WAS),
-      vRough(mesh.numVertices(), 0),
-      vChanged(mesh.numTriangles(), 1),
-      guard(mesh, points, pointGrid, sides, cellEdge),
-      finder(points, pointGrid) {}
+      vStartTriangle(mesh.triangles()) {}
 
 FitCounts MeshFitter::fit() {
     ProgressStep progress("FT_rounds", NUM_ROUNDS);
@@ -80,17 +75,17 @@ FitCounts MeshFitter::fit() {
         moveToCorners();
         moveToCreases();
         freeStuck();
-        flipTowardsPoints();
+        flipEdges();
         if (round + 1 == NUM_ROUNDS)
-            for (int again = 0; again < 3 && splitAtCreases() > 0; ++again) {
+            for (int again = 0; again < 3 && splitEdges(); ++again) {
                 freeStuck();
-                flipTowardsPoints();
-                sides.vNormal = fitMesh.smoothNormals();
+                flipEdges();
+                state.sides.vNormal = fitMesh.smoothNormals();
             }
-        sides.vNormal = fitMesh.smoothNormals();
+        state.sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
-    mendSpots();
+    SpotMender(state).mend();
     reachLastPoints();
     liftByChords();
     counts.numUntangled = Untangler(fitMesh, vStart).untangle(touchedVertices());
@@ -102,7 +97,7 @@ void MeshFitter::holdHubs() {
         if (fitMesh.isHub(v))
             fitMesh.visitTriangles(v, [&](FitIndex t) {
                 for (const FitIndex corner : fitMesh.corners(t))
-                    vKind[corner] = Kind::HELD;
+                    state.vKind[corner] = VertexKind::HELD;
             });
 }
 
@@ -110,18 +105,19 @@ void MeshFitter::findPlaces() {
     vFound.resize(fitMesh.numVertices());
     vSettled.resize(fitMesh.numVertices());
     forChunks_MT(fitMesh.numVertices(), [&](std::size_t begin, std::size_t end) {
-        SheetFinder ownFinder(fitPoints, pointGrid);
+        SheetFinder ownFinder(state.points, state.grid);
         for (std::size_t i = begin; i < end; ++i) {
             const auto v = static_cast<FitIndex>(i);
-            if (vSettled[v] != 0 && vRough[v] == 0) continue;
-            if (vKind[v] == Kind::ON_CORNER || vKind[v] == Kind::HELD || sides.vNormal[v].isDegenerate()) {
+            if (vSettled[v] != 0 && state.vRough[v] == 0) continue;
+            if (state.vKind[v] == VertexKind::ON_CORNER || state.vKind[v] == VertexKind::HELD ||
+                state.sides.vNormal[v].isDegenerate()) {
                 vFound[v] = {};
                 continue;
             }
             VertexPlace& found = vFound[v];
-            found = ownFinder.find(fitMesh.place(v), sides.of(v));
+            found = ownFinder.find(fitMesh.place(v), state.sides.of(v));
             if (found.numSheets < 2 || found.bCorner) continue;
-            const VertexPlace wider = ownFinder.find(fitMesh.place(v), sides.of(v), CORNER_SCALE);
+            const VertexPlace wider = ownFinder.find(fitMesh.place(v), state.sides.of(v), CORNER_SCALE);
             found.bCorner = wider.bCorner;
             found.corner = wider.corner;
         }
@@ -130,12 +126,7 @@ void MeshFitter::findPlaces() {
 
 void MeshFitter::markRough() {
     for (FitIndex v = 0; v < vFound.size(); ++v)
-        if (vFound[v].numSheets == 0 || vFound[v].bRough) markRough(v);
-}
-
-void MeshFitter::moveVertex(FitIndex vertex, const Vector3& to) {
-    fitMesh.move(vertex, to);
-    fitMesh.visitTriangles(vertex, [&](FitIndex t) { vChanged[t] = 1; });
+        if (vFound[v].numSheets == 0 || vFound[v].bRough) state.vRough[v] = 1;
 }
 
 // ---- Folds
@@ -156,7 +147,7 @@ void MeshFitter::smoothFolds() {
         std::size_t numMoved = 0;
         for (FitIndex v = 0; v < vAtFold.size(); ++v) {
             if (vAtFold[v] == 0 || vFound[v].numSheets == 0 || fitMesh.isAtBorder(v)) continue;
-            markRough(v);
+            state.vRough[v] = 1;
             if (!tryUnfold(v)) continue;
             vMoved[v] = 1;
             ++numMoved;
@@ -165,7 +156,8 @@ void MeshFitter::smoothFolds() {
         if (numMoved == 0) break;
     }
     for (FitIndex v = 0; v < vMoved.size(); ++v)
-        if (vKind[v] == Kind::AS_IT_WAS && vRough[v] != 0) vFound[v] = finder.find(fitMesh.place(v), sides.of(v));
+        if (state.vKind[v] == VertexKind::AS_IT_WAS && state.vRough[v] != 0)
+            vFound[v] = state.finder.find(fitMesh.place(v), state.sides.of(v));
 }
 
 bool MeshFitter::tryUnfold(FitIndex vertex) {
@@ -176,8 +168,8 @@ bool MeshFitter::tryUnfold(FitIndex vertex) {
     for (const double part : {1.0, 0.6, 0.3}) {
         const Vector3 to = from + offset * part;
         if (guard.countFolds(vertex, to) >= former - 0.6 || guard.leavesBare(vertex, to)) continue;
-        moveVertex(vertex, to);
-        vKind[vertex] = Kind::AS_IT_WAS;
+        state.moveVertex(vertex, to);
+        state.vKind[vertex] = VertexKind::AS_IT_WAS;
         return true;
     }
     return false;
@@ -187,20 +179,20 @@ bool MeshFitter::tryUnfold(FitIndex vertex) {
 
 void MeshFitter::moveToSheets() {
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
-        if (vFound[v].numSheets == 0 || !isFree(v)) continue;
+        if (vFound[v].numSheets == 0 || !state.isFree(v)) continue;
         const Vector3 from = fitMesh.place(v);
         Vector3 offset = vFound[v].sheet - from;
-        if (vSettled[v] != 0 && vRough[v] == 0) continue;
-        const double length = offset.length(), limit = MAX_TO_SHEET * cell;
+        if (vSettled[v] != 0 && state.vRough[v] == 0) continue;
+        const double length = offset.length(), limit = MAX_TO_SHEET * state.cell;
         if (length > limit) offset *= limit / length;
         const auto tryMove = [&](const Vector3& to) {
             if (!guard.mayMove(v, to)) return false;
-            moveVertex(v, to);
-            vKind[v] = Kind::ON_SHEET;
+            state.moveVertex(v, to);
+            state.vKind[v] = VertexKind::ON_SHEET;
             vSettled[v] = length < SETTLED;
             return true;
         };
-        if (!tryMove(from + offset) && !tryMove(from + offset * 0.5)) markRough(v);
+        if (!tryMove(from + offset) && !tryMove(from + offset * 0.5)) state.vRough[v] = 1;
     }
 }
 
@@ -210,7 +202,7 @@ void MeshFitter::turnBadUpright() {
     forChunks_MT(fitMesh.numVertices(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto v = static_cast<FitIndex>(i);
-            vBad[v] = vFound[v].numSheets == 1 && isFree(v) && !fitMesh.isAtBorder(v) &&
+            vBad[v] = vFound[v].numSheets == 1 && state.isFree(v) && !fitMesh.isAtBorder(v) &&
                       guard.countBad(v, fitMesh.place(v), vFound[v].normal) > 0;
         }
     });
@@ -219,7 +211,7 @@ void MeshFitter::turnBadUpright() {
         numTurned = 0;
         for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
             if (vBad[v] == 0 || !tryTurnUpright(v)) continue;
-            markRough(v);
+            state.vRough[v] = 1;
             ++numTurned;
         }
     }
@@ -227,15 +219,15 @@ void MeshFitter::turnBadUpright() {
 
 bool MeshFitter::tryTurnUpright(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex), normal = vFound[vertex].normal;
-    const SurfaceSide side{normal, sides.vPiece[vertex]};
+    const SurfaceSide side{normal, state.sides.vPiece[vertex]};
     const int former = guard.countBad(vertex, from, normal);
     if (former == 0) return false;
     const Vector3 offset = fitMesh.meanOfNeighbours(vertex) - from;
     for (const double part : {1.0, 0.5}) {
-        const VertexPlace found = finder.find(from + offset * part, side);
-        if (found.numSheets != 1 || (found.sheet - from).length() > MAX_UNFOLD * cell) continue;
+        const VertexPlace found = state.finder.find(from + offset * part, side);
+        if (found.numSheets != 1 || (found.sheet - from).length() > MAX_UNFOLD * state.cell) continue;
         if (guard.countBad(vertex, found.sheet, found.normal) >= former || guard.leavesBare(vertex, found.sheet)) continue;
-        moveVertex(vertex, found.sheet);
+        state.moveVertex(vertex, found.sheet);
         return true;
     }
     return false;
@@ -247,24 +239,24 @@ void MeshFitter::moveToCorners() {
     std::vector<Target> vTarget;
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
         const double distance = (vFound[v].corner - fitMesh.place(v)).length();
-        if (vFound[v].bCorner && distance < MAX_TO_CORNER * cell) vTarget.push_back({distance, v});
+        if (vFound[v].bCorner && distance < MAX_TO_CORNER * state.cell) vTarget.push_back({distance, v});
     }
     std::sort(vTarget.begin(), vTarget.end());
     std::vector<Vector3> vCorner;
     for (const Target& target : vTarget)
         vCorner.push_back(vFound[target.vertex].corner);
-    const PointGrid cornerGrid(vCorner, CORNER_DISTANCE * cell);
+    const PointGrid cornerGrid(vCorner, CORNER_DISTANCE * state.cell);
     std::vector<unsigned char> vTaken(vCorner.size());
     const auto take = [&](const Vector3& corner) {
-        cornerGrid.visitWithin(corner, CORNER_DISTANCE * cell, [&](FitIndex i, double) { vTaken[i] = 1; });
+        cornerGrid.visitWithin(corner, CORNER_DISTANCE * state.cell, [&](FitIndex i, double) { vTaken[i] = 1; });
     };
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
-        if (vKind[v] == Kind::ON_CORNER) take(fitMesh.place(v));
+        if (state.vKind[v] == VertexKind::ON_CORNER) take(fitMesh.place(v));
     for (std::size_t i = 0; i < vTarget.size(); ++i) {
         const FitIndex v = vTarget[i].vertex;
         if (vTaken[i] != 0 || !guard.mayMove(v, vCorner[i])) continue;
-        moveVertex(v, vCorner[i]);
-        vKind[v] = Kind::ON_CORNER;
+        state.moveVertex(v, vCorner[i]);
+        state.vKind[v] = VertexKind::ON_CORNER;
         take(vCorner[i]);
         ++counts.numCorners;
     }
@@ -273,9 +265,9 @@ void MeshFitter::moveToCorners() {
 void MeshFitter::moveToCreases() {
     std::vector<Target> vTarget;
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
-        if (!vFound[v].bCrease || !isFree(v)) continue;
+        if (!vFound[v].bCrease || !state.isFree(v)) continue;
         const double distance = (vFound[v].crease - fitMesh.place(v)).length();
-        if (distance < MAX_TO_CREASE * cell) vTarget.push_back({distance, v});
+        if (distance < MAX_TO_CREASE * state.cell) vTarget.push_back({distance, v});
     }
     std::sort(vTarget.begin(), vTarget.end());
     for (const Target& target : vTarget) {
@@ -283,12 +275,12 @@ void MeshFitter::moveToCreases() {
         bool bTaken = false;
         fitMesh.visitTriangles(target.vertex, [&](FitIndex t) {
             for (const FitIndex u : fitMesh.corners(t))
-                bTaken = bTaken || (u != target.vertex && isOnCrease(u) &&
-                                    (fitMesh.place(u) - crease).length() < CREASE_DISTANCE * cell);
+                bTaken = bTaken || (u != target.vertex && state.isOnCrease(u) &&
+                                    (fitMesh.place(u) - crease).length() < CREASE_DISTANCE * state.cell);
         });
         if (bTaken || !guard.mayMove(target.vertex, crease)) continue;
-        moveVertex(target.vertex, crease);
-        vKind[target.vertex] = Kind::ON_CREASE;
+        state.moveVertex(target.vertex, crease);
+        state.vKind[target.vertex] = VertexKind::ON_CREASE;
         ++counts.numOnCreases;
     }
 }
@@ -297,46 +289,47 @@ void MeshFitter::moveToCreases() {
 /// to where their neighbours are.
 void MeshFitter::freeStuck() {
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
-        if (vRough[v] != 0 && isFree(v) && vFound[v].numSheets > 0 && !fitMesh.isAtBorder(v)) tryFree(v);
+        if (state.vRough[v] != 0 && state.isFree(v) && vFound[v].numSheets > 0 && !fitMesh.isAtBorder(v)) tryFree(v);
 }
 
 bool MeshFitter::tryFree(FitIndex vertex) {
     const Vector3 from = fitMesh.place(vertex);
-    if (guard.distanceToPoints(from, sides.of(vertex)) < STUCK) return false;
-    const std::vector<Vector3> vNear = placesAround(vertex);
+    if (guard.distanceToPoints(from, state.sides.of(vertex)) < STUCK) return false;
+    const std::vector<Vector3> vNear = state.placesAround(vertex);
     return std::any_of(vNear.begin(), vNear.end(), [&](const Vector3& near) { return tryFreeBy(vertex, near); });
-}
-
-/// Where sheets near a vertex may be looked for: NUM_MEANS between it and the mean of its neighbours, then halfway to each
-/// of these.
-std::vector<Vector3> MeshFitter::placesAround(FitIndex vertex) const {
-    const Vector3 from = fitMesh.place(vertex), mean = fitMesh.meanOfNeighbours(vertex);
-    std::vector<Vector3> vNear = {mean, (from + mean) * 0.5, from};
-    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
-        const FitIndex next = fitMesh.corners(t)[static_cast<std::size_t>(nextCorner(fitMesh.cornerAt(t, vertex)))];
-        vNear.push_back((from + fitMesh.place(next)) * 0.5);
-    });
-    return vNear;
 }
 
 /// Moves a vertex to the crease or the sheet nearest to a place, if it may.
 bool MeshFitter::tryFreeBy(FitIndex vertex, const Vector3& near) {
     const Vector3 from = fitMesh.place(vertex);
-    const VertexPlace found = finder.find(near, sides.of(vertex));
+    const VertexPlace found = state.finder.find(near, state.sides.of(vertex));
     if (found.numSheets == 0) return false;
     const auto mayMove = [&](const Vector3& to) {
-        return (to - from).length() < MAX_UNFOLD * cell && guard.mayMove(vertex, to);
+        return (to - from).length() < MAX_UNFOLD * state.cell && guard.mayMove(vertex, to);
     };
     if (found.bCrease && mayMove(found.crease)) {
-        moveVertex(vertex, found.crease);
-        vKind[vertex] = Kind::ON_CREASE;
+        state.moveVertex(vertex, found.crease);
+        state.vKind[vertex] = VertexKind::ON_CREASE;
         ++counts.numOnCreases;
         return true;
     }
     if (!mayMove(found.sheet)) return false;
-    moveVertex(vertex, found.sheet);
-    vKind[vertex] = Kind::ON_SHEET;
+    state.moveVertex(vertex, found.sheet);
+    state.vKind[vertex] = VertexKind::ON_SHEET;
     return true;
+}
+
+// ---- Edges
+
+void MeshFitter::flipEdges() {
+    counts.numFlips += edges.flipTowardsPoints();
+}
+
+bool MeshFitter::splitEdges() {
+    const std::size_t numSplits = edges.splitAtCreases();
+    counts.numSplits += numSplits;
+    vFound.resize(fitMesh.numVertices());
+    return numSplits > 0;
 }
 
 // ---- The end
@@ -352,7 +345,7 @@ std::vector<FitIndex> MeshFitter::touchedVertices() const {
                 vTouched[corner] = 1;
     std::vector<FitIndex> vVertex;
     for (FitIndex v = 0; v < vTouched.size(); ++v)
-        if (vTouched[v] != 0 && vKind[v] != Kind::HELD) vVertex.push_back(v);
+        if (vTouched[v] != 0 && state.vKind[v] != VertexKind::HELD) vVertex.push_back(v);
     return vVertex;
 }
 
@@ -361,7 +354,7 @@ void MeshFitter::liftByChords() {
     std::vector<double> vDepth(fitMesh.numVertices()), vArea(fitMesh.numVertices());
     std::vector<unsigned char> vNot(fitMesh.numVertices());
     vFound.resize(fitMesh.numVertices());
-    const auto isSmooth = [&](FitIndex v) { return vKind[v] == Kind::ON_SHEET && vFound[v].numSheets == 1; };
+    const auto isSmooth = [&](FitIndex v) { return state.vKind[v] == VertexKind::ON_SHEET && vFound[v].numSheets == 1; };
     for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t) {
         const FitTriangle& c = fitMesh.corners(t);
         if (!isSmooth(c[0]) || !isSmooth(c[1]) || !isSmooth(c[2])) {

@@ -23,16 +23,16 @@ void MeshFitter::reachLastPoints() {
     for (int round = 0; round < NUM_BORDER_ROUNDS; ++round)
         for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
             FitIndex next = NO_INDEX, previous = NO_INDEX;
-            if (!isFree(v) || !findBorderNeighbours(v, next, previous)) continue;
+            if (!state.isFree(v) || !findBorderNeighbours(v, next, previous)) continue;
             const Vector3 from = fitMesh.place(v);
             const Vector3 along = normalize(fitMesh.place(next) - fitMesh.place(previous));
-            const Vector3 outward = normalize(crossProduct(along, sides.vNormal[v]));
-            const double distance = std::min(distanceToLastPoint(v, along, outward), MAX_OUTWARD * cell);
+            const Vector3 outward = normalize(crossProduct(along, state.sides.vNormal[v]));
+            const double distance = std::min(distanceToLastPoint(v, along, outward), MAX_OUTWARD * state.cell);
             if (distance < MIN_OUTWARD) continue;
             if (guard.mayMove(v, from + outward * distance))
-                moveVertex(v, from + outward * distance);
+                state.moveVertex(v, from + outward * distance);
             else if (guard.mayMove(v, from + outward * (0.5 * distance)))
-                moveVertex(v, from + outward * (0.5 * distance));
+                state.moveVertex(v, from + outward * (0.5 * distance));
         }
 }
 
@@ -58,15 +58,15 @@ bool MeshFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex&
 /// another one, or over a sheet.
 double MeshFitter::distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const {
     const Vector3& from = fitMesh.place(vertex);
-    const SurfaceSide side = sides.of(vertex);
+    const SurfaceSide side = state.sides.of(vertex);
     double farthest = 0.0;
-    pointGrid.visitWithin(from, FIT_GRID_EDGE, [&](FitIndex j, double) {
-        const Vector3 offset = fitPoints.vFitted[j] - from;
-        if (!fitPoints.isSeenFrom(side, j) || std::fabs(offset * along) > HALF_WIDTH) return;
-        if (std::fabs(0.5 * (offset * (side.normal + fitPoints.vNormal[j]))) > MAX_OFF_SHEET) return;
+    state.grid.visitWithin(from, FIT_GRID_EDGE, [&](FitIndex j, double) {
+        const Vector3 offset = state.points.vFitted[j] - from;
+        if (!state.points.isSeenFrom(side, j) || std::fabs(offset * along) > HALF_WIDTH) return;
+        if (std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET) return;
         const double distance = offset * outward;
         if (distance <= farthest) return;
-        const FitIndex nearest = fitPoints.vNearest[j];
+        const FitIndex nearest = state.points.vNearest[j];
         if (nearest == vertex || fitMesh.isJoined(vertex, nearest)) farthest = distance;
     });
     return farthest;

@@ -9,6 +9,9 @@
 //     stuck ones  go round, by the places of their neighbours
 //     edges       flipped where the other diagonal lies nearer to the points (EdgeFitter)
 //
+// Spots that are mended and borders that go out take turns: a fold at a border holds it, and a border that goes out may
+// fold.
+//
 // Vertices are taken one after the other, in the order of their numbers or of their distances: each move is judged against
 // the moves before it. Only what changes nothing, the search for sheets and for bad triangles, runs on several threads.
 //
@@ -60,6 +63,7 @@ MeshFitter::MeshFitter(FitMesh& mesh, const FitPoints& points, const VertexSides
       fitMesh(mesh),
       guard(state.guard),
       edges(state),
+      borders(state),
       vStart(mesh.places()),
       vStartTriangle(mesh.triangles()) {}
 
@@ -85,10 +89,11 @@ FitCounts MeshFitter::fit() {
         state.sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
-    SpotMender(state).mend();
-    reachLastPoints();
+    borders.reachLastPoints();
+    mendSpots();
+    borders.reachLastPoints();
     liftByChords();
-    counts.numUntangled = Untangler(fitMesh, vStart).untangle(touchedVertices());
+    counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices());
     return counts;
 }
 
@@ -319,7 +324,7 @@ bool MeshFitter::tryFreeBy(FitIndex vertex, const Vector3& near) {
     return true;
 }
 
-// ---- Edges
+// ---- Edges and spots
 
 void MeshFitter::flipEdges() {
     counts.numFlips += edges.flipTowardsPoints();
@@ -330,6 +335,18 @@ bool MeshFitter::splitEdges() {
     counts.numSplits += numSplits;
     vFound.resize(fitMesh.numVertices());
     return numSplits > 0;
+}
+
+void MeshFitter::mendSpots() {
+    SpotMender mender(state);
+    if (mender.hasFew()) {
+        Untangler untangler(fitMesh, vStart);
+        counts.numUntangled += untangler.untangle(touchedVertices());
+        mender.mend(untangler.verticesLeft());
+        vFound.resize(fitMesh.numVertices());
+    }
+    counts.numSpots = mender.getNumSpots();
+    counts.numMended = mender.getNumMended();
 }
 
 // ---- The end

@@ -3,6 +3,7 @@
 #include <cstddef>
 #include <vector>
 
+#include "BorderFitter.h"
 #include "EdgeFitter.h"
 #include "FitState.h"
 
@@ -12,17 +13,18 @@ namespace TARN_KEL {
 struct FitCounts {
     std::size_t numCorners = 0, numOnCreases = 0;  // vertices put there
     std::size_t numFlips = 0, numSplits = 0;
-    std::size_t numUnfolded = 0;   // vertices moved to smooth folds
-    std::size_t numUntangled = 0;  // vertices moved because triangles passed through each other
+    std::size_t numSpots = 0, numMended = 0;  // off the points or folded; what was mended of that
+    std::size_t numUnfolded = 0;              // vertices moved to smooth folds
+    std::size_t numUntangled = 0;             // vertices moved because triangles passed through each other
 };
 
 /// Moves the vertices of a mesh to where the points say that the surface is, and brings its edges onto creases.
 ///
 /// Three rounds: all vertices go to their nearest sheet; then the nearest vertex to each corner there, then vertices onto
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
-/// change is judged by the guard. What is off the points then is mended by several changes at once. Finally borders go out
-/// to the last points, smooth vertices are lifted by what the triangles cut off the curved sheet, and triangles that pass
-/// through each other since are parted.
+/// change is judged by the guard. Then borders go out to the last points, and triangles that pass through each other since
+/// are parted. What is off the points or folded then is mended by several changes at once. Finally smooth vertices are
+/// lifted by what the triangles cut off the curved sheet.
 ///
 /// The unit of length is the spacing of the points.
 class MeshFitter {
@@ -46,9 +48,7 @@ private:
     bool tryFreeBy(FitIndex vertex, const Vector3& near);
     void flipEdges();
     bool splitEdges();
-    void reachLastPoints();
-    bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
-    double distanceToLastPoint(FitIndex vertex, const Vector3& along, const Vector3& outward) const;
+    void mendSpots();
     std::vector<FitIndex> touchedVertices() const;
     void liftByChords();
 
@@ -59,6 +59,7 @@ private:
     FitMesh& fitMesh;
     const FitGuard& guard;
     EdgeFitter edges;
+    BorderFitter borders;
     const std::vector<Vector3> vStart;  // where the vertices were
     const std::vector<FitTriangle> vStartTriangle;
     std::vector<unsigned char> vSettled;  // vertices that another look would hardly move

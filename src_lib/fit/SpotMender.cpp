@@ -22,10 +22,10 @@ namespace TARN_KEL {
 namespace {
 
 const int MAX_PASSES = 4;
-// A spot takes up to a hundred trials, so spots are mended where the surface is exact but for a few: more of them than this
-// many, or than this share of the vertices, are what a rough scan looks like.
-const std::size_t FEW_SPOTS = 20;
-const std::size_t VERTICES_A_SPOT = 2000;
+// A spot takes up to a hundred trials, some milliseconds, so spots are mended where the surface is exact but for a few.
+// Those of a noisy body's edges are one at every thousand vertices, those of a rough scan one at every fifty, or ten.
+const std::size_t FEW_SPOTS = 60;
+const std::size_t VERTICES_A_SPOT = 500;
 const int MAX_FOLLOWING = 4;           // flips after a remedy
 const std::size_t MAX_TRIANGLES = 80;  // around a spot
 // In spacings, beside noise:
@@ -36,9 +36,9 @@ const double NO_POINTS = 0.5;
 const double SAME_TARGET = 0.1;
 // In the unit of costs, a spacing off the points:
 const double FOLD_COST = 0.5, FOLD_GROWTH = 1.0;  // per unit of the cosine
-const double SHARP_FOLD = -0.7;                   // cosine; counts twice
 const double SLIVER_COST = 0.3;                   // of one with half the height that it should have, a half more
 const double AWAY_COST = 0.5;                     // of a triangle that no point near it agrees with
+const double CROSSING_COST = 1.0;                 // of a pair of triangles
 const double DOUBTFUL = 0.05;                     // of an edge that may be flipped or split
 const double FLIP_COST_GAIN = 0.01, MEND_GAIN = 0.05;
 const double HOPELESS = 1.0;       // what a remedy may cost before the flips that follow
@@ -53,8 +53,8 @@ bool has(const Indices& v, FitIndex index) {
 
 /// Of some triangles and all their edges.
 template <typename Triangles>
-SpotMender::Cost SpotMender::costOf(const Triangles& vTriangle) {
-    Cost cost;
+double SpotMender::costOf(const Triangles& vTriangle) {
+    double cost = 0.0;
     for (const FitIndex t : vTriangle) {
         cost += costOfTriangle(t);
         for (int k = 0; k < 3; ++k) {
@@ -65,39 +65,59 @@ SpotMender::Cost SpotMender::costOf(const Triangles& vTriangle) {
     return cost;
 }
 
-void SpotMender::mend() {
+SpotMender::SpotMender(FitState& meshState)
+    : state(meshState), fitMesh(meshState.mesh), guard(meshState.guard), vFresh(meshState.mesh.numVertices(), 1) {}
+
+bool SpotMender::hasFew() {
+    findOff();
+    numSpots = static_cast<std::size_t>(std::count_if(vOff.begin(), vOff.end(), [](double off) { return off > 0.0; }));
+    return numSpots <= std::max(FEW_SPOTS, fitMesh.numVertices() / VERTICES_A_SPOT);
+}
+
+void SpotMender::mend(const std::vector<FitIndex>& vCrossing) {
+    for (const FitIndex v : vCrossing)
+        vOff[v] = CROSSING_COST;
     for (int pass = 0; pass < MAX_PASSES; ++pass) {
-        const std::vector<FitIndex> vSpot = findSpots();
-        if (vSpot.size() > std::max(FEW_SPOTS, fitMesh.numVertices() / VERTICES_A_SPOT)) return;
-        std::size_t numMended = 0;
-        for (const FitIndex v : vSpot)
+        const std::size_t numBefore = numMended;
+        for (const FitIndex v : worstFirst())
             numMended += mendSpot(v) ? 1 : 0;
-        if (numMended == 0) return;
+        if (numMended == numBefore) return;
+        findOff();
     }
 }
 
-/// Rough vertices that are off the points, or have an edge that is, the farthest off first.
-std::vector<FitIndex> SpotMender::findSpots() const {
+/// How far off the points vertices are, and the edges at them, or how much these fold. Only where something changed since
+/// the last time.
+void SpotMender::findOff() {
     const double limit = SPOT + 2.0 * state.points.residual;
-    std::vector<double> vOff(fitMesh.numVertices());
+    vOff.resize(fitMesh.numVertices());
     const auto enter = [&](FitIndex v, double off) {
-        if (off > limit && state.vKind[v] != VertexKind::HELD) vOff[v] = std::max(vOff[v], off);
+        if (off > limit && vFresh[v] != 0 && state.vKind[v] != VertexKind::HELD) vOff[v] = std::max(vOff[v], off);
     };
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
-        if (state.vRough[v] != 0) enter(v, guard.distanceToPoints(fitMesh.place(v), state.sides.of(v)));
+        if (state.vRough[v] != 0 && vFresh[v] != 0) enter(v, guard.distanceToPoints(fitMesh.place(v), state.sides.of(v)));
     for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
         for (int k = 0; k < 3; ++k) {
             const FitIndex o = fitMesh.neighbour(t, k);
             const FitSide edge = fitMesh.endsOf(t, k);
-            if (o == NO_INDEX || o < t || !state.isRough(edge)) continue;
-            const double off = state.distanceOfEdge(edge);
+            if (o == NO_INDEX || o < t || (vFresh[edge.first] == 0 && vFresh[edge.second] == 0)) continue;
+            const double fold = costOfFold(t, o);
+            if (fold == 0.0 && !state.isRough(edge)) continue;
+            const double distance = state.distanceOfEdge(edge);
+            const double off = distance < 0.0 ? 0.0 : std::max(distance, fold);  // what no points are near stays
             enter(edge.first, off);
             enter(edge.second, off);
         }
+}
+
+/// The vertices that are off, which they then count as no more until something near them changes.
+std::vector<FitIndex> SpotMender::worstFirst() {
     std::vector<FitIndex> vSpot;
     for (FitIndex v = 0; v < vOff.size(); ++v)
         if (vOff[v] > 0.0) vSpot.push_back(v);
     std::stable_sort(vSpot.begin(), vSpot.end(), [&](FitIndex a, FitIndex b) { return vOff[a] > vOff[b]; });
+    vOff.assign(fitMesh.numVertices(), 0.0);
+    vFresh.assign(fitMesh.numVertices(), 0);
     return vSpot;
 }
 
@@ -107,24 +127,36 @@ bool SpotMender::mendSpot(FitIndex centre) {
     const std::vector<Remedy> vRemedy = remediesAt(centre, vAround);
     const std::vector<FitIndex> vWider = withNeighbours(vAround);
     const std::size_t numTriangles = fitMesh.numTriangles();
-    std::vector<std::pair<double, const Remedy*>> vPromising;
+    const std::size_t numCrossings = crossingsAmong(vWider, numTriangles);
+    const double costOfCrossings = CROSSING_COST * static_cast<double>(numCrossings);
+    double best = -MEND_GAIN;
+    const Remedy* pBest = nullptr;
     for (const Remedy& remedy : vRemedy) {
         Trial trial;
-        if (apply(remedy, trial) && trial.cost.sum < -MEND_GAIN && trial.cost.numBad <= 0)
-            vPromising.emplace_back(trial.cost.sum, &remedy);
-        takeBack(trial);
-    }
-    std::stable_sort(vPromising.begin(), vPromising.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    for (const auto& [cost, pRemedy] : vPromising) {
-        Trial trial;
-        apply(*pRemedy, trial);
-        if (!anyCross(vWider, numTriangles)) {
-            known.forget();
-            return true;
+        if (apply(remedy, trial) && trial.cost - costOfCrossings < best) {
+            const std::size_t numNow = crossingsAmong(vWider, numTriangles);
+            const double cost = trial.cost - costOfCrossings + CROSSING_COST * static_cast<double>(numNow);
+            if (numNow <= numCrossings && cost < best) {
+                best = cost;
+                pBest = &remedy;
+            }
         }
         takeBack(trial);
     }
-    return false;
+    if (pBest == nullptr) return false;
+    Trial trial;
+    apply(*pBest, trial);
+    known.forget();
+    markFresh(vWider);
+    return true;
+}
+
+/// The corners of the triangles, and vertices that are new.
+void SpotMender::markFresh(const std::vector<FitIndex>& vTriangle) {
+    vFresh.resize(fitMesh.numVertices(), 1);
+    for (const FitIndex t : vTriangle)
+        for (const FitIndex corner : fitMesh.corners(t))
+            vFresh[corner] = 1;
 }
 
 // ---- Remedies
@@ -156,13 +188,12 @@ std::vector<SpotMender::Remedy> SpotMender::remediesAt(FitIndex centre, const st
     std::sort(vVertex.begin(), vVertex.end());
     std::vector<Remedy> vRemedy;
     for (const FitIndex v : vVertex)
-        if (state.vKind[v] != VertexKind::HELD && state.vKind[v] != VertexKind::ON_CORNER && !fitMesh.isAtBorder(v))
-            addMoves(v, v == centre, vRemedy);
+        if (state.vKind[v] != VertexKind::HELD && state.vKind[v] != VertexKind::ON_CORNER) addMoves(v, v == centre, vRemedy);
     for (const FitIndex t : vTriangle)
         for (int k = 0; k < 3; ++k) {
             const FitIndex o = fitMesh.neighbour(t, k);
             if (o == NO_INDEX || o < t || !std::binary_search(vTriangle.begin(), vTriangle.end(), o) ||
-                costOfEdge(t, k).sum < DOUBTFUL)
+                costOfEdge(t, k) < DOUBTFUL)
                 continue;
             vRemedy.emplace_back(FlipOf{fitMesh.endsOf(t, k)});
             vRemedy.emplace_back(SplitOf{fitMesh.endsOf(t, k)});
@@ -176,9 +207,12 @@ void SpotMender::addMoves(FitIndex vertex, bool bCentre, std::vector<Remedy>& vR
     if (!bCentre) vNear.resize(FitState::NUM_MEANS);
     const Vector3 from = fitMesh.place(vertex);
     std::vector<Vector3> vTo = {from};
+    const bool bBorder = fitMesh.isAtBorder(vertex);
     const auto add = [&](const Vector3& to, VertexKind kind) {
         const auto isSame = [&](const Vector3& other) { return (to - other).length() < SAME_TARGET; };
-        if ((to - from).length() > MAX_MEND_MOVE * state.cell || std::any_of(vTo.begin(), vTo.end(), isSame)) return;
+        if ((to - from).length() > MAX_MEND_MOVE * state.cell || (bBorder && guard.leavesBare(vertex, to)) ||
+            std::any_of(vTo.begin(), vTo.end(), isSame))
+            return;
         vTo.push_back(to);
         vRemedy.emplace_back(Placed{vertex, to, kind});
     };
@@ -208,7 +242,7 @@ bool SpotMender::apply(const Remedy& remedy, Trial& trial) {
         if (!trySplit(std::get<SplitOf>(remedy).ends, trial)) return false;
         enterStar(static_cast<FitIndex>(fitMesh.numVertices() - 1));
     }
-    if (trial.cost.sum > HOPELESS) return false;
+    if (trial.cost > HOPELESS) return false;
     flipAround(std::move(vAround), trial);
     return true;
 }
@@ -217,12 +251,8 @@ void SpotMender::tryMove(const Placed& placed, Trial& trial) {
     const FitIndex v = placed.vertex;
     std::vector<FitIndex> vTriangle;
     fitMesh.visitTriangles(v, [&](FitIndex t) { vTriangle.push_back(t); });
-    const auto cost = [&] {
-        Cost sum = costOf(vTriangle);
-        sum.sum += costOfPlace(fitMesh.place(v), state.sides.of(v));
-        return sum;
-    };
-    const Cost before = cost();
+    const auto cost = [&] { return costOf(vTriangle) + costOfPlace(fitMesh.place(v), state.sides.of(v)); };
+    const double before = cost();
     trial.vDone.emplace_back(Placed{v, fitMesh.place(v), state.vKind[v]});
     state.moveVertex(v, placed.place);
     state.vKind[v] = placed.kind;
@@ -235,8 +265,8 @@ bool SpotMender::tryFlip(const FitSide& ends, Trial& trial, double leastCost) {
     const std::optional<FitEdge> edge = fitMesh.findEdge(ends);
     if (!edge) return false;
     const std::array aTriangle = {edge->triangle, fitMesh.neighbour(edge->triangle, edge->k)};
-    const Cost before = costOf(aTriangle);
-    if (before.sum < leastCost) return false;
+    const double before = costOf(aTriangle);
+    if (before < leastCost) return false;
     const std::optional<EdgeFlip> flip = state.findFlip(ends);
     if (!flip) return false;
     state.perform(*flip);
@@ -249,7 +279,7 @@ bool SpotMender::trySplit(const FitSide& ends, Trial& trial) {
     const std::optional<EdgeSplit> split = state.findSplit(ends);
     if (!split) return false;
     const auto newT = static_cast<FitIndex>(fitMesh.numTriangles());
-    const Cost before = costOf(std::array{split->quad.t, split->quad.o});
+    const double before = costOf(std::array{split->quad.t, split->quad.o});
     state.perform(*split);
     trial.vDone.emplace_back(*split);
     known.beginTrial(static_cast<FitIndex>(fitMesh.numVertices() - 1));
@@ -270,8 +300,8 @@ void SpotMender::flipAround(std::vector<FitIndex> vTriangle, Trial& trial) {
         const FitSide* pBest = nullptr;
         for (const FitSide& side : vSide) {
             Trial flip;
-            if (tryFlip(side, flip, -best) && flip.cost.sum < best) {
-                best = flip.cost.sum;
+            if (tryFlip(side, flip, -best) && flip.cost < best) {
+                best = flip.cost;
                 pBest = &side;
             }
             undo(flip);
@@ -304,10 +334,11 @@ void SpotMender::takeBack(Trial& trial) {
     known.endTrial();
 }
 
-/// Whether any cross of these triangles and those from firstNew on.
-bool SpotMender::anyCross(std::vector<FitIndex> vTriangle, std::size_t firstNew) const {
+/// How many pairs cross of these triangles and those from firstNew on.
+std::size_t SpotMender::crossingsAmong(std::vector<FitIndex> vTriangle, std::size_t firstNew) const {
     for (std::size_t t = firstNew; t < fitMesh.numTriangles(); ++t)
         vTriangle.push_back(static_cast<FitIndex>(t));
+    std::size_t count = 0;
     std::vector<TriangleCorners> vCorners;
     std::vector<TARN_LOCATE3::Bbox3> vBox;
     for (const FitIndex t : vTriangle) {
@@ -316,11 +347,11 @@ bool SpotMender::anyCross(std::vector<FitIndex> vTriangle, std::size_t firstNew)
                                      Point3() + fitMesh.place(c[2])};
         const TARN_LOCATE3::Bbox3 box = boxOf(now);
         for (std::size_t i = 0; i < vCorners.size(); ++i)
-            if (vBox[i].intersects(box) && areCrossing(vCorners[i], now)) return true;
+            if (vBox[i].intersects(box) && areCrossing(vCorners[i], now)) ++count;
         vCorners.push_back(now);
         vBox.push_back(box);
     }
-    return false;
+    return count;
 }
 
 // ---- Costs
@@ -333,7 +364,7 @@ std::size_t SpotMender::KnownCosts::Hash::operator()(const FitTriangle& c) const
 }
 
 template <typename CostOf>
-SpotMender::Cost SpotMender::KnownCosts::of(const FitTriangle& corners, const CostOf& costOf) {
+double SpotMender::KnownCosts::of(const FitTriangle& corners, const CostOf& costOf) {
     Costs& mKnown = has(corners, trialVertex) ? mInTrial : mCost;
     const auto [it, bNew] = mKnown.try_emplace(corners);
     if (bNew) it->second = costOf();
@@ -355,33 +386,34 @@ double SpotMender::costOfPlace(const Vector3& place, const SurfaceSide& side) co
     return distance < 0.0 ? NO_POINTS : std::clamp(distance - ON_POINTS - 2.0 * state.points.residual, 0.0, MAX_OFF);
 }
 
-SpotMender::Cost SpotMender::shapeOf(const FitTriangle& c) const {
+double SpotMender::shapeOf(const FitTriangle& c) const {
     const TrianglePlaces places = state.cornersOf(c[0], c[1], c[2]);
     const Vector3 sum = state.sides.vNormal[c[0]] + state.sides.vNormal[c[1]] + state.sides.vNormal[c[2]];
     const SurfaceSide side{unitOr(sum, sum), state.sides.vPiece[c[0]]};
-    Cost cost{costOfPlace((places[0] + places[1] + places[2]) / 3.0, side), 0};
+    double cost = costOfPlace((places[0] + places[1] + places[2]) / 3.0, side);
     const double relativeHeight = leastHeight(places) / (MIN_HEIGHT * state.cell);
-    if (relativeHeight < 1.0) cost += {SLIVER_COST * (2.0 - relativeHeight), 1};
-    if (!guard.agreesWithPoints(places, side)) cost += {AWAY_COST, 0};
+    if (relativeHeight < 1.0) cost += SLIVER_COST * (2.0 - relativeHeight);
+    if (!guard.agreesWithPoints(places, side)) cost += AWAY_COST;
     return cost;
 }
 
-SpotMender::Cost SpotMender::costOfTriangle(FitIndex t) {
+double SpotMender::costOfTriangle(FitIndex t) {
     const FitTriangle& c = fitMesh.corners(t);
     return known.of(c, [&] { return shapeOf(c); });
 }
 
-SpotMender::Cost SpotMender::costOfEdge(FitIndex t, int k) {
+double SpotMender::costOfEdge(FitIndex t, int k) {
     const FitSide ends = fitMesh.endsOf(t, k);
     const FitIndex a = std::min(ends.first, ends.second), b = std::max(ends.first, ends.second);
-    Cost cost = known.of({a, b, b}, [&]() -> Cost {
-        return {costOfPlace((fitMesh.place(a) + fitMesh.place(b)) * 0.5, state.sides.between(a, b)), 0};
-    });
+    const double cost = known.of(
+        {a, b, b}, [&] { return costOfPlace((fitMesh.place(a) + fitMesh.place(b)) * 0.5, state.sides.between(a, b)); });
     const FitIndex o = fitMesh.neighbour(t, k);
-    if (o == NO_INDEX) return cost;
+    return o == NO_INDEX ? cost : cost + costOfFold(t, o);
+}
+
+double SpotMender::costOfFold(FitIndex t, FitIndex o) const {
     const double cosine = cosineOf(fitMesh.areaVectorOf(t), fitMesh.areaVectorOf(o));
-    if (cosine < FOLD) cost += {FOLD_COST + FOLD_GROWTH * (FOLD - cosine), cosine < SHARP_FOLD ? 2 : 1};
-    return cost;
+    return cosine < FOLD ? FOLD_COST + FOLD_GROWTH * (FOLD - cosine) : 0.0;
 }
 
 }  // namespace TARN_KEL

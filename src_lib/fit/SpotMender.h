@@ -15,15 +15,20 @@ namespace TARN_KEL {
 /// through a fold until an edge beside it is flipped, an edge over a crease whose flip makes a sliver until a vertex moves.
 ///
 /// There a step is made on trial whatever it does to the shape, then edges around it are flipped while that makes it better.
-/// What counts is the cost of all that changed, together: how far triangles and edges are off the points, and their folds
-/// and slivers, of which there may not be more than before. No triangles around may cross. The best of such trials is kept.
+/// What counts is the cost of all that changed, together: how far triangles and edges are off the points, their folds, and
+/// slivers. No more triangles around may cross than before. The best of such trials is kept.
 class SpotMender {
 public:
     /// The state is referred to.
-    explicit SpotMender(FitState& meshState) : state(meshState), fitMesh(meshState.mesh), guard(meshState.guard) {}
+    explicit SpotMender(FitState& meshState);
 
-    /// Nothing where there are too many spots.
-    void mend();
+    /// Looks for spots. Whether they are so few that they can be mended in good time: a rough scan is nothing but spots.
+    bool hasFew();
+    /// Mends those that were found. vCrossing: vertices of triangles that cross, which are spots as well.
+    void mend(const std::vector<FitIndex>& vCrossing);
+    std::size_t getNumSpots() const { return numSpots; }
+    /// How often one was mended; one may be several times.
+    std::size_t getNumMended() const { return numMended; }
 
 private:
     /// A vertex, a place and what the vertex is on there.
@@ -40,20 +45,10 @@ private:
     };
     using Remedy = std::variant<Placed, FlipOf, SplitOf>;
     using Change = std::variant<Placed, EdgeFlip, EdgeSplit>;  // a vertex as it was, what was performed
-    struct Cost {
-        double sum = 0.0;
-        int numBad = 0;  // folds, sharp ones twice, and slivers
-        Cost& operator+=(const Cost& other) {
-            sum += other.sum;
-            numBad += other.numBad;
-            return *this;
-        }
-        Cost operator-(const Cost& other) const { return {sum - other.sum, numBad - other.numBad}; }
-    };
     /// What was done, and by how much the cost changed.
     struct Trial {
         std::vector<Change> vDone;
-        Cost cost;
+        double cost = 0.0;
     };
     /// What triangles and edges cost by their places, asked for once.
     class KnownCosts {
@@ -65,19 +60,21 @@ private:
         void forget();
         /// corners: of a triangle; an edge has one end twice.
         template <typename CostOf>
-        Cost of(const FitTriangle& corners, const CostOf& costOf);
+        double of(const FitTriangle& corners, const CostOf& costOf);
 
     private:
         struct Hash {
             std::size_t operator()(const FitTriangle& c) const;
         };
-        using Costs = std::unordered_map<FitTriangle, Cost, Hash>;
+        using Costs = std::unordered_map<FitTriangle, double, Hash>;
         Costs mCost, mInTrial;  // without and with the vertex
         FitIndex trialVertex = NO_INDEX;
     };
 
-    std::vector<FitIndex> findSpots() const;
+    void findOff();
+    std::vector<FitIndex> worstFirst();
     bool mendSpot(FitIndex centre);
+    void markFresh(const std::vector<FitIndex>& vTriangle);
     std::vector<FitIndex> trianglesAround(FitIndex vertex) const;
     std::vector<FitIndex> withNeighbours(const std::vector<FitIndex>& vTriangle) const;
 
@@ -92,19 +89,23 @@ private:
     void undo(Trial& trial);
     void takeBack(Trial& trial);
 
-    bool anyCross(std::vector<FitIndex> vTriangle, std::size_t firstNew) const;
+    std::size_t crossingsAmong(std::vector<FitIndex> vTriangle, std::size_t firstNew) const;
 
     double costOfPlace(const Vector3& place, const SurfaceSide& side) const;
-    Cost shapeOf(const FitTriangle& c) const;
-    Cost costOfTriangle(FitIndex t);
-    Cost costOfEdge(FitIndex t, int k);
+    double shapeOf(const FitTriangle& c) const;
+    double costOfTriangle(FitIndex t);
+    double costOfEdge(FitIndex t, int k);
+    double costOfFold(FitIndex t, FitIndex o) const;
     template <typename Triangles>
-    Cost costOf(const Triangles& vTriangle);
+    double costOf(const Triangles& vTriangle);
 
     FitState& state;
     FitMesh& fitMesh;
     const FitGuard& guard;
     KnownCosts known;
+    std::vector<double> vOff;  // of the vertices, in the unit of costs; 0.0: no spot
+    std::size_t numSpots = 0, numMended = 0;
+    std::vector<unsigned char> vFresh;  // vertices near which something changed since spots were last found
 };
 
 }  // namespace TARN_KEL

@@ -41,13 +41,13 @@ std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable) {
     std::vector<FitIndex> vMoved;
     if (vMovable.empty()) return 0;
     for (int search = 0; search < MAX_SEARCHES; ++search) {
-        std::vector<FitIndex> vVertex = verticesOfCrossings();
-        std::erase_if(vVertex, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });
-        if (vVertex.empty()) break;
+        vLeft = verticesOfCrossings();
+        std::erase_if(vLeft, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });
+        if (vLeft.empty()) break;
         if (search == 0)
             for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
                 index.insert(t, cornersWith(t, NO_INDEX, {}));
-        const std::vector<FitIndex> vNow = sweep(std::move(vVertex));
+        const std::vector<FitIndex> vNow = sweep(vLeft);
         if (vNow.empty()) break;
         vMoved.insert(vMoved.end(), vNow.begin(), vNow.end());
     }

@@ -23,6 +23,8 @@ public:
     /// vMovable: the vertices that may move, in ascending order; none of them is a hub. Returns the number of those that
     /// did. O(n log n) to find the crossings, and then in proportion to their number.
     std::size_t untangle(const std::vector<FitIndex>& vMovable);
+    /// The movable vertices of triangles that still cross, as of the last search; in ascending order.
+    const std::vector<FitIndex>& verticesLeft() const { return vLeft; }
 
 private:
     std::vector<FitIndex> verticesOfCrossings() const;
@@ -34,6 +36,7 @@ private:
     FitMesh& fitMesh;
     const std::vector<Vector3>& vFormer;
     CrossingIndex index;
+    std::vector<FitIndex> vLeft;
 };
 
 }  // namespace TARN_KEL

@@ -198,6 +198,20 @@ TEST(Transfer, TheMostFrequentClassWinsAndOfEquallyFrequentOnesTheLowest) {
     EXPECT_EQ(classAt({200}), 200);
 }
 
+TEST(Transfer, MeansOfLargeWholeNumbersAreExact) {
+    const MeshPtr pMesh = bumpySheet(2);
+    const auto meanOf = [&](const std::vector<std::int64_t>& v) {
+        PointAttributes given;
+        given.set(columnOf("time", v));
+        return valuesOf<std::int64_t>(transferAttributes(pMesh, Points(v.size(), Point3(0, 0, 0)), given, 0.5), "time")[0];
+    };
+    constexpr std::int64_t LARGE = std::int64_t{1} << 60, MOST = std::numeric_limits<std::int64_t>::max();
+    EXPECT_EQ(meanOf({LARGE, LARGE + 2}), LARGE + 1);
+    EXPECT_EQ(meanOf({MOST, MOST - 6, MOST - 3}), MOST - 3);
+    EXPECT_EQ(meanOf({-MOST, -MOST + 10, -MOST + 5}), -MOST + 5);
+    EXPECT_EQ(meanOf({MOST, -MOST}), 0);
+}
+
 TEST(Transfer, NormalsHaveTheMeanDirectionAndLengthOne) {
     const MeshPtr pMesh = bumpySheet(2);
     const Point3 place(0, 0, 0);

@@ -139,14 +139,24 @@ private:
 // ---- Means --------------------------------------------------------------------------------------------------------------
 // Each takes values that are known and finite, at least one.
 
-/// The mean minus the first one. doubleOf: double(T).
-template <typename T, typename DoubleOf>
-double meanBeyondFirst(const std::vector<T>& v, const DoubleOf& doubleOf) {
-    const double first = doubleOf(v.front());
+/// The mean minus the first one. beyondFirst: double(T), a value minus the first one.
+template <typename T, typename BeyondFirst>
+double meanBeyondFirst(const std::vector<T>& v, const BeyondFirst& beyondFirst) {
     double sum = 0.0;
     for (const T value : v)
-        sum += doubleOf(value) - first;
+        sum += beyondFirst(value);
     return sum / static_cast<double>(v.size());
+}
+
+/// The nearest double, also where a double can't hold the numbers.
+template <typename T>
+double differenceOf(T value, T first) {
+    if constexpr (std::is_floating_point_v<T> || sizeof(T) < sizeof(std::int64_t)) {
+        return static_cast<double>(value) - static_cast<double>(first);
+    } else {
+        const auto a = static_cast<std::uint64_t>(value), b = static_cast<std::uint64_t>(first);  // wrap around alike
+        return value < first ? -static_cast<double>(b - a) : static_cast<double>(a - b);
+    }
 }
 
 template <typename T>
@@ -158,7 +168,7 @@ T amongValues(T value, const std::vector<T>& v) {
 template <typename T>
 T meanNumber(const std::vector<T>& v) {
     constexpr double EXACT = 4503599627370496.0;  // 2^52: below, a double holds every half
-    const double mean = meanBeyondFirst(v, [](T value) { return static_cast<double>(value); });
+    const double mean = meanBeyondFirst(v, [first = v.front()](T value) { return differenceOf(value, first); });
     const double first = static_cast<double>(v.front());
     if constexpr (std::is_floating_point_v<T>) {
         if (std::isfinite(mean)) return amongValues(static_cast<T>(first + mean), v);
@@ -184,8 +194,8 @@ public:
     }
 
     T mean(const std::vector<T>& v) const {
-        const auto light = [this](T value) { return this->light(value); };
-        const double number = numberOf(light(v.front()) + meanBeyondFirst(v, light)) * MOST;
+        const double first = light(v.front());
+        const double number = numberOf(first + meanBeyondFirst(v, [&](T value) { return light(value) - first; })) * MOST;
         if constexpr (std::is_integral_v<T>)
             return amongValues(nearestInt<T>(number), v);
         else

@@ -238,6 +238,8 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
 /// With a line for a format that has no points.
 bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const PointFormat format = pointFormat(filename);
+    if (format == PointFormat::NONE && (endsWith(filename, ".e57") || endsWith(filename, ".E57")))
+        return fail(filename + " is an E57 file, which can't be read: convert it to an uncompressed .las or to .ply first");
     if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
     return readPointsAs(format, filename, vPoints, pAttributes);
 }
@@ -253,10 +255,17 @@ bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoint
         vPoints.resize(numBefore);
         return false;
     }
+    columns.nameChannels();
     if (columns.numLeftOut() > 0)
         warning("readPointFile", filename + ": left out " + toString(columns.numLeftOut()) + " columns");
-    appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, attributes);
-    return true;
+    try {
+        appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, attributes);
+        return true;
+    } catch (const std::bad_alloc&) {  // attributes are as they were
+    } catch (const std::length_error&) {
+    }
+    vPoints.resize(numBefore);
+    return fail(filename + " holds more columns than the memory");
 }
 
 LasClasses wantedClasses(const std::vector<int>& vClasses) {
@@ -540,9 +549,12 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
                     std::size_t& numOthers, PointAttributes& attributes) {
     const LasClasses aWanted = wantedClasses(vClasses);
     const std::string name = nameOf(filename);
-    return readWithAttributes(name, vPoints, attributes, [&](AttributeColumns* pAttributes) {
-        return readLas(name, aWanted, vPoints, numOthers, pAttributes);
+    std::size_t numOthersHere = numOthers;
+    const bool bRead = readWithAttributes(name, vPoints, attributes, [&](AttributeColumns* pAttributes) {
+        return readLas(name, aWanted, vPoints, numOthersHere, pAttributes);
     });
+    if (bRead) numOthers = numOthersHere;
+    return bRead;
 }
 
 bool writePoints_LAS(const char* filename, const std::vector<Point3>& vPoints) {

@@ -22,11 +22,7 @@ constexpr std::array<const char*, 3> COLOUR_NAMES{"red", "green", "blue"}, NORMA
 struct Alias {
     std::string_view alias, name;
 };
-constexpr std::array<Alias, 18> ALIASES{{{"r", "red"},
-                                         {"g", "green"},
-                                         {"b", "blue"},
-                                         {"a", "alpha"},
-                                         {"red", "red"},
+constexpr std::array<Alias, 14> ALIASES{{{"red", "red"},
                                          {"green", "green"},
                                          {"blue", "blue"},
                                          {"alpha", "alpha"},
@@ -40,6 +36,10 @@ constexpr std::array<Alias, 18> ALIASES{{{"r", "red"},
                                          {"normal_x", "nx"},
                                          {"normal_y", "ny"},
                                          {"normal_z", "nz"}}};
+
+/// Names of one letter, which are channels only where those of a whole colour are there.
+constexpr std::array<Alias, 4> LETTERS{{{"r", "red"}, {"g", "green"}, {"b", "blue"}, {"a", "alpha"}}};
+constexpr std::size_t NUM_CHANNELS = 3;  // of these letters, without alpha
 
 std::string lowerCase(std::string_view text) {
     std::string lower(text);
@@ -136,6 +136,29 @@ bool isWhole(const AttributeColumn& column) {
     return std::visit([](const auto& v) { return std::is_integral_v<ValueOf<decltype(v)>>; }, column.values);
 }
 
+/// Gives channels of doubles, which a text without types has, whole numbers where all their values are such ones, or
+/// fractions that stand for such ones. Nothing above 1 means fractions; 256 is what some make of full brightness.
+void chooseColourType(const std::vector<AttributeColumn*>& vChannel) {
+    constexpr double MOST_BYTE = 255.0, FULL_BYTE = 256.0, MOST_SHORT = 65535.0;
+    constexpr double ROUNDED = 1e-3;  // six digits tell bytes apart, and from most fractions
+    const auto all = [&vChannel](const auto& isGood) {
+        return std::all_of(vChannel.begin(), vChannel.end(), [&](const auto* p) { return allKnown(*p, isGood); });
+    };
+    const auto areWhole = [&all](double most) {
+        return all([most](double v) { return v >= 0.0 && v <= most && v == std::floor(v); });
+    };
+    const auto isByteShare = [](double v) { return std::abs(v * MOST_BYTE - std::round(v * MOST_BYTE)) <= ROUNDED; };
+    const bool bFractions = all([](double v) { return v >= 0.0 && v <= 1.0; });
+    const bool bBytes = bFractions ? all(isByteShare) : areWhole(FULL_BYTE);
+    const bool bShorts = !bFractions && areWhole(MOST_SHORT);
+    for (AttributeColumn* pChannel : vChannel) {
+        if (bBytes)
+            convertTo<std::uint8_t>(*pChannel, bFractions ? MOST_BYTE : 1.0);
+        else if (bShorts)
+            convertTo<std::uint16_t>(*pChannel);
+    }
+}
+
 /// Gives two columns one type that holds the numbers of both.
 void unifyNumbers(AttributeColumn& a, AttributeColumn& b) {
     const bool bInt64 = isWhole(a) && isWhole(b) && !isOf<std::uint64_t>(a) && !isOf<std::uint64_t>(b);
@@ -207,6 +230,49 @@ void appendColumn(AttributeColumn& column, AttributeColumn& more) {
     column.vMissing.insert(column.vMissing.end(), more.vMissing.begin(), more.vMissing.end());
     column.vMissing.resize(column.size(), 0);
 }
+
+/// Takes back what appendRows() has done to the columns of earlier files, unless it comes to its end.
+class RowsUndo {
+public:
+    /// Copies the columns whose type the file will change. numBefore: rows of the others.
+    RowsUndo(const PointAttributes& file, PointAttributes& attributes_, std::size_t numBefore_)
+        : attributes(attributes_), numBefore(numBefore_) {
+        for (const AttributeColumn& column : attributes.vColumns) {
+            const AttributeColumn* const pMore = file.find(column.name);
+            const bool bChanges = pMore != nullptr && pMore->values.index() != column.values.index();
+            vOlder.push_back({bChanges ? std::optional(column) : std::nullopt, !column.vMissing.empty()});
+        }
+    }
+    ~RowsUndo() {
+        if (bKept) return;
+        attributes.vColumns.erase(attributes.vColumns.begin() + static_cast<std::ptrdiff_t>(vOlder.size()),
+                                  attributes.vColumns.end());
+        for (std::size_t i = 0; i < vOlder.size(); ++i) {
+            AttributeColumn& column = attributes.vColumns[i];
+            if (vOlder[i].copy) {
+                column = std::move(*vOlder[i].copy);
+                continue;
+            }
+            std::visit([this](auto& vValue) { vValue.resize(numBefore); }, column.values);
+            column.vMissing.resize(vOlder[i].bMissing ? numBefore : 0);
+        }
+    }
+    RowsUndo(const RowsUndo&) = delete;
+    RowsUndo& operator=(const RowsUndo&) = delete;
+
+    void keep() { bKept = true; }
+
+private:
+    struct Older {
+        std::optional<AttributeColumn> copy;
+        bool bMissing;
+    };
+
+    PointAttributes& attributes;
+    const std::size_t numBefore;
+    std::vector<Older> vOlder;
+    bool bKept = false;
+};
 
 }  // namespace
 
@@ -280,6 +346,7 @@ PointAttributes PointAttributes::rows(const std::vector<std::size_t>& vRows) con
         return vChosen;
     };
     for (const AttributeColumn& column : vColumns) {
+        ASSEX(column.vMissing.empty() || column.vMissing.size()==column.size());
         AttributeColumn& copy = chosen.vColumns.emplace_back();
         copy.name = column.name;
         copy.values = std::visit([&](const auto& v) { return AttributeValues(gathered(v)); }, column.values);
@@ -357,37 +424,38 @@ void AttributeColumns::fillAll(std::size_t numRows) {
         fillColumn(column, numRows);
 }
 
+AttributeColumn* AttributeColumns::find(std::string_view name) {
+    const auto it = std::find_if(vColumn.begin(), vColumn.end(), [&](const auto& column) { return column.name == name; });
+    return it != vColumn.end() ? &*it : nullptr;
+}
+
+void AttributeColumns::nameChannels() {
+    std::array<AttributeColumn*, LETTERS.size()> aColumn{};
+    for (std::size_t i = 0; i < LETTERS.size(); ++i) {
+        if (find(LETTERS[i].name) != nullptr) continue;
+        const auto isLetter = [&](const auto& column) { return lowerCase(column.name) == LETTERS[i].alias; };
+        const auto it = std::find_if(vColumn.begin(), vColumn.end(), isLetter);
+        if (it != vColumn.end()) aColumn[i] = &*it;
+    }
+    if (std::find(aColumn.begin(), aColumn.begin() + NUM_CHANNELS, nullptr) != aColumn.begin() + NUM_CHANNELS) return;
+    for (std::size_t i = 0; i < LETTERS.size(); ++i)
+        if (aColumn[i] != nullptr) aColumn[i]->name = LETTERS[i].name;
+}
+
 void AttributeColumns::chooseTypes() {
     const auto isUnknown = [](const AttributeColumn& column) { return allKnown(column, [](double) { return false; }); };
     std::erase_if(vColumn, isUnknown);
-    std::vector<AttributeColumn*> vChannel;
-    for (AttributeColumn& column : vColumn) {
-        if (isAmong(column.name, COLOUR_NAMES) || column.name == "alpha") vChannel.push_back(&column);
+    nameChannels();
+    for (AttributeColumn& column : vColumn)
         if (isClassName(column.name) &&
             areWholeUpTo(column, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()))
             convertTo<std::int32_t>(column);
-    }
-    const auto fit = [&vChannel](double most) {
-        return std::all_of(vChannel.begin(), vChannel.end(), [most](const auto* p) { return areWholeUpTo(*p, 0, most); });
-    };
-    const bool bBytes = fit(255), bShorts = fit(65535);
-    for (AttributeColumn* pColumn : vChannel) {
-        if (bBytes)
-            convertTo<std::uint8_t>(*pColumn);
-        else if (bShorts)
-            convertTo<std::uint16_t>(*pColumn);
-    }
-}
-
-void AttributeColumns::takeFractionsForBytes() {
-    constexpr double MOST = 255.0, ROUNDED = 1e-3;  // six digits tell bytes apart, and from most fractions
-    const auto isByte = [](double value) {
-        return value >= 0.0 && value <= 1.0 && std::abs(value * MOST - std::round(value * MOST)) <= ROUNDED;
-    };
-    const auto fits = [&](const AttributeColumn& column) { return allKnown(column, isByte); };
-    if (!std::all_of(vColumn.begin(), vColumn.end(), fits)) return;
-    for (AttributeColumn& column : vColumn)
-        convertTo<std::uint8_t>(column, MOST);
+    std::vector<AttributeColumn*> vColour;
+    for (const char* name : COLOUR_NAMES)
+        if (AttributeColumn* const pChannel = find(name)) vColour.push_back(pChannel);
+    if (vColour.size() != COLOUR_NAMES.size()) return;
+    chooseColourType(vColour);
+    if (AttributeColumn* const pAlpha = find("alpha")) chooseColourType({pAlpha});  // often from 0 to 1 beside bytes
 }
 
 void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
@@ -415,13 +483,16 @@ void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns) {
 
 void requireRows(const PointAttributes& attributes, std::size_t numPoints) {
     const std::size_t numRows = numPoints;
-    for (const AttributeColumn& column : attributes.vColumns)
+    for (const AttributeColumn& column : attributes.vColumns) {
         ASSEX(column.size()==numRows);
+        ASSEX(column.vMissing.empty() || column.vMissing.size()==numRows);
+    }
 }
 
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
                 PointAttributes& attributes) {
     PointAttributes file{std::move(vOfFile)};
+    RowsUndo undo(file, attributes, numBefore);
     unifyTypes(file, attributes);
     for (AttributeColumn& column : file.vColumns) {
         const auto it = std::find_if(attributes.vColumns.begin(), attributes.vColumns.end(),
@@ -432,6 +503,7 @@ void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std
     }
     for (AttributeColumn& column : attributes.vColumns)
         fillColumn(column, numBefore + numOfFile);
+    undo.keep();
 }
 
 }  // namespace TARN_KEL

@@ -64,12 +64,14 @@ public:
     static constexpr std::size_t MAX_COLUMNS = 256;  ///< as each may take memory for points of other files
 
     /// Adds an empty column; one whose name is taken gets a number behind it. Returns its number; NONE where it has no name
-    /// or there are too many.
+    /// or there are too many. Names of one letter wait for nameChannels().
     std::size_t add(std::string_view name, AttributeValues values);
     std::vector<AttributeColumn>& columns() { return vColumn; }
     bool isFull() const { return vColumn.size() == MAX_COLUMNS; }
     /// The number of columns that were left out: more than MAX_COLUMNS, or all.
     std::size_t numLeftOut() const { return numOthers; }
+    /// Counts columns that were never added.
+    void leaveOut(std::size_t num) { numOthers += num; }
     void leaveOutAll() {
         numOthers += vColumn.size();
         vColumn.clear();
@@ -85,11 +87,12 @@ public:
     /// Appends unknown values up to that size.
     void fill(std::size_t column, std::size_t numRows);
     void fillAll(std::size_t numRows);
-    /// Columns of doubles that a text without types has given: drops those without a known value, and gives colours and
-    /// classes of whole numbers a type of these.
+    /// Gives the columns r, g and b, and a beside them, the names of channels, if all three are there.
+    void nameChannels();
+    /// Columns of doubles that a text without types has given: drops those without a known value, names channels, and gives
+    /// colours and classes a type of whole numbers: bytes also for fractions that are multiples of 1/255, as far as a text
+    /// shows.
     void chooseTypes();
-    /// Turns columns of doubles into bytes when all their known values are multiples of 1/255, as far as a text shows.
-    void takeFractionsForBytes();
     /// Gives columns of unsigned numbers of two bytes one, when all their values fit.
     void narrowBytes(const std::vector<std::size_t>& vColumns);
     /// Drops columns when all of them have no value but 0. vColumns: ascending.
@@ -97,15 +100,18 @@ public:
 
 private:
     std::size_t size(std::size_t column) const { return vColumn[column].size(); }
+    /// Null when there is none of that name.
+    AttributeColumn* find(std::string_view name);
 
     std::vector<AttributeColumn> vColumn;
     std::size_t numOthers = 0;
 };
 
-/// Throws unless there is no column or a row for each of so many points.
+/// Throws unless there is no column or a row for each of so many points, also of what is missing.
 void requireRows(const PointAttributes& attributes, std::size_t numPoints);
 
-/// Appends the rows of a file behind those of numBefore points.
+/// Appends the rows of a file behind those of numBefore points. Leaves attributes unchanged where memory runs out, which
+/// throws.
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
                 PointAttributes& attributes);
 

@@ -43,7 +43,7 @@ public:
     void finish(std::size_t numVertices) {
         if (pColumns == nullptr) return;
         pColumns->fillAll(numVertices);
-        pColumns->takeFractionsForBytes();
+        pColumns->chooseTypes();
     }
 
 private:

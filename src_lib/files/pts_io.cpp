@@ -8,7 +8,9 @@
 // raster. A point is a row from the left to the matrix, so that the last row of the matrix is the place of the scanner and
 // the last column is 0 0 0 1. Where the scanner saw nothing the file has the scanner's own place, 0 0 0.
 //
-// Neither says what stands behind the coordinates; how many words the first point has there tells.
+// Neither says what stands behind the coordinates; how many words the first point has there tells: one is the intensity,
+// three are a colour, four both, and in PTS seven these and a normal. Any other number of words is left out, as nobody can
+// tell what they mean.
 #include "pts_io.h"
 
 #include <array>
@@ -35,14 +37,15 @@ void nextOrRefuse(NumberedLines& lines, std::string_view& line, const std::strin
 /// What stands behind the coordinates of points.
 class WordColumns {
 public:
-    /// pAttributes: null where nobody wants it.
-    explicit WordColumns(AttributeColumns* pAttributes_) : pAttributes(pAttributes_) {}
+    /// pAttributes: null where nobody wants it. bMayBeNormals: whether seven words are known.
+    WordColumns(AttributeColumns* pAttributes_, bool bMayBeNormals_)
+        : pAttributes(pAttributes_), bMayBeNormals(bMayBeNormals_) {}
 
     /// Takes the words of the line of a point. The first one decides which columns there are.
     void take(std::string_view line) {
         if (pAttributes == nullptr) return;
         const std::vector<std::string_view> vWord = wordsOf(line);
-        if (numRows++ == 0) addColumns(vWord.size());
+        if (numRows++ == 0 && vWord.size() > FIRST) addColumns(vWord.size() - FIRST);
         for (std::size_t i = 0; i < numColumns && FIRST + i < vWord.size(); ++i)
             pAttributes->appendText(i, vWord[FIRST + i]);
         pAttributes->fillAll(numRows);
@@ -54,17 +57,21 @@ public:
 private:
     static constexpr std::size_t FIRST = 3;
 
+    /// numWords: behind the coordinates.
     void addColumns(std::size_t numWords) {
+        const bool bNormals = numWords == 7 && bMayBeNormals;
         std::vector<const char*> vName;
-        if (numWords == FIRST + 1 || numWords >= FIRST + 4) vName.push_back("intensity");
-        if (numWords >= FIRST + 3) vName.insert(vName.end(), {"red", "green", "blue"});
-        if (numWords == FIRST + 7) vName.insert(vName.end(), {"nx", "ny", "nz"});
+        if (numWords == 1 || numWords == 4 || bNormals) vName.push_back("intensity");
+        if (numWords == 3 || numWords == 4 || bNormals) vName.insert(vName.end(), {"red", "green", "blue"});
+        if (bNormals) vName.insert(vName.end(), {"nx", "ny", "nz"});
         for (const char* name : vName)
             pAttributes->add(name, std::vector<double>());
         numColumns = vName.size();
+        pAttributes->leaveOut(numWords - numColumns);
     }
 
     AttributeColumns* pAttributes;
+    const bool bMayBeNormals;
     std::size_t numRows = 0, numColumns = 0;
 };
 
@@ -159,9 +166,10 @@ void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
 
 /// read: void(BlockReader&, std::vector<Point3>&, WordColumns&).
 template <typename Read>
-bool readTexts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes, const Read& read) {
+bool readTexts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes, bool bMayBeNormals,
+               const Read& read) {
     return readAllOrNothing(filename, vPoints, [&](const InputFile&, BlockReader& reader, std::vector<Point3>& vAppended) {
-        WordColumns words(pAttributes);
+        WordColumns words(pAttributes, bMayBeNormals);
         read(reader, vAppended, words);
         words.finish();
     });
@@ -170,11 +178,11 @@ bool readTexts(const std::string& filename, std::vector<Point3>& vPoints, Attrib
 }  // namespace
 
 bool readPts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
-    return readTexts(filename, vPoints, pAttributes, readPtsPoints);
+    return readTexts(filename, vPoints, pAttributes, true, readPtsPoints);
 }
 
 bool readPtx(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
-    return readTexts(filename, vPoints, pAttributes, readPtxPoints);
+    return readTexts(filename, vPoints, pAttributes, false, readPtxPoints);
 }
 
 }  // namespace TARN_KEL

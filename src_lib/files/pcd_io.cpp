@@ -13,8 +13,8 @@
 //   length are copied from one byte more than the distance before. They may overlap what they make.
 //
 // All other fields are attributes, a column for each of their numbers. The fields rgb and rgba are colours packed in four
-// bytes: from the low one on blue, green, red and alpha. A text has the number of these bits, or the floating point number
-// that they make.
+// bytes: from the low one on blue, green, red and alpha. A text has the number of these bits; or, where the type is F, the
+// floating point number that they make, unless it is written with digits alone, as many write the bits whatever the type.
 //
 // Bytes are those of the machines that such files come from: low ones first. Whatever the header says, no more is taken from
 // memory than the length of the file justifies: three bytes of a block can make 264, and so 88 points.
@@ -97,6 +97,7 @@ struct PcdLayout {
         std::size_t offset = 0;       ///< bytes of the field before it
         std::size_t target = 0;       ///< the number of the column that it becomes
         unsigned channel = PLAIN;     ///< the byte of a packed colour
+        bool bFloat = false;          ///< the type of a packed colour is F
     };
     std::array<Coordinate, 3> aCoordinate;
     std::vector<Attribute> vAttribute;  ///< by column; none where nobody wants any
@@ -204,6 +205,7 @@ void addAttributes(const PcdHeader& header, std::size_t field, AttributeColumns&
         if (next.target != AttributeColumns::NONE) layout.vAttribute.push_back(next);
     };
     if ((name == "rgb" || name == "rgba") && pKind->size == 4 && header.vCount[field] == 1) {
+        next.bFloat = pKind->type == 'F';
         for (const auto& [channel, byte] : {std::pair{"red", 2U}, {"green", 1U}, {"blue", 0U}, {"alpha", 3U}}) {
             next.channel = byte;
             next.offset = byte;
@@ -211,8 +213,10 @@ void addAttributes(const PcdHeader& header, std::size_t field, AttributeColumns&
         }
         return;
     }
-    for (std::uint64_t i = 0; i < header.vCount[field] && !columns.isFull(); ++i, ++next.column, next.offset += pKind->size)
+    std::uint64_t i = 0;
+    for (; i < header.vCount[field] && !columns.isFull(); ++i, ++next.column, next.offset += pKind->size)
         add(i == 0 ? name : name + "_" + std::to_string(i), pKind->makeValues());
+    columns.leaveOut(header.vCount[field] - i);
 }
 
 void requireOnePerField(const PcdHeader& header) {
@@ -257,19 +261,21 @@ std::string missingText(const PcdLayout& layout, std::uint64_t numPresent) {
            std::to_string(layout.headerLength) + ": it has " + std::to_string(numPresent) + " of them";
 }
 
-/// The bits of a packed colour that a text has as a number. Those of a floating point number make a tiny one, or with alpha
-/// one that isn't whole or huge, so a whole number is meant as it is.
-std::optional<std::uint32_t> packedColour(std::string_view word) {
+/// The bits of a packed colour that a text has as a number. bFloat: by the type they are those of a floating point number.
+std::optional<std::uint32_t> packedColour(std::string_view word, bool bFloat) {
+    constexpr double MOST = std::numeric_limits<std::uint32_t>::max(), LEAST = std::numeric_limits<std::int32_t>::min();
+    const std::optional<std::uint64_t> digits = countOf(word);
+    if (digits && *digits <= std::numeric_limits<std::uint32_t>::max()) return static_cast<std::uint32_t>(*digits);
     const std::optional<double> value = numberOf(word);
     if (!value || std::isnan(*value)) return std::nullopt;
-    const bool bWhole = *value >= 0.0 && *value <= std::numeric_limits<std::uint32_t>::max() && std::floor(*value) == *value;
-    if (bWhole) return static_cast<std::uint32_t>(*value);
-    return std::bit_cast<std::uint32_t>(static_cast<float>(*value));
+    if (bFloat) return std::bit_cast<std::uint32_t>(static_cast<float>(*value));
+    if (!(*value >= LEAST && *value <= MOST && std::floor(*value) == *value)) return std::nullopt;
+    return static_cast<std::uint32_t>(static_cast<std::int64_t>(*value));  // below 0 by the bits of an int
 }
 
 void takeWord(const PcdLayout::Attribute& attribute, std::string_view word, AttributeColumns& columns) {
     if (attribute.channel == PcdLayout::Attribute::PLAIN) return columns.appendText(attribute.target, word);
-    const std::optional<std::uint32_t> colour = packedColour(word);
+    const std::optional<std::uint32_t> colour = packedColour(word, attribute.bFloat);
     if (colour)
         columns.append(attribute.target, *colour >> (8 * attribute.channel) & 0xFFU);
     else

@@ -30,6 +30,7 @@
 #include "littleEndian.h"
 #include "numberForms.h"
 #include "pointReading.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -366,10 +367,9 @@ struct WrittenField {
     double factor;  ///< to the unit of the file
 };
 
-/// The column, if all its known values are whole numbers that fit.
-void addField(const PointAttributes& attributes, const char* name, std::size_t byte, std::size_t width, double most,
+/// Adds a column, which may be null, if all its known values are whole numbers that fit.
+void addField(const AttributeColumn* pColumn, std::size_t byte, std::size_t width, double most,
               std::vector<WrittenField>& vField) {
-    const AttributeColumn* const pColumn = attributes.find(name);
     if (pColumn == nullptr) return;
     for (std::size_t i = 0; i < pColumn->size(); ++i) {
         const double value = pColumn->number(i);
@@ -379,11 +379,19 @@ void addField(const PointAttributes& attributes, const char* name, std::size_t b
     vField.push_back({pColumn, byte, width, 1.0});
 }
 
+/// "classification", else the first one that has classes; null when there is none.
+const AttributeColumn* findClasses(const PointAttributes& attributes) {
+    if (const AttributeColumn* const pColumn = attributes.find("classification")) return pColumn;
+    for (const AttributeColumn& column : attributes.vColumns)
+        if (attributes.kindOf(column) == AttributeKind::CLASS) return &column;
+    return nullptr;
+}
+
 std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size_t format) {
     constexpr double MOST_CLASS = 31.0, MOST = 65535.0;
     std::vector<WrittenField> vField;
-    addField(attributes, "intensity", INTENSITY, 2, MOST, vField);
-    addField(attributes, "classification", OLD_CLASS, 1, MOST_CLASS, vField);
+    addField(attributes.find("intensity"), INTENSITY, 2, MOST, vField);
+    addField(findClasses(attributes), OLD_CLASS, 1, MOST_CLASS, vField);
     std::size_t byte = COLOURS[format];
     forColour(attributes, [&](const AttributeColumn& column, double brightest) {
         vField.push_back({&column, byte, 2, MOST / brightest});
@@ -392,11 +400,23 @@ std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size
     return vField;
 }
 
-void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis, const PointAttributes& attributes,
-                  std::size_t format, AtomicFile& file) {
+void warnOfOthers(const std::string& filename, const PointAttributes& attributes, const std::vector<WrittenField>& vField) {
+    std::string names;
+    for (const AttributeColumn& column : attributes.vColumns) {
+        const auto isColumn = [&column](const WrittenField& field) { return field.pColumn == &column; };
+        if (std::any_of(vField.begin(), vField.end(), isColumn)) continue;
+        names += (names.empty() ? "" : ", ") + column.name;
+    }
+    if (!names.empty())
+        warning("writePoints_LAS", filename + ": left out " + names +
+                                       ": what is written is a colour, an intensity of whole numbers up to 65535 and "
+                                       "classes up to 31");
+}
+
+void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis,
+                  const std::vector<WrittenField>& vField, std::size_t format, AtomicFile& file) {
     constexpr std::size_t RETURNS = 14;  // bits: number of the return, from 1, and how many there were
     constexpr char ONLY_RETURN = 1 | (1 << 3);
-    const std::vector<WrittenField> vField = fieldsFor(attributes, format);
     std::string record(RECORD_LENGTHS[format], '\0');
     record[RETURNS] = ONLY_RETURN;
     for (std::size_t row = 0; row < points.size(); ++row) {
@@ -436,8 +456,11 @@ std::string writeLas(const std::string& filename, std::span<const Point3> points
     const std::array<WrittenAxis, 3> aAxis = axesFor(points);
     const std::size_t format = attributes.hasColour() ? 2 : 0;
     file.write(headerFor(points.size(), aAxis, format));
-    writeRecords(points, aAxis, attributes, format, file);
-    return file.commit() ? "" : "can't be written";
+    const std::vector<WrittenField> vField = fieldsFor(attributes, format);
+    writeRecords(points, aAxis, vField, format, file);
+    if (!file.commit()) return "can't be written";
+    warnOfOthers(filename, attributes, vField);
+    return {};
 }
 
 bool readLas(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {

@@ -1,4 +1,5 @@
 // What points carry, in files: columns of every type, of several files, rows of points that are left out.
+#include "attributeColumns.h"
 #include "support/attributes.h"
 #include "support/fine.h"
 #include "support/las.h"
@@ -95,8 +96,8 @@ TEST(AttributeFiles, PlyTakesNamesAndWordsThatAreNone) {
                      "property list uchar int l\nproperty float y\nproperty uchar R\nproperty float z\nproperty short R\n"
                      "property what w\nproperty uchar red\nend_header\nnan 1 2 7 7 2 300 3 5 oh 4\n.5 1 0 2 9 3 5 oh 4\n"));
     EXPECT_EQ(numbers(odd, "nx"), Numbers({-999, 0.5}));
-    EXPECT_EQ(numbers(odd, "red"), Numbers({-999, 9})) << "300 is no uchar";
-    EXPECT_EQ(numbers(odd, "red_2"), Numbers({4, 4})) << "the name was taken by R";
+    EXPECT_EQ(numbers(odd, "R"), Numbers({-999, 9})) << "300 is no uchar; a letter alone is no colour";
+    EXPECT_EQ(numbers(odd, "red"), Numbers({4, 4}));
     EXPECT_EQ(odd.vColumns.size(), 3U) << "lists, unknown types and second properties of a name aren't columns";
 
     PointAttributes named;
@@ -190,13 +191,17 @@ TEST(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     EXPECT_EQ(numbers(rewritten(colours(std::uint8_t{}, 255)), "red"), vRed);
     EXPECT_EQ(numbers(rewritten(colours(std::uint16_t{}, 65535)), "red"), vRed);
     EXPECT_EQ(numbers(rewritten(colours(double{}, 1)), "red"), vRed);
+    const CoutCapture capture;
     EXPECT_TRUE(rewritten(colours(double{}, 1.5)).empty()) << "no colour";
-    const PointAttributes both = rewritten(
-        {columnOf<double>("intensity", {1, NOT_A_NUMBER, 65535}), columnOf<std::int32_t>("classification", {31, 0, 2})});
+    EXPECT_EQ(countIn(capture.text(), "left out red, green, blue:"), 1) << capture.text();
+    const PointAttributes both =
+        rewritten({columnOf<double>("intensity", {1, NOT_A_NUMBER, 65535}), columnOf<std::int32_t>("Label", {31, 0, 2})});
     EXPECT_EQ(numbers(both, "intensity"), Numbers({1, 0, 65535}));
     EXPECT_EQ(numbers(both, "classification"), Numbers({31, 0, 2}));
+    EXPECT_EQ(countIn(capture.text(), "left out"), 1);
     EXPECT_TRUE(
         rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {32, 1, 1})}).empty());
+    EXPECT_EQ(countIn(capture.text(), "left out intensity, classification:"), 1) << capture.text();
 }
 
 TEST(AttributeFiles, PcdHasAColumnForEachNumberOfItsFields) {
@@ -252,6 +257,29 @@ TEST(AttributeFiles, PcdUnpacksColours) {
     }
 }
 
+TEST(AttributeFiles, PcdUnpacksColoursAsTheirTypeSays) {
+    const TempFolder folder;
+    const auto channelsOf = [&](const std::string& type, const std::string& word) {
+        const PointAttributes attributes = read(folder.write("a.pcd", "FIELDS x y z rgba\nSIZE 4 4 4 4\nTYPE F F F " + type +
+                                                                          "\nPOINTS 1\nDATA ascii\n1 2 3 " + word + "\n"));
+        Numbers v;
+        for (const char* name : {"red", "green", "blue", "alpha"})
+            v.push_back(numbers(attributes, name).at(0));
+        return v;
+    };
+    EXPECT_EQ(channelsOf("F", "4.210752e+06"), Numbers({128, 128, 128, 74})) << "bits 4a808080";
+    EXPECT_EQ(channelsOf("F", "4210752"), Numbers({64, 64, 64, 0})) << "digits alone";
+    EXPECT_EQ(channelsOf("U", "4.210752e+06"), Numbers({64, 64, 64, 0}));
+    EXPECT_EQ(channelsOf("I", "-8380415"), Numbers({128, 32, 1, 255}));
+    EXPECT_EQ(channelsOf("U", "0.5"), Numbers({-999, -999, -999, -999}));
+    expectText("left out 745 columns", [&] {
+        Points vPoints;
+        PointAttributes attributes;
+        readPointFile(folder.write("b.pcd", pcdFile(somePoints(2), "binary", {{"x"}, {"y"}, {"z"}, {"i", 'U', 1, 1001}})),
+                      vPoints, attributes);
+    });
+}
+
 TEST(AttributeFiles, TextsHaveColumnsByTheirFirstPointOrTheirHeader) {
     const TempFolder folder;
     const PointAttributes pts = read(folder.write("a.pts", "2\n1 2 3 -7 255 0 9\n4 5 6 x 1\n1\n7 8 9 0.5 300 1 1 8\n"));
@@ -270,6 +298,11 @@ TEST(AttributeFiles, TextsHaveColumnsByTheirFirstPointOrTheirHeader) {
     EXPECT_EQ(numbers(ptx, "green"), Numbers({2, 5})) << "a missing point has no row";
     EXPECT_EQ(typeOf(ptx, "green"), "uint8");
 
+    for (const std::string words : {" 1 2", " 1 2 3 4 5", " 1 2 3 4 5 6", " 1 2 3 4 5 6 7 8"})
+        EXPECT_TRUE(read(folder.write("a.pts", "1\n1 2 3" + words + "\n")).empty()) << "nobody knows what they mean";
+    EXPECT_EQ(read(folder.write("a.pts", "1\n1 2 3 1 2 3 4 5 6 7\n")).vColumns.size(), 7U);
+    EXPECT_TRUE(read(folder.write("a.ptx", "1\n1\n" + pose + "1 2 3 1 2 3 4 5 6 7\n")).empty());
+
     const PointAttributes csv = read(folder.write(
         "a.csv", "R,name,y,\"Label\",G,x,B,z,size,z\n1,a,0,3,2,0,3,0,1.5,8\n4,b,0,,5,0,6,0\n7,c,0,-1,8,0,9,0,\"2\",8\n"));
     EXPECT_EQ(csv.vColumns.size(), 5U) << "no name, no second z";
@@ -282,6 +315,38 @@ TEST(AttributeFiles, TextsHaveColumnsByTheirFirstPointOrTheirHeader) {
     const PointAttributes fractions = read(folder.write("a.csv", "x;y;z;r;g;b\n0;0;0;1;0.5;0\n"));
     EXPECT_EQ(typeOf(fractions, "red"), "double");
     EXPECT_TRUE(fractions.hasColour());
+}
+
+TEST(AttributeFiles, ColoursOfTextsAreJudgedByTheirThreeChannels) {
+    const TempFolder folder;
+    const auto table = [&](const std::string& header, const std::string& rows) {
+        return read(folder.write("a.csv", "x,y,z," + header + "\n" + rows));
+    };
+    const auto expectRed = [&](const std::string& rows, const std::string& type, const Numbers& vRed) {
+        const PointAttributes attributes = table("r,G,b,a", rows);
+        EXPECT_EQ(typeOf(attributes, "red"), type) << rows;
+        EXPECT_EQ(numbers(attributes, "red"), vRed) << rows;
+        EXPECT_TRUE(attributes.hasColour()) << rows;
+    };
+    expectRed("0,0,0,0,1,1,1\n0,0,0,1,0,0,1\n", "uint8", {0, 255});
+    expectRed("0,0,0,0,0.5,1,255\n0,0,0,1,0,0,255\n", "double", {0, 1});
+    expectRed("0,0,0,9,200,0,0.5\n0,0,0,1,0,0,1\n", "uint8", {9, 1});
+    expectRed("0,0,0,256,200,0,1\n0,0,0,1,0,0,1\n", "uint8", {255, 1});
+    expectRed("0,0,0,257,200,0,1\n0,0,0,1,0,0,1\n", "uint16", {257, 1});
+    EXPECT_EQ(numbers(table("r,g,h", "0,0,0,7,8,9\n"), "r"), Numbers({7})) << "no colour without b";
+    EXPECT_EQ(numbers(table("r,g,b,red", "0,0,0,7,8,9,1\n"), "r"), Numbers({7})) << "another one has the name";
+}
+
+TEST(AttributeFiles, RowsThatDontFitIntoMemoryLeaveEverythingAsItWas) {
+    PointAttributes attributes;
+    attributes.set(columnOf<std::int32_t>("i", {1, 2}));
+    attributes.set(columnOf<std::uint8_t>("same", {3, 4}));
+    const PointAttributes before = attributes;
+    const std::vector<AttributeColumn> vMore{columnOf<float>("i", {0.5F}), columnOf<std::uint8_t>("same", {5}),
+                                             columnOf<double>("new", {6})};
+    EXPECT_THROW(appendRows(vMore, 2, std::size_t{1} << 63, attributes), std::length_error);
+    EXPECT_EQ(difference(attributes, before), "");
+    EXPECT_TRUE(attributes.find("same")->vMissing.empty());
 }
 
 TEST(AttributeFiles, AHeaderAloneTakesNoMemory) {
@@ -410,8 +475,14 @@ TEST(AttributeFiles, MeshesKeepTheRowsOfTheirVertices) {
         writeMesh_auto(folder.path("c.ply"), pMesh, bAscii, Precision::DOUBLE, {});
         EXPECT_EQ(folder.read("b.ply"), folder.read("c.ply"));
     }
-    expectFails("column.size()==numRows",
-                [&] { writeMesh_auto(folder.path("d.ply"), pMesh, false, Precision::FLOAT, oneOfEachType(3)); });
+    for (const std::string name : {"d.ply", "d.stl", "d.unknown"})
+        expectFails("column.size()==numRows",
+                    [&] { writeMesh_auto(folder.path(name), pMesh, false, Precision::FLOAT, oneOfEachType(3)); });
+    PointAttributes shortOfMissing = given;
+    shortOfMissing.vColumns.front().vMissing = {1};
+    expectFails("column.vMissing.empty() || column.vMissing.size()==numRows",
+                [&] { writeMesh_auto(folder.path("d.ply"), pMesh, false, Precision::FLOAT, shortOfMissing); });
+    expectFails("column.vMissing.empty() || column.vMissing.size()==column.size()", [&] { shortOfMissing.rows({1}); });
     expectFails("column.size()==numRows",
                 [&] { toObj(pMesh, folder.path("d.obj"), Precision::FLOAT, false, oneOfEachType(3)); });
 }

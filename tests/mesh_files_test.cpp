@@ -108,6 +108,12 @@ TEST(MeshFiles, anUnknownExtensionGivesABinaryPlyOfAFixedName) {
     EXPECT_TRUE(meshOf(tetrahedron())->writePly_ASCII(folder.path("ascii2.ply")));
     EXPECT_EQ(folder.read("ascii.ply"), folder.read("ascii2.ply"));
     EXPECT_NE(folder.read("ascii.ply"), folder.read("bin.ply"));
+    PointAttributes attributes;
+    attributes.set({"height", std::vector<float>{1, 2, 3, 4}, {}});
+    testing::internal::CaptureStderr();
+    EXPECT_TRUE(writeMesh_auto("m.xyz", meshOf(tetrahedron()), true, Precision::FLOAT, attributes));
+    testing::internal::GetCapturedStderr();
+    EXPECT_EQ(countIn(folder.read("kel_output.ply"), "property float height\n"), 1);
 }
 
 TEST(MeshFiles, aFailureIsToldAndLeavesNoFile) {

@@ -113,6 +113,12 @@ bool writeStlCorners(const std::vector<Point3*>& vCorners, const std::string& fi
     return false;
 }
 
+/// The name to write to in place of one that says no format.
+std::string nameInstead(const std::string& filename) {
+    err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
+    return "kel_output.ply";
+}
+
 bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
     switch (getFileType(filename)) {
     case FT_PLY:
@@ -122,8 +128,7 @@ bool writeByType(const std::string& filename, const Mesh& mesh, bool bAscii) {
     case FT_LIST:
         return mesh.writeGeomview_ASCII(filename);
     default:
-        err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
-        return mesh.writePly_BIN("kel_output.ply");
+        return mesh.writePly_BIN(nameInstead(filename));
     }
 }
 
@@ -140,8 +145,7 @@ bool writeDoublesByType(const std::string& filename, Mesh& mesh, bool bAscii) {
     case FT_LIST:
         return writeByType(filename, mesh, bAscii);
     default:
-        err() << "Filename [" << filename << "] is not valid, using [kel_output.ply] instead" << std::endl;
-        return writeMeshPly(*mesh.getRMesh(), "kel_output.ply", false, Precision::DOUBLE);
+        return writeMeshPly(*mesh.getRMesh(), nameInstead(filename), false, Precision::DOUBLE);
     }
 }
 
@@ -294,9 +298,13 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
 bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Precision precision,
                     const PointAttributes& attributes) {
     ASSEX(pMesh!=NULL);
-    if (attributes.empty() || getFileType(filename) != FT_PLY) return writeMesh_auto(filename, pMesh, bAscii, precision);
-    if (precision == Precision::AUTO) precision = neededPrecision(filename, pMesh, bAscii);
-    if (writeMeshPly(*pMesh->getRMesh(), filename, bAscii, precision, attributes)) return true;
+    requireRowPerVertex(attributes, *pMesh);
+    const int type = getFileType(filename);
+    if (attributes.empty() || type == FT_STL || type == FT_LIST) return writeMesh_auto(filename, pMesh, bAscii, precision);
+    const bool bText = bAscii && type == FT_PLY;
+    if (precision == Precision::AUTO) precision = neededPrecision(*pMesh, bText ? SINGLE_TEXT : SINGLE_BYTES);
+    const std::string name = type == FT_PLY ? filename : nameInstead(filename);
+    if (writeMeshPly(*pMesh->getRMesh(), name, bText, precision, attributes)) return true;
     warning(KEL_PLACE, "writing " + filename + " failed");
     return false;
 }

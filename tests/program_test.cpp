@@ -1,7 +1,9 @@
 // The command line program as a user meets it: exit status, files, and what it prints where.
+#include <sys/stat.h>
 #include <sys/wait.h>
 
 #include <cstring>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "support/TempFolder.h"
@@ -111,6 +113,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"long.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n1\n"},
                                             {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
+                                            {"scan.e57", "ASTM-E57"},
                                             {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
         folder.write(name, bytes);
     std::filesystem::create_symlink("none/o.ply", folder.path("dangling.ply"));
@@ -124,7 +127,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reconstruct",
          {"", "copy.xyz o.ply --json copy.xyz", "none.xyz o.ply", ". o.ply", "empty.xyz o.ply", "text.xyz o.ply",
           "bad.ply o.ply", "bad.bin o.ply", "bad.las o.ply", "bad.pcd o.ply", "bad.pts o.ply", "bad.ptx o.ply",
-          "bad.csv o.ply", "bad.obj o.ply", "bad.off o.ply", "cut.xyz o.ply", "good.xyz o.ply --quiet"}},
+          "bad.csv o.ply", "bad.obj o.ply", "bad.off o.ply", "cut.xyz o.ply", "scan.e57 o.ply", "good.xyz o.ply --quiet"}},
         {"reconstruct scan.bin", {"", "o.pLy", "none/o.ply", ".", "scan.bin"}},
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
@@ -185,6 +188,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         }
     EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
         << "before it reads";
+    EXPECT_EQ(countIn(run("spacing scan.e57").err, "scan.e57 is an E57 file, which can't be read: convert it"), 1);
     EXPECT_EQ(run("spacing text.xyz").err, "kel: There is no point in text.xyz\n");
     EXPECT_EQ(run("melt text.stl o.ply --spacing 1").err, "kel: There is no triangle in text.stl\n");
 }
@@ -640,12 +644,16 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     }
     EXPECT_EQ(countIn(run("info mesh.ply").out, "columns                   red, green, blue, label, height, nx, ny, nz\n"),
               1);
+    EXPECT_EQ(countIn(run("convert mesh.ply o.stl").err, "o.stl can't hold what the vertices of mesh.ply carry\n"), 1);
+    EXPECT_EQ(countIn(run("convert mesh.ply o.stl --no-attributes").err, "can't hold"), 0);
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
     EXPECT_TRUE(columns("mesh.ply", vBare).empty());
     EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue\n"), 1);
     EXPECT_GT(countIn(folder.read("mesh.obj"), " 0 1 0.0392157\n"), 500);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.glb").out, "carried over: red, green, blue, label, height\n"), 1);
     EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
+    EXPECT_EQ(countIn(run("convert scan.csv o.xyz").err, "o.xyz can't hold red, green, blue, label, height, nx"), 1);
 
     // Rows follow their points, in every order of what chooses them.
     folder.write("turn.txt", "0 -1 0 0\n2 0 0 0\n0 0 1 0\n0 0 0 1\n");
@@ -664,10 +672,45 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
         ASSERT_NEAR(some.find("nx")->number(i), normal.x(), 1e-4) << "normal to the ellipsoid that became of the sphere";
         ASSERT_NEAR(some.find("ny")->number(i), normal.y(), 1e-4);
     }
-    ASSERT_EQ(run("convert scan.csv some.las").status, 0);
+    EXPECT_EQ(countIn(run("convert scan.csv some.las").err, "some.las: left out height, nx, ny, nz: "), 1);
     std::vector<Point3> vLas;
-    EXPECT_TRUE(columns("some.las", vLas).hasColour());
+    const PointAttributes ofLas = columns("some.las", vLas);
+    EXPECT_TRUE(ofLas.hasColour() && ofLas.find("classification") != nullptr);
     EXPECT_EQ(vLas.size(), 6000U);
+}
+
+TEST_F(ProgramTest, writesColoursOfMeshesWith8BitsAChannel) {
+    const CoutSilence silence;
+    for (const auto& [type, full] : {std::pair<std::string, std::string>{"ushort", " 65535"}, {"double", " 1.0"}}) {
+        std::string text = "ply\nformat ascii 1.0\nelement vertex 3\nproperty float x\nproperty float y\nproperty float z\n";
+        for (const std::string name : {"red", "green", "blue", "alpha"})
+            text += "property " + type + " " + name + "\n";
+        folder.write("mesh.ply", text + "element face 1\nproperty list uchar int vertex_indices\nend_header\n0 0 0" + full +
+                                     " 0 0" + full + "\n1 0 0 0" + full + " 0" + full + "\n0 1 0 0 0" + full + full +
+                                     "\n3 0 1 2\n");
+        ASSERT_EQ(run("convert mesh.ply o.ply").status, 0);
+        std::vector<Point3> vVertices;
+        PointAttributes made;
+        ASSERT_TRUE(readPointFile(folder.path("o.ply"), vVertices, made));
+        ASSERT_EQ(made.vColumns.size(), 4U);
+        for (const AttributeColumn& column : made.vColumns) {
+            const auto& vValue = std::get<std::vector<std::uint8_t>>(column.values);
+            EXPECT_EQ(std::accumulate(vValue.begin(), vValue.end(), 0), column.name == "alpha" ? 765 : 255) << type;
+        }
+    }
+}
+
+TEST_F(ProgramTest, readsAMeshFromANamedPipe) {
+    scan("sphere --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply").status, 0);
+    const std::string bytes = folder.read("mesh.ply"), pipe = folder.path("pipe.ply");
+    ASSERT_EQ(::mkfifo(pipe.c_str(), 0600), 0);
+    for (const std::string command : {"reduce pipe.ply o.ply --ratio 0.5", "fit pipe.ply scan.bin o.ply", "info pipe.ply"}) {
+        std::thread writer([&] { std::ofstream(pipe, std::ios::binary) << bytes; });
+        const Outcome outcome = run(command);
+        writer.join();
+        EXPECT_EQ(outcome.status, 0) << command << outcome.err;
+    }
 }
 
 TEST_F(ProgramTest, keepsWhatVerticesCarryWhenAMeshChanges) {

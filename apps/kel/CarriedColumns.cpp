@@ -2,10 +2,21 @@
 #include "CarriedColumns.h"
 
 #include <utility>
+#include <vector>
 
 #include "FileKinds.h"
 
 using namespace TARN_KEL;
+
+namespace {
+
+/// Whether the file of a mesh has room for a column.
+bool holds(const std::string& out, AttributeKind kind) {
+    if (isGlbFile(out)) return kind != AttributeKind::NORMAL;
+    return isPlyFile(out) || (isObjFile(out) && kind == AttributeKind::COLOUR);
+}
+
+}  // namespace
 
 void addAttributesOption(CLI::App& command, bool& bAttributes) {
     command.add_flag_callback(
@@ -13,13 +24,15 @@ void addAttributesOption(CLI::App& command, bool& bAttributes) {
         "Leave out the colours, intensities, classes and other columns of IN");
 }
 
-void CarriedColumns::keepFor(const std::string& out) {
-    if (isPlyFile(out) || isGlbFile(out)) return;
-    PointAttributes colours;
-    if (isObjFile(out) && attributes.hasColour())
-        for (const char* name : {"red", "green", "blue"})
-            colours.set(*attributes.find(name));
-    attributes = std::move(colours);
+void CarriedColumns::keepFor(const std::string& out, Program& program) {
+    std::vector<bool> vHeld;  // while all columns are there, as the kind of one depends on others
+    for (const AttributeColumn& column : attributes.vColumns)
+        vHeld.push_back(holds(out, attributes.kindOf(column)));
+    PointAttributes kept, others;
+    for (std::size_t i = 0; i < vHeld.size(); ++i)
+        (vHeld[i] ? kept : others).vColumns.push_back(std::move(attributes.vColumns[i]));
+    attributes = std::move(kept);
+    if (!others.empty()) program.warn(out + " can't hold " + namesOf(others));
 }
 
 PointAttributes CarriedColumns::onto(const MeshPtr& pMesh, double length, Program& program) const {
@@ -32,9 +45,13 @@ PointAttributes CarriedColumns::onto(const MeshPtr& pMesh, double length, Progra
 
 CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program) {
     CarriedColumns columns;
-    if ((!isPlyFile(in) && !isObjFile(in)) || !holdsVertexAttributes(out)) return columns;
+    if (!mayCarryColumns(in)) return columns;
+    if (!holdsVertexAttributes(out)) {
+        program.warn(out + " can't hold what the vertices of " + in + " carry");
+        return columns;
+    }
     std::size_t numOthers = 0;
     program.appendPoints(in, {}, columns.vPlaces, numOthers, &columns.attributes);
-    columns.keepFor(out);
+    columns.keepFor(out, program);
     return columns;
 }

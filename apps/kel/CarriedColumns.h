@@ -17,12 +17,12 @@ struct CarriedColumns {
     std::vector<TARN_KEL::Point3> vPlaces;
     TARN_KEL::PointAttributes attributes;  ///< as far as the file of the new mesh can hold them
 
-    /// Drops the columns that a file of that name can't hold.
-    void keepFor(const std::string& out);
+    /// Drops the columns that a file of that name can't hold; says which.
+    void keepFor(const std::string& out, Program& program);
     /// What the vertices of a mesh get of it; says so. length: see TARN_KEL::transferAttributes().
     TARN_KEL::PointAttributes onto(const TARN_KEL::MeshPtr& pMesh, double length, Program& program) const;
 };
 
 /// What the vertices in a file of a mesh carry, as far as another file can hold it: of a .ply the columns, of an .obj the
-/// colours, of others nothing.
+/// colours, of others nothing. Reads nothing where there is nothing by mayCarryColumns(); warns where OUT can't hold any.
 CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program);

@@ -33,8 +33,9 @@ void convertPoints(const ConvertOptions& options, Program& program) {
     for (const std::string& file : options.input.readFiles())
         program.requirePointOutput(options.out, file);
     PointAttributes attributes;
-    const bool bAttributes = options.bAttributes && holdsPointAttributes(options.out);
-    std::vector<Point3> vPoints = options.input.read(program, bAttributes ? &attributes : nullptr);
+    std::vector<Point3> vPoints = options.input.read(program, options.bAttributes ? &attributes : nullptr);
+    if (!holdsPointAttributes(options.out) && !attributes.empty())
+        program.warn(options.out + " can't hold " + namesOf(attributes));
     for (const std::string& file : options.input.vFiles)
         if (holdsTriangles(file)) program.warn("Of the mesh in " + file + " only the vertices are written");
     program.writePoints(options.out, vPoints, options.bAscii, attributes);

@@ -5,8 +5,10 @@
 
 #include <algorithm>
 #include <cctype>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <system_error>
 
 using namespace TARN_KEL;
 
@@ -25,6 +27,37 @@ bool headerCountsFaces(std::istream& in) {
         words >> first >> second >> count;
         if (first == "end_header") return false;
         if (first == "element" && second == "face") return count != "0";
+    }
+    return false;
+}
+
+/// Whether vertices have more than coordinates.
+bool headerHasColumns(std::istream& in) {
+    if (in.peek() != 'p') return false;
+    bool bVertex = false;
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream words(line);
+        std::string first, second, third;
+        words >> first >> second >> third;
+        if (first == "end_header") return false;
+        if (first == "element") bVertex = second == "vertex";
+        const bool bColumn = first == "property" && second != "list";
+        if (bVertex && bColumn && third != "x" && third != "y" && third != "z") return true;
+    }
+    return false;
+}
+
+/// By the first vertex.
+bool objHasColours(std::istream& in) {
+    constexpr int NUM_WITH_COLOUR = 6;
+    for (std::string line; std::getline(in, line);) {
+        std::istringstream words(line.substr(0, line.find('#')));
+        std::string word;
+        if (!(words >> word) || word != "v") continue;
+        int numNumbers = 0;
+        while (words >> word)
+            ++numNumbers;
+        return numNumbers >= NUM_WITH_COLOUR;
     }
     return false;
 }
@@ -111,6 +144,17 @@ bool isGlbFile(const std::string& filename) {
 
 bool isListFile(const std::string& filename) {
     return isOfType(filename, FT_LIST);
+}
+
+bool isE57File(const std::string& filename) {
+    return filename.ends_with(".e57") || filename.ends_with(".E57");
+}
+
+bool mayCarryColumns(const std::string& filename) {
+    std::error_code noFile;
+    if (!std::filesystem::is_regular_file(filename, noFile)) return false;
+    std::ifstream in(filename, std::ios_base::binary);
+    return isPlyFile(filename) ? headerHasColumns(in) : isObjFile(filename) && objHasColours(in);
 }
 
 bool holdsTriangles(const std::string& filename) {

@@ -33,6 +33,12 @@ bool isGlbFile(const std::string& filename);
 /// A drawing for the Geomview viewer, only written: .list.
 bool isListFile(const std::string& filename);
 
+/// An E57 file, which can't be read: .e57.
+bool isE57File(const std::string& filename);
+
+/// Whether the vertices of a mesh may carry something: by the header of a .ply, by the first vertex of an .obj. False for
+/// what isn't a regular file, as it can be read only once.
+bool mayCarryColumns(const std::string& filename);
 /// True for an .stl file, for a .ply or .off file whose header counts faces, and for an .obj file that has one. Reads the
 /// header, or an .obj up to its first face.
 bool holdsTriangles(const std::string& filename);

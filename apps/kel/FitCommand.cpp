@@ -22,7 +22,7 @@ void fit(FitRequest& request, Program& program) {
     CarriedColumns points;
     const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);
     points.vPlaces = program.readPoints(request.cloud, "cloud", bAttributes ? &points.attributes : nullptr);
-    points.keepFor(request.change.files.out);
+    points.keepFor(request.change.files.out, program);
     changeMesh(
         request.change,
         [&](const MeshPtr& pMesh) {

@@ -70,7 +70,7 @@ void printDistances(const CloudDistances& d, std::size_t numNotFinite) {
 
 /// What the vertices of a file carry, if they can.
 void printColumns(const std::string& filename, Program& program) {
-    if (!isPlyFile(filename) && !isObjFile(filename)) return;
+    if (!mayCarryColumns(filename)) return;
     std::vector<Point3> vVertices;
     PointAttributes attributes;
     std::size_t numOthers = 0;

@@ -6,6 +6,7 @@
 #include <array>
 #include <chrono>
 #include <cmath>
+#include <cstdint>
 #include <cstdlib>
 #include <filesystem>
 #include <iostream>
@@ -51,6 +52,9 @@ bool isSameFile(const std::string& a, const std::string& b) {
 void requireReadable(const std::string& filename, bool (*isOfKind)(const std::string&), const std::string& kinds) {
     if (!fs::exists(filename)) throw Failure("There is no file " + filename);
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
+    if (isE57File(filename))
+        throw Failure(filename +
+                      " is an E57 file, which can't be read: convert it to an uncompressed .las or to .ply first");
     if (!isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
     if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
     if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
@@ -106,6 +110,34 @@ void setNormals(const std::vector<Vector3>& vNormals, PointAttributes& attribute
             vValue.push_back(static_cast<float>(normal.getCartesian(axis)));
         attributes.set({name, std::move(vValue), {}});
         ++axis;
+    }
+}
+
+/// Gives colours of 16 bits and fractions 8 bits a channel, with an alpha of their type: most programs that read a .ply
+/// know no others, and show them black.
+void narrowColours(PointAttributes& attributes) {
+    constexpr double MOST = 255.0;
+    if (!attributes.hasColour() || attributes.find("red")->typeName() == "uint8") return;
+    const std::string type = attributes.find("red")->typeName();
+    const double brightest = type == "uint16" ? 65535.0 : 1.0;
+    const auto isFitting = [&](const AttributeColumn& column) {  // an alpha needn't be
+        for (std::size_t i = 0; i < column.size(); ++i)
+            if (column.isKnown(i) && !(column.number(i) >= 0.0 && column.number(i) <= brightest)) return false;
+        return column.typeName() == type;
+    };
+    for (const char* name : {"red", "green", "blue", "alpha"}) {
+        const AttributeColumn* const pColumn = attributes.find(name);
+        if (pColumn == nullptr || !isFitting(*pColumn)) continue;
+        AttributeColumn narrow{name, {}, std::vector<unsigned char>(pColumn->size(), 0)};
+        std::vector<std::uint8_t> vByte(pColumn->size(), 0);
+        for (std::size_t i = 0; i < vByte.size(); ++i) {
+            if (pColumn->isKnown(i))
+                vByte[i] = static_cast<std::uint8_t>(std::round(pColumn->number(i) / brightest * MOST));
+            else
+                narrow.vMissing[i] = 1;
+        }
+        narrow.values = std::move(vByte);
+        attributes.set(std::move(narrow));
     }
 }
 
@@ -325,6 +357,7 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     bool bTooFineForStl = false;
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         if (bNormals && isPlyFile(filename)) setNormals(vertexNormals(pMesh), attributes);
+        if (isPlyFile(filename)) narrowColours(attributes);
         if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
         bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
         return writeInFormat(filename, pMesh, bAscii, written, attributes);

@@ -33,7 +33,7 @@ public:
     void addCommonOptions(CLI::App& command);
     /// Adds --precision to a command that writes points.
     void addPrecisionOption(CLI::App& command);
-    /// Adds --precision and --stl-binary to a command that writes a mesh.
+    /// Adds --precision, --stl-binary and --normals to a command that writes a mesh.
     void addMeshOutputOptions(CLI::App& command);
 
     /// Adds a file that a command reads, where - is standard input.
@@ -82,7 +82,7 @@ public:
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false,
                      const TARN_KEL::PointAttributes& attributes = {});
     /// Writes a mesh, adds the figures of the written mesh to the report, and warns when rounding has joined vertices, or
-    /// may spoil the mesh in a program that reads the file.
+    /// may spoil the mesh in a program that reads the file. Colours in a .ply get 8 bits a channel.
     void writeMesh(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii = false,
                    TARN_KEL::PointAttributes attributes = {});
     /// Writes the drawing of findHoles(), adds the figures of the mesh to the report, and prints how many borders it has.

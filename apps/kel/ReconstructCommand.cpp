@@ -91,9 +91,8 @@ void reconstruct(const ReconstructRequest& request, const std::vector<MeshStep>&
     for (const std::string& file : request.input.readFiles())
         program.requireMeshOutput(request.out, file);
     CarriedColumns points;
-    const bool bAttributes = request.bAttributes && holdsVertexAttributes(request.out);
-    points.vPlaces = request.input.read(program, bAttributes ? &points.attributes : nullptr);
-    points.keepFor(request.out);
+    points.vPlaces = request.input.read(program, request.bAttributes ? &points.attributes : nullptr);
+    points.keepFor(request.out, program);
     const ReconstructOptions options = optionsOf(request);
     MeshPtr pMesh;
     ReconstructReport done;

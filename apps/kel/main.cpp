@@ -1,5 +1,5 @@
-// kel: the library's functions on the command line. It links only the public functions; of the library's private headers it
-// includes two that need no linking, AtomicFile.h and Forest.h.
+// kel: the library's functions on the command line. The few private headers of the library that it needs are included by
+// their paths.
 #include <algorithm>
 #include <iostream>
 #include <new>

@@ -40,8 +40,8 @@ enum class AttributeKind {
 struct AttributeColumn {
     std::string name;        ///< Never the same as that of another column.
     AttributeValues values;  ///< A number for each point.
-    /// Of each value of whole numbers whether nobody knows it, and it is 0 for that reason; empty when all are known. Of
-    /// floating point numbers those that aren't known are NaN.
+    /// Of each value of whole numbers whether nobody knows it, and it is 0 for that reason; empty when all are known, else
+    /// as long as the values. Of floating point numbers those that aren't known are NaN.
     std::vector<unsigned char> vMissing;
 
     /// How many points have a value.
@@ -90,8 +90,8 @@ struct PointAttributes {
 /// Columns come from PLY (all properties of vertices that aren't lists), LAS (intensity, classification and colour), PCD
 /// (all fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns
 /// with numbers) and OBJ (the colour); from other formats there are none. A column of zeros alone in a LAS file is one that
-/// isn't known and left out. Some names become those that PointAttributes knows: "r" is "red", "normal_x" is "nx", and so
-/// on. Beyond 256 columns of a file the rest is left out, after a message.
+/// isn't known and left out. Some names become those that PointAttributes knows: "normal_x" is "nx", and so on; "r", "g" and
+/// "b" are channels where all three are there. Beyond 256 columns of a file the rest is left out, after a message.
 ///
 /// Points of several files are read one file after the other. A column that a file lacks has no known values for its points;
 /// one that the earlier files lack none for theirs. Where the types of a column differ it becomes one of a type for both:
@@ -133,11 +133,10 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
 /// @param pMesh       not changed
 /// @param vPoints     the points
 /// @param attributes  a row for each of the points
-/// @param length      how far a point may be from its vertex: the edge of a grid cell, such as ReconstructReport::cellEdge;
-/// 0
-///                    or less: the mean length of the edges
+/// @param length      how far a point may be from its vertex, such as ReconstructReport::cellEdge; 0 or less: the mean
+///                    length of the edges
 /// @return the same columns with a row for each vertex, in the order of Mesh::getVertexIndexData()
-/// @throws KelBugException when pMesh is null, or there are columns of another length than vPoints
+/// @throws KelBugException when pMesh is null, there are columns of another length than vPoints, or 2^32 - 1 points or more
 /// @cost O(n log n), about as much as reading the points; 8 bytes a point, some 110 a vertex, and the columns
 PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const PointAttributes& attributes,
                                    double length = 0.0);
@@ -168,8 +167,7 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
 /// @param filename    the name of the file, of any extension
 /// @param precision   as for toObj()
 /// @param bNormals    as for toObj()
-/// @param attributes  a row for each vertex, in the order of Mesh::getVertexIndexData(), or no column; only the colour
-/// counts
+/// @param attributes  a row for each vertex, in the order of Mesh::getVertexIndexData(), or no column; the colour counts
 /// @return false, after a message, when the file can't be written
 /// @throws KelBugException when pMesh is null, or there are columns of another length
 /// @cost O(n)
@@ -189,10 +187,12 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool
 bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision,
                       const PointAttributes& attributes);
 
-/// Writes points as LAS 1.2 with their colour (then as point format 2), "intensity" and "classification".
+/// Writes points as LAS 1.2 with their colour (then as point format 2), "intensity", and the classes of "classification" or,
+/// where that isn't there, of the first column of classes.
 ///
 /// The colour becomes one of 16 bits a channel. The other two are written where all their known values are whole numbers
-/// that fit, up to 65535 and up to 31. What isn't known is 0. Otherwise as without attributes.
+/// that fit, up to 65535 and up to 31. What isn't known is 0. A warning names columns that are left out. Otherwise as
+/// without attributes.
 ///
 /// @param filename    the name of the file, of any extension
 /// @param vPoints     as for writePoints_LAS()

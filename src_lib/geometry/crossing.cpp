@@ -61,6 +61,7 @@ bool haveCommonStretch(const TriangleCorners& s, const Signs& sSigns, const Tria
 
 struct Flat {
     double x, y;
+    bool operator==(const Flat& other) const { return x == other.x && y == other.y; }
 };
 using FlatTriangle = std::array<Flat, 3>;
 
@@ -76,43 +77,70 @@ int exactTurn(const Flat& a, const Flat& b, const Flat& c) {
     return ((whole(b.x) - ax) * (whole(c.y) - ay) - (whole(b.y) - ay) * (whole(c.x) - ax)).sign();
 }
 
-/// 1 when a, b, c turn left, -1 when they turn right, 0 on a line.
-int turn(const Flat& a, const Flat& b, const Flat& c) {
+/// 1 when a, b, c turn left, -1 when they turn right, 0 on a line; nothing where rounding might decide.
+std::optional<int> quickTurn(const Flat& a, const Flat& b, const Flat& c) {
     constexpr double ERROR = 4e-16, TINY = 1e-300;  // 3.4e-16 times the sum of the products is the most
     const double left = (b.x - a.x) * (c.y - a.y), right = (b.y - a.y) * (c.x - a.x);
     const double bound = ERROR * (std::abs(left) + std::abs(right)) + TINY;
     if (left - right > bound) return 1;
     if (right - left > bound) return -1;
-    return exactTurn(a, b, c);
+    if (c == a || c == b) return 0;
+    return std::nullopt;
 }
 
-/// Seen along an axis, counterclockwise. False for a triangle without area as seen along that axis.
-bool seeAlong(const TriangleCorners& t, int axis, FlatTriangle& seen) {
-    seen = {seenAlong(t[0], axis), seenAlong(t[1], axis), seenAlong(t[2], axis)};
-    const int sign = turn(seen[0], seen[1], seen[2]);
-    if (sign < 0) std::swap(seen[1], seen[2]);
-    return sign != 0;
+int turn(const Flat& a, const Flat& b, const Flat& c) {
+    const std::optional<int> quick = quickTurn(a, b, c);
+    return quick ? *quick : exactTurn(a, b, c);
 }
 
-/// A side of s has all of t on its right or on itself.
-bool isSeparatedBySideOf(const FlatTriangle& s, const FlatTriangle& t) {
+FlatTriangle seenAlong(const TriangleCorners& t, int axis) {
+    return {seenAlong(t[0], axis), seenAlong(t[1], axis), seenAlong(t[2], axis)};
+}
+
+/// The axis along which a triangle looks largest.
+int steepestAxis(const TriangleCorners& t) {
+    const Vector3 n = crossProduct(t[1] - t[0], t[2] - t[0]);
+    return std::max({0, 1, 2}, [&n](int i, int j) { return std::abs(n.getCartesian(i)) < std::abs(n.getCartesian(j)); });
+}
+
+/// Makes it counterclockwise. False for a triangle without area; with quickTurn() also where that isn't sure.
+template <typename Turn>
+bool turnLeft(FlatTriangle& t, const Turn& turnOf) {
+    const std::optional<int> sign = turnOf(t[0], t[1], t[2]);
+    if (sign == -1) std::swap(t[1], t[2]);
+    return sign && *sign != 0;
+}
+
+/// A side of s, which is counterclockwise, has all of t on its right or on itself; with quickTurn() only where that is sure.
+template <typename Turn>
+bool isSeparatedBySideOf(const FlatTriangle& s, const FlatTriangle& t, const Turn& turnOf) {
     for (std::size_t i = 0; i < 3; ++i) {
-        const auto isBeyond = [&](const Flat& p) { return turn(s[i], s[(i + 1) % 3], p) <= 0; };
+        const auto isBeyond = [&](const Flat& p) {
+            const std::optional<int> sign = turnOf(s[i], s[(i + 1) % 3], p);
+            return sign && *sign <= 0;
+        };
         if (std::all_of(t.begin(), t.end(), isBeyond)) return true;
     }
     return false;
 }
 
+/// Whether a plane that is upright along an axis parts the triangles, as it does nearly always when they lie beside each
+/// other in one plane; where no rounding can hide it. Then they don't cross, whether they lie in one plane or not.
+bool areClearlyApart(const TriangleCorners& s, const TriangleCorners& t) {
+    const int axis = steepestAxis(s);
+    FlatTriangle flatS = seenAlong(s, axis), flatT = seenAlong(t, axis);
+    return (turnLeft(flatS, quickTurn) && isSeparatedBySideOf(flatS, flatT, quickTurn)) ||
+           (turnLeft(flatT, quickTurn) && isSeparatedBySideOf(flatT, flatS, quickTurn));
+}
+
 /// The triangles lie in one plane, or one of them is flat.
 bool areOverlapping(const TriangleCorners& s, const TriangleCorners& t) {
-    const Vector3 n = crossProduct(s[1] - s[0], s[2] - s[0]);
-    const int steepest =
-        std::max({0, 1, 2}, [&n](int i, int j) { return std::abs(n.getCartesian(i)) < std::abs(n.getCartesian(j)); });
-    FlatTriangle flatS, flatT;
+    const int steepest = steepestAxis(s);
     for (int i = 0; i < 3; ++i) {
         const int axis = (steepest + i) % 3;
-        if (!seeAlong(s, axis, flatS)) continue;  // upright along this axis, or rounding chose a wrong one
-        return seeAlong(t, axis, flatT) && !isSeparatedBySideOf(flatS, flatT) && !isSeparatedBySideOf(flatT, flatS);
+        FlatTriangle flatS = seenAlong(s, axis), flatT = seenAlong(t, axis);
+        if (!turnLeft(flatS, turn)) continue;  // upright along this axis, or rounding chose a wrong one
+        return turnLeft(flatT, turn) && !isSeparatedBySideOf(flatS, flatT, turn) && !isSeparatedBySideOf(flatT, flatS, turn);
     }
     return false;
 }
@@ -126,7 +154,6 @@ ExactPlane::ExactPlane(const Point3& a_, const Point3& b_, const Point3& c_) : a
 }
 
 int ExactPlane::exactSideOf(const Point3& p) const {
-    if (p == a || p == b || p == c) return 0;  // neighbours, so this is frequent
     const int exponent =
         ExactNumber::lowestBit({a.x(), a.y(), a.z(), b.x(), b.y(), b.z(), c.x(), c.y(), c.z(), p.x(), p.y(), p.z()});
     const ExactPoint from(a, exponent);
@@ -142,7 +169,10 @@ int ExactPlane::exactSideOf(const Point3& p) const {
 }
 
 bool areCrossing(const TriangleCorners& s, const TriangleCorners& t) {
-    const Signs tSigns = sidesOf(t, ExactPlane(s));
+    const ExactPlane plane(s);
+    const auto isDoubtful = [&](const Point3& p) { return !plane.quickSideOf(p); };
+    if (std::any_of(t.begin(), t.end(), isDoubtful) && areClearlyApart(s, t)) return false;
+    const Signs tSigns = sidesOf(t, plane);
     if (tSigns == Signs{0, 0, 0}) return areOverlapping(s, t);
     if (!areOnBothSides(tSigns)) return false;
     const Signs sSigns = sidesOf(s, ExactPlane(t));

@@ -23,6 +23,7 @@
 
 #include <algorithm>
 #include <array>
+#include <optional>
 
 #include "kel.h"
 #include "tarn_locate3/Bbox3.h"
@@ -53,6 +54,11 @@ public:
     /// 1 on the side that sees a, b, c run counterclockwise, -1 on the other one, 0 in the plane; 0 for any point when the
     /// three lie on a line. All coordinates must be finite.
     int sideOf(const Point3& p) const {
+        const std::optional<int> side = quickSideOf(p);
+        return side ? *side : exactSideOf(p);
+    }
+    /// The same, or nothing where rounding might decide.
+    std::optional<int> quickSideOf(const Point3& p) const {
         const Vector3 v = p - a;
         const double x = v.x() * n.x(), y = v.y() * n.y(), z = v.z() * n.z();
         const double value = x + y + z;
@@ -60,7 +66,8 @@ public:
         const double bound = ERROR * (ax * size.x() + ay * size.y() + az * size.z()) + TINY * (1.0 + ax + ay + az);
         if (value > bound) return 1;
         if (-value > bound) return -1;
-        return exactSideOf(p);
+        if (p == a || p == b || p == c) return 0;  // neighbours, so this is frequent
+        return std::nullopt;
     }
 
 private:
@@ -79,7 +86,7 @@ private:
 /// coordinates must be finite.
 ///
 /// It begins with the planes: test the boxes before where they are at hand. O(1): well below 100 ns where rounding decides
-/// nothing, several times that where it would.
+/// nothing or the two are apart in their plane, some microseconds elsewhere.
 bool areCrossing(const TriangleCorners& s, const TriangleCorners& t);
 
 }  // namespace TARN_KEL

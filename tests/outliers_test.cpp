@@ -213,7 +213,16 @@ TEST(Strays, whatStandsOnASheetStays) {
         }
         EXPECT_EQ(onSheet(vPatch), 0U) << height;
         EXPECT_EQ(onSheet(vWire), 0U) << height;
-        EXPECT_EQ(onSheet(vSparse), height < 2.0 ? 0U : 4U) << height;  // from afar its corners are like strays
+        EXPECT_EQ(onSheet(vSparse), 0U) << height;
+        EXPECT_EQ(onSheet({{0.0, 0.0, height}, {1.2, 0.2, height - 0.1}, {0.5, 1.2, height - 0.2}}), 0U) << height;
+        EXPECT_EQ(onSheet({{0.0, 0.0, height}, {2.0, 0.0, height}, {-0.4, 2.0, height}, {-1.6, -1.1, height}}), 3U)
+            << height;
+        for (const double step : {1.2, 1.7, 2.2, 2.8}) {
+            std::vector<Vector3> vAlong;
+            for (int i = 0; i < 6; ++i)
+                vAlong.emplace_back(step * i - 6.0, 0.4 * step * i, height);
+            EXPECT_EQ(onSheet(vAlong), step < 2.0 ? 0U : 2U) << height << " " << step;  // its ends see one other only
+        }
     }
     Points vOverHole = sheet(40);
     const Point3 tip(20.1, 20.2, 1.5);

@@ -45,12 +45,17 @@ std::vector<long long> numbers(auto... counts) {
 /// A scan and its mesh.
 struct Outcome {
     explicit Outcome(const ScanRequest& request, bool bLapTreatment = false, double factor = 1.1, int numGrowSteps = -1)
-        : name(request.shape + ", " + std::to_string(request.numPoints) + " points, noise " + std::to_string(request.noise) +
-               ", seed " + std::to_string(request.seed)) {
+        : Outcome(request, [=](Points& vPoints) { return reconstruct_auto(vPoints, bLapTreatment, factor, numGrowSteps); }) {
+    }
+    Outcome(const ScanRequest& request, const ReconstructOptions& options)
+        : Outcome(request, [&](const Points& vPoints) { return reconstruct(vPoints, options); }) {}
+    Outcome(const ScanRequest& request, const std::function<MeshPtr(Points&)>& makeMesh)
+        : name(request.shape + ", " + request.pattern + ", " + std::to_string(request.numPoints) + " points, noise " +
+               std::to_string(request.noise) + ", seed " + std::to_string(request.seed)) {
         const CoutSilence silence;
         Points vPoints;
         truth = makeScan(request, vPoints);
-        const MeshPtr pMesh = reconstruct_auto(vPoints, bLapTreatment, factor, numGrowSteps);
+        const MeshPtr pMesh = makeMesh(vPoints);
         if (!pMesh) {
             ADD_FAILURE() << name << ": no mesh";
             return;
@@ -164,6 +169,39 @@ TEST(Quality, openSheetsKeepTheirBorderAndGetNoLid) {
         EXPECT_LE(outcome.shareOfEdges(outcome.figures.numNonManifoldEdges()), 0.002) << outcome.name;
         EXPECT_GE(outcome.shareNear, 0.99) << outcome.name;
     });
+}
+
+TEST(Defaults, closeUnevenScansAndKeepTrueBorders) {
+    for (const auto& [shape, pattern, ratio] :
+         std::vector<std::tuple<std::string, std::string, double>>{{"torus", "random", 0.0},
+                                                                   {"sphere", "varying", 16.0},
+                                                                   {"sphere", "varying", 64.0},
+                                                                   {"torus", "varying", 16.0},
+                                                                   {"sphere", "lines", 8.0},
+                                                                   {"sphere", "lines", 16.0},
+                                                                   {"torus", "overlap", 0.0},
+                                                                   {"plane", "random", 0.0},
+                                                                   {"wall", "even", 0.0}}) {
+        const Outcome outcome({shape, 8000, 0.1, 1, pattern, ratio}, ReconstructOptions{});
+        EXPECT_EQ(outcome.topology(), outcome.trueTopology()) << outcome.name;
+    }
+    const Outcome sparse({"torus", 20000, 0.1, 1, "sparse", 16.0}, ReconstructOptions{});
+    EXPECT_EQ(sparse.topology(), sparse.trueTopology());
+    const Outcome patches({"patches", 20000, 0.1, 1}, ReconstructOptions{});
+    EXPECT_GE(patches.figures.numBorderLoops, 5U) << "the smallest hole may be taken for a pinhole";
+    const Outcome hall({"hall", 20000, 0.1, 1, "lidar"}, ReconstructOptions{});
+    EXPECT_EQ(hall.figures.numPieces, 2U) << "the room and the ball";
+}
+
+TEST(Defaults, keepTheSurfaceClearOfStraysNearIt) {
+    for (const double distance : {1.0, 2.0, 3.0}) {
+        const Outcome outcome({"sphere", 12000, 0.1, 1, "even", 0.0, 0.0, 0.05, "near", distance}, ReconstructOptions{});
+        EXPECT_EQ(outcome.topology(), outcome.trueTopology()) << distance;
+        const auto numOff = std::count_if(
+            outcome.mesh.vVertices.begin(), outcome.mesh.vVertices.end(),
+            [&](const Point3& p) { return std::fabs((p - Point3()).length() - 1.0) > 0.2 * outcome.truth.spacing; });
+        EXPECT_LT(numOff, 10) << distance;  // some 25 where strays nearer than 3 spacings stay
+    }
 }
 
 // Of the six holes the largest has a radius of 4 cells with 6000 points, of 8 with 20000, of 12 with 50000.

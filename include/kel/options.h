@@ -29,7 +29,7 @@ struct ReconstructOptions {
 
     // ---- Steps before the mesh is made
 
-    bool bOutliers = true;    ///< Leaves out points far from all others, and single stray points near the surface.
+    bool bOutliers = true;    ///< Leaves out points far from all others, and strays near the surface.
     bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
     bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.
     int numGrowSteps = 0;     ///< Steps of gap closing, see reconstruct_auto(); 0 leaves gaps open.

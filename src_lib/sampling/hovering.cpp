@@ -1,5 +1,11 @@
 // The first look sees two cells around each node, and nearly all lie in the plane of those. What is off it is looked at
-// again with four cells around: there is more of the sheet, and what other strays do to its plane can be told from it.
+// again with four cells around, where the sheet has some fifty nodes. A plane is fitted to all of them, and a second one
+// without those that are far off the first: other strays, which tilt it. A node over that plane is a stray unless it may be
+// a part of something:
+//
+//     a tip or a pin    has no node of the sheet below, or others off the plane beside it
+//     a wire            goes on straight, upwards or along the sheet
+//     a thin wall       has others at its height
 #include "hovering.h"
 
 #include <algorithm>
@@ -18,24 +24,23 @@ namespace {
 
 // In cells.
 constexpr double DOUBTFUL_HEIGHT = 0.5;  // over the plane of what is within two cells, whatever that is
-constexpr double LEAST_HEIGHT = 0.8;     // less is what noise does
-constexpr double MAX_SPREAD = 0.25;      // root mean square of the distances of a sheet's nodes from its plane
+constexpr double LEAST_HEIGHT = 0.8;     // over the sheet; less is what noise does
+constexpr double MAX_SPREAD = 0.25;      // root mean square of the distances of a sheet's nodes: more is bent, or two sheets
 constexpr double OF_SPREAD = 4.5;        // a height over the spread that noise hardly reaches
-constexpr double OFF_SHEET = 0.75;       // over a first plane: other strays
-constexpr double BELOW = 0.8;            // beside the foot of the place: a cone has no node there below its tip
-constexpr double OFF_PLANE = 0.5;
-constexpr double COMPANION = 1.5;  // away
-constexpr double STRAIGHT = 0.8;   // from where the next node of a wire should be
-constexpr double SAME_HEIGHT = 0.5;
-constexpr double BESIDE = 3.0;
+constexpr double OFF_SHEET = 0.75;       // over the first plane: another stray
+constexpr double OFF_PLANE = 0.5;        // over the second one: no node of the sheet, whatever it is
+constexpr double BELOW = 0.8;            // beside the foot of the node: a cone has no other one there
+constexpr double COMPANION = 1.5;        // to a node next to it
+constexpr double STRAIGHT = 0.8;         // of a companion, from where the next node of a wire should be
+constexpr double STRAIGHT_AFAR = 0.3;    // the same of nodes farther away, of which there are more by chance
+constexpr double BESIDE = 3.0;           // to others of its wall
+constexpr double SAME_HEIGHT = 0.5;      // of these
 
 constexpr std::size_t MIN_SHEET = 10;      // nodes
 constexpr std::size_t MAX_COMPANIONS = 1;  // another stray
 constexpr std::size_t MAX_BESIDE = 2;      // other strays
-constexpr double MIN_SHARE = 0.6;          // of the nodes around, those of the sheet
-constexpr double FLATNESS = 0.07;          // first over second eigenvalue
 
-/// The plane through some places.
+/// The plane through places, of which there is at least one.
 struct SheetPlane {
     explicit SheetPlane(const std::vector<Vector3>& vPlace) {
         PlaneFit fit;
@@ -88,31 +93,38 @@ bool hasBelow(const std::vector<Vector3>& vSheet, const Vector3& normal) {
                        [&](const Vector3& place) { return (place - normal * (place * normal)).sqLength() < BELOW * BELOW; });
 }
 
-/// As a tip does, or a part of a wire.
-bool standsOnOthers(const std::vector<Vector3>& vAround, const SheetPlane& plane) {
+/// Those off the plane.
+std::vector<Vector3> offPlane(const std::vector<Vector3>& vAround, const SheetPlane& plane) {
     std::vector<Vector3> vOff;
     std::copy_if(vAround.begin(), vAround.end(), std::back_inserter(vOff),
                  [&](const Vector3& place) { return plane.heightOf(place) > OFF_PLANE; });
-    std::size_t numCompanions = 0;
-    for (const Vector3& place : vOff) {
-        if (place.sqLength() >= COMPANION * COMPANION) continue;
-        ++numCompanions;
-        const auto isNext = [&](const Vector3& other) { return (other - place * 2.0).sqLength() < STRAIGHT * STRAIGHT; };
-        if (std::any_of(vOff.begin(), vOff.end(), isNext)) return true;
-    }
-    return numCompanions > MAX_COMPANIONS;
+    return vOff;
 }
 
-/// As thin walls are, and what is left of a sparse one.
-bool isInSheet(const std::vector<Vector3>& vAround, const Vector3& normal) {
+bool hasCompanions(const std::vector<Vector3>& vOff) {
+    const auto isCompanion = [](const Vector3& place) { return place.sqLength() < COMPANION * COMPANION; };
+    return static_cast<std::size_t>(std::count_if(vOff.begin(), vOff.end(), isCompanion)) > MAX_COMPANIONS;
+}
+
+/// Whether it is the middle or an end of three in a row.
+bool isInRow(const std::vector<Vector3>& vOff) {
+    return std::any_of(vOff.begin(), vOff.end(), [&](const Vector3& place) {
+        if (place.sqLength() > BESIDE * BESIDE) return false;
+        const double slack = place.sqLength() < COMPANION * COMPANION ? STRAIGHT : STRAIGHT_AFAR;
+        return std::any_of(vOff.begin(), vOff.end(), [&](const Vector3& other) {
+            return (other - place * 2.0).sqLength() < slack * slack || (other + place).sqLength() < slack * slack;
+        });
+    });
+}
+
+bool hasOthersBeside(const std::vector<Vector3>& vAround, const Vector3& normal) {
     const auto isBeside = [&](const Vector3& place) {
         return std::fabs(place * normal) < SAME_HEIGHT && place.sqLength() < BESIDE * BESIDE;
     };
     return static_cast<std::size_t>(std::count_if(vAround.begin(), vAround.end(), isBeside)) > MAX_BESIDE;
 }
 
-}  // namespace
-
+/// vAround: the offsets of the nodes around; reordered.
 bool hoversOver(std::vector<Vector3>& vAround) {
     if (vAround.size() < MIN_SHEET) return false;
     const SheetPlane first(vAround);
@@ -120,14 +132,16 @@ bool hoversOver(std::vector<Vector3>& vAround) {
     const auto itEnd = std::stable_partition(vAround.begin(), vAround.end(),
                                              [&](const Vector3& place) { return first.heightOf(place) < OFF_SHEET; });
     const std::vector<Vector3> vSheet(vAround.begin(), itEnd);
-    if (vSheet.size() < MIN_SHEET || static_cast<double>(vSheet.size()) < MIN_SHARE * static_cast<double>(vAround.size()))
-        return false;
+    if (vSheet.size() < MIN_SHEET) return false;
     const SheetPlane plane(vSheet);
-    if (!plane.isSheet() || plane.spread > MAX_SPREAD || plane.axes.least > FLATNESS * plane.axes.middle) return false;
+    if (!plane.isSheet() || plane.spread > MAX_SPREAD) return false;
     const Vector3& normal = plane.axes.normal;
     if (plane.heightOf(Vector3()) < std::max(LEAST_HEIGHT, OF_SPREAD * plane.spread)) return false;
-    return hasBelow(vSheet, normal) && !standsOnOthers(vAround, plane) && !isInSheet(vAround, normal);
+    const std::vector<Vector3> vOff = offPlane(vAround, plane);
+    return hasBelow(vSheet, normal) && !hasCompanions(vOff) && !isInRow(vOff) && !hasOthersBeside(vAround, normal);
 }
+
+}  // namespace
 
 std::vector<NodeId> hoveringNodes(const SampleNodes& nodes) {
     std::vector<char> vHovers(nodes.size());

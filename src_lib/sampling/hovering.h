@@ -8,13 +8,12 @@
 
 namespace TARN_KEL {
 
-/// Whether a place hovers: what is around it is one sheet, the place is off that by more than its noise explains, with nodes
-/// of the sheet below it and hardly another at its own height. So rims, folds, thin walls, tips and wires don't hover.
-/// vAround: the offsets of the nodes around the place, in cells; reordered.
-bool hoversOver(std::vector<Vector3>& vAround);
-
-/// The nodes that hover over what is within four cells, ascending. O(n), about a microsecond per node; uses the pool.
-/// Progress: step "SC_hover".
+/// The nodes that hover, ascending: what is within four cells is one flat sheet, the node is off that by a cell or more, and
+/// by more than its noise explains, with nodes of the sheet below it. Tips, wires and thin walls don't hover: they have
+/// others off the sheet beside them, in a row, or at most three cells away at the same height. What is so sparse over a
+/// sheet that it has none of these counts as stray.
+///
+/// O(n), about a microsecond per node; uses the pool. Progress: step "SC_hover".
 std::vector<NodeId> hoveringNodes(const SampleNodes& nodes);
 
 }  // namespace TARN_KEL

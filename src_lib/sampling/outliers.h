@@ -32,11 +32,12 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 /// Finds stray points: those that hardly have others near them and lie in nobody's sheet or line, and those that hover by a
 /// cell to some three over a sheet.
 ///
-/// Everything is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires, tips, thin walls and small
-/// separate parts stay. A few points within a spacing of each other count as one.
-/// sample: of these points, on a grid whose cells are as large as the estimated spacing.
-/// Returns their positions, ascending; none where they would be more than 15% of the points.
-/// O(n), some 4% of a run for clouds without strays. Uses the pool. Progress: steps "SC_stray", "SC_hover".
+/// What is alone is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires and small separate parts
+/// stay. What hovers is judged in cells: tips, wires and thin walls over a sheet stay, but of a wall with less than a third
+/// of the sheet's points some go. A few points within a spacing of each other count as one. sample: of these points, on a
+/// grid whose cells are as large as the estimated spacing. Returns their positions, ascending; none of a kind that would be
+/// more than 15% of the points. O(n), some 4% of a run for clouds without strays. Uses the pool. Progress: steps "SC_stray",
+/// "SC_hover".
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample);
 
 /// Removes the points at these positions, ascending ones. The others keep their order. O(n).

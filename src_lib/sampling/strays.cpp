@@ -1,6 +1,6 @@
 // Unit of work is the node, the mean of the points of a cell, so that what several points do together within a spacing
-// counts once. What hovers over a sheet is looked for by itself; what is alone in three looks, each at what the one before
-// left over:
+// counts once. Strays are nodes that hover over a sheet (hovering.h), and nodes that are alone. These are found in three
+// looks, each at what the one before left over:
 //
 //  1. A node with four others in the 26 cells around it has company, as half a sheet gives it. So have nearly all.
 //  2. The others stay when they are connected to such a node through neighbouring cells, or to eleven more of their kind:
@@ -35,7 +35,7 @@ namespace TARN_KEL {
 namespace {
 
 constexpr std::size_t COMPANY = 4;        // other nodes in the 26 cells around; half a sheet has five
-constexpr double NEAR_CELLS = 3.0;        // noise and folds reach so far from a sheet
+constexpr int NEAR_CELLS = 3;             // noise and folds reach so far from a sheet
 constexpr std::size_t NUM_COUNTED = 8;    // nearest nodes; the ring around a node of a sheet
 constexpr double REACH = 2.5;             // of the distance to the second nearest node; a ring of a sheet is within
 constexpr double SHEET_FLATNESS = 0.07;   // first over second eigenvalue of a plane; twenty random places have one half
@@ -124,7 +124,6 @@ bool isInSheetOrLine(NodeId node, const std::vector<NearNode>& vNear, const Samp
 
 /// What a lonely node says of those near it.
 struct Testimony {
-    bool bNearOthers = false;                         // one that isn't lonely is near
     std::array<NodeId, NUM_COUNTED> vSupported = {};  // positions of lonely nodes; NO_NODE for none
 
     bool supports(NodeId position) const {
@@ -141,10 +140,26 @@ Testimony testimonyOf(NodeId node, const NodeGroups& lonely, const NearestNodes&
     const double sqReach = vNear.size() < 2 ? 0.0 : REACH * REACH * vNear[1].sqDistance();
     for (std::size_t i = 0; i < vNear.size(); ++i) {
         const NodeId position = lonely.positionOf(vNear[i].node());
-        if (position == NO_NODE && vNear[i].sqDistance() <= NEAR_CELLS * NEAR_CELLS) testimony.bNearOthers = true;
         if (bInSheet && vNear[i].sqDistance() <= sqReach) testimony.vSupported[i] = position;
     }
     return testimony;
+}
+
+/// By position: 1 for lonely nodes near one that isn't.
+std::vector<char> nearOthers(const std::vector<NodeId>& vLonely, const NodeGroups& lonely, const SampleNodes& nodes) {
+    std::vector<char> vNear(vLonely.size());
+    forChunks_MT(vLonely.size(), [&](std::size_t begin, std::size_t end) {
+        NeighbourWalk<RCD, NEAR_CELLS> walk(nodes.vCell);
+        for (std::size_t i = begin; i < end; ++i) {
+            const Vector3& place = nodes.vPlace[vLonely[i]];
+            walk.visitBlock(nodes.vCell[vLonely[i]], [&](int, std::size_t other) {
+                if ((nodes.vPlace[other] - place).sqLength() <= NEAR_CELLS * NEAR_CELLS &&
+                    lonely.positionOf(static_cast<NodeId>(other)) == NO_NODE)
+                    vNear[i] = 1;
+            });
+        }
+    });
+    return vNear;
 }
 
 /// Of groups only nodes stay that support each other; nodes on edges and corners stay with them, though they lie in no
@@ -165,20 +180,14 @@ std::vector<NodeId> lonelyStrays(CloudSample& sample) {
     const NearestNodes& nearest = sample.getNearest();
     std::vector<Testimony> vTestimony;
     transform_MT(vLonely, vTestimony, [&](NodeId node) { return testimonyOf(node, groups, nearest, nodes); });
+    const std::vector<char> vNear = nearOthers(vLonely, groups, nodes);
     for (std::size_t i = 0; i < vLonely.size(); ++i) {
         const auto self = static_cast<NodeId>(i);
-        if (vTestimony[i].bNearOthers) groups.keep(self);
+        if (vNear[i] != 0) groups.keep(self);
         for (const NodeId other : vTestimony[i].vSupported)
             if (other != NO_NODE && vTestimony[other].supports(self)) groups.join(self, other);
     }
     return groups.without(withSupported(groups.staying(), vTestimony));
-}
-
-std::vector<NodeId> strayNodes(CloudSample& sample) {
-    const std::vector<NodeId> vLonely = lonelyStrays(sample), vHovering = hoveringNodes(sample.nodes);
-    std::vector<NodeId> vStray;
-    std::set_union(vLonely.begin(), vLonely.end(), vHovering.begin(), vHovering.end(), std::back_inserter(vStray));
-    return vStray;
 }
 
 /// The points in the cells of these nodes, ascending.
@@ -200,11 +209,20 @@ std::vector<std::size_t> pointsOf(const std::vector<NodeId>& vNode, const Sample
     return vPosition;
 }
 
+bool areTooMany(const std::vector<std::size_t>& vStrays, const std::vector<Point3>& vPoints) {
+    return static_cast<double>(vStrays.size()) > MAX_STRAY_SHARE * static_cast<double>(vPoints.size());
+}
+
 }  // namespace
 
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
-    std::vector<std::size_t> vStrays = pointsOf(strayNodes(sample), sample.nodes, vPoints, sample.grid);
-    if (static_cast<double>(vStrays.size()) > MAX_STRAY_SHARE * static_cast<double>(vPoints.size())) vStrays.clear();
+    const SampleNodes& nodes = sample.nodes;
+    const std::vector<std::size_t> vLonely = pointsOf(lonelyStrays(sample), nodes, vPoints, sample.grid);
+    if (areTooMany(vLonely, vPoints)) return {};
+    const std::vector<std::size_t> vHovering = pointsOf(hoveringNodes(nodes), nodes, vPoints, sample.grid);
+    if (areTooMany(vHovering, vPoints)) return vLonely;
+    std::vector<std::size_t> vStrays;
+    std::set_union(vLonely.begin(), vLonely.end(), vHovering.begin(), vHovering.end(), std::back_inserter(vStrays));
     return vStrays;
 }
 

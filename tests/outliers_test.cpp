@@ -261,7 +261,7 @@ TEST(Outliers, noneIsLeftAndTheSurfaceStays) {
             }
 }
 
-TEST(Outliers, dependOnNeitherOrderNorPlaceNorWorkers) {
+TEST(Outliers, dependOnNeitherOrderNorScaleNorWorkers) {
     const Scanned scan(request("torus", 3, "dust", 0.0, 0.05, "varying"));
     Points vShuffled = scan.vPoints;
     vShuffled.emplace_back(1e5, 0.0, 3.0);

@@ -328,6 +328,24 @@ TEST(ScanRun, keepsOutliersAwayFromTheSurface) {
     expectText("Outliers left out: 300 of 6300 points", [&] { reconstruct(joined(vSphere, vFar)); });
 }
 
+// Each octant has three neighbours at the same distance; where their sides disagree in the first vote, some never join.
+TEST(ScanRun, joinsTheOctantsOfASphere) {
+    const CoutSilence silence;
+    for (const double width : {2.5, 4.0}) {  // half of the gaps, in spacings
+        const int num = 12000;
+        Points vPoints;
+        for (int i = 0; i < num; ++i) {
+            const double z = 1.0 - (2.0 * i + 1.0) / num, r = std::sqrt(1.0 - z * z), turn = 2.399963229728653 * i;
+            const Point3 p(r * std::cos(turn), r * std::sin(turn), z);
+            const double spacing = 0.0323605;  // square root of the area that a point stands for
+            if (std::min({std::fabs(p.x()), std::fabs(p.y()), std::fabs(p.z())}) > width * spacing) vPoints.push_back(p);
+        }
+        ReconstructReport report;
+        reconstruct(vPoints, {.factor = 1.25, .bEven = false, .numGrowSteps = 12, .bFit = false}, &report);
+        EXPECT_EQ(report.after.numBorderEdges, 0U) << width;
+    }
+}
+
 TEST(ScanRun, addsPointsWhereTheSamplingIsSparse) {
     const CoutSilence silence;
     const Points vPoints = sparseOnOneHalf();

@@ -217,7 +217,7 @@ bool areTooMany(const std::vector<std::size_t>& vStrays, const std::vector<Point
 
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
     const SampleNodes& nodes = sample.nodes;
-    const std::vector<std::size_t> vLonely = pointsOf(lonelyStrays(sample), nodes, vPoints, sample.grid);
+    std::vector<std::size_t> vLonely = pointsOf(lonelyStrays(sample), nodes, vPoints, sample.grid);
     if (areTooMany(vLonely, vPoints)) return {};
     const std::vector<std::size_t> vHovering = pointsOf(hoveringNodes(nodes), nodes, vPoints, sample.grid);
     if (areTooMany(vHovering, vPoints)) return vLonely;

@@ -12,6 +12,7 @@
 #include <string_view>
 
 #include "../../src_lib/files/AtomicFile.h"
+#include "../../src_lib/files/attributeColumns.h"
 #include "../../src_lib/files/littleEndian.h"
 
 using namespace TARN_KEL;
@@ -28,10 +29,6 @@ std::array<double, 3> valuesOf(const Point3& p) {
 }
 std::array<double, 3> valuesOf(const Vector3& v) {
     return {v.x(), v.y(), v.z()};
-}
-
-double lightOf(double number) {
-    return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
 }
 
 /// The buffer of a file, and what the text says of it.
@@ -124,17 +121,20 @@ std::size_t putNormals(const std::vector<Vector3>& vNormals, GlbBuffer& buffer) 
 /// With an alpha of 1, as three channels don't fill multiples of four bytes.
 std::size_t putColours(const PointAttributes& attributes, GlbBuffer& buffer) {
     constexpr double MOST = std::numeric_limits<std::uint16_t>::max();
-    const std::array<const AttributeColumn*, 3> aChannel{attributes.find("red"), attributes.find("green"),
-                                                         attributes.find("blue")};
-    const std::string type = aChannel[0]->typeName();
-    const double brightest = type == "uint8" ? 255.0 : type == "uint16" ? MOST : 1.0;
-    buffer.beginView(VERTICES);
-    for (std::size_t i = 0; i < attributes.numRows(); ++i) {
-        for (const AttributeColumn* pChannel : aChannel) {
-            const double number = pChannel->isKnown(i) ? pChannel->number(i) / brightest : 0.0;
-            buffer.put(static_cast<std::uint16_t>(std::round(lightOf(number) * MOST)));
+    std::vector<std::array<std::uint16_t, 4>> vColour(attributes.numRows());
+    std::size_t channel = 0;
+    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
+        for (std::size_t i = 0; i < vColour.size(); ++i) {
+            const double number = column.isKnown(i) ? column.number(i) / brightest : 0.0;
+            vColour[i][channel] = static_cast<std::uint16_t>(std::round(linearLight(number) * MOST));
         }
-        buffer.put(static_cast<std::uint16_t>(MOST));
+        ++channel;
+    });
+    buffer.beginView(VERTICES);
+    for (auto& colour : vColour) {
+        colour.back() = static_cast<std::uint16_t>(MOST);
+        for (const std::uint16_t value : colour)
+            buffer.put(value);
     }
     return buffer.endView(UNSIGNED_SHORT, "VEC4", attributes.numRows(), {{"normalized", true}});
 }

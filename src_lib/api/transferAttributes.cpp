@@ -20,6 +20,7 @@
 #include "PointTree.h"
 #include "attributeColumns.h"
 #include "kel.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -190,7 +191,7 @@ public:
     Light() {
         if constexpr (std::is_integral_v<T>)
             for (double value = 0.0; value <= MOST; ++value)
-                vLight.push_back(lightOf(value / MOST));
+                vLight.push_back(linearLight(value / MOST));
     }
 
     T mean(const std::vector<T>& v) const {
@@ -205,9 +206,6 @@ public:
 private:
     static constexpr double MOST = std::is_integral_v<T> ? static_cast<double>(std::numeric_limits<T>::max()) : 1.0;
 
-    static double lightOf(double number) {
-        return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
-    }
     static double numberOf(double light) {
         return light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
     }
@@ -215,7 +213,7 @@ private:
         if constexpr (std::is_integral_v<T>)
             return vLight[value];
         else
-            return lightOf(value);
+            return linearLight(value);
     }
 
     std::vector<double> vLight;  // of each number, where these are few
@@ -227,14 +225,13 @@ T mostFrequent(std::vector<T>& v) {
     std::sort(v.begin(), v.end());
     T best = v.front();
     std::ptrdiff_t most = 0;
-    for (auto it = v.begin(); it != v.end();) {
-        const auto end = std::upper_bound(it, v.end(), *it);
-        if (end - it > most) {
-            most = end - it;
-            best = *it;
-        }
-        it = end;
-    }
+    forEachRun(
+        v.cbegin(), v.cend(), [](T value) { return value; },
+        [&](auto first, auto end) {
+            if (end - first <= most) return;
+            most = end - first;
+            best = *first;
+        });
     return best;
 }
 

@@ -115,6 +115,11 @@ void requireRows(const PointAttributes& attributes, std::size_t numPoints);
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
                 PointAttributes& attributes);
 
+/// The linear light of a colour's channel in sRGB, both from 0 to 1.
+inline double linearLight(double number) {
+    return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
+}
+
 /// Calls use(column, value of full brightness) for red, green and blue in turn, when there is a colour.
 template <typename Use>
 void forColour(const PointAttributes& attributes, const Use& use) {

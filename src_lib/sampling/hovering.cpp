@@ -153,10 +153,7 @@ std::vector<NodeId> hoveringNodes(const SampleNodes& nodes) {
             vHovers[i] = isDoubtful(near.of(node)) && hoversOver(around.of(node)) ? 1 : 0;
         }
     });
-    std::vector<NodeId> vNode;
-    for (std::size_t i = 0; i < nodes.size(); ++i)
-        if (vHovers[i] != 0) vNode.push_back(static_cast<NodeId>(i));
-    return vNode;
+    return nodesWhere(vHovers);
 }
 
 }  // namespace TARN_KEL

@@ -181,8 +181,7 @@ NodePlanes lookAround(const SampleNodes& nodes) {
             vSurrounded[i] = around.bSurrounded;
         }
     });
-    for (std::size_t i = 0; i < nodes.size(); ++i)
-        if (!vSurrounded[i]) planes.vOpen.push_back(static_cast<NodeId>(i));
+    planes.vOpen = nodesWhere(vSurrounded, false);
     return planes;
 }
 

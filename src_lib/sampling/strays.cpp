@@ -92,10 +92,7 @@ std::vector<NodeId> nodesWithoutCompany(const SampleNodes& nodes) {
             vAlone[i] = numCells - 1 < COMPANY ? 1 : 0;
         }
     });
-    std::vector<NodeId> vNode;
-    for (std::size_t i = 0; i < nodes.size(); ++i)
-        if (vAlone[i] != 0) vNode.push_back(static_cast<NodeId>(i));
-    return vNode;
+    return nodesWhere(vAlone);
 }
 
 /// Those connected to too few others, ascending.

@@ -129,13 +129,6 @@ std::size_t countFolds(const MeshPtr& pMesh) {
     return count;
 }
 
-double largestMove(const Points& vBefore, const Points& vAfter) {
-    double largest = vBefore.size() == vAfter.size() ? 0.0 : HUGE_VAL;
-    for (std::size_t i = 0; i < std::min(vBefore.size(), vAfter.size()); ++i)
-        largest = std::max(largest, (vAfter[i] - vBefore[i]).length());
-    return largest;
-}
-
 Figures figures(const MeshPtr& pMesh) {
     return figuresOf(*pMesh->getRMesh());
 }

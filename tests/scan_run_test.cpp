@@ -385,3 +385,28 @@ TEST(ScanRun, removesSelfIntersectionsOrLeavesThemAlone) {
     EXPECT_GT(numBefore, 50U);
     EXPECT_LT(10 * numAfter, numBefore);
 }
+
+TEST(ScanRun, makesTheSameMeshAtAnyScaleAndPlaceOfTheSamePointsInAnyOrder) {
+    const CoutSilence silence;
+    // With sparse places, strays and a point far off: each default step has work.
+    Points vPoints = joined(sparseOnOneHalf(), scaled(Scan(8).dust(300), 1.3));
+    vPoints.push_back(Point3(1e6, 0.0, 0.0));
+    ReconstructReport report;
+    const Points vCorners = cornersOf(reconstruct(vPoints, {}, &report));
+    EXPECT_GT(report.numAdded, 0U);
+    EXPECT_GT(report.numStrays, 0U);
+    EXPECT_EQ(report.numFarOutliers, 1U);
+    EXPECT_EQ(cornersOf(reconstruct(scaled(vPoints, 0x1p40))), scaled(vCorners, 0x1p40));
+    EXPECT_LT(largestMove(scaled(vCorners, 1000.0), cornersOf(reconstruct(scaled(vPoints, 1000.0)))), 1e-9);
+    EXPECT_LT(largestMove(scaled(vCorners, 1.0, 1024.0), cornersOf(reconstruct(scaled(vPoints, 1.0, 1024.0)))), 1e-8);
+    // Steps that break ties between coordinates have a length in the unit of the points: here it is many cells.
+    EXPECT_NE(reconstruct(scaled(vPoints, 0x1p-30)), nullptr);
+    ReconstructOptions options;
+    options.spacing = report.cellEdge;  // the estimate takes a sample of the points
+    reconstruct(vPoints, options, &report);
+    Scan(1).shuffle(vPoints);
+    ReconstructReport shuffled;
+    reconstruct(vPoints, options, &shuffled);
+    EXPECT_EQ(shuffled.numStrays, report.numStrays);
+    EXPECT_EQ(shuffled.numAdded, report.numAdded);
+}

@@ -208,7 +208,8 @@ void CMesh::averageBundle(Bundle* pBundle) {
     ASSEX(pAnyRingVtx!=NULL);
     Point3 candidate = *pAnyRingVtx + (real.mean() - *pAnyRingVtx) * BEYOND_MEAN;
     candidate = candidate + Vector3(random.next() * JITTER / static_cast<double>(Random::MAX), 0.0, 0.0);
-    *pBundle->pVtx = pCalc->getCCD(&candidate) == pBundle->ccd ? candidate : midPoint;
+    // In a small unit the step along x may leave the grid.
+    *pBundle->pVtx = pCalc->isInCell(&candidate, pBundle->ccd) ? candidate : midPoint;
 }
 
 void CMesh::averageBundles() {

@@ -104,4 +104,13 @@ inline std::vector<TARN_KEL::Point3> scaled(std::vector<TARN_KEL::Point3> vPoint
     return vPoints;
 }
 
+/// The largest distance between points of the same number; infinite when there aren't as many.
+inline double largestMove(const std::vector<TARN_KEL::Point3>& vBefore, const std::vector<TARN_KEL::Point3>& vAfter) {
+    if (vBefore.size() != vAfter.size()) return HUGE_VAL;
+    double largest = 0.0;
+    for (std::size_t i = 0; i < vBefore.size(); ++i)
+        largest = std::max(largest, (vAfter[i] - vBefore[i]).length());
+    return largest;
+}
+
 }  // namespace TARN_TEST

@@ -1,6 +1,13 @@
 // makeManifold on meshes that are in order, on the classic flaws one by one, and on anything.
 #include "support/manifold.h"
+
+#include <bit>
+#include <numeric>
+#include <random>
+
+#include "ParitySystem.h"
 #include "freeFunctions.h"
+#include "oddStrips.h"
 #include "support/figures.h"
 #include "support/fine.h"
 #include "support/prelude.h"
@@ -191,6 +198,89 @@ TEST(Manifold, makesAnythingManifold) {
         makeChecked(pMesh);
         ASSERT_FALSE(HasFailure()) << "run " << run;
     }
+}
+
+// ---- Strips between edges of three triangles
+
+TEST(ParitySystem, tellsContradictionsAndSolvesTheRest) {
+    std::mt19937 random(3);
+    for (int run = 0; run < 400; ++run) {
+        // Unknowns lie in several words, those between them are in no equation.
+        constexpr std::uint32_t NUM = 8, STRIDE = 19;
+        ParitySystem system(NUM * STRIDE);
+        std::vector<std::uint32_t> vSolution(1U << NUM);  // bit i: the value of unknown i
+        std::iota(vSolution.begin(), vSolution.end(), 0U);
+        for (unsigned long i = random() % 12; i > 0; --i) {
+            const std::uint32_t mask = static_cast<std::uint32_t>(random()) & vSolution.back() % 256U;
+            const bool bOdd = random() % 2 != 0;
+            std::vector<std::uint32_t> vUnknown, vLeft;
+            for (std::uint32_t j = 0; j < NUM; ++j)
+                if ((mask >> j & 1U) != 0) vUnknown.push_back(j * STRIDE);
+            std::copy_if(vSolution.begin(), vSolution.end(), std::back_inserter(vLeft),
+                         [&](std::uint32_t values) { return (std::popcount(values & mask) % 2 != 0) == bOdd; });
+            EXPECT_EQ(system.add(vUnknown, bOdd), !vLeft.empty());
+            if (!vLeft.empty()) vSolution.swap(vLeft);
+        }
+        std::vector<std::size_t> vCost(NUM * STRIDE, 1);
+        for (std::uint32_t j = 0; j < NUM; ++j)
+            vCost[j * STRIDE] = 1 + random() % 50;
+        const std::vector<bool> vbOne = system.solve(vCost);
+        const auto costOf = [&](std::uint32_t values) {
+            std::size_t cost = 0;
+            for (std::uint32_t j = 0; j < NUM; ++j)
+                cost += (values >> j & 1U) != 0 ? vCost[j * STRIDE] : 0;
+            return cost;
+        };
+        std::uint32_t values = 0;
+        for (std::uint32_t j = 0; j < NUM; ++j)
+            values |= vbOne[j * STRIDE] ? 1U << j : 0U;
+        EXPECT_EQ(std::popcount(values), std::count(vbOne.begin(), vbOne.end(), true));
+        ASSERT_NE(std::find(vSolution.begin(), vSolution.end(), values), vSolution.end());
+        if (vSolution.size() == 2) {
+            EXPECT_LE(costOf(values), std::min(costOf(vSolution[0]), costOf(vSolution[1])));
+        }
+    }
+}
+
+/// Two lines of edges with a strip between them, and sheets that begin at them, so many rows of squares wide.
+std::size_t numRemovedFrom(const std::vector<int>& vRowsA, const std::vector<int>& vRowsB) {
+    constexpr int LENGTH = 12;
+    Soup soup;
+    const auto addLine = [&](double x, double y) {
+        for (int i = 0; i <= LENGTH; ++i)
+            soup.vVtx.emplace_back(x, y, i);
+        return static_cast<int>(soup.vVtx.size()) - LENGTH - 1;
+    };
+    const auto addRow = [&](int lineA, int lineB) {
+        for (int i = 0; i < LENGTH; ++i) {
+            soup.vT.push_back({lineA + i, lineB + i, lineB + i + 1});
+            soup.vT.push_back({lineA + i, lineB + i + 1, lineA + i + 1});
+        }
+    };
+    const int lineA = addLine(0.0, 0.0), lineB = addLine(1.0, 0.0);
+    addRow(lineA, lineB);
+    const auto addSheets = [&](int line, double x, double dx, const std::vector<int>& vRows) {
+        double slope = -1.5;
+        for (const int numRows : vRows) {
+            for (int row = 1, last = line; row <= numRows; ++row) {
+                const int next = addLine(x + row * dx, row * slope);
+                addRow(std::exchange(last, next), next);
+            }
+            slope += 1.0;
+        }
+    };
+    addSheets(lineA, 0.0, -1.0, vRowsA);
+    addSheets(lineB, 1.0, 1.0, vRowsB);
+    return removeOddStrips(*meshOf(soup)->getRMesh(), 10) / (2 * LENGTH);
+}
+
+TEST(OddStrips, goWhereThatMakesEdgesEven) {
+    EXPECT_EQ(numRemovedFrom({12, 12}, {12, 12}), 1U) << "two sheets that run together for a while";
+    EXPECT_EQ(numRemovedFrom({12}, {12}), 0U) << "one sheet";
+    EXPECT_EQ(numRemovedFrom({12}, {12, 12}), 0U) << "three sheets that meet";
+    EXPECT_EQ(numRemovedFrom({12, 12, 12}, {12, 12}), 0U) << "there would be as many odd edges";
+    EXPECT_EQ(numRemovedFrom({12, 12, 12}, {12, 12, 12, 2}), 2U) << "the fin of two rows, as the other line is even";
+    EXPECT_EQ(numRemovedFrom({2, 2}, {2, 2}), 1U) << "the strip between them is the smallest choice";
 }
 
 }  // namespace

@@ -216,6 +216,28 @@ TEST(MeltRun, closesPartsThatLieAskew) {
             }
 }
 
+// Where sheets pass through each other, and at acute edges, they are one for a while.
+TEST(MeltRun, closesPartsThatPassThroughEachOther) {
+    const CoutSilence silence;
+    TriangleSoup wedge;
+    const Point3 tip(0, 0, 0.7), base[] = {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
+    for (std::size_t i = 0; i < 4; ++i)
+        addTriangle(wedge, base[i], base[(i + 1) % 4], tip);
+    addTriangle(wedge, base[0], base[2], base[1]), addTriangle(wedge, base[0], base[3], base[2]);
+    for (const double degrees : {10.0, 50.0, 130.0, 200.0, 310.0})
+        for (const double spacing : {0.05, 0.037}) {
+            const TriangleSoup other = scaled(turned(CUBE.soup, 2.7 * degrees), 1.0, 0.2);
+            for (const TriangleSoup& soup : {joined(turned(CUBE.soup, degrees), other), turned(wedge, degrees)}) {
+                MeltReport report;
+                const MeshPtr pMesh = melt(soup, {.spacing = spacing, .featureAngle = 30.0}, &report);
+                EXPECT_TRUE(report.manifold.bClosed && report.after.isManifold()) << degrees << " " << spacing;
+                EXPECT_EQ(report.after.numBorderEdges, 0U) << degrees << " " << spacing;
+                const double share = areaOf(cornersOf(pMesh)) / areaOf(soup);
+                EXPECT_TRUE(share > 0.8 && share < 1.05) << degrees << " " << spacing << ": " << share;
+            }
+        }
+}
+
 TEST(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
     const CoutSilence silence;
     const TriangleSoup ball = sphereSoup(160);

@@ -1,9 +1,10 @@
 // Makes a mesh manifold by taking sheets apart.
 //
-// First everything is removed that leaves no opening: duplicates, triangles without area, walls inside the body and flaps
-// (MembraneRemover). Around each remaining edge of more than two triangles, the sheets are told apart (Sheets). From then on
-// only the links count, not the edges: they make the mesh a set of sheets, with at most two sides at an edge. What remains
-// is to choose the outside of each sheet, and to give it vertices of its own (SheetParter).
+// First everything is removed that leaves no opening: duplicates, triangles without area, on request strips that stand for
+// two sheets (removeOddStrips), walls inside the body and flaps (MembraneRemover). Around each remaining edge of more than
+// two triangles, the sheets are told apart (Sheets). From then on only the links count, not the edges: they make the mesh a
+// set of sheets, with at most two sides at an edge. What remains is to choose the outside of each sheet, and to give it
+// vertices of its own (SheetParter).
 //
 //   - At each vertex the corners that links join are a fan. The largest fan keeps the vertex, the others get new ones at the
 //     same place.
@@ -26,12 +27,13 @@
 #include "RMesh.h"
 #include "SheetParter.h"
 #include "flatTriangles.h"
+#include "oddStrips.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MAX_MEMBRANE = 100;  // triangles
+constexpr std::size_t MAX_SMALL = 100;  // triangles of a membrane or a strip that is removed however wide it is
 
 /// Calls remove() and returns how many triangles are fewer.
 template <typename Remove>
@@ -62,8 +64,9 @@ ManifoldReport makeManifold(RMesh& mesh, Facing facing, Strips strips) {
     report.numFlat = removeFlatTriangles(mesh);
     if (report.numFlat > 0) removeDuplicates();  // collapses bring triangles together
     step.advance();
-    MembraneRemover membranes(mesh, MAX_MEMBRANE, strips == Strips::REMOVE);
-    report.numMembranes = membranes.run(false);
+    if (strips == Strips::REMOVE) report.numMembranes = removeOddStrips(mesh, MAX_SMALL);
+    MembraneRemover membranes(mesh, MAX_SMALL);
+    report.numMembranes += membranes.run(false);
     report.numMembranes += membranes.run(true);
     step.advance();
     SheetParter(mesh, facing).run(report);

@@ -7,10 +7,10 @@ namespace TARN_KEL {
 
 class RMesh;
 
-/// What becomes of long narrow walls and flaps (MembraneRemover); short ones are removed in any case.
+/// What becomes of strips between edges of an odd number of triangles.
 enum class Strips {
     SEPARATE,  ///< they stay with a sheet, from which the others are cut
-    REMOVE     ///< of no use in a mesh of cells, where they stand for two sheets closer than a cell
+    REMOVE     ///< as removeOddStrips() does: in a mesh of cells they stand for two sheets closer than a cell
 };
 
 /// Makes a fine mesh manifold and oriented, in place: what makeManifold() promises.

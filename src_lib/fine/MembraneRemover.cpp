@@ -6,7 +6,6 @@
 #include <algorithm>
 
 #include "RMesh.h"
-#include "flood.h"
 #include "runs.h"
 #include "sortMT.h"
 
@@ -14,59 +13,21 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr double NARROW = 2.5;  // triangles for each edge of the boundary; a strip of w triangles' width has w
-constexpr Forest::Member NO_PATCH = ~Forest::Member{0};
-constexpr std::size_t MAX_STAR =
-    64;  // on an edge of more triangles a removal doesn't cause other patches to be tested again
-
-/// The edges of the triangles that aren't inner ones of a sheet, in order of creation, each as often as the triangles come
-/// to it.
-std::vector<const REdge*> boundaryOf(const std::vector<RTriangle*>& vT) {
-    std::vector<const REdge*> vBoundary;
-    for (const RTriangle* pRT : vT)
-        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
-            if (pRE->vRT.size() != 2) vBoundary.push_back(pRE);
-    std::sort(vBoundary.begin(), vBoundary.end());
-    return vBoundary;
-}
+constexpr std::size_t MAX_STAR = 64;  // on an edge of more triangles a removal doesn't cause others to be tested again
 
 }  // namespace
 
-MembraneRemover::MembraneRemover(RMesh& theMesh, std::size_t theMaxSize, bool bTakeStrips)
-    : mesh(theMesh),
-      maxSize(theMaxSize),
-      bStrips(bTakeStrips),
-      vPatchOf(mesh.vRT.size(), NO_PATCH),
-      joined(mesh.vRT.size()) {
-    for (RTriangle* pRT : mesh.vRT)
-        if (pRT->isAlive() && vPatchOf[mesh.poolRT.indexOf(pRT)] == NO_PATCH) growPatch(pRT);
-}
-
-/// Its name is the number of patches so far, so that older patches have lower names.
-void MembraneRemover::growPatch(RTriangle* pSeed) {
-    const auto patch = static_cast<Patch>(vMembers.size());
-    Members& members = vMembers.emplace_back();
-    vPatchOf[mesh.poolRT.indexOf(pSeed)] = patch;
-    std::vector<RTriangle*> vT{pSeed};
-    const auto forEachNext = [](const RTriangle* pRT, auto&& offer) {
-        for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
-            if (RTriangle* pNeigT = pRE->getUniqueOtherTriangle(pRT)) offer(pNeigT);
-    };
-    floodInOrder(vT, forEachNext, [&](const RTriangle* pRT) {
-        Patch& patchOfIt = vPatchOf[mesh.poolRT.indexOf(pRT)];
-        return patchOfIt == NO_PATCH ? (patchOfIt = patch, true) : false;
-    });
-    members.size = vT.size();
-    if (mayGo(vT.size(), bStrips ? boundaryOf(vT).size() : 0)) members.vT = std::move(vT);
-}
-
-bool MembraneRemover::mayGo(std::size_t numTriangles, std::size_t numBoundary) const {
-    if (numTriangles <= maxSize) return true;
-    return bStrips && static_cast<double>(numTriangles) <= NARROW * static_cast<double>(numBoundary);
+MembraneRemover::MembraneRemover(RMesh& theMesh, std::size_t theMaxSize)
+    : mesh(theMesh), maxSize(theMaxSize), patches(mesh), vMembers(patches.size()), joined(patches.size()) {
+    for (Patch patch = 0; patch < patches.size(); ++patch) {
+        const auto triangles = patches.trianglesOf(patch);
+        vMembers[patch].size = triangles.size();
+        if (triangles.size() <= maxSize) vMembers[patch].vT.assign(triangles.begin(), triangles.end());
+    }
 }
 
 MembraneRemover::Patch MembraneRemover::patchOf(const RTriangle* pRT) {
-    return joined.findRoot(vPatchOf[mesh.poolRT.indexOf(pRT)]);
+    return joined.findRoot(patches[mesh.poolRT.indexOf(pRT)]);
 }
 
 void MembraneRemover::enqueue(Patch patch) {
@@ -89,7 +50,6 @@ std::size_t MembraneRemover::run(bool bFlaps) {
 /// others along edges isn't a wall: it comes to each of them with two triangles.
 bool MembraneRemover::isRemovable(Patch patch, bool bFlaps) const {
     const std::vector<const REdge*> vBoundary = boundaryOf(vMembers[patch].vT);
-    if (!mayGo(vMembers[patch].vT.size(), vBoundary.size())) return false;
     int gain = 0;
     bool bBorderLeft = false;
     const auto visit = [&](auto first, auto end) {
@@ -128,7 +88,7 @@ void MembraneRemover::join(Patch a, Patch b) {
     const auto [root, other] = std::minmax(a, b);
     Members& members = vMembers[root];
     Members& gone = vMembers[other];
-    const bool bKept = isKept(a) && isKept(b) && (bStrips || members.size + gone.size <= maxSize);
+    const bool bKept = isKept(a) && isKept(b) && members.size + gone.size <= maxSize;
     members.size += gone.size;
     if (members.vT.size() < gone.vT.size()) members.vT.swap(gone.vT);
     if (bKept)

@@ -106,6 +106,13 @@ inline TriangleSoup turned(TriangleSoup soup, double degrees) {
     return soup;
 }
 
+inline double areaOf(const TriangleSoup& soup) {
+    double area = 0.0;
+    for (std::size_t i = 0; i < soup.size(); i += 3)
+        area += TARN_KEL::crossProduct(soup[i + 1] - soup[i], soup[i + 2] - soup[i]).length() / 2.0;
+    return area;
+}
+
 /// The distance of a point from a triangle.
 inline double distanceToTriangle(const TARN_KEL::Point3& p, const TARN_KEL::Point3& a, const TARN_KEL::Point3& b,
                                  const TARN_KEL::Point3& c) {

@@ -1,0 +1,23 @@
+#pragma once
+
+#include <cstddef>
+
+namespace TARN_KEL {
+
+class RMesh;
+
+/// Removes strips from a fine mesh so that edges have an even number of triangles, which makeManifold() can take apart
+/// without opening one.
+///
+/// A strip is a patch, connected through edges of two triangles, that is small or narrow: with few triangles for its
+/// boundary. Where two sheets of a soup come closer than a cell along a line, as those at an acute edge and where they pass
+/// through each other do, the cells make one sheet of them, a strip between edges of three triangles. The boundary of
+/// closed sheets is even, so there is a choice of strips that makes all edges even; of all choices one with few triangles is
+/// looked for. Where sheets of their own meet in threes there is none: such edges stay odd.
+///
+/// maxSize: triangles of a patch that is small.
+/// Returns the number of killed triangles.
+/// Cost: O(n log n) for the patches, and for each k strips that hang together O(k^3 / 64); more than 2,000 stay.
+std::size_t removeOddStrips(RMesh& mesh, std::size_t maxSize);
+
+}  // namespace TARN_KEL

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "FitState.h"
@@ -17,6 +18,8 @@ public:
     /// The state is referred to.
     explicit BorderFitter(FitState& meshState) : state(meshState), fitMesh(meshState.mesh) {}
     void reachLastPoints();
+    /// Where two straight rims meet, the nearest border vertex goes to their corner, and stays there.
+    void reachCorners();
 
 private:
     /// A vertex on one border, and its neighbours along it.
@@ -24,7 +27,17 @@ private:
         FitIndex vertex, next, previous;
     };
 
+    /// A corner of the points as it looks from a vertex of the border.
+    struct Corner {
+        FitIndex at;   // in vBorder
+        double empty;  // see RimCorner
+        Vector3 place, along, outward;
+    };
+
     void findBorder();
+    std::vector<FitIndex> walk(const BorderVertex& at, FitIndex BorderVertex::*towards) const;
+    std::optional<Corner> findCorner(FitIndex at);
+    bool tryMoveTo(const Corner& corner, const Vector3& place);
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
     double distanceToLastPoint(const BorderVertex& at, const Vector3& along, const Vector3& outward) const;
     bool overlaps(const BorderVertex& at, const Vector3& to, const Vector3& along, const Vector3& outward) const;
@@ -32,6 +45,7 @@ private:
     FitState& state;
     FitMesh& fitMesh;
     std::vector<BorderVertex> vBorder;
+    std::vector<FitIndex> vPosition;  // of each vertex in vBorder
     PointGrid grid;  // of their places when the round began
 };
 

@@ -65,7 +65,8 @@ inline Vector3 areaVector(const TrianglePlaces& t) {
 }
 /// Whether two neighbours form a fold with the cosine of their normals `now`, which they didn't, or less so, with `then`.
 inline bool isNewFold(double now, double then) {
-    return now < FOLD && now < then;
+    const double rounded = 1e-9;  // a flat sheet's fold stays what it is, but for the last bits
+    return now < FOLD && now < then - rounded;
 }
 
 }  // namespace TARN_KEL

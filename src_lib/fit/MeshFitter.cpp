@@ -38,7 +38,6 @@ namespace {
 const int NUM_ROUNDS = 3;
 // In cells:
 const double MAX_TO_SHEET = 1.2;
-const double MAX_TO_CORNER = 2.2;  // a reconstruction cuts corners by that much
 const double MAX_TO_CREASE = 1.2;
 const double CORNER_DISTANCE = 0.7;  // of two corners
 const double CREASE_DISTANCE = 0.5;  // of neighbours on a crease
@@ -90,8 +89,10 @@ FitCounts MeshFitter::fit() {
         state.sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
+    borders.reachCorners();
     borders.reachLastPoints();
     mendSpots();
+    borders.reachCorners();
     borders.reachLastPoints();
     liftByChords();
     counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices(), allTriangles());

@@ -23,12 +23,17 @@ const double HALF_WIDTH = 1.0;     // spacings along the border; beyond, points 
 const double MAX_OFF_SHEET = 0.7;  // spacings off the sheet
 const double MAX_OUTWARD = 1.2;    // cells
 const double MIN_OUTWARD = 0.05;   // spacings
-const double CORNERS_APART = 2.0;   // spacings
-const double COS_TURN = 0.8;        // of a border before and after a corner
-const std::size_t MAX_WALK = 32;    // vertices
+const double CORNERS_APART = 2.0;  // spacings
+const double COS_TURN = 0.8;       // of a border before and after a corner
+const std::size_t MAX_WALK = 32;   // vertices
 const double MIN_EDGE = 0.01;      // cells; where a border has shorter edges it stays: looking for overlaps would take long
 
 }  // namespace
+
+void BorderFitter::reachRims() {
+    reachCorners();
+    reachLastPoints();
+}
 
 void BorderFitter::reachLastPoints() {
     for (int round = 0; round < NUM_BORDER_ROUNDS; ++round) {
@@ -116,7 +121,8 @@ std::optional<BorderFitter::Corner> BorderFitter::findCorner(FitIndex position) 
         const FitIndex nearest = state.points.vNearest[j];
         if (!state.points.isSeenFrom(side, j) ||
             std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET ||
-            std::none_of(vWalk.begin(), vWalk.end(), [&](FitIndex v) { return v == nearest || fitMesh.isJoined(v, nearest); }))
+            std::none_of(vWalk.begin(), vWalk.end(),
+                         [&](FitIndex v) { return v == nearest || fitMesh.isJoined(v, nearest); }))
             return;
         vPoint.push_back({offset * corner.along, offset * corner.outward});
     });

@@ -10,6 +10,7 @@ namespace TARN_KEL {
 
 /// Moves borders of a mesh out to the last points.
 ///
+/// Where two straight rims meet, the nearest border vertex goes to their corner, and stays there.
 /// A border vertex goes out to the farthest point beside it, or to the line from a point on one side to a point on the other
 /// one. So a straight rim becomes straight where its points end unevenly. No border goes over another one, or over another
 /// part of itself.
@@ -17,9 +18,7 @@ class BorderFitter {
 public:
     /// The state is referred to.
     explicit BorderFitter(FitState& meshState) : state(meshState), fitMesh(meshState.mesh) {}
-    void reachLastPoints();
-    /// Where two straight rims meet, the nearest border vertex goes to their corner, and stays there.
-    void reachCorners();
+    void reachRims();
 
 private:
     /// A vertex on one border, and its neighbours along it.
@@ -34,6 +33,8 @@ private:
         Vector3 place, along, outward;
     };
 
+    void reachCorners();
+    void reachLastPoints();
     void findBorder();
     std::vector<FitIndex> walk(const BorderVertex& at, FitIndex BorderVertex::*towards) const;
     std::optional<Corner> findCorner(FitIndex at);
@@ -46,7 +47,7 @@ private:
     FitMesh& fitMesh;
     std::vector<BorderVertex> vBorder;
     std::vector<FitIndex> vPosition;  // of each vertex in vBorder
-    PointGrid grid;  // of their places when the round began
+    PointGrid grid;                   // of their places when the round began
 };
 
 }  // namespace TARN_KEL

@@ -89,11 +89,9 @@ FitCounts MeshFitter::fit() {
         state.sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
-    borders.reachCorners();
-    borders.reachLastPoints();
+    borders.reachRims();
     mendSpots();
-    borders.reachCorners();
-    borders.reachLastPoints();
+    borders.reachRims();
     liftByChords();
     counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices(), allTriangles());
     return counts;

@@ -48,8 +48,8 @@ double reachOf(double radius) {
     return half + std::sqrt(square(half) + (square(radius) + square(MAX_HEIGHT)) / rest);
 }
 
-/// Within the first numRadii radii. Distances are measured along the plane, in discs rather than balls: else noise would push
-/// points out of the smaller ones.
+/// Within the first numRadii radii. Distances are measured along the plane, in discs rather than balls: else noise would
+/// push points out of the smaller ones.
 Predictions predict(const FitPoints& points, const PointGrid& grid, const std::vector<PointPlane>& vPlane,
                     std::size_t numRadii, double reach, std::size_t i) {
     Predictions result;

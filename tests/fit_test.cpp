@@ -10,6 +10,7 @@
 #include "SyntheticScan.h"
 #include "TriangleTree.h"
 #include "fitSurface.h"
+#include "geometryFunctions.h"
 #include "meshFlaws.h"
 #include "rimCorner.h"
 #include "support/figures.h"

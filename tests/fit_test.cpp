@@ -546,19 +546,19 @@ TEST(PointGrid, agreesWithASearchOfAll) {
     }
 }
 
-// A steep roof along x. Both edges from the vertex behind to the two in front run below its ridge, and flipping either of
-// them alone folds the mesh over the other one.
+// A roof along x as steep as one can be whose ridge is no fold. Both edges from the vertex behind to the two in front run
+// below its ridge, and flipping either of them alone folds the mesh over the other one.
 TEST(EdgeFitter, flipsEdgesInPairsWhereTheyCutACreaseSideBySide) {
     FitPoints points;
     for (double x = 2.0; x <= 8.0; x += 0.5)
         for (double y = -2.0; y <= 2.0; y += 0.25) {
-            points.vPlace.emplace_back(x, y + 5.0, 10.0 - 3.0 * std::fabs(y));
-            points.vNormal.push_back(normalize(Vector3(0.0, y < 0.0 ? -3.0 : 3.0, 1.0)));
+            points.vPlace.emplace_back(x, y + 5.0, 10.0 - 1.7 * std::fabs(y));
+            points.vNormal.push_back(normalize(Vector3(0.0, y < 0.0 ? -1.7 : 1.7, 1.0)));
         }
     points.vFitted = points.vPlace;
     points.vSide = points.vNormal;
     points.vPiece.assign(points.size(), 0);
-    FitMesh mesh({{4.0, 5.0, 10.0}, {6.0, 5.0, 10.0}, {4.5, 4.0, 7.0}, {5.5, 4.0, 7.0}, {5.0, 6.0, 7.0}},
+    FitMesh mesh({{4.0, 5.0, 10.0}, {6.0, 5.0, 10.0}, {4.5, 4.0, 8.3}, {5.5, 4.0, 8.3}, {5.0, 6.0, 8.3}},
                  {{0, 2, 4}, {4, 2, 3}, {4, 3, 1}});
     FitState state(mesh, points, sidesOf(mesh), 1.1);
     state.sides.vPiece.assign(mesh.numVertices(), 0);

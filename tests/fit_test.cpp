@@ -2,7 +2,6 @@
 // that it is built of, against plain ones.
 #include <random>
 
-#include "EdgeFitter.h"
 #include "FitGuard.h"
 #include "FitMesh.h"
 #include "PointGrid.h"
@@ -10,7 +9,6 @@
 #include "SyntheticScan.h"
 #include "TriangleTree.h"
 #include "fitSurface.h"
-#include "geometryFunctions.h"
 #include "meshFlaws.h"
 #include "rimCorner.h"
 #include "support/figures.h"
@@ -289,6 +287,7 @@ TEST(Fit, mendsSpotsWhereTheyAreFew) {
     const FitCounts many = countsOf(vCubes);
     EXPECT_GT(many.numSpots, 100U);
     EXPECT_EQ(many.numMended, 0U);
+    EXPECT_LT(many.numSpots, 362U);  // 373 when edges that cut a crease side by side aren't changed in pairs
 }
 
 TEST(Fit, findsTheCornersOfABlock) {
@@ -544,27 +543,6 @@ TEST(PointGrid, agreesWithASearchOfAll) {
                 }
             }
     }
-}
-
-// A roof along x as steep as one can be whose ridge is no fold. Both edges from the vertex behind to the two in front run
-// below its ridge, and flipping either of them alone folds the mesh over the other one.
-TEST(EdgeFitter, flipsEdgesInPairsWhereTheyCutACreaseSideBySide) {
-    FitPoints points;
-    for (double x = 2.0; x <= 8.0; x += 0.5)
-        for (double y = -2.0; y <= 2.0; y += 0.25) {
-            points.vPlace.emplace_back(x, y + 5.0, 10.0 - 1.7 * std::fabs(y));
-            points.vNormal.push_back(normalize(Vector3(0.0, y < 0.0 ? -1.7 : 1.7, 1.0)));
-        }
-    points.vFitted = points.vPlace;
-    points.vSide = points.vNormal;
-    points.vPiece.assign(points.size(), 0);
-    FitMesh mesh({{4.0, 5.0, 10.0}, {6.0, 5.0, 10.0}, {4.5, 4.0, 8.3}, {5.5, 4.0, 8.3}, {5.0, 6.0, 8.3}},
-                 {{0, 2, 4}, {4, 2, 3}, {4, 3, 1}});
-    FitState state(mesh, points, sidesOf(mesh), 1.1);
-    state.sides.vPiece.assign(mesh.numVertices(), 0);
-    state.vRough.assign(mesh.numVertices(), 1);
-    EXPECT_EQ(EdgeFitter(state).flipTowardsPoints(), 2U);
-    EXPECT_TRUE(mesh.isJoined(0, 1));  // along the ridge
 }
 
 TEST(RimCorner, isWhereStraightRimsMeetButNotOnARoundOutline) {

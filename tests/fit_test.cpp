@@ -10,6 +10,7 @@
 #include "TriangleTree.h"
 #include "fitSurface.h"
 #include "meshFlaws.h"
+#include "rimCorner.h"
 #include "support/figures.h"
 #include "support/fine.h"
 #include "support/points.h"
@@ -535,6 +536,41 @@ TEST(PointGrid, agreesWithASearchOfAll) {
                 }
             }
     }
+}
+
+TEST(RimCorner, isWhereStraightRimsMeetButNotOnARoundOutline) {
+    std::mt19937_64 random(5);
+    const auto number = [&](double low, double high) {
+        return low + (high - low) * static_cast<double>(random() >> 11) * 0x1p-53;
+    };
+    // One point a square of a spacing within the outline, looked at from a vertex a spacing inside the corner.
+    const auto pointsIn = [&](const auto& isInside) {
+        std::vector<RimPlace> vPoint;
+        for (int i = 0; i < 256; ++i) {
+            const RimPlace place{number(-8.0, 8.0), number(-15.0, 1.0)};
+            if (isInside(place) && std::hypot(place.along, place.outward) < 8.0) vPoint.push_back(place);
+        }
+        return vPoint;
+    };
+    int numFound = 0, numNear = 0, numOnArcs = 0;
+    for (int i = 0; i < 100; ++i) {
+        const double slope = number(0.6, 1.7), shift = number(-0.8, 0.8);
+        const std::optional<RimCorner> corner =
+            findRimCorner(pointsIn([&](const RimPlace& p) { return p.outward < 1.0 - slope * std::fabs(p.along - shift); }),
+                          2.0 * std::atan(slope));
+        numFound += corner ? 1 : 0;
+        numNear += corner && std::hypot(corner->place.along - shift, corner->place.outward - 1.0) < 1.0 ? 1 : 0;
+        const double radius = number(3.0, 7.0);
+        numOnArcs +=
+            findRimCorner(pointsIn([&](const RimPlace& p) { return std::hypot(p.along, p.outward + radius) < radius; }),
+                          RIM_REACH / radius)
+                ? 1
+                : 0;
+    }
+    RecordProperty("found", std::to_string(numFound) + " " + std::to_string(numNear) + " " + std::to_string(numOnArcs));
+    EXPECT_GT(numNear, 50);
+    EXPECT_GT(10 * numNear, 7 * numFound);
+    EXPECT_LT(numOnArcs, 12);
 }
 
 TEST(FitMesh, keepsItsTablesThroughFlipsAndSplits) {

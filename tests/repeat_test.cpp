@@ -155,7 +155,7 @@ const std::vector<Scene> vScene = {
     {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
     {"all steps", scannedWith(unevenTorus()), 0xd99cb8299abec1af},
-    {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0xd893adc667d98198},
+    {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0x82c3e9528bb785f6},
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x3db49fa8c055864a},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},
     {"cloud", codeOfCloud, 0xdb51e394f61da03b},

@@ -4,10 +4,13 @@
 
 #include <algorithm>
 #include <cmath>
+#include <optional>
+#include <tuple>
 #include <utility>
 
 #include "fitLimits.h"
 #include "geometryFunctions.h"
+#include "rimCorner.h"
 
 namespace TARN_KEL {
 
@@ -20,9 +23,17 @@ const double HALF_WIDTH = 1.0;     // spacings along the border; beyond, points 
 const double MAX_OFF_SHEET = 0.7;  // spacings off the sheet
 const double MAX_OUTWARD = 1.2;    // cells
 const double MIN_OUTWARD = 0.05;   // spacings
+const double CORNERS_APART = 2.0;  // spacings
+const double COS_TURN = 0.8;       // of a border before and after a corner
+const std::size_t MAX_WALK = 32;   // vertices
 const double MIN_EDGE = 0.01;      // cells; where a border has shorter edges it stays: looking for overlaps would take long
 
 }  // namespace
+
+void BorderFitter::reachRims() {
+    reachCorners();
+    reachLastPoints();
+}
 
 void BorderFitter::reachLastPoints() {
     for (int round = 0; round < NUM_BORDER_ROUNDS; ++round) {
@@ -33,7 +44,7 @@ void BorderFitter::reachLastPoints() {
             const Vector3 outward = normalize(crossProduct(along, state.sides.vNormal[at.vertex]));
             const double distance = std::min(distanceToLastPoint(at, along, outward), MAX_OUTWARD * state.cell);
             if (distance < MIN_OUTWARD) continue;
-            for (const double part : {1.0, 0.5}) {
+            for (const double part : {1.0, 0.75, 0.5, 0.25}) {
                 const Vector3 to = fitMesh.place(at.vertex) + outward * (part * distance);
                 if (!state.guard.mayMove(at.vertex, to) || overlaps(at, to, along, outward)) continue;
                 state.moveVertex(at.vertex, to);
@@ -41,6 +52,88 @@ void BorderFitter::reachLastPoints() {
             }
         }
     }
+}
+
+void BorderFitter::reachCorners() {
+    findBorder();
+    std::vector<Corner> vCorner;
+    for (FitIndex i = 0; i < vBorder.size(); ++i)
+        if (const std::optional<Corner> corner = findCorner(i)) vCorner.push_back(*corner);
+    for (const BorderVertex& at : vBorder)
+        if (state.vKind[at.vertex] == VertexKind::ON_CORNER)
+            std::erase_if(vCorner, [&](const Corner& corner) {
+                return (corner.place - fitMesh.place(at.vertex)).length() < CORNERS_APART;
+            });
+    const auto isSurer = [](const Corner& a, const Corner& b) { return std::tie(a.empty, a.at) < std::tie(b.empty, b.at); };
+    while (!vCorner.empty()) {
+        const Vector3 place = std::min_element(vCorner.begin(), vCorner.end(), isSurer)->place;
+        const auto isOther = [&](const Corner& corner) { return (corner.place - place).length() >= CORNERS_APART; };
+        const auto itSame = std::partition(vCorner.begin(), vCorner.end(), isOther);
+        const auto farness = [&](const Corner& corner) {
+            return std::pair((fitMesh.place(vBorder[corner.at].vertex) - place).length(), corner.at);
+        };
+        std::sort(itSame, vCorner.end(), [&](const Corner& a, const Corner& b) { return farness(a) < farness(b); });
+        std::any_of(itSame, vCorner.end(), [&](const Corner& corner) { return tryMoveTo(corner, place); });
+        vCorner.erase(itSame, vCorner.end());
+    }
+}
+
+bool BorderFitter::tryMoveTo(const Corner& corner, const Vector3& place) {
+    const BorderVertex& at = vBorder[corner.at];
+    if (!state.guard.mayMove(at.vertex, place) || overlaps(at, place, corner.along, corner.outward)) return false;
+    state.moveVertex(at.vertex, place);
+    state.vKind[at.vertex] = VertexKind::ON_CORNER;
+    return true;
+}
+
+/// The vertices along the border from one on, itself first, as far as a rim of a corner reaches.
+std::vector<FitIndex> BorderFitter::walk(const BorderVertex& at, FitIndex BorderVertex::*towards) const {
+    std::vector<FitIndex> vVertex = {at.vertex};
+    double length = 0.0;
+    while (length < RIM_REACH && vVertex.size() < MAX_WALK) {
+        const FitIndex position = vPosition[vVertex.back()];
+        if (position == NO_INDEX) break;
+        const FitIndex next = vBorder[position].*towards;
+        length += (fitMesh.place(next) - fitMesh.place(vVertex.back())).length();
+        vVertex.push_back(next);
+    }
+    return vVertex;
+}
+
+std::optional<BorderFitter::Corner> BorderFitter::findCorner(FitIndex position) {
+    const BorderVertex& at = vBorder[position];
+    if (!state.isFree(at.vertex)) return std::nullopt;
+    const Vector3& from = fitMesh.place(at.vertex);
+    std::vector<FitIndex> vWalk = walk(at, &BorderVertex::previous);
+    const Vector3 before = normalize(from - fitMesh.place(vWalk.back()));
+    const std::vector<FitIndex> vAhead = walk(at, &BorderVertex::next);
+    const Vector3 after = normalize(fitMesh.place(vAhead.back()) - from);
+    const SurfaceSide side = state.sides.of(at.vertex);
+    if (before * after > COS_TURN || before * after < -COS_TURN) return std::nullopt;
+    Corner corner{.at = position, .empty = 0.0, .place = {}, .along = normalize(before + after), .outward = {}};
+    corner.outward = normalize(crossProduct(corner.along, side.normal));
+    if ((before - after) * corner.outward <= 0.0) return std::nullopt;  // the border turns around the outside
+    vWalk.insert(vWalk.end(), vAhead.begin(), vAhead.end());
+    std::sort(vWalk.begin(), vWalk.end());
+    std::vector<RimPlace> vPoint;
+    state.grid.visitWithin(from, RIM_REACH + MAX_TO_CORNER * state.cell, [&](FitIndex j, double) {
+        const Vector3 offset = state.points.vFitted[j] - from;
+        const FitIndex nearest = state.points.vNearest[j];
+        if (!state.points.isSeenFrom(side, j) ||
+            std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET ||
+            std::none_of(vWalk.begin(), vWalk.end(),
+                         [&](FitIndex v) { return v == nearest || fitMesh.isJoined(v, nearest); }))
+            return;
+        vPoint.push_back({offset * corner.along, offset * corner.outward});
+    });
+    const std::optional<RimCorner> found = findRimCorner(std::move(vPoint), std::acos(before * after));
+    if (!found) return std::nullopt;
+    corner.empty = found->empty;
+    corner.place = from + corner.along * found->place.along + corner.outward * found->place.outward;
+    if ((corner.place - from).length() > MAX_TO_CORNER * state.cell) return std::nullopt;
+    const VertexPlace there = state.finder.find(corner.place, side);
+    if (there.numSheets > 0) corner.place = there.sheet;
+    return corner;
 }
 
 /// Whether the move takes the border over another part of it, in the plane of along and outward.
@@ -77,6 +170,9 @@ void BorderFitter::findBorder() {
         vBorder.push_back(at);
         vPlace.push_back(fitMesh.place(v));
     }
+    vPosition.assign(fitMesh.numVertices(), NO_INDEX);
+    for (FitIndex i = 0; i < vBorder.size(); ++i)
+        vPosition[vBorder[i].vertex] = i;
     grid = PointGrid(vPlace, BORDER_SEARCH * state.cell);
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <optional>
 #include <vector>
 
 #include "FitState.h"
@@ -9,6 +10,7 @@ namespace TARN_KEL {
 
 /// Moves borders of a mesh out to the last points.
 ///
+/// Where two straight rims meet, the nearest border vertex goes to their corner, and stays there.
 /// A border vertex goes out to the farthest point beside it, or to the line from a point on one side to a point on the other
 /// one. So a straight rim becomes straight where its points end unevenly. No border goes over another one, or over another
 /// part of itself.
@@ -16,7 +18,7 @@ class BorderFitter {
 public:
     /// The state is referred to.
     explicit BorderFitter(FitState& meshState) : state(meshState), fitMesh(meshState.mesh) {}
-    void reachLastPoints();
+    void reachRims();
 
 private:
     /// A vertex on one border, and its neighbours along it.
@@ -24,7 +26,19 @@ private:
         FitIndex vertex, next, previous;
     };
 
+    /// A corner of the points as it looks from a vertex of the border.
+    struct Corner {
+        FitIndex at;   // in vBorder
+        double empty;  // see RimCorner
+        Vector3 place, along, outward;
+    };
+
+    void reachCorners();
+    void reachLastPoints();
     void findBorder();
+    std::vector<FitIndex> walk(const BorderVertex& at, FitIndex BorderVertex::*towards) const;
+    std::optional<Corner> findCorner(FitIndex at);
+    bool tryMoveTo(const Corner& corner, const Vector3& place);
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
     double distanceToLastPoint(const BorderVertex& at, const Vector3& along, const Vector3& outward) const;
     bool overlaps(const BorderVertex& at, const Vector3& to, const Vector3& along, const Vector3& outward) const;
@@ -32,7 +46,8 @@ private:
     FitState& state;
     FitMesh& fitMesh;
     std::vector<BorderVertex> vBorder;
-    PointGrid grid;  // of their places when the round began
+    std::vector<FitIndex> vPosition;  // of each vertex in vBorder
+    PointGrid grid;                   // of their places when the round began
 };
 
 }  // namespace TARN_KEL

@@ -18,7 +18,7 @@ const double TURNED = 0.2;         // cosine of former and new normal; beyond it
 const double COUNTED_FOLD = -0.3;  // the same for those that are smoothed out
 const double AGREES = 0.5;         // cosine of the normals of a triangle and of a point near it
 const double NEW_TURNED = 0.1;
-const double BARE = 0.4, BARE_BY_NOISE = 3.0, BARER = 0.1;  // distance of a bare point; more than before
+const double BARE_BY_NOISE = 3.0, BARER = 0.1;  // distance of a bare point, in noise; more than before
 
 /// The nearest points on one side of the surface, nearest first.
 template <std::size_t N>
@@ -154,7 +154,7 @@ double FitGuard::countFolds(FitIndex vertex, const Vector3& there) const {
     return count;
 }
 
-bool FitGuard::leavesBare(FitIndex vertex, const Vector3& to) const {
+bool FitGuard::leavesBare(FitIndex vertex, const Vector3& to, double distance) const {
     const Vector3 from = fitMesh.place(vertex);
     double sqReach = 0.0;
     std::vector<FitIndex> vAround;  // the triangles around the vertex and around its neighbours
@@ -176,7 +176,7 @@ bool FitGuard::leavesBare(FitIndex vertex, const Vector3& to) const {
     pointGrid.visitWithin(from, std::min(std::sqrt(sqReach), 2.0 * cell), [&](FitIndex j, double) {
         if (bBare || fitPoints.vPiece[j] != vertexSides.vPiece[vertex]) return;
         const double now = distanceOf(fitPoints.vFitted[j], from), then = distanceOf(fitPoints.vFitted[j], to);
-        bBare = then > now && then > std::max(BARE + BARE_BY_NOISE * fitPoints.noise, now + BARER);
+        bBare = then > now && then > std::max(distance + BARE_BY_NOISE * fitPoints.noise, now + BARER);
     });
     return bBare;
 }

@@ -40,11 +40,13 @@ public:
     int countBad(FitIndex vertex, const Vector3& there, const Vector3& normal) const;
     /// Folds around the vertex if it were there; slivers count by halves.
     double countFolds(FitIndex vertex, const Vector3& there) const;
-    /// Whether the move takes the triangles away from a point that they reached: thin tips would shrink.
-    bool leavesBare(FitIndex vertex, const Vector3& to) const;
+    /// Whether the move takes the triangles away from a point that they reached, so that it is off them by more than
+    /// `distance` and what noise adds: thin tips would shrink.
+    bool leavesBare(FitIndex vertex, const Vector3& to, double distance = BARE) const;
     bool isFold(FitIndex t, FitIndex other) const;
 
 private:
+    static constexpr double BARE = 0.4;
     /// The corners of t, one vertex of them moved.
     TrianglePlaces cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
     bool foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const;
@@ -65,7 +67,8 @@ inline Vector3 areaVector(const TrianglePlaces& t) {
 }
 /// Whether two neighbours form a fold with the cosine of their normals `now`, which they didn't, or less so, with `then`.
 inline bool isNewFold(double now, double then) {
-    return now < FOLD && now < then;
+    const double rounded = 1e-9;  // a flat sheet's fold stays what it is, but for the last bits
+    return now < FOLD && now < then - rounded;
 }
 
 }  // namespace TARN_KEL

@@ -22,6 +22,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <numeric>
 #include <utility>
 
 #include "Progress.h"
@@ -37,7 +38,6 @@ namespace {
 const int NUM_ROUNDS = 3;
 // In cells:
 const double MAX_TO_SHEET = 1.2;
-const double MAX_TO_CORNER = 2.2;  // a reconstruction cuts corners by that much
 const double MAX_TO_CREASE = 1.2;
 const double CORNER_DISTANCE = 0.7;  // of two corners
 const double CREASE_DISTANCE = 0.5;  // of neighbours on a crease
@@ -89,11 +89,11 @@ FitCounts MeshFitter::fit() {
         state.sides.vNormal = fitMesh.smoothNormals();
         progress.advance();
     }
-    borders.reachLastPoints();
+    borders.reachRims();
     mendSpots();
-    borders.reachLastPoints();
+    borders.reachRims();
     liftByChords();
-    counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices());
+    counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices(), allTriangles());
     return counts;
 }
 
@@ -341,7 +341,7 @@ void MeshFitter::mendSpots() {
     SpotMender mender(state);
     if (mender.hasFew()) {
         Untangler untangler(fitMesh, vStart);
-        counts.numUntangled += untangler.untangle(touchedVertices());
+        counts.numUntangled += untangler.untangle(touchedVertices(), roughTriangles());
         mender.mend(untangler.verticesLeft());
         vFound.resize(fitMesh.numVertices());
     }
@@ -364,6 +364,22 @@ std::vector<FitIndex> MeshFitter::touchedVertices() const {
     for (FitIndex v = 0; v < vTouched.size(); ++v)
         if (vTouched[v] != 0 && state.vKind[v] != VertexKind::HELD) vVertex.push_back(v);
     return vVertex;
+}
+
+/// Those with a rough corner: almost all crossings are among these.
+std::vector<FitIndex> MeshFitter::roughTriangles() const {
+    std::vector<FitIndex> vTriangle;
+    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t) {
+        const FitTriangle& c = fitMesh.corners(t);
+        if (state.vRough[c[0]] != 0 || state.vRough[c[1]] != 0 || state.vRough[c[2]] != 0) vTriangle.push_back(t);
+    }
+    return vTriangle;
+}
+
+std::vector<FitIndex> MeshFitter::allTriangles() const {
+    std::vector<FitIndex> vTriangle(fitMesh.numTriangles());
+    std::iota(vTriangle.begin(), vTriangle.end(), 0U);
+    return vTriangle;
 }
 
 /// Triangles cut curved sheets: their vertices go out by the mean depth of the cut.

@@ -50,6 +50,8 @@ private:
     bool splitEdges();
     void mendSpots();
     std::vector<FitIndex> touchedVertices() const;
+    std::vector<FitIndex> roughTriangles() const;
+    std::vector<FitIndex> allTriangles() const;
     void liftByChords();
 
     bool tryUnfold(FitIndex vertex);

@@ -24,7 +24,7 @@ namespace {
 const int MAX_PASSES = 4;
 // A spot takes up to a hundred trials, some milliseconds, so spots are mended where the surface is exact but for a few.
 // Those of a noisy body's edges are one at every thousand vertices, those of a rough scan one at every fifty, or ten.
-const std::size_t FEW_SPOTS = 60;
+const std::size_t FEW_SPOTS = 100;
 const std::size_t VERTICES_A_SPOT = 500;
 const int MAX_FOLLOWING = 4;           // flips after a remedy
 const std::size_t MAX_TRIANGLES = 80;  // around a spot
@@ -33,11 +33,13 @@ const double SPOT = 0.15;  // off the points
 const double ON_POINTS = 0.02;
 const double MAX_OFF = 2.0;  // more says no more
 const double NO_POINTS = 0.5;
+const double MEND_BARE = 0.9;  // of a point that a remedy leaves: tips and ridges have such points
 const double SAME_TARGET = 0.1;
 // In the unit of costs, a spacing off the points:
 const double FOLD_COST = 0.5, FOLD_GROWTH = 1.0;  // per unit of the cosine
 const double SLIVER_COST = 0.3;                   // of one with half the height that it should have, a half more
 const double AWAY_COST = 0.5;                     // of a triangle that no point near it agrees with
+const double BARE_COST = 0.5;                     // of a remedy that leaves points
 const double CROSSING_COST = 1.0;                 // of a pair of triangles
 const double DOUBTFUL = 0.05;                     // of an edge that may be flipped or split
 const double FLIP_COST_GAIN = 0.01, MEND_GAIN = 0.05;
@@ -133,15 +135,17 @@ bool SpotMender::mendSpot(FitIndex centre) {
     const Remedy* pBest = nullptr;
     for (const Remedy& remedy : vRemedy) {
         Trial trial;
+        double cost = 0.0;
         if (apply(remedy, trial) && trial.cost - costOfCrossings < best) {
             const std::size_t numNow = crossingsAmong(vWider, numTriangles);
-            const double cost = trial.cost - costOfCrossings + CROSSING_COST * static_cast<double>(numNow);
-            if (numNow <= numCrossings && cost < best) {
-                best = cost;
-                pBest = &remedy;
-            }
+            if (numNow <= numCrossings) cost = trial.cost - costOfCrossings + CROSSING_COST * static_cast<double>(numNow);
         }
         takeBack(trial);
+        if (cost >= best) continue;
+        cost += costOfBare(remedy);
+        if (cost >= best) continue;
+        best = cost;
+        pBest = &remedy;
     }
     if (pBest == nullptr) return false;
     Trial trial;
@@ -379,6 +383,11 @@ void SpotMender::KnownCosts::endTrial() {
 void SpotMender::KnownCosts::forget() {
     endTrial();
     mCost.clear();
+}
+
+double SpotMender::costOfBare(const Remedy& remedy) const {
+    const auto* pPlaced = std::get_if<Placed>(&remedy);
+    return pPlaced != nullptr && guard.leavesBare(pPlaced->vertex, pPlaced->place, MEND_BARE) ? BARE_COST : 0.0;
 }
 
 double SpotMender::costOfPlace(const Vector3& place, const SurfaceSide& side) const {

@@ -91,6 +91,7 @@ private:
 
     std::size_t crossingsAmong(std::vector<FitIndex> vTriangle, std::size_t firstNew) const;
 
+    double costOfBare(const Remedy& remedy) const;
     double costOfPlace(const Vector3& place, const SurfaceSide& side) const;
     double shapeOf(const FitTriangle& c) const;
     double costOfTriangle(FitIndex t);

@@ -1,17 +1,17 @@
-// The crossings of the whole mesh are searched a few times. Between searches an index of all triangles is kept up to date,
-// and vertices of crossing triangles are moved while that helps; a triangle without area counts as several crossings, so
-// that none is the way out.
+// Once all crossings are searched. While there are some an index of all triangles is kept up to date, and vertices of
+// crossing triangles are moved while that helps; a triangle without area counts as several crossings, so that none is the
+// way out. What crosses the triangles that moved is looked up, and a few times all goes on from there.
 #include "Untangler.h"
 
 #include <algorithm>
 
-#include "countCrossings.h"
+#include "crossing.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-const int MAX_SEARCHES = 4;
+const int MAX_UNTANGLE_ROUNDS = 4;
 const int MAX_SWEEPS = 20;
 
 Point3 toPoint(const Vector3& v) {
@@ -20,42 +20,71 @@ Point3 toPoint(const Vector3& v) {
 
 }  // namespace
 
-std::vector<FitIndex> Untangler::verticesOfCrossings() const {
+std::vector<CrossingPair> Untangler::crossingsAmong(const std::vector<FitIndex>& vTriangle) const {
     std::vector<Point3> vPoint;
     vPoint.reserve(fitMesh.numVertices());
     for (const Vector3& place : fitMesh.places())
         vPoint.push_back(toPoint(place));
+    std::vector<FitTriangle> vCorners;
+    vCorners.reserve(vTriangle.size());
+    for (const FitIndex t : vTriangle)
+        vCorners.push_back(fitMesh.corners(t));
     std::vector<CrossingPair> vPair;
-    countCrossings(vPoint, fitMesh.triangles(), &vPair);
+    countCrossings(vPoint, vCorners, &vPair);
+    for (CrossingPair& pair : vPair)
+        pair = {vTriangle[pair.first], vTriangle[pair.second]};
+    return vPair;
+}
+
+/// After moves: all pairs that one of the moved vertices has a part in are looked up anew.
+void Untangler::renewCrossings(const std::vector<FitIndex>& vMoved, std::vector<CrossingPair>& vPair) const {
+    std::vector<FitIndex> vTriangle;
+    for (const FitIndex v : vMoved)
+        fitMesh.visitTriangles(v, [&](FitIndex t) { vTriangle.push_back(t); });
+    std::sort(vTriangle.begin(), vTriangle.end());
+    vTriangle.erase(std::unique(vTriangle.begin(), vTriangle.end()), vTriangle.end());
+    const auto hasMoved = [&](FitIndex t) { return std::binary_search(vTriangle.begin(), vTriangle.end(), t); };
+    std::erase_if(vPair, [&](const CrossingPair& pair) { return hasMoved(pair.first) || hasMoved(pair.second); });
+    for (const FitIndex t : vTriangle) {
+        const TriangleCorners& corners = index.cornersOf(t);
+        index.forEachNear(boxOf(corners), [&](FitIndex o) {
+            if (o != t && (o > t || !hasMoved(o)) && areCrossing(corners, index.cornersOf(o))) vPair.emplace_back(t, o);
+        });
+    }
+}
+
+std::vector<FitIndex> Untangler::verticesOf(const std::vector<CrossingPair>& vPair) const {
     std::vector<FitIndex> vVertex;
     for (const auto& [t, o] : vPair)
         for (const auto triangle : {t, o})
-            for (const FitIndex v : fitMesh.corners(static_cast<FitIndex>(triangle)))
+            for (const FitIndex v : fitMesh.corners(triangle))
                 vVertex.push_back(v);
     std::sort(vVertex.begin(), vVertex.end());
     vVertex.erase(std::unique(vVertex.begin(), vVertex.end()), vVertex.end());
     return vVertex;
 }
 
-std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable) {
+std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable, const std::vector<FitIndex>& vAmong) {
     std::vector<FitIndex> vMoved;
     if (vMovable.empty()) return 0;
-    for (int search = 0; search < MAX_SEARCHES; ++search) {
-        vLeft = verticesOfCrossings();
+    std::vector<CrossingPair> vPair = crossingsAmong(vAmong);
+    for (int round = 0; round < MAX_UNTANGLE_ROUNDS; ++round) {
+        vLeft = verticesOf(vPair);
         std::erase_if(vLeft, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });
         if (vLeft.empty()) break;
-        if (search == 0)
+        if (round == 0)
             for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
                 index.insert(t, cornersWith(t, NO_INDEX, {}));
         const std::vector<FitIndex> vNow = sweep(vLeft);
         if (vNow.empty()) break;
+        renewCrossings(vNow, vPair);
         vMoved.insert(vMoved.end(), vNow.begin(), vNow.end());
     }
     std::sort(vMoved.begin(), vMoved.end());
     return static_cast<std::size_t>(std::unique(vMoved.begin(), vMoved.end()) - vMoved.begin());
 }
 
-/// Returns the vertices that were moved. What crosses them later, since others moved, is left to another search.
+/// Returns the vertices that were moved. What crosses them later, since others moved, is left to another round.
 std::vector<FitIndex> Untangler::sweep(std::vector<FitIndex> vVertex) {
     std::vector<FitIndex> vMoved;
     for (int again = 0; again < MAX_SWEEPS && !vVertex.empty(); ++again) {

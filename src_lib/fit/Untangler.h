@@ -5,6 +5,7 @@
 
 #include "CrossingIndex.h"
 #include "FitMesh.h"
+#include "countCrossings.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -20,14 +21,17 @@ public:
     Untangler(FitMesh& mesh, const std::vector<Vector3>& vStart)
         : fitMesh(mesh), vFormer(vStart), index(mesh.meanEdgeLength()) {}
 
-    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. Returns the number of those that
-    /// did. O(n log n) to find the crossings, and then in proportion to their number.
-    std::size_t untangle(const std::vector<FitIndex>& vMovable);
+    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. vAmong: the triangles among which
+    /// crossings are looked for, in ascending order. Returns the number of vertices that moved. O(n log n) for n triangles
+    /// to find the crossings, and then in proportion to their number.
+    std::size_t untangle(const std::vector<FitIndex>& vMovable, const std::vector<FitIndex>& vAmong);
     /// The movable vertices of triangles that still cross, as of the last search; in ascending order.
     const std::vector<FitIndex>& verticesLeft() const { return vLeft; }
 
 private:
-    std::vector<FitIndex> verticesOfCrossings() const;
+    std::vector<CrossingPair> crossingsAmong(const std::vector<FitIndex>& vTriangle) const;
+    void renewCrossings(const std::vector<FitIndex>& vMoved, std::vector<CrossingPair>& vPair) const;
+    std::vector<FitIndex> verticesOf(const std::vector<CrossingPair>& vPair) const;
     std::vector<FitIndex> sweep(std::vector<FitIndex> vVertex);
     std::size_t crossingsAt(FitIndex vertex, const Vector3& there) const;
     bool improve(FitIndex vertex);

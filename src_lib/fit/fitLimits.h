@@ -13,6 +13,7 @@ constexpr double FIT_GRID_EDGE = 2.2;  // of the grid of the points; about the r
 constexpr double OTHER_SIDE = -0.3;    // cosine of a point's normal and that of the surface: beyond, it is of another sheet
 constexpr double FOLD = -0.5;          // cosine of the normals of neighbours that no change may make
 constexpr double MIN_HEIGHT = 0.2;     // cells; of a triangle that a change makes, unless it was lower before
+constexpr double MAX_TO_CORNER = 2.2;  // cells; a reconstruction cuts corners by that much
 
 inline double square(double x) {
     return x * x;

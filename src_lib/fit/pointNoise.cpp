@@ -40,18 +40,27 @@ double radiusOf(std::size_t k) {
     return k == 0 ? NEAREST_RADIUS : SHEET_RADII[k - 1];
 }
 
-/// Distances are measured along the plane, in discs rather than balls: else noise would push points out of the smaller ones.
-Predictions predict(const FitPoints& points, const PointGrid& grid, const std::vector<PointPlane>& vPlane, std::size_t i) {
+/// How far away a point may be that predicts one within the radius. Its height over the plane of that one may be more than
+/// MAX_HEIGHT, by half the difference of both normals times the distance: a quadratic equation for the distance.
+double reachOf(double radius) {
+    const double slope = 0.5 * std::sqrt(2.0 - 2.0 * MIN_AGREEMENT), rest = 1.0 - square(slope);
+    const double half = MAX_HEIGHT * slope / rest;
+    return half + std::sqrt(square(half) + (square(radius) + square(MAX_HEIGHT)) / rest);
+}
+
+/// Within the first numRadii radii. Distances are measured along the plane, in discs rather than balls: else noise would
+/// push points out of the smaller ones.
+Predictions predict(const FitPoints& points, const PointGrid& grid, const std::vector<PointPlane>& vPlane,
+                    std::size_t numRadii, double reach, std::size_t i) {
     Predictions result;
     const Vector3 p = points.vPlace[i], normal = vPlane[i].normal;
-    const double reach = std::sqrt(square(SHEET_RADII.back()) + square(MAX_HEIGHT));
     grid.visitWithin(p, reach, [&](FitIndex j, double sqDistance) {
         if (j == i || !areNeighbours(points, i, j) || normal * vPlane[j].normal < MIN_AGREEMENT) return;
         const double height = predictedHeight(p, normal, points.vPlace[j], vPlane[j].normal);
         if (std::fabs(height) > MAX_HEIGHT) return;
         const double sqLateral = sqDistance - square(normal * (points.vPlace[j] - p));
         const double weightInFirst = weightWithin(sqLateral, SHEET_RADII[0]);
-        for (std::size_t k = SHEET_RADII.size() + 1; k-- > 0;) {
+        for (std::size_t k = numRadii; k-- > 0;) {
             const double weight = weightWithin(sqLateral, radiusOf(k));
             if (weight == 0.0) break;
             result.aSums[k].weights += weight;
@@ -90,19 +99,36 @@ double sqLossOf(const std::vector<Predictions>& vPredictions, std::size_t k, dou
     return std::max(0.0, square(medianOf(vDifference) * TO_DEVIATION) - sqNoise * medianOf(vNoise));
 }
 
-}  // namespace
-
-NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vPlane) {
+/// For a sample of the points.
+std::vector<Predictions> predictionsOf(const FitPoints& points, const std::vector<PointPlane>& vPlane, std::size_t numRadii,
+                                       double reach) {
     const PointGrid grid(points.vPlace, 0.5 * SHEET_RADII.back());
     const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_PREDICTED);
     std::vector<Predictions> vPredictions((points.size() + step - 1) / step);
     forChunks_MT(vPredictions.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
-            vPredictions[i] = predict(points, grid, vPlane, i * step);
+            vPredictions[i] = predict(points, grid, vPlane, numRadii, reach, i * step);
     });
+    return vPredictions;
+}
+
+/// By the errors within the first two radii: that at radius 0, on a line in squares.
+double sqNoiseOf(const std::vector<Predictions>& vPredictions) {
     const double near = sqErrorOf(vPredictions, 0), next = sqErrorOf(vPredictions, 1);
     const double slope = std::max(0.0, (next - near) / (square(SHEET_RADII[0]) - square(NEAREST_RADIUS)));
-    const double sqNoise = std::max(0.0, near - square(NEAREST_RADIUS) * slope);
+    return std::max(0.0, near - square(NEAREST_RADIUS) * slope);
+}
+
+}  // namespace
+
+double noiseOf(const FitPoints& points, const std::vector<PointPlane>& vPlane) {
+    return std::sqrt(sqNoiseOf(predictionsOf(points, vPlane, 2, reachOf(SHEET_RADII[0]))));
+}
+
+NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vPlane) {
+    const double reach = std::sqrt(square(SHEET_RADII.back()) + square(MAX_HEIGHT));
+    const std::vector<Predictions> vPredictions = predictionsOf(points, vPlane, SHEET_RADII.size() + 1, reach);
+    const double sqNoise = sqNoiseOf(vPredictions);
     NoiseModel model{.noise = std::sqrt(sqNoise)};
     if (!model.isNoisy()) return model;
     double best = std::numeric_limits<double>::max();

@@ -23,6 +23,9 @@ private:
     static constexpr double MIN_NOISE = 0.02;  // less isn't worth averaging
 };
 
+/// The standard deviation along the normal alone, at a fraction of the cost. vPlane: of all points.
+double noiseOf(const FitPoints& points, const std::vector<PointPlane>& vPlane);
+
 /// The error of predictions at radius 0 is noise, what it gains with the radius is detail. vPlane: of all points. Of a
 /// sample of them; O(points) for the rest.
 NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vPlane);

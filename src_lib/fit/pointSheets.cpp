@@ -207,7 +207,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     auto pNear = std::make_unique<Neighbourhoods>(points, SHEET_RADII[0]);
     std::vector<PointPlane> vPlane = planesOf(points, *pNear, SHEET_RADII[0]);
     NoiseModel model;
-    if (bNoise) model = judgeNoise(points, vPlane);
+    if (bNoise) model.noise = noiseOf(points, vPlane);
     if (model.isNoisy()) {
         pNear.reset();
         pNear = std::make_unique<Neighbourhoods>(points, NOISY_RADIUS);

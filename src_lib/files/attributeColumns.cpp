@@ -468,10 +468,14 @@ void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
         convertTo<std::uint8_t>(vColumn[column]);
 }
 
-void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns) {
-    const auto isZero = [this](std::size_t column) {
+void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns, int other) {
+    const auto isZero = [&](std::size_t column) {
         return std::visit(
-            [](const auto& v) { return std::all_of(v.begin(), v.end(), [](auto value) { return value == 0; }); },
+            [other](const auto& v) {
+                using T = ValueOf<decltype(v)>;
+                return std::all_of(v.begin(), v.end(),
+                                   [other](T value) { return value == 0 || value == static_cast<T>(other); });
+            },
             vColumn[column].values);
     };
     if (!std::all_of(vColumns.begin(), vColumns.end(), isZero)) return;

@@ -171,7 +171,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
           "good.xyz o.xyz --stl-binary", "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
-        {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
+        {"info", {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "scan.bin --join", "points.ply --reference scan.bin"}},
         {"info good.stl",
          {"--within 1", "--reference text.xyz", "--reference good.xyz --within 0", "--json good.stl",
           "--reference good.xyz --json good.xyz"}},
@@ -353,7 +353,7 @@ TEST_F(ProgramTest, convertsThereAndBack) {
              {"p.las", lasFile(vLas)},
              {"p.what", lasFile(vLas)},
              {"p.pcd", pcd},
-             {"p.txt", pcd},
+             {"p.dat", pcd},
              {"p.pts", "2\n" + lines},
              {"p.ptx", "2\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n" + lines},
              {"p.csv", "x,y,z\n1,2.5,0.125\n-3.75,-1e6,4\n"},
@@ -418,6 +418,11 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     folder.write("p.las", las);
     EXPECT_EQ(run("convert p.las p.las o.bin --classes 2,4").out, "points left out: 2 of other classes\no.bin: 4 points\n");
     EXPECT_EQ(points("o.bin"), (std::vector<Point3>{{1, 2.5, 0.125}, {0, 0, 1}, {1, 2.5, 0.125}, {0, 0, 1}}));
+    folder.write("p.csv", "x,y,z,Label\n9,9,9,2\n1,1,1,3\n8,8,8,\n7,7,7,4\n");
+    EXPECT_EQ(run("convert p.las p.csv o.ply --classes 2,4").out, "points left out: 3 of other classes\no.ply: 4 points\n");
+    EXPECT_EQ(points("o.ply"), (std::vector<Point3>{{1, 2.5, 0.125}, {0, 0, 1}, {9, 9, 9}, {7, 7, 7}}));
+    EXPECT_EQ(
+        countIn(run("convert a.bin o.bin --classes 2").err, "kel: --classes chooses points by their classes, of which"), 1);
     EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
     EXPECT_EQ(run("spacing a.bin --every 2").out,
               run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
@@ -578,6 +583,78 @@ TEST_F(ProgramTest, tellsHowGoodAMeshIs) {
     EXPECT_EQ(countIn(run("info mesh.stl").out, "distance"), 0);
 }
 
+TEST_F(ProgramTest, tellsWhatACloudHas) {
+    folder.write("p.csv", "x,y,z,label,height\n5000000.25,0,-1,2,0.5\n5000002,1,-1,2,\n5000000,2,3,7,1\nnan,0,0,3,1e9\n");
+    const Outcome outcome = run("info p.csv --json report.json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    for (const char* line : {"points                    4\n", "points left out           1 (a coordinate isn't finite)\n",
+                             "x                         5000000 to 5000002\n", "y                         0 to 2\n",
+                             "z                         -1 to 3\n", "label                     int32, 2 to 7\n",
+                             "height                    double, 0.5 to 1000000000, not known of 1 points\n"})
+        EXPECT_EQ(countIn(outcome.out, line), 1) << line << outcome.out;
+    const auto report = nlohmann::json::parse(folder.read("report.json"))["cloud"];
+    EXPECT_EQ(report["least"], (std::vector<double>{5000000, 0, -1}));
+    EXPECT_EQ(report["columns"]["label"], "int32");
+    scan("plane --points 3000");
+    const std::string spacing = run("spacing scan.bin").out.substr(0, 6);
+    EXPECT_EQ(countIn(run("info scan.bin").out, "spacing                   " + spacing), 1);
+    EXPECT_EQ(run("info - --format bin <scan.bin").out, run("info scan.bin").out);
+}
+
+TEST_F(ProgramTest, knowsFilesByTheirContent) {
+    scan("plane --points 500");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    for (const std::string arguments :
+         {"mesh.ply mesh.off", "mesh.ply mesh.stl", "mesh.ply bytes.stl --stl-binary", "scan.bin p.las"})
+        ASSERT_EQ(run("convert " + arguments + " --quiet").status, 0);
+    const std::vector<Point3> vPoints = points("p.las");
+    const std::string pcd = pcdFile(vPoints, "ascii");
+    folder.write("p.pcd", pcd);
+    folder.write("plain.pcd", pcd.substr(pcd.find("VERSION")));
+    std::vector<std::string> vName{"mesh.ply", "mesh.off", "mesh.stl", "bytes.stl", "p.las", "p.pcd", "plain.pcd"};
+#ifdef KEL_HAS_GLTF
+    ASSERT_EQ(run("convert mesh.ply mesh.glb --quiet").status, 0);
+    vName.push_back("mesh.glb");
+#endif
+    for (const std::string& name : vName) {
+        const std::string kind = name.substr(name.find('.')), wrong = kind == ".ply" ? "wrong.xyz" : "wrong.ply";
+        folder.write(wrong, folder.read(name));
+        folder.write("wrong.dat", folder.read(name));
+        ASSERT_EQ(
+            run("convert " + name + " right.off --quiet").status + run("convert " + name + " right.bin --quiet").status,
+            kind == ".stl" ? 1 : 0);  // an .stl has no vertices to read as points
+        for (const std::string& in : {wrong, std::string("wrong.dat"), "- <" + wrong}) {
+            const Outcome outcome = run("convert " + in + " o.off");
+            const bool bMesh = name.starts_with("mesh") || name.starts_with("bytes");
+            EXPECT_EQ(outcome.status, bMesh ? 0 : 1) << name << " as " << in << outcome.err;
+            if (bMesh) {
+                EXPECT_TRUE(folder.read("o.off") == folder.read("right.off")) << name << " as " << in;
+                EXPECT_EQ(countIn(outcome.err, wrong + " is read as " + kind + ", which its content is"),
+                          in == wrong ? 1 : 0)
+                    << outcome.err;
+            } else {
+                EXPECT_EQ(run("convert " + in + " o.bin --quiet").status, 0) << name << " as " << in;
+                EXPECT_TRUE(folder.read("o.bin") == folder.read("right.bin")) << name << " as " << in;
+            }
+        }
+        std::filesystem::remove(folder.path(wrong));
+    }
+    // What a signature mustn't take: words of texts, and three points whose bytes end as an .stl without triangles does.
+    for (const std::string& text :
+         {"solid ground\n1 2 3\n", "OFFSET 4\n1 2 3\n", "VERSION of today\n1 2 3\n", "plywood\n1 2 3\n"}) {
+        folder.write("p.xyz", text);
+        EXPECT_EQ(points("p.xyz"), (std::vector<Point3>{{1, 2, 3}})) << text;
+    }
+    std::vector<Point3> vThree{{1, 2, 3}, {4, 5, 6}, {7, 8, 0}};
+    writePoints_BIN(folder.path("three.bin").c_str(), vThree);
+    EXPECT_EQ(points("three.bin"), vThree);
+    // Compressed, and its name doesn't say so.
+    ASSERT_EQ(std::system(("gzip '" + folder.path("three.bin") + "'").c_str()), 0);
+    std::filesystem::rename(folder.path("three.bin.gz"), folder.path("three.bin"));
+    EXPECT_EQ(run("convert three.bin o.bin --quiet").status, 0);
+    EXPECT_EQ(points("o.bin"), vThree);
+}
+
 TEST_F(ProgramTest, printsTheSpacingAlone) {
     std::vector<Point3> vPoints = scan("plane --points 10000 --seed 2");
     const CoutSilence silence;
@@ -644,7 +721,7 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     }
     EXPECT_EQ(countIn(run("info mesh.ply").out, "columns                   red, green, blue, label, height, nx, ny, nz\n"),
               1);
-    EXPECT_EQ(countIn(run("convert mesh.ply o.stl").err, "o.stl can't hold what the vertices of mesh.ply carry\n"), 1);
+    EXPECT_EQ(countIn(run("convert mesh.ply o.stl").err, "o.stl can't hold red, green, blue, label, height, nx"), 1);
     EXPECT_EQ(countIn(run("convert mesh.ply o.stl --no-attributes").err, "can't hold"), 0);
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
@@ -817,3 +894,81 @@ TEST_F(ProgramTest, writesGlbThatSaysWhatAPlySays) {
     EXPECT_EQ(sorted(read(attribute("_H_M_"))), (std::vector<double>{-4, 0, 1.5, 3}));
     EXPECT_EQ(read(attribute("NORMAL")).size(), 12U);
 }
+
+#ifdef KEL_HAS_GLTF
+TEST_F(ProgramTest, readsTheGlbThatItWrites) {
+    scan("sphere --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin bare.ply --precision double").status, 0);
+    std::vector<Point3> vVertices = points("bare.ply");
+    std::vector<std::uint8_t> vRed, vGreen, vBlue;
+    std::vector<float> vHeight;
+    for (const Point3& p : vVertices) {
+        vRed.push_back(p.x() > 0.0 ? 255 : 3);
+        vGreen.push_back(static_cast<std::uint8_t>(vGreen.size() % 256));
+        vBlue.push_back(128);
+        vHeight.push_back(static_cast<float>(p.z()));
+    }
+    PointAttributes given;
+    given.vColumns = {{"red", vRed, {}}, {"green", vGreen, {}}, {"blue", vBlue, {}}, {"height", vHeight, {}}};
+    std::string cloud = folder.path("cloud.ply");
+    const CoutSilence silence;
+    ASSERT_TRUE(writePoints_auto(cloud, vVertices, false, Precision::DOUBLE, given));
+    ASSERT_EQ(run("fit bare.ply cloud.ply mesh.ply").status, 0) << "gets the columns of the cloud";
+    ASSERT_EQ(run("convert mesh.ply mesh.glb").status, 0);
+    ASSERT_EQ(run("convert mesh.ply m.ply").status, 0);
+    ASSERT_EQ(run("convert mesh.glb back.ply").status, 0);
+    std::vector<Point3> vThere, vBack;
+    std::vector<int> vThereIndex, vBackIndex;
+    PointAttributes there, back;
+    ASSERT_TRUE(readTriangles_auto(folder.path("m.ply"), vThere, vThereIndex, there));
+    ASSERT_TRUE(readTriangles_auto(folder.path("back.ply"), vBack, vBackIndex, back));
+    ASSERT_EQ(vThereIndex.size(), vBackIndex.size());
+    ASSERT_EQ(back.vColumns.size(), 4U);
+    for (std::size_t i = 0; i < vThereIndex.size(); ++i) {
+        const auto a = static_cast<std::size_t>(vThereIndex[i]), b = static_cast<std::size_t>(vBackIndex[i]);
+        ASSERT_LT((vThere[a] - vBack[b]).length(), 1e-6);
+        for (const AttributeColumn& column : there.vColumns)
+            ASSERT_EQ(column.number(a), back.find(column.name)->number(b)) << column.name;
+    }
+    EXPECT_EQ(run("info mesh.glb").out, run("info - <mesh.glb").out);
+    EXPECT_EQ(countIn(run("info mesh.glb").out, "columns                   red, green, blue, height\n"), 1);
+    EXPECT_EQ(run("convert mesh.glb o.xyz --quiet && '" KEL_PROGRAM "' spacing mesh.glb").status, 0);
+    EXPECT_EQ(points("o.xyz").size(), vBack.size()) << "its vertices are a cloud";
+    EXPECT_EQ(run("melt mesh.glb o.ply --spacing 0.1 --quiet").status, 0);
+    EXPECT_EQ(run("reduce mesh.glb o.glb --ratio 0.5 --quiet").status, 0);
+    folder.write("bad.glb", folder.read("mesh.glb").substr(0, 1000));
+    for (const std::string command :
+         {"info bad.glb", "convert bad.glb o.ply", "spacing bad.glb", "convert bad.glb bad.ply"}) {
+        const Outcome outcome = run(command);
+        EXPECT_TRUE(outcome.status == 1 && outcome.err.starts_with("kel: Can't read bad.glb: it is too short: it has 1000 "))
+            << command << outcome.err;
+    }
+}
+#endif
+
+#ifdef KEL_HAS_3MF
+TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
+    scan("torus --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    ASSERT_EQ(run("convert mesh.ply o.3mf").status, 0);
+    ASSERT_EQ(run("convert mesh.ply - --out-format 3mf >p.3mf").status, 0);
+    // The package is an archive with one model; its vertices and triangles as an OFF file.
+    folder.write("off.py",
+                 "import sys, zipfile, xml.etree.ElementTree as tree\n"
+                 "model = tree.fromstring(zipfile.ZipFile(sys.argv[1]).read('3D/3dmodel.model'))\n"
+                 "find = lambda name: [e for e in model.iter() if e.tag.endswith('}' + name)]\n"
+                 "v, t = find('vertex'), find('triangle')\n"
+                 "assert model.attrib['unit'] == 'millimeter' and len(find('item')) == 1\n"
+                 "print('OFF\\n', len(v), len(t), 0)\n"
+                 "for e in v: print(e.attrib['x'], e.attrib['y'], e.attrib['z'])\n"
+                 "for e in t: print(3, e.attrib['v1'], e.attrib['v2'], e.attrib['v3'])\n");
+    for (const std::string name : {"o.3mf", "p.3mf"}) {
+        const std::string command = "cd '" + folder.path("") + "' && python3 off.py " + name + " >back.off";
+        ASSERT_EQ(std::system(command.c_str()), 0) << name;
+        EXPECT_EQ(run("info back.off").out, run("info mesh.ply").out) << name;
+    }
+    std::filesystem::create_symlink("/dev/full", folder.path("full.3mf"));
+    EXPECT_EQ(run("convert mesh.ply full.3mf").status, 1);
+    EXPECT_EQ(run("convert o.3mf o.ply").status, 1) << "is only written";
+}
+#endif

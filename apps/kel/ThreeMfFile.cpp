@@ -1,0 +1,81 @@
+// Writes 3MF files through lib3mf, which makes the package in memory; from there it goes to the file.
+#include "ThreeMfFile.h"
+
+#include <Model/COM/NMR_DLLInterfaces.h>
+
+#include <cstdint>
+#include <limits>
+#include <memory>
+#include <stdexcept>
+#include <string_view>
+#include <vector>
+
+#include "../../src_lib/files/AtomicFile.h"
+#include "Failure.h"
+
+using namespace TARN_KEL;
+
+namespace {
+
+/// result: of a call of the package.
+void require(int result, const char* what) {
+    if (result != 0) throw Failure(std::string("3MF: can't ") + what + ", error " + std::to_string(result));
+}
+
+/// Owns one of the package's objects, which are all of one type.
+class Owned {
+    using Object = NMR::PLib3MFBase;
+
+public:
+    Owned() = default;
+    ~Owned() {
+        if (p != nullptr) NMR::lib3mf_release(p);
+    }
+    Owned(const Owned&) = delete;
+    Owned& operator=(const Owned&) = delete;
+
+    Object* get() const { return p; }
+    Object** receive() { return &p; }
+
+private:
+    Object* p = nullptr;
+};
+
+/// The bytes of the package with one mesh.
+std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NMR::MODELMESHTRIANGLE>& vTriangle) {
+    Owned model, object, item, writer;
+    require(NMR::lib3mf_createmodel(model.receive()), "make a model");
+    require(NMR::lib3mf_model_setunit(model.get(), NMR::MODELUNIT_MILLIMETER), "set the unit");
+    require(NMR::lib3mf_model_addmeshobject(model.get(), object.receive()), "make an object");
+    require(NMR::lib3mf_meshobject_setgeometry(object.get(), vVertex.data(), static_cast<DWORD>(vVertex.size()),
+                                               vTriangle.data(), static_cast<DWORD>(vTriangle.size())),
+            "take the triangles");
+    require(NMR::lib3mf_model_addbuilditem(model.get(), object.get(), nullptr, item.receive()), "place the object");
+    require(NMR::lib3mf_model_querywriter(model.get(), "3mf", writer.receive()), "write");
+    ULONG64 length = 0;
+    require(NMR::lib3mf_writer_getstreamsize(writer.get(), &length), "pack the model");
+    std::string bytes(length, '\0');
+    require(NMR::lib3mf_writer_writetobuffer(writer.get(), reinterpret_cast<BYTE*>(bytes.data()), length), "pack the model");
+    return bytes;
+}
+
+}  // namespace
+
+bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh) {
+    std::vector<Point3*> vVertices;
+    std::vector<int> vIndices;
+    pMesh->getVertexIndexData(vVertices, vIndices);
+    std::vector<NMR::MODELMESHVERTEX> vVertex;
+    vVertex.reserve(vVertices.size());
+    for (const Point3* p : vVertices)
+        vVertex.push_back({{static_cast<float>(p->x()), static_cast<float>(p->y()), static_cast<float>(p->z())}});
+    std::vector<NMR::MODELMESHTRIANGLE> vTriangle;
+    vTriangle.reserve(vIndices.size() / 3);
+    for (std::size_t i = 0; i < vIndices.size(); i += 3)
+        vTriangle.push_back(
+            {{static_cast<DWORD>(vIndices[i]), static_cast<DWORD>(vIndices[i + 1]), static_cast<DWORD>(vIndices[i + 2])}});
+    const std::string bytes = packageOf(vVertex, vTriangle);
+    AtomicFile file(filename);
+    file.write(bytes);
+    return file.commit();
+}

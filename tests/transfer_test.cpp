@@ -141,21 +141,6 @@ TEST(Transfer, AgreesWithTheMeansOfAllPairs) {
     }
 }
 
-TEST(Transfer, CarriesALinearFieldWithinTheSizeOfACell) {
-    const int n = 20;
-    const MeshPtr pMesh = bumpySheet(n);
-    const Points vPoints = pointsOn(n, 8000, 5), vVertices = verticesOf(pMesh);
-    std::vector<float> vField;
-    for (const Point3& p : vPoints)
-        vField.push_back(static_cast<float>(3 * p.x() - 4 * p.y()));
-    PointAttributes given;
-    given.set(columnOf("field", vField));
-    const PointAttributes made = transferAttributes(pMesh, vPoints, given, 1.0);
-    for (std::size_t v = 0; v < vVertices.size(); ++v)
-        ASSERT_NEAR(valuesOf<float>(made, "field")[v], 3 * vVertices[v].x() - 4 * vVertices[v].y(), 5 * 0.75)
-            << vVertices[v];
-}
-
 TEST(Transfer, DoesNotDependOnTheOrderOfPointsOrOnThreads) {
     const int n = 70;
     const MeshPtr pMesh = bumpySheet(n);

@@ -84,10 +84,19 @@ struct MeshForm {
 MeshForm formOf(const std::string& filename, bool bAscii, bool bBinaryStl, Precision written) {
     if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
     if (isGlbFile(filename)) return {{false, 0}, "Single precision from the centre"};
-    if (bBinaryStl || isThreeMfFile(filename)) return {SINGLE_BYTES, "Single precision"};
+    if (isThreeMfFile(filename)) return {SINGLE_BYTES, "Single precision with six decimals"};
+    if (bBinaryStl) return {SINGLE_BYTES, "Single precision"};
     if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
     if (!isPlyFile(filename)) return {LONG_TEXT, "Ten digits"};
     return bAscii ? MeshForm{SINGLE_TEXT, "Six digits"} : MeshForm{SINGLE_BYTES, "Single precision"};
+}
+
+/// A place as a .3mf holds it.
+Point3 inThreeMf(const Point3& p) {
+    constexpr double DECIMALS = 1e6;
+    const Point3 single = inForm(p, SINGLE_BYTES);
+    const auto rounded = [](double value) { return std::round(value * DECIMALS) / DECIMALS; };
+    return {rounded(single.x()), rounded(single.y()), rounded(single.z())};
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -453,7 +462,7 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
             vVertices.push_back(*p);
         numExact = numPlaces(vVertices);
         for (Point3& p : vVertices)
-            p = inForm(p, held.form);
+            p = isThreeMfFile(filename) ? inThreeMf(p) : inForm(p, held.form);
         numRounded = numPlaces(vVertices);
         figures = measureMesh(numbersVertices(filename) ? numberedVertices(vVertices, vIndices)
                                                         : unifiedVertices(vVertices, vIndices));
@@ -462,9 +471,10 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
     if (numRounded < numExact)
         warn(std::string(held.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
              std::to_string(numExact) + " places apart: " +
-             (isListFile(filename) ? ""
-              : bBinaryStl         ? "write without --stl-binary, or "
-                                   : "write with --precision auto, or ") +
+             (isListFile(filename)      ? ""
+              : bBinaryStl              ? "write without --stl-binary, or "
+              : isThreeMfFile(filename) ? "scale a tiny mesh up, or "
+                                        : "write with --precision auto, or ") +
              "move the points to the origin");
     return figures;
 }

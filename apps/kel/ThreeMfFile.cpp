@@ -1,13 +1,14 @@
 // Writes 3MF files through lib3mf, which makes the package in memory; from there it goes to the file.
+//
+// The package gives parts random names, which would make each file another one. Ours come from the mesh.
 #include "ThreeMfFile.h"
 
 #include <Model/COM/NMR_DLLInterfaces.h>
 
+#include <array>
 #include <cstdint>
-#include <limits>
+#include <cstdio>
 #include <memory>
-#include <stdexcept>
-#include <string_view>
 #include <vector>
 
 #include "../../src_lib/files/AtomicFile.h"
@@ -41,6 +42,23 @@ private:
     Object* p = nullptr;
 };
 
+/// A name in the form of a UUID, for a part of what has that hash.
+std::string nameOf(std::uint64_t hash, unsigned part) {
+    std::array<char, 40> text{};
+    std::snprintf(text.data(), text.size(), "%08x-%04x-4%03x-8%03x-%012x", static_cast<unsigned>(hash >> 32),
+                  static_cast<unsigned>(hash >> 16 & 0xffff), static_cast<unsigned>(hash >> 4 & 0xfff),
+                  static_cast<unsigned>(hash & 0xfff), part);
+    return text.data();
+}
+
+/// FNV-1a.
+template <typename T>
+void addToHash(const std::vector<T>& v, std::uint64_t& hash) {
+    const auto* const p = reinterpret_cast<const unsigned char*>(v.data());
+    for (std::size_t i = 0; i < v.size() * sizeof(T); ++i)
+        hash = (hash ^ p[i]) * 0x100000001b3U;
+}
+
 /// The bytes of the package with one mesh.
 std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NMR::MODELMESHTRIANGLE>& vTriangle) {
     Owned model, object, item, writer;
@@ -51,6 +69,12 @@ std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NM
                                                vTriangle.data(), static_cast<DWORD>(vTriangle.size())),
             "take the triangles");
     require(NMR::lib3mf_model_addbuilditem(model.get(), object.get(), nullptr, item.receive()), "place the object");
+    std::uint64_t hash = 0xcbf29ce484222325U;
+    addToHash(vVertex, hash);
+    addToHash(vTriangle, hash);
+    require(NMR::lib3mf_object_setuuidutf8(object.get(), nameOf(hash, 1).c_str()), "name the object");
+    require(NMR::lib3mf_builditem_setuuidutf8(item.get(), nameOf(hash, 2).c_str()), "name the object's place");
+    require(NMR::lib3mf_model_setbuilduuidutf8(model.get(), nameOf(hash, 3).c_str()), "name the build");
     require(NMR::lib3mf_model_querywriter(model.get(), "3mf", writer.receive()), "write");
     ULONG64 length = 0;
     require(NMR::lib3mf_writer_getstreamsize(writer.get(), &length), "pack the model");

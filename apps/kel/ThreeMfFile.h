@@ -5,7 +5,8 @@
 
 #include <string>
 
-/// Writes a mesh as one object, in single precision; the unit of length is the millimetre, which a 3MF must name.
+/// Writes a mesh as one object, in single precision with six decimals; the unit of length is the millimetre, as a 3MF must
+/// name one. The same mesh gives the same bytes.
 ///
 /// @param filename  the name of the file, which appears as a whole or not at all
 /// @param pMesh     not null

@@ -373,6 +373,11 @@ std::size_t AttributeColumns::add(std::string_view name, AttributeValues values)
     return vColumn.size() - 1;
 }
 
+void AttributeColumns::reserve(std::size_t numRows) {
+    for (AttributeColumn& column : vColumn)
+        std::visit([numRows](auto& vValue) { vValue.reserve(vValue.size() + numRows); }, column.values);
+}
+
 void AttributeColumns::appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num) {
     std::visit(
         [&](auto& vValue) {

@@ -77,6 +77,8 @@ public:
         vColumn.clear();
     }
 
+    /// Makes room for so many more rows in all columns, once it is sure that they are there.
+    void reserve(std::size_t numRows);
     /// Appends values that lie as bytes, the low one first, a stride apart.
     void appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num);
     /// Appends the value of a text; an unknown one where it is none of the column's type.

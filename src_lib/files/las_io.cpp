@@ -203,6 +203,10 @@ public:
         }
     }
 
+    void reserve(std::size_t numPoints) {
+        if (pColumns != nullptr) pColumns->reserve(numPoints);
+    }
+
     void take(const char* pFirst, std::uint64_t numRecords) {
         for (std::size_t i = 0; i < vField.size(); ++i)
             pColumns->appendBytes(i, pFirst + vField[i].byte, length, numRecords);
@@ -266,13 +270,14 @@ void appendRun(const char* p, std::uint64_t numRecords, const PointLayout& layou
         vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
 }
 
-/// isWanted: bool(const char* pRecord).
+/// isWanted: bool(const char* pRecord). bAllThere: the file has all its points, and all of them may be wanted.
 template <typename IsWanted>
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, AttributeColumns* pColumns,
-                  const IsWanted& isWanted) {
+                  bool bAllThere, const IsWanted& isWanted) {
     if (!reader.skipFar(layout.first))
         refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
     LasAttributes attributes(layout, pColumns);
+    if (bAllThere) attributes.reserve(layout.numPoints);
     const auto append = [&](const char* p, std::uint64_t numHere) {
         const char* const end = p + numHere * layout.length;
         for (const char* pRun = p; p != end;) {
@@ -295,7 +300,7 @@ void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point
         requireLength(*fileLength, layout);
         vPoints.reserve(vPoints.size() + layout.numPoints);
     }
-    appendPoints(reader, layout, vPoints, pColumns, [](const char*) { return true; });
+    appendPoints(reader, layout, vPoints, pColumns, file.size().has_value(), [](const char*) { return true; });
 }
 
 /// Returns how many points are of other classes.
@@ -304,7 +309,7 @@ std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const Las
     const PointLayout layout = readLayout(reader);
     if (file.size()) requireLength(*file.size(), layout);
     std::size_t numOthers = 0;
-    appendPoints(reader, layout, vPoints, pColumns, [&](const char* pRecord) {
+    appendPoints(reader, layout, vPoints, pColumns, false, [&](const char* pRecord) {
         const bool bWanted = aWanted[byteAt(pRecord, layout.classByte) & layout.classMask];
         numOthers += bWanted ? 0 : 1;
         return bWanted;

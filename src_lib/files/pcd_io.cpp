@@ -308,6 +308,7 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
         const std::uint64_t numBytes = *file.size() - std::min(*file.size(), layout.headerLength);
         if (numBytes / layout.recordLength < layout.numPoints) refuse(missingText(layout, numBytes / layout.recordLength));
         vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns != nullptr) pColumns->reserve(layout.numPoints);
     }
     const auto append = [&](const char* p, std::uint64_t numHere) {
         const auto column = [&](const PcdLayout::Coordinate& axis) {

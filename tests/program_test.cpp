@@ -939,7 +939,7 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
                     readTriangles_auto(folder.path("mesh.ply"), vMesh));
         ASSERT_EQ(vBack.size(), vMesh.size());
         for (std::size_t i = 0; i < vBack.size(); ++i)
-            ASSERT_LE((vBack[i] - vMesh[i]).getMaxAbsComponent(), 0.51e-6) << "six decimals";
+            ASSERT_LE((vBack[i] - vMesh[i]).getMaxAbsComponent(), 1.1e-6) << "the last one of six decimals";
     }
     folder.write("tiny.off", "OFF\n4 2 0\n0 0 0\n1e-7 0 0\n0 1 0\n1 1 0\n3 0 1 2\n3 1 3 2\n");
     EXPECT_EQ(countIn(run("convert tiny.off o.3mf").err, "kel: warning: Single precision with six decimals"), 1);

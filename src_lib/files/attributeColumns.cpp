@@ -506,6 +506,10 @@ void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std
     for (AttributeColumn& column : file.vColumns) {
         const auto it = std::find_if(attributes.vColumns.begin(), attributes.vColumns.end(),
                                      [&](const auto& older) { return older.name == column.name; });
+        if (it == attributes.vColumns.end() && numBefore == 0) {  // without a copy, which takes as long as reading
+            attributes.vColumns.push_back(std::move(column));
+            continue;
+        }
         AttributeColumn& older = it != attributes.vColumns.end() ? *it : attributes.vColumns.emplace_back(emptyLike(column));
         fillColumn(older, numBefore);
         appendColumn(older, column);

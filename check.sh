@@ -3,7 +3,7 @@
 set -eu
 cd "$(dirname "$0")"
 
-cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config python3 libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev zlib1g-dev
+cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config python3 libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev zlib1g-dev libtinygltf-dev lib3mf-dev
 
 cmake --preset dev
 cmake --build --preset dev

@@ -18,7 +18,7 @@ for argument in "$@"; do
 done
 cd "$here"
 
-cmake/install-packages.sh g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev zlib1g-dev
+cmake/install-packages.sh g++ cmake ninja-build ccache libcli11-dev nlohmann-json3-dev zlib1g-dev libtinygltf-dev lib3mf-dev
 [ "$picture" = no ] || cmake/install-packages.sh f3d xvfb xauth
 
 # A folder of its own: no test, no benchmark, and what those need isn't asked for.

@@ -18,6 +18,8 @@
 #include "RMesh.h"
 #include "kel.h"
 #include "support/binary_stl.h"
+#include "support/las.h"
+#include "support/pcd.h"
 #include "tinyply.h"
 
 using TARN_KEL::Point3;
@@ -125,6 +127,23 @@ constexpr auto WRITE_PLY_TEXT = [](const std::string& file, std::vector<Point3>&
 constexpr auto READ_PLY = [](const char* file, std::vector<Point3>& v) { return TARN_KEL::readPly(file, true, v); };
 constexpr auto READ_SOUP = [](const char* file, std::vector<Point3>& v) { return TARN_KEL::readPly(file, false, v); };
 
+bool writeBytes(const std::string& name, const std::string& bytes) {
+    return static_cast<bool>(std::ofstream(name, std::ios_base::binary) << bytes << std::flush);
+}
+/// Point format 3: with intensity, class, time and colour.
+constexpr auto WRITE_LAS = [](const std::string& file, std::vector<Point3>& v) {
+    return writeBytes(file, TARN_TEST::lasFile(v, {2, 3, 0, 0, {1e-3, 1e-3, 1e-3}, {0, 0, 0}}));
+};
+constexpr auto WRITE_PCD = [](const std::string& file, std::vector<Point3>& v) {
+    return writeBytes(file, TARN_TEST::pcdFile(v, "binary", {{"x"}, {"y"}, {"z"}, {"intensity"}, {"ring", 'U', 2}}));
+};
+constexpr auto READ_LAS = [](const char* file, std::vector<Point3>& v) { return TARN_KEL::readPoints_LAS(file, v); };
+/// With what the points carry.
+constexpr auto READ_ALL = [](const char* file, std::vector<Point3>& v) {
+    TARN_KEL::PointAttributes attributes;
+    return TARN_KEL::readPointFile(file, v, attributes);
+};
+
 /// Doubles with a normal and a colour that the reader has to pass over.
 bool writeScan(const std::string& name, std::vector<Point3>& v) {
     std::vector<double> vNormal(3 * v.size(), 0.5);
@@ -186,6 +205,10 @@ BENCHMARK_CAPTURE(readPoints, ply, WRITE_PLY, READ_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, ply_scan, writeScan, READ_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(writePoints, ply_text, WRITE_PLY_TEXT)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, ply_text, WRITE_PLY_TEXT, READ_PLY)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, las, WRITE_LAS, READ_LAS)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, las_attributes, WRITE_LAS, READ_ALL)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, pcd, WRITE_PCD, TARN_KEL::readPoints_PCD)->KEL_SIZES;
+BENCHMARK_CAPTURE(readPoints, pcd_attributes, WRITE_PCD, READ_ALL)->KEL_SIZES;
 BENCHMARK_CAPTURE(writeMesh, ply, MESH_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(readMesh, ply, MESH_PLY, READ_SOUP)->KEL_SIZES;
 BENCHMARK_CAPTURE(writeMesh, ply_text, MESH_PLY_TEXT)->KEL_SIZES;

@@ -15,6 +15,9 @@
 #include "kel.h"
 #include "support/binary_stl.h"
 #include "support/fine.h"
+#ifdef KEL_GLTF_SEED
+#include "support/gltf.h"
+#endif
 #include "support/las.h"
 #include "support/pcd.h"
 #include "tinyply.h"
@@ -98,6 +101,7 @@ void makePcd(const Corpus& corpus) {
 
 void makePointTexts(const Corpus& corpus) {
     const std::string block = "2\n1 2 3 0.5 255 0 0\n-4e1 0.5 6 1 0 0 0\n";
+    makeSeed(corpus, "points_ascii", "columns.xyz", "1 2 3 255 0 7\n4 5 6 1 2 3\n");
     makeSeed(corpus, "points_pts", "blocks.pts", block + block);
     const std::string scan = "1\n2\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n5 6 7 1\n0 0 0 0\n1 2 3 0.5\n";
     makeSeed(corpus, "points_ptx", "scans.ptx", scan + scan);
@@ -105,6 +109,25 @@ void makePointTexts(const Corpus& corpus) {
     makeSeed(corpus, "points_csv", "columns.csv", "x,y,z,r,g,b,label,q\n1,2,3,4,5,6,7,0.5\n1,2,3,,,,x\n");
     makeSeed(corpus, "points_csv", "semicolons.csv", "\"Z\";\"Y\";\"X\"\r\n1;2.5;-3\r\n4;5;6\r\n");
 }
+
+#ifdef KEL_GLTF_SEED
+/// With everything that the reader looks at.
+void makeGltf(const Corpus& corpus) {
+    GltfBuilder file;
+    const int places = file.add<float>({0, 0, 0, 1, 0, 0, 0, 1, 0, 1, 1, 0}, 3),
+              indices = file.add<std::uint16_t>({0, 1, 2, 3}, 1);
+    const int colours = file.add<std::uint8_t>({255, 0, 0, 255, 0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11}, 4, true);
+    const int heights = file.add<float>({1, 2, 3, 4}, 1);
+    file.addMesh({{"attributes", {{"POSITION", places}, {"COLOR_0", colours}, {"NORMAL", places}, {"_HEIGHT", heights}}},
+                  {"indices", indices},
+                  {"mode", 5}});
+    file.addMesh({{"attributes", {{"POSITION", places}}}, {"mode", 0}});
+    file.addNode({{"mesh", 0}, {"rotation", {0, 0, 1, 0}}, {"scale", {1, 2, -3}}, {"children", {1}}});
+    file.addNode({{"mesh", 1}, {"translation", {1, 2, 3}}});
+    file.json["scenes"] = {{{"nodes", {0}}}};
+    makeSeed(corpus, "gltf", "strip.glb", file.glb());
+}
+#endif
 
 void makeMesh(const Corpus& corpus, const std::string& name, const Soup& soup) {
     const MeshPtr pMesh = meshOf(soup);
@@ -175,6 +198,9 @@ int main(int argc, char** argv) {
     makeLas(corpus);
     makePcd(corpus);
     makePointTexts(corpus);
+#ifdef KEL_GLTF_SEED
+    makeGltf(corpus);
+#endif
     makeMesh(corpus, "closed", tetrahedron());
     makeMesh(corpus, "sheet", sheet(3, 2));
     makeMesh(corpus, "torus", torus(5, 4));

@@ -70,6 +70,7 @@ void fuzzPointsAscii(const std::string& file, std::string_view bytes) {
     const Points vExpected = TARN_TEST::pointsByStreams(bytes);
     demand(vRead.size() == vExpected.size() && std::equal(vRead.begin(), vRead.end(), vExpected.begin()),
            "text points are what a stream extracts");
+    fuzzAttributes(file);
 }
 
 void fuzzPointsBin(const std::string& file, std::string_view bytes) {

@@ -9,7 +9,7 @@ cd "$(dirname "$0")/.."
 seconds=${1:-60}
 [ $# -eq 0 ] || shift
 
-cmake/install-packages.sh clang libclang-rt-dev llvm cmake ninja-build ccache  # llvm: names in the stacks of a finding
+cmake/install-packages.sh clang libclang-rt-dev llvm cmake ninja-build ccache libtinygltf-dev nlohmann-json3-dev  # llvm: names in the stacks of a finding
 cmake --preset fuzz
 cmake --build --preset fuzz
 

@@ -10,7 +10,6 @@
 #include <cmath>
 #include <cstdint>
 #include <cstring>
-#include <filesystem>
 #include <limits>
 #include <memory>
 #include <new>
@@ -29,6 +28,7 @@
 #include "Visualizer3.h"
 #include "attributeColumns.h"
 #include "csv_io.h"
+#include "fileFormats.h"
 #include "freeFunctions.h"
 #include "kel.h"
 #include "las_io.h"
@@ -43,55 +43,13 @@
 #include "stl_io.h"
 #include "textNumbers.h"
 #include "tools.h"
+#include "xyz_io.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-/// Other spellings of an extension, such as ".pLy", aren't recognised.
-struct Extension {
-    std::string_view text;
-    FileType type;
-};
-constexpr std::array<Extension, 21> EXTENSIONS{{
-    {".stl", FT_STL},   {".STL", FT_STL},   {".Stl", FT_STL},    //
-    {".ply", FT_PLY},   {".PLY", FT_PLY},   {".Ply", FT_PLY},    //
-    {".xyz", FT_ASCII}, {".XYZ", FT_ASCII}, {".Xyz", FT_ASCII},  //
-    {".txt", FT_ASCII}, {".TXT", FT_ASCII}, {".Txt", FT_ASCII},  //
-    {".asc", FT_ASCII}, {".ASC", FT_ASCII}, {".Asc", FT_ASCII},  //
-    {".bin", FT_BIN},   {".BIN", FT_BIN},   {".Bin", FT_BIN},    //
-    {".list", FT_LIST}, {".LIST", FT_LIST}, {".List", FT_LIST},
-}};
-
-/// The same for formats that FileType doesn't have.
-struct PointExtension {
-    std::array<std::string_view, 3> aSpelling;
-    PointFormat format;
-};
-constexpr std::array<PointExtension, 8> POINT_EXTENSIONS{{
-    {{".las", ".LAS", ".Las"}, PointFormat::LAS},
-    {{".laz", ".LAZ", ".Laz"}, PointFormat::LAS},
-    {{".pcd", ".PCD", ".Pcd"}, PointFormat::PCD},
-    {{".pts", ".PTS", ".Pts"}, PointFormat::PTS},
-    {{".ptx", ".PTX", ".Ptx"}, PointFormat::PTX},
-    {{".csv", ".CSV", ".Csv"}, PointFormat::CSV},
-    {{".obj", ".OBJ", ".Obj"}, PointFormat::OBJ},
-    {{".off", ".OFF", ".Off"}, PointFormat::OFF},
-}};
-
-/// The bytes that files of a format begin with, whatever their names.
-struct PointSignature {
-    std::string_view text;
-    PointFormat format;
-};
-constexpr std::array<PointSignature, 2> POINT_SIGNATURES{
-    {{LAS_SIGNATURE, PointFormat::LAS}, {PCD_SIGNATURE, PointFormat::PCD}}};
-
 constexpr unsigned LIST_POINT_SIZE = 10;  // the width of points in a Geomview list, in pixels
-
-bool endsWith(std::string_view text, std::string_view end) {
-    return text.size() >= end.size() && text.substr(text.size() - end.size()) == end;
-}
 
 std::string nameOf(const char* filename) {
     return filename != nullptr ? filename : "";
@@ -100,39 +58,6 @@ std::string nameOf(const char* filename) {
 bool fail(const std::string& text) {
     out() << text << std::endl;
     return false;
-}
-
-// ---- The format of points
-
-/// The format whose signature a regular file begins with; reading the start of a FIFO would consume it.
-PointFormat formatBySignature(const std::string& filename) {
-    constexpr std::size_t LONGEST = std::max(LAS_SIGNATURE.size(), PCD_SIGNATURE.size());
-    std::error_code noFile;
-    if (!std::filesystem::is_regular_file(filename, noFile)) return PointFormat::NONE;
-    InputFile file(filename);
-    std::array<char, LONGEST> bytes{};
-    file.stream().read(bytes.data(), bytes.size());
-    const std::string_view start(bytes.data(), static_cast<std::size_t>(file.stream().gcount()));
-    for (const PointSignature& signature : POINT_SIGNATURES)
-        if (start.substr(0, signature.text.size()) == signature.text) return signature.format;
-    return PointFormat::NONE;
-}
-
-PointFormat formatByExtension(const std::string& filename) {
-    switch (getFileType(filename)) {
-    case FT_ASCII:
-        return PointFormat::ASCII;
-    case FT_BIN:
-        return PointFormat::BIN;
-    case FT_PLY:
-        return PointFormat::PLY;
-    default:
-        break;
-    }
-    for (const PointExtension& extension : POINT_EXTENSIONS)
-        for (const std::string_view spelling : extension.aSpelling)
-            if (endsWith(filename, spelling)) return extension.format;
-    return PointFormat::NONE;
 }
 
 // ---- Binary points
@@ -206,7 +131,7 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
                   AttributeColumns* pAttributes = nullptr) {
     switch (format) {
     case PointFormat::ASCII:
-        return readPoints_ASCII(filename.c_str(), vPoints);
+        return readXyz(filename, vPoints, pAttributes);
     case PointFormat::BIN:
         return readPoints_BIN(filename.c_str(), vPoints);
     case PointFormat::PLY:
@@ -238,9 +163,9 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
 /// With a line for a format that has no points.
 bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const PointFormat format = pointFormat(filename);
-    if (format == PointFormat::NONE && (endsWith(filename, ".e57") || endsWith(filename, ".E57")))
-        return fail(filename + " is an E57 file, which can't be read: convert it to an uncompressed .las or to .ply first");
+    if (format == PointFormat::NONE && hasExtension(filename, E57_EXTENSION)) return fail(filename + " " + E57_REFUSED);
     if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
+    warnOfWrongName("readPointFile", filename);
     return readPointsAs(format, filename, vPoints, pAttributes);
 }
 
@@ -287,82 +212,83 @@ std::vector<const Point3*> pointersTo(const std::vector<Point3>& vPoints) {
 
 // ---- Meshes
 
+/// Reads the corners of an STL file as vertices, each used once.
+bool readStlNumbered(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
+    if (!readStl(filename, true, vVertices)) return false;
+    const std::size_t numBefore = vIndices.size();
+    vIndices.resize(numBefore + vVertices.size());
+    std::iota(vIndices.begin() + static_cast<std::ptrdiff_t>(numBefore), vIndices.end(), 0);
+    return true;
+}
+
+/// Reads a mesh as the file numbers its vertices, which must be none before. pAttributes: gets what they carry; null where
+/// nobody wants it.
+bool readNumbered(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                  AttributeColumns* pAttributes) {
+    ASSEX(vVertices.empty());
+    warnOfWrongName("readTriangles_auto", filename);
+    switch (meshFormat(filename)) {
+    case MeshFormat::PLY:
+        return readMeshPly(filename, vVertices, vIndices, pAttributes);
+    case MeshFormat::STL:
+        if (readStlNumbered(filename, vVertices, vIndices)) return true;
+        vVertices.clear();
+        return false;
+    case MeshFormat::OBJ:
+        return readObj(filename, vVertices, vIndices, pAttributes);
+    case MeshFormat::OFF:
+        return readOff(filename, vVertices, vIndices);
+    case MeshFormat::NONE:
+        break;
+    }
+    return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.stl, *.obj or *.off");
+}
+
 /// Appends three corners per triangle of a file that numbers its vertices.
 bool readCornersByNumber(const std::string& filename, std::vector<Point3>& vCorners) {
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
-    if (!readTriangles_auto(filename, vVertices, vIndices)) return false;
+    if (!readNumbered(filename, vVertices, vIndices, nullptr)) return false;
     vCorners.reserve(vCorners.size() + vIndices.size());
     for (const int index : vIndices)
         vCorners.push_back(vVertices[static_cast<std::size_t>(index)]);
     return true;
 }
 
-/// Reads the corners of an STL file as vertices, each used once.
-bool readStlNumbered(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-    const std::size_t numBefore = vIndices.size();
-    if (!readStl(filename, true, vVertices)) {
-        vVertices.clear();
-        return false;
-    }
-    vIndices.resize(numBefore + vVertices.size());
-    std::iota(vIndices.begin() + static_cast<std::ptrdiff_t>(numBefore), vIndices.end(), 0);
-    return true;
-}
-
 /// Three vertices by number, in the order of the file.
 using Triple = std::array<std::size_t, 3>;
 
-/// Creates the vertices of all triangles with three different, finite corners. Prints a warning with the number of the
-/// others. placeOf: the place of corner i; vertexOf: the number of its vertex, which is created if it is new.
-template <typename PlaceOf, typename VertexOf>
-std::vector<Triple> createVertices(std::size_t numCorners, const PlaceOf& placeOf, const VertexOf& vertexOf,
-                                   const std::string& filename) {
+/// Creates the vertices of all triangles with three different, finite corners; with bJoin one for each place, else one for
+/// each that is used. name: what a warning with the number of the other triangles begins with.
+std::vector<Triple> createVertices(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, bool bJoin,
+                                   const std::string& name, RMesh& mesh) {
+    constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
+    std::vector<std::size_t> vNumber(bJoin ? 0 : vVertices.size(), NONE);
+    const auto placeOf = [&](int index) -> const Point3& { return vVertices[static_cast<std::size_t>(index)]; };
+    const auto vertexOf = [&](int index) {
+        if (bJoin) return mesh.getVtxIndex(mesh.createVertex(placeOf(index), false));
+        std::size_t& number = vNumber[static_cast<std::size_t>(index)];
+        if (number == NONE) number = mesh.getVtxIndex(mesh.createVertexApart(placeOf(index)));
+        return number;
+    };
     std::vector<Triple> vTriple;
-    vTriple.reserve(numCorners / 3);
+    vTriple.reserve(vIndices.size() / 3);
     std::size_t numEqual = 0, numNotFinite = 0;
-    for (std::size_t i = 0; i + 2 < numCorners; i += 3) {
-        const Point3 &p0 = placeOf(i), &p1 = placeOf(i + 1), &p2 = placeOf(i + 2);
+    for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
+        const int a = vIndices[i], b = vIndices[i + 1], c = vIndices[i + 2];
+        const Point3 &p0 = placeOf(a), &p1 = placeOf(b), &p2 = placeOf(c);
         if (!isFinitePoint(p0) || !isFinitePoint(p1) || !isFinitePoint(p2)) {
             ++numNotFinite;
         } else if (p0 == p1 || p1 == p2 || p2 == p0) {
             ++numEqual;
         } else {
-            vTriple.push_back(Triple{vertexOf(i), vertexOf(i + 1), vertexOf(i + 2)});
+            vTriple.push_back(Triple{vertexOf(a), vertexOf(b), vertexOf(c)});
         }
     }
     if (numEqual + numNotFinite != 0)
-        warning("readMesh_auto", filename + ": left out " + toString(numEqual) + " triangles with equal corners and " +
+        warning("readMesh_auto", name + ": left out " + toString(numEqual) + " triangles with equal corners and " +
                                      toString(numNotFinite) + " with coordinates that aren't finite");
     return vTriple;
-}
-
-/// Reads the triangles of a file and creates a vertex for each place. Returns false when the file can't be read.
-bool readJoined(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
-    std::vector<Point3> vCorners;
-    if (!readTriangles_auto(filename, vCorners)) return false;
-    const auto placeOf = [&](std::size_t i) -> const Point3& { return vCorners[i]; };
-    const auto vertexOf = [&](std::size_t i) { return mesh.getVtxIndex(mesh.createVertex(vCorners[i], false)); };
-    vTriple = createVertices(vCorners.size(), placeOf, vertexOf, filename);
-    return true;
-}
-
-/// The same with a vertex for each vertex of the file that a triangle uses.
-bool readNumbered(const std::string& filename, RMesh& mesh, std::vector<Triple>& vTriple) {
-    constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
-    std::vector<Point3> vVertices;
-    std::vector<int> vIndices;
-    if (!readTriangles_auto(filename, vVertices, vIndices)) return false;
-    std::vector<std::size_t> vNumber(vVertices.size(), NONE);
-    const auto indexOf = [&](std::size_t i) { return static_cast<std::size_t>(vIndices[i]); };
-    const auto placeOf = [&](std::size_t i) -> const Point3& { return vVertices[indexOf(i)]; };
-    const auto vertexOf = [&](std::size_t i) {
-        std::size_t& number = vNumber[indexOf(i)];
-        if (number == NONE) number = mesh.getVtxIndex(mesh.createVertexApart(placeOf(i)));
-        return number;
-    };
-    vTriple = createVertices(vIndices.size(), placeOf, vertexOf, filename);
-    return true;
 }
 
 /// Keeps the first one of triangles with the same vertices. The others aren't created at all: a file may hold a triangle a
@@ -387,31 +313,37 @@ void dropEqual(std::vector<Triple>& vTriple) {
     vTriple.resize(vStays.size());
 }
 
+/// Does the work of makeMesh(). name: what messages begin with.
+MeshPtr meshOf(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin,
+               const std::string& name) {
+    auto pRMesh = std::make_unique<RMesh>(sideLen);
+    std::vector<Triple> vTriple = createVertices(vVertices, vIndices, bJoin, name, *pRMesh);
+    dropEqual(vTriple);
+    for (const auto& [a, b, c] : vTriple)
+        pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));
+    RTop(pRMesh.get()).finalizeBase();
+    if (pRMesh->getNumT() == 0) {
+        warning("readMesh_auto", name + " has no triangles");
+        return nullptr;
+    }
+    if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
+    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
+    pRMesh.release();
+    return pMesh;
+}
+
 }  // namespace
 
 int getFileType(const std::string& filename) {
-    const auto it = std::find_if(EXTENSIONS.begin(), EXTENSIONS.end(),
-                                 [&](const Extension& extension) { return endsWith(filename, extension.text); });
-    return it != EXTENSIONS.end() ? it->type : FT_UNKNOWN;
+    return formatByName(filename).type;
 }
 
 PointFormat pointFormat(const std::string& filename) {
-    const PointFormat format = formatBySignature(filename);
-    return format != PointFormat::NONE ? format : formatByExtension(filename);
+    return formatOf(filename).points;
 }
 
 MeshFormat meshFormat(const std::string& filename) {
-    if (getFileType(filename) == FT_STL) return MeshFormat::STL;
-    switch (formatByExtension(filename)) {
-    case PointFormat::PLY:
-        return MeshFormat::PLY;
-    case PointFormat::OBJ:
-        return MeshFormat::OBJ;
-    case PointFormat::OFF:
-        return MeshFormat::OFF;
-    default:
-        return MeshFormat::NONE;
-    }
+    return formatOf(filename).triangles;
 }
 
 bool isLasFile(const std::string& filename) {
@@ -429,7 +361,7 @@ bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, Po
 }
 
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
-    const PointFormat format = formatByExtension(filename);
+    const PointFormat format = formatByName(filename).points;
     if (format != PointFormat::ASCII && format != PointFormat::BIN && format != PointFormat::PLY)
         return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
     return readPointsAs(format, filename, vPoints);
@@ -504,15 +436,7 @@ bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
 }
 
 bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints) {
-    const std::string name = nameOf(filename);
-    InputFile file(name);
-    if (!file.isOpen()) return fail(name + " is unreadable");
-    BlockReader reader(file.stream());
-    std::string_view line;
-    while (reader.nextLine(line)) {
-        if (const std::optional<Point3> point = extractPoint(line)) vPoints.push_back(*point);
-    }
-    return !reader.failed() || fail(name + " is unreadable");
+    return readXyz(nameOf(filename), vPoints);
 }
 
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints) {
@@ -598,8 +522,10 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vPoints) {
     switch (meshFormat(filename)) {
     case MeshFormat::PLY:
+        warnOfWrongName("readTriangles_auto", filename);
         return PLY::readPly(filename, false, vPoints);
     case MeshFormat::STL:
+        warnOfWrongName("readTriangles_auto", filename);
         return readStl(filename, true, vPoints);
     default:
         return readCornersByNumber(filename, vPoints);
@@ -607,39 +533,35 @@ bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vPoint
 }
 
 bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-    ASSEX(vVertices.empty());
-    switch (meshFormat(filename)) {
-    case MeshFormat::PLY:
-        return PLY::readPly(filename, vVertices, vIndices);
-    case MeshFormat::STL:
-        return readStlNumbered(filename, vVertices, vIndices);
-    case MeshFormat::OBJ:
-        return readObj(filename, vVertices, vIndices);
-    case MeshFormat::OFF:
-        return readOff(filename, vVertices, vIndices);
-    case MeshFormat::NONE:
-        break;
-    }
-    return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.stl, *.obj or *.off");
+    return readNumbered(filename, vVertices, vIndices, nullptr);
+}
+
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                        PointAttributes& attributes) {
+    ASSEX(attributes.empty());
+    const std::size_t numBefore = vIndices.size();
+    const bool bRead = readWithAttributes(filename, vVertices, attributes, [&](AttributeColumns* pAttributes) {
+        return readNumbered(filename, vVertices, vIndices, pAttributes);
+    });
+    if (!bRead) vIndices.resize(numBefore);
+    return bRead;
 }
 
 MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {
-    auto pRMesh = std::make_unique<RMesh>(sideLen);
-    std::vector<Triple> vTriple;
-    const bool bNumbered = !bJoin && meshFormat(filename) != MeshFormat::STL;
-    if (!(bNumbered ? readNumbered : readJoined)(filename, *pRMesh, vTriple)) return nullptr;
-    dropEqual(vTriple);
-    for (const auto& [a, b, c] : vTriple)
-        pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));
-    RTop(pRMesh.get()).finalizeBase();
-    if (pRMesh->getNumT() == 0) {
-        warning("readMesh_auto", filename + " has no triangles");
-        return nullptr;
-    }
-    if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
-    auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    pRMesh.release();
-    return pMesh;
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
+    if (!readNumbered(filename, vVertices, vIndices, nullptr)) return nullptr;
+    return meshOf(vVertices, vIndices, sideLen, bJoin || meshFormat(filename) == MeshFormat::STL, filename);
+}
+
+MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin) {
+    const auto isVertex = [numVertices = vVertices.size()](int i) {
+        return i >= 0 && static_cast<std::size_t>(i) < numVertices;
+    };
+    const bool bInRange = std::all_of(vIndices.begin(), vIndices.end(), isVertex);
+    ASSEX(bInRange);
+    ASSEX(vIndices.size()%3==0);
+    return meshOf(vVertices, vIndices, sideLen, bJoin, "the mesh");
 }
 
 }  // namespace TARN_KEL

@@ -115,34 +115,49 @@ TEST(AttributeFiles, PlyTakesNamesAndWordsThatAreNone) {
     EXPECT_EQ(read(folder.write("c.ply", many + "end_header\n1 2 3 4" + row + "\n5 6 7 8" + row)).vColumns.size(), 256U);
 }
 
-TEST(AttributeFiles, LasHasIntensityClassAndColourOfEveryFormat) {
-    constexpr std::array<std::size_t, 11> COLOUR_BYTES{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
+// Where fields are in a record is said here once more, by the tables of the standard; 0 where a format lacks one.
+TEST(AttributeFiles, LasHasTheFieldsOfEveryFormat) {
+    constexpr std::array<std::size_t, 11> COLOURS{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
+    constexpr std::array<std::size_t, 11> TIMES{0, 20, 0, 20, 20, 20, 22, 22, 22, 22, 22};
     const TempFolder folder;
     const Points vPoints = somePoints(300);
     for (unsigned format = 0; format <= 10; ++format) {
+        const bool bOld = format < 6;
         std::string bytes = lasFile(vPoints, {4, format, 3});
-        const std::size_t length = (bytes.size() - 375) / vPoints.size(), colour = COLOUR_BYTES.at(format);
-        Numbers vIntensity, vClass, vRed, vBlue;
+        const std::size_t length = (bytes.size() - 375) / vPoints.size();
+        std::map<std::string, Numbers> mExpected;
         for (std::size_t i = 0; i < vPoints.size(); ++i) {
             const std::size_t record = 375 + i * length;
-            putNumber(bytes, record + 12, 65535 - i, 2);
-            putNumber(bytes, record + (format < 6 ? 15 : 16), i % 32 + (format < 6 ? 32 * (i % 8) : 0), 1);
-            for (std::size_t k = 0; colour > 0 && k < 3; ++k)
-                putNumber(bytes, record + colour + 2 * k, i * (k + 1), 2);
-            vIntensity.push_back(65535.0 - static_cast<double>(i));
-            vClass.push_back(static_cast<double>(i % 32));
-            vRed.push_back(static_cast<double>(i));
-            vBlue.push_back(static_cast<double>(3 * i));
+            const auto put = [&](const std::string& name, std::size_t byte, std::uint64_t bits, int numBytes, double value) {
+                putNumber(bytes, record + byte, bits, numBytes);
+                if (!name.empty()) mExpected[name].push_back(value);
+            };
+            const auto number = static_cast<double>(i);
+            const std::int64_t angle = static_cast<std::int64_t>(i % 181) - 90;
+            put("intensity", 12, 65535 - i, 2, 65535.0 - number);
+            put("return_number", 14, (i % 4 + 1) | (4U << (bOld ? 3 : 4)) | (bOld ? 0x80 : 0), 1,
+                static_cast<double>(i % 4 + 1));
+            mExpected["number_of_returns"].push_back(4);
+            put("classification", bOld ? 15 : 16, i % 32 + (bOld ? 32 * (i % 8) : 0), 1, static_cast<double>(i % 32));
+            if (bOld)
+                put("scan_angle", 16, static_cast<std::uint64_t>(angle), 1, static_cast<double>(angle));
+            else
+                put("scan_angle", 18, static_cast<std::uint64_t>(angle * 100), 2, static_cast<float>(angle * 100) * 0.006F);
+            put("user_data", 17, i % 256, 1, static_cast<double>(i % 256));
+            put("point_source_id", bOld ? 18 : 20, 7 * i, 2, 7.0 * number);
+            const double time = 1e8 + number / 3.0;
+            if (TIMES.at(format) > 0) put("gps_time", TIMES.at(format), std::bit_cast<std::uint64_t>(time), 8, time);
+            if (format == 8 || format == 10) put("nir", 36, 3 * i, 2, 3.0 * number);
+            for (std::size_t k = 0; COLOURS.at(format) > 0 && k < 3; ++k)
+                put(std::array{"red", "green", "blue"}.at(k), COLOURS.at(format) + 2 * k, i * (k + 1), 2,
+                    number * static_cast<double>(k + 1));
         }
         const std::string path = folder.write("a.las", bytes);
         const PointAttributes all = read(path);
-        EXPECT_EQ(numbers(all, "intensity"), vIntensity);
-        EXPECT_EQ(numbers(all, "classification"), vClass) << format;
-        EXPECT_EQ(all.hasColour(), colour > 0) << format;
-        if (colour == 0) continue;
-        EXPECT_EQ(numbers(all, "red"), vRed);
-        EXPECT_EQ(numbers(all, "blue"), vBlue);
-        EXPECT_EQ(typeOf(all, "red"), "uint16");
+        EXPECT_EQ(all.vColumns.size(), mExpected.size()) << format;
+        for (const auto& [name, vNumber] : mExpected)
+            EXPECT_EQ(numbers(all, name), vNumber) << name << " of format " << format;
+        EXPECT_EQ(all.hasColour(), COLOURS.at(format) > 0) << format;
 
         Points vSome;
         PointAttributes ofSome;
@@ -201,6 +216,10 @@ TEST(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     EXPECT_EQ(countIn(capture.text(), "left out"), 1);
     EXPECT_TRUE(
         rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {32, 1, 1})}).empty());
+    auto vTimed = colours(std::uint8_t{}, 255);
+    vTimed.push_back(columnOf<double>("gps_time", {1e8 + 0.1, 0, -3}));
+    EXPECT_EQ(numbers(rewritten(vTimed), "gps_time"), Numbers({1e8 + 0.1, 0, -3}));
+    EXPECT_EQ(numbers(rewritten(vTimed), "red"), vRed);
     EXPECT_EQ(countIn(capture.text(), "left out intensity, classification:"), 1) << capture.text();
 }
 
@@ -315,6 +334,44 @@ TEST(AttributeFiles, TextsHaveColumnsByTheirFirstPointOrTheirHeader) {
     const PointAttributes fractions = read(folder.write("a.csv", "x;y;z;r;g;b\n0;0;0;1;0.5;0\n"));
     EXPECT_EQ(typeOf(fractions, "red"), "double");
     EXPECT_TRUE(fractions.hasColour());
+}
+
+// Columns without names are taken only where no point speaks against it. Points are the same in any case.
+TEST(AttributeFiles, UnnamedColumnsOfATextAreColoursOrNormalsOrNothing) {
+    const TempFolder folder;
+    const std::vector<std::pair<std::string, std::string>> vCase{{"255 0 10 \r\n,0 0 0\n,1 2 3\n", "red"},
+                                                                 {"0 1 1\n,0 0 1\n,1 1 0\n", ""},
+                                                                 {"255 0 10\n,0 0 0.5\n,1 2 3\n", ""},
+                                                                 {"255 0 10\n,0 0 256\n,1 2 3\n", ""},
+                                                                 {"0 0 1\n,1 0 0\n,0 -1 0\n", "nx"},
+                                                                 {"0.6 0.8 0\n,0 0 0\n,0.577 -0.577 0.577\n", "nx"},
+                                                                 {"0.6 0.8 0\n,0 0 0\n,0.577 -0.577 0.4\n", ""},
+                                                                 {"0 0 0\n,0 0 0\n,0 0 0\n", ""},
+                                                                 {"255 0 10\n,0 0 0\n,1 2\n", ""},
+                                                                 {"255 0 10\n,0 0 0 1\n,1 2 3\n", ""},
+                                                                 {"255 0 10\n,0 0 a\n,1 2 3\n", ""},
+                                                                 {"7\n,8\n,9\n", ""},
+                                                                 {"\n,\n,\n", ""},
+                                                                 {"255 0 10\n,\n,1 2 3\n", ""}};
+    for (const auto& [columns, first] : vCase) {
+        std::istringstream in(columns);
+        std::string text = "x y z what follows\n";
+        for (std::string rest; std::getline(in, rest, ',');)
+            text += "1 2 3 " + rest;
+        const std::string path = folder.write("a.xyz", text);
+        const CoutCapture capture;
+        Points vPoints, vPlain;
+        PointAttributes attributes;
+        ASSERT_TRUE(readPointFile(path, vPoints, attributes) && readPointFile(path, vPlain)) << columns;
+        EXPECT_EQ(vPoints, Points(3, Point3(1, 2, 3)));
+        EXPECT_EQ(vPlain, vPoints);
+        EXPECT_EQ(attributes.empty() ? "" : attributes.vColumns.front().name, first) << columns;
+        const bool bNothing = columns == "\n,\n,\n";
+        EXPECT_EQ(countIn(capture.text(), "left out"), first.empty() && !bNothing ? 1 : 0) << capture.text();
+    }
+    const PointAttributes colours = read(folder.write("a.xyz", "1 2 3 255 0 7\n4 5 6 1 2 3\n"));
+    EXPECT_EQ(typeOf(colours, "red"), "uint8");
+    EXPECT_EQ(numbers(colours, "blue"), Numbers({7, 3}));
 }
 
 TEST(AttributeFiles, ColoursOfTextsAreJudgedByTheirThreeChannels) {

@@ -189,6 +189,46 @@ TEST(Las, DontTrustTheHeader) {
     expectRefused(folder, "a.las", old, "its 4294967295 points of 20 bytes from byte 227: it has 3 of them");
 }
 
+// Either there are as many points as the file holds and its header says, or none.
+TEST(Las, LyingCountsGiveWhatIsThereOrNothing) {
+    constexpr std::array<std::uint64_t, 19> LIES{0,
+                                                 1,
+                                                 2,
+                                                 3,
+                                                 4,
+                                                 5,
+                                                 60,
+                                                 61,
+                                                 255,
+                                                 256,
+                                                 375,
+                                                 376,
+                                                 65535,
+                                                 65536,
+                                                 0x7fffffff,
+                                                 0xffffffff,
+                                                 0x100000000,
+                                                 307445734561825861,
+                                                 ~std::uint64_t{0}};
+    const TempFolder folder;
+    for (const auto& [pos, numBytes] :
+         std::vector<std::pair<std::size_t, int>>{{94, 2}, {96, 4}, {105, 2}, {107, 4}, {247, 8}})
+        for (const std::uint64_t lie : LIES) {
+            if (numBytes < 8 && lie >> (8 * numBytes) != 0) continue;
+            std::string bytes = lasFile(SOME_POINTS, {4, 3, 26, 0});
+            const bool bCount = pos == 107 || pos == 247;
+            if (pos == 107) putNumber(bytes, 247, 0, 8);  // which comes first
+            putNumber(bytes, pos, lie, numBytes);
+            const std::uint64_t numExpected = !bCount ? 3 : lie == 0 && pos == 247 ? 3 : lie;
+            const CoutCapture capture;
+            Points vRead;
+            const bool bRead = readPointFile(folder.write("a.las", bytes), vRead);
+            EXPECT_EQ(vRead.size(), bRead ? numExpected : 0) << pos << " " << lie;
+            EXPECT_TRUE(!bCount || bRead == (numExpected <= 3)) << pos << " " << lie;
+            EXPECT_EQ(countIn(capture.text(), "\n"), bRead ? 0 : 1) << capture.text();
+        }
+}
+
 TEST(Las, ComesThroughAFifo) {
     const TempFolder folder;
     const std::string fifo = folder.path("fifo.las"), bytes = lasFile(gridPoints(30000), {2, 0, 0, 300000});

@@ -120,7 +120,7 @@ TEST(Pcd, DontTrustTheHeader) {
     for (const std::string& size : lyingCounts(4))
         expectRefused(folder, "a.pcd", replaced(file, "SIZE 4 4", "SIZE 4 " + size));
     for (const auto& [from, to, words] : std::vector<std::array<std::string, 3>>{
-             {"# .PCD", "ply\n", "line 1: expected an entry of a PCD header"},
+             {"# .PCD", "plywood\n", "line 1: expected an entry of a PCD header"},
              {"FIELDS x", "FIELDS u", "no field x"},
              {"FIELDS x y z", "FIELDS x y", "2 FIELDS in its header, but 3 of SIZE"},
              {"TYPE F", "TYPE D", "TYPE and COUNT for x that make no coordinate"},

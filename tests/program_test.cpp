@@ -171,7 +171,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
           "good.xyz o.xyz --stl-binary", "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
-        {"info", {"", "none.ply", "scan.bin", "bad.ply", "empty.stl"}},
+        {"info", {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "scan.bin --join", "points.ply --reference scan.bin"}},
         {"info good.stl",
          {"--within 1", "--reference text.xyz", "--reference good.xyz --within 0", "--json good.stl",
           "--reference good.xyz --json good.xyz"}},
@@ -353,7 +353,7 @@ TEST_F(ProgramTest, convertsThereAndBack) {
              {"p.las", lasFile(vLas)},
              {"p.what", lasFile(vLas)},
              {"p.pcd", pcd},
-             {"p.txt", pcd},
+             {"p.dat", pcd},
              {"p.pts", "2\n" + lines},
              {"p.ptx", "2\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n" + lines},
              {"p.csv", "x,y,z\n1,2.5,0.125\n-3.75,-1e6,4\n"},
@@ -418,6 +418,11 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     folder.write("p.las", las);
     EXPECT_EQ(run("convert p.las p.las o.bin --classes 2,4").out, "points left out: 2 of other classes\no.bin: 4 points\n");
     EXPECT_EQ(points("o.bin"), (std::vector<Point3>{{1, 2.5, 0.125}, {0, 0, 1}, {1, 2.5, 0.125}, {0, 0, 1}}));
+    folder.write("p.csv", "x,y,z,Label\n9,9,9,2\n1,1,1,3\n8,8,8,\n7,7,7,4\n");
+    EXPECT_EQ(run("convert p.las p.csv o.ply --classes 2,4").out, "points left out: 3 of other classes\no.ply: 4 points\n");
+    EXPECT_EQ(points("o.ply"), (std::vector<Point3>{{1, 2.5, 0.125}, {0, 0, 1}, {9, 9, 9}, {7, 7, 7}}));
+    EXPECT_EQ(
+        countIn(run("convert a.bin o.bin --classes 2").err, "kel: --classes chooses points by their classes, of which"), 1);
     EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
     EXPECT_EQ(run("spacing a.bin --every 2").out,
               run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
@@ -578,6 +583,77 @@ TEST_F(ProgramTest, tellsHowGoodAMeshIs) {
     EXPECT_EQ(countIn(run("info mesh.stl").out, "distance"), 0);
 }
 
+TEST_F(ProgramTest, tellsWhatACloudHas) {
+    folder.write("p.csv", "x,y,z,label,height\n5000000.25,0,-1,2,0.5\n5000002,1,-1,2,\n5000000,2,3,7,1\nnan,0,0,3,1e9\n");
+    const Outcome outcome = run("info p.csv --json report.json");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    for (const char* line : {"points                    4\n", "points left out           1 (a coordinate isn't finite)\n",
+                             "x                         5000000 to 5000002\n", "y                         0 to 2\n",
+                             "z                         -1 to 3\n", "label                     int32, 2 to 7\n",
+                             "height                    double, 0.5 to 1000000000, not known of 1 points\n"})
+        EXPECT_EQ(countIn(outcome.out, line), 1) << line << outcome.out;
+    const auto report = nlohmann::json::parse(folder.read("report.json"))["cloud"];
+    EXPECT_EQ(report["least"], (std::vector<double>{5000000, 0, -1}));
+    EXPECT_EQ(report["columns"]["label"], "int32");
+    scan("plane --points 3000");
+    const std::string spacing = run("spacing scan.bin").out.substr(0, 6);
+    EXPECT_EQ(countIn(run("info scan.bin").out, "spacing                   " + spacing), 1);
+    EXPECT_EQ(run("info - --format bin <scan.bin").out, run("info scan.bin").out);
+}
+
+TEST_F(ProgramTest, knowsFilesByTheirContent) {
+    scan("plane --points 500");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    for (const std::string arguments :
+         {"mesh.ply mesh.off", "mesh.ply mesh.stl", "mesh.ply bytes.stl --stl-binary", "scan.bin p.las"})
+        ASSERT_EQ(run("convert " + arguments + " --quiet").status, 0);
+    const std::vector<Point3> vPoints = points("p.las");
+    const std::string pcd = pcdFile(vPoints, "ascii");
+    folder.write("p.pcd", pcd);
+    folder.write("plain.pcd", pcd.substr(pcd.find("VERSION")));
+    std::vector<std::string> vName{"mesh.ply", "mesh.off", "mesh.stl", "bytes.stl", "p.las", "p.pcd", "plain.pcd"};
+#ifdef KEL_HAS_GLTF
+    ASSERT_EQ(run("convert mesh.ply mesh.glb --quiet").status, 0);
+    vName.push_back("mesh.glb");
+#endif
+    for (const std::string& name : vName) {
+        const std::string kind = name.substr(name.find('.')), wrong = kind == ".ply" ? "wrong.xyz" : "wrong.ply";
+        folder.write(wrong, folder.read(name));
+        folder.write("wrong.dat", folder.read(name));
+        ASSERT_EQ(
+            run("convert " + name + " right.off --quiet").status + run("convert " + name + " right.bin --quiet").status,
+            kind == ".stl" || name.starts_with("p") ? 1 : 0);  // no points in an .stl, no mesh of points
+        for (const std::string& in : {wrong, std::string("wrong.dat"), "- <" + wrong}) {
+            const Outcome outcome = run("convert " + in + " o.off");
+            const bool bMesh = name.starts_with("mesh") || name.starts_with("bytes");
+            EXPECT_EQ(outcome.status, bMesh ? 0 : 1) << name << " as " << in << outcome.err;
+            if (bMesh) {
+                EXPECT_TRUE(folder.read("o.off") == folder.read("right.off")) << name << " as " << in;
+                EXPECT_EQ(countIn(outcome.err, " is read as " + kind + ", which its content is"), in == wrong ? 1 : 0)
+                    << outcome.err;
+            } else {
+                EXPECT_EQ(run("convert " + in + " o.bin --quiet").status, 0) << name << " as " << in;
+                EXPECT_TRUE(folder.read("o.bin") == folder.read("right.bin")) << name << " as " << in;
+            }
+        }
+        std::filesystem::remove(folder.path(wrong));
+    }
+    // What a signature mustn't take: words of texts, and three points whose bytes end as an .stl without triangles does.
+    for (const std::string& text :
+         {"solid ground\n1 2 3\n", "OFFSET 4\n1 2 3\n", "VERSION of today\n1 2 3\n", "plywood\n1 2 3\n"}) {
+        folder.write("p.xyz", text);
+        EXPECT_EQ(points("p.xyz"), (std::vector<Point3>{{1, 2, 3}})) << text;
+    }
+    std::vector<Point3> vThree{{1, 2, 3}, {4, 5, 6}, {7, 8, 0}};
+    writePoints_BIN(folder.path("three.bin").c_str(), vThree);
+    EXPECT_EQ(points("three.bin"), vThree);
+    // Compressed, and its name doesn't say so.
+    ASSERT_EQ(std::system(("gzip '" + folder.path("three.bin") + "'").c_str()), 0);
+    std::filesystem::rename(folder.path("three.bin.gz"), folder.path("three.bin"));
+    EXPECT_EQ(run("convert three.bin o.bin --quiet").status, 0);
+    EXPECT_EQ(points("o.bin"), vThree);
+}
+
 TEST_F(ProgramTest, printsTheSpacingAlone) {
     std::vector<Point3> vPoints = scan("plane --points 10000 --seed 2");
     const CoutSilence silence;
@@ -644,7 +720,7 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     }
     EXPECT_EQ(countIn(run("info mesh.ply").out, "columns                   red, green, blue, label, height, nx, ny, nz\n"),
               1);
-    EXPECT_EQ(countIn(run("convert mesh.ply o.stl").err, "o.stl can't hold what the vertices of mesh.ply carry\n"), 1);
+    EXPECT_EQ(countIn(run("convert mesh.ply o.stl").err, "o.stl can't hold red, green, blue, label, height, nx"), 1);
     EXPECT_EQ(countIn(run("convert mesh.ply o.stl --no-attributes").err, "can't hold"), 0);
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
@@ -749,71 +825,126 @@ TEST_F(ProgramTest, keepsWhatVerticesCarryWhenAMeshChanges) {
     }
 }
 
-TEST_F(ProgramTest, writesGlbThatSaysWhatAPlySays) {
+// What the reader of another program takes from it, readsTheGlbThatItWrites tells; here is what the format demands besides.
+TEST_F(ProgramTest, writesGlbAsTheFormatWantsIt) {
     folder.write("mesh.ply",
-                 "ply\nformat ascii 1.0\nelement vertex 4\nproperty double x\nproperty double y\nproperty double z\n"
-                 "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty float h(m)\nelement face 2\n"
+                 "ply\nformat ascii 1.0\nelement vertex 3\nproperty double x\nproperty double y\nproperty double z\n"
+                 "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty float h(m)\nelement face 1\n"
                  "property list uchar int vertex_indices\nend_header\n5000000.25 100 -3 255 0 128 1.5\n"
-                 "5000001 100 -3 255 0 128 nan\n5000000 101.5 -3.125 255 0 128 3\n5000003 101 7 0 255 128 -4\n"
-                 "3 0 1 2\n3 1 3 2\n");
+                 "5000001 100 -3 255 0 128 nan\n5000000 101.5 -3.125 255 0 128 3\n3 0 1 2\n");
     ASSERT_EQ(run("convert mesh.ply mesh.glb --normals").status, 0);
-    ASSERT_EQ(run("convert mesh.ply copy.ply --precision double").status, 0);
     const std::string file = folder.read("mesh.glb");
     const auto number = [&file](std::size_t pos) {
         std::uint32_t value = 0;
         std::memcpy(&value, file.data() + pos, sizeof value);
         return value;
     };
-    ASSERT_EQ(file.substr(0, 4), "glTF");
+    const std::size_t textLength = number(12), first = 28 + textLength;
+    ASSERT_EQ(file.substr(0, 4) + file.substr(16, 4) + file.substr(first - 4, 4), std::string("glTFJSONBIN\0", 12));
     ASSERT_EQ(number(4), 2U);
     ASSERT_EQ(number(8), file.size());
-    const std::size_t textLength = number(12), first = 28 + textLength;
-    ASSERT_EQ(file.substr(16, 4) + file.substr(first - 4, 4), std::string("JSONBIN\0", 8));
     ASSERT_EQ(first + number(first - 8), file.size());
     const auto json = nlohmann::json::parse(file.substr(20, textLength));
-    ASSERT_EQ(json["buffers"][0]["byteLength"], file.size() - first);
-
-    // The values of an accessor, as doubles; its view must be just long enough for them.
-    const auto read = [&](const nlohmann::json& accessor) {
-        const std::map<std::string, std::size_t> mNum{{"SCALAR", 1}, {"VEC3", 3}, {"VEC4", 4}};
-        const int type = accessor["componentType"];
-        const std::size_t width = type == 5123 ? 2 : 4,
-                          num = mNum.at(accessor["type"]) * accessor["count"].get<std::size_t>();
-        const auto& view = json["bufferViews"][accessor["bufferView"].get<std::size_t>()];
-        const std::size_t begin = view["byteOffset"];
-        EXPECT_EQ(view["byteLength"], num * width);
-        EXPECT_TRUE(begin % 4 == 0 && first + begin + num * width <= file.size());
-        std::vector<double> v;
-        for (std::size_t i = 0; i < num; ++i) {
-            const std::uint32_t bits = number(first + begin + i * width);
-            float single = 0;
-            std::memcpy(&single, &bits, sizeof bits);
-            v.push_back(type == 5126 ? double{single} : static_cast<double>(type == 5123 ? bits & 0xffffU : bits));
-        }
-        return v;
-    };
-    const auto& primitive = json["meshes"][0]["primitives"][0];
-    const auto attribute = [&](const char* name) {
-        return json["accessors"][primitive["attributes"][name].get<std::size_t>()];
-    };
-    const std::vector<double> vPlace = read(attribute("POSITION")), vColour = read(attribute("COLOR_0"));
-    const std::vector<double> vIndex = read(json["accessors"][primitive["indices"].get<std::size_t>()]);
-    for (std::size_t axis = 0; axis < 3; ++axis)
-        for (std::size_t i = axis; i < vPlace.size(); i += 3) {
-            EXPECT_GE(vPlace[i], attribute("POSITION")["min"][axis].get<double>());
-            EXPECT_LE(vPlace[i], attribute("POSITION")["max"][axis].get<double>());
-        }
-    std::vector<Point3> vCorners;
-    ASSERT_TRUE(readTriangles_auto(folder.path("copy.ply"), vCorners));
-    ASSERT_EQ(vIndex.size(), vCorners.size());
-    const auto move = json["nodes"][0]["translation"].get<std::array<double, 3>>();
-    for (std::size_t i = 0; i < vIndex.size(); ++i) {
-        const auto k = 3 * static_cast<std::size_t>(vIndex[i]);
-        EXPECT_EQ(Point3(vPlace[k] + move[0], vPlace[k + 1] + move[1], vPlace[k + 2] + move[2]), vCorners[i]);
-        const bool bLast = vCorners[i].x() > 5000002;
-        EXPECT_EQ(vColour.at(k / 3 * 4), bLast ? 0 : 65535);
-        EXPECT_EQ(vColour.at(k / 3 * 4 + 2), 14146) << "the light of 128: 0.21586";
+    for (const auto& view : json["bufferViews"])
+        EXPECT_EQ(view["byteOffset"].get<std::size_t>() % 4, 0U);
+    const auto& attributes = json["meshes"][0]["primitives"][0]["attributes"];
+    EXPECT_TRUE(attributes.contains("COLOR_0") && attributes.contains("NORMAL") && attributes.contains("_H_M_"));
+    const auto& places = json["accessors"][attributes["POSITION"].get<std::size_t>()];
+    const auto centre = json["nodes"][0]["translation"].get<std::array<double, 3>>();
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        EXPECT_EQ(places["min"][axis].get<double>() + centre[axis], (std::array{5000000.0, 100.0, -3.125}[axis]));
+        EXPECT_EQ(places["max"][axis].get<double>() + centre[axis], (std::array{5000001.0, 101.5, -3.0}[axis]));
     }
-    EXPECT_EQ(sorted(read(attribute("_H_M_"))), (std::vector<double>{-4, 0, 1.5, 3}));
-    EXPECT_EQ(read(attribute("NORMAL")).size(), 12U);
 }
+
+#ifdef KEL_HAS_GLTF
+TEST_F(ProgramTest, readsTheGlbThatItWrites) {
+    scan("sphere --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin bare.ply --precision double").status, 0);
+    std::vector<Point3> vVertices = points("bare.ply");
+    std::vector<std::uint8_t> vRed, vGreen, vBlue;
+    std::vector<float> vHeight;
+    for (const Point3& p : vVertices) {
+        vRed.push_back(p.x() > 0.0 ? 255 : 3);
+        vGreen.push_back(static_cast<std::uint8_t>(vGreen.size() % 256));
+        vBlue.push_back(128);
+        vHeight.push_back(static_cast<float>(p.z()));
+    }
+    PointAttributes given;
+    given.vColumns = {{"red", vRed, {}}, {"green", vGreen, {}}, {"blue", vBlue, {}}, {"height", vHeight, {}}};
+    std::string cloud = folder.path("cloud.ply");
+    const CoutSilence silence;
+    ASSERT_TRUE(writePoints_auto(cloud, vVertices, false, Precision::DOUBLE, given));
+    ASSERT_EQ(run("fit bare.ply cloud.ply mesh.ply").status, 0) << "gets the columns of the cloud";
+    ASSERT_EQ(run("convert mesh.ply mesh.glb").status, 0);
+    ASSERT_EQ(run("convert mesh.ply m.ply").status, 0);
+    ASSERT_EQ(run("convert mesh.glb back.ply").status, 0);
+    std::vector<Point3> vThere, vBack;
+    std::vector<int> vThereIndex, vBackIndex;
+    PointAttributes there, back;
+    ASSERT_TRUE(readTriangles_auto(folder.path("m.ply"), vThere, vThereIndex, there));
+    ASSERT_TRUE(readTriangles_auto(folder.path("back.ply"), vBack, vBackIndex, back));
+    ASSERT_EQ(vThereIndex.size(), vBackIndex.size());
+    ASSERT_EQ(back.vColumns.size(), 4U);
+    for (std::size_t i = 0; i < vThereIndex.size(); ++i) {
+        const auto a = static_cast<std::size_t>(vThereIndex[i]), b = static_cast<std::size_t>(vBackIndex[i]);
+        ASSERT_LT((vThere[a] - vBack[b]).length(), 1e-6);
+        for (const AttributeColumn& column : there.vColumns)
+            ASSERT_EQ(column.number(a), back.find(column.name)->number(b)) << column.name;
+    }
+    EXPECT_EQ(run("info mesh.glb").out, run("info - <mesh.glb").out);
+    EXPECT_EQ(countIn(run("info mesh.glb").out, "columns                   red, green, blue, height\n"), 1);
+    EXPECT_EQ(run("convert mesh.glb o.xyz --quiet && '" KEL_PROGRAM "' spacing mesh.glb").status, 0);
+    EXPECT_EQ(points("o.xyz").size(), vBack.size()) << "its vertices are a cloud";
+    EXPECT_EQ(run("melt mesh.glb o.ply --spacing 0.1 --quiet").status, 0);
+    EXPECT_EQ(run("reduce mesh.glb o.glb --ratio 0.5 --quiet").status, 0);
+    folder.write("bad.glb", folder.read("mesh.glb").substr(0, 1000));
+    for (const std::string command :
+         {"info bad.glb", "convert bad.glb o.ply", "spacing bad.glb", "convert bad.glb bad.ply"}) {
+        const Outcome outcome = run(command);
+        EXPECT_TRUE(outcome.status == 1 && outcome.err.starts_with("kel: Can't read bad.glb: it is too short: it has 1000 "))
+            << command << outcome.err;
+    }
+}
+#endif
+
+#ifdef KEL_HAS_3MF
+TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
+    scan("torus --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin mesh.ply --quiet").status, 0);
+    ASSERT_EQ(run("convert mesh.ply o.3mf").status, 0);
+    folder.write("p.3mf", run("convert mesh.ply - --out-format 3mf").out);
+    EXPECT_TRUE(folder.read("p.3mf") == folder.read("o.3mf")) << "the same bytes";
+    // The package is an archive with one model; its vertices and triangles as an OFF file.
+    folder.write("off.py",
+                 "import sys, zipfile, xml.etree.ElementTree as tree\n"
+                 "model = tree.fromstring(zipfile.ZipFile(sys.argv[1]).read('3D/3dmodel.model'))\n"
+                 "find = lambda name: [e for e in model.iter() if e.tag.endswith('}' + name)]\n"
+                 "v, t = find('vertex'), find('triangle')\n"
+                 "assert model.attrib['unit'] == 'millimeter' and len(find('item')) == 1\n"
+                 "print('OFF\\n', len(v), len(t), 0)\n"
+                 "for e in v: print(e.attrib['x'], e.attrib['y'], e.attrib['z'])\n"
+                 "for e in t: print(3, e.attrib['v1'], e.attrib['v2'], e.attrib['v3'])\n");
+    for (const std::string name : {"o.3mf", "p.3mf"}) {
+        const std::string command = "cd '" + folder.path("") + "' && python3 off.py " + name + " >back.off";
+        ASSERT_EQ(std::system(command.c_str()), 0) << name;
+        const std::string ofPackage = run("info back.off").out, ofMesh = run("info mesh.ply").out;
+        for (const std::string line :
+             {"vertices", "triangles", "edges by degree", "Euler", "closed pieces", "the mesh is"}) {
+            const std::size_t pos = ofMesh.find("\n" + line) + 1;  // of the first line -1 + 1
+            EXPECT_EQ(countIn(ofPackage, ofMesh.substr(pos, ofMesh.find('\n', pos) - pos) + "\n"), 1) << line << ofPackage;
+        }
+        std::vector<Point3> vBack, vMesh;
+        ASSERT_TRUE(readTriangles_auto(folder.path("back.off"), vBack) &&
+                    readTriangles_auto(folder.path("mesh.ply"), vMesh));
+        ASSERT_EQ(vBack.size(), vMesh.size());
+        for (std::size_t i = 0; i < vBack.size(); ++i)
+            ASSERT_LE((vBack[i] - vMesh[i]).getMaxAbsComponent(), 1.1e-6) << "the last one of six decimals";
+    }
+    folder.write("tiny.off", "OFF\n4 2 0\n0 0 0\n1e-7 0 0\n0 1 0\n1 1 0\n3 0 1 2\n3 1 3 2\n");
+    EXPECT_EQ(countIn(run("convert tiny.off o.3mf").err, "kel: warning: Single precision with six decimals"), 1);
+    std::filesystem::create_symlink("/dev/full", folder.path("full.3mf"));
+    EXPECT_EQ(run("convert mesh.ply full.3mf").status, 1);
+    EXPECT_EQ(run("convert o.3mf o.ply").status, 1) << "is only written";
+}
+#endif

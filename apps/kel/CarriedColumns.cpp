@@ -42,16 +42,3 @@ PointAttributes CarriedColumns::onto(const MeshPtr& pMesh, double length, Progra
     program.say("carried over: " + namesOf(ofVertices));
     return ofVertices;
 }
-
-CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program) {
-    CarriedColumns columns;
-    if (!mayCarryColumns(in)) return columns;
-    if (!holdsVertexAttributes(out)) {
-        program.warn(out + " can't hold what the vertices of " + in + " carry");
-        return columns;
-    }
-    std::size_t numOthers = 0;
-    program.appendPoints(in, {}, columns.vPlaces, numOthers, &columns.attributes);
-    columns.keepFor(out, program);
-    return columns;
-}

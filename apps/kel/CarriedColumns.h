@@ -22,7 +22,3 @@ struct CarriedColumns {
     /// What the vertices of a mesh get of it; says so. length: see TARN_KEL::transferAttributes().
     TARN_KEL::PointAttributes onto(const TARN_KEL::MeshPtr& pMesh, double length, Program& program) const;
 };
-
-/// What the vertices in a file of a mesh carry, as far as another file can hold it: of a .ply the columns, of an .obj the
-/// colours, of others nothing. Reads nothing where there is nothing by mayCarryColumns(); warns where OUT can't hold any.
-CarriedColumns columnsOfVertices(const std::string& in, const std::string& out, Program& program);

@@ -23,8 +23,8 @@ void convertMesh(const ConvertOptions& options, Program& program) {
         throw Failure("Points are chosen from " + in + ", which is a mesh: write them as .xyz, .txt, .asc, .bin or .las");
     program.requireMeshOutput(options.out, in);
     CarriedColumns columns;
-    if (options.bAttributes) columns = columnsOfVertices(in, options.out, program);
-    const MeshPtr pMesh = program.readMesh(in, false);
+    const MeshPtr pMesh = program.readMesh(in, false, options.bAttributes ? &columns : nullptr);
+    columns.keepFor(options.out, program);
     program.writeMesh(options.out, pMesh, options.bAscii, columns.onto(pMesh, 0.0, program));
 }
 
@@ -44,7 +44,7 @@ void convertPoints(const ConvertOptions& options, Program& program) {
 void convert(const ConvertOptions& options, Program& program) {
     const std::vector<std::string>& vFiles = options.input.vFiles;
     for (const std::string& file : vFiles)
-        isTriangleFile(file) ? Program::requireMeshInput(file) : Program::requirePointInput(file);
+        isTriangleInput(file) ? Program::requireMeshInput(file) : Program::requirePointInput(file);
     if (options.bAscii && !isPlyFile(options.out))
         throw Failure("--ascii chooses the form of a .ply, which " + options.out + " isn't");
     const bool bMesh = vFiles.size() == 1 && holdsTriangles(vFiles.front()) && !isPointsOnlyFile(options.out);
@@ -58,10 +58,10 @@ void addConvertCommand(CLI::App& app, Program& program) {
     CLI::App& command = *app.add_subcommand(
         "convert", "Write a mesh or points in another format; a mesh without degenerate and duplicate triangles, oriented");
     addPointFiles(command, program, pOptions->input, pOptions->out,
-                  "A mesh: .ply, .stl, .obj or .off; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a "
-                  "mesh file without faces, except an .stl",
-                  "A mesh: .ply, .stl, .obj, .off, .glb or .list; or points, unless IN is an .stl: .xyz, .txt, .asc, .bin, "
-                  ".las, .ply or .list");
+                  std::string("A mesh: ") + MESH_KINDS_IN +
+                      "; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a mesh file without faces, "
+                      "except an .stl",
+                  std::string("A mesh: ") + MESH_KINDS_OUT + "; or points, unless IN is an .stl: " + POINT_KINDS_OUT);
     addPointChoice(command, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
     addAttributesOption(command, pOptions->bAttributes);

@@ -1,14 +1,20 @@
-// Tells the kind of a file by its extension and, for meshes that may lack triangles, by its content.
+// Tells the kind of a file: of one that is read by its content, where that has a signature, of one that is written by its
+// extension. The library has the table of the formats that it reads; what the program adds is here.
 #include "FileKinds.h"
 
 #include <kel.h>
 
 #include <algorithm>
+#include <array>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
+#include <string_view>
 #include <system_error>
+
+#include "../../src_lib/files/fileFormats.h"
+#include "GltfFile.h"
 
 using namespace TARN_KEL;
 
@@ -27,37 +33,6 @@ bool headerCountsFaces(std::istream& in) {
         words >> first >> second >> count;
         if (first == "end_header") return false;
         if (first == "element" && second == "face") return count != "0";
-    }
-    return false;
-}
-
-/// Whether vertices have more than coordinates.
-bool headerHasColumns(std::istream& in) {
-    if (in.peek() != 'p') return false;
-    bool bVertex = false;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream words(line);
-        std::string first, second, third;
-        words >> first >> second >> third;
-        if (first == "end_header") return false;
-        if (first == "element") bVertex = second == "vertex";
-        const bool bColumn = first == "property" && second != "list";
-        if (bVertex && bColumn && third != "x" && third != "y" && third != "z") return true;
-    }
-    return false;
-}
-
-/// By the first vertex.
-bool objHasColours(std::istream& in) {
-    constexpr int NUM_WITH_COLOUR = 6;
-    for (std::string line; std::getline(in, line);) {
-        std::istringstream words(line.substr(0, line.find('#')));
-        std::string word;
-        if (!(words >> word) || word != "v") continue;
-        int numNumbers = 0;
-        while (words >> word)
-            ++numNumbers;
-        return numNumbers >= NUM_WITH_COLOUR;
     }
     return false;
 }
@@ -84,7 +59,50 @@ bool objHasFaces(std::istream& in) {
     return false;
 }
 
+/// Whether a regular file begins so; reading the start of a named pipe would consume it.
+bool beginsWith(const std::string& filename, std::string_view signature) {
+    std::error_code noFile;
+    if (!std::filesystem::is_regular_file(filename, noFile)) return false;
+    std::array<char, 4> bytes{};
+    std::ifstream in(filename, std::ios_base::binary);
+    in.read(bytes.data(), bytes.size());
+    return std::string_view(bytes.data(), static_cast<std::size_t>(in.gcount())).starts_with(signature);
+}
+
+bool isGltfByContent(const std::string& filename) {
+    return beginsWith(filename, "glTF");
+}
+
+bool isGltfName(const std::string& filename) {
+    return hasExtension(filename, ".glb") || hasExtension(filename, ".gltf");
+}
+
 }  // namespace
+
+bool isPointInput(const std::string& filename) {
+    return pointFormat(filename) != PointFormat::NONE || isGltfInput(filename);
+}
+
+bool isTriangleInput(const std::string& filename) {
+    return meshFormat(filename) != MeshFormat::NONE || isGltfInput(filename);
+}
+
+bool isGltfInput(const std::string& filename) {
+    return isGltfByContent(filename) || (isGltfName(filename) && formatByContent(filename) == nullptr);
+}
+
+bool isGzipInput(const std::string& filename) {
+    return beginsWith(filename, "\x1f\x8b");
+}
+
+bool isKnownByContent(const std::string& filename) {
+    return isGltfByContent(filename) || formatByContent(filename) != nullptr;
+}
+
+std::string wrongGltfName(const std::string& filename) {
+    const bool bOther = !isGltfName(filename) && !formatByName(filename).extension.empty();
+    return isGltfByContent(filename) && bOther ? filename + " is read as .glb, which its content is" : "";
+}
 
 bool isPointsText(const std::string& filename) {
     return isOfType(filename, FT_ASCII);
@@ -98,16 +116,13 @@ bool isPointFile(const std::string& filename) {
     return isPointsOnlyFile(filename) || isPlyFile(filename);
 }
 
-bool isPointInput(const std::string& filename) {
-    return pointFormat(filename) != PointFormat::NONE;
-}
-
-bool isTriangleFile(const std::string& filename) {
-    return meshFormat(filename) != MeshFormat::NONE;
-}
-
 bool isMeshOutput(const std::string& filename) {
-    return isTriangleFile(filename) || isGlbFile(filename) || isListFile(filename);
+    return numbersVertices(filename) || isStlFile(filename) || isListFile(filename);
+}
+
+bool numbersVertices(const std::string& filename) {
+    return isPlyFile(filename) || isObjFile(filename) || isOffFile(filename) || isGlbFile(filename) ||
+           isThreeMfFile(filename);
 }
 
 bool holdsVertexAttributes(const std::string& filename) {
@@ -119,7 +134,7 @@ bool holdsPointAttributes(const std::string& filename) {
 }
 
 bool isLasName(const std::string& filename) {
-    return filename.ends_with(".las") || filename.ends_with(".LAS") || filename.ends_with(".Las");
+    return hasExtension(filename, ".las");
 }
 
 bool isPlyFile(const std::string& filename) {
@@ -131,15 +146,19 @@ bool isStlFile(const std::string& filename) {
 }
 
 bool isObjFile(const std::string& filename) {
-    return meshFormat(filename) == MeshFormat::OBJ;
+    return hasExtension(filename, ".obj");
 }
 
 bool isOffFile(const std::string& filename) {
-    return meshFormat(filename) == MeshFormat::OFF;
+    return hasExtension(filename, ".off");
 }
 
 bool isGlbFile(const std::string& filename) {
-    return filename.ends_with(".glb") || filename.ends_with(".GLB") || filename.ends_with(".Glb");
+    return hasExtension(filename, ".glb");
+}
+
+bool isThreeMfFile(const std::string& filename) {
+    return hasExtension(filename, ".3mf");
 }
 
 bool isListFile(const std::string& filename) {
@@ -147,17 +166,11 @@ bool isListFile(const std::string& filename) {
 }
 
 bool isE57File(const std::string& filename) {
-    return filename.ends_with(".e57") || filename.ends_with(".E57");
-}
-
-bool mayCarryColumns(const std::string& filename) {
-    std::error_code noFile;
-    if (!std::filesystem::is_regular_file(filename, noFile)) return false;
-    std::ifstream in(filename, std::ios_base::binary);
-    return isPlyFile(filename) ? headerHasColumns(in) : isObjFile(filename) && objHasColours(in);
+    return hasExtension(filename, E57_EXTENSION);
 }
 
 bool holdsTriangles(const std::string& filename) {
+    if (isGltfInput(filename)) return !readGltf(filename).vIndices.empty();
     std::ifstream in(filename, std::ios_base::binary);
     switch (meshFormat(filename)) {
     case MeshFormat::NONE:

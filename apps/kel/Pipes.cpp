@@ -5,7 +5,6 @@
 #include <zlib.h>
 
 #include <algorithm>
-#include <array>
 #include <cerrno>
 #include <cstdlib>
 #include <cstring>
@@ -16,6 +15,7 @@
 #include <string_view>
 #include <utility>
 
+#include "FileKinds.h"
 #include "Program.h"
 
 namespace fs = std::filesystem;
@@ -23,19 +23,6 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* STANDARD_INPUT = "standard input";
-
-/// What the first bytes of a file are, and the extension that is right for it.
-struct Signature {
-    std::string_view bytes, kind;
-};
-constexpr std::array<Signature, 8> SIGNATURES{{{"LASF", "las"},
-                                               {"# .PCD", "pcd"},
-                                               {"ply\n", "ply"},
-                                               {"ply\r\n", "ply"},
-                                               {"solid ", "stl"},
-                                               {"OFF", "off"},
-                                               {"COFF", "off"},
-                                               {"NOFF", "off"}}};
 
 /// Writes a file block by block. next: long(char* p, unsigned numBytes) gives how many bytes there were, 0 at the end.
 /// Returns whether there were any.
@@ -69,21 +56,6 @@ void unpack(const std::string& filename, const std::string& to, const std::strin
     if (error != Z_OK) throw Failure("The file " + plainName + " is damaged, or its end is missing");
 }
 
-bool isGzip(const std::string& filename) {
-    std::ifstream in(filename, std::ios_base::binary);
-    return in.get() == 0x1f && in.get() == 0x8b;
-}
-
-std::string kindByContent(const std::string& filename) {
-    std::array<char, 8> bytes{};
-    std::ifstream in(filename, std::ios_base::binary);
-    in.read(bytes.data(), bytes.size());
-    const std::string_view start(bytes.data(), static_cast<std::size_t>(in.gcount()));
-    for (const Signature& signature : SIGNATURES)
-        if (start.substr(0, signature.bytes.size()) == signature.bytes) return std::string(signature.kind);
-    throw Failure("The first bytes of standard input don't tell what it is: say so by --format");
-}
-
 void replaceAll(std::string& text, const std::string& what, const std::string& by) {
     for (std::size_t i = text.find(what); i != std::string::npos; i = text.find(what, i + by.size()))
         text.replace(i, what.size(), by);
@@ -101,12 +73,12 @@ void Pipes::addInputFormat(CLI::App& command) {
     command
         .add_option("--format", inKind,
                     "What standard input is, if a file to read is -; not needed where its first bytes tell that")
-        ->check(CLI::IsMember({"xyz", "bin", "ply", "las", "pcd", "pts", "ptx", "csv", "stl", "obj", "off"}));
+        ->check(CLI::IsMember({"xyz", "bin", "ply", "las", "pcd", "pts", "ptx", "csv", "stl", "obj", "off", "glb", "gltf"}));
 }
 
 void Pipes::addOutputFormat(CLI::App& command) {
     command.add_option("--out-format", outKind, "What is written to standard output, if OUT is -; without it ply")
-        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "glb", "list", "xyz", "bin", "las"}));
+        ->check(CLI::IsMember({"ply", "stl", "obj", "off", "glb", "3mf", "list", "xyz", "bin", "las"}));
 }
 
 CLI::Validator Pipes::inputName() {
@@ -128,9 +100,9 @@ CLI::Validator Pipes::outputName() {
 std::string Pipes::input(const std::string& name) {
     constexpr std::string_view GZ = ".gz";
     if (name == "-") return standardInput();
-    if (!name.ends_with(GZ)) return name;
-    const fs::path packed(name.substr(0, name.size() - GZ.size()));
-    return unpacked(name, packed.extension().string(), name);
+    if (!name.ends_with(GZ) && !isGzipInput(name)) return name;
+    const fs::path plain(name.ends_with(GZ) ? name.substr(0, name.size() - GZ.size()) : name);
+    return unpacked(name, plain.extension().string(), name);
 }
 
 std::string Pipes::standardInput() {
@@ -138,11 +110,10 @@ std::string Pipes::standardInput() {
     const std::string kind = "." + (inKind.empty() ? "any" : inKind);
     std::string kept = newFile(kind, STANDARD_INPUT);
     if (!writeBlocks(kept, readStandardInput)) throw Failure("Standard input is empty");
-    if (isGzip(kept)) kept = unpacked(kept, kind, STANDARD_INPUT);
-    if (!inKind.empty()) return kept;
-    std::string known = newFile("." + kindByContent(kept), STANDARD_INPUT);
-    fs::rename(kept, known);
-    return known;
+    if (isGzipInput(kept)) kept = unpacked(kept, kind, STANDARD_INPUT);
+    if (inKind.empty() && !isKnownByContent(kept))
+        throw Failure("The first bytes of standard input don't tell what it is: say so by --format");
+    return kept;
 }
 
 std::string Pipes::unpacked(const std::string& filename, const std::string& kind, const std::string& plainName) {

@@ -27,8 +27,8 @@ public:
     CLI::Validator outputName();
 
     /// The file to read for a name: the name itself, or, for "-", one with all that standard input gives, or, for a name
-    /// that ends with .gz, one with what is in it. Fails when it is damaged, when the kind of standard input is neither said
-    /// nor in its first bytes, and when standard input was read before.
+    /// that ends with .gz or is compressed by its content, one with what is in it. Fails when it is damaged, when the kind
+    /// of standard input is neither said nor in its first bytes, and when standard input was read before.
     std::string input(const std::string& name);
     /// The file to write for a name.
     std::string output(const std::string& name);

@@ -1,6 +1,7 @@
 // Reads points of files, and chooses and places them.
 #include "PointInput.h"
 
+#include <algorithm>
 #include <array>
 #include <cmath>
 #include <fstream>
@@ -9,17 +10,16 @@
 #include <utility>
 #include <variant>
 
+#include "../../src_lib/files/AffineMap.h"
+#include "../../src_lib/files/attributeColumns.h"
 #include "FileKinds.h"
 
 using namespace TARN_KEL;
 
 namespace {
 
-/// Rows of a product with x, y, z and 1.
-using Matrix = std::array<std::array<double, 4>, 4>;
-
 /// A text of 16 numbers, row by row, of which the last row is 0 0 0 1.
-Matrix readMatrix(const std::string& filename) {
+AffineMap readMatrix(const std::string& filename) {
     std::ifstream in(filename);
     in.imbue(std::locale::classic());
     const auto require = [&](bool bGood) {
@@ -27,40 +27,33 @@ Matrix readMatrix(const std::string& filename) {
             throw Failure("--transform takes a text with four rows of four numbers, the last one 0 0 0 1, which " +
                           filename + " isn't");
     };
-    Matrix matrix{};
-    for (auto& row : matrix)
-        for (double& value : row)
+    AffineMap map;
+    std::array<double, 4> aLast{};
+    const auto readRow = [&](std::array<double, 4>& aRow) {
+        for (double& value : aRow)
             require((in >> value) && std::isfinite(value));
+    };
+    for (auto& aRow : map.aRow)
+        readRow(aRow);
+    readRow(aLast);
     std::string more;
-    require(!(in >> more) && matrix[3] == std::array<double, 4>{0, 0, 0, 1});
-    return matrix;
+    require(!(in >> more) && aLast == std::array<double, 4>{0, 0, 0, 1});
+    return map;
 }
 
-Point3 moved(const Point3& p, const Matrix& m) {
-    const auto at = [&](std::size_t i) { return m[i][0] * p.x() + m[i][1] * p.y() + m[i][2] * p.z() + m[i][3]; };
-    return {at(0), at(1), at(2)};
-}
-
-/// Turns the normals as a matrix turns the surface that they stand on.
-void turnNormals(const Matrix& m, PointAttributes& attributes) {
+/// Turns the normals among the columns.
+void turnNormals(const NormalMap& map, PointAttributes& attributes) {
     const AttributeColumn* const pX = attributes.find("nx");
     if (pX == nullptr || attributes.kindOf(*pX) != AttributeKind::NORMAL) return;
     std::array<AttributeColumn, 3> aNormal{*pX, *attributes.find("ny"), *attributes.find("nz")};
-    const auto column = [&m](std::size_t i) { return Vector3(m[0][i], m[1][i], m[2][i]); };
-    // Of two directions on the surface the cross product turns so; a mirror turns their order, too.
-    const Vector3 yz = crossProduct(column(1), column(2)), zx = crossProduct(column(2), column(0)),
-                  xy = crossProduct(column(0), column(1));
-    const double side = column(0) * yz < 0.0 ? -1.0 : 1.0;
     std::visit(
         [&](auto& vX) {
             using Values = std::decay_t<decltype(vX)>;
             using T = typename Values::value_type;
             auto &vY = std::get<Values>(aNormal[1].values), &vZ = std::get<Values>(aNormal[2].values);
             for (std::size_t i = 0; i < vX.size(); ++i) {
-                const Vector3 given(static_cast<double>(vX[i]), static_cast<double>(vY[i]), static_cast<double>(vZ[i]));
-                const Vector3 turned = (yz * given.x() + zx * given.y() + xy * given.z()) * side;
-                if (!(turned.length() > 0.0)) continue;
-                const Vector3 normal = turned * (given.length() / turned.length());
+                const Vector3 normal =
+                    map({static_cast<double>(vX[i]), static_cast<double>(vY[i]), static_cast<double>(vZ[i])});
                 vX[i] = static_cast<T>(normal.x());
                 vY[i] = static_cast<T>(normal.y());
                 vZ[i] = static_cast<T>(normal.z());
@@ -112,6 +105,27 @@ std::size_t thinTo(std::size_t maxPoints, const CarryingPoints& points) {
     });
 }
 
+/// Appends the points of a file that have one of these classes, by its first column of classes. Returns how many have
+/// others.
+std::size_t appendOfClasses(const std::string& filename, const std::vector<int>& vClasses, Program& program,
+                            std::vector<Point3>& vPoints, PointAttributes* pAttributes) {
+    std::vector<Point3> vOfFile;
+    PointAttributes ofFile;
+    std::size_t none = 0;
+    program.appendPoints(filename, {}, vOfFile, none, &ofFile);
+    const auto isClass = [&ofFile](const AttributeColumn& column) { return ofFile.kindOf(column) == AttributeKind::CLASS; };
+    const auto it = std::find_if(ofFile.vColumns.begin(), ofFile.vColumns.end(), isClass);
+    if (it == ofFile.vColumns.end())
+        throw Failure("--classes chooses points by their classes, of which " + filename + " has none");
+    const AttributeColumn classes = *it;
+    const std::size_t numOthers = keepPoints({vOfFile, ofFile}, [&](std::size_t row) {
+        return classes.isKnown(row) && std::find(vClasses.begin(), vClasses.end(), classes.number(row)) != vClasses.end();
+    });
+    if (pAttributes != nullptr) appendRows(std::move(ofFile.vColumns), vPoints.size(), vOfFile.size(), *pAttributes);
+    vPoints.insert(vPoints.end(), vOfFile.begin(), vOfFile.end());
+    return numOthers;
+}
+
 /// How many points each option left out.
 struct LeftOut {
     std::size_t numOtherClasses = 0, numOutside = 0, numBetween = 0, numTooMany = 0;
@@ -139,10 +153,10 @@ struct LeftOut {
 LeftOut choose(const PointChoice& choice, const CarryingPoints& points) {
     LeftOut leftOut;
     if (!choice.matrixFile.empty()) {
-        const Matrix matrix = readMatrix(choice.matrixFile);
+        const AffineMap map = readMatrix(choice.matrixFile);
         for (Point3& p : points.vPoints)
-            p = moved(p, matrix);
-        turnNormals(matrix, points.attributes);
+            p = map(p);
+        turnNormals(NormalMap(map), points.attributes);
     }
     if (!choice.vBox.empty())
         leftOut.numOutside = keepPoints(points, [&](std::size_t i) { return isInBox(points.vPoints[i], choice.vBox); });
@@ -160,7 +174,8 @@ bool PointChoice::isAll() const {
 void addPointChoice(CLI::App& command, PointChoice& choice) {
     constexpr const char* GROUP = "Which points are taken, in this order, and where to";
     CLI::Option* pClasses =
-        command.add_option("--classes", choice.vClasses, "Points of .las files with one of these classes only")
+        command
+            .add_option("--classes", choice.vClasses, "Points with one of these classes only, of files that have classes")
             ->delimiter(',')
             ->allow_extra_args(false)
             ->check(CLI::Range(0, 255))
@@ -211,11 +226,8 @@ void addPointFiles(CLI::App& command, Program& program, PointInput& input, std::
 }
 
 void PointInput::require() const {
-    for (const std::string& file : vFiles) {
+    for (const std::string& file : vFiles)
         Program::requirePointInput(file);
-        if (!choice.vClasses.empty() && !isLasFile(file))
-            throw Failure("--classes chooses points of .las files, which " + file + " isn't");
-    }
     if (!choice.matrixFile.empty()) readMatrix(choice.matrixFile);
     const auto& vBox = choice.vBox;
     if (!vBox.empty() && (vBox[0] > vBox[3] || vBox[1] > vBox[4] || vBox[2] > vBox[5]))
@@ -231,8 +243,12 @@ std::vector<std::string> PointInput::readFiles() const {
 std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttributes) const {
     std::vector<Point3> vPoints;
     std::size_t numOtherClasses = 0;
-    for (const std::string& file : vFiles)
-        program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses, pAttributes);
+    for (const std::string& file : vFiles) {
+        if (choice.vClasses.empty() || isLasFile(file))  // the reader of .las needs no room for the other points
+            program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses, pAttributes);
+        else
+            numOtherClasses += appendOfClasses(file, choice.vClasses, program, vPoints, pAttributes);
+    }
     program.report()["input"] = {{"file", names()}, {"points", vPoints.size() + numOtherClasses}};
     if (pAttributes != nullptr && !pAttributes->empty()) program.report()["input"]["columns"] = toJson(*pAttributes);
     if (choice.isAll()) return vPoints;

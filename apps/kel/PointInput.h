@@ -15,7 +15,7 @@
 /// The order is that of the fields: classes, then the matrix, then the box, which is in the new coordinates, then every n-th
 /// point of what is left, and last the largest number.
 struct PointChoice {
-    std::vector<int> vClasses;  ///< of LAS files; none: all
+    std::vector<int> vClasses;  ///< none: all
     std::string matrixFile;     ///< empty: points stay where they are
     std::vector<double> vBox;   ///< the least x, y and z, then the greatest, which belong to it; none: no box
     std::size_t every = 1;      ///< the first point of so many

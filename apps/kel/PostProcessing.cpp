@@ -163,8 +163,8 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
     CarriedColumns columns;
-    if (change.bAttributes) columns = columnsOfVertices(in, out, program);
-    const MeshPtr pMesh = program.readMesh(in);
+    const MeshPtr pMesh = program.readMesh(in, true, change.bAttributes ? &columns : nullptr);
+    columns.keepFor(out, program);
     if (!change.bRaw) makeMeshManifold(pMesh, change.bNoCrossings, program);
     work(pMesh);
     const bool bElse = columns.attributes.empty() && pElse != nullptr;

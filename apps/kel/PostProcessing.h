@@ -44,10 +44,11 @@ extern const CLI::Range smoothRounds;
 extern const CLI::Range holeEdges;
 
 inline constexpr const char* RAW_TEXT = "Allow edges of three and more triangles, and whatever else isn't manifold";
-inline constexpr const char* MESH_IN = "Triangles: .ply, .stl, .obj or .off";
+inline constexpr const char* MESH_IN = "Triangles: .ply, .stl, .obj, .off, .glb or .gltf";
 inline constexpr const char* POINTS_OUT =
     "The points: .xyz, .txt, .asc, .bin, .las, .ply or .list (for the Geomview viewer)";
-inline constexpr const char* MESH_OUT = "The mesh: .ply, .stl, .obj, .off, .glb or .list (for the Geomview viewer)";
+inline constexpr const char* MESH_OUT =
+    "The mesh: .ply, .stl, .obj, .off, .glb, .3mf (for printers) or .list (for the Geomview viewer)";
 
 /// The two files of a command that reads triangles.
 struct MeshFiles {

@@ -16,11 +16,15 @@
 
 #include "../../src_lib/base/processMemory.h"
 #include "../../src_lib/files/AtomicFile.h"
+#include "../../src_lib/files/attributeColumns.h"
+#include "../../src_lib/files/fileFormats.h"
 #include "../../src_lib/files/numberForms.h"
+#include "CarriedColumns.h"
 #include "FileKinds.h"
 #include "GlbFile.h"
 #include "LibraryText.h"
 #include "ProgressBar.h"
+#include "ThreeMfFile.h"
 
 using namespace TARN_KEL;
 namespace fs = std::filesystem;
@@ -52,9 +56,7 @@ bool isSameFile(const std::string& a, const std::string& b) {
 void requireReadable(const std::string& filename, bool (*isOfKind)(const std::string&), const std::string& kinds) {
     if (!fs::exists(filename)) throw Failure("There is no file " + filename);
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
-    if (isE57File(filename))
-        throw Failure(filename +
-                      " is an E57 file, which can't be read: convert it to an uncompressed .las or to .ply first");
+    if (isE57File(filename)) throw Failure(filename + " " + E57_REFUSED);
     if (!isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
     if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
     if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
@@ -82,10 +84,19 @@ struct MeshForm {
 MeshForm formOf(const std::string& filename, bool bAscii, bool bBinaryStl, Precision written) {
     if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
     if (isGlbFile(filename)) return {{false, 0}, "Single precision from the centre"};
+    if (isThreeMfFile(filename)) return {SINGLE_BYTES, "Single precision with six decimals"};
     if (bBinaryStl) return {SINGLE_BYTES, "Single precision"};
     if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
     if (!isPlyFile(filename)) return {LONG_TEXT, "Ten digits"};
     return bAscii ? MeshForm{SINGLE_TEXT, "Six digits"} : MeshForm{SINGLE_BYTES, "Single precision"};
+}
+
+/// A place as a .3mf holds it.
+Point3 inThreeMf(const Point3& p) {
+    constexpr double DECIMALS = 1e6;
+    const Point3 single = inForm(p, SINGLE_BYTES);
+    const auto rounded = [](double value) { return std::round(value * DECIMALS) / DECIMALS; };
+    return {rounded(single.x()), rounded(single.y()), rounded(single.z())};
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -203,18 +214,18 @@ void Program::requirePointInput(const std::string& filename) {
 }
 
 void Program::requireMeshInput(const std::string& filename) {
-    requireReadable(filename, isTriangleFile, "Triangles are read from .ply, .stl, .obj or .off");
+    requireReadable(filename, isTriangleInput, std::string("Triangles are read from ") + MESH_KINDS_IN);
 }
 
 void Program::requirePointOutput(const std::string& filename, const std::string& input) const {
     if (!isPointFile(filename) && !isListFile(filename))
-        throw Failure("Points are written as .xyz, .txt, .asc, .bin, .las, .ply or .list, which " + filename + " isn't");
+        throw Failure(std::string("Points are written as ") + POINT_KINDS_OUT + ", which " + filename + " isn't");
     requireOutput(filename, input);
 }
 
 void Program::requireMeshOutput(const std::string& filename, const std::string& input) const {
     if (!isMeshOutput(filename))
-        throw Failure("A mesh is written as .ply, .stl, .obj, .off, .glb or .list, which " + filename + " isn't");
+        throw Failure(std::string("A mesh is written as ") + MESH_KINDS_OUT + ", which " + filename + " isn't");
     requireOutput(filename, input);
 }
 
@@ -280,6 +291,13 @@ void Program::appendPoints(const std::string& filename, const std::vector<int>& 
     const std::size_t numBefore = vPoints.size();
     std::size_t numOthersHere = 0;
     fileStep("read", "Can't read points from " + filename, [&](const LibraryText&) {
+        if (isGltfInput(filename)) {
+            GltfContent content = readGltfFile(filename);
+            vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
+            if (pAttributes != nullptr)
+                appendRows(std::move(content.attributes.vColumns), numBefore, content.vVertices.size(), *pAttributes);
+            return true;
+        }
         if (pAttributes == nullptr)
             return vClasses.empty() ? readPointFile(filename, vPoints)
                                     : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
@@ -298,18 +316,46 @@ std::vector<Point3> Program::readPoints(const std::string& filename, const std::
     return vPoints;
 }
 
+GltfContent Program::readGltfFile(const std::string& filename) const {
+    GltfContent content = readGltf(filename);
+    if (const std::string line = wrongGltfName(filename); !line.empty()) warn(line);
+    for (const std::string& line : content.vWarnings)
+        warn(filename + ": " + line);
+    return content;
+}
+
+bool Program::readNumbered(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                           PointAttributes* pAttributes) const {
+    if (isGltfInput(filename)) {
+        GltfContent content = readGltfFile(filename);
+        vVertices = std::move(content.vVertices);
+        vIndices = std::move(content.vIndices);
+        if (pAttributes != nullptr) *pAttributes = std::move(content.attributes);
+        return true;
+    }
+    return pAttributes == nullptr ? readTriangles_auto(filename, vVertices, vIndices)
+                                  : readTriangles_auto(filename, vVertices, vIndices, *pAttributes);
+}
+
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        return isStlFile(filename) ? readSTL_ASCII(filename.c_str(), vCorners) : readTriangles_auto(filename, vCorners);
+        if (meshFormat(filename) == MeshFormat::STL) return readSTL_ASCII(filename.c_str(), vCorners);
+        if (!isGltfInput(filename)) return readTriangles_auto(filename, vCorners);
+        std::vector<Point3> vVertices;
+        std::vector<int> vIndices;
+        const bool bRead = readNumbered(filename, vVertices, vIndices, nullptr);
+        for (const int index : vIndices)
+            vCorners.push_back(vVertices[static_cast<std::size_t>(index)]);
+        return bRead;
     });
     noteTriangles(filename, vCorners.size() / 3);
     return vCorners;
 }
 
-IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool bJoin) {
+IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool bJoin, PointAttributes* pAttributes) {
     IndexedTriangles mesh;
-    if (bJoin || isStlFile(filename)) {
+    if (meshFormat(filename) == MeshFormat::STL) {
         std::vector<Point3> vCorners = readTriangles(filename);
         step("measure", [&] { mesh = unifiedCorners(std::exchange(vCorners, {})); });
         return mesh;
@@ -317,9 +363,9 @@ IndexedTriangles Program::readIndexedTriangles(const std::string& filename, bool
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
     fileStep("read", "Can't read triangles from " + filename,
-             [&](const LibraryText&) { return readTriangles_auto(filename, vVertices, vIndices); });
+             [&](const LibraryText&) { return readNumbered(filename, vVertices, vIndices, pAttributes); });
     noteTriangles(filename, vIndices.size() / 3);
-    step("measure", [&] { mesh = numberedVertices(std::exchange(vVertices, {}), std::exchange(vIndices, {})); });
+    step("measure", [&] { mesh = (bJoin ? unifiedVertices : numberedVertices)(vVertices, vIndices); });
     return mesh;
 }
 
@@ -328,13 +374,18 @@ void Program::noteTriangles(const std::string& filename, std::size_t numTriangle
     json["input"] = {{"file", filename}, {"triangles", numTriangles}};
 }
 
-MeshPtr Program::readMesh(const std::string& filename, bool bJoin) {
+MeshPtr Program::readMesh(const std::string& filename, bool bJoin, CarriedColumns* pColumns) {
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
     MeshPtr pMesh;
     fileStep("read", "Can't read a mesh from " + filename, [&](const LibraryText&) {
-        pMesh = readMesh_auto(filename, 0.0, bJoin);
+        if (!readNumbered(filename, vVertices, vIndices, pColumns != nullptr ? &pColumns->attributes : nullptr))
+            return false;
+        pMesh = makeMesh(vVertices, vIndices, 0.0, bJoin || meshFormat(filename) == MeshFormat::STL);
         return pMesh != nullptr;
     });
     noteTriangles(filename, numTrianglesOf(*pMesh));
+    if (pColumns != nullptr && !pColumns->attributes.empty()) pColumns->vPlaces = std::move(vVertices);
     return pMesh;
 }
 
@@ -375,6 +426,7 @@ bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, b
                             const PointAttributes& attributes) const {
     if (isGlbFile(filename))
         return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : std::vector<Vector3>());
+    if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh);
     if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
@@ -398,7 +450,6 @@ bool Program::isWatched() const {
 
 MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Precision written, Mesh& mesh) {
     const MeshForm held = formOf(filename, bAscii, bBinaryStl, written);
-    const bool bNumbersVertices = (isTriangleFile(filename) && !isStlFile(filename)) || isGlbFile(filename);
     MeshFigures figures;
     std::size_t numExact = 0, numRounded = 0;  // places
     step("measure", [&] {
@@ -411,18 +462,19 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
             vVertices.push_back(*p);
         numExact = numPlaces(vVertices);
         for (Point3& p : vVertices)
-            p = inForm(p, held.form);
+            p = isThreeMfFile(filename) ? inThreeMf(p) : inForm(p, held.form);
         numRounded = numPlaces(vVertices);
-        figures =
-            measureMesh(bNumbersVertices ? numberedVertices(vVertices, vIndices) : unifiedVertices(vVertices, vIndices));
+        figures = measureMesh(numbersVertices(filename) ? numberedVertices(vVertices, vIndices)
+                                                        : unifiedVertices(vVertices, vIndices));
     });
     json["mesh"] = figures.toJson();
     if (numRounded < numExact)
         warn(std::string(held.name) + ", which " + filename + " holds, leaves " + std::to_string(numRounded) + " of " +
              std::to_string(numExact) + " places apart: " +
-             (isListFile(filename) ? ""
-              : bBinaryStl         ? "write without --stl-binary, or "
-                                   : "write with --precision auto, or ") +
+             (isListFile(filename)      ? ""
+              : bBinaryStl              ? "write without --stl-binary, or "
+              : isThreeMfFile(filename) ? "scale a tiny mesh up, or "
+                                        : "write with --precision auto, or ") +
              "move the points to the origin");
     return figures;
 }

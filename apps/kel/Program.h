@@ -7,20 +7,16 @@
 #include <CLI/CLI.hpp>
 #include <functional>
 #include <nlohmann/json.hpp>
-#include <stdexcept>
 #include <string>
 #include <vector>
 
+#include "Failure.h"
+#include "GltfFile.h"
 #include "MeshAnalysis.h"
 #include "Pipes.h"
 
 class LibraryText;
-
-/// Ends a command: its text is printed as one line on standard error, and the exit status is 1.
-class Failure : public std::runtime_error {
-public:
-    using std::runtime_error::runtime_error;
-};
+struct CarriedColumns;
 
 /// One run of one command: its common options and its report.
 ///
@@ -73,10 +69,12 @@ public:
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each
-    /// place.
-    IndexedTriangles readIndexedTriangles(const std::string& filename, bool bJoin);
+    /// place. pAttributes: gets what the vertices of the file carry, in its order; null where nobody wants it.
+    IndexedTriangles readIndexedTriangles(const std::string& filename, bool bJoin,
+                                          TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or no triangle is left.
-    TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true);
+    /// pColumns: gets what the vertices of the file carry; null where nobody wants it.
+    TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true, CarriedColumns* pColumns = nullptr);
     /// Writes points and prints how many. bAscii: the form of a .ply file, here and below.
     /// attributes: what they carry, as far as the format can hold it; here and below.
     void writePoints(std::string filename, std::vector<TARN_KEL::Point3>& vPoints, bool bAscii = false,
@@ -105,6 +103,11 @@ private:
     /// A step whose work returns whether it succeeded. When it didn't, fails with one line: that text and the library's own
     /// last line.
     void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
+    /// Reads a mesh as the file numbers its vertices, which must be none before. False, or Failure, when it can't be read.
+    bool readNumbered(const std::string& filename, std::vector<TARN_KEL::Point3>& vVertices, std::vector<int>& vIndices,
+                      TARN_KEL::PointAttributes* pAttributes) const;
+    /// The content of a glTF file, with its warnings said.
+    GltfContent readGltfFile(const std::string& filename) const;
     void requireOutput(const std::string& filename, const std::string& input) const;
     /// Adds the number to the report. Fails when it is 0.
     void noteTriangles(const std::string& filename, std::size_t numTriangles);

@@ -87,10 +87,11 @@ struct PointAttributes {
 
 /// Reads points and what they carry, from a file of any format that has points.
 ///
-/// Columns come from PLY (all properties of vertices that aren't lists), LAS (intensity, classification and colour), PCD
-/// (all fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns
-/// with numbers) and OBJ (the colour); from other formats there are none. A column of zeros alone in a LAS file is one that
-/// isn't known and left out. Some names become those that PointAttributes knows: "normal_x" is "nx", and so on; "r", "g" and
+/// Columns come from PLY (all properties of vertices that aren't lists), LAS (all that its points have but waves), PCD (all
+/// fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns with
+/// numbers), OBJ (the colour) and text (six columns of which the last three can only be a colour of whole numbers from 0 to
+/// 255, or a normal of length 1); from other formats there are none. A column of zeros alone in a LAS file is one that isn't
+/// known and left out. Some names become those that PointAttributes knows: "normal_x" is "nx", and so on; "r", "g" and
 /// "b" are channels where all three are there. Beyond 256 columns of a file the rest is left out, after a message.
 ///
 /// Points of several files are read one file after the other. A column that a file lacks has no known values for its points;
@@ -118,6 +119,17 @@ bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, Po
 bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
                     std::size_t& numOthers, PointAttributes& attributes);
 
+/// Reads a mesh as the file numbers its vertices, with what they carry. Columns come from PLY and OBJ.
+///
+/// @param filename         a file whose meshFormat() isn't NONE
+/// @param[out] vVertices   all vertices of the file, used or not; must be empty
+/// @param[out] vIndices    three positions in vVertices per triangle, counted from 0; appended
+/// @param[out] attributes  a row for each vertex, or no column; must be empty; unchanged on failure
+/// @return false, after a message, when the file can't be read
+/// @throws KelBugException when vVertices or attributes isn't empty
+bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                        PointAttributes& attributes);
+
 // ---- From points to vertices --------------------------------------------------------------------------------------------
 
 /// Gives the vertices of a mesh what the points carry of which it was made.
@@ -125,7 +137,8 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
 /// A point belongs to the vertex that is nearest to it, if that is at most a length away; of equally near ones to the first.
 /// Vertices at one place have the same points. The known values of its points make that of a vertex, by the kind of the
 /// column: see AttributeKind. A vertex without points, such as one in a closed hole, has the values of the nearest vertex
-/// that has some. Where no vertex has points each point belongs to the nearest vertex, however far.
+/// that has some; one whose points have no known colour has that of the nearest vertex with a colour. Where no vertex has
+/// points each point belongs to the nearest vertex, however far.
 ///
 /// Any mesh and any cloud will do, so call this after all steps on the mesh. Points that aren't finite count nowhere, and
 /// outliers don't either. The order of the points has no influence, but on the last digits of means.

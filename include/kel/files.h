@@ -1,8 +1,9 @@
 // Reading and writing points, triangle soups and meshes.
 //
 // The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj and .off
-// (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las and .pcd, which are
-// recognised by their first bytes, too, and from .pts, .ptx and .csv; writePoints_LAS() writes .las.
+// (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las, .pcd, .pts, .ptx and
+// .csv; writePoints_LAS() writes .las. readPointFile(), readTriangles_auto() and readMesh_auto() know a .ply, .las, .pcd,
+// .off and .stl by its content, whatever its name; a message says so where the name stands for another format.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false. Readers of .xyz, .txt,
 // .asc, .bin and .stl leave in the vector what they read before the failure; all others leave the vector as it was. Writers
@@ -62,11 +63,11 @@ enum class PointFormat {
     OFF     ///< The vertices of an OFF mesh.
 };
 
-/// The format as which readPointFile() reads a file: LAS or PCD if the file begins with their signature, else the one of
-/// its extension.
+/// The format as which readPointFile() reads a file: by its first bytes if it is PLY, LAS, PCD, OFF or STL, else by its
+/// extension.
 ///
-/// @param filename  the name of the file; if there is none of that name its extension decides
-/// @return the format
+/// @param filename  the name of the file; if no regular file has that name its extension decides
+/// @return the format; NONE for an STL
 PointFormat pointFormat(const std::string& filename);
 
 /// Reads points from a file of any format that has some.
@@ -221,10 +222,10 @@ enum class MeshFormat {
     OFF    ///< OFF.
 };
 
-/// How triangles are read from a file.
+/// How triangles are read from a file: by its first bytes if it is PLY, LAS, PCD, OFF or STL, else by its extension.
 ///
-/// @param filename  only its extension matters; the file needn't exist
-/// @return the format
+/// @param filename  the name of the file; if no regular file has that name its extension decides
+/// @return the format; NONE for a LAS and a PCD
 MeshFormat meshFormat(const std::string& filename);
 
 /// Reads the triangles of a file of any format that has some.
@@ -287,6 +288,18 @@ bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoint
 /// @return the mesh; null, after a message, when the file can't be read, has another extension, or no triangle is left
 /// @cost O(n log n); k flat triangles around one vertex cost O(k^2)
 MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0, bool bJoin = true);
+
+/// Makes a mesh of triangles in memory, as readMesh_auto() does of those in a file.
+///
+/// @param vVertices  the vertices, used or not
+/// @param vIndices   three positions in vVertices per triangle, counted from 0
+/// @param sideLen    as above
+/// @param bJoin      true makes vertices with exactly equal coordinates one
+/// @return the mesh; null, after a message, when no triangle is left
+/// @throws KelBugException when there is no vertex for an index, or their number isn't a multiple of three
+/// @cost O(n log n)
+MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen = 0,
+                 bool bJoin = true);
 
 /// Writes a mesh to a PLY, STL or Geomview file.
 ///

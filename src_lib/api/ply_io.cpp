@@ -319,15 +319,17 @@ void describeVertices(std::vector<Triple>& vVertex, Type type, PlyFile& file) {
                                    reinterpret_cast<std::uint8_t*>(vVertex.data()), Type::INVALID, 0);
 }
 
-/// Whole numbers of 64 bits as a type that PLY has.
-TARN_KEL::AttributeValues inPlyType(const std::vector<std::int64_t>& vValue) {
+/// What whole numbers of 64 bits become, which PLY doesn't have.
+using NarrowValues = std::variant<std::vector<std::int32_t>, std::vector<std::uint32_t>, std::vector<double>>;
+
+NarrowValues inPlyType(const std::vector<std::int64_t>& vValue) {
     const auto extremes = std::minmax_element(vValue.begin(), vValue.end());
     const auto fit = [&](auto type) {
         using T = decltype(type);
         return vValue.empty() || (*extremes.first >= std::int64_t{std::numeric_limits<T>::min()} &&
                                   *extremes.second <= std::int64_t{std::numeric_limits<T>::max()});
     };
-    const auto converted = [&](auto type) {
+    const auto converted = [&](auto type) -> NarrowValues {
         std::vector<decltype(type)> v(vValue.size());
         std::transform(vValue.begin(), vValue.end(), v.begin(), [](auto i) { return static_cast<decltype(type)>(i); });
         return v;
@@ -336,7 +338,7 @@ TARN_KEL::AttributeValues inPlyType(const std::vector<std::int64_t>& vValue) {
     if (fit(std::uint32_t{})) return converted(std::uint32_t{});
     return converted(double{});
 }
-TARN_KEL::AttributeValues inPlyType(const std::vector<std::uint64_t>& vValue) {
+NarrowValues inPlyType(const std::vector<std::uint64_t>& vValue) {
     const bool bFit = std::all_of(vValue.begin(), vValue.end(),
                                   [](std::uint64_t i) { return i <= std::numeric_limits<std::uint32_t>::max(); });
     if (bFit) return std::vector<std::uint32_t>(vValue.begin(), vValue.end());
@@ -346,6 +348,7 @@ TARN_KEL::AttributeValues inPlyType(const std::vector<std::uint64_t>& vValue) {
 template <typename T>
 constexpr Type plyType() {
     if constexpr (std::is_floating_point_v<T>) return sizeof(T) == sizeof(float) ? Type::FLOAT32 : Type::FLOAT64;
+    static_assert(std::is_floating_point_v<T> || sizeof(T) <= sizeof(std::int32_t));
     constexpr bool SIGNED = std::is_signed_v<T>;
     if constexpr (sizeof(T) == 1) return SIGNED ? Type::INT8 : Type::UINT8;
     if constexpr (sizeof(T) == 2) return SIGNED ? Type::INT16 : Type::UINT16;
@@ -360,10 +363,9 @@ std::string plyName(std::string name) {
 }
 
 /// Has columns written behind the coordinates. vOwn: keeps values of another type until then.
-void describeAttributes(const PointAttributes& attributes, std::list<TARN_KEL::AttributeValues>& vOwn, PlyFile& file) {
+void describeAttributes(const PointAttributes& attributes, std::list<NarrowValues>& vOwn, PlyFile& file) {
     const auto describe = [&file](const std::string& name, const auto& vValue) {
         using T = TARN_KEL::ValueOf<decltype(vValue)>;
-        if constexpr (!std::is_floating_point_v<T> && sizeof(T) == sizeof(std::int64_t)) return;
         file.setTextDigits(std::numeric_limits<T>::max_digits10);
         file.add_properties_to_element("vertex", {name}, plyType<T>(), vValue.size(),
                                        const_cast<std::uint8_t*>(  // which only reads it
@@ -395,7 +397,7 @@ bool writeGeometry(geometry& geo, bool bFaces, const std::string& filename, bool
         const bool bExact = !geo.exactVertices.empty();
         bExact ? describeVertices(geo.exactVertices, Type::FLOAT64, file)
                : describeVertices(geo.vertices, Type::FLOAT32, file);
-        std::list<TARN_KEL::AttributeValues> vOwn;
+        std::list<NarrowValues> vOwn;
         describeAttributes(attributes, vOwn, file);
         if (bFaces)
             file.add_properties_to_element("face", {"vertex_indices"}, Type::UINT32, geo.faces.size(),
@@ -426,18 +428,7 @@ bool readPly(const std::string& filename, bool bPointsOnly, std::vector<Point3>&
 }
 
 bool readPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-    ASSEX(vVertices.empty());
-    const std::size_t numBefore = vIndices.size();
-    const bool bRead = readContent(filename, false, [&](const Content& content) {
-        appendVertices(content, vVertices);
-        vIndices.reserve(vIndices.size() + 3 * content.pFaces->count);
-        visitCorners(*content.pFaces, vVertices.size(), [&](std::size_t i) { vIndices.push_back(toIndex(i)); });
-    });
-    if (!bRead) {
-        vVertices.clear();
-        vIndices.resize(numBefore);
-    }
-    return bRead;
+    return TARN_KEL::readMeshPly(filename, vVertices, vIndices, nullptr);
 }
 
 bool writePly(RMesh* pRMesh, const std::string& filename, bool bAscii) {
@@ -482,6 +473,24 @@ bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, At
     };
     const bool bRead = PLY::readContent(filename, true, take, pAttributes);
     if (!bRead) vPoints.resize(numBefore);
+    return bRead;
+}
+
+bool readMeshPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                 AttributeColumns* pAttributes) {
+    ASSEX(vVertices.empty());
+    const std::size_t numBefore = vIndices.size();
+    const auto take = [&](const PLY::Content& content) {
+        PLY::appendVertices(content, vVertices);
+        vIndices.reserve(vIndices.size() + 3 * content.pFaces->count);
+        PLY::visitCorners(*content.pFaces, vVertices.size(), [&](std::size_t i) { vIndices.push_back(PLY::toIndex(i)); });
+        if (pAttributes != nullptr) PLY::takeAttributes(content, *pAttributes);
+    };
+    const bool bRead = PLY::readContent(filename, false, take, pAttributes);
+    if (!bRead) {
+        vVertices.clear();
+        vIndices.resize(numBefore);
+    }
     return bRead;
 }
 

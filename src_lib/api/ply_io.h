@@ -23,4 +23,7 @@ bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string
 /// Appends the vertices of a file, as readPly() does. pAttributes: gets their other properties; null where nobody wants
 /// them.
 bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes);
+/// Reads a mesh as readPly() does. pAttributes: gets the other properties of the vertices; null where nobody wants them.
+bool readMeshPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+                 AttributeColumns* pAttributes);
 }  // namespace TARN_KEL

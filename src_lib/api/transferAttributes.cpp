@@ -70,21 +70,29 @@ VertexPlaces placesOf(const std::vector<Point3*>& vVertices) {
 class PointsOfPlaces {
 public:
     /// There must be a place.
-    PointsOfPlaces(const std::vector<Point3>& vPlace, const std::vector<Point3>& vPoints, double reach) {
+    /// vPlace_: must outlive this object.
+    PointsOfPlaces(const std::vector<Point3>& vPlace_, const std::vector<Point3>& vPoints, double reach) : vPlace(vPlace_) {
         const PointTree tree(vPlace);
         std::vector<std::uint32_t> vOwner = ownersOf(vPoints, tree, reach);
         if (std::all_of(vOwner.begin(), vOwner.end(), [](std::uint32_t place) { return place == NOWHERE; }))
             vOwner = ownersOf(vPoints, tree, std::numeric_limits<double>::infinity());
         gather(vOwner, vPlace.size());
-        findSources(vPlace);
+        vSource = sourcesWhere([this](std::uint32_t place) { return !of(place).empty(); });
     }
 
     std::size_t numPlaces() const { return vFirst.size() - 1; }
     std::span<const std::uint32_t> of(std::size_t place) const {
         return {vPoint.data() + vFirst[place], vFirst[place + 1] - vFirst[place]};
     }
-    /// The place itself, or, when it has no points, the nearest one that has some; NOWHERE when none has.
-    std::uint32_t sourceOf(std::size_t place) const { return vSource[place]; }
+    /// For each place itself, or, when it has no points, the nearest one that has some; NOWHERE when none has.
+    const std::vector<std::uint32_t>& sources() const { return vSource; }
+    /// The same for the places that are wanted, in place of those with points. vWanted: not 0 for each of them.
+    std::vector<std::uint32_t> sourcesAmong(const std::vector<unsigned char>& vWanted) const {
+        const auto isWanted = [&](std::uint32_t place) { return vWanted[place] != 0; };
+        for (std::uint32_t place = 0; place < vPlace.size(); ++place)
+            if (!isWanted(place) && !of(place).empty()) return sourcesWhere(isWanted);
+        return vSource;
+    }
 
 private:
     static std::vector<std::uint32_t> ownersOf(const std::vector<Point3>& vPoints, const PointTree& tree, double reach) {
@@ -109,29 +117,32 @@ private:
             if (vOwner[i] != NOWHERE) vPoint[vNext[vOwner[i]]++] = static_cast<std::uint32_t>(i);
     }
 
-    void findSources(const std::vector<Point3>& vPlace) {
-        std::vector<std::uint32_t> vOwning, vOrphan;
+    /// isSource: bool(place).
+    template <typename IsSource>
+    std::vector<std::uint32_t> sourcesWhere(const IsSource& isSource) const {
+        std::vector<std::uint32_t> vOwning, vOrphan, vFound(vPlace.size());
         std::vector<Point3> vOwningPlace;
-        vSource.resize(vPlace.size());
         for (std::uint32_t i = 0; i < vPlace.size(); ++i) {
-            vSource[i] = i;
-            if (of(i).empty()) {
+            vFound[i] = i;
+            if (!isSource(i)) {
                 vOrphan.push_back(i);
                 continue;
             }
             vOwning.push_back(i);
             vOwningPlace.push_back(vPlace[i]);
         }
-        if (vOrphan.empty()) return;
-        if (vOwning.empty()) return vSource.assign(vPlace.size(), NOWHERE);
+        if (vOrphan.empty()) return vFound;
+        if (vOwning.empty()) return std::vector<std::uint32_t>(vPlace.size(), NOWHERE);
         const PointTree tree(vOwningPlace);
         const auto find = [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i)
-                vSource[vOrphan[i]] = vOwning[tree.nearestTo(vPlace[vOrphan[i]])];
+                vFound[vOrphan[i]] = vOwning[tree.nearestTo(vPlace[vOrphan[i]])];
         };
         forChunks_MT(vOrphan.size(), find, MIN_PARALLEL);
+        return vFound;
     }
 
+    const std::vector<Point3>& vPlace;
     std::vector<std::size_t> vFirst;     // of the points of each place, and one behind the last
     std::vector<std::uint32_t> vPoint;   // by place
     std::vector<std::uint32_t> vSource;  // by place
@@ -196,7 +207,8 @@ public:
 
     T mean(const std::vector<T>& v) const {
         const double first = light(v.front());
-        const double number = numberOf(first + meanBeyondFirst(v, [&](T value) { return light(value) - first; })) * MOST;
+        const double number =
+            colourOfLight(first + meanBeyondFirst(v, [&](T value) { return light(value) - first; })) * MOST;
         if constexpr (std::is_integral_v<T>)
             return amongValues(nearestInt<T>(number), v);
         else
@@ -206,9 +218,6 @@ public:
 private:
     static constexpr double MOST = std::is_integral_v<T> ? static_cast<double>(std::numeric_limits<T>::max()) : 1.0;
 
-    static double numberOf(double light) {
-        return light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
-    }
     double light(T value) const {
         if constexpr (std::is_integral_v<T>)
             return vLight[value];
@@ -285,7 +294,7 @@ public:
                     std::vector<T> vOfPlace(vMean.size());
                     for (std::size_t i = 0; i < vMean.size(); ++i)
                         vOfPlace[i] = static_cast<T>(vMean[i].getCartesian(static_cast<int>(axis)));
-                    return onVertices(given[axis]->name, vOfPlace, vKnown);
+                    return onVertices(given[axis]->name, vOfPlace, vKnown, points.sources());
                 },
                 given[axis]->values);
         return made;
@@ -297,14 +306,17 @@ private:
         if (kind == AttributeKind::CLASS) return columnBy(given, vValue, [](std::vector<T>& v) { return mostFrequent(v); });
         if constexpr (std::is_floating_point_v<T> || std::is_same_v<T, std::uint8_t> || std::is_same_v<T, std::uint16_t>) {
             if (kind == AttributeKind::COLOUR)
-                return columnBy(given, vValue, [light = Light<T>()](std::vector<T>& v) { return light.mean(v); });
+                return columnBy(
+                    given, vValue, [light = Light<T>()](std::vector<T>& v) { return light.mean(v); }, true);
         }
         return columnBy(given, vValue, [](std::vector<T>& v) { return meanNumber(v); });
     }
 
-    /// mean: T(std::vector<T>&), of values that it may reorder.
+    /// mean: T(std::vector<T>&), of values that it may reorder. bBorrow: a place whose points have no known value has that
+    /// of the nearest one with a value, as an unknown colour would be black for most programs.
     template <typename T, typename Mean>
-    AttributeColumn columnBy(const AttributeColumn& given, const std::vector<T>& vValue, const Mean& mean) const {
+    AttributeColumn columnBy(const AttributeColumn& given, const std::vector<T>& vValue, const Mean& mean,
+                             bool bBorrow = false) const {
         std::vector<T> vMean(points.numPlaces());
         std::vector<unsigned char> vKnown(points.numPlaces(), 0);
         const auto isKnown = [&](std::uint32_t i) {
@@ -325,17 +337,18 @@ private:
             }
         };
         forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
-        return onVertices(given.name, vMean, vKnown);
+        return onVertices(given.name, vMean, vKnown, bBorrow ? points.sourcesAmong(vKnown) : points.sources());
     }
 
+    /// vSource: where each place has its value from.
     template <typename T>
     AttributeColumn onVertices(const std::string& name, const std::vector<T>& vOfPlace,
-                               const std::vector<unsigned char>& vKnown) const {
+                               const std::vector<unsigned char>& vKnown, const std::vector<std::uint32_t>& vSource) const {
         AttributeColumn column{name, {}, {}};
         std::vector<T> vValue(vPlaceOfVertex.size(), unknownValue<T>());
         for (std::size_t i = 0; i < vValue.size(); ++i) {
             const std::uint32_t place = vPlaceOfVertex[i];
-            const std::uint32_t source = place != NOWHERE ? points.sourceOf(place) : NOWHERE;
+            const std::uint32_t source = place != NOWHERE ? vSource[place] : NOWHERE;
             if (source != NOWHERE && vKnown[source] != 0) {
                 vValue[i] = vOfPlace[source];
             } else if (std::is_integral_v<T>) {

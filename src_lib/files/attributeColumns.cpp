@@ -373,6 +373,11 @@ std::size_t AttributeColumns::add(std::string_view name, AttributeValues values)
     return vColumn.size() - 1;
 }
 
+void AttributeColumns::reserve(std::size_t numRows) {
+    for (AttributeColumn& column : vColumn)
+        std::visit([numRows](auto& vValue) { vValue.reserve(vValue.size() + numRows); }, column.values);
+}
+
 void AttributeColumns::appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num) {
     std::visit(
         [&](auto& vValue) {
@@ -468,10 +473,14 @@ void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
         convertTo<std::uint8_t>(vColumn[column]);
 }
 
-void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns) {
-    const auto isZero = [this](std::size_t column) {
+void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns, int other) {
+    const auto isZero = [&](std::size_t column) {
         return std::visit(
-            [](const auto& v) { return std::all_of(v.begin(), v.end(), [](auto value) { return value == 0; }); },
+            [other](const auto& v) {
+                using T = ValueOf<decltype(v)>;
+                return std::all_of(v.begin(), v.end(),
+                                   [other](T value) { return value == 0 || value == static_cast<T>(other); });
+            },
             vColumn[column].values);
     };
     if (!std::all_of(vColumns.begin(), vColumns.end(), isZero)) return;
@@ -497,6 +506,10 @@ void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std
     for (AttributeColumn& column : file.vColumns) {
         const auto it = std::find_if(attributes.vColumns.begin(), attributes.vColumns.end(),
                                      [&](const auto& older) { return older.name == column.name; });
+        if (it == attributes.vColumns.end() && numBefore == 0) {  // without a copy, which takes as long as reading
+            attributes.vColumns.push_back(std::move(column));
+            continue;
+        }
         AttributeColumn& older = it != attributes.vColumns.end() ? *it : attributes.vColumns.emplace_back(emptyLike(column));
         fillColumn(older, numBefore);
         appendColumn(older, column);

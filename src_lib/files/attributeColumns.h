@@ -77,6 +77,8 @@ public:
         vColumn.clear();
     }
 
+    /// Makes room for so many more rows in all columns, once it is sure that they are there.
+    void reserve(std::size_t numRows);
     /// Appends values that lie as bytes, the low one first, a stride apart.
     void appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num);
     /// Appends the value of a text; an unknown one where it is none of the column's type.
@@ -95,8 +97,8 @@ public:
     void chooseTypes();
     /// Gives columns of unsigned numbers of two bytes one, when all their values fit.
     void narrowBytes(const std::vector<std::size_t>& vColumns);
-    /// Drops columns when all of them have no value but 0. vColumns: ascending.
-    void dropIfZero(const std::vector<std::size_t>& vColumns);
+    /// Drops columns when all of them have no value but 0, or another one that says as little. vColumns: ascending.
+    void dropIfZero(const std::vector<std::size_t>& vColumns, int other = 0);
 
 private:
     std::size_t size(std::size_t column) const { return vColumn[column].size(); }
@@ -118,6 +120,11 @@ void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std
 /// The linear light of a colour's channel in sRGB, both from 0 to 1.
 inline double linearLight(double number) {
     return number <= 0.04045 ? number / 12.92 : std::pow((number + 0.055) / 1.055, 2.4);
+}
+
+/// The channel that has a linear light: the reverse.
+inline double colourOfLight(double light) {
+    return light <= 0.0031308 ? light * 12.92 : 1.055 * std::pow(light, 1.0 / 2.4) - 0.055;
 }
 
 /// Calls use(column, value of full brightness) for red, green and blue in turn, when there is a colour.

@@ -11,8 +11,8 @@
 //
 // Whatever the header says, no more is reserved than the file has points, and coordinates are finite.
 //
-// What is written is version 1.2, format 0, or 2 with colours: those that every program reads. Steps are powers of ten, so
-// that the decimals of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
+// What is written is version 1.2, format 0, or 1 to 3 with times and colours: those that every program reads. Steps are
+// powers of ten, so that the decimals of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
 #include "las_io.h"
 
 #include <algorithm>
@@ -49,9 +49,11 @@ constexpr std::size_t WITH_NEW_COUNT = 4;  // the minor version
 constexpr std::array<std::size_t, 11> RECORD_LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 constexpr unsigned FIRST_NEW_FORMAT = 6;
 constexpr std::size_t INTENSITY = 12;  // in a point, like the next ones
-constexpr std::size_t OLD_CLASS = 15, NEW_CLASS = 16;
-/// Where the three numbers of the colour begin, by the format; 0 where there is none.
+constexpr std::size_t RETURNS = 14, OLD_CLASS = 15, NEW_CLASS = 16;
+/// Where the three numbers of the colour, the time and the near infrared begin, by the format; 0 where there is none.
 constexpr std::array<std::size_t, 11> COLOURS{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
+constexpr std::array<std::size_t, 11> TIMES{0, 20, 0, 20, 20, 20, 22, 22, 22, 22, 22};
+constexpr std::array<std::size_t, 11> INFRARED{0, 0, 0, 0, 0, 0, 0, 0, 36, 0, 36};
 constexpr unsigned COMPRESSED = 0xC0;  // bits that compressors set in the format
 
 /// What the header says about the points.
@@ -60,8 +62,8 @@ struct PointLayout {
     std::size_t first = 0;   ///< byte of the file
     std::size_t length = 0;  ///< bytes from point to point
     std::size_t classByte = 0;
-    unsigned classMask = 0;      ///< the bits of that byte that are the class; old formats have flags in the others
-    std::size_t colourByte = 0;  ///< 0 where there is none
+    unsigned classMask = 0;  ///< the bits of that byte that are the class; old formats have flags in the others
+    unsigned format = 0;
     std::array<double, 3> aScale{}, aOffset{};
 };
 
@@ -148,7 +150,7 @@ PointLayout readLayout(BlockReader& reader) {
     layout.numPoints = numPointsOf(pHeader, minor);
     const unsigned format = byteAt(pHeader, POINT_FORMAT);
     const bool bOldFormat = format < FIRST_NEW_FORMAT;
-    layout.colourByte = COLOURS[format];
+    layout.format = format;
     layout.classByte = bOldFormat ? OLD_CLASS : NEW_CLASS;
     layout.classMask = bOldFormat ? 0x1F : 0xFF;
     for (std::size_t axis = 0; axis < 3; ++axis)
@@ -177,48 +179,88 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
 class LasAttributes {
 public:
     /// pColumns: null where nobody wants them.
-    LasAttributes(const PointLayout& layout_, AttributeColumns* pColumns_) : layout(layout_), pColumns(pColumns_) {
+    LasAttributes(const PointLayout& layout, AttributeColumns* pColumns_) : length(layout.length), pColumns(pColumns_) {
         if (pColumns == nullptr) return;
-        const auto add = [this](const char* name, AttributeValues values, std::size_t byte) {
-            vField.push_back({pColumns->add(name, std::move(values)), byte});
-        };
-        add("intensity", std::vector<std::uint16_t>(), INTENSITY);
-        add("classification", std::vector<std::uint8_t>(), layout.classByte);
-        if (layout.colourByte == 0) return;
-        std::size_t byte = layout.colourByte;
+        const std::size_t format = layout.format;
+        const bool bOld = format < FIRST_NEW_FORMAT;
+        const unsigned countBits = bOld ? 3 : 4, countMask = bOld ? 0x7 : 0xF;
+        add<std::uint16_t>("intensity", INTENSITY);
+        add<std::uint8_t>("classification", layout.classByte, 0, layout.classMask);
+        firstReturn = vField.size();
+        add<std::uint8_t>("return_number", RETURNS, 0, countMask);
+        add<std::uint8_t>("number_of_returns", RETURNS, countBits, countMask);
+        bOld ? add<std::int8_t>("scan_angle", 16) : add<std::int16_t>("scan_angle", 18);
+        add<std::uint8_t>("user_data", 17);
+        add<std::uint16_t>("point_source_id", bOld ? 18 : 20);
+        if (TIMES[format] != 0) add<double>("gps_time", TIMES[format]);
+        if (INFRARED[format] != 0) add<std::uint16_t>("nir", INFRARED[format]);
+        firstColour = vField.size();
+        if (COLOURS[format] == 0) return;
+        std::size_t byte = COLOURS[format];
         for (const char* name : {"red", "green", "blue"}) {
-            add(name, std::vector<std::uint16_t>(), byte);
+            add<std::uint16_t>(name, byte);
             byte += sizeof(std::uint16_t);
         }
     }
 
+    void reserve(std::size_t numPoints) {
+        if (pColumns != nullptr) pColumns->reserve(numPoints);
+    }
+
     void take(const char* pFirst, std::uint64_t numRecords) {
-        for (const Field& field : vField)
-            pColumns->appendBytes(field.column, pFirst + field.byte, layout.length, numRecords);
+        for (std::size_t i = 0; i < vField.size(); ++i)
+            pColumns->appendBytes(i, pFirst + vField[i].byte, length, numRecords);
     }
 
     /// Leaves out what isn't known. Many writers put colours of 8 bits a channel into the 16 bits.
     void finish() {
         if (pColumns == nullptr) return;
-        std::vector<AttributeColumn>& vColumn = pColumns->columns();
-        for (std::uint8_t& number : std::get<std::vector<std::uint8_t>>(vColumn[1].values))
-            number = static_cast<std::uint8_t>(number & layout.classMask);
-        if (layout.colourByte != 0) {
-            pColumns->narrowBytes({2, 3, 4});
-            pColumns->dropIfZero({2, 3, 4});
+        for (std::size_t i = 0; i < vField.size(); ++i)
+            takeBits(vField[i], pColumns->columns()[i]);
+        if (firstColour < vField.size()) {
+            const std::vector<std::size_t> vColour{firstColour, firstColour + 1, firstColour + 2};
+            pColumns->narrowBytes(vColour);
+            pColumns->dropIfZero(vColour);
         }
-        pColumns->dropIfZero({1});
-        pColumns->dropIfZero({0});
+        for (std::size_t i = firstColour; i-- > firstReturn + 2;)
+            pColumns->dropIfZero({i});
+        pColumns->dropIfZero({firstReturn, firstReturn + 1}, 1);  // the only return of each pulse
+        for (std::size_t i = firstReturn; i-- > 0;)
+            pColumns->dropIfZero({i});
     }
 
 private:
+    /// The one of that number among the columns.
     struct Field {
-        std::size_t column, byte;
+        std::size_t byte;
+        unsigned shift, mask;  ///< the bits of a byte that it has; mask 0: all
     };
 
-    const PointLayout& layout;
+    template <typename T>
+    void add(const char* name, std::size_t byte, unsigned shift = 0, unsigned mask = 0) {
+        pColumns->add(name, std::vector<T>());
+        vField.push_back({byte, shift, mask});
+    }
+
+    static void takeBits(const Field& field, AttributeColumn& column) {
+        constexpr float DEGREES = 0.006F;  // a step of the angle in new formats; in old ones it is a degree
+        if (field.mask != 0)
+            for (std::uint8_t& number : std::get<std::vector<std::uint8_t>>(column.values))
+                number = static_cast<std::uint8_t>((number >> field.shift) & field.mask);
+        if (const auto* const pSteps = std::get_if<std::vector<std::int16_t>>(&column.values)) {
+            std::vector<float> vAngle;
+            vAngle.reserve(pSteps->size());
+            for (const std::int16_t steps : *pSteps)
+                vAngle.push_back(static_cast<float>(steps) * DEGREES);
+            column.values = std::move(vAngle);
+        }
+    }
+
+    const std::size_t length;  // bytes from point to point
     AttributeColumns* pColumns;
     std::vector<Field> vField;
+    std::size_t firstReturn = 0;  // and behind it how many there were
+    std::size_t firstColour = 0;  // behind the last column when there is none
 };
 
 void appendRun(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints,
@@ -228,13 +270,14 @@ void appendRun(const char* p, std::uint64_t numRecords, const PointLayout& layou
         vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
 }
 
-/// isWanted: bool(const char* pRecord).
+/// isWanted: bool(const char* pRecord). bAllThere: the file has all its points, and all of them may be wanted.
 template <typename IsWanted>
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, AttributeColumns* pColumns,
-                  const IsWanted& isWanted) {
+                  bool bAllThere, const IsWanted& isWanted) {
     if (!reader.skipFar(layout.first))
         refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
     LasAttributes attributes(layout, pColumns);
+    if (bAllThere) attributes.reserve(layout.numPoints);
     const auto append = [&](const char* p, std::uint64_t numHere) {
         const char* const end = p + numHere * layout.length;
         for (const char* pRun = p; p != end;) {
@@ -257,7 +300,7 @@ void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point
         requireLength(*fileLength, layout);
         vPoints.reserve(vPoints.size() + layout.numPoints);
     }
-    appendPoints(reader, layout, vPoints, pColumns, [](const char*) { return true; });
+    appendPoints(reader, layout, vPoints, pColumns, file.size().has_value(), [](const char*) { return true; });
 }
 
 /// Returns how many points are of other classes.
@@ -266,7 +309,7 @@ std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const Las
     const PointLayout layout = readLayout(reader);
     if (file.size()) requireLength(*file.size(), layout);
     std::size_t numOthers = 0;
-    appendPoints(reader, layout, vPoints, pColumns, [&](const char* pRecord) {
+    appendPoints(reader, layout, vPoints, pColumns, false, [&](const char* pRecord) {
         const bool bWanted = aWanted[byteAt(pRecord, layout.classByte) & layout.classMask];
         numOthers += bWanted ? 0 : 1;
         return bWanted;
@@ -360,12 +403,18 @@ std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& a
     return header;
 }
 
-/// What a record holds beside the place: numbers of one or two bytes.
+/// What a record holds beside the place: numbers of one or two bytes, or a double.
 struct WrittenField {
     const AttributeColumn* pColumn;
     std::size_t byte, width;
     double factor;  ///< to the unit of the file
 };
+
+constexpr std::size_t WITH_TIME = 1, WITH_COLOUR = 2;  // bits of the formats that are written
+
+std::size_t formatFor(const PointAttributes& attributes) {
+    return (attributes.find("gps_time") != nullptr ? WITH_TIME : 0) | (attributes.hasColour() ? WITH_COLOUR : 0);
+}
 
 /// Adds a column, which may be null, if all its known values are whole numbers that fit.
 void addField(const AttributeColumn* pColumn, std::size_t byte, std::size_t width, double most,
@@ -392,6 +441,7 @@ std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size
     std::vector<WrittenField> vField;
     addField(attributes.find("intensity"), INTENSITY, 2, MOST, vField);
     addField(findClasses(attributes), OLD_CLASS, 1, MOST_CLASS, vField);
+    if ((format & WITH_TIME) != 0) vField.push_back({attributes.find("gps_time"), TIMES[format], sizeof(double), 1.0});
     std::size_t byte = COLOURS[format];
     forColour(attributes, [&](const AttributeColumn& column, double brightest) {
         vField.push_back({&column, byte, 2, MOST / brightest});
@@ -409,14 +459,13 @@ void warnOfOthers(const std::string& filename, const PointAttributes& attributes
     }
     if (!names.empty())
         warning("writePoints_LAS", filename + ": left out " + names +
-                                       ": what is written is a colour, an intensity of whole numbers up to 65535 and "
-                                       "classes up to 31");
+                                       ": what is written is a colour, a gps_time, an intensity of whole numbers up to "
+                                       "65535 and classes up to 31");
 }
 
 void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis,
                   const std::vector<WrittenField>& vField, std::size_t format, AtomicFile& file) {
-    constexpr std::size_t RETURNS = 14;  // bits: number of the return, from 1, and how many there were
-    constexpr char ONLY_RETURN = 1 | (1 << 3);
+    constexpr char ONLY_RETURN = 1 | (1 << 3);  // bits: number of the return, from 1, and how many there were
     std::string record(RECORD_LENGTHS[format], '\0');
     record[RETURNS] = ONLY_RETURN;
     for (std::size_t row = 0; row < points.size(); ++row) {
@@ -427,6 +476,10 @@ void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 
         for (const auto& [pColumn, byte, width, factor] : vField) {
             const double value = pColumn->isKnown(row) ? pColumn->number(row) : 0.0;
             const auto bits = nearestInt<std::uint16_t>(value * factor);
+            if (width == sizeof value) {
+                storeDouble(&record[byte], value);
+                continue;
+            }
             width == 1 ? storeInt(&record[byte], static_cast<std::uint8_t>(bits)) : storeInt(&record[byte], bits);
         }
         file.write(record);
@@ -454,7 +507,7 @@ std::string writeLas(const std::string& filename, std::span<const Point3> points
     if (!fault.empty()) return fault;
     AtomicFile file(filename);
     const std::array<WrittenAxis, 3> aAxis = axesFor(points);
-    const std::size_t format = attributes.hasColour() ? 2 : 0;
+    const std::size_t format = formatFor(attributes);
     file.write(headerFor(points.size(), aAxis, format));
     const std::vector<WrittenField> vField = fieldsFor(attributes, format);
     writeRecords(points, aAxis, vField, format, file);

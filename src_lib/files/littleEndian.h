@@ -4,6 +4,7 @@
 #include <bit>
 #include <cstddef>
 #include <cstdint>
+#include <cstring>
 #include <type_traits>
 
 namespace TARN_KEL {
@@ -13,6 +14,10 @@ template <typename Int>
 Int loadInt(const char* p) {
     static_assert(std::is_unsigned_v<Int>);
     Int value = 0;
+    if constexpr (std::endian::native == std::endian::little) {  // one move, which compilers don't make of the loop
+        std::memcpy(&value, p, sizeof value);
+        return value;
+    }
     for (std::size_t i = 0; i < sizeof value; ++i)
         value = static_cast<Int>(value | Int{static_cast<unsigned char>(p[i])} << (8 * i));
     return value;

@@ -48,15 +48,24 @@ void offLineOrRefuse(NumberedLines& lines, std::string_view& line, const std::st
     if (!nextOffLine(lines, line)) refuse("ends before " + expected);
 }
 
+constexpr std::string_view KEYWORD = "OFF";
+
+/// Without the letters for what vertices carry, which may be before the keyword.
+std::string_view withoutPrefixes(std::string_view text) {
+    for (const std::string_view prefix : {"ST", "C", "N"})
+        if (text.starts_with(prefix)) text.remove_prefix(prefix.size());
+    return text;
+}
+
 /// Removes the keyword from the first line. What follows are the counts, or nothing.
 void skipKeyword(const NumberedLines& lines, std::string_view& line) {
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
-    for (const std::string_view prefix : {"ST", "C", "N"})
-        if (line.substr(0, prefix.size()) == prefix) line.remove_prefix(prefix.size());
-    if (line.substr(0, 4) == "4OFF" || line.substr(0, 4) == "nOFF" || line.substr(0, 5) == "4nOFF")
-        lines.refuseLine("only vertices with three coordinates are read");
-    if (line.substr(0, 3) != "OFF") lines.refuseLine("expected OFF");
-    line.remove_prefix(3);
+    const std::string_view behindPrefixes = withoutPrefixes(line);
+    for (const std::string_view other : {"4OFF", "nOFF", "4nOFF"})
+        if (behindPrefixes.starts_with(other)) lines.refuseLine("only vertices with three coordinates are read");
+    const std::size_t length = offKeywordLength(line);
+    if (length == 0) lines.refuseLine("expected OFF");
+    line.remove_prefix(length);
     if (WordsLeft(line).next() == "BINARY") lines.refuseLine("only OFF as text is read");
 }
 
@@ -114,6 +123,11 @@ void readOffMesh(NumberedLines& lines, NumberedMesh& mesh) {
 }
 
 }  // namespace
+
+std::size_t offKeywordLength(std::string_view text) {
+    const std::string_view rest = withoutPrefixes(text);
+    return rest.starts_with(KEYWORD) ? text.size() - rest.size() + KEYWORD.size() : 0;
+}
 
 bool readOff(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
     return readMeshText(filename, vVertices, vIndices, readOffMesh);

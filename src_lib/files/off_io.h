@@ -1,7 +1,9 @@
 // Reader of OFF files.
 #pragma once
 
+#include <cstddef>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kel.h"
@@ -10,5 +12,8 @@ namespace TARN_KEL {
 
 /// The same as readObj() for an OFF file.
 bool readOff(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices);
+
+/// How many bytes the word OFF takes at the start of a text, with what may be before it; 0 when it isn't there.
+std::size_t offKeywordLength(std::string_view text);
 
 }  // namespace TARN_KEL

@@ -40,34 +40,21 @@ namespace {
 
 // ---- Numbers as bytes
 
-template <typename Int>
-double loadUnsigned(const char* p) {
-    return static_cast<double>(loadInt<Int>(p));
-}
-template <typename Int>
-double loadSigned(const char* p) {
-    return static_cast<double>(static_cast<std::make_signed_t<Int>>(loadInt<Int>(p)));
-}
-double loadSingle(const char* p) {
-    return loadFloat(p);
-}
-
 struct NumberKind {
     char type;
     std::size_t size;
     double (*load)(const char*);
     AttributeValues (*makeValues)();
 };
-constexpr std::array<NumberKind, 10> NUMBER_KINDS{{{'F', 4, loadSingle, noValues<float>},
-                                                   {'F', 8, loadDouble, noValues<double>},
-                                                   {'I', 1, loadSigned<std::uint8_t>, noValues<std::int8_t>},
-                                                   {'I', 2, loadSigned<std::uint16_t>, noValues<std::int16_t>},
-                                                   {'I', 4, loadSigned<std::uint32_t>, noValues<std::int32_t>},
-                                                   {'I', 8, loadSigned<std::uint64_t>, noValues<std::int64_t>},
-                                                   {'U', 1, loadUnsigned<std::uint8_t>, noValues<std::uint8_t>},
-                                                   {'U', 2, loadUnsigned<std::uint16_t>, noValues<std::uint16_t>},
-                                                   {'U', 4, loadUnsigned<std::uint32_t>, noValues<std::uint32_t>},
-                                                   {'U', 8, loadUnsigned<std::uint64_t>, noValues<std::uint64_t>}}};
+
+template <typename T>
+constexpr NumberKind kindOf(char type) {
+    return {type, sizeof(T), [](const char* p) { return static_cast<double>(loadNumber<T>(p)); }, noValues<T>};
+}
+constexpr std::array<NumberKind, 10> NUMBER_KINDS{
+    {kindOf<float>('F'), kindOf<double>('F'), kindOf<std::int8_t>('I'), kindOf<std::int16_t>('I'), kindOf<std::int32_t>('I'),
+     kindOf<std::int64_t>('I'), kindOf<std::uint8_t>('U'), kindOf<std::uint16_t>('U'), kindOf<std::uint32_t>('U'),
+     kindOf<std::uint64_t>('U')}};
 
 // ---- The header
 
@@ -321,6 +308,7 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
         const std::uint64_t numBytes = *file.size() - std::min(*file.size(), layout.headerLength);
         if (numBytes / layout.recordLength < layout.numPoints) refuse(missingText(layout, numBytes / layout.recordLength));
         vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns != nullptr) pColumns->reserve(layout.numPoints);
     }
     const auto append = [&](const char* p, std::uint64_t numHere) {
         const auto column = [&](const PcdLayout::Coordinate& axis) {

@@ -16,6 +16,7 @@
 #include <array>
 #include <limits>
 
+#include "AffineMap.h"
 #include "attributeColumns.h"
 #include "pointReading.h"
 
@@ -102,9 +103,6 @@ void readPtsPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
 
 // ---- PTX
 
-/// What makes of a point of a scan one of the cloud: the product with three rows, plus the last one.
-using PtxMatrix = std::array<std::array<double, 4>, 4>;
-
 /// The count of a line that was read; two of them have a product in 64 bits.
 std::uint64_t rasterSide(const NumberedLines& lines, std::string_view line, const std::string& what) {
     const std::optional<std::uint64_t> count = countOfLine(line);
@@ -121,28 +119,26 @@ void skipPose(NumberedLines& lines) {
     }
 }
 
-PtxMatrix nextMatrix(NumberedLines& lines) {
-    PtxMatrix matrix{};
-    for (std::size_t i = 0; i < matrix.size(); ++i) {
+/// What makes of a point of a scan one of the cloud. The rows of the file are the columns of the map.
+AffineMap nextMatrix(NumberedLines& lines) {
+    constexpr std::size_t NUM_ROWS = 4;
+    AffineMap map;
+    for (std::size_t i = 0; i < NUM_ROWS; ++i) {
         const std::string expected =
             "row " + std::to_string(i + 1) + " of the matrix, four numbers that end with " + (i < 3 ? "0" : "1");
         std::string_view line;
         nextOrRefuse(lines, line, expected);
         const char* p = line.data();
-        for (double& value : matrix[i]) {
+        std::array<double, NUM_ROWS> aValue{};
+        for (double& value : aValue) {
             p = extractFloat(p, line.data() + line.size(), value);
             if (p == nullptr) lines.refuseLine("expected " + expected);
         }
-        if (matrix[i][3] != (i < 3 ? 0.0 : 1.0)) lines.refuseLine("expected " + expected);
+        if (aValue.back() != (i < 3 ? 0.0 : 1.0)) lines.refuseLine("expected " + expected);
+        for (std::size_t axis = 0; axis < map.aRow.size(); ++axis)
+            map.aRow[axis][i] = aValue[axis];
     }
-    return matrix;
-}
-
-Point3 moved(const Point3& point, const PtxMatrix& m) {
-    const auto at = [&](std::size_t axis) {
-        return point.x() * m[0][axis] + point.y() * m[1][axis] + point.z() * m[2][axis] + m[3][axis];
-    };
-    return {at(0), at(1), at(2)};
+    return map;
 }
 
 void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumns& words) {
@@ -154,11 +150,11 @@ void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
         nextOrRefuse(lines, line, "the number of rows");
         const std::uint64_t numPoints = numColumns * rasterSide(lines, line, "the number of rows");
         skipPose(lines);
-        const PtxMatrix matrix = nextMatrix(lines);
+        const AffineMap map = nextMatrix(lines);
         for (std::uint64_t i = 0; i < numPoints; ++i) {
             const Point3 point = nextPoint(lines, i, numPoints, line);
             if (point == nothing) continue;
-            vPoints.push_back(moved(point, matrix));
+            vPoints.push_back(map(point));
             words.take(line);
         }
     }

@@ -34,7 +34,6 @@ bool contains(std::string_view line, std::string_view word) {
 
 // ---- Binary
 
-constexpr std::size_t HEADER = 84;        // bytes, with the count
 constexpr std::size_t FACET = 50;         // bytes
 constexpr std::size_t FIRST_CORNER = 12;  // behind the normal
 
@@ -44,14 +43,14 @@ bool isControl(char c) {
 }
 
 std::uint64_t lengthFor(std::uint32_t numTriangles) {
-    return HEADER + std::uint64_t{FACET} * numTriangles;
+    return STL_HEADER + std::uint64_t{FACET} * numTriangles;
 }
 
 /// Reads the header in the window of the reader without consuming it.
 bool isBinary(const InputFile& file, BlockReader& reader) {
-    if (!reader.fill(HEADER)) return false;
-    return file.size() == lengthFor(loadInt<std::uint32_t>(reader.begin() + HEADER - 4)) ||
-           std::any_of(reader.begin(), reader.begin() + HEADER, isControl);
+    if (!reader.fill(STL_HEADER)) return false;
+    return (file.size() && isBinaryStl({reader.begin(), reader.size()}, *file.size())) ||
+           std::any_of(reader.begin(), reader.begin() + STL_HEADER, isControl);
 }
 
 void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
@@ -63,10 +62,10 @@ void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
 /// Null, or why it can't be read. Where the length of the file is known nothing is appended then.
 const char* readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr const char* TOO_SHORT = "is too short for its number of triangles";
-    std::uint32_t numLeft = loadInt<std::uint32_t>(reader.begin() + HEADER - 4);
+    std::uint32_t numLeft = loadInt<std::uint32_t>(reader.begin() + STL_HEADER - 4);
     if (file.size() && *file.size() < lengthFor(numLeft)) return TOO_SHORT;
     if (file.size()) vPoints.reserve(vPoints.size() + std::size_t{3} * numLeft);
-    reader.skip(HEADER);
+    reader.skip(STL_HEADER);
     while (numLeft > 0) {
         if (!reader.fill(FACET)) return reader.failed() ? "is unreadable" : TOO_SHORT;
         const auto numHere = static_cast<std::uint32_t>(std::min<std::size_t>(numLeft, reader.size() / FACET));
@@ -140,6 +139,10 @@ const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
 }
 
 }  // namespace
+
+bool isBinaryStl(std::string_view start, std::uint64_t fileLength) {
+    return start.size() >= STL_HEADER && fileLength == lengthFor(loadInt<std::uint32_t>(start.data() + STL_HEADER - 4));
+}
 
 bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
     InputFile file(filename);

@@ -1,7 +1,10 @@
 // Readers of STL files.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "kel.h"
@@ -11,5 +14,10 @@ namespace TARN_KEL {
 /// Does the work of readSTL_ASCII().
 /// bTrianglesOnly: fail also for a loop in a text that doesn't have three corners, or has no end.
 bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints);
+
+inline constexpr std::size_t STL_HEADER = 84;  ///< bytes of a binary file, with its count
+
+/// Whether a file is a binary one by its first bytes, STL_HEADER of them or more, and its length. Conclusive when true.
+bool isBinaryStl(std::string_view start, std::uint64_t fileLength);
 
 }  // namespace TARN_KEL

@@ -71,15 +71,23 @@ const char* extractFloat(const char* p, const char* end, Float& value) {
     return bDanglingExponent ? nullptr : behind;
 }
 
-/// A point from the three numbers at the start of a text; the rest of the text is ignored. Empty when there aren't three.
-inline std::optional<Point3> extractPoint(std::string_view text) {
+/// A point from the three numbers at the start of a text. rest: set to what is behind them. Empty when there aren't three;
+/// rest is unchanged then.
+inline std::optional<Point3> extractPoint(std::string_view text, std::string_view& rest) {
     std::array<double, 3> aValue{};
     const char* p = text.data();
     for (double& value : aValue) {
         p = extractFloat(p, text.data() + text.size(), value);
         if (p == nullptr) return std::nullopt;
     }
+    rest = text.substr(static_cast<std::size_t>(p - text.data()));
     return Point3(aValue[0], aValue[1], aValue[2]);
+}
+
+/// The same; the rest of the text is ignored.
+inline std::optional<Point3> extractPoint(std::string_view text) {
+    std::string_view rest;
+    return extractPoint(text, rest);
 }
 
 /// Extracts a whole decimal number that fits into Int. With an 8-bit type the text is a number too, never a character.

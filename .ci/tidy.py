@@ -11,7 +11,7 @@ import tempfile
 root = pathlib.Path(__file__).resolve().parent.parent
 library = root / "src_lib"
 FOLDERS = [library, *(path for path in library.rglob("*") if path.is_dir())]
-FLAGS = ["-std=c++20", "-xc++", f"-I{root}/include", *(f"-I{folder}" for folder in FOLDERS)]
+FLAGS = ["-std=c++20", "-xc++", "-isystem/usr/include/lib3mf", f"-I{root}/include", *(f"-I{folder}" for folder in FOLDERS)]
 FILTER = rf"--header-filter=^{root}/(apps|include|src_lib)/.*"
 
 

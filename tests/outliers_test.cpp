@@ -205,6 +205,7 @@ TEST(Strays, whatStandsOnASheetStays) {
     for (const double height : {1.3, 1.8, 2.4}) {
         EXPECT_EQ(onSheet({{0.0, 0.0, height}}), 1U) << height;
         EXPECT_EQ(onSheet({{0.0, 0.0, -height}, {0.9, 0.3, -height}}), 2U) << height;
+        EXPECT_EQ(onSheet({{0.6, 0.0, height}, {1.0, 0.1, height}}), 2U) << height << ": no row of two";
         std::vector<Vector3> vPatch, vWire, vSparse;
         for (int i = 0; i < 16; ++i) {
             vPatch.emplace_back(i % 4, i / 4, height);

@@ -639,7 +639,7 @@ TEST_F(ProgramTest, knowsFilesByTheirContent) {
         std::filesystem::remove(folder.path(wrong));
     }
     // What a signature mustn't take: words of texts, and three points whose bytes end as an .stl without triangles does.
-    for (const std::string& text :
+    for (const std::string text :
          {"solid ground\n1 2 3\n", "OFFSET 4\n1 2 3\n", "VERSION of today\n1 2 3\n", "plywood\n1 2 3\n"}) {
         folder.write("p.xyz", text);
         EXPECT_EQ(points("p.xyz"), (std::vector<Point3>{{1, 2, 3}})) << text;

@@ -193,6 +193,22 @@ TEST(Defaults, closeUnevenScansAndKeepTrueBorders) {
     EXPECT_EQ(hall.figures.numPieces, 2U) << "the room and the ball";
 }
 
+TEST(Defaults, closeWindowsThatTheSpacingExplains) {
+    ReconstructOptions options;
+    options.bFit = false;
+    options.maxPinholeEdges = 0;
+    const auto numOpen = [&](double ratio, double width) {
+        std::size_t num = 0;
+        for (const std::uint64_t seed : {1U, 2U, 3U})
+            num += Outcome({"sphere", 20000, 0.0, seed, "varying", ratio, width}, options).figures.numBorderLoops;
+        return num;
+    };
+    EXPECT_EQ(numOpen(1.0, 4.0), 0U);
+    EXPECT_EQ(numOpen(1.0, 8.0), 36U);
+    EXPECT_LE(numOpen(16.0, 4.0), 12U);  // 16 with a limit of 2.7
+    EXPECT_GE(numOpen(16.0, 8.0), 32U);
+}
+
 TEST(Defaults, keepTheSurfaceClearOfStraysNearIt) {
     for (const double distance : {1.0, 2.0, 3.0}) {
         const Outcome outcome({"sphere", 12000, 0.1, 1, "even", 0.0, 0.0, 0.05, "near", distance}, ReconstructOptions{});

@@ -1,4 +1,4 @@
-// The kind of a file by its name, and whether it has triangles by its content.
+// The kind of a file by its content where that has a signature, by its name else, and whether it has triangles.
 #pragma once
 
 #include <string>

@@ -35,7 +35,7 @@ namespace fs = std::filesystem;
 
 namespace {
 
-using Json = nlohmann::json;
+using GltfJson = nlohmann::json;
 
 [[noreturn]] void refuse(const std::string& why) {
     throw Failure(why);
@@ -89,32 +89,32 @@ Chunks chunksOf(std::string_view bytes) {
 // ---- The document
 
 /// The part of a document that geometry needs.
-Json documentOf(std::string_view text) {
+GltfJson documentOf(std::string_view text) {
     constexpr int MAX_DEPTH = 64;
-    const auto requireFlat = [](int depth, Json::parse_event_t, Json&) {
+    const auto requireFlat = [](int depth, GltfJson::parse_event_t, GltfJson&) {
         if (depth > MAX_DEPTH) refuse("has a text that is nested too deep");
         return true;
     };
-    const Json whole = Json::parse(text.begin(), text.end(), requireFlat, false);
+    const GltfJson whole = GltfJson::parse(text.begin(), text.end(), requireFlat, false);
     if (!whole.is_object()) refuse("has a text that is no JSON object");
-    Json document = Json::object();
+    GltfJson document = GltfJson::object();
     for (const char* key : {"asset", "scene", "scenes", "nodes", "meshes", "accessors", "bufferViews", "buffers"})
         if (whole.contains(key)) document[key] = whole[key];
-    const Json required = whole.value("extensionsRequired", Json::array());
-    for (const Json& name : required)
+    const GltfJson required = whole.value("extensionsRequired", GltfJson::array());
+    for (const GltfJson& name : required)
         if (name == "KHR_draco_mesh_compression" || name == "EXT_meshopt_compression")
             refuse("has compressed geometry (" + name.get<std::string>() + "), which can't be read: write it without");
     return document;
 }
 
 /// Refuses a second entry for the same bytes.
-void requireOneBufferEach(const Json& document) {
+void requireOneBufferEach(const GltfJson& document) {
     const auto it = document.find("buffers");
     if (it == document.end()) return;
     if (!it->is_array()) refuse("has buffers that are no list");
     std::set<std::string> sPlace;
-    for (const Json& buffer : *it) {
-        const Json uri = buffer.is_object() ? buffer.value("uri", Json("")) : Json("");
+    for (const GltfJson& buffer : *it) {
+        const GltfJson uri = buffer.is_object() ? buffer.value("uri", GltfJson("")) : GltfJson("");
         if (!uri.is_string()) refuse("has a buffer whose uri is no text");
         if (!sPlace.insert(uri.get<std::string>()).second) refuse("has several buffers of the same bytes");
     }
@@ -166,9 +166,9 @@ tinygltf::FsCallbacks fileAccess() {
 }
 
 tinygltf::Model modelOf(const std::string& filename, const Chunks& chunks) {
-    const Json document = documentOf(chunks.text);
+    const GltfJson document = documentOf(chunks.text);
     requireOneBufferEach(document);
-    const std::string text = document.dump(-1, ' ', false, Json::error_handler_t::replace);
+    const std::string text = document.dump(-1, ' ', false, GltfJson::error_handler_t::replace);
     const std::string folder = fs::path(filename).parent_path().string();
     tinygltf::TinyGLTF reader;
     reader.SetFsCallbacks(fileAccess());

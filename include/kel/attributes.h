@@ -200,12 +200,12 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool
 bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision,
                       const PointAttributes& attributes);
 
-/// Writes points as LAS 1.2 with their colour (then as point format 2), "intensity", and the classes of "classification" or,
-/// where that isn't there, of the first column of classes.
+/// Writes points as LAS 1.2 with their colour, "intensity", "gps_time", and the classes of "classification" or, where that
+/// isn't there, of the first column of classes. The point format is the smallest of 0 to 3 that has room for them.
 ///
-/// The colour becomes one of 16 bits a channel. The other two are written where all their known values are whole numbers
-/// that fit, up to 65535 and up to 31. What isn't known is 0. A warning names columns that are left out. Otherwise as
-/// without attributes.
+/// The colour becomes one of 16 bits a channel. Intensity and classes are written where all their known values are whole
+/// numbers that fit, up to 65535 and up to 31. What isn't known is 0. A warning names columns that are left out. Otherwise
+/// as without attributes.
 ///
 /// @param filename    the name of the file, of any extension
 /// @param vPoints     as for writePoints_LAS()

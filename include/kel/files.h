@@ -1,9 +1,9 @@
 // Reading and writing points, triangle soups and meshes.
 //
-// The extension decides the format: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj and .off
-// (meshes) and .list (a drawing for the Geomview viewer, only written). Points are also read from .las, .pcd, .pts, .ptx and
-// .csv; writePoints_LAS() writes .las. readPointFile(), readTriangles_auto() and readMesh_auto() know a .ply, .las, .pcd,
-// .off and .stl by its content, whatever its name; a message says so where the name stands for another format.
+// Formats go by extension: .xyz, .txt and .asc (points as text), .bin (points as bytes), .ply, .stl, .obj and .off (meshes)
+// and .list (a drawing for the Geomview viewer, only written). Points are also read from .las, .pcd, .pts, .ptx and .csv;
+// writePoints_LAS() writes .las. For readPointFile(), readTriangles_auto() and readMesh_auto() the content of a .ply, .las,
+// .pcd, .off or .stl counts more than its name; a message says so where the name stands for another format.
 //
 // Readers append to the vector that they are given. On failure they print a line and return false. Readers of .xyz, .txt,
 // .asc, .bin and .stl leave in the vector what they read before the failure; all others leave the vector as it was. Writers

@@ -13,7 +13,7 @@ namespace TARN_KEL {
 struct ManifoldReport {
     std::size_t numFlat = 0;         ///< Triangles found whose height is at most a millionth of their longest side.
     std::size_t numDuplicates = 0;   ///< Triangles removed because others have the same corners.
-    std::size_t numMembranes = 0;    ///< Triangles removed as parts of inner walls and of flaps.
+    std::size_t numMembranes = 0;    ///< Triangles removed as parts of inner walls, flaps and, by melt(), strips.
     std::size_t numSplinters = 0;    ///< Triangles removed as parts of small pieces that came off, and of strips.
     std::size_t numTurned = 0;       ///< Triangles whose orientation was reversed.
     std::size_t numNewVertices = 0;  ///< Vertices created at the place of another one, or about in the middle of an edge.

@@ -14,12 +14,12 @@ class ParitySystem {
 public:
     using Unknown = std::uint32_t;
 
-    /// Solutions prefer the first unknowns to be 1, so cheap ones come first.
+    /// The first unknowns are those that follow from others, so cheap ones come first.
     explicit ParitySystem(std::size_t numUnknowns);
 
     /// Returns false, with nothing changed, when the equation contradicts the others. vUnknown: without repeats.
     bool add(const std::vector<Unknown>& vUnknown, bool bOdd);
-    /// A solution that costs little: no exchange of one of the unknowns that are free, and of all that hang on it, costs
+    /// A solution that costs little: no exchange of one of the unknowns that are free, and of all that depend on it, costs
     /// less. Cost: O(n^3 / 64) and a few exchanges of O(n).
     /// vCost: of each unknown that is 1, not negative.
     std::vector<bool> solve(const std::vector<std::size_t>& vCost) const;

@@ -18,7 +18,7 @@ struct AffineMap {
         };
         return {at(0), at(1), at(2)};
     }
-    /// The map that takes this one behind another.
+    /// Applies first, then this map.
     AffineMap after(const AffineMap& first) const {
         AffineMap both;
         for (std::size_t i = 0; i < 3; ++i)

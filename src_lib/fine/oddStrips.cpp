@@ -1,6 +1,6 @@
 // Edges of more than two triangles come in lines: those at which the same strips meet. Each line is an equation: of the
-// strips that come to it with an odd number of triangles, an odd number has to go where the line is odd, an even one else.
-// Strips that no chain of lines joins are decided apart. Lines without a strip, between sheets alone, can't be helped.
+// strips that come to it with an odd number of triangles, an odd number is removed where the line is odd, an even one else.
+// Strips that no chain of lines joins are decided apart. Lines between sheets alone are left as they are.
 #include "oddStrips.h"
 
 #include <algorithm>
@@ -53,7 +53,7 @@ public:
                          [&](const Line& a, const Line& b) { return clusterOf(a) < clusterOf(b); });
         std::size_t numRemoved = 0;
         forEachRun(vLine.begin(), vLine.end(), clusterOf, [&](auto first, auto end) {
-            for (const Strip strip : stripsToGo({first, end}))
+            for (const Strip strip : stripsToRemove({first, end}))
                 numRemoved += remove(vPatch[strip]);
         });
         return numRemoved;
@@ -99,7 +99,7 @@ private:
     }
 
     /// The strips of a cluster that make its lines even. None when that leaves as many odd edges as there are.
-    std::vector<Strip> stripsToGo(std::vector<Line> vLineOfIt) const {
+    std::vector<Strip> stripsToRemove(std::vector<Line> vLineOfIt) const {
         std::vector<Strip> vStrip;
         std::size_t numOdd = 0;
         for (const Line& line : vLineOfIt) {
@@ -122,11 +122,11 @@ private:
         std::vector<std::size_t> vSize;
         for (const Strip strip : vStrip)
             vSize.push_back(patches.trianglesOf(vPatch[strip]).size());
-        const std::vector<bool> vbGoes = system.solve(vSize);
-        std::vector<Strip> vGoing;
+        const std::vector<bool> vbRemoved = system.solve(vSize);
+        std::vector<Strip> vRemoved;
         for (std::size_t i = 0; i < vStrip.size(); ++i)
-            if (vbGoes[i]) vGoing.push_back(vStrip[i]);
-        return vGoing;
+            if (vbRemoved[i]) vRemoved.push_back(vStrip[i]);
+        return vRemoved;
     }
 
     /// Returns the number of triangles.

@@ -17,7 +17,8 @@ class RMesh;
 ///
 /// maxSize: triangles of a patch that is small.
 /// Returns the number of killed triangles.
-/// Cost: O(n log n) for the patches, and for each k strips that hang together O(k^3 / 64); more than 2,000 stay.
+/// Cost: O(n log n) for the patches, and O(k^3 / 64) for k strips that lines join; where those are more than 2,000,
+/// none of them is removed.
 std::size_t removeOddStrips(RMesh& mesh, std::size_t maxSize);
 
 }  // namespace TARN_KEL

@@ -10,11 +10,11 @@ namespace TARN_KEL {
 
 namespace {
 
-const double MAX_TILT = 0.44;   // radians between a rim and the border before or after the corner
-const double MIN_LENGTH = 2.2;  // of the edge of the hull that tells a rim
-const double MIN_SINE = 0.7;    // of the angle of both rims
-const double MAX_EMPTY = 3.0;   // between both rims and the hull
-const double BEYOND_ARC = 0.65;
+const double MAX_TILT = 0.44;    // radians between a rim and the border before or after the corner
+const double MIN_LENGTH = 2.2;   // of the edge of the hull that tells a rim
+const double MIN_SINE = 0.7;     // of the angle of both rims
+const double MAX_EMPTY = 3.0;    // between both rims and the hull
+const double BEYOND_ARC = 0.65;  // of a point that lies beyond a round outline
 
 /// Twice the area of a triangle; positive where its corners turn left.
 double cross(const RimPlace& a, const RimPlace& b, const RimPlace& c) {

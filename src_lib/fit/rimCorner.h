@@ -10,10 +10,10 @@ struct RimPlace {
     double along, outward;
 };
 
+/// Where two rims meet, and how far that is from what is known.
 struct RimCorner {
     RimPlace place;
-    double
-        empty;  ///< the area between the corner and the points, in squares of a spacing; the less, the surer is the corner
+    double empty;  ///< the area between the corner and the points, in squares of a spacing; a small one makes it sure
 };
 
 constexpr double RIM_REACH = 6.0;  // spacings from a corner along both of its rims

@@ -112,6 +112,7 @@ bool isInRow(const std::vector<Vector3>& vOff) {
         if (place.sqLength() > BESIDE * BESIDE) return false;
         const double slack = place.sqLength() < COMPANION * COMPANION ? STRAIGHT : STRAIGHT_AFAR;
         return std::any_of(vOff.begin(), vOff.end(), [&](const Vector3& other) {
+            if (&other == &place) return false;
             return (other - place * 2.0).sqLength() < slack * slack || (other + place).sqLength() < slack * slack;
         });
     });

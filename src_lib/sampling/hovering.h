@@ -8,8 +8,8 @@
 
 namespace TARN_KEL {
 
-/// The nodes that hover, ascending: what is within four cells is one flat sheet, the node is off that by .8 cells or more, and
-/// by more than its noise explains, with nodes of the sheet below it. Tips, wires and thin walls don't hover: they have
+/// The nodes that hover, ascending: what is within four cells is one flat sheet, the node is off that by .8 cells or more,
+/// and by more than its noise explains, with nodes of the sheet below it. Tips, wires and thin walls don't hover: they have
 /// others off the sheet beside them, in a row, or at most three cells away at the same height. What is so sparse over a
 /// sheet that it has none of these counts as stray.
 ///

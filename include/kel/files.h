@@ -185,9 +185,17 @@ Precision neededPrecision(const std::string& filename, const std::vector<Point3>
 ///
 /// Coordinates missing at the end of the file are 0.0. A file that claims more than eight points per byte of its length
 /// can't be read.
+///
+/// @param filename      the name of the file, of any extension
+/// @param[out] vPoints  the points are appended, also those before a failure
+/// @return false, after a message, when the file can't be read
 bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 
 /// Writes a binary point file, which keeps every double exactly.
+///
+/// @param filename  the name of the file, of any extension
+/// @param vPoints   not changed
+/// @return false, after a message, when the file can't be written
 bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 
 /// Reads one point from the first three columns of each line of a text.
@@ -198,6 +206,10 @@ bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints);
 bool readPoints_ASCII(const char* filename, std::vector<Point3>& vPoints);
 
 /// Writes one point per line, with six significant digits.
+///
+/// @param filename  the name of the file, of any extension
+/// @param vPoints   not changed
+/// @return false, after a message, when the file can't be written
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints);
 
 /// Writes one point per line.
@@ -209,6 +221,11 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints)
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits);
 
 /// Writes points as PLY in single precision, as text with six digits.
+///
+/// @param filename  the name of the file, of any extension
+/// @param vPoints   not changed
+/// @param bAscii    as text, else as bytes
+/// @return false, after a message, when the file can't be written
 bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, bool bAscii);
 
 // ---- Triangle soups -----------------------------------------------------------------------------------------------------
@@ -331,6 +348,10 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
 Precision neededPrecision(const std::string& filename, MeshPtr pMesh, bool bAscii);
 
 /// Writes an STL file as text.
+///
+/// @param pRMesh    not null
+/// @param filename  the name of the file, of any extension
+/// @return false, after a message, when the file can't be written
 bool writeSTL(RMesh* pRMesh, const std::string& filename);
 
 /// Writes a Wavefront OBJ file with ten significant digits. The only sign of failure is a line on standard error that begins

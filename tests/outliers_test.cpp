@@ -225,6 +225,18 @@ TEST(Strays, whatStandsOnASheetStays) {
             EXPECT_EQ(onSheet(vAlong), step < 2.0 ? 0U : 2U) << height << " " << step;  // its ends see one other only
         }
     }
+    // Afar, three are a row only when they are straight; others at another height are no wall.
+    EXPECT_EQ(onSheet({{0.0, 0.0, 1.8}, {2.2, 0.0, 2.4}, {-2.2, 0.0, 1.8}}), 3U);
+    EXPECT_EQ(onSheet({{0.0, 0.0, 1.4}, {2.3, 0.2, 2.0}, {-0.4, 2.3, 2.0}, {-1.9, -1.5, 2.0}}), 4U);
+    for (const double radius : {0.5, 0.75, 1.0, 1.5, 2.5}) {  // a limb
+        std::vector<Vector3> vLimb;
+        const int numRound = std::max(3, static_cast<int>(std::lround(6.2832 * radius)));
+        for (int i = 0; i < 8 * numRound; ++i) {
+            const double angle = 6.2832 * (i % numRound + 0.5 * (i / numRound)) / numRound;
+            vLimb.emplace_back(radius * std::cos(angle), radius * std::sin(angle), 1.0 + i / numRound);
+        }
+        EXPECT_EQ(onSheet(vLimb), 0U) << radius;
+    }
     Points vOverHole = sheet(40);
     const Point3 tip(20.1, 20.2, 1.5);
     std::erase_if(vOverHole, [&](const Point3& p) { return std::hypot(p.x() - tip.x(), p.y() - tip.y()) < 1.8; });

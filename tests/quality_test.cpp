@@ -182,8 +182,10 @@ TEST(Defaults, closeUnevenScansAndKeepTrueBorders) {
                                                                    {"torus", "overlap", 0.0},
                                                                    {"plane", "random", 0.0},
                                                                    {"wall", "even", 0.0}}) {
-        const Outcome outcome({shape, 8000, 0.1, 1, pattern, ratio}, ReconstructOptions{});
-        EXPECT_EQ(outcome.topology(), outcome.trueTopology()) << outcome.name;
+        for (const std::uint64_t seed : {1U, 2U}) {
+            const Outcome outcome({shape, 8000, 0.1, seed, pattern, ratio}, ReconstructOptions{});
+            EXPECT_EQ(outcome.topology(), outcome.trueTopology()) << outcome.name << " " << seed;
+        }
     }
     const Outcome sparse({"torus", 20000, 0.1, 1, "sparse", 16.0}, ReconstructOptions{});
     EXPECT_EQ(sparse.topology(), sparse.trueTopology());

@@ -320,7 +320,7 @@ GltfContent Program::readGltfFile(const std::string& filename) const {
     GltfContent content = readGltf(filename);
     if (const std::string line = wrongGltfName(filename); !line.empty()) warn(line);
     for (const std::string& line : content.vWarnings)
-        warn(filename + ": " + line);
+        warn(std::string(filename).append(": ").append(line));
     return content;
 }
 

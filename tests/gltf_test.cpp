@@ -214,9 +214,12 @@ TEST(Gltf, RefusesWhatItCantReadWithTheReason) {
     expect("for 4 vertices", [](auto& file) { file.json["accessors"][3]["count"] = 3; });
     expect("nested too deep", [](auto& file) {
         Json deep = 1;
-        for (int i = 0; i < 1000; ++i)
-            deep = {{"extras", deep}};
-        file.json["nodes"][0]["extras"] = deep;
+        for (int i = 0; i < 1000; ++i) {
+            Json outer = Json::object();
+            outer["extras"] = std::move(deep);
+            deep = std::move(outer);
+        }
+        file.json["nodes"][0]["extras"] = std::move(deep);
     });
     expect("too often", [](auto& file) {
         for (int i = 1; i < 100; ++i)

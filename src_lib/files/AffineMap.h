@@ -32,7 +32,7 @@ struct AffineMap {
     bool isMirror() const { return column(0) * crossProduct(column(1), column(2)) < 0.0; }
 };
 
-/// Turns normals as a map turns the surface that they stand on. Their lengths stay.
+/// Turns normals as a map turns the surface that they stand on. Their lengths are kept.
 class NormalMap {
 public:
     explicit NormalMap(const AffineMap& map)

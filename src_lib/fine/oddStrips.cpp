@@ -65,7 +65,11 @@ private:
     bool isStrip(SheetPatches::Patch patch, std::size_t maxSize) const {
         const auto triangles = patches.trianglesOf(patch);
         if (triangles.size() <= maxSize) return true;
-        return static_cast<double>(triangles.size()) <= NARROW * static_cast<double>(boundaryOf(triangles).size());
+        std::size_t numBoundary = 0;
+        for (const RTriangle* pRT : triangles)
+            for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
+                if (pRE->vRT.size() != 2) ++numBoundary;
+        return static_cast<double>(triangles.size()) <= NARROW * static_cast<double>(numBoundary);
     }
 
     void findLines() {

@@ -59,22 +59,32 @@ void BorderFitter::reachCorners() {
     std::vector<Corner> vCorner;
     for (FitIndex i = 0; i < vBorder.size(); ++i)
         if (const std::optional<Corner> corner = findCorner(i)) vCorner.push_back(*corner);
+    std::sort(vCorner.begin(), vCorner.end(),
+              [](const Corner& a, const Corner& b) { return std::tie(a.empty, a.at) < std::tie(b.empty, b.at); });
+    std::vector<Vector3> vPlace;
+    for (const Corner& corner : vCorner)
+        vPlace.push_back(corner.place);
+    const PointGrid places(vPlace, CORNERS_APART);
+    std::vector<char> vDone(vCorner.size());
+    const auto takeNear = [&](const Vector3& place) {
+        std::vector<FitIndex> vNear;
+        places.visitWithin(place, CORNERS_APART, [&](FitIndex i, double) {
+            if (vDone[i] == 0) vNear.push_back(i);
+            vDone[i] = 1;
+        });
+        return vNear;
+    };
     for (const BorderVertex& at : vBorder)
-        if (state.vKind[at.vertex] == VertexKind::ON_CORNER)
-            std::erase_if(vCorner, [&](const Corner& corner) {
-                return (corner.place - fitMesh.place(at.vertex)).length() < CORNERS_APART;
-            });
-    const auto isSurer = [](const Corner& a, const Corner& b) { return std::tie(a.empty, a.at) < std::tie(b.empty, b.at); };
-    while (!vCorner.empty()) {
-        const Vector3 place = std::min_element(vCorner.begin(), vCorner.end(), isSurer)->place;
-        const auto isOther = [&](const Corner& corner) { return (corner.place - place).length() >= CORNERS_APART; };
-        const auto itSame = std::partition(vCorner.begin(), vCorner.end(), isOther);
-        const auto farness = [&](const Corner& corner) {
-            return std::pair((fitMesh.place(vBorder[corner.at].vertex) - place).length(), corner.at);
-        };
-        std::sort(itSame, vCorner.end(), [&](const Corner& a, const Corner& b) { return farness(a) < farness(b); });
-        std::any_of(itSame, vCorner.end(), [&](const Corner& corner) { return tryMoveTo(corner, place); });
-        vCorner.erase(itSame, vCorner.end());
+        if (state.vKind[at.vertex] == VertexKind::ON_CORNER) takeNear(fitMesh.place(at.vertex));
+    for (FitIndex surest = 0; surest < vCorner.size(); ++surest) {
+        if (vDone[surest] != 0) continue;
+        const Vector3& place = vPlace[surest];
+        std::vector<std::pair<double, FitIndex>> vByDistance;
+        for (const FitIndex i : takeNear(place))
+            vByDistance.emplace_back((fitMesh.place(vBorder[vCorner[i].at].vertex) - place).length(), i);
+        std::sort(vByDistance.begin(), vByDistance.end());
+        std::any_of(vByDistance.begin(), vByDistance.end(),
+                    [&](const auto& near) { return tryMoveTo(vCorner[near.second], place); });
     }
 }
 

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "crossing.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -41,8 +42,7 @@ void Untangler::renewCrossings(const std::vector<FitIndex>& vMoved, std::vector<
     std::vector<FitIndex> vTriangle;
     for (const FitIndex v : vMoved)
         fitMesh.visitTriangles(v, [&](FitIndex t) { vTriangle.push_back(t); });
-    std::sort(vTriangle.begin(), vTriangle.end());
-    vTriangle.erase(std::unique(vTriangle.begin(), vTriangle.end()), vTriangle.end());
+    oneInstanceOfNumbers(vTriangle);
     const auto hasMoved = [&](FitIndex t) { return std::binary_search(vTriangle.begin(), vTriangle.end(), t); };
     std::erase_if(vPair, [&](const CrossingPair& pair) { return hasMoved(pair.first) || hasMoved(pair.second); });
     for (const FitIndex t : vTriangle) {
@@ -59,8 +59,7 @@ std::vector<FitIndex> Untangler::verticesOf(const std::vector<CrossingPair>& vPa
         for (const auto triangle : {t, o})
             for (const FitIndex v : fitMesh.corners(triangle))
                 vVertex.push_back(v);
-    std::sort(vVertex.begin(), vVertex.end());
-    vVertex.erase(std::unique(vVertex.begin(), vVertex.end()), vVertex.end());
+    oneInstanceOfNumbers(vVertex);
     return vVertex;
 }
 
@@ -80,8 +79,8 @@ std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable, const std
         renewCrossings(vNow, vPair);
         vMoved.insert(vMoved.end(), vNow.begin(), vNow.end());
     }
-    std::sort(vMoved.begin(), vMoved.end());
-    return static_cast<std::size_t>(std::unique(vMoved.begin(), vMoved.end()) - vMoved.begin());
+    oneInstanceOfNumbers(vMoved);
+    return vMoved.size();
 }
 
 /// Returns the vertices that were moved. What crosses them later, since others moved, is left to another round.

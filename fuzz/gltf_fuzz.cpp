@@ -1,23 +1,12 @@
 // The program's reader of glTF files on the bytes that libFuzzer invents; see reader_fuzz.cpp. TinyGLTF itself comes as a
 // package, without the sanitizers.
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <string>
 
 #include "Failure.h"
 #include "GltfFile.h"
+#include "fuzzing.h"
 #include "support/TempFolder.h"
-
-namespace {
-
-void demand(bool bHolds, const char* promise) {
-    if (bHolds) return;
-    std::fprintf(stderr, "broken promise: %s\n", promise);
-    std::abort();
-}
-
-}  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
     static const TARN_TEST::TempFolder folder;

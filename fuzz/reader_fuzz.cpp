@@ -1,7 +1,7 @@
 // The readers of point and mesh files on the bytes that libFuzzer invents.
 //
-// The readers take names, so the bytes go to a file in the folder for temporary files; run.sh makes that one in memory. Each
-// program holds all readers and runs the one that KEL_FUZZ_READER names.
+// The readers take names, so the bytes go to a file in the folder for temporary files; run.sh makes that one in memory. The
+// program has a name for each reader; the one that it is called by says which to run.
 //
 // Beside what the sanitizers see, four promises are held against each call: earlier points remain, nothing is
 // appended out of proportion to the file, a PLY or LAS reader that fails leaves the vector as it was, and a mesh is either
@@ -12,13 +12,12 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
-#include <cstdio>
-#include <cstdlib>
 #include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
 
+#include "fuzzing.h"
 #include "kel.h"
 #include "support/TempFolder.h"
 #include "support/fine.h"
@@ -29,12 +28,6 @@ using namespace TARN_KEL;
 namespace {
 
 using Points = std::vector<Point3>;
-
-void demand(bool bHolds, const char* promise) {
-    if (bHolds) return;
-    std::fprintf(stderr, "broken promise: %s\n", promise);
-    std::abort();
-}
 
 /// What a reader appends. read: bool(Points&). mostPerByte: how many points a byte of the file may become.
 template <typename Read>
@@ -171,18 +164,18 @@ constexpr std::array<Target, 16> TARGETS{{
     {"stl", ".stl", fuzzStl},
 }};
 
-constexpr Target chosenTarget() {
-    for (const Target& target : TARGETS)
-        if (target.reader == KEL_FUZZ_READER) return target;
-    throw "no such reader";  // reached by no program that compiles: the call below is a constant
-}
+const Target* pTarget = nullptr;
 
 }  // namespace
 
+extern "C" int LLVMFuzzerInitialize(const int* /*argc*/, const char* const* const* argv) {
+    pTarget = &chosenByName(TARGETS, &Target::reader, **argv);
+    return 0;
+}
+
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static constexpr Target TARGET = chosenTarget();
     static const TARN_TEST::TempFolder folder;
     const std::string bytes(reinterpret_cast<const char*>(data), size);
-    TARGET.run(folder.write("input" + std::string(TARGET.extension), bytes), bytes);
+    pTarget->run(folder.write("input" + std::string(pTarget->extension), bytes), bytes);
     return 0;
 }

@@ -38,5 +38,5 @@ fuzz_one='
         exit 1
     fi'
 # shellcheck disable=SC2046  # one word per fuzzer
-[ $# -gt 0 ] || set -- $(find $build/fuzz -maxdepth 1 -type f -name "fuzz_*" | sed "s/.*fuzz_//" | sort)
+[ $# -gt 0 ] || set -- $(find $build/fuzz -maxdepth 1 -type l -name "fuzz_*" | sed "s/.*fuzz_//" | sort)
 printf '%s\n' "$@" | xargs -P 2 -I{} sh -c "$fuzz_one" sh {} || exit 1

@@ -120,6 +120,9 @@ Run melted(const TriangleSoup& soup, double spacing, const Operations& vThen = {
         return codeAfter(melt(own, spacing, 30.0), vThen);
     };
 }
+Run meltedWith(const TriangleSoup& soup, const MeltOptions& options) {
+    return [=] { return codeOf(melt(soup, options)); };
+}
 Run changed(const Soup& soup, const Operations& vOperation) {
     return [=] { return codeAfter(meshOf(soup), vOperation); };
 }
@@ -156,8 +159,10 @@ const std::vector<Scene> vScene = {
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
     {"all steps", scannedWith(unevenTorus()), 0xd99cb8299abec1af},
     {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0x82c3e9528bb785f6},
+    {"all steps, open sheet", scannedWith(Scan(20, 0.002).fold(5000)), 0xa049d5397e33bdfc},
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x0232e360ea8ddfff},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},
+    {"melt, all steps", meltedWith(joined(part(), turned(part(), 40.0)), {.spacing = 0.05}), 0x700b2d7855f7fe9f},
     {"cloud", codeOfCloud, 0xdb51e394f61da03b},
     {"reduce", changed(roughTorus(), {reduced(0.4, 25.0)}), 0x8209be68f50d9fc1},
     {"flips", changed(roughTorus(), {edgesFlipped()}), 0x4b3af12a8b3106ba},

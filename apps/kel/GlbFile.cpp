@@ -1,6 +1,5 @@
-// A file is a header of 12 bytes, a chunk with a JSON text and one with the bytes that the text describes. Here that is one
-// buffer: the triangles, then a view for each attribute of the vertices. All numbers have their low bytes first, and each
-// view begins at a multiple of four.
+// The bytes that the text describes are one buffer: the triangles, then a view for each attribute of the vertices. All
+// numbers have their low bytes first, and each view begins at a multiple of four.
 #include "GlbFile.h"
 
 #include <algorithm>
@@ -14,6 +13,7 @@
 #include "../../src_lib/files/AtomicFile.h"
 #include "../../src_lib/files/attributeColumns.h"
 #include "../../src_lib/files/littleEndian.h"
+#include "glbChunks.h"
 
 using namespace TARN_KEL;
 
@@ -170,34 +170,6 @@ void putColumns(const PointAttributes& attributes, GlbBuffer& buffer, Json& name
     }
 }
 
-std::string padded(std::string chunk, char padding) {
-    chunk.resize((chunk.size() + 3) / 4 * 4, padding);
-    return chunk;
-}
-
-/// false: too long for the numbers of a header.
-bool writeChunks(const std::string& text, const std::string& data, const std::string& filename) {
-    constexpr std::size_t NUMBER = sizeof(std::uint32_t), HEADER = 3 * NUMBER, CHUNK_HEADER = 2 * NUMBER;
-    const std::size_t length = HEADER + CHUNK_HEADER + text.size() + CHUNK_HEADER + data.size();
-    if (length > std::numeric_limits<std::uint32_t>::max()) return false;
-    AtomicFile file(filename);
-    const auto put = [&file](std::size_t number) {
-        std::array<char, NUMBER> bytes{};
-        storeInt(bytes.data(), static_cast<std::uint32_t>(number));
-        file.write({bytes.data(), bytes.size()});
-    };
-    file.write("glTF");
-    put(2);  // the version
-    put(length);
-    put(text.size());
-    file.write("JSON");
-    file.write(text);
-    put(data.size());
-    file.write(std::string_view("BIN\0", NUMBER));
-    file.write(data);
-    return file.commit();
-}
-
 }  // namespace
 
 bool writeGlb(const std::string& filename, const MeshPtr& pMesh, const PointAttributes& attributes,
@@ -222,5 +194,6 @@ bool writeGlb(const std::string& filename, const MeshPtr& pMesh, const PointAttr
         {"buffers", {{{"byteLength", buffer.data().size()}}}},
         {"bufferViews", buffer.views()},
         {"accessors", buffer.accessors()}};
-    return writeChunks(padded(text.dump(), ' '), padded(buffer.data(), '\0'), filename);
+    AtomicFile file(filename);
+    return putGlb(text.dump(), buffer.data(), [&file](std::string_view piece) { file.write(piece); }) && file.commit();
 }

@@ -24,11 +24,12 @@
 #include <string_view>
 #include <utility>
 
-#include "../../src_lib/files/AffineMap.h"
 #include "../../src_lib/files/InputFile.h"
 #include "../../src_lib/files/attributeColumns.h"
 #include "../../src_lib/files/littleEndian.h"
+#include "../../src_lib/geometry/AffineMap.h"
 #include "Failure.h"
+#include "glbChunks.h"
 
 using namespace TARN_KEL;
 namespace fs = std::filesystem;
@@ -64,11 +65,11 @@ std::uint32_t numberAt(std::string_view bytes, std::size_t pos) {
 }
 
 /// The chunk whose header begins there.
-std::string_view chunkAt(std::string_view bytes, std::size_t pos, const std::string& kind) {
+std::string_view chunkAt(std::string_view bytes, std::size_t pos, std::string_view kind) {
     constexpr std::size_t HEADER = 8;
     const std::size_t length = numberAt(bytes, pos);
     if (bytes.substr(pos + 4).substr(0, kind.size()) != kind)
-        refuse("has no chunk " + kind.substr(0, kind.find('\0')) + " at byte " + std::to_string(pos));
+        refuse("has no chunk " + std::string(kind.substr(0, kind.find('\0'))) + " at byte " + std::to_string(pos));
     if (length > bytes.size() - pos - HEADER)
         refuse("is too short for its chunk of " + std::to_string(length) + " bytes at byte " + std::to_string(pos));
     return bytes.substr(pos + HEADER, length);
@@ -76,14 +77,14 @@ std::string_view chunkAt(std::string_view bytes, std::size_t pos, const std::str
 
 Chunks chunksOf(std::string_view bytes) {
     constexpr std::size_t FIRST = 12;  // behind the signature, the version and the length
-    if (!bytes.starts_with("glTF")) return {bytes, {}};
+    if (!bytes.starts_with(GLB_SIGNATURE)) return {bytes, {}};
     if (const std::uint32_t version = numberAt(bytes, 4); version != 2)
         refuse("is of glTF version " + std::to_string(version) + ", expected: 2");
     if (numberAt(bytes, 8) > bytes.size())
         refuse("is too short: it has " + std::to_string(bytes.size()) + " bytes of " + std::to_string(numberAt(bytes, 8)));
-    const std::string_view text = chunkAt(bytes, FIRST, "JSON");
+    const std::string_view text = chunkAt(bytes, FIRST, GLB_TEXT);
     const std::size_t next = FIRST + 8 + text.size();
-    return {text, next < bytes.size() ? chunkAt(bytes, next, std::string("BIN\0", 4)) : std::string_view()};
+    return {text, next < bytes.size() ? chunkAt(bytes, next, GLB_DATA) : std::string_view()};
 }
 
 // ---- The document
@@ -120,29 +121,10 @@ void requireOneBufferEach(const GltfJson& document) {
     }
 }
 
-std::string paddedTo4(std::string text, char padding) {
-    text.resize((text.size() + 3) / 4 * 4, padding);
-    return text;
-}
-
 /// The bytes of a .glb with that text.
-std::string packed(const std::string& text, std::string_view data) {
-    const std::string chunk = paddedTo4(text, ' '), bin = paddedTo4(std::string(data), '\0');
-    const std::size_t length = 12 + 8 + chunk.size() + (bin.empty() ? 0 : 8 + bin.size());
-    if (length > std::numeric_limits<std::uint32_t>::max()) refuse("is longer than 4 GB");
+std::string packed(std::string_view text, std::string_view data) {
     std::string bytes;
-    const auto put = [&bytes](std::size_t number) {
-        bytes.resize(bytes.size() + 4);
-        storeInt(bytes.data() + bytes.size() - 4, static_cast<std::uint32_t>(number));
-    };
-    bytes += "glTF";
-    put(2);
-    put(length);
-    put(chunk.size());
-    bytes += "JSON" + chunk;
-    if (bin.empty()) return bytes;
-    put(bin.size());
-    bytes += std::string("BIN\0", 4) + bin;
+    if (!putGlb(text, data, [&bytes](std::string_view piece) { bytes += piece; })) refuse("is longer than 4 GB");
     return bytes;
 }
 

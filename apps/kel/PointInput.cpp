@@ -10,8 +10,8 @@
 #include <utility>
 #include <variant>
 
-#include "../../src_lib/files/AffineMap.h"
 #include "../../src_lib/files/attributeColumns.h"
+#include "../../src_lib/geometry/AffineMap.h"
 #include "FileKinds.h"
 
 using namespace TARN_KEL;

@@ -204,17 +204,27 @@ void ScanRun::lookAtPoints(const Mesh& mesh) {
 
 /// Much noise spreads the points over several layers of cells, which leaves holes and knots. So a first surface serves to
 /// take the noise out of the points, and the cells of those make the next one; again, while that closes most of its holes.
+/// A surface with more border than the one before isn't taken.
 void ScanRun::denoise(MeshPtr& pMesh) {
     std::size_t numBorderEdges = countFlaws(*pMesh->pRMesh).numBorderEdges;
     for (int round = 0; round < MAX_DENOISED; ++round) {
         std::vector<Point3> vPoints = fitRun->pointsWithoutNoise();
+        fitRun.reset();  // much memory, and seldom wanted again
+        ReconstructReport former = report;
         report.numDenoised = vPoints.size();
-        fitRun.reset();
         makeGridFor(vPoints);
-        if (MeshPtr pAgain = makeSurface(std::move(vPoints))) pMesh = std::move(pAgain);
+        MeshPtr pAgain = makeSurface(std::move(vPoints));
+        const std::size_t numBefore = numBorderEdges;
+        if (pAgain) numBorderEdges = countFlaws(*pAgain->pRMesh).numBorderEdges;
+        const bool bWorse = !pAgain || numBorderEdges > numBefore;
+        if (bWorse) {
+            former.vSteps = std::move(report.vSteps);
+            report = std::move(former);
+        } else {
+            pMesh = std::move(pAgain);
+        }
         lookAtPoints(*pMesh);
-        const std::size_t numBefore = std::exchange(numBorderEdges, countFlaws(*pMesh->pRMesh).numBorderEdges);
-        if (numBorderEdges == 0 || 2 * numBorderEdges > numBefore) return;
+        if (bWorse || numBorderEdges == 0 || 2 * numBorderEdges > numBefore) return;
     }
 }
 

@@ -110,40 +110,42 @@ std::vector<FitIndex> BorderFitter::walk(const BorderVertex& at, FitIndex Border
     return vVertex;
 }
 
-std::optional<BorderFitter::Corner> BorderFitter::findCorner(FitIndex position) {
-    const BorderVertex& at = vBorder[position];
-    if (!state.isFree(at.vertex)) return std::nullopt;
+/// The frame of a turn of the border to the right, as seen from its vertex. None where the border runs on, runs back, or
+/// turns around the outside. vWalk: the vertices before and behind, sorted, as far as a rim of a corner reaches.
+std::optional<BorderFitter::Turn> BorderFitter::turnAt(const BorderVertex& at, std::vector<FitIndex>& vWalk) const {
     const Vector3& from = fitMesh.place(at.vertex);
-    std::vector<FitIndex> vWalk = walk(at, &BorderVertex::previous);
+    vWalk = walk(at, &BorderVertex::previous);
     const Vector3 before = normalize(from - fitMesh.place(vWalk.back()));
     const std::vector<FitIndex> vAhead = walk(at, &BorderVertex::next);
     const Vector3 after = normalize(fitMesh.place(vAhead.back()) - from);
-    const SurfaceSide side = state.sides.of(at.vertex);
     if (before * after > COS_TURN || before * after < -COS_TURN) return std::nullopt;
-    Corner corner{.at = position, .empty = 0.0, .place = {}, .along = normalize(before + after), .outward = {}};
-    corner.outward = normalize(crossProduct(corner.along, side.normal));
-    if ((before - after) * corner.outward <= 0.0) return std::nullopt;  // the border turns around the outside
+    const Vector3 along = normalize(before + after);
+    const Vector3 outward = normalize(crossProduct(along, state.sides.vNormal[at.vertex]));
+    if ((before - after) * outward <= 0.0) return std::nullopt;
     vWalk.insert(vWalk.end(), vAhead.begin(), vAhead.end());
     std::sort(vWalk.begin(), vWalk.end());
+    return Turn{along, outward, std::acos(before * after)};
+}
+
+std::optional<BorderFitter::Corner> BorderFitter::findCorner(FitIndex position) {
+    const FitIndex vertex = vBorder[position].vertex;
+    std::vector<FitIndex> vWalk;
+    const std::optional<Turn> turn = state.isFree(vertex) ? turnAt(vBorder[position], vWalk) : std::nullopt;
+    if (!turn) return std::nullopt;
     std::vector<RimPlace> vPoint;
-    state.grid.visitWithin(from, RIM_REACH + MAX_TO_CORNER * state.cell, [&](FitIndex j, double) {
-        const Vector3 offset = state.points.vFitted[j] - from;
-        const FitIndex nearest = state.points.vNearest[j];
-        if (!state.points.isSeenFrom(side, j) ||
-            std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET ||
-            std::none_of(vWalk.begin(), vWalk.end(),
-                         [&](FitIndex v) { return v == nearest || fitMesh.isJoined(v, nearest); }))
-            return;
-        vPoint.push_back({offset * corner.along, offset * corner.outward});
-    });
-    const std::optional<RimCorner> found = findRimCorner(std::move(vPoint), std::acos(before * after));
+    visitBeside(vertex, turn->along, turn->outward, RIM_REACH + MAX_TO_CORNER * state.cell,
+                [&](const RimPlace& place, FitIndex nearest) {
+                    if (std::any_of(vWalk.begin(), vWalk.end(), [&](FitIndex v) { return isAt(v, nearest); }))
+                        vPoint.push_back(place);
+                });
+    const std::optional<RimCorner> found = findRimCorner(std::move(vPoint), turn->angle);
     if (!found) return std::nullopt;
-    corner.empty = found->empty;
-    corner.place = from + corner.along * found->place.along + corner.outward * found->place.outward;
-    if ((corner.place - from).length() > MAX_TO_CORNER * state.cell) return std::nullopt;
-    const VertexPlace there = state.finder.find(corner.place, side);
-    if (there.numSheets > 0) corner.place = there.sheet;
-    return corner;
+    const Vector3& from = fitMesh.place(vertex);
+    Vector3 place = from + turn->along * found->place.along + turn->outward * found->place.outward;
+    if ((place - from).length() > MAX_TO_CORNER * state.cell) return std::nullopt;
+    const VertexPlace there = state.finder.find(place, state.sides.of(vertex));
+    if (there.numSheets > 0) place = there.sheet;
+    return Corner{position, found->empty, place, turn->along, turn->outward};
 }
 
 /// Whether the move takes the border over another part of it, in the plane of along and outward.
@@ -204,29 +206,38 @@ bool BorderFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitInde
     return numBorders == 2 && next != NO_INDEX && previous != NO_INDEX;
 }
 
+/// Whether the vertex is one, or a neighbour of one, that is the nearest to a point.
+bool BorderFitter::isAt(FitIndex vertex, FitIndex nearest) const {
+    return vertex == nearest || fitMesh.isJoined(vertex, nearest);
+}
+
+/// The points of the sheet of a vertex within the radius, in spacings: visit(place, nearest vertex).
+template <typename Visit>
+void BorderFitter::visitBeside(FitIndex vertex, const Vector3& along, const Vector3& outward, double radius,
+                               const Visit& visit) const {
+    const Vector3& from = fitMesh.place(vertex);
+    const SurfaceSide side = state.sides.of(vertex);
+    state.grid.visitWithin(from, radius, [&](FitIndex j, double) {
+        if (!state.points.isSeenFrom(side, j)) return;
+        const Vector3 offset = state.points.vFitted[j] - from;
+        if (std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET) return;
+        visit(RimPlace{offset * along, offset * outward}, state.points.vNearest[j]);
+    });
+}
+
 /// How far points lie beyond the border at a vertex: those right beside it, or the line from one on either side to one on
 /// the other. Only points to which it or a neighbour on the border was the nearest: a border may run along another one, or
 /// over a sheet.
 double BorderFitter::distanceToLastPoint(const BorderVertex& at, const Vector3& along, const Vector3& outward) const {
-    struct Beyond {
-        double along, outward;
-    };
-    const Vector3& from = fitMesh.place(at.vertex);
-    const SurfaceSide side = state.sides.of(at.vertex);
-    std::vector<Beyond> vBeyond;
+    std::vector<RimPlace> vBeyond;
     double farthest = 0.0;
-    state.grid.visitWithin(from, BORDER_RADIUS, [&](FitIndex j, double) {
-        const Vector3 offset = state.points.vFitted[j] - from;
-        if (!state.points.isSeenFrom(side, j)) return;
-        if (std::fabs(0.5 * (offset * (side.normal + state.points.vNormal[j]))) > MAX_OFF_SHEET) return;
-        const FitIndex nearest = state.points.vNearest[j];
-        const auto isAt = [&](FitIndex v) { return nearest == v || fitMesh.isJoined(v, nearest); };
-        const Beyond beyond{offset * along, offset * outward};
-        if (std::fabs(beyond.along) <= HALF_WIDTH && beyond.outward > farthest && isAt(at.vertex)) farthest = beyond.outward;
-        if (isAt(at.vertex) || isAt(at.next) || isAt(at.previous)) vBeyond.push_back(beyond);
+    visitBeside(at.vertex, along, outward, BORDER_RADIUS, [&](const RimPlace& place, FitIndex nearest) {
+        const bool bBeside = isAt(at.vertex, nearest);
+        if (bBeside && std::fabs(place.along) <= HALF_WIDTH) farthest = std::max(farthest, place.outward);
+        if (bBeside || isAt(at.next, nearest) || isAt(at.previous, nearest)) vBeyond.push_back(place);
     });
-    for (const Beyond& a : vBeyond)
-        for (const Beyond& b : vBeyond)
+    for (const RimPlace& a : vBeyond)
+        for (const RimPlace& b : vBeyond)
             if (a.along < 0.0 && b.along > 0.0)
                 farthest = std::max(farthest, (a.outward * b.along - b.outward * a.along) / (b.along - a.along));
     return farthest;

@@ -33,13 +33,23 @@ private:
         Vector3 place, along, outward;
     };
 
+    /// How a border turns at a vertex.
+    struct Turn {
+        Vector3 along, outward;
+        double angle;
+    };
+
     void reachCorners();
     void reachLastPoints();
     void findBorder();
     std::vector<FitIndex> walk(const BorderVertex& at, FitIndex BorderVertex::*towards) const;
-    std::optional<Corner> findCorner(FitIndex at);
+    std::optional<Turn> turnAt(const BorderVertex& at, std::vector<FitIndex>& vWalk) const;
+    std::optional<Corner> findCorner(FitIndex position);
     bool tryMoveTo(const Corner& corner, const Vector3& place);
     bool findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const;
+    bool isAt(FitIndex vertex, FitIndex nearest) const;
+    template <typename Visit>
+    void visitBeside(FitIndex vertex, const Vector3& along, const Vector3& outward, double radius, const Visit& visit) const;
     double distanceToLastPoint(const BorderVertex& at, const Vector3& along, const Vector3& outward) const;
     bool overlaps(const BorderVertex& at, const Vector3& to, const Vector3& along, const Vector3& outward) const;
 

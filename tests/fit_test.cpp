@@ -200,6 +200,27 @@ TEST(Fit, closesSurfacesOfVeryNoisyPoints) {
     }
 }
 
+TEST(Fit, takesNoSurfaceOfVeryNoisyPointsThatHasMoreBorder) {
+    const CoutSilence silence;
+    std::size_t numKept = 0;
+    for (const char* shape : {"sphere", "cube"})
+        for (const std::uint64_t seed : {1U, 2U, 3U}) {
+            const Cloud cloud = cloudOf({shape, 2.0, seed}, 1500);
+            ReconstructOptions options;
+            ReconstructReport once, report;
+            options.bDenoise = false;
+            const MeshPtr pOnce = reconstruct(cloud.vPoints, options, &once);
+            options.bDenoise = true;
+            const MeshPtr pMesh = reconstruct(cloud.vPoints, options, &report);
+            EXPECT_LE(report.after.numBorderEdges, once.after.numBorderEdges) << shape << " " << seed;
+            if (report.numDenoised > 0) continue;
+            ++numKept;
+            EXPECT_EQ(cornersOf(pMesh), cornersOf(pOnce)) << shape << " " << seed;
+            EXPECT_EQ(report.numCells, once.numCells) << shape << " " << seed;
+        }
+    EXPECT_GT(numKept, 0U);
+}
+
 TEST(Fit, closesThePinholesAtEdgesThatLieAskewUnderNoise) {
     const CoutSilence silence;
     for (const std::uint64_t seed : {1U, 2U, 4U, 5U}) {

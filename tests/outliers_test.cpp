@@ -198,6 +198,7 @@ TEST(Strays, hoverOverASheet) {
 TEST(Strays, whatStandsOnASheetStays) {
     const auto onSheet = [](const std::vector<Vector3>& vOffset) {
         Points vPoints = sheet(40);
+        addSheet(40, Point3(0.0, 0.0, -20.6), 1.0, vPoints);  // a layer of cells begins close above the upper one
         for (const Vector3& offset : vOffset)
             vPoints.push_back(Point3(20.1, 20.2, 0.0) + offset);
         return straysOf(vPoints, 1.1).size();
@@ -225,6 +226,10 @@ TEST(Strays, whatStandsOnASheetStays) {
             EXPECT_EQ(onSheet(vAlong), step < 2.0 ? 0U : 2U) << height << " " << step;  // its ends see one other only
         }
     }
+    EXPECT_EQ(onSheet({{0.0, 0.0, 0.8}}), 0U) << "as noise does";
+    EXPECT_EQ(onSheet({{0.6, 0.6, 1.0}}), 1U);
+    EXPECT_EQ(onSheet({{0.0, 0.0, 1.4}, {1.2, 0.2, 0.8}, {-0.3, 1.2, 0.75}}), 0U) << "a tip";
+    EXPECT_EQ(onSheet({{0.0, 0.0, 1.4}, {1.2, 0.2, 0.3}, {-0.3, 1.2, 0.25}}), 1U) << "over uneven ground";
     // Afar, three are a row only when they are straight; others at another height are no wall.
     EXPECT_EQ(onSheet({{0.0, 0.0, 1.8}, {2.2, 0.0, 2.4}, {-2.2, 0.0, 1.8}}), 3U);
     EXPECT_EQ(onSheet({{0.0, 0.0, 1.4}, {2.3, 0.2, 2.0}, {-0.4, 2.3, 2.0}, {-1.9, -1.5, 2.0}}), 4U);

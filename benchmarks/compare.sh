@@ -46,21 +46,37 @@ median() {
     sort -g | awk '{ v[NR] = $1 } END { print NR % 2 ? v[(NR + 1) / 2] : (v[NR / 2] + v[NR / 2 + 1]) / 2 }'
 }
 
-# How a program is asked for the bare road from points to a mesh.
+# What a command is asked for when it shall make what the cells alone make: PROGRAM COMMAND. Nothing where it does no more.
 bare() {
-    if "$1" reconstruct --help | grep -e --plain >/dev/null; then echo --plain; else echo --raw; fi
+    local help
+    help=$("$1" "$2" --help)
+    case $help in
+        *--plain*) echo --plain ;;
+        *--raw*) echo --raw ;;
+    esac
 }
-bare_old=$(bare "$old")
-bare_new=$(bare "$new")
 
-# compare_road NAME FILE ARGUMENT...: --bare stands for what bare() says.
+# The words of a command line with --bare replaced.
+with() {
+    local bare=$1
+    shift
+    for word in "$@"; do
+        if [ "$word" = --bare ]; then echo "$bare"; else echo "$word"; fi
+    done
+}
+
+# compare_road NAME FILE COMMAND ARGUMENT...: --bare stands for what bare() says.
 compare_road() {
-    local name=$1 out=$2 run same=yes
+    local name=$1 out=$2 run same=yes bare_old bare_new
     shift 2
+    bare_old=$(bare "$old" "$1")
+    bare_new=$(bare "$new" "$1")
     : >"$folder/times"
     for run in $(seq 0 "$runs"); do
-        a=$(measure "$old" "${@/#--bare/$bare_old}" "$folder/old_$out" --quiet)
-        b=$(measure "$new" "${@/#--bare/$bare_new}" "$folder/new_$out" --quiet)
+        # shellcheck disable=SC2046  # an option or none
+        a=$(measure "$old" $(with "$bare_old" "$@") "$folder/old_$out" --quiet)
+        # shellcheck disable=SC2046
+        b=$(measure "$new" $(with "$bare_new" "$@") "$folder/new_$out" --quiet)
         [ "$run" -eq 0 ] || echo "$a $b" >>"$folder/times"
     done
     cmp -s "$folder/old_$out" "$folder/new_$out" || same=no
@@ -80,7 +96,7 @@ compare_road 'sphere, 300k points, all steps' a.ply reconstruct "$folder/sphere.
 compare_road 'the same, as the cells make it' b.ply reconstruct --bare "$folder/sphere.bin"
 compare_road 'noisy torus, 300k points as text, smoothed' c.ply reconstruct --bare --laplacian --factor 1.5 "$folder/torus.xyz"
 compare_road 'sphere with holes, 100k points, 12 steps of growth' d.ply reconstruct --bare --grow 12 "$folder/patches.bin"
-compare_road 'melt of 0.4M triangles' e.ply melt --spacing 0.01 "$folder/soup.stl"
+compare_road 'melt of 0.4M triangles, as the cells make it' e.ply melt --bare --spacing 0.01 "$folder/soup.stl"
 compare_road 'reduce' f.ply reduce --max-edge 0.1 --max-angle 15 "$folder/mesh.ply"
 compare_road 'flip' g.ply flip "$folder/mesh.ply"
 compare_road 'smooth, 10 rounds' h.ply smooth -n 10 "$folder/mesh.ply"

@@ -36,6 +36,10 @@ int main() {
     options.factor = 1.1;         // cells a little wider than the points are apart; larger ones make a coarser mesh
     options.minPieceArea = 50.0;  // squares of a cell; what is smaller is no part of the object
     options.maxHoleEdges = 20;    // closes further holes; without it, pinholes only
+    options.bEven = true;         // the default: adds points where the scan is sparse; false leaves those places open
+    options.bOutliers = true;     // the default: leaves out points that belong to no surface
+    options.bDenoise = false;     // this scan is clean; of a very noisy one the surface would be made again
+    options.origin = Point3();    // cells begin here, so that scans of neighbouring places share them
     options.numThreads = 2;       // no result depends on it
 
     ReconstructReport report;

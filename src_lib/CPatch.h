@@ -184,9 +184,9 @@ struct ConEdge {
     bool operator<(const ConEdge& other) const { return priority < other.priority; }
 
     CEdge* pCE;
-    int degree;       ///< of the edge at construction
-    double priority;  ///< degrees of the turn between the two triangles, lowest first; 181.0 for more than two
-    bool bSameSide;   ///< crossing the edge doesn't change sides
+    int degree;               ///< of the edge at construction
+    double priority = 181.0;  ///< degrees of the turn between the two triangles, lowest first; 181.0 for more than two
+    bool bSameSide = true;    ///< crossing the edge doesn't change sides
     std::vector<CTriangle*> vMemT;
 };
 

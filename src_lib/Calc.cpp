@@ -65,13 +65,7 @@ int findAxis(const Chosen& isChosen) {
 }  // namespace
 
 Calc::Calc(double x0, double y0, double z0, double lenX, double lenY, double lenZ, int numLevels_)
-    : origin{x0, y0, z0},
-      lengths{lenX, lenY, lenZ},
-      numLevels(numLevels_),
-      numCells(0),
-      steps{},
-      inverseSteps{},
-      coordinateEnd(0.0) {
+    : origin{x0, y0, z0}, lengths{lenX, lenY, lenZ}, numLevels(numLevels_) {
     ASSEX(numLevels<=MAXLEVELS);
     ASSEX(numLevels>=0);
     numCells = 1ULL << numLevels;

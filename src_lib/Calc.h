@@ -254,13 +254,13 @@ private:
     std::array<double, 3> lengths;
 
 public:
-    int numLevels;                ///< L; fixed by the constructor
-    unsigned long long numCells;  ///< 2^L: cells along every axis
+    int numLevels;                    ///< L; fixed by the constructor
+    unsigned long long numCells = 0;  ///< 2^L: cells along every axis
 
 private:
-    std::array<double, 3> steps;         // cell edges
-    std::array<double, 3> inverseSteps;  // cells per unit
-    double coordinateEnd;                // scaled coordinates of points on the grid are in [0, coordinateEnd)
+    std::array<double, 3> steps{};         // cell edges
+    std::array<double, 3> inverseSteps{};  // cells per unit
+    double coordinateEnd = 0.0;            // scaled coordinates of points on the grid are in [0, coordinateEnd)
 
     struct Coordinates {
         unsigned long long x, y, z;

@@ -90,6 +90,7 @@ public:
         for (const TARN_OCTREE::Octree* pTree : treesFor(pEdge))
             if (chord < FAR) pTree->getSphereIntersectors(dir.x(), dir.y(), dir.z(), chord + NEAR, vItems);
         std::vector<const Entry*> vFound;
+        vFound.reserve(vItems.size());
         for (const TARN_OCTREE::OctItem* pItem : vItems)
             vFound.push_back(static_cast<const Entry*>(pItem->pObject));
         std::sort(vFound.begin(), vFound.end());

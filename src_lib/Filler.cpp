@@ -180,7 +180,7 @@ void Filler::determineAffiliation(int maxDist, std::vector<AffiPair>& vPairs) {
     for (AffiData* pA : vAffi) {
         AffiData* pB = search.find(*pA, maxRadius);
         if (pB == nullptr) continue;
-        vNoted.push_back(std::minmax(pA, pB));
+        vNoted.emplace_back(std::minmax(pA, pB));
         const auto dist = static_cast<float>(getLength(vNoted.back()));
         pA->dist = std::min(pA->dist, dist);
         pB->dist = std::min(pB->dist, dist);

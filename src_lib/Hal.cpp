@@ -94,7 +94,7 @@ MeshPtr Hal::convertToFineMesh() {
     auto pRMesh = std::make_unique<RMesh>(pCMesh.get());
     RTop(pRMesh.get()).finalizeBase();
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    pRMesh.release();
+    static_cast<void>(pRMesh.release());  // the new one owns it
     return pMesh;
 }
 

@@ -36,7 +36,7 @@ void Progress::createChild(const std::string& childName, double childWeight) {
     std::unique_ptr<Progress> pKid(new Progress(this, childName, childWeight));
     shares.append(pKid->share());
     mNameKids.emplace(childName, pKid.get());
-    pKid.release();
+    static_cast<void>(pKid.release());  // the map owns it
     carryUp();
 }
 

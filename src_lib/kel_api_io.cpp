@@ -305,6 +305,7 @@ void dropEqual(std::vector<Triple>& vTriple) {
         vSorted.end());
     if (vSorted.size() == vTriple.size()) return;
     std::vector<std::size_t> vStays;
+    vStays.reserve(vSorted.size());
     for (const auto& [triple, i] : vSorted)
         vStays.push_back(i);
     std::sort(vStays.begin(), vStays.end());
@@ -328,7 +329,7 @@ MeshPtr meshOf(const std::vector<Point3>& vVertices, const std::vector<int>& vIn
     }
     if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    pRMesh.release();
+    static_cast<void>(pRMesh.release());  // the new one owns it
     return pMesh;
 }
 

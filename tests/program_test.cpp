@@ -948,3 +948,10 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
     EXPECT_EQ(run("convert o.3mf o.ply").status, 1) << "is only written";
 }
 #endif
+
+TEST_F(ProgramTest, saysInItsOwnWordsWhatItLeftOut) {
+    scan("sphere --points 3000 --outliers 0.01");
+    const Outcome outcome = run("reconstruct scan.bin o.ply");
+    EXPECT_EQ(countIn(outcome.out, "outliers left out (--keep-outliers keeps them): 30\n"), 1);
+    EXPECT_EQ(outcome.err, "");
+}

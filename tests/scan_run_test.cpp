@@ -162,6 +162,17 @@ TEST(Pinholes, areClosedButNoOuterBorderIs) {
         EXPECT_EQ(countFlaws(*mesh).numBorderEdges, 12U);
     }
 
+    // The ends of a short tube are its outer border, those of a long one are holes in it.
+    for (const auto& [height, numClosed] : {std::pair(1.5, 0), {2.5, 2}}) {
+        Soup tube = ring(Ring::FLAT, 8, 6);
+        for (Point3& p : tube.vVtx) {
+            const double r = std::hypot(p.x(), p.y());
+            p = Point3(p.x() / r, p.y() / r, height * (r - 2.5));
+        }
+        FineMesh mesh(tube);
+        EXPECT_EQ(closeHoles(*mesh, {.maxPinholeEdges = 8}, true), numClosed) << height;
+    }
+
     FineMesh closed(torus(12, 8));
     closed.kill(0);
     EXPECT_EQ(closeHoles(*closed, {.maxPinholeEdges = 8}, true), 1);
@@ -316,6 +327,30 @@ TEST(ScanRun, refusesWhatIsNoSpacing) {
     }
 }
 
+TEST(ScanRun, refusesAnOriginThatIsNoPlaceOrTooFarAwayAndAnAreaThatIsNone) {
+    ReconstructOptions options;
+    for (const double far : {NOT_A_NUMBER, INF, 1e15, LARGEST}) {
+        options.origin = Point3(0.0, far, 0.0);
+        expectFails("bOriginInReach", [&] { reconstruct(Scan(1).plane(500), options); });
+    }
+    options.origin = Point3(1e9, -1e9, 1e9);
+    const CoutSilence silence;
+    EXPECT_NE(reconstruct(Scan(1).plane(500), options), nullptr);
+    options.minPieceArea = NOT_A_NUMBER;
+    expectFails("options.minPieceArea>=0.0", [&] { reconstruct(Scan(1).plane(500), options); });
+}
+
+TEST(ScanRun, saysWhenOutliersAreTooMany) {
+    const Points vSphere = Scan(3).sphere(6000);
+    const auto tell = [&](const Points& vOutliers, double spacing) {
+        return outputOf([&] { reconstruct(joined(vSphere, vOutliers), {.spacing = spacing, .bFit = false}); });
+    };
+    const std::string kept = "are kept, for they are too many";
+    EXPECT_EQ(countIn(tell(scaled(Scan(4).dust(4500), 2e7, -1e7), 1e5), kept), 1);
+    EXPECT_EQ(countIn(tell(scaled(Scan(4).dust(2000), 4.0, -2.0), 0.05), kept), 2) << "of both kinds";
+    EXPECT_EQ(countIn(tell(scaled(Scan(4).dust(200), 4.0, -2.0), 0.05), kept), 0);
+}
+
 TEST(ScanRun, keepsOutliersAwayFromTheSurface) {
     const CoutSilence silence;
     const Points vSphere = Scan(3).sphere(6000), vFar = scaled(Scan(4).dust(300), 1e7, 1e6);
@@ -410,10 +445,14 @@ TEST(ScanRun, makesTheSameMeshAtAnyScaleAndPlaceOfTheSamePointsInAnyOrder) {
     EXPECT_NE(reconstruct(scaled(vPoints, 0x1p-30)), nullptr);
     ReconstructOptions options;
     options.spacing = report.cellEdge;  // the estimate takes a sample of the points
-    reconstruct(vPoints, options, &report);
+    options.origin = Point3();
+    const auto sCell = cellsOfSphere(reconstruct(vPoints, options, &report), Point3(), report.cellEdge);
     Scan(1).shuffle(vPoints);
     ReconstructReport shuffled;
-    reconstruct(vPoints, options, &shuffled);
+    const auto sShuffled = cellsOfSphere(reconstruct(vPoints, options, &shuffled), Point3(), report.cellEdge);
+    const auto numCommon =
+        std::count_if(sShuffled.begin(), sShuffled.end(), [&](const auto& cell) { return sCell.contains(cell); });
+    EXPECT_GT(static_cast<double>(numCommon), 0.99 * static_cast<double>(std::max(sCell.size(), sShuffled.size())));
     EXPECT_EQ(shuffled.numStrays, report.numStrays);
     EXPECT_EQ(shuffled.numAdded, report.numAdded);
 }

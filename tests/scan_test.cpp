@@ -76,6 +76,10 @@ TEST(Scan, patternsLieOnTheirSurface) {
         }
     EXPECT_THROW(Scanned({"sphere", 10, 0.0, 0, "lidar"}), std::invalid_argument);
     EXPECT_THROW(Scanned({"hall", 5000, 0.0, 0, "even", 0.0, 8.0}), std::invalid_argument) << "windows cover the ball";
+    EXPECT_THROW(Scanned({"hall", 5000, 0.0, 0, "lidar", 0.0, 4.0}), std::invalid_argument) << "it makes no windows";
+    EXPECT_THROW(Scanned({"plane", 1000, 0.0, 0, "even", 0.0, 40.0}), std::invalid_argument) << "a window as wide as all";
+    for (const char* pattern : {"varying", "sparse"})
+        EXPECT_THROW(Scanned({"sphere", 1000, 0.0, 0, pattern, 0.5}), std::invalid_argument) << pattern;
 }
 
 TEST(Scan, densityFallsByTheRatioAndStaysEven) {

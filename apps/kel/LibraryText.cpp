@@ -12,6 +12,9 @@ constexpr std::size_t KEPT = 1 << 14;
 /// A warning or an error names a place in the source and repeats what a plain line before it said.
 const std::string MESSAGE = "[KEL Message]";
 
+/// Of messages that name an option of the library. Commands say the same, with the switches that they have.
+constexpr std::string_view LIBRARY_OPTION = "ReconstructOptions::";
+
 /// Without ESC sequences of colours.
 std::string withoutColours(const std::string& text) {
     std::string plain;
@@ -43,6 +46,7 @@ void LibraryText::release() {
 }
 
 void LibraryText::take(std::string_view part) {
+    if (part.find(LIBRARY_OPTION) != std::string_view::npos) return;
     if (!bHeld && !bSilent) std::cerr << part;
     text += part;
     if (!bHeld && text.size() > 2 * KEPT) text.erase(0, text.size() - KEPT);

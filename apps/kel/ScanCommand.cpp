@@ -41,7 +41,7 @@ void addPatternOptions(CLI::App& command, ScanRequest& request) {
         ->check(nonNegativeNumber)
         ->capture_default_str();
     command.add_option("--outliers", request.outlierShare, "Outliers added, as a share of the points")
-        ->check(nonNegativeNumber)
+        ->check(CLI::Range(0.0, 100.0))
         ->capture_default_str();
     command.add_option("--outlier-kind", request.outlierKind, "Where the outliers are")
         ->check(CLI::IsMember(outlierKinds()))

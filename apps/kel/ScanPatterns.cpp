@@ -93,7 +93,7 @@ Density thinned(const Shape& shape, double ratio, Chance& chance) {
 // ---- Patterns
 
 /// Goes on with a piece for numTries samples and adds those that it accepts.
-void samplePiece(const Piece& piece, std::size_t numTries, Sequence& at, ScanRun& run) {
+void samplePiece(const Piece& piece, std::size_t numTries, Sequence& at, Sampling& run) {
     for (; numTries > 0; --numTries) {
         at.advance();
         const Sample sample = piece.at(at.u, at.v);
@@ -117,7 +117,7 @@ void forShares(const Shape& shape, std::size_t numTries, const Func& func) {
     }
 }
 
-void addEvenly(const Shape& shape, std::size_t numPoints, ScanRun& run) {
+void addEvenly(const Shape& shape, std::size_t numPoints, Sampling& run) {
     std::vector<Sequence> vSequence;
     const std::size_t numWanted = run.vPoints.size() + numPoints;
     while (run.vPoints.size() < numWanted)
@@ -127,11 +127,11 @@ void addEvenly(const Shape& shape, std::size_t numPoints, ScanRun& run) {
         });
 }
 
-void sampleEvenly(ScanRun& run) {
+void sampleEvenly(Sampling& run) {
     addEvenly(run.shape, run.numPoints, run);
 }
 
-void sampleRandomly(ScanRun& run) {
+void sampleRandomly(Sampling& run) {
     for (std::size_t i = 0; i < run.numPoints; ++i)
         run.add(randomSample(run.shape, run.chance));
 }
@@ -143,7 +143,7 @@ struct RankedSample {
 };
 
 /// The samples of rank up to maxRank, piece by piece.
-std::vector<RankedSample> rankedSamples(const ScanRun& run, const Density& density, const std::vector<Sequence>& vStart,
+std::vector<RankedSample> rankedSamples(const Sampling& run, const Density& density, const std::vector<Sequence>& vStart,
                                         double maxRank) {
     std::vector<RankedSample> vRanked;
     const double wholeArea = run.shape.wholeArea();
@@ -160,7 +160,7 @@ std::vector<RankedSample> rankedSamples(const ScanRun& run, const Density& densi
     return vRanked;
 }
 
-void addByDensity(const Density& density, std::size_t numPoints, ScanRun& run) {
+void addByDensity(const Density& density, std::size_t numPoints, Sampling& run) {
     std::vector<Sequence> vStart;
     for (std::size_t i = 0; i < run.shape.vPieces.size(); ++i)
         vStart.push_back(randomStart(run.chance));
@@ -179,12 +179,12 @@ void addByDensity(const Density& density, std::size_t numPoints, ScanRun& run) {
         if (ranked.rank <= lastRank && numLeft > 0) run.add(ranked.sample), --numLeft;
 }
 
-void sampleByDensity(ScanRun& run) {
+void sampleByDensity(Sampling& run) {
     addByDensity(run.density, run.numPoints, run);
 }
 
 /// An even scan, and a second one of the places where the density is doubled.
-void sampleTwiceInPatches(ScanRun& run) {
+void sampleTwiceInPatches(Sampling& run) {
     const double mean = meanDensity(run.shape, run.density);  // half of the largest comes of the even scan
     const auto numEven = static_cast<std::size_t>(static_cast<double>(run.numPoints) * 0.5 / mean);
     addEvenly(run.shape, numEven, run);
@@ -192,7 +192,7 @@ void sampleTwiceInPatches(ScanRun& run) {
     addByDensity(inPatch, run.numPoints - numEven, run);
 }
 
-void sampleTwoScans(ScanRun& run) {
+void sampleTwoScans(Sampling& run) {
     const Vector3 oblique = Vector3(1.0, 2.0, 3.0) / std::sqrt(14.0);
     addEvenly(run.shape, run.numPoints / 2, run);
     run.offset = oblique * (run.ratio * run.shape.truth.spacing);
@@ -201,7 +201,7 @@ void sampleTwoScans(ScanRun& run) {
 
 /// A sphere of radius 1 is wound round from pole to pole in one line. With the angle from the pole a = acos(1 - 2 t), t from
 /// 0 to 1 as the points go, and 2 T a round the axis, the turns are pi / T apart and the points 4 T / n.
-void sampleSphereInLines(std::size_t numTries, ScanRun& run) {
+void sampleSphereInLines(std::size_t numTries, Sampling& run) {
     const double numTurns = std::sqrt(PI * static_cast<double>(numTries) / (4.0 * run.ratio));
     const Vector3 axis = run.chance.direction();
     const Vector3 toSide = crossProduct(axis, run.chance.direction());
@@ -217,7 +217,7 @@ void sampleSphereInLines(std::size_t numTries, ScanRun& run) {
 }
 
 /// Rows across the square of the piece, each a little oblique so that it goes on in the next one.
-void samplePieceInLines(const Piece& piece, std::size_t numTries, ScanRun& run) {
+void samplePieceInLines(const Piece& piece, std::size_t numTries, Sampling& run) {
     const double numRows = std::max(1.0, std::round(std::sqrt(static_cast<double>(numTries) / run.ratio)));
     const double start = run.chance.uniform();
     for (std::size_t i = 0; i < numTries; ++i) {
@@ -227,7 +227,7 @@ void samplePieceInLines(const Piece& piece, std::size_t numTries, ScanRun& run) 
     }
 }
 
-void sampleInLines(ScanRun& run) {
+void sampleInLines(Sampling& run) {
     const double triesPerPoint = run.shape.wholeArea() / run.shape.truth.area;
     const auto numTries = static_cast<std::size_t>(std::lround(static_cast<double>(run.numPoints) * triesPerPoint));
     if (run.shape.bSphere)
@@ -239,7 +239,7 @@ void sampleInLines(ScanRun& run) {
 
 /// Each point stands for the same angle round the axis and in height, thus for an area that grows with the square of the
 /// distance and where the surface is seen at a slant.
-void sampleByLidar(ScanRun& run) {
+void sampleByLidar(Sampling& run) {
     if (!run.shape.bHall) throw std::invalid_argument("The pattern 'lidar' needs the shape 'hall'");
     const Point3 scanner(5.0, 3.0, 1.5);
     const double maxElevation = PI / 3.0;
@@ -265,19 +265,19 @@ void sampleByLidar(ScanRun& run) {
 }
 
 const std::vector<ScanPattern> PATTERNS = {
-    {"even", 1.0, even, sampleEvenly},
-    {"random", 1.0, even, sampleRandomly},
-    {"varying", 16.0, falling, sampleByDensity},
-    {"lines", 8.0, even, sampleInLines},
-    {"overlap", 2.0, doubled, sampleTwiceInPatches},
-    {"sparse", 16.0, thinned, sampleByDensity},
-    {"misfit", 1.0, even, sampleTwoScans},
-    {"lidar", 2.0, even, sampleByLidar},
+    {"even", 1.0, 0.0, even, sampleEvenly},
+    {"random", 1.0, 0.0, even, sampleRandomly},
+    {"varying", 16.0, 1.0, falling, sampleByDensity},
+    {"lines", 8.0, 0.0, even, sampleInLines},
+    {"overlap", 2.0, 0.0, doubled, sampleTwiceInPatches},
+    {"sparse", 16.0, 1.0, thinned, sampleByDensity},
+    {"misfit", 1.0, 0.0, even, sampleTwoScans},
+    {"lidar", 2.0, 0.0, even, sampleByLidar},
 };
 
 }  // namespace
 
-void ScanRun::add(const Sample& sample) {
+void Sampling::add(const Sample& sample) {
     const double shift = noise > 0.0 ? noise * shape.truth.spacing * chance.normal() : 0.0;
     vPoints.push_back(sample.point + sample.normal * shift + offset);
 }

@@ -8,7 +8,7 @@
 using Density = std::function<double(const TARN_KEL::Point3&)>;
 
 /// The state of one scan while it is made.
-struct ScanRun {
+struct Sampling {
     Shape& shape;  // with its spacing, and without its windows
     std::size_t numPoints;
     double ratio;
@@ -23,9 +23,10 @@ struct ScanRun {
 
 struct ScanPattern {
     const char* name;
-    double ratio;  // used when the request has none
+    double ratio;       // used when the request has none
+    double leastRatio;  // that the request may have
     Density (*makeDensity)(const Shape& shape, double ratio, Chance& chance);
-    void (*sample)(ScanRun& run);
+    void (*sample)(Sampling& run);
 };
 
 /// All patterns, and the pattern with that name. Throws std::invalid_argument on an unknown name.

@@ -33,7 +33,7 @@ bool keepsPlaces(const Piece& piece) {
 
 void addWindows(const ScanRequest& request, const Density& density, Shape& shape) {
     cutWindows(windowsOf(request, shape, density), shape);
-    if (!std::all_of(shape.vPieces.begin(), shape.vPieces.end(), keepsPlaces))
+    if (!(shape.truth.area > 0.0) || !std::all_of(shape.vPieces.begin(), shape.vPieces.end(), keepsPlaces))
         throw std::invalid_argument("The windows leave nothing of a piece of the surface");
 }
 
@@ -50,13 +50,17 @@ ScanTruth makeScan(const ScanRequest& request, std::vector<Point3>& vPoints) {
     Shape shape = makeShape(request.shape, request.numPoints);
     const ScanPattern& pattern = patternNamed(request.pattern);
     const double ratio = request.ratio > 0.0 ? request.ratio : pattern.ratio;
+    if (ratio < pattern.leastRatio)
+        throw std::invalid_argument("The pattern '" + request.pattern + "' needs a ratio of 1 or more");
+    if (request.pattern == "lidar" && request.windowWidth > 0.0)
+        throw std::invalid_argument("The pattern 'lidar' makes no windows");
     const std::size_t first = vPoints.size();
     vPoints.reserve(first + request.numPoints);
     Chance chance(request.seed);
     const Density density = pattern.makeDensity(shape, ratio, chance);
     if (request.windowWidth > 0.0) addWindows(request, density, shape);
     shape.truth.spacing = std::sqrt(shape.truth.area / static_cast<double>(request.numPoints));
-    ScanRun run{shape, request.numPoints, ratio, request.noise, density, chance, vPoints, {}};
+    Sampling run{shape, request.numPoints, ratio, request.noise, density, chance, vPoints, {}};
     pattern.sample(run);
     shape.truth.numOutliers = addOutliers(request, shape, first, vPoints);
     return shape.truth;

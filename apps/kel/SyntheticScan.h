@@ -30,7 +30,7 @@ struct ScanRequest {
     /// Round windows, one in the middle of each piece of the surface (12 on a sphere, 3 on a torus, 6 on a cube), so many
     /// local spacings wide; 0: none. They must not reach each other, nor an edge of the surface.
     double windowWidth = 0.0;
-    double outlierShare = 0.0;  ///< outliers behind the points of the surface, as a share of these
+    double outlierShare = 0.0;  ///< 0 to 100: outliers behind the points of the surface, as a share of these
     std::string outlierKind = "far";
     double outlierDistance = 0.0;  ///< in spacings, see outlierKinds(); 0: the kind's own value
 };
@@ -42,10 +42,10 @@ std::vector<std::string> scanShapes();
 /// The names of the patterns:
 /// - even;
 /// - random: independent points;
-/// - varying: the density falls smoothly along x, to 1/ratio (16) of the largest;
+/// - varying: the density falls smoothly along x, to 1/ratio (16) of the largest; ratios from 1 on;
 /// - lines: the distance of lines is ratio (8) times that of the points on them;
 /// - overlap: in six round places, a quarter of the area, a second scan doubles the density;
-/// - sparse: in such places the density is 1/ratio (16);
+/// - sparse: in such places the density is 1/ratio (16); ratios from 1 on;
 /// - misfit: a scan of half the points, and another one moved by ratio (1) spacings;
 /// - lidar: the hall from inside by a rotating scanner whose view ends 60 degrees above and below the horizon; its lines are
 ///   ratio (2) times as far apart, as angles, as the points on them. What lies behind the ball isn't seen.

@@ -23,25 +23,28 @@ struct ReconstructOptions {
     double spacing = 0.0;
     /// Cell edge as a multiple of the estimated point spacing, greater than 0. Used when spacing is 0.
     double factor = 1.1;
-    /// A corner of a cell. Runs with the same spacing and the same origin have the same cells. Without one the grid starts
-    /// at the points.
+    /// A corner of a cell, finite, and at most some 10^12 cells away. Runs with the same spacing and the same origin have
+    /// the same cells. Without one the grid starts at the points.
     std::optional<Point3> origin = std::nullopt;
 
     // ---- Steps before the mesh is made
 
-    bool bOutliers = true;    ///< Leaves out points far from all others, and strays near the surface.
+    /// Leaves out points far from all others, in groups of fewer than 16 places or than one in 200 points, and strays near
+    /// the surface. After a warning they are kept where they are too many: more than 36%, strays of a kind more than 15%.
+    bool bOutliers = true;
     bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
     bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.
-    int numGrowSteps = 0;     ///< Steps of gap closing, see reconstruct_auto(); 0 leaves gaps open.
+    int numGrowSteps = 0;     ///< Steps of gap closing, see reconstruct_auto(); 0 or less leaves gaps open.
     /// What gap closing adds must make the border much shorter, or is taken back: open borders grow no collar.
     bool bCarefulGrowth = true;
 
     // ---- Steps on the mesh
 
-    bool bManifold = true;       ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
-    double minPieceArea = 30.0;  ///< Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays.
-    int maxPinholeEdges = 8;     ///< Closes holes of at most that many edges, not the outer border of a piece; 0: none.
-    int maxHoleEdges = 0;        ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
+    bool bManifold = true;  ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
+    /// Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays. 0 or greater; 0 keeps all.
+    double minPieceArea = 30.0;
+    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges, not the outer border of a piece; 0 or less: none.
+    int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 or less for none.
     /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open, unless
     /// these are only folds around it.
     bool bNoCrossings = true;
@@ -123,7 +126,8 @@ struct ReconstructReport {
 /// @param pReport  overwritten by what was done; may be null. When the call throws, it tells about the steps until then
 /// @return the mesh; null, after a warning, when the points leave no cell; a mesh without triangles when the few cells left
 ///         form none
-/// @throws KelBugException as reconstruct_auto() does
+/// @throws KelBugException as reconstruct_auto() does; for an origin that isn't finite or is too far away, and for a
+///         minPieceArea that isn't 0 or greater
 /// @throws KelStoppedException when the stop flag ended the run
 /// @cost O(n log n)
 MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options = {},

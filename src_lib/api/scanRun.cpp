@@ -65,6 +65,7 @@ private:
     MeshPtr makeSurface(std::vector<Point3> vPoints);
     void mend(RMesh& mesh);
     void lookAtPoints(const Mesh& mesh);
+    std::size_t countBorder(const Mesh& mesh);
     void denoise(MeshPtr& pMesh);
     void fit(MeshPtr& pMesh);
     void finish(RMesh& mesh);
@@ -81,6 +82,7 @@ private:
 };
 
 MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
+    ASSEX(options.minPieceArea>=0.0);
     std::vector<Point3> vPoints = vGiven;
     report.numPoints = vPoints.size();
     report.numNotFinite = dropNonFinitePoints(vPoints);
@@ -202,11 +204,17 @@ void ScanRun::lookAtPoints(const Mesh& mesh) {
     step("noise", [&] { fitRun.emplace(*mesh.pRMesh, *pOwn, FitOptions{.cellEdge = report.cellEdge}); });
 }
 
+std::size_t ScanRun::countBorder(const Mesh& mesh) {
+    std::size_t numBorderEdges = 0;
+    step("flaws", [&] { numBorderEdges = countFlaws(*mesh.pRMesh).numBorderEdges; });
+    return numBorderEdges;
+}
+
 /// Much noise spreads the points over several layers of cells, which leaves holes and knots. So a first surface serves to
 /// take the noise out of the points, and the cells of those make the next one; again, while that closes most of its holes.
 /// A surface with more border than the one before isn't taken.
 void ScanRun::denoise(MeshPtr& pMesh) {
-    std::size_t numBorderEdges = countFlaws(*pMesh->pRMesh).numBorderEdges;
+    std::size_t numBorderEdges = countBorder(*pMesh);
     for (int round = 0; round < MAX_DENOISED; ++round) {
         std::vector<Point3> vPoints = fitRun->pointsWithoutNoise();
         fitRun.reset();  // much memory, and seldom wanted again
@@ -215,7 +223,7 @@ void ScanRun::denoise(MeshPtr& pMesh) {
         makeGridFor(vPoints);
         MeshPtr pAgain = makeSurface(std::move(vPoints));
         const std::size_t numBefore = numBorderEdges;
-        if (pAgain) numBorderEdges = countFlaws(*pAgain->pRMesh).numBorderEdges;
+        if (pAgain) numBorderEdges = countBorder(*pAgain);
         const bool bWorse = !pAgain || numBorderEdges > numBefore;
         if (bWorse) {
             former.vSteps = std::move(report.vSteps);

@@ -132,7 +132,10 @@ private:
             vOwningPlace.push_back(vPlace[i]);
         }
         if (vOrphan.empty()) return vFound;
-        if (vOwning.empty()) return std::vector<std::uint32_t>(vPlace.size(), NOWHERE);
+        if (vOwning.empty()) {
+            vFound.assign(vPlace.size(), NOWHERE);
+            return vFound;
+        }
         const PointTree tree(vOwningPlace);
         const auto find = [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i)

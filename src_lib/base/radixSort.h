@@ -65,7 +65,8 @@ public:
         }
         std::uint64_t bitsLeft = varyingBits();
         if (bitsLeft == 0) return;
-        const std::unique_ptr<std::byte[]> buffer(new std::byte[n * sizeof(Element)]);  // raw: passes construct in place
+        // Raw: passes construct in place. Elements may be pointers. NOLINTNEXTLINE(bugprone-sizeof-expression)
+        const std::unique_ptr<std::byte[]> buffer(new std::byte[n * sizeof(Element)]);
         Element* pSource = pFirst;
         Element* pTarget = reinterpret_cast<Element*>(buffer.get());
         while (bitsLeft != 0) {

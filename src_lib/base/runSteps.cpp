@@ -151,6 +151,7 @@ std::string annealingStepName(double temperature) {
 
 bool progressForEdgeFlipsSimA(std::span<const double> temperatures) {
     std::vector<std::string> vSweeps;
+    vSweeps.reserve(temperatures.size());
     for (const double temperature : temperatures)
         vSweeps.push_back(annealingStepName(temperature));
     return plantUnlessOpen("EdgeFlipsS", STEPS_EDGE_FLIPS_SIM_A, vSweeps);

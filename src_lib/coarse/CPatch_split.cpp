@@ -171,8 +171,7 @@ bool PatchSplitter::killOneSide(bool bCareful) {
 
 }  // namespace
 
-ConEdge::ConEdge(CMesh* pCMesh, CEdge* pCE_, const FlatSet<CTriangle*>& sPatchT)
-    : pCE(pCE_), degree(pCE_->getDegree()), priority(181.0), bSameSide(true) {
+ConEdge::ConEdge(CMesh* pCMesh, CEdge* pCE_, const FlatSet<CTriangle*>& sPatchT) : pCE(pCE_), degree(pCE_->getDegree()) {
     ASSEX(degree>=2);
     for (CTriangle* pCT : pCE->vCT)
         if (degree == 2 || sPatchT.count(pCT) != 0) vMemT.push_back(pCT);

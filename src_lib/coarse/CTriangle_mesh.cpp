@@ -12,7 +12,8 @@ namespace TARN_KEL {
 namespace {
 
 bool isBitwiseEqual(const Point3& p, const Point3& q) {
-    return std::memcmp(&p, &q, sizeof(Point3)) == 0;
+    return std::memcmp(&p, &q, sizeof(Point3)) ==
+           0;  // NOLINT(bugprone-suspicious-memory-comparison): NaN, and the sign of 0
 }
 
 }  // namespace

@@ -48,7 +48,8 @@ T loadNumber(const char* p) {
 template <typename Int>
 Int nearestInt(double value) {
     constexpr double LEAST = static_cast<double>(std::numeric_limits<Int>::min());
-    constexpr double END = static_cast<double>(std::numeric_limits<Int>::max() / 2 + 1) * 2.0;  // the first one too large
+    constexpr Int HALF = std::numeric_limits<Int>::max() / 2 + 1;
+    constexpr double END = static_cast<double>(HALF) * 2.0;  // the first one too large
     const double whole = std::floor(value + 0.5);
     if (!(whole > LEAST)) return std::numeric_limits<Int>::min();
     return whole < END ? static_cast<Int>(whole) : std::numeric_limits<Int>::max();

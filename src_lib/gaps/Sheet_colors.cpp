@@ -34,6 +34,7 @@ std::optional<Vector3> getNormalAround(PointWalk& walk, const Sheet::VRCDPoint& 
         if (position != PointWalk::CENTRE) vPoints.push_back(vRemainingRCDPoint[place].second);
     });
     std::vector<Point3*> vPointers;
+    vPointers.reserve(vPoints.size());
     for (Point3& point : vPoints)
         vPointers.push_back(&point);
     Vector3 nv;
@@ -57,6 +58,7 @@ struct SeamFacet {
 
 void findNormals(std::vector<SeamFacet>& vSeam, const Sheet::VRCDPoint& vRemainingRCDPoint) {
     std::vector<SeamFacet*> vByCell;
+    vByCell.reserve(vSeam.size());
     for (SeamFacet& seam : vSeam)
         vByCell.push_back(&seam);
     std::sort(vByCell.begin(), vByCell.end(), [](auto* pA, auto* pB) { return *pA->pFacet < *pB->pFacet; });

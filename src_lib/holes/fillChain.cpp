@@ -70,7 +70,7 @@ std::unique_ptr<Loop> makeLoop(CMesh* pCMesh, Calc* pCalc, const std::vector<CEd
     EdgesByEnd mmVCD2CE;
     enterBothEnds(mmVCD2CE, vCE);
     auto pLoop = std::make_unique<Loop>(mmVCD2CE, pCalc, pCMesh, reach);
-    ASSEX(mmVCD2CE.size()==0);
+    ASSEX(mmVCD2CE.size()==0);  // NOLINT(readability-container-size-empty): the text is printed
     return pLoop;
 }
 

@@ -239,7 +239,7 @@ Point3 getMeanAround(Morton cell, const std::vector<CodePoint>& vCodePoint, cons
         }
     }
     ASSEX(num>0);
-    return Point3(x / num, y / num, z / num);
+    return {x / num, y / num, z / num};
 }
 
 /// The free cells that are holes of the sheet: those of the candidates that can't be taken out again.

@@ -103,6 +103,12 @@ void checkMargin(const PointBounds& ofPoints, const PointBounds& ofGrid, double 
     }
 }
 
+// Farther away doubles can't tell the corners of cells from what lies between, and grids of one origin would differ.
+bool isNearEnough(const Point3& origin, double usedSpacing) {
+    const double largest = std::max({std::abs(origin.x()), std::abs(origin.y()), std::abs(origin.z())});
+    return isFinitePoint(origin) && largest < FINEST_RESOLUTION * usedSpacing;
+}
+
 }  // namespace
 
 std::optional<double> measureArea(const std::vector<Point3>& vPoints, const PointBounds& bounds) {
@@ -152,6 +158,11 @@ Calc makeGrid(const PointBounds& bounds, double usedSpacing) {
 }
 
 Calc makeGridAt(const Point3& origin, const PointBounds& bounds, double usedSpacing) {
+    if (!(usedSpacing > 0.0)) return makeGrid(bounds, usedSpacing);  // which refuses it
+    const bool bOriginInReach = isNearEnough(origin, usedSpacing);
+    if (!bOriginInReach)
+        warning(KEL_PLACE, "The origin is no place, or too far away for the spacing " + toString(usedSpacing));
+    ASSEX(bOriginInReach);
     PointBounds onLattice = bounds;  // down to the next corner: less than a cell, for which the margin has room
     const std::array<double, 3> aOrigin{origin.x(), origin.y(), origin.z()};
     for (std::size_t i = 0; i < 3; ++i)

@@ -255,8 +255,10 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints) {
     progress.advance();
     std::vector<std::size_t> vFar = entriesInSmallGroups(vEntry, vPoints);
     progress.finish();
-    if (static_cast<double>(vFar.size()) > MAX_SHARE * static_cast<double>(vPoints.size())) return {};
-    return vFar;
+    if (static_cast<double>(vFar.size()) <= MAX_SHARE * static_cast<double>(vPoints.size())) return vFar;
+    warning(KEL_PLACE, "Points far from all others are kept, for they are too many: " + toString(vFar.size()) + " of " +
+                           toString(vPoints.size()));
+    return {};
 }
 
 void removePoints(const std::vector<std::size_t>& vPositions, std::vector<Point3>& vPoints) {

@@ -25,7 +25,8 @@ class CloudSample;
 /// places, or than one in 200 of all points. The extent is that of the middle 28% of the coordinates, so up to a third of
 /// the points may be outliers. Larger parts of a scan stay, however far away; clouds of fewer than 64 points stay whole.
 /// vPoints: finite, fewer than 2^32.
-/// Returns their positions, ascending; none where more than 36% would be outliers, for then there is no bulk.
+/// Returns their positions, ascending; none, after a warning, where more than 36% would be outliers, for then there is no
+/// bulk.
 /// O(n), and O(log n) for each outlier; 24 bytes a point. Uses the pool. Progress: step "SC_far".
 std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 
@@ -35,8 +36,8 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 /// What is alone is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires and small separate parts
 /// stay. What hovers is judged in cells: tips, wires and thin walls over a sheet stay, but of a wall with less than a third
 /// of the sheet's points some go. A few points within a spacing of each other count as one. sample: of these points, on a
-/// grid whose cells are as large as the estimated spacing. Returns their positions, ascending; none of a kind that would be
-/// more than 15% of the points. O(n), 2 to 6% of a run for clouds without strays. Uses the pool. Progress: steps "SC_stray",
+/// grid whose cells are as large as the estimated spacing. Returns their positions, ascending; none, after a warning, of a
+/// kind that would be more than 15% of the points. O(n), 2 to 6% of a run for clouds without strays. Uses the pool. Progress: steps "SC_stray",
 /// "SC_hover".
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample);
 

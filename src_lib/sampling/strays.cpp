@@ -29,6 +29,7 @@
 #include "outliers.h"
 #include "sampleNodes.h"
 #include "sortMT.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -206,18 +207,22 @@ std::vector<std::size_t> pointsOf(const std::vector<NodeId>& vNode, const Sample
     return vPosition;
 }
 
-bool areTooMany(const std::vector<std::size_t>& vStrays, const std::vector<Point3>& vPoints) {
-    return static_cast<double>(vStrays.size()) > MAX_STRAY_SHARE * static_cast<double>(vPoints.size());
+/// None, after a warning, where they are too many.
+std::vector<std::size_t> unlessTooMany(std::vector<std::size_t> vStrays, const std::vector<Point3>& vPoints) {
+    if (static_cast<double>(vStrays.size()) <= MAX_STRAY_SHARE * static_cast<double>(vPoints.size())) return vStrays;
+    warning(KEL_PLACE, "Points that look like outliers are kept, for they are too many: " + toString(vStrays.size()) +
+                           " of " + toString(vPoints.size()));
+    return {};
 }
 
 }  // namespace
 
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
     const SampleNodes& nodes = sample.nodes;
-    std::vector<std::size_t> vLonely = pointsOf(lonelyStrays(sample), nodes, vPoints, sample.grid);
-    if (areTooMany(vLonely, vPoints)) return {};
-    const std::vector<std::size_t> vHovering = pointsOf(hoveringNodes(nodes), nodes, vPoints, sample.grid);
-    if (areTooMany(vHovering, vPoints)) return vLonely;
+    const auto pointsIn = [&](const std::vector<NodeId>& vNode) {
+        return unlessTooMany(pointsOf(vNode, nodes, vPoints, sample.grid), vPoints);
+    };
+    const std::vector<std::size_t> vLonely = pointsIn(lonelyStrays(sample)), vHovering = pointsIn(hoveringNodes(nodes));
     std::vector<std::size_t> vStrays;
     std::set_union(vLonely.begin(), vLonely.end(), vHovering.begin(), vHovering.end(), std::back_inserter(vStrays));
     return vStrays;

@@ -136,6 +136,7 @@ TEST(GapClosing, withCareKeepsOnlyWhatCloses) {
     for (const Point3& p : vPlate)
         vWalls.push_back(p + Vector3(0.0, 0.0, 5.0));
     EXPECT_EQ(cleaned(vWalls, 9, true), cleaned(vWalls, 0));
+    EXPECT_NE(cleaned(vWalls, 9), cleaned(vWalls, 0)) << "joined without care";
 
     const double radius = 32.0;
     const auto withGap = [&](double gap) {

@@ -235,6 +235,18 @@ TEST(Growth, closesTheHolesOfABody) {
     EXPECT_LE(large.shareOfEdges(large.figures.numNonManifoldEdges()), 0.001);
 }
 
+TEST(Growth, withCareClosesTheHolesOfABodyAsWell) {
+    const CoutSilence silence;
+    for (unsigned seed = 1; seed <= 2; ++seed) {
+        Points vPoints;
+        makeScan({"patches", 6000, 0.1, seed}, vPoints);
+        ReconstructReport report;
+        reconstruct(vPoints, {.factor = 1.25, .numGrowSteps = 12}, &report);
+        EXPECT_EQ(report.after.numBorderEdges, 0U) << seed;
+        EXPECT_TRUE(report.after.isManifold()) << seed;
+    }
+}
+
 TEST(HardClouds, alwaysEndInASoundMesh) {
     Points vRow, vOblique;
     for (int i = 0; i < 1000; ++i)

@@ -30,7 +30,7 @@ struct ReconstructOptions {
     // ---- Steps before the mesh is made
 
     /// Leaves out points far from all others, in groups of fewer than 16 places or than one in 200 points, and strays near
-    /// the surface. After a warning they are kept where they are too many: more than 36%, strays of a kind more than 15%.
+    /// the surface. After a warning they are kept where they are too many: more than 36%, strays more than 15%.
     bool bOutliers = true;
     bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
     bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.

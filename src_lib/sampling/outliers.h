@@ -36,9 +36,9 @@ std::vector<std::size_t> findFarOutliers(const std::vector<Point3>& vPoints);
 /// What is alone is judged by its neighbours' own spacing: sparse regions, scan lines, rims, wires and small separate parts
 /// stay. What hovers is judged in cells: tips, wires and thin walls over a sheet stay, but of a wall with less than a third
 /// of the sheet's points some go. A few points within a spacing of each other count as one. sample: of these points, on a
-/// grid whose cells are as large as the estimated spacing. Returns their positions, ascending; none, after a warning, of a
-/// kind that would be more than 15% of the points. O(n), 2 to 6% of a run for clouds without strays. Uses the pool. Progress: steps "SC_stray",
-/// "SC_hover".
+/// grid whose cells are as large as the estimated spacing. Returns their positions, ascending. After a warning: none, where
+/// more than 15% of the points are alone; none that hover, where those are so many. O(n), 2 to 6% of a run for clouds
+/// without strays. Uses the pool. Progress: steps "SC_stray", "SC_hover".
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample);
 
 /// Removes the points at these positions, ascending ones. The others keep their order. O(n).

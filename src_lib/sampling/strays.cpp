@@ -207,22 +207,23 @@ std::vector<std::size_t> pointsOf(const std::vector<NodeId>& vNode, const Sample
     return vPosition;
 }
 
-/// None, after a warning, where they are too many.
-std::vector<std::size_t> unlessTooMany(std::vector<std::size_t> vStrays, const std::vector<Point3>& vPoints) {
-    if (static_cast<double>(vStrays.size()) <= MAX_STRAY_SHARE * static_cast<double>(vPoints.size())) return vStrays;
+/// Warns if so.
+bool areTooMany(const std::vector<std::size_t>& vStrays, const std::vector<Point3>& vPoints) {
+    if (static_cast<double>(vStrays.size()) <= MAX_STRAY_SHARE * static_cast<double>(vPoints.size())) return false;
     warning(KEL_PLACE, "Points that look like outliers are kept, for they are too many: " + toString(vStrays.size()) +
                            " of " + toString(vPoints.size()));
-    return {};
+    return true;
 }
 
 }  // namespace
 
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
     const SampleNodes& nodes = sample.nodes;
-    const auto pointsIn = [&](const std::vector<NodeId>& vNode) {
-        return unlessTooMany(pointsOf(vNode, nodes, vPoints, sample.grid), vPoints);
-    };
-    const std::vector<std::size_t> vLonely = pointsIn(lonelyStrays(sample)), vHovering = pointsIn(hoveringNodes(nodes));
+    const auto pointsIn = [&](const std::vector<NodeId>& vNode) { return pointsOf(vNode, nodes, vPoints, sample.grid); };
+    const std::vector<std::size_t> vLonely = pointsIn(lonelyStrays(sample));
+    if (areTooMany(vLonely, vPoints)) return {};  // the spacing is wrong, and what hovers is a matter of the spacing, too
+    const std::vector<std::size_t> vHovering = pointsIn(hoveringNodes(nodes));
+    if (areTooMany(vHovering, vPoints)) return vLonely;
     std::vector<std::size_t> vStrays;
     std::set_union(vLonely.begin(), vLonely.end(), vHovering.begin(), vHovering.end(), std::back_inserter(vStrays));
     return vStrays;

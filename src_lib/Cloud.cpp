@@ -119,6 +119,7 @@ void Cloud::preparePixelsAndFeatures(double featureAngle) {
     createCalc();
     SoupCells cells = rasteriseSoup(vPoints, *pCalc, {featureAngle, bCompleteSoup, bBriefSoup});
     numAddedCells = cells.numAdded;
+    bClosedSoup = cells.bClosed;
     vPoints = std::move(cells.vPoints);
     vFeatures = std::move(cells.vFeatures);
     vBorders = std::move(cells.vBorders);

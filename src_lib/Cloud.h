@@ -110,6 +110,7 @@ public:
     bool bCompleteSoup = false;   ///< see SoupDrawing, like the next one
     bool bBriefSoup = false;
     std::size_t numAddedCells = 0;  ///< of a soup that was completed
+    bool bClosedSoup = false;       ///< see SoupCells
     double inputIOTime = 0.0;       ///< seconds
     std::string name;
     double spacingAbs;     ///< length set by the caller; not greater than 0: estimate it

@@ -105,6 +105,11 @@ std::size_t CloudMgr::getNumAdded() const {
     return vClouds.front()->numAddedCells;
 }
 
+bool CloudMgr::isOfClosedSoup() const {
+    ASSEX(!vClouds.empty());
+    return vClouds.front()->bClosedSoup;
+}
+
 void CloudMgr::getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const {
     ASSEX(!vClouds.empty());
     vClouds.front()->getBorders(vOut);

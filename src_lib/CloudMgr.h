@@ -56,6 +56,8 @@ public:
     std::size_t getNumBundles() const;
     /// How many of these are cells of a soup that lines miss, see SoupDrawing::bComplete. Throws as it does.
     std::size_t getNumAdded() const;
+    /// Whether they are those of a soup whose edges have an even number of triangles. Throws as it does.
+    bool isOfClosedSoup() const;
     /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw like
     /// getBundles().
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;

@@ -271,7 +271,7 @@ std::size_t numRemovedFrom(const std::vector<int>& vRowsA, const std::vector<int
     };
     addSheets(lineA, 0.0, -1.0, vRowsA);
     addSheets(lineB, 1.0, 1.0, vRowsB);
-    return removeOddStrips(*meshOf(soup)->getRMesh(), 10) / (2 * LENGTH);
+    return removeOddStrips(*meshOf(soup)->getRMesh(), 10, false) / (2 * LENGTH);
 }
 
 TEST(OddStrips, goWhereThatMakesEdgesEven) {

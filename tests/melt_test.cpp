@@ -238,6 +238,24 @@ TEST(MeltRun, closesPartsThatPassThroughEachOther) {
         }
 }
 
+// Where bodies touch by a face, or have a face in one plane, one wide sheet stands for two. An open soup keeps such sheets.
+TEST(MeltRun, joinsBodiesThatTouchByAFace) {
+    const CoutSilence silence;
+    const TriangleSoup base = boxSoup({0, 0, 0}, {6, 6, 2});
+    const TriangleSoup onTop = boxSoup({1.3, 1.7, 2}, {4.2, 4.6, 5}), beside = boxSoup({2.1, 1.2, 0.7}, {8, 3.1, 2});
+    for (const double degrees : {0.0, 25.0, 140.0})
+        for (const auto& [other, volume] : {std::pair(onTop, 72.0 + 2.9 * 2.9 * 3.0), {beside, 72.0 + 2.0 * 1.9 * 1.3}}) {
+            MeltReport report;
+            const TriangleSoup soup = turned(joined(base, other), degrees);
+            const MeshPtr pMesh = melt(soup, {.spacing = 0.15, .featureAngle = 30.0}, &report);
+            EXPECT_TRUE(report.manifold.bClosed && report.after.isManifold()) << degrees;
+            EXPECT_NEAR(volumeOf(cornersOf(pMesh)), volume, 0.02 * volume) << degrees;
+        }
+    TriangleSoup walled = boxSoup({0, 0, 0}, {6, 6, 2});
+    addTriangle(walled, {3, 0, 0}, {3, 6, 0}, {3, 6, 2}), addTriangle(walled, {3, 0, 0}, {3, 6, 2}, {3, 0, 2});
+    EXPECT_GT(areaOf(cornersOf(melt(walled, {.spacing = 0.15, .featureAngle = 30.0}))), 0.98 * areaOf(walled));
+}
+
 TEST(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
     const CoutSilence silence;
     const TriangleSoup ball = sphereSoup(160);

@@ -59,14 +59,14 @@ private:
         });
         report.numCells = cloudMgr.getNumBundles();
         report.numAdded = cloudMgr.getNumAdded();
+        if (cloudMgr.isOfClosedSoup()) strips = Strips::REMOVE_OF_CLOSED;
         MeshPtr pMesh;
         step("surface", [&] { pMesh = Hal(&cloudMgr).oneMelt(); });
         return pMesh;
     }
 
     void mend(RMesh& mesh) {
-        if (options.bManifold)
-            step("manifold", [&] { report.manifold = makeManifold(mesh, Facing::OUTWARD, Strips::REMOVE); });
+        if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh, Facing::OUTWARD, strips); });
         if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
             step("holes", [&] {
                 const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
@@ -81,6 +81,7 @@ private:
     const WatchedRun& watchedRun;
     MeltReport& report;
     const bool bFlaws;
+    Strips strips = Strips::REMOVE;
 };
 
 }  // namespace

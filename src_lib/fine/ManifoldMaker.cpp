@@ -64,7 +64,8 @@ ManifoldReport makeManifold(RMesh& mesh, Facing facing, Strips strips) {
     report.numFlat = removeFlatTriangles(mesh);
     if (report.numFlat > 0) removeDuplicates();  // collapses bring triangles together
     step.advance();
-    if (strips == Strips::REMOVE) report.numMembranes = removeOddStrips(mesh, MAX_SMALL);
+    if (strips != Strips::SEPARATE)
+        report.numMembranes = removeOddStrips(mesh, MAX_SMALL, strips == Strips::REMOVE_OF_CLOSED);
     MembraneRemover membranes(mesh, MAX_SMALL);
     report.numMembranes += membranes.run(false);
     report.numMembranes += membranes.run(true);

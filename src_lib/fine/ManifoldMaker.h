@@ -9,8 +9,9 @@ class RMesh;
 
 /// What becomes of strips between edges of an odd number of triangles.
 enum class Strips {
-    SEPARATE,  ///< they stay with a sheet, from which the others are cut
-    REMOVE     ///< as removeOddStrips() does: in a mesh of cells they stand for two sheets closer than a cell
+    SEPARATE,         ///< they stay with a sheet, from which the others are cut
+    REMOVE,           ///< as removeOddStrips() does: in a mesh of cells they stand for two sheets closer than a cell
+    REMOVE_OF_CLOSED  ///< the same for a mesh of a closed soup, in which wide patches may stand for two sheets as well
 };
 
 /// Makes a fine mesh manifold and oriented, in place: what makeManifold() promises.

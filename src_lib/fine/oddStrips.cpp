@@ -11,6 +11,7 @@
 #include "ParitySystem.h"
 #include "RMesh.h"
 #include "SheetPatches.h"
+#include "outerPatches.h"
 #include "runs.h"
 #include "sortMT.h"
 
@@ -20,6 +21,7 @@ namespace {
 
 constexpr double NARROW = 2.5;            // triangles for each edge of the boundary; a strip of w triangles' width has w
 constexpr std::size_t MAX_STRIPS = 2000;  // that are decided together
+constexpr std::size_t OF_OUTER = 1000;    // times as much as an inner patch of its size costs a wide outer one
 
 using Strip = std::uint32_t;
 
@@ -32,12 +34,17 @@ struct Line {
 
 class StripRemover {
 public:
-    StripRemover(RMesh& theMesh, std::size_t maxSize) : mesh(theMesh), patches(mesh), vStripOf(patches.size(), NO_STRIP) {
-        for (SheetPatches::Patch patch = 0; patch < patches.size(); ++patch)
-            if (isStrip(patch, maxSize)) vPatch.push_back(patch);
-        // Those of few triangles come first.
-        std::stable_sort(vPatch.begin(), vPatch.end(),
-                         [&](auto a, auto b) { return patches.trianglesOf(a).size() < patches.trianglesOf(b).size(); });
+    StripRemover(RMesh& theMesh, std::size_t maxSize, bool bClosed)
+        : mesh(theMesh), patches(mesh), vStripOf(patches.size(), NO_STRIP) {
+        const std::vector<char> vOuter = bClosed ? outerPatches(mesh, patches) : std::vector<char>();
+        for (SheetPatches::Patch patch = 0; patch < patches.size(); ++patch) {
+            const Boundary boundary = boundaryOf(patch);
+            const std::size_t size = patches.trianglesOf(patch).size();
+            const bool bNarrow = isNarrow(size, boundary);
+            vCost.push_back(size * (bNarrow || !bClosed || vOuter[patch] == 0 ? 1 : OF_OUTER));
+            if (bNarrow || size <= maxSize || (bClosed && boundary.numFree == 0)) vPatch.push_back(patch);
+        }
+        std::stable_sort(vPatch.begin(), vPatch.end(), [&](auto a, auto b) { return vCost[a] < vCost[b]; });
         for (std::size_t i = 0; i < vPatch.size(); ++i)
             vStripOf[vPatch[i]] = static_cast<Strip>(i);
         findLines();
@@ -62,14 +69,21 @@ public:
 private:
     static constexpr Strip NO_STRIP = ~Strip{0};
 
-    bool isStrip(SheetPatches::Patch patch, std::size_t maxSize) const {
-        const auto triangles = patches.trianglesOf(patch);
-        if (triangles.size() <= maxSize) return true;
-        std::size_t numBoundary = 0;
-        for (const RTriangle* pRT : triangles)
-            for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01})
-                if (pRE->vRT.size() != 2) ++numBoundary;
-        return static_cast<double>(triangles.size()) <= NARROW * static_cast<double>(numBoundary);
+    struct Boundary {
+        std::size_t numEdges = 0, numFree = 0;  // the free ones are those of one triangle
+    };
+
+    Boundary boundaryOf(SheetPatches::Patch patch) const {
+        Boundary boundary;
+        for (const RTriangle* pRT : patches.trianglesOf(patch))
+            for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01}) {
+                if (pRE->vRT.size() != 2) ++boundary.numEdges;
+                if (pRE->vRT.size() == 1) ++boundary.numFree;
+            }
+        return boundary;
+    }
+    static bool isNarrow(std::size_t size, const Boundary& boundary) {
+        return static_cast<double>(size) <= NARROW * static_cast<double>(boundary.numEdges);
     }
 
     void findLines() {
@@ -123,10 +137,10 @@ private:
             if (!system.add(line.vStrip, line.bOdd)) numOddLeft += line.numEdges;
         }
         if (numOddLeft >= numOdd) return {};
-        std::vector<std::size_t> vSize;
+        std::vector<std::size_t> vCostOfIt;
         for (const Strip strip : vStrip)
-            vSize.push_back(patches.trianglesOf(vPatch[strip]).size());
-        const std::vector<bool> vbRemoved = system.solve(vSize);
+            vCostOfIt.push_back(vCost[vPatch[strip]]);
+        const std::vector<bool> vbRemoved = system.solve(vCostOfIt);
         std::vector<Strip> vRemoved;
         for (std::size_t i = 0; i < vStrip.size(); ++i)
             if (vbRemoved[i]) vRemoved.push_back(vStrip[i]);
@@ -142,6 +156,7 @@ private:
 
     RMesh& mesh;
     const SheetPatches patches;
+    std::vector<std::size_t> vCost;           // of each patch
     std::vector<SheetPatches::Patch> vPatch;  // of each strip
     std::vector<Strip> vStripOf;              // of each patch
     std::vector<Line> vLine;
@@ -149,8 +164,8 @@ private:
 
 }  // namespace
 
-std::size_t removeOddStrips(RMesh& mesh, std::size_t maxSize) {
-    return StripRemover(mesh, maxSize).run();
+std::size_t removeOddStrips(RMesh& mesh, std::size_t maxSize, bool bClosed) {
+    return StripRemover(mesh, maxSize, bClosed).run();
 }
 
 }  // namespace TARN_KEL

@@ -6,6 +6,7 @@
 #include "HashIndex.h"
 #include "Pixel.h"
 #include "freeFunctions.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 #include "touchedCells.h"
@@ -47,6 +48,14 @@ void addTouchedCells(const std::vector<Tri*>& vTri, const Calc& grid, SoupCells&
     cells.numAdded = cells.vPoints.size() - numDrawn;
 }
 
+bool isClosed(const std::vector<Pixel::EdgeTri>& vEdge2Tri) {
+    bool bClosed = true;
+    forEachRun(
+        vEdge2Tri.begin(), vEdge2Tri.end(), [](const Pixel::EdgeTri& entry) { return entry.first; },
+        [&](auto first, auto end) { bClosed = bClosed && (end - first) % 2 == 0; });
+    return bClosed;
+}
+
 }  // namespace
 
 SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDrawing& drawing) {
@@ -56,6 +65,7 @@ SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDra
     pixel.bCountUncut = drawing.bBrief;
     pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, drawing.featureAngle);
     if (drawing.bComplete) addTouchedCells(pixel.vTri, grid, cells);
+    cells.bClosed = isClosed(pixel.vEdge2Tri);
     return cells;
 }
 

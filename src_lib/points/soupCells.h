@@ -23,6 +23,7 @@ struct SoupCells {
     std::vector<std::pair<CCD, CCD>> vFeatures;  ///< neighbouring cells on edges that stay sharp, borders among them
     std::vector<std::pair<CCD, CCD>> vBorders;   ///< those on borders alone
     std::size_t numAdded = 0;                    ///< the points at the end that bComplete added
+    bool bClosed = false;                        ///< each edge of the soup has an even number of triangles
 };
 
 /// Rasterises a soup. Corners with equal coordinates count as one. Uses the pool.

@@ -106,6 +106,14 @@ inline TriangleSoup turned(TriangleSoup soup, double degrees) {
     return soup;
 }
 
+/// Signed, of a closed soup.
+inline double volumeOf(const TriangleSoup& soup) {
+    double volume = 0.0;
+    const TARN_KEL::Point3 origin;
+    for (std::size_t i = 0; i + 2 < soup.size(); i += 3)
+        volume += (soup[i] - origin) * crossProduct(soup[i + 1] - origin, soup[i + 2] - origin) / 6.0;
+    return volume;
+}
 inline double areaOf(const TriangleSoup& soup) {
     double area = 0.0;
     for (std::size_t i = 0; i < soup.size(); i += 3)

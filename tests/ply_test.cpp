@@ -3,15 +3,13 @@
 #include <regex>
 
 #include "ply_io.h"
-#include "support/TempFolder.h"
+#include "support/FolderTest.h"
 #include "support/coarse_soup.h"
 #include "support/points.h"
 #include "support/prelude.h"
 #include "tinyply.h"
 
 using namespace TARN_TEST;
-using Points = std::vector<Point3>;
-
 namespace {
 
 enum Encoding { ASCII, LITTLE, BIG };
@@ -176,14 +174,8 @@ Points readBytes(const TempFolder& folder, const std::string& bytes, bool bPoint
 }
 const Points FAILED{{9, 9, 9}};
 
-bool canRequest(PLY::PlyFile& file, const std::string& element, const std::vector<std::string>& keys) {
-    try {
-        file.request_properties_from_element(element, keys);
-    } catch (const std::exception&) {
-        return false;
-    }
-    return true;
-}
+struct ReadPly : FolderTest {};
+struct WritePly : FolderTest {};
 
 }  // namespace
 
@@ -249,18 +241,6 @@ TEST(PlyFile, HeadersMayComeInOddShapes) {
     EXPECT_THROW(parse(std::string(5 << 20, 'x'), unknown), std::runtime_error);
 }
 
-TEST(PlyFile, RequestsFailWithoutATrace) {
-    PLY::PlyFile file;
-    std::istringstream in(makePly(meshElements(FACES), ASCII));
-    file.parse_header(in);
-    EXPECT_FALSE(canRequest(file, "v", {"x"}));
-    EXPECT_FALSE(canRequest(file, "vertex", {}));
-    EXPECT_FALSE(canRequest(file, "vertex", {"x", "u"}));
-    EXPECT_TRUE(canRequest(file, "vertex", {"y"}));
-    EXPECT_FALSE(canRequest(file, "vertex", {"x", "y"})) << "y was requested before";
-    EXPECT_TRUE(canRequest(file, "vertex", {"x"})) << "the failed requests left nothing behind";
-}
-
 TEST(PlyFile, HoldsListsToTheirHint) {
     for (const Encoding encoding : ENCODINGS)
         for (const std::uint32_t hint : {3U, 4U}) {
@@ -275,8 +255,7 @@ TEST(PlyFile, HoldsListsToTheirHint) {
         }
 }
 
-TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
-    const TempFolder folder;
+TEST_F(ReadPly, TakesCoordinatesInAnyOrderAndType) {
     const std::vector<std::vector<std::string>> vvName{
         {"x", "y", "z"}, {"x", "n", "y", "n2", "z"}, {"y", "n", "x", "z"}, {"x", "z", "y"}};
     for (const Encoding encoding : ENCODINGS)
@@ -287,8 +266,7 @@ TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
             }
 }
 
-TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
-    const TempFolder folder;
+TEST_F(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
     const Points& c = CORNERS;
     const Points vFans{c[0], c[1], c[2], c[0], c[2], c[3], c[3], c[2], c[1],
                        c[0], c[1], c[2], c[0], c[2], c[3], c[0], c[3], c[0]};
@@ -311,8 +289,7 @@ TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
     }
 }
 
-TEST(ReadPly, RefusesEveryPrefix) {
-    const TempFolder folder;
+TEST_F(ReadPly, RefusesEveryPrefix) {
     for (const Encoding encoding : ENCODINGS) {
         const std::string bytes = makePly(meshElements(FACES), encoding);
         const std::size_t numNeeded = bytes.size() - (encoding == ASCII ? 1 : 0);  // the last new line can be spared
@@ -323,8 +300,7 @@ TEST(ReadPly, RefusesEveryPrefix) {
     }
 }
 
-TEST(ReadPly, BelievesNoClaimOfTheHeader) {
-    const TempFolder folder;
+TEST_F(ReadPly, BelievesNoClaimOfTheHeader) {
     const std::string xyz = "property float x\nproperty float y\nproperty float z\n", body(1000, '1');
     const std::string noVertex = "element vertex 0\n" + xyz, oneFace = noVertex + "element face 1\nproperty ";
     const std::tuple<std::string, std::string, bool> table[] = {
@@ -351,8 +327,7 @@ TEST(ReadPly, BelievesNoClaimOfTheHeader) {
         EXPECT_EQ(readBytes(folder, "ply\nelement vertex 1\n" + xyz + "end_header\n" + row + "\n", true), FAILED) << row;
 }
 
-TEST(ReadPly, SaysWhatItCannotRead) {
-    const TempFolder folder;
+TEST_F(ReadPly, SaysWhatItCannotRead) {
     const std::string noElement = folder.write("b.ply", "ply\nproperty float x\n");
     for (const auto& [name, text] : {std::pair<std::string, std::string>{"/no/such", "WARNING: Failed to open /no/such"},
                                      {noElement, "WARNING: " + noElement + " not read"},
@@ -364,8 +339,7 @@ TEST(ReadPly, SaysWhatItCannotRead) {
     }
 }
 
-TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
-    const TempFolder folder;
+TEST_F(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     Soup soup{CORNERS, {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 1, 2}}};
     soup.vVtx.emplace_back(7, 7, 7);  // without a triangle
     FineMesh mesh(soup);
@@ -386,14 +360,12 @@ TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     EXPECT_EQ(folder.read("coarse.ply"), folder.read("fine.ply"));
 }
 
-TEST(WritePly, PointsComeBackInSinglePrecision) {
-    const TempFolder folder;
+TEST_F(WritePly, PointsComeBackInSinglePrecision) {
     Points vPoints = scaled(Scan(6).dust(100000), 1000.0), vSingle = vPoints, vNone;
     for (Point3& p : vSingle)
         p = Point3(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
     EXPECT_TRUE(writePointsPly(folder.path("a.ply"), vPoints, false));
     EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vSingle);
-    const CoutSilence silence;
     for (const std::string name : {"text.ply", "bytes.ply", "p.xyz"}) {
         std::string file = folder.path(name);
         Points vRead;

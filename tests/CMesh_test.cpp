@@ -93,20 +93,6 @@ TEST(CMesh, failsOnWrongUseAndStaysAsItWas) {
     EXPECT_EQ(firstFault(mesh), "");
 }
 
-TEST(CMesh, resetKeepsBundlesAndStartsAnew) {
-    Sheet sheet(3, 3);
-    for (unsigned x = 0; x < 3; ++x)
-        sheet.withFin(x, 1).withFin(x, 1);  // edges with memory of their own
-    const Point3* pVtx = sheet.mesh.getVtx(sheet.at(1, 1));
-    EXPECT_EQ(firstFault(sheet.mesh), "");  // and lets the mesh make its lists
-    sheet.mesh.reset();
-    EXPECT_EQ(sheet.mesh.getVtx(sheet.at(1, 1)), pVtx);
-    EXPECT_EQ(firstFault(sheet.mesh), "");
-    sheet.triangle(sheet.at(1, 1), sheet.at(1, 2), sheet.at(2, 2));
-    EXPECT_EQ(firstFault(sheet.mesh), "");
-    EXPECT_EQ(edges(sheet.mesh, -99).size(), 3);
-}
-
 TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
     std::unique_ptr<CMesh> pCopy;
     std::vector<std::tuple<VCD, VCD, VCD, VCD, int>> vT;
@@ -275,21 +261,6 @@ TEST(CEdge, measuresItsAngleOrSaysWhyNot) {
     EXPECT_EQ(pFlat->getDihedralAngle(mPoints), 364.0);
     sheet.withFin(0, 0);
     EXPECT_EQ(pRight->getDihedralAngle(&sheet.calc), 362.0);
-}
-
-TEST(CEdge, sortsItsTrianglesByPatch) {
-    CoarseWorld world;
-    const auto patch = [](std::uintptr_t number) { return reinterpret_cast<CPatch*>(64 * number); };  // compared only
-    std::vector<CTriangle*> vCT;
-    for (const unsigned number : {2U, 1U, 0U, 2U}) {
-        vCT.push_back(world.triangle(1, 2, 10 + static_cast<VCD>(vCT.size())));
-        vCT.back()->setPatch(patch(number));
-    }
-    const CEdge* pCE = vCT[0]->pCE01;
-    EXPECT_EQ(listOf<CTriangle*>([&](auto& v) { pCE->getAdjInPatch(patch(2), v); }), (std::vector{vCT[0], vCT[3]}));
-    EXPECT_EQ(pCE->getAdjInPatch(vCT[3]), vCT[0]);
-    for (const unsigned number : {1U, 2U, 3U})
-        EXPECT_EQ(pCE->getUniquePatchTriangle(patch(number)), number == 1 ? vCT[1] : nullptr);
 }
 
 TEST(HashIndex, agreesWithAMapUnderGoodAndBadHashes) {

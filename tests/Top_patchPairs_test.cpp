@@ -43,14 +43,8 @@ struct Plate : CoarseWorld {
     unsigned level = 0;
 };
 
-bool isAlive(const Triangles& vT) {
-    return vT.front()->isAlive();
-}
-
 /// The passes report to a run, and say much.
-struct TopPatchPairs : ::testing::Test, OpenRun {
-    CoutSilence silence;
-};
+struct TopPatchPairs : SilentTest, OpenRun {};
 
 /// A patch with the first numT triangles of a list.
 void fill(CPatch& patch, Triangles& vT, std::size_t numT) {
@@ -112,34 +106,6 @@ TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
     top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
     EXPECT_EQ(vPairs, (std::vector<std::pair<CPatch*, CPatch*>>{{vLids[0], vLids[2]}}));
     EXPECT_EQ(vOpen.size() + vClosed.size(), 7U) << "the dead one is nowhere";
-}
-
-TEST_F(TopPatchPairs, doublesGoUntilOneSheetIsLeft) {
-    Plate plate(4);
-    const Triangles vLid0 = plate.lid(plate.vRim, 4), vLid1 = plate.lid(plate.vRim, 8), vLid2 = plate.lid(plate.vRim, 6);
-    Top top(&plate.mesh, &plate.calc);
-    EXPECT_TRUE(top.patchPairSolving(true));
-    EXPECT_TRUE(!isAlive(vLid0) && isAlive(vLid1) && !isAlive(vLid2)) << "of the second pair, too, the larger one stays";
-    EXPECT_FALSE(top.patchPairSolving(true)) << "the lid and the plate are one sheet now";
-    EXPECT_EQ(numAlive(plate.mesh), 4U + 8U);
-}
-
-TEST_F(TopPatchPairs, tinyClosedPatchesGoAndLargerOnesStay) {
-    for (const unsigned numRim : {3U, 4U}) {  // two fans on one polygon, closed by themselves
-        CoarseWorld world;
-        const auto corner = [&](unsigned i) { return world.put(16 + i % numRim, 16, 16); };
-        for (unsigned i = 0; i < numRim; ++i)
-            for (const unsigned z : {10U, 22U})
-                world.triangle(corner(i), corner(i + 1), world.put(16, 17, z));
-        EXPECT_FALSE(Top(&world.mesh, &world.calc).patchPairSolving(true)) << "doesn't count";
-        EXPECT_EQ(numAlive(world.mesh), numRim == 3 ? 0U : 8U);
-    }
-    Sheet sheet(3, 3);  // a tetrahedron on an edge of a sheet is one closed patch with an ME
-    const VCD a = sheet.at(1, 1), b = sheet.at(2, 1), c = sheet.put(17, 17, 20), d = sheet.put(18, 17, 20);
-    sheet.triangle(a, b, c), sheet.triangle(a, b, d), sheet.triangle(a, c, d), sheet.triangle(b, c, d);
-    Top top(&sheet.mesh, &sheet.calc);
-    EXPECT_TRUE(top.patchPairSolving(true)) << "split";
-    EXPECT_TRUE(numAlive(sheet.mesh) < 22U && numAlive(sheet.mesh) > 18U);
 }
 
 TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {

@@ -34,6 +34,16 @@ struct Graph {
     }
 };
 
+Graph polygon(int num) {
+    Graph graph;
+    for (int i = 0; i < num; ++i) {
+        const double phi = 2.0 * std::acos(-1.0) * i / num;
+        graph.vVtx.emplace_back(std::cos(phi), std::sin(phi), 0.0);
+        graph.vEdges.emplace_back(40.0, std::min(i, (i + 1) % num), std::max(i, (i + 1) % num));
+    }
+    return graph;
+}
+
 /// Edges between places of a small lattice, or of a disc round a hub; few directions, so that turns are often equal.
 Graph randomGraph(unsigned seed) {
     Random random(seed);
@@ -91,6 +101,16 @@ const FeatureEdge* straightestOfAll(const std::vector<FeatureEdge>& vEdges, cons
         if (turn < best || (pBest == nullptr && turn == best)) pBest = &other, best = turn;
     }
     return pBest;
+}
+
+// A square's corners turn too far.
+TEST(FeatureMgr, aRegularPolygonIsOneClosedChain) {
+    for (const int num : {4, 12}) {
+        Graph graph = polygon(num);
+        const Edges v = orderedPairs(graph.edges());
+        for (std::size_t i = 0; i < v.size(); ++i)
+            EXPECT_EQ(v[i].second.second == v[(i + 1) % v.size()].second.first, num == 12) << i;
+    }
 }
 
 TEST(FeatureMgr, chainsGoOnStraightestAndAsFarAsTheyCan) {

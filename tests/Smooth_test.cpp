@@ -85,12 +85,19 @@ TEST(densifyLap, addsOnePointACellOnTheWayToWhatIsNear) {
             EXPECT_TRUE(i % 16 != 0 || std::ranges::any_of(vBefore, isOneCellOff));
         }
     });
-    for (const double start : {0.5, 1.5, 2.5, 3.8})  // wherever in a block of cells they lie
-        for (const auto& [distance, numAdded] : {std::pair{0.9, 0U}, {1.1, 1U}, {1.9, 1U}, {2.1, 0U}}) {
-            Stage stage({Point3(start, 0.5, 0.5), Point3(start + distance, 0.5, 0.5)}, 1.0);
-            stage.smooth.densifyLap();
-            EXPECT_EQ(stage.vPoints.size(), 2U + numAdded) << start << " " << distance;
-        }
+    for (const double start : {1.5, 2.5, 3.5, 3.8}) {  // two clusters find each other wherever in a block of cells they lie
+        std::vector<Point3> vTwo;
+        for (int i = 0; i < 80; ++i)
+            vTwo.emplace_back(start + (i < 40 ? 0.0 : 1.9) + 0.0005 * (i % 40), 0.5, 0.5 + 0.0003 * (i % 40));
+        Stage stage(vTwo, 1.0);
+        stage.smooth.densifyLap();
+        EXPECT_EQ(stage.vPoints.size(), 81U) << start;
+    }
+    for (const auto& [distance, numAdded] : {std::pair{0.9, 0U}, {1.1, 1U}, {1.9, 1U}, {2.1, 0U}}) {
+        Stage stage({Point3(0.5, 0.5, 0.5), Point3(0.5, 0.5, 0.5 + distance)}, 1.0);
+        stage.smooth.densifyLap();
+        EXPECT_EQ(stage.vPoints.size(), 2U + numAdded) << distance;
+    }
     std::vector<Point3> vCrowd(128, Point3(0.25, 0.5, 0.5));  // the first half too far from the lone point, the second near
     std::fill(vCrowd.begin() + 64, vCrowd.end(), Point3(0.75, 0.5, 0.5));
     vCrowd.emplace_back(2.5, 0.5, 0.5);

@@ -263,6 +263,21 @@ TEST(CEdge, measuresItsAngleOrSaysWhyNot) {
     EXPECT_EQ(pRight->getDihedralAngle(&sheet.calc), 362.0);
 }
 
+TEST(CEdge, sortsItsTrianglesByPatch) {
+    CoarseWorld world;
+    const auto patch = [](std::uintptr_t number) { return reinterpret_cast<CPatch*>(64 * number); };  // compared only
+    std::vector<CTriangle*> vCT;
+    for (const unsigned number : {2U, 1U, 0U, 2U}) {
+        vCT.push_back(world.triangle(1, 2, 10 + static_cast<VCD>(vCT.size())));
+        vCT.back()->setPatch(patch(number));
+    }
+    const CEdge* pCE = vCT[0]->pCE01;
+    EXPECT_EQ(listOf<CTriangle*>([&](auto& v) { pCE->getAdjInPatch(patch(2), v); }), (std::vector{vCT[0], vCT[3]}));
+    EXPECT_EQ(pCE->getAdjInPatch(vCT[3]), vCT[0]);
+    for (const unsigned number : {1U, 2U, 3U})
+        EXPECT_EQ(pCE->getUniquePatchTriangle(patch(number)), number == 1 ? vCT[1] : nullptr);
+}
+
 TEST(HashIndex, agreesWithAMapUnderGoodAndBadHashes) {
     using Hash = std::uint64_t (*)(std::uint64_t);
     for (const Hash hash : {Hash(mixHash), Hash([](std::uint64_t key) { return localHash(key >> 3, key); }),

@@ -6,6 +6,7 @@
 #include "freeFunctions.h"
 #include "support/coarse_soup.h"
 #include "support/figures.h"
+#include "support/holes.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
@@ -167,6 +168,28 @@ TEST(Loop, fillsPlanarPolygonsSmallestAngleFirst) {
             EXPECT_EQ(firstFault(mesh), "");
         }
     EXPECT_LT(numOpen, 40U);
+}
+
+TEST(Loop, closesDiscsPunchedIntoCurvedSurfaces) {
+    for (unsigned seed = 0; seed < 60; ++seed)
+        for (Soup soup : {sphere(24, 11), torus(20, 10)}) {
+            const CoarsePlaces whole(soup);
+            ASSERT_EQ(punch(soup, 1, seed), 1);
+            CoarsePlaces copy(soup);
+            Random random(seed);
+            for (CTriangle* pCT : copy.mesh.vAllCT)
+                if (random.next() % 2 == 0) pCT->flipNNV();
+            EdgesByEnd mm;
+            enterBorder(&copy.mesh, mm);
+            Loop loop(mm, &copy.calc, &copy.mesh);
+            const std::size_t num = loop.getSize();
+            EXPECT_TRUE(mm.empty() && loop.isClosed() && loop.fill() && loop.isFilled());
+            EXPECT_EQ(loop.vFillT.size(), num - 2);
+            EXPECT_GT(loop.signedArea, 0.0);
+            EXPECT_EQ(figuresOf(copy.mesh), figuresOf(whole.mesh)) << "seed " << seed;
+            EXPECT_EQ(firstFault(copy.mesh), "");
+            EXPECT_NEAR(copy.mesh.getArea(), whole.mesh.getArea(), 0.02 * whole.mesh.getArea());
+        }
 }
 
 TEST(Loop, waitsWhereTheSurfacesTurnAway) {

@@ -5,7 +5,6 @@
 #include "ChainMgr.h"
 #include "Hal.h"
 #include "RemoveDecider_RCD.h"
-#include "Rotx.h"
 #include "mesh_writers.h"
 #include "support/TempFolder.h"
 #include "support/coarse.h"
@@ -285,20 +284,5 @@ TEST(DebugDrawings, cellsAreBoxesOfTheGridAndNormalsStandOnTriangles) {
         const Vector3 normal = vDrawn[3].vParts[i].at(1) - vDrawn[3].vParts[i][0];
         EXPECT_NEAR(normal.length(), 1.0, 1e-12);
         EXPECT_NEAR(normal * crossProduct(t.at(1) - t.at(0), t.at(2) - t[0]), std::sqrt(3.0), 1e-12) << "outward";
-    }
-}
-
-TEST(DebugDrawings, onTheWayNothingHappensUnlessLetThrough) {
-    for (const bool bDebug : {false, true}) {
-        const Workplace here(bDebug);
-        Sheet sheet(2, 1);
-        CEdge* pCE = sheet.mesh.getEdge(sheet.at(1, 0), sheet.at(1, 1));
-        sheet.triangle(sheet.at(1, 0), sheet.at(1, 1), sheet.at(2, 0));
-        sheet.triangle(sheet.at(1, 0), sheet.at(1, 1), sheet.at(2, 0));  // a tie
-        Rotx rotx(&sheet.mesh, true);
-        const std::string text = outputOf([&] { EXPECT_FALSE(rotx.sortStar(pCE->vCT[0], pCE)); });
-        EXPECT_EQ(text.substr(0, 11), "ROTX-BUG: \n");
-        EXPECT_EQ(text.size() > 11, bDebug) << text;
-        EXPECT_EQ(here.numFiles(), bDebug ? 1U : 0U);
     }
 }

@@ -33,6 +33,23 @@ TEST_F(VoroAgain, keysThatNeedNothingGiveTheSameMesh) {
     expectFails("q_it!=vStaticVCD2CCD.end()", [&] { voro.meshAgain(vBeyond); });
 }
 
+TEST_F(VoroAgain, addedCellsStayAndOnlyProposedOnesGo) {
+    std::size_t numGone = 0;
+    forSeeds(40, [&](unsigned seed) {
+        Extraction world(randomCells(7, 0.25 + 0.015 * seed, seed));
+        Voro& voro = *world.pVoro;
+        VCCD vKeys = world.allKeys(), vStay = voro.vCCD, vExtra, vRemove;
+        voro.createExtraCCDs_borderFix(vKeys, vExtra, vRemove);
+        numGone += vStay.size() + vExtra.size();
+        std::erase_if(vStay, [&](CCD ccd) { return std::ranges::binary_search(vRemove, ccd); });
+        vStay.insert(vStay.end(), vExtra.begin(), vExtra.end());
+        voro.meshAgain(vKeys);
+        EXPECT_TRUE(std::ranges::includes(voro.vCCD, sorted(vStay)));
+        numGone -= voro.vCCD.size();
+    });
+    EXPECT_GT(numGone, 20U);
+}
+
 TEST_F(VoroAgain, looseFlatCornersAreKilledInOrder) {
     // An octahedron without a face; X lies behind Y, which lies at the hole. X goes only when Y went before.
     const auto survivors = [](int configX, int configY) {

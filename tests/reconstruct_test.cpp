@@ -29,15 +29,6 @@ TEST_F(Reconstruct, scalesWithItsInputBitForBit) {
         EXPECT_EQ(reconstructed(scaled(vPoints, scale)), scaled(vReference, scale));
 }
 
-TEST_F(Reconstruct, takesTheSpacingAsGiven) {
-    Points vPoints = Scan(2).plane(3000);
-    const MeshPtr pFine = reconstruct_abs(vPoints, false, 0.02, -1);
-    const MeshPtr pCoarse = reconstruct_abs(vPoints, false, 0.08, -1);
-    ASSERT_TRUE(pFine && pCoarse);
-    EXPECT_GT(pCoarse->getAverageEdgeLength(), 2.0 * pFine->getAverageEdgeLength());
-    EXPECT_EQ(cornersOf(reconstruct_abs(vPoints, true, 1e6, -1)).size(), 0U);
-}
-
 TEST_F(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
     Points vLine;
     for (int i = 0; i < 200; ++i)

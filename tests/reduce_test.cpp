@@ -74,20 +74,6 @@ TEST(Reduce, leavesWhatItLeftBefore) {
     }
 }
 
-TEST(Reduce, thinsBordersWhereTheyAreStraight) {
-    const CoutSilence silence;
-    for (const double maxLen : {1.1, 2.5, 100.0}) {
-        FineMesh mesh(sheet(30, 20));
-        reduceInRun(*mesh, maxLen, 10.0);
-        const auto vUsed = listOf<Point3*>([&](auto& v) { mesh->getPoints(v); });
-        for (const int corner : {0, 30, 20 * 31, 21 * 31 - 1})
-            EXPECT_TRUE(std::binary_search(vUsed.begin(), vUsed.end(), mesh.vtx(corner))) << maxLen;
-        EXPECT_NEAR(mesh->getArea(), 600.0, 1e-9) << maxLen;
-        EXPECT_LT(edges(*mesh, 1).size(), 100U) << maxLen;
-        EXPECT_LT(mesh->getNumT(), maxLen > 50.0 ? 20U : 1200U);
-    }
-}
-
 TEST(Reduce, refusesWhatHasNoFinitePenalty) {
     constexpr double PI_RAD = 3.2;
     Triangles vIncT;

@@ -230,6 +230,21 @@ TEST(Tri, hasANormalSignedByTheEdge) {
     EXPECT_EQ(countIn(reportOf([&] { flat.getNNV(&aRow[0], &aRow[1]); }), "uh, degenerate Tri"), 1);
 }
 
+TEST(linkEdge2T, appendsToWhatIsThere) {
+    Bench bench;
+    Pixel& pixel = bench.pixel;
+    const Tri* pFirst = pixel.vTri.front();
+    std::array<Point3, 1> v{Point3(1, 1, 0)};
+    std::vector<Point3*> vMore = {&bench.vVtx[1], &v[0], &bench.vVtx[2], &v[0], &v[0], &v[0]};
+    EXPECT_EQ(countIn(outputOf([&] { pixel.linkEdge2T(vMore); }), "Skipped 1 degenerate triangles"), 1);
+    EXPECT_EQ(std::tuple(pixel.vTri.size(), pixel.vEdge2Tri.size()), std::tuple(2U, 6U));
+    EXPECT_EQ(std::tuple(pixel.vTri.front(), pFirst->pVtx0), std::tuple(pFirst, &bench.vVtx[0]));
+    pixel.bfsSort();
+    EXPECT_EQ(pixel.vTri.size(), 2U);
+    pixel.vTri.pop_back();
+    expectFails("vTri.size()==triSiz", [&] { pixel.bfsSort(); });
+}
+
 // ---- Soups
 
 std::string faultOf(const Rasterised& run) {

@@ -264,6 +264,19 @@ TEST(passThrough, tellsLinesInsideARingFromThoseBeside) {
     EXPECT_FALSE(passThrough(Point3(), Point3(), {Point3(1, 0, 0), Point3(0, 1, 0), Point3(-1, -1, 0)})) << "no line";
 }
 
+TEST(ranges, meetAndJoin) {
+    double lo = 0.0, hi = 0.0;
+    // Two ranges, ends in any order; what they have in common, and what holds both.
+    for (const auto& [a, b, both, all] : {std::array<std::pair<double, double>, 4>{{{0, 4}, {6, 2}, {2, 4}, {0, 6}}},
+                                          {{{4, 0}, {1, 2}, {1, 2}, {0, 4}}},
+                                          {{{3, 2}, {0, 1}, {LARGEST, -LARGEST}, {0, 3}}}}) {
+        outputOf([&, a = a, b = b] { commonRange(a.first, a.second, b.first, b.second, lo, hi); });
+        EXPECT_EQ(std::pair(lo, hi), both);
+        unionRange(a.first, a.second, b.first, b.second, lo, hi);
+        EXPECT_EQ(std::pair(lo, hi), all);
+    }
+}
+
 TEST(Bbox3, holdsItsPointsAndMeetsWhatItTouches) {
     const Point3 a(1, 5, -2), b(0, 7, 3), c(4, 6, 0);
     const TARN_LOCATE3::Bbox3 box = getBbox(a, b, c, 0.5), two = getBbox(c, a, 0.0);

@@ -174,6 +174,15 @@ Points readBytes(const TempFolder& folder, const std::string& bytes, bool bPoint
 }
 const Points FAILED{{9, 9, 9}};
 
+bool canRequest(PLY::PlyFile& file, const std::string& element, const std::vector<std::string>& keys) {
+    try {
+        file.request_properties_from_element(element, keys);
+    } catch (const std::exception&) {
+        return false;
+    }
+    return true;
+}
+
 struct ReadPly : FolderTest {};
 struct WritePly : FolderTest {};
 
@@ -239,6 +248,18 @@ TEST(PlyFile, HeadersMayComeInOddShapes) {
         EXPECT_THROW(parse(text, file), std::runtime_error) << text;
     }
     EXPECT_THROW(parse(std::string(5 << 20, 'x'), unknown), std::runtime_error);
+}
+
+TEST(PlyFile, RequestsFailWithoutATrace) {
+    PLY::PlyFile file;
+    std::istringstream in(makePly(meshElements(FACES), ASCII));
+    file.parse_header(in);
+    EXPECT_FALSE(canRequest(file, "v", {"x"}));
+    EXPECT_FALSE(canRequest(file, "vertex", {}));
+    EXPECT_FALSE(canRequest(file, "vertex", {"x", "u"}));
+    EXPECT_TRUE(canRequest(file, "vertex", {"y"}));
+    EXPECT_FALSE(canRequest(file, "vertex", {"x", "y"})) << "y was requested before";
+    EXPECT_TRUE(canRequest(file, "vertex", {"x"})) << "the failed requests left nothing behind";
 }
 
 TEST(PlyFile, HoldsListsToTheirHint) {

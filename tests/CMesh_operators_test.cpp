@@ -243,21 +243,3 @@ TEST(CMeshOperators, anAddedVertexIsPlacedBeyondTheMeanOfRealNeighbours) {
     EXPECT_EQ(world.mesh.getAvgPoint(ccd), Point3(7.25, 7.5, 7.0)) << "no edges: it stays";
     expectFails("pCalc->getCCD(pVtx)==ccd", [&] { world.mesh.addBundle(ccd, 8.0, 7.5, 7.5); });
 }
-
-TEST(CMeshOperators, addedVerticesAreIntegratedWhereTheyCan) {
-    Sheet sheet(3, 3);
-    CMesh& mesh = sheet.mesh;
-    const VCD inner = sheet.at(1, 1), lone = cell(3, 3, 3);
-    for (const VCD vcd : {inner, lone})
-        mesh.addBundle(vcd, LARGEST, LARGEST, LARGEST);
-    std::swap(mesh.vExtraBundles[0], mesh.vExtraBundles[1]);
-    const Triples before = triplesOf(mesh);
-    mesh.integrateAdditionalBundles();
-    // Into the end of the oldest edge.
-    EXPECT_EQ(triplesOf(mesh), substituted(before, inner, sheet.at(1, 0)));
-    ASSERT_EQ(mesh.vExtraBundles.size(), 1);
-    EXPECT_EQ(mesh.vExtraBundles[0]->ccd, lone);
-    EXPECT_EQ(mesh.sExtraVtx, std::set<Point3*>{mesh.vExtraBundles[0]->pVtx});
-    EXPECT_FALSE(mesh.integrateBundle(sheet.mBundle.at(inner)));
-    EXPECT_EQ(firstFault(mesh), "");
-}

@@ -93,20 +93,6 @@ TEST(CMesh, failsOnWrongUseAndStaysAsItWas) {
     EXPECT_EQ(firstFault(mesh), "");
 }
 
-TEST(CMesh, resetKeepsBundlesAndStartsAnew) {
-    Sheet sheet(3, 3);
-    for (unsigned x = 0; x < 3; ++x)
-        sheet.withFin(x, 1).withFin(x, 1);  // edges with memory of their own
-    const Point3* pVtx = sheet.mesh.getVtx(sheet.at(1, 1));
-    EXPECT_EQ(firstFault(sheet.mesh), "");  // and lets the mesh make its lists
-    sheet.mesh.reset();
-    EXPECT_EQ(sheet.mesh.getVtx(sheet.at(1, 1)), pVtx);
-    EXPECT_EQ(firstFault(sheet.mesh), "");
-    sheet.triangle(sheet.at(1, 1), sheet.at(1, 2), sheet.at(2, 2));
-    EXPECT_EQ(firstFault(sheet.mesh), "");
-    EXPECT_EQ(edges(sheet.mesh, -99).size(), 3);
-}
-
 TEST(CMesh, aSelfContainedCopyOutlivesAllThatTheOtherRefersTo) {
     std::unique_ptr<CMesh> pCopy;
     std::vector<std::tuple<VCD, VCD, VCD, VCD, int>> vT;

@@ -328,26 +328,6 @@ TEST(splitClosedPatchKill, killsTheSmallerSideOrSparesTheOneThatOthersHangOn) {
     }
 }
 
-TEST(ConEdge, ranksByTheTurnOfTheSurface) {
-    for (const double turn : {0.0, 30.0, 170.0}) {
-        CoarseWorld world;
-        const double rad = turn * M_PI / 180.0;
-        const VCD a = world.put(5, 5, 5), b = world.put(5, 6, 5),
-                  c = world.put(cell(6, 5, 5), Point3(5.5 + std::cos(rad), 5.5, 5.5 + std::sin(rad)));
-        CTriangle *p0 = world.triangle(a, b, world.put(4, 5, 5)), *p1 = world.triangle(a, b, c);
-        FlatSet<CTriangle*> sPatchT;
-        const auto priority = [&] { return ConEdge(&world.mesh, p0->pCE01, sPatchT).priority; };
-        EXPECT_NEAR(priority(), turn, 1e-5);
-        p1->flipNNV();
-        EXPECT_NEAR(priority(), turn, 1e-5);
-        sPatchT.insert(p0), sPatchT.insert(p1);
-        CTriangle* pFin = world.triangle(a, b, world.put(5, 5, 9));
-        EXPECT_NEAR(priority(), 180.0 - turn, 1e-5) << "the patch touches itself";
-        sPatchT.insert(pFin);
-        EXPECT_EQ(priority(), 181.0);
-    }
-}
-
 /// A crumpled sheet, so that edges have all three lengths, with two walls on it.
 struct Crumpled : Sheet {
     explicit Crumpled(unsigned seed) : Sheet(12, 9) {

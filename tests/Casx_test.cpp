@@ -52,20 +52,6 @@ TEST(Casx, isTheSameWhenBuiltFromTheBaseCases) {
     EXPECT_EQ(unknown.vTriUse, Casx(TM_FAT, false).vTriUse);
 }
 
-// A triangle in a full face holds that face's diagonal, which looks the same from both sides.
-TEST(Casx, neighbouringCubesAgreeOnTheFaceBetweenThem) {
-    const std::pair<int, int> aFaceDiagonal[] = {{153, 24}, {102, 36}, {15, 10}, {240, 160}, {51, 33}, {204, 72}};
-    for (TRIMODE mode : {TM_THIN, TM_FAT})
-        for (int config = 0; config < 256; ++config)
-            for (const int triangle : delivered(Casx(mode, false), config, TUU)) {
-                EXPECT_EQ(triangle & ~config, 0) << "a free cell in row " << config;
-                for (const auto& [face, diagonal] : aFaceDiagonal)
-                    if ((face & ~config) == 0 && (triangle & ~face) == 0) {
-                        EXPECT_EQ(triangle & diagonal, diagonal) << mode << ", row " << config;
-                    }
-            }
-}
-
 TEST(Casx, deliversWhatTheFilterLetsThrough) {
     const Casx fat(TM_FAT, false);
     for (int config = 0; config < 256; ++config) {

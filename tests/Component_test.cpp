@@ -181,23 +181,6 @@ TEST(Component, countsAndFlipsItsSides) {
     expectFails("false", [&] { countNear(vCells.front()); });
 }
 
-TEST(Component, coloursDontDependOnThePlace) {
-    int numTwoSided = 0, number = 0;
-    for (const VRCD& vCells : manyShapes()) {
-        VRCD vMoved;
-        for (const RCD rcd : vCells)
-            vMoved.push_back(shifted(rcd, 100, -37, 401));
-        const SheetCase sheet(vCells), moved(vMoved);
-        EXPECT_EQ(colorsOf(sheet.pSheet->vVisibleFacets), colorsOf(moved.pSheet->vVisibleFacets)) << "shape " << number;
-        std::set<int> sColor;
-        for (const Facet& facet : sheet.pSheet->vVisibleFacets)
-            sColor.insert(facet.color);
-        numTwoSided += sColor.contains(0) && sColor.contains(1) ? 1 : 0;
-        ++number;
-    }
-    EXPECT_GT(numTwoSided, number / 2);
-}
-
 /// Colours 3 and 4 strewn over the shapes, few or many, and some others.
 template <typename Check>
 void forStrewnColors(const Check& check) {

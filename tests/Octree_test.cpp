@@ -12,7 +12,6 @@ using TARN_LOCATE3::Bbox3;
 
 namespace {
 
-using Points = std::vector<Point3>;
 using Indices = std::vector<std::size_t>;
 
 /// A tree over points, with answers as positions in the list of points.

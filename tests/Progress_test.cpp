@@ -150,20 +150,3 @@ TEST(ThreadSingleton, forgetsAnEndedThread) {
     EXPECT_TRUE(hearer.vFraction.empty()) << "runs on other threads aren't heard here";
     pMine->setListener(nullptr);
 }
-
-TEST(runs, ofPostProcessingStayInsideALargerRun) {
-    Progress* pRoot = ThreadSingleton<Progress>::getInstance();
-    progressForMelt();
-    EXPECT_FALSE(progressForReduce() || progressForEdgeFlips() || progressForEdgeFlipsSimA({}) || progressForSmoothing(3));
-    EXPECT_EQ(pRoot->getName(), "Melt");
-    closeProgress();
-    EXPECT_FALSE(hasOpenProgress());
-    EXPECT_TRUE(progressForSmoothing(2));
-    EXPECT_TRUE(pRoot->mNameKids.contains("it%0") && pRoot->mNameKids.contains("it%1"));
-    EXPECT_EQ(pRoot->mNameKids.size(), 5U);
-    closeProgress();
-    EXPECT_TRUE(progressForEdgeFlipsSimA(std::vector<double>{0.018, 0.0162}));
-    EXPECT_EQ(pRoot->getName(), "EdgeFlipsS");
-    EXPECT_TRUE(pRoot->mNameKids.contains("RM_gEfCandMT_0.018") && pRoot->mNameKids.contains("RM_gEfCandMT_0.0162"));
-    closeProgress();
-}

@@ -136,6 +136,35 @@ void splitAndCompare(RandomSoup& soup) {
     soup.vVtx.push_back(pNew);
 }
 
+/// The lists at each vertex and on each edge from the triangles there, and those of all edges of a degree.
+void compareLists(const RMesh& mesh, const std::vector<Point3*>& vVtx) {
+    for (Point3* pVtx : vVtx) {
+        std::set<REdge*> sIncRE;
+        std::set<Point3*> sRing;
+        for (const RTriangle* pRT : incident(mesh, pVtx))
+            for (REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
+                if (pRE->has(pVtx)) sIncRE.insert(pRE), sRing.insert(pRE->getOtherPoint(pVtx));
+        ASSERT_TRUE(std::ranges::equal(listOf<REdge*>([&](auto& v) { mesh.getIncidentRE(pVtx, v); }), sIncRE));
+        for (const REdge* pRE : listOf<REdge*>([&](auto& v) { mesh.getRingRE(pVtx, v); }))
+            ASSERT_TRUE(sRing.contains(pRE->pVtx0) && sRing.contains(pRE->pVtx1));
+        ASSERT_TRUE(std::ranges::equal(listOf<Point3*>([&](auto& v) { mesh.getRingVtx(pVtx, v); }), sRing));
+    }
+    for (const REdge* pRE : mesh.vRE) {
+        if (mesh.getEdge(pRE->pVtx0, pRE->pVtx1) != pRE) continue;  // a dead one, whose ends have another edge by now
+        const auto vAdjT = listOf<RTriangle*>([&](auto& v) { mesh.getAdjacentT(pRE->pVtx0, pRE->pVtx1, v); });
+        ASSERT_TRUE(std::ranges::is_permutation(vAdjT, pRE->vRT));
+        ASSERT_EQ(mesh.hasAliveEdge(pRE->pVtx0, pRE->pVtx1), !vAdjT.empty());
+    }
+    for (const int deg : {1, 2, -1, -99}) {
+        std::vector<REdge*> vExpected = mesh.vRE;
+        std::erase_if(vExpected, [deg](const REdge* pRE) {
+            return deg > 0 ? pRE->getDegree() != deg : pRE->getDegree() <= (deg == -1 ? 2 : 0);
+        });
+        std::ranges::sort(vExpected, {}, [](const REdge* pRE) { return std::pair(pRE->pVtx0, pRE->pVtx1); });
+        ASSERT_EQ(edges(mesh, deg), vExpected) << "degree " << deg;
+    }
+}
+
 TEST(RMeshOperators, doOnSoupsWhatTheySay) {
     forSeeds(60, [](unsigned seed) {
         RandomSoup soup(seed, 30, seed % 3 == 0 ? 200 : 40);
@@ -149,6 +178,7 @@ TEST(RMeshOperators, doOnSoupsWhatTheySay) {
             if (kind == 7 && pRT->isAlive()) pRT->kill(&*soup);
             ASSERT_EQ(firstFault(*soup), "");
         }
+        compareLists(*soup, soup.vVtx);
         soup->checkDataStructures("soup");
         // Of each group one is left; each edge counted what stood behind its like.
         const std::size_t numT = soup->getNumT(), numGroups = groupsOf(triplesOf(*soup)).size();

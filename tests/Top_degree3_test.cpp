@@ -131,14 +131,6 @@ TEST(Degree3, ringsAroundAPieceLoseIt) {
     }
 }
 
-TEST(Degree3, chainsOfOneEdgeLoseTheTriangleThatIsTheRing) {
-    Sheet sheet(6, 6);
-    sheet.withFin(2, 3);
-    Top(&sheet.mesh, &sheet.calc).completeDeg3ChainsAndRemoveT();
-    EXPECT_EQ(numAlive(sheet.mesh), 72U);
-    EXPECT_FALSE(sheet.mesh.vAllCT.back()->isAlive());
-}
-
 TEST(Degree3, floodsStopAtFencesAndAtTheirLimit) {
     Sheet sheet(3, 3);
     std::set<CEdge*> sFences;

@@ -15,42 +15,8 @@ using Triangles = std::vector<CTriangle*>;
 using Edges = std::vector<CEdge*>;
 using Patches = std::vector<CPatch*>;
 
-/// A plate of numRim outer triangles round a polygon, and lids on it.
-struct Plate : CoarseWorld {
-    explicit Plate(unsigned numRim) {
-        for (unsigned i = 0; i < numRim; ++i)
-            vRim.push_back(put(100 + 2 * i, 100, 100));
-        for (unsigned i = 0; i < numRim; ++i)
-            triangle(vRim[i], vRim[(i + 1) % numRim], put(100 + 2 * i, 101, 100));
-    }
-    /// A disc on the corners: a fan, of which one triangle is cut in three again and again up to numT triangles.
-    Triangles lid(const std::vector<VCD>& vCorner, std::size_t numT) {
-        Triangles vT;
-        const VCD top = put(200, 200, ++level);
-        for (std::size_t i = 0; i < vCorner.size(); ++i)
-            vT.push_back(triangle(vCorner[i], vCorner[(i + 1) % vCorner.size()], top));
-        while (vT.size() < numT) {
-            CTriangle* pCT = vT.back();
-            const VCD inner = put(200, 200, ++level);
-            vT.pop_back();
-            pCT->kill(&mesh);
-            for (int i = 0; i < 3; ++i)
-                vT.push_back(triangle(pCT->getCorner(i), pCT->getCorner((i + 1) % 3), inner));
-        }
-        return vT;
-    }
-    std::vector<VCD> vRim;
-    unsigned level = 0;
-};
-
-bool isAlive(const Triangles& vT) {
-    return vT.front()->isAlive();
-}
-
 /// The passes report to a run, and say much.
-struct TopPatchPairs : ::testing::Test, OpenRun {
-    CoutSilence silence;
-};
+struct TopPatchPairs : SilentTest, OpenRun {};
 
 /// A patch with the first numT triangles of a list.
 void fill(CPatch& patch, Triangles& vT, std::size_t numT) {
@@ -88,58 +54,33 @@ TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
 }
 
 TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
-    Plate plate(4);
-    for (const unsigned numT : {8U, 4U, 6U})
-        plate.lid(plate.vRim, numT);
-    plate.lid({plate.put(1, 1, 1), plate.put(2, 1, 1), plate.put(1, 2, 1)}, 3);                // alone, open
-    const std::vector<VCD> vBase{plate.put(5, 1, 1), plate.put(6, 1, 1), plate.put(5, 2, 1)};  // closed
-    plate.lid(vBase, 3), plate.lid(vBase, 3);
-    Patches vPatches = cut(plate.mesh), vClosed, vOpen;
-    ASSERT_EQ(vPatches.size(), 4U + 3U + 2U) << "outer triangles, lids, two pieces apart";
-    const Patches vLids(vPatches.begin() + 4, vPatches.begin() + 7);
-    CPatch* pClosed = vPatches[8];
+    CoarseWorld world;  // three lids on one rim, with triangles round it; a closed patch and a triangle by themselves
+    const auto onRim = [&](unsigned i, unsigned num, unsigned y) { return world.put(100 + 2 * (i % num), y, 100); };
+    for (unsigned i = 0; i < 4; ++i)
+        for (const VCD tip :
+             {world.put(100 + 2 * i, 101, 100), world.put(200, 200, 1), world.put(200, 200, 2), world.put(200, 200, 3)})
+            world.triangle(onRim(i, 4, 100), onRim(i + 1, 4, 100), tip);
+    for (unsigned i = 0; i < 3; ++i)
+        for (const unsigned z : {1U, 2U})
+            world.triangle(onRim(i, 3, 50), onRim(i + 1, 3, 50), world.put(5, 5, z));
+    world.triangle(world.put(1, 1, 1), world.put(2, 1, 1), world.put(1, 2, 1));
+    Patches vPatches = cut(world.mesh), vLids = vPatches, vRightClosed = vPatches, vClosed, vOpen;
+    std::erase_if(vLids, [](const CPatch* pPatch) { return pPatch->getSize() != 4; });
+    std::erase_if(vRightClosed, [](const CPatch* pPatch) { return pPatch->getSize() != 6; });
+    ASSERT_EQ(vPatches.size(), 4U + 3U + 1U + 1U);
     std::reverse(vPatches.begin(), vPatches.end());  // the order given doesn't matter
-    std::vector<std::pair<CPatch*, CPatch*>> vPairs;
-    Top top(&plate.mesh, &plate.calc);
+    using Pairs = std::vector<std::pair<CPatch*, CPatch*>>;
+    Pairs vPairs;
+    Top top(&world.mesh, &world.calc);
     top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
-    const std::vector<std::pair<CPatch*, CPatch*>> vExpected = {{vLids[0], vLids[1]}, {vLids[1], vLids[2]}};
-    EXPECT_EQ(vPairs, vExpected);
-    EXPECT_EQ(vClosed, Patches{pClosed});
+    EXPECT_EQ(vPairs, (Pairs{{vLids.at(0), vLids.at(1)}, {vLids.at(1), vLids.at(2)}}));
+    EXPECT_EQ(vClosed, vRightClosed);
     EXPECT_EQ(vOpen.size(), 6U);
-
     vLids[1]->killPatchAndMembers();
     vPairs.clear(), vClosed.clear(), vOpen.clear();
     top.getPatchPairs(vPatches, vPairs, vClosed, vOpen);
-    EXPECT_EQ(vPairs, (std::vector<std::pair<CPatch*, CPatch*>>{{vLids[0], vLids[2]}}));
+    EXPECT_EQ(vPairs, (Pairs{{vLids[0], vLids[2]}}));
     EXPECT_EQ(vOpen.size() + vClosed.size(), 7U) << "the dead one is nowhere";
-}
-
-TEST_F(TopPatchPairs, doublesGoUntilOneSheetIsLeft) {
-    Plate plate(4);
-    const Triangles vLid0 = plate.lid(plate.vRim, 4), vLid1 = plate.lid(plate.vRim, 8), vLid2 = plate.lid(plate.vRim, 6);
-    Top top(&plate.mesh, &plate.calc);
-    EXPECT_TRUE(top.patchPairSolving(true));
-    EXPECT_TRUE(!isAlive(vLid0) && isAlive(vLid1) && !isAlive(vLid2)) << "of the second pair, too, the larger one stays";
-    EXPECT_FALSE(top.patchPairSolving(true)) << "the lid and the plate are one sheet now";
-    EXPECT_EQ(numAlive(plate.mesh), 4U + 8U);
-}
-
-TEST_F(TopPatchPairs, tinyClosedPatchesGoAndLargerOnesStay) {
-    for (const unsigned numRim : {3U, 4U}) {  // two fans on one polygon, closed by themselves
-        CoarseWorld world;
-        const auto corner = [&](unsigned i) { return world.put(16 + i % numRim, 16, 16); };
-        for (unsigned i = 0; i < numRim; ++i)
-            for (const unsigned z : {10U, 22U})
-                world.triangle(corner(i), corner(i + 1), world.put(16, 17, z));
-        EXPECT_FALSE(Top(&world.mesh, &world.calc).patchPairSolving(true)) << "doesn't count";
-        EXPECT_EQ(numAlive(world.mesh), numRim == 3 ? 0U : 8U);
-    }
-    Sheet sheet(3, 3);  // a tetrahedron on an edge of a sheet is one closed patch with an ME
-    const VCD a = sheet.at(1, 1), b = sheet.at(2, 1), c = sheet.put(17, 17, 20), d = sheet.put(18, 17, 20);
-    sheet.triangle(a, b, c), sheet.triangle(a, b, d), sheet.triangle(a, c, d), sheet.triangle(b, c, d);
-    Top top(&sheet.mesh, &sheet.calc);
-    EXPECT_TRUE(top.patchPairSolving(true)) << "split";
-    EXPECT_TRUE(numAlive(sheet.mesh) < 22U && numAlive(sheet.mesh) > 18U);
 }
 
 TEST_F(TopPatchPairs, wildMeshesComeToAnEnd) {

@@ -52,10 +52,7 @@ Soup sheetWithShortEdges(int num) {
     return soup;
 }
 
-class TopSimplify : public ::testing::Test {
-protected:
-    CoutSilence silence;
-};
+struct TopSimplify : SilentTest {};
 
 }  // namespace
 
@@ -151,24 +148,6 @@ TEST_F(TopSimplify, leavesTheBorderAndTheShapeOfAnyMesh) {
 }
 
 // ---- Flips --------------------------------------------------------------------------------------------------------------
-
-TEST_F(TopSimplify, flipsLowerTheEnergyOfNoise) {
-    for (unsigned seed = 0; seed < 3; ++seed) {
-        CoarsePlaces world(withNoise(torus(30, 12), 0.2, seed));
-        Top top(&world.mesh, &world.calc);
-        const double energy = energyAndAngle(placesOf(world.mesh), 0.3).first;
-        for (int i = 0; i < 20; ++i)
-            top.edgeFlips(0.1);
-        EXPECT_LT(energyAndAngle(placesOf(world.mesh), 0.3).first, 0.9 * energy);
-        EXPECT_EQ(numAlive(world.mesh), 720U);
-        EXPECT_EQ(firstFault(world.mesh), "");
-        EXPECT_EQ(figuresOf(world.mesh).numConflicts, 0);
-        std::vector<CEdge*> vCE;
-        top.getEdgesForOptimization(0.1, vCE);
-        for (CEdge* pCE : vCE)
-            EXPECT_LE(gainOf(world.mesh, pCE), 0.01);
-    }
-}
 
 TEST_F(TopSimplify, selectsFoldsByTheirAngle) {
     for (const bool bTurned : {false, true}) {

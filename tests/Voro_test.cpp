@@ -46,20 +46,6 @@ TEST_F(VoroTest, pairsAreThoseOfTheSort) {
     }
 }
 
-TEST_F(VoroTest, configurationsHaveABitACell) {
-    const Extraction extraction({});
-    CCD cells[8] = {0, 0, 0, 0, 0, cellAt(512, 77, 7)};
-    extraction.calc.completeArraySym(cells);
-    for (int config = 0; config < 256; ++config) {
-        std::vector<CCD> vCells;
-        for (std::size_t i = 0; i < 8; ++i)
-            if ((config >> i & 1) != 0) vCells.push_back(cells[i]);
-        EXPECT_EQ(extraction.pVoro->getConfig(cells[5], vCells), config);
-    }
-    std::vector<CCD> vForeign = {cellAt(512, 79, 7)};
-    reportOf([&] { extraction.pVoro->getConfig(cells[5], vForeign); });
-}
-
 TEST_F(VoroTest, theSurfaceOfABlockIsClosedAndOneLayer) {
     for (int num : {2, 3, 7})
         for (const bool bSolid : {false, true}) {
@@ -97,17 +83,6 @@ TEST_F(VoroTest, aSecondExtractionFillsTheSameMeshAnew) {
     extraction.pVoro->fatExtractTriangles();
     EXPECT_EQ(extraction.pVoro->getCMesh(), pMesh.get());
     EXPECT_TRUE(!vFirst.empty() && extraction.triangles() == vFirst);
-}
-
-TEST_F(VoroTest, aListenerThatThrowsEndsTheExtractionWithoutALeak) {
-    Hearer cancel(0.0);
-    Calc calc = unitGrid();
-    std::map<CCD, Bundle*> mBundle;
-    for (CCD ccd : sphereShell(20))
-        mBundle[ccd] = nullptr;  // the extraction reads the codes only
-    ThreadSingleton<Progress>::getInstance()->setListener(&cancel);
-    EXPECT_THROW(Voro(&calc, mBundle, TM_FAT).fatExtractTriangles(), double);
-    ThreadSingleton<Progress>::getInstance()->setListener(nullptr);
 }
 
 TEST_F(VoroTest, aCellAtTheHighSideOfTheGridIsAnAssertion) {

@@ -140,20 +140,6 @@ std::vector<CrossingPair> crossingsOf(const Soup& soup) {
     return vPairs;
 }
 
-void append(const Soup& other, const std::function<Point3(const Point3&)>& place, Soup& soup) {
-    const int first = static_cast<int>(soup.vVtx.size());
-    for (const Point3& p : other.vVtx)
-        soup.vVtx.push_back(place(p));
-    for (const auto& t : other.vT)
-        soup.vT.push_back({first + t[0], first + t[1], first + t[2]});
-}
-
-Soup moved(const Soup& soup, const std::function<Point3(const Point3&)>& place) {
-    Soup result;
-    append(soup, place, result);
-    return result;
-}
-
 /// Triangles of sizes over several powers of ten, many at few places.
 Soup randomSoup(unsigned seed) {
     std::mt19937 random(seed);
@@ -195,14 +181,11 @@ TEST(CountCrossings, findsWhatTheSearchOfAllPairsFindsWithAnyNumberOfWorkers) {
 
 TEST(CountCrossings, isZeroForSurfacesThatOnlyTouch) {
     Soup two = sheet(5, 5);
-    append(
-        sheet(5, 5), [](const Point3& p) { return Point3(p.x(), p.z(), p.y()); }, two);  // along a row of sides
-    append(
-        sheet(5, 5), [](const Point3& p) { return Point3(p.x() - 5, p.y(), p.z()); }, two);
-    append(
-        sheet(1, 1), [](const Point3& p) { return Point3(p.x() + 0.3, p.z() + 2.3, p.y()); }, two);
-    append(
-        tetrahedron(), [](const Point3& p) { return Point3(p.x() + 2.2, p.y() + 2.2, -p.z()); }, two);
+    const auto add = [&two](const Soup& soup, const auto& place) { append(moved(soup, place), two); };
+    add(sheet(5, 5), [](const Point3& p) { return Point3(p.x(), p.z(), p.y()); });  // along a row of sides
+    add(sheet(5, 5), [](const Point3& p) { return Point3(p.x() - 5, p.y(), p.z()); });
+    add(sheet(1, 1), [](const Point3& p) { return Point3(p.x() + 0.3, p.z() + 2.3, p.y()); });
+    add(tetrahedron(), [](const Point3& p) { return Point3(p.x() + 2.2, p.y() + 2.2, -p.z()); });
     for (const Soup& soup : {torus(40, 20), tetrahedron(), ring(Ring::MOEBIUS, 60, 8), fan(30, true), two, Soup()})
         EXPECT_EQ(crossingsOf(soup), std::vector<CrossingPair>());
     EXPECT_GT(crossingsOf(ring(Ring::KLEIN, 60, 12)).size(), 0U);  // no bottle of that kind is free of them
@@ -213,9 +196,10 @@ TEST(CountCrossings, isZeroForSurfacesThatOnlyTouch) {
 Soup crossingSheets(int n, int m) {
     Soup soup = sheet(n, n);
     const double size = static_cast<double>(n) / m;
-    append(
-        sheet(m, m), [=](const Point3& p) { return Point3(p.x() * size, n / 2.0 + 0.3125, (p.y() - m / 2 - 0.375) * size); },
-        soup);
+    const auto upright = [=](const Point3& p) {
+        return Point3(p.x() * size, n / 2.0 + 0.3125, (p.y() - m / 2 - 0.375) * size);
+    };
+    append(moved(sheet(m, m), upright), soup);
     return soup;
 }
 
@@ -242,8 +226,7 @@ TEST(CountCrossings, leavesOutWhatIsNotFinite) {
     Soup soup = crossingSheets(3, 3);
     const std::size_t num = crossingsOf(soup).size();
     for (const double bad : {NOT_A_NUMBER, INF, -INF})
-        append(
-            sheet(1, 1), [bad](const Point3& p) { return Point3(p.x(), bad, p.y()); }, soup);
+        append(moved(sheet(1, 1), [bad](const Point3& p) { return Point3(p.x(), bad, p.y()); }), soup);
     EXPECT_EQ(crossingsOf(soup).size(), num);
 }
 

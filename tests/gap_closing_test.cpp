@@ -8,7 +8,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-using Points = std::vector<Point3>;
 using Cells = std::map<RCD, Point3>;
 
 constexpr double BASE = 530.3;  // of the middle of all bodies, off the lattice
@@ -77,41 +76,6 @@ TEST(GapClosing, closesRoundPatchesOfASphere) {
             return true;
         });
         expectClosed(vPoints, gap + 3, radius, gap <= 5 ? 1.0 : 1.5);
-    }
-}
-
-// Gaps of a single slanted cell, which may stay, are left out.
-TEST(GapClosing, joinsTwoHalfShells) {
-    const double radius = 24.0;
-    for (const Vector3& axis : {Vector3(0, 0, 1), Vector3(0.6, 0.8, 0)})
-        for (const int gap : {3, 5, 8}) {
-            SCOPED_TRACE("width of the gap: " + std::to_string(gap));
-            const auto isKept = [&](const Vector3& v) { return std::fabs(v * axis) * radius > 0.5 * gap; };
-            expectClosed(sphere(radius, isKept), (gap + 1) / 2 + 3, radius, gap <= 7 ? 1.0 : 1.7);
-        }
-}
-
-TEST(GapClosing, closesASlotInAPlate) {
-    const double width = 44.0;
-    for (const double slot : {2.0, 4.0, 6.0}) {
-        SCOPED_TRACE(slot);
-        const auto isInSlot = [=](double x, double y, double more) {
-            return std::fabs(x - 0.5 * width) < 0.5 * slot + more && std::fabs(y - 0.5 * width) < 9.0 + more;
-        };
-        Cells mAll;
-        const Cells mNew = added(plate(width, [&](double x, double y) { return !isInSlot(x, y, 0.0); }), 12, mAll);
-        std::set<std::pair<RCD, RCD>> sColumns;
-        for (const auto& cell : mAll)
-            sColumns.emplace(getX_RCD(cell.first), getY_RCD(cell.first));
-        // Every column of cells in the plate is taken, and what is new in the slot lies in the plane.
-        for (int x = 2; x < width - 2; ++x)
-            for (int y = 2; y < width - 2; ++y)
-                EXPECT_EQ(sColumns.count({static_cast<RCD>(BASE + x), static_cast<RCD>(BASE + y)}), 1U) << x << " " << y;
-        for (const auto& cell : mNew) {
-            const double x = cell.second.x() - BASE, y = cell.second.y() - BASE;
-            if (!isInSlot(x, y, 1.0)) continue;
-            EXPECT_NEAR(cell.second.z(), BASE + 0.1 * x, 1.0);
-        }
     }
 }
 

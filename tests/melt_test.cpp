@@ -34,6 +34,18 @@ const Part BORED_BLOCK{"bored block", boredBlockSoup(64), [](const Point3& p) {
                                             0.5 - std::hypot(p.x(), p.y())});
                        }};
 
+const TriangleSoup NEEDLE{{0, 0, 0}, {20565.899999999998, 23935.799999999999, 27618.299999999999}, {68553, 79786, 92061}};
+
+/// On the square from (-1, -1) to (1, 1).
+TriangleSoup pyramidSoup(double height) {
+    TriangleSoup soup;
+    const Point3 tip(0, 0, height), base[] = {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
+    for (std::size_t i = 0; i < 4; ++i)
+        addTriangle(soup, base[i], base[(i + 1) % 4], tip);
+    addTriangle(soup, base[0], base[2], base[1]), addTriangle(soup, base[0], base[3], base[2]);
+    return soup;
+}
+
 Part askew(const Part& part, double degrees) {
     return {part.name + " askew", turned(part.soup, degrees), part.distance, degrees};
 }
@@ -76,7 +88,10 @@ struct Melted {
     MeshFigures figures;
 };
 
-TEST(Melt, makesAlignedPartsClosed) {
+struct Melt : SilentTest {};
+struct MeltRun : SilentTest {};
+
+TEST_F(Melt, makesAlignedPartsClosed) {
     for (const double spacing : {0.05, 0.0371, 0.029})
         for (const double featureAngle : {30.0, 361.0}) {
             const Melted cube(CUBE, spacing, featureAngle), bore(BORED_BLOCK, spacing, featureAngle);
@@ -91,7 +106,7 @@ TEST(Melt, makesAlignedPartsClosed) {
         }
 }
 
-TEST(Melt, keepsCornersAndSharpEdgesWhereTheyAre) {
+TEST_F(Melt, keepsCornersAndSharpEdgesWhereTheyAre) {
     for (const double degrees : {0.0, 7.0, 33.0}) {
         const double maxMiss = degrees == 0.0 ? 0.1 : 0.6;
         const Melted cube(askew(CUBE, degrees), 0.05, 30.0);
@@ -106,7 +121,7 @@ TEST(Melt, keepsCornersAndSharpEdgesWhereTheyAre) {
     }
 }
 
-TEST(Melt, makesCurvedAndObliquePartsWholeButForAFewEdges) {
+TEST_F(Melt, makesCurvedAndObliquePartsWholeButForAFewEdges) {
     for (const double spacing : {0.05, 0.0371})
         for (const Part& part : {SPHERE, TORUS, askew(CUBE, 33.0), askew(BORED_BLOCK, 20.0)}) {
             const Melted melted(part, spacing, 30.0);
@@ -116,7 +131,7 @@ TEST(Melt, makesCurvedAndObliquePartsWholeButForAFewEdges) {
         }
 }
 
-TEST(Melt, doesNotCareForWindingsAndCopies) {
+TEST_F(Melt, doesNotCareForWindingsAndCopies) {
     Part part = askew(BORED_BLOCK, 20.0), plain = part, flips = part;
     TriangleSoup anchors;  // flat triangles in front number the corners alike
     for (const Point3& p : part.soup)
@@ -133,8 +148,7 @@ TEST(Melt, doesNotCareForWindingsAndCopies) {
     EXPECT_GE(doubled.shareNear(), 0.999);
 }
 
-TEST(Melt, endsInOrderOnSoupsThatAreNoSurface) {
-    const CoutSilence silence;
+TEST_F(Melt, endsInOrderOnSoupsThatAreNoSurface) {
     Scan scan(5);
     for (int n = 0; n < 12; ++n) {
         TriangleSoup soup;  // crumbs, needles and giants
@@ -169,12 +183,10 @@ TEST(ToCloud, givesAPointACell) {
 }
 
 // The normal of a needle is noise, and the foot of a cell on its plane may lie off the grid.
-TEST(Melt, passesANeedleWhosePlaneLeavesTheGrid) {
-    const CoutSilence silence;
-    std::vector<Point3> vSoup{
-        {0, 0, 0}, {20565.899999999998, 23935.799999999999, 27618.299999999999}, {68553, 79786, 92061}};
+TEST_F(Melt, passesANeedleWhosePlaneLeavesTheGrid) {
+    TriangleSoup soup = NEEDLE;
     std::vector<Point3> vOut;
-    EXPECT_NO_THROW(toCloud(vSoup, 1.0, 9999.0, vOut));
+    EXPECT_NO_THROW(toCloud(soup, 1.0, 9999.0, vOut));
     EXPECT_GT(vOut.size(), 90000U);
 }
 
@@ -184,8 +196,7 @@ MeltOptions bareMelt(double spacing, double featureAngle) {
     return {.spacing = spacing, .featureAngle = featureAngle, .bComplete = false, .bManifold = false, .maxPinholeEdges = 0};
 }
 
-TEST(MeltRun, isTheBareRoadWhenAllStepsAreOff) {
-    const CoutSilence silence;
+TEST_F(MeltRun, isTheBareRoadWhenAllStepsAreOff) {
     for (const Part& part : {TORUS, askew(BORED_BLOCK, 20.0)})
         for (const double featureAngle : {30.0, 361.0}) {
             TriangleSoup soup = part.soup;
@@ -193,17 +204,11 @@ TEST(MeltRun, isTheBareRoadWhenAllStepsAreOff) {
         }
 }
 
-TEST(MeltRun, closesPartsThatLieAskew) {
-    const CoutSilence silence;
-    const Part pyramid{"pyramid", {}, [](const Point3& p) {
+TEST_F(MeltRun, closesPartsThatLieAskew) {
+    const Part pyramid{"pyramid", pyramidSoup(1.0), [](const Point3& p) {
                            return std::max(-p.z(), (std::max(std::fabs(p.x()), std::fabs(p.y())) + p.z() - 1.0) * 0.7072);
                        }};
-    Part whole = pyramid;
-    const Point3 tip(0, 0, 1), base[] = {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
-    for (std::size_t i = 0; i < 4; ++i)
-        addTriangle(whole.soup, base[i], base[(i + 1) % 4], tip);
-    addTriangle(whole.soup, base[0], base[2], base[1]), addTriangle(whole.soup, base[0], base[3], base[2]);
-    for (const Part& part : {CUBE, SPHERE, TORUS, BORED_BLOCK, whole})
+    for (const Part& part : {CUBE, SPHERE, TORUS, BORED_BLOCK, pyramid})
         for (const double degrees : {0.0, 20.0, 33.0, 71.0})
             for (const double spacing : {0.06, 0.0371}) {
                 const std::string name = part.name + " " + std::to_string(degrees) + " " + std::to_string(spacing);
@@ -217,13 +222,8 @@ TEST(MeltRun, closesPartsThatLieAskew) {
 }
 
 // Where sheets pass through each other, and at acute edges, they are one for a while.
-TEST(MeltRun, closesPartsThatPassThroughEachOther) {
-    const CoutSilence silence;
-    TriangleSoup wedge;
-    const Point3 tip(0, 0, 0.7), base[] = {{-1, -1, 0}, {1, -1, 0}, {1, 1, 0}, {-1, 1, 0}};
-    for (std::size_t i = 0; i < 4; ++i)
-        addTriangle(wedge, base[i], base[(i + 1) % 4], tip);
-    addTriangle(wedge, base[0], base[2], base[1]), addTriangle(wedge, base[0], base[3], base[2]);
+TEST_F(MeltRun, closesPartsThatPassThroughEachOther) {
+    const TriangleSoup wedge = pyramidSoup(0.7);
     for (const double degrees : {10.0, 50.0, 130.0, 200.0, 310.0})
         for (const double spacing : {0.05, 0.037}) {
             const TriangleSoup other = scaled(turned(CUBE.soup, 2.7 * degrees), 1.0, 0.2);
@@ -239,8 +239,7 @@ TEST(MeltRun, closesPartsThatPassThroughEachOther) {
 }
 
 // Where bodies touch by a face, or have a face in one plane, one wide sheet stands for two. An open soup keeps such sheets.
-TEST(MeltRun, joinsBodiesThatTouchByAFace) {
-    const CoutSilence silence;
+TEST_F(MeltRun, joinsBodiesThatTouchByAFace) {
     const TriangleSoup base = boxSoup({0, 0, 0}, {6, 6, 2});
     const TriangleSoup onTop = boxSoup({1.3, 1.7, 2}, {4.2, 4.6, 5}), beside = boxSoup({2.1, 1.2, 0.7}, {8, 3.1, 2});
     for (const double degrees : {0.0, 25.0, 140.0})
@@ -256,8 +255,7 @@ TEST(MeltRun, joinsBodiesThatTouchByAFace) {
     EXPECT_GT(areaOf(cornersOf(melt(walled, {.spacing = 0.15, .featureAngle = 30.0}))), 0.98 * areaOf(walled));
 }
 
-TEST(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
-    const CoutSilence silence;
+TEST_F(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
     const TriangleSoup ball = sphereSoup(160);
     for (const auto& [radius, bOpen] : {std::pair(0.03, false), {0.3, true}})
         for (const double degrees : {0.0, 40.0}) {
@@ -276,8 +274,7 @@ TEST(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
         }
 }
 
-TEST(MeltRun, saysWhatItDidAndStopsWhenTold) {
-    const CoutSilence silence;
+TEST_F(MeltRun, saysWhatItDidAndStopsWhenTold) {
     const TriangleSoup soup = turned(CUBE.soup, 33.0);
     MeltReport report;
     EXPECT_NE(melt(soup, bareMelt(0.05, 30.0), &report), nullptr);
@@ -299,8 +296,8 @@ TEST(MeltRun, saysWhatItDidAndStopsWhenTold) {
 }
 
 // The needle's plane is so uncertain that it passes beside the cells of its own edges.
-TEST(MeltRun, warnsOnceOfNeedles) {
-    TriangleSoup soup{{0, 0, 0}, {20565.899999999998, 23935.799999999999, 27618.299999999999}, {68553, 79786, 92061}};
+TEST_F(MeltRun, warnsOnceOfNeedles) {
+    TriangleSoup soup = NEEDLE;
     const std::string plain = outputOf([&] { melt(soup, 1000.0, 9999.0); });
     const std::string brief = outputOf([&] { melt(soup, MeltOptions{.spacing = 1000.0, .featureAngle = 9999.0}); });
     const auto numOf = [](const std::string& text) {

@@ -12,7 +12,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-using Points = std::vector<Point3>;
 using Triangles = std::vector<IndexedTriangles::Triangle>;
 
 void append(Points& vTo, const Points& vFrom) {

@@ -7,7 +7,7 @@
 #include "freeFunctions.h"
 #include "mesh_writers.h"
 #include "numberForms.h"
-#include "support/TempFolder.h"
+#include "support/FolderTest.h"
 #include "support/binary_stl.h"
 #include "support/coarse_soup.h"
 #include "support/figures.h"
@@ -19,8 +19,10 @@ using namespace TARN_TEST;
 
 namespace {
 
-TEST(MeshFiles, anStlFileHasTenDigitsAndNoNormalWhereThereIsNone) {
-    const TempFolder folder;
+struct MeshFiles : FolderTest {};
+struct ReadMesh : FolderTest {};
+
+TEST_F(MeshFiles, anStlFileHasTenDigitsAndNoNormalWhereThereIsNone) {
     const MeshPtr pMesh =
         meshOf(Soup{{{0, 0, 0}, {1e7 + 1.0 / 3.0, 0, 0}, {0, 123456789012.5, -0.0}, {0.1, 0, 0}}, {{0, 2, 1}, {0, 1, 3}}});
     pMesh->getRMesh()->createVertex(77, 0, 0, false);
@@ -31,8 +33,7 @@ TEST(MeshFiles, anStlFileHasTenDigitsAndNoNormalWhereThereIsNone) {
               "  vertex 10000000.33 0 0\n  vertex 0.1 0 0\n endloop\nendfacet\nendsolid - KEL\n");
 }
 
-TEST(MeshFiles, anObjFileNumbersTheUsedVerticesFromOne) {
-    const TempFolder folder;
+TEST_F(MeshFiles, anObjFileNumbersTheUsedVerticesFromOne) {
     FineMesh mesh(tetrahedron());
     mesh->createVertex(5, 5, 5, true);  // an orphan
     const MeshPtr pMesh = meshOf(std::move(mesh));
@@ -41,8 +42,7 @@ TEST(MeshFiles, anObjFileNumbersTheUsedVerticesFromOne) {
     EXPECT_EQ(folder.read("m.obj"), "v 0 0 0\nv 1 1 0\nv 1 0 1\nv 0 1 1\nf 1 2 3\nf 1 4 2\nf 1 3 4\nf 2 4 3\n");
 }
 
-TEST(MeshFiles, aBinaryStlFileHasTheCornersInSinglePrecisionAndUnitNormals) {
-    const TempFolder folder;
+TEST_F(MeshFiles, aBinaryStlFileHasTheCornersInSinglePrecisionAndUnitNormals) {
     const Soup soup{{{0, 0, 0}, {2, 0, 0.1}, {0, 3, 1e-3}, {1e6 + 0.01, 0, 5}}, {{0, 1, 2}, {0, 2, 3}}};
     const MeshPtr pMesh = meshOf(soup);
     ASSERT_TRUE(writeSTL_BIN(pMesh, folder.path("m.stl")));
@@ -64,9 +64,7 @@ TEST(MeshFiles, aBinaryStlFileHasTheCornersInSinglePrecisionAndUnitNormals) {
     outputOf([&] { EXPECT_FALSE(writeSTL_BIN(pMesh, folder.path("none/m.stl"))); });
 }
 
-TEST(MeshFiles, theCornersOfAnStlAreVerticesOfTheirOwn) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(MeshFiles, theCornersOfAnStlAreVerticesOfTheirOwn) {
     const MeshPtr pMesh = meshOf(tetrahedron());
     ASSERT_TRUE(writeMesh_auto(folder.path("m.stl"), pMesh, true));
     std::vector<Point3> vVertices, vNone;
@@ -79,13 +77,13 @@ TEST(MeshFiles, theCornersOfAnStlAreVerticesOfTheirOwn) {
     expectFails("vVertices.empty()", [&] { readTriangles_auto(folder.path("m.stl"), vVertices, vIndices); });
     const std::string text = folder.read("m.stl");
     for (const std::string& name : {folder.write("cut.stl", text.substr(0, text.rfind("endloop"))), folder.path("m.xyz")}) {
-        EXPECT_FALSE(readTriangles_auto(name, vNone, vIndices));
+        Points vSome;
+        EXPECT_FALSE(readTriangles_auto(name, vNone, vIndices) || readTriangles_auto(name, vSome));
         EXPECT_TRUE(vNone.empty() && vIndices == vExpected) << name;
     }
 }
 
-TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
-    const TempFolder folder;
+TEST_F(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
     CoarsePlaces soup(sheet(2, 2));
     RMesh fine(&soup.mesh);
     ASSERT_TRUE(writeSTL(&soup.mesh, soup.mBundle, folder.path("coarse.stl")) && writeSTL(&fine, folder.path("fine.stl")));
@@ -97,27 +95,26 @@ TEST(MeshFiles, aCoarseMeshIsWrittenLikeTheFineOne) {
     expectFails("q_it!=mCCDBundle.end()", [&] { writeSTL(&soup.mesh, soup.mBundle, folder.path("coarse.stl")); });
 }
 
-TEST(MeshFiles, anUnknownExtensionGivesABinaryPlyOfAFixedName) {
-    const WorkingFolder folder;
+TEST_F(MeshFiles, anUnknownExtensionGivesABinaryPlyOfAFixedName) {
+    const WorkingFolder here;
     testing::internal::CaptureStderr();
     EXPECT_TRUE(writeMesh_auto("m.xyz", meshOf(tetrahedron()), true));
     EXPECT_EQ(testing::internal::GetCapturedStderr(), "Filename [m.xyz] is not valid, using [kel_output.ply] instead\n");
-    EXPECT_TRUE(meshOf(tetrahedron())->writePly_BIN(folder.path("bin.ply")));
-    EXPECT_EQ(folder.read("kel_output.ply"), folder.read("bin.ply"));
-    EXPECT_TRUE(writeMesh_auto(folder.path("ascii.ply"), meshOf(tetrahedron()), true));
-    EXPECT_TRUE(meshOf(tetrahedron())->writePly_ASCII(folder.path("ascii2.ply")));
-    EXPECT_EQ(folder.read("ascii.ply"), folder.read("ascii2.ply"));
-    EXPECT_NE(folder.read("ascii.ply"), folder.read("bin.ply"));
+    EXPECT_TRUE(meshOf(tetrahedron())->writePly_BIN(here.path("bin.ply")));
+    EXPECT_EQ(here.read("kel_output.ply"), here.read("bin.ply"));
+    EXPECT_TRUE(writeMesh_auto(here.path("ascii.ply"), meshOf(tetrahedron()), true));
+    EXPECT_TRUE(meshOf(tetrahedron())->writePly_ASCII(here.path("ascii2.ply")));
+    EXPECT_EQ(here.read("ascii.ply"), here.read("ascii2.ply"));
+    EXPECT_NE(here.read("ascii.ply"), here.read("bin.ply"));
     PointAttributes attributes;
     attributes.set({"height", std::vector<float>{1, 2, 3, 4}, {}});
     testing::internal::CaptureStderr();
     EXPECT_TRUE(writeMesh_auto("m.xyz", meshOf(tetrahedron()), true, Precision::FLOAT, attributes));
     testing::internal::GetCapturedStderr();
-    EXPECT_EQ(countIn(folder.read("kel_output.ply"), "property float height\n"), 1);
+    EXPECT_EQ(countIn(here.read("kel_output.ply"), "property float height\n"), 1);
 }
 
-TEST(MeshFiles, aFailureIsToldAndLeavesNoFile) {
-    const TempFolder folder;
+TEST_F(MeshFiles, aFailureIsToldAndLeavesNoFile) {
     const MeshPtr pMesh = meshOf(torus(60, 40));
     const std::string missing = folder.path("no_such_folder/m");
     for (const std::string& file : {missing + ".stl", missing + ".ply"})
@@ -137,29 +134,7 @@ std::pair<std::size_t, Figures> sizeOf(const MeshPtr& pMesh) {
     return {pMesh->getRMesh()->getNumT(), figuresOf(*pMesh->getRMesh())};
 }
 
-TEST(ReadMesh, bringsBackWhatWasWritten) {
-    const TempFolder folder;
-    std::vector<Point3> vPoints = Scan(3, 0.01).torus(8000);
-    MeshPtr pScan;
-    outputOf([&] { pScan = reconstruct_auto(vPoints, false, 1.1, -1); });
-    for (const MeshPtr& pMesh : {pScan, meshOf(sheet(7, 4)), meshOf(torus(20, 9))})
-        for (const std::string name : {"a.ply", "b.ply", "c.stl"}) {
-            const std::string file = folder.path(name);
-            ASSERT_TRUE(writeMesh_auto(file, pMesh, name[0] == 'a'));
-            const MeshPtr pRead = readMesh_auto(file);
-            ASSERT_TRUE(pRead) << name;
-            EXPECT_EQ(sizeOf(pRead), sizeOf(pMesh)) << name;
-            EXPECT_EQ(firstFault(*pRead->getRMesh()), "");
-            const std::vector<Point3> vBefore = cornersOf(pMesh), vAfter = cornersOf(pRead);
-            for (std::size_t i = 0; i < vAfter.size(); ++i)  // oriented as before
-                ASSERT_LT((vAfter[i] - vBefore[i]).length(), 1e-5) << name << ", corner " << i;
-            EXPECT_EQ(pRead->getRMesh()->getSideLen(), pRead->getAverageEdgeLength());
-            laplacianSmoothing(pRead, 1);
-        }
-}
-
-TEST(ReadMesh, bringsBackEveryDoubleWhereSinglePrecisionSpoilsTheMesh) {
-    const TempFolder folder;
+TEST_F(ReadMesh, bringsBackEveryDoubleWhereSinglePrecisionSpoilsTheMesh) {
     const auto torusAt = [](double x, double scale) {
         Soup soup = torus(20, 9);
         for (Point3& p : soup.vVtx)
@@ -170,7 +145,9 @@ TEST(ReadMesh, bringsBackEveryDoubleWhereSinglePrecisionSpoilsTheMesh) {
     for (const std::string name : {"a.ply", "b.ply", "c.stl"}) {
         const std::string file = folder.path(name);
         ASSERT_TRUE(writeMesh_auto(file, pFar, name[0] == 'a', Precision::AUTO));
-        EXPECT_EQ(cornersOf(readMesh_auto(file)), cornersOf(pFar)) << name;
+        const MeshPtr pRead = readMesh_auto(file);
+        EXPECT_EQ(cornersOf(pRead), cornersOf(pFar)) << name;
+        EXPECT_EQ(pRead->getRMesh()->getSideLen(), pRead->getAverageEdgeLength());
         ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a', Precision::AUTO));
         const std::string automatic = folder.read(name);
         ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a'));
@@ -178,17 +155,8 @@ TEST(ReadMesh, bringsBackEveryDoubleWhereSinglePrecisionSpoilsTheMesh) {
         ASSERT_TRUE(writeMesh_auto(file, pNear, name[0] == 'a', Precision::DOUBLE));
         EXPECT_EQ(cornersOf(readMesh_auto(file)), cornersOf(pNear)) << name;
     }
-    CoutSilence silence;
     ASSERT_TRUE(toObj(pFar, folder.path("o.obj"), Precision::AUTO));
-    std::istringstream in(folder.read("o.obj"));
-    std::vector<Point3*> vVertices;
-    pFar->getPoints(vVertices);
-    for (const Point3* p : vVertices) {
-        std::string letter;
-        double x = 0.0, y = 0.0, z = 0.0;
-        in >> letter >> x >> y >> z;
-        ASSERT_EQ(Point3(x, y, z), *p);
-    }
+    EXPECT_EQ(cornersOf(readMesh_auto(folder.path("o.obj"))), cornersOf(pFar));
 }
 
 TEST(Precision, isDoubleWhereRoundingJoinsOrMovesAndNowhereElse) {
@@ -221,8 +189,7 @@ TEST(Precision, isDoubleWhereRoundingJoinsOrMovesAndNowhereElse) {
     EXPECT_EQ(neededPrecision("p.bin", vPoints, false), FLOAT);
 }
 
-TEST(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {
-    const TempFolder folder;
+TEST_F(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {
     const std::string file = folder.path("m.ply");
     Soup soup{{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}, {-1, 0, 0}, {0, -1, 0}}, {{0, 1, 2}, {0, 3, 4}}};
     const MeshPtr pMesh = meshOf(soup);  // two triangles with a vertex in common
@@ -241,14 +208,12 @@ TEST(ReadMesh, keepsTheVerticesOfAPlyFileApartWhenAsked) {
     expectFails("vVertices.empty()", [&] { PLY::readPly(file, vVertices, vIndices); });
     vVertices.clear();
     vIndices = {7};
-    const CoutSilence silence;
     EXPECT_FALSE(PLY::readPly(file, vVertices, vIndices));
     EXPECT_TRUE(vVertices.empty() && vIndices == std::vector<int>{7});
     EXPECT_FALSE(readMesh_auto(file, 0.0, false));
 }
 
-TEST(ReadMesh, cleansUpLikeARun) {
-    const TempFolder folder;
+TEST_F(ReadMesh, cleansUpLikeARun) {
     Soup soup = turned(torus(20, 9), 3, 3);  // the oldest keeps its side
     for (int i = 0; i < 5; ++i)
         soup.vT.push_back(soup.vT[static_cast<std::size_t>(7 * i)]);
@@ -271,8 +236,7 @@ TEST(ReadMesh, cleansUpLikeARun) {
     }
 }
 
-TEST(ReadMesh, takesFilesOfOtherPrograms) {
-    const TempFolder folder;
+TEST_F(ReadMesh, takesFilesOfOtherPrograms) {
     const std::string vertices = "0 0 0\r\n1 0 0\r\n1 1 0\r\n0 1 0\r\n";
     const std::string ply =
         "ply\r\nformat ascii 1.0\r\ncomment made elsewhere\r\nelement vertex 4\r\nproperty double x\r\n"
@@ -289,8 +253,7 @@ TEST(ReadMesh, takesFilesOfOtherPrograms) {
         EXPECT_EQ(sizeOf(readMesh_auto(folder.path(name))), sizeOf(meshOf(sheet(1, 1)))) << name;
 }
 
-TEST(ReadMesh, whatIsNoMeshGivesNullAndALine) {
-    const TempFolder folder;
+TEST_F(ReadMesh, whatIsNoMeshGivesNullAndALine) {
     const std::string begin = "facet\nouter loop\nvertex 0 0 0\nvertex 1 0 0\n", end = "endloop\nendfacet\n";
     for (const auto& [name, bytes] :
          std::map<std::string, std::string>{{"empty.ply", ""},

@@ -22,12 +22,7 @@ struct Polygons {
 };
 
 Polygons randomPolygons(Random& random, std::size_t numPoints, std::size_t numFaces) {
-    const auto any = [&] { return (static_cast<double>(pick(random, 2000000)) - 1e6) / 7; };
-    Polygons polygons;
-    for (std::size_t i = 0; i < numPoints; ++i) {
-        const double x = any(), y = any();
-        polygons.vPoints.emplace_back(x, y, any());
-    }
+    Polygons polygons{randomPoints(numPoints, 142857, 1.0 / 7, static_cast<unsigned>(random.next())), {}};
     for (std::size_t i = 0; i < numFaces; ++i) {
         polygons.vFaces.emplace_back();
         for (std::size_t corner = 3 + pick(random, 5); corner > 0; --corner)
@@ -94,10 +89,11 @@ void expectPolygons(const std::string& name, const Polygons& polygons) {
 
 const std::string OBJ = "v 0 0 0\nv 1 0 0\nv 0 1 0\nf 1 2 3\n", OFF = "OFF\n3 1 0\n0 0 0\n1 0 0\n0 1 0\n3 0 1 2\n";
 
+struct MeshTexts : FolderTest {};
+
 }  // namespace
 
-TEST(MeshTexts, returnThePolygonsAsFansHoweverTheyAreWritten) {
-    const TempFolder folder;
+TEST_F(MeshTexts, returnThePolygonsAsFansHoweverTheyAreWritten) {
     for (unsigned seed = 1; seed <= 60 && !HasFailure(); ++seed) {
         SCOPED_TRACE(seed);
         Random random(seed);
@@ -111,8 +107,7 @@ TEST(MeshTexts, returnThePolygonsAsFansHoweverTheyAreWritten) {
     expectPolygons(folder.write("big.off", offOf(big, random)), big);
 }
 
-TEST(MeshTexts, areReadAsTheyAreWritten) {
-    const TempFolder folder;
+TEST_F(MeshTexts, areReadAsTheyAreWritten) {
     Soup soup = torus(7, 5);
     for (Point3& p : soup.vVtx)
         p = Point3(p.x() / 3.0, p.y() / 7.0, 1e10 - p.z());  // ten digits are too few
@@ -146,9 +141,7 @@ TEST(MeshTexts, areReadAsTheyAreWritten) {
     outputOf([&] { EXPECT_FALSE(toOff(pMesh, folder.path("none/m.off"), Precision::FLOAT)); });
 }
 
-TEST(MeshTexts, takeVerticesBehindTheirFacesAndThoseThatAreNoNumbers) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(MeshTexts, takeVerticesBehindTheirFacesAndThoseThatAreNoNumbers) {
     expectPolygons(folder.write("a.obj", "f 3//9 1 2\n" + OBJ), {{{0, 0, 0}, {1, 0, 0}, {0, 1, 0}}, {{2, 0, 1}, {0, 1, 2}}});
     const Points vRead = readBehindOlder(folder.write("a.obj", OBJ + "v nan 1 inf\n"), true);
     EXPECT_TRUE(vRead.size() == 4U && std::isnan(vRead[3].x()) && std::isinf(vRead[3].z()));
@@ -158,9 +151,7 @@ TEST(MeshTexts, takeVerticesBehindTheirFacesAndThoseThatAreNoNumbers) {
     EXPECT_NE(readMesh_auto(folder.write("a.off2", OFF)), nullptr) << "is known by its first word";
 }
 
-TEST(MeshTexts, anObjThatWasCutGivesTheMeshOfItsWholeLinesAndAtMostOneMoreOrNothing) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(MeshTexts, anObjThatWasCutGivesTheMeshOfItsWholeLinesAndAtMostOneMoreOrNothing) {
     const std::string whole = "v 10 20 30\nv 1 0 0.5\n\nv 0 15 0\nf 1 2 3\nf -1 \\\n-2 -3\n";
     for (std::size_t length = 0; length < whole.size(); ++length) {
         const std::string bytes = whole.substr(0, length), lines = bytes.substr(0, bytes.rfind('\n') + 1);
@@ -178,8 +169,7 @@ TEST(MeshTexts, anObjThatWasCutGivesTheMeshOfItsWholeLinesAndAtMostOneMoreOrNoth
     }
 }
 
-TEST(MeshTexts, refuseWhatIsNoMeshAndSayWhere) {
-    const TempFolder folder;
+TEST_F(MeshTexts, refuseWhatIsNoMeshAndSayWhere) {
     for (std::size_t length = 0; length + 1 < OFF.size(); ++length)
         expectRefused(folder, "a.off", OFF.substr(0, length));
     for (const auto& [bytes, words] : std::map<std::string, std::string>{

@@ -11,17 +11,8 @@ using namespace TARN_TEST;
 
 namespace {
 
-void append(const Soup& other, Soup& soup) {
-    const int first = static_cast<int>(soup.vVtx.size());
-    soup.vVtx.insert(soup.vVtx.end(), other.vVtx.begin(), other.vVtx.end());
-    for (const auto& t : other.vT)
-        soup.vT.push_back({first + t[0], first + t[1], first + t[2]});
-}
-
-Soup moved(Soup soup, const Vector3& by) {
-    for (Point3& p : soup.vVtx)
-        p = p + by;
-    return soup;
+Soup shifted(const Soup& soup, const Vector3& by) {
+    return moved(soup, [&by](const Point3& p) { return p + by; });
 }
 
 TriangleCorners triangleOf(const Soup& soup, std::size_t t) {
@@ -52,7 +43,7 @@ Soup crowd(unsigned seed) {
     for (const std::size_t t : {223U, 151U, 150U, 81U, 80U, 61U})
         soup.vT.erase(soup.vT.begin() + static_cast<std::ptrdiff_t>(t));
     strew(seed, soup);
-    append(moved(withNoise(torus(24, 10), 0.02, seed + 2000), {5, 5, 10}), soup);
+    append(shifted(withNoise(torus(24, 10), 0.02, seed + 2000), {5, 5, 10}), soup);
     append({{{8.7, 5, 10}, {7.3, 5, 10}, {8, 5, 10.7}}, {{0, 1, 2}}}, soup);
     return soup;
 }
@@ -172,9 +163,10 @@ TEST(NoCrossings, mostAreRemovedWhereASurfaceIsRough) {
     std::size_t numBefore = 0, numAfter = 0;
     for (unsigned seed = 0; seed < 20; ++seed) {
         Soup soup = withNoise(torus(40, 16), 0.2, seed);
-        append(moved(withNoise(sheet(9, 9), 0.5, seed), {-20, 0, 0}), soup);
+        append(shifted(withNoise(sheet(9, 9), 0.5, seed), {-20, 0, 0}), soup);
         for (int i = 0; i < 10; ++i)
-            append(moved(withNoise(sheet(3, 2), 0.8, 10 * seed + static_cast<unsigned>(i)), {-20, 20.0 + 10 * i, 0}), soup);
+            append(shifted(withNoise(sheet(3, 2), 0.8, 10 * seed + static_cast<unsigned>(i)), {-20, 20.0 + 10 * i, 0}),
+                   soup);
         const MeshPtr pMesh = meshOf(soup);
         const auto border = [&pMesh] {
             std::vector<Point3> vEnds;

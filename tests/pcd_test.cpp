@@ -12,13 +12,9 @@ const std::string HEAD = "VERSION 0.7\nFIELDS x y z\nSIZE 4 4 4\nTYPE F F F\nCOU
 
 /// Whole numbers, which every kind of number holds that is signed where a coordinate is below 0.
 Points wholePoints(std::size_t n, bool bBelowZero) {
-    Random random(1);
-    const auto any = [&] { return static_cast<double>(pick(random, 100)) - (bBelowZero ? 50 : 0); };
-    Points vPoints;
-    while (vPoints.size() < n) {
-        const double x = any(), y = any();
-        vPoints.emplace_back(x, y, any());
-    }
+    Points vPoints = randomPoints(n, 50, 1);
+    for (Point3& p : vPoints)
+        p = p + Vector3(50, 50, 50) * (bBelowZero ? 0 : 1);
     return vPoints;
 }
 
@@ -35,10 +31,11 @@ std::string blockFile(std::size_t numPoints, std::string block, std::size_t numO
            lengths + block;
 }
 
+struct Pcd : FolderTest {};
+
 }  // namespace
 
-TEST(Pcd, EveryEncodingAndKindOfNumberReturnsItsPoints) {
-    const TempFolder folder;
+TEST_F(Pcd, EveryEncodingAndKindOfNumberReturnsItsPoints) {
     for (const std::string& encoding : ENCODINGS) {
         const auto read = [&](const Points& vPoints, const PcdFields& vField) {
             return readBehindOlder(folder.write("a.pcd", pcdFile(vPoints, encoding, vField)), true);
@@ -61,8 +58,7 @@ TEST(Pcd, EveryEncodingAndKindOfNumberReturnsItsPoints) {
                   vMany);
 }
 
-TEST(Pcd, KeepsPointsThatAreNoNumbers) {
-    const TempFolder folder;
+TEST_F(Pcd, KeepsPointsThatAreNoNumbers) {
     const Points vPoints{{NOT_A_NUMBER, NOT_A_NUMBER, NOT_A_NUMBER}, {1, 2, INF}, {1, 2, 3}};
     for (const std::string& encoding : ENCODINGS)
         EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.pcd", pcdFile(vPoints, encoding)), true), vPoints)) << encoding;
@@ -70,8 +66,7 @@ TEST(Pcd, KeepsPointsThatAreNoNumbers) {
                         {vPoints.front()}));
 }
 
-TEST(Pcd, IsToldByItsFirstBytesOrItsName) {
-    const TempFolder folder;
+TEST_F(Pcd, IsToldByItsFirstBytesOrItsName) {
     const std::string bytes = pcdFile(SOME_POINTS, "binary");
     for (const char* name : {"a.pcd", "a.PCD", "a.Pcd", "a.xyz", "a.bin", "a.las", "a"}) {
         EXPECT_EQ(pointFormat(folder.write(name, bytes + "behind")), PointFormat::PCD) << name;
@@ -82,8 +77,7 @@ TEST(Pcd, IsToldByItsFirstBytesOrItsName) {
     EXPECT_EQ(pointFormat("missing"), PointFormat::NONE);
 }
 
-TEST(Pcd, TakesWhatWritersLeaveOutAndAdd) {
-    const TempFolder folder;
+TEST_F(Pcd, TakesWhatWritersLeaveOutAndAdd) {
     const Points vOne{{1, 2, 3}};
     for (const std::string& text :
          {std::string("COLUMNS x y z\r\nSIZE 4 4 4\r\nTYPE F F F\r\nWIDTH 1\r\nDATA ascii\r\n1 2 3\r\n"),
@@ -92,8 +86,7 @@ TEST(Pcd, TakesWhatWritersLeaveOutAndAdd) {
         EXPECT_EQ(readBehindOlder(folder.write("a.pcd", text), true), vOne) << text;
 }
 
-TEST(Pcd, ACutFileGivesNothingAndOneLine) {
-    const TempFolder folder;
+TEST_F(Pcd, ACutFileGivesNothingAndOneLine) {
     for (const std::string& encoding : ENCODINGS) {
         const std::string whole = pcdFile(SOME_POINTS, encoding, {{"x"}, {"y"}, {"z"}, {"i", 'U', 1}});
         const std::size_t numOptional = encoding == "ascii" ? 2 : 0;  // the blank and the line's end behind the last number
@@ -102,8 +95,7 @@ TEST(Pcd, ACutFileGivesNothingAndOneLine) {
     }
 }
 
-TEST(Pcd, DontTrustTheHeader) {
-    const TempFolder folder;
+TEST_F(Pcd, DontTrustTheHeader) {
     for (const std::string& encoding : ENCODINGS) {
         const std::string file = pcdFile(SOME_POINTS, encoding), noPoints = replaced(file, "POINTS 3\n", "");
         for (const std::string& count : lyingCounts(3)) {
@@ -138,8 +130,7 @@ TEST(Pcd, DontTrustTheHeader) {
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pcd"), false).empty());
 }
 
-TEST(Pcd, DontTrustACompressedBlock) {
-    const TempFolder folder;
+TEST_F(Pcd, DontTrustACompressedBlock) {
     const auto bytes = [](std::initializer_list<int> list) { return std::string(list.begin(), list.end()); };
     const std::string run = bytes({2, 5, 6, 7});
     EXPECT_EQ(readBehindOlder(folder.write("a.pcd", blockFile(1, run, 3)), true), Points({{5, 6, 7}}));

@@ -3,15 +3,13 @@
 #include <regex>
 
 #include "ply_io.h"
-#include "support/TempFolder.h"
+#include "support/FolderTest.h"
 #include "support/coarse_soup.h"
 #include "support/points.h"
 #include "support/prelude.h"
 #include "tinyply.h"
 
 using namespace TARN_TEST;
-using Points = std::vector<Point3>;
-
 namespace {
 
 enum Encoding { ASCII, LITTLE, BIG };
@@ -185,6 +183,9 @@ bool canRequest(PLY::PlyFile& file, const std::string& element, const std::vecto
     return true;
 }
 
+struct ReadPly : FolderTest {};
+struct WritePly : FolderTest {};
+
 }  // namespace
 
 TEST(PlyFile, ReadsEveryTypeInEveryEncoding) {
@@ -275,8 +276,7 @@ TEST(PlyFile, HoldsListsToTheirHint) {
         }
 }
 
-TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
-    const TempFolder folder;
+TEST_F(ReadPly, TakesCoordinatesInAnyOrderAndType) {
     const std::vector<std::vector<std::string>> vvName{
         {"x", "y", "z"}, {"x", "n", "y", "n2", "z"}, {"y", "n", "x", "z"}, {"x", "z", "y"}};
     for (const Encoding encoding : ENCODINGS)
@@ -287,8 +287,7 @@ TEST(ReadPly, TakesCoordinatesInAnyOrderAndType) {
             }
 }
 
-TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
-    const TempFolder folder;
+TEST_F(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
     const Points& c = CORNERS;
     const Points vFans{c[0], c[1], c[2], c[0], c[2], c[3], c[3], c[2], c[1],
                        c[0], c[1], c[2], c[0], c[2], c[3], c[0], c[3], c[0]};
@@ -311,8 +310,7 @@ TEST(ReadPly, TakesFacesOfAnyTypeAndLengthButNoWrongIndex) {
     }
 }
 
-TEST(ReadPly, RefusesEveryPrefix) {
-    const TempFolder folder;
+TEST_F(ReadPly, RefusesEveryPrefix) {
     for (const Encoding encoding : ENCODINGS) {
         const std::string bytes = makePly(meshElements(FACES), encoding);
         const std::size_t numNeeded = bytes.size() - (encoding == ASCII ? 1 : 0);  // the last new line can be spared
@@ -323,8 +321,7 @@ TEST(ReadPly, RefusesEveryPrefix) {
     }
 }
 
-TEST(ReadPly, BelievesNoClaimOfTheHeader) {
-    const TempFolder folder;
+TEST_F(ReadPly, BelievesNoClaimOfTheHeader) {
     const std::string xyz = "property float x\nproperty float y\nproperty float z\n", body(1000, '1');
     const std::string noVertex = "element vertex 0\n" + xyz, oneFace = noVertex + "element face 1\nproperty ";
     const std::tuple<std::string, std::string, bool> table[] = {
@@ -351,8 +348,7 @@ TEST(ReadPly, BelievesNoClaimOfTheHeader) {
         EXPECT_EQ(readBytes(folder, "ply\nelement vertex 1\n" + xyz + "end_header\n" + row + "\n", true), FAILED) << row;
 }
 
-TEST(ReadPly, SaysWhatItCannotRead) {
-    const TempFolder folder;
+TEST_F(ReadPly, SaysWhatItCannotRead) {
     const std::string noElement = folder.write("b.ply", "ply\nproperty float x\n");
     for (const auto& [name, text] : {std::pair<std::string, std::string>{"/no/such", "WARNING: Failed to open /no/such"},
                                      {noElement, "WARNING: " + noElement + " not read"},
@@ -364,8 +360,7 @@ TEST(ReadPly, SaysWhatItCannotRead) {
     }
 }
 
-TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
-    const TempFolder folder;
+TEST_F(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     Soup soup{CORNERS, {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 1, 2}}};
     soup.vVtx.emplace_back(7, 7, 7);  // without a triangle
     FineMesh mesh(soup);
@@ -386,14 +381,12 @@ TEST(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     EXPECT_EQ(folder.read("coarse.ply"), folder.read("fine.ply"));
 }
 
-TEST(WritePly, PointsComeBackInSinglePrecision) {
-    const TempFolder folder;
+TEST_F(WritePly, PointsComeBackInSinglePrecision) {
     Points vPoints = scaled(Scan(6).dust(100000), 1000.0), vSingle = vPoints, vNone;
     for (Point3& p : vSingle)
         p = Point3(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
     EXPECT_TRUE(writePointsPly(folder.path("a.ply"), vPoints, false));
     EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vSingle);
-    const CoutSilence silence;
     for (const std::string name : {"text.ply", "bytes.ply", "p.xyz"}) {
         std::string file = folder.path(name);
         Points vRead;

@@ -7,7 +7,7 @@
 
 #include "AtomicFile.h"
 #include "BlockReader.h"
-#include "support/TempFolder.h"
+#include "support/FolderTest.h"
 #include "support/binary_stl.h"
 #include "support/points.h"
 #include "support/prelude.h"
@@ -15,8 +15,6 @@
 
 using namespace TARN_TEST;
 namespace fs = std::filesystem;
-using Points = std::vector<Point3>;
-
 namespace {
 
 template <typename T>
@@ -74,6 +72,11 @@ const std::string STL =
     "solid x\r\nfacet normal 0 0 1\n outer loop\n  vertex 1 2 3\n  vertex 4e0 5 6 7\n note\n\tvertex -7 8 9.5\n"
     " endloop\nendfacet\n vertex lies outside\n facet\nOUTER LOOP\nvertex 1 1 1\nendloop\nendsolid x";
 
+struct AsciiPoints : FolderTest {};
+struct BinPoints : FolderTest {};
+struct Stl : FolderTest {};
+struct Readers : FolderTest {};
+
 }  // namespace
 
 TEST(TextNumbers, AreReadAndWrittenAsByAStream) {
@@ -107,8 +110,7 @@ TEST(FileType, FollowsFromTheEndOfTheName) {
         EXPECT_EQ(getFileType(name), type) << name;
 }
 
-TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
-    const TempFolder folder;
+TEST_F(AsciiPoints, AgreeWithAStreamLineByLine) {
     std::mt19937 random(4);
     std::string text = "# header\n\n1 2\n1 2 3 4 5 6\r\n+1 .5 5. rest\n1,2,3\n" + std::string(700000, ' ') + "7 8 9 " +
                        std::string(700000, 'x') + "\n1 2 3" + std::string(BlockReader::MAX_TEXT, ' ') + "4 5 6\n" +
@@ -116,7 +118,6 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
     for (int i = 0; i < 20000; ++i)
         text += randomText(random, 12) + (i % 3 == 0 ? "\r\n" : "\n");
     text += "1 2 3";  // no new line at the end
-    const CoutSilence silence;
     Points vPoints = SOME_POINTS;
     EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
     Points vExpected = pointsByStreams(text);
@@ -126,8 +127,7 @@ TEST(AsciiPoints, AgreeWithAStreamLineByLine) {
 }
 
 // Whatever the size of a block, some length of line puts an end of line in front of a block.
-TEST(AsciiPoints, AreFoundWhereverABlockEnds) {
-    const TempFolder folder;
+TEST_F(AsciiPoints, AreFoundWhereverABlockEnds) {
     for (std::size_t length = 6; length <= 40; ++length) {
         std::string line = "1 2 3", text;
         line.resize(length - 1, ' ');
@@ -139,8 +139,7 @@ TEST(AsciiPoints, AreFoundWhereverABlockEnds) {
     }
 }
 
-TEST(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
-    const TempFolder folder;
+TEST_F(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
     std::mt19937_64 random(5);
     Points vPoints, vRead;
     for (int i = 0; i < 50000; ++i) {
@@ -160,9 +159,7 @@ TEST(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
     EXPECT_TRUE(readPoints_BIN(folder.write("none.bin", binFile(30, 0, "")).c_str(), vRead));
 }
 
-TEST(BinPoints, DontTrustTypeOrCount) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(BinPoints, DontTrustTypeOrCount) {
     const std::string body = bytesOf(Points{{1, 2, 3}, {4, 5, 0.1}});
     const auto read = [&](const std::string& bytes, std::size_t numExpected, bool bExpected = true) {
         Points vPoints;
@@ -179,9 +176,7 @@ TEST(BinPoints, DontTrustTypeOrCount) {
     EXPECT_EQ(read(binFile(30, 3, body.substr(0, 45)), 3), (Points{{1, 2, 3}, {4, 5, 0}, {0, 0, 0}}));
 }
 
-TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
     const std::tuple<Reader, std::string, bool, Points> table[] = {
         {readSTL_ASCII, STL, true, {{1, 2, 3}, {4, 5, 6}, {-7, 8, 9.5}, {1, 1, 1}}},
         {readSTL_ASCII, "OUTER LOOP\nVERTEX 1 2 3\nENDLOOP\n", true, {}},
@@ -195,9 +190,7 @@ TEST(Stl, CornersComeFromLoopsOrFromEveryVertexLine) {
     }
 }
 
-TEST(Stl, BinaryIsToldByLengthOrByItsBytes) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(Stl, BinaryIsToldByLengthOrByItsBytes) {
     const auto read = [&](Reader reader, const std::string& bytes) {
         Points vPoints;
         const bool bOK = reader(folder.write("a.txt", bytes).c_str(), vPoints);
@@ -222,14 +215,12 @@ TEST(Stl, BinaryIsToldByLengthOrByItsBytes) {
     EXPECT_EQ(read(readSTL_ASCII, longName + STL).size(), 4U) << "a text stays one";
 }
 
-TEST(Readers, RefuseWhatIsNoFile) {
-    const TempFolder folder;
+TEST_F(Readers, RefuseWhatIsNoFile) {
     const std::string missing = folder.path("missing"), here = folder.path(".");
     Points vPoints;
     for (const Reader reader : READERS)
         for (const std::string& name : {missing, here, std::string()})
             EXPECT_FALSE(outputOf([&] { EXPECT_FALSE(reader(name.c_str(), vPoints)) << name; }).empty()) << name;
-    const CoutSilence silence;
     EXPECT_FALSE(readPoints_BIN(folder.write("empty", "").c_str(), vPoints)) << "not even a header";
     EXPECT_FALSE(readPoints_ASCII("/dev/zero", vPoints)) << "no end";
     EXPECT_TRUE(vPoints.empty());
@@ -241,8 +232,7 @@ TEST(Readers, RefuseWhatIsNoFile) {
     EXPECT_TRUE(readPointFile(name, vPoints));
 }
 
-TEST(Readers, TakeAFileOfNothingForWhatItIs) {
-    const TempFolder folder;
+TEST_F(Readers, TakeAFileOfNothingForWhatItIs) {
     const std::pair<Reader, std::string> table[] = {{readPoints_ASCII, ""},
                                                     {readPoints_ASCII, "# no point\n1 2\n"},
                                                     {readPoints_BIN, binFile(30, 0, "")},
@@ -261,9 +251,7 @@ TEST(Readers, TakeAFileOfNothingForWhatItIs) {
     }
 }
 
-TEST(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
-    const TempFolder folder;
-    const CoutSilence silence;
+TEST_F(Readers, HearTheWriterOfAFifoAndDontWaitForOneForever) {
     const std::string fifo = folder.path("fifo");
     ASSERT_EQ(::mkfifo(fifo.c_str(), 0600), 0);
     Points vSent(30000, Point3(1, 2, 3));

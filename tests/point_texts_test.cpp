@@ -16,17 +16,6 @@ std::string textOf(const Points& vPoints, const std::string& separator, const st
     return text.str();
 }
 
-Points randomPoints(std::size_t n) {
-    Random random(1);
-    const auto any = [&] { return (static_cast<double>(pick(random, 2000000)) - 1e6) / 7; };
-    Points vPoints;
-    while (vPoints.size() < n) {
-        const double x = any(), y = any();
-        vPoints.emplace_back(x, y, any());
-    }
-    return vPoints;
-}
-
 /// Expects that every beginning of a text but nothing is refused that lacks more than its last bytes.
 void expectCutsRefused(const TempFolder& folder, const std::string& name, const std::string& whole,
                        const std::string& last) {
@@ -35,11 +24,12 @@ void expectCutsRefused(const TempFolder& folder, const std::string& name, const 
         expectRefused(folder, name, whole.substr(0, length));
 }
 
+struct PointTexts : FolderTest {};
+
 }  // namespace
 
-TEST(PointTexts, PtsReturnsThePointsOfAllBlocks) {
-    const TempFolder folder;
-    const Points vPoints = randomPoints(20000), vNone;
+TEST_F(PointTexts, PtsReturnsThePointsOfAllBlocks) {
+    const Points vPoints = randomPoints(20000, 142857, 1.0 / 7), vNone;
     Points vBoth = vPoints;
     vBoth.insert(vBoth.end(), vPoints.begin(), vPoints.end());
     const std::string block = "20000\n" + textOf(vPoints, " ", " -1024 255 0 7");
@@ -50,8 +40,7 @@ TEST(PointTexts, PtsReturnsThePointsOfAllBlocks) {
     EXPECT_EQ(readBehindOlder(folder.write("a.pts", "0\n"), true), vNone);
 }
 
-TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
-    const TempFolder folder;
+TEST_F(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
     const std::string block = "2\n1 2 3 4\n5 6 7 8\n";
     expectCutsRefused(folder, "a.pts", block, "7 8\n");
     for (std::string count : lyingCounts(2)) {
@@ -65,15 +54,13 @@ TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pts"), false).empty());
 }
 
-TEST(PointTexts, AFileOfNothingHasNoPoints) {
-    const TempFolder folder;
+TEST_F(PointTexts, AFileOfNothingHasNoPoints) {
     for (const char* name : {"a.pts", "a.ptx", "a.csv"})
         for (const char* text : {"", "\r\n \n"})
             EXPECT_TRUE(readBehindOlder(folder.write(name, text), true).empty()) << name;
 }
 
-TEST(PointTexts, PtxMovesEachScanByItsMatrixAndLeavesOutWhatIsMissing) {
-    const TempFolder folder;
+TEST_F(PointTexts, PtxMovesEachScanByItsMatrixAndLeavesOutWhatIsMissing) {
     const std::string quarterTurn = "0 1 0 0\n-1 0 0 0\n0 0 1 0\n10 20 30 1\n";  // x becomes y
     const std::string points = "1 2 3 0.5\n0 0 0 0.5\n0 0 1 0.1 255 0 0\n0.0 -0 0e9 0.5\n4 0 0 0\n5 5 5 0\n";
     const Points vPlain{{1, 2, 3}, {0, 0, 1}, {4, 0, 0}, {5, 5, 5}};
@@ -86,8 +73,7 @@ TEST(PointTexts, PtxMovesEachScanByItsMatrixAndLeavesOutWhatIsMissing) {
               vBoth);
 }
 
-TEST(PointTexts, PtxRefusesWhatIsNoScan) {
-    const TempFolder folder;
+TEST_F(PointTexts, PtxRefusesWhatIsNoScan) {
     const std::string head = "2\n1\n" + POSE + IDENTITY, points = "1 2 3 0\n4 5 6 0\n";
     expectCutsRefused(folder, "a.ptx", head + points, "6 0\n");
     for (const std::string& count : lyingCounts(2))
@@ -102,9 +88,8 @@ TEST(PointTexts, PtxRefusesWhatIsNoScan) {
     expectRefused(folder, "a.ptx", "2\n1\n" + IDENTITY.substr(0, 16) + "a\n", "line 5: expected the scanner's place");
 }
 
-TEST(PointTexts, CsvFindsItsColumnsByTheHeader) {
-    const TempFolder folder;
-    const Points vPoints = randomPoints(20000), vOne{{1, 2, 3}};
+TEST_F(PointTexts, CsvFindsItsColumnsByTheHeader) {
+    const Points vPoints = randomPoints(20000, 142857, 1.0 / 7), vOne{{1, 2, 3}};
     EXPECT_EQ(readBehindOlder(folder.write("a.csv", "x,y,z\n" + textOf(vPoints, ",", "")), true), vPoints);
     EXPECT_EQ(readBehindOlder(folder.write("a.CSV", "X;Y;Z;name\r\n" + textOf(vPoints, ";", ";a, \"b\"\r")), true), vPoints);
     for (const std::string& text :
@@ -118,8 +103,7 @@ TEST(PointTexts, CsvFindsItsColumnsByTheHeader) {
     EXPECT_TRUE(readBehindOlder(folder.write("a.csv", "x,y,z"), true).empty());
 }
 
-TEST(PointTexts, CsvRefusesWhatIsNoTable) {
-    const TempFolder folder;
+TEST_F(PointTexts, CsvRefusesWhatIsNoTable) {
     const std::string whole = "name,x,y,z\nfirst,1,2,3\n\"sec,ond\",4,5,6\n";
     for (std::size_t length = 0; length < whole.size() && !HasFailure(); ++length) {
         const std::size_t numPoints = length < 22 ? 0 : length < 38 ? 1 : 2;  // with at least a digit of each coordinate

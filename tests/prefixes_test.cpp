@@ -5,8 +5,6 @@
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
-using Points = std::vector<Point3>;
-
 namespace {
 
 /// Reads each prefix behind an old point. read: bool(file, points). check: (bytes, what was returned, what was appended).

@@ -8,8 +8,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-using Points = std::vector<Point3>;
-
 Points reconstructed(Points vPoints, double factor = 1.2) {
     return cornersOf(reconstruct_auto(vPoints, false, factor, -1));
 }
@@ -19,10 +17,11 @@ struct Subscription {
     ~Subscription() { unsubscribe(); }
 };
 
+struct Reconstruct : SilentTest {};
+
 }  // namespace
 
-TEST(Reconstruct, scalesWithItsInputBitForBit) {
-    const CoutSilence silence;
+TEST_F(Reconstruct, scalesWithItsInputBitForBit) {
     const Points vPoints = Scan(3, 0.001).torus(4000);
     const Points vReference = reconstructed(vPoints);
     ASSERT_FALSE(vReference.empty());
@@ -30,17 +29,7 @@ TEST(Reconstruct, scalesWithItsInputBitForBit) {
         EXPECT_EQ(reconstructed(scaled(vPoints, scale)), scaled(vReference, scale));
 }
 
-TEST(Reconstruct, takesTheSpacingAsGiven) {
-    const CoutSilence silence;
-    Points vPoints = Scan(2).plane(3000);
-    const MeshPtr pFine = reconstruct_abs(vPoints, false, 0.02, -1);
-    const MeshPtr pCoarse = reconstruct_abs(vPoints, false, 0.08, -1);
-    ASSERT_TRUE(pFine && pCoarse);
-    EXPECT_GT(pCoarse->getAverageEdgeLength(), 2.0 * pFine->getAverageEdgeLength());
-    EXPECT_EQ(cornersOf(reconstruct_abs(vPoints, true, 1e6, -1)).size(), 0U);
-}
-
-TEST(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
+TEST_F(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
     Points vLine;
     for (int i = 0; i < 200; ++i)
         vLine.emplace_back(0.1 * i, 0.2 * i, 0.0);
@@ -54,7 +43,6 @@ TEST(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
                                          {{0, 0, 0}, {5e-324, 0, 0}, {0, 5e-324, 0}},
                                          scaled(Scan(1).dust(500), 1e-300),
                                          scaled(Scan(1).dust(500), 1e-6, 1e7)};
-    const CoutSilence silence;
     const auto run = [&](Points vPoints, const std::function<MeshPtr(Points&)>& reconstruct) {
         try {
             const MeshPtr pMesh = reconstruct(vPoints);
@@ -78,7 +66,7 @@ TEST(Reconstruct, endsInOrderOnInputThatIsNoSurface) {
     }
 }
 
-TEST(Reconstruct, saysWhyNothingCame) {
+TEST_F(Reconstruct, saysWhyNothingCame) {
     Points vEmpty, vOut(1), vPoints = Scan(1).plane(500);
     expectText("Nothing to do (bad input? wrong resolution?)",
                [&] { EXPECT_EQ(reconstruct_auto(vEmpty, false, 1.0, -1), nullptr); });
@@ -92,8 +80,7 @@ TEST(Reconstruct, saysWhyNothingCame) {
     EXPECT_EQ(countIn(outputOf([&] { EXPECT_NE(reconstruct_auto(vPoints, false, 1.2, -1), nullptr); }), "WARNING"), 1);
 }
 
-TEST(Reconstruct, isHeardByTheListenerOfItsThread) {
-    const CoutSilence silence;
+TEST_F(Reconstruct, isHeardByTheListenerOfItsThread) {
     Points vPoints = Scan(4).sphere(3000);
     Hearer hearer;
     const Subscription subscription(&hearer);
@@ -109,8 +96,7 @@ TEST(Reconstruct, isHeardByTheListenerOfItsThread) {
     EXPECT_EQ(hearer.vName.size(), numHeard);
 }
 
-TEST(Reconstruct, isCancelledByAListenerThatThrows) {
-    const CoutSilence silence;
+TEST_F(Reconstruct, isCancelledByAListenerThatThrows) {
     Points vPoints = Scan(4).sphere(3000);
     const Points vReference = reconstructed(vPoints);
     for (const double when : {-1.0, 0.001, 0.01, 0.02, 0.03, 0.5}) {

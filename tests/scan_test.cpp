@@ -6,8 +6,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-using Points = std::vector<Point3>;
-
 struct Scanned {
     explicit Scanned(const ScanRequest& request) : truth(makeScan(request, vPoints)) {}
     Points vPoints;

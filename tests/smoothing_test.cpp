@@ -129,22 +129,6 @@ TEST(FineSmoothing, verticesAtOnePlaceDontStopIt) {
     EXPECT_EQ(hashOf(vBits), 15260168459327283184U) << "as it was";
 }
 
-TEST(FineSmoothing, theBorderStaysBitForBitAndTheInnerPartEvensOut) {
-    const Soup flat = sheet(10, 10);
-    Soup soup = withNoise(flat, 0.2, 5);
-    const auto isBorder = [&](std::size_t i) { return i % 11 == 0 || i % 11 == 10 || i < 11 || i >= 110; };
-    for (std::size_t i = 0; i < soup.vVtx.size(); ++i)
-        if (isBorder(i)) soup.vVtx[i] = flat.vVtx[i];
-    const MeshPtr pMesh = meshOf(soup);
-    laplacianSmoothing(pMesh, 400);
-    for (std::size_t i = 0; i < soup.vVtx.size(); ++i) {
-        const Point3& p = *pMesh->getRMesh()->poolVtx.at(i);
-        EXPECT_TRUE(!isBorder(i) || bitsOf(p) == bitsOf(flat.vVtx[i])) << i;
-        EXPECT_LT((p - flat.vVtx[i]).length(), 1e-6) << i;
-    }
-    EXPECT_EQ(pMesh->getRMesh()->getNumT(), 200U);
-}
-
 TEST(CoarseSmoothing, takesMeansOfNeighboursAndPinsTheBorder) {
     CoarsePlaces world(sheet(6, 5));
     CMesh& mesh = world.mesh;

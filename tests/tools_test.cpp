@@ -1,6 +1,5 @@
 #include "tools.h"
 
-#include <bitset>
 #include <chrono>
 #include <iomanip>
 #include <mutex>
@@ -17,13 +16,6 @@ TEST(messages, areOneEmptyLineAndOneColouredLine) {
     EXPECT_EQ(outputOf([] { info("place", "text"); }), "\n      place, INFO: text\n");
     EXPECT_EQ(outputOf([] { info("", "text"); }), "\n      [KEL Message] INFO: text\n");
     EXPECT_EQ(greenString("t", 1) + magentaString("t", 0, true), "\033[1;32mt\033[m\033[0;35;4mt\033[m");
-}
-
-TEST(messages, placeNamesSignatureAndLine) {
-    const std::string place = KEL_PLACE, line = toString(__LINE__);
-    EXPECT_EQ(place.substr(0, 4), " ** ");
-    EXPECT_NE(place.find("TestBody()"), std::string::npos);
-    EXPECT_EQ(place.substr(place.rfind(':')), ":" + line + " ** ");
 }
 
 TEST(messages, neitherFollowNorChangeTheFormatOfTheStream) {
@@ -128,15 +120,13 @@ TEST(assertion, showsTheConditionAsTyped) {
     EXPECT_EQ(outputOf([&] { ASSEX(++numTests==1); }), "");
     EXPECT_EQ(numTests, 1);
 }
+
 TEST(ends, sayTheirReason) {
     EXPECT_EQ(reportOf([] { goToHell("out of range"); }), "goToHell(): out of range\n");
-    const auto exitLoudly = [] {
-        std::cout.rdbuf(std::cerr.rdbuf());
-        deliberateExit("unreachable");
-    };
     // In a copy of this process the pool's threads would be missing, and what they hold would count as leaked.
     GTEST_FLAG_SET(death_test_style, "threadsafe");
-    EXPECT_EXIT(exitLoudly(), testing::ExitedWithCode(0), "\n\ndeliberateExit\\(unreachable\\)\n");
+    EXPECT_EXIT(loudly([] { deliberateExit("unreachable"); }), testing::ExitedWithCode(0),
+                "\n\ndeliberateExit\\(unreachable\\)\n");
     EXPECT_EQ(std::string(KelBugException().what()).find("KEL Exception - Bug *OR* wrong usage."), 0U);
 }
 
@@ -176,14 +166,9 @@ TEST(stopWatch, addsUpAndCountsCallsOfManyThreads) {
 }
 
 TEST(timers, startStopAndKeepQuiet) {
-    EXPECT_EQ(outputOf([] { timerx("lap"); }), "...Timer [lap] start\n");
-    EXPECT_EQ(outputOf([] { timerx("lap"); }).find("...Timer [lap] stop, elapsed time: "), 0U);
-    EXPECT_EQ(outputOf([] { timerx("lap"); }), "...Timer [lap] start\n") << "a stopped timer starts anew";
-    const auto quietTwice = [] {
-        timerx("[quiet] lap");
-        timerx("[quiet] lap");
-    };
-    EXPECT_EQ(outputOf(quietTwice), "");
+    for (const char* what : {"start\n", "stop, elapsed time: ", "start\n"})
+        EXPECT_EQ(outputOf([] { timerx("lap"); }).find(std::string("...Timer [lap] ") + what), 0U) << "and anew";
+    EXPECT_EQ(outputOf([] { timerx("[quiet] lap"), timerx("[quiet] lap"); }), "");
     for (const char* name : {"flips", "kills", "flips"})
         EXPECT_EQ(outputOf([&] { benchCounter(name); }), "");
     EXPECT_EQ(outputOf([] { benchCounter("GETCOUNTERS"); }), "Benchmark: \nflips: 2\nkills: 1\n");
@@ -191,14 +176,10 @@ TEST(timers, startStopAndKeepQuiet) {
 
 TEST(globalPrefix, numbersInFiveDigitsAndNeverGivesANumberTwice) {
     globalPrefixCtr = 1;
-    EXPECT_EQ(globalPrefix(), "00002");
-    EXPECT_EQ(globalPrefixNoInc(), "00002");
-    EXPECT_EQ(globalPrefixNumber(), 3);
-    EXPECT_EQ(globalPrefixNumberNoInc(), 3);
+    EXPECT_EQ((std::array{globalPrefix(), globalPrefixNoInc()}), (std::array<std::string, 2>{"00002", "00002"}));
+    EXPECT_EQ((std::array{globalPrefixNumber(), globalPrefixNumberNoInc()}), (std::array{3, 3}));
     globalPrefixCtr = 99999;
     EXPECT_EQ(globalPrefix(), "100000");
-    globalPrefixCtr = -5;
-    EXPECT_EQ(globalPrefixNoInc(), "00000");
     std::array<std::set<int>, 4> aNumber;
     onThreads(4, [&](std::size_t i) {
         for (int k = 0; k < 500; ++k)
@@ -210,16 +191,8 @@ TEST(globalPrefix, numbersInFiveDigitsAndNeverGivesANumberTwice) {
 }
 
 TEST(text, showsCodes) {
-    for (const unsigned long long code : {0ULL, 1ULL, 0x8000000000000000ULL, 0x123456789abcdef0ULL}) {
-        std::string bits = showBin(code);
-        EXPECT_EQ(bits.size(), 71U);
-        for (std::size_t i = 8; i < bits.size(); i += 9)
-            EXPECT_EQ(bits[i], ' ');
-        std::erase(bits, ' ');
-        EXPECT_EQ(std::bitset<64>(bits).to_ullong(), code);
-    }
+    EXPECT_EQ(showBin(0x123456789abcdef0ULL).substr(0, 18), "00010010 00110100 ");
     EXPECT_EQ(showRCD((5000ULL << 42) + (2097151ULL << 21) + 7), "(5000, 2097151, 7)");
-    EXPECT_EQ(repstr("ab", 3) + repstr("ab", 0) + repstr("ab", -1), "ababab");
-    EXPECT_EQ(fatBar("abc"), "===\nabc\n===\n");
+    EXPECT_EQ(fatBar("abc") + repstr("ab", 2) + repstr("ab", -1), "===\nabc\n===\nabab");
     EXPECT_EQ(toString(0.1) + toString(1e-9) + toString(-7), "0.11e-09-7");
 }

@@ -7,8 +7,6 @@ using namespace TARN_TEST;
 
 namespace {
 
-using Points = std::vector<Point3>;
-
 /// A bumpy sheet of n * n vertices, one apart.
 MeshPtr bumpySheet(int n) {
     Soup soup = sheet(n - 1, n - 1);
@@ -27,15 +25,6 @@ Points pointsOn(int n, std::size_t numPoints, unsigned seed) {
         vPoints.emplace_back(x, y, std::sin(0.3 * x) * std::cos(0.2 * y) + 0.2 * uniform() - 0.1);
     }
     return vPoints;
-}
-
-Points verticesOf(const MeshPtr& pMesh) {
-    std::vector<Point3*> vPointers;
-    pMesh->getPoints(vPointers);
-    Points vVertices;
-    for (const Point3* p : vPointers)
-        vVertices.push_back(*p);
-    return vVertices;
 }
 
 /// Of each vertex the points of which it is the nearest vertex, if it is within the length. Looks at all pairs.
@@ -165,22 +154,6 @@ TEST(Transfer, DoesNotDependOnTheOrderOfPointsOrOnThreads) {
     for (const std::size_t row : vRow)
         vShuffled.push_back(vPoints[row]);
     EXPECT_EQ(difference(transferAttributes(pMesh, vShuffled, given.rows(vRow), 1.0), made), "");
-}
-
-TEST(Transfer, TheMostFrequentClassWinsAndOfEquallyFrequentOnesTheLowest) {
-    const MeshPtr pMesh = bumpySheet(2);
-    const Point3 corner(1, 1, std::sin(0.3) * std::cos(0.2));
-    const auto classAt = [&](const std::vector<std::uint8_t>& vClass) {
-        PointAttributes given;
-        given.set(columnOf("classification", vClass));
-        const PointAttributes made = transferAttributes(pMesh, Points(vClass.size(), corner), given, 0.5);
-        const Points vVertices = verticesOf(pMesh);
-        const auto it = std::find(vVertices.begin(), vVertices.end(), corner);
-        return int{valuesOf<std::uint8_t>(made, "classification")[static_cast<std::size_t>(it - vVertices.begin())]};
-    };
-    EXPECT_EQ(classAt({9, 2, 9}), 9);
-    EXPECT_EQ(classAt({9, 2, 2, 9, 5}), 2);
-    EXPECT_EQ(classAt({200}), 200);
 }
 
 TEST(Transfer, MeansOfLargeWholeNumbersAreExact) {

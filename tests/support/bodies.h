@@ -159,10 +159,10 @@ inline double extentOf(const std::vector<Point3>& vPoints) {
     return hi - lo;
 }
 
-/// What is made of points is null or in order, and can be made manifold; input that doesn't fit the grid may end in the
-/// library's exception.
+/// What is made of points is null or in order, and is manifold or can be made so; input that doesn't fit the grid may end in
+/// the library's exception.
 template <typename Make>
-std::string roadBody(Make&& make) {
+std::string roadBody(bool bManifold, Make&& make) {
     TARN_KEL::MeshPtr pMesh;
     try {
         pMesh = make();
@@ -172,7 +172,7 @@ std::string roadBody(Make&& make) {
     if (!pMesh) return "";
     const std::string broken = brokenPromise(pMesh);
     if (!broken.empty()) return broken;
-    makeManifold(pMesh);
+    if (!bManifold) makeManifold(pMesh);
     return firstFlaw(*pMesh->getRMesh());
 }
 
@@ -182,14 +182,14 @@ inline std::string meltBody(std::string_view input) {
     std::vector<Point3> vCorners = pointsOf(bytes, 90, false);
     vCorners.resize(vCorners.size() / 3 * 3);
     const double spacing = extentOf(vCorners) / numCells;
-    return roadBody([&] { return TARN_KEL::melt(vCorners, spacing, featureAngle); });
+    return roadBody(false, [&] { return TARN_KEL::melt(vCorners, spacing, featureAngle); });
 }
 
 inline std::string reconstructBody(std::string_view input) {
     Bytes bytes(input);
     const unsigned flags = bytes.next();
     std::vector<Point3> vPoints = pointsOf(bytes, 2000, false);
-    return roadBody([&] {
+    return roadBody(false, [&] {
         return TARN_KEL::reconstruct_auto(vPoints, flags % 2 == 1, 0.5 + flags / 2 % 8 * 0.5, flags / 16 % 4 * 4 - 1);
     });
 }
@@ -210,15 +210,7 @@ inline std::string scanBody(std::string_view input) {
     options.maxPinholeEdges = static_cast<int>(sizes / 32 % 2 * 8);
     options.maxHoleEdges = static_cast<int>(sizes / 64 * 10);
     const std::vector<Point3> vPoints = pointsOf(bytes, 2000, false);
-    TARN_KEL::MeshPtr pMesh;
-    try {
-        pMesh = reconstruct(vPoints, options);
-    } catch (const TARN_KEL::KelBugException&) {
-        return "";
-    }
-    if (!pMesh) return "";
-    const std::string broken = brokenPromise(pMesh);
-    return broken.empty() ? firstFlaw(*pMesh->getRMesh()) : broken;
+    return roadBody(true, [&] { return reconstruct(vPoints, options); });
 }
 
 struct Body {

@@ -44,6 +44,11 @@ private:
     std::streambuf* pFormer;  // the stream's own buffer, not owned
 };
 
+/// A test of which nothing is heard but what it captures.
+struct SilentTest : ::testing::Test {
+    const CoutSilence silence;
+};
+
 /// What the call prints.
 template <typename Call>
 std::string outputOf(Call&& call) {

@@ -86,6 +86,19 @@ inline Soup without(Soup soup, const std::set<int>& sVtx) {
     std::erase_if(soup.vT, [&](const auto& t) { return sVtx.count(t[0]) + sVtx.count(t[1]) + sVtx.count(t[2]) != 0; });
     return soup;
 }
+inline void append(const Soup& other, Soup& soup) {
+    const int first = static_cast<int>(soup.vVtx.size());
+    soup.vVtx.insert(soup.vVtx.end(), other.vVtx.begin(), other.vVtx.end());
+    for (const auto& t : other.vT)
+        soup.vT.push_back({first + t[0], first + t[1], first + t[2]});
+}
+/// The soup with every vertex p at place(p).
+template <typename Place>
+Soup moved(Soup soup, const Place& place) {
+    for (Point3& p : soup.vVtx)
+        p = place(p);
+    return soup;
+}
 /// Every n-th triangle turned over, beginning with that one.
 inline Soup turned(Soup soup, std::size_t first = 0, std::size_t n = 1) {
     for (std::size_t i = first; i < soup.vT.size(); i += n)
@@ -179,6 +192,16 @@ inline std::vector<Point3> cornersOf(const TARN_KEL::MeshPtr& pMesh) {
     std::vector<Point3> vCorners;
     if (pMesh) pMesh->getRMesh()->getTriangleCorners(vCorners);
     return vCorners;
+}
+
+/// The vertices that triangles use, in the mesh's order.
+inline std::vector<Point3> verticesOf(const TARN_KEL::MeshPtr& pMesh) {
+    std::vector<Point3*> vPointers;
+    pMesh->getPoints(vPointers);
+    std::vector<Point3> vVertices;
+    for (const Point3* p : vPointers)
+        vVertices.push_back(*p);
+    return vVertices;
 }
 
 /// The numbers of the corners of all alive triangles.

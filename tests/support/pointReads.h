@@ -1,12 +1,23 @@
 // What a file of points gives, behind older points, and what is said about a bad one.
 #pragma once
 
-#include "support/TempFolder.h"
-#include "support/prelude.h"
+#include "support/FolderTest.h"
 
 namespace TARN_TEST {
 
-using Points = std::vector<Point3>;
+/// Random points with coordinates below the limit on both sides of 0, which are multiples of the step.
+inline Points randomPoints(std::size_t n, double limit, double step, unsigned seed = 1) {
+    Random random(seed);
+    const auto any = [&] {
+        return step * static_cast<double>(pick(random, static_cast<std::size_t>(2 * limit / step))) - limit;
+    };
+    Points vPoints;
+    while (vPoints.size() < n) {
+        const double x = any(), y = any();
+        vPoints.emplace_back(x, y, any());
+    }
+    return vPoints;
+}
 
 /// What readPointFile() appends; it must be nothing when that returns false. text: what it prints.
 inline Points readBehindOlder(const std::string& name, bool bExpected, std::string* text = nullptr) {
@@ -35,26 +46,14 @@ inline void expectRefused(const TempFolder& folder, const std::string& name, con
 
 /// Values that a count of so many things must not be, from just beside it to far out.
 inline std::vector<std::string> lyingCounts(std::uint64_t num) {
+    std::vector<std::string> v{"18446744073709551615", "18446744073709551616", "99999999999999999999999999", "-1", "many"};
+    for (const int bits : {16, 31, 32, 63})
+        for (const std::uint64_t lie : {(std::uint64_t{1} << bits) - 1, std::uint64_t{1} << bits})
+            v.push_back(std::to_string(lie));
     const std::string n = std::to_string(num);
-    return {std::to_string(num + 1),
-            std::to_string(num + 2),
-            n + "0",
-            n + "000000",
-            "65536",
-            "2147483647",
-            "2147483648",
-            "4294967295",
-            "4294967296",
-            "9223372036854775807",
-            "9223372036854775808",
-            "18446744073709551615",
-            "18446744073709551616",
-            "99999999999999999999999999",
-            "-1",
-            "-" + n,
-            n + ".5",
-            "0x" + n,
-            "many"};
+    v.insert(v.end(),
+             {std::to_string(num + 1), std::to_string(num + 2), n + "0", n + "000000", "-" + n, n + ".5", "0x" + n});
+    return v;
 }
 
 /// Whether two lists are equal, with coordinates that are no numbers taken for equal.

@@ -33,6 +33,7 @@
 namespace TARN_TEST {
 
 using namespace TARN_KEL;
+using Points = std::vector<Point3>;
 
 constexpr double INF = std::numeric_limits<double>::infinity();
 constexpr double LARGEST = std::numeric_limits<double>::max();

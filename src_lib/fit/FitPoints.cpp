@@ -102,7 +102,7 @@ VertexSides sidesOf(const FitMesh& mesh) {
     return {mesh.smoothNormals(), piecesOf(mesh)};
 }
 
-FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
+FitPoints selectPoints(std::vector<Vector3> vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
                        double cellEdge) {
     std::vector<unsigned char> vUsed(mesh.numVertices());
     for (FitIndex v = 0; v < vUsed.size(); ++v)
@@ -112,7 +112,12 @@ FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, 
     std::vector<FitIndex> vNearest;
     transform_MT(vOrder, vNearest, [&](FitIndex i) { return nearestVertex(vertexGrid, vPlace[i], reach); });
 
+    const auto num = vNearest.size() - static_cast<std::size_t>(std::count(vNearest.begin(), vNearest.end(), NO_INDEX));
     FitPoints points;
+    points.vPlace.reserve(num);
+    points.vSide.reserve(num);
+    points.vPiece.reserve(num);
+    points.vNearest.reserve(num);
     for (std::size_t i = 0; i < vOrder.size(); ++i) {
         if (vNearest[i] == NO_INDEX) continue;
         points.vPlace.push_back(vPlace[vOrder[i]]);

@@ -63,7 +63,7 @@ void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge);
 
 /// The points within `reach` of a vertex of the mesh. Lengths in any one unit, coordinates of at least 0.0. cellEdge: of the
 /// grid whose order the points get.
-FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
+FitPoints selectPoints(std::vector<Vector3> vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
                        double cellEdge);
 
 }  // namespace TARN_KEL

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <utility>
 
 #include "Forest.h"
 #include "runs.h"
@@ -16,6 +18,7 @@ namespace {
 const std::size_t NUM_SAMPLES = 20000;
 const std::size_t NUM_NEAR = 6;
 const std::size_t DENSE = 4;  // points of a cell; more are averaged
+const std::size_t MIN_PARALLEL_POINTS = 10000;
 
 /// The mean distance to the six nearest; 0.0 when these are too far away.
 double meanDistance(const PointGrid& grid, const Vector3& place, double guess) {
@@ -73,14 +76,22 @@ double spacingOfPoints(const std::vector<Vector3>& vPlace, double guess) {
 }
 
 void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
-    const auto cellOf = [&](const Vector3& p) {
-        return std::array{std::floor(p.x() / cellEdge), std::floor(p.y() / cellEdge), std::floor(p.z() / cellEdge)};
+    using Cell = std::array<std::int64_t, 3>;
+    using CellPoint = std::pair<Cell, FitIndex>;
+    const auto stepsTo = [cellEdge](double x) { return static_cast<std::int64_t>(std::floor(x / cellEdge)); };
+    std::vector<CellPoint> vSorted(vPlace.size());
+    const auto enterPoints = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Vector3& p = vPlace[i];
+            vSorted[i] = {{stepsTo(p.x()), stepsTo(p.y()), stepsTo(p.z())}, static_cast<FitIndex>(i)};
+        }
     };
-    std::vector<std::pair<std::array<double, 3>, FitIndex>> vSorted;
-    vSorted.reserve(vPlace.size());
-    for (const Vector3& p : vPlace)
-        vSorted.emplace_back(cellOf(p), static_cast<FitIndex>(vSorted.size()));
-    sortMT(vSorted.begin(), vSorted.end());
+    forChunks_MT(vPlace.size(), enterPoints, MIN_PARALLEL_POINTS);
+    const int numThreads = numProcessors();
+    for (const std::size_t axis : {2, 1, 0})  // stable: the last one counts most
+        radixSortOnThreads(
+            vSorted.data(), vSorted.size(), [axis](const CellPoint& entry) { return radixCode(entry.first[axis]); },
+            numThreads);
     std::vector<Vector3> vThinned;
     vThinned.reserve(vPlace.size());
     const auto keyOf = [](const auto& entry) { return entry.first; };

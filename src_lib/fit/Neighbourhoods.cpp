@@ -6,7 +6,7 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t MIN_PARALLEL = 100;  // cells
+const std::size_t MIN_PARALLEL_CELLS = 100;  // cells
 
 /// The candidates of a cell side by side.
 class Candidates {
@@ -56,7 +56,8 @@ Neighbourhoods::Neighbourhoods(const FitPoints& points, double theRadius) : radi
     }
     vBits.resize(static_cast<std::size_t>(vCell.back().firstWord));
     forChunks_MT(
-        vCell.size() - 1, [&](std::size_t begin, std::size_t end) { markNeighbours(points, begin, end); }, MIN_PARALLEL);
+        vCell.size() - 1, [&](std::size_t begin, std::size_t end) { markNeighbours(points, begin, end); },
+        MIN_PARALLEL_CELLS);
 }
 
 void Neighbourhoods::enterCells(const PointGrid& grid) {
@@ -74,7 +75,7 @@ void Neighbourhoods::enterCells(const PointGrid& grid) {
                 cell.numWords = static_cast<FitIndex>((numCandidates + WORD_BITS - 1) / WORD_BITS);
             }
         },
-        MIN_PARALLEL);
+        MIN_PARALLEL_CELLS);
     vCell.back().begin = static_cast<FitIndex>(vPoint.size());
     for (std::size_t i = 1; i < vCell.size(); ++i)
         vCell[i].firstWord = wordOf(vCell[i - 1], vCell[i].begin);

@@ -215,6 +215,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     if (bNoise) model.noise = noiseOf(points, vPlane);
     if (model.isNoisy()) {
         pNear.reset();
+        std::vector<PointPlane>().swap(vPlane);
         pNear = std::make_unique<Neighbourhoods>(points, NOISY_RADIUS);
         vPlane = planesOf(points, *pNear, NOISY_RADIUS);
         model = judgeNoise(points, vPlane);

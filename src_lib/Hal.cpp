@@ -113,7 +113,8 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
 
 void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
     Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
-    const auto tidyUp = [this] {
+    const auto tidyUp = [&] {
+        extractor.forgetKeys();
         if (vBundles.size() >= LARGE_RUN) returnFreedMemory();
     };
     pCMesh = extractor.extract();

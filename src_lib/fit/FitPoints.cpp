@@ -18,7 +18,7 @@ namespace {
 const std::size_t NUM_SAMPLES = 20000;
 const std::size_t NUM_NEAR = 6;
 const std::size_t DENSE = 4;  // points of a cell; more are averaged
-const std::size_t MIN_PARALLEL_POINTS = 10000;
+const std::size_t MIN_PARALLEL_POINTS = 2000;
 
 /// The mean distance to the six nearest; 0.0 when these are too far away.
 double meanDistance(const PointGrid& grid, const Vector3& place, double guess) {

@@ -10,7 +10,7 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t MIN_PARALLEL_PLACES = 10000;  // places
+const std::size_t MIN_PARALLEL_PLACES = 2000;  // places
 
 struct Keyed {
     std::uint64_t row;

@@ -113,15 +113,11 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
 
 void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
     Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
-    const auto tidyUp = [&] {
-        extractor.forgetKeys();
-        if (vBundles.size() >= LARGE_RUN) returnFreedMemory();
-    };
     pCMesh = extractor.extract();
-    tidyUp();
+    extractor.forgetKeys();
     repair(*pCMesh, [&](VCCD& vKeys) -> CMesh& {
         extractor.extractAgain(*pCMesh, vKeys);
-        tidyUp();
+        extractor.forgetKeys();
         return *pCMesh;
     });
 }

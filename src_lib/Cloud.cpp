@@ -17,6 +17,14 @@
 
 namespace TARN_KEL {
 
+namespace {
+
+ProgressStep bundleSteps() {
+    return {"CL_creb", 6};
+}
+
+}  // namespace
+
 Cloud::Cloud(const std::string& cloudName, double absoluteSpacing, double factor, bool bSoup, int growSteps)
     : numGrowSteps(growSteps),
       name(cloudName),
@@ -104,9 +112,16 @@ void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
         estimateRes2();
         createCalc();
     }
-    Smooth smooth(vPoints, pCalc);
-    smooth.run(bLapTreatment);
-    createBundles(&smooth);
+    std::vector<Point3> vNodePoints;
+    ProgressStep progress;
+    {
+        Smooth smooth(vPoints, pCalc);
+        smooth.run(bLapTreatment);
+        progress = bundleSteps();
+        vNodePoints = pointsOfNodes(smooth, progress);
+    }
+    std::vector<Point3>().swap(vPoints);
+    createBundlesOf(std::move(vNodePoints), progress);
 }
 
 void Cloud::preparePixelsAndFeatures(double featureAngle) {
@@ -145,15 +160,20 @@ void Cloud::setGrid(const Calc& grid) {
 }
 
 void Cloud::createBundles(Smooth* pSmooth) {
-    const ProgressStep progress("CL_creb", 6);
-    const std::vector<SNode*>& vNodes = pSmooth->getNodesRef();
+    const ProgressStep progress = bundleSteps();
+    createBundlesOf(pointsOfNodes(*pSmooth, progress), progress);
+}
+
+std::vector<Point3> Cloud::pointsOfNodes(Smooth& smooth, const ProgressStep& progress) const {
     progress.advance();
-    auto vCellNode = oneNodePerCell(vNodes, *pCalc);  // codes, sorting and choice in one
-    progress.advance();
-    progress.advance();
+    const auto vCellNode = oneNodePerCell(smooth.getNodesRef(), *pCalc);  // codes, sorting and choice in one
+    progress.advance(2);
     std::vector<Point3> vNodePoints = deliveredPoints(vCellNode, *pCalc);
-    std::vector<std::pair<CCD, SNode*>>().swap(vCellNode);
     progress.advance();
+    return vNodePoints;
+}
+
+void Cloud::createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep& progress) {
     std::vector<std::pair<CCD, Point3>> vCells;
     cleanPoints_RCD(vNodePoints, vCells);
     progress.advance();

@@ -13,6 +13,7 @@
 
 namespace TARN_KEL {
 
+class ProgressStep;
 class RemoveDecider_RCD;
 class Smooth;
 
@@ -52,7 +53,8 @@ public:
     bool readPoints(const std::string& filename, std::vector<Point3>& vOut);
 
     // ---- The ways to bundles
-    /// Computes spacing, grid, smoothing and bundles of scan points. For an empty cloud it warns and makes no grid.
+    /// Computes spacing, grid, smoothing and bundles of scan points, and frees these. For an empty cloud it warns and makes
+    /// no grid.
     /// pGivenCalc: null, or a grid to copy in place of an estimate; it must hold all points with some cells to spare on each
     /// side.
     /// Cost: O(n log n).
@@ -125,6 +127,9 @@ public:
     std::vector<std::pair<CCD, CCD>> vFeatures, vBorders;
 
 private:
+    // The halves of createBundles(): between them the nodes can be freed.
+    std::vector<Point3> pointsOfNodes(Smooth& smooth, const ProgressStep& progress) const;
+    void createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep& progress);
     void setGrid(const Calc& grid);
 
     PointBounds bounds;

@@ -12,6 +12,7 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "freeFunctions.h"
+#include "processMemory.h"
 #include "repairMesh.h"
 #include "runs.h"
 #include "sortMT.h"
@@ -20,6 +21,8 @@
 namespace TARN_KEL {
 
 namespace {
+
+const std::size_t LARGE_RUN = 50000;  // cells; with fewer, giving memory back to the system isn't worth its time
 
 const char* const NOTHING_TO_DO = "Nothing to do (bad input? wrong resolution?)";
 
@@ -33,28 +36,55 @@ int forbiddenAxes(const Vector3& normal) {
            (isForbidden({0.0, 0.0, 1.0}) ? 1 : 0);
 }
 
+MeshPtr makeMeshFrom(std::unique_ptr<CloudMgr> pCloudMgr, std::optional<CoarseSurface> (Hal::*makeSurface)()) {
+    const bool bLarge = pCloudMgr->getNumBundles() >= LARGE_RUN;
+    if (bLarge) returnFreedMemory();
+    const std::optional<CoarseSurface> surface = (Hal(pCloudMgr.get()).*makeSurface)();
+    pCloudMgr.reset();
+    if (bLarge) returnFreedMemory();
+    return surface ? Hal::makeFineMesh(*surface) : nullptr;
+}
+
 }  // namespace
 
 Hal::Hal(CloudMgr* pCloudMgr_) : pCloudMgr(pCloudMgr_) {}
 
 Hal::~Hal() = default;
 
+MeshPtr reconstructFrom(std::unique_ptr<CloudMgr> pCloudMgr) {
+    return makeMeshFrom(std::move(pCloudMgr), &Hal::reconstructCoarse);
+}
+
+MeshPtr meltFrom(std::unique_ptr<CloudMgr> pCloudMgr) {
+    return makeMeshFrom(std::move(pCloudMgr), &Hal::meltCoarse);
+}
+
 MeshPtr Hal::reconstruct() {
+    const std::optional<CoarseSurface> surface = reconstructCoarse();
+    return surface ? makeFineMesh(*surface) : nullptr;
+}
+
+MeshPtr Hal::oneMelt() {
+    const std::optional<CoarseSurface> surface = meltCoarse();
+    return surface ? makeFineMesh(*surface) : nullptr;
+}
+
+std::optional<CoarseSurface> Hal::reconstructCoarse() {
     ProgressStep step("HL_st", 9);
-    if (!takeBundles(NOTHING_TO_DO)) return nullptr;
+    if (!takeBundles(NOTHING_TO_DO)) return std::nullopt;
     step.advance();
     mapCCD();
     step.advance();
     step.finish();
     extractAndRepair(repairReconstructedMesh);
-    return convertToFineMesh();
+    return CoarseSurface(pCMesh.get());
 }
 
-MeshPtr Hal::oneMelt() {
-    if (!takeBundles("MELT: Nothing to do")) return nullptr;
+std::optional<CoarseSurface> Hal::meltCoarse() {
+    if (!takeBundles("MELT: Nothing to do")) return std::nullopt;
     mapCCD();
     extractAndRepair(repairMeltedMesh);
-    return convertToFineMesh();
+    return CoarseSurface(pCMesh.get());
 }
 
 void Hal::toCloud(std::vector<Point3*>& vOut) {
@@ -84,14 +114,16 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
 void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
     Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
     pCMesh = extractor.extract();
+    extractor.forgetKeys();
     repair(*pCMesh, [&](VCCD& vKeys) -> CMesh& {
         extractor.extractAgain(*pCMesh, vKeys);
+        extractor.forgetKeys();
         return *pCMesh;
     });
 }
 
-MeshPtr Hal::convertToFineMesh() {
-    auto pRMesh = std::make_unique<RMesh>(pCMesh.get());
+MeshPtr Hal::makeFineMesh(const CoarseSurface& surface) {
+    auto pRMesh = std::make_unique<RMesh>(surface);
     RTop(pRMesh.get()).finalizeBase();
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
     static_cast<void>(pRMesh.release());  // the new one owns it

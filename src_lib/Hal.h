@@ -2,11 +2,13 @@
 
 #include <map>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "Bundle.h"
 #include "Calc.h"
+#include "CoarseSurface.h"
 #include "completeCubes.h"
 #include "kel.h"
 
@@ -16,11 +18,18 @@ class CMesh;
 class CloudMgr;
 class IsoStore;
 
+/// Hal::reconstruct() of a cloud that has its points. The cloud and the coarse mesh are destroyed before the fine mesh is
+/// made, so that they don't need memory at once.
+MeshPtr reconstructFrom(std::unique_ptr<CloudMgr> pCloudMgr);
+/// The same by Hal::oneMelt().
+MeshPtr meltFrom(std::unique_ptr<CloudMgr> pCloudMgr);
+
 /// Drives a run after the point stages, in the order of the pipeline.
 ///
 /// It takes the cells from the CloudMgr, extracts the coarse mesh, has it repaired and converts it to the fine mesh. One Hal
-/// serves one run, by one of reconstruct, oneMelt, toCloud and reconstructInHole. It must be destroyed before its CloudMgr,
-/// because its bundles and its grid belong to the cloud. The calling thread leads; the stages use the worker pool.
+/// serves one run, by one of reconstruct, oneMelt, their coarse halves, toCloud and reconstructInHole. It must be destroyed
+/// before its CloudMgr, because its bundles and its grid belong to the cloud. The calling thread leads; the stages use the
+/// worker pool.
 class Hal {
 public:
     /// pCloudMgr: not owned; must have its points when a run starts.
@@ -33,6 +42,11 @@ public:
     MeshPtr reconstruct();
     /// Makes a mesh from a soup. Returns null after a warning when no cell is left.
     MeshPtr oneMelt();
+    /// What these two make their mesh of; none after a warning when no cell is left. Everything else that a run has made can
+    /// be destroyed before makeFineMesh().
+    std::optional<CoarseSurface> reconstructCoarse();
+    std::optional<CoarseSurface> meltCoarse();
+    static MeshPtr makeFineMesh(const CoarseSurface& surface);
     /// Makes points from a soup: appends those of the cells, which are owned by the cloud.
     void toCloud(std::vector<Point3*>& vOut);
     /// Reconstructs inside a hole. Returns a self-contained mesh that belongs to the caller and may outlive this object and
@@ -70,7 +84,6 @@ private:
     bool takeBundles(const std::string& nothingToDo);
     void sortBundles();
     void extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&));
-    MeshPtr convertToFineMesh();
 
     CloudMgr* pCloudMgr;    // not owned
     Calc* pCalc = nullptr;  // the cloud's

@@ -13,10 +13,9 @@
 #include "RMesh.h"
 
 #include <algorithm>
-#include <map>
 #include <new>
 
-#include "CMesh.h"
+#include "CoarseSurface.h"
 #include "RPatch.h"
 #include "StepWatch.h"
 #include "handOver.h"
@@ -33,38 +32,6 @@ constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // their corners a
 
 std::uint32_t toIndex(std::size_t position) {
     return static_cast<std::uint32_t>(position);
-}
-
-/// The position of a code among the codes of the bundles. RMesh makes a vertex for each bundle in this order, so that it is
-/// the index of the vertex, too.
-class VertexByCode {
-public:
-    explicit VertexByCode(const std::map<CCD, Bundle*>& mCCDBundle) {
-        vCode.reserve(mCCDBundle.size());
-        index.reserve(mCCDBundle.size());
-        for (const auto& entry : mCCDBundle) {
-            index.insert(hash(entry.first), toIndex(vCode.size()));
-            vCode.push_back(entry.first);
-        }
-    }
-    std::uint32_t find(VCD vcd) const {
-        const std::uint32_t found = index.find(hash(vcd), [&](std::uint32_t i) { return vCode[i] == vcd; });
-        ASSEX_AS("false", found != HashIndex::NONE);  // a corner without a bundle
-        return found;
-    }
-    std::size_t size() const { return vCode.size(); }
-
-private:
-    // The corners of a triangle lie in neighbouring cells, so one cache line for a block of cells serves all of them.
-    static std::uint64_t hash(VCD vcd) { return localHash(vcd >> 3, vcd & 7); }
-
-    std::vector<VCD> vCode;
-    HashIndex index;
-};
-
-double sideLenOf(const CMesh* pCMesh) {
-    ASSEX(pCMesh!=NULL);
-    return pCMesh->getSideLen();
 }
 
 }  // namespace
@@ -114,26 +81,16 @@ RMesh::RMesh(double sideLen_) : sideLen(sideLen_) {
     poolLinkRE.init(3, -1);
 }
 
-// When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
-RMesh::RMesh(CMesh* pCMesh) : RMesh(sideLenOf(pCMesh)) {
-    const auto& mCCDBundle = pCMesh->getRefToBundleMap();
-    mVtx.reserve(mCCDBundle.size());
-    for (const auto& entry : mCCDBundle) {
-        ASSEX(entry.second!=NULL && entry.second->pVtx!=NULL);
-        const Point3& source = *entry.second->pVtx;
-        const Point3* const pCopy = createVertexApart(source);
-        ASSEX_AS("false", *pCopy == source);  // not a number
-    }
+RMesh::RMesh(CMesh* pCMesh) : RMesh(CoarseSurface(pCMesh)) {}
 
-    std::vector<CTriangle*> vCT;
-    pCMesh->getAliveTriangles(vCT);
-    const VertexByCode vCCDVertex(mCCDBundle);
-    const auto& vPointVertex = poolVtx;
-    ASSEX(vCCDVertex.size()==vPointVertex.size());
-    const auto vertexOf = [&](VCD vcd) { return vPointVertex.at(vCCDVertex.find(vcd)); };
-    reserve(vCT.size());
-    for (const CTriangle* pCT : vCT)
-        createT(vertexOf(pCT->getC0()), vertexOf(pCT->getC1()), vertexOf(pCT->getC2()));
+// When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
+RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
+    mVtx.reserve(surface.vVertex.size());
+    for (const Point3& p : surface.vVertex)
+        createVertexApart(p);
+    reserve(surface.vTriangle.size());
+    for (const auto& [a, b, c] : surface.vTriangle)
+        createT(poolVtx.at(a), poolVtx.at(b), poolVtx.at(c));
 }
 
 RMesh::~RMesh() {

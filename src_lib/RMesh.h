@@ -18,6 +18,7 @@
 namespace TARN_KEL {
 
 class CMesh;
+struct CoarseSurface;
 class RPatch;
 class StepWatch;
 class Visualizer3;
@@ -84,6 +85,8 @@ public:
     /// The coarse mesh in real coordinates: a vertex per bundle in order of codes, a triangle per alive triangle in the same
     /// order and orientation. pCMesh isn't changed, and isn't needed afterwards. Cost: O(n).
     explicit RMesh(CMesh* pCMesh);
+    /// The same of what was taken from a coarse mesh.
+    explicit RMesh(const CoarseSurface& surface);
     ~RMesh();
     RMesh(const RMesh&) = delete;
     RMesh& operator=(const RMesh&) = delete;

@@ -18,6 +18,7 @@
 #include <algorithm>
 #include <array>
 #include <limits>
+#include <numeric>
 #include <utility>
 
 #include "Progress.h"
@@ -101,39 +102,40 @@ private:
     std::array<std::array<std::size_t, 4>, 9> aBegin{};
 };
 
-/// Appends the nodes of the 27 cells but the node itself, group by group.
-void appendLinks(const std::vector<CellNode>& vCellNode, const NeighbourRows& rows, const SNode* pSelf,
-                 std::vector<SNode*>& vLinks) {
+/// Writes the nodes of the 27 cells but the node itself, group by group. Returns the place behind them.
+SNode** writeLinks(const std::vector<CellNode>& vCellNode, const NeighbourRows& rows, const SNode* pSelf, SNode** pOut) {
     std::size_t cell = 0;
     for (const std::size_t groupEnd : LINK_GROUP_ENDS) {
-        const auto groupBegin = static_cast<std::ptrdiff_t>(vLinks.size());
+        SNode** const pGroup = pOut;
         for (; cell < groupEnd; ++cell)
             for (std::size_t i = rows.begin(LINK_GROUPS[cell]); i < rows.end(LINK_GROUPS[cell]); ++i)
-                if (vCellNode[i].second != pSelf) vLinks.push_back(vCellNode[i].second);
+                if (vCellNode[i].second != pSelf) *pOut++ = vCellNode[i].second;
         // Addresses ascend with the cells but for nodes that were added later.
-        if (!std::is_sorted(vLinks.begin() + groupBegin, vLinks.end())) std::sort(vLinks.begin() + groupBegin, vLinks.end());
+        if (!std::is_sorted(pGroup, pOut)) std::sort(pGroup, pOut);
     }
+    return pOut;
 }
 
-/// Links the nodes at positions [begin, end) of the sorted list. Returns the array behind their links.
-std::vector<SNode*> linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std::size_t end) {
+/// Of the nodes at positions [begin, end) of the sorted list.
+std::size_t countLinks(const std::vector<CellNode>& vCellNode, std::size_t begin, std::size_t end) {
     std::size_t numLinks = 0;
-    NeighbourRows counting(vCellNode);
-    for (std::size_t i = begin; i < end; ++i) {
-        counting.moveTo(vCellNode[i].first);
-        numLinks += counting.count() - 1;
-    }
-    std::vector<SNode*> vLinks;
-    vLinks.reserve(numLinks);  // exactly, so that nothing moves once it is referred to
     NeighbourRows rows(vCellNode);
     for (std::size_t i = begin; i < end; ++i) {
         rows.moveTo(vCellNode[i].first);
-        const std::size_t first = vLinks.size();
-        SNode* pSN = vCellNode[i].second;
-        appendLinks(vCellNode, rows, pSN, vLinks);
-        pSN->vLinkedNodes = std::span<SNode* const>(vLinks.data() + first, vLinks.size() - first);
+        numLinks += rows.count() - 1;
     }
-    return vLinks;
+    return numLinks;
+}
+
+/// Links those nodes. pOut: place for as many links.
+void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std::size_t end, SNode** pOut) {
+    NeighbourRows rows(vCellNode);
+    for (std::size_t i = begin; i < end; ++i) {
+        rows.moveTo(vCellNode[i].first);
+        SNode* pSN = vCellNode[i].second;
+        SNode** const pFirst = std::exchange(pOut, writeLinks(vCellNode, rows, pSN, pOut));
+        pSN->vLinkedNodes = std::span<SNode* const>(pFirst, pOut);
+    }
 }
 
 template <typename T>
@@ -228,13 +230,23 @@ void Smooth::relinkNodes() {
         const SNode *pSN0 = vCellNode[i - 1].second, *pSN1 = vCellNode[i].second;
         ASSEX(pSN0!=pSN1);
     }
-    // Stretches of a fixed length: long enough for the nine searches at the start not to count.
-    const std::size_t stretchSize = 20000;
-    vLinkArrays.clear();
-    vLinkArrays.resize((vCellNode.size() + stretchSize - 1) / stretchSize);
-    forChunks_MT(vLinkArrays.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-            vLinkArrays[i] = linkStretch(vCellNode, i * stretchSize, std::min((i + 1) * stretchSize, vCellNode.size()));
+    // Stretches of a fixed length: long enough for the nine searches at the start not to count. One array for all, since
+    // what a worker frees isn't always returned to the system.
+    const std::size_t stretchSize = 20000, numStretches = (vCellNode.size() + stretchSize - 1) / stretchSize;
+    std::vector<std::size_t> vFirstLink(numStretches + 1);  // of each stretch, and the number of all
+    const auto forStretches = [&](const auto& work) {
+        forChunks_MT(numStretches, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                work(i, i * stretchSize, std::min((i + 1) * stretchSize, vCellNode.size()));
+        });
+    };
+    forStretches(
+        [&](std::size_t i, std::size_t begin, std::size_t end) { vFirstLink[i + 1] = countLinks(vCellNode, begin, end); });
+    std::partial_sum(vFirstLink.begin(), vFirstLink.end(), vFirstLink.begin());
+    linkArray.reset();
+    linkArray = std::make_unique_for_overwrite<SNode*[]>(vFirstLink.back());
+    forStretches([&](std::size_t i, std::size_t begin, std::size_t end) {
+        linkStretch(vCellNode, begin, end, linkArray.get() + vFirstLink[i]);
     });
 }
 

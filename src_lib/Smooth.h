@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <span>
 #include <utility>
 #include <vector>
@@ -102,7 +103,7 @@ private:
     double areaThresh;  // the smallest area of a fan that carries a plane
     TARN_TOOLS::SimplePool<SNode> nodePool;
     TARN_TOOLS::SimplePool<Point3> pointPool;
-    std::vector<std::vector<SNode*>> vLinkArrays;  // the nodes' links, one array for each chunk of nodes
+    std::unique_ptr<SNode*[]> linkArray;  // the nodes' links, node by node
 };
 
 }  // namespace TARN_KEL

@@ -1,8 +1,10 @@
-// The entry functions of whole runs. Each opens the thread's progress tree, creates a CloudMgr and a Hal on its own stack,
-// runs them, and destroys them in reverse order. They differ only in the RunInput that they make.
+// The entry functions of whole runs. Each opens the thread's progress tree, creates a CloudMgr and a Hal,
+// runs them, and destroys them before it makes the mesh to return. They differ only in the RunInput that they make.
 #include <iomanip>
+#include <memory>
 #include <optional>
 #include <sstream>
+#include <utility>
 
 #include "CloudMgr.h"
 #include "Hal.h"
@@ -34,10 +36,9 @@ RunInput soupInput(double spacing, double featureAngle) {
 MeshPtr reconstructScan(const std::vector<Point3>& vPoints, const RunInput& input) {
     progressForReco();
     OwnRun run(true);
-    CloudMgr cloudMgr;
-    cloudMgr.setInput(vPoints, input);
-    Hal hal(&cloudMgr);
-    MeshPtr pMesh = hal.reconstruct();
+    auto pCloudMgr = std::make_unique<CloudMgr>();
+    pCloudMgr->setInput(vPoints, input);
+    MeshPtr pMesh = reconstructFrom(std::move(pCloudMgr));
     run.close();
     return pMesh;
 }
@@ -57,10 +58,9 @@ MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle) {
     progressForMelt();
     OwnRun run(true);
-    CloudMgr cloudMgr;
-    cloudMgr.setInput(vPoints, soupInput(spacingAbs, featureAngle));
-    Hal hal(&cloudMgr);
-    MeshPtr pMesh = hal.oneMelt();
+    auto pCloudMgr = std::make_unique<CloudMgr>();
+    pCloudMgr->setInput(vPoints, soupInput(spacingAbs, featureAngle));
+    MeshPtr pMesh = meltFrom(std::move(pCloudMgr));
     run.close();
     return pMesh;
 }

@@ -519,46 +519,6 @@ TEST(Fit, leavesTheMeshWhenItsListenerThrows) {
 
 // ---- Parts
 
-TEST(PointGrid, agreesWithASearchOfAll) {
-    std::mt19937_64 random(3);
-    const auto number = [&](double high) { return high * static_cast<double>(random() >> 11) * 0x1p-53; };
-    for (const double extent : {3.0, 40.0, 3e7}) {
-        std::vector<Vector3> vPlace;
-        std::vector<unsigned char> vUse;
-        for (int i = 0; i < 1500; ++i) {
-            vPlace.emplace_back(number(3.0) + (i % 3 == 0 ? extent : 0.0), number(3.0),
-                                number(3.0) + (i % 2 == 0 ? extent : 0.0));
-            vUse.push_back(i % 5 != 0);
-        }
-        const PointGrid grid(vPlace, 1.0, vUse);
-        const auto sorted = [](std::vector<FitIndex> v) {
-            std::sort(v.begin(), v.end());
-            return v;
-        };
-        std::map<FitIndex, std::vector<FitIndex>> mCells;
-        FitIndex current = 0;
-        grid.visitCells(
-            0, grid.numCells(),
-            [&](FitIndex i) {
-                current = i;
-                mCells[i];
-            },
-            [&](FitIndex j, double) { mCells[current].push_back(j); });
-        EXPECT_EQ(mCells.size(), grid.size());
-        for (const double radius : {0.2, 1.0, 2.7})
-            for (std::size_t i = 0; i < vPlace.size(); i += 7) {
-                std::vector<FitIndex> vExpected, vFound;
-                for (FitIndex j = 0; j < vPlace.size(); ++j)
-                    if (vUse[j] != 0 && (vPlace[j] - vPlace[i]).sqLength() <= radius * radius) vExpected.push_back(j);
-                grid.visitWithin(vPlace[i], radius, [&](FitIndex j, double) { vFound.push_back(j); });
-                EXPECT_EQ(sorted(vFound), vExpected);
-                if (radius == 1.0 && vUse[i] != 0) {
-                    EXPECT_EQ(sorted(mCells[static_cast<FitIndex>(i)]), vExpected);
-                }
-            }
-    }
-}
-
 TEST(RimCorner, isWhereStraightRimsMeetButNotOnARoundOutline) {
     std::mt19937_64 random(5);
     const auto number = [&](double low, double high) {

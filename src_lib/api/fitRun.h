@@ -22,6 +22,8 @@ public:
     /// Of the points, in their spacings.
     double noise() const { return surfaceFit ? surfaceFit->noise() : 0.0; }
     std::vector<Point3> pointsWithoutNoise() const { return surfaceFit->pointsWithoutNoise(); }
+    /// Whether fittedMesh() makes a mesh. Then the given one isn't needed for it.
+    bool hasMesh() const { return surfaceFit.has_value(); }
     /// The fitted mesh; null when the mesh isn't to be changed. report: overwritten. To be called once.
     std::unique_ptr<RMesh> fittedMesh(FitReport& report);
 

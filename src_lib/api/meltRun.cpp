@@ -4,6 +4,7 @@
 //
 // Without the cells that lines miss, a part askew to the grid has pinholes and fins. With all of them the cells let nothing
 // through, so each place of a closed part is between two cells that share a dual cube, and its mesh is closed.
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
@@ -49,19 +50,19 @@ private:
     }
 
     MeshPtr makeSurface(const std::vector<Point3>& vCorners) {
-        CloudMgr cloudMgr;
+        auto pCloudMgr = std::make_unique<CloudMgr>();
         step("cells", [&] {
-            cloudMgr.setInput(vCorners, {.bSoup = true,
-                                         .spacing = options.spacing,
-                                         .featureAngle = options.featureAngle,
-                                         .bCompleteSoup = options.bComplete,
-                                         .bBriefSoup = true});
+            pCloudMgr->setInput(vCorners, {.bSoup = true,
+                                           .spacing = options.spacing,
+                                           .featureAngle = options.featureAngle,
+                                           .bCompleteSoup = options.bComplete,
+                                           .bBriefSoup = true});
         });
-        report.numCells = cloudMgr.getNumBundles();
-        report.numAdded = cloudMgr.getNumAdded();
-        if (cloudMgr.isOfClosedSoup()) strips = Strips::REMOVE_OF_CLOSED;
+        report.numCells = pCloudMgr->getNumBundles();
+        report.numAdded = pCloudMgr->getNumAdded();
+        if (pCloudMgr->isOfClosedSoup()) strips = Strips::REMOVE_OF_CLOSED;
         MeshPtr pMesh;
-        step("surface", [&] { pMesh = Hal(&cloudMgr).oneMelt(); });
+        step("surface", [&] { pMesh = meltFrom(std::move(pCloudMgr)); });
         return pMesh;
     }
 

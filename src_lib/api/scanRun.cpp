@@ -6,6 +6,7 @@
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
+#include <memory>
 #include <optional>
 #include <string>
 #include <utility>
@@ -176,10 +177,10 @@ MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
     RunInput input{.grid = grid, .bLapTreatment = options.bLaplacian};
     if (options.numGrowSteps > 0) input.numGrowSteps = options.numGrowSteps;
     input.bCarefulGrowth = options.bCarefulGrowth;
-    CloudMgr cloudMgr;
-    cloudMgr.setInput(std::move(vPoints), input);
-    report.numCells = cloudMgr.getNumBundles();
-    return Hal(&cloudMgr).reconstruct();
+    auto pCloudMgr = std::make_unique<CloudMgr>();
+    pCloudMgr->setInput(std::move(vPoints), input);
+    report.numCells = pCloudMgr->getNumBundles();
+    return reconstructFrom(std::move(pCloudMgr));
 }
 
 /// What the cells can't tell: sheets that touch, crumbs, pinholes.
@@ -240,6 +241,7 @@ void ScanRun::fit(MeshPtr& pMesh) {
     lookAtPoints(*pMesh);
     if (options.bDenoise && fitRun->noise() > NOISY) denoise(pMesh);
     step("fit", [&] {
+        if (fitRun->hasMesh()) install(std::make_unique<RMesh>(report.cellEdge), *pMesh);  // its memory first
         if (auto pFitted = fitRun->fittedMesh(report.fit)) install(std::move(pFitted), *pMesh);
     });
     fitRun.reset();

@@ -208,6 +208,10 @@ void Extractor::setVCD2CCD() {
         KeyBlock(cells, block).appendPairs(vStaticVCD2CCD);
 }
 
+void Extractor::forgetKeys() {
+    std::vector<std::pair<VCD, CCD>>().swap(vStaticVCD2CCD);
+}
+
 // ---- Triangles
 
 std::unique_ptr<CMesh> Extractor::extract() const {
@@ -232,6 +236,7 @@ void Extractor::fill(CMesh& mesh) const {
 // ---- Extracting again
 
 void Extractor::extractAgain(CMesh& mesh, const VCCD& vKeys) {
+    if (vStaticVCD2CCD.empty() && !vKeys.empty()) setVCD2CCD();
     const CrowdedCells crowded = findCrowded(vKeys);
     addCells(crowded.vExtra);
     removeCells(crowded);

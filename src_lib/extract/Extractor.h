@@ -40,6 +40,9 @@ public:
     /// vKeys: the keys of the dual cubes.
     /// Throws like findCrowded(). Cost: O(n) for n cells and O(log n) per key.
     void extractAgain(CMesh& mesh, const VCCD& vKeys);
+    /// Frees vStaticVCD2CCD, which takes a quarter as much as the mesh, for as long as the mesh is repaired. After this only
+    /// extractAgain() may be called, which builds it anew, and forgetKeys().
+    void forgetKeys();
 
     // ---- Steps of these
 

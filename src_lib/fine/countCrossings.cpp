@@ -52,11 +52,10 @@ public:
         vBox.resize(numNodesBelow(root.size()));
         std::vector<Range> vLower{root};
         while (2 * vLower.size() <= numTasks() && !vLower.front().isLeaf()) {
+            inTasks(vLower, [this](const Range& range, int) { halve(range); });
             std::vector<Range> vNext;
-            for (const Range& range : vLower) {
-                halve(range);
+            for (const Range& range : vLower)
                 vNext.insert(vNext.end(), {range.first(), range.second()});
-            }
             vLower = std::move(vNext);
         }
         inTasks(vLower, [this](const Range& range, int) { order(range); });

@@ -4,6 +4,8 @@
 
 #include <algorithm>
 #include <array>
+#include <cstdint>
+#include <utility>
 
 #include "Forest.h"
 #include "runs.h"
@@ -16,6 +18,7 @@ namespace {
 const std::size_t NUM_SAMPLES = 20000;
 const std::size_t NUM_NEAR = 6;
 const std::size_t DENSE = 4;  // points of a cell; more are averaged
+const std::size_t MIN_PARALLEL_POINTS = 2000;
 
 /// The mean distance to the six nearest; 0.0 when these are too far away.
 double meanDistance(const PointGrid& grid, const Vector3& place, double guess) {
@@ -73,14 +76,22 @@ double spacingOfPoints(const std::vector<Vector3>& vPlace, double guess) {
 }
 
 void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
-    const auto cellOf = [&](const Vector3& p) {
-        return std::array{std::floor(p.x() / cellEdge), std::floor(p.y() / cellEdge), std::floor(p.z() / cellEdge)};
+    using Cell = std::array<std::int64_t, 3>;
+    using CellPoint = std::pair<Cell, FitIndex>;
+    const auto stepsTo = [cellEdge](double x) { return static_cast<std::int64_t>(std::floor(x / cellEdge)); };
+    std::vector<CellPoint> vSorted(vPlace.size());
+    const auto enterPoints = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Vector3& p = vPlace[i];
+            vSorted[i] = {{stepsTo(p.x()), stepsTo(p.y()), stepsTo(p.z())}, static_cast<FitIndex>(i)};
+        }
     };
-    std::vector<std::pair<std::array<double, 3>, FitIndex>> vSorted;
-    vSorted.reserve(vPlace.size());
-    for (const Vector3& p : vPlace)
-        vSorted.emplace_back(cellOf(p), static_cast<FitIndex>(vSorted.size()));
-    sortMT(vSorted.begin(), vSorted.end());
+    forChunks_MT(vPlace.size(), enterPoints, MIN_PARALLEL_POINTS);
+    const int numThreads = numProcessors();
+    for (const std::size_t axis : {2, 1, 0})  // stable: the last one counts most
+        radixSortOnThreads(
+            vSorted.data(), vSorted.size(), [axis](const CellPoint& entry) { return radixCode(entry.first[axis]); },
+            numThreads);
     std::vector<Vector3> vThinned;
     vThinned.reserve(vPlace.size());
     const auto keyOf = [](const auto& entry) { return entry.first; };
@@ -102,7 +113,7 @@ VertexSides sidesOf(const FitMesh& mesh) {
     return {mesh.smoothNormals(), piecesOf(mesh)};
 }
 
-FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
+FitPoints selectPoints(std::vector<Vector3> vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
                        double cellEdge) {
     std::vector<unsigned char> vUsed(mesh.numVertices());
     for (FitIndex v = 0; v < vUsed.size(); ++v)
@@ -112,7 +123,12 @@ FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, 
     std::vector<FitIndex> vNearest;
     transform_MT(vOrder, vNearest, [&](FitIndex i) { return nearestVertex(vertexGrid, vPlace[i], reach); });
 
+    const auto num = vNearest.size() - static_cast<std::size_t>(std::count(vNearest.begin(), vNearest.end(), NO_INDEX));
     FitPoints points;
+    points.vPlace.reserve(num);
+    points.vSide.reserve(num);
+    points.vPiece.reserve(num);
+    points.vNearest.reserve(num);
     for (std::size_t i = 0; i < vOrder.size(); ++i) {
         if (vNearest[i] == NO_INDEX) continue;
         points.vPlace.push_back(vPlace[vOrder[i]]);

@@ -59,11 +59,12 @@ double spacingOfPoints(const std::vector<Vector3>& vPlace, double guess);
 
 /// Replaces the points of each cell that has many by their mean, so that the cost of what follows doesn't grow with their
 /// density; leaves others as they are. The order within a cell counts for the last bits.
+/// Coordinates of less than 1e15 cells.
 void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge);
 
 /// The points within `reach` of a vertex of the mesh. Lengths in any one unit, coordinates of at least 0.0. cellEdge: of the
 /// grid whose order the points get.
-FitPoints selectPoints(const std::vector<Vector3>& vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
+FitPoints selectPoints(std::vector<Vector3> vPlace, const FitMesh& mesh, const VertexSides& sides, double reach,
                        double cellEdge);
 
 }  // namespace TARN_KEL

@@ -1,13 +1,20 @@
+// The points near each point, as one bit per candidate.
+//
+// The candidates of all points of a cell are the same: the points of the cells around it, which are at most nine runs in the
+// order of the grid. So a point keeps a bit for each of them, some ten times less than a list of positions. A list is made
+// while it is looked at, and points are taken cell by cell, so that the candidates of a cell are listed only once.
 #pragma once
 
 #include <algorithm>
+#include <bit>
 #include <cstddef>
+#include <cstdint>
+#include <iterator>
 #include <span>
 #include <vector>
 
 #include "FitPoints.h"
 #include "PointGrid.h"
-#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -20,52 +27,79 @@ inline bool areNeighbours(const FitPoints& points, std::size_t i, std::size_t j)
 }
 
 /// The neighbours of each point within a radius, itself included.
+///
+/// On a surface with some 80 neighbours per point they take 40 bytes per point. Const operations are safe on several
+/// threads.
 class Neighbourhoods {
 public:
-    Neighbourhoods(const FitPoints& points, double theRadius) : radius(theRadius), vRange(points.size()) {
-        const PointGrid grid(points.vPlace, radius);
-        const std::size_t numChunks = std::max<std::size_t>(1, grid.numCells() / CELLS_PER_CHUNK);
-        vChunk.resize(numChunks);
-        forChunks_MT(numChunks, [&](std::size_t begin, std::size_t end) {
-            for (std::size_t chunk = begin; chunk < end; ++chunk)
-                fillChunk(points, grid, chunk, grid.numCells() * chunk / numChunks,
-                          grid.numCells() * (chunk + 1) / numChunks);
-        });
-    }
+    /// Uses the pool. O(candidates of all points).
+    Neighbourhoods(const FitPoints& points, double theRadius);
 
     double getRadius() const { return radius; }
-    /// Positions of points.
-    std::span<const FitIndex> of(std::size_t i) const {
-        const Range& range = vRange[i];
-        return std::span(vChunk[range.chunk]).subspan(range.begin, range.end - range.begin);
+    std::size_t numPoints() const { return vPoint.size(); }
+
+    /// Calls visit(point, its neighbours as a std::span of positions) for those points in the places [begin, end) of the
+    /// grid's order that isWanted(point) asks for. The order of the neighbours depends on the points alone; the span ends
+    /// with the call.
+    template <typename IsWanted, typename Visit>
+    void visitWanted(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Visit& visit) const;
+    /// For all points in those places.
+    template <typename Visit>
+    void visitPoints(std::size_t begin, std::size_t end, const Visit& visit) const {
+        visitWanted(
+            begin, end, [](FitIndex) { return true; }, visit);
     }
 
 private:
-    static constexpr std::size_t CELLS_PER_CHUNK = 256;
-    struct Range {
-        FitIndex chunk = 0, begin = 0, end = 0;
+    static constexpr std::size_t WORD_BITS = 64;
+    struct Cell {
+        FitIndex begin = 0;           // of its points, in vPoint
+        FitIndex numWords = 0;        // of each of its points
+        std::uint64_t firstWord = 0;  // of its first point
+        GridRows rows;                // the candidates
     };
 
-    void fillChunk(const FitPoints& points, const PointGrid& grid, std::size_t chunk, std::size_t begin, std::size_t end) {
-        std::vector<FitIndex>& vNeighbour = vChunk[chunk];
-        FitIndex i = 0;
-        grid.visitCells(
-            begin, end,
-            [&](FitIndex place) {
-                i = place;
-                const auto next = static_cast<FitIndex>(vNeighbour.size());
-                vRange[i] = {static_cast<FitIndex>(chunk), next, next};
-            },
-            [&](FitIndex j, double) {
-                if (!areNeighbours(points, i, j)) return;
-                vNeighbour.push_back(j);
-                ++vRange[i].end;
-            });
+    void enterCells(const PointGrid& grid);
+    void markNeighbours(const FitPoints& points, std::size_t begin, std::size_t end);
+    /// Positions of the points that may be neighbours of those in a cell.
+    void listCandidates(const Cell& cell, std::vector<FitIndex>& vCandidate) const;
+    /// The cell of the point at a place.
+    std::size_t cellAt(std::size_t place) const {
+        const auto itNext = std::upper_bound(vCell.begin(), std::prev(vCell.end()), place,
+                                             [](std::size_t at, const Cell& cell) { return at < cell.begin; });
+        return static_cast<std::size_t>(itNext - vCell.begin()) - 1;
+    }
+    std::size_t wordOf(const Cell& cell, std::size_t place) const {
+        return static_cast<std::size_t>(cell.firstWord) + (place - cell.begin) * cell.numWords;
     }
 
     double radius;
-    std::vector<Range> vRange;                  // of each point, in the list of its chunk
-    std::vector<std::vector<FitIndex>> vChunk;  // lists of some hundred cells each: none is copied to grow another one
+    double sqRadius = 0.0;             // as the grid rounds it
+    std::vector<FitIndex> vPoint;      // in the order of the grid
+    std::vector<Cell> vCell;           // and one behind the last
+    std::vector<std::uint64_t> vBits;  // per point numWords of its cell: a bit for each candidate
 };
+
+template <typename IsWanted, typename Visit>
+void Neighbourhoods::visitWanted(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Visit& visit) const {
+    std::vector<FitIndex> vCandidate, vNear;
+    for (std::size_t place = begin, cell = place < end ? cellAt(place) : 0; place < end; ++cell) {
+        const std::size_t endOfCell = std::min<std::size_t>(end, vCell[cell + 1].begin);
+        bool bListed = false;
+        for (; place < endOfCell; ++place) {
+            const FitIndex point = vPoint[place];
+            if (!isWanted(point)) continue;
+            if (!bListed) listCandidates(vCell[cell], vCandidate);
+            bListed = true;
+            vNear.resize(vCandidate.size());
+            const std::uint64_t* pWord = vBits.data() + wordOf(vCell[cell], place);
+            std::size_t numNear = 0;
+            for (std::size_t first = 0; first < vCandidate.size(); first += WORD_BITS, ++pWord)
+                for (std::uint64_t bits = *pWord; bits != 0; bits &= bits - 1)
+                    vNear[numNear++] = vCandidate[first + static_cast<std::size_t>(std::countr_zero(bits))];
+            visit(point, std::span<const FitIndex>(vNear.data(), numNear));
+        }
+    }
+}
 
 }  // namespace TARN_KEL

@@ -10,37 +10,42 @@ namespace TARN_KEL {
 
 namespace {
 
+const std::size_t MIN_PARALLEL_PLACES = 2000;  // places
+
 struct Keyed {
     std::uint64_t row;
     std::int64_t x;
     FitIndex index;
-    bool operator<(const Keyed& other) const {
-        if (row != other.row) return row < other.row;
-        return x != other.x ? x < other.x : index < other.index;
-    }
 };
 
 }  // namespace
 
 PointGrid::PointGrid(const std::vector<Vector3>& vPlace, double cellEdge, const std::vector<unsigned char>& vUse)
     : inverseEdge(1.0 / cellEdge) {
-    std::vector<Keyed> vKeyed;
-    vKeyed.reserve(vPlace.size());
-    for (std::size_t i = 0; i < vPlace.size(); ++i) {
-        if (!vUse.empty() && vUse[i] == 0) continue;
-        const Vector3& p = vPlace[i];
-        vKeyed.push_back({rowKey(cellOf(p.y()), cellOf(p.z())), cellOf(p.x()), static_cast<FitIndex>(i)});
-    }
-    sortMT(vKeyed.begin(), vKeyed.end());
+    std::vector<Keyed> vKeyed(vPlace.size());
+    const auto enterPlaces = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const Vector3& p = vPlace[i];
+            vKeyed[i] = {rowKey(cellOf(p.y()), cellOf(p.z())), cellOf(p.x()), static_cast<FitIndex>(i)};
+        }
+    };
+    forChunks_MT(vPlace.size(), enterPlaces, MIN_PARALLEL_PLACES);
+    if (!vUse.empty()) std::erase_if(vKeyed, [&](const Keyed& keyed) { return vUse[keyed.index] == 0; });
+    // Stable, so that places of a cell stay in the order of their positions.
+    const int numThreads = numProcessors();
+    radixSortOnThreads(
+        vKeyed.data(), vKeyed.size(), [](const Keyed& keyed) { return radixCode(keyed.x); }, numThreads);
+    radixSortOnThreads(
+        vKeyed.data(), vKeyed.size(), [](const Keyed& keyed) { return keyed.row; }, numThreads);
 
     std::size_t numRows = 0;
-    vEntry.reserve(vKeyed.size());
     for (std::size_t i = 0; i < vKeyed.size(); ++i) {
         const bool bNewRow = i == 0 || vKeyed[i].row != vKeyed[i - 1].row;
         if (bNewRow || vKeyed[i].x != vKeyed[i - 1].x) vCell.push_back({vKeyed[i].x, static_cast<FitIndex>(i)});
         numRows += bNewRow ? 1 : 0;
-        vEntry.push_back({vPlace[vKeyed[i].index], vKeyed[i].index});
     }
+    const auto entryOf = [&](const Keyed& keyed) { return Entry{vPlace[keyed.index], keyed.index}; };
+    transform_MT(vKeyed, vEntry, entryOf, MIN_PARALLEL_PLACES);
     vCell.push_back({0, static_cast<FitIndex>(vKeyed.size())});
 
     const int bits = static_cast<int>(std::bit_width(2 * numRows + 1));

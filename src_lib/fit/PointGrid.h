@@ -1,6 +1,7 @@
 #pragma once
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
@@ -13,6 +14,13 @@ namespace TARN_KEL {
 /// Positions in lists of points, vertices and triangles.
 using FitIndex = std::uint32_t;
 constexpr FitIndex NO_INDEX = ~FitIndex{0};
+
+/// Places [begin, end) in the order of a grid.
+struct GridRun {
+    FitIndex begin, end;
+};
+/// The places of a cell and those around it: a run for each of nine rows, some of them empty.
+using GridRows = std::array<GridRun, 9>;
 
 /// Places in the cells of a cubic grid, for searches within a radius of about the edge of a cell.
 ///
@@ -42,7 +50,7 @@ public:
         const std::int64_t lowZ = cellOf(centre.z() - radius), highZ = cellOf(centre.z() + radius);
         for (std::int64_t z = lowZ; z <= highZ; ++z)
             for (std::int64_t y = lowY; y <= highY; ++y) {
-                const Run run = runOf(lowX, highX, y, z);
+                const GridRun run = runOf(lowX, highX, y, z);
                 for (FitIndex i = run.begin; i < run.end; ++i) {
                     const double sqDistance = (vEntry[i].place - centre).sqLength();
                     if (sqDistance <= sqRadius) visit(vEntry[i].index, sqDistance);
@@ -51,38 +59,23 @@ public:
     }
 
     std::size_t numCells() const { return vCell.empty() ? 0 : vCell.size() - 1; }
-    /// For each place of the cells [begin, end) in turn visitPlace(position in the given list), and after it
-    /// visitNeighbour(position, squared distance) for each place within the edge of a cell, itself included. Several times
-    /// as fast as a search for each.
-    template <typename VisitPlace, typename VisitNeighbour>
-    void visitCells(std::size_t begin, std::size_t end, const VisitPlace& visitPlace,
-                    const VisitNeighbour& visitNeighbour) const {
-        const double sqRadius = 1.0 / (inverseEdge * inverseEdge);
-        for (std::size_t cell = begin; cell < end; ++cell) {
-            const Vector3& first = vEntry[vCell[cell].begin].place;
-            const std::int64_t x = vCell[cell].x, y = cellOf(first.y()), z = cellOf(first.z());
-            Run runs[9];
-            for (int row = 0; row < 9; ++row)
-                runs[row] = runOf(x - 1, x + 1, y + row % 3 - 1, z + row / 3 - 1);
-            for (FitIndex i = vCell[cell].begin; i < vCell[cell + 1].begin; ++i) {
-                const Vector3 centre = vEntry[i].place;
-                visitPlace(vEntry[i].index);
-                for (const Run& run : runs)
-                    for (FitIndex j = run.begin; j < run.end; ++j) {
-                        const double sqDistance = (vEntry[j].place - centre).sqLength();
-                        if (sqDistance <= sqRadius) visitNeighbour(vEntry[j].index, sqDistance);
-                    }
-            }
-        }
+    /// The places of a cell are those from beginOfCell(cell) to beginOfCell(cell + 1) in the order of the grid.
+    FitIndex beginOfCell(std::size_t cell) const { return vCell[cell].begin; }
+    /// The places within the edge of a cell from any place in the given one are among these, itself included.
+    GridRows rowsAround(std::size_t cell) const {
+        const Vector3& first = vEntry[vCell[cell].begin].place;
+        const std::int64_t x = vCell[cell].x, y = cellOf(first.y()), z = cellOf(first.z());
+        GridRows rows;
+        for (int row = 0; row < 9; ++row)
+            rows[static_cast<std::size_t>(row)] = runOf(x - 1, x + 1, y + row % 3 - 1, z + row / 3 - 1);
+        return rows;
     }
+    double sqCellEdge() const { return 1.0 / (inverseEdge * inverseEdge); }
 
 private:
     struct Entry {
         Vector3 place;
         FitIndex index;
-    };
-    struct Run {
-        FitIndex begin, end;
     };
     struct Cell {
         std::int64_t x;
@@ -106,7 +99,7 @@ private:
         return slot;
     }
     /// The entries of the cells lowX to highX of a row.
-    Run runOf(std::int64_t lowX, std::int64_t highX, std::int64_t y, std::int64_t z) const {
+    GridRun runOf(std::int64_t lowX, std::int64_t highX, std::int64_t y, std::int64_t z) const {
         if (vRow.empty()) return {0, 0};
         const Row& row = vRow[slotOf(rowKey(y, z))];
         const auto itBegin = vCell.begin() + row.beginCell, itEnd = vCell.begin() + row.endCell;

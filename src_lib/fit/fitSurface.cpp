@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <tuple>
+#include <utility>
 
 #include "FitPoints.h"
 #include "Progress.h"
@@ -96,7 +97,7 @@ void SurfaceFit::lookAt(const std::vector<Point3>& vPoints, double extent, bool 
         vStart.push_back(frame.toLocal(p));
     mesh = FitMesh(std::move(vStart), result.vTriangle);
     sides = sidesOf(mesh);
-    points = selectPoints(vPlace, mesh, sides, REACH / spacing, FIT_GRID_EDGE);
+    points = selectPoints(std::move(vPlace), mesh, sides, REACH / spacing, FIT_GRID_EDGE);
     findPointSheets(points, bNoise);
     result.numPoints = points.size();
     result.spacing = frame.unit;

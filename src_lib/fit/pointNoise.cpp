@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <cmath>
 #include <limits>
+#include <span>
 
 #include "PointGrid.h"
 #include "fitLimits.h"
@@ -147,12 +148,14 @@ NoiseModel judgeNoise(const FitPoints& points, const std::vector<PointPlane>& vP
 double residualOf(const FitPoints& points, const Neighbourhoods& near) {
     std::vector<double> vHeight;
     const std::size_t step = std::max<std::size_t>(1, points.size() / NUM_PREDICTED);
-    for (std::size_t i = 0; i < points.size(); i += step)
-        for (const FitIndex j : near.of(i)) {
+    const auto isInSample = [step](FitIndex i) { return i % step == 0; };
+    near.visitWanted(0, near.numPoints(), isInSample, [&](FitIndex i, std::span<const FitIndex> vNear) {
+        for (const FitIndex j : vNear) {
             if (j == i || (points.vFitted[j] - points.vFitted[i]).sqLength() >= 4.0) continue;
             vHeight.push_back(
                 std::fabs(predictedHeight(points.vFitted[i], points.vNormal[i], points.vFitted[j], points.vNormal[j])));
         }
+    });
     return medianOf(vHeight) * TO_DEVIATION / std::sqrt(2.0);
 }
 

@@ -1,6 +1,7 @@
 #include "pointPlanes.h"
 
 #include <algorithm>
+#include <span>
 
 #include "Moments.h"
 #include "fitLimits.h"
@@ -17,13 +18,13 @@ const std::size_t MIN_NEIGHBOURS = 4;  // of a plane, the point included
 const double MIN_WIDTH = 0.1;
 const double NO_PLANE = 1e3;  // spread of the plane of a point whose neighbours are too few or on a line
 
-PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, double radius, std::size_t i) {
+PointPlane planeOf(const FitPoints& points, std::span<const FitIndex> vNear, double radius, FitIndex i) {
     const Vector3& p = points.vPlace[i];
     Vector3 sum;
     double sumOfWeights = 0.0;
     std::size_t count = 0;
     Moments moments;
-    for (const FitIndex j : near.of(i)) {
+    for (const FitIndex j : vNear) {
         const Vector3 offset = points.vPlace[j] - p;
         const double weight = weightWithin(offset.sqLength(), 1.0001 * radius);
         if (weight == 0.0) continue;
@@ -47,9 +48,9 @@ PointPlane planeOf(const FitPoints& points, const Neighbourhoods& near, double r
 
 std::vector<PointPlane> planesOf(const FitPoints& points, const Neighbourhoods& near, double radius) {
     std::vector<PointPlane> vPlane(points.size());
-    forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i)
-            vPlane[i] = planeOf(points, near, radius, i);
+    forChunks_MT(near.numPoints(), [&](std::size_t begin, std::size_t end) {
+        near.visitPoints(
+            begin, end, [&](FitIndex i, std::span<const FitIndex> vNear) { vPlane[i] = planeOf(points, vNear, radius, i); });
     });
     return vPlane;
 }

@@ -17,6 +17,7 @@
 #include <array>
 #include <limits>
 #include <memory>
+#include <span>
 
 #include "NearLanes.h"
 #include "Neighbourhoods.h"
@@ -40,13 +41,12 @@ float inverseSquareOf(double radius) {
     return static_cast<float>(1.0 / square(1.0001 * radius));
 }
 
-/// Calls work(position, lanes to use) for all points on all workers.
+/// Calls work(position, positions of the neighbours, lanes to use) for all points on all workers.
 template <typename Four, typename Work>
-void forPoints_MT(const FitPoints& points, const Work& work) {
-    forChunks_MT(points.size(), [&](std::size_t begin, std::size_t end) {
+void forPoints_MT(const Neighbourhoods& near, const Work& work) {
+    forChunks_MT(near.numPoints(), [&](std::size_t begin, std::size_t end) {
         NearLanes<Four> lanes;
-        for (std::size_t i = begin; i < end; ++i)
-            work(i, lanes);
+        near.visitPoints(begin, end, [&](FitIndex i, std::span<const FitIndex> vNear) { work(i, vNear, lanes); });
     });
 }
 
@@ -59,8 +59,9 @@ struct FourPlanes {
     Lanes sqSpread, doubt;
 };
 
-Vector3 votedNormal(const FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane,
-                    std::size_t i, double sqTolerance, NearLanes<FourPlanes>& lanes) {
+/// vIndex: the neighbours of the i-th point, within the radius.
+Vector3 votedNormal(const FitPoints& points, const std::vector<PointPlane>& vPlane, FitIndex i,
+                    std::span<const FitIndex> vIndex, double radius, double sqTolerance, NearLanes<FourPlanes>& lanes) {
     const Vector3& p = points.vPlace[i];
     const auto fill = [&](FourPlanes& four, std::size_t lane, FitIndex j) {
         four.sqDistance[lane] = static_cast<float>((points.vPlace[j] - p).sqLength());
@@ -69,7 +70,7 @@ Vector3 votedNormal(const FitPoints& points, const Neighbourhoods& near, const s
         four.sqSpread[lane] = static_cast<float>(vPlane[j].sqSpread);
     };
     const auto leaveOut = [](FourPlanes& four, std::size_t lane) { four.sqSpread[lane] = FAR_LANE; };
-    const std::span<const FourPlanes> vNear = lanes.gather(near.of(i), fill, leaveOut);
+    const std::span<const FourPlanes> vNear = lanes.gather(vIndex, fill, leaveOut);
     const auto doubtOf = [](const FourPlanes& four) {
         const Lanes height = four.normal * four.toCentre;
         return four.sqSpread + height * height;
@@ -78,7 +79,7 @@ Vector3 votedNormal(const FitPoints& points, const Neighbourhoods& near, const s
     for (const FourPlanes& four : vNear)
         least = smallerOf(least, doubtOf(four));
     const float leastDoubt = smallestOf(least), perTolerance = static_cast<float>(1.0 / sqTolerance);
-    const float inverseSqRadius = inverseSquareOf(near.getRadius());
+    const float inverseSqRadius = inverseSquareOf(radius);
     LaneVector sum{};
     for (const FourPlanes& four : vNear)
         sum += four.normal * ((LEAST_VOTE + weightWithin(four.sqDistance, inverseSqRadius)) *
@@ -91,12 +92,12 @@ struct FourPoints {
     LaneVector offset, normal;
 };
 
-/// The neighbours of the i-th point. vPlace: of all points, as measured or fitted.
-std::span<const FourPoints> gather(const FitPoints& points, const std::vector<Vector3>& vPlace, const Neighbourhoods& near,
-                                   std::size_t i, NearLanes<FourPoints>& lanes) {
+/// The neighbours of the i-th point, by their positions. vPlace: of all points, as measured or fitted.
+std::span<const FourPoints> gather(const FitPoints& points, const std::vector<Vector3>& vPlace, FitIndex i,
+                                   std::span<const FitIndex> vIndex, NearLanes<FourPoints>& lanes) {
     const Vector3 p = vPlace[i];
     return lanes.gather(
-        near.of(i),
+        vIndex,
         [&](FourPoints& four, std::size_t lane, FitIndex j) {
             four.offset.set(lane, vPlace[j] - p);
             four.normal.set(lane, points.vNormal[j]);
@@ -131,10 +132,10 @@ std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhood
     if (numRadii == 1) return vRadius;
     std::array<float, SHEET_RADII.size()> inverseSqRadii{};
     std::transform(SHEET_RADII.begin(), SHEET_RADII.end(), inverseSqRadii.begin(), inverseSquareOf);
-    const auto radiusFor = [&](std::size_t i, NearLanes<FourPoints>& lanes) {
+    const auto radiusFor = [&](FitIndex i, std::span<const FitIndex> vIndex, NearLanes<FourPoints>& lanes) {
         const LaneVector normal = allLanes(points.vNormal[i]);
         std::array<Lanes, SHEET_RADII.size()> weights{}, likeWeights{};
-        for (const FourPoints& four : gather(points, points.vPlace, near, i, lanes)) {
+        for (const FourPoints& four : gather(points, points.vPlace, i, vIndex, lanes)) {
             const Lanes sqDistance = four.offset.sqLength();
             const Lanes likeness = fallOff((normal - four.normal).sqLength() * OF_NORMALS);
             for (std::size_t k = 0; k < numRadii; ++k) {
@@ -148,26 +149,30 @@ std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhood
             --k;
         return SHEET_RADII[k];
     };
-    forPoints_MT<FourPoints>(points, [&](std::size_t i, auto& lanes) { vRadius[i] = radiusFor(i, lanes); });
+    forPoints_MT<FourPoints>(
+        near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) { vRadius[i] = radiusFor(i, vIndex, lanes); });
     return vRadius;
 }
 
-/// Returns the radius within which each point was averaged.
-std::vector<double> findNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
+void voteForNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
     const double sqTolerance = square(0.03) + 0.25 * square(points.noise);
     points.vNormal.resize(points.size());
-    forPoints_MT<FourPlanes>(points, [&](std::size_t i, auto& lanes) {
-        points.vNormal[i] = votedNormal(points, near, vPlane, i, sqTolerance, lanes);
+    forPoints_MT<FourPlanes>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
+        points.vNormal[i] = votedNormal(points, vPlane, i, vIndex, near.getRadius(), sqTolerance, lanes);
     });
+}
+
+/// Returns the radius within which each point was averaged.
+std::vector<double> averageNormals(FitPoints& points, const Neighbourhoods& near) {
     std::vector<double> vRadius = radiiByLikeness(points, near);
     const SheetWeight weightOf(points.noise);
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 3; ++round) {
-        forPoints_MT<FourPoints>(points, [&](std::size_t i, auto& lanes) {
+        forPoints_MT<FourPoints>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
             const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             const LaneVector normal = allLanes(points.vNormal[i]);
             LaneVector sum{};
-            for (const FourPoints& four : gather(points, points.vPlace, near, i, lanes))
+            for (const FourPoints& four : gather(points, points.vPlace, i, vIndex, lanes))
                 sum += four.normal * weightOf(inverseSqRadius, normal, four);
             vNext[i] = unitOr(sum.sum(), points.vNormal[i]);
         });
@@ -184,11 +189,11 @@ void findPlaces(FitPoints& points, const Neighbourhoods& near, const std::vector
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 2; ++round) {
         const SheetWeight weightOf(round == 0 ? points.noise : 0.5 * points.noise);
-        forPoints_MT<FourPoints>(points, [&](std::size_t i, auto& lanes) {
+        forPoints_MT<FourPoints>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
             const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             const LaneVector normal = allLanes(points.vNormal[i]);
             Lanes sum{}, sumOfWeights{};
-            for (const FourPoints& four : gather(points, points.vFitted, near, i, lanes)) {
+            for (const FourPoints& four : gather(points, points.vFitted, i, vIndex, lanes)) {
                 const Lanes weight = weightOf(inverseSqRadius, normal, four);
                 sum += weight * SheetWeight::heightOver(normal, four);
                 sumOfWeights += weight;
@@ -210,6 +215,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     if (bNoise) model.noise = noiseOf(points, vPlane);
     if (model.isNoisy()) {
         pNear.reset();
+        std::vector<PointPlane>().swap(vPlane);
         pNear = std::make_unique<Neighbourhoods>(points, NOISY_RADIUS);
         vPlane = planesOf(points, *pNear, NOISY_RADIUS);
         model = judgeNoise(points, vPlane);
@@ -218,7 +224,9 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     }
     points.noise = model.noise;
     points.radius = model.radius;
-    const std::vector<double> vRadius = findNormals(points, *pNear, vPlane);
+    voteForNormals(points, *pNear, vPlane);
+    std::vector<PointPlane>().swap(vPlane);
+    const std::vector<double> vRadius = averageNormals(points, *pNear);
     findPlaces(points, *pNear, vRadius, model.share);
     points.residual = residualOf(points, *pNear);
 }

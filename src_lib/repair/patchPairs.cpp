@@ -37,6 +37,10 @@ bool hasOnlyManifoldEdges(const CPatch& patch) {
     return std::all_of(vCE.begin(), vCE.end(), [](const CEdge* pCE) { return pCE->getDegree() == 2; });
 }
 
+bool areSmall(const CPatch* pPatch0, const CPatch* pPatch1) {
+    return pPatch0->getSize() <= MAX_SMALL_PATCH && pPatch1->getSize() <= MAX_SMALL_PATCH;
+}
+
 }  // namespace
 
 std::vector<CPatch*> cutIntoPatches(CMesh& mesh, std::set<CEdge*>* pFences) {
@@ -86,7 +90,10 @@ PatchPairs pairPatches(std::vector<CPatch*>& vPatches) {
 }
 
 bool solvePatchPairs(const CMesh& mesh, const std::vector<std::pair<CPatch*, CPatch*>>& vPairs) {
-    const double meshArea = mesh.getArea();
+    // The area is that before the first kill. None is asked for it where all are small, and they can't get larger.
+    const bool bAllSmall =
+        std::all_of(vPairs.begin(), vPairs.end(), [](const auto& pair) { return areSmall(pair.first, pair.second); });
+    const double meshArea = bAllSmall ? 0.0 : mesh.getArea();
     bool bChanged = false;
     for (const auto& [pPatch0, pPatch1] : vPairs)
         if (solvePatchPair(pPatch0, pPatch1, meshArea)) bChanged = true;
@@ -94,8 +101,7 @@ bool solvePatchPairs(const CMesh& mesh, const std::vector<std::pair<CPatch*, CPa
 }
 
 bool solvePatchPair(CPatch* pPatch0, CPatch* pPatch1, double meshArea) {
-    const bool bSmall = pPatch0->getSize() <= MAX_SMALL_PATCH && pPatch1->getSize() <= MAX_SMALL_PATCH;
-    if (!bSmall && (pPatch0->getArea() + pPatch1->getArea()) / meshArea > MAX_AREA_SHARE) return false;
+    if (!areSmall(pPatch0, pPatch1) && (pPatch0->getArea() + pPatch1->getArea()) / meshArea > MAX_AREA_SHARE) return false;
     CPatch* pSmaller = pPatch0->getSize() < pPatch1->getSize() ? pPatch0 : pPatch1;
     pSmaller->killPatchAndMembers();
     return true;

@@ -86,13 +86,22 @@ Points pointsOf(const py::array& array) {
         py::none(), [&](kel_points** out) { return kel_points_create_strided(pData, number, numPoints, row, column, out); });
 }
 
+/// To be called before the first array is made here. pybind11 looks NumPy up while it holds a lock of its own; if that
+/// imported NumPy, which lets other threads run, two threads would wait for each other. Arrays that callers pass need no
+/// call.
+void importNumpy() {
+    py::module_::import("numpy");
+}
+
 /// The points without a copy: the array keeps them alive.
 py::array arrayOf(const py::object& points) {
+    importNumpy();
     const kel_points* pPoints = points.cast<const Points&>().get();
     return py::array_t<double>({kel_points_count(pPoints), size_t{3}}, kel_points_data(pPoints), points);
 }
 
 py::tuple arraysOf(Mesh& mesh) {
+    importNumpy();
     const Mesh::Use use(mesh);
     Run run{py::none()};
     size_t numVertices = 0, numTriangles = 0;

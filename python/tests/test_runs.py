@@ -83,8 +83,11 @@ def test_a_bar_of_tqdm(points, capfd):
 def test_a_progress_function_cannot_start_a_run_or_use_the_mesh(points, mesh):
     with pytest.raises(kel.Error, match="a progress function can't call the library"):
         kel.reconstruct(points, progress=lambda name, fraction: kel.spacing(points))
+    with pytest.raises(kel.Error, match="a progress function can't call the library"):
+        kel.spacing(points, progress=lambda name, fraction: kel.set_num_threads(1))
     with pytest.raises(kel.Error, match="the mesh is in use by another run"):
-        mesh.reduce(50, progress=lambda name, fraction: mesh.info())
+        mesh.reduce(50, progress=lambda name, fraction: mesh.copy())
+    kel.spacing(points, progress=lambda name, fraction: mesh.copy().vertices)  # another mesh may be looked at
     assert kel.spacing(points) > 0.0 and mesh.info()["triangles"] > 0
 
 
@@ -183,6 +186,35 @@ def test_ctrl_c_ends_a_run_and_the_interpreter_goes_on():
     assert out == "True\n" and child.returncode == 0, err
     print("seconds until KeyboardInterrupt:", delays)
     assert np.median(delays) < 0.1
+
+
+INTERRUPTED_CHANGE = """
+import os, signal, threading, time
+import numpy as np
+import kel
+points = np.random.default_rng(1).normal(size=(40000, 3))
+points /= np.linalg.norm(points, axis=1)[:, None]
+mesh = kel.reconstruct(points, fit=False)
+for change in (lambda: mesh.flip(annealing=True), lambda: mesh.remove_crossings(), lambda: mesh.reduce(max_distance=1e-3)):
+    timer = threading.Timer(0.02, os.kill, (os.getpid(), signal.SIGINT))
+    timer.start()
+    try:
+        change()
+        time.sleep(1.0)
+    except KeyboardInterrupt:
+        pass
+    timer.join()
+    assert mesh.copy().info()["manifold"]
+    assert len(mesh.vertices) == mesh.vertices.shape[0] > 0
+timer = threading.Timer(0.1, os.kill, (os.getpid(), signal.SIGINT))
+timer.start()
+kel.reconstruct(np.tile(points, (5, 1)), spacing=0.004)  # the interpreter ends while this is told to stop
+"""
+
+
+def test_a_mesh_whose_change_was_interrupted_can_be_used_and_the_interpreter_ends():
+    done = subprocess.run([sys.executable, "-c", INTERRUPTED_CHANGE], capture_output=True, text=True, timeout=120)
+    assert done.stderr.rstrip().endswith("KeyboardInterrupt") and done.returncode in (1, -signal.SIGINT), done.stderr
 
 
 GROWTH = """

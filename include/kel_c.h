@@ -27,6 +27,9 @@
 #ifndef KEL_C_H
 #define KEL_C_H
 
+// This is C, which the checks of our C++ don't know.
+// NOLINTBEGIN(modernize-deprecated-headers,modernize-redundant-void-arg,modernize-use-using,readability-identifier-naming)
+
 #include <stddef.h>
 #include <stdint.h>
 
@@ -449,5 +452,7 @@ kel_status kel_mesh_fill(kel_mesh* mesh, int max_edges, const kel_keep_options* 
 #ifdef __cplusplus
 }
 #endif
+
+// NOLINTEND(modernize-deprecated-headers,modernize-redundant-void-arg,modernize-use-using,readability-identifier-naming)
 
 #endif

@@ -8,7 +8,7 @@ _kel() {
         mapfile -t COMPREPLY < <(compgen -W "$commands --help --version" -- "$cur")
     elif [[ $cur == -* ]]; then
         local options
-        options=$("$1" "${words[1]}" --help 2>/dev/null | grep -oE -- '(^|[ ,])--?[a-z][a-z0-9-]*' | tr -d ' ,')
+        options=$("$1" "${words[1]}" --help 2>/dev/null | grep -oE -- '(^|[ ,])--?[a-z][a-z0-9-]*' | tr -d ' ,' | sort -u)
         mapfile -t COMPREPLY < <(compgen -W "$options" -- "$cur")
     else
         _filedir

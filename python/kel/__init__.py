@@ -11,8 +11,8 @@ density allowed.
 Coordinates and lengths are in the unit of the points, angles in degrees. Points are arrays of shape (n, 3): float32, float64
 or integers, of any layout and stride, or sequences of such rows. The same points always give the same mesh.
 
-Other Python threads run while the library works. Ctrl-C ends a run with KeyboardInterrupt at its next report of progress,
-and so does an exception in a progress function. Nothing is printed: warnings are Python warnings of the class `KelWarning`,
+Other Python threads run while the library works. Ctrl-C ends a run with KeyboardInterrupt, and an exception in a progress
+function ends it and comes out as it is. Nothing is printed: warnings are Python warnings of the class `KelWarning`,
 failures are exceptions of the class `Error`, wrong arguments are a TypeError or a ValueError.
 """
 

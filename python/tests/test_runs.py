@@ -1,6 +1,7 @@
 """Runs beside other things: progress, Ctrl-C, threads, memory, references."""
 
 import gc
+import multiprocessing
 import signal
 import subprocess
 import sys
@@ -133,6 +134,17 @@ def test_other_threads_go_on_while_the_library_works():
     ticker.join()
     inside = [t for t in ticks if start < t < end]
     assert len(inside) > 20 and max(np.diff(inside)) < 0.5 * (end - start)
+
+
+def reconstructed(points):
+    return kel.reconstruct(points, fit=False).vertices
+
+
+def test_forked_processes_can_use_the_library(points):
+    wanted = reconstructed(points)
+    with multiprocessing.get_context("fork").Pool(2) as pool:
+        for vertices in pool.map(reconstructed, [points, points]):
+            assert np.array_equal(vertices, wanted)
 
 
 def test_a_mesh_that_another_thread_changes_is_refused():

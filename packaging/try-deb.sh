@@ -9,12 +9,12 @@ mirror=${1:-$(sed -n 's/^deb \(\[[^]]*\] \)\{0,1\}\([^ ]*\) .*/\2/p; s/^URIs: *\
 root=$PWD/root
 rm -rf "$root"
 debootstrap --variant=minbase bookworm "$root" "$mirror" >debootstrap.log
-cp /etc/apt/apt.conf.d/*proxy* "$root/etc/apt/apt.conf.d/" 2>/dev/null || true
 inside() { chroot "$root" env DEBIAN_FRONTEND=noninteractive PYTHONDONTWRITEBYTECODE=1 "$@"; }
 listing() { (cd "$root" && find usr etc -path usr/share/doc -prune -o -print | grep -i 'kel' | sort) || true; }
 
 before=$(listing)
 cp ./*.deb "$root/tmp/"
+inside apt-get update -qq
 inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/*.deb pkg-config gcc libc6-dev >/tmp/install.log 2>&1 || { tail /tmp/install.log; exit 1; }'
 
 echo "The program:"

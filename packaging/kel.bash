@@ -1,5 +1,6 @@
 # Completion of kel for bash: commands, then options of the command and files. Asks the program itself, so it has what that has.
 _kel() {
+    # shellcheck disable=SC2034  # what _init_completion sets
     local cur prev words cword
     _init_completion || return
     if ((cword == 1)); then

@@ -29,6 +29,7 @@ inside python3 -c 'import kel; mesh = kel.reconstruct(kel.read_points("/tmp/scan
 
 echo "The C interface:"
 cp ../../examples/mesh_of_points.c "$root/tmp/"
+# shellcheck disable=SC2016  # for the shell inside
 inside sh -c 'cc -std=c99 -pedantic /tmp/mesh_of_points.c -o /tmp/example $(pkg-config --cflags --libs kel) -lm && /tmp/example' | tail -1
 
 inside sh -c 'apt-get purge -y -qq kel libkel-dev libkel1.12 python3-kel >/dev/null 2>&1'

@@ -3,7 +3,8 @@
 set -eu
 cd "$(dirname "$0")"
 
-cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config python3 libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev zlib1g-dev libtinygltf-dev lib3mf-dev
+cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config python3 libgtest-dev libbenchmark-dev libcli11-dev nlohmann-json3-dev zlib1g-dev libtinygltf-dev lib3mf-dev \
+    pybind11-dev python3-dev python3-numpy python3-pytest python3-tqdm mypy
 
 cmake --preset dev
 cmake --build --preset dev

@@ -32,3 +32,10 @@ foreach(dir IN ITEMS LIBDIR INCLUDEDIR)
 endforeach()
 configure_file(cmake/kel.pc.in ${PROJECT_BINARY_DIR}/kel.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/kel.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig)
+
+# `cpack` in the build tree packs what would be installed into a .tar.gz.
+if(PROJECT_IS_TOP_LEVEL)
+    set(CPACK_GENERATOR TGZ)
+    set(CPACK_PACKAGE_VENDOR "KEL maintainers")
+    include(CPack)
+endif()

@@ -1,0 +1,16 @@
+#!/bin/sh
+# build-deb.sh: makes the Debian packages of the tree as it is committed, in build/deb, and looks at them with lintian.
+set -eu
+cd "$(dirname "$0")/.."
+
+cmake/install-packages.sh bash-completion cmake debhelper dh-python dpkg-dev help2man lib3mf-dev libcli11-dev libtinygltf-dev \
+    lintian ninja-build nlohmann-json3-dev pybind11-dev python3-dev zlib1g-dev g++
+rm -rf build/deb
+mkdir -p build/deb/kel
+git archive HEAD | tar -x -C build/deb/kel
+mv build/deb/kel/packaging/debian build/deb/kel/debian
+cd build/deb/kel
+dpkg-buildpackage --build=binary --no-sign --jobs="$(nproc)"
+cd ..
+lintian --fail-on error,warning --info --tag-display-limit 0 --allow-root ./*.changes
+ls -l ./*.deb

@@ -1,0 +1,43 @@
+#!/bin/sh
+# try-deb.sh [MIRROR]: installs the packages of build/deb into a new Debian root, uses each, removes them, and looks for what
+# they left. As root; takes debootstrap and some 400 MB.
+set -eu
+cd "$(dirname "$0")/../build/deb"
+mirror=${1:-$(sed -n 's/^deb \(\[[^]]*\] \)\{0,1\}\([^ ]*\) .*/\2/p; s/^URIs: *\([^ ]*\).*/\1/p' /etc/apt/sources.list /etc/apt/sources.list.d/* 2>/dev/null | head -1)}
+
+../../cmake/install-packages.sh debootstrap
+root=$PWD/root
+rm -rf "$root"
+debootstrap --variant=minbase bookworm "$root" "$mirror" >debootstrap.log
+inside() { chroot "$root" env DEBIAN_FRONTEND=noninteractive PYTHONDONTWRITEBYTECODE=1 "$@"; }
+listing() { (cd "$root" && find usr etc -path usr/share/doc -prune -o -print | grep -i 'kel' | sort) || true; }
+
+before=$(listing)
+cp ./*.deb "$root/tmp/"
+inside apt-get update -qq
+inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/*.deb pkg-config gcc libc6-dev >/tmp/install.log 2>&1 || { tail /tmp/install.log; exit 1; }'
+
+echo "The program:"
+inside kel scan sphere /tmp/scan.xyz --points 5000
+inside kel reconstruct /tmp/scan.xyz /tmp/mesh.ply
+test -f "$root/usr/share/man/man1/kel.1.gz"
+test -f "$root/usr/share/man/man1/kel-reconstruct.1.gz"
+inside bash -n /usr/share/bash-completion/completions/kel
+
+echo "The Python module:"
+inside python3 -c 'import kel; mesh = kel.reconstruct(kel.read_points("/tmp/scan.xyz")); print(mesh, mesh.info()["closed"])'
+
+echo "The C interface:"
+cp ../../examples/mesh_of_points.c "$root/tmp/"
+# shellcheck disable=SC2016  # for the shell inside
+inside sh -c 'cc -std=c99 -pedantic /tmp/mesh_of_points.c -o /tmp/example $(pkg-config --cflags --libs kel) -lm && /tmp/example' | tail -1
+
+inside sh -c 'apt-get purge -y -qq kel libkel-dev libkel1.12 python3-kel >/dev/null 2>&1'
+after=$(listing)
+if [ "$before" != "$after" ]; then
+    echo "Left behind:" >&2
+    echo "$after" >&2
+    exit 1
+fi
+rm -rf "$root"
+echo "Nothing left behind"

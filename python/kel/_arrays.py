@@ -1,0 +1,163 @@
+"""What callers pass, checked and brought into the form that the library takes. Each error names the argument and what it got.
+
+NumPy is imported when the first array is needed: ``import kel`` takes no longer than it must.
+"""
+
+from __future__ import annotations
+
+import os
+from typing import TYPE_CHECKING, Any, NoReturn, Union
+
+from . import _kel
+
+if TYPE_CHECKING:
+    import numpy as np
+    import numpy.typing as npt
+
+PathLike = Union[str, bytes, "os.PathLike[Any]"]
+
+
+def _got(array: npt.NDArray[Any]) -> str:
+    return f"but its shape is {array.shape} and its dtype {array.dtype}"
+
+
+def _array(value: Any, name: str) -> npt.NDArray[Any]:
+    """Any array or sequence of numbers as an array, without a copy where it is one."""
+    import numpy as np
+
+    if isinstance(value, np.ma.MaskedArray):
+        value = np.ma.filled(value.astype(np.float64), np.nan)  # type: ignore[no-untyped-call]
+    try:
+        array = np.asarray(value)
+    except (TypeError, ValueError) as error:  # rows of different lengths
+        raise ValueError(f"{name} must be an array of numbers, but numpy says: {error}") from None
+    if array.dtype.kind not in "fiu":
+        raise TypeError(f"{name} must hold numbers (float32, float64 or integers), {_got(array)}")
+    return array
+
+
+def _coordinates(array: npt.NDArray[Any]) -> npt.NDArray[Any]:
+    """In native single or double precision; other numbers become doubles."""
+    import numpy as np
+
+    if array.dtype in (np.dtype(np.float32), np.dtype(np.float64)):
+        return array
+    return array.astype(np.float64)
+
+
+def _rows(value: Any, name: str) -> npt.NDArray[Any]:
+    array = _array(value, name)
+    if array.ndim == 1 and array.size == 0:
+        array = array.reshape(0, 3)
+    if array.ndim != 2 or array.shape[1] != 3:
+        raise ValueError(f"{name} must have the shape (n, 3), {_got(array)}")
+    return array
+
+
+def _require_finite(array: npt.NDArray[Any], name: str, nan_policy: str) -> None:
+    import numpy as np
+
+    if nan_policy not in ("omit", "raise"):
+        raise ValueError(f'nan_policy must be "omit" or "raise", not {nan_policy!r}')
+    if nan_policy == "raise":
+        finite = np.isfinite(array).all(axis=1)
+        if not finite.all():
+            raise ValueError(f"{name} has {int((~finite).sum())} rows that aren't finite, first row {int(finite.argmin())}")
+
+
+def points(value: Any, name: str = "points", nan_policy: str = "omit") -> _kel.Points:
+    """Points in the memory of the library."""
+    array = _coordinates(_rows(value, name))
+    _require_finite(array, name, nan_policy)
+    return _kel.Points(array)
+
+
+def indices(value: Any, num_vertices: int, name: str = "triangles") -> npt.NDArray[np.int32]:
+    """Three positions of vertices for each triangle."""
+    import numpy as np
+
+    array = _rows(value, name)
+    if array.size == 0:
+        return np.empty((0, 3), dtype=np.int32)
+    if array.dtype.kind not in "iu":
+        raise TypeError(f"{name} must hold integers, {_got(array)}")
+    low, high = int(array.min()), int(array.max())
+    if low < 0 or high >= num_vertices:
+        wrong = low if low < 0 else high
+        raise ValueError(f"{name} names vertex {wrong}, but there are {num_vertices} vertices, counted from 0")
+    return np.ascontiguousarray(array, dtype=np.int32)
+
+
+def corners(value: Any, name: str = "triangles") -> _kel.Points:
+    """The corners of triangles, from a pair (vertices, triangles) or from an array (m, 3, 3) or (3 m, 3)."""
+    if isinstance(value, tuple) and len(value) == 2:
+        vertices = _rows(value[0], f"{name}[0]")
+        triangles = indices(value[1], len(vertices), f"{name}[1]")
+        return _kel.corners(_kel.Points(_coordinates(vertices)), triangles)
+    array = _array(value, name)
+    if array.ndim == 3 and array.shape[1:] == (3, 3):
+        array = array.reshape(-1, 3)
+    if array.ndim != 2 or array.shape[1] != 3 or len(array) % 3 != 0:
+        raise ValueError(
+            f"{name} must be a pair (vertices, triangles), or have the shape (m, 3, 3) or (3 m, 3), {_got(array)}"
+        )
+    return _kel.Points(_coordinates(array))
+
+
+def origin(value: Any) -> list[float] | None:
+    """A corner of the grid."""
+    if value is None:
+        return None
+    array = _array(value, "origin")
+    if array.shape != (3,):
+        raise ValueError(f"origin must have the shape (3,), {_got(array)}")
+    return [float(coordinate) for coordinate in array]
+
+
+def number(value: Any, name: str) -> float:
+    """A double."""
+    if isinstance(value, (str, bytes)):  # float() would read them
+        _refuse(value, name, "a number")
+    try:
+        return float(value)
+    except (TypeError, ValueError):
+        _refuse(value, name, "a number")
+
+
+def whole(value: Any, name: str) -> int:
+    """An integer that fits into 32 bits."""
+    if isinstance(value, bool) or not hasattr(value, "__index__"):
+        _refuse(value, name, "a whole number")
+    result = int(value.__index__())
+    if not -(2**31) <= result < 2**31:
+        raise ValueError(f"{name} is {result}, which is out of range")
+    return result
+
+
+def flag(value: Any, name: str) -> bool:
+    """True or False."""
+    if not isinstance(value, bool) and type(value).__name__ != "bool_":
+        _refuse(value, name, "True or False")
+    return bool(value)
+
+
+def _refuse(value: Any, name: str, wanted: str) -> NoReturn:
+    raise TypeError(f"{name} must be {wanted}, not {type(value).__name__}")
+
+
+def path(value: Any) -> bytes:
+    """The name of a file, as the system takes it."""
+    try:
+        name = os.fsencode(value)
+    except TypeError:
+        raise TypeError(f"path must be str, bytes or os.PathLike, not {type(value).__name__}") from None
+    if b"\0" in name:
+        raise ValueError("path has a null character in it")
+    return name
+
+
+def existing(value: Any) -> bytes:
+    """The same of a file that is there; else the error of the system says what is wrong."""
+    name = path(value)
+    os.stat(name)
+    return name

@@ -1,0 +1,100 @@
+"""The package around the functions: its types, what it imports, other packages, the examples."""
+
+import importlib.util
+import os
+import re
+import subprocess
+import sys
+
+import numpy as np
+import pytest
+from conftest import SOURCE, same, sphere
+
+import kel
+
+EXAMPLES = SOURCE / "examples/python"
+
+
+def run(*command, **options):
+    return subprocess.run([sys.executable, *map(str, command)], capture_output=True, text=True, timeout=120, **options)
+
+
+def test_types_hold_by_mypy():
+    package = SOURCE / "python/kel"
+    pytest.importorskip("mypy")
+    done = run("-m", "mypy", "--strict", "--cache-dir", os.devnull, package)
+    assert done.returncode == 0, done.stdout
+    done = run("-m", "mypy.stubtest", "kel._kel", "--mypy-config-file", os.devnull, cwd=SOURCE / "python")
+    faults = re.findall(r"error: (kel\._kel\.\S+) is not present at runtime", done.stdout)
+    assert set(faults) <= {"kel._kel.Keywords", "kel._kel.Report"}, done.stdout
+
+
+def test_importing_brings_in_nothing_that_is_slow():
+    done = run("-c", "import sys, kel; print(sorted(m for m in ('numpy', 'tqdm', 'inspect') if m in sys.modules))")
+    assert done.stdout == "[]\n", done.stderr
+
+
+def test_everything_has_a_docstring_in_numpydoc_form():
+    objects = [getattr(kel, name) for name in kel.__all__]
+    objects += [value for name, value in vars(kel.Mesh).items() if name[0] != "_" and callable(value)]
+    for thing in objects:
+        text = thing.__doc__
+        assert text and text.split("\n")[0].endswith("."), thing
+        if isinstance(thing, type):
+            continue
+        arguments = [name for name in thing.__code__.co_varnames[: thing.__code__.co_argcount] if name != "self"]
+        arguments += thing.__code__.co_varnames[thing.__code__.co_argcount :][: thing.__code__.co_kwonlyargcount]
+        described = re.findall(r"^ *([\w, ]+?)(?: : .*)?$", text.partition("Parameters\n")[2].partition("\n\n    R")[0], re.M)
+        described = [word.strip() for line in described for word in line.split(",")]
+        for argument in arguments:
+            assert argument in described, f"{thing.__name__}: {argument} isn't described"
+
+
+@pytest.mark.parametrize("name", ["trimesh", "open3d", "pyvista"])
+def test_other_packages(name, mesh):
+    if importlib.util.find_spec(name) is None:
+        with pytest.raises(ImportError, match=rf"to_{name}\(\) needs the package {name}"):
+            getattr(mesh, f"to_{name}")()
+        pytest.skip(f"{name} isn't installed")
+    mesh = kel.Mesh(mesh.vertices, mesh.triangles)
+    back = getattr(kel.Mesh, f"from_{name}")(getattr(mesh, f"to_{name}")())
+    assert same(back, kel.Mesh(mesh.vertices, mesh.triangles))
+
+
+def test_example_of_a_picture(tmp_path):
+    done = run(EXAMPLES / "scan_to_picture.py", cwd=tmp_path)
+    assert done.returncode == 0, done.stderr
+    assert "manifold: True, closed: True" in done.stdout
+    mesh = kel.read_mesh(tmp_path / "mesh.ply")
+    assert mesh.info()["volume"] == pytest.approx(2 * 2 * np.pi**2, rel=0.03)
+    with_picture = importlib.util.find_spec("matplotlib") is not None
+    assert (tmp_path / "mesh.png").exists() == with_picture and ("no picture" in done.stdout) != with_picture
+
+
+def test_example_of_a_folder(tmp_path):
+    scans = tmp_path / "scans"
+    scans.mkdir()
+    kel.write_points(scans / "ball.xyz", sphere(2000))
+    kel.write_points(scans / "again.las", sphere(1500, seed=2))
+    (scans / "broken.ply").write_bytes(b"ply\n")
+    (scans / "notes.md").write_text("no scan")
+    done = run(EXAMPLES / "folder_of_scans.py", scans, tmp_path / "meshes")
+    lines = done.stdout.splitlines()
+    assert [line.split()[0] for line in lines] == ["again.las", "ball.xyz", "broken.ply"], done.stderr
+    assert lines[1].endswith("closed: True")
+    assert sorted(path.name for path in (tmp_path / "meshes").iterdir()) == ["again.ply", "ball.ply"]
+
+
+def test_example_of_progress():
+    assert re.search(r"Reconstruct: +100%.*\n<kel.Mesh", run(EXAMPLES / "progress.py").stdout)
+    assert run(EXAMPLES / "progress.py", "0.05").stdout.endswith("ended after 0.05 s\n")
+
+
+def test_example_of_ctypes(tmp_path):
+    library = os.environ.get("KEL_LIBRARY", "")
+    if not library.endswith((".so", ".dylib")) and ".so." not in library:
+        pytest.skip("the library isn't shared")
+    done = run(EXAMPLES / "mesh_by_ctypes.py", library, tmp_path / "mesh.ply")
+    mesh = kel.read_mesh(tmp_path / "mesh.ply")
+    assert done.stdout == f"{len(mesh.vertices)} vertices, {len(mesh.triangles)} triangles\n", done.stderr
+    assert mesh.info()["area"] == pytest.approx(7.5, rel=0.1)  # a saddle over a square of side 2

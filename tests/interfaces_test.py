@@ -1,0 +1,23 @@
+"""Holds the C interface against the C++ one: each field of the option and report structs is carried over, by name."""
+import pathlib
+import re
+import sys
+
+root = pathlib.Path(__file__).resolve().parent.parent
+mapping = (root / "src_lib/api/cOptions.h").read_text() + (root / "src_lib/api/kel_c.cpp").read_text()
+# What has another form in C: the listener and the flag are fields of their own type, the steps have functions.
+elsewhere = {"origin", "pListener", "pStop", "vSteps"}
+faults, num_fields = [], 0
+for header in sorted((root / "include/kel").glob("*.h")):
+    for name, body in re.findall(r"^struct (\w+(?:Options|Report|Flaws)) \{\n(.*?)^\};", header.read_text(), re.M | re.S):
+        lists = re.findall(rf"forEach\w+\((?:const )?{name}& \w+,.*?^\}}", mapping, re.M | re.S)
+        fields = re.findall(r"^    (?!using)[\w:<>*]+(?: [\w:<>*]+)* (\w+)(?: = .*?)?;", body, re.M)
+        num_fields += len(fields)
+        for field in fields:
+            found = re.search(rf"\w+\.{field}\b", "".join(lists))
+            if not found and not (field in elsewhere and re.search(rf"[.\"]{field}\b", mapping)):
+                faults.append(f"{name}::{field} has no field in C")
+if num_fields < 60:
+    faults.append(f"only {num_fields} fields found: the structs are written in another way")
+print("\n".join(faults) or f"{num_fields} fields, all of them in C")
+sys.exit(bool(faults))

@@ -88,7 +88,7 @@ void thinDensePoints(std::vector<Vector3>& vPlace, double cellEdge) {
     };
     forChunks_MT(vPlace.size(), enterPoints, MIN_PARALLEL_POINTS);
     const int numThreads = numProcessors();
-    for (const std::size_t axis : {2, 1, 0})  // stable: the last one counts most
+    for (const std::size_t axis : {2U, 1U, 0U})  // stable: the last one counts most
         radixSortOnThreads(
             vSorted.data(), vSorted.size(), [axis](const CellPoint& entry) { return radixCode(entry.first[axis]); },
             numThreads);

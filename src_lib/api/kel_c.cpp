@@ -174,7 +174,7 @@ MeshPtr exactMesh(const std::vector<Point3>& vVertices, const std::vector<int>& 
         pRMesh->createT(vVtx[static_cast<std::size_t>(vIndices[i])], vVtx[static_cast<std::size_t>(vIndices[i + 1])],
                         vVtx[static_cast<std::size_t>(vIndices[i + 2])]);
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
-    pRMesh.release();
+    static_cast<void>(pRMesh.release());  // the new one owns it
     return pMesh;
 }
 

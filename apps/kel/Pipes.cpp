@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -63,11 +62,6 @@ void replaceAll(std::string& text, const std::string& what, const std::string& b
 
 }  // namespace
 
-Pipes::~Pipes() {
-    std::error_code ignored;
-    if (!folder.empty()) fs::remove_all(folder, ignored);
-}
-
 void Pipes::addInputFormat(CLI::App& command) {
     if (command.get_option_no_throw("--format") != nullptr) return;
     command
@@ -119,7 +113,7 @@ std::string Pipes::standardInput() {
 std::string Pipes::unpacked(const std::string& filename, const std::string& kind, const std::string& plainName) {
     std::string file = newFile(kind, plainName);
     unpack(filename, file, plainName);
-    if (fs::path(filename).parent_path() == folder) fs::remove(filename);
+    if (folder && fs::path(filename).parent_path() == folder->path()) fs::remove(filename);
     return file;
 }
 
@@ -146,10 +140,6 @@ std::string Pipes::withPlainNames(std::string text) const {
 }
 
 std::string Pipes::newFile(const std::string& kind, const std::string& plainName) {
-    if (folder.empty()) {
-        std::string path = (fs::temp_directory_path() / "kel-XXXXXX").string();
-        if (mkdtemp(path.data()) == nullptr) throw Failure("Can't make a temporary folder " + path);
-        folder = path;
-    }
-    return vNames.emplace_back(folder + "/" + std::to_string(vNames.size()) + kind, plainName).first;
+    if (!folder) folder.emplace();
+    return vNames.emplace_back(folder->path() + "/" + std::to_string(vNames.size()) + kind, plainName).first;
 }

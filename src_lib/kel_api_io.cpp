@@ -131,7 +131,7 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
                   AttributeColumns* pAttributes = nullptr) {
     switch (format) {
     case PointFormat::ASCII:
-        return readXyz(filename, vPoints, pAttributes);
+        return readXyzFile(filename, vPoints, pAttributes);
     case PointFormat::BIN:
         return readPoints_BIN(filename.c_str(), vPoints);
     case PointFormat::PLY:
@@ -365,6 +365,7 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
     const PointFormat format = formatByName(filename).points;
     if (format != PointFormat::ASCII && format != PointFormat::BIN && format != PointFormat::PLY)
         return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    if (format == PointFormat::ASCII) return readPoints_ASCII(filename.c_str(), vPoints);
     return readPointsAs(format, filename, vPoints);
 }
 

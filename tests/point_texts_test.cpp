@@ -37,6 +37,28 @@ void expectCutsRefused(const TempFolder& folder, const std::string& name, const 
 
 }  // namespace
 
+TEST(PointTexts, NoPointOfAPlainTextIsLostInSilence) {
+    const TempFolder folder;
+    const Points vThree{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
+    for (const char* const lineEnd : {"\n", "\r", "\r\n"}) {
+        std::string text = "\xef\xbb\xbf";
+        for (const char* const line : {"1 2 3", "", "4 5 6", "# 0 0 0", "7 8 9"})
+            text.append(line).append(lineEnd);
+        std::string said;
+        EXPECT_EQ(readBehindOlder(folder.write("a.xyz", text), true, &said), vThree);
+        EXPECT_EQ(said, "");
+        readBehindOlder(folder.write("a.xyz", "x y z" + std::string(lineEnd) + text + "7 8" + lineEnd + "x"), true, &said);
+        EXPECT_EQ(countIn(said, "left out 2 lines behind the first point"), 1) << said;
+        EXPECT_EQ(readBehindOlder(folder.write("a.obj", "v 1 2 3" + std::string(lineEnd) + "v 4 5 6"), true).size(), 2U);
+    }
+    EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.xyz", "nan 1 2\n3 -inf 4\n"), true),
+                        {{NOT_A_NUMBER, 1, 2}, {3, -std::numeric_limits<double>::infinity(), 4}}));
+    std::string text;
+    for (std::size_t length = 0; length < 2000; ++length)
+        text += "1 2 3" + std::string(length, ' ') + (length % 2 == 0 ? "\r" : "\n");
+    EXPECT_EQ(readBehindOlder(folder.write("a.xyz", text), true).size(), 2000U);
+}
+
 TEST(PointTexts, PtsReturnsThePointsOfAllBlocks) {
     const TempFolder folder;
     const Points vPoints = randomPoints(20000), vNone;
@@ -60,7 +82,7 @@ TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
     }
     expectRefused(folder, "a.pts", "1" + block.substr(1), "line 3: expected a number of points");
     expectRefused(folder, "a.pts", "3" + block.substr(1), "ends before point 3 of 3");
-    expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 nan 7\n", "line 4: expected point 2 of 2");
+    expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 none 7\n", "line 4: expected point 2 of 2");
     expectRefused(folder, "a.pts", std::string(100, ' ') + "1\n1 2 3\n", "line 1");
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pts"), false).empty());
 }

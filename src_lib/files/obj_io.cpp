@@ -82,7 +82,6 @@ private:
     }
 
     static bool isContinued(std::string_view line) {
-        if (line.back() == '\r') line.remove_suffix(1);
         return !line.empty() && line.back() == '\\' && line[line.find_first_not_of(" \t")] != '#';
     }
 

@@ -79,7 +79,7 @@ private:
 /// Sets line to the next one, and returns its point, the one with number i of numPoints.
 Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints, std::string_view& line) {
     const bool bLine = lines.next(line);
-    const std::optional<Point3> point = bLine ? extractPoint(line) : std::nullopt;
+    const std::optional<Point3> point = bLine ? pointOf(line) : std::nullopt;
     if (point) return *point;
     const std::string expected = "point " + std::to_string(i + 1) + " of " + std::to_string(numPoints);
     if (!bLine) refuse("ends before " + expected);

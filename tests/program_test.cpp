@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -95,6 +96,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"text.stl", "no triangle\n"},
                                             {"good.stl", begin + "vertex 1 0 0\n" + end},
                                             {"flat.stl", begin + corner + end},
+                                            {"cut.stl", begin + "vertex 1 0 0\n" + end + begin + "vertex 1"},
                                             {"ball.stl", roof(true)},
                                             {"points.ply",
                                              "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
@@ -149,10 +151,10 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"melt good.stl",
          {"o.ply", "o.ply --spacing 0", "o.ply --spacing 1 --feature-angle -1", "o.xyz --spacing 1",
           "good.stl --spacing 1"}},
-        {"melt", {"good.xyz o.ply --spacing 1", "flat.stl o.ply --spacing 1 --quiet"}},
+        {"melt", {"good.xyz o.ply --spacing 1", "flat.stl o.ply --spacing 1 --quiet", "cut.stl o.ply --spacing 1"}},
         {"cloud",
-         {"good.stl o.xyz", "good.stl o.stl --spacing 1", "none.stl o.xyz --spacing 1",
-          "flat.stl o.xyz --spacing 1 --quiet"}},
+         {"good.stl o.xyz", "good.stl o.stl --spacing 1", "none.stl o.xyz --spacing 1", "flat.stl o.xyz --spacing 1 --quiet",
+          "cut.stl o.xyz --spacing 1"}},
         {"reduce",
          {"good.stl o.ply --max-edge 1", "good.stl o.ply --max-edge -1 --max-angle 1",
           "good.stl good.stl --max-edge 1 --max-angle 1", "points.ply o.ply --max-edge 1 --max-angle 1"}},
@@ -171,7 +173,9 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "bad.bin o.ply", "bad.obj o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary",
           "good.xyz o.xyz --stl-binary", "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
-        {"info", {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "scan.bin --join", "points.ply --reference scan.bin"}},
+        {"info",
+         {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "cut.stl", "scan.bin --join",
+          "points.ply --reference scan.bin"}},
         {"info good.stl",
          {"--within 1", "--reference text.xyz", "--reference good.xyz --within 0", "--json good.stl",
           "--reference good.xyz --json good.xyz"}},
@@ -472,6 +476,16 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
     }
     EXPECT_EQ(run("convert - o.xyz --format ply <scan.bin").err.rfind("kel: Can't read points from standard input", 0), 0U);
     EXPECT_EQ(run("convert scan.bin - >/dev/full 2>/dev/null #").status, 1);
+    const std::size_t numFiles = folder.numFiles();
+    scan("sphere --points 20000");
+    run("convert scan.bin - --out-format xyz 2>said | head -n 1 >/dev/null #");
+    EXPECT_EQ(folder.read("said"), "kel: Can't write to standard output\n");
+    EXPECT_EQ(folder.numFiles(), numFiles + 1) << "a reader that stops early leaves no temporary files";
+    const Outcome ended =
+        run("convert - o.xyz --format xyz </dev/zero & kel=$!; sh -c '"
+            "until ls kel-*/* 2>/dev/null; do sleep 0.01; done'; kill -TERM $kel; wait $kel; #");
+    EXPECT_EQ(ended.status, 128 + SIGTERM);
+    EXPECT_EQ(folder.numFiles(), numFiles + 1) << "nor does a signal";
     unsetenv("TMPDIR");
 }
 

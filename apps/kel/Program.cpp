@@ -340,7 +340,6 @@ bool Program::readNumbered(const std::string& filename, std::vector<Point3>& vVe
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        if (meshFormat(filename) == MeshFormat::STL) return readSTL_ASCII(filename.c_str(), vCorners);
         if (!isGltfInput(filename)) return readTriangles_auto(filename, vCorners);
         std::vector<Point3> vVertices;
         std::vector<int> vIndices;

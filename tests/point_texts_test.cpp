@@ -70,6 +70,7 @@ TEST(PointTexts, PtsReturnsThePointsOfAllBlocks) {
         readBehindOlder(folder.write("a.PTS", "\r\n 20000 \r\n" + textOf(vPoints, "\t", "\r") + "\n0\n" + block), true),
         vBoth);
     EXPECT_EQ(readBehindOlder(folder.write("a.pts", "0\n"), true), vNone);
+    EXPECT_EQ(readBehindOlder(folder.write("a.pts", block.substr(6)), true), vPoints) << "without its count";
 }
 
 TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
@@ -80,6 +81,7 @@ TEST(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
         expectRefused(folder, "a.pts", count + block.substr(1));
         expectRefused(folder, "a.pts", block + count + block.substr(1));
     }
+    expectRefused(folder, "a.pts", "1 2 3 4\n5 6\n", "line 2: expected a point");
     expectRefused(folder, "a.pts", "1" + block.substr(1), "line 3: expected a number of points");
     expectRefused(folder, "a.pts", "3" + block.substr(1), "ends before point 3 of 3");
     expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 none 7\n", "line 4: expected point 2 of 2");
@@ -133,7 +135,8 @@ TEST(PointTexts, CsvFindsItsColumnsByTheHeader) {
          {std::string("\xef\xbb\xbf\"X\",\"Y\",\"Z\"\n1,2,3"), std::string("// X, Y , Z\n\n1, 2 ,3\n"),
           std::string("#z\ty\tx\tz\n3\t2\t1\t9\n"), std::string("id,y,\"name, long\",x,Z,\n,2,\"say \"\"x, y\"\"\",1,3,\n"),
           std::string("a;z;y;x\n1,5;\"3\";+2.0;1e0\n"), std::string("x,y,z,more\n1,2,3\n"),
-          std::string("xy\t,x,y,z\n1\t,1,2,3\n")})
+          std::string("xy\t,x,y,z\n1\t,1,2,3\n"), std::string("# by a scanner\n#, of, mine\nx,y,z\n1,2,3\n"),
+          std::string("sep=|\nX [m]|y(m)|\"Z [m]\"\n1|2|3\n || \n||\n"), std::string("\"sep=;\"\nx;y;z\n1;2;3\n;;\n")})
         EXPECT_EQ(readBehindOlder(folder.write("a.csv", text), true), vOne) << text;
     EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.csv", "x,y,z\nnan,NaN,\"nan\"\n"), true),
                         {{NOT_A_NUMBER, NOT_A_NUMBER, NOT_A_NUMBER}}));
@@ -154,6 +157,7 @@ TEST(PointTexts, CsvRefusesWhatIsNoTable) {
     for (const auto& [text, words] : std::vector<std::pair<std::string, std::string>>{
              {"1,2,3\n4,5,6\n", "line 1: expected a header with x, y and z"},
              {"x,y;z\n1,2;3\n", "line 1"},
+             {"# x y z\n#\n", "ends before a header"},
              {"x y z\n1 2 3\n", "line 1"},
              {"x,y,w\n1,2,3\n", "line 1"},
              {"x;y;z\n1;2;3\n1,5;2;3\n", "line 3: expected a number, with a decimal point if any, for x"},

@@ -108,7 +108,7 @@ std::vector<std::string_view> wordsOf(std::string_view text) {
 }
 
 bool NumberedLines::next(std::string_view& line) {
-    while (reader.nextLine(line, LineEnd::ANY)) {
+    while (reader.nextLine(line, lineEnd)) {
         ++number;
         bytes += line.size() + 1;
         if (line.size() >= BlockReader::MAX_TEXT) refuseLine("it is too long");

@@ -55,7 +55,7 @@ inline const char* endOfWord(const char* p, const char* end) {
 class NumberedLines {
 public:
     /// reader: must outlive this object; at the start of the file.
-    explicit NumberedLines(BlockReader& reader_) : reader(reader_) {}
+    explicit NumberedLines(BlockReader& reader_, LineEnd lineEnd_ = LineEnd::ANY) : reader(reader_), lineEnd(lineEnd_) {}
 
     /// Sets line to the next line that isn't blank, without a byte order mark. Returns false at the end. Refuses a file that
     /// can't be read on, or has a line of more than BlockReader::MAX_TEXT bytes.
@@ -71,6 +71,7 @@ public:
 
 private:
     BlockReader& reader;
+    const LineEnd lineEnd;
     std::uint64_t number = 0, bytes = 0;
 };
 

@@ -482,8 +482,9 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
     EXPECT_EQ(folder.read("said"), "kel: Can't write to standard output\n");
     EXPECT_EQ(folder.numFiles(), numFiles + 1) << "a reader that stops early leaves no temporary files";
     const Outcome ended =
-        run("convert - o.xyz --format xyz </dev/zero & kel=$!; sh -c '"
-            "until ls kel-*/* 2>/dev/null; do sleep 0.01; done'; kill -TERM $kel; wait $kel; #");
+        run("--version >/dev/null; sleep 3 | '" KEL_PROGRAM
+            "' convert - o.xyz --format xyz & kel=$!; "
+            "for i in $(seq 200); do ls kel-*/* >/dev/null 2>&1 && break; sleep 0.01; done; kill -TERM $kel; wait $kel #");
     EXPECT_EQ(ended.status, 128 + SIGTERM);
     EXPECT_EQ(folder.numFiles(), numFiles + 1) << "nor does a signal";
     unsetenv("TMPDIR");
@@ -739,9 +740,16 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
     EXPECT_TRUE(columns("mesh.ply", vBare).empty());
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue\n"), 1);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue, nx, ny, nz\n"), 1);
     EXPECT_GT(countIn(folder.read("mesh.obj"), " 0 1 0.0392157\n"), 500);
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.glb").out, "carried over: red, green, blue, label, height\n"), 1);
+    EXPECT_EQ(countIn(folder.read("mesh.obj"), "\nvn "), countIn("\n" + folder.read("mesh.obj"), "\nv "));
+    EXPECT_EQ(
+        countIn(run("reconstruct scan.csv mesh.glb").out, "carried over: red, green, blue, label, height, nx, ny, nz\n"), 1);
+    std::vector<Point3> vOfGlb;
+    ASSERT_EQ(run("convert mesh.glb back.ply").status, 0);
+    const PointAttributes ofGlb = columns("back.ply", vOfGlb);
+    for (std::size_t i = 0; i < vOfGlb.size(); ++i)
+        ASSERT_NEAR(ofGlb.find("nx")->number(i), vOfGlb[i].x(), 0.2);
     EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
     EXPECT_EQ(countIn(run("convert scan.csv o.xyz").err, "o.xyz can't hold red, green, blue, label, height, nx"), 1);
 
@@ -955,6 +963,21 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
         for (std::size_t i = 0; i < vBack.size(); ++i)
             ASSERT_LE((vBack[i] - vMesh[i]).getMaxAbsComponent(), 1.1e-6) << "the last one of six decimals";
     }
+    folder.write("far.py",
+                 "text = open('mesh.off').read().split('\\n')\n"
+                 "n = int(text[1].split()[0])\n"
+                 "far = lambda line: ' '.join(repr(float(w) + 5000000) for w in line.split())\n"
+                 "print('\\n'.join(text[:2] + [far(line) for line in text[2:2 + n]] + text[2 + n:]))\n");
+    ASSERT_EQ(run("convert mesh.ply mesh.off --precision double").status, 0);
+    ASSERT_EQ(std::system(("cd '" + folder.path("") + "' && python3 far.py >far.off").c_str()), 0);
+    const Outcome moved = run("convert far.off far.3mf");
+    EXPECT_EQ(countIn(moved.err, "far.3mf is moved by -5000000 -5000000 -5000000"), 1) << moved.err;
+    EXPECT_EQ(countIn(moved.err, "leaves"), 0) << "no place is lost " << moved.err;
+    ASSERT_EQ(std::system(("cd '" + folder.path("") + "' && python3 off.py far.3mf >back.off").c_str()), 0);
+    std::vector<Point3> vNear = points("back.off"), vMade = points("mesh.off");
+    ASSERT_EQ(vNear.size(), vMade.size());
+    for (std::size_t i = 0; i < vNear.size(); ++i)
+        ASSERT_LE((vNear[i] - vMade[i]).getMaxAbsComponent(), 2e-6);
     folder.write("tiny.off", "OFF\n4 2 0\n0 0 0\n1e-7 0 0\n0 1 0\n1 1 0\n3 0 1 2\n3 1 3 2\n");
     EXPECT_EQ(countIn(run("convert tiny.off o.3mf").err, "kel: warning: Single precision with six decimals"), 1);
     std::filesystem::create_symlink("/dev/full", folder.path("full.3mf"));

@@ -121,9 +121,10 @@ bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints)
 
 /// Appends the vertices of a mesh. The triangles are read, too: a bad one makes a bad file.
 template <typename Read>
-bool readVertices(const Read& read, const std::string& filename, std::vector<Point3>& vPoints) {
+bool readVertices(const Read& read, const std::string& filename, std::vector<Point3>& vPoints,
+                  AttributeColumns* pAttributes) {
     std::vector<int> vIndices;
-    return read(filename, vPoints, vIndices);
+    return read(filename, vPoints, vIndices, pAttributes);
 }
 
 /// False, without a word, when the format is NONE. pAttributes: gets what the points carry; null where nobody wants it.
@@ -131,7 +132,7 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
                   AttributeColumns* pAttributes = nullptr) {
     switch (format) {
     case PointFormat::ASCII:
-        return readXyz(filename, vPoints, pAttributes);
+        return readXyzFile(filename, vPoints, pAttributes);
     case PointFormat::BIN:
         return readPoints_BIN(filename.c_str(), vPoints);
     case PointFormat::PLY:
@@ -147,13 +148,9 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
     case PointFormat::CSV:
         return readCsv(filename, vPoints, pAttributes);
     case PointFormat::OBJ:
-        return readVertices(
-            [pAttributes](const std::string& name, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-                return readObj(name, vVertices, vIndices, pAttributes);
-            },
-            filename, vPoints);
+        return readVertices(readObj, filename, vPoints, pAttributes);
     case PointFormat::OFF:
-        return readVertices(readOff, filename, vPoints);
+        return readVertices(readOff, filename, vPoints, pAttributes);
     case PointFormat::NONE:
         break;
     }
@@ -183,6 +180,9 @@ bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoint
     columns.nameChannels();
     if (columns.numLeftOut() > 0)
         warning("readPointFile", filename + ": left out " + toString(columns.numLeftOut()) + " columns");
+    if (columns.numBytesLeftOut() > 0)
+        warning("readPointFile", filename + ": left out " + toString(columns.numBytesLeftOut()) +
+                                     " bytes of each point, which its format doesn't describe");
     try {
         appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, attributes);
         return true;
@@ -237,7 +237,7 @@ bool readNumbered(const std::string& filename, std::vector<Point3>& vVertices, s
     case MeshFormat::OBJ:
         return readObj(filename, vVertices, vIndices, pAttributes);
     case MeshFormat::OFF:
-        return readOff(filename, vVertices, vIndices);
+        return readOff(filename, vVertices, vIndices, pAttributes);
     case MeshFormat::NONE:
         break;
     }
@@ -365,6 +365,8 @@ bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
     const PointFormat format = formatByName(filename).points;
     if (format != PointFormat::ASCII && format != PointFormat::BIN && format != PointFormat::PLY)
         return fail("Filename extension of [" + filename + "] is not valid, expected *.ply, *.xyz or *.bin");
+    if (format == PointFormat::ASCII) return readPoints_ASCII(filename.c_str(), vPoints);
+    if (format == PointFormat::PLY) return readPly(filename.c_str(), true, vPoints);
     return readPointsAs(format, filename, vPoints);
 }
 
@@ -521,16 +523,9 @@ bool writePointsPly(const std::string& filename, std::vector<Point3>& vPoints, b
 }
 
 bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vPoints) {
-    switch (meshFormat(filename)) {
-    case MeshFormat::PLY:
-        warnOfWrongName("readTriangles_auto", filename);
-        return PLY::readPly(filename, false, vPoints);
-    case MeshFormat::STL:
-        warnOfWrongName("readTriangles_auto", filename);
-        return readStl(filename, true, vPoints);
-    default:
-        return readCornersByNumber(filename, vPoints);
-    }
+    if (meshFormat(filename) != MeshFormat::STL) return readCornersByNumber(filename, vPoints);
+    warnOfWrongName("readTriangles_auto", filename);
+    return readStl(filename, true, vPoints);
 }
 
 bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {

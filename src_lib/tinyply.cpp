@@ -14,6 +14,7 @@
 
 #include <algorithm>
 #include <array>
+#include <cmath>
 #include <cstring>
 #include <istream>
 #include <limits>
@@ -27,6 +28,7 @@
 #include <utility>
 
 #include "BlockReader.h"
+#include "pointReading.h"
 #include "textNumbers.h"
 
 namespace PLY {
@@ -114,20 +116,19 @@ void swapBytes(std::uint8_t* p, std::size_t numBytes, std::size_t width) {
     }
 }
 
-[[noreturn]] void throwShortBody() {
-    throw std::runtime_error("unexpected end of file");
+/// where: which item of the body there is nothing left for, if that is known.
+[[noreturn]] void throwShortBody(const std::string& where = "") {
+    throw std::runtime_error("unexpected end of file" + where);
+}
+
+std::string inItem(const PlyElement& element, std::size_t item) {
+    return ": element " + element.name + ", item " + std::to_string(item + 1) + " of " + std::to_string(element.size);
 }
 
 std::size_t checkedProduct(std::size_t a, std::size_t b) {
     std::size_t product = 0;
     if (__builtin_mul_overflow(a, b, &product)) throwShortBody();
     return product;
-}
-
-std::size_t checkedSum(std::size_t a, std::size_t b) {
-    std::size_t sum = 0;
-    if (__builtin_add_overflow(a, b, &sum)) throwShortBody();
-    return sum;
 }
 
 // ---- Header
@@ -209,16 +210,19 @@ class BodyReader {
 public:
     BodyReader(BlockReader& in_, bool bBinary_, bool bBigEndian_) : in(in_), bBinary(bBinary_), bBigEndian(bBigEndian_) {}
 
-    /// All items of one element.
-    void read(std::size_t numItems, const std::vector<ReadPlan>& vPlan) {
+    /// All items of one element, which must outlive the call.
+    void read(const PlyElement& element, const std::vector<ReadPlan>& vPlan) {
         const bool bHasList = std::any_of(vPlan.begin(), vPlan.end(), [](const auto& plan) { return plan.property.isList; });
-        if (bBinary && !bHasList) return readRows(numItems, vPlan);
-        for (std::size_t i = 0; i < numItems; ++i)
+        pElement = &element;
+        if (bBinary && !bHasList) return readRows(element.size, vPlan);
+        for (item = 0; item < element.size; ++item)
             for (const ReadPlan& plan : vPlan)
                 plan.property.isList ? readList(plan) : readValues(plan, 1);
     }
 
 private:
+    [[noreturn]] void throwShort() const { throwShortBody(inItem(*pElement, item)); }
+
     /// Binary items of one width.
     void readRows(std::size_t numItems, const std::vector<ReadPlan>& vPlan) {
         std::size_t stride = 0;
@@ -227,7 +231,8 @@ private:
         const std::vector<Cut> vCut = makeCuts(vPlan);
         if (vCut.empty() && !in.skipFar(checkedProduct(numItems, stride))) throwShortBody();
         while (!vCut.empty() && numItems > 0) {
-            if (!in.fill(stride)) throwShortBody();
+            item = pElement->size - numItems;
+            if (!in.fill(stride)) throwShort();
             const std::size_t numRows = std::min(numItems, in.size() / stride);
             for (const Cut& cut : vCut)
                 cutRows(cut, numRows, stride);
@@ -292,7 +297,7 @@ private:
 
     std::int64_t readBinaryInt(Type type) {
         const std::size_t width = widthOf(type);
-        if (!in.fill(width)) throwShortBody();
+        if (!in.fill(width)) throwShort();
         std::array<std::uint8_t, 8> aByte{};
         std::memcpy(aByte.data(), in.begin(), width);
         in.skip(width);
@@ -311,8 +316,8 @@ private:
                 continue;
             }
             visitType(plan.property.propertyType, [&](auto value) {
-                value =
-                    plan.pData->bLenient ? readLenientValue<decltype(value)>(*plan.pData) : readTextValue<decltype(value)>();
+                value = plan.pData->bLenient ? readLenientValue<decltype(value)>(*plan.pData)
+                                             : readTextValue<decltype(value)>(plan.pData->bNotFinite);
                 append(*plan.pData, reinterpret_cast<const char*>(&value), sizeof value);
             });
         }
@@ -320,7 +325,7 @@ private:
 
     void readBinaryValues(PlyData* pData, std::size_t numBytes) {
         while (numBytes > 0) {
-            if (!in.fill(1)) throwShortBody();
+            if (!in.fill(1)) throwShort();
             const std::size_t numHere = std::min(numBytes, in.size());
             if (pData != nullptr) append(*pData, in.begin(), numHere);
             in.skip(numHere);
@@ -335,7 +340,7 @@ private:
 
     std::string_view nextWord() {
         const std::string_view word = in.nextWord();
-        if (word.empty()) throwShortBody();
+        if (word.empty()) throwShort();
         return word;
     }
 
@@ -349,12 +354,25 @@ private:
             return TARN_KEL::extractInt(word.data(), end, value) == end;
     }
 
+    /// bNotFinite: see PlyData.
     template <typename T>
-    T readTextValue() {
+    T readTextValue(bool bNotFinite = false) {
         const std::string_view word = nextWord();
         T value{};
-        if (!parse(word, value)) throw std::runtime_error("not a number of its type: " + std::string(word.substr(0, 40)));
+        if (!parse(word, value) && !(bNotFinite && parseNotFinite(word, value)))
+            throw std::runtime_error("not a number of its type: " + std::string(word.substr(0, 40)) +
+                                     inItem(*pElement, item));
         return value;
+    }
+
+    template <typename T>
+    static bool parseNotFinite(std::string_view word, T& value) {
+        if constexpr (std::is_floating_point_v<T>) {
+            const std::optional<double> number = TARN_KEL::numberOf(word);
+            value = static_cast<T>(number.value_or(0.0));
+            return number && !std::isfinite(*number);
+        }
+        return false;
     }
 
     template <typename T>
@@ -368,6 +386,8 @@ private:
     BlockReader& in;
     const bool bBinary;
     const bool bBigEndian;
+    const PlyElement* pElement = nullptr;  // that is being read
+    std::size_t item = 0;                  // of it
 };
 
 // ---- Writing
@@ -432,7 +452,8 @@ public:
     std::size_t findElement(const std::string& elementKey) const;
     std::vector<std::size_t> findProperties(const PlyElement& element, const std::vector<std::string>& propertyKeys) const;
     std::vector<std::vector<ReadPlan>> makeReadPlans() const;
-    std::size_t leastBodySize(const std::vector<std::vector<ReadPlan>>& vvPlan) const;
+    std::size_t leastItemSize(const std::vector<ReadPlan>& vPlan) const;
+    void requireBodySize(const std::vector<std::vector<ReadPlan>>& vvPlan, std::size_t numBytesLeft) const;
     void prepareBuffers(const std::vector<std::vector<ReadPlan>>& vvPlan, std::size_t numBytesLeft) const;
     void swapBuffers() const;
     std::size_t findOrMakeElement(const std::string& elementKey, std::size_t count);
@@ -442,6 +463,7 @@ public:
 
     bool isBinary = false;
     bool isBigEndian = false;
+    std::size_t numBytesBehind = 0;  // the body that was read last
     std::vector<std::string> comments;
     std::vector<std::string> objInfo;
     std::vector<PlyElement> elements;
@@ -573,19 +595,26 @@ std::vector<std::vector<ReadPlan>> PlyFileImpl::makeReadPlans() const {
     return vvPlan;
 }
 
-/// Bytes that the body has at least: lists may be empty.
-std::size_t PlyFileImpl::leastBodySize(const std::vector<std::vector<ReadPlan>>& vvPlan) const {
-    std::size_t numBytes = 0;
-    for (std::size_t iElement = 0; iElement < elements.size(); ++iElement) {
-        std::size_t itemSize = 0;
-        for (const ReadPlan& plan : vvPlan[iElement]) {
-            const std::size_t inText = 2;  // a digit and what separates it from the next one
-            const std::size_t inBinary = plan.property.isList ? widthOf(plan.property.listType) : plan.width;
-            itemSize += isBinary ? inBinary : inText;
-        }
-        numBytes = checkedSum(numBytes, checkedProduct(elements[iElement].size, itemSize));
+/// Bytes that an item has at least: lists may be empty.
+std::size_t PlyFileImpl::leastItemSize(const std::vector<ReadPlan>& vPlan) const {
+    std::size_t itemSize = 0;
+    for (const ReadPlan& plan : vPlan) {
+        const std::size_t inText = 2;  // a digit and what separates it from the next one
+        const std::size_t inBinary = plan.property.isList ? widthOf(plan.property.listType) : plan.width;
+        itemSize += isBinary ? inBinary : inText;
     }
-    return isBinary || numBytes == 0 ? numBytes : numBytes - 1;
+    return itemSize;
+}
+
+/// Throws for a body that must be longer than so many bytes.
+void PlyFileImpl::requireBodySize(const std::vector<std::vector<ReadPlan>>& vvPlan, std::size_t numBytesLeft) const {
+    std::size_t numLeft = numBytesLeft + (isBinary ? 0 : 1);  // nothing separates the last value of a text
+    for (std::size_t iElement = 0; iElement < elements.size(); ++iElement) {
+        const PlyElement& element = elements[iElement];
+        const std::size_t itemSize = leastItemSize(vvPlan[iElement]);  // not 0, as there are properties
+        if (numLeft / itemSize < element.size) throwShortBody(inItem(element, numLeft / itemSize) + " at the latest");
+        numLeft -= element.size * itemSize;
+    }
 }
 
 /// Empties the buffers and reserves what they will hold, as far as the stream can hold it.
@@ -616,20 +645,27 @@ void PlyFileImpl::swapBuffers() const {
 
 void PlyFile::read(std::istream& in) {
     const std::vector<std::vector<ReadPlan>> vvPlan = pImpl->makeReadPlans();
-    const std::size_t leastSize = pImpl->leastBodySize(vvPlan);
     const std::optional<std::size_t> numBytesLeft = bytesLeft(in);
-    if (numBytesLeft && leastSize > *numBytesLeft) throwShortBody();
+    if (numBytesLeft) pImpl->requireBodySize(vvPlan, *numBytesLeft);
     pImpl->prepareBuffers(vvPlan, numBytesLeft.value_or(0));
 
     BlockReader reader(in);
     BodyReader body(reader, pImpl->isBinary, pImpl->isBigEndian);
     for (std::size_t iElement = 0; iElement < vvPlan.size(); ++iElement)
-        body.read(pImpl->elements[iElement].size, vvPlan[iElement]);
+        body.read(pImpl->elements[iElement], vvPlan[iElement]);
     if (pImpl->isBigEndian) pImpl->swapBuffers();
-    if (numBytesLeft) {
-        in.clear();
-        in.seekg(-static_cast<std::istream::off_type>(reader.size()), std::ios_base::cur);
-    }
+    if (!numBytesLeft) return;
+    in.clear();
+    in.seekg(-static_cast<std::istream::off_type>(reader.size()), std::ios_base::cur);
+    const std::istream::pos_type bodyEnd = in.tellg();
+    const std::size_t numBytesBehind = bytesLeft(in).value_or(0);
+    pImpl->numBytesBehind = BlockReader(in).nextWord().empty() ? 0 : numBytesBehind;
+    in.clear();
+    in.seekg(bodyEnd);
+}
+
+std::size_t PlyFile::numBytesBehind() const {
+    return pImpl->numBytesBehind;
 }
 
 std::size_t PlyFileImpl::findOrMakeElement(const std::string& elementKey, std::size_t count) {

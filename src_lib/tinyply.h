@@ -77,6 +77,8 @@ struct PlyData {
     /// the values is noted here.
     bool bLenient = false;
     std::vector<std::size_t> vUnknown;
+    /// May be set before read(): in text "nan" and "inf", in any case and with a sign, are floating point numbers, too.
+    bool bNotFinite = false;
 };
 
 /// Vertices and faces in the form in which they are written to a file.
@@ -126,6 +128,9 @@ public:
     /// that is shorter than the header says or doesn't fit it; counts beyond the length of the stream throw before anything
     /// is read. Cost: linear in the bytes of the body; memory for the requested properties.
     void read(std::istream& in);
+    /// How many bytes there are behind the body that was read last, without white space in text. 0 where the stream doesn't
+    /// tell.
+    std::size_t numBytesBehind() const;
 
     /// Registers a flat buffer for writing: count items, each with one value, or a list of listCount values, for each key.
     /// data: not owned; must exist until write().

@@ -155,7 +155,10 @@ TEST_F(AttributeFiles, LasHasTheFieldsOfEveryFormat) {
         Points vSome;
         PointAttributes ofSome;
         std::size_t numOthers = 0;
-        ASSERT_TRUE(readPoints_LAS(path.c_str(), {1, 30, 31}, vSome, numOthers, ofSome));
+        const std::string said = outputOf([&] {
+            EXPECT_TRUE(readPoints_LAS(path.c_str(), {1, 30, 31}, vSome, numOthers, ofSome));
+        });
+        EXPECT_EQ(countIn(said, "left out 3 bytes of each point"), 1) << said;
         std::vector<std::size_t> vRow;
         for (std::size_t i = 0; i < vPoints.size(); ++i)
             if (i % 32 == 1 || i % 32 >= 30) vRow.push_back(i);
@@ -396,6 +399,15 @@ TEST_F(AttributeFiles, SeveralFilesBecomeOneCloud) {
     EXPECT_EQ(numbers(attributes, "red"), Numbers({-999, 1, 1000.0 / 65535.0, 0, -999, 0.5}));
     EXPECT_EQ(numbers(attributes, "label"), Numbers({-999, 7, 8, 9, -999, 0.5}));
     expectFails("column.size()==numRows", [&] { readPointFile("b.csv", vPoints = {}, attributes); });
+}
+
+TEST_F(AttributeFiles, ClassificationsOfDifferentNamesAreOneColumn) {
+    Points vPoints;
+    PointAttributes attributes;
+    for (const std::string name : {"Classification", "scalar_Classification", "CLASS"})
+        EXPECT_TRUE(readPointFile(folder.write("a.csv", "x,y,z,label," + name + "\n0,0,0,7,2\n"), vPoints, attributes));
+    EXPECT_EQ(attributes.vColumns.size(), 2U);
+    EXPECT_EQ(numbers(attributes, "Classification"), Numbers({2, 2, 2}));
 }
 
 TEST_F(AttributeFiles, WholeNumbersOfDifferentTypesStayWhole) {

@@ -144,6 +144,18 @@ TEST(Gltf, WhatVerticesCarryAndPointsAlone) {
     EXPECT_EQ(content.vWarnings[0], "1 primitive(s) of lines are left out");
 }
 
+TEST(Gltf, AnAccessorWithoutAViewHasZeros) {
+    const TempFolder folder;
+    GltfBuilder file = colouredSquare();
+    file.json["accessors"][3].erase("bufferView");
+    const GltfContent content = readGltf(folder.write("a.glb", file.glb()));
+    EXPECT_EQ(content.vVertices.size(), 4U);
+    EXPECT_EQ(content.attributes.find("height")->number(3), 0.0);
+    file.json["accessors"][0].erase("bufferView");
+    file.json["accessors"][0]["count"] = 1000000000;
+    EXPECT_NE(refusalOf(folder.write("a.glb", file.glb()), 1000), "") << "which take no bytes, but memory";
+}
+
 TEST(Gltf, TextsHaveTheirBytesBesideThem) {
     const TempFolder folder;
     const GltfBuilder file = colouredSquare();

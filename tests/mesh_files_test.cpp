@@ -249,8 +249,16 @@ TEST_F(ReadMesh, takesFilesOfOtherPrograms) {
                "\tendloop\r\nendfacet\r\n";
     folder.write("m.ply", ply);
     folder.write("m.stl", stl);
-    for (const char* name : {"m.ply", "m.stl"})
-        EXPECT_EQ(sizeOf(readMesh_auto(folder.path(name))), sizeOf(meshOf(sheet(1, 1)))) << name;
+    std::string capitals;
+    for (const char c : stl + "endsolid\r\n")
+        if (c != '\n') capitals += static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+    folder.write("capitals.stl", capitals);
+    for (const std::string name : {"m.ply", "m.stl", "capitals.stl"}) {
+        MeshPtr pMesh;
+        const std::string said = outputOf([&] { pMesh = readMesh_auto(folder.path(name)); });
+        EXPECT_EQ(sizeOf(pMesh), sizeOf(meshOf(sheet(1, 1)))) << name;
+        EXPECT_EQ(countIn(said, "has no endsolid"), name == "m.stl" ? 1 : 0) << name << said;
+    }
 }
 
 TEST_F(ReadMesh, whatIsNoMeshGivesNullAndALine) {

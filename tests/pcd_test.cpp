@@ -130,6 +130,18 @@ TEST_F(Pcd, DontTrustTheHeader) {
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pcd"), false).empty());
 }
 
+TEST_F(Pcd, SayWhenThereAreMorePointsThanTheHeaderCounts) {
+    for (const std::string& encoding : {ENCODINGS[0], ENCODINGS[1]}) {
+        const std::string whole = pcdFile(SOME_POINTS, encoding, PLAIN_PCD);
+        const std::string fewer = replaced(replaced(whole, "POINTS 3", "POINTS 2"), "WIDTH 3", "WIDTH 2");
+        for (const auto& [bytes, numLines] : {std::pair(whole, 0), std::pair(fewer, 1)}) {
+            std::string said;
+            EXPECT_EQ(readBehindOlder(folder.write("a.pcd", bytes), true, &said).size(), numLines == 0 ? 3U : 2U);
+            EXPECT_EQ(countIn(said, "has more points than its header counts"), numLines) << said;
+        }
+    }
+}
+
 TEST_F(Pcd, DontTrustACompressedBlock) {
     const auto bytes = [](std::initializer_list<int> list) { return std::string(list.begin(), list.end()); };
     const std::string run = bytes({2, 5, 6, 7});

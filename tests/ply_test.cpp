@@ -360,6 +360,39 @@ TEST_F(ReadPly, SaysWhatItCannotRead) {
     }
 }
 
+// What readPly() refuses but readPointFile() takes, which has points in mind and not one function's rules.
+TEST_F(ReadPly, PointFilesMayHoldWhatOthersWrite) {
+    const auto header = [](const std::string& type, const std::string& count) {
+        return "ply\nformat ascii 1.0\nelement vertex " + count + "\nproperty " + type + " x\nproperty " + type +
+               " y\nproperty " + type + " z\nend_header\n";
+    };
+    Points vPoints;
+    const auto read = [&](const std::string& bytes) {
+        vPoints.clear();
+        bool bRead = false;
+        const std::string path = folder.write("a.ply", bytes);
+        const std::string said = outputOf([&] { bRead = readPointFile(path, vPoints); });
+        EXPECT_EQ(bRead, !vPoints.empty());
+        return said;
+    };
+    EXPECT_EQ(read(header("float", "2") + "nan 1 -INF\n1 2 3\n"), "");
+    EXPECT_TRUE(vPoints.size() == 2U && std::isnan(vPoints[0].x()) && std::isinf(vPoints[0].z()));
+    for (const std::string type : {"char", "uchar", "short", "ushort", "int", "uint"}) {
+        EXPECT_EQ(read(header(type, "1") + "1 2 3\n \n"), "");
+        EXPECT_EQ(vPoints, Points({{1, 2, 3}})) << type;
+    }
+    EXPECT_EQ(countIn(read(header("float", "1") + "1 2 3\n4 5 6\n"), "has more than its header counts: 7 bytes"), 1);
+    EXPECT_EQ(vPoints.size(), 1U);
+    for (const auto& [bytes, words] : std::map<std::string, std::string>{
+             {header("int64", "1") + "1 2 3\n", "unsupported type of the coordinate x"},
+             {header("float", "3") + "1.5 2.5 3.5\n4.5 5.5 6.5\n", "end of file: element vertex, item 3 of 3\n"},
+             {header("float", "900") + "1 2 3\n", "end of file: element vertex, item 2 of 900 at the latest\n"},
+             {header("float", "2") + "1 2 3\n4 5 x\n", "x: element vertex, item 2 of 2\n"}}) {
+        const std::string said = read(bytes);
+        EXPECT_NE(said.find(words), std::string::npos) << words << " in " << said;
+    }
+}
+
 TEST_F(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
     Soup soup{CORNERS, {{0, 2, 1}, {0, 1, 3}, {1, 2, 3}, {2, 0, 3}, {0, 1, 2}}};
     soup.vVtx.emplace_back(7, 7, 7);  // without a triangle

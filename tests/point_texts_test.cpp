@@ -28,6 +28,27 @@ struct PointTexts : FolderTest {};
 
 }  // namespace
 
+TEST_F(PointTexts, NoPointOfAPlainTextIsLostInSilence) {
+    const Points vThree{{1, 2, 3}, {4, 5, 6}, {7, 8, 9}};
+    for (const char* const lineEnd : {"\n", "\r", "\r\n"}) {
+        std::string text = "\xef\xbb\xbf";
+        for (const char* const line : {"1 2 3", "", "4 5 6", "# 0 0 0", "7 8 9"})
+            text.append(line).append(lineEnd);
+        std::string said;
+        EXPECT_EQ(readBehindOlder(folder.write("a.xyz", text), true, &said), vThree);
+        EXPECT_EQ(said, "");
+        readBehindOlder(folder.write("a.xyz", "x y z" + std::string(lineEnd) + text + "7 8" + lineEnd + "x"), true, &said);
+        EXPECT_EQ(countIn(said, "left out 2 lines behind the first point"), 1) << said;
+        EXPECT_EQ(readBehindOlder(folder.write("a.obj", "v 1 2 3" + std::string(lineEnd) + "v 4 5 6"), true).size(), 2U);
+    }
+    EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.xyz", "nan 1 2\n3 -inf 4\n"), true),
+                        {{NOT_A_NUMBER, 1, 2}, {3, -std::numeric_limits<double>::infinity(), 4}}));
+    std::string text;
+    for (std::size_t length = 0; length < 2000; ++length)
+        text += "1 2 3" + std::string(length, ' ') + (length % 2 == 0 ? "\r" : "\n");
+    EXPECT_EQ(readBehindOlder(folder.write("a.xyz", text), true).size(), 2000U);
+}
+
 TEST_F(PointTexts, PtsReturnsThePointsOfAllBlocks) {
     const Points vPoints = randomPoints(20000, 142857, 1.0 / 7), vNone;
     Points vBoth = vPoints;
@@ -38,6 +59,7 @@ TEST_F(PointTexts, PtsReturnsThePointsOfAllBlocks) {
         readBehindOlder(folder.write("a.PTS", "\r\n 20000 \r\n" + textOf(vPoints, "\t", "\r") + "\n0\n" + block), true),
         vBoth);
     EXPECT_EQ(readBehindOlder(folder.write("a.pts", "0\n"), true), vNone);
+    EXPECT_EQ(readBehindOlder(folder.write("a.pts", block.substr(6)), true), vPoints) << "without its count";
 }
 
 TEST_F(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
@@ -47,9 +69,10 @@ TEST_F(PointTexts, PtsRefusesWhatDoesNotFitItsCounts) {
         expectRefused(folder, "a.pts", count + block.substr(1));
         expectRefused(folder, "a.pts", block + count + block.substr(1));
     }
+    expectRefused(folder, "a.pts", "1 2 3 4\n5 6\n", "line 2: expected a point");
     expectRefused(folder, "a.pts", "1" + block.substr(1), "line 3: expected a number of points");
     expectRefused(folder, "a.pts", "3" + block.substr(1), "ends before point 3 of 3");
-    expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 nan 7\n", "line 4: expected point 2 of 2");
+    expectRefused(folder, "a.pts", "2\n1 2 3\n\n5 none 7\n", "line 4: expected point 2 of 2");
     expectRefused(folder, "a.pts", std::string(100, ' ') + "1\n1 2 3\n", "line 1");
     EXPECT_TRUE(readBehindOlder(folder.path("missing.pts"), false).empty());
 }
@@ -96,7 +119,8 @@ TEST_F(PointTexts, CsvFindsItsColumnsByTheHeader) {
          {std::string("\xef\xbb\xbf\"X\",\"Y\",\"Z\"\n1,2,3"), std::string("// X, Y , Z\n\n1, 2 ,3\n"),
           std::string("#z\ty\tx\tz\n3\t2\t1\t9\n"), std::string("id,y,\"name, long\",x,Z,\n,2,\"say \"\"x, y\"\"\",1,3,\n"),
           std::string("a;z;y;x\n1,5;\"3\";+2.0;1e0\n"), std::string("x,y,z,more\n1,2,3\n"),
-          std::string("xy\t,x,y,z\n1\t,1,2,3\n")})
+          std::string("xy\t,x,y,z\n1\t,1,2,3\n"), std::string("# by a scanner\n#, of, mine\nx,y,z\n1,2,3\n"),
+          std::string("sep=|\nX [m]|y(m)|\"Z [m]\"\n1|2|3\n || \n||\n"), std::string("\"sep=;\"\nx;y;z\n1;2;3\n;;\n")})
         EXPECT_EQ(readBehindOlder(folder.write("a.csv", text), true), vOne) << text;
     EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.csv", "x,y,z\nnan,NaN,\"nan\"\n"), true),
                         {{NOT_A_NUMBER, NOT_A_NUMBER, NOT_A_NUMBER}}));
@@ -116,6 +140,7 @@ TEST_F(PointTexts, CsvRefusesWhatIsNoTable) {
     for (const auto& [text, words] : std::vector<std::pair<std::string, std::string>>{
              {"1,2,3\n4,5,6\n", "line 1: expected a header with x, y and z"},
              {"x,y;z\n1,2;3\n", "line 1"},
+             {"# x y z\n#\n", "ends before a header"},
              {"x y z\n1 2 3\n", "line 1"},
              {"x,y,w\n1,2,3\n", "line 1"},
              {"x;y;z\n1;2;3\n1,5;2;3\n", "line 3: expected a number, with a decimal point if any, for x"},

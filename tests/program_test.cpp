@@ -2,6 +2,7 @@
 #include <sys/stat.h>
 #include <sys/wait.h>
 
+#include <csignal>
 #include <cstring>
 #include <fstream>
 #include <nlohmann/json.hpp>
@@ -115,6 +116,7 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"text.stl", "no triangle\n"},
                                             {"good.stl", begin + "vertex 1 0 0\n" + end},
                                             {"flat.stl", begin + corner + end},
+                                            {"cut.stl", begin + "vertex 1 0 0\n" + end + begin + "vertex 1"},
                                             {"ball.stl", roof(true)},
                                             {"points.ply",
                                              "ply\nformat ascii 1.0\nelement vertex 1\nproperty float x\nproperty float y\n"
@@ -163,10 +165,10 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"melt good.stl",
          {"o.ply", "o.ply --spacing 0", "o.ply --spacing 1 --feature-angle -1", "o.xyz --spacing 1",
           "good.stl --spacing 1"}},
-        {"melt", {"good.xyz o.ply --spacing 1", "flat.stl o.ply --spacing 1 --quiet"}},
+        {"melt", {"good.xyz o.ply --spacing 1", "flat.stl o.ply --spacing 1 --quiet", "cut.stl o.ply --spacing 1"}},
         {"cloud",
-         {"good.stl o.xyz", "good.stl o.stl --spacing 1", "none.stl o.xyz --spacing 1",
-          "flat.stl o.xyz --spacing 1 --quiet"}},
+         {"good.stl o.xyz", "good.stl o.stl --spacing 1", "none.stl o.xyz --spacing 1", "flat.stl o.xyz --spacing 1 --quiet",
+          "cut.stl o.xyz --spacing 1"}},
         {"reduce",
          {"good.stl o.ply --max-edge 1", "good.stl o.ply --max-edge -1 --max-angle 1",
           "good.stl good.stl --max-edge 1 --max-angle 1", "points.ply o.ply --max-edge 1 --max-angle 1"}},
@@ -185,7 +187,9 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
           "bad.bin o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary", "good.xyz o.xyz --stl-binary",
           "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
-        {"info", {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "scan.bin --join", "points.ply --reference scan.bin"}},
+        {"info",
+         {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "cut.stl", "scan.bin --join",
+          "points.ply --reference scan.bin"}},
         {"info good.stl",
          {"--within 1", "--reference text.xyz", "--reference good.xyz --within 0", "--json good.stl",
           "--reference good.xyz --json good.xyz"}},
@@ -469,6 +473,17 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
     }
     EXPECT_EQ(run("convert - o.xyz --format ply <scan.bin").err.rfind("kel: Can't read points from standard input", 0), 0U);
     EXPECT_EQ(run("convert scan.bin - >/dev/full 2>/dev/null #").status, 1);
+    const std::size_t numFiles = folder.numFiles();
+    scan("sphere --points 20000");
+    run("convert scan.bin - --out-format xyz 2>said | head -n 1 >/dev/null #");
+    EXPECT_EQ(folder.read("said"), "kel: Can't write to standard output\n");
+    EXPECT_EQ(folder.numFiles(), numFiles + 1) << "a reader that stops early leaves no temporary files";
+    const Outcome ended =
+        run("--version >/dev/null; sleep 3 | '" KEL_PROGRAM
+            "' convert - o.xyz --format xyz & kel=$!; "
+            "for i in $(seq 200); do ls kel-*/* >/dev/null 2>&1 && break; sleep 0.01; done; kill -TERM $kel; wait $kel #");
+    EXPECT_EQ(ended.status, 128 + SIGTERM);
+    EXPECT_EQ(folder.numFiles(), numFiles + 1) << "nor does a signal";
     unsetenv("TMPDIR");
 }
 
@@ -720,9 +735,16 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     std::vector<Point3> vBare;
     EXPECT_EQ(run("reconstruct scan.csv mesh.ply --no-attributes").status, 0);
     EXPECT_TRUE(columns("mesh.ply", vBare).empty());
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue\n"), 1);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.obj").out, "carried over: red, green, blue, nx, ny, nz\n"), 1);
     EXPECT_GT(countIn(folder.read("mesh.obj"), " 0 1 0.0392157\n"), 500);
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.glb").out, "carried over: red, green, blue, label, height\n"), 1);
+    EXPECT_EQ(countIn(folder.read("mesh.obj"), "\nvn "), countIn("\n" + folder.read("mesh.obj"), "\nv "));
+    EXPECT_EQ(
+        countIn(run("reconstruct scan.csv mesh.glb").out, "carried over: red, green, blue, label, height, nx, ny, nz\n"), 1);
+    std::vector<Point3> vOfGlb;
+    ASSERT_EQ(run("convert mesh.glb back.ply").status, 0);
+    const PointAttributes ofGlb = columns("back.ply", vOfGlb);
+    for (std::size_t i = 0; i < vOfGlb.size(); ++i)
+        ASSERT_NEAR(ofGlb.find("nx")->number(i), vOfGlb[i].x(), 0.2);
     EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
     EXPECT_EQ(countIn(run("convert scan.csv o.xyz").err, "o.xyz can't hold red, green, blue, label, height, nx"), 1);
 
@@ -905,6 +927,21 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
         for (std::size_t i = 0; i < vBack.size(); ++i)
             ASSERT_LE((vBack[i] - vMesh[i]).getMaxAbsComponent(), 1.1e-6) << "the last one of six decimals";
     }
+    folder.write("far.py",
+                 "text = open('mesh.off').read().split('\\n')\n"
+                 "n = int(text[1].split()[0])\n"
+                 "far = lambda line: ' '.join(repr(float(w) + 5000000) for w in line.split())\n"
+                 "print('\\n'.join(text[:2] + [far(line) for line in text[2:2 + n]] + text[2 + n:]))\n");
+    ASSERT_EQ(run("convert mesh.ply mesh.off --precision double").status, 0);
+    ASSERT_EQ(std::system(("cd '" + folder.path("") + "' && python3 far.py >far.off").c_str()), 0);
+    const Outcome moved = run("convert far.off far.3mf");
+    EXPECT_EQ(countIn(moved.err, "far.3mf is moved by -5000000 -5000000 -5000000"), 1) << moved.err;
+    EXPECT_EQ(countIn(moved.err, "leaves"), 0) << "no place is lost " << moved.err;
+    ASSERT_EQ(std::system(("cd '" + folder.path("") + "' && python3 off.py far.3mf >back.off").c_str()), 0);
+    std::vector<Point3> vNear = points("back.off"), vMade = points("mesh.off");
+    ASSERT_EQ(vNear.size(), vMade.size());
+    for (std::size_t i = 0; i < vNear.size(); ++i)
+        ASSERT_LE((vNear[i] - vMade[i]).getMaxAbsComponent(), 2e-6);
     folder.write("tiny.off", "OFF\n4 2 0\n0 0 0\n1e-7 0 0\n0 1 0\n1 1 0\n3 0 1 2\n3 1 3 2\n");
     EXPECT_EQ(countIn(run("convert tiny.off o.3mf").err, "kel: warning: Single precision with six decimals"), 1);
     std::filesystem::create_symlink("/dev/full", folder.path("full.3mf"));

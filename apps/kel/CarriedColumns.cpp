@@ -12,8 +12,8 @@ namespace {
 
 /// Whether the file of a mesh has room for a column.
 bool holds(const std::string& out, AttributeKind kind) {
-    if (isGlbFile(out)) return kind != AttributeKind::NORMAL;
-    return isPlyFile(out) || (isObjFile(out) && kind == AttributeKind::COLOUR);
+    if (isPlyFile(out) || isGlbFile(out)) return true;
+    return isObjFile(out) && (kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL);
 }
 
 }  // namespace

@@ -6,14 +6,16 @@
 
 #include <algorithm>
 #include <array>
-#include <cctype>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string_view>
 #include <system_error>
 
+#include "../../src_lib/files/BlockReader.h"
+#include "../../src_lib/files/InputFile.h"
 #include "../../src_lib/files/fileFormats.h"
+#include "../../src_lib/files/textNumbers.h"
 #include "GltfFile.h"
 
 using namespace TARN_KEL;
@@ -24,11 +26,10 @@ bool isOfType(const std::string& filename, FileType type) {
     return getFileType(filename) == type;
 }
 
-bool headerCountsFaces(std::istream& in) {
-    std::string line;
-    if (in.peek() != 'p') return false;  // no header: one line may be the whole file
-    while (std::getline(in, line)) {
-        std::istringstream words(line);
+bool headerCountsFaces(BlockReader& reader) {
+    if (!reader.fill(1) || *reader.begin() != 'p') return false;  // no header: one line may be the whole file
+    for (std::string_view line; reader.nextLine(line, LineEnd::ANY);) {
+        std::istringstream words{std::string(line)};
         std::string first, second, count;
         words >> first >> second >> count;
         if (first == "end_header") return false;
@@ -37,11 +38,11 @@ bool headerCountsFaces(std::istream& in) {
     return false;
 }
 
-bool offCountsFaces(std::istream& in) {
-    std::string line, header;
+bool offCountsFaces(BlockReader& reader) {
+    std::string header;
     std::size_t numVertices = 0, numFaces = 0;
-    while (std::getline(in, line)) {
-        header += line.substr(0, line.find('#')) + ' ';
+    for (std::string_view line; reader.nextLine(line, LineEnd::ANY);) {
+        header.append(line.substr(0, line.find('#'))) += ' ';
         // The word OFF comes first, with a blank behind it or not.
         std::istringstream counts(header.substr(std::min(header.find_first_of("0123456789"), header.size())));
         if (counts >> numVertices >> numFaces) return numFaces != 0;
@@ -49,12 +50,10 @@ bool offCountsFaces(std::istream& in) {
     return false;
 }
 
-bool objHasFaces(std::istream& in) {
-    for (std::string line; std::getline(in, line);) {
-        const std::size_t first = line.find_first_not_of(" \t");
-        if (line.compare(std::min(first, line.size()), 1, "f") == 0 &&
-            std::isspace(static_cast<unsigned char>(line[first + 1])) != 0)
-            return true;
+bool objHasFaces(BlockReader& reader) {
+    for (std::string_view line; reader.nextLine(line, LineEnd::ANY);) {
+        line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
+        if (line.size() > 1 && line[0] == 'f' && isSpace(line[1])) return true;
     }
     return false;
 }
@@ -171,16 +170,17 @@ bool isE57File(const std::string& filename) {
 
 bool holdsTriangles(const std::string& filename) {
     if (isGltfInput(filename)) return !readGltf(filename).vIndices.empty();
-    std::ifstream in(filename, std::ios_base::binary);
+    InputFile file(filename);
+    BlockReader reader(file.stream());
     switch (meshFormat(filename)) {
     case MeshFormat::NONE:
         return false;
     case MeshFormat::PLY:
-        return headerCountsFaces(in);
+        return headerCountsFaces(reader);
     case MeshFormat::OFF:
-        return offCountsFaces(in);
+        return offCountsFaces(reader);
     case MeshFormat::OBJ:
-        return objHasFaces(in);
+        return objHasFaces(reader);
     case MeshFormat::STL:
         break;
     }

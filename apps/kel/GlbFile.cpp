@@ -68,23 +68,6 @@ private:
     std::vector<Json> vView, vAccessor;
 };
 
-/// The middle of the box around the vertices, rounded to whole numbers where these are fine enough.
-Point3 centreOf(const std::vector<Point3*>& vVertices) {
-    std::array<double, 3> aLeast, aMost, aCentre;
-    aLeast.fill(std::numeric_limits<double>::infinity());
-    aMost.fill(-std::numeric_limits<double>::infinity());
-    for (const Point3* p : vVertices)
-        for (std::size_t axis = 0; axis < 3; ++axis) {
-            aLeast[axis] = std::min(aLeast[axis], valuesOf(*p)[axis]);
-            aMost[axis] = std::max(aMost[axis], valuesOf(*p)[axis]);
-        }
-    for (std::size_t axis = 0; axis < 3; ++axis) {
-        const double middle = aLeast[axis] / 2.0 + aMost[axis] / 2.0, extent = aMost[axis] - aLeast[axis];
-        aCentre[axis] = extent > 100.0 ? std::round(middle) : middle;
-    }
-    return {aCentre[0], aCentre[1], aCentre[2]};
-}
-
 std::size_t putTriangles(const std::vector<int>& vIndices, GlbBuffer& buffer) {
     buffer.beginView(TRIANGLES);
     for (const int index : vIndices)
@@ -171,6 +154,22 @@ void putColumns(const PointAttributes& attributes, GlbBuffer& buffer, Json& name
 }
 
 }  // namespace
+
+Point3 centreOf(const std::vector<Point3*>& vVertices) {
+    std::array<double, 3> aLeast, aMost, aCentre;
+    aLeast.fill(std::numeric_limits<double>::infinity());
+    aMost.fill(-std::numeric_limits<double>::infinity());
+    for (const Point3* p : vVertices)
+        for (std::size_t axis = 0; axis < 3; ++axis) {
+            aLeast[axis] = std::min(aLeast[axis], valuesOf(*p)[axis]);
+            aMost[axis] = std::max(aMost[axis], valuesOf(*p)[axis]);
+        }
+    for (std::size_t axis = 0; axis < 3; ++axis) {
+        const double middle = aLeast[axis] / 2.0 + aMost[axis] / 2.0, extent = aMost[axis] - aLeast[axis];
+        aCentre[axis] = extent > 100.0 ? std::round(middle) : middle;
+    }
+    return {aCentre[0], aCentre[1], aCentre[2]};
+}
 
 bool writeGlb(const std::string& filename, const MeshPtr& pMesh, const PointAttributes& attributes,
               const std::vector<Vector3>& vNormals) {

@@ -6,6 +6,9 @@
 #include <string>
 #include <vector>
 
+/// The middle of the box around some places, rounded to whole numbers where these are fine enough. There must be one.
+TARN_KEL::Point3 centreOf(const std::vector<TARN_KEL::Point3*>& vPlaces);
+
 /// Writes a mesh as one node with one primitive.
 ///
 /// Places are single precision, from a centre that the node adds again as its translation, so that a mesh in map coordinates

@@ -199,6 +199,7 @@ public:
             refuse("has an " + name + " of a type that isn't known");
         numNumbers = static_cast<std::size_t>(numOfType);
         numberLength = static_cast<std::size_t>(numBytes);
+        if (accessor.bufferView < 0) return;  // all elements are zero
         const tinygltf::BufferView& view = entryOf(model.bufferViews, accessor.bufferView, "view");
         const std::vector<unsigned char>& data = entryOf(model.buffers, view.buffer, "buffer").data;
         const std::size_t elementLength = numNumbers * numberLength;
@@ -250,7 +251,9 @@ private:
         return bNormalized ? std::max(value / std::numeric_limits<Int>::max(), -1.0) : value;
     }
 
-    const char* pFirst = nullptr;
+    static constexpr std::array<char, 16> ZEROS{};  // as long as any element
+
+    const char* pFirst = ZEROS.data();
     std::size_t stride = 0, numCount = 0, numNumbers = 0, numberLength = 0;
     int type = 0;
     bool bNormalized = false;

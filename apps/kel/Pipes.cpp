@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <fstream>
@@ -23,13 +22,14 @@ namespace fs = std::filesystem;
 namespace {
 
 constexpr const char* STANDARD_INPUT = "standard input";
+constexpr std::size_t BLOCK = std::size_t{256} << 10;  // bytes that are copied at once
 
 /// Writes a file block by block. next: long(char* p, unsigned numBytes) gives how many bytes there were, 0 at the end.
 /// Returns whether there were any.
 template <typename Next>
 bool writeBlocks(const std::string& filename, const Next& next) {
     std::ofstream out(filename, std::ios_base::binary);
-    std::vector<char> block(std::size_t{256} << 10);
+    std::vector<char> block(BLOCK);
     while (const long num = next(block.data(), static_cast<unsigned>(block.size())))
         out.write(block.data(), num);
     if (!out.flush()) throw Failure("There is no room for what is read in the folder for temporary files");
@@ -62,11 +62,6 @@ void replaceAll(std::string& text, const std::string& what, const std::string& b
 }
 
 }  // namespace
-
-Pipes::~Pipes() {
-    std::error_code ignored;
-    if (!folder.empty()) fs::remove_all(folder, ignored);
-}
 
 void Pipes::addInputFormat(CLI::App& command) {
     if (command.get_option_no_throw("--format") != nullptr) return;
@@ -119,7 +114,7 @@ std::string Pipes::standardInput() {
 std::string Pipes::unpacked(const std::string& filename, const std::string& kind, const std::string& plainName) {
     std::string file = newFile(kind, plainName);
     unpack(filename, file, plainName);
-    if (fs::path(filename).parent_path() == folder) fs::remove(filename);
+    if (folder && fs::path(filename).parent_path() == folder->path()) fs::remove(filename);
     return file;
 }
 
@@ -136,7 +131,10 @@ void Pipes::requireUse() const {
 void Pipes::deliver(const std::string& filename) const {
     if (outFile.empty() || filename != outFile) return;
     std::ifstream in(filename, std::ios_base::binary);
-    if (!(std::cout << in.rdbuf()).flush()) throw Failure("Can't write to standard output");
+    std::vector<char> block(BLOCK);  // as << of a whole buffer is silent when only a part of it was taken
+    while (in.read(block.data(), static_cast<std::streamsize>(block.size())), in.gcount() > 0)
+        if (!std::cout.write(block.data(), in.gcount())) break;
+    if (!std::cout.flush()) throw Failure("Can't write to standard output");
 }
 
 std::string Pipes::withPlainNames(std::string text) const {
@@ -146,10 +144,6 @@ std::string Pipes::withPlainNames(std::string text) const {
 }
 
 std::string Pipes::newFile(const std::string& kind, const std::string& plainName) {
-    if (folder.empty()) {
-        std::string path = (fs::temp_directory_path() / "kel-XXXXXX").string();
-        if (mkdtemp(path.data()) == nullptr) throw Failure("Can't make a temporary folder " + path);
-        folder = path;
-    }
-    return vNames.emplace_back(folder + "/" + std::to_string(vNames.size()) + kind, plainName).first;
+    if (!folder) folder.emplace();
+    return vNames.emplace_back(folder->path() + "/" + std::to_string(vNames.size()) + kind, plainName).first;
 }

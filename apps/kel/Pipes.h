@@ -2,23 +2,21 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
+
+#include "TemporaryFolder.h"
 
 /// Lets "-" stand for standard input where a command reads a file, and for standard output where it writes one. What is read
 /// may be compressed by gzip.
 ///
 /// What comes from standard input, or out of a compressed file, is kept in a file of a temporary folder, and what goes to
-/// standard output is written to one first, so that commands know plain files only. The folder is removed at the end. One
-/// object a run.
+/// standard output is written to one first, so that commands know plain files only. The folder is removed at the end, also
+/// by a signal. One object a run.
 class Pipes {
 public:
-    Pipes() = default;
-    ~Pipes();
-    Pipes(const Pipes&) = delete;
-    Pipes& operator=(const Pipes&) = delete;
-
     /// Adds --format and --out-format to a command; to be called before the files that they are for are added.
     void addInputFormat(CLI::App& command);
     void addOutputFormat(CLI::App& command);
@@ -48,7 +46,7 @@ private:
     /// A new name in the folder, with that extension. plainName: what it is for the user.
     std::string newFile(const std::string& kind, const std::string& plainName);
 
-    std::string folder;                                       // empty until it is needed
+    std::optional<TemporaryFolder> folder;                    // none until it is needed
     std::vector<std::pair<std::string, std::string>> vNames;  // of a file in the folder, and for the user
     std::string outFile;                                      // the one that goes to standard output
     bool bInputTaken = false;

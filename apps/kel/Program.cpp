@@ -9,9 +9,12 @@
 #include <cstdint>
 #include <cstdlib>
 #include <filesystem>
+#include <iomanip>
 #include <iostream>
+#include <locale>
 #include <map>
 #include <optional>
+#include <sstream>
 #include <utility>
 
 #include "../../src_lib/base/processMemory.h"
@@ -97,6 +100,18 @@ Point3 inThreeMf(const Point3& p) {
     const Point3 single = inForm(p, SINGLE_BYTES);
     const auto rounded = [](double value) { return std::round(value * DECIMALS) / DECIMALS; };
     return {rounded(single.x()), rounded(single.y()), rounded(single.z())};
+}
+
+/// By how much a mesh is moved in a .3mf, which holds single precision only: where the shape would suffer, whole numbers
+/// that take its middle to about the origin, else nothing.
+Vector3 threeMfShift(Mesh& mesh) {
+    std::vector<Point3*> vVertices;
+    std::vector<int> vIndices;
+    mesh.getVertexIndexData(vVertices, vIndices);
+    const std::vector<const Point3*> vPlaces(vVertices.begin(), vVertices.end());
+    if (vPlaces.empty() || !losesShape(vPlaces, SINGLE_BYTES, surfaceSpacing(vPlaces))) return {};
+    const Point3 centre = centreOf(vVertices);
+    return {0.0 - std::round(centre.x()), 0.0 - std::round(centre.y()), 0.0 - std::round(centre.z())};
 }
 
 std::size_t numTrianglesOf(const Mesh& mesh) {
@@ -340,7 +355,6 @@ bool Program::readNumbered(const std::string& filename, std::vector<Point3>& vVe
 std::vector<Point3> Program::readTriangles(const std::string& filename) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        if (meshFormat(filename) == MeshFormat::STL) return readSTL_ASCII(filename.c_str(), vCorners);
         if (!isGltfInput(filename)) return readTriangles_auto(filename, vCorners);
         std::vector<Point3> vVertices;
         std::vector<int> vIndices;
@@ -409,6 +423,7 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         if (bNormals && isPlyFile(filename)) setNormals(vertexNormals(pMesh), attributes);
         if (isPlyFile(filename)) narrowColours(attributes);
+        if (isThreeMfFile(filename)) shift = threeMfShift(*pMesh);
         if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
         bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
         return writeInFormat(filename, pMesh, bAscii, written, attributes);
@@ -416,17 +431,27 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     standardStreams.deliver(filename);
     json["output"] = {{"file", filename}};
     if (!attributes.empty()) json["output"]["columns"] = toJson(attributes);
+    warnOfShift(filename);
     if (bTooFineForStl)
         warn("Most programs read an .stl in single precision, in which the shape in " + filename +
              " suffers: write .ply or .obj, or move the points to the origin");
     if (isWatched()) say(filename + ": " + figuresText(measureFile(filename, bAscii, written, *pMesh)));
 }
 
+void Program::warnOfShift(const std::string& filename) const {
+    if (shift.isDegenerate()) return;
+    std::ostringstream numbers;
+    numbers.imbue(std::locale::classic());
+    numbers << std::setprecision(EXACT_DIGITS) << shift.x() << " " << shift.y() << " " << shift.z();
+    warn("The mesh in " + filename + " is moved by " + numbers.str() +
+         ", as a .3mf holds single precision, in which the shape would suffer where it is");
+}
+
 bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision,
                             const PointAttributes& attributes) const {
     if (isGlbFile(filename))
-        return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : std::vector<Vector3>());
-    if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh);
+        return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : normalsOf(attributes));
+    if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh, shift);
     if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
@@ -462,7 +487,7 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
             vVertices.push_back(*p);
         numExact = numPlaces(vVertices);
         for (Point3& p : vVertices)
-            p = isThreeMfFile(filename) ? inThreeMf(p) : inForm(p, held.form);
+            p = isThreeMfFile(filename) ? inThreeMf(p + shift) : inForm(p, held.form);
         numRounded = numPlaces(vVertices);
         figures = measureMesh(numbersVertices(filename) ? numberedVertices(vVertices, vIndices)
                                                         : unifiedVertices(vVertices, vIndices));

@@ -116,6 +116,8 @@ private:
     /// Writes a mesh in that precision, in the format of the file's name.
     bool writeInFormat(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, bool bAscii,
                        TARN_KEL::Precision precision, const TARN_KEL::PointAttributes& attributes) const;
+    /// Says by how much the mesh in a file was moved, if it was.
+    void warnOfShift(const std::string& filename) const;
     /// The figures of a mesh in a file of that precision, FLOAT or DOUBLE.
     MeshFigures measureFile(const std::string& filename, bool bAscii, TARN_KEL::Precision written, TARN_KEL::Mesh& mesh);
     void noteTime(const std::string& name, const std::function<void()>& work);
@@ -126,6 +128,7 @@ private:
     std::string precisionName = "auto";
     bool bBinaryStl = false;
     bool bNormals = false;
+    TARN_KEL::Vector3 shift;  // of the mesh that was written last, in its file
     std::string jsonFile;
     nlohmann::ordered_json json;
 };

@@ -85,14 +85,16 @@ std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NM
 
 }  // namespace
 
-bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh) {
+bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh, const Vector3& shift) {
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
     pMesh->getVertexIndexData(vVertices, vIndices);
     std::vector<NMR::MODELMESHVERTEX> vVertex;
     vVertex.reserve(vVertices.size());
-    for (const Point3* p : vVertices)
-        vVertex.push_back({{static_cast<float>(p->x()), static_cast<float>(p->y()), static_cast<float>(p->z())}});
+    for (const Point3* pVtx : vVertices) {
+        const Point3 p = *pVtx + shift;
+        vVertex.push_back({{static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z())}});
+    }
     std::vector<NMR::MODELMESHTRIANGLE> vTriangle;
     vTriangle.reserve(vIndices.size() / 3);
     for (std::size_t i = 0; i < vIndices.size(); i += 3)

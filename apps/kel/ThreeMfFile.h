@@ -10,5 +10,6 @@
 ///
 /// @param filename  the name of the file, which appears as a whole or not at all
 /// @param pMesh     not null
+/// @param shift     added to each vertex before it is rounded
 /// @return false, after a message, when the file can't be written
-bool writeThreeMf(const std::string& filename, const TARN_KEL::MeshPtr& pMesh);
+bool writeThreeMf(const std::string& filename, const TARN_KEL::MeshPtr& pMesh, const TARN_KEL::Vector3& shift);

@@ -1,6 +1,7 @@
 // kel: the library's functions on the command line. The few private headers of the library that it needs are included by
 // their paths.
 #include <algorithm>
+#include <csignal>
 #include <iostream>
 #include <new>
 #include <string>
@@ -62,6 +63,7 @@ int runProgram(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    std::signal(SIGPIPE, SIG_IGN);  // a reader that stops early is an error of writing, which leaves no temporary files
     try {
         return runProgram(argc, argv);
     } catch (const std::bad_alloc&) {

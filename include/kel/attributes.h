@@ -87,16 +87,19 @@ struct PointAttributes {
 
 /// Reads points and what they carry, from a file of any format that has points.
 ///
-/// Columns come from PLY (all properties of vertices that aren't lists), LAS (all that its points have but waves), PCD (all
-/// fields; the packed colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns with
-/// numbers), OBJ (the colour) and text (six columns of which the last three can only be a colour of whole numbers from 0 to
-/// 255, or a normal of length 1); from other formats there are none. A column of zeros alone in a LAS file is one that isn't
-/// known and left out. Some names become those that PointAttributes knows: "normal_x" is "nx", and so on; "r", "g" and
-/// "b" are channels where all three are there. Beyond 256 columns of a file the rest is left out, after a message.
+/// Columns come from PLY (all properties of vertices that aren't lists), LAS (what the formats of points describe but waves,
+/// flags and the scanner's channel; a message counts the bytes that they don't describe), PCD (all fields; the packed
+/// colours rgb and rgba as their channels), PTS and PTX (intensity and colour), CSV (all columns with numbers), OBJ (the
+/// colour), OFF (colour and normal, where the keyword has C and N) and text (six columns of which the last three can only be
+/// a colour of whole numbers from 0 to 255, or a normal of length 1); from other formats there are none. A column of zeros
+/// alone in a LAS file is one that isn't known and left out. Some names become those that PointAttributes knows: "normal_x"
+/// is "nx", and so on; "r", "g" and "b" are channels where all three are there. Beyond 256 columns of a file the rest is
+/// left out, after a message.
 ///
 /// Points of several files are read one file after the other. A column that a file lacks has no known values for its points;
 /// one that the earlier files lack none for theirs. Where the types of a column differ it becomes one of a type for both:
-/// colours one of more bits, whole numbers int64, all else double.
+/// colours one of more bits, whole numbers int64, all else double. "class" and "classification", also behind "scalar_" and
+/// in capitals, are one column, by the name in the first file that has it.
 ///
 /// In a text a value that is no number isn't known; it is no reason to refuse the file.
 ///
@@ -174,13 +177,14 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
                     const PointAttributes& attributes);
 
 /// Writes a Wavefront OBJ file with the colours of the vertices, from 0 to 1 behind their coordinates, as many programs read
-/// it.
+/// it, and with their normals.
 ///
 /// @param pMesh       not changed
 /// @param filename    the name of the file, of any extension
 /// @param precision   as for toObj()
-/// @param bNormals    as for toObj()
-/// @param attributes  a row for each vertex, in the order of Mesh::getVertexIndexData(), or no column; the colour counts
+/// @param bNormals    true writes vertexNormals() in place of the normal among the columns
+/// @param attributes  a row for each vertex, in the order of Mesh::getVertexIndexData(), or no column; colour and normal
+/// count
 /// @return false, after a message, when the file can't be written
 /// @throws KelBugException when pMesh is null, or there are columns of another length
 /// @cost O(n)

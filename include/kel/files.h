@@ -72,6 +72,10 @@ PointFormat pointFormat(const std::string& filename);
 
 /// Reads points from a file of any format that has some.
 ///
+/// Coordinates may be "nan" and "inf" in all texts. Of points as text, lines behind the first point that don't begin with
+/// three numbers, and aren't comments, are counted in a warning. So is what a PLY or PCD has behind the last point that its
+/// header counts.
+///
 /// @param filename      a file whose pointFormat() isn't NONE
 /// @param[out] vPoints  the points are appended
 /// @return false, after a message, when the file can't be read
@@ -247,7 +251,10 @@ MeshFormat meshFormat(const std::string& filename);
 
 /// Reads the triangles of a file of any format that has some.
 ///
-/// Polygons are cut into triangles from their first corner. Memory is bounded by the length of the file, whatever it claims.
+/// Polygons are cut into triangles from their first corner; flat ones that this would fold over themselves are cut by ears,
+/// up to 1000 corners. Faces of fewer than three corners are left out, with a warning that counts them. A text .stl may be
+/// in capitals; one that was cut is refused, or, between two triangles, gives a warning. Memory is bounded by the length of
+/// the file, whatever it claims.
 ///
 /// @param filename      a file whose meshFormat() isn't NONE
 /// @param[out] vPoints  three corners per triangle, appended; unchanged on failure, except by a text .stl
@@ -290,8 +297,8 @@ bool readPly(const char* filename, bool bPointsOnly, std::vector<Point3>& vPoint
 /// Reads a mesh from a PLY, STL, OBJ or OFF file and cleans it up.
 ///
 /// Corners with exactly equal coordinates become one vertex; or, with bJoin false, only those that the file, unless it is an
-/// STL, gives the same number, so that sheets that makeManifold() separated stay separate. Polygons are cut into triangles
-/// from their first corner. Triangles with a coordinate that isn't finite or with two equal corners are skipped, with one
+/// STL, gives the same number, so that sheets that makeManifold() separated stay separate. Polygons are cut as by
+/// readTriangles_auto(). Triangles with a coordinate that isn't finite or with two equal corners are skipped, with one
 /// warning that counts them.
 ///
 /// The clean-up is that of every mesh: of equal triangles one remains, triangles are turned to agree with the oldest one of
@@ -432,7 +439,8 @@ namespace PLY {
 ///         index is out of range, a face has fewer than three corners
 bool readPly(const std::string& filename, bool bPointsOnly, std::vector<TARN_KEL::Point3>& vOut);
 
-/// Reads the mesh of a PLY file as the file numbers its vertices. Otherwise the same.
+/// Reads the mesh of a PLY file as the file numbers its vertices. Otherwise the same, with what readTriangles_auto() takes
+/// beyond it: coordinates of any type, polygons cut by ears, and faces of fewer than three corners left out.
 ///
 /// @param filename        the name of the file
 /// @param[out] vVertices  all vertices of the file, used or not; must be empty

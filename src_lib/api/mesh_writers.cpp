@@ -363,7 +363,7 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool
     ASSEX(pMesh!=NULL);
     requireRowPerVertex(attributes, *pMesh);
     VertexExtras extras;
-    if (bNormals) extras.vNormals = vertexNormals(pMesh);
+    extras.vNormals = bNormals ? vertexNormals(pMesh) : normalsOf(attributes);
     extras.vColours = coloursOf(attributes);
     return writeNumbered(*pMesh, filename, precision, OBJ_FORM, extras);
 }

@@ -23,6 +23,7 @@
 #include "RTriangle.h"
 #include "attributeColumns.h"
 #include "numberForms.h"
+#include "polygons.h"
 #include "textNumbers.h"
 #include "tinyply.h"
 #include "tools.h"
@@ -46,6 +47,12 @@ namespace {
 
 // ---- Reading
 
+/// What is taken for a good file.
+enum class Rules {
+    PLAIN,  ///< by readPly(): coordinates are float, double or int, and no other text than a stream takes for a number
+    WIDE    ///< by the other readers: any numbers, "nan" and "inf"; faces of fewer than three corners are left out
+};
+
 /// One of x, y, z of all vertices, in a buffer that it may share with the others.
 struct Column {
     std::shared_ptr<PlyData> pData;
@@ -59,6 +66,7 @@ struct Content {
     std::shared_ptr<PlyData> pFaces;  ///< null for points only
     /// A column and its number.
     std::vector<std::pair<std::size_t, std::shared_ptr<PlyData>>> vAttribute;
+    std::size_t numBytesBehind = 0;  ///< the last item that the header counts
 };
 
 /// The first element of that name; null when there is none.
@@ -137,8 +145,15 @@ void requestAttributes(PlyFile& file, const PlyElement& vertex, AttributeColumns
     }
 }
 
+/// Says which coordinate can't be read, before the file is.
+void requireKnownTypes(const PlyElement& vertex) {
+    for (const char* name : {"x", "y", "z"})
+        if (vertex.properties[findProperty(vertex, name)].propertyType == Type::INVALID)
+            throw std::runtime_error(std::string("unsupported type of the coordinate ") + name);
+}
+
 /// pColumns: null where nobody wants attributes.
-Content fetch(std::istream& in, bool bPointsOnly, AttributeColumns* pColumns) {
+Content fetch(std::istream& in, bool bPointsOnly, Rules rules, AttributeColumns* pColumns) {
     PlyFile file;
     if (!file.parse_header(in)) throw std::runtime_error("unknown word in the header");
     const std::vector<PlyElement> vElement = file.get_elements();
@@ -150,7 +165,13 @@ Content fetch(std::istream& in, bool bPointsOnly, AttributeColumns* pColumns) {
     for (const char* name : {"x", "y", "z"})
         if (pVertex->properties[findProperty(*pVertex, name)].isList) throw std::runtime_error("coordinates are lists");
     if (pColumns != nullptr) requestAttributes(file, *pVertex, *pColumns, content);
+    if (rules == Rules::WIDE) {
+        requireKnownTypes(*pVertex);
+        for (const Column& column : content.aColumn)
+            column.pData->bNotFinite = true;
+    }
     file.read(in);
+    content.numBytesBehind = file.numBytesBehind();
     return content;
 }
 
@@ -161,8 +182,8 @@ T load(const PlyData& data, std::size_t position) {
     return value;
 }
 
-bool isCoordinateType(Type type) {
-    return type == Type::FLOAT32 || type == Type::FLOAT64 || type == Type::INT32;
+bool isCoordinateType(Type type, Rules rules) {
+    return rules == Rules::WIDE || type == Type::FLOAT32 || type == Type::FLOAT64 || type == Type::INT32;
 }
 
 double coordinate(const Column& column, std::size_t vertex) {
@@ -172,6 +193,16 @@ double coordinate(const Column& column, std::size_t vertex) {
         return load<float>(*column.pData, position);
     case Type::FLOAT64:
         return load<double>(*column.pData, position);
+    case Type::INT8:
+        return load<std::int8_t>(*column.pData, position);
+    case Type::UINT8:
+        return load<std::uint8_t>(*column.pData, position);
+    case Type::INT16:
+        return load<std::int16_t>(*column.pData, position);
+    case Type::UINT16:
+        return load<std::uint16_t>(*column.pData, position);
+    case Type::UINT32:
+        return load<std::uint32_t>(*column.pData, position);
     default:
         return load<std::int32_t>(*column.pData, position);
     }
@@ -203,60 +234,62 @@ void takeAttributes(const Content& content, AttributeColumns& columns) {
     }
 }
 
-/// Calls visit(number of a vertex) for three corners a triangle: each face as triangles round its first corner.
+/// Calls visit(numbers of the corners' vertices) for each face.
 template <typename Index, typename Visit>
-void visitCorners(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
+void visitFaces(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
     std::size_t first = 0;
-    const auto visitCorner = [&](std::size_t i) {
-        const Index index = load<Index>(faces, first + i);
-        if (index < 0 || static_cast<std::size_t>(index) >= numVertices)
-            throw std::runtime_error("index out of range: " + std::to_string(index));
-        visit(static_cast<std::size_t>(index));
-    };
+    std::vector<std::size_t> vCorner;
     for (const std::uint32_t length : faces.vListLength) {
-        if (length < 3) throw std::runtime_error("a face of fewer than three corners");
-        for (std::size_t i = 1; i + 1 < length; ++i) {
-            visitCorner(0);
-            visitCorner(i);
-            visitCorner(i + 1);
+        vCorner.clear();
+        for (std::size_t i = first; i < first + length; ++i) {
+            const Index index = load<Index>(faces, i);
+            if (index < 0 || static_cast<std::size_t>(index) >= numVertices)
+                throw std::runtime_error("index out of range: " + std::to_string(index));
+            vCorner.push_back(static_cast<std::size_t>(index));
         }
+        visit(vCorner);
         first += length;
     }
 }
 
 /// The same for whatever type the numbers have.
 template <typename Visit>
-void visitCorners(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
+void visitFaces(const PlyData& faces, std::size_t numVertices, const Visit& visit) {
     if (faces.vListLength.size() != faces.count) throw std::runtime_error("indices of faces aren't lists");
     switch (faces.t) {
     case Type::INT8:
-        return visitCorners<std::int8_t>(faces, numVertices, visit);
+        return visitFaces<std::int8_t>(faces, numVertices, visit);
     case Type::UINT8:
-        return visitCorners<std::uint8_t>(faces, numVertices, visit);
+        return visitFaces<std::uint8_t>(faces, numVertices, visit);
     case Type::INT16:
-        return visitCorners<std::int16_t>(faces, numVertices, visit);
+        return visitFaces<std::int16_t>(faces, numVertices, visit);
     case Type::UINT16:
-        return visitCorners<std::uint16_t>(faces, numVertices, visit);
+        return visitFaces<std::uint16_t>(faces, numVertices, visit);
     case Type::INT32:
-        return visitCorners<std::int32_t>(faces, numVertices, visit);
+        return visitFaces<std::int32_t>(faces, numVertices, visit);
     case Type::UINT32:
-        return visitCorners<std::uint32_t>(faces, numVertices, visit);
+        return visitFaces<std::uint32_t>(faces, numVertices, visit);
     default:
         throw std::runtime_error("indices of faces aren't whole numbers");
     }
 }
 
+/// Each face as triangles round its first corner.
 void appendSoup(const Content& content, std::vector<Point3>& vOut) {
     std::vector<Point3> vVertex;
     appendVertices(content, vVertex);
     vOut.reserve(vOut.size() + 3 * content.pFaces->count);
-    visitCorners(*content.pFaces, vVertex.size(), [&](std::size_t i) { vOut.push_back(vVertex[i]); });
+    visitFaces(*content.pFaces, vVertex.size(), [&](const std::vector<std::size_t>& vCorner) {
+        if (vCorner.size() < 3) throw std::runtime_error("a face of fewer than three corners");
+        for (std::size_t i = 2; i < vCorner.size(); ++i)
+            vOut.insert(vOut.end(), {vVertex[vCorner[0]], vVertex[vCorner[i - 1]], vVertex[vCorner[i]]});
+    });
 }
 
 /// fetch() with a line for the user when the file isn't as it should be.
-Content fetchOrReport(std::istream& in, bool bPointsOnly, AttributeColumns* pColumns) {
+Content fetchOrReport(std::istream& in, bool bPointsOnly, Rules rules, AttributeColumns* pColumns) {
     try {
-        return fetch(in, bPointsOnly, pColumns);
+        return fetch(in, bPointsOnly, rules, pColumns);
     } catch (const std::exception& e) {
         TARN_KEL::out() << "tinyply exception: " << e.what() << std::endl;
         throw;
@@ -265,20 +298,24 @@ Content fetchOrReport(std::istream& in, bool bPointsOnly, AttributeColumns* pCol
 
 /// Fetches a file and hands it to use(). A failure, of use() as well, is false and lines for the user.
 template <typename Use>
-bool readContent(const std::string& filename, bool bPointsOnly, const Use& use, AttributeColumns* pColumns = nullptr) {
+bool readContent(const std::string& filename, bool bPointsOnly, Rules rules, const Use& use,
+                 AttributeColumns* pColumns = nullptr) {
     try {
         TARN_KEL::InputFile file(filename);
         if (!file.isOpen()) {
             warning("readPly", "Failed to open " + filename);
             return false;
         }
-        const Content content = fetchOrReport(file.stream(), bPointsOnly, pColumns);
+        const Content content = fetchOrReport(file.stream(), bPointsOnly, rules, pColumns);
         for (const Column& column : content.aColumn) {
-            if (isCoordinateType(column.pData->t)) continue;
+            if (isCoordinateType(column.pData->t, rules)) continue;
             warning("readPly", "unsupported type in " + filename);
             return false;
         }
         use(content);
+        if (rules == Rules::WIDE && content.numBytesBehind > 0)
+            warning("readPointFile", filename + " has more than its header counts: " +
+                                         TARN_KEL::toString(content.numBytesBehind) + " bytes in the end aren't read");
         return true;
     } catch (const std::exception& e) {
         TARN_KEL::out() << "Error: " << e.what() << std::endl;
@@ -420,9 +457,11 @@ bool writeMesh(geometry& geo, const std::string& filename, bool bAscii, const Po
 }  // namespace
 
 bool readPly(const std::string& filename, bool bPointsOnly, std::vector<Point3>& vOut) {
-    if (bPointsOnly) return TARN_KEL::readPointsPly(filename, vOut, nullptr);
     const std::size_t numBefore = vOut.size();
-    const bool bRead = readContent(filename, false, [&](const Content& content) { appendSoup(content, vOut); });
+    const auto take = [&](const Content& content) {
+        bPointsOnly ? appendVertices(content, vOut) : appendSoup(content, vOut);
+    };
+    const bool bRead = readContent(filename, bPointsOnly, Rules::PLAIN, take);
     if (!bRead) vOut.resize(numBefore);
     return bRead;
 }
@@ -471,7 +510,7 @@ bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, At
         PLY::appendVertices(content, vPoints);
         if (pAttributes != nullptr) PLY::takeAttributes(content, *pAttributes);
     };
-    const bool bRead = PLY::readContent(filename, true, take, pAttributes);
+    const bool bRead = PLY::readContent(filename, true, PLY::Rules::WIDE, take, pAttributes);
     if (!bRead) vPoints.resize(numBefore);
     return bRead;
 }
@@ -483,10 +522,17 @@ bool readMeshPly(const std::string& filename, std::vector<Point3>& vVertices, st
     const auto take = [&](const PLY::Content& content) {
         PLY::appendVertices(content, vVertices);
         vIndices.reserve(vIndices.size() + 3 * content.pFaces->count);
-        PLY::visitCorners(*content.pFaces, vVertices.size(), [&](std::size_t i) { vIndices.push_back(PLY::toIndex(i)); });
+        PolygonCutter polygons(vIndices);
+        PLY::visitFaces(*content.pFaces, vVertices.size(), [&polygons](const std::vector<std::size_t>& vCorner) {
+            for (const std::size_t corner : vCorner)
+                polygons.add(PLY::toIndex(corner));
+            polygons.endPolygon();
+        });
+        polygons.finish(vVertices);
+        polygons.warn(filename);
         if (pAttributes != nullptr) PLY::takeAttributes(content, *pAttributes);
     };
-    const bool bRead = PLY::readContent(filename, false, take, pAttributes);
+    const bool bRead = PLY::readContent(filename, false, PLY::Rules::WIDE, take, pAttributes);
     if (!bRead) {
         vVertices.clear();
         vIndices.resize(numBefore);

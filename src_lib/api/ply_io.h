@@ -20,10 +20,11 @@ bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, 
 /// Writes points in their order.
 bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii, Precision precision,
                     const PointAttributes& attributes = {});
-/// Appends the vertices of a file, as readPly() does. pAttributes: gets their other properties; null where nobody wants
-/// them.
+/// Appends the vertices of a file, as readPly() does, but with coordinates of any type of number, also "nan" and "inf" in a
+/// text. pAttributes: gets their other properties; null where nobody wants them.
 bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes);
-/// Reads a mesh as readPly() does. pAttributes: gets the other properties of the vertices; null where nobody wants them.
+/// Reads a mesh; vertices as above. Polygons are cut by PolygonCutter. pAttributes: gets the other properties of the
+/// vertices; null where nobody wants them.
 bool readMeshPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
                  AttributeColumns* pAttributes);
 }  // namespace TARN_KEL

@@ -42,13 +42,29 @@ bool BlockReader::skipFar(std::size_t numBytes) {
     return true;
 }
 
-bool BlockReader::nextLine(std::string_view& line) {
-    if (std::exchange(bInLongLine, false)) dropLine();
+const char* BlockReader::findLineEnd(const char* p, LineEnd lineEnd) const {
+    const auto find = [](const char* pFrom, char c, std::size_t length) {
+        return static_cast<const char*>(std::memchr(pFrom, c, length));
+    };
+    if (lineEnd == LineEnd::LINE_FEED) return find(p, '\n', static_cast<std::size_t>(pEnd - p));
+    constexpr std::size_t PIECE = 128;  // so that a text without one of the two isn't searched for it again and again
+    while (p != pEnd) {
+        const std::size_t length = std::min(PIECE, static_cast<std::size_t>(pEnd - p));
+        const char* const pFeed = find(p, '\n', length);
+        const char* const pReturn = find(p, '\r', pFeed != nullptr ? static_cast<std::size_t>(pFeed - p) : length);
+        if (pReturn != nullptr || pFeed != nullptr) return pReturn != nullptr ? pReturn : pFeed;
+        p += length;
+    }
+    return nullptr;
+}
+
+bool BlockReader::nextLine(std::string_view& line, LineEnd lineEnd) {
+    if (std::exchange(bInLongLine, false)) dropLine(lineEnd);
+    if (std::exchange(bBehindReturn, false) && fill(1) && *pBegin == '\n') skip(1);
     std::size_t numSearched = 0;
     for (;;) {
-        const void* pFound = std::memchr(pBegin + numSearched, '\n', size() - numSearched);
-        const std::size_t length =
-            pFound != nullptr ? static_cast<std::size_t>(static_cast<const char*>(pFound) - pBegin) : size();
+        const char* const pFound = findLineEnd(pBegin + numSearched, lineEnd);
+        const std::size_t length = pFound != nullptr ? static_cast<std::size_t>(pFound - pBegin) : size();
         if (length > MAX_TEXT || (pFound == nullptr && !fill(length + 1))) {
             bInLongLine = length > MAX_TEXT;
             line = {pBegin, std::min(length, MAX_TEXT)};
@@ -57,6 +73,7 @@ bool BlockReader::nextLine(std::string_view& line) {
         }
         if (pFound != nullptr) {
             line = {pBegin, length};
+            bBehindReturn = *pFound == '\r';
             skip(length + 1);
             return true;
         }
@@ -64,11 +81,12 @@ bool BlockReader::nextLine(std::string_view& line) {
     }
 }
 
-void BlockReader::dropLine() {
+void BlockReader::dropLine(LineEnd lineEnd) {
     while (fill(1)) {
-        const void* pFound = std::memchr(pBegin, '\n', size());
+        const char* const pFound = findLineEnd(pBegin, lineEnd);
         if (pFound != nullptr) {
-            skip(static_cast<std::size_t>(static_cast<const char*>(pFound) - pBegin) + 1);
+            bBehindReturn = *pFound == '\r';
+            skip(static_cast<std::size_t>(pFound - pBegin) + 1);
             return;
         }
         skip(size());

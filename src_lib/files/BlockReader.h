@@ -10,6 +10,12 @@
 
 namespace TARN_KEL {
 
+/// What ends a line of a text.
+enum class LineEnd {
+    LINE_FEED,  ///< '\n' alone; a '\r' before it belongs to the line
+    ANY         ///< '\n', '\r', or both
+};
+
 /// Reads a stream in big blocks and gives access to a window of it: bytes, words and lines in place, without a copy.
 ///
 /// The window [begin(), end()) has the bytes that are read and not yet consumed. It moves with every call that isn't const,
@@ -32,9 +38,9 @@ public:
     /// Consumes bytes in the window and beyond it. Returns false when the stream ends before.
     bool skipFar(std::size_t numBytes);
 
-    /// Sets line to the next line without its '\n'. Returns false at the end. Of a line longer than MAX_TEXT bytes only the
-    /// beginning is returned.
-    bool nextLine(std::string_view& line);
+    /// Sets line to the next line without its end. Returns false at the end of the stream. Of a line longer than MAX_TEXT
+    /// bytes only the beginning is returned.
+    bool nextLine(std::string_view& line, LineEnd lineEnd = LineEnd::LINE_FEED);
     /// The next run of characters that aren't white space; empty at the end. A run longer than MAX_TEXT bytes may be
     /// returned in pieces.
     std::string_view nextWord();
@@ -46,14 +52,17 @@ public:
 
 private:
     bool readMore(std::size_t numBytes);
-    void dropLine();
+    /// The first end of a line in the window from p on; null when there is none.
+    const char* findLineEnd(const char* p, LineEnd lineEnd) const;
+    void dropLine(LineEnd lineEnd);
 
     std::istream& in;
     std::unique_ptr<char[]> buffer;
     std::size_t capacity;
     char* pBegin;
     char* pEnd;
-    bool bInLongLine = false;  ///< the rest of a line that was returned in part is still to be dropped
+    bool bInLongLine = false;    ///< the rest of a line that was returned in part is still to be dropped
+    bool bBehindReturn = false;  ///< a '\n' here belongs to the '\r' that ended the last line
 };
 
 }  // namespace TARN_KEL

@@ -55,11 +55,22 @@ std::string knownName(std::string_view name) {
     return std::string(name);
 }
 
-bool isClassName(std::string_view name) {
+/// In small letters, without what some programs put before it.
+std::string plainName(std::string_view name) {
     std::string lower = lowerCase(name);
     constexpr std::string_view PREFIX = "scalar_";
     if (lower.rfind(PREFIX, 0) == 0) lower.erase(0, PREFIX.size());
-    return lower == "class" || lower == "classification" || lower == "label";
+    return lower;
+}
+
+/// The same by another word; a label may be anything.
+bool isClassification(std::string_view name) {
+    const std::string plain = plainName(name);
+    return plain == "class" || plain == "classification";
+}
+
+bool isClassName(std::string_view name) {
+    return isClassification(name) || plainName(name) == "label";
 }
 
 template <typename T>
@@ -194,6 +205,18 @@ void unifyTypes(PointAttributes& a, PointAttributes& b) {
         unifyColours(*pA, *pB);
     for (const auto& [pA, pB] : vNumbers)
         unifyNumbers(*pA, *pB);
+}
+
+/// Gives the classification of a file the name that those of the files before it have.
+void joinClassifications(PointAttributes& file, const PointAttributes& attributes) {
+    const auto findIn = [](auto& vColumns, const PointAttributes& others) {
+        return std::find_if(vColumns.begin(), vColumns.end(), [&others](const AttributeColumn& column) {
+            return isClassification(column.name) && others.find(column.name) == nullptr;
+        });
+    };
+    const auto it = findIn(file.vColumns, attributes);
+    const auto older = findIn(attributes.vColumns, file);
+    if (it != file.vColumns.end() && older != attributes.vColumns.end()) it->name = older->name;
 }
 
 AttributeColumn emptyLike(const AttributeColumn& column) {
@@ -498,9 +521,23 @@ void requireRows(const PointAttributes& attributes, std::size_t numPoints) {
     }
 }
 
+std::vector<Vector3> normalsOf(const PointAttributes& attributes) {
+    const auto three = findThree(attributes, NORMAL_NAMES);
+    std::vector<Vector3> vNormals;
+    if (!three || attributes.kindOf(*three->front()) != AttributeKind::NORMAL) return vNormals;
+    vNormals.reserve(attributes.numRows());
+    for (std::size_t row = 0; row < attributes.numRows(); ++row) {
+        const Vector3 normal((*three)[0]->number(row), (*three)[1]->number(row), (*three)[2]->number(row));
+        const double length = normal.length();
+        vNormals.push_back(std::isfinite(length) && length > 0.0 ? normal / length : Vector3());
+    }
+    return vNormals;
+}
+
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
                 PointAttributes& attributes) {
     PointAttributes file{std::move(vOfFile)};
+    joinClassifications(file, attributes);
     RowsUndo undo(file, attributes, numBefore);
     unifyTypes(file, attributes);
     for (AttributeColumn& column : file.vColumns) {

@@ -73,6 +73,9 @@ public:
     std::size_t numLeftOut() const { return numOthers; }
     /// Counts columns that were never added.
     void leaveOut(std::size_t num) { numOthers += num; }
+    /// Notes how many bytes of each point nothing is known of.
+    void leaveOutBytes(std::size_t num) { numBytesOthers = num; }
+    std::size_t numBytesLeftOut() const { return numBytesOthers; }
     void leaveOutAll() {
         numOthers += vColumn.size();
         vColumn.clear();
@@ -107,11 +110,14 @@ private:
     AttributeColumn* find(std::string_view name);
 
     std::vector<AttributeColumn> vColumn;
-    std::size_t numOthers = 0;
+    std::size_t numOthers = 0, numBytesOthers = 0;
 };
 
 /// Throws unless there is no column or a row for each of so many points, also of what is missing.
 void requireRows(const PointAttributes& attributes, std::size_t numPoints);
+
+/// The normal of each row, of length 1, or 0 where none is known; none at all where there is no normal.
+std::vector<Vector3> normalsOf(const PointAttributes& attributes);
 
 /// Appends the rows of a file behind those of numBefore points. Leaves attributes unchanged where memory runs out, which
 /// throws.

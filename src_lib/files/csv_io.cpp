@@ -1,6 +1,7 @@
 // Points of CSV files with a header.
 //
-// The first line names the columns; x, y and z in either case and with or without quotes may be anywhere among them, and the
+// The first line names the columns, behind comments that begin with '#' and a line such as "sep=;", if any. Names of columns
+// end before a unit, as in "X [m]"; x, y and z in either case and with or without quotes may be anywhere among them, and the
 // other columns may hold anything; their numbers are attributes. Columns are separated by commas, semicolons or tabs: by the
 // one of them that gives the header all three names. A cell that begins with a quote ends at the next one, two quotes in it
 // stand for one; line ends in cells aren't known. A line with more cells than the header is refused: decimal commas make
@@ -25,6 +26,14 @@ struct CsvTable {
     std::array<std::size_t, 3> aColumn{};
     std::vector<std::size_t> vAttribute;  ///< of each column its number among those that are kept; none where none is
 };
+
+/// A name without the unit behind it, as in "X [m]".
+std::string_view withoutUnit(std::string_view name) {
+    std::string_view plain = name.substr(0, name.find_first_of("[("));
+    while (!plain.empty() && isSpace(plain.back()))
+        plain.remove_suffix(1);
+    return plain.empty() ? name : plain;
+}
 
 bool isAxis(std::string_view name) {
     return name.size() == 1 && std::string_view("xyzXYZ").find(name) != std::string_view::npos;
@@ -77,7 +86,7 @@ std::optional<CsvTable> tableOf(std::string_view header, char separator) {
     table.separator = separator;
     std::array<bool, 3> aFound{};
     table.numColumns = forCells(header, separator, [&](std::size_t column, std::string_view cell) {
-        const std::string_view name = contentOf(cell);
+        const std::string_view name = withoutUnit(contentOf(cell));
         if (!isAxis(name)) return;
         const std::size_t axis = std::string_view("xyzXYZ").find(name) % 3;
         if (aFound[axis]) return;
@@ -87,21 +96,50 @@ std::optional<CsvTable> tableOf(std::string_view header, char separator) {
     return aFound[0] && aFound[1] && aFound[2] ? std::optional(table) : std::nullopt;
 }
 
-/// line: the first one. pAttributes: null where none are kept.
-CsvTable readCsvHeader(std::string_view line, const NumberedLines& lines, AttributeColumns* pAttributes) {
+/// The table of a line that names x, y and z. separators: those that may be between the names, in the order of trial.
+/// pAttributes: null where none are kept.
+std::optional<CsvTable> tableOf(std::string_view line, std::string_view separators, AttributeColumns* pAttributes) {
     line.remove_prefix(std::min(line.find_first_not_of("#/"), line.size()));  // some mark the header as a comment
-    for (const char separator : {',', ';', '\t'}) {
+    for (const char separator : separators) {
         std::optional<CsvTable> table = tableOf(line, separator);
         if (!table) continue;
         if (pAttributes != nullptr)
             forCells(line, separator, [&](std::size_t, std::string_view cell) {
-                const std::string_view name = contentOf(cell);
+                const std::string_view name = withoutUnit(contentOf(cell));
                 table->vAttribute.push_back(isAxis(name) ? AttributeColumns::NONE
                                                          : pAttributes->add(name, std::vector<double>()));
             });
-        return *table;
+        return table;
     }
-    lines.refuseLine("expected a header with x, y and z, separated by commas, semicolons or tabs");
+    return std::nullopt;
+}
+
+/// The separator that a line such as "sep=;" names, as spreadsheets write it before the header.
+std::optional<char> separatorOf(std::string_view line) {
+    constexpr std::string_view WORD = "sep=";
+    const std::string_view content = contentOf(line);
+    if (content.size() != WORD.size() + 1) return std::nullopt;
+    return content.starts_with(WORD) || content.starts_with("SEP=") ? std::optional(content.back()) : std::nullopt;
+}
+
+/// Reads up to the header, which comments may stand before. Empty for a file of nothing, which has no points.
+std::optional<CsvTable> readCsvHeader(NumberedLines& lines, AttributeColumns* pAttributes) {
+    std::string separators = ",;\t";
+    bool bText = false;
+    for (std::string_view line; lines.next(line); bText = true) {
+        if (const std::optional<CsvTable> table = tableOf(line, separators, pAttributes)) return table;
+        if (const std::optional<char> separator = separatorOf(line))
+            separators = *separator;
+        else if (line.front() != '#')
+            lines.refuseLine("expected a header with x, y and z, separated by commas, semicolons or tabs");
+    }
+    if (bText) refuse("ends before a header with x, y and z");
+    return std::nullopt;
+}
+
+/// Whether all cells of a line are empty, as spreadsheets leave them behind the last row.
+bool isEmptyRow(std::string_view line, char separator) {
+    return std::all_of(line.begin(), line.end(), [separator](char c) { return c == separator || isSpace(c); });
 }
 
 /// numAbsent: increased by the number of cells that the line lacks.
@@ -131,11 +169,12 @@ Point3 pointOfCells(std::string_view line, const CsvTable& table, const Numbered
 void readCsvPoints(BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const std::size_t numBefore = vPoints.size();
     NumberedLines lines(reader);
-    std::string_view line;
-    if (!lines.next(line)) return;  // a file of nothing has no points
-    CsvTable table = readCsvHeader(line, lines, pAttributes);
+    std::optional<CsvTable> found = readCsvHeader(lines, pAttributes);
+    if (!found) return;
+    CsvTable& table = *found;
     std::uint64_t numAbsent = 0;
-    while (lines.next(line)) {
+    for (std::string_view line; lines.next(line);) {
+        if (isEmptyRow(line, table.separator)) continue;
         vPoints.push_back(pointOfCells(line, table, lines, pAttributes, numAbsent));
         if (numAbsent > lines.numBytes() && !table.vAttribute.empty()) {  // memory must not be what a header claims
             pAttributes->leaveOutAll();

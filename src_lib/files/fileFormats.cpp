@@ -74,8 +74,7 @@ bool isOffStart(const FileStart& start) {
 
 /// Bytes are those of an STL when the length of the file fits their count; other files of 84 bytes may have one of 0.
 bool isStlStart(const FileStart& start) {
-    return (isBinaryStl(start.bytes, start.fileLength) && start.fileLength > STL_HEADER) ||
-           (start.bytes.starts_with("solid") && start.bytes.find("facet") != std::string_view::npos);
+    return (isBinaryStl(start.bytes, start.fileLength) && start.fileLength > STL_HEADER) || isTextStl(start.bytes);
 }
 
 struct Signature {

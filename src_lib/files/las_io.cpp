@@ -182,6 +182,7 @@ public:
     LasAttributes(const PointLayout& layout, AttributeColumns* pColumns_) : length(layout.length), pColumns(pColumns_) {
         if (pColumns == nullptr) return;
         const std::size_t format = layout.format;
+        pColumns->leaveOutBytes(length - RECORD_LENGTHS[format]);
         const bool bOld = format < FIRST_NEW_FORMAT;
         const unsigned countBits = bOld ? 3 : 4, countMask = bOld ? 0x7 : 0xF;
         add<std::uint16_t>("intensity", INTENSITY);

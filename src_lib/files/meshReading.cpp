@@ -11,6 +11,8 @@ bool readMeshText(const std::string& filename, std::vector<Point3>& vVertices, s
             NumberedLines lines(reader);
             NumberedMesh mesh{vAppended, vIndices, vAppended.size()};
             read(lines, mesh);
+            mesh.polygons.finish(mesh.vVertices, mesh.numOlder);
+            mesh.polygons.warn(filename);
         });
     if (!bRead) vIndices.resize(numIndices);
     return bRead;

@@ -6,7 +6,9 @@
 // last one so far. All else, such as normals, groups and materials, is skipped. A backslash at the end of a line continues
 // its statement in the next one, and '#' begins a comment.
 //
-// Three numbers behind the coordinates are a colour, from 0 to 1; a single one is a weight.
+// Three numbers behind the coordinates are a colour, from 0 to 1; a single one is a weight. More than three may be a weight
+// and a colour, or a colour and an alpha; they are left out. Faces of fewer than three corners, which some programs leave
+// behind, are left out and counted.
 //
 // A vertex may follow the faces that use it, so the highest number is compared with the vertices at the end.
 #include "obj_io.h"
@@ -31,7 +33,7 @@ public:
         constexpr std::size_t FIRST = 3, NUM = 3;
         if (pColumns == nullptr) return;
         const std::vector<std::string_view> vWord = wordsOf(text.substr(0, text.find('#')));
-        if (vWord.size() < FIRST + NUM) return;
+        if (vWord.size() != FIRST + NUM) return;
         if (pColumns->columns().empty())
             for (const char* name : {"red", "green", "blue"})
                 pColumns->add(name, noValues<double>());
@@ -82,7 +84,6 @@ private:
     }
 
     static bool isContinued(std::string_view line) {
-        if (line.back() == '\r') line.remove_suffix(1);
         return !line.empty() && line.back() == '\\' && line[line.find_first_not_of(" \t")] != '#';
     }
 
@@ -104,16 +105,15 @@ private:
     }
 
     void takeFace(const char* p, const char* end) {
-        TriangleFan fan(mesh.vIndices);
         for (p = skipSpace(p, end); p != end && *p != '#'; p = skipSpace(p, end)) {
             int number = 0;
             const char* const behind = extractInt(p, end, number);
             if (behind == nullptr || (behind != end && *behind != '/' && !isSpace(*behind)))
                 lines.refuseLine("expected the number of a vertex");
-            fan.add(indexOf(number));
+            mesh.polygons.add(indexOf(number));
             p = endOfWord(behind, end);
         }
-        if (fan.size() < 3) lines.refuseLine("a face of fewer than three corners");
+        mesh.polygons.endPolygon();
     }
 
     /// The vertex that a number means, from 0. It may still be missing.

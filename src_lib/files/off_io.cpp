@@ -1,16 +1,21 @@
 // Meshes of OFF files.
 //
-// The word OFF, with ST, C and N before it for what vertices carry besides their places; the numbers of vertices, faces and
-// edges, in the same line or in the next one; a line for each vertex, which begins with x, y and z; a line for each face:
-// how many corners, then their vertices, counted from 0. What else is in a line, such as colours, is skipped, and so are
-// blank lines and what is behind '#'. Faces behind the last one that the header counts are refused: the count is wrong, and
-// with it perhaps all that was read.
+// The word OFF, with ST, C and N before it, in any order, for what vertices carry besides their places: a normal, a colour
+// of three or four channels, and a place in a texture, in this order. The numbers of vertices, faces and edges, in the same
+// line or in others; a line for each vertex, which begins with x, y and z; a line for each face: how many corners, then
+// their vertices, counted from 0. What else is in a line, such as the colour of a face, is skipped, and so are
+// blank lines and what is behind '#'. Faces of fewer than three corners are left out and counted. Faces behind the last one
+// that the header counts are refused: the count is wrong, and with it perhaps all that was read.
 //
 // Variants with four or n coordinates, and those as bytes, are refused.
 #include "off_io.h"
 
+#include <algorithm>
+#include <array>
 #include <limits>
+#include <utility>
 
+#include "attributeColumns.h"
 #include "meshReading.h"
 
 namespace TARN_KEL {
@@ -52,75 +57,172 @@ constexpr std::string_view KEYWORD = "OFF";
 
 /// Without the letters for what vertices carry, which may be before the keyword.
 std::string_view withoutPrefixes(std::string_view text) {
-    for (const std::string_view prefix : {"ST", "C", "N"})
-        if (text.starts_with(prefix)) text.remove_prefix(prefix.size());
-    return text;
+    constexpr std::array<std::string_view, 3> PREFIXES{"ST", "C", "N"};  // in any order
+    for (;;) {
+        const auto it =
+            std::find_if(PREFIXES.begin(), PREFIXES.end(), [&](auto prefix) { return text.starts_with(prefix); });
+        if (it == PREFIXES.end()) return text;
+        text.remove_prefix(it->size());
+    }
 }
 
+/// What the keyword says that each vertex carries, in this order.
+struct OffVertexParts {
+    bool bNormal, bColour, bTexture;
+};
+
 /// Removes the keyword from the first line. What follows are the counts, or nothing.
-void skipKeyword(const NumberedLines& lines, std::string_view& line) {
+OffVertexParts skipKeyword(const NumberedLines& lines, std::string_view& line) {
     line.remove_prefix(std::min(line.find_first_not_of(" \t"), line.size()));
     const std::string_view behindPrefixes = withoutPrefixes(line);
     for (const std::string_view other : {"4OFF", "nOFF", "4nOFF"})
         if (behindPrefixes.starts_with(other)) lines.refuseLine("only vertices with three coordinates are read");
     const std::size_t length = offKeywordLength(line);
     if (length == 0) lines.refuseLine("expected OFF");
+    const std::string_view prefixes = line.substr(0, length - KEYWORD.size());
     line.remove_prefix(length);
     if (WordsLeft(line).next() == "BINARY") lines.refuseLine("only OFF as text is read");
+    const auto has = [prefixes](std::string_view prefix) { return prefixes.find(prefix) != std::string_view::npos; };
+    return {has("N"), has("C"), has("ST")};
 }
 
-struct OffCounts {
+struct OffHeader {
+    OffVertexParts parts;
     std::uint64_t numVertices, numFaces;
+    bool bEdges;  ///< whether the number of edges is there, too
 };
 
-OffCounts readOffHeader(NumberedLines& lines) {
+/// The counts may be in one line or in several; that of the edges may be missing.
+OffHeader readOffHeader(NumberedLines& lines) {
     const std::string expected = "the numbers of vertices and faces";
     std::string_view line;
     offLineOrRefuse(lines, line, "OFF");
-    skipKeyword(lines, line);
-    if (WordsLeft(line).isAtEnd()) offLineOrRefuse(lines, line, expected);
+    OffHeader header{skipKeyword(lines, line), 0, 0, false};
     WordsLeft words(line);
-    const std::optional<std::uint64_t> numVertices = countOf(words.next()), numFaces = countOf(words.next());
-    if (!numVertices || !numFaces) lines.refuseLine("expected " + expected);
-    if (*numVertices > std::numeric_limits<int>::max()) lines.refuseLine("more vertices than an int can count");
-    return {*numVertices, *numFaces};
-}
-
-/// Appends the triangles of a face. Returns false when the line isn't one of the mesh.
-bool appendFace(std::string_view line, NumberedMesh& mesh) {
-    WordsLeft words(line);
-    const std::optional<std::uint64_t> numCorners = countOf(words.next());
-    if (!numCorners || *numCorners < 3) return false;
-    TriangleFan fan(mesh.vIndices);
-    while (fan.size() < *numCorners) {
-        const std::optional<std::uint64_t> index = countOf(words.next());
-        if (!index || *index >= mesh.numVertices()) return false;
-        fan.add(static_cast<int>(*index));
+    for (std::uint64_t* const pCount : {&header.numVertices, &header.numFaces}) {
+        if (words.isAtEnd()) {
+            offLineOrRefuse(lines, line, expected);
+            words = WordsLeft(line);
+        }
+        const std::optional<std::uint64_t> count = countOf(words.next());
+        if (!count) lines.refuseLine("expected " + expected);
+        *pCount = *count;
     }
-    return true;
+    if (header.numVertices > std::numeric_limits<int>::max()) lines.refuseLine("more vertices than an int can count");
+    header.bEdges = !words.isAtEnd();
+    return header;
 }
 
-void readOffMesh(NumberedLines& lines, NumberedMesh& mesh) {
-    const auto nameOf = [](const char* what, std::uint64_t i, std::uint64_t num) {
+/// What vertices carry behind their coordinates.
+class OffColumns {
+public:
+    /// pColumns: null where nobody wants them.
+    OffColumns(const OffVertexParts& parts_, AttributeColumns* pColumns_) : parts(parts_), pColumns(pColumns_) {}
+
+    /// Takes the line of the next vertex. The first one decides which columns there are.
+    void take(std::string_view line) {
+        if (pColumns == nullptr || !(parts.bNormal || parts.bColour)) return;
+        const std::vector<std::string_view> vWord = wordsOf(line);
+        if (numRows++ == 0) addColumns(vWord.size());
+        for (std::size_t i = 0; i < numColumns && FIRST + i < vWord.size(); ++i)
+            pColumns->appendText(i, vWord[FIRST + i]);
+        pColumns->fillAll(numRows);
+    }
+    void finish() {
+        if (pColumns != nullptr) pColumns->chooseTypes();
+    }
+
+private:
+    static constexpr std::size_t FIRST = 3, CHANNELS = 3;
+
+    /// numWords: of a vertex with its coordinates.
+    void addColumns(std::size_t numWords) {
+        const std::size_t numOthers = FIRST + (parts.bNormal ? FIRST : 0) + (parts.bTexture ? 2 : 0);
+        const std::size_t numChannels = parts.bColour && numWords > numOthers ? numWords - numOthers : 0;
+        std::vector<const char*> vName;
+        if (parts.bNormal) vName.insert(vName.end(), {"nx", "ny", "nz"});
+        if (numChannels == CHANNELS || numChannels == CHANNELS + 1) vName.insert(vName.end(), {"red", "green", "blue"});
+        if (numChannels == CHANNELS + 1) vName.push_back("alpha");
+        for (const char* name : vName)
+            pColumns->add(name, noValues<double>());
+        numColumns = vName.size();
+        if (numWords > FIRST + numColumns) pColumns->leaveOut(numWords - FIRST - numColumns);
+    }
+
+    const OffVertexParts parts;
+    AttributeColumns* pColumns;
+    std::size_t numRows = 0, numColumns = 0;
+};
+
+/// Reads the mesh of a text.
+class OffReader {
+public:
+    OffReader(NumberedLines& lines_, NumberedMesh& mesh_, AttributeColumns* pAttributes)
+        : lines(lines_), mesh(mesh_), header(readOffHeader(lines)), columns(header.parts, pAttributes) {}
+
+    void read() {
+        readVertices();
+        columns.finish();
+        readFaces();
+        if (nextBodyLine()) lines.refuseLine("expected no more than the faces that the header counts");
+    }
+
+private:
+    /// Sets line to the next one behind the counts.
+    bool nextBodyLine() {
+        const bool bNext = nextOffLine(lines, line);
+        if (!bNext || std::exchange(header.bEdges, true) || !isWholeNumber(line)) return bNext;
+        return nextOffLine(lines, line);  // behind the number of edges, which has a line of its own
+    }
+    static bool isWholeNumber(std::string_view text) {
+        const std::vector<std::string_view> vWord = wordsOf(text);
+        std::int64_t number = 0;
+        const char* const end = vWord[0].data() + vWord[0].size();
+        return vWord.size() == 1 && extractInt(vWord[0].data(), end, number) == end;
+    }
+    static std::string nameOf(const char* what, std::uint64_t i, std::uint64_t num) {
         return what + std::to_string(i + 1) + " of " + std::to_string(num);
-    };
-    const OffCounts counts = readOffHeader(lines);
+    }
+
+    void readVertices() {
+        for (std::uint64_t i = 0; i < header.numVertices; ++i) {
+            if (!nextBodyLine()) refuse("ends before " + nameOf("vertex ", i, header.numVertices));
+            const std::optional<Point3> vertex = pointOf(line);
+            if (!vertex) lines.refuseLine("expected " + nameOf("vertex ", i, header.numVertices));
+            columns.take(line);
+            mesh.vVertices.push_back(*vertex);
+        }
+    }
+
+    void readFaces() {
+        for (std::uint64_t i = 0; i < header.numFaces; ++i) {
+            if (!nextBodyLine()) refuse("ends before " + nameOf("face ", i, header.numFaces));
+            if (!takeFace())
+                lines.refuseLine("expected " + nameOf("face ", i, header.numFaces) +
+                                 ", the number of its corners and vertices from 0 to " + std::to_string(header.numVertices) +
+                                 " exclusively");
+        }
+    }
+    /// Returns false when the line isn't a face of the mesh.
+    bool takeFace() {
+        WordsLeft words(line);
+        const std::optional<std::uint64_t> numCorners = countOf(words.next());
+        if (!numCorners) return false;
+        while (mesh.polygons.size() < *numCorners) {
+            const std::optional<std::uint64_t> index = countOf(words.next());
+            if (!index || *index >= mesh.numVertices()) return false;
+            mesh.polygons.add(static_cast<int>(*index));
+        }
+        mesh.polygons.endPolygon();
+        return true;
+    }
+
+    NumberedLines& lines;
+    NumberedMesh& mesh;
+    OffHeader header;
+    OffColumns columns;
     std::string_view line;
-    for (std::uint64_t i = 0; i < counts.numVertices; ++i) {
-        if (!nextOffLine(lines, line)) refuse("ends before " + nameOf("vertex ", i, counts.numVertices));
-        const std::optional<Point3> vertex = pointOf(line);
-        if (!vertex) lines.refuseLine("expected " + nameOf("vertex ", i, counts.numVertices));
-        mesh.vVertices.push_back(*vertex);
-    }
-    for (std::uint64_t i = 0; i < counts.numFaces; ++i) {
-        if (!nextOffLine(lines, line)) refuse("ends before " + nameOf("face ", i, counts.numFaces));
-        if (!appendFace(line, mesh))
-            lines.refuseLine("expected " + nameOf("face ", i, counts.numFaces) +
-                             ", at least three corners on vertices from 0 to " + std::to_string(counts.numVertices) +
-                             " exclusively");
-    }
-    if (nextOffLine(lines, line)) lines.refuseLine("expected no more than the faces that the header counts");
-}
+};
 
 }  // namespace
 
@@ -129,8 +231,11 @@ std::size_t offKeywordLength(std::string_view text) {
     return rest.starts_with(KEYWORD) ? text.size() - rest.size() + KEYWORD.size() : 0;
 }
 
-bool readOff(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices) {
-    return readMeshText(filename, vVertices, vIndices, readOffMesh);
+bool readOff(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
+             AttributeColumns* pAttributes) {
+    return readMeshText(filename, vVertices, vIndices, [pAttributes](NumberedLines& lines, NumberedMesh& mesh) {
+        OffReader(lines, mesh, pAttributes).read();
+    });
 }
 
 }  // namespace TARN_KEL

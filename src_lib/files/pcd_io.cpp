@@ -33,6 +33,7 @@
 #include "attributeColumns.h"
 #include "littleEndian.h"
 #include "pointReading.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -403,8 +404,9 @@ void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& re
                               attribute.fieldLength, layout.numPoints);
 }
 
-void readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
-    NumberedLines lines(reader);
+/// Returns whether there are more points than the header counts.
+bool readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
+    NumberedLines lines(reader, LineEnd::LINE_FEED);  // what is behind the last one is bytes
     const PcdHeader header = readPcdHeader(lines);
     const PcdLayout layout = layoutOf(header, pColumns);
     if (header.encoding == "ascii")
@@ -415,15 +417,20 @@ void readPcdPoints(const InputFile& file, BlockReader& reader, std::vector<Point
         appendBlock(layout, file, reader, vPoints, pColumns);
     else
         lines.refuseLine("expected DATA ascii, binary or binary_compressed");
+    std::string_view line;
+    return header.encoding == "ascii" ? lines.next(line) : header.encoding == "binary" && reader.fill(layout.recordLength);
 }
 
 }  // namespace
 
 bool readPcd(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
-    return readAllOrNothing(filename, vPoints,
-                            [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
-                                readPcdPoints(file, reader, vAppended, pAttributes);
-                            });
+    bool bMore = false;
+    const bool bRead =
+        readAllOrNothing(filename, vPoints, [&](const InputFile& file, BlockReader& reader, std::vector<Point3>& vAppended) {
+            bMore = readPcdPoints(file, reader, vAppended, pAttributes);
+        });
+    if (bRead && bMore) warning("readPointFile", filename + " has more points than its header counts, which aren't read");
+    return bRead;
 }
 
 }  // namespace TARN_KEL

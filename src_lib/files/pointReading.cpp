@@ -13,8 +13,6 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::string_view BYTE_ORDER_MARK = "\xef\xbb\xbf";
-
 std::string_view trimmed(std::string_view text) {
     while (!text.empty() && isSpace(text.front()))
         text.remove_prefix(1);
@@ -71,8 +69,18 @@ std::optional<std::uint64_t> countOf(std::string_view text) {
     return value;
 }
 
+std::string_view withoutByteOrderMark(std::string_view text) {
+    constexpr std::string_view MARK = "\xef\xbb\xbf";
+    return text.starts_with(MARK) ? text.substr(MARK.size()) : text;
+}
+
 std::optional<Point3> pointOf(std::string_view text) {
-    if (const std::optional<Point3> point = extractPoint(text)) return point;
+    std::string_view rest;
+    return pointOf(text, rest);
+}
+
+std::optional<Point3> pointOf(std::string_view text, std::string_view& rest) {
+    if (const std::optional<Point3> point = extractPoint(text, rest)) return point;
     std::array<double, 3> aValue{};
     const char* const end = text.data() + text.size();
     const char* p = text.data();
@@ -84,6 +92,7 @@ std::optional<Point3> pointOf(std::string_view text) {
         value = *number;
         p = behind;
     }
+    rest = text.substr(static_cast<std::size_t>(p - text.data()));
     return Point3(aValue[0], aValue[1], aValue[2]);
 }
 
@@ -99,12 +108,11 @@ std::vector<std::string_view> wordsOf(std::string_view text) {
 }
 
 bool NumberedLines::next(std::string_view& line) {
-    while (reader.nextLine(line)) {
+    while (reader.nextLine(line, lineEnd)) {
         ++number;
         bytes += line.size() + 1;
         if (line.size() >= BlockReader::MAX_TEXT) refuseLine("it is too long");
-        if (number == 1 && line.substr(0, BYTE_ORDER_MARK.size()) == BYTE_ORDER_MARK)
-            line.remove_prefix(BYTE_ORDER_MARK.size());
+        if (number == 1) line = withoutByteOrderMark(line);
         if (skipSpace(line.data(), line.data() + line.size()) != line.data() + line.size()) return true;
     }
     if (reader.failed()) refuse("is unreadable");

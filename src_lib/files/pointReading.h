@@ -38,6 +38,10 @@ std::optional<std::uint64_t> countOf(std::string_view text);
 /// A point from the three words at the start of a text, which are numbers as numberOf() takes them; behind the third one may
 /// be more without a blank. Empty when there aren't three.
 std::optional<Point3> pointOf(std::string_view text);
+/// The same. rest: set to what is behind the point, if there is one.
+std::optional<Point3> pointOf(std::string_view text, std::string_view& rest);
+/// The beginning of a text, without the bytes that some programs mark it with as UTF-8.
+std::string_view withoutByteOrderMark(std::string_view text);
 /// The words of a text, which has white space between them and may have some around.
 std::vector<std::string_view> wordsOf(std::string_view text);
 /// The place after the word at p.
@@ -51,12 +55,12 @@ inline const char* endOfWord(const char* p, const char* end) {
 class NumberedLines {
 public:
     /// reader: must outlive this object; at the start of the file.
-    explicit NumberedLines(BlockReader& reader_) : reader(reader_) {}
+    explicit NumberedLines(BlockReader& reader_, LineEnd lineEnd_ = LineEnd::ANY) : reader(reader_), lineEnd(lineEnd_) {}
 
     /// Sets line to the next line that isn't blank, without a byte order mark. Returns false at the end. Refuses a file that
     /// can't be read on, or has a line of more than BlockReader::MAX_TEXT bytes.
     bool next(std::string_view& line);
-    /// The bytes of all lines so far, with their ends.
+    /// The bytes of all lines so far, with one for the end of each.
     std::uint64_t numBytes() const { return bytes; }
     /// The number of the line that was read last, from 1.
     std::uint64_t lineNumber() const { return number; }
@@ -67,6 +71,7 @@ public:
 
 private:
     BlockReader& reader;
+    const LineEnd lineEnd;
     std::uint64_t number = 0, bytes = 0;
 };
 

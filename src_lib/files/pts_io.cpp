@@ -1,7 +1,7 @@
 // Points of PTS and PTX files, the texts of scanners. Both are series of blocks; all of them are one cloud.
 //
 // A block of PTS is a line with the number of points, then a line for each: x, y, z, and what else is known, such as
-// intensity and colour.
+// intensity and colour. A file whose first line is a point has no counts at all.
 //
 // A block of PTX is one scan: a line with the number of columns of its raster and one with that of its rows; four lines with
 // the scanner's place and axes, which the matrix repeats; the four rows of a matrix; and a line for each place of the
@@ -15,6 +15,7 @@
 
 #include <array>
 #include <limits>
+#include <utility>
 
 #include "AffineMap.h"
 #include "attributeColumns.h"
@@ -79,7 +80,7 @@ private:
 /// Sets line to the next one, and returns its point, the one with number i of numPoints.
 Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints, std::string_view& line) {
     const bool bLine = lines.next(line);
-    const std::optional<Point3> point = bLine ? extractPoint(line) : std::nullopt;
+    const std::optional<Point3> point = bLine ? pointOf(line) : std::nullopt;
     if (point) return *point;
     const std::string expected = "point " + std::to_string(i + 1) + " of " + std::to_string(numPoints);
     if (!bLine) refuse("ends before " + expected);
@@ -88,10 +89,22 @@ Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints,
 
 // ---- PTS
 
+/// Points without a count before them, as some programs write them. line: of the first one.
+void readUncounted(NumberedLines& lines, std::string_view line, std::vector<Point3>& vPoints, WordColumns& words) {
+    do {
+        const std::optional<Point3> point = pointOf(line);
+        if (!point) lines.refuseLine("expected a point");
+        vPoints.push_back(*point);
+        words.take(line);
+    } while (lines.next(line));
+}
+
 void readPtsPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumns& words) {
     NumberedLines lines(reader);
     std::string_view line;
+    bool bFirstLine = true;
     while (lines.next(line)) {
+        if (std::exchange(bFirstLine, false) && pointOf(line)) return readUncounted(lines, line, vPoints, words);
         const std::optional<std::uint64_t> numPoints = countOfLine(line);
         if (!numPoints) lines.refuseLine("expected a number of points");
         for (std::uint64_t i = 0; i < *numPoints; ++i) {

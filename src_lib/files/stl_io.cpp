@@ -16,11 +16,13 @@
 #include <new>
 #include <optional>
 #include <stdexcept>
+#include <string>
 #include <string_view>
 
 #include "BlockReader.h"
 #include "InputFile.h"
 #include "littleEndian.h"
+#include "pointReading.h"
 #include "textNumbers.h"
 #include "tools.h"
 
@@ -30,6 +32,12 @@ namespace {
 
 bool contains(std::string_view line, std::string_view word) {
     return line.find(word) != std::string_view::npos;
+}
+
+/// word: in small letters.
+bool containsInAnyCase(std::string_view line, std::string_view word) {
+    const auto isSame = [](char a, char b) { return a == b || (a >= 'A' && a <= 'Z' && a - 'A' + 'a' == b); };
+    return std::search(line.begin(), line.end(), word.begin(), word.end(), isSame) != line.end();
 }
 
 // ---- Binary
@@ -59,61 +67,92 @@ void appendCorners(const char* pFacet, std::vector<Point3>& vPoints) {
         vPoints.emplace_back(loadFloat(p), loadFloat(p + 4), loadFloat(p + 8));
 }
 
-/// Null, or why it can't be read. Where the length of the file is known nothing is appended then.
-const char* readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
-    constexpr const char* TOO_SHORT = "is too short for its number of triangles";
+/// Empty, or why it can't be read. Where the length of the file is known nothing is appended then.
+std::string readBinary(const InputFile& file, BlockReader& reader, std::vector<Point3>& vPoints) {
+    const std::string tooShort = "is too short for its number of triangles";
     std::uint32_t numLeft = loadInt<std::uint32_t>(reader.begin() + STL_HEADER - 4);
-    if (file.size() && *file.size() < lengthFor(numLeft)) return TOO_SHORT;
+    if (file.size() && *file.size() < lengthFor(numLeft))
+        return tooShort + ": it has " + toString(*file.size()) + " bytes, and " + toString(numLeft) + " triangles take " +
+               toString(lengthFor(numLeft));
     if (file.size()) vPoints.reserve(vPoints.size() + std::size_t{3} * numLeft);
     reader.skip(STL_HEADER);
     while (numLeft > 0) {
-        if (!reader.fill(FACET)) return reader.failed() ? "is unreadable" : TOO_SHORT;
+        if (!reader.fill(FACET)) return reader.failed() ? "is unreadable" : tooShort;
         const auto numHere = static_cast<std::uint32_t>(std::min<std::size_t>(numLeft, reader.size() / FACET));
         for (std::uint32_t i = 0; i < numHere; ++i)
             appendCorners(reader.begin() + i * FACET, vPoints);
         reader.skip(numHere * FACET);
         numLeft -= numHere;
     }
-    return nullptr;
+    return "";
 }
 
 // ---- Text
 
-/// The corners of one loop, up to its "endloop" or the end of the file (bEnded: it has one). False at a "vertex" line
-/// without three numbers.
-bool readLoop(BlockReader& reader, std::vector<Point3>& vPoints, bool& bEnded) {
-    std::string_view line;
-    bEnded = false;
-    while (!bEnded && reader.nextLine(line)) {
-        bEnded = contains(line, "endloop");
-        if (bEnded || !contains(line, "vertex")) continue;
+/// Reads the loops of a text.
+class LoopReader {
+public:
+    /// bStrict_: see readStl().
+    LoopReader(BlockReader& reader_, bool bStrict_, std::vector<Point3>& vPoints_)
+        : reader(reader_), bStrict(bStrict_), vPoints(vPoints_) {}
+
+    /// Empty, or why it can't be read. What was read before stays.
+    std::string read() {
+        for (std::string_view line; nextLine(line);) {
+            noteSolid(line);
+            if (!has(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
+            const std::size_t loopBegin = vPoints.size();
+            bool bEnded = false;
+            if (!readLoop(bEnded)) return "has a vertex without three numbers";
+            if (bStrict && !bEnded) return "ends within a triangle";
+            if (bStrict && vPoints.size() != loopBegin + 3) return "has a loop that is no triangle";
+        }
+        return reader.failed() ? "is unreadable" : "";
+    }
+    /// Whether the text begins a solid that it doesn't end.
+    bool isInSolid() const { return bInSolid; }
+
+private:
+    bool nextLine(std::string_view& line) { return reader.nextLine(line, bStrict ? LineEnd::ANY : LineEnd::LINE_FEED); }
+    /// word: in small letters.
+    bool has(std::string_view line, std::string_view word) const {
+        return bStrict ? containsInAnyCase(line, word) : contains(line, word);
+    }
+    void noteSolid(std::string_view line) {
         const char* const end = line.data() + line.size();
-        const char* p = skipSpace(line.data(), end);
-        p = std::find_if(p, end, isSpace);  // behind the word
-        const std::optional<Point3> corner = extractPoint({p, static_cast<std::size_t>(end - p)});
-        if (!corner) return false;
-        vPoints.push_back(*corner);
+        const char* const p = skipSpace(line.data(), end);
+        const std::string_view word(p, static_cast<std::size_t>(std::find_if(p, end, isSpace) - p));
+        if (containsInAnyCase(word, "solid")) bInSolid = word.size() == std::string_view("solid").size();  // or "endsolid"
     }
-    return true;
-}
 
-/// Null, or why it can't be read. What was read before stays.
-const char* readLoops(BlockReader& reader, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
-    std::string_view line;
-    while (reader.nextLine(line)) {
-        if (!contains(line, "outer loop") && !contains(line, "OUTER LOOP")) continue;
-        const std::size_t loopBegin = vPoints.size();
-        bool bEnded = false;
-        if (!readLoop(reader, vPoints, bEnded)) return "has a vertex without three numbers";
-        if (bTrianglesOnly && !bEnded) return "ends within a triangle";
-        if (bTrianglesOnly && vPoints.size() != loopBegin + 3) return "has a loop that is no triangle";
+    /// The corners of one loop, up to its "endloop" or the end of the file (bEnded: it has one). False at a "vertex" line
+    /// without three numbers.
+    bool readLoop(bool& bEnded) {
+        std::string_view line;
+        bEnded = false;
+        while (!bEnded && nextLine(line)) {
+            bEnded = has(line, "endloop");
+            if (bEnded || !has(line, "vertex")) continue;
+            const char* const end = line.data() + line.size();
+            const char* p = skipSpace(line.data(), end);
+            p = std::find_if(p, end, isSpace);  // behind the word
+            const std::string_view numbers(p, static_cast<std::size_t>(end - p));
+            const std::optional<Point3> corner = bStrict ? pointOf(numbers) : extractPoint(numbers);
+            if (!corner) return false;
+            vPoints.push_back(*corner);
+        }
+        return true;
     }
-    return reader.failed() ? "is unreadable" : nullptr;
-}
 
-/// Calls read(), which tells why the file can't be read, or null; triangles that find no room are one more reason.
+    BlockReader& reader;
+    const bool bStrict;
+    std::vector<Point3>& vPoints;
+    bool bInSolid = false;
+};
+
+/// Calls read(), which tells why the file can't be read, or nothing; triangles that find no room are one more reason.
 template <typename Read>
-const char* withinMemory(Read&& read) {
+std::string withinMemory(Read&& read) {
     try {
         return read();
     } catch (const std::bad_alloc&) {
@@ -122,8 +161,8 @@ const char* withinMemory(Read&& read) {
     return "holds more triangles than the memory";
 }
 
-/// Null, or why it can't be read. What was read before stays.
-const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
+/// Empty, or why it can't be read. What was read before stays.
+std::string readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
     constexpr std::string_view WORD = "vertex";
     std::string_view line;
     while (reader.nextLine(line)) {
@@ -135,7 +174,7 @@ const char* readVertexLines(BlockReader& reader, std::vector<Point3>& vPoints) {
         if (!corner) return "has a vertex without three numbers";
         vPoints.push_back(*corner);
     }
-    return reader.failed() ? "is unreadable" : nullptr;
+    return reader.failed() ? "is unreadable" : "";
 }
 
 }  // namespace
@@ -144,18 +183,26 @@ bool isBinaryStl(std::string_view start, std::uint64_t fileLength) {
     return start.size() >= STL_HEADER && fileLength == lengthFor(loadInt<std::uint32_t>(start.data() + STL_HEADER - 4));
 }
 
-bool readStl(const std::string& filename, bool bTrianglesOnly, std::vector<Point3>& vPoints) {
+bool isTextStl(std::string_view start) {
+    constexpr std::string_view SOLID = "solid";
+    return containsInAnyCase(start.substr(0, SOLID.size()), SOLID) && containsInAnyCase(start, "facet");
+}
+
+bool readStl(const std::string& filename, bool bStrict, std::vector<Point3>& vPoints) {
     InputFile file(filename);
-    const auto refuse = [&](const char* why) {
+    const auto refuse = [&](const std::string& why) {
         out() << "readSTL(): " << filename << " " << why << std::endl;
         return false;
     };
     if (!file.isOpen()) return refuse("is unreadable");
     BlockReader reader(file.stream());
-    const char* const why = withinMemory([&] {
-        return isBinary(file, reader) ? readBinary(file, reader, vPoints) : readLoops(reader, bTrianglesOnly, vPoints);
-    });
-    return why == nullptr || refuse(why);
+    LoopReader loops(reader, bStrict, vPoints);
+    const std::string why =
+        withinMemory([&] { return isBinary(file, reader) ? readBinary(file, reader, vPoints) : loops.read(); });
+    if (!why.empty()) return refuse(why);
+    if (bStrict && loops.isInSolid())
+        warning("readTriangles_auto", filename + " has no endsolid: perhaps its end is missing");
+    return true;
 }
 
 bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints) {
@@ -166,9 +213,9 @@ bool readSTLTriCorners(const std::string& filename, std::vector<Point3>& vPoints
     };
     if (!file.isOpen()) return refuse("Failed to open " + filename);
     BlockReader reader(file.stream());
-    const char* const why = withinMemory(
+    const std::string why = withinMemory(
         [&] { return isBinary(file, reader) ? readBinary(file, reader, vPoints) : readVertexLines(reader, vPoints); });
-    return why == nullptr || refuse(filename + " " + why);
+    return why.empty() || refuse(filename + " " + why);
 }
 
 }  // namespace TARN_KEL

@@ -1,6 +1,7 @@
 // Points as text without a header.
 //
-// Each line that begins with three numbers is a point; others are skipped, as they may be headers or comments. Nothing says
+// Each line that begins with three numbers is a point; others are skipped, as they may be headers or comments. Behind the
+// first point there should be none but comments, so the others are counted there. Nothing says
 // what stands behind the coordinates, and a wrong guess would spoil a mesh with false colours. So three numbers are taken
 // where they can hardly be anything else, by all points of the file: whole numbers from 0 to 255, one of them above 1, are a
 // colour, and numbers whose squares add up to 1 are a normal, of which 0 0 0 is one that isn't known. All else is left out,
@@ -10,6 +11,7 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
+#include <cstdint>
 #include <optional>
 #include <string_view>
 #include <utility>
@@ -101,7 +103,11 @@ private:
 
 }  // namespace
 
-bool readXyz(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+namespace {
+
+/// Calls take(line) for each line. Returns false, after a line with the name, when the file can't be read.
+template <typename Take>
+bool forLines(const std::string& filename, LineEnd lineEnd, const Take& take) {
     const auto refuseFile = [&filename] {
         out() << filename << " is unreadable" << std::endl;
         return false;
@@ -109,15 +115,45 @@ bool readXyz(const std::string& filename, std::vector<Point3>& vPoints, Attribut
     InputFile file(filename);
     if (!file.isOpen()) return refuseFile();
     BlockReader reader(file.stream());
+    for (std::string_view line; reader.nextLine(line, lineEnd);)
+        take(line);
+    return !reader.failed() || refuseFile();
+}
+
+/// Whether a line says nothing, or something for people.
+bool isBlankOrComment(std::string_view line) {
+    const char* const end = line.data() + line.size();
+    const char* const p = skipSpace(line.data(), end);
+    return p == end || std::string_view("#/%;!").find(*p) != std::string_view::npos;
+}
+
+}  // namespace
+
+bool readXyz(const std::string& filename, std::vector<Point3>& vPoints) {
+    return forLines(filename, LineEnd::LINE_FEED, [&vPoints](std::string_view line) {
+        if (const std::optional<Point3> point = extractPoint(line)) vPoints.push_back(*point);
+    });
+}
+
+bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
+    const std::size_t numBefore = vPoints.size();
+    std::uint64_t numSkipped = 0;
+    bool bFirstLine = true;
     UnnamedColumns columns(pAttributes);
-    std::string_view line, rest;
-    while (reader.nextLine(line)) {
-        const std::optional<Point3> point = extractPoint(line, rest);
-        if (!point) continue;
-        vPoints.push_back(*point);
-        columns.take(rest);
-    }
-    if (reader.failed()) return refuseFile();
+    const bool bRead = forLines(filename, LineEnd::ANY, [&](std::string_view line) {
+        if (std::exchange(bFirstLine, false)) line = withoutByteOrderMark(line);
+        std::string_view rest;
+        if (const std::optional<Point3> point = pointOf(line, rest)) {
+            vPoints.push_back(*point);
+            columns.take(rest);
+        } else if (vPoints.size() > numBefore && !isBlankOrComment(line)) {
+            ++numSkipped;
+        }
+    });
+    if (!bRead) return false;
+    if (numSkipped > 0)
+        warning("readPointFile", filename + ": left out " + toString(numSkipped) +
+                                     " lines behind the first point, which don't begin with three numbers");
     columns.finish();
     return true;
 }

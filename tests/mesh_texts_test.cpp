@@ -272,7 +272,7 @@ TEST_F(MeshTexts, refuseWhatIsNoMeshAndSayWhere) {
              {"1 0 0\n1 2 3\n", "line 1: expected OFF"},
              {"OFF\n3 1\n0 0 0\n1 0\n", "line 4: expected vertex 2 of 3"},
              {"OFF\n1 1\n0 0 0\n\n3 0 0 1 # \n", "line 5: expected face 1 of 1, the number of its corners"},
-             {"OFF\n1 1\n0 0 0\n2 0\n", "line 4: expected face 1 of 1"},
+             {"OFF\r\n1 1\r\n0 0 0\r\n2 0\r\n", "line 4: expected face 1 of 1"},
              {OFF + "3 2 1 0\n", "line 7: expected no more than the faces"}})
         expectRefused(folder, "a.off", bytes, words);
     for (const auto& [bytes, words] : std::map<std::string, std::string>{

@@ -1,4 +1,5 @@
 // The runs and the steps that each of them may take.
+#include <algorithm>
 #include <iterator>
 #include <string>
 #include <vector>
@@ -159,6 +160,7 @@ bool progressForEdgeFlipsSimA(std::span<const double> temperatures) {
 
 bool progressForSmoothing(int numIterations) {
     std::vector<std::string> vRounds;
+    vRounds.reserve(static_cast<std::size_t>(std::max(numIterations, 0)));
     for (int i = 0; i < numIterations; ++i)
         vRounds.push_back("it%" + toString(i));
     return plantUnlessOpen("Smoothing", STEPS_SMOOTHING, vRounds);

@@ -11,9 +11,9 @@ namespace TARN_KEL {
 
 namespace {
 
+/// NaN is equal to itself, and 0 isn't to -0.
 bool isBitwiseEqual(const Point3& p, const Point3& q) {
-    return std::memcmp(&p, &q, sizeof(Point3)) ==
-           0;  // NOLINT(bugprone-suspicious-memory-comparison): NaN, and the sign of 0
+    return std::memcmp(&p, &q, sizeof(Point3)) == 0;  // NOLINT(bugprone-suspicious-memory-comparison)
 }
 
 }  // namespace

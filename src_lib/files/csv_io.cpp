@@ -127,7 +127,7 @@ std::optional<CsvTable> readCsvHeader(NumberedLines& lines, AttributeColumns* pA
     std::string separators = ",;\t";
     bool bText = false;
     for (std::string_view line; lines.next(line); bText = true) {
-        if (const std::optional<CsvTable> table = tableOf(line, separators, pAttributes)) return table;
+        if (std::optional<CsvTable> table = tableOf(line, separators, pAttributes)) return table;
         if (const std::optional<char> separator = separatorOf(line))
             separators = *separator;
         else if (line.front() != '#')

@@ -220,7 +220,7 @@ bool areTooMany(const std::vector<std::size_t>& vStrays, const std::vector<Point
 std::vector<std::size_t> findStrays(const std::vector<Point3>& vPoints, CloudSample& sample) {
     const SampleNodes& nodes = sample.nodes;
     const auto pointsIn = [&](const std::vector<NodeId>& vNode) { return pointsOf(vNode, nodes, vPoints, sample.grid); };
-    const std::vector<std::size_t> vLonely = pointsIn(lonelyStrays(sample));
+    std::vector<std::size_t> vLonely = pointsIn(lonelyStrays(sample));
     if (areTooMany(vLonely, vPoints)) return {};  // the spacing is wrong, and what hovers is a matter of the spacing, too
     const std::vector<std::size_t> vHovering = pointsIn(hoveringNodes(nodes));
     if (areTooMany(vHovering, vPoints)) return vLonely;

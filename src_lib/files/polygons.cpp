@@ -73,7 +73,7 @@ private:
         const Place &a = vPlace[vPrev[i]], &b = vPlace[i], &c = vPlace[vNext[i]];
         for (std::size_t k = vNext[vNext[i]]; k != vPrev[i]; k = vNext[k]) {
             const Place& p = vPlace[k];
-            if (p == a || p == b || p == c) continue;  // a hole hangs on its polygon by an edge that is there twice
+            if (p == a || p == b || p == c) continue;  // the edge that joins a hole to the outline is listed twice
             const bool bInside = twiceArea(a, b, p) > 0.0 && twiceArea(b, c, p) > 0.0 && twiceArea(c, a, p) >= 0.0;
             if (bInside && !isConvex(k)) return false;
         }

@@ -27,6 +27,7 @@ public:
         ASSEX_AS("false", found != HashIndex::NONE);  // a corner without a bundle
         return found;
     }
+    std::size_t size() const { return vCode.size(); }
 
 private:
     // The corners of a triangle lie in neighbouring cells, so one cache line for a block of cells serves all of them.
@@ -51,10 +52,12 @@ CoarseSurface::CoarseSurface(CMesh* pCMesh) {
     }
     std::vector<CTriangle*> vCT;
     pCMesh->getAliveTriangles(vCT);
-    const VertexByCode vertexOf(mCCDBundle);
+    const VertexByCode vCCDVertex(mCCDBundle);
+    const auto& vPointVertex = vVertex;
+    ASSEX(vCCDVertex.size()==vPointVertex.size());
     vTriangle.reserve(vCT.size());
     for (const CTriangle* pCT : vCT)
-        vTriangle.push_back({vertexOf.find(pCT->getC0()), vertexOf.find(pCT->getC1()), vertexOf.find(pCT->getC2())});
+        vTriangle.push_back({vCCDVertex.find(pCT->getC0()), vCCDVertex.find(pCT->getC1()), vCCDVertex.find(pCT->getC2())});
 }
 
 }  // namespace TARN_KEL

@@ -38,7 +38,7 @@ public:
         : mesh(theMesh), patches(mesh), vStripOf(patches.size(), NO_STRIP) {
         const std::vector<char> vOuter = bClosed ? outerPatches(mesh, patches) : std::vector<char>();
         for (SheetPatches::Patch patch = 0; patch < patches.size(); ++patch) {
-            const Boundary boundary = boundaryOf(patch);
+            const Boundary boundary = countBoundary(patch);
             const std::size_t size = patches.trianglesOf(patch).size();
             const bool bNarrow = isNarrow(size, boundary);
             vCost.push_back(size * (bNarrow || !bClosed || vOuter[patch] == 0 ? 1 : OF_OUTER));
@@ -73,7 +73,7 @@ private:
         std::size_t numEdges = 0, numFree = 0;  // the free ones are those of one triangle
     };
 
-    Boundary boundaryOf(SheetPatches::Patch patch) const {
+    Boundary countBoundary(SheetPatches::Patch patch) const {
         Boundary boundary;
         for (const RTriangle* pRT : patches.trianglesOf(patch))
             for (const REdge* pRE : {pRT->pRE12, pRT->pRE02, pRT->pRE01}) {

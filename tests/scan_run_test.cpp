@@ -336,8 +336,10 @@ TEST(ScanRun, refusesAnOriginThatIsNoPlaceOrTooFarAwayAndAnAreaThatIsNone) {
     options.origin = Point3(1e9, -1e9, 1e9);
     const CoutSilence silence;
     EXPECT_NE(reconstruct(Scan(1).plane(500), options), nullptr);
-    options.minPieceArea = NOT_A_NUMBER;
-    expectFails("options.minPieceArea>=0.0", [&] { reconstruct(Scan(1).plane(500), options); });
+    for (const double area : {NOT_A_NUMBER, -1.0}) {
+        options.minPieceArea = area;
+        expectFails("options.minPieceArea>=0.0", [&] { reconstruct(Scan(1).plane(500), options); });
+    }
 }
 
 TEST(ScanRun, saysWhenOutliersAreTooMany) {

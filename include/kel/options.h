@@ -23,14 +23,15 @@ struct ReconstructOptions {
     double spacing = 0.0;
     /// Cell edge as a multiple of the estimated point spacing, greater than 0. Used when spacing is 0.
     double factor = 1.1;
-    /// A corner of a cell, finite, and at most some 10^12 cells away. Runs with the same spacing and the same origin have
-    /// the same cells. Without one the grid starts at the points.
+    /// A corner of a cell, with finite coordinates of less than 10^12 cells. Runs with the same spacing and the same origin
+    /// have the same cells. Without one the grid starts at the points.
     std::optional<Point3> origin = std::nullopt;
 
     // ---- Steps before the mesh is made
 
     /// Leaves out points far from all others, in groups of fewer than 16 places or than one in 200 points, and strays near
-    /// the surface. After a warning they are kept where they are too many: more than 36%, strays more than 15%.
+    /// the surface. After a warning they are kept where they are too many: more than 36%; strays more than 15%, where what
+    /// hovers over the surface counts by itself.
     bool bOutliers = true;
     bool bEven = true;        ///< Adds points where the sampling is sparser than the grid, in gaps that this explains.
     bool bLaplacian = false;  ///< Smooths noisy points before the grid is filled.
@@ -53,7 +54,7 @@ struct ReconstructOptions {
     bool bFit = true;
     /// Where fit() finds noise of some quarter of the point spacing or more, makes the surface again, of the points as
     /// they'd be without it; up to four times, while each leaves half of the border edges or less. Each takes the time of
-    /// the first. Without bFit it does nothing.
+    /// the first, and one with more border than before isn't taken. Without bFit it does nothing.
     bool bDenoise = true;
 
     // ---- The run
@@ -89,7 +90,7 @@ struct ReconstructReport {
     std::size_t numFarOutliers = 0;  ///< Points left out because they are far from all others.
     std::size_t numStrays = 0;       ///< Points left out because they are alone off the surface.
     std::size_t numAdded = 0;        ///< Points added for even sampling.
-    std::size_t numDenoised = 0;     ///< Points from which noise was taken to make the surface again; 0 when it wasn't.
+    std::size_t numDenoised = 0;     ///< Points without noise that the surface is made of; 0 when it is made of those given.
 
     double pointSpacing = -1.0;  ///< The estimated spacing of the points; -1.0 when it wasn't estimated.
     double cellEdge = -1.0;      ///< Edge of a grid cell, as asked for; -1.0 without points.
@@ -116,8 +117,8 @@ struct ReconstructReport {
 /// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
 /// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, it is fitted to the points that were
 /// passed, and self-intersections are removed. Where the points are very noisy the steps from the sampling on are taken
-/// again; the report tells of the last time. Each step has a switch; with all of them off the result is that of
-/// reconstruct_auto() or reconstruct_abs().
+/// again; the report tells of the surface that is taken, and of the seconds of all. Each step has a switch; with all of them
+/// off the result is that of reconstruct_auto() or reconstruct_abs().
 ///
 /// A listener hears this run as "Reconstruct".
 ///

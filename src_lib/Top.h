@@ -9,9 +9,9 @@
 #include "Calc.h"
 #include "Random.h"
 #include "Rotx.h"
-#include "aside/coarseCollapses.h"
-#include "aside/orientByTurns.h"
+#include "coarseCollapses.h"
 #include "completeCubes.h"
+#include "orientByTurns.h"
 
 namespace TARN_KEL {
 

@@ -7,14 +7,14 @@
 
 #include "CMesh.h"
 #include "CPatch.h"
-#include "aside/coarseFlips.h"
-#include "aside/outwardWalk.h"
-#include "aside/spikes.h"
+#include "coarseFlips.h"
 #include "drawings.h"
 #include "floodTriangles.h"
 #include "freeFunctions.h"
+#include "outwardWalk.h"
 #include "patchPairs.h"
 #include "sortMT.h"
+#include "spikes.h"
 #include "tools.h"
 
 namespace TARN_KEL {

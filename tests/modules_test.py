@@ -1,5 +1,6 @@
 """Holds the includes of src_lib against docs/modules.txt: every file has a module, every include goes to the same module or to
-one that it may use, which stands above it in the list, and no units include each other in a circle."""
+one that it may use, which stands above it in the list, no units include each other in a circle, and what lies aside is
+included only from there and by the classes in the root, which have operations that no public function reaches."""
 import pathlib
 import re
 import sys
@@ -23,15 +24,18 @@ def module_of(file):
 
 files = [file for file in source.rglob("*") if file.suffix in (".h", ".cpp")]
 faults += [f"{file} has no module" for file in files if module_of(file) is None]
+faults += [f"there is no {unit}" for unit in units if not any((source / unit).with_suffix(end) in files for end in (".h", ".cpp"))]
 headers = {file.name: file for file in files if file.suffix == ".h"}
 graph = {}  # header and source of one name are one unit
 for file in files:
-    for name in re.findall(r'#include "(?:.*/)?(.*)"', file.read_text()):
+    for name in re.findall(r'#\s*include\s*["<](?:.*/)?([^">]*)[">]', file.read_text()):
         if name not in headers:
             continue
         graph.setdefault(file.stem, set()).add(headers[name].stem)
         if module_of(headers[name]) not in uses.get(module_of(file), set()):
             faults.append(f"{file.name} ({module_of(file)}) may not include {name} ({module_of(headers[name])})")
+        if headers[name].parent.name == "aside" and file.parent.name != "aside" and file.parent != source:
+            faults.append(f"{file.name} may not include {name}, which lies aside")
 
 
 def peel(edges):

@@ -5,15 +5,15 @@
 //    alt0 | alt1    ->  alt0----alt1     between both. Where it isn't possible the cap can be collapsed instead.
 //       \ | /               \  /
 //         v0                 v0
-#include "aside/coarseCaps.h"
+#include "coarseCaps.h"
 
 #include <cfloat>
 #include <map>
 #include <vector>
 
 #include "CMesh.h"
-#include "aside/coarseCollapses.h"
-#include "aside/coarseFlips.h"
+#include "coarseCollapses.h"
+#include "coarseFlips.h"
 #include "edgeGeometry.h"
 #include "tools.h"
 

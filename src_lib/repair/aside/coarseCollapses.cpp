@@ -1,7 +1,7 @@
 // Short edges are kept in a queue, the shortest first, and are collapsed to the midpoint or onto an end where normals hardly
 // turn. A collapse moves vertices, so keys become stale: an edge that comes up longer than its key is put back under its
 // current length, and short edges at the moved vertex are entered again.
-#include "aside/coarseCollapses.h"
+#include "coarseCollapses.h"
 
 #include <algorithm>
 #include <cfloat>
@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "CMesh.h"
-#include "aside/coarseFlips.h"
 #include "borders.h"
+#include "coarseFlips.h"
 #include "degenerate.h"
 #include "edgeGeometry.h"
 #include "freeFunctions.h"

@@ -1,6 +1,6 @@
 // Flips edges to lower the energy of the surface, or to undo sharp folds. Both work through a queue, the best flip first. A
 // flip changes what others gain, so each edge is judged again when its turn comes.
-#include "aside/coarseFlips.h"
+#include "coarseFlips.h"
 
 #include <functional>
 #include <optional>

@@ -1,6 +1,6 @@
 // Follows whole chains of edges of degree three: closes them over edges of the mesh and kills the small piece within the
 // ring.
-#include "aside/degree3Chains.h"
+#include "degree3Chains.h"
 
 #include <algorithm>
 #include <list>

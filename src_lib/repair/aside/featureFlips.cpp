@@ -1,12 +1,12 @@
 // Where the caller knows which vertices lie on a feature line of the model, the diagonals between them should follow the
 // line. A flip that connects two of them is made unless it breaks a better connection: one that more feature edges continue
 // straight.
-#include "aside/featureFlips.h"
+#include "featureFlips.h"
 
 #include <vector>
 
 #include "CMesh.h"
-#include "aside/coarseFlips.h"
+#include "coarseFlips.h"
 #include "freeFunctions.h"
 #include "tools.h"
 

@@ -9,7 +9,7 @@
 //         X -----o----- other
 //               / \ .
 //             neg
-#include "aside/orientByTurns.h"
+#include "orientByTurns.h"
 
 #include <string>
 

@@ -1,6 +1,6 @@
 // Grows the outer skin of a model. It starts on the far right, facing outward, and at each edge of its boundary takes over
 // the patch of the triangle that comes first on its outer side. The boundary changes by the edges of the patch that joins.
-#include "aside/outerSkin.h"
+#include "outerSkin.h"
 
 #include <algorithm>
 #include <atomic>

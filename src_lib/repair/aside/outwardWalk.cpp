@@ -6,7 +6,7 @@
 //         T       N         W, a wall inside, stays behind
 //      -------o-------
 //             |  W
-#include "aside/outwardWalk.h"
+#include "outwardWalk.h"
 
 #include <algorithm>
 #include <functional>
@@ -15,10 +15,10 @@
 
 #include "CMesh.h"
 #include "Rotx.h"
-#include "aside/outerSkin.h"
 #include "drawings.h"
 #include "flood.h"
 #include "orientPatches.h"
+#include "outerSkin.h"
 #include "sortMT.h"
 #include "tools.h"
 

@@ -4,7 +4,7 @@
 // boundaries of an even number of patches of both together: if their union has no boundary. So it is enough to know which
 // groups are closed. Edges on the same patches behave alike, so each combination of patches is looked at once, however long
 // the boundaries are.
-#include "aside/patchGroups.h"
+#include "patchGroups.h"
 
 #include <algorithm>
 #include <cstddef>

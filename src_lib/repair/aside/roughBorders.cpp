@@ -1,5 +1,5 @@
 // Kills ragged patches, border triangles at MEs and triangles of flat corners.
-#include "aside/roughBorders.h"
+#include "roughBorders.h"
 
 #include <algorithm>
 #include <array>

@@ -1,7 +1,7 @@
 // Removes spikes. A single fold of nearly 180 degrees is flipped where the other diagonal is flatter (flipFolds). A spike
 // has several such folds at its tip, and no flip helps: the tip is removed, and its triangles get the neighbour in its place
 // that leaves them flattest.
-#include "aside/spikes.h"
+#include "spikes.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -9,7 +9,7 @@
 #include <utility>
 
 #include "CMesh.h"
-#include "aside/coarseFlips.h"
+#include "coarseFlips.h"
 #include "freeFunctions.h"
 #include "runs.h"
 #include "sortMT.h"

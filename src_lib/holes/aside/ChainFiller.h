@@ -1,3 +1,4 @@
+// No public function reaches it: it belongs to Holex and HoleToCCD.
 #pragma once
 
 #include <string>

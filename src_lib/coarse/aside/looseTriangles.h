@@ -1,3 +1,4 @@
+// No public function reaches it: it belongs to later passes of Voro and Top.
 #pragma once
 
 #include <array>

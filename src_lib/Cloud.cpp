@@ -32,6 +32,14 @@ Cloud::Cloud(const std::string& cloudName, double absoluteSpacing, double factor
       spacingFactor(factor),
       bMelt(bSoup) {}
 
+Cloud::Cloud(const std::string& cloudName, const RunInput& input)
+    : Cloud(cloudName, input.spacing.value_or(-1.0), input.spacing ? -1.0 : input.spacingFactor, input.bSoup,
+            input.numGrowSteps.value_or(-1)) {
+    bCarefulGrowth = input.bCarefulGrowth;
+    drawing.bComplete = input.bCompleteSoup;
+    drawing.bBrief = input.bBriefSoup;
+}
+
 Cloud::~Cloud() {
     delete pCalc;
 }
@@ -132,9 +140,8 @@ void Cloud::preparePixelsAndFeatures(double featureAngle) {
     }
     estimateRes2();
     createCalc();
-    SoupCells cells = rasteriseSoup(vPoints, *pCalc, {featureAngle, bCompleteSoup, bBriefSoup});
-    numAddedCells = cells.numAdded;
-    bClosedSoup = cells.bClosed;
+    SoupCells cells = rasteriseSoup(vPoints, *pCalc, {featureAngle, drawing.bComplete, drawing.bBrief});
+    soupFigures = cells.figures;
     vPoints = std::move(cells.vPoints);
     vFeatures = std::move(cells.vFeatures);
     vBorders = std::move(cells.vBorders);
@@ -223,7 +230,7 @@ void Cloud::pruneZeros(VRCD& vLocalArea, VRCD& vLocalBorder, VRCDPoint& vRCD2Zer
 }
 
 void Cloud::getZeroComponents(VRCD& vZeroRCD, VRCD& vLocalBorder, std::vector<std::pair<double, VRCD>>& vOut) {
-    for (ProposedPiece& piece : scorePieces(vZeroRCD, vLocalBorder, *pCalc))
+    for (ProposedComponent& piece : scoreComponents(vZeroRCD, vLocalBorder, *pCalc))
         vOut.emplace_back(piece.score, std::move(piece.vCells));
 }
 

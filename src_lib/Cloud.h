@@ -8,8 +8,10 @@
 #include "Bundle.h"
 #include "BundleStore.h"
 #include "Calc.h"
+#include "RunInput.h"
 #include "inputPoints.h"
 #include "kel.h"
+#include "soupCells.h"
 
 namespace TARN_KEL {
 
@@ -27,6 +29,8 @@ class Smooth;
 /// corner becomes flat, with all corners in one place, and is dropped with the other flat ones.
 class Cloud {
 public:
+    /// cloudName: as below. input: not all of it, a way to bundles gets the rest.
+    Cloud(const std::string& cloudName, const RunInput& input);
     /// cloudName: the name in messages; the file name for a cloud from a file.
     /// absoluteSpacing: edge of a grid cell; not greater than 0: the detected spacing times factor.
     /// bSoup: the points are triangle corners, three per triangle.
@@ -86,7 +90,7 @@ public:
     void copyRmg(VRCDPoint& vRCDPoint, VRCD& vRemainingRCDPoint, VRCDPoint& vAllRmg);
     /// Appends the result of acceptProposed() to vAllRmg. Sorts vRCD2ZeroPoint, clears vLocalArea and vLocalBorder.
     void pruneZeros(VRCD& vLocalArea, VRCD& vLocalBorder, VRCDPoint& vRCD2ZeroPoint, VRCDPoint& vAllRmg);
-    /// Appends the result of scorePieces().
+    /// Appends the result of scoreComponents().
     void getZeroComponents(VRCD& vZeroRCD, VRCD& vLocalBorder, std::vector<std::pair<double, VRCD>>& vOut);
     /// medianWedge().
     double getMedianWedge(std::vector<Point3>& vAxPlusNeigs);
@@ -97,6 +101,8 @@ public:
     /// vOut: replaced by the pairs (key, bundle), sorted. The key is the code moved by (dx, dy, dz) cells, then reduced to
     /// blocks of 2^level cells along each axis.
     void getOrderedBundles(int dx, int dy, int dz, int level, std::vector<std::pair<CCD, Bundle*>>& vOut);
+    /// What is known of a soup beside its cells.
+    const SoupFigures& getSoupFigures() const { return soupFigures; }
     /// Append the pairs of neighbouring cells on features and borders of a rasterised soup.
     void getFeatures(std::vector<std::pair<CCD, CCD>>& vOut) const;
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;
@@ -108,12 +114,7 @@ public:
     void printStatistics() const;
 
     int numGrowSteps;
-    bool bCarefulGrowth = false;  ///< see GapClosing::bCareful
-    bool bCompleteSoup = false;   ///< see SoupDrawing, like the next one
-    bool bBriefSoup = false;
-    std::size_t numAddedCells = 0;  ///< of a soup that was completed
-    bool bClosedSoup = false;       ///< see SoupCells
-    double inputIOTime = 0.0;       ///< seconds
+    double inputIOTime = 0.0;  ///< seconds
     std::string name;
     double spacingAbs;     ///< length set by the caller; not greater than 0: estimate it
     double spacingFactor;  ///< factor of the detected spacing
@@ -132,6 +133,9 @@ private:
     void createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep& progress);
     void setGrid(const Calc& grid);
 
+    bool bCarefulGrowth = false;  // see GapClosing::bCareful
+    SoupDrawing drawing;          // without the feature angle
+    SoupFigures soupFigures;
     PointBounds bounds;
     BundleStore bundleStore;
 };

@@ -16,8 +16,6 @@ namespace {
 const double FILE_FEATURE_ANGLE = 10.0;  // degrees
 const double ABOVE_ANY_ANGLE = 361.0;    // no fold is a feature
 const double NO_SPACING = -1.0;          // the cloud estimates it
-const double NO_FACTOR = -1.0;           // makes a spacing that was given and isn't positive fail in place of an estimate
-const int NO_GROWTH = -1;
 
 RunInput makeInput(double spacingAbs, double spacingFactor, bool bSoup, bool bLapTreatment, int numGrowSteps) {
     RunInput input{.bSoup = bSoup, .spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment};
@@ -74,13 +72,7 @@ void CloudMgr::readFiles(const std::vector<std::string>& vNames, double spacingA
 }
 
 Cloud& CloudMgr::addCloud(const std::string& name, const RunInput& input) {
-    const double factor = input.spacing ? NO_FACTOR : input.spacingFactor;
-    Cloud& cloud = *vClouds.emplace_back(std::make_unique<Cloud>(name, input.spacing.value_or(NO_SPACING), factor,
-                                                                 input.bSoup, input.numGrowSteps.value_or(NO_GROWTH)));
-    cloud.bCarefulGrowth = input.bCarefulGrowth;
-    cloud.bCompleteSoup = input.bCompleteSoup;
-    cloud.bBriefSoup = input.bBriefSoup;
-    return cloud;
+    return *vClouds.emplace_back(std::make_unique<Cloud>(name, input));
 }
 
 void CloudMgr::getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc) {
@@ -100,14 +92,9 @@ std::size_t CloudMgr::getNumBundles() const {
     return vClouds.front()->vBundles.size();
 }
 
-std::size_t CloudMgr::getNumAdded() const {
+const SoupFigures& CloudMgr::getSoupFigures() const {
     ASSEX(!vClouds.empty());
-    return vClouds.front()->numAddedCells;
-}
-
-bool CloudMgr::isOfClosedSoup() const {
-    ASSEX(!vClouds.empty());
-    return vClouds.front()->bClosedSoup;
+    return vClouds.front()->getSoupFigures();
 }
 
 void CloudMgr::getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const {

@@ -11,6 +11,7 @@
 #include "Calc.h"
 #include "RunInput.h"
 #include "kel.h"
+#include "soupCells.h"
 
 namespace TARN_KEL {
 
@@ -54,10 +55,8 @@ public:
     void getBundles(std::vector<Bundle*>& vOut, Calc*& pCalc);
     /// The number of bundles that getBundles() appends. Throws as it does.
     std::size_t getNumBundles() const;
-    /// How many of these are cells of a soup that lines miss, see SoupDrawing::bComplete. Throws as it does.
-    std::size_t getNumAdded() const;
-    /// Whether they are those of a soup whose edges have an even number of triangles. Throws as it does.
-    bool isOfClosedSoup() const;
+    /// What is known of a soup beside its cells. Throws as it does.
+    const SoupFigures& getSoupFigures() const;
     /// Append the pairs of neighbouring cells on borders, or on feature edges, of a rasterised soup. Throw like
     /// getBundles().
     void getBorders(std::vector<std::pair<CCD, CCD>>& vOut) const;

@@ -15,8 +15,7 @@ constexpr double BASE = 530.3;  // of the middle of all bodies, off the lattice
 /// The cells that the cleaning leaves, with growth of so many steps.
 Cells cleaned(Points vPoints, int numGrowSteps, bool bCareful = false) {
     const CoutSilence silence;
-    Cloud cloud("c", -1.0, 1.0, false, numGrowSteps);
-    cloud.bCarefulGrowth = bCareful;
+    Cloud cloud("c", {.numGrowSteps = numGrowSteps, .bCarefulGrowth = bCareful});
     cloud.pCalc = new Calc(unitGrid());
     std::vector<std::pair<CCD, Point3>> vOut;
     cloud.cleanPoints_RCD(vPoints, vOut);

@@ -59,8 +59,9 @@ private:
                                            .bBriefSoup = true});
         });
         report.numCells = pCloudMgr->getNumBundles();
-        report.numAdded = pCloudMgr->getNumAdded();
-        if (pCloudMgr->isOfClosedSoup()) strips = Strips::REMOVE_OF_CLOSED;
+        const SoupFigures& figures = pCloudMgr->getSoupFigures();
+        report.numAdded = figures.numAdded;
+        if (figures.bClosed) strips = Strips::REMOVE_OF_CLOSED;
         MeshPtr pMesh;
         step("surface", [&] { pMesh = meltFrom(std::move(pCloudMgr)); });
         return pMesh;

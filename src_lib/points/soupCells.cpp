@@ -45,7 +45,7 @@ void addTouchedCells(const std::vector<Tri*>& vTri, const Calc& grid, SoupCells&
             ++itDrawn;
         if (itDrawn == vDrawn.cend() || *itDrawn != rcd) cells.vPoints.push_back(place);
     }
-    cells.numAdded = cells.vPoints.size() - numDrawn;
+    cells.figures.numAdded = cells.vPoints.size() - numDrawn;
 }
 
 bool isClosed(const std::vector<Pixel::EdgeTri>& vEdge2Tri) {
@@ -65,7 +65,7 @@ SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDra
     pixel.bCountUncut = drawing.bBrief;
     pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, drawing.featureAngle);
     if (drawing.bComplete) addTouchedCells(pixel.vTri, grid, cells);
-    cells.bClosed = isClosed(pixel.vEdge2Tri);
+    cells.figures.bClosed = isClosed(pixel.vEdge2Tri);
     return cells;
 }
 

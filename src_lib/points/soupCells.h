@@ -17,13 +17,18 @@ struct SoupDrawing {
     bool bBrief = false;        ///< one warning for all cells along needles, see Pixel::bCountUncut
 };
 
+/// What is known of a soup beside its cells.
+struct SoupFigures {
+    std::size_t numAdded = 0;  ///< the cells that SoupDrawing::bComplete added, the last ones of all
+    bool bClosed = false;      ///< each edge of the soup has an even number of triangles
+};
+
 /// The result of rasterising a soup.
 struct SoupCells {
     std::vector<Point3> vPoints;                 ///< one per cell that the surface touches
     std::vector<std::pair<CCD, CCD>> vFeatures;  ///< neighbouring cells on edges that stay sharp, borders among them
     std::vector<std::pair<CCD, CCD>> vBorders;   ///< those on borders alone
-    std::size_t numAdded = 0;                    ///< the points at the end that bComplete added
-    bool bClosed = false;                        ///< each edge of the soup has an even number of triangles
+    SoupFigures figures;
 };
 
 /// Rasterises a soup. Corners with equal coordinates count as one. Uses the pool.

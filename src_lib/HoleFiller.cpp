@@ -150,33 +150,46 @@ void HoleFiller::createLoopsStrategy(const std::vector<CEdge*>& vCE) {
 }
 
 void HoleFiller::solveMultiVCD(VCD vcd, EdgesByEnd& mmVCD2CE) {
+    const auto [vCE0, vCE1] = bordersOfFans(vcd, mmVCD2CE);
+    if (vCE0.size() != 2 || vCE1.size() != 2) return;
+    if (CEdge* const pCE0 = nearerOf(vcd, vCE0, vCE1)) fillBetween(vcd, pCE0, vCE1[0], mmVCD2CE);
+}
+
+std::array<std::vector<CEdge*>, 2> HoleFiller::bordersOfFans(VCD vcd, const EdgesByEnd& mmVCD2CE) const {
     const auto [vGroup0, vGroup1] = fansAt(pCMesh, vcd);
     if (vGroup0.empty() || vGroup1.empty()) {
         warning(KEL_PLACE, "empty groups");
         out() << "vGroup0=" << vGroup0.size() << ", vGroup1=" << vGroup1.size() << std::endl;
     }
     const std::size_t num = mmVCD2CE.count(vcd);
-    if (num != 4) return warning(KEL_PLACE, "Distance is " + toString(num));
-    std::vector<CEdge*> vCE0, vCE1;
+    if (num != 4) {
+        warning(KEL_PLACE, "Distance is " + toString(num));
+        return {};
+    }
+    std::array<std::vector<CEdge*>, 2> avCE;
     for (auto [it, itEnd] = mmVCD2CE.equal_range(vcd); it != itEnd; ++it) {
         const bool bGroup0 = hasEdge(vGroup0, it->second);
         const bool bGroup1 = hasEdge(vGroup1, it->second);
         ASSEX((bGroup0==true && bGroup1==false) || (bGroup0==false && bGroup1==true));
-        (bGroup0 ? vCE0 : vCE1).push_back(it->second);
+        avCE[bGroup0 ? 0 : 1].push_back(it->second);
     }
-    if (vCE0.size() != 2 || vCE1.size() != 2)
-        return warning(KEL_PLACE, "vCE0.size()=" + toString(vCE0.size()) + ", vCE1.size()=" + toString(vCE1.size()));
+    if (avCE[0].size() != 2 || avCE[1].size() != 2)
+        warning(KEL_PLACE, "vCE0.size()=" + toString(avCE[0].size()) + ", vCE1.size()=" + toString(avCE[1].size()));
+    return avCE;
+}
 
+CEdge* HoleFiller::nearerOf(VCD vcd, const std::vector<CEdge*>& vCE0, const std::vector<CEdge*>& vCE1) const {
     const auto direction = [&](const CEdge* pCE) {
         return normalize(*pCMesh->getVtx(pCE->getOtherVCD(vcd)) - *pCMesh->getVtx(vcd));
     };
     const Vector3 a = direction(vCE0[0]), b = direction(vCE0[1]), c = direction(vCE1[0]), d = direction(vCE1[1]);
     const double d1 = getAngleDegree(a, c) - getAngleDegree(a, d);
     const double d2 = getAngleDegree(b, d) - getAngleDegree(b, c);
-    if ((d1 < 0.0 && d2 > 0.0) || (d1 > 0.0 && d2 < 0.0)) return;
+    if ((d1 < 0.0 && d2 > 0.0) || (d1 > 0.0 && d2 < 0.0)) return nullptr;
+    return vCE0[d1 > MUCH_NEARER && d2 > MUCH_NEARER ? 1 : 0];
+}
 
-    CEdge* pKillCE0 = vCE0[d1 > MUCH_NEARER && d2 > MUCH_NEARER ? 1 : 0];
-    CEdge* pKillCE1 = vCE1[0];
+void HoleFiller::fillBetween(VCD vcd, CEdge* pKillCE0, CEdge* pKillCE1, EdgesByEnd& mmVCD2CE) {
     const CTriangle* pNeigT = pKillCE0->getTriangle(true, true);
     std::vector<CTriangle*> vIncT;
     pCMesh->getIncidentT(vcd, vIncT);

@@ -26,9 +26,51 @@ void reduceToTarget(const MeshPtr& pMesh, const ReduceRequest& request, Program&
     if (request.ratio > 0.0) {
         std::vector<Point3*> vCorners;
         pMesh->getTriangles(vCorners);
-        options.numTriangles = static_cast<std::size_t>(std::ceil(request.ratio * static_cast<double>(vCorners.size() / 3)));
+        const std::size_t numTriangles = vCorners.size() / 3;
+        options.numTriangles = static_cast<std::size_t>(std::ceil(request.ratio * static_cast<double>(numTriangles)));
     }
     reduceMesh(pMesh, options, program);
+}
+
+/// The options of which one is needed.
+struct ReduceTargets {
+    CLI::Option *pTriangles, *pRatio, *pDistance, *pMaxEdge;
+
+    bool none() const { return pTriangles->empty() && pRatio->empty() && pDistance->empty() && pMaxEdge->empty(); }
+};
+
+void addShapeOptions(CLI::App& command, ReduceRequest& request, ReduceTargets& targets) {
+    targets.pTriangles = command.add_option("--triangles", request.target.numTriangles, "Reduce to N triangles");
+    targets.pTriangles->type_name("N")->check(CLI::PositiveNumber);
+    targets.pRatio = command.add_option("--ratio", request.ratio, "Reduce to that part of the triangles, such as 0.05");
+    targets.pRatio->excludes(targets.pTriangles)->check(CLI::Range(1e-9, 1.0));
+    targets.pDistance =
+        command.add_option("--distance", request.target.maxDistance, "Stay that close to the surface, everywhere; proved");
+    targets.pDistance->type_name("L")->check(positiveNumber);
+    command.add_flag("--keep-vertices", request.bKeepVertices, "Leave the vertices that remain where they are");
+    command.add_flag("--fit", request.target.bFit, "Move vertices once more at the end, so that the result is closer");
+    command.add_flag("--keep-borders", request.target.bKeepBorders, "Leave borders as they are");
+    command
+        .add_option("--keep-features", request.target.featureAngle,
+                    "Keep folds of more than D degrees; reduce them along themselves only")
+        ->type_name("D")
+        ->check(CLI::Range(0.0, 180.0));
+}
+
+/// The simple way excludes all options of the other one.
+void addSimpleOptions(CLI::App& command, ReduceRequest& request, ReduceTargets& targets) {
+    const auto vShapeOptions = command.get_options([](const CLI::Option* p) {
+        return p->get_name() == "--triangles" || p->get_name() == "--ratio" || p->get_name() == "--distance" ||
+               p->get_name() == "--fit" || p->get_name().rfind("--keep-", 0) == 0;
+    });
+    targets.pMaxEdge = command.add_option("--max-edge", request.maxEdge,
+                                          "The simple way: collapse vertices onto others at most this far away");
+    CLI::Option* const pMaxAngle = command.add_option(
+        "--max-angle", request.maxAngle, "The simple way: turn no normal by more than this in one collapse, in degrees");
+    targets.pMaxEdge->check(nonNegativeNumber)->needs(pMaxAngle);
+    pMaxAngle->check(nonNegativeNumber)->needs(targets.pMaxEdge);
+    for (CLI::Option* pOther : vShapeOptions)
+        targets.pMaxEdge->excludes(pOther);
 }
 
 }  // namespace
@@ -37,51 +79,21 @@ void addReduceCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReduceRequest>();
     CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles");
     addMeshChange(command, program, pRequest->change);
-    CLI::Option* const pTriangles =
-        command.add_option("--triangles", pRequest->target.numTriangles, "Reduce to N triangles")
-            ->type_name("N")
-            ->check(CLI::PositiveNumber);
-    CLI::Option* const pRatio =
-        command.add_option("--ratio", pRequest->ratio, "Reduce to that part of the triangles, such as 0.05")
-            ->excludes(pTriangles);
-    pRatio->check(CLI::Range(1e-9, 1.0));
-    CLI::Option* const pDistance =
-        command.add_option("--distance", pRequest->target.maxDistance, "Stay that close to the surface, everywhere; proved")
-            ->type_name("L");
-    pDistance->check(positiveNumber);
-    command.add_flag("--keep-vertices", pRequest->bKeepVertices, "Leave the vertices that remain where they are");
-    command.add_flag("--fit", pRequest->target.bFit, "Move vertices once more at the end, so that the result is closer");
-    command.add_flag("--keep-borders", pRequest->target.bKeepBorders, "Leave borders as they are");
-    command
-        .add_option("--keep-features", pRequest->target.featureAngle,
-                    "Keep folds of more than D degrees; reduce them along themselves only")
-        ->type_name("D")
-        ->check(CLI::Range(0.0, 180.0));
-    CLI::Option* const pMaxEdge = command.add_option("--max-edge", pRequest->maxEdge,
-                                                     "The simple way: collapse vertices onto others at most this far away");
-    CLI::Option* const pMaxAngle = command.add_option(
-        "--max-angle", pRequest->maxAngle, "The simple way: turn no normal by more than this in one collapse, in degrees");
-    pMaxEdge->check(nonNegativeNumber)->needs(pMaxAngle);
-    pMaxAngle->check(nonNegativeNumber)->needs(pMaxEdge);
-    for (CLI::Option* pOther : command.get_options([](const CLI::Option* p) {
-             return p->get_name() == "--triangles" || p->get_name() == "--ratio" || p->get_name() == "--distance" ||
-                    p->get_name() == "--fit" || p->get_name().rfind("--keep-", 0) == 0;
-         }))
-        pMaxEdge->excludes(pOther);
+    ReduceTargets targets{};
+    addShapeOptions(command, *pRequest, targets);
+    addSimpleOptions(command, *pRequest, targets);
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
-    command.callback([&command, pRequest, pMaxEdge, pTriangles, pRatio, pDistance, &program] {
-        if (pMaxEdge->empty() && pTriangles->empty() && pRatio->empty() && pDistance->empty())
+    command.callback([&command, pRequest, targets, &program] {
+        if (targets.none())
             throw CLI::RequiredError("One of --triangles, --ratio, --distance, or --max-edge with --max-angle");
         pRequest->target.bKeepFeatures = !command.get_option("--keep-features")->empty();
-        changeMesh(
-            pRequest->change,
-            [&](const MeshPtr& pMesh) {
-                if (pMaxEdge->empty())
-                    reduceToTarget(pMesh, *pRequest, program);
-                else
-                    reduceMesh(pMesh, pRequest->maxEdge, pRequest->maxAngle, pRequest->change.keep(), program);
-            },
-            program);
+        const auto reduce = [&](const MeshPtr& pMesh) {
+            if (targets.pMaxEdge->empty())
+                reduceToTarget(pMesh, *pRequest, program);
+            else
+                reduceMesh(pMesh, pRequest->maxEdge, pRequest->maxAngle, pRequest->change.keep(), program);
+        };
+        changeMesh(pRequest->change, reduce, program);
     });
 }

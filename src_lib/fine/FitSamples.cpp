@@ -17,9 +17,31 @@ constexpr double VERTEX_WEIGHT = 0.5, CENTRE_WEIGHT = 0.75;
 // A corner with less of a sample can't do anything for it.
 constexpr double MIN_WEIGHT = 1e-3;
 
+/// Where a point stands over a triangle. Off the triangle, the foot is taken on its nearest side, near enough.
+struct Foot {
+    std::array<double, 3> aWeight;
+    Vector3 normal;
+    double height;
+};
+
+Foot footOn(const TrianglePlaces& triangle, const Vector3& p) {
+    const auto& [a, b, c] = triangle;
+    const Vector3 normal = crossProduct(b - a, c - a);
+    const double wb = std::max(0.0, crossProduct(p - a, c - a) * normal / normal.sqLength());
+    const double wc = std::max(0.0, crossProduct(b - a, p - a) * normal / normal.sqLength());
+    const double wa = std::max(0.0, 1.0 - wb - wc), sum = wa + wb + wc;
+    const Vector3 unit = normalize(normal);
+    return {{wa / sum, wb / sum, wc / sum}, unit, unit * (p - a)};
+}
+
 }  // namespace
 
 FitSamples::FitSamples(const FlatSurface& surface, const FlatSurface& original) {
+    findFeet(surface, original);
+    listShares(surface.numVertices());
+}
+
+void FitSamples::findFeet(const FlatSurface& surface, const FlatSurface& original) {
     std::vector<TrianglePlaces> vPlaces;
     std::vector<Index> vFirstCorner;
     for (Index c = 0; c < surface.vVertex.size(); c += 3) {
@@ -29,32 +51,30 @@ FitSamples::FitSamples(const FlatSurface& surface, const FlatSurface& original) 
     }
     const TriangleTree tree(vPlaces);
     vSample.resize(original.numVertices() + original.numTriangles());
+    const auto sampleAt = [&](std::size_t i) -> Sample {
+        const bool bVertex = i < original.numVertices();
+        const auto t = static_cast<Index>(i - original.numVertices());
+        const Vector3 p = bVertex ? original.vPlace[i] : original.centreOf(t);
+        const std::size_t nearest = tree.nearest(p).position;
+        const Foot foot = footOn(vPlaces[nearest], p);
+        const Index* const pCorner = &surface.vVertex[vFirstCorner[nearest]];
+        return {{pCorner[0], pCorner[1], pCorner[2]},
+                foot.aWeight,
+                foot.normal,
+                foot.height,
+                bVertex ? VERTEX_WEIGHT : CENTRE_WEIGHT};
+    };
     forChunks_MT(
         vSample.size(),
         [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i) {
-                const bool bVertex = i < original.numVertices();
-                const auto t = static_cast<Index>(i - original.numVertices());
-                const Vector3 p = bVertex ? original.vPlace[i] : original.centreOf(t);
-                const std::size_t nearest = tree.nearest(p).position;
-                const auto& [a, b, c] = vPlaces[nearest];
-                const Vector3 normal = crossProduct(b - a, c - a);
-                Sample& sample = vSample[i];
-                // Off the triangle, the foot is taken on its nearest side, near enough.
-                const double wb = std::max(0.0, crossProduct(p - a, c - a) * normal / normal.sqLength());
-                const double wc = std::max(0.0, crossProduct(b - a, p - a) * normal / normal.sqLength());
-                const double wa = std::max(0.0, 1.0 - wb - wc), sum = wa + wb + wc;
-                sample.aWeight = {wa / sum, wb / sum, wc / sum};
-                for (Index k = 0; k < 3; ++k)
-                    sample.aVertex[k] = surface.vVertex[vFirstCorner[nearest] + k];
-                sample.weight = bVertex ? VERTEX_WEIGHT : CENTRE_WEIGHT;
-                sample.normal = normalize(normal);
-                sample.height = sample.normal * (p - a);
-            }
+            for (std::size_t i = begin; i < end; ++i)
+                vSample[i] = sampleAt(i);
         },
         MIN_PARALLEL_SAMPLES);
+}
 
-    vBegin.assign(surface.numVertices() + 1, 0);
+void FitSamples::listShares(std::size_t numVertices) {
+    vBegin.assign(numVertices + 1, 0);
     for (const Sample& sample : vSample)
         for (const Index vertex : sample.aVertex)
             ++vBegin[vertex + 1];

@@ -39,6 +39,9 @@ private:
         Index corner;
     };
 
+    void findFeet(const FlatSurface& surface, const FlatSurface& original);
+    void listShares(std::size_t numVertices);
+
     std::vector<Sample> vSample;
     std::vector<std::size_t> vBegin;  // of each vertex its shares
     std::vector<Share> vShare;

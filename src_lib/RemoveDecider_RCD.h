@@ -79,8 +79,8 @@ public:
     /// vRCDPoint: sorted; has the cell.
     /// Cost: O(log n).
     double getWeight(VRCDPoint& vRCDPoint, RCD rcd);
-    /// Dooms small parts of the rim: components of at most 40 border cells that can be removed without making another cell a
-    /// border cell. Appends the doomed cells to vDoomedOut and returns their number. Cost: O(n log n).
+    /// Dooms small components of border cells: those of at most 40 that can be removed without making another cell a border
+    /// cell. Appends the doomed cells to vDoomedOut and returns their number. Cost: O(n log n).
     int prePruneSmallBorderCCs(VRCD& vDoomedOut);
     /// Dooms candidates in the order of their weights, as long as that creates no gap. The face neighbours of a doomed cell
     /// are weighed again. Repeats passes over all candidates until one dooms none.

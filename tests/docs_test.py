@@ -1,5 +1,5 @@
 """Holds the pages against what they speak of: links lead to files, docs/program.md has every command and option of the program,
-docs/api.md every public function and class."""
+docs/api.md every public function and class, docs/architecture.md every header, and no file that isn't there."""
 import pathlib
 import re
 import sys
@@ -26,5 +26,9 @@ headers = "".join(file.read_text() for file in (root / "include/kel").glob("*.h"
 functions = set(re.findall(r"^(?:\w[\w:]* )+(\w+)\(", headers, re.MULTILINE)) - {"crossProduct", "isFinitePoint", "getFileType"}
 families = {name for name in functions if re.match(r"(read|write)Points", name)} - {"readPoints_auto", "writePoints_auto"}
 require(functions - families - {"writeList"}, "docs/api.md", "function")
+files = {file.name for file in root.rglob("*") if "build" not in file.relative_to(root).parts[:-1]}
+require({file.name for folder in ("src_lib", "apps") for file in (root / folder).rglob("*.h")}, "docs/architecture.md", "header")
+named = set(re.findall(r"`(?:\w+/)*([\w.]+\.(?:h|cpp|py|sh|txt))`", (root / "docs/architecture.md").read_text()))
+faults += [f"docs/architecture.md names {name}, which isn't there" for name in sorted(named - files) if not name.startswith("X")]
 print("\n".join(faults) or "All pages agree")
 sys.exit(bool(faults))

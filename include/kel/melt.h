@@ -70,9 +70,9 @@ struct MeltReport {
 /// Does what melt() of a spacing and an angle does, without its pinholes: cells of which triangles cut off only a sliver are
 /// meshed as well, the mesh is made manifold, and pinholes that are left are closed. Where two sheets are closer than a
 /// cell, as around the lines where parts pass through each other, the cells make one strip of both; it is removed, and the
-/// sheets are joined along its sides; only where more than 2000 strips meet along connected lines they stay. So are closed
-/// bodies that touch by a face. Each step has a switch; with all of them off the result is that of melt() of a spacing and
-/// an angle. Where that warns for each cell along a needle, this warns once.
+/// sheets are joined along its sides; closed bodies that touch by a face are joined as well. Strips stay where more than
+/// 2000 of them are connected by their lines. Each step has a switch; with all of them off the result is that of melt() of a
+/// spacing and an angle. Where that warns for each cell along a needle, this warns once.
 ///
 /// A listener hears this run as "Melt".
 ///

@@ -42,7 +42,8 @@ struct ReconstructOptions {
     // ---- Steps on the mesh
 
     bool bManifold = true;  ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
-    /// Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays. 0 or greater; 0 keeps all.
+    /// Pieces of a smaller area, in squares of the cell edge, are dropped; the largest stays. 0 or greater; 0 keeps all. In
+    /// a mesh that isn't manifold, pieces with a common vertex are one.
     double minPieceArea = 30.0;
     int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges, not the outer border of a piece; 0 or less: none.
     int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 or less for none.

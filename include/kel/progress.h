@@ -10,7 +10,7 @@ class ProgressBase {
 public:
     virtual ~ProgressBase() = default;
 
-    /// Called about 200 times in a run, on the thread of the run.
+    /// Called some 30 to 200 times in a run, on the thread of the run.
     ///
     /// Return quickly and don't call the library from here. To cancel the run, throw: the exception ends the run, frees its
     /// memory and reaches the caller of the run.

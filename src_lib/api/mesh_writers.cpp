@@ -245,10 +245,10 @@ bool writeBinaryStl(const std::vector<Point3*>& vCorners, const std::string& fil
     storeInt(header.data() + HEADER - sizeof(std::uint32_t), static_cast<std::uint32_t>(numTriangles));
     file.write({header.data(), header.size()});
     std::array<char, FACET> facet{};
-    const auto put = [&facet](std::size_t place, const auto& triple) {
-        storeFloat(&facet[place], static_cast<float>(triple.x()));
-        storeFloat(&facet[place + 4], static_cast<float>(triple.y()));
-        storeFloat(&facet[place + 8], static_cast<float>(triple.z()));
+    const auto put = [&facet](std::size_t byte, const auto& triple) {
+        storeFloat(&facet[byte], static_cast<float>(triple.x()));
+        storeFloat(&facet[byte + 4], static_cast<float>(triple.y()));
+        storeFloat(&facet[byte + 8], static_cast<float>(triple.z()));
     };
     for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
         bool bOK = false;

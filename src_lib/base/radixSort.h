@@ -1,13 +1,13 @@
 // Stable sorting by a 64-bit code, digit by digit from the lowest.
 //
-// Each pass moves all elements to the places of their digit and keeps the order within a digit, so after the pass of the
+// Each pass moves all elements to the positions of their digit and keeps the order within a digit, so after the pass of the
 // highest digit all are in order. Codes of a run agree in many bits (the grid fills only a part of its range). So a first
 // look at all codes finds the bits that vary, and a digit begins at a bit that varies: thirty varying bits in a row take
 // four passes.
 //
 // A pass runs on several threads: each counts the digits of its own part of the source; the counts of all parts, digit by
-// digit and part by part, give each part its own places; then each thread moves its part there. The result of a stable sort
-// doesn't depend on how the source was cut. During the call it needs a buffer of the size of the input.
+// digit and part by part, give each part its own positions; then each thread moves its part there. The result of a stable
+// sort doesn't depend on how the source was cut. During the call it needs a buffer of the size of the input.
 #pragma once
 
 #include <algorithm>
@@ -79,7 +79,7 @@ public:
     }
 
 private:
-    static constexpr int DIGIT_BITS = 9;  // the 512 places of a pass fit in the first-level cache
+    static constexpr int DIGIT_BITS = 9;  // the 512 positions of a pass fit in the first-level cache
     static constexpr std::size_t NUM_DIGITS = std::size_t{1} << DIGIT_BITS;
     static constexpr std::uint64_t DIGIT_MASK = NUM_DIGITS - 1;
     static constexpr std::size_t MIN_RADIX = 1500;  // below, counting costs more than comparing
@@ -87,8 +87,8 @@ private:
 
     struct Part {
         std::size_t begin, end;
-        std::uint64_t varying;            // the bits in which its codes differ from the very first code
-        std::vector<std::size_t> vPlace;  // by digit: the count, then the next place in the target
+        std::uint64_t varying;           // the bits in which its codes differ from the very first code
+        std::vector<std::size_t> vNext;  // by digit: the count, then the next position in the target
     };
 
     std::size_t digitOf(const Element& element) const { return (codeOf(element) >> shift) & DIGIT_MASK; }
@@ -124,18 +124,18 @@ private:
 
     void distribute(const Element* pSource, Element* pTarget) {
         forParts([this, pSource](Part& part) {
-            part.vPlace.assign(NUM_DIGITS, 0);
+            part.vNext.assign(NUM_DIGITS, 0);
             for (std::size_t i = part.begin; i < part.end; ++i)
-                ++part.vPlace[digitOf(pSource[i])];
+                ++part.vNext[digitOf(pSource[i])];
         });
-        std::size_t place = 0;
+        std::size_t next = 0;
         for (std::size_t digit = 0; digit < NUM_DIGITS; ++digit)
             for (Part& part : vPart)
-                place += std::exchange(part.vPlace[digit], place);
+                next += std::exchange(part.vNext[digit], next);
         forParts([this, pSource, pTarget](Part& part) {
-            std::size_t* pPlace = part.vPlace.data();
+            std::size_t* pNext = part.vNext.data();
             for (std::size_t i = part.begin; i < part.end; ++i)
-                std::construct_at(pTarget + pPlace[digitOf(pSource[i])]++, pSource[i]);
+                std::construct_at(pTarget + pNext[digitOf(pSource[i])]++, pSource[i]);
         });
     }
 

@@ -8,7 +8,7 @@
 
 namespace TARN_KEL {
 
-/// The pieces of a fine mesh, its triangles connected through vertices, and their areas. As of its construction.
+/// The components of a fine mesh, the pieces of a manifold one, and their areas. As of its construction.
 class PieceAreas {
 public:
     using Piece = Forest::Member;

@@ -1,4 +1,4 @@
-// The pieces of a fine mesh: its triangles, connected through vertices.
+// The pieces of a manifold fine mesh; of one that isn't manifold its components, which pinched vertices hold together.
 #pragma once
 
 #include <cstddef>

@@ -38,10 +38,10 @@ constexpr std::array<LinkRow, 24> LINK_ROWS = makeLinkRows();
 CellSides::CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets) : vSides(vCells.size()) {
     ASSEX(vFacets.size()<NONE);
     Position position = 0;
-    for (std::size_t place = 0; place < vCells.size(); ++place) {
-        vSides[place].first = position;
-        for (; position < vFacets.size() && vFacets[position].rcd == vCells[place]; ++position)
-            vSides[place].mask |= 1U << vFacets[position].idx;
+    for (std::size_t cell = 0; cell < vCells.size(); ++cell) {
+        vSides[cell].first = position;
+        for (; position < vFacets.size() && vFacets[position].rcd == vCells[cell]; ++position)
+            vSides[cell].mask |= 1U << vFacets[position].idx;
     }
     const bool bAllOfCells = position == vFacets.size();
     ASSEX(bAllOfCells);
@@ -50,26 +50,25 @@ CellSides::CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets) : vS
 FacetLinks::FacetLinks(const VRCD& vCells, const std::vector<Facet>& vFacets) : vNeigs(vFacets.size()) {
     const CellSides sides(vCells, vFacets);
     Walk walk(vCells);
-    std::array<std::size_t, NUM_POSITIONS> places;  // in vCells, by position in the block; `free` where there is no cell
+    std::array<std::size_t, NUM_POSITIONS> cells;  // in vCells, by position in the block; `free` where there is no cell
     const std::size_t free = vCells.size();
     RCD current = ~RCD{0};
     for (std::size_t position = 0; position < vFacets.size(); ++position) {
         const Facet& facet = vFacets[position];
         if (facet.rcd != current) {
             current = facet.rcd;
-            places.fill(free);
-            walk.visitBlock(current,
-                            [&places](int pos, std::size_t place) { places[static_cast<std::size_t>(pos)] = place; });
+            cells.fill(free);
+            walk.visitBlock(current, [&cells](int pos, std::size_t cell) { cells[static_cast<std::size_t>(pos)] = cell; });
         }
         for (std::size_t edge = 0; edge < 4; ++edge) {
             const LinkRow& row = LINK_ROWS[static_cast<std::size_t>(facet.idx) * 4 + edge];
             Position neig;
-            if (places[row.diagonal] != free)
-                neig = sides.find(places[row.diagonal], row.diagonalFacet);
-            else if (places[row.coplanar] != free)
-                neig = sides.find(places[row.coplanar], row.coplanarFacet);
+            if (cells[row.diagonal] != free)
+                neig = sides.find(cells[row.diagonal], row.diagonalFacet);
+            else if (cells[row.coplanar] != free)
+                neig = sides.find(cells[row.coplanar], row.coplanarFacet);
             else
-                neig = sides.find(places[Walk::CENTRE], row.ownFacet);
+                neig = sides.find(cells[Walk::CENTRE], row.ownFacet);
             if (neig == CellSides::NONE)  // the search tells what is missing, and fails
                 neig = static_cast<Position>(facet.fetchNeigPosition(vCells, vFacets, static_cast<int>(edge)));
             vNeigs[position][edge] = neig;

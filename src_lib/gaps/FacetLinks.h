@@ -11,7 +11,7 @@
 
 namespace TARN_KEL {
 
-/// The places of the facets of each cell in the sorted list of all facets. Takes 8 bytes per cell.
+/// The positions of the facets of each cell in the sorted list of all facets. Takes 8 bytes per cell.
 class CellSides {
 public:
     using Position = std::uint32_t;
@@ -23,9 +23,9 @@ public:
     /// Cost: O(n).
     CellSides(const VRCD& vCells, const std::vector<Facet>& vFacets);
 
-    /// The position of a facet by the place of its cell in the list of cells; NONE when that side has no facet.
-    Position find(std::size_t place, int idx) const {
-        const Sides& sides = vSides[place];
+    /// The position of a facet by that of its cell in the list of cells; NONE when that side has no facet.
+    Position find(std::size_t cell, int idx) const {
+        const Sides& sides = vSides[cell];
         const std::uint32_t bit = 1U << idx;
         if ((sides.mask & bit) == 0) return NONE;
         return sides.first + static_cast<Position>(std::popcount(sides.mask & (bit - 1)));
@@ -36,7 +36,7 @@ private:
         Position first = 0;      // of the cell's facets
         std::uint32_t mask = 0;  // bit idx: that side has a facet
     };
-    std::vector<Sides> vSides;  // by place of the cell
+    std::vector<Sides> vSides;  // by cell
 };
 
 /// The four neighbours of every facet of a set of cells, by position in the sorted list of facets.

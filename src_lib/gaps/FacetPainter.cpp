@@ -84,8 +84,8 @@ void FacetPainter::forSameSide(const std::vector<Item>& vByPosition, const Visit
     Walk walk(vCells);
     for (const Item item : vByPosition) {
         const Facet& facet = facetOf(item);
-        walk.visitBlock(facet.rcd, [&](int position, std::size_t place) {
-            const Position neig = sides.find(place, facet.idx);
+        walk.visitBlock(facet.rcd, [&](int position, std::size_t cell) {
+            const Position neig = sides.find(cell, facet.idx);
             if (position != Walk::CENTRE && neig != NONE) visit(item, neig);
         });
     }

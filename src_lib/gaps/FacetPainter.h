@@ -19,7 +19,7 @@ class WeightQueue;
 /// By weight: the four neighbours across the edges propose a colour. A new colour counts for other facets at once. A facet
 /// that was coloured is removed from the list; no colour is taken back here.
 ///
-/// A facet of the list is an item. Its number is its place in the list, which decides every order.
+/// A facet of the list is an item. Its number is its position in the list, which decides every order.
 class FacetPainter {
 public:
     /// A proposed color and its weight; NO_PROPOSAL for none.

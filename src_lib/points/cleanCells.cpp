@@ -35,22 +35,22 @@ constexpr double WIDE_WEDGE = 150.0;        // degrees; above, a rim cell lies i
 constexpr std::size_t MAX_SMALL_RIM = 9;    // rim cells of a proposed piece that is taken as it is
 constexpr double MIN_ATTACHED_SCORE = 0.3;  // below, a proposed piece is attached too little to keep its rim
 
-/// The places of a cell and of its neighbours in the list of points. The cells are asked for in ascending order.
-class PlaceWalk {
+/// The positions of a cell and of its neighbours in the list of points. The cells are asked for in ascending order.
+class PositionWalk {
 public:
-    explicit PlaceWalk(const CellPoints& vSorted) : walk(vSorted) {}
+    explicit PositionWalk(const CellPoints& vSorted) : walk(vSorted) {}
 
     /// False when the cell itself isn't in the list.
     bool moveTo(RCD rcd) {
         vNeigs.clear();
         bool bFound = false;
-        walk.visitBlock(rcd, [&](int position, std::size_t place) {
-            if (position != NeighbourWalk<CellPoints::value_type>::CENTRE) {
-                vNeigs.push_back(place);
+        walk.visitBlock(rcd, [&](int inBlock, std::size_t position) {
+            if (inBlock != NeighbourWalk<CellPoints::value_type>::CENTRE) {
+                vNeigs.push_back(position);
                 return;
             }
             bFound = true;
-            centre = place;
+            centre = position;
         });
         return bFound;
     }
@@ -169,7 +169,7 @@ CellPoints onePointPerCell(const std::vector<Point3>& vPoints, const Calc& grid)
     for (std::size_t i = 0; i < vPoints.size(); ++i)
         cells[i] = {vAllRCDOut[i], vPoints[i]};
     sortByFirstMT(cells);  // stable, so that the first of a run is the first in the list
-    keepFirstOfCells(cells);
+    dropRepeatsOfFirst(cells);
     return cells;
 }
 
@@ -189,9 +189,9 @@ VRCD thinToSheet(const VRCD& vCells, const CellPoints& cells, const Calc& grid) 
 void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
     VRCD vArea, vBorder, vWide;
     decider.detectAreaAndBorder(vArea, vBorder);
-    std::vector<char> vFixed(cells.size(), 0);  // by place
+    std::vector<char> vFixed(cells.size(), 0);  // by position
     std::vector<Point3> vAxPlusNeigs;
-    PlaceWalk walk(cells);
+    PositionWalk walk(cells);
     for (const RCD rcd : vBorder) {
         const bool bFound = walk.moveTo(rcd);
         ASSEX_AS("it!=vRCDPoint.end() || it->first==rcd", bFound);
@@ -203,7 +203,7 @@ void doomFlatRims(RemoveDecider_RCD& decider, const CellPoints& cells) {
         else
             vFixed[walk.getCentre()] = 1;
     }
-    PlaceWalk walkWide(cells);
+    PositionWalk walkWide(cells);
     for (const RCD rcd : vWide) {
         walkWide.moveTo(rcd);
         const auto& vNeigs = walkWide.getNeigs();
@@ -256,7 +256,7 @@ CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, c
     Calc ownGrid(grid);
     RemoveDecider_RCD decider(vArBorZer, &ownGrid);
     VRCD vAccepted;
-    for (ProposedPiece& piece : scorePieces(vZeroRCD, vLocalBorder, grid)) {
+    for (ProposedComponent& piece : scoreComponents(vZeroRCD, vLocalBorder, grid)) {
         VRCD vKept, vDoomed;
         decider.prunePrioq(proposed, piece.vCells, vKept, vDoomed, piece.score < MIN_ATTACHED_SCORE, false);
         vAccepted.insert(vAccepted.end(), vKept.begin(), vKept.end());
@@ -269,13 +269,13 @@ CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, c
     return accepted;
 }
 
-std::vector<ProposedPiece> scorePieces(const VRCD& vProposed, const VRCD& vSheetBorder, const Calc& grid) {
+std::vector<ProposedComponent> scoreComponents(const VRCD& vProposed, const VRCD& vSheetBorder, const Calc& grid) {
     VRCC vBorderCorners;
     getRCC8(vSheetBorder, true, vBorderCorners);
     std::vector<VRCD> vCCs;
     createCC_RCD(vProposed, vCCs);
     Calc ownGrid(grid);
-    std::vector<ProposedPiece> vPieces;
+    std::vector<ProposedComponent> vPieces;
     for (VRCD& vCells : vCCs) {
         VRCD vInner, vRim;
         RemoveDecider_RCD(vCells, &ownGrid).detectAreaAndBorder(vInner, vRim);

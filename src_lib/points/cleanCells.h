@@ -58,12 +58,12 @@ struct SheetCells {
 CellPoints acceptProposed(const SheetCells& sheet, const CellPoints& proposed, const Calc& grid, bool bCareful = false);
 
 /// A component of proposed cells, sorted.
-struct ProposedPiece {
+struct ProposedComponent {
     double score;  ///< the share of its rim cells that touch the rim of the sheet; 1.0 for at most 9 rim cells
     VRCD vCells;
 };
 /// The components of the proposed cells, in the order of their lowest cells. vProposed: sorted. Cost: O(n log n).
-std::vector<ProposedPiece> scorePieces(const VRCD& vProposed, const VRCD& vSheetBorder, const Calc& grid);
+std::vector<ProposedComponent> scoreComponents(const VRCD& vProposed, const VRCD& vSheetBorder, const Calc& grid);
 
 /// Tells how far the surface opens around the first point. The other points are its neighbours; seen from the first point,
 /// it is the largest angle between the neighbour in the middle of the list (the last one left out) and another one.

@@ -44,7 +44,7 @@ constexpr auto endsOf = [](const Pixel::EdgeTri& entry) { return entry.first; };
 void sortFirstOfCells(Pixel::VRCDPoint& vPixels, int numThreads) {
     radixSortOnThreads(
         vPixels.data(), vPixels.size(), [](const auto& pixel) { return pixel.first; }, numThreads);
-    keepFirstOfCells(vPixels);
+    dropRepeatsOfFirst(vPixels);
 }
 
 }  // namespace

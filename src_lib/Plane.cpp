@@ -73,7 +73,7 @@ Plane getEdgePlane(const Point3* p0, const Point3* p1, const Point3* p2, int idx
     ASSEX(!vecAC.isDegenerate());
     const Vector3 nv = normalize(crossProduct(vecAB, vecAC));
     ASSEX(!nv.isDegenerate());
-    return Plane(B, B + nv, C);
+    return {B, B + nv, C};
 }
 
 // Each edge of the ring turns round the line by the angle between the planes through the line and its two ends. The turns

@@ -18,6 +18,7 @@
 #include "CoarseSurface.h"
 #include "RPatch.h"
 #include "StepWatch.h"
+#include "geometryFunctions.h"
 #include "handOver.h"
 #include "meshCore.h"
 #include "sortMT.h"
@@ -131,7 +132,7 @@ Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
     if (Point3* pFound = findVertex(p, hash)) return bFailIfExists ? nullptr : pFound;
     Point3* pVtx = addVertex(p);
     // What isn't a number equals nothing, itself not either: its entry would never be found, only be in the way.
-    if (p == p) mVtx.insert(hash, vtxNumber(pVtx));
+    if (!hasNaN(p)) mVtx.insert(hash, vtxNumber(pVtx));
     return pVtx;
 }
 
@@ -152,7 +153,7 @@ void RMesh::updateVertex(Point3* pVtx, const Point3& newPoint) {
     ASSEX(*pVtx!=newPoint);
     ASSEX_AS("numErased==1", poolVtx.owns(pVtx));
     const std::uint64_t hash = placeHash(newPoint);
-    const bool bOK = newPoint == newPoint && findVertex(newPoint, hash) == nullptr;
+    const bool bOK = !hasNaN(newPoint) && findVertex(newPoint, hash) == nullptr;
     ASSEX(bOK);
     // Another vertex at the same place may be the one that is found there; then this one has no entry.
     mVtx.erase(placeHash(*pVtx), vtxNumber(pVtx));

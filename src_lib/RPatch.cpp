@@ -45,7 +45,7 @@ void RPatch::setBoundary() {
     ASSEX(isAlive());
     sBoundary.clear();
     std::vector<REdge*> vRE = edgesOfAlive();
-    sortMT(vRE.begin(), vRE.end(), std::less<REdge*>());
+    sortMT(vRE.begin(), vRE.end(), std::less<>());
     filterN(vRE, 1, sBoundary);
 }
 

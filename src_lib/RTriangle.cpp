@@ -69,7 +69,7 @@ bool RTriangle::isDegenerate() const {
 
 Plane RTriangle::getPlane(bool& bOK) const {
     const Vector3 normal = getNormalVector(*aCorners[0], *aCorners[1], *aCorners[2], bOK);
-    return Plane(*aCorners[0], normal);
+    return {*aCorners[0], normal};
 }
 
 Point3 RTriangle::getCentroid() const {

@@ -77,7 +77,7 @@ private:
     std::unordered_map<const CEdge*, int> mEdgeCount;  // never iterated over
 };
 
-using WeakQueue = std::multimap<double, WeakPatch*, std::greater<double>>;
+using WeakQueue = std::multimap<double, WeakPatch*, std::greater<>>;
 
 /// The patches that have a boundary.
 std::vector<WeakPatch> withBoundary(const std::vector<CPatch*>& vWeakPatches) {

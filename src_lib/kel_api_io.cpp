@@ -300,9 +300,7 @@ void dropEqual(std::vector<Triple>& vTriple) {
         std::sort(vSorted[i].first.begin(), vSorted[i].first.end());
     }
     sortMT(vSorted.begin(), vSorted.end());
-    vSorted.erase(
-        std::unique(vSorted.begin(), vSorted.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
-        vSorted.end());
+    dropRepeatsOfFirst(vSorted);
     if (vSorted.size() == vTriple.size()) return;
     std::vector<std::size_t> vStays;
     vStays.reserve(vSorted.size());

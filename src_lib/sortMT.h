@@ -253,6 +253,12 @@ void dropRepeats(std::vector<T>& vSorted) {
     vSorted.erase(std::unique(vSorted.begin(), vSorted.end()), vSorted.end());
 }
 
+/// Keeps the first pair of each run of equal first members, as in a sorted list. Cost: O(n).
+template <typename First, typename Second>
+void dropRepeatsOfFirst(std::vector<std::pair<First, Second>>& v) {
+    v.erase(std::unique(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first == b.first; }), v.end());
+}
+
 /// Sorts and drops repeats, on the calling thread.
 template <typename T>
 void oneInstance(std::vector<T>& v) {
@@ -279,7 +285,7 @@ void oneInstanceMT(std::vector<T>& v) {
 template <typename First, typename Second>
 void oneInstanceFirstComponent(std::vector<std::pair<First, Second>>& v) {
     std::stable_sort(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first < b.first; });
-    v.erase(std::unique(v.begin(), v.end(), [](const auto& a, const auto& b) { return a.first == b.first; }), v.end());
+    dropRepeatsOfFirst(v);
 }
 
 /// Inserts into out (a vector or a set) the elements that occur exactly N times in a sorted vector, each once, in order.

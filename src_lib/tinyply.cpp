@@ -675,6 +675,7 @@ std::size_t PlyFileImpl::findOrMakeElement(const std::string& elementKey, std::s
     return iElement;
 }
 
+// NOLINTNEXTLINE(readability-non-const-parameter): the signature is given
 void PlyFile::add_properties_to_element(const std::string& elementKey, const std::vector<std::string>& propertyKeys,
                                         Type type, std::size_t count, std::uint8_t* data, Type listType,
                                         std::uint32_t listCount) {

@@ -73,6 +73,7 @@ Density inPatches(const Shape& shape, double inside, double outside, Chance& cha
     constexpr double SHARE = 0.25;  // of the area, were the surface flat and the patches apart
     const double radius = std::sqrt(SHARE * shape.truth.area / (PI * NUM_PATCHES));
     std::vector<Point3> vCentre;
+    vCentre.reserve(NUM_PATCHES);
     for (int i = 0; i < NUM_PATCHES; ++i)
         vCentre.push_back(randomSample(shape, chance).point);
     return [=](const Point3& p) {
@@ -170,6 +171,7 @@ void addByDensity(const Density& density, std::size_t numPoints, Sampling& run) 
         vRanked = rankedSamples(run, density, vStart, maxRank *= 1.05);
     if (numPoints == 0) return;
     std::vector<double> vRank;
+    vRank.reserve(vRanked.size());
     for (const RankedSample& ranked : vRanked)
         vRank.push_back(ranked.rank);
     std::sort(vRank.begin(), vRank.end());

@@ -67,6 +67,7 @@ Sample torusAt(double u, double longitude) {
 std::vector<Piece> torus() {
     const int numSections = static_cast<int>(std::lround(RING / TUBE));
     std::vector<Piece> vPieces;
+    vPieces.reserve(static_cast<std::size_t>(numSections));
     for (int i = 0; i < numSections; ++i)
         vPieces.push_back({4.0 * PI * PI * RING * TUBE / numSections,
                            [=](double u, double v) { return torusAt(u, 2.0 * PI * (i + v) / numSections); }});
@@ -84,7 +85,8 @@ void addRectangle(const Point3& corner, const Vector3& a, const Vector3& b, std:
     const Vector3 partB = b / numB;
     const Vector3 c = crossProduct(partA, partB);
     for (int i = 0; i < numA * numB; ++i) {
-        const Point3 low = corner + partA * (i % numA) + partB * (i / numA);
+        const int row = i / numA;
+        const Point3 low = corner + partA * (i % numA) + partB * row;
         vPieces.push_back({c.length(), [=](double u, double v) {
                                return Sample{low + partA * u + partB * v, c / c.length()};
                            }});

@@ -26,8 +26,9 @@ std::vector<Window> windowsOf(const ScanRequest& request, const Shape& shape, co
 /// Whether a piece keeps something of a grid of places. Sampling wouldn't end on one that doesn't.
 bool keepsPlaces(const Piece& piece) {
     constexpr int SIDE = 32;
-    for (int i = 0; i < SIDE * SIDE; ++i)
-        if (piece.accepts(piece.at((i % SIDE + 0.5) / SIDE, (i / SIDE + 0.5) / SIDE).point)) return true;
+    for (int row = 0; row < SIDE; ++row)
+        for (int column = 0; column < SIDE; ++column)
+            if (piece.accepts(piece.at((column + 0.5) / SIDE, (row + 0.5) / SIDE).point)) return true;
     return false;
 }
 

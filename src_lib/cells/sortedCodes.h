@@ -41,12 +41,4 @@ Iterator findCell(Iterator itBegin, Iterator itEnd, CCD code) {
     return it != itEnd && codeOf(*it) == code ? it : itEnd;
 }
 
-/// Keeps only the first pair of each cell in a sorted list. Cost: O(n).
-template <typename T>
-void keepFirstOfCells(std::vector<std::pair<CCD, T>>& vSorted) {
-    vSorted.erase(
-        std::unique(vSorted.begin(), vSorted.end(), [](const auto& a, const auto& b) { return a.first == b.first; }),
-        vSorted.end());
-}
-
 }  // namespace TARN_KEL

@@ -19,10 +19,6 @@ bool isBefore(const CEdge* p, const CEdge* q) {
     return p->v0 != q->v0 ? p->v0 < q->v0 : p->v1 < q->v1;
 }
 
-bool hasNaNCoordinate(const Point3& p) {
-    return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
-}
-
 // Prints the result of a check.
 bool report(const std::string& check, const std::string& name, std::size_t numFaults, const std::string& fault) {
     out() << "CMesh::" << check << "(" << name << "): ";
@@ -176,7 +172,7 @@ bool CMesh::checkCCD(const std::string& name) const {
 bool CMesh::hasNaN(const std::string& name) const {
     std::size_t num = 0;
     for (const auto& [ccd, pBundle] : mCCDBundle)
-        if (pBundle != nullptr && pBundle->pVtx != nullptr && hasNaNCoordinate(*pBundle->pVtx)) ++num;
+        if (pBundle != nullptr && pBundle->pVtx != nullptr && TARN_KEL::hasNaN(*pBundle->pVtx)) ++num;
     return !report("hasNaN", name, num, "vertices with NaN");
 }
 

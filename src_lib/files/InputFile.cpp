@@ -58,7 +58,7 @@ protected:
         return numDone;
     }
     pos_type seekoff(off_type offset, std::ios_base::seekdir dir, std::ios_base::openmode) override {
-        if (!isRegular()) return pos_type(off_type(-1));
+        if (!isRegular()) return {off_type(-1)};
         const off_type ahead = egptr() - gptr();  // by so many bytes the file position is ahead of the stream's
         if (dir == std::ios_base::cur && offset == 0) return ::lseek(fd, 0, SEEK_CUR) - ahead;
         if (dir == std::ios_base::cur) offset -= ahead;

@@ -266,7 +266,7 @@ public:
             vOlder.push_back({bChanges ? std::optional(column) : std::nullopt, !column.vMissing.empty()});
         }
     }
-    ~RowsUndo() {
+    ~RowsUndo() {  // all lists become shorter, which throws nothing. NOLINT(bugprone-exception-escape)
         if (bKept) return;
         attributes.vColumns.erase(attributes.vColumns.begin() + static_cast<std::ptrdiff_t>(vOlder.size()),
                                   attributes.vColumns.end());

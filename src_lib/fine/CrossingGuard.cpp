@@ -24,8 +24,8 @@ CrossingGuard::CrossingGuard(const FlatSurface& theSurface)
 }
 
 TriangleCorners CrossingGuard::cornersOf(Index triangle) const {
-    return {vPlace[surface.vVertex[3 * triangle]], vPlace[surface.vVertex[3 * triangle + 1]],
-            vPlace[surface.vVertex[3 * triangle + 2]]};
+    const Index* const pVertex = &surface.vVertex[std::size_t{3} * triangle];
+    return {vPlace[pVertex[0]], vPlace[pVertex[1]], vPlace[pVertex[2]]};
 }
 
 bool CrossingGuard::allows(const Collapse& collapse) {

@@ -32,6 +32,7 @@
 #include "freeFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -153,9 +154,8 @@ private:
         mesh.getIncidentRE(pSrc, vB);
         std::erase_if(vB, [](const REdge* pRE) { return pRE->getDegree() != 1; });
         if (vB.size() != 2) return false;
-        std::vector<Vector3> vVecs;
-        for (const REdge* pRE : vB)
-            vVecs.push_back(normalize(*pRE->getOtherPoint(pSrc) - *pSrc));
+        const std::vector<Vector3> vVecs =
+            transformed(vB, [pSrc](const REdge* pRE) { return normalize(*pRE->getOtherPoint(pSrc) - *pSrc); });
         ASSEX(vVecs.size()==2);
         return !(STRAIGHT > getAngleDegree(vVecs[0], vVecs[1]));
     }
@@ -246,10 +246,7 @@ private:
                     if (pRE->vRT[0] == pRT && pRE->has(p)) vNumber.push_back(mesh.poolRE.indexOf(pRE));
         }
         oneInstanceOfNumbers(vNumber);
-        std::vector<REdge*> vEdges;
-        for (const std::size_t number : vNumber)
-            vEdges.push_back(mesh.poolRE.at(number));
-        return vEdges;
+        return transformed(vNumber, [this](std::size_t number) { return mesh.poolRE.at(number); });
     }
 
     RMesh& mesh;

@@ -27,6 +27,7 @@
 #include "fillChain.h"
 #include "pieces.h"
 #include "sortMT.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -67,10 +68,9 @@ BorderCopy::BorderCopy(const RMesh& fineMesh) : fine(fineMesh) {
     oneInstance(vRT);  // by address, so in order of creation
     copyTriangles(vRT);
 
-    std::vector<CEdge*> vBorderCE;
-    for (const REdge* pRE : vBorderRE)
-        vBorderCE.push_back(coarseMesh.getEdge(codeOf(pRE->getVtx0()), codeOf(pRE->getVtx1())));
-    enterBothEnds(mmVCD2CE, vBorderCE);
+    enterBothEnds(mmVCD2CE, transformed(vBorderRE, [this](const REdge* pRE) {
+                      return coarseMesh.getEdge(codeOf(pRE->getVtx0()), codeOf(pRE->getVtx1()));
+                  }));
 }
 
 void BorderCopy::copyTriangles(const std::vector<RTriangle*>& vRT) {

@@ -56,7 +56,7 @@ NeighbourLists neighbourLists(const RMesh& mesh, const std::vector<char>& vBorde
     const auto numbersOf = [&](const REdge& edge) {
         return std::pair(mesh.getVtxIndex(edge.pVtx0), mesh.getVtxIndex(edge.pVtx1));
     };
-    return NeighbourLists(mesh.vRE, std::move(vVtx), vBorder, numbersOf, StepCounter(bProgress, "list", mesh.vRE.size()));
+    return {mesh.vRE, std::move(vVtx), vBorder, numbersOf, StepCounter(bProgress, "list", mesh.vRE.size())};
 }
 
 /// The normals of the triangles at vertices that may move. It is done before the first move: nobody asks for a normal until

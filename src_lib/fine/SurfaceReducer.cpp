@@ -450,7 +450,7 @@ void SurfaceReducer::collapse(Index corner, const Plan& plan) {
 void SurfaceReducer::removeTriangle(Index corner) {
     const Index one = FlatSurface::next(corner), two = FlatSurface::previous(corner);
     const Index a = surface.vOpposite[one], b = surface.vOpposite[two];
-    const char line = vLine[one] | vLine[two];
+    const auto line = static_cast<char>(vLine[one] | vLine[two]);
     for (const auto& [c, partner] : {std::pair(a, b), {b, a}}) {
         if (c == FlatSurface::NONE) continue;
         surface.vOpposite[c] = partner;
@@ -458,7 +458,7 @@ void SurfaceReducer::removeTriangle(Index corner) {
         const Index w = surface.vVertex[corner];
         surface.vCorner[w] = surface.vVertex[FlatSurface::next(c)] == w ? FlatSurface::next(c) : FlatSurface::previous(c);
     }
-    surface.vVertex[3 * (corner / 3)] = FlatSurface::NONE;
+    surface.vVertex[corner - corner % 3] = FlatSurface::NONE;
     --numLeft;
 }
 

@@ -202,8 +202,8 @@ void CrossingCounter::appendParts(const Job& job, std::vector<Job>& vParts) cons
     };
     const Range first = large.first(), second = large.second();
     if (large.node == small.node) {
-        vParts.push_back({first, first});
-        vParts.push_back({second, second});
+        vParts.emplace_back(first, first);
+        vParts.emplace_back(second, second);
         appendPair(first, second);
     } else {
         appendPair(first, small);
@@ -237,7 +237,7 @@ void CrossingCounter::compare(const Job& job, Found& found) const {
         for (std::size_t j = a.node == b.node ? i + 1 : b.begin; j < b.end; ++j) {
             if (!box.intersects(aBox[j - b.begin]) || !areCrossing(vCorners[i], vCorners[j])) continue;
             ++found.num;
-            if (found.bList) found.vPairs.push_back(std::minmax(vItem[i].triangle, vItem[j].triangle));
+            if (found.bList) found.vPairs.emplace_back(std::minmax(vItem[i].triangle, vItem[j].triangle));
         }
     }
 }

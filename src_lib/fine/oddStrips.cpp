@@ -14,6 +14,7 @@
 #include "outerPatches.h"
 #include "runs.h"
 #include "sortMT.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -137,10 +138,8 @@ private:
             if (!system.add(line.vStrip, line.bOdd)) numOddLeft += line.numEdges;
         }
         if (numOddLeft >= numOdd) return {};
-        std::vector<std::size_t> vCostOfIt;
-        for (const Strip strip : vStrip)
-            vCostOfIt.push_back(vCost[vPatch[strip]]);
-        const std::vector<bool> vbRemoved = system.solve(vCostOfIt);
+        const std::vector<bool> vbRemoved =
+            system.solve(transformed(vStrip, [this](Strip strip) { return vCost[vPatch[strip]]; }));
         std::vector<Strip> vRemoved;
         for (std::size_t i = 0; i < vStrip.size(); ++i)
             if (vbRemoved[i]) vRemoved.push_back(vStrip[i]);

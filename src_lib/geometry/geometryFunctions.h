@@ -109,4 +109,9 @@ inline bool tools_isVal(double value) {
     return !tools_isnan(value) && !tools_isinf(value);
 }
 
+/// Whether a coordinate isn't a number.
+inline bool hasNaN(const Point3& p) {
+    return std::isnan(p.x()) || std::isnan(p.y()) || std::isnan(p.z());
+}
+
 }  // namespace TARN_KEL

@@ -20,7 +20,7 @@ std::vector<std::pair<CCD, SNode*>> oneNodePerCell(const std::vector<SNode*>& vN
     std::vector<std::pair<CCD, SNode*>> vCellNode;
     transform_MT(vNodes, vCellNode, [&grid](SNode* pSN) { return std::make_pair(grid.getCCD(&pSN->smoothedPoint), pSN); });
     sortMT(vCellNode.begin(), vCellNode.end());
-    keepFirstOfCells(vCellNode);
+    dropRepeatsOfFirst(vCellNode);
     return vCellNode;
 }
 

@@ -156,7 +156,7 @@ CellPoints touchedCells(const std::vector<Tri*>& vTri, const Calc& grid) {
             walk.add(*vTri[i]);
         std::stable_sort(block.vCells.begin(), block.vCells.end(),
                          [](const auto& a, const auto& b) { return a.first < b.first; });
-        keepFirstOfCells(block.vCells);
+        dropRepeatsOfFirst(block.vCells);
     });
     CellPoints vCells;
     for (TouchBlock& block : vBlocks) {
@@ -164,7 +164,7 @@ CellPoints touchedCells(const std::vector<Tri*>& vTri, const Calc& grid) {
         CellPoints().swap(block.vCells);
     }
     sortByFirstMT(vCells);  // stable, so that the first triangle of a cell stays the first
-    keepFirstOfCells(vCells);
+    dropRepeatsOfFirst(vCells);
     return vCells;
 }
 

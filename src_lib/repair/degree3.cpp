@@ -26,6 +26,7 @@
 #include "RoundList.h"
 #include "sortMT.h"
 #include "tools.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -60,14 +61,9 @@ std::vector<CEdge*> evilEdges(const CMesh& mesh, const std::vector<CEdge*>& vCE)
 
 /// The triangles on the edge by area, the oldest of equal ones first.
 std::vector<CTriangle*> smallestFirst(const CMesh& mesh, const CEdge* pCE) {
-    std::vector<std::pair<double, CTriangle*>> vArea;
-    for (CTriangle* pCT : pCE->vCT)
-        vArea.emplace_back(pCT->getArea(&mesh), pCT);
+    auto vArea = transformed(pCE->vCT, [&mesh](CTriangle* pCT) { return std::pair(pCT->getArea(&mesh), pCT); });
     std::sort(vArea.begin(), vArea.end());
-    std::vector<CTriangle*> vT;
-    for (const auto& [area, pCT] : vArea)
-        vT.push_back(pCT);
-    return vT;
+    return transformed(vArea, [](const auto& area) { return area.second; });
 }
 
 /// The neighbours over manifold edges, the edge pCE left out.

@@ -172,6 +172,28 @@ TEST(Fit, comesNearerToTheSurface) {
         }
 }
 
+// Relief no wider than a few spacings: flat triangles beside a vertex that lies right cut off what rises between.
+TEST(Fit, followsReliefBetweenItsVertices) {
+    const CoutSilence silence;
+    for (const std::uint64_t seed : {1U, 2U}) {
+        Cloud cloud = cloudOf({"plane", 0.0, seed}, 8000);
+        const double wave = 6.283185307179586 / (8.0 * cloud.spacing);
+        const auto heightAt = [&](double x, double y) {
+            return 0.4 * cloud.spacing * std::sin(wave * x) * std::sin(wave * y);
+        };
+        for (Point3& p : cloud.vPoints)
+            p = Point3(p.x(), p.y(), heightAt(p.x(), p.y()));
+        double sum = 0.0;
+        const Points vCorner = cornersOf(reconstruct(cloud.vPoints, ReconstructOptions{}));
+        for (std::size_t i = 0; i < vCorner.size(); i += 3) {
+            const Point3 middle = vCorner[i] + ((vCorner[i + 1] - vCorner[i]) + (vCorner[i + 2] - vCorner[i])) / 3.0;
+            sum += std::fabs(middle.z() - heightAt(middle.x(), middle.y()));
+        }
+        const double mean = 3.0 * sum / static_cast<double>(vCorner.size()) / cloud.spacing;
+        EXPECT_LT(mean, 0.05) << seed;  // 0.068 without
+    }
+}
+
 TEST(Fit, followsTightCurvesUnderNoise) {
     const CoutSilence silence;
     for (const std::uint64_t seed : {1U, 2U}) {
@@ -301,7 +323,7 @@ TEST(Fit, mendsSpotsWhereTheyAreFew) {
     const FitCounts many = countsOf(vCubes);
     EXPECT_GT(many.numSpots, 100U);
     EXPECT_EQ(many.numMended, 0U);
-    EXPECT_LT(many.numSpots, 362U);  // 373 when edges that cut a crease side by side aren't changed in pairs
+    EXPECT_GT(many.numPairs, 10U) << "edges that cut a crease side by side";
 }
 
 TEST(Fit, findsTheCornersOfABlock) {
@@ -541,7 +563,7 @@ TEST(RimCorner, isWhereStraightRimsMeetButNotOnARoundOutline) {
                           2.0 * std::atan(slope));
         numFound += corner ? 1 : 0;
         numNear += corner && std::hypot(corner->place.along - shift, corner->place.outward - 1.0) < 1.0 ? 1 : 0;
-        const double radius = number(3.0, 7.0);
+        const double radius = number(3.0, 9.0);
         numOnArcs +=
             findRimCorner(pointsIn([&](const RimPlace& p) { return std::hypot(p.along, p.outward + radius) < radius; }),
                           RIM_REACH / radius)

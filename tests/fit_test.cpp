@@ -272,7 +272,7 @@ TEST(Fit, leavesFewNotchesInCreases) {
 TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
     const CoutSilence silence;
     std::size_t numBefore = 0, numAfter = 0;
-    double sum = 0.0;
+    double sum = 0.0, sumOfCorners = 0.0;
     for (const std::uint64_t seed : {1U, 2U, 9U, 11U}) {
         const Cloud cloud = cloudOf({"plane", 0.0, seed}, 8000);
         const MeshPtr pMesh = unfitted(askew(cloud.vPoints));
@@ -285,6 +285,8 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
         for (std::size_t i = 0; i < vCorner.size(); ++i)
             vTriangle[i / 3][i % 3] = vCorner[i] - Point3();
         const TriangleTree tree(vTriangle);
+        for (const Vector3& corner : {Vector3(), Vector3(1.0, 0.0, 0.0), Vector3(0.0, 1.0, 0.0), Vector3(1.0, 1.0, 0.0)})
+            sumOfCorners += std::sqrt(tree.nearest(corner).sqDistance) / cloud.spacing / 16.0;
         for (double x = 0.0005; x < 1.0; x += 0.001)
             for (const Vector3& rim :
                  {Vector3(x, 0.0, 0.0), Vector3(x, 1.0, 0.0), Vector3(0.0, x, 0.0), Vector3(1.0, x, 0.0)}) {
@@ -295,6 +297,8 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
     }
     RecordProperty("mean", std::to_string(sum));
     EXPECT_LT(sum, 0.3);
+    RecordProperty("corners", std::to_string(sumOfCorners));
+    EXPECT_LT(sumOfCorners, 0.65);  // 0.48; 0.85 where vertices don't go to the corners
     EXPECT_GT(numBefore, 20U);
     EXPECT_LE(numAfter, 1U);
 }

@@ -20,6 +20,7 @@ const double MAX_PULL = 0.5;    // of a point that pulls; beyond, it is of somet
 const double MAX_FOLLOW = 0.3;  // of a vertex
 const double MIN_FOLLOW = 1e-4;
 const double SAME_SIDE_OF_FOOT = 0.5;  // cosine of the normals of a point and its triangle
+const double DOUBT = 3.0;              // in squares of the deviation of a mean, that it must exceed to be more than noise
 const double OWN_WEIGHT = 0.1;         // of a vertex, in points at its place
 
 }  // namespace
@@ -107,7 +108,7 @@ void PointFollower::pull(const std::vector<unsigned char>& vSmooth) {
     for (FitIndex v = 0; v < vPull.size(); ++v) {
         if (vSmooth[v] == 0 || vPull[v] == 0.0) continue;
         const double mean = vPull[v] / (vWeight[v] + OWN_WEIGHT), sqDoubt = sqNoise / vWeight[v];
-        const double sure = square(mean) / (square(mean) + sqDoubt);
+        const double sure = std::max(0.0, 1.0 - DOUBT * sqDoubt / square(mean));
         vDistance[v] = std::clamp(vDistance[v] + sure * mean, -MAX_FOLLOW, MAX_FOLLOW);
     }
 }

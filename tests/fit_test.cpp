@@ -172,6 +172,28 @@ TEST(Fit, comesNearerToTheSurface) {
         }
 }
 
+// Relief no wider than a few spacings: flat triangles beside a vertex that lies right cut off what rises between.
+TEST(Fit, followsReliefBetweenItsVertices) {
+    const CoutSilence silence;
+    for (const std::uint64_t seed : {1U, 2U}) {
+        Cloud cloud = cloudOf({"plane", 0.0, seed}, 8000);
+        const double wave = 6.283185307179586 / (8.0 * cloud.spacing);
+        const auto heightAt = [&](double x, double y) {
+            return 0.4 * cloud.spacing * std::sin(wave * x) * std::sin(wave * y);
+        };
+        for (Point3& p : cloud.vPoints)
+            p = Point3(p.x(), p.y(), heightAt(p.x(), p.y()));
+        double sum = 0.0;
+        const Points vCorner = cornersOf(reconstruct(cloud.vPoints, ReconstructOptions{}));
+        for (std::size_t i = 0; i < vCorner.size(); i += 3) {
+            const Point3 middle = vCorner[i] + ((vCorner[i + 1] - vCorner[i]) + (vCorner[i + 2] - vCorner[i])) / 3.0;
+            sum += std::fabs(middle.z() - heightAt(middle.x(), middle.y()));
+        }
+        const double mean = 3.0 * sum / static_cast<double>(vCorner.size()) / cloud.spacing;
+        EXPECT_LT(mean, 0.03) << seed;  // 0.022; 0.068 without
+    }
+}
+
 TEST(Fit, followsTightCurvesUnderNoise) {
     const CoutSilence silence;
     for (const std::uint64_t seed : {1U, 2U}) {
@@ -250,7 +272,7 @@ TEST(Fit, leavesFewNotchesInCreases) {
 TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
     const CoutSilence silence;
     std::size_t numBefore = 0, numAfter = 0;
-    double sum = 0.0;
+    double sum = 0.0, sumOfCorners = 0.0;
     for (const std::uint64_t seed : {1U, 2U, 9U, 11U}) {
         const Cloud cloud = cloudOf({"plane", 0.0, seed}, 8000);
         const MeshPtr pMesh = unfitted(askew(cloud.vPoints));
@@ -263,6 +285,8 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
         for (std::size_t i = 0; i < vCorner.size(); ++i)
             vTriangle[i / 3][i % 3] = vCorner[i] - Point3();
         const TriangleTree tree(vTriangle);
+        for (const Vector3& corner : {Vector3(), Vector3(1.0, 0.0, 0.0), Vector3(0.0, 1.0, 0.0), Vector3(1.0, 1.0, 0.0)})
+            sumOfCorners += std::sqrt(tree.nearest(corner).sqDistance) / cloud.spacing / 16.0;
         for (double x = 0.0005; x < 1.0; x += 0.001)
             for (const Vector3& rim :
                  {Vector3(x, 0.0, 0.0), Vector3(x, 1.0, 0.0), Vector3(0.0, x, 0.0), Vector3(1.0, x, 0.0)}) {
@@ -273,6 +297,8 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
     }
     RecordProperty("mean", std::to_string(sum));
     EXPECT_LT(sum, 0.3);
+    RecordProperty("corners", std::to_string(sumOfCorners));
+    EXPECT_LT(sumOfCorners, 0.65);  // 0.48; 0.85 where vertices don't go to the corners
     EXPECT_GT(numBefore, 20U);
     EXPECT_LE(numAfter, 1U);
 }
@@ -301,7 +327,7 @@ TEST(Fit, mendsSpotsWhereTheyAreFew) {
     const FitCounts many = countsOf(vCubes);
     EXPECT_GT(many.numSpots, 100U);
     EXPECT_EQ(many.numMended, 0U);
-    EXPECT_LT(many.numSpots, 362U);  // 373 when edges that cut a crease side by side aren't changed in pairs
+    EXPECT_GT(many.numPairs, 10U) << "edges that cut a crease side by side";
 }
 
 TEST(Fit, findsTheCornersOfABlock) {
@@ -541,7 +567,7 @@ TEST(RimCorner, isWhereStraightRimsMeetButNotOnARoundOutline) {
                           2.0 * std::atan(slope));
         numFound += corner ? 1 : 0;
         numNear += corner && std::hypot(corner->place.along - shift, corner->place.outward - 1.0) < 1.0 ? 1 : 0;
-        const double radius = number(3.0, 7.0);
+        const double radius = number(3.0, 9.0);
         numOnArcs +=
             findRimCorner(pointsIn([&](const RimPlace& p) { return std::hypot(p.along, p.outward + radius) < radius; }),
                           RIM_REACH / radius)

@@ -38,6 +38,7 @@ void BorderFitter::reachRims() {
 void BorderFitter::reachLastPoints() {
     for (int round = 0; round < NUM_BORDER_ROUNDS; ++round) {
         findBorder();
+        if (vBorder.empty()) return;
         for (const BorderVertex& at : vBorder) {
             if (!state.isFree(at.vertex)) continue;
             const Vector3 along = normalize(fitMesh.place(at.next) - fitMesh.place(at.previous));
@@ -174,9 +175,10 @@ bool BorderFitter::overlaps(const BorderVertex& at, const Vector3& to, const Vec
 void BorderFitter::findBorder() {
     vBorder.clear();
     std::vector<Vector3> vPlace;
+    const std::vector<unsigned char> vAtBorder = fitMesh.verticesAtBorder();
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v) {
         BorderVertex at{v, NO_INDEX, NO_INDEX};
-        if (!findBorderNeighbours(v, at.next, at.previous) ||
+        if (vAtBorder[v] == 0 || !findBorderNeighbours(v, at.next, at.previous) ||
             (fitMesh.place(at.next) - fitMesh.place(v)).length() < MIN_EDGE * state.cell)
             continue;
         vBorder.push_back(at);

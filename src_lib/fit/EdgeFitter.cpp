@@ -78,6 +78,7 @@ std::size_t EdgeFitter::change(const std::optional<Change>& first,
         state.perform(*second);
         state.markChanged(first->quad);
         state.markChanged(second->quad);
+        ++numPairs;
         return 2;
     }
     state.undo(*first);

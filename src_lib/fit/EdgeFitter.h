@@ -22,6 +22,8 @@ public:
     std::size_t flipTowardsPoints();
     /// The edges farthest off first. Returns the number of splits.
     std::size_t splitAtCreases();
+    /// How often two edges were changed since neither could be alone.
+    std::size_t getNumPairs() const { return numPairs; }
 
 private:
     /// The new triangle along each outer edge of a quad. A flip has two of them, each along two edges.
@@ -44,6 +46,7 @@ private:
     FitState& state;
     FitMesh& fitMesh;
     const FitGuard& guard;
+    std::size_t numPairs = 0;
 };
 
 }  // namespace TARN_KEL

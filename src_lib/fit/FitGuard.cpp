@@ -20,6 +20,16 @@ const double AGREES = 0.5;         // cosine of the normals of a triangle and of
 const double NEW_TURNED = 0.1;
 const double BARE_BY_NOISE = 3.0, BARER = 0.1;  // distance of a bare point, in noise; more than before
 
+/// Whether the cosine of two vectors is below TURNED, or one has no length. No root: nearly all are asked in vain.
+bool isTurned(const Vector3& a, const Vector3& b) {
+    const double product = a * b;
+    return !(product > 0.0 && square(product) >= square(TURNED) * a.sqLength() * b.sqLength());
+}
+
+bool isCountedFold(const Vector3& a, const Vector3& b) {
+    return a * b < 0.0 && cosineOf(a, b) < COUNTED_FOLD;
+}
+
 /// The nearest points on one side of the surface, nearest first.
 template <std::size_t N>
 struct NearestPoints {
@@ -51,9 +61,9 @@ private:
 
 }  // namespace
 
-double leastHeight(const TrianglePlaces& t) {
+double sqLeastHeight(const TrianglePlaces& t, const Vector3& area) {
     const double longest = std::max({(t[1] - t[0]).sqLength(), (t[2] - t[1]).sqLength(), (t[0] - t[2]).sqLength()});
-    return longest > 0.0 ? std::sqrt(areaVector(t).sqLength() / longest) : 0.0;
+    return longest > 0.0 ? area.sqLength() / longest : 0.0;
 }
 
 TrianglePlaces FitGuard::cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const {
@@ -62,29 +72,39 @@ TrianglePlaces FitGuard::cornersWith(FitIndex t, FitIndex vertex, const Vector3&
     return {at(c[0]), at(c[1]), at(c[2])};
 }
 
+// Nearly all moves are harmless, so each area is found once, and roots are avoided.
 bool FitGuard::mayMove(FitIndex vertex, const Vector3& to) const {
-    bool bMay = true;
-    fitMesh.visitTriangles(vertex, [&](FitIndex t) { bMay = bMay && staysUpright(t, vertex, to); });
-    return bMay;
+    std::vector<MovedTriangle> vStar;
+    vStar.reserve(8);
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
+        const TrianglePlaces then = cornersWith(t, vertex, to);
+        vStar.push_back({t, then, fitMesh.areaVectorOf(t), areaVector(then)});
+    });
+    const auto isHarmless = [&](const MovedTriangle& t) { return staysUpright(t) && !foldsAnew(t, vStar); };
+    return std::all_of(vStar.begin(), vStar.end(), isHarmless) &&
+           std::all_of(vStar.begin(), vStar.end(), [&](const MovedTriangle& t) { return facesAsBefore(t, vertex); });
 }
 
-bool FitGuard::staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const {
-    const TrianglePlaces now = cornersWith(t, vertex, fitMesh.place(vertex)), then = cornersWith(t, vertex, to);
-    const double heightNow = leastHeight(now), heightThen = leastHeight(then);
-    if (heightThen < minHeight() && heightThen < heightNow) return false;
-    const Vector3 former = areaVector(now), moved = areaVector(then);
-    if (!(moved.sqLength() > 0.0)) return false;
-    if (heightNow > minHeight() && cosineOf(former, moved) < TURNED && !agreesWithPoints(then, vertexSides.of(vertex)))
-        return false;
-    return !foldsAnew(t, vertex, to, former, moved);
+bool FitGuard::staysUpright(const MovedTriangle& t) const {
+    const double sqHeight = sqLeastHeight(t.then, t.moved);
+    return sqHeight > 0.0 && (sqHeight >= square(minHeight()) || sqHeight >= sqLeastHeight(cornersOf(t.triangle), t.former));
 }
 
-bool FitGuard::foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const {
+bool FitGuard::facesAsBefore(const MovedTriangle& t, FitIndex vertex) const {
+    return !isTurned(t.former, t.moved) || sqLeastHeight(cornersOf(t.triangle), t.former) <= square(minHeight()) ||
+           agreesWithPoints(t.then, vertexSides.of(vertex));
+}
+
+/// Over a neighbour that moves as well, or one that doesn't.
+bool FitGuard::foldsAnew(const MovedTriangle& t, const std::vector<MovedTriangle>& vStar) const {
     for (int k = 0; k < 3; ++k) {
-        const FitIndex other = fitMesh.neighbour(t, k);
+        const FitIndex other = fitMesh.neighbour(t.triangle, k);
         if (other == NO_INDEX) continue;
-        const Vector3 over = areaVector(cornersWith(other, vertex, to));
-        if (isNewFold(cosineOf(moved, over), cosineOf(former, fitMesh.areaVectorOf(other)))) return true;
+        const auto it =
+            std::find_if(vStar.begin(), vStar.end(), [&](const MovedTriangle& o) { return o.triangle == other; });
+        const Vector3 former = it != vStar.end() ? it->former : fitMesh.areaVectorOf(other);
+        const Vector3 moved = it != vStar.end() ? it->moved : former;
+        if (t.moved * moved < 0.0 && isNewFold(cosineOf(t.moved, moved), cosineOf(t.former, former))) return true;
     }
     return false;
 }
@@ -123,16 +143,16 @@ int FitGuard::countBad(FitIndex vertex, const Vector3& there, const Vector3& nor
     fitMesh.visitTriangles(vertex, [&](FitIndex t) {
         const TrianglePlaces c = cornersWith(t, vertex, there);
         const Vector3 n = areaVector(c);
-        if (n.sqLength() == 0.0 || cosineOf(n, normal) < TURNED)
+        if (isTurned(n, normal))
             count += 2;
-        else if (leastHeight(c) < minHeight())
+        else if (sqLeastHeight(c, n) < square(minHeight()))
             ++count;
     });
     return count;
 }
 
 bool FitGuard::isFold(FitIndex t, FitIndex other) const {
-    return cosineOf(fitMesh.areaVectorOf(t), fitMesh.areaVectorOf(other)) < COUNTED_FOLD;
+    return isCountedFold(fitMesh.areaVectorOf(t), fitMesh.areaVectorOf(other));
 }
 
 double FitGuard::countFolds(FitIndex vertex, const Vector3& there) const {
@@ -144,11 +164,11 @@ double FitGuard::countFolds(FitIndex vertex, const Vector3& there) const {
             count += 3.0;
             return;
         }
-        if (leastHeight(c) < minHeight()) count += 0.5;
+        if (sqLeastHeight(c, n) < square(minHeight())) count += 0.5;
         for (int k = 0; k < 3; ++k) {
             const FitIndex other = fitMesh.neighbour(t, k);
             if (other == NO_INDEX) continue;
-            if (cosineOf(n, areaVector(cornersWith(other, vertex, there))) < COUNTED_FOLD) count += 1.0;
+            if (isCountedFold(n, areaVector(cornersWith(other, vertex, there)))) count += 1.0;
         }
     });
     return count;

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <cmath>
+#include <vector>
+
 #include "FitMesh.h"
 #include "FitPoints.h"
 #include "PointGrid.h"
@@ -47,10 +50,18 @@ public:
 
 private:
     static constexpr double BARE = 0.4;
+    /// A triangle at a vertex that moves. Its area vectors as it is and then.
+    struct MovedTriangle {
+        FitIndex triangle;
+        TrianglePlaces then;
+        Vector3 former, moved;
+    };
     /// The corners of t, one vertex of them moved.
     TrianglePlaces cornersWith(FitIndex t, FitIndex vertex, const Vector3& there) const;
-    bool foldsAnew(FitIndex t, FitIndex vertex, const Vector3& to, const Vector3& former, const Vector3& moved) const;
-    bool staysUpright(FitIndex t, FitIndex vertex, const Vector3& to) const;
+    TrianglePlaces cornersOf(FitIndex t) const { return cornersWith(t, NO_INDEX, {}); }
+    bool staysUpright(const MovedTriangle& t) const;
+    bool facesAsBefore(const MovedTriangle& t, FitIndex vertex) const;
+    bool foldsAnew(const MovedTriangle& t, const std::vector<MovedTriangle>& vStar) const;
     double minHeight() const { return MIN_HEIGHT * cell; }
 
     const FitMesh& fitMesh;
@@ -60,10 +71,13 @@ private:
     double cell;
 };
 
-/// The least height of a triangle; 0.0 for one without extent.
-double leastHeight(const TrianglePlaces& t);
 inline Vector3 areaVector(const TrianglePlaces& t) {
     return areaVector(t[0], t[1], t[2]);
+}
+/// The square of the least height of a triangle; 0.0 for one without extent. area: its area vector.
+double sqLeastHeight(const TrianglePlaces& t, const Vector3& area);
+inline double leastHeight(const TrianglePlaces& t) {
+    return std::sqrt(sqLeastHeight(t, areaVector(t)));
 }
 /// Whether two neighbours form a fold with the cosine of their normals `now`, which they didn't, or less so, with `then`.
 inline bool isNewFold(double now, double then) {

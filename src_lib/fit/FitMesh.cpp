@@ -118,6 +118,14 @@ bool FitMesh::isAtBorder(FitIndex vertex) const {
     return bBorder;
 }
 
+std::vector<unsigned char> FitMesh::verticesAtBorder() const {
+    std::vector<unsigned char> vAtBorder(vPlace.size());
+    for (FitIndex t = 0; t < vTriangle.size(); ++t)
+        for (int k = 0; k < 3; ++k)
+            if (neighbour(t, k) == NO_INDEX) vAtBorder[vTriangle[t][at(k)]] = vAtBorder[vTriangle[t][at(nextCorner(k))]] = 1;
+    return vAtBorder;
+}
+
 bool FitMesh::isJoined(FitIndex a, FitIndex b) const {
     for (FitIndex corner = vFirst[a]; corner != NO_INDEX; corner = vNext[corner])
         if (cornerAt(corner / 3, b) >= 0) return true;

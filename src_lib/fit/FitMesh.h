@@ -90,6 +90,8 @@ public:
     std::size_t degree(FitIndex vertex) const;
     /// Whether an edge at the vertex has no neighbour.
     bool isAtBorder(FitIndex vertex) const;
+    /// Nonzero for those of which an edge has no neighbour.
+    std::vector<unsigned char> verticesAtBorder() const;
     bool isJoined(FitIndex a, FitIndex b) const;
     /// Whether a vertex has so many triangles that steps which look at all of them, for each, would take long.
     bool isHub(FitIndex vertex) const;

@@ -15,7 +15,7 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t NUM_SAMPLES = 20000;
+const std::size_t NUM_SAMPLES = 5000;
 const std::size_t NUM_NEAR = 6;
 const std::size_t DENSE = 4;  // points of a cell; more are averaged
 const std::size_t MIN_PARALLEL_POINTS = 2000;
@@ -50,7 +50,7 @@ std::vector<FitIndex> piecesOf(const FitMesh& mesh) {
 
 /// The vertex nearest to a place, of those within the reach; of several at that distance the first.
 FitIndex nearestVertex(const PointGrid& grid, const Vector3& place, double reach) {
-    for (const double radius : {0.5 * reach, reach}) {
+    for (const double radius : {0.3 * reach, 0.5 * reach, reach}) {  // most are near
         std::pair<double, FitIndex> nearest(radius * radius, NO_INDEX);
         grid.visitWithin(place, radius, [&](FitIndex vertex, double sqDistance) {
             nearest = std::min(nearest, std::pair(sqDistance, vertex));

@@ -25,6 +25,7 @@
 #include <numeric>
 #include <utility>
 
+#include "PointFollower.h"
 #include "Progress.h"
 #include "SpotMender.h"
 #include "Untangler.h"
@@ -93,6 +94,8 @@ FitCounts MeshFitter::fit() {
     mendSpots();
     borders.reachRims();
     liftByChords();
+    followPoints();
+    counts.numPairs = edges.getNumPairs();
     counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices(), allTriangles());
     return counts;
 }
@@ -382,12 +385,15 @@ std::vector<FitIndex> MeshFitter::allTriangles() const {
     return vTriangle;
 }
 
+/// On one sheet, and looked at.
+bool MeshFitter::isSmooth(FitIndex vertex) const {
+    return state.vKind[vertex] == VertexKind::ON_SHEET && vFound[vertex].numSheets == 1;
+}
+
 /// Triangles cut curved sheets: their vertices go out by the mean depth of the cut.
 void MeshFitter::liftByChords() {
     std::vector<double> vDepth(fitMesh.numVertices()), vArea(fitMesh.numVertices());
     std::vector<unsigned char> vNot(fitMesh.numVertices());
-    vFound.resize(fitMesh.numVertices());
-    const auto isSmooth = [&](FitIndex v) { return state.vKind[v] == VertexKind::ON_SHEET && vFound[v].numSheets == 1; };
     for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t) {
         const FitTriangle& c = fitMesh.corners(t);
         if (!isSmooth(c[0]) || !isSmooth(c[1]) || !isSmooth(c[2])) {
@@ -409,6 +415,13 @@ void MeshFitter::liftByChords() {
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
         if (vNot[v] == 0 && vArea[v] > 0.0)
             fitMesh.move(v, fitMesh.place(v) + vFound[v].normal * std::clamp(vDepth[v] / vArea[v], -MAX_LIFT, MAX_LIFT));
+}
+
+void MeshFitter::followPoints() {
+    std::vector<unsigned char> vSmooth(fitMesh.numVertices());
+    for (FitIndex v = 0; v < vSmooth.size(); ++v)
+        vSmooth[v] = isSmooth(v);
+    PointFollower(state).follow(vSmooth);
 }
 
 }  // namespace TARN_KEL

@@ -13,6 +13,7 @@ namespace TARN_KEL {
 struct FitCounts {
     std::size_t numCorners = 0, numOnCreases = 0;  // vertices put there
     std::size_t numFlips = 0, numSplits = 0;
+    std::size_t numPairs = 0;                 // of these, two at a time
     std::size_t numSpots = 0, numMended = 0;  // off the points or folded; what was mended of that
     std::size_t numUnfolded = 0;              // vertices moved to smooth folds
     std::size_t numUntangled = 0;             // vertices moved because triangles passed through each other
@@ -24,7 +25,7 @@ struct FitCounts {
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
 /// change is judged by the guard. Then borders go out to the last points, and triangles that pass through each other since
 /// are parted. What is off the points or folded then is mended by several changes at once. Finally smooth vertices are
-/// lifted by what the triangles cut off the curved sheet.
+/// lifted by what the triangles cut off the curved sheet, and follow the points (PointFollower).
 ///
 /// The unit of length is the spacing of the points.
 class MeshFitter {
@@ -52,7 +53,9 @@ private:
     std::vector<FitIndex> touchedVertices() const;
     std::vector<FitIndex> roughTriangles() const;
     std::vector<FitIndex> allTriangles() const;
+    bool isSmooth(FitIndex vertex) const;
     void liftByChords();
+    void followPoints();
 
     bool tryUnfold(FitIndex vertex);
     bool tryTurnUpright(FitIndex vertex);

@@ -52,7 +52,7 @@ public:
     /// fill(four, lane, position of a neighbour); lanes behind the last neighbour get the first one, and then leaveOut(four,
     /// lane). vNeighbour: at least one.
     template <typename Fill, typename LeaveOut>
-    std::span<const Four> gather(std::span<const FitIndex> vNeighbour, const Fill& fill, const LeaveOut& leaveOut) {
+    std::span<Four> gather(std::span<const FitIndex> vNeighbour, const Fill& fill, const LeaveOut& leaveOut) {
         const std::size_t num = vNeighbour.size(), numFours = (num + NUM_LANES - 1) / NUM_LANES;
         if (vFour.size() < numFours) vFour.resize(2 * numFours);
         for (std::size_t i = 0; i < numFours; ++i)

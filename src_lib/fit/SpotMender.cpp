@@ -421,7 +421,9 @@ double SpotMender::costOfEdge(FitIndex t, int k) {
 }
 
 double SpotMender::costOfFold(FitIndex t, FitIndex o) const {
-    const double cosine = cosineOf(fitMesh.areaVectorOf(t), fitMesh.areaVectorOf(o));
+    const Vector3 area = fitMesh.areaVectorOf(t), over = fitMesh.areaVectorOf(o);
+    if (area * over >= 0.0) return 0.0;  // the usual case
+    const double cosine = cosineOf(area, over);
     return cosine < FOLD ? FOLD_COST + FOLD_GROWTH * (FOLD - cosine) : 0.0;
 }
 

@@ -56,7 +56,7 @@ void forPoints_MT(const Neighbourhoods& near, const Work& work) {
 struct FourPlanes {
     Lanes sqDistance;  // of their points
     LaneVector toCentre, normal;
-    Lanes sqSpread, doubt;
+    Lanes doubt;  // how badly they hold the point and their own ones
 };
 
 /// vIndex: the neighbours of the i-th point, within the radius.
@@ -67,23 +67,22 @@ Vector3 votedNormal(const FitPoints& points, const std::vector<PointPlane>& vPla
         four.sqDistance[lane] = static_cast<float>((points.vPlace[j] - p).sqLength());
         four.toCentre.set(lane, vPlane[j].centre - p);
         four.normal.set(lane, vPlane[j].normal);
-        four.sqSpread[lane] = static_cast<float>(vPlane[j].sqSpread);
+        four.doubt[lane] = static_cast<float>(vPlane[j].sqSpread);
     };
-    const auto leaveOut = [](FourPlanes& four, std::size_t lane) { four.sqSpread[lane] = FAR_LANE; };
-    const std::span<const FourPlanes> vNear = lanes.gather(vIndex, fill, leaveOut);
-    const auto doubtOf = [](const FourPlanes& four) {
-        const Lanes height = four.normal * four.toCentre;
-        return four.sqSpread + height * height;
-    };
+    const auto leaveOut = [](FourPlanes& four, std::size_t lane) { four.doubt[lane] = FAR_LANE; };
+    const std::span<FourPlanes> vNear = lanes.gather(vIndex, fill, leaveOut);
     Lanes least = allLanes(std::numeric_limits<float>::max());
-    for (const FourPlanes& four : vNear)
-        least = smallerOf(least, doubtOf(four));
+    for (FourPlanes& four : vNear) {
+        const Lanes height = four.normal * four.toCentre;
+        four.doubt += height * height;
+        least = smallerOf(least, four.doubt);
+    }
     const float leastDoubt = smallestOf(least), perTolerance = static_cast<float>(1.0 / sqTolerance);
     const float inverseSqRadius = inverseSquareOf(radius);
     LaneVector sum{};
     for (const FourPlanes& four : vNear)
         sum += four.normal * ((LEAST_VOTE + weightWithin(four.sqDistance, inverseSqRadius)) *
-                              fallOff((doubtOf(four) - leastDoubt) * perTolerance));
+                              fallOff((four.doubt - leastDoubt) * perTolerance));
     return unitOr(sum.sum(), points.vSide[i]);
 }
 
@@ -123,19 +122,21 @@ private:
     float ofHeights;
 };
 
-/// The radius for each point: that of the neighbourhoods, or less where too much of what is in it has other normals. On a
+/// The radius for a point: that of the neighbourhoods, or less where too much of what is in it has other normals. On a
 /// tight curve means over more would make facets of it. Beside creases less would do no good, but costs little either.
-std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhoods& near) {
-    std::vector<double> vRadius(points.size(), near.getRadius());
-    const auto itLargest = std::lower_bound(SHEET_RADII.begin(), SHEET_RADII.end(), near.getRadius());
-    const auto numRadii = static_cast<std::size_t>(itLargest - SHEET_RADII.begin()) + 1;
-    if (numRadii == 1) return vRadius;
-    std::array<float, SHEET_RADII.size()> inverseSqRadii{};
-    std::transform(SHEET_RADII.begin(), SHEET_RADII.end(), inverseSqRadii.begin(), inverseSquareOf);
-    const auto radiusFor = [&](FitIndex i, std::span<const FitIndex> vIndex, NearLanes<FourPoints>& lanes) {
-        const LaneVector normal = allLanes(points.vNormal[i]);
+class LikenessRadius {
+public:
+    explicit LikenessRadius(double largest)
+        : numRadii(static_cast<std::size_t>(std::lower_bound(SHEET_RADII.begin(), SHEET_RADII.end(), largest) -
+                                            SHEET_RADII.begin()) +
+                   1) {
+        std::transform(SHEET_RADII.begin(), SHEET_RADII.end(), inverseSqRadii.begin(), inverseSquareOf);
+    }
+    /// normal: of the point; vNear: its neighbours.
+    double operator()(const LaneVector& normal, std::span<const FourPoints> vNear) const {
+        if (numRadii == 1) return SHEET_RADII[0];
         std::array<Lanes, SHEET_RADII.size()> weights{}, likeWeights{};
-        for (const FourPoints& four : gather(points, points.vPlace, i, vIndex, lanes)) {
+        for (const FourPoints& four : vNear) {
             const Lanes sqDistance = four.offset.sqLength();
             const Lanes likeness = fallOff((normal - four.normal).sqLength() * OF_NORMALS);
             for (std::size_t k = 0; k < numRadii; ++k) {
@@ -148,11 +149,12 @@ std::vector<double> radiiByLikeness(const FitPoints& points, const Neighbourhood
         while (k > 0 && sumOf(likeWeights[k]) < MIN_LIKE * sumOf(weights[k]))
             --k;
         return SHEET_RADII[k];
-    };
-    forPoints_MT<FourPoints>(
-        near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) { vRadius[i] = radiusFor(i, vIndex, lanes); });
-    return vRadius;
-}
+    }
+
+private:
+    std::size_t numRadii;
+    std::array<float, SHEET_RADII.size()> inverseSqRadii{};
+};
 
 void voteForNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
     const double sqTolerance = square(0.03) + 0.25 * square(points.noise);
@@ -164,15 +166,18 @@ void voteForNormals(FitPoints& points, const Neighbourhoods& near, const std::ve
 
 /// Returns the radius within which each point was averaged.
 std::vector<double> averageNormals(FitPoints& points, const Neighbourhoods& near) {
-    std::vector<double> vRadius = radiiByLikeness(points, near);
+    std::vector<double> vRadius(points.size());
+    const LikenessRadius radiusFor(near.getRadius());
     const SheetWeight weightOf(points.noise);
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 3; ++round) {
         forPoints_MT<FourPoints>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
-            const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             const LaneVector normal = allLanes(points.vNormal[i]);
+            const std::span<const FourPoints> vNear = gather(points, points.vPlace, i, vIndex, lanes);
+            if (round == 0) vRadius[i] = radiusFor(normal, vNear);
+            const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             LaneVector sum{};
-            for (const FourPoints& four : gather(points, points.vPlace, i, vIndex, lanes))
+            for (const FourPoints& four : vNear)
                 sum += four.normal * weightOf(inverseSqRadius, normal, four);
             vNext[i] = unitOr(sum.sum(), points.vNormal[i]);
         });

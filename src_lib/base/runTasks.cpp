@@ -1,8 +1,9 @@
-// The number of processors in use.
+// The number of processors in use, and waiting for tasks.
 #include "runTasks.h"
 
 #include <algorithm>
 #include <atomic>
+#include <chrono>
 #include <mutex>
 #include <thread>
 
@@ -26,6 +27,19 @@ int numOfMachine() {
 int numProcessors() {
     const int num = numWanted;
     return num > 0 ? num : numOfMachine();
+}
+
+Heartbeat*& currentHeartbeat() {
+    thread_local Heartbeat* pHeartbeat = nullptr;
+    return pHeartbeat;
+}
+
+void waitForTask(const std::future<void>& future) {
+    constexpr std::chrono::milliseconds PERIOD(50);
+    Heartbeat* const pHeartbeat = currentHeartbeat();
+    if (pHeartbeat == nullptr) return future.wait();
+    while (future.wait_for(PERIOD) != std::future_status::ready)
+        pHeartbeat->beat();
 }
 
 void setNumThreads(int numThreads) {

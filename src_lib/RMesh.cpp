@@ -21,6 +21,7 @@
 #include "StepWatch.h"
 #include "bulkMesh.h"
 #include "handOver.h"
+#include "lookUp.h"
 #include "meshCore.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -92,8 +93,11 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(CoarseSurface(pCMesh)) {}
 // When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
 RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
     mVtx.reserve(surface.vVertex.size());
-    for (const Point3& p : surface.vVertex)
+    LookingUp looking(50000);
+    for (const Point3& p : surface.vVertex) {
         createVertexApart(p);
+        looking.step();
+    }
     fill(surface.vTriangle);
 }
 

@@ -27,6 +27,7 @@
 #include "WeightQueue.h"
 #include "codeHash.h"
 #include "freeFunctions.h"
+#include "lookUp.h"
 #include "pruneRounds.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
@@ -381,7 +382,8 @@ int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool 
         vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), number);
     }
     int numDoomed = 0;
-    for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty();) {
+    LookingUp looking(10000);
+    for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty(); looking.step()) {
         auto& candidate = candidates.vCandidate[queue.pop()];
         if (!candidate.bAsk) continue;
         candidate.bAsk = false;

@@ -8,12 +8,14 @@
 #include <thread>
 
 #include "kel.h"
+#include "lookUp.h"
 
 namespace TARN_KEL {
 
 namespace {
 
 constexpr int MOST_THREADS = 1024;
+constexpr std::chrono::milliseconds PERIOD(50);  // of a heartbeat
 
 std::atomic<int> numWanted{0};  // 0: as many as there are processors
 
@@ -34,12 +36,20 @@ Heartbeat*& currentHeartbeat() {
     return pHeartbeat;
 }
 
-void waitForTask(const std::future<void>& future) {
-    constexpr std::chrono::milliseconds PERIOD(50);
+void lookUp() {
+    using Clock = std::chrono::steady_clock;
+    thread_local Clock::time_point lastBeat;
     Heartbeat* const pHeartbeat = currentHeartbeat();
-    if (pHeartbeat == nullptr) return future.wait();
-    while (future.wait_for(PERIOD) != std::future_status::ready)
-        pHeartbeat->beat();
+    if (pHeartbeat == nullptr || Clock::now() - lastBeat < PERIOD) return;
+    lastBeat = Clock::now();
+    pHeartbeat->beat();
+}
+
+void waitForTask(const std::future<void>& future) {
+    if (currentHeartbeat() == nullptr) return future.wait();
+    do
+        lookUp();
+    while (future.wait_for(PERIOD) != std::future_status::ready);
 }
 
 void setNumThreads(int numThreads) {

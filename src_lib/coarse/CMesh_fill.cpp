@@ -11,6 +11,7 @@
 #include "CMesh.h"
 #include "CMesh_tables.h"
 #include "bulkMesh.h"
+#include "processMemory.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -25,6 +26,7 @@ public:
 
     void run() {
         dropRepeated();
+        giveMemoryBack();  // that of the sorting, before the elements take theirs
         mesh.startPools(blockFor(vCell.size()), blockFor(edges.vEdge.size()), blockFor(triangles.vCorner.size()));
         makeVertices();
         makeEdges();
@@ -37,9 +39,16 @@ public:
             vCell.size(), triangles.vCorner, edges,
             LinkAccess{mesh}, [this](std::uint32_t edge) -> auto& { return mesh.poolCE->at(edge)->vCT; },
             [this](std::size_t t) { return mesh.vAllCT[t]; });
+        edges.vOfTriangle = {};
+        giveMemoryBack();
     }
 
 private:
+    void giveMemoryBack() const {
+        constexpr std::size_t LARGE = 50000;  // cells; with fewer it isn't worth its time
+        if (vCell.size() >= LARGE) returnFreedMemory();
+    }
+
     static int blockFor(std::size_t size) { return static_cast<int>(std::max<std::size_t>(size, FIRST_BLOCK)); }
 
     /// Edges keep their numbers: they were named by the first triangle of those corners.

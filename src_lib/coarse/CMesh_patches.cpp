@@ -14,6 +14,7 @@
 #include "CPatch.h"
 #include "floodTriangles.h"
 #include "handOver.h"
+#include "lookUp.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -67,7 +68,8 @@ public:
     std::vector<std::uint32_t> takeAllFrom(std::uint32_t start) {
         std::vector<std::uint32_t> vReached, vStack{start};
         vState[start] |= TAKEN;
-        while (!vStack.empty()) {
+        LookingUp looking(100000);
+        for (; !vStack.empty(); looking.step()) {
             const std::uint32_t triangle = vStack.back();
             vStack.pop_back();
             vReached.push_back(triangle);

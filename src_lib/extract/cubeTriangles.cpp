@@ -15,6 +15,7 @@
 #include <algorithm>
 #include <array>
 #include <bit>
+#include <utility>
 
 #include "CMesh.h"
 #include "KeyBlocks.h"
@@ -212,22 +213,28 @@ void createTrianglesOfCubes(CMesh* pCMesh, const Casx& casx, const std::vector<s
 NewTriangles findTrianglesOfCubes(const KeyBlocks& cubes, const Casx& casx, const ProgressStep& step) {
     constexpr std::size_t STRETCH = 256;     // blocks, some 10,000 cubes
     constexpr std::size_t NUM_AT_ONCE = 64;  // stretches between two reports, some 50 ms of one core
-    NewTriangles found, foundFlat;
-    const std::size_t numStretches = (cubes.size() + STRETCH - 1) / STRETCH;
-    for (std::size_t first = 0; first < numStretches; first += NUM_AT_ONCE) {
-        std::vector<PlaceTriangles> vStretch(std::min(NUM_AT_ONCE, numStretches - first), PlaceTriangles(cubes, casx));
-        forChunks_MT(vStretch.size(), [&](std::size_t begin, std::size_t end) {
-            for (std::size_t i = begin; i < end; ++i)
-                cubes.forEachCube((first + i) * STRETCH, std::min((first + i + 1) * STRETCH, cubes.size()),
+    std::vector<PlaceTriangles> vStretch((cubes.size() + STRETCH - 1) / STRETCH, PlaceTriangles(cubes, casx));
+    for (std::size_t first = 0; first < vStretch.size(); first += NUM_AT_ONCE) {
+        const std::size_t num = std::min(NUM_AT_ONCE, vStretch.size() - first);
+        forChunks_MT(num, [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = first + begin; i < first + end; ++i)
+                cubes.forEachCube(i * STRETCH, std::min((i + 1) * STRETCH, cubes.size()),
                                   [&stretch = vStretch[i]](const CellCube& cube) { stretch.take(cube); });
         });
-        for (const PlaceTriangles& stretch : vStretch) {
-            found.append(stretch.certain);
-            foundFlat.append(stretch.flat);
-            step.advance(stretch.numCubes);
-        }
+        for (std::size_t i = first; i < first + num; ++i)
+            step.advance(vStretch[i].numCubes);
     }
-    found.append(foundFlat);
+    NewTriangles found;
+    std::size_t numFound = 0;
+    for (const PlaceTriangles& stretch : vStretch)
+        numFound += stretch.certain.vKey.size() + stretch.flat.vKey.size();
+    found.vCorner.reserve(numFound);  // exactly: growth by itself would take twice the memory
+    found.vKey.reserve(numFound);
+    found.vConfig.reserve(numFound);
+    for (PlaceTriangles& stretch : vStretch)
+        found.append(std::exchange(stretch.certain, {}));
+    for (PlaceTriangles& stretch : vStretch)
+        found.append(std::exchange(stretch.flat, {}));
     return found;
 }
 

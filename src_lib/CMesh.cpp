@@ -22,7 +22,6 @@
 #include <new>
 #include <utility>
 
-#include "CMesh_tables.h"
 #include "freeFunctions.h"
 #include "meshCore.h"
 #include "sortMT.h"

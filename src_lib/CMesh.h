@@ -323,6 +323,21 @@ private:
     mutable std::vector<CEdge*> vSortedCE;  // all edges of poolCE in key order, when keyOrder is up to date
 };
 
+/// Two cells with v0<v1, for EdgeIndex.
+struct CMesh::EdgePair {
+    const CMesh& mesh;
+    Vertex& lower;
+    VCD higher;
+
+    EdgeStar& star() const { return lower.star; }
+    std::uint32_t& next(std::uint32_t edge) const { return mesh.poolCE->at(edge)->nextCE; }
+    bool matches(std::uint32_t edge) const {
+        const CEdge* pCE = mesh.poolCE->at(edge);
+        return pCE->v1 == higher && pCE->v0 == lower.vcd;
+    }
+    std::uint64_t hash() const { return mixHash(lower.vcd ^ mixHash(higher)); }
+};
+
 /// Calls visit(edge) for every edge, in order of creation.
 template <typename Visit>
 void CMesh::forEachEdge(Visit&& visit) const {

@@ -9,7 +9,6 @@
 #include <utility>
 
 #include "CMesh.h"
-#include "CMesh_tables.h"
 #include "bulkMesh.h"
 #include "processMemory.h"
 #include "tools.h"

@@ -16,7 +16,6 @@
 #include <algorithm>
 
 #include "CellBitmap.h"
-#include "cubeTriangles.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -13,6 +13,9 @@
 
 namespace TARN_KEL {
 
+/// The bit of a cell in the configuration, by the axes in which its code differs from the key's: 4, 2, 1 for x, y, z.
+constexpr std::array<int, 8> BIT_OF_OFFSET = {5, 6, 1, 2, 4, 7, 0, 3};
+
 /// A dual cube with cells: what is needed to make its triangles.
 struct CellCube {
     VCD key = 0;

@@ -1,25 +1,20 @@
 #pragma once
 
-#include <array>
 #include <cstddef>
-#include <cstdint>
 #include <utility>
 #include <vector>
 
 #include "CMesh.h"
 #include "Calc.h"
 #include "Casx.h"
+#include "KeyBlocks.h"
 
 namespace TARN_KEL {
 
-class KeyBlocks;
 class ProgressStep;
 
 // The triangles of dual cubes, for every extraction. All take time linear in the number of cubes, apart from look-ups in the
 // mesh.
-
-/// The bit of a cell in the configuration, by the axes in which its code differs from the key's: 4, 2, 1 for x, y, z.
-constexpr std::array<int, 8> BIT_OF_OFFSET = {5, 6, 1, 2, 4, 7, 0, 3};
 
 /// Whether a dual cube with that many occupied cells can have triangles: fewer than three span none, a full cube lies
 /// inside.

@@ -29,32 +29,6 @@
 
 namespace TARN_KEL {
 
-namespace {
-
-constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // the corners are numbered below that mark
-constexpr int FIRST_BLOCK = 256;
-
-std::uint64_t hashOfVertex(VCD vcd) {
-    return localHash(vcd >> 3, vcd);
-}
-
-}  // namespace
-
-/// Two cells with v0<v1, for EdgeIndex.
-struct CMesh::EdgePair {
-    const CMesh& mesh;
-    Vertex& lower;
-    VCD higher;
-
-    EdgeStar& star() const { return lower.star; }
-    std::uint32_t& next(std::uint32_t edge) const { return mesh.poolCE->at(edge)->nextCE; }
-    bool matches(std::uint32_t edge) const {
-        const CEdge* pCE = mesh.poolCE->at(edge);
-        return pCE->v1 == higher && pCE->v0 == lower.vcd;
-    }
-    std::uint64_t hash() const { return mixHash(lower.vcd ^ mixHash(higher)); }
-};
-
 // ---- Life
 
 CMesh::CMesh(Voro* voro, Calc* calc, std::map<CCD, Bundle*>& mBundles) : pVoro(voro), pCalc(calc), mCCDBundle(mBundles) {
@@ -101,10 +75,10 @@ CMesh::~CMesh() {
 }
 
 // The edges first: once they are destroyed no way out may pass them again.
-void CMesh::startPools() {
-    poolCE.emplace().init(FIRST_BLOCK, -1);
-    poolCT.emplace().init(FIRST_BLOCK, -1);
-    poolVertex.emplace().init(FIRST_BLOCK, -1);
+void CMesh::startPools(int numVertices, int numEdges, int numTriangles) {
+    poolCE.emplace().init(numEdges, -1);
+    poolCT.emplace().init(numTriangles, -1);
+    poolVertex.emplace().init(numVertices, -1);
 }
 
 void CMesh::destroyEdges() {
@@ -189,7 +163,7 @@ void CMesh::unregisterTriangle(CTriangle* pCT) {
 }
 
 void CMesh::resetVisited() {
-    clearVisited(vAllCT);
+    forEach_MT(vAllCT, [](CTriangle* pCT) { pCT->bVisited = false; });
 }
 
 // ---- Queries at an element

@@ -21,6 +21,7 @@
 #include "OnDemand.h"
 #include "Random.h"
 #include "SimplePool.h"
+#include "TriangleEdges.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -34,6 +35,24 @@ struct USE_LOCAL_CCD2BUNDLEMAP {};
 
 /// Selects the constructor of a mesh that refers to nothing outside itself.
 struct SELF_CONTAINED {};
+
+/// Many triangles between the cells of a list.
+struct NewTriangles {
+    std::vector<NumberTriple> vCorner;  ///< places of cells in the list, three different ones
+    std::vector<VCD> vKey;              ///< the dual cubes that they come from
+    std::vector<std::uint8_t> vConfig;  ///< and the configurations of these
+
+    void add(const NumberTriple& corners, VCD key, int config) {
+        vCorner.push_back(corners);
+        vKey.push_back(key);
+        vConfig.push_back(static_cast<std::uint8_t>(config));
+    }
+    void append(const NewTriangles& others) {
+        vCorner.insert(vCorner.end(), others.vCorner.begin(), others.vCorner.end());
+        vKey.insert(vKey.end(), others.vKey.begin(), others.vKey.end());
+        vConfig.insert(vConfig.end(), others.vConfig.begin(), others.vConfig.end());
+    }
+};
 
 /// The coarse mesh: triangles between occupied cells, filled by the extractor and repaired by Top.
 ///
@@ -76,6 +95,10 @@ public:
     /// A new triangle on three different cells. Duplicates aren't looked for (CEdge::hasAdjT does that).
     /// vcdCube, cfg: the dual cube that it comes from, and the configuration of that cube.
     CTriangle* createT(VCD v0, VCD v1, VCD v2, VCD vcdCube, int cfg);
+    /// The same as createT() for each triangle that doesn't exist yet, in their order, but on all workers.
+    /// The mesh must be empty (assertion). vCell: ascending, each once.
+    /// Cost: O(n).
+    void fill(const VCCD& vCell, NewTriangles triangles);
     /// Removes the triangle from the lists of its three vertices. For CTriangle::kill only.
     void unregisterTriangle(CTriangle* pCT);
     /// Frees all triangles, edges and patches; bundles, their table and sExtraVtx stay.
@@ -260,6 +283,12 @@ private:
     };
 
     struct EdgePair;
+    class Bulk;
+
+    static constexpr int FIRST_BLOCK = 256;                              // of a pool, in elements
+    static constexpr std::size_t MAX_TRIANGLES = Incidence::VERTEX / 3;  // the corners are numbered below that mark
+
+    static std::uint64_t hashOfVertex(VCD vcd) { return localHash(vcd >> 3, vcd); }
 
     template <typename Visit>
     void forEachTriangleAt(VCD vcd, Visit&& visit) const;
@@ -276,7 +305,7 @@ private:
     template <typename Visit>
     void forEachEdge(Visit&& visit) const;
     void moveTriangles(VCD src, VCD trg);
-    void startPools();
+    void startPools(int numVertices = FIRST_BLOCK, int numEdges = FIRST_BLOCK, int numTriangles = FIRST_BLOCK);
     void destroyEdges();
     void deletePatches();
     CPatch* startPatch(std::vector<CPatch*>& vOwnerPatches);
@@ -292,6 +321,21 @@ private:
     EdgeIndex edgeIndex;                    // pair of cells to position in poolCE
     OnDemand keyOrder;                      // of vSortedCE
     mutable std::vector<CEdge*> vSortedCE;  // all edges of poolCE in key order, when keyOrder is up to date
+};
+
+/// Two cells with v0<v1, for EdgeIndex.
+struct CMesh::EdgePair {
+    const CMesh& mesh;
+    Vertex& lower;
+    VCD higher;
+
+    EdgeStar& star() const { return lower.star; }
+    std::uint32_t& next(std::uint32_t edge) const { return mesh.poolCE->at(edge)->nextCE; }
+    bool matches(std::uint32_t edge) const {
+        const CEdge* pCE = mesh.poolCE->at(edge);
+        return pCE->v1 == higher && pCE->v0 == lower.vcd;
+    }
+    std::uint64_t hash() const { return mixHash(lower.vcd ^ mixHash(higher)); }
 };
 
 /// Calls visit(edge) for every edge, in order of creation.

@@ -3,7 +3,7 @@
 // Most questions about a patch are questions about its edges: which of them have exactly one member (the boundary), which
 // have two or more? All are answered from one list, the three edges of every alive member sorted by address, in which an
 // edge occurs once for each member on it. This asks no triangle for its patch, needs no marks, and costs two or three passes
-// of a radix sort.
+// of a radix sort. Where only edges count that aren't inside the patch, the others, nearly all, are left out of the list.
 #include "CPatch.h"
 
 #include <algorithm>
@@ -28,17 +28,46 @@ std::uint64_t nextNumber() {
     return counter++;
 }
 
+void sortByAddress(std::vector<CEdge*>& vCE) {
+    const auto addressOf = [](const CEdge* pCE) {
+        return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(pCE));
+    };
+    radixSortOnThreads(vCE.data(), vCE.size(), addressOf, numProcessors());
+}
+
 /// The edges of the alive triangles sorted by address, each as often as it has triangles in the list.
 std::vector<CEdge*> sortedEdgesOf(const std::vector<CTriangle*>& vT) {
     std::vector<CEdge*> vCE;
     vCE.reserve(3 * vT.size());
     for (const CTriangle* pCT : vT)
         if (pCT->isAlive()) vCE.insert(vCE.end(), {pCT->pCE12, pCT->pCE02, pCT->pCE01});
-    const auto addressOf = [](const CEdge* pCE) {
-        return static_cast<std::uint64_t>(reinterpret_cast<std::uintptr_t>(pCE));
-    };
-    radixSortOnThreads(vCE.data(), vCE.size(), addressOf, numProcessors());
+    sortByAddress(vCE);
     return vCE;
+}
+
+/// Two triangles, both of the patch.
+bool isInside(const CEdge& edge, const CPatch* pPatch) {
+    return edge.getDegree() == 2 && edge.vCT[0]->getPatch() == pPatch && edge.vCT[1]->getPatch() == pPatch;
+}
+
+/// Those edges of the patch with exactly one alive member, sorted. On all workers: a patch may be the whole mesh.
+std::vector<CEdge*> edgesOfOneMember(const CPatch& patch) {
+    constexpr std::size_t MIN_PARALLEL = 5000;
+    std::vector<char> vAtRim;
+    const auto isAtRim = [&patch](const CTriangle* pCT) {
+        const bool bInside = isInside(*pCT->pCE12, &patch) && isInside(*pCT->pCE02, &patch) && isInside(*pCT->pCE01, &patch);
+        return static_cast<char>(pCT->isAlive() && !bInside);
+    };
+    transform_MT(patch.vMemberCT, vAtRim, isAtRim, MIN_PARALLEL);
+    std::vector<CEdge*> vCE, vOfOne;
+    for (std::size_t i = 0; i < vAtRim.size(); ++i) {
+        if (vAtRim[i] == 0) continue;
+        for (CEdge* pCE : {patch.vMemberCT[i]->pCE12, patch.vMemberCT[i]->pCE02, patch.vMemberCT[i]->pCE01})
+            if (!isInside(*pCE, &patch)) vCE.push_back(pCE);
+    }
+    sortByAddress(vCE);
+    filterN(vCE, 1, vOfOne);
+    return vOfOne;
 }
 
 /// visit(edge, number of triangles of the list on it) for each edge of the alive triangles, in address order.
@@ -159,8 +188,7 @@ bool CPatch::canKillLeaveDeg2() const {
 
 void CPatch::setOuterBoundary() {
     ASSEX(isAlive());
-    vPatchBoundaryCE.clear();
-    selectEdges(vMemberCT, vPatchBoundaryCE, [](const CEdge*, int numOwn) { return numOwn == 1; });
+    vPatchBoundaryCE = edgesOfOneMember(*this);
 }
 
 std::size_t CPatch::getPatchBoundarySize() const {
@@ -182,9 +210,7 @@ bool CPatch::isClosed() const {
     if (getSize() <= 3) return false;
     const auto hasBorder = [](const CTriangle* pCT) { return pCT->isAlive() && pCT->hasBorder(); };
     if (std::any_of(vMemberCT.begin(), vMemberCT.end(), hasBorder)) return false;
-    std::vector<CEdge*> vOpenCE;
-    selectEdges(vMemberCT, vOpenCE, [](const CEdge*, int numOwn) { return numOwn < 2; });
-    return vOpenCE.empty();
+    return edgesOfOneMember(*this).empty();
 }
 
 // ---- Lists

@@ -114,10 +114,8 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
 void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
     Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
     pCMesh = extractor.extract();
-    extractor.forgetKeys();
     repair(*pCMesh, [&](VCCD& vKeys) -> CMesh& {
         extractor.extractAgain(*pCMesh, vKeys);
-        extractor.forgetKeys();
         return *pCMesh;
     });
 }

@@ -14,12 +14,15 @@
 
 #include <algorithm>
 #include <new>
+#include <utility>
 
 #include "CoarseSurface.h"
 #include "RPatch.h"
 #include "StepWatch.h"
+#include "bulkMesh.h"
 #include "geometryFunctions.h"
 #include "handOver.h"
+#include "lookUp.h"
 #include "meshCore.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -56,6 +59,10 @@ void VertexTriangles::appendTriangle(std::uint32_t vertex0, std::uint32_t vertex
     Incidence::append(*this, vertex2, firstCorner + 2);
 }
 
+void VertexTriangles::addTriangles(std::size_t num) {
+    poolCornerLinks.nextElements(num);
+}
+
 /// Two vertices in ascending order, for EdgeIndex.
 struct RMesh::EdgePair {
     const RMesh& mesh;
@@ -87,11 +94,45 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(CoarseSurface(pCMesh)) {}
 // When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
 RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
     mVtx.reserve(surface.vVertex.size());
-    for (const Point3& p : surface.vVertex)
+    LookingUp looking(50000);
+    for (const Point3& p : surface.vVertex) {
         createVertexApart(p);
-    reserve(surface.vTriangle.size());
-    for (const auto& [a, b, c] : surface.vTriangle)
-        createT(poolVtx.at(a), poolVtx.at(b), poolVtx.at(c));
+        looking.step();
+    }
+    fill(surface.vTriangle);
+}
+
+// The same as createT() for each of them, but nothing is looked up: the edges are found all at once.
+void RMesh::fill(const std::vector<NumberTriple>& vCorner) {
+    ASSEX(vCorner.size()<MAX_TRIANGLES);
+    const std::size_t numVertices = poolVtx.size();
+    const TriangleEdges edges(VertexShares(numVertices, vCorner), vCorner);
+    poolRE.nextElements(edges.vEdge.size());
+    poolLinkRE.nextElements(edges.vEdge.size());
+    std::vector<REdge*> vNewRE(edges.vEdge.size());  // the mesh's own lists never have what isn't constructed
+    forNumbers_MT(vNewRE.size(), [&](std::size_t i) {
+        const auto [low, high] = edges.vEdge[i];
+        vNewRE[i] = new (poolRE.at(i)) REdge(poolVtx.at(low), poolVtx.at(high));
+        poolLinkRE.at(i)->higher = high;
+    });
+    vRE = std::move(vNewRE);
+    poolRT.nextElements(vCorner.size());
+    std::vector<RTriangle*> vNewRT(vCorner.size());
+    forNumbers_MT(vNewRT.size(), [&](std::size_t t) {
+        const auto& [a, b, c] = vCorner[t];
+        RTriangle* pRT = new (poolRT.at(t)) RTriangle(poolVtx.at(a), poolVtx.at(b), poolVtx.at(c));
+        pRT->pRE01 = vRE[edges.vOfTriangle[t][0]];
+        pRT->pRE12 = vRE[edges.vOfTriangle[t][1]];
+        pRT->pRE02 = vRE[edges.vOfTriangle[t][2]];
+        vNewRT[t] = pRT;
+    });
+    vRT = std::move(vNewRT);
+    mmVtxT.addTriangles(vCorner.size());
+    linkTriangles_MT(
+        numVertices, vCorner, edges,
+        VertexTriangles::Links{mmVtxT}, [this](std::uint32_t edge) -> auto& { return vRE[edge]->vRT; },
+        [this](std::size_t t) { return vRT[t]; });
+    enterEdges_MT(edges, mRE, [&](std::uint32_t edge) { return EdgePair{*this, vRE[edge]->pVtx0, vRE[edge]->pVtx1}; });
 }
 
 RMesh::~RMesh() {
@@ -104,12 +145,6 @@ RMesh::~RMesh() {
 
 void RMesh::deletePatches() {
     deleteAll(vPatches);
-}
-
-void RMesh::reserve(std::size_t numT) {
-    const std::size_t numRE = numT + numT / 2;  // of a closed surface
-    vRT.reserve(numT);
-    vRE.reserve(numRE);
 }
 
 // ---- Vertices -----------------------------------------------------------------------------------------------------------

@@ -13,6 +13,7 @@
 #include "RTriangle.h"
 #include "Random.h"
 #include "SimplePool.h"
+#include "TriangleEdges.h"
 #include "kel.h"
 
 namespace TARN_KEL {
@@ -32,8 +33,17 @@ public:
     /// Enters the next triangle of the mesh at its three vertices.
     void appendTriangle(std::uint32_t vertex0, std::uint32_t vertex1, std::uint32_t vertex2);
 
+    /// Makes room for the links of the next triangles of the mesh, which are in no list yet.
+    void addTriangles(std::size_t num);
     IncidenceLink& vertexLink(std::uint32_t vertex) const { return *poolVtxLink.at(vertex); }
     IncidenceLink& cornerLink(std::uint32_t corner) const { return poolCornerLinks.at(corner / 3)->aCorner[corner % 3]; }
+
+    /// The links, for Incidence; to be copied to each thread.
+    struct Links {
+        const VertexTriangles& lists;
+        IncidenceLink& vertexLink(std::uint32_t vertex) const { return lists.vertexLink(vertex); }
+        IncidenceLink& cornerLink(std::uint32_t corner) const { return lists.cornerLink(corner); }
+    };
 
 private:
     struct CornerLinks {
@@ -309,7 +319,7 @@ private:
     void enterInPatches();
     bool isKeyed(const REdge* pRE) const;
     void judgeFolded(double minImprovement, double temperature, std::vector<FlipCandidate>& vImpRE);
-    void reserve(std::size_t numT);
+    void fill(const std::vector<NumberTriple>& vCorner);
     template <typename Visit>
     void forEachIncident(const Point3* p, Visit&& visit) const;
     void appendInKeyOrder(const std::vector<REdge*>& vSelected, std::vector<REdge*>& vOut) const;

@@ -27,6 +27,7 @@
 #include "WeightQueue.h"
 #include "codeHash.h"
 #include "freeFunctions.h"
+#include "lookUp.h"
 #include "pruneRounds.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
@@ -49,12 +50,62 @@ struct CornerRow {
 constexpr CornerRow arr[] = {{0, 1, 3, 9},    {2, 1, 5, 11},    {8, 5, 7, 17},    {6, 3, 7, 15},
                              {18, 19, 21, 9}, {20, 19, 23, 11}, {26, 23, 25, 17}, {24, 25, 21, 15}};
 
+constexpr std::size_t MIN_PARALLEL = 5000;             // cells; below, asking them isn't worth a task
 constexpr int MIN_SUM = NUM_POSITIONS - 8;             // below, not even eight prevented corners make up for the rest
 constexpr std::size_t MAX_SMALL_CC = 40;               // cells of a component of border cells that counts as small
 constexpr std::array<RCD, 8> BLOCK_CORNER_OFFSETS = {  // cornerPosition() as a difference of codes
     0 - RCD_STEP_X - RCD_STEP_Y - RCD_STEP_Z, RCD_STEP_X - RCD_STEP_Y - RCD_STEP_Z, RCD_STEP_Y - RCD_STEP_X - RCD_STEP_Z,
     RCD_STEP_X + RCD_STEP_Y - RCD_STEP_Z,     RCD_STEP_Z - RCD_STEP_X - RCD_STEP_Y, RCD_STEP_X - RCD_STEP_Y + RCD_STEP_Z,
     RCD_STEP_Y - RCD_STEP_X + RCD_STEP_Z,     RCD_STEP_X + RCD_STEP_Y + RCD_STEP_Z};
+
+// The tests, on a block alone: so several threads can ask about cells of one list.
+
+Mask freeOf(Mask alive) {
+    return ALL & ~alive;
+}
+
+bool createsGap(Mask alive) {
+    const Mask free = freeOf(alive);
+    if ((free & FACES) == 0) return true;
+    const Mask reached = NeighbourBlock::fill(NeighbourBlock::firstFace(free), free & (FACES | NeighbourBlock::EDGES));
+    return (free & FACES & ~reached) != 0;
+}
+
+bool isPrevented(Mask alive, Mask reached, const CornerRow& row) {
+    const Mask around = NeighbourBlock::bit(row.a) | NeighbourBlock::bit(row.b) | NeighbourBlock::bit(row.c);
+    return ((alive | reached) & NeighbourBlock::bit(row.corner)) == 0 && (alive & around) == around;
+}
+
+int countPrevented(Mask alive, Mask reached) {
+    return static_cast<int>(std::count_if(std::begin(arr), std::end(arr),
+                                          [=](const CornerRow& row) { return isPrevented(alive, reached, row); }));
+}
+
+/// What can be reached through free positions but the centre.
+Mask reachedFrom(Mask start, Mask alive) {
+    return NeighbourBlock::fill(start, freeOf(alive) & ~NeighbourBlock::bit(CENTRE));
+}
+
+/// Whether the free space of the block is one region, prevented corners aside. False without a free face.
+/// reached: what was reached from a free face; unchanged without one.
+bool joinsFreeSpace(Mask alive, Mask& reached) {
+    const Mask freeFaces = freeOf(alive) & FACES;
+    if (freeFaces == 0) return false;
+    reached = reachedFrom(NeighbourBlock::firstFace(freeFaces), alive);
+    const int sum = std::popcount(alive) + std::popcount(reached);
+    return sum == NUM_POSITIONS || (sum >= MIN_SUM && sum + countPrevented(alive, reached) == NUM_POSITIONS);
+}
+
+bool isBorderBlock(Mask alive) {
+    Mask reached = 0;
+    return joinsFreeSpace(alive, reached) && !createsGap(alive);
+}
+
+/// Whether the centre can be taken away.
+bool mayGo(Mask alive, bool bAllowBorder) {
+    Mask reached = 0;
+    return !createsGap(alive) && (bAllowBorder || !joinsFreeSpace(alive, reached));
+}
 
 using VRCDPoint = RemoveDecider_RCD::VRCDPoint;
 
@@ -86,13 +137,19 @@ public:
         ASSEX(vSorted.size()<HashIndex::NONE);
         vCandidate.reserve(vSorted.size());
         index.reserve(vSorted.size());
-        auto itPoint = vRCDPoint.begin();
         for (const RCD rcd : vSorted) {
             if (!vCandidate.empty() && vCandidate.back().rcd == rcd) continue;
-            itPoint = findPoint(vRCDPoint, itPoint, rcd);
             index.insert(localHash_RCD(rcd), static_cast<std::uint32_t>(vCandidate.size()));
-            vCandidate.push_back({rcd, decider.getOffCentre(rcd, itPoint->second)});
+            vCandidate.push_back({rcd, 0.0});
         }
+        const auto measure = [&](std::size_t begin, std::size_t end) {
+            auto itPoint = vRCDPoint.begin();
+            for (std::size_t i = begin; i < end; ++i) {
+                itPoint = findPoint(vRCDPoint, itPoint, vCandidate[i].rcd);
+                vCandidate[i].offCentre = decider.getOffCentre(vCandidate[i].rcd, itPoint->second);
+            }
+        };
+        forChunks_MT(vCandidate.size(), measure, MIN_PARALLEL);
     }
     /// The number of a cell, NONE when it is no candidate.
     std::uint32_t find(RCD rcd) const {
@@ -164,46 +221,21 @@ void RemoveDecider_RCD::getDirectNeig27Positions(int pos, std::vector<int>& vOut
     NeighbourBlock::appendFaceNeighbours(pos, vOut);
 }
 
-Mask RemoveDecider_RCD::freePositions() const {
-    return ALL & ~static_cast<Mask>(aliveMask);
-}
-
 void RemoveDecider_RCD::floodFrom(Mask start) {
     const NeighbourBlock::PositionSet vWorkspace{start};
     ASSEX(vWorkspace.size()==1);
-    sVisited.mask = NeighbourBlock::fill(start, freePositions() & ~NeighbourBlock::bit(CENTRE));
+    sVisited.mask = reachedFrom(start, blockMask());
 }
 
 // ---- Tests ------------------------------------------------------------------------------------------------------------
 
-bool RemoveDecider_RCD::blockCreatesGap() const {
-    const Mask free = freePositions();
-    if ((free & FACES) == 0) return true;
-    const Mask reached = NeighbourBlock::fill(NeighbourBlock::firstFace(free), free & (FACES | NeighbourBlock::EDGES));
-    return (free & FACES & ~reached) != 0;
-}
-
-/// Whether the free space of the block is one region, prevented corners aside. False without a free face.
-bool RemoveDecider_RCD::blockJoinsFreeSpace() {
-    const Mask freeFaces = freePositions() & FACES;
-    if (freeFaces == 0) return false;
-    floodFrom(NeighbourBlock::firstFace(freeFaces));
-    const int sum = std::popcount(aliveMask) + static_cast<int>(sVisited.size());
-    return sum == NUM_POSITIONS || (sum >= MIN_SUM && sum + numPreventedCorners() == NUM_POSITIONS);
-}
-
 bool RemoveDecider_RCD::blockIsBorder() {
-    return blockJoinsFreeSpace() && !blockCreatesGap();
-}
-
-/// Whether the centre can be taken away.
-bool RemoveDecider_RCD::blockMayGo(bool bAllowBorder) {
-    return !blockCreatesGap() && (bAllowBorder || !blockJoinsFreeSpace());
+    return joinsFreeSpace(blockMask(), sVisited.mask) && !createsGap(blockMask());
 }
 
 bool RemoveDecider_RCD::removingCreatesGap(RCD rcd) {
     setNewRCD(rcd);
-    return blockCreatesGap();
+    return createsGap(blockMask());
 }
 
 bool RemoveDecider_RCD::isBorder(RCD rcd) {
@@ -225,10 +257,10 @@ OppState RemoveDecider_RCD::getOppState(RCD rcd, int idx6) {
 bool RemoveDecider_RCD::wouldBecomeNewBorder(RCD neig, RCD removeRCD) {
     ASSEX_AS("sDoomedRCD.find(removeRCD)==sDoomedRCD.end()", !isDoomed(removeRCD));
     setNewRCD(neig);
-    if ((freePositions() & FACES) == 0 || blockIsBorder()) return false;
+    if ((freeOf(blockMask()) & FACES) == 0 || blockIsBorder()) return false;
     const auto removed = std::find(block.begin(), block.end(), removeRCD) - block.begin();
     if (removed == NUM_POSITIONS) return false;  // out of sight
-    setBlock(neig, static_cast<Mask>(aliveMask) & ~NeighbourBlock::bit(static_cast<int>(removed)));
+    setBlock(neig, blockMask() & ~NeighbourBlock::bit(static_cast<int>(removed)));
     return blockIsBorder();
 }
 
@@ -242,22 +274,27 @@ bool RemoveDecider_RCD::removingCreatesAnotherBorder(RCD rcd) {
 }
 
 bool RemoveDecider_RCD::isPreventedCorner(int corner, int a, int b, int c) const {
-    return !exists_int27(corner) && sVisited.count(corner) == 0 && exists_int27(a) && exists_int27(b) && exists_int27(c);
+    return isPrevented(blockMask(), sVisited.mask, {corner, a, b, c});
 }
 
 int RemoveDecider_RCD::numPreventedCorners() const {
-    return static_cast<int>(std::count_if(std::begin(arr), std::end(arr), [this](const CornerRow& row) {
-        return isPreventedCorner(row.corner, row.a, row.b, row.c);
-    }));
+    return countPrevented(blockMask(), sVisited.mask);
 }
 
 // ---- Passes -----------------------------------------------------------------------------------------------------------
 
 void RemoveDecider_RCD::detectAreaAndBorder(VRCD& vArea, VRCD& vBorder) {
+    enum Kind : char { GONE, AREA, BORDER };
+    std::vector<Kind> vKind;
+    const auto kindOf = [this](RCD rcd) {
+        if (!alive.contains(rcd)) return GONE;
+        return isBorderBlock(getAliveMask(rcd)) ? BORDER : AREA;
+    };
+    transform_MT(*pvRCD, vKind, kindOf, MIN_PARALLEL);
     vArea.clear();
     vBorder.clear();
-    for (const RCD rcd : *pvRCD)
-        if (alive.contains(rcd)) (isBorder(rcd) ? vBorder : vArea).push_back(rcd);
+    for (std::size_t i = 0; i < vKind.size(); ++i)
+        if (vKind[i] != GONE) (vKind[i] == BORDER ? vBorder : vArea).push_back((*pvRCD)[i]);
 }
 
 void RemoveDecider_RCD::detectBorders(VRCD& vRCDs, VRCD& vBorderRCDs) {
@@ -317,17 +354,23 @@ int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandi
     return numDoomed;
 }
 
-/// Tests each candidate in turn, dooms none.
-void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) {
-    for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number) {
-        auto& candidate = candidates.vCandidate[number];
-        setNewRCD(candidate.rcd);
-        candidate.numFaces = std::popcount(aliveMask & FACES);
-        candidate.bGone = !exists_int27(CENTRE);
-        candidate.bAsk = !candidate.bGone && blockMayGo(bAllowBorder);
-        if (candidate.bAsk) candidates.vToAsk.push_back(number);
-        candidates.bAllInList = candidates.bAllInList && (candidate.bGone || alive.contains(candidate.rcd));
-    }
+/// Tests each candidate, dooms none.
+void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) const {
+    std::vector<char> vInList(candidates.vCandidate.size());
+    const auto ask = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t number = begin; number < end; ++number) {
+            auto& candidate = candidates.vCandidate[number];
+            const Mask block27 = getAliveMask(candidate.rcd);
+            candidate.numFaces = std::popcount(block27 & FACES);
+            candidate.bGone = (block27 & NeighbourBlock::bit(CENTRE)) == 0;
+            candidate.bAsk = !candidate.bGone && mayGo(block27, bAllowBorder);
+            vInList[number] = candidate.bGone || alive.contains(candidate.rcd) ? 1 : 0;
+        }
+    };
+    forChunks_MT(candidates.vCandidate.size(), ask, MIN_PARALLEL);
+    for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number)
+        if (candidates.vCandidate[number].bAsk) candidates.vToAsk.push_back(number);
+    candidates.bAllInList = std::find(vInList.begin(), vInList.end(), 0) == vInList.end();
 }
 
 int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
@@ -339,12 +382,14 @@ int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool 
         vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), number);
     }
     int numDoomed = 0;
-    for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty();) {
+    LookingUp looking(10000);
+    for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty(); looking.step()) {
         auto& candidate = candidates.vCandidate[queue.pop()];
         if (!candidate.bAsk) continue;
         candidate.bAsk = false;
-        setNewRCD(candidate.rcd);
-        if (!blockMayGo(bAllowBorder)) continue;
+        const Mask block27 = getAliveMask(candidate.rcd);
+        if (!mayGo(block27, bAllowBorder)) continue;
+        setBlock(candidate.rcd, block27);
         candidate.bGone = true;
         const bool bInList = alive.contains(candidate.rcd);  // what isn't in the list counts in no other cell's block
         registerDoomed(candidate.rcd);
@@ -392,8 +437,7 @@ void RemoveDecider_RCD::weighFacesAgain(Candidates& candidates, Queue& queue, in
 std::size_t RemoveDecider_RCD::pruneStrong(VRCD& vRemoveCandidates, VRCD& vKeptOut, VRCD& vDoomedOut, bool bAllowBorder) {
     std::size_t numDoomed = 0;
     vKeptOut = pruneRounds(vRemoveCandidates, [&](RCD rcd) {
-        setNewRCD(rcd);
-        if (!blockMayGo(bAllowBorder)) return false;
+        if (!mayGo(getAliveMask(rcd), bAllowBorder)) return false;
         registerDoomed(rcd);
         vDoomedOut.push_back(rcd);
         ++numDoomed;

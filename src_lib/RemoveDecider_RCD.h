@@ -26,7 +26,8 @@ enum OppState { OPP_OCCUPIED = 0, OPP_SEPARATED = 1, OPP_CONNECTED = 2 };
 /// is that of the last setNewRCD(), which each test calls first. Codes are packed; occupied cells must not lie at the sides
 /// of the grid.
 ///
-/// A decider serves one cleaning step, on one thread. Each test takes constant time.
+/// A decider serves one cleaning step, on one thread, which has the workers help with what asks all cells. Each test takes
+/// constant time.
 class RemoveDecider_RCD {
 public:
     using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
@@ -125,16 +126,13 @@ private:
 
     NeighbourBlock::Mask getAliveMask(RCD rcd) const;
     int setBlock(RCD rcd, NeighbourBlock::Mask alivePositions);
-    NeighbourBlock::Mask freePositions() const;
+    NeighbourBlock::Mask blockMask() const { return static_cast<NeighbourBlock::Mask>(aliveMask); }
     bool exists_int27(int pos) const { return (aliveMask >> pos & 1U) != 0; }
     void floodFrom(NeighbourBlock::Mask start);
-    bool blockCreatesGap() const;
-    bool blockJoinsFreeSpace();
     bool blockIsBorder();
-    bool blockMayGo(bool bAllowBorder);
     double weigh(int numFaces, double offCentre) const;
     double getOffCentre(RCD rcd, const Point3& point) const;
-    void askAll(Candidates& candidates, bool bAllowBorder);
+    void askAll(Candidates& candidates, bool bAllowBorder) const;
     std::uint32_t findAt(const Candidates& candidates, std::size_t pos) const;
     template <typename Queue>
     void askNeigsAgain(Candidates& candidates, Queue& queue) const;

@@ -44,6 +44,14 @@ public:
         return current + ++index;
     }
 
+    /// Hands out n elements at once, at n positions in a row. Returns the position of the first one.
+    std::size_t nextElements(std::size_t n) {
+        if (n == 0) return size();
+        const std::size_t first = indexOf(nextElement());
+        for (std::size_t i = 1; i < n; ++i)
+            nextElement();
+        return first;
+    }
     /// The number of positions in use: all elements handed out, and those that alloc() left unused before them.
     std::size_t size() const { return numBefore + static_cast<std::size_t>(index + 1); }
     /// The position of an element of this pool, 0 to size() - 1, ascending with address and creation.

@@ -23,7 +23,6 @@
 
 #include "Progress.h"
 #include "pointsByCode.h"
-#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -33,8 +32,6 @@ namespace TARN_KEL {
 namespace {
 
 using CellNode = std::pair<RCD, SNode*>;
-
-constexpr auto cellOf = [](const auto& entry) { return entry.first; };
 
 /// A step to a neighbouring cell in two numbers: the row, 3(dx+1) + (dy+1), and dz+1.
 struct LinkCell {
@@ -138,6 +135,24 @@ void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std:
     }
 }
 
+/// Where the runs of one cell begin; behind them the end of the last one.
+std::vector<std::size_t> startsOfRuns(const std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
+    std::vector<std::size_t> vStart;
+    for (std::size_t i = 0; i < vCellPoint.size(); ++i)
+        if (i == 0 || vCellPoint[i].first != vCellPoint[i - 1].first) vStart.push_back(i);
+    vStart.push_back(vCellPoint.size());
+    return vStart;
+}
+
+/// work(number, begin, end) for each of these runs.
+template <typename Work>
+void forRuns_MT(const std::vector<std::size_t>& vStart, const Work& work) {
+    forChunks_MT(vStart.size() - 1, [&](std::size_t first, std::size_t last) {
+        for (std::size_t i = first; i < last; ++i)
+            work(i, vStart[i], vStart[i + 1]);
+    });
+}
+
 template <typename T>
 void initPool(TARN_TOOLS::SimplePool<T>& pool, double firstSize, double numPoints) {
     const double limit = std::numeric_limits<int>::max();
@@ -190,30 +205,34 @@ void Smooth::createNodes(bool bAverage) {
     std::vector<std::pair<RCD, Point3*>> vCellPoint = pointsByCell(pvPoints, *pCalc);
     if (bAverage) averageRuns(vCellPoint);
 
-    const auto numRuns = std::count_if(vCellPoint.begin(), vCellPoint.end(), [&, last = ~RCD{0}](const auto& entry) mutable {
-        return std::exchange(last, entry.first) != entry.first;
-    });
-    vNodes.reserve(vNodes.size() + static_cast<std::size_t>(numRuns));
-    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [this](auto first, auto end) {
-        for (auto it = first + 1; it != end; ++it)
+    const std::vector<std::size_t> vStart = startsOfRuns(vCellPoint);
+    const std::size_t numBefore = vNodes.size(), firstNode = nodePool.nextElements(vStart.size() - 1);
+    vNodes.resize(numBefore + vStart.size() - 1);
+    forRuns_MT(vStart, [&](std::size_t i, std::size_t begin, std::size_t end) {
+        for (auto it = vCellPoint.begin() + static_cast<std::ptrdiff_t>(begin + 1);
+             it != vCellPoint.begin() + static_cast<std::ptrdiff_t>(end); ++it)
             ASSEX(it->second==NULL);
-        newNode(first->first, first->second, static_cast<int>(end - first));
+        auto* pSN = new (nodePool.at(firstNode + i)) SNode(vCellPoint[begin].first, vCellPoint[begin].second);
+        pSN->numPoints = static_cast<int>(end - begin);
+        vNodes[numBefore + i] = pSN;
     });
 }
 
 void Smooth::averageRuns(std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
-    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [this](auto first, auto end) {
-        Point3 mean = *first->second;
+    const std::vector<std::size_t> vStart = startsOfRuns(vCellPoint);
+    const std::size_t firstPoint = pointPool.nextElements(vStart.size() - 1);
+    forRuns_MT(vStart, [&](std::size_t run, std::size_t begin, std::size_t end) {
+        Point3 mean = *vCellPoint[begin].second;
         double x = mean.x(), y = mean.y(), z = mean.z();
-        for (auto it = first + 1; it != end; ++it) {
-            const Point3& p = *std::exchange(it->second, nullptr);
+        for (std::size_t i = begin + 1; i < end; ++i) {
+            const Point3& p = *std::exchange(vCellPoint[i].second, nullptr);
             x += p.x();
             y += p.y();
             z += p.z();
         }
-        const double count = static_cast<double>(end - first);
-        if (end - first > 1) mean = Point3(x / count, y / count, z / count);
-        first->second = new (pointPool.nextElement()) Point3(mean);
+        const double count = static_cast<double>(end - begin);
+        if (end - begin > 1) mean = Point3(x / count, y / count, z / count);
+        vCellPoint[begin].second = new (pointPool.at(firstPoint + run)) Point3(mean);
     });
 }
 

@@ -10,7 +10,9 @@
 
 namespace TARN_KEL {
 
-Voro::Voro(Calc* pCalc_, std::map<CCD, Bundle*>& mCCD2Bundle_, TRIMODE mode) : Extractor(pCalc_, mCCD2Bundle_, mode) {}
+Voro::Voro(Calc* pCalc_, std::map<CCD, Bundle*>& mCCD2Bundle_, TRIMODE mode) : Extractor(pCalc_, mCCD2Bundle_, mode) {
+    listPairs();
+}
 
 Voro::~Voro() = default;
 
@@ -25,6 +27,17 @@ CMesh* Voro::getCMesh() const {
         vOwnedMeshes.pop_back();
     }
     return pCMesh;
+}
+
+void Voro::setVCD2CCD() {
+    findCubes();
+    listPairs();
+}
+
+void Voro::listPairs() {
+    vStaticVCD2CCD.clear();
+    vStaticVCD2CCD.reserve(8 * vCCD.size());
+    cubes.appendPairs(vStaticVCD2CCD);
 }
 
 void Voro::fatExtractTriangles() {
@@ -47,6 +60,7 @@ void Voro::solveAmbiguousT(std::vector<CCD>& vAmbiguousT) {
 CMesh* Voro::meshAgain(std::vector<CCD>& vKeys) {
     if (pCMesh == nullptr) makeMesh();
     extractAgain(*pCMesh, vKeys);
+    listPairs();
     return pCMesh;
 }
 

@@ -2,6 +2,7 @@
 
 #include <map>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "Extractor.h"
@@ -20,6 +21,9 @@ public:
     Voro(const Voro&) = delete;
     Voro& operator=(const Voro&) = delete;
 
+    /// findCubes(), and lists each cell under the eight keys to which it belongs, so that a dual cube is a run of equal
+    /// keys. Memory: 8 pairs of 16 bytes per cell.
+    void setVCD2CCD();
     /// Fills the mesh: a new one on the first call, the same one after a reset on later calls. Reports, order and cost as
     /// for fill().
     void fatExtractTriangles();
@@ -52,9 +56,11 @@ public:
     void pruneCase27();
 
     CMesh* pCMesh = nullptr;
+    std::vector<std::pair<VCD, CCD>> vStaticVCD2CCD;  ///< (key, cell), sorted
 
 private:
     void makeMesh();
+    void listPairs();
 
     // The meshes that getCMesh() hasn't returned, the current one last.
     mutable std::vector<std::unique_ptr<CMesh>> vOwnedMeshes;

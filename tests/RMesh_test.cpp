@@ -1,5 +1,8 @@
 #include "RMesh.h"
 
+#include <random>
+
+#include "CoarseSurface.h"
 #include "RPatch.h"
 #include "freeFunctions.h"
 #include "support/coarse_soup.h"
@@ -9,6 +12,30 @@
 using namespace TARN_TEST;
 
 namespace {
+
+/// By order of creation: edges of triangles; ends and triangles of edges; triangles of vertices.
+std::vector<std::vector<std::size_t>> tablesOf(const RMesh& mesh) {
+    std::vector<std::vector<std::size_t>> v;
+    const auto append = [&](const auto& triangles) {
+        for (const RTriangle* pRT : triangles)
+            v.back().push_back(mesh.poolRT.indexOf(pRT));
+    };
+    for (const RTriangle* pRT : mesh.vRT) {
+        v.emplace_back();
+        for (const REdge* pRE : {pRT->pRE01, pRT->pRE12, pRT->pRE02})
+            v.back().push_back(mesh.poolRE.indexOf(pRE));
+    }
+    for (const REdge* pRE : mesh.vRE) {
+        v.push_back({mesh.getVtxIndex(pRE->pVtx0), mesh.getVtxIndex(pRE->pVtx1)});
+        append(pRE->vRT);
+        EXPECT_EQ(mesh.getEdge(pRE->pVtx0, pRE->pVtx1), pRE);
+    }
+    for (std::size_t i = 0; i < mesh.getNumVtx_all(); ++i) {
+        v.emplace_back();
+        append(listOf<RTriangle*>([&](auto& vIncT) { mesh.getIncidentT(mesh.getVtx(i), vIncT); }));
+    }
+    return v;
+}
 
 TEST(RMesh, aHubOfManyTrianglesCostsNoMoreThanOtherVertices) {
     // Quadratic work on this many triangles would take hours.
@@ -51,6 +78,29 @@ TEST(RMesh, keepsVerticesOfACoarseMeshInCodeOrderAndTrianglesAsTheyAre) {
     const auto vCorners = listOf<Point3>([&](auto& v) { mesh.getTriangleCorners(v); });
     EXPECT_TRUE(std::ranges::equal(vCorners, vCoarseCorners, {}, {}, [](const Point3* p) { return *p; }));
     EXPECT_EQ(listOf<Point3*>([&](auto& v) { mesh.getPoints(v); }).size(), 14U) << "two have lost their triangles";
+}
+
+TEST(RMesh, isTheSameMadeAtOnceOrTriangleByTriangle) {
+    for (const std::uint32_t numVertices : {40U, 20000U}) {  // few: hubs, doubles, edges of many triangles
+        std::mt19937 random(numVertices);
+        CoarseSurface surface;
+        for (std::uint32_t i = 0; i < numVertices; ++i)
+            surface.vVertex.emplace_back(i, random() % 7, 0);
+        for (std::uint32_t i = 0; i < 2 * numVertices; ++i) {
+            const std::uint32_t a = static_cast<std::uint32_t>(random()) % (numVertices - 5);
+            const auto near = [&] { return a + static_cast<std::uint32_t>(random() % 5); };
+            surface.vTriangle.push_back({near(), a, i % 3 == 0 ? numVertices - 1 : near()});
+        }
+        std::erase_if(surface.vTriangle, [](const auto& t) { return t[0] == t[1] || t[1] == t[2] || t[0] == t[2]; });
+        const RMesh atOnce(surface);
+        RMesh oneByOne(surface.sideLen);
+        for (const Point3& p : surface.vVertex)
+            oneByOne.createVertexApart(p);
+        for (const auto& [a, b, c] : surface.vTriangle)
+            oneByOne.createT(oneByOne.poolVtx.at(a), oneByOne.poolVtx.at(b), oneByOne.poolVtx.at(c));
+        atOnce.checkDataStructures("at once");
+        EXPECT_EQ(tablesOf(atOnce), tablesOf(oneByOne)) << numVertices;
+    }
 }
 
 TEST(RMesh, tellsOfABrokenCoarseMesh) {

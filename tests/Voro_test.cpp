@@ -1,6 +1,7 @@
 // What the extraction looks at, and small sets of cells whose mesh is known.
 #include "Voro.h"
 
+#include "cubeTriangles.h"
 #include "support/extraction.h"
 #include "support/figures.h"
 #include "support/prelude.h"
@@ -25,6 +26,41 @@ std::vector<std::pair<VCD, CCD>> pairsBySort(const VCCD& vCells, const Calc& cal
     return vPair;
 }
 
+/// All that a mesh has, by order of creation: corners, cubes and configurations of triangles; ends and triangles of edges;
+/// triangles of vertices.
+struct Tables {
+    explicit Tables(const CMesh& mesh) {
+        const auto placeOf = [&mesh](const CTriangle* pCT) { return pCT - mesh.vAllCT.front(); };
+        std::vector<CEdge*> vCE;
+        mesh.getCEdges(vCE);
+        for (const CEdge* pCE : vCE)
+            vKey.emplace_back(pCE->v0, pCE->v1);
+        std::sort(vCE.begin(), vCE.end());
+        for (const CTriangle* pCT : mesh.vAllCT)
+            vTriangle.emplace_back(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
+        for (const CEdge* pCE : vCE) {
+            EXPECT_EQ(mesh.getEdge(pCE->v1, pCE->v0), pCE);
+            vEdge.push_back({static_cast<std::ptrdiff_t>(pCE->v0), static_cast<std::ptrdiff_t>(pCE->v1)});
+            for (const CTriangle* pCT : pCE->vCT)
+                vEdge.back().push_back(placeOf(pCT));
+        }
+        std::vector<CCD> vUsed;
+        mesh.getUsedCCD(vUsed);
+        for (const CCD ccd : vUsed) {
+            std::vector<CTriangle*> vIncT;
+            mesh.getIncidentT(ccd, vIncT);
+            vVertex.push_back({static_cast<std::ptrdiff_t>(ccd)});
+            for (const CTriangle* pCT : vIncT)
+                vVertex.back().push_back(placeOf(pCT));
+        }
+    }
+    bool operator==(const Tables&) const = default;
+
+    std::vector<TriangleRecord> vTriangle;
+    std::vector<std::pair<VCD, VCD>> vKey;
+    std::vector<std::vector<std::ptrdiff_t>> vEdge, vVertex;
+};
+
 }  // namespace
 
 TEST_F(VoroTest, pairsAreThoseOfTheSort) {
@@ -43,6 +79,20 @@ TEST_F(VoroTest, pairsAreThoseOfTheSort) {
     for (CCD ccd : cellsWhere(4, anywhere, 508)) {  // every place of a block
         const Extraction alone({ccd});
         EXPECT_EQ(alone.pVoro->vStaticVCD2CCD, pairsBySort({ccd}, alone.calc)) << "cell " << ccd;
+    }
+}
+
+TEST_F(VoroTest, trianglesMadeAtOnceAreThoseMadeOneByOne) {
+    std::vector<VCCD> vSets{sphereShell(40)};  // large enough for several workers
+    for (unsigned seed = 0; seed < 12; ++seed)
+        vSets.push_back(randomCells(9, 0.05 + 0.08 * seed, seed));
+    for (const VCCD& vCells : vSets) {
+        Extraction extraction(vCells);
+        CMesh oneByOne(nullptr, &extraction.calc, extraction.mBundle);
+        std::vector<CCD> vAmbiguousT;
+        createTrianglesOfCubes(&oneByOne, extraction.pVoro->casx, extraction.pVoro->vStaticVCD2CCD, vAmbiguousT);
+        createTrianglesOfFlatCubes(&oneByOne, vAmbiguousT);
+        EXPECT_TRUE(Tables(extraction.mesh()) == Tables(oneByOne)) << vCells.size() << " cells";
     }
 }
 

@@ -126,17 +126,31 @@ TEST_F(AsciiPoints, AgreeWithAStreamLineByLine) {
     EXPECT_EQ(bytesOf(vPoints), bytesOf(vExpected));
 }
 
-// Whatever the size of a block, some length of line puts an end of line in front of a block.
-TEST_F(AsciiPoints, AreFoundWhereverABlockEnds) {
-    for (std::size_t length = 6; length <= 40; ++length) {
-        std::string line = "1 2 3", text;
-        line.resize(length - 1, ' ');
-        for (std::size_t i = 0; i < 600000 / length; ++i)
-            text += line + "\n";
-        Points vPoints;
-        EXPECT_TRUE(readPoints_ASCII(folder.write("a.xyz", text).c_str(), vPoints));
-        EXPECT_EQ(vPoints.size(), 600000 / length) << length;
-    }
+// A block ends where a line of 16 bytes does, within the end of one of 17, and behind the first byte of one of 15.
+TEST_F(AsciiPoints, AreFoundInTheirOrderWhereverABlockEnds) {
+    for (const auto& [numThreads, length] : {std::pair{1, 14U}, {1, 15U}, {1, 23U}, {3, 15U}})
+        for (const std::string lineEnd : {"\n", "\r", "\r\n"}) {
+            setNumThreads(numThreads);
+            std::string text;
+            std::size_t numLines = 0;
+            while (text.size() < (std::size_t{2200} << 10) * static_cast<std::size_t>(numThreads)) {
+                std::string line = std::to_string(numLines++) + " 2 3";
+                line.resize(length, ' ');
+                text += line + lineEnd;
+            }
+            const std::string name = folder.write("a.xyz", text);
+            Points vPoints;
+            EXPECT_EQ(outputOf([&] { EXPECT_TRUE(readPointFile(name, vPoints)); }), "");
+            ASSERT_EQ(vPoints.size(), numLines) << length;
+            std::size_t numWrong = 0;
+            for (std::size_t i = 0; i < numLines; ++i)
+                numWrong += vPoints[i].x() == static_cast<double>(i) ? 0 : 1;
+            EXPECT_EQ(numWrong, 0U) << length;
+            vPoints.clear();
+            EXPECT_TRUE(readPoints_ASCII(name.c_str(), vPoints));
+            EXPECT_EQ(vPoints.size(), lineEnd == "\r" ? 1 : numLines);
+        }
+    setNumThreads(0);
 }
 
 TEST_F(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {

@@ -1,5 +1,7 @@
 // The reconstruction with options: each step has a switch, and says what it did.
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 #include "RMesh.h"
 #include "meshFlaws.h"
@@ -8,6 +10,7 @@
 #include "support/points.h"
 #include "support/prelude.h"
 #include "support/run.h"
+#include "thread_pool.h"
 
 using namespace TARN_TEST;
 
@@ -50,6 +53,30 @@ Points sparseOnOneHalf() {
 }
 
 }  // namespace
+
+// With enough points for several tasks a stage. A leak is for the sanitizers to find.
+TEST(ScanRun, leavesNoWorkerBusyWhereverTheListenerThrows) {
+    struct Thrower : ProgressBase {
+        void update(const std::string&, double fraction) override {
+            if (fraction >= limit) throw std::runtime_error("enough");
+        }
+        double limit = 2.0;
+    } thrower;
+    const CoutSilence silence;
+    const Points vPoints = Scan(5).sphere(20000);
+    ReconstructOptions options;
+    options.pListener = &thrower;
+    const Points vExpected = cornersOf(reconstruct(vPoints, options));
+    const auto& pool = ctpl::thread_pool::getLowLevelPool();
+    for (thrower.limit = 0.0; thrower.limit <= 1.0; thrower.limit += 0.0625) {
+        EXPECT_THROW(reconstruct(vPoints, options), std::runtime_error) << thrower.limit;
+        for (int i = 0; i < 1000 && pool.numIdle() != pool.size(); ++i)  // until they sleep
+            std::this_thread::sleep_for(std::chrono::milliseconds(1));
+        EXPECT_EQ(pool.numIdle(), pool.size()) << thrower.limit;
+    }
+    thrower.limit = 2.0;
+    EXPECT_TRUE(cornersOf(reconstruct(vPoints, options)) == vExpected);
+}
 
 TEST(ScanRun, isTheBareRoadWhenAllStepsAreOff) {
     const CoutSilence silence;

@@ -89,6 +89,25 @@ TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {
     }
 }
 
+TEST(runTasks, aHeartbeatThatThrowsGivesUpWhatHasNotBegun) {
+    struct Beat : Heartbeat {
+        Beat() { currentHeartbeat() = this; }
+        ~Beat() override { currentHeartbeat() = nullptr; }
+        void beat() override { throw std::runtime_error("enough"); }
+    } heartbeat;
+    std::atomic<int> numRun = 0;
+    const auto sleep = [&numRun](int) {
+        std::this_thread::sleep_for(std::chrono::milliseconds(20));
+        ++numRun;
+    };
+    std::vector<std::function<void(int)>> vTask(2000, sleep);
+    EXPECT_THROW(runTasks_MT(vTask), std::runtime_error);
+    const int numAtReturn = numRun;
+    EXPECT_LT(numAtReturn, 2000);
+    std::this_thread::sleep_for(std::chrono::milliseconds(50));
+    EXPECT_EQ(numRun, numAtReturn) << "none is running any more";
+}
+
 TEST(sortByFirstMT, isStableWhateverTheKeyAndTheThreads) {
     const auto byFirst = [](const auto& a, const auto& b) { return a.first < b.first; };
     for (const std::size_t n : {0U, 1U, 1499U, 1500U, 120001U})

@@ -3,17 +3,20 @@
 
 #include <atomic>
 #include <chrono>
+#include <string>
 #include <vector>
 
 #include "Progress.h"
 #include "ThreadSingleton.h"
 #include "kel.h"
 #include "processMemory.h"
+#include "runTasks.h"
 
 namespace TARN_KEL {
 
-/// Ends the run when its stop flag is true, and passes what it hears on.
-class RunWatch : public ProgressBase {
+/// Ends the run when its stop flag is true, and passes what it hears on. While the run waits for its workers, it tells the
+/// listener again what it told last, so that this may end the run then, too.
+class RunWatch : public ProgressBase, public Heartbeat {
 public:
     /// Neither is owned; both may be null.
     RunWatch(const std::atomic<bool>* pStopFlag, ProgressBase* pHearer) : pStop(pStopFlag), pNext(pHearer) {}
@@ -24,12 +27,20 @@ public:
     }
     void update(const std::string& name, double fraction) override {
         check();
+        lastName = name;
+        lastFraction = fraction;
         if (pNext != nullptr) pNext->update(name, fraction);
+    }
+    void beat() override {
+        if (!lastName.empty()) update(lastName, lastFraction);
+        check();
     }
 
 private:
     const std::atomic<bool>* pStop;
     ProgressBase* pNext;
+    std::string lastName;  // what was heard last
+    double lastFraction = 0.0;
 };
 
 /// Makes a watch the listener of the thread, until its end, and takes the times of steps.
@@ -39,8 +50,12 @@ public:
     WatchedRun(const std::atomic<bool>* pStop, ProgressBase* pListener)
         : pFormer(root().getListener()), watch(pStop, pListener != nullptr ? pListener : pFormer) {
         root().setListener(&watch);
+        currentHeartbeat() = &watch;
     }
-    ~WatchedRun() { root().setListener(pFormer); }
+    ~WatchedRun() {
+        currentHeartbeat() = pFormerBeat;
+        root().setListener(pFormer);
+    }
     WatchedRun(const WatchedRun&) = delete;
     WatchedRun& operator=(const WatchedRun&) = delete;
 
@@ -57,6 +72,7 @@ private:
     static Progress& root() { return *ThreadSingleton<Progress>::getInstance(); }
 
     ProgressBase* pFormer;
+    Heartbeat* pFormerBeat = currentHeartbeat();
     RunWatch watch;
 };
 

@@ -43,17 +43,25 @@ public:
         return star.bBeyond ? beyondList.find(pair.hash(), matching(pair)) : NONE;
     }
 
+    /// The part of insert() that concerns the lower vertex alone, so that several threads may enter edges of different lower
+    /// vertices at once. Returns false, with nothing changed, when the vertex has its list full and insert() is to be
+    /// called. Edges that are entered by this must be counted by countListed().
+    template <typename Pair>
+    static bool list(const Pair& pair, std::uint32_t edge) {
+        EdgeStar& star = pair.star();
+        if (star.numListed >= MAX_LISTED) return false;
+        pair.next(edge) = star.first;
+        star.first = edge;
+        ++star.numListed;
+        return true;
+    }
+    void countListed(std::size_t numEdges) { numEntries += numEdges; }
     /// Enters an edge. It must not be in the index under any pair, and the pair must not have an edge yet.
     template <typename Pair>
     void insert(const Pair& pair, std::uint32_t edge) {
-        EdgeStar& star = pair.star();
-        if (star.numListed < MAX_LISTED) {
-            pair.next(edge) = star.first;
-            star.first = edge;
-            ++star.numListed;
-        } else {
+        if (!list(pair, edge)) {
             beyondList.insert(pair.hash(), edge);
-            star.bBeyond = true;
+            pair.star().bBeyond = true;
         }
         ++numEntries;
     }

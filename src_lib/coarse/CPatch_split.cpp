@@ -182,9 +182,14 @@ ConEdge::ConEdge(CMesh* pCMesh, CEdge* pCE_, const FlatSet<CTriangle*>& sPatchT)
     priority = bSameSide ? turn : 180.0 - turn;
 }
 
-// The start is looked for before the thickness is measured: most patches have none, and looking is much cheaper.
+// The start is looked for before the thickness is measured: most patches have none, and looking is much cheaper. Most don't
+// even have an ME.
 bool CPatch::splitClosedPatchKill(bool bCareful) {
     intraOrientation();
+    const auto isOnME = [](const CTriangle* pCT) {
+        return pCT->getCE(0)->getDegree() > 2 || pCT->getCE(1)->getDegree() > 2 || pCT->getCE(2)->getDegree() > 2;
+    };
+    if (std::none_of(vMemberCT.begin(), vMemberCT.end(), isOnME)) return false;
     PatchSplitter splitter(*this, pCMesh);
     if (!splitter.findStart(vMemberCT) || !isThin(*this, pCMesh->getSideLen())) return false;
     splitter.start();

@@ -2,11 +2,11 @@
 
 #include <map>
 #include <memory>
-#include <utility>
 #include <vector>
 
 #include "Calc.h"
 #include "Casx.h"
+#include "KeyBlocks.h"
 
 namespace TARN_KEL {
 
@@ -16,12 +16,11 @@ class CMesh;
 /// Extracts the coarse mesh from the set of occupied cells.
 ///
 /// The eight cells round a lattice point form a dual cube. Its key is the code of the cell whose low corner is that point.
-/// vStaticVCD2CCD lists each occupied cell under the eight keys it belongs to, sorted by key, then cell, so a dual cube is a
-/// run of equal keys and no cube has to be looked up. The configuration of a run selects its triangles (Casx). A triangle is
-/// three cells; no geometry is computed here.
+/// The configuration of a cube, which of its cells are occupied, selects its triangles (Casx). A triangle is three cells; no
+/// geometry is computed here.
 ///
 /// An extractor owns no mesh: it creates one for the caller, or fills one that it is given. It must outlive the repair,
-/// which calls it to extract again. One thread.
+/// which calls it to extract again. Belongs to one thread, which has the workers help.
 class Extractor {
 public:
     /// pCalc, mCCD2Bundle: not owned, must outlive this object and all its meshes. Every key of the map becomes a cell.
@@ -40,15 +39,12 @@ public:
     /// vKeys: the keys of the dual cubes.
     /// Throws like findCrowded(). Cost: O(n) for n cells and O(log n) per key.
     void extractAgain(CMesh& mesh, const VCCD& vKeys);
-    /// Frees vStaticVCD2CCD, which takes a quarter as much as the mesh, for as long as the mesh is repaired. After this only
-    /// extractAgain() may be called, which builds it anew, and forgetKeys().
-    void forgetKeys();
 
     // ---- Steps of these
 
-    /// Builds vStaticVCD2CCD from vCCD, which gets sorted and unique. Memory: 8 pairs of 16 bytes per cell. Cost: linear in
-    /// the number of cells, apart from a sort of their 4x4x4 blocks.
-    void setVCD2CCD();
+    /// Finds the dual cubes of vCCD, which gets sorted and unique. Cost: linear in the number of cells, apart from a sort of
+    /// their 4x4x4 blocks.
+    void findCubes();
 
     struct CrowdedCells {
         VCCD vExtra;   ///< the cells that the cubes lack, sorted and unique
@@ -57,16 +53,16 @@ public:
     /// Looks at those of the cubes that lack one or two cells. Keys without cells are skipped. Throws (assertion) for a key
     /// above all keys that have cells.
     CrowdedCells findCrowded(const VCCD& vKeys) const;
-    /// Adds the extra cells to vCCD. vStaticVCD2CCD isn't updated.
+    /// Adds the extra cells to vCCD. The cubes aren't updated.
     void addCells(const VCCD& vExtra);
     /// Removes from vCCD the cells of vRemove that aren't extra ones and that RemoveDecider::isRemovable() accepts, in their
-    /// order: each removal changes the answer for the next. vStaticVCD2CCD isn't updated.
+    /// order: each removal changes the answer for the next. The cubes aren't updated.
     void removeCells(const CrowdedCells& crowded);
 
-    Calc* pCalc;                                      ///< the grid, not owned
-    std::map<CCD, Bundle*>& mCCD2Bundle;              ///< the cells, not owned
-    VCCD vCCD;                                        ///< the cells of the current extraction, ascending
-    std::vector<std::pair<VCD, CCD>> vStaticVCD2CCD;  ///< (key, cell), sorted
+    Calc* pCalc;                          ///< the grid, not owned
+    std::map<CCD, Bundle*>& mCCD2Bundle;  ///< the cells, not owned
+    VCCD vCCD;                            ///< the cells of the current extraction, ascending
+    KeyBlocks cubes;                      ///< of these, as findCubes() found them last
     Casx casx;
 };
 

@@ -10,6 +10,25 @@ namespace {
 constexpr std::size_t BLOCK = std::size_t{256} << 10;
 }
 
+const char* findLineEnd(const char* p, const char* end, LineEnd lineEnd) {
+    const auto find = [](const char* pFrom, char c, std::size_t length) {
+        return static_cast<const char*>(std::memchr(pFrom, c, length));
+    };
+    if (lineEnd == LineEnd::LINE_FEED) {
+        const char* const pFound = find(p, '\n', static_cast<std::size_t>(end - p));
+        return pFound != nullptr ? pFound : end;
+    }
+    constexpr std::size_t PIECE = 128;  // so that a text without one of the two isn't searched for it again and again
+    while (p != end) {
+        const std::size_t length = std::min(PIECE, static_cast<std::size_t>(end - p));
+        const char* const pFeed = find(p, '\n', length);
+        const char* const pReturn = find(p, '\r', pFeed != nullptr ? static_cast<std::size_t>(pFeed - p) : length);
+        if (pReturn != nullptr || pFeed != nullptr) return pReturn != nullptr ? pReturn : pFeed;
+        p += length;
+    }
+    return end;
+}
+
 BlockReader::BlockReader(std::istream& in_)
     : in(in_), buffer(new char[BLOCK]), capacity(BLOCK), pBegin(buffer.get()), pEnd(buffer.get()) {}
 
@@ -42,36 +61,21 @@ bool BlockReader::skipFar(std::size_t numBytes) {
     return true;
 }
 
-const char* BlockReader::findLineEnd(const char* p, LineEnd lineEnd) const {
-    const auto find = [](const char* pFrom, char c, std::size_t length) {
-        return static_cast<const char*>(std::memchr(pFrom, c, length));
-    };
-    if (lineEnd == LineEnd::LINE_FEED) return find(p, '\n', static_cast<std::size_t>(pEnd - p));
-    constexpr std::size_t PIECE = 128;  // so that a text without one of the two isn't searched for it again and again
-    while (p != pEnd) {
-        const std::size_t length = std::min(PIECE, static_cast<std::size_t>(pEnd - p));
-        const char* const pFeed = find(p, '\n', length);
-        const char* const pReturn = find(p, '\r', pFeed != nullptr ? static_cast<std::size_t>(pFeed - p) : length);
-        if (pReturn != nullptr || pFeed != nullptr) return pReturn != nullptr ? pReturn : pFeed;
-        p += length;
-    }
-    return nullptr;
-}
-
 bool BlockReader::nextLine(std::string_view& line, LineEnd lineEnd) {
     if (std::exchange(bInLongLine, false)) dropLine(lineEnd);
     if (std::exchange(bBehindReturn, false) && fill(1) && *pBegin == '\n') skip(1);
     std::size_t numSearched = 0;
     for (;;) {
-        const char* const pFound = findLineEnd(pBegin + numSearched, lineEnd);
-        const std::size_t length = pFound != nullptr ? static_cast<std::size_t>(pFound - pBegin) : size();
-        if (length > MAX_TEXT || (pFound == nullptr && !fill(length + 1))) {
+        const char* const pFound = findLineEnd(pBegin + numSearched, pEnd, lineEnd);
+        const bool bFound = pFound != pEnd;
+        const auto length = static_cast<std::size_t>(pFound - pBegin);
+        if (length > MAX_TEXT || (!bFound && !fill(length + 1))) {
             bInLongLine = length > MAX_TEXT;
             line = {pBegin, std::min(length, MAX_TEXT)};
             skip(line.size());
             return length != 0;
         }
-        if (pFound != nullptr) {
+        if (bFound) {
             line = {pBegin, length};
             bBehindReturn = *pFound == '\r';
             skip(length + 1);
@@ -83,8 +87,8 @@ bool BlockReader::nextLine(std::string_view& line, LineEnd lineEnd) {
 
 void BlockReader::dropLine(LineEnd lineEnd) {
     while (fill(1)) {
-        const char* const pFound = findLineEnd(pBegin, lineEnd);
-        if (pFound != nullptr) {
+        const char* const pFound = findLineEnd(pBegin, pEnd, lineEnd);
+        if (pFound != pEnd) {
             bBehindReturn = *pFound == '\r';
             skip(static_cast<std::size_t>(pFound - pBegin) + 1);
             return;

@@ -16,6 +16,9 @@ enum class LineEnd {
     ANY         ///< '\n', '\r', or both
 };
 
+/// The first end of a line in [p, end); end when there is none.
+const char* findLineEnd(const char* p, const char* end, LineEnd lineEnd);
+
 /// Reads a stream in big blocks and gives access to a window of it: bytes, words and lines in place, without a copy.
 ///
 /// The window [begin(), end()) has the bytes that are read and not yet consumed. It moves with every call that isn't const,
@@ -52,8 +55,6 @@ public:
 
 private:
     bool readMore(std::size_t numBytes);
-    /// The first end of a line in the window from p on; null when there is none.
-    const char* findLineEnd(const char* p, LineEnd lineEnd) const;
     void dropLine(LineEnd lineEnd);
 
     std::istream& in;

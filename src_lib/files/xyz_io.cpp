@@ -16,8 +16,8 @@
 #include <string_view>
 #include <utility>
 
-#include "BlockReader.h"
 #include "InputFile.h"
+#include "LineBlocks.h"
 #include "attributeColumns.h"
 #include "pointReading.h"
 #include "textNumbers.h"
@@ -27,27 +27,55 @@ namespace TARN_KEL {
 
 namespace {
 
-/// What stands behind the coordinates, as long as it is three numbers a point.
-class UnnamedColumns {
-public:
-    /// pAttributes: null where nobody wants them.
-    explicit UnnamedColumns(AttributeColumns* pAttributes_) : pAttributes(pAttributes_) {}
+constexpr std::size_t NUM = 3;  // of numbers behind the coordinates
 
+/// What stands behind the coordinates of some points, as long as it is three numbers a point.
+class Behind {
+public:
     /// rest: of the line of the next point.
     void take(std::string_view rest) {
-        if (pAttributes == nullptr || bGivenUp) return;
+        if (bGivenUp) return;
         std::array<double, NUM> aNumber{};
         const char* p = rest.data();
         const char* const end = p + rest.size();
         for (std::size_t i = 0; i < NUM && p != nullptr; ++i)
             p = extractFloat(p, end, aNumber[i]);
-        if (p == nullptr || skipSpace(p, end) != end) return giveUp(wordsOf(rest).size());
+        if (p == nullptr || skipSpace(p, end) != end) {
+            bGivenUp = true;
+            numWords = wordsOf(rest).size();
+            return;
+        }
         for (std::size_t i = 0; i < NUM; ++i)
             aColumn[i].push_back(aNumber[i]);
     }
+    void clear() {
+        bGivenUp = false;
+        for (std::vector<double>& column : aColumn)
+            column.clear();
+    }
+
+    std::array<std::vector<double>, NUM> aColumn;
+    bool bGivenUp = false;
+    std::size_t numWords = 0;  // of the point at which it was given up
+};
+
+/// The same for all points.
+class UnnamedColumns {
+public:
+    /// pAttributes: null where nobody wants them.
+    explicit UnnamedColumns(AttributeColumns* pAttributes_) : pAttributes(pAttributes_) {}
+
+    bool areWanted() const { return pAttributes != nullptr && !bGivenUp; }
+    /// behind: of the next points; ignored where they aren't wanted.
+    void take(const Behind& behind) {
+        if (!areWanted()) return;
+        for (std::size_t i = 0; i < NUM; ++i)
+            aColumn[i].insert(aColumn[i].end(), behind.aColumn[i].begin(), behind.aColumn[i].end());
+        if (behind.bGivenUp) giveUp(behind.numWords);
+    }
 
     void finish() {
-        if (pAttributes == nullptr || bGivenUp || aColumn[0].empty()) return;
+        if (!areWanted() || aColumn[0].empty()) return;
         if (isColour())
             addColumns({"red", "green", "blue"});
         else if (areNormals())
@@ -57,8 +85,6 @@ public:
     }
 
 private:
-    static constexpr std::size_t NUM = 3;
-
     void giveUp(std::size_t numWords) {
         bGivenUp = true;
         pAttributes->leaveOut(std::max(numWords, aColumn[0].empty() ? 0 : NUM));
@@ -101,25 +127,6 @@ private:
     bool bGivenUp = false;
 };
 
-}  // namespace
-
-namespace {
-
-/// Calls take(line) for each line. Returns false, after a line with the name, when the file can't be read.
-template <typename Take>
-bool forLines(const std::string& filename, LineEnd lineEnd, const Take& take) {
-    const auto refuseFile = [&filename] {
-        out() << filename << " is unreadable" << std::endl;
-        return false;
-    };
-    InputFile file(filename);
-    if (!file.isOpen()) return refuseFile();
-    BlockReader reader(file.stream());
-    for (std::string_view line; reader.nextLine(line, lineEnd);)
-        take(line);
-    return !reader.failed() || refuseFile();
-}
-
 /// Whether a line says nothing, or something for people.
 bool isBlankOrComment(std::string_view line) {
     const char* const end = line.data() + line.size();
@@ -127,30 +134,86 @@ bool isBlankOrComment(std::string_view line) {
     return p == end || std::string_view("#/%;!").find(*p) != std::string_view::npos;
 }
 
+/// What a worker finds in some lines.
+struct LinesRead {
+    std::vector<Point3> vPoint;
+    Behind behind;
+    std::size_t numOthersBefore = 0;  // lines that say something else, before the first point
+    std::size_t numOthers = 0;        // and behind it
+    std::size_t numBytes = 0;
+
+    void clear() {
+        vPoint.clear();
+        behind.clear();
+        numOthersBefore = numOthers = 0;
+    }
+};
+
+/// Makes room for the points of the whole file as if they were like these.
+void reserveFor(std::uint64_t fileBytes, const LinesRead& read, std::vector<Point3>& vPoints) {
+    const double perByte = static_cast<double>(read.vPoint.size()) / static_cast<double>(read.numBytes);
+    const auto numExpected = static_cast<std::size_t>(1.01 * perByte * static_cast<double>(fileBytes));
+    if (vPoints.capacity() < numExpected) vPoints.reserve(numExpected);
+}
+
+/// Has all workers parse a file: parse(lines, result), then take(result) in the order of the lines, before the points are
+/// appended. A byte order mark is skipped where lines may have any end. Returns false, after a line with the name, when the
+/// file can't be read.
+template <typename Parse, typename Take>
+bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>& vPoints, const Parse& parse,
+               const Take& take) {
+    const auto refuseFile = [&filename] {
+        out() << filename << " is unreadable" << std::endl;
+        return false;
+    };
+    InputFile file(filename);
+    if (!file.isOpen()) return refuseFile();
+    const auto parseCounted = [&parse](std::string_view lines, LinesRead& read) {
+        read.numBytes = lines.size();
+        parse(lines, read);
+    };
+    const auto append = [&](const LinesRead& read) {
+        take(read);
+        if (file.size() && vPoints.capacity() - vPoints.size() < read.vPoint.size()) reserveFor(*file.size(), read, vPoints);
+        vPoints.insert(vPoints.end(), read.vPoint.begin(), read.vPoint.end());
+    };
+    LineBlocks blocks(file.stream(), lineEnd);
+    if (lineEnd == LineEnd::ANY) blocks.skipMark();
+    return parseLines_MT<LinesRead>(blocks, parseCounted, append) || refuseFile();
+}
+
 }  // namespace
 
 bool readXyz(const std::string& filename, std::vector<Point3>& vPoints) {
-    return forLines(filename, LineEnd::LINE_FEED, [&vPoints](std::string_view line) {
-        if (const std::optional<Point3> point = extractPoint(line)) vPoints.push_back(*point);
-    });
+    const auto parse = [](std::string_view lines, LinesRead& read) {
+        forEachLine(lines, LineEnd::LINE_FEED, [&read](std::string_view line) {
+            if (const std::optional<Point3> point = extractPoint(line)) read.vPoint.push_back(*point);
+        });
+    };
+    return readLines(filename, LineEnd::LINE_FEED, vPoints, parse, [](const LinesRead&) {});
 }
 
 bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const std::size_t numBefore = vPoints.size();
     std::uint64_t numSkipped = 0;
-    bool bFirstLine = true;
     UnnamedColumns columns(pAttributes);
-    const bool bRead = forLines(filename, LineEnd::ANY, [&](std::string_view line) {
-        if (std::exchange(bFirstLine, false)) line = withoutByteOrderMark(line);
-        std::string_view rest;
-        if (const std::optional<Point3> point = pointOf(line, rest)) {
-            vPoints.push_back(*point);
-            columns.take(rest);
-        } else if (vPoints.size() > numBefore && !isBlankOrComment(line)) {
-            ++numSkipped;
-        }
-    });
-    if (!bRead) return false;
+    const auto parse = [bColumns = columns.areWanted()](std::string_view lines, LinesRead& read) {
+        forEachLine(lines, LineEnd::ANY, [&](std::string_view line) {
+            std::string_view rest;
+            if (const std::optional<Point3> point = pointOf(line, rest)) {
+                read.vPoint.push_back(*point);
+                if (bColumns) read.behind.take(rest);
+            } else if (!isBlankOrComment(line)) {
+                ++(read.vPoint.empty() ? read.numOthersBefore : read.numOthers);
+            }
+        });
+    };
+    const auto take = [&](const LinesRead& read) {
+        if (vPoints.size() > numBefore) numSkipped += read.numOthersBefore;
+        numSkipped += read.numOthers;
+        columns.take(read.behind);
+    };
+    if (!readLines(filename, LineEnd::ANY, vPoints, parse, take)) return false;
     if (numSkipped > 0)
         warning("readPointFile", filename + ": left out " + toString(numSkipped) +
                                      " lines behind the first point, which don't begin with three numbers");

@@ -5,6 +5,8 @@
 
 #include "CMesh.h"
 #include "HashIndex.h"
+#include "TriangleEdges.h"
+#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -55,9 +57,9 @@ CoarseSurface::CoarseSurface(CMesh* pCMesh) {
     const VertexByCode vCCDVertex(mCCDBundle);
     const auto& vPointVertex = vVertex;
     ASSEX(vCCDVertex.size()==vPointVertex.size());
-    vTriangle.reserve(vCT.size());
-    for (const CTriangle* pCT : vCT)
-        vTriangle.push_back({vCCDVertex.find(pCT->getC0()), vCCDVertex.find(pCT->getC1()), vCCDVertex.find(pCT->getC2())});
+    transform_MT(vCT, vTriangle, [&vCCDVertex](const CTriangle* pCT) {
+        return NumberTriple{vCCDVertex.find(pCT->getC0()), vCCDVertex.find(pCT->getC1()), vCCDVertex.find(pCT->getC2())};
+    });
 }
 
 }  // namespace TARN_KEL

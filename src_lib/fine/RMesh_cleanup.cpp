@@ -13,10 +13,13 @@
 #include "RMesh.h"
 #include "collapses.h"
 #include "edgeGeometry.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
+
+constexpr std::size_t MIN_PARALLEL = 5000;  // elements; below, asking them isn't worth a task
 
 /// Appends the triangles that follow another one with the same corners in the list of the edge.
 void appendDups(const REdge& edge, std::vector<RTriangle*>& vDups) {
@@ -87,8 +90,12 @@ bool isDegenerateAtCorner0(const RTriangle& rt) {
 
 // Which of two equal triangles comes first may differ from edge to edge, so each may be entered as the double of the other.
 std::size_t RMesh::removeDups() {
+    std::vector<char> vHasDups;
+    transform_MT(
+        vRE, vHasDups, [](const REdge* pRE) { return static_cast<char>(pRE->hasDups()); }, MIN_PARALLEL);
     std::vector<REdge*> vDupRE;
-    std::copy_if(vRE.begin(), vRE.end(), std::back_inserter(vDupRE), [](const REdge* pRE) { return pRE->hasDups(); });
+    for (std::size_t i = 0; i < vRE.size(); ++i)
+        if (vHasDups[i] != 0) vDupRE.push_back(vRE[i]);
     std::sort(vDupRE.begin(), vDupRE.end(),
               [](const REdge* a, const REdge* b) { return std::tie(a->pVtx0, a->pVtx1) < std::tie(b->pVtx0, b->pVtx1); });
     std::vector<RTriangle*> vDups;
@@ -99,19 +106,28 @@ std::size_t RMesh::removeDups() {
     return vDups.size();
 }
 
-// It ends because each collapse takes a vertex out of use.
+// It ends because each collapse takes a vertex out of use. A triangle that a collapse changes is pushed again; the judgement
+// of all others holds.
 void RMesh::killDegenerate(bool bKeepManifold) {
     ProgressStep progress("RM_kdeg", 3 * vRT.size());
+    std::vector<char> vAsk;
+    transform_MT(
+        vRT, vAsk, [](const RTriangle* pRT) { return static_cast<char>(isDegenerateAtCorner0(*pRT)); }, MIN_PARALLEL);
     WorkStack stack(vRT.size());
     std::vector<RTriangle*> vIncT;
     while (!stack.empty()) {
-        const RTriangle* pRT = vRT[stack.pop()];
+        const std::uint32_t number = stack.pop();
         progress.advance();
+        if (vAsk[number] == 0) continue;
+        const RTriangle* pRT = vRT[number];
         if (!pRT->bAlive || !isDegenerateAtCorner0(*pRT)) continue;
         vIncT.clear();
         getIncidentT(collapseCheapest(*this, *pRT, bKeepManifold), vIncT);  // none at null
-        for (const RTriangle* pIncT : vIncT)
-            stack.push(static_cast<std::uint32_t>(poolRT.indexOf(pIncT)));
+        for (const RTriangle* pIncT : vIncT) {
+            const auto changed = static_cast<std::uint32_t>(poolRT.indexOf(pIncT));
+            vAsk[changed] = 1;
+            stack.push(changed);
+        }
     }
     removeDups();
 }

@@ -7,7 +7,9 @@
 // that point, each list in the order that the items had. So a point cloud of any shape gives a tree of about log n levels,
 // while a split at the box's centre would follow clusters down to their size.
 //
-// Nodes that are still to be built are on a stack, up to eight for each level.
+// Nodes that are still to be built are on a stack, up to eight for each level. Where a node has so few items that no sample
+// is drawn, its subtree depends on these items alone: all such subtrees are left to the workers, and put in their places at
+// the end.
 #include "octree/Octree.h"
 
 #include <algorithm>
@@ -28,35 +30,44 @@ using TARN_LOCATE3::Bbox3;
 
 namespace {
 
-/// Makes the nodes and brings the items into the order of the leaves.
-class TreeBuilder {
-public:
-    TreeBuilder(std::vector<OctItem>& vItem_, std::vector<OctNode>& vNode_)
-        : vItem(vItem_), vNode(vNode_), vOctant(vItem.size()), vScratch(vItem.size()) {}
+constexpr std::uint32_t LEAF_SIZE = 4;
+constexpr std::uint32_t MIN_SAMPLE = 100;
 
-    void run(const Bbox3& box) {
-        vWaiting.push_back({box, 0, static_cast<std::uint32_t>(vItem.size())});
+/// Items [begin, end) and their box.
+struct List {
+    Bbox3 box;
+    std::uint32_t begin, end;
+
+    std::uint32_t size() const { return end - begin; }
+};
+
+/// The items, and working space for each of them.
+struct ItemArrays {
+    explicit ItemArrays(std::vector<OctItem>& theItems) : vItem(theItems), vOctant(vItem.size()), vScratch(vItem.size()) {}
+
+    std::vector<OctItem>& vItem;
+    std::vector<unsigned char> vOctant;
+    std::vector<OctItem> vScratch;
+};
+
+/// Builds subtrees, and brings their items into the order of the leaves. Several may work on different items.
+class SubtreeBuilder {
+public:
+    explicit SubtreeBuilder(ItemArrays& arrays) : vItem(arrays.vItem), vOctant(arrays.vOctant), vScratch(arrays.vScratch) {}
+
+    /// Appends the node of the list and those of its subtree; of a list that isLeft(list) accepts only its own.
+    template <typename IsLeft>
+    void build(const List& root, std::vector<OctNode>& vNode, const IsLeft& isLeft) {
+        vWaiting.assign(1, root);
         while (!vWaiting.empty()) {
             const List list = vWaiting.back();
             vWaiting.pop_back();
             vNode.push_back({list.box, list.begin, list.end, 0});
-            if (list.size() > LEAF_SIZE) split(list);
+            if (list.size() > LEAF_SIZE && !isLeft(list)) split(list);
         }
-        linkSubtrees();
     }
 
 private:
-    static constexpr std::uint32_t LEAF_SIZE = 4;
-    static constexpr std::uint32_t MIN_SAMPLE = 100;
-
-    /// Items [begin, end) and their box.
-    struct List {
-        Bbox3 box;
-        std::uint32_t begin, end;
-
-        std::uint32_t size() const { return end - begin; }
-    };
-
     // Leaves the list as it is when all items are on one side of the split point.
     void split(const List& list) {
         List vPart[8];
@@ -120,25 +131,97 @@ private:
         return *itMiddle;
     }
 
-    // From the last node to the first: the children of a node have their links when its turn comes.
-    void linkSubtrees() {
-        const auto numNodes = static_cast<std::uint32_t>(vNode.size());
-        for (std::uint32_t i = numNodes; i-- > 0;) {
-            std::uint32_t next = i + 1;
-            while (next < numNodes && vNode[next].begin < vNode[i].end)
-                next = vNode[next].afterSubtree;
-            vNode[i].afterSubtree = next;
-        }
-    }
-
     std::vector<OctItem>& vItem;
-    std::vector<OctNode>& vNode;
-    std::vector<List> vWaiting;          // the next one last
-    std::vector<unsigned char> vOctant;  // by item
-    std::vector<OctItem> vScratch;       // by item
-    std::vector<double> vSample[3];      // by axis
+    std::vector<unsigned char>& vOctant;
+    std::vector<OctItem>& vScratch;
+    std::vector<List> vWaiting;      // the next one last
+    std::vector<double> vSample[3];  // by axis
     TARN_KEL::Random random;
 };
+
+/// The small subtrees of a tree, in its order.
+class SmallSubtrees {
+public:
+    /// To be called for the node that was appended last.
+    void note(const List& list, std::size_t node) { vSmall.push_back({list, node, 0}); }
+
+    /// Builds them on all workers.
+    void build(ItemArrays& arrays) {
+        vStretch.resize((vSmall.size() + STRETCH - 1) / STRETCH);
+        TARN_KEL::forChunks_MT(vStretch.size(), [&](std::size_t begin, std::size_t end) {
+            SubtreeBuilder builder(arrays);
+            for (std::size_t stretch = begin; stretch < end; ++stretch)
+                for (std::size_t i = stretch * STRETCH; i < std::min((stretch + 1) * STRETCH, vSmall.size()); ++i) {
+                    builder.build(vSmall[i].list, vStretch[stretch], [](const List&) { return false; });
+                    vSmall[i].endNode = vStretch[stretch].size();
+                }
+        });
+    }
+    /// The nodes of the tree: each one of these in place of its root among vTop.
+    std::vector<OctNode> joinTo(const std::vector<OctNode>& vTop) const {
+        std::size_t numNodes = vTop.size();
+        for (const auto& vOfStretch : vStretch)
+            numNodes += vOfStretch.size();
+        std::vector<OctNode> vNode;
+        vNode.reserve(numNodes);
+        std::size_t top = 0, begin = 0;
+        for (std::size_t i = 0; i < vSmall.size(); ++i) {
+            const std::vector<OctNode>& vOfStretch = vStretch[i / STRETCH];
+            if (i % STRETCH == 0) begin = 0;
+            appendRange(vTop, top, vSmall[i].node, vNode);
+            appendRange(vOfStretch, begin, vSmall[i].endNode, vNode);
+            top = vSmall[i].node + 1;
+            begin = vSmall[i].endNode;
+        }
+        appendRange(vTop, top, vTop.size(), vNode);
+        return vNode;
+    }
+
+private:
+    static constexpr std::size_t STRETCH = 256;
+
+    struct Small {
+        List list;
+        std::size_t node;     // its place among the nodes above
+        std::size_t endNode;  // behind its nodes, in those of its stretch
+    };
+    static void appendRange(const std::vector<OctNode>& vFrom, std::size_t begin, std::size_t end,
+                            std::vector<OctNode>& vTo) {
+        vTo.insert(vTo.end(), vFrom.begin() + static_cast<std::ptrdiff_t>(begin),
+                   vFrom.begin() + static_cast<std::ptrdiff_t>(end));
+    }
+
+    std::vector<Small> vSmall;
+    std::vector<std::vector<OctNode>> vStretch;
+};
+
+/// From the last node to the first: the children of a node have their links when its turn comes.
+void linkSubtrees(std::vector<OctNode>& vNode) {
+    const auto numNodes = static_cast<std::uint32_t>(vNode.size());
+    for (std::uint32_t i = numNodes; i-- > 0;) {
+        std::uint32_t next = i + 1;
+        while (next < numNodes && vNode[next].begin < vNode[i].end)
+            next = vNode[next].afterSubtree;
+        vNode[i].afterSubtree = next;
+    }
+}
+
+/// Brings the items into the order of the leaves.
+std::vector<OctNode> buildTree(std::vector<OctItem>& vItem, const Bbox3& box) {
+    ItemArrays arrays(vItem);
+    std::vector<OctNode> vTop;
+    SmallSubtrees small;
+    const auto isSmall = [&](const List& list) {
+        if (list.size() >= MIN_SAMPLE) return false;
+        small.note(list, vTop.size() - 1);
+        return true;
+    };
+    SubtreeBuilder(arrays).build({box, 0, static_cast<std::uint32_t>(vItem.size())}, vTop, isSmall);
+    small.build(arrays);
+    std::vector<OctNode> vNode = small.joinTo(vTop);
+    linkSubtrees(vNode);
+    return vNode;
+}
 
 }  // namespace
 
@@ -152,7 +235,7 @@ void Octree::finish() {
         box.widen(item.x, item.y, item.z);
     sortAlongCurve(box);
     vNode.clear();
-    TreeBuilder(vItem, vNode).run(box);
+    vNode = buildTree(vItem, box);
 }
 
 void Octree::sortAlongCurve(const Bbox3& box) {
@@ -164,8 +247,10 @@ void Octree::sortAlongCurve(const Bbox3& box) {
     });
     TARN_KEL::radixSortByCode(vKey);
     std::vector<OctItem> vSorted(vItem.size());
-    for (std::size_t i = 0; i < vKey.size(); ++i)
-        vSorted[i] = vItem[vKey[i].second];
+    TARN_KEL::forChunks_MT(vKey.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vSorted[i] = vItem[vKey[i].second];
+    });
     vItem.swap(vSorted);
 }
 

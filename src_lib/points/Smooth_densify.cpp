@@ -95,17 +95,17 @@ struct InputPoint {
 /// The points that pair up, cell by cell along the curve of the interleaved codes, and within a cell in input order.
 std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
     const auto vCellPoint = pointsByCode(vPoints, [&calc](const Point3& p) { return calc.getCCD(&p); });
-    std::vector<InputPoint> vOut;
-    vOut.reserve(vPoints.size());
+    std::vector<const Point3*> vTaken;
+    vTaken.reserve(vPoints.size());
     const auto cellOf = [](const auto& entry) { return entry.first; };
-    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [&vOut](auto first, auto end) {
+    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf, [&vTaken](auto first, auto end) {
         const auto numInCell = static_cast<std::size_t>(end - first);
         const std::size_t numTaken = std::min(numInCell, MAX_POINTS_IN_CELL);
-        for (std::size_t i = 0; i < numTaken; ++i) {
-            const Point3* p = first[static_cast<std::ptrdiff_t>(i * numInCell / numTaken)].second;
-            vOut.push_back({*p, p});
-        }
+        for (std::size_t i = 0; i < numTaken; ++i)
+            vTaken.push_back(first[static_cast<std::ptrdiff_t>(i * numInCell / numTaken)].second);
     });
+    std::vector<InputPoint> vOut;
+    transform_MT(vTaken, vOut, [](const Point3* p) { return InputPoint{*p, p}; });
     return vOut;
 }
 
@@ -261,14 +261,22 @@ void Smooth::densifyLap() {
     {
         TARN_OCTREE::Octree octree;
         fillOctree(pvPoints, vPairing, octree);
-        forChunks_MT(vGroup.size(), [&](std::size_t begin, std::size_t end) {
-            Pairing pairing(octree, *pCalc);
-            for (std::size_t group = begin; group < end; ++group) {
-                const std::size_t first = group * GROUP_SIZE;
-                const std::size_t size = std::min(GROUP_SIZE, vPairing.size() - first);
-                vGroup[group] = proposeFor(std::span<const InputPoint>(vPairing).subspan(first, size), *pCalc, pairing);
-            }
-        });
+        // A few groups a task: a run that is to stop waits for those that have begun.
+        const std::size_t taskSize = 4, numTasks = (vGroup.size() + taskSize - 1) / taskSize;
+        const auto makeTask = [&](std::size_t task) {
+            return [&, task](int) {
+                Pairing pairing(octree, *pCalc);
+                for (std::size_t group = task * taskSize; group < std::min((task + 1) * taskSize, vGroup.size()); ++group) {
+                    const std::size_t first = group * GROUP_SIZE;
+                    const std::size_t size = std::min(GROUP_SIZE, vPairing.size() - first);
+                    vGroup[group] = proposeFor(std::span<const InputPoint>(vPairing).subspan(first, size), *pCalc, pairing);
+                }
+            };
+        };
+        std::vector<decltype(makeTask(0))> vTask;
+        for (std::size_t task = 0; task < numTasks; ++task)
+            vTask.push_back(makeTask(task));
+        runTasks_MT(vTask);
     }
     const std::vector<Point3> vNew = reduceProposals(vGroup);
     pvPoints.reserve(pvPoints.size() + vNew.size());

@@ -77,17 +77,15 @@ bool isConfirmed(const SNode* pSN, const AngleLimit& limit) {
     return good >= 4 && 2 * bad < good;
 }
 
-/// Flags the node and the first of its links with which it folds.
-void flagFold(SNode* pSN, const AngleLimit& least, const AngleLimit& most) {
-    if (!pSN->bHasPlane || pSN->bFeature) return;
+/// The first of a node's links with which it folds; null when there is none.
+SNode* findFold(const SNode* pSN, const AngleLimit& least, const AngleLimit& most) {
+    if (!pSN->bHasPlane) return nullptr;
     for (SNode* pLinked : pSN->vLinkedNodes) {
         if (!pLinked->bHasPlane) continue;
         const Vector3 &a = pSN->getNNV(), &b = pLinked->getNNV();
-        if (!least.isAbove(a, b) || !most.isBelow(a, b)) continue;
-        pSN->bFeature = true;
-        pLinked->bFeature = true;
-        return;
+        if (least.isAbove(a, b) && most.isBelow(a, b)) return pLinked;
     }
+    return nullptr;
 }
 
 }  // namespace
@@ -184,8 +182,14 @@ bool Smooth::makeReliableSearch(SNode* pSN) {
 
 void Smooth::detectFeatures(double angle) {
     const AngleLimit least(angle), most(180.0 - angle);
-    for (SNode* pSN : vNodes)
-        flagFold(pSN, least, most);
+    std::vector<SNode*> vFold;
+    transform_MT(vNodes, vFold, [&](const SNode* pSN) { return findFold(pSN, least, most); });
+    // A node that an earlier one has flagged flags no other.
+    for (std::size_t i = 0; i < vNodes.size(); ++i) {
+        if (vFold[i] == nullptr || vNodes[i]->bFeature) continue;
+        vNodes[i]->bFeature = true;
+        vFold[i]->bFeature = true;
+    }
 }
 
 }  // namespace TARN_KEL

@@ -25,13 +25,21 @@ std::vector<std::pair<CCD, SNode*>> oneNodePerCell(const std::vector<SNode*>& vN
 }
 
 std::vector<Point3> deliveredPoints(const std::vector<std::pair<CCD, SNode*>>& vCellNode, const Calc& grid) {
-    std::vector<Point3> vDelivered;
-    vDelivered.reserve(vCellNode.size());
-    for (const auto& [ccd, pSN] : vCellNode) {
-        if (!pSN->bHasPlane) continue;
-        const bool bOwnPosition = pSN->vLinkedNodes.size() < FULL_RING || pSN->bFeature;
-        vDelivered.push_back(bOwnPosition ? pSN->smoothedPoint : pSN->plane.projection(grid.getMidPoint(ccd)));
-    }
+    std::vector<Point3> vDelivered(vCellNode.size());
+    std::vector<char> vHasPlane(vCellNode.size());
+    forChunks_MT(vCellNode.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i) {
+            const auto& [ccd, pSN] = vCellNode[i];
+            vHasPlane[i] = pSN->bHasPlane ? 1 : 0;
+            if (!pSN->bHasPlane) continue;
+            const bool bOwnPosition = pSN->vLinkedNodes.size() < FULL_RING || pSN->bFeature;
+            vDelivered[i] = bOwnPosition ? pSN->smoothedPoint : pSN->plane.projection(grid.getMidPoint(ccd));
+        }
+    });
+    std::size_t numKept = 0;
+    for (std::size_t i = 0; i < vDelivered.size(); ++i)
+        if (vHasPlane[i] != 0) vDelivered[numKept++] = vDelivered[i];
+    vDelivered.resize(numKept);
     return vDelivered;
 }
 

@@ -10,6 +10,7 @@
 #include "CPatch.h"
 #include "flood.h"
 #include "handOver.h"
+#include "lookUp.h"
 
 namespace TARN_KEL {
 
@@ -20,7 +21,9 @@ void growOriented(CTriangle* pStartT, CPatch& patch) {
     std::vector<CTriangle*> vQueue{pStartT};
     std::vector<CTriangle*> vWaiting;
     pStartT->bVisited = true;
-    const auto forEachNext = [&patch](CTriangle* pCT, const auto& offer) {
+    LookingUp looking(50000);
+    const auto forEachNext = [&](CTriangle* pCT, const auto& offer) {
+        looking.step();
         patch.add(pCT);
         for (int k = 0; k < 3; ++k) {
             const CEdge* pCE = pCT->getCE(k);

@@ -10,11 +10,13 @@
 #include "squares.h"
 
 #include <cstddef>
+#include <unordered_set>
 #include <vector>
 
 #include "CMesh.h"
 #include "codes.h"
 #include "degenerate.h"
+#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -66,14 +68,36 @@ void swapDiagonal(CMesh& mesh, const Square& square) {
     }
 }
 
+/// The corners of the square and of the triangles around them.
+void appendNeighbours(const CMesh& mesh, const Square& square, std::unordered_set<VCD>& sVCD) {
+    for (const VCD corner : {square.v0, square.v1, square.a, square.b}) {
+        std::vector<CTriangle*> vAround;
+        mesh.getIncidentT(corner, vAround);
+        for (const CTriangle* pCT : vAround)
+            sVCD.insert({pCT->c0, pCT->c1, pCT->c2});
+    }
+}
+
 }  // namespace
 
+// All edges are asked beforehand. A swap kills and creates triangles on edges between the four corners and their neighbours,
+// so edges at one of these are asked again.
 void unifyDiagonals(CMesh& mesh) {
     std::vector<CEdge*> vCE;
     mesh.getCEdges(vCE);
-    for (const CEdge* pCE : vCE) {
+    std::vector<char> vIsSquare;
+    const auto isSquare = [&mesh](const CEdge* pCE) {
         Square square;
-        if (findSquare(mesh, *pCE, square)) swapDiagonal(mesh, square);
+        return static_cast<char>(findSquare(mesh, *pCE, square));
+    };
+    transform_MT(vCE, vIsSquare, isSquare);
+    std::unordered_set<VCD> sChanged;  // never iterated over
+    for (std::size_t i = 0; i < vCE.size(); ++i) {
+        const bool bChanged = !sChanged.empty() && (sChanged.count(vCE[i]->v0) != 0 || sChanged.count(vCE[i]->v1) != 0);
+        Square square;
+        if ((vIsSquare[i] == 0 && !bChanged) || !findSquare(mesh, *vCE[i], square)) continue;
+        appendNeighbours(mesh, square, sChanged);
+        swapDiagonal(mesh, square);
     }
 }
 

@@ -2,7 +2,6 @@
 #include <array>
 
 #include "CMesh.h"
-#include "Progress.h"
 #include "Voro.h"
 #include "cubeTriangles.h"
 #include "drawings.h"
@@ -23,7 +22,7 @@ void Voro::thinNewExtractTriangles() {
     pCMesh = nullptr;  // in case that the next one can't be made
     makeMesh();
     std::vector<CCD> vAmbiguousT;
-    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, {}, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, vStaticVCD2CCD, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
     pruneCase27();
 }

@@ -17,7 +17,6 @@
 #include "CMesh.h"
 #include "Chain.h"
 #include "Hole.h"
-#include "Progress.h"
 #include "RemoveDecider.h"
 #include "Segment3.h"
 #include "cubeTriangles.h"
@@ -150,7 +149,7 @@ void Hole::grow() {
         pCMesh->addBundle(ccd, point.x(), point.y(), point.z());
     }
     std::vector<CCD> vAmbiguousT;
-    createTrianglesOfCubes(pCMesh, casx, vKeyCell, {}, vAmbiguousT);
+    createTrianglesOfCubes(pCMesh, casx, vKeyCell, vAmbiguousT);
     solveAmbiguousT(vAmbiguousT);
 }
 

@@ -1,0 +1,77 @@
+// What both meshes do alike when they get many triangles at once: elements are written down in places that are known, and
+// linked by shares of the vertices, so that workers can do it side by side.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <vector>
+
+#include "EdgeIndex.h"
+#include "Incidence.h"
+#include "TriangleEdges.h"
+#include "sortMT.h"
+
+namespace TARN_KEL {
+
+constexpr std::size_t MIN_BULK = 5000;  // elements; below, they aren't worth a task
+
+/// func(i) for 0 .. num-1, on all workers.
+template <typename Func>
+void forNumbers_MT(std::size_t num, const Func& func) {
+    forChunks_MT(
+        num,
+        [&func](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                func(i);
+        },
+        MIN_BULK);
+}
+
+/// Enters all triangles of a mesh, in their order, in the lists of their vertices and edges.
+/// access: to the links of vertices and corners, for Incidence.
+/// listOf: listOf(edge) gives the list of an edge; elementOf: elementOf(triangle) what to enter there.
+template <typename Access, typename ListOf, typename ElementOf>
+void linkTriangles_MT(std::size_t numVertices, const std::vector<NumberTriple>& vCorner, const TriangleEdges& edges,
+                      const Access& access, const ListOf& listOf, const ElementOf& elementOf) {
+    const VertexShares shares(numVertices, vCorner);
+    shares.forShares_MT([&](std::size_t i) {
+        const VertexShares::Share& share = shares.getShares()[i];
+        Access ownAccess = access;
+        shares.forEachTriangleOf(share, [&](std::size_t t) {
+            for (std::size_t k = 0; k < 3; ++k) {
+                if (share.has(vCorner[t][k]))
+                    Incidence::append(ownAccess, vCorner[t][k], static_cast<std::uint32_t>(3 * t + k));
+                if (share.has(endsOfEdge(vCorner[t], k).low)) listOf(edges.vOfTriangle[t][k]).push_back(elementOf(t));
+            }
+        });
+    });
+}
+
+/// Enters all edges of a mesh in its index, at their lower vertices; those of hubs, which are few, one by one.
+/// pairOf: pairOf(edge) gives the ends, for EdgeIndex.
+template <typename PairOf>
+void enterEdges_MT(const TriangleEdges& edges, EdgeIndex& index, const PairOf& pairOf) {
+    const std::vector<std::uint32_t>& vInOrder = edges.vInOrder;
+    const auto lowerEnd = [&](std::size_t i) { return edges.vEdge[vInOrder[i]].low; };
+    const auto atNextVertex = [&](std::size_t i) {
+        while (0 < i && i < vInOrder.size() && lowerEnd(i) == lowerEnd(i - 1))
+            ++i;
+        return i;
+    };
+    std::vector<char> vLeft(vInOrder.size(), 0);
+    const auto enterChunk = [&](std::size_t begin, std::size_t end) {
+        const std::size_t endOfLast = atNextVertex(end);
+        for (std::size_t i = atNextVertex(begin); i < endOfLast; ++i)
+            vLeft[i] = EdgeIndex::list(pairOf(vInOrder[i]), vInOrder[i]) ? 0 : 1;
+    };
+    forChunks_MT(vInOrder.size(), enterChunk, MIN_BULK);
+    std::size_t numListed = vInOrder.size();
+    for (std::size_t i = 0; i < vInOrder.size(); ++i) {
+        if (vLeft[i] == 0) continue;
+        index.insert(pairOf(vInOrder[i]), vInOrder[i]);
+        --numListed;
+    }
+    index.countListed(numListed);
+}
+
+}  // namespace TARN_KEL

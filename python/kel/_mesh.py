@@ -465,7 +465,8 @@ class Mesh:
         """An ``open3d.geometry.TriangleMesh``."""
         open3d = _package("open3d")
         return open3d.geometry.TriangleMesh(
-            open3d.utility.Vector3dVector(self.vertices), open3d.utility.Vector3iVector(self.triangles)
+            open3d.utility.Vector3dVector(self.vertices.copy()),  # it refuses arrays that can't be written
+            open3d.utility.Vector3iVector(self.triangles.copy()),
         )
 
     def to_pyvista(self) -> Any:

@@ -1,72 +1,26 @@
 // The functions of the C interface. Each checks its arguments, calls the library, and hands out what came of it.
 #include <kel_c.h>
 
-#include <atomic>
-#include <cmath>
 #include <cstring>
 #include <limits>
 #include <memory>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "CallFrame.h"
 #include "Progress.h"
 #include "RMesh.h"
+#include "cHandles.h"
 #include "cOptions.h"
-#include "fileFormats.h"
 #include "kel.h"
 #include "meshFlaws.h"
 
 using namespace TARN_KEL;
 
-struct kel_stop {
-    std::atomic<bool> bStop{false};
-};
-
-struct kel_points {
-    std::vector<Point3> vPoints;
-};
-
-struct kel_mesh {
-    MeshPtr pMesh;
-};
-
 namespace {
 
-// kel_points_data() shows points as the plain doubles that they are.
-static_assert(sizeof(Point3) == 3 * sizeof(double) && std::is_standard_layout_v<Point3>);
-
-// ---- Arguments ----------------------------------------------------------------------------------------------------------
-
-/// The object of a handle or pointer; null is an ArgumentError that names it.
-template <typename T>
-T& given(T* pArgument, const char* name) {
-    if (pArgument == nullptr) throw ArgumentError(std::string(name) + " is NULL");
-    return *pArgument;
-}
-
-const MeshPtr& meshOf(kel_mesh* mesh) {
-    return given(mesh, "mesh").pMesh;
-}
-
-/// wanted: completes "must be", such as "greater than 0".
-void requireNumber(bool bHolds, const char* name, double value, const char* wanted) {
-    if (!bHolds) throw ArgumentError(std::string(name) + " is " + toString(value) + ", but must be " + wanted);
-}
-
-void requirePositive(const char* name, double value) {
-    requireNumber(std::isfinite(value) && value > 0.0, name, value, "greater than 0");
-}
-
-void requireLength(const char* name, double value) {
-    requireNumber(std::isfinite(value) && value >= 0.0, name, value, "0 or greater");
-}
-
-void requireNoNaN(const char* name, double value) {
-    requireNumber(!std::isnan(value), name, value, "a number");
-}
+// ---- Arguments ---------------------------------------------------------------------------------------------------------
 
 /// Three positions for each triangle, all of them of vertices. Throws ArgumentError for others.
 std::vector<int> indicesOf(const kel_points& vertices, const int32_t* triangles, std::size_t numTriangles) {
@@ -102,11 +56,6 @@ auto runOptionsOf(const COptions& c, CallbackListener& listener) {
 
 // ---- Results ------------------------------------------------------------------------------------------------------------
 
-template <typename Handle, typename Content>
-void handOutNew(Content content, Handle** out) {
-    *out = new Handle{std::move(content)};
-}
-
 /// A mesh for the caller, or word that there is none.
 kel_status handOutMesh(MeshPtr pMesh, kel_mesh** out) {
     if (!pMesh) return KEL_NOTHING;
@@ -129,19 +78,6 @@ kel_status reportedRun(CReport* pOut, kel_mesh** out, const Run& run) {
         state.steps = std::move(report.vSteps);
         throw;
     }
-}
-
-/// What is read from a file, for the caller.
-template <typename Read>
-kel_status readPoints(const char* filename, kel_points** out, const Read& read) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        given(out, "out");
-        std::vector<Point3> vPoints;
-        if (!read(vPoints)) return KEL_BAD_FILE;
-        handOutNew(std::move(vPoints), out);
-        return KEL_OK;
-    });
 }
 
 /// A copy of numbers at any address and any distance from each other.
@@ -197,42 +133,6 @@ struct IndexedMesh {
     std::vector<int> vIndices;
 };
 
-// ---- Files --------------------------------------------------------------------------------------------------------------
-
-Precision precisionOf(int precision) {
-    switch (precision) {
-    case 0:
-        return Precision::AUTO;
-    case KEL_FLOAT32:
-        return Precision::FLOAT;
-    case KEL_FLOAT64:
-        return Precision::DOUBLE;
-    default:
-        throw ArgumentError("precision is " + toString(precision) + ", but must be 0, 4 or 8");
-    }
-}
-
-bool writePoints(std::string filename, const std::vector<Point3>& vPoints) {
-    const FileFormat& format = formatByName(filename);
-    if (format.extension == ".las") return writePoints_LAS(filename.c_str(), vPoints);
-    const bool bKnown = format.type == FT_ASCII || format.type == FT_BIN || format.type == FT_PLY || format.type == FT_LIST;
-    if (!bKnown)
-        throw ArgumentError("filename: points are written to .xyz, .txt, .asc, .bin, .ply, .las or .list, not to " +
-                            filename);
-    return writePoints_auto(filename, vPoints, false, format.type == FT_ASCII ? Precision::DOUBLE : Precision::AUTO);
-}
-
-bool writeMesh(const std::string& filename, const MeshPtr& pMesh, const kel_write_options& options) {
-    const Precision precision = precisionOf(options.precision);
-    const std::string_view extension = formatByName(filename).extension;
-    if (extension == ".obj") return toObj(pMesh, filename, precision, options.normals != 0);
-    if (extension == ".off") return toOff(pMesh, filename, precision);
-    if (extension == ".stl" && options.stl_binary != 0) return writeSTL_BIN(pMesh, filename);
-    if (extension != ".ply" && extension != ".stl" && extension != ".list")
-        throw ArgumentError("filename: a mesh is written to .ply, .stl, .obj, .off or .list, not to " + filename);
-    return writeMesh_auto(filename, pMesh, options.ascii != 0, precision);
-}
-
 }  // namespace
 
 // ---- Outcome, listening -------------------------------------------------------------------------------------------------
@@ -248,8 +148,11 @@ void kel_version(int* major, int* minor) {
     if (minor != nullptr) *minor = aVersion[1];
 }
 
-void kel_set_num_threads(int num_threads) {
-    setNumThreads(num_threads);
+kel_status kel_set_num_threads(int num_threads) {
+    return plainCall([&] {
+        requireThreads("num_threads", num_threads);
+        setNumThreads(num_threads);
+    });
 }
 
 void kel_set_progress(kel_progress progress, void* data) {
@@ -310,14 +213,11 @@ kel_status kel_points_create_strided(const void* data, kel_number number, size_t
 }
 
 kel_status kel_points_read(const char* filename, kel_points** points) {
-    return readPoints(filename, points, [&](std::vector<Point3>& vPoints) { return readPointFile(filename, vPoints); });
+    return kel_points_read_with(filename, nullptr, 0, points, nullptr, nullptr);
 }
 
 kel_status kel_points_write(const kel_points* points, const char* filename) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        return writePoints(filename, given(points, "points").vPoints) ? KEL_OK : KEL_BAD_FILE;
-    });
+    return kel_points_write_with(points, nullptr, filename);
 }
 
 size_t kel_points_count(const kel_points* points) {
@@ -361,6 +261,7 @@ kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_optio
         requireLength("spacing", c.spacing);
         requirePositive("factor", c.factor);
         requireNoNaN("min_piece_area", c.min_piece_area);
+        requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         ReconstructOptions run = runOptionsOf(c, listener);
         if (c.has_origin != 0) {
@@ -391,8 +292,14 @@ kel_status kel_corners_create(const kel_points* vertices, const int32_t* triangl
 }
 
 kel_status kel_corners_read(const char* filename, kel_points** corners) {
-    return readPoints(filename, corners,
-                      [&](std::vector<Point3>& vPoints) { return readTriangles_auto(filename, vPoints); });
+    return libraryCall([&] {
+        given(filename, "filename");
+        given(corners, "corners");
+        std::vector<Point3> vCorners;
+        if (!readTriangles_auto(filename, vCorners)) return KEL_BAD_FILE;
+        handOutNew(std::move(vCorners), corners);
+        return KEL_OK;
+    });
 }
 
 kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, kel_melt_report* report, kel_mesh** mesh) {
@@ -403,6 +310,7 @@ kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, 
         const kel_melt_options c = wholeOptions(options);
         requirePositive("spacing", c.spacing);
         requireNoNaN("feature_angle", c.feature_angle);
+        requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         const MeltOptions run = runOptionsOf(c, listener);
         return reportedRun<MeltReport>(report, mesh, [&](MeltReport* pReport) { return melt(vCorners, run, pReport); });
@@ -460,10 +368,7 @@ void kel_write_options_init(kel_write_options* options, size_t size) {
 }
 
 kel_status kel_mesh_write(kel_mesh* mesh, const char* filename, const kel_write_options* options) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        return writeMesh(filename, meshOf(mesh), wholeOptions(options)) ? KEL_OK : KEL_BAD_FILE;
-    });
+    return kel_mesh_write_with(mesh, nullptr, filename, options);
 }
 
 kel_status kel_mesh_sizes(kel_mesh* mesh, size_t* num_vertices, size_t* num_triangles) {
@@ -523,6 +428,28 @@ kel_status kel_mesh_count_crossings(kel_mesh* mesh, size_t* crossings) {
         *crossings = countSelfIntersections(meshOf(mesh));
         return KEL_OK;
     });
+}
+
+kel_status kel_mesh_list_crossings(kel_mesh* mesh, kel_pairs** pairs) {
+    return libraryCall([&] {
+        given(pairs, "pairs");
+        auto pPairs = std::make_unique<kel_pairs>();
+        countSelfIntersections(meshOf(mesh), pPairs->vPairs);
+        *pairs = pPairs.release();
+        return KEL_OK;
+    });
+}
+
+size_t kel_pairs_count(const kel_pairs* pairs) {
+    return pairs != nullptr ? pairs->vPairs.size() : 0;
+}
+
+const size_t* kel_pairs_data(const kel_pairs* pairs) {
+    return pairs != nullptr ? reinterpret_cast<const size_t*>(pairs->vPairs.data()) : nullptr;
+}
+
+void kel_pairs_free(kel_pairs* pairs) {
+    delete pairs;
 }
 
 // ---- Changing a mesh in place

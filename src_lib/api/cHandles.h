@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "CallFrame.h"
+#include "Progress.h"
 #include "kel.h"
 #include "tools.h"
 
@@ -81,6 +82,19 @@ inline void requireThreads(const char* name, int value) {
 template <typename Handle, typename Content>
 void handOutNew(Content content, Handle** out) {
     *out = new Handle{std::move(content)};
+}
+
+// ---- Runs ---------------------------------------------------------------------------------------------------------------
+
+/// A run of which nothing is known until its end, which is all that it reports. Returns what work() returns.
+template <typename Work>
+auto oneStepRun(const char* name, const Work& work) {
+    constexpr StepShare STEP{"all", 1.0};
+    plantProgress(name, {&STEP, 1});
+    OwnRun run(true);
+    auto result = work();
+    run.close();
+    return result;
 }
 
 }  // namespace TARN_KEL

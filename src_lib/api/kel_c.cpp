@@ -425,7 +425,7 @@ kel_status kel_mesh_count_flaws(kel_mesh* mesh, kel_mesh_flaws* flaws) {
 kel_status kel_mesh_count_crossings(kel_mesh* mesh, size_t* crossings) {
     return libraryCall([&] {
         given(crossings, "crossings");
-        *crossings = countSelfIntersections(meshOf(mesh));
+        *crossings = oneStepRun("Crossings", [&] { return countSelfIntersections(meshOf(mesh)); });
         return KEL_OK;
     });
 }
@@ -434,7 +434,7 @@ kel_status kel_mesh_list_crossings(kel_mesh* mesh, kel_pairs** pairs) {
     return libraryCall([&] {
         given(pairs, "pairs");
         auto pPairs = std::make_unique<kel_pairs>();
-        countSelfIntersections(meshOf(mesh), pPairs->vPairs);
+        oneStepRun("Crossings", [&] { return countSelfIntersections(meshOf(mesh), pPairs->vPairs); });
         *pairs = pPairs.release();
         return KEL_OK;
     });

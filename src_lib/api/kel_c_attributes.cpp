@@ -234,7 +234,9 @@ kel_status kel_attributes_transfer(const kel_attributes* of_points, const kel_po
         given(of_vertices, "of_vertices");
         requireRows(columns, vPoints.size(), "points");
         requireLength("length", length);
-        handOutNew(transferAttributes(meshOf(mesh), vPoints, columns, length), of_vertices);
+        const MeshPtr& pMesh = meshOf(mesh);
+        handOutNew(oneStepRun("Attributes", [&] { return transferAttributes(pMesh, vPoints, columns, length); }),
+                   of_vertices);
         return KEL_OK;
     });
 }

@@ -117,6 +117,10 @@ kel_status kel_points_create(const double* xyz, size_t num_points, kel_points** 
 kel_status kel_points_create_strided(const void* data, kel_number number, size_t num_points, ptrdiff_t row_stride,
                                      ptrdiff_t column_stride, kel_points** points);
 
+/// Points that lie where they are, at x, y, z, x, y, z, ...: they must stay there, unchanged, until the handle is freed.
+/// Without this copy a run takes 24 bytes less for each point. xyz may be NULL when num_points is 0.
+kel_status kel_points_borrow(const double* xyz, size_t num_points, kel_points** points);
+
 /// As readPointFile(): points from a file of any format that has some.
 kel_status kel_points_read(const char* filename, kel_points** points);
 

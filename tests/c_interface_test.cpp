@@ -364,6 +364,38 @@ TEST(CInterface, takesPointsFromAnyLayout) {
     EXPECT_EQ(std::memcmp(kel_points_data(points.get()), aPlain, sizeof aPlain), 0);
 }
 
+TEST(CInterface, doesWithBorrowedPointsWhatItDoesWithItsOwn) {
+    const TempFolder folder;
+    const std::vector<Point3> vPoints = scanWithFaults(1500);
+    const Points own = pointsOf(vPoints);
+    kel_points* pOut = nullptr;
+    const auto* const pNumbers = reinterpret_cast<const double*>(vPoints.data());
+    ASSERT_EQ(kel_points_borrow(pNumbers, vPoints.size(), &pOut), KEL_OK);
+    const Points borrowed(pOut, kel_points_free);
+    EXPECT_EQ(kel_points_data(borrowed.get()), pNumbers);
+    EXPECT_EQ(kel_points_count(borrowed.get()), vPoints.size());
+    const Attributes columns = attributesOf(TARN_TEST::oneOfEachType(vPoints.size()));
+    const auto resultsOf = [&](const Points& points) {
+        const CMeshPtr mesh = meshOf(points);
+        std::vector<Arrays> vArrays{arraysOf(mesh.get())};
+        EXPECT_EQ(kel_mesh_fit(mesh.get(), points.get(), nullptr, nullptr), KEL_OK);
+        vArrays.push_back(arraysOf(mesh.get()));
+        kel_attributes* pAttributes = nullptr;
+        EXPECT_EQ(kel_attributes_transfer(columns.get(), points.get(), mesh.get(), 0.0, &pAttributes), KEL_OK);
+        kel_column column;
+        EXPECT_EQ(kel_attributes_column(pAttributes, 9, &column), KEL_OK);
+        const auto* const pValues = static_cast<const double*>(column.values);
+        vArrays.push_back({std::vector<double>(pValues, pValues + column.rows), {}});
+        kel_attributes_free(pAttributes);
+        EXPECT_EQ(kel_points_write(points.get(), folder.path("a.xyz").c_str()), KEL_OK);
+        double spacing = 0.0;
+        EXPECT_EQ(kel_spacing(points.get(), &spacing), KEL_OK);
+        vArrays.push_back({{spacing}, {static_cast<int>(folder.read("a.xyz").size())}});
+        return vArrays;
+    };
+    EXPECT_EQ(resultsOf(borrowed), resultsOf(own));
+}
+
 TEST(CInterface, copiesAndRestoresAMeshToTheBit) {
     kel_reconstruct_options raw;
     kel_reconstruct_options_init(&raw, sizeof raw);
@@ -681,6 +713,11 @@ TEST(CInterface, namesTheArgumentThatCannotBe) {
         {"stop", [] { return kel_stop_create(nullptr); }},
         {"points", [] { return kel_points_create(nullptr, 0, nullptr); }},
         {"data", [&] { return kel_points_create(nullptr, 1, &pOut); }},
+        {"xyz is NULL", [&] { return kel_points_borrow(nullptr, 1, &pOut); }},
+        {"aligned",
+         [&] {
+             return kel_points_borrow(reinterpret_cast<const double*>(reinterpret_cast<char*>(&spacing) + 1), 1, &pOut);
+         }},
         {"number", [&] { return kel_points_create_strided(&spacing, static_cast<kel_number>(2), 1, 0, 0, &pOut); }},
         {"filename", [&] { return kel_points_read(nullptr, &pOut); }},
         {"filename", [&] { return kel_points_write(pPoints, nullptr); }},

@@ -8,6 +8,7 @@
 #include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
@@ -28,6 +29,13 @@ using PointsHandle = std::shared_ptr<const kel_points>;
 class Points {
 public:
     explicit Points(kel_points* pThePoints) : pPoints(pThePoints, kel_points_free) {}
+    /// Points that lie in an array of Python's, which lives as long as they do. The last to use them may be a helper.
+    Points(kel_points* pThePoints, py::array array)
+        : pPoints(pThePoints, [pArray = array.release()](kel_points* p) {
+              kel_points_free(p);
+              const py::gil_scoped_acquire acquired;
+              pArray.dec_ref();
+          }) {}
     const PointsHandle& handle() const { return pPoints; }
     const kel_points* get() const { return pPoints.get(); }
 
@@ -144,8 +152,23 @@ auto madeDirectly(const Make& make) {
 
 // ---- Arrays -------------------------------------------------------------------------------------------------------------
 
-/// array: n x 3 numbers in single or double precision, in any layout.
+/// Whether the library can use the numbers of an array where they lie.
+bool isPlain(const py::array& array) {
+    const bool bAligned = reinterpret_cast<std::uintptr_t>(array.data()) % alignof(double) == 0;
+    return array.itemsize() == sizeof(double) && (array.flags() & py::array::c_style) != 0 && bAligned;
+}
+
+Points borrowed(const py::array& array) {
+    kel_points* pPoints = nullptr;
+    const auto numPoints = static_cast<size_t>(array.shape(0));
+    const auto* const pData = static_cast<const double*>(array.data());
+    callDirectly([&] { return kel_points_borrow(pData, numPoints, &pPoints); });
+    return {pPoints, array};
+}
+
+/// array: n x 3 numbers in single or double precision, in any layout. Not copied where the layout is the library's own.
 Points pointsOf(const py::array& array) {
+    if (isPlain(array)) return borrowed(array);
     const kel_number number = array.itemsize() == 4 ? KEL_FLOAT32 : KEL_FLOAT64;
     const void* pData = array.data();
     const auto numPoints = static_cast<size_t>(array.shape(0));

@@ -2,6 +2,7 @@
 
 import copy
 import pickle
+import sys
 
 import numpy as np
 import pytest
@@ -52,6 +53,24 @@ def test_single_precision_and_integers_are_taken_as_they_are(points):
     assert same(kel.reconstruct(single[:, ::-1]), kel.reconstruct(single[:, ::-1].astype(np.float64)))
     grid = np.round(points * 1000).astype(np.int16)
     assert kel.spacing(grid) == kel.spacing(grid.astype(np.float64))
+
+
+def test_plain_arrays_are_used_where_they_lie(points):
+    read_only = points.copy()
+    read_only.flags.writeable = False
+    unaligned = np.zeros(points.nbytes + 1, dtype=np.uint8)[1:].view(np.float64).reshape(points.shape)
+    for array, shared in (
+        (points, True), (read_only, True), (points[5:], True), (points.astype(np.float32), False),
+        (np.asfortranarray(points), False), (points[::2], False), (points[:, ::-1], False), (unaligned, False),
+        (points.astype(">f8"), False),
+    ):  # fmt: skip
+        held = kel._arrays.points(array)
+        assert np.shares_memory(held.array(), array) == shared
+        before = sys.getrefcount(array)
+        held = None
+        assert sys.getrefcount(array) == before - shared
+    held = kel._arrays.points(points.copy())
+    assert np.array_equal(held.array(), points)
 
 
 def test_points_are_not_changed_and_not_kept(points):

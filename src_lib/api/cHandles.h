@@ -5,6 +5,7 @@
 
 #include <atomic>
 #include <cmath>
+#include <span>
 #include <string>
 #include <type_traits>
 #include <utility>
@@ -20,7 +21,13 @@ struct kel_stop {
 };
 
 struct kel_points {
-    std::vector<TARN_KEL::Point3> vPoints;
+    explicit kel_points(std::vector<TARN_KEL::Point3> vPoints) : vOwn(std::move(vPoints)), points(vOwn) {}
+    explicit kel_points(std::span<const TARN_KEL::Point3> theirs) : points(theirs) {}
+    kel_points(const kel_points&) = delete;
+    kel_points& operator=(const kel_points&) = delete;
+
+    const std::vector<TARN_KEL::Point3> vOwn;  // empty when they are borrowed
+    const std::span<const TARN_KEL::Point3> points;
 };
 
 struct kel_mesh {
@@ -76,6 +83,23 @@ inline void requireNoNaN(const char* name, double value) {
 inline void requireThreads(const char* name, int value) {
     requireNumber(value >= 0, name, value, "0 or greater");
 }
+
+/// Points as a vector, for the functions that take no other: the own ones, or a copy of borrowed ones.
+class PointVector {
+public:
+    explicit PointVector(const kel_points& handle)
+        : pOwn(handle.vOwn.empty() ? nullptr : &handle.vOwn), vCopy(copied(handle)) {}
+    const std::vector<Point3>& get() const { return pOwn != nullptr ? *pOwn : vCopy; }
+
+private:
+    static std::vector<Point3> copied(const kel_points& handle) {
+        if (!handle.vOwn.empty()) return {};
+        return {handle.points.begin(), handle.points.end()};
+    }
+
+    const std::vector<Point3>* const pOwn;
+    const std::vector<Point3> vCopy;
+};
 
 // ---- Results ------------------------------------------------------------------------------------------------------------
 

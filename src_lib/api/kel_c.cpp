@@ -1,9 +1,11 @@
 // The functions of the C interface. Each checks its arguments, calls the library, and hands out what came of it.
 #include <kel_c.h>
 
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -15,6 +17,7 @@
 #include "cOptions.h"
 #include "kel.h"
 #include "meshFlaws.h"
+#include "spanRuns.h"
 
 using namespace TARN_KEL;
 
@@ -28,17 +31,16 @@ std::vector<int> indicesOf(const kel_points& vertices, const int32_t* triangles,
     if (numTriangles > 0) given(triangles, "triangles");
     std::vector<int> vIndices(triangles, triangles + 3 * numTriangles);
     for (std::size_t i = 0; i < vIndices.size(); ++i)
-        if (vIndices[i] < 0 || static_cast<std::size_t>(vIndices[i]) >= vertices.vPoints.size())
+        if (vIndices[i] < 0 || static_cast<std::size_t>(vIndices[i]) >= vertices.points.size())
             throw ArgumentError("triangles: triangle " + toString(i / 3) + " has vertex " + toString(vIndices[i]) + " of " +
-                                toString(vertices.vPoints.size()));
+                                toString(vertices.points.size()));
     return vIndices;
 }
 
-const std::vector<Point3>& cornersOf(const kel_points* corners) {
-    const std::vector<Point3>& vCorners = given(corners, "corners").vPoints;
-    if (vCorners.size() % 3 != 0)
-        throw ArgumentError("corners: their number is " + toString(vCorners.size()) + ", which isn't a multiple of three");
-    return vCorners;
+const kel_points& cornersOf(const kel_points* corners) {
+    const std::size_t num = given(corners, "corners").points.size();
+    if (num % 3 != 0) throw ArgumentError("corners: their number is " + toString(num) + ", which isn't a multiple of three");
+    return *corners;
 }
 
 KeepOptions keepOf(const kel_keep_options* keep) {
@@ -98,14 +100,14 @@ std::vector<Point3> copiedPoints(const char* pData, std::size_t numPoints, std::
 }
 
 /// The mesh of vertices and triangles as they are. The vertices that no triangle has are left out.
-MeshPtr exactMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double side) {
+MeshPtr exactMesh(std::span<const Point3> places, const std::vector<int>& vIndices, double side) {
     auto pRMesh = std::make_unique<RMesh>(side);
-    std::vector<char> vUsed(vVertices.size(), 0);
+    std::vector<char> vUsed(places.size(), 0);
     for (const int i : vIndices)
         vUsed[static_cast<std::size_t>(i)] = 1;
-    std::vector<Point3*> vVtx(vVertices.size(), nullptr);
-    for (std::size_t i = 0; i < vVertices.size(); ++i)
-        if (vUsed[i] != 0) vVtx[i] = pRMesh->createVertexApart(vVertices[i]);
+    std::vector<Point3*> vVtx(places.size(), nullptr);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        if (vUsed[i] != 0) vVtx[i] = pRMesh->createVertexApart(places[i]);
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3)
         pRMesh->createT(vVtx[static_cast<std::size_t>(vIndices[i])], vVtx[static_cast<std::size_t>(vIndices[i + 1])],
                         vVtx[static_cast<std::size_t>(vIndices[i + 2])]);
@@ -114,14 +116,14 @@ MeshPtr exactMesh(const std::vector<Point3>& vVertices, const std::vector<int>& 
     return pMesh;
 }
 
-void requireExact(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices) {
+void requireExact(std::span<const Point3> places, const std::vector<int>& vIndices) {
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
         const int a = vIndices[i], b = vIndices[i + 1], c = vIndices[i + 2];
         if (a == b || b == c || c == a)
             throw ArgumentError("triangles: triangle " + toString(i / 3) + " has a corner twice");
     }
     for (const int i : vIndices)
-        if (!isFinitePoint(vVertices[static_cast<std::size_t>(i)]))
+        if (!isFinitePoint(places[static_cast<std::size_t>(i)]))
             throw ArgumentError("vertices: vertex " + toString(i) + " isn't finite");
 }
 
@@ -212,6 +214,15 @@ kel_status kel_points_create_strided(const void* data, kel_number number, size_t
     });
 }
 
+kel_status kel_points_borrow(const double* xyz, size_t num_points, kel_points** points) {
+    return plainCall([&] {
+        given(points, "points");
+        if (num_points > 0) require(xyz != nullptr, "xyz is NULL");
+        require(reinterpret_cast<std::uintptr_t>(xyz) % alignof(double) == 0, "xyz isn't aligned");
+        handOutNew(std::span(reinterpret_cast<const Point3*>(xyz), num_points), points);
+    });
+}
+
 kel_status kel_points_read(const char* filename, kel_points** points) {
     return kel_points_read_with(filename, nullptr, 0, points, nullptr, nullptr);
 }
@@ -221,11 +232,11 @@ kel_status kel_points_write(const kel_points* points, const char* filename) {
 }
 
 size_t kel_points_count(const kel_points* points) {
-    return points != nullptr ? points->vPoints.size() : 0;
+    return points != nullptr ? points->points.size() : 0;
 }
 
 const double* kel_points_data(const kel_points* points) {
-    return points != nullptr ? reinterpret_cast<const double*>(points->vPoints.data()) : nullptr;
+    return points != nullptr ? reinterpret_cast<const double*>(points->points.data()) : nullptr;
 }
 
 void kel_points_free(kel_points* points) {
@@ -234,9 +245,10 @@ void kel_points_free(kel_points* points) {
 
 kel_status kel_spacing(const kel_points* points, double* spacing) {
     return libraryCall([&] {
-        std::vector<Point3> vPoints = given(points, "points").vPoints;
+        const std::span<const Point3> theirs = given(points, "points").points;
         given(spacing, "spacing");
         const OwnRun run(true);  // the estimate leaves its progress open
+        std::vector<Point3> vPoints(theirs.begin(), theirs.end());
         const double estimated = estimateAvgSpacing(vPoints);
         if (estimated < 0.0) return KEL_NOTHING;
         *spacing = estimated;
@@ -254,7 +266,7 @@ void kel_reconstruct_options_init(kel_reconstruct_options* options, size_t size)
 kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_options* options, kel_reconstruct_report* report,
                            kel_mesh** mesh) {
     return libraryCall([&] {
-        const std::vector<Point3>& vPoints = given(points, "points").vPoints;
+        const std::span<const Point3> theirs = given(points, "points").points;
         given(mesh, "mesh");
         requireSize(report);
         const kel_reconstruct_options c = wholeOptions(options);
@@ -269,7 +281,7 @@ kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_optio
             require(isFinitePoint(*run.origin), "origin isn't finite");
         }
         return reportedRun<ReconstructReport>(
-            report, mesh, [&](ReconstructReport* pReport) { return reconstruct(vPoints, run, pReport); });
+            report, mesh, [&](ReconstructReport* pReport) { return reconstructSpan(theirs, run, pReport); });
     });
 }
 
@@ -281,12 +293,12 @@ kel_status kel_corners_create(const kel_points* vertices, const int32_t* triangl
                               kel_points** corners) {
     return plainCall([&] {
         given(corners, "corners");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
+        const std::span<const Point3> places = given(vertices, "vertices").points;
         std::vector<Point3> vCorners;
         const std::vector<int> vIndices = indicesOf(*vertices, triangles, num_triangles);
         vCorners.reserve(vIndices.size());
         for (const int i : vIndices)
-            vCorners.push_back(vVertices[static_cast<std::size_t>(i)]);
+            vCorners.push_back(places[static_cast<std::size_t>(i)]);
         handOutNew(std::move(vCorners), corners);
     });
 }
@@ -304,7 +316,7 @@ kel_status kel_corners_read(const char* filename, kel_points** corners) {
 
 kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, kel_melt_report* report, kel_mesh** mesh) {
     return libraryCall([&] {
-        const std::vector<Point3>& vCorners = cornersOf(corners);
+        const kel_points& own = cornersOf(corners);
         given(mesh, "mesh");
         requireSize(report);
         const kel_melt_options c = wholeOptions(options);
@@ -313,16 +325,19 @@ kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, 
         requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         const MeltOptions run = runOptionsOf(c, listener);
-        return reportedRun<MeltReport>(report, mesh, [&](MeltReport* pReport) { return melt(vCorners, run, pReport); });
+        const PointVector vCorners(own);
+        return reportedRun<MeltReport>(report, mesh,
+                                       [&](MeltReport* pReport) { return melt(vCorners.get(), run, pReport); });
     });
 }
 
 kel_status kel_cloud(const kel_points* corners, double spacing, double feature_angle, kel_points** points) {
     return libraryCall([&] {
-        std::vector<Point3> vCorners = cornersOf(corners), vPoints;
+        const std::span<const Point3> theirs = cornersOf(corners).points;
         given(points, "points");
         requirePositive("spacing", spacing);
         requireNoNaN("feature_angle", feature_angle);
+        std::vector<Point3> vCorners(theirs.begin(), theirs.end()), vPoints;
         toCloud(vCorners, spacing, feature_angle, vPoints);
         if (vPoints.empty()) return KEL_NOTHING;
         handOutNew(std::move(vPoints), points);
@@ -337,8 +352,8 @@ kel_status kel_mesh_create(const kel_points* vertices, const int32_t* triangles,
                            kel_mesh** mesh) {
     return libraryCall([&] {
         given(mesh, "mesh");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
-        return handOutMesh(makeMesh(vVertices, indicesOf(*vertices, triangles, num_triangles), 0.0, join != 0), mesh);
+        const PointVector vVertices(given(vertices, "vertices"));
+        return handOutMesh(makeMesh(vVertices.get(), indicesOf(*vertices, triangles, num_triangles), 0.0, join != 0), mesh);
     });
 }
 
@@ -346,11 +361,11 @@ kel_status kel_mesh_restore(const kel_points* vertices, const int32_t* triangles
                             kel_mesh** mesh) {
     return libraryCall([&] {
         given(mesh, "mesh");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
+        const std::span<const Point3> places = given(vertices, "vertices").points;
         requireLength("side", side);
         const std::vector<int> vIndices = indicesOf(*vertices, triangles, num_triangles);
-        requireExact(vVertices, vIndices);
-        return handOutMesh(exactMesh(vVertices, vIndices, side), mesh);
+        requireExact(places, vIndices);
+        return handOutMesh(exactMesh(places, vIndices, side), mesh);
     });
 }
 
@@ -483,7 +498,7 @@ kel_status kel_mesh_fit(kel_mesh* mesh, const kel_points* points, const kel_fit_
     return libraryCall([&] {
         const kel_fit_options c = wholeOptions(options);
         requireLength("cell_edge", c.cell_edge);
-        const FitReport done = fit(meshOf(mesh), given(points, "points").vPoints, optionsOf(c));
+        const FitReport done = fitSpan(meshOf(mesh), given(points, "points").points, optionsOf(c));
         if (report != nullptr) *report = figuresOf<kel_fit_report>(done);
         return KEL_OK;
     });

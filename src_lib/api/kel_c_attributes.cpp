@@ -230,12 +230,12 @@ kel_status kel_attributes_transfer(const kel_attributes* of_points, const kel_po
                                    kel_attributes** of_vertices) {
     return libraryCall([&] {
         const PointAttributes& columns = given(of_points, "of_points").columns;
-        const std::vector<Point3>& vPoints = given(points, "points").vPoints;
         given(of_vertices, "of_vertices");
-        requireRows(columns, vPoints.size(), "points");
+        requireRows(columns, given(points, "points").points.size(), "points");
         requireLength("length", length);
         const MeshPtr& pMesh = meshOf(mesh);
-        handOutNew(oneStepRun("Attributes", [&] { return transferAttributes(pMesh, vPoints, columns, length); }),
+        const PointVector vPoints(*points);
+        handOutNew(oneStepRun("Attributes", [&] { return transferAttributes(pMesh, vPoints.get(), columns, length); }),
                    of_vertices);
         return KEL_OK;
     });
@@ -249,12 +249,12 @@ kel_status kel_points_read_with(const char* filename, const int* classes, size_t
         given(filename, "filename");
         given(points, "points");
         const std::vector<int> vClasses = classesOf(filename, classes, num_classes);
-        auto pPoints = std::make_unique<kel_points>();
+        std::vector<Point3> vPoints;
         auto pAttributes = attributes != nullptr ? std::make_unique<kel_attributes>() : nullptr;
         PointAttributes* const pColumns = pAttributes ? &pAttributes->columns : nullptr;
         std::size_t numOthers = 0;
-        if (!readScan(filename, vClasses, pPoints->vPoints, numOthers, pColumns)) return KEL_BAD_FILE;
-        *points = pPoints.release();
+        if (!readScan(filename, vClasses, vPoints, numOthers, pColumns)) return KEL_BAD_FILE;
+        handOutNew(std::move(vPoints), points);
         if (attributes != nullptr) *attributes = pAttributes.release();
         if (num_others != nullptr) *num_others = numOthers;
         return KEL_OK;
@@ -264,10 +264,9 @@ kel_status kel_points_read_with(const char* filename, const int* classes, size_t
 kel_status kel_points_write_with(const kel_points* points, const kel_attributes* attributes, const char* filename) {
     return libraryCall([&] {
         given(filename, "filename");
-        const std::vector<Point3>& vPoints = given(points, "points").vPoints;
         const PointAttributes& columns = columnsOf(attributes);
-        requireRows(columns, vPoints.size(), "points");
-        return writePoints(filename, vPoints, columns) ? KEL_OK : KEL_BAD_FILE;
+        requireRows(columns, given(points, "points").points.size(), "points");
+        return writePoints(filename, PointVector(*points).get(), columns) ? KEL_OK : KEL_BAD_FILE;
     });
 }
 

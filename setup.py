@@ -5,6 +5,7 @@ pybind11, CMake and a C++20 compiler must be installed; nothing is fetched.
 import os
 import pathlib
 import re
+import shlex
 import subprocess
 import sys
 
@@ -36,6 +37,7 @@ class CMakeBuild(build_ext):
             "Python_EXECUTABLE": sys.executable,
         }
         configure = ["cmake", "-S", str(ROOT), "-B", str(build)] + [f"-D{name}={value}" for name, value in options.items()]
+        configure += shlex.split(os.environ.get("CMAKE_ARGS", ""))  # last, so that they have the last word
         jobs = self.parallel or os.environ.get("CMAKE_BUILD_PARALLEL_LEVEL") or len(os.sched_getaffinity(0))
         subprocess.run(configure, check=True)
         subprocess.run(["cmake", "--build", str(build), "--target", "kel_python", "--parallel", str(jobs)], check=True)

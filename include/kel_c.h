@@ -13,8 +13,9 @@
 /// What the functions do is described in the C++ headers in kel/, under the names that the comments here give. Lengths are
 /// in the unit of the points, angles in degrees.
 ///
-/// Handles: kel_points, kel_mesh and kel_stop belong to the caller, who frees them; the functions that free accept NULL.
-/// Results are written through the last argument, only where the status is KEL_OK. A handle serves one thread at a time,
+/// Handles: kel_points, kel_mesh, kel_attributes, kel_pairs and kel_stop belong to the caller, who frees them; the functions
+/// that free accept NULL.
+/// Results are written through the last arguments, only where the status is KEL_OK. A handle serves one thread at a time,
 /// except kel_stop. Different handles may be used on different threads.
 ///
 /// Options: NULL stands for the defaults. Otherwise call the function that ends with _init on a struct, with its size, and
@@ -59,12 +60,12 @@ const char* kel_last_error(void);
 void kel_version(int* major, int* minor);
 
 /// As setNumThreads(): how many threads the library uses in the whole process; 0 for one per processor.
-void kel_set_num_threads(int num_threads);
+kel_status kel_set_num_threads(int num_threads);
 
 /* ---- Listening ----------------------------------------------------------------------------------------------------------
  */
 
-/// Hears the progress of a run some 30 to 200 times, on the thread of the run.
+/// Hears the progress of a run some 30 to 200 times, on the thread of the run; of crossings and of columns only the end.
 ///
 /// name is the kind of run, such as "Reconstruct"; fraction goes from 0.0 to 1.0; data is what was given with the function.
 /// Any return value but 0 ends the run, which returns KEL_STOPPED. From here meshes can't be looked at or changed, and no
@@ -116,6 +117,10 @@ kel_status kel_points_create(const double* xyz, size_t num_points, kel_points** 
 kel_status kel_points_create_strided(const void* data, kel_number number, size_t num_points, ptrdiff_t row_stride,
                                      ptrdiff_t column_stride, kel_points** points);
 
+/// Points that lie where they are, at x, y, z, x, y, z, ...: they must stay there, unchanged, until the handle is freed.
+/// Without this copy a run takes 24 bytes less for each point. xyz may be NULL when num_points is 0.
+kel_status kel_points_borrow(const double* xyz, size_t num_points, kel_points** points);
+
 /// As readPointFile(): points from a file of any format that has some.
 kel_status kel_points_read(const char* filename, kel_points** points);
 
@@ -129,6 +134,71 @@ size_t kel_points_count(const kel_points* points);
 const double* kel_points_data(const kel_points* points);
 /// Frees points.
 void kel_points_free(kel_points* points);
+
+/* ---- What points carry ------------------------------------------------------------------------------------------------ */
+
+/// As PointAttributes: columns with different names and a row for each point, or for each vertex of a mesh.
+typedef struct kel_attributes kel_attributes;
+
+/// The numbers of a column, as AttributeValues.
+typedef enum kel_type {
+    KEL_TYPE_INT8 = 0,
+    KEL_TYPE_UINT8 = 1,
+    KEL_TYPE_INT16 = 2,
+    KEL_TYPE_UINT16 = 3,
+    KEL_TYPE_INT32 = 4,
+    KEL_TYPE_UINT32 = 5,
+    KEL_TYPE_INT64 = 6,
+    KEL_TYPE_UINT64 = 7,
+    KEL_TYPE_FLOAT32 = 8,
+    KEL_TYPE_FLOAT64 = 9
+} kel_type;
+
+/// What the numbers of a column mean, as AttributeKind: its name and its type tell, see PointAttributes.
+typedef enum kel_kind {
+    KEL_KIND_NUMBER = 0,  ///< Anything else.
+    KEL_KIND_COLOUR = 1,  ///< A channel of a colour.
+    KEL_KIND_NORMAL = 2,  ///< A component of a direction.
+    KEL_KIND_CLASS = 3    ///< A name in the form of a number.
+} kel_kind;
+
+/// A column.
+typedef struct kel_column {
+    const char* name;              ///< Not empty.
+    kel_type type;                 ///< Of the values.
+    kel_kind kind;                 ///< An answer only: kel_attributes_set() doesn't look at it.
+    size_t rows;                   ///< The number of values.
+    const void* values;            ///< As many numbers of the type. May be NULL without rows.
+    const unsigned char* missing;  ///< For each value whether nobody knows it; NULL when all are known. An answer has NULL
+                                   ///< for floating point numbers: there, those that aren't known are NaN.
+} kel_column;
+
+/// Makes attributes without a column.
+kel_status kel_attributes_create(kel_attributes** attributes);
+/// Frees attributes.
+void kel_attributes_free(kel_attributes* attributes);
+/// The number of columns; 0 for NULL.
+size_t kel_attributes_count(const kel_attributes* attributes);
+
+/// Shows a column, from 0, in their order. What it points to is valid until the attributes are changed or freed. Cost: O(n)
+/// for a colour of floating point numbers, else O(1).
+kel_status kel_attributes_column(const kel_attributes* attributes, size_t index, kel_column* column);
+
+/// Adds a column, in place of one of that name. All is copied. It must have as many rows as the other columns.
+kel_status kel_attributes_set(kel_attributes* attributes, const kel_column* column);
+
+/// As readPointFile() and readPoints_LAS(): points with what they carry.
+///
+/// classes: of the points to be read, each from 0 to 255, for a LAS file; NULL and 0 for all. attributes may be NULL:
+/// columns aren't read then. num_others, which may be NULL: how many points are of other classes.
+kel_status kel_points_read_with(const char* filename, const int* classes, size_t num_classes, kel_points** points,
+                                kel_attributes** attributes, size_t* num_others);
+
+/// As kel_points_write(), with what the points carry: all of it in a .ply, and what writePoints_LAS() says in a .las. A
+/// warning names columns that the file can't hold. attributes may be NULL; else they have a row for each point.
+kel_status kel_points_write_with(const kel_points* points, const kel_attributes* attributes, const char* filename);
+
+/* ---- Spacing ---------------------------------------------------------------------------------------------------------- */
 
 /// As estimateAvgSpacing(): the mean spacing of points.
 kel_status kel_spacing(const kel_points* points, double* spacing);
@@ -323,6 +393,19 @@ void kel_write_options_init(kel_write_options* options, size_t size);
 /// was.
 kel_status kel_mesh_write(kel_mesh* mesh, const char* filename, const kel_write_options* options);
 
+/// As kel_mesh_write(), with what the vertices carry: all of it in a .ply, colours and normals in an .obj. A warning names
+/// columns that the file can't hold. of_vertices may be NULL; else they have a row for each vertex of kel_mesh_arrays().
+kel_status kel_mesh_write_with(kel_mesh* mesh, const kel_attributes* of_vertices, const char* filename,
+                               const kel_write_options* options);
+
+/// As transferAttributes(): gives the vertices of a mesh what the points carry of which it was made. For the mesh as it is:
+/// after each change of it they are another set.
+///
+/// of_points: a row for each point. length: how far a point may be from its vertex, such as the cell_edge of the report; 0
+/// for the mean length of the edges. of_vertices: new, a row for each vertex of kel_mesh_arrays().
+kel_status kel_attributes_transfer(const kel_attributes* of_points, const kel_points* points, kel_mesh* mesh, double length,
+                                   kel_attributes** of_vertices);
+
 /// How many vertices and triangles a mesh has. Cost: O(n). Both pointers may be NULL.
 kel_status kel_mesh_sizes(kel_mesh* mesh, size_t* num_vertices, size_t* num_triangles);
 
@@ -344,6 +427,20 @@ kel_status kel_mesh_count_flaws(kel_mesh* mesh, kel_mesh_flaws* flaws);
 
 /// As countSelfIntersections().
 kel_status kel_mesh_count_crossings(kel_mesh* mesh, size_t* crossings);
+
+/// Pairs of numbers, in an order.
+typedef struct kel_pairs kel_pairs;
+
+/// As countSelfIntersections() with pairs: which triangles pass through each other, as positions in the triangles of
+/// kel_mesh_arrays(), the smaller one first. The pairs are sorted.
+kel_status kel_mesh_list_crossings(kel_mesh* mesh, kel_pairs** pairs);
+
+/// The number of pairs; 0 for NULL.
+size_t kel_pairs_count(const kel_pairs* pairs);
+/// Two numbers for each pair; valid until the pairs are freed. NULL for NULL.
+const size_t* kel_pairs_data(const kel_pairs* pairs);
+/// Frees pairs.
+void kel_pairs_free(kel_pairs* pairs);
 
 /* ---- Changing a mesh in place
  * ---------------------------------------------------------------------------------------------- */

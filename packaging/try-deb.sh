@@ -10,12 +10,23 @@ root=$PWD/root
 rm -rf "$root"
 debootstrap --variant=minbase bookworm "$root" "$mirror" >debootstrap.log
 inside() { chroot "$root" env DEBIAN_FRONTEND=noninteractive PYTHONDONTWRITEBYTECODE=1 "$@"; }
-listing() { (cd "$root" && find usr etc -path usr/share/doc -prune -o -print | grep -i 'kel' | sort) || true; }
+# All files of the system, but for those of the package manager, of this script and of the kernel.
+listing() {
+    (cd "$root" && find . -path ./proc -prune -o -path ./sys -prune -o -path ./tmp -prune -o -path ./var/cache -prune -o \
+        -path ./var/log -prune -o -path ./var/lib/apt -prune -o -path ./var/lib/dpkg -prune -o -print | sort)
+}
 
-before=$(listing)
 cp ./*.deb "$root/tmp/"
 inside apt-get update -qq
-inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/*.deb pkg-config gcc libc6-dev >/tmp/install.log 2>&1 || { tail /tmp/install.log; exit 1; }'
+# What the packages need comes first, and stays: all that is new afterwards is theirs.
+needs=$(for deb in ./*.deb; do dpkg-deb --field "$deb" Depends; done | tr ',' '\n' | grep -v kel | paste -sd ,)
+installed() {
+    inside apt-get "$@" -y -qq --no-install-recommends >install.log 2>&1 || { tail install.log; exit 1; }
+}
+installed install pkg-config gcc libc6-dev
+installed satisfy "$needs"
+before=$(listing)
+inside sh -c 'apt-get install -y -qq --no-install-recommends /tmp/*.deb >/tmp/install.log 2>&1 || { tail /tmp/install.log; exit 1; }'
 
 echo "The program:"
 inside kel scan sphere /tmp/scan.xyz --points 5000
@@ -33,10 +44,15 @@ cp ../../examples/mesh_of_points.c "$root/tmp/"
 inside sh -c 'cc -std=c99 -pedantic /tmp/mesh_of_points.c -o /tmp/example $(pkg-config --cflags --libs kel) -lm && /tmp/example' | tail -1
 
 inside sh -c 'apt-get purge -y -qq kel libkel-dev libkel1.12 python3-kel >/dev/null 2>&1'
-after=$(listing)
-if [ "$before" != "$after" ]; then
-    echo "Left behind:" >&2
-    echo "$after" >&2
+# shellcheck disable=SC2016  # names of dpkg's
+if inside dpkg-query --show --showformat '${Package}: ${Status}\n' '*kel*' 2>/dev/null | grep -v not-installed; then
+    echo "These packages are left" >&2
+    exit 1
+fi
+printf '%s\n' "$before" >before.txt
+listing >after.txt
+if ! diff before.txt after.txt; then
+    echo "The packages left or took these" >&2
     exit 1
 fi
 rm -rf "$root"

@@ -13,6 +13,7 @@
 
 #include "kel.h"
 #include "support/TempFolder.h"
+#include "support/attributes.h"
 #include "support/capture.h"
 #include "support/points.h"
 
@@ -24,6 +25,7 @@ using TARN_TEST::Scan;
 using TARN_TEST::TempFolder;
 
 using Points = std::unique_ptr<kel_points, decltype(&kel_points_free)>;
+using Attributes = std::unique_ptr<kel_attributes, decltype(&kel_attributes_free)>;
 using CMeshPtr = std::unique_ptr<kel_mesh, decltype(&kel_mesh_free)>;
 
 Points pointsOf(const std::vector<Point3>& vPoints) {
@@ -70,6 +72,48 @@ MeshPtr quietly(const std::function<MeshPtr()>& run) {
     MeshPtr pMesh = run();
     TARN_KEL::setMessageSink(former);
     return pMesh;
+}
+
+kel_column inC(const TARN_KEL::AttributeColumn& column) {
+    const void* pValues = std::visit([](const auto& v) { return static_cast<const void*>(v.data()); }, column.values);
+    return {column.name.c_str(),
+            static_cast<kel_type>(column.values.index()),
+            KEL_KIND_NUMBER,
+            column.size(),
+            pValues,
+            column.vMissing.empty() ? nullptr : column.vMissing.data()};
+}
+
+Attributes attributesOf(const TARN_KEL::PointAttributes& attributes) {
+    kel_attributes* pAttributes = nullptr;
+    EXPECT_EQ(kel_attributes_create(&pAttributes), KEL_OK);
+    for (const TARN_KEL::AttributeColumn& column : attributes.vColumns) {
+        const kel_column c = inC(column);
+        EXPECT_EQ(kel_attributes_set(pAttributes, &c), KEL_OK) << kel_last_error();
+    }
+    return {pAttributes, kel_attributes_free};
+}
+
+/// What differs from the columns of C++, in kinds too; empty when nothing does.
+std::string difference(const kel_attributes* pAttributes, const TARN_KEL::PointAttributes& wanted) {
+    if (kel_attributes_count(pAttributes) != wanted.vColumns.size()) return "another number of columns";
+    TARN_KEL::PointAttributes columns;
+    for (std::size_t i = 0; i < wanted.vColumns.size(); ++i) {
+        kel_column c;
+        EXPECT_EQ(kel_attributes_column(pAttributes, i, &c), KEL_OK);
+        if (c.kind != static_cast<int>(wanted.kindOf(wanted.vColumns[i]))) return std::string(c.name) + ": another kind";
+        if (c.type != static_cast<int>(wanted.vColumns[i].values.index())) return std::string(c.name) + ": another type";
+        TARN_KEL::AttributeColumn column{c.name, wanted.vColumns[i].values, {}};
+        std::visit(
+            [&](auto& v) {
+                v.resize(c.rows);
+                std::memcpy(v.data(), c.values, c.rows * sizeof v[0]);
+            },
+            column.values);
+        if (c.missing != nullptr) column.vMissing.assign(c.missing, c.missing + c.rows);
+        columns.vColumns.push_back(column);
+    }
+    return TARN_TEST::difference(columns, wanted);
 }
 
 /// Some points of a ball, holes in it, and a few points around it.
@@ -187,6 +231,14 @@ TEST(CInterface, changesAMeshAsCppDoes) {
          [](MeshPtr p) { TARN_KEL::laplacianSmoothing(p, 2, Keep()); }},
         {"flip", [](kel_mesh* p) { return kel_mesh_flip(p, 0, nullptr); },
          [](MeshPtr p) { TARN_KEL::edgeFlips(p, Keep()); }},
+        {"raw flip",
+         [](kel_mesh* p) {
+             kel_keep_options o;
+             kel_keep_options_init(&o, sizeof o);
+             o.manifold = 0, o.no_crossings = 0;
+             return kel_mesh_flip(p, 0, &o);
+         },
+         [](MeshPtr p) { TARN_KEL::edgeFlips(p, {.bManifold = false, .bNoCrossings = false}); }},
         {"annealing", [](kel_mesh* p) { return kel_mesh_flip(p, 1, nullptr); },
          [](MeshPtr p) { TARN_KEL::edgeFlipsSimA(p, Keep()); }},
         {"fill", [](kel_mesh* p) { return kel_mesh_fill(p, 90, nullptr, nullptr); },
@@ -235,6 +287,17 @@ TEST(CInterface, reportsWhatTheRunDid) {
     for (std::size_t i = 0; i < kel_num_steps(); ++i)
         EXPECT_EQ(kel_step_name(i), inCpp.vSteps[i].name);
     EXPECT_EQ(kel_step_name(kel_num_steps()), nullptr);
+    EXPECT_GT(kel_step_seconds(0), 0.0);
+    EXPECT_EQ(kel_step_seconds(kel_num_steps()), 0.0);
+}
+
+TEST(CInterface, isOfTheVersionOfTheLibrary) {
+    int aVersion[2], major = 0, minor = 0;
+    TARN_KEL::getVersion(aVersion[0], aVersion[1]);
+    kel_version(&major, nullptr);
+    kel_version(nullptr, &minor);
+    EXPECT_EQ(major, aVersion[0]);
+    EXPECT_EQ(minor, aVersion[1]);
 }
 
 TEST(CInterface, meltsAndMakesCloudsAsCppDoes) {
@@ -301,6 +364,38 @@ TEST(CInterface, takesPointsFromAnyLayout) {
     EXPECT_EQ(std::memcmp(kel_points_data(points.get()), aPlain, sizeof aPlain), 0);
 }
 
+TEST(CInterface, doesWithBorrowedPointsWhatItDoesWithItsOwn) {
+    const TempFolder folder;
+    const std::vector<Point3> vPoints = scanWithFaults(1500);
+    const Points own = pointsOf(vPoints);
+    kel_points* pOut = nullptr;
+    const auto* const pNumbers = reinterpret_cast<const double*>(vPoints.data());
+    ASSERT_EQ(kel_points_borrow(pNumbers, vPoints.size(), &pOut), KEL_OK);
+    const Points borrowed(pOut, kel_points_free);
+    EXPECT_EQ(kel_points_data(borrowed.get()), pNumbers);
+    EXPECT_EQ(kel_points_count(borrowed.get()), vPoints.size());
+    const Attributes columns = attributesOf(TARN_TEST::oneOfEachType(vPoints.size()));
+    const auto resultsOf = [&](const Points& points) {
+        const CMeshPtr mesh = meshOf(points);
+        std::vector<Arrays> vArrays{arraysOf(mesh.get())};
+        EXPECT_EQ(kel_mesh_fit(mesh.get(), points.get(), nullptr, nullptr), KEL_OK);
+        vArrays.push_back(arraysOf(mesh.get()));
+        kel_attributes* pAttributes = nullptr;
+        EXPECT_EQ(kel_attributes_transfer(columns.get(), points.get(), mesh.get(), 0.0, &pAttributes), KEL_OK);
+        kel_column column;
+        EXPECT_EQ(kel_attributes_column(pAttributes, 9, &column), KEL_OK);
+        const auto* const pValues = static_cast<const double*>(column.values);
+        vArrays.push_back({std::vector<double>(pValues, pValues + column.rows), {}});
+        kel_attributes_free(pAttributes);
+        EXPECT_EQ(kel_points_write(points.get(), folder.path("a.xyz").c_str()), KEL_OK);
+        double spacing = 0.0;
+        EXPECT_EQ(kel_spacing(points.get(), &spacing), KEL_OK);
+        vArrays.push_back({{spacing}, {static_cast<int>(folder.read("a.xyz").size())}});
+        return vArrays;
+    };
+    EXPECT_EQ(resultsOf(borrowed), resultsOf(own));
+}
+
 TEST(CInterface, copiesAndRestoresAMeshToTheBit) {
     kel_reconstruct_options raw;
     kel_reconstruct_options_init(&raw, sizeof raw);
@@ -345,6 +440,10 @@ TEST(CInterface, writesWhatItReads) {
             std::size_t numRead = 0;
             kel_mesh_sizes(read.get(), nullptr, &numRead);
             EXPECT_EQ(numRead, numTriangles) << name;
+            kel_points* pCorners = nullptr;
+            ASSERT_EQ(kel_corners_read(folder.path(name).c_str(), &pCorners), KEL_OK) << kel_last_error();
+            EXPECT_EQ(kel_points_count(pCorners), 3 * numTriangles) << name;
+            kel_points_free(pCorners);
         }
     const Points points = pointsOf(Scan(1).sphere(50));
     for (const char* name : {"p.xyz", "p.bin", "p.las", "p.ply"}) {
@@ -364,6 +463,173 @@ TEST(CInterface, writesWhatItReads) {
     EXPECT_NE(failureOf(kel_points_write(points.get(), folder.path("a.stl").c_str()), KEL_BAD_ARGUMENT), "");
     EXPECT_EQ(folder.numFiles(), numFiles);
     EXPECT_EQ(pNone, nullptr);
+}
+
+// ---- What points carry
+// ----------------------------------------------------------------------------------------------------
+
+/// A column of each type, colours and classes, of which some aren't known.
+TARN_KEL::PointAttributes someColumns(std::size_t numRows) {
+    TARN_KEL::PointAttributes attributes = TARN_TEST::oneOfEachType(numRows);
+    for (const char* name : {"red", "green", "blue", "classification"}) {
+        std::vector<std::uint8_t> vValue(numRows);
+        for (std::size_t i = 0; i < numRows; ++i)
+            vValue[i] = static_cast<std::uint8_t>((7 * i + attributes.vColumns.size()) % 23);
+        attributes.set({name, std::move(vValue), {}});
+    }
+    std::vector<unsigned char> vMissing(numRows, 0);
+    vMissing[1] = 1;
+    std::get<std::vector<std::uint8_t>>(attributes.vColumns.back().values)[1] = 0;
+    attributes.vColumns.back().vMissing = vMissing;
+    return attributes;
+}
+
+TEST(CInterface, carriesColumnsAsCppDoes) {
+    const TempFolder folder;
+    const std::vector<Point3> vPoints = scanWithFaults(500);
+    const Points points = pointsOf(vPoints);
+    const TARN_KEL::PointAttributes columns = someColumns(vPoints.size());
+    const Attributes attributes = attributesOf(columns);
+    EXPECT_EQ(difference(attributes.get(), columns), "");
+
+    const CMeshPtr mesh = meshOf(points);
+    kel_attributes* pOut = nullptr;
+    ASSERT_EQ(kel_attributes_transfer(attributes.get(), points.get(), mesh.get(), 0.1, &pOut), KEL_OK) << kel_last_error();
+    const Attributes ofVertices(pOut, kel_attributes_free);
+    const MeshPtr pMesh = quietly([&] { return TARN_KEL::reconstruct(vPoints, TARN_KEL::ReconstructOptions()); });
+    const TARN_KEL::PointAttributes wanted = TARN_KEL::transferAttributes(pMesh, vPoints, columns, 0.1);
+    EXPECT_EQ(difference(ofVertices.get(), wanted), "");
+
+    const std::string cName = folder.path("c.ply");
+    std::string cppName = folder.path("cpp.ply");
+    ASSERT_EQ(kel_points_write_with(points.get(), attributes.get(), cName.c_str()), KEL_OK);
+    ASSERT_TRUE(TARN_KEL::writePoints_auto(cppName, vPoints, false, TARN_KEL::Precision::AUTO, columns));
+    EXPECT_EQ(folder.read("c.ply"), folder.read("cpp.ply"));
+    kel_points* pRead = nullptr;
+    ASSERT_EQ(kel_points_read_with(cName.c_str(), nullptr, 0, &pRead, &pOut, nullptr), KEL_OK);
+    const Points read(pRead, kel_points_free);
+    const Attributes readColumns(pOut, kel_attributes_free);
+    std::vector<Point3> vRead;
+    TARN_KEL::PointAttributes readInCpp;
+    ASSERT_TRUE(TARN_KEL::readPointFile(cppName, vRead, readInCpp));
+    EXPECT_EQ(difference(readColumns.get(), readInCpp), "");
+
+    ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), cName.c_str(), nullptr), KEL_OK);
+    ASSERT_TRUE(TARN_KEL::writeMesh_auto(cppName, pMesh, false, TARN_KEL::Precision::AUTO, wanted));
+    EXPECT_EQ(folder.read("c.ply"), folder.read("cpp.ply"));
+}
+
+TEST(CInterface, readsClassesOfAScan) {
+    const TempFolder folder;
+    const std::string name = folder.path("a.las");
+    const std::vector<Point3> vPoints = Scan(1).sphere(10);
+    const TARN_KEL::PointAttributes classes{
+        {{"classification", std::vector<std::uint8_t>{1, 2, 2, 5, 2, 9, 5, 1, 2, 7}, {}}}};
+    ASSERT_EQ(kel_points_write_with(pointsOf(vPoints).get(), attributesOf(classes).get(), name.c_str()), KEL_OK);
+    const int aWanted[] = {2, 5};
+    kel_points* pPoints = nullptr;
+    kel_attributes* pAttributes = nullptr;
+    std::size_t numOthers = 0;
+    ASSERT_EQ(kel_points_read_with(name.c_str(), aWanted, 2, &pPoints, &pAttributes, &numOthers), KEL_OK);
+    const Points points(pPoints, kel_points_free);
+    const Attributes attributes(pAttributes, kel_attributes_free);
+    EXPECT_EQ(numOthers, 4U);
+    EXPECT_EQ(difference(attributes.get(), classes.rows({1, 2, 3, 4, 6, 8})), "");
+    ASSERT_EQ(kel_points_read_with(name.c_str(), aWanted, 1, &pPoints, nullptr, nullptr), KEL_OK);
+    EXPECT_EQ(kel_points_count(pPoints), 4U);
+    kel_points_free(pPoints);
+}
+
+TEST(CInterface, saysWhichColumnsAFileCannotHold) {
+    const TempFolder folder;
+    const Points points = pointsOf(Scan(1).sphere(400));
+    const CMeshPtr mesh = meshOf(points);
+    const Attributes ofPoints = attributesOf(someColumns(400));
+    kel_attributes* pOut = nullptr;
+    ASSERT_EQ(kel_attributes_transfer(ofPoints.get(), points.get(), mesh.get(), 0.0, &pOut), KEL_OK);
+    const Attributes ofVertices(pOut, kel_attributes_free);
+    std::string warnings;
+    kel_set_message_handler(
+        [](kel_message_kind kind, const char* text, void* pData) {
+            if (kind == KEL_MESSAGE_WARNING) *static_cast<std::string*>(pData) = text;
+        },
+        &warnings);
+    const auto warned = [&](const char* word) { return warnings.find(word) != std::string::npos; };
+    ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), folder.path("a.obj").c_str(), nullptr), KEL_OK);
+    EXPECT_TRUE(warned("can't hold of_int8") && warned("classification") && !warned("red")) << warnings;
+    ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), folder.path("a.off").c_str(), nullptr), KEL_OK);
+    EXPECT_TRUE(warned("red")) << warnings;
+    warnings.clear();
+    ASSERT_EQ(kel_points_write_with(points.get(), ofPoints.get(), folder.path("a.xyz").c_str()), KEL_OK);
+    EXPECT_TRUE(warned("red")) << warnings;
+    kel_set_message_handler(nullptr, nullptr);
+}
+
+TEST(CInterface, takesNoColumnThatCannotBe) {
+    const Points points = pointsOf(Scan(1).sphere(100));
+    const CMeshPtr mesh = meshOf(points);
+    const TARN_KEL::PointAttributes columns = someColumns(3);
+    const Attributes attributes = attributesOf(columns);
+    kel_attributes* pOut = nullptr;
+    kel_points* pPoints = nullptr;
+    const int aClasses[] = {2, 300};
+    const auto setWith = [&](const std::function<void(kel_column&)>& change) {
+        kel_column column = inC(columns.vColumns[0]);
+        change(column);
+        return kel_attributes_set(attributes.get(), &column);
+    };
+    const auto readWith = [&](const char* filename, const int* classes, std::size_t numClasses) {
+        return kel_points_read_with(filename, classes, numClasses, &pPoints, &pOut, nullptr);
+    };
+    kel_column column;
+    const struct {
+        const char* word;
+        std::function<kel_status()> call;
+    } CASES[] = {
+        {"name", [&] { return setWith([](auto& c) { c.name = nullptr; }); }},
+        {"name of the column is empty", [&] { return setWith([](auto& c) { c.name = ""; }); }},
+        {"10 is no kel_type", [&] { return setWith([](auto& c) { c.type = static_cast<kel_type>(10); }); }},
+        {"values", [&] { return setWith([](auto& c) { c.values = nullptr; }); }},
+        {"of_int8 has 2 rows, but of_uint8 has 3", [&] { return setWith([](auto& c) { c.rows = 2; }); }},
+        {"column", [&] { return kel_attributes_set(attributes.get(), nullptr); }},
+        {"attributes", [&] { return kel_attributes_column(nullptr, 0, &column); }},
+        {"index is 14, but there are 14", [&] { return kel_attributes_column(attributes.get(), 14, &column); }},
+        {"3 rows, but there are 100 points",
+         [&] { return kel_attributes_transfer(attributes.get(), points.get(), mesh.get(), 0.0, &pOut); }},
+        {"length", [&] { return kel_attributes_transfer(attributesOf({}).get(), points.get(), mesh.get(), -1.0, &pOut); }},
+        {"3 rows, but there are 100 points", [&] { return kel_points_write_with(points.get(), attributes.get(), "a.ply"); }},
+        {"vertices", [&] { return kel_mesh_write_with(mesh.get(), attributes.get(), "a.ply", nullptr); }},
+        {"classes is NULL", [&] { return readWith("a.las", nullptr, 1); }},
+        {"a class is 300", [&] { return readWith("a.las", aClasses, 2); }},
+        {"only LAS files", [&] { return readWith("a.ply", aClasses, 1); }},
+        {"threads is -1", [] { return kel_set_num_threads(-1); }},
+        {"pairs", [&] { return kel_mesh_list_crossings(mesh.get(), nullptr); }},
+    };
+    for (const auto& [word, call] : CASES)
+        EXPECT_NE(failureOf(call(), KEL_BAD_ARGUMENT).find(word), std::string::npos) << word << ": " << kel_last_error();
+    EXPECT_EQ(difference(attributes.get(), columns), "");
+    EXPECT_EQ(readWith("none.ply", nullptr, 0), KEL_BAD_FILE);
+    EXPECT_TRUE(pOut == nullptr && pPoints == nullptr);
+}
+
+TEST(CInterface, findsCrossingsAndRemovesThem) {
+    // Two triangles through each other, one apart before them.
+    const Points vertices = pointsOf(
+        {{9, 0, 0}, {10, 0, 0}, {9, 1, 0}, {-1, -1, 0}, {2, -1, 0}, {-1, 2, 0}, {0, 0, -1}, {0, 0, 1}, {0.5, 0.1, 1}});
+    const int32_t aTriangles[] = {0, 1, 2, 3, 4, 5, 6, 7, 8};
+    kel_mesh* pMesh = nullptr;
+    ASSERT_EQ(kel_mesh_create(vertices.get(), aTriangles, 3, 1, &pMesh), KEL_OK);
+    const CMeshPtr mesh(pMesh, kel_mesh_free);
+    kel_pairs* pPairs = nullptr;
+    ASSERT_EQ(kel_mesh_list_crossings(mesh.get(), &pPairs), KEL_OK);
+    ASSERT_EQ(kel_pairs_count(pPairs), 1U);
+    EXPECT_EQ(kel_pairs_data(pPairs)[0], 1U);
+    EXPECT_EQ(kel_pairs_data(pPairs)[1], 2U);
+    kel_pairs_free(pPairs);
+    std::size_t numLeft = 9, numCounted = 0;
+    ASSERT_EQ(kel_mesh_remove_crossings(mesh.get(), &numLeft), KEL_OK);
+    ASSERT_EQ(kel_mesh_count_crossings(mesh.get(), &numCounted), KEL_OK);
+    EXPECT_EQ(numLeft, numCounted);
 }
 
 // ---- Structs of other sizes
@@ -447,6 +713,11 @@ TEST(CInterface, namesTheArgumentThatCannotBe) {
         {"stop", [] { return kel_stop_create(nullptr); }},
         {"points", [] { return kel_points_create(nullptr, 0, nullptr); }},
         {"data", [&] { return kel_points_create(nullptr, 1, &pOut); }},
+        {"xyz is NULL", [&] { return kel_points_borrow(nullptr, 1, &pOut); }},
+        {"aligned",
+         [&] {
+             return kel_points_borrow(reinterpret_cast<const double*>(reinterpret_cast<char*>(&spacing) + 1), 1, &pOut);
+         }},
         {"number", [&] { return kel_points_create_strided(&spacing, static_cast<kel_number>(2), 1, 0, 0, &pOut); }},
         {"filename", [&] { return kel_points_read(nullptr, &pOut); }},
         {"filename", [&] { return kel_points_write(pPoints, nullptr); }},
@@ -458,6 +729,7 @@ TEST(CInterface, namesTheArgumentThatCannotBe) {
         {"spacing is -1", [&] { return reconstructWith([](auto& o) { o.spacing = -1.0; }); }},
         {"factor is 0", [&] { return reconstructWith([](auto& o) { o.factor = 0.0; }); }},
         {"min_piece_area", [&] { return reconstructWith([&](auto& o) { o.min_piece_area = nan; }); }},
+        {"threads is -1", [&] { return reconstructWith([](auto& o) { o.threads = -1; }); }},
         {"origin", [&] { return reconstructWith([&](auto& o) { o.has_origin = 1, o.origin[1] = nan; }); }},
         {"corners", [&] { return kel_melt(nullptr, nullptr, nullptr, &pMesh); }},
         {"multiple of three", [&] { return kel_melt(pPoints, nullptr, nullptr, &pMesh); }},

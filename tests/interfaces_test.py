@@ -1,4 +1,5 @@
-"""Holds the C interface against the C++ one: each field of the option and report structs is carried over, by name."""
+"""Holds the C interface against the C++ one: each field of the option and report structs is carried over, by name. Each
+function in C is called by a test and is a symbol of the Debian package."""
 import pathlib
 import re
 import sys
@@ -19,5 +20,14 @@ for header in sorted((root / "include/kel").glob("*.h")):
                 faults.append(f"{name}::{field} has no field in C")
 if num_fields < 60:
     faults.append(f"only {num_fields} fields found: the structs are written in another way")
-print("\n".join(faults) or f"{num_fields} fields, all of them in C")
+
+header = re.sub("//.*", "", (root / "include/kel_c.h").read_text())
+functions = set(re.findall(r"^[\w* ]+?\b(kel_\w+)\(", header, re.M))
+tests = (root / "tests/c_interface_test.cpp").read_text()
+symbols = set(re.findall(r"^ (kel_\w+)@", (root / "packaging/debian/libkel1.12.symbols").read_text(), re.M))
+faults += [f"no test calls {name}" for name in sorted(functions) if not re.search(rf"\b{name}\b", tests)]
+faults += [f"{name}: only in one of kel_c.h and the symbols file" for name in sorted(functions ^ symbols)]
+if len(functions) < 50:
+    faults.append(f"only {len(functions)} functions found: they are declared in another way")
+print("\n".join(faults) or f"{num_fields} fields, all of them in C; {len(functions)} functions")
 sys.exit(bool(faults))

@@ -18,7 +18,7 @@ failures are exceptions of the class `Error`, wrong arguments are a TypeError or
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Optional
+from typing import TYPE_CHECKING, Any, Dict, Iterable, Mapping, Optional, Tuple
 
 from . import _arrays, _kel
 from ._errors import Error, FileError, KelWarning
@@ -38,13 +38,14 @@ __all__ = [
     "melt",
     "read_mesh",
     "read_points",
+    "read_scan",
     "read_triangles",
     "reconstruct",
     "set_num_threads",
     "spacing",
     "write_points",
 ]
-__version__ = ".".join(map(str, _kel.version()))
+__version__ = _kel.version()
 
 
 def reconstruct(
@@ -106,7 +107,7 @@ def reconstruct(
     denoise : bool, default True
         Makes the surface of very noisy points again, of the points as they'd be without noise.
     threads : int, default 0
-        Greater than 0: as `set_num_threads`, for the whole process. The mesh doesn't depend on it.
+        Above 0: as `set_num_threads`, for the whole process. The mesh doesn't depend on it.
     nan_policy : {"omit", "raise"}
         Points with a coordinate that isn't finite are left out with a warning, or are a ValueError.
     progress : callable or True, optional
@@ -252,13 +253,15 @@ def spacing(points: Any, *, nan_policy: str = "omit", progress: Progress = None)
         return _kel.spacing(_arrays.points(points, "points", nan_policy), listener)
 
 
-def read_points(path: _arrays.PathLike) -> npt.NDArray[np.float64]:
+def read_points(path: _arrays.PathLike, *, classes: Optional[Iterable[int]] = None) -> npt.NDArray[np.float64]:
     """Reads points: .xyz, .txt, .asc, .bin, .ply, .las, .pcd, .pts, .ptx, .csv, or the vertices of .obj and .off.
 
     Parameters
     ----------
     path : path-like
         The content of the file counts more than its name.
+    classes : sequence of int, optional
+        Of a LAS file, reads only points of these classes, from 0 to 255, such as 2 for ground.
 
     Returns
     -------
@@ -269,10 +272,47 @@ def read_points(path: _arrays.PathLike) -> npt.NDArray[np.float64]:
     FileError
         The file can't be read.
     """
-    return _kel.read_points(_arrays.existing(path)).array()
+    numbers = _arrays.classes(classes)
+    return _kel.read_points(_arrays.existing(path), numbers).array()
 
 
-def write_points(path: _arrays.PathLike, points: Any) -> None:
+def read_scan(
+    path: _arrays.PathLike, *, classes: Optional[Iterable[int]] = None
+) -> Tuple[npt.NDArray[np.float64], Dict[str, npt.NDArray[Any]]]:
+    """Reads points with what they carry: colours, normals, intensities, classes and any other columns of numbers.
+
+    Parameters
+    ----------
+    path : path-like
+        As for `read_points`. Columns come from .ply, .las, .pcd, .pts, .ptx, .csv, .obj, .off and text.
+    classes : sequence of int, optional
+        As for `read_points`.
+
+    Returns
+    -------
+    points : ndarray, shape (n, 3), float64
+    attributes : dict of str to ndarray, shape (n,)
+        In the types and the order of the file. Floating point numbers that aren't known are NaN; a column of whole numbers of
+        which some aren't known is a masked array. "red", "green" and "blue" are a colour, "nx", "ny" and "nz" a normal,
+        "class", "classification" and "label" classes.
+
+    Raises
+    ------
+    FileError
+        The file can't be read.
+
+    Examples
+    --------
+    >>> points, attributes = kel.read_scan("scan.las", classes=[2])
+    >>> mesh = kel.reconstruct(points)
+    >>> mesh.write("mesh.ply", attributes=mesh.transfer(points, attributes))
+    """
+    numbers = _arrays.classes(classes)
+    points, attributes = _kel.read_scan(_arrays.existing(path), numbers)
+    return points.array(), _arrays.columns(attributes)
+
+
+def write_points(path: _arrays.PathLike, points: Any, attributes: Optional[Mapping[str, Any]] = None) -> None:
     """Writes points: .xyz, .txt, .asc, .bin, .ply, .las, or .list, a drawing for the Geomview viewer.
 
     Parameters
@@ -280,13 +320,17 @@ def write_points(path: _arrays.PathLike, points: Any) -> None:
     path : path-like
         A failure leaves an older file as it was. Text has 17 digits; a .ply is as precise as it needs to be.
     points : array_like, shape (n, 3)
+    attributes : mapping of str to array_like, shape (n,), optional
+        Columns of numbers, see `read_scan`. A .ply holds all of them, a .las colours, ``intensity``, ``gps_time`` and
+        classes; a warning names those that the file can't hold. Masked values aren't known.
 
     Raises
     ------
     FileError
         The file can't be written.
     """
-    _arrays.points(points).write(_arrays.path(path))
+    held = _arrays.points(points)
+    held.write(_arrays.path(path), _arrays.attributes(attributes, len(held.array())))
 
 
 def read_mesh(path: _arrays.PathLike, *, join: bool = True) -> Mesh:
@@ -339,6 +383,6 @@ def set_num_threads(num_threads: int) -> None:
     Parameters
     ----------
     num_threads : int
-        0: one for each processor.
+        0: one for each processor; not negative.
     """
     _kel.set_num_threads(_arrays.whole(num_threads, "num_threads"))

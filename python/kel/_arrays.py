@@ -6,7 +6,8 @@ NumPy is imported when the first array is needed: ``import kel`` takes no longer
 from __future__ import annotations
 
 import os
-from typing import TYPE_CHECKING, Any, NoReturn, Union
+from collections.abc import Mapping
+from typing import TYPE_CHECKING, Any, Dict, NoReturn, Tuple, Union
 
 from . import _kel
 
@@ -102,6 +103,78 @@ def corners(value: Any, name: str = "triangles") -> _kel.Points:
             f"{name} must be a pair (vertices, triangles), or have the shape (m, 3, 3) or (3 m, 3), {_got(array)}"
         )
     return _kel.Points(_coordinates(array))
+
+
+def attributes(value: Any, rows: int) -> _kel.Attributes | None:
+    """Columns in the memory of the library, from a mapping of names to arrays with a number for each row."""
+    if value is None:
+        return None
+    if not isinstance(value, Mapping):
+        _refuse(value, "attributes", "a mapping of names to arrays")
+    columns = _kel.Attributes()
+    for name, column in value.items():
+        columns.set(_column_name(name), *_column(column, f"attributes[{name!r}]", rows))
+    return columns
+
+
+def _column_name(name: Any) -> bytes:
+    if not isinstance(name, str):
+        _refuse(name, "a name in attributes", "str")
+    try:
+        encoded = name.encode("utf-8", "surrogateescape")
+    except UnicodeEncodeError:
+        encoded = b""
+    if not encoded or b"\0" in encoded:
+        raise ValueError(f"attributes has the name {name!r}, which is empty, or no text")
+    return encoded
+
+
+def _column(value: Any, name: str, rows: int) -> Tuple[npt.NDArray[Any], npt.NDArray[np.uint8] | None]:
+    """The numbers of a column and which of them are masked: contiguous, in a type that the library has."""
+    import numpy as np
+
+    try:
+        array: npt.NDArray[Any] = np.ma.getdata(value)  # type: ignore[no-untyped-call]
+    except (TypeError, ValueError) as error:  # rows of different lengths
+        raise ValueError(f"{name} must be an array of numbers, but numpy says: {error}") from None
+    if array.dtype.kind not in "biuf":
+        raise TypeError(f"{name} must hold numbers or truth values, {_got(array)}")
+    if array.shape != (rows,):
+        raise ValueError(f"{name} must have the shape ({rows},), {_got(array)}")
+    dtype = array.dtype.newbyteorder("=")
+    if dtype.kind == "b":
+        dtype = np.dtype(np.uint8)
+    elif dtype.kind == "f" and dtype.itemsize not in (4, 8):
+        dtype = np.dtype(np.float64)
+    missing = None
+    if isinstance(value, np.ma.MaskedArray):
+        missing = np.ascontiguousarray(np.ma.getmaskarray(value), dtype=np.uint8)  # type: ignore[no-untyped-call]
+    return np.ascontiguousarray(array, dtype=dtype), missing
+
+
+def columns(attributes: _kel.Attributes) -> Dict[str, npt.NDArray[Any]]:
+    """Columns as arrays, without a copy. Whole numbers of which some aren't known are masked."""
+    import numpy as np
+
+    result: Dict[str, npt.NDArray[Any]] = {}
+    for name, values, missing in attributes.columns():
+        if missing is not None:
+            values = np.ma.MaskedArray(values, missing.astype(bool))  # type: ignore[no-untyped-call]
+        result[name.decode("utf-8", "surrogateescape")] = values
+    return result
+
+
+def classes(value: Any) -> list[int]:
+    """Classes of points; none for all."""
+    if value is None:
+        return []
+    try:
+        numbers = [whole(number, "a class in classes") for number in value]
+    except TypeError:
+        raise TypeError(f"classes must be a sequence of whole numbers, not {value!r}") from None
+    if not numbers:
+        raise ValueError("classes is empty, which leaves no points; None reads all")
+    return numbers
 
 
 def origin(value: Any) -> list[float] | None:

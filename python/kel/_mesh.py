@@ -2,7 +2,8 @@
 
 from __future__ import annotations
 
-from typing import TYPE_CHECKING, Any, Dict, Optional, Tuple, Type, TypeVar
+import copy
+from typing import TYPE_CHECKING, Any, Dict, Mapping, Optional, Tuple, Type, TypeVar
 
 from . import _arrays, _kel
 from ._progress import Progress, heard
@@ -108,13 +109,15 @@ class Mesh:
     def __repr__(self) -> str:
         return f"<kel.Mesh: {len(self.vertices)} vertices, {len(self.triangles)} triangles>"
 
-    def info(self, *, crossings: bool = False) -> Report:
+    def info(self, *, crossings: bool = False, progress: Progress = None) -> Report:
         """Measures the mesh.
 
         Parameters
         ----------
         crossings : bool, default False
             Also counts the pairs of triangles that pass through each other, which takes much longer than the rest.
+        progress : callable or True, optional
+            Called at the end of that count; see `reconstruct`.
 
         Returns
         -------
@@ -145,9 +148,64 @@ class Mesh:
             "volume": float(((a - middle) * normals).sum() / 6.0) if closed else None,
             "bounds": np.array([vertices.min(axis=0), vertices.max(axis=0)]) if len(vertices) else None,
         }
-        if crossings:
-            result["crossings"] = self._handle.count_crossings(None)
+        with heard(progress) as listener:
+            if crossings:
+                result["crossings"] = self._handle.count_crossings(listener)
         return result
+
+    def crossings(self, *, progress: Progress = None) -> npt.NDArray[np.int64]:
+        """Finds the pairs of triangles that pass through each other.
+
+        Parameters
+        ----------
+        progress : callable or True, optional
+            Called at the end; see `reconstruct`.
+
+        Returns
+        -------
+        ndarray, shape (k, 2), int64
+            Rows of `triangles`, the smaller one first; sorted.
+        """
+        with heard(progress) as listener:
+            return self._handle.crossings(listener)
+
+    def transfer(
+        self,
+        points: Any,
+        attributes: Mapping[str, Any],
+        *,
+        length: Optional[float] = None,
+        progress: Progress = None,
+    ) -> Dict[str, npt.NDArray[Any]]:
+        """Gives the vertices what the points carry of which the mesh was made. For the mesh as it is: call it last.
+
+        Each point belongs to the nearest vertex. The values of its points make that of a vertex: the mean, of colours that
+        of linear light, of normals the mean direction, of classes the most frequent one.
+
+        Parameters
+        ----------
+        points : array_like, shape (n, 3)
+            The points. Those that aren't finite count nowhere.
+        attributes : mapping of str to array_like, shape (n,)
+            Their columns, see `read_scan`.
+        length : float, optional
+            How far a point may be from its vertex; 0 for the mean length of the edges. Without it, the edge of the cells
+            that the mesh was made on, as in `report`; 0 where there is none.
+        progress : callable or True, optional
+            Called at the end; see `reconstruct`.
+
+        Returns
+        -------
+        dict of str to ndarray
+            The same columns with a value for each of `vertices`.
+        """
+        if length is None:
+            length = (self._report or {}).get("cell_edge", 0.0)
+        distance = _arrays.number(length, "length")
+        held = _arrays.points(points)
+        columns = _arrays.attributes(attributes, len(held.array())) or _kel.Attributes()
+        with heard(progress) as listener:
+            return _arrays.columns(self._handle.transfer(held, columns, distance, listener))
 
     # ---- Changing it in place
 
@@ -430,6 +488,7 @@ class Mesh:
         precision: str = "auto",
         normals: bool = False,
         stl_binary: bool = False,
+        attributes: Optional[Mapping[str, Any]] = None,
     ) -> None:
         """Writes the mesh: .ply, .stl, .obj, .off, or .list, a drawing for the Geomview viewer.
 
@@ -445,6 +504,9 @@ class Mesh:
             Normals of vertices in an .obj.
         stl_binary : bool, default False
             An .stl as bytes, in single precision.
+        attributes : mapping of str to array_like, optional
+            Columns with a number for each of `vertices`, such as `transfer` makes. A .ply holds all of them, an .obj colours
+            and normals; a warning names those that the file can't hold.
 
         Raises
         ------
@@ -454,49 +516,84 @@ class Mesh:
         keywords = dict(
             ascii=ascii, precision=_choice(precision, "precision", PRECISIONS), normals=normals, stl_binary=stl_binary
         )
-        self._handle.write(_arrays.path(path), keywords)
+        columns = None if attributes is None else _arrays.attributes(attributes, len(self.vertices))
+        self._handle.write(_arrays.path(path), keywords, columns)
 
     def to_trimesh(self) -> Any:
         """A ``trimesh.Trimesh`` of the same vertices and triangles."""
-        trimesh = _package("trimesh")
+        trimesh = _package("trimesh", "to_trimesh")
         return trimesh.Trimesh(vertices=self.vertices.copy(), faces=self.triangles.copy(), process=False)
 
     def to_open3d(self) -> Any:
         """An ``open3d.geometry.TriangleMesh``."""
-        open3d = _package("open3d")
+        open3d = _package("open3d", "to_open3d")
         return open3d.geometry.TriangleMesh(
-            open3d.utility.Vector3dVector(self.vertices), open3d.utility.Vector3iVector(self.triangles)
+            open3d.utility.Vector3dVector(self.vertices.copy()),  # it refuses arrays that can't be written
+            open3d.utility.Vector3iVector(self.triangles.copy()),
         )
+
+    def to_vtk(self) -> Any:
+        """A ``vtkPolyData`` of the same vertices and triangles."""
+        model = _package("vtkmodules.vtkCommonDataModel", "to_vtk")
+        arrays = _package("vtkmodules.util.numpy_support", "to_vtk")
+        points = _package("vtkmodules.vtkCommonCore", "to_vtk").vtkPoints()
+        points.SetData(arrays.numpy_to_vtk(self.vertices, deep=True))
+        cells = model.vtkCellArray()
+        cells.SetData(3, arrays.numpy_to_vtk(self.triangles.ravel(), deep=True))
+        data = model.vtkPolyData()
+        data.SetPoints(points)
+        data.SetPolys(cells)
+        return data
 
     def to_pyvista(self) -> Any:
         """A ``pyvista.PolyData``."""
-        import numpy as np
-
-        pyvista = _package("pyvista")
-        faces = np.full((len(self.triangles), 4), 3, dtype=np.int64)  # each face begins with its number of corners
-        faces[:, 1:] = self.triangles
-        return pyvista.PolyData(self.vertices.copy(), faces.ravel())
+        return _package("pyvista", "to_pyvista").PolyData(self.to_vtk())
 
     @classmethod
     def from_trimesh(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
         """A mesh of a ``trimesh.Trimesh``."""
+        _require_like(mesh, "trimesh.Trimesh", "vertices", "faces")
         return cls(mesh.vertices, mesh.faces, join=join)
 
     @classmethod
     def from_open3d(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
         """A mesh of an ``open3d.geometry.TriangleMesh``."""
+        _require_like(mesh, "open3d.geometry.TriangleMesh", "vertices", "triangles")
         return cls(mesh.vertices, mesh.triangles, join=join)
 
     @classmethod
+    def from_vtk(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
+        """A mesh of a ``vtkPolyData``, whose polygons and strips become triangles."""
+        return cls._from_vtk(mesh, "vtkPolyData", "from_vtk", join)
+
+    @classmethod
     def from_pyvista(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
-        """A mesh of a ``pyvista.PolyData``, whose polygons become triangles."""
-        return cls(mesh.points, mesh.triangulate().faces.reshape(-1, 4)[:, 1:], join=join)
+        """A mesh of a ``pyvista.PolyData``, whose polygons and strips become triangles."""
+        return cls._from_vtk(mesh, "pyvista.PolyData", "from_pyvista", join)
+
+    @classmethod
+    def _from_vtk(cls: Type[M], mesh: Any, wanted: str, function: str, join: bool) -> M:
+        import numpy as np
+
+        join = _arrays.flag(join, "join")
+        _require_like(mesh, wanted, "GetPoints", "GetPolys", "GetStrips")
+        arrays = _package("vtkmodules.util.numpy_support", function)
+        triangulation = _package("vtkmodules.vtkFiltersCore", function).vtkTriangleFilter()
+        triangulation.PassLinesOff()
+        triangulation.PassVertsOff()
+        triangulation.SetInputData(mesh)
+        triangulation.Update()
+        data = triangulation.GetOutput()
+        if data.GetNumberOfPoints() == 0:  # there is no array of them
+            return cls(np.empty((0, 3)), [], join=join)
+        corners = arrays.vtk_to_numpy(data.GetPolys().GetConnectivityArray()).reshape(-1, 3)
+        return cls(arrays.vtk_to_numpy(data.GetPoints().GetData()), corners, join=join)
 
     # ---- Copies
 
     def copy(self: M) -> M:
         """Another mesh that is the same."""
-        return self._of(self._handle.copy(), None if self._report is None else dict(self._report))
+        return self._of(self._handle.copy(), copy.deepcopy(self._report))
 
     def __copy__(self: M) -> M:
         return self.copy()
@@ -527,13 +624,20 @@ def _restored(cls: Type[M], vertices: Any, triangles: Any, side: float, report: 
     return cls._of(_kel.Mesh.restored(_arrays.points(vertices, "vertices"), indices, side), report)
 
 
-def _package(name: str) -> Any:
+def _package(name: str, function: str) -> Any:
+    """A module of another package, for a function that can't do without it."""
     import importlib
 
+    package = name.partition(".")[0].replace("vtkmodules", "vtk")
     try:
         return importlib.import_module(name)
     except ImportError as error:
-        raise ImportError(f"to_{name}() needs the package {name}, which can't be imported: {error}", name=name) from error
+        raise ImportError(f"{function}() needs the package {package}, which can't be imported: {error}", name=name) from error
+
+
+def _require_like(mesh: Any, wanted: str, *members: str) -> None:
+    if not all(hasattr(mesh, member) for member in members):
+        raise TypeError(f"mesh must be a {wanted}, not {type(mesh).__name__}")
 
 
 Mesh.__module__ = "kel"

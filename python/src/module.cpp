@@ -3,10 +3,14 @@
 #include <kel_c.h>
 #include <pybind11/numpy.h>
 #include <pybind11/pybind11.h>
+#include <pybind11/stl.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
+#include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <thread>
 #include <utility>
@@ -25,11 +29,29 @@ using PointsHandle = std::shared_ptr<const kel_points>;
 class Points {
 public:
     explicit Points(kel_points* pThePoints) : pPoints(pThePoints, kel_points_free) {}
+    /// Points that lie in an array of Python's, which lives as long as they do. The last to use them may be a helper.
+    Points(kel_points* pThePoints, py::array array)
+        : pPoints(pThePoints, [pArray = array.release()](kel_points* p) {
+              kel_points_free(p);
+              const py::gil_scoped_acquire acquired;
+              pArray.dec_ref();
+          }) {}
     const PointsHandle& handle() const { return pPoints; }
     const kel_points* get() const { return pPoints.get(); }
 
 private:
     PointsHandle pPoints;
+};
+
+/// Columns of the library.
+class Attributes {
+public:
+    explicit Attributes(kel_attributes* pTheAttributes) : pAttributes(pTheAttributes, kel_attributes_free) {}
+    std::shared_ptr<kel_attributes> handle() const { return pAttributes; }
+    kel_attributes* get() const { return pAttributes.get(); }
+
+private:
+    std::shared_ptr<kel_attributes> pAttributes;
 };
 
 struct MeshState {
@@ -109,6 +131,7 @@ private:
 };
 using MadePoints = Made<Points, kel_points>;
 using MadeMesh = Made<Mesh, kel_mesh>;
+using MadeAttributes = Made<Attributes, kel_attributes>;
 
 /// Runs make(&handle), which makes a handle of the library, and returns it as an object. make: owns all that it uses.
 template <typename MadeObject, typename Make>
@@ -129,8 +152,23 @@ auto madeDirectly(const Make& make) {
 
 // ---- Arrays -------------------------------------------------------------------------------------------------------------
 
-/// array: n x 3 numbers in single or double precision, in any layout.
+/// Whether the library can use the numbers of an array where they lie.
+bool isPlain(const py::array& array) {
+    const bool bAligned = reinterpret_cast<std::uintptr_t>(array.data()) % alignof(double) == 0;
+    return array.itemsize() == sizeof(double) && (array.flags() & py::array::c_style) != 0 && bAligned;
+}
+
+Points borrowed(const py::array& array) {
+    kel_points* pPoints = nullptr;
+    const auto numPoints = static_cast<size_t>(array.shape(0));
+    const auto* const pData = static_cast<const double*>(array.data());
+    callDirectly([&] { return kel_points_borrow(pData, numPoints, &pPoints); });
+    return {pPoints, array};
+}
+
+/// array: n x 3 numbers in single or double precision, in any layout. Not copied where the layout is the library's own.
 Points pointsOf(const py::array& array) {
+    if (isPlain(array)) return borrowed(array);
     const kel_number number = array.itemsize() == 4 ? KEL_FLOAT32 : KEL_FLOAT64;
     const void* pData = array.data();
     const auto numPoints = static_cast<size_t>(array.shape(0));
@@ -191,6 +229,50 @@ Mesh meshOf(const Points& vertices, const Indices& triangles, bool bJoin) {
 Mesh copyOf(const Mesh& mesh) {
     const Mesh::Use use(mesh);
     return madeDirectly<MadeMesh>([&](kel_mesh** out) { return kel_mesh_copy(use.get(), out); });
+}
+
+// ---- Columns ------------------------------------------------------------------------------------------------------------
+
+/// The dtype of each kel_type.
+constexpr const char* DTYPES[] = {"i1", "u1", "i2", "u2", "i4", "u4", "i8", "u8", "f4", "f8"};
+
+kel_type typeOf(const py::dtype& dtype) {
+    for (int i = KEL_TYPE_INT8; i <= KEL_TYPE_FLOAT64; ++i)
+        if (dtype.equal(py::dtype(DTYPES[i]))) return static_cast<kel_type>(i);
+    throw py::type_error("a column has another dtype");
+}
+
+Attributes noColumns() {
+    return madeDirectly<MadeAttributes>(kel_attributes_create);
+}
+
+/// values: contiguous, of one of DTYPES. missing: None, or as many bytes.
+void setColumn(const Attributes& attributes, const std::string& name, const py::array& values,
+               const std::optional<py::array_t<unsigned char>>& missing) {
+    kel_column column{};
+    column.name = name.c_str();
+    column.type = typeOf(values.dtype());
+    column.rows = static_cast<size_t>(values.size());
+    column.values = values.data();
+    if (missing) column.missing = missing->data();
+    callDirectly([&] { return kel_attributes_set(attributes.get(), &column); });
+}
+
+/// For each column its name, its values, and which of them aren't known, or None. They aren't copied: the attributes, which
+/// mustn't be changed any more, stay alive for them.
+py::list columnsOf(const py::object& attributes) {
+    importNumpy();
+    const kel_attributes* pAttributes = attributes.cast<const Attributes&>().get();
+    py::list columns;
+    for (size_t i = 0; i < kel_attributes_count(pAttributes); ++i) {
+        kel_column column{};
+        callDirectly([&] { return kel_attributes_column(pAttributes, i, &column); });
+        const py::array values(py::dtype(DTYPES[column.type]), {column.rows}, {}, column.values, attributes);
+        py::object missing = py::none();
+        if (column.missing != nullptr) missing = py::array_t<unsigned char>({column.rows}, {}, column.missing, attributes);
+        columns.append(py::make_tuple(py::bytes(column.name), values, missing));
+    }
+    return columns;
 }
 
 // ---- Runs ---------------------------------------------------------------------------------------------------------------
@@ -319,16 +401,55 @@ void flip(const Mesh& mesh, bool bAnnealing, const py::dict& keywords, py::objec
     change(mesh, std::move(progress), [=](kel_mesh* p) { return kel_mesh_flip(p, bAnnealing ? 1 : 0, &keep); });
 }
 
+/// Which triangles pass through each other, two numbers a row.
+py::array_t<int64_t> crossingsOf(const Mesh& mesh, py::object progress) {
+    importNumpy();
+    const auto pHeld = std::make_shared<std::unique_ptr<kel_pairs, decltype(&kel_pairs_free)>>(nullptr, kel_pairs_free);
+    change(mesh, std::move(progress), [pHeld](kel_mesh* p) {
+        kel_pairs* pPairs = nullptr;
+        const kel_status status = kel_mesh_list_crossings(p, &pPairs);
+        pHeld->reset(pPairs);
+        return status;
+    });
+    const size_t* const pNumbers = kel_pairs_data(pHeld->get());
+    py::array_t<int64_t> pairs({kel_pairs_count(pHeld->get()), size_t{2}});
+    std::copy(pNumbers, pNumbers + pairs.size(), pairs.mutable_data());
+    return pairs;
+}
+
+Attributes transfer(const Mesh& mesh, const Points& points, const Attributes& ofPoints, double length, py::object progress) {
+    const auto pMade = std::make_shared<MadeAttributes>();
+    change(mesh, std::move(progress), [points = points.handle(), ofPoints = ofPoints.handle(), length, pMade](kel_mesh* p) {
+        return kel_attributes_transfer(ofPoints.get(), points.get(), p, length, pMade->out());
+    });
+    return pMade->take();
+}
+
 py::dict flawsOf(const Mesh& mesh) {
     return dictOf(changed<kel_mesh_flaws>(mesh, py::none(), kel_mesh_count_flaws));
 }
 
 // ---- Files --------------------------------------------------------------------------------------------------------------
 
-auto pointReader(kel_status (*read)(const char*, kel_points**)) {
-    return [=](const std::string& filename) {
-        return made<MadePoints>(py::none(), [=](kel_points** out) { return read(filename.c_str(), out); });
-    };
+Points readCorners(const std::string& filename) {
+    return made<MadePoints>(py::none(), [=](kel_points** out) { return kel_corners_read(filename.c_str(), out); });
+}
+
+Points readPoints(const std::string& filename, std::vector<int> vClasses) {
+    return made<MadePoints>(py::none(), [=, vClasses = std::move(vClasses)](kel_points** out) {
+        return kel_points_read_with(filename.c_str(), vClasses.data(), vClasses.size(), out, nullptr, nullptr);
+    });
+}
+
+/// Points with their columns.
+py::tuple readScan(const std::string& filename, std::vector<int> vClasses) {
+    Run run{py::none()};
+    const auto pMade = std::make_shared<std::pair<MadePoints, MadeAttributes>>();
+    run([=, vClasses = std::move(vClasses)] {
+        return kel_points_read_with(filename.c_str(), vClasses.data(), vClasses.size(), pMade->first.out(),
+                                    pMade->second.out(), nullptr);
+    });
+    return py::make_tuple(pMade->first.take(), pMade->second.take());
 }
 
 Mesh readMesh(const std::string& filename, bool bJoin) {
@@ -337,14 +458,16 @@ Mesh readMesh(const std::string& filename, bool bJoin) {
 
 // Writers aren't runs: one that was told to stop would still replace the file later.
 
-void writeMesh(const Mesh& mesh, const std::string& filename, const py::dict& keywords) {
+void writeMesh(const Mesh& mesh, const std::string& filename, const py::dict& keywords, const Attributes* pOfVertices) {
     const kel_write_options options = optionsOf(keywords, kel_write_options_init);
+    const kel_attributes* const pColumns = pOfVertices != nullptr ? pOfVertices->get() : nullptr;
     const Mesh::Use use(mesh);
-    callDirectly([&] { return kel_mesh_write(use.get(), filename.c_str(), &options); });
+    callDirectly([&] { return kel_mesh_write_with(use.get(), pColumns, filename.c_str(), &options); });
 }
 
-void writePoints(const Points& points, const std::string& filename) {
-    callDirectly([&] { return kel_points_write(points.get(), filename.c_str()); });
+void writePoints(const Points& points, const std::string& filename, const Attributes* pOfPoints) {
+    const kel_attributes* const pColumns = pOfPoints != nullptr ? pOfPoints->get() : nullptr;
+    callDirectly([&] { return kel_points_write_with(points.get(), pColumns, filename.c_str()); });
 }
 
 // ---- The library as a whole
@@ -352,7 +475,7 @@ void writePoints(const Points& points, const std::string& filename) {
 
 void setNumThreads(int numThreads) {
     refuseInsideRun();
-    kel_set_num_threads(numThreads);
+    callDirectly([&] { return kel_set_num_threads(numThreads); });
 }
 
 template <typename COptions>
@@ -375,16 +498,11 @@ py::dict defaults() {
     return all;
 }
 
-py::tuple version() {
-    int major = 0, minor = 0;
-    kel_version(&major, &minor);
-    return py::make_tuple(major, minor);
-}
-
 }  // namespace
 
 PYBIND11_MODULE(_kel, m) {
     py::class_<Points>(m, "Points").def(py::init(&pointsOf)).def("array", &arrayOf).def("write", &writePoints);
+    py::class_<Attributes>(m, "Attributes").def(py::init(&noColumns)).def("set", &setColumn).def("columns", &columnsOf);
     py::class_<Mesh>(m, "Mesh")
         .def(py::init(&meshOf))
         .def_static("restored", &restored)
@@ -393,6 +511,8 @@ PYBIND11_MODULE(_kel, m) {
         .def("side", [](const Mesh& mesh) { return kel_mesh_side(Mesh::Use(mesh).get()); })
         .def("flaws", &flawsOf)
         .def("count_crossings", counted(kel_mesh_count_crossings))
+        .def("crossings", &crossingsOf)
+        .def("transfer", &transfer)
         .def("remove_crossings", counted(kel_mesh_remove_crossings))
         .def("make_manifold", &makeManifold)
         .def("fit", &fitTo)
@@ -408,11 +528,12 @@ PYBIND11_MODULE(_kel, m) {
     m.def("cloud", &cloud);
     m.def("spacing", &spacingOf);
     m.def("corners", &cornersOf);
-    m.def("read_points", pointReader(kel_points_read));
-    m.def("read_corners", pointReader(kel_corners_read));
+    m.def("read_points", &readPoints);
+    m.def("read_scan", &readScan);
+    m.def("read_corners", &readCorners);
     m.def("read_mesh", &readMesh);
     m.def("set_num_threads", &setNumThreads);
-    m.def("version", &version);
+    m.def("version", [] { return KEL_VERSION; });
     m.def("defaults", &defaults);
     py::module_::import("atexit").attr("register")(py::cpp_function(joinAbandoned));
 }

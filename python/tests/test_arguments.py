@@ -4,6 +4,7 @@ import gc
 import inspect
 import os
 import re
+from types import SimpleNamespace
 
 import numpy as np
 import pytest
@@ -42,6 +43,26 @@ BAD_POINTS = [
 ]
 NOT_A_NUMBER = ["1", None, [1.0], 1j, object()]
 NOT_WHOLE = [1.5, "1", None, True, NAN]
+BAD_COLUMNS = [
+    ([1.0], TypeError, "attributes must be a mapping of names to arrays, not list"),
+    ({3: [1.0]}, TypeError, "a name in attributes must be str, not int"),
+    ({"": [1.0]}, ValueError, "attributes has the name '', which is empty"),
+    ({"a\0": [1.0]}, ValueError, "attributes has the name"),
+    ({"\ud800": [1.0]}, ValueError, "attributes has the name"),
+    ({"red": np.zeros(2)}, ValueError, r"attributes\['red'\] must have the shape \(\d+,\), but its shape is \(2,\) and"),
+    ({"red": np.zeros((60, 1))}, ValueError, r"attributes\['red'\] must have .* shape is \(60, 1\)"),
+    ({"red": ["a"] * 60}, TypeError, r"attributes\['red'\] must hold numbers .* dtype <U1"),
+    ({"red": None}, TypeError, r"attributes\['red'\] must hold numbers .* dtype object"),
+    ({"red": np.zeros(60, dtype="c8")}, TypeError, r"attributes\['red'\] must hold numbers .* dtype complex64"),
+    ({"red": [[1], [1, 2]]}, ValueError, r"attributes\['red'\] must be an array of numbers, but numpy says"),
+]
+BAD_CLASSES = [
+    (2, TypeError, "classes must be a sequence of whole numbers, not 2"),
+    ([2.0], TypeError, "classes must be a sequence of whole numbers"),
+    ("ground", TypeError, "classes must be a sequence"),
+    ([], ValueError, "classes is empty"),
+    ([2**40], ValueError, "a class in classes is 1099511627776, which is out of range"),
+]
 NOT_A_FLAG = [1, 0.0, "yes", None, []]
 BAD_PATHS = [(3, TypeError), (None, TypeError), ("a\0b", ValueError), ([], TypeError)]
 
@@ -51,7 +72,7 @@ def mesh():
 
 
 # For each callable: how it is called with one keyword changed, and which keyword takes what.
-NUMBERS, WHOLE, FLAGS, POINTS, PATHS = "numbers", "whole", "flags", "points", "paths"
+NUMBERS, WHOLE, FLAGS, POINTS, PATHS, COLUMNS, CLASSES = range(7)
 CALLS = {
     "reconstruct": (
         lambda **o: kel.reconstruct(**{"points": GOOD, **o}),
@@ -77,12 +98,13 @@ CALLS = {
         {NUMBERS: ["spacing", "feature_angle"]},
     ),
     "spacing": (lambda **o: kel.spacing(**{"points": GOOD, **o}), {POINTS: ["points"]}),
-    "read_points": (lambda path: kel.read_points(path), {PATHS: ["path"]}),
+    "read_points": (lambda **o: kel.read_points(**{"path": "none.las", **o}), {PATHS: ["path"], CLASSES: ["classes"]}),
+    "read_scan": (lambda **o: kel.read_scan(**{"path": "none.las", **o}), {PATHS: ["path"], CLASSES: ["classes"]}),
     "read_mesh": (lambda **o: kel.read_mesh(**{"path": "none.ply", **o}), {PATHS: ["path"], FLAGS: ["join"]}),
     "read_triangles": (lambda path: kel.read_triangles(path), {PATHS: ["path"]}),
     "write_points": (
         lambda **o: kel.write_points(**{"path": "none.xyz", "points": GOOD, **o}),
-        {PATHS: ["path"], POINTS: ["points"]},
+        {PATHS: ["path"], POINTS: ["points"], COLUMNS: ["attributes"]},
     ),
     "set_num_threads": (kel.set_num_threads, {WHOLE: ["num_threads"]}),
     "Mesh": (
@@ -117,15 +139,33 @@ CALLS = {
     ),
     "Mesh.make_manifold": (lambda **o: mesh().make_manifold(**o), {FLAGS: ["no_crossings"]}),
     "Mesh.remove_crossings": (lambda **o: mesh().remove_crossings(**o), {}),
+    "Mesh.crossings": (lambda **o: mesh().crossings(**o), {}),
+    "Mesh.transfer": (
+        lambda **o: mesh().transfer(**{"points": GOOD, "attributes": {}, **o}),
+        {POINTS: ["points"], COLUMNS: ["attributes"]},
+    ),
     "Mesh.fit": (
         lambda **o: mesh().fit(**{"points": GOOD, **o}),
         {POINTS: ["points"], NUMBERS: ["cell_edge"], FLAGS: ["noise"]},
     ),
     "Mesh.write": (
         lambda **o: mesh().write(**{"path": os.devnull + "/a.ply", **o}),
-        {PATHS: ["path"], FLAGS: ["ascii", "normals", "stl_binary"]},
+        {PATHS: ["path"], FLAGS: ["ascii", "normals", "stl_binary"], COLUMNS: ["attributes"]},
     ),
+    "Mesh.copy": (lambda **o: mesh().copy(**o), {}),
 }
+OTHERS = {
+    "trimesh": ("trimesh.Trimesh", SimpleNamespace(vertices=TRIANGLE[0], faces=TRIANGLE[1])),
+    "open3d": ("open3d.geometry.TriangleMesh", SimpleNamespace(vertices=TRIANGLE[0], triangles=TRIANGLE[1])),
+    "vtk": ("vtkPolyData", SimpleNamespace()),
+    "pyvista": ("pyvista.PolyData", SimpleNamespace()),
+}
+for _name, (_, _like) in OTHERS.items():
+    CALLS[f"Mesh.to_{_name}"] = (lambda method=f"to_{_name}", **o: getattr(mesh(), method)(**o), {})
+    CALLS[f"Mesh.from_{_name}"] = (
+        lambda method=getattr(kel.Mesh, f"from_{_name}"), like=_like, **o: method(**{"mesh": like, **o}),
+        {FLAGS: ["join"]},
+    )
 
 
 def rows():
@@ -143,6 +183,10 @@ def rows():
         for keyword in kinds.get(FLAGS, []):
             for value in NOT_A_FLAG:
                 yield name, call, keyword, value, TypeError, f"{keyword} must be True or False, not"
+        for kind, values in ((COLUMNS, BAD_COLUMNS), (CLASSES, BAD_CLASSES)):
+            for keyword in kinds.get(kind, []):
+                for value, exception, text in values:
+                    yield name, call, keyword, value, exception, text
         for keyword in kinds.get(PATHS, []):
             for value, exception in BAD_PATHS:
                 yield name, call, keyword, value, exception, keyword
@@ -197,6 +241,12 @@ VALUES = [
     ("Mesh.fit", "cell_edge", -1.0, ValueError, "cell_edge is -1"),
     ("Mesh.write", "precision", "exact", ValueError, "precision must be one of 'auto', 'single', 'double'"),
     ("Mesh.write", "path", "a.png", ValueError, "a mesh is written to .ply, .stl, .obj, .off or .list, not to a.png"),
+    ("Mesh.transfer", "length", "1", TypeError, "length must be a number, not str"),
+    ("Mesh.transfer", "length", -1.0, ValueError, "length is -1, but must be 0 or greater"),
+    ("reconstruct", "threads", -1, ValueError, "threads is -1, but must be 0 or greater"),
+    ("melt", "threads", -1, ValueError, "threads is -1, but must be 0 or greater"),
+    ("set_num_threads", "num_threads", -5, ValueError, "num_threads is -5, but must be 0 or greater"),
+    *[(f"Mesh.from_{name}", "mesh", "a", TypeError, f"mesh must be a {kind}, not str") for name, (kind, _) in OTHERS.items()],
     ("write_points", "path", "a.stl", ValueError, "points are written to .*, not to a.stl"),
 ]
 TABLE = list(rows()) + [(name, CALLS[name][0], *row) for name, *row in VALUES]
@@ -216,8 +266,8 @@ def test_wrong_argument(call, keyword, value, exception, text, tmp_path, monkeyp
 
 def test_the_table_has_every_function_and_argument():
     names = [name for name in kel.__all__ if not isinstance(getattr(kel, name), type)] + ["Mesh"]
-    names += [f"Mesh.{name}" for name, value in vars(kel.Mesh).items() if inspect.isfunction(value) and name[0] != "_"]
-    names = [name for name in names if not re.match(r"Mesh\.(to_|from_|copy)", name)]
+    methods = [name for name, value in vars(kel.Mesh).items() if inspect.isfunction(value) or isinstance(value, classmethod)]
+    names += [f"Mesh.{name}" for name in methods if name[0] != "_"]
     assert sorted(CALLS) == sorted(names)
     tried = {(row[0], row[2]) for row in TABLE}
     for name in names:
@@ -226,7 +276,7 @@ def test_the_table_has_every_function_and_argument():
 
 
 def test_files_that_are_none(tmp_path):
-    for read in (kel.read_points, kel.read_mesh, kel.read_triangles):
+    for read in (kel.read_points, kel.read_scan, kel.read_mesh, kel.read_triangles):
         with pytest.raises(FileNotFoundError, match="none.ply"):
             read(tmp_path / "none.ply")
         with pytest.raises(kel.FileError):
@@ -240,6 +290,9 @@ def test_files_that_are_none(tmp_path):
         kel.write_points(tmp_path / "no" / "a.xyz", GOOD)
     with pytest.raises(kel.FileError):
         mesh().write(tmp_path / "no" / "a.ply")
+    for classes, text in (([2, 256], "a class is 256, but must be from 0 to 255"), ([2], "only LAS files")):
+        with pytest.raises(ValueError, match=text):
+            kel.read_scan(broken, classes=classes)
     assert sorted(path.name for path in tmp_path.iterdir()) == ["broken.ply"]
 
 
@@ -270,7 +323,7 @@ def test_keywords_are_the_options_of_the_library_with_its_defaults():
         "smooth": kel.Mesh.smooth,
         "write": kel.Mesh.write,
     }
-    elsewhere = {"self", "points", "triangles", "origin", "progress", "nan_policy", "annealing", "path"}
+    elsewhere = {"self", "points", "triangles", "origin", "progress", "nan_policy", "annealing", "path", "attributes"}
     codes = {"taubin": 0, "auto": 0, None: 0.0}
     defaults = kel._kel.defaults()
     assert sorted(defaults) == sorted(spelled)

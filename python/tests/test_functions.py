@@ -2,6 +2,7 @@
 
 import copy
 import pickle
+import sys
 
 import numpy as np
 import pytest
@@ -54,6 +55,24 @@ def test_single_precision_and_integers_are_taken_as_they_are(points):
     assert kel.spacing(grid) == kel.spacing(grid.astype(np.float64))
 
 
+def test_plain_arrays_are_used_where_they_lie(points):
+    read_only = points.copy()
+    read_only.flags.writeable = False
+    unaligned = np.zeros(points.nbytes + 1, dtype=np.uint8)[1:].view(np.float64).reshape(points.shape)
+    for array, shared in (
+        (points, True), (read_only, True), (points[5:], True), (points.astype(np.float32), False),
+        (np.asfortranarray(points), False), (points[::2], False), (points[:, ::-1], False), (unaligned, False),
+        (points.astype(">f8"), False),
+    ):  # fmt: skip
+        held = kel._arrays.points(array)
+        assert np.shares_memory(held.array(), array) == shared
+        before = sys.getrefcount(array)
+        held = None
+        assert sys.getrefcount(array) == before - shared
+    held = kel._arrays.points(points.copy())
+    assert np.array_equal(held.array(), points)
+
+
 def test_points_are_not_changed_and_not_kept(points):
     own = points.copy()
     mesh = kel.reconstruct(own)
@@ -97,6 +116,10 @@ def test_copies_are_the_same_and_separate(mesh):
         assert same(other, mesh) and other.report == mesh.report
         other.smooth(rounds=2)
         assert not np.array_equal(other.vertices, mesh.vertices)
+
+    other = mesh.copy()
+    other.report["before"]["border_edges"] = -1
+    assert mesh.report["before"]["border_edges"] >= 0
 
     class Scan(kel.Mesh):
         pass
@@ -175,6 +198,71 @@ def test_files_keep_what_they_are_given(tmp_path, points, mesh):
     exact = tmp_path / "exact.ply"
     mesh.write(exact, precision="double")
     assert np.array_equal(kel.read_triangles(bytes(exact)), mesh.vertices[mesh.triangles])
+
+
+COLUMNS = {
+    **{code: np.arange(3000).astype(code) for code in ("i1", "u1", "i2", "u2", "i4", "u4", "i8", "u8", "f4", "f8")},
+    "big endian": np.arange(3000, dtype=">i2")[::-1],
+    "masked": np.ma.array(np.arange(3000, dtype=np.int32), mask=np.arange(3000) % 7 == 0),
+    "masked floats": np.ma.array(np.linspace(0, 1, 3000), mask=np.arange(3000) < 5),
+    "half": np.linspace(0, 1, 3000).astype(np.float16),
+    "truth": np.arange(3000) % 2 == 0,
+    "höhe": list(range(3000)),
+}
+
+
+def test_columns_of_every_type_go_through_a_file(tmp_path, points):
+    kel.write_points(tmp_path / "a.ply", points, COLUMNS)
+    read, columns = kel.read_scan(tmp_path / "a.ply")
+    assert len(read) == 3000 and list(columns) == [name.replace(" ", "_") for name in COLUMNS]
+    for name, given in COLUMNS.items():
+        column = columns[name.replace(" ", "_")]
+        values = np.ma.filled(given, np.nan if name == "masked floats" else 0)
+        assert np.array_equal(column, values, equal_nan=column.dtype.kind == "f"), name
+        if len(name) == 2 and name[1] != "8":  # the widest whole numbers of a .ply have 32 bits
+            assert column.dtype == np.dtype(name)
+    column = columns["i4"]
+    del columns
+    assert column.sum() == np.arange(3000).sum()
+
+
+def test_vertices_get_what_the_points_near_them_carry(tmp_path, points):
+    mesh = kel.reconstruct(points)
+    columns = {**COLUMNS, "height": points[:, 2], "class": (points[:, 2] > 0).astype(np.uint8)}
+    carried = mesh.transfer(points, columns)
+    assert list(carried) == list(columns) and {len(column) for column in carried.values()} == {len(mesh.vertices)}
+    edge, height = mesh.report["cell_edge"], mesh.vertices[:, 2]
+    assert np.abs(carried["height"] - height).max() < 2 * edge  # that of a vertex without points is a neighbour's
+    inner = np.abs(height) > 2 * edge
+    assert np.array_equal(carried["class"][inner], height[inner] > 0)
+    half = np.ma.array(np.ones(3000, dtype=np.int8), mask=points[:, 0] > 0)
+    known = mesh.transfer(points, {"half": half})["half"]
+    assert known.mask[mesh.vertices[:, 0] > 2 * edge].all() and not known.mask[mesh.vertices[:, 0] < -2 * edge].any()
+    assert mesh.transfer(points, {}) == {}
+    by_length = [mesh.transfer(points, {"x": points[:, 0]}, length=n)["x"] for n in (None, edge, edge / 4)]
+    assert np.array_equal(by_length[0], by_length[1]) and not np.array_equal(by_length[1], by_length[2])
+    mesh.write(tmp_path / "a.ply", precision="double", attributes=carried)
+    places, read = kel.read_scan(tmp_path / "a.ply")  # in another order
+    in_order = carried["height"][np.lexsort(mesh.vertices.T)]
+    assert np.array_equal(read["height"][np.lexsort(places.T)], in_order)
+    with pytest.warns(kel.KelWarning, match="a.off can't hold i1, .*, height, class$"):
+        mesh.write(tmp_path / "a.off", attributes=carried)
+
+
+def test_classes_of_a_scan(tmp_path, points):
+    classes = np.arange(3000, dtype=np.uint8) % 5
+    kel.write_points(tmp_path / "a.las", points, {"classification": classes})
+    assert np.array_equal(kel.read_scan(tmp_path / "a.las")[1]["classification"], classes)
+    some, columns = kel.read_scan(tmp_path / "a.las", classes=np.array([2, 4]))
+    assert np.array_equal(columns["classification"], classes[(classes == 2) | (classes == 4)])
+    assert np.array_equal(kel.read_points(tmp_path / "a.las", classes=(2, 4)), some)
+
+
+def test_crossings_are_rows_of_the_triangles():
+    vertices = [[9, 0, 0], [10, 0, 0], [9, 1, 0], [-1, -1, 0], [2, -1, 0], [-1, 2, 0], [0, 0, -1], [0, 0, 1], [0.5, 0.1, 1]]
+    pairs = kel.Mesh(vertices, [[3, 4, 5], [6, 7, 8], [0, 1, 2]]).crossings()
+    assert pairs.dtype == np.int64 and pairs.tolist() == [[0, 1]]
+    assert kel.Mesh(vertices, [[0, 1, 2]]).crossings().shape == (0, 2)
 
 
 def test_a_mesh_is_made_of_arrays():

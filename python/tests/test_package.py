@@ -5,6 +5,7 @@ import os
 import re
 import subprocess
 import sys
+from types import SimpleNamespace
 
 import numpy as np
 import pytest
@@ -29,6 +30,10 @@ def test_types_hold_by_mypy():
     assert set(faults) <= {"kel._kel.Keywords", "kel._kel.Report"}, done.stdout
 
 
+def test_the_version_is_that_of_the_build():
+    assert f"project(kel VERSION {kel.__version__} " in (SOURCE / "CMakeLists.txt").read_text()
+
+
 def test_importing_brings_in_nothing_that_is_slow():
     done = run("-c", "import sys, kel; print(sorted(m for m in ('numpy', 'tqdm', 'inspect') if m in sys.modules))")
     assert done.stdout == "[]\n", done.stderr
@@ -50,15 +55,50 @@ def test_everything_has_a_docstring_in_numpydoc_form():
             assert argument in described, f"{thing.__name__}: {argument} isn't described"
 
 
-@pytest.mark.parametrize("name", ["trimesh", "open3d", "pyvista"])
-def test_other_packages(name, mesh):
-    if importlib.util.find_spec(name) is None:
-        with pytest.raises(ImportError, match=rf"to_{name}\(\) needs the package {name}"):
-            getattr(mesh, f"to_{name}")()
-        pytest.skip(f"{name} isn't installed")
+def writable(array):
+    assert array.flags.writeable
+    return array
+
+
+# Where a package isn't installed, what its functions take and give.
+STAND_INS = {
+    "trimesh": SimpleNamespace(Trimesh=lambda vertices, faces, process: SimpleNamespace(vertices=vertices, faces=faces)),
+    "open3d": SimpleNamespace(
+        geometry=SimpleNamespace(TriangleMesh=lambda v, t: SimpleNamespace(vertices=v, triangles=t)),
+        utility=SimpleNamespace(Vector3dVector=writable, Vector3iVector=writable),
+    ),
+    "pyvista": SimpleNamespace(PolyData=lambda data: data),
+}
+
+
+@pytest.mark.parametrize("name", ["trimesh", "open3d", "vtk", "pyvista"])
+def test_other_packages(name, mesh, monkeypatch):
+    if name in ("vtk", "pyvista"):
+        pytest.importorskip("vtkmodules")
+    if name in STAND_INS and importlib.util.find_spec(name) is None:
+        monkeypatch.setitem(sys.modules, name, STAND_INS[name])
     mesh = kel.Mesh(mesh.vertices, mesh.triangles)
     back = getattr(kel.Mesh, f"from_{name}")(getattr(mesh, f"to_{name}")())
     assert same(back, kel.Mesh(mesh.vertices, mesh.triangles))
+
+
+@pytest.mark.parametrize("name", ["trimesh", "open3d", "vtk", "pyvista"])
+def test_other_packages_that_are_not_there(name, mesh, monkeypatch):
+    monkeypatch.setitem(sys.modules, name, None)
+    monkeypatch.setitem(sys.modules, "vtkmodules.vtkCommonDataModel", None)
+    with pytest.raises(ImportError, match=rf"to_{name}\(\) needs the package {name}, which"):
+        getattr(mesh, f"to_{name}")()
+
+
+def test_polygons_of_vtk_become_triangles():
+    sources = pytest.importorskip("vtkmodules.vtkFiltersSources")
+    cube = sources.vtkCubeSource()
+    cube.Update()
+    info = kel.Mesh.from_vtk(cube.GetOutput()).info()  # six squares, each with corners of its own
+    assert info["triangles"] == 12 and info["closed"] and info["volume"] == pytest.approx(1.0)
+    empty = type(cube.GetOutput())()
+    with pytest.raises(kel.Error, match="no triangles"):
+        kel.Mesh.from_vtk(empty)
 
 
 def test_example_of_a_picture(tmp_path):

@@ -7,6 +7,7 @@
 #include "Progress.h"
 #include "fineMesh.h"
 #include "messages.h"
+#include "spanRuns.h"
 
 namespace TARN_KEL {
 
@@ -48,13 +49,12 @@ void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>&
 
 }  // namespace
 
-FitRun::FitRun(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options)
-    : sideLen(mesh.getSideLen()) {
+FitRun::FitRun(const RMesh& mesh, std::span<const Point3> points, const FitOptions& options) : sideLen(mesh.getSideLen()) {
     ASSEX(options.cellEdge>=0.0 && std::isfinite(options.cellEdge));
     if (!hasFiniteCorners(mesh)) return;
     std::vector<FitTriangle> vTriangle;
     vStart = usedPlaces(mesh, vTriangle);
-    surfaceFit.emplace(vStart, vTriangle, vPoints, options.cellEdge, options.bNoise);
+    surfaceFit.emplace(vStart, vTriangle, points, options.cellEdge, options.bNoise);
 }
 
 std::unique_ptr<RMesh> FitRun::fittedMesh(FitReport& report) {
@@ -75,14 +75,18 @@ std::unique_ptr<RMesh> FitRun::fittedMesh(FitReport& report) {
     return meshOf(surface, sideLen);
 }
 
-FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
+FitReport fitSpan(const MeshPtr& pMesh, std::span<const Point3> points, const FitOptions& options) {
     ASSEX(pMesh!=NULL && pMesh->pRMesh!=NULL);
     OwnRun run(progressForFit());
     FitReport report;
-    std::unique_ptr<RMesh> pFitted = FitRun(*pMesh->pRMesh, vPoints, options).fittedMesh(report);
+    std::unique_ptr<RMesh> pFitted = FitRun(*pMesh->pRMesh, points, options).fittedMesh(report);
     run.close();
     if (pFitted) install(std::move(pFitted), *pMesh);
     return report;
+}
+
+FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options) {
+    return fitSpan(pMesh, vPoints, options);
 }
 
 }  // namespace TARN_KEL

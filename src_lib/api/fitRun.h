@@ -5,6 +5,7 @@
 
 #include <memory>
 #include <optional>
+#include <span>
 #include <vector>
 
 #include "RMesh.h"
@@ -17,7 +18,7 @@ namespace TARN_KEL {
 class FitRun {
 public:
     /// Looks at the points. A mesh with a vertex that isn't finite gives a warning, and isn't fitted.
-    FitRun(const RMesh& mesh, const std::vector<Point3>& vPoints, const FitOptions& options);
+    FitRun(const RMesh& mesh, std::span<const Point3> points, const FitOptions& options);
 
     /// Of the points, in their spacings.
     double noise() const { return surfaceFit ? surfaceFit->noise() : 0.0; }

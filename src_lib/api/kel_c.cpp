@@ -1,72 +1,29 @@
 // The functions of the C interface. Each checks its arguments, calls the library, and hands out what came of it.
 #include <kel_c.h>
 
-#include <atomic>
-#include <cmath>
+#include <cstdint>
 #include <cstring>
 #include <limits>
 #include <memory>
+#include <span>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "CallFrame.h"
 #include "Progress.h"
 #include "RMesh.h"
+#include "cHandles.h"
 #include "cOptions.h"
-#include "fileFormats.h"
 #include "kel.h"
 #include "meshFlaws.h"
+#include "spanRuns.h"
 
 using namespace TARN_KEL;
 
-struct kel_stop {
-    std::atomic<bool> bStop{false};
-};
-
-struct kel_points {
-    std::vector<Point3> vPoints;
-};
-
-struct kel_mesh {
-    MeshPtr pMesh;
-};
-
 namespace {
 
-// kel_points_data() shows points as the plain doubles that they are.
-static_assert(sizeof(Point3) == 3 * sizeof(double) && std::is_standard_layout_v<Point3>);
-
-// ---- Arguments ----------------------------------------------------------------------------------------------------------
-
-/// The object of a handle or pointer; null is an ArgumentError that names it.
-template <typename T>
-T& given(T* pArgument, const char* name) {
-    if (pArgument == nullptr) throw ArgumentError(std::string(name) + " is NULL");
-    return *pArgument;
-}
-
-const MeshPtr& meshOf(kel_mesh* mesh) {
-    return given(mesh, "mesh").pMesh;
-}
-
-/// wanted: completes "must be", such as "greater than 0".
-void requireNumber(bool bHolds, const char* name, double value, const char* wanted) {
-    if (!bHolds) throw ArgumentError(std::string(name) + " is " + toString(value) + ", but must be " + wanted);
-}
-
-void requirePositive(const char* name, double value) {
-    requireNumber(std::isfinite(value) && value > 0.0, name, value, "greater than 0");
-}
-
-void requireLength(const char* name, double value) {
-    requireNumber(std::isfinite(value) && value >= 0.0, name, value, "0 or greater");
-}
-
-void requireNoNaN(const char* name, double value) {
-    requireNumber(!std::isnan(value), name, value, "a number");
-}
+// ---- Arguments ---------------------------------------------------------------------------------------------------------
 
 /// Three positions for each triangle, all of them of vertices. Throws ArgumentError for others.
 std::vector<int> indicesOf(const kel_points& vertices, const int32_t* triangles, std::size_t numTriangles) {
@@ -74,17 +31,16 @@ std::vector<int> indicesOf(const kel_points& vertices, const int32_t* triangles,
     if (numTriangles > 0) given(triangles, "triangles");
     std::vector<int> vIndices(triangles, triangles + 3 * numTriangles);
     for (std::size_t i = 0; i < vIndices.size(); ++i)
-        if (vIndices[i] < 0 || static_cast<std::size_t>(vIndices[i]) >= vertices.vPoints.size())
+        if (vIndices[i] < 0 || static_cast<std::size_t>(vIndices[i]) >= vertices.points.size())
             throw ArgumentError("triangles: triangle " + toString(i / 3) + " has vertex " + toString(vIndices[i]) + " of " +
-                                toString(vertices.vPoints.size()));
+                                toString(vertices.points.size()));
     return vIndices;
 }
 
-const std::vector<Point3>& cornersOf(const kel_points* corners) {
-    const std::vector<Point3>& vCorners = given(corners, "corners").vPoints;
-    if (vCorners.size() % 3 != 0)
-        throw ArgumentError("corners: their number is " + toString(vCorners.size()) + ", which isn't a multiple of three");
-    return vCorners;
+const kel_points& cornersOf(const kel_points* corners) {
+    const std::size_t num = given(corners, "corners").points.size();
+    if (num % 3 != 0) throw ArgumentError("corners: their number is " + toString(num) + ", which isn't a multiple of three");
+    return *corners;
 }
 
 KeepOptions keepOf(const kel_keep_options* keep) {
@@ -101,11 +57,6 @@ auto runOptionsOf(const COptions& c, CallbackListener& listener) {
 }
 
 // ---- Results ------------------------------------------------------------------------------------------------------------
-
-template <typename Handle, typename Content>
-void handOutNew(Content content, Handle** out) {
-    *out = new Handle{std::move(content)};
-}
 
 /// A mesh for the caller, or word that there is none.
 kel_status handOutMesh(MeshPtr pMesh, kel_mesh** out) {
@@ -131,19 +82,6 @@ kel_status reportedRun(CReport* pOut, kel_mesh** out, const Run& run) {
     }
 }
 
-/// What is read from a file, for the caller.
-template <typename Read>
-kel_status readPoints(const char* filename, kel_points** out, const Read& read) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        given(out, "out");
-        std::vector<Point3> vPoints;
-        if (!read(vPoints)) return KEL_BAD_FILE;
-        handOutNew(std::move(vPoints), out);
-        return KEL_OK;
-    });
-}
-
 /// A copy of numbers at any address and any distance from each other.
 template <typename Number>
 std::vector<Point3> copiedPoints(const char* pData, std::size_t numPoints, std::ptrdiff_t row, std::ptrdiff_t column) {
@@ -162,14 +100,14 @@ std::vector<Point3> copiedPoints(const char* pData, std::size_t numPoints, std::
 }
 
 /// The mesh of vertices and triangles as they are. The vertices that no triangle has are left out.
-MeshPtr exactMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double side) {
+MeshPtr exactMesh(std::span<const Point3> places, const std::vector<int>& vIndices, double side) {
     auto pRMesh = std::make_unique<RMesh>(side);
-    std::vector<char> vUsed(vVertices.size(), 0);
+    std::vector<char> vUsed(places.size(), 0);
     for (const int i : vIndices)
         vUsed[static_cast<std::size_t>(i)] = 1;
-    std::vector<Point3*> vVtx(vVertices.size(), nullptr);
-    for (std::size_t i = 0; i < vVertices.size(); ++i)
-        if (vUsed[i] != 0) vVtx[i] = pRMesh->createVertexApart(vVertices[i]);
+    std::vector<Point3*> vVtx(places.size(), nullptr);
+    for (std::size_t i = 0; i < places.size(); ++i)
+        if (vUsed[i] != 0) vVtx[i] = pRMesh->createVertexApart(places[i]);
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3)
         pRMesh->createT(vVtx[static_cast<std::size_t>(vIndices[i])], vVtx[static_cast<std::size_t>(vIndices[i + 1])],
                         vVtx[static_cast<std::size_t>(vIndices[i + 2])]);
@@ -178,14 +116,14 @@ MeshPtr exactMesh(const std::vector<Point3>& vVertices, const std::vector<int>& 
     return pMesh;
 }
 
-void requireExact(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices) {
+void requireExact(std::span<const Point3> places, const std::vector<int>& vIndices) {
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3) {
         const int a = vIndices[i], b = vIndices[i + 1], c = vIndices[i + 2];
         if (a == b || b == c || c == a)
             throw ArgumentError("triangles: triangle " + toString(i / 3) + " has a corner twice");
     }
     for (const int i : vIndices)
-        if (!isFinitePoint(vVertices[static_cast<std::size_t>(i)]))
+        if (!isFinitePoint(places[static_cast<std::size_t>(i)]))
             throw ArgumentError("vertices: vertex " + toString(i) + " isn't finite");
 }
 
@@ -196,42 +134,6 @@ struct IndexedMesh {
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
 };
-
-// ---- Files --------------------------------------------------------------------------------------------------------------
-
-Precision precisionOf(int precision) {
-    switch (precision) {
-    case 0:
-        return Precision::AUTO;
-    case KEL_FLOAT32:
-        return Precision::FLOAT;
-    case KEL_FLOAT64:
-        return Precision::DOUBLE;
-    default:
-        throw ArgumentError("precision is " + toString(precision) + ", but must be 0, 4 or 8");
-    }
-}
-
-bool writePoints(std::string filename, const std::vector<Point3>& vPoints) {
-    const FileFormat& format = formatByName(filename);
-    if (format.extension == ".las") return writePoints_LAS(filename.c_str(), vPoints);
-    const bool bKnown = format.type == FT_ASCII || format.type == FT_BIN || format.type == FT_PLY || format.type == FT_LIST;
-    if (!bKnown)
-        throw ArgumentError("filename: points are written to .xyz, .txt, .asc, .bin, .ply, .las or .list, not to " +
-                            filename);
-    return writePoints_auto(filename, vPoints, false, format.type == FT_ASCII ? Precision::DOUBLE : Precision::AUTO);
-}
-
-bool writeMesh(const std::string& filename, const MeshPtr& pMesh, const kel_write_options& options) {
-    const Precision precision = precisionOf(options.precision);
-    const std::string_view extension = formatByName(filename).extension;
-    if (extension == ".obj") return toObj(pMesh, filename, precision, options.normals != 0);
-    if (extension == ".off") return toOff(pMesh, filename, precision);
-    if (extension == ".stl" && options.stl_binary != 0) return writeSTL_BIN(pMesh, filename);
-    if (extension != ".ply" && extension != ".stl" && extension != ".list")
-        throw ArgumentError("filename: a mesh is written to .ply, .stl, .obj, .off or .list, not to " + filename);
-    return writeMesh_auto(filename, pMesh, options.ascii != 0, precision);
-}
 
 }  // namespace
 
@@ -248,8 +150,11 @@ void kel_version(int* major, int* minor) {
     if (minor != nullptr) *minor = aVersion[1];
 }
 
-void kel_set_num_threads(int num_threads) {
-    setNumThreads(num_threads);
+kel_status kel_set_num_threads(int num_threads) {
+    return plainCall([&] {
+        requireThreads("num_threads", num_threads);
+        setNumThreads(num_threads);
+    });
 }
 
 void kel_set_progress(kel_progress progress, void* data) {
@@ -309,23 +214,29 @@ kel_status kel_points_create_strided(const void* data, kel_number number, size_t
     });
 }
 
-kel_status kel_points_read(const char* filename, kel_points** points) {
-    return readPoints(filename, points, [&](std::vector<Point3>& vPoints) { return readPointFile(filename, vPoints); });
-}
-
-kel_status kel_points_write(const kel_points* points, const char* filename) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        return writePoints(filename, given(points, "points").vPoints) ? KEL_OK : KEL_BAD_FILE;
+kel_status kel_points_borrow(const double* xyz, size_t num_points, kel_points** points) {
+    return plainCall([&] {
+        given(points, "points");
+        if (num_points > 0) require(xyz != nullptr, "xyz is NULL");
+        require(reinterpret_cast<std::uintptr_t>(xyz) % alignof(double) == 0, "xyz isn't aligned");
+        handOutNew(std::span(reinterpret_cast<const Point3*>(xyz), num_points), points);
     });
 }
 
+kel_status kel_points_read(const char* filename, kel_points** points) {
+    return kel_points_read_with(filename, nullptr, 0, points, nullptr, nullptr);
+}
+
+kel_status kel_points_write(const kel_points* points, const char* filename) {
+    return kel_points_write_with(points, nullptr, filename);
+}
+
 size_t kel_points_count(const kel_points* points) {
-    return points != nullptr ? points->vPoints.size() : 0;
+    return points != nullptr ? points->points.size() : 0;
 }
 
 const double* kel_points_data(const kel_points* points) {
-    return points != nullptr ? reinterpret_cast<const double*>(points->vPoints.data()) : nullptr;
+    return points != nullptr ? reinterpret_cast<const double*>(points->points.data()) : nullptr;
 }
 
 void kel_points_free(kel_points* points) {
@@ -334,9 +245,10 @@ void kel_points_free(kel_points* points) {
 
 kel_status kel_spacing(const kel_points* points, double* spacing) {
     return libraryCall([&] {
-        std::vector<Point3> vPoints = given(points, "points").vPoints;
+        const std::span<const Point3> theirs = given(points, "points").points;
         given(spacing, "spacing");
         const OwnRun run(true);  // the estimate leaves its progress open
+        std::vector<Point3> vPoints(theirs.begin(), theirs.end());
         const double estimated = estimateAvgSpacing(vPoints);
         if (estimated < 0.0) return KEL_NOTHING;
         *spacing = estimated;
@@ -354,13 +266,14 @@ void kel_reconstruct_options_init(kel_reconstruct_options* options, size_t size)
 kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_options* options, kel_reconstruct_report* report,
                            kel_mesh** mesh) {
     return libraryCall([&] {
-        const std::vector<Point3>& vPoints = given(points, "points").vPoints;
+        const std::span<const Point3> theirs = given(points, "points").points;
         given(mesh, "mesh");
         requireSize(report);
         const kel_reconstruct_options c = wholeOptions(options);
         requireLength("spacing", c.spacing);
         requirePositive("factor", c.factor);
         requireNoNaN("min_piece_area", c.min_piece_area);
+        requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         ReconstructOptions run = runOptionsOf(c, listener);
         if (c.has_origin != 0) {
@@ -368,7 +281,7 @@ kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_optio
             require(isFinitePoint(*run.origin), "origin isn't finite");
         }
         return reportedRun<ReconstructReport>(
-            report, mesh, [&](ReconstructReport* pReport) { return reconstruct(vPoints, run, pReport); });
+            report, mesh, [&](ReconstructReport* pReport) { return reconstructSpan(theirs, run, pReport); });
     });
 }
 
@@ -380,41 +293,51 @@ kel_status kel_corners_create(const kel_points* vertices, const int32_t* triangl
                               kel_points** corners) {
     return plainCall([&] {
         given(corners, "corners");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
+        const std::span<const Point3> places = given(vertices, "vertices").points;
         std::vector<Point3> vCorners;
         const std::vector<int> vIndices = indicesOf(*vertices, triangles, num_triangles);
         vCorners.reserve(vIndices.size());
         for (const int i : vIndices)
-            vCorners.push_back(vVertices[static_cast<std::size_t>(i)]);
+            vCorners.push_back(places[static_cast<std::size_t>(i)]);
         handOutNew(std::move(vCorners), corners);
     });
 }
 
 kel_status kel_corners_read(const char* filename, kel_points** corners) {
-    return readPoints(filename, corners,
-                      [&](std::vector<Point3>& vPoints) { return readTriangles_auto(filename, vPoints); });
+    return libraryCall([&] {
+        given(filename, "filename");
+        given(corners, "corners");
+        std::vector<Point3> vCorners;
+        if (!readTriangles_auto(filename, vCorners)) return KEL_BAD_FILE;
+        handOutNew(std::move(vCorners), corners);
+        return KEL_OK;
+    });
 }
 
 kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, kel_melt_report* report, kel_mesh** mesh) {
     return libraryCall([&] {
-        const std::vector<Point3>& vCorners = cornersOf(corners);
+        const kel_points& own = cornersOf(corners);
         given(mesh, "mesh");
         requireSize(report);
         const kel_melt_options c = wholeOptions(options);
         requirePositive("spacing", c.spacing);
         requireNoNaN("feature_angle", c.feature_angle);
+        requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         const MeltOptions run = runOptionsOf(c, listener);
-        return reportedRun<MeltReport>(report, mesh, [&](MeltReport* pReport) { return melt(vCorners, run, pReport); });
+        const PointVector vCorners(own);
+        return reportedRun<MeltReport>(report, mesh,
+                                       [&](MeltReport* pReport) { return melt(vCorners.get(), run, pReport); });
     });
 }
 
 kel_status kel_cloud(const kel_points* corners, double spacing, double feature_angle, kel_points** points) {
     return libraryCall([&] {
-        std::vector<Point3> vCorners = cornersOf(corners), vPoints;
+        const std::span<const Point3> theirs = cornersOf(corners).points;
         given(points, "points");
         requirePositive("spacing", spacing);
         requireNoNaN("feature_angle", feature_angle);
+        std::vector<Point3> vCorners(theirs.begin(), theirs.end()), vPoints;
         toCloud(vCorners, spacing, feature_angle, vPoints);
         if (vPoints.empty()) return KEL_NOTHING;
         handOutNew(std::move(vPoints), points);
@@ -429,8 +352,8 @@ kel_status kel_mesh_create(const kel_points* vertices, const int32_t* triangles,
                            kel_mesh** mesh) {
     return libraryCall([&] {
         given(mesh, "mesh");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
-        return handOutMesh(makeMesh(vVertices, indicesOf(*vertices, triangles, num_triangles), 0.0, join != 0), mesh);
+        const PointVector vVertices(given(vertices, "vertices"));
+        return handOutMesh(makeMesh(vVertices.get(), indicesOf(*vertices, triangles, num_triangles), 0.0, join != 0), mesh);
     });
 }
 
@@ -438,11 +361,11 @@ kel_status kel_mesh_restore(const kel_points* vertices, const int32_t* triangles
                             kel_mesh** mesh) {
     return libraryCall([&] {
         given(mesh, "mesh");
-        const std::vector<Point3>& vVertices = given(vertices, "vertices").vPoints;
+        const std::span<const Point3> places = given(vertices, "vertices").points;
         requireLength("side", side);
         const std::vector<int> vIndices = indicesOf(*vertices, triangles, num_triangles);
-        requireExact(vVertices, vIndices);
-        return handOutMesh(exactMesh(vVertices, vIndices, side), mesh);
+        requireExact(places, vIndices);
+        return handOutMesh(exactMesh(places, vIndices, side), mesh);
     });
 }
 
@@ -460,10 +383,7 @@ void kel_write_options_init(kel_write_options* options, size_t size) {
 }
 
 kel_status kel_mesh_write(kel_mesh* mesh, const char* filename, const kel_write_options* options) {
-    return libraryCall([&] {
-        given(filename, "filename");
-        return writeMesh(filename, meshOf(mesh), wholeOptions(options)) ? KEL_OK : KEL_BAD_FILE;
-    });
+    return kel_mesh_write_with(mesh, nullptr, filename, options);
 }
 
 kel_status kel_mesh_sizes(kel_mesh* mesh, size_t* num_vertices, size_t* num_triangles) {
@@ -520,9 +440,31 @@ kel_status kel_mesh_count_flaws(kel_mesh* mesh, kel_mesh_flaws* flaws) {
 kel_status kel_mesh_count_crossings(kel_mesh* mesh, size_t* crossings) {
     return libraryCall([&] {
         given(crossings, "crossings");
-        *crossings = countSelfIntersections(meshOf(mesh));
+        *crossings = oneStepRun("Crossings", [&] { return countSelfIntersections(meshOf(mesh)); });
         return KEL_OK;
     });
+}
+
+kel_status kel_mesh_list_crossings(kel_mesh* mesh, kel_pairs** pairs) {
+    return libraryCall([&] {
+        given(pairs, "pairs");
+        auto pPairs = std::make_unique<kel_pairs>();
+        oneStepRun("Crossings", [&] { return countSelfIntersections(meshOf(mesh), pPairs->vPairs); });
+        *pairs = pPairs.release();
+        return KEL_OK;
+    });
+}
+
+size_t kel_pairs_count(const kel_pairs* pairs) {
+    return pairs != nullptr ? pairs->vPairs.size() : 0;
+}
+
+const size_t* kel_pairs_data(const kel_pairs* pairs) {
+    return pairs != nullptr ? reinterpret_cast<const size_t*>(pairs->vPairs.data()) : nullptr;
+}
+
+void kel_pairs_free(kel_pairs* pairs) {
+    delete pairs;
 }
 
 // ---- Changing a mesh in place
@@ -556,7 +498,7 @@ kel_status kel_mesh_fit(kel_mesh* mesh, const kel_points* points, const kel_fit_
     return libraryCall([&] {
         const kel_fit_options c = wholeOptions(options);
         requireLength("cell_edge", c.cell_edge);
-        const FitReport done = fit(meshOf(mesh), given(points, "points").vPoints, optionsOf(c));
+        const FitReport done = fitSpan(meshOf(mesh), given(points, "points").points, optionsOf(c));
         if (report != nullptr) *report = figuresOf<kel_fit_report>(done);
         return KEL_OK;
     });

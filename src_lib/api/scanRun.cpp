@@ -8,6 +8,7 @@
 // the mesh of reconstruct_auto(), to the byte.
 #include <memory>
 #include <optional>
+#include <span>
 #include <string>
 #include <utility>
 #include <vector>
@@ -31,6 +32,7 @@
 #include "processMemory.h"
 #include "removeCrossings.h"
 #include "runGrid.h"
+#include "spanRuns.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -48,7 +50,7 @@ public:
     ScanRun(const ReconstructOptions& theOptions, const WatchedRun& theRun, ReconstructReport& theReport, bool bCountFlaws)
         : options(theOptions), watchedRun(theRun), report(theReport), bFlaws(bCountFlaws) {}
 
-    MeshPtr run(const std::vector<Point3>& vGiven);
+    MeshPtr run(std::span<const Point3> given);
 
 private:
     template <typename Work>
@@ -75,23 +77,24 @@ private:
     const WatchedRun& watchedRun;
     ReconstructReport& report;
     const bool bFlaws;
-    std::optional<Calc> grid;                   // for the points as they are
-    std::optional<CloudSample> sample;          // of the points as they are, on that grid
-    std::vector<Point3> vLeft;                  // the given points without those left out; empty when all are left
-    const std::vector<Point3>* pOwn = nullptr;  // what is left of the given points, without those that are added
-    std::optional<FitRun> fitRun;               // of the latest mesh to those
+    std::optional<Calc> grid;           // for the points as they are
+    std::optional<CloudSample> sample;  // of the points as they are, on that grid
+    std::vector<Point3> vLeft;          // the given points without those left out; empty when all are left
+    std::span<const Point3> own;        // what is left of the given points, without those that are added
+    std::optional<FitRun> fitRun;       // of the latest mesh to those
 };
 
-MeshPtr ScanRun::run(const std::vector<Point3>& vGiven) {
+MeshPtr ScanRun::run(std::span<const Point3> given) {
     ASSEX(options.minPieceArea>=0.0);
-    std::vector<Point3> vPoints = vGiven;
+    std::vector<Point3> vPoints(given.begin(), given.end());
     report.numPoints = vPoints.size();
     report.numNotFinite = dropNonFinitePoints(vPoints);
     if (report.numNotFinite > 0)
         warning(KEL_PLACE, "Points with coordinates that aren't finite, left out: " + toString(report.numNotFinite));
     if (!vPoints.empty()) prepare(vPoints);
-    if (vPoints.size() < vGiven.size()) vLeft = vPoints;
-    pOwn = vPoints.size() < vGiven.size() ? &vLeft : &vGiven;
+    const bool bAllLeft = vPoints.size() == given.size();
+    if (!bAllLeft) vLeft = vPoints;
+    own = bAllLeft ? given : vLeft;
     MeshPtr pMesh = makeSurface(std::move(vPoints));
     if (pMesh && options.bFit) fit(pMesh);
     if (pMesh) finish(*pMesh->pRMesh);
@@ -202,7 +205,7 @@ void ScanRun::mend(RMesh& mesh) {
 }
 
 void ScanRun::lookAtPoints(const Mesh& mesh) {
-    step("noise", [&] { fitRun.emplace(*mesh.pRMesh, *pOwn, FitOptions{.cellEdge = report.cellEdge}); });
+    step("noise", [&] { fitRun.emplace(*mesh.pRMesh, own, FitOptions{.cellEdge = report.cellEdge}); });
 }
 
 std::size_t ScanRun::countBorder(const Mesh& mesh) {
@@ -266,10 +269,14 @@ void ScanRun::finish(RMesh& mesh) {
 
 }  // namespace
 
-MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options, ReconstructReport* pReport) {
+MeshPtr reconstructSpan(std::span<const Point3> points, const ReconstructOptions& options, ReconstructReport* pReport) {
     return runWithOptions(options, pReport, progressForScan, [&](const WatchedRun& watchedRun, ReconstructReport& report) {
-        return ScanRun(options, watchedRun, report, pReport != nullptr).run(vPoints);
+        return ScanRun(options, watchedRun, report, pReport != nullptr).run(points);
     });
+}
+
+MeshPtr reconstruct(const std::vector<Point3>& vPoints, const ReconstructOptions& options, ReconstructReport* pReport) {
+    return reconstructSpan(vPoints, options, pReport);
 }
 
 }  // namespace TARN_KEL

@@ -122,6 +122,12 @@ const FileFormat& formatOf(const std::string& filename) {
     return pFormat != nullptr ? *pFormat : formatByName(filename);
 }
 
+bool meshFileHolds(std::string_view filename, AttributeKind kind) {
+    const MeshFormat format = formatByName(filename).triangles;
+    if (format == MeshFormat::OBJ) return kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL;
+    return format == MeshFormat::PLY;
+}
+
 void warnOfWrongName(const char* place, const std::string& filename) {
     const FileFormat& byName = formatByName(filename);
     const FileFormat* const pFormat = formatByContent(filename);

@@ -45,12 +45,12 @@ Point3 lowCornerOf(const std::vector<Point3>& vVertex, double& extent) {
 
 /// The points in the box of the mesh and its margin, each place once, by their coordinates: no sum may depend on the order
 /// in which they came. A NaN is in no box.
-std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const LocalFrame& frame, double extent) {
+std::vector<Vector3> pointsNear(std::span<const Point3> given, const LocalFrame& frame, double extent) {
     const double high = extent / frame.unit + 2.0 * MARGIN;
     const auto isIn = [&](double x) { return x >= 0.0 && x <= high; };
     std::vector<Vector3> vPlace;
-    vPlace.reserve(vPoints.size());
-    for (const Point3& p : vPoints) {
+    vPlace.reserve(given.size());
+    for (const Point3& p : given) {
         const Vector3 place = frame.toLocal(p);
         if (isIn(place.x()) && isIn(place.y()) && isIn(place.z())) vPlace.push_back(place);
     }
@@ -65,7 +65,7 @@ std::vector<Vector3> pointsNear(const std::vector<Point3>& vPoints, const LocalF
 }  // namespace
 
 SurfaceFit::SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
-                       const std::vector<Point3>& vPoints, double cellEdge, bool bNoise)
+                       std::span<const Point3> given, double cellEdge, bool bNoise)
     : cell(cellEdge) {
     result.vVertex = vVertex;
     result.vTriangle = vTriangle;
@@ -78,12 +78,12 @@ SurfaceFit::SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<Fit
     // Cells first, since the spacing isn't known yet.
     const double margin = MARGIN * cell;
     frame = {low - Vector3(margin, margin, margin), cell};
-    lookAt(vPoints, extent, bNoise);
+    lookAt(given, extent, bNoise);
     progress.finish();
 }
 
-void SurfaceFit::lookAt(const std::vector<Point3>& vPoints, double extent, bool bNoise) {
-    std::vector<Vector3> vPlace = pointsNear(vPoints, frame, extent);
+void SurfaceFit::lookAt(std::span<const Point3> given, double extent, bool bNoise) {
+    std::vector<Vector3> vPlace = pointsNear(given, frame, extent);
     thinDensePoints(vPlace, DENSE_EDGE);
     const double spacing = spacingOfPoints(vPlace, 1.0);
     if (spacing < MIN_SPACING) return;

@@ -6,6 +6,7 @@
 #pragma once
 
 #include <cstddef>
+#include <span>
 #include <vector>
 
 #include "FitMesh.h"
@@ -39,8 +40,8 @@ public:
     /// vVertex: finite. vTriangle: three different vertices each; any mesh, but only edges of two triangles that agree in
     /// orientation are flipped and split. Both are copied. cellEdge: of the grid that the mesh was made on; 0.0: by the
     /// edges of the mesh. bNoise: takes noise out.
-    SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
-               const std::vector<Point3>& vPoints, double cellEdge, bool bNoise);
+    SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle, std::span<const Point3> given,
+               double cellEdge, bool bNoise);
 
     /// The standard deviation of the points from the surface over their spacing; 0.0 where they say nothing.
     double noise() const { return points.noise; }
@@ -50,7 +51,7 @@ public:
     FittedSurface fit();
 
 private:
-    void lookAt(const std::vector<Point3>& vPoints, double extent, bool bNoise);
+    void lookAt(std::span<const Point3> given, double extent, bool bNoise);
 
     FittedSurface result;
     double cell = 0.0;  // edge, in the caller's unit

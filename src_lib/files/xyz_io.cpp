@@ -13,6 +13,8 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -105,19 +107,34 @@ private:
 
 namespace {
 
-/// Calls take(line) for each line. Returns false, after a line with the name, when the file can't be read.
+/// Calls take(line) for each line, which may call refuse(). Returns false, after a line with the name, when the file can't
+/// be read.
 template <typename Take>
 bool forLines(const std::string& filename, LineEnd lineEnd, const Take& take) {
-    const auto refuseFile = [&filename] {
-        out() << filename << " is unreadable" << std::endl;
+    const auto refuseFile = [&filename](const std::string& why) {
+        out() << filename << " " << why << std::endl;
         return false;
     };
+    const std::string unreadable = "is unreadable";
     InputFile file(filename);
-    if (!file.isOpen()) return refuseFile();
+    if (!file.isOpen()) return refuseFile(unreadable);
     BlockReader reader(file.stream());
-    for (std::string_view line; reader.nextLine(line, lineEnd);)
-        take(line);
-    return !reader.failed() || refuseFile();
+    try {
+        for (std::string_view line; reader.nextLine(line, lineEnd);)
+            take(line);
+    } catch (const std::runtime_error& refusal) {
+        return refuseFile(refusal.what());
+    }
+    return !reader.failed() || refuseFile(unreadable);
+}
+
+/// The beginning of a line for a message, without what a terminal would take for a command.
+std::string quoted(std::string_view line) {
+    constexpr std::size_t MOST = 60;
+    std::string text(line.substr(0, MOST));
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
+    return "'" + text + (line.size() > MOST ? "...'" : "'");
 }
 
 /// Whether a line says nothing, or something for people.
@@ -137,20 +154,26 @@ bool readXyz(const std::string& filename, std::vector<Point3>& vPoints) {
 
 bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const std::size_t numBefore = vPoints.size();
-    std::uint64_t numSkipped = 0;
-    bool bFirstLine = true;
+    std::uint64_t numSkipped = 0, numLines = 0;
+    std::string firstSkipped;
     UnnamedColumns columns(pAttributes);
     const bool bRead = forLines(filename, LineEnd::ANY, [&](std::string_view line) {
-        if (std::exchange(bFirstLine, false)) line = withoutByteOrderMark(line);
+        if (++numLines == 1) {
+            refuseUtf16(line);
+            line = withoutByteOrderMark(line);
+        }
         std::string_view rest;
         if (const std::optional<Point3> point = pointOf(line, rest)) {
             vPoints.push_back(*point);
             columns.take(rest);
-        } else if (vPoints.size() > numBefore && !isBlankOrComment(line)) {
-            ++numSkipped;
+        } else if (!isBlankOrComment(line)) {
+            if (firstSkipped.empty()) firstSkipped = "line " + toString(numLines) + ": " + quoted(line);
+            if (vPoints.size() > numBefore) ++numSkipped;
         }
     });
     if (!bRead) return false;
+    if (vPoints.size() == numBefore && !firstSkipped.empty())
+        out() << filename << ": no line begins with three numbers; " << firstSkipped << std::endl;
     if (numSkipped > 0)
         warning("readPointFile", filename + ": left out " + toString(numSkipped) +
                                      " lines behind the first point, which don't begin with three numbers");

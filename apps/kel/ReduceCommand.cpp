@@ -37,6 +37,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReduceRequest>();
     CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles");
     addMeshChange(command, program, pRequest->change);
+    pRequest->change.bMerges = true;
     CLI::Option* const pTriangles =
         command.add_option("--triangles", pRequest->target.numTriangles, "Reduce to N triangles")
             ->type_name("N")

@@ -119,6 +119,15 @@ bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints)
     return file.commit() || fail(name + " can't be written");
 }
 
+/// What a text of points has behind their coordinates: the colour as bytes, else the normal, else nothing.
+std::vector<Vector3> numbersBehind(const PointAttributes& attributes) {
+    std::vector<Vector3> vColours = coloursOf(attributes);
+    if (vColours.empty()) return normalsOf(attributes);
+    for (Vector3& colour : vColours)
+        colour = asBytes(colour);
+    return vColours;
+}
+
 /// Appends the vertices of a mesh. The triangles are read, too: a bad one makes a bad file.
 template <typename Read>
 bool readVertices(const Read& read, const std::string& filename, std::vector<Point3>& vPoints,
@@ -259,16 +268,21 @@ bool readCornersByNumber(const std::string& filename, std::vector<Point3>& vCorn
 using Triple = std::array<std::size_t, 3>;
 
 /// Creates the vertices of all triangles with three different, finite corners; with bJoin one for each place, else one for
-/// each that is used. name: what a warning with the number of the other triangles begins with.
+/// each that is used. name: what a warning with the number of the other triangles begins with. vRow: gets, for each vertex
+/// by its index in the mesh, a position in vVertices.
 std::vector<Triple> createVertices(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, bool bJoin,
-                                   const std::string& name, RMesh& mesh) {
+                                   const std::string& name, RMesh& mesh, std::vector<std::size_t>& vRow) {
     constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
     std::vector<std::size_t> vNumber(bJoin ? 0 : vVertices.size(), NONE);
     const auto placeOf = [&](int index) -> const Point3& { return vVertices[static_cast<std::size_t>(index)]; };
+    const auto noteRow = [&](std::size_t number, int index) {
+        if (number >= vRow.size()) vRow.resize(number + 1, static_cast<std::size_t>(index));
+        return number;
+    };
     const auto vertexOf = [&](int index) {
-        if (bJoin) return mesh.getVtxIndex(mesh.createVertex(placeOf(index), false));
+        if (bJoin) return noteRow(mesh.getVtxIndex(mesh.createVertex(placeOf(index), false)), index);
         std::size_t& number = vNumber[static_cast<std::size_t>(index)];
-        if (number == NONE) number = mesh.getVtxIndex(mesh.createVertexApart(placeOf(index)));
+        if (number == NONE) number = noteRow(mesh.getVtxIndex(mesh.createVertexApart(placeOf(index))), index);
         return number;
     };
     std::vector<Triple> vTriple;
@@ -314,9 +328,10 @@ void dropEqual(std::vector<Triple>& vTriple) {
 
 /// Does the work of makeMesh(). name: what messages begin with.
 MeshPtr meshOf(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin,
-               const std::string& name) {
+               const std::string& name, std::vector<std::size_t>& vRow) {
     auto pRMesh = std::make_unique<RMesh>(sideLen);
-    std::vector<Triple> vTriple = createVertices(vVertices, vIndices, bJoin, name, *pRMesh);
+    std::vector<std::size_t> vRowOfIndex;
+    std::vector<Triple> vTriple = createVertices(vVertices, vIndices, bJoin, name, *pRMesh, vRowOfIndex);
     dropEqual(vTriple);
     for (const auto& [a, b, c] : vTriple)
         pRMesh->createT(pRMesh->getVtx(a), pRMesh->getVtx(b), pRMesh->getVtx(c));
@@ -326,6 +341,11 @@ MeshPtr meshOf(const std::vector<Point3>& vVertices, const std::vector<int>& vIn
         return nullptr;
     }
     if (!std::isfinite(sideLen) || !(sideLen > 0.0)) pRMesh->sideLen = pRMesh->getAvgLen();
+    std::vector<Point3*> vAlive;
+    pRMesh->getPoints(vAlive);
+    vRow.clear();
+    for (const Point3* p : vAlive)
+        vRow.push_back(vRowOfIndex.at(pRMesh->getVtxIndex(p)));  // the clean-up makes no vertices
     auto pMesh = std::make_shared<Mesh>(pRMesh.get());
     static_cast<void>(pRMesh.release());  // the new one owns it
     return pMesh;
@@ -385,7 +405,7 @@ bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints,
         return writePointsPly(pointersTo(vPoints), filename, bAscii, precision, attributes);
     case FT_ASCII:
         return writePoints_ASCII(filename.c_str(), vPoints,
-                                 precision == Precision::DOUBLE ? EXACT_DIGITS : SHORT_TEXT.numDigits);
+                                 precision == Precision::DOUBLE ? EXACT_DIGITS : SHORT_TEXT.numDigits, attributes);
     case FT_BIN:
         return writeBinPoints(filename, vPoints);
     case FT_LIST:
@@ -445,16 +465,26 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints)
 }
 
 bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits) {
+    return writePoints_ASCII(filename, vPoints, digits, PointAttributes());
+}
+
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits,
+                       const PointAttributes& attributes) {
+    requireRows(attributes, vPoints.size());
     const std::string name = nameOf(filename);
+    const std::vector<Vector3> vBehind = numbersBehind(attributes);
     AtomicFile file(name);
     std::string line;
-    for (const Point3& point : vPoints) {
+    const auto add = [&line](const auto& triple, int numDigits) {
+        for (const double c : {triple.x(), triple.y(), triple.z()}) {
+            if (!line.empty()) line += ' ';
+            appendNumber(line, c, numDigits);
+        }
+    };
+    for (std::size_t i = 0; i < vPoints.size(); ++i) {
         line.clear();
-        appendNumber(line, point.x(), digits);
-        line += ' ';
-        appendNumber(line, point.y(), digits);
-        line += ' ';
-        appendNumber(line, point.z(), digits);
+        add(vPoints[i], digits);
+        if (!vBehind.empty()) add(vBehind[i], SHORT_TEXT.numDigits);
         line += '\n';
         file.write(line);
     }
@@ -545,17 +575,24 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen, bool bJoin) {
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
     if (!readNumbered(filename, vVertices, vIndices, nullptr)) return nullptr;
-    return meshOf(vVertices, vIndices, sideLen, bJoin || meshFormat(filename) == MeshFormat::STL, filename);
+    std::vector<std::size_t> vRow;
+    return meshOf(vVertices, vIndices, sideLen, bJoin || meshFormat(filename) == MeshFormat::STL, filename, vRow);
 }
 
 MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin) {
+    std::vector<std::size_t> vRow;
+    return makeMesh(vVertices, vIndices, sideLen, bJoin, vRow);
+}
+
+MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin,
+                 std::vector<std::size_t>& vRow) {
     const auto isVertex = [numVertices = vVertices.size()](int i) {
         return i >= 0 && static_cast<std::size_t>(i) < numVertices;
     };
     const bool bInRange = std::all_of(vIndices.begin(), vIndices.end(), isVertex);
     ASSEX(bInRange);
     ASSEX(vIndices.size()%3==0);
-    return meshOf(vVertices, vIndices, sideLen, bJoin, "the mesh");
+    return meshOf(vVertices, vIndices, sideLen, bJoin, "the mesh", vRow);
 }
 
 }  // namespace TARN_KEL

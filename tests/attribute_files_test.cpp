@@ -208,7 +208,18 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     EXPECT_EQ(numbers(both, "classification"), Numbers({31, 0, 2}));
     EXPECT_EQ(countIn(capture.text(), "left out"), 1);
     EXPECT_TRUE(
-        rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {32, 1, 1})}).empty());
+        rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {256, 1, 1})}).empty());
+    for (const bool bColour : {false, true}) {  // version 1.4
+        std::vector<AttributeColumn> vColumns = bColour ? colours(std::uint8_t{}, 255) : std::vector<AttributeColumn>();
+        vColumns.push_back(columnOf<int>("classification", {32, 255, 2}));
+        vColumns.push_back(columnOf<double>("gps_time", {1e8 + 0.1, 0, -3}));
+        const PointAttributes classes = rewritten(vColumns);
+        EXPECT_EQ(classes.vColumns.size(), vColumns.size());
+        EXPECT_EQ(numbers(classes, "classification"), Numbers({32, 255, 2}));
+        EXPECT_EQ(numbers(classes, "gps_time"), Numbers({1e8 + 0.1, 0, -3}));
+        EXPECT_EQ(folder.read("a.las").substr(24, 2), std::string("\1\4"));
+        EXPECT_EQ(folder.read("a.las")[104], bColour ? 7 : 6);
+    }
     auto vTimed = colours(std::uint8_t{}, 255);
     vTimed.push_back(columnOf<double>("gps_time", {1e8 + 0.1, 0, -3}));
     EXPECT_EQ(numbers(rewritten(vTimed), "gps_time"), Numbers({1e8 + 0.1, 0, -3}));

@@ -557,10 +557,12 @@ TEST(CInterface, saysWhichColumnsAFileCannotHold) {
     const auto warned = [&](const char* word) { return warnings.find(word) != std::string::npos; };
     ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), folder.path("a.obj").c_str(), nullptr), KEL_OK);
     EXPECT_TRUE(warned("can't hold of_int8") && warned("classification") && !warned("red")) << warnings;
-    ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), folder.path("a.off").c_str(), nullptr), KEL_OK);
+    ASSERT_EQ(kel_mesh_write_with(mesh.get(), ofVertices.get(), folder.path("a.stl").c_str(), nullptr), KEL_OK);
     EXPECT_TRUE(warned("red")) << warnings;
     warnings.clear();
     ASSERT_EQ(kel_points_write_with(points.get(), ofPoints.get(), folder.path("a.xyz").c_str()), KEL_OK);
+    EXPECT_TRUE(warned("can't hold of_int8") && !warned("red")) << warnings;
+    EXPECT_EQ(kel_points_write_with(points.get(), ofPoints.get(), folder.path("a.bin").c_str()), KEL_OK);
     EXPECT_TRUE(warned("red")) << warnings;
     kel_set_message_handler(nullptr, nullptr);
 }

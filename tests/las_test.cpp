@@ -227,6 +227,7 @@ TEST_F(Las, WrittenPointsMoveByHalfAStepThatSuitsThem) {
                  {"small", noisySheet(50, 1e-9, {0, 0, 0}), 1e-9},
                  {"huge", noisySheet(50, 1e290, {0, 1e299, 0}), 1e290},
                  {"wide", vOutlier, 1},
+                 {"sparse", {{500268.728, 1.001, 3}, {500288.5, 20.123, 3}, {500268, 20.001, 3.456}}, 1e-6},
                  {"two", {{-0.25, 1e300, 1e-300}, {7.3, -1e300, 2e-300}}, 1e300},
                  {"one", {{0.123456789, 1000.5, -3e-7}}, 0},
                  {"many at one place", Points(9, {1, -2, 3}), 0},

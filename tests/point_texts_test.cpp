@@ -43,7 +43,28 @@ TEST_F(PointTexts, NoPointOfAPlainTextIsLostInSilence) {
     }
     EXPECT_TRUE(areSame(readBehindOlder(folder.write("a.xyz", "nan 1 2\n3 -inf 4\n"), true),
                         {{NOT_A_NUMBER, 1, 2}, {3, -std::numeric_limits<double>::infinity(), 4}}));
-    std::string text;
+    std::string text, said;
+    for (const std::string last : {"3,5", "3m", "3.4.5", "3;4"}) {
+        const std::string line = "1 2 " + last + "\n";
+        EXPECT_TRUE(readBehindOlder(folder.write("a.xyz", "header\n" + line), true, &said).empty());
+        EXPECT_EQ(countIn(said, "no line begins with three numbers; the first that isn't a comment: 'header'"), 1) << said;
+        EXPECT_EQ(readBehindOlder(folder.write("a.xyz", "1 2 3#\n" + line), true, &said).size(), 1U);
+        EXPECT_EQ(countIn(said, "left out 1 lines"), 1) << said;
+        for (const std::string name : {"a.pts", "a.obj", "a.off"})
+            expectRefused(folder, name,
+                          name == "a.obj"   ? "v " + line
+                          : name == "a.off" ? "OFF\n1 0 0\n" + line
+                                            : line + line,
+                          "line " + std::to_string(name == "a.off" ? 3 : 1));
+    }
+    for (const std::string name : {"a.xyz", "a.csv", "a.pts", "a.obj"})
+        expectRefused(folder, name,
+                      std::string("\xff\xfe"
+                                  "1\0 \0"
+                                  "2\0 \0"
+                                  "3\0\n\0",
+                                  14),
+                      "UTF-16");
     for (std::size_t length = 0; length < 2000; ++length)
         text += "1 2 3" + std::string(length, ' ') + (length % 2 == 0 ? "\r" : "\n");
     EXPECT_EQ(readBehindOlder(folder.write("a.xyz", text), true).size(), 2000U);
@@ -148,6 +169,7 @@ TEST_F(PointTexts, CsvRefusesWhatIsNoTable) {
              {"x,y,z\n\n1,,3\n", "line 3: expected a number, with a decimal point if any, for y"},
              {"x\ty\tz\n\t1\t2\t3\n", "for x"},
              {"x,y,z\n1,2,3m\n", "for z"},
-             {"x,y,z\n1,\"2,3\n4,5,6\n", "for y"}})
+             {"x,y,z\n1,\"2,3\n4,5,6\n", "line 2: it ends within quotes"},
+             {"x,y,z,n\n1,2,3,\"a\nb\"\n", "line 2: it ends within quotes"}})
         expectRefused(folder, "a.csv", text, words);
 }

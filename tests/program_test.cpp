@@ -128,6 +128,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"matrix.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n"},
                                             {"bad.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 1 1\n"},
                                             {"long.txt", "1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n1\n"},
+                                            {"flat.txt", "1 2 3 0\n4 5 6 0\n7 8 9 0\n0 0 0 1\n"},
+                                            {"far.txt", "1 0 0 1e200\n0 1 0 0\n0 0 1 0\n0 0 0 1\n"},
                                             {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
                                             {"scan.e57", "ASTM-E57"},
@@ -148,17 +150,20 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         {"reconstruct scan.bin o.ply --factor", {"nan", "0", "1e999", "1x", "''"}},
         {"reconstruct scan.bin o.ply --spacing", {"inf", "0.1 --factor 1", "1e9 --quiet", "1e-9 --quiet"}},
         {"reconstruct scan.bin o.ply --precision", {"", "single", "2"}},
-        {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json"}},
+        {"reconstruct scan.bin o.ply --json", {"o.ply", "$PWD/o.ply", "none/r.json", "-"}},
         {"reconstruct scan.bin o.ply --crop", {"0,0,0,1,1", "0,0,0,1,1,1,1", "0,0,0,1,1,nan", "0,0,1,1,1,0", "9,9,9,9,9,9"}},
-        {"reconstruct scan.bin o.ply --every", {"", "0", "-1", "1.5", "1000000 --quiet"}},
+        {"reconstruct scan.bin o.ply --every", {"", "0", "-1", "1.5", "1e3", "99999999999999999999", "1000000 --quiet"}},
         {"reconstruct scan.bin o.ply --max-points", {"0", "1 --quiet"}},
         {"reconstruct scan.bin o.ply --classes", {"2", "256", "2,x"}},
-        {"reconstruct scan.bin o.ply --transform", {"none.txt", "good.xyz", "bad.txt", "long.txt"}},
+        {"reconstruct scan.bin o.ply --transform",
+         {"none.txt", "good.xyz", "bad.txt", "long.txt", "flat.txt", "far.txt", "-"}},
         {"reconstruct scan.bin", {"none.xyz o.ply", "good.stl o.ply", "o.ply --transform matrix.txt --json matrix.txt"}},
         {"reconstruct -",
          {"o.ply </dev/null", "o.ply <good.xyz", "o.ply --format foo <good.xyz", "- o.ply <points.ply",
           "- --out-format las <points.ply"}},
+        {"reconstruct - o.ply --format xyz", {"<&-"}},
         {"fit - -", {"o.ply <good.stl"}},
+        {"fit ball.stl points.ply points.ply", {""}},
         {"convert scan.bin o.xyz", {"--format bin", "--out-format xyz"}},
         {"reconstruct scan.bin o.ply", {"extra", "--grow 1.5", "--reduce 1", "--reduce 1 nan", "--smooth 1 --smooth 2"}},
         {"spacing", {"none.xyz", "empty.xyz", "scan.bin --json scan.bin"}},
@@ -185,7 +190,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
          {"good.stl o.foo", "good.stl none/o.ply", "good.stl o.stl --ascii", "scan.bin o.stl", "scan.bin o.laz",
           "scan.bin ./scan.bin", "points.ply points.ply", "points.ply scan.bin points.ply", "good.stl o.ply --every 2",
           "bad.bin o.ply", "bad.off o.ply", "points.obj o.stl", "good.stl o.ply --stl-binary", "good.xyz o.xyz --stl-binary",
-          "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double"}},
+          "good.stl o.off --normals", "good.stl o.stl --stl-binary --precision double",
+          "good.stl o.glb --precision double"}},
         {"holes", {"good.stl o.ply", "good.stl none/o.list", "points.ply o.list"}},
         {"info",
          {"", "none.ply", "bad.ply", "bad.bin", "empty.stl", "cut.stl", "scan.bin --join",
@@ -207,7 +213,11 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
         << "before it reads";
     EXPECT_EQ(countIn(run("spacing scan.e57").err, "scan.e57 is an E57 file, which can't be read: convert it"), 1);
-    EXPECT_EQ(run("spacing text.xyz").err, "kel: There is no point in text.xyz\n");
+    EXPECT_EQ(run("spacing text.xyz").err,
+              "kel: There is no point in text.xyz: no line begins with three numbers; the first that isn't a comment: 'no "
+              "number'\n");
+    folder.write("bad.txt", "# pose\n1 0 0 0\n0 1 0,5 0\n");
+    EXPECT_EQ(countIn(run("spacing scan.bin --transform bad.txt").err, "bad.txt has '0,5' in line 3\n"), 1);
     EXPECT_EQ(run("melt text.stl o.ply --spacing 1").err, "kel: There is no triangle in text.stl\n");
 }
 
@@ -390,8 +400,9 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     for (std::size_t i = 0; i < vInBox.size(); i += 3)
         vThird.push_back(vInBox[i]);
     ASSERT_TRUE(vThird.size() > 20 && vInBox.size() < 1000);
-    folder.write("turn.txt", "0 2 0 10\r\n-1 0 0 0\t0 0 1 .5 0 0 0 1");
-    const std::string turn = "--transform turn.txt ", crop = "--crop 9,-0.5,0,10,1,1.25 ";
+    folder.write("turn.txt", "\xef\xbb\xbf# pose\n0 2 0 10\r\n-1 0 0 0\t0 0 1 .5 0 0 0 1");
+    ASSERT_EQ(std::system(("gzip '" + folder.path("turn.txt") + "'").c_str()), 0);
+    const std::string turn = "--transform turn.txt.gz ", crop = "--crop 9,-0.5,0,10,1,1.25 ";
     const std::string numOutside = std::to_string(vAll.size() - vInBox.size());
     EXPECT_EQ(chosen(turn), vMoved);
     EXPECT_EQ(chosen(crop + turn, "points left out: " + numOutside + " outside --crop"), vInBox);
@@ -413,6 +424,8 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
         EXPECT_LE(greatest - least, 1U) << "evenly";
     }
     EXPECT_EQ(chosen("--max-points 1501"), vAll);
+    ASSERT_EQ(run("convert --crop -9,-9,-9,9,9,9 a.bin before.bin").status, 0) << "an option before the names";
+    EXPECT_EQ(points("before.bin").size(), 1001U);
     std::string las = lasFile({{1, 2.5, 0.125}, {-3.75, -1e6, 4}, {0, 0, 1}});
     for (std::size_t i = 0; i < 3; ++i)
         putNumber(las, 227 + 20 * i + 15, 2 + i, 1);
@@ -513,6 +526,16 @@ TEST_F(ProgramTest, leavesOlderFilesAloneWhenItFailsAndWritesThroughLinks) {
     const std::string arguments = " mesh.obj --quiet --json report.json";
     EXPECT_EQ(run("reconstruct good.xyz" + arguments).status, 1);
     EXPECT_EQ(folder.read("mesh.obj") + folder.read("report.json"), "olderolder");
+    for (const std::string command : {"reduce in.ply in.ply --ratio 0.5", "convert in.ply ./in.ply",
+                                      "info in.ply --json in.ply", "spacing s.bin.gz --json s.bin.gz"}) {
+        ASSERT_EQ(run("convert scan.bin s.bin && '" KEL_PROGRAM
+                      "' reconstruct scan.bin in.ply && gzip -f in.ply s.bin && cp in.ply.gz in.ply")
+                      .status,
+                  0);
+        const std::string before = folder.read("in.ply") + folder.read("s.bin.gz");
+        EXPECT_EQ(countIn(run(command).err, " would overwrite "), 1) << command;
+        EXPECT_TRUE(folder.read("in.ply") + folder.read("s.bin.gz") == before) << "compressed, whatever its name";
+    }
     EXPECT_EQ(run("reconstruct scan.bin" + arguments).status, 0);
     for (const std::string name : {"mesh.obj", "report.json"})
         EXPECT_TRUE(std::filesystem::is_symlink(folder.path(name)) && folder.read(name).size() > 100U);
@@ -559,12 +582,30 @@ TEST_F(ProgramTest, keepsTheShapeOfAFineScanFarFromTheOrigin) {
     writePoints_BIN(folder.path("far.bin").c_str(), vFar);
     ASSERT_EQ(run("reconstruct --quiet near.bin near.ply --precision double --origin -1 -1 -1").status, 0);
     ASSERT_EQ(run("reconstruct --quiet far.bin far.ply --origin 4999999 4999999 4999999").status, 0);
-    for (const std::string arguments : {"far.ply text.ply --ascii", "text.ply again.ply", "far.ply far.stl",
-                                        "far.stl stl.ply", "far.bin p.ply", "p.ply p.bin"})
+    for (const std::string arguments :
+         {"far.ply text.ply --ascii", "text.ply again.ply", "far.ply far.stl", "far.stl stl.ply", "far.bin p.ply",
+          "p.ply p.bin", "far.ply far.obj", "far.obj obj.ply", "far.ply far.off", "far.off off.ply", "far.ply far.glb"})
         ASSERT_EQ(run("convert --quiet " + arguments).status, 0) << arguments;
-    for (const char* name : {"again.ply", "stl.ply"})
+    for (const char* name : {"again.ply", "stl.ply", "obj.ply", "off.ply"})
         EXPECT_TRUE(folder.read(name) == folder.read("far.ply")) << name;
     EXPECT_TRUE(folder.read("p.bin") == folder.read("far.bin"));
+    const auto expectNear = [TOLERANCE](const std::vector<Point3>& a, const std::vector<Point3>& b) {
+        ASSERT_EQ(a.size(), b.size());
+        for (std::size_t i = 0; i < a.size(); ++i)
+            ASSERT_LT((a[i] - b[i]).length(), TOLERANCE) << i;
+    };
+    ASSERT_EQ(run("convert --quiet far.bin far.las").status, 0);
+    expectNear(points("far.las"), vFar);
+#ifdef KEL_HAS_GLTF
+    ASSERT_EQ(run("convert --quiet far.glb glb.ply").status, 0);
+    expectNear(points("glb.ply"), points("far.ply"));
+#endif
+    const Outcome moved = run("convert far.ply far.stl --stl-binary");
+    EXPECT_EQ(countIn(moved.err, "far.stl is moved by -5000000 -5000000 -5000000"), 1) << moved.err;
+    EXPECT_EQ(countIn(moved.out, " 0 border edges"), 1) << "no place is lost " << moved.out;
+    folder.write("two.off",
+                 "OFF\n6 2 0\n0 0 0\n1e-2 0 0\n0 1e-2 0\n1e6 0 0\n1000000.01 0 0\n1e6 1e-2 0\n3 0 1 2\n3 3 4 5\n");
+    EXPECT_EQ(countIn(run("convert two.off two.glb").err, "leaves 4 of 6 places apart: write .ply"), 1) << "too wide";
 
     std::vector<Point3> vVertices, vMoved;
     std::vector<int> vIndices, vMovedIndices;
@@ -745,8 +786,18 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
     const PointAttributes ofGlb = columns("back.ply", vOfGlb);
     for (std::size_t i = 0; i < vOfGlb.size(); ++i)
         ASSERT_NEAR(ofGlb.find("nx")->number(i), vOfGlb[i].x(), 0.2);
-    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over"), 0);
-    EXPECT_EQ(countIn(run("convert scan.csv o.xyz").err, "o.xyz can't hold red, green, blue, label, height, nx"), 1);
+    EXPECT_EQ(countIn(run("reconstruct scan.csv mesh.off").out, "carried over: red, green, blue, nx, ny, nz\n"), 1);
+    const Outcome asText = run("convert scan.csv o.xyz");
+    EXPECT_EQ(countIn(asText.err, "o.xyz can't hold label, height, nx, ny, nz\n"), 1) << asText.err;
+    for (const std::string name : {"mesh.off", "o.xyz"}) {
+        std::vector<Point3> vRead;
+        const PointAttributes read = columns(name, vRead);
+        ASSERT_EQ(read.vColumns.size(), name == "mesh.off" ? 6U : 3U);
+        for (std::size_t i = 0; i < vRead.size(); ++i)
+            if (std::abs(vRead[i].x()) > 0.1) {
+                ASSERT_EQ(read.find("red")->number(i), vRead[i].x() > 0.0 ? 255 : 0) << name;
+            }
+    }
 
     // Rows follow their points, in every order of what chooses them.
     folder.write("turn.txt", "0 -1 0 0\n2 0 0 0\n0 0 1 0\n0 0 0 1\n");
@@ -824,6 +875,79 @@ TEST_F(ProgramTest, keepsWhatVerticesCarryWhenAMeshChanges) {
         }
         EXPECT_EQ(run(command + " --no-attributes").status, 0);
         EXPECT_EQ(countIn(run("info o.ply").out, "columns"), 0) << command;
+    }
+}
+
+// A number for each vertex shows whether any was mixed with others.
+TEST_F(ProgramTest, leavesVerticesThatStayWhatTheyHad) {
+    scan("sphere --points 2000 --seed 4");
+    ASSERT_EQ(run("reconstruct scan.bin bare.ply --precision double").status, 0);
+    std::vector<Point3> vVertices;
+    std::vector<int> vIndices;
+    ASSERT_TRUE(readTriangles_auto(folder.path("bare.ply"), vVertices, vIndices));
+    const auto write = [&](const std::string& name) {
+        std::vector<std::size_t> vRow;
+        const MeshPtr pMesh = makeMesh(vVertices, vIndices, 0.0, false, vRow);
+        PointAttributes ids;
+        ids.set({"id", std::vector<std::int32_t>(vRow.begin(), vRow.end()), {}});
+        ASSERT_TRUE(writeMesh_auto(folder.path(name), pMesh, false, Precision::DOUBLE, ids));
+    };
+    write("one.ply");
+    const std::size_t numOne = vVertices.size();
+    vVertices.insert(vVertices.end(), vVertices.begin(), vVertices.begin() + static_cast<std::ptrdiff_t>(numOne));
+    for (std::size_t i = 0, num = vIndices.size(); i < num; ++i)
+        vIndices.push_back(vIndices[i] + static_cast<int>(numOne));
+    write("two.ply");  // at each place two vertices
+    for (const std::string command :
+         {"smooth one.ply o.ply -n 5 --raw", "smooth one.ply o.ply --taubin 9", "flip one.ply o.ply",
+          "manifold one.ply o.ply", "fit one.ply scan.bin o.ply", "convert one.ply o.ply", "convert two.ply o.ply"}) {
+        ASSERT_EQ(run(command).status, 0) << command;
+        std::vector<Point3> vChanged;
+        PointAttributes kept;
+        ASSERT_TRUE(readPointFile(folder.path("o.ply"), vChanged, kept));
+        std::set<double> sId;
+        for (std::size_t i = 0; i < vChanged.size(); ++i)
+            sId.insert(kept.find("id")->number(i));
+        EXPECT_EQ(sId.size(), command.find("two") != std::string::npos ? 2 * numOne : numOne) << command;
+    }
+}
+
+// A plate with a red and a blue side, thinner than its triangles are long.
+TEST_F(ProgramTest, mixesNoColoursThroughAThinWall) {
+    constexpr int N = 40;
+    for (const double thickness : {0.1, 1.0, 2.0}) {
+        std::ostringstream text;
+        text << "COFF\n" << 2 * N * N << ' ' << 4 * (N - 1) * (N - 1) + 8 * (N - 1) << " 0\n";
+        for (const bool bTop : {false, true})
+            for (int i = 0; i < N * N; ++i)
+                text << i % N << ' ' << i / N << ' ' << (bTop ? thickness : 0.0) << (bTop ? " 255 0 0\n" : " 0 0 255\n");
+        const auto quad = [&text](int a, int b, int c, int d) {
+            text << "3 " << a << ' ' << b << ' ' << c << "\n3 " << a << ' ' << c << ' ' << d << '\n';
+        };
+        constexpr int TOP = N * N, FAR = N * (N - 1);
+        for (int y = 0; y + 1 < N; ++y) {
+            for (int x = 0; x + 1 < N; ++x) {
+                const int i = y * N + x;
+                quad(i, i + N, i + N + 1, i + 1);
+                quad(TOP + i, TOP + i + 1, TOP + i + N + 1, TOP + i + N);
+            }
+            quad(y, y + 1, TOP + y + 1, TOP + y);
+            quad(FAR + y + 1, FAR + y, TOP + FAR + y, TOP + FAR + y + 1);
+            quad((y + 1) * N, y * N, TOP + y * N, TOP + (y + 1) * N);
+            quad(y * N + N - 1, (y + 1) * N + N - 1, TOP + (y + 1) * N + N - 1, TOP + y * N + N - 1);
+        }
+        folder.write("plate.off", text.str());
+        ASSERT_EQ(run("reduce plate.off o.off --ratio 0.1").status, 0);
+        std::vector<Point3> vChanged;
+        PointAttributes kept;
+        ASSERT_TRUE(readPointFile(folder.path("o.off"), vChanged, kept));
+        for (std::size_t i = 0; i < vChanged.size(); ++i) {
+            const bool bTop = vChanged[i].z() > thickness / 2;
+            const auto isInside = [](double v) { return v > 1.0 && v < N - 2; };
+            if (!isInside(vChanged[i].x()) || !isInside(vChanged[i].y())) continue;
+            EXPECT_EQ(kept.find("red")->number(i), bTop ? 255 : 0) << thickness << vChanged[i];
+            EXPECT_EQ(kept.find("blue")->number(i), bTop ? 0 : 255) << thickness << vChanged[i];
+        }
     }
 }
 

@@ -1,5 +1,6 @@
 // kel convert: a file in another format.
 #include <memory>
+#include <utility>
 
 #include "CarriedColumns.h"
 #include "FileKinds.h"
@@ -25,7 +26,20 @@ void convertMesh(const ConvertOptions& options, Program& program) {
     CarriedColumns columns;
     const MeshPtr pMesh = program.readMesh(in, false, options.bAttributes ? &columns : nullptr);
     columns.keepFor(options.out, program);
-    program.writeMesh(options.out, pMesh, options.bAscii, columns.onto(pMesh, 0.0, program));
+    columns.tell(program);
+    program.writeMesh(options.out, pMesh, options.bAscii, std::move(columns.attributes));
+}
+
+/// The names of columns for which a file of points has no room. A .las tells by itself.
+std::string notHeld(const std::string& out, const PointAttributes& attributes) {
+    if (holdsPointAttributes(out)) return "";
+    PointAttributes others;
+    for (const AttributeColumn& column : attributes.vColumns) {
+        const AttributeKind kind = attributes.kindOf(column);
+        const bool bBehind = kind == (attributes.hasColour() ? AttributeKind::COLOUR : AttributeKind::NORMAL);
+        if (!isPointsText(out) || !bBehind) others.vColumns.push_back({column.name, {}, {}});
+    }
+    return namesOf(others);
 }
 
 void convertPoints(const ConvertOptions& options, Program& program) {
@@ -34,8 +48,8 @@ void convertPoints(const ConvertOptions& options, Program& program) {
         program.requirePointOutput(options.out, file);
     PointAttributes attributes;
     std::vector<Point3> vPoints = options.input.read(program, options.bAttributes ? &attributes : nullptr);
-    if (!holdsPointAttributes(options.out) && !attributes.empty())
-        program.warn(options.out + " can't hold " + namesOf(attributes));
+    if (const std::string names = notHeld(options.out, attributes); !names.empty())
+        program.warn(options.out + " can't hold " + names);
     for (const std::string& file : options.input.vFiles)
         if (holdsTriangles(file)) program.warn("Of the mesh in " + file + " only the vertices are written");
     program.writePoints(options.out, vPoints, options.bAscii, attributes);
@@ -62,7 +76,7 @@ void addConvertCommand(CLI::App& app, Program& program) {
                       "; or points: .xyz, .txt, .asc, .bin, .las, .pcd, .pts, .ptx, .csv or a mesh file without faces, "
                       "except an .stl",
                   std::string("A mesh: ") + MESH_KINDS_OUT + "; or points, unless IN is an .stl: " + POINT_KINDS_OUT);
-    addPointChoice(command, pOptions->input.choice);
+    addPointChoice(command, program, pOptions->input.choice);
     command.add_flag("--ascii", pOptions->bAscii, "Write a .ply as text, with six digits or, in double precision, 17");
     addAttributesOption(command, pOptions->bAttributes);
     program.addMeshOutputOptions(command);

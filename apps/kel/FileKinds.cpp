@@ -125,7 +125,7 @@ bool numbersVertices(const std::string& filename) {
 }
 
 bool holdsVertexAttributes(const std::string& filename) {
-    return isPlyFile(filename) || isGlbFile(filename) || isObjFile(filename);
+    return isPlyFile(filename) || isGlbFile(filename) || isObjFile(filename) || isOffFile(filename);
 }
 
 bool holdsPointAttributes(const std::string& filename) {

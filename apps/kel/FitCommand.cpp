@@ -18,6 +18,7 @@ struct FitRequest {
 
 void fit(FitRequest& request, Program& program) {
     Program::requirePointInput(request.cloud);
+    program.requireMeshOutput(request.change.files.out, request.cloud);
     request.options.bNoise = !request.bKeepNoise;
     CarriedColumns points;
     const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);

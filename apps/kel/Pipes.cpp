@@ -84,6 +84,15 @@ CLI::Validator Pipes::inputName() {
             ""};
 }
 
+CLI::Validator Pipes::plainInputName() {
+    return {[this](std::string& name) {
+                if (name == "-") return std::string("standard input isn't taken here, only files");
+                name = input(name);
+                return std::string();
+            },
+            ""};
+}
+
 CLI::Validator Pipes::outputName() {
     return {[this](std::string& name) {
                 name = output(name);
@@ -97,7 +106,9 @@ std::string Pipes::input(const std::string& name) {
     if (name == "-") return standardInput();
     if (!name.ends_with(GZ) && !isGzipInput(name)) return name;
     const fs::path plain(name.ends_with(GZ) ? name.substr(0, name.size() - GZ.size()) : name);
-    return unpacked(name, plain.extension().string(), name);
+    std::string file = unpacked(name, plain.extension().string(), name);
+    mOriginal[file] = name;
+    return file;
 }
 
 std::string Pipes::standardInput() {
@@ -135,6 +146,11 @@ void Pipes::deliver(const std::string& filename) const {
     while (in.read(block.data(), static_cast<std::streamsize>(block.size())), in.gcount() > 0)
         if (!std::cout.write(block.data(), in.gcount())) break;
     if (!std::cout.flush()) throw Failure("Can't write to standard output");
+}
+
+std::string Pipes::original(const std::string& name) const {
+    const auto it = mOriginal.find(name);
+    return it != mOriginal.end() ? it->second : name;
 }
 
 std::string Pipes::withPlainNames(std::string text) const {

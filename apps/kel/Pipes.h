@@ -2,6 +2,7 @@
 #pragma once
 
 #include <CLI/CLI.hpp>
+#include <map>
 #include <optional>
 #include <string>
 #include <utility>
@@ -23,6 +24,8 @@ public:
     /// Gives the options of CLI11 that name a file their meaning.
     CLI::Validator inputName();
     CLI::Validator outputName();
+    /// The same for one that may be compressed, but not -.
+    CLI::Validator plainInputName();
 
     /// The file to read for a name: the name itself, or, for "-", one with all that standard input gives, or, for a name
     /// that ends with .gz or is compressed by its content, one with what is in it. Fails when it is damaged, when the kind
@@ -36,6 +39,8 @@ public:
     bool isOutputTaken() const { return !outFile.empty(); }
     /// Copies a file to standard output, if it is the one of that. Fails when that can't be written.
     void deliver(const std::string& filename) const;
+    /// The file of the user that a file to read holds unpacked; that file itself where it is none of ours.
+    std::string original(const std::string& name) const;
     /// A text in which the names of the temporary files are said as what they stand for.
     std::string withPlainNames(std::string text) const;
 
@@ -48,6 +53,7 @@ private:
 
     std::optional<TemporaryFolder> folder;                    // none until it is needed
     std::vector<std::pair<std::string, std::string>> vNames;  // of a file in the folder, and for the user
+    std::map<std::string, std::string> mOriginal;             // of a file in the folder: the one of the user
     std::string outFile;                                      // the one that goes to standard output
     bool bInputTaken = false;
     std::string inKind, outKind;  // empty: not given

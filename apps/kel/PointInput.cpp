@@ -5,12 +5,14 @@
 #include <array>
 #include <cmath>
 #include <fstream>
-#include <locale>
+#include <optional>
+#include <string_view>
 #include <type_traits>
 #include <utility>
 #include <variant>
 
 #include "../../src_lib/files/attributeColumns.h"
+#include "../../src_lib/files/pointReading.h"
 #include "../../src_lib/geometry/AffineMap.h"
 #include "FileKinds.h"
 
@@ -18,26 +20,52 @@ using namespace TARN_KEL;
 
 namespace {
 
+[[noreturn]] void refuseMatrix(const std::string& filename, const std::string& why) {
+    throw Failure("--transform takes a text with four rows of four numbers, the last one 0 0 0 1; " + filename + " " + why);
+}
+
+/// The numbers of a text, in which '#' begins comments, at most so many.
+std::vector<double> readNumbers(const std::string& filename, std::size_t most) {
+    constexpr std::size_t SHOWN = 40;
+    std::ifstream in(filename, std::ios_base::binary);
+    std::vector<double> vNumber;
+    std::string line;
+    for (int lineNumber = 1; std::getline(in, line); ++lineNumber) {
+        const std::string_view text = lineNumber == 1 ? withoutByteOrderMark(line) : line;
+        for (const std::string_view word : wordsOf(text.substr(0, text.find('#')))) {
+            const std::optional<double> number = numberOf(word);
+            const std::string inLine = " in line " + std::to_string(lineNumber);
+            if (!number || !std::isfinite(*number))
+                refuseMatrix(filename, "has '" + std::string(word.substr(0, SHOWN)) + "'" + inLine);
+            if (vNumber.size() == most) refuseMatrix(filename, "has more" + inLine);
+            vNumber.push_back(*number);
+        }
+    }
+    return vNumber;
+}
+
+/// Whether a map leaves no volume of a body, or nothing that can be computed with.
+bool isSingular(const AffineMap& map) {
+    constexpr double ROUNDED = 1e-12;
+    const Vector3 x = map.column(0), y = map.column(1), z = map.column(2);
+    const double volume = std::abs(x * crossProduct(y, z)), most = x.length() * y.length() * z.length();
+    return !std::isfinite(most) || !(volume > ROUNDED * most);
+}
+
 /// A text of 16 numbers, row by row, of which the last row is 0 0 0 1.
 AffineMap readMatrix(const std::string& filename) {
-    std::ifstream in(filename);
-    in.imbue(std::locale::classic());
-    const auto require = [&](bool bGood) {
-        if (!bGood)
-            throw Failure("--transform takes a text with four rows of four numbers, the last one 0 0 0 1, which " +
-                          filename + " isn't");
-    };
+    constexpr std::size_t WIDTH = 4;
+    const std::vector<double> vNumber = readNumbers(filename, WIDTH * WIDTH);
+    if (vNumber.size() < WIDTH * WIDTH) refuseMatrix(filename, "has " + std::to_string(vNumber.size()) + " numbers");
     AffineMap map;
-    std::array<double, 4> aLast{};
-    const auto readRow = [&](std::array<double, 4>& aRow) {
-        for (double& value : aRow)
-            require((in >> value) && std::isfinite(value));
-    };
-    for (auto& aRow : map.aRow)
-        readRow(aRow);
-    readRow(aLast);
-    std::string more;
-    require(!(in >> more) && aLast == std::array<double, 4>{0, 0, 0, 1});
+    auto it = vNumber.begin();
+    for (auto& aRow : map.aRow) {
+        std::copy_n(it, WIDTH, aRow.begin());
+        it += WIDTH;
+    }
+    if (!std::equal(it, vNumber.end(), std::array<double, WIDTH>{0, 0, 0, 1}.begin()))
+        refuseMatrix(filename, "has another last row");
+    if (isSingular(map)) refuseMatrix(filename, "is of no use, as it flattens every body or has numbers beyond all measure");
     return map;
 }
 
@@ -150,12 +178,21 @@ struct LeftOut {
     }
 };
 
+/// Whether lengths can be computed at a place.
+bool isUsable(const Point3& p) {
+    constexpr double FARTHEST = 1e150;  // squares must be finite
+    return (p - Point3(0, 0, 0)).getMaxAbsComponent() <= FARTHEST && isFinitePoint(p);
+}
+
 LeftOut choose(const PointChoice& choice, const CarryingPoints& points) {
     LeftOut leftOut;
     if (!choice.matrixFile.empty()) {
         const AffineMap map = readMatrix(choice.matrixFile);
-        for (Point3& p : points.vPoints)
+        for (Point3& p : points.vPoints) {
+            const bool bUsable = isUsable(p);
             p = map(p);
+            if (bUsable && !isUsable(p)) throw Failure("The matrix in " + choice.matrixFile + " moves points beyond 1e150");
+        }
         turnNormals(NormalMap(map), points.attributes);
     }
     if (!choice.vBox.empty())
@@ -171,7 +208,7 @@ bool PointChoice::isAll() const {
     return vClasses.empty() && matrixFile.empty() && vBox.empty() && every == 1 && maxPoints == 0;
 }
 
-void addPointChoice(CLI::App& command, PointChoice& choice) {
+void addPointChoice(CLI::App& command, Program& program, PointChoice& choice) {
     constexpr const char* GROUP = "Which points are taken, in this order, and where to";
     CLI::Option* pClasses =
         command
@@ -183,9 +220,10 @@ void addPointChoice(CLI::App& command, PointChoice& choice) {
     CLI::Option* pTransform = command.add_option(
         "--transform", choice.matrixFile,
         "Multiply the points, with 1 behind z, by the matrix in this text: four rows of four numbers, the last 0 0 0 1");
+    pTransform->transform(program.pipes().plainInputName());
     CLI::Option* pCrop = command.add_option("--crop", choice.vBox, "Points in this box only; after --transform")
                              ->delimiter(',')
-                             ->expected(6)
+                             ->allow_extra_args(false)
                              ->check(finiteNumber)
                              ->type_name("x0,y0,z0,x1,y1,z1");
     CLI::Option* pEvery =
@@ -228,8 +266,13 @@ void addPointFiles(CLI::App& command, Program& program, PointInput& input, std::
 void PointInput::require() const {
     for (const std::string& file : vFiles)
         Program::requirePointInput(file);
-    if (!choice.matrixFile.empty()) readMatrix(choice.matrixFile);
+    if (!choice.matrixFile.empty()) {
+        Program::requireTextInput(choice.matrixFile);
+        readMatrix(choice.matrixFile);
+    }
     const auto& vBox = choice.vBox;
+    if (!vBox.empty() && vBox.size() != 6)
+        throw Failure("--crop takes six numbers with commas between them, not " + std::to_string(vBox.size()));
     if (!vBox.empty() && (vBox[0] > vBox[3] || vBox[1] > vBox[4] || vBox[2] > vBox[5]))
         throw Failure("--crop takes the least coordinates of a box before the greatest");
 }

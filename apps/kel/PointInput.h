@@ -42,7 +42,7 @@ struct PointInput {
 };
 
 /// Adds the options that choose and place points to a command.
-void addPointChoice(CLI::App& command, PointChoice& choice);
+void addPointChoice(CLI::App& command, Program& program, PointChoice& choice);
 /// Adds IN, which may be several files, and OUT, the last one, to a command. Their texts are for the help.
 void addPointFiles(CLI::App& command, Program& program, PointInput& input, std::string& out, const std::string& inText,
                    const std::string& outText);

@@ -165,10 +165,13 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
     CarriedColumns columns;
     const MeshPtr pMesh = program.readMesh(in, true, change.bAttributes ? &columns : nullptr);
     columns.keepFor(out, program);
+    OlderVertices older(pMesh);
     if (!change.bRaw) makeMeshManifold(pMesh, change.bNoCrossings, program);
+    older.follow(pMesh);
     work(pMesh);
     const bool bElse = columns.attributes.empty() && pElse != nullptr;
-    program.writeMesh(out, pMesh, false, (bElse ? *pElse : columns).onto(pMesh, 0.0, program));
+    program.writeMesh(out, pMesh, false,
+                      bElse ? pElse->onto(pMesh, 0.0, program) : older.carry(columns, pMesh, change.bMerges, program));
 }
 
 void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {

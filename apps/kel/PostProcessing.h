@@ -64,6 +64,7 @@ struct MeshChange {
     bool bRaw = false;  ///< the mesh may be non-manifold
     bool bNoCrossings = false;
     bool bAttributes = true;  ///< what the vertices carry is kept
+    bool bMerges = false;     ///< a vertex of the changed mesh stands for several
 
     TARN_KEL::KeepOptions keep() const { return {!bRaw, bNoCrossings}; }
 };

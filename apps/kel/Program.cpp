@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <array>
+#include <charconv>
 #include <chrono>
 #include <cmath>
 #include <cstdint>
@@ -15,6 +16,7 @@
 #include <map>
 #include <optional>
 #include <sstream>
+#include <system_error>
 #include <utility>
 
 #include "../../src_lib/base/processMemory.h"
@@ -55,12 +57,13 @@ bool isSameFile(const std::string& a, const std::string& b) {
     return fs::equivalent(a, b, noFile) || targetOf(a) == targetOf(b);
 }
 
-/// Fails where it is plain before any work that a file of that name can't be read. kinds: the text on what isOfKind accepts.
+/// Fails where it is plain before any work that a file of that name can't be read. kinds: the text on what isOfKind accepts;
+/// null accepts all.
 void requireReadable(const std::string& filename, bool (*isOfKind)(const std::string&), const std::string& kinds) {
     if (!fs::exists(filename)) throw Failure("There is no file " + filename);
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
     if (isE57File(filename)) throw Failure(filename + " " + E57_REFUSED);
-    if (!isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
+    if (isOfKind != nullptr && !isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
     if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
     if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
 }
@@ -86,7 +89,7 @@ struct MeshForm {
 
 MeshForm formOf(const std::string& filename, bool bAscii, bool bBinaryStl, Precision written) {
     if (isListFile(filename)) return {{false, 15}, "Fifteen digits"};
-    if (isGlbFile(filename)) return {{false, 0}, "Single precision from the centre"};
+    if (isGlbFile(filename)) return {SINGLE_BYTES, "Single precision from the centre"};
     if (isThreeMfFile(filename)) return {SINGLE_BYTES, "Single precision with six decimals"};
     if (bBinaryStl) return {SINGLE_BYTES, "Single precision"};
     if (written == Precision::DOUBLE) return {{false, 0}, "Double precision"};
@@ -102,9 +105,9 @@ Point3 inThreeMf(const Point3& p) {
     return {rounded(single.x()), rounded(single.y()), rounded(single.z())};
 }
 
-/// By how much a mesh is moved in a .3mf, which holds single precision only: where the shape would suffer, whole numbers
-/// that take its middle to about the origin, else nothing.
-Vector3 threeMfShift(Mesh& mesh) {
+/// By how much a mesh is moved in a .3mf or a binary .stl, which hold single precision only: where the shape would suffer,
+/// whole numbers that take its middle to about the origin, else nothing.
+Vector3 singleShift(Mesh& mesh) {
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
     mesh.getVertexIndexData(vVertices, vIndices);
@@ -185,8 +188,14 @@ std::string namesOf(const PointAttributes& attributes) {
 
 const CLI::Validator finiteNumber = numberWhere("a finite number", [](double) { return true; });
 const CLI::Validator positiveNumber = numberWhere("a finite number above 0", [](double v) { return v > 0.0; });
-const CLI::Validator positiveCount =
-    numberWhere("a whole number above 0", [](double v) { return v >= 1.0 && v == std::floor(v); });
+const CLI::Validator positiveCount{[](std::string& text) {
+                                       std::size_t value = 0;
+                                       const char* const end = text.data() + text.size();
+                                       const auto [behind, error] = std::from_chars(text.data(), end, value);
+                                       const bool bGood = error == std::errc() && behind == end && value > 0;
+                                       return bGood ? std::string() : "'" + text + "' isn't a whole number above 0";
+                                   },
+                                   "NUMBER"};
 const CLI::Validator nonNegativeNumber = numberWhere("a finite number of at least 0", [](double v) { return v >= 0.0; });
 
 void Program::addCommonOptions(CLI::App& command) {
@@ -228,6 +237,10 @@ void Program::requirePointInput(const std::string& filename) {
     requireReadable(filename, isPointInput, std::string("Points are read from ") + POINT_KINDS_IN);
 }
 
+void Program::requireTextInput(const std::string& filename) {
+    requireReadable(filename, nullptr, "");
+}
+
 void Program::requireMeshInput(const std::string& filename) {
     requireReadable(filename, isTriangleInput, std::string("Triangles are read from ") + MESH_KINDS_IN);
 }
@@ -256,17 +269,21 @@ void Program::requireOutput(const std::string& filename, const std::string& inpu
         throw Failure("--normals is for an .obj, .ply or .glb, which " + filename + " isn't");
     if (bBinaryStl && precisions().at(precisionName) == Precision::DOUBLE)
         throw Failure("A binary .stl can't hold double precision");
+    if ((isGlbFile(filename) || isThreeMfFile(filename)) && precisions().at(precisionName) == Precision::DOUBLE)
+        throw Failure("The format of " + filename + " can't hold double precision");
     requireWritable(filename);
     requireReport({filename, input});
-    if (!input.empty() && isSameFile(filename, input)) throw Failure("The output would overwrite the input " + input);
+    if (!input.empty() && isSameFile(filename, standardStreams.original(input)))
+        throw Failure("The output would overwrite the input " + input);
 }
 
 void Program::requireReport(const std::vector<std::string>& vFiles) const {
     standardStreams.requireUse();
     if (jsonFile.empty()) return;
+    if (jsonFile == "-") throw Failure("--json takes the name of a file, not -");
     requireWritable(jsonFile);
     for (const std::string& file : vFiles)
-        if (isSameFile(jsonFile, file)) throw Failure("The report would overwrite " + file);
+        if (isSameFile(jsonFile, standardStreams.original(file))) throw Failure("The report would overwrite " + file);
 }
 
 void Program::noteTime(const std::string& name, const std::function<void()>& work) {
@@ -305,7 +322,7 @@ void Program::appendPoints(const std::string& filename, const std::vector<int>& 
                            std::size_t& numOthers, PointAttributes* pAttributes) {
     const std::size_t numBefore = vPoints.size();
     std::size_t numOthersHere = 0;
-    fileStep("read", "Can't read points from " + filename, [&](const LibraryText&) {
+    const auto read = [&] {
         if (isGltfInput(filename)) {
             GltfContent content = readGltfFile(filename);
             vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
@@ -318,8 +335,13 @@ void Program::appendPoints(const std::string& filename, const std::vector<int>& 
                                     : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
         return vClasses.empty() ? readPointFile(filename, vPoints, *pAttributes)
                                 : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere, *pAttributes);
+    };
+    fileStep("read", "Can't read points from " + filename, [&](const LibraryText& text) {
+        if (!read()) return false;
+        if (vPoints.size() + numOthersHere > numBefore) return true;
+        const std::string words = text.lastWords(), why = words.starts_with(filename + ":") ? words : filename;
+        throw Failure("There is no point in " + why);
     });
-    if (vPoints.size() + numOthersHere == numBefore) throw Failure("There is no point in " + filename);
     numOthers += numOthersHere;
 }
 
@@ -391,15 +413,16 @@ void Program::noteTriangles(const std::string& filename, std::size_t numTriangle
 MeshPtr Program::readMesh(const std::string& filename, bool bJoin, CarriedColumns* pColumns) {
     std::vector<Point3> vVertices;
     std::vector<int> vIndices;
+    std::vector<std::size_t> vRow;
     MeshPtr pMesh;
     fileStep("read", "Can't read a mesh from " + filename, [&](const LibraryText&) {
         if (!readNumbered(filename, vVertices, vIndices, pColumns != nullptr ? &pColumns->attributes : nullptr))
             return false;
-        pMesh = makeMesh(vVertices, vIndices, 0.0, bJoin || meshFormat(filename) == MeshFormat::STL);
+        pMesh = makeMesh(vVertices, vIndices, 0.0, bJoin || meshFormat(filename) == MeshFormat::STL, vRow);
         return pMesh != nullptr;
     });
     noteTriangles(filename, numTrianglesOf(*pMesh));
-    if (pColumns != nullptr && !pColumns->attributes.empty()) pColumns->vPlaces = std::move(vVertices);
+    if (pColumns != nullptr) pColumns->moveToMesh(pMesh, vVertices, bJoin ? std::vector<std::size_t>() : vRow);
     return pMesh;
 }
 
@@ -423,9 +446,9 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     fileStep("write", "Can't write " + filename, [&](const LibraryText&) {
         if (bNormals && isPlyFile(filename)) setNormals(vertexNormals(pMesh), attributes);
         if (isPlyFile(filename)) narrowColours(attributes);
-        if (isThreeMfFile(filename)) shift = threeMfShift(*pMesh);
+        if (isThreeMfFile(filename) || bBinaryStl) shift = singleShift(*pMesh);
         if (written == Precision::AUTO) written = neededPrecision(filename, pMesh, bAscii);
-        bTooFineForStl = isStlFile(filename) && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
+        bTooFineForStl = isStlFile(filename) && !bBinaryStl && neededPrecision(".ply", pMesh, false) == Precision::DOUBLE;
         return writeInFormat(filename, pMesh, bAscii, written, attributes);
     });
     standardStreams.deliver(filename);
@@ -444,7 +467,7 @@ void Program::warnOfShift(const std::string& filename) const {
     numbers.imbue(std::locale::classic());
     numbers << std::setprecision(EXACT_DIGITS) << shift.x() << " " << shift.y() << " " << shift.z();
     warn("The mesh in " + filename + " is moved by " + numbers.str() +
-         ", as a .3mf holds single precision, in which the shape would suffer where it is");
+         ", as it holds single precision, in which the shape would suffer where it is");
 }
 
 bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, bool bAscii, Precision precision,
@@ -453,8 +476,8 @@ bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, b
         return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : normalsOf(attributes));
     if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh, shift);
     if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
-    if (isOffFile(filename)) return toOff(pMesh, filename, precision);
-    if (bBinaryStl) return writeSTL_BIN(pMesh, filename);
+    if (isOffFile(filename)) return toOff(pMesh, filename, precision, attributes);
+    if (bBinaryStl) return writeSTL_BIN(pMesh, filename, shift);
     return writeMesh_auto(filename, pMesh, bAscii, precision, attributes);
 }
 
@@ -486,8 +509,9 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
         for (const Point3* p : vPointers)
             vVertices.push_back(*p);
         numExact = numPlaces(vVertices);
+        const Vector3 origin = isGlbFile(filename) ? centreOf(vPointers) - Point3(0, 0, 0) : Vector3() - shift;
         for (Point3& p : vVertices)
-            p = isThreeMfFile(filename) ? inThreeMf(p + shift) : inForm(p, held.form);
+            p = isThreeMfFile(filename) ? inThreeMf(p + shift) : inForm(p - origin, held.form);
         numRounded = numPlaces(vVertices);
         figures = measureMesh(numbersVertices(filename) ? numberedVertices(vVertices, vIndices)
                                                         : unifiedVertices(vVertices, vIndices));
@@ -498,9 +522,10 @@ MeshFigures Program::measureFile(const std::string& filename, bool bAscii, Preci
              std::to_string(numExact) + " places apart: " +
              (isListFile(filename)      ? ""
               : bBinaryStl              ? "write without --stl-binary, or "
+              : isGlbFile(filename)     ? "write .ply, or "
               : isThreeMfFile(filename) ? "scale a tiny mesh up, or "
                                         : "write with --precision auto, or ") +
-             "move the points to the origin");
+             (isGlbFile(filename) ? "write the parts apart" : "move the points to the origin"));
     return figures;
 }
 

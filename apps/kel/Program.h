@@ -41,6 +41,8 @@ public:
 
     /// Fails unless points can be read from a file of that name.
     static void requirePointInput(const std::string& filename);
+    /// Fails unless a file of that name, of any kind, can be read.
+    static void requireTextInput(const std::string& filename);
     /// Fails unless triangles can be read from a file of that name.
     static void requireMeshInput(const std::string& filename);
     /// Fails unless points can be written under that name without overwriting the input, if there is one.
@@ -73,7 +75,7 @@ public:
     IndexedTriangles readIndexedTriangles(const std::string& filename, bool bJoin,
                                           TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// The mesh of a file, cleaned up as readMesh_auto() does; fails when it can't be read or no triangle is left.
-    /// pColumns: gets what the vertices of the file carry; null where nobody wants it.
+    /// pColumns: gets what the vertices carry, in the order of the mesh; null where nobody wants it.
     TARN_KEL::MeshPtr readMesh(const std::string& filename, bool bJoin = true, CarriedColumns* pColumns = nullptr);
     /// Writes points and prints how many. bAscii: the form of a .ply file, here and below.
     /// attributes: what they carry, as far as the format can hold it; here and below.

@@ -196,7 +196,7 @@ void addReconstructCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReconstructRequest>();
     CLI::App& command = *app.add_subcommand("reconstruct", "Make a triangle mesh of points");
     addPointFiles(command, program, pRequest->input, pRequest->out, std::string("Points: ") + POINT_KINDS_IN, MESH_OUT);
-    addPointChoice(command, pRequest->input.choice);
+    addPointChoice(command, program, pRequest->input.choice);
     addGridOptions(command, *pRequest);
     addSteps(command, *pRequest);
     addAttributesOption(command, pRequest->bAttributes);

@@ -79,6 +79,7 @@ void addReduceCommand(CLI::App& app, Program& program) {
     auto pRequest = std::make_shared<ReduceRequest>();
     CLI::App& command = *app.add_subcommand("reduce", "Reduce the number of triangles");
     addMeshChange(command, program, pRequest->change);
+    pRequest->change.bMerges = true;
     ReduceTargets targets{};
     addShapeOptions(command, *pRequest, targets);
     addSimpleOptions(command, *pRequest, targets);

@@ -40,7 +40,7 @@ void addSpacingCommand(CLI::App& app, Program& program) {
     auto pInput = std::make_shared<PointInput>();
     CLI::App& command = *app.add_subcommand("spacing", "Print the estimated average spacing of points");
     addPointFiles(command, program, *pInput, std::string("Points: ") + POINT_KINDS_IN);
-    addPointChoice(command, pInput->choice);
+    addPointChoice(command, program, pInput->choice);
     program.addCommonOptions(command);
     command.callback([pInput, &program] { estimateSpacing(*pInput, program); });
 }

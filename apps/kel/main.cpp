@@ -1,10 +1,14 @@
 // kel: the library's functions on the command line. The few private headers of the library that it needs are included by
 // their paths.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <csignal>
 #include <iostream>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "commands.h"
 
@@ -26,6 +30,14 @@ std::string versionText() {
     int minor = 0;
     TARN_KEL::getVersion(major, minor);
     return "kel " + std::to_string(major) + "." + std::to_string(minor);
+}
+
+/// Opens what the caller closed of standard input, output and error: a file that takes one of these numbers would be read
+/// or written in place of it. Reading and writing them still fails.
+void fillStandardStreams() {
+    for (const auto& [stream, mode] :
+         {std::pair(STDIN_FILENO, O_WRONLY), {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_RDWR}})
+        if (::fcntl(stream, F_GETFD) == -1) ::open("/dev/null", mode);  // takes the lowest number that is free
 }
 
 int runProgram(int argc, char** argv) {
@@ -63,6 +75,7 @@ int runProgram(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    fillStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);  // a reader that stops early is an error of writing, which leaves no temporary files
     try {
         return runProgram(argc, argv);

@@ -157,6 +157,14 @@ bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVerti
 PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const PointAttributes& attributes,
                                    double length = 0.0);
 
+/// The same for points whose surface has known normals, such as the vertices of an older mesh: those whose normal is opposed
+/// to that of the nearest vertex belong to none. So nothing gets through a thin wall to its other side.
+///
+/// @param vNormals  a vector for each of the points, of any length; 0 where none is known
+/// @throws KelBugException also when there isn't a normal for each of the points
+PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const std::vector<Vector3>& vNormals,
+                                   const PointAttributes& attributes, double length);
+
 // ---- Writing ------------------------------------------------------------------------------------------------------------
 
 /// Writes a mesh with what its vertices carry, where the format can hold it: a PLY file holds all columns.
@@ -191,7 +199,27 @@ bool writeMesh_auto(const std::string& filename, MeshPtr pMesh, bool bAscii, Pre
 bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool bNormals,
            const PointAttributes& attributes);
 
-/// Writes points with what they carry, where the format can hold it: a PLY file holds all columns, as one of a mesh does.
+/// Writes an OFF file with the colours of the vertices, as whole numbers from 0 to 255, and with their normals: COFF, NOFF
+/// or CNOFF. What isn't known is 0.
+///
+/// @param attributes  as above
+/// @return false, after a line on standard error that begins with "Can't write", when the file can't be written
+/// @throws KelBugException when pMesh is null, or there are columns of another length
+/// @cost O(n)
+bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision, const PointAttributes& attributes);
+
+/// Writes one point per line with its colour, as whole numbers from 0 to 255, or else its normal behind the coordinates.
+/// What isn't known is 0.
+///
+/// @param digits      significant digits of the coordinates; 17 keep every double exactly
+/// @param attributes  a row for each point, or no column
+/// @return false, after a message, when the file can't be written
+/// @throws KelBugException when there are columns of another length than vPoints
+bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints, int digits,
+                       const PointAttributes& attributes);
+
+/// Writes points with what they carry, where the format can hold it: a PLY file holds all columns, as one of a mesh does, a
+/// text what writePoints_ASCII() takes.
 ///
 /// @param filename    as for writePoints_auto()
 /// @param vPoints     not changed
@@ -204,11 +232,12 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool
 bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision,
                       const PointAttributes& attributes);
 
-/// Writes points as LAS 1.2 with their colour, "intensity", "gps_time", and the classes of "classification" or, where that
-/// isn't there, of the first column of classes. The point format is the smallest of 0 to 3 that has room for them.
+/// Writes points as LAS with their colour, "intensity", "gps_time", and the classes of "classification" or, where that isn't
+/// there, of the first column of classes. The version is 1.2, and the point format the smallest of 0 to 3 that has room for
+/// them; or, with a class above 31, 1.4 and format 6 or, with a colour, 7.
 ///
 /// The colour becomes one of 16 bits a channel. Intensity and classes are written where all their known values are whole
-/// numbers that fit, up to 65535 and up to 31. What isn't known is 0. A warning names columns that are left out. Otherwise
+/// numbers that fit, up to 65535 and up to 255. What isn't known is 0. A warning names columns that are left out. Otherwise
 /// as without attributes.
 ///
 /// @param filename    the name of the file, of any extension

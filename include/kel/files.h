@@ -127,9 +127,9 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
 /// Writes points as LAS 1.2, point format 0: coordinates, and zeros for what isn't known.
 ///
 /// A coordinate is a whole number of steps from an offset. The offset of each axis is a whole number amid the points, its
-/// step a power of ten, chosen so that no coordinate moves by more than a thousandth of the mean distance of neighbours, by
-/// the rule of Precision; where 32 bits don't reach that far, the finest step with which they do. A coordinate moves by at
-/// most half a step.
+/// step a power of ten: the finest with which 32 bits reach all points, down to a thousandth of the coarsest one that moves
+/// no coordinate by more than a thousandth of the mean distance of neighbours, by the rule of Precision. A coordinate moves
+/// by at most half a step.
 ///
 /// @param filename  the name of the file, of any extension
 /// @param vPoints   fewer than 2^32, all coordinates within 1e300 of 0
@@ -325,6 +325,13 @@ MeshPtr readMesh_auto(const std::string& filename, double sideLen = 0, bool bJoi
 MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen = 0,
                  bool bJoin = true);
 
+/// The same, and tells which vertex was made of which.
+///
+/// @param[out] vRow  for each vertex of the mesh, in the order of Mesh::getVertexIndexData(), a position in vVertices; with
+///                   bJoin the first one of those at its place that a triangle uses
+MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin,
+                 std::vector<std::size_t>& vRow);
+
 /// Writes a mesh to a PLY, STL or Geomview file.
 ///
 /// A PLY file holds single precision, as text six digits of it; STL holds ten significant digits.
@@ -400,6 +407,9 @@ bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision);
 /// @throws KelBugException when pMesh is null
 /// @cost O(n)
 bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename);
+
+/// The same, moved by a vector: a mesh in map coordinates loses its shape in single precision where it is.
+bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename, const Vector3& shift);
 
 /// Writes a Geomview drawing of the triangles alone, in dark orange.
 ///

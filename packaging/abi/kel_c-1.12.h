@@ -194,8 +194,8 @@ kel_status kel_attributes_set(kel_attributes* attributes, const kel_column* colu
 kel_status kel_points_read_with(const char* filename, const int* classes, size_t num_classes, kel_points** points,
                                 kel_attributes** attributes, size_t* num_others);
 
-/// As kel_points_write(), with what the points carry: all of it in a .ply, and what writePoints_LAS() says in a .las. A
-/// warning names columns that the file can't hold. attributes may be NULL; else they have a row for each point.
+/// As kel_points_write(), with what the points carry: all of it in a .ply, what writePoints_LAS() says in a .las, a colour or
+/// else a normal in a text. A warning names columns that the file can't hold. attributes may be NULL; else they have a row for each point.
 kel_status kel_points_write_with(const kel_points* points, const kel_attributes* attributes, const char* filename);
 
 /* ---- Spacing ---------------------------------------------------------------------------------------------------------- */

@@ -245,8 +245,8 @@ def test_vertices_get_what_the_points_near_them_carry(tmp_path, points):
     places, read = kel.read_scan(tmp_path / "a.ply")  # in another order
     in_order = carried["height"][np.lexsort(mesh.vertices.T)]
     assert np.array_equal(read["height"][np.lexsort(places.T)], in_order)
-    with pytest.warns(kel.KelWarning, match="a.off can't hold i1, .*, height, class$"):
-        mesh.write(tmp_path / "a.off", attributes=carried)
+    with pytest.warns(kel.KelWarning, match="a.stl can't hold i1, .*, height, class$"):
+        mesh.write(tmp_path / "a.stl", attributes=carried)
 
 
 def test_classes_of_a_scan(tmp_path, points):

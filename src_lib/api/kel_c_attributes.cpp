@@ -147,9 +147,11 @@ bool writePoints(std::string filename, const std::vector<Point3>& vPoints, const
         throw ArgumentError("filename: points are written to .xyz, .txt, .asc, .bin, .ply, .las or .list, not to " +
                             filename);
     const Precision precision = format.type == FT_ASCII ? Precision::DOUBLE : Precision::AUTO;
-    if (format.type == FT_PLY) return writePoints_auto(filename, vPoints, false, precision, columns);
-    heldColumns(filename, columns, [](AttributeKind) { return false; });
-    return writePoints_auto(filename, vPoints, false, precision);
+    const AttributeKind ofText = columns.hasColour() ? AttributeKind::COLOUR : AttributeKind::NORMAL;
+    const PointAttributes held = heldColumns(filename, columns, [&](AttributeKind kind) {
+        return format.type == FT_PLY || (format.type == FT_ASCII && kind == ofText);
+    });
+    return writePoints_auto(filename, vPoints, false, precision, held);
 }
 
 Precision precisionOf(int precision) {
@@ -175,7 +177,7 @@ bool writeMesh(const std::string& filename, const MeshPtr& pMesh, const PointAtt
     const PointAttributes held =
         heldColumns(filename, columns, [&](AttributeKind kind) { return meshFileHolds(filename, kind); });
     if (extension == ".obj") return toObj(pMesh, filename, precision, options.normals != 0, held);
-    if (extension == ".off") return toOff(pMesh, filename, precision);
+    if (extension == ".off") return toOff(pMesh, filename, precision, held);
     if (extension == ".stl" && options.stl_binary != 0) return writeSTL_BIN(pMesh, filename);
     return writeMesh_auto(filename, pMesh, options.ascii != 0, precision);
 }

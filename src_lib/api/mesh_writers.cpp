@@ -171,23 +171,6 @@ void writeFace(TextFile& file, const NumberedForm& form, const int* aCorners, bo
     file.endLine();
 }
 
-/// The colour of each vertex as three numbers from 0 to 1; none where there is none.
-std::vector<Vector3> coloursOf(const PointAttributes& attributes) {
-    std::vector<std::array<double, 3>> vChannels(attributes.numRows());
-    std::size_t channel = 0;
-    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
-        for (std::size_t i = 0; i < vChannels.size(); ++i)
-            vChannels[i][channel] = column.isKnown(i) ? column.number(i) / brightest : 0.0;
-        ++channel;
-    });
-    std::vector<Vector3> vColours;
-    if (channel == 0) return vColours;
-    vColours.reserve(vChannels.size());
-    for (const auto& [red, green, blue] : vChannels)
-        vColours.emplace_back(red, green, blue);
-    return vColours;
-}
-
 void requireRowPerVertex(const PointAttributes& attributes, const Mesh& mesh) {
     if (attributes.empty()) return;
     std::vector<Point3*> vPoints;
@@ -195,14 +178,32 @@ void requireRowPerVertex(const PointAttributes& attributes, const Mesh& mesh) {
     requireRows(attributes, vPoints.size());
 }
 
-/// What an OBJ may say of its vertices: a normal and a colour for each, or none.
+/// What a text may say of its vertices: a normal and a colour for each, or none.
 struct VertexExtras {
     std::vector<Vector3> vNormals, vColours;
 };
 
+/// An OFF file has normals and colours behind the coordinates, in this order, an OBJ has only colours there.
+void writeVertices(TextFile& file, const NumberedForm& form, const std::vector<Point3*>& vVertices, int digits,
+                   const VertexExtras& extras) {
+    const bool bOff = form.bCounted;
+    for (std::size_t i = 0; i < vVertices.size(); ++i) {
+        file << form.vertex;
+        file.add(*vVertices[i], digits);
+        if (bOff && !extras.vNormals.empty()) file.add(extras.vNormals[i], SHORT_TEXT.numDigits);
+        if (!extras.vColours.empty())
+            file.add(bOff ? asBytes(extras.vColours[i]) : extras.vColours[i], SHORT_TEXT.numDigits);
+        file.endLine();
+    }
+    if (bOff) return;
+    for (const Vector3& normal : extras.vNormals) {
+        file << "vn";
+        file.endLine(normal, SHORT_TEXT.numDigits);
+    }
+}
+
 bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision, const NumberedForm& form,
                    const VertexExtras& extras = {}) {
-    const std::vector<Vector3>&vNormals = extras.vNormals, &vColours = extras.vColours;
     if (precision == Precision::AUTO) precision = neededPrecision(mesh, LONG_TEXT);
     const int digits = precision == Precision::DOUBLE ? EXACT_DIGITS : LONG_TEXT.numDigits;
     TextFile file(filename);
@@ -215,28 +216,20 @@ bool writeNumbered(Mesh& mesh, const std::string& filename, Precision precision,
     std::vector<int> vIndices;
     mesh.getVertexIndexData(vVertices, vIndices);
     if (form.bCounted) {
-        file << "OFF\n" << vVertices.size() << " " << vIndices.size() / 3 << " 0";
+        file << (extras.vColours.empty() ? "" : "C") << (extras.vNormals.empty() ? "" : "N") << "OFF\n"
+             << vVertices.size() << " " << vIndices.size() / 3 << " 0";
         file.endLine();
     }
-    for (std::size_t i = 0; i < vVertices.size(); ++i) {
-        file << form.vertex;
-        file.add(*vVertices[i], digits);
-        if (!vColours.empty()) file.add(vColours[i], SHORT_TEXT.numDigits);
-        file.endLine();
-    }
-    for (const Vector3& normal : vNormals) {
-        file << "vn";
-        file.endLine(normal, SHORT_TEXT.numDigits);
-    }
+    writeVertices(file, form, vVertices, digits, extras);
     for (std::size_t i = 0; i + 2 < vIndices.size(); i += 3)
-        writeFace(file, form, &vIndices[i], !vNormals.empty());
+        writeFace(file, form, &vIndices[i], !form.bCounted && !extras.vNormals.empty());
     if (file.commit()) return true;
     err() << "Can't write " << filename << std::endl;
     return false;
 }
 
-/// vCorners: three a triangle.
-bool writeBinaryStl(const std::vector<Point3*>& vCorners, const std::string& filename) {
+/// vCorners: three a triangle, which are moved by shift.
+bool writeBinaryStl(const std::vector<Point3*>& vCorners, const std::string& filename, const Vector3& shift) {
     constexpr std::size_t HEADER = 84, FACET = 50, VECTOR = 12;  // bytes; see stl_io.cpp
     const std::size_t numTriangles = vCorners.size() / 3;
     if (numTriangles > std::numeric_limits<std::uint32_t>::max()) return false;
@@ -255,7 +248,7 @@ bool writeBinaryStl(const std::vector<Point3*>& vCorners, const std::string& fil
         const Vector3 normal = getNormalVector(*vCorners[i], *vCorners[i + 1], *vCorners[i + 2], bOK);
         put(0, bOK ? normal : Vector3());
         for (std::size_t corner = 0; corner < 3; ++corner)
-            put((corner + 1) * VECTOR, *vCorners[i + corner]);
+            put((corner + 1) * VECTOR, *vCorners[i + corner] + shift);
         file.write({facet.data(), facet.size()});
     }
     return file.commit();
@@ -373,11 +366,21 @@ bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision) {
     return writeNumbered(*pMesh, filename, precision, OFF_FORM);
 }
 
+bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision, const PointAttributes& attributes) {
+    ASSEX(pMesh!=NULL);
+    requireRowPerVertex(attributes, *pMesh);
+    return writeNumbered(*pMesh, filename, precision, OFF_FORM, {normalsOf(attributes), coloursOf(attributes)});
+}
+
 bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename) {
+    return writeSTL_BIN(pMesh, filename, Vector3());
+}
+
+bool writeSTL_BIN(MeshPtr pMesh, const std::string& filename, const Vector3& shift) {
     ASSEX(pMesh!=NULL);
     std::vector<Point3*> vCorners;
     pMesh->getTriangles(vCorners);
-    if (writeBinaryStl(vCorners, filename)) return true;
+    if (writeBinaryStl(vCorners, filename, shift)) return true;
     warning(KEL_PLACE, "writing " + filename + " failed");
     return false;
 }

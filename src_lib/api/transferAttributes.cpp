@@ -36,6 +36,7 @@ constexpr std::size_t MIN_PARALLEL = 2000;
 /// The places of vertices; several may be at one, and a tree with thousands of them there would be slow.
 struct VertexPlaces {
     std::vector<Point3> vPlace;            ///< in the order of their first vertices; finite
+    std::vector<std::uint32_t> vVertex;    ///< these
     std::vector<std::uint32_t> vOfVertex;  ///< NOWHERE for a vertex that isn't finite
 };
 
@@ -59,6 +60,7 @@ VertexPlaces placesOf(const std::vector<Point3*>& vVertices) {
         if (vFirst[i] == i) {
             places.vOfVertex[i] = static_cast<std::uint32_t>(places.vPlace.size());
             places.vPlace.push_back(*vVertices[i]);
+            places.vVertex.push_back(static_cast<std::uint32_t>(i));
         } else {
             places.vOfVertex[i] = places.vOfVertex[vFirst[i]];
         }
@@ -69,11 +71,15 @@ VertexPlaces placesOf(const std::vector<Point3*>& vVertices) {
 /// The points of each place.
 class PointsOfPlaces {
 public:
-    /// There must be a place.
-    /// vPlace_: must outlive this object.
-    PointsOfPlaces(const std::vector<Point3>& vPlace_, const std::vector<Point3>& vPoints, double reach) : vPlace(vPlace_) {
+    /// There must be a place. vPlace_: must outlive this object. isOwn: bool(point, place), whether a point may belong to
+    /// the place that is nearest to it.
+    template <typename IsOwn>
+    PointsOfPlaces(const std::vector<Point3>& vPlace_, const std::vector<Point3>& vPoints, double reach, const IsOwn& isOwn)
+        : vPlace(vPlace_) {
         const PointTree tree(vPlace);
         std::vector<std::uint32_t> vOwner = ownersOf(vPoints, tree, reach);
+        for (std::size_t i = 0; i < vOwner.size(); ++i)
+            if (vOwner[i] != NOWHERE && !isOwn(i, vOwner[i])) vOwner[i] = NOWHERE;
         if (std::all_of(vOwner.begin(), vOwner.end(), [](std::uint32_t place) { return place == NOWHERE; }))
             vOwner = ownersOf(vPoints, tree, std::numeric_limits<double>::infinity());
         gather(vOwner, vPlace.size());
@@ -380,7 +386,13 @@ PointAttributes unknownRows(const PointAttributes& attributes, std::size_t numRo
 
 PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const PointAttributes& attributes,
                                    double length) {
+    return transferAttributes(pMesh, vPoints, {}, attributes, length);
+}
+
+PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const std::vector<Vector3>& vNormals,
+                                   const PointAttributes& attributes, double length) {
     ASSEX(pMesh!=NULL);
+    ASSEX(vNormals.empty() || vNormals.size()==vPoints.size());
     requireRows(attributes, vPoints.size());
     if (attributes.empty()) return {};
     ASSEX(vPoints.size()<PointTree::NONE);
@@ -389,7 +401,11 @@ PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPo
     const VertexPlaces places = placesOf(vVertices);
     if (places.vPlace.empty()) return unknownRows(attributes, vVertices.size());
     const double reach = length > 0.0 ? length : pMesh->getAverageEdgeLength();
-    const PointsOfPlaces points(places.vPlace, vPoints, reach);
+    const std::vector<Vector3> vOfVertex = vNormals.empty() ? std::vector<Vector3>() : vertexNormals(pMesh);
+    const auto isOwn = [&](std::size_t point, std::uint32_t place) {
+        return vNormals.empty() || !(vNormals[point] * vOfVertex[places.vVertex[place]] < 0.0);
+    };
+    const PointsOfPlaces points(places.vPlace, vPoints, reach, isOwn);
     const Transfer transfer(points, places.vOfVertex);
 
     PointAttributes made;

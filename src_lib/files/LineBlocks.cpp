@@ -34,12 +34,11 @@ void LineBlocks::reserve(Buffer& buffer, std::size_t capacity) const {
     buffer.capacity = capacity;
 }
 
-void LineBlocks::skipMark() {
-    constexpr std::string_view MARK = "\xef\xbb\xbf";
+std::string_view LineBlocks::firstBytes(std::size_t num) {
     Buffer& buffer = aBuffer[iCurrent];
-    reserve(buffer, MARK.size());
+    reserve(buffer, num);
     fill(buffer);
-    numReturned = std::string_view(buffer.bytes.get(), buffer.used) == MARK ? MARK.size() : 0;
+    return {buffer.bytes.get(), buffer.used};
 }
 
 void LineBlocks::fill(Buffer& buffer) {

@@ -24,8 +24,10 @@ public:
     LineBlocks(std::istream& in, LineEnd lineEnd);
     LineEnd getLineEnd() const { return lineEnd; }
 
-    /// Skips the bytes with which some programs mark a text as UTF-8. To be called first.
-    void skipMark();
+    /// The first bytes of the text, fewer where it is shorter. To be called first, if at all, and once.
+    std::string_view firstBytes(std::size_t num);
+    /// Leaves out as many of these.
+    void skip(std::size_t num) { numReturned = num; }
     /// The next lines with their ends; the last line of the text may have none, and a '\n' may be cut from the '\r' before
     /// it. Empty at the end. What is returned is valid until the call after the next one.
     std::string_view next();

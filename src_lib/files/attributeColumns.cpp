@@ -534,6 +534,27 @@ std::vector<Vector3> normalsOf(const PointAttributes& attributes) {
     return vNormals;
 }
 
+std::vector<Vector3> coloursOf(const PointAttributes& attributes) {
+    std::vector<std::array<double, 3>> vChannels(attributes.numRows());
+    std::size_t channel = 0;
+    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
+        for (std::size_t i = 0; i < vChannels.size(); ++i)
+            vChannels[i][channel] = column.isKnown(i) ? column.number(i) / brightest : 0.0;
+        ++channel;
+    });
+    std::vector<Vector3> vColours;
+    if (channel == 0) return vColours;
+    vColours.reserve(vChannels.size());
+    for (const auto& [red, green, blue] : vChannels)
+        vColours.emplace_back(red, green, blue);
+    return vColours;
+}
+
+Vector3 asBytes(const Vector3& colour) {
+    constexpr double MOST = 255.0;
+    return {std::round(colour.x() * MOST), std::round(colour.y() * MOST), std::round(colour.z() * MOST)};
+}
+
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,
                 PointAttributes& attributes) {
     PointAttributes file{std::move(vOfFile)};

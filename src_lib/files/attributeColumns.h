@@ -119,6 +119,11 @@ void requireRows(const PointAttributes& attributes, std::size_t numPoints);
 /// The normal of each row, of length 1, or 0 where none is known; none at all where there is no normal.
 std::vector<Vector3> normalsOf(const PointAttributes& attributes);
 
+/// The colour of each row as three numbers from 0 to 1, 0 where none is known; none at all where there is no colour.
+std::vector<Vector3> coloursOf(const PointAttributes& attributes);
+/// The same colour as whole numbers from 0 to 255.
+Vector3 asBytes(const Vector3& colour);
+
 /// Appends the rows of a file behind those of numBefore points. Leaves attributes unchanged where memory runs out, which
 /// throws.
 void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std::size_t numOfFile,

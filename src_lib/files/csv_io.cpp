@@ -4,7 +4,7 @@
 // end before a unit, as in "X [m]"; x, y and z in either case and with or without quotes may be anywhere among them, and the
 // other columns may hold anything; their numbers are attributes. Columns are separated by commas, semicolons or tabs: by the
 // one of them that gives the header all three names. A cell that begins with a quote ends at the next one, two quotes in it
-// stand for one; line ends in cells aren't known. A line with more cells than the header is refused: decimal commas make
+// stand for one; line ends in cells are refused. A line with more cells than the header is refused: decimal commas make
 // such lines of a table that is separated by commas, and elsewhere cells that are no numbers.
 #include "csv_io.h"
 
@@ -48,6 +48,11 @@ const char* endOfCell(const char* p, const char* end, char separator) {
         } while (p != end && *p == '"');
     }
     return std::find(p, end, separator);
+}
+
+/// Whether the quotes that a cell begins with don't end in its line.
+bool isOpen(std::string_view cell) {
+    return !cell.empty() && cell.front() == '"' && std::count(cell.begin(), cell.end(), '"') % 2 != 0;
 }
 
 /// What a cell says, without the quotes and blanks around it. Quotes within it stay doubled.
@@ -148,6 +153,7 @@ Point3 pointOfCells(std::string_view line, const CsvTable& table, const Numbered
     std::array<double, 3> aValue{};
     std::array<bool, 3> aFound{};
     const std::size_t numCells = forCells(line, table.separator, [&](std::size_t column, std::string_view cell) {
+        if (isOpen(cell)) lines.refuseLine("it ends within quotes, and line ends in cells can't be read");
         for (std::size_t axis = 0; axis < aValue.size(); ++axis) {
             if (table.aColumn[axis] != column) continue;
             std::optional<double> value = numberOf(cell);

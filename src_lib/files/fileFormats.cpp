@@ -124,7 +124,8 @@ const FileFormat& formatOf(const std::string& filename) {
 
 bool meshFileHolds(std::string_view filename, AttributeKind kind) {
     const MeshFormat format = formatByName(filename).triangles;
-    if (format == MeshFormat::OBJ) return kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL;
+    if (format == MeshFormat::OBJ || format == MeshFormat::OFF)
+        return kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL;
     return format == MeshFormat::PLY;
 }
 

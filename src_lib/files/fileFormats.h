@@ -28,8 +28,8 @@ const FileFormat* formatByContent(const std::string& filename);
 /// The one by the content if that shows one, else by the name.
 const FileFormat& formatOf(const std::string& filename);
 
-/// Whether the file of a mesh with that name has room for a column of its vertices: a PLY for any, an OBJ for colours and
-/// normals, others for none.
+/// Whether the file of a mesh with that name has room for a column of its vertices: a PLY for any, an OBJ and an OFF for
+/// colours and normals, others for none.
 bool meshFileHolds(std::string_view filename, AttributeKind kind);
 
 /// Prints a message when the name of a file stands for another format than its content shows. place: who says so.

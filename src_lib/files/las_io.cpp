@@ -11,8 +11,9 @@
 //
 // Whatever the header says, no more is reserved than the file has points, and coordinates are finite.
 //
-// What is written is version 1.2, format 0, or 1 to 3 with times and colours: those that every program reads. Steps are
-// powers of ten, so that the decimals of a scan stay what they were. An offset amid the points leaves the steps all 32 bits.
+// What is written is version 1.2, format 0, or 1 to 3 with times and colours: those that every program reads. Only classes
+// above 31 need version 1.4 and format 6 or 7. Steps are powers of ten, so that the decimals of a scan stay what they were.
+// An offset amid the points leaves the steps all 32 bits.
 #include "las_io.h"
 
 #include <algorithm>
@@ -37,9 +38,9 @@ namespace TARN_KEL {
 namespace {
 
 // Where the fields of the header begin, in bytes.
-constexpr std::size_t MAJOR_VERSION = 24, MINOR_VERSION = 25, SYSTEM = 26, SOFTWARE = 58, HEADER_LENGTH = 94,
+constexpr std::size_t ENCODING = 6, MAJOR_VERSION = 24, MINOR_VERSION = 25, SYSTEM = 26, SOFTWARE = 58, HEADER_LENGTH = 94,
                       FIRST_POINT = 96, POINT_FORMAT = 104, RECORD_LENGTH = 105, OLD_COUNT = 107, NUM_FIRST_RETURNS = 111,
-                      SCALES = 131, OFFSETS = 155, BOUNDS = 179, NEW_COUNT = 247;
+                      SCALES = 131, OFFSETS = 155, BOUNDS = 179, NEW_COUNT = 247, NEW_FIRST_RETURNS = 255;
 
 /// Bytes of a header, by the minor version.
 constexpr std::array<std::size_t, 5> HEADER_LENGTHS{227, 227, 227, 235, 375};
@@ -344,13 +345,16 @@ double powerOfTen(int exponent) {
     return value;
 }
 
-/// extent: how far points are from the offset at most. spacing: their mean distance of neighbours; 0.0 where it isn't known.
+/// The finest step that reaches all points, down to a thousandth of what their spacing asks for: sparse points, too, may
+/// have been measured to the millimetre. extent: how far points are from the offset at most. spacing: their mean distance of
+/// neighbours; 0.0 where it isn't known.
 double scaleFor(double extent, double spacing) {
     constexpr double ANY = 1e-3;    // all points are at the offset
     constexpr double LEAST = -300;  // exponent
+    constexpr double FINER = 3;     // powers of ten
     if (extent == 0.0) return ANY;
     const double fine = std::floor(std::log10(2.0 * MAX_ROUNDING * spacing));  // half a step is what a point moves by
-    int exponent = static_cast<int>(std::max(fine, LEAST));
+    int exponent = static_cast<int>(std::max(fine - FINER, LEAST));
     while (extent / powerOfTen(exponent) > MOST_STEPS)
         ++exponent;
     return powerOfTen(exponent);
@@ -379,21 +383,29 @@ std::array<WrittenAxis, 3> axesFor(std::span<const Point3> points) {
 }
 
 std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis, std::size_t format) {
-    constexpr std::size_t MINOR = 2;
-    std::string header(HEADER_LENGTHS[MINOR], '\0');
+    constexpr std::uint16_t WELL_KNOWN_TEXT = 1 << 4;  // the form of coordinate systems that new formats must claim
+    const bool bNew = format >= FIRST_NEW_FORMAT;
+    const std::size_t minor = bNew ? WITH_NEW_COUNT : 2;
+    std::string header(HEADER_LENGTHS[minor], '\0');
     char* const p = header.data();
     const auto putText = [&](std::size_t place, std::string_view text) { header.replace(place, text.size(), text); };
     putText(0, LAS_SIGNATURE);
     p[MAJOR_VERSION] = 1;
-    p[MINOR_VERSION] = MINOR;
+    p[MINOR_VERSION] = static_cast<char>(minor);
     putText(SYSTEM, "OTHER");  // than a scanner
     putText(SOFTWARE, "KEL");
     storeInt(p + HEADER_LENGTH, static_cast<std::uint16_t>(header.size()));
     storeInt(p + FIRST_POINT, static_cast<std::uint32_t>(header.size()));
     p[POINT_FORMAT] = static_cast<char>(format);
     storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(RECORD_LENGTHS[format]));
-    storeInt(p + OLD_COUNT, static_cast<std::uint32_t>(numPoints));
-    storeInt(p + NUM_FIRST_RETURNS, static_cast<std::uint32_t>(numPoints));
+    if (bNew) {
+        storeInt(p + ENCODING, WELL_KNOWN_TEXT);
+        storeInt(p + NEW_COUNT, static_cast<std::uint64_t>(numPoints));
+        storeInt(p + NEW_FIRST_RETURNS, static_cast<std::uint64_t>(numPoints));
+    } else {
+        storeInt(p + OLD_COUNT, static_cast<std::uint32_t>(numPoints));
+        storeInt(p + NUM_FIRST_RETURNS, static_cast<std::uint32_t>(numPoints));
+    }
     for (std::size_t i = 0; i < 3; ++i) {
         const WrittenAxis& axis = aAxis[i];
         storeDouble(p + SCALES + i * sizeof(double), axis.scale);
@@ -411,22 +423,17 @@ struct WrittenField {
     double factor;  ///< to the unit of the file
 };
 
-constexpr std::size_t WITH_TIME = 1, WITH_COLOUR = 2;  // bits of the formats that are written
+constexpr double MOST_OLD_CLASS = 31.0, MOST_CLASS = 255.0;
 
-std::size_t formatFor(const PointAttributes& attributes) {
-    return (attributes.find("gps_time") != nullptr ? WITH_TIME : 0) | (attributes.hasColour() ? WITH_COLOUR : 0);
-}
-
-/// Adds a column, which may be null, if all its known values are whole numbers that fit.
-void addField(const AttributeColumn* pColumn, std::size_t byte, std::size_t width, double most,
-              std::vector<WrittenField>& vField) {
-    if (pColumn == nullptr) return;
+/// Whether there is a column, and all its known values are whole numbers that fit.
+bool isWritable(const AttributeColumn* pColumn, double most) {
+    if (pColumn == nullptr) return false;
     for (std::size_t i = 0; i < pColumn->size(); ++i) {
         const double value = pColumn->number(i);
         const bool bFits = value >= 0.0 && value <= most && value == std::floor(value);
-        if (!bFits && pColumn->isKnown(i)) return;
+        if (!bFits && pColumn->isKnown(i)) return false;
     }
-    vField.push_back({pColumn, byte, width, 1.0});
+    return true;
 }
 
 /// "classification", else the first one that has classes; null when there is none.
@@ -437,12 +444,26 @@ const AttributeColumn* findClasses(const PointAttributes& attributes) {
     return nullptr;
 }
 
+/// The smallest point format that has room for what is written, a new one only where classes need it.
+std::size_t formatFor(const PointAttributes& attributes) {
+    constexpr std::size_t WITH_TIME = 1, WITH_COLOUR = 2;  // bits of the old formats
+    const AttributeColumn* const pClasses = findClasses(attributes);
+    const bool bNew = isWritable(pClasses, MOST_CLASS) && !isWritable(pClasses, MOST_OLD_CLASS);
+    if (bNew) return FIRST_NEW_FORMAT + (attributes.hasColour() ? 1 : 0);
+    return (attributes.find("gps_time") != nullptr ? WITH_TIME : 0) | (attributes.hasColour() ? WITH_COLOUR : 0);
+}
+
 std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size_t format) {
-    constexpr double MOST_CLASS = 31.0, MOST = 65535.0;
+    constexpr double MOST = 65535.0;
+    const bool bNew = format >= FIRST_NEW_FORMAT;
     std::vector<WrittenField> vField;
-    addField(attributes.find("intensity"), INTENSITY, 2, MOST, vField);
-    addField(findClasses(attributes), OLD_CLASS, 1, MOST_CLASS, vField);
-    if ((format & WITH_TIME) != 0) vField.push_back({attributes.find("gps_time"), TIMES[format], sizeof(double), 1.0});
+    const auto addIfFits = [&vField](const AttributeColumn* pColumn, std::size_t byte, std::size_t width, double most) {
+        if (isWritable(pColumn, most)) vField.push_back({pColumn, byte, width, 1.0});
+    };
+    addIfFits(attributes.find("intensity"), INTENSITY, 2, MOST);
+    addIfFits(findClasses(attributes), bNew ? NEW_CLASS : OLD_CLASS, 1, bNew ? MOST_CLASS : MOST_OLD_CLASS);
+    if (const AttributeColumn* const pTime = attributes.find("gps_time"))
+        vField.push_back({pTime, TIMES[format], sizeof(double), 1.0});
     std::size_t byte = COLOURS[format];
     forColour(attributes, [&](const AttributeColumn& column, double brightest) {
         vField.push_back({&column, byte, 2, MOST / brightest});
@@ -461,14 +482,15 @@ void warnOfOthers(const std::string& filename, const PointAttributes& attributes
     if (!names.empty())
         warning("writePoints_LAS", filename + ": left out " + names +
                                        ": what is written is a colour, a gps_time, an intensity of whole numbers up to "
-                                       "65535 and classes up to 31");
+                                       "65535 and classes up to 255");
 }
 
 void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis,
                   const std::vector<WrittenField>& vField, std::size_t format, AtomicFile& file) {
-    constexpr char ONLY_RETURN = 1 | (1 << 3);  // bits: number of the return, from 1, and how many there were
+    constexpr char ONLY_OLD_RETURN = 1 | (1 << 3),
+                   ONLY_RETURN = 1 | (1 << 4);  // its number, from 1, and how many there were
     std::string record(RECORD_LENGTHS[format], '\0');
-    record[RETURNS] = ONLY_RETURN;
+    record[RETURNS] = format < FIRST_NEW_FORMAT ? ONLY_OLD_RETURN : ONLY_RETURN;
     for (std::size_t row = 0; row < points.size(); ++row) {
         for (std::size_t i = 0; i < 3; ++i) {
             const auto steps = static_cast<std::int32_t>(aAxis[i].steps(componentOf(points[row], i)));

@@ -21,6 +21,11 @@ std::string_view trimmed(std::string_view text) {
     return text;
 }
 
+/// Whether the number before that text ends there: "3,5", "3m" and "3.4.5" are none, and a mere 3 would be a wrong one.
+bool endsWord(std::string_view rest) {
+    return rest.empty() || isSpace(rest.front()) || rest.front() == '#';
+}
+
 }  // namespace
 
 void refuse(const std::string& why) {
@@ -74,13 +79,23 @@ std::string_view withoutByteOrderMark(std::string_view text) {
     return text.starts_with(MARK) ? text.substr(MARK.size()) : text;
 }
 
+void refuseUtf16(std::string_view firstLine) {
+    if (firstLine.starts_with("\xff\xfe") || firstLine.starts_with("\xfe\xff"))
+        refuse("is text in UTF-16, which can't be read: save it as UTF-8");
+}
+
 std::optional<Point3> pointOf(std::string_view text) {
     std::string_view rest;
     return pointOf(text, rest);
 }
 
 std::optional<Point3> pointOf(std::string_view text, std::string_view& rest) {
-    if (const std::optional<Point3> point = extractPoint(text, rest)) return point;
+    std::string_view behindPoint;
+    const std::optional<Point3> point = extractPoint(text, behindPoint);
+    if (point && endsWord(behindPoint)) {
+        rest = behindPoint;
+        return point;
+    }
     std::array<double, 3> aValue{};
     const char* const end = text.data() + text.size();
     const char* p = text.data();
@@ -112,7 +127,10 @@ bool NumberedLines::next(std::string_view& line) {
         ++number;
         bytes += line.size() + 1;
         if (line.size() >= BlockReader::MAX_TEXT) refuseLine("it is too long");
-        if (number == 1) line = withoutByteOrderMark(line);
+        if (number == 1) {
+            refuseUtf16(line);
+            line = withoutByteOrderMark(line);
+        }
         if (skipSpace(line.data(), line.data() + line.size()) != line.data() + line.size()) return true;
     }
     if (reader.failed()) refuse("is unreadable");

@@ -35,13 +35,15 @@ bool readAllOrNothing(const std::string& filename, std::vector<Point3>& vPoints,
 std::optional<double> numberOf(std::string_view text);
 /// A whole number that isn't negative, as text without anything around it. Empty when the text isn't one.
 std::optional<std::uint64_t> countOf(std::string_view text);
-/// A point from the three words at the start of a text, which are numbers as numberOf() takes them; behind the third one may
-/// be more without a blank. Empty when there aren't three.
+/// A point from the three words at the start of a text, which are numbers as numberOf() takes them; behind the third one a
+/// comment may begin without a blank. Empty when there aren't three.
 std::optional<Point3> pointOf(std::string_view text);
 /// The same. rest: set to what is behind the point, if there is one.
 std::optional<Point3> pointOf(std::string_view text, std::string_view& rest);
 /// The beginning of a text, without the bytes that some programs mark it with as UTF-8.
 std::string_view withoutByteOrderMark(std::string_view text);
+/// Refuses a text of two bytes a character by the bytes that mark it, which no other text begins with.
+void refuseUtf16(std::string_view firstLine);
 /// The words of a text, which has white space between them and may have some around.
 std::vector<std::string_view> wordsOf(std::string_view text);
 /// The place after the word at p.

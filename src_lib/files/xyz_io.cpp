@@ -13,6 +13,8 @@
 #include <cmath>
 #include <cstdint>
 #include <optional>
+#include <stdexcept>
+#include <string>
 #include <string_view>
 #include <utility>
 
@@ -127,6 +129,15 @@ private:
     bool bGivenUp = false;
 };
 
+/// The beginning of a line for a message, without what a terminal would take for a command.
+std::string quoted(std::string_view line) {
+    constexpr std::size_t MOST = 60;
+    std::string text(line.substr(0, MOST));
+    std::replace_if(
+        text.begin(), text.end(), [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
+    return "'" + text + (line.size() > MOST ? "...'" : "'");
+}
+
 /// Whether a line says nothing, or something for people.
 bool isBlankOrComment(std::string_view line) {
     const char* const end = line.data() + line.size();
@@ -140,10 +151,12 @@ struct LinesRead {
     Behind behind;
     std::size_t numOthersBefore = 0;  // lines that say something else, before the first point
     std::size_t numOthers = 0;        // and behind it
+    std::string firstOther;           // quoted
     std::size_t numBytes = 0;
 
     void clear() {
         vPoint.clear();
+        firstOther.clear();
         behind.clear();
         numOthersBefore = numOthers = 0;
     }
@@ -156,18 +169,27 @@ void reserveFor(std::uint64_t fileBytes, const LinesRead& read, std::vector<Poin
     if (vPoints.capacity() < numExpected) vPoints.reserve(numExpected);
 }
 
+/// Skips a mark of UTF-8, and refuses UTF-16.
+void skipMark(LineBlocks& blocks) {
+    constexpr std::size_t LONGEST = 3;
+    const std::string_view start = blocks.firstBytes(LONGEST);
+    refuseUtf16(start);
+    blocks.skip(start.size() - withoutByteOrderMark(start).size());
+}
+
 /// Has all workers parse a file: parse(lines, result), then take(result) in the order of the lines, before the points are
-/// appended. A byte order mark is skipped where lines may have any end. Returns false, after a line with the name, when the
-/// file can't be read.
+/// appended. A mark of UTF-8 is skipped where lines may have any end, and UTF-16 refused. Returns false, after a line with
+/// the name, when the file can't be read.
 template <typename Parse, typename Take>
 bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>& vPoints, const Parse& parse,
                const Take& take) {
-    const auto refuseFile = [&filename] {
-        out() << filename << " is unreadable" << std::endl;
+    const auto refuseFile = [&filename](const std::string& why) {
+        out() << filename << " " << why << std::endl;
         return false;
     };
+    const std::string unreadable = "is unreadable";
     InputFile file(filename);
-    if (!file.isOpen()) return refuseFile();
+    if (!file.isOpen()) return refuseFile(unreadable);
     const auto parseCounted = [&parse](std::string_view lines, LinesRead& read) {
         read.numBytes = lines.size();
         parse(lines, read);
@@ -178,8 +200,12 @@ bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>
         vPoints.insert(vPoints.end(), read.vPoint.begin(), read.vPoint.end());
     };
     LineBlocks blocks(file.stream(), lineEnd);
-    if (lineEnd == LineEnd::ANY) blocks.skipMark();
-    return parseLines_MT<LinesRead>(blocks, parseCounted, append) || refuseFile();
+    try {
+        if (lineEnd == LineEnd::ANY) skipMark(blocks);
+        return parseLines_MT<LinesRead>(blocks, parseCounted, append) || refuseFile(unreadable);
+    } catch (const std::runtime_error& refusal) {
+        return refuseFile(refusal.what());
+    }
 }
 
 }  // namespace
@@ -196,6 +222,7 @@ bool readXyz(const std::string& filename, std::vector<Point3>& vPoints) {
 bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const std::size_t numBefore = vPoints.size();
     std::uint64_t numSkipped = 0;
+    std::string firstSkipped;
     UnnamedColumns columns(pAttributes);
     const auto parse = [bColumns = columns.areWanted()](std::string_view lines, LinesRead& read) {
         forEachLine(lines, LineEnd::ANY, [&](std::string_view line) {
@@ -205,15 +232,20 @@ bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, Attr
                 if (bColumns) read.behind.take(rest);
             } else if (!isBlankOrComment(line)) {
                 ++(read.vPoint.empty() ? read.numOthersBefore : read.numOthers);
+                if (read.firstOther.empty()) read.firstOther = quoted(line);
             }
         });
     };
     const auto take = [&](const LinesRead& read) {
         if (vPoints.size() > numBefore) numSkipped += read.numOthersBefore;
         numSkipped += read.numOthers;
+        if (firstSkipped.empty()) firstSkipped = read.firstOther;
         columns.take(read.behind);
     };
     if (!readLines(filename, LineEnd::ANY, vPoints, parse, take)) return false;
+    if (vPoints.size() == numBefore && !firstSkipped.empty())
+        out() << filename << ": no line begins with three numbers; the first that isn't a comment: " << firstSkipped
+              << std::endl;
     if (numSkipped > 0)
         warning("readPointFile", filename + ": left out " + toString(numSkipped) +
                                      " lines behind the first point, which don't begin with three numbers");

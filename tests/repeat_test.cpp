@@ -157,7 +157,7 @@ const std::vector<Scene> vScene = {
     {"noisy torus, smoothed", scanned(noisyTorus(), true, 1.3, -1), 0x093bb861780f2193},
     {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
-    {"all steps", scannedWith(unevenTorus()), 0x4286790bf5e0d897},
+    {"all steps", scannedWith(unevenTorus()), 0x4482b4e54511e16b},
     {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0x22c2cdda6939d0cd},
     {"all steps, open sheet", scannedWith(Scan(20, 0.002).fold(5000)), 0x684c6b978493657c},
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x0232e360ea8ddfff},

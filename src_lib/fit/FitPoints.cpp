@@ -15,7 +15,7 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t NUM_SAMPLES = 5000;
+const std::size_t NUM_SAMPLES = 20000;
 const std::size_t NUM_NEAR = 6;
 const std::size_t DENSE = 4;  // points of a cell; more are averaged
 const std::size_t MIN_PARALLEL_POINTS = 2000;

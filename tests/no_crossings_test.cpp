@@ -3,6 +3,7 @@
 
 #include "countCrossings.h"
 #include "crossing.h"
+#include "singlePrecision.h"
 #include "support/fine.h"
 #include "support/manifold.h"
 #include "support/prelude.h"
@@ -203,9 +204,8 @@ TEST(NoCrossings, removingThemMakesNoneMoreAndLeavesAMeshWithoutAlone) {
 /// As a file in single precision holds the mesh.
 std::size_t numCrossingsInFile(const MeshPtr& pMesh) {
     std::vector<Point3> vCorners = cornersOf(pMesh);
-    const auto rounded = [](double value) { return static_cast<double>(static_cast<float>(value)); };
     for (Point3& p : vCorners)
-        p = {rounded(p.x()), rounded(p.y()), rounded(p.z())};
+        p = {inSinglePrecision(p.x()), inSinglePrecision(p.y()), inSinglePrecision(p.z())};
     std::vector<IndexTriple> vTriangles;
     for (std::uint32_t i = 0; i < vCorners.size(); i += 3)
         vTriangles.push_back({i, i + 1, i + 2});

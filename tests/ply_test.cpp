@@ -3,6 +3,7 @@
 #include <regex>
 
 #include "ply_io.h"
+#include "singlePrecision.h"
 #include "support/FolderTest.h"
 #include "support/coarse_soup.h"
 #include "support/points.h"
@@ -417,7 +418,7 @@ TEST_F(WritePly, NumbersVerticesInTheOrderOfTheirUse) {
 TEST_F(WritePly, PointsComeBackInSinglePrecision) {
     Points vPoints = scaled(Scan(6).dust(100000), 1000.0), vSingle = vPoints, vNone;
     for (Point3& p : vSingle)
-        p = Point3(static_cast<float>(p.x()), static_cast<float>(p.y()), static_cast<float>(p.z()));
+        p = Point3(inSinglePrecision(p.x()), inSinglePrecision(p.y()), inSinglePrecision(p.z()));
     EXPECT_TRUE(writePointsPly(folder.path("a.ply"), vPoints, false));
     EXPECT_EQ(readBytes(folder, folder.read("a.ply"), true), vSingle);
     for (const std::string name : {"text.ply", "bytes.ply", "p.xyz"}) {

@@ -53,7 +53,7 @@ struct FitReport {
 /// @param options  what to do
 /// @return what was done
 /// @throws KelBugException for a null mesh and for a cell edge that is negative or not finite
-/// @cost O(n log n); some 0.5 s for 100,000 points on one core, several times that under strong noise
+/// @cost O(n log n); some 0.7 s for 100,000 points on one core, up to 4 s under strong noise
 FitReport fit(MeshPtr pMesh, const std::vector<Point3>& vPoints, const FitOptions& options = {});
 
 }  // namespace TARN_KEL

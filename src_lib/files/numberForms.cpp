@@ -11,6 +11,7 @@
 #include <iterator>
 
 #include "HashIndex.h"
+#include "singlePrecision.h"
 
 namespace TARN_KEL {
 
@@ -66,8 +67,8 @@ double quartileRange(std::vector<double>& vValue) {
 
 double inForm(double value, const NumberForm& form) {
     if (!form.bSingle) return form.numDigits == 0 ? value : throughText(value, form.numDigits);
-    const auto single = static_cast<float>(value);
-    return form.numDigits == 0 ? static_cast<double>(single) : throughText(single, form.numDigits);
+    const double single = inSinglePrecision(value);
+    return form.numDigits == 0 ? single : throughText(static_cast<float>(single), form.numDigits);
 }
 
 Point3 inForm(const Point3& point, const NumberForm& form) {

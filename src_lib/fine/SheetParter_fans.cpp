@@ -7,6 +7,7 @@
 #include "SheetParter.h"
 #include "crossing.h"
 #include "freeFunctions.h"
+#include "singlePrecision.h"
 
 namespace TARN_KEL {
 
@@ -54,8 +55,7 @@ struct EdgeSurroundings {
 };
 
 Point3 toSinglePrecision(const Point3& p) {
-    const auto rounded = [](double value) { return static_cast<double>(static_cast<float>(value)); };
-    return {rounded(p.x()), rounded(p.y()), rounded(p.z())};
+    return {inSinglePrecision(p.x()), inSinglePrecision(p.y()), inSinglePrecision(p.z())};
 }
 
 EdgeSurroundings EdgeSurroundings::inSinglePrecision() const {

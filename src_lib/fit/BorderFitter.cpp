@@ -11,6 +11,7 @@
 #include "fitLimits.h"
 #include "geometryFunctions.h"
 #include "rimCorner.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -62,9 +63,7 @@ void BorderFitter::reachCorners() {
         if (const std::optional<Corner> corner = findCorner(i)) vCorner.push_back(*corner);
     std::sort(vCorner.begin(), vCorner.end(),
               [](const Corner& a, const Corner& b) { return std::tie(a.empty, a.at) < std::tie(b.empty, b.at); });
-    std::vector<Vector3> vPlace;
-    for (const Corner& corner : vCorner)
-        vPlace.push_back(corner.place);
+    const std::vector<Vector3> vPlace = transformed(vCorner, [](const Corner& corner) { return corner.place; });
     const PointGrid places(vPlace, CORNERS_APART);
     std::vector<char> vDone(vCorner.size());
     const auto takeNear = [&](const Vector3& place) {

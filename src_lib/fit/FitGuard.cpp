@@ -9,6 +9,7 @@
 #include <limits>
 
 #include "fitLimits.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -184,8 +185,7 @@ bool FitGuard::leavesBare(FitIndex vertex, const Vector3& to, double distance) c
             fitMesh.visitTriangles(corner, [&](FitIndex other) { vAround.push_back(other); });
         }
     });
-    std::sort(vAround.begin(), vAround.end());
-    vAround.erase(std::unique(vAround.begin(), vAround.end()), vAround.end());
+    oneInstance(vAround);
     const auto distanceOf = [&](const Vector3& p, const Vector3& there) {
         double least = std::numeric_limits<double>::max();
         for (const FitIndex t : vAround)

@@ -24,8 +24,6 @@ public:
     FitGuard(const FitMesh& mesh, const FitPoints& points, const PointGrid& grid, const VertexSides& sides, double cellEdge)
         : fitMesh(mesh), fitPoints(points), pointGrid(grid), vertexSides(sides), cell(cellEdge) {}
 
-    double getCellEdge() const { return cell; }
-
     /// No triangle becomes a sliver, turns away from both its former normal and the points, or folds over a neighbour.
     bool mayMove(FitIndex vertex, const Vector3& to) const;
     /// Whether a triangle that takes the place of others faces the way that they did, by their mean normal, or that the

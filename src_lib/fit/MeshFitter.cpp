@@ -31,6 +31,7 @@
 #include "Untangler.h"
 #include "fitLimits.h"
 #include "sortMT.h"
+#include "transformed.h"
 
 namespace TARN_KEL {
 
@@ -250,9 +251,8 @@ void MeshFitter::moveToCorners() {
         if (vFound[v].bCorner && distance < MAX_TO_CORNER * state.cell) vTarget.push_back({distance, v});
     }
     std::sort(vTarget.begin(), vTarget.end());
-    std::vector<Vector3> vCorner;
-    for (const Target& target : vTarget)
-        vCorner.push_back(vFound[target.vertex].corner);
+    const std::vector<Vector3> vCorner =
+        transformed(vTarget, [this](const Target& target) { return vFound[target.vertex].corner; });
     const PointGrid cornerGrid(vCorner, CORNER_DISTANCE * state.cell);
     std::vector<unsigned char> vTaken(vCorner.size());
     const auto take = [&](const Vector3& corner) {

@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "fitLimits.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -178,8 +179,7 @@ std::vector<FitIndex> SpotMender::withNeighbours(const std::vector<FitIndex>& vT
     for (const FitIndex t : vTriangle)
         for (const FitIndex corner : fitMesh.corners(t))
             if (!fitMesh.isHub(corner)) fitMesh.visitTriangles(corner, [&](FitIndex other) { vWider.push_back(other); });
-    std::sort(vWider.begin(), vWider.end());
-    vWider.erase(std::unique(vWider.begin(), vWider.end()), vWider.end());
+    oneInstance(vWider);
     return vWider;
 }
 

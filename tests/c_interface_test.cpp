@@ -390,7 +390,8 @@ TEST(CInterface, doesWithBorrowedPointsWhatItDoesWithItsOwn) {
         EXPECT_EQ(kel_points_write(points.get(), folder.path("a.xyz").c_str()), KEL_OK);
         double spacing = 0.0;
         EXPECT_EQ(kel_spacing(points.get(), &spacing), KEL_OK);
-        vArrays.push_back({{spacing}, {static_cast<int>(folder.read("a.xyz").size())}});
+        const std::string text = folder.read("a.xyz");
+        vArrays.push_back({{spacing}, std::vector<int>(text.begin(), text.end())});
         return vArrays;
     };
     EXPECT_EQ(resultsOf(borrowed), resultsOf(own));
@@ -591,6 +592,8 @@ TEST(CInterface, takesNoColumnThatCannotBe) {
         {"name", [&] { return setWith([](auto& c) { c.name = nullptr; }); }},
         {"name of the column is empty", [&] { return setWith([](auto& c) { c.name = ""; }); }},
         {"10 is no kel_type", [&] { return setWith([](auto& c) { c.type = static_cast<kel_type>(10); }); }},
+        {"99 is no kel_type",
+         [&] { return setWith([](auto& c) { std::memset(&c.type, 0, sizeof c.type), std::memset(&c.type, 99, 1); }); }},
         {"values", [&] { return setWith([](auto& c) { c.values = nullptr; }); }},
         {"of_int8 has 2 rows, but of_uint8 has 3", [&] { return setWith([](auto& c) { c.rows = 2; }); }},
         {"column", [&] { return kel_attributes_set(attributes.get(), nullptr); }},

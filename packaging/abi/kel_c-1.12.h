@@ -118,7 +118,8 @@ kel_status kel_points_create_strided(const void* data, kel_number number, size_t
                                      ptrdiff_t column_stride, kel_points** points);
 
 /// Points that lie where they are, at x, y, z, x, y, z, ...: they must stay there, unchanged, until the handle is freed.
-/// Without this copy a run takes 24 bytes less for each point. xyz may be NULL when num_points is 0.
+/// kel_reconstruct() and kel_mesh_fit() take 24 bytes less for each point then; others copy them while they work. xyz may
+/// be NULL when num_points is 0.
 kel_status kel_points_borrow(const double* xyz, size_t num_points, kel_points** points);
 
 /// As readPointFile(): points from a file of any format that has some.
@@ -194,8 +195,9 @@ kel_status kel_attributes_set(kel_attributes* attributes, const kel_column* colu
 kel_status kel_points_read_with(const char* filename, const int* classes, size_t num_classes, kel_points** points,
                                 kel_attributes** attributes, size_t* num_others);
 
-/// As kel_points_write(), with what the points carry: all of it in a .ply, what writePoints_LAS() says in a .las, a colour or
-/// else a normal in a text. A warning names columns that the file can't hold. attributes may be NULL; else they have a row for each point.
+/// As kel_points_write(), with what the points carry: all of it in a .ply, what writePoints_LAS() says in a .las, a colour
+/// or else a normal in a text. A warning names columns that the file can't hold. attributes may be NULL; else they have a
+/// row for each point.
 kel_status kel_points_write_with(const kel_points* points, const kel_attributes* attributes, const char* filename);
 
 /* ---- Spacing ---------------------------------------------------------------------------------------------------------- */
@@ -393,8 +395,9 @@ void kel_write_options_init(kel_write_options* options, size_t size);
 /// was.
 kel_status kel_mesh_write(kel_mesh* mesh, const char* filename, const kel_write_options* options);
 
-/// As kel_mesh_write(), with what the vertices carry: all of it in a .ply, colours and normals in an .obj. A warning names
-/// columns that the file can't hold. of_vertices may be NULL; else they have a row for each vertex of kel_mesh_arrays().
+/// As kel_mesh_write(), with what the vertices carry: all of it in a .ply, colours and normals in an .obj or .off. A warning
+/// names columns that the file can't hold. of_vertices may be NULL; else they have a row for each vertex of
+/// kel_mesh_arrays().
 kel_status kel_mesh_write_with(kel_mesh* mesh, const kel_attributes* of_vertices, const char* filename,
                                const kel_write_options* options);
 

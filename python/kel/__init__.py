@@ -322,7 +322,7 @@ def write_points(path: _arrays.PathLike, points: Any, attributes: Optional[Mappi
     points : array_like, shape (n, 3)
     attributes : mapping of str to array_like, shape (n,), optional
         Columns of numbers, see `read_scan`. A .ply holds all of them, a .las colours, ``intensity``, ``gps_time`` and
-        classes; a warning names those that the file can't hold. Masked values aren't known.
+        classes, a text a colour or else a normal; a warning names those that the file can't hold. Masked values aren't known.
 
     Raises
     ------

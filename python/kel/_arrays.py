@@ -134,7 +134,8 @@ def _column(value: Any, name: str, rows: int) -> Tuple[npt.NDArray[Any], npt.NDA
     import numpy as np
 
     try:
-        array: npt.NDArray[Any] = np.ma.getdata(value)  # type: ignore[no-untyped-call]
+        # numpy's own getdata() takes what others keep in an attribute _data for an array.
+        array: npt.NDArray[Any] = value.data if isinstance(value, np.ma.MaskedArray) else np.asarray(value)
     except (TypeError, ValueError) as error:  # rows of different lengths
         raise ValueError(f"{name} must be an array of numbers, but numpy says: {error}") from None
     if array.dtype.kind not in "biuf":

@@ -505,8 +505,8 @@ class Mesh:
         stl_binary : bool, default False
             An .stl as bytes, in single precision.
         attributes : mapping of str to array_like, optional
-            Columns with a number for each of `vertices`, such as `transfer` makes. A .ply holds all of them, an .obj colours
-            and normals; a warning names those that the file can't hold.
+            Columns with a number for each of `vertices`, such as `transfer` makes. A .ply holds all of them, an .obj or
+            .off colours and normals; a warning names those that the file can't hold.
 
         Raises
         ------

@@ -28,8 +28,15 @@ py::object errorClass(const char* name) {
     return py::module_::import("kel._errors").attr(name);
 }
 
+/// A text of the library. Names of files and columns in it may be any bytes; those that aren't UTF-8 are replaced.
+py::str readable(const std::string& text) {
+    PyObject* const pText = PyUnicode_DecodeUTF8(text.data(), static_cast<Py_ssize_t>(text.size()), "replace");
+    if (pText == nullptr) throw py::error_already_set();
+    return py::reinterpret_steal<py::str>(pText);
+}
+
 [[noreturn]] void throwAs(const py::handle& type, const std::string& text) {
-    PyErr_SetObject(type.ptr(), py::str(text).ptr());
+    PyErr_SetObject(type.ptr(), readable(text).ptr());
     throw py::error_already_set();
 }
 
@@ -64,7 +71,7 @@ void Outcome::conclude() const {
     if (vWarnings.empty()) return;
     const py::object type = errorClass("KelWarning");
     for (const std::string& warning : vWarnings)  // level 2: who called the function of the package that called here
-        if (PyErr_WarnEx(type.ptr(), warning.c_str(), 2) != 0) throw py::error_already_set();
+        if (PyErr_WarnEx(type.ptr(), std::string(readable(warning)).c_str(), 2) != 0) throw py::error_already_set();
 }
 
 // ---- The run ------------------------------------------------------------------------------------------------------------

@@ -3,7 +3,8 @@
 // A run goes on in a thread of its own, a helper, while the calling thread waits. So the calling thread is there for what
 // Python wants of it: it calls the progress function, and every 20 ms it looks for signals. Ctrl-C needn't wait for the run:
 // the run is told to stop, which it does at its next report, some tenths of a second later for a large cloud, and the caller
-// gets its KeyboardInterrupt at once. Until then the helper keeps alive what the run uses; nothing of that is Python's.
+// gets its KeyboardInterrupt at once. Until then the helper keeps alive what the run uses; of
+// Python's that is at most arrays of points, which it drops under the lock of the interpreter.
 #pragma once
 
 #include <kel_c.h>

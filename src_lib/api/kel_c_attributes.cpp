@@ -67,10 +67,11 @@ AttributeColumn columnOf(const kel_column& c) {
     constexpr int NUM_TYPES = std::variant_size_v<AttributeValues>;
     const std::string name = &given(c.name, "The name of the column");
     require(!name.empty(), "The name of the column is empty");
-    const int type = static_cast<int>(c.type);
-    if (type < 0 || type >= NUM_TYPES) throw ArgumentError(name + ": " + toString(type) + " is no kel_type");
+    std::underlying_type_t<kel_type> type = 0;  // which may be any number, as it comes from C
+    std::memcpy(&type, &c.type, sizeof type);
+    if (type >= NUM_TYPES) throw ArgumentError(name + ": " + toString(type) + " is no kel_type");
     if (c.rows > 0 && c.values == nullptr) throw ArgumentError(name + ": values is NULL");
-    AttributeColumn column{name, noValuesOf(type, std::make_index_sequence<NUM_TYPES>()), {}};
+    AttributeColumn column{name, noValuesOf(static_cast<int>(type), std::make_index_sequence<NUM_TYPES>()), {}};
     std::visit(
         [&](auto& vValue) {
             vValue.resize(c.rows);

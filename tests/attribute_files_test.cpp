@@ -509,7 +509,14 @@ TEST_F(AttributeFiles, ObjHasColoursBehindCoordinates) {
         EXPECT_EQ(line, plainLine.rfind("v ", 0) == 0 ? plainLine + vColour.at(vertex++) : plainLine);
     EXPECT_EQ(vertex, 4U);
     EXPECT_EQ(numbers(read(folder.path("a.obj")), "green"), Numbers({0, 255, 51, 102}));
-    EXPECT_TRUE(read(folder.path("b.obj")).empty());
+    EXPECT_EQ(numbers(read(folder.path("b.obj")), "nz"), Numbers(4, 1));
+    std::string other = folder.read("b.obj");
+    other.replace(other.rfind("//"), 3, "//1");
+    EXPECT_TRUE(read(folder.write("c.obj", other)).empty()) << "a corner with the normal of another vertex";
+    EXPECT_TRUE(read(folder.write("c.obj", folder.read("b.obj") + "vn 0 0 1\n")).empty()) << "one normal too many";
+    EXPECT_EQ(read(folder.write("c.obj", "v 0 0 0\nvn 1 0 0\nv 1 0 0\nvn 0 1 0\nv 0 1 0\nvn 0 0 1\nf -3//-3 2/9/2 3\n"))
+                  .vColumns.size(),
+              3U);
 
     const auto ofVertices = [&](const std::string& vertices) {
         return read(folder.write("c.obj", vertices + "v 0 0 1\nf 1 2 3\n"));

@@ -361,7 +361,7 @@ TEST_F(ProgramTest, convertsThereAndBack) {
     EXPECT_EQ(std::set(vOff.begin(), vOff.end()), std::set(vPly.begin(), vPly.end()));
     convert("m.off n.obj --normals");
     EXPECT_EQ(countIn(folder.read("n.obj"), "\nvn "), countIn(folder.read("m.obj"), "\nv ") + 1);
-    convert("n.obj n.ply");
+    convert("n.obj n.ply --no-attributes");
     EXPECT_TRUE(folder.read("n.ply") == folder.read("m.ply"));
     EXPECT_EQ(countIn(run("info m.off").out, "the mesh is               manifold"), 1);
     for (const std::string arguments :
@@ -468,6 +468,9 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
         EXPECT_EQ(run("convert - pipe.ply --quiet <" + name).err, "");
         EXPECT_TRUE(folder.read("pipe.ply") == folder.read("file.ply")) << name;
     }
+    const Outcome told = run("convert - - --format las --out-format obj <o.ply");
+    EXPECT_EQ(countIn(told.err, "standard input is read as .ply"), 1) << told.err;
+    EXPECT_EQ(countIn(told.err, "\x1b") + countIn(told.err, "/kel-") + countIn(told.err, "Writing"), 0) << told.err;
     EXPECT_EQ(run("info - <o.ply").out, run("info o.ply").out);
     const auto gzip = [&](const std::string& name) {
         EXPECT_EQ(std::system(("gzip -k '" + folder.path(name) + "'").c_str()), 0);
@@ -955,10 +958,13 @@ TEST_F(ProgramTest, mixesNoColoursThroughAThinWall) {
 TEST_F(ProgramTest, writesGlbAsTheFormatWantsIt) {
     folder.write("mesh.ply",
                  "ply\nformat ascii 1.0\nelement vertex 3\nproperty double x\nproperty double y\nproperty double z\n"
-                 "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty float h(m)\nelement face 1\n"
-                 "property list uchar int vertex_indices\nend_header\n5000000.25 100 -3 255 0 128 1.5\n"
-                 "5000001 100 -3 255 0 128 nan\n5000000 101.5 -3.125 255 0 128 3\n3 0 1 2\n");
-    ASSERT_EQ(run("convert mesh.ply mesh.glb --normals").status, 0);
+                 "property uchar red\nproperty uchar green\nproperty uchar blue\nproperty float h(m)\nproperty int "
+                 "H_m_\nelement face 1\n"
+                 "property list uchar int vertex_indices\nend_header\n5000000.25 100 -3 255 0 128 1.5 1\n"
+                 "5000001 100 -3 255 0 128 nan 16777217\n5000000 101.5 -3.125 255 0 128 3 3\n3 0 1 2\n");
+    const Outcome written = run("convert mesh.ply mesh.glb --normals");
+    ASSERT_EQ(written.status, 0);
+    EXPECT_EQ(countIn(written.err, "whole numbers above 16777216 are rounded: H_m_\n"), 1) << written.err;
     const std::string file = folder.read("mesh.glb");
     const auto number = [&file](std::size_t pos) {
         std::uint32_t value = 0;
@@ -974,7 +980,8 @@ TEST_F(ProgramTest, writesGlbAsTheFormatWantsIt) {
     for (const auto& view : json["bufferViews"])
         EXPECT_EQ(view["byteOffset"].get<std::size_t>() % 4, 0U);
     const auto& attributes = json["meshes"][0]["primitives"][0]["attributes"];
-    EXPECT_TRUE(attributes.contains("COLOR_0") && attributes.contains("NORMAL") && attributes.contains("_H_M_"));
+    EXPECT_TRUE(attributes.contains("COLOR_0") && attributes.contains("NORMAL") && attributes.contains("_H_M_") &&
+                attributes.contains("_H_M__2"));
     const auto& places = json["accessors"][attributes["POSITION"].get<std::size_t>()];
     const auto centre = json["nodes"][0]["translation"].get<std::array<double, 3>>();
     for (std::size_t axis = 0; axis < 3; ++axis) {

@@ -147,8 +147,11 @@ void putColumns(const PointAttributes& attributes, GlbBuffer& buffer, Json& name
     if (attributes.hasColour()) named["COLOR_0"] = putColours(attributes, buffer);
     for (const AttributeColumn& column : attributes.vColumns) {
         const AttributeKind kind = attributes.kindOf(column);
-        const std::string name = ownName(column.name);
-        if (kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL || named.contains(name)) continue;
+        if (kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL) continue;
+        const std::string own = ownName(column.name);
+        std::string name = own;
+        for (int number = 2; named.contains(name); ++number)
+            name = own + "_" + std::to_string(number);
         named[name] = putNumbers(column, buffer);
     }
 }

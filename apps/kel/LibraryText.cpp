@@ -1,8 +1,11 @@
 // Receives what the library prints, passes it on or holds it back, and finds the line that tells why a call failed.
 #include "LibraryText.h"
 
+#include <unistd.h>
+
 #include <iostream>
 #include <sstream>
+#include <utility>
 
 namespace {
 
@@ -31,8 +34,9 @@ std::string withoutColours(const std::string& text) {
 
 }  // namespace
 
-LibraryText::LibraryText(Mode mode, bool bSilent_) : bHeld(mode == Mode::HELD), bSilent(bSilent_) {
-    former = TARN_KEL::setMessageSink([this](TARN_KEL::MessageKind, std::string_view part) { take(part); });
+LibraryText::LibraryText(Mode mode, bool bSilent_, std::function<std::string(std::string)> toPlain_)
+    : bHeld(mode == Mode::HELD), bSilent(bSilent_), toPlain(std::move(toPlain_)) {
+    former = TARN_KEL::setMessageSink([this](TARN_KEL::MessageKind kind, std::string_view part) { take(kind, part); });
 }
 
 LibraryText::~LibraryText() {
@@ -41,14 +45,21 @@ LibraryText::~LibraryText() {
 
 void LibraryText::release() {
     if (!bHeld || bSilent) return;
-    std::cerr << text << std::flush;
+    passOn(warnings);
     text.clear();
+    warnings.clear();
 }
 
-void LibraryText::take(std::string_view part) {
+void LibraryText::passOn(const std::string& part) const {
+    const std::string plain = toPlain(part);
+    std::cerr << (isatty(STDERR_FILENO) != 0 ? plain : withoutColours(plain)) << std::flush;
+}
+
+void LibraryText::take(TARN_KEL::MessageKind kind, std::string_view part) {
     if (part.find(LIBRARY_OPTION) != std::string_view::npos) return;
-    if (!bHeld && !bSilent) std::cerr << part;
+    if (!bHeld && !bSilent) passOn(std::string(part));
     text += part;
+    if (bHeld && (kind == TARN_KEL::MK_WARNING || kind == TARN_KEL::MK_ERROR)) warnings += part;
     if (!bHeld && text.size() > 2 * KEPT) text.erase(0, text.size() - KEPT);
 }
 

@@ -142,6 +142,20 @@ void setNormals(const std::vector<Vector3>& vNormals, PointAttributes& attribute
     }
 }
 
+/// The columns of whole numbers that single precision can't hold; without their values.
+PointAttributes roundedNumbers(const PointAttributes& attributes) {
+    constexpr double MOST = 16777216.0;  // 2^24
+    PointAttributes rounded;
+    for (const AttributeColumn& column : attributes.vColumns) {
+        bool bFits = true;
+        for (std::size_t i = 0; i < column.size() && bFits; ++i)
+            bFits = !column.isKnown(i) || std::abs(column.number(i)) <= MOST;
+        const bool bWhole = column.typeName().find("int") != std::string::npos;
+        if (bWhole && !bFits) rounded.vColumns.push_back({column.name, {}, {}});
+    }
+    return rounded;
+}
+
 /// Gives colours of 16 bits and fractions 8 bits a channel, with an alpha of their type: most programs that read a .ply
 /// know no others, and show them black.
 void narrowColours(PointAttributes& attributes) {
@@ -295,10 +309,14 @@ void Program::noteTime(const std::string& name, const std::function<void()>& wor
     json["peakMegabytes"] = static_cast<double>(peakMemory()) / (1024.0 * 1024.0);
 }
 
+std::function<std::string(std::string)> Program::plainNames() const {
+    return [this](std::string text) { return standardStreams.withPlainNames(std::move(text)); };
+}
+
 void Program::step(const std::string& name, const std::function<void()>& work) {
     std::optional<ProgressBar> bar;
     if (!bQuiet && isatty(STDERR_FILENO) != 0) bar.emplace();
-    const LibraryText text(LibraryText::Mode::LIVE, bQuiet);
+    const LibraryText text(LibraryText::Mode::LIVE, bQuiet, plainNames());
     try {
         noteTime(name, work);
     } catch (const KelBugException&) {
@@ -308,7 +326,7 @@ void Program::step(const std::string& name, const std::function<void()>& work) {
 
 void Program::fileStep(const std::string& name, const std::string& failure,
                        const std::function<bool(const LibraryText&)>& work) {
-    LibraryText text(LibraryText::Mode::HELD, bQuiet);
+    LibraryText text(LibraryText::Mode::HELD, bQuiet, plainNames());
     bool bDone = false;
     try {
         noteTime(name, [&] { bDone = work(text); });
@@ -455,6 +473,8 @@ void Program::writeMesh(const std::string& filename, const MeshPtr& pMesh, bool 
     json["output"] = {{"file", filename}};
     if (!attributes.empty()) json["output"]["columns"] = toJson(attributes);
     warnOfShift(filename);
+    if (const std::string names = isGlbFile(filename) ? namesOf(roundedNumbers(attributes)) : ""; !names.empty())
+        warn(filename + " holds single precision, in which whole numbers above 16777216 are rounded: " + names);
     if (bTooFineForStl)
         warn("Most programs read an .stl in single precision, in which the shape in " + filename +
              " suffers: write .ply or .obj, or move the points to the origin");

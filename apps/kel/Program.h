@@ -108,6 +108,8 @@ private:
     /// Reads a mesh as the file numbers its vertices, which must be none before. False, or Failure, when it can't be read.
     bool readNumbered(const std::string& filename, std::vector<TARN_KEL::Point3>& vVertices, std::vector<int>& vIndices,
                       TARN_KEL::PointAttributes* pAttributes) const;
+    /// What says the names of temporary files as what they stand for.
+    std::function<std::string(std::string)> plainNames() const;
     /// The content of a glTF file, with its warnings said.
     GltfContent readGltfFile(const std::string& filename) const;
     void requireOutput(const std::string& filename, const std::string& input) const;

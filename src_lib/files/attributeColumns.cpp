@@ -511,6 +511,36 @@ void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns, int 
         vColumn.erase(vColumn.begin() + static_cast<std::ptrdiff_t>(*it));
 }
 
+void WordColumns::take(std::string_view words) {
+    if (pColumns == nullptr) return;
+    if (!std::exchange(bDecided, true)) addColumns(wordsOf(words).size());
+    if (numFilled != numRows) pColumns->fillAll(numRows);
+    const char* p = words.data();
+    const char* const end = p + words.size();
+    std::size_t column = 0;
+    for (p = skipSpace(p, end); column < numColumns && p != end; ++column) {
+        const char* const behind = endOfWord(p, end);
+        pColumns->appendText(column, {p, static_cast<std::size_t>(behind - p)});
+        p = skipSpace(behind, end);
+    }
+    numFilled = ++numRows;
+    if (column < numColumns) pColumns->fillAll(numRows);
+}
+
+void WordColumns::addColumns(std::size_t numWords) {
+    for (const std::string_view name : namesFor(numWords)) {
+        pColumns->add(name, noValues<double>());
+        ++numColumns;
+    }
+    if (numWords > numColumns) pColumns->leaveOut(numWords - numColumns);
+}
+
+void WordColumns::finish() {
+    if (pColumns == nullptr) return;
+    pColumns->fillAll(numRows);
+    pColumns->chooseTypes();
+}
+
 // ---- Several files
 
 void requireRows(const PointAttributes& attributes, std::size_t numPoints) {

@@ -5,6 +5,7 @@
 #include <cmath>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <limits>
 #include <string>
 #include <string_view>
@@ -111,6 +112,33 @@ private:
 
     std::vector<AttributeColumn> vColumn;
     std::size_t numOthers = 0, numBytesOthers = 0;
+};
+
+/// What the lines of a text have behind the coordinates, where the number of words there tells what they are.
+class WordColumns {
+public:
+    /// The names of the first words, as far as they are known, of so many.
+    using NamesFor = std::function<std::vector<std::string_view>(std::size_t numWords)>;
+
+    /// pColumns: empty, or null where nobody wants them.
+    WordColumns(AttributeColumns* pColumns_, NamesFor namesFor_) : pColumns(pColumns_), namesFor(std::move(namesFor_)) {}
+
+    /// Takes the words of the next row. The first ones that are taken decide which columns there are. Words that are
+    /// missing, or no numbers, are values that aren't known.
+    void take(std::string_view words);
+    /// Leaves the rows up to that one without values.
+    void skipTo(std::size_t row) { numRows = row; }
+    /// Gives all columns a value for each row, and types. To be called once, in the end.
+    void finish();
+
+private:
+    void addColumns(std::size_t numWords);
+
+    AttributeColumns* pColumns;
+    const NamesFor namesFor;
+    std::size_t numRows = 0, numColumns = 0;
+    std::size_t numFilled = 0;  ///< rows that all columns have
+    bool bDecided = false;
 };
 
 /// Throws unless there is no column or a row for each of so many points, also of what is missing.

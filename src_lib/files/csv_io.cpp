@@ -181,12 +181,13 @@ void readCsvPoints(BlockReader& reader, std::vector<Point3>& vPoints, AttributeC
     std::uint64_t numAbsent = 0;
     for (std::string_view line; lines.next(line);) {
         if (isEmptyRow(line, table.separator)) continue;
+        const std::uint64_t numAbsentBefore = numAbsent;
         vPoints.push_back(pointOfCells(line, table, lines, pAttributes, numAbsent));
         if (numAbsent > lines.numBytes() && !table.vAttribute.empty()) {  // memory must not be what a header claims
             pAttributes->leaveOutAll();
             table.vAttribute.clear();
         }
-        if (pAttributes != nullptr) pAttributes->fillAll(vPoints.size() - numBefore);
+        if (pAttributes != nullptr && numAbsent != numAbsentBefore) pAttributes->fillAll(vPoints.size() - numBefore);
     }
     if (pAttributes != nullptr) pAttributes->chooseTypes();
 }

@@ -2,9 +2,10 @@
 //
 // Each line is a statement that begins with a keyword. Two of them matter here: "v" is a vertex, with x, y, z and perhaps a
 // weight or a colour behind them; "f" is a polygon, with a corner such as 7, 7/1, 7//3 or 7/1/3 in each word, of which the
-// first number is the vertex. Vertices are counted from 1 in the order of the file, negative numbers count back from the
-// last one so far. All else, such as normals, groups and materials, is skipped. A backslash at the end of a line continues
-// its statement in the next one, and '#' begins a comment.
+// first number is the vertex and the third one a normal, "vn". Vertices are counted from 1 in the order of the file,
+// negative numbers count back from the last one so far. All else, such as groups and materials, is skipped. Normals are kept
+// where each vertex has the one of its own number. A backslash at the end of a line continues its statement in the next one,
+// and '#' begins a comment.
 //
 // Three numbers behind the coordinates are a colour, from 0 to 1; a single one is a weight. More than three may be a weight
 // and a colour, or a colour and an alpha; they are left out. Faces of fewer than three corners, which some programs leave
@@ -13,7 +14,9 @@
 // A vertex may follow the faces that use it, so the highest number is compared with the vertices at the end.
 #include "obj_io.h"
 
+#include <array>
 #include <limits>
+#include <utility>
 
 #include "attributeColumns.h"
 #include "meshReading.h"
@@ -22,40 +25,58 @@ namespace TARN_KEL {
 
 namespace {
 
-/// The colours of vertices, of those that have one.
-class VertexColours {
+/// The normals of a file, as long as they may be those of the vertices: by number, as far as faces tell.
+class ObjNormals {
 public:
     /// pColumns: null where nobody wants them.
-    explicit VertexColours(AttributeColumns* pColumns_) : pColumns(pColumns_) {}
+    explicit ObjNormals(AttributeColumns* pColumns_) : pColumns(pColumns_), bOfVertices(pColumns != nullptr) {}
 
-    /// text: the numbers of the vertex with that number, from 0.
-    void take(std::string_view text, std::size_t vertex) {
-        constexpr std::size_t FIRST = 3, NUM = 3;
-        if (pColumns == nullptr) return;
-        const std::vector<std::string_view> vWord = wordsOf(text.substr(0, text.find('#')));
-        if (vWord.size() != FIRST + NUM) return;
-        if (pColumns->columns().empty())
-            for (const char* name : {"red", "green", "blue"})
-                pColumns->add(name, noValues<double>());
-        for (std::size_t i = 0; i < NUM; ++i) {
-            pColumns->fill(i, vertex);
-            pColumns->appendText(i, vWord[FIRST + i]);
-        }
+    void take(std::string_view text) {
+        if (!bOfVertices) return;
+        const std::optional<Point3> normal = pointOf(text);
+        if (!normal) return giveUp();
+        const std::array<double, NUM> aValue{normal->x(), normal->y(), normal->z()};
+        for (std::size_t i = 0; i < NUM; ++i)
+            aColumn[i].push_back(aValue[i]);
+    }
+    /// parts: of a corner behind the number of its vertex, such as "/1/3". vertex: its position.
+    void takeCorner(std::string_view parts, int vertex) {
+        if (!bOfVertices || parts.size() < 2) return;
+        const std::size_t second = parts.find('/', 1);
+        if (second == std::string_view::npos) return;
+        int number = 0;
+        const char* const end = parts.data() + parts.size();
+        const auto numNormals = static_cast<int>(aColumn[0].size());
+        if (extractInt(parts.data() + second + 1, end, number) != end ||
+            vertex != (number < 0 ? numNormals + number : number - 1))
+            giveUp();
     }
     void finish(std::size_t numVertices) {
-        if (pColumns == nullptr) return;
-        pColumns->fillAll(numVertices);
-        pColumns->chooseTypes();
+        if (!bOfVertices || numVertices == 0 || aColumn[0].size() != numVertices) return;
+        std::size_t axis = 0;
+        for (const char* name : {"nx", "ny", "nz"})
+            pColumns->add(name, std::move(aColumn[axis++]));
     }
 
 private:
+    static constexpr std::size_t NUM = 3;
+
+    void giveUp() {
+        bOfVertices = false;
+        aColumn = {};
+    }
+
     AttributeColumns* pColumns;
+    bool bOfVertices;
+    std::array<std::vector<double>, NUM> aColumn;
 };
 
 class ObjReader {
 public:
     ObjReader(NumberedLines& lines_, NumberedMesh& mesh_, AttributeColumns* pAttributes)
-        : lines(lines_), mesh(mesh_), colours(pAttributes) {}
+        : lines(lines_), mesh(mesh_), normals(pAttributes), colours(pAttributes, [](std::size_t) {
+              return std::vector<std::string_view>{"red", "green", "blue"};
+          }) {}
 
     void read() {
         for (std::string_view statement; nextStatement(statement);)
@@ -64,7 +85,9 @@ public:
         if (highest > mesh.numVertices())
             NumberedLines::refuseLine(lineOfHighest, "there is no vertex " + std::to_string(highest) + ", but " +
                                                          std::to_string(mesh.numVertices()));
-        colours.finish(mesh.numVertices());
+        colours.skipTo(mesh.numVertices());
+        colours.finish();
+        normals.finish(mesh.numVertices());
     }
 
 private:
@@ -92,16 +115,31 @@ private:
         const char* const p = skipSpace(statement.data(), end);
         const char* const rest = endOfWord(p, end);
         const std::string_view keyword(p, static_cast<std::size_t>(rest - p));
-        if (keyword == "v") takeVertex({rest, static_cast<std::size_t>(end - rest)});
+        const std::string_view text(rest, static_cast<std::size_t>(end - rest));
+        if (keyword == "v") takeVertex(text);
+        if (keyword == "vn") normals.take(text);
         if (keyword == "f") takeFace(rest, end);
     }
 
     void takeVertex(std::string_view text) {
         if (mesh.numVertices() >= std::numeric_limits<int>::max()) lines.refuseLine("more vertices than an int can count");
-        const std::optional<Point3> vertex = pointOf(text);
+        std::string_view rest;
+        const std::optional<Point3> vertex = pointOf(text, rest);
         if (!vertex) lines.refuseLine("expected x, y and z of a vertex");
-        colours.take(text, mesh.numVertices());
+        takeColour(rest.substr(0, rest.find('#')));
         mesh.vVertices.push_back(*vertex);
+    }
+
+    /// words: behind the coordinates of the next vertex.
+    void takeColour(std::string_view words) {
+        constexpr std::size_t CHANNELS = 3;
+        const char* const end = words.data() + words.size();
+        std::size_t numWords = 0;
+        for (const char* p = skipSpace(words.data(), end); p != end; p = skipSpace(endOfWord(p, end), end))
+            ++numWords;
+        if (numWords != CHANNELS) return;
+        colours.skipTo(mesh.numVertices());
+        colours.take(words);
     }
 
     void takeFace(const char* p, const char* end) {
@@ -110,8 +148,10 @@ private:
             const char* const behind = extractInt(p, end, number);
             if (behind == nullptr || (behind != end && *behind != '/' && !isSpace(*behind)))
                 lines.refuseLine("expected the number of a vertex");
-            mesh.polygons.add(indexOf(number));
             p = endOfWord(behind, end);
+            const int vertex = indexOf(number);
+            mesh.polygons.add(vertex);
+            normals.takeCorner({behind, static_cast<std::size_t>(p - behind)}, vertex);
         }
         mesh.polygons.endPolygon();
     }
@@ -132,7 +172,8 @@ private:
 
     NumberedLines& lines;
     NumberedMesh& mesh;
-    VertexColours colours;
+    ObjNormals normals;
+    WordColumns colours;
     std::string joined;       // of more lines than one
     std::size_t highest = 0;  // number of a vertex that a face has
     std::uint64_t lineOfHighest = 0;

@@ -113,52 +113,27 @@ OffHeader readOffHeader(NumberedLines& lines) {
     return header;
 }
 
-/// What vertices carry behind their coordinates.
-class OffColumns {
-public:
-    /// pColumns: null where nobody wants them.
-    OffColumns(const OffVertexParts& parts_, AttributeColumns* pColumns_) : parts(parts_), pColumns(pColumns_) {}
-
-    /// Takes the line of the next vertex. The first one decides which columns there are.
-    void take(std::string_view line) {
-        if (pColumns == nullptr || !(parts.bNormal || parts.bColour)) return;
-        const std::vector<std::string_view> vWord = wordsOf(line);
-        if (numRows++ == 0) addColumns(vWord.size());
-        for (std::size_t i = 0; i < numColumns && FIRST + i < vWord.size(); ++i)
-            pColumns->appendText(i, vWord[FIRST + i]);
-        pColumns->fillAll(numRows);
-    }
-    void finish() {
-        if (pColumns != nullptr) pColumns->chooseTypes();
-    }
-
-private:
-    static constexpr std::size_t FIRST = 3, CHANNELS = 3;
-
-    /// numWords: of a vertex with its coordinates.
-    void addColumns(std::size_t numWords) {
-        const std::size_t numOthers = FIRST + (parts.bNormal ? FIRST : 0) + (parts.bTexture ? 2 : 0);
-        const std::size_t numChannels = parts.bColour && numWords > numOthers ? numWords - numOthers : 0;
-        std::vector<const char*> vName;
-        if (parts.bNormal) vName.insert(vName.end(), {"nx", "ny", "nz"});
-        if (numChannels == CHANNELS || numChannels == CHANNELS + 1) vName.insert(vName.end(), {"red", "green", "blue"});
-        if (numChannels == CHANNELS + 1) vName.push_back("alpha");
-        for (const char* name : vName)
-            pColumns->add(name, noValues<double>());
-        numColumns = vName.size();
-        if (numWords > FIRST + numColumns) pColumns->leaveOut(numWords - FIRST - numColumns);
-    }
-
-    const OffVertexParts parts;
-    AttributeColumns* pColumns;
-    std::size_t numRows = 0, numColumns = 0;
-};
+/// What so many words behind the coordinates of a vertex are. Words for a place in a texture come last.
+std::vector<std::string_view> namesOfWords(const OffVertexParts& parts, std::size_t numWords) {
+    constexpr std::size_t CHANNELS = 3, NORMAL = 3, TEXTURE = 2;
+    const std::size_t numOthers = (parts.bNormal ? NORMAL : 0) + (parts.bTexture ? TEXTURE : 0);
+    const std::size_t numChannels = parts.bColour && numWords > numOthers ? numWords - numOthers : 0;
+    std::vector<std::string_view> vName;
+    if (parts.bNormal) vName.insert(vName.end(), {"nx", "ny", "nz"});
+    if (numChannels == CHANNELS || numChannels == CHANNELS + 1) vName.insert(vName.end(), {"red", "green", "blue"});
+    if (numChannels == CHANNELS + 1) vName.push_back("alpha");
+    return vName;
+}
 
 /// Reads the mesh of a text.
 class OffReader {
 public:
     OffReader(NumberedLines& lines_, NumberedMesh& mesh_, AttributeColumns* pAttributes)
-        : lines(lines_), mesh(mesh_), header(readOffHeader(lines)), columns(header.parts, pAttributes) {}
+        : lines(lines_),
+          mesh(mesh_),
+          header(readOffHeader(lines)),
+          columns(header.parts.bNormal || header.parts.bColour ? pAttributes : nullptr,
+                  [parts = header.parts](std::size_t numWords) { return namesOfWords(parts, numWords); }) {}
 
     void read() {
         readVertices();
@@ -187,9 +162,10 @@ private:
     void readVertices() {
         for (std::uint64_t i = 0; i < header.numVertices; ++i) {
             if (!nextBodyLine()) refuse("ends before " + nameOf("vertex ", i, header.numVertices));
-            const std::optional<Point3> vertex = pointOf(line);
+            std::string_view rest;
+            const std::optional<Point3> vertex = pointOf(line, rest);
             if (!vertex) lines.refuseLine("expected " + nameOf("vertex ", i, header.numVertices));
-            columns.take(line);
+            columns.take(rest);
             mesh.vVertices.push_back(*vertex);
         }
     }
@@ -220,7 +196,7 @@ private:
     NumberedLines& lines;
     NumberedMesh& mesh;
     OffHeader header;
-    OffColumns columns;
+    WordColumns columns;
     std::string_view line;
 };
 

@@ -36,51 +36,21 @@ void nextOrRefuse(NumberedLines& lines, std::string_view& line, const std::strin
     if (!lines.next(line)) refuse("ends before " + expected);
 }
 
-/// What stands behind the coordinates of points.
-class WordColumns {
-public:
-    /// pAttributes: null where nobody wants it. bMayBeNormals: whether seven words are known.
-    WordColumns(AttributeColumns* pAttributes_, bool bMayBeNormals_)
-        : pAttributes(pAttributes_), bMayBeNormals(bMayBeNormals_) {}
+/// What so many words behind the coordinates are. bMayBeNormals: whether seven are known.
+std::vector<std::string_view> namesOfWords(std::size_t numWords, bool bMayBeNormals) {
+    const bool bNormals = numWords == 7 && bMayBeNormals;
+    std::vector<std::string_view> vName;
+    if (numWords == 1 || numWords == 4 || bNormals) vName.push_back("intensity");
+    if (numWords == 3 || numWords == 4 || bNormals) vName.insert(vName.end(), {"red", "green", "blue"});
+    if (bNormals) vName.insert(vName.end(), {"nx", "ny", "nz"});
+    return vName;
+}
 
-    /// Takes the words of the line of a point. The first one decides which columns there are.
-    void take(std::string_view line) {
-        if (pAttributes == nullptr) return;
-        const std::vector<std::string_view> vWord = wordsOf(line);
-        if (numRows++ == 0 && vWord.size() > FIRST) addColumns(vWord.size() - FIRST);
-        for (std::size_t i = 0; i < numColumns && FIRST + i < vWord.size(); ++i)
-            pAttributes->appendText(i, vWord[FIRST + i]);
-        pAttributes->fillAll(numRows);
-    }
-    void finish() {
-        if (pAttributes != nullptr) pAttributes->chooseTypes();
-    }
-
-private:
-    static constexpr std::size_t FIRST = 3;
-
-    /// numWords: behind the coordinates.
-    void addColumns(std::size_t numWords) {
-        const bool bNormals = numWords == 7 && bMayBeNormals;
-        std::vector<const char*> vName;
-        if (numWords == 1 || numWords == 4 || bNormals) vName.push_back("intensity");
-        if (numWords == 3 || numWords == 4 || bNormals) vName.insert(vName.end(), {"red", "green", "blue"});
-        if (bNormals) vName.insert(vName.end(), {"nx", "ny", "nz"});
-        for (const char* name : vName)
-            pAttributes->add(name, std::vector<double>());
-        numColumns = vName.size();
-        pAttributes->leaveOut(numWords - numColumns);
-    }
-
-    AttributeColumns* pAttributes;
-    const bool bMayBeNormals;
-    std::size_t numRows = 0, numColumns = 0;
-};
-
-/// Sets line to the next one, and returns its point, the one with number i of numPoints.
-Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints, std::string_view& line) {
+/// Returns the point of the next line, the one with number i of numPoints. rest: set to what is behind it.
+Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints, std::string_view& rest) {
+    std::string_view line;
     const bool bLine = lines.next(line);
-    const std::optional<Point3> point = bLine ? pointOf(line) : std::nullopt;
+    const std::optional<Point3> point = bLine ? pointOf(line, rest) : std::nullopt;
     if (point) return *point;
     const std::string expected = "point " + std::to_string(i + 1) + " of " + std::to_string(numPoints);
     if (!bLine) refuse("ends before " + expected);
@@ -92,10 +62,11 @@ Point3 nextPoint(NumberedLines& lines, std::uint64_t i, std::uint64_t numPoints,
 /// Points without a count before them, as some programs write them. line: of the first one.
 void readUncounted(NumberedLines& lines, std::string_view line, std::vector<Point3>& vPoints, WordColumns& words) {
     do {
-        const std::optional<Point3> point = pointOf(line);
+        std::string_view rest;
+        const std::optional<Point3> point = pointOf(line, rest);
         if (!point) lines.refuseLine("expected a point");
         vPoints.push_back(*point);
-        words.take(line);
+        words.take(rest);
     } while (lines.next(line));
 }
 
@@ -108,8 +79,9 @@ void readPtsPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
         const std::optional<std::uint64_t> numPoints = countOfLine(line);
         if (!numPoints) lines.refuseLine("expected a number of points");
         for (std::uint64_t i = 0; i < *numPoints; ++i) {
-            vPoints.push_back(nextPoint(lines, i, *numPoints, line));
-            words.take(line);
+            std::string_view rest;
+            vPoints.push_back(nextPoint(lines, i, *numPoints, rest));
+            words.take(rest);
         }
     }
 }
@@ -165,10 +137,11 @@ void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
         skipPose(lines);
         const AffineMap map = nextMatrix(lines);
         for (std::uint64_t i = 0; i < numPoints; ++i) {
-            const Point3 point = nextPoint(lines, i, numPoints, line);
+            std::string_view rest;
+            const Point3 point = nextPoint(lines, i, numPoints, rest);
             if (point == nothing) continue;
             vPoints.push_back(map(point));
-            words.take(line);
+            words.take(rest);
         }
     }
 }
@@ -178,7 +151,8 @@ template <typename Read>
 bool readTexts(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes, bool bMayBeNormals,
                const Read& read) {
     return readAllOrNothing(filename, vPoints, [&](const InputFile&, BlockReader& reader, std::vector<Point3>& vAppended) {
-        WordColumns words(pAttributes, bMayBeNormals);
+        WordColumns words(pAttributes,
+                          [bMayBeNormals](std::size_t numWords) { return namesOfWords(numWords, bMayBeNormals); });
         read(reader, vAppended, words);
         words.finish();
     });

@@ -6,6 +6,7 @@
 #include <variant>
 #include <vector>
 
+#include "../../src_lib/files/fileFormats.h"
 #include "FileKinds.h"
 
 using namespace TARN_KEL;
@@ -13,11 +14,11 @@ using namespace TARN_KEL;
 namespace {
 
 constexpr std::size_t NEW = static_cast<std::size_t>(-1);
+constexpr double MEAN_EDGE = 0.0;  // as a length: that of the new mesh, whose vertices stand for those that are gone
 
 /// Whether the file of a mesh has room for a column.
 bool holds(const std::string& out, AttributeKind kind) {
-    if (isPlyFile(out) || isGlbFile(out)) return true;
-    return (isObjFile(out) || isOffFile(out)) && (kind == AttributeKind::COLOUR || kind == AttributeKind::NORMAL);
+    return isGlbFile(out) || meshFileHolds(out, kind);
 }
 
 /// Sets values to those that other rows of a column had. vRow: for each value its row there, or NEW.
@@ -63,7 +64,7 @@ void CarriedColumns::keepFor(const std::string& out, Program& program) {
 
 void CarriedColumns::moveToMesh(const MeshPtr& pMesh, const std::vector<Point3>& vOfFile,
                                 const std::vector<std::size_t>& vRow) {
-    constexpr double SAME_PLACE = 1e-150;  // the least length whose square isn't 0
+    constexpr double SAME_PLACE = 1e-150;  // a length whose square is a normal number
     if (attributes.empty()) return;
     attributes = vRow.empty() ? transferAttributes(pMesh, vOfFile, attributes, SAME_PLACE) : attributes.rows(vRow);
     vPlaces.clear();
@@ -102,10 +103,9 @@ void OlderVertices::follow(const MeshPtr& pMesh) {
 }
 
 PointAttributes OlderVertices::carry(const CarriedColumns& columns, const MeshPtr& pMesh, bool bMean, Program& program) {
-    if (columns.attributes.empty()) return {};
     PointAttributes made;
     program.step("attributes", [&] {
-        made = transferAttributes(pMesh, columns.vPlaces, vNormals, columns.attributes, edge);
+        made = transferAttributes(pMesh, columns.vPlaces, vNormals, columns.attributes, bMean ? MEAN_EDGE : edge);
         if (bMean) return;
         if (pMesh->getRMesh() == pFollowed) follow(pMesh);
         std::vector<Point3*> vVertices;

@@ -43,7 +43,8 @@ public:
     void follow(const TARN_KEL::MeshPtr& pMesh);
     /// What the vertices of the mesh carry after the last step. columns: what the older ones carried, in the order of the
     /// mesh. bMean: the vertices that are left stand for others, too, which are gone: they get the mean of all of these,
-    /// never of those on the other side of a wall. Else each has the very values that it had, and only new ones get means.
+    /// never of those on the other side of a wall. Else each has the very values that it had, and only new ones get means;
+    /// all of them where another mesh with other triangles is in its place.
     TARN_KEL::PointAttributes carry(const CarriedColumns& columns, const TARN_KEL::MeshPtr& pMesh, bool bMean,
                                     Program& program);
 

@@ -6,6 +6,8 @@
 #include <cmath>
 #include <fstream>
 #include <optional>
+#include <sstream>
+#include <string>
 #include <string_view>
 #include <type_traits>
 #include <utility>
@@ -26,8 +28,13 @@ namespace {
 
 /// The numbers of a text, in which '#' begins comments, at most so many.
 std::vector<double> readNumbers(const std::string& filename, std::size_t most) {
-    constexpr std::size_t SHOWN = 40;
-    std::ifstream in(filename, std::ios_base::binary);
+    constexpr std::size_t SHOWN = 40, MOST_BYTES = 65536;
+    std::string bytes(MOST_BYTES + 1, '\0');
+    std::ifstream file(filename, std::ios_base::binary);
+    file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(file.gcount()));
+    if (bytes.size() > MOST_BYTES) refuseMatrix(filename, "has more than " + std::to_string(MOST_BYTES) + " bytes");
+    std::istringstream in(bytes);
     std::vector<double> vNumber;
     std::string line;
     for (int lineNumber = 1; std::getline(in, line); ++lineNumber) {

@@ -2,6 +2,7 @@
 #include "PostProcessing.h"
 
 #include <limits>
+#include <optional>
 #include <sstream>
 
 using namespace TARN_KEL;
@@ -165,13 +166,17 @@ void changeMesh(const MeshChange& change, const std::function<void(const MeshPtr
     CarriedColumns columns;
     const MeshPtr pMesh = program.readMesh(in, true, change.bAttributes ? &columns : nullptr);
     columns.keepFor(out, program);
-    OlderVertices older(pMesh);
+    std::optional<OlderVertices> older;
+    if (!columns.attributes.empty()) older.emplace(pMesh);
     if (!change.bRaw) makeMeshManifold(pMesh, change.bNoCrossings, program);
-    older.follow(pMesh);
+    if (older) older->follow(pMesh);
     work(pMesh);
-    const bool bElse = columns.attributes.empty() && pElse != nullptr;
-    program.writeMesh(out, pMesh, false,
-                      bElse ? pElse->onto(pMesh, 0.0, program) : older.carry(columns, pMesh, change.bMerges, program));
+    PointAttributes ofVertices;
+    if (older)
+        ofVertices = older->carry(columns, pMesh, change.bMerges, program);
+    else if (pElse != nullptr)
+        ofVertices = pElse->onto(pMesh, 0.0, program);
+    program.writeMesh(out, pMesh, false, ofVertices);
 }
 
 void addSwitch(CLI::App& command, const std::string& name, bool& bStep, const std::string& text) {

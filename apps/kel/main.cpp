@@ -33,7 +33,7 @@ std::string versionText() {
 }
 
 /// Opens what the caller closed of standard input, output and error: a file that takes one of these numbers would be read
-/// or written in place of it. Reading and writing them still fails.
+/// or written in place of it. Reading the first and writing the second still fail; what goes to the third is lost.
 void fillStandardStreams() {
     for (const auto& [stream, mode] :
          {std::pair(STDIN_FILENO, O_WRONLY), {STDOUT_FILENO, O_RDONLY}, {STDERR_FILENO, O_RDWR}})

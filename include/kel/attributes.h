@@ -158,7 +158,8 @@ PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPo
                                    double length = 0.0);
 
 /// The same for points whose surface has known normals, such as the vertices of an older mesh: those whose normal is opposed
-/// to that of the nearest vertex belong to none. So nothing gets through a thin wall to its other side.
+/// to that of the nearest vertex belong to none. So nothing gets through a thin wall, except to
+/// vertices to which no point belongs.
 ///
 /// @param vNormals  a vector for each of the points, of any length; 0 where none is known
 /// @throws KelBugException also when there isn't a normal for each of the points

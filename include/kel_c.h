@@ -66,6 +66,8 @@ kel_status kel_set_num_threads(int num_threads);
  */
 
 /// Hears the progress of a run some 30 to 200 times, on the thread of the run; of crossings and of columns only the end.
+/// While workers are busy it hears the same fraction again, twenty times a second, and a worker may send a message
+/// meanwhile.
 ///
 /// name is the kind of run, such as "Reconstruct"; fraction goes from 0.0 to 1.0; data is what was given with the function.
 /// Any return value but 0 ends the run, which returns KEL_STOPPED. From here meshes can't be looked at or changed, and no

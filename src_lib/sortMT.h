@@ -92,12 +92,18 @@ struct ForEachTask {
 constexpr std::size_t MAX_CHUNK = std::size_t{1} << 17;
 
 /// Cuts 0 .. n-1 into chunks of n / (2 numThreads) positions, 1 to MAX_CHUNK, and runs the task makeTask(begin, end) for
-/// each. A single task, with one thread or one position, runs on the calling thread.
+/// each. A single task runs on the calling thread, and so do all with one thread, which looks up between them.
 template <typename MakeTask>
 void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
     if (n == 0) return;
-    const std::size_t numChunks = numThreads <= 1 ? 1 : 2 * static_cast<std::size_t>(numThreads);
-    const std::size_t chunk = numChunks == 1 ? n : std::clamp<std::size_t>(n / numChunks, 1, MAX_CHUNK);
+    if (numThreads <= 1) {
+        for (std::size_t begin = 0; begin < n; begin += MAX_CHUNK) {
+            if (begin > 0) lookUp();
+            makeTask(begin, std::min(begin + MAX_CHUNK, n))(0);
+        }
+        return;
+    }
+    const std::size_t chunk = std::clamp<std::size_t>(n / (2 * static_cast<std::size_t>(numThreads)), 1, MAX_CHUNK);
     std::vector<decltype(makeTask(n, n))> vTask;
     vTask.reserve(n / chunk + 1);
     for (std::size_t begin = 0; begin < n; begin += chunk)

@@ -153,6 +153,23 @@ TEST_F(AsciiPoints, AreFoundInTheirOrderWhereverABlockEnds) {
     setNumThreads(0);
 }
 
+TEST(BlockReader, CutsLinesWhereverABlockEnds) {
+    for (const auto& [lineEnd, end] : {std::pair(LineEnd::LINE_FEED, "\n"), {LineEnd::ANY, "\r\n"}, {LineEnd::ANY, "\r"}}) {
+        std::vector<std::string> vLine;
+        std::string text;
+        for (std::size_t length = 0; text.size() < 1500000; length = (length * 7 + 3) % 9001) {
+            vLine.push_back(std::string(length, static_cast<char>('a' + length % 26)));
+            text += vLine.back() + end;
+        }
+        std::istringstream in(text);
+        BlockReader reader(in);
+        std::size_t i = 0;
+        for (std::string_view line; reader.nextLine(line, lineEnd); ++i)
+            ASSERT_TRUE(i < vLine.size() && line == vLine[i]) << i;
+        EXPECT_EQ(i, vLine.size());
+    }
+}
+
 TEST_F(BinPoints, ReturnTheSameBitsAndReadTwoCoordinates) {
     std::mt19937_64 random(5);
     Points vPoints, vRead;

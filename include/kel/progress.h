@@ -10,7 +10,8 @@ class ProgressBase {
 public:
     virtual ~ProgressBase() = default;
 
-    /// Called some 30 to 200 times in a run, on the thread of the run.
+    /// Called some 30 to 200 times in a run, on the thread of the run; runs with options call it again with the same
+    /// fraction, twenty times a second, while their workers are busy, and a worker may send a message meanwhile.
     ///
     /// Return quickly and don't call the library from here. To cancel the run, throw: the exception ends the run, frees its
     /// memory and reaches the caller of the run.

@@ -111,8 +111,8 @@ def reconstruct(
     nan_policy : {"omit", "raise"}
         Points with a coordinate that isn't finite are left out with a warning, or are a ValueError.
     progress : callable or True, optional
-        Called some 30 to 200 times with the name of the run and a fraction from 0.0 to 1.0. An exception in it ends the run and
-        comes out of this function. It can't call the library. True shows a bar on standard error, by tqdm where that is
+        Called with the name of the run and a fraction from 0.0 to 1.0, some 30 to 200 times, and again with the same fraction
+        while workers are busy. An exception in it ends the run and comes out of this function. It can't call the library. True shows a bar on standard error, by tqdm where that is
         installed.
 
     Returns

@@ -32,7 +32,8 @@ public:
         if (pNext != nullptr) pNext->update(name, fraction);
     }
     void beat() override {
-        if (!lastName.empty()) update(lastName, lastFraction);
+        const std::string name = lastName;  // a report would change it
+        if (!name.empty()) update(name, lastFraction);
         check();
     }
 

@@ -2,6 +2,7 @@
 // linked by shares of the vertices, so that workers can do it side by side.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <cstdint>
 #include <vector>
@@ -53,10 +54,11 @@ template <typename PairOf>
 void enterEdges_MT(const TriangleEdges& edges, EdgeIndex& index, const PairOf& pairOf) {
     const std::vector<std::uint32_t>& vInOrder = edges.vInOrder;
     const auto lowerEnd = [&](std::size_t i) { return edges.vEdge[vInOrder[i]].low; };
-    const auto atNextVertex = [&](std::size_t i) {
-        while (0 < i && i < vInOrder.size() && lowerEnd(i) == lowerEnd(i - 1))
-            ++i;
-        return i;
+    const auto isBefore = [&edges](std::uint32_t low, std::uint32_t edge) { return low < edges.vEdge[edge].low; };
+    const auto atNextVertex = [&](std::size_t i) {  // a hub may have most edges
+        if (i == 0 || i >= vInOrder.size()) return i;
+        const auto it = vInOrder.begin() + static_cast<std::ptrdiff_t>(i);
+        return static_cast<std::size_t>(std::upper_bound(it, vInOrder.end(), lowerEnd(i - 1), isBefore) - vInOrder.begin());
     };
     std::vector<char> vLeft(vInOrder.size(), 0);
     const auto enterChunk = [&](std::size_t begin, std::size_t end) {

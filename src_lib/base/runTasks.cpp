@@ -6,6 +6,7 @@
 #include <chrono>
 #include <mutex>
 #include <thread>
+#include <utility>
 
 #include "kel.h"
 #include "lookUp.h"
@@ -15,9 +16,12 @@ namespace TARN_KEL {
 namespace {
 
 constexpr int MOST_THREADS = 1024;
-constexpr std::chrono::milliseconds PERIOD(50);  // of a heartbeat
+std::atomic<int> numWanted{0};     // 0: as many as there are processors
+std::atomic<int> heartbeatMs{50};  // milliseconds
 
-std::atomic<int> numWanted{0};  // 0: as many as there are processors
+std::chrono::milliseconds period() {
+    return std::chrono::milliseconds(heartbeatMs);
+}
 
 int numOfMachine() {
     static const int num = static_cast<int>(std::thread::hardware_concurrency());
@@ -39,17 +43,24 @@ Heartbeat*& currentHeartbeat() {
 void lookUp() {
     using Clock = std::chrono::steady_clock;
     thread_local Clock::time_point lastBeat;
-    Heartbeat* const pHeartbeat = currentHeartbeat();
-    if (pHeartbeat == nullptr || Clock::now() - lastBeat < PERIOD) return;
+    struct Silence {  // no beat within a beat
+        Heartbeat* const pHeartbeat = std::exchange(currentHeartbeat(), nullptr);
+        ~Silence() { currentHeartbeat() = pHeartbeat; }
+    } silence;
+    if (silence.pHeartbeat == nullptr || Clock::now() - lastBeat < period()) return;
     lastBeat = Clock::now();
-    pHeartbeat->beat();
+    silence.pHeartbeat->beat();
+}
+
+void setHeartbeatPeriod(int milliseconds) {
+    heartbeatMs = milliseconds;
 }
 
 void waitForTask(const std::future<void>& future) {
     if (currentHeartbeat() == nullptr) return future.wait();
     do
         lookUp();
-    while (future.wait_for(PERIOD) != std::future_status::ready);
+    while (future.wait_for(period()) != std::future_status::ready);
 }
 
 void setNumThreads(int numThreads) {

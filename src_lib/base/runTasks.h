@@ -4,6 +4,7 @@
 #include <future>
 #include <vector>
 
+#include "lookUp.h"
 #include "messages.h"
 #include "thread_pool.h"
 
@@ -36,8 +37,10 @@ public:
     explicit RunningTasks(std::vector<Task>& vTask) {
         auto& pool = ctpl::thread_pool::getLowLevelPool();
         if (pool.size() == 0) {
-            for (Task& task : vTask)
+            for (Task& task : vTask) {
+                lookUp();
                 task(0);
+            }
             return;
         }
         futures.reserve(vTask.size());

@@ -7,6 +7,7 @@
 #include <array>
 #include <new>
 #include <utility>
+#include <vector>
 
 #include "CMesh.h"
 #include "bulkMesh.h"
@@ -14,6 +15,16 @@
 #include "tools.h"
 
 namespace TARN_KEL {
+
+namespace {
+
+/// An assignment of {} would keep it.
+template <typename T>
+void freeMemory(std::vector<T>& v) {
+    std::vector<T>().swap(v);
+}
+
+}  // namespace
 
 class CMesh::Bulk {
 public:
@@ -30,15 +41,15 @@ public:
         makeVertices();
         makeEdges();
         enterEdges_MT(edges, mesh.edgeIndex, [this](std::uint32_t edge) { return pairOf(edge); });
-        edges.vEdge = {};  // what isn't needed any more goes at once: memory is scarce here
-        edges.vInOrder = {};
+        freeMemory(edges.vEdge);  // what isn't needed any more goes at once: memory is scarce here
+        freeMemory(edges.vInOrder);
         makeTriangles();
-        triangles.vKey = {};
+        freeMemory(triangles.vKey);
         linkTriangles_MT(
             vCell.size(), triangles.vCorner, edges,
             LinkAccess{mesh}, [this](std::uint32_t edge) -> auto& { return mesh.poolCE->at(edge)->vCT; },
             [this](std::size_t t) { return mesh.vAllCT[t]; });
-        edges.vOfTriangle = {};
+        freeMemory(edges.vOfTriangle);
         giveMemoryBack();
     }
 
@@ -118,6 +129,8 @@ private:
 
 void CMesh::fill(const VCCD& vCell, NewTriangles triangles) {
     ASSEX(vAllCT.empty() && poolVertex->size()==0);
+    ASSEX(vCell.size()<=Incidence::VERTEX);  // these two before numbers of 32 bits are made
+    ASSEX(triangles.vCorner.size()<=2*MAX_TRIANGLES);
     Bulk(*this, vCell, triangles).run();
 }
 

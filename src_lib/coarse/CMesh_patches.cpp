@@ -92,15 +92,16 @@ private:
 
 /// Adds them, in that order, to an empty patch, and marks them visited.
 void addMembers(const TARN_TOOLS::SimplePool<CTriangle>& pool, const std::vector<std::uint32_t>& vMember, CPatch& patch) {
-    patch.vMemberCT.resize(vMember.size());
-    const auto add = [&](std::size_t begin, std::size_t end) {
+    patch.vMemberCT.reserve(vMember.size());
+    for (const std::uint32_t member : vMember)  // all of them before a wait that may throw, as the patch looks at each then
+        patch.vMemberCT.push_back(pool.at(member));
+    const auto claim = [&patch](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
-            CTriangle* pCT = patch.vMemberCT[i] = pool.at(vMember[i]);
-            pCT->setPatch(&patch);
-            pCT->bVisited = true;
+            patch.vMemberCT[i]->setPatch(&patch);
+            patch.vMemberCT[i]->bVisited = true;
         }
     };
-    forChunks_MT(vMember.size(), add, MIN_PARALLEL);
+    forChunks_MT(vMember.size(), claim, MIN_PARALLEL);
 }
 
 /// Enters pairs into a map; of equal corners the last pair stays.

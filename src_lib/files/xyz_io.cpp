@@ -12,6 +12,7 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <new>
 #include <optional>
 #include <stdexcept>
 #include <string>
@@ -162,11 +163,15 @@ struct LinesRead {
     }
 };
 
-/// Makes room for the points of the whole file as if they were like these.
+/// Makes room for the points of the whole file as if they were like these, if there is so much.
 void reserveFor(std::uint64_t fileBytes, const LinesRead& read, std::vector<Point3>& vPoints) {
     const double perByte = static_cast<double>(read.vPoint.size()) / static_cast<double>(read.numBytes);
-    const auto numExpected = static_cast<std::size_t>(1.01 * perByte * static_cast<double>(fileBytes));
-    if (vPoints.capacity() < numExpected) vPoints.reserve(numExpected);
+    const double numExpected = static_cast<double>(vPoints.size()) + 1.01 * perByte * static_cast<double>(fileBytes);
+    if (!(numExpected < static_cast<double>(vPoints.max_size()))) return;
+    try {
+        vPoints.reserve(static_cast<std::size_t>(numExpected));
+    } catch (const std::bad_alloc&) {  // the first lines may be shorter than the others
+    }
 }
 
 /// Skips a mark of UTF-8, and refuses UTF-16.
@@ -194,18 +199,19 @@ bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>
         read.numBytes = lines.size();
         parse(lines, read);
     };
+    bool bReserved = false;
     const auto append = [&](const LinesRead& read) {
         take(read);
-        if (file.size() && vPoints.capacity() - vPoints.size() < read.vPoint.size()) reserveFor(*file.size(), read, vPoints);
+        if (!std::exchange(bReserved, true) && file.size()) reserveFor(*file.size(), read, vPoints);
         vPoints.insert(vPoints.end(), read.vPoint.begin(), read.vPoint.end());
     };
     LineBlocks blocks(file.stream(), lineEnd);
     try {
         if (lineEnd == LineEnd::ANY) skipMark(blocks);
-        return parseLines_MT<LinesRead>(blocks, parseCounted, append) || refuseFile(unreadable);
     } catch (const std::runtime_error& refusal) {
         return refuseFile(refusal.what());
     }
+    return parseLines_MT<LinesRead>(blocks, parseCounted, append) || refuseFile(unreadable);
 }
 
 }  // namespace

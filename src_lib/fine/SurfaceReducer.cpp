@@ -118,8 +118,9 @@ void SurfaceReducer::markLines() {
     forChunks_MT(vLine.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto c = static_cast<Index>(i);
-            vLine[i] = isBorder(c) ||
-                       (bFolds && unitCosine(vPlane[c / 3].normal, vPlane[surface.vOpposite[c] / 3].normal) < minCosine);
+            const bool bLine = isBorder(c) || (bFolds && unitCosine(vPlane[c / 3].normal,
+                                                                    vPlane[surface.vOpposite[c] / 3].normal) < minCosine);
+            vLine[i] = bLine ? 1 : 0;
         }
     });
 }

@@ -95,7 +95,9 @@ bool findMatch(const std::vector<CPatch*>& vCluster, PatchBits& bits0, PatchBits
     std::vector<char> vClosed(all + 1);
     for (PatchBits group = 1; group <= all; ++group)
         vClosed[group] = std::none_of(vHolders.begin(), vHolders.end(),
-                                      [group](PatchBits holders) { return __builtin_popcount(holders & group) % 2 != 0; });
+                                      [group](PatchBits holders) { return __builtin_popcount(holders & group) % 2 != 0; })
+                             ? 1
+                             : 0;
     for (bits0 = 1; bits0 <= all; ++bits0) {
         const PatchBits rest = all & ~bits0;
         // The subtraction runs through the groups of the rest in ascending order, and from the last one to the empty group.

@@ -11,6 +11,7 @@
 #include <fstream>
 #include <iostream>
 #include <iterator>
+#include <memory>
 #include <random>
 #include <string>
 #include <vector>
@@ -160,6 +161,30 @@ bool writeScan(const std::string& name, std::vector<Point3>& v) {
     return static_cast<bool>(out.flush());
 }
 
+/// Text with an intensity and a colour behind each place, in the format of the extension. head: what is before the points.
+void readText(benchmark::State& state, const std::string& extension, const std::string& head, char separator) {
+    const std::string file = pathOf("points") + extension;
+    {
+        std::ofstream out(file);
+        out << head;
+        std::size_t i = 0;
+        for (const Point3& p : randomPoints(state.range(0))) {
+            for (const double value : {p.x(), p.y(), p.z(), static_cast<double>(++i % 4096), static_cast<double>(i % 256)})
+                out << value << separator;
+            out << i % 255 << separator << i % 254 << '\n';
+        }
+    }
+    std::vector<Point3> vPoints;
+    run(state, file, [&] {
+        vPoints.clear();
+        return READ_ALL(file.c_str(), vPoints);
+    });
+}
+void readScan(benchmark::State& state) {
+    readText(state, ".ptx",
+             std::to_string(state.range(0)) + "\n1\n0 0 0\n1 0 0\n0 1 0\n0 0 1\n1 0 0 0\n0 1 0 0\n0 0 1 0\n0 0 0 1\n", ' ');
+}
+
 constexpr auto MESH_PLY = [](TARN_KEL::RMesh* p, const std::string& file) { return PLY::writePly(p, file, false); };
 constexpr auto MESH_PLY_TEXT = [](TARN_KEL::RMesh* p, const std::string& file) { return PLY::writePly(p, file, true); };
 constexpr auto MESH_STL_TEXT = [](TARN_KEL::RMesh* p, const std::string& file) { return TARN_KEL::writeSTL(p, file); };
@@ -192,6 +217,29 @@ void readMesh(benchmark::State& state, Write&& write, Read&& read) {
     });
 }
 
+constexpr auto MESH_OBJ = [](const TARN_KEL::MeshPtr& pMesh, const std::string& file) {
+    return TARN_KEL::toObj(pMesh, file, TARN_KEL::Precision::FLOAT);
+};
+constexpr auto MESH_OFF = [](const TARN_KEL::MeshPtr& pMesh, const std::string& file) {
+    return TARN_KEL::toOff(pMesh, file, TARN_KEL::Precision::FLOAT);
+};
+/// A mesh in the format of the extension.
+template <typename Write>
+void readNumberedMesh(benchmark::State& state, const std::string& extension, Write&& write) {
+    auto pRMesh = std::make_unique<TARN_KEL::RMesh>(0.1);
+    fillSheet(*pRMesh, state.range(0));
+    const std::string file = pathOf("mesh") + extension;
+    {
+        const Quiet quiet;
+        write(std::make_shared<TARN_KEL::Mesh>(pRMesh.release()), file);
+    }
+    std::vector<Point3> vCorners;
+    run(state, file, [&] {
+        vCorners.clear();
+        return TARN_KEL::readTriangles_auto(file, vCorners);
+    });
+}
+
 }  // namespace
 
 #define KEL_SIZES Arg(20000)->Arg(200000)->Arg(2000000)->Unit(benchmark::kMillisecond)
@@ -209,6 +257,11 @@ BENCHMARK_CAPTURE(readPoints, las, WRITE_LAS, READ_LAS)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, las_attributes, WRITE_LAS, READ_ALL)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, pcd, WRITE_PCD, TARN_KEL::readPoints_PCD)->KEL_SIZES;
 BENCHMARK_CAPTURE(readPoints, pcd_attributes, WRITE_PCD, READ_ALL)->KEL_SIZES;
+BENCHMARK_CAPTURE(readText, pts, ".pts", "", ' ')->KEL_SIZES;
+BENCHMARK_CAPTURE(readText, csv, ".csv", "x,y,z,intensity,red,green,blue\n", ',')->KEL_SIZES;
+BENCHMARK(readScan)->KEL_SIZES;
+BENCHMARK_CAPTURE(readNumberedMesh, obj, ".obj", MESH_OBJ)->KEL_SIZES;
+BENCHMARK_CAPTURE(readNumberedMesh, off, ".off", MESH_OFF)->KEL_SIZES;
 BENCHMARK_CAPTURE(writeMesh, ply, MESH_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(readMesh, ply, MESH_PLY, READ_SOUP)->KEL_SIZES;
 BENCHMARK_CAPTURE(writeMesh, ply_text, MESH_PLY_TEXT)->KEL_SIZES;

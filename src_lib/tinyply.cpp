@@ -675,10 +675,11 @@ std::size_t PlyFileImpl::findOrMakeElement(const std::string& elementKey, std::s
     return iElement;
 }
 
-// NOLINTNEXTLINE(readability-non-const-parameter): the signature is given
+// NOLINTBEGIN(readability-non-const-parameter): the signature is given
 void PlyFile::add_properties_to_element(const std::string& elementKey, const std::vector<std::string>& propertyKeys,
                                         Type type, std::size_t count, std::uint8_t* data, Type listType,
                                         std::uint32_t listCount) {
+    // NOLINTEND(readability-non-const-parameter)
     const bool isList = listType != Type::INVALID;
     const std::size_t valuesPerKey = isList ? listCount : 1;
     const std::size_t width = widthOf(type);

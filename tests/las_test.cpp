@@ -182,7 +182,9 @@ TEST_F(Las, DontTrustTheHeader) {
 
 // Either there are as many points as the file holds and its header says, or none.
 TEST_F(Las, LyingCountsGiveWhatIsThereOrNothing) {
-    std::vector<std::uint64_t> vLies{0, 1, 2, 3, 4, 60, 61, 375, 376, 65535, 0xffffffff, ~std::uint64_t{0}};
+    std::vector<std::uint64_t> vLies{
+        0,   1,   2,   3,     4,     5,     59,         60,         61,         227,
+        374, 375, 376, 32767, 32768, 65535, 0x7fffffff, 0x80000000, 0xffffffff, ~std::uint64_t{0}};
     vLies.push_back(307445734561825861);  // times 60 bytes is 44, modulo 2^64
     for (const auto& [pos, numBytes] :
          std::vector<std::pair<std::size_t, int>>{{94, 2}, {96, 4}, {105, 2}, {107, 4}, {247, 8}})

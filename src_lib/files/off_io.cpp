@@ -121,7 +121,7 @@ std::vector<std::string_view> namesOfWords(const OffVertexParts& parts, std::siz
     std::vector<std::string_view> vName;
     if (parts.bNormal) vName.insert(vName.end(), {"nx", "ny", "nz"});
     if (numChannels == CHANNELS || numChannels == CHANNELS + 1) vName.insert(vName.end(), {"red", "green", "blue"});
-    if (numChannels == CHANNELS + 1) vName.push_back("alpha");
+    if (numChannels == CHANNELS + 1) vName.emplace_back("alpha");
     return vName;
 }
 

@@ -40,7 +40,7 @@ void nextOrRefuse(NumberedLines& lines, std::string_view& line, const std::strin
 std::vector<std::string_view> namesOfWords(std::size_t numWords, bool bMayBeNormals) {
     const bool bNormals = numWords == 7 && bMayBeNormals;
     std::vector<std::string_view> vName;
-    if (numWords == 1 || numWords == 4 || bNormals) vName.push_back("intensity");
+    if (numWords == 1 || numWords == 4 || bNormals) vName.emplace_back("intensity");
     if (numWords == 3 || numWords == 4 || bNormals) vName.insert(vName.end(), {"red", "green", "blue"});
     if (bNormals) vName.insert(vName.end(), {"nx", "ny", "nz"});
     return vName;

@@ -158,10 +158,15 @@ PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPo
                                    double length = 0.0);
 
 /// The same for points whose surface has known normals, such as the vertices of an older mesh: those whose normal is opposed
-/// to that of the nearest vertex belong to none. So nothing gets through a thin wall, except to
-/// vertices to which no point belongs.
+/// to that of the nearest vertex belong to none. So nothing gets through a thin wall, except to vertices to which no point
+/// belongs.
 ///
-/// @param vNormals  a vector for each of the points, of any length; 0 where none is known
+/// @param pMesh       as above
+/// @param vPoints     the points
+/// @param vNormals    a vector for each of the points, of any length; 0 where none is known
+/// @param attributes  as above
+/// @param length      as above
+/// @return as above
 /// @throws KelBugException also when there isn't a normal for each of the points
 PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPoints, const std::vector<Vector3>& vNormals,
                                    const PointAttributes& attributes, double length);
@@ -203,6 +208,9 @@ bool toObj(MeshPtr pMesh, const std::string& filename, Precision precision, bool
 /// Writes an OFF file with the colours of the vertices, as whole numbers from 0 to 255, and with their normals: COFF, NOFF
 /// or CNOFF. What isn't known is 0.
 ///
+/// @param pMesh       not changed
+/// @param filename    the name of the file, of any extension
+/// @param precision   as for toOff() without columns
 /// @param attributes  as above
 /// @return false, after a line on standard error that begins with "Can't write", when the file can't be written
 /// @throws KelBugException when pMesh is null, or there are columns of another length
@@ -212,6 +220,8 @@ bool toOff(MeshPtr pMesh, const std::string& filename, Precision precision, cons
 /// Writes one point per line with its colour, as whole numbers from 0 to 255, or else its normal behind the coordinates.
 /// What isn't known is 0.
 ///
+/// @param filename    the name of the file, of any extension
+/// @param vPoints     not changed
 /// @param digits      significant digits of the coordinates; 17 keep every double exactly
 /// @param attributes  a row for each point, or no column
 /// @return false, after a message, when the file can't be written

@@ -327,8 +327,13 @@ MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& v
 
 /// The same, and tells which vertex was made of which.
 ///
+/// @param vVertices  as above
+/// @param vIndices   as above
+/// @param sideLen    as above
+/// @param bJoin      as above
 /// @param[out] vRow  for each vertex of the mesh, in the order of Mesh::getVertexIndexData(), a position in vVertices; with
 ///                   bJoin the first one of those at its place that a triangle uses
+/// @return as above
 MeshPtr makeMesh(const std::vector<Point3>& vVertices, const std::vector<int>& vIndices, double sideLen, bool bJoin,
                  std::vector<std::size_t>& vRow);
 

@@ -1,8 +1,7 @@
 // Creates the triangles of dual cubes, in two passes.
 //
 // 1. The place of a cell in the cube gives its bit in the configuration, which selects the triangles. Cubes that share a
-// face
-//    may propose the same triangle, so each is created only if it is missing.
+//    face may propose the same triangle, so each is created only if it is missing.
 //
 // 2. A cube with four cells on one face and no others is flat. It may be cut along either diagonal, and its two triangles
 //    wouldn't fit a neighbour that took the other one. Flat cubes are left until all others are done; then each takes the

@@ -8,4 +8,4 @@ cmake/install-packages.sh g++ cmake ninja-build ccache pkg-config python3 libgte
 
 cmake --preset dev
 cmake --build --preset dev
-exec ctest --preset dev
+exec ctest --preset dev -j "$(nproc)"

@@ -1,7 +1,7 @@
 #!/bin/sh
-# run.sh [SECONDS [NAME...]]: fuzzes readers of files and whole operations (all of them unless named), SECONDS each (60), two
-# at a time. Status 1 when one of them has a finding; its input is then in build/fuzz/findings. What is learnt stays in
-# build/fuzz/corpus, so a later run goes on from there; remove that folder to start anew. FUZZ_SEED is the random seed, 0 a new
+# run.sh [SECONDS [NAME...]]: fuzzes readers of files and whole operations (all of them unless named), SECONDS each (60), one
+# a processor. Status 1 when one of them has a finding; its input is then in build/asan/findings. What is learnt stays in
+# build/asan/corpus, so a later run goes on from there; remove that folder to start anew. FUZZ_SEED is the random seed, 0 a new
 # one in each run.
 set -eu
 cd "$(dirname "$0")/.."
@@ -10,10 +10,10 @@ seconds=${1:-60}
 [ $# -eq 0 ] || shift
 
 cmake/install-packages.sh clang libclang-rt-dev llvm cmake ninja-build ccache libtinygltf-dev nlohmann-json3-dev  # llvm: names in the stacks of a finding
-cmake --preset fuzz
-cmake --build --preset fuzz
+cmake --preset asan
+cmake --build --preset asan --target make_seeds fuzzers
 
-build=build/fuzz
+build=build/asan
 mkdir -p $build/findings $build/logs $build/corpus
 $build/fuzz/make_seeds $build/seeds
 memory=/dev/shm
@@ -39,4 +39,4 @@ fuzz_one='
     fi'
 # shellcheck disable=SC2046  # one word per fuzzer
 [ $# -gt 0 ] || set -- $(find $build/fuzz -maxdepth 1 -type l -name "fuzz_*" | sed "s/.*fuzz_//" | sort)
-printf '%s\n' "$@" | xargs -P 2 -I{} sh -c "$fuzz_one" sh {} || exit 1
+printf '%s\n' "$@" | xargs -P "$(nproc)" -I{} sh -c "$fuzz_one" sh {} || exit 1

@@ -47,14 +47,11 @@ constexpr int MAXLEVELS = 21;
 constexpr CCD CCD_X_BITS = 0x4924924924924924;
 constexpr CCD CCD_Y_BITS = 0x2492492492492492;
 constexpr CCD CCD_Z_BITS = 0x1249249249249249;
-constexpr CCD CCD_XY_BITS = 0x6db6db6db6db6db6;
 
 // The fields of a packed code and one step along each axis.
 constexpr RCD RCD_X_FIELD = 0x7ffffc0000000000;
 constexpr RCD RCD_Y_FIELD = 0x3ffffe00000;
 constexpr RCD RCD_Z_FIELD = 0x1fffff;
-constexpr RCD RCD_XY_FIELDS = 0x7fffffffffe00000;
-constexpr RCD RCD_ALL_FIELDS = 0x7fffffffffffffff;
 constexpr RCD RCD_STEP_X = 0x40000000000;
 constexpr RCD RCD_STEP_Y = 0x200000;
 constexpr RCD RCD_STEP_Z = 1;

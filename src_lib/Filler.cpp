@@ -24,6 +24,7 @@
 #include "flood.h"
 #include "freeFunctions.h"
 #include "lazyQueue.h"
+#include "singlePrecision.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -187,7 +188,7 @@ void Filler::determineAffiliation(int maxDist, std::vector<AffiPair>& vPairs) {
     }
     for (const AffiPair& pr : vNoted) {
         ASSEX(pr.first<pr.second);
-        const double excess = static_cast<double>(static_cast<float>(getLength(pr))) - DETOUR;
+        const double excess = inSinglePrecision(getLength(pr)) - DETOUR;
         if (excess < pr.first->dist && excess < pr.second->dist) vPairs.push_back(pr);
     }
 }

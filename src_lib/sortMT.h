@@ -137,18 +137,6 @@ void transform_MT(const std::vector<T>& vIn, std::vector<U>& vOut, Func&& func, 
     });
 }
 
-/// func(vIn[i], pointer to the first of N output elements); the output is sized first.
-template <typename T, typename U, typename Func>
-void transformN_MT(const std::vector<T>& vIn, std::vector<U>& vOut, int N, Func&& func) {
-    using Task = TransformTask_N<const T*, U*, std::remove_reference_t<Func>>;
-    static_assert(!std::is_same_v<U, bool>, "chunks would share words");
-    const auto stride = static_cast<std::size_t>(N);
-    vOut.resize(stride * vIn.size());
-    runChunks(vIn.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
-        return Task{vIn.data() + begin, vIn.data() + end, vOut.data() + stride * begin, N, func};
-    });
-}
-
 /// func(element) for each element of the vector.
 template <typename Vector, typename Func>
 void forEach_MT(Vector& v, Func&& func) {

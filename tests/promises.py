@@ -1,9 +1,9 @@
 #!/usr/bin/env python3
-"""promises.py [LINE...]: breaks the code on purpose and sees whether the tests notice.
+"""promises.py [--check | LINE...]: breaks the code on purpose and sees whether the tests notice.
 
 Each line of promises.txt is a plausible fault: a source file, a sed -E command that changes exactly one line of it, and the
-test program that must fail then. With numbers of lines of promises.txt only these are tried. Status 1 when a fault survives,
-no longer applies or doesn't compile.
+test program that must fail then. With numbers of lines of promises.txt only these are tried; --check, which takes seconds, says only
+whether each still changes one line. Status 1 when a fault survives, no longer applies or doesn't compile.
 
 The tests are built once, by the preset quick. A fault costs what it takes to compile the broken source, in a copy of the
 tree: its functions go into a small library that is loaded before the whole one, and so are called instead of those there.
@@ -114,18 +114,26 @@ def failing_test(program, library, name="*"):
     return "" if status == 0 else [*names, *begun[-1:], output.strip()][0]
 
 
+def break_source(folder, file, command):
+    """The source with the fault and '', or what is wrong with the promise."""
+    if not (folder / file).exists():
+        return "", "no such file"
+    status, after = run(["sed", "-E", command, file], folder)
+    if status != 0:
+        return "", "sed: " + after.strip()
+    old, new = (folder / file).read_text().splitlines(), after.splitlines()
+    if len(old) != len(new) or sum(a != b for a, b in zip(old, new)) != 1:
+        return "", "doesn't change exactly one line"
+    return after, ""
+
+
 def judge(job, file, command, test):
     """What became of one fault: the test that noticed it, and '', or what is wrong."""
     source = job / file
-    if not source.exists():
-        return "", "no such file"
+    after, fault = break_source(job, file, command)
+    if fault:
+        return "", fault
     before = source.read_text()
-    status, after = run(["sed", "-E", command, file], job)
-    if status != 0:
-        return "", "sed: " + after.strip()
-    old, new = before.splitlines(), after.splitlines()
-    if len(old) != len(new) or sum(a != b for a, b in zip(old, new)) != 1:
-        return "", "doesn't change exactly one line"
     source.write_text(after)
     program, library, errors = build(job, file, test)
     name = "" if errors else failing_test(program, library)
@@ -138,7 +146,22 @@ def judge(job, file, command, test):
     return name, "fails without the fault, too: " + name if failing_test(program, library, name) else ""
 
 
+def check():
+    """Status 1 when a promise no longer applies."""
+    stale = 0
+    for number, file, command, test in read_promises(set()):
+        fault = break_source(ROOT, file, command)[1]
+        if not fault and not (ROOT / "tests" / f"{test}.cpp").exists():
+            fault = "no such test"
+        if fault:
+            print(f"{number:4} {fault}:", " | ".join((file, command, test)))
+            stale = 1
+    return stale
+
+
 def main():
+    if sys.argv[1:] == ["--check"]:
+        sys.exit(check())
     promises = list(read_promises({int(number) for number in sys.argv[1:]}))
     prepare(sorted({test for *_, test in promises}))
     jobs = queue.Queue()

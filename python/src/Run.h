@@ -41,8 +41,6 @@ public:
     /// Waits for call() and throws what belongs to the kel_status that it returns, or what the progress function or the
     /// handler of a signal threw. call: owns all that it uses, since a run that was told to stop may outlast this object.
     void operator()(std::function<kel_status()> call);
-    /// Whether the run hasn't ended yet.
-    bool isAbandoned() const { return bAbandoned; }
 
 private:
     struct Flight;

@@ -13,9 +13,9 @@
 #include <cstddef>
 #include <iterator>
 
-#include "NeighbourWalk.h"
 #include "PlaneFit.h"
 #include "Progress.h"
+#include "Surroundings.h"
 #include "heardChunks.h"
 
 namespace TARN_KEL {
@@ -60,27 +60,12 @@ struct SheetPlane {
     double spread;
 };
 
-/// Places at most this far away, of the cells around a node.
+/// The offsets of the others from a node.
 template <int RADIUS>
-class Surroundings {
-public:
-    explicit Surroundings(const SampleNodes& nodes_) : nodes(nodes_), walk(nodes_.vCell) {}
-
-    /// The offsets of others from the node. No node may come before the one of the call before.
-    std::vector<Vector3>& of(NodeId node) {
-        vAround.clear();
-        walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
-            const Vector3 offset = nodes.vPlace[i] - nodes.vPlace[node];
-            if (i != node && offset.sqLength() < RADIUS * RADIUS) vAround.push_back(offset);
-        });
-        return vAround;
-    }
-
-private:
-    const SampleNodes& nodes;
-    NeighbourWalk<RCD, RADIUS> walk;
-    std::vector<Vector3> vAround;
-};
+void gather(Surroundings<RADIUS>& around, NodeId node, std::vector<Vector3>& vOffset) {
+    vOffset.clear();
+    around.forEach(node, [&](const Vector3& offset, NodeId) { vOffset.push_back(offset); });
+}
 
 bool isDoubtful(const std::vector<Vector3>& vAround) {
     if (vAround.size() < MIN_SHEET) return true;
@@ -149,9 +134,12 @@ std::vector<NodeId> hoveringNodes(const SampleNodes& nodes) {
     forHeardChunks_MT(nodes.size(), ProgressStep("SC_hover", nodes.size()), [&](std::size_t begin, std::size_t end) {
         Surroundings<2> near(nodes);
         Surroundings<4> around(nodes);
+        std::vector<Vector3> vOffset;
         for (std::size_t i = begin; i < end; ++i) {
-            const auto node = static_cast<NodeId>(i);
-            vHovers[i] = isDoubtful(near.of(node)) && hoversOver(around.of(node)) ? 1 : 0;
+            gather(near, static_cast<NodeId>(i), vOffset);
+            if (!isDoubtful(vOffset)) continue;
+            gather(around, static_cast<NodeId>(i), vOffset);
+            vHovers[i] = hoversOver(vOffset) ? 1 : 0;
         }
     });
     return nodesWhere(vHovers);

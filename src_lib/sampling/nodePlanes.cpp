@@ -10,9 +10,9 @@
 #include <cmath>
 #include <numbers>
 
-#include "NeighbourWalk.h"
 #include "PlaneFit.h"
 #include "Progress.h"
+#include "Surroundings.h"
 #include "gapLimits.h"
 #include "heardChunks.h"
 #include "sortMT.h"
@@ -73,7 +73,7 @@ const FreeDirections::Directions FreeDirections::SINES = make(std::sin);
 /// What a node sees within two cells; holds what one look after another needs.
 class LookAround {
 public:
-    explicit LookAround(const SampleNodes& nodes_) : nodes(nodes_), walk(nodes_.vCell) {}
+    explicit LookAround(const SampleNodes& nodes) : around(nodes) {}
 
     /// No node may come before the one of the call before.
     void look(NodeId node) {
@@ -93,10 +93,7 @@ private:
 
     void collect(NodeId node) {
         vNear.clear();
-        walk.visitBlock(nodes.vCell[node], [&](int, std::size_t i) {
-            const Vector3 offset = nodes.vPlace[i] - nodes.vPlace[node];
-            if (i != node && offset.sqLength() < 4.0) vNear.push_back({offset, static_cast<NodeId>(i)});
-        });
+        around.forEach(node, [&](const Vector3& offset, NodeId other) { vNear.push_back({offset, other}); });
     }
     Vector3 normalOfSheet() const {
         if (vNear.size() < FIT_SIZES.front()) return {};
@@ -123,8 +120,7 @@ private:
         return widestRadius(vDisc) <= GAP_RADIUS;
     }
 
-    const SampleNodes& nodes;
-    NeighbourWalk<RCD, 2> walk;
+    Surroundings<2> around;
     VoronoiCell cell;
     std::vector<Near> vNear;
     std::vector<PlaneNeighbour> vNeighbour;

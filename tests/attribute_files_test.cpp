@@ -232,7 +232,7 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     EXPECT_EQ(difference(rewritten(all.vColumns), all), "") << "every type";
     const CoutCapture capture;
     all.vColumns.resize(343, columnOf<std::int8_t>("c", {1, 2, 3}));
-    EXPECT_EQ(rewritten(all.vColumns).vColumns.size(), 256U);
+    EXPECT_EQ(rewritten(all.vColumns).vColumns.size(), 249U) << "256 with the seven fields that nobody filled in";
     EXPECT_EQ(countIn(capture.text(), "left out 2 columns"), 1) << capture.text();
 }
 
@@ -293,7 +293,7 @@ TEST_F(AttributeFiles, ExtraBytesOfALasAreColumnsAsItsHeaderDescribesThem) {
     vLying.push_back({10, 0, "more"});
     const std::string lie = lasWith(vLying, one, two);
     EXPECT_EQ(read(lie).find("h"), nullptr);
-    EXPECT_EQ(countIn(said(lie), "a.las: its header describes 19 bytes behind each point, where 11 are\n"), 1) << said(lie);
+    EXPECT_EQ(countIn(said(lie), "a.las: its header describes 19 bytes behind each point, where 11 are"), 1) << said(lie);
     const std::string unknown = lasWith({{4, 0, "h"}, {31, 0, "?"}, {4, 0, "i"}}, one, two);
     EXPECT_EQ(shown(read(unknown), "h"), "int16 11822 11822");
     EXPECT_EQ(read(unknown).find("i"), nullptr) << "nobody knows where it begins";

@@ -80,10 +80,12 @@ std::vector<CornerColours> cornerColours(const PointAttributes& attributes, cons
     return vColours;
 }
 
-/// Each colour gets into the file once.
+/// Each colour gets into the file once. An object needs one for triangles without colours, of which there are none here.
 void setColours(std::vector<CornerColours>& vColours, NMR::PLib3MFBase* pObject) {
     if (vColours.empty()) return;
-    Owned handler;
+    Owned handler, defaultHandler;
+    require(NMR::lib3mf_object_createdefaultpropertyhandler(pObject, defaultHandler.receive()), "take a colour");
+    require(NMR::lib3mf_defaultpropertyhandler_setcolor(defaultHandler.get(), vColours.front().m_Colors), "take the colour");
     require(NMR::lib3mf_meshobject_createpropertyhandler(pObject, handler.receive()), "take colours");
     require(NMR::lib3mf_propertyhandler_setgradientcolorarray(handler.get(), vColours.data()), "take the colours");
 }

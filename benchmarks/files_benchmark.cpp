@@ -22,6 +22,10 @@
 #include "support/las.h"
 #include "support/pcd.h"
 #include "tinyply.h"
+#ifdef KEL_HAS_GLTF
+#include "GlbFile.h"
+#include "GltfFile.h"
+#endif
 
 using TARN_KEL::Point3;
 
@@ -223,9 +227,21 @@ constexpr auto MESH_OBJ = [](const TARN_KEL::MeshPtr& pMesh, const std::string& 
 constexpr auto MESH_OFF = [](const TARN_KEL::MeshPtr& pMesh, const std::string& file) {
     return TARN_KEL::toOff(pMesh, file, TARN_KEL::Precision::FLOAT);
 };
+constexpr auto READ_CORNERS = [](const std::string& file, std::vector<Point3>& vCorners) {
+    return TARN_KEL::readTriangles_auto(file, vCorners);
+};
+#ifdef KEL_HAS_GLTF
+constexpr auto MESH_GLB = [](const TARN_KEL::MeshPtr& pMesh, const std::string& file) {
+    return writeGlb(file, pMesh, {}, {});
+};
+constexpr auto READ_GLB = [](const std::string& file, std::vector<Point3>& vVertices) {
+    vVertices = readGltf(file).vVertices;
+    return !vVertices.empty();
+};
+#endif
 /// A mesh in the format of the extension.
-template <typename Write>
-void readNumberedMesh(benchmark::State& state, const std::string& extension, Write&& write) {
+template <typename Write, typename Read>
+void readNumberedMesh(benchmark::State& state, const std::string& extension, Write&& write, Read&& read) {
     auto pRMesh = std::make_unique<TARN_KEL::RMesh>(0.1);
     fillSheet(*pRMesh, state.range(0));
     const std::string file = pathOf("mesh") + extension;
@@ -236,7 +252,7 @@ void readNumberedMesh(benchmark::State& state, const std::string& extension, Wri
     std::vector<Point3> vCorners;
     run(state, file, [&] {
         vCorners.clear();
-        return TARN_KEL::readTriangles_auto(file, vCorners);
+        return read(file, vCorners);
     });
 }
 
@@ -260,8 +276,11 @@ BENCHMARK_CAPTURE(readPoints, pcd_attributes, WRITE_PCD, READ_ALL)->KEL_SIZES;
 BENCHMARK_CAPTURE(readText, pts, ".pts", "", ' ')->KEL_SIZES;
 BENCHMARK_CAPTURE(readText, csv, ".csv", "x,y,z,intensity,red,green,blue\n", ',')->KEL_SIZES;
 BENCHMARK(readScan)->KEL_SIZES;
-BENCHMARK_CAPTURE(readNumberedMesh, obj, ".obj", MESH_OBJ)->KEL_SIZES;
-BENCHMARK_CAPTURE(readNumberedMesh, off, ".off", MESH_OFF)->KEL_SIZES;
+BENCHMARK_CAPTURE(readNumberedMesh, obj, ".obj", MESH_OBJ, READ_CORNERS)->KEL_SIZES;
+BENCHMARK_CAPTURE(readNumberedMesh, off, ".off", MESH_OFF, READ_CORNERS)->KEL_SIZES;
+#ifdef KEL_HAS_GLTF
+BENCHMARK_CAPTURE(readNumberedMesh, glb, ".glb", MESH_GLB, READ_GLB)->KEL_SIZES;
+#endif
 BENCHMARK_CAPTURE(writeMesh, ply, MESH_PLY)->KEL_SIZES;
 BENCHMARK_CAPTURE(readMesh, ply, MESH_PLY, READ_SOUP)->KEL_SIZES;
 BENCHMARK_CAPTURE(writeMesh, ply_text, MESH_PLY_TEXT)->KEL_SIZES;

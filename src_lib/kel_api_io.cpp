@@ -37,6 +37,7 @@
 #include "off_io.h"
 #include "pcd_io.h"
 #include "ply_io.h"
+#include "pointChoice.h"
 #include "pointReading.h"
 #include "pts_io.h"
 #include "sortMT.h"
@@ -79,10 +80,13 @@ Point3 pointFromBytes(const char* p, std::size_t numBytes) {
 }
 
 /// Appends up to count points, each of width bytes. Returns the number of points read; the last one may be incomplete.
-std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_t count, std::vector<Point3>& vPoints) {
+/// pColumns: null, or what chooses among them.
+std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_t count, std::vector<Point3>& vPoints,
+                            AttributeColumns* pColumns) {
     std::uint64_t numRead = readRecords(reader, count, width, [&](const char* p, std::uint64_t numHere) {
         for (std::uint64_t i = 0; i < numHere; ++i, p += width)
             vPoints.push_back(pointFromBytes(p, width));
+        if (pColumns != nullptr) pColumns->settleMany(vPoints);
     });
     if (numRead < count && reader.size() > 0) {
         vPoints.push_back(pointFromBytes(reader.begin(), reader.size()));
@@ -92,17 +96,36 @@ std::uint64_t readBinPoints(BlockReader& reader, std::size_t width, std::uint64_
 }
 
 /// Reads a BIN file behind its type. Returns false when the count is absurd or reading fails.
-bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, std::vector<Point3>& vPoints) {
+bool readBinBody(const InputFile& file, BlockReader& reader, std::size_t width, std::vector<Point3>& vPoints,
+                 AttributeColumns* pColumns) {
     std::uint64_t count = 0;
     std::memcpy(&count, reader.begin() + sizeof(std::int32_t), sizeof count);
     reader.skip(BIN_HEADER);
     if (file.size() && isAbsurdCount(count, *file.size())) return false;
-    if (file.size()) vPoints.reserve(vPoints.size() + count);
-    const std::size_t numBefore = vPoints.size();
-    const std::uint64_t numRead = readBinPoints(reader, width, count, vPoints);
+    if (file.size() && (pColumns == nullptr || !pColumns->isChoosing())) vPoints.reserve(vPoints.size() + count);
+    const std::uint64_t numRead = readBinPoints(reader, width, count, vPoints, pColumns);
     if (reader.failed() || isAbsurdCount(count, BIN_HEADER + numRead * width)) return false;
-    vPoints.resize(numBefore + count);
+    vPoints.resize(vPoints.size() + (count - numRead));
     return true;
+}
+
+/// Does the work of readPoints_BIN(). pColumns: null, or what chooses among the points.
+bool readBin(const std::string& name, std::vector<Point3>& vPoints, AttributeColumns* pColumns) {
+    InputFile file(name);
+    if (!file.isOpen()) return fail(name + " can't be read");
+    BlockReader reader(file.stream());
+    std::int32_t type = 0;
+    const bool bHeader = reader.fill(BIN_HEADER);
+    std::memcpy(&type, reader.begin(), std::min(sizeof type, reader.size()));
+    if (type != BIN_TYPE_3D && type != BIN_TYPE_2D)
+        return fail(name + " has wrong filetype" + std::to_string(type) + ", expected: 30 or 20");
+    const std::size_t width = (type == BIN_TYPE_3D ? 3 : 2) * sizeof(double);
+    try {
+        if (bHeader && readBinBody(file, reader, width, vPoints, pColumns)) return true;
+    } catch (const std::bad_alloc&) {  // a count that memory can't hold is reported like an absurd one
+    } catch (const std::length_error&) {
+    }
+    return fail(name + " can't be read");
 }
 
 bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints) {
@@ -119,10 +142,10 @@ bool writeBinPoints(const std::string& name, const std::vector<Point3>& vPoints)
     return file.commit() || fail(name + " can't be written");
 }
 
-/// What a text of points has behind their coordinates: the colour as bytes, else the normal, else nothing.
+/// What a text of points has behind their coordinates, colours as bytes; may be nothing.
 std::vector<Vector3> numbersBehind(const PointAttributes& attributes) {
+    if (kindInText(attributes) == AttributeKind::NORMAL) return normalsOf(attributes);
     std::vector<Vector3> vColours = coloursOf(attributes);
-    if (vColours.empty()) return normalsOf(attributes);
     for (Vector3& colour : vColours)
         colour = asBytes(colour);
     return vColours;
@@ -143,7 +166,7 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
     case PointFormat::ASCII:
         return readXyzFile(filename, vPoints, pAttributes);
     case PointFormat::BIN:
-        return readPoints_BIN(filename.c_str(), vPoints);
+        return readBin(filename, vPoints, pAttributes);
     case PointFormat::PLY:
         return readPointsPly(filename, vPoints, pAttributes);
     case PointFormat::LAS:
@@ -175,18 +198,23 @@ bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, 
     return readPointsAs(format, filename, vPoints, pAttributes);
 }
 
-/// Reads points with what they carry, all of them or none. read: bool(AttributeColumns*), which appends points.
+/// Reads points with what they carry, all of them or none. read: bool(AttributeColumns*), which appends points. pChoose:
+/// null where all points are wanted.
 template <typename Read>
 bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes,
-                        const Read& read) {
+                        const Read& read, const ChoosePoints* pChoose = nullptr) {
     const std::size_t numBefore = vPoints.size();
     requireRows(attributes, numBefore);
     AttributeColumns columns;
+    if (pChoose != nullptr) columns.chooseBy(*pChoose, numBefore);
     if (!read(&columns)) {
         vPoints.resize(numBefore);
         return false;
     }
+    columns.settle(vPoints);
     columns.nameChannels();
+    for (const std::string& line : columns.notes())
+        warning("readPointFile", std::string(filename).append(": ").append(line));
     if (columns.numLeftOut() > 0)
         warning("readPointFile", filename + ": left out " + toString(columns.numLeftOut()) + " columns");
     if (columns.numBytesLeftOut() > 0)
@@ -379,6 +407,12 @@ bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, Po
     });
 }
 
+bool readChosenPoints(const std::string& filename, const ChoosePoints& choose, std::vector<Point3>& vPoints,
+                      PointAttributes& attributes) {
+    const auto read = [&](AttributeColumns* pAttributes) { return readPointsOrSay(filename, vPoints, pAttributes); };
+    return readWithAttributes(filename, vPoints, attributes, read, &choose);
+}
+
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
     const PointFormat format = formatByName(filename).points;
     if (format != PointFormat::ASCII && format != PointFormat::BIN && format != PointFormat::PLY)
@@ -434,22 +468,7 @@ Precision neededPrecision(const std::string& filename, const std::vector<Point3>
 }
 
 bool readPoints_BIN(const char* filename, std::vector<Point3>& vPoints) {
-    const std::string name = nameOf(filename);
-    InputFile file(name);
-    if (!file.isOpen()) return fail(name + " can't be read");
-    BlockReader reader(file.stream());
-    std::int32_t type = 0;
-    const bool bHeader = reader.fill(BIN_HEADER);
-    std::memcpy(&type, reader.begin(), std::min(sizeof type, reader.size()));
-    if (type != BIN_TYPE_3D && type != BIN_TYPE_2D)
-        return fail(name + " has wrong filetype" + std::to_string(type) + ", expected: 30 or 20");
-    const std::size_t width = (type == BIN_TYPE_3D ? 3 : 2) * sizeof(double);
-    try {
-        if (bHeader && readBinBody(file, reader, width, vPoints)) return true;
-    } catch (const std::bad_alloc&) {  // a count that memory can't hold is reported like an absurd one
-    } catch (const std::length_error&) {
-    }
-    return fail(name + " can't be read");
+    return readBin(nameOf(filename), vPoints, nullptr);
 }
 
 bool writePoints_BIN(const char* filename, std::vector<Point3>& vPoints) {

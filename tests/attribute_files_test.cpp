@@ -1,5 +1,6 @@
 // What points carry, in files: columns of every type, of several files, rows of points that are left out.
 #include "attributeColumns.h"
+#include "pointChoice.h"
 #include "support/attributes.h"
 #include "support/fine.h"
 #include "support/las.h"
@@ -199,16 +200,17 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     EXPECT_EQ(numbers(rewritten(colours(std::uint8_t{}, 255)), "red"), vRed);
     EXPECT_EQ(numbers(rewritten(colours(std::uint16_t{}, 65535)), "red"), vRed);
     EXPECT_EQ(numbers(rewritten(colours(double{}, 1)), "red"), vRed);
-    const CoutCapture capture;
-    EXPECT_TRUE(rewritten(colours(double{}, 1.5)).empty()) << "no colour";
-    EXPECT_EQ(countIn(capture.text(), "left out red, green, blue:"), 1) << capture.text();
+    EXPECT_EQ(numbers(rewritten(colours(double{}, 1.5)), "red"), Numbers({0, 1.5, 0.6 * 1.5})) << "no colour";
     const PointAttributes both =
         rewritten({columnOf<double>("intensity", {1, NOT_A_NUMBER, 65535}), columnOf<std::int32_t>("Label", {31, 0, 2})});
     EXPECT_EQ(numbers(both, "intensity"), Numbers({1, 0, 65535}));
     EXPECT_EQ(numbers(both, "classification"), Numbers({31, 0, 2}));
-    EXPECT_EQ(countIn(capture.text(), "left out"), 1);
-    EXPECT_TRUE(
-        rewritten({columnOf<double>("intensity", {0.5, 1, 1}), columnOf<int>("classification", {256, 1, 1})}).empty());
+    const std::vector<AttributeColumn> vBeyond{columnOf<double>("intensity", {0.5, 1, 1}),
+                                               columnOf<int>("classification", {256, 1, 1}),
+                                               columnOf<int>("user_data", {7, 8, 9})};
+    const PointAttributes beyond = rewritten(vBeyond);
+    EXPECT_EQ(shown(beyond, "user_data"), "uint8 7 8 9") << "in its field";
+    EXPECT_EQ(difference(without(beyond, {"user_data"}), PointAttributes{{vBeyond[0], vBeyond[1]}}), "") << "behind it";
     for (const bool bColour : {false, true}) {  // version 1.4
         std::vector<AttributeColumn> vColumns = bColour ? colours(std::uint8_t{}, 255) : std::vector<AttributeColumn>();
         vColumns.push_back(columnOf<int>("classification", {32, 255, 2}));
@@ -224,7 +226,152 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     vTimed.push_back(columnOf<double>("gps_time", {1e8 + 0.1, 0, -3}));
     EXPECT_EQ(numbers(rewritten(vTimed), "gps_time"), Numbers({1e8 + 0.1, 0, -3}));
     EXPECT_EQ(numbers(rewritten(vTimed), "red"), vRed);
-    EXPECT_EQ(countIn(capture.text(), "left out intensity, classification:"), 1) << capture.text();
+    PointAttributes all = oneOfEachType(3);
+    for (AttributeColumn& column : all.vColumns)
+        column.name.resize(column.name.size() > 8 ? 32 : column.name.size(), '_');
+    EXPECT_EQ(difference(rewritten(all.vColumns), all), "") << "every type";
+    const CoutCapture capture;
+    all.vColumns.resize(343, columnOf<std::int8_t>("c", {1, 2, 3}));
+    EXPECT_EQ(rewritten(all.vColumns).vColumns.size(), 249U) << "256 with the seven fields that nobody filled in";
+    EXPECT_EQ(countIn(capture.text(), "left out 2 columns"), 1) << capture.text();
+}
+
+TEST_F(AttributeFiles, ExtraBytesOfALasAreColumnsAsItsHeaderDescribesThem) {
+    const Points vPoints = somePoints(2);
+    struct Extra {
+        unsigned type, options;
+        std::string name;
+    };
+    // A file with a record of another kind, then one with the descriptions, and bytes behind each point; the first number of
+    // the second description has a scale, an offset, and a value for none.
+    const auto lasWith = [&](const std::vector<Extra>& vExtra, const std::string& first, const std::string& second) {
+        std::string records(54 + 5, '\x11'), content;
+        putNumber(records, 20, 5, 2);
+        for (const Extra& extra : vExtra) {
+            std::string description(192, '\xee');
+            putNumber(description, 2, extra.type, 1);
+            putNumber(description, 3, extra.options, 1);
+            description.replace(4, 32, extra.name + std::string(32 - extra.name.size(), '\0'));
+            for (std::size_t i = 0; i < 3; ++i) {
+                putNumber(description, 40 + 8 * i, static_cast<std::uint64_t>(-2), 8);
+                putNumber(description, 112 + 8 * i, std::bit_cast<std::uint64_t>(0.25), 8);
+                putNumber(description, 136 + 8 * i, std::bit_cast<std::uint64_t>(100.0), 8);
+            }
+            content += description;
+        }
+        std::string head(54, '\0');
+        head.replace(2, 9, "LASF_Spec");
+        putNumber(head, 18, 4, 2);
+        putNumber(head, 20, content.size(), 2);
+        records += head + content;
+        std::string bytes = lasFile(vPoints, {2, 0, first.size(), records.size()});
+        putNumber(bytes, 100, 2, 4);
+        bytes.replace(227, records.size(), records);
+        const std::size_t record = 227 + records.size(), length = 20 + first.size();
+        bytes.replace(record + 20, first.size(), first);
+        bytes.replace(record + length + 20, second.size(), second);
+        return folder.write("a.las", bytes);
+    };
+    const std::vector<Extra> vExtra{{0, 2, "any"}, {4, 25, "h"},  {1, 1, "intensity"},
+                                    {12, 0, "v"},  {4, 1, "gap"}, {3, 0, ""}};
+    const std::string one("..\4\0\7\1\xff\xfe\xff\1\0", 11), two("..\xfe\xff\xfe\2\3\5\0\2\0", 11);
+    const std::string path = lasWith(vExtra, one, two);
+    const PointAttributes made = read(path);
+    EXPECT_EQ(shown(made, "h"), "double 101 -999");
+    EXPECT_EQ(shown(made, "intensity_2"), "uint8 7 254") << "beside that of the format; no byte is -2";
+    EXPECT_EQ(shown(made, "v"), "int8 1 2");
+    EXPECT_EQ(shown(made, "v_1"), "int8 -1 3");
+    EXPECT_EQ(shown(made, "gap"), "int16 -999 5");
+    const auto said = [&](const std::string& file) {
+        Points vRead;
+        PointAttributes attributes;
+        return outputOf([&] { EXPECT_TRUE(readPointFile(file, vRead, attributes)); });
+    };
+    EXPECT_EQ(countIn(said(path), "left out 4 bytes of each point"), 1) << said(path);
+
+    std::vector<Extra> vLying = vExtra;
+    vLying.push_back({10, 0, "more"});
+    const std::string lie = lasWith(vLying, one, two);
+    EXPECT_EQ(read(lie).find("h"), nullptr);
+    EXPECT_EQ(countIn(said(lie), "a.las: its header describes 19 bytes behind each point, where 11 are"), 1) << said(lie);
+    const std::string unknown = lasWith({{4, 0, "h"}, {31, 0, "?"}, {4, 0, "i"}}, one, two);
+    EXPECT_EQ(shown(read(unknown), "h"), "int16 11822 11822");
+    EXPECT_EQ(read(unknown).find("i"), nullptr) << "nobody knows where it begins";
+    std::string cut = folder.read("a.las");
+    for (const std::uint64_t length : {0U, 1U, 191U, 193U, 65535U}) {  // of the second record
+        putNumber(cut, 227 + 59 + 20, length, 2);
+        EXPECT_EQ(read(folder.write("a.las", cut)).find("h") != nullptr, length == 193) << length;
+    }
+    putNumber(cut, 227 + 20, 65535, 2);
+    EXPECT_EQ(read(folder.write("a.las", cut)).find("h"), nullptr) << "records that lead beyond the points";
+}
+
+// Rows that are left out must count for the types: those that stay have colours of no more than 1 here.
+TEST_F(AttributeFiles, PointsChosenWhileTheyAreReadAreThoseChosenAfterwards) {
+    const std::size_t num = 60000;
+    const auto isKept = [](std::size_t i) { return i % 7 == 3 && (i < 1000 || i > 50000); };
+    const auto colourOf = [&](std::size_t i) { return isKept(i) ? i % 2 : i % 256; };
+    Points vPoints = randomPoints(num, 60, 0.125);
+    std::ostringstream rows, words;
+    std::string las = lasFile(vPoints, {4, 2, 3});
+    for (std::size_t i = 0; i < num; ++i) {
+        const Point3& p = vPoints[i];
+        const std::size_t c = colourOf(i);
+        words << p.x() << ' ' << p.y() << ' ' << p.z() << ' ' << c << " 0 1\n";
+        rows << p.x() << ',' << p.y() << ',' << p.z() << ',' << c << ",0,1," << i % 5 << (i % 3 == 0 ? "" : ",7") << '\n';
+        for (std::size_t k = 0; k < 3; ++k)
+            putNumber(las, 375 + i * 29 + 20 + 2 * k, isKept(i) ? c : c * 257, 2);
+        putNumber(las, 375 + i * 29 + 15, i % 5, 1);
+    }
+    PointAttributes columns = oneOfEachType(num);
+    columns = without(columns, {"of_int64", "of_uint64"});
+    std::vector<std::uint8_t> vLabel(num);
+    for (std::size_t i = 0; i < num; ++i)
+        vLabel[i] = static_cast<std::uint8_t>(i % 5);
+    columns.set({"label", vLabel, {}});
+    const PcdFields fields{{"x"}, {"y"}, {"z"}, {"rgb", 'U'}, {"label", 'U', 1}, {"n", 'I', 2, 3}};
+    folder.write("a.xyz", words.str());
+    folder.write("a.pts", std::to_string(num) + "\n" + words.str());
+    folder.write("a.csv", "x,y,z,r,g,b,Label,more\n" + rows.str());
+    folder.write("a.las", las);
+    folder.write("a.ply", plyFile(vPoints, columns, "binary_little_endian"));
+    folder.write("a.pcd", pcdFile(vPoints, "binary", fields));
+    folder.write("b.pcd", pcdFile(vPoints, "ascii", fields));
+    std::string bin = folder.path("a.bin");
+    ASSERT_TRUE(writePoints_BIN(bin.c_str(), vPoints));
+    for (const std::string name : {"a.xyz", "a.pts", "a.csv", "a.las", "a.ply", "a.pcd", "b.pcd", "a.bin"}) {
+        Points vAll{{1, 2, 3}}, vSome = vAll;
+        PointAttributes all, some;
+        all.set(columnOf<float>("older", {5}));
+        some = all;
+        std::size_t numSeen = 0, most = 0;
+        bool bClasses = true;
+        const ChoosePoints choose = [&](std::span<Point3> points, const ClassOf& classOf,
+                                        std::vector<unsigned char>& vKept) {
+            most = std::max(most, points.size());
+            for (std::size_t i = 0; i < points.size(); ++i, ++numSeen) {
+                if (classOf)
+                    bClasses = bClasses &&
+                               classOf(i) == (name[0] == 'b' || name == "a.pcd" ? 7.0 : static_cast<double>(numSeen % 5));
+                vKept[i] = isKept(numSeen) ? 1 : 0;
+                points[i] = points[i] + Vector3(1, 0, 0);
+            }
+        };
+        ASSERT_TRUE(readPointFile(folder.path(name), vAll, all)) << name;
+        ASSERT_TRUE(readChosenPoints(folder.path(name), choose, vSome, some)) << name;
+        std::vector<std::size_t> vRow{0};
+        Points vExpected{vAll[0]};
+        for (std::size_t i = 0; i < num; ++i)
+            if (isKept(i)) {
+                vRow.push_back(i + 1);
+                vExpected.push_back(vAll[i + 1] + Vector3(1, 0, 0));
+            }
+        EXPECT_EQ(numSeen, num) << name;
+        EXPECT_TRUE(bClasses) << name;
+        EXPECT_EQ(vSome, vExpected) << name;
+        EXPECT_EQ(difference(some, all.rows(vRow)), "") << name;
+        EXPECT_TRUE(name == "a.ply" || most <= num * 2 / 3) << name << ": " << most << " points at a time";
+    }
 }
 
 TEST_F(AttributeFiles, PcdHasAColumnForEachNumberOfItsFields) {

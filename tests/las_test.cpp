@@ -282,6 +282,51 @@ TEST_F(Las, WhatIsWrittenHasTheBytesOfItsVersion) {
     EXPECT_TRUE(bytes == expected);
 }
 
+// By the tables of the standard: which byte of the header, how wide, and what.
+TEST_F(Las, HeadersOfNewFormatsHaveTheirFieldsInPlace) {
+    const std::size_t num = 300;
+    const Points vPoints = gridPoints(num);
+    for (const bool bColour : {false, true})
+        for (const bool bExtra : {false, true}) {
+            PointAttributes attributes;
+            attributes.set({"classification", std::vector<std::uint8_t>(num, 77), {}});
+            if (bExtra) attributes.set({"height", std::vector<float>(num, 1.5F), {}});
+            for (const char* name : {"red", "green", "blue"})
+                if (bColour) attributes.set({name, std::vector<std::uint16_t>(num, 1000), {}});
+            ASSERT_TRUE(writePoints_LAS(folder.path("a.las").c_str(), vPoints, attributes));
+            const std::string bytes = folder.read("a.las");
+            const std::uint64_t first = 375 + (bExtra ? 54 + 192 : 0), length = (bColour ? 36 : 30) + (bExtra ? 4 : 0);
+            const std::vector<std::array<std::uint64_t, 3>> vField{{6, 2, 16},  // coordinate system as text
+                                                                   {24, 1, 1},
+                                                                   {25, 1, 4},  // version
+                                                                   {94, 2, 375},
+                                                                   {96, 4, first},
+                                                                   {100, 4, bExtra},  // header, points, records between
+                                                                   {104, 1, bColour ? 7U : 6U},
+                                                                   {105, 2, length},  // the points
+                                                                   {107, 4, 0},
+                                                                   {111, 4, 0},
+                                                                   {115, 8, 0},
+                                                                   {123, 8, 0},  // old counts
+                                                                   {227, 8, 0},
+                                                                   {235, 8, 0},
+                                                                   {243, 4, 0},  // waveforms, records behind the points
+                                                                   {247, 8, num},
+                                                                   {255, 8, num},
+                                                                   {263, 8, 0},
+                                                                   {367, 8, 0}};  // new counts, by return
+            for (const auto& [pos, width, value] : vField)
+                for (std::size_t i = 0; i < width; ++i)
+                    ASSERT_EQ(static_cast<unsigned char>(bytes.at(pos + i)), value >> (8 * i) & 0xff) << pos;
+            ASSERT_EQ(bytes.size(), first + num * length);
+            EXPECT_EQ(bytes.substr(first + 14, 3), std::string("\x11\0\x4d", 3)) << "return 1 of 1, flags, class";
+            if (!bExtra) continue;
+            EXPECT_EQ(bytes.substr(377, 20), "LASF_Spec" + std::string(7, '\0') + std::string("\4\0\xc0\0", 4));
+            EXPECT_EQ(bytes.substr(429, 36), std::string("\0\0\x09\0height", 10) + std::string(26, '\0'));
+            EXPECT_EQ(bytes.substr(first + length - 4, 4), std::string("\0\0\xc0\x3f", 4));
+        }
+}
+
 TEST_F(Las, PointsThatNoFileHoldsAreRefused) {
     const std::string path = folder.write("a.las", "older");
     const double inf = std::numeric_limits<double>::infinity(), nan = std::numeric_limits<double>::quiet_NaN();

@@ -192,7 +192,12 @@ TEST_F(MeshTexts, coloursAndNormalsOfVerticesAreColumnsWhereItIsPlainThatTheyAre
         return text;
     };
     EXPECT_EQ(columns("a.off", "COFF\n1 0 0\n1 2 3 40 50 60\n"), "red=40 green=50 blue=60 ");
-    EXPECT_EQ(columns("a.off", "NCOFF\n1 0 0\n1 2 3 0 0 1 0 1 0 1\n"), "nx=0 ny=0 nz=1 red=0 green=255 blue=0 alpha=255 ");
+    const std::string normal = "nx=0 ny=0 nz=1 ";
+    EXPECT_EQ(columns("a.off", "NCOFF\n1 0 0\n1 2 3 0 0 1 0 1 0 1\n"), normal + "red=0 green=1 blue=0 alpha=255 ")
+        << "whole numbers are bytes";
+    for (const std::string full : {"1.", "1e0", "1.0"})
+        EXPECT_EQ(columns("a.off", "NCOFF\n1 0 0\n1 2 3 0 0 1 0 " + full + " 0 1\n"),
+                  normal + "red=0 green=255 blue=0 alpha=255 ");
     EXPECT_EQ(columns("a.off", "OFF\n1 0 0\n1 2 3 40 50 60\n"), "");
     EXPECT_EQ(columns("a.obj", "v 1 2 3 0 1 0\n"), "red=0 green=255 blue=0 ");
     EXPECT_EQ(columns("a.obj", "v 1 2 3 1 0 1 0\n"), "") << "a weight and a colour, or a colour and an alpha";

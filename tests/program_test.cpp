@@ -12,6 +12,7 @@
 #include "support/las.h"
 #include "support/pcd.h"
 #include "support/prelude.h"
+#include "support/sanitized.h"
 
 using namespace TARN_KEL;
 using namespace TARN_TEST;
@@ -219,6 +220,10 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
     folder.write("bad.txt", "# pose\n1 0 0 0\n0 1 0,5 0\n");
     EXPECT_EQ(countIn(run("spacing scan.bin --transform bad.txt").err, "bad.txt has '0,5' in line 3\n"), 1);
     EXPECT_EQ(run("melt text.stl o.ply --spacing 1").err, "kel: There is no triangle in text.stl\n");
+    for (const std::string command : {"melt", "cloud"}) {
+        const Outcome tooFine = run(command + " good.stl o.ply --spacing 1e-6 --quiet");
+        EXPECT_TRUE(tooFine.status == 1 && tooFine.err.starts_with("kel: A spacing of 1e-06 makes about ")) << tooFine.err;
+    }
 }
 
 TEST_F(ProgramTest, changesAMeshAsTheLibraryDoes) {
@@ -412,16 +417,16 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     for (const std::size_t most : {1U, 2U, 7U, 750U, 1000U, 1500U}) {
         const std::vector<Point3> vSpread = chosen("--max-points " + std::to_string(most));
         ASSERT_EQ(vSpread.size(), most);
-        std::size_t last = 0, least = vAll.size(), greatest = 0;  // of the steps from one to the next
-        for (const Point3& p : vSpread) {
-            const auto i = static_cast<std::size_t>(std::find(vAll.begin(), vAll.end(), p) - vAll.begin()) + 1;
+        std::size_t stride = 1, last = 0;  // of the points that are kept until their number is known
+        while ((vAll.size() - 1) / stride / 8 >= most)
+            stride *= 2;
+        for (std::size_t k = 1; k <= most; ++k) {
+            const auto i = static_cast<std::size_t>(std::find(vAll.begin(), vAll.end(), vSpread[k - 1]) - vAll.begin()) + 1;
+            const std::size_t place = (k * vAll.size() + most - 1) / most;
             ASSERT_GT(i, last);
-            least = std::min(least, i - last);
-            greatest = std::max(greatest, i - last);
+            ASSERT_LE(i > place ? i - place : place - i, k < most ? stride / 2 : stride - 1) << most;
             last = i;
         }
-        EXPECT_EQ(last, vAll.size());
-        EXPECT_LE(greatest - least, 1U) << "evenly";
     }
     EXPECT_EQ(chosen("--max-points 1501"), vAll);
     ASSERT_EQ(run("convert --crop -9,-9,-9,9,9,9 a.bin before.bin").status, 0) << "an option before the names";
@@ -440,6 +445,19 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
     EXPECT_EQ(run("spacing a.bin --every 2").out,
               run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
+}
+
+TEST_F(ProgramTest, takesMemoryForTheChosenPointsAlone) {
+    std::vector<Point3> vMany(1500000, Point3(1, 2, 3));
+    vMany.back() = Point3(5, 5, 5);
+    folder.write("many.las", lasFile(vMany, {2, 3, 20}));
+    for (const std::string options : {"--every 100000", "--crop 4,4,4,9,9,9", "--max-points 1000", "--classes 1"}) {
+        const Outcome outcome = run("convert many.las few.ply --json report.json " + options);
+        EXPECT_EQ(outcome.status, options == "--classes 1" ? 1 : 0) << outcome.err;
+        if (outcome.status != 0 || SANITIZED) continue;
+        const double peak = nlohmann::json::parse(folder.read("report.json"))["peakMegabytes"];
+        EXPECT_LT(peak, 40.0) << options << ": the points alone would be 36 of them";
+    }
 }
 
 TEST_F(ProgramTest, readsAndWritesPipes) {
@@ -819,11 +837,13 @@ TEST_F(ProgramTest, carriesWhatPointsCarryToMeshesAndPoints) {
         ASSERT_NEAR(some.find("nx")->number(i), normal.x(), 1e-4) << "normal to the ellipsoid that became of the sphere";
         ASSERT_NEAR(some.find("ny")->number(i), normal.y(), 1e-4);
     }
-    EXPECT_EQ(countIn(run("convert scan.csv some.las").err, "some.las: left out height, nx, ny, nz: "), 1);
+    EXPECT_EQ(run("convert scan.csv some.las").err, "");
     std::vector<Point3> vLas;
     const PointAttributes ofLas = columns("some.las", vLas);
     EXPECT_TRUE(ofLas.hasColour() && ofLas.find("classification") != nullptr);
-    EXPECT_EQ(vLas.size(), 6000U);
+    ASSERT_EQ(vLas.size(), 6000U);
+    for (std::size_t i = 0; i < vLas.size(); ++i)
+        ASSERT_NEAR(ofLas.find("height")->number(i), vLas[i].z(), 1e-5);
 }
 
 TEST_F(ProgramTest, writesColoursOfMeshesWith8BitsAChannel) {
@@ -1073,6 +1093,23 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
     ASSERT_EQ(vNear.size(), vMade.size());
     for (std::size_t i = 0; i < vNear.size(); ++i)
         ASSERT_LE((vNear[i] - vMade[i]).getMaxAbsComponent(), 2e-6);
+    // Colours, as a group of the package that the corners of triangles refer to.
+    folder.write("red.off", "COFF\n4 2 0\n0 0 0 255 0 0\n1 0 0 0 255 0\n0 1 0 0 0 254\n1 1 0 7 8 9\n3 0 1 2\n3 1 3 2\n");
+    folder.write("colours.py",
+                 "import sys, zipfile, xml.etree.ElementTree as tree\n"
+                 "model = tree.fromstring(zipfile.ZipFile(sys.argv[1]).read('3D/3dmodel.model'))\n"
+                 "find = lambda name: [e for e in model.iter() if e.tag.endswith('}' + name)]\n"
+                 "group, = find('colorgroup')\n"
+                 "c = [e.attrib['color'][:7] for e in group]\n"
+                 "for t in find('triangle'):\n"
+                 "    assert t.attrib['pid'] == group.attrib['id']\n"
+                 "    print(*sorted((int(t.attrib['v%d' % k]), c[int(t.attrib['p%d' % k])]) for k in (1, 2, 3)))\n");
+    const Outcome coloured = run("convert red.off red.3mf");
+    EXPECT_EQ(coloured.status, 0) << coloured.err;
+    EXPECT_EQ(countIn(coloured.out + coloured.err, "can't hold"), 0) << coloured.err;
+    ASSERT_EQ(std::system(("cd '" + folder.path("") + "' && python3 colours.py red.3mf >colours.txt").c_str()), 0);
+    EXPECT_EQ(folder.read("colours.txt"),
+              "(0, '#FF0000') (1, '#00FF00') (2, '#0000FE')\n(1, '#00FF00') (2, '#0000FE') (3, '#070809')\n");
     folder.write("tiny.off", "OFF\n4 2 0\n0 0 0\n1e-7 0 0\n0 1 0\n1 1 0\n3 0 1 2\n3 1 3 2\n");
     EXPECT_EQ(countIn(run("convert tiny.off o.3mf").err, "kel: warning: Single precision with six decimals"), 1);
     std::filesystem::create_symlink("/dev/full", folder.path("full.3mf"));

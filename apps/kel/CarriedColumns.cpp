@@ -18,6 +18,7 @@ constexpr double MEAN_EDGE = 0.0;  // as a length: that of the new mesh, whose v
 
 /// Whether the file of a mesh has room for a column.
 bool holds(const std::string& out, AttributeKind kind) {
+    if (isThreeMfFile(out)) return kind == AttributeKind::COLOUR;
     return isGlbFile(out) || meshFileHolds(out, kind);
 }
 

@@ -12,7 +12,7 @@ void makeCloud(const SoupOptions& options, Program& program) {
     const auto& [in, out] = options.files;
     Program::requireMeshInput(in);
     program.requirePointOutput(out, in);
-    std::vector<Point3> vCorners = program.readTriangles(in);
+    std::vector<Point3> vCorners = options.read(program);
     std::vector<Point3> vPoints;
     program.step("cloud", [&] { toCloud(vCorners, options.spacing, options.featureAngle, vPoints); });
     program.report()["cloud"] = options.toJson();

@@ -2,6 +2,7 @@
 #include <memory>
 #include <utility>
 
+#include "../../src_lib/files/attributeColumns.h"
 #include "CarriedColumns.h"
 #include "FileKinds.h"
 #include "PointInput.h"
@@ -35,8 +36,7 @@ std::string notHeld(const std::string& out, const PointAttributes& attributes) {
     if (holdsPointAttributes(out)) return "";
     PointAttributes others;
     for (const AttributeColumn& column : attributes.vColumns) {
-        const AttributeKind kind = attributes.kindOf(column);
-        const bool bBehind = kind == (attributes.hasColour() ? AttributeKind::COLOUR : AttributeKind::NORMAL);
+        const bool bBehind = attributes.kindOf(column) == kindInText(attributes);
         if (!isPointsText(out) || !bBehind) others.vColumns.push_back({column.name, {}, {}});
     }
     return namesOf(others);

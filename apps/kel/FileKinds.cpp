@@ -125,7 +125,8 @@ bool numbersVertices(const std::string& filename) {
 }
 
 bool holdsVertexAttributes(const std::string& filename) {
-    return isPlyFile(filename) || isGlbFile(filename) || isObjFile(filename) || isOffFile(filename);
+    return isPlyFile(filename) || isGlbFile(filename) || isObjFile(filename) || isOffFile(filename) ||
+           isThreeMfFile(filename);
 }
 
 bool holdsPointAttributes(const std::string& filename) {

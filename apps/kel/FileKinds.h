@@ -42,7 +42,7 @@ bool isPointFile(const std::string& filename);
 bool isMeshOutput(const std::string& filename);
 /// Vertices have numbers in the file of a mesh.
 bool numbersVertices(const std::string& filename);
-/// What vertices carry can be written to the file: .ply, .glb, and of .obj the colours.
+/// What vertices carry can be written to the file: .ply, .glb, colours and normals to .obj and .off, colours to .3mf.
 bool holdsVertexAttributes(const std::string& filename);
 /// What points carry can be written to the file: .ply, .las.
 bool holdsPointAttributes(const std::string& filename);

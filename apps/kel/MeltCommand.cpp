@@ -28,7 +28,7 @@ void meltSoup(const MeltRequest& request, Program& program) {
     const auto& [in, out] = request.files;
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
-    const std::vector<Point3> vCorners = program.readTriangles(in);
+    const std::vector<Point3> vCorners = request.read(program);
     const MeltOptions options = optionsOf(request);
     MeshPtr pMesh;
     MeltReport done;

@@ -6,6 +6,7 @@
 #include <cmath>
 #include <fstream>
 #include <optional>
+#include <span>
 #include <sstream>
 #include <string>
 #include <string_view>
@@ -128,38 +129,24 @@ std::size_t keepPoints(const CarryingPoints& points, const IsWanted& isWanted) {
     return numDropped;
 }
 
-/// Keeps that many points, spread evenly over their order.
-std::size_t thinTo(std::size_t maxPoints, const CarryingPoints& points) {
-    if (points.vPoints.size() <= maxPoints) return 0;
-    std::size_t sum = 0;  // of maxPoints a point; each time that it reaches their number a point is kept
-    return keepPoints(points, [&, num = points.vPoints.size()](std::size_t) {
-        sum += maxPoints;
-        if (sum < num) return false;
-        sum -= num;
-        return true;
-    });
-}
+/// The positions, one after the other, of so many among more, spread evenly and up to the last one.
+class EvenSteps {
+public:
+    EvenSteps(std::size_t some, std::size_t all) : numSome(some), whole(all / some), rest(all % some) {}
+    std::size_t next() {
+        position += whole;
+        sumOfRests += rest;
+        if (sumOfRests >= numSome) {
+            sumOfRests -= numSome;
+            ++position;
+        }
+        return sumOfRests > 0 ? position : position - 1;
+    }
 
-/// Appends the points of a file that have one of these classes, by its first column of classes. Returns how many have
-/// others.
-std::size_t appendOfClasses(const std::string& filename, const std::vector<int>& vClasses, Program& program,
-                            std::vector<Point3>& vPoints, PointAttributes* pAttributes) {
-    std::vector<Point3> vOfFile;
-    PointAttributes ofFile;
-    std::size_t none = 0;
-    program.appendPoints(filename, {}, vOfFile, none, &ofFile);
-    const auto isClass = [&ofFile](const AttributeColumn& column) { return ofFile.kindOf(column) == AttributeKind::CLASS; };
-    const auto it = std::find_if(ofFile.vColumns.begin(), ofFile.vColumns.end(), isClass);
-    if (it == ofFile.vColumns.end())
-        throw Failure("--classes chooses points by their classes, of which " + filename + " has none");
-    const AttributeColumn classes = *it;
-    const std::size_t numOthers = keepPoints({vOfFile, ofFile}, [&](std::size_t row) {
-        return classes.isKnown(row) && std::find(vClasses.begin(), vClasses.end(), classes.number(row)) != vClasses.end();
-    });
-    if (pAttributes != nullptr) appendRows(std::move(ofFile.vColumns), vPoints.size(), vOfFile.size(), *pAttributes);
-    vPoints.insert(vPoints.end(), vOfFile.begin(), vOfFile.end());
-    return numOthers;
-}
+private:
+    const std::size_t numSome, whole, rest;
+    std::size_t position = 0, sumOfRests = 0;
+};
 
 /// How many points each option left out.
 struct LeftOut {
@@ -191,23 +178,102 @@ bool isUsable(const Point3& p) {
     return (p - Point3(0, 0, 0)).getMaxAbsComponent() <= FARTHEST && isFinitePoint(p);
 }
 
-LeftOut choose(const PointChoice& choice, const CarryingPoints& points) {
-    LeftOut leftOut;
-    if (!choice.matrixFile.empty()) {
-        const AffineMap map = readMatrix(choice.matrixFile);
-        for (Point3& p : points.vPoints) {
-            const bool bUsable = isUsable(p);
-            p = map(p);
-            if (bUsable && !isUsable(p)) throw Failure("The matrix in " + choice.matrixFile + " moves points beyond 1e150");
-        }
-        turnNormals(NormalMap(map), points.attributes);
+/// Chooses and places points while they are read, those of one file after the other.
+///
+/// To which steps the last option will thin them is known in the end alone. Until then a point of each so many is kept, and
+/// of twice as many each time that there are too many: so many that one of them is near each place of the steps.
+class PointChooser {
+public:
+    /// theChoice: must outlive this object.
+    explicit PointChooser(const PointChoice& theChoice) : choice(theChoice) {
+        if (!choice.matrixFile.empty()) map = readMatrix(choice.matrixFile);
     }
-    if (!choice.vBox.empty())
-        leftOut.numOutside = keepPoints(points, [&](std::size_t i) { return isInBox(points.vPoints[i], choice.vBox); });
-    if (choice.every > 1) leftOut.numBetween = keepPoints(points, [&](std::size_t i) { return i % choice.every == 0; });
-    if (choice.maxPoints > 0) leftOut.numTooMany = thinTo(choice.maxPoints, points);
-    return leftOut;
-}
+    PointChooser(const PointChooser&) = delete;
+    PointChooser& operator=(const PointChooser&) = delete;
+
+    void append(const std::string& filename, Program& program, const CarryingPoints& points) {
+        const auto choose = [this](std::span<Point3> next, const ClassOf& classOf, std::vector<unsigned char>& vKept) {
+            take(next, classOf, vKept);
+        };
+        program.appendPoints(filename, choose, points.vPoints, points.attributes);
+        if (bNoClasses) throw Failure("--classes chooses points by their classes, of which " + filename + " has none");
+        if (bTooFar) throw Failure("The matrix in " + choice.matrixFile + " moves points beyond 1e150");
+    }
+    /// To be called behind the last file.
+    LeftOut finish(const CarryingPoints& points) {
+        if (map) turnNormals(NormalMap(*map), points.attributes);
+        if (choice.maxPoints > 0) {
+            thin(points);
+            leftOut.numTooMany = numSpread - points.vPoints.size();
+        }
+        return leftOut;
+    }
+    /// Of all files.
+    std::size_t numRead() const { return numSeen; }
+
+private:
+    void take(std::span<Point3> points, const ClassOf& classOf, std::vector<unsigned char>& vKept) {
+        numSeen += points.size();
+        if (!choice.vClasses.empty() && !classOf) bNoClasses = true;
+        if (bNoClasses) return;
+        for (std::size_t i = 0; i < points.size(); ++i)
+            vKept[i] = isOfClasses(i, classOf) && isTaken(points[i]) ? 1 : 0;
+    }
+    bool isOfClasses(std::size_t i, const ClassOf& classOf) {
+        if (choice.vClasses.empty()) return true;
+        const std::optional<double> number = classOf(i);
+        if (number && std::find(choice.vClasses.begin(), choice.vClasses.end(), *number) != choice.vClasses.end())
+            return true;
+        ++leftOut.numOtherClasses;
+        return false;
+    }
+    /// Also places the point.
+    bool isTaken(Point3& p) {
+        if (map) {
+            const bool bUsable = isUsable(p);
+            p = (*map)(p);
+            bTooFar = bTooFar || (bUsable && !isUsable(p));
+        }
+        if (!choice.vBox.empty() && !isInBox(p, choice.vBox)) {
+            ++leftOut.numOutside;
+            return false;
+        }
+        if (numInBox++ % choice.every != 0) {
+            ++leftOut.numBetween;
+            return false;
+        }
+        return choice.maxPoints == 0 || isSpread(numSpread++);
+    }
+    void thin(const CarryingPoints& points) const {
+        if (numSpread <= choice.maxPoints) return;
+        EvenSteps steps(choice.maxPoints, numSpread);
+        const auto nextKept = [&] {  // near the next place
+            return std::min(steps.next() + stride / 2, numSpread - 1) / stride * stride;
+        };
+        std::size_t next = nextKept();
+        keepPoints(points, [&](std::size_t i) {
+            if (vIndex[i] != next) return false;
+            next = nextKept();
+            return true;
+        });
+    }
+    bool isSpread(std::size_t index) {
+        constexpr std::size_t ENOUGH = 8;  // times the number
+        while (index / stride / ENOUGH >= choice.maxPoints)
+            stride *= 2;
+        if (index % stride != 0) return false;
+        vIndex.push_back(index);
+        return true;
+    }
+
+    const PointChoice& choice;
+    std::optional<AffineMap> map;
+    LeftOut leftOut;
+    std::size_t numSeen = 0, numInBox = 0;
+    std::size_t numSpread = 0, stride = 1;
+    std::vector<std::size_t> vIndex;  // of the points in the list, among those that may be spread
+    bool bNoClasses = false, bTooFar = false;
+};
 
 }  // namespace
 
@@ -292,24 +358,31 @@ std::vector<std::string> PointInput::readFiles() const {
 
 std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttributes) const {
     std::vector<Point3> vPoints;
-    std::size_t numOtherClasses = 0;
-    for (const std::string& file : vFiles) {
-        if (choice.vClasses.empty() || isLasFile(file))  // the reader of .las needs no room for the other points
-            program.appendPoints(file, choice.vClasses, vPoints, numOtherClasses, pAttributes);
-        else
-            numOtherClasses += appendOfClasses(file, choice.vClasses, program, vPoints, pAttributes);
+    if (choice.isAll()) {
+        for (const std::string& file : vFiles)
+            program.appendPoints(file, vPoints, pAttributes);
+        note(vPoints.size(), program, pAttributes);
+        return vPoints;
     }
-    program.report()["input"] = {{"file", names()}, {"points", vPoints.size() + numOtherClasses}};
-    if (pAttributes != nullptr && !pAttributes->empty()) program.report()["input"]["columns"] = toJson(*pAttributes);
-    if (choice.isAll()) return vPoints;
-    LeftOut leftOut;
     PointAttributes none;
-    program.step("choose", [&] { leftOut = choose(choice, {vPoints, pAttributes != nullptr ? *pAttributes : none}); });
-    leftOut.numOtherClasses = numOtherClasses;
+    const CarryingPoints points{vPoints, pAttributes != nullptr ? *pAttributes : none};
+    PointChooser chooser(choice);
+    for (const std::string& file : vFiles) {
+        chooser.append(file, program, points);
+        if (pAttributes == nullptr) none = {};
+    }
+    note(chooser.numRead(), program, pAttributes);
+    LeftOut leftOut;
+    program.step("choose", [&] { leftOut = chooser.finish(points); });
     program.report()["leftOut"] = leftOut.toJson();
     if (vPoints.empty()) throw Failure("No point of " + names() + " is left; " + leftOut.toText());
     if (const std::string text = leftOut.toText(); !text.empty()) program.say(text);
     return vPoints;
+}
+
+void PointInput::note(std::size_t numRead, Program& program, const PointAttributes* pAttributes) const {
+    program.report()["input"] = {{"file", names()}, {"points", numRead}};
+    if (pAttributes != nullptr && !pAttributes->empty()) program.report()["input"]["columns"] = toJson(*pAttributes);
 }
 
 std::string PointInput::names() const {

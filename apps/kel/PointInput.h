@@ -39,6 +39,10 @@ struct PointInput {
     std::vector<TARN_KEL::Point3> read(Program& program, TARN_KEL::PointAttributes* pAttributes = nullptr) const;
     /// The names of the files with points, for messages.
     std::string names() const;
+
+private:
+    /// What was read, for the report.
+    void note(std::size_t numRead, Program& program, const TARN_KEL::PointAttributes* pAttributes) const;
 };
 
 /// Adds the options that choose and place points to a command.

@@ -336,37 +336,56 @@ void Program::fileStep(const std::string& name, const std::string& failure,
     text.release();
 }
 
-void Program::appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<Point3>& vPoints,
-                           std::size_t& numOthers, PointAttributes* pAttributes) {
-    const std::size_t numBefore = vPoints.size();
-    std::size_t numOthersHere = 0;
-    const auto read = [&] {
-        if (isGltfInput(filename)) {
-            GltfContent content = readGltfFile(filename);
-            vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
-            if (pAttributes != nullptr)
-                appendRows(std::move(content.attributes.vColumns), numBefore, content.vVertices.size(), *pAttributes);
-            return true;
-        }
-        if (pAttributes == nullptr)
-            return vClasses.empty() ? readPointFile(filename, vPoints)
-                                    : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere);
-        return vClasses.empty() ? readPointFile(filename, vPoints, *pAttributes)
-                                : readPoints_LAS(filename.c_str(), vClasses, vPoints, numOthersHere, *pAttributes);
-    };
+void Program::readStep(const std::string& filename, const std::function<bool()>& read,
+                       const std::function<std::size_t()>& numPoints) {
+    const std::size_t numBefore = numPoints();
     fileStep("read", "Can't read points from " + filename, [&](const LibraryText& text) {
         if (!read()) return false;
-        if (vPoints.size() + numOthersHere > numBefore) return true;
+        if (numPoints() > numBefore) return true;
         const std::string words = text.lastWords(), why = words.starts_with(filename + ":") ? words : filename;
         throw Failure("There is no point in " + why);
     });
-    numOthers += numOthersHere;
+}
+
+void Program::appendPoints(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes* pAttributes) {
+    const auto read = [&] {
+        if (!isGltfInput(filename))
+            return pAttributes == nullptr ? readPointFile(filename, vPoints)
+                                          : readPointFile(filename, vPoints, *pAttributes);
+        GltfContent content = readGltfFile(filename);
+        if (pAttributes != nullptr)
+            appendRows(std::move(content.attributes.vColumns), vPoints.size(), content.vVertices.size(), *pAttributes);
+        vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
+        return true;
+    };
+    readStep(filename, read, [&] { return vPoints.size(); });
+}
+
+void Program::appendPoints(const std::string& filename, const ChoosePoints& choose, std::vector<Point3>& vPoints,
+                           PointAttributes& attributes) {
+    std::size_t numRead = 0;
+    const ChoosePoints chooseCounted = [&](std::span<Point3> points, const ClassOf& classOf,
+                                           std::vector<unsigned char>& vKept) {
+        numRead += points.size();
+        choose(points, classOf, vKept);
+    };
+    const auto read = [&] {
+        if (!isGltfInput(filename)) return readChosenPoints(filename, chooseCounted, vPoints, attributes);
+        GltfContent content = readGltfFile(filename);
+        AttributeColumns columns;
+        columns.columns() = std::move(content.attributes.vColumns);
+        columns.chooseBy(chooseCounted, 0);
+        columns.settle(content.vVertices);
+        appendRows(std::move(columns.columns()), vPoints.size(), content.vVertices.size(), attributes);
+        vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
+        return true;
+    };
+    readStep(filename, read, [&] { return numRead; });
 }
 
 std::vector<Point3> Program::readPoints(const std::string& filename, const std::string& role, PointAttributes* pAttributes) {
     std::vector<Point3> vPoints;
-    std::size_t numOthers = 0;
-    appendPoints(filename, {}, vPoints, numOthers, pAttributes);
+    appendPoints(filename, vPoints, pAttributes);
     json[role] = {{"file", filename}, {"points", vPoints.size()}};
     return vPoints;
 }
@@ -494,7 +513,7 @@ bool Program::writeInFormat(const std::string& filename, const MeshPtr& pMesh, b
                             const PointAttributes& attributes) const {
     if (isGlbFile(filename))
         return writeGlb(filename, pMesh, attributes, bNormals ? vertexNormals(pMesh) : normalsOf(attributes));
-    if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh, shift);
+    if (isThreeMfFile(filename)) return writeThreeMf(filename, pMesh, shift, attributes);
     if (isObjFile(filename)) return toObj(pMesh, filename, precision, bNormals, attributes);
     if (isOffFile(filename)) return toOff(pMesh, filename, precision, attributes);
     if (bBinaryStl) return writeSTL_BIN(pMesh, filename, shift);

@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "../../src_lib/files/pointChoice.h"
 #include "Failure.h"
 #include "GltfFile.h"
 #include "MeshAnalysis.h"
@@ -63,11 +64,13 @@ public:
     /// pAttributes: gets what they carry; null where nobody wants it.
     std::vector<TARN_KEL::Point3> readPoints(const std::string& filename, const std::string& role = "input",
                                              TARN_KEL::PointAttributes* pAttributes = nullptr);
-    /// Appends the points of a file, with classes only those of them; fails when it can't be read or has none at all.
-    /// vClasses: none, or classes of a LAS file. numOthers: increased by the number of points of other classes. pAttributes:
-    /// gets their rows; null where nobody wants them.
-    void appendPoints(const std::string& filename, const std::vector<int>& vClasses, std::vector<TARN_KEL::Point3>& vPoints,
-                      std::size_t& numOthers, TARN_KEL::PointAttributes* pAttributes = nullptr);
+    /// Appends the points of a file; fails when it can't be read or has none. pAttributes: gets their rows; null where
+    /// nobody wants them.
+    void appendPoints(const std::string& filename, std::vector<TARN_KEL::Point3>& vPoints,
+                      TARN_KEL::PointAttributes* pAttributes = nullptr);
+    /// The same with those alone that are chosen, of which there may be none.
+    void appendPoints(const std::string& filename, const TARN_KEL::ChoosePoints& choose,
+                      std::vector<TARN_KEL::Point3>& vPoints, TARN_KEL::PointAttributes& attributes);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each
@@ -105,6 +108,9 @@ private:
     /// A step whose work returns whether it succeeded. When it didn't, fails with one line: that text and the library's own
     /// last line.
     void fileStep(const std::string& name, const std::string& failure, const std::function<bool(const LibraryText&)>& work);
+    /// A step that reads points. read: bool(), appends; numPoints: how many there are so far.
+    void readStep(const std::string& filename, const std::function<bool()>& read,
+                  const std::function<std::size_t()>& numPoints);
     /// Reads a mesh as the file numbers its vertices, which must be none before. False, or Failure, when it can't be read.
     bool readNumbered(const std::string& filename, std::vector<TARN_KEL::Point3>& vVertices, std::vector<int>& vIndices,
                       TARN_KEL::PointAttributes* pAttributes) const;

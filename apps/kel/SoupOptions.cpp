@@ -1,8 +1,16 @@
 // Adds the options of the commands that rasterise a soup.
 #include "SoupOptions.h"
 
+#include "../../src_lib/api/soupRoom.h"
+
 nlohmann::ordered_json SoupOptions::toJson() const {
     return {{"spacing", spacing}, {"featureAngle", featureAngle}};
+}
+
+std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program) const {
+    std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in);
+    if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing); !fault.empty()) throw Failure(fault);
+    return vCorners;
 }
 
 void addSoupOptions(CLI::App& command, Program& program, SoupOptions& options, const char* outText) {

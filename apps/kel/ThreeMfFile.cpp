@@ -12,6 +12,7 @@
 #include <vector>
 
 #include "../../src_lib/files/AtomicFile.h"
+#include "../../src_lib/files/attributeColumns.h"
 #include "Failure.h"
 
 using namespace TARN_KEL;
@@ -59,8 +60,39 @@ void addToHash(const std::vector<T>& v, std::uint64_t& hash) {
         hash = (hash ^ p[i]) * 0x100000001b3U;
 }
 
+using CornerColours = NMR::MODELMESH_TRIANGLECOLOR_SRGB;
+
+/// The colours of the corners of each triangle; none where the vertices have none.
+std::vector<CornerColours> cornerColours(const PointAttributes& attributes, const std::vector<int>& vIndices) {
+    constexpr BYTE OPAQUE = 255;
+    std::vector<NMR::MODELMESHCOLOR_SRGB> vOfVertex;
+    for (const Vector3& colour : coloursOf(attributes)) {
+        const Vector3 bytes = asBytes(colour);
+        vOfVertex.push_back(
+            {static_cast<BYTE>(bytes.x()), static_cast<BYTE>(bytes.y()), static_cast<BYTE>(bytes.z()), OPAQUE});
+    }
+    std::vector<CornerColours> vColours;
+    if (vOfVertex.empty()) return vColours;
+    const auto colourAt = [&](std::size_t i) { return vOfVertex[static_cast<std::size_t>(vIndices[i])]; };
+    vColours.reserve(vIndices.size() / 3);
+    for (std::size_t i = 0; i < vIndices.size(); i += 3)
+        vColours.push_back({{colourAt(i), colourAt(i + 1), colourAt(i + 2)}});
+    return vColours;
+}
+
+/// Each colour gets into the file once. An object needs one for triangles without colours, of which there are none here.
+void setColours(std::vector<CornerColours>& vColours, NMR::PLib3MFBase* pObject) {
+    if (vColours.empty()) return;
+    Owned handler, defaultHandler;
+    require(NMR::lib3mf_object_createdefaultpropertyhandler(pObject, defaultHandler.receive()), "take a colour");
+    require(NMR::lib3mf_defaultpropertyhandler_setcolor(defaultHandler.get(), vColours.front().m_Colors), "take the colour");
+    require(NMR::lib3mf_meshobject_createpropertyhandler(pObject, handler.receive()), "take colours");
+    require(NMR::lib3mf_propertyhandler_setgradientcolorarray(handler.get(), vColours.data()), "take the colours");
+}
+
 /// The bytes of the package with one mesh.
-std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NMR::MODELMESHTRIANGLE>& vTriangle) {
+std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NMR::MODELMESHTRIANGLE>& vTriangle,
+                      std::vector<CornerColours>& vColours) {
     Owned model, object, item, writer;
     require(NMR::lib3mf_createmodel(model.receive()), "make a model");
     require(NMR::lib3mf_model_setunit(model.get(), NMR::MODELUNIT_MILLIMETER), "set the unit");
@@ -68,10 +100,12 @@ std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NM
     require(NMR::lib3mf_meshobject_setgeometry(object.get(), vVertex.data(), static_cast<DWORD>(vVertex.size()),
                                                vTriangle.data(), static_cast<DWORD>(vTriangle.size())),
             "take the triangles");
+    setColours(vColours, object.get());
     require(NMR::lib3mf_model_addbuilditem(model.get(), object.get(), nullptr, item.receive()), "place the object");
     std::uint64_t hash = 0xcbf29ce484222325U;
     addToHash(vVertex, hash);
     addToHash(vTriangle, hash);
+    addToHash(vColours, hash);
     require(NMR::lib3mf_object_setuuidutf8(object.get(), nameOf(hash, 1).c_str()), "name the object");
     require(NMR::lib3mf_builditem_setuuidutf8(item.get(), nameOf(hash, 2).c_str()), "name the object's place");
     require(NMR::lib3mf_model_setbuilduuidutf8(model.get(), nameOf(hash, 3).c_str()), "name the build");
@@ -85,7 +119,8 @@ std::string packageOf(std::vector<NMR::MODELMESHVERTEX>& vVertex, std::vector<NM
 
 }  // namespace
 
-bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh, const Vector3& shift) {
+bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh, const Vector3& shift,
+                  const PointAttributes& attributes) {
     std::vector<Point3*> vVertices;
     std::vector<int> vIndices;
     pMesh->getVertexIndexData(vVertices, vIndices);
@@ -100,7 +135,8 @@ bool writeThreeMf(const std::string& filename, const MeshPtr& pMesh, const Vecto
     for (std::size_t i = 0; i < vIndices.size(); i += 3)
         vTriangle.push_back(
             {{static_cast<DWORD>(vIndices[i]), static_cast<DWORD>(vIndices[i + 1]), static_cast<DWORD>(vIndices[i + 2])}});
-    const std::string bytes = packageOf(vVertex, vTriangle);
+    std::vector<CornerColours> vColours = cornerColours(attributes, vIndices);
+    const std::string bytes = packageOf(vVertex, vTriangle, vColours);
     AtomicFile file(filename);
     file.write(bytes);
     return file.commit();

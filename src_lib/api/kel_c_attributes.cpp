@@ -148,7 +148,7 @@ bool writePoints(std::string filename, const std::vector<Point3>& vPoints, const
         throw ArgumentError("filename: points are written to .xyz, .txt, .asc, .bin, .ply, .las or .list, not to " +
                             filename);
     const Precision precision = format.type == FT_ASCII ? Precision::DOUBLE : Precision::AUTO;
-    const AttributeKind ofText = columns.hasColour() ? AttributeKind::COLOUR : AttributeKind::NORMAL;
+    const AttributeKind ofText = kindInText(columns);
     const PointAttributes held = heldColumns(filename, columns, [&](AttributeKind kind) {
         return format.type == FT_PLY || (format.type == FT_ASCII && kind == ofText);
     });

@@ -18,6 +18,8 @@
 #include "kel.h"
 #include "meshFlaws.h"
 #include "pieces.h"
+#include "soupRoom.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
@@ -32,6 +34,7 @@ public:
 
     MeshPtr run(const std::vector<Point3>& vCorners) {
         report.numTriangles = vCorners.size() / 3;
+        requireRoom(vCorners);
         MeshPtr pMesh = makeSurface(vCorners);
         if (!pMesh) return pMesh;
         RMesh& mesh = *pMesh->pRMesh;
@@ -47,6 +50,13 @@ private:
     template <typename Work>
     void step(const char* name, Work&& work) {
         watchedRun.step(name, report.vSteps, std::forward<Work>(work));
+    }
+
+    void requireRoom(const std::vector<Point3>& vCorners) const {
+        const std::string fault = soupRoomFault(vCorners, options.spacing);
+        if (!fault.empty()) warning(KEL_PLACE, fault);
+        const bool bFitsMemory = fault.empty();
+        ASSEX(bFitsMemory);
     }
 
     MeshPtr makeSurface(const std::vector<Point3>& vCorners) {

@@ -3,6 +3,8 @@
 // Each point belongs to the nearest place with vertices, which a k-d tree finds. The points of a place, in their order, make
 // its values: column by column their known values are gathered, and a mean of the column's kind is taken of them. A place
 // without points borrows from the nearest one that has some; there are few of these, in closed holes and on added vertices.
+// The way to it goes along edges, as the nearest one in space may be on the other side of a thin wall; only in a component
+// where no place has points it goes through space.
 //
 // A mean is the first value plus the mean of the differences to it, and is kept between the least and the greatest one:
 // equal values, of whatever type and size, stay what they are.
@@ -10,8 +12,11 @@
 #include <array>
 #include <cmath>
 #include <cstdint>
+#include <functional>
 #include <limits>
+#include <numeric>
 #include <optional>
+#include <queue>
 #include <span>
 #include <tuple>
 #include <utility>
@@ -68,14 +73,78 @@ VertexPlaces placesOf(const std::vector<Point3*>& vVertices) {
     return places;
 }
 
+/// Walks along the edges of a mesh from places with values to those without.
+class PlaceWalk {
+public:
+    /// All must outlive this object.
+    PlaceWalk(Mesh& theMesh, const VertexPlaces& thePlaces) : mesh(theMesh), places(thePlaces) {}
+
+    /// vSource: for a place with values itself, for others NOWHERE; set to the place with values that is nearest by edges,
+    /// of equally near ones the first, and left where there is none. Cost: O(n + k log k) for k edges of places without
+    /// values.
+    void fill(std::vector<std::uint32_t>& vSource) const {
+        const Steps steps = stepsInto(vSource);
+        std::priority_queue<Stop, std::vector<Stop>, std::greater<>> queue;
+        const auto goOn = [&](double way, std::uint32_t source, std::uint32_t place) {
+            for (std::size_t i = steps.vFirst[place]; i < steps.vFirst[place + 1]; ++i)
+                if (const std::uint32_t to = steps.vTo[i]; vSource[to] == NOWHERE)
+                    queue.emplace(way + (places.vPlace[to] - places.vPlace[place]).length(), source, to);
+        };
+        for (std::uint32_t place = 0; place < vSource.size(); ++place)
+            if (vSource[place] != NOWHERE) goOn(0.0, place, place);
+        while (!queue.empty()) {
+            const auto [way, source, place] = queue.top();
+            queue.pop();
+            if (vSource[place] != NOWHERE) continue;
+            vSource[place] = source;
+            goOn(way, source, place);
+        }
+    }
+
+private:
+    /// The length of the way, where it began, and where it leads.
+    using Stop = std::tuple<double, std::uint32_t, std::uint32_t>;
+    /// Where edges lead from each place, as far as to places without values.
+    struct Steps {
+        std::vector<std::size_t> vFirst;  ///< by place, and one behind the last
+        std::vector<std::uint32_t> vTo;
+    };
+
+    Steps stepsInto(const std::vector<std::uint32_t>& vSource) const {
+        std::vector<Point3*> vVertices;
+        std::vector<int> vIndices;
+        mesh.getVertexIndexData(vVertices, vIndices);
+        const auto forSteps = [&](const auto& use) {
+            for (std::size_t i = 0; i < vIndices.size(); ++i) {
+                const auto placeAt = [&](std::size_t k) { return places.vOfVertex[static_cast<std::size_t>(vIndices[k])]; };
+                const std::uint32_t a = placeAt(i), b = placeAt(i % 3 == 2 ? i - 2 : i + 1);
+                if (a == NOWHERE || b == NOWHERE) continue;
+                if (vSource[b] == NOWHERE) use(a, b);
+                if (vSource[a] == NOWHERE) use(b, a);
+            }
+        };
+        Steps steps{std::vector<std::size_t>(vSource.size() + 1, 0), {}};
+        forSteps([&](std::uint32_t from, std::uint32_t) { ++steps.vFirst[from + 1]; });
+        std::partial_sum(steps.vFirst.begin(), steps.vFirst.end(), steps.vFirst.begin());
+        steps.vTo.resize(steps.vFirst.back());
+        std::vector<std::size_t> vNext(steps.vFirst.begin(), steps.vFirst.end() - 1);
+        forSteps([&](std::uint32_t from, std::uint32_t to) { steps.vTo[vNext[from]++] = to; });
+        return steps;
+    }
+
+    Mesh& mesh;
+    const VertexPlaces& places;
+};
+
 /// The points of each place.
 class PointsOfPlaces {
 public:
-    /// There must be a place. vPlace_: must outlive this object. isOwn: bool(point, place), whether a point may belong to
-    /// the place that is nearest to it.
+    /// There must be a place. vPlace_, walk_: must outlive this object. isOwn: bool(point, place), whether a point may
+    /// belong to the place that is nearest to it.
     template <typename IsOwn>
-    PointsOfPlaces(const std::vector<Point3>& vPlace_, const std::vector<Point3>& vPoints, double reach, const IsOwn& isOwn)
-        : vPlace(vPlace_) {
+    PointsOfPlaces(const std::vector<Point3>& vPlace_, const PlaceWalk& walk_, const std::vector<Point3>& vPoints,
+                   double reach, const IsOwn& isOwn)
+        : vPlace(vPlace_), walk(walk_) {
         const PointTree tree(vPlace);
         std::vector<std::uint32_t> vOwner = ownersOf(vPoints, tree, reach);
         for (std::size_t i = 0; i < vOwner.size(); ++i)
@@ -126,32 +195,37 @@ private:
     /// isSource: bool(place).
     template <typename IsSource>
     std::vector<std::uint32_t> sourcesWhere(const IsSource& isSource) const {
-        std::vector<std::uint32_t> vOwning, vOrphan, vFound(vPlace.size());
-        std::vector<Point3> vOwningPlace;
+        std::vector<std::uint32_t> vOwning, vFound(vPlace.size(), NOWHERE);
         for (std::uint32_t i = 0; i < vPlace.size(); ++i) {
-            vFound[i] = i;
-            if (!isSource(i)) {
-                vOrphan.push_back(i);
-                continue;
-            }
+            if (!isSource(i)) continue;
             vOwning.push_back(i);
-            vOwningPlace.push_back(vPlace[i]);
+            vFound[i] = i;
         }
-        if (vOrphan.empty()) return vFound;
-        if (vOwning.empty()) {
-            vFound.assign(vPlace.size(), NOWHERE);
-            return vFound;
-        }
+        if (vOwning.empty() || vOwning.size() == vPlace.size()) return vFound;
+        walk.fill(vFound);
+        fillThroughSpace(vOwning, vFound);
+        return vFound;
+    }
+
+    /// Where no edges lead. vOwning: the places with values.
+    void fillThroughSpace(const std::vector<std::uint32_t>& vOwning, std::vector<std::uint32_t>& vFound) const {
+        std::vector<std::uint32_t> vOrphan;
+        for (std::uint32_t i = 0; i < vFound.size(); ++i)
+            if (vFound[i] == NOWHERE) vOrphan.push_back(i);
+        if (vOrphan.empty()) return;
+        std::vector<Point3> vOwningPlace;
+        for (const std::uint32_t place : vOwning)
+            vOwningPlace.push_back(vPlace[place]);
         const PointTree tree(vOwningPlace);
         const auto find = [&](std::size_t begin, std::size_t end) {
             for (std::size_t i = begin; i < end; ++i)
                 vFound[vOrphan[i]] = vOwning[tree.nearestTo(vPlace[vOrphan[i]])];
         };
         forChunks_MT(vOrphan.size(), find, MIN_PARALLEL);
-        return vFound;
     }
 
     const std::vector<Point3>& vPlace;
+    const PlaceWalk& walk;
     std::vector<std::size_t> vFirst;     // of the points of each place, and one behind the last
     std::vector<std::uint32_t> vPoint;   // by place
     std::vector<std::uint32_t> vSource;  // by place
@@ -405,7 +479,8 @@ PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPo
     const auto isOwn = [&](std::size_t point, std::uint32_t place) {
         return vNormals.empty() || !(vNormals[point] * vOfVertex[places.vVertex[place]] < 0.0);
     };
-    const PointsOfPlaces points(places.vPlace, vPoints, reach, isOwn);
+    const PlaceWalk walk(*pMesh, places);
+    const PointsOfPlaces points(places.vPlace, walk, vPoints, reach, isOwn);
     const Transfer transfer(points, places.vOfVertex);
 
     PointAttributes made;

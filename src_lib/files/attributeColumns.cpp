@@ -86,10 +86,6 @@ bool allKnown(const AttributeColumn& column, const IsGood& isGood) {
     return true;
 }
 
-bool areWholeUpTo(const AttributeColumn& column, double least, double most) {
-    return allKnown(column, [=](double v) { return v >= least && v <= most && v == std::floor(v); });
-}
-
 /// The three columns of these names, if they are there and of one type.
 std::optional<std::array<const AttributeColumn*, 3>> findThree(const PointAttributes& attributes,
                                                                const std::array<const char*, 3>& names) {
@@ -145,29 +141,6 @@ void convertTo(AttributeColumn& column, double factor = 1.0) {
 
 bool isWhole(const AttributeColumn& column) {
     return std::visit([](const auto& v) { return std::is_integral_v<ValueOf<decltype(v)>>; }, column.values);
-}
-
-/// Gives channels of doubles, which a text without types has, whole numbers where all their values are such ones, or
-/// fractions that stand for such ones. Nothing above 1 means fractions; 256 is what some make of full brightness.
-void chooseColourType(const std::vector<AttributeColumn*>& vChannel) {
-    constexpr double MOST_BYTE = 255.0, FULL_BYTE = 256.0, MOST_SHORT = 65535.0;
-    constexpr double ROUNDED = 1e-3;  // six digits tell bytes apart, and from most fractions
-    const auto all = [&vChannel](const auto& isGood) {
-        return std::all_of(vChannel.begin(), vChannel.end(), [&](const auto* p) { return allKnown(*p, isGood); });
-    };
-    const auto areWhole = [&all](double most) {
-        return all([most](double v) { return v >= 0.0 && v <= most && v == std::floor(v); });
-    };
-    const auto isByteShare = [](double v) { return std::abs(v * MOST_BYTE - std::round(v * MOST_BYTE)) <= ROUNDED; };
-    const bool bFractions = all([](double v) { return v >= 0.0 && v <= 1.0; });
-    const bool bBytes = bFractions ? all(isByteShare) : areWhole(FULL_BYTE);
-    const bool bShorts = !bFractions && areWhole(MOST_SHORT);
-    for (AttributeColumn* pChannel : vChannel) {
-        if (bBytes)
-            convertTo<std::uint8_t>(*pChannel, bFractions ? MOST_BYTE : 1.0);
-        else if (bShorts)
-            convertTo<std::uint16_t>(*pChannel);
-    }
 }
 
 /// Gives two columns one type that holds the numbers of both.
@@ -397,6 +370,7 @@ std::size_t AttributeColumns::add(std::string_view name, AttributeValues values)
 }
 
 void AttributeColumns::reserve(std::size_t numRows) {
+    if (isChoosing()) return;
     for (AttributeColumn& column : vColumn)
         std::visit([numRows](auto& vValue) { vValue.reserve(vValue.size() + numRows); }, column.values);
 }
@@ -452,15 +426,15 @@ void AttributeColumns::fillAll(std::size_t numRows) {
         fillColumn(column, numRows);
 }
 
-AttributeColumn* AttributeColumns::find(std::string_view name) {
+std::size_t AttributeColumns::find(std::string_view name) const {
     const auto it = std::find_if(vColumn.begin(), vColumn.end(), [&](const auto& column) { return column.name == name; });
-    return it != vColumn.end() ? &*it : nullptr;
+    return it != vColumn.end() ? static_cast<std::size_t>(it - vColumn.begin()) : NONE;
 }
 
 void AttributeColumns::nameChannels() {
     std::array<AttributeColumn*, LETTERS.size()> aColumn{};
     for (std::size_t i = 0; i < LETTERS.size(); ++i) {
-        if (find(LETTERS[i].name) != nullptr) continue;
+        if (find(LETTERS[i].name) != NONE) continue;
         const auto isLetter = [&](const auto& column) { return lowerCase(column.name) == LETTERS[i].alias; };
         const auto it = std::find_if(vColumn.begin(), vColumn.end(), isLetter);
         if (it != vColumn.end()) aColumn[i] = &*it;
@@ -470,45 +444,140 @@ void AttributeColumns::nameChannels() {
         if (aColumn[i] != nullptr) aColumn[i]->name = LETTERS[i].name;
 }
 
-void AttributeColumns::chooseTypes() {
-    const auto isUnknown = [](const AttributeColumn& column) { return allKnown(column, [](double) { return false; }); };
-    std::erase_if(vColumn, isUnknown);
+// ---- Types of texts
+
+void AttributeColumns::Facts::take(double number) {
+    constexpr double MOST_BYTE = 255.0;
+    constexpr double ROUNDED = 1e-3;  // six digits tell bytes apart, and from most fractions
+    least = std::min(least, number);
+    greatest = std::max(greatest, number);
+    bWhole = bWhole && number == std::floor(number);
+    bByteShares = bByteShares && std::abs(number * MOST_BYTE - std::round(number * MOST_BYTE)) <= ROUNDED;
+}
+
+AttributeColumns::Facts& AttributeColumns::factsSoFar(std::size_t column) {
+    if (vFacts.size() < vColumn.size()) vFacts.resize(vColumn.size());
+    return vFacts[column];
+}
+
+void AttributeColumns::noteSpelling(std::size_t column, std::string_view text) {
+    bool& bDecimals = factsSoFar(column).bDecimals;
+    bDecimals = bDecimals || text.find_first_of(".eE") != std::string_view::npos;
+}
+
+AttributeColumns::Facts AttributeColumns::factsOf(std::size_t column) const {
+    Facts facts = column < vFacts.size() ? vFacts[column] : Facts();
+    for (std::size_t i = 0; i < size(column); ++i)
+        if (vColumn[column].isKnown(i)) facts.take(vColumn[column].number(i));
+    return facts;
+}
+
+bool AttributeColumns::isUnknown(std::size_t column) const {
+    return (column >= vFacts.size() || vFacts[column].isNone()) && allKnown(vColumn[column], [](double) { return false; });
+}
+
+void AttributeColumns::chooseTypes(Channels channels) {
+    constexpr double LEAST = std::numeric_limits<std::int32_t>::min(), MOST = std::numeric_limits<std::int32_t>::max();
+    std::vector<std::size_t> vUnknown;
+    for (std::size_t i = 0; i < vColumn.size(); ++i) {
+        if (isUnknown(i))
+            vUnknown.push_back(i);
+        else if (const Facts facts = isClassName(vColumn[i].name) ? factsOf(i) : Facts(); facts.isWholeIn(LEAST, MOST))
+            convertTo<std::int32_t>(vColumn[i]);
+    }
+    drop(vUnknown);
     nameChannels();
-    for (AttributeColumn& column : vColumn)
-        if (isClassName(column.name) &&
-            areWholeUpTo(column, std::numeric_limits<std::int32_t>::min(), std::numeric_limits<std::int32_t>::max()))
-            convertTo<std::int32_t>(column);
-    std::vector<AttributeColumn*> vColour;
-    for (const char* name : COLOUR_NAMES)
-        if (AttributeColumn* const pChannel = find(name)) vColour.push_back(pChannel);
-    if (vColour.size() != COLOUR_NAMES.size()) return;
-    chooseColourType(vColour);
-    if (AttributeColumn* const pAlpha = find("alpha")) chooseColourType({pAlpha});  // often from 0 to 1 beside bytes
+    const std::vector<std::size_t> vColour{find(COLOUR_NAMES[0]), find(COLOUR_NAMES[1]), find(COLOUR_NAMES[2])};
+    if (std::find(vColour.begin(), vColour.end(), NONE) != vColour.end()) return;
+    chooseColourType(vColour, channels);
+    if (const std::size_t alpha = find("alpha"); alpha != NONE)
+        chooseColourType({alpha}, Channels::FRACTIONS);  // often from 0 to 1 beside bytes
+}
+
+// Nothing above 1 means fractions; 256 is what some make of full brightness.
+void AttributeColumns::chooseColourType(const std::vector<std::size_t>& vChannel, Channels channels) {
+    constexpr double MOST_BYTE = 255.0, FULL_BYTE = 256.0, MOST_SHORT = 65535.0;
+    std::vector<Facts> vOfChannel;
+    for (const std::size_t channel : vChannel)
+        vOfChannel.push_back(factsOf(channel));
+    const auto all = [&](const auto& isGood) { return std::all_of(vOfChannel.begin(), vOfChannel.end(), isGood); };
+    const auto areWhole = [&](double most) {
+        return all([most](const Facts& facts) { return facts.isWholeIn(0.0, most); });
+    };
+    const bool bSpelledWhole =
+        channels == Channels::BY_SPELLING && all([](const Facts& facts) { return facts.bWhole && !facts.bDecimals; });
+    const bool bFractions = !bSpelledWhole && all([](const Facts& facts) { return facts.isIn(0.0, 1.0); });
+    const bool bBytes = bFractions ? all([](const Facts& facts) { return facts.bByteShares; }) : areWhole(FULL_BYTE);
+    const bool bShorts = !bFractions && areWhole(MOST_SHORT);
+    for (const std::size_t channel : vChannel) {
+        if (bBytes)
+            convertTo<std::uint8_t>(vColumn[channel], bFractions ? MOST_BYTE : 1.0);
+        else if (bShorts)
+            convertTo<std::uint16_t>(vColumn[channel]);
+    }
 }
 
 void AttributeColumns::narrowBytes(const std::vector<std::size_t>& vColumns) {
-    const auto fits = [this](std::size_t column) {
-        const auto& vValue = std::get<std::vector<std::uint16_t>>(vColumn[column].values);
-        return std::all_of(vValue.begin(), vValue.end(), [](std::uint16_t v) { return v <= 255; });
-    };
-    if (!std::all_of(vColumns.begin(), vColumns.end(), fits)) return;
     for (const std::size_t column : vColumns)
         convertTo<std::uint8_t>(vColumn[column]);
 }
 
-void AttributeColumns::dropIfZero(const std::vector<std::size_t>& vColumns, int other) {
-    const auto isZero = [&](std::size_t column) {
-        return std::visit(
-            [other](const auto& v) {
-                using T = ValueOf<decltype(v)>;
-                return std::all_of(v.begin(), v.end(),
-                                   [other](T value) { return value == 0 || value == static_cast<T>(other); });
-            },
-            vColumn[column].values);
-    };
-    if (!std::all_of(vColumns.begin(), vColumns.end(), isZero)) return;
-    for (auto it = vColumns.rbegin(); it != vColumns.rend(); ++it)
+void AttributeColumns::drop(const std::vector<std::size_t>& vColumns) {
+    for (auto it = vColumns.rbegin(); it != vColumns.rend(); ++it) {
         vColumn.erase(vColumn.begin() + static_cast<std::ptrdiff_t>(*it));
+        if (*it < vFacts.size()) vFacts.erase(vFacts.begin() + static_cast<std::ptrdiff_t>(*it));
+    }
+}
+
+// ---- Points that are chosen
+
+ClassOf AttributeColumns::classesFrom(std::size_t firstRow) const {
+    const auto isClass = [](const AttributeColumn& column) { return isClassName(column.name); };
+    const auto it = std::find_if(vColumn.begin(), vColumn.end(), isClass);
+    if (it == vColumn.end()) return {};
+    return [&classes = *it, firstRow](std::size_t i) -> std::optional<double> {
+        if (!classes.isKnown(firstRow + i)) return std::nullopt;
+        return classes.number(firstRow + i);
+    };
+}
+
+const std::vector<unsigned char>& AttributeColumns::settlePoints(std::vector<Point3>& vPoints, const ClassOf& classOf) {
+    const std::size_t first = numOlder + numSettled;
+    vKeptLast.assign(vPoints.size() - first, 0);
+    (*pChoice)(std::span(vPoints).subspan(first), classOf, vKeptLast);
+    std::size_t numKept = 0;
+    for (std::size_t i = 0; i < vKeptLast.size(); ++i)
+        if (vKeptLast[i] != 0) vPoints[first + numKept++] = vPoints[first + i];
+    vPoints.resize(first + numKept);
+    numSettled += numKept;
+    return vKeptLast;
+}
+
+void AttributeColumns::settle(std::vector<Point3>& vPoints) {
+    if (!isChoosing() || vPoints.size() == numOlder + numSettled) return;
+    const std::size_t firstRow = numSettled;
+    fillAll(vPoints.size() - numOlder);
+    const std::vector<unsigned char>& vKept = settlePoints(vPoints, classesFrom(firstRow));
+    if (std::find(vKept.begin(), vKept.end(), 0) == vKept.end()) return;
+    for (std::size_t column = 0; column < vColumn.size(); ++column)
+        dropRows(column, firstRow, vKept);
+}
+
+void AttributeColumns::dropRows(std::size_t column, std::size_t firstRow, const std::vector<unsigned char>& vKept) {
+    AttributeColumn& values = vColumn[column];
+    const bool bFacts = isOf<double>(values);  // types are chosen for no others
+    Facts& facts = factsSoFar(column);
+    const auto compact = [&](auto& v) {
+        std::size_t numRows = firstRow;
+        for (std::size_t i = 0; i < vKept.size(); ++i)
+            if (vKept[i] != 0) v[numRows++] = v[firstRow + i];
+        v.resize(numRows);
+    };
+    if (bFacts)
+        for (std::size_t i = 0; i < vKept.size(); ++i)
+            if (vKept[i] == 0 && values.isKnown(firstRow + i)) facts.take(values.number(firstRow + i));
+    std::visit(compact, values.values);
+    if (!values.vMissing.empty()) compact(values.vMissing);
 }
 
 void WordColumns::take(std::string_view words) {
@@ -520,7 +589,9 @@ void WordColumns::take(std::string_view words) {
     std::size_t column = 0;
     for (p = skipSpace(p, end); column < numColumns && p != end; ++column) {
         const char* const behind = endOfWord(p, end);
-        pColumns->appendText(column, {p, static_cast<std::size_t>(behind - p)});
+        const std::string_view word(p, static_cast<std::size_t>(behind - p));
+        pColumns->appendText(column, word);
+        if (channels == AttributeColumns::Channels::BY_SPELLING) pColumns->noteSpelling(column, word);
         p = skipSpace(behind, end);
     }
     numFilled = ++numRows;
@@ -535,10 +606,16 @@ void WordColumns::addColumns(std::size_t numWords) {
     if (numWords > numColumns) pColumns->leaveOut(numWords - numColumns);
 }
 
+void WordColumns::settleMany(std::vector<Point3>& vPoints) {
+    if (pColumns == nullptr || !pColumns->isChoosing()) return;
+    pColumns->settleMany(vPoints);
+    numFilled = numRows = pColumns->numRowsOf(vPoints);
+}
+
 void WordColumns::finish() {
     if (pColumns == nullptr) return;
     pColumns->fillAll(numRows);
-    pColumns->chooseTypes();
+    pColumns->chooseTypes(channels);
 }
 
 // ---- Several files
@@ -578,6 +655,10 @@ std::vector<Vector3> coloursOf(const PointAttributes& attributes) {
     for (const auto& [red, green, blue] : vChannels)
         vColours.emplace_back(red, green, blue);
     return vColours;
+}
+
+AttributeKind kindInText(const PointAttributes& attributes) {
+    return attributes.hasColour() ? AttributeKind::COLOUR : AttributeKind::NORMAL;
 }
 
 Vector3 asBytes(const Vector3& colour) {

@@ -15,6 +15,7 @@
 
 #include "kel.h"
 #include "littleEndian.h"
+#include "pointChoice.h"
 
 namespace TARN_KEL {
 
@@ -80,9 +81,34 @@ public:
     void leaveOutAll() {
         numOthers += vColumn.size();
         vColumn.clear();
+        vFacts.clear();
     }
+    /// Adds a line for the user on what is wrong with the file; the name comes before it.
+    void note(std::string line) { vNote.push_back(std::move(line)); }
+    const std::vector<std::string>& notes() const { return vNote; }
 
-    /// Makes room for so many more rows in all columns, once it is sure that they are there.
+    /// Has points chosen while they are read, and their rows with them. choice: must outlive this object. numBefore: of
+    /// older points in the list to which they are appended.
+    void chooseBy(const ChoosePoints& choice, std::size_t numBefore) {
+        pChoice = &choice;
+        numOlder = numBefore;
+    }
+    bool isChoosing() const { return pChoice != nullptr; }
+    /// Chooses among the points of the file that have come since the last time, and drops the others with their rows; does
+    /// nothing where none are chosen. vPoints: with the older ones. Columns may be behind.
+    void settle(std::vector<Point3>& vPoints);
+    /// The same as soon as many have come.
+    void settleMany(std::vector<Point3>& vPoints) {
+        constexpr std::size_t MANY = 16384;
+        if (isChoosing() && vPoints.size() - numOlder - numSettled >= MANY) settle(vPoints);
+    }
+    /// The same where their rows haven't been appended yet. Returns for each a number, 0 where it was dropped.
+    const std::vector<unsigned char>& settlePoints(std::vector<Point3>& vPoints, const ClassOf& classOf);
+    /// The points of the file that are left in the list, where points are chosen.
+    std::size_t numRowsOf(const std::vector<Point3>& vPoints) const { return vPoints.size() - numOlder; }
+
+    /// Makes room for so many more rows in all columns, once it is sure that they are there. None is made where points are
+    /// chosen.
     void reserve(std::size_t numRows);
     /// Appends values that lie as bytes, the low one first, a stride apart.
     void appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num);
@@ -96,22 +122,56 @@ public:
     void fillAll(std::size_t numRows);
     /// Gives the columns r, g and b, and a beside them, the names of channels, if all three are there.
     void nameChannels();
+    /// What the channels of a colour are of which none exceeds 1.
+    enum class Channels {
+        BY_SPELLING,  ///< fractions where any has a decimal point or an exponent, else bytes
+        FRACTIONS
+    };
     /// Columns of doubles that a text without types has given: drops those without a known value, names channels, and gives
     /// colours and classes a type of whole numbers: bytes also for fractions that are multiples of 1/255, as far as a text
-    /// shows.
-    void chooseTypes();
-    /// Gives columns of unsigned numbers of two bytes one, when all their values fit.
+    /// shows. Rows that were dropped count.
+    void chooseTypes(Channels channels = Channels::FRACTIONS);
+    /// Notes how a number was spelled that appendText() gets.
+    void noteSpelling(std::size_t column, std::string_view text);
+    /// Gives columns of unsigned numbers of two bytes, all of which fit into one, one.
     void narrowBytes(const std::vector<std::size_t>& vColumns);
-    /// Drops columns when all of them have no value but 0, or another one that says as little. vColumns: ascending.
-    void dropIfZero(const std::vector<std::size_t>& vColumns, int other = 0);
+    /// Drops columns. vColumns: ascending.
+    void drop(const std::vector<std::size_t>& vColumns);
 
 private:
+    /// What is known of the numbers of a column, or was of those that were dropped.
+    struct Facts {
+        double least = std::numeric_limits<double>::infinity(), greatest = -least;
+        bool bWhole = true;       ///< whole numbers only
+        bool bByteShares = true;  ///< multiples of 1/255 only, as far as six digits tell
+        bool bDecimals = false;   ///< some were spelled with a decimal point or an exponent; only of texts
+
+        void take(double number);
+        bool isNone() const { return least > greatest; }
+        /// There are some, all of them in that range.
+        bool isIn(double lowest, double highest) const { return !isNone() && least >= lowest && greatest <= highest; }
+        bool isWholeIn(double lowest, double highest) const { return bWhole && isIn(lowest, highest); }
+    };
+
     std::size_t size(std::size_t column) const { return vColumn[column].size(); }
-    /// Null when there is none of that name.
-    AttributeColumn* find(std::string_view name);
+    /// NONE when there is none of that name.
+    std::size_t find(std::string_view name) const;
+    /// Whether no value is known, of those that were dropped neither.
+    bool isUnknown(std::size_t column) const;
+    /// Of all numbers that were read.
+    Facts factsOf(std::size_t column) const;
+    Facts& factsSoFar(std::size_t column);
+    void chooseColourType(const std::vector<std::size_t>& vChannel, Channels channels);
+    ClassOf classesFrom(std::size_t firstRow) const;
+    void dropRows(std::size_t column, std::size_t firstRow, const std::vector<unsigned char>& vKept);
 
     std::vector<AttributeColumn> vColumn;
+    std::vector<Facts> vFacts;  // of what isn't in the columns; may be shorter than these
+    std::vector<std::string> vNote;
     std::size_t numOthers = 0, numBytesOthers = 0;
+    const ChoosePoints* pChoice = nullptr;
+    std::vector<unsigned char> vKeptLast;
+    std::size_t numOlder = 0, numSettled = 0;  // points
 };
 
 /// What the lines of a text have behind the coordinates, where the number of words there tells what they are.
@@ -120,14 +180,18 @@ public:
     /// The names of the first words, as far as they are known, of so many.
     using NamesFor = std::function<std::vector<std::string_view>(std::size_t numWords)>;
 
-    /// pColumns: empty, or null where nobody wants them.
-    WordColumns(AttributeColumns* pColumns_, NamesFor namesFor_) : pColumns(pColumns_), namesFor(std::move(namesFor_)) {}
+    /// pColumns: empty, or null where nobody wants them. channels: see AttributeColumns::chooseTypes().
+    WordColumns(AttributeColumns* pColumns_, NamesFor namesFor_,
+                AttributeColumns::Channels channels_ = AttributeColumns::Channels::FRACTIONS)
+        : pColumns(pColumns_), namesFor(std::move(namesFor_)), channels(channels_) {}
 
     /// Takes the words of the next row. The first ones that are taken decide which columns there are. Words that are
     /// missing, or no numbers, are values that aren't known.
     void take(std::string_view words);
     /// Leaves the rows up to that one without values.
     void skipTo(std::size_t row) { numRows = row; }
+    /// AttributeColumns::settleMany(), where each point has had its words taken.
+    void settleMany(std::vector<Point3>& vPoints);
     /// Gives all columns a value for each row, and types. To be called once, in the end.
     void finish();
 
@@ -136,6 +200,7 @@ private:
 
     AttributeColumns* pColumns;
     const NamesFor namesFor;
+    const AttributeColumns::Channels channels;
     std::size_t numRows = 0, numColumns = 0;
     std::size_t numFilled = 0;  ///< rows that all columns have
     bool bDecided = false;
@@ -151,6 +216,8 @@ std::vector<Vector3> normalsOf(const PointAttributes& attributes);
 std::vector<Vector3> coloursOf(const PointAttributes& attributes);
 /// The same colour as whole numbers from 0 to 255.
 Vector3 asBytes(const Vector3& colour);
+/// The one kind that a text of points holds behind their coordinates: the colour, else the normal.
+AttributeKind kindInText(const PointAttributes& attributes);
 
 /// Appends the rows of a file behind those of numBefore points. Leaves attributes unchanged where memory runs out, which
 /// throws.

@@ -187,7 +187,9 @@ void readCsvPoints(BlockReader& reader, std::vector<Point3>& vPoints, AttributeC
             pAttributes->leaveOutAll();
             table.vAttribute.clear();
         }
-        if (pAttributes != nullptr && numAbsent != numAbsentBefore) pAttributes->fillAll(vPoints.size() - numBefore);
+        if (pAttributes == nullptr) continue;
+        if (numAbsent != numAbsentBefore) pAttributes->fillAll(vPoints.size() - numBefore);
+        pAttributes->settleMany(vPoints);
     }
     if (pAttributes != nullptr) pAttributes->chooseTypes();
 }

@@ -1,10 +1,11 @@
 // Points of LAS files, versions 1.0 to 1.4.
 //
 // A file has a header of fixed fields that grew with the versions, then records that only say more about the points, such as
-// their coordinate system, and from a byte that the header names the points: records of one length, which begin with three
-// whole numbers. A coordinate is such a number times the scale of its axis, plus the offset of the axis. The format of the
-// points says what follows the coordinates, and so the least length of a record; files may append data of their own to each.
-// All numbers have their low bytes first.
+// their coordinate system or what is appended to each, and from a byte that the header names the points: records of one
+// length, which begin with three whole numbers. A coordinate is such a number times the scale of its axis, plus the offset
+// of the axis. The format of the points says what follows the coordinates, and so the least length of a record; files may
+// append data of their own to each, which are columns where the header describes them. All numbers have their low bytes
+// first.
 //
 // Up to version 1.3 the number of points has 32 bits. 1.4 has one of 64 bits, too, and leaves the old one 0 where it is too
 // small or the format is new; some writers fill in the old one only.
@@ -13,7 +14,7 @@
 //
 // What is written is version 1.2, format 0, or 1 to 3 with times and colours: those that every program reads. Only classes
 // above 31 need version 1.4 and format 6 or 7. Steps are powers of ten, so that the decimals of a scan stay what they were.
-// An offset amid the points leaves the steps all 32 bits.
+// An offset amid the points leaves the steps all 32 bits. Columns without a place in the format are appended to each point.
 #include "las_io.h"
 
 #include <algorithm>
@@ -28,6 +29,7 @@
 
 #include "AtomicFile.h"
 #include "attributeColumns.h"
+#include "lasExtraBytes.h"
 #include "littleEndian.h"
 #include "numberForms.h"
 #include "pointReading.h"
@@ -39,8 +41,9 @@ namespace {
 
 // Where the fields of the header begin, in bytes.
 constexpr std::size_t ENCODING = 6, MAJOR_VERSION = 24, MINOR_VERSION = 25, SYSTEM = 26, SOFTWARE = 58, HEADER_LENGTH = 94,
-                      FIRST_POINT = 96, POINT_FORMAT = 104, RECORD_LENGTH = 105, OLD_COUNT = 107, NUM_FIRST_RETURNS = 111,
-                      SCALES = 131, OFFSETS = 155, BOUNDS = 179, NEW_COUNT = 247, NEW_FIRST_RETURNS = 255;
+                      FIRST_POINT = 96, NUM_RECORDS = 100, POINT_FORMAT = 104, RECORD_LENGTH = 105, OLD_COUNT = 107,
+                      NUM_FIRST_RETURNS = 111, SCALES = 131, OFFSETS = 155, BOUNDS = 179, NEW_COUNT = 247,
+                      NEW_FIRST_RETURNS = 255;
 
 /// Bytes of a header, by the minor version.
 constexpr std::array<std::size_t, 5> HEADER_LENGTHS{227, 227, 227, 235, 375};
@@ -50,18 +53,23 @@ constexpr std::size_t WITH_NEW_COUNT = 4;  // the minor version
 constexpr std::array<std::size_t, 11> RECORD_LENGTHS{20, 28, 26, 34, 57, 63, 30, 36, 38, 59, 67};
 constexpr unsigned FIRST_NEW_FORMAT = 6;
 constexpr std::size_t INTENSITY = 12;  // in a point, like the next ones
-constexpr std::size_t RETURNS = 14, OLD_CLASS = 15, NEW_CLASS = 16;
+constexpr std::size_t RETURNS = 14, OLD_CLASS = 15, NEW_CLASS = 16, OLD_ANGLE = 16, NEW_ANGLE = 18, USER_DATA = 17,
+                      OLD_SOURCE = 18, NEW_SOURCE = 20;
 /// Where the three numbers of the colour, the time and the near infrared begin, by the format; 0 where there is none.
 constexpr std::array<std::size_t, 11> COLOURS{0, 0, 20, 28, 0, 28, 0, 30, 30, 0, 30};
 constexpr std::array<std::size_t, 11> TIMES{0, 20, 0, 20, 20, 20, 22, 22, 22, 22, 22};
 constexpr std::array<std::size_t, 11> INFRARED{0, 0, 0, 0, 0, 0, 0, 0, 36, 0, 36};
 constexpr unsigned COMPRESSED = 0xC0;  // bits that compressors set in the format
 
+// Where the fields of a record between header and points begin, in bytes; its content follows them.
+constexpr std::size_t USER = 2, USER_LENGTH = 16, RECORD_ID = 18, CONTENT_LENGTH = 20, RECORD_HEADER = 54;
+
 /// What the header says about the points.
 struct PointLayout {
     std::uint64_t numPoints = 0;
-    std::size_t first = 0;   ///< byte of the file
-    std::size_t length = 0;  ///< bytes from point to point
+    std::size_t headerLength = 0, numRecords = 0;  ///< the records are between the header and the points
+    std::size_t first = 0;                         ///< byte of the file
+    std::size_t length = 0;                        ///< bytes from point to point
     std::size_t classByte = 0;
     unsigned classMask = 0;  ///< the bits of that byte that are the class; old formats have flags in the others
     unsigned format = 0;
@@ -148,6 +156,8 @@ PointLayout readLayout(BlockReader& reader) {
     PointLayout layout;
     layout.length = recordLength(pHeader);
     layout.first = firstPoint(pHeader, minor);
+    layout.headerLength = loadInt<std::uint16_t>(pHeader + HEADER_LENGTH);
+    layout.numRecords = loadInt<std::uint32_t>(pHeader + NUM_RECORDS);
     layout.numPoints = numPointsOf(pHeader, minor);
     const unsigned format = byteAt(pHeader, POINT_FORMAT);
     const bool bOldFormat = format < FIRST_NEW_FORMAT;
@@ -176,37 +186,112 @@ double coordinate(const char* pRecord, std::size_t axis, const PointLayout& layo
     return steps * layout.aScale[axis] + layout.aOffset[axis];
 }
 
+// ---- What is appended to each point
+
+std::size_t numExtraBytes(const PointLayout& layout) {
+    return layout.length - RECORD_LENGTHS[layout.format];
+}
+
+bool describesExtras(const char* pRecord) {
+    const std::string_view user(pRecord + USER, USER_LENGTH);
+    return user.substr(0, user.find('\0')) == LAS_SPEC_USER &&
+           loadInt<std::uint16_t>(pRecord + RECORD_ID) == EXTRA_BYTES_RECORD;
+}
+
+/// Of descriptions that count more bytes than there are none is believed.
+std::vector<LasExtra> believedExtras(std::string_view descriptions, const PointLayout& layout, AttributeColumns& columns) {
+    LasExtras extras = extrasOf(descriptions);
+    const std::size_t numBytes = numExtraBytes(layout);
+    if (extras.numDescribed > numBytes) {
+        columns.note("its header describes " + std::to_string(extras.numDescribed) + " bytes behind each point, where " +
+                     std::to_string(numBytes) + " are");
+        return {};
+    }
+    columns.leaveOutBytes(numBytes - extras.numDescribed + extras.numOthers);
+    return std::move(extras.vExtra);
+}
+
+/// Consumes the header and the records up to the points. Returns what is known of the bytes behind each point. A chain of
+/// records that leads nowhere tells nothing.
+std::vector<LasExtra> skipToPoints(BlockReader& reader, const PointLayout& layout, AttributeColumns* pColumns) {
+    std::vector<LasExtra> vExtra;
+    std::size_t pos = 0;  // of the reader, in the file
+    const auto skipTo = [&](std::size_t end) {
+        if (!reader.skipFar(end - pos))
+            refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
+        pos = end;
+    };
+    const bool bWanted = pColumns != nullptr && numExtraBytes(layout) > 0;
+    if (bWanted) pColumns->leaveOutBytes(numExtraBytes(layout));
+    skipTo(layout.headerLength);
+    for (std::size_t i = 0; bWanted && i < layout.numRecords && layout.first - pos >= RECORD_HEADER; ++i) {
+        if (!reader.fill(RECORD_HEADER)) break;
+        const std::size_t length = RECORD_HEADER + loadInt<std::uint16_t>(reader.begin() + CONTENT_LENGTH);
+        if (length > layout.first - pos || !reader.fill(length)) break;
+        if (describesExtras(reader.begin())) {
+            vExtra = believedExtras({reader.begin() + RECORD_HEADER, length - RECORD_HEADER}, layout, *pColumns);
+            break;
+        }
+        skipTo(pos + length);
+    }
+    skipTo(layout.first);
+    return vExtra;
+}
+
+// ---- What points carry
+
+/// The bits that are set in any of many records.
+class RecordBits {
+public:
+    explicit RecordBits(std::size_t numBytes_) : numBytes(numBytes_), vWord(numBytes_ / WORD, 0) {}
+
+    void take(const char* p) {
+        for (std::size_t i = 0; i < vWord.size(); ++i)
+            vWord[i] |= loadInt<std::uint64_t>(p + i * WORD);
+        last |= loadInt<std::uint64_t>(p + numBytes - WORD);
+    }
+    unsigned at(std::size_t byte) const {
+        const bool bInWord = byte < vWord.size() * WORD;
+        const std::uint64_t word = bInWord ? vWord[byte / WORD] : last;
+        return static_cast<unsigned>(word >> (8 * (bInWord ? byte % WORD : byte - (numBytes - WORD))) & 0xFF);
+    }
+    bool areZero(std::size_t byte, std::size_t num) const {
+        for (std::size_t i = 0; i < num; ++i)
+            if (at(byte + i) != 0) return false;
+        return true;
+    }
+
+private:
+    static constexpr std::size_t WORD = sizeof(std::uint64_t);
+
+    const std::size_t numBytes;  // of a record that count; at least a word
+    std::vector<std::uint64_t> vWord;
+    std::uint64_t last = 0;  // of the last bytes, which may be in no whole word
+};
+
 /// The attributes of a file, as they are taken from runs of records.
+///
+/// Which columns nobody filled in, and whether colours have 8 bits, is told by all points of the file, also by those that
+/// are left out.
 class LasAttributes {
 public:
     /// pColumns: null where nobody wants them.
-    LasAttributes(const PointLayout& layout, AttributeColumns* pColumns_) : length(layout.length), pColumns(pColumns_) {
+    LasAttributes(const PointLayout& layout, const std::vector<LasExtra>& vExtra_, AttributeColumns* pColumns_)
+        : length(layout.length), bits(RECORD_LENGTHS[layout.format]), vExtra(vExtra_), pColumns(pColumns_) {
         if (pColumns == nullptr) return;
-        const std::size_t format = layout.format;
-        pColumns->leaveOutBytes(length - RECORD_LENGTHS[format]);
-        const bool bOld = format < FIRST_NEW_FORMAT;
-        const unsigned countBits = bOld ? 3 : 4, countMask = bOld ? 0x7 : 0xF;
-        add<std::uint16_t>("intensity", INTENSITY);
-        add<std::uint8_t>("classification", layout.classByte, 0, layout.classMask);
-        firstReturn = vField.size();
-        add<std::uint8_t>("return_number", RETURNS, 0, countMask);
-        add<std::uint8_t>("number_of_returns", RETURNS, countBits, countMask);
-        bOld ? add<std::int8_t>("scan_angle", 16) : add<std::int16_t>("scan_angle", 18);
-        add<std::uint8_t>("user_data", 17);
-        add<std::uint16_t>("point_source_id", bOld ? 18 : 20);
-        if (TIMES[format] != 0) add<double>("gps_time", TIMES[format]);
-        if (INFRARED[format] != 0) add<std::uint16_t>("nir", INFRARED[format]);
-        firstColour = vField.size();
-        if (COLOURS[format] == 0) return;
-        std::size_t byte = COLOURS[format];
-        for (const char* name : {"red", "green", "blue"}) {
-            add<std::uint16_t>(name, byte);
-            byte += sizeof(std::uint16_t);
-        }
+        addFields(layout);
+        addExtras(RECORD_LENGTHS[layout.format]);
     }
 
     void reserve(std::size_t numPoints) {
         if (pColumns != nullptr) pColumns->reserve(numPoints);
+    }
+
+    /// To be called with all records of the file.
+    void look(const char* p, std::uint64_t numRecords) {
+        if (pColumns == nullptr) return;
+        for (std::uint64_t i = 0; i < numRecords; ++i, p += length)
+            bits.take(p);
     }
 
     void take(const char* pFirst, std::uint64_t numRecords) {
@@ -214,34 +299,65 @@ public:
             pColumns->appendBytes(i, pFirst + vField[i].byte, length, numRecords);
     }
 
-    /// Leaves out what isn't known. Many writers put colours of 8 bits a channel into the 16 bits.
     void finish() {
         if (pColumns == nullptr) return;
-        for (std::size_t i = 0; i < vField.size(); ++i)
+        for (std::size_t i = 0; i < firstExtra; ++i)
             takeBits(vField[i], pColumns->columns()[i]);
-        if (firstColour < vField.size()) {
-            const std::vector<std::size_t> vColour{firstColour, firstColour + 1, firstColour + 2};
-            pColumns->narrowBytes(vColour);
-            pColumns->dropIfZero(vColour);
-        }
-        for (std::size_t i = firstColour; i-- > firstReturn + 2;)
-            pColumns->dropIfZero({i});
-        pColumns->dropIfZero({firstReturn, firstReturn + 1}, 1);  // the only return of each pulse
-        for (std::size_t i = firstReturn; i-- > 0;)
-            pColumns->dropIfZero({i});
+        for (std::size_t i = firstExtra; i < vField.size(); ++i)
+            finishExtra(vExtra[i - firstExtra], pColumns->columns()[i]);
+        const std::size_t numUnused = dropUnused();
+        nameExtras(firstExtra - numUnused);
     }
 
 private:
     /// The one of that number among the columns.
     struct Field {
-        std::size_t byte;
+        std::size_t byte, width;
         unsigned shift, mask;  ///< the bits of a byte that it has; mask 0: all
+        unsigned idle;         ///< the greatest value that says nothing
     };
 
     template <typename T>
-    void add(const char* name, std::size_t byte, unsigned shift = 0, unsigned mask = 0) {
+    void add(const char* name, std::size_t byte, unsigned shift = 0, unsigned mask = 0, unsigned idle = 0) {
         pColumns->add(name, std::vector<T>());
-        vField.push_back({byte, shift, mask});
+        vField.push_back({byte, sizeof(T), shift, mask, idle});
+    }
+
+    void addFields(const PointLayout& layout) {
+        constexpr unsigned ONLY_RETURN = 1;
+        const std::size_t format = layout.format;
+        const bool bOld = format < FIRST_NEW_FORMAT;
+        const unsigned countBits = bOld ? 3 : 4, countMask = bOld ? 0x7 : 0xF;
+        add<std::uint16_t>("intensity", INTENSITY);
+        add<std::uint8_t>("classification", layout.classByte, 0, layout.classMask);
+        add<std::uint8_t>("return_number", RETURNS, 0, countMask, ONLY_RETURN);
+        add<std::uint8_t>("number_of_returns", RETURNS, countBits, countMask, ONLY_RETURN);
+        bOld ? add<std::int8_t>("scan_angle", OLD_ANGLE) : add<std::int16_t>("scan_angle", NEW_ANGLE);
+        add<std::uint8_t>("user_data", USER_DATA);
+        add<std::uint16_t>("point_source_id", bOld ? OLD_SOURCE : NEW_SOURCE);
+        if (TIMES[format] != 0) add<double>("gps_time", TIMES[format]);
+        if (INFRARED[format] != 0) add<std::uint16_t>("nir", INFRARED[format]);
+        firstColour = vField.size();
+        std::size_t byte = COLOURS[format];
+        for (const char* name : {"red", "green", "blue"}) {
+            if (COLOURS[format] != 0) add<std::uint16_t>(name, byte);
+            byte += sizeof(std::uint16_t);
+        }
+        firstExtra = vField.size();
+    }
+
+    /// numBytes: of the format.
+    void addExtras(std::size_t numBytes) {
+        for (const LasExtra& extra : vExtra) {
+            if (pColumns->add(extra.name, extra.values) == AttributeColumns::NONE) break;
+            vField.push_back({numBytes + extra.byte, 0, 0, 0, 0});
+        }
+    }
+
+    /// Whether all values are 0 or as idle.
+    bool isUnused(const Field& field) const {
+        if (field.mask != 0) return (bits.at(field.byte) >> field.shift & field.mask) <= field.idle;
+        return bits.areZero(field.byte, field.width);
     }
 
     static void takeBits(const Field& field, AttributeColumn& column) {
@@ -258,38 +374,95 @@ private:
         }
     }
 
+    /// Drops fields that nobody filled in; the channels of a colour together, and so are returns where each is the only one.
+    /// Many writers put colours of 8 bits a channel into the 16 bits. Returns how many were dropped.
+    std::size_t dropUnused() {
+        std::vector<std::size_t> vUnused, vColour;
+        for (std::size_t i = 0; i < firstExtra; ++i)
+            (i < firstColour ? vUnused : vColour).push_back(i);
+        const auto isIdle = [&](std::size_t i) { return isUnused(vField[i]); };
+        const bool bReturns = !isIdle(FIRST_RETURN) || !isIdle(FIRST_RETURN + 1);
+        std::erase_if(vUnused,
+                      [&](std::size_t i) { return i == FIRST_RETURN || i == FIRST_RETURN + 1 ? bReturns : !isIdle(i); });
+        if (std::all_of(vColour.begin(), vColour.end(), [&](std::size_t i) { return bits.at(vField[i].byte + 1) == 0; }))
+            pColumns->narrowBytes(vColour);
+        if (std::all_of(vColour.begin(), vColour.end(), isIdle))
+            vUnused.insert(vUnused.end(), vColour.begin(), vColour.end());
+        pColumns->drop(vUnused);
+        return vUnused.size();
+    }
+
+    /// Gives extra columns the very names of the file, also such that a field had which is gone now. first: of them among
+    /// the columns.
+    void nameExtras(std::size_t first) {
+        std::vector<AttributeColumn>& vColumn = pColumns->columns();
+        for (std::size_t i = first; i < vColumn.size(); ++i) {
+            const std::string& name = vExtra[i - first].name;
+            const auto hasName = [&name](const AttributeColumn& column) { return column.name == name; };
+            if (std::none_of(vColumn.begin(), vColumn.end(), hasName)) vColumn[i].name = name;
+        }
+    }
+
+    static constexpr std::size_t FIRST_RETURN = 2;  // of the fields; the next one is how many there were
+
     const std::size_t length;  // bytes from point to point
+    RecordBits bits;
+    const std::vector<LasExtra>& vExtra;
     AttributeColumns* pColumns;
     std::vector<Field> vField;
-    std::size_t firstReturn = 0;  // and behind it how many there were
-    std::size_t firstColour = 0;  // behind the last column when there is none
+    std::size_t firstColour = 0, firstExtra = 0;  // of the fields
 };
 
-void appendRun(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints,
-               LasAttributes& attributes) {
-    attributes.take(p, numRecords);
+void appendCoordinates(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints) {
     for (std::uint64_t i = 0; i < numRecords; ++i, p += layout.length)
         vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
 }
 
-/// isWanted: bool(const char* pRecord). bAllThere: the file has all its points, and all of them may be wanted.
+/// Calls use(first, number) for each run of wanted ones among so many. isWanted: bool(std::uint64_t), called for each once.
+template <typename IsWanted, typename Use>
+void forRuns(std::uint64_t num, const IsWanted& isWanted, const Use& use) {
+    std::uint64_t first = 0;
+    for (std::uint64_t i = 0; i < num; ++i) {
+        if (isWanted(i)) continue;
+        if (i > first) use(first, i - first);
+        first = i + 1;
+    }
+    if (num > first) use(first, num - first);
+}
+
+unsigned classOf(const char* pRecord, const PointLayout& layout) {
+    return byteAt(pRecord, layout.classByte) & layout.classMask;
+}
+
+/// Appends those of some records that are chosen. pColumns: not null.
+void chooseRecords(const char* p, std::uint64_t num, const PointLayout& layout, std::vector<Point3>& vPoints,
+                   AttributeColumns* pColumns, LasAttributes& attributes) {
+    appendCoordinates(p, num, layout, vPoints);
+    const auto classAt = [&](std::size_t i) { return std::optional<double>(classOf(p + i * layout.length, layout)); };
+    const std::vector<unsigned char>& vKept = pColumns->settlePoints(vPoints, classAt);
+    forRuns(
+        num, [&](std::uint64_t i) { return vKept[i] != 0; },
+        [&](std::uint64_t first, std::uint64_t numHere) { attributes.take(p + first * layout.length, numHere); });
+}
+
+/// isWanted: bool(const char* pRecord); where the columns say which points are chosen, it isn't asked. bAllThere: the file
+/// has all its points, and all of them may be wanted.
 template <typename IsWanted>
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, AttributeColumns* pColumns,
                   bool bAllThere, const IsWanted& isWanted) {
-    if (!reader.skipFar(layout.first))
-        refuseEnd(reader, "ends before byte " + std::to_string(layout.first) + ", where its points begin");
-    LasAttributes attributes(layout, pColumns);
+    const std::vector<LasExtra> vExtra = skipToPoints(reader, layout, pColumns);
+    LasAttributes attributes(layout, vExtra, pColumns);
     if (bAllThere) attributes.reserve(layout.numPoints);
     const auto append = [&](const char* p, std::uint64_t numHere) {
-        const char* const end = p + numHere * layout.length;
-        for (const char* pRun = p; p != end;) {
-            const bool bWanted = isWanted(p);
-            p += layout.length;
-            if (bWanted && p != end) continue;
-            const char* const pRunEnd = bWanted ? p : p - layout.length;
-            appendRun(pRun, static_cast<std::uint64_t>(pRunEnd - pRun) / layout.length, layout, vPoints, attributes);
-            pRun = p;
-        }
+        attributes.look(p, numHere);
+        if (pColumns != nullptr && pColumns->isChoosing())
+            return chooseRecords(p, numHere, layout, vPoints, pColumns, attributes);
+        forRuns(
+            numHere, [&](std::uint64_t i) { return isWanted(p + i * layout.length); },
+            [&](std::uint64_t first, std::uint64_t num) {
+                attributes.take(p + first * layout.length, num);
+                appendCoordinates(p + first * layout.length, num, layout, vPoints);
+            });
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.length, append);
     if (numRead < layout.numPoints) refuseEnd(reader, tooShortText(layout, numRead));
@@ -300,7 +473,7 @@ void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point
     const PointLayout layout = readLayout(reader);
     if (const std::optional<std::uint64_t> fileLength = file.size()) {
         requireLength(*fileLength, layout);
-        vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns == nullptr || !pColumns->isChoosing()) vPoints.reserve(vPoints.size() + layout.numPoints);
     }
     appendPoints(reader, layout, vPoints, pColumns, file.size().has_value(), [](const char*) { return true; });
 }
@@ -312,7 +485,7 @@ std::size_t readLasClasses(const InputFile& file, BlockReader& reader, const Las
     if (file.size()) requireLength(*file.size(), layout);
     std::size_t numOthers = 0;
     appendPoints(reader, layout, vPoints, pColumns, false, [&](const char* pRecord) {
-        const bool bWanted = aWanted[byteAt(pRecord, layout.classByte) & layout.classMask];
+        const bool bWanted = aWanted[classOf(pRecord, layout)];
         numOthers += bWanted ? 0 : 1;
         return bWanted;
     });
@@ -382,7 +555,30 @@ std::array<WrittenAxis, 3> axesFor(std::span<const Point3> points) {
     return {axisFor(points, 0, spacing), axisFor(points, 1, spacing), axisFor(points, 2, spacing)};
 }
 
-std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis, std::size_t format) {
+using ExtraColumns = std::vector<const AttributeColumn*>;
+
+/// The record that describes columns which are appended to each point; empty without such ones.
+std::string extrasRecord(const ExtraColumns& vExtra) {
+    if (vExtra.empty()) return {};
+    std::string record(RECORD_HEADER, '\0');
+    record.replace(USER, LAS_SPEC_USER.size(), LAS_SPEC_USER);
+    storeInt(&record[RECORD_ID], EXTRA_BYTES_RECORD);
+    storeInt(&record[CONTENT_LENGTH], static_cast<std::uint16_t>(vExtra.size() * EXTRA_DESCRIPTION));
+    for (const AttributeColumn* pColumn : vExtra)
+        record += extraDescription(*pColumn);
+    return record;
+}
+
+std::size_t writtenLength(std::size_t format, const ExtraColumns& vExtra) {
+    std::size_t length = RECORD_LENGTHS[format];
+    for (const AttributeColumn* pColumn : vExtra)
+        length += extraWidth(*pColumn);
+    return length;
+}
+
+/// With the records behind it.
+std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& aAxis, std::size_t format,
+                      const ExtraColumns& vExtra) {
     constexpr std::uint16_t WELL_KNOWN_TEXT = 1 << 4;  // the form of coordinate systems that new formats must claim
     const bool bNew = format >= FIRST_NEW_FORMAT;
     const std::size_t minor = bNew ? WITH_NEW_COUNT : 2;
@@ -395,9 +591,11 @@ std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& a
     putText(SYSTEM, "OTHER");  // than a scanner
     putText(SOFTWARE, "KEL");
     storeInt(p + HEADER_LENGTH, static_cast<std::uint16_t>(header.size()));
-    storeInt(p + FIRST_POINT, static_cast<std::uint32_t>(header.size()));
+    const std::string record = extrasRecord(vExtra);
+    storeInt(p + FIRST_POINT, static_cast<std::uint32_t>(header.size() + record.size()));
+    storeInt(p + NUM_RECORDS, static_cast<std::uint32_t>(record.empty() ? 0 : 1));
     p[POINT_FORMAT] = static_cast<char>(format);
-    storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(RECORD_LENGTHS[format]));
+    storeInt(p + RECORD_LENGTH, static_cast<std::uint16_t>(writtenLength(format, vExtra)));
     if (bNew) {
         storeInt(p + ENCODING, WELL_KNOWN_TEXT);
         storeInt(p + NEW_COUNT, static_cast<std::uint64_t>(numPoints));
@@ -413,7 +611,7 @@ std::string headerFor(std::size_t numPoints, const std::array<WrittenAxis, 3>& a
         storeDouble(p + BOUNDS + 2 * i * sizeof(double), axis.place(axis.greatest));
         storeDouble(p + BOUNDS + (2 * i + 1) * sizeof(double), axis.place(axis.least));
     }
-    return header;
+    return header + record;
 }
 
 /// What a record holds beside the place: numbers of one or two bytes, or a double.
@@ -461,6 +659,8 @@ std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size
         if (isWritable(pColumn, most)) vField.push_back({pColumn, byte, width, 1.0});
     };
     addIfFits(attributes.find("intensity"), INTENSITY, 2, MOST);
+    addIfFits(attributes.find("user_data"), USER_DATA, 1, MOST_CLASS);
+    addIfFits(attributes.find("point_source_id"), bNew ? NEW_SOURCE : OLD_SOURCE, 2, MOST);
     addIfFits(findClasses(attributes), bNew ? NEW_CLASS : OLD_CLASS, 1, bNew ? MOST_CLASS : MOST_OLD_CLASS);
     if (const AttributeColumn* const pTime = attributes.find("gps_time"))
         vField.push_back({pTime, TIMES[format], sizeof(double), 1.0});
@@ -472,24 +672,23 @@ std::vector<WrittenField> fieldsFor(const PointAttributes& attributes, std::size
     return vField;
 }
 
-void warnOfOthers(const std::string& filename, const PointAttributes& attributes, const std::vector<WrittenField>& vField) {
-    std::string names;
+/// The columns that no field holds, as many as a record can describe.
+ExtraColumns extrasFor(const PointAttributes& attributes, const std::vector<WrittenField>& vField) {
+    constexpr std::size_t MOST = std::numeric_limits<std::uint16_t>::max() / EXTRA_DESCRIPTION;
+    ExtraColumns vExtra;
     for (const AttributeColumn& column : attributes.vColumns) {
         const auto isColumn = [&column](const WrittenField& field) { return field.pColumn == &column; };
-        if (std::any_of(vField.begin(), vField.end(), isColumn)) continue;
-        names += (names.empty() ? "" : ", ") + column.name;
+        if (vExtra.size() < MOST && std::none_of(vField.begin(), vField.end(), isColumn)) vExtra.push_back(&column);
     }
-    if (!names.empty())
-        warning("writePoints_LAS", filename + ": left out " + names +
-                                       ": what is written is a colour, a gps_time, an intensity of whole numbers up to "
-                                       "65535 and classes up to 255");
+    return vExtra;
 }
 
 void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis,
-                  const std::vector<WrittenField>& vField, std::size_t format, AtomicFile& file) {
+                  const std::vector<WrittenField>& vField, const ExtraColumns& vExtra, std::size_t format,
+                  AtomicFile& file) {
     constexpr char ONLY_OLD_RETURN = 1 | (1 << 3),
                    ONLY_RETURN = 1 | (1 << 4);  // its number, from 1, and how many there were
-    std::string record(RECORD_LENGTHS[format], '\0');
+    std::string record(writtenLength(format, vExtra), '\0');
     record[RETURNS] = format < FIRST_NEW_FORMAT ? ONLY_OLD_RETURN : ONLY_RETURN;
     for (std::size_t row = 0; row < points.size(); ++row) {
         for (std::size_t i = 0; i < 3; ++i) {
@@ -504,6 +703,11 @@ void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 
                 continue;
             }
             width == 1 ? storeInt(&record[byte], static_cast<std::uint8_t>(bits)) : storeInt(&record[byte], bits);
+        }
+        char* pExtra = record.data() + RECORD_LENGTHS[format];
+        for (const AttributeColumn* pColumn : vExtra) {
+            storeExtra(*pColumn, row, pExtra);
+            pExtra += extraWidth(*pColumn);
         }
         file.write(record);
     }
@@ -531,11 +735,13 @@ std::string writeLas(const std::string& filename, std::span<const Point3> points
     AtomicFile file(filename);
     const std::array<WrittenAxis, 3> aAxis = axesFor(points);
     const std::size_t format = formatFor(attributes);
-    file.write(headerFor(points.size(), aAxis, format));
     const std::vector<WrittenField> vField = fieldsFor(attributes, format);
-    writeRecords(points, aAxis, vField, format, file);
+    const ExtraColumns vExtra = extrasFor(attributes, vField);
+    file.write(headerFor(points.size(), aAxis, format, vExtra));
+    writeRecords(points, aAxis, vField, vExtra, format, file);
     if (!file.commit()) return "can't be written";
-    warnOfOthers(filename, attributes, vField);
+    const std::size_t numOthers = attributes.vColumns.size() - vField.size() - vExtra.size();
+    if (numOthers > 0) warning("writePoints_LAS", filename + ": left out " + toString(numOthers) + " columns");
     return {};
 }
 

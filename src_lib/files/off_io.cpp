@@ -132,8 +132,10 @@ public:
         : lines(lines_),
           mesh(mesh_),
           header(readOffHeader(lines)),
-          columns(header.parts.bNormal || header.parts.bColour ? pAttributes : nullptr,
-                  [parts = header.parts](std::size_t numWords) { return namesOfWords(parts, numWords); }) {}
+          columns(
+              header.parts.bNormal || header.parts.bColour ? pAttributes : nullptr,
+              [parts = header.parts](std::size_t numWords) { return namesOfWords(parts, numWords); },
+              AttributeColumns::Channels::BY_SPELLING) {}
 
     void read() {
         readVertices();

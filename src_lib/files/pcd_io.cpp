@@ -300,6 +300,7 @@ void appendText(const PcdLayout& layout, NumberedLines& lines, std::vector<Point
         const std::optional<Point3> point = pointOfLine(line, layout, pColumns);
         if (!point) lines.refuseLine("expected " + std::to_string(layout.numColumns) + " columns with x, y and z");
         vPoints.push_back(*point);
+        if (pColumns != nullptr) pColumns->settleMany(vPoints);
     }
 }
 
@@ -308,7 +309,7 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
     if (file.size()) {
         const std::uint64_t numBytes = *file.size() - std::min(*file.size(), layout.headerLength);
         if (numBytes / layout.recordLength < layout.numPoints) refuse(missingText(layout, numBytes / layout.recordLength));
-        vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns == nullptr || !pColumns->isChoosing()) vPoints.reserve(vPoints.size() + layout.numPoints);
         if (pColumns != nullptr) pColumns->reserve(layout.numPoints);
     }
     const auto append = [&](const char* p, std::uint64_t numHere) {
@@ -319,6 +320,7 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
                       vPoints);
         for (const PcdLayout::Attribute& attribute : layout.vAttribute)
             pColumns->appendBytes(attribute.target, p + attribute.field + attribute.offset, layout.recordLength, numHere);
+        if (pColumns != nullptr) pColumns->settleMany(vPoints);
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.recordLength, append);
     if (numRead < layout.numPoints) refuseEnd(reader, missingText(layout, numRead));

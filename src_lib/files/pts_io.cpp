@@ -67,6 +67,7 @@ void readUncounted(NumberedLines& lines, std::string_view line, std::vector<Poin
         if (!point) lines.refuseLine("expected a point");
         vPoints.push_back(*point);
         words.take(rest);
+        words.settleMany(vPoints);
     } while (lines.next(line));
 }
 
@@ -82,6 +83,7 @@ void readPtsPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
             std::string_view rest;
             vPoints.push_back(nextPoint(lines, i, *numPoints, rest));
             words.take(rest);
+            words.settleMany(vPoints);
         }
     }
 }
@@ -142,6 +144,7 @@ void readPtxPoints(BlockReader& reader, std::vector<Point3>& vPoints, WordColumn
             if (point == nothing) continue;
             vPoints.push_back(map(point));
             words.take(rest);
+            words.settleMany(vPoints);
         }
     }
 }

@@ -62,7 +62,7 @@ public:
     std::size_t numWords = 0;  // of the point at which it was given up
 };
 
-/// The same for all points.
+/// The same for all points. They are columns with the names of a colour until the last one tells whether they are one.
 class UnnamedColumns {
 public:
     /// pAttributes: null where nobody wants them.
@@ -72,62 +72,52 @@ public:
     /// behind: of the next points; ignored where they aren't wanted.
     void take(const Behind& behind) {
         if (!areWanted()) return;
-        for (std::size_t i = 0; i < NUM; ++i)
-            aColumn[i].insert(aColumn[i].end(), behind.aColumn[i].begin(), behind.aColumn[i].end());
+        if (pAttributes->columns().empty() && !behind.aColumn[0].empty())
+            for (const char* name : {"red", "green", "blue"})
+                pAttributes->add(name, noValues<double>());
+        for (std::size_t i = 0; i < behind.aColumn[0].size(); ++i)
+            judge(behind.aColumn[0][i], behind.aColumn[1][i], behind.aColumn[2][i]);
+        for (std::size_t i = 0; i < pAttributes->columns().size(); ++i) {
+            auto& vValue = std::get<std::vector<double>>(pAttributes->columns()[i].values);
+            vValue.insert(vValue.end(), behind.aColumn[i].begin(), behind.aColumn[i].end());
+        }
         if (behind.bGivenUp) giveUp(behind.numWords);
     }
 
     void finish() {
-        if (!areWanted() || aColumn[0].empty()) return;
-        if (isColour())
-            addColumns({"red", "green", "blue"});
-        else if (areNormals())
-            addColumns({"nx", "ny", "nz"});
-        else
-            pAttributes->leaveOut(NUM);
+        if (!areWanted() || pAttributes->columns().empty()) return;
+        const bool bColour = bAllBytes && bSomeBright;  // flat ground has normals of whole numbers, 0 0 1
+        if (!bColour && !(bAllNormals && bSomeLength)) {
+            pAttributes->leaveOutAll();
+            return;
+        }
+        if (!bColour)
+            for (std::size_t i = 0; i < NUM; ++i)
+                pAttributes->columns()[i].name = std::array{"nx", "ny", "nz"}[i];
+        pAttributes->chooseTypes();
     }
 
 private:
     void giveUp(std::size_t numWords) {
         bGivenUp = true;
-        pAttributes->leaveOut(std::max(numWords, aColumn[0].empty() ? 0 : NUM));
-        aColumn = {};
+        pAttributes->leaveOut(std::max(numWords, pAttributes->columns().size()) - pAttributes->columns().size());
+        pAttributes->leaveOutAll();
     }
 
-    /// isGood: bool(double, double, double).
-    template <typename IsGood>
-    bool allRows(const IsGood& isGood) const {
-        for (std::size_t i = 0; i < aColumn[0].size(); ++i)
-            if (!isGood(aColumn[0][i], aColumn[1][i], aColumn[2][i])) return false;
-        return true;
-    }
-
-    bool isColour() const {
-        const auto isByte = [](double v) { return v >= 0.0 && v <= 255.0 && v == std::floor(v); };
-        const auto isDark = [](double r, double g, double b) { return r <= 1.0 && g <= 1.0 && b <= 1.0; };
-        return allRows([&](double r, double g, double b) { return isByte(r) && isByte(g) && isByte(b); }) &&
-               !allRows(isDark);  // flat ground has normals of whole numbers, 0 0 1
-    }
-
-    bool areNormals() const {
+    void judge(double x, double y, double z) {
         constexpr double ROUNDED = 0.02;  // of the square, as two digits leave it
-        const auto square = [](double x, double y, double z) { return x * x + y * y + z * z; };
-        return allRows([&](double x, double y, double z) {
-                   const double s = square(x, y, z);
-                   return s == 0.0 || std::abs(s - 1.0) <= ROUNDED;
-               }) &&
-               !allRows([&](double x, double y, double z) { return square(x, y, z) == 0.0; });
-    }
-
-    void addColumns(const std::array<const char*, NUM>& aName) {
-        for (std::size_t i = 0; i < NUM; ++i)
-            pAttributes->add(aName[i], std::move(aColumn[i]));
-        pAttributes->chooseTypes();
+        const auto isByte = [](double v) { return v >= 0.0 && v <= 255.0 && v == std::floor(v); };
+        bAllBytes = bAllBytes && isByte(x) && isByte(y) && isByte(z);
+        bSomeBright = bSomeBright || x > 1.0 || y > 1.0 || z > 1.0;
+        const double square = x * x + y * y + z * z;
+        bAllNormals = bAllNormals && (square == 0.0 || std::abs(square - 1.0) <= ROUNDED);
+        bSomeLength = bSomeLength || square != 0.0;
     }
 
     AttributeColumns* pAttributes;
-    std::array<std::vector<double>, NUM> aColumn;
     bool bGivenUp = false;
+    bool bAllBytes = true, bSomeBright = false;    // of all rows so far
+    bool bAllNormals = true, bSomeLength = false;  // the same
 };
 
 /// The beginning of a line for a message, without what a terminal would take for a command.
@@ -182,11 +172,11 @@ void skipMark(LineBlocks& blocks) {
     blocks.skip(start.size() - withoutByteOrderMark(start).size());
 }
 
-/// Has all workers parse a file: parse(lines, result), then take(result) in the order of the lines, before the points are
-/// appended. A mark of UTF-8 is skipped where lines may have any end, and UTF-16 refused. Returns false, after a line with
-/// the name, when the file can't be read.
+/// Has all workers parse a file: parse(lines, result), then take(result) in the order of the lines, behind the points that
+/// it has appended. A mark of UTF-8 is skipped where lines may have any end, and UTF-16 refused. Returns false, after a line
+/// with the name, when the file can't be read.
 template <typename Parse, typename Take>
-bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>& vPoints, const Parse& parse,
+bool readLines(const std::string& filename, LineEnd lineEnd, bool bReserve, std::vector<Point3>& vPoints, const Parse& parse,
                const Take& take) {
     const auto refuseFile = [&filename](const std::string& why) {
         out() << filename << " " << why << std::endl;
@@ -201,9 +191,9 @@ bool readLines(const std::string& filename, LineEnd lineEnd, std::vector<Point3>
     };
     bool bReserved = false;
     const auto append = [&](const LinesRead& read) {
-        take(read);
-        if (!std::exchange(bReserved, true) && file.size()) reserveFor(*file.size(), read, vPoints);
+        if (bReserve && !std::exchange(bReserved, true) && file.size()) reserveFor(*file.size(), read, vPoints);
         vPoints.insert(vPoints.end(), read.vPoint.begin(), read.vPoint.end());
+        take(read);
     };
     LineBlocks blocks(file.stream(), lineEnd);
     try {
@@ -222,12 +212,12 @@ bool readXyz(const std::string& filename, std::vector<Point3>& vPoints) {
             if (const std::optional<Point3> point = extractPoint(line)) read.vPoint.push_back(*point);
         });
     };
-    return readLines(filename, LineEnd::LINE_FEED, vPoints, parse, [](const LinesRead&) {});
+    return readLines(filename, LineEnd::LINE_FEED, true, vPoints, parse, [](const LinesRead&) {});
 }
 
 bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
-    const std::size_t numBefore = vPoints.size();
     std::uint64_t numSkipped = 0;
+    bool bPoint = false;  // whether there was one
     std::string firstSkipped;
     UnnamedColumns columns(pAttributes);
     const auto parse = [bColumns = columns.areWanted()](std::string_view lines, LinesRead& read) {
@@ -243,13 +233,16 @@ bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, Attr
         });
     };
     const auto take = [&](const LinesRead& read) {
-        if (vPoints.size() > numBefore) numSkipped += read.numOthersBefore;
+        if (bPoint) numSkipped += read.numOthersBefore;
+        bPoint = bPoint || !read.vPoint.empty();
         numSkipped += read.numOthers;
         if (firstSkipped.empty()) firstSkipped = read.firstOther;
         columns.take(read.behind);
+        if (pAttributes != nullptr) pAttributes->settleMany(vPoints);
     };
-    if (!readLines(filename, LineEnd::ANY, vPoints, parse, take)) return false;
-    if (vPoints.size() == numBefore && !firstSkipped.empty())
+    const bool bReserve = pAttributes == nullptr || !pAttributes->isChoosing();
+    if (!readLines(filename, LineEnd::ANY, bReserve, vPoints, parse, take)) return false;
+    if (!bPoint && !firstSkipped.empty())
         out() << filename << ": no line begins with three numbers; the first that isn't a comment: " << firstSkipped
               << std::endl;
     if (numSkipped > 0)

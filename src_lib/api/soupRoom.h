@@ -1,0 +1,16 @@
+// Whether the cells that a soup touches fit into memory.
+#pragma once
+
+#include <string>
+#include <vector>
+
+#include "kel.h"
+
+namespace TARN_KEL {
+
+/// Why a soup has too many cells of that edge for the memory of this machine, as a sentence with the least edge that fits;
+/// empty where it doesn't, and where that can't be told. The cells are estimated by the areas of the triangles: 1.5 for each
+/// square. vCorners: three per triangle. Cost: O(n).
+std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing);
+
+}  // namespace TARN_KEL

@@ -54,7 +54,6 @@ constexpr CornerRow arr[] = {{0, 1, 3, 9},    {2, 1, 5, 11},    {8, 5, 7, 17},  
                              {18, 19, 21, 9}, {20, 19, 23, 11}, {26, 23, 25, 17}, {24, 25, 21, 15}};
 
 constexpr int NUM_ROWS = 9;                            // of a block, along z
-constexpr std::size_t MIN_PARALLEL = 5000;             // cells; below, asking them isn't worth a task
 constexpr int MIN_SUM = NUM_POSITIONS - 8;             // below, not even eight prevented corners make up for the rest
 constexpr std::size_t MAX_SMALL_CC = 40;               // cells of a component of border cells that counts as small
 constexpr std::array<RCD, 8> BLOCK_CORNER_OFFSETS = {  // cornerPosition() as a difference of codes
@@ -160,7 +159,7 @@ public:
                 findNeighbours(walk, candidate);
             }
         };
-        forChunks_MT(vCandidate.size(), measure, MIN_PARALLEL);
+        forChunks_MT(vCandidate.size(), measure, WORTH_A_TASK);
     }
     /// visit(position, number) for the other candidates in the block of one, ascending.
     template <typename Visit>
@@ -325,7 +324,7 @@ void RemoveDecider_RCD::detectAreaAndBorder(VRCD& vArea, VRCD& vBorder) {
         if (!alive.contains(rcd)) return GONE;
         return isBorderBlock(getAliveMask(rcd)) ? BORDER : AREA;
     };
-    transform_MT(*pvRCD, vKind, kindOf, MIN_PARALLEL);
+    transform_MT(*pvRCD, vKind, kindOf, WORTH_A_TASK);
     vArea.clear();
     vBorder.clear();
     for (std::size_t i = 0; i < vKind.size(); ++i)
@@ -405,7 +404,7 @@ void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) const 
             candidate.bInList = alive.contains(candidate.rcd);
         }
     };
-    forChunks_MT(candidates.vCandidate.size(), ask, MIN_PARALLEL);
+    forChunks_MT(candidates.vCandidate.size(), ask, WORTH_A_TASK);
     for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number)
         if (candidates.vCandidate[number].bAsk) candidates.vToAsk.push_back(number);
 }

@@ -221,6 +221,13 @@ public:
     std::map<CCD, Bundle*>& getRefToBundleMap() { return mCCDBundle; }
     /// Every triangle ever created. Its order may be changed, its content not.
     std::vector<CTriangle*>& getTriRef() { return vAllCT; }
+    /// Vertices have numbers, so that a sweep over all triangles needs no look-up by code: those of the corners of a
+    /// triangle of the mesh, and the code for each below getNumVertexNumbers().
+    const NumberTriple& getVertexNumbers(const CTriangle& ct) const { return ct.aVertex; }
+    std::size_t getNumVertexNumbers() const { return poolVertex->size(); }
+    VCD getVertexOfNumber(std::uint32_t number) const { return poolVertex->at(number)->vcd; }
+    /// Every triangle ever created by number, in order of creation.
+    const TARN_TOOLS::SimplePool<CTriangle>& getTrianglePool() const { return *poolCT; }
 
     // ---- Drawings for debugging. VT_COARSE needs a grid in the visualizer, VT_REAL corners with bundles. The visualizer
     // ---- stays set to what was drawn (Visualizer3::setMesh). Cost: O(n), edges O(n log n).

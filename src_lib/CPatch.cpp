@@ -52,19 +52,14 @@ bool isInside(const CEdge& edge, const CPatch* pPatch) {
 
 /// Those edges of the patch with exactly one alive member, sorted. On all workers: a patch may be the whole mesh.
 std::vector<CEdge*> edgesOfOneMember(const CPatch& patch) {
-    constexpr std::size_t MIN_PARALLEL = 5000;
-    std::vector<char> vAtRim;
     const auto isAtRim = [&patch](const CTriangle* pCT) {
         const bool bInside = isInside(*pCT->pCE12, &patch) && isInside(*pCT->pCE02, &patch) && isInside(*pCT->pCE01, &patch);
-        return static_cast<char>(pCT->isAlive() && !bInside);
+        return pCT->isAlive() && !bInside;
     };
-    transform_MT(patch.vMemberCT, vAtRim, isAtRim, MIN_PARALLEL);
     std::vector<CEdge*> vCE, vOfOne;
-    for (std::size_t i = 0; i < vAtRim.size(); ++i) {
-        if (vAtRim[i] == 0) continue;
-        for (CEdge* pCE : {patch.vMemberCT[i]->pCE12, patch.vMemberCT[i]->pCE02, patch.vMemberCT[i]->pCE01})
+    for (const CTriangle* pCT : filter_MT(patch.vMemberCT, isAtRim))
+        for (CEdge* pCE : {pCT->pCE12, pCT->pCE02, pCT->pCE01})
             if (!isInside(*pCE, &patch)) vCE.push_back(pCE);
-    }
     sortByAddress(vCE);
     filterN(vCE, 1, vOfOne);
     return vOfOne;

@@ -22,8 +22,6 @@ namespace TARN_KEL {
 
 namespace {
 
-const std::size_t LARGE_RUN = 50000;  // cells; with fewer, giving memory back to the system isn't worth its time
-
 const char* const NOTHING_TO_DO = "Nothing to do (bad input? wrong resolution?)";
 
 /// Bits of the axes that are more than 50 degrees away from a unit vector's line.
@@ -37,11 +35,11 @@ int forbiddenAxes(const Vector3& normal) {
 }
 
 MeshPtr makeMeshFrom(std::unique_ptr<CloudMgr> pCloudMgr, std::optional<CoarseSurface> (Hal::*makeSurface)()) {
-    const bool bLarge = pCloudMgr->getNumBundles() >= LARGE_RUN;
-    if (bLarge) returnFreedMemory();
+    const std::size_t numCells = pCloudMgr->getNumBundles();
+    returnFreedMemory(numCells);
     const std::optional<CoarseSurface> surface = (Hal(pCloudMgr.get()).*makeSurface)();
     pCloudMgr.reset();
-    if (bLarge) returnFreedMemory();
+    returnFreedMemory(numCells);
     return surface ? Hal::makeFineMesh(*surface) : nullptr;
 }
 
@@ -112,10 +110,12 @@ bool Hal::takeBundles(const std::string& nothingToDo) {
 }
 
 void Hal::extractAndRepair(void (*repair)(CMesh&, const ExtractAgain&)) {
-    Extractor extractor(pCalc, mCCD2Bundle, TM_FAT);
-    pCMesh = extractor.extract();
+    std::optional<Extractor> extractor(std::in_place, pCalc, mCCD2Bundle, TM_FAT);
+    pCMesh = extractor->extract();
     repair(*pCMesh, [&](VCCD& vKeys) -> CMesh& {
-        extractor.extractAgain(*pCMesh, vKeys);
+        ASSEX(extractor.has_value());
+        extractor->extractAgain(*pCMesh, vKeys);
+        extractor.reset();  // each repair extracts again once; what follows needs much memory
         return *pCMesh;
     });
 }

@@ -93,12 +93,17 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(CoarseSurface(pCMesh)) {}
 
 // When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
 RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
-    mVtx.reserve(surface.vVertex.size());
+    const std::size_t numVertices = surface.vVertex.size(), ahead = 16;  // the table is looked up in random places
+    std::vector<std::uint64_t> vHash;
+    transform_MT(surface.vVertex, vHash, placeHash, WORTH_A_TASK);
+    mVtx.reserve(numVertices);
     LookingUp looking(50000);
-    for (const Point3& p : surface.vVertex) {
-        createVertexApart(p);
+    for (std::size_t i = 0; i < numVertices; ++i) {
+        if (i + ahead < numVertices) mVtx.prefetch(vHash[i + ahead]);
+        createVertexApart(surface.vVertex[i], vHash[i]);
         looking.step();
     }
+    std::vector<std::uint64_t>().swap(vHash);
     fill(surface.vTriangle);
 }
 
@@ -129,8 +134,8 @@ void RMesh::fill(const std::vector<NumberTriple>& vCorner) {
     vRT = std::move(vNewRT);
     mmVtxT.addTriangles(vCorner.size());
     linkTriangles_MT(
-        numVertices, vCorner, edges,
-        VertexTriangles::Links{mmVtxT}, [this](std::uint32_t edge) -> auto& { return vRE[edge]->vRT; },
+        numVertices, vCorner, VertexTriangles::Links{mmVtxT},
+        [&](std::size_t t, std::size_t k) -> auto& { return vRE[edges.vOfTriangle[t][k]]->vRT; },
         [this](std::size_t t) { return vRT[t]; });
     enterEdges_MT(edges, mRE, [&](std::uint32_t edge) { return EdgePair{*this, vRE[edge]->pVtx0, vRE[edge]->pVtx1}; });
 }
@@ -163,7 +168,11 @@ Point3* RMesh::findVertex(const Point3& p, std::uint64_t hash) const {
 }
 
 Point3* RMesh::createVertex(const Point3& p, bool bFailIfExists) {
-    const std::uint64_t hash = placeHash(p);
+    return createVertex(p, placeHash(p), bFailIfExists);
+}
+
+/// hash: of the place.
+Point3* RMesh::createVertex(const Point3& p, std::uint64_t hash, bool bFailIfExists) {
     if (Point3* pFound = findVertex(p, hash)) return bFailIfExists ? nullptr : pFound;
     Point3* pVtx = addVertex(p);
     // What isn't a number equals nothing, itself not either: its entry would never be found, only be in the way.
@@ -176,7 +185,11 @@ Point3* RMesh::createVertex(double x, double y, double z, bool bFailIfExists) {
 }
 
 Point3* RMesh::createVertexApart(const Point3& p) {
-    Point3* pVtx = createVertex(p, true);
+    return createVertexApart(p, placeHash(p));
+}
+
+Point3* RMesh::createVertexApart(const Point3& p, std::uint64_t hash) {
+    Point3* pVtx = createVertex(p, hash, true);
     return pVtx != nullptr ? pVtx : addVertex(p);
 }
 

@@ -306,6 +306,8 @@ private:
 
     std::uint32_t vtxNumber(const Point3* p) const { return static_cast<std::uint32_t>(poolVtx.indexOf(p)); }
     Point3* addVertex(const Point3& p);
+    Point3* createVertexApart(const Point3& p, std::uint64_t hash);
+    Point3* createVertex(const Point3& p, std::uint64_t hash, bool bFailIfExists);
     Point3* findVertex(const Point3& p, std::uint64_t hash) const;
     REdge* findOrMakeEdge(Point3* pLower, Point3* pHigher);
     void enter(REdge* pRE);

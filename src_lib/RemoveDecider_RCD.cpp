@@ -19,13 +19,16 @@
 // refused again unless a cell of its block was removed since. So a refused cell is kept outside the queue, and is entered at
 // the place of its weight when a cell of its block is removed; if the pass is beyond that place, it is tested in the next
 // pass. That gives the order of a queue of all cells in all passes, but costs only as much as changes.
+//
+// The passes are one chain of decisions, which no second worker can help with. So all that a decision reads and changes is
+// put into one record per cell beforehand, by all workers: its block as bits, and where the records of its neighbours are.
 #include "RemoveDecider_RCD.h"
 
 #include <algorithm>
 #include <bit>
 
+#include "NeighbourWalk.h"
 #include "WeightQueue.h"
-#include "codeHash.h"
 #include "freeFunctions.h"
 #include "lookUp.h"
 #include "pruneRounds.h"
@@ -50,7 +53,7 @@ struct CornerRow {
 constexpr CornerRow arr[] = {{0, 1, 3, 9},    {2, 1, 5, 11},    {8, 5, 7, 17},    {6, 3, 7, 15},
                              {18, 19, 21, 9}, {20, 19, 23, 11}, {26, 23, 25, 17}, {24, 25, 21, 15}};
 
-constexpr std::size_t MIN_PARALLEL = 5000;             // cells; below, asking them isn't worth a task
+constexpr int NUM_ROWS = 9;                            // of a block, along z
 constexpr int MIN_SUM = NUM_POSITIONS - 8;             // below, not even eight prevented corners make up for the rest
 constexpr std::size_t MAX_SMALL_CC = 40;               // cells of a component of border cells that counts as small
 constexpr std::array<RCD, 8> BLOCK_CORNER_OFFSETS = {  // cornerPosition() as a difference of codes
@@ -123,37 +126,48 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
 /// list.
 class RemoveDecider_RCD::Candidates {
 public:
-    struct Candidate {
+    /// What a pass reads of a cell, in one cache line. From its creation on it knows which cells of its block are candidates
+    /// too, and so where these are: a row of the block along z is a stretch of the list.
+    struct alignas(64) Candidate {
         RCD rcd;
-        double offCentre;    // from its point to its midpoint, in cells
-        int numFaces = 0;    // alive face neighbours
-        bool bGone = false;  // doomed
-        bool bAsk = false;   // a cell of its block has gone since it was last refused, or it was never asked
-        int lastPass = 0;    // the last pass that asked it or is to ask it; before that pass it waits outside the queue
+        double offCentre = 0.0;  // from its point to its midpoint, in cells
+        Mask alive = 0;          // of its block: cells of the list that aren't doomed, and itself
+        Mask candidates = 0;     // of its block
+        int lastPass = 0;        // the last pass that asked it or is to ask it; before that pass it waits outside the queue
+        bool bGone = false;      // doomed
+        bool bAsk = false;       // a cell of its block has gone since it was last refused, or it was never asked
+        bool bInList = false;    // what isn't in the list counts in no other cell's block
+        std::array<std::uint32_t, NUM_ROWS - 1> aRow{};  // the first candidates of the rows but for its own
+
+        int numFaces() const { return std::popcount(alive & FACES); }
     };
 
-    /// Repeats are dropped. Data that depends on the other cells is set by askAll().
+    /// Repeats are dropped. Data that depends on the other cells of the list is set by askAll().
     Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) {
-        ASSEX(vSorted.size()<HashIndex::NONE);
-        vCandidate.reserve(vSorted.size());
-        index.reserve(vSorted.size());
-        for (const RCD rcd : vSorted) {
-            if (!vCandidate.empty() && vCandidate.back().rcd == rcd) continue;
-            index.insert(localHash_RCD(rcd), static_cast<std::uint32_t>(vCandidate.size()));
-            vCandidate.push_back({rcd, 0.0});
-        }
+        ASSEX(vSorted.size()<NONE);
+        VRCD vCell = vSorted;
+        dropRepeats(vCell);
+        vCandidate.resize(vCell.size());
         const auto measure = [&](std::size_t begin, std::size_t end) {
             auto itPoint = vRCDPoint.begin();
+            NeighbourWalk<RCD> walk(vCell);
             for (std::size_t i = begin; i < end; ++i) {
-                itPoint = findPoint(vRCDPoint, itPoint, vCandidate[i].rcd);
-                vCandidate[i].offCentre = decider.getOffCentre(vCandidate[i].rcd, itPoint->second);
+                Candidate& candidate = vCandidate[i];
+                candidate.rcd = vCell[i];
+                itPoint = findPoint(vRCDPoint, itPoint, candidate.rcd);
+                candidate.offCentre = decider.getOffCentre(candidate.rcd, itPoint->second);
+                findNeighbours(walk, candidate);
             }
         };
-        forChunks_MT(vCandidate.size(), measure, MIN_PARALLEL);
+        forChunks_MT(vCandidate.size(), measure, WORTH_A_TASK);
     }
-    /// The number of a cell, NONE when it is no candidate.
-    std::uint32_t find(RCD rcd) const {
-        return index.find(localHash_RCD(rcd), [this, rcd](std::uint32_t i) { return vCandidate[i].rcd == rcd; });
+    /// visit(position, number) for the other candidates in the block of one, ascending.
+    template <typename Visit>
+    void forEachNeighbour(std::uint32_t number, const Visit& visit) const {
+        for (Mask left = vCandidate[number].candidates & ~NeighbourBlock::bit(CENTRE); left != 0; left &= left - 1) {
+            const int pos = std::countr_zero(left);
+            visit(pos, numberAt(number, pos));
+        }
     }
 
     /// The cells to be asked as they stand when a pass begins, ascending.
@@ -163,18 +177,38 @@ public:
         vNumbers.erase(std::remove_if(vNumbers.begin(), vNumbers.end(),
                                       [this](std::uint32_t number) { return !vCandidate[number].bAsk; }),
                        vNumbers.end());
-        oneInstance(vNumbers);
+        oneInstanceOfNumbers(vNumbers);
         return vNumbers;
     }
+    /// The number of the candidate at a position of the block of another one, which must have one there.
+    std::uint32_t numberAt(std::uint32_t number, int pos) const {
+        const int row = pos % NUM_ROWS;
+        if (row == OWN_ROW) return pos < CENTRE ? number - 1 : number + 1;
+        const Candidate& candidate = vCandidate[number];
+        std::uint32_t place = candidate.aRow[slotOf(row)];
+        for (int before = row; before < pos; before += NUM_ROWS)
+            place += candidate.candidates >> before & 1U;
+        return place;
+    }
 
-    static constexpr std::uint32_t NONE = HashIndex::NONE;
+    static constexpr std::uint32_t NONE = ~std::uint32_t{0};
     std::vector<Candidate> vCandidate;
     std::vector<std::uint32_t> vToAsk;  // all with bAsk, some without
     int pass = 0;
-    bool bAllInList = true;  // all that aren't doomed are in the decider's list
 
 private:
-    HashIndex index;
+    static constexpr int OWN_ROW = 4;                  // the row of a position: pos % 9
+    static constexpr Mask ROW = 1 | 1 << 9 | 1 << 18;  // the positions of row 0
+
+    static std::size_t slotOf(int row) { return static_cast<std::size_t>(row < OWN_ROW ? row : row - 1); }
+    static void findNeighbours(NeighbourWalk<RCD>& walk, Candidate& candidate) {
+        walk.visitBlock(candidate.rcd, [&candidate](int inWalk, std::size_t place) {
+            const int row = inWalk / 9 + inWalk / 3 % 3 * 3, pos = 9 * (inWalk % 3) + row;  // there x is slowest
+            const bool bFirst = (candidate.candidates & (ROW << row)) == 0;
+            candidate.candidates |= NeighbourBlock::bit(pos);
+            if (bFirst && row != OWN_ROW) candidate.aRow[slotOf(row)] = static_cast<std::uint32_t>(place);
+        });
+    }
 };
 
 // ---- The block --------------------------------------------------------------------------------------------------------
@@ -290,7 +324,7 @@ void RemoveDecider_RCD::detectAreaAndBorder(VRCD& vArea, VRCD& vBorder) {
         if (!alive.contains(rcd)) return GONE;
         return isBorderBlock(getAliveMask(rcd)) ? BORDER : AREA;
     };
-    transform_MT(*pvRCD, vKind, kindOf, MIN_PARALLEL);
+    transform_MT(*pvRCD, vKind, kindOf, WORTH_A_TASK);
     vArea.clear();
     vBorder.clear();
     for (std::size_t i = 0; i < vKind.size(); ++i)
@@ -343,8 +377,13 @@ int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandi
     int numDoomed = bPrePrune ? prePruneSmallBorderCCs(vDoomedOut) : 0;
     Candidates candidates(vRemoveCandidates, vRCDPoint, *this);
     askAll(candidates, bAllowBorder);
-    for (int numInPass = -1; numInPass != 0; numDoomed += numInPass)
-        numInPass = prunePass(candidates, vDoomedOut, bAllowBorder);
+    const std::vector<std::uint32_t> vDoomed = prunePasses(candidates, bAllowBorder);
+    for (const std::uint32_t number : vDoomed) {
+        registerDoomed(candidates.vCandidate[number].rcd);
+        vDoomedOut.push_back(candidates.vCandidate[number].rcd);
+    }
+    if (!vDoomed.empty()) setBlock(vDoomedOut.back(), candidates.vCandidate[vDoomed.back()].alive);
+    numDoomed += static_cast<int>(vDoomed.size());
     sortMT(vDoomedOut.begin(), vDoomedOut.end());
     vKeptOut.clear();
     for (auto itDoomed = vDoomedOut.cbegin(); const RCD rcd : vRemoveCandidates) {
@@ -356,81 +395,76 @@ int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandi
 
 /// Tests each candidate, dooms none.
 void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) const {
-    std::vector<char> vInList(candidates.vCandidate.size());
     const auto ask = [&](std::size_t begin, std::size_t end) {
         for (std::size_t number = begin; number < end; ++number) {
             auto& candidate = candidates.vCandidate[number];
-            const Mask block27 = getAliveMask(candidate.rcd);
-            candidate.numFaces = std::popcount(block27 & FACES);
-            candidate.bGone = (block27 & NeighbourBlock::bit(CENTRE)) == 0;
-            candidate.bAsk = !candidate.bGone && mayGo(block27, bAllowBorder);
-            vInList[number] = candidate.bGone || alive.contains(candidate.rcd) ? 1 : 0;
+            candidate.alive = getAliveMask(candidate.rcd);
+            candidate.bGone = (candidate.alive & NeighbourBlock::bit(CENTRE)) == 0;
+            candidate.bAsk = !candidate.bGone && mayGo(candidate.alive, bAllowBorder);
+            candidate.bInList = alive.contains(candidate.rcd);
         }
     };
-    forChunks_MT(candidates.vCandidate.size(), ask, MIN_PARALLEL);
+    forChunks_MT(candidates.vCandidate.size(), ask, WORTH_A_TASK);
     for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number)
         if (candidates.vCandidate[number].bAsk) candidates.vToAsk.push_back(number);
-    candidates.bAllInList = std::find(vInList.begin(), vInList.end(), 0) == vInList.end();
 }
 
-int RemoveDecider_RCD::prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder) {
+/// Passes until one dooms none. The records of the candidates alone are changed. Returns the doomed ones in their order.
+std::vector<std::uint32_t> RemoveDecider_RCD::prunePasses(Candidates& candidates, bool bAllowBorder) const {
+    std::vector<std::uint32_t> vDoomed;
+    std::size_t numBefore = 0;
+    do {
+        numBefore = vDoomed.size();
+        prunePass(candidates, vDoomed, bAllowBorder);
+    } while (vDoomed.size() != numBefore);
+    return vDoomed;
+}
+
+/// vDoomed: appended to.
+void RemoveDecider_RCD::prunePass(Candidates& candidates, std::vector<std::uint32_t>& vDoomed, bool bAllowBorder) const {
     ++candidates.pass;
     std::vector<std::pair<double, std::uint32_t>> vAtStart;
     for (const std::uint32_t number : candidates.takeToAsk()) {
         auto& candidate = candidates.vCandidate[number];
         candidate.lastPass = candidates.pass;
-        vAtStart.emplace_back(weigh(candidate.numFaces, candidate.offCentre), number);
+        vAtStart.emplace_back(weigh(candidate.numFaces(), candidate.offCentre), number);
     }
-    int numDoomed = 0;
     LookingUp looking(10000);
     for (WeightQueue queue(std::move(vAtStart), candidates.vCandidate.size()); !queue.empty(); looking.step()) {
-        auto& candidate = candidates.vCandidate[queue.pop()];
+        const std::uint32_t number = queue.pop();
+        auto& candidate = candidates.vCandidate[number];
         if (!candidate.bAsk) continue;
         candidate.bAsk = false;
-        const Mask block27 = getAliveMask(candidate.rcd);
-        if (!mayGo(block27, bAllowBorder)) continue;
-        setBlock(candidate.rcd, block27);
+        if (!mayGo(candidate.alive, bAllowBorder)) continue;
         candidate.bGone = true;
-        const bool bInList = alive.contains(candidate.rcd);  // what isn't in the list counts in no other cell's block
-        registerDoomed(candidate.rcd);
-        vDoomedOut.push_back(candidate.rcd);
-        ++numDoomed;
-        if (bInList) askNeigsAgain(candidates, queue);
-        weighFacesAgain(candidates, queue, bInList ? 1 : 0);
+        vDoomed.push_back(number);
+        if (candidate.bInList) askNeigsAgain(candidates, number, queue);
+        weighFacesAgain(candidates, number, queue);
     }
-    return numDoomed;
 }
 
-/// The number of the candidate at a position of the block; NONE when there is none or it is doomed.
-std::uint32_t RemoveDecider_RCD::findAt(const Candidates& candidates, std::size_t pos) const {
-    if (candidates.bAllInList && !exists_int27(static_cast<int>(pos))) return Candidates::NONE;
-    const std::uint32_t number = candidates.find(block[pos]);
-    return number == Candidates::NONE || candidates.vCandidate[number].bGone ? Candidates::NONE : number;
-}
-
-/// To be called when the centre was doomed: its neighbours are to be tested again.
+/// To be called when a candidate of the list was doomed: its neighbours are to be tested again, without it.
 template <typename Queue>
-void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, Queue& queue) const {
-    for (std::size_t pos = 0; pos < block.size(); ++pos) {
-        const std::uint32_t number = findAt(candidates, pos);
-        if (number == Candidates::NONE) continue;
+void RemoveDecider_RCD::askNeigsAgain(Candidates& candidates, std::uint32_t doomed, Queue& queue) const {
+    candidates.forEachNeighbour(doomed, [&](int pos, std::uint32_t number) {
         auto& neig = candidates.vCandidate[number];
-        if (neig.lastPass != candidates.pass) queue.pushAsAtStart(weigh(neig.numFaces, neig.offCentre), number);
+        if (neig.bGone) return;
+        if (neig.lastPass != candidates.pass) queue.pushAsAtStart(weigh(neig.numFaces(), neig.offCentre), number);
         neig.lastPass = candidates.pass;
         if (!neig.bAsk) candidates.vToAsk.push_back(number);
         neig.bAsk = true;
-    }
+        neig.alive &= ~NeighbourBlock::bit(NUM_POSITIONS - 1 - pos);
+    });
 }
 
-/// To be called when the centre was doomed. numLost: how many alive face neighbours each of its face neighbours has lost.
+/// To be called when a candidate was doomed.
 template <typename Queue>
-void RemoveDecider_RCD::weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const {
+void RemoveDecider_RCD::weighFacesAgain(Candidates& candidates, std::uint32_t doomed, Queue& queue) const {
     for (const int pos : vIdx6ToIdx27) {
-        const std::uint32_t number = findAt(candidates, static_cast<std::size_t>(pos));
-        if (number == Candidates::NONE) continue;
-        auto& neig = candidates.vCandidate[number];
-        neig.numFaces -= numLost;
-        queue.push(weigh(neig.numFaces, neig.offCentre), number);
+        if ((candidates.vCandidate[doomed].candidates & NeighbourBlock::bit(pos)) == 0) continue;
+        const std::uint32_t number = candidates.numberAt(doomed, pos);
+        const auto& neig = candidates.vCandidate[number];
+        if (!neig.bGone) queue.push(weigh(neig.numFaces(), neig.offCentre), number);
     }
 }
 

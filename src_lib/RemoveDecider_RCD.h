@@ -133,12 +133,12 @@ private:
     double weigh(int numFaces, double offCentre) const;
     double getOffCentre(RCD rcd, const Point3& point) const;
     void askAll(Candidates& candidates, bool bAllowBorder) const;
-    std::uint32_t findAt(const Candidates& candidates, std::size_t pos) const;
     template <typename Queue>
-    void askNeigsAgain(Candidates& candidates, Queue& queue) const;
+    void askNeigsAgain(Candidates& candidates, std::uint32_t doomed, Queue& queue) const;
     template <typename Queue>
-    void weighFacesAgain(Candidates& candidates, Queue& queue, int numLost) const;
-    int prunePass(Candidates& candidates, VRCD& vDoomedOut, bool bAllowBorder);
+    void weighFacesAgain(Candidates& candidates, std::uint32_t doomed, Queue& queue) const;
+    std::vector<std::uint32_t> prunePasses(Candidates& candidates, bool bAllowBorder) const;
+    void prunePass(Candidates& candidates, std::vector<std::uint32_t>& vDoomed, bool bAllowBorder) const;
 
     CellBitmap_RCD alive;  // the cells of the list that aren't doomed
 };

@@ -114,6 +114,9 @@ void runChunks(std::size_t n, int numThreads, const MakeTask& makeTask) {
         runTasks_MT(vTask);
 }
 
+/// Elements that each cost little: fewer would be done before a task has started.
+constexpr std::size_t WORTH_A_TASK = 5000;
+
 /// The number of threads for n elements: 1 for fewer than minParallel, which would be done before a task has started.
 inline int numThreadsFor(std::size_t n, std::size_t minParallel) {
     return n < minParallel ? 1 : numProcessors();
@@ -139,11 +142,23 @@ void transform_MT(const std::vector<T>& vIn, std::vector<U>& vOut, Func&& func, 
 
 /// func(element) for each element of the vector.
 template <typename Vector, typename Func>
-void forEach_MT(Vector& v, Func&& func) {
+void forEach_MT(Vector& v, Func&& func, std::size_t minParallel = 0) {
     using Task = ForEachTask<decltype(v.data()), std::remove_reference_t<Func>>;
-    runChunks(v.size(), numProcessors(), [&](std::size_t begin, std::size_t end) {
+    runChunks(v.size(), numThreadsFor(v.size(), minParallel), [&](std::size_t begin, std::size_t end) {
         return Task{v.data() + begin, v.data() + end, func};
     });
+}
+
+/// Those elements for which isWanted(element) is true, in their order.
+template <typename T, typename IsWanted>
+std::vector<T> filter_MT(const std::vector<T>& vIn, const IsWanted& isWanted, std::size_t minParallel = WORTH_A_TASK) {
+    std::vector<char> vWanted;
+    transform_MT(
+        vIn, vWanted, [&isWanted](const T& element) { return static_cast<char>(isWanted(element)); }, minParallel);
+    std::vector<T> vOut;
+    for (std::size_t i = 0; i < vIn.size(); ++i)
+        if (vWanted[i] != 0) vOut.push_back(vIn[i]);
+    return vOut;
 }
 
 // ---- Sorting -------------------------------------------------------------------------------------------------------------

@@ -252,6 +252,24 @@ TEST(CreatePatches, orientsByTheOldestTriangle) {
         }
 }
 
+TEST(CreatePatches, orientsAsAPlainWalkDoes) {
+    forSeeds(20, [](unsigned seed) {
+        const Soup soup = scrambled(ring(Ring::MOEBIUS, 9, 3), seed);  // where the fronts meet depends on the order of edges
+        FineMesh mesh(soup), plain(soup);
+        std::vector<RTriangle*> vReached{plain.tri(0)};
+        vReached[0]->bVisited = true;
+        for (std::size_t k = 0; k < vReached.size(); ++k)
+            for (int i = 0; i < 3; ++i) {
+                RTriangle* pNext = vReached[k]->getRE(i)->getUniqueOtherTriangle(vReached[k]);
+                if (pNext == nullptr || std::exchange(pNext->bVisited, true)) continue;
+                if (pNext->needFlip(vReached[k])) pNext->flipNNV();
+                vReached.push_back(pNext);
+            }
+        EXPECT_EQ(inRun([&] { return mesh->createPatchesOrient(); }), 1U);
+        EXPECT_EQ(indicesOf(*mesh), indicesOf(*plain));
+    });
+}
+
 TEST(UpdateVertex, testsThePlaceFirst) {
     FineMesh mesh(tetrahedron());
     Point3* p = mesh.vtx(0);

@@ -10,12 +10,11 @@
 #include <utility>
 
 #include "runs.h"
+#include "tools.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-constexpr std::size_t MIN_SHARED = 5000;  // vertices; below, sharing isn't worth the tasks
 
 /// An edge of a triangle, entered at its lower end.
 struct Entry {
@@ -131,7 +130,8 @@ private:
         forStretches([&](std::size_t i, std::size_t t, std::size_t k) {
             const std::uint32_t number = vFirst[i]++;
             result.vOfTriangle[t][k] = number;
-            result.vEdge[number] = endsOfEdge(vTriangle[t], k);
+            const EdgeEnds ends = result.vEdge[number] = endsOfEdge(vTriangle[t], k);
+            ASSEX(ends.low<ends.high);
         });
     }
 
@@ -163,7 +163,7 @@ VertexShares::VertexShares(std::size_t numVertices, const std::vector<NumberTrip
             }
         }
     });
-    const int numThreads = numThreadsFor(numVertices, MIN_SHARED);
+    const int numThreads = numThreadsFor(numVertices, WORTH_A_TASK);
     const std::size_t numShares = numThreads <= 1 ? 1 : 2 * static_cast<std::size_t>(numThreads);
     for (std::size_t i = 0; i < numShares; ++i)
         vShare.push_back({static_cast<std::uint32_t>(numVertices * i / numShares),

@@ -14,8 +14,6 @@
 
 namespace TARN_KEL {
 
-constexpr std::size_t MIN_BULK = 5000;  // elements; below, they aren't worth a task
-
 /// func(i) for 0 .. num-1, on all workers.
 template <typename Func>
 void forNumbers_MT(std::size_t num, const Func& func) {
@@ -25,15 +23,15 @@ void forNumbers_MT(std::size_t num, const Func& func) {
             for (std::size_t i = begin; i < end; ++i)
                 func(i);
         },
-        MIN_BULK);
+        WORTH_A_TASK);
 }
 
 /// Enters all triangles of a mesh, in their order, in the lists of their vertices and edges.
 /// access: to the links of vertices and corners, for Incidence.
-/// listOf: listOf(edge) gives the list of an edge; elementOf: elementOf(triangle) what to enter there.
+/// listOf: listOf(triangle, k) gives the list of its edge 01, 12 or 02; elementOf: elementOf(triangle) what to enter there.
 template <typename Access, typename ListOf, typename ElementOf>
-void linkTriangles_MT(std::size_t numVertices, const std::vector<NumberTriple>& vCorner, const TriangleEdges& edges,
-                      const Access& access, const ListOf& listOf, const ElementOf& elementOf) {
+void linkTriangles_MT(std::size_t numVertices, const std::vector<NumberTriple>& vCorner, const Access& access,
+                      const ListOf& listOf, const ElementOf& elementOf) {
     const VertexShares shares(numVertices, vCorner);
     shares.forShares_MT([&](std::size_t i) {
         const VertexShares::Share& share = shares.getShares()[i];
@@ -42,7 +40,7 @@ void linkTriangles_MT(std::size_t numVertices, const std::vector<NumberTriple>& 
             for (std::size_t k = 0; k < 3; ++k) {
                 if (share.has(vCorner[t][k]))
                     Incidence::append(ownAccess, vCorner[t][k], static_cast<std::uint32_t>(3 * t + k));
-                if (share.has(endsOfEdge(vCorner[t], k).low)) listOf(edges.vOfTriangle[t][k]).push_back(elementOf(t));
+                if (share.has(endsOfEdge(vCorner[t], k).low)) listOf(t, k).push_back(elementOf(t));
             }
         });
     });
@@ -66,7 +64,7 @@ void enterEdges_MT(const TriangleEdges& edges, EdgeIndex& index, const PairOf& p
         for (std::size_t i = atNextVertex(begin); i < endOfLast; ++i)
             vLeft[i] = EdgeIndex::list(pairOf(vInOrder[i]), vInOrder[i]) ? 0 : 1;
     };
-    forChunks_MT(vInOrder.size(), enterChunk, MIN_BULK);
+    forChunks_MT(vInOrder.size(), enterChunk, WORTH_A_TASK);
     std::size_t numListed = vInOrder.size();
     for (std::size_t i = 0; i < vInOrder.size(); ++i) {
         if (vLeft[i] == 0) continue;

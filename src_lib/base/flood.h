@@ -30,14 +30,15 @@ void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& clai
 
 /// Breadth first: elements are visited in the order in which they were claimed.
 /// vReached: the elements to start from; the elements reached are appended in this order.
+/// numVisited: of the elements to start from the first ones that were visited before.
 template <typename Element, typename ForEachNext, typename Claim>
-void floodInOrder(std::vector<Element>& vReached, ForEachNext&& forEachNext, Claim&& claim) {
+void floodInOrder(std::vector<Element>& vReached, ForEachNext&& forEachNext, Claim&& claim, std::size_t numVisited = 0) {
     const auto offer = [&](Element next) {
         const bool bClaimed = claim(next);
         if (bClaimed) vReached.push_back(next);
         return bClaimed;
     };
-    for (std::size_t i = 0; i < vReached.size(); ++i) {
+    for (std::size_t i = numVisited; i < vReached.size(); ++i) {
         const Element element = vReached[i];  // a copy, since offers may reallocate the vector
         forEachNext(element, offer);
     }

@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "flood.h"
+#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -54,12 +55,13 @@ void clearVisited(const std::vector<Triangle*>& vT) {
 
 /// Takes the alive triangles out of their patches and clears their marks, before they are cut into patches.
 template <typename Triangle>
-void forgetPatches(const std::vector<Triangle*>& vT) {
-    for (Triangle* pT : vT) {
-        if (!pT->isAlive()) continue;
+void forgetPatches_MT(const std::vector<Triangle*>& vT) {
+    const auto forget = [](Triangle* pT) {
+        if (!pT->isAlive()) return;
         pT->setPatch(nullptr);
         pT->bVisited = false;
-    }
+    };
+    forEach_MT(vT, forget, WORTH_A_TASK);
 }
 
 // ---- Killing ----

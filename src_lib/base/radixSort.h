@@ -41,6 +41,12 @@ std::uint64_t radixCode(Key key) {
     }
 }
 
+/// The number that has that code.
+inline double doubleOfRadixCode(std::uint64_t code) {
+    constexpr std::uint64_t SIGN = std::uint64_t{1} << 63;
+    return std::bit_cast<double>((code & SIGN) != 0 ? code & ~SIGN : ~code);
+}
+
 /// The sort behind the functions below; codeOf(element) gives the code.
 template <typename Element, typename CodeOf>
 class RadixSorter {

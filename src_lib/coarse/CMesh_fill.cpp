@@ -43,21 +43,23 @@ public:
         enterEdges_MT(edges, mesh.edgeIndex, [this](std::uint32_t edge) { return pairOf(edge); });
         freeMemory(edges.vEdge);  // what isn't needed any more goes at once: memory is scarce here
         freeMemory(edges.vInOrder);
+        giveMemoryBack();
         makeTriangles();
         freeMemory(triangles.vKey);
-        linkTriangles_MT(
-            vCell.size(), triangles.vCorner, edges,
-            LinkAccess{mesh}, [this](std::uint32_t edge) -> auto& { return mesh.poolCE->at(edge)->vCT; },
-            [this](std::size_t t) { return mesh.vAllCT[t]; });
         freeMemory(edges.vOfTriangle);
+        giveMemoryBack();
+        linkTriangles_MT(
+            vCell.size(), triangles.vCorner, LinkAccess{mesh},
+            [this](std::size_t t, std::size_t k) -> auto& {
+                const CTriangle& ct = *mesh.vAllCT[t];
+                return (k == 0 ? ct.pCE01 : k == 1 ? ct.pCE12 : ct.pCE02)->vCT;
+            },
+            [this](std::size_t t) { return mesh.vAllCT[t]; });
         giveMemoryBack();
     }
 
 private:
-    void giveMemoryBack() const {
-        constexpr std::size_t LARGE = 50000;  // cells; with fewer it isn't worth its time
-        if (vCell.size() >= LARGE) returnFreedMemory();
-    }
+    void giveMemoryBack() const { returnFreedMemory(vCell.size()); }
 
     static int blockFor(std::size_t size) { return static_cast<int>(std::max<std::size_t>(size, FIRST_BLOCK)); }
 
@@ -102,6 +104,7 @@ private:
 
     void makeTriangles() {
         mesh.poolCT->nextElements(triangles.vCorner.size());
+        mesh.vAllCT.reserve(triangles.vCorner.size() + triangles.vCorner.size() / 64);  // growth by itself would double it
         mesh.vAllCT.resize(triangles.vCorner.size());
         forNumbers_MT(triangles.vCorner.size(), [this](std::size_t t) {
             const NumberTriple& corners = triangles.vCorner[t];

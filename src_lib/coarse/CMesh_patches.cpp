@@ -4,7 +4,6 @@
 // every pass, so the neighbours are found beforehand, by all workers, and the flood goes over numbers. What is found at MEs,
 // which are few, is appended to plain lists, and these are sorted once at the end. A map filled on the way would be asked
 // again and again for the same corners.
-#include <array>
 #include <cstdint>
 #include <iterator>
 #include <memory>
@@ -12,25 +11,16 @@
 
 #include "CMesh.h"
 #include "CPatch.h"
+#include "FloodTable.h"
 #include "floodTriangles.h"
 #include "handOver.h"
 #include "lookUp.h"
+#include "meshCore.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
-
-constexpr std::size_t MIN_PARALLEL = 5000;  // triangles; below, they aren't worth a task
-
-/// Takes the alive triangles out of their patches and clears their marks.
-void forgetPatches_MT(std::vector<CTriangle*>& vCT) {
-    forEach_MT(vCT, [](CTriangle* pCT) {
-        if (!pCT->isAlive()) return;
-        pCT->setPatch(nullptr);
-        pCT->bVisited = false;
-    });
-}
 
 /// Adds to the patch what can be reached from a triangle over the edges for which cross(triangle, i) is true.
 template <typename Cross>
@@ -38,57 +28,27 @@ void fillPatch(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vSta
     floodTriangles(pStartCT, vStack, cross, [&patch](CTriangle* pCT) { patch.add(pCT); });
 }
 
-/// The neighbours of all triangles over edges that a flood crosses, as numbers. Finding them takes most of the time of a
-/// flood, and all workers do it; what is left jumps through 13 bytes a triangle instead of two hundred.
-class Neighbours {
-public:
-    /// pFences: edges that aren't crossed; null for none.
-    Neighbours(const TARN_TOOLS::SimplePool<CTriangle>& pool, const std::set<CEdge*>* pFences)
-        : vNeighbour(pool.size()), vState(pool.size()) {
-        const auto find = [&](std::size_t begin, std::size_t end) {
-            for (std::size_t t = begin; t < end; ++t)
-                for (int i = 0; i < 3; ++i) {
-                    const CTriangle* pCT = pool.at(t);
-                    CEdge* pCE = pCT->getCE(i);
-                    const int degree = pCE->getDegree();
-                    if (!pCT->isAlive() || pCT->bVisited) vState[t] = TAKEN;
-                    if (degree > 2) vState[t] |= AT_ME;
-                    const bool bCrossed = degree == 2 && (pFences == nullptr || pFences->count(pCE) == 0);
-                    const CTriangle* pNext = bCrossed ? pCE->vCT[pCE->vCT[0] == pCT ? 1 : 0] : nullptr;
-                    vNeighbour[t][static_cast<std::size_t>(i)] =
-                        pNext != nullptr ? static_cast<std::uint32_t>(pool.indexOf(pNext)) : NONE;
-                }
-        };
-        forChunks_MT(pool.size(), find, MIN_PARALLEL);
-    }
-    /// Dead and visited triangles, and those of former patches.
-    bool isTaken(std::uint32_t triangle) const { return (vState[triangle] & TAKEN) != 0; }
-    bool isAtME(std::uint32_t triangle) const { return (vState[triangle] & AT_ME) != 0; }
-    /// The triangles that can be reached, in the order of a flood depth first.
-    std::vector<std::uint32_t> takeAllFrom(std::uint32_t start) {
-        std::vector<std::uint32_t> vReached, vStack{start};
-        vState[start] |= TAKEN;
-        LookingUp looking(100000);
-        for (; !vStack.empty(); looking.step()) {
-            const std::uint32_t triangle = vStack.back();
-            vStack.pop_back();
-            vReached.push_back(triangle);
-            for (const std::uint32_t next : vNeighbour[triangle]) {
-                if (next == NONE || isTaken(next)) continue;
-                vState[next] |= TAKEN;
-                vStack.push_back(next);
-            }
-        }
-        return vReached;
-    }
+constexpr unsigned AT_ME = 1;  // for FloodTable
 
-private:
-    static constexpr std::uint32_t NONE = ~std::uint32_t{0};
-    enum State : unsigned char { TAKEN = 1, AT_ME = 2 };
-
-    std::vector<std::array<std::uint32_t, 3>> vNeighbour;
-    std::vector<unsigned char> vState;
-};
+/// The triangles that can be reached, in the order of a flood depth first.
+std::vector<std::uint32_t> takeAllFrom(std::uint32_t start, FloodTable<CTriangle>& table) {
+    std::vector<std::uint32_t> vReached, vStack{start};
+    table.set(start, table.TAKEN);
+    LookingUp looking(100000);
+    const auto forEachNext = [&](std::uint32_t number, const auto& offer) {
+        looking.step();
+        vReached.push_back(number);
+        for (std::size_t i = 0; i < 3; ++i)
+            if (table.next(number, i) != table.NONE) offer(table.next(number, i));
+    };
+    const auto claim = [&table](std::uint32_t number) {
+        if (table.has(number, table.TAKEN)) return false;
+        table.set(number, table.TAKEN);
+        return true;
+    };
+    flood(vStack, forEachNext, claim);
+    return vReached;
+}
 
 /// Adds them, in that order, to an empty patch, and marks them visited.
 void addMembers(const TARN_TOOLS::SimplePool<CTriangle>& pool, const std::vector<std::uint32_t>& vMember, CPatch& patch) {
@@ -101,7 +61,7 @@ void addMembers(const TARN_TOOLS::SimplePool<CTriangle>& pool, const std::vector
             patch.vMemberCT[i]->bVisited = true;
         }
     };
-    forChunks_MT(vMember.size(), claim, MIN_PARALLEL);
+    forChunks_MT(vMember.size(), claim, WORTH_A_TASK);
 }
 
 /// Enters pairs into a map; of equal corners the last pair stays.
@@ -149,14 +109,19 @@ void CMesh::cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& 
             vCornerOffME.emplace_back(pCT->getCorner(i), pPatch);
         }
     };
-    Neighbours neighbours(*poolCT, pFences);
+    const auto nextAcross = [pFences](const CTriangle* pCT, int i, unsigned& bits) -> const CTriangle* {
+        CEdge* pCE = pCT->getCE(i);
+        if (pCE->getDegree() > 2) bits |= AT_ME;
+        if (pCE->getDegree() != 2 || (pFences != nullptr && pFences->count(pCE) != 0)) return nullptr;
+        return pCE->vCT[pCE->vCT[0] == pCT ? 1 : 0];
+    };
+    FloodTable<CTriangle> table(*poolCT, nextAcross);
     for (const CTriangle* pCT : vAllCT) {
-        const auto start = static_cast<std::uint32_t>(poolCT->indexOf(pCT));
-        if (neighbours.isTaken(start)) continue;
+        if (table.has(table.numberOf(pCT), table.TAKEN)) continue;
         CPatch* pPatch = startPatch(vOwnerPatches);
-        const std::vector<std::uint32_t> vMember = neighbours.takeAllFrom(start);
+        const std::vector<std::uint32_t> vMember = takeAllFrom(table.numberOf(pCT), table);
         for (const std::uint32_t member : vMember)
-            if (neighbours.isAtME(member)) noteMEs(poolCT->at(member), pPatch);
+            if (table.has(member, AT_ME)) noteMEs(table.at(member), pPatch);
         addMembers(*poolCT, vMember, *pPatch);
     }
     enterLast(vCornerOffME, mVCD2Patch);

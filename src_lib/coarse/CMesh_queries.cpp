@@ -66,12 +66,9 @@ void CMesh::getDegN(int deg, std::vector<CEdge*>& vOut) const {
         warning(KEL_PLACE, "deg=" + toString(deg));
         ASSEX(false);
     }
-    const std::vector<CEdge*>& vAllCE = edgesInKeyOrder();
-    std::vector<char> vWanted;
-    const auto isWanted = [deg](const CEdge* pCE) { return static_cast<char>(isWantedDegree(deg, pCE->getDegree())); };
-    transform_MT(vAllCE, vWanted, isWanted, 5000);
-    for (std::size_t i = 0; i < vWanted.size(); ++i)
-        if (vWanted[i] != 0) vOut.push_back(vAllCE[i]);
+    const auto isWanted = [deg](const CEdge* pCE) { return isWantedDegree(deg, pCE->getDegree()); };
+    const std::vector<CEdge*> vWanted = filter_MT(edgesInKeyOrder(), isWanted);
+    vOut.insert(vOut.end(), vWanted.begin(), vWanted.end());
 }
 
 void CMesh::getAllTriangles(std::vector<CTriangle*>& vOut) const {

@@ -120,6 +120,7 @@ Extractor::CrowdedCells Extractor::findCrowded(const VCCD& vKeys) const {
 // Both lists are ascending.
 void Extractor::addCells(const VCCD& vExtra) {
     const auto numBefore = static_cast<std::ptrdiff_t>(vCCD.size());
+    vCCD.reserve(vCCD.size() + vExtra.size());  // exactly: growth by itself would take twice the memory
     vCCD.insert(vCCD.end(), vExtra.begin(), vExtra.end());
     std::inplace_merge(vCCD.begin(), vCCD.begin() + numBefore, vCCD.end());
     dropRepeats(vCCD);

@@ -1,11 +1,10 @@
 #include "CoarseSurface.h"
 
+#include <algorithm>
 #include <cstddef>
-#include <map>
 
 #include "CMesh.h"
-#include "HashIndex.h"
-#include "TriangleEdges.h"
+#include "bulkMesh.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -13,31 +12,20 @@ namespace TARN_KEL {
 
 namespace {
 
-/// The position of a code among the codes of the bundles.
-class VertexByCode {
-public:
-    explicit VertexByCode(const std::map<CCD, Bundle*>& mCCDBundle) {
-        vCode.reserve(mCCDBundle.size());
-        index.reserve(mCCDBundle.size());
-        for (const auto& entry : mCCDBundle) {
-            index.insert(hash(entry.first), static_cast<std::uint32_t>(vCode.size()));
-            vCode.push_back(entry.first);
-        }
-    }
-    std::uint32_t find(VCD vcd) const {
-        const std::uint32_t found = index.find(hash(vcd), [&](std::uint32_t i) { return vCode[i] == vcd; });
-        ASSEX_AS("false", found != HashIndex::NONE);  // a corner without a bundle
-        return found;
-    }
-    std::size_t size() const { return vCode.size(); }
+constexpr std::uint32_t NO_POSITION = ~std::uint32_t{0};
 
-private:
-    // The corners of a triangle lie in neighbouring cells, so one cache line for a block of cells serves all of them.
-    static std::uint64_t hash(VCD vcd) { return localHash(vcd >> 3, vcd & 7); }
-
-    std::vector<VCD> vCode;
-    HashIndex index;
-};
+/// By number of a vertex of the mesh: the position of its code in a sorted list. Vertices that only dead triangles have may
+/// be missing there.
+std::vector<std::uint32_t> positionsOfVertices(const CMesh& mesh, const std::vector<VCD>& vSorted) {
+    std::vector<std::uint32_t> vPosition(mesh.getNumVertexNumbers());
+    forNumbers_MT(vPosition.size(), [&](std::size_t number) {
+        const VCD vcd = mesh.getVertexOfNumber(static_cast<std::uint32_t>(number));
+        const auto it = std::lower_bound(vSorted.begin(), vSorted.end(), vcd);
+        const bool bFound = it != vSorted.end() && *it == vcd;
+        vPosition[number] = bFound ? static_cast<std::uint32_t>(it - vSorted.begin()) : NO_POSITION;
+    });
+    return vPosition;
+}
 
 }  // namespace
 
@@ -46,19 +34,27 @@ CoarseSurface::CoarseSurface(CMesh* pCMesh) {
     sideLen = pCMesh->getSideLen();
     const auto& mCCDBundle = pCMesh->getRefToBundleMap();
     vVertex.reserve(mCCDBundle.size());
-    for (const auto& entry : mCCDBundle) {
-        ASSEX(entry.second!=NULL && entry.second->pVtx!=NULL);
-        const Point3& source = *entry.second->pVtx;
+    std::vector<VCD> vCCDVertex;
+    vCCDVertex.reserve(mCCDBundle.size());
+    for (const auto& [vcd, pBundle] : mCCDBundle) {
+        ASSEX(pBundle!=NULL && pBundle->pVtx!=NULL);
+        const Point3& source = *pBundle->pVtx;
         ASSEX_AS("false", source == source);  // not a number
         vVertex.push_back(source);
+        vCCDVertex.push_back(vcd);
     }
-    std::vector<CTriangle*> vCT;
-    pCMesh->getAliveTriangles(vCT);
-    const VertexByCode vCCDVertex(mCCDBundle);
     const auto& vPointVertex = vVertex;
     ASSEX(vCCDVertex.size()==vPointVertex.size());
-    transform_MT(vCT, vTriangle, [&vCCDVertex](const CTriangle* pCT) {
-        return NumberTriple{vCCDVertex.find(pCT->getC0()), vCCDVertex.find(pCT->getC1()), vCCDVertex.find(pCT->getC2())};
+    const std::vector<std::uint32_t> vPosition = positionsOfVertices(*pCMesh, vCCDVertex);
+    std::vector<CTriangle*> vCT;
+    pCMesh->getAliveTriangles(vCT);
+    transform_MT(vCT, vTriangle, [&](const CTriangle* pCT) {
+        NumberTriple corners = pCMesh->getVertexNumbers(*pCT);
+        for (std::uint32_t& corner : corners) {
+            corner = vPosition[corner];
+            ASSEX_AS("false", corner != NO_POSITION);  // a corner without a bundle
+        }
+        return corners;
     });
 }
 

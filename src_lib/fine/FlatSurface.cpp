@@ -7,6 +7,7 @@
 #include <limits>
 #include <memory>
 
+#include "CoarseSurface.h"
 #include "RMesh.h"
 #include "edgeGeometry.h"
 #include "tarn_locate3/Bbox3.h"
@@ -120,19 +121,25 @@ std::vector<std::array<FlatSurface::Index, 3>> FlatSurface::triples() const {
 }
 
 std::unique_ptr<RMesh> meshOf(const FlatSurface& surface, const std::vector<char>& vMoved, double sideLen) {
-    auto pNew = std::make_unique<RMesh>(sideLen);
-    std::vector<char> vUsed(surface.numVertices(), 0);
-    for (std::size_t t = 0; t < surface.numTriangles(); ++t)
-        for (std::size_t i = 0; i < 3 && surface.vVertex[3 * t] != FlatSurface::NONE; ++i)
-            vUsed[surface.vVertex[3 * t + i]] = 1;
-    std::vector<Point3*> vVtx(surface.numVertices(), nullptr);
-    for (std::size_t v = 0; v < vVtx.size(); ++v)
-        if (vUsed[v] != 0)
-            vVtx[v] = pNew->createVertexApart(vMoved[v] != 0 ? surface.toMesh(surface.vPlace[v]) : *surface.vSource[v]);
-    for (std::size_t c = 0; c < surface.vVertex.size(); c += 3)
-        if (surface.vVertex[c] != FlatSurface::NONE)
-            pNew->createT(vVtx[surface.vVertex[c]], vVtx[surface.vVertex[c + 1]], vVtx[surface.vVertex[c + 2]]);
-    return pNew;
+    constexpr FlatSurface::Index USED = 0;
+    std::vector<FlatSurface::Index> vNumber(surface.numVertices(), FlatSurface::NONE);  // in the new mesh
+    CoarseSurface made;
+    made.sideLen = sideLen;
+    for (const auto& triple : surface.triples()) {
+        if (triple[0] == FlatSurface::NONE) continue;
+        made.vTriangle.push_back(triple);
+        for (const FlatSurface::Index v : triple)
+            vNumber[v] = USED;
+    }
+    for (std::size_t v = 0; v < vNumber.size(); ++v) {
+        if (vNumber[v] == FlatSurface::NONE) continue;
+        vNumber[v] = static_cast<FlatSurface::Index>(made.vVertex.size());
+        made.vVertex.push_back(vMoved[v] != 0 ? surface.toMesh(surface.vPlace[v]) : *surface.vSource[v]);
+    }
+    for (auto& triple : made.vTriangle)
+        for (FlatSurface::Index& v : triple)
+            v = vNumber[v];
+    return std::make_unique<RMesh>(made);
 }
 
 }  // namespace TARN_KEL

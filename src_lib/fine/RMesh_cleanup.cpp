@@ -19,8 +19,6 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr std::size_t MIN_PARALLEL = 5000;  // elements; below, asking them isn't worth a task
-
 /// Appends the triangles that follow another one with the same corners in the list of the edge.
 void appendDups(const REdge& edge, std::vector<RTriangle*>& vDups) {
     std::set<const Point3*> sThird;
@@ -90,12 +88,7 @@ bool isDegenerateAtCorner0(const RTriangle& rt) {
 
 // Which of two equal triangles comes first may differ from edge to edge, so each may be entered as the double of the other.
 std::size_t RMesh::removeDups() {
-    std::vector<char> vHasDups;
-    transform_MT(
-        vRE, vHasDups, [](const REdge* pRE) { return static_cast<char>(pRE->hasDups()); }, MIN_PARALLEL);
-    std::vector<REdge*> vDupRE;
-    for (std::size_t i = 0; i < vRE.size(); ++i)
-        if (vHasDups[i] != 0) vDupRE.push_back(vRE[i]);
+    std::vector<REdge*> vDupRE = filter_MT(vRE, [](const REdge* pRE) { return pRE->hasDups(); });
     std::sort(vDupRE.begin(), vDupRE.end(),
               [](const REdge* a, const REdge* b) { return std::tie(a->pVtx0, a->pVtx1) < std::tie(b->pVtx0, b->pVtx1); });
     std::vector<RTriangle*> vDups;
@@ -112,7 +105,7 @@ void RMesh::killDegenerate(bool bKeepManifold) {
     ProgressStep progress("RM_kdeg", 3 * vRT.size());
     std::vector<char> vAsk;
     transform_MT(
-        vRT, vAsk, [](const RTriangle* pRT) { return static_cast<char>(isDegenerateAtCorner0(*pRT)); }, MIN_PARALLEL);
+        vRT, vAsk, [](const RTriangle* pRT) { return static_cast<char>(isDegenerateAtCorner0(*pRT)); }, WORTH_A_TASK);
     WorkStack stack(vRT.size());
     std::vector<RTriangle*> vIncT;
     while (!stack.empty()) {

@@ -1,10 +1,11 @@
 // Connected parts of the fine mesh: patches, and the fans around a vertex.
 //
-// Patches are grown breadth first over edges with two triangles. For the orientation this means that each triangle agrees
+// Patches are grown breadth first over edges with two triangles. When they are oriented on the way, each triangle agrees
 // with the one through which it was reached first, so on a one-sided part conflicts lie where the fronts meet.
 #include <memory>
 #include <set>
 
+#include "OrientedFlood.h"
 #include "Progress.h"
 #include "RMesh.h"
 #include "RPatch.h"
@@ -78,17 +79,12 @@ void RMesh::enterInPatches() {
 std::size_t RMesh::createPatchesOrient() {
     ProgressStep progress("RM_cpo", vRT.size());
     deletePatches();
-    forgetPatches(vRT);
-    for (RTriangle* pSeed : vRT) {
-        if (!pSeed->bAlive || pSeed->bVisited) continue;
-        pSeed->bVisited = true;
-        growPatch(pSeed, [progress](const RTriangle* pRT, auto&& offer) {
-            progress.advance();
-            forEachUnvisitedNeighbour(*pRT, [&](RTriangle* pNeigT) {
-                if (pRT->needFlip(pNeigT)) pNeigT->flipNNV();
-                offer(pNeigT);
-            });
-        });
+    forgetPatches_MT(vRT);
+    OrientedFlood<RTriangle> flood(poolRT);
+    for (const RTriangle* pSeed : vRT) {
+        if (flood.isTaken(pSeed)) continue;
+        RPatch* pPatch = handOver(std::make_unique<RPatch>(this), vPatches);
+        flood.apply(flood.takeAllFrom(pSeed, false, [&progress] { progress.advance(); }), pPatch);
     }
     enterInPatches();
     progress.finish();

@@ -7,6 +7,7 @@
 
 #include "RMesh.h"
 #include "meshCore.h"
+#include "sortMT.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -21,12 +22,11 @@ void RMesh::getDegN(int deg, std::vector<REdge*>& vDegN) const {
         out() << "deg=" << deg << std::endl;
         ASSEX(false);
     }
-    std::vector<REdge*> vSelected;
-    for (REdge* pRE : vRE) {
+    const auto isWanted = [this, deg](const REdge* pRE) {
         const int degree = pRE->getDegree();
-        if (isWantedDegree(deg, degree) && (degree > 0 || isKeyed(pRE))) vSelected.push_back(pRE);
-    }
-    appendInKeyOrder(vSelected, vDegN);
+        return isWantedDegree(deg, degree) && (degree > 0 || isKeyed(pRE));
+    };
+    appendInKeyOrder(filter_MT(vRE, isWanted), vDegN);
 }
 
 /// Appends the edges ordered by lower, then by higher vertex.

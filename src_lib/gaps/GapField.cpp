@@ -38,7 +38,7 @@ std::array<int, 3> coordinatesOf(RCD rcd) {
 class Front {
 public:
     using Real = float;
-    static constexpr std::size_t MIN_PARALLEL = 5000;
+    static constexpr std::size_t MIN_PARALLEL = WORTH_A_TASK;
 
     Front(std::vector<Corner*> vNew, const CornerStore& store, float cellEdge)
         : vFront(std::move(vNew)), corners(store.getCornersRef()), sideLen(cellEdge) {}

@@ -4,75 +4,54 @@
 // been oriented before.
 #include "orientPatches.h"
 
+#include <cstdint>
 #include <memory>
 
 #include "CMesh.h"
 #include "CPatch.h"
-#include "flood.h"
+#include "OrientedFlood.h"
 #include "handOver.h"
 #include "lookUp.h"
+#include "processMemory.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-/// Adds to the patch all triangles that manifold edges connect with pStartT, and turns them to agree with it.
-void growOriented(CTriangle* pStartT, CPatch& patch) {
-    std::vector<CTriangle*> vQueue{pStartT};
-    std::vector<CTriangle*> vWaiting;
-    pStartT->bVisited = true;
+/// patchOf: patchOf(members) gives the patch of some triangles, by their numbers; null for none.
+template <typename PatchOf>
+void orientEach(const CMesh& mesh, const std::vector<CTriangle*>& vT, const PatchOf& patchOf) {
+    clearMarks(vT);
+    OrientedFlood<CTriangle> flood(mesh.getTrianglePool());
     LookingUp looking(50000);
-    const auto forEachNext = [&](CTriangle* pCT, const auto& offer) {
-        looking.step();
-        patch.add(pCT);
-        for (int k = 0; k < 3; ++k) {
-            const CEdge* pCE = pCT->getCE(k);
-            if (pCE->getDegree() != 2) continue;
-            CTriangle* pNeigT = pCE->getUniqueOtherTriangle(pCT);
-            if (pNeigT->bVisited) continue;
-            if (pNeigT->needFlip(pCT)) pNeigT->flipNNV();
-            offer(pNeigT);
-        }
-    };
-    const auto claim = [&vWaiting](CTriangle* pCT) {
-        pCT->bVisited = true;
-        if (pCT->hasOnlyHalfEdges()) return true;
-        vWaiting.push_back(pCT);
-        return false;
-    };
-    while (!vQueue.empty()) {
-        floodInOrder(vQueue, forEachNext, claim);
-        vQueue.swap(vWaiting);
-        vWaiting.clear();
+    for (const CTriangle* pStartT : vT) {
+        if (flood.isTaken(pStartT)) continue;
+        const std::vector<std::uint32_t> vMember = flood.takeAllFrom(pStartT, true, [&looking] { looking.step(); });
+        flood.apply(vMember, patchOf(vMember));
     }
 }
 
 }  // namespace
 
 void clearMarks(const std::vector<CTriangle*>& vT) {
-    for (CTriangle* pCT : vT)
-        pCT->bVisited = false;
+    forEach_MT(
+        vT, [](CTriangle* pCT) { pCT->bVisited = false; }, WORTH_A_TASK);
 }
 
 void orientPatches(CMesh& mesh, const std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches) {
-    clearMarks(vT);
-    for (CTriangle* pStartT : vT) {
-        if (!pStartT->isAlive() || pStartT->bVisited) continue;
-        growOriented(pStartT, *handOver(std::make_unique<CPatch>(&mesh, mesh.getCalc()), vPatches));
-    }
+    orientEach(mesh, vT, [&](const std::vector<std::uint32_t>& vMember) {
+        CPatch* pPatch = handOver(std::make_unique<CPatch>(&mesh, mesh.getCalc()), vPatches);
+        pPatch->vMemberCT.reserve(vMember.size());
+        for (const std::uint32_t member : vMember)
+            pPatch->vMemberCT.push_back(mesh.getTrianglePool().at(member));
+        return pPatch;
+    });
 }
 
 void orientPatches(CMesh& mesh) {
-    struct Patches {
-        ~Patches() {
-            for (const CPatch* pPatch : vPatches)
-                delete pPatch;
-        }
-        std::vector<CPatch*> vPatches;
-    } patches;
-    std::vector<CTriangle*> vAllCT;
-    mesh.getAllTriangles(vAllCT);
-    orientPatches(mesh, vAllCT, patches.vPatches);
+    returnFreedMemory(mesh.getTriRef().size());  // all passes before it have left some
+    orientEach(mesh, mesh.getTriRef(), [](const std::vector<std::uint32_t>&) -> CPatch* { return nullptr; });
 }
 
 }  // namespace TARN_KEL

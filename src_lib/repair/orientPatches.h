@@ -13,7 +13,7 @@ class CTriangle;
 /// also take in triangles outside vT that aren't marked. Leaves marks.
 /// vPatches: the patches are appended; they belong to the caller.
 void orientPatches(CMesh& mesh, const std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches);
-/// The same for all triangles. The patches are deleted again. Cost: O(n).
+/// The same for all triangles, which are in no patch afterwards. Cost: O(n).
 void orientPatches(CMesh& mesh);
 
 void clearMarks(const std::vector<CTriangle*>& vT);

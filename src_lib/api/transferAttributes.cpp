@@ -14,7 +14,6 @@
 #include <cstdint>
 #include <functional>
 #include <limits>
-#include <numeric>
 #include <optional>
 #include <queue>
 #include <span>
@@ -25,6 +24,7 @@
 #include "PointTree.h"
 #include "attributeColumns.h"
 #include "kel.h"
+#include "listsByNumber.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -83,12 +83,12 @@ public:
     /// of equally near ones the first, and left where there is none. Cost: O(n + k log k) for k edges of places without
     /// values.
     void fill(std::vector<std::uint32_t>& vSource) const {
-        const Steps steps = stepsInto(vSource);
+        const ListsByNumber<std::uint32_t> steps = stepsInto(vSource);
         std::priority_queue<Stop, std::vector<Stop>, std::greater<>> queue;
         const auto goOn = [&](double way, std::uint32_t source, std::uint32_t place) {
-            for (std::size_t i = steps.vFirst[place]; i < steps.vFirst[place + 1]; ++i)
-                if (const std::uint32_t to = steps.vTo[i]; vSource[to] == NOWHERE)
-                    queue.emplace(way + (places.vPlace[to] - places.vPlace[place]).length(), source, to);
+            for (const std::uint32_t* pTo = steps.begin(place); pTo != steps.end(place); ++pTo)
+                if (vSource[*pTo] == NOWHERE)
+                    queue.emplace(way + (places.vPlace[*pTo] - places.vPlace[place]).length(), source, *pTo);
         };
         for (std::uint32_t place = 0; place < vSource.size(); ++place)
             if (vSource[place] != NOWHERE) goOn(0.0, place, place);
@@ -104,32 +104,21 @@ public:
 private:
     /// The length of the way, where it began, and where it leads.
     using Stop = std::tuple<double, std::uint32_t, std::uint32_t>;
-    /// Where edges lead from each place, as far as to places without values.
-    struct Steps {
-        std::vector<std::size_t> vFirst;  ///< by place, and one behind the last
-        std::vector<std::uint32_t> vTo;
-    };
 
-    Steps stepsInto(const std::vector<std::uint32_t>& vSource) const {
+    /// Where edges lead from each place, as far as to places without values.
+    ListsByNumber<std::uint32_t> stepsInto(const std::vector<std::uint32_t>& vSource) const {
         std::vector<Point3*> vVertices;
         std::vector<int> vIndices;
         mesh.getVertexIndexData(vVertices, vIndices);
-        const auto forSteps = [&](const auto& use) {
+        return listsByNumber<std::uint32_t>(vSource.size(), [&](const auto& add) {
             for (std::size_t i = 0; i < vIndices.size(); ++i) {
                 const auto placeAt = [&](std::size_t k) { return places.vOfVertex[static_cast<std::size_t>(vIndices[k])]; };
                 const std::uint32_t a = placeAt(i), b = placeAt(i % 3 == 2 ? i - 2 : i + 1);
                 if (a == NOWHERE || b == NOWHERE) continue;
-                if (vSource[b] == NOWHERE) use(a, b);
-                if (vSource[a] == NOWHERE) use(b, a);
+                if (vSource[b] == NOWHERE) add(a, b);
+                if (vSource[a] == NOWHERE) add(b, a);
             }
-        };
-        Steps steps{std::vector<std::size_t>(vSource.size() + 1, 0), {}};
-        forSteps([&](std::uint32_t from, std::uint32_t) { ++steps.vFirst[from + 1]; });
-        std::partial_sum(steps.vFirst.begin(), steps.vFirst.end(), steps.vFirst.begin());
-        steps.vTo.resize(steps.vFirst.back());
-        std::vector<std::size_t> vNext(steps.vFirst.begin(), steps.vFirst.end() - 1);
-        forSteps([&](std::uint32_t from, std::uint32_t to) { steps.vTo[vNext[from]++] = to; });
-        return steps;
+        });
     }
 
     Mesh& mesh;

@@ -9,6 +9,7 @@
 #include <numeric>
 #include <utility>
 
+#include "listsByNumber.h"
 #include "runs.h"
 #include "tools.h"
 
@@ -25,15 +26,12 @@ struct Entry {
 
 /// What the vertices of a share have, one after the other; the entries of an edge follow each other, the first one first.
 struct Group {
-    std::vector<std::uint32_t> vBegin;  // by vertex of the share: its first entry; one more for the end
-    std::vector<Entry> vEntry;
+    ListsByNumber<Entry, std::uint32_t> entries;  // by vertex of the share
     std::size_t numEdges = 0;
 };
 
 Group groupEntries(const VertexShares& shares, const VertexShares::Share& share,
                    const std::vector<NumberTriple>& vTriangle) {
-    Group group;
-    group.vBegin.assign(share.end - share.begin + 1, 0);
     const auto forEachEntry = [&](const auto& visit) {
         shares.forEachTriangleOf(share, [&](std::size_t t) {
             for (std::size_t k = 0; k < 3; ++k)
@@ -41,23 +39,18 @@ Group groupEntries(const VertexShares& shares, const VertexShares::Share& share,
                     visit(ends.low - share.begin, Entry{ends.high, static_cast<std::uint32_t>(3 * t + k)});
         });
     };
-    forEachEntry([&](std::uint32_t vertex, const Entry&) { ++group.vBegin[vertex + 1]; });
-    std::partial_sum(group.vBegin.begin(), group.vBegin.end(), group.vBegin.begin());
-    group.vEntry.resize(group.vBegin.back());
-    std::vector<std::uint32_t> vNext = group.vBegin;
-    forEachEntry([&](std::uint32_t vertex, const Entry& entry) { group.vEntry[vNext[vertex]++] = entry; });
-    for (std::size_t i = 0; i + 1 < group.vBegin.size(); ++i)
-        std::sort(group.vEntry.begin() + group.vBegin[i], group.vEntry.begin() + group.vBegin[i + 1]);
+    Group group{listsByNumber<Entry, std::uint32_t>(share.end - share.begin, forEachEntry)};
+    for (std::size_t i = 0; i < group.entries.size(); ++i)
+        std::sort(group.entries.begin(i), group.entries.end(i));
     return group;
 }
 
 /// visit(first entry, end) for each edge of a group, by ascending ends.
 template <typename Visit>
 void forEachEdge(const Group& group, const Visit& visit) {
-    for (std::size_t i = 0; i + 1 < group.vBegin.size(); ++i)
+    for (std::size_t i = 0; i < group.entries.size(); ++i)
         forEachRun(
-            group.vEntry.begin() + group.vBegin[i], group.vEntry.begin() + group.vBegin[i + 1],
-            [](const Entry& entry) { return entry.high; }, visit);
+            group.entries.begin(i), group.entries.end(i), [](const Entry& entry) { return entry.high; }, visit);
 }
 
 /// Works on all edges of some triangles at once.

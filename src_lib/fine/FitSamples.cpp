@@ -74,24 +74,18 @@ void FitSamples::findFeet(const FlatSurface& surface, const FlatSurface& origina
 }
 
 void FitSamples::listShares(std::size_t numVertices) {
-    vBegin.assign(numVertices + 1, 0);
-    for (const Sample& sample : vSample)
-        for (const Index vertex : sample.aVertex)
-            ++vBegin[vertex + 1];
-    for (std::size_t v = 1; v < vBegin.size(); ++v)
-        vBegin[v] += vBegin[v - 1];
-    vShare.resize(vBegin.back());
-    std::vector<std::size_t> vEnd(vBegin.begin(), vBegin.end() - 1);
-    for (Index i = 0; i < vSample.size(); ++i)
-        for (Index k = 0; k < 3; ++k)
-            vShare[vEnd[vSample[i].aVertex[k]]++] = {i, k};
+    shares = listsByNumber<Share>(numVertices, [&](const auto& add) {
+        for (Index i = 0; i < vSample.size(); ++i)
+            for (Index k = 0; k < 3; ++k)
+                add(vSample[i].aVertex[k], Share{i, k});
+    });
 }
 
 Quadric FitSamples::around(Index vertex, const Vector3& place) const {
     Quadric sum;
-    for (std::size_t i = vBegin[vertex]; i < vBegin[vertex + 1]; ++i) {
-        const Sample& sample = vSample[vShare[i].sample];
-        const double weight = sample.aWeight[vShare[i].corner];
+    for (const Share* pShare = shares.begin(vertex); pShare != shares.end(vertex); ++pShare) {
+        const Sample& sample = vSample[pShare->sample];
+        const double weight = sample.aWeight[pShare->corner];
         if (weight < MIN_WEIGHT) continue;
         // The height is 0 when the vertex has risen by height / weight.
         sum += Quadric(sample.normal, place + sample.normal * (sample.height / weight), sample.weight * weight * weight);
@@ -100,9 +94,9 @@ Quadric FitSamples::around(Index vertex, const Vector3& place) const {
 }
 
 void FitSamples::move(Index vertex, const Vector3& way) {
-    for (std::size_t i = vBegin[vertex]; i < vBegin[vertex + 1]; ++i) {
-        Sample& sample = vSample[vShare[i].sample];
-        sample.height -= sample.aWeight[vShare[i].corner] * (sample.normal * way);
+    for (const Share* pShare = shares.begin(vertex); pShare != shares.end(vertex); ++pShare) {
+        Sample& sample = vSample[pShare->sample];
+        sample.height -= sample.aWeight[pShare->corner] * (sample.normal * way);
     }
 }
 

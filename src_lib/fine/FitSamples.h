@@ -6,6 +6,7 @@
 
 #include "FlatSurface.h"
 #include "Quadric.h"
+#include "listsByNumber.h"
 
 namespace TARN_KEL {
 
@@ -43,8 +44,7 @@ private:
     void listShares(std::size_t numVertices);
 
     std::vector<Sample> vSample;
-    std::vector<std::size_t> vBegin;  // of each vertex its shares
-    std::vector<Share> vShare;
+    ListsByNumber<Share> shares;  // of each vertex
 };
 
 }  // namespace TARN_KEL

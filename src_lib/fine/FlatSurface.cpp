@@ -10,6 +10,7 @@
 #include "CoarseSurface.h"
 #include "RMesh.h"
 #include "edgeGeometry.h"
+#include "listsByNumber.h"
 #include "tarn_locate3/Bbox3.h"
 #include "tools.h"
 
@@ -58,21 +59,17 @@ void FlatSurface::setUnit() {
 }
 
 bool FlatSurface::matchSides() {
-    std::vector<Index> vBegin(vSource.size() + 1, 0);
     const auto numCorners = static_cast<Index>(vVertex.size());
-    for (Index c = 0; c < numCorners; ++c)
-        ++vBegin[std::min(vVertex[next(c)], vVertex[previous(c)]) + 1];
-    for (std::size_t i = 1; i < vBegin.size(); ++i)
-        vBegin[i] += vBegin[i - 1];
-    std::vector<Index> vSide(numCorners), vEnd(vBegin.begin(), vBegin.end() - 1);
-    for (Index c = 0; c < numCorners; ++c)
-        vSide[vEnd[std::min(vVertex[next(c)], vVertex[previous(c)])]++] = c;
+    auto sides = listsByNumber<Index, Index>(vSource.size(), [&](const auto& add) {
+        for (Index c = 0; c < numCorners; ++c)
+            add(std::min(vVertex[next(c)], vVertex[previous(c)]), c);
+    });
 
     vOpposite.assign(numCorners, NONE);
     const auto higher = [this](Index c) { return std::max(vVertex[next(c)], vVertex[previous(c)]); };
     for (std::size_t i = 0; i < vSource.size(); ++i) {
-        Index* const pBegin = vSide.data() + vBegin[i];
-        Index* const pEnd = vSide.data() + vBegin[i + 1];
+        Index* const pBegin = sides.begin(i);
+        Index* const pEnd = sides.end(i);
         std::sort(pBegin, pEnd, [&](Index a, Index b) { return higher(a) != higher(b) ? higher(a) < higher(b) : a < b; });
         for (Index* p = pBegin; p != pEnd;) {
             Index* q = p + 1;

@@ -6,6 +6,7 @@
 #include <algorithm>
 
 #include "RMesh.h"
+#include "listsByNumber.h"
 #include "meshCore.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -31,20 +32,17 @@ void RMesh::getDegN(int deg, std::vector<REdge*>& vDegN) const {
 
 /// Appends the edges ordered by lower, then by higher vertex.
 void RMesh::appendInKeyOrder(const std::vector<REdge*>& vSelected, std::vector<REdge*>& vOut) const {
-    std::vector<std::size_t> vBegin(poolVtx.size() + 1, 0);
-    for (const REdge* pRE : vSelected)
-        ++vBegin[poolVtx.indexOf(pRE->pVtx0) + 1];
-    vBegin[0] = vOut.size();
-    for (std::size_t i = 1; i < vBegin.size(); ++i)
-        vBegin[i] += vBegin[i - 1];
-
-    vOut.resize(vOut.size() + vSelected.size());
-    std::vector<std::size_t> vEnd(vBegin.begin(), vBegin.end() - 1);
-    for (REdge* pRE : vSelected)
-        vOut[vEnd[poolVtx.indexOf(pRE->pVtx0)]++] = pRE;
-    for (std::size_t i = 0; i < vEnd.size(); ++i)
-        std::sort(vOut.data() + vBegin[i], vOut.data() + vEnd[i],
+    auto edges = listsByNumber<REdge*>(poolVtx.size(), [&](const auto& add) {
+        for (REdge* pRE : vSelected)
+            add(poolVtx.indexOf(pRE->pVtx0), pRE);
+    });
+    for (std::size_t i = 0; i < edges.size(); ++i)
+        std::sort(edges.begin(i), edges.end(i),
                   [](const REdge* pRE0, const REdge* pRE1) { return pRE0->pVtx1 < pRE1->pVtx1; });
+    if (vOut.empty())
+        vOut = std::move(edges.vEntry);
+    else
+        vOut.insert(vOut.end(), edges.vEntry.begin(), edges.vEntry.end());
 }
 
 std::size_t RMesh::getNumT() const {

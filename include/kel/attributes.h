@@ -139,9 +139,9 @@ bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVerti
 ///
 /// A point belongs to the vertex that is nearest to it, if that is at most a length away; of equally near ones to the first.
 /// Vertices at one place have the same points. The known values of its points make that of a vertex, by the kind of the
-/// column: see AttributeKind. A vertex without points, such as one in a closed hole, has the values of the nearest vertex
-/// that has some; one whose points have no known colour has that of the nearest vertex with a colour. Where no vertex has
-/// points each point belongs to the nearest vertex, however far.
+/// column: see AttributeKind. A vertex without points, such as one in a closed hole, has the values of the vertex with some
+/// that is nearest along edges, in a component without any of the nearest one at all; one whose points have no known colour
+/// has a colour in the same way. Where no vertex has points each point belongs to the nearest vertex, however far.
 ///
 /// Any mesh and any cloud will do, so call this after all steps on the mesh. Points that aren't finite count nowhere, and
 /// outliers don't either. The order of the points has no influence, but on the last digits of means.
@@ -158,8 +158,8 @@ PointAttributes transferAttributes(MeshPtr pMesh, const std::vector<Point3>& vPo
                                    double length = 0.0);
 
 /// The same for points whose surface has known normals, such as the vertices of an older mesh: those whose normal is opposed
-/// to that of the nearest vertex belong to none. So nothing gets through a thin wall, except to vertices to which no point
-/// belongs.
+/// to that of the nearest vertex belong to none. So nothing gets through a thin wall, except into components to which no
+/// point belongs.
 ///
 /// @param pMesh       as above
 /// @param vPoints     the points
@@ -243,12 +243,12 @@ bool writePoints_ASCII(const char* filename, const std::vector<Point3>& vPoints,
 bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints, bool bAscii, Precision precision,
                       const PointAttributes& attributes);
 
-/// Writes points as LAS with their colour, "intensity", "gps_time", and the classes of "classification" or, where that isn't
-/// there, of the first column of classes. The version is 1.2, and the point format the smallest of 0 to 3 that has room for
-/// them; or, with a class above 31, 1.4 and format 6 or, with a colour, 7.
-///
-/// The colour becomes one of 16 bits a channel. Intensity and classes are written where all their known values are whole
-/// numbers that fit, up to 65535 and up to 255. What isn't known is 0. A warning names columns that are left out. Otherwise
+/// Writes points as LAS with what they carry. The colour gets 16 bits a channel. "gps_time", "intensity", "user_data",
+/// "point_source_id" and the classes of "classification" or else of the first column of classes are fields of the format;
+/// all but the time where their known values are whole numbers that fit. All other columns are extra bytes behind each
+/// point, with their types and names, of which 32 bytes fit. The version is 1.2, and the point format the smallest of 0 to 3
+/// that has room for the fields; or, with a class above 31, 1.4 and format 6 or, with a colour, 7. What isn't known is 0, or
+/// NaN in extra bytes with a fraction. A warning counts columns beyond 341 of the extra ones, which are left out. Otherwise
 /// as without attributes.
 ///
 /// @param filename    the name of the file, of any extension

@@ -80,7 +80,7 @@ struct MeltReport {
 /// @param options  what to do
 /// @param pReport  overwritten by what was done; may be null. When the call throws, it tells about the steps until then
 /// @return the mesh; null, after a warning, when no triangle is left
-/// @throws KelBugException as melt() does
+/// @throws KelBugException as melt() does, and when by their area the triangles have more cells than the memory can hold
 /// @throws KelStoppedException when the stop flag ended the run
 /// @cost O(n log n) in the triangles and the cells that they touch
 MeshPtr melt(const std::vector<Point3>& vPoints, const MeltOptions& options, MeltReport* pReport = nullptr);

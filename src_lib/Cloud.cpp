@@ -7,13 +7,18 @@
 
 #include "Progress.h"
 #include "Smooth.h"
+#include "bin_io.h"
 #include "cleanCells.h"
 #include "codes.h"
+#include "fileFormats.h"
 #include "nodeCells.h"
 #include "runGrid.h"
 #include "sortMT.h"
 #include "soupCells.h"
+#include "stl_io.h"
+#include "tinyply.h"
 #include "tools.h"
+#include "xyz_io.h"
 
 namespace TARN_KEL {
 
@@ -72,7 +77,7 @@ bool Cloud::load() {
 
 bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
     bool bRead = false;
-    switch (getFileType(filename)) {
+    switch (formatByName(filename).type) {
     case FT_STL:
         if (!bMelt) {
             out() << "\n Input file is of type STL, use --fmelt (-m) instead" << std::endl;
@@ -82,16 +87,16 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
             out() << "\nFor an STL provide also the -a option please\n" << std::endl;
             ASSEX(spacingAbs>0);
         }
-        bRead = readSTL_ASCII(filename.c_str(), vOut);
+        bRead = readStl(filename, false, vOut);
         break;
     case FT_PLY:
-        bRead = readPly(filename.c_str(), true, vOut);
+        bRead = PLY::readPly(filename, true, vOut);
         break;
     case FT_ASCII:
-        bRead = readPoints_ASCII(filename.c_str(), vOut);
+        bRead = readXyz(filename, vOut);
         break;
     case FT_BIN:
-        bRead = readPoints_BIN(filename.c_str(), vOut);
+        bRead = readBin(filename, vOut, nullptr);
         break;
     default:
         out() << "Unknown file format" << std::endl;

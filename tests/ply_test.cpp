@@ -2,6 +2,7 @@
 #include <cstring>
 #include <regex>
 
+#include "plyReading.h"
 #include "ply_io.h"
 #include "singlePrecision.h"
 #include "support/FolderTest.h"

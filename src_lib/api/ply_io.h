@@ -11,7 +11,6 @@
 
 namespace TARN_KEL {
 class RMesh;
-class AttributeColumns;
 
 /// Writes the alive triangles of a fine mesh. Vertices are numbered in the order in which the corners use them first.
 /// precision: FLOAT or DOUBLE, also below. attributes: as for writeMesh_auto(), also below. Cost: O(n).
@@ -20,11 +19,4 @@ bool writeMeshPly(const RMesh& rMesh, const std::string& filename, bool bAscii, 
 /// Writes points in their order.
 bool writePointsPly(const std::vector<const Point3*>& vPoints, const std::string& filename, bool bAscii, Precision precision,
                     const PointAttributes& attributes = {});
-/// Appends the vertices of a file, as readPly() does, but with coordinates of any type of number, also "nan" and "inf" in a
-/// text. pAttributes: gets their other properties; null where nobody wants them.
-bool readPointsPly(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes);
-/// Reads a mesh; vertices as above. Polygons are cut by PolygonCutter. pAttributes: gets the other properties of the
-/// vertices; null where nobody wants them.
-bool readMeshPly(const std::string& filename, std::vector<Point3>& vVertices, std::vector<int>& vIndices,
-                 AttributeColumns* pAttributes);
 }  // namespace TARN_KEL

@@ -10,6 +10,7 @@
 #include <string>
 #include <utility>
 
+#include "../../src_lib/base/processMemory.h"
 #include "commands.h"
 
 namespace {
@@ -75,6 +76,7 @@ int runProgram(int argc, char** argv) {
 }  // namespace
 
 int main(int argc, char** argv) {
+    TARN_KEL::returnLargeBlocksAtOnce();  // the steps of a run need blocks of quite different sizes
     fillStandardStreams();
     std::signal(SIGPIPE, SIG_IGN);  // a reader that stops early is an error of writing, which leaves no temporary files
     try {

@@ -25,7 +25,17 @@ inline void returnFreedMemory() {
 #endif
 }
 
-/// The same after work on so many cells or triangles; with few it isn't worth its time, some 5 ms.
+/// For programs, at their start: blocks of 4 MB and more go back to the system as soon as they are freed. By itself the
+/// allocator raises that size each time that a larger block is freed, keeps what is smaller, and can't give back what worker
+/// threads have freed last. Affects the whole process, so the library doesn't call it.
+inline void returnLargeBlocksAtOnce() {
+#ifdef __GLIBC__
+    constexpr int LARGE = 4 << 20;  // bytes
+    mallopt(M_MMAP_THRESHOLD, LARGE);
+#endif
+}
+
+/// The same as returnFreedMemory() after work on so many cells or triangles; with few it isn't worth its time, some 5 ms.
 inline void returnFreedMemory(std::size_t numElements) {
     constexpr std::size_t LARGE = 50000;
     if (numElements >= LARGE) returnFreedMemory();

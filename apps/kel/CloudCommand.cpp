@@ -1,6 +1,7 @@
 // kel cloud: a triangle soup to points.
 #include <memory>
 
+#include "../../src_lib/api/soupRoom.h"
 #include "SoupOptions.h"
 #include "commands.h"
 
@@ -12,7 +13,7 @@ void makeCloud(const SoupOptions& options, Program& program) {
     const auto& [in, out] = options.files;
     Program::requireMeshInput(in);
     program.requirePointOutput(out, in);
-    std::vector<Point3> vCorners = options.read(program);
+    std::vector<Point3> vCorners = options.read(program, POINT_BYTES_PER_CELL);
     std::vector<Point3> vPoints;
     program.step("cloud", [&] { toCloud(vCorners, options.spacing, options.featureAngle, vPoints); });
     program.report()["cloud"] = options.toJson();

@@ -1,6 +1,7 @@
 // kel melt: a triangle soup to a mesh.
 #include <memory>
 
+#include "../../src_lib/api/soupRoom.h"
 #include "SoupOptions.h"
 #include "commands.h"
 
@@ -28,7 +29,7 @@ void meltSoup(const MeltRequest& request, Program& program) {
     const auto& [in, out] = request.files;
     Program::requireMeshInput(in);
     program.requireMeshOutput(out, in);
-    const std::vector<Point3> vCorners = request.read(program);
+    const std::vector<Point3> vCorners = request.read(program, MESH_BYTES_PER_CELL);
     const MeltOptions options = optionsOf(request);
     MeshPtr pMesh;
     MeltReport done;

@@ -7,9 +7,10 @@ nlohmann::ordered_json SoupOptions::toJson() const {
     return {{"spacing", spacing}, {"featureAngle", featureAngle}};
 }
 
-std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program) const {
+std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program, double bytesPerCell) const {
     std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in);
-    if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing); !fault.empty()) throw Failure(fault);
+    if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing, bytesPerCell); !fault.empty())
+        throw Failure(fault);
     return vCorners;
 }
 

@@ -53,7 +53,7 @@ private:
     }
 
     void requireRoom(const std::vector<Point3>& vCorners) const {
-        const std::string fault = soupRoomFault(vCorners, options.spacing);
+        const std::string fault = soupRoomFault(vCorners, options.spacing, MESH_BYTES_PER_CELL);
         if (!fault.empty()) warning(KEL_PLACE, fault);
         const bool bFitsMemory = fault.empty();
         ASSEX(bFitsMemory);

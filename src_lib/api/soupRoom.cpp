@@ -13,7 +13,6 @@ namespace TARN_KEL {
 namespace {
 
 constexpr double CELLS_PER_SQUARE = 1.5;  // of the surface, at all angles to the grid
-constexpr double BYTES_PER_CELL = 1000.0;
 
 double soupArea(const std::vector<Point3>& vCorners) {
     double area = 0.0;
@@ -32,13 +31,13 @@ std::string shortNumber(double value) {
 
 }  // namespace
 
-std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing) {
+std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, double bytesPerCell) {
     constexpr double GIGABYTE = 1e9, ROUNDED_UP = 1.05;
     const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
     const double area = soupArea(vCorners), numCells = CELLS_PER_SQUARE * area / (spacing * spacing);
-    const double needed = numCells * BYTES_PER_CELL;
+    const double needed = numCells * bytesPerCell;
     if (!(memory > 0.0) || !(spacing > 0.0) || !(needed > memory)) return {};
-    const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * BYTES_PER_CELL / memory);
+    const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * bytesPerCell / memory);
     return "A spacing of " + shortNumber(spacing) + " makes about " + shortNumber(numCells) +
            " cells of the triangles, which take " + shortNumber(needed / GIGABYTE) + " GB of memory, and there are " +
            shortNumber(memory / GIGABYTE) + ": take at least " + shortNumber(fitting);

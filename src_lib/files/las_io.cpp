@@ -245,10 +245,17 @@ class RecordBits {
 public:
     explicit RecordBits(std::size_t numBytes_) : numBytes(numBytes_), vWord(numBytes_ / WORD, 0) {}
 
-    void take(const char* p) {
+    /// stride: bytes from record to record.
+    void take(const char* p, std::uint64_t numRecords, std::size_t stride) {
+        const auto bitsAt = [&](std::size_t byte) {
+            std::uint64_t bits = 0;
+            for (std::uint64_t i = 0; i < numRecords; ++i)
+                bits |= loadInt<std::uint64_t>(p + i * stride + byte);
+            return bits;
+        };
         for (std::size_t i = 0; i < vWord.size(); ++i)
-            vWord[i] |= loadInt<std::uint64_t>(p + i * WORD);
-        last |= loadInt<std::uint64_t>(p + numBytes - WORD);
+            vWord[i] |= bitsAt(i * WORD);
+        last |= bitsAt(numBytes - WORD);
     }
     unsigned at(std::size_t byte) const {
         const bool bInWord = byte < vWord.size() * WORD;
@@ -289,9 +296,10 @@ public:
 
     /// To be called with all records of the file.
     void look(const char* p, std::uint64_t numRecords) {
-        if (pColumns == nullptr) return;
-        for (std::uint64_t i = 0; i < numRecords; ++i, p += length)
-            bits.take(p);
+        if (pColumns == nullptr || bSeenEnough) return;
+        bits.take(p, numRecords, length);
+        const auto end = vField.begin() + static_cast<std::ptrdiff_t>(firstExtra);
+        bSeenEnough = !haveColours8Bits() && std::none_of(vField.begin(), end, [&](const Field& f) { return isUnused(f); });
     }
 
     void take(const char* pFirst, std::uint64_t numRecords) {
@@ -360,6 +368,12 @@ private:
         return bits.areZero(field.byte, field.width);
     }
 
+    bool haveColours8Bits() const {
+        for (std::size_t i = firstColour; i < firstExtra; ++i)
+            if (bits.at(vField[i].byte + 1) != 0) return false;
+        return firstColour != firstExtra;
+    }
+
     static void takeBits(const Field& field, AttributeColumn& column) {
         constexpr float DEGREES = 0.006F;  // a step of the angle in new formats; in old ones it is a degree
         if (field.mask != 0)
@@ -384,8 +398,7 @@ private:
         const bool bReturns = !isIdle(FIRST_RETURN) || !isIdle(FIRST_RETURN + 1);
         std::erase_if(vUnused,
                       [&](std::size_t i) { return i == FIRST_RETURN || i == FIRST_RETURN + 1 ? bReturns : !isIdle(i); });
-        if (std::all_of(vColour.begin(), vColour.end(), [&](std::size_t i) { return bits.at(vField[i].byte + 1) == 0; }))
-            pColumns->narrowBytes(vColour);
+        if (haveColours8Bits()) pColumns->narrowBytes(vColour);
         if (std::all_of(vColour.begin(), vColour.end(), isIdle))
             vUnused.insert(vUnused.end(), vColour.begin(), vColour.end());
         pColumns->drop(vUnused);
@@ -411,6 +424,7 @@ private:
     AttributeColumns* pColumns;
     std::vector<Field> vField;
     std::size_t firstColour = 0, firstExtra = 0;  // of the fields
+    bool bSeenEnough = false;                     // all fields are used, and colours have 16 bits
 };
 
 void appendCoordinates(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints) {
@@ -453,7 +467,7 @@ void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Po
     const std::vector<LasExtra> vExtra = skipToPoints(reader, layout, pColumns);
     LasAttributes attributes(layout, vExtra, pColumns);
     if (bAllThere) attributes.reserve(layout.numPoints);
-    const auto append = [&](const char* p, std::uint64_t numHere) {
+    const auto appendPiece = [&](const char* p, std::uint64_t numHere) {
         attributes.look(p, numHere);
         if (pColumns != nullptr && pColumns->isChoosing())
             return chooseRecords(p, numHere, layout, vPoints, pColumns, attributes);
@@ -463,6 +477,12 @@ void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Po
                 attributes.take(p + first * layout.length, num);
                 appendCoordinates(p + first * layout.length, num, layout, vPoints);
             });
+    };
+    const auto append = [&](const char* p, std::uint64_t numHere) {
+        constexpr std::uint64_t PIECE = 16384;  // bytes: the fastest cache keeps them from column to column
+        const std::uint64_t most = std::max<std::uint64_t>(PIECE / layout.length, 1);
+        for (std::uint64_t i = 0; i < numHere; i += most)
+            appendPiece(p + i * layout.length, std::min(most, numHere - i));
     };
     const std::uint64_t numRead = readRecords(reader, layout.numPoints, layout.length, append);
     if (numRead < layout.numPoints) refuseEnd(reader, tooShortText(layout, numRead));

@@ -77,7 +77,7 @@ FitCounts MeshFitter::fit() {
         markRough();
         if (round > 0) smoothFolds();
         moveToSheets();
-        turnBadUpright();
+        turnBadUpright(round == 0);
         moveToCorners();
         moveToCreases();
         freeStuck();
@@ -117,7 +117,7 @@ void MeshFitter::findPlaces() {
         SheetFinder ownFinder(state.points, state.grid);
         for (std::size_t i = begin; i < end; ++i) {
             const auto v = static_cast<FitIndex>(i);
-            if (vSettled[v] != 0 && state.vRough[v] == 0) continue;
+            if (isSettled(v)) continue;
             if (state.vKind[v] == VertexKind::ON_CORNER || state.vKind[v] == VertexKind::HELD ||
                 state.sides.vNormal[v].isDegenerate()) {
                 vFound[v] = {};
@@ -191,7 +191,7 @@ void MeshFitter::moveToSheets() {
         if (vFound[v].numSheets == 0 || !state.isFree(v)) continue;
         const Vector3 from = fitMesh.place(v);
         Vector3 offset = vFound[v].sheet - from;
-        if (vSettled[v] != 0 && state.vRough[v] == 0) continue;
+        if (isSettled(v)) continue;
         const double length = offset.length(), limit = MAX_TO_SHEET * state.cell;
         if (length > limit) offset *= limit / length;
         const auto tryMove = [&](const Vector3& to) {
@@ -205,12 +205,13 @@ void MeshFitter::moveToSheets() {
     }
 }
 
-/// Vertices whose triangles face the wrong way are spread between their neighbours.
-void MeshFitter::turnBadUpright() {
+/// Vertices whose triangles face the wrong way are spread between their neighbours. bAll: settled ones as well.
+void MeshFitter::turnBadUpright(bool bAll) {
     std::vector<unsigned char> vBad(fitMesh.numVertices());
     forChunks_MT(fitMesh.numVertices(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i) {
             const auto v = static_cast<FitIndex>(i);
+            if (!bAll && isSettled(v)) continue;
             vBad[v] = vFound[v].numSheets == 1 && state.isFree(v) && !fitMesh.isAtBorder(v) &&
                       guard.countBad(v, fitMesh.place(v), vFound[v].normal) > 0;
         }

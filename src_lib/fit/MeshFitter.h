@@ -41,7 +41,7 @@ private:
     void markRough();
     void smoothFolds();
     void moveToSheets();
-    void turnBadUpright();
+    void turnBadUpright(bool bAll);
     void moveToCorners();
     void moveToCreases();
     void freeStuck();
@@ -54,6 +54,7 @@ private:
     std::vector<FitIndex> roughTriangles() const;
     std::vector<FitIndex> allTriangles() const;
     bool isSmooth(FitIndex vertex) const;
+    bool isSettled(FitIndex vertex) const { return vSettled[vertex] != 0 && state.vRough[vertex] == 0; }
     void liftByChords();
     void followPoints();
 

@@ -1,5 +1,6 @@
 #include "Neighbourhoods.h"
 
+#include "Lanes.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -8,32 +9,64 @@ namespace {
 
 const std::size_t MIN_PARALLEL_CELLS = 100;  // cells
 
-/// The candidates of a cell side by side.
+using LaneBits = std::uint32_t __attribute__((vector_size(16)));
+
+/// The candidates of a cell side by side, four at a time in single precision. Nearly all are clearly within the radius or
+/// clearly beyond it; the rest is asked exactly.
 class Candidates {
 public:
-    void take(const FitPoints& points, const std::vector<FitIndex>& vCandidate) {
-        const std::size_t num = vCandidate.size();
-        for (std::vector<double>* pCoordinates : {&x, &y, &z})
-            pCoordinates->resize(num);
-        for (std::size_t k = 0; k < num; ++k) {
-            const Vector3& p = points.vPlace[vCandidate[k]];
-            x[k] = p.x();
-            y[k] = p.y();
-            z[k] = p.z();
+    void take(const FitPoints& points, const std::vector<FitIndex>& vCandidate, const Vector3& from) {
+        origin = from;
+        vLane.assign((vCandidate.size() + NUM_LANES - 1) / NUM_LANES, {allLanes(BEYOND), Lanes{}, Lanes{}});
+        for (std::size_t k = 0; k < vCandidate.size(); ++k) {
+            const Vector3 offset = points.vPlace[vCandidate[k]] - origin;
+            OfLanes& lane = vLane[k / NUM_LANES];
+            lane.x[k % NUM_LANES] = static_cast<float>(offset.x());
+            lane.y[k % NUM_LANES] = static_cast<float>(offset.y());
+            lane.z[k % NUM_LANES] = static_cast<float>(offset.z());
         }
     }
-    /// A bit for each of those [first, end), at most 64, within the radius of a centre.
-    std::uint64_t within(const Vector3& centre, double sqRadius, std::size_t first, std::size_t end) const {
-        std::uint64_t bits = 0;
-        for (std::size_t k = first; k < end; ++k) {
-            const double sqDistance = Vector3(x[k] - centre.x(), y[k] - centre.y(), z[k] - centre.z()).sqLength();
-            bits |= static_cast<std::uint64_t>(sqDistance <= sqRadius) << (k - first);
+    /// A bit for each of 64 from the first on. isWithin(position): exactly.
+    template <typename IsWithin>
+    std::uint64_t within(const Vector3& centre, double sqRadius, std::size_t first, const IsWithin& isWithin) const {
+        constexpr double DOUBT = 1e-5;  // of squares of distances; coordinates are less than three radii
+        const OfLanes c = lanesOf(centre - origin);
+        const Lanes most = allLanes(static_cast<float>(sqRadius * (1.0 + DOUBT)));
+        const Lanes least = allLanes(static_cast<float>(sqRadius * (1.0 - DOUBT)));
+        std::uint64_t bits = 0, doubtful = 0;
+        for (const std::size_t shift : {0U, HALF_WORD}) {
+            LaneBits mask{}, surely{}, bit{1, 2, 4, 8};
+            const std::size_t begin = std::min((first + shift) / NUM_LANES, vLane.size());
+            const std::size_t end = std::min(begin + HALF_WORD / NUM_LANES, vLane.size());
+            for (std::size_t k = begin; k < end; ++k, bit <<= NUM_LANES) {
+                const Lanes x = vLane[k].x - c.x, y = vLane[k].y - c.y, z = vLane[k].z - c.z;
+                const Lanes sqDistance = x * x + y * y + z * z;
+                mask |= reinterpret_cast<LaneBits>(sqDistance <= most) & bit;
+                surely |= reinterpret_cast<LaneBits>(sqDistance <= least) & bit;
+            }
+            bits |= allOf(mask) << shift;
+            doubtful |= allOf(surely) << shift;
         }
+        for (doubtful ^= bits; doubtful != 0; doubtful &= doubtful - 1)
+            if (!isWithin(first + static_cast<std::size_t>(std::countr_zero(doubtful)))) bits &= ~(doubtful & -doubtful);
         return bits;
     }
 
 private:
-    std::vector<double> x, y, z;
+    struct OfLanes {
+        Lanes x, y, z;
+    };
+    static OfLanes lanesOf(const Vector3& v) {
+        return {allLanes(static_cast<float>(v.x())), allLanes(static_cast<float>(v.y())),
+                allLanes(static_cast<float>(v.z()))};
+    }
+    static std::uint64_t allOf(LaneBits bits) { return (bits[0] | bits[1]) | (bits[2] | bits[3]); }
+    static constexpr unsigned HALF_WORD = 32;
+
+    static constexpr float BEYOND = 1e6F;  // all radii
+
+    Vector3 origin;
+    std::vector<OfLanes> vLane;
 };
 
 /// Whether all are of one piece and have sides so alike that any two of them are on one side: no pair has to be asked.
@@ -93,17 +126,20 @@ void Neighbourhoods::markNeighbours(const FitPoints& points, std::size_t begin, 
     for (std::size_t c = begin; c < end; ++c) {
         const Cell& cell = vCell[c];
         listCandidates(cell, vCandidate);
-        candidates.take(points, vCandidate);
+        candidates.take(points, vCandidate, points.vPlace[vPoint[cell.begin]]);
         const bool bOneSide = areOnOneSide(points, vCandidate);
         for (std::size_t place = cell.begin; place < vCell[c + 1].begin; ++place) {
             const FitIndex point = vPoint[place];
             std::uint64_t* pWord = vBits.data() + wordOf(cell, place);
+            const auto isWithin = [&](std::size_t k) {
+                return (points.vPlace[vCandidate[k]] - points.vPlace[point]).sqLength() <= sqRadius;
+            };
             for (std::size_t first = 0; first < vCandidate.size(); first += WORD_BITS, ++pWord) {
-                const std::size_t endOfWord = std::min(first + WORD_BITS, vCandidate.size());
-                *pWord = candidates.within(points.vPlace[point], sqRadius, first, endOfWord);
+                *pWord = candidates.within(points.vPlace[point], sqRadius, first, isWithin);
                 if (bOneSide) continue;
-                for (std::size_t k = first; k < endOfWord; ++k)
-                    if (!areNeighbours(points, point, vCandidate[k])) *pWord &= ~(std::uint64_t{1} << (k - first));
+                for (std::uint64_t left = *pWord; left != 0; left &= left - 1)
+                    if (!areNeighbours(points, point, vCandidate[first + static_cast<std::size_t>(std::countr_zero(left))]))
+                        *pWord &= ~(left & -left);
             }
         }
     }

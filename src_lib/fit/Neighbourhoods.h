@@ -49,6 +49,12 @@ public:
         visitWanted(
             begin, end, [](FitIndex) { return true; }, visit);
     }
+    /// The same cell by cell, for work that prepares what it needs of all candidates: enter(first point of the cell,
+    /// candidates), then visit(point, the positions of its neighbours among these) for those that are wanted. A cell without
+    /// any isn't entered.
+    template <typename IsWanted, typename Enter, typename Visit>
+    void visitCells(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Enter& enter,
+                    const Visit& visit) const;
 
 private:
     static constexpr std::size_t WORD_BITS = 64;
@@ -80,26 +86,44 @@ private:
     std::vector<std::uint64_t> vBits;  // per point numWords of its cell: a bit for each candidate
 };
 
-template <typename IsWanted, typename Visit>
-void Neighbourhoods::visitWanted(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Visit& visit) const {
-    std::vector<FitIndex> vCandidate, vNear;
+template <typename IsWanted, typename Enter, typename Visit>
+void Neighbourhoods::visitCells(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Enter& enter,
+                                const Visit& visit) const {
+    std::vector<FitIndex> vCandidate, vPosition;
     for (std::size_t place = begin, cell = place < end ? cellAt(place) : 0; place < end; ++cell) {
         const std::size_t endOfCell = std::min<std::size_t>(end, vCell[cell + 1].begin);
-        bool bListed = false;
+        bool bEntered = false;
         for (; place < endOfCell; ++place) {
             const FitIndex point = vPoint[place];
             if (!isWanted(point)) continue;
-            if (!bListed) listCandidates(vCell[cell], vCandidate);
-            bListed = true;
-            vNear.resize(vCandidate.size());
+            if (!bEntered) {
+                listCandidates(vCell[cell], vCandidate);
+                vPosition.resize(vCandidate.size());
+                enter(vPoint[vCell[cell].begin], std::span<const FitIndex>(vCandidate));
+                bEntered = true;
+            }
             const std::uint64_t* pWord = vBits.data() + wordOf(vCell[cell], place);
             std::size_t numNear = 0;
             for (std::size_t first = 0; first < vCandidate.size(); first += WORD_BITS, ++pWord)
                 for (std::uint64_t bits = *pWord; bits != 0; bits &= bits - 1)
-                    vNear[numNear++] = vCandidate[first + static_cast<std::size_t>(std::countr_zero(bits))];
-            visit(point, std::span<const FitIndex>(vNear.data(), numNear));
+                    vPosition[numNear++] = static_cast<FitIndex>(first + static_cast<std::size_t>(std::countr_zero(bits)));
+            visit(point, std::span<const FitIndex>(vPosition.data(), numNear));
         }
     }
+}
+
+template <typename IsWanted, typename Visit>
+void Neighbourhoods::visitWanted(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Visit& visit) const {
+    std::span<const FitIndex> vCandidate;
+    std::vector<FitIndex> vNear;
+    visitCells(
+        begin, end, isWanted, [&](FitIndex, std::span<const FitIndex> vEntered) { vCandidate = vEntered; },
+        [&](FitIndex point, std::span<const FitIndex> vPosition) {
+            vNear.clear();
+            for (const FitIndex position : vPosition)
+                vNear.push_back(vCandidate[position]);
+            visit(point, std::span<const FitIndex>(vNear));
+        });
 }
 
 }  // namespace TARN_KEL

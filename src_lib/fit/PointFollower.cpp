@@ -38,7 +38,20 @@ void PointFollower::follow(const std::vector<unsigned char>& vSmooth) {
     }
 }
 
+void PointFollower::findBalls() {
+    const double rounded = 1.0 + 1e-9;
+    vBall.resize(fitMesh.numTriangles());
+    for (FitIndex t = 0; t < vBall.size(); ++t) {
+        const FitTriangle& c = fitMesh.corners(t);
+        const Vector3 &p = fitMesh.place(c[0]), &q = fitMesh.place(c[1]), &r = fitMesh.place(c[2]);
+        const Vector3 centre = (p + q + r) / 3.0;
+        const double sqRadius = std::max({(p - centre).sqLength(), (q - centre).sqLength(), (r - centre).sqLength()});
+        vBall[t] = {centre, rounded * std::sqrt(sqRadius)};
+    }
+}
+
 void PointFollower::findFeet() {
+    findBalls();
     vFoot.resize(state.points.size());
     forChunks_MT(vFoot.size(), [&](std::size_t begin, std::size_t end) {
         std::vector<FitIndex> vAround;
@@ -49,21 +62,25 @@ void PointFollower::findFeet() {
     });
 }
 
-/// Of those around the vertex that was the nearest at the beginning, and around its neighbours.
+/// Of those around the vertex that was the nearest at the beginning, and those beyond these.
 FitIndex PointFollower::nearestTriangle(FitIndex point, std::vector<FitIndex>& vAround) const {
+    const FitIndex vertex = state.points.vNearest[point];
     vAround.clear();
-    fitMesh.visitTriangles(state.points.vNearest[point], [&](FitIndex t) {
-        vAround.push_back(t);
-        for (int k = 0; k < 3; ++k)
-            if (fitMesh.neighbour(t, k) != NO_INDEX) vAround.push_back(fitMesh.neighbour(t, k));
-    });
+    fitMesh.visitTriangles(vertex, [&](FitIndex t) { vAround.push_back(t); });
+    for (std::size_t i = 0, num = vAround.size(); i < num; ++i) {
+        const FitIndex t = vAround[i], beyond = fitMesh.neighbour(t, nextCorner(fitMesh.cornerAt(t, vertex)));
+        if (beyond != NO_INDEX) vAround.push_back(beyond);
+    }
+    const Vector3& place = state.points.vFitted[point];
     FitIndex nearest = NO_INDEX;
-    double sqLeast = MAX_FOOT * MAX_FOOT;
+    double least = MAX_FOOT, sqLeast = MAX_FOOT * MAX_FOOT;
     for (const FitIndex t : vAround) {
+        if ((place - vBall[t].centre).sqLength() > square(vBall[t].radius + least)) continue;
         const FitTriangle& c = fitMesh.corners(t);
-        const double sqOff = sqDistance(state.points.vFitted[point], state.cornersOf(c[0], c[1], c[2]));
+        const double sqOff = sqDistance(place, state.cornersOf(c[0], c[1], c[2]));
         if (sqOff > sqLeast || (sqOff == sqLeast && t > nearest)) continue;
         sqLeast = sqOff;
+        least = std::sqrt(sqOff);
         nearest = t;
     }
     return nearest;

@@ -18,7 +18,8 @@ public:
     /// The state is referred to.
     explicit PointFollower(FitState& meshState) : state(meshState), fitMesh(meshState.mesh) {}
 
-    /// vSmooth: for each vertex whether it may move. A move that the guard refuses isn't made. O(points), some 1 us each.
+    /// vSmooth: for each vertex whether it may move. A move that the guard refuses isn't made. O(points), less than 1 us
+    /// each.
     void follow(const std::vector<unsigned char>& vSmooth);
 
 private:
@@ -28,6 +29,13 @@ private:
         std::array<double, 3> aPart{};  // of each corner, together 1.0
     };
 
+    /// Holds a triangle.
+    struct Ball {
+        Vector3 centre;
+        double radius;
+    };
+
+    void findBalls();
     void findFeet();
     FitIndex nearestTriangle(FitIndex point, std::vector<FitIndex>& vAround) const;
     Foot footOn(FitIndex triangle, FitIndex point) const;
@@ -35,6 +43,7 @@ private:
 
     FitState& state;
     FitMesh& fitMesh;
+    std::vector<Ball> vBall;        // of each triangle
     std::vector<Foot> vFoot;        // of each point
     std::vector<Vector3> vNormal;   // of each vertex, as of the beginning
     std::vector<double> vDistance;  // by which each vertex is to move along it

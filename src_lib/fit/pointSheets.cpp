@@ -5,8 +5,8 @@
 //     noise        how far the points are off what others predict, near and far: noise is alike, detail grows
 //     neighbours   again, within a radius that suits the noise; the planes stay small
 //     normals      planes vote for the normal of a point by how well they hold it and their own points; so the planes
-//                  wholly on one side of a crease win. Then three rounds with those of like normals, within less where
-//                  few are alike
+//                  wholly on one side of a crease win. Then means over those of like normals, within less where few are
+//                  alike; three rounds where there is noise
 //     places       moved onto the sheet of the neighbours of like normals, by the share that noise has in what is seen
 //
 // Means are taken over heights 0.5 * (n + m) * (q - p), with the normals n, m at both points. These are 0 for any two points
@@ -31,6 +31,7 @@ namespace TARN_KEL {
 namespace {
 
 const double NOISY_RADIUS = 2.5;   // of a second look where the first one sees noise: that bends planes through few points
+const int NOISY_ROUNDS = 3;        // of means of normals; where there is no noise the first one settles them
 const double LIKE_NORMALS = 0.25;  // deviation of normals on one sheet, as a chord
 const auto OF_NORMALS = static_cast<float>(0.5 / (LIKE_NORMALS * LIKE_NORMALS));
 const float MIN_LIKE = 0.7F;     // of the weights within a radius, those of like normals
@@ -41,81 +42,60 @@ float inverseSquareOf(double radius) {
     return static_cast<float>(1.0 / square(1.0001 * radius));
 }
 
-/// Calls work(position, positions of the neighbours, lanes to use) for all points on all workers.
-template <typename Four, typename Work>
-void forPoints_MT(const Neighbourhoods& near, const Work& work) {
-    forChunks_MT(near.numPoints(), [&](std::size_t begin, std::size_t end) {
-        NearLanes<Four> lanes;
-        near.visitPoints(begin, end, [&](FitIndex i, std::span<const FitIndex> vNear) { work(i, vNear, lanes); });
-    });
-}
-
 // ---- Normals
 
-/// Planes that vote.
-struct FourPlanes {
-    Lanes sqDistance;  // of their points
-    LaneVector toCentre, normal;
-    Lanes doubt;  // how badly they hold the point and their own ones
-};
+/// Planes that vote: the places of their points, with how badly they hold their own ones beside; their centres; normals.
+using FourPlanes = NearLanes<3>::Four;
 
-/// vIndex: the neighbours of the i-th point, within the radius.
-Vector3 votedNormal(const FitPoints& points, const std::vector<PointPlane>& vPlane, FitIndex i,
-                    std::span<const FitIndex> vIndex, double radius, double sqTolerance, NearLanes<FourPlanes>& lanes) {
-    const Vector3& p = points.vPlace[i];
-    const auto fill = [&](FourPlanes& four, std::size_t lane, FitIndex j) {
-        four.sqDistance[lane] = static_cast<float>((points.vPlace[j] - p).sqLength());
-        four.toCentre.set(lane, vPlane[j].centre - p);
-        four.normal.set(lane, vPlane[j].normal);
-        four.doubt[lane] = static_cast<float>(vPlane[j].sqSpread);
-    };
-    const auto leaveOut = [](FourPlanes& four, std::size_t lane) { four.doubt[lane] = FAR_LANE; };
-    const std::span<FourPlanes> vNear = lanes.gather(vIndex, fill, leaveOut);
+/// vNear: the planes of the neighbours of the i-th point, within the radius. own: its place among them.
+Vector3 votedNormal(const FitPoints& points, FitIndex i, std::span<FourPlanes> vNear, const LaneVector& own, double radius,
+                    double sqTolerance) {
     Lanes least = allLanes(std::numeric_limits<float>::max());
-    for (FourPlanes& four : vNear) {
-        const Lanes height = four.normal * four.toCentre;
-        four.doubt += height * height;
-        least = smallerOf(least, four.doubt);
+    for (auto& [place, centre, normal] : vNear) {
+        const Lanes height = normal * (centre - own);
+        place.w += height * height;
+        least = smallerOf(least, place.w);
     }
     const float leastDoubt = smallestOf(least), perTolerance = static_cast<float>(1.0 / sqTolerance);
     const float inverseSqRadius = inverseSquareOf(radius);
     LaneVector sum{};
-    for (const FourPlanes& four : vNear)
-        sum += four.normal * ((LEAST_VOTE + weightWithin(four.sqDistance, inverseSqRadius)) *
-                              fallOff((four.doubt - leastDoubt) * perTolerance));
+    for (const auto& [place, centre, normal] : vNear)
+        sum += normal * ((LEAST_VOTE + weightWithin((place - own).sqLength(), inverseSqRadius)) *
+                         fallOff((place.w - leastDoubt) * perTolerance));
     return unitOr(sum.sum(), points.vSide[i]);
 }
 
 /// Points with normals.
-struct FourPoints {
-    LaneVector offset, normal;
-};
+using FourPoints = NearLanes<2>::Four;
 
-/// The neighbours of the i-th point, by their positions. vPlace: of all points, as measured or fitted.
-std::span<const FourPoints> gather(const FitPoints& points, const std::vector<Vector3>& vPlace, FitIndex i,
-                                   std::span<const FitIndex> vIndex, NearLanes<FourPoints>& lanes) {
-    const Vector3 p = vPlace[i];
-    return lanes.gather(
-        vIndex,
-        [&](FourPoints& four, std::size_t lane, FitIndex j) {
-            four.offset.set(lane, vPlace[j] - p);
-            four.normal.set(lane, points.vNormal[j]);
+/// For all points on all workers: visit(point, its place among its neighbours, these). vPlace: of all points, as measured or
+/// fitted.
+template <typename Visit>
+void forPointsWithNormals_MT(const FitPoints& points, const std::vector<Vector3>& vPlace, const Neighbourhoods& near,
+                             NearShare share, const Visit& visit) {
+    forPoints_MT<2>(
+        points, near, share, {farPlace(), Lanes{}},
+        [&](FitIndex j, const Vector3& origin) {
+            return NearLanes<2>::Packed{packed(vPlace[j] - origin), packed(points.vNormal[j])};
         },
-        [](FourPoints& four, std::size_t lane) { four.offset.x[lane] = FAR_LANE; });
+        [&](FitIndex i, const Vector3& origin, std::span<const FourPoints> vNear) {
+            visit(i, allLanes(vPlace[i] - origin), vNear);
+        });
 }
 
 /// How much neighbours count: near, of a like normal, on the same sheet.
 class SheetWeight {
 public:
     explicit SheetWeight(double noise) : ofHeights(static_cast<float>(0.5 / square(0.1 + 2.0 * noise))) {}
-    Lanes operator()(float inverseSqRadius, const LaneVector& normal, const FourPoints& four) const {
-        const Lanes height = heightOver(normal, four);
-        return weightWithin(four.offset.sqLength(), inverseSqRadius) *
-               fallOff((normal - four.normal).sqLength() * OF_NORMALS + height * height * ofHeights);
+    /// offset: from the point that looks, with the normal n, to the other one, with the normal m.
+    Lanes operator()(float inverseSqRadius, const LaneVector& offset, const LaneVector& n, const LaneVector& m) const {
+        const Lanes height = heightOver(offset, n, m);
+        return weightWithin(offset.sqLength(), inverseSqRadius) *
+               fallOff((n - m).sqLength() * OF_NORMALS + height * height * ofHeights);
     }
     /// Over the surface that the normals at both points predict.
-    static Lanes heightOver(const LaneVector& normal, const FourPoints& four) {
-        return 0.5F * ((normal + four.normal) * four.offset);
+    static Lanes heightOver(const LaneVector& offset, const LaneVector& n, const LaneVector& m) {
+        return 0.5F * ((n + m) * offset);
     }
 
 private:
@@ -132,26 +112,41 @@ public:
                    1) {
         std::transform(SHEET_RADII.begin(), SHEET_RADII.end(), inverseSqRadii.begin(), inverseSquareOf);
     }
-    /// normal: of the point; vNear: its neighbours.
-    double operator()(const LaneVector& normal, std::span<const FourPoints> vNear) const {
-        if (numRadii == 1) return SHEET_RADII[0];
+    /// own, normal: of the point; vNear: its neighbours.
+    double operator()(const LaneVector& own, const LaneVector& normal, std::span<const FourPoints> vNear) const {
+        if (numRadii == 1 || isAlike(own, normal, vNear)) return SHEET_RADII[numRadii - 1];
         std::array<Lanes, SHEET_RADII.size()> weights{}, likeWeights{};
-        for (const FourPoints& four : vNear) {
-            const Lanes sqDistance = four.offset.sqLength();
-            const Lanes likeness = fallOff((normal - four.normal).sqLength() * OF_NORMALS);
-            for (std::size_t k = 0; k < numRadii; ++k) {
+        for (const auto& [place, otherNormal] : vNear) {
+            const Lanes sqDistance = (place - own).sqLength();
+            const Lanes likeness = likenessOf(normal, otherNormal);
+            for (std::size_t k = 0; k + 1 < numRadii; ++k) {
                 const Lanes weight = weightWithin(sqDistance, inverseSqRadii[k]);
                 weights[k] += weight;
                 likeWeights[k] += weight * likeness;
             }
         }
-        std::size_t k = numRadii - 1;
-        while (k > 0 && sumOf(likeWeights[k]) < MIN_LIKE * sumOf(weights[k]))
+        std::size_t k = numRadii - 2;
+        while (k > 0 && !areAlike(likeWeights[k], weights[k]))
             --k;
         return SHEET_RADII[k];
     }
 
 private:
+    static Lanes likenessOf(const LaneVector& n, const LaneVector& m) { return fallOff((n - m).sqLength() * OF_NORMALS); }
+    static bool areAlike(const Lanes& likeWeights, const Lanes& weights) {
+        return sumOf(likeWeights) >= MIN_LIKE * sumOf(weights);
+    }
+    /// Within the largest radius, which is where most are.
+    bool isAlike(const LaneVector& own, const LaneVector& normal, std::span<const FourPoints> vNear) const {
+        Lanes weights{}, likeWeights{};
+        for (const auto& [place, otherNormal] : vNear) {
+            const Lanes weight = weightWithin((place - own).sqLength(), inverseSqRadii[numRadii - 1]);
+            weights += weight;
+            likeWeights += weight * likenessOf(normal, otherNormal);
+        }
+        return areAlike(likeWeights, weights);
+    }
+
     std::size_t numRadii;
     std::array<float, SHEET_RADII.size()> inverseSqRadii{};
 };
@@ -159,28 +154,37 @@ private:
 void voteForNormals(FitPoints& points, const Neighbourhoods& near, const std::vector<PointPlane>& vPlane) {
     const double sqTolerance = square(0.03) + 0.25 * square(points.noise);
     points.vNormal.resize(points.size());
-    forPoints_MT<FourPlanes>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
-        points.vNormal[i] = votedNormal(points, vPlane, i, vIndex, near.getRadius(), sqTolerance, lanes);
-    });
+    const Lanes nobody = packed({}, FAR_AWAY);
+    forPoints_MT<3>(
+        points, near, NearShare::HALF_OF_MANY, {nobody, Lanes{}, Lanes{}},
+        [&](FitIndex j, const Vector3& origin) {
+            return NearLanes<3>::Packed{packed(points.vPlace[j] - origin, vPlane[j].sqSpread),
+                                        packed(vPlane[j].centre - origin), packed(vPlane[j].normal)};
+        },
+        [&](FitIndex i, const Vector3& origin, std::span<FourPlanes> vNear) {
+            points.vNormal[i] =
+                votedNormal(points, i, vNear, allLanes(points.vPlace[i] - origin), near.getRadius(), sqTolerance);
+        });
 }
 
 /// Returns the radius within which each point was averaged.
-std::vector<double> averageNormals(FitPoints& points, const Neighbourhoods& near) {
+std::vector<double> averageNormals(FitPoints& points, const Neighbourhoods& near, int numRounds) {
     std::vector<double> vRadius(points.size());
     const LikenessRadius radiusFor(near.getRadius());
     const SheetWeight weightOf(points.noise);
     std::vector<Vector3> vNext(points.size());
-    for (int round = 0; round < 3; ++round) {
-        forPoints_MT<FourPoints>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
+    for (int round = 0; round < numRounds; ++round) {
+        const NearShare share = round + 1 < numRounds ? NearShare::HALF_OF_MANY : NearShare::ALL;
+        const auto visit = [&](FitIndex i, const LaneVector& own, std::span<const FourPoints> vNear) {
             const LaneVector normal = allLanes(points.vNormal[i]);
-            const std::span<const FourPoints> vNear = gather(points, points.vPlace, i, vIndex, lanes);
-            if (round == 0) vRadius[i] = radiusFor(normal, vNear);
+            if (round == 0) vRadius[i] = radiusFor(own, normal, vNear);
             const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             LaneVector sum{};
-            for (const FourPoints& four : vNear)
-                sum += four.normal * weightOf(inverseSqRadius, normal, four);
+            for (const auto& [place, otherNormal] : vNear)
+                sum += otherNormal * weightOf(inverseSqRadius, place - own, normal, otherNormal);
             vNext[i] = unitOr(sum.sum(), points.vNormal[i]);
-        });
+        };
+        forPointsWithNormals_MT(points, points.vPlace, near, share, visit);
         points.vNormal.swap(vNext);
     }
     return vRadius;
@@ -194,17 +198,19 @@ void findPlaces(FitPoints& points, const Neighbourhoods& near, const std::vector
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < 2; ++round) {
         const SheetWeight weightOf(round == 0 ? points.noise : 0.5 * points.noise);
-        forPoints_MT<FourPoints>(near, [&](FitIndex i, std::span<const FitIndex> vIndex, auto& lanes) {
+        const auto visit = [&](FitIndex i, const LaneVector& own, std::span<const FourPoints> vNear) {
             const float inverseSqRadius = inverseSquareOf(vRadius[i]);
             const LaneVector normal = allLanes(points.vNormal[i]);
             Lanes sum{}, sumOfWeights{};
-            for (const FourPoints& four : gather(points, points.vFitted, i, vIndex, lanes)) {
-                const Lanes weight = weightOf(inverseSqRadius, normal, four);
-                sum += weight * SheetWeight::heightOver(normal, four);
+            for (const auto& [place, otherNormal] : vNear) {
+                const LaneVector offset = place - own;
+                const Lanes weight = weightOf(inverseSqRadius, offset, normal, otherNormal);
+                sum += weight * SheetWeight::heightOver(offset, normal, otherNormal);
                 sumOfWeights += weight;
             }
             vNext[i] = points.vFitted[i] + points.vNormal[i] * static_cast<double>(sumOf(sum) / sumOf(sumOfWeights));
-        });
+        };
+        forPointsWithNormals_MT(points, points.vFitted, near, NearShare::ALL, visit);
         points.vFitted.swap(vNext);
     }
     for (std::size_t i = 0; i < points.size(); ++i)
@@ -231,7 +237,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     points.radius = model.radius;
     voteForNormals(points, *pNear, vPlane);
     std::vector<PointPlane>().swap(vPlane);
-    const std::vector<double> vRadius = averageNormals(points, *pNear);
+    const std::vector<double> vRadius = averageNormals(points, *pNear, model.isNoisy() ? NOISY_ROUNDS : 1);
     findPlaces(points, *pNear, vRadius, model.share);
     points.residual = residualOf(points, *pNear);
 }

@@ -141,7 +141,7 @@ TEST(CInterface, everyOptionOfARunDoesWhatItDoesInCpp) {
     kel_set_num_threads(1);  // many small runs, which threads only slow down
     const std::set<std::string> sAlike{"none", "threads", "pinholes", "crossings"};
     const std::vector<Point3> aScans[] = {scanWithFaults(1000),
-                                          TARN_TEST::joined(Scan(5, 0.094).sphere(600), Scan(6).dust(90))};
+                                          TARN_TEST::joined(Scan(5, 0.13).sphere(600), Scan(6).dust(90))};
     using C = kel_reconstruct_options;
     using Cpp = TARN_KEL::ReconstructOptions;
     const struct {

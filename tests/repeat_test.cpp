@@ -188,7 +188,7 @@ const std::vector<Scene> vScene = {
     {"reduced by shape", codeOfReducedShape, 0x09e738590eacea6b},
     {"smoothed by shape", changed(roughTorus(), {smoothedBy(SmoothMethod::TAUBIN), smoothedBy(SmoothMethod::BILATERAL)}),
      0x2536a2c524a28902},
-    {"fitted", changed(torus(90, 40), {fitted(roundRing())}), 0x05864ed22d9a12d7},
+    {"fitted", changed(torus(90, 40), {fitted(roundRing())}), 0x40b6e6d7666290b4},
     {"many points",  // enough for a sort in two parts
      [] {
          Points vPoints = Scan(2, 0.002).plane(65000);

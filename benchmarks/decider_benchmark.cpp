@@ -1,4 +1,4 @@
-// Thinning a double layer of cells round a ball: the removal tests on words against the plain ones, which search each
+// Thinning a double layer of cells around a ball: the removal tests on words against the plain ones, which search each
 // position of the block in the sorted list and keep what is doomed and what is visited in ordered sets. Rounds on
 // interleaved codes, a queue by weight on packed ones.
 //

@@ -1,4 +1,4 @@
-// From a closed layer of cells round a ball to the coarse mesh: the list of pairs, against the sort of all pairs that
+// From a closed layer of cells around a ball to the coarse mesh: the list of pairs, against the sort of all pairs that
 // it avoids, and the extraction, against the creation of the same triangles alone, which is the mesh's share of it.
 //
 // Argument: the radius in cells; the counter "cells" tells how many there are. Times are processor times.

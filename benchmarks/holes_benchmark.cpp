@@ -85,7 +85,7 @@ std::unique_ptr<Coarse> roundHole(unsigned radius) {
     });
 }
 
-/// A flat ring of triangles round an arc of num edges, whose ends meet in the centre unless it is a whole turn.
+/// A flat ring of triangles around an arc of num edges, whose ends meet in the centre unless it is a whole turn.
 std::unique_ptr<Coarse> arc(unsigned num, double turn, std::vector<CEdge*>& vBorderCE) {
     const bool bSector = turn < 1.0;
     const unsigned numVertices = bSector ? num + 2 : num;

@@ -7,7 +7,7 @@
 // Orientation along a chain. A border edge has one triangle. When each of these runs against the chain, the strip of
 // triangles along it is oriented, as far as the strip touches the border. In a strip with a half twist some two neighbours
 // must then disagree: there the twist is cut. Exchanging the two ends of that edge in the triangles on one side of it, all
-// round both ends, turns this side over:
+// around both ends, turns this side over:
 //
 //      a --- c            b --- c
 //      | \   |            | \   |

@@ -32,7 +32,7 @@ void eraseBothEntries(EdgesByEnd& mm, const CEdge* pCE);
 /// so an edge is in one chain at a time. reset() leaves left and right as they were.
 ///
 /// A closed chain of border edges may be a hole. isGoodHole() judges whether it is an opening of the surface, and not the
-/// border round a thin part. hasMoebius() finds out whether the strip of triangles along it has one side only; fixMoebius()
+/// border around a thin part. hasMoebius() finds out whether the strip of triangles along it has one side only; fixMoebius()
 /// repairs that.
 ///
 /// The mesh and its edges aren't owned and must outlive the chain. Lists are appended to. Operations take O(n log n) for n

@@ -11,7 +11,7 @@ class CMesh;
 /// Judges the flip of one edge of the coarse mesh: by how much it lowers the energy of the surface at its vertices.
 ///
 /// The energy is the sum of (length * fold)^0.3 over the edges with two triangles, lengths in the cloud's unit; it favours a
-/// few sharp creases over many soft ones. A flip changes five terms: that of the edge and those of the four sides round its
+/// few sharp creases over many soft ones. A flip changes five terms: that of the edge and those of the four sides around its
 /// triangles. A flip is impossible when the largest angle grows and is above 160 degrees afterwards; when it grows and is
 /// above 130 degrees, the flip is impossible if the new pair lies flat, within 2 degrees, or is folded back, within 20. On
 /// the fine mesh REdgeEnergy subtracts a charge from the gain of such flips instead.

@@ -53,8 +53,8 @@ struct Facet {
         return rcd != other.rcd ? rcd <=> other.rcd : idx <=> other.idx;
     }
 
-    /// By side: its corners in order round it. Corner c lies a step up from the cell's low corner on x, y, z where bit 2, 1,
-    /// 0 of c is set. Edge e runs from corner e to corner (e + 1) % 4.
+    /// By side: its corners in order around it. Corner c lies a step up from the cell's low corner on x, y, z where bit 2,
+    /// 1, 0 of c is set. Edge e runs from corner e to corner (e + 1) % 4.
     static constexpr int facets[6][4] = {{0, 1, 3, 2}, {4, 5, 7, 6}, {0, 4, 5, 1}, {2, 6, 7, 3}, {0, 4, 6, 2}, {1, 5, 7, 3}};
     /// By corner: the steps from a cell's low corner to that corner, axis by axis.
     static constexpr std::array<unsigned long long, 8> addersx = {0,          0,          0,          0,

@@ -1,4 +1,4 @@
-// A hole closed by volume: the order of the steps, from the region round it to the cells of the missing surface.
+// A hole closed by volume: the order of the steps, from the region around it to the cells of the missing surface.
 #include "Hole.h"
 
 #include <algorithm>
@@ -17,7 +17,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr unsigned long long BOX_MARGIN = 7;  // cells round the chain
+constexpr unsigned long long BOX_MARGIN = 7;  // cells around the chain
 constexpr int MIN_GROW_STEPS = 10;
 
 std::ostream& operator<<(std::ostream& out, const CoordinateRange& range) {

@@ -20,10 +20,10 @@ class Chain;
 class Segment3;
 class Visualizer3;
 
-/// Closes one hole of a coarse mesh by volume: the surface round the hole gives a signed distance field on a dense box of
+/// Closes one hole of a coarse mesh by volume: the surface around the hole gives a signed distance field on a dense box of
 /// lattice points, the field grows across the gap, and the cells where its sign changes are the missing ones.
 ///
-/// A Hole consists of three values and the operations that lead from one to the next: the region of the mesh round the hole
+/// A Hole consists of three values and the operations that lead from one to the next: the region of the mesh around the hole
 /// (HoleRegion), a box of lattice points (Box), which is the cell range of the chain and 7 cells more on each side, and the
 /// field on it (Field). Operations on one of them alone are declared there.
 ///
@@ -68,7 +68,7 @@ public:
     void setBoundaryAndUnrelT();
     /// Creates the matrix, seeds it by the planes of vT and carries the seeds on to free lattice points next to them.
     void initializeFirstRow();
-    /// A step of it: seeds the lattice points round the triangle with their distances to its plane. Of several seeds at a
+    /// A step of it: seeds the lattice points around the triangle with their distances to its plane. Of several seeds at a
     /// point the smallest distance and the first weight count. Points outside the box are skipped.
     void initializeFirstRow_T(CTriangle* pCT);
     /// A step of it: carries values along the lattice edges at the outside of the cells of vT, to points without a value. A
@@ -106,7 +106,7 @@ public:
     bool shareAnEntry(VCCD a, VCCD b);
     /// Appends the triangles within n steps over vertices from the chain, then sorts the whole of vOut, each triangle once.
     void getNTriangleRows(int n, std::vector<CTriangle*>& vOut);
-    /// Reconstructs a mesh from these points and the vertices of one row of triangles round the hole, on the grid of this
+    /// Reconstructs a mesh from these points and the vertices of one row of triangles around the hole, on the grid of this
     /// mesh, which must hold the points with some cells to spare. The mesh is repaired and oriented.
     /// Returns a self-contained mesh that belongs to the caller and may outlive this one. Null when no cell is left; without
     /// triangles when the repair has removed a tiny piece as ragged.

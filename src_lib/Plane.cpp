@@ -76,7 +76,7 @@ Plane getEdgePlane(const Point3* p0, const Point3* p1, const Point3* p2, int idx
     return {B, B + nv, C};
 }
 
-// Each edge of the ring turns round the line by the angle between the planes through the line and its two ends. The turns
+// Each edge of the ring turns around the line by the angle between the planes through the line and its two ends. The turns
 // of a ring that the line threads add up to a full one, those of any other ring to nothing.
 bool passThrough(const Point3& p0, const Point3& p1, const std::vector<Point3>& vRing) {
     double sum = 0.0;

@@ -32,7 +32,7 @@ bool getAgreeingNormals(const REdge& edge, Vector3& normal0, Vector3& normal1);
 ///
 /// The energy is the sum of (length * fold)^0.335 over the edges with two triangles, lengths in the unit of the points. A
 /// small root of each term makes many slight folds cost nearly as much as one strong fold, so it favours a few sharp creases
-/// over many soft ones. A flip changes five terms: that of the edge and those of the four sides round its triangles.
+/// over many soft ones. A flip changes five terms: that of the edge and those of the four sides around its triangles.
 ///
 /// A flip that makes a flat triangle is charged: when the largest angle grows and is above 130 degrees afterwards, 0.1;
 /// above 160 degrees, 1. The charge counts eleven times unless the flip still gains 0.1.

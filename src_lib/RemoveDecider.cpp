@@ -2,7 +2,7 @@
 //
 // The block of a cell is 27 bits: the positions that are alive. Both tests work on that word. The simple one looks for
 // patterns: enough free faces, no edge neighbour whose two faces next to it are free, no two opposite free faces in a ring
-// of four occupied ones. The strong one tests whether the free space round the cell is connected, as far as four steps of a
+// of four occupied ones. The strong one tests whether the free space around the cell is connected, as far as four steps of a
 // flood can tell: in a flat sheet the free sides above and below aren't, so the cell is kept; at the rim of the sheet they
 // are.
 //

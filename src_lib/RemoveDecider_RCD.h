@@ -15,10 +15,10 @@
 namespace TARN_KEL {
 
 /// How the free side of a cell relates to the opposite side: the cell there is occupied; or it is free, and the cell
-/// separates both; or it is free, and the free space round the cell connects both.
+/// separates both; or it is free, and the free space around the cell connects both.
 enum OppState { OPP_OCCUPIED = 0, OPP_SEPARATED = 1, OPP_CONNECTED = 2 };
 
-/// Thins a layer of cells round a surface to a sheet one cell thick, and tells the cells at the rim of a sheet ("border")
+/// Thins a layer of cells around a surface to a sheet one cell thick, and tells the cells at the rim of a sheet ("border")
 /// from those in its middle ("area").
 ///
 /// All tests depend on the 27-block of a cell only (positions 9(dz+1) + 3(dy+1) + (dx+1), centre 13). A removed cell is
@@ -65,7 +65,7 @@ public:
     /// Whether a cell of the block of rcd would become a border cell without rcd. No cell is current afterwards.
     bool removingCreatesAnotherBorder(RCD rcd);
     /// Whether the corner position is free but not reached by the last flood, while its edge neighbours a, b, c are alive.
-    /// Such a corner counts as reached, since no solid lies between it and the free space round the block.
+    /// Such a corner counts as reached, since no solid lies between it and the free space around the block.
     bool isPreventedCorner(int corner, int a, int b, int c) const;
     int numPreventedCorners() const;
 

@@ -1,15 +1,15 @@
-// Builds the table of directions round an edge, and sorts the triangles on an edge by it.
+// Builds the table of directions around an edge, and sorts the triangles on an edge by it.
 //
 // All corners of an extracted triangle lie within one step of each other. Shift an edge so that the lower coordinate of its
 // two ends is 1 on each axis: then both ends are cells of the block {1, 2} cubed, and a third corner is a cell of {0..3}
 // cubed that touches both. That leaves 56 directed edges and 6 to 16 third corners for each:
 //
 //     ends r0 -> r1      cells that touch both
-//     across a face      16: the 3 x 3 x 2 block round the two, without them
+//     across a face      16: the 3 x 3 x 2 block around the two, without them
 //     across an edge     10
 //     across a corner     6
 //
-// Seen along the edge, the third corners lie round it like the hours round a clock. The table numbers the directions in a
+// Seen along the edge, the third corners lie around it like the hours around a clock. The table numbers the directions in a
 // right-handed turn about r0 -> r1, starting with the lowest third corner. Cells behind each other have the same number:
 // those whose directions differ by at most 1 degree, far less than different directions of the lattice do. Only the cyclic
 // order matters: sortStar() starts with the triangle of reference. So all orders are exact, wherever the vertices really

@@ -13,10 +13,10 @@ class CEdge;
 class CMesh;
 class CTriangle;
 
-/// Gives the order of the triangles on an edge in a turn round it, from a table.
+/// Gives the order of the triangles on an edge in a turn around it, from a table.
 ///
 /// The corners of an extracted triangle are cells at most one step apart, so up to a shift there are few edges and few third
-/// corners. All of them are put in order once; a look-up then gives the place of a triangle round its edge without touching
+/// corners. All of them are put in order once; a look-up then gives the place of a triangle around its edge without touching
 /// a coordinate. The turn is right-handed about the edge in the direction that it has in the triangle of reference, so the
 /// next triangle in the turn is the first one on the side to which the normal of that triangle points.
 ///

@@ -20,7 +20,7 @@ class CTriangle;
 /// valid.
 ///
 /// finalize2(), solveFencedPairs(), meshGrowing(), findFlippedNeig() and getFlippedMaxT_for_open_melt() sort the triangles
-/// round edges. They need corners at most one step apart, as extraction makes them (assertion). flip180new(),
+/// around edges. They need corners at most one step apart, as extraction makes them (assertion). flip180new(),
 /// replaceRemaining180() and tryRemoveCCD() may make longer edges and so come last.
 class TopMelt : public Top {
 public:

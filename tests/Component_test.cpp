@@ -240,7 +240,7 @@ TEST(Component, aPassByWeightLeavesNoFacetThatIsHeavyEnough) {
             for (Facet* pFacet : vList) {
                 const auto [color, weight] = sheet.pSheet->cc_getWeight(pFacet, 3, 4);
                 ASSERT_TRUE(pFacet->color != -1 || weight < minWeight);
-                // Heavy neighbours count ten, those round an edge of the rim one: only the heavier colour may win.
+                // Heavy neighbours count ten, those around an edge of the rim one: only the heavier colour may win.
                 std::array<int, 2> sum{};
                 for (const Facet* pNeig : neigsOf(sheet, *pFacet))
                     if ((pNeig->color == 3 || pNeig->color == 4) && pNeig->rcd != pFacet->rcd)

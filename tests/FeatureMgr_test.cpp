@@ -44,7 +44,7 @@ Graph polygon(int num) {
     return graph;
 }
 
-/// Edges between places of a small lattice, or of a disc round a hub; few directions, so that turns are often equal.
+/// Edges between places of a small lattice, or of a disc around a hub; few directions, so that turns are often equal.
 Graph randomGraph(unsigned seed) {
     Random random(seed);
     Graph graph;

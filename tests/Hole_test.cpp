@@ -56,7 +56,7 @@ public:
 
     std::unique_ptr<CMesh> pMesh;
     std::unique_ptr<ChainMgr> pChainMgr;
-    Chain* pHoleChain = nullptr;  ///< round the missing points
+    Chain* pHoleChain = nullptr;  ///< around the missing points
     Point3 centre;                ///< of the missing points
     std::vector<Point3> vMissing;
     std::function<double(const Point3&)> distance;  ///< to the true surface, signed
@@ -81,7 +81,7 @@ std::set<CTriangle*> creasedAtChain(const Hole& hole) {
     return sCreased;
 }
 
-/// A chain of three edges round one triangle on these cells of a grid of 4096^3.
+/// A chain of three edges around one triangle on these cells of a grid of 4096^3.
 class Triangle : public CoarseWorld {
 public:
     Triangle(const At& a, const At& b, const At& c) {

@@ -13,7 +13,7 @@ using namespace TARN_TEST;
 
 namespace {
 
-/// A flat ring of triangles round a polygon, seen from its normals with the polygon on the left of each edge i -> i + 1;
+/// A flat ring of triangles around a polygon, seen from its normals with the polygon on the left of each edge i -> i + 1;
 /// half of them the other way round. The polygon must be star-shaped from the origin. Its plane is turned into space.
 class PolygonRing {
 public:

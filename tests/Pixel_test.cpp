@@ -23,7 +23,7 @@ Calc gridRound(double offset, double cellEdge) {
     return {low, low, low, extent, extent, extent, 12};
 }
 
-/// A rasteriser on its own, with a grid round the place where a test works.
+/// A rasteriser on its own, with a grid around the place where a test works.
 struct Bench {
     explicit Bench(double cellEdge = 1.0, double offset = 0.0)
         : calc(gridRound(offset, cellEdge)),
@@ -335,7 +335,7 @@ TEST(pixelTriangles, makesNothingOfWhatHasNoInside) {
 
 // ---- All touched cells
 
-/// Whether a triangle meets the cube of that half edge round the origin: no axis parts them on which their shadows could be
+/// Whether a triangle meets the cube of that half edge around the origin: no axis parts them on which their shadows could be
 /// apart.
 bool meetsCube(const std::array<Vector3, 3>& triangle, double half) {
     const std::array<Vector3, 3> units{{{1, 0, 0}, {0, 1, 0}, {0, 0, 1}}},

@@ -12,7 +12,7 @@ namespace {
 
 constexpr int POSITIONS = 27, CENTRE = 13;
 
-/// The cells of a block round the centre, bit i for position i.
+/// The cells of a block around the centre, bit i for position i.
 VRCD cellsOfBlock(RCD centre, unsigned bits) {
     VRCD vRCD;
     for (int pos = 0; pos < POSITIONS; ++pos)

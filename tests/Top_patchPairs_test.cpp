@@ -54,7 +54,7 @@ TEST_F(TopPatchPairs, theSmallerOneOfASmallPairGoes) {
 }
 
 TEST_F(TopPatchPairs, patchesOnOneRimArePairs) {
-    CoarseWorld world;  // three lids on one rim, with triangles round it; a closed patch and a triangle by themselves
+    CoarseWorld world;  // three lids on one rim, with triangles around it; a closed patch and a triangle by themselves
     const auto onRim = [&](unsigned i, unsigned num, unsigned y) { return world.put(100 + 2 * (i % num), y, 100); };
     for (unsigned i = 0; i < 4; ++i)
         for (const VCD tip :

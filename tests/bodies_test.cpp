@@ -49,7 +49,7 @@ Corpus corpus() {
     Corpus vInput = {"", text({0}), text({255, 255, 255}), std::string(300, '\0'), std::string(300, '\x01')};
     for (int numShared = 0; numShared <= 4; ++numShared)
         vInput.push_back(tetrahedra(numShared));
-    std::string fan = text({33});  // one hub, all others at few places round it
+    std::string fan = text({33});  // one hub, all others at few places around it
     for (int i = 0; i < 36; ++i)
         fan += text({i % 16, i * i % 16, i == 0 ? 8 : 0});
     for (int i = 1; i + 1 < 36; ++i)

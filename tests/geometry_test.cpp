@@ -241,7 +241,7 @@ TEST(computeVolume, agreesWithTetrahedra) {
     EXPECT_EQ(computeVolume(std::vector<Point3*>()), 0.0);
 }
 
-// A wavy ring round the axis w of a random frame; seen along it a star of corners at radii from 0.5 to 2.
+// A wavy ring around the axis w of a random frame; seen along it a star of corners at radii from 0.5 to 2.
 TEST(passThrough, tellsLinesInsideARingFromThoseBeside) {
     forSeeds(300, [](unsigned seed) {
         Chance chance(seed);

@@ -11,7 +11,7 @@ struct Polygons {
     Points vPoints;
     std::vector<std::vector<int>> vFaces;
 
-    /// The triangles of each face round its first corner.
+    /// The triangles of each face around its first corner.
     std::vector<int> indices() const {
         std::vector<int> v;
         for (const std::vector<int>& face : vFaces)
@@ -21,7 +21,7 @@ struct Polygons {
     }
 };
 
-/// Convex ones, which fans fill: the corners of each run once round a circle. Some have a corner twice.
+/// Convex ones, which fans fill: the corners of each run once around a circle. Some have a corner twice.
 Polygons randomPolygons(Random& random, std::size_t numPoints, std::size_t numFaces) {
     Polygons polygons;
     for (std::size_t i = 0; i < numPoints; ++i) {

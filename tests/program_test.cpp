@@ -68,7 +68,7 @@ struct ProgramTest : SilentTest {
     TempFolder logs;
 };
 
-/// Four triangles round a vertex, which make a roof over a square; with bFloor closed by the two halves of the square.
+/// Four triangles around a vertex, which make a roof over a square; with bFloor closed by the two halves of the square.
 /// middle: x and y of the vertex.
 std::string roof(bool bFloor, int middle = 0) {
     const std::string low = std::to_string(middle - 1) + " ", high = std::to_string(middle + 1) + " ";

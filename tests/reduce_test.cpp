@@ -82,7 +82,7 @@ TEST(Reduce, refusesWhatHasNoFinitePenalty) {
     EXPECT_EQ(ear->getPenalty(ear.edge(0, 1), 0, 17.0, PI_RAD, vIncT), 2.0);
     EXPECT_EQ(vIncT, Triangles{ear.tri(0)});
     EXPECT_EQ(ear->getPenalty(ear.edge(0, 1), 1, 15.0, PI_RAD, vIncT), LARGEST);
-    // The plane of two triangles turns by 45 degrees round the line x = 3, the third triangle dies.
+    // The plane of two triangles turns by 45 degrees around the line x = 3, the third triangle dies.
     const double x = 3.0 - 3.0 * std::sqrt(0.5), z = 3.0 * std::sqrt(0.5);
     const FineMesh hinge({{{0, 0, 0}, {3, -1, 0}, {3, 1, 0}, {3, 3, 0}, {x, 0, z}}, {{0, 1, 2}, {0, 2, 3}, {0, 4, 1}}});
     const double expected = 25.0 * std::acos(-1.0) + std::sqrt(std::hypot(x, z));

@@ -67,7 +67,7 @@ Density falling(const Shape& shape, double ratio, Chance&) {
     return [=](const Point3& p) { return std::pow(ratio, -std::clamp((p.x() - low) / (high - low), 0.0, 1.0)); };
 }
 
-/// One value in six balls round places of the surface, another one outside.
+/// One value in six balls around places of the surface, another one outside.
 Density inPatches(const Shape& shape, double inside, double outside, Chance& chance) {
     constexpr int NUM_PATCHES = 6;
     constexpr double SHARE = 0.25;  // of the area, were the surface flat and the patches apart
@@ -239,7 +239,7 @@ void sampleInLines(Sampling& run) {
                   [&](const Piece& piece, std::size_t, std::size_t numHere) { samplePieceInLines(piece, numHere, run); });
 }
 
-/// Each point stands for the same angle round the axis and in height, thus for an area that grows with the square of the
+/// Each point stands for the same angle around the axis and in height, thus for an area that grows with the square of the
 /// distance and where the surface is seen at a slant.
 void sampleByLidar(Sampling& run) {
     if (!run.shape.bHall) throw std::invalid_argument("The pattern 'lidar' needs the shape 'hall'");

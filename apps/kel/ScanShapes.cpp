@@ -42,7 +42,7 @@ std::vector<Piece> sphere(const std::function<bool(const Point3&)>& accepts) {
     return vPieces;
 }
 
-/// The angle round the tube below which the share u of the torus's area lies: t + k sin t = 2 pi u with k = tube / ring.
+/// The angle around the tube below which the share u of the torus's area lies: t + k sin t = 2 pi u with k = tube / ring.
 double tubeAngle(double u, double k) {
     double t = 2.0 * PI * u;
     double change = 1.0;

@@ -25,7 +25,7 @@ struct Piece {
 struct Shape {
     std::vector<Piece> vPieces;
     ScanTruth truth;
-    bool bSphere = false;  // the pieces are parts of the unit sphere round the origin
+    bool bSphere = false;  // the pieces are parts of the unit sphere around the origin
     bool bHall = false;
 
     double wholeArea() const;  ///< missing patches included

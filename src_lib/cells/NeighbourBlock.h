@@ -1,6 +1,6 @@
 // Floods in the 27-block of a cell as operations on one word.
 //
-// A block is the 3x3x3 cells round a cell. Position 9(dz+1) + 3(dy+1) + (dx+1) is the number of a bit in a mask; the centre
+// A block is the 3x3x3 cells around a cell. Position 9(dz+1) + 3(dy+1) + (dx+1) is the number of a bit in a mask; the centre
 // is 13. In that order a step along x, y or z is a shift by 1, 3 or 9; positions from which it would leave the block
 // sideways are masked off first. One ring of a flood costs six shifts, however wide its front is.
 #pragma once

@@ -4,9 +4,10 @@
 // those of cubes whose triangles are certain, then those of flat ones.
 //
 // Extracting again. At borders of the mesh and where four triangles share an edge the cells are often crowded: they fill a
-// dual cube but for one or two cells. Its triangles then run round a corner of the cube, two layers close to each other, and
-// no choice of triangles makes one sheet of them. So the cube is completed; a full cube has no triangles, and the surface
-// passes beside it. The sheet is thicker there now, and the cells opposite to the new ones may have become superfluous.
+// dual cube but for one or two cells. Its triangles then run around a corner of the cube, two layers close to each other,
+// and no choice of triangles makes one sheet of them. So the cube is completed; a full cube has no triangles, and the
+// surface passes beside it. The sheet is thicker there now, and the cells opposite to the new ones may have become
+// superfluous.
 //
 //        # #          # #          . #
 //        # .    ->    # +    ->    # +       + added, opposite cell taken out

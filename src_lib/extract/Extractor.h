@@ -15,7 +15,7 @@ class CMesh;
 
 /// Extracts the coarse mesh from the set of occupied cells.
 ///
-/// The eight cells round a lattice point form a dual cube. Its key is the code of the cell whose low corner is that point.
+/// The eight cells around a lattice point form a dual cube. Its key is the code of the cell whose low corner is that point.
 /// The configuration of a cube, which of its cells are occupied, selects its triangles (Casx). A triangle is three cells; no
 /// geometry is computed here.
 ///

@@ -2,7 +2,7 @@
 //
 // The plain way is to write the eight keys of each cell and to sort 8n pairs. But an interleaved code sorts by blocks of
 // 4x4x4 cells, so the keys of a block are consecutive, and within a block the order is that of the lowest six bits. So we go
-// through the blocks that have a key, ascending. For each of the eight cells round a lattice point, say the one at -x, one
+// through the blocks that have a key, ascending. For each of the eight cells around a lattice point, say the one at -x, one
 // word tells for all 64 keys of the block whether that cell is occupied: it is the block's occupancy moved by one step, with
 // a slice of the neighbour block moved in.
 //

@@ -256,7 +256,7 @@ void visitFaces(const PlyData& faces, std::size_t numVertices, const Visit& visi
     }
 }
 
-/// Each face as triangles round its first corner.
+/// Each face as triangles around its first corner.
 void appendSoup(const Content& content, std::vector<Point3>& vOut) {
     std::vector<Point3> vVertex;
     appendVertices(content, vVertex);

@@ -12,7 +12,7 @@ namespace TARN_KEL {
 
 /// Cuts polygons into triangles.
 ///
-/// At first each polygon is a fan round its first corner. That fills convex polygons rightly, and needs no coordinates,
+/// At first each polygon is a fan around its first corner. That fills convex polygons rightly, and needs no coordinates,
 /// which some files have behind their faces. In the end, when these are known, flat polygons whose fan folds back on itself
 /// are cut anew by ears, into as many triangles. Polygons that aren't flat, or cross themselves, stay fans.
 class PolygonCutter {

@@ -1,6 +1,6 @@
 // Finds the sheets of a non-manifold mesh, and how to orient them.
 //
-// Seen along an edge, its triangles lie round it like the hours round a clock. Sheets that don't cross connect neighbours
+// Seen along an edge, its triangles lie around it like the hours around a clock. Sheets that don't cross connect neighbours
 // there. So an even number of triangles leaves two choices, and an odd number one for each triangle that may stay alone:
 //
 //        t1   t2              t1   t2            t1   t2
@@ -206,7 +206,7 @@ std::vector<Sheets::Spoke> Sheets::spokesOf(const REdge& edge) const {
     return vSpoke;
 }
 
-/// For each spoke the cost of a sheet that continues from it to the next spoke round the edge.
+/// For each spoke the cost of a sheet that continues from it to the next spoke around the edge.
 std::vector<Sheets::Cost> Sheets::costsOf(const std::vector<Spoke>& vSpoke) {
     std::vector<Cost> vCost;
     for (std::size_t i = 0; i < vSpoke.size(); ++i) {
@@ -221,7 +221,7 @@ std::vector<Sheets::Cost> Sheets::costsOf(const std::vector<Spoke>& vSpoke) {
     return vCost;
 }
 
-/// The spoke at which the cheapest pairs begin: (first, first + 1), (first + 2, first + 3) and so on round the edge. Of an
+/// The spoke at which the cheapest pairs begin: (first, first + 1), (first + 2, first + 3) and so on around the edge. Of an
 /// odd number the one before the first stays alone.
 std::size_t Sheets::firstOfCheapest(const std::vector<Cost>& vCost) {
     const std::size_t n = vCost.size();

@@ -1,4 +1,4 @@
-// The neighbours of a facet depend on the cells round its cell, which a walk over the sorted list finds without searching.
+// The neighbours of a facet depend on the cells around its cell, which a walk over the sorted list finds without searching.
 // So all links are found in one sweep over the cells; floods, weights and bands then go from facet to facet by position.
 #include "FacetLinks.h"
 

@@ -31,7 +31,7 @@ namespace TARN_KEL {
 namespace {
 
 constexpr double HEAVY = 10.0;  // the weight of a reliable neighbour
-constexpr double LIGHT = 1.0;   // that of a neighbour round an edge of the rim
+constexpr double LIGHT = 1.0;   // that of a neighbour around an edge of the rim
 
 }  // namespace
 

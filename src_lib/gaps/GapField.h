@@ -14,7 +14,7 @@ namespace TARN_KEL {
 
 struct Sheet;
 
-/// The signed field round the rims of sheets: values on lattice corners, signed distances in the cloud's unit, negative on
+/// The signed field around the rims of sheets: values on lattice corners, signed distances in the cloud's unit, negative on
 /// the lower side. It starts at the strips of facets near the seam (seedFromSheet()) and grows outward step by step, each
 /// step smoothed. Where its sign changes, surface is missing (zerosOf()).
 ///
@@ -69,7 +69,7 @@ void seedFromSheet(Sheet& sheet, CornerStore& store);
 void seedStrip(const std::vector<Facet*>& vStrip, double sign, const std::vector<std::pair<RCD, Point3>>& vRCDPoint,
                CornerStore& store);
 
-/// The cells round all edges between free corners of opposite signs, by ascending code, each once, with the mean of the
+/// The cells around all edges between free corners of opposite signs, by ascending code, each once, with the mean of the
 /// zeros on its edges. A value of 0 is replaced by a positive one first. Cost: O(c log c) for c corners.
 std::vector<std::pair<RCD, Point3>> zerosOf(CornerStore& store, const Calc& calc);
 

@@ -1,7 +1,7 @@
 // The unit of work is the node, the mean point of a cell; lengths are in cells.
 //
 //     nodes       the mean point of each occupied cell
-//     planes      a plane for each node whose neighbours lie in one; nodes with neighbours all round them are done with
+//     planes      a plane for each node whose neighbours lie in one; nodes with neighbours all around them are done with
 //     stars       the empty discs that touch an open node and two neighbours in its plane
 //     triangles   three nodes around a disc that is wide, but not wider than the discs around explain
 //     points      in these triangles, one for each empty cell

@@ -1,4 +1,4 @@
-// The planes of nodes, and which nodes need no closer look because neighbours stand all round them.
+// The planes of nodes, and which nodes need no closer look because neighbours stand all around them.
 #pragma once
 
 #include <vector>

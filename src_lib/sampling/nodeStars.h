@@ -1,7 +1,7 @@
 // The stars of nodes: their Voronoi cells in their planes.
 //
 // A corner of such a cell is the centre of a disc that touches the node and two neighbours and holds no node of the sheet.
-// Its radius is the width of the place in a number; three nodes round a gap share a wide one.
+// Its radius is the width of the place in a number; three nodes around a gap share a wide one.
 //
 //            o                      o  nodes
 //        .-------.                  The disc of radius R about + is empty and touches three of them. Small discs are what a

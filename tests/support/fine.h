@@ -124,7 +124,7 @@ inline Soup torus(int numU, int numV) {
     return soup;
 }
 
-/// A ring of numU x numV quads round the z axis: flat; with a half turn, so that it has one side only; or a Klein bottle,
+/// A ring of numU x numV quads around the z axis: flat; with a half turn, so that it has one side only; or a Klein bottle,
 /// where the quads close across, too. Vertex v of row u is u * (numV + 1) + v, in the bottle u * numV + v. Radius 3,
 /// width 1.
 enum class Ring { FLAT, MOEBIUS, KLEIN };
@@ -152,7 +152,7 @@ inline Soup ring(Ring kind, int numU, int numV) {
     return soup;
 }
 
-/// numSpokes triangles round vertex hub, which is the first of all vertices or the last.
+/// numSpokes triangles around vertex hub, which is the first of all vertices or the last.
 inline Soup fan(int numSpokes, bool bHubFirst) {
     Soup soup;
     for (int i = 0; i <= numSpokes + 1; ++i)

@@ -1,4 +1,4 @@
-// Sets of cells by packed code, and the regions of free space round them. All lists come ascending, each cell once.
+// Sets of cells by packed code, and the regions of free space around them. All lists come ascending, each cell once.
 #pragma once
 
 #include <algorithm>
@@ -53,7 +53,7 @@ inline TARN_KEL::VRCD codesOf(const auto& cellsAndPoints) {
     return vRCD;
 }
 
-/// The cells of a closed layer, one to four cells thick, round a bumpy ball of about that radius.
+/// The cells of a closed layer, one to four cells thick, around a bumpy ball of about that radius.
 inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
     std::mt19937 random(seed);
     const auto chance = [&random] { return static_cast<double>(random()) / 4294967296.0; };

@@ -92,7 +92,7 @@ private:
         }
         return seen;
     }
-    /// What is free and reached over faces, round the centre.
+    /// What is free and reached over faces, around the centre.
     unsigned flooded(int start) const {
         return flooded(start, [this](int a, int b) { return distance(a, b) == 1 && b != CENTRE && isFree(b); });
     }

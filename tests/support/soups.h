@@ -77,7 +77,7 @@ inline TriangleSoup boxSoup(const TARN_KEL::Point3& low, const TARN_KEL::Point3&
     }
     return soup;
 }
-/// A block of edge lengths 2, 2 and 1 round the origin, with a bore of radius 0.5 along z. num: a multiple of 8.
+/// A block of edge lengths 2, 2 and 1 around the origin, with a bore of radius 0.5 along z. num: a multiple of 8.
 inline TriangleSoup boredBlockSoup(int num) {
     const double half = 1.0;
     return revolved(num, {{0.5, -0.5}, {half, -0.5}, {half, 0.5}, {0.5, 0.5}, {0.5, -0.5}},

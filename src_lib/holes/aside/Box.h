@@ -40,11 +40,9 @@ struct Box {
     int getAddress(RCD rcd) const;
     RCD addressToRCD(int address) const;
 
-    /// Appends the cells round a lattice edge: a, then the cell lower on the first other axis, on the second, on both. Lower
-    /// cells that would have the coordinate 0 on that axis are left out.
-    /// a, b: the ends of the edge; b is one step along the axis from a (assertion).
-    /// x, y, z: the coordinates of a in the box.
-    /// axis: 0, 1, 2 for x, y, z.
+    /// Appends the cells around a lattice edge: a, then the cell lower on the first other axis, on the second, on both.
+    /// Lower cells that would have the coordinate 0 on that axis are left out. a, b: the ends of the edge; b is one step
+    /// along the axis from a (assertion). x, y, z: the coordinates of a in the box. axis: 0, 1, 2 for x, y, z.
     void getCbsAroundEdge(RCD a, RCD b, int x, int y, int z, int axis, VRCD& vOut) const;
 
     /// The differences from an address to those of its six neighbours: -x, +x, -y, +y, -z, +z.

@@ -45,7 +45,7 @@ int roundsAfter(int ring) {
     return ring >= 3 && ring <= 10 ? 2 : 1;
 }
 
-/// The free points round those of a list, ascending, and what they are offered (a ring for growRing()).
+/// The free points around those of a list, ascending, and what they are offered (a ring for growRing()).
 class OfferedRing {
 public:
     using Real = double;

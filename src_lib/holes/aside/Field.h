@@ -35,7 +35,7 @@ private:
     std::unique_ptr<MatrixEntry[]> pEntries;
 };
 
-/// Signed distances on the points of a box: seeded round a hole, grown across it, smoothed.
+/// Signed distances on the points of a box: seeded around a hole, grown across it, smoothed.
 ///
 /// Takes 8 bytes for each point of the box, whether or not it has a value. Uses one thread, except for sorting. Failed
 /// conditions throw KelBugException.

@@ -1,4 +1,4 @@
-// Finds the triangles round a hole that take part in closing it.
+// Finds the triangles around a hole that take part in closing it.
 #include "HoleRegion.h"
 
 #include <algorithm>

@@ -1,4 +1,4 @@
-// The surface round a hole. No public function reaches it: it belongs to Hole.
+// The surface around a hole. No public function reaches it: it belongs to Hole.
 #pragma once
 
 #include <array>
@@ -14,7 +14,7 @@ namespace TARN_KEL {
 class CEdge;
 class CMesh;
 
-/// The chain round a hole and the triangles of the surface that take part in closing it. Edges and triangles aren't owned.
+/// The chain around a hole and the triangles of the surface that take part in closing it. Edges and triangles aren't owned.
 struct HoleRegion {
     std::vector<CEdge*> vCE;     ///< of the chain
     VCCD vCCD;                   ///< codes of the chain, sorted, each once

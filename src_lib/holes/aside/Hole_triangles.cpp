@@ -1,6 +1,6 @@
 // From the field to triangles.
 //
-// grow() puts the surface into the mesh itself. The cells round the lattice edges where the field changes its sign form a
+// grow() puts the surface into the mesh itself. The cells around the lattice edges where the field changes its sign form a
 // layer of two to three cells. Cells of the old surface are taken out of it, and the removal test thins it to a sheet whose
 // rim lies along the chain. Dual cubes over sheet and chain then give triangles, as they do for a whole model:
 //
@@ -85,7 +85,7 @@ void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
     });
 }
 
-// The cells round each lattice edge on which the sign changes, each with the zero of that edge.
+// The cells around each lattice edge on which the sign changes, each with the zero of that edge.
 Hole::VRCDPoint Hole::noteZeros() {
     VRCDPoint vNotes;
     std::vector<Segment3> vSeg, vIncompleteSeg;
@@ -177,7 +177,7 @@ void Hole::solveAmbiguousT(VCCD& vAmbiguousT) {
     });
 }
 
-// ---- Rows round the hole
+// ---- Rows around the hole
 
 void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
     VVCD vFront;

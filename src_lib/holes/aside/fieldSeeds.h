@@ -1,9 +1,9 @@
-// The first values of a hole's field, from the triangles round it. No public function reaches them: they belong to Hole.
+// The first values of a hole's field, from the triangles around it. No public function reaches them: they belong to Hole.
 //
-// A triangle belongs to the dual cubes round one or two lattice points. If there are two, one lies on either side of it. One
-// alone lies in it or next to it; then the points one step along its normal on the grid, to both sides, are taken as well.
-// Each of these points gets its distance to the plane of the triangle. A corner of an old cell that gets no value this way
-// takes over the value of the next corner, so that the cells of the surface have values all round:
+// A triangle belongs to the dual cubes around one or two lattice points. If there are two, one lies on either side of it.
+// One alone lies in it or next to it; then the points one step along its normal on the grid, to both sides, are taken as
+// well. Each of these points gets its distance to the plane of the triangle. A corner of an old cell that gets no value this
+// way takes over the value of the next corner, so that the cells of the surface have values all round:
 //
 //      +1.2  +1.0  +0.9    0                  the surface, -----, between two layers of lattice points
 //      ---------------- chain      gap
@@ -36,7 +36,7 @@ struct PlaneDistance {
     VCD vcd;
     double distance;
 };
-/// The lattice points round the triangle, as told above; empty for a triangle without a plane or without a dual cube.
+/// The lattice points around the triangle, as told above; empty for a triangle without a plane or without a dual cube.
 std::vector<PlaneDistance> distancesToPlane(CTriangle* pCT, const CMesh& mesh, Calc* pCalc);
 
 /// The lattice edges inside the box, as pairs of addresses, that belong to only one of these cells. Prints how many there

@@ -1,4 +1,4 @@
-// Finds the lattice edges on which the field of a hole changes its sign, and the cells round them.
+// Finds the lattice edges on which the field of a hole changes its sign, and the cells around them.
 #include "fieldZeros.h"
 
 #include <algorithm>
@@ -12,7 +12,7 @@ namespace TARN_KEL {
 
 namespace {
 
-constexpr int MARGIN = 3;  // cells round those of the chain
+constexpr int MARGIN = 3;  // cells around those of the chain
 
 /// The lattice edges of a field that may be crossed (a lattice for forEachCrossing()).
 class DenseEdges {

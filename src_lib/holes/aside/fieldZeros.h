@@ -29,7 +29,7 @@ struct Crossing {
 /// the order of the list, then by axis. Crossings between two reliable seeds are left out, since they belong to the old
 /// surface. Throws (assertion) for an address with a value of 0.
 std::vector<Crossing> crossingsNear(const HoleRegion& region, const Field& field, const Calc& calc);
-/// Returns the cells on the grid round a crossing, in the order of Box::getCbsAroundEdge().
+/// Returns the cells on the grid around a crossing, in the order of Box::getCbsAroundEdge().
 VRCD cellsAround(const Crossing& crossing, const Box& box, const Calc& calc);
 /// For each cell the mean of its points, moved into the cell; ascending by code. Cost: O(n log n).
 std::vector<std::pair<CCD, Point3>> pointsOfCells(std::vector<std::pair<RCD, Point3>> vNotes, const Calc& calc);

@@ -2,7 +2,7 @@
 //
 // A queue of steps is ordered by the turn from triangle to triangle, so that a sheet is followed as far as it extends before
 // a sharp corner is crossed; the result is a spanning tree of small turns. At an ME only the two triangles next to the
-// current one in a turn round the edge may continue it:
+// current one in a turn around the edge may continue it:
 //
 //              \   pos            seen along the edge; pos and neg may continue X,
 //               \ /               the others belong to sheets that pass by on their side

@@ -20,7 +20,7 @@ namespace {
 
 constexpr double MIN_FACING_X = 0.001;  // of a unit normal
 
-/// The patch that comes first in a turn round a boundary edge of the current patch. It is turned over where it disagrees
+/// The patch that comes first in a turn around a boundary edge of the current patch. It is turned over where it disagrees
 /// there. Null when there is none, and where two triangles lie in the same direction.
 CPatch* findNextSheet(Rotx& rotx, CEdge* pCE, CPatch* pCurrentPatch) {
     CTriangle* pOwnPatchT = pCE->getUniquePatchTriangle(pCurrentPatch);

@@ -43,7 +43,7 @@ void OutwardWalk::keepReached(std::vector<CTriangle*>& vT) {
         if (pCT->isAlive() && !pCT->bVisited) pCT->kill(&mesh);
 }
 
-// The triangle that follows pCT in a turn round the edge; null when there is none. False when the turn has no order.
+// The triangle that follows pCT in a turn around the edge; null when there is none. False when the turn has no order.
 bool OutwardWalk::findNextInTurn(CTriangle* pCT, CEdge* pCE, CTriangle*& pNeigT) {
     pNeigT = nullptr;
     if (!rotx.sortStar(pCT, pCE)) return false;

@@ -13,7 +13,7 @@ class CMesh;
 class CTriangle;
 class Rotx;
 
-/// A walk over the outside of a mesh. At each edge it goes on to the triangle that comes first in a turn round the edge, on
+/// A walk over the outside of a mesh. At each edge it goes on to the triangle that comes first in a turn around the edge, on
 /// the side that the current triangle faces, and turns it over where the two disagree. All but start() need corners at most
 /// one step apart, as extraction makes them (assertion).
 class OutwardWalk {

@@ -2,7 +2,8 @@
 # run.sh [SECONDS [NAME...]]: fuzzes readers of files and whole operations (all of them unless named), SECONDS each (60), one
 # a processor. Status 1 when one of them has a finding; its input is then in build/asan/findings. What is learnt stays in
 # build/asan/corpus, so a later run goes on from there; remove that folder to start anew. FUZZ_SEED is the random seed, 0 a new
-# one in each run.
+# one in each run. The library is that of the sanitized tests, so comparisons aren't watched: numbers that a reader looks for
+# come from the seeds and words.dict.
 set -eu
 cd "$(dirname "$0")/.."
 

@@ -37,28 +37,33 @@ TEST(PointGrid, agreesWithASearchOfAll) {
     }
 }
 
-// Two sheets near each other, of one piece or of two, and one that is folded.
+void forAll(const Neighbourhoods& near, std::size_t begin, std::size_t end, const auto& visit) {
+    near.visitWanted(
+        begin, end, [](FitIndex) { return true; }, visit);
+}
+
+// Two sheets near each other, of one piece or of two, and one that is folded; also with half of them far away.
 TEST(Neighbourhoods, areTheNearPointsOfTheSameSheet) {
     std::mt19937_64 random(7);
     const auto number = [&](double high) { return high * static_cast<double>(random() >> 11) * 0x1p-53; };
-    for (const double extent : {2.0, 12.0, 30.0}) {
+    for (const auto& [extent, apart] : {std::pair(2.0, 0.0), {12.0, 0.0}, {30.0, 0.0}, {30.0, 0x1p21}, {30.0, 4e9}}) {
+        const double radius = 1.5;
         FitPoints points;
         for (FitIndex i = 0; i < 2000; ++i) {
             const bool bUpper = i % 3 == 0, bFlat = number(1.0) < 0.7;
-            points.vPlace.emplace_back(number(extent), number(extent), bUpper ? 0.3 : 0.1 * number(1.0));
+            points.vPlace.emplace_back(number(extent), number(extent) + (i % 2 == 0 ? apart * radius : 0.0),
+                                       bUpper ? 0.3 : 0.1 * number(1.0));
             points.vSide.push_back(bFlat ? Vector3(0.0, 0.0, i % 6 == 0 ? -1.0 : 1.0)
                                          : Vector3(number(1.0) > 0.5 ? 1.0 : -1.0, 0.0, 0.0));
             points.vPiece.push_back(extent == 12.0 && bUpper ? 5 : 0);
         }
-        const double radius = 1.5;
         const Neighbourhoods near(points, radius);
         const PointGrid grid(points.vPlace, radius);
         ASSERT_EQ(near.numPoints(), points.size());
         std::map<FitIndex, std::vector<FitIndex>> mFound;
         for (std::size_t begin = 0; begin < points.size(); begin += 333)  // cells are cut anywhere
-            near.visitPoints(begin, std::min<std::size_t>(begin + 333, points.size()), [&](FitIndex i, auto vNear) {
-                EXPECT_TRUE(mFound.try_emplace(i, vNear.begin(), vNear.end()).second);
-            });
+            forAll(near, begin, std::min<std::size_t>(begin + 333, points.size()),
+                   [&](FitIndex i, auto vNear) { EXPECT_TRUE(mFound.try_emplace(i, vNear.begin(), vNear.end()).second); });
         for (FitIndex i = 0; i < points.size(); ++i) {
             std::vector<FitIndex> vExpected;  // in the order of a search
             grid.visitWithin(points.vPlace[i], radius, [&](FitIndex j, double) {
@@ -92,7 +97,7 @@ TEST(Neighbourhoods, areTheSameOnAnyNumberOfThreads) {
     const auto listOf = [&] {
         const Neighbourhoods near(points, 2.0);
         std::vector<FitIndex> vList = PointGrid(points.vPlace, 2.2).order();
-        near.visitPoints(0, near.numPoints(), [&](FitIndex i, auto vNear) {
+        forAll(near, 0, near.numPoints(), [&](FitIndex i, auto vNear) {
             vList.push_back(i);
             vList.insert(vList.end(), vNear.begin(), vNear.end());
         });

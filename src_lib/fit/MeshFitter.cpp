@@ -15,8 +15,8 @@
 // Vertices are taken one after the other, in the order of their numbers or of their distances: each move is judged against
 // the moves before it. Only what changes nothing, the search for sheets and for bad triangles, runs on several threads.
 //
-// A vertex that is near its sheet has settled: it isn't looked at again unless something around it is rough, as it is where
-// sheets meet and where a move was refused.
+// A vertex that is near its sheet has settled: it isn't looked at again unless it is marked rough, as it is where sheets
+// meet and where a move was refused.
 #include "MeshFitter.h"
 
 #include <algorithm>

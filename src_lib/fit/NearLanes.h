@@ -8,38 +8,12 @@
 #include <vector>
 
 #include "FitPoints.h"
-#include "Lanes.h"
+#include "LaneVector.h"
 #include "Neighbourhoods.h"
 #include "kel.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
-
-/// A vector in each lane, and a number beside it.
-struct LaneVector {
-    Lanes x, y, z;
-    Lanes w{};
-
-    LaneVector& operator+=(const LaneVector& v) {
-        x += v.x;
-        y += v.y;
-        z += v.z;
-        return *this;
-    }
-    LaneVector operator+(const LaneVector& v) const { return {x + v.x, y + v.y, z + v.z}; }
-    LaneVector operator-(const LaneVector& v) const { return {x - v.x, y - v.y, z - v.z}; }
-    LaneVector operator*(Lanes factor) const { return {x * factor, y * factor, z * factor}; }
-    Lanes operator*(const LaneVector& v) const { return x * v.x + y * v.y + z * v.z; }
-    Lanes sqLength() const { return *this * *this; }
-    Vector3 sum() const {
-        return {static_cast<double>(sumOf(x)), static_cast<double>(sumOf(y)), static_cast<double>(sumOf(z))};
-    }
-};
-
-/// In all lanes.
-inline LaneVector allLanes(const Vector3& v) {
-    return {allLanes(static_cast<float>(v.x())), allLanes(static_cast<float>(v.y())), allLanes(static_cast<float>(v.z()))};
-}
 
 /// A vector and a number beside it, in one set of lanes.
 inline Lanes packed(const Vector3& v, double beside = 0.0) {
@@ -55,7 +29,6 @@ inline LaneVector unpacked(Lanes a, Lanes b, Lanes c, Lanes d) {
 }
 
 /// A place beyond all radii.
-constexpr double FAR_AWAY = 1e6;
 inline Lanes farPlace() {
     return packed({FAR_AWAY, 0.0, 0.0});
 }
@@ -96,7 +69,7 @@ private:
     std::vector<Four> vFour;
 };
 
-/// Which neighbours are looked at. For a mean that is averaged again, every second one of more than MANY_NEAR is as good.
+/// Which neighbours are looked at. For a mean that is averaged again, every second one of more than MANY_NEAR will do.
 enum class NearShare { ALL, HALF_OF_MANY };
 constexpr std::size_t MANY_NEAR = 32;
 
@@ -119,12 +92,6 @@ void forPoints_MT(const FitPoints& points, const Neighbourhoods& near, NearShare
                 visit(i, origin, lanes.pick(vPosition, bHalf ? 2 : 1));
             });
     });
-}
-
-/// As weightWithin(), with the inverse square of the radius.
-inline Lanes weightWithin(Lanes sqDistance, float inverseSqRadius) {
-    const Lanes t = largerOf(1.0F - sqDistance * inverseSqRadius, Lanes{});
-    return t * t;
 }
 
 /// Nearly exp(-x) for x of at least 0, at a fraction of its cost; next to 0 from some hundred on.

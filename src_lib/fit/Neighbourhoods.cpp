@@ -1,6 +1,6 @@
 #include "Neighbourhoods.h"
 
-#include "Lanes.h"
+#include "LaneVector.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -17,10 +17,10 @@ class Candidates {
 public:
     void take(const FitPoints& points, const std::vector<FitIndex>& vCandidate, const Vector3& from) {
         origin = from;
-        vLane.assign((vCandidate.size() + NUM_LANES - 1) / NUM_LANES, {allLanes(BEYOND), Lanes{}, Lanes{}});
+        vLane.assign((vCandidate.size() + NUM_LANES - 1) / NUM_LANES, allLanes({FAR_AWAY, 0.0, 0.0}));
         for (std::size_t k = 0; k < vCandidate.size(); ++k) {
             const Vector3 offset = points.vPlace[vCandidate[k]] - origin;
-            OfLanes& lane = vLane[k / NUM_LANES];
+            LaneVector& lane = vLane[k / NUM_LANES];
             lane.x[k % NUM_LANES] = static_cast<float>(offset.x());
             lane.y[k % NUM_LANES] = static_cast<float>(offset.y());
             lane.z[k % NUM_LANES] = static_cast<float>(offset.z());
@@ -30,7 +30,7 @@ public:
     template <typename IsWithin>
     std::uint64_t within(const Vector3& centre, double sqRadius, std::size_t first, const IsWithin& isWithin) const {
         constexpr double DOUBT = 1e-5;  // of squares of distances; coordinates are less than three radii
-        const OfLanes c = lanesOf(centre - origin);
+        const LaneVector c = allLanes(centre - origin);
         const Lanes most = allLanes(static_cast<float>(sqRadius * (1.0 + DOUBT)));
         const Lanes least = allLanes(static_cast<float>(sqRadius * (1.0 - DOUBT)));
         std::uint64_t bits = 0, doubtful = 0;
@@ -39,8 +39,7 @@ public:
             const std::size_t begin = std::min((first + shift) / NUM_LANES, vLane.size());
             const std::size_t end = std::min(begin + HALF_WORD / NUM_LANES, vLane.size());
             for (std::size_t k = begin; k < end; ++k, bit <<= NUM_LANES) {
-                const Lanes x = vLane[k].x - c.x, y = vLane[k].y - c.y, z = vLane[k].z - c.z;
-                const Lanes sqDistance = x * x + y * y + z * z;
+                const Lanes sqDistance = (vLane[k] - c).sqLength();
                 mask |= reinterpret_cast<LaneBits>(sqDistance <= most) & bit;
                 surely |= reinterpret_cast<LaneBits>(sqDistance <= least) & bit;
             }
@@ -53,20 +52,11 @@ public:
     }
 
 private:
-    struct OfLanes {
-        Lanes x, y, z;
-    };
-    static OfLanes lanesOf(const Vector3& v) {
-        return {allLanes(static_cast<float>(v.x())), allLanes(static_cast<float>(v.y())),
-                allLanes(static_cast<float>(v.z()))};
-    }
     static std::uint64_t allOf(LaneBits bits) { return (bits[0] | bits[1]) | (bits[2] | bits[3]); }
     static constexpr unsigned HALF_WORD = 32;
 
-    static constexpr float BEYOND = 1e6F;  // all radii
-
     Vector3 origin;
-    std::vector<OfLanes> vLane;
+    std::vector<LaneVector> vLane;
 };
 
 /// Whether all are of one piece and have sides so alike that any two of them are on one side: no pair has to be asked.

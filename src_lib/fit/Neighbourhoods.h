@@ -43,12 +43,6 @@ public:
     /// with the call.
     template <typename IsWanted, typename Visit>
     void visitWanted(std::size_t begin, std::size_t end, const IsWanted& isWanted, const Visit& visit) const;
-    /// For all points in those places.
-    template <typename Visit>
-    void visitPoints(std::size_t begin, std::size_t end, const Visit& visit) const {
-        visitWanted(
-            begin, end, [](FitIndex) { return true; }, visit);
-    }
     /// The same cell by cell, for work that prepares what it needs of all candidates: enter(first point of the cell,
     /// candidates), then visit(point, the positions of its neighbours among these) for those that are wanted. A cell without
     /// any isn't entered.

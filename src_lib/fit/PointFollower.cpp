@@ -41,13 +41,15 @@ void PointFollower::follow(const std::vector<unsigned char>& vSmooth) {
 void PointFollower::findBalls() {
     const double rounded = 1.0 + 1e-9;
     vBall.resize(fitMesh.numTriangles());
-    for (FitIndex t = 0; t < vBall.size(); ++t) {
-        const FitTriangle& c = fitMesh.corners(t);
-        const Vector3 &p = fitMesh.place(c[0]), &q = fitMesh.place(c[1]), &r = fitMesh.place(c[2]);
-        const Vector3 centre = (p + q + r) / 3.0;
-        const double sqRadius = std::max({(p - centre).sqLength(), (q - centre).sqLength(), (r - centre).sqLength()});
-        vBall[t] = {centre, rounded * std::sqrt(sqRadius)};
-    }
+    forChunks_MT(vBall.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t t = begin; t < end; ++t) {
+            const FitTriangle& c = fitMesh.corners(static_cast<FitIndex>(t));
+            const Vector3 &p = fitMesh.place(c[0]), &q = fitMesh.place(c[1]), &r = fitMesh.place(c[2]);
+            const Vector3 centre = (p + q + r) / 3.0;
+            const double sqRadius = std::max({(p - centre).sqLength(), (q - centre).sqLength(), (r - centre).sqLength()});
+            vBall[t] = {centre, rounded * std::sqrt(sqRadius)};
+        }
+    });
 }
 
 void PointFollower::findFeet() {

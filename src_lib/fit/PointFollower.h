@@ -18,8 +18,8 @@ public:
     /// The state is referred to.
     explicit PointFollower(FitState& meshState) : state(meshState), fitMesh(meshState.mesh) {}
 
-    /// vSmooth: for each vertex whether it may move. A move that the guard refuses isn't made. O(points), less than 1 us
-    /// each.
+    /// vSmooth: for each vertex whether it may move. A move that the guard refuses isn't made. O(points + triangles),
+    /// less than 1 us each.
     void follow(const std::vector<unsigned char>& vSmooth);
 
 private:

@@ -27,8 +27,8 @@ using GridRows = std::array<GridRun, 9>;
 /// A place is the vector from some corner below all, in whatever unit of length the user of this grid has.
 ///
 /// The places are kept in the order of their cells, in rows along x: a search visits runs of neighbours in memory.
-/// Coordinates wrap around after 2^21 cells, so a search may look at places far away, but it never returns them. Const
-/// operations are safe on several threads.
+/// Places farther apart than 2^32 cells may be in one cell: a search never returns them, but beginOfCell() and rowsAround()
+/// know only cells. Const operations are safe on several threads.
 class PointGrid {
 public:
     PointGrid() = default;
@@ -85,12 +85,10 @@ private:
         std::uint64_t key = 0;
         FitIndex beginCell = 0, endCell = 0;  // equal: the slot is free
     };
-    static constexpr int BITS = 21;
-    static constexpr std::int64_t MASK = (std::int64_t{1} << BITS) - 1;
 
     std::int64_t cellOf(double coordinate) const { return static_cast<std::int64_t>(std::floor(coordinate * inverseEdge)); }
     static std::uint64_t rowKey(std::int64_t y, std::int64_t z) {
-        return static_cast<std::uint64_t>(z & MASK) << BITS | static_cast<std::uint64_t>(y & MASK);
+        return static_cast<std::uint64_t>(z) << 32 | static_cast<std::uint32_t>(y);
     }
     std::size_t slotOf(std::uint64_t key) const {
         std::size_t slot = static_cast<std::size_t>(key * 0x9E3779B97F4A7C15U >> shift);

@@ -24,6 +24,8 @@ const double MARGIN = 4.0;        // around the vertices
 const double MIN_SPACING = 0.01;  // less is none: most points lie in few places
 const double MAX_EXTENT = 1e9;    // beyond, doubles can't tell places on a surface apart
 
+const double MAX_SPACINGS = 4e9;  // of the extent: those that a PointGrid tells apart
+
 double meanEdgeOf(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle) {
     double sum = 0.0;
     for (const FitTriangle& c : vTriangle)
@@ -86,7 +88,7 @@ void SurfaceFit::lookAt(std::span<const Point3> given, double extent, bool bNois
     std::vector<Vector3> vPlace = pointsNear(given, frame, extent);
     thinDensePoints(vPlace, DENSE_EDGE);
     const double spacing = spacingOfPoints(vPlace, 1.0);
-    if (spacing < MIN_SPACING) return;
+    if (spacing < MIN_SPACING || extent / frame.unit > MAX_SPACINGS * spacing) return;
     for (Vector3& place : vPlace)
         place /= spacing;
     frame.unit *= spacing;

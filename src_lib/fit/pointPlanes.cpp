@@ -20,7 +20,7 @@ const double NO_PLANE = 1e3;  // spread of the plane of a point whose neighbours
 /// vNear: the neighbours of the i-th point, relative to `own`, its place among them.
 PointPlane planeOf(const FitPoints& points, FitIndex i, std::span<NearLanes<1>::Four> vNear, const LaneVector& own,
                    double radius) {
-    const auto inverseSqRadius = static_cast<float>(1.0 / square(1.0001 * radius));
+    const float inverseSqRadius = inverseSquareOf(radius);
     Lanes weights{}, count{}, xx{}, xy{}, xz{}, yy{}, yz{}, zz{};
     LaneVector sum{};
     for (const auto& [place] : vNear) {

@@ -24,23 +24,17 @@
 #include "fitLimits.h"
 #include "pointNoise.h"
 #include "pointPlanes.h"
-#include "sortMT.h"
 
 namespace TARN_KEL {
 
 namespace {
 
 const double NOISY_RADIUS = 2.5;   // of a second look where the first one sees noise: that bends planes through few points
-const int NOISY_ROUNDS = 3;        // of means of normals; where there is no noise the first one settles them
+const int NOISY_ROUNDS = 3;        // of means of normals; where there is no noise, the first one settles them
 const double LIKE_NORMALS = 0.25;  // deviation of normals on one sheet, as a chord
 const auto OF_NORMALS = static_cast<float>(0.5 / (LIKE_NORMALS * LIKE_NORMALS));
 const float MIN_LIKE = 0.7F;     // of the weights within a radius, those of like normals
 const float LEAST_VOTE = 0.05F;  // of a neighbour at the radius
-
-/// So that the farthest neighbours count, if only a little.
-float inverseSquareOf(double radius) {
-    return static_cast<float>(1.0 / square(1.0001 * radius));
-}
 
 // ---- Normals
 
@@ -53,7 +47,7 @@ Vector3 votedNormal(const FitPoints& points, FitIndex i, std::span<FourPlanes> v
     Lanes least = allLanes(std::numeric_limits<float>::max());
     for (auto& [place, centre, normal] : vNear) {
         const Lanes height = normal * (centre - own);
-        place.w += height * height;
+        place.w += height * height;  // from now on the doubt
         least = smallerOf(least, place.w);
     }
     const float leastDoubt = smallestOf(least), perTolerance = static_cast<float>(1.0 / sqTolerance);
@@ -114,37 +108,22 @@ public:
     }
     /// own, normal: of the point; vNear: its neighbours.
     double operator()(const LaneVector& own, const LaneVector& normal, std::span<const FourPoints> vNear) const {
-        if (numRadii == 1 || isAlike(own, normal, vNear)) return SHEET_RADII[numRadii - 1];
-        std::array<Lanes, SHEET_RADII.size()> weights{}, likeWeights{};
-        for (const auto& [place, otherNormal] : vNear) {
-            const Lanes sqDistance = (place - own).sqLength();
-            const Lanes likeness = likenessOf(normal, otherNormal);
-            for (std::size_t k = 0; k + 1 < numRadii; ++k) {
-                const Lanes weight = weightWithin(sqDistance, inverseSqRadii[k]);
-                weights[k] += weight;
-                likeWeights[k] += weight * likeness;
-            }
-        }
-        std::size_t k = numRadii - 2;
-        while (k > 0 && !areAlike(likeWeights[k], weights[k]))
+        std::size_t k = numRadii - 1;  // the radius of most
+        while (k > 0 && !isAlike(own, normal, vNear, inverseSqRadii[k]))
             --k;
         return SHEET_RADII[k];
     }
 
 private:
-    static Lanes likenessOf(const LaneVector& n, const LaneVector& m) { return fallOff((n - m).sqLength() * OF_NORMALS); }
-    static bool areAlike(const Lanes& likeWeights, const Lanes& weights) {
-        return sumOf(likeWeights) >= MIN_LIKE * sumOf(weights);
-    }
-    /// Within the largest radius, which is where most are.
-    bool isAlike(const LaneVector& own, const LaneVector& normal, std::span<const FourPoints> vNear) const {
+    static bool isAlike(const LaneVector& own, const LaneVector& normal, std::span<const FourPoints> vNear,
+                        float inverseSqRadius) {
         Lanes weights{}, likeWeights{};
         for (const auto& [place, otherNormal] : vNear) {
-            const Lanes weight = weightWithin((place - own).sqLength(), inverseSqRadii[numRadii - 1]);
+            const Lanes weight = weightWithin((place - own).sqLength(), inverseSqRadius);
             weights += weight;
-            likeWeights += weight * likenessOf(normal, otherNormal);
+            likeWeights += weight * fallOff((normal - otherNormal).sqLength() * OF_NORMALS);
         }
-        return areAlike(likeWeights, weights);
+        return sumOf(likeWeights) >= MIN_LIKE * sumOf(weights);
     }
 
     std::size_t numRadii;
@@ -174,7 +153,9 @@ std::vector<double> averageNormals(FitPoints& points, const Neighbourhoods& near
     const SheetWeight weightOf(points.noise);
     std::vector<Vector3> vNext(points.size());
     for (int round = 0; round < numRounds; ++round) {
-        const NearShare share = round + 1 < numRounds ? NearShare::HALF_OF_MANY : NearShare::ALL;
+        // The radius and the last means are of all.
+        const bool bHalf = round > 0 && round + 1 < numRounds;
+        const NearShare share = bHalf ? NearShare::HALF_OF_MANY : NearShare::ALL;
         const auto visit = [&](FitIndex i, const LaneVector& own, std::span<const FourPoints> vNear) {
             const LaneVector normal = allLanes(points.vNormal[i]);
             if (round == 0) vRadius[i] = radiusFor(own, normal, vNear);
@@ -237,7 +218,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     points.radius = model.radius;
     voteForNormals(points, *pNear, vPlane);
     std::vector<PointPlane>().swap(vPlane);
-    const std::vector<double> vRadius = averageNormals(points, *pNear, model.isNoisy() ? NOISY_ROUNDS : 1);
+    const std::vector<double> vRadius = averageNormals(points, *pNear, bNoise && !model.isNoisy() ? 1 : NOISY_ROUNDS);
     findPlaces(points, *pNear, vRadius, model.share);
     points.residual = residualOf(points, *pNear);
 }

@@ -135,10 +135,10 @@ bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoint
     }
     columns.settle(vPoints);
     if (pAttributes == nullptr) return true;
-    columns.fillAll(vPoints.size() - numBefore);
     columns.nameChannels();
     warnOfColumns(filename, columns);
     try {
+        columns.fillAll(vPoints.size() - numBefore);
         appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, *pAttributes);
         return true;
     } catch (const std::bad_alloc&) {  // attributes are as they were

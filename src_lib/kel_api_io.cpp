@@ -1,23 +1,16 @@
 // The public functions on point files and triangle soups, and the step from a soup in a file to a mesh.
 //
-// The format of a file is determined by its first bytes where it has a signature, else by its name. Text is parsed line by
-// line in the read buffer, numbers as a stream would parse them; lines that don't start with three numbers are skipped, as
-// they may be headers or comments. Readers append while they read: when one of text or binary points fails, the points
-// read so far stay behind the older ones. They never append more than a fixed multiple of the file's length, whatever its
-// header claims.
+// The format of a file is determined by its first bytes where it has a signature, else by its name. Readers never append
+// more than a fixed multiple of the file's length, whatever its header claims.
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <cstdint>
-#include <cstring>
 #include <limits>
 #include <memory>
 #include <new>
 #include <numeric>
-#include <optional>
 #include <stdexcept>
 #include <string>
-#include <string_view>
 #include <utility>
 
 #include "AtomicFile.h"
@@ -26,9 +19,9 @@
 #include "Visualizer3.h"
 #include "attributeColumns.h"
 #include "bin_io.h"
+#include "chosenPoints.h"
 #include "csv_io.h"
 #include "fileFormats.h"
-#include "freeFunctions.h"
 #include "kel.h"
 #include "las_io.h"
 #include "numberForms.h"
@@ -38,7 +31,6 @@
 #include "plyReading.h"
 #include "ply_io.h"
 #include "pointChoice.h"
-#include "pointReading.h"
 #include "pts_io.h"
 #include "sortMT.h"
 #include "stl_io.h"
@@ -99,9 +91,9 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
     case PointFormat::CSV:
         return readCsv(filename, vPoints, pAttributes);
     case PointFormat::OBJ:
-        return readVertices(readObj, filename, vPoints, pAttributes);
+        return readVertices(readObj, filename, vPoints, wantedColumns(pAttributes));
     case PointFormat::OFF:
-        return readVertices(readOff, filename, vPoints, pAttributes);
+        return readVertices(readOff, filename, vPoints, wantedColumns(pAttributes));
     case PointFormat::NONE:
         break;
     }
@@ -117,21 +109,8 @@ bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, 
     return readPointsAs(format, filename, vPoints, pAttributes);
 }
 
-/// Reads points with what they carry, all of them or none. read: bool(AttributeColumns*), which appends points. pChoose:
-/// null where all points are wanted.
-template <typename Read>
-bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes,
-                        const Read& read, const ChoosePoints* pChoose = nullptr) {
-    const std::size_t numBefore = vPoints.size();
-    requireRows(attributes, numBefore);
-    AttributeColumns columns;
-    if (pChoose != nullptr) columns.chooseBy(*pChoose, numBefore);
-    if (!read(&columns)) {
-        vPoints.resize(numBefore);
-        return false;
-    }
-    columns.settle(vPoints);
-    columns.nameChannels();
+/// Says which columns of a file aren't read.
+void warnOfColumns(const std::string& filename, const AttributeColumns& columns) {
     for (const std::string& line : columns.notes())
         warning("readPointFile", std::string(filename).append(": ").append(line));
     if (columns.numLeftOut() > 0)
@@ -139,8 +118,28 @@ bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoint
     if (columns.numBytesLeftOut() > 0)
         warning("readPointFile", filename + ": left out " + toString(columns.numBytesLeftOut()) +
                                      " bytes of each point, which its format doesn't describe");
+}
+
+/// Reads points with what they carry, all of them or none. pAttributes: null where nobody wants it. read:
+/// bool(AttributeColumns*), which appends points. pChoose: null where all points are wanted.
+template <typename Read>
+bool readWithAttributes(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes* pAttributes,
+                        const Read& read, const ChoosePoints* pChoose = nullptr) {
+    const std::size_t numBefore = vPoints.size();
+    AttributeColumns columns;
+    pAttributes != nullptr ? requireRows(*pAttributes, numBefore) : columns.wantClassesOnly();
+    if (pChoose != nullptr) columns.chooseBy(*pChoose, numBefore);
+    if (!read(&columns)) {
+        vPoints.resize(numBefore);
+        return false;
+    }
+    columns.settle(vPoints);
+    if (pAttributes == nullptr) return true;
+    columns.nameChannels();
+    warnOfColumns(filename, columns);
     try {
-        appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, attributes);
+        columns.fillAll(vPoints.size() - numBefore);
+        appendRows(std::move(columns.columns()), numBefore, vPoints.size() - numBefore, *pAttributes);
         return true;
     } catch (const std::bad_alloc&) {  // attributes are as they were
     } catch (const std::length_error&) {
@@ -321,15 +320,15 @@ bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints) {
 }
 
 bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes) {
-    return readWithAttributes(filename, vPoints, attributes, [&](AttributeColumns* pAttributes) {
+    return readWithAttributes(filename, vPoints, &attributes, [&](AttributeColumns* pAttributes) {
         return readPointsOrSay(filename, vPoints, pAttributes);
     });
 }
 
 bool readChosenPoints(const std::string& filename, const ChoosePoints& choose, std::vector<Point3>& vPoints,
-                      PointAttributes& attributes) {
-    const auto read = [&](AttributeColumns* pAttributes) { return readPointsOrSay(filename, vPoints, pAttributes); };
-    return readWithAttributes(filename, vPoints, attributes, read, &choose);
+                      PointAttributes* pAttributes) {
+    const auto read = [&](AttributeColumns* pColumns) { return readPointsOrSay(filename, vPoints, pColumns); };
+    return readWithAttributes(filename, vPoints, pAttributes, read, &choose);
 }
 
 bool readPoints_auto(std::string& filename, std::vector<Point3>& vPoints) {
@@ -443,7 +442,7 @@ bool readPoints_LAS(const char* filename, const std::vector<int>& vClasses, std:
     const LasClasses aWanted = wantedClasses(vClasses);
     const std::string name = nameOf(filename);
     std::size_t numOthersHere = numOthers;
-    const bool bRead = readWithAttributes(name, vPoints, attributes, [&](AttributeColumns* pAttributes) {
+    const bool bRead = readWithAttributes(name, vPoints, &attributes, [&](AttributeColumns* pAttributes) {
         return readLas(name, aWanted, vPoints, numOthersHere, pAttributes);
     });
     if (bRead) numOthers = numOthersHere;
@@ -502,7 +501,7 @@ bool readTriangles_auto(const std::string& filename, std::vector<Point3>& vVerti
                         PointAttributes& attributes) {
     ASSEX(attributes.empty());
     const std::size_t numBefore = vIndices.size();
-    const bool bRead = readWithAttributes(filename, vVertices, attributes, [&](AttributeColumns* pAttributes) {
+    const bool bRead = readWithAttributes(filename, vVertices, &attributes, [&](AttributeColumns* pAttributes) {
         return readNumbered(filename, vVertices, vIndices, pAttributes);
     });
     if (!bRead) vIndices.resize(numBefore);

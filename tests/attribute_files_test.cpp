@@ -1,6 +1,6 @@
 // What points carry, in files: columns of every type, of several files, rows of points that are left out.
 #include "attributeColumns.h"
-#include "pointChoice.h"
+#include "chosenPoints.h"
 #include "support/attributes.h"
 #include "support/fine.h"
 #include "support/las.h"
@@ -24,8 +24,10 @@ PointAttributes read(const std::string& path) {
     const CoutSilence silence;
     EXPECT_TRUE(readPointFile(path, vPlain) && readPointFile(path, vPoints, attributes)) << path;
     EXPECT_TRUE(areSame(vPoints, vPlain)) << path;
-    for (const AttributeColumn& column : attributes.vColumns)
+    for (const AttributeColumn& column : attributes.vColumns) {
         EXPECT_EQ(column.size(), vPoints.size()) << column.name;
+        EXPECT_TRUE(column.vMissing.empty() || column.vMissing.size() == vPoints.size()) << column.name;
+    }
     return attributes;
 }
 
@@ -208,7 +210,8 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     const std::vector<AttributeColumn> vBeyond{columnOf<double>("intensity", {0.5, 1, 1}),
                                                columnOf<int>("classification", {256, 1, 1}),
                                                columnOf<int>("user_data", {7, 8, 9})};
-    const PointAttributes beyond = rewritten(vBeyond);
+    PointAttributes beyond;
+    expectText("classification has other values than whole numbers from 0 to 255", [&] { beyond = rewritten(vBeyond); });
     EXPECT_EQ(shown(beyond, "user_data"), "uint8 7 8 9") << "in its field";
     EXPECT_EQ(difference(without(beyond, {"user_data"}), PointAttributes{{vBeyond[0], vBeyond[1]}}), "") << "behind it";
     for (const bool bColour : {false, true}) {  // version 1.4
@@ -230,10 +233,17 @@ TEST_F(AttributeFiles, LasIsWrittenWithWhatItCanHold) {
     for (AttributeColumn& column : all.vColumns)
         column.name.resize(column.name.size() > 8 ? 32 : column.name.size(), '_');
     EXPECT_EQ(difference(rewritten(all.vColumns), all), "") << "every type";
-    const CoutCapture capture;
+    const PointAttributes known = rewritten({columnOf<float>("normal_x", {1, 2, 3}), columnOf<float>("NX", {4, 5, 6})});
+    EXPECT_EQ(shown(known, "nx") + shown(known, "NX_2"), "float 1 2 3float 4 5 6");
     all.vColumns.resize(343, columnOf<std::int8_t>("c", {1, 2, 3}));
-    EXPECT_EQ(rewritten(all.vColumns).vColumns.size(), 249U) << "256 with the seven fields that nobody filled in";
-    EXPECT_EQ(countIn(capture.text(), "left out 2 columns"), 1) << capture.text();
+    expectText("left out 2 columns", [&] {
+        EXPECT_EQ(rewritten(all.vColumns).vColumns.size(), 249U) << "256 with the seven fields that nobody filled in";
+    });
+    expectText("left out 92 columns", [&] {
+        Points vRead;
+        PointAttributes ofRead;
+        readPointFile(path, vRead, ofRead);
+    });
 }
 
 TEST_F(AttributeFiles, ExtraBytesOfALasAreColumnsAsItsHeaderDescribesThem) {
@@ -336,29 +346,32 @@ TEST_F(AttributeFiles, PointsChosenWhileTheyAreReadAreThoseChosenAfterwards) {
     folder.write("a.las", las);
     folder.write("a.ply", plyFile(vPoints, columns, "binary_little_endian"));
     folder.write("a.pcd", pcdFile(vPoints, "binary", fields));
-    folder.write("b.pcd", pcdFile(vPoints, "ascii", fields));
+    std::string text = pcdFile(vPoints, "ascii", fields);
+    text.replace(text.find("7 \n"), 1, "nan");
+    folder.write("b.pcd", text);
     std::string bin = folder.path("a.bin");
     ASSERT_TRUE(writePoints_BIN(bin.c_str(), vPoints));
+    const auto classOfRow = [](const std::string& name, std::size_t row) -> std::optional<double> {
+        if (name.ends_with("pcd")) return 7.0;
+        const bool bClasses = name.ends_with("csv") || name.ends_with("las") || name.ends_with("ply");
+        return bClasses ? std::optional(static_cast<double>(row % 5)) : std::nullopt;
+    };
     for (const std::string name : {"a.xyz", "a.pts", "a.csv", "a.las", "a.ply", "a.pcd", "b.pcd", "a.bin"}) {
-        Points vAll{{1, 2, 3}}, vSome = vAll;
+        Points vAll{{1, 2, 3}};
         PointAttributes all, some;
         all.set(columnOf<float>("older", {5}));
         some = all;
-        std::size_t numSeen = 0, most = 0;
-        bool bClasses = true;
+        std::size_t numSeen = 0, numClasses = 0, most = 0;
         const ChoosePoints choose = [&](std::span<Point3> points, const ClassOf& classOf,
                                         std::vector<unsigned char>& vKept) {
             most = std::max(most, points.size());
             for (std::size_t i = 0; i < points.size(); ++i, ++numSeen) {
-                if (classOf)
-                    bClasses = bClasses &&
-                               classOf(i) == (name[0] == 'b' || name == "a.pcd" ? 7.0 : static_cast<double>(numSeen % 5));
+                if (classOf && classOf(i) == classOfRow(name, numSeen)) ++numClasses;
                 vKept[i] = isKept(numSeen) ? 1 : 0;
                 points[i] = points[i] + Vector3(1, 0, 0);
             }
         };
         ASSERT_TRUE(readPointFile(folder.path(name), vAll, all)) << name;
-        ASSERT_TRUE(readChosenPoints(folder.path(name), choose, vSome, some)) << name;
         std::vector<std::size_t> vRow{0};
         Points vExpected{vAll[0]};
         for (std::size_t i = 0; i < num; ++i)
@@ -366,9 +379,16 @@ TEST_F(AttributeFiles, PointsChosenWhileTheyAreReadAreThoseChosenAfterwards) {
                 vRow.push_back(i + 1);
                 vExpected.push_back(vAll[i + 1] + Vector3(1, 0, 0));
             }
-        EXPECT_EQ(numSeen, num) << name;
-        EXPECT_TRUE(bClasses) << name;
-        EXPECT_EQ(vSome, vExpected) << name;
+        for (PointAttributes* const pSome : {&some, static_cast<PointAttributes*>(nullptr)}) {
+            Points vSome{{1, 2, 3}};
+            numSeen = numClasses = 0;
+            const std::string said =
+                outputOf([&] { EXPECT_TRUE(readChosenPoints(folder.path(name), choose, vSome, pSome)); });
+            EXPECT_EQ(numSeen, num) << name;
+            EXPECT_EQ(numClasses, classOfRow(name, 0) ? num : 0U) << name;
+            EXPECT_EQ(vSome, vExpected) << name;
+            EXPECT_EQ(countIn(said, "left out"), pSome != nullptr && name == "a.las" ? 1 : 0) << said;
+        }
         EXPECT_EQ(difference(some, all.rows(vRow)), "") << name;
         EXPECT_TRUE(name == "a.ply" || most <= num * 2 / 3) << name << ": " << most << " points at a time";
     }
@@ -386,6 +406,11 @@ TEST_F(AttributeFiles, PcdHasAColumnForEachNumberOfItsFields) {
         for (const auto& [name, type] : vExpected)
             EXPECT_EQ(shown(attributes, name), type + " 7 7 7") << encoding << name;
     }
+}
+
+TEST_F(AttributeFiles, PcdLacksTheNumbersThatAreNone) {
+    const std::string head = "FIELDS x y z n\nSIZE 4 4 4 2\nTYPE F F F I\nPOINTS 3\nDATA ascii\n";
+    EXPECT_EQ(shown(read(folder.write("a.pcd", head + "1 2 3 nan\n1 2 3 5\n1 2 3 6\n")), "n"), "int16 -999 5 6");
 }
 
 TEST_F(AttributeFiles, PcdUnpacksColours) {

@@ -191,11 +191,12 @@ public:
     PointChooser(const PointChooser&) = delete;
     PointChooser& operator=(const PointChooser&) = delete;
 
-    void append(const std::string& filename, Program& program, const CarryingPoints& points) {
+    /// Appends the points of a file that are kept. pAttributes: gets their rows; null where nobody wants them.
+    void append(const std::string& filename, Program& program, std::vector<Point3>& vPoints, PointAttributes* pAttributes) {
         const auto choose = [this](std::span<Point3> next, const ClassOf& classOf, std::vector<unsigned char>& vKept) {
             take(next, classOf, vKept);
         };
-        program.appendPoints(filename, choose, points.vPoints, points.attributes);
+        program.appendPoints(filename, choose, vPoints, pAttributes);
         if (bNoClasses) throw Failure("--classes chooses points by their classes, of which " + filename + " has none");
         if (bTooFar) throw Failure("The matrix in " + choice.matrixFile + " moves points beyond 1e150");
     }
@@ -212,6 +213,8 @@ public:
     std::size_t numRead() const { return numSeen; }
 
 private:
+    /// Without classes it keeps none until the file is read, and append() says so: what is thrown here the reader would tell
+    /// as a fault of the file.
     void take(std::span<Point3> points, const ClassOf& classOf, std::vector<unsigned char>& vKept) {
         numSeen += points.size();
         if (!choice.vClasses.empty() && !classOf) bNoClasses = true;
@@ -367,10 +370,8 @@ std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttribu
     PointAttributes none;
     const CarryingPoints points{vPoints, pAttributes != nullptr ? *pAttributes : none};
     PointChooser chooser(choice);
-    for (const std::string& file : vFiles) {
-        chooser.append(file, program, points);
-        if (pAttributes == nullptr) none = {};
-    }
+    for (const std::string& file : vFiles)
+        chooser.append(file, program, vPoints, pAttributes);
     note(chooser.numRead(), program, pAttributes);
     LeftOut leftOut;
     program.step("choose", [&] { leftOut = chooser.finish(points); });

@@ -19,6 +19,7 @@
 #include <system_error>
 #include <utility>
 
+#include "../../src_lib/api/chosenPoints.h"
 #include "../../src_lib/base/processMemory.h"
 #include "../../src_lib/files/AtomicFile.h"
 #include "../../src_lib/files/attributeColumns.h"
@@ -362,7 +363,7 @@ void Program::appendPoints(const std::string& filename, std::vector<Point3>& vPo
 }
 
 void Program::appendPoints(const std::string& filename, const ChoosePoints& choose, std::vector<Point3>& vPoints,
-                           PointAttributes& attributes) {
+                           PointAttributes* pAttributes) {
     std::size_t numRead = 0;
     const ChoosePoints chooseCounted = [&](std::span<Point3> points, const ClassOf& classOf,
                                            std::vector<unsigned char>& vKept) {
@@ -370,13 +371,14 @@ void Program::appendPoints(const std::string& filename, const ChoosePoints& choo
         choose(points, classOf, vKept);
     };
     const auto read = [&] {
-        if (!isGltfInput(filename)) return readChosenPoints(filename, chooseCounted, vPoints, attributes);
+        if (!isGltfInput(filename)) return readChosenPoints(filename, chooseCounted, vPoints, pAttributes);
         GltfContent content = readGltfFile(filename);
         AttributeColumns columns;
         columns.columns() = std::move(content.attributes.vColumns);
         columns.chooseBy(chooseCounted, 0);
         columns.settle(content.vVertices);
-        appendRows(std::move(columns.columns()), vPoints.size(), content.vVertices.size(), attributes);
+        if (pAttributes != nullptr)
+            appendRows(std::move(columns.columns()), vPoints.size(), content.vVertices.size(), *pAttributes);
         vPoints.insert(vPoints.end(), content.vVertices.begin(), content.vVertices.end());
         return true;
     };

@@ -70,7 +70,7 @@ public:
                       TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// The same with those alone that are chosen, of which there may be none.
     void appendPoints(const std::string& filename, const TARN_KEL::ChoosePoints& choose,
-                      std::vector<TARN_KEL::Point3>& vPoints, TARN_KEL::PointAttributes& attributes);
+                      std::vector<TARN_KEL::Point3>& vPoints, TARN_KEL::PointAttributes* pAttributes);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
     std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each

@@ -110,7 +110,8 @@ struct PointAttributes {
 /// @throws KelBugException when there are columns of another length than vPoints
 bool readPointFile(const std::string& filename, std::vector<Point3>& vPoints, PointAttributes& attributes);
 
-/// The same for the points of some classes of a LAS file.
+/// The same for the points of some classes of a LAS file. Which columns there are, and their types, all points of the file
+/// decide.
 ///
 /// @param filename            a LAS file of any extension
 /// @param vClasses            the classes, from 0 to 255
@@ -248,8 +249,9 @@ bool writePoints_auto(std::string& filename, const std::vector<Point3>& vPoints,
 /// all but the time where their known values are whole numbers that fit. All other columns are extra bytes behind each
 /// point, with their types and names, of which 32 bytes fit. The version is 1.2, and the point format the smallest of 0 to 3
 /// that has room for the fields; or, with a class above 31, 1.4 and format 6 or, with a colour, 7. What isn't known is 0, or
-/// NaN in extra bytes with a fraction. A warning counts columns beyond 341 of the extra ones, which are left out. Otherwise
-/// as without attributes.
+/// NaN in extra bytes with a fraction. A warning counts columns beyond 341 of the extra ones, which are left out, and one
+/// names classes that don't fit their field, as choosing by classes looks at the field alone. Otherwise as without
+/// attributes.
 ///
 /// @param filename    the name of the file, of any extension
 /// @param vPoints     as for writePoints_LAS()

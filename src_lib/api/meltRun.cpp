@@ -52,6 +52,7 @@ private:
         watchedRun.step(name, report.vSteps, std::forward<Work>(work));
     }
 
+    // kel looks by itself before, as the line of the condition would hide this one there.
     void requireRoom(const std::vector<Point3>& vCorners) const {
         const std::string fault = soupRoomFault(vCorners, options.spacing, MESH_BYTES_PER_CELL);
         if (!fault.empty()) warning(KEL_PLACE, fault);

@@ -1,9 +1,12 @@
 // Writes points and meshes to PLY files.
 #include "ply_io.h"
 
+#include <algorithm>
 #include <cstdint>
 #include <limits>
 #include <list>
+#include <map>
+#include <set>
 #include <stdexcept>
 #include <type_traits>
 #include <utility>

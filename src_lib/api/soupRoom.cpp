@@ -3,23 +3,48 @@
 
 #include <unistd.h>
 
+#include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 
+#include "geometryFunctions.h"
 #include "textNumbers.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-constexpr double CELLS_PER_SQUARE = 1.5;  // of the surface, at all angles to the grid
+using Corners = std::array<Point3, 3>;
+
+/// 0.0 where it isn't finite.
+double areaOf(const Corners& corners) {
+    const double area = getArea(&corners[0], &corners[1], &corners[2]);
+    return std::isfinite(area) ? area : 0.0;
+}
 
 double soupArea(const std::vector<Point3>& vCorners) {
     double area = 0.0;
+    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3)
+        area += areaOf({vCorners[i], vCorners[i + 1], vCorners[i + 2]});
+    return area;
+}
+
+/// The same with triangles of the same three corners once. O(n log n), and memory for all triangles.
+double areaWithoutRepeats(const std::vector<Point3>& vCorners) {
+    std::vector<Corners> vTriangle;
+    vTriangle.reserve(vCorners.size() / 3);
     for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3) {
-        const double twice = crossProduct(vCorners[i + 1] - vCorners[i], vCorners[i + 2] - vCorners[i]).length();
-        if (std::isfinite(twice)) area += twice / 2.0;
+        Corners corners{vCorners[i], vCorners[i + 1], vCorners[i + 2]};
+        if (areaOf(corners) == 0.0) continue;  // nor is any corner left that can't be compared
+        std::sort(corners.begin(), corners.end());
+        vTriangle.push_back(corners);
     }
+    std::sort(vTriangle.begin(), vTriangle.end());
+    const auto end = std::unique(vTriangle.begin(), vTriangle.end());
+    double area = 0.0;
+    for (auto it = vTriangle.begin(); it != end; ++it)
+        area += areaOf(*it);
     return area;
 }
 
@@ -32,15 +57,20 @@ std::string shortNumber(double value) {
 }  // namespace
 
 std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, double bytesPerCell) {
+    constexpr double CELLS_PER_SQUARE = 1.5;  // of the surface, the mean at all angles to the grid
     constexpr double GIGABYTE = 1e9, ROUNDED_UP = 1.05;
     const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
-    const double area = soupArea(vCorners), numCells = CELLS_PER_SQUARE * area / (spacing * spacing);
-    const double needed = numCells * bytesPerCell;
-    if (!(memory > 0.0) || !(spacing > 0.0) || !(needed > memory)) return {};
+    if (!(memory > 0.0) || !(spacing > 0.0)) return {};
+    const double cellsPerArea = CELLS_PER_SQUARE / (spacing * spacing);
+    const auto fits = [&](double area) { return !(area * cellsPerArea * bytesPerCell > memory); };
+    if (fits(soupArea(vCorners))) return {};
+    const double area = areaWithoutRepeats(vCorners), numCells = area * cellsPerArea;
+    if (fits(area)) return {};
     const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * bytesPerCell / memory);
-    return "A spacing of " + shortNumber(spacing) + " makes about " + shortNumber(numCells) +
-           " cells of the triangles, which take " + shortNumber(needed / GIGABYTE) + " GB of memory, and there are " +
-           shortNumber(memory / GIGABYTE) + ": take at least " + shortNumber(fitting);
+    return "A spacing of " + shortNumber(spacing) + " makes up to " + shortNumber(numCells) +
+           " cells of the triangles, which take at least " + shortNumber(numCells * bytesPerCell / GIGABYTE) +
+           " GB of memory, and the machine has " + shortNumber(memory / GIGABYTE) + ": take at least " +
+           shortNumber(fitting);
 }
 
 }  // namespace TARN_KEL

@@ -203,6 +203,7 @@ private:
             if (vFound[i] == NOWHERE) vOrphan.push_back(i);
         if (vOrphan.empty()) return;
         std::vector<Point3> vOwningPlace;
+        vOwningPlace.reserve(vOwning.size());
         for (const std::uint32_t place : vOwning)
             vOwningPlace.push_back(vPlace[place]);
         const PointTree tree(vOwningPlace);

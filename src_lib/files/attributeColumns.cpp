@@ -48,13 +48,6 @@ std::string lowerCase(std::string_view text) {
     return lower;
 }
 
-std::string knownName(std::string_view name) {
-    const std::string lower = lowerCase(name);
-    for (const Alias& alias : ALIASES)
-        if (alias.alias == lower) return std::string(alias.name);
-    return std::string(name);
-}
-
 /// In small letters, without what some programs put before it.
 std::string plainName(std::string_view name) {
     std::string lower = lowerCase(name);
@@ -197,16 +190,15 @@ AttributeColumn emptyLike(const AttributeColumn& column) {
     return {column.name, std::visit(none, column.values), {}};
 }
 
-/// Appends unknown values up to that size.
+/// Appends unknown values up to that size. Of those that came since one was unknown, vMissing then says that they are known.
 void fillColumn(AttributeColumn& column, std::size_t numRows) {
     std::visit(
         [&](auto& vValue) {
             using T = ValueOf<decltype(vValue)>;
-            if (vValue.size() >= numRows) return;
-            if constexpr (std::is_integral_v<T>) {
-                column.vMissing.resize(vValue.size(), 0);
-                column.vMissing.resize(numRows, 1);
-            }
+            const bool bShort = vValue.size() < numRows;
+            if (std::is_integral_v<T> && (bShort || !column.vMissing.empty())) column.vMissing.resize(vValue.size(), 0);
+            if (!bShort) return;
+            if (std::is_integral_v<T>) column.vMissing.resize(numRows, 1);
             vValue.resize(numRows, unknownValue<T>());
         },
         column.values);
@@ -353,11 +345,18 @@ PointAttributes PointAttributes::rows(const std::vector<std::size_t>& vRows) con
 
 // ---- While a file is read
 
+std::string knownName(std::string_view name) {
+    const std::string lower = lowerCase(name);
+    for (const Alias& alias : ALIASES)
+        if (alias.alias == lower) return std::string(alias.name);
+    return std::string(name);
+}
+
 std::size_t AttributeColumns::add(std::string_view name, AttributeValues values) {
     const auto isTaken = [this](const std::string& text) {
         return std::any_of(vColumn.begin(), vColumn.end(), [&](const auto& column) { return column.name == text; });
     };
-    if (name.empty()) return NONE;
+    if (name.empty() || (bClassesOnly && !isClassName(name))) return NONE;
     if (isFull()) {
         ++numOthers;
         return NONE;
@@ -498,6 +497,7 @@ void AttributeColumns::chooseTypes(Channels channels) {
 void AttributeColumns::chooseColourType(const std::vector<std::size_t>& vChannel, Channels channels) {
     constexpr double MOST_BYTE = 255.0, FULL_BYTE = 256.0, MOST_SHORT = 65535.0;
     std::vector<Facts> vOfChannel;
+    vOfChannel.reserve(vChannel.size());
     for (const std::size_t channel : vChannel)
         vOfChannel.push_back(factsOf(channel));
     const auto all = [&](const auto& isGood) { return std::all_of(vOfChannel.begin(), vOfChannel.end(), isGood); };
@@ -600,7 +600,7 @@ void WordColumns::take(std::string_view words) {
 
 void WordColumns::addColumns(std::size_t numWords) {
     for (const std::string_view name : namesFor(numWords)) {
-        pColumns->add(name, noValues<double>());
+        if (pColumns->add(name, noValues<double>()) == AttributeColumns::NONE) break;
         ++numColumns;
     }
     if (numWords > numColumns) pColumns->leaveOut(numWords - numColumns);

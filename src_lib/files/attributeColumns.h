@@ -57,6 +57,9 @@ Int nearestInt(double value) {
     return whole < END ? static_cast<Int>(whole) : std::numeric_limits<Int>::max();
 }
 
+/// The name by which a column is known that has this one in a file, in whatever capitals; the same where there is no other.
+std::string knownName(std::string_view name);
+
 /// The columns of one file. Each takes the values of the points in turn.
 ///
 /// A column that a point has no value for may be left behind; fill() makes up for that. Names are known by the words for
@@ -67,8 +70,11 @@ public:
     static constexpr std::size_t MAX_COLUMNS = 256;  ///< as each may take memory for points of other files
 
     /// Adds an empty column; one whose name is taken gets a number behind it. Returns its number; NONE where it has no name
-    /// or there are too many. Names of one letter wait for nameChannels().
+    /// or there are too many, or nobody wants it. Names of one letter wait for nameChannels().
     std::size_t add(std::string_view name, AttributeValues values);
+    /// Has only columns of classes added, by which points may be chosen: nobody wants any to be kept.
+    void wantClassesOnly() { bClassesOnly = true; }
+    bool areAllWanted() const { return !bClassesOnly; }
     std::vector<AttributeColumn>& columns() { return vColumn; }
     bool isFull() const { return vColumn.size() == MAX_COLUMNS; }
     /// The number of columns that were left out: more than MAX_COLUMNS, or all.
@@ -169,10 +175,16 @@ private:
     std::vector<Facts> vFacts;  // of what isn't in the columns; may be shorter than these
     std::vector<std::string> vNote;
     std::size_t numOthers = 0, numBytesOthers = 0;
+    bool bClassesOnly = false;
     const ChoosePoints* pChoice = nullptr;
     std::vector<unsigned char> vKeptLast;
     std::size_t numOlder = 0, numSettled = 0;  // points
 };
+
+/// The columns of a reader that has no use for those of classes alone: null where nobody wants others.
+inline AttributeColumns* wantedColumns(AttributeColumns* pColumns) {
+    return pColumns != nullptr && pColumns->areAllWanted() ? pColumns : nullptr;
+}
 
 /// What the lines of a text have behind the coordinates, where the number of words there tells what they are.
 class WordColumns {

@@ -1,4 +1,5 @@
-// Binary points are a type, a count and raw doubles in the machine's byte order.
+// Binary points are a type, a count and raw doubles in the machine's byte order. When reading fails, the points read so far
+// stay behind the older ones.
 #include "bin_io.h"
 
 #include <algorithm>

@@ -6,7 +6,9 @@
 // numbers, 11 to 20 pairs and 21 to 30 triples of these, which newer versions of the standard advise against.
 #include "lasExtraBytes.h"
 
+#include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstring>
 #include <type_traits>
@@ -30,14 +32,6 @@ constexpr std::array<AttributeValues (*)(), 10> MAKE_VALUES{
     noValues<std::uint32_t>, noValues<std::int32_t>, noValues<std::uint64_t>, noValues<std::int64_t>,
     noValues<float>,         noValues<double>};
 
-std::size_t numBytesOf(const AttributeValues& values) {
-    return std::visit([](const auto& v) { return sizeof(ValueOf<decltype(v)>); }, values);
-}
-
-unsigned codeAt(std::string_view bytes, std::size_t pos) {
-    return static_cast<unsigned char>(bytes[pos]);
-}
-
 std::string nameIn(std::string_view description) {
     const std::string_view name = description.substr(AT_NAME, NAME_LENGTH);
     return std::string(name.substr(0, name.find('\0')));
@@ -57,7 +51,7 @@ bool isMeant(T value, std::uint64_t bits) {
 /// Adds the numbers of a description of a known type. type: from 1 to 30.
 void addNumbers(std::string_view description, unsigned type, LasExtras& extras) {
     const std::size_t kind = (type - 1) % MAKE_VALUES.size(), count = (type - 1) / MAKE_VALUES.size() + 1;
-    const unsigned options = codeAt(description, AT_OPTIONS);
+    const unsigned options = byteAt(description.data(), AT_OPTIONS);
     const std::string name = nameIn(description);
     for (std::size_t i = 0; i < count; ++i) {
         const auto placeOf = [&](std::size_t field) { return description.data() + field + i * sizeof(double); };
@@ -72,7 +66,7 @@ void addNumbers(std::string_view description, unsigned type, LasExtras& extras) 
         if ((options & HAS_SCALE) != 0) extra.scale = loadDouble(placeOf(AT_SCALE));
         if ((options & HAS_OFFSET) != 0) extra.offset = loadDouble(placeOf(AT_OFFSET));
         if ((options & HAS_NO_DATA) != 0) extra.noDataBits = loadInt<std::uint64_t>(placeOf(AT_NO_DATA));
-        const std::size_t width = numBytesOf(extra.values);
+        const std::size_t width = extraWidth(extra.values);
         const bool bGood = !name.empty() && std::isfinite(extra.scale) && extra.scale != 0.0 && std::isfinite(extra.offset);
         if (bGood)
             extras.vExtra.push_back(std::move(extra));
@@ -88,11 +82,11 @@ LasExtras extrasOf(std::string_view descriptions) {
     LasExtras extras;
     for (; descriptions.size() >= EXTRA_DESCRIPTION; descriptions.remove_prefix(EXTRA_DESCRIPTION)) {
         const std::string_view description = descriptions.substr(0, EXTRA_DESCRIPTION);
-        const unsigned type = codeAt(description, AT_TYPE);
+        const unsigned type = byteAt(description.data(), AT_TYPE);
         if (type > 3 * MAKE_VALUES.size()) break;  // nobody knows where the next one begins
         if (type == 0) {
-            extras.numDescribed += codeAt(description, AT_OPTIONS);
-            extras.numOthers += codeAt(description, AT_OPTIONS);
+            extras.numDescribed += byteAt(description.data(), AT_OPTIONS);
+            extras.numOthers += byteAt(description.data(), AT_OPTIONS);
         } else {
             addNumbers(description, type, extras);
         }
@@ -135,8 +129,8 @@ std::string extraDescription(const AttributeColumn& column) {
     return description;
 }
 
-std::size_t extraWidth(const AttributeColumn& column) {
-    return numBytesOf(column.values);
+std::size_t extraWidth(const AttributeValues& values) {
+    return std::visit([](const auto& v) { return sizeof(ValueOf<decltype(v)>); }, values);
 }
 
 void storeExtra(const AttributeColumn& column, std::size_t row, char* p) {

@@ -44,7 +44,7 @@ void finishExtra(const LasExtra& extra, AttributeColumn& column);
 /// The description of a column that is written as it is, without what is missing.
 std::string extraDescription(const AttributeColumn& column);
 /// Bytes of a value.
-std::size_t extraWidth(const AttributeColumn& column);
+std::size_t extraWidth(const AttributeValues& values);
 /// Stores a value, 0 where it is missing, at p.
 void storeExtra(const AttributeColumn& column, std::size_t row, char* p);
 

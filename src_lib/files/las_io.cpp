@@ -82,10 +82,6 @@ std::string numberText(double value) {
     return text;
 }
 
-unsigned byteAt(const char* p, std::size_t pos) {
-    return static_cast<unsigned char>(p[pos]);
-}
-
 // ---- The header
 
 void fillHeader(BlockReader& reader, std::size_t numBytes) {
@@ -356,10 +352,9 @@ private:
 
     /// numBytes: of the format.
     void addExtras(std::size_t numBytes) {
-        for (const LasExtra& extra : vExtra) {
-            if (pColumns->add(extra.name, extra.values) == AttributeColumns::NONE) break;
-            vField.push_back({numBytes + extra.byte, 0, 0, 0, 0});
-        }
+        for (const LasExtra& extra : vExtra)  // to the last one, as those without room are counted
+            if (pColumns->add(extra.name, extra.values) != AttributeColumns::NONE)
+                vField.push_back({numBytes + extra.byte, 0, 0, 0, 0});
     }
 
     /// Whether all values are 0 or as idle.
@@ -405,12 +400,12 @@ private:
         return vUnused.size();
     }
 
-    /// Gives extra columns the very names of the file, also such that a field had which is gone now. first: of them among
-    /// the columns.
+    /// Gives extra columns that got a number their names without it where these are free, as the fields are gone that had
+    /// them. first: of them among the columns.
     void nameExtras(std::size_t first) {
         std::vector<AttributeColumn>& vColumn = pColumns->columns();
         for (std::size_t i = first; i < vColumn.size(); ++i) {
-            const std::string& name = vExtra[i - first].name;
+            const std::string name = knownName(vExtra[i - first].name);
             const auto hasName = [&name](const AttributeColumn& column) { return column.name == name; };
             if (std::none_of(vColumn.begin(), vColumn.end(), hasName)) vColumn[i].name = name;
         }
@@ -464,8 +459,9 @@ void chooseRecords(const char* p, std::uint64_t num, const PointLayout& layout, 
 template <typename IsWanted>
 void appendPoints(BlockReader& reader, const PointLayout& layout, std::vector<Point3>& vPoints, AttributeColumns* pColumns,
                   bool bAllThere, const IsWanted& isWanted) {
-    const std::vector<LasExtra> vExtra = skipToPoints(reader, layout, pColumns);
-    LasAttributes attributes(layout, vExtra, pColumns);
+    AttributeColumns* const pWanted = wantedColumns(pColumns);  // classes are in the records
+    const std::vector<LasExtra> vExtra = skipToPoints(reader, layout, pWanted);
+    LasAttributes attributes(layout, vExtra, pWanted);
     if (bAllThere) attributes.reserve(layout.numPoints);
     const auto appendPiece = [&](const char* p, std::uint64_t numHere) {
         attributes.look(p, numHere);
@@ -592,7 +588,7 @@ std::string extrasRecord(const ExtraColumns& vExtra) {
 std::size_t writtenLength(std::size_t format, const ExtraColumns& vExtra) {
     std::size_t length = RECORD_LENGTHS[format];
     for (const AttributeColumn* pColumn : vExtra)
-        length += extraWidth(*pColumn);
+        length += extraWidth(pColumn->values);
     return length;
 }
 
@@ -703,6 +699,16 @@ ExtraColumns extrasFor(const PointAttributes& attributes, const std::vector<Writ
     return vExtra;
 }
 
+/// Readers take the class of a point from its field alone.
+void warnOfOtherClasses(const std::string& filename, const PointAttributes& attributes, const ExtraColumns& vExtra) {
+    const AttributeColumn* const pClasses = findClasses(attributes);
+    if (std::find(vExtra.begin(), vExtra.end(), pClasses) == vExtra.end()) return;
+    warning("writePoints_LAS",
+            filename + ": " + pClasses->name +
+                " has other values than whole numbers from 0 to 255, so it is among the extra bytes, where --classes and "
+                "other programs don't look for classes");
+}
+
 void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 3>& aAxis,
                   const std::vector<WrittenField>& vField, const ExtraColumns& vExtra, std::size_t format,
                   AtomicFile& file) {
@@ -727,7 +733,7 @@ void writeRecords(std::span<const Point3> points, const std::array<WrittenAxis, 
         char* pExtra = record.data() + RECORD_LENGTHS[format];
         for (const AttributeColumn* pColumn : vExtra) {
             storeExtra(*pColumn, row, pExtra);
-            pExtra += extraWidth(*pColumn);
+            pExtra += extraWidth(pColumn->values);
         }
         file.write(record);
     }
@@ -762,6 +768,7 @@ std::string writeLas(const std::string& filename, std::span<const Point3> points
     if (!file.commit()) return "can't be written";
     const std::size_t numOthers = attributes.vColumns.size() - vField.size() - vExtra.size();
     if (numOthers > 0) warning("writePoints_LAS", filename + ": left out " + toString(numOthers) + " columns");
+    warnOfOtherClasses(filename, attributes, vExtra);
     return {};
 }
 

@@ -23,6 +23,10 @@ Int loadInt(const char* p) {
     return value;
 }
 
+inline unsigned byteAt(const char* p, std::size_t pos) {
+    return static_cast<unsigned char>(p[pos]);
+}
+
 /// Puts a whole number at p. The opposite of loadInt().
 template <typename Int>
 void storeInt(char* p, Int value) {

@@ -190,7 +190,9 @@ void addAttributes(const PcdHeader& header, std::size_t field, AttributeColumns&
     next.fieldLength = pKind->size * header.vCount[field];
     const auto add = [&](const std::string& columnName, AttributeValues values) {
         next.target = columns.add(columnName, std::move(values));
-        if (next.target != AttributeColumns::NONE) layout.vAttribute.push_back(next);
+        if (next.target == AttributeColumns::NONE) return false;
+        layout.vAttribute.push_back(next);
+        return true;
     };
     if ((name == "rgb" || name == "rgba") && pKind->size == 4 && header.vCount[field] == 1) {
         next.bFloat = pKind->type == 'F';
@@ -203,7 +205,7 @@ void addAttributes(const PcdHeader& header, std::size_t field, AttributeColumns&
     }
     std::uint64_t i = 0;
     for (; i < header.vCount[field] && !columns.isFull(); ++i, ++next.column, next.offset += pKind->size)
-        add(i == 0 ? name : name + "_" + std::to_string(i), pKind->makeValues());
+        if (!add(i == 0 ? name : name + "_" + std::to_string(i), pKind->makeValues())) break;  // nor are others wanted
     columns.leaveOut(header.vCount[field] - i);
 }
 

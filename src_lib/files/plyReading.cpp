@@ -16,7 +16,6 @@
 #include "InputFile.h"
 #include "attributeColumns.h"
 #include "polygons.h"
-#include "textNumbers.h"
 #include "tinyply.h"
 #include "tools.h"
 

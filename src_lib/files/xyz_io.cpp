@@ -1,11 +1,13 @@
 // Points as text without a header.
 //
-// Each line that begins with three numbers is a point; others are skipped, as they may be headers or comments. Behind the
-// first point there should be none but comments, so the others are counted there. Nothing says
-// what stands behind the coordinates, and a wrong guess would spoil a mesh with false colours. So three numbers are taken
-// where they can hardly be anything else, by all points of the file: whole numbers from 0 to 255, one of them above 1, are a
-// colour, and numbers whose squares add up to 1 are a normal, of which 0 0 0 is one that isn't known. All else is left out,
-// and so are three numbers when one point has more or fewer.
+// Lines are parsed in the read buffer, numbers as a stream would parse them. Each line that begins with three numbers is a
+// point; others are skipped, as they may be headers or comments. Behind the first point there should be none but comments,
+// so the others are counted there. When reading fails, the points read so far stay behind the older ones.
+//
+// Nothing says what stands behind the coordinates, and a wrong guess would spoil a mesh with false colours. So three numbers
+// are taken where they can hardly be anything else, by all points of the file: whole numbers from 0 to 255, one of them
+// above 1, are a colour, and numbers whose squares add up to 1 are a normal, of which 0 0 0 is one that isn't known. All
+// else is left out, and so are three numbers when one point has more or fewer.
 #include "xyz_io.h"
 
 #include <algorithm>
@@ -219,7 +221,7 @@ bool readXyzFile(const std::string& filename, std::vector<Point3>& vPoints, Attr
     std::uint64_t numSkipped = 0;
     bool bPoint = false;  // whether there was one
     std::string firstSkipped;
-    UnnamedColumns columns(pAttributes);
+    UnnamedColumns columns(wantedColumns(pAttributes));
     const auto parse = [bColumns = columns.areWanted()](std::string_view lines, LinesRead& read) {
         forEachLine(lines, LineEnd::ANY, [&](std::string_view line) {
             std::string_view rest;

@@ -163,7 +163,7 @@ void CMesh::unregisterTriangle(CTriangle* pCT) {
 }
 
 void CMesh::resetVisited() {
-    forEach_MT(vAllCT, [](CTriangle* pCT) { pCT->bVisited = false; });
+    clearVisited_MT(vAllCT);
 }
 
 // ---- Queries at an element

@@ -16,7 +16,6 @@
 #include "sortMT.h"
 #include "soupCells.h"
 #include "stl_io.h"
-#include "tinyply.h"
 #include "tools.h"
 #include "xyz_io.h"
 

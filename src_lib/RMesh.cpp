@@ -93,13 +93,14 @@ RMesh::RMesh(CMesh* pCMesh) : RMesh(CoarseSurface(pCMesh)) {}
 
 // When the delegated constructor has finished, the destructor runs if an assertion fails in here: nothing leaks.
 RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
-    const std::size_t numVertices = surface.vVertex.size(), ahead = 16;  // the table is looked up in random places
+    constexpr std::size_t AHEAD = 16;  // the table is looked up in random places
+    const std::size_t numVertices = surface.vVertex.size();
     std::vector<std::uint64_t> vHash;
     transform_MT(surface.vVertex, vHash, placeHash, WORTH_A_TASK);
     mVtx.reserve(numVertices);
     LookingUp looking(50000);
     for (std::size_t i = 0; i < numVertices; ++i) {
-        if (i + ahead < numVertices) mVtx.prefetch(vHash[i + ahead]);
+        if (i + AHEAD < numVertices) mVtx.prefetch(vHash[i + AHEAD]);
         createVertexApart(surface.vVertex[i], vHash[i]);
         looking.step();
     }

@@ -316,8 +316,6 @@ private:
     void killBetween(const Point3* pSrc, const Point3* pTrg);
     bool findFreePlace(Point3& p, double maxStep);
     void deletePatches();
-    template <typename ForEachNext>
-    void growPatch(RTriangle* pSeed, ForEachNext&& forEachNext);
     void enterInPatches();
     bool isKeyed(const REdge* pRE) const;
     void judgeFolded(double minImprovement, double temperature, std::vector<FlipCandidate>& vImpRE);

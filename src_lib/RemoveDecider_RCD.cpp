@@ -141,6 +141,7 @@ public:
 
         int numFaces() const { return std::popcount(alive & FACES); }
     };
+    static_assert(sizeof(Candidate) == alignof(Candidate));
 
     /// Repeats are dropped. Data that depends on the other cells of the list is set by askAll().
     Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) {
@@ -382,6 +383,7 @@ int RemoveDecider_RCD::prunePrioq(const VRCDPoint& vRCDPoint, VRCD& vRemoveCandi
         registerDoomed(candidates.vCandidate[number].rcd);
         vDoomedOut.push_back(candidates.vCandidate[number].rcd);
     }
+    // The current cell is as if each had been removed by itself.
     if (!vDoomed.empty()) setBlock(vDoomedOut.back(), candidates.vCandidate[vDoomed.back()].alive);
     numDoomed += static_cast<int>(vDoomed.size());
     sortMT(vDoomedOut.begin(), vDoomedOut.end());

@@ -13,6 +13,7 @@
 #include "degree3.h"
 #include "degree3Chains.h"
 #include "featureFlips.h"
+#include "meshCore.h"
 #include "orientPatches.h"
 #include "outerSkin.h"
 #include "patchGroups.h"
@@ -158,7 +159,7 @@ void Top::orient() {
 }
 
 void Top::resetVisited(std::vector<CTriangle*>& vT) {
-    clearMarks(vT);
+    clearVisited_MT(vT);
 }
 
 void Top::strategyMST(std::set<CEdge*>& sFences) {

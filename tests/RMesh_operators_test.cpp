@@ -209,17 +209,6 @@ TEST(RMeshOperators, lookForThinTrianglesAtTheFirstCornerOnly) {
     reportOf([&] { twins.edge(0, 1)->tryFlipEdge(&*twins, nullptr, nullptr); });
 }
 
-/// The triangles in random order, each with a random first corner and winding; the first stays as it is.
-Soup scrambled(Soup soup, unsigned seed) {
-    std::mt19937 random(seed);
-    std::shuffle(soup.vT.begin() + 1, soup.vT.end(), random);
-    for (auto t = soup.vT.begin() + 1; t != soup.vT.end(); ++t) {
-        std::rotate(t->begin(), t->begin() + random() % 3, t->end());
-        if (random() % 2 == 0) std::swap((*t)[0], (*t)[1]);
-    }
-    return soup;
-}
-
 /// Every alive triangle is in the one patch that it names, and only there.
 void expectPartition(const RMesh& mesh, std::size_t maxSize = 1000000) {
     std::size_t numEntries = 0;

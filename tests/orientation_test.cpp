@@ -1,3 +1,6 @@
+#include <array>
+#include <deque>
+
 #include "CPatch.h"
 #include "Inspector.h"
 #include "Rotx.h"
@@ -41,6 +44,44 @@ TEST(Orientation, sheetsBetweenNonManifoldEdgesAgreeWithTheirFirstTriangle) {
             vExpected.push_back(sorted(pPatch->vMemberCT));
         EXPECT_EQ(vMembers, vExpected);
         EXPECT_EQ(firstFault(world.mesh), "");
+    });
+}
+
+// Where the fronts meet on a band with one side depends on every step of the order.
+TEST(Orientation, goesBreadthFirstAndLeavesRaggedTrianglesForLast) {
+    forSeeds(20, [](unsigned seed) {
+        const Soup band = scrambled(ring(Ring::MOEBIUS, 9, 4), seed);
+        CoarsePlaces world(band), plain(band);
+        const auto neighbour = [](CTriangle* pCT, int i) { return edgeOpposite(*pCT, i)->getUniqueOtherTriangle(pCT); };
+        std::set<CTriangle*> sRagged, sTaken{plain.mesh.vAllCT[0]};
+        for (CTriangle* pCT : plain.mesh.vAllCT)
+            for (int i = 0; i < 3; ++i)
+                if (neighbour(pCT, i) == nullptr) sRagged.insert(pCT);
+        ASSERT_LT(sRagged.size(), plain.mesh.vAllCT.size());
+        std::deque<CTriangle*> front{plain.mesh.vAllCT[0]}, waiting;
+        Triangles vWalk;
+        while (!front.empty() || !waiting.empty()) {
+            if (front.empty()) front.swap(waiting);
+            CTriangle* pCT = front.front();
+            front.pop_front();
+            vWalk.push_back(pCT);
+            for (int i = 0; i < 3; ++i) {
+                CTriangle* pNext = neighbour(pCT, i);
+                if (pNext == nullptr || !sTaken.insert(pNext).second) continue;
+                if (pNext->needFlip(pCT)) pNext->flipNNV();
+                (sRagged.count(pNext) != 0 ? waiting : front).push_back(pNext);
+            }
+        }
+        Top top(&world.mesh, &world.calc);
+        const Oriented oriented(top, aliveT(world.mesh));
+        ASSERT_EQ(oriented.vPatches.size(), 1U);
+        const auto cornersOf = [](const Triangles& vT) {
+            std::vector<std::array<VCD, 3>> vCorners;
+            for (const CTriangle* pCT : vT)
+                vCorners.push_back({pCT->c0, pCT->c1, pCT->c2});
+            return vCorners;
+        };
+        EXPECT_EQ(cornersOf(oriented.vPatches[0]->vMemberCT), cornersOf(vWalk));
     });
 }
 

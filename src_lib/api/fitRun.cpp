@@ -4,6 +4,7 @@
 #include <cmath>
 #include <utility>
 
+#include "CoarseSurface.h"
 #include "Progress.h"
 #include "fineMesh.h"
 #include "messages.h"
@@ -29,14 +30,11 @@ std::vector<Point3> usedPlaces(const RMesh& mesh, std::vector<FitTriangle>& vTri
 }
 
 std::unique_ptr<RMesh> meshOf(const FittedSurface& surface, double sideLen) {
-    auto pRMesh = std::make_unique<RMesh>(sideLen);
-    std::vector<Point3*> vVertex;
-    vVertex.reserve(surface.vVertex.size());
-    for (const Point3& p : surface.vVertex)
-        vVertex.push_back(pRMesh->createVertexApart(p));
-    for (const FitTriangle& c : surface.vTriangle)
-        pRMesh->createT(vVertex[c[0]], vVertex[c[1]], vVertex[c[2]]);
-    return pRMesh;
+    CoarseSurface made;
+    made.sideLen = sideLen;
+    made.vVertex = surface.vVertex;
+    made.vTriangle = surface.vTriangle;
+    return std::make_unique<RMesh>(made);
 }
 
 void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>& vAfter, FitReport& report) {

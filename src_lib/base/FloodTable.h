@@ -37,6 +37,12 @@ public:
     }
     std::uint32_t numberOf(const Triangle* pT) const { return static_cast<std::uint32_t>(pool.indexOf(pT)); }
     Triangle* at(std::uint32_t number) const { return pool.at(number); }
+    std::vector<Triangle*> elements(const std::vector<std::uint32_t>& vNumber) const {
+        std::vector<Triangle*> vT(vNumber.size());
+        for (std::size_t i = 0; i < vT.size(); ++i)
+            vT[i] = at(vNumber[i]);
+        return vT;
+    }
     /// Across the edge opposite corner i, as the triangles were at the start.
     std::uint32_t next(std::uint32_t number, std::size_t i) const { return vNeighbour[number][i]; }
     bool has(std::uint32_t number, unsigned bit) const { return (vBits[number] & bit) != 0; }

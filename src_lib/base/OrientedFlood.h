@@ -21,6 +21,7 @@ class OrientedFlood {
 public:
     /// Dead triangles and those marked visited aren't entered. The pool must outlive this object. Cost: O(n).
     explicit OrientedFlood(const TARN_TOOLS::SimplePool<Triangle>& pool) : table(pool, neighbourOf) {}
+    std::vector<Triangle*> elements(const std::vector<std::uint32_t>& vNumber) const { return table.elements(vNumber); }
     bool isTaken(const Triangle* pT) const { return table.has(table.numberOf(pT), Table::TAKEN); }
 
     /// Takes what can be reached from a triangle, breadth first.

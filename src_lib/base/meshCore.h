@@ -48,9 +48,9 @@ double sumOfAreas(const std::vector<Triangle*>& vT, AreaOf&& areaOf) {
 }
 
 template <typename Triangle>
-void clearVisited(const std::vector<Triangle*>& vT) {
-    for (Triangle* pT : vT)
-        pT->bVisited = false;
+void clearVisited_MT(const std::vector<Triangle*>& vT) {
+    forEach_MT(
+        vT, [](Triangle* pT) { pT->bVisited = false; }, WORTH_A_TASK);
 }
 
 /// Takes the alive triangles out of their patches and clears their marks, before they are cut into patches.

@@ -35,7 +35,8 @@ inline void returnLargeBlocksAtOnce() {
 #endif
 }
 
-/// The same as returnFreedMemory() after work on so many cells or triangles; with few it isn't worth its time, some 5 ms.
+/// The same as returnFreedMemory() after work on so many cells or triangles; with few it isn't worth its time,
+/// which grows with what the process has freed.
 inline void returnFreedMemory(std::size_t numElements) {
     constexpr std::size_t LARGE = 50000;
     if (numElements >= LARGE) returnFreedMemory();

@@ -50,18 +50,14 @@ std::vector<std::uint32_t> takeAllFrom(std::uint32_t start, FloodTable<CTriangle
     return vReached;
 }
 
-/// Adds them, in that order, to an empty patch, and marks them visited.
-void addMembers(const TARN_TOOLS::SimplePool<CTriangle>& pool, const std::vector<std::uint32_t>& vMember, CPatch& patch) {
-    patch.vMemberCT.reserve(vMember.size());
-    for (const std::uint32_t member : vMember)  // all of them before a wait that may throw, as the patch looks at each then
-        patch.vMemberCT.push_back(pool.at(member));
-    const auto claim = [&patch](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end; ++i) {
-            patch.vMemberCT[i]->setPatch(&patch);
-            patch.vMemberCT[i]->bVisited = true;
-        }
+/// Fills an empty patch, and marks its members visited.
+void addMembers(std::vector<CTriangle*> vMemberCT, CPatch& patch) {
+    patch.vMemberCT = std::move(vMemberCT);  // whole before a wait that may throw: the patch looks at each as it goes
+    const auto claim = [&patch](CTriangle* pCT) {
+        pCT->setPatch(&patch);
+        pCT->bVisited = true;
     };
-    forChunks_MT(vMember.size(), claim, WORTH_A_TASK);
+    forEach_MT(patch.vMemberCT, claim, WORTH_A_TASK);
 }
 
 /// Enters pairs into a map; of equal corners the last pair stays.
@@ -122,7 +118,7 @@ void CMesh::cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& 
         const std::vector<std::uint32_t> vMember = takeAllFrom(table.numberOf(pCT), table);
         for (const std::uint32_t member : vMember)
             if (table.has(member, AT_ME)) noteMEs(table.at(member), pPatch);
-        addMembers(*poolCT, vMember, *pPatch);
+        addMembers(table.elements(vMember), *pPatch);
     }
     enterLast(vCornerOffME, mVCD2Patch);
     oneInstanceMT(vMECE);

@@ -31,7 +31,7 @@ void CPatch::orientPatch() {
 
 // An edge of degree 2 may lead out of the patch. What is claimed there is noted, so that its marks can be cleared.
 void CPatch::intraOrientation() {
-    clearVisited(vMemberCT);
+    clearVisited_MT(vMemberCT);
     std::vector<CTriangle*> vOutside, vStack;
     const auto claim = [&](CTriangle* pCT) {
         if (!ClaimUnvisited()(pCT)) return false;
@@ -51,8 +51,8 @@ void CPatch::intraOrientation() {
         vStack.push_back(pStartT);
         flood(vStack, forEachNext, claim);
     }
-    clearVisited(vMemberCT);
-    clearVisited(vOutside);
+    clearVisited_MT(vMemberCT);
+    clearVisited_MT(vOutside);
     orientPatch();
 }
 

@@ -1,11 +1,11 @@
 #include "CoarseSurface.h"
 
-#include <algorithm>
 #include <cstddef>
 
 #include "CMesh.h"
 #include "bulkMesh.h"
 #include "sortMT.h"
+#include "sortedCodes.h"
 #include "tools.h"
 
 namespace TARN_KEL {
@@ -17,13 +17,17 @@ constexpr std::uint32_t NO_POSITION = ~std::uint32_t{0};
 /// By number of a vertex of the mesh: the position of its code in a sorted list. Vertices that only dead triangles have may
 /// be missing there.
 std::vector<std::uint32_t> positionsOfVertices(const CMesh& mesh, const std::vector<VCD>& vSorted) {
-    std::vector<std::uint32_t> vPosition(mesh.getNumVertexNumbers());
-    forNumbers_MT(vPosition.size(), [&](std::size_t number) {
-        const VCD vcd = mesh.getVertexOfNumber(static_cast<std::uint32_t>(number));
-        const auto it = std::lower_bound(vSorted.begin(), vSorted.end(), vcd);
-        const bool bFound = it != vSorted.end() && *it == vcd;
-        vPosition[number] = bFound ? static_cast<std::uint32_t>(it - vSorted.begin()) : NO_POSITION;
-    });
+    std::vector<std::uint32_t> vPosition(mesh.getNumVertexNumbers(), NO_POSITION);
+    const auto find = [&](std::size_t begin, std::size_t end) {
+        auto it = vSorted.begin();  // most vertices were numbered in the order of their codes
+        for (std::size_t number = begin; number < end; ++number) {
+            const VCD vcd = mesh.getVertexOfNumber(static_cast<std::uint32_t>(number));
+            if (it == vSorted.end() || vcd < *it) it = vSorted.begin();
+            it = findFirstNear(it, vSorted.end(), vcd);
+            if (it != vSorted.end() && *it == vcd) vPosition[number] = static_cast<std::uint32_t>(it - vSorted.begin());
+        }
+    };
+    forChunks_MT(vPosition.size(), find, WORTH_A_TASK);
     return vPosition;
 }
 

@@ -119,15 +119,14 @@ std::vector<std::array<FlatSurface::Index, 3>> FlatSurface::triples() const {
 
 std::unique_ptr<RMesh> meshOf(const FlatSurface& surface, const std::vector<char>& vMoved, double sideLen) {
     constexpr FlatSurface::Index USED = 0;
-    std::vector<FlatSurface::Index> vNumber(surface.numVertices(), FlatSurface::NONE);  // in the new mesh
+    std::vector<FlatSurface::Index> vNumber(surface.numVertices(), FlatSurface::NONE);  // first USED, then in the new mesh
     CoarseSurface made;
     made.sideLen = sideLen;
-    for (const auto& triple : surface.triples()) {
-        if (triple[0] == FlatSurface::NONE) continue;
-        made.vTriangle.push_back(triple);
+    made.vTriangle = surface.triples();
+    std::erase_if(made.vTriangle, [](const auto& triple) { return triple[0] == FlatSurface::NONE; });
+    for (const auto& triple : made.vTriangle)
         for (const FlatSurface::Index v : triple)
             vNumber[v] = USED;
-    }
     for (std::size_t v = 0; v < vNumber.size(); ++v) {
         if (vNumber[v] == FlatSurface::NONE) continue;
         vNumber[v] = static_cast<FlatSurface::Index>(made.vVertex.size());

@@ -18,15 +18,6 @@ namespace TARN_KEL {
 
 namespace {
 
-/// Calls visit(neighbour) for the other triangle on each edge with two triangles, unless it is marked visited.
-template <typename Visit>
-void forEachUnvisitedNeighbour(const RTriangle& rt, Visit&& visit) {
-    for (int i = 0; i < 3; ++i) {
-        RTriangle* pNeigT = rt.getRE(i)->getUniqueOtherTriangle(&rt);
-        if (pNeigT != nullptr && !pNeigT->bVisited) visit(pNeigT);
-    }
-}
-
 /// Takes the fan of the lowest triangle in sRest out of it.
 std::vector<RTriangle*> takeFan(const Point3* pCenter, std::set<RTriangle*>& sRest) {
     std::vector<RTriangle*> vFan, vStack{*sRest.begin()};
@@ -60,16 +51,6 @@ bool isClosedFan(const Point3* pCenter, const std::vector<RTriangle*>& vFan) {
 
 // ---- Patches ------------------------------------------------------------------------------------------------------------
 
-/// Creates a patch from the seed and all that a flood reaches from it, in order. forEachNext(triangle, offer): see flood.h.
-template <typename ForEachNext>
-void RMesh::growPatch(RTriangle* pSeed, ForEachNext&& forEachNext) {
-    RPatch* pPatch = handOver(std::make_unique<RPatch>(this), vPatches);
-    std::vector<RTriangle*> vReached{pSeed};
-    floodInOrder(vReached, forEachNext, ClaimUnvisited());
-    for (RTriangle* pRT : vReached)
-        pRT->setPatch(pPatch);
-}
-
 /// In order of creation, which the patches keep: so none has to sort.
 void RMesh::enterInPatches() {
     for (RTriangle* pRT : vRT)
@@ -97,12 +78,18 @@ void RMesh::createPatches(unsigned long maxSize) {
         pRT->setPatch(nullptr);
     for (RTriangle* pSeed : vRT) {
         if (!pSeed->bAlive || pSeed->bVisited) continue;
+        RPatch* pPatch = handOver(std::make_unique<RPatch>(this), vPatches);
         unsigned long count = 1;
-        growPatch(pSeed, [&](const RTriangle* pRT, auto&& offer) {
-            forEachUnvisitedNeighbour(*pRT, [&](RTriangle* pNeigT) {
-                if (++count < maxSize) offer(pNeigT);
-            });
-        });
+        const auto forEachNext = [&](const RTriangle* pRT, auto&& offer) {
+            for (int i = 0; i < 3; ++i) {
+                RTriangle* pNeigT = pRT->getRE(i)->getUniqueOtherTriangle(pRT);
+                if (pNeigT != nullptr && !pNeigT->bVisited && ++count < maxSize) offer(pNeigT);
+            }
+        };
+        std::vector<RTriangle*> vReached{pSeed};
+        floodInOrder(vReached, forEachNext, ClaimUnvisited());
+        for (RTriangle* pRT : vReached)
+            pRT->setPatch(pPatch);
         pSeed->bVisited = true;  // if no neighbour has come back to it: a later patch must not take it
     }
     enterInPatches();

@@ -111,7 +111,7 @@ void RMesh::getVertexIndexData(std::vector<Point3*>& vVertices, std::vector<int>
 }
 
 void RMesh::resetVisited() {
-    clearVisited(vRT);
+    clearVisited_MT(vRT);
 }
 
 }  // namespace TARN_KEL

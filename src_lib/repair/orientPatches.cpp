@@ -12,46 +12,37 @@
 #include "OrientedFlood.h"
 #include "handOver.h"
 #include "lookUp.h"
-#include "processMemory.h"
-#include "sortMT.h"
+#include "meshCore.h"
 
 namespace TARN_KEL {
 
 namespace {
 
-/// patchOf: patchOf(members) gives the patch of some triangles, by their numbers; null for none.
+/// patchOf: patchOf(flood, members) gives the patch of some triangles, by their numbers; null for none.
 template <typename PatchOf>
 void orientEach(const CMesh& mesh, const std::vector<CTriangle*>& vT, const PatchOf& patchOf) {
-    clearMarks(vT);
+    clearVisited_MT(vT);
     OrientedFlood<CTriangle> flood(mesh.getTrianglePool());
     LookingUp looking(50000);
     for (const CTriangle* pStartT : vT) {
         if (flood.isTaken(pStartT)) continue;
         const std::vector<std::uint32_t> vMember = flood.takeAllFrom(pStartT, true, [&looking] { looking.step(); });
-        flood.apply(vMember, patchOf(vMember));
+        flood.apply(vMember, patchOf(flood, vMember));
     }
 }
 
 }  // namespace
 
-void clearMarks(const std::vector<CTriangle*>& vT) {
-    forEach_MT(
-        vT, [](CTriangle* pCT) { pCT->bVisited = false; }, WORTH_A_TASK);
-}
-
 void orientPatches(CMesh& mesh, const std::vector<CTriangle*>& vT, std::vector<CPatch*>& vPatches) {
-    orientEach(mesh, vT, [&](const std::vector<std::uint32_t>& vMember) {
+    orientEach(mesh, vT, [&](const auto& flood, const std::vector<std::uint32_t>& vMember) {
         CPatch* pPatch = handOver(std::make_unique<CPatch>(&mesh, mesh.getCalc()), vPatches);
-        pPatch->vMemberCT.reserve(vMember.size());
-        for (const std::uint32_t member : vMember)
-            pPatch->vMemberCT.push_back(mesh.getTrianglePool().at(member));
+        pPatch->vMemberCT = flood.elements(vMember);
         return pPatch;
     });
 }
 
 void orientPatches(CMesh& mesh) {
-    returnFreedMemory(mesh.getTriRef().size());  // all passes before it have left some
-    orientEach(mesh, mesh.getTriRef(), [](const std::vector<std::uint32_t>&) -> CPatch* { return nullptr; });
+    orientEach(mesh, mesh.getTriRef(), [](const auto&, const std::vector<std::uint32_t>&) -> CPatch* { return nullptr; });
 }
 
 }  // namespace TARN_KEL

@@ -21,6 +21,7 @@
 #include "degree3.h"
 #include "orientPatches.h"
 #include "patchPairs.h"
+#include "processMemory.h"
 #include "separateVertices.h"
 #include "squares.h"
 
@@ -66,6 +67,7 @@ void repairUnified(CMesh& extracted, const ExtractAgain& extractAgain) {
         [&] { foldEars(mesh, vBorderCE); },               // no ear on an ME
         [&] { killTinyPatches(mesh, 40); });              // no tiny patch at a border
     solvePatchPairsForGood(mesh);                         // no small pair, no thin bubble, whatever is connected to it
+    returnFreedMemory(mesh.getTriRef().size());           // what all of these have left, before floods take theirs
     runCounted(
         "TP_fin", 1,                             //
         [&] { killTinyPatches(mesh, 100); },     // no ragged patch at a border

@@ -250,4 +250,15 @@ inline std::string firstFault(const RMesh& mesh) {
     return "";
 }
 
+/// The triangles in random order, each with a random first corner and winding; the first stays as it is.
+inline Soup scrambled(Soup soup, unsigned seed) {
+    std::mt19937 random(seed);
+    std::shuffle(soup.vT.begin() + 1, soup.vT.end(), random);
+    for (auto t = soup.vT.begin() + 1; t != soup.vT.end(); ++t) {
+        std::rotate(t->begin(), t->begin() + random() % 3, t->end());
+        if (random() % 2 == 0) std::swap((*t)[0], (*t)[1]);
+    }
+    return soup;
+}
+
 }  // namespace TARN_TEST

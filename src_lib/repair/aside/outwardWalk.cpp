@@ -17,7 +17,7 @@
 #include "Rotx.h"
 #include "drawings.h"
 #include "flood.h"
-#include "orientPatches.h"
+#include "meshCore.h"
 #include "outerSkin.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -30,7 +30,7 @@ OutwardWalk::OutwardWalk(CMesh& mesh_, Rotx& rotx_, const std::set<CCD>& sBorder
 void OutwardWalk::keepReached(std::vector<CTriangle*>& vT) {
     CTriangle* pMaxCT = sBorder.empty() ? start(vT) : borderStart(vT);
     ASSEX(pMaxCT!=NULL);
-    clearMarks(vT);
+    clearVisited_MT(vT);
     pMaxCT->bVisited = true;
     std::vector<CTriangle*> vStack{pMaxCT};
     const auto forEachNext = [this](CTriangle* pCT, const auto& offer) {
@@ -82,7 +82,7 @@ CTriangle* OutwardWalk::borderStart(const std::vector<CTriangle*>& vT) {
     const std::set<CCD>& sBorderCCD = sBorder;
     ASSEX(!sBorderCCD.empty());
     CTriangle* pStart = start(vT);
-    clearMarks(vT);
+    clearVisited_MT(vT);
     std::unordered_set<const CTriangle*> sSeen{pStart};
     std::vector<CTriangle*> vStack{pStart};
     CTriangle* pFound = nullptr;

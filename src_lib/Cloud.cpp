@@ -12,6 +12,7 @@
 #include "codes.h"
 #include "fileFormats.h"
 #include "nodeCells.h"
+#include "processMemory.h"
 #include "runGrid.h"
 #include "sortMT.h"
 #include "soupCells.h"
@@ -132,7 +133,7 @@ void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
         progress = bundleSteps();
         vNodePoints = pointsOfNodes(smooth, progress);
     }
-    std::vector<Point3>().swap(vPoints);
+    freeMemory(vPoints);
     createBundlesOf(std::move(vNodePoints), progress);
 }
 

@@ -24,6 +24,7 @@
 #include "handOver.h"
 #include "lookUp.h"
 #include "meshCore.h"
+#include "processMemory.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -104,7 +105,7 @@ RMesh::RMesh(const CoarseSurface& surface) : RMesh(surface.sideLen) {
         createVertexApart(surface.vVertex[i], vHash[i]);
         looking.step();
     }
-    std::vector<std::uint64_t>().swap(vHash);
+    freeMemory(vHash);
     fill(surface.vTriangle);
 }
 

@@ -140,14 +140,15 @@ public:
             if (vOwner[i] != NOWHERE && !isOwn(i, vOwner[i])) vOwner[i] = NOWHERE;
         if (std::all_of(vOwner.begin(), vOwner.end(), [](std::uint32_t place) { return place == NOWHERE; }))
             vOwner = ownersOf(vPoints, tree, std::numeric_limits<double>::infinity());
-        gather(vOwner, vPlace.size());
+        points = listsByNumber<std::uint32_t>(vPlace.size(), [&](const auto& add) {
+            for (std::size_t i = 0; i < vOwner.size(); ++i)
+                if (vOwner[i] != NOWHERE) add(vOwner[i], static_cast<std::uint32_t>(i));
+        });
         vSource = sourcesWhere([this](std::uint32_t place) { return !of(place).empty(); });
     }
 
-    std::size_t numPlaces() const { return vFirst.size() - 1; }
-    std::span<const std::uint32_t> of(std::size_t place) const {
-        return {vPoint.data() + vFirst[place], vFirst[place + 1] - vFirst[place]};
-    }
+    std::size_t numPlaces() const { return points.size(); }
+    std::span<const std::uint32_t> of(std::size_t place) const { return {points.begin(place), points.end(place)}; }
     /// For each place itself, or, when it has no points, the nearest one that has some; NOWHERE when none has.
     const std::vector<std::uint32_t>& sources() const { return vSource; }
     /// The same for the places that are wanted, in place of those with points. vWanted: not 0 for each of them.
@@ -167,18 +168,6 @@ private:
         };
         forChunks_MT(vPoints.size(), find, MIN_PARALLEL);
         return vOwner;
-    }
-
-    void gather(const std::vector<std::uint32_t>& vOwner, std::size_t numPlaces) {
-        vFirst.assign(numPlaces + 1, 0);
-        for (const std::uint32_t owner : vOwner)
-            if (owner != NOWHERE) ++vFirst[owner + 1];
-        for (std::size_t i = 0; i < numPlaces; ++i)
-            vFirst[i + 1] += vFirst[i];
-        std::vector<std::size_t> vNext(vFirst.begin(), vFirst.end() - 1);
-        vPoint.resize(vFirst.back());
-        for (std::size_t i = 0; i < vOwner.size(); ++i)
-            if (vOwner[i] != NOWHERE) vPoint[vNext[vOwner[i]]++] = static_cast<std::uint32_t>(i);
     }
 
     /// isSource: bool(place).
@@ -216,8 +205,7 @@ private:
 
     const std::vector<Point3>& vPlace;
     const PlaceWalk& walk;
-    std::vector<std::size_t> vFirst;     // of the points of each place, and one behind the last
-    std::vector<std::uint32_t> vPoint;   // by place
+    ListsByNumber<std::uint32_t> points;
     std::vector<std::uint32_t> vSource;  // by place
 };
 

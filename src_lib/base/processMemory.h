@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 
 #include <cstddef>
+#include <vector>
 
 #if __has_include(<malloc.h>)
 #include <malloc.h>
@@ -15,6 +16,12 @@ inline std::size_t peakMemory() {
     rusage usage{};
     constexpr std::size_t UNIT = 1024;  // bytes, on Linux
     return getrusage(RUSAGE_SELF, &usage) == 0 ? static_cast<std::size_t>(usage.ru_maxrss) * UNIT : 0;
+}
+
+/// Empties a vector and frees its memory, which an assignment of {} would keep.
+template <typename T>
+void freeMemory(std::vector<T>& v) {
+    std::vector<T>().swap(v);
 }
 
 /// Gives freed memory back to the system, where it can. Between steps that allocate much: the large blocks of the one are

@@ -16,16 +16,6 @@
 
 namespace TARN_KEL {
 
-namespace {
-
-/// An assignment of {} would keep it.
-template <typename T>
-void freeMemory(std::vector<T>& v) {
-    std::vector<T>().swap(v);
-}
-
-}  // namespace
-
 class CMesh::Bulk {
 public:
     Bulk(CMesh& theMesh, const VCCD& theCells, NewTriangles& theTriangles)

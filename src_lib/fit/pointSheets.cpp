@@ -24,6 +24,7 @@
 #include "fitLimits.h"
 #include "pointNoise.h"
 #include "pointPlanes.h"
+#include "processMemory.h"
 
 namespace TARN_KEL {
 
@@ -207,7 +208,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     if (bNoise) model.noise = noiseOf(points, vPlane);
     if (model.isNoisy()) {
         pNear.reset();
-        std::vector<PointPlane>().swap(vPlane);
+        freeMemory(vPlane);
         pNear = std::make_unique<Neighbourhoods>(points, NOISY_RADIUS);
         vPlane = planesOf(points, *pNear, NOISY_RADIUS);
         model = judgeNoise(points, vPlane);
@@ -217,7 +218,7 @@ void findPointSheets(FitPoints& points, bool bNoise) {
     points.noise = model.noise;
     points.radius = model.radius;
     voteForNormals(points, *pNear, vPlane);
-    std::vector<PointPlane>().swap(vPlane);
+    freeMemory(vPlane);
     const std::vector<double> vRadius = averageNormals(points, *pNear, bNoise && !model.isNoisy() ? 1 : NOISY_ROUNDS);
     findPlaces(points, *pNear, vRadius, model.share);
     points.residual = residualOf(points, *pNear);

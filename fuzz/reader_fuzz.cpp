@@ -10,9 +10,9 @@
 // exception, ends the program.
 #include <algorithm>
 #include <array>
+#include <bit>
 #include <cmath>
 #include <cstdint>
-#include <cstring>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -28,6 +28,15 @@ using namespace TARN_KEL;
 namespace {
 
 using Points = std::vector<Point3>;
+
+/// To the bit: what isn't a number is the same as itself, too.
+bool isSamePoint(const Point3& p, const Point3& q) {
+    const auto bitsOf = [](const Point3& point) {
+        return std::array{std::bit_cast<std::uint64_t>(point.x()), std::bit_cast<std::uint64_t>(point.y()),
+                          std::bit_cast<std::uint64_t>(point.z())};
+    };
+    return bitsOf(p) == bitsOf(q);
+}
 
 /// What a reader appends. read: bool(Points&). mostPerByte: how many points a byte of the file may become.
 template <typename Read>
@@ -49,8 +58,7 @@ void fuzzAttributes(const std::string& file) {
     PointAttributes attributes;
     const bool bPlain = readPointFile(file, vPlain), bCarrying = readPointFile(file, vPoints, attributes);
     demand(bPlain == bCarrying, "attributes are no reason to refuse a file");
-    const auto isSame = [](const Point3& p, const Point3& q) { return std::memcmp(&p, &q, sizeof p) == 0; };
-    demand(std::equal(vPlain.begin(), vPlain.end(), vPoints.begin(), vPoints.end(), isSame), "points are the same");
+    demand(std::equal(vPlain.begin(), vPlain.end(), vPoints.begin(), vPoints.end(), isSamePoint), "points are the same");
     demand(bCarrying || attributes.empty(), "a failure adds no column");
     for (const AttributeColumn& column : attributes.vColumns) {
         demand(column.size() == vPoints.size(), "each point has a row");
@@ -108,10 +116,7 @@ void fuzzNumberedMesh(const std::string& file, std::string_view bytes) {
     Points vVertices;
     std::vector<int> vIndices;
     readTriangles_auto(file, vVertices, vIndices);
-    const auto isSame = [&](int i, const Point3& p) {
-        const Point3& q = vVertices.at(static_cast<std::size_t>(i));
-        return std::memcmp(&p, &q, sizeof p) == 0;  // not a number is, too
-    };
+    const auto isSame = [&](int i, const Point3& p) { return isSamePoint(p, vVertices.at(static_cast<std::size_t>(i))); };
     demand(std::equal(vIndices.begin(), vIndices.end(), vCorners.begin(), vCorners.end(), isSame),
            "numbered vertices are the corners");
 }

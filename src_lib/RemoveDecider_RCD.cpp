@@ -126,9 +126,10 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
 /// list.
 class RemoveDecider_RCD::Candidates {
 public:
+    static constexpr std::size_t CACHE_LINE = 64;
     /// What a pass reads of a cell, in one cache line. From its creation on it knows which cells of its block are candidates
     /// too, and so where these are: a row of the block along z is a stretch of the list.
-    struct alignas(64) Candidate {
+    struct alignas(CACHE_LINE) Candidate {
         RCD rcd;
         double offCentre = 0.0;  // from its point to its midpoint, in cells
         Mask alive = 0;          // of its block: cells of the list that aren't doomed, and itself
@@ -141,7 +142,7 @@ public:
 
         int numFaces() const { return std::popcount(alive & FACES); }
     };
-    static_assert(sizeof(Candidate) == alignof(Candidate));
+    static_assert(sizeof(Candidate) == CACHE_LINE);
 
     /// Repeats are dropped. Data that depends on the other cells of the list is set by askAll().
     Candidates(const VRCD& vSorted, const VRCDPoint& vRCDPoint, const RemoveDecider_RCD& decider) {

@@ -5,11 +5,11 @@ Each line of promises.txt is a plausible fault: a source file, a sed -E command 
 test program that must fail then. With numbers of lines of promises.txt only these are tried; --check, which takes seconds, says only
 whether each still changes one line. Status 1 when a fault survives, no longer applies or doesn't compile.
 
-The tests are built once, by the preset quick. A fault costs what it takes to compile the broken source, in a copy of the
-tree: its functions go into a small library that is loaded before the whole one, and so are called instead of those there.
-(The library keeps default visibility, and position-independent code inlines no function of another source.) Of a broken
-header all sources that include it are taken; a test program that holds the broken source itself is linked anew. A fault is
-noticed when a test fails that passes with the source as it was, compiled and loaded the same way.
+The tests are built once, by the preset quick, where the functions of the library can be replaced (KEL_INTERPOSABLE). A fault
+costs what it takes to compile the broken source, in a copy of the tree: its functions go into a small library that is loaded
+before the whole one, and so are called instead of those there. Of a broken header all sources that include it are taken; a
+test program that holds the broken source itself is linked anew. A fault is noticed when a test fails that passes with the
+source as it was, compiled and loaded the same way.
 """
 import concurrent.futures
 import json
@@ -28,7 +28,7 @@ BUILD = ROOT / "build/quick"
 WORK = ROOT / "build/faults"
 WHOLE = WORK / "whole"  # the library and the tests as they were built
 JOBS = min(2, os.cpu_count())
-SECONDS_A_TEST = 180  # a fault that makes a test hang is noticed as well
+SECONDS_A_TEST = 600  # a fault that makes a test hang is noticed as well
 
 
 def read_promises(wanted):

@@ -30,7 +30,8 @@ old=$compare/old/build/release/apps/kel/kel
 new=$compare/new/build/release/apps/kel/kel
 
 folder=$(mktemp -d)
-trap 'rm -rf "$folder"' EXIT
+: >"$folder/errors"
+trap '[ $? -eq 0 ] || cat "$folder/errors" >&2; rm -rf "$folder"' EXIT
 "$old" scan sphere "$folder/sphere.bin" --points 300000 --noise 0.1 --seed 1 --quiet
 "$old" scan torus "$folder/torus.xyz" --points 300000 --noise 0.3 --seed 2 --quiet
 "$old" scan patches "$folder/patches.bin" --points 100000 --noise 0.1 --seed 3 --quiet
@@ -61,7 +62,8 @@ with() {
     local bare=$1
     shift
     for word in "$@"; do
-        if [ "$word" = --bare ]; then echo "$bare"; else echo "$word"; fi
+        if [ "$word" = --bare ]; then word=$bare; fi
+        printf '%s\n' "$word"  # echo would swallow -n
     done
 }
 

@@ -150,7 +150,7 @@ inline void appendNumber(std::string& text, double value, int digits = 6) {
     std::array<char, 1200> buffer;
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value, std::chars_format::general,
                                       std::min(digits, MAX_DIGITS));
-    text.append(buffer.data(), result.ptr);
+    text.append(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
 }
 
 /// Appends a whole number, 8-bit types as numbers.
@@ -158,7 +158,7 @@ template <typename Int>
 void appendInt(std::string& text, Int value) {
     std::array<char, 24> buffer;
     const auto result = std::to_chars(buffer.data(), buffer.data() + buffer.size(), value);
-    text.append(buffer.data(), result.ptr);
+    text.append(buffer.data(), static_cast<std::size_t>(result.ptr - buffer.data()));
 }
 
 }  // namespace TARN_KEL

@@ -361,7 +361,7 @@ kel_status kel_corners_read(const char* filename, kel_points** corners);
 /// As melt() with options. corners: three for each triangle.
 kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, kel_melt_report* report, kel_mesh** mesh);
 
-/// As toCloud(). feature_angle: usually 20 to 40.
+/// As toCloud(). feature_angle: from 0 to 180, usually 20 to 40.
 kel_status kel_cloud(const kel_points* corners, double spacing, double feature_angle, kel_points** points);
 
 /* ---- Meshes as arrays and files
@@ -507,7 +507,7 @@ typedef struct kel_reduce_report {
 /// As reduce() with options, one of which must give a number of triangles or a distance.
 kel_status kel_mesh_reduce(kel_mesh* mesh, const kel_reduce_options* options, kel_reduce_report* report);
 
-/// As reduce() by the length of an edge and an angle. removed, which may be NULL: the number of triangles removed.
+/// As reduce() by the length of an edge and an angle, each 0 or greater. removed, which may be NULL: the number of triangles removed.
 kel_status kel_mesh_collapse(kel_mesh* mesh, double max_edge_length, double max_angle, const kel_keep_options* keep,
                              int* removed);
 

@@ -75,8 +75,13 @@ inline void requireLength(const char* name, double value) {
     requireNumber(std::isfinite(value) && value >= 0.0, name, value, "0 or greater");
 }
 
-inline void requireNoNaN(const char* name, double value) {
-    requireNumber(!std::isnan(value), name, value, "a number");
+/// Infinity is no limit.
+inline void requireLimit(const char* name, double value) {
+    requireNumber(value >= 0.0, name, value, "0 or greater");
+}
+
+inline void requireAngle(const char* name, double value) {
+    requireNumber(value >= 0.0 && value <= 180.0, name, value, "from 0 to 180");
 }
 
 /// A number of threads, with 0 for as many as there are processors.

@@ -272,7 +272,7 @@ kel_status kel_reconstruct(const kel_points* points, const kel_reconstruct_optio
         const kel_reconstruct_options c = wholeOptions(options);
         requireLength("spacing", c.spacing);
         requirePositive("factor", c.factor);
-        requireNoNaN("min_piece_area", c.min_piece_area);
+        requireLimit("min_piece_area", c.min_piece_area);
         requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         ReconstructOptions run = runOptionsOf(c, listener);
@@ -321,7 +321,7 @@ kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, 
         requireSize(report);
         const kel_melt_options c = wholeOptions(options);
         requirePositive("spacing", c.spacing);
-        requireNoNaN("feature_angle", c.feature_angle);
+        requireAngle("feature_angle", c.feature_angle);
         requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         const MeltOptions run = runOptionsOf(c, listener);
@@ -336,7 +336,7 @@ kel_status kel_cloud(const kel_points* corners, double spacing, double feature_a
         const std::span<const Point3> theirs = cornersOf(corners).points;
         given(points, "points");
         requirePositive("spacing", spacing);
-        requireNoNaN("feature_angle", feature_angle);
+        requireAngle("feature_angle", feature_angle);
         std::vector<Point3> vCorners(theirs.begin(), theirs.end()), vPoints;
         toCloud(vCorners, spacing, feature_angle, vPoints);
         if (vPoints.empty()) return KEL_NOTHING;
@@ -514,7 +514,7 @@ kel_status kel_mesh_reduce(kel_mesh* mesh, const kel_reduce_options* options, ke
         const kel_reduce_options c = wholeOptions(options);
         requireLength("max_distance", c.max_distance);
         require(c.triangles > 0 || c.max_distance > 0.0, "Neither triangles nor max_distance is greater than 0");
-        requireNumber(c.feature_angle >= 0.0 && c.feature_angle <= 180.0, "feature_angle", c.feature_angle, "from 0 to 180");
+        requireAngle("feature_angle", c.feature_angle);
         handOutReport(reduce(meshOf(mesh), optionsOf(c)), report);
         return KEL_OK;
     });
@@ -523,8 +523,8 @@ kel_status kel_mesh_reduce(kel_mesh* mesh, const kel_reduce_options* options, ke
 kel_status kel_mesh_collapse(kel_mesh* mesh, double max_edge_length, double max_angle, const kel_keep_options* keep,
                              int* removed) {
     return libraryCall([&] {
-        requireNoNaN("max_edge_length", max_edge_length);
-        requireNoNaN("max_angle", max_angle);
+        requireLimit("max_edge_length", max_edge_length);
+        requireLimit("max_angle", max_angle);
         const int numRemoved = reduce(meshOf(mesh), max_edge_length, max_angle, keepOf(keep));
         if (removed != nullptr) *removed = numRemoved;
         return KEL_OK;

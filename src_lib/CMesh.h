@@ -38,7 +38,7 @@ struct SELF_CONTAINED {};
 
 /// Many triangles between the cells of a list.
 struct NewTriangles {
-    std::vector<NumberTriple> vCorner;  ///< places of cells in the list, three different ones
+    std::vector<NumberTriple> vCorner;  ///< positions of cells in the list, three different ones
     std::vector<VCD> vKey;              ///< the dual cubes that they come from
     std::vector<std::uint8_t> vConfig;  ///< and the configurations of these
 
@@ -54,7 +54,7 @@ struct NewTriangles {
     }
 };
 
-/// The coarse mesh: triangles between occupied cells, filled by the extractor and repaired by Top.
+/// The coarse mesh: triangles between occupied cells, filled by the extractor and changed by the passes of the repair.
 ///
 /// A vertex is a cell, named by its code; its position is that of the cell's Bundle. So the topology is arithmetic on
 /// integers, and triangles that share a cell share a vertex. The mesh is permissive: it may have edges with many triangles,
@@ -203,7 +203,7 @@ public:
     /// One patch per piece: crosses edges of any degree.
     void createCCPatches();
     /// Patches bounded by borders, MEs and fences.
-    /// pFences: null means no fences.
+    /// pFences: edges that no patch crosses; null means none.
     /// vOutPatches: the patches are appended; the mesh owns them.
     /// mVCD2Patch: gets, for each triangle on an ME, its corner off the ME and its patch; the last patch of a corner wins.
     /// vMECE: the MEs are appended, then the whole vector is sorted and made unique.

@@ -1,5 +1,6 @@
 """Holds the pages against what they speak of: links lead to files, docs/program.md has every command and option of the program,
-docs/api.md every public function and class, docs/architecture.md every header, and no file that isn't there."""
+docs/api.md every public function and class, docs/architecture.md every header, and no file that isn't there. The README stays
+short, and each page on a stage ends in what to do when something goes wrong."""
 import pathlib
 import re
 import sys
@@ -30,5 +31,11 @@ files = {file.name for file in root.rglob("*") if "build" not in file.relative_t
 require({file.name for folder in ("src_lib", "apps") for file in (root / folder).rglob("*.h")}, "docs/architecture.md", "header")
 named = set(re.findall(r"`(?:\w+/)*([\w.]+\.(?:h|cpp|py|sh|txt))`", (root / "docs/architecture.md").read_text()))
 faults += [f"docs/architecture.md names {name}, which isn't there" for name in sorted(named - files) if not name.startswith("X")]
+STAGES = ("spacing", "points", "gap-closing", "extraction", "fit", "manifold", "melt", "post-processing")
+for stage in STAGES:
+    if re.findall("^## (.*)", (root / f"docs/{stage}.md").read_text(), re.MULTILINE)[-1] != "Troubleshooting":
+        faults.append(f"docs/{stage}.md doesn't end in Troubleshooting")
+if len((root / "README.md").read_text().splitlines()) > 90:
+    faults.append("README.md has more than 90 lines")
 print("\n".join(faults) or "All pages agree")
 sys.exit(bool(faults))

@@ -1,6 +1,7 @@
 """Holds the includes of src_lib against docs/modules.txt: every file has a module, every include goes to the same module or to
-one that it may use, which stands above it in the list, by its bare name, no units include each other in a circle, and what
-lies aside is included only from there and by the classes that have operations which no public function reaches."""
+one that it may use, which stands above it in the list, by its bare name, no units include each other in a circle, what lies
+aside is included only from there and by the classes that have operations which no public function reaches, and members of a
+class are defined in its own module, but for what draws it."""
 import pathlib
 import re
 import sys
@@ -9,6 +10,7 @@ root = pathlib.Path(__file__).resolve().parent.parent
 source = root / "src_lib"
 SPATIAL = ("octree/", "curve/", "tarn_locate3/")  # folders of the root, whose headers are included by their path
 HAVE_ASIDE = {"Hole", "HoleToCCD", "Holex", "Top", "TopMelt"}
+DEFINED_ABOVE = re.compile(r"draw/\w+\.cpp|api/aside/Hole_mesh\.cpp")  # members that need more than their class may use
 uses, units, faults = {}, {}, []
 for line in (root / "docs/modules.txt").read_text().splitlines():
     if match := re.match(r"(\w+):(.*)", line):
@@ -28,6 +30,12 @@ files = [file for file in source.rglob("*") if file.suffix in (".h", ".cpp")]
 faults += [f"{file} has no module" for file in files if module_of(file) is None]
 faults += [f"there is no {unit}" for unit in units if not any((source / unit).with_suffix(end) in files for end in (".h", ".cpp"))]
 headers = {file.name: file for file in files if file.suffix == ".h"}
+for file in files:
+    if file.suffix == ".h" or DEFINED_ABOVE.fullmatch(str(file.relative_to(source))):
+        continue
+    for name in set(re.findall(r"^(?=\S).*?\b([A-Z]\w+)::~?\w+\(", file.read_text(), re.MULTILINE)):
+        if f"{name}.h" in headers and module_of(headers[f"{name}.h"]) != module_of(file):
+            faults.append(f"{file.name} ({module_of(file)}) defines members of {name} ({module_of(headers[f'{name}.h'])})")
 graph = {}  # header and source of one name are one unit
 for file in files:
     for path, name in re.findall(r'#\s*include\s*["<](.*/)?([^">]*)[">]', file.read_text()):

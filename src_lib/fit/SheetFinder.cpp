@@ -165,7 +165,7 @@ void SheetFinder::gatherOnPlanes(const std::vector<Sheet>& vPlane) {
     }
 }
 
-/// The plane through the points of a sheet, those beside it as good as left out. Returns how far the others are off, as a
+/// The plane through the points of a sheet, those beside it with next to no weight. Returns how far the others are off, as a
 /// root mean square.
 double SheetFinder::refit(FitIndex which, Sheet& plane) {
     const double offUnit = OFF_PLANE + 2.0 * fitPoints.residual;

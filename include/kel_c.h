@@ -361,7 +361,7 @@ kel_status kel_corners_read(const char* filename, kel_points** corners);
 /// As melt() with options. corners: three for each triangle.
 kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, kel_melt_report* report, kel_mesh** mesh);
 
-/// As toCloud(). feature_angle: from 0 to 180, usually 20 to 40.
+/// As toCloud(). feature_angle: 0 or greater, usually 20 to 40.
 kel_status kel_cloud(const kel_points* corners, double spacing, double feature_angle, kel_points** points);
 
 /* ---- Meshes as arrays and files

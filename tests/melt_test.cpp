@@ -4,10 +4,14 @@
 // needed: then a pinhole of a triangle stays, or a small fin, or a bubble on edges of three and four triangles, and no pass
 // of the repair takes these away. So a surface askew to the grid comes out whole but for a few edges in a thousand; one that
 // is parallel to it, where nothing is missed, comes out closed. With options nothing is missed on either.
+#include <unistd.h>
+
 #include <atomic>
 
 #include "MeshAnalysis.h"
 #include "RMesh.h"
+#include "geometryFunctions.h"
+#include "soupRoom.h"
 #include "support/fine.h"
 #include "support/prelude.h"
 #include "support/soups.h"
@@ -293,6 +297,18 @@ TEST_F(MeltRun, saysWhatItDidAndStopsWhenTold) {
     EXPECT_THROW(melt(soup, {.spacing = 0.05, .pStop = &bStop}), KelStoppedException);
     EXPECT_EQ(melt({}, MeltOptions{.spacing = 1.0}), nullptr);
     EXPECT_THROW(melt(soup, MeltOptions()), KelBugException);
+}
+
+TEST(SoupRoom, countsNoMoreCellsThanTheirBoxHas) {
+    const Points vCorners = Scan(5).dust(3000);  // 1,000 triangles through each other
+    const double spacing = 0.05,
+                 memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
+    double area = 0.0;
+    for (std::size_t i = 0; i < vCorners.size(); i += 3)
+        area += getArea(&vCorners[i], &vCorners[i + 1], &vCorners[i + 2]);
+    ASSERT_GT(area / (spacing * spacing), 30000.0);
+    EXPECT_EQ(soupRoomFault(vCorners, spacing, memory / 20000.0), "");
+    EXPECT_NE(soupRoomFault(vCorners, spacing, memory / 5000.0), "");
 }
 
 // The needle's plane is so uncertain that it passes beside the cells of its own edges.

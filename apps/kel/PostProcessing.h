@@ -48,7 +48,7 @@ inline constexpr const char* MESH_IN = "Triangles: .ply, .stl, .obj, .off, .glb 
 inline constexpr const char* POINTS_OUT =
     "The points: .xyz, .txt, .asc, .bin, .las, .ply or .list (for the Geomview viewer)";
 inline constexpr const char* MESH_OUT =
-    "The mesh: .ply, .stl, .obj, .off, .glb, .3mf (for printers, with colours) or .list (for the Geomview viewer)";
+    "The mesh: .ply, .stl, .obj, .off, .glb, .3mf (for printers) or .list (for the Geomview viewer)";
 
 /// The two files of a command that reads triangles.
 struct MeshFiles {

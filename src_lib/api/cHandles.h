@@ -80,10 +80,6 @@ inline void requireLimit(const char* name, double value) {
     requireNumber(value >= 0.0, name, value, "0 or greater");
 }
 
-inline void requireAngle(const char* name, double value) {
-    requireNumber(value >= 0.0 && value <= 180.0, name, value, "from 0 to 180");
-}
-
 /// A number of threads, with 0 for as many as there are processors.
 inline void requireThreads(const char* name, int value) {
     requireNumber(value >= 0, name, value, "0 or greater");

@@ -321,7 +321,7 @@ kel_status kel_melt(const kel_points* corners, const kel_melt_options* options, 
         requireSize(report);
         const kel_melt_options c = wholeOptions(options);
         requirePositive("spacing", c.spacing);
-        requireAngle("feature_angle", c.feature_angle);
+        requireLimit("feature_angle", c.feature_angle);
         requireThreads("threads", c.threads);
         CallbackListener listener(c.progress, c.progress_data);
         const MeltOptions run = runOptionsOf(c, listener);
@@ -336,7 +336,7 @@ kel_status kel_cloud(const kel_points* corners, double spacing, double feature_a
         const std::span<const Point3> theirs = cornersOf(corners).points;
         given(points, "points");
         requirePositive("spacing", spacing);
-        requireAngle("feature_angle", feature_angle);
+        requireLimit("feature_angle", feature_angle);
         std::vector<Point3> vCorners(theirs.begin(), theirs.end()), vPoints;
         toCloud(vCorners, spacing, feature_angle, vPoints);
         if (vPoints.empty()) return KEL_NOTHING;
@@ -514,7 +514,7 @@ kel_status kel_mesh_reduce(kel_mesh* mesh, const kel_reduce_options* options, ke
         const kel_reduce_options c = wholeOptions(options);
         requireLength("max_distance", c.max_distance);
         require(c.triangles > 0 || c.max_distance > 0.0, "Neither triangles nor max_distance is greater than 0");
-        requireAngle("feature_angle", c.feature_angle);
+        requireNumber(c.feature_angle >= 0.0 && c.feature_angle <= 180.0, "feature_angle", c.feature_angle, "from 0 to 180");
         handOutReport(reduce(meshOf(mesh), optionsOf(c)), report);
         return KEL_OK;
     });

@@ -9,6 +9,7 @@
 #include <cstddef>
 
 #include "geometryFunctions.h"
+#include "tarn_locate3/Bbox3.h"
 #include "textNumbers.h"
 
 namespace TARN_KEL {
@@ -48,6 +49,16 @@ double areaWithoutRepeats(const std::vector<Point3>& vCorners) {
     return area;
 }
 
+/// All of the box around the triangles.
+double cellsOfBox(const std::vector<Point3>& vCorners, double spacing) {
+    constexpr double AT_SIDES = 2.0;  // of a row of cells along an axis, beyond the length of the box
+    TARN_LOCATE3::Bbox3 box;
+    for (const Point3& p : vCorners)
+        if (isFinitePoint(p)) box.widen(p.x(), p.y(), p.z());
+    const auto numAlong = [spacing](double low, double high) { return std::max(high - low, 0.0) / spacing + AT_SIDES; };
+    return numAlong(box.minX, box.maxX) * numAlong(box.minY, box.maxY) * numAlong(box.minZ, box.maxZ);
+}
+
 std::string shortNumber(double value) {
     std::string text;
     appendNumber(text, value, 2);
@@ -65,7 +76,7 @@ std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, d
     const auto fits = [&](double area) { return !(area * cellsPerArea * bytesPerCell > memory); };
     if (fits(soupArea(vCorners))) return {};
     const double area = areaWithoutRepeats(vCorners), numCells = area * cellsPerArea;
-    if (fits(area)) return {};
+    if (fits(area) || cellsOfBox(vCorners, spacing) * bytesPerCell <= memory) return {};
     const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * bytesPerCell / memory);
     return "A spacing of " + shortNumber(spacing) + " makes up to " + shortNumber(numCells) +
            " cells of the triangles, which take at least " + shortNumber(numCells * bytesPerCell / GIGABYTE) +

@@ -15,8 +15,8 @@ constexpr double POINT_BYTES_PER_CELL = 70.0;  ///< of toCloud()
 /// Why a soup has too many cells of that edge for the memory that this machine has, as a sentence with the least edge that
 /// may fit; empty where it doesn't, and where that can't be told. No limit for the process is known, such as that of a
 /// container. The cells are estimated by the areas of the triangles: 1.5 for each square. Triangles of the same three
-/// corners count once; others that cover each other count each, though they share cells. vCorners: three per triangle. Cost:
-/// O(n); O(n log n) where the memory isn't enough for all of them.
+/// corners count once; others that cover each other count each, though they share cells, up to all cells of their box.
+/// vCorners: three per triangle. Cost: O(n); O(n log n) where the memory isn't enough for all of them.
 std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, double bytesPerCell);
 
 }  // namespace TARN_KEL

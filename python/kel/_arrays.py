@@ -10,6 +10,7 @@ from collections.abc import Mapping
 from typing import TYPE_CHECKING, Any, Dict, NoReturn, Tuple, Union
 
 from . import _kel
+from ._errors import FileError
 
 if TYPE_CHECKING:
     import numpy as np
@@ -231,7 +232,12 @@ def path(value: Any) -> bytes:
 
 
 def existing(value: Any) -> bytes:
-    """The same of a file that is there; else the error of the system says what is wrong."""
+    """The same of a file that is there; else FileNotFoundError, or FileError with what else the system says against it."""
     name = path(value)
-    os.stat(name)
+    try:
+        os.stat(name)
+    except FileNotFoundError:
+        raise
+    except OSError as error:
+        raise FileError(error.errno, error.strerror, os.fsdecode(name)) from None
     return name

@@ -3,6 +3,7 @@
 import gc
 import inspect
 import os
+import pathlib
 import re
 from types import SimpleNamespace
 
@@ -281,6 +282,8 @@ def test_files_that_are_none(tmp_path):
             read(tmp_path / "none.ply")
         with pytest.raises(kel.FileError):
             read(tmp_path)
+        with pytest.raises(kel.FileError, match="Not a directory: '.*none.ply'"):
+            read(pathlib.Path(__file__) / "none.ply")
         broken = tmp_path / "broken.ply"
         broken.write_bytes(b"ply\nformat ascii 1.0\nelement vertex 99999999999\n")
         with pytest.raises(kel.FileError) as caught:

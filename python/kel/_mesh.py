@@ -662,7 +662,13 @@ class Mesh:
     # ---- Copies
 
     def copy(self: M) -> M:
-        """Another mesh that is the same."""
+        """Copies the mesh.
+
+        Returns
+        -------
+        Mesh
+            Another one that is the same, to the last bit.
+        """
         return self._of(self._handle.copy(), copy.deepcopy(self._report))
 
     def __copy__(self: M) -> M:

@@ -139,6 +139,23 @@ def test_other_threads_go_on_while_the_library_works():
     assert len(inside) > 20 and max(np.diff(inside)) < 0.5 * (end - start)
 
 
+def test_other_threads_go_on_while_meshes_are_freed(mesh):
+    meshes, ticks, end = [mesh.copy() for _ in range(300)], [0], [False]
+
+    def tick():  # wants the lock all the time, so whoever gives it up has to wait until this had it
+        while not end[0]:
+            ticks[0] += 1
+
+    ticker = threading.Thread(target=tick)
+    ticker.start()
+    before = ticks[0]
+    del meshes[:]  # no call: the interpreter itself gives its lock to others only between calls and rounds of loops
+    after = ticks[0]
+    end[0] = True
+    ticker.join()
+    assert after > before
+
+
 def reconstructed(points):
     return kel.reconstruct(points, fit=False).vertices
 

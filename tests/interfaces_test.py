@@ -36,9 +36,9 @@ if not (debian / "changelog").read_text().startswith(f"kel ({version}) "):
     faults.append(f"packaging: the newest entry of changelog isn't of {version}")
 named = {"control": f"\nPackage: libkel{soversion}\n", symbols_file.name: f"libkel.so.{soversion} libkel{soversion} #MINVER#\n"}
 faults += [f"packaging: {file} lacks {text!r}" for file, text in named.items() if text not in (debian / file).read_text()]
-for file in [*filter(pathlib.Path.is_file, debian.iterdir()), root / "packaging/try-deb.sh"]:
+for file in [*filter(pathlib.Path.is_file, debian.iterdir()), root / "CONTRIBUTING.md"]:
     others = set(re.findall(r"libkel(?:\.so\.)?(\d+(?:\.\d+)*)", file.name + " " + file.read_text())) - {soversion}
-    faults += [f"packaging: {file.name} names version {other} of the library" for other in sorted(others)]
+    faults += [f"{file.name} names version {other} of the library" for other in sorted(others)]
 
 faults += [f"no test calls {name}" for name in sorted(functions) if not re.search(rf"\b{name}\b", tests)]
 faults += [f"{name}: only in one of kel_c.h and the symbols file" for name in sorted(functions ^ symbols)]

@@ -173,9 +173,10 @@ def melt(
 
     Parameters
     ----------
-    triangles : tuple or array_like
+    triangles : tuple, list or array_like
         A pair (vertices, triangles) of arrays of the shapes (n, 3) and (m, 3), or the corners as one array of the shape
-        (m, 3, 3) or (3 m, 3). The corners are copied for the time of the call.
+        (m, 3, 3) or (3 m, 3). A list of two is a pair, too, but of two arrays of the shape (3, 3) the corners of two
+        triangles. The corners are copied for the time of the call.
     spacing : float
         Edge of a grid cell.
     feature_angle : float, default 10.0
@@ -215,7 +216,7 @@ def cloud(
 
     Parameters
     ----------
-    triangles : tuple or array_like
+    triangles : tuple, list or array_like
         See `melt`.
     spacing : float
         Edge of a grid cell.

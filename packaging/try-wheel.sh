@@ -1,6 +1,6 @@
 #!/bin/sh
-# try-wheel.sh: makes the source package and the wheel in build/wheel, without the network, and runs the tests of the Python
-# package on the wheel alone.
+# try-wheel.sh: makes the source package and the wheel in build/wheel, and installs from the source tree into a virtual
+# environment, as docs/python.md says; all without the network. Runs the tests of the Python package on both.
 set -eu
 cd "$(dirname "$0")/.."
 
@@ -22,4 +22,12 @@ esac
 /usr/bin/python3 -m zipfile --extract "$wheel" build/wheel/unpacked
 PYTHONPATH=$PWD/build/wheel/unpacked PYTHONDONTWRITEBYTECODE=1 KEL_SOURCE=$PWD \
     /usr/bin/python3 -m pytest -q -p no:cacheprovider python/tests
+
+# pip leaves its build in the tree that it installs from: here that of the source package.
+mkdir build/wheel/tree
+tar -xf build/wheel/*.tar.gz -C build/wheel/tree --strip-components=1
+/usr/bin/python3 -m venv --system-site-packages build/wheel/venv
+(cd build/wheel/tree && ../venv/bin/pip install --quiet --no-build-isolation --no-index .)
+env -u PYTHONPATH PYTHONDONTWRITEBYTECODE=1 KEL_SOURCE="$PWD" \
+    build/wheel/venv/bin/python -m pytest -q -p no:cacheprovider python/tests
 ls -l build/wheel

@@ -1,5 +1,5 @@
 """Holds the C interface against the C++ one: each field of the option and report structs is carried over, by name. Each
-function in C is called by a test and is a symbol of the Debian package."""
+function in C is called by a test and is a symbol of the Debian package, which has the version of the build in its names."""
 import pathlib
 import re
 import sys
@@ -24,7 +24,22 @@ if num_fields < 60:
 header = re.sub("//.*", "", (root / "include/kel_c.h").read_text())
 functions = set(re.findall(r"^[\w* ]+?\b(kel_\w+)\(", header, re.M))
 tests = (root / "tests/c_interface_test.cpp").read_text()
-symbols = set(re.findall(r"^ (kel_\w+)@", (root / "packaging/debian/libkel1.12.symbols").read_text(), re.M))
+
+version = re.search(r"^project\(kel VERSION ([\d.]+) ", (root / "CMakeLists.txt").read_text(), re.M).group(1)
+soversion = re.search(r" SOVERSION ([\d.]+)\)", (root / "src_lib/CMakeLists.txt").read_text()).group(1)
+if not version.startswith(f"{soversion}."):
+    faults.append(f"the version is {version}, but that of the binary interface {soversion}")
+debian = root / "packaging/debian"
+symbols_file = next(debian.glob("libkel*.symbols"))
+symbols = set(re.findall(r"^ (kel_\w+)@", symbols_file.read_text(), re.M))
+if not (debian / "changelog").read_text().startswith(f"kel ({version}) "):
+    faults.append(f"packaging: the newest entry of changelog isn't of {version}")
+named = {"control": f"\nPackage: libkel{soversion}\n", symbols_file.name: f"libkel.so.{soversion} libkel{soversion} #MINVER#\n"}
+faults += [f"packaging: {file} lacks {text!r}" for file, text in named.items() if text not in (debian / file).read_text()]
+for file in [*filter(pathlib.Path.is_file, debian.iterdir()), root / "CONTRIBUTING.md"]:
+    others = set(re.findall(r"libkel(?:\.so\.)?(\d+(?:\.\d+)*)", file.name + " " + file.read_text())) - {soversion}
+    faults += [f"{file.name} names version {other} of the library" for other in sorted(others)]
+
 faults += [f"no test calls {name}" for name in sorted(functions) if not re.search(rf"\b{name}\b", tests)]
 faults += [f"{name}: only in one of kel_c.h and the symbols file" for name in sorted(functions ^ symbols)]
 if len(functions) < 50:

@@ -75,7 +75,7 @@ def reconstruct(
     Parameters
     ----------
     points : array_like, shape (n, 3)
-        In any order, with repeats; not changed.
+        In any order, with repeats; not changed. float64 in C order is used where it lies.
     spacing : float, optional
         Edge of a grid cell. Without it, `factor` times the estimated spacing of the points.
     factor : float, default 1.1
@@ -112,8 +112,8 @@ def reconstruct(
         Points with a coordinate that isn't finite are left out with a warning, or are a ValueError.
     progress : callable or True, optional
         Called with the name of the run and a fraction from 0.0 to 1.0, some 30 to 200 times, and again with the same fraction
-        while workers are busy. An exception in it ends the run and comes out of this function. It can't call the library. True shows a bar on standard error, by tqdm where that is
-        installed.
+        while workers are busy. An exception in it ends the run and comes out of this function. It can't start a run. True
+        shows a bar on standard error, by tqdm where that is installed.
 
     Returns
     -------
@@ -173,9 +173,10 @@ def melt(
 
     Parameters
     ----------
-    triangles : tuple or array_like
+    triangles : tuple, list or array_like
         A pair (vertices, triangles) of arrays of the shapes (n, 3) and (m, 3), or the corners as one array of the shape
-        (m, 3, 3) or (3 m, 3).
+        (m, 3, 3) or (3 m, 3). A list of two is a pair, too, but of two arrays of the shape (3, 3) the corners of two
+        triangles. The corners are copied for the time of the call.
     spacing : float
         Edge of a grid cell.
     feature_angle : float, default 10.0
@@ -215,7 +216,7 @@ def cloud(
 
     Parameters
     ----------
-    triangles : tuple or array_like
+    triangles : tuple, list or array_like
         See `melt`.
     spacing : float
         Edge of a grid cell.
@@ -240,7 +241,7 @@ def spacing(points: Any, *, nan_policy: str = "omit", progress: Progress = None)
     Parameters
     ----------
     points : array_like, shape (n, 3)
-        In any order.
+        In any order. Copied for the time of the call.
     nan_policy, progress
         See `reconstruct`.
 
@@ -269,6 +270,8 @@ def read_points(path: _arrays.PathLike, *, classes: Optional[Iterable[int]] = No
 
     Raises
     ------
+    FileNotFoundError
+        There is no such file.
     FileError
         The file can't be read.
     """
@@ -298,6 +301,8 @@ def read_scan(
 
     Raises
     ------
+    FileNotFoundError
+        There is no such file.
     FileError
         The file can't be read.
 
@@ -320,9 +325,11 @@ def write_points(path: _arrays.PathLike, points: Any, attributes: Optional[Mappi
     path : path-like
         A failure leaves an older file as it was. Text has 17 digits; a .ply is as precise as it needs to be.
     points : array_like, shape (n, 3)
+        Copied for the time of the call.
     attributes : mapping of str to array_like, shape (n,), optional
-        Columns of numbers, see `read_scan`. A .ply holds all of them, a .las colours, ``intensity``, ``gps_time`` and
-        classes, a text a colour or else a normal; a warning names those that the file can't hold. Masked values aren't known.
+        Columns of numbers, see `read_scan`. A .ply holds all of them; a .las, too, as extra bytes where it has no field that
+        they fit into, up to 341 columns; a text a colour or else a normal. A warning names those that the file can't hold.
+        Masked values aren't known.
 
     Raises
     ------
@@ -349,6 +356,8 @@ def read_mesh(path: _arrays.PathLike, *, join: bool = True) -> Mesh:
 
     Raises
     ------
+    FileNotFoundError
+        There is no such file.
     FileError
         The file can't be read, or no triangle is left.
     """
@@ -371,6 +380,8 @@ def read_triangles(path: _arrays.PathLike) -> npt.NDArray[np.float64]:
 
     Raises
     ------
+    FileNotFoundError
+        There is no such file.
     FileError
         The file can't be read.
     """

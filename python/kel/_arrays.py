@@ -10,6 +10,7 @@ from collections.abc import Mapping
 from typing import TYPE_CHECKING, Any, Dict, NoReturn, Tuple, Union
 
 from . import _kel
+from ._errors import FileError
 
 if TYPE_CHECKING:
     import numpy as np
@@ -89,9 +90,21 @@ def indices(value: Any, num_vertices: int, name: str = "triangles") -> npt.NDArr
     return np.ascontiguousarray(array, dtype=np.int32)
 
 
+def _is_pair(value: Any) -> bool:
+    """Whether triangles are given as vertices and indices. A list of two 3 x 3 arrays is two triangles."""
+    import numpy as np
+
+    if not isinstance(value, (tuple, list)) or len(value) != 2:
+        return False
+    try:
+        return isinstance(value, tuple) or np.ndim(value[0]) == 2 and not np.shape(value[0]) == np.shape(value[1]) == (3, 3)
+    except (TypeError, ValueError):  # no numbers; who makes an array of it says what is wrong
+        return False
+
+
 def corners(value: Any, name: str = "triangles") -> _kel.Points:
     """The corners of triangles, from a pair (vertices, triangles) or from an array (m, 3, 3) or (3 m, 3)."""
-    if isinstance(value, tuple) and len(value) == 2:
+    if _is_pair(value):
         vertices = _rows(value[0], f"{name}[0]")
         triangles = indices(value[1], len(vertices), f"{name}[1]")
         return _kel.corners(_kel.Points(_coordinates(vertices)), triangles)
@@ -231,7 +244,12 @@ def path(value: Any) -> bytes:
 
 
 def existing(value: Any) -> bytes:
-    """The same of a file that is there; else the error of the system says what is wrong."""
+    """The same of a file that is there; else FileNotFoundError, or FileError with what else the system says against it."""
     name = path(value)
-    os.stat(name)
+    try:
+        os.stat(name)
+    except FileNotFoundError:
+        raise
+    except OSError as error:
+        raise FileError(error.errno, error.strerror, os.fsdecode(name)) from None
     return name

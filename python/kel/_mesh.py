@@ -35,7 +35,7 @@ class Mesh:
     Parameters
     ----------
     vertices : array_like, shape (n, 3)
-        Coordinates: float32, float64 or integers, in any layout.
+        Coordinates: float32, float64 or integers, in any layout. Copied.
     triangles : array_like, shape (m, 3)
         Three positions in `vertices` for each triangle, counted from 0.
     join : bool, default True
@@ -185,7 +185,7 @@ class Mesh:
         Parameters
         ----------
         points : array_like, shape (n, 3)
-            The points. Those that aren't finite count nowhere.
+            The points. Those that aren't finite count nowhere. Copied for the time of the call.
         attributes : mapping of str to array_like, shape (n,)
             Their columns, see `read_scan`.
         length : float, optional
@@ -456,7 +456,7 @@ class Mesh:
         Parameters
         ----------
         points : array_like, shape (n, 3)
-            Those that the mesh was made of, or others of the same surface.
+            Those that the mesh was made of, or others of the same surface. float64 in C order is used where it lies.
         cell_edge : float, default 0.0
             Edge of the cells that the mesh was made on; 0 estimates it.
         noise : bool, default True
@@ -520,12 +520,24 @@ class Mesh:
         self._handle.write(_arrays.path(path), keywords, columns)
 
     def to_trimesh(self) -> Any:
-        """A ``trimesh.Trimesh`` of the same vertices and triangles."""
+        """Makes a mesh of the package trimesh, with copies of the arrays.
+
+        Returns
+        -------
+        trimesh.Trimesh
+            The same vertices and triangles, in the same order.
+        """
         trimesh = _package("trimesh", "to_trimesh")
         return trimesh.Trimesh(vertices=self.vertices.copy(), faces=self.triangles.copy(), process=False)
 
     def to_open3d(self) -> Any:
-        """An ``open3d.geometry.TriangleMesh``."""
+        """Makes a mesh of the package Open3D, with copies of the arrays.
+
+        Returns
+        -------
+        open3d.geometry.TriangleMesh
+            The same vertices and triangles, in the same order.
+        """
         open3d = _package("open3d", "to_open3d")
         return open3d.geometry.TriangleMesh(
             open3d.utility.Vector3dVector(self.vertices.copy()),  # it refuses arrays that can't be written
@@ -533,7 +545,13 @@ class Mesh:
         )
 
     def to_vtk(self) -> Any:
-        """A ``vtkPolyData`` of the same vertices and triangles."""
+        """Makes a mesh of the package VTK, with copies of the arrays.
+
+        Returns
+        -------
+        vtkPolyData
+            The same vertices and triangles, in the same order.
+        """
         model = _package("vtkmodules.vtkCommonDataModel", "to_vtk")
         arrays = _package("vtkmodules.util.numpy_support", "to_vtk")
         points = _package("vtkmodules.vtkCommonCore", "to_vtk").vtkPoints()
@@ -546,29 +564,81 @@ class Mesh:
         return data
 
     def to_pyvista(self) -> Any:
-        """A ``pyvista.PolyData``."""
+        """Makes a mesh of the package PyVista, with copies of the arrays.
+
+        Returns
+        -------
+        pyvista.PolyData
+            The same vertices and triangles, in the same order.
+        """
         return _package("pyvista", "to_pyvista").PolyData(self.to_vtk())
 
     @classmethod
     def from_trimesh(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
-        """A mesh of a ``trimesh.Trimesh``."""
+        """Makes a mesh of a ``trimesh.Trimesh``. It is cleaned up, see `Mesh`.
+
+        Parameters
+        ----------
+        mesh : trimesh.Trimesh
+        join : bool, default True
+            Vertices at one place become one.
+
+        Returns
+        -------
+        Mesh
+        """
         _require_like(mesh, "trimesh.Trimesh", "vertices", "faces")
         return cls(mesh.vertices, mesh.faces, join=join)
 
     @classmethod
     def from_open3d(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
-        """A mesh of an ``open3d.geometry.TriangleMesh``."""
+        """Makes a mesh of an ``open3d.geometry.TriangleMesh``. It is cleaned up, see `Mesh`.
+
+        Parameters
+        ----------
+        mesh : open3d.geometry.TriangleMesh
+        join : bool, default True
+            Vertices at one place become one.
+
+        Returns
+        -------
+        Mesh
+        """
         _require_like(mesh, "open3d.geometry.TriangleMesh", "vertices", "triangles")
         return cls(mesh.vertices, mesh.triangles, join=join)
 
     @classmethod
     def from_vtk(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
-        """A mesh of a ``vtkPolyData``, whose polygons and strips become triangles."""
+        """Makes a mesh of a ``vtkPolyData``. It is cleaned up, see `Mesh`.
+
+        Parameters
+        ----------
+        mesh : vtkPolyData
+            Its polygons and strips become triangles.
+        join : bool, default True
+            Vertices at one place become one.
+
+        Returns
+        -------
+        Mesh
+        """
         return cls._from_vtk(mesh, "vtkPolyData", "from_vtk", join)
 
     @classmethod
     def from_pyvista(cls: Type[M], mesh: Any, *, join: bool = True) -> M:
-        """A mesh of a ``pyvista.PolyData``, whose polygons and strips become triangles."""
+        """Makes a mesh of a ``pyvista.PolyData``. It is cleaned up, see `Mesh`.
+
+        Parameters
+        ----------
+        mesh : pyvista.PolyData
+            Its polygons and strips become triangles.
+        join : bool, default True
+            Vertices at one place become one.
+
+        Returns
+        -------
+        Mesh
+        """
         return cls._from_vtk(mesh, "pyvista.PolyData", "from_pyvista", join)
 
     @classmethod
@@ -592,7 +662,13 @@ class Mesh:
     # ---- Copies
 
     def copy(self: M) -> M:
-        """Another mesh that is the same."""
+        """Copies the mesh.
+
+        Returns
+        -------
+        Mesh
+            Another one that is the same, to the last bit.
+        """
         return self._of(self._handle.copy(), copy.deepcopy(self._report))
 
     def __copy__(self: M) -> M:

@@ -56,7 +56,13 @@ private:
 
 struct MeshState {
     explicit MeshState(kel_mesh* pTheMesh) : pMesh(pTheMesh) {}
-    ~MeshState() { kel_mesh_free(pMesh); }
+    /// The last to use the mesh may be a helper, or a thread of Python's: only that has the interpreter's lock, and lets
+    /// others go on, since a large mesh takes a while.
+    ~MeshState() {
+        std::optional<py::gil_scoped_release> released;
+        if (PyGILState_Check() != 0) released.emplace();
+        kel_mesh_free(pMesh);
+    }
     MeshState(const MeshState&) = delete;
     MeshState& operator=(const MeshState&) = delete;
 

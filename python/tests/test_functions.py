@@ -170,7 +170,11 @@ def test_a_soup_is_melted_in_each_of_its_forms(mesh):
     melted = kel.melt(soup, 0.1)
     assert melted.info()["closed"] and melted.report["triangles"] == len(soup)
     assert same(melted, kel.melt((mesh.vertices, mesh.triangles), 0.1))
+    assert same(melted, kel.melt([mesh.vertices, mesh.triangles], 0.1))
     assert same(melted, kel.melt(soup.reshape(-1, 3), 0.1))
+    two = np.array([[[0, 0, 1], [1, 0, 2], [0, 2, 0]], [[0, 1, 2], [2, 1, 0], [1, 2, 0]]])
+    for given in (list(two), two.tolist()):  # not three triangles on three vertices
+        assert np.array_equal(kel.cloud(given, 0.1), kel.cloud(two, 0.1))
     cloud = kel.cloud(soup, 0.1)
     assert cloud.shape[1] == 3 and np.abs(np.linalg.norm(cloud, axis=1) - 1.0).max() < 0.1
     assert np.array_equal(cloud, kel.cloud((mesh.vertices.tolist(), mesh.triangles.tolist()), 0.1))

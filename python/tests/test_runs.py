@@ -2,7 +2,6 @@
 
 import gc
 import multiprocessing
-import os
 import signal
 import subprocess
 import sys
@@ -12,7 +11,7 @@ import warnings
 
 import numpy as np
 import pytest
-from conftest import same, sphere
+from conftest import number_of_child, same, sphere
 
 import kel
 
@@ -140,6 +139,23 @@ def test_other_threads_go_on_while_the_library_works():
     assert len(inside) > 20 and max(np.diff(inside)) < 0.5 * (end - start)
 
 
+def test_other_threads_go_on_while_meshes_are_freed(mesh):
+    meshes, ticks, end = [mesh.copy() for _ in range(300)], [0], [False]
+
+    def tick():  # wants the lock all the time, so whoever gives it up has to wait until this had it
+        while not end[0]:
+            ticks[0] += 1
+
+    ticker = threading.Thread(target=tick)
+    ticker.start()
+    before = ticks[0]
+    del meshes[:]  # no call: the interpreter itself gives its lock to others only between calls and rounds of loops
+    after = ticks[0]
+    end[0] = True
+    ticker.join()
+    assert after > before
+
+
 def reconstructed(points):
     return kel.reconstruct(points, fit=False).vertices
 
@@ -189,6 +205,8 @@ print(kel.reconstruct(points[:1000], factor=2.0).info()["closed"])
 """
 
 
+# A caller looks for signals every 20 ms and then waits at most 50 ms for the run to end: 70 ms, and on a busy machine what the
+# threads wait for a processor. That may be long once, but not twice: the second longest of six counts.
 def test_ctrl_c_ends_a_run_and_the_interpreter_goes_on():
     child = subprocess.Popen([sys.executable, "-c", CTRL_C], stdout=subprocess.PIPE, stderr=subprocess.PIPE, text=True)
     assert child.stdout.readline() == "ready\n"
@@ -201,7 +219,7 @@ def test_ctrl_c_ends_a_run_and_the_interpreter_goes_on():
     out, err = child.communicate(timeout=120)
     assert out == "True\n" and child.returncode == 0, err
     print("seconds until KeyboardInterrupt:", delays)
-    assert np.median(delays) < 0.1
+    assert sorted(delays)[-2] < 0.1
 
 
 INTERRUPTED_CHANGE = """
@@ -237,11 +255,9 @@ GROWTH = """
 import gc
 import numpy as np
 import kel
+from conftest import resident
 points = np.random.default_rng(1).normal(size=(200, 3))
 points /= np.linalg.norm(points, axis=1)[:, None]
-def resident():
-    with open("/proc/self/statm") as file:
-        return int(file.read().split()[1]) * 4096
 def job(i):
     mesh = kel.reconstruct(points, fit=False, outliers=False, progress=lambda name, fraction: None)
     mesh.flip()
@@ -264,11 +280,7 @@ print(resident() - before)
 
 
 def test_a_thousand_runs_take_no_more_memory():
-    environment = dict(os.environ)
-    if "ASAN_OPTIONS" in environment:  # it holds back what is freed
-        environment["ASAN_OPTIONS"] += ":quarantine_size_mb=0:thread_local_quarantine_size_kb=0"
-    done = subprocess.run([sys.executable, "-c", GROWTH], check=True, capture_output=True, text=True, env=environment)
-    grown = int(done.stdout)
+    grown = number_of_child(GROWTH)
     print("bytes grown by:", grown)
     assert grown < 2**20
 

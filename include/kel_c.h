@@ -507,7 +507,7 @@ typedef struct kel_reduce_report {
 /// As reduce() with options, one of which must give a number of triangles or a distance.
 kel_status kel_mesh_reduce(kel_mesh* mesh, const kel_reduce_options* options, kel_reduce_report* report);
 
-/// As reduce() by the length of an edge and an angle, each 0 or greater. removed, which may be NULL: the number of triangles removed.
+/// As reduce() by a length and an angle, 0 or greater. removed, which may be NULL: the number of triangles removed.
 kel_status kel_mesh_collapse(kel_mesh* mesh, double max_edge_length, double max_angle, const kel_keep_options* keep,
                              int* removed);
 

@@ -59,9 +59,9 @@ struct MeshState {
     /// The last to use the mesh may be a helper, or a thread of Python's: only that has the interpreter's lock, and lets
     /// others go on, since a large mesh takes a while.
     ~MeshState() {
-        std::optional<py::gil_scoped_release> released;
-        if (PyGILState_Check() != 0) released.emplace();
+        PyThreadState* const pUnlocked = PyGILState_Check() != 0 ? PyEval_SaveThread() : nullptr;
         kel_mesh_free(pMesh);
+        if (pUnlocked != nullptr) PyEval_RestoreThread(pUnlocked);
     }
     MeshState(const MeshState&) = delete;
     MeshState& operator=(const MeshState&) = delete;

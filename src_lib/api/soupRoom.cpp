@@ -73,10 +73,11 @@ std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, d
     const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
     if (!(memory > 0.0) || !(spacing > 0.0)) return {};
     const double cellsPerArea = CELLS_PER_SQUARE / (spacing * spacing);
-    const auto fits = [&](double area) { return !(area * cellsPerArea * bytesPerCell > memory); };
-    if (fits(soupArea(vCorners))) return {};
-    const double area = areaWithoutRepeats(vCorners), numCells = area * cellsPerArea;
-    if (fits(area) || cellsOfBox(vCorners, spacing) * bytesPerCell <= memory) return {};
+    const auto fits = [&](double number) { return !(number * bytesPerCell > memory); };
+    if (fits(soupArea(vCorners) * cellsPerArea)) return {};
+    const double area = areaWithoutRepeats(vCorners);
+    const double numCells = std::min(area * cellsPerArea, cellsOfBox(vCorners, spacing));
+    if (fits(numCells)) return {};
     const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * bytesPerCell / memory);
     return "A spacing of " + shortNumber(spacing) + " makes up to " + shortNumber(numCells) +
            " cells of the triangles, which take at least " + shortNumber(numCells * bytesPerCell / GIGABYTE) +

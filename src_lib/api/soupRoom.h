@@ -12,7 +12,7 @@ namespace TARN_KEL {
 constexpr double MESH_BYTES_PER_CELL = 330.0;  ///< of melt() with options
 constexpr double POINT_BYTES_PER_CELL = 70.0;  ///< of toCloud()
 
-/// Why a soup has too many cells of that edge for the memory that this machine has, as a sentence with the least edge that
+/// Why a soup has too many cells of that edge for the memory that this machine has, as a sentence with an edge that
 /// may fit; empty where it doesn't, and where that can't be told. No limit for the process is known, such as that of a
 /// container. The cells are estimated by the areas of the triangles: 1.5 for each square. Triangles of the same three
 /// corners count once; others that cover each other count each, though they share cells, up to all cells of their box.

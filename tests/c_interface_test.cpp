@@ -752,6 +752,7 @@ TEST(CInterface, namesTheArgumentThatCannotBe) {
         {"mesh", [] { return kel_mesh_write(nullptr, "a.ply", nullptr); }},
         {"precision", [&] { return writeWith(5); }},
         {"mesh", [] { return kel_mesh_arrays(nullptr, nullptr, nullptr); }},
+        {"normals", [&] { return kel_mesh_normals(pGood, nullptr); }},
         {"copy", [&] { return kel_mesh_copy(pGood, nullptr); }},
         {"flaws", [&] { return kel_mesh_count_flaws(pGood, nullptr); }},
         {"crossings", [&] { return kel_mesh_count_crossings(pGood, nullptr); }},

@@ -153,6 +153,17 @@ class Mesh:
                 result["crossings"] = self._handle.count_crossings(listener)
         return result
 
+    def normals(self) -> npt.NDArray[np.float64]:
+        """Computes the normals of the vertices: of each the mean of those of its triangles, weighted by their angles there.
+
+        Returns
+        -------
+        ndarray, shape (n, 3), float64
+            Of length 1, to the side from which the corners of triangles are counterclockwise; zeros where all triangles of
+            a vertex lack area or cancel each other out.
+        """
+        return self._handle.normals()
+
     def crossings(self, *, progress: Progress = None) -> npt.NDArray[np.int64]:
         """Finds the pairs of triangles that pass through each other.
 

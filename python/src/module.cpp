@@ -210,6 +210,17 @@ py::tuple arraysOf(const Mesh& mesh) {
     return py::make_tuple(std::move(vertices), std::move(triangles));
 }
 
+py::array_t<double> normalsOf(const Mesh& mesh) {
+    importNumpy();
+    const Mesh::Use use(mesh);
+    size_t numVertices = 0;
+    callDirectly([&] { return kel_mesh_sizes(use.get(), &numVertices, nullptr); });
+    py::array_t<double> normals({numVertices, size_t{3}});
+    double* pNormals = normals.mutable_data();
+    callDirectly([&] { return kel_mesh_normals(use.get(), pNormals); });
+    return normals;
+}
+
 Points cornersOf(const Points& vertices, const Indices& triangles) {
     const int32_t* pTriangles = triangles.data();
     const auto numTriangles = static_cast<size_t>(triangles.shape(0));
@@ -514,6 +525,7 @@ PYBIND11_MODULE(_kel, m) {
         .def_static("restored", &restored)
         .def("copy", &copyOf)
         .def("arrays", &arraysOf)
+        .def("normals", &normalsOf)
         .def("side", [](const Mesh& mesh) { return kel_mesh_side(Mesh::Use(mesh).get()); })
         .def("flaws", &flawsOf)
         .def("count_crossings", counted(kel_mesh_count_crossings))

@@ -141,6 +141,7 @@ CALLS = {
     ),
     "Mesh.make_manifold": (lambda **o: mesh().make_manifold(**o), {FLAGS: ["no_crossings"]}),
     "Mesh.remove_crossings": (lambda **o: mesh().remove_crossings(**o), {}),
+    "Mesh.normals": (lambda **o: mesh().normals(**o), {}),
     "Mesh.crossings": (lambda **o: mesh().crossings(**o), {}),
     "Mesh.transfer": (
         lambda **o: mesh().transfer(**{"points": GOOD, "attributes": {}, **o}),

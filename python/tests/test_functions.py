@@ -269,6 +269,14 @@ def test_crossings_are_rows_of_the_triangles():
     assert kel.Mesh(vertices, [[0, 1, 2]]).crossings().shape == (0, 2)
 
 
+def test_normals_point_outwards_from_a_closed_mesh(points):
+    mesh = kel.reconstruct(points)
+    normals = mesh.normals()
+    assert normals.shape == mesh.vertices.shape and normals.dtype == np.float64
+    outwards = mesh.vertices / np.linalg.norm(mesh.vertices, axis=1)[:, None]
+    assert (np.sum(normals * outwards, axis=1) > 0.9).all()
+
+
 def test_a_mesh_is_made_of_arrays():
     square = kel.Mesh([[0, 0, 0], [1, 0, 0], [1, 1, 0], [0, 1, 0]], np.array([[0, 1, 2], [0, 2, 3]], dtype=np.uint8))
     assert repr(square) == "<kel.Mesh: 4 vertices, 2 triangles>"

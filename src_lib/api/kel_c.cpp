@@ -409,6 +409,16 @@ kel_status kel_mesh_arrays(kel_mesh* mesh, double* vertices, int32_t* triangles)
     });
 }
 
+kel_status kel_mesh_normals(kel_mesh* mesh, double* normals) {
+    return libraryCall([&] {
+        given(normals, "normals");
+        for (const Vector3& normal : vertexNormals(meshOf(mesh)))
+            for (const double component : {normal.x(), normal.y(), normal.z()})
+                *normals++ = component;
+        return KEL_OK;
+    });
+}
+
 double kel_mesh_side(const kel_mesh* mesh) {
     return mesh != nullptr ? mesh->pMesh->pRMesh->getSideLen() : 0.0;
 }

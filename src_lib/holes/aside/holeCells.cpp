@@ -133,7 +133,8 @@ HoleCells thinBesideRegion(HoleCells zeros, const HoleRegion& region, const CMes
 ChainedSheet thinBetweenChain(HoleCells zeros, const HoleRegion& region, const Field& field, const CMesh& mesh,
                               const std::string& name) {
     Calc* pCalc = mesh.getCalc();
-    std::erase_if(zeros, [&](const auto& cell) { return isListed(region.vCCD, cell.first) || hasTriangles(mesh, cell.first); });
+    std::erase_if(zeros,
+                  [&](const auto& cell) { return isListed(region.vCCD, cell.first) || hasTriangles(mesh, cell.first); });
     const VCCD vHoleCCDs = cellCodesOf(zeros);
     drawOnTheWay([&] { drawCells(name + "z.list", pCalc, vHoleCCDs, region.vCCD); });
 

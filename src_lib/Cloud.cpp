@@ -28,6 +28,28 @@ ProgressStep bundleSteps() {
     return {"CL_creb", 6};
 }
 
+std::vector<Point3> pointsOfNodes(Smooth& smooth, const Calc& grid, const ProgressStep& progress) {
+    progress.advance();
+    const auto vCellNode = oneNodePerCell(smooth.getNodesRef(), grid);  // codes, sorting and choice in one
+    progress.advance(2);
+    std::vector<Point3> vNodePoints = deliveredPoints(vCellNode, grid);
+    progress.advance();
+    return vNodePoints;
+}
+
+/// cleanCells() with interleaved codes. pCalc: null is allowed without points.
+std::vector<std::pair<CCD, Point3>> cleanedCells(const std::vector<Point3>& vNodePoints, const Calc* pCalc,
+                                                 const std::optional<GapClosing>& gapClosing) {
+    std::vector<std::pair<CCD, Point3>> vOut;
+    if (vNodePoints.empty()) return vOut;
+    ASSEX(pCalc!=NULL);
+    const CellPoints cells = cleanCells(vNodePoints, *pCalc, gapClosing);
+    transform_MT(cells, vOut, [pCalc](const std::pair<RCD, Point3>& cell) {
+        return std::make_pair(pCalc->rcd2ccd(cell.first), cell.second);
+    });
+    return vOut;
+}
+
 }  // namespace
 
 Cloud::Cloud(const std::string& cloudName, double absoluteSpacing, double factor, bool bSoup, int growSteps)
@@ -38,12 +60,8 @@ Cloud::Cloud(const std::string& cloudName, double absoluteSpacing, double factor
       bMelt(bSoup) {}
 
 Cloud::Cloud(const std::string& cloudName, const RunInput& input)
-    : Cloud(cloudName, input.spacing.value_or(-1.0), input.spacing ? -1.0 : input.spacingFactor, input.bSoup,
-            input.numGrowSteps.value_or(-1)) {
-    bCarefulGrowth = input.bCarefulGrowth;
-    drawing.bComplete = input.bCompleteSoup;
-    drawing.bBrief = input.bBriefSoup;
-}
+    : Cloud(cloudName, input.spacing.value_or(-1.0), input.spacingFactor, input.bSoup,
+            input.gapClosing ? input.gapClosing->numSteps : -1) {}
 
 Cloud::~Cloud() {
     delete pCalc;
@@ -112,40 +130,53 @@ bool Cloud::readPoints(const std::string& filename, std::vector<Point3>& vOut) {
 
 // ---- The roads to bundles -----------------------------------------------------------------------------------------------
 
-void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
-    ASSEX(!bMelt);
+std::optional<double> Cloud::prepare(const RunInput& input) {
     if (vPoints.empty()) {
         warning(KEL_PLACE, "Nothing to do for cloud " + name);
-        return;
+        return std::nullopt;
     }
-    if (pGivenCalc != nullptr) {
-        setGrid(*pGivenCalc);
-        usedSpacing = pCalc->getSideLen();
-    } else {
-        estimateRes2();
-        createCalc();
-    }
-    std::vector<Point3> vNodePoints;
-    ProgressStep progress;
-    {
-        Smooth smooth(vPoints, pCalc);
-        smooth.run(bLapTreatment);
-        progress = bundleSteps();
-        vNodePoints = pointsOfNodes(smooth, progress);
-    }
-    freeMemory(vPoints);
-    createBundlesOf(std::move(vNodePoints), progress);
+    const std::optional<double> detected = chooseGrid(input);
+    if (input.bSoup)
+        makeSoupBundles(input);
+    else
+        makeScanBundles(input);
+    return detected;
+}
+
+void Cloud::prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc) {
+    ASSEX(!bMelt);
+    RunInput input = ownInput();
+    input.bLapTreatment = bLapTreatment;
+    if (pGivenCalc != nullptr) input.grid = *pGivenCalc;
+    prepare(input);
 }
 
 void Cloud::preparePixelsAndFeatures(double featureAngle) {
     ASSEX(bMelt);
-    if (vPoints.empty()) {
-        warning(KEL_PLACE, "Nothing to do for cloud " + name);
-        return;
+    RunInput input = ownInput();
+    input.featureAngle = featureAngle;
+    prepare(input);
+}
+
+RunInput Cloud::ownInput() const {
+    return runInputOf(spacingAbs, spacingFactor, bMelt, numGrowSteps);
+}
+
+void Cloud::makeScanBundles(const RunInput& input) {
+    std::vector<Point3> vNodePoints;
+    ProgressStep progress;
+    {
+        Smooth smooth(vPoints, pCalc);
+        smooth.run(input.bLapTreatment);
+        progress = bundleSteps();
+        vNodePoints = pointsOfNodes(smooth, *pCalc, progress);
     }
-    estimateRes2();
-    createCalc();
-    SoupCells cells = rasteriseSoup(vPoints, *pCalc, {featureAngle, drawing.bComplete, drawing.bBrief});
+    freeMemory(vPoints);
+    createBundlesOf(vNodePoints, input.gapClosing, progress);
+}
+
+void Cloud::makeSoupBundles(const RunInput& input) {
+    SoupCells cells = rasteriseSoup(vPoints, *pCalc, {input.featureAngle, input.bCompleteSoup, input.bBriefSoup});
     soupFigures = cells.figures;
     vPoints = std::move(cells.vPoints);
     vFeatures = std::move(cells.vFeatures);
@@ -153,13 +184,26 @@ void Cloud::preparePixelsAndFeatures(double featureAngle) {
     vBundles = bundleStore.makeBundlesAt(vPoints, *pCalc);
 }
 
-void Cloud::estimateRes2() {
-    if (spacingAbs > 0.0) {
-        usedSpacing = spacingAbs;
-        return;
+std::optional<double> Cloud::chooseGrid(const RunInput& input) {
+    if (input.grid && !input.bSoup) {
+        setGrid(*input.grid);
+        usedSpacing = pCalc->getSideLen();
+        return std::nullopt;
     }
-    detectedSpacing = estimateSpacing(vPoints, bounds, numInputPoints);
-    usedSpacing = spacingFactor * detectedSpacing;
+    const std::optional<double> detected = takeSpacing(input);
+    createCalc();
+    return detected;
+}
+
+std::optional<double> Cloud::takeSpacing(const RunInput& input) {
+    const RunSpacing spacing = chooseSpacing(vPoints, bounds, numInputPoints, input);
+    usedSpacing = spacing.used;
+    if (spacing.detected) detectedSpacing = *spacing.detected;
+    return spacing.detected;
+}
+
+void Cloud::estimateRes2() {
+    takeSpacing(ownInput());
 }
 
 void Cloud::createCalc() {
@@ -173,21 +217,12 @@ void Cloud::setGrid(const Calc& grid) {
 
 void Cloud::createBundles(Smooth* pSmooth) {
     const ProgressStep progress = bundleSteps();
-    createBundlesOf(pointsOfNodes(*pSmooth, progress), progress);
+    createBundlesOf(pointsOfNodes(*pSmooth, *pCalc, progress), gapClosingOf(numGrowSteps), progress);
 }
 
-std::vector<Point3> Cloud::pointsOfNodes(Smooth& smooth, const ProgressStep& progress) const {
-    progress.advance();
-    const auto vCellNode = oneNodePerCell(smooth.getNodesRef(), *pCalc);  // codes, sorting and choice in one
-    progress.advance(2);
-    std::vector<Point3> vNodePoints = deliveredPoints(vCellNode, *pCalc);
-    progress.advance();
-    return vNodePoints;
-}
-
-void Cloud::createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep& progress) {
-    std::vector<std::pair<CCD, Point3>> vCells;
-    cleanPoints_RCD(vNodePoints, vCells);
+void Cloud::createBundlesOf(const std::vector<Point3>& vNodePoints, const std::optional<GapClosing>& gapClosing,
+                            const ProgressStep& progress) {
+    const auto vCells = cleanedCells(vNodePoints, pCalc, gapClosing);
     progress.advance();
     vBundles = bundleStore.makeBundles(vCells);
     progress.advance();
@@ -197,15 +232,7 @@ void Cloud::createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep&
 // ---- The cleaning -------------------------------------------------------------------------------------------------------
 
 void Cloud::cleanPoints_RCD(std::vector<Point3>& vNodePoints, std::vector<std::pair<CCD, Point3>>& vOut) {
-    vOut.clear();
-    if (vNodePoints.empty()) return;
-    ASSEX(pCalc!=NULL);
-    std::optional<GapClosing> gapClosing;
-    if (numGrowSteps > 0) gapClosing = {numGrowSteps, bCarefulGrowth};
-    const CellPoints cells = cleanCells(vNodePoints, *pCalc, gapClosing);
-    transform_MT(cells, vOut, [this](const std::pair<RCD, Point3>& cell) {
-        return std::make_pair(pCalc->rcd2ccd(cell.first), cell.second);
-    });
+    vOut = cleanedCells(vNodePoints, pCalc, gapClosingOf(numGrowSteps));
 }
 
 void Cloud::getRCD2Point(std::vector<Point3>& vNodePoints, VRCDPoint& vRCDPoint, VRCD& vAllRCDOut) {

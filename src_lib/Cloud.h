@@ -1,6 +1,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <utility>
 #include <vector>
@@ -29,7 +30,7 @@ class Smooth;
 /// corner becomes flat, with all corners in one place, and is dropped with the other flat ones.
 class Cloud {
 public:
-    /// cloudName: as below. input: not all of it, a way to bundles gets the rest.
+    /// cloudName: as below. input: for prepare().
     Cloud(const std::string& cloudName, const RunInput& input);
     /// cloudName: the name in messages; the file name for a cloud from a file.
     /// absoluteSpacing: edge of a grid cell; not greater than 0: the detected spacing times factor.
@@ -56,19 +57,20 @@ public:
     /// Throws KelBugException for an STL file unless the cloud is a soup with an absolute spacing.
     bool readPoints(const std::string& filename, std::vector<Point3>& vOut);
 
-    // ---- The ways to bundles
-    /// Computes spacing, grid, smoothing and bundles of scan points, and frees these. For an empty cloud it warns and makes
-    /// no grid.
-    /// pGivenCalc: null, or a grid to copy in place of an estimate; it must hold all points with some cells to spare on each
-    /// side.
-    /// Cost: O(n log n).
+    // ---- The way to bundles
+    /// Makes the grid and the bundles as the input says; the cloud's own single parameters aren't read. For an empty cloud
+    /// it warns and makes no grid.
+    /// A scan is smoothed and cleaned, its points are freed. A soup is rasterised (rasteriseSoup()): vPoints is replaced by
+    /// the points of the cells, to which the bundles refer; one of flat triangles only gives a grid and no bundles.
+    /// Returns the detected spacing; none when none was estimated. Throws KelBugException for a soup without three points
+    /// per triangle. Cost: O(n log n).
+    std::optional<double> prepare(const RunInput& input);
+    /// prepare() for a scan, by the cloud's own parameters. pGivenCalc: null, or RunInput::grid.
     void prepareScanPoints(bool bLapTreatment, Calc* pGivenCalc);
-    /// The same for a soup, by rasteriseSoup(). vPoints is replaced by the points of the cells, to which the bundles refer.
-    /// A soup of flat triangles only gives a grid and no bundles.
-    /// Throws KelBugException unless there are three points per triangle.
+    /// prepare() for a soup, by the cloud's own parameters.
     void preparePixelsAndFeatures(double featureAngle);
 
-    // ---- Steps of both
+    // ---- Its steps, by the cloud's own parameters
     /// Sets usedSpacing; unless the caller gave a spacing, also detectedSpacing, by estimateSpacing().
     void estimateRes2();
     /// Makes the grid from bounds and usedSpacing (makeGrid()), and moves the bounds out by the margin.
@@ -113,6 +115,7 @@ public:
     double getInputIOTime() const { return inputIOTime; }
     void printStatistics() const;
 
+    // The parameters of the second constructor; the first one fills them in for readers alone.
     int numGrowSteps;
     double inputIOTime = 0.0;  ///< seconds
     std::string name;
@@ -128,13 +131,16 @@ public:
     std::vector<std::pair<CCD, CCD>> vFeatures, vBorders;
 
 private:
-    // The halves of createBundles(): between them the nodes can be freed.
-    std::vector<Point3> pointsOfNodes(Smooth& smooth, const ProgressStep& progress) const;
-    void createBundlesOf(std::vector<Point3> vNodePoints, const ProgressStep& progress);
+    RunInput ownInput() const;
+    std::optional<double> chooseGrid(const RunInput& input);
+    std::optional<double> takeSpacing(const RunInput& input);
+    void makeScanBundles(const RunInput& input);
+    void makeSoupBundles(const RunInput& input);
+    // The second half of createBundles(): before it the nodes can be freed.
+    void createBundlesOf(const std::vector<Point3>& vNodePoints, const std::optional<GapClosing>& gapClosing,
+                         const ProgressStep& progress);
     void setGrid(const Calc& grid);
 
-    bool bCarefulGrowth = false;  // see GapClosing::bCareful
-    SoupDrawing drawing;          // without the feature angle
     SoupFigures soupFigures;
     PointBounds bounds;
     BundleStore bundleStore;

@@ -1,7 +1,6 @@
 // Takes the input of a run and carries its cloud through the point stages.
 #include "CloudMgr.h"
 
-#include <cmath>
 #include <utility>
 
 #include "Cloud.h"
@@ -14,24 +13,7 @@ namespace TARN_KEL {
 namespace {
 
 const double FILE_FEATURE_ANGLE = 10.0;  // degrees
-const double ABOVE_ANY_ANGLE = 361.0;    // no fold is a feature
-const double NO_SPACING = -1.0;          // the cloud estimates it
-
-RunInput makeInput(double spacingAbs, double spacingFactor, bool bSoup, bool bLapTreatment, int numGrowSteps) {
-    RunInput input{.bSoup = bSoup, .spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment};
-    if (spacingAbs > 0.0 && std::isfinite(spacingAbs)) input.spacing = spacingAbs;
-    if (numGrowSteps > 0) input.numGrowSteps = numGrowSteps;
-    return input;
-}
-
-void prepare(Cloud& cloud, const RunInput& input) {
-    if (cloud.isPixelizer()) {
-        cloud.preparePixelsAndFeatures(input.featureAngle.value_or(ABOVE_ANY_ANGLE));
-        return;
-    }
-    std::optional<Calc> grid = input.grid;
-    cloud.prepareScanPoints(input.bLapTreatment, grid ? &*grid : nullptr);
-}
+const double NO_SPACING = -1.0;          // none was estimated
 
 }  // namespace
 
@@ -41,15 +23,14 @@ CloudMgr::~CloudMgr() = default;
 std::optional<double> CloudMgr::setInput(std::vector<Point3> vPoints, const RunInput& input) {
     Cloud& cloud = addCloud("inputPointsViaMemory", input);
     cloud.take(std::move(vPoints));
-    prepare(cloud, input);
-    const double detected = cloud.getDetectedSpacing();
-    return detected == NO_SPACING ? std::nullopt : std::optional(detected);
+    return cloud.prepare(input);
 }
 
 double CloudMgr::setInputPoints(std::vector<Point3>& vPoints, double spacingAbs, double spacingFactor, bool bMelt,
                                 double featureAngle, bool bLapTreatment, Calc* pCalc, int numGrowSteps) {
-    RunInput input = makeInput(spacingAbs, spacingFactor, bMelt, bLapTreatment, numGrowSteps);
+    RunInput input = runInputOf(spacingAbs, spacingFactor, bMelt, numGrowSteps);
     input.featureAngle = featureAngle;
+    input.bLapTreatment = bLapTreatment;
     if (pCalc != nullptr) input.grid = *pCalc;
     return setInput(vPoints, input).value_or(NO_SPACING);
 }
@@ -61,13 +42,14 @@ void CloudMgr::readFiles(const std::vector<std::string>& vNames, double spacingA
         out() << "Multiple input point clouds will be supported in later versions" << std::endl;
         ASSEX(false);
     }
-    RunInput input = makeInput(spacingAbs, spacingFactor, bMelt, bLapTreatment, numGrowSteps);
+    RunInput input = runInputOf(spacingAbs, spacingFactor, bMelt, numGrowSteps);
+    input.bLapTreatment = bLapTreatment;
     input.featureAngle = FILE_FEATURE_ANGLE;
     for (const std::string& filename : vNames) {
         Cloud& cloud = addCloud(filename, input);
         cloud.load();
         sumTimeInputIO += cloud.getInputIOTime();
-        prepare(cloud, input);
+        cloud.prepare(input);
     }
 }
 

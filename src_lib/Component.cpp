@@ -38,7 +38,10 @@ Component::Component(const VRCD& cells, const VRCD& border, const VRCDPoint& vRC
 
 Component::Component(const std::vector<Component*>& vGroup, int growSteps, const VRCDPoint& vRCDPoint, Calc* pGrid)
     : Sheet(vRCDPoint, pGrid),
-      GapField(pGrid, growSteps),
+      numGrowSteps(growSteps),
+      cornerStore(std::make_unique<CornerStore>(pGrid)),
+      sideLen(static_cast<float>(pGrid->getSideLen())),
+      halfSideLen(0.5F * sideLen),
       label(seqNumMaster++),
       name(nameOf("mstc_", label)),
       bOriented(true) {
@@ -79,14 +82,21 @@ void Component::flip() {
 bool Component::run(VRCDPoint& vOut) {
     ASSEX(numGrowSteps>0);
     defineBounds(MARGIN);
-    assignFirstDistances();
-    inflateCtrl2();
+    const GrowthBox& box = *this;
+    GapField field(*this, box);
+    field.grow(numGrowSteps);
+    cornerStore = std::move(field).takeCorners();
     getZeroRCD(vOut);
     return true;
 }
 
+CornerStore& Component::getStore() const {
+    ASSEX(cornerStore!=NULL);
+    return *cornerStore;
+}
+
 void Component::defineBounds(int margin) {
-    setBounds(vCells, margin);
+    static_cast<GrowthBox&>(*this) = boxAround(vCells, margin);
 }
 
 void Component::assignFirstDistances() {
@@ -95,6 +105,22 @@ void Component::assignFirstDistances() {
 
 void Component::assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign) {
     seedStrip(vStrip, sign, *pRCDPoint, getStore());
+}
+
+void Component::inflateCtrl2() {
+    if (numGrowSteps > 0) growField(getStore(), *this, numGrowSteps);
+}
+
+bool Component::inflateOneStep2() {
+    return growOneStep(getStore(), *this);
+}
+
+void Component::infl_createFront(std::vector<Corner*>& vOut) {
+    append(createFront(getStore(), *this), vOut);
+}
+
+void Component::lowPass2(int numIter, bool bUseWeights) {
+    smoothField(getStore(), numIter, bUseWeights);
 }
 
 void Component::getZeroRCD(VRCDPoint& vOut) {

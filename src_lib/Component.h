@@ -1,11 +1,13 @@
 #pragma once
 
 #include <atomic>
+#include <memory>
 #include <string>
 #include <utility>
 #include <vector>
 
 #include "Calc.h"
+#include "CornerStore.h"
 #include "GapField.h"
 #include "Sheet.h"
 #include "kel.h"
@@ -19,11 +21,11 @@ struct ConnectionStruct;
 ///
 /// A Component is a Sheet, which is coloured by the constructor, and the votes of sheets that face each other across gaps,
 /// which tell whether its sides must be exchanged. When all sheets are oriented, a master component takes over cells and
-/// colours of its sheets. It also has a GapField: it gives every lattice corner near the sheets a signed distance, grows
-/// this field outward, and finds the cells of its zero crossings.
+/// colours of its sheets. Its run() gives every lattice corner near the sheets a signed distance, grows this field outward
+/// (GapField), and finds the cells of its zero crossings. A sheet has no field: what needs one fails (assertion).
 ///
 /// The Filler owns all components. A component isn't copied or moved, and belongs to one thread.
-class Component : public Sheet, public GapField {
+class Component : public Sheet, public GrowthBox {
 public:
     using VRCDPoint = Sheet::VRCDPoint;
 
@@ -52,20 +54,32 @@ public:
     /// Exchanges the two sides, and with them the sign of every vote.
     void flip();
 
-    // ---- The field of a master component; its growth is that of GapField
+    // ---- The field of a master component
 
-    /// Runs defineBounds(), assignFirstDistances(), inflateCtrl2() and getZeroRCD(), once. vOut: gets what the last one
-    /// appends. Always returns true. Throws (assertion) unless numGrowSteps is above 0.
+    /// Makes a GapField in a box of 30 cells around the own ones, grows it and keeps its corners; then getZeroRCD(). To be
+    /// called once. Always returns true. Throws (assertion) unless numGrowSteps is above 0.
     /// Cost: O(n log n) for n cells, and O(c) for c corners in each step of growth.
     bool run(VRCDPoint& vOut);
-    /// Sets the box in which the field may grow: that of the cells, and margin cells more on each side, but not below 0.
+
+    // Its steps one by one, on cornerStore.
+
+    /// boxAround() the cells.
     void defineBounds(int margin);
     /// seedFromSheet() for the cells and facets of this component.
     void assignFirstDistances();
     /// seedStrip() with the points of this component. O(n log n).
     void assignDistancesToSideStrip(std::vector<Facet*>& vStrip, double sign);
+    /// growField(), growOneStep(), createFront(), smoothField().
+    void inflateCtrl2();
+    bool inflateOneStep2();
+    void infl_createFront(std::vector<Corner*>& vOut);
+    void lowPass2(int numIter, bool bUseWeights);
     /// Appends the cells of zerosOf(), except the component's own ones, with the points moved into their cells.
     void getZeroRCD(VRCDPoint& vOut);
+
+    int numGrowSteps = 0;                      ///< the largest number of steps that the field grows; 0 for a sheet
+    std::unique_ptr<CornerStore> cornerStore;  ///< the field; null for a sheet, and after Filler::run()
+    float sideLen = 0.0F, halfSideLen = 0.0F;  ///< the edge of a cell, and half of it; 0 for a sheet
 
     int label;         ///< a running number, separate for sheets and master components
     std::string name;  ///< for names of debug files; only written
@@ -75,6 +89,9 @@ public:
     // The next labels. They name components in debug output and decide nothing.
     static std::atomic<int> seqNum;
     static std::atomic<int> seqNumMaster;
+
+private:
+    CornerStore& getStore() const;
 };
 
 }  // namespace TARN_KEL

@@ -66,6 +66,7 @@ public:
     void getNeigs(Corner* pCorner, std::vector<Corner*>& vNeigs);
     /// Where a corner is, in the cloud's unit.
     Point3 getPosition(RCC rcc) const { return pCalc->getRefPoint_RCC(rcc); }
+    float getCellEdge() const { return static_cast<float>(pCalc->getSideLen()); }
     /// All corners, in the order of creation.
     std::vector<Corner*>& getCornersRef() { return corners; }
     const std::vector<Corner*>& getCornersRef() const { return corners; }

@@ -1,15 +1,14 @@
-// A hole closed by volume: the order of the steps, from the region around it to the cells of the missing surface.
+// A hole closed by volume: the order of the steps, from the region around it to the triangles of the missing surface.
 #include "Hole.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "CEdge.h"
 #include "CMesh.h"
 #include "Chain.h"
-#include "RemoveDecider.h"
+#include "cubeTriangles.h"
 #include "drawings.h"
-#include "fieldZeros.h"
+#include "holeTriangles.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -101,10 +100,7 @@ void Hole::determineTriangles() {
 }
 
 void Hole::setBoundaryAndUnrelT() {
-    std::vector<CTriangle*> vAtChain;
-    for (const VCD vcd : vCCD)
-        pCMesh->getIncidentT(vcd, vAtChain);
-    sBoundaryT = std::set<CTriangle*>(vAtChain.begin(), vAtChain.end());
+    sBoundaryT = trianglesAt(vCCD, *pCMesh);
     sUnrelT = creasedAmong(sBoundaryT, *pCMesh);
 }
 
@@ -123,10 +119,7 @@ void Hole::getNormedIntFromVCD(VCD vcd, int& x, int& y, int& z) const {
 }
 
 int Hole::getAddressFromVCD(VCD vcd) const {
-    const Point p = toBox(*pCalc, vcd);
-    if (isInBox(p)) return getAddress(p[0], p[1], p[2]);
-    out() << "getAddressFromVCD, bad range, x=" << p[0] << ", y=" << p[1] << ", z=" << p[2] << std::endl;
-    return -1;
+    return getAddress(*pCalc, vcd);
 }
 
 // ---- First values -------------------------------------------------------------------------------------------------------
@@ -142,55 +135,62 @@ void Hole::initializeFirstRow() {
 }
 
 void Hole::initializeFirstRow_T(CTriangle* pCT) {
-    const bool bReliable = sUnrelT.count(pCT) == 0;
-    for (const auto& [vcd, distance] : distancesToPlane(pCT, *pCMesh, pCalc)) {
-        const int address = getAddressFromVCD(vcd);
-        if (address >= 0) seed(address, distance, bReliable);
-    }
+    seedByPlane(pCT, *pCMesh, pCalc, sUnrelT.count(pCT) == 0, *this);
 }
 
 void Hole::completeInitCbs() {
-    const VCCD vCorners = cornersOf(vT, *pCMesh);
-    VCCD vInside;
-    std::set_difference(vCorners.begin(), vCorners.end(), sRimVCD.begin(), sRimVCD.end(), std::back_inserter(vInside));
-    carryValues(outerEdges(vInside, *this, *pCalc), *this);
+    carryValues(outerEdges(innerCorners(*this, *pCMesh), *this, *pCalc), *this);
 }
 
-// ---- Zeros --------------------------------------------------------------------------------------------------------------
+// ---- Cells and triangles ------------------------------------------------------------------------------------------------
 
 Hole::VCCDPoint Hole::getZeroCbs() {
     out() << fatBar("getZeroCbs");
     liftZeros();
-    VRCDPoint vNotes;
-    for (const Crossing& crossing : crossingsNear(*this, *this, *pCalc))
-        for (const RCD rcd : cellsAround(crossing, *this, *pCalc))
-            vNotes.emplace_back(rcd, crossing.zero);
-    VCCDPoint vZeros = pointsOfCells(std::move(vNotes), *pCalc);
+    return thinBesideRegion(zeroCells(*this, *this, *pCalc), *this, *pCMesh, name);
+}
 
-    VCCD vBlue = thirdCorners(vCE, *pCalc);
-    vBlue.insert(vBlue.end(), vCCD.begin(), vCCD.end());
-    oneInstance(vBlue);
-    const VCCD vTriCCD = cornersOf(vT, *pCMesh);
-    VCCD vSeen = vTriCCD, vRed;  // what the removal test sees, and what it may remove
-    for (const auto& [ccd, point] : vZeros) {
-        vSeen.push_back(ccd);
-        if (!std::binary_search(vTriCCD.begin(), vTriCCD.end(), ccd)) vRed.push_back(ccd);
-    }
-    VCCD vExistingCCD = vRed;
-    vExistingCCD.insert(vExistingCCD.end(), vBlue.begin(), vBlue.end());
-    oneInstance(vExistingCCD);
-    out() << "vExistingCCD.size()=" << vExistingCCD.size() << "\nvRed: " << vRed.size() << "\nvBlue: " << vBlue.size()
-          << std::endl;
-    oneInstance(vSeen);
-    VCCD vKept, vDoomed;
-    RemoveDecider(vSeen, pCalc).pruneStrong(vRed, vKept, vDoomed);
-    out() << "vRemoveCandidates start: " << vRed.size() << "\nDoomed ones: " << vDoomed.size()
-          << "\nvRemoveCandidates final: " << vKept.size() << std::endl;
-    vRed = std::move(vKept);
-    drawOnTheWay([&] { drawCells(name + "prunedCandidates.list", pCalc, vRed, vBlue); });
-    std::sort(vRed.begin(), vRed.end());
-    std::erase_if(vZeros, [&](const auto& zero) { return !std::binary_search(vRed.begin(), vRed.end(), zero.first); });
-    return vZeros;
+void Hole::extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints) {
+    out() << fatBar("extractAndCleanHole");
+    liftZeros();
+    ChainedSheet sheet = thinBetweenChain(zeroCellsWithNotes(*this, *this, *pCalc, name), *this, *this, *pCMesh, name);
+    vCCD = std::move(sheet.vChain);
+    vCCDPoints = std::move(sheet.cells);
+    vHoleCCDs.clear();
+    for (const auto& [ccd, point] : vCCDPoints)
+        vHoleCCDs.push_back(ccd);
+}
+
+void Hole::grow() {
+    VCCD vHoleCCDs;
+    VCCDPoint vCCDPoints;
+    extractAndCleanHole(vHoleCCDs, vCCDPoints);
+    VCCD vAmbiguousT = growSheet(*pCMesh, casx, {vCCD, vCCDPoints});
+    solveAmbiguousT(vAmbiguousT);
+}
+
+bool Hole::shareAnEntry(VCCD a, VCCD b) {
+    return TARN_KEL::shareAnEntry(std::move(a), std::move(b));
+}
+
+int Hole::getConfig(VCD key, VCCD& vCells) {
+    return configOfCube(key, vCells);
+}
+
+void Hole::solveAmbiguousT(VCCD& vAmbiguousT) {
+    createTrianglesOfFlatCubes(pCMesh, vAmbiguousT);
+    drawOnTheWay([this] {
+        pCMesh->debugShow(name + "finalR.list", VT_REAL, CGREEN);
+        pCMesh->debugShow(name + "finalC.list", VT_COARSE, CGREEN);
+    });
+}
+
+void Hole::getNTriangleRows(int n, std::vector<CTriangle*>& vOut) {
+    VVCD vFront;
+    pChain->getVCD(vFront);
+    const std::vector<CTriangle*> vRows = triangleRows(*pCMesh, std::move(vFront), n);
+    vOut.insert(vOut.end(), vRows.begin(), vRows.end());
+    oneInstanceMT(vOut);
 }
 
 }  // namespace TARN_KEL

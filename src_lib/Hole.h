@@ -11,21 +11,21 @@
 #include "Field.h"
 #include "HoleRegion.h"
 #include "fieldSeeds.h"
+#include "holeCells.h"
 #include "kel.h"
 
 namespace TARN_KEL {
 
 class CMesh;
 class Chain;
-class Segment3;
-class Visualizer3;
 
 /// Closes one hole of a coarse mesh by volume: the surface around the hole gives a signed distance field on a dense box of
 /// lattice points, the field grows across the gap, and the cells where its sign changes are the missing ones.
 ///
 /// A Hole consists of three values and the operations that lead from one to the next: the region of the mesh around the hole
 /// (HoleRegion), a box of lattice points (Box), which is the cell range of the chain and 7 cells more on each side, and the
-/// field on it (Field). Operations on one of them alone are declared there.
+/// field on it (Field). Operations on one of them alone are declared there. The steps that need several of them are
+/// functions of their own (fieldSeeds.h, fieldZeros.h, holeCells.h, holeTriangles.h), which the operations here call.
 ///
 /// run() ends the process. A caller who wants the result calls its steps: makeField(), then getZeroCbs() for the cells, or
 /// grow() or createCMesh() for triangles. The steps of makeField() need each other's results, in the order in which they are
@@ -35,8 +35,7 @@ class Visualizer3;
 /// Failed conditions throw KelBugException. Sorting and createCMesh() use the pool; all else runs on the calling thread.
 class Hole : public HoleRegion, public Field {
 public:
-    using VCCDPoint = std::vector<std::pair<CCD, Point3>>;
-    using VRCDPoint = std::vector<std::pair<RCD, Point3>>;
+    using VCCDPoint = HoleCells;
 
     /// pChain: closed; of border edges, and of inner edges where it was closed over them. Computes nothing yet.
     Hole(CMesh* pCMesh, Chain* pChain);
@@ -79,15 +78,12 @@ public:
 
     /// Does nothing.
     void extractStrategy() {}
-    /// Returns the cells where the field changes its sign, without the cells of vT, thinned by the removal test, which sees
-    /// the cells of vT too. They are in ascending order, each with the mean of the zeros on its edges. Empty where the sign
-    /// doesn't change. Cost: O(n log n).
+    /// The cells where the field changes its sign, thinned by thinBesideRegion(). Empty where the sign doesn't change.
     VCCDPoint getZeroCbs();
 
     // ---- Cells to triangles
 
-    /// Finds the new cells. Cells that are corners of triangles are left out. Adds the third corners of diagonal chain edges
-    /// to vCCD.
+    /// Finds the new cells by thinBetweenChain(). Adds the third corners of diagonal chain edges to vCCD.
     /// vHoleCCDs: replaced by the new cells, sorted.
     /// vCCDPoints: replaced by these cells with their points, in the same order.
     void extractAndCleanHole(VCCD& vHoleCCDs, VCCDPoint& vCCDPoints);
@@ -140,14 +136,6 @@ public:
     Calc* pCalc;       ///< the mesh's
     Chain* pChain;     ///< not owned
     Casx casx;
-
-private:
-    VRCDPoint noteZeros();
-    void drawZeros(const std::vector<Segment3>& vSeg, const std::vector<Point3>& vNegative,
-                   const std::vector<Point3>& vPositive) const;
-    void drawNotes(const VRCDPoint& vNotes) const;
-    void writeBySign(Visualizer3& visualizer, const std::vector<int>& vAddresses) const;
-    void thinSheet(VCCD& vExisting, VCCD& vHoleCCDs);
 };
 
 }  // namespace TARN_KEL

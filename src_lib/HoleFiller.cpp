@@ -87,6 +87,60 @@ bool hasEdge(const std::vector<CTriangle*>& vT, const CEdge* pCE) {
     return std::any_of(vT.begin(), vT.end(), [pCE](const CTriangle* pCT) { return pCT->has(pCE->v0, pCE->v1); });
 }
 
+/// The border edges of each fan at the vertex; warns unless each fan has two.
+std::array<std::vector<CEdge*>, 2> bordersOfFans(const CMesh* pCMesh, VCD vcd, const EdgesByEnd& mmVCD2CE) {
+    const auto [vGroup0, vGroup1] = fansAt(pCMesh, vcd);
+    if (vGroup0.empty() || vGroup1.empty()) {
+        warning(KEL_PLACE, "empty groups");
+        out() << "vGroup0=" << vGroup0.size() << ", vGroup1=" << vGroup1.size() << std::endl;
+    }
+    const std::size_t num = mmVCD2CE.count(vcd);
+    if (num != 4) {
+        warning(KEL_PLACE, "Distance is " + toString(num));
+        return {};
+    }
+    std::array<std::vector<CEdge*>, 2> avCE;
+    for (auto [it, itEnd] = mmVCD2CE.equal_range(vcd); it != itEnd; ++it) {
+        const bool bGroup0 = hasEdge(vGroup0, it->second);
+        const bool bGroup1 = hasEdge(vGroup1, it->second);
+        ASSEX((bGroup0==true && bGroup1==false) || (bGroup0==false && bGroup1==true));
+        avCE[bGroup0 ? 0 : 1].push_back(it->second);
+    }
+    if (avCE[0].size() != 2 || avCE[1].size() != 2)
+        warning(KEL_PLACE, "vCE0.size()=" + toString(avCE[0].size()) + ", vCE1.size()=" + toString(avCE[1].size()));
+    return avCE;
+}
+
+/// The edge of vCE0 whose gap to the first edge of vCE1 is to be closed; null when both are nearer to the same one.
+CEdge* nearerOf(const CMesh* pCMesh, VCD vcd, const std::vector<CEdge*>& vCE0, const std::vector<CEdge*>& vCE1) {
+    const auto direction = [&](const CEdge* pCE) {
+        return normalize(*pCMesh->getVtx(pCE->getOtherVCD(vcd)) - *pCMesh->getVtx(vcd));
+    };
+    const Vector3 a = direction(vCE0[0]), b = direction(vCE0[1]), c = direction(vCE1[0]), d = direction(vCE1[1]);
+    const double d1 = getAngleDegree(a, c) - getAngleDegree(a, d);
+    const double d2 = getAngleDegree(b, d) - getAngleDegree(b, c);
+    if ((d1 < 0.0 && d2 > 0.0) || (d1 > 0.0 && d2 < 0.0)) return nullptr;
+    return vCE0[d1 > MUCH_NEARER && d2 > MUCH_NEARER ? 1 : 0];
+}
+
+void fillBetween(CMesh* pCMesh, VCD vcd, CEdge* pKillCE0, CEdge* pKillCE1, EdgesByEnd& mmVCD2CE) {
+    const CTriangle* pNeigT = pKillCE0->getTriangle(true, true);
+    std::vector<CTriangle*> vIncT;
+    pCMesh->getIncidentT(vcd, vIncT);
+    const VCD farVCD0 = pKillCE0->getOtherVCD(vcd), farVCD1 = pKillCE1->getOtherVCD(vcd);
+    CTriangle* pCT = pCMesh->createT(vcd, farVCD0, farVCD1, vIncT.front()->vcdCube, 0);
+    if (pCT->needFlip(pNeigT)) pCT->flipNNV();
+    ASSEX(pKillCE0->getDegree()==2);
+    ASSEX(pKillCE1->getDegree()==2);
+    eraseBothEntries(mmVCD2CE, pKillCE0);
+    eraseBothEntries(mmVCD2CE, pKillCE1);
+    CEdge* pThirdCE = pCMesh->getEdge(farVCD0, farVCD1);
+    if (pThirdCE->getDegree() == 1)
+        enterBothEnds(mmVCD2CE, {pThirdCE});
+    else
+        eraseBothEntries(mmVCD2CE, pThirdCE);  // the triangle has closed a border of three edges
+}
+
 }  // namespace
 
 HoleFiller::HoleFiller(CMesh* pMesh, Calc* pGrid) : pCMesh(pMesh), pCalc(pGrid) {}
@@ -150,61 +204,9 @@ void HoleFiller::createLoopsStrategy(const std::vector<CEdge*>& vCE) {
 }
 
 void HoleFiller::solveMultiVCD(VCD vcd, EdgesByEnd& mmVCD2CE) {
-    const auto [vCE0, vCE1] = bordersOfFans(vcd, mmVCD2CE);
+    const auto [vCE0, vCE1] = bordersOfFans(pCMesh, vcd, mmVCD2CE);
     if (vCE0.size() != 2 || vCE1.size() != 2) return;
-    if (CEdge* const pCE0 = nearerOf(vcd, vCE0, vCE1)) fillBetween(vcd, pCE0, vCE1[0], mmVCD2CE);
-}
-
-std::array<std::vector<CEdge*>, 2> HoleFiller::bordersOfFans(VCD vcd, const EdgesByEnd& mmVCD2CE) const {
-    const auto [vGroup0, vGroup1] = fansAt(pCMesh, vcd);
-    if (vGroup0.empty() || vGroup1.empty()) {
-        warning(KEL_PLACE, "empty groups");
-        out() << "vGroup0=" << vGroup0.size() << ", vGroup1=" << vGroup1.size() << std::endl;
-    }
-    const std::size_t num = mmVCD2CE.count(vcd);
-    if (num != 4) {
-        warning(KEL_PLACE, "Distance is " + toString(num));
-        return {};
-    }
-    std::array<std::vector<CEdge*>, 2> avCE;
-    for (auto [it, itEnd] = mmVCD2CE.equal_range(vcd); it != itEnd; ++it) {
-        const bool bGroup0 = hasEdge(vGroup0, it->second);
-        const bool bGroup1 = hasEdge(vGroup1, it->second);
-        ASSEX((bGroup0==true && bGroup1==false) || (bGroup0==false && bGroup1==true));
-        avCE[bGroup0 ? 0 : 1].push_back(it->second);
-    }
-    if (avCE[0].size() != 2 || avCE[1].size() != 2)
-        warning(KEL_PLACE, "vCE0.size()=" + toString(avCE[0].size()) + ", vCE1.size()=" + toString(avCE[1].size()));
-    return avCE;
-}
-
-CEdge* HoleFiller::nearerOf(VCD vcd, const std::vector<CEdge*>& vCE0, const std::vector<CEdge*>& vCE1) const {
-    const auto direction = [&](const CEdge* pCE) {
-        return normalize(*pCMesh->getVtx(pCE->getOtherVCD(vcd)) - *pCMesh->getVtx(vcd));
-    };
-    const Vector3 a = direction(vCE0[0]), b = direction(vCE0[1]), c = direction(vCE1[0]), d = direction(vCE1[1]);
-    const double d1 = getAngleDegree(a, c) - getAngleDegree(a, d);
-    const double d2 = getAngleDegree(b, d) - getAngleDegree(b, c);
-    if ((d1 < 0.0 && d2 > 0.0) || (d1 > 0.0 && d2 < 0.0)) return nullptr;
-    return vCE0[d1 > MUCH_NEARER && d2 > MUCH_NEARER ? 1 : 0];
-}
-
-void HoleFiller::fillBetween(VCD vcd, CEdge* pKillCE0, CEdge* pKillCE1, EdgesByEnd& mmVCD2CE) {
-    const CTriangle* pNeigT = pKillCE0->getTriangle(true, true);
-    std::vector<CTriangle*> vIncT;
-    pCMesh->getIncidentT(vcd, vIncT);
-    const VCD farVCD0 = pKillCE0->getOtherVCD(vcd), farVCD1 = pKillCE1->getOtherVCD(vcd);
-    CTriangle* pCT = pCMesh->createT(vcd, farVCD0, farVCD1, vIncT.front()->vcdCube, 0);
-    if (pCT->needFlip(pNeigT)) pCT->flipNNV();
-    ASSEX(pKillCE0->getDegree()==2);
-    ASSEX(pKillCE1->getDegree()==2);
-    eraseBothEntries(mmVCD2CE, pKillCE0);
-    eraseBothEntries(mmVCD2CE, pKillCE1);
-    CEdge* pThirdCE = pCMesh->getEdge(farVCD0, farVCD1);
-    if (pThirdCE->getDegree() == 1)
-        enterBothEnds(mmVCD2CE, {pThirdCE});
-    else
-        eraseBothEntries(mmVCD2CE, pThirdCE);  // the triangle has closed a border of three edges
+    if (CEdge* const pCE0 = nearerOf(pCMesh, vcd, vCE0, vCE1)) fillBetween(pCMesh, vcd, pCE0, vCE1[0], mmVCD2CE);
 }
 
 void HoleFiller::showLoops(const std::string& filename) const {

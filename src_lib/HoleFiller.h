@@ -1,6 +1,5 @@
 #pragma once
 
-#include <array>
 #include <string>
 #include <vector>
 
@@ -46,13 +45,6 @@ public:
     std::vector<Loop*> vLoops;  ///< owned; none is left after run()
 
 private:
-    // The steps of solveMultiVCD().
-    /// The border edges of each fan at the vertex; warns unless each fan has two.
-    std::array<std::vector<CEdge*>, 2> bordersOfFans(VCD vcd, const EdgesByEnd& mmVCD2CE) const;
-    /// The edge of vCE0 whose gap to the first edge of vCE1 is to be closed; null when both are nearer to the same one.
-    CEdge* nearerOf(VCD vcd, const std::vector<CEdge*>& vCE0, const std::vector<CEdge*>& vCE1) const;
-    void fillBetween(VCD vcd, CEdge* pKillCE0, CEdge* pKillCE1, EdgesByEnd& mmVCD2CE);
-
     bool fillLoops();
     void dropLoops(std::vector<CEdge*>& vRemainingCE);
 };

@@ -24,11 +24,6 @@ Progress* progressRoot() {
     return ThreadSingleton<Progress>::getInstance();
 }
 
-/// Steps that aren't above 0 ask for no gap closing.
-std::optional<int> growSteps(int numGrowSteps) {
-    return numGrowSteps > 0 ? std::optional(numGrowSteps) : std::nullopt;
-}
-
 RunInput soupInput(double spacing, double featureAngle) {
     return {.bSoup = true, .spacing = spacing, .featureAngle = featureAngle};
 }
@@ -47,12 +42,12 @@ MeshPtr reconstructScan(const std::vector<Point3>& vPoints, const RunInput& inpu
 
 MeshPtr reconstruct_auto(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingFactor, int numGrowSteps) {
     return reconstructScan(
-        vPoints, {.spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
+        vPoints, {.spacingFactor = spacingFactor, .bLapTreatment = bLapTreatment, .gapClosing = gapClosingOf(numGrowSteps)});
 }
 
 MeshPtr reconstruct_abs(std::vector<Point3>& vPoints, bool bLapTreatment, double spacingAbs, int numGrowSteps) {
-    return reconstructScan(vPoints,
-                           {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .numGrowSteps = growSteps(numGrowSteps)});
+    return reconstructScan(
+        vPoints, {.spacing = spacingAbs, .bLapTreatment = bLapTreatment, .gapClosing = gapClosingOf(numGrowSteps)});
 }
 
 MeshPtr melt(std::vector<Point3>& vPoints, double spacingAbs, double featureAngle) {

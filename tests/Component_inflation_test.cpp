@@ -137,10 +137,12 @@ TEST(Inflation, theFirstValuesAreDistancesNearTheSeamAndZeroBeyond) {
 
 TEST(Inflation, eachStepGrowsAndSmoothsAsDescribed) {
     int numMet = 0;
+    std::size_t numZeros = 0;
     forSeeds(12, [&](unsigned seed) {
         const VRCD vRCD = randomPlates(seed);
         const int numGrowSteps = 1 + static_cast<int>(seed % 10);
-        Sheets sheets(vRCD, numGrowSteps, seed + 1), again(vRCD, numGrowSteps, seed + 1);
+        Sheets sheets(vRCD, numGrowSteps, seed + 1), again(vRCD, numGrowSteps, seed + 1),
+            whole(vRCD, numGrowSteps, seed + 1);
         for (Component* pMaster : {sheets.pMaster.get(), again.pMaster.get()}) {
             pMaster->defineBounds(seed % 5 == 0 ? 1 : 30);
             pMaster->assignFirstDistances();
@@ -157,8 +159,14 @@ TEST(Inflation, eachStepGrowsAndSmoothsAsDescribed) {
         }
         again.pMaster->inflateCtrl2();
         EXPECT_EQ(fieldOf(*again.pMaster), fieldOf(master));
+        VRCDPoint vOfSteps, vOfRun;
+        again.pMaster->getZeroRCD(vOfSteps);
+        whole.pMaster->run(vOfRun);
+        EXPECT_TRUE(vOfRun == vOfSteps || seed % 5 == 0) << "but for the smaller box";
+        numZeros += vOfRun.size();
     });
     EXPECT_GT(numMet, 20);
+    EXPECT_GT(numZeros, 100U);
 }
 
 TEST(Inflation, theZerosOfALinearFieldLieOnItsPlane) {

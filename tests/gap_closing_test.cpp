@@ -1,5 +1,5 @@
 // The raster cleaning with growth, on surfaces with gaps of which everything is known. One unit is a cell.
-#include "Cloud.h"
+#include "RunInput.h"
 #include "support/packedCells.h"
 #include "support/points.h"
 #include "support/prelude.h"
@@ -13,16 +13,12 @@ using Cells = std::map<RCD, Point3>;
 constexpr double BASE = 530.3;  // of the middle of all bodies, off the lattice
 
 /// The cells that the cleaning leaves, with growth of so many steps.
-Cells cleaned(Points vPoints, int numGrowSteps, bool bCareful = false) {
+Cells cleaned(const Points& vPoints, int numGrowSteps, bool bCareful = false) {
     const CoutSilence silence;
-    Cloud cloud("c", {.numGrowSteps = numGrowSteps, .bCarefulGrowth = bCareful});
-    cloud.pCalc = new Calc(unitGrid());
-    std::vector<std::pair<CCD, Point3>> vOut;
-    cloud.cleanPoints_RCD(vPoints, vOut);
     Cells mOut;
-    for (const auto& [ccd, point] : vOut) {
-        EXPECT_EQ(unitGrid().getCCD(&point), ccd);
-        EXPECT_TRUE(mOut.emplace(unitGrid().ccd2rcd(ccd), point).second) << "a cell twice";
+    for (const auto& [rcd, point] : cleanCells(vPoints, unitGrid(), gapClosingOf(numGrowSteps, bCareful))) {
+        EXPECT_EQ(unitGrid().getRCD(&point), rcd);
+        EXPECT_TRUE(mOut.emplace(rcd, point).second) << "a cell twice";
     }
     return mOut;
 }

@@ -9,7 +9,7 @@ import sys
 root = pathlib.Path(__file__).resolve().parent.parent
 source = root / "src_lib"
 SPATIAL = ("octree/", "curve/", "tarn_locate3/")  # folders of the root, whose headers are included by their path
-HAVE_ASIDE = {"Hole", "HoleToCCD", "Holex", "Top", "TopMelt"}
+HAVE_ASIDE = {"Hole", "Hole_show", "HoleToCCD", "Holex", "Top", "TopMelt"}
 DEFINED_ABOVE = re.compile(r"draw/\w+\.cpp|api/aside/Hole_mesh\.cpp")  # members that need more than their class may use
 uses, units, faults = {}, {}, []
 for line in (root / "docs/modules.txt").read_text().splitlines():

@@ -38,7 +38,7 @@ TEST(RunInput, givesTheSameBundlesAsArgumentsInARow) {
     for (const auto& [input, spacing, factor, bLapTreatment, bFixed, numGrowSteps] :
          {Case{{.spacingFactor = 1.3}, -1.0, 1.3, false, false, 0},
           Case{{.spacing = 0.07, .bLapTreatment = true}, 0.07, -1.0, true, false, -1},
-          Case{{.spacing = 0.07, .spacingFactor = 2.0, .numGrowSteps = 3}, 0.07, 5.0, false, false, 3},
+          Case{{.spacing = 0.07, .spacingFactor = 2.0, .gapClosing = GapClosing{3}}, 0.07, 5.0, false, false, 3},
           Case{{.grid = fixed}, NOT_A_NUMBER, 1.0, false, true, -7}}) {
         auto vPoints = vScan;
         Calc grid = fixed;

@@ -177,11 +177,10 @@ void ScanRun::chooseSpacing(const std::vector<Point3>& vPoints) {
 }
 
 MeshPtr ScanRun::makeMesh(std::vector<Point3> vPoints) {
-    RunInput input{.grid = grid, .bLapTreatment = options.bLaplacian};
-    if (options.numGrowSteps > 0) input.numGrowSteps = options.numGrowSteps;
-    input.bCarefulGrowth = options.bCarefulGrowth;
     auto pCloudMgr = std::make_unique<CloudMgr>();
-    pCloudMgr->setInput(std::move(vPoints), input);
+    pCloudMgr->setInput(std::move(vPoints), {.grid = grid,
+                                             .bLapTreatment = options.bLaplacian,
+                                             .gapClosing = gapClosingOf(options.numGrowSteps, options.bCarefulGrowth)});
     report.numCells = pCloudMgr->getNumBundles();
     return reconstructFrom(std::move(pCloudMgr));
 }

@@ -16,6 +16,7 @@
 #include <cmath>
 
 #include "CornerLowPass.h"
+#include "Sheet.h"
 #include "freeFunctions.h"
 #include "signedField.h"
 #include "sortMT.h"
@@ -40,8 +41,8 @@ public:
     using Real = float;
     static constexpr std::size_t MIN_PARALLEL = WORTH_A_TASK;
 
-    Front(std::vector<Corner*> vNew, const CornerStore& store, float cellEdge)
-        : vFront(std::move(vNew)), corners(store.getCornersRef()), sideLen(cellEdge) {}
+    Front(std::vector<Corner*> vNew, const CornerStore& store)
+        : vFront(std::move(vNew)), corners(store.getCornersRef()), sideLen(store.getCellEdge()) {}
 
     std::size_t size() const { return vFront.size(); }
     template <typename See>
@@ -110,69 +111,66 @@ private:
 
 }  // namespace
 
-GapField::GapField(Calc* pGrid, int growSteps)
-    : numGrowSteps(growSteps),
-      cornerStore(std::make_unique<CornerStore>(pGrid)),
-      sideLen(static_cast<float>(pGrid->getSideLen())),
-      halfSideLen(0.5F * sideLen) {}
-
-CornerStore& GapField::getStore() const {
-    ASSEX(cornerStore!=NULL);
-    return *cornerStore;
+bool GrowthBox::contains(RCC rcc) const {
+    const auto [x, y, z] = coordinatesOf(rcc);
+    return x >= minX && x <= maxX && y >= minY && y <= maxY && z >= minZ && z <= maxZ;
 }
 
-void GapField::setBounds(const VRCD& vCells, int margin) {
-    minX = minY = minZ = INT_MAX;
-    maxX = maxY = maxZ = 0;
+GrowthBox boxAround(const VRCD& vCells, int margin) {
+    GrowthBox box;
     for (const RCD rcd : vCells) {
         const auto [x, y, z] = coordinatesOf(rcd);
-        minX = std::min(minX, x);
-        minY = std::min(minY, y);
-        minZ = std::min(minZ, z);
-        maxX = std::max(maxX, x);
-        maxY = std::max(maxY, y);
-        maxZ = std::max(maxZ, z);
+        box.minX = std::min(box.minX, x);
+        box.minY = std::min(box.minY, y);
+        box.minZ = std::min(box.minZ, z);
+        box.maxX = std::max(box.maxX, x);
+        box.maxY = std::max(box.maxY, y);
+        box.maxZ = std::max(box.maxZ, z);
     }
-    for (int* pMin : {&minX, &minY, &minZ})
+    for (int* pMin : {&box.minX, &box.minY, &box.minZ})
         *pMin = std::max(*pMin - margin, 0);
-    for (int* pMax : {&maxX, &maxY, &maxZ})
+    for (int* pMax : {&box.maxX, &box.maxY, &box.maxZ})
         *pMax += margin;
+    return box;
+}
+
+GapField::GapField(Sheet& sheet, const GrowthBox& box) : growthBox(box), pStore(std::make_unique<CornerStore>(sheet.pCalc)) {
+    seedFromSheet(sheet, *pStore);
+}
+
+void GapField::grow(int numGrowSteps) {
+    growField(*pStore, growthBox, numGrowSteps);
 }
 
 // As long as two sides meet somewhere there may be a gap to close.
-void GapField::inflateCtrl2() {
+void growField(CornerStore& store, const GrowthBox& box, int numGrowSteps) {
     bool bSidesMet = true;
     for (int step = 0; step < numGrowSteps && (step < MIN_STEPS || bSidesMet); ++step) {
-        bSidesMet = !inflateOneStep2();
-        lowPass2(LOW_PASS_ROUNDS, true);
+        bSidesMet = !growOneStep(store, box);
+        smoothField(store, LOW_PASS_ROUNDS, true);
     }
 }
 
-bool GapField::inflateOneStep2() {
-    std::vector<Corner*> vFront;
-    infl_createFront(vFront);
-    Front front(std::move(vFront), getStore(), sideLen);
+bool growOneStep(CornerStore& store, const GrowthBox& box) {
+    Front front(createFront(store, box), store);
     return !growRing(front);
 }
 
-void GapField::infl_createFront(std::vector<Corner*>& vOut) {
-    CornerStore& store = getStore();
+std::vector<Corner*> createFront(CornerStore& store, const GrowthBox& box) {
     VRCC vEmitters, vNew;
-    store.getFront(FRONT_CELLS * sideLen, vEmitters);
-    const auto isInBounds = [this](RCC rcc) {
-        const auto [x, y, z] = coordinatesOf(rcc);
-        return x >= minX && x <= maxX && y >= minY && y <= maxY && z >= minZ && z <= maxZ;
-    };
+    store.getFront(FRONT_CELLS * store.getCellEdge(), vEmitters);
     for (const RCC rcc : vEmitters)
-        if (isInBounds(rcc)) store.getMissingNeigs(*store.find(rcc), vNew);
+        if (box.contains(rcc)) store.getMissingNeigs(*store.find(rcc), vNew);
     oneInstanceOfNumbers(vNew);
+    std::vector<Corner*> vFront;
     for (const RCC rcc : vNew)
-        vOut.push_back(store.createCorner(rcc));
+        vFront.push_back(store.createCorner(rcc));
+    return vFront;
 }
 
-void GapField::lowPass2(int numIter, bool bUseWeights) {
+void smoothField(CornerStore& store, int numIter, bool bUseWeights) {
     if (numIter < 1) return;
-    CornerLowPass lowPass(getStore().getCornersRef(), halfSideLen, bUseWeights);
+    CornerLowPass lowPass(store.getCornersRef(), 0.5F * store.getCellEdge(), bUseWeights);
     for (int i = 0; i < numIter; ++i)
         lowPass.runRound();
     lowPass.store();

@@ -3,6 +3,7 @@
 #include <optional>
 
 #include "Calc.h"
+#include "cleanCells.h"
 
 namespace TARN_KEL {
 
@@ -20,10 +21,8 @@ struct RunInput {
     std::optional<Calc> grid = std::nullopt;
     /// Smoothing of noisy points.
     bool bLapTreatment = false;
-    /// Growth steps of the gap closing, above 0; none: gaps stay open.
-    std::optional<int> numGrowSteps = std::nullopt;
-    /// See GapClosing::bCareful.
-    bool bCarefulGrowth = false;
+    /// How gaps are closed; none: they stay open.
+    std::optional<GapClosing> gapClosing = std::nullopt;
 
     // ---- Soups
     /// Degrees: edges that fold by more stay sharp; none: only borders do.
@@ -32,5 +31,11 @@ struct RunInput {
     bool bCompleteSoup = false;
     bool bBriefSoup = false;
 };
+
+// From parameters in which a number that isn't above 0 stands for one that isn't given. Behind these nothing does.
+
+std::optional<GapClosing> gapClosingOf(int numSteps, bool bCareful = false);
+/// spacing: one that isn't finite doesn't count either.
+RunInput runInputOf(double spacing, double spacingFactor, bool bSoup, int numGrowSteps);
 
 }  // namespace TARN_KEL

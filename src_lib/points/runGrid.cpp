@@ -131,6 +131,13 @@ double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bo
     return extent > 0.0 ? extent : 1.0;
 }
 
+RunSpacing chooseSpacing(const std::vector<Point3>& vPoints, const PointBounds& bounds, std::size_t numSharing,
+                         const RunInput& input) {
+    if (input.spacing) return {std::nullopt, *input.spacing};
+    const double detected = estimateSpacing(vPoints, bounds, numSharing);
+    return {detected, input.spacingFactor * detected};
+}
+
 bool canBeGridded(const PointBounds& bounds, double spacing) {
     if (!(spacing > 0.0) || !std::isfinite(std::ldexp(spacing, MAXLEVELS))) return false;
     double largest = 0.0;
@@ -141,8 +148,7 @@ bool canBeGridded(const PointBounds& bounds, double spacing) {
 }
 
 Calc makeGrid(const PointBounds& bounds, double usedSpacing) {
-    if (!std::isfinite(usedSpacing)) usedSpacing = -1.0;  // no length, and to be reported like one that isn't positive
-    ASSEX(usedSpacing>0);
+    ASSEX_AS("usedSpacing>0", usedSpacing > 0 && std::isfinite(usedSpacing));
     const double numReqC = std::ceil(bounds.largestExtent() / usedSpacing) + 2.0 * MARGIN_CELLS;
     int baseLevel = static_cast<int>(std::fmin(std::trunc(std::log2(numReqC)) + 1.0, LARGEST_LEVEL));
     if (baseLevel > MAXLEVELS) {

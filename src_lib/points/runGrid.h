@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "Calc.h"
+#include "RunInput.h"
 #include "inputPoints.h"
 #include "kel.h"
 
@@ -24,6 +25,15 @@ double spacingForArea(double area, std::size_t numPoints);
 /// their extent, or 1.0 for an extent of 0.
 /// numSharing: how many points share the surface, usually all.
 double estimateSpacing(const std::vector<Point3>& vPoints, const PointBounds& bounds, std::size_t numSharing);
+
+/// The spacing of a run.
+struct RunSpacing {
+    std::optional<double> detected;  ///< none where the input gives a spacing
+    double used;                     ///< the edge of a grid cell; makeGrid() refuses what is no length
+};
+/// The spacing that the input gives, else the estimated one times its factor. numSharing: as for estimateSpacing().
+RunSpacing chooseSpacing(const std::vector<Point3>& vPoints, const PointBounds& bounds, std::size_t numSharing,
+                         const RunInput& input);
 
 /// The distance that makeGrid() keeps between the points and the sides, in cells.
 constexpr double MARGIN_CELLS = 5000.0;

@@ -63,7 +63,7 @@ SoupCells rasteriseSoup(std::vector<Point3>& vCorners, Calc& grid, const SoupDra
     std::vector<Point3*> vUnified = unifyCorners(vCorners);
     Pixel pixel(vUnified, &grid);
     pixel.bCountUncut = drawing.bBrief;
-    pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, drawing.featureAngle);
+    pixel.pixelTriangles(cells.vPoints, cells.vFeatures, cells.vBorders, drawing.featureAngle.value_or(ABOVE_ANY_FOLD));
     if (drawing.bComplete) addTouchedCells(pixel.vTri, grid, cells);
     cells.figures.bClosed = isClosed(pixel.vEdge2Tri);
     return cells;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <utility>
 #include <vector>
 
@@ -12,9 +13,10 @@ namespace TARN_KEL {
 
 /// How a soup is rasterised.
 struct SoupDrawing {
-    double featureAngle = 0.0;  ///< degrees; edges that fold by more stay sharp; from 9999.0 on not even borders do
-    bool bComplete = false;     ///< adds the touched cells that edges and scan lines missed, see touchedCells()
-    bool bBrief = false;        ///< one warning for all cells along needles, see Pixel::bCountUncut
+    /// Degrees: edges that fold by more stay sharp, from 9999.0 on not even borders do; none: borders alone.
+    std::optional<double> featureAngle = std::nullopt;
+    bool bComplete = false;  ///< adds the touched cells that edges and scan lines missed, see touchedCells()
+    bool bBrief = false;     ///< one warning for all cells along needles, see Pixel::bCountUncut
 };
 
 /// What is known of a soup beside its cells.

@@ -8,27 +8,25 @@
 #include "Hal.h"
 #include "Hole.h"
 #include "drawings.h"
-#include "sortMT.h"
+#include "holeTriangles.h"
 
 namespace TARN_KEL {
 
+namespace {
+
+CMesh* meshOf(std::vector<Point3> vPoints, const Calc& grid) {
+    CloudMgr cloudMgr;
+    cloudMgr.setInput(std::move(vPoints), {.grid = grid});
+    return Hal(&cloudMgr).reconstructInHole();
+}
+
+}  // namespace
+
 CMesh* Hole::createCMesh(VCCDPoint& vCCD2Point) {
-    std::vector<Point3> vPoints;
-    for (const auto& [ccd, point] : vCCD2Point)
-        vPoints.push_back(point);
     std::vector<CTriangle*> vRow;
     getNTriangleRows(1, vRow);
     drawOnTheWay([&] { drawTriangles(name + "rows.list", pCalc, vRow, CRED, pCMesh); });
-    VVCD vCorners;
-    pCMesh->extractAliveVCD(vRow, vCorners);
-    for (const VCD vcd : vCorners)
-        vPoints.push_back(pCMesh->getAvgPoint(vcd));
-    oneInstanceMT(vPoints);
-
-    CloudMgr cloudMgr;
-    cloudMgr.setInputPoints(vPoints, -1.0, -1.0, false, 361.0, false, pCalc, -1);
-    Hal hal(&cloudMgr);
-    std::unique_ptr<CMesh> pHoleMesh(hal.reconstructInHole());
+    std::unique_ptr<CMesh> pHoleMesh(meshOf(pointsOfSheetAndRow(vCCD2Point, vRow, *pCMesh), *pCalc));
     drawOnTheWay([&] {
         if (pHoleMesh != nullptr) pHoleMesh->debugShow(name + "holeTri.list", VT_REAL, CGREEN);
     });

@@ -55,6 +55,13 @@ int Box::getAddress(RCD rcd) const {
                       static_cast<int>(getZ_RCD(rcd) - zLowExt));
 }
 
+int Box::getAddress(const Calc& calc, VCD vcd) const {
+    const Point p = toBox(calc, vcd);
+    if (isInBox(p)) return getAddress(p[0], p[1], p[2]);
+    out() << "getAddressFromVCD, bad range, x=" << p[0] << ", y=" << p[1] << ", z=" << p[2] << std::endl;
+    return -1;
+}
+
 RCD Box::addressToRCD(int address) const {
     const auto [x, y, z] = toBox(address);
     ASSEX(address==getAddress(x,y,z));

@@ -38,6 +38,8 @@ struct Box {
     // These throw (assertion) for a point outside the box and for an address that isn't one of it.
     int getAddress(int x, int y, int z) const;
     int getAddress(RCD rcd) const;
+    /// The address of any lattice point. For one outside the box it prints a line and returns -1.
+    int getAddress(const Calc& calc, VCD vcd) const;
     RCD addressToRCD(int address) const;
 
     /// Appends the cells around a lattice edge: a, then the cell lower on the first other axis, on the second, on both.

@@ -2,6 +2,7 @@
 #include "HoleRegion.h"
 
 #include <algorithm>
+#include <iterator>
 #include <unordered_set>
 
 #include "CEdge.h"
@@ -95,6 +96,13 @@ std::set<VCD> cornersAtRim(const std::vector<CTriangle*>& vT) {
     return sCorners;
 }
 
+std::set<CTriangle*> trianglesAt(const VCCD& vCorners, const CMesh& mesh) {
+    std::vector<CTriangle*> vT;
+    for (const VCD vcd : vCorners)
+        mesh.getIncidentT(vcd, vT);
+    return {vT.begin(), vT.end()};
+}
+
 std::set<CTriangle*> creasedAmong(const std::set<CTriangle*>& sT, const CMesh& mesh) {
     std::set<CTriangle*> sCreased;
     for (CTriangle* pCT : sT)
@@ -107,6 +115,14 @@ VCCD cornersOf(const std::vector<CTriangle*>& vT, const CMesh& mesh) {
     mesh.extractAliveVCD(vT, vCorners);
     oneInstanceOfNumbers(vCorners);
     return vCorners;
+}
+
+VCCD innerCorners(const HoleRegion& region, const CMesh& mesh) {
+    const VCCD vCorners = cornersOf(region.vT, mesh);
+    const std::set<VCD>& sRim = region.sRimVCD;
+    VCCD vInner;
+    std::set_difference(vCorners.begin(), vCorners.end(), sRim.begin(), sRim.end(), std::back_inserter(vInner));
+    return vInner;
 }
 
 VCCD thirdCorners(const std::vector<CEdge*>& vCE, const Calc& calc) {

@@ -39,12 +39,16 @@ std::vector<CTriangle*> trianglesInside(const Box& box, const Calc& calc, const 
 /// The corners of all triangles on the boundary edges of the list, those with exactly one of its triangles. Cost: O(n log
 /// n).
 std::set<VCD> cornersAtRim(const std::vector<CTriangle*>& vT);
+/// The triangles that have one of these corners.
+std::set<CTriangle*> trianglesAt(const VCCD& vCorners, const CMesh& mesh);
 /// Those of the triangles, and of their neighbours, that have no normal or whose normals differ by more than 10 degrees
 /// across an edge.
 std::set<CTriangle*> creasedAmong(const std::set<CTriangle*>& sT, const CMesh& mesh);
 
 /// The corners of alive triangles, sorted, each once.
 VCCD cornersOf(const std::vector<CTriangle*>& vT, const CMesh& mesh);
+/// The corners of the region's triangles without those at the boundary, sorted.
+VCCD innerCorners(const HoleRegion& region, const CMesh& mesh);
 /// The third corners of triangles on those of the edges whose ends differ in all three coordinates. An inner edge, over
 /// which a chain was closed, gives two.
 VCCD thirdCorners(const std::vector<CEdge*>& vCE, const Calc& calc);

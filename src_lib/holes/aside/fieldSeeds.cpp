@@ -75,6 +75,13 @@ std::vector<PlaneDistance> distancesToPlane(CTriangle* pCT, const CMesh& mesh, C
     return vDistances;
 }
 
+void seedByPlane(CTriangle* pCT, const CMesh& mesh, Calc* pCalc, bool bReliable, Field& field) {
+    for (const auto& [vcd, distance] : distancesToPlane(pCT, mesh, pCalc)) {
+        const int address = field.getAddress(*pCalc, vcd);
+        if (address >= 0) field.seed(address, distance, bReliable);
+    }
+}
+
 std::vector<std::pair<int, int>> outerEdges(const VCCD& vCells, const Box& box, const Calc& calc) {
     constexpr std::array<std::pair<unsigned, unsigned>, 12> EDGES = {
         {{0, 1}, {1, 3}, {3, 2}, {2, 0}, {4, 5}, {5, 7}, {7, 6}, {6, 4}, {0, 4}, {1, 5}, {3, 7}, {2, 6}}};

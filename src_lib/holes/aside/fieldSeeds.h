@@ -38,6 +38,8 @@ struct PlaneDistance {
 };
 /// The lattice points around the triangle, as told above; empty for a triangle without a plane or without a dual cube.
 std::vector<PlaneDistance> distancesToPlane(CTriangle* pCT, const CMesh& mesh, Calc* pCalc);
+/// Seeds those of these points that lie in the field's box.
+void seedByPlane(CTriangle* pCT, const CMesh& mesh, Calc* pCalc, bool bReliable, Field& field);
 
 /// The lattice edges inside the box, as pairs of addresses, that belong to only one of these cells. Prints how many there
 /// are. Cost: O(n log n).

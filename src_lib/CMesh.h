@@ -56,7 +56,7 @@ struct NewTriangles {
 
 /// The coarse mesh: triangles between occupied cells, filled by the extractor and changed by the passes of the repair.
 ///
-/// A vertex is a cell, named by its code; its position is that of the cell's Bundle. So the topology is arithmetic on
+/// A vertex is a cell, named by its code; its place is that of the cell's Bundle. So the topology is arithmetic on
 /// integers, and triangles that share a cell share a vertex. The mesh is permissive: it may have edges with many triangles,
 /// triangles flipped against each other, borders, several components and duplicates.
 ///

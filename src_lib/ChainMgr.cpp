@@ -28,6 +28,7 @@
 #include "CMesh.h"
 #include "flood.h"
 #include "handOver.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "tools.h"
 
@@ -112,18 +113,14 @@ bool ChainMgr::tryCloseChain(const Chain* pChain, std::vector<CEdge*>& vSolution
 
 void ChainMgr::removeHighDegree(EdgesByEnd& mm, std::vector<CEdge*>& vRemovedCE) {
     const std::size_t numBefore = vHighVCD.size();
-    for (auto it = mm.begin(); it != mm.end();) {
-        const auto itEnd = mm.upper_bound(it->first);
-        if (std::distance(it, itEnd) <= 2) {
-            it = itEnd;
-            continue;
-        }
-        vHighVCD.push_back(it->first);
-        while (it != itEnd) {
+    const auto endOf = [](const auto& entry) { return entry.first; };
+    forEachRun(mm.begin(), mm.end(), endOf, [&](auto first, auto end) {
+        if (std::distance(first, end) <= 2) return;
+        vHighVCD.push_back(first->first);
+        for (auto it = first; it != end; ++it)
             vRemovedCE.push_back(it->second);
-            it = mm.erase(it);
-        }
-    }
+        mm.erase(first, end);
+    });
     if (vHighVCD.size() != numBefore) oneInstance(vHighVCD);
 }
 

@@ -191,7 +191,7 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
     markOnly(*pTestPatch, pGoodT);
     std::vector<CTriangle*> vResult;
     std::vector<CTriangle*> vStack{pGoodT};
-    const auto forEachNext = [&](CTriangle* pCT, const auto& offer) {
+    workThrough(vStack, [&](CTriangle* pCT) {
         vResult.push_back(pCT);
         for (int i = 0; i < 3; ++i) {
             const CEdge* pCE = pCT->getCE(i);
@@ -204,10 +204,9 @@ void Inspector::keepGoodPartForKnownBorder(CPatch* pTestPatch, CTriangle* pGoodT
             if (pNeigT == nullptr || std::exchange(pNeigT->bVisited, true)) continue;
             ASSEX(pNeigT->getPatch()==pTestPatch);
             if (pCT->needFlip(pNeigT)) pNeigT->flipNNV();
-            if (borderCount == 0) offer(pNeigT);
+            if (borderCount == 0) vStack.push_back(pNeigT);
         }
-    };
-    flood(vStack, forEachNext, [](const CTriangle*) { return true; });
+    });
     const std::vector<CTriangle*> vGroupB = membersWithout(*pTestPatch, vResult);
     ASSEX(vResult.size()+vGroupB.size()==pTestPatch->vMemberCT.size());
     cutDownTo(vResult, *pTestPatch, vGroupB);

@@ -122,8 +122,8 @@ VRCDPoint::const_iterator findPoint(const VRCDPoint& vRCDPoint, VRCDPoint::const
 
 }  // namespace
 
-/// The candidates, with the data for their weights and the queue. A cell is named by its number: its place in the sorted
-/// list.
+/// The candidates, with the data for their weights and the queue. A cell is named by its number: its position in the
+/// sorted list.
 class RemoveDecider_RCD::Candidates {
 public:
     static constexpr std::size_t CACHE_LINE = 64;
@@ -204,11 +204,11 @@ private:
 
     static std::size_t slotOf(int row) { return static_cast<std::size_t>(row < OWN_ROW ? row : row - 1); }
     static void findNeighbours(NeighbourWalk<RCD>& walk, Candidate& candidate) {
-        walk.visitBlock(candidate.rcd, [&candidate](int inWalk, std::size_t place) {
+        walk.visitBlock(candidate.rcd, [&candidate](int inWalk, std::size_t number) {
             const int row = inWalk / 9 + inWalk / 3 % 3 * 3, pos = 9 * (inWalk % 3) + row;  // there x is slowest
             const bool bFirst = (candidate.candidates & (ROW << row)) == 0;
             candidate.candidates |= NeighbourBlock::bit(pos);
-            if (bFirst && row != OWN_ROW) candidate.aRow[slotOf(row)] = static_cast<std::uint32_t>(place);
+            if (bFirst && row != OWN_ROW) candidate.aRow[slotOf(row)] = static_cast<std::uint32_t>(number);
         });
     }
 };

@@ -32,8 +32,8 @@ public:
     /// Returns false, and prints a line, when two triangles lie in the same direction; these are in order of creation.
     /// Throws (assertion) when corners are more than a step apart. Cost: O(n log n) for n triangles on the edge.
     bool sortStar(CTriangle* pRefCT, CEdge* pCE);
-    /// Returns the place of t in the turn about the direction from r0 to r1, counted from 0. Cells in the same direction
-    /// have the same place. Cost: a look-up in a map.
+    /// Returns the position of t in the turn about the direction from r0 to r1, counted from 0. Cells in the same direction
+    /// have the same position. Cost: a look-up in a map.
     /// Throws (assertion) unless r0 and r1 are different cells of {1, 2} cubed and t is a neighbour of both.
     int getIdx(RCD r0, RCD r1, RCD t) const;
 

@@ -23,6 +23,7 @@
 
 #include "Progress.h"
 #include "pointsByCode.h"
+#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
@@ -99,7 +100,7 @@ private:
     std::array<std::array<std::size_t, 4>, 9> aBegin{};
 };
 
-/// Writes the nodes of the 27 cells but the node itself, group by group. Returns the place behind them.
+/// Writes the nodes of the 27 cells but the node itself, group by group. Returns the end of what is written.
 SNode** writeLinks(const std::vector<CellNode>& vCellNode, const NeighbourRows& rows, const SNode* pSelf, SNode** pOut) {
     std::size_t cell = 0;
     for (const std::size_t groupEnd : LINK_GROUP_ENDS) {
@@ -124,7 +125,7 @@ std::size_t countLinks(const std::vector<CellNode>& vCellNode, std::size_t begin
     return numLinks;
 }
 
-/// Links those nodes. pOut: place for as many links.
+/// Links those nodes. pOut: room for as many links.
 void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std::size_t end, SNode** pOut) {
     NeighbourRows rows(vCellNode);
     for (std::size_t i = begin; i < end; ++i) {
@@ -138,8 +139,9 @@ void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std:
 /// Where the runs of one cell begin; behind them the end of the last one.
 std::vector<std::size_t> startsOfRuns(const std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
     std::vector<std::size_t> vStart;
-    for (std::size_t i = 0; i < vCellPoint.size(); ++i)
-        if (i == 0 || vCellPoint[i].first != vCellPoint[i - 1].first) vStart.push_back(i);
+    const auto cellOf = [](const auto& cellPoint) { return cellPoint.first; };
+    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf,
+               [&](auto first, auto) { vStart.push_back(static_cast<std::size_t>(first - vCellPoint.begin())); });
     vStart.push_back(vCellPoint.size());
     return vStart;
 }

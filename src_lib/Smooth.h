@@ -26,7 +26,7 @@ struct SNode {
 
     RCD rcd;                               ///< the cell that it was created for; smoothedPoint may move out of it
     Point3* pPoint;                        ///< before smoothing
-    Point3 smoothedPoint;                  ///< current position
+    Point3 smoothedPoint;                  ///< current place
     std::span<SNode* const> vLinkedNodes;  ///< the nodes that share a lattice corner, in fan order
     double area = 0.0;                     ///< of the fan of links, or RELIABLE
     Plane plane;                           ///< through smoothedPoint; valid with bHasPlane
@@ -35,7 +35,7 @@ struct SNode {
     std::int32_t numPoints = 0;  ///< input points merged here; 0 in a filled hole, -1 for a node of lapTreatment
 };
 
-/// Turns input points into nodes, at most a few per cell, each with a position on the surface and where possible a plane.
+/// Turns input points into nodes, at most a few per cell, each with a place on the surface and where possible a plane.
 ///
 /// First it fills the gaps of sparse areas, with points between near points and with cells where the sheet of cells has
 /// holes. Then nodes that share a lattice corner are linked, and a plane is fitted to the links of each node. Planes that
@@ -77,7 +77,7 @@ public:
     /// Whether at least four links have a plane within thresh degrees of the node's, and more than twice as many as those
     /// that don't.
     bool isReliable(SNode* pSN, double thresh);
-    /// Fits a plane to the links, through the node's position. Returns false when there are too few links or they span too
+    /// Fits a plane to the links, through the node's place. Returns false when there are too few links or they span too
     /// little; then the node's plane, flag and area aren't changed.
     bool estimateNNVatCentroid(SNode* pSN) const;
     /// Takes the mean normal of the links with a reliable plane, if there are four or more and they agree within 20 degrees.

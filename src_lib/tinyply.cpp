@@ -524,8 +524,7 @@ bool PlyFileImpl::parseLine(const std::string& line, const std::vector<std::stri
 
 /// The number of elements when there is none of that name.
 std::size_t PlyFileImpl::findElement(const std::string& elementKey) const {
-    const auto it = std::find_if(elements.begin(), elements.end(),
-                                 [&](const PlyElement& element) { return element.name == elementKey; });
+    const auto it = std::ranges::find(elements, elementKey, &PlyElement::name);
     return static_cast<std::size_t>(it - elements.begin());
 }
 
@@ -535,8 +534,7 @@ std::vector<std::size_t> PlyFileImpl::findProperties(const PlyElement& element,
     std::vector<std::size_t> vFound;
     std::string missing;
     for (const std::string& key : propertyKeys) {
-        const auto it = std::find_if(element.properties.begin(), element.properties.end(),
-                                     [&](const PlyProperty& property) { return property.name == key; });
+        const auto it = std::ranges::find(element.properties, key, &PlyProperty::name);
         vFound.push_back(static_cast<std::size_t>(it - element.properties.begin()));
         if (it == element.properties.end()) missing += (missing.empty() ? "" : ", ") + key;
     }

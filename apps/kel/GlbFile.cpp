@@ -104,20 +104,11 @@ std::size_t putNormals(const std::vector<Vector3>& vNormals, GlbBuffer& buffer) 
 /// With an alpha of 1, as three channels don't fill multiples of four bytes.
 std::size_t putColours(const PointAttributes& attributes, GlbBuffer& buffer) {
     constexpr double MOST = std::numeric_limits<std::uint16_t>::max();
-    std::vector<std::array<std::uint16_t, 4>> vColour(attributes.numRows());
-    std::size_t channel = 0;
-    forColour(attributes, [&](const AttributeColumn& column, double brightest) {
-        for (std::size_t i = 0; i < vColour.size(); ++i) {
-            const double number = column.isKnown(i) ? column.number(i) / brightest : 0.0;
-            vColour[i][channel] = static_cast<std::uint16_t>(std::round(linearLight(number) * MOST));
-        }
-        ++channel;
-    });
     buffer.beginView(VERTICES);
-    for (auto& colour : vColour) {
-        colour.back() = static_cast<std::uint16_t>(MOST);
-        for (const std::uint16_t value : colour)
-            buffer.put(value);
+    for (const Vector3& colour : coloursOf(attributes)) {
+        for (const double number : valuesOf(colour))
+            buffer.put(static_cast<std::uint16_t>(std::round(linearLight(number) * MOST)));
+        buffer.put(static_cast<std::uint16_t>(MOST));
     }
     return buffer.endView(UNSIGNED_SHORT, "VEC4", attributes.numRows(), {{"normalized", true}});
 }

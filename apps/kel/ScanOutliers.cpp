@@ -54,7 +54,7 @@ const OutlierKind KINDS[] = {
     {"far", 1e6, 1, farPoint}, {"clumps", 1e6, 5, farPoint}, {"near", 5.0, 1, nearPoint}, {"dust", 0.0, 1, dustPoint}};
 
 const OutlierKind& kindNamed(const std::string& name) {
-    const auto it = std::find_if(std::begin(KINDS), std::end(KINDS), [&](const auto& kind) { return kind.name == name; });
+    const auto* const it = std::ranges::find(KINDS, name, &OutlierKind::name);
     if (it == std::end(KINDS)) throw std::invalid_argument("There is no kind of outliers '" + name + "'");
     return *it;
 }

@@ -289,8 +289,7 @@ const std::vector<ScanPattern>& allPatterns() {
 }
 
 const ScanPattern& patternNamed(const std::string& name) {
-    const auto it =
-        std::find_if(PATTERNS.begin(), PATTERNS.end(), [&](const auto& pattern) { return pattern.name == name; });
+    const auto it = std::ranges::find(PATTERNS, name, &ScanPattern::name);
     if (it == PATTERNS.end()) throw std::invalid_argument("There is no pattern '" + name + "'");
     return *it;
 }

@@ -225,8 +225,7 @@ double Shape::wholeArea() const {
 }
 
 Shape makeShape(const std::string& name, std::size_t numPoints) {
-    const auto it =
-        std::find_if(std::begin(SHAPES), std::end(SHAPES), [&](const auto& shape) { return shape.name == name; });
+    const auto* const it = std::ranges::find(SHAPES, name, &NamedShape::name);
     if (it == std::end(SHAPES)) throw std::invalid_argument("There is no shape '" + name + "'");
     return it->make(numPoints);
 }

@@ -331,37 +331,52 @@ public:
 
     /// The three columns of the normals, of one type.
     std::array<AttributeColumn, 3> normals(const std::array<const AttributeColumn*, 3>& given) const {
-        std::vector<Vector3> vMean(points.numPlaces());
-        std::vector<unsigned char> vKnown(points.numPlaces(), 0);
-        const auto make = [&](std::size_t begin, std::size_t end) {
-            std::vector<Vector3> vOwn;
-            for (std::size_t place = begin; place < end; ++place) {
-                vOwn.clear();
-                for (const std::uint32_t i : points.of(place)) {
-                    const Vector3 n(given[0]->number(i), given[1]->number(i), given[2]->number(i));
-                    if (std::isfinite(n.length()) && n.length() > 0.0) vOwn.push_back(n);
-                }
-                if (vOwn.empty()) continue;
-                vMean[place] = meanDirection(vOwn);
-                vKnown[place] = 1;
-            }
+        const auto normalOf = [&](std::uint32_t i) {
+            const Vector3 n(given[0]->number(i), given[1]->number(i), given[2]->number(i));
+            return std::isfinite(n.length()) && n.length() > 0.0 ? std::optional(n) : std::nullopt;
         };
-        forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
+        const Means<Vector3> means = meansByPlace<Vector3>(normalOf, meanDirection);
         std::array<AttributeColumn, 3> made;
         for (std::size_t axis = 0; axis < made.size(); ++axis)
             made[axis] = std::visit(
                 [&](const auto& vValue) {
                     using T = ValueOf<decltype(vValue)>;
-                    std::vector<T> vOfPlace(vMean.size());
-                    for (std::size_t i = 0; i < vMean.size(); ++i)
-                        vOfPlace[i] = static_cast<T>(vMean[i].getCartesian(static_cast<int>(axis)));
-                    return onVertices(given[axis]->name, vOfPlace, vKnown, points.sources());
+                    Means<T> ofAxis{std::vector<T>(means.vMean.size()), means.vKnown};
+                    for (std::size_t i = 0; i < ofAxis.vMean.size(); ++i)
+                        ofAxis.vMean[i] = static_cast<T>(means.vMean[i].getCartesian(static_cast<int>(axis)));
+                    return onVertices(given[axis]->name, ofAxis, points.sources());
                 },
                 given[axis]->values);
         return made;
     }
 
 private:
+    template <typename T>
+    struct Means {
+        std::vector<T> vMean;               // by place
+        std::vector<unsigned char> vKnown;  // not 0 for places with a mean
+    };
+
+    /// ofPoint: std::optional<T>(point), what it carries if that is known. mean: T(std::vector<T>&), of values that it may
+    /// reorder.
+    template <typename T, typename OfPoint, typename Mean>
+    Means<T> meansByPlace(const OfPoint& ofPoint, const Mean& mean) const {
+        Means<T> means{std::vector<T>(points.numPlaces()), std::vector<unsigned char>(points.numPlaces(), 0)};
+        const auto make = [&](std::size_t begin, std::size_t end) {
+            std::vector<T> vOwn;
+            for (std::size_t place = begin; place < end; ++place) {
+                vOwn.clear();
+                for (const std::uint32_t i : points.of(place))
+                    if (const std::optional<T> own = ofPoint(i)) vOwn.push_back(*own);
+                if (vOwn.empty()) continue;
+                means.vMean[place] = mean(vOwn);
+                means.vKnown[place] = 1;
+            }
+        };
+        forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
+        return means;
+    }
+
     template <typename T>
     AttributeColumn columnOf(const AttributeColumn& given, const std::vector<T>& vValue, AttributeKind kind) const {
         if (kind == AttributeKind::CLASS) return columnBy(given, vValue, [](std::vector<T>& v) { return mostFrequent(v); });
@@ -373,45 +388,33 @@ private:
         return columnBy(given, vValue, [](std::vector<T>& v) { return meanNumber(v); });
     }
 
-    /// mean: T(std::vector<T>&), of values that it may reorder. bBorrow: a place whose points have no known value has that
-    /// of the nearest one with a value, as an unknown colour would be black for most programs.
+    /// mean: as above. bBorrow: a place whose points have no known value has that of the nearest one with a value, as an
+    /// unknown colour would be black for most programs.
     template <typename T, typename Mean>
     AttributeColumn columnBy(const AttributeColumn& given, const std::vector<T>& vValue, const Mean& mean,
                              bool bBorrow = false) const {
-        std::vector<T> vMean(points.numPlaces());
-        std::vector<unsigned char> vKnown(points.numPlaces(), 0);
         const auto isKnown = [&](std::uint32_t i) {
             if constexpr (std::is_floating_point_v<T>)
                 return std::isfinite(vValue[i]);
             else
                 return given.vMissing.empty() || given.vMissing[i] == 0;
         };
-        const auto make = [&](std::size_t begin, std::size_t end) {
-            std::vector<T> vOwn;
-            for (std::size_t place = begin; place < end; ++place) {
-                vOwn.clear();
-                for (const std::uint32_t i : points.of(place))
-                    if (isKnown(i)) vOwn.push_back(vValue[i]);
-                if (vOwn.empty()) continue;
-                vMean[place] = mean(vOwn);
-                vKnown[place] = 1;
-            }
-        };
-        forChunks_MT(points.numPlaces(), make, MIN_PARALLEL);
-        return onVertices(given.name, vMean, vKnown, bBorrow ? points.sourcesAmong(vKnown) : points.sources());
+        const auto valueOf = [&](std::uint32_t i) { return isKnown(i) ? std::optional(vValue[i]) : std::nullopt; };
+        const Means<T> means = meansByPlace<T>(valueOf, mean);
+        return onVertices(given.name, means, bBorrow ? points.sourcesAmong(means.vKnown) : points.sources());
     }
 
     /// vSource: where each place has its value from.
     template <typename T>
-    AttributeColumn onVertices(const std::string& name, const std::vector<T>& vOfPlace,
-                               const std::vector<unsigned char>& vKnown, const std::vector<std::uint32_t>& vSource) const {
+    AttributeColumn onVertices(const std::string& name, const Means<T>& means,
+                               const std::vector<std::uint32_t>& vSource) const {
         AttributeColumn column{name, {}, {}};
         std::vector<T> vValue(vPlaceOfVertex.size(), unknownValue<T>());
         for (std::size_t i = 0; i < vValue.size(); ++i) {
             const std::uint32_t place = vPlaceOfVertex[i];
             const std::uint32_t source = place != NOWHERE ? vSource[place] : NOWHERE;
-            if (source != NOWHERE && vKnown[source] != 0) {
-                vValue[i] = vOfPlace[source];
+            if (source != NOWHERE && means.vKnown[source] != 0) {
+                vValue[i] = means.vMean[source];
             } else if (std::is_integral_v<T>) {
                 column.vMissing.resize(vValue.size(), 0);
                 column.vMissing[i] = 1;

@@ -20,7 +20,7 @@ namespace {
 /// An edge of a triangle, entered at its lower end.
 struct Entry {
     std::uint32_t high;
-    std::uint32_t place;  // 3 * triangle + edge
+    std::uint32_t side;  // 3 * triangle + edge
     auto operator<=>(const Entry&) const = default;
 };
 
@@ -77,10 +77,10 @@ public:
 private:
     static constexpr std::uint32_t MARK = 1;
 
-    std::uint32_t& numberAt(const Entry& entry) { return result.vOfTriangle[entry.place / 3][entry.place % 3]; }
+    std::uint32_t& numberAt(const Entry& entry) { return result.vOfTriangle[entry.side / 3][entry.side % 3]; }
 
     std::uint32_t thirdCorner(const Entry& entry) const {
-        return vTriangle[entry.place / 3][std::array<std::size_t, 3>{2, 0, 1}[entry.place % 3]];
+        return vTriangle[entry.side / 3][std::array<std::size_t, 3>{2, 0, 1}[entry.side % 3]];
     }
 
     void markFirst(std::size_t i) {
@@ -99,7 +99,7 @@ private:
     void markRepeated(Iterator first, Iterator end, std::vector<std::pair<std::uint32_t, std::uint32_t>>& vThird) {
         vThird.clear();
         for (Iterator it = first; it != end; ++it)
-            if (const std::uint32_t third = thirdCorner(*it); third > it->high) vThird.emplace_back(third, it->place / 3);
+            if (const std::uint32_t third = thirdCorner(*it); third > it->high) vThird.emplace_back(third, it->side / 3);
         std::sort(vThird.begin(), vThird.end());
         for (std::size_t j = 1; j < vThird.size(); ++j)
             if (vThird[j].first == vThird[j - 1].first) result.vRepeated[vThird[j].second] = 1;

@@ -1,4 +1,4 @@
-// Floods: visit what can be reached from some elements, each element once.
+// Floods: visit what can be reached from some elements, each element once. And stacks of what is left to do.
 //
 // An element is whatever the caller walks over: triangles, cells, positions. claim(element) returns true when the element
 // belongs to the flood and wasn't reached before; the caller's function notes that it is reached. It returns false
@@ -9,6 +9,17 @@
 #include <vector>
 
 namespace TARN_KEL {
+
+/// Works through a stack from its end until it is empty: calls act(element) for each. act may push further elements; the
+/// last one of them is next. Not a flood: it is up to act to end.
+template <typename Element, typename Act>
+void workThrough(std::vector<Element>& vStack, Act&& act) {
+    while (!vStack.empty()) {
+        const Element element = vStack.back();  // a copy, since act may reallocate the vector
+        vStack.pop_back();
+        act(element);
+    }
+}
 
 /// Depth first: of the claimed elements the last one is visited next.
 /// vStack: the elements to start from; empty afterwards.
@@ -21,11 +32,7 @@ void flood(std::vector<Element>& vStack, ForEachNext&& forEachNext, Claim&& clai
         if (bClaimed) vStack.push_back(next);
         return bClaimed;
     };
-    while (!vStack.empty()) {
-        const Element element = vStack.back();
-        vStack.pop_back();
-        forEachNext(element, offer);
-    }
+    workThrough(vStack, [&](const Element& element) { forEachNext(element, offer); });
 }
 
 /// Breadth first: elements are visited in the order in which they were claimed.

@@ -295,13 +295,12 @@ std::size_t PointAttributes::numRows() const {
 }
 
 const AttributeColumn* PointAttributes::find(const std::string& name) const {
-    const auto it = std::find_if(vColumns.begin(), vColumns.end(), [&](const auto& column) { return column.name == name; });
+    const auto it = std::ranges::find(vColumns, name, &AttributeColumn::name);
     return it != vColumns.end() ? &*it : nullptr;
 }
 
 void PointAttributes::set(AttributeColumn column) {
-    const auto it =
-        std::find_if(vColumns.begin(), vColumns.end(), [&](const auto& other) { return other.name == column.name; });
+    const auto it = std::ranges::find(vColumns, column.name, &AttributeColumn::name);
     if (it != vColumns.end())
         *it = std::move(column);
     else
@@ -426,7 +425,7 @@ void AttributeColumns::fillAll(std::size_t numRows) {
 }
 
 std::size_t AttributeColumns::find(std::string_view name) const {
-    const auto it = std::find_if(vColumn.begin(), vColumn.end(), [&](const auto& column) { return column.name == name; });
+    const auto it = std::ranges::find(vColumn, name, &AttributeColumn::name);
     return it != vColumn.end() ? static_cast<std::size_t>(it - vColumn.begin()) : NONE;
 }
 
@@ -673,8 +672,7 @@ void appendRows(std::vector<AttributeColumn> vOfFile, std::size_t numBefore, std
     RowsUndo undo(file, attributes, numBefore);
     unifyTypes(file, attributes);
     for (AttributeColumn& column : file.vColumns) {
-        const auto it = std::find_if(attributes.vColumns.begin(), attributes.vColumns.end(),
-                                     [&](const auto& older) { return older.name == column.name; });
+        const auto it = std::ranges::find(attributes.vColumns, column.name, &AttributeColumn::name);
         if (it == attributes.vColumns.end() && numBefore == 0) {  // without a copy, which takes as long as reading
             attributes.vColumns.push_back(std::move(column));
             continue;

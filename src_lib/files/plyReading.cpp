@@ -52,14 +52,12 @@ struct Content {
 
 /// The first element of that name; null when there is none.
 const PlyElement* findElement(const std::vector<PlyElement>& vElement, const std::string& name) {
-    const auto it =
-        std::find_if(vElement.begin(), vElement.end(), [&](const auto& element) { return element.name == name; });
+    const auto it = std::ranges::find(vElement, name, &PlyElement::name);
     return it != vElement.end() ? &*it : nullptr;
 }
 
 std::size_t findProperty(const PlyElement& element, const std::string& name) {
-    const auto it = std::find_if(element.properties.begin(), element.properties.end(),
-                                 [&](const auto& property) { return property.name == name; });
+    const auto it = std::ranges::find(element.properties, name, &PlyProperty::name);
     return static_cast<std::size_t>(it - element.properties.begin());
 }
 

@@ -89,6 +89,10 @@ public:
     std::vector<Index> vCorner;          ///< of each vertex one of its corners
 
 private:
+    /// Calls visit(corner) for a corner and those behind it in the order of turn(). Returns the corner again when that went
+    /// once around, NONE when it ended at a border.
+    template <typename Visit>
+    Index visitTurning(Index corner, Visit&& visit) const;
     void setUnit();
     bool matchSides();
     bool hasOneFanEach() const;
@@ -100,31 +104,30 @@ private:
 };
 
 template <typename Visit>
-bool FlatSurface::forFan(Index corner, Visit&& visit) const {
-    Index first = corner;
-    for (Index back = turnBack(first); back != NONE && back != corner; back = turnBack(back))
-        first = back;
-    const bool bClosed = turnBack(first) != NONE;
-    if (bClosed) first = corner;
-    Index c = first;
-    do {
-        const Index following = turn(c);
-        visit(c);
-        c = following;
-    } while (c != NONE && c != first);
-    return bClosed;
-}
-
-template <typename Visit>
-void FlatSurface::forFanInAnyOrder(Index corner, Visit&& visit) const {
+FlatSurface::Index FlatSurface::visitTurning(Index corner, Visit&& visit) const {
     Index c = corner;
     do {
         const Index following = turn(c);
         visit(c);
         c = following;
     } while (c != NONE && c != corner);
-    if (c == corner) return;
-    for (c = turnBack(corner); c != NONE;) {
+    return c;
+}
+
+template <typename Visit>
+bool FlatSurface::forFan(Index corner, Visit&& visit) const {
+    Index first = corner;
+    for (Index back = turnBack(first); back != NONE && back != corner; back = turnBack(back))
+        first = back;
+    const bool bClosed = turnBack(first) != NONE;
+    visitTurning(bClosed ? corner : first, visit);
+    return bClosed;
+}
+
+template <typename Visit>
+void FlatSurface::forFanInAnyOrder(Index corner, Visit&& visit) const {
+    if (visitTurning(corner, visit) == corner) return;
+    for (Index c = turnBack(corner); c != NONE;) {
         const Index following = turnBack(c);
         visit(c);
         c = following;

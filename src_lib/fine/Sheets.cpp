@@ -22,7 +22,8 @@
 #include <utility>
 
 #include "RMesh.h"
-#include "freeFunctions.h"
+#include "flood.h"
+#include "geometryFunctions.h"
 
 namespace TARN_KEL {
 
@@ -164,19 +165,17 @@ void Sheets::shortenSeams() {
             forEachSide(pRT, [&](Side side) {
                 if (isSeam(side)) vStack.push_back(pRT);
             });
-    while (!vStack.empty()) {
-        const RTriangle* pRT = vStack.back();
-        vStack.pop_back();
+    workThrough(vStack, [&](const RTriangle* pRT) {
         int numGained = 0;
         forEachSide(pRT, [&](Side side) {
             if (vAcross[side] != NONE) numGained += isSeam(side) ? 1 : -1;
         });
-        if (numGained <= 0) continue;
+        if (numGained <= 0) return;
         turn(pRT);
         forEachSide(pRT, [&](Side side) {
             if (vAcross[side] != NONE) vStack.push_back(triangleOf(vAcross[side]));
         });
-    }
+    });
 }
 
 void Sheets::cutSeams() {

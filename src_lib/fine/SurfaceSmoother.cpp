@@ -23,6 +23,7 @@
 
 #include "Progress.h"
 #include "edgeGeometry.h"
+#include "flood.h"
 #include "geometryFunctions.h"
 #include "sortMT.h"
 
@@ -219,10 +220,8 @@ std::vector<SurfaceSmoother::Index> SurfaceSmoother::spoiltTriangles(const std::
 /// The corners of triangles that the move would spoil wait. When one does, it may be that triangles around it are spoilt by
 /// the moves of others alone, so these are looked at again.
 void SurfaceSmoother::waitWhereSpoilt(std::vector<Index> vOpen, std::vector<Vector3>& vTo) {
-    while (!vOpen.empty()) {
-        const Index t = vOpen.back();
-        vOpen.pop_back();
-        if (!spoils(t, vTo)) continue;
+    workThrough(vOpen, [&](Index t) {
+        if (!spoils(t, vTo)) return;
         for (Index c = 3 * t; c < 3 * t + 3; ++c) {
             const Index v = surface.vVertex[c];
             if (!isMoved(v, vTo)) continue;
@@ -230,7 +229,7 @@ void SurfaceSmoother::waitWhereSpoilt(std::vector<Index> vOpen, std::vector<Vect
             ++held;
             surface.forFan(c, [&](Index other) { vOpen.push_back(other / 3); });
         }
-    }
+    });
 }
 
 /// Returns the triangles around those that wait, of which some may be spoilt now. When there are none, the places are taken.

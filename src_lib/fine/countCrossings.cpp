@@ -16,6 +16,7 @@
 
 #include "RMesh.h"
 #include "crossing.h"
+#include "flood.h"
 #include "runTasks.h"
 
 namespace TARN_KEL {
@@ -214,14 +215,12 @@ void CrossingCounter::appendParts(const Job& job, std::vector<Job>& vParts) cons
 // By a stack of its own: three parts for each level at most.
 void CrossingCounter::run(const Job& job, Found& found) const {
     std::vector<Job> vOpen{job};
-    while (!vOpen.empty()) {
-        const Job next = vOpen.back();
-        vOpen.pop_back();
+    workThrough(vOpen, [&](const Job& next) {
         if (next.first.isLeaf())
             compare(next, found);
         else
             appendParts(next, vOpen);
-    }
+    });
 }
 
 /// Two leaves.

@@ -20,7 +20,7 @@
 #include "StepWatch.h"
 #include "collapses.h"
 #include "edgeGeometry.h"
-#include "freeFunctions.h"
+#include "flood.h"
 #include "sortMT.h"
 
 namespace TARN_KEL {
@@ -46,17 +46,15 @@ public:
             if (pRT->isAlive() && isFlat(*pRT)) vFlat.push_back(pRT);
         const std::size_t numFlat = vFlat.size();
         std::size_t numSteps = MAX_STEPS * numFlat;
-        while (!vFlat.empty()) {
-            RTriangle* pRT = vFlat.back();
-            vFlat.pop_back();
-            if (!pRT->isAlive() || !isFlat(*pRT)) continue;
+        workThrough(vFlat, [&](RTriangle* pRT) {
+            if (!pRT->isAlive() || !isFlat(*pRT)) return;
             if (numSteps == 0) {
                 giveUp(pRT);
-                continue;
+                return;
             }
             --numSteps;
             removeOne(pRT);
-        }
+        });
         return numFlat;
     }
 

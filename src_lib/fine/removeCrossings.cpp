@@ -16,6 +16,7 @@
 #include "collapses.h"
 #include "countCrossings.h"
 #include "edgeGeometry.h"
+#include "flood.h"
 
 namespace TARN_KEL {
 
@@ -39,16 +40,14 @@ public:
     /// vOpen: the triangles that cross others. Returns by how much the number of pairs fell.
     std::size_t run(std::vector<RTriangle*> vOpen) {
         std::ptrdiff_t sum = 0;
-        while (!vOpen.empty()) {
-            RTriangle* pRT = vOpen.back();
-            vOpen.pop_back();
-            if (!pRT->isAlive() || watch.numCrossings(*pRT) == 0) continue;
+        workThrough(vOpen, [&](const RTriangle* pRT) {
+            if (!pRT->isAlive() || watch.numCrossings(*pRT) == 0) return;
             findBest(*pRT);
-            if (best.kind == Change::NONE || !perform(best)) continue;
+            if (best.kind == Change::NONE || !perform(best)) return;
             sum += best.gain;
             // What is around has changed; it may have another way out now.
             vOpen.insert(vOpen.end(), vChanged.begin(), vChanged.end());
-        }
+        });
         return static_cast<std::size_t>(sum);
     }
 

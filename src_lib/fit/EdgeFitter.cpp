@@ -24,14 +24,13 @@ std::size_t EdgeFitter::flipTowardsPoints() {
         const std::vector<unsigned char> vStale =
             std::exchange(state.vChanged, std::vector<unsigned char>(fitMesh.numTriangles()));
         const std::size_t numBefore = numFlips;
-        for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
-            for (int k = 0; k < 3; ++k) {
-                const FitIndex o = fitMesh.neighbour(t, k);
-                if (o == NO_INDEX || o < t || (vStale[t] == 0 && vStale[o] == 0)) continue;
-                const std::size_t numNow = change(findFlip(fitMesh.endsOf(t, k)), &EdgeFitter::findFlip);
-                numFlips += numNow;
-                if (numNow > 0) break;
-            }
+        FitIndex flipped = NO_INDEX;  // the other edges of that triangle wait for the next round
+        fitMesh.forEachInnerEdge([&](FitIndex t, int k, FitIndex o) {
+            if (t == flipped || (vStale[t] == 0 && vStale[o] == 0)) return;
+            const std::size_t numNow = change(findFlip(fitMesh.endsOf(t, k)), &EdgeFitter::findFlip);
+            numFlips += numNow;
+            if (numNow > 0) flipped = t;
+        });
         if (numFlips == numBefore) break;
     }
     return numFlips;
@@ -46,14 +45,12 @@ std::size_t EdgeFitter::splitAtCreases() {
         }
     };
     std::vector<Off> vOff;
-    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
-        for (int k = 0; k < 3; ++k) {
-            const FitIndex o = fitMesh.neighbour(t, k);
-            const FitSide edge = fitMesh.endsOf(t, k);
-            if (o == NO_INDEX || o < t || !state.isRough(edge)) continue;
-            const double distance = state.distanceOfEdge(edge);
-            if (distance > SPLIT_DISTANCE) vOff.push_back({distance, edge});
-        }
+    fitMesh.forEachInnerEdge([&](FitIndex t, int k, FitIndex) {
+        const FitSide edge = fitMesh.endsOf(t, k);
+        if (!state.isRough(edge)) return;
+        const double distance = state.distanceOfEdge(edge);
+        if (distance > SPLIT_DISTANCE) vOff.push_back({distance, edge});
+    });
     std::sort(vOff.begin(), vOff.end());
     std::size_t numSplits = 0;
     for (const Off& off : vOff)

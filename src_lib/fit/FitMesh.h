@@ -87,6 +87,18 @@ public:
         for (FitIndex corner = vFirst[vertex]; corner != NO_INDEX; corner = vNext[corner])
             visit(corner / 3);
     }
+    /// Calls visit(k, other) for edges of a triangle with a neighbour, other, of a higher number; visit may flip them.
+    template <typename Visit>
+    void forEachInnerEdgeOf(FitIndex t, const Visit& visit) const {
+        for (int k = 0; k < 3; ++k)
+            if (const FitIndex other = neighbour(t, k); other != NO_INDEX && other > t) visit(k, other);
+    }
+    /// Calls visit(t, k, other) for each edge of two triangles, as edge k of t, the lower one; visit may flip edges.
+    template <typename Visit>
+    void forEachInnerEdge(const Visit& visit) const {
+        for (FitIndex t = 0; t < numTriangles(); ++t)
+            forEachInnerEdgeOf(t, [&](int k, FitIndex other) { visit(t, k, other); });
+    }
     std::size_t degree(FitIndex vertex) const;
     /// Whether an edge at the vertex has no neighbour.
     bool isAtBorder(FitIndex vertex) const;

@@ -144,15 +144,13 @@ void MeshFitter::smoothFolds() {
     std::vector<unsigned char> vMoved(fitMesh.numVertices());
     for (int again = 0; again < 4; ++again) {
         std::vector<unsigned char> vAtFold(fitMesh.numVertices());
-        for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
-            for (int k = 0; k < 3; ++k) {
-                const FitIndex other = fitMesh.neighbour(t, k);
-                if (other == NO_INDEX || other < t || !guard.isFold(t, other)) continue;
-                for (const FitIndex v : fitMesh.corners(t))
-                    vAtFold[v] = 1;
-                for (const FitIndex v : fitMesh.corners(other))
-                    vAtFold[v] = 1;
-            }
+        fitMesh.forEachInnerEdge([&](FitIndex t, int, FitIndex other) {
+            if (!guard.isFold(t, other)) return;
+            for (const FitIndex v : fitMesh.corners(t))
+                vAtFold[v] = 1;
+            for (const FitIndex v : fitMesh.corners(other))
+                vAtFold[v] = 1;
+        });
         std::size_t numMoved = 0;
         for (FitIndex v = 0; v < vAtFold.size(); ++v) {
             if (vAtFold[v] == 0 || vFound[v].numSheets == 0 || fitMesh.isAtBorder(v)) continue;

@@ -35,15 +35,17 @@ PointGrid::PointGrid(const std::vector<Vector3>& vPlace, double cellEdge, const 
     const int numThreads = numProcessors();
     radixSortOnThreads(
         vKeyed.data(), vKeyed.size(), [](const Keyed& keyed) { return radixCode(keyed.x); }, numThreads);
-    radixSortOnThreads(
-        vKeyed.data(), vKeyed.size(), [](const Keyed& keyed) { return keyed.row; }, numThreads);
+    const auto rowOf = [](const Keyed& keyed) { return keyed.row; };
+    radixSortOnThreads(vKeyed.data(), vKeyed.size(), rowOf, numThreads);
 
     std::size_t numRows = 0;
-    for (std::size_t i = 0; i < vKeyed.size(); ++i) {
-        const bool bNewRow = i == 0 || vKeyed[i].row != vKeyed[i - 1].row;
-        if (bNewRow || vKeyed[i].x != vKeyed[i - 1].x) vCell.push_back({vKeyed[i].x, static_cast<FitIndex>(i)});
-        numRows += bNewRow ? 1 : 0;
-    }
+    const auto xOf = [](const Keyed& keyed) { return keyed.x; };
+    forEachRun(vKeyed.cbegin(), vKeyed.cend(), rowOf, [&](auto firstOfRow, auto endOfRow) {
+        ++numRows;
+        forEachRun(firstOfRow, endOfRow, xOf, [&](auto first, auto) {
+            vCell.push_back({first->x, static_cast<FitIndex>(first - vKeyed.cbegin())});
+        });
+    });
     const auto entryOf = [&](const Keyed& keyed) { return Entry{vPlace[keyed.index], keyed.index}; };
     transform_MT(vKeyed, vEntry, entryOf, MIN_PARALLEL_PLACES);
     vCell.push_back({0, static_cast<FitIndex>(vKeyed.size())});
@@ -51,10 +53,10 @@ PointGrid::PointGrid(const std::vector<Vector3>& vPlace, double cellEdge, const 
     const int bits = static_cast<int>(std::bit_width(2 * numRows + 1));
     vRow.resize(std::size_t{1} << bits);
     shift = 64 - bits;
-    const auto rowOf = [&](const Cell& cell) { return vKeyed[cell.begin].row; };
-    forEachRun(vCell.cbegin(), std::prev(vCell.cend()), rowOf, [&](auto first, auto end) {
+    const auto rowOfCell = [&](const Cell& cell) { return vKeyed[cell.begin].row; };
+    forEachRun(vCell.cbegin(), std::prev(vCell.cend()), rowOfCell, [&](auto first, auto end) {
         const auto positionOf = [this](auto it) { return static_cast<FitIndex>(it - vCell.cbegin()); };
-        vRow[slotOf(rowOf(*first))] = {rowOf(*first), positionOf(first), positionOf(end)};
+        vRow[slotOf(rowOfCell(*first))] = {rowOfCell(*first), positionOf(first), positionOf(end)};
     });
 }
 

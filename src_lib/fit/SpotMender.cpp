@@ -99,18 +99,16 @@ void SpotMender::findOff() {
     };
     for (FitIndex v = 0; v < fitMesh.numVertices(); ++v)
         if (state.vRough[v] != 0 && vFresh[v] != 0) enter(v, guard.distanceToPoints(fitMesh.place(v), state.sides.of(v)));
-    for (FitIndex t = 0; t < fitMesh.numTriangles(); ++t)
-        for (int k = 0; k < 3; ++k) {
-            const FitIndex o = fitMesh.neighbour(t, k);
-            const FitSide edge = fitMesh.endsOf(t, k);
-            if (o == NO_INDEX || o < t || (vFresh[edge.first] == 0 && vFresh[edge.second] == 0)) continue;
-            const double fold = costOfFold(t, o);
-            if (fold == 0.0 && !state.isRough(edge)) continue;
-            const double distance = state.distanceOfEdge(edge);
-            const double off = distance < 0.0 ? 0.0 : std::max(distance, fold);  // what no points are near stays
-            enter(edge.first, off);
-            enter(edge.second, off);
-        }
+    fitMesh.forEachInnerEdge([&](FitIndex t, int k, FitIndex o) {
+        const FitSide edge = fitMesh.endsOf(t, k);
+        if (vFresh[edge.first] == 0 && vFresh[edge.second] == 0) return;
+        const double fold = costOfFold(t, o);
+        if (fold == 0.0 && !state.isRough(edge)) return;
+        const double distance = state.distanceOfEdge(edge);
+        const double off = distance < 0.0 ? 0.0 : std::max(distance, fold);  // what no points are near stays
+        enter(edge.first, off);
+        enter(edge.second, off);
+    });
 }
 
 /// The vertices that are off, which they then count as no more until something near them changes.
@@ -194,14 +192,11 @@ std::vector<SpotMender::Remedy> SpotMender::remediesAt(FitIndex centre, const st
     for (const FitIndex v : vVertex)
         if (state.vKind[v] != VertexKind::HELD && state.vKind[v] != VertexKind::ON_CORNER) addMoves(v, v == centre, vRemedy);
     for (const FitIndex t : vTriangle)
-        for (int k = 0; k < 3; ++k) {
-            const FitIndex o = fitMesh.neighbour(t, k);
-            if (o == NO_INDEX || o < t || !std::binary_search(vTriangle.begin(), vTriangle.end(), o) ||
-                costOfEdge(t, k) < DOUBTFUL)
-                continue;
+        fitMesh.forEachInnerEdgeOf(t, [&](int k, FitIndex o) {
+            if (!std::binary_search(vTriangle.begin(), vTriangle.end(), o) || costOfEdge(t, k) < DOUBTFUL) return;
             vRemedy.emplace_back(FlipOf{fitMesh.endsOf(t, k)});
             vRemedy.emplace_back(SplitOf{fitMesh.endsOf(t, k)});
-        }
+        });
     return vRemedy;
 }
 

@@ -101,7 +101,7 @@ public:
             }
         }
     }
-    std::pair<Point3, Point3> positions(const Edge& edge) const {
+    std::pair<Point3, Point3> placesOf(const Edge& edge) const {
         return {store.getPosition(edge.source), store.getPosition(edge.target)};
     }
 

@@ -30,8 +30,8 @@ constexpr double UNKNOWN_WEIGHT = 0.5;  // where the surface isn't known, for ea
 /// The normal of the surface at a cell, from the points of the cells up to two steps around it, without its own.
 std::optional<Vector3> getNormalAround(PointWalk& walk, const Sheet::VRCDPoint& vRemainingRCDPoint, RCD rcd) {
     std::vector<Point3> vPoints;
-    walk.visitBlock(rcd, [&](int position, std::size_t place) {
-        if (position != PointWalk::CENTRE) vPoints.push_back(vRemainingRCDPoint[place].second);
+    walk.visitBlock(rcd, [&](int inBlock, std::size_t position) {
+        if (inBlock != PointWalk::CENTRE) vPoints.push_back(vRemainingRCDPoint[position].second);
     });
     std::vector<Point3*> vPointers;
     vPointers.reserve(vPoints.size());

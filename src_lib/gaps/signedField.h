@@ -138,18 +138,18 @@ Point3 zeroBetween(const Point3& a, Real absA, const Point3& b, Real absB) {
     return a + ((b - a) / (absA + absB)) * absA;
 }
 
-/// Calls visit(edge, ends, zero) for each lattice edge on which the sign changes, with the positions of its ends as a pair
+/// Calls visit(edge, ends, zero) for each lattice edge on which the sign changes, with the places of its ends as a pair
 /// and the point where the value is 0.
 ///
 /// lattice: forEachEdge(visit) calls visit(edge) for the edges that count; srcVal and trgVal of an edge are the values at
-/// its ends, positions(edge) gives their positions.
+/// its ends, placesOf(edge) gives their places.
 /// Cost: linear in the number of edges.
 template <typename Lattice, typename Visit>
 void forEachCrossing(const Lattice& lattice, const Visit& visit) {
     using Real = typename Lattice::Real;
     lattice.forEachEdge([&](const auto& edge) {
         if (!changesSign(edge.srcVal, edge.trgVal)) return;
-        const auto ends = lattice.positions(edge);
+        const auto ends = lattice.placesOf(edge);
         visit(edge, ends, zeroBetween<Real>(ends.first, std::fabs(edge.srcVal), ends.second, std::fabs(edge.trgVal)));
     });
 }

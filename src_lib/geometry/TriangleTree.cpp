@@ -6,6 +6,8 @@
 #include <numeric>
 #include <utility>
 
+#include "flood.h"
+
 namespace TARN_KEL {
 
 namespace {
@@ -49,9 +51,8 @@ TriangleTree::TriangleTree(std::vector<TrianglePlaces> vTriangle) : vPlaces(std:
     };
     constexpr std::uint32_t NO_PARENT = ~0U;
     std::vector<Open> vOpen{{0, static_cast<std::uint32_t>(vOrder.size()), NO_PARENT}};
-    while (!vOpen.empty()) {
-        const auto [begin, end, parent] = vOpen.back();
-        vOpen.pop_back();
+    workThrough(vOpen, [&](const Open& open) {
+        const auto [begin, end, parent] = open;
         const auto number = static_cast<std::uint32_t>(vNode.size());
         if (parent != NO_PARENT) vNode[parent].second = number;
         Node node{{}, begin, end, 0};
@@ -63,7 +64,7 @@ TriangleTree::TriangleTree(std::vector<TrianglePlaces> vTriangle) : vPlaces(std:
             centres.widen(centre.x(), centre.y(), centre.z());
         }
         vNode.push_back(node);
-        if (end - begin <= MAX_IN_LEAF) continue;
+        if (end - begin <= MAX_IN_LEAF) return;
         const int axis =
             Vector3(centres.maxX - centres.minX, centres.maxY - centres.minY, centres.maxZ - centres.minZ).getMaxAbsIndex();
         const std::uint32_t middle = begin + (end - begin) / 2;
@@ -74,7 +75,7 @@ TriangleTree::TriangleTree(std::vector<TrianglePlaces> vTriangle) : vPlaces(std:
         std::nth_element(vOrder.begin() + begin, vOrder.begin() + middle, vOrder.begin() + end, less);
         vOpen.push_back({middle, end, number});
         vOpen.push_back({begin, middle, NO_PARENT});  // next, so that it follows its parent
-    }
+    });
 }
 
 NearestTriangle TriangleTree::nearest(const Vector3& place, const NearestTriangle& known) const {

@@ -22,6 +22,7 @@
 
 #include "Random.h"
 #include "curve/GSS_HC3.h"
+#include "flood.h"
 #include "sortMT.h"
 
 namespace TARN_OCTREE {
@@ -59,12 +60,10 @@ public:
     template <typename IsLeft>
     void build(const List& root, std::vector<OctNode>& vNode, const IsLeft& isLeft) {
         vWaiting.assign(1, root);
-        while (!vWaiting.empty()) {
-            const List list = vWaiting.back();
-            vWaiting.pop_back();
+        TARN_KEL::workThrough(vWaiting, [&](const List& list) {
             vNode.push_back({list.box, list.begin, list.end, 0});
             if (list.size() > LEAF_SIZE && !isLeft(list)) split(list);
-        }
+        });
     }
 
 private:
@@ -99,11 +98,11 @@ private:
     }
 
     void distribute(const List& list, const List* vPart) {
-        std::uint32_t place[8];
+        std::uint32_t end[8];  // of what each has so far
         for (int octant = 0; octant < 8; ++octant)
-            place[octant] = vPart[octant].begin;
+            end[octant] = vPart[octant].begin;
         for (std::uint32_t i = list.begin; i < list.end; ++i)
-            vScratch[place[vOctant[i]]++] = vItem[i];
+            vScratch[end[vOctant[i]]++] = vItem[i];
         std::copy(vScratch.begin() + list.begin, vScratch.begin() + list.end, vItem.begin() + list.begin);
     }
 
@@ -182,7 +181,7 @@ private:
 
     struct Small {
         List list;
-        std::size_t node;     // its place among the nodes above
+        std::size_t node;     // its position among the nodes above
         std::size_t endNode;  // behind its nodes, in those of its stretch
     };
     static void appendRange(const std::vector<OctNode>& vFrom, std::size_t begin, std::size_t end,

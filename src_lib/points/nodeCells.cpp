@@ -32,8 +32,8 @@ std::vector<Point3> deliveredPoints(const std::vector<std::pair<CCD, SNode*>>& v
             const auto& [ccd, pSN] = vCellNode[i];
             vHasPlane[i] = pSN->bHasPlane ? 1 : 0;
             if (!pSN->bHasPlane) continue;
-            const bool bOwnPosition = pSN->vLinkedNodes.size() < FULL_RING || pSN->bFeature;
-            vDelivered[i] = bOwnPosition ? pSN->smoothedPoint : pSN->plane.projection(grid.getMidPoint(ccd));
+            const bool bOwnPlace = pSN->vLinkedNodes.size() < FULL_RING || pSN->bFeature;
+            vDelivered[i] = bOwnPlace ? pSN->smoothedPoint : pSN->plane.projection(grid.getMidPoint(ccd));
         }
     });
     std::size_t numKept = 0;

@@ -45,7 +45,7 @@ public:
             }
         }
     }
-    std::pair<Point3, Point3> positions(const Edge& edge) const {
+    std::pair<Point3, Point3> placesOf(const Edge& edge) const {
         return {positionOf(edge.source), positionOf(upperEnd(edge.source, edge.axis))};
     }
 

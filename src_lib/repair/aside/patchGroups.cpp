@@ -10,6 +10,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <map>
+#include <optional>
 #include <set>
 #include <unordered_map>
 
@@ -18,6 +19,7 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "flood.h"
+#include "lazyQueue.h"
 #include "patchPairs.h"
 #include "sortMT.h"
 #include "tools.h"
@@ -46,27 +48,25 @@ CPatch* largestOther(const std::vector<CPatch*>& vAdjPatches, const CPatch* pExc
 void growCluster(CPatch* pStartPatch, std::size_t maxSize, std::vector<CPatch*>& vCluster) {
     std::set<const CPatch*> sKnown;
     std::size_t numTaken = 0;
-    const auto take = [&](CPatch* pPatch, const auto& offer) {
+    std::vector<CEdge*> vStack;  // boundary edges, one entry for each patch taken there
+    const auto take = [&](CPatch* pPatch) {
         if (!pPatch->isAlive() || !sKnown.insert(pPatch).second) return;
         vCluster.push_back(pPatch);
         ++numTaken;
         pPatch->setOuterBoundary();
-        for (CEdge* pCE : pPatch->vPatchBoundaryCE)
-            offer(pCE);
+        vStack.insert(vStack.end(), pPatch->vPatchBoundaryCE.begin(), pPatch->vPatchBoundaryCE.end());
     };
-    std::vector<CEdge*> vStack;  // boundary edges, one entry for each patch taken there
-    take(pStartPatch, [&vStack](CEdge* pCE) { vStack.push_back(pCE); });
+    take(pStartPatch);
     std::vector<CPatch*> vAdjPatches;
-    const auto forEachNext = [&](const CEdge* pCE, const auto& offer) {
+    workThrough(vStack, [&](const CEdge* pCE) {
         if (numTaken > maxSize) return;
         vAdjPatches.clear();
         pCE->getAdjPatches(vAdjPatches);
         const CPatch* pBig = largestOther(vAdjPatches, pStartPatch);
         if (pBig != nullptr) out() << "BIG: " << pBig->getLabel() << "\n";
         for (CPatch* pPatch : vAdjPatches)
-            if (pPatch != pBig) take(pPatch, offer);
-    };
-    flood(vStack, forEachNext, [](const CEdge*) { return true; });
+            if (pPatch != pBig) take(pPatch);
+    });
     out() << "Have made a cluster: ";
     for (const CPatch* pPatch : vCluster)
         out() << " " << pPatch->getLabel();
@@ -142,14 +142,14 @@ public:
     }
     /// Takes out the first one that is alive; null when there is none left.
     CPatch* next() {
-        while (!mmPatches.empty()) {
-            const auto [size, pPatch] = *mmPatches.begin();
-            mmPatches.erase(mmPatches.begin());
-            if (!pPatch->isAlive()) continue;
-            if (size == pPatch->getSize()) return pPatch;
-            enter(pPatch);
-        }
-        return nullptr;
+        const auto judge = [this](const CPatch* pPatch, std::size_t queuedSize) -> std::optional<std::size_t> {
+            const std::size_t size = pPatch->getSize();
+            const bool bEnteredAgain = queuedSize != size && mEnteredSize[pPatch] == size;
+            if (!pPatch->isAlive() || bEnteredAgain) return std::nullopt;
+            return mEnteredSize[pPatch] = size;
+        };
+        const auto first = takeLazily(mmPatches, judge);
+        return first ? first->second : nullptr;
     }
 
 private:

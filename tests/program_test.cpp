@@ -934,9 +934,9 @@ TEST_F(ProgramTest, mixesNoColoursThroughAThinWall) {
         }
         PointAttributes colours;
         colours.vColumns = {{"red", vRed, {}}, {"green", vGreen, {}}, {"blue", vBlue, {}}};
-        ASSERT_TRUE(writeMesh_auto(folder.path("plate.ply"), pMesh, false, Precision::DOUBLE, colours));
-        ASSERT_EQ(run("reduce plate.ply o.ply --ratio 0.1").status, 0);
-        const auto [vChanged, kept] = loaded("o.ply");
+        ASSERT_TRUE(writeMesh_auto(folder.path("plate.off"), pMesh, false, Precision::DOUBLE, colours));
+        ASSERT_EQ(run("reduce plate.off o.off --ratio 0.1").status, 0);
+        const auto [vChanged, kept] = loaded("o.off");
         for (std::size_t i = 0; i < vChanged.size(); ++i) {
             const bool bTop = vChanged[i].z() > thickness / 2;
             const auto isInside = [](double v) { return v > 1.0 && v < N - 1; };

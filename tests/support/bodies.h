@@ -27,9 +27,8 @@ public:
     }
     /// A small lattice for most bytes; the others are hard to compute with, those from 0xfc on no number.
     double coordinate(bool bFinite) {
-        constexpr double INF = std::numeric_limits<double>::infinity(), NOT = std::numeric_limits<double>::quiet_NaN();
-        constexpr std::array<double, 16> HARD = {0.5,  1.0 / 3.0, 1e-7, 1.0 + 1e-7, -0.0, 1e-100, 1e7, -1e7,
-                                                 1e15, 1e100,     4.0,  1e-3,       INF,  -INF,   NOT, 1e300};
+        constexpr std::array<double, 16> HARD = {0.5,  1.0 / 3.0, 1e-7, 1.0 + 1e-7, -0.0, 1e-100, 1e7,          -1e7,
+                                                 1e15, 1e100,     4.0,  1e-3,       INF,  -INF,   NOT_A_NUMBER, 1e300};
         const unsigned byte = next();
         if (byte < 0xf0) return static_cast<double>(byte % 16) - 8.0;
         return HARD[(byte - 0xf0) % (bFinite ? 12 : 16)];

@@ -31,4 +31,8 @@ namespace TARN_TEST {
 using namespace TARN_KEL;
 using Points = std::vector<Point3>;
 
+constexpr double INF = std::numeric_limits<double>::infinity();
+constexpr double LARGEST = std::numeric_limits<double>::max();
+constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
+
 }  // namespace TARN_TEST

@@ -9,10 +9,6 @@
 
 namespace TARN_TEST {
 
-constexpr double INF = std::numeric_limits<double>::infinity();
-constexpr double LARGEST = std::numeric_limits<double>::max();
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
-
 /// Calls check(seed) for each seed below the number; a failure names the seed, and a fatal one ends the loop.
 template <typename Check>
 void forSeeds(unsigned numSeeds, const Check& check) {

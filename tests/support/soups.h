@@ -90,7 +90,6 @@ inline TriangleSoup flipped(TriangleSoup soup, std::size_t n) {
 }
 /// The soup turned about an axis that no face is parallel to.
 inline TriangleSoup turned(TriangleSoup soup, double degrees) {
-    using Vector3;
     const Vector3 axis = normalize(Vector3(3.0, 2.0, 1.0));
     const double phi = degrees / DEGREES_PER_RADIAN;
     for (Point3& p : soup) {

@@ -934,8 +934,8 @@ TEST_F(ProgramTest, mixesNoColoursThroughAThinWall) {
         }
         PointAttributes colours;
         colours.vColumns = {{"red", vRed, {}}, {"green", vGreen, {}}, {"blue", vBlue, {}}};
-        ASSERT_TRUE(writeMesh_auto(folder.path("plate.off"), pMesh, false, Precision::DOUBLE, colours));
-        ASSERT_EQ(run("reduce plate.off o.off --ratio 0.1").status, 0);
+        ASSERT_TRUE(writeMesh_auto(folder.path("plate.ply"), pMesh, false, Precision::DOUBLE, colours));
+        ASSERT_EQ(run("convert plate.ply plate.off").status + run("reduce plate.off o.off --ratio 0.1").status, 0);
         const auto [vChanged, kept] = loaded("o.off");
         for (std::size_t i = 0; i < vChanged.size(); ++i) {
             const bool bTop = vChanged[i].z() > thickness / 2;
@@ -1053,8 +1053,8 @@ TEST_F(ProgramTest, writesThreeMfThatSaysWhatAPlySays) {
     const MeshPtr pFar = readMesh_auto(folder.path("mesh.off"));
     for (Point3* p : listOf<Point3*>([&](auto& v) { pFar->getPoints(v); }))
         *p = *p + Vector3(5e6, 5e6, 5e6);
-    ASSERT_TRUE(writeMesh_auto(folder.path("far.off"), pFar, false, Precision::DOUBLE));
-    const Outcome moved = run("convert far.off far.3mf");
+    ASSERT_TRUE(writeMesh_auto(folder.path("far.ply"), pFar, false, Precision::DOUBLE));
+    const Outcome moved = run("convert far.ply far.3mf");
     EXPECT_EQ(countIn(moved.err, "far.3mf is moved by -5000000 -5000000 -5000000"), 1) << moved.err;
     EXPECT_EQ(countIn(moved.err, "leaves"), 0) << "no place is lost " << moved.err;
     toOff("far.3mf");

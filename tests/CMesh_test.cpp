@@ -210,16 +210,9 @@ TEST(CTriangle, measuresAtItsVertices) {
     EXPECT_NEAR(pCT->getArea(pMesh), 2.0, 1e-12);
     EXPECT_NEAR(pCT->getDevIfRepl(pMesh, 0, Point3(2.5, 2.5, 2.5 + std::sqrt(2.0))), 45.0, 1e-6);
     EXPECT_EQ(pCT->getDevIfRepl(pMesh, 1, *pMesh->getVtx(a)), 360.0);
-    world.put(a, Point3(0, 0, 0));
-    const double aCases[][6] = {{3, 4, 5, 0, 2, 0},  // c0-c1 and c2-c0 equal
-                                {4, 0, 2, 5, 0, 0},  // c1-c2 and c2-c0 equal
-                                {5, 0, -1, 0, 0, 1},
-                                {2, 0, 4, 0, 1, 1}};  // flat
-    for (const auto& [bx, by, cx, cy, largest, flat] : aCases) {
-        world.put(b, Point3(bx, by, 0)), world.put(c, Point3(cx, cy, 0));
-        EXPECT_EQ(pCT->getLargestEdgeICI(pMesh), largest) << bx << ", " << cx;
-        EXPECT_EQ(pCT->isDegenerate(pMesh), flat == 1.0) << bx << ", " << cx;
-    }
+    EXPECT_TRUE(pCT->getLargestEdgeICI(pMesh) == 0 && !pCT->isDegenerate(pMesh));
+    world.put(a, Point3(0, 0, 0)), world.put(b, Point3(2, 0, 0)), world.put(c, Point3(4, 0, 0));
+    EXPECT_TRUE(pCT->getLargestEdgeICI(pMesh) == 1 && pCT->isDegenerate(pMesh));
     EXPECT_EQ(pCT->getDevIfRepl(pMesh, 0, Point3(0, 1, 1)), -1.0);
     EXPECT_EQ(pCT->getCentroid(pMesh, VT_REAL), Point3(2.0, 0, 0));
 }

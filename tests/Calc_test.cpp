@@ -193,34 +193,30 @@ TEST(Calc, pullsAPointIntoACellJustAsFarAsNeeded) {
 
 namespace {
 
-template <std::size_t N>
-void expectOffsets(const std::array<CCD, 8>& codes, const Cell& cell, const std::array<Cell, N>& offsets) {
-    for (std::size_t i = 0; i < N; ++i)
-        EXPECT_EQ(codes[i], interleave(moved(cell, offsets[i]))) << i;
-}
-
 constexpr std::array<Cell, 8> PLUS{{{0, 0, 0}, {1, 0, 0}, {1, 0, 1}, {0, 0, 1}, {0, 1, 0}, {1, 1, 0}, {1, 1, 1}, {0, 1, 1}}};
-constexpr std::array<Cell, 8> SYM{
-    {{-1, -1, 0}, {0, -1, 0}, {0, -1, -1}, {-1, -1, -1}, {-1, 0, 0}, {0, 0, 0}, {0, 0, -1}, {-1, 0, -1}}};
-constexpr std::array<std::array<Cell, 8>, 3> RINGS{
-    {{{{0, -1, -1}, {0, 0, -1}, {0, 1, -1}, {0, 1, 0}, {0, 1, 1}, {0, 0, 1}, {0, -1, 1}, {0, -1, 0}}},
-     {{{-1, 0, -1}, {0, 0, -1}, {1, 0, -1}, {1, 0, 0}, {1, 0, 1}, {0, 0, 1}, {-1, 0, 1}, {-1, 0, 0}}},
-     {{{-1, -1, 0}, {-1, 0, 0}, {-1, 1, 0}, {0, 1, 0}, {1, 1, 0}, {1, 0, 0}, {1, -1, 0}, {0, -1, 0}}}}};
+/// Around a cell in a plane, in steps along its two axes, which are these in each plane.
+constexpr std::array<std::array<int, 2>, 8> RING{{{-1, -1}, {0, -1}, {1, -1}, {1, 0}, {1, 1}, {0, 1}, {-1, 1}, {-1, 0}}};
+constexpr std::array<std::array<std::size_t, 2>, 3> AXES{{{1, 2}, {0, 2}, {1, 0}}};
 const std::array<Cell, 3> CENTRES{{{1, 1, 1}, {15, 16, 31}, {512, 511, 1022}}};
 
 }  // namespace
 
 TEST(CalcNeighbourhoods, ringsAndCubesKeepTheirOrders) {
     for (const Cell& cell : CENTRES) {
-        std::array<CCD, 8> array{interleave(cell)};
-        grid.completeArrayPlus(array.data());
-        expectOffsets(array, cell, PLUS);
-        array[5] = interleave(cell);
-        grid.completeArraySym(array.data());
-        expectOffsets(array, cell, SYM);
-        for (std::size_t plane = 0; plane < 3; ++plane) {
-            grid.getPlaneCCD8(interleave(cell), static_cast<int>(plane), array.data());
-            expectOffsets(array, cell, RINGS[plane]);
+        std::array<CCD, 8> plus{interleave(cell)}, sym{}, ring{};
+        sym[5] = plus[0];
+        grid.completeArrayPlus(plus.data());
+        grid.completeArraySym(sym.data());
+        for (std::size_t i = 0; i < 8; ++i) {
+            EXPECT_EQ(plus[i], interleave(moved(cell, PLUS[i]))) << i;
+            EXPECT_EQ(sym[i], interleave(moved(cell, {PLUS[i][0] - 1, PLUS[i][1] - 1, -PLUS[i][2]}))) << "mirrored " << i;
+            for (std::size_t plane = 0; plane < 3; ++plane) {
+                grid.getPlaneCCD8(interleave(cell), static_cast<int>(plane), ring.data());
+                Cell by{};
+                for (const std::size_t k : {0U, 1U})
+                    by[AXES[plane][k]] = RING[i][k];
+                EXPECT_EQ(ring[i], interleave(moved(cell, by))) << plane << " " << i;
+            }
         }
     }
     std::array<CCD, 8> array{interleave({1, 1, 1023})};

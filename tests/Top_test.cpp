@@ -32,24 +32,6 @@ struct Wild {
 /// The passes report to a run, and say much.
 struct TopPasses : SilentTest, OpenRun {};
 
-/// A strip of numT triangles with numBorder border edges; each other edge of its rim is an ME by a tetrahedron on it.
-struct Strip : CoarseWorld {
-    Strip(int numT, int numBorder) {
-        const auto at = [this](int i) {
-            return put(16 + static_cast<unsigned>(i) / 2, 16 + static_cast<unsigned>(i) % 2, 16);
-        };
-        for (int i = 0; i < numT; ++i)
-            vStripT.push_back(triangle(at(i), at(i + 1), at(i + 2)));
-        unsigned z = 20;
-        Edges vRim = edges(mesh, 1);
-        for (auto it = vRim.begin() + numBorder; it != vRim.end(); ++it, ++z) {
-            const VCD a = (*it)->v0, b = (*it)->v1, c = put(16, 16, z), d = put(17, 16, z);
-            triangle(a, b, c), triangle(a, b, d), triangle(a, c, d), triangle(b, c, d);
-        }
-    }
-    Triangles vStripT;
-};
-
 }  // namespace
 
 TEST_F(TopPasses, aNewTriangleWithoutAreaIsTreatedAtOnce) {
@@ -66,19 +48,6 @@ TEST_F(TopPasses, aNewTriangleWithoutAreaIsTreatedAtOnce) {
 }
 
 // ---- Borders
-
-TEST_F(TopPasses, piecesGoByTheirBorder) {
-    // Triangles, border edges, limit, whether the piece stays.
-    const int aCases[][4] = {{10, 3, 9, 1},  {10, 3, 10, 0}, {30, 6, 40, 1}, {30, 7, 40, 0}, {24, 2, 40, 0},
-                             {25, 2, 40, 1}, {24, 1, 40, 1}, {6, 1, 40, 0},  {7, 1, 40, 1}};
-    for (const auto& [numT, numBorder, maxNumT, bStays] : aCases) {
-        Strip strip(numT, numBorder);
-        const std::size_t numBefore = numAlive(strip.mesh);
-        Top(&strip.mesh, &strip.calc).killTinyBorderPatches(maxNumT);
-        EXPECT_EQ(strip.vStripT[0]->isAlive(), bStays == 1) << numT << ", " << numBorder << ", limit " << maxNumT;
-        EXPECT_EQ(numAlive(strip.mesh), numBefore - (bStays == 1 ? 0 : strip.vStripT.size())) << "all or none, nothing else";
-    }
-}
 
 TEST_F(TopPasses, bordersAreListedAndHangingTrianglesGo) {
     forSeeds(40, [](unsigned seed) {

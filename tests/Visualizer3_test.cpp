@@ -195,71 +195,48 @@ TEST(Geomview, FindHolesDrawsTheBorder) {
     EXPECT_EQ(vDots[0].vParts, (std::vector<std::vector<Point3>>{{{1, 2, 3}}, {{4, 5, 6}}}));
 }
 
-namespace {
-
-/// Every drawing that opens a file of its own, by the file's name.
-class Drawings {
-public:
-    Drawings() {
-        sheet.withFin(1, 1);
-        patch.add(sheet.mesh.vAllCT[0]);
-        patch.add(sheet.mesh.vAllCT[1]);
-        patch.setOuterBoundary();
-        mShow = {{"patch.list", [&] { patch.show("patch.list", VT_COARSE, CGREEN); }},
-                 {"mesh.list", [&] { sheet.mesh.debugShow("mesh.list", VT_REAL, CGREEN); }},
-                 {"chain.list", [&] { chains.getChain(0)->show("chain.list", VT_REAL, CGREEN); }},
-                 {"chains.list", [&] { chains.show("chains.list"); }},
-                 {"block.list", [&] { centred().show("block.list"); }},
-                 {"big.list", [&] { centred().showBig("big.list"); }},
-                 {"area.list", [&] { decider.showAliveAreaAndBorder("area.list"); }},
-                 {"list.list", [&] { writeList(&sheet.mesh, "list.list", Visualizer3::bDebugAuthorized); }}};
-    }
-    RemoveDecider_RCD& centred() {
-        decider.setNewRCD(packedAt(512, 512, 512));
-        return decider;
-    }
-    Sheet sheet{3, 3};
-    CPatch patch{&sheet.mesh, &sheet.calc};
-    Sheet plain{3, 3};
-    ChainMgr chains{&plain.mesh, byEnds(edges(plain.mesh, 1)), false};
+TEST(DebugDrawings, areRefusedUnlessAuthorizedAndShowWhatThereIs) {
+    Sheet sheet(3, 3), plain(3, 3);
+    sheet.withFin(1, 1);
+    CPatch patch(&sheet.mesh, &sheet.calc);
+    for (const std::size_t i : {0U, 1U})
+        patch.add(sheet.mesh.vAllCT[i]);
+    patch.setOuterBoundary();
+    ChainMgr chains(&plain.mesh, byEnds(edges(plain.mesh, 1)), false);
     Calc grid = unitGrid();
     VRCD vCells = packedWhere(5, [](int, int, int z) { return z == 2; });
-    RemoveDecider_RCD decider{vCells, &grid};
-    std::map<std::string, std::function<void()>> mShow;
-};
-
-}  // namespace
-
-TEST(DebugDrawings, areRefusedWhenCalledDirectly) {
-    const Workplace here(false);
-    Drawings drawings;
-    drawings.mShow["fine.list"] = [] { writeList(&*FineMesh(tetrahedron()), "fine.list", false); };
-    for (const auto& [name, show] : drawings.mShow) {
-        const std::string report = reportOf(show);
-        EXPECT_EQ(countIn(report, "Unauthorized write of " + name + "\n"), 1) << report;
-        EXPECT_EQ(countIn(report, conditionFailed("bAuthorized")), 1) << report;
+    RemoveDecider_RCD decider(vCells, &grid);
+    decider.setNewRCD(packedAt(512, 512, 512));
+    using Seen = std::array<std::size_t, 3>;  // faces, lines, and faces in red
+    const std::tuple<std::string, Seen, std::function<void()>> table[] = {
+        {"patch.list", {2, 4, 0}, [&] { patch.show("patch.list", VT_COARSE, CGREEN); }},
+        {"mesh.list", {19, 15, 0}, [&] { sheet.mesh.debugShow("mesh.list", VT_REAL, CGREEN); }},
+        {"list.list", {19, 0, 0}, [&] { writeList(&sheet.mesh, "list.list", Visualizer3::bDebugAuthorized); }},
+        {"fine.list", {4, 0, 0}, [] { writeList(&*FineMesh(tetrahedron()), "fine.list", Visualizer3::bDebugAuthorized); }},
+        {"chain.list", {0, 12, 0}, [&] { chains.getChain(0)->show("chain.list", VT_REAL, CGREEN); }},
+        {"chains.list", {18, 12, 0}, [&] { chains.show("chains.list"); }},
+        {"block.list", {54, 0, 6}, [&] { decider.show("block.list"); }},
+        {"big.list", {150, 0, 6}, [&] { decider.showBig("big.list"); }},
+        {"area.list", {150, 0, 96}, [&] { decider.showAliveAreaAndBorder("area.list"); }}};
+    for (const auto& [name, seen, show] : table) {
+        for (const bool bAuthorized : {false, true}) {
+            const Workplace here(bAuthorized);
+            if (!bAuthorized) {
+                const std::string report = reportOf(show);
+                EXPECT_EQ(countIn(report, "Unauthorized write of " + name + "\n"), 1) << report;
+                EXPECT_EQ(countIn(report, conditionFailed("bAuthorized")), 1) << report;
+                EXPECT_EQ(here.numFiles(), 0U);
+                continue;
+            }
+            const auto vDrawn = here.shown(name, show);
+            EXPECT_EQ((Seen{numParts(vDrawn, "OFF"), numParts(vDrawn, "VECT"), numParts(vDrawn, "OFF", CRED)}), seen)
+                << name;
+        }
     }
+    const Workplace here(false);
     for (const auto show : {&Hal::showCCD, &Hal::showMeshCases, &Hal::showMesh})
         reportOf([&] { (Hal(nullptr).*show)("x.list"); });
     EXPECT_EQ(here.numFiles(), 0U);
-}
-
-TEST(DebugDrawings, showWhatThereIs) {
-    const Workplace here(true);
-    Drawings drawings;
-    std::map<std::string, std::array<std::size_t, 3>> mSeen;  // faces, lines, and faces in red
-    for (const auto& [name, show] : drawings.mShow) {
-        const auto vDrawn = here.shown(name, show);
-        mSeen[name] = {numParts(vDrawn, "OFF"), numParts(vDrawn, "VECT"), numParts(vDrawn, "OFF", CRED)};
-    }
-    EXPECT_EQ(mSeen, (std::map<std::string, std::array<std::size_t, 3>>{{"patch.list", {2, 4, 0}},
-                                                                        {"mesh.list", {19, 15, 0}},
-                                                                        {"list.list", {19, 0, 0}},
-                                                                        {"chain.list", {0, 12, 0}},
-                                                                        {"chains.list", {18, 12, 0}},
-                                                                        {"block.list", {54, 0, 6}},
-                                                                        {"big.list", {150, 0, 6}},
-                                                                        {"area.list", {150, 0, 96}}}));
 }
 
 TEST(DebugDrawings, cellsAreBoxesOfTheGridAndNormalsStandOnTriangles) {

@@ -1,7 +1,9 @@
-// What the extraction looks at, and small sets of cells whose mesh is known.
+// What the extraction looks at, small sets of cells whose mesh is known, and the second extraction. What that does to wild
+// meshes stays as it was in Top_test.
 #include "Voro.h"
 
 #include "cubeTriangles.h"
+#include "support/coarse.h"
 #include "support/extraction.h"
 #include "support/figures.h"
 #include "support/prelude.h"
@@ -26,40 +28,29 @@ std::vector<std::pair<VCD, CCD>> pairsBySort(const VCCD& vCells, const Calc& cal
     return vPair;
 }
 
-/// All that a mesh has, by order of creation: corners, cubes and configurations of triangles; ends and triangles of edges;
-/// triangles of vertices.
-struct Tables {
-    explicit Tables(const CMesh& mesh) {
-        const auto placeOf = [&mesh](const CTriangle* pCT) { return pCT - mesh.vAllCT.front(); };
-        std::vector<CEdge*> vCE;
-        mesh.getCEdges(vCE);
-        for (const CEdge* pCE : vCE)
-            vKey.emplace_back(pCE->v0, pCE->v1);
-        std::sort(vCE.begin(), vCE.end());
-        for (const CTriangle* pCT : mesh.vAllCT)
-            vTriangle.emplace_back(pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, pCT->cfg);
-        for (const CEdge* pCE : vCE) {
+/// All that a mesh has: corners, cubes and configurations of triangles; ends and triangles of edges, by their key and by
+/// their age; triangles of vertices.
+std::vector<std::vector<VCD>> tablesOf(const CMesh& mesh) {
+    std::vector<std::vector<VCD>> vTable;
+    const auto append = [&](const auto& triangles) {
+        for (const CTriangle* pCT : triangles)
+            vTable.back().push_back(static_cast<VCD>(pCT - mesh.vAllCT.front()));
+    };
+    for (const CTriangle* pCT : mesh.vAllCT)
+        vTable.push_back({pCT->c0, pCT->c1, pCT->c2, pCT->vcdCube, static_cast<VCD>(pCT->cfg)});
+    const auto vCE = listOf<CEdge*>([&](auto& v) { mesh.getCEdges(v); });
+    for (const auto& vOrdered : {vCE, sorted(vCE)})
+        for (const CEdge* pCE : vOrdered) {
             EXPECT_EQ(mesh.getEdge(pCE->v1, pCE->v0), pCE);
-            vEdge.push_back({static_cast<std::ptrdiff_t>(pCE->v0), static_cast<std::ptrdiff_t>(pCE->v1)});
-            for (const CTriangle* pCT : pCE->vCT)
-                vEdge.back().push_back(placeOf(pCT));
+            vTable.push_back({pCE->v0, pCE->v1});
+            append(pCE->vCT);
         }
-        std::vector<CCD> vUsed;
-        mesh.getUsedCCD(vUsed);
-        for (const CCD ccd : vUsed) {
-            std::vector<CTriangle*> vIncT;
-            mesh.getIncidentT(ccd, vIncT);
-            vVertex.push_back({static_cast<std::ptrdiff_t>(ccd)});
-            for (const CTriangle* pCT : vIncT)
-                vVertex.back().push_back(placeOf(pCT));
-        }
+    for (const CCD ccd : listOf<CCD>([&](auto& v) { mesh.getUsedCCD(v); })) {
+        vTable.push_back({ccd});
+        append(incidentT(mesh, ccd));
     }
-    bool operator==(const Tables&) const = default;
-
-    std::vector<TriangleRecord> vTriangle;
-    std::vector<std::pair<VCD, VCD>> vKey;
-    std::vector<std::vector<std::ptrdiff_t>> vEdge, vVertex;
-};
+    return vTable;
+}
 
 }  // namespace
 
@@ -92,7 +83,7 @@ TEST_F(VoroTest, trianglesMadeAtOnceAreThoseMadeOneByOne) {
         std::vector<CCD> vAmbiguousT;
         createTrianglesOfCubes(&oneByOne, extraction.pVoro->casx, extraction.pVoro->vStaticVCD2CCD, vAmbiguousT);
         createTrianglesOfFlatCubes(&oneByOne, vAmbiguousT);
-        EXPECT_TRUE(Tables(extraction.mesh()) == Tables(oneByOne)) << vCells.size() << " cells";
+        EXPECT_TRUE(tablesOf(extraction.mesh()) == tablesOf(oneByOne)) << vCells.size() << " cells";
     }
 }
 
@@ -140,5 +131,79 @@ TEST_F(VoroTest, aCellAtTheHighSideOfTheGridIsAnAssertion) {
     for (CCD ccd : {cellAt(4095, 5, 5), cellAt(5, 4095, 5), cellAt(5, 5, 4095)}) {
         std::map<CCD, Bundle*> mBundle = {{cellAt(1, 1, 1), nullptr}, {ccd, nullptr}};
         reportOf([&] { Voro(&calc, mBundle, TM_FAT); });
+    }
+}
+
+// ---- The second extraction
+
+TEST_F(VoroTest, keysThatNeedNothingGiveTheSameMesh) {
+    Extraction sphere(sphereShell(6));
+    Voro& voro = *sphere.pVoro;
+    const std::vector<TriangleRecord> vBefore = sphere.triangles();
+    const VCCD vCells = voro.vCCD;
+    VCCD vKeys = sphere.allKeys(), vNone, vBeyond = {cellAt(4000, 4000, 4000)};
+    vKeys.push_back(cellAt(3, 3, 3));  // no cells there at all
+    VCCD vExtra, vRemove;
+    voro.createExtraCCDs_borderFix(vKeys, vExtra, vRemove);
+    ASSERT_TRUE(vExtra.empty() && vRemove.empty() && vKeys.size() > 100);
+    for (VCCD* pKeys : {&vNone, &vKeys}) {
+        EXPECT_EQ(voro.meshAgain(*pKeys), voro.pCMesh);
+        EXPECT_EQ(voro.vCCD, vCells);
+        EXPECT_EQ(sphere.triangles(), vBefore);
+        EXPECT_TRUE(voro.pCMesh->vExtraBundles.empty());
+    }
+    expectFails("q_it!=vStaticVCD2CCD.end()", [&] { voro.meshAgain(vBeyond); });
+}
+
+TEST_F(VoroTest, addedCellsStayAndOnlyProposedOnesGo) {
+    std::size_t numGone = 0;
+    forSeeds(40, [&](unsigned seed) {
+        Extraction world(randomCells(7, 0.25 + 0.015 * seed, seed));
+        Voro& voro = *world.pVoro;
+        VCCD vKeys = world.allKeys(), vStay = voro.vCCD, vExtra, vRemove;
+        voro.createExtraCCDs_borderFix(vKeys, vExtra, vRemove);
+        numGone += vStay.size() + vExtra.size();
+        std::erase_if(vStay, [&](CCD ccd) { return std::ranges::binary_search(vRemove, ccd); });
+        vStay.insert(vStay.end(), vExtra.begin(), vExtra.end());
+        voro.meshAgain(vKeys);
+        EXPECT_TRUE(std::ranges::includes(voro.vCCD, sorted(vStay)));
+        numGone -= voro.vCCD.size();
+    });
+    EXPECT_GT(numGone, 20U);
+}
+
+TEST_F(VoroTest, looseFlatCornersAreKilledInOrder) {
+    // An octahedron without a face; X lies behind Y, which lies at the hole. X goes only when Y went before.
+    const auto survivors = [](int configX, int configY) {
+        Extraction world({});
+        for (const VCD x : {1U, 2U})
+            for (const VCD y : {3U, 4U})
+                for (const VCD z : {5U, 6U}) {
+                    const int cfg = x == 2 && z == 5 ? (y == 4 ? configX : configY) : -1;
+                    if (x + y + z != 9) world.pVoro->pCMesh->createT(x, y, z, 0, cfg);
+                }
+        expectText("Statistics ( \"before pruneCase27()\" ):", [&] { world.pVoro->pruneCase27(); });
+        return world.triangles().size();
+    };
+    const std::array<int, 6> aOrder = {78, 114, 141, 177, 216, 228};
+    for (int config = 0; config < 256; ++config) {
+        const bool bGoes = std::count(aOrder.begin(), aOrder.end(), config) != 0;
+        EXPECT_EQ(survivors(0, config), bGoes ? 6U : 7U) << config;
+        for (const int configY : aOrder)
+            EXPECT_EQ(survivors(config, configY), bGoes && configY <= config ? 5U : 6U) << config << " " << configY;
+    }
+}
+
+TEST_F(VoroTest, theThinExtractionMakesANewMesh) {
+    for (const bool bHandOut : {false, true}) {
+        Extraction world(randomCells(7, 0.55, 20));
+        VCCD vKeys = world.allKeys();
+        world.pVoro->meshAgain(vKeys);
+        ASSERT_FALSE(world.pVoro->pCMesh->vExtraBundles.empty());
+        // A mesh that was handed out stays with its new owner; the bundles that another one made stay, too.
+        const std::unique_ptr<CMesh> pFormer(bHandOut ? world.pVoro->getCMesh() : nullptr);
+        expectText("This is thinNewExtractTriangles\n", [&] { world.pVoro->thinNewExtractTriangles(); });
+        EXPECT_EQ(world.triangles(), Extraction(world.pVoro->vCCD).triangles());
+        EXPECT_TRUE(!bHandOut || firstFault(*pFormer).empty());
     }
 }

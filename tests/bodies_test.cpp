@@ -1,12 +1,6 @@
 // The bodies of the fuzzers on a small corpus: hostile meshes and clouds.
-#include <gtest/gtest.h>
-
-#include <random>
-#include <string>
-#include <vector>
-
 #include "support/bodies.h"
-#include "support/capture.h"
+#include "support/prelude.h"
 
 using namespace TARN_TEST;
 
@@ -36,12 +30,10 @@ std::string tetrahedra(int numShared) {
     for (const auto& p : {text({0, 0, 0}), text({4, 0, 0}), text({0, 4, 0}), text({0, 0, 4}), text({4, 4, 4}),
                           text({4, 4, 0}), text({0, 4, 4}), text({4, 0, 4})})
         out += p;
-    const auto add = [&out](int a, int b, int c, int d) { out += text({a, b, c, a, d, b, b, d, c, c, d, a}); };
-    add(0, 1, 2, 3);
-    if (numShared == 1) add(0, 4, 5, 6);
-    if (numShared == 2) add(0, 1, 4, 5);
-    if (numShared == 3) add(0, 1, 2, 4);
-    if (numShared == 4) add(0, 1, 2, 3);
+    using Corners = std::array<int, 4>;
+    constexpr Corners FIRST{0, 1, 2, 3}, SECOND[] = {{4, 5, 6, 7}, {0, 4, 5, 6}, {0, 1, 4, 5}, {0, 1, 2, 4}, {0, 1, 2, 3}};
+    for (const auto& [a, b, c, d] : {FIRST, SECOND[numShared]})
+        out += text({a, b, c, a, d, b, b, d, c, c, d, a});
     return out;
 }
 

@@ -4,19 +4,13 @@
 // edges of many triangles, bodies glued at a vertex. What is left of the bytes are numbers of vertices, three a triangle.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstdint>
-#include <limits>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "RMesh.h"
 #include "kel.h"
 #include "support/fine.h"
 #include "support/manifold.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -33,9 +27,8 @@ public:
     }
     /// A small lattice for most bytes; the others are hard to compute with, those from 0xfc on no number.
     double coordinate(bool bFinite) {
-        constexpr double INF = std::numeric_limits<double>::infinity(), NOT = std::numeric_limits<double>::quiet_NaN();
-        constexpr std::array<double, 16> HARD = {0.5,  1.0 / 3.0, 1e-7, 1.0 + 1e-7, -0.0, 1e-100, 1e7, -1e7,
-                                                 1e15, 1e100,     4.0,  1e-3,       INF,  -INF,   NOT, 1e300};
+        constexpr std::array<double, 16> HARD = {0.5,  1.0 / 3.0, 1e-7, 1.0 + 1e-7, -0.0, 1e-100, 1e7,          -1e7,
+                                                 1e15, 1e100,     4.0,  1e-3,       INF,  -INF,   NOT_A_NUMBER, 1e300};
         const unsigned byte = next();
         if (byte < 0xf0) return static_cast<double>(byte % 16) - 8.0;
         return HARD[(byte - 0xf0) % (bFinite ? 12 : 16)];
@@ -69,7 +62,7 @@ inline Soup soupOf(Bytes& bytes) {
 }
 
 /// The first promise of a mesh that a caller gets which doesn't hold, as text.
-inline std::string brokenPromise(const TARN_KEL::MeshPtr& pMesh) {
+inline std::string brokenPromise(const MeshPtr& pMesh) {
     for (const Point3& p : cornersOf(pMesh))
         if (!isFinitePoint(p)) return "a vertex isn't finite";
     return firstFault(*pMesh->getRMesh());
@@ -77,7 +70,7 @@ inline std::string brokenPromise(const TARN_KEL::MeshPtr& pMesh) {
 
 inline std::string manifoldBody(std::string_view input) {
     Bytes bytes(input);
-    const TARN_KEL::MeshPtr pMesh = meshOf(soupOf(bytes));
+    const MeshPtr pMesh = meshOf(soupOf(bytes));
     makeManifold(pMesh);
     std::string broken = brokenPromise(pMesh);
     if (broken.empty()) broken = firstFlaw(*pMesh->getRMesh());
@@ -91,7 +84,7 @@ inline std::string manifoldBody(std::string_view input) {
 template <typename Operate>
 std::string operationBody(Bytes& bytes, Operate&& operate) {
     const Soup soup = soupOf(bytes);
-    const TARN_KEL::MeshPtr pRaw = meshOf(soup), pManifold = meshOf(soup);
+    const MeshPtr pRaw = meshOf(soup), pManifold = meshOf(soup);
     operate(pRaw, false);
     std::string broken = brokenPromise(pRaw);
     if (!broken.empty()) return broken;
@@ -104,41 +97,39 @@ std::string operationBody(Bytes& bytes, Operate&& operate) {
 inline std::string holesBody(std::string_view input) {
     Bytes bytes(input);
     const int maxEdges = static_cast<int>(bytes.next() % 32);
-    return operationBody(bytes, [maxEdges](const TARN_KEL::MeshPtr& pMesh, bool bKeepManifold) {
-        fillHoles(pMesh, maxEdges, bKeepManifold);
-    });
+    return operationBody(
+        bytes, [maxEdges](const MeshPtr& pMesh, bool bKeepManifold) { fillHoles(pMesh, maxEdges, bKeepManifold); });
 }
 
 inline std::string reduceBody(std::string_view input) {
     Bytes bytes(input);
     const double maxLength = std::fabs(bytes.coordinate(false)), maxAngle = bytes.next();
-    return operationBody(bytes, [=](const TARN_KEL::MeshPtr& pMesh, bool bKeepManifold) {
-        reduce(pMesh, maxLength, maxAngle, bKeepManifold);
-    });
+    return operationBody(
+        bytes, [=](const MeshPtr& pMesh, bool bKeepManifold) { reduce(pMesh, maxLength, maxAngle, bKeepManifold); });
 }
 
 /// Reduction and smoothing with options: whatever the mesh was, it is manifold afterwards.
 inline std::string simplifyBody(std::string_view input) {
     Bytes bytes(input);
     const unsigned flags = bytes.next();
-    TARN_KEL::ReduceOptions reduction;
+    ReduceOptions reduction;
     reduction.numTriangles = 1 + flags % 4 * 5;
     reduction.maxDistance = flags / 4 % 2 == 0 ? 0.0 : std::fabs(bytes.coordinate(true));
     reduction.bMoveVertices = flags / 8 % 2 == 0;
     reduction.bKeepBorders = flags / 16 % 2 == 0;
     reduction.bKeepFeatures = flags / 32 % 2 == 0;
-    TARN_KEL::SmoothOptions smoothing;
-    smoothing.method = flags / 64 % 2 == 0 ? TARN_KEL::SmoothMethod::TAUBIN : TARN_KEL::SmoothMethod::BILATERAL;
+    SmoothOptions smoothing;
+    smoothing.method = flags / 64 % 2 == 0 ? SmoothMethod::TAUBIN : SmoothMethod::BILATERAL;
     smoothing.bKeepBorders = flags / 128 == 0;
     smoothing.numRounds = 3;
     reduction.bFit = flags % 3 == 0;
     reduction.bNoCrossings = flags % 5 == 0;
     const Soup soup = soupOf(bytes);
-    const TARN_KEL::MeshPtr pReduced = meshOf(soup), pSmooth = meshOf(soup);
+    const MeshPtr pReduced = meshOf(soup), pSmooth = meshOf(soup);
     const std::size_t numBefore = pReduced->getRMesh()->getNumT();
     reduce(pReduced, reduction);
     smooth(pSmooth, smoothing);
-    for (const TARN_KEL::MeshPtr& pMesh : {pReduced, pSmooth}) {
+    for (const MeshPtr& pMesh : {pReduced, pSmooth}) {
         std::string broken = brokenPromise(pMesh);
         if (broken.empty() && (pMesh == pSmooth || numBefore > reduction.numTriangles))
             broken = firstFlawButFacing(*pMesh->getRMesh());
@@ -163,10 +154,10 @@ inline double extentOf(const std::vector<Point3>& vPoints) {
 /// the library's exception.
 template <typename Make>
 std::string roadBody(bool bManifold, Make&& make) {
-    TARN_KEL::MeshPtr pMesh;
+    MeshPtr pMesh;
     try {
         pMesh = make();
-    } catch (const TARN_KEL::KelBugException&) {
+    } catch (const KelBugException&) {
         return "";
     }
     if (!pMesh) return "";
@@ -182,23 +173,22 @@ inline std::string meltBody(std::string_view input) {
     std::vector<Point3> vCorners = pointsOf(bytes, 90, false);
     vCorners.resize(vCorners.size() / 3 * 3);
     const double spacing = extentOf(vCorners) / numCells;
-    return roadBody(false, [&] { return TARN_KEL::melt(vCorners, spacing, featureAngle); });
+    return roadBody(false, [&] { return melt(vCorners, spacing, featureAngle); });
 }
 
 inline std::string reconstructBody(std::string_view input) {
     Bytes bytes(input);
     const unsigned flags = bytes.next();
     std::vector<Point3> vPoints = pointsOf(bytes, 2000, false);
-    return roadBody(false, [&] {
-        return TARN_KEL::reconstruct_auto(vPoints, flags % 2 == 1, 0.5 + flags / 2 % 8 * 0.5, flags / 16 % 4 * 4 - 1);
-    });
+    return roadBody(
+        false, [&] { return reconstruct_auto(vPoints, flags % 2 == 1, 0.5 + flags / 2 % 8 * 0.5, flags / 16 % 4 * 4 - 1); });
 }
 
 /// The run with options; its mesh is manifold as it comes.
 inline std::string scanBody(std::string_view input) {
     Bytes bytes(input);
     const unsigned flags = bytes.next(), sizes = bytes.next();
-    TARN_KEL::ReconstructOptions options;
+    ReconstructOptions options;
     options.bOutliers = flags % 2 == 0;
     options.bEven = flags / 2 % 2 == 0;
     options.bLaplacian = flags / 4 % 2 == 1;

@@ -3,12 +3,10 @@
 
 #include <gtest/gtest.h>
 
-#include <iostream>
-#include <sstream>
 #include <streambuf>
-#include <string>
 
 #include "kel.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -63,7 +61,7 @@ std::string reportOf(Call&& call) {
     const CoutCapture capture;
     try {
         call();
-    } catch (const TARN_KEL::KelBugException&) {
+    } catch (const KelBugException&) {
         return capture.text();
     }
     ADD_FAILURE() << "no KelBugException";

@@ -1,14 +1,7 @@
 // Builders and checks for the coarse mesh.
 #pragma once
 
-#include <algorithm>
 #include <deque>
-#include <map>
-#include <set>
-#include <sstream>
-#include <string>
-#include <utility>
-#include <vector>
 
 #include "Bundle.h"
 #include "CEdge.h"
@@ -16,23 +9,22 @@
 #include "CTriangle.h"
 #include "Calc.h"
 #include "Chain.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
 /// The code of a cell.
-inline TARN_KEL::VCD cell(unsigned x, unsigned y, unsigned z) {
-    return TARN_KEL::spreadBits(x) << 2 | TARN_KEL::spreadBits(y) << 1 | TARN_KEL::spreadBits(z);
+inline VCD cell(unsigned x, unsigned y, unsigned z) {
+    return spreadBits(x) << 2 | spreadBits(y) << 1 | spreadBits(z);
 }
 
 /// A grid of 1024^3 unit cells from the origin on, a mesh on it, and the bundles of its cells.
 class CoarseWorld {
 public:
     /// The cell with a bundle at its midpoint, or where it was put before.
-    TARN_KEL::VCD put(unsigned x, unsigned y, unsigned z) {
-        return put(cell(x, y, z), calc.getMidPoint(cell(x, y, z)), false);
-    }
+    VCD put(unsigned x, unsigned y, unsigned z) { return put(cell(x, y, z), calc.getMidPoint(cell(x, y, z)), false); }
     /// The same at a point of one's own.
-    TARN_KEL::VCD put(TARN_KEL::VCD vcd, const TARN_KEL::Point3& p, bool bReplace = true) {
+    VCD put(VCD vcd, const Point3& p, bool bReplace = true) {
         if (bReplace || mBundle.count(vcd) == 0) {
             dPoint.push_back(p);
             dBundle.emplace_back();
@@ -42,21 +34,21 @@ public:
         }
         return vcd;
     }
-    TARN_KEL::CTriangle* triangle(TARN_KEL::VCD a, TARN_KEL::VCD b, TARN_KEL::VCD c) { return mesh.createT(a, b, c, a, 27); }
-    std::map<TARN_KEL::VCD, TARN_KEL::Point3> places() const {
-        std::map<TARN_KEL::VCD, TARN_KEL::Point3> mPlace;
+    CTriangle* triangle(VCD a, VCD b, VCD c) { return mesh.createT(a, b, c, a, 27); }
+    std::map<VCD, Point3> places() const {
+        std::map<VCD, Point3> mPlace;
         for (const auto& [vcd, pBundle] : mBundle)
             mPlace[vcd] = *pBundle->pVtx;
         return mPlace;
     }
 
-    TARN_KEL::Calc calc{0.0, 0.0, 0.0, 1024.0, 1024.0, 1024.0, 10};
-    std::map<TARN_KEL::CCD, TARN_KEL::Bundle*> mBundle;
-    TARN_KEL::CMesh mesh{nullptr, &calc, mBundle};
+    Calc calc{0.0, 0.0, 0.0, 1024.0, 1024.0, 1024.0, 10};
+    std::map<CCD, Bundle*> mBundle;
+    CMesh mesh{nullptr, &calc, mBundle};
 
 private:
-    std::deque<TARN_KEL::Point3> dPoint;
-    std::deque<TARN_KEL::Bundle> dBundle;
+    std::deque<Point3> dPoint;
+    std::deque<Bundle> dBundle;
 };
 
 /// Squares (x, y) of two triangles each, all facing up, on the cells (16 + x, 16 + y, 16).
@@ -74,47 +66,46 @@ public:
         triangle(at(x, y), at(x + 1, y), put(16 + x, 16 + y, 17));
         return *this;
     }
-    TARN_KEL::VCD at(unsigned x, unsigned y) { return put(16 + x, 16 + y, 16); }
+    VCD at(unsigned x, unsigned y) { return put(16 + x, 16 + y, 16); }
 };
 
 /// The mesh's lists as results.
-inline std::vector<TARN_KEL::CEdge*> edges(const TARN_KEL::CMesh& mesh, int degree) {
-    std::vector<TARN_KEL::CEdge*> v;
+inline std::vector<CEdge*> edges(const CMesh& mesh, int degree) {
+    std::vector<CEdge*> v;
     mesh.getDegN(degree, v);
     return v;
 }
-inline std::vector<TARN_KEL::CTriangle*> aliveT(const TARN_KEL::CMesh& mesh) {
-    std::vector<TARN_KEL::CTriangle*> v;
+inline std::vector<CTriangle*> aliveT(const CMesh& mesh) {
+    std::vector<CTriangle*> v;
     mesh.getAliveTriangles(v);
     return v;
 }
-inline std::size_t numAlive(const TARN_KEL::CMesh& mesh) {
+inline std::size_t numAlive(const CMesh& mesh) {
     return aliveT(mesh).size();
 }
-inline std::vector<TARN_KEL::CTriangle*> incidentT(const TARN_KEL::CMesh& mesh, TARN_KEL::VCD vcd) {
-    std::vector<TARN_KEL::CTriangle*> v;
+inline std::vector<CTriangle*> incidentT(const CMesh& mesh, VCD vcd) {
+    std::vector<CTriangle*> v;
     mesh.getIncidentT(vcd, v);
     return v;
 }
 
-inline TARN_KEL::EdgesByEnd byEnds(const std::vector<TARN_KEL::CEdge*>& vCE) {
-    TARN_KEL::EdgesByEnd mm;
+inline EdgesByEnd byEnds(const std::vector<CEdge*>& vCE) {
+    EdgesByEnd mm;
     enterBothEnds(mm, vCE);
     return mm;
 }
 
 /// The patches between borders and edges of more than two triangles. They stay the mesh's.
-inline std::vector<TARN_KEL::CPatch*> cut(TARN_KEL::CMesh& mesh) {
-    std::vector<TARN_KEL::CPatch*> vPatches;
-    std::map<TARN_KEL::VCD, TARN_KEL::CPatch*> mVCD2Patch;
-    std::vector<TARN_KEL::CEdge*> vMECE;
+inline std::vector<CPatch*> cut(CMesh& mesh) {
+    std::vector<CPatch*> vPatches;
+    std::map<VCD, CPatch*> mVCD2Patch;
+    std::vector<CEdge*> vMECE;
     mesh.createPatches(nullptr, vPatches, mVCD2Patch, vMECE);
     return vPatches;
 }
 
 /// The first violated invariant of the mesh as text, empty when all hold. Looks at everything, by plain search: O(n log n).
-inline std::string firstFault(const TARN_KEL::CMesh& mesh) {
-    using namespace TARN_KEL;
+inline std::string firstFault(const CMesh& mesh) {
     std::ostringstream fault;
     std::map<std::pair<VCD, VCD>, std::multiset<const CTriangle*>> mOnEdge;
     std::map<VCD, std::vector<CTriangle*>> mAtVertex;

@@ -1,11 +1,9 @@
 // A coarse mesh of a soup.
 #pragma once
 
-#include <cstddef>
-#include <vector>
-
 #include "support/coarse.h"
 #include "support/fine.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -18,14 +16,14 @@ public:
         for (const auto& t : soup.vT)
             vT.push_back(triangle(code(t[0]), code(t[1]), code(t[2])));
     }
-    static TARN_KEL::VCD code(int i) {
+    static VCD code(int i) {
         const auto n = static_cast<unsigned>(i);
         return cell(n % 1000, n / 1000 % 1000, 1 + n / 1000000);
     }
     Point3& vtx(int i) { return *mesh.getVtx(code(i)); }
-    TARN_KEL::CEdge* edge(int i, int j) const { return mesh.getEdge(code(i), code(j)); }
+    CEdge* edge(int i, int j) const { return mesh.getEdge(code(i), code(j)); }
 
-    std::vector<TARN_KEL::CTriangle*> vT;
+    std::vector<CTriangle*> vT;
 };
 
 }  // namespace TARN_TEST

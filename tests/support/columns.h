@@ -1,13 +1,6 @@
 // Coarse meshes of columns of cubes, whose right orientation is known, and walks on coarse meshes.
 #pragma once
 
-#include <array>
-#include <cstddef>
-#include <map>
-#include <set>
-#include <utility>
-#include <vector>
-
 #include "Random.h"
 #include "support/coarse.h"
 #include "support/prelude.h"

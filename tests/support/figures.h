@@ -1,17 +1,10 @@
 // The topology of a mesh in numbers, from the corners of its triangles alone.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cstddef>
-#include <map>
-#include <set>
-#include <utility>
-#include <vector>
-
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "support/fine.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -49,14 +42,14 @@ Figures figuresOf(const std::vector<std::array<Key, 3>>& vT) {
     return f;
 }
 
-inline Figures figuresOf(const TARN_KEL::CMesh& mesh) {
-    std::vector<std::array<TARN_KEL::VCD, 3>> vT;
-    for (const TARN_KEL::CTriangle* pCT : mesh.vAllCT)
+inline Figures figuresOf(const CMesh& mesh) {
+    std::vector<std::array<VCD, 3>> vT;
+    for (const CTriangle* pCT : mesh.vAllCT)
         if (pCT->isAlive()) vT.push_back({pCT->c0, pCT->c1, pCT->c2});
     return figuresOf(vT);
 }
 
-inline Figures figuresOf(const TARN_KEL::RMesh& mesh) {
+inline Figures figuresOf(const RMesh& mesh) {
     return figuresOf(indicesOf(mesh));
 }
 

@@ -1,24 +1,10 @@
 // Builders of small fine meshes, and the check that a mesh is in order.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
-#include <memory>
-#include <random>
-#include <set>
-#include <string>
-#include <vector>
-
 #include "RMesh.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
-
-using TARN_KEL::Point3;
-using TARN_KEL::REdge;
-using TARN_KEL::RMesh;
-using TARN_KEL::RTriangle;
 
 /// Vertices, and triangles as their numbers.
 struct Soup {
@@ -77,7 +63,7 @@ inline Soup withNoise(Soup soup, double noise, unsigned seed) {
     std::mt19937 random(seed);
     std::uniform_real_distribution<double> step(-noise, noise);
     for (Point3& p : soup.vVtx)
-        p = p + TARN_KEL::Vector3{step(random), step(random), step(random)};  // braces: in this order
+        p = p + Vector3{step(random), step(random), step(random)};  // braces: in this order
     return soup;
 }
 
@@ -172,10 +158,10 @@ inline std::vector<REdge*> edges(const RMesh& mesh, int degree) {
 }
 
 /// The mesh for the functions that callers use.
-inline TARN_KEL::MeshPtr meshOf(FineMesh&& mesh) {
-    return std::make_shared<TARN_KEL::Mesh>(mesh.release());
+inline MeshPtr meshOf(FineMesh&& mesh) {
+    return std::make_shared<Mesh>(mesh.release());
 }
-inline TARN_KEL::MeshPtr meshOf(const Soup& soup) {
+inline MeshPtr meshOf(const Soup& soup) {
     return meshOf(FineMesh(soup));
 }
 
@@ -188,14 +174,14 @@ inline std::vector<Point3> cornersOf(const Soup& soup) {
     return vCorners;
 }
 /// The same in the mesh's order.
-inline std::vector<Point3> cornersOf(const TARN_KEL::MeshPtr& pMesh) {
+inline std::vector<Point3> cornersOf(const MeshPtr& pMesh) {
     std::vector<Point3> vCorners;
     if (pMesh) pMesh->getRMesh()->getTriangleCorners(vCorners);
     return vCorners;
 }
 
 /// The vertices that triangles use, in the mesh's order.
-inline std::vector<Point3> verticesOf(const TARN_KEL::MeshPtr& pMesh) {
+inline std::vector<Point3> verticesOf(const MeshPtr& pMesh) {
     std::vector<Point3*> vPointers;
     pMesh->getPoints(vPointers);
     std::vector<Point3> vVertices;

@@ -1,16 +1,9 @@
 // Surfaces with holes.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <cstddef>
-#include <map>
-#include <set>
-#include <utility>
-#include <vector>
-
 #include "Random.h"
 #include "support/fine.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -62,7 +55,7 @@ inline int punch(Soup& soup, int numHoles, unsigned seed) {
             for (const int a : {edge.first, edge.second})
                 for (const int b : mNeig[a])
                     sTaken.insert(b);
-    TARN_KEL::Random random(seed);
+    Random random(seed);
     for (int i = 0; i < 20 * numHoles && static_cast<int>(sHub.size()) < numHoles; ++i) {
         const int hub = random.next() % static_cast<int>(soup.vVtx.size());
         if (sTaken.count(hub) != 0) continue;

@@ -1,24 +1,18 @@
 // The check that a mesh is what makeManifold() promises, and meshes that aren't.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <map>
-#include <random>
-#include <set>
-#include <string>
-
 #include "Forest.h"
 #include "RMesh.h"
 #include "meshFlaws.h"
 #include "support/figures.h"
 #include "support/fine.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
 /// The first flaw that has nothing to do with places, as text; empty for none.
-inline std::string flawOfLinks(const TARN_KEL::RMesh& mesh) {
-    const TARN_KEL::MeshFlaws flaws = countFlaws(mesh);
+inline std::string flawOfLinks(const RMesh& mesh) {
+    const MeshFlaws flaws = countFlaws(mesh);
     return figuresOf(mesh).numDoubles != 0  ? "a triangle is there twice"
            : flaws.numNonManifoldEdges != 0 ? "an edge has more than two triangles"
            : flaws.numConflicts != 0        ? "two triangles disagree in orientation"
@@ -26,7 +20,7 @@ inline std::string flawOfLinks(const TARN_KEL::RMesh& mesh) {
                                             : "";
 }
 
-inline bool hasFlat(const TARN_KEL::RMesh& mesh) {
+inline bool hasFlat(const RMesh& mesh) {
     return std::ranges::any_of(mesh.vRT, [](const RTriangle* pRT) {
         const Point3 &a = *pRT->aCorners[0], &b = *pRT->aCorners[1], &c = *pRT->aCorners[2];
         const double longest = std::max({(b - a).length(), (c - a).length(), (c - b).length()});
@@ -35,14 +29,12 @@ inline bool hasFlat(const TARN_KEL::RMesh& mesh) {
 }
 
 /// Whether a closed component of a mesh without flaws of the links faces inward.
-inline bool hasInward(const TARN_KEL::RMesh& mesh) {
-    TARN_KEL::Forest pieces(mesh.vRT.size());
-    const auto memberOf = [&](const RTriangle* pRT) {
-        return static_cast<TARN_KEL::Forest::Member>(mesh.poolRT.indexOf(pRT));
-    };
+inline bool hasInward(const RMesh& mesh) {
+    Forest pieces(mesh.vRT.size());
+    const auto memberOf = [&](const RTriangle* pRT) { return static_cast<Forest::Member>(mesh.poolRT.indexOf(pRT)); };
     for (const REdge* pRE : edges(mesh, 2))
         pieces.join(memberOf(pRE->vRT[0]), memberOf(pRE->vRT[1]));
-    std::map<TARN_KEL::Forest::Member, double> mVolume;
+    std::map<Forest::Member, double> mVolume;
     for (const RTriangle* pRT : mesh.vRT) {
         if (!pRT->isAlive()) continue;
         const auto arm = [&](int i) { return *pRT->getCorner(i) - *mesh.poolVtx.at(0); };
@@ -55,12 +47,12 @@ inline bool hasInward(const TARN_KEL::RMesh& mesh) {
 
 /// The first flaw of the mesh, as text; empty for a manifold, oriented mesh without flat and equal triangles, whichever way
 /// it faces.
-inline std::string firstFlawButFacing(const TARN_KEL::RMesh& mesh) {
+inline std::string firstFlawButFacing(const RMesh& mesh) {
     return hasFlat(mesh) ? "a triangle is flat" : flawOfLinks(mesh);
 }
 
 /// The same; moreover closed components face outward.
-inline std::string firstFlaw(const TARN_KEL::RMesh& mesh) {
+inline std::string firstFlaw(const RMesh& mesh) {
     const std::string flaw = firstFlawButFacing(mesh);
     return flaw.empty() && hasInward(mesh) ? "a closed component faces inward" : flaw;
 }

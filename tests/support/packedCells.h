@@ -1,60 +1,55 @@
 // Sets of cells by packed code, and the regions of free space around them. All lists come ascending, each cell once.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <random>
-#include <set>
-
 #include "support/cellSets.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
-inline TARN_KEL::RCD packedAt(int x, int y, int z) {
-    return TARN_KEL::packRCD(static_cast<unsigned>(x), static_cast<unsigned>(y), static_cast<unsigned>(z));
+inline RCD packedAt(int x, int y, int z) {
+    return packRCD(static_cast<unsigned>(x), static_cast<unsigned>(y), static_cast<unsigned>(z));
 }
-inline TARN_KEL::RCD shifted(TARN_KEL::RCD rcd, int dx, int dy, int dz) {
-    return packedAt(static_cast<int>(TARN_KEL::getX_RCD(rcd)) + dx, static_cast<int>(TARN_KEL::getY_RCD(rcd)) + dy,
-                    static_cast<int>(TARN_KEL::getZ_RCD(rcd)) + dz);
+inline RCD shifted(RCD rcd, int dx, int dy, int dz) {
+    return packedAt(static_cast<int>(getX_RCD(rcd)) + dx, static_cast<int>(getY_RCD(rcd)) + dy,
+                    static_cast<int>(getZ_RCD(rcd)) + dz);
 }
-inline TARN_KEL::VRCD toPacked(const TARN_KEL::VCCD& vCCD) {
-    TARN_KEL::VRCD vRCD;
-    for (const TARN_KEL::CCD ccd : vCCD)
+inline VRCD toPacked(const VCCD& vCCD) {
+    VRCD vRCD;
+    for (const CCD ccd : vCCD)
         vRCD.push_back(unitGrid().ccd2rcd(ccd));
     std::sort(vRCD.begin(), vRCD.end());
     return vRCD;
 }
 /// As cellsWhere() and randomCells().
 template <typename IsOccupied>
-TARN_KEL::VRCD packedWhere(int num, const IsOccupied& isOccupied, int base = 510) {
+VRCD packedWhere(int num, const IsOccupied& isOccupied, int base = 510) {
     return toPacked(cellsWhere(num, isOccupied, base));
 }
-inline TARN_KEL::VRCD randomPacked(int num, double chance, unsigned seed) {
+inline VRCD randomPacked(int num, double chance, unsigned seed) {
     return toPacked(randomCells(num, chance, seed));
 }
 
 /// A point in each cell: its midpoint, or with a seed, but for every fourth, anywhere.
-inline std::vector<std::pair<TARN_KEL::RCD, TARN_KEL::Point3>> pointsIn(const TARN_KEL::VRCD& vRCD, unsigned seed = 0,
-                                                                        const TARN_KEL::Calc& calc = unitGrid()) {
+inline std::vector<std::pair<RCD, Point3>> pointsIn(const VRCD& vRCD, unsigned seed = 0, const Calc& calc = unitGrid()) {
     std::mt19937 random(seed);
     const auto off = [&random] { return 0.9 * (static_cast<double>(random()) / 4294967296.0 - 0.5); };
-    std::vector<std::pair<TARN_KEL::RCD, TARN_KEL::Point3>> vPoint;
-    for (const TARN_KEL::RCD rcd : vRCD) {
-        const TARN_KEL::Point3 mid = calc.getMidPoint_RCD(rcd);
-        const TARN_KEL::Vector3 offset{off(), off(), off()};  // braces: in this order
+    std::vector<std::pair<RCD, Point3>> vPoint;
+    for (const RCD rcd : vRCD) {
+        const Point3 mid = calc.getMidPoint_RCD(rcd);
+        const Vector3 offset{off(), off(), off()};  // braces: in this order
         vPoint.emplace_back(rcd, seed == 0 || random() % 4 == 0 ? mid : mid + offset);
     }
     return vPoint;
 }
-inline TARN_KEL::VRCD codesOf(const auto& cellsAndPoints) {
-    TARN_KEL::VRCD vRCD;
+inline VRCD codesOf(const auto& cellsAndPoints) {
+    VRCD vRCD;
     for (const auto& [rcd, point] : cellsAndPoints)
         vRCD.push_back(rcd);
     return vRCD;
 }
 
 /// The cells of a closed layer, one to four cells thick, around a bumpy ball of about that radius.
-inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
+inline VRCD randomShell(int radius, unsigned seed) {
     std::mt19937 random(seed);
     const auto chance = [&random] { return static_cast<double>(random()) / 4294967296.0; };
     const double phase = 6.3 * chance(), wave = 0.2 + 0.3 * chance(), height = 1.5 * chance(),
@@ -68,8 +63,8 @@ inline TARN_KEL::VRCD randomShell(int radius, unsigned seed) {
 }
 
 /// A strip of cells along a Moebius strip of that radius.
-inline TARN_KEL::VRCD moebius(int radius) {
-    std::set<TARN_KEL::RCD> sRCD;
+inline VRCD moebius(int radius) {
+    std::set<RCD> sRCD;
     for (int i = 0; i < 40 * radius; ++i)
         for (int j = -20; j <= 20; ++j) {
             const double phi = 2.0 * 3.141592653589793 * i / (40 * radius), s = 0.25 * j;
@@ -81,28 +76,28 @@ inline TARN_KEL::VRCD moebius(int radius) {
     return {sRCD.begin(), sRCD.end()};
 }
 /// How many pieces the space outside the cells falls into, where pieces hang together over faces. Slow.
-inline int countFreeRegions(const TARN_KEL::VRCD& vRCD) {
+inline int countFreeRegions(const VRCD& vRCD) {
     int low[3], high[3];
-    const auto axes = {TARN_KEL::getX_RCD, TARN_KEL::getY_RCD, TARN_KEL::getZ_RCD};
+    const auto axes = {getX_RCD, getY_RCD, getZ_RCD};
     int axis = 0;
     for (const auto& coordinate : axes) {
-        const auto isLess = [&](TARN_KEL::RCD a, TARN_KEL::RCD b) { return coordinate(a) < coordinate(b); };
+        const auto isLess = [&](RCD a, RCD b) { return coordinate(a) < coordinate(b); };
         const auto [itLow, itHigh] = std::minmax_element(vRCD.begin(), vRCD.end(), isLess);
         low[axis] = static_cast<int>(coordinate(*itLow)) - 1;
         high[axis++] = static_cast<int>(coordinate(*itHigh)) + 1;
     }
-    std::set<TARN_KEL::RCD> sFree;
+    std::set<RCD> sFree;
     for (int x = low[0]; x <= high[0]; ++x)
         for (int y = low[1]; y <= high[1]; ++y)
             for (int z = low[2]; z <= high[2]; ++z)
                 if (!std::binary_search(vRCD.begin(), vRCD.end(), packedAt(x, y, z))) sFree.insert(packedAt(x, y, z));
     int numRegions = 0;
     for (; !sFree.empty(); ++numRegions)
-        for (TARN_KEL::VRCD vStack = {sFree.extract(sFree.begin()).value()}; !vStack.empty();) {
-            const TARN_KEL::RCD rcd = vStack.back();
+        for (VRCD vStack = {sFree.extract(sFree.begin()).value()}; !vStack.empty();) {
+            const RCD rcd = vStack.back();
             vStack.pop_back();
-            for (const auto step : {TARN_KEL::RCD_STEP_X, TARN_KEL::RCD_STEP_Y, TARN_KEL::RCD_STEP_Z})
-                for (const TARN_KEL::RCD neig : {rcd - step, rcd + step})
+            for (const auto step : {RCD_STEP_X, RCD_STEP_Y, RCD_STEP_Z})
+                for (const RCD neig : {rcd - step, rcd + step})
                     if (sFree.erase(neig) != 0) vStack.push_back(neig);
         }
     return numRegions;

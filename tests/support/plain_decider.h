@@ -2,21 +2,11 @@
 // set of what is doomed, floods that look at all positions. The yardstick for results and speed.
 #pragma once
 
-#include <algorithm>
-#include <cstdlib>
-#include <set>
-#include <utility>
-#include <vector>
-
 #include "Calc.h"
 #include "freeFunctions.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
-
-using TARN_KEL::Calc;
-using TARN_KEL::Point3;
-using TARN_KEL::RCD;
-using TARN_KEL::VRCD;
 
 class PlainDecider_RCD {
 public:

@@ -2,15 +2,10 @@
 // on which flips have something to do.
 #pragma once
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <map>
 #include <optional>
-#include <utility>
-#include <vector>
 
 #include "support/fine.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -26,7 +21,7 @@ inline std::map<std::pair<Point3, Point3>, std::vector<Point3>> tipsOf(const std
 }
 
 inline double cosineOfNormals(const Point3& a, const Point3& b, const Point3& tip0, const Point3& tip1) {
-    const TARN_KEL::Vector3 n0 = TARN_KEL::crossProduct(b - a, tip0 - a), n1 = TARN_KEL::crossProduct(tip1 - a, b - a);
+    const Vector3 n0 = crossProduct(b - a, tip0 - a), n1 = crossProduct(tip1 - a, b - a);
     return std::clamp(n0 * n1 / (n0.length() * n1.length()), -1.0, 1.0);
 }
 

@@ -1,17 +1,12 @@
 // Synthetic scans: points on known surfaces, in no order, from a seed alone.
 #pragma once
 
-#include <cmath>
-#include <cstddef>
-#include <cstdint>
 #include <locale>
-#include <sstream>
-#include <string>
 #include <string_view>
-#include <vector>
 
 #include "Random.h"
 #include "kel.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
 
@@ -22,39 +17,39 @@ public:
     explicit Scan(std::uint64_t seed, double theNoise = 0.0) : random(seed), noise(theNoise) {}
 
     /// Evenly spread over the unit sphere.
-    std::vector<TARN_KEL::Point3> sphere(std::size_t n) {
+    std::vector<Point3> sphere(std::size_t n) {
         return make(n, [this] {
             const double z = uniform(-1.0, 1.0), phi = uniform(0.0, 2.0 * PI), r = std::sqrt(1.0 - z * z);
-            return TARN_KEL::Point3(r * std::cos(phi), r * std::sin(phi), z);
+            return Point3(r * std::cos(phi), r * std::sin(phi), z);
         });
     }
     /// Evenly spread over the unit square, z = 0.
-    std::vector<TARN_KEL::Point3> plane(std::size_t n) {
-        return make(n, [this] { return TARN_KEL::Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), 0.0}; });
+    std::vector<Point3> plane(std::size_t n) {
+        return make(n, [this] { return Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), 0.0}; });
     }
     /// A ring of radius 1 and tube radius 0.3; denser on the inner side.
-    std::vector<TARN_KEL::Point3> torus(std::size_t n) {
+    std::vector<Point3> torus(std::size_t n) {
         return make(n, [this] {
             const double phi = uniform(0.0, 2.0 * PI), psi = uniform(0.0, 2.0 * PI), r = 1.0 + 0.3 * std::cos(psi);
-            return TARN_KEL::Point3(r * std::cos(phi), r * std::sin(phi), 0.3 * std::sin(psi));
+            return Point3(r * std::cos(phi), r * std::sin(phi), 0.3 * std::sin(psi));
         });
     }
     /// Two unit squares that meet at right angles along the x axis: z = 0 with y >= 0, and y = 0 with z >= 0.
-    std::vector<TARN_KEL::Point3> fold(std::size_t n) {
+    std::vector<Point3> fold(std::size_t n) {
         return make(n, [this] {
             const double x = uniform(0.0, 1.0), t = uniform(-1.0, 1.0);
-            return t > 0.0 ? TARN_KEL::Point3(x, t, 0.0) : TARN_KEL::Point3(x, 0.0, -t);
+            return t > 0.0 ? Point3(x, t, 0.0) : Point3(x, 0.0, -t);
         });
     }
     /// Anywhere in the unit cube.
-    std::vector<TARN_KEL::Point3> dust(std::size_t n) {
-        return make(n, [this] { return TARN_KEL::Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), uniform(0.0, 1.0)}; });
+    std::vector<Point3> dust(std::size_t n) {
+        return make(n, [this] { return Point3{uniform(0.0, 1.0), uniform(0.0, 1.0), uniform(0.0, 1.0)}; });
     }
     double uniform(double low, double high) {
-        return low + (high - low) * (random.next() / (static_cast<double>(TARN_KEL::Random::MAX) + 1.0));
+        return low + (high - low) * (random.next() / (static_cast<double>(Random::MAX) + 1.0));
     }
     /// The same points in another order.
-    void shuffle(std::vector<TARN_KEL::Point3>& vPoints) {
+    void shuffle(std::vector<Point3>& vPoints) {
         for (std::size_t i = vPoints.size(); i > 1; --i)
             std::swap(vPoints[i - 1], vPoints[static_cast<std::size_t>(random.next()) % i]);
     }
@@ -63,24 +58,24 @@ private:
     static constexpr double PI = 3.14159265358979323846;
 
     template <typename OnSurface>
-    std::vector<TARN_KEL::Point3> make(std::size_t n, OnSurface&& onSurface) {
-        std::vector<TARN_KEL::Point3> vPoints;
+    std::vector<Point3> make(std::size_t n, OnSurface&& onSurface) {
+        std::vector<Point3> vPoints;
         vPoints.reserve(n);
         while (vPoints.size() < n) {
-            const TARN_KEL::Point3 p = onSurface();
+            const Point3 p = onSurface();
             const double dx = uniform(-noise, noise), dy = uniform(-noise, noise), dz = uniform(-noise, noise);
             vPoints.emplace_back(p.x() + dx, p.y() + dy, p.z() + dz);
         }
         return vPoints;
     }
 
-    TARN_KEL::Random random;
+    Random random;
     double noise;
 };
 
 /// The points of a text, by streams alone: the slow and obvious reader.
-inline std::vector<TARN_KEL::Point3> pointsByStreams(std::string_view text) {
-    std::vector<TARN_KEL::Point3> vPoints;
+inline std::vector<Point3> pointsByStreams(std::string_view text) {
+    std::vector<Point3> vPoints;
     std::istringstream in{std::string(text)};
     for (std::string line; std::getline(in, line);) {
         std::istringstream numbers(line);
@@ -98,14 +93,14 @@ std::vector<T> joined(std::vector<T> v, const std::vector<T>& vMore) {
 }
 
 /// (x, y, z) becomes (f x + offset, f y + offset, f z + offset).
-inline std::vector<TARN_KEL::Point3> scaled(std::vector<TARN_KEL::Point3> vPoints, double f, double offset = 0.0) {
-    for (TARN_KEL::Point3& p : vPoints)
-        p = TARN_KEL::Point3(f * p.x() + offset, f * p.y() + offset, f * p.z() + offset);
+inline std::vector<Point3> scaled(std::vector<Point3> vPoints, double f, double offset = 0.0) {
+    for (Point3& p : vPoints)
+        p = Point3(f * p.x() + offset, f * p.y() + offset, f * p.z() + offset);
     return vPoints;
 }
 
 /// The largest distance between points of the same number; infinite when there aren't as many.
-inline double largestMove(const std::vector<TARN_KEL::Point3>& vBefore, const std::vector<TARN_KEL::Point3>& vAfter) {
+inline double largestMove(const std::vector<Point3>& vBefore, const std::vector<Point3>& vAfter) {
     if (vBefore.size() != vAfter.size()) return HUGE_VAL;
     double largest = 0.0;
     for (std::size_t i = 0; i < vBefore.size(); ++i)

@@ -1,43 +1,13 @@
-// What every test opens with: the test framework, the standard headers that tests want, the library's names, and what
-// hears its reports.
+// What every test opens with: the test framework, the standard headers, the library's names, and what hears its reports.
 #pragma once
 
 #include <gtest/gtest.h>
 
-#include <algorithm>
-#include <array>
-#include <cmath>
-#include <cstddef>
-#include <cstdint>
-#include <cstdlib>
-#include <functional>
-#include <iostream>
-#include <iterator>
-#include <limits>
-#include <map>
-#include <memory>
-#include <numeric>
-#include <random>
-#include <set>
-#include <sstream>
-#include <stdexcept>
-#include <string>
-#include <thread>
-#include <tuple>
-#include <utility>
-#include <vector>
-
 #include "Random.h"
 #include "support/capture.h"
+#include "support/names.h"
 
 namespace TARN_TEST {
-
-using namespace TARN_KEL;
-using Points = std::vector<Point3>;
-
-constexpr double INF = std::numeric_limits<double>::infinity();
-constexpr double LARGEST = std::numeric_limits<double>::max();
-constexpr double NOT_A_NUMBER = std::numeric_limits<double>::quiet_NaN();
 
 /// Calls check(seed) for each seed below the number; a failure names the seed, and a fatal one ends the loop.
 template <typename Check>

@@ -1,9 +1,6 @@
 // Random coarse meshes.
 #pragma once
 
-#include <cstddef>
-#include <vector>
-
 #include "CMesh.h"
 #include "Random.h"
 #include "support/coarse.h"
@@ -23,17 +20,17 @@ public:
     }
     void addTriangle() {
         const auto any = [this] { return vCell[pick(random, vCell.size())]; };
-        const TARN_KEL::VCD a = any(), b = any(), c = any();
+        const VCD a = any(), b = any(), c = any();
         if (a != b && b != c && a != c) triangle(a, b, c);
     }
-    TARN_KEL::CEdge* pickEdge() {
-        std::vector<TARN_KEL::CEdge*> vCE;
+    CEdge* pickEdge() {
+        std::vector<CEdge*> vCE;
         mesh.getCEdges(vCE);
         return vCE[pick(random, vCE.size())];
     }
 
-    TARN_KEL::Random random;
-    std::vector<TARN_KEL::VCD> vCell;
+    Random random;
+    std::vector<VCD> vCell;
 };
 
 }  // namespace TARN_TEST

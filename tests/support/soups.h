@@ -1,22 +1,17 @@
 // Triangle soups of known surfaces: corners three a triangle, wound counterclockwise as seen from outside.
 #pragma once
 
-#include <algorithm>
-#include <cmath>
-#include <functional>
-#include <vector>
-
 #include "freeFunctions.h"
 #include "kel.h"
+#include "support/names.h"
 #include "support/points.h"
 
 namespace TARN_TEST {
 
-using TriangleSoup = std::vector<TARN_KEL::Point3>;
-using Place = std::function<TARN_KEL::Point3(int i, int j)>;
+using TriangleSoup = std::vector<Point3>;
+using Place = std::function<Point3(int i, int j)>;
 
-inline void addTriangle(TriangleSoup& soup, const TARN_KEL::Point3& a, const TARN_KEL::Point3& b,
-                        const TARN_KEL::Point3& c) {
+inline void addTriangle(TriangleSoup& soup, const Point3& a, const Point3& b, const Point3& c) {
     if (a == b || b == c || c == a) return;  // as at the poles of a sphere
     soup.insert(soup.end(), {a, b, c});
 }
@@ -40,7 +35,7 @@ inline TriangleSoup revolved(
         const double phi = 2.0 * std::acos(-1.0) * (i % numTurn) / numTurn;
         const auto& [radius, z] = vProfile[static_cast<std::size_t>(j)];
         const double r = shape(radius, phi);
-        return TARN_KEL::Point3(r * std::cos(phi), r * std::sin(phi), z);
+        return Point3(r * std::cos(phi), r * std::sin(phi), z);
     });
     return soup;
 }
@@ -65,11 +60,11 @@ inline TriangleSoup torusSoup(int num) {
     return revolved(2 * num, arcProfile(1.0, 0.4, 0.0, 4.0 * std::acos(0.0), num));
 }
 /// Two triangles a face.
-inline TriangleSoup boxSoup(const TARN_KEL::Point3& low, const TARN_KEL::Point3& high) {
+inline TriangleSoup boxSoup(const Point3& low, const Point3& high) {
     TriangleSoup soup;
     const auto at = [&](int corner) {
-        return TARN_KEL::Point3((corner & 4) != 0 ? high.x() : low.x(), (corner & 2) != 0 ? high.y() : low.y(),
-                                (corner & 1) != 0 ? high.z() : low.z());
+        return Point3((corner & 4) != 0 ? high.x() : low.x(), (corner & 2) != 0 ? high.y() : low.y(),
+                      (corner & 1) != 0 ? high.z() : low.z());
     };
     for (const auto& face : {std::array{0, 1, 3, 2}, {4, 6, 7, 5}, {0, 4, 5, 1}, {2, 3, 7, 6}, {0, 2, 6, 4}, {1, 5, 7, 3}}) {
         addTriangle(soup, at(face[0]), at(face[1]), at(face[2]));
@@ -95,13 +90,12 @@ inline TriangleSoup flipped(TriangleSoup soup, std::size_t n) {
 }
 /// The soup turned about an axis that no face is parallel to.
 inline TriangleSoup turned(TriangleSoup soup, double degrees) {
-    using TARN_KEL::Vector3;
-    const Vector3 axis = TARN_KEL::normalize(Vector3(3.0, 2.0, 1.0));
-    const double phi = degrees / TARN_KEL::DEGREES_PER_RADIAN;
-    for (TARN_KEL::Point3& p : soup) {
-        const Vector3 v = p - TARN_KEL::Point3();
-        p = TARN_KEL::Point3() + (v * std::cos(phi) + TARN_KEL::crossProduct(axis, v) * std::sin(phi) +
-                                  axis * ((axis * v) * (1.0 - std::cos(phi))));
+    const Vector3 axis = normalize(Vector3(3.0, 2.0, 1.0));
+    const double phi = degrees / DEGREES_PER_RADIAN;
+    for (Point3& p : soup) {
+        const Vector3 v = p - Point3();
+        p = Point3() +
+            (v * std::cos(phi) + crossProduct(axis, v) * std::sin(phi) + axis * ((axis * v) * (1.0 - std::cos(phi))));
     }
     return soup;
 }
@@ -109,7 +103,7 @@ inline TriangleSoup turned(TriangleSoup soup, double degrees) {
 /// Signed, of a closed soup.
 inline double volumeOf(const TriangleSoup& soup) {
     double volume = 0.0;
-    const TARN_KEL::Point3 origin;
+    const Point3 origin;
     for (std::size_t i = 0; i + 2 < soup.size(); i += 3)
         volume += (soup[i] - origin) * crossProduct(soup[i + 1] - origin, soup[i + 2] - origin) / 6.0;
     return volume;
@@ -117,29 +111,26 @@ inline double volumeOf(const TriangleSoup& soup) {
 inline double areaOf(const TriangleSoup& soup) {
     double area = 0.0;
     for (std::size_t i = 0; i < soup.size(); i += 3)
-        area += TARN_KEL::crossProduct(soup[i + 1] - soup[i], soup[i + 2] - soup[i]).length() / 2.0;
+        area += crossProduct(soup[i + 1] - soup[i], soup[i + 2] - soup[i]).length() / 2.0;
     return area;
 }
 
 /// The distance of a point from a triangle.
-inline double distanceToTriangle(const TARN_KEL::Point3& p, const TARN_KEL::Point3& a, const TARN_KEL::Point3& b,
-                                 const TARN_KEL::Point3& c) {
-    const auto toSegment = [&p](const TARN_KEL::Point3& s, const TARN_KEL::Point3& e) {
-        const TARN_KEL::Vector3 d = e - s;
+inline double distanceToTriangle(const Point3& p, const Point3& a, const Point3& b, const Point3& c) {
+    const auto toSegment = [&p](const Point3& s, const Point3& e) {
+        const Vector3 d = e - s;
         const double t = d * d > 0.0 ? std::clamp(((p - s) * d) / (d * d), 0.0, 1.0) : 0.0;
         return (p - (s + d * t)).length();
     };
     const double rim = std::min({toSegment(a, b), toSegment(b, c), toSegment(c, a)});
-    const TARN_KEL::Vector3 n = TARN_KEL::crossProduct(b - a, c - a);
+    const Vector3 n = crossProduct(b - a, c - a);
     const double area2 = n.length();
     if (area2 == 0.0) return rim;
-    const auto inside = [&](const TARN_KEL::Point3& s, const TARN_KEL::Point3& e) {
-        return TARN_KEL::crossProduct(e - s, p - s) * n >= 0.0;
-    };
+    const auto inside = [&](const Point3& s, const Point3& e) { return crossProduct(e - s, p - s) * n >= 0.0; };
     return inside(a, b) && inside(b, c) && inside(c, a) ? std::fabs((p - a) * n) / area2 : rim;
 }
 
-inline double distanceToSoup(const TARN_KEL::Point3& p, const TriangleSoup& soup) {
+inline double distanceToSoup(const Point3& p, const TriangleSoup& soup) {
     double best = 1e300;
     for (std::size_t i = 0; i + 2 < soup.size(); i += 3)
         best = std::min(best, distanceToTriangle(p, soup[i], soup[i + 1], soup[i + 2]));

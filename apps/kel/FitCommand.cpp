@@ -20,6 +20,7 @@ void fit(FitRequest& request, Program& program) {
     Program::requirePointInput(request.cloud);
     program.requireMeshOutput(request.change.files.out, request.cloud);
     request.options.bNoise = !request.bKeepNoise;
+    request.options.bNoCrossings = request.change.bNoCrossings;
     CarriedColumns points;
     const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);
     points.vPlaces = program.readPoints(request.cloud, "cloud", bAttributes ? &points.attributes : nullptr);
@@ -49,6 +50,9 @@ void addFitCommand(CLI::App& app, Program& program) {
                     "Edge of the grid cells that the mesh was made on; without it by the edges of the mesh")
         ->check(positiveNumber);
     command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
+    pRequest->change.bNoCrossings = true;
+    command.add_flag("--no-crossings,!--keep-crossings", pRequest->change.bNoCrossings,
+                     "Make no triangles pass through each other, which is the default, or let them");
     addRawOption(command, pRequest->change.bRaw);
     addAttributesOption(command, pRequest->change.bAttributes);
     program.addMeshOutputOptions(command);

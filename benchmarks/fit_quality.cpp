@@ -125,20 +125,31 @@ void measureShape(const std::vector<TARN_KEL::TrianglePlaces>& vTriangle, const 
     figures.angle = *itAngle;
 }
 
+/// Each triangle counts by its area: the mean is over the centroids of STEPS * STEPS equal parts of it. The corners of the
+/// parts count for the farthest place alone, since in a mean the rims of the triangles would weigh too much.
 void measureDistances(const std::vector<TARN_KEL::TrianglePlaces>& vTriangle, const std::vector<Vector3>& vTruth,
                       Distance distance, Figures& figures) {
+    constexpr int STEPS = 4;
     double sum = 0.0, areas = 0.0;
     for (const auto& t : vTriangle) {
         const Vector3 a = t[1] - t[0], b = t[2] - t[0];
-        const double area = crossProduct(a, b).length();
-        constexpr int STEPS = 4;
+        const auto offAt = [&](double i, double j) {
+            const double off = distance(t[0] + a * (i / STEPS) + b * (j / STEPS));
+            figures.farthest = std::max(figures.farthest, off);
+            return off;
+        };
         for (int i = 0; i <= STEPS; ++i)
-            for (int j = 0; i + j <= STEPS; ++j) {
-                const double off = distance(t[0] + a * (double(i) / STEPS) + b * (double(j) / STEPS));
-                sum += area * off;
-                areas += area;
-                figures.farthest = std::max(figures.farthest, off);
+            for (int j = 0; i + j <= STEPS; ++j)
+                offAt(i, j);
+        double ofParts = 0.0;
+        for (int i = 0; i < STEPS; ++i)
+            for (int j = 0; i + j < STEPS; ++j) {
+                ofParts += offAt(i + 1.0 / 3.0, j + 1.0 / 3.0);
+                if (i + j + 1 < STEPS) ofParts += offAt(i + 2.0 / 3.0, j + 2.0 / 3.0);
             }
+        const double area = crossProduct(a, b).length();
+        sum += area * ofParts / (STEPS * STEPS);
+        areas += area;
     }
     figures.mean = sum / areas;
     const TARN_KEL::TriangleTree tree(vTriangle);

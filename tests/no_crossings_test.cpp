@@ -1,4 +1,5 @@
 // Steps that must not make a mesh cross itself: they don't, and do what they do else.
+#include <kel/fit.h>
 #include <kel/simplify.h>
 
 #include "countCrossings.h"
@@ -60,6 +61,18 @@ void smoothFreely(const MeshPtr& pMesh, SmoothMethod method, const KeepOptions& 
     smooth(pMesh, {.method = method, .bNoCrossings = keep.bNoCrossings});
 }
 
+/// To points all over the room of crowd(), so that neighbours are drawn to different ones.
+void fitToDust(const MeshPtr& pMesh, const KeepOptions& keep) {
+    std::mt19937 random(5);
+    std::uniform_real_distribution<double> place(0.0, 12.0), height(-0.8, 0.8);
+    std::vector<Point3> vPoints;
+    for (int i = 0; i < 1500; ++i) {
+        const double x = place(random), y = place(random);
+        vPoints.emplace_back(x, y, height(random));
+    }
+    fit(pMesh, vPoints, {.bNoCrossings = keep.bNoCrossings});
+}
+
 using Step = std::function<void(const MeshPtr&, const KeepOptions&)>;
 const std::vector<std::pair<const char*, Step>>& steps() {
     static const std::vector<std::pair<const char*, Step>> vStep = {
@@ -70,6 +83,7 @@ const std::vector<std::pair<const char*, Step>>& steps() {
         {"taubin", [](const MeshPtr& pMesh, const KeepOptions& keep) { smoothFreely(pMesh, SmoothMethod::TAUBIN, keep); }},
         {"bilateral",
          [](const MeshPtr& pMesh, const KeepOptions& keep) { smoothFreely(pMesh, SmoothMethod::BILATERAL, keep); }},
+        {"fit", fitToDust},
         {"fill", [](const MeshPtr& pMesh, const KeepOptions& keep) { fillHoles(pMesh, 8, keep); }},
     };
     return vStep;

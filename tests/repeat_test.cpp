@@ -168,7 +168,7 @@ const std::vector<Scene> vScene = {
     {"fold and dust", scanned(joined(Scan(3, 0.002).fold(5000), Scan(4).dust(1500)), false, 1.0, -1), 0x6813393b5bf4955c},
     {"growth", scanned(openSphere(), false, 1.25, 12), 0xa0ec918983f7d3ad},
     {"all steps", scannedWith(unevenTorus()), 0x08152d57421d99aa},
-    {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0xb127a60a650be1ca},
+    {"all steps, much noise", scannedWith(Scan(19, 0.06).torus(5000)), 0x5acf8b704d21907c},
     {"all steps, open sheet", scannedWith(Scan(20, 0.002).fold(5000)), 0xe443ee5f63df98e3},
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x0232e360ea8ddfff},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},

@@ -22,6 +22,7 @@ void fit(FitRequest& request, Program& program) {
     for (const std::string& file : request.cloud.readFiles())
         program.requireMeshOutput(request.change.files.out, file);
     request.options.bNoise = !request.bKeepNoise;
+    request.options.bNoCrossings = request.change.bNoCrossings;
     CarriedColumns points;
     const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);
     points.vPlaces = request.cloud.read(program, bAttributes ? &points.attributes : nullptr, "cloud");
@@ -53,6 +54,9 @@ void addFitCommand(CLI::App& app, Program& program) {
                     "Edge of the grid cells that the mesh was made on; without it by the edges of the mesh")
         ->check(positiveNumber);
     command.add_flag("--keep-noise", pRequest->bKeepNoise, "Take all that the points show for detail");
+    pRequest->change.bNoCrossings = true;
+    command.add_flag("--no-crossings,!--keep-crossings", pRequest->change.bNoCrossings,
+                     "Make no triangles pass through each other, which is the default, or let them");
     addRawOption(command, pRequest->change.bRaw);
     addAttributesOption(command, pRequest->change.bAttributes);
     program.addMeshOutputOptions(command);

@@ -17,6 +17,9 @@ struct FitOptions {
     /// Takes noise out: each vertex follows many points, as many as the noise asks for and detail allows. Otherwise all that
     /// the points show is detail.
     bool bNoise = true;
+    /// No pair of triangles passes through each other that doesn't before, see countSelfIntersections(): around those that
+    /// would, the mesh stays as it is. Takes as long as that function does.
+    bool bNoCrossings = true;
 };
 
 /// What fit() did. Lengths are in the unit of the points.

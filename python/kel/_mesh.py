@@ -459,6 +459,7 @@ class Mesh:
         *,
         cell_edge: float = 0.0,
         noise: bool = True,
+        no_crossings: bool = True,
         nan_policy: str = "omit",
         progress: Progress = None,
     ) -> Report:
@@ -472,6 +473,9 @@ class Mesh:
             Edge of the cells that the mesh was made on; 0 estimates it.
         noise : bool, default True
             Takes noise out; else all that the points show is detail.
+        no_crossings : bool, default True
+            No pair of triangles passes through each other that doesn't before: around those that would, the mesh stays as
+            it is.
         nan_policy : {"omit", "raise"}
             See `reconstruct`.
         progress : callable or True, optional
@@ -482,7 +486,7 @@ class Mesh:
         dict
             What was done: ``points`` that took part, their ``point_spacing``, the ``noise``, and more.
         """
-        keywords = dict(cell_edge=cell_edge, noise=noise)
+        keywords = dict(cell_edge=cell_edge, noise=noise, no_crossings=no_crossings)
         with heard(progress) as listener, self._change():
             return self._handle.fit(_arrays.points(points, "points", nan_policy), keywords, listener)
 

@@ -51,6 +51,7 @@ template <typename Visit>
 void forEachField(kel_fit_options& o, Visit& visit) {
     visit.number("cell_edge", o.cell_edge);
     visit.flag("noise", o.noise);
+    visit.flag("no_crossings", o.no_crossings);
 }
 
 template <typename Visit>

@@ -62,6 +62,7 @@ template <typename Visit>
 void forEachOption(FitOptions& options, kel_fit_options& c, const Visit& visit) {
     visit(options.cellEdge, c.cell_edge);
     visit(options.bNoise, c.noise);
+    visit(options.bNoCrossings, c.no_crossings);
 }
 
 template <typename Visit>

@@ -32,8 +32,8 @@ std::vector<Point3> usedPlaces(const RMesh& mesh, std::vector<FitTriangle>& vTri
 std::unique_ptr<RMesh> meshOf(const FittedSurface& surface, double sideLen) {
     CoarseSurface made;
     made.sideLen = sideLen;
-    made.vVertex = surface.vVertex;
-    made.vTriangle = surface.vTriangle;
+    made.vVertex = surface.placed.vVertex;
+    made.vTriangle = surface.placed.vTriangle;
     return std::make_unique<RMesh>(made);
 }
 
@@ -47,7 +47,8 @@ void measureMoves(const std::vector<Point3>& vBefore, const std::vector<Point3>&
 
 }  // namespace
 
-FitRun::FitRun(const RMesh& mesh, std::span<const Point3> points, const FitOptions& options) : sideLen(mesh.getSideLen()) {
+FitRun::FitRun(const RMesh& mesh, std::span<const Point3> points, const FitOptions& options)
+    : sideLen(mesh.getSideLen()), bNoCrossings(options.bNoCrossings) {
     ASSEX(options.cellEdge>=0.0 && std::isfinite(options.cellEdge));
     if (!hasFiniteCorners(mesh)) return;
     std::vector<FitTriangle> vTriangle;
@@ -58,7 +59,8 @@ FitRun::FitRun(const RMesh& mesh, std::span<const Point3> points, const FitOptio
 std::unique_ptr<RMesh> FitRun::fittedMesh(FitReport& report) {
     report = {};
     if (!surfaceFit) return nullptr;
-    const FittedSurface surface = surfaceFit->fit();
+    const FittedSurface surface = surfaceFit->fit(bNoCrossings);
+    numCrossings = surface.numCrossings;
     report.numPoints = surface.numPoints;
     report.pointSpacing = surface.spacing;
     report.noise = surface.noise;
@@ -69,7 +71,7 @@ std::unique_ptr<RMesh> FitRun::fittedMesh(FitReport& report) {
     report.numSplits = surface.counts.numSplits;
     report.numUnfolded = surface.counts.numUnfolded;
     report.numUntangled = surface.counts.numUntangled;
-    measureMoves(vStart, surface.vVertex, report);
+    measureMoves(vStart, surface.placed.vVertex, report);
     return meshOf(surface, sideLen);
 }
 

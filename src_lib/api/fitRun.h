@@ -27,9 +27,14 @@ public:
     bool hasMesh() const { return surfaceFit.has_value(); }
     /// The fitted mesh; null when the mesh isn't to be changed. report: overwritten. To be called once.
     std::unique_ptr<RMesh> fittedMesh(FitReport& report);
+    /// How many pairs of triangles of the fitted mesh cross. None where that wasn't counted: without a fit, and where it may
+    /// make some.
+    std::optional<std::size_t> numCrossingsThen() const { return numCrossings; }
 
 private:
     const double sideLen;
+    const bool bNoCrossings;
+    std::optional<std::size_t> numCrossings;
     std::vector<Point3> vStart;
     std::optional<SurfaceFit> surfaceFit;  // none when a vertex isn't finite
 };

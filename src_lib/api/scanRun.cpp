@@ -2,7 +2,7 @@
 //
 //     points -> finite ones -> without those far from all others -> spacing -> without strays -> grid -> added points
 //            -> mesh of the cells -> manifold -> without tiny pieces -> without pinholes and holes
-//            -> fitted to the points -> without self-intersections
+//            -> without self-intersections -> fitted to the points, which makes none
 //
 // The grid is made before points are added, and both are handed to the run, so that a cloud to which nothing is added gives
 // the mesh of reconstruct_auto(), to the byte.
@@ -67,6 +67,7 @@ private:
     MeshPtr makeMesh(std::vector<Point3> vPoints);
     MeshPtr makeSurface(std::vector<Point3> vPoints);
     void mend(RMesh& mesh);
+    std::size_t uncross(RMesh& mesh);
     void lookAtPoints(const Mesh& mesh);
     std::size_t countBorder(const Mesh& mesh);
     void denoise(MeshPtr& pMesh);
@@ -201,10 +202,20 @@ void ScanRun::mend(RMesh& mesh) {
             const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
             report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
         });
+    if (options.bNoCrossings) report.numCrossings = uncross(mesh);
+}
+
+/// Returns how many there were.
+std::size_t ScanRun::uncross(RMesh& mesh) {
+    CrossingsRemoved done;
+    step("crossings", [&] { done = removeCrossings(mesh); });
+    report.numCrossingsLeft = done.numAfter;
+    return done.numBefore;
 }
 
 void ScanRun::lookAtPoints(const Mesh& mesh) {
-    step("noise", [&] { fitRun.emplace(*mesh.pRMesh, own, FitOptions{.cellEdge = report.cellEdge}); });
+    const FitOptions fitOptions{.cellEdge = report.cellEdge, .bNoCrossings = options.bNoCrossings};
+    step("noise", [&] { fitRun.emplace(*mesh.pRMesh, own, fitOptions); });
 }
 
 std::size_t ScanRun::countBorder(const Mesh& mesh) {
@@ -246,16 +257,12 @@ void ScanRun::fit(MeshPtr& pMesh) {
         if (fitRun->hasMesh()) install(std::make_unique<RMesh>(report.cellEdge), *pMesh);  // its memory first
         if (auto pFitted = fitRun->fittedMesh(report.fit)) install(std::move(pFitted), *pMesh);
     });
+    report.numCrossingsLeft = fitRun->numCrossingsThen().value_or(report.numCrossingsLeft);
     fitRun.reset();
+    if (report.numCrossingsLeft > 0) uncross(*pMesh->pRMesh);  // the fit may have opened another way out
 }
 
 void ScanRun::finish(RMesh& mesh) {
-    if (options.bNoCrossings)
-        step("crossings", [&] {
-            const CrossingsRemoved done = removeCrossings(mesh);
-            report.numCrossings = done.numBefore;
-            report.numCrossingsLeft = done.numAfter;
-        });
     // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
     // now.
     const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;

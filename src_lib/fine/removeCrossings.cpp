@@ -3,20 +3,24 @@
 // Cells make a few folds whose sides pass through each other, and sheets near each other that touch and go through. Mostly
 // one vertex is on the wrong side, or an edge runs across where its flip would run along. So at each triangle that crosses
 // another one, all flips of its edges are tried, moves of its corners towards the mean of their neighbours, and collapses of
-// its edges; the one that takes away most pairs is done. Each lowers the number of pairs, so it ends.
+// its edges; the one that takes away most pairs is done. Where none does, all vertices around go between their neighbours
+// together. Each lowers the number of pairs, so it ends.
 #include "removeCrossings.h"
 
 #include <algorithm>
 #include <cstddef>
+#include <iterator>
+#include <map>
 #include <utility>
 #include <vector>
 
 #include "CrossingWatch.h"
+#include "NeighbourLists.h"
 #include "RMesh.h"
 #include "collapses.h"
 #include "countCrossings.h"
 #include "edgeGeometry.h"
-#include "flood.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -24,38 +28,52 @@ namespace {
 
 /// A change of the mesh and what it does to the number of pairs.
 struct Change {
-    enum Kind { NONE, FLIP, MOVE, COLLAPSE };
+    enum Kind { NONE, FLIP, MOVE, COLLAPSE, SPREAD };
 
     Kind kind = NONE;
     REdge* pRE = nullptr;                      // FLIP
     Point3 *pVtx = nullptr, *pOnto = nullptr;  // MOVE, COLLAPSE
     Point3 place;                              // MOVE
+    std::vector<VertexMove> vMoves;            // SPREAD
     std::ptrdiff_t gain = 0;                   // pairs fewer
 };
+
+/// New places of some vertices.
+using Spread = std::map<Point3*, Point3>;
 
 class CrossingRemover {
 public:
     explicit CrossingRemover(RMesh& theMesh) : mesh(theMesh), watch(theMesh) {}
 
-    /// vOpen: the triangles that cross others. Returns by how much the number of pairs fell.
-    std::size_t run(std::vector<RTriangle*> vOpen) {
-        std::ptrdiff_t sum = 0;
-        workThrough(vOpen, [&](const RTriangle* pRT) {
-            if (!pRT->isAlive() || watch.numCrossings(*pRT) == 0) return;
-            findBest(*pRT);
-            if (best.kind == Change::NONE || !perform(best)) return;
-            sum += best.gain;
-            // What is around has changed; it may have another way out now.
-            vOpen.insert(vOpen.end(), vChanged.begin(), vChanged.end());
-        });
-        return static_cast<std::size_t>(sum);
+    /// The triangles that cross others. Returns by how much the number of pairs fell.
+    std::size_t run(std::vector<RTriangle*> vCrossing) {
+        vOpen = std::move(vCrossing);
+        for (;;) {
+            if (RTriangle* pRT = nextOf(vOpen)) {
+                findBest(*pRT);
+                if (!performBest()) vStuck.push_back(pRT);
+            } else if ((pRT = nextOf(vStuck))) {
+                best = Change();
+                trySpread(*pRT);
+                performBest();
+            } else {
+                return static_cast<std::size_t>(gained);
+            }
+        }
     }
 
 private:
+    RTriangle* nextOf(std::vector<RTriangle*>& vTriangle);
+    bool performBest();
     void findBest(const RTriangle& rt);
     void tryFlip(REdge* pRE);
     void tryMove(Point3* p, double share);
     void tryCollapse(Point3* pSrc, Point3* pTrg);
+    void trySpread(const RTriangle& rt);
+    std::vector<Point3*> innerVerticesAround(const RTriangle& rt, int numRings) const;
+    void spread(Spread& mPlace) const;
+    bool areFree(const std::vector<VertexMove>& vMoves) const;
+    Replacement moveOfAll(const Spread& mPlace) const;
     void consider(const Change& change, const Replacement& step);
     bool perform(const Change& change);
 
@@ -63,12 +81,32 @@ private:
     CrossingWatch watch;
     Change best;
     std::vector<RTriangle*> vChanged;  // by the last change
+    std::vector<RTriangle*> vOpen;     // those that are to be looked at
+    std::vector<RTriangle*> vStuck;    // those where no change of one vertex or edge helped
+    std::ptrdiff_t gained = 0;         // by all changes
 };
 
 /// Thinner than is good: far above what counts as flat.
 bool isThin(const TriangleCorners& t) {
     constexpr double LEAST_HEIGHT = 0.01;  // of the longest side
     return !(relativeHeight(t[1] - t[0], t[2] - t[0]) > LEAST_HEIGHT);
+}
+
+/// Takes the last one that still crosses another; null when there is none.
+RTriangle* CrossingRemover::nextOf(std::vector<RTriangle*>& vTriangle) {
+    while (!vTriangle.empty()) {
+        RTriangle* pRT = vTriangle.back();
+        vTriangle.pop_back();
+        if (pRT->isAlive() && watch.numCrossings(*pRT) > 0) return pRT;
+    }
+    return nullptr;
+}
+
+bool CrossingRemover::performBest() {
+    if (best.kind == Change::NONE || !perform(best)) return false;
+    gained += best.gain;
+    vOpen.insert(vOpen.end(), vChanged.begin(), vChanged.end());  // there may be another way out around it now
+    return true;
 }
 
 void CrossingRemover::findBest(const RTriangle& rt) {
@@ -128,6 +166,78 @@ void CrossingRemover::tryCollapse(Point3* pSrc, Point3* pTrg) {
     consider(change, collapseOf(mesh, pSrc, pTrg));
 }
 
+/// The vertices of some rings around a triangle go between their neighbours, a few times over.
+void CrossingRemover::trySpread(const RTriangle& rt) {
+    constexpr int MAX_RINGS = 3, SWEEPS = 4;
+    constexpr std::size_t MAX_VERTICES = 200;  // more are around a hub
+    for (int numRings = 1; numRings <= MAX_RINGS && best.kind == Change::NONE; ++numRings) {
+        Spread mPlace;
+        for (Point3* p : innerVerticesAround(rt, numRings))
+            mPlace.emplace(p, *p);
+        if (mPlace.size() > MAX_VERTICES) return;
+        for (int sweep = 0; sweep < SWEEPS; ++sweep)
+            spread(mPlace);
+        Change change;
+        change.kind = Change::SPREAD;
+        change.vMoves.assign(mPlace.begin(), mPlace.end());
+        if (areFree(change.vMoves)) consider(change, moveOfAll(mPlace));
+    }
+}
+
+std::vector<Point3*> CrossingRemover::innerVerticesAround(const RTriangle& rt, int numRings) const {
+    std::vector<Point3*> vVtx(std::begin(rt.aCorners), std::end(rt.aCorners));
+    for (int ring = 0; ring < numRings; ++ring) {
+        std::vector<Point3*> vWider = vVtx;
+        for (const Point3* p : vVtx)
+            mesh.getRingVtx(p, vWider);
+        vVtx = std::move(vWider);
+    }
+    std::erase_if(vVtx, [this](const Point3* p) { return isAtBorder(mesh, p); });
+    return vVtx;
+}
+
+/// Each vertex to the mean of its neighbours, one after the other.
+void CrossingRemover::spread(Spread& mPlace) const {
+    for (auto& [p, place] : mPlace) {
+        std::vector<Point3*> vRing;
+        mesh.getRingVtx(p, vRing);
+        Vector3 sum;
+        for (Point3* pNeighbour : vRing) {
+            const auto it = mPlace.find(pNeighbour);
+            sum += (it != mPlace.end() ? it->second : *pNeighbour) - place;
+        }
+        place = place + sum / static_cast<double>(vRing.size());
+    }
+}
+
+/// Whether the new places are finite, differ, and no vertex is at one.
+bool CrossingRemover::areFree(const std::vector<VertexMove>& vMoves) const {
+    std::vector<Point3> vPlace;
+    for (const VertexMove& move : vMoves) {
+        if (!isFinitePoint(move.second) || mesh.hasVertex(move.second)) return false;
+        vPlace.push_back(move.second);
+    }
+    oneInstance(vPlace);
+    return vPlace.size() == vMoves.size();
+}
+
+Replacement CrossingRemover::moveOfAll(const Spread& mPlace) const {
+    std::vector<RTriangle*> vAround;
+    for (const auto& at : mPlace)
+        mesh.getIncidentT(at.first, vAround);
+    oneInstance(vAround);
+    Replacement step;
+    for (const RTriangle* pRT : vAround) {
+        const auto placeOf = [&](int i) {
+            const auto it = mPlace.find(pRT->getCorner(i));
+            return it != mPlace.end() ? it->second : *pRT->getCorner(i);
+        };
+        step.vOld.push_back(pRT);
+        step.vNew.push_back({placeOf(0), placeOf(1), placeOf(2)});
+    }
+    return step;
+}
+
 /// False when the mesh refuses a flip, which then isn't done.
 bool CrossingRemover::perform(const Change& change) {
     vChanged.clear();
@@ -138,6 +248,11 @@ bool CrossingRemover::perform(const Change& change) {
     } else if (change.kind == Change::MOVE) {
         mesh.updateVertex(change.pVtx, change.place);
         mesh.getIncidentT(change.pVtx, vChanged);
+    } else if (change.kind == Change::SPREAD) {
+        for (const auto& [p, place] : change.vMoves) {
+            mesh.updateVertex(p, place);
+            mesh.getIncidentT(p, vChanged);
+        }
     } else {
         mesh.exchangeCorner(change.pVtx, change.pOnto);
         mesh.getIncidentT(change.pOnto, vChanged);

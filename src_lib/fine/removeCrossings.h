@@ -12,7 +12,8 @@ struct CrossingsRemoved {
     std::size_t numAfter = 0;   ///< pairs that cross still
 };
 
-/// Lowers the number of pairs of triangles that cross, by flips, moves and collapses near them, as far as that succeeds.
+/// Lowers the number of pairs of triangles that cross, by flips, moves and collapses near them, as far as that succeeds;
+/// where none of these helps, by moves of all vertices around.
 ///
 /// Each step makes the number smaller; of those at a triangle the one that gains most is done. No step makes a manifold mesh
 /// non-manifold, changes the border, or makes a flat triangle. A mesh without crossings isn't changed.

@@ -63,14 +63,19 @@ void FitState::moveVertex(FitIndex vertex, const Vector3& to) {
 }
 
 void FitState::perform(const EdgeFlip& flip) {
+    const FitQuad& q = flip.quad;
+    vHistory.push_back({q.a, q.b, q.c, q.d});
     mesh.flip(flip.quad.t, flip.edge);
 }
 
 void FitState::undo(const EdgeFlip& flip) {
     mesh.undoFlip(flip.quad);
+    vHistory.pop_back();
 }
 
 void FitState::perform(const EdgeSplit& split) {
+    const FitQuad& q = split.quad;
+    vHistory.push_back({q.a, q.b, q.c, q.d, static_cast<FitIndex>(mesh.numVertices())});
     mesh.split(split.quad.t, split.edge, split.at);
     vChanged.resize(mesh.numTriangles(), 1);
     sides.vNormal.push_back(split.side.normal);
@@ -81,6 +86,7 @@ void FitState::perform(const EdgeSplit& split) {
 
 void FitState::undo(const EdgeSplit& split) {
     mesh.undoSplit(split.quad);
+    vHistory.pop_back();
     vChanged.resize(mesh.numTriangles());
     sides.vNormal.pop_back();
     sides.vPiece.pop_back();

@@ -34,6 +34,14 @@ struct EdgeSplit {
     SurfaceSide side;  // of the edge
 };
 
+/// A flip or a split that was performed, of the edge from a to b of the triangles (a, b, c) and (b, a, d).
+struct EdgeChange {
+    FitIndex a, b, c, d;
+    FitIndex newVertex = NO_INDEX;  // of a split
+
+    bool isSplit() const { return newVertex != NO_INDEX; }
+};
+
 /// A mesh on its way to the points, and what is known of its vertices and triangles. Its changes keep all lists in step, and
 /// ask nothing: whether a change is good is for those to say who make it.
 ///
@@ -83,6 +91,7 @@ struct FitState {
     std::vector<VertexKind> vKind;        // of the vertices
     std::vector<unsigned char> vRough;    // vertices where more than a move along the normal may be needed
     std::vector<unsigned char> vChanged;  // triangles that changed since their edges were judged
+    std::vector<EdgeChange> vHistory;     // what was performed and not taken back
     const FitGuard guard;
     SheetFinder finder;
 };

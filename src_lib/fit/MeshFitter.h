@@ -34,6 +34,8 @@ public:
     /// on.
     MeshFitter(FitMesh& mesh, const FitPoints& points, const VertexSides& meshSides, double cellEdge);
     FitCounts fit();
+    /// The flips and splits of the fit, in their order.
+    const std::vector<EdgeChange>& history() const { return state.vHistory; }
 
 private:
     void holdHubs();

@@ -69,8 +69,8 @@ std::vector<Vector3> pointsNear(std::span<const Point3> given, const LocalFrame&
 SurfaceFit::SurfaceFit(const std::vector<Point3>& vVertex, const std::vector<FitTriangle>& vTriangle,
                        std::span<const Point3> given, double cellEdge, bool bNoise)
     : cell(cellEdge) {
-    result.vVertex = vVertex;
-    result.vTriangle = vTriangle;
+    result.placed.vVertex = vVertex;
+    result.placed.vTriangle = vTriangle;
     const ProgressStep progress("FT_points", 1);
     if (vTriangle.empty()) return;
     if (cell == 0.0) cell = meanEdgeOf(vVertex, vTriangle) / EDGE_IN_CELLS;
@@ -94,10 +94,10 @@ void SurfaceFit::lookAt(std::span<const Point3> given, double extent, bool bNois
     frame.unit *= spacing;
 
     std::vector<Vector3> vStart;
-    vStart.reserve(result.vVertex.size());
-    for (const Point3& p : result.vVertex)
+    vStart.reserve(result.placed.vVertex.size());
+    for (const Point3& p : result.placed.vVertex)
         vStart.push_back(frame.toLocal(p));
-    mesh = FitMesh(std::move(vStart), result.vTriangle);
+    mesh = FitMesh(std::move(vStart), result.placed.vTriangle);
     sides = sidesOf(mesh);
     points = selectPoints(std::move(vPlace), mesh, sides, REACH / spacing, FIT_GRID_EDGE);
     findPointSheets(points, bNoise);
@@ -115,15 +115,20 @@ std::vector<Point3> SurfaceFit::pointsWithoutNoise() const {
     return vPoint;
 }
 
-FittedSurface SurfaceFit::fit() {
+FittedSurface SurfaceFit::fit(bool bNoCrossings) {
     if (result.spacing == 0.0) return std::move(result);
+    const PlacedTriangles before = result.placed;
     const std::vector<Vector3> vStart = mesh.places();
-    result.counts = MeshFitter(mesh, points, sides, cell / frame.unit).fit();
-    result.vVertex.resize(mesh.numVertices());
+    MeshFitter fitter(mesh, points, sides, cell / frame.unit);
+    result.counts = fitter.fit();
+    PlacedTriangles& placed = result.placed;
+    placed.vVertex.resize(mesh.numVertices());
     for (FitIndex v = 0; v < mesh.numVertices(); ++v)
         if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
-            result.vVertex[v] = frame.fromLocal(mesh.place(v));
-    result.vTriangle = mesh.triangles();
+            placed.vVertex[v] = frame.fromLocal(mesh.place(v));
+    placed.vTriangle = mesh.triangles();
+    if (bNoCrossings) result.numCrossings = CrossingUndo(before, fitter.history()).run(placed);
+    result.counts.numSplits = placed.vVertex.size() - before.vVertex.size();
     return std::move(result);
 }
 

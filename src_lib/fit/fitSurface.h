@@ -6,9 +6,11 @@
 #pragma once
 
 #include <cstddef>
+#include <optional>
 #include <span>
 #include <vector>
 
+#include "CrossingUndo.h"
 #include "FitMesh.h"
 #include "FitPoints.h"
 #include "LocalFrame.h"
@@ -19,13 +21,15 @@ namespace TARN_KEL {
 
 /// The fitted mesh, and how it came about. Lengths are in the unit of the points.
 struct FittedSurface {
-    std::vector<Point3> vVertex;         ///< those that were given in their order, then those created on creases
-    std::vector<FitTriangle> vTriangle;  ///< those that were given in their order, flipped or cut, then new ones
-    std::size_t numPoints = 0;           ///< that took part
-    double spacing = 0.0;                ///< of the points; 0.0: there were too few, and nothing was done
-    double noise = 0.0;                  ///< standard deviation of the points along the normal
-    double radius = 0.0;                 ///< of the neighbourhoods that were averaged
+    /// The vertices and triangles that were given, in their order, moved, flipped and cut; then new ones on creases.
+    PlacedTriangles placed;
+    std::size_t numPoints = 0;  ///< that took part
+    double spacing = 0.0;       ///< of the points; 0.0: there were too few, and nothing was done
+    double noise = 0.0;         ///< standard deviation of the points along the normal
+    double radius = 0.0;        ///< of the neighbourhoods that were averaged
     FitCounts counts;
+    /// Pairs of triangles that cross, where no more may than before.
+    std::optional<std::size_t> numCrossings;
 };
 
 /// A fit of a mesh to points, in two steps: what the points say, and the mesh. Between them it can be seen how noisy the
@@ -47,8 +51,8 @@ public:
     double noise() const { return points.noise; }
     /// Where the points that take part would be without noise.
     std::vector<Point3> pointsWithoutNoise() const;
-    /// Fits the mesh. To be called once.
-    FittedSurface fit();
+    /// Fits the mesh. bNoCrossings: no pair of triangles crosses afterwards that doesn't before. To be called once.
+    FittedSurface fit(bool bNoCrossings);
 
 private:
     void lookAt(std::span<const Point3> given, double extent, bool bNoise);

@@ -26,6 +26,7 @@
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
+#include "wanted.h"
 
 namespace TARN_KEL {
 
@@ -138,9 +139,10 @@ void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std:
 /// Where the runs of one cell begin; behind them the end of the last one.
 std::vector<std::size_t> startsOfRuns(const std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
     std::vector<std::size_t> vStart;
-    for (std::size_t i = 0; i < vCellPoint.size(); ++i)
-        if (i == 0 || vCellPoint[i].first != vCellPoint[i - 1].first) vStart.push_back(i);
-    vStart.push_back(vCellPoint.size());
+    forWanted_MT(
+        firstOfRuns_MT(vCellPoint, [](const auto& cellPoint) { return cellPoint.first; }),
+        [&](std::size_t numRuns) { vStart.resize(numRuns + 1, vCellPoint.size()); },
+        [&](std::size_t i, std::size_t place) { vStart[place] = i; });
     return vStart;
 }
 

@@ -72,6 +72,7 @@ private:
     void denoise(MeshPtr& pMesh);
     void fit(MeshPtr& pMesh);
     void finish(RMesh& mesh);
+    bool changesSurface() const;
 
     const ReconstructOptions& options;
     const WatchedRun& watchedRun;
@@ -250,6 +251,13 @@ void ScanRun::fit(MeshPtr& pMesh) {
     fitRun.reset();
 }
 
+/// Whether any step is to change what the cells make.
+bool ScanRun::changesSurface() const {
+    const bool bMends =
+        options.bManifold || options.minPieceArea > 0.0 || options.maxPinholeEdges > 0 || options.maxHoleEdges > 0;
+    return bMends || options.bFit || options.bNoCrossings;
+}
+
 void ScanRun::finish(RMesh& mesh) {
     if (options.bNoCrossings)
         step("crossings", [&] {
@@ -262,7 +270,10 @@ void ScanRun::finish(RMesh& mesh) {
     const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
     if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
     if (!bFlaws) return;
-    step("flaws", [&] { report.after = countFlaws(mesh); });
+    if (changesSurface())
+        step("flaws", [&] { report.after = countFlaws(mesh); });
+    else
+        report.after = report.before;
     // What made it manifold knew nothing of the pieces dropped and the holes closed since.
     if (options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
 }

@@ -45,6 +45,18 @@ std::vector<CEdge*> sortedEdgesOf(const std::vector<CTriangle*>& vT) {
     return vCE;
 }
 
+/// Whether isOne(triangle) is true for one of the list, asked on all workers; no further ones are asked then.
+template <typename IsOne>
+bool anyOf_MT(const std::vector<CTriangle*>& vT, const IsOne& isOne) {
+    std::atomic<bool> bFound = false;
+    const auto ask = [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end && !bFound; ++i)
+            if (isOne(vT[i])) bFound = true;
+    };
+    forChunks_MT(vT.size(), ask, WORTH_A_TASK);
+    return bFound;
+}
+
 /// Two triangles, both of the patch.
 bool isInside(const CEdge& edge, const CPatch* pPatch) {
     return edge.getDegree() == 2 && edge.vCT[0]->getPatch() == pPatch && edge.vCT[1]->getPatch() == pPatch;
@@ -204,7 +216,7 @@ void CPatch::getPatchBoundaryCE(std::vector<CEdge*>& vBoundaryCE) const {
 bool CPatch::isClosed() const {
     if (getSize() <= 3) return false;
     const auto hasBorder = [](const CTriangle* pCT) { return pCT->isAlive() && pCT->hasBorder(); };
-    if (std::any_of(vMemberCT.begin(), vMemberCT.end(), hasBorder)) return false;
+    if (anyOf_MT(vMemberCT, hasBorder)) return false;
     return edgesOfOneMember(*this).empty();
 }
 

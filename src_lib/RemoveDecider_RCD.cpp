@@ -27,6 +27,7 @@
 #include <algorithm>
 #include <bit>
 
+#include "FreshVector.h"
 #include "NeighbourWalk.h"
 #include "WeightQueue.h"
 #include "freeFunctions.h"
@@ -35,6 +36,7 @@
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
+#include "wanted.h"
 
 namespace TARN_KEL {
 
@@ -130,7 +132,7 @@ public:
     /// What a pass reads of a cell, in one cache line. From its creation on it knows which cells of its block are candidates
     /// too, and so where these are: a row of the block along z is a stretch of the list.
     struct alignas(CACHE_LINE) Candidate {
-        RCD rcd;
+        RCD rcd = 0;
         double offCentre = 0.0;  // from its point to its midpoint, in cells
         Mask alive = 0;          // of its block: cells of the list that aren't doomed, and itself
         Mask candidates = 0;     // of its block
@@ -154,7 +156,7 @@ public:
             auto itPoint = vRCDPoint.begin();
             NeighbourWalk<RCD> walk(vCell);
             for (std::size_t i = begin; i < end; ++i) {
-                Candidate& candidate = vCandidate[i];
+                Candidate& candidate = vCandidate[i] = Candidate();
                 candidate.rcd = vCell[i];
                 itPoint = findPoint(vRCDPoint, itPoint, candidate.rcd);
                 candidate.offCentre = decider.getOffCentre(candidate.rcd, itPoint->second);
@@ -194,7 +196,7 @@ public:
     }
 
     static constexpr std::uint32_t NONE = ~std::uint32_t{0};
-    std::vector<Candidate> vCandidate;
+    FreshVector<Candidate> vCandidate;
     std::vector<std::uint32_t> vToAsk;  // all with bAsk, some without
     int pass = 0;
 
@@ -408,8 +410,10 @@ void RemoveDecider_RCD::askAll(Candidates& candidates, bool bAllowBorder) const 
         }
     };
     forChunks_MT(candidates.vCandidate.size(), ask, WORTH_A_TASK);
-    for (std::uint32_t number = 0; number < candidates.vCandidate.size(); ++number)
-        if (candidates.vCandidate[number].bAsk) candidates.vToAsk.push_back(number);
+    forWanted_MT(
+        wantedFlags_MT(candidates.vCandidate.size(), [&](std::size_t number) { return candidates.vCandidate[number].bAsk; }),
+        [&](std::size_t numToAsk) { candidates.vToAsk.resize(numToAsk); },
+        [&](std::size_t number, std::size_t place) { candidates.vToAsk[place] = static_cast<std::uint32_t>(number); });
 }
 
 /// Passes until one dooms none. The records of the candidates alone are changed. Returns the doomed ones in their order.

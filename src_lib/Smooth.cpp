@@ -23,10 +23,10 @@
 
 #include "Progress.h"
 #include "pointsByCode.h"
-#include "runs.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
+#include "wanted.h"
 
 namespace TARN_KEL {
 
@@ -139,10 +139,10 @@ void linkStretch(const std::vector<CellNode>& vCellNode, std::size_t begin, std:
 /// Where the runs of one cell begin; behind them the end of the last one.
 std::vector<std::size_t> startsOfRuns(const std::vector<std::pair<RCD, Point3*>>& vCellPoint) {
     std::vector<std::size_t> vStart;
-    const auto cellOf = [](const auto& cellPoint) { return cellPoint.first; };
-    forEachRun(vCellPoint.begin(), vCellPoint.end(), cellOf,
-               [&](auto first, auto) { vStart.push_back(static_cast<std::size_t>(first - vCellPoint.begin())); });
-    vStart.push_back(vCellPoint.size());
+    forWanted_MT(
+        firstOfRuns_MT(vCellPoint, [](const auto& cellPoint) { return cellPoint.first; }),
+        [&](std::size_t numRuns) { vStart.resize(numRuns + 1, vCellPoint.size()); },
+        [&](std::size_t i, std::size_t place) { vStart[place] = i; });
     return vStart;
 }
 

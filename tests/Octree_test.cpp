@@ -109,6 +109,17 @@ TEST(Octree, findsWhatTheSearchThroughAllPointsFinds) {
     }
 }
 
+TEST(Octree, isTheSameOnAnyNumberOfThreads) {
+    const Points vPoint = Scan(3).sphere(70000);
+    const auto inOrderOfLeaves = [&vPoint](int numThreads) {
+        setNumThreads(numThreads);
+        return PointTree(vPoint).near(Point3(), 1e9);
+    };
+    const Indices vExpected = inOrderOfLeaves(1);
+    for (const int numThreads : {2, 3, 8, 0})
+        EXPECT_EQ(inOrderOfLeaves(numThreads), vExpected) << numThreads << " threads";
+}
+
 TEST(Octree, knowsTheDistanceToTheNearestItem) {
     Scan scan(7);
     for (const auto& [name, vPoint] : clouds(1000, 5)) {

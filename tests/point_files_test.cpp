@@ -3,6 +3,7 @@
 #include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <charconv>
 #include <cstring>
 
 #include "AtomicFile.h"
@@ -78,6 +79,21 @@ struct Stl : FolderTest {};
 struct Readers : FolderTest {};
 
 }  // namespace
+
+TEST(extractFloat, roundsLongDecimalsToTheNearest) {
+    std::mt19937_64 random(3);
+    for (int i = 0; i < 20000; ++i) {
+        const std::string whole = std::to_string((std::uint64_t{1} << 52) + (random() >> 12));  // numbers there are 1 apart
+        std::string any = std::to_string(random()).substr(0, 1 + random() % 19);
+        any.insert(random() % (any.size() + 1), ".");
+        for (const std::string& text : {whole + ".5", whole + ".499", whole + ".501", any + "7"}) {
+            double value = 0.0, expected = 0.0;
+            extractFloat(text.data(), text.data() + text.size(), value);
+            std::from_chars(text.data(), text.data() + text.size(), expected);
+            ASSERT_EQ(bytesOf(value), bytesOf(expected)) << text;
+        }
+    }
+}
 
 TEST(TextNumbers, AreReadAndWrittenAsByAStream) {
     expectExtractedLikeAStream<double>(1);

@@ -11,6 +11,7 @@
 #include "support/prelude.h"
 #include "support/sanitized.h"
 #include "thread_pool.h"
+#include "wanted.h"
 
 using namespace TARN_TEST;
 using ctpl::thread_pool;
@@ -61,6 +62,20 @@ TEST(sortMT, sortsLikeTheStandardSortOnAnyNumberOfThreads) {
                 sortOnThreads(v.begin(), v.end(), comp, numThreads);
                 ASSERT_EQ(v, sorted(vInput)) << name << ", " << n << " numbers, " << numThreads << " threads";
             }
+}
+
+TEST(forWanted, putsTheFirstOfEachRunInItsPlaceOnAnyNumberOfThreads) {
+    for (const int numThreads : {1, 3, 0})
+        for (const std::size_t n : {0U, 1U, 8192U, 8193U, 50000U}) {
+            setNumThreads(numThreads);
+            const std::vector<U64> v = sorted(randomNumbers(n, 1 + n / 3, 4));
+            std::vector<U64> vFirst, vExpected = v;
+            forWanted_MT(
+                firstOfRuns_MT(v, [](U64 number) { return number; }), [&](std::size_t num) { vFirst.resize(num); },
+                [&](std::size_t i, std::size_t place) { vFirst[place] = v[i]; });
+            dropRepeats(vExpected);
+            ASSERT_EQ(vFirst, vExpected) << n << " numbers, " << numThreads << " threads";
+        }
 }
 
 TEST(sortMT, bringsTheFirstExceptionAndLeavesNoTaskRunning) {

@@ -73,6 +73,7 @@ private:
     void denoise(MeshPtr& pMesh);
     void fit(MeshPtr& pMesh);
     void finish(RMesh& mesh);
+    bool changesSurface() const;
 
     const ReconstructOptions& options;
     const WatchedRun& watchedRun;
@@ -262,13 +263,23 @@ void ScanRun::fit(MeshPtr& pMesh) {
     if (report.numCrossingsLeft > 0) uncross(*pMesh->pRMesh);  // the fit may have opened another way out
 }
 
+/// Whether any step is to change what the cells make.
+bool ScanRun::changesSurface() const {
+    const bool bMends =
+        options.bManifold || options.minPieceArea > 0.0 || options.maxPinholeEdges > 0 || options.maxHoleEdges > 0;
+    return bMends || options.bFit || options.bNoCrossings;
+}
+
 void ScanRun::finish(RMesh& mesh) {
     // A piece whose border was closed couldn't be turned by its volume before, and one of few triangles may be inside out
     // now.
     const bool bChanged = report.numHolesClosed > 0 || options.bFit || options.bNoCrossings;
     if (options.bManifold && bChanged) step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
     if (!bFlaws) return;
-    step("flaws", [&] { report.after = countFlaws(mesh); });
+    if (changesSurface())
+        step("flaws", [&] { report.after = countFlaws(mesh); });
+    else
+        report.after = report.before;
     // What made it manifold knew nothing of the pieces dropped and the holes closed since.
     if (options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
 }

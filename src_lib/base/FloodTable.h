@@ -3,8 +3,10 @@
 #include <array>
 #include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
+#include "FreshVector.h"
 #include "SimplePool.h"
 #include "sortMT.h"
 
@@ -26,21 +28,22 @@ public:
     /// Cost: O(n).
     template <typename NextAcross>
     FloodTable(const TARN_TOOLS::SimplePool<Triangle>& thePool, const NextAcross& nextAcross)
-        : pool(thePool), vNeighbour(thePool.size()), vBits(thePool.size(), TAKEN) {
+        : pool(thePool), vNeighbour(thePool.size()), vBits(thePool.size()) {
         forChunks_MT(
             pool.size(),
             [&](std::size_t begin, std::size_t end) {
                 for (std::size_t number = begin; number < end; ++number)
-                    if (pool.at(number)->isAlive()) enter(number, nextAcross);
+                    enter(number, nextAcross);
             },
             WORTH_A_TASK);
     }
     std::uint32_t numberOf(const Triangle* pT) const { return static_cast<std::uint32_t>(pool.indexOf(pT)); }
     Triangle* at(std::uint32_t number) const { return pool.at(number); }
-    std::vector<Triangle*> elements(const std::vector<std::uint32_t>& vNumber) const {
-        std::vector<Triangle*> vT(vNumber.size());
-        for (std::size_t i = 0; i < vT.size(); ++i)
-            vT[i] = at(vNumber[i]);
+    std::vector<Triangle*> elements(std::span<const std::uint32_t> numbers) const {
+        std::vector<Triangle*> vT;
+        vT.reserve(numbers.size());
+        for (const std::uint32_t number : numbers)
+            vT.push_back(at(number));
         return vT;
     }
     /// Across the edge opposite corner i, as the triangles were at the start.
@@ -52,6 +55,8 @@ private:
     template <typename NextAcross>
     void enter(std::size_t number, const NextAcross& nextAcross) {
         const Triangle* const pT = pool.at(number);
+        vBits[number] = TAKEN;
+        if (!pT->isAlive()) return;
         unsigned bits = pT->bVisited ? TAKEN : 0U;
         for (std::size_t i = 0; i < 3; ++i) {
             const Triangle* const pNext = nextAcross(pT, static_cast<int>(i), bits);
@@ -61,8 +66,8 @@ private:
     }
 
     const TARN_TOOLS::SimplePool<Triangle>& pool;
-    std::vector<std::array<std::uint32_t, 3>> vNeighbour;
-    std::vector<unsigned char> vBits;
+    FreshVector<std::array<std::uint32_t, 3>> vNeighbour;  // of the alive triangles
+    FreshVector<unsigned char> vBits;
 };
 
 }  // namespace TARN_KEL

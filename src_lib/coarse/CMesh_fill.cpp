@@ -67,17 +67,25 @@ private:
         ASSEX(numKept<MAX_TRIANGLES);
     }
 
-    /// Both the cells and the table are ascending. A cell that is to get its bundle yet has no entry.
     void makeVertices() {
+        mesh.poolVertex->nextElements(vCell.size());
+        forChunks_MT(
+            vCell.size(), [this](std::size_t begin, std::size_t end) { makeVertices(begin, end); }, WORTH_A_TASK);
         mesh.vertexIndex.reserve(vCell.size());
-        auto itEntry = mesh.mCCDBundle.cbegin();
-        const auto itEnd = mesh.mCCDBundle.cend();
-        for (std::uint32_t number = 0; const VCD vcd : vCell) {
+        for (std::uint32_t number = 0; const VCD vcd : vCell)
+            mesh.vertexIndex.insert(hashOfVertex(vcd), number++);
+    }
+    /// Both the cells and the table are ascending. A cell that is to get its bundle yet has no entry.
+    void makeVertices(std::size_t begin, std::size_t end) {
+        auto itEntry = mesh.mCCDBundle.lower_bound(vCell[begin]);
+        const auto itEnd = mesh.mCCDBundle.end();
+        for (std::size_t i = begin; i < end; ++i) {
+            const VCD vcd = vCell[i];
             while (itEntry != itEnd && itEntry->first < vcd)
                 ++itEntry;
             Bundle* const* const pEntry = itEntry != itEnd && itEntry->first == vcd ? &itEntry->second : nullptr;
-            new (mesh.poolVertex->nextElement()) Vertex{vcd, pEntry, Incidence::emptyList(number), EdgeStar()};
-            mesh.vertexIndex.insert(hashOfVertex(vcd), number++);
+            const IncidenceLink emptyList = Incidence::emptyList(static_cast<std::uint32_t>(i));
+            new (mesh.poolVertex->at(i)) Vertex{vcd, pEntry, emptyList, EdgeStar()};
         }
     }
 

@@ -7,11 +7,13 @@
 #include <cstdint>
 #include <iterator>
 #include <memory>
+#include <span>
 #include <utility>
 
 #include "CMesh.h"
 #include "CPatch.h"
 #include "FloodTable.h"
+#include "FreshVector.h"
 #include "floodTriangles.h"
 #include "handOver.h"
 #include "lookUp.h"
@@ -30,25 +32,42 @@ void fillPatch(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vSta
 
 constexpr unsigned AT_ME = 1;  // for FloodTable
 
-/// The triangles that can be reached, in the order of a flood depth first.
-std::vector<std::uint32_t> takeAllFrom(std::uint32_t start, FloodTable<CTriangle>& table) {
-    std::vector<std::uint32_t> vReached, vStack{start};
-    table.set(start, table.TAKEN);
-    LookingUp looking(100000);
-    const auto forEachNext = [&](std::uint32_t number, const auto& offer) {
-        looking.step();
-        vReached.push_back(number);
-        for (std::size_t i = 0; i < 3; ++i)
-            if (table.next(number, i) != table.NONE) offer(table.next(number, i));
-    };
-    const auto claim = [&table](std::uint32_t number) {
-        if (table.has(number, table.TAKEN)) return false;
-        table.set(number, table.TAKEN);
-        return true;
-    };
-    flood(vStack, forEachNext, claim);
-    return vReached;
-}
+/// A flood over the numbers of all triangles, depth first. What it reaches from one start after the other is in one list,
+/// so that nothing grows on the way.
+class NumberFlood {
+public:
+    /// theTable: must outlive this object.
+    explicit NumberFlood(FloodTable<CTriangle>& theTable, std::size_t numTriangles)
+        : table(theTable), vReached(numTriangles) {}
+
+    /// The triangles that can be reached, in the order of the flood. atME: those among them at an ME, likewise.
+    std::span<const std::uint32_t> takeAllFrom(std::uint32_t start, std::vector<std::uint32_t>& vAtME) {
+        const std::size_t first = numReached;
+        table.set(start, table.TAKEN);
+        vStack.push_back(start);
+        const auto forEachNext = [&](std::uint32_t number, const auto& offer) {
+            looking.step();
+            vReached[numReached++] = number;
+            if (table.has(number, AT_ME)) vAtME.push_back(number);
+            for (std::size_t i = 0; i < 3; ++i)
+                if (table.next(number, i) != table.NONE) offer(table.next(number, i));
+        };
+        const auto claim = [this](std::uint32_t number) {
+            if (table.has(number, table.TAKEN)) return false;
+            table.set(number, table.TAKEN);
+            return true;
+        };
+        flood(vStack, forEachNext, claim);
+        return std::span(vReached).subspan(first, numReached - first);
+    }
+
+private:
+    FloodTable<CTriangle>& table;
+    FreshVector<std::uint32_t> vReached;
+    std::size_t numReached = 0;
+    std::vector<std::uint32_t> vStack;
+    LookingUp looking{100000};
+};
 
 /// Fills an empty patch, and marks its members visited.
 void addMembers(std::vector<CTriangle*> vMemberCT, CPatch& patch) {
@@ -112,13 +131,16 @@ void CMesh::cutUnvisited(const std::set<CEdge*>* pFences, std::vector<CPatch*>& 
         return pCE->vCT[pCE->vCT[0] == pCT ? 1 : 0];
     };
     FloodTable<CTriangle> table(*poolCT, nextAcross);
+    NumberFlood reach(table, poolCT->size());
+    std::vector<std::uint32_t> vAtME;
     for (const CTriangle* pCT : vAllCT) {
         if (table.has(table.numberOf(pCT), table.TAKEN)) continue;
         CPatch* pPatch = startPatch(vOwnerPatches);
-        const std::vector<std::uint32_t> vMember = takeAllFrom(table.numberOf(pCT), table);
-        for (const std::uint32_t member : vMember)
-            if (table.has(member, AT_ME)) noteMEs(table.at(member), pPatch);
-        addMembers(table.elements(vMember), *pPatch);
+        vAtME.clear();
+        const std::span<const std::uint32_t> members = reach.takeAllFrom(table.numberOf(pCT), vAtME);
+        for (const std::uint32_t number : vAtME)
+            noteMEs(table.at(number), pPatch);
+        addMembers(table.elements(members), *pPatch);
     }
     enterLast(vCornerOffME, mVCD2Patch);
     oneInstanceMT(vMECE);

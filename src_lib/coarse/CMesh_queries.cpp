@@ -76,6 +76,7 @@ void CMesh::getAllTriangles(std::vector<CTriangle*>& vOut) const {
 }
 
 void CMesh::getAliveTriangles(std::vector<CTriangle*>& vOut) const {
+    vOut.reserve(vOut.size() + vAllCT.size());
     appendAlive(vAllCT, vOut);
 }
 

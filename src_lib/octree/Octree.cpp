@@ -9,10 +9,12 @@
 //
 // Nodes that are still to be built are on a stack, up to eight for each level. Where a node has so few items that no sample
 // is drawn, its subtree depends on these items alone: all such subtrees are left to the workers, and put in their places at
-// the end.
+// the end. Above them one node follows the other, as all samples are of one sequence of random numbers; but the workers
+// share in the distribution of a long list, piece by piece.
 #include "octree/Octree.h"
 
 #include <algorithm>
+#include <array>
 #include <cmath>
 #include <cstddef>
 #include <functional>
@@ -37,18 +39,20 @@ constexpr std::uint32_t MIN_SAMPLE = 100;
 /// Items [begin, end) and their box.
 struct List {
     Bbox3 box;
-    std::uint32_t begin, end;
+    std::uint32_t begin = 0, end = 0;
 
     std::uint32_t size() const { return end - begin; }
 };
 
+using Octants = std::array<List, 8>;
+
 /// The items, and working space for each of them.
 struct ItemArrays {
-    explicit ItemArrays(std::vector<OctItem>& theItems) : vItem(theItems), vOctant(vItem.size()), vScratch(vItem.size()) {}
+    explicit ItemArrays(OctItems& theItems) : vItem(theItems), vOctant(vItem.size()), vScratch(vItem.size()) {}
 
-    std::vector<OctItem>& vItem;
-    std::vector<unsigned char> vOctant;
-    std::vector<OctItem> vScratch;
+    OctItems& vItem;
+    TARN_KEL::FreshVector<unsigned char> vOctant;
+    OctItems vScratch;
 };
 
 /// Builds subtrees, and brings their items into the order of the leaves. Several may work on different items.
@@ -67,43 +71,77 @@ public:
     }
 
 private:
+    /// A part of a long list, for one worker: first its items, octant by octant, then the places that these get.
+    struct Piece {
+        std::uint32_t begin, end;
+        Octants aPart;
+    };
+    static constexpr std::uint32_t PIECE_SIZE = 16384;
+
     // Leaves the list as it is when all items are on one side of the split point.
     void split(const List& list) {
-        List vPart[8];
-        assignOctants(list, vPart);
-        if (std::any_of(vPart, vPart + 8, [&](const List& part) { return part.size() == list.size(); })) return;
-        std::uint32_t end = list.begin;
-        for (List& part : vPart) {
-            const std::uint32_t size = part.size();
-            part.begin = end;
-            part.end = end += size;
-        }
-        distribute(list, vPart);
+        cutIntoPieces(list);
+        const OctItem middle = splitPoint(list);
+        forPieces([&](Piece& piece) { assignOctants(middle, piece); });
+        const Octants aPart = placeOctants(list.begin);
+        if (std::any_of(aPart.begin(), aPart.end(), [&](const List& part) { return part.size() == list.size(); })) return;
+        forPieces([&](Piece& piece) { distribute(piece); });
+        forPieces([&](Piece& piece) {
+            std::copy(vScratch.data() + piece.begin, vScratch.data() + piece.end, vItem.data() + piece.begin);
+        });
         for (int octant = 7; octant >= 0; --octant)
-            if (vPart[octant].size() != 0) vWaiting.push_back(vPart[octant]);
+            if (const List& part = aPart[static_cast<std::size_t>(octant)]; part.size() != 0) vWaiting.push_back(part);
+    }
+
+    void cutIntoPieces(const List& list) {
+        vPiece.clear();
+        for (std::uint32_t begin = list.begin, end = begin; begin != list.end; begin = end) {
+            end = begin + std::min(PIECE_SIZE, list.end - begin);
+            vPiece.push_back({begin, end, {}});
+        }
+    }
+    /// A single piece is worked on by the calling thread, which may be a worker.
+    template <typename Work>
+    void forPieces(const Work& work) {
+        if (vPiece.size() == 1)
+            work(vPiece.front());
+        else
+            TARN_KEL::forEach_MT(vPiece, work);
     }
 
     // Notes the octant of each item, and collects the octants' boxes and sizes (as ranges that start at 0).
-    void assignOctants(const List& list, List* vPart) {
-        const OctItem middle = splitPoint(list);
-        for (int octant = 0; octant < 8; ++octant)
-            vPart[octant] = {Bbox3(), 0, 0};
-        for (std::uint32_t i = list.begin; i < list.end; ++i) {
+    void assignOctants(const OctItem& middle, Piece& piece) {
+        for (std::uint32_t i = piece.begin; i < piece.end; ++i) {
             const OctItem& item = vItem[i];
             const int octant = (item.x < middle.x ? 1 : 0) + (item.y < middle.y ? 2 : 0) + (item.z < middle.z ? 4 : 0);
             vOctant[i] = static_cast<unsigned char>(octant);
-            vPart[octant].box.widen(item.x, item.y, item.z);
-            ++vPart[octant].end;
+            List& part = piece.aPart[vOctant[i]];
+            part.box.widen(item.x, item.y, item.z);
+            ++part.end;
         }
     }
 
-    void distribute(const List& list, const List* vPart) {
-        std::uint32_t end[8];  // of what each has so far
-        for (int octant = 0; octant < 8; ++octant)
-            end[octant] = vPart[octant].begin;
-        for (std::uint32_t i = list.begin; i < list.end; ++i)
-            vScratch[end[vOctant[i]]++] = vItem[i];
-        std::copy(vScratch.begin() + list.begin, vScratch.begin() + list.end, vItem.begin() + list.begin);
+    // One octant follows the other, and in each of them one piece the other. Returns the whole octants.
+    Octants placeOctants(std::uint32_t begin) {
+        Octants aWhole;
+        for (std::size_t octant = 0; octant < aWhole.size(); ++octant) {
+            List& whole = aWhole[octant];
+            whole.begin = begin;
+            for (Piece& piece : vPiece) {
+                List& part = piece.aPart[octant];
+                const std::uint32_t size = part.size();
+                part.begin = begin;
+                part.end = begin += size;
+                whole.box.widen(part.box);
+            }
+            whole.end = begin;
+        }
+        return aWhole;
+    }
+
+    void distribute(Piece& piece) {
+        for (std::uint32_t i = piece.begin; i < piece.end; ++i)
+            vScratch[piece.aPart[vOctant[i]].begin++] = vItem[i];
     }
 
     OctItem splitPoint(const List& list) {
@@ -130,13 +168,24 @@ private:
         return *itMiddle;
     }
 
-    std::vector<OctItem>& vItem;
-    std::vector<unsigned char>& vOctant;
-    std::vector<OctItem>& vScratch;
+    OctItems& vItem;
+    TARN_KEL::FreshVector<unsigned char>& vOctant;
+    OctItems& vScratch;
     std::vector<List> vWaiting;      // the next one last
+    std::vector<Piece> vPiece;       // of the list that is split
     std::vector<double> vSample[3];  // by axis
     TARN_KEL::Random random;
 };
+
+using Nodes = TARN_KEL::FreshVector<OctNode>;
+
+/// Links a node of a tree that ends before endOfTree. All nodes of its subtree have their links.
+void linkNode(std::uint32_t i, std::uint32_t endOfTree, Nodes& vNode) {
+    std::uint32_t next = i + 1;
+    while (next < endOfTree && vNode[next].begin < vNode[i].end)
+        next = vNode[next].afterSubtree;
+    vNode[i].afterSubtree = next;
+}
 
 /// The small subtrees of a tree, in its order.
 class SmallSubtrees {
@@ -146,33 +195,35 @@ public:
 
     /// Builds them on all workers.
     void build(ItemArrays& arrays) {
-        vStretch.resize((vSmall.size() + STRETCH - 1) / STRETCH);
+        vStretch.resize(vSmall.size() / STRETCH + 1);
         TARN_KEL::forChunks_MT(vStretch.size(), [&](std::size_t begin, std::size_t end) {
             SubtreeBuilder builder(arrays);
-            for (std::size_t stretch = begin; stretch < end; ++stretch)
-                for (std::size_t i = stretch * STRETCH; i < std::min((stretch + 1) * STRETCH, vSmall.size()); ++i) {
-                    builder.build(vSmall[i].list, vStretch[stretch], [](const List&) { return false; });
-                    vSmall[i].endNode = vStretch[stretch].size();
-                }
+            for (std::size_t i = begin * STRETCH; i < std::min(end * STRETCH, vSmall.size()); ++i) {
+                std::vector<OctNode>& vNode = vStretch[i / STRETCH];
+                builder.build(vSmall[i].list, vNode, [](const List&) { return false; });
+                vSmall[i].endNode = vNode.size();
+            }
         });
+        vNumBefore.assign(1, 0);
+        for (const auto& vNode : vStretch)
+            vNumBefore.push_back(vNumBefore.back() + vNode.size());
     }
-    /// The nodes of the tree: each one of these in place of its root among vTop.
-    std::vector<OctNode> joinTo(const std::vector<OctNode>& vTop) const {
-        std::size_t numNodes = vTop.size();
-        for (const auto& vOfStretch : vStretch)
-            numNodes += vOfStretch.size();
-        std::vector<OctNode> vNode;
-        vNode.reserve(numNodes);
-        std::size_t top = 0, begin = 0;
-        for (std::size_t i = 0; i < vSmall.size(); ++i) {
-            const std::vector<OctNode>& vOfStretch = vStretch[i / STRETCH];
-            if (i % STRETCH == 0) begin = 0;
-            appendRange(vTop, top, vSmall[i].node, vNode);
-            appendRange(vOfStretch, begin, vSmall[i].endNode, vNode);
-            top = vSmall[i].node + 1;
-            begin = vSmall[i].endNode;
-        }
-        appendRange(vTop, top, vTop.size(), vNode);
+    /// The nodes of the tree, linked: each of these subtrees in place of its root among vTop. On all workers.
+    Nodes joinTo(const std::vector<OctNode>& vTop) const {
+        Nodes vNode(vTop.size() + numNodesBelow(vSmall.size()));
+        const auto place = [&](std::size_t i) {
+            const auto first = static_cast<std::uint32_t>(vSmall[i].node + numNodesBelow(i));
+            const auto end = static_cast<std::uint32_t>(first + size(i));
+            const OctNode* const pNodes = vStretch[i / STRETCH].data() + vSmall[i].endNode - size(i);
+            std::copy(pNodes, pNodes + size(i), vNode.data() + first);
+            for (std::uint32_t node = end; node-- > first;)
+                linkNode(node, end, vNode);
+        };
+        TARN_KEL::forChunks_MT(vSmall.size(), [&](std::size_t begin, std::size_t end) {
+            for (std::size_t i = begin; i < end; ++i)
+                place(i);
+        });
+        linkTop(vTop, vNode);
         return vNode;
     }
 
@@ -184,29 +235,32 @@ private:
         std::size_t node;     // its position among the nodes above
         std::size_t endNode;  // behind its nodes, in those of its stretch
     };
-    static void appendRange(const std::vector<OctNode>& vFrom, std::size_t begin, std::size_t end,
-                            std::vector<OctNode>& vTo) {
-        vTo.insert(vTo.end(), vFrom.begin() + static_cast<std::ptrdiff_t>(begin),
-                   vFrom.begin() + static_cast<std::ptrdiff_t>(end));
+    std::size_t size(std::size_t i) const { return vSmall[i].endNode - (i % STRETCH == 0 ? 0 : vSmall[i - 1].endNode); }
+    /// Of the subtrees before the i-th one, without their roots.
+    std::size_t numNodesBelow(std::size_t i) const {
+        const std::size_t numInStretch = i % STRETCH == 0 ? 0 : vSmall[i - 1].endNode;
+        return vNumBefore[i / STRETCH] + numInStretch - i;
+    }
+    /// Puts the nodes that are no roots of these subtrees in their places, and links them.
+    void linkTop(const std::vector<OctNode>& vTop, Nodes& vNode) const {
+        for (std::size_t top = vTop.size(), i = vSmall.size(); top-- > 0;) {
+            if (i > 0 && vSmall[i - 1].node == top) {
+                --i;
+                continue;
+            }
+            const auto place = static_cast<std::uint32_t>(top + numNodesBelow(i));
+            vNode[place] = vTop[top];
+            linkNode(place, static_cast<std::uint32_t>(vNode.size()), vNode);
+        }
     }
 
     std::vector<Small> vSmall;
     std::vector<std::vector<OctNode>> vStretch;
+    std::vector<std::size_t> vNumBefore;  // nodes of all stretches before each one; the sum of all last
 };
 
-/// From the last node to the first: the children of a node have their links when its turn comes.
-void linkSubtrees(std::vector<OctNode>& vNode) {
-    const auto numNodes = static_cast<std::uint32_t>(vNode.size());
-    for (std::uint32_t i = numNodes; i-- > 0;) {
-        std::uint32_t next = i + 1;
-        while (next < numNodes && vNode[next].begin < vNode[i].end)
-            next = vNode[next].afterSubtree;
-        vNode[i].afterSubtree = next;
-    }
-}
-
 /// Brings the items into the order of the leaves.
-std::vector<OctNode> buildTree(std::vector<OctItem>& vItem, const Bbox3& box) {
+Nodes buildTree(OctItems& vItem, const Bbox3& box) {
     ItemArrays arrays(vItem);
     std::vector<OctNode> vTop;
     SmallSubtrees small;
@@ -217,15 +271,18 @@ std::vector<OctNode> buildTree(std::vector<OctItem>& vItem, const Bbox3& box) {
     };
     SubtreeBuilder(arrays).build({box, 0, static_cast<std::uint32_t>(vItem.size())}, vTop, isSmall);
     small.build(arrays);
-    std::vector<OctNode> vNode = small.joinTo(vTop);
-    linkSubtrees(vNode);
-    return vNode;
+    return small.joinTo(vTop);
 }
 
 }  // namespace
 
 void Octree::addObject(void* p, double x, double y, double z) {
     vItem.push_back({p, x, y, z});
+}
+
+std::span<OctItem> Octree::addObjects(std::size_t num) {
+    vItem.resize(vItem.size() + num);
+    return std::span(vItem).last(num);
 }
 
 void Octree::finish() {
@@ -239,16 +296,21 @@ void Octree::finish() {
 
 void Octree::sortAlongCurve(const Bbox3& box) {
     const GSS_HC3 curve(box.minX, box.minY, box.minZ, box.maxX, box.maxY, box.maxZ, 27);
-    std::vector<std::pair<unsigned, std::uint32_t>> vKey(vItem.size());
+    struct Key {
+        unsigned onCurve;
+        std::uint32_t item;
+    };
+    TARN_KEL::FreshVector<Key> vKey(vItem.size());
     TARN_KEL::forChunks_MT(vItem.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             vKey[i] = {curve.iReset(vItem[i].x, vItem[i].y, vItem[i].z), static_cast<std::uint32_t>(i)};
     });
-    TARN_KEL::radixSortByCode(vKey);
-    std::vector<OctItem> vSorted(vItem.size());
+    const auto codeOf = [](const Key& key) { return TARN_KEL::radixCode(key.onCurve); };
+    TARN_KEL::radixSortOnThreads(vKey.data(), vKey.size(), codeOf, TARN_KEL::numProcessors());
+    OctItems vSorted(vItem.size());
     TARN_KEL::forChunks_MT(vKey.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
-            vSorted[i] = vItem[vKey[i].second];
+            vSorted[i] = vItem[vKey[i].item];
     });
     vItem.swap(vSorted);
 }

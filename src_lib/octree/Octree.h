@@ -1,8 +1,11 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
+#include <span>
 #include <vector>
 
+#include "FreshVector.h"
 #include "tarn_locate3/Bbox3.h"
 
 namespace TARN_OCTREE {
@@ -12,6 +15,8 @@ struct OctItem {
     void* pObject;  ///< not owned
     double x, y, z;
 };
+
+using OctItems = TARN_KEL::FreshVector<OctItem>;
 
 /// One node of the tree.
 ///
@@ -36,6 +41,8 @@ class Octree {
 public:
     /// Adds a point with finite coordinates. p: not owned. At most 2^32 - 1 objects.
     void addObject(void* p, double x, double y, double z);
+    /// Adds that many points at once. Returns their places, to be filled before the next call.
+    std::span<OctItem> addObjects(std::size_t num);
     /// Builds the tree over all objects added. Items of a former finish() are no longer valid. Cost: O(n log n).
     void finish();
 
@@ -54,8 +61,8 @@ private:
     template <typename IsNear, typename VisitLeaf>
     void forLeaves(const IsNear& isNear, const VisitLeaf& visitLeaf) const;
 
-    std::vector<OctItem> vItem;  // as added, after finish() in the order of the leaves
-    std::vector<OctNode> vNode;  // the root first; empty before finish()
+    OctItems vItem;                        // as added, after finish() in the order of the leaves
+    TARN_KEL::FreshVector<OctNode> vNode;  // the root first; empty before finish()
 };
 
 }  // namespace TARN_OCTREE

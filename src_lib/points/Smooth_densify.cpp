@@ -15,6 +15,7 @@
 #include <span>
 #include <utility>
 
+#include "FreshVector.h"
 #include "RemoveDecider.h"
 #include "Smooth.h"
 #include "codes.h"
@@ -26,6 +27,7 @@
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
+#include "wanted.h"
 
 namespace TARN_KEL {
 
@@ -92,8 +94,10 @@ struct InputPoint {
     const Point3* pInput;  // its place tells which of two comes first
 };
 
+using InputPoints = FreshVector<InputPoint>;
+
 /// The points that pair up, cell by cell along the curve of the interleaved codes, and within a cell in input order.
-std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
+InputPoints getPairingPoints(const std::vector<Point3>& vPoints, const Calc& calc) {
     const auto vCellPoint = pointsByCode(vPoints, [&calc](const Point3& p) { return calc.getCCD(&p); });
     std::vector<const Point3*> vTaken;
     vTaken.reserve(vPoints.size());
@@ -104,21 +108,29 @@ std::vector<InputPoint> getPairingPoints(const std::vector<Point3>& vPoints, con
         for (std::size_t i = 0; i < numTaken; ++i)
             vTaken.push_back(first[static_cast<std::ptrdiff_t>(i * numInCell / numTaken)].second);
     });
-    std::vector<InputPoint> vOut;
-    transform_MT(vTaken, vOut, [](const Point3* p) { return InputPoint{*p, p}; });
+    InputPoints vOut(vTaken.size());
+    forChunks_MT(vTaken.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vOut[i] = {*vTaken[i], vTaken[i]};
+    });
     return vOut;
 }
 
 /// The index over the points. vPairing: the ones of vPoints that go in, in any order; they go in by input order.
-void fillOctree(const std::vector<Point3>& vPoints, const std::vector<InputPoint>& vPairing, TARN_OCTREE::Octree& octree) {
-    std::vector<char> vIsPairing(vPoints.size(), 0);
-    for (const InputPoint& p : vPairing)
-        vIsPairing[static_cast<std::size_t>(p.pInput - vPoints.data())] = 1;
-    for (std::size_t i = 0; i < vPoints.size(); ++i) {
-        const Point3& p = vPoints[i];
-        // The index never writes to the object.
-        if (vIsPairing[i] != 0) octree.addObject(const_cast<Point3*>(&p), p.x(), p.y(), p.z());
-    }
+void fillOctree(const std::vector<Point3>& vPoints, const InputPoints& vPairing, TARN_OCTREE::Octree& octree) {
+    WantedFlags vIsPairing = wantedFlags_MT(vPoints.size(), [](std::size_t) { return false; });
+    forChunks_MT(vPairing.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vIsPairing[static_cast<std::size_t>(vPairing[i].pInput - vPoints.data())] = 1;
+    });
+    std::span<TARN_OCTREE::OctItem> items;
+    forWanted_MT(
+        vIsPairing, [&](std::size_t numPairing) { items = octree.addObjects(numPairing); },
+        [&](std::size_t i, std::size_t place) {
+            const Point3& p = vPoints[i];
+            // The index never writes to the object.
+            items[place] = {const_cast<Point3*>(&p), p.x(), p.y(), p.z()};
+        });
     octree.finish();
 }
 
@@ -201,22 +213,41 @@ std::vector<CellPoint> proposeFor(std::span<const InputPoint> vPoints, const Cal
     return pairing.takeProposals();
 }
 
+struct Proposal {
+    RCD rcd;
+    const Point3* pPoint;  // in the group's list
+};
+
+/// All proposals, group by group.
+FreshVector<Proposal> listProposals(const std::vector<std::vector<CellPoint>>& vGroup) {
+    std::vector<std::size_t> vFirst(1, 0);
+    for (const auto& vProposals : vGroup)
+        vFirst.push_back(vFirst.back() + vProposals.size());
+    FreshVector<Proposal> vAll(vFirst.back());
+    forChunks_MT(vGroup.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t group = begin; group < end; ++group)
+            std::transform(vGroup[group].begin(), vGroup[group].end(), vAll.data() + vFirst[group],
+                           [](const CellPoint& cell) {
+                               return Proposal{cell.first, &cell.second};
+                           });
+    });
+    return vAll;
+}
+
 /// The least point proposed for each cell, by ascending code.
 std::vector<Point3> reduceProposals(const std::vector<std::vector<CellPoint>>& vGroup) {
-    std::vector<std::pair<RCD, const Point3*>> vAll;
-    std::size_t numAll = 0;
-    for (const auto& vProposals : vGroup)
-        numAll += vProposals.size();
-    vAll.reserve(numAll);
-    for (const auto& vProposals : vGroup)
-        for (const auto& [rcd, point] : vProposals)
-            vAll.emplace_back(rcd, &point);
-    radixSortByCode(vAll);
+    FreshVector<Proposal> vAll = listProposals(vGroup);
+    const auto cellOf = [](const Proposal& proposal) { return proposal.rcd; };
+    radixSortOnThreads(vAll.data(), vAll.size(), cellOf, numProcessors());
     std::vector<Point3> vLeast;
-    const auto cellOf = [](const auto& entry) { return entry.first; };
-    const auto isLess = [](const auto& a, const auto& b) { return *a.second < *b.second; };
-    forEachRun(vAll.begin(), vAll.end(), cellOf,
-               [&](auto first, auto end) { vLeast.push_back(*std::min_element(first, end, isLess)->second); });
+    const auto findLeast = [&](std::size_t first, std::size_t place) {
+        const Point3* pLeast = vAll[first].pPoint;
+        for (std::size_t i = first + 1; i < vAll.size() && vAll[i].rcd == vAll[first].rcd; ++i)
+            if (*vAll[i].pPoint < *pLeast) pLeast = vAll[i].pPoint;
+        vLeast[place] = *pLeast;
+    };
+    forWanted_MT(
+        firstOfRuns_MT(vAll, cellOf), [&](std::size_t numCells) { vLeast.resize(numCells); }, findLeast);
     return vLeast;
 }
 
@@ -256,7 +287,7 @@ VCCD getHoles(const std::vector<CodePoint>& vCodePoint, Calc* pCalc) {
 }  // namespace
 
 void Smooth::densifyLap() {
-    const std::vector<InputPoint> vPairing = getPairingPoints(pvPoints, *pCalc);
+    const InputPoints vPairing = getPairingPoints(pvPoints, *pCalc);
     std::vector<std::vector<CellPoint>> vGroup((vPairing.size() + GROUP_SIZE - 1) / GROUP_SIZE);
     {
         TARN_OCTREE::Octree octree;
@@ -269,7 +300,7 @@ void Smooth::densifyLap() {
                 for (std::size_t group = task * taskSize; group < std::min((task + 1) * taskSize, vGroup.size()); ++group) {
                     const std::size_t first = group * GROUP_SIZE;
                     const std::size_t size = std::min(GROUP_SIZE, vPairing.size() - first);
-                    vGroup[group] = proposeFor(std::span<const InputPoint>(vPairing).subspan(first, size), *pCalc, pairing);
+                    vGroup[group] = proposeFor(std::span(vPairing).subspan(first, size), *pCalc, pairing);
                 }
             };
         };

@@ -20,12 +20,15 @@
 #include <iterator>
 
 #include "Filler.h"
+#include "FreshVector.h"
 #include "NeighbourWalk.h"
 #include "RemoveDecider_RCD.h"
 #include "freeFunctions.h"
+#include "radixSort.h"
 #include "sortMT.h"
 #include "sortedCodes.h"
 #include "tools.h"
+#include "wanted.h"
 
 namespace TARN_KEL {
 
@@ -162,14 +165,23 @@ CellPoints cleanCells(const std::vector<Point3>& vPoints, const Calc& grid, cons
 }
 
 CellPoints onePointPerCell(const std::vector<Point3>& vPoints, const Calc& grid) {
-    VRCD vAllRCDOut;
-    transform_MT(vPoints, vAllRCDOut, [&grid](const Point3& p) { return grid.getRCD(&p); });
-    ASSEX(vAllRCDOut.size()==vPoints.size());
-    CellPoints cells(vPoints.size());
-    for (std::size_t i = 0; i < vPoints.size(); ++i)
-        cells[i] = {vAllRCDOut[i], vPoints[i]};
-    sortByFirstMT(cells);  // stable, so that the first of a run is the first in the list
-    dropRepeatsOfFirst(cells);
+    struct CodedPoint {
+        RCD rcd;
+        const Point3* pPoint;
+    };
+    FreshVector<CodedPoint> vCoded(vPoints.size());
+    forChunks_MT(vPoints.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vCoded[i] = {grid.getRCD(&vPoints[i]), &vPoints[i]};
+    });
+    const auto cellOf = [](const CodedPoint& coded) { return coded.rcd; };
+    radixSortOnThreads(vCoded.data(), vCoded.size(), cellOf, numProcessors());  // stable: the first point of a cell leads
+    CellPoints cells;
+    forWanted_MT(
+        firstOfRuns_MT(vCoded, cellOf), [&](std::size_t numCells) { cells.resize(numCells); },
+        [&](std::size_t i, std::size_t place) {
+            cells[place] = {vCoded[i].rcd, *vCoded[i].pPoint};
+        });
     return cells;
 }
 

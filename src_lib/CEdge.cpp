@@ -5,7 +5,7 @@
 
 #include "CTriangle.h"
 #include "edgeTriangles.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 #include "tools.h"
 

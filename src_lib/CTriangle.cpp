@@ -3,7 +3,7 @@
 
 #include <utility>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 #include "tools.h"
 

@@ -27,7 +27,7 @@
 #include "CMesh.h"
 #include "CTriangle.h"
 #include "flood.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 

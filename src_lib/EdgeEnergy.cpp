@@ -9,7 +9,7 @@
 #include "CEdge.h"
 #include "CMesh.h"
 #include "CTriangle.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

@@ -7,7 +7,7 @@
 #include <cstdint>
 #include <functional>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "octree/Octree.h"
 #include "radixSort.h"
 #include "runs.h"

@@ -11,7 +11,7 @@
 #include "Progress.h"
 #include "RMesh.h"
 #include "RTop.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "processMemory.h"
 #include "repairMesh.h"
 #include "runs.h"

@@ -27,7 +27,7 @@
 #include "CTriangle.h"
 #include "drawings.h"
 #include "flood.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"

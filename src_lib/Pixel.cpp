@@ -18,7 +18,7 @@
 #include "Progress.h"
 #include "codeHash.h"
 #include "flood.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "radixSort.h"
 #include "runs.h"
 #include "sortMT.h"

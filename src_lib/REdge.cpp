@@ -6,7 +6,7 @@
 
 #include "RTriangle.h"
 #include "edgeTriangles.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 #include "tools.h"
 

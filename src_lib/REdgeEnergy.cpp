@@ -10,7 +10,7 @@
 #include "REdge.h"
 #include "RMesh.h"
 #include "RTriangle.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

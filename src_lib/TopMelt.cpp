@@ -10,7 +10,6 @@
 #include "coarseFlips.h"
 #include "drawings.h"
 #include "floodTriangles.h"
-#include "freeFunctions.h"
 #include "outwardWalk.h"
 #include "patchPairs.h"
 #include "sortMT.h"

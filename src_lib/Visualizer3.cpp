@@ -19,7 +19,7 @@
 #include "CTriangle.h"
 #include "REdge.h"
 #include "RTriangle.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "textNumbers.h"
 #include "tools.h"
 

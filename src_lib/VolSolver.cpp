@@ -29,7 +29,7 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "drawings.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "lazyQueue.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -15,7 +15,7 @@
 #include "RMesh.h"
 #include "Visualizer3.h"
 #include "attributeColumns.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "littleEndian.h"
 #include "numberForms.h"
 #include "ply_io.h"

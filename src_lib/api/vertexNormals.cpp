@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <vector>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "kel.h"
 #include "tools.h"
 

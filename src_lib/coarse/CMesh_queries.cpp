@@ -5,7 +5,7 @@
 #include <utility>
 
 #include "CMesh.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 #include "runs.h"
 #include "sortMT.h"

@@ -1,7 +1,7 @@
 // Which way a patch faces: its members turned over to agree, and the whole patch turned by its highest vertex.
 #include "CMesh.h"
 #include "CPatch.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 #include "tools.h"
 

@@ -20,7 +20,7 @@
 
 #include "CMesh.h"
 #include "CPatch.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

@@ -4,7 +4,7 @@
 #include "CEdge.h"
 #include "CMesh.h"
 #include "CTriangle.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "meshCore.h"
 
 namespace TARN_KEL {

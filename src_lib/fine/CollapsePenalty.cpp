@@ -18,7 +18,7 @@
 #include <cstdint>
 
 #include "CollapseLookahead.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "radixSort.h"
 #include "runTasks.h"
 #include "tools.h"

@@ -19,7 +19,7 @@
 #include "REdgeEnergy.h"
 #include "RMesh.h"
 #include "Random.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 

@@ -14,7 +14,6 @@
 
 #include "RMesh.h"
 #include "StepWatch.h"
-#include "freeFunctions.h"
 #include "meshCore.h"
 #include "tools.h"
 

@@ -29,7 +29,7 @@
 #include "Progress.h"
 #include "RMesh.h"
 #include "StepWatch.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 #include "transformed.h"

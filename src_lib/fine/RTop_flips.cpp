@@ -28,7 +28,7 @@
 #include "Random.h"
 #include "StepWatch.h"
 #include "edgeGeometry.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "lazyQueue.h"
 #include "tools.h"
 

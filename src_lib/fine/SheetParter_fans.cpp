@@ -6,7 +6,7 @@
 
 #include "SheetParter.h"
 #include "crossing.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "singlePrecision.h"
 
 namespace TARN_KEL {

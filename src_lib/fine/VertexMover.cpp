@@ -3,7 +3,6 @@
 
 #include <algorithm>
 
-#include "freeFunctions.h"
 #include "radixSort.h"
 #include "sortMT.h"
 

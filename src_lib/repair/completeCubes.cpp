@@ -9,7 +9,6 @@
 #include "CMesh.h"
 #include "Progress.h"
 #include "borders.h"
-#include "freeFunctions.h"
 #include "sortMT.h"
 #include "squares.h"
 #include "tools.h"

@@ -9,7 +9,6 @@
 #include "Bundle.h"
 #include "CMesh.h"
 #include "Random.h"
-#include "freeFunctions.h"
 #include "runs.h"
 #include "tools.h"
 

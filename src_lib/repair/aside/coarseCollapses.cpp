@@ -14,7 +14,7 @@
 #include "coarseFlips.h"
 #include "degenerate.h"
 #include "edgeGeometry.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "lazyQueue.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -10,7 +10,7 @@
 #include "EdgeEnergy.h"
 #include "edgeGeometry.h"
 #include "flipEnergy.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "lazyQueue.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -7,7 +7,7 @@
 
 #include "CMesh.h"
 #include "coarseFlips.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

@@ -18,7 +18,7 @@
 #include "CPatch.h"
 #include "CTriangle.h"
 #include "Rotx.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

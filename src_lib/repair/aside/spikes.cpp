@@ -10,7 +10,7 @@
 
 #include "CMesh.h"
 #include "coarseFlips.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -28,9 +28,8 @@ std::vector<Vector3> offsetsOf(const std::vector<Point3>& vPoint) {
 
 }  // namespace
 
-std::size_t CrossingUndo::run(PlacedTriangles& fitted) {
-    std::vector<CrossingPair> vPair;
-    if (countCrossings(fitted.vVertex, fitted.vTriangle, &vPair) == 0) return 0;
+std::size_t CrossingUndo::run(PlacedTriangles& fitted, std::vector<CrossingPair> vPair) {
+    if (vPair.empty()) return 0;
     countCrossings(before.vVertex, before.vTriangle, &vPairBefore);
     const std::vector<Point3> vFitted = fitted.vVertex;
     vBack.assign(vFitted.size(), 0);

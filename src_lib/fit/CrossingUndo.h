@@ -25,9 +25,9 @@ public:
     CrossingUndo(const PlacedTriangles& meshBefore, const std::vector<EdgeChange>& vHistory)
         : before(meshBefore), vChange(vHistory) {}
 
-    /// fitted: the mesh as the fit left it; vertices that it created are behind the others, in their order. Returns how many
-    /// pairs are left. Cost: that of countCrossings(); again once, and some times more, where there are pairs.
-    std::size_t run(PlacedTriangles& fitted);
+    /// fitted: the mesh as the fit left it; vertices that it created are behind the others, in their order. vPair: the pairs
+    /// that cross in it. Returns how many are left. Cost: where there are pairs, some times that of countCrossings().
+    std::size_t run(PlacedTriangles& fitted, std::vector<CrossingPair> vPair);
 
 private:
     bool isFromBefore(const PlacedTriangles& now, FitIndex triangle) const;

@@ -22,7 +22,6 @@
 #include <algorithm>
 #include <array>
 #include <cmath>
-#include <numeric>
 #include <utility>
 
 #include "PointFollower.h"
@@ -97,8 +96,11 @@ FitCounts MeshFitter::fit() {
     liftByChords();
     followPoints();
     counts.numPairs = edges.getNumPairs();
-    counts.numUntangled += Untangler(fitMesh, vStart).untangle(touchedVertices(), allTriangles());
     return counts;
+}
+
+std::size_t MeshFitter::untangle(std::vector<CrossingPair> vPair) {
+    return Untangler(fitMesh, vStart).untangle(touchedVertices(), std::move(vPair));
 }
 
 void MeshFitter::holdHubs() {
@@ -343,7 +345,7 @@ void MeshFitter::mendSpots() {
     SpotMender mender(state);
     if (mender.hasFew()) {
         Untangler untangler(fitMesh, vStart);
-        counts.numUntangled += untangler.untangle(touchedVertices(), roughTriangles());
+        counts.numUntangled += untangler.untangle(touchedVertices(), untangler.crossingsAmong(roughTriangles()));
         mender.mend(untangler.verticesLeft());
         vFound.resize(fitMesh.numVertices());
     }
@@ -375,12 +377,6 @@ std::vector<FitIndex> MeshFitter::roughTriangles() const {
         const FitTriangle& c = fitMesh.corners(t);
         if (state.vRough[c[0]] != 0 || state.vRough[c[1]] != 0 || state.vRough[c[2]] != 0) vTriangle.push_back(t);
     }
-    return vTriangle;
-}
-
-std::vector<FitIndex> MeshFitter::allTriangles() const {
-    std::vector<FitIndex> vTriangle(fitMesh.numTriangles());
-    std::iota(vTriangle.begin(), vTriangle.end(), 0U);
     return vTriangle;
 }
 

@@ -6,6 +6,7 @@
 #include "BorderFitter.h"
 #include "EdgeFitter.h"
 #include "FitState.h"
+#include "countCrossings.h"
 
 namespace TARN_KEL {
 
@@ -34,6 +35,8 @@ public:
     /// on.
     MeshFitter(FitMesh& mesh, const FitPoints& points, const VertexSides& meshSides, double cellEdge);
     FitCounts fit();
+    /// Moves vertices so that the pairs, which cross now, don't. Returns how many moved.
+    std::size_t untangle(std::vector<CrossingPair> vPair);
     /// The flips and splits of the fit, in their order.
     const std::vector<EdgeChange>& history() const { return state.vHistory; }
 
@@ -54,7 +57,6 @@ private:
     void mendSpots();
     std::vector<FitIndex> touchedVertices() const;
     std::vector<FitIndex> roughTriangles() const;
-    std::vector<FitIndex> allTriangles() const;
     bool isSmooth(FitIndex vertex) const;
     bool isSettled(FitIndex vertex) const { return vSettled[vertex] != 0 && state.vRough[vertex] == 0; }
     void liftByChords();

@@ -1,4 +1,4 @@
-// Once all crossings are searched. While there are some an index of all triangles is kept up to date, and vertices of
+// While there are crossings an index of all triangles is kept up to date, and vertices of
 // crossing triangles are moved while that helps; a triangle without area counts as several crossings, so that none is the
 // way out. What crosses the triangles that moved is looked up, and a few times all goes on from there.
 #include "Untangler.h"
@@ -63,10 +63,8 @@ std::vector<FitIndex> Untangler::verticesOf(const std::vector<CrossingPair>& vPa
     return vVertex;
 }
 
-std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable, const std::vector<FitIndex>& vAmong) {
+std::size_t Untangler::untangle(const std::vector<FitIndex>& vMovable, std::vector<CrossingPair> vPair) {
     std::vector<FitIndex> vMoved;
-    if (vMovable.empty()) return 0;
-    std::vector<CrossingPair> vPair = crossingsAmong(vAmong);
     for (int round = 0; round < MAX_UNTANGLE_ROUNDS; ++round) {
         vLeft = verticesOf(vPair);
         std::erase_if(vLeft, [&](FitIndex v) { return !std::binary_search(vMovable.begin(), vMovable.end(), v); });

@@ -21,15 +21,16 @@ public:
     Untangler(FitMesh& mesh, const std::vector<Vector3>& vStart)
         : fitMesh(mesh), vFormer(vStart), index(mesh.meanEdgeLength()) {}
 
-    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. vAmong: the triangles among which
-    /// crossings are looked for, in ascending order. Returns the number of vertices that moved. O(n log n) for n triangles
-    /// to find the crossings, and then in proportion to their number.
-    std::size_t untangle(const std::vector<FitIndex>& vMovable, const std::vector<FitIndex>& vAmong);
+    /// The pairs that cross of some triangles, which are in ascending order. O(n log n).
+    std::vector<CrossingPair> crossingsAmong(const std::vector<FitIndex>& vTriangle) const;
+    /// vMovable: the vertices that may move, in ascending order; none of them is a hub. vPair: the pairs that are to be
+    /// parted. Returns the number of vertices that moved. O(n) for n triangles where there are pairs, and in proportion to
+    /// their number.
+    std::size_t untangle(const std::vector<FitIndex>& vMovable, std::vector<CrossingPair> vPair);
     /// The movable vertices of triangles that still cross, as of the last search; in ascending order.
     const std::vector<FitIndex>& verticesLeft() const { return vLeft; }
 
 private:
-    std::vector<CrossingPair> crossingsAmong(const std::vector<FitIndex>& vTriangle) const;
     void renewCrossings(const std::vector<FitIndex>& vMoved, std::vector<CrossingPair>& vPair) const;
     std::vector<FitIndex> verticesOf(const std::vector<CrossingPair>& vPair) const;
     std::vector<FitIndex> sweep(std::vector<FitIndex> vVertex);

@@ -115,20 +115,32 @@ std::vector<Point3> SurfaceFit::pointsWithoutNoise() const {
     return vPoint;
 }
 
+/// The mesh in the unit of the caller. vStart: where its vertices were.
+PlacedTriangles SurfaceFit::placed(const std::vector<Vector3>& vStart) const {
+    PlacedTriangles now{result.placed.vVertex, mesh.triangles()};
+    now.vVertex.resize(mesh.numVertices());
+    for (FitIndex v = 0; v < mesh.numVertices(); ++v)
+        if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
+            now.vVertex[v] = frame.fromLocal(mesh.place(v));
+    return now;
+}
+
 FittedSurface SurfaceFit::fit(bool bNoCrossings) {
     if (result.spacing == 0.0) return std::move(result);
-    const PlacedTriangles before = result.placed;
     const std::vector<Vector3> vStart = mesh.places();
     MeshFitter fitter(mesh, points, sides, cell / frame.unit);
     result.counts = fitter.fit();
-    PlacedTriangles& placed = result.placed;
-    placed.vVertex.resize(mesh.numVertices());
-    for (FitIndex v = 0; v < mesh.numVertices(); ++v)
-        if (v >= vStart.size() || !(mesh.place(v) - vStart[v]).isDegenerate())  // what stays keeps its last bits
-            placed.vVertex[v] = frame.fromLocal(mesh.place(v));
-    placed.vTriangle = mesh.triangles();
-    if (bNoCrossings) result.numCrossings = CrossingUndo(before, fitter.history()).run(placed);
-    result.counts.numSplits = placed.vVertex.size() - before.vVertex.size();
+    PlacedTriangles fitted = placed(vStart);
+    std::vector<CrossingPair> vPair;
+    countCrossings(fitted.vVertex, fitted.vTriangle, &vPair);
+    if (!vPair.empty()) {
+        result.counts.numUntangled += fitter.untangle(std::move(vPair));
+        fitted = placed(vStart);
+        if (bNoCrossings) countCrossings(fitted.vVertex, fitted.vTriangle, &vPair);
+    }
+    if (bNoCrossings) result.numCrossings = CrossingUndo(result.placed, fitter.history()).run(fitted, std::move(vPair));
+    result.counts.numSplits = fitted.vVertex.size() - result.placed.vVertex.size();
+    result.placed = std::move(fitted);
     return std::move(result);
 }
 

@@ -55,6 +55,7 @@ public:
     FittedSurface fit(bool bNoCrossings);
 
 private:
+    PlacedTriangles placed(const std::vector<Vector3>& vStart) const;
     void lookAt(std::span<const Point3> given, double extent, bool bNoise);
 
     FittedSurface result;

@@ -13,6 +13,7 @@
 #include <utility>
 
 #include "CMesh.h"
+#include "anyOf.h"
 #include "geometryFunctions.h"
 #include "meshCore.h"
 #include "runs.h"
@@ -43,18 +44,6 @@ std::vector<CEdge*> sortedEdgesOf(const std::vector<CTriangle*>& vT) {
         if (pCT->isAlive()) vCE.insert(vCE.end(), {pCT->pCE12, pCT->pCE02, pCT->pCE01});
     sortByAddress(vCE);
     return vCE;
-}
-
-/// Whether isOne(triangle) is true for one of the list, asked on all workers; no further ones are asked then.
-template <typename IsOne>
-bool anyOf_MT(const std::vector<CTriangle*>& vT, const IsOne& isOne) {
-    std::atomic<bool> bFound = false;
-    const auto ask = [&](std::size_t begin, std::size_t end) {
-        for (std::size_t i = begin; i < end && !bFound; ++i)
-            if (isOne(vT[i])) bFound = true;
-    };
-    forChunks_MT(vT.size(), ask, WORTH_A_TASK);
-    return bFound;
 }
 
 /// Two triangles, both of the patch.

@@ -20,6 +20,7 @@
 
 #include "CMesh.h"
 #include "CPatch.h"
+#include "anyOf.h"
 #include "geometryFunctions.h"
 #include "tools.h"
 
@@ -189,7 +190,7 @@ bool CPatch::splitClosedPatchKill(bool bCareful) {
     const auto isOnME = [](const CTriangle* pCT) {
         return pCT->getCE(0)->getDegree() > 2 || pCT->getCE(1)->getDegree() > 2 || pCT->getCE(2)->getDegree() > 2;
     };
-    if (std::none_of(vMemberCT.begin(), vMemberCT.end(), isOnME)) return false;
+    if (!anyOf_MT(vMemberCT, isOnME)) return false;
     PatchSplitter splitter(*this, pCMesh);
     if (!splitter.findStart(vMemberCT) || !isThin(*this, pCMesh->getSideLen())) return false;
     splitter.start();

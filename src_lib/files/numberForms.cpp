@@ -9,9 +9,11 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
+#include <mutex>
 
 #include "HashIndex.h"
 #include "singlePrecision.h"
+#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -54,6 +56,21 @@ std::vector<const Point3*> finiteOnes(const std::vector<const Point3*>& vPoints)
     return vFinite;
 }
 
+/// The longest way that the form moves one of the points.
+double longestRounding(const std::vector<const Point3*>& vPoints, const NumberForm& form) {
+    double longest = 0.0;
+    std::mutex mutex;
+    const auto measure = [&](std::size_t begin, std::size_t end) {
+        double longestHere = 0.0;
+        for (std::size_t i = begin; i < end; ++i)
+            longestHere = std::max(longestHere, (inForm(*vPoints[i], form) - *vPoints[i]).length());
+        const std::lock_guard<std::mutex> lock(mutex);
+        longest = std::max(longest, longestHere);
+    };
+    forChunks_MT(vPoints.size(), measure, WORTH_A_TASK);
+    return longest;
+}
+
 /// The distance between the quartiles; reorders the values.
 double quartileRange(std::vector<double>& vValue) {
     const auto first = vValue.begin(), low = first + static_cast<std::ptrdiff_t>(vValue.size() / 4);
@@ -78,9 +95,7 @@ Point3 inForm(const Point3& point, const NumberForm& form) {
 bool losesShape(const std::vector<const Point3*>& vPoints, const NumberForm& form, double length) {
     if (vPoints.size() > MAX_POINTS) return true;
     const std::vector<const Point3*> vFinite = finiteOnes(vPoints);
-    double longest = 0.0;
-    for (const Point3* p : vFinite)
-        longest = std::max(longest, (inForm(*p, form) - *p).length());
+    const double longest = longestRounding(vFinite, form);
     if (longest == 0.0) return false;
     return longest > MAX_ROUNDING * length || joinsPlaces(vFinite, form);
 }

@@ -192,8 +192,7 @@ void BorderFitter::findBorder() {
 /// The neighbours along the border; false where the vertex isn't on exactly one.
 bool BorderFitter::findBorderNeighbours(FitIndex vertex, FitIndex& next, FitIndex& previous) const {
     int numBorders = 0;
-    fitMesh.visitTriangles(vertex, [&](FitIndex t) {
-        const int k = fitMesh.cornerAt(t, vertex);
+    fitMesh.visitCorners(vertex, [&](FitIndex t, int k) {
         const FitTriangle& c = fitMesh.corners(t);
         if (fitMesh.neighbour(t, k) == NO_INDEX) {
             next = c[static_cast<std::size_t>(nextCorner(k))];

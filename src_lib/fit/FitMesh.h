@@ -81,11 +81,16 @@ public:
         return areaVector(vPlace[c[0]], vPlace[c[1]], vPlace[c[2]]);
     }
 
-    /// Calls visit(triangle) for each triangle at a vertex. The mesh must not change meanwhile, but for places.
+    /// Calls visit(triangle, k) for each corner k at a vertex. The mesh must not change meanwhile, but for places.
+    template <typename Visit>
+    void visitCorners(FitIndex vertex, const Visit& visit) const {
+        for (FitIndex corner = vFirst[vertex]; corner != NO_INDEX; corner = vNext[corner])
+            visit(corner / 3, static_cast<int>(corner % 3));
+    }
+    /// The same for its triangles: visit(triangle).
     template <typename Visit>
     void visitTriangles(FitIndex vertex, const Visit& visit) const {
-        for (FitIndex corner = vFirst[vertex]; corner != NO_INDEX; corner = vNext[corner])
-            visit(corner / 3);
+        visitCorners(vertex, [&](FitIndex t, int) { visit(t); });
     }
     /// Calls visit(k, other) for edges of a triangle with a neighbour, other, of a higher number; visit may flip them.
     template <typename Visit>

@@ -7,7 +7,9 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <set>
 
+#include "Forest.h"
 #include "MeshAnalysis.h"
 #include "RMesh.h"
 #include "geometryFunctions.h"
@@ -276,6 +278,56 @@ TEST_F(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
             for (const REdge* pRE : vBorderRE)
                 ASSERT_NEAR((*pRE->getVtx0() - turnedMiddle).length(), radius, 0.1) << degrees << ": off the soup's border";
         }
+}
+
+/// A square sheet of edge length 1 with a slit of length 0.6 in its middle.
+TriangleSoup slitSheet(double width) {
+    const std::array<double, 4> aX{0.0, 0.5 - width / 2.0, 0.5 + width / 2.0, 1.0}, aY{0.0, 0.2, 0.8, 1.0};
+    TriangleSoup soup;
+    const auto at = [&](std::size_t i, std::size_t j) { return Point3(aX[i], aY[j], 0.0); };
+    for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) {
+            if (i == 1 && j == 1) continue;
+            addTriangle(soup, at(i, j), at(i + 1, j), at(i + 1, j + 1));
+            addTriangle(soup, at(i, j), at(i + 1, j + 1), at(i, j + 1));
+        }
+    return soup;
+}
+
+/// Of a manifold mesh.
+std::size_t numBorderLoops(const RMesh& mesh) {
+    std::vector<REdge*> vBorderRE;
+    mesh.getDegN(1, vBorderRE);
+    const auto numberOf = [&](const Point3* p) { return static_cast<Forest::Member>(mesh.getVtxIndex(p)); };
+    Forest loops(mesh.getNumVtx_all());
+    std::set<Forest::Member> sLoop;
+    for (const REdge* pRE : vBorderRE)
+        loops.join(numberOf(pRE->getVtx0()), numberOf(pRE->getVtx1()));
+    for (const REdge* pRE : vBorderRE)
+        sLoop.insert(loops.findRoot(numberOf(pRE->getVtx0())));
+    return sLoop.size();
+}
+
+// Cells bridge a slit of nearly two cells here and there, and at its rims triangles may come off.
+TEST_F(MeltRun, closesSlitsOfUpToTwoCellsWholly) {
+    for (const double degrees : {0.0, 25.0, 40.0, 70.0, 160.0})
+        for (const double numCells : {0.5, 1.3, 1.6, 1.8, 2.4}) {
+            const std::string name = std::to_string(degrees) + " " + std::to_string(numCells);
+            const double spacing = 0.025;
+            MeltReport report;
+            const MeshPtr pMesh =
+                melt(turned(slitSheet(numCells * spacing), degrees), {.spacing = spacing, .featureAngle = 30.0}, &report);
+            EXPECT_TRUE(report.after.isManifold()) << name;
+            EXPECT_EQ(measureMesh(unifiedCorners(cornersOf(pMesh))).numComponents, 1U) << name;
+            EXPECT_EQ(numBorderLoops(*pMesh->getRMesh()) > 1, numCells > 2.0) << name;
+            EXPECT_NEAR(areaOf(cornersOf(pMesh)), numCells > 2.0 ? 1.0 - 0.6 * numCells * spacing : 1.0, 0.03) << name;
+        }
+}
+
+TEST_F(MeltRun, keepsTheBorderOfANarrowStrip) {
+    TriangleSoup soup;
+    addTriangle(soup, {0, 0, 0}, {1, 0, 0}, {1, 0.04, 0}), addTriangle(soup, {0, 0, 0}, {1, 0.04, 0}, {0, 0.04, 0});
+    EXPECT_NEAR(areaOf(cornersOf(melt(soup, {.spacing = 0.025, .featureAngle = 30.0}))), areaOf(soup), 1e-9);
 }
 
 TEST_F(MeltRun, saysWhatItDidAndStopsWhenTold) {

@@ -2,6 +2,10 @@
 //
 //     triangles -> cells on lines -> with all other touched ones -> mesh of the cells -> manifold -> without pinholes
 //
+// A slit of the soup that is about two cells wide is bridged by cells here and there, and so becomes a row of long holes.
+// Those are told from wider holes by the soup itself: no place in them is farther from it than a cell. Where a rim is
+// ragged, a few triangles may hold to the sheet by a vertex alone; once the sheets are apart, these are crumbs.
+//
 // Without the cells that lines miss, a part askew to the grid has pinholes and fins. With all of them the cells let nothing
 // through, so each place of a closed part is between two cells that share a dual cube, and its mesh is closed.
 #include <memory>
@@ -15,6 +19,7 @@
 #include "Progress.h"
 #include "RMesh.h"
 #include "RunWatch.h"
+#include "TriangleTree.h"
 #include "kel.h"
 #include "meshFlaws.h"
 #include "pieces.h"
@@ -24,6 +29,19 @@
 namespace TARN_KEL {
 
 namespace {
+
+constexpr double NARROW_REACH = 1.0;  // cells: half of what a hole may be wide at most
+constexpr std::size_t MAX_CRUMB = 8;  // triangles
+
+/// The triangles of a soup but for those that aren't finite.
+TriangleTree treeOf(const std::vector<Point3>& vCorners) {
+    std::vector<TrianglePlaces> vTriangle;
+    vTriangle.reserve(vCorners.size() / 3);
+    for (std::size_t i = 0; i + 2 < vCorners.size(); i += 3)
+        if (isFinitePoint(vCorners[i]) && isFinitePoint(vCorners[i + 1]) && isFinitePoint(vCorners[i + 2]))
+            vTriangle.push_back({vCorners[i] - Point3(), vCorners[i + 1] - Point3(), vCorners[i + 2] - Point3()});
+    return TriangleTree(std::move(vTriangle));
+}
 
 /// One melt, step by step.
 class MeltRun {
@@ -39,7 +57,7 @@ public:
         if (!pMesh) return pMesh;
         RMesh& mesh = *pMesh->pRMesh;
         if (bFlaws) step("flaws", [&] { report.before = countFlaws(mesh); });
-        mend(mesh);
+        mend(mesh, vCorners);
         if (bFlaws) step("flaws", [&] { report.after = countFlaws(mesh); });
         // What made it manifold knew nothing of the holes closed since.
         if (bFlaws && options.bManifold) report.manifold.bClosed = report.after.numBorderEdges == 0;
@@ -78,16 +96,24 @@ private:
         return pMesh;
     }
 
-    void mend(RMesh& mesh) {
-        if (options.bManifold) step("manifold", [&] { report.manifold = makeManifold(mesh, Facing::OUTWARD, strips); });
-        if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
-            step("holes", [&] {
-                const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges};
-                report.numHolesClosed = closeHoles(mesh, limits, options.bManifold);
+    void mend(RMesh& mesh, const std::vector<Point3>& vCorners) {
+        if (options.bManifold)
+            step("manifold", [&] {
+                report.manifold = makeManifold(mesh, Facing::OUTWARD, strips);
+                report.manifold.numSplinters += dropCrumbs(mesh, MAX_CRUMB);
             });
+        if (options.maxPinholeEdges > 0 || options.maxHoleEdges > 0)
+            step("holes", [&] { report.numHolesClosed = closeHoles(mesh, vCorners); });
         // A piece with a border couldn't be turned by its volume before.
         if (options.bManifold && report.numHolesClosed > 0)
             step("turn", [&] { report.manifold.numTurned += turnOutward(mesh); });
+    }
+
+    int closeHoles(RMesh& mesh, const std::vector<Point3>& vCorners) const {
+        const NarrowHoles narrow{[&vCorners] { return treeOf(vCorners); }, NARROW_REACH * options.spacing};
+        const bool bNarrow = options.bManifold && options.maxPinholeEdges > 0;
+        const HoleLimits limits{options.maxPinholeEdges, options.maxHoleEdges, bNarrow ? &narrow : nullptr};
+        return TARN_KEL::closeHoles(mesh, limits, options.bManifold);
     }
 
     const MeltOptions& options;

@@ -16,6 +16,7 @@
 #include "CMesh.h"
 #include "ChainMgr.h"
 #include "CrumpledLoop.h"
+#include "HolePatch.h"
 #include "Loop.h"
 #include "ManifoldMaker.h"
 #include "PieceAreas.h"
@@ -24,7 +25,10 @@
 #include "RMesh.h"
 #include "RTop.h"
 #include "StepWatch.h"
+#include "TriangleTree.h"
+#include "distanceBound.h"
 #include "fillChain.h"
+#include "geometryFunctions.h"
 #include "pieces.h"
 #include "sortMT.h"
 #include "transformed.h"
@@ -35,6 +39,8 @@ namespace {
 
 // A flat disc has the area of its border's disc, half a sphere two of them; twice that leaves room for a short tube.
 constexpr double MIN_DISC_AREAS = 4.0;
+// The same of a strip, and of a trough that what closes it makes a tube of.
+constexpr double MIN_STRIP_AREAS = 4.0;
 
 /// A copy of the triangles at the border vertices of a fine mesh, as a coarse mesh.
 class BorderCopy {
@@ -145,11 +151,17 @@ bool closeHole(RMesh& fine, BorderCopy& copy, const Chain& chain) {
     return true;
 }
 
-/// A loop that is no outer border: its piece has a multiple of the area that such a border could have around it.
-bool isSmallFor(PieceAreas& pieces, const RMesh& fine, const Chain& chain) {
+/// Of a border loop.
+double lengthOf(const Chain& chain, const RMesh& fine) {
     double length = 0.0;
     for (const CEdge* pCE : chain.lMemberCE)
         length += (*fine.getVtx(pCE->v1) - *fine.getVtx(pCE->v0)).length();
+    return length;
+}
+
+/// A loop that is no outer border: its piece has a multiple of the area that such a border could have around it.
+bool isSmallFor(PieceAreas& pieces, const RMesh& fine, const Chain& chain) {
+    const double length = lengthOf(chain, fine);
     const double discArea = length * length / (4.0 * M_PI);
     return pieces.areaOf(pieces.pieceAt(chain.lMemberCE.front()->v0)) > MIN_DISC_AREAS * discArea;
 }
@@ -159,7 +171,7 @@ class HoleChoice {
 public:
     /// limits: referred to. The pieces are those of the mesh as it is now.
     HoleChoice(const RMesh& mesh, const HoleLimits& theLimits) : fine(mesh), limits(theLimits) {
-        if (limits.maxPinholeEdges > 0) pieces.emplace(mesh);
+        if (limits.maxPinholeEdges > 0 || limits.pNarrow != nullptr) pieces.emplace(mesh);
     }
     bool isHole(Chain& chain, const std::vector<VCD>& vHighVCD) const {
         return isPlainRing(chain, sizeOf(limits.maxHoleEdges), vHighVCD);
@@ -167,14 +179,60 @@ public:
     bool isPinhole(Chain& chain, const std::vector<VCD>& vHighVCD) {
         return pieces && isPlainRing(chain, sizeOf(limits.maxPinholeEdges), vHighVCD) && isSmallFor(*pieces, fine, chain);
     }
+    /// False where it is plain without a look at what would close it that a border loop is no narrow hole.
+    bool mayBeNarrow(Chain& chain, const std::vector<VCD>& vHighVCD) const {
+        return limits.pNarrow != nullptr && isPlainRing(chain, chain.getSize(), vHighVCD) && isLongForItsArea(chain);
+    }
+    /// vPatch: what would close it.
+    bool isNarrow(const Chain& chain, const std::vector<TriangleCorners>& vPatch) {
+        const std::vector<TrianglePlaces> vPlaces = transformed(vPatch, [](const TriangleCorners& t) {
+            return TrianglePlaces{t[0] - Point3(), t[1] - Point3(), t[2] - Point3()};
+        });
+        double area = 0.0;
+        for (const TriangleCorners& t : vPatch)
+            area += getArea(&t[0], &t[1], &t[2]);
+        if (pieces->areaOf(pieces->pieceAt(chain.lMemberCE.front()->v0)) <= MIN_STRIP_AREAS * area) return false;
+        if (!surface) surface.emplace(limits.pNarrow->makeSurface());
+        return distanceBound(vPlaces, *surface, limits.pNarrow->reach).has_value();
+    }
 
 private:
     static std::size_t sizeOf(int numEdges) { return static_cast<std::size_t>(std::max(numEdges, 0)); }
 
+    /// What closes a border has at least the area of its projection, and if it is narrow, about the reach times its length
+    /// at most.
+    bool isLongForItsArea(const Chain& chain) const {
+        constexpr double SLACK = 2.0;
+        const Point3 origin = *fine.getVtx(chain.lMemberCE.front()->v0);
+        Vector3 projections;
+        for (const CEdge* pCE : chain.lMemberCE)
+            projections += crossProduct(*fine.getVtx(pCE->getSource()) - origin, *fine.getVtx(pCE->getTarget()) - origin);
+        return projections.length() / 2.0 <= SLACK * limits.pNarrow->reach * lengthOf(chain, fine);
+    }
+
     const RMesh& fine;
     const HoleLimits& limits;
     std::optional<PieceAreas> pieces;
+    std::optional<TriangleTree> surface;  // what holes are narrow for
 };
+
+/// Closes a hole if it is narrow, whatever is folded around it.
+bool closeNarrow(RMesh& fine, BorderCopy& copy, const Chain& chain, HoleChoice& choice) {
+    std::vector<CEdge*> vCE;
+    chain.getEdges(vCE);
+    const std::unique_ptr<Loop> pLoop = makeLoop(&copy.mesh(), nullptr, vCE, LR_RING);
+    const std::optional<bool> bAgainst = runAgainst(fine, *pLoop);
+    if (!bAgainst) return false;
+    pLoop->fill();
+    const HolePatch patch(fine, *pLoop, *bAgainst);
+    for (CTriangle* pCT : pLoop->vFillT)
+        pCT->kill(&copy.mesh());
+    const std::vector<TriangleCorners> vPatch = patch.triangles();
+    if (!choice.isNarrow(chain, vPatch)) return false;
+    if (fine.pWatch != nullptr && !fine.pWatch->allows({.vOld = {}, .vNew = vPatch})) return false;
+    patch.create(fine);
+    return true;
+}
 
 /// The vertices of a border loop, sorted by address.
 std::vector<Point3*> verticesOf(const Chain& chain, const RMesh& fine) {
@@ -197,7 +255,8 @@ int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<P
             Chain& chain = *chains.getChain(i);
             const bool bPinhole = choice.isPinhole(chain, chains.vHighVCD);
             const bool bWanted = bPinhole || choice.isHole(chain, chains.vHighVCD);
-            if (bWanted && closeHole(mesh, copy, chain))
+            const bool bNarrow = !bWanted && choice.mayBeNarrow(chain, chains.vHighVCD);
+            if ((bWanted && closeHole(mesh, copy, chain)) || (bNarrow && closeNarrow(mesh, copy, chain, choice)))
                 ++numClosed;
             else if (bPinhole)
                 vStubborn.push_back(verticesOf(chain, mesh));

@@ -17,6 +17,30 @@ std::vector<RTriangle*> aliveTriangles(const RMesh& mesh) {
     return vRT;
 }
 
+/// The places of corners that both kinds of triangles have, sorted. isFirstKind: bool(const RTriangle*).
+template <typename IsFirstKind>
+std::vector<Point3> placesOfBoth(const std::vector<RTriangle*>& vRT, const IsFirstKind& isFirstKind) {
+    std::vector<Point3> vFirst, vBoth;
+    const auto forCorners = [&](bool bFirst, const auto& take) {
+        for (const RTriangle* pRT : vRT)
+            for (int i = 0; i < 3 && isFirstKind(pRT) == bFirst; ++i)
+                take(*pRT->getCorner(i));
+    };
+    forCorners(true, [&](const Point3& p) { vFirst.push_back(p); });
+    std::sort(vFirst.begin(), vFirst.end());
+    forCorners(false, [&](const Point3& p) {
+        if (std::binary_search(vFirst.begin(), vFirst.end(), p)) vBoth.push_back(p);
+    });
+    std::sort(vBoth.begin(), vBoth.end());
+    return vBoth;
+}
+
+bool hasCornerAt(const RTriangle& rt, const std::vector<Point3>& vSortedPlace) {
+    for (int i = 0; i < 3; ++i)
+        if (std::binary_search(vSortedPlace.begin(), vSortedPlace.end(), *rt.getCorner(i))) return true;
+    return false;
+}
+
 PieceAreas::Piece pieceOf(const RTriangle* pRT, const RMesh& mesh, PieceAreas& pieces) {
     return pieces.pieceAt(mesh.getVtxIndex(pRT->getCorner(0)));
 }
@@ -38,6 +62,26 @@ DroppedPieces dropSmallPieces(RMesh& mesh, double minArea) {
     }
     dropped.numPieces = static_cast<std::size_t>(std::count(vDropped.begin(), vDropped.end(), true));
     return dropped;
+}
+
+std::size_t dropCrumbs(RMesh& mesh, std::size_t maxTriangles) {
+    const std::vector<RTriangle*> vRT = aliveTriangles(mesh);
+    PieceAreas pieces(mesh);
+    std::vector<std::size_t> vNumT(mesh.getNumVtx_all());  // by piece
+    for (const RTriangle* pRT : vRT)
+        ++vNumT[pieceOf(pRT, mesh, pieces)];
+    const auto isSmall = [&](const RTriangle* pRT) { return vNumT[pieceOf(pRT, mesh, pieces)] <= maxTriangles; };
+    const std::vector<Point3> vHeld = placesOfBoth(vRT, isSmall);
+    std::vector<bool> vCrumb(mesh.getNumVtx_all());  // by piece
+    for (const RTriangle* pRT : vRT)
+        if (isSmall(pRT) && hasCornerAt(*pRT, vHeld)) vCrumb[pieceOf(pRT, mesh, pieces)] = true;
+    std::size_t numDropped = 0;
+    for (RTriangle* pRT : vRT) {
+        if (!vCrumb[pieceOf(pRT, mesh, pieces)]) continue;
+        pRT->kill(&mesh);
+        ++numDropped;
+    }
+    return numDropped;
 }
 
 std::size_t turnOutward(RMesh& mesh) {

@@ -7,6 +7,7 @@
 #include <limits>
 #include <stdexcept>
 
+#include "largePages.h"
 #include "pointReading.h"
 #include "tools.h"
 
@@ -371,16 +372,18 @@ std::size_t AttributeColumns::add(std::string_view name, AttributeValues values)
 void AttributeColumns::reserve(std::size_t numRows) {
     if (isChoosing()) return;
     for (AttributeColumn& column : vColumn)
-        std::visit([numRows](auto& vValue) { vValue.reserve(vValue.size() + numRows); }, column.values);
+        std::visit([numRows](auto& vValue) { reserveLarge(vValue, vValue.size() + numRows); }, column.values);
 }
 
 void AttributeColumns::appendBytes(std::size_t column, const char* p, std::size_t stride, std::uint64_t num) {
     std::visit(
         [&](auto& vValue) {
+            using T = ValueOf<decltype(vValue)>;
             const std::size_t numBefore = vValue.size();
             vValue.resize(numBefore + num);
+            T* pTo = vValue.data() + numBefore;  // as bytes that are stored might change where the vector says that it is
             for (std::uint64_t i = 0; i < num; ++i, p += stride)
-                vValue[numBefore + i] = loadNumber<ValueOf<decltype(vValue)>>(p);
+                *pTo++ = loadNumber<T>(p);
         },
         vColumn[column].values);
 }

@@ -16,6 +16,7 @@
 #include <variant>
 
 #include "attributeColumns.h"
+#include "largePages.h"
 #include "littleEndian.h"
 
 namespace TARN_KEL {
@@ -102,7 +103,7 @@ void finishExtra(const LasExtra& extra, AttributeColumn& column) {
             const auto isNone = [&](T value) { return extra.noDataBits && isMeant(value, *extra.noDataBits); };
             if (extra.bScaled) {
                 std::vector<double> vScaled;
-                vScaled.reserve(vValue.size());
+                reserveLarge(vScaled, vValue.size());
                 for (const T value : vValue)
                     vScaled.push_back(isNone(value) ? unknownValue<double>()
                                                     : static_cast<double>(value) * extra.scale + extra.offset);

@@ -29,6 +29,7 @@
 
 #include "AtomicFile.h"
 #include "attributeColumns.h"
+#include "largePages.h"
 #include "lasExtraBytes.h"
 #include "littleEndian.h"
 #include "numberForms.h"
@@ -422,7 +423,8 @@ private:
     bool bSeenEnough = false;                     // all fields are used, and colours have 16 bits
 };
 
-void appendCoordinates(const char* p, std::uint64_t numRecords, const PointLayout& layout, std::vector<Point3>& vPoints) {
+/// layout: a copy, which is known not to change while points are stored.
+void appendCoordinates(const char* p, std::uint64_t numRecords, const PointLayout layout, std::vector<Point3>& vPoints) {
     for (std::uint64_t i = 0; i < numRecords; ++i, p += layout.length)
         vPoints.emplace_back(coordinate(p, 0, layout), coordinate(p, 1, layout), coordinate(p, 2, layout));
 }
@@ -489,7 +491,7 @@ void readLasPoints(const InputFile& file, BlockReader& reader, std::vector<Point
     const PointLayout layout = readLayout(reader);
     if (const std::optional<std::uint64_t> fileLength = file.size()) {
         requireLength(*fileLength, layout);
-        if (pColumns == nullptr || !pColumns->isChoosing()) vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns == nullptr || !pColumns->isChoosing()) reserveLarge(vPoints, vPoints.size() + layout.numPoints);
     }
     appendPoints(reader, layout, vPoints, pColumns, file.size().has_value(), [](const char*) { return true; });
 }

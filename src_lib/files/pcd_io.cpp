@@ -31,6 +31,7 @@
 #include <utility>
 
 #include "attributeColumns.h"
+#include "largePages.h"
 #include "littleEndian.h"
 #include "pointReading.h"
 #include "tools.h"
@@ -311,7 +312,7 @@ void appendRecords(const PcdLayout& layout, const InputFile& file, BlockReader& 
     if (file.size()) {
         const std::uint64_t numBytes = *file.size() - std::min(*file.size(), layout.headerLength);
         if (numBytes / layout.recordLength < layout.numPoints) refuse(missingText(layout, numBytes / layout.recordLength));
-        if (pColumns == nullptr || !pColumns->isChoosing()) vPoints.reserve(vPoints.size() + layout.numPoints);
+        if (pColumns == nullptr || !pColumns->isChoosing()) reserveLarge(vPoints, vPoints.size() + layout.numPoints);
         if (pColumns != nullptr) pColumns->reserve(layout.numPoints);
     }
     const auto append = [&](const char* p, std::uint64_t numHere) {
@@ -400,7 +401,7 @@ void appendBlock(const PcdLayout& layout, const InputFile& file, BlockReader& re
     const auto column = [&](const PcdLayout::Coordinate& axis) {
         return CoordinateColumn{pBytes.get() + axis.offset * layout.numPoints, axis.kind.size, axis.kind.load};
     };
-    vPoints.reserve(vPoints.size() + layout.numPoints);
+    reserveLarge(vPoints, vPoints.size() + layout.numPoints);
     appendColumns({column(layout.aCoordinate[0]), column(layout.aCoordinate[1]), column(layout.aCoordinate[2])},
                   layout.numPoints, vPoints);
     for (const PcdLayout::Attribute& attribute : layout.vAttribute)

@@ -103,7 +103,7 @@ bool readPointsAs(PointFormat format, const std::string& filename, std::vector<P
 /// With a line for a format that has no points.
 bool readPointsOrSay(const std::string& filename, std::vector<Point3>& vPoints, AttributeColumns* pAttributes) {
     const PointFormat format = pointFormat(filename);
-    if (format == PointFormat::NONE && hasExtension(filename, E57_EXTENSION)) return fail(filename + " " + E57_REFUSED);
+    if (isE57(filename)) return fail(filename + " " + E57_REFUSED);
     if (format == PointFormat::NONE) return fail("Filename extension of [" + filename + "] is none of a file with points");
     warnOfWrongName("readPointFile", filename);
     return readPointsAs(format, filename, vPoints, pAttributes);

@@ -133,7 +133,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
                                             {"far.txt", "1 0 0 1e200\n0 1 0 0\n0 0 1 0\n0 0 0 1\n"},
                                             {"cut.xyz", las.substr(0, las.size() - 1)},
                                             {"bad.ply", "no header\n"},
-                                            {"scan.e57", "ASTM-E57"},
+                                            {"scan.e57", "any"},
+                                            {"e57.xyz", "ASTM-E57"},
                                             {"bad.bin", std::string("\x1e\0\0\0\xff\xff\xff\xff\xff\xff\xff\x7f", 12)}})
         folder.write(name, bytes);
     std::filesystem::create_symlink("none/o.ply", folder.path("dangling.ply"));
@@ -213,7 +214,8 @@ TEST_F(ProgramTest, refusesInOneLineAndWritesNothing) {
         }
     EXPECT_EQ(countIn(run("reconstruct text.xyz dangling.ply").err, "dangling.ply can't be written"), 1)
         << "before it reads";
-    EXPECT_EQ(countIn(run("spacing scan.e57").err, "scan.e57 is an E57 file, which can't be read: convert it"), 1);
+    for (const std::string name : {"scan.e57", "e57.xyz"})
+        EXPECT_EQ(countIn(run("spacing " + name).err, name + " is an E57 file, which can't be read: convert it"), 1);
     EXPECT_EQ(run("spacing text.xyz").err,
               "kel: There is no point in text.xyz: no line begins with three numbers; the first that isn't a comment: 'no "
               "number'\n");
@@ -445,6 +447,26 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
     EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
     EXPECT_EQ(run("spacing a.bin --every 2").out,
               run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
+}
+
+TEST_F(ProgramTest, fitsToChosenPoints) {
+    run("scan sphere scan.bin --points 2000");
+    run("reconstruct scan.bin mesh.ply --no-fit");
+    run("convert scan.bin some.bin --crop=-2,-2,-2,2,2,0.5 --every 2");
+    const Outcome outcome = run("fit mesh.ply scan.bin chosen.ply --crop=-2,-2,-2,2,2,0.5 --every 2");
+    EXPECT_EQ(outcome.status, 0) << outcome.err;
+    EXPECT_EQ(run("fit mesh.ply some.bin same.ply").status, 0);
+    EXPECT_EQ(folder.read("chosen.ply"), folder.read("same.ply"));
+    EXPECT_GT(run("fit mesh.ply scan.bin o.ply --crop 5,5,5,6,6,6").status, 0);
+}
+
+TEST_F(ProgramTest, saysThatMeltKeepsNoColours) {
+    for (const std::string colour : {"", " 1 0 0"}) {
+        folder.write("soup.obj", "v 0 0 0" + colour + "\nv 1 0 0" + colour + "\nv 0 1 0" + colour + "\nf 1 2 3\n");
+        const Outcome outcome = run("melt soup.obj o.ply --spacing 0.1");
+        EXPECT_EQ(outcome.status, 0) << outcome.err;
+        EXPECT_EQ(countIn(outcome.err, "The colours in soup.obj aren't kept"), colour.empty() ? 0 : 1) << outcome.err;
+    }
 }
 
 TEST_F(ProgramTest, takesMemoryForTheChosenPointsAlone) {

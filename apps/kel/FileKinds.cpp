@@ -165,10 +165,6 @@ bool isListFile(const std::string& filename) {
     return isOfType(filename, FT_LIST);
 }
 
-bool isE57File(const std::string& filename) {
-    return hasExtension(filename, E57_EXTENSION);
-}
-
 bool holdsTriangles(const std::string& filename) {
     if (isGltfInput(filename)) return !readGltf(filename).vIndices.empty();
     InputFile file(filename);

@@ -27,8 +27,6 @@ std::string wrongGltfName(const std::string& filename);
 /// True for an .stl file, for a .ply or .off file whose header counts faces, and for an .obj or glTF file that has one.
 /// Reads the header, an .obj up to its first face, or a glTF file.
 bool holdsTriangles(const std::string& filename);
-/// An E57 file, which can't be read: .e57.
-bool isE57File(const std::string& filename);
 
 // ---- Files that are written, by their names
 

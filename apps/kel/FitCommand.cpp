@@ -2,6 +2,7 @@
 #include <memory>
 
 #include "FileKinds.h"
+#include "PointInput.h"
 #include "PostProcessing.h"
 #include "commands.h"
 
@@ -11,18 +12,19 @@ namespace {
 
 struct FitRequest {
     MeshChange change;
-    std::string cloud;
+    PointInput cloud;
     FitOptions options;
     bool bKeepNoise = false;
 };
 
 void fit(FitRequest& request, Program& program) {
-    Program::requirePointInput(request.cloud);
-    program.requireMeshOutput(request.change.files.out, request.cloud);
+    request.cloud.require();
+    for (const std::string& file : request.cloud.readFiles())
+        program.requireMeshOutput(request.change.files.out, file);
     request.options.bNoise = !request.bKeepNoise;
     CarriedColumns points;
     const bool bAttributes = request.change.bAttributes && holdsVertexAttributes(request.change.files.out);
-    points.vPlaces = program.readPoints(request.cloud, "cloud", bAttributes ? &points.attributes : nullptr);
+    points.vPlaces = request.cloud.read(program, bAttributes ? &points.attributes : nullptr, "cloud");
     points.keepFor(request.change.files.out, program);
     changeMesh(
         request.change,
@@ -41,9 +43,11 @@ void addFitCommand(CLI::App& app, Program& program) {
     CLI::App& command = *app.add_subcommand("fit", "Move a mesh to the surface that points show: sharp edges, less noise");
     program.addInput(command, "IN", pRequest->change.files.in, MESH_IN)->required();
     program
-        .addInput(command, "CLOUD", pRequest->cloud, std::string("The points that the mesh was made of: ") + POINT_KINDS_IN)
+        .addInput(command, "CLOUD", pRequest->cloud.vFiles.emplace_back(),
+                  std::string("The points that the mesh was made of: ") + POINT_KINDS_IN)
         ->required();
     program.addOutput(command, pRequest->change.files.out, MESH_OUT);
+    addPointChoice(command, program, pRequest->cloud.choice);
     command
         .add_option("--cell", pRequest->options.cellEdge,
                     "Edge of the grid cells that the mesh was made on; without it by the edges of the mesh")

@@ -359,12 +359,12 @@ std::vector<std::string> PointInput::readFiles() const {
     return vRead;
 }
 
-std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttributes) const {
+std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttributes, const std::string& role) const {
     std::vector<Point3> vPoints;
     if (choice.isAll()) {
         for (const std::string& file : vFiles)
             program.appendPoints(file, vPoints, pAttributes);
-        note(vPoints.size(), program, pAttributes);
+        note(vPoints.size(), program, pAttributes, role);
         return vPoints;
     }
     PointAttributes none;
@@ -372,7 +372,7 @@ std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttribu
     PointChooser chooser(choice);
     for (const std::string& file : vFiles)
         chooser.append(file, program, vPoints, pAttributes);
-    note(chooser.numRead(), program, pAttributes);
+    note(chooser.numRead(), program, pAttributes, role);
     LeftOut leftOut;
     program.step("choose", [&] { leftOut = chooser.finish(points); });
     program.report()["leftOut"] = leftOut.toJson();
@@ -381,9 +381,10 @@ std::vector<Point3> PointInput::read(Program& program, PointAttributes* pAttribu
     return vPoints;
 }
 
-void PointInput::note(std::size_t numRead, Program& program, const PointAttributes* pAttributes) const {
-    program.report()["input"] = {{"file", names()}, {"points", numRead}};
-    if (pAttributes != nullptr && !pAttributes->empty()) program.report()["input"]["columns"] = toJson(*pAttributes);
+void PointInput::note(std::size_t numRead, Program& program, const PointAttributes* pAttributes,
+                      const std::string& role) const {
+    program.report()[role] = {{"file", names()}, {"points", numRead}};
+    if (pAttributes != nullptr && !pAttributes->empty()) program.report()[role]["columns"] = toJson(*pAttributes);
 }
 
 std::string PointInput::names() const {

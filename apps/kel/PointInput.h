@@ -35,14 +35,16 @@ struct PointInput {
     /// All files that are read, also that of the matrix.
     std::vector<std::string> readFiles() const;
     /// The points. Says how many were left out, and why; fails when a file can't be read or has none, or none is left.
-    /// pAttributes: gets what they carry, a row for each; null where nobody wants it.
-    std::vector<TARN_KEL::Point3> read(Program& program, TARN_KEL::PointAttributes* pAttributes = nullptr) const;
+    /// pAttributes: gets what they carry, a row for each; null where nobody wants it. role: of the points in the report.
+    std::vector<TARN_KEL::Point3> read(Program& program, TARN_KEL::PointAttributes* pAttributes = nullptr,
+                                       const std::string& role = "input") const;
     /// The names of the files with points, for messages.
     std::string names() const;
 
 private:
     /// What was read, for the report.
-    void note(std::size_t numRead, Program& program, const TARN_KEL::PointAttributes* pAttributes) const;
+    void note(std::size_t numRead, Program& program, const TARN_KEL::PointAttributes* pAttributes,
+              const std::string& role) const;
 };
 
 /// Adds the options that choose and place points to a command.

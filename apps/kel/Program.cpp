@@ -63,7 +63,7 @@ bool isSameFile(const std::string& a, const std::string& b) {
 void requireReadable(const std::string& filename, bool (*isOfKind)(const std::string&), const std::string& kinds) {
     if (!fs::exists(filename)) throw Failure("There is no file " + filename);
     if (fs::is_directory(filename)) throw Failure(filename + " is a folder");
-    if (isE57File(filename)) throw Failure(filename + " " + E57_REFUSED);
+    if (isE57(filename)) throw Failure(filename + " " + E57_REFUSED);
     if (isOfKind != nullptr && !isOfKind(filename)) throw Failure(kinds + ", which " + filename + " isn't");
     if (access(filename.c_str(), R_OK) != 0) throw Failure("The file " + filename + " can't be read: no permission");
     if (fs::is_regular_file(filename) && fs::file_size(filename) == 0) throw Failure("The file " + filename + " is empty");
@@ -413,13 +413,13 @@ bool Program::readNumbered(const std::string& filename, std::vector<Point3>& vVe
                                   : readTriangles_auto(filename, vVertices, vIndices, *pAttributes);
 }
 
-std::vector<Point3> Program::readTriangles(const std::string& filename) {
+std::vector<Point3> Program::readTriangles(const std::string& filename, PointAttributes* pAttributes) {
     std::vector<Point3> vCorners;
     fileStep("read", "Can't read triangles from " + filename, [&](const LibraryText&) {
-        if (!isGltfInput(filename)) return readTriangles_auto(filename, vCorners);
+        if (meshFormat(filename) == MeshFormat::STL) return readTriangles_auto(filename, vCorners);
         std::vector<Point3> vVertices;
         std::vector<int> vIndices;
-        const bool bRead = readNumbered(filename, vVertices, vIndices, nullptr);
+        const bool bRead = readNumbered(filename, vVertices, vIndices, pAttributes);
         for (const int index : vIndices)
             vCorners.push_back(vVertices[static_cast<std::size_t>(index)]);
         return bRead;

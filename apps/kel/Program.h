@@ -72,7 +72,8 @@ public:
     void appendPoints(const std::string& filename, const TARN_KEL::ChoosePoints& choose,
                       std::vector<TARN_KEL::Point3>& vPoints, TARN_KEL::PointAttributes* pAttributes);
     /// The triangles of a file, three corners each; fails when it can't be read or has none.
-    std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename);
+    std::vector<TARN_KEL::Point3> readTriangles(const std::string& filename,
+                                                TARN_KEL::PointAttributes* pAttributes = nullptr);
     /// The same as triangles on vertices: on those that the file numbers; with bJoin, or if it numbers none, on one for each
     /// place. pAttributes: gets what the vertices of the file carry, in its order; null where nobody wants it.
     IndexedTriangles readIndexedTriangles(const std::string& filename, bool bJoin,

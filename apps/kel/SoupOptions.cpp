@@ -8,7 +8,9 @@ nlohmann::ordered_json SoupOptions::toJson() const {
 }
 
 std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program, double bytesPerCell) const {
-    std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in);
+    TARN_KEL::PointAttributes attributes;
+    std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in, &attributes);
+    if (attributes.hasColour()) program.warn("The colours in " + files.in + " aren't kept");
     if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing, bytesPerCell); !fault.empty())
         throw Failure(fault);
     return vCorners;

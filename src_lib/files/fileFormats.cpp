@@ -77,6 +77,21 @@ bool isStlStart(const FileStart& start) {
     return (isBinaryStl(start.bytes, start.fileLength) && start.fileLength > STL_HEADER) || isTextStl(start.bytes);
 }
 
+/// Reading the start of a FIFO would consume it.
+bool isRegularFile(const std::string& filename) {
+    std::error_code noFile;
+    return std::filesystem::is_regular_file(filename, noFile);
+}
+
+/// bytes: gets what the result refers to.
+FileStart readStart(const std::string& filename, std::string& bytes) {
+    bytes.resize(1024);
+    InputFile file(filename);
+    file.stream().read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+    bytes.resize(static_cast<std::size_t>(file.stream().gcount()));
+    return {bytes, file.size().value_or(0)};
+}
+
 struct Signature {
     bool (*isStart)(const FileStart&);
     std::string_view extension;
@@ -106,15 +121,18 @@ const FileFormat& formatByName(std::string_view filename) {
 }
 
 const FileFormat* formatByContent(const std::string& filename) {
-    std::error_code noFile;
-    if (!std::filesystem::is_regular_file(filename, noFile)) return nullptr;
-    InputFile file(filename);
-    std::array<char, 1024> bytes;
-    file.stream().read(bytes.data(), bytes.size());
-    const FileStart start{{bytes.data(), static_cast<std::size_t>(file.stream().gcount())}, file.size().value_or(0)};
+    if (!isRegularFile(filename)) return nullptr;
+    std::string bytes;
+    const FileStart start = readStart(filename, bytes);
     for (const Signature& signature : SIGNATURES)
         if (signature.isStart(start)) return &formatByName(signature.extension);
     return nullptr;
+}
+
+bool isE57(const std::string& filename) {
+    std::string bytes;
+    if (isRegularFile(filename) && readStart(filename, bytes).bytes.starts_with("ASTM-E57")) return true;
+    return hasExtension(filename, ".e57") && formatByContent(filename) == nullptr;
 }
 
 const FileFormat& formatOf(const std::string& filename) {

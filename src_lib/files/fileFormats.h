@@ -38,6 +38,7 @@ void warnOfWrongName(const char* place, const std::string& filename);
 /// What to do with an E57 file, which isn't read: a predicate.
 inline constexpr const char* E57_REFUSED =
     "is an E57 file, which can't be read: convert it to an uncompressed .las or to .ply first";
-inline constexpr std::string_view E57_EXTENSION = ".e57";
+/// Whether a file is one: by its first bytes, or by its name where they show no other format.
+bool isE57(const std::string& filename);
 
 }  // namespace TARN_KEL

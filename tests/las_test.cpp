@@ -187,10 +187,12 @@ TEST_F(Las, LyingCountsGiveWhatIsThereOrNothing) {
         374, 375, 376, 32767, 32768, 65535, 0x7fffffff, 0x80000000, 0xffffffff, ~std::uint64_t{0}};
     vLies.push_back(307445734561825861);  // times 60 bytes is 44, modulo 2^64
     for (const auto& [pos, numBytes] :
-         std::vector<std::pair<std::size_t, int>>{{94, 2}, {96, 4}, {105, 2}, {107, 4}, {247, 8}})
+         std::vector<std::pair<std::size_t, int>>{{94, 2}, {96, 4}, {100, 4}, {105, 2}, {107, 4}, {247, 8}, {395, 2}})
         for (const std::uint64_t lie : vLies) {
             if (numBytes < 8 && lie >> (8 * numBytes) != 0) continue;
-            std::string bytes = lasFile(SOME_POINTS, {4, 3, 26, 0});
+            std::string bytes = lasFile(SOME_POINTS, {4, 3, 26, 246});
+            bytes.replace(377, 16, "LASF_Spec\0\0\0\0\0\0\0", 16);  // a record that describes extra bytes, of no known type
+            putNumber(bytes, 393, 4, 2);
             const bool bCount = pos == 107 || pos == 247;
             if (pos == 107) putNumber(bytes, 247, 0, 8);  // which comes first
             putNumber(bytes, pos, lie, numBytes);
@@ -201,6 +203,11 @@ TEST_F(Las, LyingCountsGiveWhatIsThereOrNothing) {
             EXPECT_EQ(vRead.size(), bRead ? numExpected : 0) << pos << " " << lie;
             EXPECT_TRUE(!bCount || bRead == (numExpected <= 3)) << pos << " " << lie;
             EXPECT_EQ(countIn(capture.text(), "\n"), bRead ? 0 : 1) << capture.text();
+            PointAttributes attributes;
+            vRead.clear();
+            EXPECT_EQ(readPointFile(folder.path("a.las"), vRead, attributes), bRead) << pos << " " << lie;
+            EXPECT_EQ(vRead.size(), bRead ? numExpected : 0) << pos << " " << lie;
+            EXPECT_EQ(attributes.numRows(), vRead.size()) << pos << " " << lie;
         }
 }
 

@@ -161,6 +161,14 @@ TEST_F(Pcd, DontTrustACompressedBlock) {
         expectRefused(folder, "a.pcd", blockFile(1, block, 3), "damaged compressed block from byte 67");
     expectRefused(folder, "a.pcd", blockFile(1, run, 4), "block of 4 bytes from byte 67, but 1 points of 3 bytes");
     expectRefused(folder, "a.pcd", blockFile(1431655765, run, 4294967295), "damaged");
+    for (const bool bBefore : {true, false})  // what the block has, and what comes of it
+        for (const std::string& lie : lyingCounts(bBefore ? 4 : 3)) {
+            const std::uint64_t value = std::strtoull(lie.c_str(), nullptr, 10);
+            if (std::to_string(value) != lie || value > 0xffffffff) continue;
+            std::string lengths, file = blockFile(1, run, 3);
+            appendPcdNumber(lengths, {"", 'U', 4}, static_cast<double>(value));
+            expectRefused(folder, "a.pcd", file.replace(file.size() - (bBefore ? 12 : 8), 4, lengths));
+        }
     for (const int byte : {0, 1, 2, 3}) {
         std::string file = blockFile(1, run, 3);
         file.at(file.size() - 12 + static_cast<std::size_t>(byte)) = '\x7f';

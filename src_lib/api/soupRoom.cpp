@@ -49,14 +49,39 @@ double areaWithoutRepeats(const std::vector<Point3>& vCorners) {
     return area;
 }
 
-/// All of the box around the triangles.
-double cellsOfBox(const std::vector<Point3>& vCorners, double spacing) {
-    constexpr double AT_SIDES = 2.0;  // of a row of cells along an axis, beyond the length of the box
+/// What tells how many cells a soup has.
+struct SoupSize {
+    static constexpr double PER_SQUARE = 1.5;  // cells of a square of the surface, the mean at all angles to the grid
+
+    double area = 0.0;
+    TARN_LOCATE3::Bbox3 box;
+
+    double cellsOfArea(double spacing) const { return PER_SQUARE * area / (spacing * spacing); }
+    /// Of the area, but no more than the box has.
+    double cells(double spacing) const {
+        constexpr double AT_SIDES = 2.0;  // of a row of cells along an axis, beyond the length of the box
+        const auto numAlong = [spacing](double low, double high) { return std::max(high - low, 0.0) / spacing + AT_SIDES; };
+        return std::min(cellsOfArea(spacing),
+                        numAlong(box.minX, box.maxX) * numAlong(box.minY, box.maxY) * numAlong(box.minZ, box.maxZ));
+    }
+};
+
+TARN_LOCATE3::Bbox3 boxOf(const std::vector<Point3>& vCorners) {
     TARN_LOCATE3::Bbox3 box;
     for (const Point3& p : vCorners)
         if (isFinitePoint(p)) box.widen(p.x(), p.y(), p.z());
-    const auto numAlong = [spacing](double low, double high) { return std::max(high - low, 0.0) / spacing + AT_SIDES; };
-    return numAlong(box.minX, box.maxX) * numAlong(box.minY, box.maxY) * numAlong(box.minZ, box.maxZ);
+    return box;
+}
+
+/// About the least spacing with at most so many cells. spacing: one with more.
+double leastSpacing(const SoupSize& size, double spacing, double maxCells) {
+    constexpr int NUM_STEPS = 64;  // as far as doubles go
+    double tooSmall = spacing, enough = std::sqrt(SoupSize::PER_SQUARE * size.area / maxCells);
+    for (int i = 0; i < NUM_STEPS; ++i) {
+        const double middle = std::sqrt(tooSmall) * std::sqrt(enough);
+        (size.cells(middle) > maxCells ? tooSmall : enough) = middle;
+    }
+    return enough;
 }
 
 std::string shortNumber(double value) {
@@ -68,17 +93,16 @@ std::string shortNumber(double value) {
 }  // namespace
 
 std::string soupRoomFault(const std::vector<Point3>& vCorners, double spacing, double bytesPerCell) {
-    constexpr double CELLS_PER_SQUARE = 1.5;  // of the surface, the mean at all angles to the grid
     constexpr double GIGABYTE = 1e9, ROUNDED_UP = 1.05;
     const double memory = static_cast<double>(sysconf(_SC_PHYS_PAGES)) * static_cast<double>(sysconf(_SC_PAGE_SIZE));
     if (!(memory > 0.0) || !(spacing > 0.0)) return {};
-    const double cellsPerArea = CELLS_PER_SQUARE / (spacing * spacing);
-    const auto fits = [&](double number) { return !(number * bytesPerCell > memory); };
-    if (fits(soupArea(vCorners) * cellsPerArea)) return {};
-    const double area = areaWithoutRepeats(vCorners);
-    const double numCells = std::min(area * cellsPerArea, cellsOfBox(vCorners, spacing));
-    if (fits(numCells)) return {};
-    const double fitting = ROUNDED_UP * std::sqrt(CELLS_PER_SQUARE * area * bytesPerCell / memory);
+    const double maxCells = memory / bytesPerCell;
+    SoupSize size{soupArea(vCorners), {}};
+    if (!(size.cellsOfArea(spacing) > maxCells)) return {};
+    size = {areaWithoutRepeats(vCorners), boxOf(vCorners)};
+    const double numCells = size.cells(spacing);
+    if (!(numCells > maxCells)) return {};
+    const double fitting = ROUNDED_UP * leastSpacing(size, spacing, maxCells);
     return "A spacing of " + shortNumber(spacing) + " makes up to " + shortNumber(numCells) +
            " cells of the triangles, which take at least " + shortNumber(numCells * bytesPerCell / GIGABYTE) +
            " GB of memory, and the machine has " + shortNumber(memory / GIGABYTE) + ": take at least " +

@@ -30,8 +30,8 @@ double FitState::distanceOfEdge(const FitSide& edge) const {
 std::vector<Vector3> FitState::placesAround(FitIndex vertex) const {
     const Vector3 from = mesh.place(vertex), mean = mesh.meanOfNeighbours(vertex);
     std::vector<Vector3> vNear = {mean, (from + mean) * 0.5, from};
-    mesh.visitTriangles(vertex, [&](FitIndex t) {
-        const FitIndex next = mesh.corners(t)[static_cast<std::size_t>(nextCorner(mesh.cornerAt(t, vertex)))];
+    mesh.visitCorners(vertex, [&](FitIndex t, int k) {
+        const FitIndex next = mesh.corners(t)[static_cast<std::size_t>(nextCorner(k))];
         vNear.push_back((from + mesh.place(next)) * 0.5);
     });
     return vNear;

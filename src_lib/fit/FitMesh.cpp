@@ -111,8 +111,7 @@ bool FitMesh::isHub(FitIndex vertex) const {
 
 bool FitMesh::isAtBorder(FitIndex vertex) const {
     bool bBorder = false;
-    visitTriangles(vertex, [&](FitIndex t) {
-        const int k = cornerAt(t, vertex);
+    visitCorners(vertex, [&](FitIndex t, int k) {
         bBorder = bBorder || neighbour(t, k) == NO_INDEX || neighbour(t, previousCorner(k)) == NO_INDEX;
     });
     return bBorder;

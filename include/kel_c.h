@@ -418,8 +418,8 @@ kel_status kel_mesh_sizes(kel_mesh* mesh, size_t* num_vertices, size_t* num_tria
 /// which hold as many as kel_mesh_sizes() said. Either may be NULL.
 kel_status kel_mesh_arrays(kel_mesh* mesh, double* vertices, int32_t* triangles);
 
-/// As vertexNormals(): copies three components for each vertex into an array of the caller. A vertex without a direction of its
-/// own has zeros. Cost: O(n).
+/// As vertexNormals(): copies three components for each vertex into an array of the caller. A vertex without a direction of
+/// its own has zeros. Cost: O(n).
 kel_status kel_mesh_normals(kel_mesh* mesh, double* normals);
 
 /// The edge of the cells that a mesh was made on, its unit of small moves; 0.0 for NULL.

@@ -39,7 +39,7 @@ struct MeltOptions {
     /// Adds the cells of which triangles cut off only a sliver, which melt() of a spacing and an angle misses.
     bool bComplete = true;
     bool bManifold = true;    ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
-    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges, not the outer border of a piece; 0: none.
+    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges or two cells, no outer borders; 0: none.
     int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
 
     // ---- The run
@@ -68,7 +68,7 @@ struct MeltReport {
 /// Makes a clean mesh of a triangle soup, with options.
 ///
 /// Does what melt() of a spacing and an angle does, without its pinholes: cells of which triangles cut off only a sliver are
-/// meshed as well, the mesh is made manifold, and pinholes that are left are closed. Where two sheets are closer than a
+/// meshed as well, the mesh is made manifold, and pinholes and slits are closed. Where two sheets are closer than a
 /// cell, as around the lines where parts pass through each other, the cells make one strip of both; it is removed, and the
 /// sheets are joined along its sides; closed bodies that touch by a face are joined as well. Strips stay where more than
 /// 2000 of them are connected by their lines. Each step has a switch; with all of them off the result is that of melt() of a

@@ -114,6 +114,13 @@ struct Surface {
     }
 };
 
+std::vector<TrianglePlaces> placesOf(const Points& vCorner) {
+    std::vector<TrianglePlaces> vTriangle(vCorner.size() / 3);
+    for (std::size_t i = 0; i < vCorner.size(); ++i)
+        vTriangle[i / 3][i % 3] = vCorner[i] - Point3();
+    return vTriangle;
+}
+
 /// Edges that bend by more than 120 degrees.
 std::size_t countFolds(const MeshPtr& pMesh) {
     const Surface surface(pMesh);
@@ -296,11 +303,7 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
         fit(pMesh, askew(cloud.vPoints));
         numAfter += countFolds(pMesh);
         EXPECT_EQ(countSelfIntersections(pMesh), 0U) << seed;
-        const Points vCorner = straight(cornersOf(pMesh));
-        std::vector<TrianglePlaces> vTriangle(vCorner.size() / 3);
-        for (std::size_t i = 0; i < vCorner.size(); ++i)
-            vTriangle[i / 3][i % 3] = vCorner[i] - Point3();
-        const TriangleTree tree(vTriangle);
+        const TriangleTree tree(placesOf(straight(cornersOf(pMesh))));
         for (const Vector3& corner : {Vector3(), Vector3(1.0, 0.0, 0.0), Vector3(0.0, 1.0, 0.0), Vector3(1.0, 1.0, 0.0)})
             sumOfCorners += std::sqrt(tree.nearest(corner).sqDistance) / cloud.spacing / 16.0;
         for (double x = 0.0005; x < 1.0; x += 0.001)
@@ -361,6 +364,37 @@ TEST(Fit, findsTheCornersOfABlock) {
                     });
     }
     EXPECT_GE(numFound, 37U);  // of 40: some have no point near them, and some can't be reached without a fold
+}
+
+// Along the twelve edges, and by the normals of the triangles beside: no chamfer, and no notch.
+TEST(Fit, bringsCreasesAndNormalsToThoseOfABlock) {
+    const CoutSilence silence;
+    for (const auto& [noise, toCrease, turnedShare] : {std::tuple(0.0, 0.02, 0.002), std::tuple(0.173, 0.15, 0.03)})
+        for (const std::uint64_t seed : {1U, 2U}) {
+            const Cloud cloud = cloudOf({"block", noise, seed}, 10000);
+            const Points vCorner = straight(cornersOf(reconstruct(askew(cloud.vPoints), ReconstructOptions{})));
+            const std::vector<TrianglePlaces> vTriangle = placesOf(vCorner);
+            double turned = 0.0, areas = 0.0, off = 0.0;
+            for (const TrianglePlaces& t : vTriangle) {
+                const Vector3 area = areaVector(t);
+                const double cosine = area.getMaxAbsComponent() / area.length();  // to the nearest axis
+                turned += cosine < std::cos(20.0 / 57.29577951308232) ? area.length() : 0.0;
+                areas += area.length();
+            }
+            const TriangleTree tree(vTriangle);
+            int num = 0;
+            for (double x = 0.005; x < 1.0; x += 0.01)
+                for (const double a : {0.0, 1.0})
+                    for (const double b : {0.0, 1.0})
+                        for (const Vector3& place :
+                             {Vector3(2.0 * x, a, 0.5 * b), Vector3(2.0 * a, x, 0.5 * b), Vector3(2.0 * a, b, 0.5 * x)}) {
+                            off += std::sqrt(tree.nearest(place).sqDistance) / cloud.spacing;
+                            ++num;
+                        }
+            EXPECT_LT(off / num, toCrease) << noise << " " << seed;
+            EXPECT_LT(turned / areas, turnedShare) << noise << " " << seed;
+            RecordProperty("off", std::to_string(off / num) + " " + std::to_string(turned / areas));
+        }
 }
 
 TEST(Fit, dependsNeitherOnOrderNorRepeatsOfPointsNorOnWorkersNorOnPlaceAndUnit) {

@@ -118,8 +118,8 @@ struct ReconstructReport {
 /// estimated, unless it is given. Points are added where the sampling is too sparse for the grid. The mesh is made as by
 /// reconstruct_auto(), made manifold, freed of tiny pieces, its pinholes are closed, self-intersections are removed, and it
 /// is fitted to the points that were passed, which makes none. Where the points are very noisy the steps from the sampling
-/// on are taken again; the report tells of the surface that is taken, and of the seconds of all. Each step has a switch; with
-/// all of them off the result is that of reconstruct_auto() or reconstruct_abs().
+/// on are taken again; the report tells of the surface that is taken, and of the seconds of all. Each step has a switch;
+/// with all of them off the result is that of reconstruct_auto() or reconstruct_abs().
 ///
 /// A listener hears this run as "Reconstruct".
 ///

@@ -70,7 +70,7 @@ public:
     /// prepare() for a soup, by the cloud's own parameters.
     void preparePixelsAndFeatures(double featureAngle);
 
-    // ---- Its steps, by the cloud's own parameters
+    // ---- Its steps, by the cloud's own parameters: growth isn't careful
     /// Sets usedSpacing; unless the caller gave a spacing, also detectedSpacing, by estimateSpacing().
     void estimateRes2();
     /// Makes the grid from bounds and usedSpacing (makeGrid()), and moves the bounds out by the margin.

@@ -1,7 +1,7 @@
 // Parallel sorting, unique lists and chunked loops.
 //
 // All parallelism of the library has the same form: the calling thread cuts an array into parts, pushes one task for each
-// part to the pool, and waits. Tasks write disjoint places and take no lock; no phase outlives its call. With one processor,
+// part to the pool, and waits. Tasks write disjoint places, without a lock; no phase outlives its call. With one processor,
 // or too little to do, everything runs on the calling thread.
 //
 // The sort cuts its range by middle values before it sorts: a middle is estimated from a sample, the range is partitioned in

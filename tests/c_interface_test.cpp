@@ -617,6 +617,18 @@ TEST(CInterface, takesNoColumnThatCannotBe) {
     EXPECT_TRUE(pOut == nullptr && pPoints == nullptr);
 }
 
+TEST(CInterface, hasTheNormalsOfCpp) {
+    const std::vector<Point3> vPoints = scanWithFaults();
+    const CMeshPtr mesh = meshOf(pointsOf(vPoints));
+    std::vector<double> vExpected;
+    for (const TARN_KEL::Vector3& normal :
+         vertexNormals(quietly([&] { return reconstruct(vPoints, TARN_KEL::ReconstructOptions()); })))
+        vExpected.insert(vExpected.end(), {normal.x(), normal.y(), normal.z()});
+    std::vector<double> vNormals(vExpected.size());
+    ASSERT_EQ(kel_mesh_normals(mesh.get(), vNormals.data()), KEL_OK);
+    EXPECT_EQ(vNormals, vExpected);
+}
+
 TEST(CInterface, findsCrossingsAndRemovesThem) {
     // Two triangles through each other, one apart before them.
     const Points vertices = pointsOf(

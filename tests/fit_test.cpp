@@ -393,7 +393,6 @@ TEST(Fit, bringsCreasesAndNormalsToThoseOfABlock) {
                         }
             EXPECT_LT(off / num, toCrease) << noise << " " << seed;
             EXPECT_LT(turned / areas, turnedShare) << noise << " " << seed;
-            RecordProperty("off", std::to_string(off / num) + " " + std::to_string(turned / areas));
         }
 }
 

@@ -58,7 +58,11 @@ void addMeltCommand(CLI::App& app, Program& program) {
         command.add_flag("--plain", pRequest->bPlain, "Triangles to cells to triangles: no step that isn't asked for");
     addSwitch(command, "--no-complete", options.bComplete, "Leave out the cells of which triangles only cut off a sliver");
     addSwitch(command, "--raw", options.bManifold, RAW_TEXT);
-    addHoleOptions(command, options.maxPinholeEdges, options.maxHoleEdges)->excludes(pPlain);
+    addHoleOptions(command, options.maxPinholeEdges, options.maxHoleEdges)
+        ->description(
+            "Close holes of at most N edges, and those that are nowhere wider than two cells, but no outer border of "
+            "a piece; 0 closes none")
+        ->excludes(pPlain);
     program.addMeshOutputOptions(command);
     program.addCommonOptions(command);
     command.callback([pRequest, &program] { meltSoup(*pRequest, program); });

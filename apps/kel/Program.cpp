@@ -420,6 +420,7 @@ std::vector<Point3> Program::readTriangles(const std::string& filename, PointAtt
         std::vector<Point3> vVertices;
         std::vector<int> vIndices;
         const bool bRead = readNumbered(filename, vVertices, vIndices, pAttributes);
+        vCorners.reserve(vIndices.size());
         for (const int index : vIndices)
             vCorners.push_back(vVertices[static_cast<std::size_t>(index)]);
         return bRead;

@@ -1,6 +1,8 @@
 // Adds the options of the commands that rasterise a soup.
 #include "SoupOptions.h"
 
+#include <utility>
+
 #include "../../src_lib/api/soupRoom.h"
 
 nlohmann::ordered_json SoupOptions::toJson() const {
@@ -10,7 +12,7 @@ nlohmann::ordered_json SoupOptions::toJson() const {
 std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program, double bytesPerCell) const {
     TARN_KEL::PointAttributes attributes;
     std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in, &attributes);
-    if (attributes.hasColour()) program.warn("The colours in " + files.in + " aren't kept");
+    if (std::exchange(attributes, {}).hasColour()) program.warn("The colours in " + files.in + " aren't kept");
     if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing, bytesPerCell); !fault.empty())
         throw Failure(fault);
     return vCorners;

@@ -18,11 +18,11 @@ struct FitOptions {
     /// the points show is detail.
     bool bNoise = true;
     /// No pair of triangles passes through each other that doesn't before, see countSelfIntersections(): around those that
-    /// would, the mesh stays as it is. Takes as long as that function does.
+    /// would, the mesh stays as it is. Where there are such pairs, takes some times as long as that function.
     bool bNoCrossings = true;
 };
 
-/// What fit() did. Lengths are in the unit of the points.
+/// What fit() did; what bNoCrossings took back counts as well, but for splits. Lengths are in the unit of the points.
 struct FitReport {
     std::size_t numPoints = 0;     ///< Points near the mesh, which took part; dense ones are averaged first.
     double pointSpacing = 0.0;     ///< Median of their mean distance to the six nearest; 0.0 when too few took part.

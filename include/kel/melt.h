@@ -38,8 +38,8 @@ struct MeltOptions {
 
     /// Adds the cells of which triangles cut off only a sliver, which melt() of a spacing and an angle misses.
     bool bComplete = true;
-    bool bManifold = true;    ///< Makes the mesh manifold and oriented, see makeManifold(). Later steps keep it so.
-    int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges or two cells, no outer borders; 0: none.
+    bool bManifold = true;    ///< Manifold and oriented, see makeManifold(), without crumbs at rims. Later steps keep it so.
+    int maxPinholeEdges = 8;  ///< Closes holes of so many edges or, if manifold, two cells, no outer borders; 0: none.
     int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 for none.
 
     // ---- The run

@@ -65,14 +65,14 @@ struct KeepOptions {
 };
 
 /// Lowers the number of self-intersections, see countSelfIntersections(): where triangles pass through each other, edges are
-/// flipped, vertices moved towards the mean of their neighbours, or collapsed. Mostly nearly all disappear.
+/// flipped, vertices moved towards the mean of their neighbours, alone or all around, or collapsed. Mostly nearly all go.
 ///
 /// A mesh without any isn't changed. A manifold mesh stays manifold, border vertices stay where they are, and no step makes
 /// a thin triangle.
 ///
 /// @param pMesh  the mesh
 /// @return the number of those that are left
-/// @cost as countSelfIntersections(); where there are any, about half as much again, and some 0.2 ms for each; more, O(k^2),
+/// @cost as countSelfIntersections(); where there are any, about half as much again, and some 0.2 to 10 ms for each; O(k^2)
 ///       at a vertex of k triangles
 std::size_t removeSelfIntersections(MeshPtr pMesh);
 

@@ -183,7 +183,10 @@ def melt(
         Edges stay sharp when the normals of their triangles differ by more than this many degrees.
     complete : bool, default True
         Meshes also cells of which triangles cut off only a sliver.
-    manifold, max_pinhole_edges, max_hole_edges, threads, progress
+    max_pinhole_edges : int, default 8
+        Closes holes of at most that many edges and, in a manifold mesh, those that are nowhere wider than two cells, but no
+        outer borders; 0: none.
+    manifold, max_hole_edges, threads, progress
         See `reconstruct`.
 
     Returns

@@ -149,7 +149,7 @@ CALLS = {
     ),
     "Mesh.fit": (
         lambda **o: mesh().fit(**{"points": GOOD, **o}),
-        {POINTS: ["points"], NUMBERS: ["cell_edge"], FLAGS: ["noise"]},
+        {POINTS: ["points"], NUMBERS: ["cell_edge"], FLAGS: ["noise", "no_crossings"]},
     ),
     "Mesh.write": (
         lambda **o: mesh().write(**{"path": os.devnull + "/a.ply", **o}),

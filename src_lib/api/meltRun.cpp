@@ -1,6 +1,7 @@
 // The melt with options: what melt() of a spacing and an angle does, with all touched cells and with steps behind it.
 //
-//     triangles -> cells on lines -> with all other touched ones -> mesh of the cells -> manifold -> without pinholes
+//     triangles -> cells on lines -> with all other touched ones -> mesh of the cells -> manifold -> without crumbs
+//     -> without pinholes and slits
 //
 // A slit of the soup that is about two cells wide is bridged by cells here and there, and so becomes a row of long holes.
 // Those are told from wider holes by the soup itself: no place in them is farther from it than a cell. Where a rim is

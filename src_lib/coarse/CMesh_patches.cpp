@@ -33,14 +33,14 @@ void fillPatch(CTriangle* pStartCT, CPatch& patch, std::vector<CTriangle*>& vSta
 constexpr unsigned AT_ME = 1;  // for FloodTable
 
 /// A flood over the numbers of all triangles, depth first. What it reaches from one start after the other is in one list,
-/// so that nothing grows on the way.
+/// so that patches don't grow lists of their own.
 class NumberFlood {
 public:
     /// theTable: must outlive this object.
     explicit NumberFlood(FloodTable<CTriangle>& theTable, std::size_t numTriangles)
         : table(theTable), vReached(numTriangles) {}
 
-    /// The triangles that can be reached, in the order of the flood. atME: those among them at an ME, likewise.
+    /// The triangles that can be reached, in the order of the flood. vAtME: gets those among them at an ME, likewise.
     std::span<const std::uint32_t> takeAllFrom(std::uint32_t start, std::vector<std::uint32_t>& vAtME) {
         const std::size_t first = numReached;
         table.set(start, table.TAKEN);

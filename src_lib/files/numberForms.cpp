@@ -9,11 +9,10 @@
 #include <cmath>
 #include <cstdint>
 #include <iterator>
-#include <mutex>
 
 #include "HashIndex.h"
+#include "joinChunks.h"
 #include "singlePrecision.h"
-#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -58,16 +57,15 @@ std::vector<const Point3*> finiteOnes(const std::vector<const Point3*>& vPoints)
 
 /// The longest way that the form moves one of the points.
 double longestRounding(const std::vector<const Point3*>& vPoints, const NumberForm& form) {
-    double longest = 0.0;
-    std::mutex mutex;
-    const auto measure = [&](std::size_t begin, std::size_t end) {
-        double longestHere = 0.0;
+    const auto longestOf = [&](std::size_t begin, std::size_t end) {
+        double longest = 0.0;
         for (std::size_t i = begin; i < end; ++i)
-            longestHere = std::max(longestHere, (inForm(*vPoints[i], form) - *vPoints[i]).length());
-        const std::lock_guard<std::mutex> lock(mutex);
-        longest = std::max(longest, longestHere);
+            longest = std::max(longest, (inForm(*vPoints[i], form) - *vPoints[i]).length());
+        return longest;
     };
-    forChunks_MT(vPoints.size(), measure, WORTH_A_TASK);
+    double longest = 0.0;
+    joinChunks_MT(
+        vPoints.size(), longestOf, [&](double ofChunk) { longest = std::max(longest, ofChunk); }, WORTH_A_TASK);
     return longest;
 }
 

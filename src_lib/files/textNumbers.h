@@ -94,7 +94,7 @@ inline std::optional<double> roundedQuotient(std::uint64_t digits, std::uint64_t
     const std::uint64_t mantissa = (bits & (LEADING_BIT - 1)) | LEADING_BIT;
     const int shift = EXPONENT_OF_ONE + STORED_BITS - static_cast<int>(bits >> STORED_BITS);
     // The quotient is mantissa / 2^shift, at most two units off. Below a power of two the units are half as large.
-    if (shift <= 0 || shift > 63 || mantissa <= LEADING_BIT + 2) return std::nullopt;
+    if (shift < 0 || shift > 63 || mantissa <= LEADING_BIT + 2) return std::nullopt;
     const Wide unit = divisor;
     Wide rest = (static_cast<Wide>(digits) << shift) - static_cast<Wide>(mantissa) * unit;
     const auto isTooFar = [unit](Wide distance, std::uint64_t from) {

@@ -33,7 +33,8 @@ public:
             mPrevious.erase(tip);
             return {before, tip, behind};
         }
-        ASSEX(false);  // an ear has three corners in a row
+        // An ear has three corners in a row.
+        ASSEX(false);
         return {};
     }
     std::vector<VCD> corners() const {
@@ -95,7 +96,7 @@ HolePatch::Face HolePatch::withMiddles(const Face& face) {
         const Point3 *p = face[i], *q = face[(i + 1) % face.size()];
         whole.push_back(p);
         const bool bBorder = std::binary_search(vBorder.begin(), vBorder.end(), sideOf(p, q));
-        if (!bBorder && mesh.getEdge(p, q) != nullptr) whole.push_back(middleOf(p, q));
+        if (!bBorder && mesh.hasAliveEdge(p, q)) whole.push_back(middleOf(p, q));
     }
     return whole;
 }

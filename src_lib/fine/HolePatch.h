@@ -18,7 +18,7 @@ class RMesh;
 /// an ear there, and whatever the ears leave open, is put on a new vertex instead:
 ///
 ///        a-------b            a-------b
-///        | ear 1/|            |\  1  /|        a-c has an edge behind the hole: it is halved at m, and each of the two
+///        | ear 1/|            |\  1  /|        b-c has an edge behind the hole: it is halved at m, and each of the two
 ///        |    /  |     ->     |  \ /  |        faces beside it becomes a fan around its middle
 ///        | /ear 2|            |  /m\  |
 ///        c-------d            c-------d

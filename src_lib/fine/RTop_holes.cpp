@@ -255,7 +255,7 @@ int closeChosen(RMesh& mesh, const HoleLimits& limits, std::vector<std::vector<P
             Chain& chain = *chains.getChain(i);
             const bool bPinhole = choice.isPinhole(chain, chains.vHighVCD);
             const bool bWanted = bPinhole || choice.isHole(chain, chains.vHighVCD);
-            const bool bNarrow = !bWanted && choice.mayBeNarrow(chain, chains.vHighVCD);
+            const bool bNarrow = !bPinhole && choice.mayBeNarrow(chain, chains.vHighVCD);
             if ((bWanted && closeHole(mesh, copy, chain)) || (bNarrow && closeNarrow(mesh, copy, chain, choice)))
                 ++numClosed;
             else if (bPinhole)

@@ -3,15 +3,14 @@
 
 #include <algorithm>
 #include <cstdint>
-#include <mutex>
 #include <utility>
 #include <vector>
 
 #include "Forest.h"
 #include "Progress.h"
 #include "RMesh.h"
+#include "joinChunks.h"
 #include "meshCore.h"
-#include "sortMT.h"
 
 namespace TARN_KEL {
 
@@ -101,13 +100,8 @@ MeshFlaws flawsOfVertices(const RMesh& mesh, std::size_t begin, std::size_t end)
 template <typename FlawsOf>
 MeshFlaws sumOfChunks_MT(std::size_t num, const FlawsOf& flawsOf) {
     MeshFlaws sum;
-    std::mutex mutex;
-    const auto addChunk = [&](std::size_t begin, std::size_t end) {
-        const MeshFlaws flaws = flawsOf(begin, end);
-        const std::lock_guard<std::mutex> lock(mutex);
-        sum = sum + flaws;
-    };
-    forChunks_MT(num, addChunk, WORTH_A_TASK);
+    joinChunks_MT(
+        num, flawsOf, [&](const MeshFlaws& flaws) { sum = sum + flaws; }, WORTH_A_TASK);
     return sum;
 }
 

@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <iterator>
 #include <map>
+#include <set>
 #include <utility>
 #include <vector>
 
@@ -38,6 +39,8 @@ struct Change {
     std::ptrdiff_t gain = 0;                   // pairs fewer
 };
 
+constexpr std::size_t MAX_AROUND = 1000;  // vertices; more are around a hub, whose rings take long to find
+
 /// New places of some vertices.
 using Spread = std::map<Point3*, Point3>;
 
@@ -50,6 +53,7 @@ public:
         vOpen = std::move(vCrossing);
         for (;;) {
             if (RTriangle* pRT = nextOf(vOpen)) {
+                if (!sAsked.insert(pRT).second) continue;
                 findBest(*pRT);
                 if (!performBest()) vStuck.push_back(pRT);
             } else if ((pRT = nextOf(vStuck))) {
@@ -80,10 +84,11 @@ private:
     RMesh& mesh;
     CrossingWatch watch;
     Change best;
-    std::vector<RTriangle*> vChanged;  // by the last change
-    std::vector<RTriangle*> vOpen;     // those that are to be looked at
-    std::vector<RTriangle*> vStuck;    // those where no change of one vertex or edge helped
-    std::ptrdiff_t gained = 0;         // by all changes
+    std::vector<RTriangle*> vChanged;   // by the last change
+    std::vector<RTriangle*> vOpen;      // those that are to be looked at
+    std::vector<RTriangle*> vStuck;     // those where no change of one vertex or edge helped
+    std::set<const RTriangle*> sAsked;  // those that were looked at since the last change
+    std::ptrdiff_t gained = 0;          // by all changes
 };
 
 /// Thinner than is good: far above what counts as flat.
@@ -105,6 +110,7 @@ RTriangle* CrossingRemover::nextOf(std::vector<RTriangle*>& vTriangle) {
 bool CrossingRemover::performBest() {
     if (best.kind == Change::NONE || !perform(best)) return false;
     gained += best.gain;
+    sAsked.clear();
     vOpen.insert(vOpen.end(), vChanged.begin(), vChanged.end());  // there may be another way out around it now
     return true;
 }
@@ -187,6 +193,7 @@ void CrossingRemover::trySpread(const RTriangle& rt) {
 std::vector<Point3*> CrossingRemover::innerVerticesAround(const RTriangle& rt, int numRings) const {
     std::vector<Point3*> vVtx(std::begin(rt.aCorners), std::end(rt.aCorners));
     for (int ring = 0; ring < numRings; ++ring) {
+        if (vVtx.size() > MAX_AROUND) return {};
         std::vector<Point3*> vWider = vVtx;
         for (const Point3* p : vVtx)
             mesh.getRingVtx(p, vWider);

@@ -65,7 +65,9 @@ void CrossingUndo::markAround(const PlacedTriangles& now, const std::vector<Cros
         markCorners(now.vTriangle[t]);
         markCorners(now.vTriangle[o]);
     }
-    for (std::size_t ring = 0; ring < numRings; ++ring) {
+    for (std::size_t ring = 0, numMarked = 0; ring < numRings; ++ring) {
+        const auto num = static_cast<std::size_t>(std::count(vBack.begin(), vBack.end(), 1));
+        if (std::exchange(numMarked, num) == num) return;  // all that hangs together
         std::vector<FitTriangle> vAtMarked;
         std::copy_if(now.vTriangle.begin(), now.vTriangle.end(), std::back_inserter(vAtMarked), [&](const FitTriangle& c) {
             return std::any_of(c.begin(), c.end(), [&](FitIndex corner) { return vBack[vOrigin[corner]] != 0; });

@@ -336,7 +336,6 @@ void MeshFitter::flipEdges() {
 
 bool MeshFitter::splitEdges() {
     const std::size_t numSplits = edges.splitAtCreases();
-    counts.numSplits += numSplits;
     vFound.resize(fitMesh.numVertices());
     return numSplits > 0;
 }

@@ -13,7 +13,8 @@ namespace TARN_KEL {
 /// What a fit did.
 struct FitCounts {
     std::size_t numCorners = 0, numOnCreases = 0;  // vertices put there
-    std::size_t numFlips = 0, numSplits = 0;
+    std::size_t numFlips = 0;
+    std::size_t numSplits = 0;                // those that stay, counted at the end by SurfaceFit
     std::size_t numPairs = 0;                 // of these, two at a time
     std::size_t numSpots = 0, numMended = 0;  // off the points or folded; what was mended of that
     std::size_t numUnfolded = 0;              // vertices moved to smooth folds
@@ -24,9 +25,9 @@ struct FitCounts {
 ///
 /// Three rounds: all vertices go to their nearest sheet; then the nearest vertex to each corner there, then vertices onto
 /// creases, then edges are flipped towards the points. In the last one edges that still cut a crease are split on it. Every
-/// change is judged by the guard. Then borders go out to the last points, and triangles that pass through each other since
-/// are parted. What is off the points or folded then is mended by several changes at once. Finally smooth vertices are
-/// lifted by what the triangles cut off the curved sheet, and follow the points (PointFollower).
+/// change is judged by the guard. Then borders go out to the last points. What is off the points or folded then is mended by
+/// several changes at once. Finally smooth vertices are lifted by what the triangles cut off the curved sheet, and follow
+/// the points (PointFollower). untangle() parts triangles that pass through each other then.
 ///
 /// The unit of length is the spacing of the points.
 class MeshFitter {

@@ -170,6 +170,7 @@ CellPoints onePointPerCell(const std::vector<Point3>& vPoints, const Calc& grid)
         const Point3* pPoint;
     };
     FreshVector<CodedPoint> vCoded(vPoints.size());
+    ASSEX_AS("vAllRCDOut.size()==vPoints.size()", vCoded.size() == vPoints.size());
     forChunks_MT(vPoints.size(), [&](std::size_t begin, std::size_t end) {
         for (std::size_t i = begin; i < end; ++i)
             vCoded[i] = {grid.getRCD(&vPoints[i]), &vPoints[i]};

@@ -137,4 +137,18 @@ inline double distanceToSoup(const Point3& p, const TriangleSoup& soup) {
     return best;
 }
 
+/// A square sheet of edge length 1 with a slit of length 0.6 in its middle.
+inline TriangleSoup slitSheet(double width) {
+    const std::array<double, 4> aX{0.0, 0.5 - width / 2.0, 0.5 + width / 2.0, 1.0}, aY{0.0, 0.2, 0.8, 1.0};
+    TriangleSoup soup;
+    const auto at = [&](std::size_t i, std::size_t j) { return Point3(aX[i], aY[j], 0.0); };
+    for (std::size_t i = 0; i < 3; ++i)
+        for (std::size_t j = 0; j < 3; ++j) {
+            if (i == 1 && j == 1) continue;
+            addTriangle(soup, at(i, j), at(i + 1, j), at(i + 1, j + 1));
+            addTriangle(soup, at(i, j), at(i + 1, j + 1), at(i, j + 1));
+        }
+    return soup;
+}
+
 }  // namespace TARN_TEST

@@ -310,6 +310,14 @@ TEST_F(MeltRun, closesSlitsOfUpToTwoCellsWholly) {
         }
 }
 
+TEST_F(MeltRun, closesSlitsAlsoWhereWiderHolesAreToBeClosed) {
+    for (const double degrees : {25.0, 40.0, 70.0, 160.0}) {
+        const MeshPtr pMesh =
+            melt(turned(slitSheet(0.045), degrees), {.spacing = 0.025, .featureAngle = 30.0, .maxHoleEdges = 100});
+        EXPECT_EQ(numBorderLoops(*pMesh->getRMesh()), 1U) << degrees;
+    }
+}
+
 TEST_F(MeltRun, keepsTheBorderOfANarrowStrip) {
     TriangleSoup soup;
     addTriangle(soup, {0, 0, 0}, {1, 0, 0}, {1, 0.04, 0}), addTriangle(soup, {0, 0, 0}, {1, 0.04, 0}, {0, 0.04, 0});

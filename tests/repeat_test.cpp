@@ -173,7 +173,7 @@ const std::vector<Scene> vScene = {
     {"careful growth", scannedWith(openSphere(), {.factor = 1.25, .numGrowSteps = 12, .bFit = false}), 0x0232e360ea8ddfff},
     {"melt", melted(joined(part(), flipped(torusSoup(20), 3)), 0.05), 0xee5499d40d97a51a},
     {"melt, all steps", meltedWith(joined(part(), turned(part(), 40.0)), {.spacing = 0.05}), 0x700b2d7855f7fe9f},
-    {"melt, slit", meltedWith(turned(slitSheet(0.045), 25.0), {.spacing = 0.025}), 0x0},
+    {"melt, slit", meltedWith(turned(slitSheet(0.045), 25.0), {.spacing = 0.025}), 0xe98b9e08429b325e},
     {"cloud", codeOfCloud, 0xdb51e394f61da03b},
     {"reduce", changed(roughTorus(), {reduced(0.4, 25.0)}), 0x8209be68f50d9fc1},
     {"flips", changed(roughTorus(), {edgesFlipped()}), 0x4b3af12a8b3106ba},

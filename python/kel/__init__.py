@@ -183,10 +183,12 @@ def melt(
         Edges stay sharp when the normals of their triangles differ by more than this many degrees.
     complete : bool, default True
         Meshes also cells of which triangles cut off only a sliver.
+    manifold : bool, default True
+        Makes the mesh manifold, without crumbs at its rims.
     max_pinhole_edges : int, default 8
-        Closes holes of at most that many edges and, in a manifold mesh, those that are nowhere wider than two cells, but no
-        outer borders; 0: none.
-    manifold, max_hole_edges, threads, progress
+        Closes holes of at most that many edges; of a manifold mesh also those that are nowhere wider than two cells, but no
+        outer borders. With 0 it closes none.
+    max_hole_edges, threads, progress
         See `reconstruct`.
 
     Returns

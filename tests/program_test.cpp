@@ -20,6 +20,12 @@ using namespace TARN_TEST;
 
 namespace {
 
+/// The program as a word of a shell: the one that was built, or another one that the environment names.
+const std::string PROGRAM = [] {
+    const char* const other = std::getenv("KEL_PROGRAM");
+    return "'" + std::string(other != nullptr ? other : KEL_PROGRAM) + "'";
+}();
+
 struct Outcome {
     int status = -1;
     std::string out, err;
@@ -28,7 +34,7 @@ struct Outcome {
 struct ProgramTest : SilentTest {
     /// Runs the program in the test's folder; the arguments are words of a shell.
     Outcome run(const std::string& arguments) const {
-        const std::string command = "cd '" + folder.path("") + "' && '" KEL_PROGRAM "' " + arguments + " >'" +
+        const std::string command = "cd '" + folder.path("") + "' && " + PROGRAM + " " + arguments + " >'" +
                                     logs.path("out") + "' 2>'" + logs.path("err") + "'";
         const int status = std::system(command.c_str());
         return {WIFEXITED(status) ? WEXITSTATUS(status) : -1, logs.read("out"), logs.read("err")};
@@ -445,7 +451,7 @@ TEST_F(ProgramTest, choosesAndPlacesPointsOfSeveralFiles) {
         countIn(run("convert a.bin o.bin --classes 2").err, "kel: --classes chooses points by their classes, of which"), 1);
     EXPECT_EQ(run("reconstruct a.bin scan.bin o.ply --quiet --max-points 900").status, 0);
     EXPECT_EQ(run("spacing a.bin --every 2").out,
-              run("convert a.bin h.bin --every 2 --quiet && '" KEL_PROGRAM "' spacing h.bin").out);
+              run("convert a.bin h.bin --every 2 --quiet && " + PROGRAM + " spacing h.bin").out);
 }
 
 TEST_F(ProgramTest, fitsToChosenPoints) {
@@ -536,8 +542,8 @@ TEST_F(ProgramTest, readsAndWritesPipes) {
     EXPECT_EQ(folder.read("said"), "kel: Can't write to standard output\n");
     EXPECT_EQ(folder.numFiles(), numFiles + 1) << "a reader that stops early leaves no temporary files";
     const Outcome ended =
-        run("--version >/dev/null; sleep 3 | '" KEL_PROGRAM
-            "' convert - o.xyz --format xyz & kel=$!; "
+        run("--version >/dev/null; sleep 3 | " + PROGRAM +
+            " convert - o.xyz --format xyz & kel=$!; "
             "for i in $(seq 200); do ls kel-*/* >/dev/null 2>&1 && break; sleep 0.01; done; kill -TERM $kel; wait $kel #");
     EXPECT_EQ(ended.status, 128 + SIGTERM);
     EXPECT_EQ(folder.numFiles(), numFiles + 1) << "nor does a signal";
@@ -572,8 +578,8 @@ TEST_F(ProgramTest, leavesOlderFilesAloneWhenItFailsAndWritesThroughLinks) {
     EXPECT_EQ(folder.read("mesh.obj") + folder.read("report.json"), "olderolder");
     for (const std::string command : {"reduce in.ply in.ply --ratio 0.5", "convert in.ply ./in.ply",
                                       "info in.ply --json in.ply", "spacing s.bin.gz --json s.bin.gz"}) {
-        ASSERT_EQ(run("convert scan.bin s.bin && '" KEL_PROGRAM
-                      "' reconstruct scan.bin in.ply && gzip -f in.ply s.bin && cp in.ply.gz in.ply")
+        ASSERT_EQ(run("convert scan.bin s.bin && " + PROGRAM +
+                      " reconstruct scan.bin in.ply && gzip -f in.ply s.bin && cp in.ply.gz in.ply")
                       .status,
                   0);
         const std::string before = folder.read("in.ply") + folder.read("s.bin.gz");
@@ -1026,7 +1032,7 @@ TEST_F(ProgramTest, readsTheGlbThatItWrites) {
     }
     EXPECT_EQ(run("info mesh.glb").out, run("info - <mesh.glb").out);
     EXPECT_EQ(countIn(run("info mesh.glb").out, "columns                   red, green, blue, class, height\n"), 1);
-    EXPECT_EQ(run("convert mesh.glb o.xyz --quiet && '" KEL_PROGRAM "' spacing mesh.glb").status, 0);
+    EXPECT_EQ(run("convert mesh.glb o.xyz --quiet && " + PROGRAM + " spacing mesh.glb").status, 0);
     EXPECT_EQ(points("o.xyz").size(), vBack.size()) << "its vertices are a cloud";
     EXPECT_EQ(run("melt mesh.glb o.ply --spacing 0.1 --quiet").status, 0);
     EXPECT_EQ(run("reduce mesh.glb o.glb --ratio 0.5 --quiet").status, 0);

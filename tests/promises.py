@@ -2,14 +2,14 @@
 """promises.py [--check | LINE...]: breaks the code on purpose and sees whether the tests notice.
 
 Each line of promises.txt is a plausible fault: a source file, a sed -E command that changes exactly one line of it, and the
-test program that must fail then. With numbers of lines of promises.txt only these are tried; --check, which takes seconds, says only
-whether each still changes one line. Status 1 when a fault survives, no longer applies or doesn't compile.
+test program that must fail then. With numbers of lines of promises.txt only these are tried; --check, which takes seconds, says
+only whether each still changes one line. Status 1 when a fault survives, no longer applies or doesn't compile.
 
 The tests are built once, by the preset quick, where the functions of the library can be replaced (KEL_INTERPOSABLE). A fault
 costs what it takes to compile the broken source, in a copy of the tree: its functions go into a small library that is loaded
-before the whole one, and so are called instead of those there. Of a broken header all sources that include it are taken; a
-test program that holds the broken source itself is linked anew. A fault is noticed when a test fails that passes with the
-source as it was, compiled and loaded the same way.
+before the whole one, and so are called instead of those there. Of a broken header all sources that include it are taken. A
+test program that holds the broken source itself or includes the header, or the program kel that a test starts, is linked
+anew. A fault is noticed when a test fails that passes with the source as it was, compiled and loaded the same way.
 """
 import concurrent.futures
 import json
@@ -29,6 +29,11 @@ WORK = ROOT / "build/faults"
 WHOLE = WORK / "whole"  # the library and the tests as they were built
 JOBS = min(2, os.cpu_count())
 SECONDS_A_TEST = 600  # a fault that makes a test hang is noticed as well
+MANY = 40  # a header that more sources include is broken in the test program alone, if that includes it
+
+
+class BuildError(Exception):
+    """What a compiler or linker has against a source."""
 
 
 def read_promises(wanted):
@@ -74,11 +79,9 @@ def flags_for(target, job):
     return [*launcher, *words[:words.index("-o")], "-O0", "-w", "-Wno-error"]
 
 
-def sources_with(file):
-    """The file itself, or the sources that include a header, be it through others."""
-    if file.endswith(".cpp"):
-        return [file]
-    files = [path for path in (ROOT / "src_lib").rglob("*") if path.suffix in (".h", ".cpp")]
+def including(file):
+    """The sources that include a header, be it through others: of the library and the tests."""
+    files = [path for folder in ("src_lib", "tests") for path in (ROOT / folder).rglob("*") if path.suffix in (".h", ".cpp")]
     names = {path: set(re.findall(r'#include "(?:.*/)?(.*)"', path.read_text())) for path in files}
     headers = {pathlib.Path(file).name}
     while more := {path.name for path in files if path.suffix == ".h" and names[path] & headers} - headers:
@@ -86,31 +89,68 @@ def sources_with(file):
     return [path.relative_to(ROOT) for path in files if path.suffix == ".cpp" and names[path] & headers]
 
 
+def broken_sources(file, test):
+    """What is to be compiled anew for a broken file: sources of the library, and of the test program or of kel."""
+    path = pathlib.Path(file)
+    if path.suffix == ".cpp":
+        return ([path], []) if path.parts[0] == "src_lib" else ([], [path])
+    sources = including(file)
+    library = [source for source in sources if source.parts[0] == "src_lib"]
+    own = [source for source in sources if source == pathlib.Path("tests", f"{test}.cpp")]
+    return ([] if own and len(library) > MANY else library), own
+
+
+def holds(target, source):
+    """Whether the source is one of the target's own."""
+    entries = json.loads((BUILD / "compile_commands.json").read_text())
+    return any(entry["file"] == str(ROOT / source) and f"/{target}.dir/" in entry["command"] for entry in entries)
+
+
+def require(command, folder, **variables):
+    status, output = run(command, folder, **variables)
+    if status != 0:
+        raise BuildError(([line for line in output.splitlines() if "error" in line] or [output])[0])
+
+
+def compiled(source, target, job):
+    """The object of a source of the target."""
+    made = job / f"{source.stem}.o"
+    require([*flags_for(target, job), "-o", made, "-c", job / source], job, CCACHE_BASEDIR=str(job), CCACHE_NOHASHDIR="1")
+    return made
+
+
+def linked(target, replacement, job):
+    """The program of a target, linked anew: what it has from the replaced source comes from the replacement."""
+    _, command = run(["ninja", "-t", "commands", "-s", target], BUILD)
+    words = [word for word in shlex.split(command) if word not in (":", "&&") and not word.endswith(f"/{replacement.stem}.cpp.o")]
+    out = words.index("-o")
+    words[out + 1] = job / pathlib.Path(target).name
+    # The first of several definitions is taken, so that of the replacement before that of a packed source.
+    words[out:out] = ["-Wl,--allow-multiple-definition", replacement]
+    require(words, BUILD)
+    return words[words.index("-o") + 1]
+
+
 def build(job, file, test):
-    """The test program, what is to be loaded before the library, and what a compiler has against it."""
-    in_library = file.startswith("src_lib/")
-    objects = []
-    for source in map(pathlib.Path, sources_with(file)):
-        objects.append(job / f"{source.stem}.o")
-        status, output = run([*flags_for("kel" if in_library else test, job), "-o", objects[-1], "-c", job / source], job,
-                             CCACHE_BASEDIR=str(job), CCACHE_NOHASHDIR="1")
-        if status != 0:
-            return None, None, output
-    if in_library:
-        status, output = run(["c++", "-shared", "-o", job / "broken.so", *objects, f"-L{WHOLE}", "-lkel"], job)
-        return WHOLE / test, job / "broken.so", output if status else ""
-    _, command = run(["ninja", "-t", "commands", "-s", f"tests/{test}"], BUILD)
-    words = [objects[0] if word.endswith(f"/{objects[0].stem}.cpp.o") else word for word in shlex.split(command)]
-    words = [word for word in words if word not in (":", "&&")]
-    words[words.index("-o") + 1] = job / test
-    status, output = run(words, BUILD)
-    return job / test, "", output if status else ""
+    """The test program, and the variables that make it take the broken code. Raises BuildError."""
+    library, own = broken_sources(file, test)
+    program, variables = WHOLE / test, {}
+    if library:
+        objects = [compiled(source, "kel", job) for source in library]
+        variables["LD_PRELOAD"] = str(job / "broken.so")
+        require(["c++", "-shared", "-o", job / "broken.so", *objects, f"-L{WHOLE}", "-lkel"], job)
+    for source in own:
+        if holds(test, source):
+            program = linked(f"tests/{test}", compiled(source, test, job), job)
+        else:
+            variables["KEL_PROGRAM"] = str(linked("apps/kel/kel", compiled(source, "kel_program", job), job))
+    return program, variables
 
 
-def failing_test(program, library, name="*"):
+def failing_test(program, variables, name="*"):
     """The first test that fails, or the one in which the program ends; '' when all pass."""
     status, output = run([program, f"--gtest_filter={name}"], WHOLE, SECONDS_A_TEST, GTEST_FAIL_FAST="1",
-                         LD_PRELOAD=str(library), LD_LIBRARY_PATH=str(WHOLE))
+                         LD_LIBRARY_PATH=str(WHOLE), **variables)
     names = re.findall(r"^\[  FAILED  \] ([\w.]+)", output, re.MULTILINE)
     begun = re.findall(r"^\[ RUN      \] ([\w.]+)", output, re.MULTILINE)
     return "" if status == 0 else [*names, *begun[-1:], output.strip()][0]
@@ -137,15 +177,15 @@ def judge(job, file, command, test):
         return "", fault
     before = source.read_text()
     source.write_text(after)
-    program, library, errors = build(job, file, test)
-    name = "" if errors else failing_test(program, library)
-    source.write_text(before)
-    if errors:
-        return "", "doesn't compile: " + ([line for line in errors.splitlines() if "error" in line] or [errors])[0]
+    try:
+        name = failing_test(*build(job, file, test))
+    except BuildError as error:
+        return "", f"doesn't compile: {error}"
+    finally:
+        source.write_text(before)
     if not name:
         return "", "SURVIVED"
-    program, library, _ = build(job, file, test)
-    return name, "fails without the fault, too: " + name if failing_test(program, library, name) else ""
+    return name, "fails without the fault, too: " + name if failing_test(*build(job, file, test), name) else ""
 
 
 def check():

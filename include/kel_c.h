@@ -475,6 +475,7 @@ typedef struct kel_fit_options {
     size_t size;       ///< Of the struct that the caller knows.
     double cell_edge;  ///< cellEdge
     int noise;         ///< bNoise
+    int unused;        ///< Not used: structs of older callers end with this gap.
     int no_crossings;  ///< bNoCrossings
 } kel_fit_options;
 

@@ -123,12 +123,13 @@ def linked(target, replacement, job):
     """The program of a target, linked anew: what it has from the replaced source comes from the replacement."""
     _, command = run(["ninja", "-t", "commands", "-s", target], BUILD)
     words = [word for word in shlex.split(command) if word not in (":", "&&") and not word.endswith(f"/{replacement.stem}.cpp.o")]
-    out = words.index("-o")
-    words[out + 1] = job / pathlib.Path(target).name
-    # The first of several definitions is taken, so that of the replacement before that of a packed source.
-    words[out:out] = ["-Wl,--allow-multiple-definition", replacement]
+    program = job / pathlib.Path(target).name
+    words[words.index("-o") + 1] = str(program)
+    # The first of several definitions is taken: that of the replacement, not that of a packed source.
+    first = next((i for i, word in enumerate(words) if word.endswith(".o")), words.index("-o"))
+    words[first:first] = ["-Wl,--allow-multiple-definition", replacement]
     require(words, BUILD)
-    return words[words.index("-o") + 1]
+    return program
 
 
 def build(job, file, test):

@@ -12,10 +12,6 @@ template <typename T>
 struct FreshAllocator : std::allocator<T> {
     static_assert(std::is_trivially_copyable_v<T>, "an element begins to exist when it is assigned to");
 
-    template <typename Other>
-    struct rebind {
-        using other = FreshAllocator<Other>;
-    };
     FreshAllocator() = default;
     template <typename Other>
     FreshAllocator(const FreshAllocator<Other>& /*other*/) noexcept {}

@@ -134,7 +134,7 @@ FittedSurface SurfaceFit::fit(bool bNoCrossings) {
     std::vector<CrossingPair> vPair;
     countCrossings(fitted.vVertex, fitted.vTriangle, &vPair);
     if (!vPair.empty()) {
-        result.counts.numUntangled += fitter.untangle(std::move(vPair));
+        result.counts.numUntangled += fitter.untangle(std::exchange(vPair, {}));
         fitted = placed(vStart);
         if (bNoCrossings) countCrossings(fitted.vVertex, fitted.vTriangle, &vPair);
     }

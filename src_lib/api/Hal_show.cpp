@@ -4,7 +4,6 @@
 #include "CMesh.h"
 #include "Hal.h"
 #include "Visualizer3.h"
-#include "tools.h"
 
 namespace TARN_KEL {
 

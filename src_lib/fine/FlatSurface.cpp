@@ -12,7 +12,6 @@
 #include "edgeGeometry.h"
 #include "listsByNumber.h"
 #include "tarn_locate3/Bbox3.h"
-#include "tools.h"
 
 namespace TARN_KEL {
 

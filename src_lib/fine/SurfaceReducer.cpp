@@ -25,7 +25,6 @@
 #include "edgeGeometry.h"
 #include "geometryFunctions.h"
 #include "sortMT.h"
-#include "tools.h"
 
 namespace TARN_KEL {
 

@@ -17,7 +17,7 @@
 
 #include "CornerLowPass.h"
 #include "Sheet.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "signedField.h"
 #include "sortMT.h"
 #include "tools.h"

@@ -12,7 +12,7 @@
 #include "NeighbourWalk.h"
 #include "Sheet.h"
 #include "WeightQueue.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "lazyQueue.h"
 #include "runs.h"
 #include "tools.h"

@@ -20,7 +20,7 @@
 #include <limits>
 
 #include "Pixel.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

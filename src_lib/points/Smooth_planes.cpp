@@ -14,7 +14,7 @@
 
 #include "Moments.h"
 #include "Smooth.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "sortMT.h"
 #include "tools.h"
 

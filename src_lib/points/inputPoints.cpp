@@ -3,7 +3,7 @@
 
 #include <algorithm>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "tools.h"
 
 namespace TARN_KEL {

@@ -5,7 +5,7 @@
 
 #include "HashIndex.h"
 #include "Pixel.h"
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "runs.h"
 #include "sortMT.h"
 #include "tools.h"

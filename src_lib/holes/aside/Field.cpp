@@ -21,7 +21,7 @@
 #include <limits>
 #include <utility>
 
-#include "freeFunctions.h"
+#include "geometryFunctions.h"
 #include "runs.h"
 #include "signedField.h"
 #include "sortMT.h"

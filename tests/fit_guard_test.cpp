@@ -4,6 +4,7 @@
 #include <vector>
 
 #include "FitGuard.h"
+#include "geometryFunctions.h"
 #include "support/prelude.h"
 
 using namespace TARN_TEST;
@@ -12,7 +13,7 @@ namespace {
 
 /// A place or direction by x and an angle around the axis of x; lengths in cells, angles in degrees.
 Vector3 around(double x, double radius, double degrees) {
-    const double angle = degrees * std::acos(-1.0) / 180.0;
+    const double angle = degrees / DEGREES_PER_RADIAN;
     return {x, radius * std::cos(angle), radius * std::sin(angle)};
 }
 

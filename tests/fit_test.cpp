@@ -9,6 +9,7 @@
 #include "SyntheticScan.h"
 #include "TriangleTree.h"
 #include "fitSurface.h"
+#include "geometryFunctions.h"
 #include "meshFlaws.h"
 #include "rimCorner.h"
 #include "support/figures.h"
@@ -113,13 +114,6 @@ struct Surface {
                                  static_cast<FitIndex>(vIndex[i + 2])});
     }
 };
-
-std::vector<TrianglePlaces> placesOf(const Points& vCorner) {
-    std::vector<TrianglePlaces> vTriangle(vCorner.size() / 3);
-    for (std::size_t i = 0; i < vCorner.size(); ++i)
-        vTriangle[i / 3][i % 3] = vCorner[i] - Point3();
-    return vTriangle;
-}
 
 /// Edges that bend by more than 120 degrees.
 std::size_t countFolds(const MeshPtr& pMesh) {
@@ -303,7 +297,7 @@ TEST(Fit, bringsRimsOutWithoutFoldsAndOverlaps) {
         fit(pMesh, askew(cloud.vPoints));
         numAfter += countFolds(pMesh);
         EXPECT_EQ(countSelfIntersections(pMesh), 0U) << seed;
-        const TriangleTree tree(placesOf(straight(cornersOf(pMesh))));
+        const TriangleTree tree(trianglesOf(straight(cornersOf(pMesh))));
         for (const Vector3& corner : {Vector3(), Vector3(1.0, 0.0, 0.0), Vector3(0.0, 1.0, 0.0), Vector3(1.0, 1.0, 0.0)})
             sumOfCorners += std::sqrt(tree.nearest(corner).sqDistance) / cloud.spacing / 16.0;
         for (double x = 0.0005; x < 1.0; x += 0.001)
@@ -373,12 +367,12 @@ TEST(Fit, bringsCreasesAndNormalsToThoseOfABlock) {
         for (const std::uint64_t seed : {1U, 2U}) {
             const Cloud cloud = cloudOf({"block", noise, seed}, 10000);
             const Points vCorner = straight(cornersOf(reconstruct(askew(cloud.vPoints), ReconstructOptions{})));
-            const std::vector<TrianglePlaces> vTriangle = placesOf(vCorner);
+            const std::vector<TrianglePlaces> vTriangle = trianglesOf(vCorner);
             double turned = 0.0, areas = 0.0, off = 0.0;
             for (const TrianglePlaces& t : vTriangle) {
                 const Vector3 area = areaVector(t);
                 const double cosine = area.getMaxAbsComponent() / area.length();  // to the nearest axis
-                turned += cosine < std::cos(20.0 / 57.29577951308232) ? area.length() : 0.0;
+                turned += cosine < std::cos(20.0 / DEGREES_PER_RADIAN) ? area.length() : 0.0;
                 areas += area.length();
             }
             const TriangleTree tree(vTriangle);

@@ -280,7 +280,7 @@ TEST_F(MeltRun, closesHolesOfACellOrTwoAndLeavesWiderOnes) {
         }
 }
 
-/// Of a manifold mesh.
+/// Of a manifold mesh, by its own vertices: several may be at one place.
 std::size_t numBorderLoops(const RMesh& mesh) {
     std::vector<REdge*> vBorderRE;
     mesh.getDegN(1, vBorderRE);

@@ -111,6 +111,11 @@ TEST_F(ProgramTest, makesAMeshOfAScan) {
                                  "\"components\": 1,"})
             EXPECT_EQ(countIn(report, part), 1) << part << report;
     }
+    std::vector<Point3> vCorners;
+    ASSERT_TRUE(readSTL_ASCII(folder.path("mesh.stl").c_str(), vCorners));
+    EXPECT_GT(vCorners.size(), 5000U);
+    for (const Point3& p : vCorners)
+        ASSERT_NEAR((p - Point3(0.5, 0.5, 0.5)).getMaxAbsComponent(), 0.5, 0.03) << p;
     EXPECT_EQ(folder.numFiles(), 5U);
 }
 

@@ -7,9 +7,10 @@ only whether each still changes one line. Status 1 when a fault survives, no lon
 
 The tests are built once, by the preset quick, where the functions of the library can be replaced (KEL_INTERPOSABLE). A fault
 costs what it takes to compile the broken source, in a copy of the tree: its functions go into a small library that is loaded
-before the whole one, and so are called instead of those there. Of a broken header all sources that include it are taken. A
-test program that holds the broken source itself or includes the header, or the program kel that a test starts, is linked
-anew. A fault is noticed when a test fails that passes with the source as it was, compiled and loaded the same way.
+before the whole one, and so are called instead of those there. Of a broken header all sources that include it are taken, or
+where these are many and the test program includes it, that program alone. A test program that holds the broken source itself
+or includes the header, or the program kel that a test starts, is linked anew. A fault is noticed when a test fails that passes
+with the source as it was, compiled and loaded the same way.
 """
 import concurrent.futures
 import json
@@ -135,6 +136,8 @@ def linked(target, replacement, job):
 def build(job, file, test):
     """The test program, and the variables that make it take the broken code. Raises BuildError."""
     library, own = broken_sources(file, test)
+    if not library and not own:
+        raise BuildError(f"no source of the library or of {test} includes {file}")
     program, variables = WHOLE / test, {}
     if library:
         objects = [compiled(source, "kel", job) for source in library]
@@ -215,8 +218,10 @@ def main():
         number, *fault = promise
         job = jobs.get()
         start = time.monotonic()
-        name, verdict = judge(job, *fault)
-        jobs.put(job)
+        try:
+            name, verdict = judge(job, *fault)
+        finally:
+            jobs.put(job)
         print(f"{number:4} {time.monotonic() - start:6.1f} s  {verdict or 'noticed by ' + name}:", " | ".join(fault), flush=True)
         return verdict
 

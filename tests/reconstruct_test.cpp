@@ -93,6 +93,9 @@ TEST_F(Reconstruct, isHeardByTheListenerOfItsThreadWhoMayCancelIt) {
             EXPECT_FALSE(hasOpenProgress()) << "the next call would count within this run";
             EXPECT_TRUE(std::ranges::is_sorted(hearer.vFraction) && (limit < 1.0 || hearer.vFraction.back() == 1.0));
             EXPECT_EQ(hearer.vName.back(), "Reconstruct");
+            const std::size_t numOwn = hearer.vName.size();
+            std::thread([&] { EXPECT_EQ(reconstructed(vPoints), vReference); }).join();
+            EXPECT_EQ(hearer.vName.size(), numOwn) << "runs of other threads aren't heard";
         }
         const std::size_t numHeard = hearer.vName.size();
         EXPECT_EQ(reconstructed(vPoints), vReference);

@@ -137,12 +137,6 @@ double volumeOf(const MeshPtr& pMesh) {
 
 // ---- Distances by looking at everything ----------------------------------------------------------------------------------
 
-std::vector<TrianglePlaces> trianglesOf(const std::vector<Point3>& vCorners) {
-    std::vector<TrianglePlaces> v;
-    for (std::size_t i = 0; i < vCorners.size(); i += 3)
-        v.push_back({vCorners[i] - Point3(), vCorners[i + 1] - Point3(), vCorners[i + 2] - Point3()});
-    return v;
-}
 /// Places all over a triangle, its corners among them.
 template <typename Visit>
 void forGrid(const TrianglePlaces& t, int n, const Visit& visit) {

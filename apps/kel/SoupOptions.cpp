@@ -10,7 +10,7 @@ nlohmann::ordered_json SoupOptions::toJson() const {
 }
 
 std::vector<TARN_KEL::Point3> SoupOptions::read(Program& program, double bytesPerCell) const {
-    TARN_KEL::PointAttributes attributes;
+    TARN_KEL::PointAttributes attributes;  // all of them, for one question, until the run begins
     std::vector<TARN_KEL::Point3> vCorners = program.readTriangles(files.in, &attributes);
     if (std::exchange(attributes, {}).hasColour()) program.warn("The colours in " + files.in + " aren't kept");
     if (const std::string fault = TARN_KEL::soupRoomFault(vCorners, spacing, bytesPerCell); !fault.empty())

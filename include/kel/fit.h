@@ -22,7 +22,7 @@ struct FitOptions {
     bool bNoCrossings = true;
 };
 
-/// What fit() did; what bNoCrossings took back counts as well, but for splits. Lengths are in the unit of the points.
+/// What fit() did; what bNoCrossings took back counts, but for splits and moves. Lengths are in the unit of the points.
 struct FitReport {
     std::size_t numPoints = 0;     ///< Points near the mesh, which took part; dense ones are averaged first.
     double pointSpacing = 0.0;     ///< Median of their mean distance to the six nearest; 0.0 when too few took part.

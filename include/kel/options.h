@@ -47,8 +47,8 @@ struct ReconstructOptions {
     double minPieceArea = 30.0;
     int maxPinholeEdges = 8;  ///< Closes holes of at most that many edges, not the outer border of a piece; 0 or less: none.
     int maxHoleEdges = 0;     ///< Closes all holes of at most that many edges, see fillHoles(); 0 or less for none.
-    /// Removes self-intersections, see removeSelfIntersections(). A hole that something passes through stays open, unless
-    /// these are only folds around it.
+    /// Removes self-intersections, see removeSelfIntersections(), and lets the fit make none. A hole that something passes
+    /// through stays open, unless these are only folds around it.
     bool bNoCrossings = true;
 
     /// Moves the mesh to where the points say that the surface is, with sharp creases and without noise, see fit().

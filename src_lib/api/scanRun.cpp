@@ -258,9 +258,11 @@ void ScanRun::fit(MeshPtr& pMesh) {
         if (fitRun->hasMesh()) install(std::make_unique<RMesh>(report.cellEdge), *pMesh);  // its memory first
         if (auto pFitted = fitRun->fittedMesh(report.fit)) install(std::move(pFitted), *pMesh);
     });
-    report.numCrossingsLeft = fitRun->numCrossingsThen().value_or(report.numCrossingsLeft);
+    const std::optional<std::size_t> numCrossings = fitRun->numCrossingsThen();
     fitRun.reset();
-    if (report.numCrossingsLeft > 0) uncross(*pMesh->pRMesh);  // the fit may have opened another way out
+    if (!numCrossings) return;
+    report.numCrossingsLeft = *numCrossings;
+    if (*numCrossings > 0) uncross(*pMesh->pRMesh);  // the fit may have opened another way out
 }
 
 /// Whether any step is to change what the cells make.

@@ -1,23 +1,24 @@
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
-#include <mutex>
+#include <vector>
 
 #include "sortMT.h"
 
 namespace TARN_KEL {
 
-/// join(ofChunk(begin, end)) for each chunk of 0 .. n-1, one at a time, in any order: what they join to must not depend on
-/// it.
+/// join(ofChunk(begin, end)) for stretches of 0 .. n-1: all workers work on them, and they are joined in their order.
 template <typename OfChunk, typename Join>
-void joinChunks_MT(std::size_t n, const OfChunk& ofChunk, const Join& join, std::size_t minParallel = 0) {
-    std::mutex mutex;
-    const auto work = [&](std::size_t begin, std::size_t end) {
-        const auto part = ofChunk(begin, end);
-        const std::lock_guard<std::mutex> lock(mutex);
+void joinChunks_MT(std::size_t n, const OfChunk& ofChunk, const Join& join) {
+    constexpr std::size_t STRETCH = 8192;
+    std::vector<decltype(ofChunk(n, n))> vPart((n + STRETCH - 1) / STRETCH);
+    forChunks_MT(vPart.size(), [&](std::size_t begin, std::size_t end) {
+        for (std::size_t i = begin; i < end; ++i)
+            vPart[i] = ofChunk(i * STRETCH, std::min((i + 1) * STRETCH, n));
+    });
+    for (const auto& part : vPart)
         join(part);
-    };
-    forChunks_MT(n, work, minParallel);
 }
 
 }  // namespace TARN_KEL

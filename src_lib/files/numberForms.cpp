@@ -64,8 +64,7 @@ double longestRounding(const std::vector<const Point3*>& vPoints, const NumberFo
         return longest;
     };
     double longest = 0.0;
-    joinChunks_MT(
-        vPoints.size(), longestOf, [&](double ofChunk) { longest = std::max(longest, ofChunk); }, WORTH_A_TASK);
+    joinChunks_MT(vPoints.size(), longestOf, [&](double ofChunk) { longest = std::max(longest, ofChunk); });
     return longest;
 }
 

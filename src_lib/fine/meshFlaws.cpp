@@ -100,8 +100,7 @@ MeshFlaws flawsOfVertices(const RMesh& mesh, std::size_t begin, std::size_t end)
 template <typename FlawsOf>
 MeshFlaws sumOfChunks_MT(std::size_t num, const FlawsOf& flawsOf) {
     MeshFlaws sum;
-    joinChunks_MT(
-        num, flawsOf, [&](const MeshFlaws& flaws) { sum = sum + flaws; }, WORTH_A_TASK);
+    joinChunks_MT(num, flawsOf, [&](const MeshFlaws& flaws) { sum = sum + flaws; });
     return sum;
 }
 

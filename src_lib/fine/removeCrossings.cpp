@@ -39,8 +39,6 @@ struct Change {
     std::ptrdiff_t gain = 0;                   // pairs fewer
 };
 
-constexpr std::size_t MAX_AROUND = 1000;  // vertices; more are around a hub, whose rings take long to find
-
 /// New places of some vertices.
 using Spread = std::map<Point3*, Point3>;
 
@@ -193,11 +191,12 @@ void CrossingRemover::trySpread(const RTriangle& rt) {
 std::vector<Point3*> CrossingRemover::innerVerticesAround(const RTriangle& rt, int numRings) const {
     std::vector<Point3*> vVtx(std::begin(rt.aCorners), std::end(rt.aCorners));
     for (int ring = 0; ring < numRings; ++ring) {
-        if (vVtx.size() > MAX_AROUND) return {};
-        std::vector<Point3*> vWider = vVtx;
+        std::vector<RTriangle*> vAt;
         for (const Point3* p : vVtx)
-            mesh.getRingVtx(p, vWider);
-        vVtx = std::move(vWider);
+            mesh.getIncidentT(p, vAt);
+        for (const RTriangle* pRT : vAt)
+            vVtx.insert(vVtx.end(), std::begin(pRT->aCorners), std::end(pRT->aCorners));
+        oneInstance(vVtx);
     }
     std::erase_if(vVtx, [this](const Point3* p) { return isAtBorder(mesh, p); });
     return vVtx;

@@ -12,6 +12,8 @@
 #include <optional>
 #include <utility>
 
+#include "listsByNumber.h"
+
 namespace TARN_KEL {
 
 namespace {
@@ -65,14 +67,26 @@ void CrossingUndo::markAround(const PlacedTriangles& now, const std::vector<Cros
         markCorners(now.vTriangle[t]);
         markCorners(now.vTriangle[o]);
     }
-    for (std::size_t ring = 0, numMarked = 0; ring < numRings; ++ring) {
-        const auto num = static_cast<std::size_t>(std::count(vBack.begin(), vBack.end(), 1));
-        if (std::exchange(numMarked, num) == num) return;  // all that hangs together
-        std::vector<FitTriangle> vAtMarked;
-        std::copy_if(now.vTriangle.begin(), now.vTriangle.end(), std::back_inserter(vAtMarked), [&](const FitTriangle& c) {
-            return std::any_of(c.begin(), c.end(), [&](FitIndex corner) { return vBack[vOrigin[corner]] != 0; });
-        });
-        std::for_each(vAtMarked.begin(), vAtMarked.end(), markCorners);
+    if (numRings > 0) markRings(now, numRings);
+}
+
+/// Sends back what is within so many rings around the vertices that go back.
+void CrossingUndo::markRings(const PlacedTriangles& now, std::size_t numRings) {
+    const auto atVertex = listsByNumber<FitIndex>(now.vVertex.size(), [&](const auto& add) {
+        for (FitIndex t = 0; t < now.vTriangle.size(); ++t)
+            for (const FitIndex corner : now.vTriangle[t])
+                add(corner, t);
+    });
+    std::vector<FitIndex> vFront;
+    for (FitIndex v = 0; v < now.vVertex.size(); ++v)
+        if (vBack[vOrigin[v]] != 0) vFront.push_back(v);
+    for (std::size_t ring = 0; ring < numRings && !vFront.empty(); ++ring) {
+        std::vector<FitIndex> vNext;
+        for (const FitIndex v : vFront)
+            for (const FitIndex* pT = atVertex.begin(v); pT != atVertex.end(v); ++pT)
+                for (const FitIndex corner : now.vTriangle[*pT])
+                    if (std::exchange(vBack[vOrigin[corner]], static_cast<unsigned char>(1)) == 0) vNext.push_back(corner);
+        vFront = std::move(vNext);
     }
 }
 

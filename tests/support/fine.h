@@ -2,6 +2,7 @@
 #pragma once
 
 #include "RMesh.h"
+#include "TriangleTree.h"
 #include "support/names.h"
 
 namespace TARN_TEST {
@@ -245,6 +246,14 @@ inline Soup scrambled(Soup soup, unsigned seed) {
         if (random() % 2 == 0) std::swap((*t)[0], (*t)[1]);
     }
     return soup;
+}
+
+/// As the library searches them.
+inline std::vector<TrianglePlaces> trianglesOf(const std::vector<Point3>& vCorners) {
+    std::vector<TrianglePlaces> v;
+    for (std::size_t i = 0; i < vCorners.size(); i += 3)
+        v.push_back({vCorners[i] - Point3(), vCorners[i + 1] - Point3(), vCorners[i + 2] - Point3()});
+    return v;
 }
 
 }  // namespace TARN_TEST
